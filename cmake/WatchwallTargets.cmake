@@ -1,0 +1,122 @@
+# The few functions by which every folder declares what it builds. Sources are found by name, so adding a file
+# needs no edit here or there; the vector step that ends a file's name sets that file's compiler option.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+find_package(Threads REQUIRED)
+
+if(PROJECT_IS_TOP_LEVEL)
+  set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
+  set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
+  if(NOT CMAKE_BUILD_TYPE)
+    set(CMAKE_BUILD_TYPE Release CACHE STRING "" FORCE)
+  endif()
+endif()
+
+add_library(watchwall_options INTERFACE)
+target_compile_options(watchwall_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor
+                                                   $<$<BOOL:${PROJECT_IS_TOP_LEVEL}>:-Werror>)
+if(WATCHWALL_SANITIZE STREQUAL "address")
+  set(_sanitize -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+elseif(WATCHWALL_SANITIZE STREQUAL "thread")
+  set(_sanitize -fsanitize=thread -fno-omit-frame-pointer)
+elseif(NOT WATCHWALL_SANITIZE STREQUAL "")
+  message(FATAL_ERROR "WATCHWALL_SANITIZE is '${WATCHWALL_SANITIZE}'; it takes address, thread or nothing")
+endif()
+if(_sanitize)
+  target_compile_options(watchwall_options INTERFACE ${_sanitize} -g)
+  target_link_options(watchwall_options INTERFACE ${_sanitize})
+endif()
+if(WATCHWALL_BUILD_FUZZ)
+  set(_fuzz -fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all)
+  target_compile_options(watchwall_options INTERFACE ${_fuzz} -g)
+  target_link_options(watchwall_options INTERFACE -fsanitize=address,undefined)
+endif()
+
+# Gives the files whose names end in a vector step the option of that step, and no others.
+function(watchwall_vector_options)
+  foreach(file IN LISTS ARGN)
+    if(NOT CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
+      continue()
+    endif()
+    if(file MATCHES "_ssse3\\.cpp$")
+      set_source_files_properties("${file}" PROPERTIES COMPILE_OPTIONS -mssse3)
+    elseif(file MATCHES "_avx2\\.cpp$")
+      set_source_files_properties("${file}" PROPERTIES COMPILE_OPTIONS -mavx2)
+    endif()
+  endforeach()
+endfunction()
+
+# watchwall_library(NAME [LINKS ...] [PRIVATE_LINKS ...]): a static library of all *.cpp in this folder, with the
+# alias watchwall::NAME. Headers are included from the root of the tree: "codec/decoder.h".
+function(watchwall_library name)
+  cmake_parse_arguments(arg "" "" "LINKS;PRIVATE_LINKS" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/*.cpp")
+  file(GLOB headers CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/*.h")
+  if(sources)
+    watchwall_vector_options(${sources})
+    add_library(${name} STATIC ${sources} ${headers})
+    target_include_directories(${name} PUBLIC "${PROJECT_SOURCE_DIR}")
+    target_link_libraries(${name} PUBLIC ${arg_LINKS} Threads::Threads
+                          PRIVATE $<BUILD_INTERFACE:watchwall_options> ${arg_PRIVATE_LINKS})
+  else()
+    add_library(${name} INTERFACE ${headers})
+    target_include_directories(${name} INTERFACE "${PROJECT_SOURCE_DIR}")
+    target_link_libraries(${name} INTERFACE ${arg_LINKS} Threads::Threads)
+  endif()
+  add_library(watchwall::${name} ALIAS ${name})
+endfunction()
+
+# watchwall_tests(NAME [LINKS ...]): the *_test.cpp of this folder as the programs NAME_tests and, for those named
+# *_threads_test.cpp, NAME_threads_tests, whose tests carry the label "threads" (the thread sanitizer runs these).
+# GUI makes the program bring up the application object, for tests that need the virtual display.
+function(watchwall_tests name)
+  cmake_parse_arguments(arg "GUI" "" "LINKS" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/*_test.cpp")
+  file(GLOB helpers CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/*_support.cpp")
+  set(threads ${sources})
+  list(FILTER threads INCLUDE REGEX "_threads_test\\.cpp$")
+  list(FILTER sources EXCLUDE REGEX "_threads_test\\.cpp$")
+  _watchwall_test_program(${name}_tests "" "${sources}" "${helpers}")
+  _watchwall_test_program(${name}_threads_tests "threads" "${threads}" "${helpers}")
+endfunction()
+
+function(_watchwall_test_program program labels sources helpers)
+  if(NOT sources)
+    return()
+  endif()
+  add_executable(${program} ${sources} ${helpers})
+  target_compile_definitions(${program} PRIVATE WATCHWALL_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
+                                                WATCHWALL_BINARY_DIR="${PROJECT_BINARY_DIR}")
+  target_include_directories(${program} PRIVATE "${PROJECT_SOURCE_DIR}")
+  target_link_libraries(${program} PRIVATE watchwall_options ${arg_LINKS} GTest::gtest GTest::gmock)
+  if(arg_GUI)
+    target_link_libraries(${program} PRIVATE test_gui_main)
+  else()
+    target_link_libraries(${program} PRIVATE GTest::gmock_main)
+  endif()
+  include(GoogleTest)
+  gtest_discover_tests(${program} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
+                       PROPERTIES LABELS "${labels}" TIMEOUT 300)
+endfunction()
+
+# watchwall_bench(NAME [LINKS ...]): the program NAME_bench from NAME_bench.cpp.
+function(watchwall_bench name)
+  cmake_parse_arguments(arg "" "" "LINKS" ${ARGN})
+  add_executable(${name}_bench ${name}_bench.cpp)
+  target_compile_definitions(${name}_bench PRIVATE WATCHWALL_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
+                                                   WATCHWALL_BINARY_DIR="${PROJECT_BINARY_DIR}")
+  target_link_libraries(${name}_bench PRIVATE watchwall_options ${arg_LINKS} benchmark::benchmark)
+endfunction()
+
+# watchwall_fuzz(NAME [LINKS ...]): the libFuzzer program NAME_fuzz from NAME_fuzz.cpp; its seeds are the files of
+# fuzz/corpus/NAME.
+function(watchwall_fuzz name)
+  cmake_parse_arguments(arg "" "" "LINKS" ${ARGN})
+  add_executable(${name}_fuzz ${name}_fuzz.cpp)
+  target_link_libraries(${name}_fuzz PRIVATE watchwall_options ${arg_LINKS})
+  target_compile_definitions(${name}_fuzz PRIVATE WATCHWALL_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
+  target_link_options(${name}_fuzz PRIVATE -fsanitize=fuzzer)
+endfunction()

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <arpa/inet.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <sys/select.h>
+#include <sys/socket.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+// The machine's own socket calls are used as they are (socket, bind, connect, recv, sendto, ...), with
+// SOCKET_SEND_FLAGS on every send so that a closed connection is a result and no signal. What differs stands here.
+
+using SOCKET = int;
+inline constexpr SOCKET INVALID_SOCKET = -1;
+inline constexpr int SOCKET_ERROR = -1;
+inline constexpr int SOCKET_SEND_FLAGS = MSG_NOSIGNAL;
+
+/// Starts the socket layer; counted. 0 on success. There is nothing to start on this machine, so only a version of
+/// 0 is refused, as the platform's call refuses it.
+int WSAStartup(std::uint16_t version);
+/// Ends one start; SOCKET_ERROR when there was none.
+int WSACleanup();
+
+/// Ends every blocking call on the socket, in whatever thread, then closes it; 0 or SOCKET_ERROR.
+int closesocket(SOCKET socket);

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+
+// Threads, events, locks and time, named as the platform's own operations. What is left out: security attributes,
+// named objects, waiting for more than one object but for the pair of WaitForTwoObjects.
+
+/// A waitable object: a thread or an event. Null is "none". Owned by whoever created it, until CloseHandle.
+struct WAITABLE;
+using HANDLE = WAITABLE*;
+
+inline constexpr std::uint32_t INFINITE = 0xFFFFFFFF;
+inline constexpr std::uint32_t WAIT_OBJECT_0 = 0;
+inline constexpr std::uint32_t WAIT_TIMEOUT = 0x102;
+inline constexpr std::uint32_t WAIT_FAILED = 0xFFFFFFFF;
+
+/// Starts a thread that runs `entry`; its result is the thread's exit code. `name` (at most 15 characters are kept)
+/// shows in debuggers. The handle is signalled when the thread has ended and stays so. Null when the system has no
+/// more threads. Closing the handle neither ends nor waits for the thread.
+HANDLE CreateThread(std::function<std::uint32_t()> entry, const char* name);
+
+/// An event. With `manualReset` it stays set until ResetEvent; otherwise each set releases one waiter.
+HANDLE CreateEventA(bool manualReset, bool initiallySet);
+bool SetEvent(HANDLE event);
+bool ResetEvent(HANDLE event);
+
+/// Waits until the object is signalled or `timeoutMs` have passed: WAIT_OBJECT_0, WAIT_TIMEOUT, or WAIT_FAILED for
+/// a null handle. On a thread that owns windows the wait goes on serving messages *sent* to these windows (see
+/// SendMessageA), so that a thread which is waited for may still send to the waiting one.
+std::uint32_t WaitForSingleObject(HANDLE object, std::uint32_t timeoutMs);
+
+/// Waits for whichever of two objects is signalled first, the first of them winning a tie: WAIT_OBJECT_0,
+/// WAIT_OBJECT_0 + 1, WAIT_TIMEOUT or WAIT_FAILED.
+std::uint32_t WaitForTwoObjects(HANDLE first, HANDLE second, std::uint32_t timeoutMs);
+
+/// Gives the handle back; null is allowed. False for null.
+bool CloseHandle(HANDLE object);
+
+/// Waits for `ms` milliseconds, serving sent messages like WaitForSingleObject.
+void Sleep(std::uint32_t ms);
+
+/// Milliseconds of a monotonic clock, wrapping after 49.7 days.
+std::uint32_t GetTickCount();
+
+/// A recursive lock.
+class CCriticalSection
+{
+  public:
+    void Lock() { m_Mutex.lock(); }
+    bool TryLock() { return m_Mutex.try_lock(); }
+    void Unlock() { m_Mutex.unlock(); }
+
+  private:
+    std::recursive_mutex m_Mutex;
+};
+
+/// Holds a critical section for the length of a scope.
+class CAutoLock
+{
+  public:
+    explicit CAutoLock(CCriticalSection& section) : m_Section(section) { m_Section.Lock(); }
+    ~CAutoLock() { m_Section.Unlock(); }
+    CAutoLock(const CAutoLock&) = delete;
+    CAutoLock& operator=(const CAutoLock&) = delete;
+
+  private:
+    CCriticalSection& m_Section;
+};
+
+inline std::int32_t InterlockedIncrement(std::atomic<std::int32_t>& value) { return value.fetch_add(1) + 1; }
+inline std::int32_t InterlockedDecrement(std::atomic<std::int32_t>& value) { return value.fetch_sub(1) - 1; }
