@@ -1,0 +1,160 @@
+#include "codec/codec.h"
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+
+namespace
+{
+/// Standard error takes the core's texts unless somebody else asks for them.
+void report_to_stderr(const char* text)
+{
+    std::fputs(text, stderr);
+}
+
+std::atomic<codec_report_fn> g_report{report_to_stderr};
+
+CodecEntry* g_first = nullptr;
+
+/// Appends a row to the list; called under the run-once flag only.
+void register_entry(CodecEntry* entry)
+{
+    CodecEntry** link = &g_first;
+    while (*link)
+        link = &(*link)->next;
+    entry->next = nullptr;
+    *link = entry;
+}
+
+int32_t c264_open_hook(CodecContext* /*context*/)
+{
+    return -1;
+}
+
+int32_t c264_close_hook(CodecContext* /*context*/)
+{
+    return 0;
+}
+
+int32_t c264_decode_hook(CodecContext* /*context*/, CodecFrame* /*frame*/, int32_t* /*got*/,
+                         const uint8_t* /*data*/, int32_t /*size*/)
+{
+    return -1;
+}
+
+CodecEntry c264_entry = {
+    .name = "c264",
+    .kind = CODEC_KIND_VIDEO,
+    .id = CODEC_ID_H264,
+    .priv_size = 8 * sizeof(uint32_t),
+    .open = c264_open_hook,
+    .encode = nullptr,
+    .close = c264_close_hook,
+    .decode = c264_decode_hook,
+    .capabilities = 0x0a,
+    .next = nullptr,
+};
+
+/// The rows of the encoders are on the list by name only: nothing here encodes, and find never returns them.
+CodecEntry encoder_row(const char* name, int32_t id)
+{
+    return {.name = name,
+            .kind = CODEC_KIND_VIDEO,
+            .id = id,
+            .priv_size = 0,
+            .open = nullptr,
+            .encode = nullptr,
+            .close = nullptr,
+            .decode = nullptr,
+            .capabilities = 0,
+            .next = nullptr};
+}
+
+CodecEntry encoder_entries[] = {
+    encoder_row("c264", CODEC_ID_H264),
+    encoder_row("mpeg4", CODEC_ID_MPEG4),
+    encoder_row("mjpeg", CODEC_ID_MJPEG),
+};
+}  // namespace
+
+void codec_init() {}
+
+void codec_register_all()
+{
+    static std::once_flag once;
+    std::call_once(once, [] {
+        register_entry(&c264_entry);
+        for (CodecEntry& entry : encoder_entries)
+            register_entry(&entry);
+    });
+}
+
+const CodecEntry* codec_find_decoder(int32_t id)
+{
+    for (const CodecEntry* entry = g_first; entry; entry = entry->next) {
+        if (entry->decode && entry->id == id) return entry;
+    }
+    return nullptr;
+}
+
+bool codec_check_size(int32_t width, int32_t height)
+{
+    if (width > 0 && height > 0 && (int64_t{width} + 128) * (int64_t{height} + 128) < 0x1FFFFFFF) return true;
+    char text[64];
+    std::snprintf(text, sizeof text, "picture size invalid (%ux%u)\n", static_cast<unsigned>(width),
+                  static_cast<unsigned>(height));
+    g_report.load()(text);
+    return false;
+}
+
+int32_t codec_open(CodecContext* context, const CodecEntry* entry)
+{
+    if (!entry || !entry->open || context->entry) return -1;
+    const size_t bytes = (entry->priv_size + CODEC_ALIGN - 1) / CODEC_ALIGN * CODEC_ALIGN;
+    void* const priv = bytes ? std::aligned_alloc(CODEC_ALIGN, bytes) : nullptr;
+    if (bytes && !priv) return -1;
+    if (priv) std::memset(priv, 0, bytes);
+    if (context->width && context->height && !codec_check_size(context->width, context->height)) {
+        std::free(priv);
+        return -1;
+    }
+    context->priv = priv;
+    context->entry = entry;
+    context->codec_id = entry->id;
+    context->picture_count = 0;
+    if (entry->open(context) < 0) {
+        std::free(context->priv);
+        context->priv = nullptr;
+        context->entry = nullptr;
+        return -1;
+    }
+    return 0;
+}
+
+int32_t codec_decode(CodecContext* context, CodecFrame* frame, int32_t* got, const uint8_t* data, int32_t size)
+{
+    *got = 0;
+    if (!context->entry || !context->entry->decode) return -1;
+    if ((context->width || context->height) && !codec_check_size(context->width, context->height)) return -1;
+    if (size <= 0 && !(context->entry->capabilities & CODEC_ROW_DELAY)) return 0;
+    const int32_t used = context->entry->decode(context, frame, got, data, size);
+    if (*got) ++context->picture_count;
+    return used < 1 ? -1 : used;
+}
+
+int32_t codec_close(CodecContext* context)
+{
+    if (!context->entry) return -1;
+    if (context->entry->close) context->entry->close(context);
+    std::free(context->priv);
+    context->priv = nullptr;
+    context->entry = nullptr;
+    return 0;
+}
+
+codec_report_fn codec_set_report(codec_report_fn report)
+{
+    return g_report.exchange(report ? report : report_to_stderr);
+}

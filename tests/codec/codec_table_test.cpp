@@ -1,0 +1,269 @@
+// The codec table: which rows are found, and what the four entry points answer at their edges.
+#include "codec/codec.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace
+{
+/// What the hooks of the test's own row were asked, and what they answer.
+struct HookLog {
+    int32_t open_result = 0;
+    int32_t decode_result = 1;
+    int32_t got = 0;
+    int opens = 0;
+    int closes = 0;
+    int decodes = 0;
+    int32_t last_size = 0;
+};
+HookLog g_log;
+
+int32_t open_hook(CodecContext* /*context*/)
+{
+    ++g_log.opens;
+    return g_log.open_result;
+}
+
+int32_t close_hook(CodecContext* /*context*/)
+{
+    ++g_log.closes;
+    return 0;
+}
+
+int32_t decode_hook(CodecContext* /*context*/, CodecFrame* /*frame*/, int32_t* got, const uint8_t* /*data*/,
+                    int32_t size)
+{
+    ++g_log.decodes;
+    g_log.last_size = size;
+    *got = g_log.got;
+    return g_log.decode_result;
+}
+
+std::string g_reported;
+
+class CodecTable : public ::testing::Test
+{
+  protected:
+    void SetUp() override
+    {
+        g_log = {};
+        g_reported.clear();
+        codec_init();
+        codec_register_all();
+        m_pOldReport = codec_set_report([](const char* text) { g_reported += text; });
+        m_Context.width = 176;
+        m_Context.height = 144;
+    }
+
+    void TearDown() override
+    {
+        codec_close(&m_Context);
+        codec_set_report(m_pOldReport);
+    }
+
+    int32_t Decode(int32_t iSize)
+    {
+        static const uint8_t data[16] = {};
+        return codec_decode(&m_Context, &m_Frame, &m_iGot, data, iSize);
+    }
+
+    CodecEntry m_Row = {.name = "test",
+                        .kind = CODEC_KIND_VIDEO,
+                        .id = 1000,
+                        .priv_size = 100,
+                        .open = open_hook,
+                        .encode = nullptr,
+                        .close = close_hook,
+                        .decode = decode_hook,
+                        .capabilities = 0,
+                        .next = nullptr};
+    CodecContext m_Context = {};
+    CodecFrame m_Frame = {};
+    int32_t m_iGot = -1;
+    codec_report_fn m_pOldReport = nullptr;
+};
+
+TEST_F(CodecTable, UnknownIdIsNotFound)
+{
+    EXPECT_EQ(codec_find_decoder(99), nullptr);
+}
+
+TEST_F(CodecTable, RowWithoutADecodeHookIsNotFound)
+{
+    EXPECT_EQ(codec_find_decoder(8), nullptr);
+}
+
+TEST_F(CodecTable, H264RowIsFoundById)
+{
+    const CodecEntry* const entry = codec_find_decoder(28);
+    ASSERT_NE(entry, nullptr);
+    EXPECT_STREQ(entry->name, "c264");
+    EXPECT_EQ(entry->kind, 0);
+    EXPECT_EQ(entry->capabilities, 0x0au);
+}
+
+TEST_F(CodecTable, OpenRefusesANullEntry)
+{
+    EXPECT_EQ(codec_open(&m_Context, nullptr), -1);
+}
+
+TEST_F(CodecTable, OpenBindsTheEntryAndClearsThePrivateRecord)
+{
+    m_Context.picture_count = 7;
+    ASSERT_EQ(codec_open(&m_Context, &m_Row), 0);
+    EXPECT_EQ(m_Context.entry, &m_Row);
+    EXPECT_EQ(m_Context.codec_id, 1000);
+    EXPECT_EQ(m_Context.picture_count, 0);
+    ASSERT_NE(m_Context.priv, nullptr);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(m_Context.priv) % CODEC_ALIGN, 0u);
+    for (size_t i = 0; i < m_Row.priv_size; ++i)
+        EXPECT_EQ(static_cast<const uint8_t*>(m_Context.priv)[i], 0);
+}
+
+TEST_F(CodecTable, SecondOpenFailsAndLeavesTheContextOpen)
+{
+    ASSERT_EQ(codec_open(&m_Context, &m_Row), 0);
+    void* const priv = m_Context.priv;
+    EXPECT_EQ(codec_open(&m_Context, &m_Row), -1);
+    EXPECT_EQ(m_Context.entry, &m_Row);
+    EXPECT_EQ(m_Context.priv, priv);
+    EXPECT_EQ(g_log.opens, 1);
+    EXPECT_EQ(Decode(4), 1);
+}
+
+TEST_F(CodecTable, FailingOpenHookUnbinds)
+{
+    g_log.open_result = -9999;
+    EXPECT_EQ(codec_open(&m_Context, &m_Row), -1);
+    EXPECT_EQ(m_Context.entry, nullptr);
+    EXPECT_EQ(m_Context.priv, nullptr);
+    EXPECT_EQ(g_log.closes, 0);
+    EXPECT_EQ(Decode(4), -1);
+}
+
+TEST_F(CodecTable, HookResultOfZeroIsAFailure)
+{
+    ASSERT_EQ(codec_open(&m_Context, &m_Row), 0);
+    g_log.decode_result = 0;
+    EXPECT_EQ(Decode(4), -1);
+    EXPECT_EQ(g_log.decodes, 1);
+}
+
+TEST_F(CodecTable, NegativeHookResultBecomesMinusOne)
+{
+    ASSERT_EQ(codec_open(&m_Context, &m_Row), 0);
+    g_log.decode_result = -9965;
+    EXPECT_EQ(Decode(4), -1);
+}
+
+TEST_F(CodecTable, PositiveHookResultIsTheBytesConsumed)
+{
+    ASSERT_EQ(codec_open(&m_Context, &m_Row), 0);
+    g_log.decode_result = 9;
+    EXPECT_EQ(Decode(12), 9);
+    EXPECT_EQ(g_log.last_size, 12);
+}
+
+TEST_F(CodecTable, PictureCountRisesOnlyWithAPicture)
+{
+    ASSERT_EQ(codec_open(&m_Context, &m_Row), 0);
+    EXPECT_EQ(Decode(4), 1);
+    EXPECT_EQ(m_iGot, 0);
+    EXPECT_EQ(m_Context.picture_count, 0);
+    g_log.got = 4;
+    EXPECT_EQ(Decode(4), 1);
+    EXPECT_EQ(m_iGot, 4);
+    EXPECT_EQ(m_Context.picture_count, 1);
+}
+
+TEST_F(CodecTable, NoDataAnswersZeroWithoutTheHook)
+{
+    ASSERT_EQ(codec_open(&m_Context, &m_Row), 0);
+    m_iGot = 5;
+    EXPECT_EQ(Decode(0), 0);
+    EXPECT_EQ(m_iGot, 0);
+    EXPECT_EQ(Decode(-2), 0);
+    EXPECT_EQ(g_log.decodes, 0);
+}
+
+TEST_F(CodecTable, NoDataReachesARowThatHoldsPicturesBack)
+{
+    m_Row.capabilities = 0x20;
+    ASSERT_EQ(codec_open(&m_Context, &m_Row), 0);
+    EXPECT_EQ(Decode(0), 1);
+    EXPECT_EQ(g_log.decodes, 1);
+}
+
+TEST_F(CodecTable, CloseOfAClosedContextFails)
+{
+    EXPECT_EQ(codec_close(&m_Context), -1);
+    ASSERT_EQ(codec_open(&m_Context, &m_Row), 0);
+    EXPECT_EQ(codec_close(&m_Context), 0);
+    EXPECT_EQ(g_log.closes, 1);
+    EXPECT_EQ(codec_close(&m_Context), -1);
+    EXPECT_EQ(g_log.closes, 1);
+}
+
+TEST_F(CodecTable, DecodeOnAClosedContextFails)
+{
+    EXPECT_EQ(Decode(4), -1);
+    EXPECT_EQ(Decode(0), -1);
+}
+
+TEST_F(CodecTable, SizeCheck)
+{
+    const struct {
+        int32_t width;
+        int32_t height;
+        bool valid;
+        const char* text;
+    } rows[] = {
+        {1, 1, true, ""},
+        {16384, 16384, true, ""},
+        {0, 16, false, "picture size invalid (0x16)\n"},
+        {16, 0, false, "picture size invalid (16x0)\n"},
+        {-1, 16, false, "picture size invalid (4294967295x16)\n"},
+        {16, INT32_MIN, false, "picture size invalid (16x2147483648)\n"},
+        // 135 x (3976693 + 128) is 76 below 0x1FFFFFFF, one row more is 59 above it
+        {7, 3976693, true, ""},
+        {7, 3976694, false, "picture size invalid (7x3976694)\n"},
+        {INT32_MAX, INT32_MAX, false, "picture size invalid (2147483647x2147483647)\n"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(testing::Message() << row.width << "x" << row.height);
+        g_reported.clear();
+        EXPECT_EQ(codec_check_size(row.width, row.height), row.valid);
+        EXPECT_EQ(g_reported, row.text);
+    }
+}
+
+TEST_F(CodecTable, OpenWithAnInvalidSizeFailsWithoutTheHook)
+{
+    m_Context.width = -16;
+    EXPECT_EQ(codec_open(&m_Context, &m_Row), -1);
+    EXPECT_EQ(g_log.opens, 0);
+    EXPECT_EQ(m_Context.entry, nullptr);
+    EXPECT_EQ(g_reported, "picture size invalid (4294967280x144)\n");
+}
+
+TEST_F(CodecTable, OpenChecksNoSizeUntilBothAreSet)
+{
+    m_Context.width = 0;
+    EXPECT_EQ(codec_open(&m_Context, &m_Row), 0);
+    EXPECT_EQ(g_log.opens, 1);
+    EXPECT_EQ(g_reported, "");
+    // a decode looks at a size of which either is set
+    EXPECT_EQ(Decode(4), -1);
+    EXPECT_EQ(g_log.decodes, 0);
+    EXPECT_EQ(g_reported, "picture size invalid (0x144)\n");
+}
+
+TEST_F(CodecTable, DecodeWithoutAnySizeReachesTheHook)
+{
+    m_Context.width = 0;
+    m_Context.height = 0;
+    ASSERT_EQ(codec_open(&m_Context, &m_Row), 0);
+    EXPECT_EQ(Decode(4), 1);
+}
+}  // namespace
