@@ -1,0 +1,63 @@
+#include "render/CellPool.h"
+
+#include <algorithm>
+#include <mutex>
+
+namespace
+{
+
+struct XCellPool {
+    std::mutex m_cs;                  // a leaf lock
+    std::vector<CRenderSub> m_Cells;  // guarded by m_cs; a few dozen at most, searched in order
+};
+
+XCellPool& Pool()
+{
+    static XCellPool pool;
+    return pool;
+}
+
+}  // namespace
+
+HWND TakeFreeCell()
+{
+    auto& pool = Pool();
+    const std::lock_guard lock(pool.m_cs);
+    const auto cell = std::ranges::find(pool.m_Cells, false, &CRenderSub::m_bUsed);
+    if (cell == pool.m_Cells.end()) return HWND::Null;
+    cell->m_bUsed = true;
+    return cell->m_hWnd;
+}
+
+void ReleaseCell(HWND window)
+{
+    auto& pool = Pool();
+    {
+        const std::lock_guard lock(pool.m_cs);
+        const auto cell = std::ranges::find(pool.m_Cells, window, &CRenderSub::m_hWnd);
+        if (cell == pool.m_Cells.end()) return;
+        cell->m_bUsed = false;
+    }
+    InvalidateRect(window);
+}
+
+void AddCell(HWND window)
+{
+    auto& pool = Pool();
+    const std::lock_guard lock(pool.m_cs);
+    pool.m_Cells.push_back({false, window});
+}
+
+void RemoveAllCells()
+{
+    auto& pool = Pool();
+    const std::lock_guard lock(pool.m_cs);
+    pool.m_Cells.clear();
+}
+
+std::vector<CRenderSub> GetCells()
+{
+    auto& pool = Pool();
+    const std::lock_guard lock(pool.m_cs);
+    return pool.m_Cells;
+}
