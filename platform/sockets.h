@@ -11,15 +11,16 @@
 #include <string>
 
 // The machine's own socket calls are used as they are (socket, bind, connect, recv, sendto, ...), with
-// SOCKET_SEND_FLAGS on every send so that a closed connection is a result and no signal. What differs stands here.
+// SOCKET_SEND_FLAGS on every send so that a closed connection is a result and no signal. What differs stands
+// here.
 
 using SOCKET = int;
 inline constexpr SOCKET INVALID_SOCKET = -1;
 inline constexpr int SOCKET_ERROR = -1;
 inline constexpr int SOCKET_SEND_FLAGS = MSG_NOSIGNAL;
 
-/// Starts the socket layer; counted. 0 on success. There is nothing to start on this machine, so only a version of
-/// 0 is refused, as the platform's call refuses it.
+/// Starts the socket layer; counted. 0 on success. There is nothing to start on this machine, so only a version
+/// of 0 is refused, as the platform's call refuses it.
 int WSAStartup(std::uint16_t version);
 /// Ends one start; SOCKET_ERROR when there was none.
 int WSACleanup();

@@ -5,8 +5,8 @@
 #include <functional>
 #include <mutex>
 
-// Threads, events, locks and time, named as the platform's own operations. What is left out: security attributes,
-// named objects, waiting for more than one object but for the pair of WaitForTwoObjects.
+// Threads, events, locks and time, named as the platform's own operations. What is left out: security
+// attributes, named objects, waiting for more than one object but for the pair of WaitForTwoObjects.
 
 /// A waitable object: a thread or an event. Null is "none". Owned by whoever created it, until CloseHandle.
 struct WAITABLE;
@@ -17,19 +17,24 @@ inline constexpr std::uint32_t WAIT_OBJECT_0 = 0;
 inline constexpr std::uint32_t WAIT_TIMEOUT = 0x102;
 inline constexpr std::uint32_t WAIT_FAILED = 0xFFFFFFFF;
 
-/// Starts a thread that runs `entry`; its result is the thread's exit code. `name` (at most 15 characters are kept)
-/// shows in debuggers. The handle is signalled when the thread has ended and stays so. Null when the system has no
-/// more threads. Closing the handle neither ends nor waits for the thread.
+/// Starts a thread that runs `entry`; its result is the thread's exit code. `name` (at most 15 characters are
+/// kept) shows in debuggers. The handle is signalled when the thread has ended and stays so. Null when the
+/// system has no more threads. Closing the handle neither ends nor waits for the thread.
 HANDLE CreateThread(std::function<std::uint32_t()> entry, const char* name);
+
+inline constexpr std::uint32_t STILL_ACTIVE = 259;
+
+/// The exit code of a thread, STILL_ACTIVE while it runs; false for null.
+bool GetExitCodeThread(HANDLE thread, std::uint32_t& exitCode);
 
 /// An event. With `manualReset` it stays set until ResetEvent; otherwise each set releases one waiter.
 HANDLE CreateEventA(bool manualReset, bool initiallySet);
 bool SetEvent(HANDLE event);
 bool ResetEvent(HANDLE event);
 
-/// Waits until the object is signalled or `timeoutMs` have passed: WAIT_OBJECT_0, WAIT_TIMEOUT, or WAIT_FAILED for
-/// a null handle. On a thread that owns windows the wait goes on serving messages *sent* to these windows (see
-/// SendMessageA), so that a thread which is waited for may still send to the waiting one.
+/// Waits until the object is signalled or `timeoutMs` have passed: WAIT_OBJECT_0, WAIT_TIMEOUT, or WAIT_FAILED
+/// for a null handle. On a thread that owns windows the wait goes on serving messages *sent* to these windows
+/// (see SendMessageA), so that a thread which is waited for may still send to the waiting one.
 std::uint32_t WaitForSingleObject(HANDLE object, std::uint32_t timeoutMs);
 
 /// Waits for whichever of two objects is signalled first, the first of them winning a tie: WAIT_OBJECT_0,
@@ -70,5 +75,12 @@ class CAutoLock
     CCriticalSection& m_Section;
 };
 
-inline std::int32_t InterlockedIncrement(std::atomic<std::int32_t>& value) { return value.fetch_add(1) + 1; }
-inline std::int32_t InterlockedDecrement(std::atomic<std::int32_t>& value) { return value.fetch_sub(1) - 1; }
+/// Both return the new value.
+inline std::int32_t InterlockedIncrement(std::atomic<std::int32_t>& value)
+{
+    return value.fetch_add(1) + 1;
+}
+inline std::int32_t InterlockedDecrement(std::atomic<std::int32_t>& value)
+{
+    return value.fetch_sub(1) - 1;
+}

@@ -4,8 +4,8 @@
 #include <functional>
 #include <string_view>
 
-// Windows as handles and messages. The registry of handles and the crossing between threads stand here and know no
-// toolkit; what a window looks like is the business of the backend, which platform/qt installs.
+// Windows as handles and messages. The registry of handles and the crossing between threads stand here and know
+// no toolkit; what a window looks like is the business of the backend, which platform/qt installs.
 
 /// A window's handle. It may be kept and used from any thread for ever: a handle is never reused, and every
 /// operation on a window that is gone answers 0, false or nothing.
@@ -26,8 +26,8 @@ struct RECT {
 /// Answers one message; called on the thread that owns the window only.
 using WNDPROC = std::function<LRESULT(std::uint32_t message, WPARAM wParam, LPARAM lParam)>;
 
-/// Registers a window of the calling thread and gives it a handle. `native` is whatever the backend needs to find
-/// its widget again; a window without one only receives messages.
+/// Registers a window of the calling thread and gives it a handle. `native` is whatever the backend needs to
+/// find its widget again; a window without one only receives messages.
 HWND RegisterWindow(WNDPROC procedure, void* native = nullptr);
 
 /// Takes the window out of the registry, on its own thread. Messages under way are answered with 0.
@@ -38,19 +38,22 @@ bool IsWindow(HWND window);
 /// The `native` of RegisterWindow, or null. Panels' thread only: the object may go away on its own thread.
 void* GetNativeWindow(HWND window);
 
-/// Delivers the message and returns the window's answer. From the owner's thread it is a plain call. From a foreign
-/// thread it blocks until the owner has handled it, which the owner does in its event loop and in every wait of
-/// threads.h; while it blocks, the caller itself serves messages sent to it. 0 when the window is gone or goes.
+/// Delivers the message and returns the window's answer. From the owner's thread it is a plain call. From a
+/// foreign thread it blocks until the owner has handled it, which the owner does in its event loop and in every
+/// wait of threads.h; while it blocks, the caller itself serves messages sent to it. 0 when the window is gone
+/// or goes.
 LRESULT SendMessageA(HWND window, std::uint32_t message, WPARAM wParam, LPARAM lParam);
 
 /// Queues the message for the owner's event loop; false when the window is gone.
 bool PostMessageA(HWND window, std::uint32_t message, WPARAM wParam, LPARAM lParam);
 
-/// Serves the messages sent to the calling thread and, when `posted`, those posted too. Returns how many. The event
-/// loop calls it; a test without an event loop may.
+/// Serves the messages sent to the calling thread and, when `posted`, those posted too. Returns how many. The
+/// event loop calls it; a test without an event loop may.
 int ServeMessages(bool posted);
 
-/// Sets what wakes the calling thread's event loop when a message arrives for it; called on foreign threads.
+/// Sets what wakes the calling thread's event loop when a message arrives for it (nothing takes it away; the former
+/// one is called no more when this returns). Called on whatever thread sends or posts, so it must only wake and call
+/// nothing of this header.
 void SetMessageWake(std::function<void()> wake);
 
 inline constexpr std::uint32_t WM_COMMAND = 0x111;
@@ -67,7 +70,8 @@ inline constexpr std::int32_t IDCANCEL = 2;
 inline constexpr std::int32_t IDYES = 6;
 inline constexpr std::int32_t IDNO = 7;
 
-/// What the toolkit gives. Every call may come from any thread; the backend crosses to the panels' thread itself.
+/// What the toolkit gives. Every call may come from any thread; the backend crosses to the panels' thread
+/// itself.
 class IWindowBackend
 {
   public:

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <optional>
+
+// What threads.h and windows.h share: a wait that serves the messages sent to the waiting thread. Internal to
+// this folder.
+//
+// One lock guards the state of all waitable objects, of all queues of messages and of the registry of windows.
+// A waiting thread looks at an object and at its queue at once, which takes one lock for both or an order among
+// many; some tens of threads that wait a few times a second don't contend for it. It is a leaf lock, held for a
+// few instructions: no foreign code runs under it.
+
+extern std::mutex g_WaitLock;
+
+using CWaitHold = std::unique_lock<std::mutex>;
+using CDeadline = std::optional<std::chrono::steady_clock::time_point>;
+
+/// A blocked thread, on its own stack. Whoever changes what it waits for notifies it under the lock.
+struct XWaiter {
+    std::condition_variable Changed;
+};
+
+/// What ends a wait; asked under the lock.
+class IWaitCondition
+{
+  public:
+    virtual bool IsMet() = 0;
+
+  protected:
+    ~IWaitCondition() = default;
+};
+
+/// Waits with `hold` (which is given free while it blocks or serves) until the condition is met (true) or the
+/// deadline has passed (false; without one it waits for ever), serving messages sent to the calling thread. A
+/// deadline in the past still serves one message. Whatever meets the condition has to notify `waiter`.
+bool WaitServing(CWaitHold& hold, XWaiter& waiter, IWaitCondition& condition, const CDeadline& deadline);
+
+/// True when the calling thread may be sent messages, so that its waits have to look for them.
+bool ThreadHasQueue();
+
+/// Takes the calling thread's windows out of the registry and answers what was sent to them; a thread that ends
+/// does this before it counts as ended.
+void EndThreadQueue();
