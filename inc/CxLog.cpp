@@ -1,0 +1,252 @@
+#include "inc/CxLog.h"
+
+#include "inc/LogFile.h"
+#include "inc/OutputDebugString.h"
+
+#include <sys/time.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <deque>
+#include <filesystem>
+#include <mutex>
+#include <stdexcept>
+#include <system_error>
+#include <thread>
+
+namespace
+{
+
+constexpr std::size_t MESSAGE_CHARACTERS = 1023;
+constexpr std::size_t BURST_BYTES = 64 * 1024;
+constexpr auto STOP_WAIT = std::chrono::milliseconds(500);
+constexpr const char* LEVEL_NAMES[] = {"Message", "Warning", "Exception", "Error"};
+
+std::atomic<bool> g_bAlive =
+    false;  // the liveness byte of the process's log: read by any thread, cleared at process end
+
+const char* LevelName(std::int32_t level)
+{
+    const bool known = level >= LOG_MESSAGE && level <= LOG_ERROR;
+    return known ? LEVEL_NAMES[level] : "";
+}
+
+std::tm LocalTime(std::time_t seconds)
+{
+    std::tm local{};
+    localtime_r(&seconds, &local);
+    return local;
+}
+
+std::string TimeText()
+{
+    timeval now{};
+    gettimeofday(&now, nullptr);
+    const std::tm local = LocalTime(now.tv_sec);
+    char text[64];
+    std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d.%03d", local.tm_year + 1900,
+                  local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec,
+                  static_cast<int>(now.tv_usec / 1000));
+    return text;
+}
+
+const char* FileName(const char* path)
+{
+    const char* name = path;
+    for (const char* at = path; *at != '\0'; ++at) {
+        if (*at == '\\' || *at == '/') name = at + 1;
+    }
+    return name;
+}
+
+bool EndsInTwoLineBreaks(const char* line, std::size_t bytes)
+{
+    return bytes >= 4 && std::memcmp(line + bytes - 4, "\r\n\r\n", 4) == 0;
+}
+
+}  // namespace
+
+std::size_t FormatLogEntry(const LogEntry& entry, char (&buffer)[LOG_LINE_BYTES])
+{
+    const int wanted =
+        std::snprintf(buffer, sizeof buffer, "%s %s %s(%s, %d): %s\r\n", entry.m_strTime.c_str(),
+                      LevelName(entry.m_iLevel), entry.m_strFile.c_str(), entry.m_strFunction.c_str(),
+                      static_cast<int>(entry.m_iLine), entry.m_strMessage.c_str());
+    std::size_t bytes = std::min(static_cast<std::size_t>(std::max(wanted, 0)), sizeof buffer - 1);
+    if (wanted >= static_cast<int>(sizeof buffer)) std::memcpy(buffer + bytes - 2, "\r\n", 2);
+    if (EndsInTwoLineBreaks(buffer, bytes)) bytes -= 2;
+    buffer[bytes] = '\0';
+    return bytes;
+}
+
+// What caller and worker share. Lives until both are done with it.
+struct CxLog::State {
+    std::string m_strPath;
+
+    std::mutex m_csQueue;  // guards m_Queue; the worker holds it while it writes a burst
+    std::deque<std::unique_ptr<LogEntry>> m_Queue;
+
+    std::mutex m_csEvents;  // a leaf lock; guards the three flags
+    std::condition_variable m_Changed;
+    bool m_bWake = false;  // resets when the worker takes it: one wake may drain many lines
+    bool m_bStop = false;
+    bool m_bEnded = false;
+
+    std::mutex m_csView;  // a leaf lock
+    std::int32_t m_hView = 0;
+    POSTER m_pPost = nullptr;
+
+    void Run();
+    void DrainQueue();
+};
+
+// The stop flag comes before the wake flag: a stopped worker leaves what is still queued.
+void CxLog::State::Run()
+{
+    for (;;) {
+        std::unique_lock lock(m_csEvents);
+        m_Changed.wait(lock, [this] { return m_bWake || m_bStop; });
+        if (m_bStop) {
+            m_bEnded = true;
+            m_Changed.notify_all();
+            return;
+        }
+        m_bWake = false;
+        lock.unlock();
+        DrainQueue();
+    }
+}
+
+void CxLog::State::DrainQueue()
+{
+    CLogFile file(m_strPath);
+    std::string burst;
+    const std::lock_guard lock(m_csQueue);
+    while (!m_Queue.empty()) {
+        char line[LOG_LINE_BYTES];
+        burst.append(line, FormatLogEntry(*m_Queue.front(), line));
+        m_Queue.pop_front();
+        if (burst.size() >= BURST_BYTES) {
+            file.Write(burst);
+            burst.clear();
+        }
+    }
+    file.Write(burst);
+}
+
+CxLog& CxLog::Instance()
+{
+    static std::once_flag once;
+    static CxLog* instance = nullptr;
+    std::call_once(once, [] {
+        g_bAlive = true;
+        instance = new CxLog(GetLogDirectory());
+        instance->m_pAlive = &g_bAlive;
+        std::atexit([] { delete instance; });
+    });
+    if (!g_bAlive) {
+        OutputDebugStringA("CxLog has destroy!");
+        throw std::runtime_error("CxLog has destroy!");
+    }
+    return *instance;
+}
+
+CxLog::CxLog(const std::string& directory) : m_pAlive(nullptr), m_pState(std::make_shared<State>())
+{
+    std::string folder = directory.empty() ? "." : directory;
+    if (folder.back() != '/') folder += '/';
+    std::error_code error;
+    std::filesystem::create_directories(folder,
+                                        error);  // an existing one is no failure, another is not reported
+    m_pState->m_strPath = MakeLogPath(folder, LocalTime(std::time(nullptr)));
+    std::thread([state = m_pState] { state->Run(); }).detach();
+}
+
+CxLog::~CxLog()
+{
+    if (m_pAlive != nullptr) *m_pAlive = false;
+    std::unique_lock lock(m_pState->m_csEvents);
+    m_pState->m_bStop = true;
+    m_pState->m_Changed.notify_all();
+    // A worker that hangs in the file system is left behind; it holds the state and nothing of this object.
+    m_pState->m_Changed.wait_for(lock, STOP_WAIT, [this] { return m_pState->m_bEnded; });
+}
+
+void CxLog::Log(const char* file, const char* function, std::int32_t line, std::int32_t level,
+                const char* format, ...)
+{
+    char message[MESSAGE_CHARACTERS + 1];
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(message, sizeof message, format, arguments);
+    va_end(arguments);
+    Enqueue(file, function, line, level, message);
+}
+
+void CxLog::LogError(const char* file, const char* function, std::int32_t line, std::int32_t errorCode)
+{
+    char message[MESSAGE_CHARACTERS + 1];
+    const std::string text = std::system_category().message(errorCode);
+    std::snprintf(message, sizeof message, "(%d):%s", static_cast<int>(errorCode), text.c_str());
+    Enqueue(file, function, line, LOG_ERROR, message);
+}
+
+void CxLog::Enqueue(const char* file, const char* function, std::int32_t line, std::int32_t level,
+                    const char* message)
+{
+    auto entry = std::make_unique<LogEntry>();
+    entry->m_strTime = TimeText();
+    if (file != nullptr) {
+        entry->m_strFile = FileName(file);
+        entry->m_iLine = line;
+    }
+    entry->m_strFunction = function != nullptr ? function : "";
+    entry->m_iLevel = level;
+    entry->m_strMessage = message;
+
+    char text[LOG_LINE_BYTES];
+    const std::size_t bytes = FormatLogEntry(*entry, text);
+    OutputDebugStringA(std::string_view(text, bytes));
+
+    State& state = *m_pState;
+    std::int32_t view = 0;
+    POSTER post = nullptr;
+    {
+        const std::lock_guard lock(state.m_csView);
+        view = state.m_hView;
+        post = state.m_pPost;
+    }
+    if (view != 0 && post != nullptr) {
+        auto copy = std::make_unique<LogEntry>(*entry);
+        if (post(view, VIEW_MESSAGE, copy.get()))
+            static_cast<void>(copy.release());  // the window's from here on
+    }
+    {
+        const std::lock_guard lock(state.m_csQueue);
+        state.m_Queue.push_back(std::move(entry));
+    }
+    const std::lock_guard lock(state.m_csEvents);
+    if (!state.m_bWake) {
+        state.m_bWake = true;
+        state.m_Changed.notify_one();
+    }
+}
+
+void CxLog::SetView(std::int32_t window, POSTER post)
+{
+    const std::lock_guard lock(m_pState->m_csView);
+    m_pState->m_hView = window;
+    m_pState->m_pPost = post;
+}
+
+const std::string& CxLog::GetPath() const
+{
+    return m_pState->m_strPath;
+}

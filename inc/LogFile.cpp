@@ -1,0 +1,86 @@
+#include "inc/LogFile.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+
+namespace
+{
+
+constexpr std::size_t MAX_LOG_PATH = 260;
+
+bool IsUsable(const std::string& directory)
+{
+    std::error_code error;
+    std::filesystem::create_directories(directory, error);  // an existing one is no failure
+    return ::access(directory.c_str(), W_OK | X_OK) == 0;
+}
+
+std::string UserLogDirectory()
+{
+    if (const char* state = std::getenv("XDG_STATE_HOME"); state != nullptr && *state != '\0')
+        return std::string(state) + "/watchwall/log/";
+    if (const char* home = std::getenv("HOME"); home != nullptr && *home != '\0')
+        return std::string(home) + "/.local/state/watchwall/log/";
+    return {};
+}
+
+std::string FindLogDirectory()
+{
+    std::error_code error;
+    const std::string executable = std::filesystem::read_symlink("/proc/self/exe", error).string();
+    std::string directory = "./log/";
+    if (const std::size_t cut = executable.rfind('/'); !error && cut != std::string::npos)
+        directory = executable.substr(0, cut) + "/log/";
+    if (!IsUsable(directory)) {
+        const std::string user = UserLogDirectory();
+        if (!user.empty() && IsUsable(user)) return user;
+    }
+    return directory;
+}
+
+}  // namespace
+
+const std::string& GetLogDirectory()
+{
+    static const std::string directory = FindLogDirectory();
+    return directory;
+}
+
+std::string MakeLogPath(const std::string& directory, const std::tm& local)
+{
+    char name[32];
+    std::strftime(name, sizeof name, "%Y%m%d.log", &local);
+    std::string path = directory + name;
+    if (path.size() > MAX_LOG_PATH) path.resize(MAX_LOG_PATH);
+    return path;
+}
+
+CLogFile::CLogFile(const std::string& path)
+    : m_iDescriptor(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644))
+{
+    if (m_iDescriptor >= 0) ::lseek(m_iDescriptor, 0, SEEK_END);
+}
+
+CLogFile::~CLogFile()
+{
+    if (m_iDescriptor < 0) return;
+    const off_t end = ::lseek(m_iDescriptor, 0, SEEK_CUR);
+    if (end > 0 && ::ftruncate(m_iDescriptor, end) != 0) {
+        // Write errors are not reported: there is no place left to report them to.
+    }
+    ::close(m_iDescriptor);
+}
+
+void CLogFile::Write(const std::string& text)
+{
+    std::size_t done = 0;
+    while (m_iDescriptor >= 0 && done < text.size()) {
+        const ssize_t count = ::write(m_iDescriptor, text.data() + done, text.size() - done);
+        if (count <= 0) return;
+        done += static_cast<std::size_t>(count);
+    }
+}

@@ -1,0 +1,164 @@
+// Reads the includes of every source file and fails on an arrow that docs/architecture.md does not allow. To
+// put a failure right, move what is needed to the lower folder, or give the lower folder a small interface that
+// the upper one implements; the table below changes only together with that document.
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <regex>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace
+{
+
+namespace fs = std::filesystem;
+
+// The folders from top to bottom, each with the folders whose headers it may include.
+struct Room {
+    const char* m_szFolder;
+    std::set<std::string> m_May;
+    bool m_bToolkit;  // may include Qt
+};
+
+const std::vector<Room>& Rooms()
+{
+    static const std::vector<Room> rooms = {
+        {"host", {"inc", "platform", "platform/qt"}, true},
+        {"recorder", {}, true},
+        {"activex/UI common",
+         {"common", "skin", "remote", "record", "render", "model", "codec", "platform", "platform/qt", "inc"},
+         true},
+        {"activex",
+         {"activex/UI common", "common", "skin", "remote", "record", "render", "model", "codec", "platform",
+          "platform/qt", "inc"},
+         true},
+        {"common",
+         {"skin", "remote", "record", "render", "model", "codec", "platform", "platform/qt", "inc"},
+         true},
+        {"skin", {"platform", "platform/qt", "inc"}, true},
+        {"remote", {"record", "render", "model", "codec", "platform", "inc"}, false},
+        {"record", {"model", "platform", "inc"}, false},
+        {"render", {"model", "codec", "platform", "inc"}, false},
+        {"model", {"platform", "inc"}, false},
+        {"codec", {}, false},
+        {"platform/qt", {"platform", "inc"}, true},
+        {"platform", {"inc"}, false},
+        {"inc", {}, false},
+    };
+    return rooms;
+}
+
+// The room a path relative to the root lies in: the longest folder that begins it; null for none.
+const Room* RoomOf(const std::string& path)
+{
+    const Room* found = nullptr;
+    for (const Room& room : Rooms()) {
+        const std::string prefix = std::string(room.m_szFolder) + "/";
+        if (path.starts_with(prefix) &&
+            (found == nullptr || prefix.size() > std::string(found->m_szFolder).size()))
+            found = &room;
+    }
+    return found;
+}
+
+struct Include {
+    std::string m_strFile;
+    int m_iLine;
+    std::string m_strTarget;
+    bool m_bQuoted;
+};
+
+std::vector<Include> IncludesOf(const fs::path& root, const fs::path& file)
+{
+    static const std::regex pattern(R"re(^\s*#\s*include\s*([<"])([^>"]+)[>"])re");
+    std::vector<Include> includes;
+    std::ifstream in(file);
+    std::string line;
+    for (int number = 1; std::getline(in, line); ++number) {
+        std::smatch match;
+        if (std::regex_search(line, match, pattern))
+            includes.push_back({fs::relative(file, root).string(), number, match[2], match[1] == "\""});
+    }
+    return includes;
+}
+
+std::vector<Include> AllIncludes()
+{
+    const fs::path root = WATCHWALL_SOURCE_DIR;
+    std::vector<Include> all;
+    for (const Room& room : Rooms()) {
+        const fs::path folder = root / room.m_szFolder;
+        if (!fs::is_directory(folder)) continue;
+        for (const auto& entry : fs::directory_iterator(folder)) {  // each room once: sub-folders are rooms too
+            const auto extension = entry.path().extension();
+            if (extension == ".h" || extension == ".cpp") {
+                const auto includes = IncludesOf(root, entry.path());
+                all.insert(all.end(), includes.begin(), includes.end());
+            }
+        }
+    }
+    return all;
+}
+
+// Empty when the include is allowed, else what is wrong with it.
+std::string Objection(const Include& include)
+{
+    const Room* const from = RoomOf(include.m_strFile);
+    const Room* const to = RoomOf(include.m_strTarget);
+    const std::string place = include.m_strFile + ":" + std::to_string(include.m_iLine) + ": ";
+    const bool generated = include.m_strTarget.ends_with(".moc");
+    if (include.m_bQuoted && to == nullptr && !generated)
+        return place + "\"" + include.m_strTarget + "\" is not given from the root of the tree";
+    if (to != nullptr && to != from && from->m_May.count(to->m_szFolder) == 0)
+        return place + from->m_szFolder + " may not include " + to->m_szFolder + " (" + include.m_strTarget +
+               ")";
+    static const std::regex toolkit("^Q[A-Z][A-Za-z]*|^qt?[a-z]*gl.*|^Qt[A-Z].*|.*/Q[A-Z][A-Za-z]*$");
+    if (!include.m_bQuoted && !from->m_bToolkit && std::regex_search(include.m_strTarget, toolkit))
+        return place + from->m_szFolder + " knows no toolkit (" + include.m_strTarget + ")";
+    return {};
+}
+
+TEST(ArchitectureTest, EveryIncludePointsDown)
+{
+    const auto includes = AllIncludes();
+    ASSERT_GT(includes.size(), 20U) << "the sources were not found under " WATCHWALL_SOURCE_DIR;
+    for (const Include& include : includes)
+        EXPECT_EQ(Objection(include), "");
+}
+
+TEST(ArchitectureTest, NoTwoFoldersIncludeEachOther)
+{
+    std::set<std::pair<std::string, std::string>> arrows;
+    for (const Include& include : AllIncludes()) {
+        const Room* const from = RoomOf(include.m_strFile);
+        const Room* const to = RoomOf(include.m_strTarget);
+        if (to != nullptr && to != from) arrows.emplace(from->m_szFolder, to->m_szFolder);
+    }
+    for (const auto& [from, to] : arrows)
+        EXPECT_EQ(arrows.count({to, from}), 0U) << from << " and " << to << " include each other";
+}
+
+// The alarm rings: arrows that must be refused are.
+TEST(ArchitectureTest, ForbiddenArrowsAreFound)
+{
+    const Include forbidden[] = {
+        {"codec/a.cpp", 1, "platform/threads.h", true},
+        {"model/a.cpp", 1, "remote/Device.h", true},
+        {"render/a.cpp", 1, "remote/Device.h", true},
+        {"host/a.cpp", 1, "activex/ActiveXCtrl.h", true},
+        {"recorder/a.cpp", 1, "codec/decoder.h", true},
+        {"platform/a.cpp", 1, "platform/qt/Dialog.h", true},
+        {"model/a.cpp", 1, "QString", false},
+        {"remote/a.cpp", 1, "QtCore/QString", false},
+        {"model/a.cpp", 1, "Node.h", true},
+        {"common/a.cpp", 1, "activex/UI common/TreeDlg.h", true},
+    };
+    for (const Include& include : forbidden)
+        EXPECT_NE(Objection(include), "") << include.m_strFile << " -> " << include.m_strTarget;
+}
+
+}  // namespace

@@ -1,0 +1,235 @@
+#include "inc/CxLog.h"
+
+#include "inc/LogFile.h"
+#include "inc/OutputDebugString.h"
+#include "tests/inc/log_support.h"
+
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <time.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::SizeIs;
+using testing::StartsWith;
+
+namespace
+{
+
+struct CLogTest : testing::Test {
+    CTestDirectory m_Directory;
+    CxLog m_Log{m_Directory.Path()};
+
+    std::string OneLine()
+    {
+        const auto lines = WaitForLines(m_Log.GetPath(), 1);
+        return lines.size() == 1 ? lines[0] : "lines: " + std::to_string(lines.size());
+    }
+};
+
+TEST_F(CLogTest, LineHoldsTimeLevelFileFunctionLineAndMessage)
+{
+    m_Log.Log("..\\common\\RenderWnd.cpp", "CRenderWnd::Init", 42, LOG_ERROR, "step %d of %s", 5, "nine");
+    EXPECT_THAT(OneLine(),
+                MatchesRegex("[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} Error "
+                             "RenderWnd\\.cpp\\(CRenderWnd::Init, 42\\): step 5 of nine"));
+}
+
+TEST_F(CLogTest, FileNameIsCutBehindTheLastSeparatorOfEitherKind)
+{
+    m_Log.Log("/src/common/RenderWnd.cpp", "f", 1, LOG_MESSAGE, "m");
+    EXPECT_THAT(OneLine(), HasSubstr(" RenderWnd.cpp(f, 1): m"));
+}
+
+TEST_F(CLogTest, NullSourcePathGivesNoFileNameAndLineZero)
+{
+    m_Log.Log(nullptr, "CRenderWnd::Init", 42, LOG_MESSAGE, "m");
+    EXPECT_THAT(OneLine(), EndsWith(" Message (CRenderWnd::Init, 0): m"));
+}
+
+TEST_F(CLogTest, NullFunctionPrintsAsEmpty)
+{
+    m_Log.Log("a.cpp", nullptr, 7, LOG_MESSAGE, "m");
+    EXPECT_THAT(OneLine(), EndsWith(" Message a.cpp(, 7): m"));
+}
+
+TEST_F(CLogTest, EveryLevelHasItsName)
+{
+    for (std::int32_t level : {LOG_MESSAGE + 0, LOG_WARNING + 0, LOG_EXCEPTION + 0, LOG_ERROR + 0, 4, -1})
+        m_Log.Log("a.cpp", "f", 1, level, "m");
+    const auto lines = WaitForLines(m_Log.GetPath(), 6);
+    ASSERT_THAT(lines, SizeIs(6));
+    const char* const names[] = {" Message a", " Warning a", " Exception a", " Error a", "  a", "  a"};
+    for (std::size_t i = 0; i < lines.size(); ++i)
+        EXPECT_THAT(lines[i], HasSubstr(names[i])) << i;
+}
+
+TEST_F(CLogTest, MessageWithALineBreakGivesNoBlankLine)
+{
+    m_Log.Log("a.cpp", "f", 1, LOG_MESSAGE, "first\r\n");
+    m_Log.Log("a.cpp", "f", 2, LOG_MESSAGE, "second");
+    const auto lines = WaitForLines(m_Log.GetPath(), 2);
+    ASSERT_THAT(lines, SizeIs(2));
+    EXPECT_THAT(lines[0], EndsWith("): first"));
+    EXPECT_THAT(lines[1], EndsWith("): second"));
+}
+
+TEST_F(CLogTest, LongMessageIsCutAndKeepsItsLineBreak)
+{
+    const std::string message(5000, 'x');
+    m_Log.Log("a.cpp", "f", 1, LOG_MESSAGE, "%s", message.c_str());
+    const std::string line = OneLine();
+    EXPECT_EQ(line.size() + 2, LOG_LINE_BYTES - 1);
+    EXPECT_THAT(line, EndsWith("xxx"));
+}
+
+TEST_F(CLogTest, LinesKeepTheirOrder)
+{
+    for (int i = 0; i < 1000; ++i)
+        m_Log.Log("a.cpp", "f", i, LOG_MESSAGE, "m");
+    const auto lines = WaitForLines(m_Log.GetPath(), 1000);
+    ASSERT_THAT(lines, SizeIs(1000));
+    for (int i = 0; i < 1000; ++i)
+        ASSERT_THAT(lines[static_cast<std::size_t>(i)], EndsWith("(f, " + std::to_string(i) + "): m"));
+}
+
+TEST_F(CLogTest, SystemErrorStandsWithItsCodeAtLevelError)
+{
+    m_Log.LogError("a.cpp", "f", 1, ENOENT);
+    EXPECT_THAT(OneLine(),
+                EndsWith(" Error a.cpp(f, 1): (" + std::to_string(ENOENT) + "):" + std::strerror(ENOENT)));
+}
+
+TEST_F(CLogTest, TextReachesTheDebuggerOutputAtOnce)
+{
+    std::string heard;
+    const auto former = SetDebugListener([&heard](std::string_view text) { heard += text; });
+    m_Log.Log("a.cpp", "f", 1, LOG_MESSAGE, "at once");
+    SetDebugListener(former);
+    EXPECT_THAT(heard, EndsWith("a.cpp(f, 1): at once\r\n"));
+}
+
+TEST_F(CLogTest, FileMayBeMovedAwayBetweenBursts)
+{
+    m_Log.Log("a.cpp", "f", 1, LOG_MESSAGE, "before");
+    OneLine();
+    std::filesystem::rename(m_Log.GetPath(), m_Directory.Path() + "kept");
+    m_Log.Log("a.cpp", "f", 2, LOG_MESSAGE, "after");
+    EXPECT_THAT(OneLine(), EndsWith("after"));
+    EXPECT_THAT(ReadFile(m_Directory.Path() + "kept"), EndsWith("before\r\n"));
+}
+
+TEST_F(CLogTest, ViewWindowGetsACopyThatItOwns)
+{
+    static std::unique_ptr<LogEntry> posted;
+    static std::int32_t window;
+    static std::uint32_t message;
+    m_Log.SetView(7, [](std::int32_t to, std::uint32_t number, LogEntry* entry) {
+        window = to;
+        message = number;
+        posted.reset(entry);
+        return true;
+    });
+    m_Log.Log("a.cpp", "f", 1, LOG_WARNING, "shown");
+    m_Log.SetView(0, nullptr);
+    ASSERT_NE(posted, nullptr);
+    EXPECT_EQ(window, 7);
+    EXPECT_EQ(message, 0xC98U);
+    EXPECT_EQ(posted->m_strMessage, "shown");
+    EXPECT_EQ(posted->m_iLevel, LOG_WARNING);
+    EXPECT_THAT(OneLine(), EndsWith("shown"));
+    posted.reset();
+}
+
+TEST(LogFileTest, NameIsTheDay)
+{
+    std::tm day{};
+    day.tm_year = 126;
+    day.tm_mon = 0;
+    day.tm_mday = 31;
+    EXPECT_EQ(MakeLogPath("/x/log/", day), "/x/log/20260131.log");
+    EXPECT_THAT(MakeLogPath(std::string(400, 'd'), day), SizeIs(260));
+}
+
+TEST(LogFileTest, DirectoryStandsBesideTheExecutable)
+{
+    const auto executable = std::filesystem::read_symlink("/proc/self/exe");
+    EXPECT_EQ(GetLogDirectory(), executable.parent_path().string() + "/log/");
+    EXPECT_TRUE(std::filesystem::is_directory(GetLogDirectory()));
+}
+
+TEST(LogFileTest, LinesAreAppendedToAFileOfAnEarlierRun)
+{
+    CTestDirectory directory;
+    std::optional<CxLog> log(directory.Path());
+    log->Log("a.cpp", "f", 1, LOG_MESSAGE, "first run");
+    EXPECT_THAT(WaitForLines(log->GetPath(), 1), SizeIs(1));
+    log.emplace(directory.Path());
+    log->Log("a.cpp", "f", 1, LOG_MESSAGE, "second run");
+    EXPECT_THAT(WaitForLines(log->GetPath(), 2),
+                testing::ElementsAre(EndsWith("first run"), EndsWith("second run")));
+}
+
+// Two time zones a day apart stand in for the passing of midnight.
+TEST(LogFileTest, RunThatCrossesMidnightKeepsOneFile)
+{
+    const char* const former = std::getenv("TZ");
+    const std::string zone = former != nullptr ? former : "";
+    setenv("TZ", "WEST+12", 1);
+    tzset();
+    CTestDirectory directory;
+    CxLog log(directory.Path());
+    const std::string path = log.GetPath();
+    setenv("TZ", "EAST-12", 1);
+    tzset();
+    log.Log("a.cpp", "f", 1, LOG_MESSAGE, "the next day");
+    const auto lines = WaitForLines(path, 1);
+    former != nullptr ? setenv("TZ", zone.c_str(), 1) : unsetenv("TZ");
+    tzset();
+    ASSERT_THAT(lines, SizeIs(1));
+    const std::string day = lines[0].substr(0, 4) + lines[0].substr(5, 2) + lines[0].substr(8, 2);
+    EXPECT_THAT(path, testing::Not(HasSubstr(day)));
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory.Path()), {}), 1);
+}
+
+TEST(LogFileTest, UnwritableDirectoryCostsTheLinesAndNothingElse)
+{
+    CTestDirectory directory;
+    std::string file = directory.Path() + "file";
+    std::fclose(std::fopen(file.c_str(), "w"));
+    CxLog log(file + "/log/");  // a folder under a plain file can never be made
+    log.Log("a.cpp", "f", 1, LOG_ERROR, "lost");
+    EXPECT_EQ(std::filesystem::file_size(file), 0U);
+}
+
+TEST(LogEndTest, UseAfterProcessEndThrowsAndSaysSo)
+{
+    EXPECT_EXIT(
+        {
+            std::atexit([] {  // registered before the log's own end, so it runs behind it
+                try {
+                    CxLog::Instance();
+                } catch (const std::runtime_error& error) {
+                    std::fprintf(stderr, "thrown: %s", error.what());
+                    std::_Exit(3);
+                }
+            });
+            SetDebugListener([](std::string_view text) {
+                std::fprintf(stderr, "debugger: %.*s\n", static_cast<int>(text.size()), text.data());
+            });
+            CxLog::Instance();
+            std::exit(0);
+        },
+        testing::ExitedWithCode(3), "debugger: CxLog has destroy!\nthrown: CxLog has destroy!");
+}
+
+}  // namespace
