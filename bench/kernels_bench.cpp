@@ -1,0 +1,113 @@
+// Times every slot of the kernel tables at every step and prints how many times faster than the plain kernel it
+// is.
+//
+//     kernels_bench [--csv] [TEXT ...]     only the slots whose name contains one of the texts
+//
+// One thread, one run; each figure is the median of 7 measurements, in which the steps take turns.
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "tests/support/kernel_walk.h"
+
+namespace
+{
+
+constexpr int MEASUREMENTS = 7;
+constexpr double MEASUREMENT_NS = 2e6;
+
+double Nanoseconds(const std::function<void(int)>& kernel, int iterations)
+{
+    const auto start = std::chrono::steady_clock::now();
+    kernel(iterations);
+    return std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - start).count();
+}
+
+// How many calls take about MEASUREMENT_NS.
+int Calibrate(const std::function<void(int)>& kernel)
+{
+    int iterations = 1;
+    while (iterations < (1 << 28)) {
+        const double spent = Nanoseconds(kernel, iterations);
+        if (spent > MEASUREMENT_NS / 4)
+            return std::max(1, static_cast<int>(iterations * MEASUREMENT_NS / spent));
+        iterations *= 4;
+    }
+    return iterations;
+}
+
+double Median(std::vector<double> values)
+{
+    std::nth_element(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2),
+                     values.end());
+    return values[values.size() / 2];
+}
+
+void TimeSlot(const KernelSlot& slot, bool csv)
+{
+    std::vector<KernelStep> steps = {KernelSteps().front()};
+    const std::vector<KernelStep> changed = ChangedSteps(slot);
+    steps.insert(steps.end(), changed.begin(), changed.end());
+
+    std::vector<std::function<void(int)>> kernels;
+    std::vector<int> iterations;
+    for (const KernelStep& step : steps) {
+        kernels.push_back(slot.time(step.caps));
+        iterations.push_back(Calibrate(kernels.back()));
+    }
+    std::vector<std::vector<double>> times(steps.size());
+    for (int measurement = 0; measurement < MEASUREMENTS; ++measurement) {
+        for (std::size_t i = 0; i < steps.size(); ++i)
+            times[i].push_back(Nanoseconds(kernels[i], iterations[i]) / iterations[i]);
+    }
+
+    std::map<std::string, double> by_step;
+    for (std::size_t i = 0; i < steps.size(); ++i)
+        by_step[steps[i].name] = Median(times[i]);
+    const double plain = by_step["plain"];
+    std::printf(csv ? "%s,%.1f" : "%-40s %12.1f", slot.name.c_str(), plain);
+    for (std::size_t i = 1; i < KernelSteps().size(); ++i) {
+        const auto found = by_step.find(KernelSteps()[i].name);
+        if (found != by_step.end())
+            std::printf(csv ? ",%.2f" : " %7.2f", plain / found->second);
+        else
+            std::printf(csv ? ",%s" : " %7s", csv ? "" : "-");
+    }
+    std::printf("\n");
+    std::fflush(stdout);
+}
+
+bool Wanted(const std::string& name, const std::vector<std::string>& texts)
+{
+    return texts.empty() || std::any_of(texts.begin(), texts.end(), [&](const std::string& text) {
+               return name.find(text) != std::string::npos;
+           });
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    bool csv = false;
+    std::vector<std::string> texts;
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--csv") == 0)
+            csv = true;
+        else
+            texts.emplace_back(argv[i]);
+    }
+    if (csv)
+        std::printf("slot,plain ns,SSE2,SSSE3,AVX2\n");
+    else
+        std::printf("%-40s %12s %7s %7s %7s   (times the plain kernel's speed)\n", "slot", "plain ns", "SSE2",
+                    "SSSE3", "AVX2");
+    for (const KernelSlot& slot : AllKernelSlots()) {
+        if (Wanted(slot.name, texts)) TimeSlot(slot, csv);
+    }
+    return 0;
+}
