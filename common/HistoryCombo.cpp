@@ -1,0 +1,167 @@
+#include "common/HistoryCombo.h"
+
+#include <QKeyEvent>
+#include <QLineEdit>
+
+#include "inc/OutputDebugString.h"
+#include "platform/profile.h"
+
+namespace
+{
+
+constexpr std::uint32_t ENTRY_BYTES = 32 * 1024;  // longer texts are cut when they are read back
+
+}  // namespace
+
+CHistoryCombo::CHistoryCombo(QWidget* parent, bool allowSorted, STYLE style)
+    : QComboBox(parent), m_bSorted(style == STYLE::Sorted)
+{
+    if (m_bSorted && !allowSorted) OutputDebugStringA("WARNING: Creating History combo with CBS_SORT style\n");
+    setEditable(true);
+    setInsertPolicy(NoInsert);
+    setCompleter(nullptr);
+    lineEdit()->installEventFilter(this);
+    connect(lineEdit(), &QLineEdit::textEdited, this, &CHistoryCombo::CompleteTyped);
+}
+
+bool CHistoryCombo::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == lineEdit() && event->type() == QEvent::KeyPress) {
+        const int key = static_cast<QKeyEvent*>(event)->key();
+        m_bDoComplete = key != Qt::Key_Delete && key != Qt::Key_Backspace;
+    }
+    return QComboBox::eventFilter(watched, event);
+}
+
+void CHistoryCombo::CompleteTyped()
+{
+    const QString typed = lineEdit()->text();
+    if (!m_bAutoComplete || !m_bDoComplete || typed.isEmpty() || lineEdit()->cursorPosition() != typed.size())
+        return;
+    const int entry = findText(typed, Qt::MatchStartsWith);
+    if (entry < 0) return;  // text and selection stay as they were typed
+    lineEdit()->setText(itemText(entry));
+    // From the end back to what was typed: the caret stays there.
+    lineEdit()->setSelection(static_cast<int>(itemText(entry).size()),
+                             static_cast<int>(typed.size() - itemText(entry).size()));
+}
+
+int CHistoryCombo::AddString(const QString& text)
+{
+    const QString trimmed = text.trimmed();
+    insertItem(0, trimmed);
+    for (int i = 1; i < count(); ++i) {
+        if (itemText(i) == trimmed) {
+            removeItem(i);
+            break;
+        }
+    }
+    Trim();
+    if (m_bSorted) model()->sort(0);
+    const int index = findText(trimmed, Qt::MatchExactly | Qt::MatchCaseSensitive);
+    setCurrentIndex(index);
+    return index;
+}
+
+void CHistoryCombo::Trim()
+{
+    while (count() > m_iMaxHistory)
+        removeItem(count() - 1);
+}
+
+QString CHistoryCombo::LoadHistory(const QString& section, const QString& prefix, bool restoreLast,
+                                   const QString& lastKey)
+{
+    if (section.isEmpty() || prefix.isEmpty()) return {};
+    m_strSection = section;
+    m_strPrefix = prefix;
+    m_strLastKey = lastKey;
+    m_bRestoreLast = restoreLast;
+    clear();
+    for (int n = 0; n < m_iMaxHistory; ++n) {
+        const QString entry = Read(Key(n));
+        if (entry.isEmpty()) break;
+        addItem(entry);
+    }
+    if (m_bSorted) model()->sort(0);
+    setCurrentIndex(-1);
+    if (!m_bRestoreLast) return {};
+    const QString last = Read(GetLastKey());
+    setEditText(last);
+    return last;
+}
+
+QString CHistoryCombo::LoadHistory(const QStringList& texts, bool selectFirst)
+{
+    for (const QString& text : texts) {
+        if (!text.isEmpty()) addItem(text);
+    }
+    if (selectFirst && count() > 0) setCurrentIndex(0);
+    return currentText();
+}
+
+void CHistoryCombo::SaveHistory(bool addCurrent)
+{
+    if (m_strSection.isEmpty()) return;
+    const QString current = currentText();
+    if (addCurrent && !current.isEmpty()) AddString(current);
+    const int entries = std::min(count(), m_iMaxHistory + 1);
+    for (int n = 0; n < entries; ++n)
+        Write(Key(n), itemText(n));
+    BlankKeys(entries);
+    if (m_bRestoreLast) Write(GetLastKey(), currentText());
+}
+
+void CHistoryCombo::ClearHistory(bool fromProfile)
+{
+    if (m_strSection.isEmpty()) return;
+    clear();
+    if (!fromProfile) return;
+    BlankKeys(0);
+    Write(GetLastKey(), {});
+}
+
+// The first key without a text is the end of the older list.
+void CHistoryCombo::BlankKeys(int from) const
+{
+    for (int n = from; n < MAX_KEYS && !Read(Key(n)).isEmpty(); ++n)
+        Write(Key(n), {});
+}
+
+void CHistoryCombo::CopyTo(CHistoryCombo& to) const
+{
+    to.clear();
+    for (int i = 0; i < count(); ++i)
+        to.addItem(itemText(i));
+    to.setCurrentIndex(to.findText(currentText(), Qt::MatchExactly | Qt::MatchCaseSensitive));
+    to.setEditText(currentText());
+}
+
+void CHistoryCombo::SetMaxHistory(int maximum)
+{
+    m_iMaxHistory = std::max(maximum, 0);
+    Trim();
+}
+
+QString CHistoryCombo::GetLastKey() const
+{
+    if (!m_strLastKey.isEmpty()) return m_strLastKey;
+    return m_strPrefix.isEmpty() ? QStringLiteral("Last") : m_strPrefix;
+}
+
+QString CHistoryCombo::Key(int number) const
+{
+    return m_strPrefix + QString::number(number);
+}
+
+QString CHistoryCombo::Read(const QString& key) const
+{
+    return QString::fromStdString(GetProfileText(m_strSection.toUtf8().constData(), key.toUtf8().constData(),
+                                                 "", ENTRY_BYTES, GetApplicationProfilePath()));
+}
+
+void CHistoryCombo::Write(const QString& key, const QString& text) const
+{
+    WritePrivateProfileStringA(m_strSection.toUtf8().constData(), key.toUtf8().constData(),
+                               text.toUtf8().constData(), GetApplicationProfilePath().c_str());
+}

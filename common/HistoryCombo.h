@@ -1,0 +1,84 @@
+#pragma once
+
+#include <QComboBox>
+#include <QString>
+#include <QStringList>
+
+/// A combo box that remembers what was typed: the most recent text first, kept between runs in the application
+/// profile, and completed against the list while typing. Panels' thread only.
+///
+/// In the profile, under the section given, the key prefix with n behind it holds entry n; one further key
+/// holds the text that was current at the last save. Failures of the profile read as empty texts, which simply
+/// end the list.
+class CHistoryCombo : public QComboBox
+{
+    Q_OBJECT
+
+  public:
+    static constexpr int DEFAULT_MAX_HISTORY = 10;
+    /// The bound of key numbers when the rest of an older, longer list is blanked.
+    static constexpr int MAX_KEYS = 1000;
+
+    enum class STYLE {
+        Plain,
+        Sorted,  // keeps its entries sorted, which does not go with the most recent first
+    };
+
+    /// `allowSorted` says that a sorted list is meant; without it a sorted combo warns in the debugger output.
+    explicit CHistoryCombo(QWidget* parent = nullptr, bool allowSorted = false, STYLE style = STYLE::Plain);
+
+    /// Puts `text`, its surrounding blanks trimmed, first and selects it; an older entry of the same text goes,
+    /// and the list is trimmed to its maximum. An empty text is an entry like others. Returns the text's index.
+    int AddString(const QString& text);
+
+    /// Empties the list and fills it from the profile, at most up to the maximum; the first empty entry ends
+    /// it. With `restoreLast` the text of the last save becomes current. Returns that text, or "" without
+    /// `restoreLast` or when section or prefix is empty, which does nothing. `lastKey` names the last text's
+    /// key; see GetLastKey.
+    QString LoadHistory(const QString& section, const QString& prefix, bool restoreLast = true,
+                        const QString& lastKey = {});
+    /// Appends each text that is not empty, selects entry 0 if asked, and returns the current text.
+    QString LoadHistory(const QStringList& texts, bool selectFirst);
+
+    /// Writes the list (one entry more than the maximum, if it has that many) and blanks the keys of an older,
+    /// longer one behind it; with `addCurrent` the current text is added first. Nothing happens before a
+    /// LoadHistory.
+    void SaveHistory(bool addCurrent = true);
+
+    /// Empties the list; with `fromProfile` the profile's entries and last text too. Nothing happens before a
+    /// LoadHistory.
+    void ClearHistory(bool fromProfile = true);
+
+    /// Replaces the entries of `to` by this one's and selects the same text there.
+    void CopyTo(CHistoryCombo& to) const;
+
+    /// Stores the maximum (0 or more) and deletes the entries beyond it at once.
+    void SetMaxHistory(int maximum);
+    int GetMaxHistory() const { return m_iMaxHistory; }
+
+    void SetAutoComplete(bool on) { m_bAutoComplete = on; }
+
+    /// The key of the last text: the one given, else the prefix, else "Last".
+    QString GetLastKey() const;
+
+  protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+  private:
+    void CompleteTyped();
+    void Trim();
+    QString Read(const QString& key) const;
+    void Write(const QString& key, const QString& text) const;
+    QString Key(int number) const;
+    void BlankKeys(int from) const;
+
+    QString m_strSection;
+    QString m_strPrefix;
+    QString m_strLastKey;         // empty: the default
+    bool m_bRestoreLast = false;  // save and restore the current text
+    bool m_bAutoComplete = true;
+    bool m_bDoComplete =
+        false;  // for this edit: not after Delete and Backspace, so that deleting never completes
+    int m_iMaxHistory = DEFAULT_MAX_HISTORY;
+    bool m_bSorted;
+};

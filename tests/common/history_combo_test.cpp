@@ -1,0 +1,298 @@
+#include "common/HistoryCombo.h"
+
+#include <gmock/gmock.h>
+
+#include <QLineEdit>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include "inc/OutputDebugString.h"
+#include "platform/profile.h"
+
+namespace
+{
+
+class HistoryComboTest : public testing::Test
+{
+  protected:
+    HistoryComboTest()
+    {
+        m_Former = qgetenv("XDG_CONFIG_HOME");
+        qputenv("XDG_CONFIG_HOME", m_Directory.path().toUtf8());
+    }
+    ~HistoryComboTest() override { qputenv("XDG_CONFIG_HOME", m_Former); }
+
+    QStringList Entries(const CHistoryCombo& combo) const
+    {
+        QStringList entries;
+        for (int i = 0; i < combo.count(); ++i)
+            entries << combo.itemText(i);
+        return entries;
+    }
+
+    std::string Stored(const char* key)
+    {
+        return GetProfileText("Setting", key, "missing", 256, GetApplicationProfilePath());
+    }
+    void Store(const char* key, const char* value)
+    {
+        WritePrivateProfileStringA("Setting", key, value, GetApplicationProfilePath().c_str());
+    }
+
+    QTemporaryDir m_Directory;
+    QByteArray m_Former;
+};
+
+TEST_F(HistoryComboTest, AddingAKnownTextMovesItToTheTop)
+{
+    CHistoryCombo combo;
+    for (const char* text : {"a", "b", "c"})
+        combo.AddString(text);
+    EXPECT_EQ(combo.AddString("a"), 0);
+    EXPECT_EQ(Entries(combo), QStringList({"a", "c", "b"}));
+    EXPECT_EQ(combo.currentText(), "a");
+}
+
+TEST_F(HistoryComboTest, TextIsTrimmed)
+{
+    CHistoryCombo combo;
+    combo.AddString("  1001  ");
+    EXPECT_EQ(Entries(combo), QStringList({"1001"}));
+}
+
+// Settled: the trim comes first and nothing refuses an empty text.
+TEST_F(HistoryComboTest, AddingBlanksAddsAnEmptyEntry)
+{
+    CHistoryCombo combo;
+    combo.AddString("a");
+    combo.AddString("   ");
+    EXPECT_EQ(Entries(combo), QStringList({"", "a"}));
+}
+
+TEST_F(HistoryComboTest, AddingTrimsTheListToItsMaximum)
+{
+    CHistoryCombo combo;
+    for (int i = 0; i < 15; ++i)
+        combo.AddString(QString::number(i));
+    EXPECT_EQ(combo.count(), 10);
+    EXPECT_EQ(combo.itemText(0), "14");
+    EXPECT_EQ(combo.itemText(9), "5");
+}
+
+TEST_F(HistoryComboTest, LoweringTheMaximumDeletesAtOnce)
+{
+    CHistoryCombo combo;
+    for (int i = 0; i < 5; ++i)
+        combo.AddString(QString::number(i));
+    combo.SetMaxHistory(2);
+    EXPECT_EQ(Entries(combo), QStringList({"4", "3"}));
+}
+
+TEST_F(HistoryComboTest, HistorySurvivesInTheProfile)
+{
+    {
+        CHistoryCombo combo;
+        combo.LoadHistory("Setting", "HistoryCombo");
+        combo.AddString("1001");
+        combo.AddString("1002");
+        combo.SaveHistory(false);
+    }
+    EXPECT_EQ(Stored("HistoryCombo0"), "1002");
+    EXPECT_EQ(Stored("HistoryCombo1"), "1001");
+    EXPECT_EQ(Stored("HistoryCombo"), "1002") << "the last text stands under the prefix";
+    CHistoryCombo combo;
+    EXPECT_EQ(combo.LoadHistory("Setting", "HistoryCombo"), "1002");
+    EXPECT_EQ(Entries(combo), QStringList({"1002", "1001"}));
+    EXPECT_EQ(combo.currentText(), "1002");
+}
+
+TEST_F(HistoryComboTest, LastKeyIsTheGivenOneThePrefixOrLast)
+{
+    CHistoryCombo combo;
+    EXPECT_EQ(combo.GetLastKey(), "Last");
+    combo.LoadHistory("Setting", "Prefix");
+    EXPECT_EQ(combo.GetLastKey(), "Prefix");
+    combo.LoadHistory("Setting", "Prefix", true, "Given");
+    EXPECT_EQ(combo.GetLastKey(), "Given");
+}
+
+TEST_F(HistoryComboTest, WithoutRestoreLastNothingIsCurrent)
+{
+    Store("H0", "a");
+    Store("H", "b");
+    CHistoryCombo combo;
+    EXPECT_EQ(combo.LoadHistory("Setting", "H", false), "");
+    EXPECT_EQ(combo.currentText(), "");
+    EXPECT_EQ(Entries(combo), QStringList({"a"}));
+}
+
+TEST_F(HistoryComboTest, EmptySectionOrPrefixLoadsNothing)
+{
+    Store("H0", "a");
+    CHistoryCombo combo;
+    combo.AddString("kept");
+    EXPECT_EQ(combo.LoadHistory("", "H"), "");
+    EXPECT_EQ(combo.LoadHistory("Setting", ""), "");
+    EXPECT_EQ(Entries(combo), QStringList({"kept"}));
+}
+
+TEST_F(HistoryComboTest, GapInTheProfileTruncatesTheList)
+{
+    Store("H0", "a");
+    Store("H1", "b");
+    Store("H3", "d");
+    CHistoryCombo combo;
+    combo.LoadHistory("Setting", "H");
+    EXPECT_EQ(Entries(combo), QStringList({"a", "b"}));
+}
+
+TEST_F(HistoryComboTest, LoadStopsAtTheMaximum)
+{
+    for (int n = 0; n < 12; ++n)
+        Store(("H" + std::to_string(n)).c_str(), "x");
+    CHistoryCombo combo;
+    combo.LoadHistory("Setting", "H");
+    EXPECT_EQ(combo.count(), 10);
+}
+
+TEST_F(HistoryComboTest, SaveWritesElevenWhenElevenExist)
+{
+    CHistoryCombo combo;
+    combo.LoadHistory("Setting", "H");
+    QStringList texts;
+    for (int i = 0; i < 13; ++i)
+        texts << QString("t%1").arg(i);
+    combo.LoadHistory(texts, true);
+    combo.SaveHistory(false);
+    EXPECT_EQ(Stored("H10"), "t10");
+    EXPECT_EQ(Stored("H11"), "missing");
+}
+
+TEST_F(HistoryComboTest, SaveBlanksTheRestOfALongerListUpToItsFirstGap)
+{
+    for (const char* key : {"H0", "H1", "H2", "H4"})
+        Store(key, "old");
+    CHistoryCombo combo;
+    combo.LoadHistory("Setting", "H");
+    combo.clear();
+    combo.AddString("new");
+    combo.SaveHistory(false);
+    EXPECT_EQ(Stored("H0"), "new");
+    EXPECT_EQ(Stored("H1"), "");
+    EXPECT_EQ(Stored("H2"), "");
+    EXPECT_EQ(Stored("H4"), "old") << "behind the gap nothing is blanked";
+}
+
+TEST_F(HistoryComboTest, KeyNumbersEndAtAThousand)
+{
+    const std::string path = GetApplicationProfilePath();
+    CHistoryCombo combo;
+    combo.LoadHistory("Setting", "H");
+    QStringList texts;
+    for (int i = 0; i < 1002; ++i)
+        texts << "x";
+    combo.SetMaxHistory(2000);
+    combo.LoadHistory(texts, true);
+    combo.SaveHistory(false);
+    ASSERT_EQ(Stored("H1001"), "x");
+    combo.ClearHistory();
+    EXPECT_EQ(Stored("H999"), "");
+    EXPECT_EQ(Stored("H1000"), "x");
+}
+
+TEST_F(HistoryComboTest, SaveAddsTheCurrentTextWhenAsked)
+{
+    CHistoryCombo combo;
+    combo.LoadHistory("Setting", "H");
+    combo.setEditText("typed");
+    combo.SaveHistory(true);
+    EXPECT_EQ(Stored("H0"), "typed");
+}
+
+TEST_F(HistoryComboTest, SaveAndClearWithoutASectionDoNothing)
+{
+    CHistoryCombo combo;
+    combo.AddString("a");
+    combo.SaveHistory(false);
+    combo.ClearHistory(true);
+    EXPECT_EQ(combo.count(), 1);
+    EXPECT_EQ(Stored("0"), "missing");
+}
+
+TEST_F(HistoryComboTest, ClearKeepsTheProfileUnlessTold)
+{
+    Store("H0", "a");
+    CHistoryCombo combo;
+    combo.LoadHistory("Setting", "H");
+    combo.ClearHistory(false);
+    EXPECT_EQ(combo.count(), 0);
+    EXPECT_EQ(Stored("H0"), "a");
+}
+
+TEST_F(HistoryComboTest, CopyTakesEntriesAndText)
+{
+    CHistoryCombo from;
+    from.AddString("a");
+    from.AddString("b");
+    CHistoryCombo to;
+    to.AddString("old");
+    from.CopyTo(to);
+    EXPECT_EQ(Entries(to), QStringList({"b", "a"}));
+    EXPECT_EQ(to.currentText(), "b");
+}
+
+TEST_F(HistoryComboTest, ListIsLoadedWithoutItsEmptyTexts)
+{
+    CHistoryCombo combo;
+    EXPECT_EQ(combo.LoadHistory(QStringList({"a", "", "b"}), true), "a");
+    EXPECT_EQ(Entries(combo), QStringList({"a", "b"}));
+}
+
+TEST_F(HistoryComboTest, TypingCompletesAndLeavesTheCaretBehindTheTyped)
+{
+    CHistoryCombo combo;
+    combo.AddString("1001");
+    combo.setEditText("");
+    QTest::keyClicks(combo.lineEdit(), "10");
+    EXPECT_EQ(combo.lineEdit()->text(), "1001");
+    EXPECT_EQ(combo.lineEdit()->selectedText(), "01");
+    EXPECT_EQ(combo.lineEdit()->cursorPosition(), 2);
+    QTest::keyClicks(combo.lineEdit(), "0");
+    EXPECT_EQ(combo.lineEdit()->text(), "1001");
+    EXPECT_EQ(combo.lineEdit()->selectedText(), "1");
+}
+
+TEST_F(HistoryComboTest, TypingWithoutAMatchStaysAsTyped)
+{
+    CHistoryCombo combo;
+    combo.AddString("1001");
+    combo.setEditText("");
+    QTest::keyClicks(combo.lineEdit(), "12");
+    EXPECT_EQ(combo.lineEdit()->text(), "12");
+    EXPECT_EQ(combo.lineEdit()->selectedText(), "");
+}
+
+TEST_F(HistoryComboTest, DeletingNeverCompletes)
+{
+    CHistoryCombo combo;
+    combo.AddString("1001");
+    combo.setEditText("");
+    QTest::keyClicks(combo.lineEdit(), "100");
+    QTest::keyClick(combo.lineEdit(), Qt::Key_Delete);
+    EXPECT_EQ(combo.lineEdit()->text(), "100");
+    QTest::keyClick(combo.lineEdit(), Qt::Key_Backspace);
+    EXPECT_EQ(combo.lineEdit()->text(), "10");
+}
+
+TEST_F(HistoryComboTest, SortedComboWarnsUnlessItIsMeant)
+{
+    std::string heard;
+    const auto former = SetDebugListener([&heard](std::string_view text) { heard += text; });
+    CHistoryCombo meant(nullptr, true, CHistoryCombo::STYLE::Sorted);
+    EXPECT_EQ(heard, "");
+    CHistoryCombo sorted(nullptr, false, CHistoryCombo::STYLE::Sorted);
+    SetDebugListener(former);
+    EXPECT_EQ(heard, "WARNING: Creating History combo with CBS_SORT style\n");
+}
+
+}  // namespace
