@@ -14,7 +14,7 @@
 class CIniText
 {
   public:
-    explicit CIniText(std::string text);
+    explicit CIniText(std::string text = {});
 
     /// The value without the blanks and then without one pair of quotes around it; false when there is none.
     bool Find(std::string_view section, std::string_view key, std::string& value) const;

@@ -4,25 +4,19 @@
 #include <cerrno>
 #include <charconv>
 #include <cstring>
-#include <filesystem>
 #include <string_view>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "inc/OutputDebugString.h"
-#include "platform/FileOperations.h"
-#include "platform/IniText.h"
 #include "platform/ascii.h"
 #include "platform/paths.h"
+#include "platform/profile_edit.h"
 #include "platform/user_folders.h"
 
 namespace
 {
-
-bool ReadProfile(const char* path, std::string& text)
-{
-    return path != nullptr && *path != '\0' && ReadWholeFile(HostPath(path), text);
-}
 
 std::uint32_t CopyText(std::string_view text, char* buffer, std::uint32_t size)
 {
@@ -72,13 +66,36 @@ std::int32_t ParseInteger(std::string_view text)
 
 }  // namespace
 
+bool ReadIniFile(const std::string& path, CIniText& ini)
+{
+    std::string text;
+    if (path.empty() || !ReadWholeFile(HostPath(path), text)) return false;
+    ini = CIniText(std::move(text));
+    return true;
+}
+
+EReplace EditIniFile(const std::string& path, const std::function<bool(CIniText& ini)>& edit)
+{
+    const EReplace result = ReplaceFile(HostPath(path), [&](std::string& content) {
+        CIniText ini(content);
+        if (!edit(ini)) return false;
+        content = ini.Text();
+        return true;
+    });
+    if (result == EReplace::Done) return result;
+    const std::string reason = result == EReplace::Failed ? std::generic_category().message(errno)
+                                                          : "a text can't be kept in one line of an ini file";
+    OutputDebugStringA(
+        std::string("profile ").append(path).append(" not written: ").append(reason).append("\n"));
+    return result;
+}
+
 std::uint32_t GetPrivateProfileStringA(const char* section, const char* key, const char* fallback, char* buffer,
                                        std::uint32_t size, const char* path)
 {
     if (buffer == nullptr || size == 0) return 0;
-    std::string text;
-    if (ReadProfile(path, text)) {
-        const CIniText ini(std::move(text));
+    CIniText ini;
+    if (path != nullptr && ReadIniFile(path, ini)) {
         std::string value;
         if (section == nullptr) return CopyNames(ini.SectionNames(), buffer, size);
         if (key == nullptr && ini.HasSection(section)) return CopyNames(ini.KeyNames(section), buffer, size);
@@ -91,34 +108,26 @@ std::uint32_t GetPrivateProfileStringA(const char* section, const char* key, con
 std::int32_t GetPrivateProfileIntA(const char* section, const char* key, std::int32_t fallback,
                                    const char* path)
 {
-    std::string text;
+    CIniText ini;
     std::string value;
-    if (section == nullptr || key == nullptr || !ReadProfile(path, text)) return fallback;
-    if (!CIniText(std::move(text)).Find(section, key, value) || value.empty()) return fallback;
+    if (section == nullptr || key == nullptr || path == nullptr || !ReadIniFile(path, ini)) return fallback;
+    if (!ini.Find(section, key, value) || value.empty()) return fallback;
     return ParseInteger(value);
 }
 
 bool WritePrivateProfileStringA(const char* section, const char* key, const char* value, const char* path)
 {
     if (section == nullptr || path == nullptr || *path == '\0') return false;
-    const EReplace result = ReplaceFile(HostPath(path), [&](std::string& content) {
-        CIniText ini(content);
+    const EReplace result = EditIniFile(path, [&](CIniText& ini) {
+        if (key != nullptr && value != nullptr) return ini.Set(section, key, value);
         if (key == nullptr) {
             ini.RemoveSection(section);
-        } else if (value == nullptr) {
+        } else {
             ini.RemoveKey(section, key);
-        } else if (!ini.Set(section, key, value)) {
-            return false;
         }
-        content = ini.Text();
         return true;
     });
-    if (result == EReplace::Done) return true;
-    const std::string reason = result == EReplace::Failed ? std::generic_category().message(errno)
-                                                          : "the text can't be kept in one line of an ini file";
-    OutputDebugStringA("profile " + std::string(path) + ": section " + section + " not written: " + reason +
-                       "\n");
-    return false;
+    return result == EReplace::Done;
 }
 
 std::string GetProfileText(const char* section, const char* key, const char* fallback, std::uint32_t size,

@@ -51,9 +51,9 @@ bool PostMessageA(HWND window, std::uint32_t message, WPARAM wParam, LPARAM lPar
 /// event loop calls it; a test without an event loop may.
 int ServeMessages(bool posted);
 
-/// Sets what wakes the calling thread's event loop when a message arrives for it (nothing takes it away; the former
-/// one is called no more when this returns). Called on whatever thread sends or posts, so it must only wake and call
-/// nothing of this header.
+/// Sets what wakes the calling thread's event loop when a message arrives for it (nothing takes it away; the
+/// former one is called no more when this returns). Called on whatever thread sends or posts, so it must only
+/// wake and call nothing of this header.
 void SetMessageWake(std::function<void()> wake);
 
 inline constexpr std::uint32_t WM_COMMAND = 0x111;
