@@ -19,11 +19,16 @@ inline constexpr SOCKET INVALID_SOCKET = -1;
 inline constexpr int SOCKET_ERROR = -1;
 inline constexpr int SOCKET_SEND_FLAGS = MSG_NOSIGNAL;
 
+inline constexpr int WSAVERNOTSUPPORTED = 10092;
+
 /// Starts the socket layer; counted. 0 on success. There is nothing to start on this machine, so only a version
-/// of 0 is refused, as the platform's call refuses it.
+/// of 0 is refused (WSAVERNOTSUPPORTED), as the platform's call refuses it.
 int WSAStartup(std::uint16_t version);
 /// Ends one start; SOCKET_ERROR when there was none.
 int WSACleanup();
 
-/// Ends every blocking call on the socket, in whatever thread, then closes it; 0 or SOCKET_ERROR.
+/// Ends every blocking call on the socket, in whatever thread (recv, recvfrom and select say that it is
+/// readable with nothing to read, accept and connect fail), then closes it; 0 or SOCKET_ERROR. A thread that
+/// would begin a call afterwards must learn of the closing by other means: the number may belong to another
+/// socket by then.
 int closesocket(SOCKET socket);
