@@ -55,6 +55,6 @@ int CSocket::Receive(void* buffer, int size)
 
 void CSocket::Close()
 {
-    const SOCKET socket = m_hSocket.exchange(INVALID_SOCKET);
-    if (socket != INVALID_SOCKET) closesocket(socket);
+    if (m_hSocket != INVALID_SOCKET) closesocket(m_hSocket);
+    m_hSocket = INVALID_SOCKET;
 }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <string>
 
@@ -30,13 +29,15 @@ class CSocket
     /// Receives up to `size` bytes: the count, 0 when the peer has closed, or SOCKET_ERROR.
     int Receive(void* buffer, int size);
 
-    /// Ends blocked calls and gives the socket back; Create may follow. Any thread.
+    /// Ends the blocked calls of another thread, and all later ones at once; the socket stays until Close.
+    void ShutDown() { EndBlockedCalls(m_hSocket); }
+
+    /// Gives the socket back; Create may follow.
     void Close();
 
     /// The system's socket, for the free functions that work on one, or INVALID_SOCKET. It stays this object's.
-    SOCKET GetHandle() const { return m_hSocket.load(); }
+    SOCKET GetHandle() const { return m_hSocket; }
 
   private:
-    // Exchanged by Close, so that of two closing threads one closes.
-    std::atomic<SOCKET> m_hSocket = INVALID_SOCKET;
+    SOCKET m_hSocket = INVALID_SOCKET;
 };

@@ -27,9 +27,14 @@ int WSACleanup()
     return SOCKET_ERROR;
 }
 
-int closesocket(SOCKET socket)
+void EndBlockedCalls(SOCKET socket)
 {
     // A socket that isn't connected refuses, and its blocked calls end all the same.
     ::shutdown(socket, SHUT_RDWR);
+}
+
+int closesocket(SOCKET socket)
+{
+    EndBlockedCalls(socket);
     return ::close(socket);
 }

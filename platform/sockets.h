@@ -27,8 +27,11 @@ int WSAStartup(std::uint16_t version);
 /// Ends one start; SOCKET_ERROR when there was none.
 int WSACleanup();
 
-/// Ends every blocking call on the socket, in whatever thread (recv, recvfrom and select say that it is
-/// readable with nothing to read, accept and connect fail), then closes it; 0 or SOCKET_ERROR. A thread that
-/// would begin a call afterwards must learn of the closing by other means: the number may belong to another
-/// socket by then.
+/// Ends every blocking call on the socket, in whatever thread: recv and recvfrom give 0, select says that there
+/// is something to read, accept and connect fail. Later calls end at once. The socket stays open, so that its
+/// number is not given to another one while a thread may still use it: end the calls, wait for the thread, then
+/// closesocket.
+void EndBlockedCalls(SOCKET socket);
+
+/// Ends the blocked calls, then closes the socket; 0 or SOCKET_ERROR. No thread may begin a call any more.
 int closesocket(SOCKET socket);

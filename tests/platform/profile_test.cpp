@@ -306,6 +306,16 @@ INSTANTIATE_TEST_SUITE_P(Refused, ProfileRefusal,
                                          XRefusedCase{"empty_key", "A", " ", "2"}),
                          [](const auto& row) { return std::string(row.param.szName); });
 
+TEST(Profile, BlanksAroundAWrittenValueAreDroppedAndDontGrow)
+{
+    const CTestFolder folder;
+    const std::string path = folder.System("a.ini");
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_TRUE(WritePrivateProfileStringA("A", "K", " \t1 ", path.c_str()));
+        EXPECT_EQ(folder.Read("a.ini"), "[A]\nK=1\n");
+    }
+}
+
 TEST(Profile, AWriteMakesTheFileWithTheUsualRights)
 {
     const CTestFolder folder;
