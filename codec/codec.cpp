@@ -2,9 +2,12 @@
 
 #include <atomic>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <mutex>
+
+#include "codec/codec_memory.h"
+#include "codec/mpeg4_dec.h"
+#include "codec/mpeg4_dsp.h"
 
 namespace
 {
@@ -44,6 +47,8 @@ int32_t c264_decode_hook(CodecContext* /*context*/, CodecFrame* /*frame*/, int32
     return -1;
 }
 
+CodecEntry mpeg4_entry = mpeg4_codec_entry();
+
 CodecEntry c264_entry = {
     .name = "c264",
     .kind = CODEC_KIND_VIDEO,
@@ -79,12 +84,16 @@ CodecEntry encoder_entries[] = {
 };
 }  // namespace
 
-void codec_init() {}
+void codec_init()
+{
+    mpeg4_dsp_init(0);
+}
 
 void codec_register_all()
 {
     static std::once_flag once;
     std::call_once(once, [] {
+        register_entry(&mpeg4_entry);
         register_entry(&c264_entry);
         for (CodecEntry& entry : encoder_entries)
             register_entry(&entry);
@@ -112,20 +121,19 @@ bool codec_check_size(int32_t width, int32_t height)
 int32_t codec_open(CodecContext* context, const CodecEntry* entry)
 {
     if (!entry || !entry->open || context->entry) return -1;
-    const size_t bytes = (entry->priv_size + CODEC_ALIGN - 1) / CODEC_ALIGN * CODEC_ALIGN;
-    void* const priv = bytes ? std::aligned_alloc(CODEC_ALIGN, bytes) : nullptr;
-    if (bytes && !priv) return -1;
-    if (priv) std::memset(priv, 0, bytes);
+    void* const priv = codec_alloc(entry->priv_size);
+    if (!priv) return -1;
     if (context->width && context->height && !codec_check_size(context->width, context->height)) {
-        std::free(priv);
+        codec_free(priv);
         return -1;
     }
+    std::memset(priv, 0, entry->priv_size);
     context->priv = priv;
     context->entry = entry;
     context->codec_id = entry->id;
     context->picture_count = 0;
     if (entry->open(context) < 0) {
-        std::free(context->priv);
+        codec_free(context->priv);
         context->priv = nullptr;
         context->entry = nullptr;
         return -1;
@@ -148,7 +156,7 @@ int32_t codec_close(CodecContext* context)
 {
     if (!context->entry) return -1;
     if (context->entry->close) context->entry->close(context);
-    std::free(context->priv);
+    codec_free(context->priv);
     context->priv = nullptr;
     context->entry = nullptr;
     return 0;

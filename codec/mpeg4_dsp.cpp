@@ -1,0 +1,42 @@
+#include "codec/mpeg4_dsp.h"
+
+#include <mutex>
+
+#include "codec/cpu.h"
+#include "codec/mpeg4_kernels.h"
+
+namespace
+{
+mpeg4_dsp_t g_dsp;
+
+void state_clear_plain() {}
+
+#if defined(__x86_64__)
+void state_clear_mmx()
+{
+    __builtin_ia32_emms();
+}
+#endif
+}  // namespace
+
+void mpeg4_dsp_fill(mpeg4_dsp_t* dsp, [[maybe_unused]] uint32_t caps)
+{
+    dsp->state_clear = state_clear_plain;
+    mpeg4_idct_fill_plain(dsp);
+    mpeg4_mc_fill_plain(dsp);
+    mpeg4_quant_fill_plain(dsp);
+#if defined(__x86_64__)
+    if (caps & CODEC_CAP_MMX) dsp->state_clear = state_clear_mmx;
+#endif
+}
+
+void mpeg4_dsp_init(uint32_t flags)
+{
+    static std::once_flag once;
+    std::call_once(once, [flags] { mpeg4_dsp_fill(&g_dsp, flags ? flags : mpeg4_cpu_detect(nullptr)); });
+}
+
+const mpeg4_dsp_t* mpeg4_dsp()
+{
+    return &g_dsp;
+}

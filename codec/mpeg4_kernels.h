@@ -1,0 +1,8 @@
+// The stages whose kernels make up mpeg4_dsp_t: each fills its slots, step by step.
+#pragma once
+
+#include "codec/mpeg4_dsp.h"
+
+void mpeg4_idct_fill_plain(mpeg4_dsp_t* dsp);
+void mpeg4_mc_fill_plain(mpeg4_dsp_t* dsp);
+void mpeg4_quant_fill_plain(mpeg4_dsp_t* dsp);

@@ -1,0 +1,317 @@
+// The decoder objects that link threads feed.
+#include "codec/decoder.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <iterator>
+#include <vector>
+
+#include "tests/support/mpeg4_streams.h"
+
+namespace
+{
+// A row whose hooks note what they are given and answer from a list.
+struct Feed {
+    std::vector<std::vector<uint8_t>> Units;
+    std::vector<int32_t> Results;  ///< one for each call; all bytes are consumed when it has run out
+    bool bPicture = false;
+};
+Feed g_feed;
+uint8_t g_plane[16];
+
+int32_t OpenHook(CodecContext* /*context*/)
+{
+    return 0;
+}
+
+int32_t DecodeHook(CodecContext* /*context*/, CodecFrame* frame, int32_t* got, const uint8_t* data,
+                   int32_t size)
+{
+    g_feed.Units.emplace_back(data, data + size);
+    if (g_feed.bPicture) {
+        frame->data[0] = g_plane;
+        *got = 4;
+    }
+    const size_t call = g_feed.Units.size() - 1;
+    return call < g_feed.Results.size() ? g_feed.Results[call] : size;
+}
+
+CodecEntry g_row = {.name = "fed",
+                    .kind = CODEC_KIND_VIDEO,
+                    .id = CODEC_ID_H264,
+                    .priv_size = 64,
+                    .open = OpenHook,
+                    .encode = nullptr,
+                    .close = nullptr,
+                    .decode = DecodeHook,
+                    .capabilities = 0,
+                    .next = nullptr};
+
+int32_t NalLength(const std::vector<uint8_t>& bytes)
+{
+    return FindNalLength(bytes.data(), static_cast<int32_t>(bytes.size()));
+}
+
+TEST(FindNalLength, CutsInFrontOfThreeByteCode)
+{
+    EXPECT_EQ(NalLength({0, 0, 1, 0x67, 9, 0, 0, 1, 0x68}), 5);
+}
+
+TEST(FindNalLength, FourByteCodeKeepsItsFirstZero)
+{
+    EXPECT_EQ(NalLength({0, 0, 0, 1, 0x67, 9, 0, 0, 0, 1, 0x68}), 7);
+}
+
+TEST(FindNalLength, WithoutANextCodeThreeBytesAreLeft)
+{
+    EXPECT_EQ(NalLength({0, 0, 0, 1, 0x65, 1, 2, 3, 4, 5}), 7);
+}
+
+TEST(FindNalLength, CodeAtTheVeryEndIsFound)
+{
+    EXPECT_EQ(NalLength({0, 0, 1, 0x67, 9, 8, 0, 0, 1}), 6);
+    EXPECT_EQ(NalLength({0, 0, 1, 0x67, 9, 0, 0, 0, 1}), 6);
+}
+
+TEST(FindNalLength, LeadingBytesOtherThanACodeAreWalkedOver)
+{
+    // only zeros and the first other byte are passed before the search begins
+    EXPECT_EQ(NalLength({7, 0, 0, 1, 5, 5, 5}), 1);
+    EXPECT_EQ(NalLength({0, 7, 0, 0, 1, 5, 5, 5}), 2);
+}
+
+TEST(FindNalLength, ZeroBytesOnlyAreThreeShort)
+{
+    for (int32_t length = 1; length < 20; ++length)
+        EXPECT_EQ(NalLength(std::vector<uint8_t>(static_cast<size_t>(length))), length - 3) << length;
+}
+
+TEST(FindNalLength, ShortBuffersGoToZeroOrBelow)
+{
+    EXPECT_EQ(NalLength({1}), -2);
+    EXPECT_EQ(NalLength({0, 1}), -1);
+    EXPECT_EQ(NalLength({0, 0, 1}), 0);
+}
+
+class C264DecoderTest : public ::testing::Test
+{
+  protected:
+    void SetUp() override { g_feed = {}; }
+
+    CodecFrame* Decode(const std::vector<uint8_t>& bytes)
+    {
+        return m_Decoder.Decode(bytes.data(), static_cast<int32_t>(bytes.size()));
+    }
+
+    CC264Decoder m_Decoder{176, 144, &g_row};
+};
+
+TEST_F(C264DecoderTest, PayloadOfThreeUnitsIsFedUnitByUnit)
+{
+    g_feed.bPicture = true;
+    const CodecFrame* const frame =
+        Decode({0, 0, 0, 1, 0x67, 1, 0, 0, 0, 1, 0x68, 2, 0, 0, 0, 1, 0x65, 3, 4, 5, 6});
+    ASSERT_NE(frame, nullptr);
+    EXPECT_EQ(frame->data[0], g_plane);
+    const std::vector<std::vector<uint8_t>> units = {
+        {0, 0, 0, 1, 0x67, 1, 0}, {0, 0, 1, 0x68, 2, 0}, {0, 0, 1, 0x65, 3}};
+    // the last three bytes come in a pass of their own, whose length of 0 the table answers without the hook
+    EXPECT_EQ(g_feed.Units, units);
+}
+
+TEST_F(C264DecoderTest, StepsByWhatTheCoreConsumed)
+{
+    g_feed.Results = {4};
+    Decode({0, 0, 1, 0x67, 0, 0, 1, 0x68, 1, 1, 1});
+    ASSERT_EQ(g_feed.Units.size(), 2u);
+    g_feed = {};
+    g_feed.Results = {2};
+    Decode({0, 0, 1, 0x67, 0, 0, 1, 0x68, 1, 1, 1});
+    ASSERT_GE(g_feed.Units.size(), 2u);
+    EXPECT_EQ(g_feed.Units[1], (std::vector<uint8_t>{1, 0x67}));
+}
+
+TEST_F(C264DecoderTest, UnitThatConsumesNothingDropsTheRest)
+{
+    g_feed.Results = {0};
+    EXPECT_EQ(Decode({0, 0, 1, 0x67, 0, 0, 1, 0x68, 1, 1, 1}), nullptr);  // the table makes -1 of it
+    EXPECT_EQ(g_feed.Units.size(), 1u);
+}
+
+TEST_F(C264DecoderTest, FailureOfALaterUnitGivesNull)
+{
+    g_feed.bPicture = true;
+    g_feed.Results = {4, -5};
+    EXPECT_EQ(Decode({0, 0, 1, 0x67, 0, 0, 1, 0x68, 1, 1, 1}), nullptr);
+    EXPECT_EQ(g_feed.Units.size(), 2u);
+}
+
+TEST_F(C264DecoderTest, FaultInTheCoreCostsOneFrame)
+{
+    g_feed.Results = {-1};
+    EXPECT_EQ(Decode({0, 0, 1, 0x65, 1, 2, 3}), nullptr);
+    g_feed = {};
+    g_feed.bPicture = true;
+    const CodecFrame* const frame = Decode({0, 0, 1, 0x65, 1, 2, 3});
+    ASSERT_NE(frame, nullptr);
+    EXPECT_EQ(frame->data[0], g_plane);
+}
+
+TEST_F(C264DecoderTest, FrameIsClearedFirst)
+{
+    g_feed.bPicture = true;
+    ASSERT_NE(Decode({0, 0, 1, 0x65, 1, 2, 3})->data[0], nullptr);
+    g_feed.bPicture = false;
+    const CodecFrame* const frame = Decode({0, 0, 1, 0x65, 1, 2, 3});
+    ASSERT_NE(frame, nullptr);
+    EXPECT_EQ(frame->data[0], nullptr);
+}
+
+TEST_F(C264DecoderTest, ZeroLengthOrNullBufferGivesTheClearedFrame)
+{
+    g_feed.bPicture = true;
+    const uint8_t byte = 0;
+    Decode({0, 0, 1, 0x65, 1, 2, 3});
+    const CodecFrame* frame = m_Decoder.Decode(&byte, 0);
+    ASSERT_NE(frame, nullptr);
+    EXPECT_EQ(frame->data[0], nullptr);
+    frame = m_Decoder.Decode(nullptr, 100);
+    ASSERT_NE(frame, nullptr);
+    EXPECT_EQ(frame->data[0], nullptr);
+    frame = m_Decoder.Decode(&byte, -3);
+    ASSERT_NE(frame, nullptr);
+    EXPECT_EQ(frame->data[0], nullptr);
+}
+
+TEST_F(C264DecoderTest, BufferShorterThanThreeBytesGivesTheClearedFrame)
+{
+    for (const std::vector<uint8_t>& bytes :
+         {std::vector<uint8_t>{0}, {0, 0}, {0, 0, 0}, {1}, {0, 1}, {0, 0, 1}, {9, 9}}) {
+        g_feed = {};
+        const CodecFrame* const frame = Decode(bytes);
+        ASSERT_NE(frame, nullptr);
+        EXPECT_EQ(frame->data[0], nullptr);
+        EXPECT_TRUE(g_feed.Units.empty());  // lengths of 0 or less never reach the hook
+    }
+}
+
+TEST_F(C264DecoderTest, BufferOfZeroBytesOnlyGivesTheClearedFrame)
+{
+    // a core that finds no unit consumes what it was given, so the walk ends at the last three bytes
+    const CodecFrame* const frame = Decode(std::vector<uint8_t>(40));
+    ASSERT_NE(frame, nullptr);
+    EXPECT_EQ(frame->data[0], nullptr);
+    ASSERT_EQ(g_feed.Units.size(), 1u);
+    EXPECT_EQ(g_feed.Units[0].size(), 37u);
+}
+
+TEST(VideoDecoder, UnknownCodecDecodesToNull)
+{
+    // only a build with assertions complains, by the place in the source
+    EXPECT_DEBUG_DEATH(
+        {
+            CVideoDecoder decoder(176, 144, 99, 0);
+            const uint8_t bytes[8] = {};
+            EXPECT_EQ(decoder.Decode(bytes, 8), nullptr);
+        },
+        "decoder\\.cpp:27");
+}
+
+TEST(VideoDecoder, FailedOpenShowsOnlyAsNull)
+{
+    const codec_report_fn old = codec_set_report([](const char*) {});
+    CMpeg4Decoder decoder(-16, 144);
+    const uint8_t bytes[8] = {};
+    EXPECT_EQ(decoder.Decode(bytes, 8), nullptr);
+    EXPECT_EQ(decoder.Decode(bytes, 0), nullptr);
+    codec_set_report(old);
+}
+
+class Mpeg4DecoderTest : public ::testing::Test
+{
+  protected:
+    static void SetUpTestSuite()
+    {
+        s_pPackets = new std::vector<Mpeg4Packet>(EncodeMpeg4({.iFrames = 4, .Scene = Mpeg4Scene::Lively}));
+    }
+    static void TearDownTestSuite()
+    {
+        delete s_pPackets;
+        s_pPackets = nullptr;
+    }
+
+    const CodecFrame* Decode(const Mpeg4Packet& packet, size_t ulBytes)
+    {
+        return m_Decoder.Decode(packet.data(), static_cast<int32_t>(ulBytes));
+    }
+    const CodecFrame* Decode(size_t i) { return Decode((*s_pPackets)[i], (*s_pPackets)[i].size()); }
+
+    static std::vector<Mpeg4Packet>* s_pPackets;
+    CMpeg4Decoder m_Decoder{176, 144};
+};
+std::vector<Mpeg4Packet>* Mpeg4DecoderTest::s_pPackets = nullptr;
+
+TEST_F(Mpeg4DecoderTest, HandsOutThePicture)
+{
+    const CodecFrame* const frame = Decode(0);
+    ASSERT_NE(frame, nullptr);
+    EXPECT_NE(frame->data[0], nullptr);
+    EXPECT_EQ(frame->width, 176);
+    EXPECT_EQ(frame->height, 144);
+    EXPECT_EQ(frame->linesize[0], 176);
+    EXPECT_EQ(frame->linesize[1], 88);
+    EXPECT_EQ(frame->key_frame, 1);
+    EXPECT_EQ(frame->format, 0);  // left as it was found
+    ASSERT_NE(Decode(1), nullptr);
+    EXPECT_EQ(frame->key_frame, 0);
+}
+
+TEST_F(Mpeg4DecoderTest, PayloadThatEndsInMidPictureReturnsTheOldFrame)
+{
+    const CodecFrame* const frame = Decode(0);
+    ASSERT_NE(frame, nullptr);
+    const CodecFrame old = *frame;
+    const Mpeg4Picture picture = CopyPicture(*frame);
+    const Mpeg4Packet& second = (*s_pPackets)[1];
+    // the shortest one still has the whole VOP header
+    for (size_t bytes = 12; bytes < second.size(); ++bytes) {
+        ASSERT_EQ(Decode(second, bytes), frame) << bytes;
+        EXPECT_EQ(std::memcmp(&old, frame, sizeof old), 0) << bytes;
+        EXPECT_EQ(ComparePlane(CopyPicture(*frame), picture, 0).iLargest, 0) << bytes;
+    }
+    // and the whole of it still predicts from the last good picture
+    CMpeg4Decoder undamaged(176, 144);
+    undamaged.Decode((*s_pPackets)[0].data(), static_cast<int32_t>((*s_pPackets)[0].size()));
+    const CodecFrame* const expected = undamaged.Decode(second.data(), static_cast<int32_t>(second.size()));
+    ASSERT_NE(Decode(1), nullptr);
+    for (int plane = 0; plane < 3; ++plane)
+        EXPECT_EQ(ComparePlane(CopyPicture(*frame), CopyPicture(*expected), plane).iLargest, 0);
+}
+
+TEST_F(Mpeg4DecoderTest, FirstPayloadThatEndsInMidPictureHasNoPlanes)
+{
+    const CodecFrame* const frame = Decode((*s_pPackets)[0], (*s_pPackets)[0].size() / 2);
+    ASSERT_NE(frame, nullptr);
+    EXPECT_EQ(frame->data[0], nullptr);
+}
+
+TEST_F(Mpeg4DecoderTest, GarbageReturnsNullAndTheNextDecodeWorks)
+{
+    ASSERT_NE(Decode(0), nullptr);
+    const std::vector<uint8_t> garbage(500, 0x5A);
+    EXPECT_EQ(m_Decoder.Decode(garbage.data(), 500), nullptr);
+    EXPECT_EQ(m_Decoder.Decode(nullptr, 500), nullptr);
+    const CodecFrame* const frame = Decode(1);
+    ASSERT_NE(frame, nullptr);
+    EXPECT_NE(frame->data[0], nullptr);
+}
+
+TEST_F(Mpeg4DecoderTest, ZeroLengthReturnsThePreviousFrame)
+{
+    const CodecFrame* const frame = Decode(0);
+    const CodecFrame old = *frame;
+    EXPECT_EQ(m_Decoder.Decode((*s_pPackets)[0].data(), 0), frame);
+    EXPECT_EQ(std::memcmp(&old, frame, sizeof old), 0);
+}
+}  // namespace

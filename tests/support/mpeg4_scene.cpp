@@ -1,0 +1,128 @@
+#include "tests/support/mpeg4_scene.h"
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+
+namespace
+{
+/// A cheap hash of three numbers, for texture and noise that don't depend on the order of drawing.
+uint32_t Hash(uint32_t a, uint32_t b, uint32_t c)
+{
+    uint32_t h = a * 0x9E3779B1u ^ b * 0x85EBCA77u ^ c * 0xC2B2AE3Du;
+    h ^= h >> 15;
+    h *= 0x2C1B3C6Du;
+    h ^= h >> 13;
+    h *= 0x297A2D39u;
+    return h ^ h >> 16;
+}
+
+/// A texture of soft and hard parts.
+int Texture(int x, int y)
+{
+    const double soft =
+        40 * std::sin(x * 0.031) + 35 * std::cos(y * 0.043 + x * 0.008) + 18 * std::sin(x * 0.21 + y * 0.17);
+    const int hard = (x / 24 + y / 16) % 5 == 0 ? 30 : 0;
+    const int grain = static_cast<int>(Hash(static_cast<uint32_t>(x), static_cast<uint32_t>(y), 7) % 9) - 4;
+    return 120 + static_cast<int>(soft) + hard + grain;
+}
+
+uint8_t Clip(int value)
+{
+    return static_cast<uint8_t>(std::clamp(value, 16, 235));
+}
+
+void Fill(Mpeg4Picture* pPicture, int iPlane, int x, int y, int iWidth, int iHeight, int iValue)
+{
+    const int shift = iPlane == 0 ? 0 : 1;
+    const int plane_width = pPicture->iWidth >> shift;
+    const int plane_height = pPicture->iHeight >> shift;
+    for (int row = std::max(y >> shift, 0); row < std::min((y + iHeight) >> shift, plane_height); ++row) {
+        for (int column = std::max(x >> shift, 0); column < std::min((x + iWidth) >> shift, plane_width);
+             ++column)
+            pPicture->Plane[iPlane][static_cast<size_t>(row * plane_width + column)] =
+                Clip(iValue + (iPlane == 0 ? (row * 3 + column) % 7 : 0));
+    }
+}
+
+void DrawBackground(const Mpeg4StreamShape& shape, Mpeg4Picture* pPicture, int iPanX, int iPanY, int iLight)
+{
+    for (int y = 0; y < shape.iHeight; ++y) {
+        for (int x = 0; x < shape.iWidth; ++x)
+            pPicture->Plane[0][static_cast<size_t>(y * shape.iWidth + x)] =
+                Clip(Texture(x + iPanX, y + iPanY) + iLight);
+    }
+    for (int y = 0; y < shape.iHeight / 2; ++y) {
+        for (int x = 0; x < shape.iWidth / 2; ++x) {
+            const size_t at = static_cast<size_t>(y * (shape.iWidth / 2) + x);
+            pPicture->Plane[1][at] = Clip(128 + static_cast<int>(30 * std::sin((x + iPanX / 2) * 0.05)));
+            pPicture->Plane[2][at] = Clip(128 + static_cast<int>(30 * std::cos((y + iPanY / 2) * 0.06)));
+        }
+    }
+}
+
+void DrawSurveillance(const Mpeg4StreamShape& shape, int iFrame, Mpeg4Picture* pPicture)
+{
+    DrawBackground(shape, pPicture, 0, 0, 0);
+    // the sensor's noise: one sample in sixteen is off by one or two
+    for (size_t i = 0; i < pPicture->Plane[0].size(); ++i) {
+        const uint32_t h = Hash(static_cast<uint32_t>(i), static_cast<uint32_t>(iFrame), shape.ulSeed);
+        if (h % 16 == 0) pPicture->Plane[0][i] = Clip(pPicture->Plane[0][i] + static_cast<int>(h >> 8) % 5 - 2);
+    }
+    const struct {
+        int width, height, y;
+        double speed;
+        int luma, u, v;
+    } objects[] = {
+        {shape.iWidth / 9, shape.iHeight / 4, shape.iHeight / 2, 1.7, 60, 100, 150},
+        {shape.iWidth / 14, shape.iHeight / 6, shape.iHeight / 3, -2.3, 190, 140, 110},
+        {shape.iWidth / 20, shape.iHeight / 5, shape.iHeight * 3 / 4, 0.6, 40, 128, 128},
+    };
+    for (const auto& object : objects) {
+        const int span = shape.iWidth + object.width * 2;
+        const int moved = static_cast<int>(std::lround(object.speed * iFrame)) + shape.iWidth / 3;
+        const int x = ((moved % span) + span) % span - object.width;
+        const int y = object.y + static_cast<int>(std::lround(3 * std::sin(iFrame * 0.2)));
+        Fill(pPicture, 0, x, y, object.width, object.height, object.luma);
+        Fill(pPicture, 1, x, y, object.width, object.height, object.u);
+        Fill(pPicture, 2, x, y, object.width, object.height, object.v);
+    }
+    // a clock of eight digits, drawn as bars that count the frames
+    for (int digit = 0; digit < 8; ++digit) {
+        const int value = digit == 7 ? iFrame % 10 : digit == 6 ? iFrame / 10 % 10 : digit;
+        Fill(pPicture, 0, 8 + digit * 10, 8, 8, 14, 20);
+        Fill(pPicture, 0, 9 + digit * 10, 9 + value, 6, 3, 235);
+    }
+}
+
+void DrawNoise(const Mpeg4StreamShape& shape, int iFrame, Mpeg4Picture* pPicture)
+{
+    std::mt19937 random(shape.ulSeed * 977u + static_cast<uint32_t>(iFrame));
+    for (auto& plane : pPicture->Plane) {
+        for (uint8_t& sample : plane)
+            sample = static_cast<uint8_t>(random() >> 24);
+    }
+}
+}  // namespace
+
+void DrawScene(const Mpeg4StreamShape& shape, int iFrame, Mpeg4Picture* pPicture)
+{
+    pPicture->iWidth = shape.iWidth;
+    pPicture->iHeight = shape.iHeight;
+    pPicture->Plane[0].resize(static_cast<size_t>(shape.iWidth) * shape.iHeight);
+    pPicture->Plane[1].resize(static_cast<size_t>(shape.iWidth / 2) * (shape.iHeight / 2));
+    pPicture->Plane[2].resize(pPicture->Plane[1].size());
+    switch (shape.Scene) {
+        case Mpeg4Scene::Surveillance:
+            DrawSurveillance(shape, iFrame, pPicture);
+            break;
+        case Mpeg4Scene::Lively:
+            DrawBackground(shape, pPicture, iFrame * 5,
+                           static_cast<int>(std::lround(12 * std::sin(iFrame * 0.35))),
+                           static_cast<int>(std::lround(10 * std::sin(iFrame * 0.5))));
+            break;
+        case Mpeg4Scene::Noise:
+            DrawNoise(shape, iFrame, pPicture);
+            break;
+    }
+}

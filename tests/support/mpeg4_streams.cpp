@@ -1,0 +1,261 @@
+#include "tests/support/mpeg4_streams.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+#include "tests/support/mpeg4_scene.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavutil/opt.h>
+}
+
+namespace
+{
+constexpr int FRAME_RATE = 25;
+/// libavcodec takes the frame rate as the resolution, so that a time increment has 5 bits.
+constexpr int TIME_INCREMENT_BITS = 5;
+
+void Require(bool bGood, const char* szWhat)
+{
+    if (!bGood) throw std::runtime_error(szWhat);
+}
+
+struct FreeContext {
+    void operator()(AVCodecContext* p) const { avcodec_free_context(&p); }
+};
+struct FreeFrame {
+    void operator()(AVFrame* p) const { av_frame_free(&p); }
+};
+struct FreePacket {
+    void operator()(AVPacket* p) const { av_packet_free(&p); }
+};
+using ContextPtr = std::unique_ptr<AVCodecContext, FreeContext>;
+using FramePtr = std::unique_ptr<AVFrame, FreeFrame>;
+using PacketPtr = std::unique_ptr<AVPacket, FreePacket>;
+
+ContextPtr OpenEncoder(const Mpeg4StreamShape& shape)
+{
+    const AVCodec* const codec = avcodec_find_encoder_by_name("mpeg4");
+    Require(codec, "libavcodec has no mpeg4 encoder");
+    ContextPtr context(avcodec_alloc_context3(codec));
+    context->width = shape.iWidth;
+    context->height = shape.iHeight;
+    context->pix_fmt = AV_PIX_FMT_YUV420P;
+    context->time_base = {1, FRAME_RATE};
+    context->framerate = {FRAME_RATE, 1};
+    context->gop_size = shape.iGop;
+    context->max_b_frames = 0;
+    context->thread_count = 1;
+    context->me_range = 15;  // keeps every vector inside fcode 1
+    context->flags |= AV_CODEC_FLAG_QSCALE | AV_CODEC_FLAG_BITEXACT;
+    context->global_quality = FF_QP2LAMBDA * shape.iQuant;
+    context->qmin = 1;
+    context->qmax = 31;
+    if (shape.b4Mv) context->flags |= AV_CODEC_FLAG_4MV;
+    if (shape.bAcPred) context->flags |= AV_CODEC_FLAG_AC_PRED;
+    av_opt_set(context.get(), "sc_threshold", "1000000000", AV_OPT_SEARCH_CHILDREN);
+    if (shape.bVaryQuant) {
+        av_opt_set(context.get(), "mbd", "rd", AV_OPT_SEARCH_CHILDREN);
+        av_opt_set(context.get(), "mpv_flags", "+qp_rd", AV_OPT_SEARCH_CHILDREN);
+        av_opt_set(context.get(), "lumi_mask", "0.3", AV_OPT_SEARCH_CHILDREN);
+    }
+    Require(avcodec_open2(context.get(), codec, nullptr) == 0, "the mpeg4 encoder doesn't open");
+    return context;
+}
+
+void SetRoundingToZero(Mpeg4Packet* pPacket)
+{
+    const Mpeg4VopInfo info = ReadVopInfo(*pPacket, TIME_INCREMENT_BITS);
+    Require(info.iCodingType == 0 || info.iCodingType == 1, "the encoder made something else than I and P");
+    if (info.iCodingType == 0) return;
+    Require(info.iFcode == 1, "the encoder left fcode 1");
+    (*pPacket)[info.ulRoundingBit / 8] &= static_cast<uint8_t>(~(0x80 >> info.ulRoundingBit % 8));
+}
+
+size_t FindStartCode(const std::vector<uint8_t>& data, size_t ulFrom)
+{
+    for (size_t i = ulFrom; i + 4 <= data.size(); ++i) {
+        if (data[i] == 0 && data[i + 1] == 0 && data[i + 2] == 1) return i;
+    }
+    return data.size();
+}
+}  // namespace
+
+std::vector<Mpeg4Packet> EncodeMpeg4(const Mpeg4StreamShape& shape)
+{
+    const ContextPtr context = OpenEncoder(shape);
+    const FramePtr frame(av_frame_alloc());
+    const PacketPtr packet(av_packet_alloc());
+    frame->format = AV_PIX_FMT_YUV420P;
+    frame->width = shape.iWidth;
+    frame->height = shape.iHeight;
+    frame->quality = context->global_quality;
+    Require(av_frame_get_buffer(frame.get(), 0) == 0, "no memory for a frame");
+
+    std::vector<Mpeg4Packet> packets;
+    Mpeg4Picture picture;
+    for (int i = 0; i <= shape.iFrames; ++i) {
+        const bool flush = i == shape.iFrames;
+        if (!flush) {
+            DrawScene(shape, i, &picture);
+            Require(av_frame_make_writable(frame.get()) == 0, "no memory for a frame");
+            for (int plane = 0; plane < 3; ++plane) {
+                const int width = plane == 0 ? shape.iWidth : shape.iWidth / 2;
+                const int height = plane == 0 ? shape.iHeight : shape.iHeight / 2;
+                for (int row = 0; row < height; ++row)
+                    std::memcpy(frame->data[plane] + row * frame->linesize[plane],
+                                picture.Plane[plane].data() + static_cast<ptrdiff_t>(row) * width,
+                                static_cast<size_t>(width));
+            }
+            frame->pts = i;
+        }
+        Require(avcodec_send_frame(context.get(), flush ? nullptr : frame.get()) == 0,
+                "the encoder refuses a frame");
+        while (avcodec_receive_packet(context.get(), packet.get()) == 0) {
+            packets.emplace_back(packet->data, packet->data + packet->size);
+            SetRoundingToZero(&packets.back());
+            av_packet_unref(packet.get());
+        }
+    }
+    return packets;
+}
+
+Mpeg4VopInfo ReadVopInfo(const Mpeg4Packet& packet, int iTimeIncrementBits)
+{
+    Mpeg4VopInfo info;
+    size_t at = FindStartCode(packet, 0);
+    while (at < packet.size() && packet[at + 3] != 0xB6)
+        at = FindStartCode(packet, at + 4);
+    if (at == packet.size()) return info;
+    size_t bit = (at + 4) * 8;
+    const auto get = [&](int n) {
+        int value = 0;
+        for (; n > 0; --n, ++bit)
+            value = value * 2 + (bit / 8 < packet.size() ? packet[bit / 8] >> (7 - bit % 8) & 1 : 0);
+        return value;
+    };
+    info.iCodingType = get(2);
+    while (get(1)) {
+    }
+    get(1 + iTimeIncrementBits + 1);
+    if (!get(1)) return info;
+    if (info.iCodingType == 1) {
+        info.ulRoundingBit = bit;
+        info.bRounding = get(1) != 0;
+    }
+    get(3 + 5);
+    if (info.iCodingType != 0) info.iFcode = get(3);
+    return info;
+}
+
+std::vector<Mpeg4Packet> SplitMpeg4Stream(const std::vector<uint8_t>& stream)
+{
+    std::vector<Mpeg4Packet> packets;
+    size_t begin = 0;
+    size_t at = FindStartCode(stream, 0);
+    while (at < stream.size()) {
+        const bool vop = stream[at + 3] == 0xB6;
+        const size_t next = FindStartCode(stream, at + 4);
+        if (vop) {
+            packets.emplace_back(stream.begin() + static_cast<ptrdiff_t>(begin),
+                                 stream.begin() + static_cast<ptrdiff_t>(next));
+            begin = next;
+        }
+        at = next;
+    }
+    return packets;
+}
+
+std::vector<Mpeg4Packet> ReadMpeg4Stream(const std::string& strPath)
+{
+    std::ifstream file(strPath, std::ios::binary);
+    Require(file.good(), strPath.c_str());
+    return SplitMpeg4Stream(std::vector<uint8_t>(std::istreambuf_iterator<char>(file), {}));
+}
+
+Mpeg4Picture CopyPicture(const CodecFrame& frame)
+{
+    Mpeg4Picture picture;
+    picture.iWidth = frame.width;
+    picture.iHeight = frame.height;
+    for (int plane = 0; plane < 3; ++plane) {
+        const int width = plane == 0 ? frame.width : frame.width / 2;
+        const int height = plane == 0 ? frame.height : frame.height / 2;
+        const int stride = frame.linesize[plane == 0 ? 0 : 1];
+        for (int row = 0; row < height; ++row) {
+            const uint8_t* const from = frame.data[plane] + static_cast<ptrdiff_t>(row) * stride;
+            picture.Plane[plane].insert(picture.Plane[plane].end(), from, from + width);
+        }
+    }
+    return picture;
+}
+
+Mpeg4Difference ComparePlane(const Mpeg4Picture& a, const Mpeg4Picture& b, int iPlane)
+{
+    Mpeg4Difference difference;
+    const std::vector<uint8_t>& left = a.Plane[iPlane];
+    const std::vector<uint8_t>& right = b.Plane[iPlane];
+    Require(left.size() == right.size() && !left.empty(), "planes of different size");
+    double squares = 0;
+    for (size_t i = 0; i < left.size(); ++i) {
+        const int off = std::abs(left[i] - right[i]);
+        difference.iLargest = std::max(difference.iLargest, off);
+        squares += off * off;
+    }
+    if (squares > 0)
+        difference.dPsnr = 10 * std::log10(255.0 * 255.0 * static_cast<double>(left.size()) / squares);
+    return difference;
+}
+
+struct CLavcMpeg4Decoder::State {
+    ContextPtr Context;
+    FramePtr Frame{av_frame_alloc()};
+    PacketPtr Packet{av_packet_alloc()};
+    Mpeg4Packet Padded;
+};
+
+CLavcMpeg4Decoder::CLavcMpeg4Decoder(Transform transform) : m_pState(std::make_unique<State>())
+{
+    const AVCodec* const codec = avcodec_find_decoder(AV_CODEC_ID_MPEG4);
+    Require(codec, "libavcodec has no mpeg4 decoder");
+    AVCodecContext* const context = avcodec_alloc_context3(codec);
+    m_pState->Context.reset(context);
+    context->thread_count = 1;
+    context->flags |= AV_CODEC_FLAG_LOW_DELAY;
+    if (transform == Transform::Exact) {
+        context->flags |= AV_CODEC_FLAG_BITEXACT;
+        context->idct_algo = FF_IDCT_SIMPLE;
+    }
+    Require(avcodec_open2(context, codec, nullptr) == 0, "the mpeg4 decoder doesn't open");
+}
+
+CLavcMpeg4Decoder::~CLavcMpeg4Decoder() = default;
+
+bool CLavcMpeg4Decoder::Decode(const Mpeg4Packet& packet)
+{
+    m_pState->Padded.assign(packet.begin(), packet.end());
+    m_pState->Padded.resize(packet.size() + AV_INPUT_BUFFER_PADDING_SIZE);
+    m_pState->Packet->data = m_pState->Padded.data();
+    m_pState->Packet->size = static_cast<int>(packet.size());
+    if (avcodec_send_packet(m_pState->Context.get(), m_pState->Packet.get()) != 0) return false;
+    return avcodec_receive_frame(m_pState->Context.get(), m_pState->Frame.get()) == 0;
+}
+
+Mpeg4Picture CLavcMpeg4Decoder::Picture() const
+{
+    const AVFrame& frame = *m_pState->Frame;
+    CodecFrame as_ours = {};
+    as_ours.width = frame.width;
+    as_ours.height = frame.height;
+    for (int plane = 0; plane < 3; ++plane) {
+        as_ours.data[plane] = frame.data[plane];
+        as_ours.linesize[plane] = frame.linesize[plane];
+    }
+    return CopyPicture(as_ours);
+}

@@ -1,0 +1,90 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "codec/codec.h"
+
+// MPEG-4 streams for tests and benches, made by libavcodec's encoder on the spot, and libavcodec's decoder as
+// the oracle and the peer.
+
+/// One coded picture with the headers before it.
+using Mpeg4Packet = std::vector<uint8_t>;
+
+/// What the synthetic camera sees.
+enum class Mpeg4Scene {
+    Surveillance,  ///< a textured still background with a little noise, three moving objects, a running clock
+    Lively,        ///< everything moves: a panning texture that also changes its light
+    Noise,         ///< random samples: every code and escape, largest levels
+};
+
+struct Mpeg4StreamShape {
+    int iWidth = 176;
+    int iHeight = 144;
+    int iFrames = 10;
+    int iGop = 250;  ///< pictures from I to I
+    int iQuant = 4;
+    Mpeg4Scene Scene = Mpeg4Scene::Surveillance;
+    bool b4Mv = false;
+    bool bAcPred = false;
+    bool bVaryQuant = false;  ///< another quant for many macroblocks
+    uint32_t ulSeed = 1;
+};
+
+/// Encodes a scene: I and P pictures of fcode 1, the rounding bit of every P picture set to 0.
+std::vector<Mpeg4Packet> EncodeMpeg4(const Mpeg4StreamShape& shape);
+
+/// Reads a stream written by scripts/make-test-streams, cut into packets.
+std::vector<Mpeg4Packet> ReadMpeg4Stream(const std::string& strPath);
+
+/// Cuts a stream of start codes into packets, each up to the end of one VOP.
+std::vector<Mpeg4Packet> SplitMpeg4Stream(const std::vector<uint8_t>& stream);
+
+/// What the first VOP of a packet tells.
+struct Mpeg4VopInfo {
+    int iCodingType = -1;
+    int iFcode = 0;
+    bool bRounding = false;
+    size_t ulRoundingBit = 0;  ///< its place in the packet, in bits from the start
+};
+Mpeg4VopInfo ReadVopInfo(const Mpeg4Packet& packet, int iTimeIncrementBits);
+
+/// Three tight planes.
+struct Mpeg4Picture {
+    int iWidth = 0;
+    int iHeight = 0;
+    std::vector<uint8_t> Plane[3 /* Y, U, V */];
+};
+
+Mpeg4Picture CopyPicture(const CodecFrame& frame);
+
+/// Largest difference of two samples of a plane, and the plane's PSNR in dB (99 when they are the same).
+struct Mpeg4Difference {
+    int iLargest = 0;
+    double dPsnr = 99;
+};
+Mpeg4Difference ComparePlane(const Mpeg4Picture& a, const Mpeg4Picture& b, int iPlane);
+
+/// libavcodec's decoder on one thread.
+class CLavcMpeg4Decoder
+{
+  public:
+    /// Exact takes its bit-exact simple inverse transform, Default what it chooses for speed.
+    enum class Transform { Exact, Default };
+    explicit CLavcMpeg4Decoder(Transform transform = Transform::Exact);
+    ~CLavcMpeg4Decoder();
+    CLavcMpeg4Decoder(const CLavcMpeg4Decoder&) = delete;
+    CLavcMpeg4Decoder& operator=(const CLavcMpeg4Decoder&) = delete;
+
+    /// False when the packet gave no picture.
+    bool Decode(const Mpeg4Packet& packet);
+    /// The last picture.
+    Mpeg4Picture Picture() const;
+
+  private:
+    struct State;
+    std::unique_ptr<State> m_pState;
+};
