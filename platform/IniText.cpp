@@ -156,6 +156,8 @@ bool CIniText::Set(std::string_view section, std::string_view key, std::string_v
         name.front() == ';' || name.front() == '[') {
         return false;
     }
+    // Blanks around a value would not be read back; written, they would grow with each rewrite.
+    value = TrimBlanks(value);
     XSection found;
     if (!FindSection(section, found)) {
         std::string header("[");

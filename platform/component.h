@@ -17,13 +17,14 @@ void UnlockComponentModule();
 bool CanUnloadComponentModule();
 
 /// Implements the counted base for an object with the interfaces given. A new object has one reference, its
-/// maker's; derive with a destructor that only Release calls. QueryInterface for IUnknown answers the first
+/// maker's; only Release destroys it. QueryInterface for IUnknown answers the first
 /// interface's.
 template <class TFirst, class... TOthers>
 class CUnknown : public TFirst, public TOthers...
 {
   public:
     CUnknown() { LockComponentModule(); }
+    virtual ~CUnknown() { UnlockComponentModule(); }
     CUnknown(const CUnknown&) = delete;
     CUnknown& operator=(const CUnknown&) = delete;
 
@@ -45,9 +46,6 @@ class CUnknown : public TFirst, public TOthers...
         if (left == 0) delete this;
         return left;
     }
-
-  protected:
-    virtual ~CUnknown() { UnlockComponentModule(); }
 
   private:
     template <class T>
@@ -71,9 +69,6 @@ class CClassFactory : public CUnknown<IClassFactory>
 
     HRESULT CreateInstance(IUnknown* outer, const UUID& iid, void** object) override;
     HRESULT LockServer(bool lock) override;
-
-  protected:
-    ~CClassFactory() override = default;
 
   private:
     const CMaker m_Maker;

@@ -140,7 +140,7 @@ std::string GetProfileText(const char* section, const char* key, const char* fal
 
 std::string GetApplicationProfilePath()
 {
-    const std::string path = SystemPath(UserConfigFolder() + "/profile.ini");
+    std::string path = SystemPath(UserConfigFolder() + "/profile.ini");
     MakeSureDirectoryPathExists(path);
     return path;
 }

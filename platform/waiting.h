@@ -27,10 +27,8 @@ struct XWaiter {
 class IWaitCondition
 {
   public:
+    virtual ~IWaitCondition() = default;
     virtual bool IsMet() = 0;
-
-  protected:
-    ~IWaitCondition() = default;
 };
 
 /// Waits with `hold` (which is given free while it blocks or serves) until the condition is met (true) or the
