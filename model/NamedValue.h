@@ -1,0 +1,15 @@
+#pragma once
+
+/// A field and the name that it bears in an archive. Lives only while a class describes its fields:
+///     archive & Named("left", left) & Named("top", top);
+template <class T>
+struct XNamedValue {
+    const char* m_szName;
+    T& m_Value;
+};
+
+template <class T>
+XNamedValue<T> Named(const char* name, T& value)
+{
+    return {name, value};
+}

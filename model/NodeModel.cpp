@@ -1,0 +1,181 @@
+#include "model/NodeModel.h"
+
+#include <sqlite3.h>
+
+#include <array>
+#include <mutex>
+#include <utility>
+
+#include "inc/OutputDebugString.h"
+#include "model/CompositeIterator.h"
+#include "model/GlobalSetting.h"
+#include "model/Language.h"
+#include "model/LogSetting.h"
+#include "model/NetworkSetting.h"
+#include "model/StorageSetting.h"
+#include "model/SystemSetting.h"
+#include "platform/drives.h"
+#include "platform/paths.h"
+
+namespace
+{
+
+struct XModelState {
+    std::recursive_mutex m_Instance;  // guards the making of the singleton
+    std::atomic<CNodeModel*> m_pInstance{nullptr};
+    std::mutex m_Database;  // a leaf lock over the pointer below
+    std::shared_ptr<sqlite3> m_pDatabase;
+    std::array<std::uint8_t, CNodeModel::GREY_BYTES> m_Grey{};
+};
+
+// Never destroyed: the model lives to process end, and link threads may outlast the static objects.
+XModelState& State()
+{
+    static auto* const state = new XModelState;
+    return *state;
+}
+
+// The file is looked at only by the first statement; so one is tried, which changes nothing, to tell early of a
+// file that can't serve.
+void TellUnusable(sqlite3* database, const std::string& path)
+{
+    if (sqlite3_exec(database, "select 1 from record limit 1", nullptr, nullptr, nullptr) == SQLITE_OK) return;
+    OutputDebugStringA(path + ": " + sqlite3_errmsg(database) +
+                       "; records are not kept, and the file is left as it is\n");
+}
+
+template <class T>
+T* AddNamed(CFolder& folder, const char* key)
+{
+    auto* const node = new T;
+    node->SetName(CLanguage::GetString(key));
+    folder.Add(node, nullptr);
+    return node;
+}
+
+// The first node beneath `root` that `matches`, in walk order; null when none does.
+template <class Predicate>
+CNode* FindNode(CFolder& root, Predicate matches)
+{
+    CCompositeIterator walk(root.CreateIterator());
+    while (walk.HasNext()) {
+        CNode* const node = walk.CurrentItem();
+        if (node && matches(*node)) return node;
+        walk.Next();
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+CNodeModel::~CNodeModel()
+{
+    CloseDatabase();
+    DeleteRoot();
+}
+
+CNodeModel* CNodeModel::GetInstance()
+{
+    XModelState& state = State();
+    if (CNodeModel* const instance = state.m_pInstance) return instance;
+    const std::lock_guard lock(state.m_Instance);
+    if (CNodeModel* const instance = state.m_pInstance) return instance;
+    std::unique_ptr<CNodeModel> instance(new CNodeModel);
+    if (!OpenDatabase()) instance.reset();
+    state.m_Grey.fill(0x80);
+    return state.m_pInstance = instance.release();
+}
+
+void CNodeModel::DestroyInstance()
+{
+    const std::lock_guard lock(State().m_Instance);
+    const std::unique_ptr<CNodeModel> instance(State().m_pInstance.load());
+    if (instance) instance->DeleteRoot();  // while the singleton still answers
+    State().m_pInstance = nullptr;
+}
+
+bool CNodeModel::OpenDatabase()
+{
+    const std::string path = GetModuleDirectory() + "dvr.db";
+    sqlite3* database = nullptr;
+    const int result = sqlite3_open(HostPath(path).c_str(), &database);
+    std::shared_ptr<sqlite3> handle(database, [](sqlite3* closing) { sqlite3_close(closing); });
+    if (result != SQLITE_OK) {
+        OutputDebugStringA(path + ": " + sqlite3_errstr(result) + "\n");
+        return false;
+    }
+    TellUnusable(database, path);
+    const std::lock_guard lock(State().m_Database);
+    State().m_pDatabase = std::move(handle);
+    return true;
+}
+
+std::shared_ptr<sqlite3> CNodeModel::GetDatabase()
+{
+    const std::lock_guard lock(State().m_Database);
+    return State().m_pDatabase;
+}
+
+void CNodeModel::CloseDatabase()
+{
+    std::shared_ptr<sqlite3> closing;
+    const std::lock_guard lock(State().m_Database);
+    closing.swap(State().m_pDatabase);
+}
+
+std::span<const std::uint8_t> CNodeModel::GetGrey()
+{
+    return State().m_Grey;
+}
+
+CFolder* CNodeModel::GetRoot()
+{
+    if (!m_pRoot) m_pRoot = std::make_unique<CFolder>();
+    return m_pRoot.get();
+}
+
+void CNodeModel::DeleteRoot()
+{
+    m_pCurrent = nullptr;
+    m_pRoot.reset();
+}
+
+CGlobalSetting* CNodeModel::GetGlobalSetting()
+{
+    if (CGlobalSetting* const known = m_pGlobalSetting) return known;
+    CNode* const found =
+        FindNode(*GetRoot(), [](CNode& node) { return dynamic_cast<CGlobalSetting*>(&node) != nullptr; });
+    CGlobalSetting* const setting = found ? dynamic_cast<CGlobalSetting*>(found) : CreateGlobalSetting();
+    m_pGlobalSetting = setting;
+    return setting;
+}
+
+CGlobalSetting* CNodeModel::CreateGlobalSetting()
+{
+    CLanguage::GetInstance();  // so that the names below have texts
+    auto* const setting = AddNamed<CGlobalSetting>(*GetRoot(), "IDS_GlobalSetting");
+    AddNamed<CStorageSetting>(*setting, "IDS_StorageSetting");
+    AddNamed<CNetworkSetting>(*setting, "IDS_NetworkSetting");
+    AddNamed<CSystemSetting>(*setting, "IDS_SystemSetting");
+    AddNamed<CLogSetting>(*setting, "IDS_LogSetting");
+    setting->m_bsStorageDrive = GetFixedDataDrives(GetLogicalDrives(), GetSystemDirectoryA(), GetDriveTypeA);
+    return setting;
+}
+
+void CNodeModel::ForgetGlobalSetting(const CGlobalSetting& setting)
+{
+    CNodeModel* const model = State().m_pInstance;
+    if (!model) return;
+    auto* known = const_cast<CGlobalSetting*>(&setting);
+    model->m_pGlobalSetting.compare_exchange_strong(known, nullptr);
+}
+
+CNode* CNodeModel::FindByName(const std::string& name)
+{
+    return FindNode(*GetRoot(), [&](CNode& node) { return node.GetName() == name; });
+}
+
+bool CNodeModel::Contains(const CNode* node)
+{
+    return FindNode(*GetRoot(), [&](const CNode& met) { return &met == node; }) != nullptr;
+}
