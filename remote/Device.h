@@ -1,0 +1,89 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "model/NamedValue.h"
+#include "remote/DeviceState.h"
+#include "remote/IDevice.h"
+
+/// What the merging of channels notes about a device (see ChannelMerge.h).
+struct XChannelInfo {
+    std::string m_strAddress;
+    std::int32_t m_iSerial = -1;            // running number of the merge, over all devices
+    std::array<bool, 5> m_bCapabilities{};  // bits 0, 1, 2, 9 and 10 of the capability word
+};
+
+/// Recording parameters and state of a device, with no transport behind it.
+class CDevice : public IDevice
+{
+  public:
+    static constexpr std::size_t SCHEDULE_SIZE = 168;
+
+    CDevice();
+    /// The destructor of a class with a link thread first calls LeaveFolder, makes every wait of the thread end
+    /// and joins it.
+    ~CDevice() override;
+
+    void SetStatus(std::int32_t status) override { m_pState->m_iStatus = status; }
+    std::int32_t GetStatus() override { return m_pState->m_iStatus; }
+    void Open() override {}
+    void Close() override {}
+    void StartRecord(std::int32_t /*reason*/) override {}
+    void StopRecord(std::int32_t /*reason*/) override {}
+    void SnapShot() override {}
+    std::int32_t Slot13() override { return 0; }
+    std::int32_t Slot14() override { return 0; }
+    void Slot15() override {}
+    void Slot16() override {}
+    std::int32_t SetArray(std::int32_t id, const std::vector<std::int32_t>& values) override;
+    std::int32_t SetParam(std::int32_t id, std::int32_t value) override;
+    std::int32_t GetArray(std::int32_t id, std::vector<std::int32_t>& values) override;
+    std::int32_t GetParam(std::int32_t id) override;
+    IPtz* GetPtz() override { return nullptr; }
+    void Slot22(std::int32_t /*first*/, std::int32_t /*second*/) override {}
+    bool Slot23() override { return false; }
+    bool CanRecord() override { return false; }
+    bool Slot25() override { return false; }
+    bool Slot26() override { return false; }
+    bool Slot27() override { return false; }
+    void Slot28() override {}
+
+    /// The cell's window, for a panel that sets it without SetParam: a class may answer 0 to that.
+    HWND GetRenderWnd() const { return m_pState->m_hRenderWnd; }
+    void SetRenderWnd(HWND window) { m_pState->m_hRenderWnd = window; }
+
+    /// What the device shares with its link thread. Never null. The pointer itself is the panels' thread's: a
+    /// link thread is given it when it starts.
+    const std::shared_ptr<XDeviceState>& GetState() const { return m_pState; }
+
+    template <class Archive>
+    void Serialize(Archive& archive)
+    {
+        CLeaf::Serialize(archive);
+        archive& Named("m_bRecordModeAuto", m_bRecordModeAuto) & Named("m_iAutoRecordMode", m_iAutoRecordMode) &
+            Named("m_iAutoRecordType", m_iAutoRecordType) & Named("m_tBeginDateTime", m_tBeginDateTime) &
+            Named("m_tEndDateTime", m_tEndDateTime) & Named("m_arrayAutoRecordMode", m_arrayAutoRecordMode);
+    }
+
+    std::int32_t m_iNetID = -1;          // net id of the machine
+    std::int32_t m_iDevID = -1;          // channel number, from 0
+    XChannelInfo m_Channel;              // not saved
+    std::int32_t m_bRecordModeAuto = 1;  // automatic recording on
+    std::int32_t m_iAutoRecordMode = 1;  // mode and type of automatic recording
+    std::int32_t m_iAutoRecordType = 0;
+    std::vector<std::int32_t> m_arrayAutoRecordMode;  // its schedule
+    std::int64_t m_tBeginDateTime = 0;                // its period, seconds since 1970
+    std::int64_t m_tEndDateTime = 0;
+
+  protected:
+    /// Leaves the state to a link thread that outlived the wait of Close and goes on with a new one: closed,
+    /// without a cell, for the cell is the late thread's to give back.
+    void LeaveStateBehind();
+
+  private:
+    std::shared_ptr<XDeviceState> m_pState;
+};

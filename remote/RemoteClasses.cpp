@@ -1,0 +1,17 @@
+#include "remote/RemoteClasses.h"
+
+#include "model/ClassRegistration.h"
+#include "remote/Device.h"
+#include "remote/Remote.h"
+#include "remote/RemoteStation.h"
+#include "remote/Station.h"
+#include "remote/TcpRemote.h"
+
+void RegisterRemoteClasses()
+{
+    static const CClassRegistration<CDevice> device("CDevice");
+    static const CClassRegistration<CStation> station("CStation");
+    static const CClassRegistration<CRemote> remote("CRemote");
+    static const CClassRegistration<CRemoteStation> remoteStation("CRemoteStation");
+    static const CClassRegistration<CTcpRemote> tcpRemote("CTcpRemote");
+}
