@@ -77,14 +77,13 @@ class CFile
 
 bool ReadAll(int file, std::string& content)
 {
-    constexpr std::size_t BLOCK = 65536;
+    constexpr std::size_t BLOCK = 16384;
+    std::array<char, BLOCK> block;
     content.clear();
     for (;;) {
-        const std::size_t had = content.size();
-        content.resize(had + BLOCK);
-        const ssize_t got = Operations().Read(file, content.data() + had, BLOCK);
-        content.resize(had + (got > 0 ? static_cast<std::size_t>(got) : 0));
+        const ssize_t got = Operations().Read(file, block.data(), block.size());
         if (got == 0) return true;
+        if (got > 0) content.append(block.data(), static_cast<std::size_t>(got));
         if (got < 0 && errno != EINTR) return false;
     }
 }

@@ -19,11 +19,19 @@ inline constexpr SOCKET INVALID_SOCKET = -1;
 inline constexpr int SOCKET_ERROR = -1;
 inline constexpr int SOCKET_SEND_FLAGS = MSG_NOSIGNAL;
 
+inline constexpr int WSAVERNOTSUPPORTED = 10092;
+
 /// Starts the socket layer; counted. 0 on success. There is nothing to start on this machine, so only a version
-/// of 0 is refused, as the platform's call refuses it.
+/// of 0 is refused (WSAVERNOTSUPPORTED), as the platform's call refuses it.
 int WSAStartup(std::uint16_t version);
 /// Ends one start; SOCKET_ERROR when there was none.
 int WSACleanup();
 
-/// Ends every blocking call on the socket, in whatever thread, then closes it; 0 or SOCKET_ERROR.
+/// Ends every blocking call on the socket, in whatever thread: recv and recvfrom give 0, select says that there
+/// is something to read, accept and connect fail. Later calls end at once. The socket stays open, so that its
+/// number is not given to another one while a thread may still use it: end the calls, wait for the thread, then
+/// closesocket.
+void EndBlockedCalls(SOCKET socket);
+
+/// Ends the blocked calls, then closes the socket; 0 or SOCKET_ERROR. No thread may begin a call any more.
 int closesocket(SOCKET socket);

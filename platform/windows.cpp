@@ -44,7 +44,7 @@ HWND RegisterWindow(WNDPROC procedure, void* native)
     const std::lock_guard lock(g_WaitLock);
     if (g_iLastHandle == std::numeric_limits<std::int32_t>::max()) return HWND::Null;
     const HWND window{++g_iLastHandle};
-    Windows().emplace(window, XWindow{std::move(queue), std::move(shared), native});
+    Windows().emplace(window, XWindow{std::move(queue), std::move(shared), native, 0});
     return window;
 }
 
@@ -169,8 +169,20 @@ bool InvalidateRect(HWND window)
     return AskBackend(false, [&](IWindowBackend& backend) { return backend.InvalidateRect(window); });
 }
 
+void SetSystemWindow(HWND window, std::uintptr_t systemWindow)
+{
+    const std::lock_guard lock(g_WaitLock);
+    const auto found = Windows().find(window);
+    if (found != Windows().end()) found->second.ulSystemWindow = systemWindow;
+}
+
 std::uintptr_t GetSystemWindow(HWND window)
 {
+    {
+        const std::lock_guard lock(g_WaitLock);
+        const auto found = Windows().find(window);
+        if (found != Windows().end() && found->second.ulSystemWindow != 0) return found->second.ulSystemWindow;
+    }
     return AskBackend(std::uintptr_t{0},
                       [&](IWindowBackend& backend) { return backend.GetSystemWindow(window); });
 }

@@ -30,6 +30,10 @@ using WNDPROC = std::function<LRESULT(std::uint32_t message, WPARAM wParam, LPAR
 /// find its widget again; a window without one only receives messages.
 HWND RegisterWindow(WNDPROC procedure, void* native = nullptr);
 
+/// Notes the X11 window of a window that other threads draw into, so that GetSystemWindow answers them at once,
+/// without its owner; 0 takes the note back. A toolkit that gives the window a new X11 window notes that one.
+void SetSystemWindow(HWND window, std::uintptr_t systemWindow);
+
 /// Takes the window out of the registry, on its own thread. Messages under way are answered with 0.
 void UnregisterWindow(HWND window);
 

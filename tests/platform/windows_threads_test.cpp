@@ -350,4 +350,20 @@ TEST(Windows, WithoutABackendThereIsNoAnswerAndABoxGoesToTheDebugger)
     SetWindowBackend(former);
 }
 
+TEST(SystemWindowTest, NotedWindowIsToldWithoutItsOwner)
+{
+    const HWND window = RegisterWindow([](std::uint32_t, WPARAM, LPARAM) { return LRESULT{0}; });
+    SetSystemWindow(window, 77);
+    std::uintptr_t told = 0;
+    std::thread([&] { told = GetSystemWindow(window); }).join();  // this thread, the owner, serves nothing meanwhile
+    EXPECT_EQ(told, 77U);
+    SetSystemWindow(window, 0);
+    EXPECT_EQ(GetSystemWindow(window), 0U);
+    SetSystemWindow(window, 78);
+    UnregisterWindow(window);
+    EXPECT_EQ(GetSystemWindow(window), 0U);
+    SetSystemWindow(window, 79);  // gone: nothing to note
+    EXPECT_EQ(GetSystemWindow(window), 0U);
+}
+
 }  // namespace

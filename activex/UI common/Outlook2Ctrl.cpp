@@ -1,0 +1,329 @@
+#include "activex/UI common/Outlook2Ctrl.h"
+
+#include <QApplication>
+#include <QHelpEvent>
+#include <QKeyEvent>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QStyle>
+#include <QToolTip>
+
+#include "platform/profile.h"
+
+namespace
+{
+
+constexpr const char* PROFILE_SECTION = "Settings";
+constexpr const char* PROFILE_KEY = "OutbarSize";
+constexpr int SLIDE_PAUSE_MS = 30;
+constexpr int SLIDE_STEPS = 8;
+constexpr int SLIDE_START_BELOW = 10;
+
+int LastIfNegative(int index, std::size_t count)
+{
+    return index < 0 ? static_cast<int>(count) - 1 : index;
+}
+
+bool IsIndex(int index, std::size_t count)
+{
+    return index >= 0 && static_cast<std::size_t>(index) < count;
+}
+
+}  // namespace
+
+COutlook2Ctrl::COutlook2Ctrl(QWidget* parent, HWND owner)
+    : QWidget(parent),
+      m_hOwner(owner),
+      m_iWidth(GetPrivateProfileIntA(PROFILE_SECTION, PROFILE_KEY, DEFAULT_WIDTH,
+                                     GetApplicationProfilePath().c_str()))
+{
+    COutlook2Ctrl::SetDefaultColors();
+    m_PlainFont = QApplication::font();
+    m_HotFont = m_PlainFont;
+    m_HotFont.setUnderline(true);
+    m_TitleFont = m_PlainFont;
+    m_TitleFont.setPixelSize(20);
+    m_TitleFont.setWeight(QFont::DemiBold);
+    setMouseTracking(true);
+    setFocusPolicy(Qt::StrongFocus);
+    setMinimumWidth(RESIZE_BAND);  // a collapsed bar keeps the band by which it is dragged back
+    setAttribute(Qt::WA_OpaquePaintEvent);
+    m_SlideTimer.setInterval(SLIDE_PAUSE_MS);
+    connect(&m_SlideTimer, &QTimer::timeout, this, &COutlook2Ctrl::Slide);
+}
+
+COutlook2Ctrl::~COutlook2Ctrl()
+{
+    WritePrivateProfileStringA(PROFILE_SECTION, PROFILE_KEY, std::to_string(m_iWidth).c_str(),
+                               GetApplicationProfilePath().c_str());
+}
+
+int COutlook2Ctrl::AddFolder(const QString& name, const QIcon& icon, QWidget* child)
+{
+    auto folder = std::make_unique<COL2Folder>();
+    folder->m_strName = name;
+    folder->m_Icon = icon;
+    m_Folders.push_back(std::move(folder));
+    const int index = static_cast<int>(m_Folders.size()) - 1;
+    if (child != nullptr) {
+        AddItem(index, {});  // the band on top has the name already
+        AddSubItem(index, -1, child);
+    }
+    if (m_iSelected < 0) SelectFolder(index, ANIMATION::Off);
+    update();
+    return index;
+}
+
+int COutlook2Ctrl::AddItem(int folder, const QString& name)
+{
+    folder = LastIfNegative(folder, m_Folders.size());
+    if (!IsIndex(folder, m_Folders.size())) return -1;
+    auto item = std::make_unique<COL2Item>();
+    item->m_strName = name;
+    auto& items = m_Folders[static_cast<std::size_t>(folder)]->m_Items;
+    items.push_back(std::move(item));
+    update();
+    return static_cast<int>(items.size()) - 1;
+}
+
+COL2Item* COutlook2Ctrl::FindItem(int folder, int item)
+{
+    folder = LastIfNegative(folder, m_Folders.size());
+    if (!IsIndex(folder, m_Folders.size())) return nullptr;
+    const auto& items = m_Folders[static_cast<std::size_t>(folder)]->m_Items;
+    item = LastIfNegative(item, items.size());
+    return IsIndex(item, items.size()) ? items[static_cast<std::size_t>(item)].get() : nullptr;
+}
+
+int COutlook2Ctrl::AddSubItem(int folder, int item, const QString& text, const QIcon& icon, std::uint32_t style,
+                              std::uint32_t command)
+{
+    COL2Item* const place = FindItem(folder, item);
+    if (place == nullptr) return -1;
+    auto line = std::make_unique<COL2SubItem>();
+    line->m_strText = text;
+    line->m_Icon = icon;
+    line->m_dwStyle = style;
+    line->m_dwCommand = command;
+    place->m_SubItems.push_back(std::move(line));
+    update();
+    return static_cast<int>(place->m_SubItems.size()) - 1;
+}
+
+int COutlook2Ctrl::AddSubItem(int folder, int item, QWidget* child, int height)
+{
+    COL2Item* const place = FindItem(folder, item);
+    if (place == nullptr || child == nullptr) return -1;
+    auto line = std::make_unique<COL2SubItem>();
+    line->m_pChild = child;
+    line->m_iChildHeight = height;
+    child->setParent(this);
+    child->hide();
+    place->m_SubItems.push_back(std::move(line));
+    update();
+    return static_cast<int>(place->m_SubItems.size()) - 1;
+}
+
+COL2SubItem* COutlook2Ctrl::FindLine(const XHit& hit)
+{
+    if (hit.m_Kind != HIT_SUBITEM) return nullptr;
+    COL2Item* const item = FindItem(hit.m_iFolder, hit.m_iItem);
+    const bool known = item != nullptr && IsIndex(hit.m_iSubItem, item->m_SubItems.size());
+    return known ? item->m_SubItems[static_cast<std::size_t>(hit.m_iSubItem)].get() : nullptr;
+}
+
+COutlook2Ctrl::XHit COutlook2Ctrl::HitTest(const QPoint& point) const
+{
+    for (int f = 0; f < GetFolderCount(); ++f) {
+        const COL2Folder& folder = *m_Folders[static_cast<std::size_t>(f)];
+        if (folder.m_rect.contains(point)) return {HIT_FOLDER, f, -1, -1};
+        for (std::size_t i = 0; i < folder.m_Items.size(); ++i) {
+            const COL2Item& item = *folder.m_Items[i];
+            if (item.m_rect.contains(point)) return {HIT_ITEM, f, static_cast<int>(i), -1};
+            for (std::size_t s = 0; s < item.m_SubItems.size(); ++s) {
+                if (item.m_SubItems[s]->m_rect.contains(point))
+                    return {HIT_SUBITEM, f, static_cast<int>(i), static_cast<int>(s)};
+            }
+        }
+    }
+    return {};
+}
+
+void COutlook2Ctrl::SelectFolder(int index, ANIMATION animation)
+{
+    if (index == m_iSelected || !IsIndex(index, m_Folders.size())) return;
+    const bool slides = animation == ANIMATION::On && width() > RESIZE_BAND && isVisible() &&
+                        style()->styleHint(QStyle::SH_Widget_Animation_Duration, nullptr, this) > 0;
+    if (slides) m_OldPage = GrabPage();
+    HideChildren();
+    m_iSelected = index;
+    m_Hot = {};
+    m_strTitle = m_Folders[static_cast<std::size_t>(index)]->m_strName;
+    setAccessibleName(m_strTitle);
+    if (slides) {
+        PlaceChildren();
+        m_NewPage = GrabPage();
+        HideChildren();
+        m_iSlideTop = std::max(GetPageRect().height() - SLIDE_START_BELOW, 0);
+        m_SlideTimer.start();
+    } else {
+        m_SlideTimer.stop();
+        PlaceChildren();
+    }
+    OnFolderChanged();
+    emit FolderSelected(index);
+    update();
+}
+
+void COutlook2Ctrl::Slide()
+{
+    m_iSlideTop -= std::max(GetPageRect().height() / SLIDE_STEPS, 1);
+    if (m_iSlideTop <= 0) {
+        m_SlideTimer.stop();
+        m_OldPage = {};
+        m_NewPage = {};
+        PlaceChildren();
+    }
+    update();
+}
+
+void COutlook2Ctrl::HideChildren()
+{
+    for (const auto& folder : m_Folders) {
+        for (const auto& item : folder->m_Items) {
+            for (const auto& line : item->m_SubItems) {
+                line->m_rect = {};
+                if (line->m_pChild != nullptr) line->m_pChild->hide();
+            }
+        }
+    }
+}
+
+std::uint32_t COutlook2Ctrl::AskState(COL2SubItem& line)
+{
+    COL2CCmdUI update(line);
+    if (m_UpdateHandler)
+        m_UpdateHandler(update);
+    else
+        update.Enable(true);
+    return update.m_dwState;
+}
+
+void COutlook2Ctrl::UpdateLines()
+{
+    if (!IsIndex(m_iSelected, m_Folders.size())) return;
+    for (const auto& item : m_Folders[static_cast<std::size_t>(m_iSelected)]->m_Items) {
+        for (const auto& line : item->m_SubItems) {
+            if (line->m_pChild != nullptr || !line->IsUpdated()) continue;
+            const std::uint32_t state = AskState(*line);
+            if (state != line->m_dwState && !line->m_rect.isEmpty()) update(line->m_rect);
+            line->m_dwState = state;
+        }
+    }
+}
+
+void COutlook2Ctrl::Fire(const COL2SubItem& line)
+{
+    SendMessageA(m_hOwner, WM_COMMAND, line.m_dwCommand & 0xFFFF, 0);
+}
+
+void COutlook2Ctrl::Click(const QPoint& point)
+{
+    const XHit hit = HitTest(point);
+    if (hit.m_Kind == HIT_FOLDER) {
+        SelectFolder(hit.m_iFolder, ANIMATION::On);
+        return;
+    }
+    COL2SubItem* const line = FindLine(hit);
+    if (line == nullptr || line->m_pChild != nullptr) return;
+    const bool fires_at_once = line->m_dwStyle == OL2_FIRE || line->m_dwStyle == OL2_FIRE_UPDATED;
+    if (!fires_at_once) line->m_dwState = AskState(*line);
+    update(line->m_rect);
+    if (fires_at_once || (line->m_dwState & OL2_STATE_ON) == 0) Fire(*line);  // may change the bar
+}
+
+void COutlook2Ctrl::mousePressEvent(QMouseEvent* event)
+{
+    if (event->button() != Qt::LeftButton) return;
+    const QPoint at = event->position().toPoint();
+    if (at.x() >= width() - RESIZE_BAND) {
+        m_bDragging = true;
+        m_iDragOffset = width() - at.x();
+        m_iDragX = at.x();
+        update();
+        return;
+    }
+    setFocus(Qt::MouseFocusReason);
+    if (!IsSliding()) Click(at);
+}
+
+void COutlook2Ctrl::mouseMoveEvent(QMouseEvent* event)
+{
+    const QPoint at = event->position().toPoint();
+    if (m_bDragging) {
+        m_iDragX = at.x();
+        update();
+        return;
+    }
+    const bool on_band = at.x() >= width() - RESIZE_BAND;
+    const XHit hit = on_band ? XHit{} : HitTest(at);
+    const bool clickable = hit.m_Kind == HIT_FOLDER || hit.m_Kind == HIT_SUBITEM;
+    setCursor(on_band ? Qt::SplitHCursor : clickable ? Qt::PointingHandCursor : Qt::ArrowCursor);
+    if (hit.m_Kind != HIT_ITEM) SetHot(hit);
+}
+
+void COutlook2Ctrl::mouseReleaseEvent(QMouseEvent* event)
+{
+    if (!m_bDragging) return;
+    m_bDragging = false;
+    m_iWidth = std::max(static_cast<int>(event->position().x()) + m_iDragOffset, 0);
+    OnWidthChanged();
+    update();
+    emit LayoutRequested();
+}
+
+void COutlook2Ctrl::leaveEvent(QEvent*)
+{
+    SetHot({});
+}
+
+void COutlook2Ctrl::SetHot(const XHit& hit)
+{
+    const bool same = hit.m_Kind == m_Hot.m_Kind && hit.m_iFolder == m_Hot.m_iFolder &&
+                      hit.m_iItem == m_Hot.m_iItem && hit.m_iSubItem == m_Hot.m_iSubItem;
+    if (same) return;
+    m_Hot = hit;
+    update();
+}
+
+void COutlook2Ctrl::keyPressEvent(QKeyEvent* event)
+{
+    const int key = event->key();
+    const bool by_number =
+        (event->modifiers() & Qt::ControlModifier) != 0 && key >= Qt::Key_1 && key <= Qt::Key_9;
+    if (by_number)
+        SelectFolder(key - Qt::Key_1, ANIMATION::On);
+    else if (key == Qt::Key_Up)
+        SelectFolder(m_iSelected - 1, ANIMATION::On);
+    else if (key == Qt::Key_Down)
+        SelectFolder(m_iSelected + 1, ANIMATION::On);
+    else
+        QWidget::keyPressEvent(event);
+}
+
+void COutlook2Ctrl::resizeEvent(QResizeEvent*)
+{
+    if (!IsSliding()) PlaceChildren();
+}
+
+bool COutlook2Ctrl::event(QEvent* event)
+{
+    if (event->type() == QEvent::ToolTip) {
+        const auto* const help = static_cast<QHelpEvent*>(event);
+        const XHit hit = HitTest(help->pos());
+        const QString text = hit.m_Kind == HIT_FOLDER ? GetFolder(hit.m_iFolder).m_strName : QString();
+        QToolTip::showText(help->globalPos(), text, this);
+        return true;
+    }
+    return QWidget::event(event);
+}

@@ -1,0 +1,142 @@
+#pragma once
+
+#include <QPixmap>
+#include <QTimer>
+#include <QWidget>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "activex/UI common/OutlookRecords.h"
+#include "platform/windows.h"
+
+/// The side bar: a stack of folder buttons at the bottom, the selected folder's page above them, its name in a
+/// band on top. A page holds lines that fire commands and child windows. The right edge is dragged to resize
+/// the bar; the width is kept in the application profile. Panels' thread only.
+///
+/// By keyboard: up and down select a folder, Ctrl with a digit selects it by its number, Tab goes into the
+/// page.
+class COutlook2Ctrl : public QWidget
+{
+    Q_OBJECT
+
+  public:
+    static constexpr int DEFAULT_WIDTH = 200;
+    static constexpr int FOLDER_HEIGHT = 24;
+    static constexpr int FOLDER_GAP = 1;
+    static constexpr int ITEM_HEIGHT = 24;
+    static constexpr int SUBITEM_HEIGHT = 17;
+    static constexpr int TITLE_HEIGHT = 35;
+    static constexpr int RESIZE_BAND = 4;
+    static constexpr int ITEM_GAP = 7;
+    static constexpr int SEPARATOR_HEIGHT = 3;
+    static constexpr int SEPARATOR_STEP = 8;
+    static constexpr int COLLAPSED_BELOW = 5;
+    static constexpr int LAYOUT_HEIGHT = 32767;
+
+    /// Where a point lies. Only what the last paint drew can be hit.
+    enum HIT { HIT_NONE = 0, HIT_FOLDER = 1, HIT_ITEM = 2, HIT_SUBITEM = 4 };
+    struct XHit {
+        HIT m_Kind = HIT_NONE;
+        int m_iFolder = -1;
+        int m_iItem = -1;
+        int m_iSubItem = -1;
+    };
+
+    enum class ANIMATION { Off, On };
+
+    /// `owner` gets the lines' commands as WM_COMMAND.
+    explicit COutlook2Ctrl(QWidget* parent = nullptr, HWND owner = HWND::Null);
+    /// Writes the width to the profile.
+    ~COutlook2Ctrl() override;
+
+    /// Adds a folder with one item without lines of its own; `child`, when given, fills the page. Returns its
+    /// index.
+    int AddFolder(const QString& name, const QIcon& icon, QWidget* child = nullptr);
+    /// Adds an item to a folder; a negative index means the last folder. Returns its index, -1 for no such
+    /// folder.
+    int AddItem(int folder, const QString& name);
+    /// Adds a line; negative indexes mean the last. Returns its index, -1 for no such place.
+    int AddSubItem(int folder, int item, const QString& text, const QIcon& icon, std::uint32_t style,
+                   std::uint32_t command);
+    /// Adds a child window as a line, `height` pixels high (-1: all that is left); negative indexes mean the
+    /// last.
+    int AddSubItem(int folder, int item, QWidget* child, int height = -1);
+
+    /// Selects a folder; the same or an unknown one changes nothing. With the animation the new page slides in.
+    void SelectFolder(int index, ANIMATION animation);
+    int GetSelectedFolder() const { return m_iSelected; }
+    int GetFolderCount() const { return static_cast<int>(m_Folders.size()); }
+    const COL2Folder& GetFolder(int index) const { return *m_Folders.at(static_cast<std::size_t>(index)); }
+    bool IsSliding() const { return m_SlideTimer.isActive(); }
+
+    /// The stored width by LAYOUT_HEIGHT: what the owner's layout asks for.
+    QSize GetLayoutSize() const { return {m_iWidth, LAYOUT_HEIGHT}; }
+    XHit HitTest(const QPoint& point) const;
+
+    /// Asks the owner for the state of every line of the selected folder but those of style OL2_FIRE; a line
+    /// whose state changed is painted anew. For the owner's idle time.
+    void UpdateLines();
+    /// Answers for the state of a line; without it every line is enabled.
+    void SetUpdateHandler(std::function<void(COL2CCmdUI&)> handler) { m_UpdateHandler = std::move(handler); }
+
+  signals:
+    /// The width was dragged; the owner lays out again.
+    void LayoutRequested();
+    void FolderSelected(int index);
+
+  protected:
+    void paintEvent(QPaintEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void leaveEvent(QEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    bool event(QEvent* event) override;
+
+    // In this order a derived bar may change how it looks.
+    virtual void DrawFolder(QPainter& painter, const COL2Folder& folder, bool selected, bool hot);
+    virtual void DrawItem(QPainter& painter, const COL2Item& item);
+    virtual void DrawSubItem(QPainter& painter, const COL2SubItem& line, bool hot);
+    virtual void SetDefaultColors();
+    virtual void OnFolderChanged() {}
+    virtual void OnWidthChanged() {}
+
+  private:
+    void ClearRects();
+    void DrawTitle(QPainter& painter);
+    void LayOutFolders();
+    void DrawPage(QPainter& painter, const QRect& page);
+    void DrawSeparator(QPainter& painter, const QRect& place);
+    void PlaceChildren();
+    void HideChildren();
+    void Click(const QPoint& point);
+    std::uint32_t AskState(COL2SubItem& line);
+    void Fire(const COL2SubItem& line);
+    QPixmap GrabPage();
+    void Slide();
+    void SetHot(const XHit& hit);
+    COL2Item* FindItem(int folder, int item);
+    COL2SubItem* FindLine(const XHit& hit);
+    QRect GetPageRect() const;
+
+    HWND m_hOwner;
+    int m_iWidth;
+    bool m_bDragging = false;
+    int m_iDragOffset = 0;
+    int m_iDragX = 0;
+    XHit m_Hot;
+    struct XColors {
+        QColor face, window, page, title, header, line;
+    } m_Colors;
+    std::vector<std::unique_ptr<COL2Folder>> m_Folders;
+    int m_iSelected = -1;
+    QString m_strTitle;
+    QFont m_PlainFont, m_HotFont, m_TitleFont;
+    std::function<void(COL2CCmdUI&)> m_UpdateHandler;
+
+    QTimer m_SlideTimer;
+    QPixmap m_OldPage, m_NewPage;
+    int m_iSlideTop = 0;
+};

@@ -1,0 +1,93 @@
+#include "common/GridState.h"
+
+#include <algorithm>
+
+namespace
+{
+
+constexpr std::int32_t CELL_MARGIN = 2;
+
+}  // namespace
+
+RECT ScaleRect(const RECT& rect, double scaleX, double scaleY)
+{
+    return {static_cast<std::int32_t>(rect.left * scaleX), static_cast<std::int32_t>(rect.top * scaleY),
+            static_cast<std::int32_t>(rect.right * scaleX), static_cast<std::int32_t>(rect.bottom * scaleY)};
+}
+
+CGridState::CGridState(std::vector<std::vector<RECT>> layouts)
+    : m_Layouts(std::move(layouts)),
+      m_iCells(m_Layouts.empty() ? 0 : static_cast<std::int32_t>(m_Layouts.back().size()))
+{
+}
+
+const std::vector<RECT>& CGridState::GetRects() const
+{
+    static const std::vector<RECT> none;
+    const bool known = m_iLayout >= 0 && m_iLayout < GetLayoutCount();
+    return known ? m_Layouts[static_cast<std::size_t>(m_iLayout)] : none;
+}
+
+RECT CGridState::GetYardstick() const
+{
+    const bool known = !m_Layouts.empty() && !m_Layouts.front().empty();
+    return known ? m_Layouts.front().front() : RECT{};
+}
+
+void CGridState::SelectLayout(std::int32_t index)
+{
+    if (index < 0 || index >= GetLayoutCount()) return;
+    if (m_iLayout == SINGLE_LAYOUT) m_iPage = 0;
+    m_iPreviousLayout = m_iLayout;
+    m_iLayout = index;
+}
+
+std::int32_t CGridState::FindLayoutFor(std::int32_t cells) const
+{
+    const auto wanted = static_cast<std::size_t>(std::max(cells, FEWEST_CELLS));
+    const auto found =
+        std::find_if(m_Layouts.begin(), m_Layouts.end(),
+                     [wanted](const std::vector<RECT>& layout) { return layout.size() >= wanted; });
+    return found != m_Layouts.end() ? static_cast<std::int32_t>(found - m_Layouts.begin())
+                                    : GetLayoutCount() - 1;
+}
+
+std::int32_t CGridState::GetLastPage() const
+{
+    const auto on_page = static_cast<std::int32_t>(GetRects().size());
+    return on_page > 0 ? (m_iCells - 1 + on_page) / on_page - 1 : 0;
+}
+
+void CGridState::NextPage()
+{
+    m_iPage = m_iPage < GetLastPage() ? m_iPage + 1 : 0;
+}
+
+void CGridState::PrevPage()
+{
+    m_iPage = m_iPage < 1 ? GetLastPage() : m_iPage - 1;
+}
+
+CGridState::XPlacement CGridState::Place(double scaleX, double scaleY) const
+{
+    XPlacement placement;
+    placement.m_Cells.resize(static_cast<std::size_t>(m_iCells));
+    const auto& rects = GetRects();
+    const std::size_t first = rects.size() * static_cast<std::size_t>(std::max(m_iPage, 0));
+    for (std::size_t j = 0; j < rects.size() && first + j < placement.m_Cells.size(); ++j) {
+        const RECT outline = ScaleRect(rects[j], scaleX, scaleY);
+        placement.m_Outlines.push_back(outline);
+        placement.m_Cells[first + j] = {outline.left + CELL_MARGIN, outline.top + CELL_MARGIN,
+                                        std::max(outline.right - CELL_MARGIN, outline.left + CELL_MARGIN),
+                                        std::max(outline.bottom - CELL_MARGIN, outline.top + CELL_MARGIN)};
+    }
+    return placement;
+}
+
+bool CGridState::GetFocusRect(double scaleX, double scaleY, RECT& rect) const
+{
+    const auto& rects = GetRects();
+    if (m_iFocus < 0 || static_cast<std::size_t>(m_iFocus) >= rects.size()) return false;
+    rect = ScaleRect(rects[static_cast<std::size_t>(m_iFocus)], scaleX, scaleY);
+    return true;
+}

@@ -1,0 +1,305 @@
+#include <gmock/gmock.h>
+
+#include <QApplication>
+#include <QLabel>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <optional>
+
+#include "activex/UI common/Outlook2Ctrl.h"
+#include "platform/profile.h"
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace
+{
+
+class SideBarTest : public testing::Test
+{
+  protected:
+    SideBarTest()
+    {
+        m_Former = qgetenv("XDG_CONFIG_HOME");
+        qputenv("XDG_CONFIG_HOME", m_Directory.path().toUtf8());
+        m_hOwner = RegisterWindow([this](std::uint32_t message, WPARAM wParam, LPARAM) {
+            if (message == WM_COMMAND) m_Commands.push_back(static_cast<int>(wParam));
+            return LRESULT{0};
+        });
+    }
+    ~SideBarTest() override
+    {
+        m_Bar.reset();
+        UnregisterWindow(m_hOwner);
+        qputenv("XDG_CONFIG_HOME", m_Former);
+    }
+
+    COutlook2Ctrl& Show(int width = 200, int height = 400)
+    {
+        m_Bar.emplace(nullptr, m_hOwner);
+        m_Bar->resize(width, height);
+        m_Bar->show();
+        return *m_Bar;
+    }
+    void Paint() { m_Bar->grab(); }
+    QPoint Middle(const QRect& rect) const { return rect.center(); }
+    const COL2SubItem& Line(int folder, int item, int line) const
+    {
+        return *m_Bar->GetFolder(folder)
+                    .m_Items.at(static_cast<std::size_t>(item))
+                    ->m_SubItems.at(static_cast<std::size_t>(line));
+    }
+
+    QTemporaryDir m_Directory;
+    QByteArray m_Former;
+    HWND m_hOwner;
+    std::vector<int> m_Commands;
+    std::optional<COutlook2Ctrl> m_Bar;
+};
+
+TEST_F(SideBarTest, WidthDefaultsToTwoHundredAndIsKeptInTheProfile)
+{
+    EXPECT_EQ(Show().GetLayoutSize(), QSize(200, 32767));
+    m_Bar.reset();
+    const std::string path = GetApplicationProfilePath();
+    EXPECT_EQ(GetPrivateProfileIntA("Settings", "OutbarSize", 0, path.c_str()), 200);
+    WritePrivateProfileStringA("Settings", "OutbarSize", "260", path.c_str());
+    EXPECT_EQ(Show().GetLayoutSize().width(), 260);
+}
+
+TEST_F(SideBarTest, FolderButtonsStandAtTheBottomTheLastLowest)
+{
+    Show();
+    for (const char* name : {"a", "b", "c"})
+        m_Bar->AddFolder(name, {});
+    Paint();
+    EXPECT_EQ(m_Bar->GetFolder(2).m_rect, QRect(0, 376, 196, 24));
+    EXPECT_EQ(m_Bar->GetFolder(1).m_rect, QRect(0, 351, 196, 24));
+    EXPECT_EQ(m_Bar->GetFolder(0).m_rect, QRect(0, 326, 196, 24));
+    m_Bar->SelectFolder(2, COutlook2Ctrl::ANIMATION::Off);
+    Paint();
+    EXPECT_EQ(m_Bar->GetFolder(0).m_rect, QRect(0, 326, 196, 24)) << "each keeps its place";
+}
+
+TEST_F(SideBarTest, PageHoldsHeadersLinesGapsAndSeparators)
+{
+    Show();
+    m_Bar->AddFolder("folder", {});
+    m_Bar->AddItem(0, "header");
+    m_Bar->AddSubItem(0, 0, "one", {}, OL2_COMMAND, 1);
+    m_Bar->AddSubItem(0, 0, "two", {}, OL2_COMMAND, 2);
+    m_Bar->AddItem(0, "");
+    m_Bar->AddSubItem(0, 1, "three", {}, OL2_COMMAND, 3);
+    Paint();
+    const auto& items = m_Bar->GetFolder(0).m_Items;
+    EXPECT_EQ(items[0]->m_rect, QRect(0, 35, 196, 24));
+    EXPECT_EQ(Line(0, 0, 0).m_rect, QRect(0, 59, 196, 17));
+    EXPECT_EQ(Line(0, 0, 1).m_rect, QRect(0, 76, 196, 17));
+    EXPECT_EQ(items[1]->m_rect, QRect(0, 93 + 7, 196, 8));
+    EXPECT_EQ(Line(0, 1, 0).m_rect, QRect(0, 108, 196, 17));
+}
+
+TEST_F(SideBarTest, NegativeIndexesMeanTheLast)
+{
+    Show();
+    m_Bar->AddFolder("a", {});
+    m_Bar->AddFolder("b", {});
+    EXPECT_EQ(m_Bar->AddItem(-1, "first"), 0);
+    EXPECT_EQ(m_Bar->AddItem(-1, "second"), 1);
+    EXPECT_EQ(m_Bar->AddSubItem(-1, -1, "line", {}, OL2_COMMAND, 1), 0);
+    EXPECT_TRUE(m_Bar->GetFolder(0).m_Items.empty());
+    EXPECT_TRUE(m_Bar->GetFolder(1).m_Items[0]->m_SubItems.empty());
+    EXPECT_EQ(m_Bar->GetFolder(1).m_Items[1]->m_SubItems.size(), 1U);
+}
+
+TEST_F(SideBarTest, UnknownPlacesAreRefused)
+{
+    Show();
+    EXPECT_EQ(m_Bar->AddItem(-1, "x"), -1);
+    m_Bar->AddFolder("a", {});
+    EXPECT_EQ(m_Bar->AddItem(1, "x"), -1);
+    EXPECT_EQ(m_Bar->AddSubItem(0, -1, "x", {}, OL2_COMMAND, 1), -1);
+    EXPECT_EQ(m_Bar->AddSubItem(0, 0, nullptr), -1);
+}
+
+TEST_F(SideBarTest, ChildTallerThanThePageIsClipped)
+{
+    Show();
+    m_Bar->AddFolder("a", {});
+    m_Bar->AddItem(0, "header");
+    auto* const child = new QLabel("child");
+    m_Bar->AddSubItem(0, 0, child, 5000);
+    Paint();
+    EXPECT_EQ(child->geometry(), QRect(0, 59, 196, 400 - 59 - 25));
+    EXPECT_TRUE(child->isVisible());
+}
+
+TEST_F(SideBarTest, ChildOfMinusOneTakesAllThatIsLeft)
+{
+    Show();
+    auto* const child = new QLabel("child");
+    m_Bar->AddFolder("a", {}, child);
+    Paint();
+    EXPECT_EQ(child->geometry().bottom(), 400 - 25 - 1);
+    EXPECT_EQ(child->width(), 196);
+}
+
+TEST_F(SideBarTest, SelectingAFolderShowsItsChildrenOnly)
+{
+    Show();
+    auto* const first = new QLabel("1");
+    auto* const second = new QLabel("2");
+    m_Bar->AddFolder("a", {}, first);
+    m_Bar->AddFolder("b", {}, second);
+    EXPECT_TRUE(first->isVisible());
+    EXPECT_FALSE(second->isVisible());
+    m_Bar->SelectFolder(1, COutlook2Ctrl::ANIMATION::Off);
+    EXPECT_FALSE(first->isVisible());
+    EXPECT_TRUE(second->isVisible());
+    EXPECT_EQ(m_Bar->accessibleName(), "b");
+}
+
+TEST_F(SideBarTest, ClickOnAFolderSlidesItsPageIn)
+{
+    Show();
+    m_Bar->AddFolder("a", {}, new QLabel("1"));
+    auto* const second = new QLabel("2");
+    m_Bar->AddFolder("b", {}, second);
+    Paint();
+    QTest::mouseClick(&*m_Bar, Qt::LeftButton, {}, Middle(m_Bar->GetFolder(1).m_rect));
+    EXPECT_EQ(m_Bar->GetSelectedFolder(), 1);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !m_Bar->IsSliding() && second->isVisible(); }));
+}
+
+TEST_F(SideBarTest, SelectingTheSelectedOrAnUnknownFolderChangesNothing)
+{
+    Show();
+    m_Bar->AddFolder("a", {});
+    QSignalSpy selected(&*m_Bar, &COutlook2Ctrl::FolderSelected);
+    for (const int index : {0, -1, 1})
+        m_Bar->SelectFolder(index, COutlook2Ctrl::ANIMATION::On);
+    EXPECT_EQ(selected.count(), 0);
+}
+
+TEST_F(SideBarTest, OnlyWhatWasDrawnCanBeHit)
+{
+    Show();
+    m_Bar->AddFolder("a", {});
+    m_Bar->AddItem(0, "header");
+    for (int i = 0; i < 100; ++i)
+        m_Bar->AddSubItem(0, 0, "line", {}, OL2_FIRE, 1);
+    Paint();
+    EXPECT_TRUE(Line(0, 0, 99).m_rect.isEmpty());
+    EXPECT_EQ(m_Bar->HitTest({10, 40}).m_Kind, COutlook2Ctrl::HIT_ITEM);
+    const auto hit = m_Bar->HitTest({10, 60});
+    EXPECT_EQ(hit.m_Kind, COutlook2Ctrl::HIT_SUBITEM);
+    EXPECT_EQ(hit.m_iSubItem, 0);
+    EXPECT_EQ(m_Bar->HitTest({10, 10}).m_Kind, COutlook2Ctrl::HIT_NONE);
+}
+
+TEST_F(SideBarTest, LineThatIsOnFiresOnlyWithAFiringStyle)
+{
+    Show();
+    m_Bar->AddFolder("a", {});
+    m_Bar->AddItem(0, "header");
+    const std::uint32_t styles[] = {OL2_COMMAND, OL2_CHECK, OL2_FIRE, OL2_FIRE_UPDATED};
+    for (std::uint32_t style : styles)
+        m_Bar->AddSubItem(0, 0, "line", {}, style, 100 + style);
+    m_Bar->SetUpdateHandler([](COL2CCmdUI& update) { update.SetCheck(1); });
+    Paint();
+    for (int i = 0; i < 4; ++i)
+        QTest::mouseClick(&*m_Bar, Qt::LeftButton, {}, Middle(Line(0, 0, i).m_rect));
+    EXPECT_THAT(m_Commands, ElementsAre(102, 103));
+
+    m_Commands.clear();
+    m_Bar->SetUpdateHandler([](COL2CCmdUI& update) { update.Enable(true); });
+    for (int i = 0; i < 4; ++i)
+        QTest::mouseClick(&*m_Bar, Qt::LeftButton, {}, Middle(Line(0, 0, i).m_rect));
+    EXPECT_THAT(m_Commands, ElementsAre(100, 101, 102, 103));
+}
+
+TEST_F(SideBarTest, CommandIsItsLowSixteenBits)
+{
+    Show();
+    m_Bar->AddFolder("a", {});
+    m_Bar->AddItem(0, "header");
+    m_Bar->AddSubItem(0, 0, "line", {}, OL2_FIRE, 0x5177A);
+    Paint();
+    QTest::mouseClick(&*m_Bar, Qt::LeftButton, {}, Middle(Line(0, 0, 0).m_rect));
+    EXPECT_THAT(m_Commands, ElementsAre(0x177A));
+}
+
+TEST_F(SideBarTest, UpdateRecordsBits)
+{
+    COL2SubItem line;
+    COL2CCmdUI update(line);
+    update.Enable(false);  // settled: sets its bit whatever it is told
+    EXPECT_EQ(update.m_dwState, 1U);
+    update.SetCheck(0);
+    update.SetRadio(false);
+    EXPECT_EQ(update.m_dwState, 1U);
+    update.SetCheck(7);
+    EXPECT_EQ(update.m_dwState, 3U);
+    update.SetRadio(true);
+    EXPECT_EQ(update.m_dwState, 7U);
+    update.SetText("new");
+    EXPECT_EQ(line.m_strText, "new");
+}
+
+TEST_F(SideBarTest, IdleUpdateAsksForEveryLineButThePlainFiringOnes)
+{
+    Show();
+    m_Bar->AddFolder("a", {});
+    m_Bar->AddItem(0, "header");
+    for (std::uint32_t style = 0; style < 4; ++style)
+        m_Bar->AddSubItem(0, 0, "line", {}, style, style);
+    std::vector<std::uint32_t> asked;
+    m_Bar->SetUpdateHandler([&asked](COL2CCmdUI& update) {
+        asked.push_back(update.m_dwCommand);
+        update.SetCheck(1);
+    });
+    m_Bar->UpdateLines();
+    EXPECT_THAT(asked, ElementsAre(0U, 1U, 3U));
+    EXPECT_EQ(Line(0, 0, 0).m_dwState, OL2_STATE_ON);
+    EXPECT_EQ(Line(0, 0, 2).m_dwState, 0U);
+}
+
+TEST_F(SideBarTest, DraggingTheRightEdgeChangesTheWidth)
+{
+    Show();
+    QSignalSpy laid_out(&*m_Bar, &COutlook2Ctrl::LayoutRequested);
+    QTest::mousePress(&*m_Bar, Qt::LeftButton, {}, {198, 100});
+    QTest::mouseMove(&*m_Bar, {240, 100});
+    QTest::mouseRelease(&*m_Bar, Qt::LeftButton, {}, {250, 100});
+    EXPECT_EQ(laid_out.count(), 1);
+    EXPECT_EQ(m_Bar->GetLayoutSize().width(), 252);
+}
+
+TEST_F(SideBarTest, CollapsedBarIsDraggedBack)
+{
+    WritePrivateProfileStringA("Settings", "OutbarSize", "3", GetApplicationProfilePath().c_str());
+    Show(COutlook2Ctrl::RESIZE_BAND);
+    m_Bar->AddFolder("a", {}, new QLabel("1"));
+    Paint();
+    EXPECT_EQ(m_Bar->GetLayoutSize().width(), 3);
+    EXPECT_TRUE(m_Bar->GetFolder(0).m_rect.isEmpty()) << "nothing is drawn, nothing can be hit";
+    QTest::mousePress(&*m_Bar, Qt::LeftButton, {}, {2, 100});
+    QTest::mouseRelease(&*m_Bar, Qt::LeftButton, {}, {180, 100});
+    EXPECT_EQ(m_Bar->GetLayoutSize().width(), 182);
+}
+
+TEST_F(SideBarTest, KeysSelectFolders)
+{
+    Show();
+    for (const char* name : {"a", "b", "c"})
+        m_Bar->AddFolder(name, {});
+    QTest::keyClick(&*m_Bar, Qt::Key_Down);
+    EXPECT_EQ(m_Bar->GetSelectedFolder(), 1);
+    QTest::keyClick(&*m_Bar, Qt::Key_3, Qt::ControlModifier);
+    EXPECT_EQ(m_Bar->GetSelectedFolder(), 2);
+    QTest::keyClick(&*m_Bar, Qt::Key_Up);
+    EXPECT_EQ(m_Bar->GetSelectedFolder(), 1);
+}
+
+}  // namespace
