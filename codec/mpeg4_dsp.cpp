@@ -27,6 +27,13 @@ void mpeg4_dsp_fill(mpeg4_dsp_t* dsp, [[maybe_unused]] uint32_t caps)
     mpeg4_quant_fill_plain(dsp);
 #if defined(__x86_64__)
     if (caps & CODEC_CAP_MMX) dsp->state_clear = state_clear_mmx;
+    if (!(caps & CODEC_CAP_SSE2)) return;
+    mpeg4_idct_fill_sse2(dsp);
+    mpeg4_mc_fill_sse2(dsp);
+    mpeg4_quant_fill_sse2(dsp);
+    if (!(caps & CODEC_CAP_AVX2)) return;
+    mpeg4_idct_fill_avx2(dsp);
+    mpeg4_quant_fill_avx2(dsp);
 #endif
 }
 
@@ -35,6 +42,8 @@ void mpeg4_dsp_init(uint32_t flags)
     static std::once_flag once;
     std::call_once(once, [flags] { mpeg4_dsp_fill(&g_dsp, flags ? flags : mpeg4_cpu_detect(nullptr)); });
 }
+
+void mpeg4_dsp_refill(uint32_t caps) { mpeg4_dsp_fill(&g_dsp, caps); }
 
 const mpeg4_dsp_t* mpeg4_dsp()
 {

@@ -53,5 +53,8 @@ void mpeg4_dsp_fill(mpeg4_dsp_t* dsp, uint32_t caps);
 /// else is taken as the capability bits.
 void mpeg4_dsp_init(uint32_t flags);
 
+/// Fills that table anew for tests and benches, while no decoder is at work.
+void mpeg4_dsp_refill(uint32_t caps);
+
 /// The table of all decoders, filled by mpeg4_dsp_init.
 const mpeg4_dsp_t* mpeg4_dsp();

@@ -6,3 +6,11 @@
 void mpeg4_idct_fill_plain(mpeg4_dsp_t* dsp);
 void mpeg4_mc_fill_plain(mpeg4_dsp_t* dsp);
 void mpeg4_quant_fill_plain(mpeg4_dsp_t* dsp);
+
+#if defined(__x86_64__)
+void mpeg4_idct_fill_sse2(mpeg4_dsp_t* dsp);
+void mpeg4_idct_fill_avx2(mpeg4_dsp_t* dsp);
+void mpeg4_mc_fill_sse2(mpeg4_dsp_t* dsp);
+void mpeg4_quant_fill_sse2(mpeg4_dsp_t* dsp);
+void mpeg4_quant_fill_avx2(mpeg4_dsp_t* dsp);
+#endif

@@ -1,0 +1,129 @@
+// MPEG-4 decoding against libavcodec's, one thread each, the same packets in the same run.
+//
+//     mpeg4_bench [--plain | --sse2] [TEXT ...]     only the streams whose name contains one of the texts
+//
+// Each figure is the median of 9 measurements, in which the two decoders take turns. Above 1.00 is faster than
+// libavcodec. The last lines tell what one open decoder holds of memory.
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "codec/codec_memory.h"
+#include "codec/cpu.h"
+#include "codec/decoder.h"
+#include "codec/mpeg4_dsp.h"
+#include "tests/support/mpeg4_streams.h"
+
+namespace
+{
+constexpr int MEASUREMENTS = 9;
+
+struct Stream {
+    const char* szName;
+    Mpeg4StreamShape Shape;
+};
+
+/// What cameras send: a still view with a few moving things, and for the other end one in which all moves.
+std::vector<Stream> Streams()
+{
+    using enum Mpeg4Scene;
+    return {
+        {"704x576 surveillance, quant 4", {704, 576, 75, 25, 4, Surveillance, true, true, false, 1}},
+        {"704x576 surveillance, quant 8", {704, 576, 75, 50, 8, Surveillance, false, false, false, 1}},
+        {"704x576 lively, quant 4", {704, 576, 75, 25, 4, Lively, true, true, false, 1}},
+        {"1280x720 surveillance, quant 4", {1280, 720, 50, 25, 4, Surveillance, true, true, false, 1}},
+        {"1280x720 surveillance, quant 8", {1280, 720, 50, 50, 8, Surveillance, false, false, false, 1}},
+        {"1280x720 lively, quant 4", {1280, 720, 50, 25, 4, Lively, true, true, false, 1}},
+    };
+}
+
+double Milliseconds(std::chrono::steady_clock::time_point start)
+{
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+}
+
+double OursMs(const Stream& stream, const std::vector<Mpeg4Packet>& packets)
+{
+    CMpeg4Decoder decoder(stream.Shape.iWidth, stream.Shape.iHeight);
+    const auto start = std::chrono::steady_clock::now();
+    for (const Mpeg4Packet& packet : packets)
+        decoder.Decode(packet.data(), static_cast<int32_t>(packet.size()));
+    return Milliseconds(start);
+}
+
+double TheirsMs(const std::vector<Mpeg4Packet>& packets)
+{
+    CLavcMpeg4Decoder decoder(CLavcMpeg4Decoder::Transform::Default);
+    const auto start = std::chrono::steady_clock::now();
+    for (const Mpeg4Packet& packet : packets)
+        decoder.Decode(packet);
+    return Milliseconds(start);
+}
+
+double Median(std::vector<double> values)
+{
+    std::nth_element(values.begin(), values.begin() + MEASUREMENTS / 2, values.end());
+    return values[MEASUREMENTS / 2];
+}
+
+void TimeStream(const Stream& stream)
+{
+    const std::vector<Mpeg4Packet> packets = EncodeMpeg4(stream.Shape);
+    size_t bytes = 0;
+    for (const Mpeg4Packet& packet : packets)
+        bytes += packet.size();
+    std::vector<double> ours;
+    std::vector<double> theirs;
+    std::vector<double> ratios;
+    for (int i = 0; i < MEASUREMENTS; ++i) {
+        ours.push_back(OursMs(stream, packets));
+        theirs.push_back(TheirsMs(packets));
+        ratios.push_back(theirs.back() / ours.back());
+    }
+    const double pictures = static_cast<double>(packets.size());
+    std::printf("%-34s %9.1f %12.3f %15.3f %8.2f\n", stream.szName,
+                static_cast<double>(bytes) / pictures / 1024, Median(ours) / pictures,
+                Median(theirs) / pictures, Median(ratios));
+    std::fflush(stdout);
+}
+
+void ShowMemory(int iWidth, int iHeight)
+{
+    const size_t before = codec_memory_in_use();
+    const CMpeg4Decoder decoder(iWidth, iHeight);
+    std::printf("an open %dx%d decoder holds %.2f MB\n", iWidth, iHeight,
+                static_cast<double>(codec_memory_in_use() - before + sizeof decoder) / 1e6);
+}
+
+bool Wanted(const std::string& strName, const std::vector<std::string>& texts)
+{
+    return texts.empty() || std::any_of(texts.begin(), texts.end(), [&](const std::string& strText) {
+               return strName.find(strText) != std::string::npos;
+           });
+}
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    codec_init();
+    std::vector<std::string> texts;
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--plain") == 0)
+            mpeg4_dsp_refill(CODEC_STEP_PLAIN);
+        else if (std::strcmp(argv[i], "--sse2") == 0)
+            mpeg4_dsp_refill(CODEC_STEP_SSE2);
+        else
+            texts.emplace_back(argv[i]);
+    }
+    std::printf("%-34s %9s %12s %15s %8s\n", "stream", "KB/pict.", "ours ms/p.", "libavcodec ms/p.", "ratio");
+    for (const Stream& stream : Streams()) {
+        if (Wanted(stream.szName, texts)) TimeStream(stream);
+    }
+    ShowMemory(704, 576);
+    ShowMemory(1280, 720);
+    return 0;
+}
