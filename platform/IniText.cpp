@@ -151,8 +151,6 @@ void CIniText::InsertLine(std::size_t at, std::string_view line)
 bool CIniText::Set(std::string_view section, std::string_view key, std::string_view value)
 {
     const std::string name(TrimBlanks(key));
-    // Blanks around a value would not be read back; written, they would grow with each rewrite.
-    value = TrimBlanks(value);
     if (!FitsOneLine(section) || !FitsOneLine(key) || !FitsOneLine(value)) return false;
     if (section.find(']') != std::string_view::npos || name.empty() || name.find('=') != std::string::npos ||
         name.front() == ';' || name.front() == '[') {

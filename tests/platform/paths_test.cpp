@@ -1,5 +1,6 @@
 #include "platform/paths.h"
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -132,6 +133,16 @@ TEST(ModuleDirectory, IsTheExecutablesWithoutAModule)
     const std::string program = GetExecutableFileNameA();
     EXPECT_EQ(GetModuleDirectory(), program.substr(0, program.rfind('\\') + 1));
     EXPECT_EQ(GetModuleFileNameA(), GetModuleDirectory() + "activex.ocx");
+}
+
+TEST(ModuleDirectory, IsTheLoadedModules)
+{
+    const CTestVariable home("WATCHWALL_HOME", nullptr);
+    void* const module = ::dlopen(WATCHWALL_TEST_MODULE, RTLD_NOW);
+    ASSERT_NE(module, nullptr) << ::dlerror();
+    EXPECT_EQ(GetModuleFileNameA(), SystemPath(WATCHWALL_TEST_MODULE));
+    ::dlclose(module);
+    EXPECT_NE(GetModuleFileNameA(), SystemPath(WATCHWALL_TEST_MODULE));
 }
 
 TEST(ModuleDirectory, IsTheHomeWhenSet)

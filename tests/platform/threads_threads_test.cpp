@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <array>
 #include <atomic>
 #include <memory>
 #include <vector>
 
+#include "platform/clock.h"
 #include "platform/threads.h"
 #include "platform/windows.h"
 
@@ -92,6 +94,22 @@ TEST(Threads, EveryWaiterSeesTheEndOfAThread)
         CloseHandle(waiter);
     }
     EXPECT_EQ(seen, 4);
+}
+
+TEST(Threads, WithoutRoomForAThreadThereIsNoHandle)
+{
+    pthread_attr_t former;
+    pthread_attr_t huge;
+    ASSERT_EQ(::pthread_getattr_default_np(&former), 0);
+    ASSERT_EQ(::pthread_getattr_default_np(&huge), 0);
+    ASSERT_EQ(::pthread_attr_setstacksize(&huge, std::size_t{1} << 60), 0);
+    ASSERT_EQ(::pthread_setattr_default_np(&huge), 0);
+    const auto held = std::make_shared<int>(1);
+    EXPECT_EQ(CreateThread([held] { return 0U; }, "none"), nullptr);
+    EXPECT_EQ(held.use_count(), 1);
+    EXPECT_EQ(::pthread_setattr_default_np(&former), 0);
+    ::pthread_attr_destroy(&huge);
+    ::pthread_attr_destroy(&former);
 }
 
 TEST(Threads, NullHandles)
@@ -227,6 +245,16 @@ TEST(Threads, InterlockedCallsReturnTheNewValue)
     EXPECT_EQ(InterlockedIncrement(value), 1);
     EXPECT_EQ(InterlockedDecrement(value), 0);
     EXPECT_EQ(InterlockedDecrement(value), -1);
+}
+
+TEST(Clock, TheSystemsClockIsTheTickCount)
+{
+    IClock& clock = SystemClock();
+    const std::uint32_t before = GetTickCount();
+    clock.Sleep(2);
+    const std::uint32_t between = clock.TickCount();
+    EXPECT_GE(between - before, 1U);
+    EXPECT_LT(GetTickCount() - between, 0x80000000U) << "one after the other";
 }
 
 TEST(Threads, SleepLastsAtLeastItsTimeByTheTickCount)

@@ -129,6 +129,55 @@ TEST(Windows, ASleepServesSentMessages)
         Sleep(1);
 }
 
+TEST(Windows, AWaitForTwoObjectsServesSentMessages)
+{
+    const HANDLE done = CreateEventA(true, false);
+    const HANDLE never = CreateEventA(true, false);
+    const CWindow window([&](std::uint32_t, WPARAM, LPARAM) {
+        SetEvent(done);
+        return 1;
+    });
+    CThread sender([&] { SendMessageA(window, MESSAGE, 0, 0); });
+    EXPECT_EQ(WaitForTwoObjects(never, done, LONG_MS), WAIT_OBJECT_0 + 1);
+    sender.Join();
+    CloseHandle(done);
+    CloseHandle(never);
+}
+
+TEST(Windows, PollingWithoutATimeServesToo)
+{
+    const HANDLE done = CreateEventA(true, false);
+    const CWindow window([&](std::uint32_t, WPARAM, LPARAM) {
+        SetEvent(done);
+        return 1;
+    });
+    CThread sender([&] { SendMessageA(window, MESSAGE, 0, 0); });
+    while (WaitForSingleObject(done, 0) == WAIT_TIMEOUT)
+        std::this_thread::yield();
+    sender.Join();
+    CloseHandle(done);
+}
+
+TEST(Windows, AWaitWithinAServedMessageServesTheNext)
+{
+    // The first message waits for what only the second brings, and the second comes while the first is served.
+    const HANDLE second = CreateEventA(true, false);
+    const CWindow window([&](std::uint32_t message, WPARAM, LPARAM) -> LRESULT {
+        if (message == 2) {
+            SetEvent(second);
+            return 2;
+        }
+        return WaitForSingleObject(second, LONG_MS) == WAIT_OBJECT_0 ? 1 : -1;
+    });
+    std::atomic<LRESULT> first = 0;
+    CThread one([&] { first = SendMessageA(window, 1, 0, 0); });
+    CThread two([&] { SendMessageA(window, 2, 0, 0); });
+    one.Join();
+    two.Join();
+    EXPECT_EQ(first, 1);
+    CloseHandle(second);
+}
+
 TEST(Windows, AWaitDoesNotServePostedMessages)
 {
     std::vector<std::uint32_t> handled;
@@ -355,7 +404,9 @@ TEST(SystemWindowTest, NotedWindowIsToldWithoutItsOwner)
     const HWND window = RegisterWindow([](std::uint32_t, WPARAM, LPARAM) { return LRESULT{0}; });
     SetSystemWindow(window, 77);
     std::uintptr_t told = 0;
-    std::thread([&] { told = GetSystemWindow(window); }).join();  // this thread, the owner, serves nothing meanwhile
+    std::thread([&] {
+        told = GetSystemWindow(window);
+    }).join();  // this thread, the owner, serves nothing meanwhile
     EXPECT_EQ(told, 77U);
     SetSystemWindow(window, 0);
     EXPECT_EQ(GetSystemWindow(window), 0U);
