@@ -1,0 +1,328 @@
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <mutex>
+#include <stdexcept>
+#include <thread>
+
+#include "platform/paths.h"
+#include "remote/DirectoryLookup.h"
+#include "remote/Endpoints.h"
+#include "tests/remote/p2p_support.h"
+
+namespace
+{
+
+/// A TCP server on loopback that reads one question of each connection and does with it what the test says.
+class CScriptedDirectory
+{
+  public:
+    using Script = std::function<void(int connection, const std::string& question)>;
+
+    explicit CScriptedDirectory(Script script) : m_Script(std::move(script))
+    {
+        m_hSocket = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_in address = MakeAddress("127.0.0.1", 0);
+        socklen_t size = sizeof address;
+        if (bind(m_hSocket, reinterpret_cast<sockaddr*>(&address), size) != 0 || listen(m_hSocket, 5) != 0 ||
+            getsockname(m_hSocket, reinterpret_cast<sockaddr*>(&address), &size) != 0)
+            throw std::runtime_error("no socket for a scripted directory");
+        m_Endpoints.m_usDirectoryPort = ntohs(address.sin_port);
+        m_Thread = std::thread([this] { Run(); });
+    }
+    explicit CScriptedDirectory(const std::string& reply)
+        : CScriptedDirectory([reply](int connection, const std::string&) {
+              send(connection, reply.data(), reply.size(), MSG_NOSIGNAL);
+          })
+    {
+    }
+    ~CScriptedDirectory()
+    {
+        shutdown(m_hSocket, SHUT_RDWR);
+        m_Thread.join();
+        close(m_hSocket);
+    }
+    CScriptedDirectory(const CScriptedDirectory&) = delete;
+    CScriptedDirectory& operator=(const CScriptedDirectory&) = delete;
+
+    std::string Question() const
+    {
+        const std::lock_guard lock(m_cs);
+        return m_strQuestion;
+    }
+
+    XEndpoints m_Endpoints;
+
+  private:
+    void Run()
+    {
+        for (;;) {
+            const int connection = accept4(m_hSocket, nullptr, nullptr, SOCK_CLOEXEC);
+            if (connection < 0) return;
+            char question[4096];
+            const ssize_t count = recv(connection, question, sizeof question, 0);
+            const std::string text(question, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+            {
+                const std::lock_guard lock(m_cs);
+                m_strQuestion = text;
+            }
+            m_Script(connection, text);
+            close(connection);
+        }
+    }
+
+    const Script m_Script;
+    int m_hSocket = -1;
+    mutable std::mutex m_cs;
+    std::string m_strQuestion;  // guarded by m_cs
+    std::thread m_Thread;
+};
+
+/// Endpoints at which nobody listens.
+XEndpoints Nobody()
+{
+    const int reserved = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address = MakeAddress("127.0.0.1", 0);
+    socklen_t size = sizeof address;
+    bind(reserved, reinterpret_cast<sockaddr*>(&address), size);
+    getsockname(reserved, reinterpret_cast<sockaddr*>(&address), &size);
+    close(reserved);
+    XEndpoints endpoints;
+    endpoints.m_usDirectoryPort = ntohs(address.sin_port);
+    return endpoints;
+}
+
+struct XChannels {
+    bool m_bConnected = false;
+    std::int32_t m_iNetID = -7;
+    std::int32_t m_iCount = -8;
+};
+
+XChannels AskChannels(const XEndpoints& endpoints, const std::string& address)
+{
+    XChannels result;
+    result.m_bConnected = LookUpChannels(endpoints, address, result.m_iNetID, result.m_iCount);
+    return result;
+}
+
+TEST(DirectoryAddress, QuestionIsBareTextWithoutTerminator)
+{
+    CScriptedDirectory directory("10.1.2.3");
+    EXPECT_EQ(LookUpAddress(directory.m_Endpoints, "my.device"), "10.1.2.3");
+    EXPECT_EQ(directory.Question(), "getip?domainname=my.device");
+}
+
+TEST(DirectoryAddress, ReplyIsTakenAsItStands)
+{
+    CScriptedDirectory directory(" no address at all\r\n");
+    EXPECT_EQ(LookUpAddress(directory.m_Endpoints, "x"), " no address at all\r\n");
+}
+
+TEST(DirectoryAddress, NoConnectionGivesTheStoredAddress)
+{
+    EXPECT_EQ(LookUpAddress(Nobody(), "192.168.0.9"), "192.168.0.9");
+}
+
+TEST(DirectoryAddress, UnknownHostGivesTheStoredAddress)
+{
+    XEndpoints endpoints;
+    endpoints.m_strHost = "no such host.";
+    EXPECT_EQ(LookUpAddress(endpoints, "192.168.0.9"), "192.168.0.9");
+}
+
+TEST(DirectoryAddress, FAloneAndFailedGiveTheStoredAddress)
+{
+    CScriptedDirectory f("f");
+    EXPECT_EQ(LookUpAddress(f.m_Endpoints, "1.2.3.4"), "1.2.3.4");
+    CScriptedDirectory failed("failed");
+    EXPECT_EQ(LookUpAddress(failed.m_Endpoints, "1.2.3.4"), "1.2.3.4");
+}
+
+TEST(DirectoryAddress, CapitalFIsNoRefusal)
+{
+    CScriptedDirectory directory("Fine");
+    EXPECT_EQ(LookUpAddress(directory.m_Endpoints, "1.2.3.4"), "Fine");
+}
+
+TEST(DirectoryAddress, DirectoryThatClosesWithoutAReplyGivesTheStoredAddress)
+{
+    CScriptedDirectory directory("");
+    EXPECT_EQ(LookUpAddress(directory.m_Endpoints, "1.2.3.4"), "1.2.3.4");
+}
+
+TEST(DirectoryAddress, DirectoryThatResetsTheConnectionGivesTheStoredAddress)
+{
+    CScriptedDirectory directory([](int connection, const std::string&) {
+        const linger hard{1, 0};
+        setsockopt(connection, SOL_SOCKET, SO_LINGER, &hard, sizeof hard);
+    });
+    EXPECT_EQ(LookUpAddress(directory.m_Endpoints, "1.2.3.4"), "1.2.3.4");
+}
+
+TEST(DirectoryAddress, DirectoryThatStaysSilentEndsAsAFailedRead)
+{
+    std::atomic<bool> release{false};
+    CScriptedDirectory directory([&](int, const std::string&) { WaitUntil([&] { return release.load(); }); });
+    directory.m_Endpoints.m_ulReplyTimeoutMs = 50;
+    EXPECT_EQ(LookUpAddress(directory.m_Endpoints, "1.2.3.4"), "1.2.3.4");
+    release = true;
+}
+
+TEST(DirectoryAddress, HalfAReplyIsNotLoopedOver)
+{
+    std::atomic<bool> taken{false};
+    CScriptedDirectory directory([&](int connection, const std::string&) {
+        send(connection, "10.1.", 5, MSG_NOSIGNAL);
+        WaitUntil([&] { return taken.load(); });
+        send(connection, "2.3", 3, MSG_NOSIGNAL);
+    });
+    EXPECT_EQ(LookUpAddress(directory.m_Endpoints, "x"), "10.1.");
+    taken = true;
+}
+
+TEST(DirectoryAddress, ReplyOf1024BytesIsTakenWholeAndMoreIsCut)
+{
+    CScriptedDirectory exact(std::string(1024, '1'));
+    EXPECT_EQ(LookUpAddress(exact.m_Endpoints, "x"), std::string(1024, '1'));
+    CScriptedDirectory longer(std::string(3000, '2'));
+    EXPECT_EQ(LookUpAddress(longer.m_Endpoints, "x"), std::string(1024, '2'));
+}
+
+TEST(DirectoryAddress, LongNameIsAskedWhole)
+{
+    CScriptedDirectory directory("f");
+    const std::string name(3000, 'n');
+    EXPECT_EQ(LookUpAddress(directory.m_Endpoints, name), name);
+    EXPECT_EQ(directory.Question(), "getip?domainname=" + name);
+}
+
+TEST(DirectoryChannels, QuestionIsBareTextAndNetIdIsTheTextEntered)
+{
+    CScriptedDirectory directory("10.1.2.3:16:whatever");
+    const auto result = AskChannels(directory.m_Endpoints, "4711");
+    EXPECT_TRUE(result.m_bConnected);
+    EXPECT_EQ(result.m_iNetID, 4711);
+    EXPECT_EQ(result.m_iCount, 16);
+    EXPECT_EQ(directory.Question(), "getip2?domainname=4711");
+}
+
+TEST(DirectoryChannels, NoConnectionIsFalseAndChangesNothing)
+{
+    const auto result = AskChannels(Nobody(), "4711");
+    EXPECT_FALSE(result.m_bConnected);
+    EXPECT_EQ(result.m_iNetID, -7);
+    EXPECT_EQ(result.m_iCount, -8);
+}
+
+TEST(DirectoryChannels, ReplyOf1024BytesDoesNoHarm)
+{
+    CScriptedDirectory directory(std::string(1024, '9'));
+    const auto result = AskChannels(directory.m_Endpoints, "5");
+    EXPECT_TRUE(result.m_bConnected);
+    EXPECT_EQ(result.m_iCount, 0);
+}
+
+TEST(DirectoryChannels, DirectoryThatClosesWithoutAReplyCountsAsNoColon)
+{
+    CScriptedDirectory directory("");
+    const auto result = AskChannels(directory.m_Endpoints, "5");
+    EXPECT_TRUE(result.m_bConnected);
+    EXPECT_EQ(result.m_iNetID, 5);
+    EXPECT_EQ(result.m_iCount, 0);
+}
+
+struct XReplyRow {
+    const char* m_szName;
+    const char* m_szReply;
+    const char* m_szEntered;
+    std::int32_t m_iNetID;
+    std::int32_t m_iCount;
+};
+
+class DirectoryReply : public testing::TestWithParam<XReplyRow>
+{
+};
+
+TEST_P(DirectoryReply, IsReadSo)
+{
+    std::int32_t netId = -7;
+    std::int32_t count = -8;
+    ParseChannelReply(GetParam().m_szReply, GetParam().m_szEntered, netId, count);
+    EXPECT_EQ(netId, GetParam().m_iNetID);
+    EXPECT_EQ(count, GetParam().m_iCount);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, DirectoryReply,
+    testing::Values(XReplyRow{"ThreeFields", "1.2.3.4:16:x", "4711", 4711, 16},
+                    XReplyRow{"SixteenWhateverTheFirstAndTheThirdHold", "99:16:77:5", "3", 3, 16},
+                    XReplyRow{"ColonAtTheStartSkipsAll", ":16:x", "4711", -7, -8},
+                    XReplyRow{"NoColon", "16", "4711", 4711, 0}, XReplyRow{"Empty", "", "4711", 4711, 0},
+                    XReplyRow{"OneColonOnly", "a:16", "4711", 4711, 0},
+                    XReplyRow{"SecondFieldEmpty", "a::16", "4711", 4711, 0},
+                    XReplyRow{"BeginsWithFHasNoSpecialMeaning", "failed:4:x", "4711", 4711, 4},
+                    XReplyRow{"EnteredTextIsNoNumber", "a:2:b", "my.device", 0, 2},
+                    XReplyRow{"EnteredNumberWithRest", "a:2:b", " 12ab", 12, 2},
+                    XReplyRow{"CountIsNoNumber", "a:x:b", "1", 1, 0},
+                    XReplyRow{"CountTooLargeForTheMachine", "a:99999999999999999999:b", "1", 1, 2147483647},
+                    XReplyRow{"NegativeCount", "a:-3:b", "1", 1, -3}),
+    [](const auto& row) { return std::string(row.param.m_szName); });
+
+class DirectoryEndpoints : public testing::Test
+{
+  protected:
+    DirectoryEndpoints()
+    {
+        char folder[] = "/tmp/watchwall-directory-XXXXXX";
+        m_Folder = mkdtemp(folder);
+        std::filesystem::create_directories(m_Folder / "config");
+        SetModuleDirectory(SystemPath(m_Folder.string()));
+    }
+    ~DirectoryEndpoints() override
+    {
+        SetModuleDirectory("");
+        std::filesystem::remove_all(m_Folder);
+    }
+    void WriteIni(const std::string& text) const { std::ofstream(m_Folder / "config/system.ini") << text; }
+
+    std::filesystem::path m_Folder;
+};
+
+TEST_F(DirectoryEndpoints, AreThisMachineAndTheSystemsPortsByDefault)
+{
+    const auto endpoints = ReadEndpoints();
+    EXPECT_EQ(endpoints.m_strHost, "127.0.0.1");
+    EXPECT_EQ(endpoints.m_usDirectoryPort, 6800);
+    EXPECT_EQ(endpoints.m_usRendezvousPort, 4567);
+    WriteIni("[System]\nDirectoryServer=\nDirectoryPort=0\nRendezvousPort=70000\n");
+    const auto odd = ReadEndpoints();
+    EXPECT_EQ(odd.m_strHost, "127.0.0.1");
+    EXPECT_EQ(odd.m_usDirectoryPort, 6800);
+    EXPECT_EQ(odd.m_usRendezvousPort, 4567);
+}
+
+TEST_F(DirectoryEndpoints, ComeFromTheSettings)
+{
+    WriteIni("[System]\nDirectoryServer=directory.example\nDirectoryPort=16800\nRendezvousPort=14567\n");
+    const auto endpoints = ReadEndpoints();
+    EXPECT_EQ(endpoints.m_strHost, "directory.example");
+    EXPECT_EQ(endpoints.m_usDirectoryPort, 16800);
+    EXPECT_EQ(endpoints.m_usRendezvousPort, 14567);
+}
+
+TEST_F(DirectoryEndpoints, HostMayBeANameOrAnAddress)
+{
+    in_addr address{};
+    ASSERT_TRUE(ResolveHost("127.0.0.3", address));
+    EXPECT_EQ(address.s_addr, MakeAddress("127.0.0.3", 0).sin_addr.s_addr);
+    ASSERT_TRUE(ResolveHost("localhost", address));
+    EXPECT_EQ(address.s_addr, MakeAddress("127.0.0.1", 0).sin_addr.s_addr);
+    EXPECT_FALSE(ResolveHost("no such host.", address));
+}
+
+}  // namespace
