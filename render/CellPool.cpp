@@ -37,15 +37,45 @@ void ReleaseCell(HWND window)
         const auto cell = std::ranges::find(pool.m_Cells, window, &CRenderSub::m_hWnd);
         if (cell == pool.m_Cells.end()) return;
         cell->m_bUsed = false;
+        cell->m_bShown = false;
     }
+    PostMessageA(window, CELL_MESSAGE_CHANGED, 0, 0);
     InvalidateRect(window);
+}
+
+bool IsCellUsed(HWND window)
+{
+    auto& pool = Pool();
+    const std::lock_guard lock(pool.m_cs);
+    const auto cell = std::ranges::find(pool.m_Cells, window, &CRenderSub::m_hWnd);
+    return cell != pool.m_Cells.end() && cell->m_bUsed;
+}
+
+bool IsCellShown(HWND window)
+{
+    auto& pool = Pool();
+    const std::lock_guard lock(pool.m_cs);
+    const auto cell = std::ranges::find(pool.m_Cells, window, &CRenderSub::m_hWnd);
+    return cell != pool.m_Cells.end() && cell->m_bShown;
+}
+
+void NoteCellShown(HWND window)
+{
+    auto& pool = Pool();
+    {
+        const std::lock_guard lock(pool.m_cs);
+        const auto cell = std::ranges::find(pool.m_Cells, window, &CRenderSub::m_hWnd);
+        if (cell == pool.m_Cells.end() || !cell->m_bUsed || cell->m_bShown) return;
+        cell->m_bShown = true;
+    }
+    PostMessageA(window, CELL_MESSAGE_CHANGED, 0, 0);
 }
 
 void AddCell(HWND window)
 {
     auto& pool = Pool();
     const std::lock_guard lock(pool.m_cs);
-    pool.m_Cells.push_back({false, window});
+    pool.m_Cells.push_back({false, window, false});
 }
 
 void RemoveAllCells()

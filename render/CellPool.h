@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <vector>
 
 #include "platform/windows.h"
@@ -12,13 +13,26 @@
 struct CRenderSub {
     bool m_bUsed = false;      // a stream has been assigned to this cell
     HWND m_hWnd = HWND::Null;  // the cell window
+    bool m_bShown = false;     // a renderer has drawn a picture into it since it was assigned
 };
+
+/// Posted to a cell window when IsCellShown of it has changed.
+inline constexpr std::uint32_t CELL_MESSAGE_CHANGED = 0x406;
 
 /// The first free cell's window, which is in use from now on; HWND::Null when all are.
 HWND TakeFreeCell();
 
 /// Gives a cell back and lets its window repaint. A window that is no cell's changes nothing.
 void ReleaseCell(HWND window);
+
+/// Whether the cell of that window is used; false for a window that is no cell's.
+bool IsCellUsed(HWND window);
+
+/// Whether pictures are drawn into the cell, so that nothing else may paint it.
+bool IsCellShown(HWND window);
+
+/// A renderer has drawn into the window; a window that is no used cell's changes nothing.
+void NoteCellShown(HWND window);
 
 /// Appends a free cell. For the grid's start.
 void AddCell(HWND window);

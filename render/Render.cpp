@@ -3,6 +3,8 @@
 #include <mutex>
 #include <utility>
 
+#include "render/RenderSelect.h"
+
 std::int32_t CRender::Init(HWND window)
 {
     m_hWnd = window;
@@ -36,7 +38,8 @@ std::shared_ptr<CRender> CreateRender()
 {
     auto& singleton = Singleton();
     const std::lock_guard lock(singleton.m_cs);
-    if (!singleton.m_pRender && singleton.m_Factory) singleton.m_pRender = singleton.m_Factory();
+    if (!singleton.m_pRender)
+        singleton.m_pRender = singleton.m_Factory ? singleton.m_Factory() : SelectRender();
     return singleton.m_pRender;
 }
 

@@ -1,0 +1,266 @@
+#include "render/D3DSurfaceRender.h"
+
+#include "codec/convert.h"
+#include "model/Language.h"
+#include "platform/paths.h"
+#include "render/BmpFile.h"
+#include "render/CellPool.h"
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+namespace
+{
+
+constexpr std::int32_t FORMAT_BGR0 = 0x23;  // 32-bit pixels: blue, green, red, 0
+
+struct Failure {
+    DEVICE_RESULT m_Result;
+    const char* m_szText;
+};
+
+constexpr Failure CREATE_DEVICE_FAILURES[] = {
+    {DEVICE_RESULT::NotAvailable, "CreateDevice failed: Not Available"},
+    {DEVICE_RESULT::OutOfVideoMemory, "CreateDevice failed: Out Of Video Memory"},
+    {DEVICE_RESULT::DeviceLost, "CreateDevice failed: Device Lost"},
+    {DEVICE_RESULT::InvalidCall, "CreateDevice failed: Invalid Call"},
+};
+
+const char* CreateDeviceText(DEVICE_RESULT result)
+{
+    for (const Failure& failure : CREATE_DEVICE_FAILURES) {
+        if (failure.m_Result == result) return failure.m_szText;
+    }
+    return "CreateDevice failed: Unknown Error";
+}
+
+}  // namespace
+
+// The three objects of one stream. A rebuilding replaces them while the link thread may be about to use them,
+// so both sides go through the leaf lock and keep what they took.
+class CD3DSurfaceRender::CD3DSurface : public CSurface
+{
+  public:
+    using CSurface::CSurface;
+
+    struct Objects {
+        std::shared_ptr<IOffscreenSurface> pOffscreen;
+        std::shared_ptr<ISwapChain> pSwapChain;
+        std::shared_ptr<IBackBuffer> pBackBuffer;
+    };
+
+    Objects Get() const
+    {
+        const std::lock_guard lock(m_csObjects);
+        return m_Objects;
+    }
+
+    void Set(Objects objects)
+    {
+        {
+            const std::lock_guard lock(m_csObjects);
+            std::swap(m_Objects, objects);
+        }
+        objects.pBackBuffer.reset();
+        objects.pSwapChain.reset();
+        objects.pOffscreen.reset();
+    }
+
+    XPresentParameters m_Parameters;
+
+  private:
+    mutable std::mutex m_csObjects;  // a leaf lock
+    Objects m_Objects;
+};
+
+CD3DSurfaceRender::CD3DSurfaceRender(SURFACE_ADAPTER_FACTORY open) : m_pOpen(std::move(open)) {}
+
+CD3DSurfaceRender::~CD3DSurfaceRender()
+{
+    Uninit();
+    for (CSurface* surface : m_Surfaces)
+        delete surface;
+}
+
+std::shared_ptr<ISurfaceDevice> CD3DSurfaceRender::GetDevice() const
+{
+    const std::lock_guard lock(m_csDevice);
+    return m_pDevice;
+}
+
+void CD3DSurfaceRender::SetDevice(std::shared_ptr<ISurfaceDevice> device)
+{
+    const std::lock_guard lock(m_csDevice);
+    m_pDevice.swap(device);
+}
+
+std::int32_t CD3DSurfaceRender::Init(HWND window)
+{
+    CRender::Init(window);
+    CMessages messages;
+    const bool created = CreateDevice(messages);
+    Show(messages);
+    return created ? 1 : 0;
+}
+
+std::int32_t CD3DSurfaceRender::Uninit()
+{
+    SetDevice(nullptr);
+    m_pD3D.reset();
+    return 1;
+}
+
+void CD3DSurfaceRender::Show(const CMessages& messages) const
+{
+    for (const std::string& text : messages)
+        MessageBoxA(m_hWnd, text, "", MB_OK | MB_ICONERROR);
+}
+
+bool CD3DSurfaceRender::CreateDevice(CMessages& messages)
+{
+    const auto fail = [&messages](std::string text) {
+        messages.push_back(std::move(text));
+        return false;
+    };
+    m_pD3D = m_pOpen();
+    if (m_pD3D == nullptr) return fail(CLanguage::GetString("IDS_NoDirectX9"));
+    XDisplayMode mode;
+    if (!m_pD3D->GetAdapterDisplayMode(mode)) return fail("GetAdapterDisplayMode failed");
+    m_Format = mode.Format;
+    XDeviceCaps caps;
+    if (!m_pD3D->GetDeviceCaps(caps)) return fail(CLanguage::GetString("IDS_NoDisplayDriver"));
+    m_dwBehaviourFlags |=
+        caps.VertexProcessingCaps == 0 ? CREATE_SOFTWARE_VERTEXPROCESSING : CREATE_HARDWARE_VERTEXPROCESSING;
+    m_Parameters = {mode.Width, mode.Height, m_Format, 1, m_hWnd, true, 0};
+    std::shared_ptr<ISurfaceDevice> device;
+    const DEVICE_RESULT result = m_pD3D->CreateDevice(m_hWnd, m_dwBehaviourFlags, m_Parameters, device);
+    if (result != DEVICE_RESULT::Ok) return fail(CreateDeviceText(result));
+    device->SetSamplerState(TEXTURE_FILTER::Linear, TEXTURE_FILTER::Linear);
+    SetDevice(std::move(device));
+    return true;
+}
+
+CSurface* CD3DSurfaceRender::CreateSurface(std::int32_t width, std::int32_t height)
+{
+    CMessages messages;
+    auto surface = std::make_unique<CD3DSurface>(width, height);
+    CSurface* const handed_out = surface.get();
+    {
+        const CAutoLock lock(m_csRender);
+        Build(*surface, messages);
+        m_Surfaces.push_back(surface.release());
+    }
+    Show(messages);
+    return handed_out;
+}
+
+// Builds the three objects for the surface's size, as far as it goes.
+void CD3DSurfaceRender::Build(CD3DSurface& surface, CMessages& messages)
+{
+    surface.Set({});
+    CD3DSurface::Objects objects;
+    const auto device = GetDevice();
+    if (device != nullptr)
+        objects.pOffscreen =
+            device->CreateOffscreenPlainSurface(surface.m_iWidth, surface.m_iHeight, SURFACE_FORMAT::X8R8G8B8);
+    if (objects.pOffscreen == nullptr) {
+        messages.emplace_back("Create Off Screen Surface failed!");
+        return;
+    }
+    surface.m_Parameters = {surface.m_iWidth, surface.m_iHeight, m_Format, 1, HWND::Null, true,
+                            PRESENTFLAG_VIDEO};
+    objects.pSwapChain = device->CreateAdditionalSwapChain(surface.m_Parameters);
+    if (objects.pSwapChain == nullptr) {
+        messages.emplace_back("Create Additional Swap Chain failed!");
+    } else {
+        objects.pBackBuffer = objects.pSwapChain->GetBackBuffer(0);
+        if (objects.pBackBuffer == nullptr) messages.emplace_back("Get Back Buffer failed!");
+    }
+    surface.Set(std::move(objects));
+}
+
+void CD3DSurfaceRender::DestroySurface(CSurface* surface)
+{
+    if (surface == nullptr) return;
+    const CAutoLock lock(m_csRender);
+    const auto found = std::find(m_Surfaces.begin(), m_Surfaces.end(), surface);
+    if (found == m_Surfaces.end()) return;
+    static_cast<CD3DSurface*>(surface)->Set({});
+    delete surface;
+    m_Surfaces.erase(found);
+}
+
+// A new device, and every surface rebuilt in place with its own size. The device is made afresh, not reset, and
+// whether that succeeded shows at the next frame.
+void CD3DSurfaceRender::Recover(CMessages& messages)
+{
+    const CAutoLock lock(m_csRender);
+    const auto lost = GetDevice();
+    if (lost == nullptr || lost->TestCooperativeLevel() != DEVICE_STATE::NotReset)
+        return;  // another link thread was faster
+    SetDevice(nullptr);
+    m_pD3D.reset();
+    CreateDevice(messages);
+    for (CSurface* surface : m_Surfaces)
+        Build(*static_cast<CD3DSurface*>(surface), messages);
+}
+
+std::int32_t CD3DSurfaceRender::DisplayClient(const CodecFrame* frame, CSurface* surface, HWND window)
+{
+    const auto device = GetDevice();
+    if (window == HWND::Null || device == nullptr) return -1;
+    switch (device->TestCooperativeLevel()) {
+        case DEVICE_STATE::Lost:
+            return 0;
+        case DEVICE_STATE::NotReset: {
+            CMessages messages;
+            Recover(messages);
+            Show(messages);
+            return 0;
+        }
+        case DEVICE_STATE::Working:
+            break;
+    }
+    if (surface == nullptr) return -1;
+    auto& stream = *static_cast<CD3DSurface*>(surface);
+    const CD3DSurface::Objects objects = stream.Get();
+    if (frame != nullptr && objects.pOffscreen != nullptr) Upload(*frame, stream, *objects.pOffscreen);
+    if (objects.pOffscreen == nullptr || objects.pBackBuffer == nullptr) return -1;
+    // The upload went by the surface's size, the stretch goes by the frame's.
+    const RECT source{0, 0, frame != nullptr ? frame->width : stream.m_iWidth,
+                      frame != nullptr ? frame->height : stream.m_iHeight};
+    bool shown = false;
+    {
+        const CAutoLock lock(m_csRender);
+        device->StretchRect(*objects.pOffscreen, source, *objects.pBackBuffer, TEXTURE_FILTER::Linear);
+        shown = objects.pSwapChain->Present(window);
+    }
+    if (shown) NoteCellShown(window);
+    return 0;
+}
+
+// A picture that is busy keeps what it holds; so does one whose width the conversion refuses.
+void CD3DSurfaceRender::Upload(const CodecFrame& frame, const CSurface& surface, IOffscreenSurface& to)
+{
+    XLockedRect locked;
+    if (!to.Lock(locked)) return;
+    ConvertTarget target{};
+    target.data[0] = locked.bits;
+    target.linesize[0] = locked.pitch;
+    target.format = FORMAT_BGR0;
+    ConvertFrame(target, frame, surface.m_iWidth, surface.m_iHeight, false);
+    to.Unlock();
+}
+
+std::int32_t CD3DSurfaceRender::SaveSnapshot(std::string path, CSurface* surface)
+{
+    if (surface == nullptr) return 0;
+    auto& stream = *static_cast<CD3DSurface*>(surface);
+    const auto picture = stream.Get().pOffscreen;
+    XLockedRect locked;
+    if (picture == nullptr || !picture->Lock(locked)) return 0;
+    WriteBmpFile(HostPath(path), locked.bits, locked.pitch, stream.m_iWidth, stream.m_iHeight);
+    picture->Unlock();
+    return 0;
+}

@@ -1,0 +1,67 @@
+#pragma once
+
+#include "platform/threads.h"
+#include "render/Render.h"
+#include "render/SurfaceDevice.h"
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+/// The default renderer: one device for all streams; for each stream an off-screen picture, into which the
+/// frame is converted directly, and a swap chain, from which it is shown scaled in whatever window the caller
+/// names. Nothing waits: a busy device costs frames and never stalls a link thread. After a lost device
+/// everything is rebuilt in place: the callers' surfaces stay valid.
+///
+/// States of the device (TestCooperativeLevel): *working*: frames are shown; *lost*: frames are dropped and the
+/// device is left alone; *not reset*: the next frame rebuilds device and surfaces and is dropped itself.
+///
+/// The critical section covers CreateSurface, DestroySurface, the rebuilding, and each stretch with its
+/// presentation. The conversion runs outside of it, on a picture that only the stream's own link thread writes;
+/// that picture is kept alive for as long as it is being written, so a rebuilding on another thread costs its
+/// contents and nothing more.
+class CD3DSurfaceRender : public CRender
+{
+  public:
+    /// `open` opens the display adapter at Init and again at each rebuilding.
+    explicit CD3DSurfaceRender(SURFACE_ADAPTER_FACTORY open);
+    ~CD3DSurfaceRender() override;
+
+    std::int32_t Init(HWND window) override;
+    std::int32_t Uninit() override;
+    /// 0: shown, or dropped on purpose; -1: no window, no device, or a surface that could not be built.
+    std::int32_t DisplayClient(const CodecFrame* frame, CSurface* surface, HWND window) override;
+    /// Also a surface whose building failed half-way is handed out (the user has seen the message):
+    /// DisplayClient refuses it, DestroySurface takes it.
+    CSurface* CreateSurface(std::int32_t width, std::int32_t height) override;
+    void DestroySurface(CSurface* surface) override;
+    /// A BMP of 32 bits a pixel, at the surface's full size, whatever the file's name says.
+    std::int32_t SaveSnapshot(std::string path, CSurface* surface) override;
+
+  private:
+    class CD3DSurface;
+    // Texts for the user, gathered under the critical section and shown after it.
+    using CMessages = std::vector<std::string>;
+
+    bool CreateDevice(CMessages& messages);
+    void Build(CD3DSurface& surface, CMessages& messages);
+    void Recover(CMessages& messages);
+    void Show(const CMessages& messages) const;
+    static void Upload(const CodecFrame& frame, const CSurface& surface, IOffscreenSurface& to);
+    std::shared_ptr<ISurfaceDevice> GetDevice() const;
+    void SetDevice(std::shared_ptr<ISurfaceDevice> device);
+
+    const SURFACE_ADAPTER_FACTORY m_pOpen;
+    CCriticalSection m_csRender;
+
+    // under m_csRender, but for Init and Uninit, during which no link thread calls
+    std::shared_ptr<ISurfaceAdapter> m_pD3D;
+    XPresentParameters m_Parameters;
+    std::uint32_t m_dwBehaviourFlags = 0;  // only ever or-ed
+    SURFACE_FORMAT m_Format = SURFACE_FORMAT::X8R8G8B8;
+
+    mutable std::mutex
+        m_csDevice;  // a leaf lock; guards the pointer alone, which frames read before they wait for m_csRender
+    std::shared_ptr<ISurfaceDevice> m_pDevice;
+};

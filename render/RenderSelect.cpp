@@ -1,0 +1,66 @@
+#include "render/RenderSelect.h"
+
+#include "render/D3DSurfaceRender.h"
+#include "render/EglSurfaceDevice.h"
+
+#include "platform/display.h"
+#include "platform/paths.h"
+#include "platform/profile.h"
+
+#include <cstdio>
+
+namespace
+{
+
+struct Adapter {
+    unsigned m_ulVendor;
+    unsigned m_ulDevice;
+};
+
+// Adapters whose surfaces can't be stretched reliably; ended by a zero vendor.
+constexpr Adapter RenderBlacklist[] = {
+    {0x1039, 0x6300}, {0x1039, 0x6330}, {0x1023, 0x8500}, {0x1002, 0x4C57},
+    {0x10DE, 0x002D}, {0x10DE, 0x0622}, {0, 0},
+};
+
+constexpr std::size_t VENDOR_AT = 8;   // behind "PCI\VEN_"
+constexpr std::size_t DEVICE_AT = 17;  // behind "&DEV_"
+constexpr std::size_t DIGITS = 4;
+
+unsigned HexadecimalAt(const std::string& text, std::size_t at)
+{
+    unsigned value = 0;
+    if (at < text.size()) std::sscanf(text.substr(at, DIGITS).c_str(), "%x", &value);
+    return value;
+}
+
+std::unique_ptr<CRender> MakeRender(std::int32_t mode)
+{
+    switch (mode) {
+        case RENDER_D3D_SURFACE:
+            return std::make_unique<CD3DSurfaceRender>(OpenEglSurfaceAdapter);
+        default:
+            return nullptr;
+    }
+}
+
+}  // namespace
+
+RENDER_MODE DetectRenderMode(const std::string& adapterId)
+{
+    if (adapterId.empty()) return RENDER_AUTOMATIC;
+    const unsigned vendor = HexadecimalAt(adapterId, VENDOR_AT);
+    const unsigned device = HexadecimalAt(adapterId, DEVICE_AT);
+    for (const Adapter* listed = RenderBlacklist; listed->m_ulVendor != 0; ++listed) {
+        if (listed->m_ulVendor == vendor && listed->m_ulDevice == device) return RENDER_DD_OFFSCREEN;
+    }
+    return RENDER_D3D_SURFACE;
+}
+
+std::unique_ptr<CRender> SelectRender()
+{
+    const std::string path = GetModuleDirectory() + "config\\system.ini";
+    std::int32_t mode = GetPrivateProfileIntA("System", "Render", RENDER_AUTOMATIC, path.c_str());
+    if (mode == RENDER_AUTOMATIC) mode = DetectRenderMode(GetPrimaryDisplayAdapterId());
+    return MakeRender(mode);
+}

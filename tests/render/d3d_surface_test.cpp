@@ -1,0 +1,338 @@
+#include "render/D3DSurfaceRender.h"
+
+#include <gmock/gmock.h>
+
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <optional>
+
+#include "platform/paths.h"
+#include "render/MemorySurfaceDevice.h"
+#include "tests/render/render_support.h"
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace
+{
+
+constexpr HWND CELL{1};
+constexpr HWND OTHER_CELL{2};
+constexpr std::int32_t WIDTH = 352;
+constexpr std::int32_t HEIGHT = 288;
+
+class D3DSurfaceTest : public testing::Test
+{
+  protected:
+    std::uint32_t Pixel(HWND window, std::int32_t x, std::int32_t y) const
+    {
+        const XMemoryPicture picture = m_pAdapter->GetPicture(window);
+        std::uint32_t pixel = 0xFFFFFFFF;
+        if (x < picture.iWidth && y < picture.iHeight)
+            std::memcpy(&pixel, &picture.pixels[static_cast<std::size_t>(y * picture.iWidth + x) * 4], 4);
+        return pixel;
+    }
+
+    CRecordingBackend m_Backend;
+    std::shared_ptr<CMemorySurfaceAdapter> m_pAdapter = std::make_shared<CMemorySurfaceAdapter>();
+    int m_iOpened = 0;
+    CD3DSurfaceRender m_Render{[this] {
+        ++m_iOpened;
+        return m_pAdapter;
+    }};
+};
+
+TEST_F(D3DSurfaceTest, InitCreatesAWindowedDeviceOfTheScreensSize)
+{
+    EXPECT_NE(m_Render.Init(HWND{7}), 0);
+    const XPresentParameters parameters = m_pAdapter->GetDeviceParameters();
+    EXPECT_EQ(parameters.BackBufferWidth, 1280);
+    EXPECT_EQ(parameters.BackBufferHeight, 1024);
+    EXPECT_EQ(parameters.BackBufferCount, 1U);
+    EXPECT_EQ(parameters.hDeviceWindow, HWND{7});
+    EXPECT_TRUE(parameters.Windowed);
+    EXPECT_EQ(m_pAdapter->GetBehaviourFlags(), CREATE_HARDWARE_VERTEXPROCESSING);
+    EXPECT_THAT(m_Backend.TakeTexts(), IsEmpty());
+}
+
+TEST_F(D3DSurfaceTest, AdapterWithoutVertexWorkGetsTheSoftwareFlag)
+{
+    m_pAdapter->SetVertexProcessingCaps(0);
+    EXPECT_NE(m_Render.Init(CELL), 0);
+    EXPECT_EQ(m_pAdapter->GetBehaviourFlags(), CREATE_SOFTWARE_VERTEXPROCESSING);
+}
+
+TEST_F(D3DSurfaceTest, NoAdapterAtAllShowsItsText)
+{
+    CD3DSurfaceRender render([] { return nullptr; });
+    EXPECT_EQ(render.Init(CELL), 0);
+    EXPECT_THAT(m_Backend.TakeTexts(), ElementsAre("Not found"));  // no language file stands in this test
+}
+
+struct StepRow {
+    DEVICE_STEP m_Step;
+    DEVICE_RESULT m_Result;
+    const char* m_szText;
+};
+
+class InitFailureTest : public D3DSurfaceTest, public testing::WithParamInterface<StepRow>
+{
+};
+
+TEST_P(InitFailureTest, ShowsItsTextAndFails)
+{
+    m_pAdapter->SetFault(GetParam().m_Step, true, GetParam().m_Result);
+    EXPECT_EQ(m_Render.Init(CELL), 0);
+    EXPECT_THAT(m_Backend.TakeTexts(), ElementsAre(GetParam().m_szText));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Steps, InitFailureTest,
+    testing::Values(
+        StepRow{DEVICE_STEP::GetAdapterDisplayMode, DEVICE_RESULT::Failed, "GetAdapterDisplayMode failed"},
+        StepRow{DEVICE_STEP::GetDeviceCaps, DEVICE_RESULT::Failed, "Not found"},
+        StepRow{DEVICE_STEP::CreateDevice, DEVICE_RESULT::NotAvailable, "CreateDevice failed: Not Available"},
+        StepRow{DEVICE_STEP::CreateDevice, DEVICE_RESULT::OutOfVideoMemory,
+                "CreateDevice failed: Out Of Video Memory"},
+        StepRow{DEVICE_STEP::CreateDevice, DEVICE_RESULT::DeviceLost, "CreateDevice failed: Device Lost"},
+        StepRow{DEVICE_STEP::CreateDevice, DEVICE_RESULT::InvalidCall, "CreateDevice failed: Invalid Call"},
+        StepRow{DEVICE_STEP::CreateDevice, DEVICE_RESULT::Failed, "CreateDevice failed: Unknown Error"}));
+
+TEST_F(D3DSurfaceTest, FrameIsShownInTheWindowOfTheCall)
+{
+    m_Render.Init(CELL);
+    for (const std::int32_t width : {352, 704}) {
+        CSurface* const surface = m_Render.CreateSurface(width, HEIGHT);
+        const CTestFrame frame(width, HEIGHT, 200);
+        EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, surface, CELL), 0);
+        EXPECT_EQ(m_pAdapter->GetPicture(CELL).iWidth, width);
+        EXPECT_EQ(m_pAdapter->GetPicture(CELL).iHeight, HEIGHT);
+        EXPECT_EQ(Pixel(CELL, 0, 0), GreyPixel(200));
+        EXPECT_EQ(Pixel(CELL, width - 1, HEIGHT - 1), GreyPixel(200));
+        m_Render.DestroySurface(surface);
+    }
+}
+
+TEST_F(D3DSurfaceTest, StreamMovesBetweenWindows)
+{
+    m_Render.Init(CELL);
+    CSurface* const surface = m_Render.CreateSurface(WIDTH, HEIGHT);
+    const CTestFrame first(WIDTH, HEIGHT, 100);
+    const CTestFrame second(WIDTH, HEIGHT, 150);
+    m_Render.DisplayClient(&first.m_Frame, surface, CELL);
+    m_Render.DisplayClient(&second.m_Frame, surface, OTHER_CELL);
+    EXPECT_EQ(Pixel(CELL, 5, 5), GreyPixel(100));
+    EXPECT_EQ(Pixel(OTHER_CELL, 5, 5), GreyPixel(150));
+}
+
+TEST_F(D3DSurfaceTest, WidthThatTheConversionRefusesKeepsTheOldContents)
+{
+    m_Render.Init(CELL);
+    CSurface* const surface = m_Render.CreateSurface(360, HEIGHT);
+    const CTestFrame frame(360, HEIGHT, 200);
+    EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, surface, CELL), 0);
+    EXPECT_EQ(Pixel(CELL, 0, 0), 0U);
+}
+
+TEST_F(D3DSurfaceTest, NullFrameShowsWhatTheSurfaceHolds)
+{
+    m_Render.Init(CELL);
+    CSurface* const surface = m_Render.CreateSurface(WIDTH, HEIGHT);
+    const CTestFrame frame(WIDTH, HEIGHT, 90);
+    m_Render.DisplayClient(&frame.m_Frame, surface, CELL);
+    EXPECT_EQ(m_Render.DisplayClient(nullptr, surface, OTHER_CELL), 0);
+    EXPECT_EQ(Pixel(OTHER_CELL, 9, 9), GreyPixel(90));
+}
+
+// The upload goes by the surface's size, the stretch by the frame's.
+TEST_F(D3DSurfaceTest, SmallerFrameIsStretchedFromItsOwnRectangle)
+{
+    m_Render.Init(CELL);
+    CSurface* const surface = m_Render.CreateSurface(WIDTH, HEIGHT);
+    CTestFrame frame(WIDTH, HEIGHT, 200);
+    std::memset(frame.m_Frame.data[0] + WIDTH * HEIGHT / 2, 50, WIDTH * HEIGHT / 2);
+    frame.m_Frame.height = HEIGHT / 2;
+    EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, surface, CELL), 0);
+    EXPECT_EQ(m_pAdapter->GetPicture(CELL).iHeight, HEIGHT);
+    EXPECT_EQ(Pixel(CELL, 0, HEIGHT - 1), GreyPixel(200));
+}
+
+TEST_F(D3DSurfaceTest, BadArgumentsAreMinusOne)
+{
+    const CTestFrame frame(WIDTH, HEIGHT, 90);
+    EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, nullptr, CELL), -1) << "no device yet";
+    m_Render.Init(CELL);
+    CSurface* const surface = m_Render.CreateSurface(WIDTH, HEIGHT);
+    EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, surface, HWND::Null), -1);
+    EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, nullptr, CELL), -1);
+    EXPECT_EQ(m_pAdapter->GetPresentCount(), 0U);
+}
+
+struct SurfaceStepRow {
+    DEVICE_STEP m_Step;
+    const char* m_szText;
+};
+
+class SurfaceFailureTest : public D3DSurfaceTest, public testing::WithParamInterface<SurfaceStepRow>
+{
+};
+
+TEST_P(SurfaceFailureTest, PartlyBuiltSurfaceIsHandedOutRefusedAndDestroyed)
+{
+    m_Render.Init(CELL);
+    m_pAdapter->SetFault(GetParam().m_Step, true);
+    CSurface* const surface = m_Render.CreateSurface(WIDTH, HEIGHT);
+    ASSERT_NE(surface, nullptr);
+    EXPECT_THAT(m_Backend.TakeTexts(), ElementsAre(GetParam().m_szText));
+    const CTestFrame frame(WIDTH, HEIGHT, 90);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, surface, CELL), -1);
+    m_Render.DestroySurface(surface);
+    EXPECT_THAT(m_Backend.TakeTexts(), IsEmpty()) << "frames fail silently";
+}
+
+INSTANTIATE_TEST_SUITE_P(Steps, SurfaceFailureTest,
+                         testing::Values(SurfaceStepRow{DEVICE_STEP::CreateOffscreenPlainSurface,
+                                                        "Create Off Screen Surface failed!"},
+                                         SurfaceStepRow{DEVICE_STEP::CreateAdditionalSwapChain,
+                                                        "Create Additional Swap Chain failed!"},
+                                         SurfaceStepRow{DEVICE_STEP::GetBackBuffer,
+                                                        "Get Back Buffer failed!"}));
+
+TEST_F(D3DSurfaceTest, LostDeviceDropsFramesAndIsLeftAlone)
+{
+    m_Render.Init(CELL);
+    CSurface* const surface = m_Render.CreateSurface(WIDTH, HEIGHT);
+    const CTestFrame frame(WIDTH, HEIGHT, 90);
+    m_pAdapter->SetState(DEVICE_STATE::Lost);
+    EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, surface, CELL), 0);
+    EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, surface, CELL), 0);
+    EXPECT_EQ(m_pAdapter->GetPresentCount(), 0U);
+    EXPECT_EQ(m_pAdapter->GetCallCount(DEVICE_STEP::CreateDevice), 1U);
+    EXPECT_EQ(m_iOpened, 1);
+}
+
+TEST_F(D3DSurfaceTest, FirstFrameAfterTheLossRebuildsAllSurfacesAndTheSecondIsShown)
+{
+    m_Render.Init(CELL);
+    CSurface* const first = m_Render.CreateSurface(WIDTH, HEIGHT);
+    CSurface* const second = m_Render.CreateSurface(704, 576);
+    const CTestFrame small(WIDTH, HEIGHT, 90);
+    const CTestFrame large(704, 576, 120);
+    m_pAdapter->SetState(DEVICE_STATE::NotReset);
+
+    EXPECT_EQ(m_Render.DisplayClient(&small.m_Frame, first, CELL), 0);
+    EXPECT_EQ(m_pAdapter->GetPresentCount(), 0U) << "the frame that rebuilds is dropped";
+    EXPECT_EQ(m_iOpened, 2) << "made afresh from the adapter on, not reset";
+    EXPECT_EQ(m_pAdapter->GetCallCount(DEVICE_STEP::CreateOffscreenPlainSurface), 4U);
+
+    EXPECT_EQ(m_Render.DisplayClient(&small.m_Frame, first, CELL), 0);
+    EXPECT_EQ(m_Render.DisplayClient(&large.m_Frame, second, OTHER_CELL), 0);
+    EXPECT_EQ(Pixel(CELL, 0, 0), GreyPixel(90));
+    EXPECT_EQ(m_pAdapter->GetPicture(OTHER_CELL).iWidth, 704);
+    EXPECT_EQ(Pixel(OTHER_CELL, 703, 575), GreyPixel(120));
+}
+
+TEST_F(D3DSurfaceTest, FailedRebuildingShowsItsTextsAndRefusesFrames)
+{
+    m_Render.Init(CELL);
+    CSurface* const surface = m_Render.CreateSurface(WIDTH, HEIGHT);
+    const CTestFrame frame(WIDTH, HEIGHT, 90);
+    m_pAdapter->SetState(DEVICE_STATE::NotReset);
+    m_pAdapter->SetFault(DEVICE_STEP::CreateDevice, true, DEVICE_RESULT::DeviceLost);
+    EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, surface, CELL), 0);
+    EXPECT_THAT(m_Backend.TakeTexts(),
+                ElementsAre("CreateDevice failed: Device Lost", "Create Off Screen Surface failed!"));
+    EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, surface, CELL), -1);
+    m_Render.DestroySurface(surface);
+}
+
+// The flags are only ever or-ed, so a device that is rebuilt keeps what it had.
+TEST_F(D3DSurfaceTest, BehaviourFlagsAddUpOverRebuildings)
+{
+    m_Render.Init(CELL);
+    CSurface* const surface = m_Render.CreateSurface(WIDTH, HEIGHT);
+    const CTestFrame frame(WIDTH, HEIGHT, 90);
+    m_pAdapter->SetVertexProcessingCaps(0);
+    m_pAdapter->SetState(DEVICE_STATE::NotReset);
+    m_Render.DisplayClient(&frame.m_Frame, surface, CELL);
+    EXPECT_EQ(m_pAdapter->GetBehaviourFlags(),
+              CREATE_HARDWARE_VERTEXPROCESSING | CREATE_SOFTWARE_VERTEXPROCESSING);
+}
+
+TEST_F(D3DSurfaceTest, BusyPictureIsShownAsItIs)
+{
+    m_Render.Init(CELL);
+    CSurface* const surface = m_Render.CreateSurface(WIDTH, HEIGHT);
+    const CTestFrame first(WIDTH, HEIGHT, 90);
+    const CTestFrame second(WIDTH, HEIGHT, 180);
+    m_Render.DisplayClient(&first.m_Frame, surface, CELL);
+    m_pAdapter->SetFault(DEVICE_STEP::LockRect, true);
+    EXPECT_EQ(m_Render.DisplayClient(&second.m_Frame, surface, CELL), 0);
+    EXPECT_EQ(m_pAdapter->GetPresentCount(CELL), 2U);
+    EXPECT_EQ(Pixel(CELL, 0, 0), GreyPixel(90));
+}
+
+TEST_F(D3DSurfaceTest, FailuresOfStretchAndPresentationAreSilent)
+{
+    m_Render.Init(CELL);
+    CSurface* const surface = m_Render.CreateSurface(WIDTH, HEIGHT);
+    const CTestFrame frame(WIDTH, HEIGHT, 90);
+    m_pAdapter->SetFault(DEVICE_STEP::StretchRect, true);
+    EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, surface, CELL), 0);
+    m_pAdapter->SetFault(DEVICE_STEP::Present, true);
+    EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, surface, CELL), 0);
+    EXPECT_THAT(m_Backend.TakeTexts(), IsEmpty());
+}
+
+TEST_F(D3DSurfaceTest, SnapshotIsABmpOfTheSurfaceWhateverItsName)
+{
+    m_Render.Init(CELL);
+    CSurface* const surface = m_Render.CreateSurface(WIDTH, HEIGHT);
+    CTestFrame frame(WIDTH, HEIGHT, 90);
+    std::memset(frame.m_Frame.data[0], 200, WIDTH * 2);  // the two top rows
+    m_Render.DisplayClient(&frame.m_Frame, surface, CELL);
+
+    const auto path =
+        std::filesystem::temp_directory_path() / ("snapshot-" + std::to_string(getpid()) + ".jpg");
+    EXPECT_EQ(m_Render.SaveSnapshot(SystemPath(path.string()), surface), 0);
+    std::ifstream file(path, std::ios::binary);
+    const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+    std::filesystem::remove(path);
+
+    ASSERT_EQ(bytes.size(), 54U + WIDTH * HEIGHT * 4U);
+    EXPECT_EQ(bytes.substr(0, 2), "BM");
+    const auto word = [&bytes](std::size_t at) {
+        std::uint32_t value = 0;
+        std::memcpy(&value, bytes.data() + at, 4);
+        return value;
+    };
+    EXPECT_EQ(word(2), bytes.size());
+    EXPECT_EQ(word(18), static_cast<std::uint32_t>(WIDTH));
+    EXPECT_EQ(word(22), static_cast<std::uint32_t>(HEIGHT));
+    EXPECT_EQ(word(26), 1U | 32U << 16);
+    EXPECT_EQ(word(54), GreyPixel(90) | 0xFF000000) << "the bottom row comes first";
+    EXPECT_EQ(word(bytes.size() - 4), GreyPixel(200) | 0xFF000000);
+}
+
+TEST_F(D3DSurfaceTest, SnapshotThatCantBeWrittenLeavesNoTrace)
+{
+    m_Render.Init(CELL);
+    CSurface* const surface = m_Render.CreateSurface(WIDTH, HEIGHT);
+    EXPECT_EQ(m_Render.SaveSnapshot("c:\\proc\\no such folder\\a.jpg", surface), 0);
+    EXPECT_EQ(m_Render.SaveSnapshot("c:\\tmp\\never.jpg", nullptr), 0);
+    EXPECT_FALSE(std::filesystem::exists("/tmp/never.jpg"));
+}
+
+TEST_F(D3DSurfaceTest, ForeignAndNullSurfacesAreNotDestroyed)
+{
+    m_Render.Init(CELL);
+    m_Render.DestroySurface(nullptr);
+    CSurface* const surface = m_Render.CreateSurface(WIDTH, HEIGHT);
+    m_Render.DestroySurface(surface);
+    m_Render.DestroySurface(surface);  // not in the list any more
+}
+
+}  // namespace

@@ -1,0 +1,109 @@
+#include "render/RenderSelect.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "platform/paths.h"
+#include "render/D3DSurfaceRender.h"
+
+namespace
+{
+
+struct AdapterRow {
+    const char* m_szId;
+    RENDER_MODE m_Mode;
+};
+
+class AdapterTest : public testing::TestWithParam<AdapterRow>
+{
+};
+
+TEST_P(AdapterTest, ChoosesTheMode)
+{
+    EXPECT_EQ(DetectRenderMode(GetParam().m_szId), GetParam().m_Mode) << GetParam().m_szId;
+}
+
+INSTANTIATE_TEST_SUITE_P(Listed, AdapterTest,
+                         testing::Values(AdapterRow{"PCI\\VEN_1039&DEV_6300&SUBSYS_63001039&REV_00",
+                                                    RENDER_DD_OFFSCREEN},
+                                         AdapterRow{"PCI\\VEN_1039&DEV_6330", RENDER_DD_OFFSCREEN},
+                                         AdapterRow{"PCI\\VEN_1023&DEV_8500", RENDER_DD_OFFSCREEN},
+                                         AdapterRow{"PCI\\VEN_1002&DEV_4C57&SUBSYS_0", RENDER_DD_OFFSCREEN},
+                                         AdapterRow{"PCI\\VEN_10DE&DEV_002D", RENDER_DD_OFFSCREEN},
+                                         AdapterRow{"PCI\\VEN_10DE&DEV_0622", RENDER_DD_OFFSCREEN}));
+INSTANTIATE_TEST_SUITE_P(DigitsOfEitherCase, AdapterTest,
+                         testing::Values(AdapterRow{"PCI\\VEN_10de&DEV_002d", RENDER_DD_OFFSCREEN},
+                                         AdapterRow{"PCI\\VEN_1002&DEV_4c57", RENDER_DD_OFFSCREEN}));
+INSTANTIATE_TEST_SUITE_P(AnySuffix, AdapterTest,
+                         testing::Values(AdapterRow{"PCI\\VEN_10DE&DEV_0622FFFF whatever",
+                                                    RENDER_DD_OFFSCREEN}));
+INSTANTIATE_TEST_SUITE_P(
+    Others, AdapterTest,
+    testing::Values(AdapterRow{"PCI\\VEN_1002&DEV_9616&SUBSYS_0&REV_00", RENDER_D3D_SURFACE},
+                    AdapterRow{"PCI\\VEN_1039&DEV_002D", RENDER_D3D_SURFACE},
+                    AdapterRow{"PCI\\VEN_0000&DEV_0000", RENDER_D3D_SURFACE},
+                    AdapterRow{"PCI", RENDER_D3D_SURFACE}, AdapterRow{"x", RENDER_D3D_SURFACE}));
+INSTANTIATE_TEST_SUITE_P(NoAdapter, AdapterTest, testing::Values(AdapterRow{"", RENDER_AUTOMATIC}));
+
+class SelectRenderTest : public testing::Test
+{
+  protected:
+    SelectRenderTest()
+    {
+        std::string pattern = (std::filesystem::temp_directory_path() / "watchwall-select-XXXXXX").string();
+        m_strHome = mkdtemp(pattern.data());
+        std::filesystem::create_directory(m_strHome + "/config");
+        SetModuleDirectory(SystemPath(m_strHome) + "\\");
+    }
+    ~SelectRenderTest() override
+    {
+        ReleaseRender();
+        SetModuleDirectory("");
+        std::filesystem::remove_all(m_strHome);
+    }
+    void Configure(const std::string& render)
+    {
+        std::ofstream(m_strHome + "/config/system.ini") << "[System]\nRender=" << render << "\n";
+    }
+
+    std::string m_strHome;
+};
+
+TEST_F(SelectRenderTest, KeyOfOneIsTheSurfaceRenderer)
+{
+    Configure("1");
+    EXPECT_NE(dynamic_cast<CD3DSurfaceRender*>(CreateRender().get()), nullptr);
+}
+
+TEST_F(SelectRenderTest, MissingFileDetects)
+{
+    EXPECT_NE(dynamic_cast<CD3DSurfaceRender*>(CreateRender().get()), nullptr);
+}
+
+TEST_F(SelectRenderTest, KeyOfZeroDetects)
+{
+    Configure("0");
+    EXPECT_NE(dynamic_cast<CD3DSurfaceRender*>(CreateRender().get()), nullptr);
+}
+
+TEST_F(SelectRenderTest, UnknownValuesYieldNoRenderer)
+{
+    for (const char* value : {"4", "-1", "1000"}) {
+        Configure(value);
+        EXPECT_EQ(CreateRender(), nullptr) << value;
+    }
+}
+
+TEST_F(SelectRenderTest, SecondCallReturnsTheSameAndReadsNoConfiguration)
+{
+    Configure("1");
+    const auto first = CreateRender();
+    ASSERT_NE(first, nullptr);
+    Configure("4");
+    EXPECT_EQ(CreateRender(), first);
+}
+
+}  // namespace
