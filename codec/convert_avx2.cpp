@@ -19,6 +19,11 @@ struct avx2_set {
         return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
     }
     static void store(uint8_t* to, reg value) { _mm256_storeu_si256(reinterpret_cast<reg*>(to), value); }
+    static void store_past_cache(uint8_t* to, reg value)
+    {
+        _mm256_stream_si256(reinterpret_cast<reg*>(to), value);
+    }
+    static void fence() { _mm_sfence(); }
 
     // 64-bit parts in the order 0, 2, 1, 3: unpacking within the halves then gives registers in order.
     static reg straighten(reg value) { return _mm256_permute4x64_epi64(value, 0xD8); }

@@ -16,6 +16,11 @@ struct sse2_set {
 
     static reg load(const uint8_t* from) { return _mm_loadu_si128(reinterpret_cast<const reg*>(from)); }
     static void store(uint8_t* to, reg value) { _mm_storeu_si128(reinterpret_cast<reg*>(to), value); }
+    static void store_past_cache(uint8_t* to, reg value)
+    {
+        _mm_stream_si128(reinterpret_cast<reg*>(to), value);
+    }
+    static void fence() { _mm_sfence(); }
 
     static reg load_straight(const uint8_t* from) { return load(from); }
     static reg load_luma(const uint8_t* from)

@@ -73,42 +73,34 @@ void convert_row_block(uint8_t* to, const uint8_t* y, const chroma_terms<V>& chr
                 join_colour<V>(luma, chroma.red));
 }
 
-// Walks a picture in pairs of rows, which share their chroma, and in blocks of V::PIXELS. The last block of a
-// row that the blocks don't divide overlaps the one before it. `Block` has BYTES (of a pixel in the target) and
-// convert(to, luma[2], to rows...).
-template <class V, class Block>
+// Walks a picture row by row: two rows at a time would share their chroma terms, but filling two rows in turn
+// halves what the memory takes. The last block of a row that the blocks don't divide overlaps the one before
+// it, and may lie at any address.
+template <class V, class Block, class LastBlock = Block>
 void walk(const convert_job& job)
 {
     const ptrdiff_t width = (static_cast<ptrdiff_t>(job.width) + 1) & ~static_cast<ptrdiff_t>(1);
-    for (int32_t row = 0; row < job.height; row += 2) {
-        // The last row of an odd height stands in for its missing partner and is written twice.
-        const ptrdiff_t second = row + 1 < job.height ? 1 : 0;
-        uint8_t* const to[2] = {job.to[0] + row * job.to_stride[0],
-                                job.to[0] + (row + second) * job.to_stride[0]};
-        const uint8_t* const luma[2] = {job.from[0] + row * job.from_stride[0],
-                                        job.from[0] + (row + second) * job.from_stride[0]};
+    for (int32_t row = 0; row < job.height; ++row) {
+        uint8_t* const to = job.to[0] + row * job.to_stride[0];
+        const uint8_t* const luma = job.from[0] + row * job.from_stride[0];
         const uint8_t* const u = job.from[1] + row / 2 * job.from_stride[1];
         const uint8_t* const v = job.from[2] + row / 2 * job.from_stride[1];
-        const auto block = [&](ptrdiff_t x) {
-            Block::convert(to[0] + x * Block::BYTES, to[1] + x * Block::BYTES, luma[0] + x, luma[1] + x,
-                           u + x / 2, v + x / 2);
-        };
         ptrdiff_t x = 0;
         for (; x + V::PIXELS <= width; x += V::PIXELS)
-            block(x);
-        if (x < width) block(width - V::PIXELS);
+            Block::convert(to + x * Block::BYTES, luma + x, u + x / 2, v + x / 2);
+        if (x < width) {
+            x = width - V::PIXELS;
+            LastBlock::convert(to + x * Block::BYTES, luma + x, u + x / 2, v + x / 2);
+        }
     }
 }
 
 template <class V, class Layout>
 struct rgb_block {
     static constexpr int BYTES = Layout::BYTES;
-    static void convert(uint8_t* to0, uint8_t* to1, const uint8_t* y0, const uint8_t* y1, const uint8_t* u,
-                        const uint8_t* v)
+    static void convert(uint8_t* to, const uint8_t* y, const uint8_t* u, const uint8_t* v)
     {
-        const chroma_terms<V> chroma = load_chroma<V>(u, v);
-        convert_row_block<V, Layout>(to0, y0, chroma);
-        convert_row_block<V, Layout>(to1, y1, chroma);
+        convert_row_block<V, Layout>(to, y, load_chroma<V>(u, v));
     }
 };
 
@@ -116,12 +108,9 @@ struct rgb_block {
 template <class V, bool LumaFirst, bool UFirst>
 struct yuv_block {
     static constexpr int BYTES = 2;
-    static void convert(uint8_t* to0, uint8_t* to1, const uint8_t* y0, const uint8_t* y1, const uint8_t* u,
-                        const uint8_t* v)
+    static void convert(uint8_t* to, const uint8_t* y, const uint8_t* u, const uint8_t* v)
     {
-        const auto chroma = V::interleave_chroma(UFirst ? u : v, UFirst ? v : u);
-        put(to0, V::load_straight(y0), chroma);
-        put(to1, V::load_straight(y1), chroma);
+        put(to, V::load_straight(y), V::interleave_chroma(UFirst ? u : v, UFirst ? v : u));
     }
     static void put(uint8_t* to, typename V::reg luma, typename V::reg chroma)
     {
@@ -198,12 +187,37 @@ void convert_picture(const convert_job& job)
     walk<V, Block>(job);
 }
 
+// The same set with stores that pass the cache by; they take aligned addresses only.
+template <class V>
+struct past_cache : V {
+    static void store(uint8_t* to, typename V::reg value) { V::store_past_cache(to, value); }
+};
+
+// A picture of this size would push everything else out of a processor's own cache.
+inline constexpr int64_t LARGE_PICTURE_BYTES = 512 * 1024;
+
+// Packed 4:2:2 is mere copying, so that a large picture costs what the memory takes: stores past the cache save
+// fetching the target's lines first. (The RGB layouts gain nothing by this, and their readers lose.)
+template <class V, bool LumaFirst, bool UFirst, convert_fn convert_table::*Slot>
+void convert_packed_yuv(const convert_job& job)
+{
+    constexpr auto alignment = static_cast<uintptr_t>(V::PIXELS);  // a register holds as many bytes as pixels
+    const auto address = reinterpret_cast<uintptr_t>(job.to[0]);
+    const bool aligned = ((address | static_cast<uintptr_t>(job.to_stride[0])) & (alignment - 1)) == 0;
+    using block = yuv_block<V, LumaFirst, UFirst>;
+    if (!aligned || job.width < V::PIXELS ||
+        int64_t{job.width} * job.height * block::BYTES < LARGE_PICTURE_BYTES)
+        return convert_picture<V, block, Slot>(job);
+    walk<V, yuv_block<past_cache<V>, LumaFirst, UFirst>, block>(job);
+    V::fence();
+}
+
 template <class V>
 void fill_packed_yuv(convert_table* table)
 {
-    table->yuy2 = convert_picture<V, yuv_block<V, true, true>, &convert_table::yuy2>;
-    table->uyvy = convert_picture<V, yuv_block<V, false, true>, &convert_table::uyvy>;
-    table->yvyu = convert_picture<V, yuv_block<V, true, false>, &convert_table::yvyu>;
+    table->yuy2 = convert_packed_yuv<V, true, true, &convert_table::yuy2>;
+    table->uyvy = convert_packed_yuv<V, false, true, &convert_table::uyvy>;
+    table->yvyu = convert_packed_yuv<V, true, false, &convert_table::yvyu>;
 }
 
 template <class V>

@@ -304,6 +304,35 @@ TEST_P(ConvertAtEveryStep, BytesBetweenTheRowsStayAsTheyAre)
     }
 }
 
+TEST_P(ConvertAtEveryStep, LargePicturesGiveThePlainBytesAtAnyAlignment)
+{
+    // Large enough for the stores that pass the cache by; 722 is no multiple of any register.
+    constexpr int HEIGHT = 577;
+    for (const int width : {704, 720, 722}) {
+        CNoisePicture picture(width, HEIGHT);
+        for (const int code : {11, 12, 8}) {
+            for (const auto& [offset, stride] : {std::pair{0, 3072}, {32, 3072}, {16, 3088}, {1, 2901}}) {
+                std::vector<std::uint8_t> expected(static_cast<std::size_t>(stride * HEIGHT + 128), 0xA5);
+                std::vector<std::uint8_t> given = expected;
+                const auto convert = [&](std::vector<std::uint8_t>& bytes) {
+                    const auto address = reinterpret_cast<std::uintptr_t>(bytes.data());
+                    std::uint8_t* const first = bytes.data() + (64 - address % 64) % 64 + offset;
+                    ASSERT_EQ(convert_decoder_picture({.data = {first}, .linesize = {stride}, .format = code},
+                                                      picture.Frame(), width, HEIGHT),
+                              0);
+                    std::rotate(bytes.begin(), bytes.begin() + (first - bytes.data()), bytes.end());
+                };
+                convert(given);
+                convert_dsp_init(CODEC_STEP_PLAIN);
+                convert(expected);
+                SetUp();
+                ASSERT_TRUE(given == expected)
+                    << width << ", code " << code << ", offset " << offset << ", stride " << stride;
+            }
+        }
+    }
+}
+
 TEST_P(ConvertAtEveryStep, AFrameSmallerThanTheSurfaceIsConvertedAsFarAsItGoes)
 {
     // The surface keeps the size it was created with while the stream changes to a smaller one.
