@@ -102,8 +102,11 @@ function(_watchwall_test_program program labels sources helpers)
     target_link_libraries(${program} PRIVATE GTest::gmock_main)
   endif()
   include(GoogleTest)
-  gtest_discover_tests(${program} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
-                       PROPERTIES LABELS "${labels}" TIMEOUT 300)
+  set(properties TIMEOUT 300)
+  if(labels)
+    list(APPEND properties LABELS "${labels}")  # an empty value would be lost on the way and shift the rest
+  endif()
+  gtest_discover_tests(${program} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 PROPERTIES ${properties})
 endfunction()
 
 # watchwall_bench(NAME [LINKS ...]): the program NAME_bench from NAME_bench.cpp.
