@@ -4,7 +4,12 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "codec/mpeg4_kernels.h"
+#include "codec/mpeg4_quant.h"
 #include "codec/mpeg4_tables.h"
+
+// A macroblock's codes are all read before the first of its blocks is transformed: the levels are stored one by
+// one and loaded many at once, which the processor does much faster when some time has passed between the two.
 
 namespace
 {
@@ -16,14 +21,14 @@ constexpr int BAD_CODE_BITS = 12;
 
 struct coefficient {
     int level;
-    int step;  ///< as in mpeg4_run_level
-    int length;
+    int step;    ///< as in mpeg4_run_level; 0: an invalid code
+    int length;  ///< bits
 };
 
-/// 7.4.1.3: the three forms of escape. A step of 0 means an invalid code.
-coefficient read_escape(uint64_t window, int table)
+/// 7.4.1.3: the three forms of escape, or an invalid code.
+coefficient read_long(uint64_t window, int table)
 {
-    const mpeg4_escape_limits& limits = mpeg4_escapes[table];
+    if (window >> 57 != MPEG4_ESCAPE) return {0, 0, BAD_CODE_BITS};
     window <<= 7;
     if (window >> 62 == 3) {
         window <<= 2;
@@ -37,6 +42,7 @@ coefficient read_escape(uint64_t window, int table)
     window <<= prefix;
     const mpeg4_run_level code = mpeg4_run_level_codes[table][window >> 52];
     if (code.length == 0) return {0, 0, 7 + prefix + BAD_CODE_BITS};
+    const mpeg4_escape_limits& limits = mpeg4_escapes[table];
     const int last = code.step / MPEG4_LAST_STEP;
     const int run = code.step % MPEG4_LAST_STEP - 1;
     coefficient found = {code.level, code.step, 7 + prefix + code.length};
@@ -49,42 +55,52 @@ coefficient read_escape(uint64_t window, int table)
     return found;
 }
 
-/// 7.4.1.2: reads levels into their places until the last one. A bad code or a run that leaves the block ends
-/// the block there. The result is the position in the scan of the block's last level, or 63 after a bad code.
-int read_coefficients(Mpeg4Decoder* dec, int table, const uint8_t* scan, int position)
+/// One level with its sign; the window holds any code but an escape.
+MPEG4_INLINE coefficient read_level(mpeg4_bits* bits, int table)
 {
-    mpeg4_bits bits = dec->bits;
-    int16_t* const block = dec->block;
-    const mpeg4_run_level* const codes = mpeg4_run_level_codes[table].data();
-    for (;;) {
-        mpeg4_bits_refill(&bits);
-        const mpeg4_run_level code = codes[bits.window >> 52];
-        int level;
-        if (code.length != 0) [[likely]] {
-            const int sign = -static_cast<int>(bits.window >> (64 - code.length) & 1);
-            level = (code.level ^ sign) - sign;
-            position += code.step;
-            mpeg4_bits_skip(&bits, code.length);
-        } else {
-            const bool escape = mpeg4_bits_show(&bits, 7) == MPEG4_ESCAPE;
-            const coefficient read =
-                escape ? read_escape(bits.window, table) : coefficient{0, 0, BAD_CODE_BITS};
-            mpeg4_bits_skip(&bits, read.length);
-            if (read.step == 0) break;
-            level = read.level;
-            position += read.step;
-        }
+    const mpeg4_run_level code = mpeg4_run_level_codes[table][bits->window >> 52];
+    if (code.length != 0) [[likely]] {
+        const int sign = -static_cast<int>(bits->window >> (64 - code.length) & 1);
+        mpeg4_bits_skip(bits, code.length);
+        return {(code.level ^ sign) - sign, code.step, code.length};
+    }
+    mpeg4_bits_refill(bits);
+    const coefficient found = read_long(bits->window, table);
+    mpeg4_bits_skip(bits, found.length);
+    return found;
+}
+
+int16_t clip_level(int level)
+{
+    return static_cast<int16_t>(std::clamp(level, -2048, 2047));
+}
+
+/// 7.4.1.2: reads levels into their places until the last one, each as `value` makes it. A bad code or a run
+/// that leaves the block ends the block there. The result is the position in the scan of the block's last
+/// level, or 63 after a bad code.
+template <class Value>
+MPEG4_INLINE int read_levels(mpeg4_bits* from, int table, const uint8_t* scan, int position, int16_t* block,
+                             Value value)
+{
+    mpeg4_bits bits = *from;
+    int last = 63;
+    for (int taken = 0;; taken ^= 1) {
+        // one refill has bits for two codes that aren't escapes
+        if (taken == 0) mpeg4_bits_refill(&bits);
+        const coefficient found = read_level(&bits, table);
+        position += found.step;
         if (position >= 64) {
             position -= MPEG4_LAST_STEP;
             if (position < 0 || position >= 64) break;
-            block[scan[position]] = static_cast<int16_t>(level);
-            dec->bits = bits;
-            return position;
+            block[scan[position]] = value(found.level);
+            last = position;
+            break;
         }
-        block[scan[position]] = static_cast<int16_t>(level);
+        if (found.step == 0) break;
+        block[scan[position]] = value(found.level);
     }
-    dec->bits = bits;
-    return 63;
+    *from = bits;
+    return last;
 }
 
 /// What stands for a neighbour that isn't intra.
@@ -154,11 +170,6 @@ int divide_rounded(int value, int divisor)
     return value < 0 ? -((-value + divisor / 2) / divisor) : (value + divisor / 2) / divisor;
 }
 
-int16_t clip_level(int level)
-{
-    return static_cast<int16_t>(std::clamp(level, -2048, 2047));
-}
-
 /// 7.4.1.1: the difference of the DC from its prediction. False: a bad code.
 bool read_dc_difference(mpeg4_bits* bits, bool luma, int* difference)
 {
@@ -199,12 +210,17 @@ void store_levels(mpeg4_prediction_store* store, const int16_t* block)
     }
 }
 
-void intra_block(Mpeg4Decoder* dec, Mpeg4Macroblock* mb, const intra_neighbours& around, int n, bool ac_pred,
-                 uint8_t* to, ptrdiff_t stride)
+/// Reads one block and leaves its levels, the predicted ones added, in its place. The result is its DC,
+/// dequantised, and whether there is any other level.
+struct intra_block {
+    int dc;
+    bool has_ac;
+};
+intra_block read_intra_block(Mpeg4Decoder* dec, Mpeg4Macroblock* mb, const intra_neighbours& around, int n,
+                             bool ac_pred)
 {
     const bool luma = n < 4;
-    const int quant = mpeg4_bounded_quant(mb->quant);
-    const int scaler = dc_scaler(quant, luma);
+    const int scaler = dc_scaler(mpeg4_bounded_quant(mb->quant), luma);
 
     // 7.4.3.1: the smaller gradient tells the direction
     const neighbours beside = find_neighbours(mb, around, n);
@@ -217,30 +233,29 @@ void intra_block(Mpeg4Decoder* dec, Mpeg4Macroblock* mb, const intra_neighbours&
     const bool readable = read_dc_difference(&dec->bits, luma, &difference);
     const int dc = clip_level((divide_rounded(from.store->dc, scaler) + difference) * scaler);
 
-    int last = 0;
+    int16_t* const block = dec->block[n];
+    bool has_ac = false;
     if (readable && mb->cbp & 32 >> n) {
         const mpeg4_scan_kind scan = !ac_pred   ? MPEG4_SCAN_ZIGZAG
                                      : from_top ? MPEG4_SCAN_HORIZONTAL
                                                 : MPEG4_SCAN_VERTICAL;
-        last = read_coefficients(dec, TABLE_INTRA, mpeg4_scan[scan].data(), 0);
+        read_levels(&dec->bits, TABLE_INTRA, mpeg4_scan[scan].data(), 0, block,
+                    [](int level) { return static_cast<int16_t>(level); });
+        has_ac = true;
     }
     if (ac_pred) {
-        add_ac_prediction(dec->block, from, from_top, mb->quant);
-        last = 63;
+        add_ac_prediction(block, from, from_top, mb->quant);
+        has_ac = true;
     }
-
     mpeg4_prediction_store* const store = &mb->store[n];
     store->dc = static_cast<int16_t>(dc);
-    if (last == 0) {
+    if (has_ac) {
+        store_levels(store, block);
+    } else {
         std::memset(store->row, 0, sizeof store->row);
         std::memset(store->column, 0, sizeof store->column);
-        dec->dsp->dc_put(to, stride, dc);
-        return;
     }
-    store_levels(store, dec->block);
-    dec->dsp->dequant_h263_intra(dec->block, quant);
-    dec->block[0] = static_cast<int16_t>(dc);
-    dec->dsp->idct_put(to, stride, dec->block);
+    return {dc, has_ac};
 }
 
 /// The six blocks of a macroblock, each with where it begins and its stride.
@@ -259,24 +274,46 @@ void mpeg4_intra_blocks(Mpeg4Decoder* dec, int mb_x, int mb_y, bool ac_pred)
 {
     Mpeg4Macroblock* const mb = dec->macroblocks + mb_y * dec->mb_across + mb_x;
     const intra_neighbours around = find_intra_neighbours(dec, mb_x, mb_y);
+    intra_block blocks[6];
+    for (int n = 0; n < 6; ++n)
+        blocks[n] = read_intra_block(dec, mb, around, n, ac_pred);
+
+    const int quant = mpeg4_bounded_quant(mb->quant);
     for_each_block(dec, mb_x, mb_y, [&](int n, uint8_t* to, ptrdiff_t stride) {
-        intra_block(dec, mb, around, n, ac_pred, to, stride);
+        if (!blocks[n].has_ac) {
+            dec->dsp->dc_put(to, stride, blocks[n].dc);
+            return;
+        }
+        dec->dsp->dequant_h263_intra(dec->block[n], quant);
+        dec->block[n][0] = static_cast<int16_t>(blocks[n].dc);
+        dec->dsp->idct_put(to, stride, dec->block[n]);
     });
 }
 
-void mpeg4_inter_residuals(Mpeg4Decoder* dec, int mb_x, int mb_y)
+mpeg4_residuals mpeg4_read_residuals(Mpeg4Decoder* dec, const Mpeg4Macroblock* mb)
 {
-    const Mpeg4Macroblock* const mb = dec->macroblocks + mb_y * dec->mb_across + mb_x;
     const int quant = mpeg4_bounded_quant(mb->quant);
+    mpeg4_residuals residuals = {static_cast<uint32_t>(mb->cbp), 0};
+    for (int n = 0; n < 6; ++n) {
+        if (!(mb->cbp & 32 >> n)) continue;
+        const int last =
+            read_levels(&dec->bits, TABLE_INTER, mpeg4_scan[MPEG4_SCAN_ZIGZAG].data(), -1, dec->block[n],
+                        [quant](int level) { return mpeg4_dequantise(level, quant); });
+        if (last == 0) residuals.dc_only |= 32u >> n;
+    }
+    return residuals;
+}
+
+void mpeg4_add_residuals(Mpeg4Decoder* dec, int mb_x, int mb_y, mpeg4_residuals residuals)
+{
     for_each_block(dec, mb_x, mb_y, [&](int n, uint8_t* to, ptrdiff_t stride) {
-        if (!(mb->cbp & 32 >> n)) return;
-        const int last = read_coefficients(dec, TABLE_INTER, mpeg4_scan[MPEG4_SCAN_ZIGZAG].data(), -1);
-        dec->dsp->dequant_h263_inter(dec->block, quant);
-        if (last == 0) {
-            dec->dsp->dc_add(to, stride, dec->block[0]);
-            dec->block[0] = 0;
+        if (!(residuals.coded & 32 >> n)) return;
+        int16_t* const block = dec->block[n];
+        if (residuals.dc_only & 32 >> n) {
+            dec->dsp->dc_add(to, stride, block[0]);
+            block[0] = 0;
         } else {
-            dec->dsp->idct_add(to, stride, dec->block);
+            dec->dsp->idct_add(to, stride, block);
         }
     });
 }

@@ -7,6 +7,14 @@
 /// of its record are set.
 void mpeg4_intra_blocks(Mpeg4Decoder* dec, int mb_x, int mb_y, bool ac_pred);
 
-/// Adds the residuals of the inter macroblock at (mb_x, mb_y) to its prediction in the current picture, by the
-/// record's quant and cbp.
-void mpeg4_inter_residuals(Mpeg4Decoder* dec, int mb_x, int mb_y);
+/// The blocks of an inter macroblock that were read, by what they hold; bit 5 is block 0.
+struct mpeg4_residuals {
+    uint32_t coded;    ///< have coefficients
+    uint32_t dc_only;  ///< of these, the ones that have only the first
+};
+
+/// Reads the coefficients of an inter macroblock by the record's quant and cbp.
+mpeg4_residuals mpeg4_read_residuals(Mpeg4Decoder* dec, const Mpeg4Macroblock* mb);
+
+/// Adds what was read to the prediction of the macroblock at (mb_x, mb_y) in the current picture.
+void mpeg4_add_residuals(Mpeg4Decoder* dec, int mb_x, int mb_y, mpeg4_residuals residuals);

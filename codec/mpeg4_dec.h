@@ -32,7 +32,8 @@ struct mpeg4_prediction_store {
     int16_t column[7];
 };
 
-struct Mpeg4Macroblock {
+/// What every neighbour looks at stands in the first cache line.
+struct alignas(CODEC_ALIGN) Mpeg4Macroblock {
     int32_t mode;        ///< mpeg4_mode
     mpeg4_vector mv[4];  ///< by luma block, in half samples
     int32_t quant;
@@ -48,9 +49,9 @@ struct mpeg4_picture {
 /// The private record of the codec table's row. Two pictures, packed planes without any border, swap their
 /// roles with every VOP; all memory comes from open. Invariants:
 ///   1. mb_across x 16 and mb_down x 16 lie inside the pictures, whatever the stream's headers tell;
-///   2. `block` is all zero between two blocks.
+///   2. `block` is all zero between two macroblocks.
 struct Mpeg4Decoder {
-    alignas(CODEC_ALIGN) int16_t block[64];  ///< the coefficients of the block at hand
+    alignas(CODEC_ALIGN) int16_t block[6][64];  ///< the coefficients of the macroblock at hand
     CodecContext* context;
     const mpeg4_dsp_t* dsp;
     mpeg4_bits bits;

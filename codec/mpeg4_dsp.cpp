@@ -43,7 +43,10 @@ void mpeg4_dsp_init(uint32_t flags)
     std::call_once(once, [flags] { mpeg4_dsp_fill(&g_dsp, flags ? flags : mpeg4_cpu_detect(nullptr)); });
 }
 
-void mpeg4_dsp_refill(uint32_t caps) { mpeg4_dsp_fill(&g_dsp, caps); }
+void mpeg4_dsp_refill(uint32_t caps)
+{
+    mpeg4_dsp_fill(&g_dsp, caps);
+}
 
 const mpeg4_dsp_t* mpeg4_dsp()
 {

@@ -16,8 +16,9 @@ using mpeg4_idct_to_fn = void (*)(uint8_t* to, ptrdiff_t stride, int16_t* block)
 /// What an mpeg4_idct_to_fn does for a block that has nothing but the coefficient `dc`.
 using mpeg4_dc_to_fn = void (*)(uint8_t* to, ptrdiff_t stride, int dc);
 
-/// Dequantisation of H.263 in place: -4096 to 4096 for `quant`, 16 bits of anything for a level; the results
-/// are clipped to -2048..2047. Intra leaves the DC, block[0], alone.
+/// Dequantisation of H.263 in place: -8192 to 8192 for `quant`, 16 bits of anything for a level; the results
+/// are clipped to -2048..2047. The DC, block[0], stays as it is. Inter levels need no kernel: they are few and
+/// are dequantised as they are read.
 using mpeg4_dequant_fn = void (*)(int16_t* block, int quant);
 
 /// Interpolation or copy of `rows` rows of 8 or 16 bytes. Reads one byte more of each row when it interpolates
@@ -40,7 +41,6 @@ struct mpeg4_dsp_t {
     mpeg4_dc_to_fn dc_put;
     mpeg4_dc_to_fn dc_add;
     mpeg4_dequant_fn dequant_h263_intra;
-    mpeg4_dequant_fn dequant_h263_inter;
     /// MPEG4_HALF_NONE is the 8-to-8 block transfer. The decoder's rounding is always 0.
     mpeg4_predict_fn predict[2 /* rounding */][2 /* mpeg4_width_index */][4 /* mpeg4_half_index */];
     mpeg4_state_clear_fn state_clear;

@@ -12,30 +12,31 @@
 namespace
 {
 /// Two 16-bit factors for the two halves of every 32-bit lane.
-__m128i factors(int low, int high)
+MPEG4_INLINE __m128i factors(int low, int high)
 {
     return _mm_set1_epi32(
         static_cast<int>(static_cast<uint32_t>(high) << 16 | (static_cast<uint32_t>(low) & 0xFFFF)));
 }
 
-/// Four transforms side by side. in: the pairs (0,4), (2,6), (1,3), (5,7); out: the eight sums.
-void transform(__m128i out[8], const __m128i in[4], __m128i plus4, __m128i minus4, __m128i round)
+/// Four transforms side by side of the pairs (0,4), (2,6), (1,3), (5,7). out: the eight sums.
+MPEG4_INLINE void transform(__m128i out[8], __m128i in04, __m128i in26, __m128i in13, __m128i in57,
+                            __m128i plus4, __m128i minus4, __m128i round)
 {
-    const __m128i sum = _mm_add_epi32(_mm_madd_epi16(in[0], plus4), round);
-    const __m128i difference = _mm_add_epi32(_mm_madd_epi16(in[0], minus4), round);
-    const __m128i outer = _mm_madd_epi16(in[1], factors(MPEG4_COS2, MPEG4_COS6));
-    const __m128i inner = _mm_madd_epi16(in[1], factors(MPEG4_COS6, -MPEG4_COS2));
+    const __m128i sum = _mm_add_epi32(_mm_madd_epi16(in04, plus4), round);
+    const __m128i difference = _mm_add_epi32(_mm_madd_epi16(in04, minus4), round);
+    const __m128i outer = _mm_madd_epi16(in26, factors(MPEG4_COS2, MPEG4_COS6));
+    const __m128i inner = _mm_madd_epi16(in26, factors(MPEG4_COS6, -MPEG4_COS2));
     const __m128i even[4] = {_mm_add_epi32(sum, outer), _mm_add_epi32(difference, inner),
                              _mm_sub_epi32(difference, inner), _mm_sub_epi32(sum, outer)};
     const __m128i odd[4] = {
-        _mm_add_epi32(_mm_madd_epi16(in[2], factors(MPEG4_COS1, MPEG4_COS3)),
-                      _mm_madd_epi16(in[3], factors(MPEG4_COS5, MPEG4_COS7))),
-        _mm_add_epi32(_mm_madd_epi16(in[2], factors(MPEG4_COS3, -MPEG4_COS7)),
-                      _mm_madd_epi16(in[3], factors(-MPEG4_COS1, -MPEG4_COS5))),
-        _mm_add_epi32(_mm_madd_epi16(in[2], factors(MPEG4_COS5, -MPEG4_COS1)),
-                      _mm_madd_epi16(in[3], factors(MPEG4_COS7, MPEG4_COS3))),
-        _mm_add_epi32(_mm_madd_epi16(in[2], factors(MPEG4_COS7, -MPEG4_COS5)),
-                      _mm_madd_epi16(in[3], factors(MPEG4_COS3, -MPEG4_COS1))),
+        _mm_add_epi32(_mm_madd_epi16(in13, factors(MPEG4_COS1, MPEG4_COS3)),
+                      _mm_madd_epi16(in57, factors(MPEG4_COS5, MPEG4_COS7))),
+        _mm_add_epi32(_mm_madd_epi16(in13, factors(MPEG4_COS3, -MPEG4_COS7)),
+                      _mm_madd_epi16(in57, factors(-MPEG4_COS1, -MPEG4_COS5))),
+        _mm_add_epi32(_mm_madd_epi16(in13, factors(MPEG4_COS5, -MPEG4_COS1)),
+                      _mm_madd_epi16(in57, factors(MPEG4_COS7, MPEG4_COS3))),
+        _mm_add_epi32(_mm_madd_epi16(in13, factors(MPEG4_COS7, -MPEG4_COS5)),
+                      _mm_madd_epi16(in57, factors(MPEG4_COS3, -MPEG4_COS1))),
     };
     for (int i = 0; i < 4; ++i) {
         out[i] = _mm_add_epi32(even[i], odd[i]);
@@ -45,21 +46,24 @@ void transform(__m128i out[8], const __m128i in[4], __m128i plus4, __m128i minus
 
 /// The first pass for four rows: as transform, with the fourth cosine raised by 1 in rows that have nothing but
 /// their first coefficient.
-void transform_rows(__m128i out[8], const int16_t* block)
+MPEG4_INLINE void transform_rows(__m128i out[8], const int16_t* block)
 {
-    __m128i in[4];
-    for (int i = 0; i < 4; ++i)
-        in[i] = _mm_load_si128(reinterpret_cast<const __m128i*>(block + i * 16));
+    // no loop over an array: the compiler would copy it through memory
+    const __m128i* const pairs = reinterpret_cast<const __m128i*>(block);
+    const __m128i in04 = _mm_load_si128(pairs);
+    const __m128i in26 = _mm_load_si128(pairs + 2);
+    const __m128i in13 = _mm_load_si128(pairs + 4);
+    const __m128i in57 = _mm_load_si128(pairs + 6);
     const __m128i others =
-        _mm_or_si128(_mm_or_si128(_mm_and_si128(in[0], _mm_set1_epi32(static_cast<int>(0xFFFF0000))), in[1]),
-                     _mm_or_si128(in[2], in[3]));
+        _mm_or_si128(_mm_or_si128(_mm_and_si128(in04, _mm_set1_epi32(static_cast<int>(0xFFFF0000))), in26),
+                     _mm_or_si128(in13, in57));
     const __m128i raise = _mm_srli_epi32(_mm_cmpeq_epi32(others, _mm_setzero_si128()), 31);
-    transform(out, in, _mm_add_epi32(factors(MPEG4_COS4, MPEG4_COS4), raise),
+    transform(out, in04, in26, in13, in57, _mm_add_epi32(factors(MPEG4_COS4, MPEG4_COS4), raise),
               _mm_add_epi32(factors(MPEG4_COS4, -MPEG4_COS4), raise), _mm_set1_epi32(MPEG4_IDCT_ROUND1));
 }
 
 /// out: the eight rows of residuals.
-void transform_block(__m128i out[8], const int16_t* block)
+MPEG4_INLINE void transform_block(__m128i out[8], const int16_t* block)
 {
     __m128i low[8];
     __m128i high[8];
@@ -78,9 +82,9 @@ void transform_block(__m128i out[8], const int16_t* block)
         const __m128i second = _mm_unpacklo_epi32(c[2], c[3]);
         const __m128i third = _mm_unpackhi_epi32(c[0], c[1]);
         const __m128i fourth = _mm_unpackhi_epi32(c[2], c[3]);
-        const __m128i in[4] = {_mm_unpacklo_epi64(first, second), _mm_unpackhi_epi64(first, second),
-                               _mm_unpacklo_epi64(third, fourth), _mm_unpackhi_epi64(third, fourth)};
-        transform(sums[half], in, factors(MPEG4_COS4, MPEG4_COS4), factors(MPEG4_COS4, -MPEG4_COS4),
+        transform(sums[half], _mm_unpacklo_epi64(first, second), _mm_unpackhi_epi64(first, second),
+                  _mm_unpacklo_epi64(third, fourth), _mm_unpackhi_epi64(third, fourth),
+                  factors(MPEG4_COS4, MPEG4_COS4), factors(MPEG4_COS4, -MPEG4_COS4),
                   _mm_set1_epi32(MPEG4_IDCT_ROUND2));
     }
     for (int i = 0; i < 8; ++i)
@@ -88,7 +92,7 @@ void transform_block(__m128i out[8], const int16_t* block)
                                  _mm_srai_epi32(sums[1][i], MPEG4_IDCT_SHIFT2));
 }
 
-void clear(int16_t* block)
+MPEG4_INLINE void clear(int16_t* block)
 {
     for (int i = 0; i < 8; ++i)
         _mm_store_si128(reinterpret_cast<__m128i*>(block) + i, _mm_setzero_si128());

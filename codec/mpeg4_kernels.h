@@ -3,6 +3,9 @@
 
 #include "codec/mpeg4_dsp.h"
 
+/// For the parts that vector kernels are put together from: a call would pass their registers through memory.
+#define MPEG4_INLINE __attribute__((always_inline)) inline
+
 void mpeg4_idct_fill_plain(mpeg4_dsp_t* dsp);
 void mpeg4_mc_fill_plain(mpeg4_dsp_t* dsp);
 void mpeg4_quant_fill_plain(mpeg4_dsp_t* dsp);

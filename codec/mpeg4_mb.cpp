@@ -55,14 +55,10 @@ void inter_macroblock(Mpeg4Decoder* dec, Mpeg4Macroblock* mb, int mb_x, int mb_y
     mb->cbp = static_cast<int32_t>((15 - read_cbpy(bits)) << 2 | chroma_pattern);
     if (mb->mode == MPEG4_MODE_INTER_Q) read_dquant(dec);
     mb->quant = dec->quant;
-    if (mb->mode == MPEG4_MODE_INTER4V) {
-        for (int n = 0; n < 4; ++n)
-            mb->mv[n] = mpeg4_read_vector(dec, mb_x, mb_y, n);
-    } else {
-        set_vectors(mb, mpeg4_read_vector(dec, mb_x, mb_y, 0));
-    }
+    mpeg4_read_vectors(dec, mb_x, mb_y);
+    const mpeg4_residuals residuals = mpeg4_read_residuals(dec, mb);
     mpeg4_predict_macroblock(dec, mb_x, mb_y);
-    if (mb->cbp) mpeg4_inter_residuals(dec, mb_x, mb_y);
+    if (residuals.coded) mpeg4_add_residuals(dec, mb_x, mb_y, residuals);
 }
 
 /// Splits a value of the mcbpc tables into the mode, which is set, and the chroma pattern.

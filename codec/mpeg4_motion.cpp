@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "codec/mpeg4_kernels.h"
 #include "codec/mpeg4_tables.h"
 
 namespace
@@ -19,31 +20,14 @@ int32_t median(int32_t a, int32_t b, int32_t c)
     return std::max(std::min(a, b), std::min(std::max(a, b), c));
 }
 
-/// 7.6.5: the median of the vectors to the left, above, and above to the right. One that is missing counts as
-/// zero, but the left one alone predicts by itself.
-mpeg4_vector predict_vector(const Mpeg4Decoder* dec, int mb_x, int mb_y, int n)
+mpeg4_vector median(mpeg4_vector a, mpeg4_vector b, mpeg4_vector c)
 {
-    const Mpeg4Macroblock* const mb = dec->macroblocks + mb_y * dec->mb_across + mb_x;
-    constexpr mpeg4_vector zero = {0, 0};
-    if (n == 3) {
-        return {median(mb->mv[2].x, mb->mv[0].x, mb->mv[1].x), median(mb->mv[2].y, mb->mv[0].y, mb->mv[1].y)};
-    }
-    const mpeg4_vector left = n == 1 ? mb->mv[0] : mb_x > 0 ? mb[-1].mv[n + 1] : zero;
-    mpeg4_vector top = mb->mv[0];
-    mpeg4_vector top_right = mb->mv[1];
-    if (n < 2) {
-        if (mb_y == 0) return left;
-        const Mpeg4Macroblock* const above = mb - dec->mb_across;
-        top = above->mv[n + 2];
-        top_right = mb_x + 1 < dec->mb_across ? above[1].mv[2] : zero;
-    }
-    return {median(left.x, top.x, top_right.x), median(left.y, top.y, top_right.y)};
+    return {median(a.x, b.x, c.x), median(a.y, b.y, c.y)};
 }
 
 /// Table B-12; a code that doesn't exist counts as zero and takes the bits that were looked at.
-int32_t read_difference(mpeg4_bits* bits)
+MPEG4_INLINE int32_t read_difference(mpeg4_bits* bits)
 {
-    mpeg4_bits_refill(bits);
     const uint32_t next = mpeg4_bits_show(bits, 13);
     const mpeg4_code code = next >= 512 ? mpeg4_mvd_short[next >> 5] : mpeg4_mvd_long[next];
     mpeg4_bits_skip(bits, code.length ? code.length : 13);
@@ -53,6 +37,50 @@ int32_t read_difference(mpeg4_bits* bits)
 int32_t wrap(int32_t value)
 {
     return value < -32 ? value + 64 : value > 31 ? value - 64 : value;
+}
+
+MPEG4_INLINE mpeg4_vector read_vector(mpeg4_bits* bits, mpeg4_vector prediction)
+{
+    mpeg4_bits_refill(bits);
+    const int32_t x = wrap(prediction.x + read_difference(bits));
+    const int32_t y = wrap(prediction.y + read_difference(bits));
+    return {x, y};
+}
+
+/// The vectors around a macroblock. One that is missing counts as zero; above the first row there is none at
+/// all.
+struct vector_neighbours {
+    const Mpeg4Macroblock* left;       ///< null at the first column
+    const Mpeg4Macroblock* top;        ///< null in the first row
+    const Mpeg4Macroblock* top_right;  ///< null in the first row and at the last column
+};
+
+vector_neighbours find_neighbours(const Mpeg4Decoder* dec, const Mpeg4Macroblock* mb, int mb_x, int mb_y)
+{
+    const Mpeg4Macroblock* const top = mb_y > 0 ? mb - dec->mb_across : nullptr;
+    return {mb_x > 0 ? mb - 1 : nullptr, top, top && mb_x + 1 < dec->mb_across ? top + 1 : nullptr};
+}
+
+mpeg4_vector vector_of(const Mpeg4Macroblock* mb, int n)
+{
+    return mb ? mb->mv[n] : mpeg4_vector{0, 0};
+}
+
+/// 7.6.5 for an upper block: the median of the vectors to its left, above it, and above to the right of the
+/// macroblock. Without a row above, the left one predicts alone.
+mpeg4_vector predict_upper(const vector_neighbours& around, mpeg4_vector left, int n)
+{
+    if (!around.top) return left;
+    return median(left, around.top->mv[n + 2], vector_of(around.top_right, 2));
+}
+
+void read_four_vectors(mpeg4_bits* bits, Mpeg4Macroblock* mb, const vector_neighbours& around)
+{
+    mpeg4_vector* const mv = mb->mv;
+    mv[0] = read_vector(bits, predict_upper(around, vector_of(around.left, 1), 0));
+    mv[1] = read_vector(bits, predict_upper(around, mv[0], 1));
+    mv[2] = read_vector(bits, median(vector_of(around.left, 3), mv[0], mv[1]));
+    mv[3] = read_vector(bits, median(mv[2], mv[0], mv[1]));
 }
 
 /// A square of the reference that leaves the plane, its samples taken from the nearest ones inside.
@@ -109,12 +137,15 @@ mpeg4_vector chroma_vector(const Mpeg4Decoder* dec, const Mpeg4Macroblock* mb)
 }
 }  // namespace
 
-mpeg4_vector mpeg4_read_vector(Mpeg4Decoder* dec, int mb_x, int mb_y, int n)
+void mpeg4_read_vectors(Mpeg4Decoder* dec, int mb_x, int mb_y)
 {
-    const mpeg4_vector prediction = predict_vector(dec, mb_x, mb_y, n);
-    const int32_t x = wrap(prediction.x + read_difference(&dec->bits));
-    const int32_t y = wrap(prediction.y + read_difference(&dec->bits));
-    return {x, y};
+    Mpeg4Macroblock* const mb = dec->macroblocks + mb_y * dec->mb_across + mb_x;
+    const vector_neighbours around = find_neighbours(dec, mb, mb_x, mb_y);
+    if (mb->mode == MPEG4_MODE_INTER4V) {
+        read_four_vectors(&dec->bits, mb, around);
+    } else {
+        std::fill_n(mb->mv, 4, read_vector(&dec->bits, predict_upper(around, vector_of(around.left, 1), 0)));
+    }
 }
 
 void mpeg4_predict_macroblock(const Mpeg4Decoder* dec, int mb_x, int mb_y)

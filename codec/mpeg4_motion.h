@@ -3,9 +3,10 @@
 
 #include "codec/mpeg4_dec.h"
 
-/// Reads the difference of one vector and adds it to the prediction for block `n` of the macroblock at (mb_x,
-/// mb_y). Vectors are those of fcode 1, whatever the header tells: no residual bits, and a range of -32..31.
-mpeg4_vector mpeg4_read_vector(Mpeg4Decoder* dec, int mb_x, int mb_y, int n);
+/// Reads the vectors of the macroblock at (mb_x, mb_y), one or four by its mode, into its record: differences
+/// that are added to predictions. Vectors are those of fcode 1, whatever the header tells: no residual bits,
+/// and a range of -32..31.
+void mpeg4_read_vectors(Mpeg4Decoder* dec, int mb_x, int mb_y);
 
 /// Writes the prediction of the macroblock at (mb_x, mb_y), by its mode and vectors, into the current picture.
 void mpeg4_predict_macroblock(const Mpeg4Decoder* dec, int mb_x, int mb_y);

@@ -3,15 +3,17 @@
 #include <immintrin.h>
 
 #include "codec/mpeg4_kernels.h"
+#include "codec/mpeg4_quant.h"
 
 namespace
 {
-void dequant_inter(int16_t* block, int quant)
+void dequant_h263_intra(int16_t* block, int quant)
 {
+    const int16_t dc = block[0];
     // level x 2 quant + sign x offset is one multiply-and-add of 16-bit pairs
-    const int offset = quant & 1 ? quant : quant - 1;
-    const __m256i factors = _mm256_unpacklo_epi16(_mm256_set1_epi16(static_cast<int16_t>(2 * quant)),
-                                                  _mm256_set1_epi16(static_cast<int16_t>(offset)));
+    const __m256i factors =
+        _mm256_unpacklo_epi16(_mm256_set1_epi16(static_cast<int16_t>(2 * quant)),
+                              _mm256_set1_epi16(static_cast<int16_t>(mpeg4_dequant_offset(quant))));
     for (int i = 0; i < 4; ++i) {
         __m256i* const at = reinterpret_cast<__m256i*>(block) + i;
         const __m256i level = _mm256_load_si256(at);
@@ -23,20 +25,13 @@ void dequant_inter(int16_t* block, int quant)
         _mm256_store_si256(
             at, _mm256_max_epi16(_mm256_min_epi16(value, _mm256_set1_epi16(2047)), _mm256_set1_epi16(-2048)));
     }
-}
-
-void dequant_intra(int16_t* block, int quant)
-{
-    const int16_t dc = block[0];
-    dequant_inter(block, quant);
     block[0] = dc;
 }
 }  // namespace
 
 void mpeg4_quant_fill_avx2(mpeg4_dsp_t* dsp)
 {
-    dsp->dequant_h263_intra = dequant_intra;
-    dsp->dequant_h263_inter = dequant_inter;
+    dsp->dequant_h263_intra = dequant_h263_intra;
 }
 
 #endif

@@ -61,7 +61,7 @@ void RunDcTo(CKernelRun& run, mpeg4_dc_to_fn mpeg4_dsp_t::*slot)
     run.Keep(to);
 }
 
-void RunDequant(CKernelRun& run, mpeg4_dequant_fn mpeg4_dsp_t::*slot)
+void RunDequant(CKernelRun& run)
 {
     CKernelPlane block(run, {.width = 128, .rows = 1, .stride = 128, .align = 64});
     const int range = run.Pick(0, 2);
@@ -73,7 +73,7 @@ void RunDequant(CKernelRun& run, mpeg4_dequant_fn mpeg4_dsp_t::*slot)
                  : range == 1 ? 2047
                               : 32767);
     const int quant = run.Pick(0, 3) ? run.Pick(1, 31) : run.Pick(-8192, 8192);
-    (Table(run.Caps()).*slot)(block.RowAs<std::int16_t>(0), quant);
+    Table(run.Caps()).dequant_h263_intra(block.RowAs<std::int16_t>(0), quant);
     run.Keep(block);
 }
 
@@ -111,58 +111,66 @@ void RunStateClear(CKernelRun& run)
     run.Keep(&rounded, sizeof rounded);
 }
 
-/// A block of typical coefficients and a row of pictures to work on.
-struct TimedBlock {
-    alignas(64) std::int16_t source[64] = {};
-    alignas(64) std::int16_t block[64] = {};
-    alignas(64) std::uint8_t pixels[8 * 64] = {};
-    TimedBlock()
+/// Blocks of typical coefficients and pixels to put them into. Each round works on blocks that were written
+/// some time ago, as in the decoder: a vector load right behind the narrower stores of the same bytes would
+/// stall.
+class CTimedBlocks
+{
+  public:
+    CTimedBlocks()
     {
-        for (int i = 0; i < 10; ++i)
-            source[mpeg4_scan[MPEG4_SCAN_ZIGZAG][static_cast<std::size_t>(i)]] =
-                static_cast<std::int16_t>(90 - 17 * i);
+        for (auto& block : m_Source) {
+            for (std::size_t i = 0; i < 10; ++i)
+                block[mpeg4_scan[MPEG4_SCAN_ZIGZAG][i]] =
+                    static_cast<std::int16_t>(90 - 17 * static_cast<int>(i));
+        }
     }
+
+    template <class Kernel>
+    void Run(int iterations, Kernel kernel)
+    {
+        for (int i = 0; i < iterations; ++i) {
+            const int at = i % BLOCKS;
+            if (at == 0) std::memcpy(m_Work, m_Source, sizeof m_Work);
+            kernel(m_Work[at], m_Pixels + at % 7 * 8);
+        }
+    }
+
+  private:
+    static constexpr int BLOCKS = 32;
+    alignas(64) std::int16_t m_Source[BLOCKS][64] = {};
+    alignas(64) std::int16_t m_Work[BLOCKS][64] = {};
+    std::uint8_t m_Pixels[8 * 64] = {};
 };
 
 std::function<void(int)> TimeIdct(std::uint32_t caps)
 {
     return [kernel = Table(caps).idct](int iterations) {
-        TimedBlock work;
-        for (int i = 0; i < iterations; ++i) {
-            std::memcpy(work.block, work.source, sizeof work.block);
-            kernel(work.block);
-        }
+        CTimedBlocks().Run(iterations, [kernel](std::int16_t* block, std::uint8_t*) { kernel(block); });
     };
 }
 
 std::function<void(int)> TimeIdctTo(mpeg4_idct_to_fn kernel)
 {
     return [kernel](int iterations) {
-        TimedBlock work;
-        for (int i = 0; i < iterations; ++i) {
-            std::memcpy(work.block, work.source, sizeof work.block);
-            kernel(work.pixels + i % 7 * 8, 64, work.block);
-        }
+        CTimedBlocks().Run(iterations,
+                           [kernel](std::int16_t* block, std::uint8_t* pixels) { kernel(pixels, 64, block); });
     };
 }
 
 std::function<void(int)> TimeDcTo(mpeg4_dc_to_fn kernel)
 {
     return [kernel](int iterations) {
-        TimedBlock work;
+        std::uint8_t pixels[8 * 64] = {};
         for (int i = 0; i < iterations; ++i)
-            kernel(work.pixels + i % 7 * 8, 64, i % 64 - 32);
+            kernel(pixels + i % 7 * 8, 64, i % 64 - 32);
     };
 }
 
 std::function<void(int)> TimeDequant(mpeg4_dequant_fn kernel)
 {
     return [kernel](int iterations) {
-        TimedBlock work;
-        for (int i = 0; i < iterations; ++i) {
-            std::memcpy(work.block, work.source, sizeof work.block);
-            kernel(work.block, 5);
-        }
+        CTimedBlocks().Run(iterations, [kernel](std::int16_t* block, std::uint8_t*) { kernel(block, 5); });
     };
 }
 
@@ -201,17 +209,10 @@ void AddBlockSlots(std::vector<KernelSlot>& slots)
                          .select = [dc](std::uint32_t caps) { return KernelAddress(Table(caps).*dc.slot); },
                          .run = [dc](CKernelRun& run) { RunDcTo(run, dc.slot); },
                          .time = [dc](std::uint32_t caps) { return TimeDcTo(Table(caps).*dc.slot); }});
-    const struct {
-        const char* name;
-        mpeg4_dequant_fn mpeg4_dsp_t::*slot;
-    } dequants[] = {{"mpeg4_dequant_h263_intra", &mpeg4_dsp_t::dequant_h263_intra},
-                    {"mpeg4_dequant_h263_inter", &mpeg4_dsp_t::dequant_h263_inter}};
-    for (const auto& dequant : dequants)
-        slots.push_back(
-            {.name = dequant.name,
-             .select = [dequant](std::uint32_t caps) { return KernelAddress(Table(caps).*dequant.slot); },
-             .run = [dequant](CKernelRun& run) { RunDequant(run, dequant.slot); },
-             .time = [dequant](std::uint32_t caps) { return TimeDequant(Table(caps).*dequant.slot); }});
+    slots.push_back({.name = "mpeg4_dequant_h263_intra",
+                     .select = [](std::uint32_t caps) { return KernelAddress(Table(caps).dequant_h263_intra); },
+                     .run = RunDequant,
+                     .time = [](std::uint32_t caps) { return TimeDequant(Table(caps).dequant_h263_intra); }});
 }
 
 void AddPredictSlots(std::vector<KernelSlot>& slots)
