@@ -1,0 +1,42 @@
+#include "tests/model/model_support.h"
+
+#include "model/CompositeIterator.h"
+#include "model/Language.h"
+#include "model/NodeModel.h"
+#include "platform/paths.h"
+
+CModelTest::CModelTest()
+{
+    CNodeModel::DestroyInstance();
+    CLanguage::Reset();
+    SetModuleDirectory(m_Folder.Path());
+}
+
+CModelTest::~CModelTest()
+{
+    CNodeModel::DestroyInstance();
+    CLanguage::Reset();
+    SetModuleDirectory("");
+}
+
+CDebugCapture::CDebugCapture()
+    : m_Former(SetDebugListener([this](std::string_view text) { m_strText += text; }))
+{
+}
+
+CDebugCapture::~CDebugCapture()
+{
+    SetDebugListener(m_Former);
+}
+
+std::vector<std::string> WalkNames(CFolder& folder)
+{
+    std::vector<std::string> names;
+    CCompositeIterator walk(folder.CreateIterator());
+    while (walk.HasNext()) {
+        CNode* const node = walk.CurrentItem();
+        names.push_back(node ? node->GetName() : "(null)");
+        walk.Next();
+    }
+    return names;
+}

@@ -1,0 +1,72 @@
+#include "remote/ChannelMerge.h"
+
+#include <gtest/gtest.h>
+
+#include "model/Language.h"
+#include "model/Leaf.h"
+#include "platform/paths.h"
+#include "remote/Device.h"
+
+namespace
+{
+
+using CAPABILITIES = std::array<bool, 5>;
+
+class ChannelMerge : public testing::Test
+{
+  protected:
+    ChannelMerge()
+    {
+        CLanguage::Reset();
+        SetModuleDirectory(WATCHWALL_SOURCE_DIR);
+        CLanguage::SetLanguage("eng");
+    }
+    ~ChannelMerge() override
+    {
+        SetModuleDirectory("");
+        CLanguage::Reset();
+    }
+
+    CDevices m_Devices;
+};
+
+TEST_F(ChannelMerge, ANewChannelGoesToTheEndWithItsPlaceInItsName)
+{
+    m_Devices.Add(new CLeaf, nullptr);
+    const CDevice* const device = MergeChannel(m_Devices, 1001, 3, "10.0.0.1", 0);
+    EXPECT_EQ(m_Devices.GetCount(), 2);
+    EXPECT_EQ(device->GetParent(), &m_Devices);
+    EXPECT_EQ(const_cast<CDevice*>(device)->GetName(), "Camera02");
+    EXPECT_EQ(device->m_iNetID, 1001);
+    EXPECT_EQ(device->m_iDevID, 3);
+    EXPECT_EQ(device->m_Channel.m_strAddress, "10.0.0.1");
+    EXPECT_TRUE(device->m_bVisible);
+}
+
+TEST_F(ChannelMerge, AChannelWithTheSameTwoNumbersIsTakenAgain)
+{
+    CDevice* const first = MergeChannel(m_Devices, 1001, 3, "old", 0);
+    first->m_bVisible = false;
+    const std::int32_t serial = first->m_Channel.m_iSerial;
+    EXPECT_EQ(MergeChannel(m_Devices, 1001, 3, "new", 1), first);
+    EXPECT_EQ(m_Devices.GetCount(), 1);
+    EXPECT_TRUE(first->m_bVisible);
+    EXPECT_EQ(first->m_Channel.m_strAddress, "new");
+    EXPECT_EQ(first->m_Channel.m_iSerial, serial + 1);
+    EXPECT_NE(MergeChannel(m_Devices, 1001, 4, "", 0), first);
+    EXPECT_NE(MergeChannel(m_Devices, 1002, 3, "", 0), first);
+    EXPECT_EQ(m_Devices.GetCount(), 3);
+}
+
+TEST_F(ChannelMerge, TheCapabilitiesAreBits0To2And9And10)
+{
+    const auto merged = [&](std::uint32_t word) {
+        return MergeChannel(m_Devices, 1, 1, "", word)->m_Channel.m_bCapabilities;
+    };
+    EXPECT_EQ(merged(0), (CAPABILITIES{}));
+    EXPECT_EQ(merged(0x607), (CAPABILITIES{true, true, true, true, true}));
+    EXPECT_EQ(merged(~0x607u), (CAPABILITIES{}));
+    EXPECT_EQ(merged(1 << 9), (CAPABILITIES{false, false, false, true, false}));
+}
+
+}  // namespace
