@@ -80,12 +80,6 @@ struct step_tables {
 
 std::atomic<const convert_table*> chosen{nullptr};
 
-const convert_table& kernels()
-{
-    const convert_table* const table = chosen.load(std::memory_order_acquire);
-    return table != nullptr ? *table : convert_plain();
-}
-
 bool row_fits(int32_t linesize, int64_t bytes)
 {
     return std::llabs(linesize) >= bytes;
@@ -157,6 +151,12 @@ void convert_dsp_init(uint32_t caps)
     chosen.store(table, std::memory_order_release);
 }
 
+const convert_table& convert_dsp()
+{
+    const convert_table* const table = chosen.load(std::memory_order_acquire);
+    return table != nullptr ? *table : convert_plain();
+}
+
 int32_t ConvertFrame(const ConvertTarget& destination, const CodecFrame& frame, int32_t width, int32_t height,
                      bool flip)
 {
@@ -176,7 +176,7 @@ int32_t ConvertFrame(const ConvertTarget& destination, const CodecFrame& frame, 
     if (flip) flip_target(&job, height);
     job.width = columns;
     job.height = rows;
-    (kernels().*layout.slot)(job);
+    (convert_dsp().*layout.slot)(job);
     return CONVERT_OK;
 }
 
@@ -197,6 +197,6 @@ int32_t convert_decoder_picture(const ConvertTarget& target, const CodecFrame& p
     if (flip) flip_target(&job, height);
     job.width = width;
     job.height = height;
-    (kernels().*layout.slot)(job);
+    (convert_dsp().*layout.slot)(job);
     return CONVERT_OK;
 }

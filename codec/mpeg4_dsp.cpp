@@ -2,6 +2,7 @@
 
 #include <mutex>
 
+#include "codec/convert.h"
 #include "codec/cpu.h"
 #include "codec/mpeg4_kernels.h"
 
@@ -40,7 +41,12 @@ void mpeg4_dsp_fill(mpeg4_dsp_t* dsp, [[maybe_unused]] uint32_t caps)
 void mpeg4_dsp_init(uint32_t flags)
 {
     static std::once_flag once;
-    std::call_once(once, [flags] { mpeg4_dsp_fill(&g_dsp, flags ? flags : mpeg4_cpu_detect(nullptr)); });
+    std::call_once(once, [flags] {
+        const uint32_t caps = flags ? flags : mpeg4_cpu_detect(nullptr);
+        mpeg4_dsp_fill(&g_dsp, caps);
+        // The conversion slots are shared with the H.264 side, whose later call overwrites them.
+        convert_dsp_init(caps);
+    });
 }
 
 void mpeg4_dsp_refill(uint32_t caps)

@@ -490,6 +490,30 @@ TEST(ConvertDsp, AProcessorWhoseTrialOfSse2TrapsRunsThePlainKernels)
     EXPECT_EQ(table.bgr24, convert_plain().bgr24);
 }
 
+TEST(ConvertDsp, TheLaterInitialisationOverwritesTheSharedSlots)
+{
+    // Both decoders' initialisations fill them.
+    const std::uint32_t caps = c264_cpu_detect();
+    convert_table detected;
+    convert_table_fill(&detected, caps);
+    convert_dsp_init(CODEC_STEP_PLAIN);
+    EXPECT_EQ(convert_dsp().yuy2, convert_plain().yuy2);
+    convert_dsp_init(caps);
+    EXPECT_EQ(convert_dsp().yuy2, detected.yuy2);
+    EXPECT_EQ(convert_dsp().bgr24, detected.bgr24);
+    convert_dsp_init(CODEC_STEP_PLAIN);
+    EXPECT_EQ(convert_dsp().yuy2, convert_plain().yuy2);
+}
+
+TEST(ConvertDsp, TheMpeg4SidesBitsReachTheLastStepWithoutSsse3)
+{
+    convert_table with, without;
+    convert_table_fill(&with, CODEC_STEP_AVX2);
+    convert_table_fill(&without, CODEC_STEP_AVX2 & ~CODEC_CAP_SSSE3);
+    EXPECT_EQ(with.bgr24, without.bgr24);
+    EXPECT_EQ(with.bgr32, without.bgr32);
+}
+
 TEST(ConvertDsp, TheOldestVectorStepSelectsNothing)
 {
     convert_table table;
