@@ -1,0 +1,460 @@
+#include "skin/theme/ThemeParser.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <fstream>
+#include <map>
+#include <optional>
+#include <utility>
+
+namespace
+{
+constexpr std::size_t MAX_FILE_BYTES = 1 << 20;
+constexpr std::size_t MAX_LINE_BYTES = 1024;
+constexpr std::size_t MAX_NAME_BYTES = 64;
+constexpr std::size_t MAX_COLORS = 512;
+constexpr std::size_t MAX_ELEMENTS = 256;
+constexpr std::size_t MAX_ICONS = 256;
+constexpr std::size_t MAX_SHAPES = 64;
+constexpr std::size_t MAX_STEPS = 256;  // of one shape
+constexpr float MAX_UNITS = 1024;       // of a co-ordinate, either sign
+
+constexpr std::array<std::string_view, STATE_COUNT> STATE_NAMES = {"normal", "hover", "pressed", "checked",
+                                                                   "disabled"};
+
+struct XPatch {
+    std::optional<XFill> fill;
+    std::optional<XColor> border;
+    std::optional<XColor> text;
+    std::optional<XColor> mark;
+    std::optional<XColor> ring;
+};
+using CPatches = std::array<XPatch, STATE_COUNT>;
+
+struct XColorKey {
+    std::string_view name;
+    std::optional<XColor> XPatch::*given;
+    XColor XLook::*resolved;
+};
+
+constexpr XColorKey COLOR_KEYS[] = {{"border", &XPatch::border, &XLook::border},
+                                    {"text", &XPatch::text, &XLook::text},
+                                    {"mark", &XPatch::mark, &XLook::mark},
+                                    {"ring", &XPatch::ring, &XLook::ring}};
+
+struct XMetric {
+    std::string_view name;
+    int least;
+    int most;
+    int XElement::*first;
+    int XElement::*second;  // null for one number
+};
+
+constexpr XMetric METRICS[] = {{"border", 0, 8, &XElement::iBorder, nullptr},
+                               {"radius", 0, 64, &XElement::iRadius, nullptr},
+                               {"padding", 0, 64, &XElement::iPadY, &XElement::iPadX},
+                               {"size", 0, 512, &XElement::iWidth, &XElement::iHeight}};
+
+struct XStepForm {
+    char letter;
+    XPathStep::EKind kind;
+    std::size_t count;
+};
+
+constexpr XStepForm STEP_FORMS[] = {{'M', XPathStep::EKind::Move, 2},  {'L', XPathStep::EKind::Line, 2},
+                                    {'C', XPathStep::EKind::Curve, 6}, {'O', XPathStep::EKind::Circle, 3},
+                                    {'R', XPathStep::EKind::Box, 4},   {'Z', XPathStep::EKind::Close, 0}};
+
+/// What stops the parse. Never leaves this file.
+struct CFault {
+    std::string text;
+};
+
+[[noreturn]] void Fail(std::string text)
+{
+    throw CFault{std::move(text)};
+}
+
+std::string Quoted(std::string_view text)
+{
+    constexpr std::size_t shown = 40;
+    std::string out = "'";
+    for (const char c : text.substr(0, shown)) {
+        out += static_cast<unsigned char>(c) < 0x20 || c == 0x7F ? '?' : c;
+    }
+    return out + (text.size() > shown ? "...'" : "'");
+}
+
+class CParser
+{
+  public:
+    CTheme Parse(std::string_view text);
+    int Line() const { return m_iLine; }
+
+  private:
+    void SplitLine(std::string_view line);
+    void Statement();
+    void TopLevel(std::string_view word);
+    void InIcon(std::string_view word);
+    void InElement(std::string_view word);
+    void StateLine(std::size_t state);
+    void BeginElement();
+    void EndElement();
+    void Finish();
+
+    std::string_view Next(const char* wanted);
+    std::string_view NextName(const char* wanted);
+    std::string_view NextQuoted(const char* wanted);
+    bool AtEnd() const { return m_ulToken == m_Tokens.size(); }
+    float NextNumber(const char* wanted, float least, float most);
+    int NextInteger(const char* wanted, int least, int most);
+    XColor NextColor(const char* wanted);
+    XFill NextFill();
+    XColor ColorOf(std::string_view token) const;
+    std::vector<XPathStep> NextSteps();
+
+    CTheme m_Theme;
+    std::map<std::string, XColor, std::less<>> m_Colors;
+    std::map<std::string, XFill, std::less<>> m_Gradients;
+    std::map<std::string, CPatches, std::less<>> m_Patches;
+    bool m_bHasHeader = false;
+    std::optional<XIcon> m_Icon;        // the block that is open, one of the two at most
+    std::optional<XElement> m_Element;  //
+    CPatches m_ElementPatches;
+    std::vector<std::string_view> m_Tokens;  // of the present line
+    std::size_t m_ulToken = 0;
+    int m_iLine = 0;
+};
+
+CTheme CParser::Parse(std::string_view text)
+{
+    if (text.size() > MAX_FILE_BYTES) Fail("the file is larger than 1 MiB");
+    if (text.substr(0, 3) == "\xEF\xBB\xBF") text.remove_prefix(3);
+    while (!text.empty()) {
+        ++m_iLine;
+        const std::size_t end = text.find('\n');
+        std::string_view line = text.substr(0, end);
+        text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+        if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+        SplitLine(line);
+        if (!m_Tokens.empty()) Statement();
+    }
+    Finish();
+    return std::move(m_Theme);
+}
+
+void CParser::SplitLine(std::string_view line)
+{
+    if (line.size() > MAX_LINE_BYTES) Fail("the line is longer than 1024 bytes");
+    m_Tokens.clear();
+    m_ulToken = 0;
+    std::size_t at = 0;
+    while (at < line.size()) {
+        if (line[at] == ' ' || line[at] == '\t') {
+            ++at;
+            continue;
+        }
+        if (line[at] == ';') return;
+        if (static_cast<unsigned char>(line[at]) < 0x20) Fail("a control character stands in the line");
+        const std::size_t begin = at;
+        if (line[at] == '"') {
+            at = line.find('"', at + 1);
+            if (at == std::string_view::npos) Fail("the quote is not closed");
+            ++at;
+        } else {
+            at = line.find_first_of(" \t;\"", at);
+            if (at == std::string_view::npos) at = line.size();
+        }
+        m_Tokens.push_back(line.substr(begin, at - begin));
+    }
+}
+
+void CParser::Statement()
+{
+    const std::string_view word = Next("a statement");
+    if (!m_bHasHeader && word != "theme") Fail("the first statement has to be: theme 1 \"Name\"");
+    if (m_Icon) {
+        InIcon(word);
+    } else if (m_Element) {
+        InElement(word);
+    } else {
+        TopLevel(word);
+    }
+    if (!AtEnd()) Fail("nothing may follow here, found " + Quoted(m_Tokens[m_ulToken]));
+}
+
+void CParser::TopLevel(std::string_view word)
+{
+    if (word == "theme") {
+        if (m_bHasHeader) Fail("the theme is already named");
+        if (NextInteger("the version of the form", 0, 1000) != 1) Fail("only version 1 of the form is known");
+        m_Theme.m_strName = NextQuoted("the theme's name in quotes");
+        m_bHasHeader = true;
+    } else if (word == "color" || word == "gradient") {
+        const std::string_view name = NextName("the colour's name");
+        if (m_Colors.contains(name) || m_Gradients.contains(name)) Fail(Quoted(name) + " is already defined");
+        if (m_Colors.size() + m_Gradients.size() >= MAX_COLORS) Fail("too many colours, the limit is 512");
+        if (word == "color") {
+            m_Colors.emplace(name, NextColor("a colour"));
+        } else {
+            const XColor top = NextColor("the top colour");
+            m_Gradients.emplace(name, XFill{top, NextColor("the bottom colour")});
+        }
+    } else if (word == "icon") {
+        const std::string_view name = NextName("the icon's name");
+        if (m_Theme.FindIcon(name) || name == "none") Fail("icon " + Quoted(name) + " is already defined");
+        if (m_Theme.m_Icons.size() >= MAX_ICONS) Fail("too many icons, the limit is 256");
+        m_Icon.emplace().strName = name;
+        m_Icon->fWidth = NextNumber("the icon's width", 1, MAX_UNITS);
+        m_Icon->fHeight = NextNumber("the icon's height", 1, MAX_UNITS);
+    } else if (word == "element") {
+        BeginElement();
+    } else {
+        Fail("unknown statement " + Quoted(word));
+    }
+}
+
+void CParser::InIcon(std::string_view word)
+{
+    if (word == "end") {
+        m_Theme.m_Icons.push_back(std::move(*m_Icon));
+        m_Icon.reset();
+        return;
+    }
+    if (word != "fill" && word != "stroke") Fail("an icon has fill, stroke and end, not " + Quoted(word));
+    if (m_Icon->shapes.size() >= MAX_SHAPES) Fail("too many shapes in the icon, the limit is 64");
+    XShape shape;
+    if (word == "stroke") shape.fStroke = NextNumber("the pen's width", 0.01F, MAX_UNITS);
+    shape.steps = NextSteps();
+    m_Icon->shapes.push_back(std::move(shape));
+}
+
+void CParser::BeginElement()
+{
+    const std::string_view name = NextName("the element's name");
+    if (m_Theme.FindElement(name)) Fail("element " + Quoted(name) + " is already defined");
+    if (m_Theme.m_Elements.size() >= MAX_ELEMENTS) Fail("too many elements, the limit is 256");
+    XElement element;
+    CPatches patches;
+    if (!AtEnd()) {
+        if (Next("':'") != ":") Fail("only ': BASE' may follow an element's name");
+        const std::string_view base = NextName("the base element's name");
+        const XElement* from = m_Theme.FindElement(base);
+        if (!from) Fail("base element " + Quoted(base) + " does not stand above");
+        element = *from;
+        patches = m_Patches.find(base)->second;
+    }
+    element.strName = name;
+    m_Element = std::move(element);
+    m_ElementPatches = patches;
+}
+
+void CParser::InElement(std::string_view word)
+{
+    for (std::size_t state = 0; state < STATE_COUNT; ++state) {
+        if (word == STATE_NAMES[state]) return StateLine(state);
+    }
+    for (const XMetric& metric : METRICS) {
+        if (word != metric.name) continue;
+        (*m_Element).*metric.first = NextInteger("a number of pixels", metric.least, metric.most);
+        if (metric.second)
+            (*m_Element).*metric.second = NextInteger("a number of pixels", metric.least, metric.most);
+        return;
+    }
+    if (word == "font") {
+        m_Element->iFontPercent = NextInteger("the font's size in percent", 50, 300);
+        m_Element->bBold = false;
+        if (!AtEnd()) {
+            if (Next("bold") != "bold") Fail("only 'bold' may follow the font's size");
+            m_Element->bBold = true;
+        }
+    } else if (word == "icon") {
+        const std::string_view name = NextName("an icon's name or none");
+        if (name != "none" && !m_Theme.FindIcon(name)) Fail("icon " + Quoted(name) + " does not stand above");
+        m_Element->strIcon = name == "none" ? "" : name;
+    } else if (word == "end") {
+        EndElement();
+    } else {
+        Fail("unknown property " + Quoted(word) + " of an element");
+    }
+}
+
+void CParser::StateLine(std::size_t state)
+{
+    XPatch& patch = m_ElementPatches[state];
+    while (!AtEnd()) {
+        const std::string_view key = Next("a property of the state");
+        if (key == "fill") {
+            patch.fill = NextFill();
+            continue;
+        }
+        const auto* known = std::find_if(std::begin(COLOR_KEYS), std::end(COLOR_KEYS),
+                                         [key](const XColorKey& candidate) { return candidate.name == key; });
+        if (known == std::end(COLOR_KEYS))
+            Fail("a state has fill, border, text, mark and ring, not " + Quoted(key));
+        patch.*known->given = NextColor("a colour");
+    }
+}
+
+void CParser::EndElement()
+{
+    const XPatch& normal = m_ElementPatches[0];
+    for (std::size_t state = 0; state < STATE_COUNT; ++state) {
+        const XPatch& patch = m_ElementPatches[state];
+        XLook look;
+        look.fill = patch.fill.value_or(normal.fill.value_or(look.fill));
+        for (const XColorKey& key : COLOR_KEYS) {
+            look.*key.resolved = (patch.*key.given).value_or((normal.*key.given).value_or(look.*key.resolved));
+        }
+        m_Element->looks[state] = look;
+    }
+    m_Patches.emplace(m_Element->strName, m_ElementPatches);
+    m_Theme.m_Elements.push_back(std::move(*m_Element));
+    m_Element.reset();
+}
+
+void CParser::Finish()
+{
+    if (m_Icon) Fail("icon " + Quoted(m_Icon->strName) + " lacks its end");
+    if (m_Element) Fail("element " + Quoted(m_Element->strName) + " lacks its end");
+    m_iLine = 0;
+    if (!m_bHasHeader) Fail("the file holds no theme");
+    for (const std::string_view name : RequiredElements()) {
+        if (!m_Theme.FindElement(name)) Fail("element " + Quoted(name) + " is missing");
+    }
+}
+
+std::string_view CParser::Next(const char* wanted)
+{
+    if (AtEnd()) Fail(std::string("the line ends where it needs ") + wanted);
+    return m_Tokens[m_ulToken++];
+}
+
+std::string_view CParser::NextName(const char* wanted)
+{
+    const std::string_view token = Next(wanted);
+    constexpr std::string_view allowed = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-";
+    if (token.find_first_not_of(allowed) != std::string_view::npos) {
+        Fail(Quoted(token) + " is no name; names have letters, digits, '_' and '-'");
+    }
+    if (token.size() > MAX_NAME_BYTES) Fail("the name " + Quoted(token) + " is longer than 64 bytes");
+    return token;
+}
+
+std::string_view CParser::NextQuoted(const char* wanted)
+{
+    const std::string_view token = Next(wanted);
+    if (token.size() < 2 || token.front() != '"')
+        Fail(std::string("needs ") + wanted + ", found " + Quoted(token));
+    return token.substr(1, token.size() - 2);
+}
+
+float CParser::NextNumber(const char* wanted, float least, float most)
+{
+    const std::string_view token = Next(wanted);
+    float value = 0;
+    const auto [end, code] = std::from_chars(token.data(), token.data() + token.size(), value);
+    if (code != std::errc() || end != token.data() + token.size() || !std::isfinite(value)) {
+        Fail(std::string("needs ") + wanted + ", found " + Quoted(token));
+    }
+    if (value < least || value > most) {
+        std::array<char, 96> range{};
+        std::snprintf(range.data(), range.size(), " is not in %g to %g", least, most);
+        Fail(std::string(wanted) + ": " + Quoted(token) + range.data());
+    }
+    return value;
+}
+
+int CParser::NextInteger(const char* wanted, int least, int most)
+{
+    const float value = NextNumber(wanted, static_cast<float>(least), static_cast<float>(most));
+    if (value != std::floor(value)) Fail(std::string(wanted) + " has to be a whole number");
+    return static_cast<int>(value);
+}
+
+XColor CParser::ColorOf(std::string_view token) const
+{
+    if (token.front() != '#') {
+        const auto it = m_Colors.find(token);
+        if (it == m_Colors.end()) Fail("colour " + Quoted(token) + " does not stand above");
+        return it->second;
+    }
+    std::uint32_t value = 0;
+    const auto [end, code] = std::from_chars(token.data() + 1, token.data() + token.size(), value, 16);
+    if (code != std::errc() || end != token.data() + token.size() || (token.size() != 7 && token.size() != 9)) {
+        Fail(Quoted(token) + " is no colour; colours are #RRGGBB or #RRGGBBAA");
+    }
+    if (token.size() == 7) value = value << 8 | 0xFF;
+    const auto byte = [value](int shift) { return static_cast<std::uint8_t>(value >> shift & 0xFF); };
+    return {byte(24), byte(16), byte(8), byte(0)};
+}
+
+XColor CParser::NextColor(const char* wanted)
+{
+    return ColorOf(Next(wanted));
+}
+
+XFill CParser::NextFill()
+{
+    const std::string_view token = Next("a colour, a gradient or none");
+    if (token == "none") return {};
+    const auto it = m_Gradients.find(token);
+    if (it != m_Gradients.end()) return it->second;
+    const XColor color = ColorOf(token);
+    return {color, color};
+}
+
+std::vector<XPathStep> CParser::NextSteps()
+{
+    std::vector<XPathStep> steps;
+    while (!AtEnd()) {
+        const std::string_view token = Next("a step");
+        const XStepForm* form = nullptr;
+        for (const XStepForm& candidate : STEP_FORMS) {
+            if (token.size() == 1 && token.front() == candidate.letter) form = &candidate;
+        }
+        if (!form) Fail("a step is one of M L C O R Z, not " + Quoted(token));
+        if (steps.size() >= MAX_STEPS) Fail("too many steps in the shape, the limit is 256");
+        XPathStep step;
+        step.kind = form->kind;
+        for (std::size_t i = 0; i < form->count; ++i)
+            step.values[i] = NextNumber("a number", -MAX_UNITS, MAX_UNITS);
+        steps.push_back(step);
+    }
+    if (steps.empty()) Fail("the shape has no steps");
+    return steps;
+}
+}  // namespace
+
+bool ParseTheme(std::string_view text, CTheme& theme, XThemeError& error)
+{
+    CParser parser;
+    try {
+        theme = parser.Parse(text);
+        return true;
+    } catch (const CFault& fault) {
+        error = {parser.Line(), fault.text};
+        return false;
+    }
+}
+
+bool LoadTheme(const std::string& hostPath, CTheme& theme, XThemeError& error)
+{
+    std::ifstream file(hostPath, std::ios::binary);
+    if (!file) {
+        error = {0, "the file can't be opened"};
+        return false;
+    }
+    std::string text(MAX_FILE_BYTES + 1,
+                     '\0');  // one more than is allowed, so that a larger file is seen as such
+    file.read(text.data(), static_cast<std::streamsize>(text.size()));
+    if (file.bad()) {
+        error = {0, "the file can't be read"};
+        return false;
+    }
+    text.resize(static_cast<std::size_t>(file.gcount()));
+    return ParseTheme(text, theme, error);
+}
