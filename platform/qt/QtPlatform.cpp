@@ -1,0 +1,85 @@
+#include "platform/qt/QtPlatform.h"
+
+#include <QApplication>
+#include <QEvent>
+#include <QThread>
+#include <atomic>
+#include <memory>
+#include <utility>
+
+#include "platform/qt/MessagePump.h"
+#include "platform/qt/WindowBackend.h"
+
+namespace
+{
+/// Serves the thread's messages when one has come; woken from foreign threads.
+class CWaker final : public QObject
+{
+  public:
+    CWaker()
+    {
+        SetMessageWake([this] {
+            if (!m_bPending.exchange(true)) QCoreApplication::postEvent(this, new QEvent(QEvent::User));
+        });
+    }
+    ~CWaker() override { SetMessageWake({}); }
+    CWaker(const CWaker&) = delete;
+    CWaker& operator=(const CWaker&) = delete;
+
+    bool event(QEvent* event) override
+    {
+        if (event->type() != QEvent::User) return QObject::event(event);
+        m_bPending = false;  // before serving: a message that comes meanwhile posts again
+        ServeMessages(true);
+        return true;
+    }
+
+  private:
+    std::atomic<bool> m_bPending = false;
+};
+
+struct XQtPlatform {
+    CWaker waker;
+    CWindowBackend backend;
+    CMessagePump pump;
+    IWindowBackend* pFormer = nullptr;
+};
+
+// panels' thread only
+int g_iStarts = 0;
+std::unique_ptr<XQtPlatform> g_pPlatform;
+
+std::function<void(QWidget&)>& Decorator()
+{
+    static auto* const decorator = new std::function<void(QWidget&)>;
+    return *decorator;
+}
+}  // namespace
+
+bool StartQtPlatform()
+{
+    if (!qobject_cast<QApplication*>(QCoreApplication::instance())) return false;
+    if (QThread::currentThread() != qApp->thread()) return false;
+    if (g_iStarts++ > 0) return true;
+    g_pPlatform = std::make_unique<XQtPlatform>();
+    g_pPlatform->pFormer = SetWindowBackend(&g_pPlatform->backend);
+    qApp->installEventFilter(&g_pPlatform->pump);
+    return true;
+}
+
+void StopQtPlatform()
+{
+    if (g_iStarts == 0 || --g_iStarts > 0) return;
+    SetWindowBackend(g_pPlatform->pFormer);
+    g_pPlatform.reset();
+}
+
+void SetDialogDecorator(std::function<void(QWidget&)> decorator)
+{
+    Decorator() = std::move(decorator);
+}
+
+void DecorateDialog(QWidget& dialog)
+{
+    if (Decorator()) Decorator()(dialog);
+}

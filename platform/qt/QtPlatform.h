@@ -1,0 +1,21 @@
+#pragma once
+
+#include <functional>
+
+class QWidget;
+
+/// Makes the calling thread, which has to be the application object's, the panels' thread: installs the window
+/// backend of platform/windows.h, has the event loop serve the messages sent and posted to this thread, and has
+/// the message hooks of MessagePump.h see its input. Counted; each start needs one stop on the same thread.
+/// False, with nothing started, without an application object for windows or from a foreign thread.
+bool StartQtPlatform();
+
+/// Takes one start back; with the last one the former backend is installed again.
+void StopQtPlatform();
+
+/// Names what gives message boxes and modal dialogs their look before they are shown; an empty function ends
+/// that. Panels' thread only.
+void SetDialogDecorator(std::function<void(QWidget&)> decorator);
+
+/// Calls the decorator, if there is one.
+void DecorateDialog(QWidget& dialog);

@@ -1,0 +1,154 @@
+#include "platform/qt/WindowBackend.h"
+
+#include <QApplication>
+#include <QMessageBox>
+#include <QThread>
+#include <QWidget>
+#include <string>
+
+#include "platform/qt/QtPlatform.h"
+#include "platform/qt/WindowHandle.h"
+#include "platform/qt/X11Sync.h"
+
+namespace
+{
+constexpr std::uint32_t MESSAGE_CALL = 0x401;  // lParam: the work to run
+
+constexpr std::uint32_t BUTTON_BITS = 0xF;
+constexpr std::uint32_t ICON_BITS = 0xF0;
+
+QMessageBox::StandardButtons ButtonsOf(std::uint32_t type)
+{
+    switch (type & BUTTON_BITS) {
+        case MB_OKCANCEL:
+            return QMessageBox::Ok | QMessageBox::Cancel;
+        case MB_YESNO:
+            return QMessageBox::Yes | QMessageBox::No;
+        default:
+            return QMessageBox::Ok;
+    }
+}
+
+QMessageBox::Icon IconOf(std::uint32_t type)
+{
+    switch (type & ICON_BITS) {
+        case MB_ICONERROR:
+            return QMessageBox::Critical;
+        case MB_ICONQUESTION:
+            return QMessageBox::Question;
+        case MB_ICONWARNING:
+            return QMessageBox::Warning;
+        case MB_ICONINFORMATION:
+            return QMessageBox::Information;
+        default:
+            return QMessageBox::NoIcon;
+    }
+}
+
+std::int32_t AnswerOf(int button)
+{
+    switch (button) {
+        case QMessageBox::Cancel:
+            return IDCANCEL;
+        case QMessageBox::Yes:
+            return IDYES;
+        case QMessageBox::No:
+            return IDNO;
+        default:
+            return IDOK;
+    }
+}
+
+QString FromUtf8(std::string_view text)
+{
+    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+}  // namespace
+
+CWindowBackend::CWindowBackend()
+    : m_hCrossing(RegisterWindow([](std::uint32_t message, WPARAM, LPARAM lParam) -> LRESULT {
+          if (message != MESSAGE_CALL) return 0;
+          // NOLINTNEXTLINE(performance-no-int-to-ptr): a message carries a pointer as a number
+          return (*reinterpret_cast<const std::function<LRESULT()>*>(lParam))();
+      }))
+{
+}
+
+CWindowBackend::~CWindowBackend()
+{
+    UnregisterWindow(m_hCrossing);
+}
+
+LRESULT CWindowBackend::OnPanelsThread(const std::function<LRESULT()>& work) const
+{
+    // From the panels' thread itself this is a plain call.
+    return SendMessageA(m_hCrossing, MESSAGE_CALL, 0, reinterpret_cast<LPARAM>(&work));
+}
+
+bool CWindowBackend::GetClientRect(HWND window, RECT& rect)
+{
+    return OnPanelsThread([window, &rect]() -> LRESULT {
+        const QWidget* widget = WidgetOf(window);
+        if (!widget) return 0;
+        rect = {0, 0, widget->width(), widget->height()};
+        return 1;
+    });
+}
+
+bool CWindowBackend::SetWindowPos(HWND window, const RECT& rect)
+{
+    return OnPanelsThread([window, &rect]() -> LRESULT {
+        QWidget* widget = WidgetOf(window);
+        if (!widget) return 0;
+        widget->setGeometry(rect.left, rect.top, rect.right - rect.left, rect.bottom - rect.top);
+        return 1;
+    });
+}
+
+bool CWindowBackend::ShowWindow(HWND window, bool visible)
+{
+    return OnPanelsThread([window, visible]() -> LRESULT {
+        QWidget* widget = WidgetOf(window);
+        if (!widget) return 0;
+        widget->setVisible(visible);
+        return 1;
+    });
+}
+
+bool CWindowBackend::InvalidateRect(HWND window)
+{
+    return OnPanelsThread([window]() -> LRESULT {
+        QWidget* widget = WidgetOf(window);
+        if (!widget) return 0;
+        widget->update();
+        return 1;
+    });
+}
+
+std::uintptr_t CWindowBackend::GetSystemWindow(HWND window)
+{
+    return static_cast<std::uintptr_t>(OnPanelsThread([window]() -> LRESULT {
+        const QWidget* widget = WidgetOf(window);
+        auto* const x11 = qApp->nativeInterface<QNativeInterface::QX11Application>();
+        if (!widget || !x11) return 0;
+        const bool native = widget->isWindow() || widget->testAttribute(Qt::WA_NativeWindow);
+        const WId id = native ? widget->winId() : widget->internalWinId();
+        // The renderer speaks to the server over a connection of its own: the window has to stand there before.
+        if (id) SyncX11(x11->display());
+        return static_cast<LRESULT>(id);
+    }));
+}
+
+std::int32_t CWindowBackend::MessageBoxA(HWND owner, std::string_view text, std::string_view caption,
+                                         std::uint32_t type)
+{
+    const LRESULT answer = OnPanelsThread([owner, text, caption, type]() -> LRESULT {
+        QWidget* widget = WidgetOf(owner);
+        QMessageBox box(IconOf(type), FromUtf8(caption), FromUtf8(text), ButtonsOf(type),
+                        widget ? widget->window() : QApplication::activeWindow());
+        box.setTextFormat(Qt::PlainText);
+        DecorateDialog(box);
+        return AnswerOf(box.exec());
+    });
+    return answer ? static_cast<std::int32_t>(answer) : IDOK;
+}

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <functional>
+
+#include "platform/windows.h"
+
+/// The window operations by widgets. Made and destroyed on the panels' thread; calls from other threads cross
+/// to it as messages sent to a window of its own, so that they are served wherever sent messages are. All
+/// lengths are device-independent pixels.
+class CWindowBackend final : public IWindowBackend
+{
+  public:
+    CWindowBackend();
+    ~CWindowBackend() override;
+    CWindowBackend(const CWindowBackend&) = delete;
+    CWindowBackend& operator=(const CWindowBackend&) = delete;
+
+    bool GetClientRect(HWND window, RECT& rect) override;
+    bool SetWindowPos(HWND window, const RECT& rect) override;
+    bool ShowWindow(HWND window, bool visible) override;
+    bool InvalidateRect(HWND window) override;
+    std::uintptr_t GetSystemWindow(HWND window) override;
+    std::int32_t MessageBoxA(HWND owner, std::string_view text, std::string_view caption,
+                             std::uint32_t type) override;
+
+  private:
+    /// Runs `work` on the panels' thread and waits for it. 0 when that thread takes no more messages.
+    LRESULT OnPanelsThread(const std::function<LRESULT()>& work) const;
+
+    HWND m_hCrossing;
+};

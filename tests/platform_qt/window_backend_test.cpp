@@ -1,0 +1,222 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QTest>
+#include <QTimer>
+#include <atomic>
+#include <thread>
+
+#include "platform/qt/QtPlatform.h"
+#include "platform/qt/WindowHandle.h"
+#include "platform/threads.h"
+#include "platform/windows.h"
+
+namespace
+{
+class WindowBackend : public testing::Test
+{
+  protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(StartQtPlatform());
+        m_Widget.resize(120, 80);
+    }
+    void TearDown() override { StopQtPlatform(); }
+
+    /// Runs `work` on another thread while the event loop serves this one.
+    template <typename TWork>
+    void OnForeignThread(TWork work)
+    {
+        std::atomic<bool> done = false;
+        std::thread thread([&] {
+            work();
+            done = true;
+        });
+        EXPECT_TRUE(QTest::qWaitFor([&] { return done.load(); }, 20000));
+        thread.join();
+    }
+
+    QWidget m_Widget;
+};
+
+TEST_F(WindowBackend, OperationsReachTheWidgetFromTheOwnThread)
+{
+    const CWindowHandle handle(m_Widget);
+    RECT rect;
+    EXPECT_TRUE(GetClientRect(handle.Get(), rect));
+    EXPECT_EQ(rect, (RECT{0, 0, 120, 80}));
+    EXPECT_TRUE(SetWindowPos(handle.Get(), {10, 20, 110, 70}));
+    EXPECT_EQ(m_Widget.geometry(), QRect(10, 20, 100, 50));
+    EXPECT_TRUE(ShowWindow(handle.Get(), true));
+    EXPECT_TRUE(m_Widget.isVisible());
+    EXPECT_TRUE(InvalidateRect(handle.Get()));
+    EXPECT_TRUE(ShowWindow(handle.Get(), false));
+    EXPECT_FALSE(m_Widget.isVisible());
+}
+
+TEST_F(WindowBackend, OperationsReachTheWidgetFromAForeignThread)
+{
+    const CWindowHandle handle(m_Widget);
+    OnForeignThread([&] {
+        RECT rect;
+        EXPECT_TRUE(GetClientRect(handle.Get(), rect));
+        EXPECT_EQ(rect, (RECT{0, 0, 120, 80}));
+        EXPECT_TRUE(SetWindowPos(handle.Get(), {0, 0, 60, 40}));
+        EXPECT_TRUE(ShowWindow(handle.Get(), true));
+        EXPECT_NE(GetSystemWindow(handle.Get()), 0U);
+    });
+    EXPECT_EQ(m_Widget.size(), QSize(60, 40));
+    EXPECT_TRUE(m_Widget.isVisible());
+}
+
+TEST_F(WindowBackend, AWindowThatIsGoneAnswersNothing)
+{
+    HWND window = HWND::Null;
+    {
+        QWidget widget;
+        const CWindowHandle handle(widget);
+        window = handle.Get();
+        EXPECT_EQ(WindowOf(&widget), window);
+        EXPECT_EQ(WidgetOf(window), &widget);
+    }
+    RECT rect;
+    EXPECT_FALSE(GetClientRect(window, rect));
+    EXPECT_FALSE(SetWindowPos(window, rect));
+    EXPECT_FALSE(ShowWindow(window, true));
+    EXPECT_FALSE(InvalidateRect(window));
+    EXPECT_EQ(GetSystemWindow(window), 0U);
+    EXPECT_EQ(WidgetOf(window), nullptr);
+}
+
+TEST_F(WindowBackend, OnlyNativeWindowsHaveASystemWindow)
+{
+    QWidget child(&m_Widget);
+    const CWindowHandle handle(child);
+    EXPECT_EQ(GetSystemWindow(handle.Get()), 0U) << "a plain child has none, and gets none by the question";
+    QWidget native(&m_Widget);
+    native.setAttribute(Qt::WA_DontCreateNativeAncestors);
+    native.setAttribute(Qt::WA_NativeWindow);
+    const CWindowHandle nativeHandle(native);
+    EXPECT_EQ(GetSystemWindow(nativeHandle.Get()), native.winId());
+}
+
+TEST_F(WindowBackend, TheEventLoopServesSentAndPostedMessages)
+{
+    std::vector<std::uint32_t> seen;
+    const CWindowHandle handle(m_Widget, [&seen](std::uint32_t message, WPARAM, LPARAM) -> LRESULT {
+        seen.push_back(message);
+        return 42;
+    });
+    OnForeignThread([&] {
+        EXPECT_TRUE(PostMessageA(handle.Get(), 0x9998, 0, 0));
+        EXPECT_EQ(SendMessageA(handle.Get(), 0x7EA, 0, 0), 42);
+    });
+    EXPECT_TRUE(QTest::qWaitFor([&] { return seen.size() == 2; }));
+}
+
+TEST_F(WindowBackend, AWaitOfThePanelsThreadServesSentMessages)
+{
+    const CWindowHandle handle(m_Widget);
+    const HANDLE thread = CreateThread(
+        [&handle]() -> std::uint32_t {
+            RECT rect;
+            return GetClientRect(handle.Get(), rect) ? 7 : 0;  // blocks until the waiting thread has served it
+        },
+        "sender");
+    EXPECT_EQ(WaitForSingleObject(thread, 10000), WAIT_OBJECT_0);
+    std::uint32_t code = 0;
+    EXPECT_TRUE(GetExitCodeThread(thread, code));
+    EXPECT_EQ(code, 7U);
+    CloseHandle(thread);
+}
+
+/// Presses a button of the message box that is on the screen as soon as it is.
+void AnswerBox(QMessageBox::StandardButton button, QString* text = nullptr)
+{
+    auto* timer = new QTimer(qApp);
+    QObject::connect(timer, &QTimer::timeout, timer, [timer, button, text] {
+        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        if (!box || !box->isVisible()) return;
+        if (text) *text = box->windowTitle() + ": " + box->text();
+        timer->deleteLater();
+        timer->stop();
+        ASSERT_NE(box->button(button), nullptr);
+        QTest::mouseClick(box->button(button), Qt::LeftButton);
+    });
+    timer->start(5);
+}
+
+struct XBoxCase {
+    const char* szName;
+    std::uint32_t dwType;
+    QMessageBox::StandardButton button;
+    std::int32_t iAnswer;
+};
+
+class MessageBoxes : public WindowBackend, public testing::WithParamInterface<XBoxCase>
+{
+};
+
+TEST_P(MessageBoxes, AnswerWithThePlatformsNumber)
+{
+    QString shown;
+    AnswerBox(GetParam().button, &shown);
+    EXPECT_EQ(MessageBoxA(HWND::Null, "a <b>text</b>", "caption", GetParam().dwType), GetParam().iAnswer);
+    EXPECT_EQ(shown, "caption: a <b>text</b>");
+}
+
+INSTANTIATE_TEST_SUITE_P(Backend, MessageBoxes,
+                         testing::Values(XBoxCase{"ok", MB_OK | MB_ICONERROR, QMessageBox::Ok, IDOK},
+                                         XBoxCase{"ok_cancel_ok", MB_OKCANCEL, QMessageBox::Ok, IDOK},
+                                         XBoxCase{"ok_cancel_cancel", MB_OKCANCEL | MB_ICONWARNING,
+                                                  QMessageBox::Cancel, IDCANCEL},
+                                         XBoxCase{"yes", MB_YESNO | MB_ICONQUESTION, QMessageBox::Yes, IDYES},
+                                         XBoxCase{"no", MB_YESNO | MB_ICONINFORMATION, QMessageBox::No, IDNO}),
+                         [](const auto& row) { return std::string(row.param.szName); });
+
+TEST_F(WindowBackend, AMessageBoxMayBeAskedForOnAnyThread)
+{
+    const CWindowHandle handle(m_Widget);
+    AnswerBox(QMessageBox::No);
+    OnForeignThread([&] { EXPECT_EQ(MessageBoxA(handle.Get(), "text", "caption", MB_YESNO), IDNO); });
+}
+
+TEST_F(WindowBackend, WhileAMessageBoxStandsOtherThreadsAreServed)
+{
+    const CWindowHandle handle(m_Widget);
+    std::atomic<bool> answered = false;
+    std::thread other;
+    QTimer::singleShot(0, qApp, [&] {
+        other = std::thread([&] {
+            RECT rect;
+            answered = GetClientRect(handle.Get(), rect);
+            PostMessageA(handle.Get(), 1, 0, 0);
+        });
+    });
+    auto* timer = new QTimer(qApp);
+    QObject::connect(timer, &QTimer::timeout, timer, [&answered, timer] {
+        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        if (!box || !answered) return;
+        timer->deleteLater();
+        timer->stop();
+        box->button(QMessageBox::Ok)->click();
+    });
+    timer->start(5);
+    EXPECT_EQ(MessageBoxA(handle.Get(), "text", "caption", MB_OK), IDOK);
+    EXPECT_TRUE(answered);
+    other.join();
+}
+
+TEST_F(WindowBackend, TheDecoratorSeesEachMessageBox)
+{
+    int decorated = 0;
+    SetDialogDecorator([&decorated](QWidget&) { ++decorated; });
+    AnswerBox(QMessageBox::Ok);
+    MessageBoxA(HWND::Null, "text", "caption", MB_OK);
+    SetDialogDecorator({});
+    EXPECT_EQ(decorated, 1);
+}
+}  // namespace
