@@ -1,0 +1,122 @@
+#include "skin/SkinPaint.h"
+
+#include <QLinearGradient>
+#include <QPainter>
+#include <QPen>
+#include <QPolygonF>
+#include <algorithm>
+
+QBrush ToBrush(const XFill& fill, const QRectF& area)
+{
+    if (fill.IsNone()) return Qt::NoBrush;
+    if (fill.top == fill.bottom) return ToQColor(fill.top);
+    QLinearGradient gradient(area.topLeft(), area.bottomLeft());
+    gradient.setColorAt(0, ToQColor(fill.top));
+    gradient.setColorAt(1, ToQColor(fill.bottom));
+    return gradient;
+}
+
+void PaintBox(QPainter& painter, const QRectF& area, const XElement& element, const XLook& look)
+{
+    const bool bordered = element.iBorder > 0 && look.border.a > 0;
+    if (!bordered && look.fill.IsNone()) return;
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing, element.iRadius > 0);
+    const qreal inset = bordered ? element.iBorder / 2.0 : 0;
+    const QRectF box = area.adjusted(inset, inset, -inset, -inset);
+    const qreal radius = std::min<qreal>(element.iRadius, std::min(box.width(), box.height()) / 2);
+    QPen pen(ToQColor(look.border), element.iBorder);
+    pen.setJoinStyle(Qt::MiterJoin);
+    painter.setPen(bordered ? pen : QPen(Qt::NoPen));
+    painter.setBrush(ToBrush(look.fill, area));
+    painter.drawRoundedRect(box, radius, radius);
+    painter.restore();
+}
+
+void PaintRing(QPainter& painter, const QRectF& area, const XElement& element, const XLook& look)
+{
+    if (look.ring.a == 0) return;
+    constexpr qreal width = 2;
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing, element.iRadius > 0);
+    QPen pen(ToQColor(look.ring), width);
+    pen.setJoinStyle(Qt::MiterJoin);
+    painter.setPen(pen);
+    painter.setBrush(Qt::NoBrush);
+    const QRectF box = area.adjusted(width / 2, width / 2, -width / 2, -width / 2);
+    const qreal radius = std::min<qreal>(element.iRadius, std::min(box.width(), box.height()) / 2);
+    painter.drawRoundedRect(box, radius, radius);
+    painter.restore();
+}
+
+static QPainterPath Outline(const XShape& shape)
+{
+    QPainterPath path;
+    path.setFillRule(Qt::WindingFill);
+    for (const XPathStep& step : shape.steps) {
+        const auto& v = step.values;
+        switch (step.kind) {
+            case XPathStep::EKind::Move:
+                path.moveTo(v[0], v[1]);
+                break;
+            case XPathStep::EKind::Line:
+                path.lineTo(v[0], v[1]);
+                break;
+            case XPathStep::EKind::Curve:
+                path.cubicTo(v[0], v[1], v[2], v[3], v[4], v[5]);
+                break;
+            case XPathStep::EKind::Circle:
+                path.addEllipse(QPointF(v[0], v[1]), v[2], v[2]);
+                break;
+            case XPathStep::EKind::Box:
+                path.addRect(v[0], v[1], v[2], v[3]);
+                break;
+            case XPathStep::EKind::Close:
+                path.closeSubpath();
+                break;
+        }
+    }
+    return path;
+}
+
+void PaintIcon(QPainter& painter, const QRectF& area, const XIcon& icon, const QColor& color)
+{
+    if (area.isEmpty()) return;
+    const qreal scale = std::min(area.width() / icon.fWidth, area.height() / icon.fHeight);
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.translate(area.center());
+    painter.scale(scale, scale);
+    painter.translate(-icon.fWidth / 2, -icon.fHeight / 2);
+    for (const XShape& shape : icon.shapes) {
+        const bool stroked = shape.fStroke > 0;
+        QPen pen(color, shape.fStroke, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
+        painter.setPen(stroked ? pen : QPen(Qt::NoPen));
+        painter.setBrush(stroked ? QBrush(Qt::NoBrush) : QBrush(color));
+        painter.drawPath(Outline(shape));
+    }
+    painter.restore();
+}
+
+void PaintArrow(QPainter& painter, const QRectF& area, EArrow direction, const QColor& color)
+{
+    const qreal half = std::min<qreal>(std::min(area.width(), area.height()) / 3, 4.5);
+    const QPointF c = area.center();
+    static constexpr struct {
+        qreal x[3];
+        qreal y[3];
+    } corners[] = {{{-1, 1, 0}, {0.5, 0.5, -0.5}},
+                   {{-1, 1, 0}, {-0.5, -0.5, 0.5}},
+                   {{0.5, 0.5, -0.5}, {-1, 1, 0}},
+                   {{-0.5, -0.5, 0.5}, {-1, 1, 0}}};
+    const auto& corner = corners[static_cast<int>(direction)];
+    QPolygonF triangle;
+    for (int i = 0; i < 3; ++i)
+        triangle << QPointF(c.x() + corner.x[i] * half, c.y() + corner.y[i] * half);
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(color);
+    painter.drawPolygon(triangle);
+    painter.restore();
+}
