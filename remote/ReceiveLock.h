@@ -1,0 +1,69 @@
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <thread>
+
+/// The recursive lock of a session's receiving. Beside what a critical section gives, a wait for it can be
+/// ended from outside, and a thread that ends can give it back however often it took it.
+class CReceiveLock
+{
+  public:
+    /// Takes the lock once more. False, without the lock, when `ended()` holds before it could be had; `ended`
+    /// is asked again at each Wake.
+    template <typename ENDED>
+    bool Lock(ENDED ended)
+    {
+        const auto self = std::this_thread::get_id();
+        std::unique_lock lock(m_cs);
+        m_Changed.wait(lock, [&] { return m_ulDepth == 0 || m_Owner == self || ended(); });
+        if (m_ulDepth != 0 && m_Owner != self) return false;
+        m_Owner = self;
+        ++m_ulDepth;
+        return true;
+    }
+
+    /// Gives back one taking; the caller holds the lock.
+    void Unlock()
+    {
+        {
+            const std::lock_guard lock(m_cs);
+            --m_ulDepth;
+        }
+        m_Changed.notify_all();
+    }
+
+    /// Gives back all of the calling thread's takings, if there are any.
+    void UnlockAll()
+    {
+        {
+            const std::lock_guard lock(m_cs);
+            if (m_Owner != std::this_thread::get_id()) return;
+            m_ulDepth = 0;
+        }
+        m_Changed.notify_all();
+    }
+
+    /// Whether some thread has it.
+    bool IsTaken()
+    {
+        const std::lock_guard lock(m_cs);
+        return m_ulDepth != 0;
+    }
+
+    /// Lets the waiting threads ask again whether they are to end.
+    void Wake()
+    {
+        {
+            const std::lock_guard lock(m_cs);
+        }
+        m_Changed.notify_all();
+    }
+
+  private:
+    std::mutex m_cs;  // guards what follows; only ever held for a few instructions
+    std::condition_variable m_Changed;
+    std::thread::id m_Owner;      // means something while m_ulDepth isn't 0
+    std::uint64_t m_ulDepth = 0;  // grows by one with every look into an empty queue, so it is wide
+};
