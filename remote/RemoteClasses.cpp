@@ -6,6 +6,8 @@
 #include "remote/RemoteStation.h"
 #include "remote/Station.h"
 #include "remote/TcpRemote.h"
+#include "remote/UdpRemote.h"
+#include "remote/UdpRemoteStation.h"
 
 void RegisterRemoteClasses()
 {
@@ -14,4 +16,6 @@ void RegisterRemoteClasses()
     static const CClassRegistration<CRemote> remote("CRemote");
     static const CClassRegistration<CRemoteStation> remoteStation("CRemoteStation");
     static const CClassRegistration<CTcpRemote> tcpRemote("CTcpRemote");
+    static const CClassRegistration<CUdpRemote> udpRemote("CUdpRemote");
+    static const CClassRegistration<CUdpRemoteStation> udpRemoteStation("CUdpRemoteStation");
 }

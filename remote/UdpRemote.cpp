@@ -1,0 +1,80 @@
+#include "remote/UdpRemote.h"
+
+#include <utility>
+
+#include "model/Observer.h"
+#include "remote/P2PSession.h"
+#include "remote/UdpLink.h"
+
+CUdpRemote::CUdpRemote(std::int32_t iNetID, std::shared_ptr<CP2PSession> session, std::string strUser,
+                       std::string strPassword)
+    : m_szUsername(std::move(strUser)), m_szPassword(std::move(strPassword)), m_pSession(std::move(session))
+{
+    m_iNetID = iNetID;
+}
+
+CUdpRemote::~CUdpRemote()
+{
+    LeaveFolder();
+    GetState()->m_bRunning = false;
+    PutAside();
+    EndLateLinks();
+}
+
+void CUdpRemote::Open()
+{
+    m_bVisible = true;
+    const bool bStart = GetStatus() != STATUS_OPEN;
+    // The status stands before the thread runs, so that one that fails at once can clear it.
+    SetStatus(STATUS_OPEN);
+    if (bStart) StartLink();
+    Notify(this, "IDS_DeviceOpened");
+}
+
+void CUdpRemote::StartLink()
+{
+    // A thread that was left behind would take the new stream's reply for itself.
+    PutAside();
+    EndLateLinks();
+    GetState()->m_bRunning = true;
+    m_pCounters->m_iFirstPictureMs.store(-1, std::memory_order_relaxed);
+    m_pLink = std::make_shared<CUdpLink>(GetState(), m_pSession, m_pCounters, m_iNetID, m_iDevID);
+    m_hThread = CreateThread(
+        [link = m_pLink] {
+            link->Run();
+            return 0U;
+        },
+        "udp link");
+}
+
+void CUdpRemote::Close()
+{
+    if (GetStatus() != STATUS_CLOSED) {
+        SetStatus(STATUS_CLOSED);
+        GetState()->m_bRunning = false;
+        if (m_pLink && m_pSession && m_pSession->IsSharedReceive()) m_pLink->Cancel();
+        const bool bLate = WaitForSingleObject(m_hThread, m_ulCloseWaitMs) == WAIT_TIMEOUT;
+        PutAside();
+        if (bLate) LeaveStateBehind();
+    }
+    SetStatus(STATUS_CLOSED);
+    Notify(this, "IDS_DeviceClosed");
+}
+
+/// Takes the present thread, if there is one, as one whose end is still to be waited for.
+void CUdpRemote::PutAside()
+{
+    if (m_hThread != nullptr) m_LateLinks.push_back({std::move(m_pLink), m_hThread});
+    m_pLink.reset();
+    m_hThread = nullptr;
+}
+
+/// Ends the threads that were put aside and waits until they are gone, serving what they send meanwhile.
+void CUdpRemote::EndLateLinks()
+{
+    for (const auto& late : std::exchange(m_LateLinks, {})) {
+        late.m_pLink->Cancel();
+        WaitForSingleObject(late.m_hThread, INFINITE);
+        CloseHandle(late.m_hThread);
+    }
+}

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "model/NamedValue.h"
+#include "platform/threads.h"
+#include "remote/LinkCounters.h"
+#include "remote/Remote.h"
+
+class CP2PSession;
+class CUdpLink;
+
+/// One channel of a machine that is reached through its station's session. It never records and has no pan and
+/// tilt: the link serves none of the request bits.
+class CUdpRemote final : public CRemote
+{
+  public:
+    /// How long Close waits for the link thread, milliseconds.
+    static constexpr std::uint32_t CLOSE_WAIT_MS = 3000;
+
+    /// Without a session, as an archive builds it: such a channel opens and closes at once.
+    CUdpRemote() = default;
+    CUdpRemote(std::int32_t iNetID, std::shared_ptr<CP2PSession> session, std::string strUser,
+               std::string strPassword);
+    /// Ends every wait of its link threads, also of those that Close left behind, and joins them.
+    ~CUdpRemote() override;
+
+    /// Starts the link thread unless the channel is open.
+    void Open() override;
+
+    /// Waits 3000 ms for the link thread at most. A thread that gets no message does not notice and is left
+    /// behind: it gives back what it holds when it ends, at the latest with the next Open. With shared
+    /// receiving the thread ends at once.
+    void Close() override;
+
+    // oddity: udp-params-store-nothing. Both answer 0 to every id; a panel that wants video writes the window
+    // with SetRenderWnd.
+    std::int32_t SetParam(std::int32_t /*id*/, std::int32_t /*value*/) override { return 0; }
+    std::int32_t GetParam(std::int32_t /*id*/) override { return 0; }
+
+    /// What the channel did since it was built; the datagrams are counted by the session. Any thread.
+    const CLinkCounters& GetCounters() const { return *m_pCounters; }
+
+    /// Shortens the wait of Close, for tests.
+    void SetCloseWait(std::uint32_t ms) { m_ulCloseWaitMs = ms; }
+
+    template <class Archive>
+    void Serialize(Archive& archive)
+    {
+        CRemote::Serialize(archive);
+        archive& Named("m_szUsername", m_szUsername) & Named("m_szPassword", m_szPassword);
+    }
+
+    std::string m_szUsername;  // both are saved as plain text and sent to nobody
+    std::string m_szPassword;
+
+  private:
+    struct XLateLink {
+        std::shared_ptr<CUdpLink> m_pLink;
+        HANDLE m_hThread = nullptr;
+    };
+
+    void StartLink();
+    void PutAside();
+    void EndLateLinks();
+
+    std::shared_ptr<CP2PSession> m_pSession;  // the station's, shared by its channels
+    const std::shared_ptr<CLinkCounters> m_pCounters = std::make_shared<CLinkCounters>();
+    HANDLE m_hThread = nullptr;
+    std::shared_ptr<CUdpLink> m_pLink;   // what m_hThread runs
+    std::vector<XLateLink> m_LateLinks;  // threads whose end nobody has waited for yet
+    std::uint32_t m_ulCloseWaitMs = CLOSE_WAIT_MS;
+};
