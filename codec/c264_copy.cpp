@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "codec/c264_kernels.h"
 #include "codec/c264_pixel.h"
 
 namespace
@@ -58,7 +59,10 @@ void fill_plain(c264_copy* table)
 
 }  // namespace
 
-void c264_copy_init(c264_copy* table, [[maybe_unused]] unsigned caps)
+void c264_copy_init(c264_copy* table, [[maybe_unused]] uint32_t caps)
 {
     fill_plain(table);
+#if defined(__x86_64__)
+    if (caps & CODEC_CAP_SSE2) c264_copy_fill_sse2(table);
+#endif
 }

@@ -46,4 +46,4 @@ struct c264_copy {
 };
 
 /// Fills every slot: plain first, then each step of `caps` (bits of codec/cpu.h) over it.
-void c264_copy_init(c264_copy* table, unsigned caps);
+void c264_copy_init(c264_copy* table, uint32_t caps);

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "codec/c264_kernels.h"
 #include "codec/c264_pixel.h"
 
 constexpr uint8_t C264_ALPHA[52] = {0,  0,  0,  0,   0,   0,   0,   0,   0,   0,   0,   0,   0,
@@ -124,9 +125,12 @@ void fill_plain(c264_deblock* table)
 
 }  // namespace
 
-void c264_deblock_init(c264_deblock* table, [[maybe_unused]] unsigned caps)
+void c264_deblock_init(c264_deblock* table, [[maybe_unused]] uint32_t caps)
 {
     fill_plain<C264_NORMAL>(table);
     fill_plain<C264_STRONG>(table);
     fill_plain<C264_UNIFORM>(table);
+#if defined(__x86_64__)
+    if (caps & CODEC_CAP_SSE2) c264_deblock_fill_sse2(table);
+#endif
 }

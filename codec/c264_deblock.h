@@ -47,4 +47,4 @@ extern const uint8_t C264_BETA[52];
 extern const int8_t C264_TC0[52][4];
 
 /// Fills every slot: plain first, then each step of `caps` (bits of codec/cpu.h) over it.
-void c264_deblock_init(c264_deblock* table, unsigned caps);
+void c264_deblock_init(c264_deblock* table, uint32_t caps);

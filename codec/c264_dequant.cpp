@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "codec/c264_kernels.h"
 #include "codec/c264_pixel.h"
 
 namespace
@@ -54,10 +55,13 @@ void chroma_dc(int16_t* dc, const int16_t* factors)
 constexpr std::array<c264_scale_row, 52> C264_SCALE = scale_table(false);
 constexpr std::array<c264_scale_row, 52> C264_SCALE_DC = scale_table(true);
 
-void c264_dequant_init(c264_dequant* table, [[maybe_unused]] unsigned caps)
+void c264_dequant_init(c264_dequant* table, [[maybe_unused]] uint32_t caps)
 {
     table->block = scale<16>;
     table->quadrant = scale<64>;
     table->luma_dc = luma_dc;
     table->chroma_dc = chroma_dc;
+#if defined(__x86_64__)
+    if (caps & CODEC_CAP_SSE2) c264_dequant_fill_sse2(table);
+#endif
 }

@@ -37,4 +37,4 @@ struct c264_dequant {
 };
 
 /// Fills every slot: plain first, then each step of `caps` (bits of codec/cpu.h) over it.
-void c264_dequant_init(c264_dequant* table, unsigned caps);
+void c264_dequant_init(c264_dequant* table, uint32_t caps);

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <iterator>
 
+#include "codec/c264_kernels.h"
 #include "codec/c264_pixel.h"
 
 namespace
@@ -302,7 +303,10 @@ void fill_plain(c264_intra* table)
 
 }  // namespace
 
-void c264_intra_init(c264_intra* table, [[maybe_unused]] unsigned caps)
+void c264_intra_init(c264_intra* table, [[maybe_unused]] uint32_t caps)
 {
     fill_plain(table);
+#if defined(__x86_64__)
+    if (caps & CODEC_CAP_SSE2) c264_intra_fill_sse2(table);
+#endif
 }

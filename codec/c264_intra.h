@@ -16,8 +16,8 @@
 using c264_intra_fn = void (*)(uint8_t* to, ptrdiff_t to_stride, const uint8_t* at, ptrdiff_t stride);
 
 /// Predicts a 4x4 luma block in the scratch of an intra 4x4 macroblock, whose rows are C264_INTRA4_STRIDE
-/// bytes. The neighbours stand around the block in the scratch: four or, for the modes that slant to the left,
-/// eight pixels above it, four left of it and the corner.
+/// bytes. The neighbours stand around the block in the scratch: four left of it, the corner, and eight above
+/// it. The last four of these count only in the two modes that slant to the left, but may be read in all.
 using c264_intra4_fn = void (*)(uint8_t* block);
 
 inline constexpr ptrdiff_t C264_INTRA4_STRIDE = 32;
@@ -71,4 +71,4 @@ struct c264_intra {
 };
 
 /// Fills every slot: plain first, then each step of `caps` (bits of codec/cpu.h) over it.
-void c264_intra_init(c264_intra* table, unsigned caps);
+void c264_intra_init(c264_intra* table, uint32_t caps);

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "codec/c264_kernels.h"
 #include "codec/c264_pixel.h"
 
 namespace
@@ -157,7 +158,7 @@ constexpr std::array<c264_chroma_weights, 64> chroma_weights()
 
 constexpr std::array<c264_chroma_weights, 64> C264_CHROMA_WEIGHTS = chroma_weights();
 
-void c264_mc_init(c264_mc* table, const c264_copy& copies, [[maybe_unused]] unsigned caps)
+void c264_mc_init(c264_mc* table, const c264_copy& copies, [[maybe_unused]] uint32_t caps)
 {
     constexpr auto FRACTIONS = std::make_integer_sequence<int, 15>{};
     fill_luma<16>(table->luma[C264_WIDTH_16], copies.copy[C264_WIDTH_16], FRACTIONS);
@@ -166,4 +167,9 @@ void c264_mc_init(c264_mc* table, const c264_copy& copies, [[maybe_unused]] unsi
     table->chroma[0] = chroma<8>;
     table->chroma[1] = chroma<4>;
     table->chroma[2] = chroma<2>;
+#if defined(__x86_64__)
+    if (caps & CODEC_CAP_SSE2) c264_mc_fill_sse2(table);
+    if (caps & CODEC_CAP_SSSE3) c264_mc_fill_ssse3(table);
+    if (caps & CODEC_CAP_AVX2) c264_mc_fill_avx2(table);
+#endif
 }

@@ -33,4 +33,4 @@ struct c264_mc {
 
 /// Fills every slot: plain first, then each step of `caps` (bits of codec/cpu.h) over it.
 ///   copies   the filled kernels of c264_copy, which serve the positions without a fraction
-void c264_mc_init(c264_mc* table, const c264_copy& copies, unsigned caps);
+void c264_mc_init(c264_mc* table, const c264_copy& copies, uint32_t caps);

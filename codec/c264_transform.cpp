@@ -1,5 +1,6 @@
 #include "codec/c264_transform.h"
 
+#include "codec/c264_kernels.h"
 #include "codec/c264_pixel.h"
 
 namespace
@@ -83,10 +84,14 @@ void chroma_dc(int16_t* dc)
 
 }  // namespace
 
-void c264_transform_init(c264_transform* table, [[maybe_unused]] unsigned caps)
+void c264_transform_init(c264_transform* table, [[maybe_unused]] uint32_t caps)
 {
     table->add_block = add_block;
     table->add_quadrant = add_quadrant;
     table->luma_dc = luma_dc;
     table->chroma_dc = chroma_dc;
+#if defined(__x86_64__)
+    if (caps & CODEC_CAP_SSE2) c264_transform_fill_sse2(table);
+    if (caps & CODEC_CAP_AVX2) c264_transform_fill_avx2(table);
+#endif
 }

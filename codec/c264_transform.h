@@ -37,4 +37,4 @@ struct c264_transform {
 };
 
 /// Fills every slot: plain first, then each step of `caps` (bits of codec/cpu.h) over it.
-void c264_transform_init(c264_transform* table, unsigned caps);
+void c264_transform_init(c264_transform* table, uint32_t caps);
