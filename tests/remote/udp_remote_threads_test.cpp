@@ -382,7 +382,7 @@ TEST_F(UdpRemoteTest, ReplyOfSizeZeroIsTakenAsItIsAndShowsNoPicture)
 TEST_F(UdpRemoteTest, WithoutARendererPicturesAreDecodedAndNotShown)
 {
     ReleaseRender();
-    SetRenderFactory({});
+    SetRenderFactory([] { return std::unique_ptr<CRender>(); });
     OpenAndWait(*m_pChannel);
     SendPicture(0, 0);
     ASSERT_TRUE(WaitUntil([&] { return m_pChannel->GetCounters().m_ulDecoded == 1; }));
