@@ -3,6 +3,7 @@
 #include <mutex>
 
 #include "codec/convert.h"
+#include "codec/convert.h"
 #include "codec/cpu.h"
 #include "codec/mpeg4_kernels.h"
 
