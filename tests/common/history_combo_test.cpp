@@ -5,8 +5,10 @@
 #include <QLineEdit>
 #include <QTemporaryDir>
 #include <QTest>
+#include <fstream>
 
 #include "inc/OutputDebugString.h"
+#include "platform/paths.h"
 #include "platform/profile.h"
 
 namespace
@@ -185,16 +187,13 @@ TEST_F(HistoryComboTest, SaveBlanksTheRestOfALongerListUpToItsFirstGap)
 
 TEST_F(HistoryComboTest, KeyNumbersEndAtAThousand)
 {
-    const std::string path = GetApplicationProfilePath();
+    std::ofstream profile(HostPath(GetApplicationProfilePath()));
+    profile << "[Setting]\n";
+    for (int n = 0; n < 1002; ++n)
+        profile << "H" << n << "=x\n";
+    profile.close();
     CHistoryCombo combo;
     combo.LoadHistory("Setting", "H");
-    QStringList texts;
-    for (int i = 0; i < 1002; ++i)
-        texts << "x";
-    combo.SetMaxHistory(2000);
-    combo.LoadHistory(texts, true);
-    combo.SaveHistory(false);
-    ASSERT_EQ(Stored("H1001"), "x");
     combo.ClearHistory();
     EXPECT_EQ(Stored("H999"), "");
     EXPECT_EQ(Stored("H1000"), "x");

@@ -1,0 +1,111 @@
+#include "common/RenderCell.h"
+
+#include <QCloseEvent>
+#include <QCoreApplication>
+#include <QMouseEvent>
+#include <QPainter>
+
+#include "common/BitmapFile.h"
+#include "common/RenderWnd.h"
+#include "platform/paths.h"
+#include "render/CellPool.h"
+
+namespace
+{
+
+// 0x030201 with red in the low byte: what the overlay renderer shows through, and the ground of a cell without
+// a picture.
+const QColor CELL_GROUND(1, 2, 3);
+
+// "dvr.bmp", loaded with the first cell and freed with any cell that goes.
+std::unique_ptr<XBitmapFile> g_pBitmap;
+QImage g_Picture;
+HWND g_hLastClicked = HWND::Null;
+
+void LoadPicture()
+{
+    if (g_pBitmap != nullptr) return;
+    g_pBitmap = LoadBitmapFile(GetModuleDirectory() + "dvr.bmp");
+    if (g_pBitmap != nullptr)
+        g_Picture.loadFromData(g_pBitmap->m_Bytes.data(), static_cast<int>(g_pBitmap->m_Bytes.size()), "BMP");
+}
+
+}  // namespace
+
+CRenderCell::CRenderCell(QWidget* grid, HWND gridWindow)
+    : QWidget(grid),
+      m_hGrid(gridWindow),
+      m_Handle(*this, [this](std::uint32_t message, WPARAM, LPARAM) { return WindowProc(message); })
+{
+    LoadPicture();
+    setAttribute(Qt::WA_NativeWindow);
+    setAttribute(Qt::WA_DontCreateNativeAncestors, false);
+    setAttribute(Qt::WA_OpaquePaintEvent);
+    setAttribute(Qt::WA_NoSystemBackground);
+    winId();  // the window stands before the first stream asks for it
+}
+
+CRenderCell::~CRenderCell()
+{
+    g_pBitmap.reset();
+    g_Picture = {};
+    QCoreApplication::postEvent(QCoreApplication::instance(), new QEvent(QEvent::Quit));
+}
+
+HWND CRenderCell::GetLastClicked()
+{
+    return g_hLastClicked;
+}
+
+LRESULT CRenderCell::WindowProc(std::uint32_t message)
+{
+    if (message == CELL_MESSAGE_CHANGED) {
+        setAttribute(Qt::WA_PaintOnScreen, IsCellShown(Handle()));
+        update();
+    }
+    return 0;
+}
+
+bool CRenderCell::event(QEvent* event)
+{
+    if (event->type() == QEvent::WinIdChange) SetSystemWindow(Handle(), internalWinId());
+    return QWidget::event(event);
+}
+
+void CRenderCell::paintEvent(QPaintEvent*)
+{
+    if (testAttribute(Qt::WA_PaintOnScreen)) return;
+    QPainter painter(this);
+    if (g_Picture.isNull())
+        painter.fillRect(rect(), CELL_GROUND);
+    else
+        painter.drawImage(rect(), g_Picture);
+}
+
+void CRenderCell::mousePressEvent(QMouseEvent* event)
+{
+    if (event->button() == Qt::LeftButton)
+        Click(GRID_MESSAGE_SELECT, GRID_BUTTON_LEFT);
+    else if (event->button() == Qt::RightButton)
+        Click(GRID_MESSAGE_SELECT, GRID_BUTTON_RIGHT);
+}
+
+void CRenderCell::mouseDoubleClickEvent(QMouseEvent* event)
+{
+    if (event->button() == Qt::LeftButton)
+        SendMessageA(m_hGrid, GRID_MESSAGE_DOUBLE_CLICK, static_cast<WPARAM>(Handle()), GRID_BUTTON_LEFT);
+}
+
+void CRenderCell::Click(std::uint32_t message, LPARAM button)
+{
+    g_hLastClicked = Handle();
+    SendMessageA(m_hGrid, message, static_cast<WPARAM>(Handle()), button);
+    SendMessageA(m_hGrid, GRID_MESSAGE_FOCUS, 0, 0);
+}
+
+// A floating cell that is closed only hides.
+void CRenderCell::closeEvent(QCloseEvent* event)
+{
+    event->ignore();
+    hide();
+}

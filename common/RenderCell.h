@@ -1,0 +1,45 @@
+#pragma once
+
+#include <QImage>
+#include <QWidget>
+
+#include "platform/qt/WindowHandle.h"
+
+/// One cell window of the wall: the picture of an empty cell until a stream draws into it. A native window, so
+/// that the renderer reaches it from link threads; while a stream draws the toolkit never paints over it.
+/// Panels' thread only.
+///
+/// A click is sent to the grid as a message (RenderWnd.h) and then the grid gets the keyboard.
+class CRenderCell : public QWidget
+{
+    Q_OBJECT
+
+  public:
+    CRenderCell(QWidget* grid, HWND gridWindow);
+    /// Takes the empty picture down with the last cell and asks the host's message loop to end, as the cell's
+    /// window procedure always did.
+    ~CRenderCell() override;
+
+    HWND Handle() const { return m_Handle.Get(); }
+
+    /// The cell window that was clicked last, process-wide; Null before the first click.
+    static HWND GetLastClicked();
+
+    /// None: while a stream draws the window is the renderer's, and until then it is painted in the toolkit's
+    /// memory.
+    QPaintEngine* paintEngine() const override { return nullptr; }
+
+  protected:
+    bool event(QEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
+    void closeEvent(QCloseEvent* event) override;
+
+  private:
+    LRESULT WindowProc(std::uint32_t message);
+    void Click(std::uint32_t message, LPARAM button);
+
+    const HWND m_hGrid;
+    CWindowHandle m_Handle;
+};

@@ -1,0 +1,301 @@
+#include "common/RenderWnd.h"
+
+#include <QKeyEvent>
+#include <QPainter>
+#include <QTimerEvent>
+
+#include "common/RenderCell.h"
+#include "model/GlobalSetting.h"
+#include "model/Language.h"
+#include "model/NodeModel.h"
+#include "remote/IDevice.h"
+#include "render/CellPool.h"
+#include "render/Render.h"
+#include "skin/Skin.h"
+
+namespace
+{
+
+const QColor GRID_GROUND(0x26, 0x29, 0x2E);
+const QColor OUTLINE(0x32, 0x32, 0x32);
+const QColor FOCUS(0x7F, 0, 0);
+constexpr int OUTLINE_WIDTH = 4;
+constexpr int FOCUS_WIDTH = 2;
+constexpr double PER_MILLE = 1000.0;
+constexpr int MS_A_SECOND = 1000;
+constexpr std::int32_t MODE_SECOND_SCALE = 2;
+
+QRect ToQRect(const RECT& rect)
+{
+    return {QPoint(rect.left, rect.top), QPoint(rect.right - 1, rect.bottom - 1)};
+}
+
+}  // namespace
+
+CRenderWnd::CRenderWnd()
+{
+    setFocusPolicy(Qt::StrongFocus);
+    setAttribute(Qt::WA_OpaquePaintEvent);
+}
+
+CRenderWnd::~CRenderWnd()
+{
+    StopCycle();
+    RemoveAllCells();
+    for (CRenderCell* cell : m_Cells)
+        delete cell;
+    m_pRender.reset();
+    ReleaseRender();
+}
+
+void CRenderWnd::CopyRecord(const XRenderWnd& record)
+{
+    m_Record = record;
+    const double scale = (m_iMode == MODE_SECOND_SCALE ? record.yfactor : record.xfactor) / PER_MILLE;
+    m_dWindowScaleX = scale;
+    m_dWindowScaleY = scale;
+    m_Rect =
+        ScaleRect({record.rect.left, record.rect.top, record.rect.right, record.rect.bottom}, scale, scale);
+    std::vector<std::vector<RECT>> layouts;
+    for (std::size_t i = 0; i < record.list_subrender.size(); ++i) {
+        std::vector<RECT> rects;
+        const XSubRender* const layout = record.list_subrender[i];
+        for (std::size_t j = 0; layout != nullptr && j < layout->list_rect.size(); ++j) {
+            const XRect* const rect = layout->list_rect[j];
+            rects.push_back(rect != nullptr
+                                ? ScaleRect({rect->left, rect->top, rect->right, rect->bottom}, scale, scale)
+                                : RECT{});
+        }
+        layouts.push_back(std::move(rects));
+    }
+    m_State = CGridState(std::move(layouts));
+}
+
+bool CRenderWnd::Init(QWidget* parent, const XRenderWnd& record, std::int32_t mode)
+{
+    m_iMode = mode;
+    CopyRecord(record);
+    m_pParent = parent;
+    setParent(parent);
+    setAttribute(Qt::WA_NativeWindow);
+    setAccessibleName(QStringLiteral("Video wall"));
+    m_pHandle =
+        std::make_unique<CWindowHandle>(*this, [this](std::uint32_t message, WPARAM wParam, LPARAM lParam) {
+            return WindowProc(message, wParam, lParam);
+        });
+    SkinRenderWindow(this, "DialogRender");
+    CreateCells();
+    m_pRender = CreateRender();
+    if (m_pRender == nullptr || m_pRender->Init(Handle()) == 0) return false;
+    setGeometry(ToQRect(m_Rect));
+    PlaceCells();
+    show();
+    return true;
+}
+
+void CRenderWnd::CreateCells()
+{
+    for (std::int32_t i = 0; i < m_State.GetCellCount(); ++i) {
+        auto* const cell = new CRenderCell(this, Handle());
+        cell->setGeometry(0, 0, 0, 0);
+        cell->setAccessibleName(QString::number(i + 1));
+        cell->show();
+        m_Cells.push_back(cell);
+        AddCell(cell->Handle());
+    }
+}
+
+LRESULT CRenderWnd::WindowProc(std::uint32_t message, WPARAM wParam, LPARAM lParam)
+{
+    const HWND cell{static_cast<std::int32_t>(wParam)};
+    switch (message) {
+        case WM_COMMAND:
+            OnCommand(static_cast<std::int32_t>(wParam & 0xFFFF));
+            break;
+        case GRID_MESSAGE_SELECT:
+            OnSelect(cell, lParam);
+            break;
+        case GRID_MESSAGE_DOUBLE_CLICK:
+            OnDoubleClick(cell);
+            break;
+        case GRID_MESSAGE_FULL_SCREEN:
+            SetLayout(0);
+            break;
+        case GRID_MESSAGE_FOCUS:
+            setFocus(Qt::MouseFocusReason);
+            break;
+        default:
+            break;
+    }
+    return 0;
+}
+
+void CRenderWnd::OnCommand(std::int32_t id)
+{
+    if (id >= GRID_COMMAND_BASE && id <= GRID_COMMAND_LAST_LAYOUT) {
+        SetLayout(id - GRID_COMMAND_BASE);
+        return;
+    }
+    switch (id) {
+        case GRID_COMMAND_FIRST_PAGE:
+            FirstPage();
+            break;
+        case GRID_COMMAND_PREV_PAGE:
+            PrevPage();
+            break;
+        case GRID_COMMAND_NEXT_PAGE:
+            NextPage();
+            break;
+        case GRID_COMMAND_LAST_PAGE:
+            LastPage();
+            break;
+        case GRID_COMMAND_FULL_SCREEN:
+            SendMessageA(Handle(), GRID_MESSAGE_FULL_SCREEN, 0, 0);
+            break;
+        case GRID_COMMAND_SNAPSHOT:
+            if (IDevice* const device = FindDeviceByWnd(FocusedCell())) device->SnapShot();
+            break;
+        default:
+            break;
+    }
+}
+
+bool CRenderWnd::RefuseWhileLocked()
+{
+    if (m_bLocked)
+        MessageBoxA(Handle(), CLanguage::GetString("IDS_MainDlg_UnlockFirst"), "", MB_OK | MB_ICONINFORMATION);
+    return m_bLocked;
+}
+
+std::int32_t CRenderWnd::SetLayout(std::int32_t index)
+{
+    if (RefuseWhileLocked()) return 1;
+    if (index == -1 && m_Record.default_layout != -1)
+        SetLayout(m_Record.default_layout);
+    else if (index <= 0)
+        ToggleFullScreen();
+    else
+        m_State.SelectLayout(index);
+    Redraw();
+    return 1;
+}
+
+void CRenderWnd::SetLayoutForCount(std::int32_t cells)
+{
+    const std::int32_t layout = m_State.FindLayoutFor(cells);
+    if (layout > 0) SetLayout(layout);
+}
+
+void CRenderWnd::Step(void (CGridState::*step)())
+{
+    if (m_bLocked) return;
+    const CAutoLock lock(m_csPage);
+    (m_State.*step)();
+    Redraw();
+}
+
+void CRenderWnd::NextPage()
+{
+    Step(&CGridState::NextPage);
+}
+void CRenderWnd::PrevPage()
+{
+    Step(&CGridState::PrevPage);
+}
+void CRenderWnd::FirstPage()
+{
+    Step(&CGridState::FirstPage);
+}
+void CRenderWnd::LastPage()
+{
+    Step(&CGridState::LastPage);
+}
+
+void CRenderWnd::StartCycle()
+{
+    if (m_bLocked) return;
+    StopCycle();
+    CNodeModel* const model = CNodeModel::GetInstance();
+    if (model != nullptr) m_iTimer = startTimer(model->GetGlobalSetting()->m_iCycleInterval * MS_A_SECOND);
+}
+
+void CRenderWnd::StopCycle()
+{
+    if (m_iTimer != 0) killTimer(m_iTimer);
+    m_iTimer = 0;
+}
+
+void CRenderWnd::timerEvent(QTimerEvent* event)
+{
+    if (event->timerId() == m_iTimer) NextPage();
+}
+
+void CRenderWnd::Redraw()
+{
+    PlaceCells();
+    update();
+}
+
+void CRenderWnd::PlaceCells()
+{
+    const auto placement =
+        m_State.Place(m_bFullScreen ? m_dCellScaleX : 1.0, m_bFullScreen ? m_dCellScaleY : 1.0);
+    for (std::size_t i = 0; i < m_Cells.size(); ++i) {
+        if (!m_Cells[i]->isWindow())  // a floating cell stays where its owner put it
+            m_Cells[i]->setGeometry(ToQRect(placement.m_Cells[i]));
+    }
+}
+
+void CRenderWnd::paintEvent(QPaintEvent*)
+{
+    const double scale_x = m_bFullScreen ? m_dCellScaleX : 1.0;
+    const double scale_y = m_bFullScreen ? m_dCellScaleY : 1.0;
+    QPainter painter(this);
+    painter.fillRect(rect(), GRID_GROUND);
+    painter.setPen(QPen(OUTLINE, OUTLINE_WIDTH));
+    for (const RECT& outline : m_State.Place(scale_x, scale_y).m_Outlines)
+        painter.drawRect(ToQRect(outline));
+    RECT focus;
+    if (m_State.GetFocusRect(scale_x, scale_y, focus)) {
+        // Drawn so that a second time would erase it.
+        painter.setCompositionMode(QPainter::RasterOp_NotSourceXorDestination);
+        painter.setPen(QPen(FOCUS, FOCUS_WIDTH));
+        painter.setBrush(Qt::NoBrush);
+        painter.drawRect(ToQRect(focus));
+    }
+}
+
+void CRenderWnd::resizeEvent(QResizeEvent*)
+{
+    PlaceCells();
+}
+
+void CRenderWnd::keyPressEvent(QKeyEvent* event)
+{
+    switch (event->key()) {
+        case Qt::Key_Left:
+            MoveFocus(-1, 0);
+            break;
+        case Qt::Key_Right:
+            MoveFocus(1, 0);
+            break;
+        case Qt::Key_Up:
+            MoveFocus(0, -1);
+            break;
+        case Qt::Key_Down:
+            MoveFocus(0, 1);
+            break;
+        case Qt::Key_Return:
+        case Qt::Key_Enter:
+            if (FocusedCell() != HWND::Null) OnDoubleClick(FocusedCell());
+            break;
+        case Qt::Key_Escape:
+            SetLayout(0);  // out of full screen, and into it alike
+            break;
+        case Qt::Key_Menu:
+            if (FocusedCell() != HWND::Null) OnSelect(FocusedCell(), GRID_BUTTON_RIGHT);
+            break;
+        default:
+            QWidget::keyPressEvent(event);
+    }
+}
