@@ -1,0 +1,260 @@
+#include "activex/UI common/LogonRemoteDlg.h"
+
+#include <QApplication>
+#include <QIntValidator>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPainter>
+#include <QPushButton>
+#include <utility>
+#include <vector>
+
+#include "common/HistoryCombo.h"
+#include "model/CompositeIterator.h"
+#include "model/Devices.h"
+#include "model/Language.h"
+#include "model/NodeModel.h"
+#include "remote/RemoteStation.h"
+#include "skin/Skin.h"
+
+namespace
+{
+
+const QColor PANEL_GROUND(0xC5, 0xC5, 0xC5);
+const QColor STATUS_INK(0x1E, 0x22, 0x26);
+
+struct Caption {
+    int m_iControl;
+    const char* m_szKey;
+};
+
+constexpr Caption CAPTIONS[] = {
+    {1000, "IDS_LogonDlg_NetAddress"}, {1001, "IDS_Username"},          {1002, "IDS_Password"},
+    {1003, "IDS_LogonDlg_CtrlPort"},   {1004, "IDS_LogonDlg_DataPort"}, {IDOK, "IDS_IE_LogonRemoteDlg"},
+};
+constexpr int LABELS[] = {1000, 1001, 1002, 1003, 1004};
+// The panel has no such control: its text shows nowhere.
+constexpr int MODE_CONTROL = 207;
+
+// The controls that are labelled by another one, for assistive tools and for the order of the Tab key.
+struct Buddy {
+    int m_iLabel;
+    int m_iField;
+};
+constexpr Buddy BUDDIES[] = {{1000, CLogonRemoteDlg::ADDRESS},
+                             {1001, CLogonRemoteDlg::USER},
+                             {1002, CLogonRemoteDlg::PASSWORD},
+                             {1003, CLogonRemoteDlg::CONTROL_PORT},
+                             {1004, CLogonRemoteDlg::DATA_PORT}};
+
+QString Text(const char* key)
+{
+    return QString::fromStdString(CLanguage::GetString(key));
+}
+
+}  // namespace
+
+CLogonRemoteDlg::CLogonRemoteDlg(STATION_FACTORY factory) : m_Factory(std::move(factory)) {}
+
+CLogonRemoteDlg::~CLogonRemoteDlg()
+{
+    DestroyWindow();
+}
+
+bool CLogonRemoteDlg::OnLoadTemplate(int templateNumber)
+{
+    if (templateNumber != TEMPLATE) return false;
+    for (const int label : LABELS)
+        AddControl(label, new QLabel(Widget()));
+    AddControl(ADDRESS, new CHistoryCombo(Widget()));
+    AddControl(USER, new QLineEdit(Widget()));
+    AddControl(PASSWORD, new QLineEdit(Widget()))->setEchoMode(QLineEdit::Password);
+    for (const int port : {CONTROL_PORT, DATA_PORT}) {
+        auto* const edit = AddControl(port, new QLineEdit(Widget()));
+        edit->setValidator(new QIntValidator(0, 65535, edit));
+    }
+    AddControl(IDOK, new QPushButton(Widget()))->setDefault(true);
+    auto* const status = AddControl(STATUS_LINE, new QLabel(Widget()));
+    status->setWordWrap(true);
+    return true;
+}
+
+std::int32_t CLogonRemoteDlg::OnCreate()
+{
+    SkinDialog(Widget(), "DialogMain");
+    return 0;
+}
+
+bool CLogonRemoteDlg::OnInitDialog()
+{
+    GetDlgItem<CHistoryCombo>(ADDRESS)->LoadHistory("Setting", "HistoryCombo", true);
+    SetWindowText(CLanguage::GetString("IDS_LogonRemoteDlg"));
+    for (const Caption& caption : CAPTIONS)
+        SetDlgItemText(caption.m_iControl, CLanguage::GetString(caption.m_szKey));
+    SetDlgItemText(MODE_CONTROL, CLanguage::GetString("IDS_LogonDlg_Mode"));
+    for (const Buddy& buddy : BUDDIES) {
+        auto* const label = GetDlgItem<QLabel>(buddy.m_iLabel);
+        auto* const field = GetDlgItem<QWidget>(buddy.m_iField);
+        label->setBuddy(field);
+        field->setAccessibleName(label->text());
+        field->setToolTip(label->text());
+    }
+    GetDlgItem<QPushButton>(IDOK)->setToolTip(Text("IDS_LogonRemoteDlg"));
+    SetDlgItemText(CONTROL_PORT, std::to_string(m_iControlPort));
+    SetDlgItemText(DATA_PORT, std::to_string(m_iDataPort));
+    PlaceControls(Widget()->width());
+    for (const int label : LABELS)
+        SkinControl(GetDlgItem<QLabel>(label), "ButtonStatic");
+    SkinControl(GetDlgItem<QLabel>(STATUS_LINE), "ButtonStatic");
+    return true;
+}
+
+void CLogonRemoteDlg::OnSize(int width, int)
+{
+    PlaceControls(width);
+}
+
+void CLogonRemoteDlg::OnPaint(QPainter& painter, const QRect& area)
+{
+    painter.fillRect(area, PANEL_GROUND);
+}
+
+void CLogonRemoteDlg::PlaceControls(int width)
+{
+    if (GetDlgItem(ADDRESS) == nullptr) return;
+    constexpr int L = 7;
+    constexpr int T = 10;
+    const int W = width - 27;
+    const int H = (W - L) / 2;
+    const int V = W - H + L - 15;
+    struct Place {
+        int m_iControl, m_iX, m_iY, m_iWidth, m_iHeight;
+    };
+    constexpr int ROW = 22;
+    const Place places[] = {
+        {1000, L, T, W, ROW},
+        {ADDRESS, L, T + 30, W, ROW},  // its list drops 122 pixels deep
+        {1001, L, T + 60, W, ROW},
+        {USER, L, T + 90, W, ROW},
+        {1002, L, T + 120, W, ROW},
+        {PASSWORD, L, T + 150, W, ROW},
+        {1003, L, T + 205, H - 10, ROW},
+        {CONTROL_PORT, H + 15, T + 205, V, ROW},
+        {1004, L, T + 245, H - 10, ROW},
+        {DATA_PORT, H + 15, T + 245, V, ROW},
+        {IDOK, H - 25, T + 285, 55, 23},
+        {STATUS_LINE, L, T + 318, W, 2 * ROW},
+    };
+    for (const Place& place : places)
+        GetDlgItem(place.m_iControl)
+            ->setGeometry(place.m_iX, place.m_iY, std::max(place.m_iWidth, 0), place.m_iHeight);
+}
+
+EPreTranslate CLogonRemoteDlg::PreTranslateMessage(MSG& message)
+{
+    // A press gives its window the keyboard before anything else happens.
+    if (message.message == WM_LBUTTONDOWN && message.pTarget != nullptr)
+        message.pTarget->setFocus(Qt::MouseFocusReason);
+    return CDialog::PreTranslateMessage(message);
+}
+
+void CLogonRemoteDlg::ReadControls()
+{
+    m_szAddress = GetDlgItemText(ADDRESS);
+    m_szUserName = GetDlgItemText(USER);
+    m_szPassword = GetDlgItemText(PASSWORD);
+    m_iControlPort = std::atoi(GetDlgItemText(CONTROL_PORT).c_str());
+    m_iDataPort = std::atoi(GetDlgItemText(DATA_PORT).c_str());
+}
+
+void CLogonRemoteDlg::ShowFailure(const char* key)
+{
+    ShowBusy(false);
+    MessageBoxA(Handle(), CLanguage::GetString(key), CLanguage::GetString("IDS_LogonRemoteDlg"),
+                MB_OK | MB_ICONWARNING);
+}
+
+// Painted at once: the thread blocks from here on.
+void CLogonRemoteDlg::ShowBusy(bool busy)
+{
+    auto* const line = GetDlgItem<QLabel>(STATUS_LINE);
+    auto* const accept = GetDlgItem<QPushButton>(IDOK);
+    if (busy) {
+        QApplication::setOverrideCursor(Qt::WaitCursor);
+        line->setText(Text("IDS_LogonDlg_Busy").arg(QString::fromStdString(m_szAddress)));
+    } else if (!line->text().isEmpty()) {
+        QApplication::restoreOverrideCursor();
+        line->clear();
+    }
+    accept->setEnabled(!busy);
+    line->repaint();
+    accept->repaint();
+    QApplication::processEvents(QEventLoop::ExcludeUserInputEvents, 0);
+}
+
+void CLogonRemoteDlg::OnOK()
+{
+    ReadControls();
+    ShowBusy(true);
+    Logon();
+    ShowBusy(false);
+}
+
+// The ports of the fields aren't given to it: the constants are. One failure is answered with a fresh station.
+std::unique_ptr<CRemoteStation> CLogonRemoteDlg::Connect()
+{
+    constexpr int ATTEMPTS = 2;
+    for (int attempt = 0; attempt < ATTEMPTS; ++attempt) {
+        auto station = m_Factory();
+        station->SetName(m_szAddress);
+        if (station->Connect(m_szAddress, DEFAULT_CONTROL_PORT, DEFAULT_DATA_PORT)) return station;
+    }
+    return nullptr;
+}
+
+void CLogonRemoteDlg::Logon()
+{
+    auto station = Connect();
+    if (station == nullptr) {
+        ShowFailure("IDS_MessageBox_ConnectFailed");
+        return;
+    }
+    if (!station->Logon(m_szUserName, m_szPassword)) {
+        ShowFailure("IDS_MessageBox_WrongUserName");
+        station->Disconnect();
+        return;
+    }
+    auto devices = station->EnumDevices();
+    if (devices == nullptr) {
+        ShowFailure("IDS_MessageBox_NoDeviceInformation");
+        station->Disconnect();
+        return;
+    }
+    CNodeModel* const model = CNodeModel::GetInstance();
+    if (model == nullptr) return;
+    CCompositeIterator walk(model->GetRoot()->CreateIterator());
+    for (; walk.HasNext(); walk.Next()) {
+        auto* const known = dynamic_cast<CStation*>(walk.CurrentItem());
+        if (known == nullptr || known->GetName() != m_szAddress) continue;
+        // The station that was built is not taken down again: its session goes on for the life of the process.
+        static auto* const lost =
+            new std::vector<std::pair<std::unique_ptr<CDevices>, std::unique_ptr<CRemoteStation>>>;
+        lost->emplace_back(std::move(devices), std::move(station));
+        ShowFailure("IDS_MessgaeBOx_ItemAlreadyExist");
+        return;
+    }
+    CDevices* const folder = devices.get();
+    CRemoteStation* const added = station.get();
+    if (model->GetRoot()->Add(added, nullptr)) static_cast<void>(station.release());  // the root's from here on
+    if (added->Add(folder, nullptr)) static_cast<void>(devices.release());
+
+    auto* const combo = GetDlgItem<CHistoryCombo>(ADDRESS);
+    combo->AddString(combo->currentText());
+    combo->SaveHistory(false);
+    added->Disconnect();
+    m_iChannelsAdded += folder->GetCount();
+    ShowBusy(false);
+    const QWidget* const parent = Widget()->parentWidget();
+    SendMessageA(WindowOf(parent != nullptr ? parent->parentWidget() : nullptr), LOGON_MESSAGE_ADDED, 0,
+                 m_iChannelsAdded);
+}
