@@ -1,0 +1,87 @@
+#include "activex/ActiveXApp.h"
+
+#include <atomic>
+#include <exception>
+
+#include "activex/ActiveXCtrl.h"
+#include "inc/OutputDebugString.h"
+#include "platform/component.h"
+#include "platform/paths.h"
+#include "skin/Skin.h"
+
+namespace
+{
+
+const char g_Module = 0;  // its address stands for the module
+std::atomic<bool> g_bWindowStood{false};
+
+}  // namespace
+
+XSkinCalls DefaultSkinCalls()
+{
+    return {StartSkin, LoadSkin, StopSkin};
+}
+
+CActiveXApp::CActiveXApp(XSkinCalls skin) : m_Skin(std::move(skin)) {}
+
+CActiveXApp::~CActiveXApp()
+{
+    if (m_bStarted || m_iSkinStarted != 0) ExitInstance();
+}
+
+bool CActiveXApp::InitInstance()
+{
+    m_iSkinStarted = 0;
+    if (m_Skin.Start(&g_Module, 0, 0) == 0) return false;
+    m_iSkinStarted = 1;
+    return m_Skin.Load(GetModuleDirectory() + "config\\skin.smf") != 0;
+}
+
+std::int32_t CActiveXApp::ExitInstance()
+{
+    if (m_iSkinStarted != 0) m_Skin.Stop();
+    m_iSkinStarted = 0;
+    m_bStarted = false;
+    return 0;
+}
+
+bool CActiveXApp::EnsureStarted()
+{
+    if (m_bStarted) return true;
+    if (m_iSkinStarted != 0) ExitInstance();  // an earlier start that got half-way
+    m_bStarted = InitInstance();
+    return m_bStarted;
+}
+
+CActiveXApp& GetApp()
+{
+    static CActiveXApp app;
+    return app;
+}
+
+HRESULT GetClassObject(const UUID& classId, const UUID& iid, void** factory)
+{
+    if (factory == nullptr) return E_POINTER;
+    *factory = nullptr;
+    if (classId != CLSID_ActiveXCtrl) return CLASS_E_CLASSNOTAVAILABLE;
+    try {
+        if (!GetApp().EnsureStarted()) return E_FAIL;
+        auto* const made = new CActiveXCtrl::CActiveXCtrlFactory;
+        const HRESULT result = made->QueryInterface(iid, factory);
+        made->Release();
+        return result;
+    } catch (const std::exception& fault) {
+        OutputDebugStringA(std::string("DllGetClassObject: ") + fault.what() + "\n");
+        return E_FAIL;
+    }
+}
+
+HRESULT CanUnloadNow()
+{
+    return CanUnloadComponentModule() && !g_bWindowStood ? S_OK : S_FALSE;
+}
+
+void NoteControlWindow()
+{
+    g_bWindowStood = true;
+}

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "inc/Component.h"
+
+/// What the module starts and stops of the skin library; a test puts its own in.
+struct XSkinCalls {
+    std::function<std::int32_t(const void* module, std::intptr_t, std::intptr_t)> Start;
+    std::function<std::int32_t(const std::string& path)> Load;
+    std::function<void()> Stop;
+};
+
+/// The skin library's own calls.
+XSkinCalls DefaultSkinCalls();
+
+/// The module object, one a process: starts the skin with the module and stops it. Panels' thread only.
+class CActiveXApp
+{
+  public:
+    explicit CActiveXApp(XSkinCalls skin = DefaultSkinCalls());
+    ~CActiveXApp();
+    CActiveXApp(const CActiveXApp&) = delete;
+    CActiveXApp& operator=(const CActiveXApp&) = delete;
+
+    /// Starts the skin library and loads "config\skin.smf" of the module's directory. A failure of either keeps
+    /// the module from starting: no control can be created then.
+    bool InitInstance();
+    /// Stops the skin library if InitInstance got as far as starting it.
+    std::int32_t ExitInstance();
+
+    /// InitInstance on the first call, its result on the others; a failed start is tried again.
+    bool EnsureStarted();
+    bool IsSkinStarted() const { return m_iSkinStarted != 0; }
+
+  private:
+    XSkinCalls m_Skin;
+    std::int32_t m_iSkinStarted = 0;
+    bool m_bStarted = false;
+};
+
+/// The module object of this module.
+CActiveXApp& GetApp();
+
+/// What the exports answer with. Nothing of them throws.
+HRESULT GetClassObject(const UUID& classId, const UUID& iid, void** factory);
+/// S_OK when no object and no lock is left and no control window ever stood: once one did, the toolkit and the
+/// log keep addresses inside the module to process end.
+HRESULT CanUnloadNow();
+/// A control window stands: see CanUnloadNow.
+void NoteControlWindow();

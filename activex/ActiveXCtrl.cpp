@@ -1,0 +1,215 @@
+#include "activex/ActiveXCtrl.h"
+
+#include <QMouseEvent>
+#include <QPainter>
+#include <QWidget>
+
+#include "activex/ActiveXApp.h"
+#include "platform/component_registry.h"
+#include "platform/paths.h"
+#include "platform/qt/Keys.h"
+#include "platform/qt/QtPlatform.h"
+
+namespace
+{
+
+constexpr std::uint32_t WM_CODE_9 = 0x109;
+
+bool IsRoutedKey(WPARAM key)
+{
+    return key == VK_RETURN || (key >= VK_END && key <= VK_DOWN);
+}
+
+}  // namespace
+
+// The control's own window: a plain static one, which paints nothing but its ground.
+class CActiveXCtrl::CWidget : public QWidget
+{
+  public:
+    CWidget(QWidget* parent, CActiveXCtrl& control) : QWidget(parent), m_Control(control)
+    {
+        setObjectName(QStringLiteral("STATIC"));
+        setFocusPolicy(Qt::ClickFocus);
+    }
+    ~CWidget() override { m_Control.WindowGoes(); }
+
+  protected:
+    void paintEvent(QPaintEvent*) override
+    {
+        QPainter painter(this);
+        m_Control.OnDraw(&painter, rect());
+    }
+    void resizeEvent(QResizeEvent*) override { m_Control.m_Panel.MoveWindow(0, 0, width(), height()); }
+    void mousePressEvent(QMouseEvent* event) override
+    {
+        m_Control.OnMouseActivate();
+        QWidget::mousePressEvent(event);
+    }
+
+  private:
+    CActiveXCtrl& m_Control;
+};
+
+CActiveXCtrl::CActiveXCtrl() = default;
+
+CActiveXCtrl::~CActiveXCtrl()
+{
+    DestroyControlWindow();
+}
+
+bool CActiveXCtrl::PutText(std::string& text, const std::vector<std::string>& arguments)
+{
+    if (arguments.size() != 1) return false;
+    text = arguments.front();
+    return true;
+}
+
+HRESULT CActiveXCtrl::Invoke(std::int32_t dispid, EDispatch kind, const std::vector<std::string>& arguments,
+                             std::string* result)
+{
+    if (dispid == DISPID_LoadParameter) {
+        if (kind != EDispatch::Method) return DISP_E_MEMBERNOTFOUND;
+        if (!arguments.empty()) return DISP_E_BADPARAMCOUNT;
+        LoadParameter();
+        return S_OK;
+    }
+    const bool known = dispid == DISPID_InputParameter || dispid == DISPID_OutputParameter;
+    if (!known || kind == EDispatch::Method) return DISP_E_MEMBERNOTFOUND;
+    std::string& text = dispid == DISPID_InputParameter ? m_strInputParameter : m_strOutputParameter;
+    if (kind == EDispatch::PropertyPut) {
+        if (!PutText(text, arguments)) return DISP_E_BADPARAMCOUNT;
+        m_bModified = true;  // and nothing else: no part of the system reads the parameters
+        return S_OK;
+    }
+    if (!arguments.empty()) return DISP_E_BADPARAMCOUNT;
+    if (result != nullptr) *result = text;
+    return S_OK;
+}
+
+void CActiveXCtrl::LoadParameter()
+{
+    m_strOutputParameter = m_strInputParameter;
+    m_Events.Fire(DISPID_ParameterLoaded);
+}
+
+HRESULT CActiveXCtrl::SetClientSite(IControlSite* site)
+{
+    m_pSite = site;
+    return S_OK;
+}
+
+HRESULT CActiveXCtrl::CreateControlWindow(void* parent)
+{
+    if (parent == nullptr) return E_INVALIDARG;
+    if (m_pWidget != nullptr) return S_FALSE;
+    m_bPlatformStarted = StartQtPlatform();
+    if (!m_bPlatformStarted) return E_FAIL;
+    NoteControlWindow();
+    m_pWidget = new CWidget(static_cast<QWidget*>(parent), *this);
+    m_pHandle = std::make_unique<CWindowHandle>(*m_pWidget);
+    SetPreTranslator(*m_pWidget, this);
+    if (OnCreate() == -1) {
+        DestroyControlWindow();
+        return E_FAIL;
+    }
+    return S_OK;
+}
+
+std::int32_t CActiveXCtrl::OnCreate()
+{
+    if (m_pSite != nullptr) {
+        // The container is asked for and let go of at once; without one the control works as well.
+        IUnknown* container = nullptr;
+        if (SUCCEEDED(m_pSite->GetContainer(&container)) && container != nullptr) container->Release();
+    }
+    m_Panel.Create(CMainDialog::TEMPLATE, m_pWidget);  // the result is not looked at
+    OnActivateInPlace(true);
+    return 0;
+}
+
+void CActiveXCtrl::OnActivateInPlace(bool uiActive)
+{
+    m_bUIActive = uiActive;
+    if (m_pWidget != nullptr) m_pWidget->show();
+    if (m_pSite != nullptr) m_pSite->OnInPlaceActive(true);
+}
+
+void CActiveXCtrl::OnMouseActivate()
+{
+    if (!m_bUIActive) OnActivateInPlace(true);
+}
+
+void CActiveXCtrl::OnDraw(QPainter* painter, const QRect& bounds)
+{
+    if (painter == nullptr) return;
+    painter->fillRect(bounds, CMainDialog::GetGround());
+    m_Panel.MoveWindow(bounds.x(), bounds.y(), bounds.width(), bounds.height());
+}
+
+HRESULT CActiveXCtrl::SetBounds(std::int32_t x, std::int32_t y, std::int32_t width, std::int32_t height)
+{
+    if (m_pWidget == nullptr) return E_FAIL;
+    m_pWidget->setGeometry(x, y, width, height);
+    return S_OK;
+}
+
+HRESULT CActiveXCtrl::Draw(void* painter, std::int32_t x, std::int32_t y, std::int32_t width,
+                           std::int32_t height)
+{
+    OnDraw(static_cast<QPainter*>(painter), QRect(x, y, width, height));
+    return S_OK;
+}
+
+HRESULT CActiveXCtrl::DestroyControlWindow()
+{
+    if (m_pWidget == nullptr) return S_FALSE;
+    delete m_pWidget.data();
+    return S_OK;
+}
+
+// Reached from the window's own end too, when the container's window takes it along.
+void CActiveXCtrl::WindowGoes()
+{
+    m_Panel.DestroyWindow();
+    if (m_pHandle != nullptr) SetPreTranslator(*m_pHandle->Widget(), nullptr);
+    m_pHandle.reset();
+    m_bUIActive = false;
+    if (m_pSite != nullptr) m_pSite->OnInPlaceActive(false);
+    if (m_bPlatformStarted) StopQtPlatform();
+    m_bPlatformStarted = false;
+}
+
+void* CActiveXCtrl::GetControlWindow()
+{
+    return m_pWidget.data();
+}
+
+EPreTranslate CActiveXCtrl::PreTranslate(MSG& message)
+{
+    const bool routed =
+        message.message == WM_KEYDOWN || message.message == WM_KEYUP || message.message == WM_CODE_9;
+    if (routed && IsRoutedKey(message.wParam)) {
+        SendMessageA(Handle(), message.message, message.wParam, message.lParam);
+        return EPreTranslate::Handled;
+    }
+    if (message.message == WM_CHAR) SendMessageA(Handle(), message.message, message.wParam, message.lParam);
+    return EPreTranslate::PassOn;
+}
+
+CActiveXCtrl::CActiveXCtrlFactory::CActiveXCtrlFactory()
+    : CClassFactory([]() -> IUnknown* { return static_cast<IDispatch*>(new CActiveXCtrl); })
+{
+}
+
+bool CActiveXCtrl::CActiveXCtrlFactory::UpdateRegistry(bool registered)
+{
+    if (!registered) return SUCCEEDED(ComponentRegistry().UnregisterClass(CLSID_ActiveXCtrl));
+    XClassRegistration entry;
+    entry.Id = CLSID_ActiveXCtrl;
+    entry.strProgrammaticName = ACTIVEX_PROGID;
+    entry.strModule = GetModuleFileNameA();
+    entry.dwMiscStatus = ACTIVEX_MISC_STATUS;
+    entry.dwThreading = ACTIVEX_APARTMENT_THREADING;
+    entry.TypeLibrary = LIBID_ActiveXLib;
+    return SUCCEEDED(ComponentRegistry().RegisterClass(entry));
+}

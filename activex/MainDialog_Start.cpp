@@ -1,0 +1,212 @@
+#include <QFileInfo>
+#include <QLabel>
+#include <QPixmap>
+#include <QPushButton>
+
+#include "activex/MainDialog.h"
+#include "activex/UI common/Outlook2Ctrl.h"
+#include "activex/UI common/PanelIcons.h"
+#include "common/RenderWnd.h"
+#include "model/Language.h"
+#include "model/XMLInputArchive.h"
+#include "model/XMainWnd.h"
+#include "model/XRenderWnd.h"
+#include "platform/language.h"
+#include "platform/paths.h"
+#include "platform/profile.h"
+#include "platform/sockets.h"
+#include "skin/Skin.h"
+
+// The start-up of the system, in its order.
+
+namespace
+{
+
+constexpr std::uint16_t SOCKET_VERSION = 0x101;
+constexpr std::int32_t GRID_MODE = 3;
+constexpr std::int32_t FIRST_LAYOUT_CELLS = 8;
+constexpr int BUTTON_GAP = 20;  // between the two buttons
+constexpr int CAPTION_LEFT = 2;
+constexpr int CAPTION_WIDTH = 60;
+constexpr int CAPTION_HEIGHT = 15;
+constexpr int CONFIG_SLOT = MAIN_COMMAND_CONFIG - CMainDialog::BUTTON_BASE;
+constexpr int LAYOUT_SLOT = MAIN_COMMAND_LAYOUT_MENU - CMainDialog::BUTTON_BASE;
+
+struct Folder {
+    const char* m_szKey;
+    int m_iIcon;
+};
+
+constexpr Folder FOLDERS[] = {
+    {"IDS_Main_RemoteLogon", 20000},  {"IDS_Main_DeviceList", 20001},   {"IDS_Main_PTZControl", 20002},
+    {"IDS_Main_RemoteRecord", 20003}, {"IDS_Main_ColorSetting", 20004},
+};
+
+QString Text(const std::string& key)
+{
+    return QString::fromStdString(CLanguage::GetString(key));
+}
+
+HHOOK g_hMessageHook = HHOOK::Null;  // one for the process
+
+}  // namespace
+
+bool CMainDialog::OnLoadTemplate(int templateNumber)
+{
+    if (templateNumber != TEMPLATE) return false;
+    AddControl(LOGO_CONTROL, new QLabel(Widget()));
+    return true;
+}
+
+bool CMainDialog::OnInitDialog()
+{
+    SetSystemLanguage();
+    // The demuxing library registers its media formats by itself.
+    InstallHook();
+    AttachObserver(this);
+    XMainWnd layout;
+    XMLInputArchive archive(GetModuleDirectory() + "config\\main_layout_800x600.xml");
+    archive& Named("m_XMainWnd", layout);
+    ApplyMainLayout(layout);
+    if (!CreateGrid()) m_pExit(-1);
+    if (WSAStartup(SOCKET_VERSION) != 0) return false;
+    m_bSocketsStarted = true;
+    CLanguage::GetInstance();
+    AddFolders();
+    CreateCaptions();
+    m_pRenderWnd->SetLayoutForCount(FIRST_LAYOUT_CELLS);
+    m_pRenderWnd->show();
+    return true;
+}
+
+// Written at each start, so it overrides whatever was there.
+void CMainDialog::SetSystemLanguage()
+{
+    const std::string path = GetModuleDirectory() + "config\\system.ini";
+    const std::string file = std::string(GetLanguageName(GetSystemDefaultLangID())) + ".ini";
+    WritePrivateProfileStringA("System", "Language", file.c_str(), path.c_str());
+}
+
+// Keys, and the left button, reach the module's windows before the host's message loop has its way with them.
+void CMainDialog::InstallHook()
+{
+    g_hMessageHook = SetWindowsHookExA([](int code, WPARAM removed, MSG& message) {
+        const bool key = code >= HC_ACTION && removed == PM_REMOVE && message.message >= WM_KEYDOWN &&
+                         message.message <= WM_UNICHAR;
+        if ((key || message.message == WM_LBUTTONDOWN) &&
+            WalkPreTranslateTree(message) == EPreTranslate::Handled) {
+            message.message = WM_NULL;
+            message.wParam = 0;
+            message.lParam = 0;
+        }
+        return CallNextHookEx(code, removed, message);
+    });
+}
+
+void CMainDialog::RemoveHook()
+{
+    if (g_hMessageHook != HHOOK::Null) UnhookWindowsHookEx(g_hMessageHook);
+    g_hMessageHook = HHOOK::Null;
+}
+
+void CMainDialog::ApplyMainLayout(const XMainWnd& layout)
+{
+    for (std::size_t i = 0; i < layout.list_wnd.size(); ++i) {
+        const XWnd* const wnd = layout.list_wnd[i];
+        if (wnd == nullptr) continue;
+        if (wnd->skin_id == "Main_Bar")
+            CreateSideBar(*wnd);
+        else if (wnd->skin_id == "_Logo")
+            LoadLogo(*wnd);
+        else if (wnd->skin_id == "ButtonLayout" || wnd->skin_id == "ButtonConfig")
+            CreateButton(*wnd);
+    }
+}
+
+// In these records "right" is a width and "bottom" a height.
+void CMainDialog::CreateSideBar(const XWnd& wnd)
+{
+    if (m_pSideBar != nullptr) return;
+    m_pSideBar = AddControl(SIDE_BAR, new COutlook2Ctrl(Widget(), Handle()));
+    m_pSideBar->move(wnd.rect.left, wnd.rect.top);
+    m_pSideBar->resize(wnd.rect.right, wnd.rect.bottom);
+    m_iBarWidth = wnd.rect.right;
+    QObject::connect(m_pSideBar, &COutlook2Ctrl::LayoutRequested, m_pSideBar, [this] { PlaceSideBar(); });
+    PlaceSideBar();
+    m_pSideBar->show();
+}
+
+// The stored width as far as the layout leaves room: the grid begins where the bar's place ends.
+void CMainDialog::PlaceSideBar()
+{
+    const int width = std::min(m_pSideBar->GetLayoutSize().width(), m_iBarWidth);
+    m_pSideBar->resize(std::max(width, COutlook2Ctrl::RESIZE_BAND), m_pSideBar->height());
+}
+
+void CMainDialog::LoadLogo(const XWnd& wnd)
+{
+    auto* const logo = GetDlgItem<QLabel>(LOGO_CONTROL);
+    logo->setPixmap(QPixmap(QString::fromStdString(HostPath(GetModuleDirectory() + "config\\logo.bmp"))));
+    logo->setGeometry(wnd.rect.left, wnd.rect.top, wnd.rect.right, wnd.rect.bottom);
+    logo->setScaledContents(true);
+    logo->setAccessibleName(QStringLiteral("Watchwall"));
+}
+
+void CMainDialog::CreateButton(const XWnd& wnd)
+{
+    const bool slot = wnd.resource_id >= 0 && static_cast<std::size_t>(wnd.resource_id) < BUTTONS;
+    if (!slot || m_Buttons[static_cast<std::size_t>(wnd.resource_id)] != nullptr) return;
+    auto* const button = AddControl(BUTTON_BASE + wnd.resource_id, new QPushButton(Widget()));
+    m_Buttons[static_cast<std::size_t>(wnd.resource_id)] = button;
+    SkinControl(button, wnd.skin_id.c_str());
+    button->setToolTip(Text(wnd.tool_tip));
+    button->setAccessibleName(Text(wnd.tool_tip));
+    button->setGeometry(wnd.rect.left, wnd.rect.top, wnd.rect.right, wnd.rect.bottom);
+    button->show();
+}
+
+bool CMainDialog::CreateGrid()
+{
+    XRenderWnd record;
+    XMLInputArchive archive(GetModuleDirectory() + "config\\render_layout_800x600.xml");
+    archive& Named("m_XRenderWnd", record);
+    m_pRenderWnd = std::make_unique<CRenderWnd>();
+    return m_pRenderWnd->Init(Widget(), record, GRID_MODE);
+}
+
+void CMainDialog::AddFolders()
+{
+    if (m_pSideBar == nullptr) return;
+    const struct {
+        CDialog* m_pPanel;
+        int m_iTemplate;
+    } panels[] = {{&m_Logon, CLogonRemoteDlg::TEMPLATE}, {&m_Tree, CTreeDlg::TEMPLATE}};
+    for (std::size_t i = 0; i < std::size(FOLDERS); ++i) {
+        const QIcon icon = MakeFolderIcon(FOLDERS[i].m_iIcon);
+        const bool built =
+            i < std::size(panels) && panels[i].m_pPanel->Create(panels[i].m_iTemplate, m_pSideBar);
+        m_pSideBar->AddFolder(Text(FOLDERS[i].m_szKey), icon, built ? panels[i].m_pPanel->Widget() : nullptr);
+    }
+}
+
+void CMainDialog::CreateCaptions()
+{
+    QPushButton* const config = m_Buttons[CONFIG_SLOT];
+    QPushButton* const layout = m_Buttons[LAYOUT_SLOT];
+    if (config == nullptr || layout == nullptr) return;
+    layout->setGeometry(config->x() - BUTTON_GAP - config->width(), config->y(), config->width(),
+                        config->height());
+    m_Captions[0] = CreateCaption(MAIN_COMMAND_CONFIG_CAPTION, "IDS_CONFIG_TEXT", *config);
+    m_Captions[1] = CreateCaption(MAIN_LABEL_LAYOUT, "IDS_Client_Layout_Text", *layout);
+}
+
+QPushButton* CMainDialog::CreateCaption(int id, const char* key, const QPushButton& above)
+{
+    auto* const caption = AddControl(id, new QPushButton(Text(key), Widget()));
+    caption->setFocusPolicy(Qt::NoFocus);
+    caption->setFlat(true);
+    caption->setGeometry(above.x() - CAPTION_LEFT, above.y() + above.height(), CAPTION_WIDTH, CAPTION_HEIGHT);
+    SkinControl(caption, "ButtonText");
+    caption->show();
+    return caption;
+}

@@ -1,0 +1,47 @@
+#include "activex/Registration.h"
+
+#include "activex/ActiveXCtrl.h"
+#include "platform/component_registry.h"
+#include "platform/paths.h"
+
+namespace
+{
+
+const XCategory CATEGORIES[] = {
+    {CATID_SafeForInitializing, "Controls safely initializable from persistent data!"},
+    {CATID_SafeForScripting, "Controls safely scriptable!"},
+};
+
+}  // namespace
+
+HRESULT RegisterServer()
+{
+    IComponentRegistry& registry = ComponentRegistry();
+    XTypeLibrary library;
+    library.Id = LIBID_ActiveXLib;
+    library.strName = "ActiveX Control";
+    library.strVersion = "1.0";
+    library.strHelpFile = "ActiveX.hlp";
+    library.strPath = GetModuleFileNameA();
+    if (FAILED(registry.RegisterTypeLibrary(library))) return SELFREG_E_TYPELIB;
+    if (!CActiveXCtrl::CActiveXCtrlFactory::UpdateRegistry(true)) return SELFREG_E_CLASS;
+    for (const XCategory& category : CATEGORIES) {
+        HRESULT result = registry.RegisterCategories(1, &category);
+        if (SUCCEEDED(result))
+            result = registry.RegisterClassImplCategories(CLSID_ActiveXCtrl, 1, &category.Id);
+        if (FAILED(result)) return result;
+    }
+    return S_OK;
+}
+
+HRESULT UnregisterServer()
+{
+    IComponentRegistry& registry = ComponentRegistry();
+    if (FAILED(registry.UnregisterTypeLibrary(LIBID_ActiveXLib))) return SELFREG_E_TYPELIB;
+    if (!CActiveXCtrl::CActiveXCtrlFactory::UpdateRegistry(false)) return SELFREG_E_CLASS;
+    for (const XCategory& category : CATEGORIES) {
+        const HRESULT result = registry.UnRegisterClassImplCategories(CLSID_ActiveXCtrl, 1, &category.Id);
+        if (FAILED(result)) return result;
+    }
+    return S_OK;
+}

@@ -1,0 +1,47 @@
+// The only entries that a host's loader uses. Nothing else of the module is visible, and no exception leaves
+// it.
+
+#include <exception>
+
+#include "activex/ActiveXApp.h"
+#include "activex/Registration.h"
+#include "inc/OutputDebugString.h"
+
+#define WATCHWALL_EXPORT extern "C" __attribute__((visibility("default")))
+
+namespace
+{
+
+// Module start comes first, as it would at loading: without its skin the module answers nothing.
+template <typename WORK>
+HRESULT Guarded(const char* name, WORK work)
+{
+    try {
+        return GetApp().EnsureStarted() ? work() : E_FAIL;
+    } catch (const std::exception& fault) {
+        OutputDebugStringA(std::string(name) + ": " + fault.what() + "\n");
+        return E_FAIL;
+    }
+}
+
+}  // namespace
+
+WATCHWALL_EXPORT HRESULT DllCanUnloadNow()
+{
+    return CanUnloadNow();
+}
+
+WATCHWALL_EXPORT HRESULT DllGetClassObject(const UUID& classId, const UUID& iid, void** factory)
+{
+    return GetClassObject(classId, iid, factory);
+}
+
+WATCHWALL_EXPORT HRESULT DllRegisterServer()
+{
+    return Guarded("DllRegisterServer", RegisterServer);
+}
+
+WATCHWALL_EXPORT HRESULT DllUnregisterServer()
+{
+    return Guarded("DllUnregisterServer", UnregisterServer);
+}
