@@ -17,7 +17,7 @@
 #include "platform/qt/Menu.h"
 #include "platform/sockets.h"
 #include "remote/Device.h"
-#include "remote/RemoteStation.h"
+#include "remote/UdpRemoteStation.h"
 #include "skin/Skin.h"
 
 // What the panel does once it stands, and its end. How it starts is in MainDialog_Start.cpp.

@@ -1,0 +1,298 @@
+#include <gmock/gmock.h>
+
+#include <QPainter>
+#include <QTest>
+#include <QWidget>
+
+#include "activex/ActiveXApp.h"
+#include "activex/ActiveXCtrl.h"
+#include "activex/Registration.h"
+#include "model/NodeModel.h"
+#include "platform/component_registry.h"
+#include "platform/qt/Keys.h"
+#include "render/D3DSurfaceRender.h"
+#include "render/MemorySurfaceDevice.h"
+#include "tests/activex/home_support.h"
+
+using testing::ElementsAre;
+
+namespace
+{
+
+// ---- module start
+
+struct StartRow {
+    std::int32_t m_iStart;
+    std::int32_t m_iLoad;
+    bool m_bStarts;
+    std::vector<std::string> m_Calls;
+};
+
+class StartTest : public testing::TestWithParam<StartRow>
+{
+};
+
+TEST_P(StartTest, SkinIsStartedLoadedAndStoppedInOrder)
+{
+    CTestHome home;
+    std::vector<std::string> calls;
+    {
+        CActiveXApp app({[&](const void* module, std::intptr_t first, std::intptr_t second) {
+                             EXPECT_NE(module, nullptr);
+                             EXPECT_EQ(first, 0);
+                             EXPECT_EQ(second, 0);
+                             calls.push_back("start");
+                             return GetParam().m_iStart;
+                         },
+                         [&](const std::string& path) {
+                             EXPECT_TRUE(path.ends_with("\\config\\skin.smf")) << path;
+                             calls.push_back("load");
+                             return GetParam().m_iLoad;
+                         },
+                         [&] { calls.push_back("stop"); }});
+        EXPECT_EQ(app.InitInstance(), GetParam().m_bStarts);
+        EXPECT_EQ(app.IsSkinStarted(), GetParam().m_iStart != 0);
+        app.ExitInstance();
+        EXPECT_FALSE(app.IsSkinStarted());
+    }
+    EXPECT_EQ(calls, GetParam().m_Calls);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, StartTest,
+                         testing::Values(StartRow{1, 1, true, {"start", "load", "stop"}},
+                                         StartRow{1, 0, false, {"start", "load", "stop"}},
+                                         StartRow{0, 1, false, {"start"}}));
+
+// ---- registration
+
+// Writes the calls down and fails the n-th.
+class CScriptedRegistry : public IComponentRegistry
+{
+  public:
+    explicit CScriptedRegistry(int failing, HRESULT code)
+        : m_iFailing(failing), m_Code(code), m_pFormer(SetComponentRegistry(this))
+    {
+    }
+    ~CScriptedRegistry() override { SetComponentRegistry(m_pFormer); }
+    HRESULT RegisterCategories(std::uint32_t count, const XCategory* categories) override
+    {
+        EXPECT_EQ(count, 1U);
+        return Call("category " + categories->strDescription);
+    }
+    HRESULT RegisterClassImplCategories(const UUID& id, std::uint32_t count, const UUID*) override
+    {
+        EXPECT_EQ(id, CLSID_ActiveXCtrl);
+        EXPECT_EQ(count, 1U);
+        return Call("in category");
+    }
+    HRESULT UnRegisterClassImplCategories(const UUID&, std::uint32_t count, const UUID*) override
+    {
+        EXPECT_EQ(count, 1U);
+        return Call("out of category");
+    }
+    HRESULT RegisterTypeLibrary(const XTypeLibrary& library) override
+    {
+        EXPECT_EQ(library.strVersion, "1.0");
+        EXPECT_EQ(library.strHelpFile, "ActiveX.hlp");
+        return Call("library " + library.strName);
+    }
+    HRESULT UnregisterTypeLibrary(const UUID&) override { return Call("no library"); }
+    HRESULT RegisterClass(const XClassRegistration& entry) override
+    {
+        EXPECT_EQ(entry.dwMiscStatus, 0x20191U);
+        EXPECT_EQ(entry.dwThreading, 2U);
+        EXPECT_EQ(entry.TypeLibrary, LIBID_ActiveXLib);
+        return Call("class " + entry.strProgrammaticName);
+    }
+    HRESULT UnregisterClass(const UUID&) override { return Call("no class"); }
+    bool FindTypeLibrary(const UUID&, XTypeLibrary&) override { return false; }
+    bool FindClass(const UUID&, XClassRegistration&) override { return false; }
+    bool FindClass(const std::string&, XClassRegistration&) override { return false; }
+    bool FindCategory(const UUID&, XCategory&) override { return false; }
+    bool IsClassInCategory(const UUID&, const UUID&) override { return false; }
+
+    std::vector<std::string> m_Calls;
+
+  private:
+    HRESULT Call(const std::string& what)
+    {
+        m_Calls.push_back(what);
+        return static_cast<int>(m_Calls.size()) == m_iFailing ? m_Code : S_OK;
+    }
+    const int m_iFailing;
+    const HRESULT m_Code;
+    IComponentRegistry* const m_pFormer;
+};
+
+const std::vector<std::string> REGISTERING = {"library ActiveX Control",
+                                              "class ActiveX.ActiveXCtrl.1",
+                                              "category Controls safely initializable from persistent data!",
+                                              "in category",
+                                              "category Controls safely scriptable!",
+                                              "in category"};
+
+TEST(RegistrationTest, StopsAtTheFirstFailureWithItsCode)
+{
+    const HRESULT codes[] = {S_OK, SELFREG_E_TYPELIB, SELFREG_E_CLASS, E_FAIL, E_FAIL, E_FAIL, E_FAIL};
+    for (int failing = 0; failing <= 6; ++failing) {
+        CScriptedRegistry registry(failing, E_FAIL);
+        EXPECT_EQ(RegisterServer(), codes[failing]) << failing;
+        const std::size_t done = failing == 0 ? REGISTERING.size() : static_cast<std::size_t>(failing);
+        EXPECT_EQ(registry.m_Calls,
+                  std::vector<std::string>(REGISTERING.begin(),
+                                           REGISTERING.begin() + static_cast<std::ptrdiff_t>(done)));
+    }
+}
+
+TEST(RegistrationTest, UnregisteringRunsInTheSameOrder)
+{
+    const HRESULT codes[] = {S_OK, SELFREG_E_TYPELIB, SELFREG_E_CLASS, E_FAIL, E_FAIL};
+    const std::vector<std::string> calls = {"no library", "no class", "out of category", "out of category"};
+    for (int failing = 0; failing <= 4; ++failing) {
+        CScriptedRegistry registry(failing, E_FAIL);
+        EXPECT_EQ(UnregisterServer(), codes[failing]) << failing;
+        const std::size_t done = failing == 0 ? calls.size() : static_cast<std::size_t>(failing);
+        EXPECT_EQ(registry.m_Calls,
+                  std::vector<std::string>(calls.begin(), calls.begin() + static_cast<std::ptrdiff_t>(done)));
+    }
+}
+
+// ---- the control
+
+class ControlTest : public testing::Test
+{
+  protected:
+    ControlTest()
+    {
+        SetRenderFactory([adapter = m_pAdapter] {
+            return std::make_unique<CD3DSurfaceRender>([adapter] { return adapter; });
+        });
+    }
+    ~ControlTest() override
+    {
+        m_Control.Reset();
+        SetRenderFactory({});
+        CNodeModel::DestroyInstance();
+        QCoreApplication::removePostedEvents(qApp, QEvent::Quit);
+    }
+    CActiveXCtrl& Create()
+    {
+        auto* const made = new CActiveXCtrl;
+        m_Control = CComPtr<IDispatch>(made);
+        made->Release();
+        return *made;
+    }
+
+    CTestHome m_Home;
+    std::shared_ptr<CMemorySurfaceAdapter> m_pAdapter = std::make_shared<CMemorySurfaceAdapter>();
+    QWidget m_Container;
+    CComPtr<IDispatch> m_Control;
+};
+
+TEST_F(ControlTest, ChangedPropertyMarksTheControlModifiedAndIsNotSaved)
+{
+    CActiveXCtrl& control = Create();
+    EXPECT_FALSE(control.IsModified());
+    control.Invoke(DISPID_InputParameter, EDispatch::PropertyPut, {"x"}, nullptr);
+    EXPECT_TRUE(control.IsModified());
+    XPropertySet saved;
+    control.DoPropExchange(saved);
+    EXPECT_EQ(saved.dwVersion, 0x10000U);
+}
+
+class CSite : public CUnknown<IControlSite>
+{
+  public:
+    explicit CSite(HRESULT container) : m_Container(container) {}
+    HRESULT GetContainer(IUnknown** container) override
+    {
+        ++m_iAsked;
+        *container = SUCCEEDED(m_Container) ? this : nullptr;
+        if (*container != nullptr) AddRef();
+        return m_Container;
+    }
+    HRESULT OnInPlaceActive(bool active) override
+    {
+        m_Active.push_back(active);
+        return S_OK;
+    }
+    const HRESULT m_Container;
+    int m_iAsked = 0;
+    std::vector<bool> m_Active;
+};
+
+TEST_F(ControlTest, ContainerIsAskedForAndLetGoAndItsFailureDoesNotMatter)
+{
+    for (const HRESULT answer : {S_OK, E_FAIL}) {
+        CActiveXCtrl& control = Create();
+        CSite site(answer);
+        control.SetClientSite(&site);
+        EXPECT_EQ(control.CreateControlWindow(&m_Container), S_OK);
+        EXPECT_EQ(site.m_iAsked, 1);
+        EXPECT_TRUE(control.IsUIActive());
+        EXPECT_THAT(site.m_Active, ElementsAre(true));
+        control.DestroyControlWindow();
+        EXPECT_THAT(site.m_Active, ElementsAre(true, false));
+        control.SetClientSite(nullptr);
+        EXPECT_EQ(site.AddRef(), 2U) << "no reference was kept";
+    }
+}
+
+TEST_F(ControlTest, PanelStandsWithTheWindowAndFollowsItsSize)
+{
+    CActiveXCtrl& control = Create();
+    EXPECT_EQ(control.GetPanel().Widget(), nullptr);
+    ASSERT_EQ(control.CreateControlWindow(&m_Container), S_OK);
+    ASSERT_NE(control.GetPanel().Widget(), nullptr);
+    control.SetBounds(0, 0, 640, 480);
+    m_Container.show();
+    QApplication::processEvents();
+    EXPECT_EQ(control.GetPanel().Widget()->size(), QSize(640, 480));
+    control.DestroyControlWindow();
+    EXPECT_EQ(control.GetPanel().Widget(), nullptr);
+}
+
+TEST_F(ControlTest, DrawingWithoutADeviceContextNeitherPaintsNorMovesThePanel)
+{
+    CActiveXCtrl& control = Create();
+    ASSERT_EQ(control.CreateControlWindow(&m_Container), S_OK);
+    const QRect before = control.GetPanel().Widget()->geometry();
+    control.Draw(nullptr, 0, 0, 300, 200);
+    EXPECT_EQ(control.GetPanel().Widget()->geometry(), before);
+    QImage picture(300, 200, QImage::Format_RGB32);
+    QPainter painter(&picture);
+    control.Draw(&painter, 0, 0, 300, 200);
+    EXPECT_EQ(control.GetPanel().Widget()->geometry(), QRect(0, 0, 300, 200));
+}
+
+struct KeyRow {
+    std::uint32_t m_Message;
+    WPARAM m_Key;
+    EPreTranslate m_Result;
+};
+
+TEST_F(ControlTest, KeysAreRoutedByTheTable)
+{
+    CActiveXCtrl& control = Create();
+    ASSERT_EQ(control.CreateControlWindow(&m_Container), S_OK);
+    std::vector<KeyRow> rows;
+    for (const std::uint32_t message : {WM_KEYDOWN, WM_KEYUP, std::uint32_t{0x109}}) {
+        rows.push_back({message, VK_RETURN, EPreTranslate::Handled});
+        for (WPARAM key = 0x23; key <= 0x28; ++key)
+            rows.push_back({message, key, EPreTranslate::Handled});
+        for (const WPARAM other : {WPARAM{0x22}, WPARAM{0x29}, WPARAM{0x1B}, WPARAM{'A'}})
+            rows.push_back({message, other, EPreTranslate::PassOn});
+    }
+    rows.push_back({WM_CHAR, VK_RETURN, EPreTranslate::PassOn});
+    rows.push_back({WM_CHAR, 'a', EPreTranslate::PassOn});
+    rows.push_back({WM_SYSKEYDOWN, VK_RETURN, EPreTranslate::PassOn});
+    rows.push_back({WM_LBUTTONDOWN, 0, EPreTranslate::PassOn});
+    for (const KeyRow& row : rows) {
+        MSG message;
+        message.message = row.m_Message;
+        message.wParam = row.m_Key;
+        EXPECT_EQ(control.PreTranslate(message), row.m_Result) << std::hex << row.m_Message << " " << row.m_Key;
+    }
+}
+
+}  // namespace
