@@ -1,0 +1,39 @@
+#pragma once
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/frame.h>
+#include <libswscale/swscale.h>
+}
+
+#include <memory>
+#include <string>
+
+namespace recorder
+{
+
+// Owners of what libav allocates.
+template <auto Free>
+struct XAvFree {
+    template <class T>
+    void operator()(T* p) const
+    {
+        Free(&p);
+    }
+};
+using AvCodecContext = std::unique_ptr<AVCodecContext, XAvFree<avcodec_free_context>>;
+using AvFormatContext = std::unique_ptr<AVFormatContext, XAvFree<avformat_close_input>>;
+using AvFrame = std::unique_ptr<AVFrame, XAvFree<av_frame_free>>;
+using AvPacket = std::unique_ptr<AVPacket, XAvFree<av_packet_free>>;
+struct XSwsFree {
+    void operator()(SwsContext* p) const { sws_freeContext(p); }
+};
+using SwsScaler = std::unique_ptr<SwsContext, XSwsFree>;
+
+// "End of file" and the like.
+std::string AvErrorText(int iError);
+// Throws std::runtime_error "can't <what>: <why>" for a negative result; gives back any other.
+int CheckAv(int iResult, const char* szWhat);
+
+}  // namespace recorder

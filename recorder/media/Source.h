@@ -1,0 +1,28 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <string>
+
+#include "recorder/scene/Scene.h"
+
+namespace recorder
+{
+
+// Where the pictures of one channel come from. Used by the channel's thread only.
+class ISource
+{
+  public:
+    virtual ~ISource() = default;
+    // The picture that number iPicture shows; numbers only grow, with gaps when a channel isn't watched or is
+    // late. Never fails: a source that has no picture draws why.
+    virtual void Read(int64_t iPicture, XPicture& picture) = 0;
+};
+
+// "scene", or anything that libavformat opens: a file (played again and again), a URL, a V4L2 device
+// ("/dev/video0"), or "lavfi:" with a filter graph. Reads that wait, as for a network, end when bStop becomes
+// true; bStop outlives the source.
+std::unique_ptr<ISource> MakeSource(const std::string& spec, const XSceneSetup& setup, int iChannel,
+                                    const std::atomic<bool>& bStop);
+
+}  // namespace recorder

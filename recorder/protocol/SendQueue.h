@@ -1,0 +1,61 @@
+#pragma once
+
+#include <deque>
+#include <memory>
+#include <optional>
+
+#include "recorder/protocol/Wire.h"
+
+namespace recorder
+{
+
+// The stream messages on their way to one client. The client puts messages together in the order of arrival, so
+// all channels of a client share one queue, and the pieces of a message go out without another's between them.
+//
+// Pieces are spread: at most BURST each millisecond, and at most WINDOW that the client hasn't acknowledged. A
+// piece whose acknowledgement doesn't come counts as gone after PATIENCE, so that a lost one delays but never
+// stops. No clock, no sockets; one thread at a time.
+class CSendQueue
+{
+  public:
+    static constexpr size_t PIECE_BYTES = 1024;
+    static constexpr size_t WINDOW = 48;  // about half of what the system's usual receive buffer holds
+    static constexpr size_t BURST = 16;
+    static constexpr TimeUs BURST_EVERY = MILLISECOND;
+    static constexpr TimeUs PATIENCE = 50 * MILLISECOND;
+    static constexpr size_t MAX_BYTES = 4 << 20;
+    static constexpr size_t MAX_PER_CHANNEL = 4;  // messages; a client that is so far behind loses pictures
+
+    using Message = std::shared_ptr<const Bytes>;
+
+    // False when the queue is full for this channel or altogether; the message isn't taken then.
+    bool Push(int iChannel, Message pMessage);
+    // Removes the messages of the channel of which nothing has been sent.
+    void Forget(int iChannel);
+
+    // The next piece that may go at this time.
+    std::optional<std::span<const uint8_t>> Next(TimeUs iNow);
+    // The client acknowledged one piece.
+    void Acknowledged();
+    // When Next will have something; NEVER when there is nothing to send.
+    TimeUs Due(TimeUs iNow) const;
+
+    size_t QueuedBytes() const { return m_ulBytes; }
+    size_t Outstanding() const { return m_Outstanding.size(); }
+
+  private:
+    struct XItem {
+        int m_iChannel = 0;
+        Message m_pMessage;
+        size_t m_ulSent = 0;
+    };
+
+    std::deque<XItem> m_Items;
+    std::deque<TimeUs> m_Outstanding;  // when the pieces that wait for acknowledgement went
+    Message m_pLast;                   // keeps the piece that Next gave last
+    size_t m_ulBytes = 0;
+    TimeUs m_iBurstStart = 0;
+    size_t m_ulInBurst = 0;
+};
+
+}  // namespace recorder

@@ -1,0 +1,167 @@
+#include "recorder/protocol/Wire.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace recorder
+{
+
+namespace
+{
+
+constexpr size_t ADDRESSES_OFFSET = 36;
+constexpr size_t ADDRESS_BYTES = 8;
+constexpr size_t COUNT_OFFSET = 76;
+constexpr size_t P2P_OFFSET = 80;
+
+XEndpoint ReadEndpoint(const uint8_t* p)
+{
+    return {uint32_t{p[0]} << 24 | uint32_t{p[1]} << 16 | uint32_t{p[2]} << 8 | p[3], ReadU16(p + 4)};
+}
+
+void WriteEndpoint(uint8_t* p, const XEndpoint& endpoint)
+{
+    for (int i = 0; i < 4; ++i)
+        p[i] = static_cast<uint8_t>(endpoint.m_dwAddress >> (24 - 8 * i));
+    WriteU16(p + 4, endpoint.m_usPort);
+}
+
+// A terminated text in a field of NAME_BYTES.
+std::optional<std::string> ReadName(const uint8_t* p)
+{
+    const auto* const end = static_cast<const uint8_t*>(std::memchr(p, 0, NAME_BYTES));
+    if (end == nullptr) return {};
+    return std::string(p, end);
+}
+
+char Lower(char c)
+{
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+}  // namespace
+
+uint32_t ReadU32(const uint8_t* p)
+{
+    return p[0] | uint32_t{p[1]} << 8 | uint32_t{p[2]} << 16 | uint32_t{p[3]} << 24;
+}
+
+uint16_t ReadU16(const uint8_t* p)
+{
+    return static_cast<uint16_t>(p[0] | p[1] << 8);
+}
+
+void WriteU32(uint8_t* p, uint32_t dwValue)
+{
+    for (int i = 0; i < 4; ++i)
+        p[i] = static_cast<uint8_t>(dwValue >> (8 * i));
+}
+
+void WriteU16(uint8_t* p, uint16_t usValue)
+{
+    p[0] = static_cast<uint8_t>(usValue);
+    p[1] = static_cast<uint8_t>(usValue >> 8);
+}
+
+const char* WireFaultText(EWireFault fault)
+{
+    static constexpr std::array<const char*, WIRE_FAULTS> TEXTS = {"none", "too short", "unknown type",
+                                                                   "unterminated name", "too many addresses"};
+    return TEXTS[static_cast<size_t>(fault)];
+}
+
+std::optional<XMessage> ParseMessage(std::span<const uint8_t> datagram, EWireFault* pWhy)
+{
+    EWireFault ignored = EWireFault::None;
+    EWireFault& why = pWhy != nullptr ? *pWhy : ignored;
+    const auto refuse = [&why](EWireFault fault) {
+        why = fault;
+        return std::nullopt;
+    };
+    why = EWireFault::None;
+    if (datagram.size() < MESSAGE_BYTES) return refuse(EWireFault::TooShort);
+    const uint32_t type = ReadU32(datagram.data());
+    if (type < static_cast<uint32_t>(EMessage::Login) || type > static_cast<uint32_t>(EMessage::DataAck))
+        return refuse(EWireFault::UnknownType);
+
+    const uint8_t* const record = datagram.data() + 4;
+    XMessage message;
+    message.m_Type = static_cast<EMessage>(type);
+    auto name = ReadName(record);
+    if (!name) return refuse(EWireFault::UnterminatedName);
+    message.m_Record.m_strName = std::move(*name);
+    const size_t count = record[COUNT_OFFSET];
+    if (count > MAX_LOCAL_ADDRESSES) return refuse(EWireFault::TooManyAddresses);
+    for (size_t i = 0; i < count; ++i)
+        message.m_Record.m_LocalAddresses.push_back(
+            ReadEndpoint(record + ADDRESSES_OFFSET + ADDRESS_BYTES * i));
+    message.m_Record.m_P2p = ReadEndpoint(record + P2P_OFFSET);
+    message.m_Body = datagram.subspan(MESSAGE_BYTES);
+    return message;
+}
+
+Bytes MakeMessage(EMessage type, const XPeerRecord& record, std::span<const uint8_t> body)
+{
+    Bytes bytes(MESSAGE_BYTES + body.size());
+    WriteU32(bytes.data(), static_cast<uint32_t>(type));
+    uint8_t* const to = bytes.data() + 4;
+    std::copy_n(record.m_strName.begin(), std::min(record.m_strName.size(), NAME_BYTES - 1), to);
+    const size_t count = std::min(record.m_LocalAddresses.size(), MAX_LOCAL_ADDRESSES);
+    for (size_t i = 0; i < count; ++i)
+        WriteEndpoint(to + ADDRESSES_OFFSET + ADDRESS_BYTES * i, record.m_LocalAddresses[i]);
+    to[COUNT_OFFSET] = static_cast<uint8_t>(count);
+    WriteEndpoint(to + P2P_OFFSET, record.m_P2p);
+    std::copy(body.begin(), body.end(), bytes.begin() + MESSAGE_BYTES);
+    return bytes;
+}
+
+std::optional<std::string> WantedName(std::span<const uint8_t> body)
+{
+    if (body.size() < NAME_BYTES) return {};
+    return ReadName(body.data());
+}
+
+bool SameName(const std::string& a, const std::string& b)
+{
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [](char x, char y) { return Lower(x) == Lower(y); });
+}
+
+uint32_t PackHeader(const XHeaderWord& header)
+{
+    return (header.m_bDirection ? 1U << 30 : 0U) | (static_cast<uint32_t>(header.m_iChannel) & 0x3F) << 24 |
+           (header.m_ulLength & 0xFFFFFF);
+}
+
+XHeaderWord UnpackHeader(uint32_t dwWord)
+{
+    return {(dwWord >> 30 & 1) != 0, static_cast<int>(dwWord >> 24 & 0x3F), dwWord & 0xFFFFFF};
+}
+
+std::optional<int> ParseStreamRequest(std::span<const uint8_t> data)
+{
+    if (data.size() != REQUEST_BYTES) return {};
+    const XHeaderWord header = UnpackHeader(ReadU32(data.data()));
+    if (!header.m_bDirection || header.m_ulLength != REQUEST_BYTES) return {};
+    if (ReadU32(data.data() + HEADER_BYTES) != static_cast<uint32_t>(header.m_iChannel)) return {};
+    return header.m_iChannel;
+}
+
+Bytes MakeStreamReply(int iChannel, int iWidth, int iHeight)
+{
+    Bytes bytes(HEADER_BYTES + 4);
+    WriteU32(bytes.data(), PackHeader({true, iChannel, static_cast<uint32_t>(bytes.size())}));
+    WriteU16(bytes.data() + 4, static_cast<uint16_t>(iWidth));
+    WriteU16(bytes.data() + 6, static_cast<uint16_t>(iHeight));
+    return bytes;
+}
+
+Bytes MakeVideoMessage(int iChannel, std::span<const uint8_t> picture)
+{
+    Bytes bytes(HEADER_BYTES + picture.size());
+    WriteU32(bytes.data(), PackHeader({true, iChannel, static_cast<uint32_t>(bytes.size())}));
+    std::copy(picture.begin(), picture.end(), bytes.begin() + HEADER_BYTES);
+    return bytes;
+}
+
+}  // namespace recorder

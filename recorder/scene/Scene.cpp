@@ -1,0 +1,232 @@
+#include "recorder/scene/Scene.h"
+
+#include <chrono>
+#include <cstdio>
+#include <stdexcept>
+
+#include "recorder/scene/Mark.h"
+#include "recorder/scene/Scenes.h"
+
+namespace recorder
+{
+
+namespace
+{
+
+using Maker = std::unique_ptr<IScene> (*)();
+constexpr std::array<Maker, SCENES> MAKERS = {MakeHarbour};
+
+// A round of SCENES channels later the same place is shown by another light.
+constexpr std::array<XColour, 4> LIGHTS = {Rgb(0x000000, 0), Rgb(0x1B2A6B, 0.38), Rgb(0xE07B30, 0.22),
+                                           Rgb(0xB8C4CE, 0.30)};
+// and at another time, so that nothing moves in step
+constexpr double LATER_EACH_ROUND = 137.5;
+
+// A Cairo picture with its context.
+class CSurface
+{
+  public:
+    CSurface(int iWidth, int iHeight)
+        : m_pSurface(cairo_image_surface_create(CAIRO_FORMAT_RGB24, iWidth, iHeight)),
+          m_pContext(cairo_create(m_pSurface))
+    {
+        if (cairo_status(m_pContext) != CAIRO_STATUS_SUCCESS)
+            throw std::runtime_error("no memory for a picture");
+    }
+    CSurface(uint8_t* pPixels, int iWidth, int iHeight)
+        : m_pSurface(
+              cairo_image_surface_create_for_data(pPixels, CAIRO_FORMAT_RGB24, iWidth, iHeight, 4 * iWidth)),
+          m_pContext(cairo_create(m_pSurface))
+    {
+        if (cairo_status(m_pContext) != CAIRO_STATUS_SUCCESS)
+            throw std::runtime_error("no memory for a picture");
+    }
+    ~CSurface()
+    {
+        cairo_destroy(m_pContext);
+        cairo_surface_destroy(m_pSurface);
+    }
+    CSurface(const CSurface&) = delete;
+    CSurface& operator=(const CSurface&) = delete;
+
+    cairo_t* Context() const { return m_pContext; }
+    cairo_surface_t* Surface() const { return m_pSurface; }
+    const uint8_t* Pixels() const
+    {
+        cairo_surface_flush(m_pSurface);
+        return cairo_image_surface_get_data(m_pSurface);
+    }
+
+  private:
+    cairo_surface_t* m_pSurface;
+    cairo_t* m_pContext;
+};
+
+std::string NameOf(const XSceneSetup& setup, int iChannel)
+{
+    const auto index = static_cast<size_t>(iChannel);
+    return index < setup.m_Names.size() && !setup.m_Names[index].empty() ? setup.m_Names[index]
+                                                                         : DefaultName(iChannel);
+}
+
+void DrawTexts(const XSceneSetup& setup, int iChannel, int64_t iPicture, cairo_t* pContext)
+{
+    CCanvas canvas(pContext);
+    const double size = setup.m_iHeight / 24.0 < 10 ? 10 : setup.m_iHeight / 24.0;
+    const double margin = size * 0.7;
+    canvas.RimText(margin, margin + size, size, NameOf(setup, iChannel), Rgb(0xFFFFFF));
+    canvas.RimText(setup.m_iWidth - margin, setup.m_iHeight - margin, size, ClockText(setup, iPicture),
+                   Rgb(0xFFFFFF), CCanvas::EAlign::Right);
+}
+
+void Finish(const XSceneSetup& setup, int iChannel, int64_t iPicture, const uint8_t* pPixels, XPicture& picture)
+{
+    picture.Resize(setup.m_iWidth, setup.m_iHeight);
+    FromBgra(pPixels, ptrdiff_t{4} * setup.m_iWidth, picture);
+    if (setup.m_bMark) DrawMark({static_cast<uint32_t>(iPicture), iChannel}, picture);
+}
+
+}  // namespace
+
+std::string DefaultName(int iChannel)
+{
+    char text[32];
+    std::snprintf(text, sizeof text, "CAM %02d  ", iChannel + 1);
+    return text + std::string(MAKERS[static_cast<size_t>(iChannel % SCENES)]()->Name());
+}
+
+std::string ClockText(const XSceneSetup& setup, int64_t iPicture)
+{
+    const int64_t hundredths = setup.m_iClockStart + iPicture * 100 / setup.m_iRate;
+    constexpr int64_t DAY = 24 * 3600 * 100;
+    const int64_t inDay = (hundredths % DAY + DAY) % DAY;
+    const std::chrono::year_month_day date(
+        std::chrono::sys_days(std::chrono::days((hundredths - inDay) / DAY)));
+    char text[64];
+    std::snprintf(text, sizeof text, "%04d-%02u-%02u %02d:%02d:%02d.%02d", static_cast<int>(date.year()),
+                  static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+                  static_cast<int>(inDay / 360000), static_cast<int>(inDay / 6000 % 60),
+                  static_cast<int>(inDay / 100 % 60), static_cast<int>(inDay % 100));
+    return text;
+}
+
+int64_t ParseClock(const std::string& text)
+{
+    int year = 0;
+    int hour = 0;
+    int minute = 0;
+    int second = 0;
+    unsigned month = 0;
+    unsigned day = 0;
+    int used = 0;
+    if (std::sscanf(text.c_str(), "%4d-%2u-%2u%*1[ T]%2d:%2d:%2d%n", &year, &month, &day, &hour, &minute,
+                    &second, &used) != 6 ||
+        static_cast<size_t>(used) != text.size())
+        return -1;
+    const std::chrono::year_month_day date{std::chrono::year(year), std::chrono::month(month),
+                                           std::chrono::day(day)};
+    if (!date.ok() || year < 1970 || hour < 0 || hour > 23 || minute < 0 || minute > 59 || second < 0 ||
+        second > 59)
+        return -1;
+    const int64_t days = std::chrono::sys_days(date).time_since_epoch().count();
+    return ((days * 24 + hour) * 3600 + minute * 60 + second) * 100;
+}
+
+struct CScenePainter::XState {
+    XState(const XSceneSetup& setup, int iChannel)
+        : m_Setup(setup),
+          m_iChannel(iChannel),
+          m_iRound(iChannel / SCENES),
+          m_pScene(MAKERS[static_cast<size_t>(iChannel % SCENES)]()),
+          m_Still(setup.m_iWidth, setup.m_iHeight),
+          m_Picture(setup.m_iWidth, setup.m_iHeight)
+    {
+        Fit(m_Still);
+        CCanvas canvas(m_Still.Context());
+        m_pScene->DrawStill(canvas);
+        cairo_surface_flush(m_Still.Surface());
+    }
+
+    void Fit(const CSurface& surface) const
+    {
+        cairo_scale(surface.Context(), m_Setup.m_iWidth / SCENE_WIDTH, m_Setup.m_iHeight / SCENE_HEIGHT);
+    }
+
+    const uint8_t* Draw(int64_t iPicture)
+    {
+        cairo_t* const context = m_Picture.Context();
+        cairo_save(context);
+        cairo_set_source_surface(context, m_Still.Surface(), 0, 0);
+        cairo_set_operator(context, CAIRO_OPERATOR_SOURCE);
+        cairo_paint(context);
+        cairo_set_operator(context, CAIRO_OPERATOR_OVER);
+        Fit(m_Picture);
+        CCanvas canvas(context);
+        m_pScene->DrawMoving(canvas,
+                             static_cast<double>(iPicture) / m_Setup.m_iRate + m_iRound * LATER_EACH_ROUND);
+        const XColour& light = LIGHTS[static_cast<size_t>(m_iRound) % LIGHTS.size()];
+        if (light.m_dA > 0) canvas.Rect(0, 0, SCENE_WIDTH, SCENE_HEIGHT, light);
+        cairo_restore(context);
+        DrawTexts(m_Setup, m_iChannel, iPicture, context);
+        return m_Picture.Pixels();
+    }
+
+    XSceneSetup m_Setup;
+    int m_iChannel;
+    int m_iRound;
+    std::unique_ptr<IScene> m_pScene;
+    CSurface m_Still;
+    CSurface m_Picture;
+};
+
+CScenePainter::CScenePainter(const XSceneSetup& setup, int iChannel)
+    : m_pState(std::make_unique<XState>(setup, iChannel))
+{
+}
+
+CScenePainter::~CScenePainter() = default;
+
+const uint8_t* CScenePainter::DrawBgra(int64_t iPicture)
+{
+    return m_pState->Draw(iPicture);
+}
+
+void CScenePainter::Draw(int64_t iPicture, XPicture& picture)
+{
+    Finish(m_pState->m_Setup, m_pState->m_iChannel, iPicture, m_pState->Draw(iPicture), picture);
+}
+
+COverlayPainter::COverlayPainter(const XSceneSetup& setup, int iChannel) : m_Setup(setup), m_iChannel(iChannel)
+{
+}
+
+void COverlayPainter::Draw(int64_t iPicture, uint8_t* pPixels, XPicture& picture)
+{
+    const CSurface surface(pPixels, m_Setup.m_iWidth, m_Setup.m_iHeight);
+    DrawTexts(m_Setup, m_iChannel, iPicture, surface.Context());
+    Finish(m_Setup, m_iChannel, iPicture, surface.Pixels(), picture);
+}
+
+void COverlayPainter::DrawNotice(int64_t iPicture, const std::string& notice, XPicture& picture)
+{
+    const CSurface surface(m_Setup.m_iWidth, m_Setup.m_iHeight);
+    CCanvas canvas(surface.Context());
+    const double width = m_Setup.m_iWidth;
+    const double height = m_Setup.m_iHeight;
+    canvas.Shade(0, 0, width, height, {{0, Rgb(0x1C2733)}, {1, Rgb(0x0B1016)}});
+    const double sweep = Wrap(static_cast<double>(iPicture) / m_Setup.m_iRate / 4, 1);
+    canvas.Shade(0, sweep * height * 1.2 - height * 0.2, width, height * 0.2,
+                 {{0, Rgb(0xFFFFFF, 0)}, {1, Rgb(0xFFFFFF, 0.07)}});
+    canvas.Text(width / 2, height / 2, height / 16, notice, Rgb(0x9FB4C8), CCanvas::EAlign::Centre, true);
+    DrawTexts(m_Setup, m_iChannel, iPicture, surface.Context());
+    Finish(m_Setup, m_iChannel, iPicture, surface.Pixels(), picture);
+}
+
+XPicture DrawScene(const XSceneSetup& setup, int iChannel, int64_t iPicture)
+{
+    XPicture picture;
+    CScenePainter(setup, iChannel).Draw(iPicture, picture);
+    return picture;
+}
+
+}  // namespace recorder

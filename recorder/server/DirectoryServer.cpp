@@ -1,0 +1,188 @@
+#include "recorder/server/DirectoryServer.h"
+
+#include <array>
+#include <chrono>
+#include <string>
+#include <utility>
+
+namespace recorder
+{
+
+namespace
+{
+
+constexpr std::chrono::milliseconds ACCEPT_AGAIN_AFTER{100};
+
+}  // namespace
+
+// One connection; kept alive by its own pending operations, and known to the server until it is closed.
+class CDirectoryServer::CConnection : public std::enable_shared_from_this<CConnection>
+{
+  public:
+    CConnection(CDirectoryServer& server, asio::ip::tcp::socket socket)
+        : m_pServer(&server),
+          m_Socket(std::move(socket)),
+          m_Patience(m_Socket.get_executor()),
+          m_Quiet(m_Socket.get_executor())
+    {
+    }
+
+    void Start()
+    {
+        m_Patience.expires_after(std::chrono::microseconds(PATIENCE));
+        m_Patience.async_wait([self = shared_from_this()](asio::error_code error) {
+            if (error || self->m_pServer == nullptr) return;
+            ++self->m_pServer->m_Counts.m_ulTimeouts;
+            self->Close();
+        });
+        ReadNext();
+    }
+
+    void Close()
+    {
+        asio::error_code ignored;
+        m_Socket.shutdown(asio::socket_base::shutdown_both, ignored);
+        m_Socket.close(ignored);
+        m_Patience.cancel();
+        m_Quiet.cancel();
+        if (CDirectoryServer* const server = std::exchange(m_pServer, nullptr))
+            server->m_Connections.erase(shared_from_this());
+    }
+
+  private:
+    void ReadNext()
+    {
+        m_Socket.async_read_some(asio::buffer(m_Buffer),
+                                 [self = shared_from_this()](asio::error_code error, size_t bytes) {
+                                     if (self->m_pServer == nullptr) return;
+                                     self->m_strQuestion.append(self->m_Buffer.data(), bytes);
+                                     if (error == asio::error::eof)
+                                         self->Consider(true);
+                                     else if (error)
+                                         self->Close();
+                                     else
+                                         self->Consider(false);
+                                 });
+    }
+
+    void Consider(bool bNoMore)
+    {
+        if (m_pServer->m_bSilent) {
+            if (bNoMore || m_strQuestion.size() > CDirectory::MAX_QUESTION_BYTES)
+                Close();
+            else
+                ReadNext();
+            return;
+        }
+        asio::error_code error;
+        const auto local = m_Socket.local_endpoint(error);
+        const auto step =
+            m_pServer->m_Directory.Ask(m_strQuestion, bNoMore, error ? 0 : local.address().to_v4().to_uint());
+        switch (step.m_Step) {
+            case CDirectory::EStep::Wait:
+                WaitForQuiet();
+                ReadNext();
+                break;
+            case CDirectory::EStep::Refuse:
+                ++m_pServer->m_Counts.m_ulRefused;
+                Close();
+                break;
+            case CDirectory::EStep::Reply:
+                Reply(step.m_strReply);
+                break;
+        }
+    }
+
+    void WaitForQuiet()
+    {
+        m_Quiet.expires_after(std::chrono::microseconds(QUIET));
+        m_Quiet.async_wait([self = shared_from_this()](asio::error_code error) {
+            if (error || self->m_pServer == nullptr || self->m_strQuestion.empty()) return;
+            asio::error_code ignored;
+            const auto local = self->m_Socket.local_endpoint(ignored);
+            const auto step = self->m_pServer->m_Directory.Ask(self->m_strQuestion, true,
+                                                               ignored ? 0 : local.address().to_v4().to_uint());
+            // What isn't a question yet may still become one until patience ends.
+            if (step.m_Step == CDirectory::EStep::Reply) self->Reply(step.m_strReply);
+        });
+    }
+
+    // Sent in one piece: askers read once.
+    void Reply(const std::string& text)
+    {
+        ++m_pServer->m_Counts.m_ulAnswered;
+        asio::error_code ignored;
+        m_Socket.non_blocking(true, ignored);
+        m_Socket.send(asio::buffer(text), 0, ignored);
+        Close();
+    }
+
+    CDirectoryServer* m_pServer;  // null once closed
+    asio::ip::tcp::socket m_Socket;
+    asio::steady_timer m_Patience;
+    asio::steady_timer m_Quiet;
+    std::array<char, 256> m_Buffer{};
+    std::string m_strQuestion;
+};
+
+CDirectoryServer::CDirectoryServer(asio::io_context& context, const XEndpoint& at, CDirectory directory,
+                                   bool bSilent)
+    : m_Acceptor(context, asio::ip::tcp::endpoint(asio::ip::address_v4(at.m_dwAddress), at.m_usPort)),
+      m_Again(context),
+      m_Directory(std::move(directory)),
+      m_bSilent(bSilent)
+{
+}
+
+CDirectoryServer::~CDirectoryServer()
+{
+    Close();
+}
+
+void CDirectoryServer::Start()
+{
+    AcceptNext();
+}
+
+void CDirectoryServer::Close()
+{
+    asio::error_code ignored;
+    m_Acceptor.close(ignored);
+    m_Again.cancel();
+    while (!m_Connections.empty()) {
+        const auto connection = *m_Connections.begin();  // closing removes it from the set
+        connection->Close();
+    }
+}
+
+XEndpoint CDirectoryServer::Local() const
+{
+    const auto local = m_Acceptor.local_endpoint();
+    return {local.address().to_v4().to_uint(), local.port()};
+}
+
+void CDirectoryServer::AcceptNext()
+{
+    m_Acceptor.async_accept([this](asio::error_code error, asio::ip::tcp::socket socket) {
+        if (error == asio::error::operation_aborted || !m_Acceptor.is_open()) return;
+        if (!error) {
+            ++m_Counts.m_ulConnections;
+            if (m_Connections.size() >= MAX_CONNECTIONS) {
+                ++m_Counts.m_ulTurnedAway;  // the socket's end closes it
+            } else {
+                const auto connection = std::make_shared<CConnection>(*this, std::move(socket));
+                m_Connections.insert(connection);
+                connection->Start();
+            }
+            AcceptNext();
+            return;
+        }
+        // No descriptors left, and the like: look again after a while.
+        m_Again.expires_after(ACCEPT_AGAIN_AFTER);
+        m_Again.async_wait([this](asio::error_code ended) {
+            if (!ended) AcceptNext();
+        });
+    });
+}
+
+}  // namespace recorder

@@ -1,0 +1,266 @@
+#include "recorder/server/Options.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <ctime>
+#include <map>
+#include <sstream>
+
+namespace recorder
+{
+
+namespace
+{
+
+constexpr const char* DESCRIPTION =
+    "The far side of Watchwall: a directory, a rendezvous and a recorder whose channels\n"
+    "stream MPEG-4 to clients that punch their way to it. Without options it serves four\n"
+    "drawn scenes on the loopback address. Channels are counted from 1 here.";
+
+// "WxH"
+bool ParseSize(const std::string& text, int& width, int& height)
+{
+    int used = 0;
+    return std::sscanf(text.c_str(), "%5dx%5d%n", &width, &height, &used) == 2 &&
+           static_cast<size_t>(used) == text.size();
+}
+
+std::string CheckSize(const std::string& text)
+{
+    int width = 0;
+    int height = 0;
+    if (!ParseSize(text, width, height)) return "'" + text + "' is not of the form WIDTHxHEIGHT";
+    if (width % 16 != 0 || height % 16 != 0) return "width and height must be multiples of 16";
+    if (width < 128 || height < 96 || width > 1920 || height > 1088)
+        return "a picture must be between 128x96 and 1920x1088";
+    return {};
+}
+
+// "0.0.0.0" to "255.255.255.255"
+bool ParseAddress(const std::string& text, uint32_t& address)
+{
+    unsigned part[4] = {};
+    int used = 0;
+    if (std::sscanf(text.c_str(), "%3u.%3u.%3u.%3u%n", &part[0], &part[1], &part[2], &part[3], &used) != 4 ||
+        static_cast<size_t>(used) != text.size())
+        return false;
+    address = 0;
+    for (const unsigned p : part) {
+        if (p > 255) return false;
+        address = address << 8 | p;
+    }
+    return true;
+}
+
+std::vector<std::string> SplitAtCommas(const std::string& text)
+{
+    std::vector<std::string> parts;
+    std::istringstream in(text);
+    for (std::string part; std::getline(in, part, ',');)
+        parts.push_back(part);
+    return parts;
+}
+
+// "N=source" is for channel N, anything else for all. The whole text is taken as source when what stands before
+// the first '=' is not a number, as in a URL.
+std::string ApplySource(const std::string& text, std::vector<std::string>& sources)
+{
+    const size_t equals = text.find('=');
+    const bool numbered = equals != std::string::npos && equals > 0 && equals < 4 &&
+                          std::all_of(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(equals),
+                                      [](unsigned char c) { return std::isdigit(c) != 0; });
+    if (!numbered) {
+        std::fill(sources.begin(), sources.end(), text);
+        return {};
+    }
+    const auto channel = static_cast<size_t>(std::stoi(text.substr(0, equals)));
+    if (channel < 1 || channel > sources.size()) return "--source " + text + ": there is no such channel";
+    sources[channel - 1] = text.substr(equals + 1);
+    return {};
+}
+
+// The present time as the clock on the wall shows it, in hundredths since 1970.
+int64_t WallClockNow()
+{
+    std::timespec now{};
+    std::timespec_get(&now, TIME_UTC);
+    std::tm local{};
+    localtime_r(&now.tv_sec, &local);
+    return (static_cast<int64_t>(now.tv_sec) + local.tm_gmtoff) * 100 + now.tv_nsec / 10'000'000;
+}
+
+const std::map<std::string, EService> SERVICES = {{"directory", EService::Directory},
+                                                  {"rendezvous", EService::Rendezvous},
+                                                  {"device", EService::Device},
+                                                  {"video", EService::Video}};
+
+// What the parser fills in as text, before it is made into options.
+struct XTexts {
+    std::string m_strSize = "704x576";
+    std::string m_strListen = "127.0.0.1";
+    std::string m_strNames;
+    std::string m_strClock;
+    std::string m_strMotion = "half";
+    std::string m_strFaultsOn = "video";
+    std::vector<std::string> m_Sources;
+    std::vector<std::string> m_Silent;
+    double m_dDelayMs = 0;
+};
+
+void Declare(CLI::App& app, XOptions& options, XTexts& texts)
+{
+    app.set_version_flag("--version", "watchwall-recorder " WATCHWALL_VERSION);
+    app.get_formatter()->column_width(34);
+    const auto percent = CLI::Range(0.0, 100.0);
+
+    app.add_option("--id", options.m_iNetId, "net id by which clients find it")
+        ->check(CLI::Range(1, 2147483647))
+        ->capture_default_str();
+    app.add_option("--alias", options.m_Aliases, "further name that the directory knows (repeatable)")
+        ->check([](const std::string& name) { return name.empty() ? "a name can't be empty" : ""; });
+    app.add_option("--channels", options.m_iChannels, "number of channels")
+        ->check(CLI::Range(0, MAX_CHANNELS))
+        ->capture_default_str();
+    app.add_option("--names", texts.m_strNames, "names burnt into the pictures: A,B,C");
+
+    auto* const picture = app.add_option_group("Pictures");
+    picture->add_option("--size", texts.m_strSize, "WIDTHxHEIGHT, multiples of 16")
+        ->check(CheckSize)
+        ->capture_default_str();
+    picture->add_option("--fps", options.m_Scene.m_iRate, "pictures a second")
+        ->check(CLI::Range(1, 60))
+        ->capture_default_str();
+    picture
+        ->add_option("--bitrate", options.m_iBitRate, "bits a second and channel; 1500k and 2M are understood")
+        ->transform(CLI::AsSizeValue(true))
+        ->check(CLI::Range(int64_t{8'000}, int64_t{100'000'000}))
+        ->default_str("1500k");
+    picture->add_option("--gop", options.m_iGroup, "pictures from key picture to key picture (one second's)")
+        ->check(CLI::Range(1, 300));
+    picture->add_option("--motion", texts.m_strMotion, "half: half-pel vectors; none: zero vectors only")
+        ->check(CLI::IsMember({"half", "none"}))
+        ->capture_default_str();
+    picture->add_option(
+        "--source", texts.m_Sources,
+        "scene, file, URL, /dev/videoN or lavfi:GRAPH for all channels; N=... for channel N (repeatable)");
+    picture
+        ->add_option("--loop", options.m_iLoopSeconds,
+                     "encode so many seconds in advance and send them again and again")
+        ->check(CLI::Range(1, 600));
+    picture->add_option("--clock", texts.m_strClock, "clock of picture 0: \"2026-11-21 08:40:12\" (now)")
+        ->check([](const std::string& text) {
+            return ParseClock(text) < 0 ? "'" + text + "' is not of the form YYYY-MM-DD HH:MM:SS"
+                                        : std::string();
+        });
+    picture->add_flag("--mark", options.m_Scene.m_bMark,
+                      "put the picture's number into a corner, for programs to read");
+
+    auto* const network = app.add_option_group("Network");
+    network->add_option("--listen", texts.m_strListen, "address to serve on")
+        ->check([](const std::string& text) {
+            uint32_t address = 0;
+            return ParseAddress(text, address) ? std::string() : "'" + text + "' is not an IPv4 address";
+        })
+        ->capture_default_str();
+    network->add_option("--directory-port", options.m_usDirectoryPort, "TCP; 0 takes a free one")
+        ->capture_default_str();
+    network->add_option("--rendezvous-port", options.m_usRendezvousPort, "UDP; 0 takes a free one")
+        ->capture_default_str();
+    network->add_option("--device-port", options.m_usDevicePort, "UDP; 0 takes a free one")
+        ->capture_default_str();
+    network->add_option("--clients", options.m_ulClients, "clients served at once")
+        ->check(CLI::Range(1, 4096))
+        ->capture_default_str();
+    network
+        ->add_option("--drop-after", options.m_dDropAfterSeconds,
+                     "seconds after which a silent client gets no more")
+        ->check(CLI::Range(0.1, 3600.0))
+        ->capture_default_str();
+
+    auto* const faults = app.add_option_group("Faults");
+    faults->add_option("--loss", options.m_Faults.m_dLoss, "percent of datagrams lost")->check(percent);
+    faults->add_option("--reorder", options.m_Faults.m_dReorder, "percent overtaken by later ones")
+        ->check(percent);
+    faults->add_option("--duplicate", options.m_Faults.m_dDuplicate, "percent sent twice")->check(percent);
+    faults->add_option("--garbage", options.m_Faults.m_dGarbage, "percent changed, cut or replaced")
+        ->check(percent);
+    faults
+        ->add_option("--wrong-length", options.m_Faults.m_dWrongLength,
+                     "percent of messages that tell a wrong length")
+        ->check(percent);
+    faults->add_option("--delay", texts.m_dDelayMs, "milliseconds that every datagram is late")
+        ->check(CLI::Range(0.0, 10000.0));
+    faults
+        ->add_option("--faults-on", texts.m_strFaultsOn,
+                     "whose datagrams: video, device, rendezvous, or several with commas")
+        ->capture_default_str();
+    faults->add_option("--seed", options.m_dwSeed, "the same seed does the same harm")->capture_default_str();
+    faults
+        ->add_option("--silent", texts.m_Silent, "never answers: directory, rendezvous or device (repeatable)")
+        ->check(CLI::IsMember({"directory", "rendezvous", "device"}));
+
+    auto* const run = app.add_option_group("Run");
+    run->add_option("--seconds", options.m_dSeconds, "end after so long (never)")->check(CLI::Range(0.01, 1e9));
+    run->add_option("--report", options.m_strReport, "write what was served to FILE, as JSON, at the end")
+        ->type_name("FILE");
+    run->add_option("--ready-file", options.m_strReadyFile, "write the line \"ready ...\" to FILE too")
+        ->type_name("FILE");
+}
+
+// Empty, or what is wrong.
+std::string Complete(XOptions& options, const XTexts& texts)
+{
+    ParseSize(texts.m_strSize, options.m_Scene.m_iWidth, options.m_Scene.m_iHeight);
+    ParseAddress(texts.m_strListen, options.m_dwListen);
+    options.m_Scene.m_Names = SplitAtCommas(texts.m_strNames);
+    options.m_Scene.m_iClockStart = texts.m_strClock.empty() ? WallClockNow() : ParseClock(texts.m_strClock);
+    options.m_Motion = texts.m_strMotion == "none" ? EMotion::None : EMotion::Half;
+    options.m_Faults.m_iDelay = static_cast<TimeUs>(texts.m_dDelayMs * MILLISECOND);
+    if (options.m_iGroup == 0) options.m_iGroup = options.m_Scene.m_iRate;
+    options.m_Sources.assign(static_cast<size_t>(options.m_iChannels), "scene");
+    for (const std::string& source : texts.m_Sources)
+        if (auto wrong = ApplySource(source, options.m_Sources); !wrong.empty()) return wrong;
+    for (const std::string& service : texts.m_Silent)
+        options.m_Silent.insert(SERVICES.at(service));
+    options.m_FaultsOn.clear();
+    for (const std::string& service : SplitAtCommas(texts.m_strFaultsOn)) {
+        const auto it = SERVICES.find(service);
+        if (it == SERVICES.end() || it->second == EService::Directory)
+            return "--faults-on: '" + service + "' is none of video, device, rendezvous";
+        options.m_FaultsOn.insert(it->second);
+    }
+    return {};
+}
+
+}  // namespace
+
+XParsed ParseOptions(int argc, const char* const* argv)
+{
+    XParsed parsed;
+    XTexts texts;
+    CLI::App app(DESCRIPTION, "watchwall-recorder");
+    try {
+        Declare(app, parsed.m_Options, texts);
+        app.parse(argc, argv);
+        parsed.m_strSay = Complete(parsed.m_Options, texts);
+        if (!parsed.m_strSay.empty()) {
+            parsed.m_strSay = "watchwall-recorder: " + parsed.m_strSay + "\n";
+            parsed.m_iExit = 2;
+            return parsed;
+        }
+        parsed.m_bRun = true;
+    } catch (const CLI::ParseError& e) {
+        std::ostringstream out;
+        std::ostringstream err;
+        parsed.m_iExit = app.exit(e, out, err) == 0 ? 0 : 2;
+        parsed.m_strSay = out.str() + err.str();
+    } catch (const std::exception& e) {
+        parsed.m_iExit = 2;
+        parsed.m_strSay = std::string("watchwall-recorder: ") + e.what() + "\n";
+    }
+    return parsed;
+}
+
+}  // namespace recorder
