@@ -202,7 +202,7 @@ void store8(uint8_t* to, __m128i pixels)
 
 void store8_high(uint8_t* to, __m128i pixels)
 {
-    _mm_storeh_pd(reinterpret_cast<double*>(to), _mm_castsi128_pd(pixels));
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(to), _mm_unpackhi_epi64(pixels, pixels));
 }
 
 __m128i load4(const uint8_t* from)

@@ -136,7 +136,7 @@ template <int SHIFT>
 {
     const __m128i both = pack(_mm256_mulhrs_epi16(sums, _mm256_set1_epi16(1 << (15 - SHIFT))));
     store8(to, both);
-    if (!last) _mm_storeh_pd(reinterpret_cast<double*>(to + stride), _mm_castsi128_pd(both));
+    if (!last) _mm_storel_epi64(reinterpret_cast<__m128i*>(to + stride), _mm_unpackhi_epi64(both, both));
 }
 
 // Chroma of two rows at once; of an odd number of rows the last one is done alone.

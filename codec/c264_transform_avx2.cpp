@@ -73,7 +73,7 @@ __m256i add_residual(__m256i pixels, __m256i sums)
 void store_rows(uint8_t* to, ptrdiff_t stride, __m128i two_rows)
 {
     _mm_storel_epi64(reinterpret_cast<__m128i*>(to), two_rows);
-    _mm_storeh_pd(reinterpret_cast<double*>(to + stride), _mm_castsi128_pd(two_rows));
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(to + stride), _mm_unpackhi_epi64(two_rows, two_rows));
 }
 
 void add_quadrant(uint8_t* to, ptrdiff_t to_stride, const uint8_t* pred, ptrdiff_t pred_stride,

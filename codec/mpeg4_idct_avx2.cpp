@@ -101,9 +101,9 @@ MPEG4_INLINE void store_rows(uint8_t* to, ptrdiff_t stride, __m256i first, __m25
     const __m128i upper = _mm_unpacklo_epi32(left, right);
     const __m128i lower = _mm_unpackhi_epi32(left, right);
     _mm_storel_epi64(reinterpret_cast<__m128i*>(to), upper);
-    _mm_storeh_pd(reinterpret_cast<double*>(to + stride), _mm_castsi128_pd(upper));
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(to + stride), _mm_unpackhi_epi64(upper, upper));
     _mm_storel_epi64(reinterpret_cast<__m128i*>(to + 2 * stride), lower);
-    _mm_storeh_pd(reinterpret_cast<double*>(to + 3 * stride), _mm_castsi128_pd(lower));
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(to + 3 * stride), _mm_unpackhi_epi64(lower, lower));
 }
 
 /// Two rows of samples in the order of transform_block's registers.
