@@ -1,7 +1,10 @@
 #include "activex/ActiveXApp.h"
 
+#include <dlfcn.h>
+
 #include <atomic>
 #include <exception>
+#include <filesystem>
 
 #include "activex/ActiveXCtrl.h"
 #include "inc/OutputDebugString.h"
@@ -51,6 +54,15 @@ bool CActiveXApp::EnsureStarted()
     if (m_iSkinStarted != 0) ExitInstance();  // an earlier start that got half-way
     m_bStarted = InitInstance();
     return m_bStarted;
+}
+
+std::string GetLoadedModulePath()
+{
+    Dl_info info{};
+    if (dladdr(&g_Module, &info) == 0 || info.dli_fname == nullptr) return GetModuleFileNameA();
+    std::error_code error;
+    const auto path = std::filesystem::absolute(info.dli_fname, error);
+    return error ? GetModuleFileNameA() : SystemPath(path.string());
 }
 
 CActiveXApp& GetApp()

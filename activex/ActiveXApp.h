@@ -51,3 +51,7 @@ HRESULT GetClassObject(const UUID& classId, const UUID& iid, void** factory);
 HRESULT CanUnloadNow();
 /// A control window stands: see CanUnloadNow.
 void NoteControlWindow();
+
+/// The file that this code was loaded from, in the system's form: what is registered, wherever the module's
+/// directory points.
+std::string GetLoadedModulePath();

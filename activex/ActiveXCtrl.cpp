@@ -207,7 +207,7 @@ bool CActiveXCtrl::CActiveXCtrlFactory::UpdateRegistry(bool registered)
     XClassRegistration entry;
     entry.Id = CLSID_ActiveXCtrl;
     entry.strProgrammaticName = ACTIVEX_PROGID;
-    entry.strModule = GetModuleFileNameA();
+    entry.strModule = GetLoadedModulePath();
     entry.dwMiscStatus = ACTIVEX_MISC_STATUS;
     entry.dwThreading = ACTIVEX_APARTMENT_THREADING;
     entry.TypeLibrary = LIBID_ActiveXLib;

@@ -1,5 +1,6 @@
 #include "activex/Registration.h"
 
+#include "activex/ActiveXApp.h"
 #include "activex/ActiveXCtrl.h"
 #include "platform/component_registry.h"
 #include "platform/paths.h"
@@ -22,7 +23,7 @@ HRESULT RegisterServer()
     library.strName = "ActiveX Control";
     library.strVersion = "1.0";
     library.strHelpFile = "ActiveX.hlp";
-    library.strPath = GetModuleFileNameA();
+    library.strPath = GetLoadedModulePath();
     if (FAILED(registry.RegisterTypeLibrary(library))) return SELFREG_E_TYPELIB;
     if (!CActiveXCtrl::CActiveXCtrlFactory::UpdateRegistry(true)) return SELFREG_E_CLASS;
     for (const XCategory& category : CATEGORIES) {

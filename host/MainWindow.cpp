@@ -1,0 +1,144 @@
+#include "host/MainWindow.h"
+
+#include <QCloseEvent>
+#include <QGuiApplication>
+#include <QPainter>
+#include <QScreen>
+#include <QTimer>
+
+#include "platform/profile.h"
+
+namespace
+{
+
+constexpr int CONTROL_WIDTH = 800;  // what the control's layout is made for
+constexpr int CONTROL_HEIGHT = 600;
+constexpr const char* PROFILE_SECTION = "Container";
+constexpr const char* PROFILE_KEY = "Geometry";
+constexpr std::uint32_t PROFILE_BYTES = 1024;
+
+}  // namespace
+
+HRESULT CControlSite::GetContainer(IUnknown** container)
+{
+    if (container == nullptr) return E_POINTER;
+    return QueryInterface(IUnknown::IID, reinterpret_cast<void**>(container));
+}
+
+HRESULT CControlSite::OnInPlaceActive(bool active)
+{
+    m_bActive = active;
+    return S_OK;
+}
+
+// Gives its whole area to the control.
+class CMainWindow::CFrame : public QWidget
+{
+  public:
+    explicit CFrame(CMainWindow& window) : QWidget(&window), m_Window(window) {}
+
+  protected:
+    void resizeEvent(QResizeEvent*) override
+    {
+        if (m_Window.m_Control) m_Window.m_Control->SetBounds(0, 0, width(), height());
+    }
+
+  private:
+    CMainWindow& m_Window;
+};
+
+CMainWindow::CMainWindow() : m_pSite(new CControlSite), m_pFrame(new CFrame(*this))
+{
+    setWindowTitle(QStringLiteral("Watchwall"));
+    setWindowIcon(MakeProgramIcon());
+    setCentralWidget(m_pFrame);
+    m_pFrame->setMinimumSize(CONTROL_WIDTH, CONTROL_HEIGHT);
+    resize(CONTROL_WIDTH, CONTROL_HEIGHT);
+    RestorePlace();
+}
+
+CMainWindow::~CMainWindow()
+{
+    if (m_Control) {
+        m_Control->DestroyControlWindow();
+        m_Control->SetClientSite(nullptr);
+        m_Control.Reset();
+    }
+    m_pSite->Release();
+}
+
+bool CMainWindow::Embed(CComPtr<IControlWindow> control)
+{
+    m_Control = std::move(control);
+    m_Control->SetClientSite(m_pSite);
+    if (FAILED(m_Control->CreateControlWindow(m_pFrame))) return false;
+    m_Control->SetBounds(0, 0, m_pFrame->width(), m_pFrame->height());
+    return true;
+}
+
+void CMainWindow::showEvent(QShowEvent* event)
+{
+    QMainWindow::showEvent(event);
+    // The first turn of the event loop behind this one finds everything painted.
+    if (m_ShownHandler)
+        QTimer::singleShot(0, this, [this, handler = std::exchange(m_ShownHandler, {})] {
+            repaint();
+            handler();
+        });
+}
+
+void CMainWindow::closeEvent(QCloseEvent* event)
+{
+    SavePlace();
+    QMainWindow::closeEvent(event);
+}
+
+void CMainWindow::RestorePlace()
+{
+    const std::string stored =
+        GetProfileText(PROFILE_SECTION, PROFILE_KEY, "", PROFILE_BYTES, GetApplicationProfilePath());
+    if (!stored.empty()) restoreGeometry(QByteArray::fromBase64(QByteArray::fromStdString(stored)));
+}
+
+void CMainWindow::SavePlace() const
+{
+    WritePrivateProfileStringA(PROFILE_SECTION, PROFILE_KEY, saveGeometry().toBase64().constData(),
+                               GetApplicationProfilePath().c_str());
+}
+
+bool CMainWindow::SaveScreenshot(const QString& path) const
+{
+    const QScreen* const shown_on = screen();
+    const QRect place = frameGeometry().intersected(shown_on->geometry());
+    const QPixmap picture =
+        screen()->grabWindow(0, place.x() - shown_on->geometry().x(), place.y() - shown_on->geometry().y(),
+                             place.width(), place.height());
+    return !picture.isNull() && picture.save(path, "PNG");
+}
+
+QIcon MakeProgramIcon()
+{
+    QIcon icon;
+    for (const int size : {16, 24, 32, 48, 64, 128, 256}) {
+        QPixmap picture(size, size);
+        picture.fill(Qt::transparent);
+        QPainter painter(&picture);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.scale(size / 40.0, size / 40.0);
+        painter.setPen(Qt::NoPen);
+        QLinearGradient blue(0, 0, 0, 18);
+        blue.setColorAt(0, QColor(0x4A, 0xB0, 0xF2));
+        blue.setColorAt(1, QColor(0x1D, 0x6E, 0x98));
+        for (int cell = 0; cell < 4; ++cell) {
+            painter.setBrush(cell == 0 ? QBrush(blue) : QBrush(QColor(0x26, 0x29, 0x2E)));
+            painter.drawRoundedRect(QRectF(cell % 2 * 21 + 1, cell / 2 * 21 + 1, 17, 17), 3, 3);
+        }
+        painter.setBrush(QColor(0xF2, 0xF4, 0xF6));
+        painter.drawEllipse(QPointF(9.5, 9.5), 5, 5);
+        painter.setBrush(QColor(0x14, 0x38, 0x4C));
+        painter.drawEllipse(QPointF(9.5, 9.5), 2.6, 2.6);
+        painter.end();
+        icon.addPixmap(picture);
+    }
+    return icon;
+}

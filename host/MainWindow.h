@@ -1,0 +1,58 @@
+#pragma once
+
+#include <QMainWindow>
+#include <functional>
+
+#include "inc/ControlWindow.h"
+#include "platform/component.h"
+
+/// What the control sees of its container.
+class CControlSite final : public CUnknown<IControlSite>
+{
+  public:
+    /// Answers with this object, which stands for the container.
+    HRESULT GetContainer(IUnknown** container) override;
+    HRESULT OnInPlaceActive(bool active) override;
+    bool IsActive() const { return m_bActive; }
+
+  private:
+    bool m_bActive = false;
+};
+
+/// The container's window: the control fills it. Its place and size are kept in the application profile.
+class CMainWindow : public QMainWindow
+{
+    Q_OBJECT
+
+  public:
+    CMainWindow();
+    /// Takes the control's window down before its own.
+    ~CMainWindow() override;
+
+    /// Embeds the control; false when it has no window to show.
+    bool Embed(CComPtr<IControlWindow> control);
+
+    /// Writes the window with its frame as it is on the screen, the control's own drawing included.
+    bool SaveScreenshot(const QString& path) const;
+
+    /// Called once, when the window with the control has come up on the screen.
+    void SetShownHandler(std::function<void()> handler) { m_ShownHandler = std::move(handler); }
+
+  protected:
+    void showEvent(QShowEvent* event) override;
+    void closeEvent(QCloseEvent* event) override;
+
+  private:
+    class CFrame;
+
+    void RestorePlace();
+    void SavePlace() const;
+
+    CComPtr<IControlWindow> m_Control;
+    CControlSite* m_pSite;  // one reference is ours
+    CFrame* m_pFrame;       // the central widget, which holds the control's window
+    std::function<void()> m_ShownHandler;
+};
+
+/// The program's icon, drawn at all usual sizes.
+QIcon MakeProgramIcon();

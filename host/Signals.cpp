@@ -1,0 +1,39 @@
+#include "host/Signals.h"
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <QCoreApplication>
+#include <QSocketNotifier>
+#include <csignal>
+
+namespace
+{
+
+int g_Ends[2] = {-1, -1};  // a signal handler may only write; the event loop reads the other end
+
+void HandleSignal(int)
+{
+    const char byte = 0;
+    if (::write(g_Ends[0], &byte, 1) < 0) {
+        // Nothing can be done about it here.
+    }
+}
+
+}  // namespace
+
+void OnEndRequested(std::function<void()> handler)
+{
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, g_Ends) != 0) return;
+    auto* const notifier = new QSocketNotifier(g_Ends[1], QSocketNotifier::Read, QCoreApplication::instance());
+    QObject::connect(notifier, &QSocketNotifier::activated, notifier, [notifier, handler = std::move(handler)] {
+        notifier->setEnabled(false);
+        handler();
+    });
+    struct sigaction action {
+    };
+    action.sa_handler = HandleSignal;
+    action.sa_flags = SA_RESTART;
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+        sigaction(signal, &action, nullptr);
+}

@@ -1,0 +1,7 @@
+#pragma once
+
+#include <functional>
+
+/// Calls `handler` on the panels' thread when the process is asked to end (SIGINT, SIGTERM, SIGHUP). Once a
+/// process, after the application object was made.
+void OnEndRequested(std::function<void()> handler);

@@ -1,0 +1,108 @@
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QMessageBox>
+#include <QTimer>
+#include <cstdio>
+#include <memory>
+
+#include "host/ControlLoader.h"
+#include "host/MainWindow.h"
+#include "host/Options.h"
+#include "host/Signals.h"
+#include "platform/paths.h"
+#include "platform/qt/QtPlatform.h"
+
+namespace
+{
+
+// Exit codes.
+constexpr int EXIT_WRONG_USE = 2;
+constexpr int EXIT_NO_CONTROL = 3;
+constexpr int EXIT_NO_SCREENSHOT = 4;
+
+void Print(std::FILE* to, const QString& text)
+{
+    std::fprintf(to, "%s\n", text.toLocal8Bit().constData());
+    std::fflush(to);
+}
+
+// Told on standard error and, for whoever has no terminal, in a box; a run of limited time waits for nobody.
+int Fail(int code, const QString& message, const XOptions& options)
+{
+    Print(stderr, "watchwall: " + message);
+    if (options.m_iSeconds == 0) QMessageBox::critical(nullptr, QStringLiteral("Watchwall"), message);
+    return code;
+}
+
+QStringList Arguments(int argc, char** argv)
+{
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i)
+        arguments << QString::fromLocal8Bit(argv[i]);
+    return arguments;
+}
+
+int Run(const XOptions& options, const QElapsedTimer& since_start)
+{
+    QString message;
+    auto control = LoadControl(options.m_strModule, message);
+    if (!control) return Fail(EXIT_NO_CONTROL, message, options);
+
+    auto window = std::make_unique<CMainWindow>();
+    if (!window->Embed(std::move(control)))
+        return Fail(EXIT_NO_CONTROL, QStringLiteral("The control has no window to show."), options);
+    if (qEnvironmentVariableIsSet("WATCHWALL_START_TIME"))
+        window->SetShownHandler(
+            [&since_start] { Print(stdout, QString("shown after %1 ms").arg(since_start.elapsed())); });
+    OnEndRequested([&window] { window->close(); });
+    int code = 0;
+    const auto finish = [&] {
+        if (!options.m_strScreenshot.isEmpty() && !window->SaveScreenshot(options.m_strScreenshot)) {
+            Print(stderr, "watchwall: can't write " + options.m_strScreenshot);
+            code = EXIT_NO_SCREENSHOT;
+        }
+        window->close();
+    };
+    if (options.m_iSeconds > 0) QTimer::singleShot(options.m_iSeconds * 1000, window.get(), finish);
+    window->show();
+    QApplication::exec();
+    window.reset();
+    return code;
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    QElapsedTimer since_start;
+    since_start.start();
+    XOptions options;
+    QString message;
+    switch (ParseOptions(Arguments(argc, argv), options, message)) {
+        case PARSED::Help:
+        case PARSED::Version:
+            Print(stdout, message);
+            return 0;
+        case PARSED::Wrong:
+            Print(stderr, "watchwall: " + message + "\nwatchwall --help shows what it takes.");
+            return EXIT_WRONG_USE;
+        case PARSED::Run:
+            break;
+    }
+    if (!options.m_strHome.isEmpty()) {
+        // Host and module each have their own copy of the platform layer; the environment reaches both.
+        qputenv("WATCHWALL_HOME", options.m_strHome.toLocal8Bit());
+    }
+    // Cells are X windows: under Wayland they come through its X server.
+    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "xcb");
+    const QApplication application(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("watchwall"));
+    QApplication::setApplicationDisplayName(QStringLiteral("Watchwall"));
+    if (!StartQtPlatform()) {
+        Print(stderr, "watchwall: no display");
+        return EXIT_NO_CONTROL;
+    }
+    const int code = Run(options, since_start);
+    StopQtPlatform();
+    return code;
+}
