@@ -3,7 +3,6 @@
 #include <mutex>
 
 #include "codec/convert.h"
-#include "codec/convert.h"
 #include "codec/cpu.h"
 #include "codec/mpeg4_kernels.h"
 
