@@ -26,11 +26,16 @@ constexpr std::array<c264_scale_row, 52> scale_table(bool dc)
     return table;
 }
 
-template <int COUNT>
-void scale(int16_t* coeffs, const int16_t* factors)
+void block(int16_t* coeffs, const int16_t* factors)
 {
-    for (int k = 0; k < COUNT; ++k)
-        coeffs[k] = c264_wrap16(coeffs[k] * factors[k % 16]);
+    for (int k = 0; k < 16; ++k)
+        coeffs[k] = c264_wrap16(coeffs[k] * factors[k]);
+}
+
+void quadrant(int16_t* coeffs, const int16_t* factors)
+{
+    for (int k = 0; k < 64; k += 16)
+        block(coeffs + k, factors);
 }
 
 int16_t saturate16(int value)
@@ -57,8 +62,8 @@ constexpr std::array<c264_scale_row, 52> C264_SCALE_DC = scale_table(true);
 
 void c264_dequant_init(c264_dequant* table, [[maybe_unused]] uint32_t caps)
 {
-    table->block = scale<16>;
-    table->quadrant = scale<64>;
+    table->block = block;
+    table->quadrant = quadrant;
     table->luma_dc = luma_dc;
     table->chroma_dc = chroma_dc;
 #if defined(__x86_64__)
