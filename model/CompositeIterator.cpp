@@ -26,5 +26,6 @@ void CCompositeIterator::Next()
     if (!HasNext()) return;
     CNode* const item = m_Stack.back()->CurrentItem();
     m_Stack.back()->Next();
+    if (!item || !item->IsComposite()) return;  // spares most nodes the look at the run-time type
     if (auto* const folder = dynamic_cast<CFolder*>(item)) m_Stack.push_back(folder->CreateIterator());
 }
