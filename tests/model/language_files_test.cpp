@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <fstream>
 #include <iterator>
-#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
@@ -73,13 +72,13 @@ std::string TextOf(const std::string& language, const std::string& key)
     return GetProfileText("String", key.c_str(), "Not found", 1024, CONFIG + language + ".ini");
 }
 
-// The conversions of a format, in order: "%d", "%s".
+// The conversions of a format, in order: "%d%s". None of the texts needs a percent sign of its own.
 std::string FormatOf(const std::string& text)
 {
-    static const std::regex conversion("%[^a-zA-Z%]*[a-zA-Z%]?");
     std::string format;
-    for (std::sregex_iterator it(text.begin(), text.end(), conversion), end; it != end; ++it)
-        format += it->str();
+    for (std::size_t at = text.find('%'); at != std::string::npos; at = text.find('%', at + 1)) {
+        format += text.substr(at, 2);
+    }
     return format;
 }
 
