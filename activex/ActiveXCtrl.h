@@ -6,6 +6,7 @@
 #include <string>
 
 #include "activex/MainDialog.h"
+#include "inc/ControlReport.h"
 #include "inc/ControlWindow.h"
 #include "platform/component.h"
 #include "platform/qt/MessagePump.h"
@@ -29,7 +30,8 @@ struct XPropertySet {
 /// The control, one for each embedding: a parameter interface that hands a text through, and a window with the
 /// main panel in it. All that the system does is started by the operator in that panel; nothing reads the
 /// parameters. On the host's thread only.
-class CActiveXCtrl final : public CUnknown<IDispatch, IEventSource, IControlWindow>, public IPreTranslate
+class CActiveXCtrl final : public CUnknown<IDispatch, IEventSource, IControlWindow, IControlReport>,
+                           public IPreTranslate
 {
   public:
     class CActiveXCtrlFactory;
@@ -51,6 +53,8 @@ class CActiveXCtrl final : public CUnknown<IDispatch, IEventSource, IControlWind
                  std::int32_t height) override;
     HRESULT DestroyControlWindow() override;
     void* GetControlWindow() override;
+    // IControlReport
+    HRESULT GetChannels(std::vector<XChannelReport>& channels) override;
 
     void DoPropExchange(XPropertySet& properties) const { properties.dwVersion = ACTIVEX_PROPERTY_VERSION; }
     bool IsModified() const { return m_bModified; }

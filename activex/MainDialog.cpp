@@ -45,7 +45,7 @@ CMainDialog::CMainDialog(CLogonRemoteDlg::STATION_FACTORY stations, EXIT exit)
 
 std::unique_ptr<CRemoteStation> CMainDialog::MakeStation()
 {
-    return std::make_unique<CRemoteStation>();
+    return std::make_unique<CUdpRemoteStation>();
 }
 
 CMainDialog::~CMainDialog()

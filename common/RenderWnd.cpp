@@ -78,6 +78,7 @@ bool CRenderWnd::Init(QWidget* parent, const XRenderWnd& record, std::int32_t mo
     m_pParent = parent;
     setParent(parent);
     setAttribute(Qt::WA_NativeWindow);
+    setObjectName(QStringLiteral("VideoWall"));
     setAccessibleName(QStringLiteral("Video wall"));
     m_pHandle =
         std::make_unique<CWindowHandle>(*this, [this](std::uint32_t message, WPARAM wParam, LPARAM lParam) {

@@ -76,6 +76,20 @@ bool CMainWindow::Embed(CComPtr<IControlWindow> control)
     return true;
 }
 
+QWidget* CMainWindow::GetControlWidget() const
+{
+    return m_Control ? static_cast<QWidget*>(m_Control->GetControlWindow()) : nullptr;
+}
+
+std::vector<XChannelReport> CMainWindow::GetChannels() const
+{
+    std::vector<XChannelReport> channels;
+    CComPtr<IControlReport> report;
+    if (m_Control && SUCCEEDED(m_Control->QueryInterface(IControlReport::IID, report.Receive())))
+        report->GetChannels(channels);
+    return channels;
+}
+
 void CMainWindow::showEvent(QShowEvent* event)
 {
     QMainWindow::showEvent(event);

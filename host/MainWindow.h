@@ -3,6 +3,7 @@
 #include <QMainWindow>
 #include <functional>
 
+#include "inc/ControlReport.h"
 #include "inc/ControlWindow.h"
 #include "platform/component.h"
 
@@ -31,6 +32,11 @@ class CMainWindow : public QMainWindow
 
     /// Embeds the control; false when it has no window to show.
     bool Embed(CComPtr<IControlWindow> control);
+
+    /// The control's window, in which its panels are; null before Embed.
+    QWidget* GetControlWidget() const;
+    /// What the control's channels did; empty when it doesn't tell.
+    std::vector<XChannelReport> GetChannels() const;
 
     /// Writes the window with its frame as it is on the screen, the control's own drawing included.
     bool SaveScreenshot(const QString& path) const;

@@ -8,6 +8,19 @@ namespace
 constexpr const char* VERSION = "0.1.0";
 constexpr int LONGEST_RUN = 24 * 60 * 60;
 
+bool ParseChannels(const QString& text, XOptions& options)
+{
+    options.m_bOpenAll = text == QLatin1String("all");
+    if (options.m_bOpenAll) return true;
+    for (const QString& number : text.split(',')) {
+        bool valid = false;
+        const int channel = number.toInt(&valid);
+        if (!valid || channel < 1 || options.m_Open.contains(channel)) return false;
+        options.m_Open << channel;
+    }
+    return true;
+}
+
 }  // namespace
 
 PARSED ParseOptions(const QStringList& arguments, XOptions& options, QString& message)
@@ -23,7 +36,15 @@ PARSED ParseOptions(const QStringList& arguments, XOptions& options, QString& me
     const QCommandLineOption seconds("seconds", "Closes the window after S seconds.", "S");
     const QCommandLineOption screenshot(
         "screenshot", "Writes the window as it is on the screen, just before the end.", "FILE.png");
-    parser.addOptions({help, version, home, module, seconds, screenshot});
+    const QCommandLineOption logon("logon", "Logs on to the recorder of this net id.", "NETID");
+    const QCommandLineOption open("open", "Opens these channels after the logon, counted from 1, or all.",
+                                  "all|N,N,...");
+    const QCommandLineOption layout("layout", "Chooses the arrangement of that many cells.", "CELLS");
+    const QCommandLineOption full_screen("full-screen", "Shows the wall in full screen.");
+    const QCommandLineOption report("report", "Writes what the channels did, as JSON, at the end.",
+                                    "FILE.json");
+    parser.addOptions(
+        {help, version, home, module, logon, open, layout, full_screen, seconds, screenshot, report});
     if (!parser.parse(arguments)) {
         message = parser.errorText();
         return PARSED::Wrong;
@@ -43,6 +64,25 @@ PARSED ParseOptions(const QStringList& arguments, XOptions& options, QString& me
     options.m_strHome = parser.value(home);
     options.m_strModule = parser.value(module);
     options.m_strScreenshot = parser.value(screenshot);
+    options.m_strLogon = parser.value(logon);
+    options.m_strReport = parser.value(report);
+    options.m_bFullScreen = parser.isSet(full_screen);
+    if (parser.isSet(open) && !ParseChannels(parser.value(open), options)) {
+        message = QStringLiteral("--open takes 'all' or channel numbers from 1, as in 1,3,4, not '%1'")
+                      .arg(parser.value(open));
+        return PARSED::Wrong;
+    }
+    if (parser.isSet(open) && options.m_strLogon.isEmpty()) {
+        message = QStringLiteral("--open needs --logon");
+        return PARSED::Wrong;
+    }
+    if (parser.isSet(layout)) {
+        options.m_iLayout = parser.value(layout).toInt();
+        if (options.m_iLayout <= 0) {
+            message = QStringLiteral("--layout takes a number of cells, not '%1'").arg(parser.value(layout));
+            return PARSED::Wrong;
+        }
+    }
     if (parser.isSet(seconds)) {
         bool number = false;
         options.m_iSeconds = parser.value(seconds).toInt(&number);

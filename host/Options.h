@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QList>
 #include <QString>
 #include <QStringList>
 
@@ -10,6 +11,13 @@ struct XOptions {
     QString m_strScreenshot;  // PNG file, taken just before the end; empty: none
     int m_iSeconds = 0;       // 0: until the window is closed
     bool m_bFullScreen = false;
+    QString m_strLogon;       // net id; empty: nobody logs on
+    bool m_bOpenAll = false;  // every channel of the station
+    QList<int> m_Open;        // channels to open, from 1
+    int m_iLayout = 0;        // cells of the arrangement to choose; 0: as the logon leaves it
+    QString m_strReport;      // JSON file; empty: none
+
+    bool IsScripted() const { return !m_strLogon.isEmpty() || m_iLayout > 0 || m_bFullScreen; }
 };
 
 enum class PARSED { Run, Help, Version, Wrong };

@@ -2,12 +2,15 @@
 #include <QElapsedTimer>
 #include <QMessageBox>
 #include <QTimer>
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 
 #include "host/ControlLoader.h"
 #include "host/MainWindow.h"
 #include "host/Options.h"
+#include "host/Report.h"
+#include "host/ScriptedOperator.h"
 #include "host/Signals.h"
 #include "platform/paths.h"
 #include "platform/qt/QtPlatform.h"
@@ -19,6 +22,8 @@ namespace
 constexpr int EXIT_WRONG_USE = 2;
 constexpr int EXIT_NO_CONTROL = 3;
 constexpr int EXIT_NO_SCREENSHOT = 4;
+constexpr int EXIT_SCRIPT_FAILED = 5;
+constexpr int EXIT_NOTHING_SHOWN = 6;
 
 void Print(std::FILE* to, const QString& text)
 {
@@ -42,6 +47,18 @@ QStringList Arguments(int argc, char** argv)
     return arguments;
 }
 
+// Writes the report and a line for each channel; false when a channel that was asked for has shown nothing.
+bool Tell(const CMainWindow& window, const XOptions& options, const QList<int>& opened)
+{
+    const auto channels = window.GetChannels();
+    for (const XChannelReport& channel : channels)
+        Print(stdout, DescribeChannel(channel));
+    if (!options.m_strReport.isEmpty() && !WriteReport(options.m_strReport, channels))
+        Print(stderr, "watchwall: can't write " + options.m_strReport);
+    const bool asked = options.m_bOpenAll || !options.m_Open.isEmpty();
+    return !asked || (!opened.isEmpty() && HaveAllShown(channels, opened));
+}
+
 int Run(const XOptions& options, const QElapsedTimer& since_start)
 {
     QString message;
@@ -56,7 +73,9 @@ int Run(const XOptions& options, const QElapsedTimer& since_start)
             [&since_start] { Print(stdout, QString("shown after %1 ms").arg(since_start.elapsed())); });
     OnEndRequested([&window] { window->close(); });
     int code = 0;
+    QList<int> opened;
     const auto finish = [&] {
+        if (!Tell(*window, options, opened)) code = std::max(code, EXIT_NOTHING_SHOWN);
         if (!options.m_strScreenshot.isEmpty() && !window->SaveScreenshot(options.m_strScreenshot)) {
             Print(stderr, "watchwall: can't write " + options.m_strScreenshot);
             code = EXIT_NO_SCREENSHOT;
@@ -64,6 +83,15 @@ int Run(const XOptions& options, const QElapsedTimer& since_start)
         window->close();
     };
     if (options.m_iSeconds > 0) QTimer::singleShot(options.m_iSeconds * 1000, window.get(), finish);
+    CScriptedOperator scripted(options, *window->GetControlWidget(), nullptr);
+    QObject::connect(&scripted, &CScriptedOperator::Finished, window.get(), [&](const QString& fault) {
+        opened = scripted.GetOpened();
+        if (fault.isEmpty()) return;
+        Print(stderr, "watchwall: " + fault);
+        code = EXIT_SCRIPT_FAILED;
+        if (options.m_iSeconds > 0) finish();
+    });
+    if (options.IsScripted()) scripted.Start();
     window->show();
     QApplication::exec();
     window.reset();

@@ -17,6 +17,8 @@ struct CLinkCounters {
     COUNTER m_ulDecoded{0};    // pictures that the decoder gave
     COUNTER m_ulShown{0};      // pictures handed to the renderer
     COUNTER m_ulRefused{0};    // messages of which the decoder made no picture
+    std::atomic<std::int32_t> m_iWidth{0};  // of the stream's pictures, in pixels; 0 before the reply
+    std::atomic<std::int32_t> m_iHeight{0};
     /// From the last opening to the first picture handed to the renderer, milliseconds; -1 when none was.
     std::atomic<std::int64_t> m_iFirstPictureMs{-1};
 

@@ -89,6 +89,8 @@ bool CUdpLink::ReceiveReply()
 
 void CUdpLink::OpenPicture()
 {
+    m_pCounters->m_iWidth.store(m_iWidth, std::memory_order_relaxed);
+    m_pCounters->m_iHeight.store(m_iHeight, std::memory_order_relaxed);
     const auto decoder = std::make_shared<CMpeg4Decoder>(m_iWidth, m_iHeight);
     decoder->SetStandardChroma(ReadStandardChroma());
     m_pState->m_pDecoder = decoder;

@@ -1,0 +1,72 @@
+#include "host/Report.h"
+
+#include <sys/resource.h>
+
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QSaveFile>
+#include <algorithm>
+
+namespace
+{
+
+double Seconds(const timeval& time)
+{
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+}
+
+qint64 Number(std::uint64_t value)
+{
+    return static_cast<qint64>(value);
+}
+
+}  // namespace
+
+bool WriteReport(const QString& path, const std::vector<XChannelReport>& channels)
+{
+    QJsonArray list;
+    for (const XChannelReport& channel : channels) {
+        list.append(QJsonObject{{"channel", channel.iChannel + 1},
+                                {"name", QString::fromStdString(channel.strName)},
+                                {"width", channel.iWidth},
+                                {"height", channel.iHeight},
+                                {"decoded", Number(channel.ulDecoded)},
+                                {"shown", Number(channel.ulShown)},
+                                {"refused", Number(channel.ulRefused)},
+                                {"bytes", Number(channel.ulBytes)},
+                                {"first_picture_ms", static_cast<qint64>(channel.iFirstPictureMs)}});
+    }
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    const QJsonObject process{{"cpu_seconds", Seconds(usage.ru_utime) + Seconds(usage.ru_stime)},
+                              {"peak_memory_kib", static_cast<qint64>(usage.ru_maxrss)}};
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly)) return false;
+    file.write(QJsonDocument(QJsonObject{{"channels", list}, {"process", process}}).toJson());
+    return file.commit();
+}
+
+QString DescribeChannel(const XChannelReport& channel)
+{
+    return QStringLiteral(
+               "channel %1 \"%2\": %3x%4, %5 pictures decoded, %6 shown, %7 refused, first after %8 ms")
+        .arg(channel.iChannel + 1)
+        .arg(QString::fromStdString(channel.strName))
+        .arg(channel.iWidth)
+        .arg(channel.iHeight)
+        .arg(channel.ulDecoded)
+        .arg(channel.ulShown)
+        .arg(channel.ulRefused)
+        .arg(channel.iFirstPictureMs);
+}
+
+bool HaveAllShown(const std::vector<XChannelReport>& channels, const QList<int>& opened)
+{
+    return std::all_of(opened.begin(), opened.end(), [&channels](int number) {
+        return std::any_of(channels.begin(), channels.end(), [number](const XChannelReport& channel) {
+            return channel.iChannel + 1 == number && channel.ulShown > 0;
+        });
+    });
+}

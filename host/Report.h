@@ -1,0 +1,17 @@
+#pragma once
+
+#include <QList>
+#include <QString>
+#include <vector>
+
+#include "inc/ControlReport.h"
+
+/// Writes the report: for each channel what it did, and the process's totals. False when the file can't be
+/// written.
+bool WriteReport(const QString& path, const std::vector<XChannelReport>& channels);
+
+/// One line for a person about a channel.
+QString DescribeChannel(const XChannelReport& channel);
+
+/// Whether every channel of `opened` (numbers from 1) has shown pictures.
+bool HaveAllShown(const std::vector<XChannelReport>& channels, const QList<int>& opened);

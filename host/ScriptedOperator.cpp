@@ -1,0 +1,232 @@
+#include "host/ScriptedOperator.h"
+
+#include <QAbstractButton>
+#include <QAction>
+#include <QApplication>
+#include <QComboBox>
+#include <QContextMenuEvent>
+#include <QKeyEvent>
+#include <QLineEdit>
+#include <QMenu>
+#include <QMessageBox>
+#include <QMouseEvent>
+#include <QRegularExpression>
+#include <QTreeWidget>
+#include <utility>
+
+namespace
+{
+
+// Numbers of the panels' controls and commands.
+constexpr int ADDRESS_COMBO = 1447;
+constexpr int ACCEPT_BUTTON = 1;
+constexpr int DEVICE_TREE = 203;
+constexpr int LAYOUT_BUTTON = 6025;
+constexpr int OPEN_COMMAND = 10000;
+
+constexpr int LOOK_MS = 20;
+constexpr int STEP_LIMIT_MS = 40000;  // a logon whose servers are silent takes about as long
+constexpr int LABEL_INSET = 12;       // from the left edge of a row to well within its label
+
+void PressKey(QWidget& target, int key, const QString& text = {})
+{
+    QKeyEvent press(QEvent::KeyPress, key, Qt::NoModifier, text);
+    QApplication::sendEvent(&target, &press);
+    QKeyEvent release(QEvent::KeyRelease, key, Qt::NoModifier, text);
+    QApplication::sendEvent(&target, &release);
+}
+
+void Click(QWidget& target, const QPoint& place)
+{
+    const QPointF on_screen = target.mapToGlobal(place);
+    QMouseEvent press(QEvent::MouseButtonPress, place, on_screen, Qt::LeftButton, Qt::LeftButton,
+                      Qt::NoModifier);
+    QApplication::sendEvent(&target, &press);
+    QMouseEvent release(QEvent::MouseButtonRelease, place, on_screen, Qt::LeftButton, Qt::NoButton,
+                        Qt::NoModifier);
+    QApplication::sendEvent(&target, &release);
+}
+
+}  // namespace
+
+CScriptedOperator::CScriptedOperator(const XOptions& options, QWidget& panel, QObject* parent)
+    : QObject(parent), m_Options(options), m_Panel(panel)
+{
+    m_Timer.setInterval(LOOK_MS);
+    connect(&m_Timer, &QTimer::timeout, this, &CScriptedOperator::Next);
+}
+
+template <typename WIDGET>
+WIDGET* CScriptedOperator::Find(int control) const
+{
+    return m_Panel.findChild<WIDGET*>(QStringLiteral("control%1").arg(control));
+}
+
+void CScriptedOperator::Start()
+{
+    if (!m_Options.m_strLogon.isEmpty()) PlanLogon();
+    if (m_Options.m_bOpenAll || !m_Options.m_Open.isEmpty()) PlanOpening();
+    if (m_Options.m_iLayout > 0) PlanLayout();
+    if (m_Options.m_bFullScreen)
+        AddStep("go into full screen", [this] {
+            auto* const wall = m_Panel.findChild<QWidget*>("VideoWall");
+            if (wall == nullptr) return false;
+            wall->setFocus();
+            PressKey(*wall, Qt::Key_Escape);
+            return true;
+        });
+    m_StepTime.start();
+    m_Timer.start();
+}
+
+void CScriptedOperator::PlanLogon()
+{
+    AddStep("type the net id", [this] {
+        auto* const address = Find<QComboBox>(ADDRESS_COMBO);
+        if (address == nullptr || !address->isVisible()) return false;
+        address->lineEdit()->setFocus();
+        address->lineEdit()->selectAll();
+        for (const QChar letter : m_Options.m_strLogon)
+            PressKey(*address->lineEdit(), letter.isDigit() ? int{letter.unicode()} : int{Qt::Key_unknown},
+                     QString(letter));
+        // What the field completed beyond the typed goes.
+        if (address->lineEdit()->hasSelectedText()) PressKey(*address->lineEdit(), Qt::Key_Delete);
+        return true;
+    });
+    AddStep("log on", [this] {
+        auto* const accept = Find<QAbstractButton>(ACCEPT_BUTTON);
+        if (accept == nullptr || !accept->isVisible() || !accept->isEnabled()) return false;
+        Click(*accept, accept->rect().center());  // returns when the logon is through
+        return true;
+    });
+    AddStep("see the station in the device tree", [this] { return FindFolder() != nullptr; });
+}
+
+QTreeWidget* CScriptedOperator::FindTree() const
+{
+    auto* const tree = Find<QTreeWidget>(DEVICE_TREE);
+    return tree != nullptr && tree->isVisible() ? tree : nullptr;
+}
+
+// The folder with the channels of the station that was logged on to.
+QTreeWidgetItem* CScriptedOperator::FindFolder() const
+{
+    const QTreeWidget* const tree = FindTree();
+    if (tree == nullptr) return nullptr;
+    const auto stations = tree->findItems(m_Options.m_strLogon, Qt::MatchExactly);
+    return stations.isEmpty() ? nullptr : stations.constLast()->child(0);
+}
+
+void CScriptedOperator::PlanOpening()
+{
+    AddStep("find the channels", [this] {
+        QTreeWidgetItem* const folder = FindFolder();
+        if (folder == nullptr) return false;
+        QList<int> channels = m_Options.m_Open;
+        for (int i = 1; m_Options.m_bOpenAll && i <= folder->childCount(); ++i)
+            channels << i;
+        // What is planned now comes before what was planned after the opening.
+        const QList<XStep> later = std::exchange(m_Steps, {});
+        for (const int channel : channels) {
+            if (channel > folder->childCount()) {
+                Finish(QStringLiteral("channel %1 was asked for, the station has %2")
+                           .arg(channel)
+                           .arg(folder->childCount()));
+                return false;
+            }
+            PlanOneChannel(channel);
+        }
+        m_Steps = later.mid(0, 1) + m_Steps + later.mid(1);
+        return true;
+    });
+}
+
+void CScriptedOperator::PlanOneChannel(int channel)
+{
+    AddStep(QStringLiteral("open the menu of channel %1").arg(channel), [this, channel] {
+        QTreeWidget* const tree = FindTree();
+        QTreeWidgetItem* const folder = FindFolder();
+        if (tree == nullptr || folder == nullptr) return false;
+        QTreeWidgetItem* const item = folder->child(channel - 1);
+        tree->scrollToItem(item);
+        const QRect row = tree->visualItemRect(item);
+        const QPoint place(row.left() + LABEL_INSET, row.center().y());
+        QContextMenuEvent event(QContextMenuEvent::Mouse, place, tree->viewport()->mapToGlobal(place));
+        QApplication::sendEvent(tree->viewport(), &event);
+        return true;
+    });
+    AddStep(QStringLiteral("open channel %1").arg(channel), [this, channel] {
+        if (!ChooseFromMenu([](const QAction& action) { return action.data().toInt() == OPEN_COMMAND; }))
+            return false;
+        m_Opened << channel;
+        return true;
+    });
+}
+
+void CScriptedOperator::PlanLayout()
+{
+    AddStep("open the layout menu", [this] {
+        auto* const button = Find<QAbstractButton>(LAYOUT_BUTTON);
+        if (button == nullptr || !button->isVisible()) return false;
+        Click(*button, button->rect().center());
+        return true;
+    });
+    // Entries for arrangements begin with their number of cells, in every language.
+    AddStep(QStringLiteral("choose the arrangement of %1").arg(m_Options.m_iLayout), [this] {
+        const QString wanted = QString::number(m_Options.m_iLayout);
+        return ChooseFromMenu([&wanted](const QAction& action) {
+            const QString& text = action.text();
+            return text.startsWith(wanted) &&
+                   !text.mid(wanted.size()).left(1).contains(QRegularExpression("\\d"));
+        });
+    });
+}
+
+bool CScriptedOperator::ChooseFromMenu(const std::function<bool(const QAction&)>& wanted)
+{
+    auto* const menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+    if (menu == nullptr) return false;
+    for (QAction* action : menu->actions()) {
+        if (action->isSeparator() || !wanted(*action)) continue;
+        menu->setActiveAction(action);
+        Click(*menu, menu->actionGeometry(action).center());
+        return true;
+    }
+    menu->close();
+    return false;
+}
+
+void CScriptedOperator::Next()
+{
+    if (auto* const box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget())) {
+        const QString text = box->text();
+        Finish(text);
+        box->accept();
+        return;
+    }
+    if (m_bInStep) return;  // it serves events while it is at work
+    if (m_Steps.isEmpty()) {
+        Finish({});
+        return;
+    }
+    const STEP step = m_Steps.constFirst().m_Step;  // a copy: a step may plan others
+    m_bInStep = true;
+    const bool done = step();
+    m_bInStep = false;
+    if (done && !m_Steps.isEmpty()) {
+        m_Steps.removeFirst();
+        m_StepTime.restart();
+    } else if (m_Steps.isEmpty()) {
+        return;  // the step found a fault and said so
+    } else if (m_StepTime.elapsed() > STEP_LIMIT_MS) {
+        Finish(QStringLiteral("could not %1").arg(m_Steps.constFirst().m_strWhat));
+        return;
+    }
+}
+
+void CScriptedOperator::Finish(const QString& fault)
+{
+    m_Timer.stop();
+    m_Steps.clear();
+    emit Finished(fault);
+}

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <QElapsedTimer>
+#include <QObject>
+#include <QPointer>
+#include <QTimer>
+#include <functional>
+
+#include "host/Options.h"
+
+class QAction;
+class QComboBox;
+class QMenu;
+class QTreeWidget;
+class QTreeWidgetItem;
+
+/// Does with the control's panels what a person would: types the net id, accepts, opens channels by the tree's
+/// menu, chooses an arrangement, goes into full screen. Each step waits until the panel shows what it needs,
+/// for a time at most; a message box that comes up is closed and is a failure. It finds the controls by their
+/// numbers and knows nothing else of them.
+class CScriptedOperator : public QObject
+{
+    Q_OBJECT
+
+  public:
+    /// `panel` is the control's window, which must outlive this.
+    CScriptedOperator(const XOptions& options, QWidget& panel, QObject* parent);
+
+    /// Begins; Finished comes later, from the event loop.
+    void Start();
+    /// Channels that were opened, from 1.
+    const QList<int>& GetOpened() const { return m_Opened; }
+
+  signals:
+    /// `fault` is empty when everything was done.
+    void Finished(const QString& fault);
+
+  private:
+    // Answers true when it is done; called again and again until then.
+    using STEP = std::function<bool()>;
+    struct XStep {
+        QString m_strWhat;
+        STEP m_Step;
+    };
+
+    void AddStep(const QString& what, STEP step) { m_Steps.append({what, std::move(step)}); }
+    void PlanLogon();
+    void PlanOpening();
+    void PlanOneChannel(int channel);
+    void PlanLayout();
+    void Next();
+    void Finish(const QString& fault);
+    bool ChooseFromMenu(const std::function<bool(const QAction&)>& wanted);
+    QTreeWidget* FindTree() const;
+    QTreeWidgetItem* FindFolder() const;
+    template <typename WIDGET>
+    WIDGET* Find(int control) const;
+
+    const XOptions m_Options;
+    QWidget& m_Panel;
+    QList<XStep> m_Steps;
+    QList<int> m_Opened;
+    QTimer m_Timer;
+    bool m_bInStep = false;
+    QElapsedTimer m_StepTime;
+};
