@@ -166,6 +166,11 @@ double CCanvas::Place(double dX, double dSize, const std::string& text, EAlign a
     return align == EAlign::Right ? dX - extents.x_advance : dX - extents.x_advance / 2;
 }
 
+double CCanvas::TextWidth(double dSize, const std::string& text)
+{
+    return -Place(0, dSize, text, EAlign::Right, true);
+}
+
 void CCanvas::Text(double dX, double dY, double dSize, const std::string& text, const XColour& colour,
                    EAlign align, bool bBold)
 {

@@ -93,7 +93,8 @@ class CCanvas
     void RimText(double dX, double dY, double dSize, const std::string& text, const XColour& colour,
                  EAlign align = EAlign::Left);
 
-    cairo_t* Context() const { return m_p; }
+    // Of bold text, in units.
+    double TextWidth(double dSize, const std::string& text);
 
   private:
     void Fill(const XColour& colour);

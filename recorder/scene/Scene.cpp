@@ -2,9 +2,9 @@
 
 #include <chrono>
 #include <cstdio>
-#include <stdexcept>
 
 #include "recorder/scene/Mark.h"
+#include "recorder/scene/Overlay.h"
 #include "recorder/scene/Scenes.h"
 
 namespace recorder
@@ -14,70 +14,14 @@ namespace
 {
 
 using Maker = std::unique_ptr<IScene> (*)();
-constexpr std::array<Maker, SCENES> MAKERS = {MakeHarbour};
+constexpr std::array<Maker, SCENES> MAKERS = {MakeHarbour, MakeCrossing, MakeWarehouse, MakeParkingDeck,
+                                              MakeGarden,  MakePlatform, MakeLobby,     MakeServerRoom};
 
 // A round of SCENES channels later the same place is shown by another light.
 constexpr std::array<XColour, 4> LIGHTS = {Rgb(0x000000, 0), Rgb(0x1B2A6B, 0.38), Rgb(0xE07B30, 0.22),
                                            Rgb(0xB8C4CE, 0.30)};
 // and at another time, so that nothing moves in step
 constexpr double LATER_EACH_ROUND = 137.5;
-
-// A Cairo picture with its context.
-class CSurface
-{
-  public:
-    CSurface(int iWidth, int iHeight)
-        : m_pSurface(cairo_image_surface_create(CAIRO_FORMAT_RGB24, iWidth, iHeight)),
-          m_pContext(cairo_create(m_pSurface))
-    {
-        if (cairo_status(m_pContext) != CAIRO_STATUS_SUCCESS)
-            throw std::runtime_error("no memory for a picture");
-    }
-    CSurface(uint8_t* pPixels, int iWidth, int iHeight)
-        : m_pSurface(
-              cairo_image_surface_create_for_data(pPixels, CAIRO_FORMAT_RGB24, iWidth, iHeight, 4 * iWidth)),
-          m_pContext(cairo_create(m_pSurface))
-    {
-        if (cairo_status(m_pContext) != CAIRO_STATUS_SUCCESS)
-            throw std::runtime_error("no memory for a picture");
-    }
-    ~CSurface()
-    {
-        cairo_destroy(m_pContext);
-        cairo_surface_destroy(m_pSurface);
-    }
-    CSurface(const CSurface&) = delete;
-    CSurface& operator=(const CSurface&) = delete;
-
-    cairo_t* Context() const { return m_pContext; }
-    cairo_surface_t* Surface() const { return m_pSurface; }
-    const uint8_t* Pixels() const
-    {
-        cairo_surface_flush(m_pSurface);
-        return cairo_image_surface_get_data(m_pSurface);
-    }
-
-  private:
-    cairo_surface_t* m_pSurface;
-    cairo_t* m_pContext;
-};
-
-std::string NameOf(const XSceneSetup& setup, int iChannel)
-{
-    const auto index = static_cast<size_t>(iChannel);
-    return index < setup.m_Names.size() && !setup.m_Names[index].empty() ? setup.m_Names[index]
-                                                                         : DefaultName(iChannel);
-}
-
-void DrawTexts(const XSceneSetup& setup, int iChannel, int64_t iPicture, cairo_t* pContext)
-{
-    CCanvas canvas(pContext);
-    const double size = setup.m_iHeight / 24.0 < 10 ? 10 : setup.m_iHeight / 24.0;
-    const double margin = size * 0.7;
-    canvas.RimText(margin, margin + size, size, NameOf(setup, iChannel), Rgb(0xFFFFFF));
-    canvas.RimText(setup.m_iWidth - margin, setup.m_iHeight - margin, size, ClockText(setup, iPicture),
-                   Rgb(0xFFFFFF), CCanvas::EAlign::Right);
-}
 
 void Finish(const XSceneSetup& setup, int iChannel, int64_t iPicture, const uint8_t* pPixels, XPicture& picture)
 {
@@ -138,6 +82,7 @@ struct CScenePainter::XState {
           m_iChannel(iChannel),
           m_iRound(iChannel / SCENES),
           m_pScene(MAKERS[static_cast<size_t>(iChannel % SCENES)]()),
+          m_Overlay(setup, iChannel),
           m_Still(setup.m_iWidth, setup.m_iHeight),
           m_Picture(setup.m_iWidth, setup.m_iHeight)
     {
@@ -167,7 +112,7 @@ struct CScenePainter::XState {
         const XColour& light = LIGHTS[static_cast<size_t>(m_iRound) % LIGHTS.size()];
         if (light.m_dA > 0) canvas.Rect(0, 0, SCENE_WIDTH, SCENE_HEIGHT, light);
         cairo_restore(context);
-        DrawTexts(m_Setup, m_iChannel, iPicture, context);
+        m_Overlay.Draw(context, iPicture);
         return m_Picture.Pixels();
     }
 
@@ -175,6 +120,7 @@ struct CScenePainter::XState {
     int m_iChannel;
     int m_iRound;
     std::unique_ptr<IScene> m_pScene;
+    CTextOverlay m_Overlay;
     CSurface m_Still;
     CSurface m_Picture;
 };
@@ -196,14 +142,17 @@ void CScenePainter::Draw(int64_t iPicture, XPicture& picture)
     Finish(m_pState->m_Setup, m_pState->m_iChannel, iPicture, m_pState->Draw(iPicture), picture);
 }
 
-COverlayPainter::COverlayPainter(const XSceneSetup& setup, int iChannel) : m_Setup(setup), m_iChannel(iChannel)
+COverlayPainter::COverlayPainter(const XSceneSetup& setup, int iChannel)
+    : m_Setup(setup), m_iChannel(iChannel), m_pOverlay(std::make_unique<CTextOverlay>(setup, iChannel))
 {
 }
+
+COverlayPainter::~COverlayPainter() = default;
 
 void COverlayPainter::Draw(int64_t iPicture, uint8_t* pPixels, XPicture& picture)
 {
     const CSurface surface(pPixels, m_Setup.m_iWidth, m_Setup.m_iHeight);
-    DrawTexts(m_Setup, m_iChannel, iPicture, surface.Context());
+    m_pOverlay->Draw(surface.Context(), iPicture);
     Finish(m_Setup, m_iChannel, iPicture, surface.Pixels(), picture);
 }
 
@@ -218,7 +167,7 @@ void COverlayPainter::DrawNotice(int64_t iPicture, const std::string& notice, XP
     canvas.Shade(0, sweep * height * 1.2 - height * 0.2, width, height * 0.2,
                  {{0, Rgb(0xFFFFFF, 0)}, {1, Rgb(0xFFFFFF, 0.07)}});
     canvas.Text(width / 2, height / 2, height / 16, notice, Rgb(0x9FB4C8), CCanvas::EAlign::Centre, true);
-    DrawTexts(m_Setup, m_iChannel, iPicture, surface.Context());
+    m_pOverlay->Draw(surface.Context(), iPicture);
     Finish(m_Setup, m_iChannel, iPicture, surface.Pixels(), picture);
 }
 

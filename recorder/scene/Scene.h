@@ -24,7 +24,7 @@ struct XSceneSetup {
 };
 
 // How many scenes there are; channel c shows scene c modulo SCENES, at another hour when it comes round again.
-inline constexpr int SCENES = 1;
+inline constexpr int SCENES = 8;
 
 // "CAM 03  Corridor": number from 1, name of the scene.
 std::string DefaultName(int iChannel);
@@ -53,11 +53,16 @@ class CScenePainter
     std::unique_ptr<XState> m_pState;
 };
 
+class CTextOverlay;
+
 // Lays name, clock and mark over pictures from elsewhere. One thread at a time.
 class COverlayPainter
 {
   public:
     COverlayPainter(const XSceneSetup& setup, int iChannel);
+    ~COverlayPainter();
+    COverlayPainter(const COverlayPainter&) = delete;
+    COverlayPainter& operator=(const COverlayPainter&) = delete;
 
     // The pixels (blue, green, red, unused; of the setup's size, no gaps between rows) are drawn over and
     // converted.
@@ -68,6 +73,7 @@ class COverlayPainter
   private:
     XSceneSetup m_Setup;
     int m_iChannel;
+    std::unique_ptr<CTextOverlay> m_pOverlay;
 };
 
 // One picture of one channel, from nothing: what a received picture is compared with.

@@ -201,9 +201,12 @@ class CHarbour : public IScene
         const double reach = std::cos(angle);  // seen from the side the beam shortens and flips
         const double rise = std::sin(angle) * 26;
         if (std::abs(reach) > 0.06) {
-            const double x = LAMP.m_dX + reach * 560;
-            canvas.Polygon({LAMP, {x, LAMP.m_dY - 34 + rise}, {x, LAMP.m_dY + 34 + rise}}, Rgb(0xFFF6D0, 0.16));
-            canvas.Polygon({LAMP, {x, LAMP.m_dY - 14 + rise}, {x, LAMP.m_dY + 14 + rise}}, Rgb(0xFFF6D0, 0.16));
+            for (int layer = 1; layer <= 6; ++layer) {  // thinner with the distance
+                const double far = layer / 6.0;
+                const double x = LAMP.m_dX + reach * 620 * far;
+                canvas.Polygon({LAMP, {x, LAMP.m_dY + (rise - 34) * far}, {x, LAMP.m_dY + (rise + 34) * far}},
+                               Rgb(0xFFF6D0, 0.055));
+            }
         }
         const double towards = std::sin(angle) > 0 ? std::sin(angle) : 0;
         canvas.Glow(LAMP.m_dX, LAMP.m_dY, 16 + 26 * towards * towards, Rgb(0xFFF4C4, 0.95));

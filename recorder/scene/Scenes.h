@@ -26,5 +26,12 @@ class IScene
 };
 
 std::unique_ptr<IScene> MakeHarbour();
+std::unique_ptr<IScene> MakeCrossing();
+std::unique_ptr<IScene> MakeWarehouse();
+std::unique_ptr<IScene> MakeParkingDeck();
+std::unique_ptr<IScene> MakeGarden();
+std::unique_ptr<IScene> MakePlatform();
+std::unique_ptr<IScene> MakeLobby();
+std::unique_ptr<IScene> MakeServerRoom();
 
 }  // namespace recorder
