@@ -1,10 +1,13 @@
 #include "activex/ActiveXCtrl.h"
 
+#include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QWidget>
+#include <exception>
 
 #include "activex/ActiveXApp.h"
+#include "inc/OutputDebugString.h"
 #include "platform/component_registry.h"
 #include "platform/paths.h"
 #include "platform/qt/Keys.h"
@@ -45,6 +48,9 @@ class CActiveXCtrl::CWidget : public QWidget
         m_Control.OnMouseActivate();
         QWidget::mousePressEvent(event);
     }
+
+    // What no panel took of the control's own keys is not the container's either.
+    void keyPressEvent(QKeyEvent* event) override { event->setAccepted(IsRoutedKey(VirtualKey(event->key()))); }
 
   private:
     CActiveXCtrl& m_Control;
@@ -105,14 +111,20 @@ HRESULT CActiveXCtrl::CreateControlWindow(void* parent)
     m_bPlatformStarted = StartQtPlatform();
     if (!m_bPlatformStarted) return E_FAIL;
     NoteControlWindow();
-    m_pWidget = new CWidget(static_cast<QWidget*>(parent), *this);
-    m_pHandle = std::make_unique<CWindowHandle>(*m_pWidget);
-    SetPreTranslator(*m_pWidget, this);
-    if (OnCreate() == -1) {
-        DestroyControlWindow();
-        return E_FAIL;
+    HRESULT result = E_FAIL;
+    // A start-up that fails, on a faulty layout file for one, ends here: nothing is thrown at the container.
+    try {
+        m_pWidget = new CWidget(static_cast<QWidget*>(parent), *this);
+        m_pHandle = std::make_unique<CWindowHandle>(*m_pWidget);
+        SetPreTranslator(*m_pWidget, this);
+        if (OnCreate() != -1) result = S_OK;
+    } catch (const std::exception& fault) {
+        OutputDebugStringA(std::string("control: the start-up failed: ") + fault.what() + "\n");
+    } catch (...) {
+        OutputDebugStringA("control: the start-up failed\n");
     }
-    return S_OK;
+    if (FAILED(result)) DestroyControlWindow();
+    return result;
 }
 
 std::int32_t CActiveXCtrl::OnCreate()

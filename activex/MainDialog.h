@@ -95,6 +95,7 @@ class CMainDialog : public CDialog, public CObserver
     std::array<QPushButton*, BUTTONS> m_Buttons{};
     std::unique_ptr<CRenderWnd> m_pRenderWnd;
     bool m_bPageCycle = false;
+    bool m_bUsesHook = false;
     bool m_bSocketsStarted = false;
     int m_iBarWidth = 0;                    // what the layout gives the side bar at most
     std::atomic<HWND> m_hSelf{HWND::Null};  // for Update, on link threads

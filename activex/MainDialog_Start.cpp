@@ -2,6 +2,7 @@
 #include <QLabel>
 #include <QPixmap>
 #include <QPushButton>
+#include <utility>
 
 #include "activex/MainDialog.h"
 #include "activex/UI common/Outlook2Ctrl.h"
@@ -47,7 +48,8 @@ QString Text(const std::string& key)
     return QString::fromStdString(CLanguage::GetString(key));
 }
 
-HHOOK g_hMessageHook = HHOOK::Null;  // one for the process
+HHOOK g_hMessageHook = HHOOK::Null;  // one for the process, which the panels share
+int g_iHookUsers = 0;
 
 }  // namespace
 
@@ -90,6 +92,8 @@ void CMainDialog::SetSystemLanguage()
 // Keys, and the left button, reach the module's windows before the host's message loop has its way with them.
 void CMainDialog::InstallHook()
 {
+    m_bUsesHook = true;
+    if (g_iHookUsers++ > 0) return;
     g_hMessageHook = SetWindowsHookExA([](int code, WPARAM removed, MSG& message) {
         const bool key = code >= HC_ACTION && removed == PM_REMOVE && message.message >= WM_KEYDOWN &&
                          message.message <= WM_UNICHAR;
@@ -105,7 +109,8 @@ void CMainDialog::InstallHook()
 
 void CMainDialog::RemoveHook()
 {
-    if (g_hMessageHook != HHOOK::Null) UnhookWindowsHookEx(g_hMessageHook);
+    if (!std::exchange(m_bUsesHook, false) || --g_iHookUsers > 0) return;
+    UnhookWindowsHookEx(g_hMessageHook);
     g_hMessageHook = HHOOK::Null;
 }
 

@@ -20,7 +20,7 @@ HRESULT RegisterServer()
     IComponentRegistry& registry = ComponentRegistry();
     XTypeLibrary library;
     library.Id = LIBID_ActiveXLib;
-    library.strName = "ActiveX Control";
+    library.strName = "ActiveXLib";
     library.strVersion = "1.0";
     library.strHelpFile = "ActiveX.hlp";
     library.strPath = GetLoadedModulePath();

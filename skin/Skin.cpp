@@ -12,6 +12,7 @@
 
 #include "inc/OutputDebugString.h"
 #include "platform/paths.h"
+#include "platform/qt/QtPlatform.h"
 #include "skin/SkinPaint.h"
 #include "skin/SkinStyle.h"
 #include "skin/VectorIcon.h"
@@ -166,6 +167,7 @@ std::int32_t LoadSkin(const std::string& path)
         return 0;
     }
     skin.pTheme = std::move(theme);
+    SetDialogDecorator([](QWidget& dialog) { SkinDialog(&dialog, "DialogMain"); });
     if (skin.pStyle) {
         skin.pStyle->SetTheme(skin.pTheme);
         std::erase_if(skin.attached, [](const XAttached& one) { return !one.pWidget; });
@@ -189,6 +191,7 @@ void StopSkin()
         delete skin.pFilter;
         delete skin.pStyle;
     }
+    SetDialogDecorator({});
     skin.attached.clear();
     skin.pTheme.reset();
     skin.bStarted = false;

@@ -18,7 +18,8 @@ std::int32_t StartSkin(const void* module, std::intptr_t reserved1, std::intptr_
 
 /// Loads the theme file at `path` (the system's form). Zero when the skin isn't started or the file is missing
 /// or faulty; the debugger output then tells file, line and fault, and the former theme stays. A second load
-/// changes the look of everything attached.
+/// changes the look of everything attached. Message boxes and modal dialogs are skinned as "DialogMain" from
+/// then on.
 std::int32_t LoadSkin(const std::string& path);
 
 /// Gives every attached window back its own look and forgets the theme. Without a start it does nothing.

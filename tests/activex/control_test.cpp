@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <QFile>
+#include <QKeyEvent>
 #include <QPainter>
 #include <QTest>
 #include <QWidget>
@@ -124,7 +126,7 @@ class CScriptedRegistry : public IComponentRegistry
     IComponentRegistry* const m_pFormer;
 };
 
-const std::vector<std::string> REGISTERING = {"library ActiveX Control",
+const std::vector<std::string> REGISTERING = {"library ActiveXLib",
                                               "class ActiveX.ActiveXCtrl.1",
                                               "category Controls safely initializable from persistent data!",
                                               "in category",
@@ -293,6 +295,38 @@ TEST_F(ControlTest, KeysAreRoutedByTheTable)
         message.wParam = row.m_Key;
         EXPECT_EQ(control.PreTranslate(message), row.m_Result) << std::hex << row.m_Message << " " << row.m_Key;
     }
+}
+
+TEST_F(ControlTest, AFaultOfTheStartUpEndsAtTheControl)
+{
+    ASSERT_TRUE(QFile::remove(m_Home.File("config/main_layout_800x600.xml")));
+    CActiveXCtrl& control = Create();
+    EXPECT_EQ(control.CreateControlWindow(&m_Container), E_FAIL);
+    EXPECT_EQ(control.GetControlWindow(), nullptr);
+    EXPECT_TRUE(m_Container.children().isEmpty());
+    QFile::copy(WATCHWALL_SOURCE_DIR "/config/main_layout_800x600.xml",
+                m_Home.File("config/main_layout_800x600.xml"));
+    EXPECT_EQ(control.CreateControlWindow(&m_Container), S_OK) << "and it may be tried again";
+}
+
+TEST_F(ControlTest, TheContainerGetsNoKeyOfTheControl)
+{
+    struct CContainer : QWidget {
+        void keyPressEvent(QKeyEvent* event) override { m_Keys.push_back(event->key()); }
+        std::vector<int> m_Keys;
+    } container;
+    CActiveXCtrl& control = Create();
+    ASSERT_EQ(control.CreateControlWindow(&container), S_OK);
+    auto* const window = static_cast<QWidget*>(control.GetControlWindow());
+    for (const Qt::Key key :
+         {Qt::Key_Return, Qt::Key_End, Qt::Key_Home, Qt::Key_Left, Qt::Key_Up, Qt::Key_Right, Qt::Key_Down}) {
+        QTest::keyClick(window, key);
+        QTest::keyClick(control.GetPanel().Widget(), key);
+    }
+    EXPECT_THAT(container.m_Keys, testing::IsEmpty());
+    QTest::keyClick(window, Qt::Key_PageUp);
+    EXPECT_THAT(container.m_Keys, ElementsAre(Qt::Key_PageUp)) << "others are the container's";
+    control.DestroyControlWindow();
 }
 
 }  // namespace

@@ -24,6 +24,7 @@
 
 #include "inc/OutputDebugString.h"
 #include "platform/paths.h"
+#include "platform/qt/QtPlatform.h"
 #include "skin/theme/Theme.h"
 #include "tests/skin/theme_support.h"
 
@@ -386,6 +387,17 @@ TEST_F(SkinTest, ASecondLoadChangesWhatIsAttached)
     EXPECT_TRUE(HasColor(Shot(button), QColor(0xAA, 0, 0)));
     EXPECT_FALSE(HasColor(before, QColor(0xAA, 0, 0)));
     std::remove(path.c_str());
+}
+
+TEST_F(SkinTest, ModalDialogsAreSkinnedUntilTheStop)
+{
+    QWidget dialog;
+    DecorateDialog(dialog);
+    EXPECT_EQ(dialog.palette().color(QPalette::Window), QColor(0xC5, 0xC5, 0xC5));
+    StopSkin();
+    QWidget later;
+    DecorateDialog(later);
+    EXPECT_NE(later.palette().color(QPalette::Window), QColor(0xC5, 0xC5, 0xC5));
 }
 
 TEST_F(SkinTest, AnAttachedWindowMayGoAtAnyTime)
