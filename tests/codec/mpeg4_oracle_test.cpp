@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <iterator>
+#include <map>
 #include <string>
 
 #include "codec/decoder.h"
+#include "codec/mpeg4_dec.h"
 #include "tests/support/mpeg4_streams.h"
 
 namespace
@@ -84,6 +87,44 @@ std::vector<OracleCase> Cases()
 
 INSTANTIATE_TEST_SUITE_P(Streams, Mpeg4Oracle, ::testing::ValuesIn(Cases()),
                          [](const auto& test) { return std::string(test.param.szName); });
+
+/// The comparison says something only about what the streams hold: all modes, and levels of every size.
+TEST(Mpeg4OracleStreams, HoldEveryModeOfMacroblock)
+{
+    codec_init();
+    codec_register_all();
+    std::map<int32_t, int> modes;
+    int predicted = 0;
+    for (const OracleCase& test : Cases()) {
+        CodecContext context = {};
+        context.width = test.Shape.iWidth;
+        context.height = test.Shape.iHeight;
+        ASSERT_EQ(codec_open(&context, codec_find_decoder(CODEC_ID_MPEG4)), 0);
+        const Mpeg4Decoder* const record = static_cast<const Mpeg4Decoder*>(context.priv);
+        for (const Mpeg4Packet& packet : EncodeMpeg4(test.Shape)) {
+            CodecFrame frame = {};
+            int32_t got = 0;
+            ASSERT_GT(codec_decode(&context, &frame, &got, packet.data(), static_cast<int32_t>(packet.size())),
+                      0);
+            for (int i = 0; i < record->mb_across * record->mb_down; ++i) {
+                const Mpeg4Macroblock& mb = record->macroblocks[i];
+                ++modes[mb.mode];
+                // levels in a block that isn't coded can only be predicted ones
+                for (int n = 0; n < 6 && mpeg4_is_intra(mb.mode); ++n) {
+                    const auto& store = mb.store[n];
+                    const bool levels =
+                        std::any_of(std::begin(store.row), std::end(store.row), [](int l) { return l; }) ||
+                        std::any_of(std::begin(store.column), std::end(store.column), [](int l) { return l; });
+                    predicted += levels && !(mb.cbp & 32 >> n);
+                }
+            }
+        }
+        codec_close(&context);
+    }
+    for (int32_t mode = MPEG4_MODE_NOT_CODED; mode <= MPEG4_MODE_INTRA_Q; ++mode)
+        EXPECT_GT(modes[mode], 20) << mode;
+    EXPECT_GT(predicted, 20);
+}
 
 /// A whole GOP: what is off must not grow from picture to picture.
 TEST(Mpeg4OracleGop, StaysWithTheOracleForAGopOf250)
