@@ -32,7 +32,7 @@ IDS_Main_RecordType1 IDS_Main_RecordType2 IDS_Main_RecordType3 IDS_Main_RecordTy
 IDS_Main_RemoteIDText IDS_Main_SelectDataText IDS_Main_TimeEndText IDS_Main_TimeStartText IDS_NoLogonRemote
 IDS_NonSupportOrNoRecord IDS_Device_Close IDS_Device_Close_All IDS_Device_Open IDS_Device_Open_All
 IDS_Device_Snapshot_All IDS_Device_StartRecord IDS_Device_StartRecord_All IDS_Device_StopRecord
-IDS_Device_StopRecord_All IDS_Folder_Delete IDS_Folder_ReName IDS_IE_LogonRemoteDlg IDS_LogonDlg_CtrlPort
+IDS_Device_StopRecord_All IDS_Folder_Delete IDS_Folder_ReName IDS_IE_LogonRemoteDlg IDS_LogonDlg_Busy IDS_LogonDlg_CtrlPort
 IDS_LogonDlg_DataPort IDS_LogonDlg_Mode IDS_LogonDlg_NetAddress IDS_LogonRemoteDlg IDS_MessageBox_ConnectFailed
 IDS_MessageBox_NoDeviceInformation IDS_MessageBox_WrongUserName IDS_MessgaeBOx_ItemAlreadyExist IDS_Password
 IDS_Username IDS_PTZConfig_Focus IDS_PTZConfig_Iris IDS_PTZConfig_Zoom IDS_ColorConfig_Bright
@@ -72,7 +72,8 @@ std::string TextOf(const std::string& language, const std::string& key)
     return GetProfileText("String", key.c_str(), "Not found", 1024, CONFIG + language + ".ini");
 }
 
-// The conversions of a format, in order: "%d%s". None of the texts needs a percent sign of its own.
+// The conversions of a format, in order: "%d%s"; each has two characters. None of the texts needs a percent
+// sign of its own.
 std::string FormatOf(const std::string& text)
 {
     std::string format;
@@ -116,11 +117,18 @@ TEST_P(LanguageFile, HasATextThatIsNotCutForEachKey)
     }
 }
 
-// Only this one is a format; every other text goes through as it is and must hold no conversion.
+// Two texts are formats; every other goes through as it is and must hold no conversion.
+std::string ExpectedFormat(const std::string& key)
+{
+    if (key == "IDS_RemoteDevice") return "%d";   // the channel's number
+    if (key == "IDS_LogonDlg_Busy") return "%1";  // the station's address
+    return "";
+}
+
 TEST_P(LanguageFile, HasTheConversionsThatTheCodeFillsAndNoOthers)
 {
     for (const std::string& key : KeysOf(GetParam())) {
-        EXPECT_EQ(FormatOf(TextOf(GetParam(), key)), key == "IDS_RemoteDevice" ? "%d" : "") << key;
+        EXPECT_EQ(FormatOf(TextOf(GetParam(), key)), ExpectedFormat(key)) << key;
     }
 }
 
