@@ -1,0 +1,152 @@
+// A whole wall over loopback: 16 channels of 704x576 at 25 pictures a second from the recorder, received with
+// shared receiving, decoded and handed to a renderer that only looks at the picture's number. Prints the
+// pictures that are missing between the first and the last of each channel, the processor time a picture, and
+// the times of the closes while data flows.
+
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <thread>
+
+#include "codec/codec.h"
+#include "platform/paths.h"
+#include "remote/UdpRemote.h"
+#include "remote/UdpRemoteStation.h"
+#include "tests/links/recorder_support.h"
+
+namespace
+{
+
+constexpr int CHANNELS = 16;
+
+/// What one channel showed; written by its link thread alone.
+struct XChannel {
+    std::atomic<std::uint64_t> m_ulShown{0};
+    std::atomic<std::uint64_t> m_ulLost{0};
+    std::atomic<std::uint64_t> m_ulUnreadable{0};
+    std::uint32_t m_ulLast = 0;  // link thread only
+};
+
+std::array<XChannel, CHANNELS> g_Channels;
+
+/// Reads the number out of the picture's lower left corner and counts the gap since the last one.
+class CCountingRender final : public CRender
+{
+  public:
+    std::int32_t DisplayClient(const CodecFrame* frame, CSurface*, HWND window) override
+    {
+        if (frame->data[0] == nullptr) return -1;
+        XChannel& channel = g_Channels[static_cast<std::size_t>(window) - 1];
+        recorder::XPicture corner;
+        corner.Resize(recorder::MARK_WIDTH, recorder::MARK_HEIGHT);
+        const int top = frame->height - recorder::MARK_HEIGHT;
+        for (int row = 0; row < recorder::MARK_HEIGHT; ++row)
+            std::copy_n(frame->data[0] + static_cast<std::ptrdiff_t>(top + row) * frame->linesize[0],
+                        recorder::MARK_WIDTH,
+                        corner.m_Y.begin() + static_cast<std::ptrdiff_t>(row) * recorder::MARK_WIDTH);
+        const auto mark = recorder::ReadMark(corner);
+        if (!mark) {
+            ++channel.m_ulUnreadable;
+            return 0;
+        }
+        // A recorder that plays a loop begins again at 0.
+        if (channel.m_ulShown > 0 && mark->m_ulPicture > channel.m_ulLast)
+            channel.m_ulLost += mark->m_ulPicture - channel.m_ulLast - 1;
+        channel.m_ulLast = mark->m_ulPicture;
+        ++channel.m_ulShown;
+        return 0;
+    }
+    CSurface* CreateSurface(std::int32_t width, std::int32_t height) override
+    {
+        return new CSurface(width, height);
+    }
+    void DestroySurface(CSurface* surface) override { delete surface; }
+    std::int32_t SaveSnapshot(std::string, CSurface*) override { return 0; }
+};
+
+double ProcessorSeconds()
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    const auto seconds = [](const timeval& time) {
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+    };
+    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+std::uint64_t Sum(std::atomic<std::uint64_t> XChannel::*counter)
+{
+    std::uint64_t sum = 0;
+    for (const XChannel& channel : g_Channels)
+        sum += channel.*counter;
+    return sum;
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    const double seconds = argc > 1 ? std::atof(argv[1]) : 60;
+    const CLinkTestFolder folder;
+    std::filesystem::create_directories(folder.Path() / "config");
+    std::ofstream(folder.Path() / "config/system.ini") << "[System]\nLanguage=eng\nStandardChroma=1\n";
+    SetModuleDirectory(SystemPath(folder.Path().string()));
+    SetRenderFactory([] { return std::make_unique<CCountingRender>(); });
+
+    // A loop is encoded before the recorder is ready, so that the encoder takes nothing from the decoders.
+    const CRecorderProcess recorder({"--id", "4711", "--channels", std::to_string(CHANNELS), "--size",
+                                     "704x576", "--fps", "25", "--mark", "--loop", "4"});
+    CQuickClock clock;
+    CUdpRemoteStation station(recorder.Endpoints(), recorder.SessionOptions(clock, true));
+    if (!station.Connect("4711", 10060, 10061) || !station.GetSession()->IsConnected()) {
+        std::puts("no session with the recorder");
+        return 1;
+    }
+    const auto devices = station.EnumDevices();
+    std::vector<CUdpRemote*> channels;
+    const auto walk = devices->CreateIterator();
+    for (; walk->HasNext(); walk->Next())
+        channels.push_back(dynamic_cast<CUdpRemote*>(walk->CurrentItem()));
+    for (CUdpRemote* const channel : channels) {
+        channel->SetRenderWnd(HWND{channel->m_iDevID + 1});
+        channel->Open();
+    }
+    WaitUntil([&] {
+        return std::ranges::all_of(g_Channels, [](const XChannel& channel) { return channel.m_ulShown > 0; });
+    });
+    std::int64_t first = 0;
+    for (const CUdpRemote* const channel : channels)
+        first = std::max<std::int64_t>(first, channel->GetCounters().m_iFirstPictureMs);
+
+    const double processor = ProcessorSeconds();
+    const std::uint64_t shown = Sum(&XChannel::m_ulShown);
+    std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
+    const double took = ProcessorSeconds() - processor;
+    const std::uint64_t pictures = Sum(&XChannel::m_ulShown) - shown;
+
+    double longest = 0;
+    for (CUdpRemote* const channel : channels) {
+        const auto start = std::chrono::steady_clock::now();
+        channel->Close();
+        const std::chrono::duration<double, std::milli> closed = std::chrono::steady_clock::now() - start;
+        longest = std::max(longest, closed.count());
+    }
+    const auto& session = station.GetSession()->GetCounters();
+    std::printf("%zu channels, %.0f s: %llu pictures (%.1f a second)\n", channels.size(), seconds,
+                static_cast<unsigned long long>(pictures), static_cast<double>(pictures) / seconds);
+    std::printf("pictures lost: %llu; unreadable: %llu; messages dropped: %llu\n",
+                static_cast<unsigned long long>(Sum(&XChannel::m_ulLost)),
+                static_cast<unsigned long long>(Sum(&XChannel::m_ulUnreadable)),
+                static_cast<unsigned long long>(session.m_ulDropped.load()));
+    std::printf("processor time a picture: %.3f ms; of one core: %.1f %%\n",
+                1000 * took / static_cast<double>(std::max<std::uint64_t>(pictures, 1)), 100 * took / seconds);
+    std::printf("last channel's first picture: %lld ms; longest close while data flows: %.1f ms\n",
+                static_cast<long long>(first), longest);
+    return Sum(&XChannel::m_ulLost) == 0 ? 0 : 1;
+}

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <condition_variable>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "platform/clock.h"
+#include "recorder/scene/Mark.h"
+#include "recorder/scene/Scene.h"
+#include "remote/Endpoints.h"
+#include "remote/P2PSession.h"
+#include "render/Render.h"
+
+/// A folder of the test's own, removed with all that is in it.
+class CLinkTestFolder
+{
+  public:
+    CLinkTestFolder();
+    ~CLinkTestFolder();
+    CLinkTestFolder(const CLinkTestFolder&) = delete;
+    CLinkTestFolder& operator=(const CLinkTestFolder&) = delete;
+    const std::filesystem::path& Path() const { return m_Path; }
+
+  private:
+    std::filesystem::path m_Path;
+};
+
+/// The recorder as a child process on free ports; ended with the object.
+class CRecorderProcess
+{
+  public:
+    /// Starts it with these arguments and waits until it says that it is ready.
+    explicit CRecorderProcess(const std::vector<std::string>& arguments);
+    ~CRecorderProcess();
+    CRecorderProcess(const CRecorderProcess&) = delete;
+    CRecorderProcess& operator=(const CRecorderProcess&) = delete;
+
+    /// Where its directory listens.
+    XEndpoints Endpoints() const;
+    /// A session that finds its rendezvous server.
+    XSessionOptions SessionOptions(IClock& clock, bool sharedReceive) const;
+    /// What its pictures have in common.
+    const recorder::XSceneSetup& Scene() const { return m_Scene; }
+
+  private:
+    std::string Field(const std::string& name) const;
+    std::uint16_t Port(const std::string& name) const;
+
+    CLinkTestFolder m_Folder;
+    pid_t m_Process = -1;
+    std::string m_strReady;
+    recorder::XSceneSetup m_Scene;
+};
+
+/// A clock that runs faster than the machine's.
+class CQuickClock final : public IClock
+{
+  public:
+    std::uint32_t TickCount() override { return SystemClock().TickCount(); }
+    void Sleep(std::uint32_t ms) override;
+};
+
+/// A picture that a link showed, with the window that it went to.
+using ShownPicture = std::function<void(HWND window, const recorder::XPicture& picture)>;
+
+/// A renderer that hands over copies of what is shown, on the link threads.
+std::unique_ptr<CRender> MakeListeningRender(ShownPicture shown);
+
+/// Waits until `condition` holds; false after 60 s.
+bool WaitUntil(const std::function<bool()>& condition);
+
+/// Threads and open files of this process.
+std::size_t CountThreads();
+std::size_t CountFiles();

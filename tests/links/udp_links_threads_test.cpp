@@ -1,0 +1,103 @@
+// The delivered road from the directory's question to decoded pictures, against the recorder on loopback.
+
+#include <gtest/gtest.h>
+
+#include "tests/links/links_fixture.h"
+
+namespace
+{
+
+TEST_F(UdpLinksTest, FromTheDirectoryToPicturesAsTheyWereDrawn)
+{
+    Start({"--channels", "2"});
+    LogOn(false);
+    ASSERT_EQ(m_Channels.size(), 2U);
+    EXPECT_EQ(m_Channels[1]->GetName(), "Channel 2");
+    Open(*m_Channels[1]);
+    ASSERT_TRUE(WaitUntil([&] { return MarksOf(1) >= 30; }));
+    ExpectLastAsDrawn(1);
+    const XSeen seen = Seen(1);
+    EXPECT_EQ(seen.m_ulUnmarked, 0U);
+    EXPECT_EQ(m_Channels[1]->GetCounters().m_ulRefused, 0U);
+    EXPECT_EQ(MarksOf(0), 0U);
+}
+
+TEST_F(UdpLinksTest, AllChannelsPlayAtOnceWithSharedReceivingAndLoseNoPicture)
+{
+    Start({"--channels", "4"});
+    LogOn(true);
+    ASSERT_EQ(m_Channels.size(), 4U);
+    for (CUdpRemote* const channel : m_Channels)
+        Open(*channel);
+    for (std::int32_t i = 0; i < 4; ++i) {
+        ASSERT_TRUE(WaitUntil([&] { return MarksOf(i) >= 30; }));
+        ExpectLastAsDrawn(i);
+        const XSeen seen = Seen(i);
+        for (std::size_t k = 1; k < seen.m_Marks.size(); ++k)
+            ASSERT_EQ(seen.m_Marks[k].m_ulPicture, seen.m_Marks[k - 1].m_ulPicture + 1) << "channel " << i;
+        EXPECT_EQ(seen.m_ulUnmarked, 0U);
+    }
+}
+
+struct XHarmRow {
+    const char* m_szName;
+    std::vector<std::string> m_Arguments;
+};
+
+class UdpHarmedLinksTest : public UdpLinksTest, public testing::WithParamInterface<XHarmRow>
+{
+};
+
+TEST_P(UdpHarmedLinksTest, PicturesComeBackAsTheyWereDrawn)
+{
+    std::vector<std::string> arguments{"--channels", "2", "--gop", "5"};
+    arguments.insert(arguments.end(), GetParam().m_Arguments.begin(), GetParam().m_Arguments.end());
+    Start(arguments);
+    LogOn(true);
+    ASSERT_EQ(m_Channels.size(), 2U);
+    for (CUdpRemote* const channel : m_Channels)
+        Open(*channel);
+    for (std::int32_t i = 0; i < 2; ++i) {
+        ASSERT_TRUE(WaitUntil([&] { return MarksOf(i) >= 25; }));
+        // The harm goes on, but every now and then a picture stands as it was drawn.
+        EXPECT_TRUE(WaitUntil([&] {
+            const XSeen seen = Seen(i);
+            if (seen.m_Marks.empty() || seen.m_Marks.back().m_iChannel != i) return false;
+            const auto drawn = recorder::DrawScene(m_pRecorder->Scene(), i, seen.m_Marks.back().m_ulPicture);
+            return recorder::LumaPsnr(seen.m_Last, drawn) >= ENOUGH_DB;
+        }));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, UdpHarmedLinksTest,
+    testing::Values(XHarmRow{"Loss", {"--loss", "2"}}, XHarmRow{"Reordering", {"--reorder", "2"}},
+                    XHarmRow{"Duplicates", {"--duplicate", "2"}}, XHarmRow{"Garbage", {"--garbage", "1"}},
+                    XHarmRow{"WrongLengths", {"--wrong-length", "2"}}, XHarmRow{"Delay", {"--delay", "30"}}),
+    [](const auto& row) { return std::string(row.param.m_szName); });
+
+TEST_F(UdpLinksTest, DirectoryThatNeverAnswersCountsAsAReplyWithoutChannels)
+{
+    Start({"--silent", "directory"});
+    XEndpoints endpoints = m_pRecorder->Endpoints();
+    endpoints.m_ulReplyTimeoutMs = 100;
+    CUdpRemoteStation station(endpoints, m_pRecorder->SessionOptions(m_Clock, false));
+    EXPECT_TRUE(station.Connect("4711", 10060, 10061));
+    EXPECT_EQ(station.GetChannelCount(), 0);
+    EXPECT_EQ(station.EnumDevices()->GetCount(), 0);
+}
+
+TEST_F(UdpLinksTest, RendezvousThatNeverAnswersLeavesChannelsThatDoNotOpen)
+{
+    Start({"--silent", "rendezvous", "--channels", "1"});
+    CUdpRemoteStation station(m_pRecorder->Endpoints(), m_pRecorder->SessionOptions(m_Clock, false));
+    EXPECT_TRUE(station.Connect("4711", 10060, 10061));
+    EXPECT_FALSE(station.GetSession()->IsConnected());
+    const auto folder = station.EnumDevices();
+    ASSERT_EQ(folder->GetCount(), 1);
+    auto* const channel = dynamic_cast<CUdpRemote*>(folder->CreateIterator()->CurrentItem());
+    Open(*channel);
+    EXPECT_TRUE(WaitUntil([&] { return channel->GetStatus() == STATUS_CLOSED; }));
+}
+
+}  // namespace
