@@ -1,0 +1,279 @@
+#include "recorder/protocol/DeviceLink.h"
+
+#include <gmock/gmock.h>
+
+#include "tests/recorder/recorder_support.h"
+
+namespace
+{
+
+using namespace recorder;
+using testing::SizeIs;
+
+class DeviceLinkTest : public testing::Test
+{
+  protected:
+    static CDeviceLink::XSetup LinkSetup()
+    {
+        CDeviceLink::XSetup setup;
+        setup.m_strName = "1001";
+        setup.m_LocalAddresses = {{0x7F000001, 40000}};
+        setup.m_Rendezvous = SERVER;
+        setup.m_ulClients = 4;
+        return setup;
+    }
+    void Say(const XEndpoint& from, EMessage type, const Bytes& body = {}, TimeUs now = 0)
+    {
+        m_Link.OnDatagram(now, from, recorder::From("4242", type, body));
+    }
+    // The stream's data in all that was sent to one endpoint.
+    static Bytes DataTo(const XEndpoint& to, const std::vector<CSink::XSent>& all)
+    {
+        Bytes data;
+        for (const auto& sent : all)
+            if (sent.m_To == to && Parsed(sent).m_Type == EMessage::Data)
+                data.insert(data.end(), sent.m_Bytes.begin() + MESSAGE_BYTES, sent.m_Bytes.end());
+        return data;
+    }
+    XPeerRecord Own() const { return {"1001", {{0x7F000001, 40000}}, {}}; }
+
+    CSink m_Sink;
+    CFakeChannels m_Channels;
+    CDeviceLink m_Link{LinkSetup(), m_Channels, m_Sink};
+};
+
+TEST_F(DeviceLinkTest, RegistersUnderItsNetIdUntilItIsAcknowledged)
+{
+    EXPECT_EQ(m_Link.OnTimer(0), CDeviceLink::LOGIN_EVERY);
+    auto sent = m_Sink.Take();
+    ASSERT_THAT(sent, SizeIs(1));
+    EXPECT_EQ(sent[0].m_To, SERVER);
+    EXPECT_EQ(sent[0].m_Bytes, MakeMessage(EMessage::Login, Own()));
+    m_Link.OnTimer(CDeviceLink::LOGIN_EVERY);
+    EXPECT_THAT(m_Sink.Take(), SizeIs(1)) << "again, as no answer came";
+
+    m_Link.OnDatagram(SECOND, SERVER, MakeMessage(EMessage::LoginAck, Own()));
+    EXPECT_TRUE(m_Link.Registered());
+    EXPECT_EQ(m_Link.OnTimer(2 * SECOND), SECOND + CDeviceLink::LOGIN_AGAIN_AFTER);
+    EXPECT_THAT(m_Sink.Take(), SizeIs(0));
+}
+
+TEST_F(DeviceLinkTest, AcknowledgementOfAStrangerDoesNotRegister)
+{
+    m_Link.OnDatagram(0, ALICE, MakeMessage(EMessage::LoginAck, Own()));
+    EXPECT_FALSE(m_Link.Registered());
+}
+
+TEST_F(DeviceLinkTest, PunchOfAPeerIsAnsweredToItsSource)
+{
+    Say(ALICE, EMessage::Punch);
+    const auto sent = m_Sink.Take();
+    ASSERT_THAT(sent, SizeIs(1));
+    EXPECT_EQ(sent[0].m_To, ALICE);
+    EXPECT_EQ(sent[0].m_Bytes, MakeMessage(EMessage::PunchAck, Own()));
+}
+
+TEST_F(DeviceLinkTest, PunchOfTheRendezvousIsAnsweredWhereThePeerWasSeenAndNowhereElse)
+{
+    const XPeerRecord peer{"4242", {{0x08080808, 53}, {0xC0A80001, 7}}, BOB};
+    m_Link.OnDatagram(0, SERVER, MakeMessage(EMessage::Punch, peer));
+    const auto sent = m_Sink.Take();
+    ASSERT_THAT(sent, SizeIs(1)) << "local addresses are only the peer's own word";
+    EXPECT_EQ(sent[0].m_To, BOB);
+    EXPECT_EQ(Parsed(sent[0]).m_Type, EMessage::PunchAck);
+}
+
+TEST_F(DeviceLinkTest, ProbeIsAcknowledged)
+{
+    Say(ALICE, EMessage::Data);
+    const auto sent = m_Sink.Take();
+    ASSERT_THAT(sent, SizeIs(1));
+    EXPECT_EQ(sent[0].m_Bytes, MakeMessage(EMessage::DataAck, Own()));
+    EXPECT_EQ(m_Link.Counts().m_ulProbes, 1U);
+}
+
+TEST_F(DeviceLinkTest, PingIsAnsweredWithPong)
+{
+    Say(ALICE, EMessage::Ping);
+    EXPECT_EQ(m_Sink.Take().at(0).m_Bytes, MakeMessage(EMessage::Pong, Own()));
+}
+
+TEST_F(DeviceLinkTest, RequestIsAcknowledgedAndRepliedWithTheSize)
+{
+    Say(ALICE, EMessage::Data, Request(3));
+    EXPECT_TRUE(m_Channels.m_Watched[3]);
+    EXPECT_EQ(m_Channels.m_KeysWanted[3], 1);
+    m_Link.OnTimer(MILLISECOND);
+    const auto sent = m_Sink.Take();
+    EXPECT_EQ(Parsed(sent.at(0)).m_Type, EMessage::DataAck);
+    EXPECT_EQ(DataTo(ALICE, sent), (Bytes{8, 0, 0, 0x43, 0xC0, 0x02, 0x40, 0x02}));
+}
+
+TEST_F(DeviceLinkTest, StreamBeginsWithAKeyPicture)
+{
+    Say(ALICE, EMessage::Data, Request(0));
+    m_Link.OnTimer(MILLISECOND);
+    m_Sink.Take();
+    m_Link.OnMessage(2 * MILLISECOND, 0, false, Message(0, 50));
+    EXPECT_THAT(m_Sink.Take(), SizeIs(0)) << "it could not be decoded";
+    m_Link.OnMessage(3 * MILLISECOND, 0, true, Message(0, 60));
+    EXPECT_EQ(DataTo(ALICE, m_Sink.Take()), *Message(0, 60));
+    m_Link.OnMessage(4 * MILLISECOND, 0, false, Message(0, 70));
+    EXPECT_EQ(DataTo(ALICE, m_Sink.Take()), *Message(0, 70));
+    m_Link.OnMessage(5 * MILLISECOND, 1, true, Message(1, 70));
+    EXPECT_THAT(m_Sink.Take(), SizeIs(0)) << "nobody asked for that channel";
+}
+
+TEST_F(DeviceLinkTest, EachClientGetsWhatItAskedFor)
+{
+    Say(ALICE, EMessage::Data, Request(0));
+    Say(ALICE, EMessage::Data, Request(1));
+    Say(BOB, EMessage::Data, Request(1));
+    m_Link.OnTimer(MILLISECOND);
+    m_Sink.Take();
+    m_Link.OnMessage(2 * MILLISECOND, 0, true, Message(0, 50));
+    m_Link.OnMessage(2 * MILLISECOND, 1, true, Message(1, 60));
+    const auto sent = m_Sink.Take();
+    Bytes both = *Message(0, 50);
+    const Bytes second = *Message(1, 60);
+    both.insert(both.end(), second.begin(), second.end());
+    EXPECT_EQ(DataTo(ALICE, sent), both);
+    EXPECT_EQ(DataTo(BOB, sent), second);
+}
+
+TEST_F(DeviceLinkTest, SecondRequestStartsTheChannelAgainWithItsReplyFirst)
+{
+    Say(ALICE, EMessage::Data, Request(0));
+    m_Link.OnMessage(0, 0, true, Message(0, 60 * 1024));  // most of it still waits for its turn
+    m_Link.OnMessage(0, 0, false, Message(0, 500));
+    Say(ALICE, EMessage::Data, Request(0));
+    m_Sink.Take();
+    Bytes rest;
+    for (TimeUs now = MILLISECOND; now < 30 * MILLISECOND; now += MILLISECOND) {
+        m_Link.OnTimer(now);
+        for (int i = 0; i < 64; ++i)
+            Say(ALICE, EMessage::DataAck, {}, now);
+        const Bytes data = DataTo(ALICE, m_Sink.Take());
+        rest.insert(rest.end(), data.begin(), data.end());
+    }
+    const Bytes reply = MakeStreamReply(0, 704, 576);
+    ASSERT_GE(rest.size(), reply.size());
+    EXPECT_TRUE(std::equal(reply.rbegin(), reply.rend(), rest.rbegin()))
+        << "the picture that waited is taken back";
+}
+
+TEST_F(DeviceLinkTest, AClientTooFarBehindGoesOnWithAKeyPicture)
+{
+    Say(ALICE, EMessage::Data, Request(0));
+    m_Channels.m_KeysWanted.clear();
+    m_Link.OnMessage(0, 0, true, Message(0, 90'000));
+    for (int i = 0; i < 8; ++i)
+        m_Link.OnMessage(0, 0, false, Message(0, 90'000));
+    const auto stream = m_Link.Clients().at(0).m_Streams.at(0);
+    EXPECT_GE(stream.m_ulDropped, 1U);
+    EXPECT_TRUE(stream.m_bWaitsForKey);
+    EXPECT_EQ(m_Channels.m_KeysWanted[0], 1) << "asked once, then it waits";
+}
+
+TEST_F(DeviceLinkTest, WhatIsNoRequestIsAcknowledgedAndCounted)
+{
+    Say(ALICE, EMessage::Data, Bytes{1, 2, 3});
+    Say(ALICE, EMessage::Data, Request(4));  // there are four, from 0
+    Bytes wrong = Request(1);
+    wrong[0] = 9;
+    Say(ALICE, EMessage::Data, wrong);
+    EXPECT_EQ(m_Link.Counts().m_ulBadRequests, 3U);
+    EXPECT_THAT(m_Sink.Take(), SizeIs(3));
+    m_Link.OnTimer(MILLISECOND);
+    EXPECT_EQ(DataTo(ALICE, m_Sink.Take()), Bytes());
+}
+
+TEST_F(DeviceLinkTest, AClientThatIsSilentIsDropped)
+{
+    m_Link.OnDatagram(0, SERVER, MakeMessage(EMessage::LoginAck, Own()));
+    Say(ALICE, EMessage::Data, Request(0));
+    for (TimeUs now = MILLISECOND; now < 9 * SECOND; now += 40 * MILLISECOND)
+        m_Link.OnMessage(now, 0, true, Message(0, 50));
+    EXPECT_THAT(m_Link.Clients(), SizeIs(1));
+    Say(ALICE, EMessage::DataAck, {}, 9 * SECOND);
+    for (TimeUs now = 9 * SECOND; now < 20 * SECOND; now += 40 * MILLISECOND) {
+        m_Link.OnMessage(now, 0, true, Message(0, 50));
+        m_Link.OnTimer(now);
+    }
+    EXPECT_THAT(m_Link.Clients(), SizeIs(0));
+    EXPECT_FALSE(m_Channels.m_Watched[0]) << "nobody looks any more";
+    ASSERT_THAT(m_Link.FormerClients(), SizeIs(1));
+    EXPECT_EQ(m_Link.FormerClients()[0].m_Farewell, EFarewell::Silent);
+    m_Sink.Take();
+    m_Link.OnMessage(21 * SECOND, 0, true, Message(0, 50));
+    EXPECT_THAT(m_Sink.Take(), SizeIs(0)) << "nothing goes to the dead";
+}
+
+TEST_F(DeviceLinkTest, AClientThatGetsNothingIsNotTakenForDead)
+{
+    Say(ALICE, EMessage::Data, Request(0));
+    m_Link.OnTimer(MILLISECOND);
+    Say(ALICE, EMessage::DataAck, {}, 2 * MILLISECOND);
+    m_Link.OnTimer(300 * SECOND);  // a source that has no pictures
+    EXPECT_THAT(m_Link.Clients(), SizeIs(1));
+}
+
+TEST_F(DeviceLinkTest, LogoutEndsTheStreams)
+{
+    Say(ALICE, EMessage::Data, Request(0));
+    Say(BOB, EMessage::Data, Request(0));
+    Say(ALICE, EMessage::Logout);
+    EXPECT_TRUE(m_Channels.m_Watched[0]) << "the other one still looks";
+    Say(BOB, EMessage::Logout);
+    EXPECT_FALSE(m_Channels.m_Watched[0]);
+    EXPECT_THAT(m_Link.Clients(), SizeIs(0));
+    EXPECT_EQ(m_Link.FormerClients().at(0).m_Farewell, EFarewell::Logout);
+}
+
+TEST_F(DeviceLinkTest, NumberOfClientsIsBounded)
+{
+    for (uint16_t i = 0; i < 50; ++i)
+        Say({0x7F000001, static_cast<uint16_t>(1000 + i)}, EMessage::Data, {}, i);
+    EXPECT_THAT(m_Link.Clients(), SizeIs(4)) << "those that watch nothing make room";
+    for (uint16_t i = 0; i < 50; ++i)
+        Say({0x7F000001, static_cast<uint16_t>(2000 + i)}, EMessage::Data, Request(0), 100 + i);
+    EXPECT_THAT(m_Link.Clients(), SizeIs(4));
+    EXPECT_EQ(m_Link.Counts().m_ulRefusedClients, 46U) << "those that watch stay";
+    for (int i = 0; i < 2000; ++i) {
+        Say(ALICE, EMessage::Logout);
+        Say({0x7F000001, 2000}, EMessage::Logout);
+        Say({0x7F000001, 2000}, EMessage::Data);
+    }
+    EXPECT_EQ(m_Link.FormerClients().size(), CDeviceLink::MAX_FORMER_CLIENTS);
+}
+
+TEST_F(DeviceLinkTest, MalformedDatagramsGetNoAnswer)
+{
+    const Bytes good = recorder::From("4242", EMessage::Data, Request(0));
+    for (size_t bytes = 0; bytes < MESSAGE_BYTES; ++bytes)
+        m_Link.OnDatagram(0, ALICE, std::span(good).first(bytes));
+    Bytes endless = good;
+    std::fill_n(endless.begin() + 4, NAME_BYTES, uint8_t{'a'});
+    m_Link.OnDatagram(0, ALICE, endless);
+    EXPECT_THAT(m_Sink.Take(), SizeIs(0));
+    EXPECT_EQ(m_Link.Counts().m_Faults[static_cast<size_t>(EWireFault::TooShort)], 96U);
+    EXPECT_EQ(m_Link.Counts().m_Faults[static_cast<size_t>(EWireFault::UnterminatedName)], 1U);
+}
+
+TEST_F(DeviceLinkTest, AcknowledgementsAreCountedForTheReport)
+{
+    Say(ALICE, EMessage::Data, Request(0));
+    m_Link.OnMessage(0, 0, true, Message(0, 3000));
+    m_Link.OnTimer(MILLISECOND);
+    for (int i = 0; i < 4; ++i)
+        Say(ALICE, EMessage::DataAck);
+    const auto client = m_Link.Clients().at(0);
+    EXPECT_EQ(client.m_strName, "4242");
+    EXPECT_EQ(client.m_ulDatagrams, 4U);  // the reply and three pieces
+    EXPECT_EQ(client.m_ulAcknowledged, 4U);
+    EXPECT_EQ(client.m_ulBytes, 3008U);
+    EXPECT_EQ(client.m_Streams.at(0).m_ulPictures, 1U);
+    EXPECT_EQ(client.m_Streams.at(0).m_ulBytes, 3000U);
+}
+
+}  // namespace

@@ -1,0 +1,102 @@
+#include "recorder/protocol/SendQueue.h"
+
+#include <gmock/gmock.h>
+
+#include "tests/recorder/recorder_support.h"
+
+namespace
+{
+
+using namespace recorder;
+
+std::vector<size_t> TakeAll(CSendQueue& queue, TimeUs now)
+{
+    std::vector<size_t> sizes;
+    while (const auto piece = queue.Next(now)) {
+        sizes.push_back(piece->size());
+        queue.Acknowledged();
+    }
+    return sizes;
+}
+
+TEST(SendQueueTest, MessagesAreCutAt1024Bytes)
+{
+    CSendQueue queue;
+    queue.Push(0, Message(0, 1024));
+    queue.Push(0, Message(0, 1025));
+    EXPECT_THAT(TakeAll(queue, MILLISECOND), testing::ElementsAre(1024, 1024, 1));
+    EXPECT_EQ(queue.QueuedBytes(), 0U);
+}
+
+TEST(SendQueueTest, PiecesOfTwoMessagesAreNotMixed)
+{
+    CSendQueue queue;
+    queue.Push(0, Message(0, 2000, 0xAA));
+    queue.Push(1, Message(1, 2000, 0xBB));
+    Bytes all;
+    while (const auto piece = queue.Next(MILLISECOND))
+        all.insert(all.end(), piece->begin(), piece->end());
+    Bytes expected = *Message(0, 2000, 0xAA);
+    const Bytes second = *Message(1, 2000, 0xBB);
+    expected.insert(expected.end(), second.begin(), second.end());
+    EXPECT_EQ(all, expected);
+}
+
+TEST(SendQueueTest, PiecesAreSpreadOverTime)
+{
+    CSendQueue queue;
+    queue.Push(0, Message(0, 40 * 1024));
+    EXPECT_EQ(TakeAll(queue, 10 * MILLISECOND).size(), CSendQueue::BURST);
+    EXPECT_EQ(queue.Due(10 * MILLISECOND), 11 * MILLISECOND);
+    EXPECT_EQ(TakeAll(queue, 11 * MILLISECOND).size(), CSendQueue::BURST);
+    EXPECT_EQ(TakeAll(queue, 12 * MILLISECOND).size(), 40 - 2 * CSendQueue::BURST);
+    EXPECT_EQ(queue.Due(12 * MILLISECOND), NEVER);
+}
+
+TEST(SendQueueTest, AClientThatDoesNotAcknowledgeIsNotFlooded)
+{
+    CSendQueue queue;
+    queue.Push(0, Message(0, 90 * 1024));
+    size_t sent = 0;
+    for (TimeUs now = MILLISECOND; now < 20 * MILLISECOND; now += MILLISECOND)
+        while (queue.Next(now))
+            ++sent;
+    EXPECT_EQ(sent, CSendQueue::WINDOW);
+    EXPECT_EQ(queue.Due(20 * MILLISECOND), MILLISECOND + CSendQueue::PATIENCE);
+    queue.Acknowledged();
+    EXPECT_TRUE(queue.Next(20 * MILLISECOND)) << "an acknowledgement lets the next one go";
+    EXPECT_FALSE(queue.Next(20 * MILLISECOND));
+    EXPECT_TRUE(queue.Next(MILLISECOND + CSendQueue::PATIENCE)) << "one that was lost delays, but doesn't stop";
+}
+
+TEST(SendQueueTest, AClientThatIsBehindLosesMessages)
+{
+    CSendQueue queue;
+    for (size_t i = 0; i < CSendQueue::MAX_PER_CHANNEL; ++i)
+        EXPECT_TRUE(queue.Push(0, Message(0, 100)));
+    EXPECT_FALSE(queue.Push(0, Message(0, 100)));
+    EXPECT_TRUE(queue.Push(1, Message(1, 100))) << "another channel has room";
+}
+
+TEST(SendQueueTest, BytesAreBounded)
+{
+    CSendQueue queue;
+    int pushed = 0;
+    for (int channel = 0; channel < 64; ++channel)
+        while (queue.Push(channel, Message(channel, 100'000)))
+            ++pushed;
+    EXPECT_EQ(pushed, static_cast<int>(CSendQueue::MAX_BYTES / 100'000));
+}
+
+TEST(SendQueueTest, ForgetLeavesWhatIsOnItsWay)
+{
+    CSendQueue queue;
+    queue.Push(0, Message(0, 1500));
+    queue.Push(0, Message(0, 700));
+    queue.Push(1, Message(1, 300));
+    EXPECT_EQ(queue.Next(MILLISECOND)->size(), 1024U);
+    queue.Forget(0);
+    EXPECT_THAT(TakeAll(queue, MILLISECOND), testing::ElementsAre(1500 - 1024, 300));
+}
+
+}  // namespace
