@@ -88,7 +88,10 @@ CNode* CTreeCtrlEx::NodeOf(const QTreeWidgetItem* item)
 
 void CTreeCtrlEx::SetStatusImage(QTreeWidgetItem* item, int status)
 {
-    if (item->data(0, IMAGE_ROLE).toInt() != status) item->setData(0, IMAGE_ROLE, status);
+    if (item->data(0, IMAGE_ROLE).toInt() == status) return;
+    item->setData(0, IMAGE_ROLE, status);
+    // The icon lies left of what the toolkit takes for the item's place and repaints by itself.
+    if (QTreeWidget* const tree = item->treeWidget()) tree->viewport()->update();
 }
 
 int CTreeCtrlEx::GetStatusImage(const QTreeWidgetItem* item)
