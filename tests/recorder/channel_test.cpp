@@ -1,0 +1,156 @@
+// Source, rate control and encoder together, without thread or clock.
+
+#include "recorder/media/Channel.h"
+
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "recorder/scene/Mark.h"
+#include "tests/recorder/media_support.h"
+
+namespace
+{
+
+using namespace recorder;
+
+XChannelSetup DefaultSetup()
+{
+    XChannelSetup setup;
+    setup.m_Scene.m_iWidth = 352;
+    setup.m_Scene.m_iHeight = 288;
+    setup.m_Scene.m_iClockStart = ParseClock("2026-11-21 08:40:12");
+    setup.m_Scene.m_bMark = true;
+    setup.m_iBitRate = 600'000;
+    return setup;
+}
+
+const std::atomic<bool> NEVER_STOP = false;
+
+TEST(PictureMakerTest, PicturesShowTheSceneAsDrawn)
+{
+    for (int channel = 0; channel < SCENES; ++channel) {
+        CPictureMaker maker(DefaultSetup(), channel, NEVER_STOP);
+        CDecoder decoder;
+        double least = 100;
+        for (int i = 0; i < 30; ++i) {
+            const XPicture shown = decoder.Decode(maker.Make(i, false)->m_Bytes);
+            const auto mark = ReadMark(shown);
+            ASSERT_TRUE(mark) << "channel " << channel << " picture " << i;
+            EXPECT_EQ(*mark, (XMark{static_cast<uint32_t>(i), channel}));
+            least = std::min(least, LumaPsnr(shown, DrawScene(DefaultSetup().m_Scene, channel, i)));
+        }
+        EXPECT_GE(least, 30) << "channel " << channel;
+    }
+}
+
+TEST(PictureMakerTest, RateIsKept)
+{
+    for (const int64_t rate : {300'000, 1'200'000}) {
+        XChannelSetup setup = DefaultSetup();
+        setup.m_iBitRate = rate;
+        CPictureMaker maker(setup, 1, NEVER_STOP);
+        for (int i = 0; i < 200; ++i)
+            maker.Make(i, false);
+        const double bits = 8.0 * static_cast<double>(maker.Counts().m_ulBytes) / 8;  // a second, of eight
+        EXPECT_NEAR(bits / static_cast<double>(rate), 1, 0.25) << rate;
+        EXPECT_EQ(maker.Counts().m_ulKeys, 8U);
+    }
+}
+
+TEST(PictureMakerTest, APictureThatIsTooLargeIsMadeCoarser)
+{
+    XChannelSetup setup = DefaultSetup();
+    setup.m_iBitRate = 20'000'000;
+    setup.m_ulMaxBytes = 12'000;
+    CPictureMaker maker(setup, 1, NEVER_STOP);
+    CDecoder decoder;
+    for (int i = 0; i < 20; ++i) {
+        const auto coded = maker.Make(i, i % 5 == 0);
+        ASSERT_TRUE(coded);
+        EXPECT_LE(coded->m_Bytes.size(), 12'000U);
+        EXPECT_GT(LumaPsnr(decoder.Decode(coded->m_Bytes), DrawScene(setup.m_Scene, 1, i)), 25);
+    }
+    EXPECT_GE(maker.Counts().m_ulCoarser, 1U);
+    EXPECT_EQ(maker.Counts().m_ulTooLarge, 0U);
+}
+
+TEST(PictureMakerTest, APictureThatCanNotBeMadeSmallEnoughIsDropped)
+{
+    XChannelSetup setup = DefaultSetup();
+    setup.m_ulMaxBytes = 500;
+    CPictureMaker maker(setup, 1, NEVER_STOP);
+    EXPECT_FALSE(maker.Make(0, false));
+    EXPECT_FALSE(maker.Make(1, false)) << "the next can only be a key picture again";
+    EXPECT_EQ(maker.Counts().m_ulTooLarge, 2U);
+    EXPECT_EQ(maker.Counts().m_ulPictures, 0U);
+}
+
+TEST(PictureMakerTest, KeyPicturesComeByGroupAndWhenAskedFor)
+{
+    XChannelSetup setup = DefaultSetup();
+    setup.m_iGroup = 10;
+    CPictureMaker maker(setup, 0, NEVER_STOP);
+    std::vector<int> keys;
+    for (int i = 0; i < 30; ++i)
+        if (maker.Make(i, i == 14)->m_bKey) keys.push_back(i);
+    EXPECT_THAT(keys, testing::ElementsAre(0, 10, 14, 24));
+}
+
+TEST(PictureMakerTest, RestartBeginsAStreamOfItsOwn)
+{
+    CPictureMaker maker(DefaultSetup(), 0, NEVER_STOP);
+    maker.Make(0, false);
+    EXPECT_FALSE(maker.Make(1, false)->m_bKey);
+    maker.Restart();
+    const auto coded = maker.Make(100'000, false);
+    EXPECT_TRUE(coded->m_bKey);
+    EXPECT_NO_THROW(CDecoder().Decode(coded->m_Bytes));
+}
+
+TEST(SourceTest, AnythingThatLibavformatOpensIsFitted)
+{
+    XSceneSetup setup = DefaultSetup().m_Scene;
+    setup.m_bMark = false;
+    const auto source = MakeSource("lavfi:color=c=red:s=200x100:r=10", setup, 0, NEVER_STOP);
+    XPicture picture;
+    for (int i = 0; i < 30; i += 3) {
+        source->Read(i, picture);
+        ASSERT_EQ(picture.m_iWidth, 352);
+        EXPECT_NEAR(picture.m_Y[static_cast<size_t>(144 * 352 + 176)], 82, 3) << "red in the middle";
+        EXPECT_NEAR(picture.m_V[static_cast<size_t>(72 * 176 + 88)], 240, 3);
+        EXPECT_EQ(picture.m_Y[static_cast<size_t>(40 * 352 + 176)], 16) << "black bars above, as it is wide";
+    }
+}
+
+TEST(SourceTest, AFileIsPlayedAgainAndAgain)
+{
+    const auto folder = std::filesystem::temp_directory_path() / ("recorder-test-" + std::to_string(getpid()));
+    std::filesystem::create_directories(folder);
+    const std::string file = folder / "short.avi";
+    const std::string command =
+        "ffmpeg -v error -y -f lavfi -i color=c=blue:s=64x48:r=25:d=0.4 -c:v mpeg4 " + file;
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    const auto source = MakeSource(file, DefaultSetup().m_Scene, 0, NEVER_STOP);
+    XPicture picture;
+    for (int i = 0; i < 60; ++i) {  // six times its length
+        source->Read(i, picture);
+        ASSERT_NEAR(picture.m_Y[static_cast<size_t>(144 * 352 + 176)], 41, 6) << "picture " << i;
+    }
+    std::filesystem::remove_all(folder);
+}
+
+TEST(SourceTest, ASourceThatCanNotBeOpenedShowsANotice)
+{
+    const auto source = MakeSource("/nonexistent/file.avi", DefaultSetup().m_Scene, 2, NEVER_STOP);
+    XPicture picture;
+    source->Read(0, picture);
+    ASSERT_EQ(picture.m_iWidth, 352);
+    EXPECT_EQ(ReadMark(picture), (XMark{0, 2})) << "it is a picture of the channel all the same";
+    EXPECT_LT(picture.m_Y[static_cast<size_t>(60 * 352 + 20)], 60) << "and dark";
+    source->Read(1, picture);
+    EXPECT_EQ(ReadMark(picture), (XMark{1, 2}));
+}
+
+}  // namespace

@@ -1,0 +1,177 @@
+// What the encoder makes stays inside what the smallest clients decode, and doesn't drift in them.
+
+#include "recorder/media/Mpeg4Encoder.h"
+
+#include <gmock/gmock.h>
+
+#include "recorder/media/Mpeg4Headers.h"
+#include "recorder/scene/Scene.h"
+#include "tests/recorder/media_support.h"
+
+namespace
+{
+
+using namespace recorder;
+using testing::ElementsAre;
+
+XSceneSetup SmallScene()
+{
+    XSceneSetup setup;
+    setup.m_iWidth = 352;
+    setup.m_iHeight = 288;
+    return setup;
+}
+
+// A picture of sliding texture: every macroblock moves, by fractions of a sample too.
+XPicture Sliding(int number)
+{
+    XPicture picture;
+    picture.Resize(176, 144);
+    for (int y = 0; y < 144; ++y)
+        for (int x = 0; x < 176; ++x) {
+            const double u = (x + number * 1.5) * 0.21;
+            const double v = (y + number * 0.5) * 0.17;
+            picture.m_Y[static_cast<size_t>(y * 176 + x)] =
+                static_cast<uint8_t>(128 + 50 * std::sin(u) * std::cos(v) + 30 * std::sin(u * 2.3 + v));
+        }
+    std::fill(picture.m_U.begin(), picture.m_U.end(), uint8_t{100});
+    std::fill(picture.m_V.begin(), picture.m_V.end(), uint8_t{150});
+    return picture;
+}
+
+class EncoderTest : public testing::TestWithParam<EMotion>
+{
+};
+
+TEST_P(EncoderTest, HeadersStayWithinTheLimits)
+{
+    CMpeg4Encoder encoder(352, 288, 25, GetParam());
+    CScenePainter painter(SmallScene(), 1);
+    XPicture picture;
+    int resolution = 0;
+    int keys = 0;
+    for (int i = 0; i < 40; ++i) {
+        painter.Draw(i * 3, picture);  // more motion than usual
+        const XCoded coded = encoder.Encode(picture, i, i % 12 == 0, 5);
+        const auto headers = ReadHeaders(coded.m_Bytes, resolution);
+        ASSERT_TRUE(headers.vop) << "picture " << i;
+        EXPECT_EQ(headers.vops, 1);
+        EXPECT_TRUE(headers.vop->vop_coded);
+        EXPECT_EQ(headers.vop->intra_dc_vlc_thr, 0);
+        EXPECT_EQ(headers.vop->vop_quant, coded.m_iQuant);
+        EXPECT_EQ(coded.m_bKey, i % 12 == 0) << "picture " << i;
+        if (coded.m_bKey) {
+            ++keys;
+            ASSERT_TRUE(headers.vol) << "a stream can be joined at every key picture";
+            EXPECT_EQ(headers.vop->vop_coding_type, EVop::I);
+            const XVol& vol = *headers.vol;
+            resolution = vol.vop_time_increment_resolution;
+            EXPECT_EQ(vol.video_object_type_indication, 1) << "Simple";
+            EXPECT_EQ(vol.width, 352);
+            EXPECT_EQ(vol.height, 288);
+            EXPECT_EQ(vol.aspect_ratio_info, 1);
+            EXPECT_FALSE(vol.vbv_parameters);
+            EXPECT_EQ(vol.video_object_layer_shape, 0);
+            EXPECT_FALSE(vol.interlaced);
+            EXPECT_TRUE(vol.obmc_disable);
+            EXPECT_EQ(vol.sprite_enable, 0);
+            EXPECT_FALSE(vol.not_8_bit);
+            EXPECT_FALSE(vol.quant_type) << "H.263 quantisation";
+            EXPECT_TRUE(vol.complexity_estimation_disable);
+            EXPECT_TRUE(vol.resync_marker_disable);
+            EXPECT_FALSE(vol.data_partitioned);
+            EXPECT_FALSE(vol.scalability);
+            EXPECT_GT(resolution, 0);
+            EXPECT_THAT(headers.start_codes, ElementsAre(0xB0, 0xB5, 0x00, 0x20, 0xB3, 0xB6));
+        } else {
+            EXPECT_EQ(headers.vop->vop_coding_type, EVop::P);
+            EXPECT_FALSE(headers.vop->vop_rounding_type) << "picture " << i;
+            EXPECT_EQ(headers.vop->vop_fcode_forward, 1) << "picture " << i;
+            EXPECT_FALSE(headers.vol);
+        }
+    }
+    EXPECT_EQ(keys, 4);
+}
+
+// A client takes the rounding type for 0 whatever is written. What it shows must stay what was meant, to the
+// end of a long group: when the bit alone is rewritten the last picture of this one falls by several dB.
+TEST(EncoderMotionTest, LongGroupsDoNotDrift)
+{
+    CMpeg4Encoder encoder(176, 144, 25, EMotion::Half);
+    CDecoder decoder;
+    double early = 0;
+    double late = 0;
+    for (int i = 0; i < 120; ++i) {
+        const XPicture picture = Sliding(i);
+        const double psnr = LumaPsnr(picture, decoder.Decode(encoder.Encode(picture, i, i == 0, 4).m_Bytes));
+        if (i >= 5 && i < 15) early += psnr / 10;
+        if (i >= 110) late += psnr / 10;
+    }
+    EXPECT_GT(early, 36);
+    EXPECT_GT(late, early - 2.5);
+}
+
+INSTANTIATE_TEST_SUITE_P(Motions, EncoderTest, testing::Values(EMotion::Half, EMotion::None),
+                         [](const auto& row) {
+                             return std::string(row.param == EMotion::Half ? "Half" : "None");
+                         });
+
+// With zero vectors nothing is interpolated, so that the rounding type can't matter: the stream with the bit
+// set to 1 decodes to the same samples.
+TEST(EncoderMotionTest, WithoutMotionTheRoundingTypeIsFree)
+{
+    CMpeg4Encoder encoder(176, 144, 25, EMotion::None);
+    CDecoder plain;
+    CDecoder rounded;
+    for (int i = 0; i < 20; ++i) {
+        XCoded coded = encoder.Encode(Sliding(i), i, i == 0, 4);
+        const XPicture expected = plain.Decode(coded.m_Bytes);
+        const auto headers = ReadHeaders(coded.m_Bytes, 200);
+        if (!coded.m_bKey)
+            coded.m_Bytes[headers.vop->rounding_bit / 8] |=
+                static_cast<uint8_t>(0x80U >> headers.vop->rounding_bit % 8);
+        EXPECT_EQ(rounded.Decode(coded.m_Bytes).m_Y, expected.m_Y) << "picture " << i;
+    }
+}
+
+TEST(EncoderMotionTest, HalfPelMotionIsCoded)
+{
+    CMpeg4Encoder encoder(176, 144, 25, EMotion::Half);
+    CMpeg4Encoder without(176, 144, 25, EMotion::None);
+    size_t withMotion = 0;
+    size_t withoutMotion = 0;
+    for (int i = 0; i < 10; ++i) {
+        withMotion += encoder.Encode(Sliding(i), i, i == 0, 4).m_Bytes.size();
+        withoutMotion += without.Encode(Sliding(i), i, i == 0, 4).m_Bytes.size();
+    }
+    EXPECT_LT(withMotion * 2, withoutMotion);
+}
+
+TEST(EncoderMotionTest, AKeyPictureMayReplaceTheLatest)
+{
+    CMpeg4Encoder encoder(176, 144, 25, EMotion::Half);
+    CDecoder decoder;
+    encoder.Encode(Sliding(0), 0, true, 2);
+    const XCoded again = encoder.Encode(Sliding(0), 0, true, 20);
+    EXPECT_TRUE(again.m_bKey);
+    decoder.Decode(again.m_Bytes);
+    const XCoded next = encoder.Encode(Sliding(1), 1, false, 3);
+    EXPECT_FALSE(next.m_bKey);
+    EXPECT_GT(LumaPsnr(Sliding(1), decoder.Decode(next.m_Bytes)), 38) << "it builds on the one that was sent";
+}
+
+TEST(HeadersTest, DamagedBytesAreReadWithoutHarm)
+{
+    CMpeg4Encoder encoder(176, 144, 25, EMotion::Half);
+    const auto good = encoder.Encode(Sliding(0), 0, true, 8).m_Bytes;
+    for (size_t bytes = 0; bytes < 60; ++bytes)
+        ReadHeaders(std::span(good).first(bytes), 0);
+    for (size_t at = 0; at < 40; ++at) {
+        auto bad = good;
+        bad[at] ^= 0xFF;
+        ReadHeaders(bad, 1);
+    }
+    EXPECT_FALSE(ReadHeaders({}, 0).vop);
+}
+
+}  // namespace
