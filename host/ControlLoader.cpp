@@ -68,15 +68,29 @@ QString FindRegistered(UUID& classId)
     return QFileInfo(path).isFile() ? path : QString();
 }
 
+// The module of a built or an installed program; empty when there is none.
+QString FindOwn()
+{
+    const QString folder = QCoreApplication::applicationDirPath();
+    for (const QString& place : {folder + '/' + MODULE_NAME, folder + "/../lib/watchwall/" + MODULE_NAME}) {
+        if (QFileInfo(place).isFile()) return QFileInfo(place).canonicalFilePath();
+    }
+    return {};
+}
+
 }  // namespace
 
 CComPtr<IControlWindow> LoadControl(const QString& module, QString& message)
 {
     UUID class_id;
     QString path = module.isEmpty() ? FindRegistered(class_id) : QString();
-    if (path.isEmpty()) {
+    // A program that was moved or built anew uses the module that came with it.
+    const QString own = FindOwn();
+    const bool other = !own.isEmpty() && QFileInfo(path).canonicalFilePath() != own;
+    if (path.isEmpty() || other) {
         const QString beside = QCoreApplication::applicationDirPath() + '/' + MODULE_NAME;
-        if (!Register(module.isEmpty() ? beside : module, message)) return {};
+        const QString wanted = !module.isEmpty() ? module : own.isEmpty() ? beside : own;
+        if (!Register(wanted, message)) return {};
         path = FindRegistered(class_id);
         if (path.isEmpty()) {
             message = QStringLiteral("The control was registered, but %1 does not name its module.")

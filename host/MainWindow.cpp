@@ -94,15 +94,19 @@ void CMainWindow::showEvent(QShowEvent* event)
 {
     QMainWindow::showEvent(event);
     // The first turn of the event loop behind this one finds everything painted.
-    if (m_ShownHandler)
-        QTimer::singleShot(0, this, [this, handler = std::exchange(m_ShownHandler, {})] {
+    if (!m_ShownHandler) return;
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
             repaint();
-            handler();
-        });
+            if (m_ShownHandler) std::exchange(m_ShownHandler, {})();
+        },
+        Qt::QueuedConnection);
 }
 
 void CMainWindow::closeEvent(QCloseEvent* event)
 {
+    if (m_ClosingHandler) std::exchange(m_ClosingHandler, {})();
     SavePlace();
     QMainWindow::closeEvent(event);
 }
@@ -145,7 +149,8 @@ QIcon MakeProgramIcon()
         blue.setColorAt(1, QColor(0x1D, 0x6E, 0x98));
         for (int cell = 0; cell < 4; ++cell) {
             painter.setBrush(cell == 0 ? QBrush(blue) : QBrush(QColor(0x26, 0x29, 0x2E)));
-            painter.drawRoundedRect(QRectF(cell % 2 * 21 + 1, cell / 2 * 21 + 1, 17, 17), 3, 3);
+            const int row = cell / 2;
+            painter.drawRoundedRect(QRectF(cell % 2 * 21 + 1, row * 21 + 1, 17, 17), 3, 3);
         }
         painter.setBrush(QColor(0xF2, 0xF4, 0xF6));
         painter.drawEllipse(QPointF(9.5, 9.5), 5, 5);

@@ -44,6 +44,9 @@ class CMainWindow : public QMainWindow
     /// Called once, when the window with the control has come up on the screen.
     void SetShownHandler(std::function<void()> handler) { m_ShownHandler = std::move(handler); }
 
+    /// Called when the window is asked to close and still stands as it was.
+    void SetClosingHandler(std::function<void()> handler) { m_ClosingHandler = std::move(handler); }
+
   protected:
     void showEvent(QShowEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
@@ -58,6 +61,7 @@ class CMainWindow : public QMainWindow
     CControlSite* m_pSite;  // one reference is ours
     CFrame* m_pFrame;       // the central widget, which holds the control's window
     std::function<void()> m_ShownHandler;
+    std::function<void()> m_ClosingHandler;
 };
 
 /// The program's icon, drawn at all usual sizes.

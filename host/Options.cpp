@@ -5,7 +5,6 @@
 namespace
 {
 
-constexpr const char* VERSION = "0.1.0";
 constexpr int LONGEST_RUN = 24 * 60 * 60;
 
 bool ParseChannels(const QString& text, XOptions& options)
@@ -31,7 +30,7 @@ PARSED ParseOptions(const QStringList& arguments, XOptions& options, QString& me
     const QCommandLineOption help({"h", "help"}, "Shows this text.");
     const QCommandLineOption version({"v", "version"}, "Shows the version.");
     const QCommandLineOption home("home", "Module directory (config, dvr.db) for this run.", "DIR");
-    const QCommandLineOption module("module", "Module to register when the control isn't registered yet.",
+    const QCommandLineOption module("module", "Module to register and use in place of the program's own.",
                                     "FILE");
     const QCommandLineOption seconds("seconds", "Closes the window after S seconds.", "S");
     const QCommandLineOption screenshot(
@@ -54,11 +53,16 @@ PARSED ParseOptions(const QStringList& arguments, XOptions& options, QString& me
         return PARSED::Help;
     }
     if (parser.isSet(version)) {
-        message = QStringLiteral("watchwall %1").arg(VERSION);
+        message = QStringLiteral("watchwall %1").arg(QLatin1String(WATCHWALL_VERSION));
         return PARSED::Version;
     }
     if (!parser.positionalArguments().isEmpty()) {
         message = QStringLiteral("unexpected argument '%1'").arg(parser.positionalArguments().constFirst());
+        return PARSED::Wrong;
+    }
+    for (const QCommandLineOption& named : {home, module, screenshot}) {
+        if (!parser.isSet(named) || !parser.value(named).isEmpty()) continue;
+        message = QStringLiteral("--%1 needs a name").arg(named.names().constFirst());
         return PARSED::Wrong;
     }
     options.m_strHome = parser.value(home);

@@ -1,5 +1,6 @@
 #include <QApplication>
 #include <QElapsedTimer>
+#include <QFileInfo>
 #include <QMessageBox>
 #include <QTimer>
 #include <algorithm>
@@ -24,6 +25,7 @@ constexpr int EXIT_NO_CONTROL = 3;
 constexpr int EXIT_NO_SCREENSHOT = 4;
 constexpr int EXIT_SCRIPT_FAILED = 5;
 constexpr int EXIT_NOTHING_SHOWN = 6;
+constexpr int EXIT_NO_DISPLAY = 7;
 
 void Print(std::FILE* to, const QString& text)
 {
@@ -39,12 +41,11 @@ int Fail(int code, const QString& message, const XOptions& options)
     return code;
 }
 
-QStringList Arguments(int argc, char** argv)
+// Before there is a display, so that the help needs none; the application object is for the parser alone.
+PARSED ReadCommandLine(int argc, char** argv, XOptions& options, QString& message)
 {
-    QStringList arguments;
-    for (int i = 0; i < argc; ++i)
-        arguments << QString::fromLocal8Bit(argv[i]);
-    return arguments;
+    const QCoreApplication application(argc, argv);
+    return ParseOptions(QCoreApplication::arguments(), options, message);
 }
 
 // Writes the report and a line for each channel; false when a channel that was asked for has shown nothing.
@@ -67,29 +68,31 @@ int Run(const XOptions& options, const QElapsedTimer& since_start)
 
     auto window = std::make_unique<CMainWindow>();
     if (!window->Embed(std::move(control)))
-        return Fail(EXIT_NO_CONTROL, QStringLiteral("The control has no window to show."), options);
+        return Fail(EXIT_NO_CONTROL,
+                    QStringLiteral("The control could not make its window; set WATCHWALL_DEBUG=1 to see why."),
+                    options);
     if (qEnvironmentVariableIsSet("WATCHWALL_START_TIME"))
         window->SetShownHandler(
             [&since_start] { Print(stdout, QString("shown after %1 ms").arg(since_start.elapsed())); });
     OnEndRequested([&window] { window->close(); });
     int code = 0;
     QList<int> opened;
-    const auto finish = [&] {
+    // Before any end, also one that the user or a signal asks for.
+    window->SetClosingHandler([&] {
         if (!Tell(*window, options, opened)) code = std::max(code, EXIT_NOTHING_SHOWN);
-        if (!options.m_strScreenshot.isEmpty() && !window->SaveScreenshot(options.m_strScreenshot)) {
-            Print(stderr, "watchwall: can't write " + options.m_strScreenshot);
-            code = EXIT_NO_SCREENSHOT;
-        }
-        window->close();
-    };
-    if (options.m_iSeconds > 0) QTimer::singleShot(options.m_iSeconds * 1000, window.get(), finish);
+        if (options.m_strScreenshot.isEmpty() || window->SaveScreenshot(options.m_strScreenshot)) return;
+        Print(stderr, "watchwall: can't write " + options.m_strScreenshot);
+        code = EXIT_NO_SCREENSHOT;
+    });
+    if (options.m_iSeconds > 0)
+        QTimer::singleShot(options.m_iSeconds * 1000, window.get(), [&window] { window->close(); });
     CScriptedOperator scripted(options, *window->GetControlWidget(), nullptr);
     QObject::connect(&scripted, &CScriptedOperator::Finished, window.get(), [&](const QString& fault) {
         opened = scripted.GetOpened();
         if (fault.isEmpty()) return;
         Print(stderr, "watchwall: " + fault);
         code = EXIT_SCRIPT_FAILED;
-        if (options.m_iSeconds > 0) finish();
+        if (options.m_iSeconds > 0) window->close();
     });
     if (options.IsScripted()) scripted.Start();
     window->show();
@@ -106,7 +109,7 @@ int main(int argc, char** argv)
     since_start.start();
     XOptions options;
     QString message;
-    switch (ParseOptions(Arguments(argc, argv), options, message)) {
+    switch (ReadCommandLine(argc, argv, options, message)) {
         case PARSED::Help:
         case PARSED::Version:
             Print(stdout, message);
@@ -118,17 +121,27 @@ int main(int argc, char** argv)
             break;
     }
     if (!options.m_strHome.isEmpty()) {
+        const QFileInfo home(options.m_strHome);
+        if (!home.isDir()) {
+            Print(stderr, "watchwall: --home: " + options.m_strHome + " is not a folder");
+            return EXIT_WRONG_USE;
+        }
         // Host and module each have their own copy of the platform layer; the environment reaches both.
-        qputenv("WATCHWALL_HOME", options.m_strHome.toLocal8Bit());
+        qputenv("WATCHWALL_HOME", home.absoluteFilePath().toLocal8Bit());
     }
     // Cells are X windows: under Wayland they come through its X server.
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "xcb");
+    // The toolkit would end the process by a signal.
+    if (qgetenv("QT_QPA_PLATFORM") == "xcb" && qEnvironmentVariableIsEmpty("DISPLAY")) {
+        Print(stderr, "watchwall: there is no display. Start it in a desktop session or under xvfb-run.");
+        return EXIT_NO_DISPLAY;
+    }
     const QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("watchwall"));
     QApplication::setApplicationDisplayName(QStringLiteral("Watchwall"));
     if (!StartQtPlatform()) {
         Print(stderr, "watchwall: no display");
-        return EXIT_NO_CONTROL;
+        return EXIT_NO_DISPLAY;
     }
     const int code = Run(options, since_start);
     StopQtPlatform();

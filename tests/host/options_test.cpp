@@ -1,0 +1,76 @@
+#include "host/Options.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace
+{
+
+TEST(Options, AreNoneByThemselves)
+{
+    XOptions options;
+    QString message;
+    EXPECT_EQ(ParseOptions({"watchwall"}, options, message), PARSED::Run);
+    EXPECT_EQ(options.m_iSeconds, 0);
+    EXPECT_TRUE(options.m_strHome.isEmpty() && options.m_strModule.isEmpty() &&
+                options.m_strScreenshot.isEmpty());
+}
+
+TEST(Options, AreRead)
+{
+    XOptions options;
+    QString message;
+    EXPECT_EQ(
+        ParseOptions({"watchwall", "--seconds", "20", "--screenshot=a b.png", "--home", "/h", "--module", "m"},
+                     options, message),
+        PARSED::Run);
+    EXPECT_EQ(options.m_iSeconds, 20);
+    EXPECT_EQ(options.m_strScreenshot, "a b.png");
+    EXPECT_EQ(options.m_strHome, "/h");
+    EXPECT_EQ(options.m_strModule, "m");
+}
+
+struct XWrong {
+    const char* szName;
+    QStringList arguments;
+    const char* szMessage;  // part of what is told
+};
+
+class WrongOptions : public testing::TestWithParam<XWrong>
+{
+};
+
+TEST_P(WrongOptions, AreRefusedWithAMessage)
+{
+    XOptions options;
+    QString message;
+    EXPECT_EQ(ParseOptions(QStringList("watchwall") + GetParam().arguments, options, message), PARSED::Wrong);
+    EXPECT_TRUE(message.contains(GetParam().szMessage)) << message.toStdString();
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Host, WrongOptions,
+    testing::Values(XWrong{"unknown", {"--colour"}, "colour"},
+                    XWrong{"value_missing", {"--seconds"}, "seconds"},
+                    XWrong{"not_a_number", {"--seconds", "ten"}, "'ten'"},
+                    XWrong{"negative", {"--seconds=-1"}, "'-1'"}, XWrong{"nothing", {"--seconds", "0"}, "'0'"},
+                    XWrong{"too_long", {"--seconds", "86401"}, "86400"},
+                    XWrong{"no_folder", {"--home", ""}, "--home needs a name"},
+                    XWrong{"no_picture", {"--screenshot", ""}, "--screenshot needs a name"},
+                    XWrong{"positional", {"file"}, "'file'"}),
+    [](const auto& row) { return std::string(row.param.szName); });
+
+TEST(Options, HelpAndVersionAreTexts)
+{
+    XOptions options;
+    QString message;
+    EXPECT_EQ(ParseOptions({"watchwall", "--help"}, options, message), PARSED::Help);
+    for (const char* option : {"--seconds", "--screenshot", "--home", "--module", "--help", "--version"}) {
+        EXPECT_TRUE(message.contains(option)) << option;
+    }
+    EXPECT_EQ(ParseOptions({"watchwall", "--version"}, options, message), PARSED::Version);
+    EXPECT_TRUE(message.startsWith("watchwall "));
+}
+
+}  // namespace

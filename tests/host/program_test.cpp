@@ -1,0 +1,184 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <QDir>
+#include <QFile>
+#include <QImage>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <string>
+
+// The program as a user starts it, each time with a home, a profile and a registry of its own.
+
+namespace
+{
+
+constexpr int NO_DISPLAY = 7;
+
+class ProgramTest : public testing::Test
+{
+  protected:
+    void SetUp() override
+    {
+        const QDir config(QStringLiteral(WATCHWALL_SOURCE_DIR "/config"));
+        QDir(m_Folder.path()).mkpath("home/config");
+        for (const QString& name : config.entryList({"*.ini", "*.xml", "*.smf", "*.bmp"}, QDir::Files))
+            QFile::copy(config.filePath(name), File("home/config/" + name));
+        m_Environment.insert("XDG_CONFIG_HOME", File("user"));
+        m_Environment.insert("XDG_DATA_HOME", File("data"));
+        m_Environment.insert("WATCHWALL_REGISTRY", File("registry.ini"));
+        m_Environment.insert("WATCHWALL_START_TIME", "1");
+    }
+    QString File(const QString& name) const { return m_Folder.filePath(name); }
+
+    void Start(const QStringList& arguments)
+    {
+        m_Process.setProcessEnvironment(m_Environment);
+        m_Process.start(QStringLiteral(WATCHWALL_PROGRAM), arguments);
+        ASSERT_TRUE(m_Process.waitForStarted());
+    }
+    int End()
+    {
+        EXPECT_TRUE(m_Process.waitForFinished(60000));
+        EXPECT_EQ(m_Process.exitStatus(), QProcess::NormalExit);
+        m_strErrors += QString::fromLocal8Bit(m_Process.readAllStandardError());
+        m_strOutput += QString::fromLocal8Bit(m_Process.readAllStandardOutput());
+        return m_Process.exitCode();
+    }
+    int Run(const QStringList& arguments)
+    {
+        Start(arguments);
+        return End();
+    }
+    /// Reads until the window has come up.
+    bool WaitShown()
+    {
+        while (!m_strOutput.contains("shown after") && m_Process.waitForReadyRead(60000)) {
+            m_strOutput += QString::fromLocal8Bit(m_Process.readAllStandardOutput());
+        }
+        return m_strOutput.contains("shown after");
+    }
+    QStringList Home() const { return {"--home", File("home")}; }
+
+    QTemporaryDir m_Folder;
+    QProcessEnvironment m_Environment = QProcessEnvironment::systemEnvironment();
+    QProcess m_Process;
+    QString m_strErrors;
+    QString m_strOutput;
+};
+
+TEST_F(ProgramTest, RegistersTheControlShowsItAndWritesItsPicture)
+{
+    EXPECT_EQ(Run(Home() + QStringList{"--seconds", "1", "--screenshot", File("wall.png")}), 0)
+        << m_strErrors.toStdString();
+    EXPECT_TRUE(m_strOutput.contains("shown after")) << m_strOutput.toStdString();
+    const QImage picture(File("wall.png"));
+    EXPECT_GE(picture.width(), 800);
+    EXPECT_GE(picture.height(), 600);
+    EXPECT_EQ(picture.pixelColor(picture.width() / 2, 4), QColor(0xC5, 0xC5, 0xC5))
+        << "the main panel's ground";
+    QFile registry(File("registry.ini"));
+    ASSERT_TRUE(registry.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(registry.readAll().contains("ActiveX.ActiveXCtrl.1"));
+}
+
+TEST_F(ProgramTest, EndsTidilyWhenAskedTo)
+{
+    for (const int number : {SIGTERM, SIGINT}) {
+        m_strOutput.clear();
+        Start(Home() + QStringList{"--screenshot", File("end.png")});
+        ASSERT_TRUE(WaitShown());
+        ASSERT_EQ(::kill(static_cast<pid_t>(m_Process.processId()), number), 0);
+        EXPECT_EQ(End(), 0) << m_strErrors.toStdString();
+        EXPECT_FALSE(QImage(File("end.png")).isNull()) << "the picture is taken before any end";
+        QFile::remove(File("end.png"));
+    }
+    QFile profile(File("user/watchwall/profile.ini"));
+    ASSERT_TRUE(profile.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(profile.readAll().contains("Geometry=")) << "the window's place is kept";
+}
+
+TEST_F(ProgramTest, AMissingThemeIsToldWithWhatToDo)
+{
+    QFile::remove(File("home/config/skin.smf"));
+    EXPECT_EQ(Run(Home() + QStringList{"--seconds", "1"}), 3);
+    EXPECT_TRUE(m_strErrors.contains("home/config/skin.smf")) << m_strErrors.toStdString();
+    EXPECT_TRUE(m_strErrors.contains("WATCHWALL_DEBUG")) << m_strErrors.toStdString();
+}
+
+TEST_F(ProgramTest, AFaultyLayoutIsToldAndNothingIsThrown)
+{
+    QFile::remove(File("home/config/main_layout_800x600.xml"));
+    EXPECT_EQ(Run(Home() + QStringList{"--seconds", "1"}), 3);
+    EXPECT_FALSE(m_strErrors.isEmpty());
+}
+
+TEST_F(ProgramTest, AMissingModuleIsTold)
+{
+    EXPECT_EQ(Run(Home() + QStringList{"--seconds", "1", "--module", File("nothing.ocx")}), 3);
+    EXPECT_TRUE(m_strErrors.contains("nothing.ocx")) << m_strErrors.toStdString();
+    EXPECT_TRUE(m_strErrors.contains("--module")) << m_strErrors.toStdString();
+}
+
+TEST_F(ProgramTest, AModuleWithoutTheEntriesIsTold)
+{
+    QFile other(File("other.ocx"));
+    ASSERT_TRUE(other.open(QIODevice::WriteOnly));
+    other.write("no module");
+    other.close();
+    EXPECT_EQ(Run(Home() + QStringList{"--seconds", "1", "--module", other.fileName()}), 3);
+    EXPECT_TRUE(m_strErrors.contains("other.ocx")) << m_strErrors.toStdString();
+}
+
+TEST_F(ProgramTest, ARegistrationOfAnotherModuleIsTakenOver)
+{
+    QFile registry(File("registry.ini"));
+    ASSERT_TRUE(registry.open(QIODevice::WriteOnly));
+    registry.write(
+        "[ProgID]\nActiveX.ActiveXCtrl.1={B7A4C7DE-9D0F-4F5E-9F52-61F0D3A8E7C2}\n"
+        "[CLSID\\{B7A4C7DE-9D0F-4F5E-9F52-61F0D3A8E7C2}]\nInprocServer32=c:\\gone\\activex.ocx\n");
+    registry.close();
+    EXPECT_EQ(Run(Home() + QStringList{"--seconds", "1"}), 0) << m_strErrors.toStdString();
+    ASSERT_TRUE(registry.open(QIODevice::ReadOnly));
+    EXPECT_FALSE(registry.readAll().contains("gone"));
+}
+
+TEST_F(ProgramTest, ARegistryThatCannotBeWrittenIsTold)
+{
+    m_Environment.insert("WATCHWALL_REGISTRY", "/dev/null/registry.ini");
+    EXPECT_EQ(Run(Home() + QStringList{"--seconds", "1"}), 3);
+    EXPECT_TRUE(m_strErrors.contains("/dev/null/registry.ini")) << m_strErrors.toStdString();
+}
+
+TEST_F(ProgramTest, APictureThatCannotBeWrittenIsTold)
+{
+    EXPECT_EQ(Run(Home() + QStringList{"--seconds", "1", "--screenshot", File("no/such/folder.png")}), 4);
+    EXPECT_TRUE(m_strErrors.contains("folder.png"));
+}
+
+TEST_F(ProgramTest, AHomeThatIsNoFolderIsWrongUse)
+{
+    EXPECT_EQ(Run({"--home", File("nowhere")}), 2);
+    EXPECT_TRUE(m_strErrors.contains("nowhere"));
+}
+
+TEST_F(ProgramTest, WithoutADisplayItSaysSo)
+{
+    m_Environment.remove("DISPLAY");
+    m_Environment.insert("QT_QPA_PLATFORM", "xcb");
+    EXPECT_EQ(Run(Home()), NO_DISPLAY);
+    EXPECT_TRUE(m_strErrors.contains("display"));
+}
+
+TEST_F(ProgramTest, HelpVersionAndWrongUseNeedNoDisplay)
+{
+    m_Environment.remove("DISPLAY");
+    EXPECT_EQ(Run({"--help"}), 0);
+    EXPECT_TRUE(m_strOutput.contains("--screenshot"));
+    EXPECT_EQ(Run({"--version"}), 0);
+    EXPECT_TRUE(m_strOutput.contains("watchwall 0."));
+    EXPECT_EQ(Run({"--nonsense"}), 2);
+    EXPECT_TRUE(m_strErrors.contains("nonsense"));
+}
+
+}  // namespace
