@@ -10,6 +10,7 @@
 #include "inc/OutputDebugString.h"
 #include "platform/component.h"
 #include "platform/paths.h"
+#include "remote/RemoteClasses.h"
 #include "skin/Skin.h"
 
 namespace
@@ -34,6 +35,7 @@ CActiveXApp::~CActiveXApp()
 
 bool CActiveXApp::InitInstance()
 {
+    RegisterRemoteClasses();  // the model's own classes register with the archives
     m_iSkinStarted = 0;
     if (m_Skin.Start(&g_Module, 0, 0) == 0) return false;
     m_iSkinStarted = 1;
