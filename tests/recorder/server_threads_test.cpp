@@ -1,0 +1,240 @@
+// The whole recorder over real loopback sockets, with a client written from the wire.
+
+#include "recorder/server/Server.h"
+
+#include <gmock/gmock.h>
+
+#include <nlohmann/json.hpp>
+
+#include "recorder/scene/Mark.h"
+#include "tests/recorder/client_support.h"
+#include "tests/recorder/media_support.h"
+#include "tests/recorder/recorder_support.h"
+
+namespace
+{
+
+using namespace recorder;
+using testing::HasSubstr;
+
+TEST(ServerTest, DirectoryAnswersBothQuestions)
+{
+    CRunning running({"--id", "77", "--channels", "3"});
+    EXPECT_EQ(CScriptedClient::Ask(running.Server(), {"getip?domainname=77"}), "127.0.0.1");
+    EXPECT_EQ(CScriptedClient::Ask(running.Server(), {"getip2?domainname=77"}), "127.0.0.1:3:77");
+    EXPECT_EQ(CScriptedClient::Ask(running.Server(), {"getip2?domainname=78"}), "failed");
+    EXPECT_EQ(CScriptedClient::Ask(running.Server(), {"get", "ip?domain", "name=7", "7"}), "127.0.0.1");
+    EXPECT_EQ(CScriptedClient::Ask(running.Server(), {"HELO"}), "");
+    const auto report = running.End();
+    EXPECT_EQ(report["directory"]["answered"], 4);
+    EXPECT_EQ(report["directory"]["refused"], 1);
+}
+
+TEST(ServerTest, HalfOpenConnectionsDoNotKeepOthersOut)
+{
+    CRunning running({"--id", "77"});
+    asio::io_context context;
+    std::vector<asio::ip::tcp::socket> idle;
+    for (size_t i = 0; i < CDirectoryServer::MAX_CONNECTIONS - 1; ++i) {
+        idle.emplace_back(context);
+        const XEndpoint at = running.Server().DirectoryAt();
+        idle.back().connect({asio::ip::address_v4(at.m_dwAddress), at.m_usPort});
+    }
+    EXPECT_EQ(CScriptedClient::Ask(running.Server(), {"getip?domainname=77"}), "127.0.0.1");
+}
+
+TEST(ServerTest, StreamIsPlayedFromKeyPictureOn)
+{
+    CRunning running({"--id", "77", "--channels", "2", "--mark", "--clock", "2026-11-21 08:40:12"});
+    CScriptedClient client(running.Server(), "4242");
+    ASSERT_TRUE(client.Login());
+    ASSERT_TRUE(client.Users().contains("77")) << "the device is a user like any other";
+    EXPECT_EQ(client.Users().at("77").m_LocalAddresses, std::vector<XEndpoint>{running.Server().DeviceAt()});
+    ASSERT_TRUE(client.Connect("77"));
+    client.Send(client.Peer(), EMessage::Data, Request(1));
+    EXPECT_EQ(client.NextMessage(), (Bytes{8, 0, 0, 0x41, 176, 0, 144, 0}));
+
+    CDecoder decoder;
+    int64_t last = -1;
+    for (int i = 0; i < 20; ++i) {
+        const Bytes message = client.NextMessage();
+        ASSERT_GT(message.size(), HEADER_BYTES);
+        EXPECT_LE(message.size(), MAX_MESSAGE_BYTES);
+        EXPECT_EQ(UnpackHeader(ReadU32(message.data())),
+                  (XHeaderWord{true, 1, static_cast<uint32_t>(message.size())}));
+        const XPicture shown = decoder.Decode({message.begin() + HEADER_BYTES, message.end()});
+        const auto mark = ReadMark(shown);
+        ASSERT_TRUE(mark) << "picture " << i;
+        EXPECT_EQ(mark->m_iChannel, 1);
+        EXPECT_GT(mark->m_ulPicture, last);
+        last = mark->m_ulPicture;
+        EXPECT_GE(LumaPsnr(shown, DrawScene(running.Server().Options().m_Scene, 1, last)), 30);
+    }
+    const auto report = running.End();
+    EXPECT_EQ(report["clients"][0]["name"], "4242");
+    EXPECT_GE(report["channels"][1]["sent"]["pictures"], 20);
+    EXPECT_EQ(report["channels"][0]["pictures"], 0) << "nobody looked: nothing was encoded";
+    EXPECT_GE(report["totals"]["acknowledged"], 20);
+}
+
+TEST(ServerTest, SeveralClientsAndChannelsAtOnce)
+{
+    CRunning running({"--id", "77", "--channels", "4", "--mark", "--gop", "5"});
+    CScriptedClient first(running.Server(), "1");
+    CScriptedClient second(running.Server(), "2");
+    for (CScriptedClient* client : {&first, &second}) {
+        ASSERT_TRUE(client->Login());
+        ASSERT_TRUE(client->Connect("77"));
+    }
+    for (const int channel : {0, 2, 3})
+        first.Send(first.Peer(), EMessage::Data, Request(channel));
+    second.Send(second.Peer(), EMessage::Data, Request(2));
+    std::map<int, int> seen;
+    while (seen[0] < 5 || seen[2] < 5 || seen[3] < 5) {
+        const Bytes message = first.NextMessage();
+        ASSERT_FALSE(message.empty());
+        ++seen[UnpackHeader(ReadU32(message.data())).m_iChannel];
+    }
+    EXPECT_EQ(seen.size(), 3U);
+    for (int i = 0; i < 5; ++i)
+        EXPECT_EQ(UnpackHeader(ReadU32(second.NextMessage().data())).m_iChannel, 2);
+}
+
+TEST(ServerTest, LoopIsSentAgainAndAgain)
+{
+    CRunning running({"--id", "77", "--channels", "1", "--mark", "--fps", "50", "--gop", "10", "--loop", "1"});
+    CScriptedClient client(running.Server(), "1");
+    ASSERT_TRUE(client.Login());
+    ASSERT_TRUE(client.Connect("77"));
+    client.Send(client.Peer(), EMessage::Data, Request(0));
+    client.NextMessage();
+    CDecoder decoder;
+    std::map<uint32_t, int> seen;
+    for (int i = 0; i < 80; ++i) {
+        const Bytes message = client.NextMessage();
+        ASSERT_FALSE(message.empty());
+        const auto mark = ReadMark(decoder.Decode({message.begin() + HEADER_BYTES, message.end()}));
+        ASSERT_TRUE(mark);
+        EXPECT_LT(mark->m_ulPicture, 50U);
+        ++seen[mark->m_ulPicture];
+    }
+    int twice = 0;
+    for (const auto& [number, times] : seen)
+        twice += times > 1 ? 1 : 0;
+    EXPECT_GT(twice, 10);
+}
+
+TEST(ServerTest, SilentClientIsDroppedAndMayComeBack)
+{
+    CRunning running({"--id", "77", "--channels", "1", "--drop-after", "0.3"});
+    CScriptedClient client(running.Server(), "1");
+    ASSERT_TRUE(client.Login());
+    ASSERT_TRUE(client.Connect("77"));
+    client.Send(client.Peer(), EMessage::Data, Request(0));
+    client.NextMessage();
+    client.StopAcknowledging();
+    client.SetPatience(1000);
+    int datagrams = 0;
+    while (client.Await(EMessage::Data))
+        ASSERT_LT(++datagrams, 2000) << "it never ends";
+    client.Send(client.Peer(), EMessage::Data, Request(0));
+    EXPECT_EQ(client.NextMessage().size(), 8U) << "asked for again, it begins again";
+    const auto report = running.End();
+    EXPECT_EQ(report["clients"][0]["left"], "silent");
+}
+
+// In each of these, answers of the other services tell that the silent one has had its datagrams too.
+TEST(ServerTest, SilentDeviceNeverAnswersPeers)
+{
+    CRunning running({"--id", "77", "--silent", "device"});
+    CScriptedClient client(running.Server(), "1");
+    client.Send(running.Server().DeviceAt(), EMessage::Punch);
+    client.Send(running.Server().DeviceAt(), EMessage::Data);
+    ASSERT_TRUE(client.Login());
+    ASSERT_TRUE(client.Login());
+    EXPECT_TRUE(client.Users().contains("77")) << "but it is registered";
+    const auto report = running.End();
+    EXPECT_EQ(report["device"]["punches"], 0);
+    EXPECT_EQ(report["device"]["probes"], 0);
+}
+
+TEST(ServerTest, SilentRendezvousNeverAnswers)
+{
+    CRunning running({"--id", "77", "--silent", "rendezvous"});
+    CScriptedClient client(running.Server(), "1");
+    client.Send(running.Server().RendezvousAt(), EMessage::Login);
+    for (int i = 0; i < 3; ++i) {
+        client.Send(running.Server().DeviceAt(), EMessage::Data);
+        ASSERT_TRUE(client.Await(EMessage::DataAck));
+    }
+    EXPECT_EQ(running.End()["rendezvous"]["logins"], 0);
+}
+
+TEST(ServerTest, SilentDirectoryTakesConnectionsAndClosesThemInTheEnd)
+{
+    CRunning running({"--id", "77", "--silent", "directory"});
+    EXPECT_EQ(CScriptedClient::Ask(running.Server(), {"getip?domainname=77"}), "");
+    const auto report = running.End();
+    EXPECT_EQ(report["directory"]["connections"], 1);
+    EXPECT_EQ(report["directory"]["answered"], 0);
+    EXPECT_EQ(report["directory"]["timeouts"], 1);
+}
+
+TEST(ServerTest, GarbageFromAnybodyDoesNoHarm)
+{
+    CRunning running({"--id", "77", "--channels", "1"});
+    CScriptedClient client(running.Server(), "1");
+    std::mt19937 random(1);
+    for (int i = 0; i < 300; ++i) {
+        Bytes bytes(random() % 400);
+        for (uint8_t& byte : bytes)
+            byte = static_cast<uint8_t>(random());
+        if (bytes.size() > 4) WriteU32(bytes.data(), 0x64 + random() % 13);
+        client.SendRaw(running.Server().DeviceAt(), bytes);
+        client.SendRaw(running.Server().RendezvousAt(), bytes);
+    }
+    CScriptedClient sane(running.Server(), "2");
+    ASSERT_TRUE(sane.Login());
+    ASSERT_TRUE(sane.Connect("77"));
+    sane.Send(sane.Peer(), EMessage::Data, Request(0));
+    EXPECT_EQ(sane.NextMessage().size(), 8U);
+    EXPECT_GT(sane.NextMessage().size(), 8U);
+}
+
+TEST(ServerTest, LossyRoadIsReported)
+{
+    CRunning running({"--id", "77", "--channels", "1", "--loss", "30", "--duplicate", "20", "--garbage", "10",
+                      "--fps", "60"});
+    CScriptedClient client(running.Server(), "1");
+    ASSERT_TRUE(client.Login());
+    ASSERT_TRUE(client.Connect("77"));
+    client.Send(client.Peer(), EMessage::Data, Request(0));
+    for (int i = 0; i < 60; ++i)
+        ASSERT_TRUE(client.Await(EMessage::Data)) << "the stream goes on";
+    const auto report = running.End();
+    EXPECT_GT(report["faults"]["lost"], 0);
+    EXPECT_GT(report["faults"]["duplicated"], 0);
+    EXPECT_GT(report["faults"]["garbled"], 0);
+}
+
+TEST(ServerTest, ReadyLineTellsThePorts)
+{
+    CRunning running({"--id", "77", "--channels", "2", "--clock", "2026-11-21 08:40:12"});
+    const CServer& server = running.Server();
+    EXPECT_EQ(server.ReadyLine(), "ready id=77 directory=" + EndpointText(server.DirectoryAt()) +
+                                      " rendezvous=" + EndpointText(server.RendezvousAt()) +
+                                      " device=" + EndpointText(server.DeviceAt()) +
+                                      " channels=2 size=176x144 fps=25 clock=2026-11-21T08:40:12.00");
+    EXPECT_NE(server.DirectoryAt().m_usPort, 0);
+    EXPECT_EQ(AddressText(server.DeviceAt().m_dwAddress), "127.0.0.1");
+}
+
+TEST(ServerTest, TakenPortIsRefused)
+{
+    CRunning running({"--id", "77"});
+    XOptions options = running.Server().Options();
+    options.m_usRendezvousPort = running.Server().RendezvousAt().m_usPort;
+    EXPECT_THROW(CServer{options}, asio::system_error);
+}
+
+}  // namespace
