@@ -16,13 +16,14 @@ build()
     cmake --build --preset "$preset" "${targets[@]}"
 }
 
-# with_display COMMAND ...: runs the command on the display there is, or on a virtual one of its own.
+# with_display COMMAND ...: runs the command on the display there is, or on a virtual one of its own. Without -noreset the
+# virtual one would start anew whenever its last window goes, and refuse whoever connects at that moment.
 with_display()
 {
     if [ -n "${DISPLAY:-}" ] && [ -z "${WATCHWALL_VIRTUAL_DISPLAY:-}" ]; then
         "$@"
     else
         env -u WAYLAND_DISPLAY QT_QPA_PLATFORM=xcb LIBGL_ALWAYS_SOFTWARE=1 \
-            xvfb-run --auto-servernum --server-args="-screen 0 1280x960x24 +extension GLX" "$@"
+            xvfb-run --auto-servernum --server-args="-screen 0 1280x960x24 +extension GLX -noreset" "$@"
     fi
 }
