@@ -28,6 +28,9 @@ class ProgramTest : public testing::Test
         m_Environment.insert("XDG_DATA_HOME", File("data"));
         m_Environment.insert("WATCHWALL_REGISTRY", File("registry.ini"));
         m_Environment.insert("WATCHWALL_START_TIME", "1");
+        // Under the address sanitizer the leak check of a whole program falls over the ending threads of the
+        // graphics driver. The control's own tests look for leaks; here the other checks stay.
+        m_Environment.insert("ASAN_OPTIONS", m_Environment.value("ASAN_OPTIONS") + ":detect_leaks=0");
     }
     QString File(const QString& name) const { return m_Folder.filePath(name); }
 
