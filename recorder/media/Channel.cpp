@@ -8,6 +8,23 @@
 namespace recorder
 {
 
+namespace
+{
+
+constexpr int64_t NANOSECONDS = 1'000'000'000;
+constexpr int KEYS_A_SECOND = 5;  // at most, of those that clients ask for
+
+}  // namespace
+
+void XChannelCounts::Add(const XCoded& coded)
+{
+    ++m_ulPictures;
+    m_ulKeys += coded.m_bKey ? 1 : 0;
+    m_ulBytes += coded.m_Bytes.size();
+    m_ulLargest = std::max<uint64_t>(m_ulLargest, coded.m_Bytes.size());
+    m_iQuant = coded.m_iQuant;
+}
+
 CPictureMaker::CPictureMaker(const XChannelSetup& setup, int iChannel, const std::atomic<bool>& bStop)
     : m_Setup(setup),
       m_pSource(MakeSource(setup.m_strSource, setup.m_Scene, iChannel, bStop)),
@@ -46,14 +63,8 @@ std::shared_ptr<const XCoded> CPictureMaker::Make(int64_t iPicture, bool bKey)
         m_iNextKey = iPicture + 1;
         return nullptr;
     }
-    if (coded->m_bKey) {
-        m_iNextKey = iPicture + m_Setup.m_iGroup;
-        ++m_Counts.m_ulKeys;
-    }
-    ++m_Counts.m_ulPictures;
-    m_Counts.m_ulBytes += coded->m_Bytes.size();
-    m_Counts.m_ulLargest = std::max<uint64_t>(m_Counts.m_ulLargest, coded->m_Bytes.size());
-    m_Counts.m_iQuant = coded->m_iQuant;
+    if (coded->m_bKey) m_iNextKey = iPicture + m_Setup.m_iGroup;
+    m_Counts.Add(*coded);
     return coded;
 }
 
@@ -113,73 +124,72 @@ XChannelCounts CChannel::Counts() const
     return m_Counts;
 }
 
-int64_t CChannel::WaitForPicture(Clock::time_point start, int64_t iLast, bool& bKey)
+CChannel::XTurn CChannel::WaitForTurn(Clock::time_point start, int64_t iLast)
 {
-    const auto timeOf = [&](int64_t picture) {
-        return start + std::chrono::nanoseconds(1'000'000'000 * picture / m_Setup.m_Scene.m_iRate);
-    };
+    using std::chrono::nanoseconds;
+    const int64_t rate = m_Setup.m_Scene.m_iRate;
     std::unique_lock lock(m_Mutex);
     for (;;) {
         m_Changed.wait(lock, [this] { return m_bWatched || m_bStop; });
-        if (m_bStop) return -1;
+        if (m_bStop) return {};
         const auto elapsed = std::max(Clock::duration::zero(), Clock::now() - start);
-        const int64_t current = std::chrono::duration_cast<std::chrono::nanoseconds>(elapsed).count() *
-                                m_Setup.m_Scene.m_iRate / 1'000'000'000;
+        const int64_t current = std::chrono::duration_cast<nanoseconds>(elapsed).count() * rate / NANOSECONDS;
         const int64_t next = std::max(iLast + 1, current);
+        const auto due = start + nanoseconds(NANOSECONDS * next / rate);
         // Woken before the time: watched no more, or to be stopped.
-        if (m_Changed.wait_until(lock, timeOf(next), [this] { return !m_bWatched || m_bStop; })) continue;
-        bKey = std::exchange(m_bWantKey, false);
-        if (iLast >= 0 && !m_bRestart) m_Counts.m_ulSkipped += static_cast<uint64_t>(next - iLast - 1);
-        return next;
+        if (m_Changed.wait_until(lock, due, [this] { return !m_bWatched || m_bStop; })) continue;
+        const bool restart = std::exchange(m_bRestart, false);
+        if (iLast >= 0 && !restart) m_Counts.m_ulSkipped += static_cast<uint64_t>(next - iLast - 1);
+        return {next, std::exchange(m_bWantKey, false), restart};
     }
 }
 
+std::shared_ptr<const XCoded> CChannel::FromLoop(int64_t iPicture)
+{
+    if (m_Loop.empty()) return nullptr;
+    const auto coded = m_Loop[static_cast<size_t>(iPicture) % m_Loop.size()];
+    const std::lock_guard lock(m_Mutex);
+    m_Counts.Add(*coded);
+    return coded;
+}
+
+// Clients that come one after another don't turn the stream into key pictures only.
+std::shared_ptr<const XCoded> CChannel::FromMaker(CPictureMaker& maker, const XTurn& turn)
+{
+    if (turn.m_bRestart) maker.Restart();
+    m_bOwesKey = m_bOwesKey || turn.m_bKey;
+    const int64_t space = std::max(1, m_Setup.m_Scene.m_iRate / KEYS_A_SECOND);
+    const bool now = m_bOwesKey && (m_iLastKey < 0 || turn.m_iPicture - m_iLastKey >= space);
+    auto coded = maker.Make(turn.m_iPicture, now);
+    if (coded && coded->m_bKey) {
+        m_bOwesKey = false;
+        m_iLastKey = turn.m_iPicture;
+    }
+    const std::lock_guard lock(m_Mutex);
+    const uint64_t skipped = m_Counts.m_ulSkipped;
+    m_Counts = maker.Counts();
+    m_Counts.m_ulSkipped = skipped;
+    return coded;
+}
+
+void CChannel::Serve(Clock::time_point start)
+{
+    std::unique_ptr<CPictureMaker> maker;
+    if (m_iLoop == 0) maker = std::make_unique<CPictureMaker>(m_Setup, m_iChannel, m_bStop);
+    for (XTurn turn = WaitForTurn(start, -1); turn.m_iPicture >= 0;
+         turn = WaitForTurn(start, turn.m_iPicture)) {
+        auto coded = maker ? FromMaker(*maker, turn) : FromLoop(turn.m_iPicture);
+        if (coded) m_Deliver(m_iChannel, std::move(coded));
+    }
+}
+
+// A channel that can't go on says so and ends; the others do not notice.
 void CChannel::Run(Clock::time_point start)
 {
     try {
-        std::unique_ptr<CPictureMaker> maker;
-        if (m_iLoop == 0) maker = std::make_unique<CPictureMaker>(m_Setup, m_iChannel, m_bStop);
-        int64_t last = -1;
-        int64_t lastKey = -1;
-        const int64_t keySpace = std::max(1, m_Setup.m_Scene.m_iRate / 5);
-        bool owesKey = false;
-        for (;;) {
-            bool key = false;
-            last = WaitForPicture(start, last, key);
-            if (last < 0) return;
-            bool restart = false;
-            {
-                const std::lock_guard lock(m_Mutex);
-                restart = std::exchange(m_bRestart, false);
-            }
-            std::shared_ptr<const XCoded> coded;
-            if (maker) {
-                if (restart) maker->Restart();
-                owesKey = owesKey || key;
-                // Clients that come one after another don't turn the stream into key pictures only.
-                const bool now = owesKey && (restart || lastKey < 0 || last - lastKey >= keySpace);
-                coded = maker->Make(last, now);
-                if (coded && coded->m_bKey) {
-                    owesKey = false;
-                    lastKey = last;
-                }
-                const std::lock_guard lock(m_Mutex);
-                const uint64_t skipped = m_Counts.m_ulSkipped;
-                m_Counts = maker->Counts();
-                m_Counts.m_ulSkipped = skipped;
-            } else if (!m_Loop.empty()) {
-                coded = m_Loop[static_cast<size_t>(last) % m_Loop.size()];
-                const std::lock_guard lock(m_Mutex);
-                ++m_Counts.m_ulPictures;
-                m_Counts.m_ulKeys += coded->m_bKey ? 1 : 0;
-                m_Counts.m_ulBytes += coded->m_Bytes.size();
-                m_Counts.m_ulLargest = std::max<uint64_t>(m_Counts.m_ulLargest, coded->m_Bytes.size());
-                m_Counts.m_iQuant = coded->m_iQuant;
-            }
-            if (coded) m_Deliver(m_iChannel, std::move(coded));
-        }
+        Serve(start);
     } catch (const std::exception& e) {
-        std::fprintf(stderr, "watchwall-recorder: channel %d: %s\n", m_iChannel, e.what());
+        std::fprintf(stderr, "watchwall-recorder: channel %d: %s\n", m_iChannel + 1, e.what());
     }
 }
 

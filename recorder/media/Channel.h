@@ -38,6 +38,8 @@ struct XChannelCounts {
     uint64_t m_ulTooLarge = 0;  // dropped, since no quantiser made them small enough
     uint64_t m_ulSkipped = 0;   // not made in time
     int m_iQuant = 0;           // of the latest
+
+    void Add(const XCoded& coded);
 };
 
 // Source, rate control and encoder of one channel, without thread or clock.
@@ -93,14 +95,27 @@ class CChannel
 
   private:
     void Run(Clock::time_point start);
-    // Waits until the next picture's time; its number, or -1 when the channel shall end.
-    int64_t WaitForPicture(Clock::time_point start, int64_t iLast, bool& bKey);
+    void Serve(Clock::time_point start);
+    // What the thread is to do next.
+    struct XTurn {
+        int64_t m_iPicture = -1;  // its number; -1 when the channel shall end
+        bool m_bKey = false;      // a client waits for a key picture
+        bool m_bRestart = false;  // the channel was not watched before
+    };
+    // Waits until the next picture's time.
+    XTurn WaitForTurn(Clock::time_point start, int64_t iLast);
+    std::shared_ptr<const XCoded> FromLoop(int64_t iPicture);
+    std::shared_ptr<const XCoded> FromMaker(CPictureMaker& maker, const XTurn& turn);
 
     XChannelSetup m_Setup;
     int m_iChannel;
     int m_iLoop;
     Deliver m_Deliver;
     std::vector<std::shared_ptr<const XCoded>> m_Loop;  // constant once the thread runs
+
+    // the channel's thread only
+    bool m_bOwesKey = false;
+    int64_t m_iLastKey = -1;
 
     mutable std::mutex m_Mutex;  // a leaf: nothing is called while it is held
     std::condition_variable m_Changed;

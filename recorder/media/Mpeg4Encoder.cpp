@@ -63,7 +63,7 @@ CMpeg4Encoder::XState::XState(int iWidth, int iHeight, int iRate, EMotion motion
     context.pix_fmt = AV_PIX_FMT_YUV420P;
     context.sample_aspect_ratio = {1, 1};
     context.time_base = {1, iRate * TICKS};
-    context.gop_size = 600;      // the most it takes; key pictures come when they are asked for
+    context.gop_size = 600;  // the most it takes; key pictures come when they are asked for
     context.max_b_frames = 0;
     context.thread_count = 1;
     context.me_range = SEARCH_RANGE;

@@ -50,9 +50,4 @@ void CRateControl::Coded(bool bKey, int iQuant, size_t ulBytes)
     m_dDebt = std::clamp(m_dDebt + bits - m_dPictureBits, -2 * m_dGroupBits, 8 * m_dGroupBits);
 }
 
-void CRateControl::Skipped()
-{
-    m_dDebt = std::max(m_dDebt - m_dPictureBits, -2 * m_dGroupBits);
-}
-
 }  // namespace recorder

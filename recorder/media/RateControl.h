@@ -21,8 +21,6 @@ class CRateControl
     int Quant(bool bKey) const;
     // What the picture became with the quantiser it was coded with.
     void Coded(bool bKey, int iQuant, size_t ulBytes);
-    // Of one that was not sent after all its bits are given back.
-    void Skipped();
 
   private:
     double m_dGroupBits;

@@ -119,6 +119,8 @@ void Declare(CLI::App& app, XOptions& options, XTexts& texts)
         ->check(CLI::Range(1, 2147483647))
         ->capture_default_str();
     app.add_option("--alias", options.m_Aliases, "further name that the directory knows (repeatable)")
+        ->allow_extra_args(false)
+        ->type_name("NAME")
         ->check([](const std::string& name) { return name.empty() ? "a name can't be empty" : ""; });
     app.add_option("--channels", options.m_iChannels, "number of channels")
         ->check(CLI::Range(0, MAX_CHANNELS))
