@@ -96,6 +96,19 @@ const std::map<std::string, EService> SERVICES = {{"directory", EService::Direct
                                                   {"device", EService::Device},
                                                   {"video", EService::Video}};
 
+// Help that shows a word for the value and its default; limits are told when they are broken.
+class CHelp : public CLI::Formatter
+{
+  public:
+    std::string make_option_opts(const CLI::Option* option) const override
+    {
+        const std::string type = option->get_type_name();  // what follows a colon are the limits
+        std::string text = option->get_expected_max() > 0 ? " " + type.substr(0, type.find(':')) : "";
+        if (!option->get_default_str().empty()) text += " (" + option->get_default_str() + ")";
+        return text;
+    }
+};
+
 // What the parser fills in as text, before it is made into options.
 struct XTexts {
     std::string m_strSize = "704x576";
@@ -112,10 +125,12 @@ struct XTexts {
 void Declare(CLI::App& app, XOptions& options, XTexts& texts)
 {
     app.set_version_flag("--version", "watchwall-recorder " WATCHWALL_VERSION);
-    app.get_formatter()->column_width(34);
+    app.formatter(std::make_shared<CHelp>());
+    app.get_formatter()->column_width(32);
     const auto percent = CLI::Range(0.0, 100.0);
 
     app.add_option("--id", options.m_iNetId, "net id by which clients find it")
+        ->type_name("N")
         ->check(CLI::Range(1, 2147483647))
         ->capture_default_str();
     app.add_option("--alias", options.m_Aliases, "further name that the directory knows (repeatable)")
@@ -123,91 +138,139 @@ void Declare(CLI::App& app, XOptions& options, XTexts& texts)
         ->type_name("NAME")
         ->check([](const std::string& name) { return name.empty() ? "a name can't be empty" : ""; });
     app.add_option("--channels", options.m_iChannels, "number of channels")
+        ->type_name("N")
         ->check(CLI::Range(0, MAX_CHANNELS))
         ->capture_default_str();
-    app.add_option("--names", texts.m_strNames, "names burnt into the pictures: A,B,C");
+    app.add_option("--names", texts.m_strNames, "names burnt into the pictures: A,B,C")->type_name("A,B,C");
 
-    auto* const picture = app.add_option_group("Pictures");
-    picture->add_option("--size", texts.m_strSize, "WIDTHxHEIGHT, multiples of 16")
+    app.add_option("--size", texts.m_strSize, "WIDTHxHEIGHT, multiples of 16")
+        ->type_name("WxH")
+        ->group("Pictures")
         ->check(CheckSize)
         ->capture_default_str();
-    picture->add_option("--fps", options.m_Scene.m_iRate, "pictures a second")
+    app.add_option("--fps", options.m_Scene.m_iRate, "pictures a second")
+        ->type_name("N")
+        ->group("Pictures")
         ->check(CLI::Range(1, 60))
         ->capture_default_str();
-    picture
-        ->add_option("--bitrate", options.m_iBitRate, "bits a second and channel; 1500k and 2M are understood")
+    app.add_option("--bitrate", options.m_iBitRate, "bits a second and channel; 1500k and 2M are understood")
+        ->type_name("RATE")
+        ->group("Pictures")
         ->transform(CLI::AsSizeValue(true))
         ->check(CLI::Range(int64_t{8'000}, int64_t{100'000'000}))
         ->default_str("1500k");
-    picture->add_option("--gop", options.m_iGroup, "pictures from key picture to key picture (one second's)")
+    app.add_option("--gop", options.m_iGroup, "pictures from key picture to key picture (one second's)")
+        ->type_name("N")
+        ->group("Pictures")
         ->check(CLI::Range(1, 300));
-    picture->add_option("--motion", texts.m_strMotion, "half: half-pel vectors; none: zero vectors only")
+    app.add_option("--motion", texts.m_strMotion, "half: half-pel vectors; none: zero vectors only")
+        ->type_name("HOW")
+        ->group("Pictures")
         ->check(CLI::IsMember({"half", "none"}))
         ->capture_default_str();
-    picture->add_option(
-        "--source", texts.m_Sources,
-        "scene, file, URL, /dev/videoN or lavfi:GRAPH for all channels; N=... for channel N (repeatable)");
-    picture
-        ->add_option("--loop", options.m_iLoopSeconds,
-                     "encode so many seconds in advance and send them again and again")
+    app.add_option(
+           "--source", texts.m_Sources,
+           "scene, file, URL, /dev/videoN or lavfi:GRAPH for all channels; N=... for channel N (repeatable)")
+        ->type_name("[N=]SOURCE")
+        ->allow_extra_args(false)
+        ->group("Pictures");
+    app.add_option("--loop", options.m_iLoopSeconds,
+                   "encode so many seconds in advance and send them again and again")
+        ->type_name("SECONDS")
+        ->group("Pictures")
         ->check(CLI::Range(1, 600));
-    picture->add_option("--clock", texts.m_strClock, "clock of picture 0: \"2026-11-21 08:40:12\" (now)")
+    app.add_option("--clock", texts.m_strClock, "clock of picture 0: \"2026-11-21 08:40:12\" (now)")
+        ->type_name("TIME")
+        ->group("Pictures")
         ->check([](const std::string& text) {
             return ParseClock(text) < 0 ? "'" + text + "' is not of the form YYYY-MM-DD HH:MM:SS"
                                         : std::string();
         });
-    picture->add_flag("--mark", options.m_Scene.m_bMark,
-                      "put the picture's number into a corner, for programs to read");
+    app.add_flag("--mark", options.m_Scene.m_bMark,
+                 "put the picture's number into a corner, for programs to read")
+        ->group("Pictures");
 
-    auto* const network = app.add_option_group("Network");
-    network->add_option("--listen", texts.m_strListen, "address to serve on")
+    app.add_option("--listen", texts.m_strListen, "address to serve on")
+        ->type_name("ADDRESS")
+        ->group("Network")
         ->check([](const std::string& text) {
             uint32_t address = 0;
             return ParseAddress(text, address) ? std::string() : "'" + text + "' is not an IPv4 address";
         })
         ->capture_default_str();
-    network->add_option("--directory-port", options.m_usDirectoryPort, "TCP; 0 takes a free one")
+    app.add_option("--directory-port", options.m_usDirectoryPort, "TCP; 0 takes a free one")
+        ->type_name("PORT")
+        ->group("Network")
         ->capture_default_str();
-    network->add_option("--rendezvous-port", options.m_usRendezvousPort, "UDP; 0 takes a free one")
+    app.add_option("--rendezvous-port", options.m_usRendezvousPort, "UDP; 0 takes a free one")
+        ->type_name("PORT")
+        ->group("Network")
         ->capture_default_str();
-    network->add_option("--device-port", options.m_usDevicePort, "UDP; 0 takes a free one")
+    app.add_option("--device-port", options.m_usDevicePort, "UDP; 0 takes a free one")
+        ->type_name("PORT")
+        ->group("Network")
         ->capture_default_str();
-    network->add_option("--clients", options.m_ulClients, "clients served at once")
+    app.add_option("--clients", options.m_ulClients, "clients served at once")
+        ->type_name("N")
+        ->group("Network")
         ->check(CLI::Range(1, 4096))
         ->capture_default_str();
-    network
-        ->add_option("--drop-after", options.m_dDropAfterSeconds,
-                     "seconds after which a silent client gets no more")
+    app.add_option("--drop-after", options.m_dDropAfterSeconds,
+                   "seconds after which a silent client gets no more")
+        ->type_name("SECONDS")
+        ->group("Network")
         ->check(CLI::Range(0.1, 3600.0))
         ->capture_default_str();
 
-    auto* const faults = app.add_option_group("Faults");
-    faults->add_option("--loss", options.m_Faults.m_dLoss, "percent of datagrams lost")->check(percent);
-    faults->add_option("--reorder", options.m_Faults.m_dReorder, "percent overtaken by later ones")
+    app.add_option("--loss", options.m_Faults.m_dLoss, "percent of datagrams lost")
+        ->type_name("PERCENT")
+        ->group("Faults")
         ->check(percent);
-    faults->add_option("--duplicate", options.m_Faults.m_dDuplicate, "percent sent twice")->check(percent);
-    faults->add_option("--garbage", options.m_Faults.m_dGarbage, "percent changed, cut or replaced")
+    app.add_option("--reorder", options.m_Faults.m_dReorder, "percent overtaken by later ones")
+        ->type_name("PERCENT")
+        ->group("Faults")
         ->check(percent);
-    faults
-        ->add_option("--wrong-length", options.m_Faults.m_dWrongLength,
-                     "percent of messages that tell a wrong length")
+    app.add_option("--duplicate", options.m_Faults.m_dDuplicate, "percent sent twice")
+        ->type_name("PERCENT")
+        ->group("Faults")
         ->check(percent);
-    faults->add_option("--delay", texts.m_dDelayMs, "milliseconds that every datagram is late")
+    app.add_option("--garbage", options.m_Faults.m_dGarbage, "percent changed, cut or replaced")
+        ->type_name("PERCENT")
+        ->group("Faults")
+        ->check(percent);
+    app.add_option("--wrong-length", options.m_Faults.m_dWrongLength,
+                   "percent of messages that tell a wrong length")
+        ->type_name("PERCENT")
+        ->group("Faults")
+        ->check(percent);
+    app.add_option("--delay", texts.m_dDelayMs, "milliseconds that every datagram is late")
+        ->type_name("MS")
+        ->group("Faults")
         ->check(CLI::Range(0.0, 10000.0));
-    faults
-        ->add_option("--faults-on", texts.m_strFaultsOn,
-                     "whose datagrams: video, device, rendezvous, or several with commas")
+    app.add_option("--faults-on", texts.m_strFaultsOn,
+                   "whose datagrams: video, device, rendezvous, or several with commas")
+        ->type_name("A,B")
+        ->group("Faults")
         ->capture_default_str();
-    faults->add_option("--seed", options.m_dwSeed, "the same seed does the same harm")->capture_default_str();
-    faults
-        ->add_option("--silent", texts.m_Silent, "never answers: directory, rendezvous or device (repeatable)")
+    app.add_option("--seed", options.m_dwSeed, "the same seed does the same harm")
+        ->type_name("N")
+        ->group("Faults")
+        ->capture_default_str();
+    app.add_option("--silent", texts.m_Silent, "never answers: directory, rendezvous or device (repeatable)")
+        ->type_name("SERVICE")
+        ->allow_extra_args(false)
+        ->group("Faults")
         ->check(CLI::IsMember({"directory", "rendezvous", "device"}));
 
-    auto* const run = app.add_option_group("Run");
-    run->add_option("--seconds", options.m_dSeconds, "end after so long (never)")->check(CLI::Range(0.01, 1e9));
-    run->add_option("--report", options.m_strReport, "write what was served to FILE, as JSON, at the end")
+    app.add_option("--seconds", options.m_dSeconds, "end after so long (never)")
+        ->type_name("SECONDS")
+        ->group("Run")
+        ->check(CLI::Range(0.01, 1e9));
+    app.add_option("--report", options.m_strReport, "write what was served to FILE, as JSON, at the end")
+        ->group("Run")
         ->type_name("FILE");
-    run->add_option("--ready-file", options.m_strReadyFile, "write the line \"ready ...\" to FILE too")
+    app.add_option("--ready-file", options.m_strReadyFile, "write the line \"ready ...\" to FILE too")
+        ->group("Run")
         ->type_name("FILE");
 }
 

@@ -28,7 +28,11 @@ const std::vector<Room>& Rooms()
 {
     static const std::vector<Room> rooms = {
         {"host", {"inc", "platform", "platform/qt"}, true},
-        {"recorder", {}, true},
+        {"recorder", {"recorder/server", "recorder/media", "recorder/scene", "recorder/protocol"}, false},
+        {"recorder/server", {"recorder/media", "recorder/scene", "recorder/protocol"}, false},
+        {"recorder/media", {"recorder/scene", "recorder/protocol"}, false},
+        {"recorder/scene", {}, false},
+        {"recorder/protocol", {}, false},
         {"activex/UI common",
          {"common", "skin", "remote", "record", "render", "model", "codec", "platform", "platform/qt", "inc"},
          true},

@@ -2,6 +2,10 @@
 
 #include <gmock/gmock.h>
 
+#include <fstream>
+#include <regex>
+#include <sstream>
+
 namespace
 {
 
@@ -165,6 +169,21 @@ INSTANTIATE_TEST_SUITE_P(Rows, WrongOptionsTest,
                                          XWrong{"SilentVideo", {"--silent", "video"}, "--silent"},
                                          XWrong{"Port", {"--device-port", "70000"}, "--device-port"}),
                          [](const auto& row) { return std::string(row.param.m_szName); });
+
+TEST(OptionsTest, ManualTellsEveryOption)
+{
+    std::ifstream in(WATCHWALL_SOURCE_DIR "/packaging/watchwall-recorder.1");
+    std::stringstream text;
+    text << in.rdbuf();
+    const std::string help = Parse({"--help"}).m_strSay;
+    const std::regex option("--[a-z][a-z-]*");
+    int options = 0;
+    for (std::sregex_iterator it(help.begin(), help.end(), option), end; it != end; ++it, ++options) {
+        std::string name = std::regex_replace(it->str(), std::regex("-"), "\\-");
+        EXPECT_THAT(text.str(), HasSubstr(name)) << "missing in the manual";
+    }
+    EXPECT_GT(options, 25);
+}
 
 TEST(OptionsTest, HelpAndVersionEndWell)
 {
