@@ -4,11 +4,12 @@
 
 #include "inc/Component.h"
 
-// The window side of a control, as a container sees it. Toolkit objects cross as plain pointers, since both sides load
-// the same toolkit; which ones they are stands at each call. All calls on the thread of the application object.
+// The window side of a control, as a container sees it. Toolkit objects cross as plain pointers, since both
+// sides load the same toolkit; which ones they are stands at each call. All calls on the thread of the
+// application object.
 
-/// What a container gives to a control that it embeds. Both calls may answer with a failure: a control does not need
-/// them.
+/// What a container gives to a control that it embeds. Both calls may answer with a failure: a control does not
+/// need them.
 class IControlSite : public IUnknown
 {
   public:
@@ -31,14 +32,15 @@ class IControlWindow : public IUnknown
 
     /// The site, which must stay valid until null is set; null is allowed.
     virtual HRESULT SetClientSite(IControlSite* site) = 0;
-    /// Makes the control's window as a child of `parent` (a QWidget*), which makes all that the control shows. E_FAIL
-    /// when it can't be made, E_INVALIDARG for a null parent, S_FALSE when it stands already.
+    /// Makes the control's window as a child of `parent` (a QWidget*), which makes all that the control shows.
+    /// E_FAIL when it can't be made, E_INVALIDARG for a null parent, S_FALSE when it stands already.
     virtual HRESULT CreateControlWindow(void* parent) = 0;
     /// Moves the window in its parent, in device-independent pixels. E_FAIL without a window.
     virtual HRESULT SetBounds(std::int32_t x, std::int32_t y, std::int32_t width, std::int32_t height) = 0;
     /// Draws the control into `painter` (a QPainter*) and fits what it shows to the bounds; a null painter does
     /// neither. The control's window calls it by itself on each paint.
-    virtual HRESULT Draw(void* painter, std::int32_t x, std::int32_t y, std::int32_t width, std::int32_t height) = 0;
+    virtual HRESULT Draw(void* painter, std::int32_t x, std::int32_t y, std::int32_t width,
+                         std::int32_t height) = 0;
     /// Takes the window down, with all that is in it. S_FALSE when there is none.
     virtual HRESULT DestroyControlWindow() = 0;
     /// The window (a QWidget*), or null; the control's.

@@ -9,14 +9,14 @@
 struct CLinkCounters {
     using COUNTER = std::atomic<std::uint64_t>;
 
-    COUNTER m_ulDatagrams{0};  // pieces that arrived with data: datagrams, or frames of a stream
-    COUNTER m_ulBytes{0};      // their bytes
-    COUNTER m_ulMessages{0};   // whole messages that the link took for its own
-    COUNTER m_ulForeign{0};    // whole messages for somebody else, thrown away
-    COUNTER m_ulDropped{0};    // messages and datagrams dropped for their size or for want of room
-    COUNTER m_ulDecoded{0};    // pictures that the decoder gave
-    COUNTER m_ulShown{0};      // pictures handed to the renderer
-    COUNTER m_ulRefused{0};    // messages of which the decoder made no picture
+    COUNTER m_ulDatagrams{0};               // pieces that arrived with data: datagrams, or frames of a stream
+    COUNTER m_ulBytes{0};                   // their bytes
+    COUNTER m_ulMessages{0};                // whole messages that the link took for its own
+    COUNTER m_ulForeign{0};                 // whole messages for somebody else, thrown away
+    COUNTER m_ulDropped{0};                 // messages and datagrams dropped for their size or for want of room
+    COUNTER m_ulDecoded{0};                 // pictures that the decoder gave
+    COUNTER m_ulShown{0};                   // pictures handed to the renderer
+    COUNTER m_ulRefused{0};                 // messages of which the decoder made no picture
     std::atomic<std::int32_t> m_iWidth{0};  // of the stream's pictures, in pixels; 0 before the reply
     std::atomic<std::int32_t> m_iHeight{0};
     /// From the last opening to the first picture handed to the renderer, milliseconds; -1 when none was.
