@@ -147,7 +147,7 @@ CChannel::XTurn CChannel::WaitForTurn(Clock::time_point start, int64_t iLast)
 std::shared_ptr<const XCoded> CChannel::FromLoop(int64_t iPicture)
 {
     if (m_Loop.empty()) return nullptr;
-    const auto coded = m_Loop[static_cast<size_t>(iPicture) % m_Loop.size()];
+    auto coded = m_Loop[static_cast<size_t>(iPicture) % m_Loop.size()];
     const std::lock_guard lock(m_Mutex);
     m_Counts.Add(*coded);
     return coded;

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <compare>
 #include <cstdint>
 #include <string>
+#include <tuple>
 
 namespace recorder
 {
@@ -18,7 +18,11 @@ struct XEndpoint {
     uint32_t m_dwAddress = 0;
     uint16_t m_usPort = 0;
 
-    auto operator<=>(const XEndpoint&) const = default;
+    bool operator==(const XEndpoint&) const = default;
+    bool operator<(const XEndpoint& other) const
+    {
+        return std::tie(m_dwAddress, m_usPort) < std::tie(other.m_dwAddress, other.m_usPort);
+    }
 };
 
 // "127.0.0.1"

@@ -66,7 +66,7 @@ std::optional<XMark> ReadMark(const XPicture& picture)
         int sum = 0;  // of the inner 4x4, away from what leaks in from neighbours
         for (int row = 2; row < 6; ++row)
             for (int column = 2; column < 6; ++column)
-                sum += picture.m_Y[static_cast<size_t>((y + row) * picture.m_iWidth + x + column)];
+                sum += *(picture.m_Y.begin() + (y + row) * picture.m_iWidth + x + column);
         bits = bits << 1 | (sum > 16 * 128 ? 1 : 0);
     }
     const uint64_t payload = bits >> 8;

@@ -120,7 +120,8 @@ class CHarbour : public IScene
                         Blend(Rgb(0x3E3154), Rgb(0x5A4468), Noise(4, static_cast<uint32_t>(i))));
             for (int k = 0; k < 4; ++k)
                 if (Noise(5, static_cast<uint32_t>(i * 4 + k)) > 0.45)
-                    canvas.Rect(x + 2 + 5 * (k % 2), HORIZON - height + 3 + 7 * (k / 2), 2.5, 3, Rgb(0xFFD98C));
+                    canvas.Rect(x + 2 + 5 * (k % 2), HORIZON - height + (k < 2 ? 3 : 10), 2.5, 3,
+                                Rgb(0xFFD98C));
         }
         DrawCrane(canvas, 560, 1);
         DrawCrane(canvas, 640, 0.82);

@@ -44,7 +44,7 @@ class CPlatform : public IScene
             canvas.Rect(i * 50.0 - 10, 250 - height, 46, height,
                         Blend(Rgb(0x8A97A3), Rgb(0xA8A49A), Noise(171, i)));
             for (int k = 0; k < 8; ++k)
-                canvas.Rect(i * 50.0 - 4 + 11 * (k % 4), 258 - height + 18 * (k / 4), 6, 9, Rgb(0x5E6C78));
+                canvas.Rect(i * 50.0 - 4 + 11 * (k % 4), (k < 4 ? 258 : 276) - height, 6, 9, Rgb(0x5E6C78));
         }
         canvas.Shade(0, 246, SCENE_WIDTH, 24, {{0, Rgb(0x7A6A55)}, {1, Rgb(0x57493A)}});  // the far side
         for (int i = 0; i < 36; ++i)

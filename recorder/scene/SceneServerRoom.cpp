@@ -49,9 +49,11 @@ class CServerRoom : public IScene
         for (const double y : {466.0, 496.0, 540.0})
             canvas.Line({0, y}, {704, y}, 1.5, Rgb(0x232E36));
         for (int tile = 0; tile < 4; ++tile)  // perforated ones, cold air comes up
-            for (int hole = 0; hole < 40; ++hole)
-                canvas.Ellipse(120 + tile * 150.0 + 9.0 * (hole % 8) + hole / 8 * (tile - 1.5) * 3,
-                               500 + 7.0 * (hole / 8), 2.4, 1.5, Rgb(0x1B242B));
+            for (int hole = 0; hole < 40; ++hole) {
+                const int row = hole / 8;
+                canvas.Ellipse(120 + tile * 150.0 + 9.0 * (hole % 8) + row * (tile - 1.5) * 3, 500 + 7.0 * row,
+                               2.4, 1.5, Rgb(0x1B242B));
+            }
         for (int rack = 0; rack < RACKS; ++rack) {
             const double x = RackX(rack);
             canvas.RoundRect(x, RACK_TOP - 10, RACK_WIDTH, FLOOR - RACK_TOP + 14, 4, Rgb(0x0A0E12));

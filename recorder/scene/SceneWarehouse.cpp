@@ -108,8 +108,10 @@ class CWarehouse : public IScene
                      {{0, Rgb(0x59626A)}, {1, Rgb(0x8C9499)}});
         canvas.Shade(0, 0, SCENE_WIDTH, VANISH.m_dY + CEILING / FAR_WALL,
                      {{0, Rgb(0x39434D)}, {1, Rgb(0x242E37)}});
-        for (double depth = 1; depth < FAR_WALL; depth += 0.5)
+        for (int beam = 0; beam < 12; ++beam) {
+            const double depth = 1 + beam * 0.5;
             canvas.Line(At(-900, CEILING, depth), At(900, CEILING, depth), 7 / depth, Rgb(0x1C252E));
+        }
         const XPoint corner = At(-AISLE - RACK_DEPTH, CEILING, FAR_WALL);
         const XPoint opposite = At(AISLE + RACK_DEPTH, FLOOR, FAR_WALL);
         canvas.Rect(corner.m_dX, corner.m_dY, opposite.m_dX - corner.m_dX, opposite.m_dY - corner.m_dY,

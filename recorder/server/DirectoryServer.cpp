@@ -38,6 +38,9 @@ class CDirectoryServer::CConnection : public std::enable_shared_from_this<CConne
         ReadNext();
     }
 
+    // The server is no more: nothing is to be done when something comes.
+    void Forget() noexcept { m_pServer = nullptr; }
+
     void Close()
     {
         asio::error_code ignored;
@@ -134,25 +137,16 @@ CDirectoryServer::CDirectoryServer(asio::io_context& context, const XEndpoint& a
 {
 }
 
+// Connections that still wait for something end with the context.
 CDirectoryServer::~CDirectoryServer()
 {
-    Close();
+    for (const auto& connection : m_Connections)
+        connection->Forget();
 }
 
 void CDirectoryServer::Start()
 {
     AcceptNext();
-}
-
-void CDirectoryServer::Close()
-{
-    asio::error_code ignored;
-    m_Acceptor.close(ignored);
-    m_Again.cancel();
-    while (!m_Connections.empty()) {
-        const auto connection = *m_Connections.begin();  // closing removes it from the set
-        connection->Close();
-    }
 }
 
 XEndpoint CDirectoryServer::Local() const

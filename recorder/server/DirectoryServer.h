@@ -34,7 +34,6 @@ class CDirectoryServer
     CDirectoryServer& operator=(const CDirectoryServer&) = delete;
 
     void Start();
-    void Close();
     XEndpoint Local() const;
     const XCounts& Counts() const { return m_Counts; }
 

@@ -50,13 +50,6 @@ void CUdpRoad::Start()
     ReadNext();
 }
 
-void CUdpRoad::Close()
-{
-    asio::error_code ignored;
-    m_Socket.close(ignored);
-    m_Delayed.cancel();
-}
-
 XEndpoint CUdpRoad::Local() const
 {
     return FromAsio(m_Socket.local_endpoint());

@@ -27,7 +27,6 @@ class CUdpRoad : public IDatagramOut
              std::set<ECarries> faultsOn, Receive receive);
 
     void Start();
-    void Close();
     void Send(const XEndpoint& to, Bytes bytes, ECarries carries) override;
     CFaults& Faults() { return m_Faults; }
     XEndpoint Local() const;
