@@ -9,10 +9,13 @@ constexpr std::int32_t CELL_MARGIN = 2;
 
 }  // namespace
 
-RECT ScaleRect(const RECT& rect, double scaleX, double scaleY)
+RECT ScaleRect(const RECT& rect, float scaleX, float scaleY)
 {
-    return {static_cast<std::int32_t>(rect.left * scaleX), static_cast<std::int32_t>(rect.top * scaleY),
-            static_cast<std::int32_t>(rect.right * scaleX), static_cast<std::int32_t>(rect.bottom * scaleY)};
+    const auto scaled = [](std::int32_t length, float scale) {
+        return static_cast<std::int32_t>(static_cast<float>(length) * scale);
+    };
+    return {scaled(rect.left, scaleX), scaled(rect.top, scaleY), scaled(rect.right, scaleX),
+            scaled(rect.bottom, scaleY)};
 }
 
 CGridState::CGridState(std::vector<std::vector<RECT>> layouts)
@@ -68,7 +71,7 @@ void CGridState::PrevPage()
     m_iPage = m_iPage < 1 ? GetLastPage() : m_iPage - 1;
 }
 
-CGridState::XPlacement CGridState::Place(double scaleX, double scaleY) const
+CGridState::XPlacement CGridState::Place(float scaleX, float scaleY) const
 {
     XPlacement placement;
     placement.m_Cells.resize(static_cast<std::size_t>(m_iCells));
@@ -84,7 +87,7 @@ CGridState::XPlacement CGridState::Place(double scaleX, double scaleY) const
     return placement;
 }
 
-bool CGridState::GetFocusRect(double scaleX, double scaleY, RECT& rect) const
+bool CGridState::GetFocusRect(float scaleX, float scaleY, RECT& rect) const
 {
     const auto& rects = GetRects();
     if (m_iFocus < 0 || static_cast<std::size_t>(m_iFocus) >= rects.size()) return false;

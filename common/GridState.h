@@ -57,12 +57,12 @@ class CGridState
 
     /// Places the cells of the current page; `scaleX` and `scaleY` stretch the rectangles (1.0 outside of full
     /// screen). Each cell lies within its rectangle with a margin of 2 on each side.
-    XPlacement Place(double scaleX, double scaleY) const;
+    XPlacement Place(float scaleX, float scaleY) const;
 
     /// The rectangle that the focus frame is drawn on, false when there is none. The focus is the index over
     /// all pages, used directly on the page's rectangles: a focused cell on a later page has no frame, and that
     /// is meant so.
-    bool GetFocusRect(double scaleX, double scaleY, RECT& rect) const;
+    bool GetFocusRect(float scaleX, float scaleY, RECT& rect) const;
 
   private:
     std::vector<std::vector<RECT>> m_Layouts;
@@ -73,5 +73,5 @@ class CGridState
     std::int32_t m_iPage = 0;
 };
 
-/// The rectangle with each co-ordinate multiplied and cut to a whole number.
-RECT ScaleRect(const RECT& rect, double scaleX, double scaleY);
+/// The rectangle with each co-ordinate multiplied, in single precision, and cut to a whole number.
+RECT ScaleRect(const RECT& rect, float scaleX, float scaleY);

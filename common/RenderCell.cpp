@@ -16,6 +16,7 @@ namespace
 // 0x030201 with red in the low byte: what the overlay renderer shows through, and the ground of a cell without
 // a picture.
 const QColor CELL_GROUND(1, 2, 3);
+const QSize PICTURE_SIZE(352, 288);
 
 // "dvr.bmp", loaded with the first cell and freed with any cell that goes.
 std::unique_ptr<XBitmapFile> g_pBitmap;
@@ -28,6 +29,12 @@ void LoadPicture()
     g_pBitmap = LoadBitmapFile(GetModuleDirectory() + "dvr.bmp");
     if (g_pBitmap != nullptr)
         g_Picture.loadFromData(g_pBitmap->m_Bytes.data(), static_cast<int>(g_pBitmap->m_Bytes.size()), "BMP");
+}
+
+// The pixels that are shown: 352 by 288 from the file's first row on, which is the picture's lowest.
+QRect PicturePart()
+{
+    return {QPoint(0, g_Picture.height() - PICTURE_SIZE.height()), PICTURE_SIZE};
 }
 
 }  // namespace
@@ -79,7 +86,7 @@ void CRenderCell::paintEvent(QPaintEvent*)
     if (g_Picture.isNull())
         painter.fillRect(rect(), CELL_GROUND);
     else
-        painter.drawImage(rect(), g_Picture);
+        painter.drawImage(rect(), g_Picture, PicturePart());
 }
 
 void CRenderCell::mousePressEvent(QMouseEvent* event)

@@ -51,9 +51,10 @@ CRenderWnd::~CRenderWnd()
 void CRenderWnd::CopyRecord(const XRenderWnd& record)
 {
     m_Record = record;
-    const double scale = (m_iMode == MODE_SECOND_SCALE ? record.yfactor : record.xfactor) / PER_MILLE;
-    m_dWindowScaleX = scale;
-    m_dWindowScaleY = scale;
+    const auto scale =
+        static_cast<float>((m_iMode == MODE_SECOND_SCALE ? record.yfactor : record.xfactor) / PER_MILLE);
+    m_fWindowScaleX = scale;
+    m_fWindowScaleY = scale;
     m_Rect =
         ScaleRect({record.rect.left, record.rect.top, record.rect.right, record.rect.bottom}, scale, scale);
     std::vector<std::vector<RECT>> layouts;
@@ -79,7 +80,7 @@ bool CRenderWnd::Init(QWidget* parent, const XRenderWnd& record, std::int32_t mo
     setParent(parent);
     setAttribute(Qt::WA_NativeWindow);
     setObjectName(QStringLiteral("VideoWall"));
-    setAccessibleName(QStringLiteral("Video wall"));
+    setAccessibleName(QString::fromStdString(CLanguage::GetString("IDS_Main_VideoWall")));
     m_pHandle =
         std::make_unique<CWindowHandle>(*this, [this](std::uint32_t message, WPARAM wParam, LPARAM lParam) {
             return WindowProc(message, wParam, lParam);
@@ -122,6 +123,9 @@ LRESULT CRenderWnd::WindowProc(std::uint32_t message, WPARAM wParam, LPARAM lPar
         case GRID_MESSAGE_FULL_SCREEN:
             SetLayout(0);
             break;
+        case GRID_MESSAGE_TIMER:
+            if (wParam == CYCLE_TIMER) NextPage();
+            break;
         case GRID_MESSAGE_FOCUS:
             setFocus(Qt::MouseFocusReason);
             break;
@@ -154,6 +158,7 @@ void CRenderWnd::OnCommand(std::int32_t id)
             SendMessageA(Handle(), GRID_MESSAGE_FULL_SCREEN, 0, 0);
             break;
         case GRID_COMMAND_SNAPSHOT:
+            if (RefuseWhileLocked()) break;
             if (IDevice* const device = FindDeviceByWnd(FocusedCell())) device->SnapShot();
             break;
         default:
@@ -228,7 +233,7 @@ void CRenderWnd::StopCycle()
 
 void CRenderWnd::timerEvent(QTimerEvent* event)
 {
-    if (event->timerId() == m_iTimer) NextPage();
+    if (event->timerId() == m_iTimer) SendMessageA(Handle(), GRID_MESSAGE_TIMER, CYCLE_TIMER, 0);
 }
 
 void CRenderWnd::Redraw()
@@ -239,8 +244,7 @@ void CRenderWnd::Redraw()
 
 void CRenderWnd::PlaceCells()
 {
-    const auto placement =
-        m_State.Place(m_bFullScreen ? m_dCellScaleX : 1.0, m_bFullScreen ? m_dCellScaleY : 1.0);
+    const auto placement = m_State.Place(GetScaleX(), GetScaleY());
     for (std::size_t i = 0; i < m_Cells.size(); ++i) {
         if (!m_Cells[i]->isWindow())  // a floating cell stays where its owner put it
             m_Cells[i]->setGeometry(ToQRect(placement.m_Cells[i]));
@@ -249,15 +253,13 @@ void CRenderWnd::PlaceCells()
 
 void CRenderWnd::paintEvent(QPaintEvent*)
 {
-    const double scale_x = m_bFullScreen ? m_dCellScaleX : 1.0;
-    const double scale_y = m_bFullScreen ? m_dCellScaleY : 1.0;
     QPainter painter(this);
     painter.fillRect(rect(), GRID_GROUND);
     painter.setPen(QPen(OUTLINE, OUTLINE_WIDTH));
-    for (const RECT& outline : m_State.Place(scale_x, scale_y).m_Outlines)
+    for (const RECT& outline : m_State.Place(GetScaleX(), GetScaleY()).m_Outlines)
         painter.drawRect(ToQRect(outline));
     RECT focus;
-    if (m_State.GetFocusRect(scale_x, scale_y, focus)) {
+    if (m_State.GetFocusRect(GetScaleX(), GetScaleY(), focus)) {
         // Drawn so that a second time would erase it.
         painter.setCompositionMode(QPainter::RasterOp_NotSourceXorDestination);
         painter.setPen(QPen(FOCUS, FOCUS_WIDTH));

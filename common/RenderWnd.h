@@ -22,7 +22,8 @@ class IDevice;
 inline constexpr std::uint32_t GRID_MESSAGE_SELECT = 0x402;        // cell window, button
 inline constexpr std::uint32_t GRID_MESSAGE_DOUBLE_CLICK = 0x403;  // cell window
 inline constexpr std::uint32_t GRID_MESSAGE_FULL_SCREEN = 0x405;
-inline constexpr std::uint32_t GRID_MESSAGE_FOCUS = 0x7;  // takes the keyboard
+inline constexpr std::uint32_t GRID_MESSAGE_FOCUS = 0x7;    // takes the keyboard
+inline constexpr std::uint32_t GRID_MESSAGE_TIMER = 0x113;  // timer; only the cycle's own turns the page
 inline constexpr LPARAM GRID_BUTTON_LEFT = 0;
 inline constexpr LPARAM GRID_BUTTON_RIGHT = 1;
 /// Posted to the grid's parent after each selection.
@@ -51,7 +52,7 @@ class CRenderWnd : public QWidget
 
   public:
     static constexpr std::size_t BUTTONS = 27;
-    static constexpr int CYCLE_TIMER = 0x401;
+    static constexpr WPARAM CYCLE_TIMER = 0x401;
 
     CRenderWnd();
     /// Frees the cells and lets go of the renderer; link threads that still hold it keep it until they are
@@ -103,6 +104,7 @@ class CRenderWnd : public QWidget
     void timerEvent(QTimerEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
   private:
     LRESULT WindowProc(std::uint32_t message, WPARAM wParam, LPARAM lParam);
@@ -112,9 +114,13 @@ class CRenderWnd : public QWidget
     void ShowMenu();
     void CopyRecord(const XRenderWnd& record);
     void CreateCells();
+    std::vector<QWidget*> GetSiblings() const;
+    float GetScaleX() const { return m_bFullScreen ? m_fCellScaleX : 1.0F; }
+    float GetScaleY() const { return m_bFullScreen ? m_fCellScaleY : 1.0F; }
     void ToggleFullScreen();
     void EnterFullScreen();
     void LeaveFullScreen();
+    void SetCellFloating(CRenderCell& cell, bool floating);
     void PlaceCells();
     void Redraw();
     bool RefuseWhileLocked();
@@ -125,10 +131,10 @@ class CRenderWnd : public QWidget
     std::array<QPointer<QPushButton>, BUTTONS> m_Buttons;
     XRenderWnd m_Record;
     CGridState m_State;
-    double m_dWindowScaleX = 1.0;
-    double m_dWindowScaleY = 1.0;
-    double m_dCellScaleX = 1.0;  // of the cells in full screen
-    double m_dCellScaleY = 1.0;
+    float m_fWindowScaleX = 1.0F;
+    float m_fWindowScaleY = 1.0F;
+    float m_fCellScaleX = 1.0F;  // of the cells in full screen
+    float m_fCellScaleY = 1.0F;
     bool m_bFullScreen = false;
     bool m_bLocked = false;
     bool m_bFloating = false;
@@ -145,7 +151,6 @@ class CRenderWnd : public QWidget
     Qt::WindowFlags m_SavedFlags;
     QByteArray m_SavedPlacement;
     Qt::WindowStates m_SavedState;
-    std::vector<QPointer<QWidget>> m_HiddenSiblings;
 };
 
 /// The last device of the tree whose GetParam(0x37) is this window; null for none. Channels over P2P answer 0

@@ -14,9 +14,9 @@ namespace
 constexpr std::int32_t MODE_LEAVES_PARENT = 3;
 constexpr double SCREEN_MARGIN = 20.0;
 
-double Quotient(double length, std::int32_t by)
+float Quotient(double length, std::int32_t by)
 {
-    return by != 0 ? length / by : 1.0;
+    return by != 0 ? static_cast<float>(length / by) : 1.0F;
 }
 
 }  // namespace
@@ -29,6 +29,17 @@ void CRenderWnd::ToggleFullScreen()
         EnterFullScreen();
 }
 
+// The parent's other child windows; what stands on its own is none of them.
+std::vector<QWidget*> CRenderWnd::GetSiblings() const
+{
+    std::vector<QWidget*> siblings;
+    for (QObject* child : m_pParent->children()) {
+        auto* const widget = qobject_cast<QWidget*>(child);
+        if (widget != nullptr && widget != this && !widget->isWindow()) siblings.push_back(widget);
+    }
+    return siblings;
+}
+
 void CRenderWnd::EnterFullScreen()
 {
     if (m_pParent == nullptr) return;
@@ -37,11 +48,11 @@ void CRenderWnd::EnterFullScreen()
     m_SavedState = outer->windowState();
     const QScreen* const shown_on = screen() != nullptr ? screen() : QGuiApplication::primaryScreen();
     const QSize size = shown_on->size();
-    m_dWindowScaleX = Quotient(size.width(), m_Rect.right - m_Rect.left);
-    m_dWindowScaleY = Quotient(size.height(), m_Rect.bottom - m_Rect.top);
+    m_fWindowScaleX = Quotient(size.width(), m_Rect.right - m_Rect.left);
+    m_fWindowScaleY = Quotient(size.height(), m_Rect.bottom - m_Rect.top);
     const RECT whole = m_State.GetYardstick();
-    m_dCellScaleX = Quotient(size.width() - SCREEN_MARGIN, whole.right);
-    m_dCellScaleY = Quotient(size.height() - SCREEN_MARGIN, whole.bottom);
+    m_fCellScaleX = Quotient(size.width() - SCREEN_MARGIN, whole.right);
+    m_fCellScaleY = Quotient(size.height() - SCREEN_MARGIN, whole.bottom);
     m_bFullScreen = true;
     if (m_iMode == MODE_LEAVES_PARENT) {
         m_SavedFlags = windowFlags();
@@ -49,13 +60,9 @@ void CRenderWnd::EnterFullScreen()
         setGeometry(shown_on->geometry());
         showFullScreen();
     } else {
-        m_HiddenSiblings.clear();
-        for (QObject* child : m_pParent->children()) {
-            auto* const widget = qobject_cast<QWidget*>(child);
-            if (widget == nullptr || widget == this || !widget->isVisibleTo(m_pParent)) continue;
-            widget->hide();
-            m_HiddenSiblings.emplace_back(widget);
-        }
+        for (QWidget* sibling : GetSiblings())
+            sibling->hide();
+        m_pParent->installEventFilter(this);  // the window manager takes its time
         outer->showMaximized();
         setGeometry(m_pParent->rect());
     }
@@ -73,37 +80,43 @@ void CRenderWnd::LeaveFullScreen()
         setWindowState(Qt::WindowNoState);
         setParent(m_pParent, m_SavedFlags);
     } else {
+        m_pParent->removeEventFilter(this);
         outer->setWindowState(m_SavedState);
     }
     outer->restoreGeometry(m_SavedPlacement);
     setGeometry(m_Rect.left, m_Rect.top, m_Rect.right - m_Rect.left, m_Rect.bottom - m_Rect.top);
     show();
-    for (const auto& sibling : m_HiddenSiblings) {
-        if (sibling != nullptr) sibling->show();
-    }
-    m_HiddenSiblings.clear();
+    // All of them, in every mode: also one that was hidden before.
+    for (QWidget* sibling : GetSiblings())
+        sibling->show();
     setFocus(Qt::OtherFocusReason);
+}
+
+// The grid fills the parent whatever size that comes to.
+bool CRenderWnd::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == m_pParent && event->type() == QEvent::Resize && m_bFullScreen)
+        setGeometry(m_pParent->rect());
+    return QWidget::eventFilter(watched, event);
 }
 
 void CRenderWnd::SetFloat(bool floating)
 {
     m_bFloating = floating;
     for (CRenderCell* cell : m_Cells) {
-        if (!IsCellUsed(cell->Handle())) {
-            cell->setGeometry(0, 0, 0, 0);
-            continue;
-        }
-        const QRect place = cell->geometry();
-        const QPoint on_screen = cell->mapToGlobal(QPoint(0, 0));
-        const bool was_floating = cell->isWindow();
-        if (was_floating == floating) continue;
-        if (floating) {
-            cell->setParent(this, Qt::Window | Qt::WindowStaysOnTopHint);
-            cell->setGeometry(QRect(on_screen, place.size()));
-        } else {
-            cell->setParent(this, Qt::Widget);
-            cell->setGeometry(QRect(mapFromGlobal(on_screen), place.size()));
-        }
-        cell->show();
+        const bool used = IsCellUsed(cell->Handle());
+        SetCellFloating(*cell, used && floating);
+        if (!used) cell->setGeometry(0, 0, 0, 0);
+        cell->show();  // one that was closed too
     }
+}
+
+// Moves nothing on the screen.
+void CRenderWnd::SetCellFloating(CRenderCell& cell, bool floating)
+{
+    if (cell.isWindow() == floating) return;
+    const QSize size = cell.size();
+    const QPoint on_screen = cell.mapToGlobal(QPoint(0, 0));
+    cell.setParent(this, floating ? Qt::Window | Qt::WindowStaysOnTopHint : Qt::Widget);
+    cell.setGeometry(QRect(floating ? on_screen : mapFromGlobal(on_screen), size));
 }

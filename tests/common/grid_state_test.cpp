@@ -56,7 +56,7 @@ TEST(GridStateTest, LastPageOfAnUnevenArrangementShowsTheRest)
     grid.SelectLayout(2);
     EXPECT_EQ(grid.GetLastPage(), 2);
     grid.LastPage();
-    const auto placement = grid.Place(1.0, 1.0);
+    const auto placement = grid.Place(1.0F, 1.0F);
     EXPECT_EQ(placement.m_Outlines.size(), 4U);
     for (std::size_t i = 0; i < 16; ++i)
         EXPECT_EQ(placement.m_Cells[i] == RECT{}, i < 12) << i;
@@ -66,7 +66,7 @@ TEST(GridStateTest, CellsLieWithinTheirRectanglesByTwo)
 {
     CGridState grid = Grid({4, 16});
     grid.SelectLayout(2);
-    const auto placement = grid.Place(1.0, 1.0);
+    const auto placement = grid.Place(1.0F, 1.0F);
     EXPECT_EQ(placement.m_Outlines[1], (RECT{10, 10, 20, 18}));
     EXPECT_EQ(placement.m_Cells[1], (RECT{12, 12, 18, 16}));
     EXPECT_EQ(placement.m_Cells[4], RECT{}) << "cells of other pages have no size";
@@ -74,7 +74,13 @@ TEST(GridStateTest, CellsLieWithinTheirRectanglesByTwo)
 
 TEST(GridStateTest, ScaledCoordinatesAreCut)
 {
-    EXPECT_EQ(ScaleRect({3, 5, 7, 9}, 1.5, 0.5), (RECT{4, 2, 10, 4}));
+    EXPECT_EQ(ScaleRect({3, 5, 7, 9}, 1.5F, 0.5F), (RECT{4, 2, 10, 4}));
+}
+
+// In double precision 100 * 1.15 falls short of 115.
+TEST(GridStateTest, ScaledCoordinatesAreComputedInSinglePrecision)
+{
+    EXPECT_EQ(ScaleRect({0, 0, 100, 180}, 1.15F, 1.15F), (RECT{0, 0, 115, 207}));
 }
 
 TEST(GridStateTest, LayoutForACount)
@@ -116,15 +122,16 @@ TEST(GridStateTest, FocusedCellOfALaterPageHasNoFrame)
     CGridState grid = Grid({4, 16});
     grid.SelectLayout(2);
     RECT rect;
-    EXPECT_FALSE(grid.GetFocusRect(1.0, 1.0, rect));
+    EXPECT_FALSE(grid.GetFocusRect(1.0F, 1.0F, rect));
     grid.SetFocus(3);
-    EXPECT_TRUE(grid.GetFocusRect(2.0, 1.0, rect));
+    EXPECT_TRUE(grid.GetFocusRect(2.0F, 1.0F, rect));
     EXPECT_EQ(rect, (RECT{60, 30, 80, 38}));
     grid.SetFocus(5);
     grid.NextPage();
-    EXPECT_FALSE(grid.GetFocusRect(1.0, 1.0, rect));
+    EXPECT_FALSE(grid.GetFocusRect(1.0F, 1.0F, rect));
     grid.SetFocus(2);
-    EXPECT_TRUE(grid.GetFocusRect(1.0, 1.0, rect)) << "an index below the page's count draws on whatever page";
+    EXPECT_TRUE(grid.GetFocusRect(1.0F, 1.0F, rect))
+        << "an index below the page's count draws on whatever page";
 }
 
 TEST(GridStateTest, GridWithoutArrangementsHoldsStill)
@@ -135,7 +142,7 @@ TEST(GridStateTest, GridWithoutArrangementsHoldsStill)
     grid.LastPage();
     grid.SelectLayout(0);
     EXPECT_EQ(grid.GetPage(), 0);
-    EXPECT_TRUE(grid.Place(1.0, 1.0).m_Cells.empty());
+    EXPECT_TRUE(grid.Place(1.0F, 1.0F).m_Cells.empty());
     EXPECT_EQ(grid.GetYardstick(), RECT{});
 }
 
