@@ -63,6 +63,7 @@ bool CMainDialog::OnLoadTemplate(int templateNumber)
 bool CMainDialog::OnInitDialog()
 {
     SetSystemLanguage();
+    CLanguage::GetInstance();  // what comes next has texts to show already
     // The demuxing library registers its media formats by itself.
     InstallHook();
     AttachObserver(this);
@@ -73,7 +74,6 @@ bool CMainDialog::OnInitDialog()
     if (!CreateGrid()) m_pExit(-1);
     if (WSAStartup(SOCKET_VERSION) != 0) return false;
     m_bSocketsStarted = true;
-    CLanguage::GetInstance();
     AddFolders();
     CreateCaptions();
     m_pRenderWnd->SetLayoutForCount(FIRST_LAYOUT_CELLS);

@@ -24,7 +24,7 @@ using namespace std::string_literals;
 // The keys that the system asks for, "MessgaeBOx" included: it is spelt so in code and files.
 constexpr std::string_view KEYS = R"(
 IDS_CONFIG_TEXT IDS_Client_Layout_Text IDS_Main_ColorSetting IDS_Main_DeviceList IDS_Main_PTZControl
-IDS_Main_RemoteLogon IDS_Main_RemoteRecord IDS_GlobalSetting IDS_StorageSetting IDS_NetworkSetting IDS_SystemSetting
+IDS_Main_RemoteLogon IDS_Main_RemoteRecord IDS_Main_VideoWall IDS_GlobalSetting IDS_StorageSetting IDS_NetworkSetting IDS_SystemSetting
 IDS_LogSetting IDS_Camera IDS_Card IDS_RemoteDevice IDS_DeviceOpened IDS_DeviceClosed IDS_NoDirectX9
 IDS_NoDisplayDriver IDS_FullScreen IDS_QuitFullScreen IDS_Snapshot IDS_MainDlg_UnlockFirst IDS_NoStoragePath
 IDS_RecordStarted IDS_RecordStopped IDS_CalendarTip IDS_Main_DevIDText IDS_Main_Find IDS_Main_NoLogonRemote

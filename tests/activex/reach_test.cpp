@@ -1,0 +1,126 @@
+#include <gmock/gmock.h>
+
+#include <QAccessible>
+#include <QTest>
+#include <algorithm>
+#include <set>
+
+#include "activex/ActiveXCtrl.h"
+#include "activex/UI common/Outlook2Ctrl.h"
+#include "model/Language.h"
+#include "model/NodeModel.h"
+#include "render/D3DSurfaceRender.h"
+#include "render/MemorySurfaceDevice.h"
+#include "tests/activex/home_support.h"
+
+namespace
+{
+
+// The whole control in a container, in the language of a locale.
+class ReachTest : public testing::TestWithParam<const char*>
+{
+  protected:
+    ReachTest() : m_FormerLocale(qgetenv("LC_ALL"))
+    {
+        qputenv("LC_ALL", GetParam());
+        CLanguage::Reset();
+        SetRenderFactory([adapter = m_pAdapter] {
+            return std::make_unique<CD3DSurfaceRender>([adapter] { return adapter; });
+        });
+        auto* const made = new CActiveXCtrl;
+        m_Control = CComPtr<IDispatch>(made);
+        made->Release();
+        m_pControl = made;
+        m_Container.resize(800, 600);
+    }
+    ~ReachTest() override
+    {
+        CLanguage::Reset();
+        m_Control.Reset();
+        SetRenderFactory({});
+        CNodeModel::DestroyInstance();
+        QCoreApplication::removePostedEvents(qApp, QEvent::Quit);
+        if (m_FormerLocale.isNull())
+            qunsetenv("LC_ALL");
+        else
+            qputenv("LC_ALL", m_FormerLocale);
+    }
+
+    void Show()
+    {
+        ASSERT_EQ(m_pControl->CreateControlWindow(&m_Container), S_OK);
+        m_pControl->SetBounds(0, 0, 800, 600);
+        m_Container.show();
+        m_Container.activateWindow();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(&m_Container));
+    }
+    COutlook2Ctrl& SideBar() { return *m_pControl->GetPanel().GetSideBar(); }
+
+    // What the keyboard can get to at present.
+    std::vector<QWidget*> Focusable() const
+    {
+        std::vector<QWidget*> found;
+        for (QWidget* widget : m_Container.findChildren<QWidget*>()) {
+            const bool takes = (widget->focusPolicy() & Qt::TabFocus) != 0 && widget->focusProxy() == nullptr;
+            if (takes && widget->isVisible() && widget->isEnabled()) found.push_back(widget);
+        }
+        return found;
+    }
+    static std::string Describe(const QWidget* widget)
+    {
+        return std::string(widget->metaObject()->className()) + " " + widget->objectName().toStdString();
+    }
+    static std::string NameOf(QWidget* widget)
+    {
+        QString name;
+        if (QAccessibleInterface* const reader = QAccessible::queryAccessibleInterface(widget))
+            name = reader->text(QAccessible::Name);
+        return (name.isEmpty() ? widget->toolTip() : name).toStdString();
+    }
+
+    QByteArray m_FormerLocale;
+    CTestHome m_Home;
+    std::shared_ptr<CMemorySurfaceAdapter> m_pAdapter = std::make_shared<CMemorySurfaceAdapter>();
+    QWidget m_Container;
+    CComPtr<IDispatch> m_Control;
+    CActiveXCtrl* m_pControl = nullptr;
+};
+
+TEST_P(ReachTest, EachFocusableWidgetOfEachPageHasANameInThisLanguage)
+{
+    Show();
+    for (int folder = 0; folder < SideBar().GetFolderCount(); ++folder) {
+        SideBar().SelectFolder(folder, COutlook2Ctrl::ANIMATION::Off);
+        const auto widgets = Focusable();
+        EXPECT_GE(widgets.size(), 4U);
+        for (QWidget* widget : widgets) {
+            EXPECT_NE(NameOf(widget), "") << Describe(widget);
+            EXPECT_EQ(NameOf(widget).find("Not found"), std::string::npos) << Describe(widget);
+            const bool latin = std::ranges::all_of(NameOf(widget), [](char c) { return (c & 0x80) == 0; });
+            EXPECT_EQ(latin, std::string(GetParam()).starts_with("en")) << NameOf(widget);
+        }
+    }
+}
+
+TEST_P(ReachTest, TabComesByEachFocusableWidgetOfEachPage)
+{
+    Show();
+    for (int folder = 0; folder < SideBar().GetFolderCount(); ++folder) {
+        SideBar().SelectFolder(folder, COutlook2Ctrl::ANIMATION::Off);
+        const auto widgets = Focusable();
+        SideBar().setFocus();
+        std::set<QWidget*> reached;
+        for (std::size_t i = 0; i < 2 * widgets.size(); ++i) {
+            QWidget* const at = QApplication::focusWidget();
+            ASSERT_NE(at, nullptr);
+            reached.insert(at);
+            QTest::keyClick(at, Qt::Key_Tab);
+        }
+        for (QWidget* widget : widgets)
+            EXPECT_EQ(reached.count(widget), 1U) << folder << ": " << Describe(widget);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Languages, ReachTest, testing::Values("en_US.UTF-8", "zh_CN.UTF-8", "zh_TW.UTF-8"));
+
+}  // namespace
