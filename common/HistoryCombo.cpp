@@ -36,8 +36,7 @@ bool CHistoryCombo::eventFilter(QObject* watched, QEvent* event)
 void CHistoryCombo::CompleteTyped()
 {
     const QString typed = lineEdit()->text();
-    if (!m_bAutoComplete || !m_bDoComplete || typed.isEmpty() || lineEdit()->cursorPosition() != typed.size())
-        return;
+    if (!m_bAutoComplete || !m_bDoComplete || typed.isEmpty()) return;  // an empty text begins every entry
     const int entry = findText(typed, Qt::MatchStartsWith);
     if (entry < 0) return;  // text and selection stay as they were typed
     lineEdit()->setText(itemText(entry));
@@ -93,18 +92,21 @@ QString CHistoryCombo::LoadHistory(const QString& section, const QString& prefix
 
 QString CHistoryCombo::LoadHistory(const QStringList& texts, bool selectFirst)
 {
+    const int selected = currentIndex();
+    const QString typed = currentText();
     for (const QString& text : texts) {
         if (!text.isEmpty()) addItem(text);
     }
-    if (selectFirst && count() > 0) setCurrentIndex(0);
+    // The toolkit selects the first text that comes into an empty list.
+    setCurrentIndex(selectFirst && count() > 0 ? 0 : selected);
+    if (!selectFirst) setEditText(typed);
     return currentText();
 }
 
 void CHistoryCombo::SaveHistory(bool addCurrent)
 {
     if (m_strSection.isEmpty()) return;
-    const QString current = currentText();
-    if (addCurrent && !current.isEmpty()) AddString(current);
+    if (addCurrent) AddString(currentText());  // an empty one too
     const int entries = std::min(count(), m_iMaxHistory + 1);
     for (int n = 0; n < entries; ++n)
         Write(Key(n), itemText(n));

@@ -78,7 +78,7 @@ class CHistoryCombo : public QComboBox
     bool m_bRestoreLast = false;  // save and restore the current text
     bool m_bAutoComplete = true;
     bool m_bDoComplete =
-        false;  // for this edit: not after Delete and Backspace, so that deleting never completes
+        true;  // for this edit: not after Delete and Backspace, so that deleting never completes
     int m_iMaxHistory = DEFAULT_MAX_HISTORY;
     bool m_bSorted;
 };

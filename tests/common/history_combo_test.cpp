@@ -208,6 +208,54 @@ TEST_F(HistoryComboTest, SaveAddsTheCurrentTextWhenAsked)
     EXPECT_EQ(Stored("H0"), "typed");
 }
 
+// Settled: nothing refuses an empty text, and the list ends there when it is loaded again.
+TEST_F(HistoryComboTest, SaveAddsAnEmptyCurrentTextToo)
+{
+    CHistoryCombo combo;
+    combo.LoadHistory("Setting", "H");
+    combo.AddString("a");
+    combo.setEditText("");
+    combo.SaveHistory(true);
+    EXPECT_EQ(Stored("H0"), "");
+    EXPECT_EQ(Stored("H1"), "a");
+    EXPECT_EQ(combo.LoadHistory("Setting", "H"), "");
+    EXPECT_EQ(combo.count(), 0);
+}
+
+TEST_F(HistoryComboTest, AddedTextIsSelectedAlsoOverATypedOneWithBlanks)
+{
+    CHistoryCombo combo;
+    combo.AddString("b");
+    combo.AddString("a");
+    for (const char* typed : {" a ", "a", " b", "c "}) {
+        combo.setEditText(typed);
+        EXPECT_EQ(combo.AddString(combo.currentText()), 0);
+        EXPECT_EQ(combo.currentText(), QString(typed).trimmed());
+        EXPECT_EQ(combo.currentIndex(), 0);
+    }
+}
+
+TEST_F(HistoryComboTest, SaveWithoutRestoreLastWritesNoLastText)
+{
+    CHistoryCombo combo;
+    combo.LoadHistory("Setting", "H", false);
+    combo.AddString("a");
+    combo.SaveHistory(false);
+    EXPECT_EQ(Stored("H0"), "a");
+    EXPECT_EQ(Stored("H"), "missing");
+}
+
+TEST_F(HistoryComboTest, ClearBlanksTheLastTextToo)
+{
+    Store("H0", "a");
+    Store("H", "last");
+    CHistoryCombo combo;
+    combo.LoadHistory("Setting", "H", false);
+    combo.ClearHistory(true);
+    EXPECT_EQ(Stored("H0"), "");
+    EXPECT_EQ(Stored("H"), "");
+}
+
 TEST_F(HistoryComboTest, SaveAndClearWithoutASectionDoNothing)
 {
     CHistoryCombo combo;
@@ -247,6 +295,16 @@ TEST_F(HistoryComboTest, ListIsLoadedWithoutItsEmptyTexts)
     EXPECT_EQ(Entries(combo), QStringList({"a", "b"}));
 }
 
+TEST_F(HistoryComboTest, ListLoadedWithoutASelectionLeavesTheCurrentText)
+{
+    CHistoryCombo combo;
+    EXPECT_EQ(combo.LoadHistory(QStringList({"a", "b"}), false), "");
+    EXPECT_EQ(combo.currentIndex(), -1);
+    combo.setEditText("typed");
+    EXPECT_EQ(combo.LoadHistory(QStringList({"c"}), false), "typed");
+    EXPECT_EQ(Entries(combo), QStringList({"a", "b", "c"}));
+}
+
 TEST_F(HistoryComboTest, TypingCompletesAndLeavesTheCaretBehindTheTyped)
 {
     CHistoryCombo combo;
@@ -269,6 +327,34 @@ TEST_F(HistoryComboTest, TypingWithoutAMatchStaysAsTyped)
     QTest::keyClicks(combo.lineEdit(), "12");
     EXPECT_EQ(combo.lineEdit()->text(), "12");
     EXPECT_EQ(combo.lineEdit()->selectedText(), "");
+}
+
+TEST_F(HistoryComboTest, TypingInTheMiddleCompletesTheWholeText)
+{
+    CHistoryCombo combo;
+    combo.AddString("10012");
+    combo.SetAutoComplete(false);
+    combo.setEditText("");
+    QTest::keyClicks(combo.lineEdit(), "11");
+    combo.SetAutoComplete(true);
+    combo.lineEdit()->setCursorPosition(1);
+    QTest::keyClick(combo.lineEdit(), Qt::Key_0);
+    EXPECT_EQ(combo.lineEdit()->text(), "101") << "no entry begins so";
+    combo.lineEdit()->setCursorPosition(1);
+    QTest::keyClick(combo.lineEdit(), Qt::Key_0);
+    EXPECT_EQ(combo.lineEdit()->text(), "10012");
+    EXPECT_EQ(combo.lineEdit()->selectedText(), "2");
+    EXPECT_EQ(combo.lineEdit()->cursorPosition(), 4);
+}
+
+TEST_F(HistoryComboTest, WithoutAutoCompletionTypingStaysAsTyped)
+{
+    CHistoryCombo combo;
+    combo.AddString("1001");
+    combo.SetAutoComplete(false);
+    combo.setEditText("");
+    QTest::keyClicks(combo.lineEdit(), "10");
+    EXPECT_EQ(combo.lineEdit()->text(), "10");
 }
 
 TEST_F(HistoryComboTest, DeletingNeverCompletes)
