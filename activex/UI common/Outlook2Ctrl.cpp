@@ -1,5 +1,6 @@
 #include "activex/UI common/Outlook2Ctrl.h"
 
+#include <QAbstractEventDispatcher>
 #include <QApplication>
 #include <QHelpEvent>
 #include <QKeyEvent>
@@ -50,6 +51,8 @@ COutlook2Ctrl::COutlook2Ctrl(QWidget* parent, HWND owner)
     setAttribute(Qt::WA_OpaquePaintEvent);
     m_SlideTimer.setInterval(SLIDE_PAUSE_MS);
     connect(&m_SlideTimer, &QTimer::timeout, this, &COutlook2Ctrl::Slide);
+    if (QAbstractEventDispatcher* const loop = QAbstractEventDispatcher::instance())
+        connect(loop, &QAbstractEventDispatcher::aboutToBlock, this, &COutlook2Ctrl::UpdateLines);
 }
 
 COutlook2Ctrl::~COutlook2Ctrl()

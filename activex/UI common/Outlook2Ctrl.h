@@ -75,7 +75,7 @@ class COutlook2Ctrl : public QWidget
     XHit HitTest(const QPoint& point) const;
 
     /// Asks the owner for the state of every line of the selected folder but those of style OL2_FIRE; a line
-    /// whose state changed is painted anew. For the owner's idle time.
+    /// whose state changed is painted anew. The bar calls it itself when the event loop has nothing to do.
     void UpdateLines();
     /// Answers for the state of a line; without it every line is enabled.
     void SetUpdateHandler(std::function<void(COL2CCmdUI&)> handler) { m_UpdateHandler = std::move(handler); }
@@ -110,6 +110,7 @@ class COutlook2Ctrl : public QWidget
     void DrawPage(QPainter& painter, const QRect& page);
     void DrawSeparator(QPainter& painter, const QRect& place);
     void PlaceChildren();
+    void PlaceChild(QWidget& child, const QRect& place, int rest);
     void HideChildren();
     void Click(const QPoint& point);
     std::uint32_t AskState(COL2SubItem& line);

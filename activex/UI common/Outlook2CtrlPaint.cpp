@@ -91,13 +91,22 @@ void COutlook2Ctrl::PlaceChildren()
             if (line->m_pChild != nullptr) high = line->m_iChildHeight < 0 ? left : line->m_iChildHeight;
             line->m_rect = QRect(page.left(), top, page.width(), high) & page;
             if (line->m_pChild != nullptr) {
-                // A child that is taller than the rest of the page is clipped by the page's end.
-                line->m_pChild->setGeometry(line->m_rect);
-                line->m_pChild->show();
+                PlaceChild(*line->m_pChild, QRect(page.left(), top, page.width(), high), left);
             }
             top += high;
         }
     }
+}
+
+// A child keeps its height; of one that is taller than the rest of the page only that rest is seen.
+void COutlook2Ctrl::PlaceChild(QWidget& child, const QRect& place, int rest)
+{
+    child.setGeometry(place);
+    if (place.height() > rest)
+        child.setMask(QRect(0, 0, place.width(), rest));
+    else
+        child.clearMask();
+    child.show();
 }
 
 void COutlook2Ctrl::paintEvent(QPaintEvent*)

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <QApplication>
+#include <QEventLoop>
 #include <QLabel>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -131,8 +132,15 @@ TEST_F(SideBarTest, ChildTallerThanThePageIsClipped)
     auto* const child = new QLabel("child");
     m_Bar->AddSubItem(0, 0, child, 5000);
     Paint();
-    EXPECT_EQ(child->geometry(), QRect(0, 59, 196, 400 - 59 - 25));
+    EXPECT_EQ(child->geometry(), QRect(0, 59, 196, 5000)) << "it keeps its height";
+    EXPECT_EQ(child->mask().boundingRect(), QRect(0, 0, 196, 400 - 59 - 25));
+    EXPECT_EQ(m_Bar->childAt(10, 370), child);
+    EXPECT_EQ(m_Bar->childAt(10, 380), nullptr);
     EXPECT_TRUE(child->isVisible());
+    EXPECT_EQ(m_Bar->HitTest({10, 399}).m_Kind, COutlook2Ctrl::HIT_FOLDER) << "the button is not covered";
+    m_Bar->resize(200, 6000);
+    Paint();
+    EXPECT_EQ(m_Bar->childAt(10, 5000), child);
 }
 
 TEST_F(SideBarTest, ChildOfMinusOneTakesAllThatIsLeft)
@@ -169,6 +177,8 @@ TEST_F(SideBarTest, ClickOnAFolderSlidesItsPageIn)
     Paint();
     QTest::mouseClick(&*m_Bar, Qt::LeftButton, {}, Middle(m_Bar->GetFolder(1).m_rect));
     EXPECT_EQ(m_Bar->GetSelectedFolder(), 1);
+    EXPECT_TRUE(m_Bar->IsSliding());
+    EXPECT_FALSE(second->isVisible()) << "until the final picture";
     EXPECT_TRUE(QTest::qWaitFor([&] { return !m_Bar->IsSliding() && second->isVisible(); }));
 }
 
@@ -263,6 +273,62 @@ TEST_F(SideBarTest, IdleUpdateAsksForEveryLineButThePlainFiringOnes)
     EXPECT_THAT(asked, ElementsAre(0U, 1U, 3U));
     EXPECT_EQ(Line(0, 0, 0).m_dwState, OL2_STATE_ON);
     EXPECT_EQ(Line(0, 0, 2).m_dwState, 0U);
+}
+
+TEST_F(SideBarTest, EventLoopWithNothingToDoUpdatesTheLines)
+{
+    Show();
+    m_Bar->AddFolder("a", {});
+    m_Bar->AddItem(0, "header");
+    m_Bar->AddSubItem(0, 0, "line", {}, OL2_COMMAND, 1);
+    QEventLoop loop;
+    m_Bar->SetUpdateHandler([&loop](COL2CCmdUI& update) {
+        update.SetText("updated");
+        loop.quit();
+    });
+    loop.exec();
+    EXPECT_EQ(Line(0, 0, 0).m_strText, "updated");
+}
+
+TEST_F(SideBarTest, HotLinesAndFoldersFollowTheMouse)
+{
+    Show();
+    m_Bar->AddFolder("a", {});
+    m_Bar->AddFolder("b", {});
+    m_Bar->AddItem(0, "header");
+    m_Bar->AddSubItem(0, 0, "line", {}, OL2_COMMAND, 1);
+    Paint();
+    const QRect button = m_Bar->GetFolder(1).m_rect;
+    const auto is_hot = [&] {
+        const QColor shown = m_Bar->grab().toImage().pixelColor(button.right() - 1, button.top());
+        return shown.blue() > shown.red();  // blue, or a grey
+    };
+    EXPECT_FALSE(is_hot());
+    QTest::mouseMove(&*m_Bar, Middle(button));
+    EXPECT_TRUE(QTest::qWaitFor(is_hot));
+    EXPECT_EQ(m_Bar->cursor().shape(), Qt::PointingHandCursor);
+    QTest::mouseMove(&*m_Bar, Middle(Line(0, 0, 0).m_rect));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !is_hot(); }));
+    QTest::mouseMove(&*m_Bar, {198, 100});
+    EXPECT_TRUE(QTest::qWaitFor([&] { return m_Bar->cursor().shape() == Qt::SplitHCursor; }));
+}
+
+TEST_F(SideBarTest, SelectedButtonRunsFromLightToDarkBlueAndAPlainOneInGreys)
+{
+    Show();
+    m_Bar->AddFolder("a", {});
+    m_Bar->AddFolder("b", {});
+    const QImage shown = m_Bar->grab().toImage();
+    const auto near = [&shown](int y, QRgb wanted) {
+        const QColor is = shown.pixelColor(190, y);
+        EXPECT_NEAR(is.red(), qRed(wanted), 6) << y;
+        EXPECT_NEAR(is.green(), qGreen(wanted), 6) << y;
+        EXPECT_NEAR(is.blue(), qBlue(wanted), 6) << y;
+    };
+    near(351, 0x4AB0F2);
+    near(374, 0x1D6E98);
+    near(376, 0xD7D7D7);
+    near(399, 0x9B9B9B);
 }
 
 TEST_F(SideBarTest, DraggingTheRightEdgeChangesTheWidth)
