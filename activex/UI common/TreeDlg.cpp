@@ -10,6 +10,7 @@
 #include "model/NodeModel.h"
 #include "model/Observer.h"
 #include "platform/language.h"
+#include "platform/qt/Keys.h"
 #include "platform/qt/Menu.h"
 #include "remote/Remote.h"
 #include "remote/RemoteStation.h"
@@ -136,6 +137,17 @@ void CTreeDlg::PlaceTree(int width, int height)
 {
     if (m_pTree != nullptr)
         m_pTree->setGeometry(0, 0, std::max(width - WIDTH_LESS, 0), std::max(height - HEIGHT_LESS, 0));
+}
+
+EPreTranslate CTreeDlg::PreTranslateMessage(MSG& message)
+{
+    const bool accepts = message.message == WM_KEYDOWN && message.wParam == VK_RETURN;
+    const bool ends = accepts || message.message == WM_LBUTTONDOWN;
+    if (ends && m_pTree != nullptr && m_pTree->IsEditing()) {
+        Widget()->setFocus(Qt::OtherFocusReason);
+        if (accepts) return EPreTranslate::Handled;
+    }
+    return CDialog::PreTranslateMessage(message);
 }
 
 QTreeWidgetItem* CTreeDlg::GetRootItem() const

@@ -61,6 +61,9 @@ class CTreeDlg : public CDialog
     void OnSize(int width, int height) override;
     void OnPaint(QPainter& painter, const QRect& area) override;
     bool OnCommand(int id) override;
+    /// While a name is edited, Return and a press of the left button, in the edit field too, take the keyboard
+    /// back to the panel, which ends the edit. Return does nothing else.
+    EPreTranslate PreTranslateMessage(MSG& message) override;
 
   private:
     void PlaceTree(int width, int height);

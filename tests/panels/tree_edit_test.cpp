@@ -1,0 +1,182 @@
+#include <QImage>
+
+#include "platform/qt/Keys.h"
+#include "platform/qt/MessagePump.h"
+#include "tests/panels/tree_dlg_support.h"
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+// What the tree looks like, and the edit of a name in it.
+
+namespace
+{
+
+constexpr int ROW = 26;
+
+QColor Shown(CTreeCtrlEx& tree, int x, int y)
+{
+    return tree.viewport()->grab().toImage().pixelColor(x, y);
+}
+
+TEST_F(TreeDlgTest, RowsAreWhiteAndPaleInTurnAndTheSelectedOneBlue)
+{
+    AddStation();
+    ShowDialog();
+    const int right = Tree().viewport()->width() - 3;
+    EXPECT_EQ(Shown(Tree(), right, ROW / 2), QColor(0xFF, 0xFF, 0xFF));
+    EXPECT_EQ(Shown(Tree(), right, ROW + ROW / 2), QColor(0xF2, 0xF2, 0xF2));
+    EXPECT_EQ(Shown(Tree(), right, 2 * ROW + ROW / 2), QColor(0xFF, 0xFF, 0xFF));
+    Select({0, 0});
+    EXPECT_EQ(Shown(Tree(), right, ROW + ROW / 2), QColor(0x4A, 0xB0, 0xF2));
+    EXPECT_EQ(Shown(Tree(), 1, ROW + ROW / 2), QColor(0x4A, 0xB0, 0xF2)) << "over the whole width";
+}
+
+TEST_F(TreeDlgTest, RowsKeepTheirColoursInTheTreeAfterALogon)
+{
+    AddStation();
+    ShowDialog();
+    m_Dlg->RefillTree();
+    EXPECT_EQ(Shown(Tree(), 190, ROW / 2), QColor(0xFF, 0xFF, 0xFF));
+    EXPECT_EQ(Shown(Tree(), 100, 5 * ROW), QColor(0x26, 0x29, 0x2E)) << "beneath the rows the ground shows";
+}
+
+TEST_F(TreeDlgTest, FoldersHaveTrianglesThatPointRightWhenCollapsedAndDownWhenExpanded)
+{
+    AddStation();
+    ShowDialog();
+    const QColor line(0x76, 0x76, 0x76);
+    const int label = Tree().GetLabelRect(Item({0})).left();
+    const int middle = Tree().visualItemRect(Item({0})).center().y();
+    EXPECT_EQ(Shown(Tree(), label - 14, middle - 2), line);
+    EXPECT_EQ(Shown(Tree(), label - 6, middle - 2), line);
+    EXPECT_EQ(Shown(Tree(), label - 10, middle + 2), line);
+    EXPECT_NE(Shown(Tree(), label - 12, middle + 4), line);
+    Item({0})->setExpanded(false);
+    EXPECT_EQ(Shown(Tree(), label - 12, middle - 4), line);
+    EXPECT_EQ(Shown(Tree(), label - 12, middle + 4), line);
+    EXPECT_EQ(Shown(Tree(), label - 8, middle), line);
+    EXPECT_NE(Shown(Tree(), label - 6, middle - 2), line);
+}
+
+TEST_F(TreeDlgTest, NodeWithoutChildrenAndWithoutAParentHasATriangleToo)
+{
+    auto* const station = new CTestStation;
+    station->SetName("empty");
+    CNodeModel::GetInstance()->GetRoot()->Add(station, nullptr);
+    ShowDialog();
+    const int label = Tree().GetLabelRect(Item({0})).left();
+    const int middle = Tree().visualItemRect(Item({0})).center().y();
+    bool found = false;
+    for (int x = label - 14; x < label - 5; ++x)
+        found = found || Shown(Tree(), x, middle) == QColor(0x76, 0x76, 0x76);
+    EXPECT_TRUE(found);
+}
+
+TEST_F(TreeDlgTest, EachStatusHasAnIconOfItsOwnLeftOfTheLabel)
+{
+    AddStation();
+    ShowDialog();
+    QTreeWidgetItem* const item = Item({0, 0, 0});
+    const QRect row = Tree().visualItemRect(item);
+    const QRect icon(Tree().GetLabelRect(item).left(), row.center().y() - 12, 24, 24);
+    std::vector<QImage> icons;
+    for (const int status : {-1, 0, 1, 2}) {
+        CTreeCtrlEx::SetStatusImage(item, status);
+        icons.push_back(Tree().viewport()->grab(icon).toImage());
+    }
+    for (std::size_t i = 0; i < icons.size(); ++i) {
+        for (std::size_t j = 0; j < i; ++j)
+            EXPECT_NE(icons[i], icons[j]) << i << " " << j;
+    }
+}
+
+TEST_F(TreeDlgTest, ClickOnATriangleExpandsAndCollapses)
+{
+    AddStation();
+    ShowDialog();
+    const QPoint triangle(Tree().GetLabelRect(Item({0})).left() - 10,
+                          Tree().visualItemRect(Item({0})).center().y());
+    QTest::mouseClick(Tree().viewport(), Qt::LeftButton, {}, triangle);
+    EXPECT_FALSE(Item({0})->isExpanded());
+    QTest::mouseClick(Tree().viewport(), Qt::LeftButton, {}, triangle);
+    EXPECT_TRUE(Item({0})->isExpanded());
+}
+
+TEST_F(TreeDlgTest, NameOfMoreThanFifteenCharactersCantBeTyped)
+{
+    AddStation();
+    ShowDialog();
+    QLineEdit* const edit = Edit({0});
+    ASSERT_NE(edit, nullptr);
+    edit->selectAll();
+    QTest::keyClicks(edit, "a name that is far too long");
+    QTest::keyClick(edit, Qt::Key_Return);
+    QApplication::processEvents();
+    EXPECT_EQ(Item({0})->text(0), "a name that is ");
+    EXPECT_NE(CNodeModel::GetInstance()->FindByName("a name that is "), nullptr);
+    EXPECT_TRUE(QTest::qWaitFor([this] { return !m_Notices.empty(); }));
+    EXPECT_THAT(m_Notices, ElementsAre(std::pair(TREE_NOTICE_CHANGED, 0)));
+}
+
+TEST_F(TreeDlgTest, EmptyNameLeavesAllAsItWas)
+{
+    AddStation();
+    ShowDialog();
+    QLineEdit* const edit = Edit({0});
+    ASSERT_NE(edit, nullptr);
+    edit->clear();
+    QTest::keyClick(edit, Qt::Key_Return);
+    QApplication::processEvents();
+    EXPECT_EQ(Item({0})->text(0), "1001");
+    EXPECT_THAT(m_Notices, IsEmpty());
+}
+
+TEST_F(TreeDlgTest, LeftPressInTheEditFieldItselfEndsTheEdit)
+{
+    AddStation();
+    ShowDialog();
+    QLineEdit* const edit = Edit({0});
+    ASSERT_NE(edit, nullptr);
+    edit->setText("new");
+    QTest::mousePress(edit, Qt::LeftButton);
+    EXPECT_FALSE(Tree().IsEditing());
+    EXPECT_TRUE(m_Dlg->Widget()->hasFocus());
+    EXPECT_EQ(Item({0})->text(0), "new");
+}
+
+TEST_F(TreeDlgTest, LeftPressElsewhereEndsTheEditToo)
+{
+    AddStation();
+    ShowDialog();
+    QLineEdit* const edit = Edit({0});
+    ASSERT_NE(edit, nullptr);
+    edit->setText("new");
+    QTest::mouseClick(m_Dlg->Widget(), Qt::LeftButton, {}, {50, 400});
+    EXPECT_FALSE(Tree().IsEditing());
+    EXPECT_EQ(Item({0})->text(0), "new");
+}
+
+// Keys come to the panels by the main panel's hook.
+TEST_F(TreeDlgTest, ReturnEndsTheEditAndOpensNothing)
+{
+    CNodeModel::GetInstance()->GetRoot()->Add(new CTcpChannel, nullptr);
+    ShowDialog();
+    const HHOOK hook = SetWindowsHookExA([](int, WPARAM, MSG& message) {
+        if (WalkPreTranslateTree(message) == EPreTranslate::Handled) message.message = WM_NULL;
+        return LRESULT{0};
+    });
+    QLineEdit* const edit = Edit({0});
+    ASSERT_NE(edit, nullptr);
+    edit->setText("new");
+    QTest::keyClick(edit, Qt::Key_Return);
+    UnhookWindowsHookEx(hook);
+    EXPECT_FALSE(Tree().IsEditing());
+    EXPECT_TRUE(m_Dlg->Widget()->hasFocus());
+    EXPECT_EQ(Item({0})->text(0), "new");
+    EXPECT_THAT(TreeCalls(), IsEmpty());
+    QApplication::processEvents();
+    EXPECT_THAT(m_Notices, IsEmpty()) << "only a station takes the name, and tells of it";
+}
+
+}  // namespace
