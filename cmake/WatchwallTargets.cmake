@@ -78,11 +78,13 @@ endfunction()
 
 # watchwall_tests(NAME [LINKS ...]): the *_test.cpp of this folder as the programs NAME_tests and, for those named
 # *_threads_test.cpp, NAME_threads_tests, whose tests carry the label "threads" (the thread sanitizer runs these).
-# GUI makes the program bring up the application object, for tests that need the virtual display.
+# GUI makes the program bring up the application object, for tests that need the virtual display; OWN_DISPLAY does so on
+# a virtual display of the program's own. HELPERS are further sources, of other folders.
 function(watchwall_tests name)
-  cmake_parse_arguments(arg "GUI" "" "LINKS" ${ARGN})
+  cmake_parse_arguments(arg "GUI;OWN_DISPLAY" "" "LINKS;HELPERS" ${ARGN})
   file(GLOB sources CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/*_test.cpp")
   file(GLOB helpers CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/*_support.cpp")
+  list(APPEND helpers ${arg_HELPERS})
   set(threads ${sources})
   list(FILTER threads INCLUDE REGEX "_threads_test\\.cpp$")
   list(FILTER sources EXCLUDE REGEX "_threads_test\\.cpp$")
@@ -107,7 +109,9 @@ function(_watchwall_test_program program labels sources helpers)
                                                 WATCHWALL_BINARY_DIR="${PROJECT_BINARY_DIR}")
   target_include_directories(${program} PRIVATE "${PROJECT_SOURCE_DIR}")
   target_link_libraries(${program} PRIVATE watchwall_options ${arg_LINKS} GTest::gtest GTest::gmock)
-  if(arg_GUI)
+  if(arg_OWN_DISPLAY)
+    target_link_libraries(${program} PRIVATE test_display_main)
+  elseif(arg_GUI)
     target_link_libraries(${program} PRIVATE test_gui_main)
     watchwall_keep_libraries(${program})
   else()

@@ -115,6 +115,13 @@ CRecorderProcess::~CRecorderProcess()
     waitpid(m_Process, nullptr, 0);
 }
 
+void CRecorderProcess::Kill()
+{
+    kill(m_Process, SIGKILL);
+    waitpid(m_Process, nullptr, 0);
+    m_Process = -1;
+}
+
 std::string CRecorderProcess::Field(const std::string& name) const
 {
     const auto at = m_strReady.find(" " + name + "=");

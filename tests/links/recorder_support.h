@@ -41,6 +41,9 @@ class CRecorderProcess
     CRecorderProcess(const CRecorderProcess&) = delete;
     CRecorderProcess& operator=(const CRecorderProcess&) = delete;
 
+    /// Ends it in the middle of whatever it does.
+    void Kill();
+
     /// Where its directory listens.
     XEndpoints Endpoints() const;
     /// A session that finds its rendezvous server.

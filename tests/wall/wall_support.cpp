@@ -1,0 +1,214 @@
+#include "tests/wall/wall_support.h"
+
+#include <QAbstractButton>
+#include <QComboBox>
+#include <QFile>
+#include <QLineEdit>
+#include <QTest>
+#include <cmath>
+#include <cstdlib>
+
+#include "activex/UI common/TreeCtrlEx.h"
+#include "common/RenderCell.h"
+#include "common/RenderWnd.h"
+#include "model/Language.h"
+#include "model/NodeModel.h"
+#include "remote/Remote.h"
+
+namespace
+{
+
+constexpr int PATIENCE_MS = 60000;
+constexpr int BOX_LOOK_MS = 20;
+constexpr int NEAR = 48;  // of a colour after a lossy road over studio levels
+
+int Distance(QRgb a, QRgb b)
+{
+    return std::abs(qRed(a) - qRed(b)) + std::abs(qGreen(a) - qGreen(b)) + std::abs(qBlue(a) - qBlue(b));
+}
+
+}  // namespace
+
+std::vector<std::string> ColorRecorder(std::size_t channels)
+{
+    std::vector<std::string> words{"--channels", std::to_string(channels), "--size", "352x288", "--fps", "12"};
+    for (std::size_t i = 0; i < channels; ++i) {
+        char colour[16];
+        std::snprintf(colour, sizeof colour, "0x%06X", CHANNEL_COLORS[i % CHANNEL_COLORS.size()] & 0xFFFFFF);
+        words.emplace_back("--source");
+        words.push_back(std::to_string(i + 1) + "=lavfi:color=c=" + colour +
+                        ":s=352x288:r=12[a];color=c=white:s=48x48:r=12[b];[a][b]overlay=x='mod(n*8,304)':y=16");
+    }
+    return words;
+}
+
+CWall::CWall(const XWallSetup& setup)
+    : m_FormerLocale(qgetenv("LC_ALL")), m_Screen(qgetenv("DISPLAY").toStdString())
+{
+    qputenv("LC_ALL", setup.m_szLocale);
+    CLanguage::Reset();
+    m_pRecorder = std::make_unique<CRecorderProcess>(setup.m_Recorder);
+    QFile::copy(WATCHWALL_SOURCE_DIR "/dvr.bmp", m_Home.File("dvr.bmp"));
+    const XEndpoints endpoints = m_pRecorder->Endpoints();
+    QFile settings(m_Home.File("config/system.ini"));
+    if (settings.open(QIODevice::WriteOnly))
+        settings.write(QStringLiteral("[System]\nDirectoryPort=%1\nRendezvousPort=%2\nStandardChroma=1\n%3")
+                           .arg(endpoints.m_usDirectoryPort)
+                           .arg(endpoints.m_usRendezvousPort)
+                           .arg(setup.m_bSharedReceive ? "SharedReceive=1\n" : "")
+                           .toUtf8());
+    settings.close();
+
+    QObject::connect(&m_BoxTimer, &QTimer::timeout, [this] { AnswerBox(); });
+    m_BoxTimer.start(BOX_LOOK_MS);
+    m_pWindow = std::make_unique<CMainWindow>();
+    m_pControl = new CActiveXCtrl;
+    CComPtr<IControlWindow> control(m_pControl);
+    m_pControl->Release();
+    if (!m_pWindow->Embed(std::move(control))) throw std::runtime_error("the control has no window");
+    m_pWindow->show();
+    if (!QTest::qWaitForWindowExposed(m_pWindow.get())) throw std::runtime_error("the window does not show");
+    m_pWindow->activateWindow();
+    Until([this] { return m_pWindow->isActiveWindow(); });
+}
+
+CWall::~CWall()
+{
+    m_pWindow.reset();
+    CNodeModel::DestroyInstance();
+    QCoreApplication::removePostedEvents(qApp, QEvent::Quit);
+    if (m_FormerLocale.isNull())
+        qunsetenv("LC_ALL");
+    else
+        qputenv("LC_ALL", m_FormerLocale);
+    CLanguage::Reset();
+}
+
+bool CWall::Until(const std::function<bool()>& condition)
+{
+    return QTest::qWaitFor(condition, PATIENCE_MS);
+}
+
+// A click that came before the box took input is made again.
+void CWall::AnswerBox()
+{
+    auto* const box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+    if (box == nullptr || !box->isVisible() || !QTest::qWaitForWindowExposed(box)) return;
+    if (m_pAnswered != box) m_Boxes.push_back(box->text().toStdString());
+    m_pAnswered = box;
+    Click(*box->buttons().constFirst());
+}
+
+void CWall::Click(const QWidget& widget, CScreen::BUTTON button)
+{
+    m_Screen.Click(widget.mapToGlobal(widget.rect().center()), button);
+}
+
+bool CWall::TypeAddress(const std::string& address)
+{
+    auto* const field = Control<QComboBox>(CLogonRemoteDlg::ADDRESS);
+    if (field == nullptr || !Until([field] { return field->isVisible(); })) return false;
+    Click(*field->lineEdit());
+    if (!Until([field] { return field->lineEdit()->hasFocus(); })) return false;
+    m_Screen.Type(address);
+    return Until([&] { return field->currentText().toStdString() == address; });
+}
+
+bool CWall::LogOn()
+{
+    if (!TypeAddress()) return false;
+    Click(*Control(IDOK));
+    return Until([this] { return Folder() != nullptr && Tree().isVisible(); });
+}
+
+QTreeWidgetItem* CWall::Station()
+{
+    return Tree().topLevelItem(0);
+}
+
+QTreeWidgetItem* CWall::Folder()
+{
+    return Station() != nullptr ? Station()->child(0) : nullptr;
+}
+
+QTreeWidgetItem* CWall::ChannelItem(int channel)
+{
+    return Folder() != nullptr ? Folder()->child(channel) : nullptr;
+}
+
+CRemote* CWall::Channel(int channel)
+{
+    return dynamic_cast<CRemote*>(CTreeCtrlEx::NodeOf(ChannelItem(channel)));
+}
+
+QPoint CWall::LabelOnScreen(QTreeWidgetItem* item)
+{
+    return Tree().viewport()->mapToGlobal(Tree().GetLabelRect(item).center());
+}
+
+bool CWall::ChooseFromMenu(const std::function<bool(const QAction&)>& wanted)
+{
+    const auto open = [] { return qobject_cast<QMenu*>(QApplication::activePopupWidget()); };
+    if (!Until([&] { return open() != nullptr && QTest::qWaitForWindowExposed(open()); })) return false;
+    const QPointer<QMenu> menu = open();
+    for (QAction* action : menu->actions()) {
+        if (action->isSeparator() || !wanted(*action)) continue;
+        m_Screen.Click(menu->mapToGlobal(menu->actionGeometry(action).center()));
+        return Until([&menu] { return menu == nullptr || !menu->isVisible(); });
+    }
+    menu->close();
+    return false;
+}
+
+bool CWall::Choose(QTreeWidgetItem* item, int command)
+{
+    if (item == nullptr) return false;
+    m_Screen.Click(LabelOnScreen(item), CScreen::BUTTON::Right);
+    return ChooseFromMenu([command](const QAction& action) { return action.data().toInt() == command; });
+}
+
+bool CWall::ChooseLayout(const QString& text)
+{
+    Click(*Control(MAIN_COMMAND_LAYOUT_MENU));
+    return ChooseFromMenu([&text](const QAction& action) { return action.text() == text; });
+}
+
+bool CWall::Open(int channel)
+{
+    return Choose(ChannelItem(channel), TREE_COMMAND_OPEN) &&
+           Until([&] { return Channel(channel)->GetStatus() != STATUS_CLOSED; });
+}
+
+QRect CWall::CellOnScreen(int cell)
+{
+    const CRenderCell* const window = Grid().GetCell(static_cast<std::size_t>(cell));
+    return {window->mapToGlobal(QPoint(0, 0)), window->size()};
+}
+
+// By a point of the lower half, where no block runs.
+int CWall::ChannelIn(const QRect& area) const
+{
+    const QImage picture = m_Screen.Grab(QRect(area.center().x() - 2, area.bottom() - area.height() / 4, 4, 4));
+    if (picture.isNull()) return -1;
+    for (std::size_t i = 0; i < CHANNEL_COLORS.size(); ++i) {
+        bool all = true;
+        for (int y = 0; y < picture.height(); ++y) {
+            for (int x = 0; x < picture.width(); ++x)
+                all = all && Distance(picture.pixel(x, y), CHANNEL_COLORS[i]) < NEAR;
+        }
+        if (all) return static_cast<int>(i);
+    }
+    return -1;
+}
+
+bool CWall::Plays(const QRect& area, int channel)
+{
+    if (area.isEmpty() || !Until([&] { return ChannelIn(area) == channel; })) return false;
+    const QImage before = m_Screen.Grab(area);
+    return Until([&] { return m_Screen.Grab(area) != before; }) && ChannelIn(area) == channel;
+}
+
+bool CWall::CellPlays(int cell, int channel)
+{
+    return Plays(CellOnScreen(cell), channel);
+}

@@ -1,0 +1,108 @@
+#pragma once
+
+#include <QImage>
+#include <QMenu>
+#include <QPointer>
+#include <QTimer>
+#include <array>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "activex/ActiveXCtrl.h"
+#include "host/MainWindow.h"
+#include "tests/activex/home_support.h"
+#include "tests/links/recorder_support.h"
+#include "tests/support/virtual_display.h"
+
+class CRenderWnd;
+class CTreeCtrlEx;
+class QTreeWidgetItem;
+
+/// The pictures of a test's channels: one plain colour each with a white block that runs through them, so that
+/// a look at a cell tells which channel is in it and whether it moves.
+inline constexpr std::array<QRgb, 4> CHANNEL_COLORS = {0xFFC03030, 0xFF30A030, 0xFF3030C0, 0xFFB0A020};
+
+/// Options of a recorder with these channels.
+std::vector<std::string> ColorRecorder(std::size_t channels = CHANNEL_COLORS.size());
+
+struct XWallSetup {
+    bool m_bSharedReceive = true;
+    const char* m_szLocale = "C";
+    std::vector<std::string> m_Recorder = ColorRecorder();
+};
+
+/// The container's window with the control in it and a recorder beside them, in a home of its own; and a user
+/// in front, who acts by the X server's mouse and keyboard and sees what is on the screen. What the user's
+/// steps wait for is a condition; they answer false when it doesn't come about.
+class CWall
+{
+  public:
+    explicit CWall(const XWallSetup& setup = {});
+    ~CWall();
+    CWall(const CWall&) = delete;
+    CWall& operator=(const CWall&) = delete;
+
+    CMainDialog& Panel() { return m_pControl->GetPanel(); }
+    CRenderWnd& Grid() { return *Panel().GetGrid(); }
+    CTreeCtrlEx& Tree() { return *Panel().GetTree().GetTree(); }
+    CMainWindow& Window() { return *m_pWindow; }
+    CScreen& Screen() { return m_Screen; }
+    CRecorderProcess& Recorder() { return *m_pRecorder; }
+    const CTestHome& Home() const { return m_Home; }
+    template <typename WIDGET = QWidget>
+    WIDGET* Control(int id)
+    {
+        return Panel().Widget()->findChild<WIDGET*>(QStringLiteral("control%1").arg(id));
+    }
+    /// Ends the window with the control in it.
+    void Close() { m_pWindow.reset(); }
+
+    /// Serves events until `condition` holds; false after a minute.
+    static bool Until(const std::function<bool()>& condition);
+
+    void Click(const QWidget& widget, CScreen::BUTTON button = CScreen::BUTTON::Left);
+    /// Types `address` into the logon panel's field; nothing else.
+    bool TypeAddress(const std::string& address = "1001");
+    /// Types the address and clicks the button; returns when the station is in the tree.
+    bool LogOn();
+    /// Right click on the row, then a click on the entry with that command.
+    bool Choose(QTreeWidgetItem* item, int command);
+    /// Waits for the menu and clicks the entry for which `wanted` holds.
+    bool ChooseFromMenu(const std::function<bool(const QAction&)>& wanted);
+    /// Clicks the layout button and the entry of that text.
+    bool ChooseLayout(const QString& text);
+
+    QTreeWidgetItem* Station();
+    QTreeWidgetItem* Folder();
+    /// `channel` counts from 0.
+    QTreeWidgetItem* ChannelItem(int channel);
+    CRemote* Channel(int channel);
+    QPoint LabelOnScreen(QTreeWidgetItem* item);
+    bool Open(int channel);
+
+    QRect CellOnScreen(int cell);
+    QImage GrabCell(int cell) { return m_Screen.Grab(CellOnScreen(cell)); }
+    /// The channel whose picture is in that part of the screen; -1 for none.
+    int ChannelIn(const QRect& area) const;
+    int ChannelInCell(int cell) { return ChannelIn(CellOnScreen(cell)); }
+    /// Whether that part of the screen shows the channel, and two looks at it differ.
+    bool Plays(const QRect& area, int channel);
+    bool CellPlays(int cell, int channel);
+
+    /// Texts of the message boxes that came up; each was answered by a click on its default button.
+    std::vector<std::string> m_Boxes;
+
+  private:
+    void AnswerBox();
+
+    CTestHome m_Home;
+    QByteArray m_FormerLocale;
+    std::unique_ptr<CRecorderProcess> m_pRecorder;
+    CScreen m_Screen;
+    std::unique_ptr<CMainWindow> m_pWindow;
+    CActiveXCtrl* m_pControl;  // the window's
+    QTimer m_BoxTimer;
+    QPointer<QWidget> m_pAnswered;
+};
