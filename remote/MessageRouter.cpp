@@ -38,7 +38,7 @@ void CMessageRouter::Deliver(const char* szName, std::span<const std::uint8_t> m
         inbox.m_ulBytes += message.size();
         inbox.m_Messages.push_back(std::move(delivered));
     }
-    m_Changed.notify_all();
+    m_Inboxes[iChannel].m_Changed.notify_one();
 }
 
 void CMessageRouter::OpenChannel(std::int32_t iChannel)
@@ -51,10 +51,17 @@ void CMessageRouter::OpenChannel(std::int32_t iChannel)
 void CMessageRouter::CloseChannel(std::int32_t iChannel)
 {
     if (!IsChannel(iChannel)) return;
-    XInbox emptied;  // freed behind the lock
+    std::deque<XMessage> emptied;  // freed behind the lock
     const std::lock_guard lock(m_cs);
     XInbox& inbox = m_Inboxes[static_cast<std::size_t>(iChannel)];
-    if (--inbox.m_iOpen == 0) std::swap(inbox, emptied);
+    if (--inbox.m_iOpen > 0) return;
+    std::swap(inbox.m_Messages, emptied);
+    inbox.m_ulBytes = 0;
+}
+
+std::condition_variable& CMessageRouter::Changed(std::int32_t iChannel)
+{
+    return IsChannel(iChannel) ? m_Inboxes[static_cast<std::size_t>(iChannel)].m_Changed : m_NoChannelChanged;
 }
 
 bool CMessageRouter::HasMessage(std::int32_t iChannel) const
@@ -78,5 +85,7 @@ void CMessageRouter::Wake()
         // Whoever has asked already but does not wait yet holds the lock.
         const std::lock_guard lock(m_cs);
     }
-    m_Changed.notify_all();
+    for (XInbox& inbox : m_Inboxes)
+        inbox.m_Changed.notify_all();
+    m_NoChannelChanged.notify_all();
 }

@@ -44,7 +44,7 @@ class CMessageRouter
     std::optional<XMessage> Receive(std::int32_t iChannel, ENDED ended)
     {
         std::unique_lock lock(m_cs);
-        m_Changed.wait(lock, [&] { return HasMessage(iChannel) || ended(); });
+        Changed(iChannel).wait(lock, [&] { return HasMessage(iChannel) || ended(); });
         return Take(iChannel);
     }
 
@@ -56,9 +56,12 @@ class CMessageRouter
         int m_iOpen = 0;
         std::size_t m_ulBytes = 0;
         std::deque<XMessage> m_Messages;
+        // Each channel its own, so that a message wakes no other channel's thread.
+        std::condition_variable m_Changed;
     };
 
     static bool IsChannel(std::int32_t iChannel) { return iChannel >= 0 && iChannel < CHANNEL_COUNT; }
+    std::condition_variable& Changed(std::int32_t iChannel);
     bool HasMessage(std::int32_t iChannel) const;
     std::optional<XMessage> Take(std::int32_t iChannel);
     void Deliver(const char* szName, std::span<const std::uint8_t> message);
@@ -69,6 +72,6 @@ class CMessageRouter
     CMessageAssembler m_Assembler{m_Buffer};
     // a leaf lock
     std::mutex m_cs;
-    std::condition_variable m_Changed;
     std::array<XInbox, CHANNEL_COUNT> m_Inboxes;  // guarded by m_cs
+    std::condition_variable m_NoChannelChanged;   // for numbers without inbox
 };
