@@ -244,13 +244,12 @@ std::int32_t CD3DSurfaceRender::DisplayClient(const CodecFrame* frame, CSurface*
 void CD3DSurfaceRender::Upload(const CodecFrame& frame, const CSurface& surface, IOffscreenSurface& to)
 {
     XLockedRect locked;
-    if (!to.Lock(locked)) return;
+    if (!to.Lock(LOCK_MODE::Discard, locked)) return;
     ConvertTarget target{};
     target.data[0] = locked.bits;
     target.linesize[0] = locked.pitch;
     target.format = FORMAT_BGR0;
-    ConvertFrame(target, frame, surface.m_iWidth, surface.m_iHeight, false);
-    to.Unlock();
+    to.Unlock(ConvertFrame(target, frame, surface.m_iWidth, surface.m_iHeight, false) == CONVERT_OK);
 }
 
 std::int32_t CD3DSurfaceRender::SaveSnapshot(std::string path, CSurface* surface)
@@ -259,8 +258,8 @@ std::int32_t CD3DSurfaceRender::SaveSnapshot(std::string path, CSurface* surface
     auto& stream = *static_cast<CD3DSurface*>(surface);
     const auto picture = stream.Get().pOffscreen;
     XLockedRect locked;
-    if (picture == nullptr || !picture->Lock(locked)) return 0;
+    if (picture == nullptr || !picture->Lock(LOCK_MODE::ReadOnly, locked)) return 0;
     WriteBmpFile(HostPath(path), locked.bits, locked.pitch, stream.m_iWidth, stream.m_iHeight);
-    picture->Unlock();
+    picture->Unlock(false);
     return 0;
 }

@@ -41,7 +41,7 @@ class CEglSurface : public IOffscreenSurface, public std::enable_shared_from_thi
     }
     ~CEglSurface() override;
 
-    bool Lock(XLockedRect& locked) override
+    bool Lock(LOCK_MODE, XLockedRect& locked) override
     {
         if (!m_csPixels.try_lock()) return false;
         locked.pitch = m_iWidth * BYTES_A_PIXEL;
@@ -49,9 +49,9 @@ class CEglSurface : public IOffscreenSurface, public std::enable_shared_from_thi
         return true;
     }
 
-    void Unlock() override
+    void Unlock(bool written) override
     {
-        m_bChanged = true;
+        m_bChanged = m_bChanged || written;
         m_csPixels.unlock();
     }
 

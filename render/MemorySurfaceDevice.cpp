@@ -16,8 +16,26 @@ constexpr std::size_t STEPS = static_cast<std::size_t>(DEVICE_STEP::Present) + 1
 }  // namespace
 
 struct CMemorySurfaceAdapter::State {
+    // Pixels that a surface, a back buffer and a window may show at once, so that a stretch to the same size
+    // and a presentation copy nothing: a picture is written when the surface alone has it.
+    struct Pixels {
+        Pixels(std::int32_t width, std::int32_t height)
+            : iWidth(width),
+              iHeight(height),
+              iPitch((width * BYTES_A_PIXEL + PITCH_ALIGNMENT - 1) / PITCH_ALIGNMENT * PITCH_ALIGNMENT),
+              bytes(static_cast<std::size_t>(iPitch) * static_cast<std::size_t>(height))
+        {
+        }
+        std::uint8_t* Row(std::int32_t y) { return bytes.data() + std::ptrdiff_t{y} * iPitch; }
+
+        const std::int32_t iWidth;
+        const std::int32_t iHeight;
+        const std::int32_t iPitch;
+        std::vector<std::uint8_t> bytes;
+    };
+
     struct Window {
-        XMemoryPicture m_Picture;
+        std::shared_ptr<Pixels> m_pPixels;
         std::uint32_t m_ulPresents = 0;
     };
 
@@ -46,84 +64,112 @@ namespace
 
 using StatePointer = std::shared_ptr<CMemorySurfaceAdapter::State>;
 
+using PixelsPointer = std::shared_ptr<CMemorySurfaceAdapter::State::Pixels>;
+
+PixelsPointer MakePixels(std::int32_t width, std::int32_t height)
+{
+    return std::make_shared<CMemorySurfaceAdapter::State::Pixels>(width, height);
+}
+
+// Nearest samples of the source rectangle over the whole target.
+void CopyScaled(CMemorySurfaceAdapter::State::Pixels& from, const RECT& source,
+                CMemorySurfaceAdapter::State::Pixels& to)
+{
+    const std::int32_t width = source.right - source.left;
+    const std::int32_t height = source.bottom - source.top;
+    for (std::int32_t y = 0; y < to.iHeight; ++y) {
+        const std::uint8_t* const row =
+            from.Row(source.top + static_cast<std::int32_t>(std::int64_t{y} * height / to.iHeight));
+        std::uint8_t* const written = to.Row(y);
+        for (std::int32_t x = 0; x < to.iWidth; ++x) {
+            const std::int32_t from_x =
+                source.left + static_cast<std::int32_t>(std::int64_t{x} * width / to.iWidth);
+            std::memcpy(written + std::ptrdiff_t{x} * BYTES_A_PIXEL,
+                        row + std::ptrdiff_t{from_x} * BYTES_A_PIXEL, BYTES_A_PIXEL);
+        }
+    }
+}
+
 class CMemorySurface : public IOffscreenSurface
 {
   public:
     CMemorySurface(StatePointer state, std::int32_t width, std::int32_t height)
-        : m_pState(std::move(state)),
-          m_iWidth(width),
-          m_iHeight(height),
-          m_iPitch((width * BYTES_A_PIXEL + PITCH_ALIGNMENT - 1) / PITCH_ALIGNMENT * PITCH_ALIGNMENT),
-          m_Pixels(static_cast<std::size_t>(m_iPitch) * static_cast<std::size_t>(height))
+        : m_pState(std::move(state)), m_pPixels(MakePixels(width, height))
     {
     }
 
-    bool Lock(XLockedRect& locked) override
+    bool Lock(LOCK_MODE mode, XLockedRect& locked) override
     {
         if (!m_pState->Take(DEVICE_STEP::LockRect) || !m_csPixels.try_lock()) return false;
-        locked.pitch = m_iPitch;
-        locked.bits = m_Pixels.data();
+        if (mode == LOCK_MODE::Discard) m_pWritten = TakeFree();
+        const auto& given = mode == LOCK_MODE::Discard ? m_pWritten : m_pPixels;
+        locked.pitch = given->iPitch;
+        locked.bits = given->bytes.data();
         return true;
     }
 
-    void Unlock() override { m_csPixels.unlock(); }
+    void Unlock(bool written) override
+    {
+        if (written) m_pPixels.swap(m_pWritten);
+        if (m_pWritten != nullptr) m_Former.push_back(std::move(m_pWritten));
+        m_pWritten.reset();
+        m_csPixels.unlock();
+    }
 
-    // Runs `read` on the pixels while they are not being written; false when they are.
-    template <typename READ>
-    bool Read(READ read)
+    // The picture, unless it is being written.
+    PixelsPointer Get()
     {
         const std::unique_lock lock(m_csPixels, std::try_to_lock);
-        if (!lock.owns_lock()) return false;
-        read(m_Pixels.data(), m_iPitch, m_iWidth, m_iHeight);
-        return true;
+        return lock.owns_lock() ? m_pPixels : nullptr;
     }
 
   private:
+    // Pixels that nobody shows any more. What a window lets go of is seen here by the thread that presented.
+    PixelsPointer TakeFree()
+    {
+        const auto free =
+            std::ranges::find_if(m_Former, [](const auto& former) { return former.use_count() == 1; });
+        if (free == m_Former.end()) return MakePixels(m_pPixels->iWidth, m_pPixels->iHeight);
+        PixelsPointer taken = std::move(*free);
+        m_Former.erase(free);
+        return taken;
+    }
+
     const StatePointer m_pState;
-    const std::int32_t m_iWidth;
-    const std::int32_t m_iHeight;
-    const std::int32_t m_iPitch;
-    std::mutex m_csPixels;  // held between Lock and Unlock
-    std::vector<std::uint8_t> m_Pixels;
+    std::mutex m_csPixels;  // held between Lock and Unlock; guards all below
+    PixelsPointer m_pPixels;
+    PixelsPointer m_pWritten;  // between Lock and Unlock
+    std::vector<PixelsPointer> m_Former;
 };
 
 class CMemoryBackBuffer : public IBackBuffer
 {
   public:
-    CMemoryBackBuffer(std::int32_t width, std::int32_t height)
-    {
-        m_Picture.iWidth = width;
-        m_Picture.iHeight = height;
-        m_Picture.pixels.resize(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) *
-                                BYTES_A_PIXEL);
-    }
+    CMemoryBackBuffer(std::int32_t width, std::int32_t height) : m_iWidth(width), m_iHeight(height) {}
 
-    // Copies the source rectangle, clipped to the picture, over the whole buffer; nearest samples.
-    void Stretch(const std::uint8_t* pixels, std::int32_t pitch, const RECT& source)
+    void Stretch(const PixelsPointer& from, const RECT& source)
     {
-        const std::int32_t width = source.right - source.left;
-        const std::int32_t height = source.bottom - source.top;
-        for (std::int32_t y = 0; y < m_Picture.iHeight; ++y) {
-            const std::int32_t from_y =
-                source.top + static_cast<std::int32_t>(std::int64_t{y} * height / m_Picture.iHeight);
-            const std::uint8_t* const row = pixels + std::ptrdiff_t{from_y} * pitch;
-            std::uint8_t* const to =
-                m_Picture.pixels.data() + std::ptrdiff_t{y} * m_Picture.iWidth * BYTES_A_PIXEL;
-            if (width == m_Picture.iWidth) {
-                std::memcpy(to, row + std::ptrdiff_t{source.left} * BYTES_A_PIXEL,
-                            static_cast<std::size_t>(width) * BYTES_A_PIXEL);
-                continue;
-            }
-            for (std::int32_t x = 0; x < m_Picture.iWidth; ++x) {
-                const std::int32_t from_x =
-                    source.left + static_cast<std::int32_t>(std::int64_t{x} * width / m_Picture.iWidth);
-                std::memcpy(to + std::ptrdiff_t{x} * BYTES_A_PIXEL,
-                            row + std::ptrdiff_t{from_x} * BYTES_A_PIXEL, BYTES_A_PIXEL);
-            }
+        const RECT whole{0, 0, m_iWidth, m_iHeight};
+        if (source == whole && from->iWidth == m_iWidth && from->iHeight == m_iHeight) {
+            m_pPixels = from;
+            return;
         }
+        m_pPixels = MakePixels(m_iWidth, m_iHeight);
+        CopyScaled(*from, source, *m_pPixels);
     }
 
-    XMemoryPicture m_Picture;
+    // The buffer's contents, which a presentation discards; black when nothing was drawn.
+    PixelsPointer Take()
+    {
+        PixelsPointer taken = std::move(m_pPixels);
+        m_pPixels.reset();
+        return taken != nullptr ? taken : MakePixels(m_iWidth, m_iHeight);
+    }
+
+  private:
+    const std::int32_t m_iWidth;
+    const std::int32_t m_iHeight;
+    PixelsPointer m_pPixels;
 };
 
 class CMemorySwapChain : public ISwapChain
@@ -145,13 +191,10 @@ class CMemorySwapChain : public ISwapChain
     bool Present(HWND window) override
     {
         if (!m_pState->Take(DEVICE_STEP::Present) || window == HWND::Null) return false;
+        PixelsPointer presented = m_pBuffer->Take();
         const std::lock_guard lock(m_pState->m_csState);
         auto& shown = m_pState->m_Windows[window];
-        // The window keeps the buffer and the chain takes the window's former one: swapping costs no copy.
-        std::swap(shown.m_Picture, m_pBuffer->m_Picture);
-        m_pBuffer->m_Picture.iWidth = shown.m_Picture.iWidth;
-        m_pBuffer->m_Picture.iHeight = shown.m_Picture.iHeight;
-        m_pBuffer->m_Picture.pixels.resize(shown.m_Picture.pixels.size());
+        shown.m_pPixels = std::move(presented);
         ++shown.m_ulPresents;
         ++m_pState->m_ulPresents;
         return true;
@@ -196,15 +239,13 @@ class CMemorySurfaceDevice : public ISurfaceDevice
         auto* const surface = dynamic_cast<CMemorySurface*>(&from);
         auto* const buffer = dynamic_cast<CMemoryBackBuffer*>(&to);
         if (surface == nullptr || buffer == nullptr) return false;
-        bool done = false;
-        const bool free = surface->Read([&](const std::uint8_t* pixels, std::int32_t pitch, std::int32_t width,
-                                            std::int32_t height) {
-            const bool inside = source.left >= 0 && source.top >= 0 && source.left < source.right &&
-                                source.top < source.bottom && source.right <= width && source.bottom <= height;
-            if (inside) buffer->Stretch(pixels, pitch, source);
-            done = inside;
-        });
-        return free && done;
+        const PixelsPointer pixels = surface->Get();
+        if (pixels == nullptr) return false;
+        const bool inside = source.left >= 0 && source.top >= 0 && source.left < source.right &&
+                            source.top < source.bottom && source.right <= pixels->iWidth &&
+                            source.bottom <= pixels->iHeight;
+        if (inside) buffer->Stretch(pixels, source);
+        return inside;
     }
 
   private:
@@ -269,7 +310,15 @@ XMemoryPicture CMemorySurfaceAdapter::GetPicture(HWND window) const
 {
     const std::lock_guard lock(m_pState->m_csState);
     const auto found = m_pState->m_Windows.find(window);
-    return found != m_pState->m_Windows.end() ? found->second.m_Picture : XMemoryPicture{};
+    if (found == m_pState->m_Windows.end()) return {};
+    // Copied under the lock, so that the pixels are no longer read when the next presentation lets go of them.
+    State::Pixels& pixels = *found->second.m_pPixels;
+    XMemoryPicture picture{pixels.iWidth, pixels.iHeight, {}};
+    const std::ptrdiff_t row = std::ptrdiff_t{pixels.iWidth} * BYTES_A_PIXEL;
+    picture.pixels.reserve(static_cast<std::size_t>(row) * static_cast<std::size_t>(pixels.iHeight));
+    for (std::int32_t y = 0; y < pixels.iHeight; ++y)
+        picture.pixels.insert(picture.pixels.end(), pixels.Row(y), pixels.Row(y) + row);
+    return picture;
 }
 
 std::uint32_t CMemorySurfaceAdapter::GetPresentCount(HWND window) const

@@ -60,15 +60,23 @@ struct XLockedRect {
     std::uint8_t* bits = nullptr;
 };
 
+/// What a picture is locked for.
+enum class LOCK_MODE {
+    Discard,   // to write a whole new one; the pixels that are given may hold anything
+    ReadOnly,  // to read the present one
+};
+
 /// An off-screen picture.
 class IOffscreenSurface
 {
   public:
     virtual ~IOffscreenSurface() = default;
-    /// Gives the pixels for writing; never waits. False when the picture is busy, locked or lost. Each success
-    /// is followed by one Unlock, on the same thread.
-    virtual bool Lock(XLockedRect& locked) = 0;
-    virtual void Unlock() = 0;
+    /// Gives the pixels; never waits. False when the picture is busy, locked or lost. Each success is followed
+    /// by one Unlock, on the same thread.
+    virtual bool Lock(LOCK_MODE mode, XLockedRect& locked) = 0;
+    /// `written`: the pixels of a discarding lock are the picture from now on. Otherwise nothing may have been
+    /// written, and the former picture stays.
+    virtual void Unlock(bool written) = 0;
 };
 
 /// Back buffer number 0 of a swap chain.

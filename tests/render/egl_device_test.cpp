@@ -123,13 +123,13 @@ class EglDeviceTest : public testing::Test
     void Fill(std::uint32_t left, std::uint32_t right)
     {
         XLockedRect locked;
-        ASSERT_TRUE(m_pSurface->Lock(locked));
+        ASSERT_TRUE(m_pSurface->Lock(LOCK_MODE::Discard, locked));
         for (int y = 0; y < HEIGHT; ++y) {
             auto* const row = reinterpret_cast<std::uint32_t*>(locked.bits + std::ptrdiff_t{y} * locked.pitch);
             for (int x = 0; x < WIDTH; ++x)
                 row[x] = y < HEIGHT / 4 ? 0xFFFFFF : x < WIDTH / 2 ? left : right;
         }
-        m_pSurface->Unlock();
+        m_pSurface->Unlock(true);
     }
 
     bool Show(HWND window, const RECT& source = {0, 0, WIDTH, HEIGHT})
@@ -204,11 +204,11 @@ TEST_F(EglDeviceTest, PictureBeingWrittenIsNotShown)
 {
     const HWND window = m_Windows.Create(0, 100, 100);
     XLockedRect locked;
-    ASSERT_TRUE(m_pSurface->Lock(locked));
+    ASSERT_TRUE(m_pSurface->Lock(LOCK_MODE::Discard, locked));
     XLockedRect again;
-    EXPECT_FALSE(m_pSurface->Lock(again));
+    EXPECT_FALSE(m_pSurface->Lock(LOCK_MODE::Discard, again));
     EXPECT_FALSE(Show(window));
-    m_pSurface->Unlock();
+    m_pSurface->Unlock(true);
     EXPECT_TRUE(Show(window));
 }
 
@@ -242,10 +242,10 @@ TEST_F(EglDeviceTest, SixteenThreadsShareTheContext)
             }
             for (int frame = 0; frame < 10; ++frame) {
                 XLockedRect locked;
-                if (!surface->Lock(locked)) continue;
+                if (!surface->Lock(LOCK_MODE::Discard, locked)) continue;
                 std::fill_n(reinterpret_cast<std::uint32_t*>(locked.bits), 256,
                             static_cast<std::uint32_t>(i * 0x0A0500 + frame));
-                surface->Unlock();
+                surface->Unlock(true);
                 const std::lock_guard lock(section);
                 m_pDevice->StretchRect(*surface, {0, 0, 16, 16}, *chain->GetBackBuffer(0),
                                        TEXTURE_FILTER::Linear);
