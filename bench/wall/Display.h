@@ -1,0 +1,27 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <vector>
+
+#include "platform/windows.h"
+
+/// A virtual frame buffer of its own, whose X server is a child process, with as many windows as a wall has
+/// cells. Its display becomes the one of this process. The windows belong to the thread that made the object.
+class CVirtualDisplay
+{
+  public:
+    /// Starts the server and maps `cells` windows of `width` x `height` pixels in rows of four.
+    CVirtualDisplay(int cells, int width, int height);
+    ~CVirtualDisplay();
+    CVirtualDisplay(const CVirtualDisplay&) = delete;
+    CVirtualDisplay& operator=(const CVirtualDisplay&) = delete;
+
+    const std::vector<HWND>& Windows() const { return m_Windows; }
+    pid_t Server() const { return m_Server; }
+
+  private:
+    pid_t m_Server = -1;
+    struct _XDisplay* m_pDisplay = nullptr;
+    std::vector<HWND> m_Windows;
+};

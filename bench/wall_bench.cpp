@@ -1,0 +1,299 @@
+// A whole wall over loopback: channels of 352x288 at 25 pictures a second from the recorder, which is a process
+// of its own, received with shared receiving, decoded, converted and drawn by the default renderer through two
+// devices: the one in memory, and OpenGL ES on a virtual frame buffer, in windows of 320x240.
+//
+//     wall_bench [--seconds S] [--runs N] [--bitrate RATE] [--no-display] [cost] [latency] [close] [first]
+//
+// cost:    processor time a picture of this whole process (network, decoding, conversion, drawing), with 16
+//          channels, beside what ffmpeg takes to decode and convert the very same streams on one thread. Above
+//          1.00 is cheaper than ffmpeg.
+// latency: from the arrival of a picture's last datagram in the machine's network code to the return of the
+//          presentation, with 4 and with 16 channels.
+// close:   closing one of 16 playing channels.
+// first:   from the beginning of the logon, and from the opening of a channel, to its first picture.
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "bench/wall/ArrivalTap.h"
+#include "bench/wall/Display.h"
+#include "bench/wall/Measure.h"
+#include "bench/wall/Peer.h"
+#include "bench/wall/Wall.h"
+#include "codec/codec.h"
+#include "platform/paths.h"
+#include "render/EglSurfaceDevice.h"
+#include "render/MemorySurfaceDevice.h"
+
+namespace
+{
+
+constexpr int CHANNELS = CWall::CHANNEL_LIMIT;
+constexpr int RATE = 25;
+constexpr int LOOP_SECONDS = 4;
+constexpr int CELL_WIDTH = 320;
+constexpr int CELL_HEIGHT = 240;
+constexpr double SETTLE_SECONDS = 1;
+
+struct XSettings {
+    double m_dSeconds = 10;
+    int m_iRuns = 3;
+    std::string m_strBitRate = "1500k";
+    bool m_bDisplay = true;
+    std::vector<std::string> m_Parts;
+
+    bool Wants(const char* szPart) const
+    {
+        return m_Parts.empty() || std::ranges::find(m_Parts, szPart) != m_Parts.end();
+    }
+};
+
+/// A device to draw with: its name, what opens it, and the windows that it draws into.
+struct XDevice {
+    const char* m_szName;
+    std::function<std::shared_ptr<ISurfaceAdapter>()> m_Open;
+    std::vector<HWND> m_Windows;
+    pid_t m_Server = 0;
+
+    std::vector<HWND> Windows(int count) const { return {m_Windows.begin(), m_Windows.begin() + count}; }
+};
+
+void Pause(double seconds)
+{
+    std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
+}
+
+class CBench
+{
+  public:
+    explicit CBench(XSettings settings)
+        : m_Settings(std::move(settings)),
+          m_Recorder({"--id", "4711", "--channels", std::to_string(CHANNELS), "--size", "352x288", "--fps",
+                      std::to_string(RATE), "--loop", std::to_string(LOOP_SECONDS), "--bitrate",
+                      m_Settings.m_strBitRate})
+    {
+        std::filesystem::create_directories(m_Folder.Path() / "config");
+        std::ofstream(m_Folder.Path() / "config/system.ini") << "[System]\nLanguage=eng\nStandardChroma=1\n";
+        SetModuleDirectory(SystemPath(m_Folder.Path().string()));
+        XDevice memory{"memory", [] { return std::make_shared<CMemorySurfaceAdapter>(); }, {}};
+        for (int i = 0; i < CHANNELS; ++i)
+            memory.m_Windows.push_back(
+                RegisterWindow([](std::uint32_t, WPARAM, LPARAM) { return LRESULT{0}; }));
+        m_Devices.push_back(std::move(memory));
+        if (!m_Settings.m_bDisplay) return;
+        m_Display.emplace(CHANNELS, CELL_WIDTH, CELL_HEIGHT);
+        m_Devices.push_back({"EGL", OpenEglSurfaceAdapter, m_Display->Windows(), m_Display->Server()});
+    }
+
+    void Run()
+    {
+        if (m_Settings.Wants("cost")) Cost();
+        if (m_Settings.Wants("latency")) Latency();
+        if (m_Settings.Wants("close")) Close();
+        if (m_Settings.Wants("first")) First();
+    }
+
+  private:
+    struct XCost {
+        std::vector<double> m_Picture;  // milliseconds
+        std::vector<double> m_Server;   // milliseconds of the X server
+        std::vector<double> m_Rate;     // pictures a second
+        std::vector<double> m_Ratio;    // ffmpeg to ours
+    };
+
+    void Cost()
+    {
+        const auto streams =
+            CaptureStreams(m_Recorder, CHANNELS, static_cast<std::size_t>(LOOP_SECONDS) * RATE);
+        std::size_t bytes = 0;
+        for (const auto& stream : streams)
+            for (const auto& picture : stream)
+                bytes += picture.size();
+        const int repeats = std::max(1, static_cast<int>(m_Settings.m_dSeconds / LOOP_SECONDS));
+        std::vector<XCost> costs(m_Devices.size());
+        std::vector<double> ffmpeg;
+        std::vector<double> libraries;
+        std::vector<double> own;
+        for (int run = 0; run < m_Settings.m_iRuns; ++run) {
+            ffmpeg.push_back(RunFfmpeg(streams, repeats, m_Folder.Path()).MillisecondsAPicture());
+            libraries.push_back(RunLibraries(streams, repeats).MillisecondsAPicture());
+            own.push_back(RunOwnCodec(streams, repeats).MillisecondsAPicture());
+            for (std::size_t i = 0; i < m_Devices.size(); ++i)
+                MeasureCost(m_Devices[i], ffmpeg.back(), costs[i]);
+        }
+        std::printf(
+            "\nprocessor time a picture, %d channels of 352x288 at %d/s, %.1f KB a picture, %d runs of %.0f "
+            "s\n",
+            CHANNELS, RATE, static_cast<double>(bytes) / (CHANNELS * LOOP_SECONDS * RATE) / 1024,
+            m_Settings.m_iRuns, m_Settings.m_dSeconds);
+        std::printf("  ffmpeg, decoding and conversion     %.3f ms\n", Median(ffmpeg));
+        std::printf("  its libraries alone                 %.3f ms\n", Median(libraries));
+        std::printf("  our decoder and conversion alone    %.3f ms\n", Median(own));
+        for (std::size_t i = 0; i < m_Devices.size(); ++i)
+            std::printf("  ours, %-6s %5.1f pictures/s      %.3f ms   ratio %.2f   (X server %.3f ms)\n",
+                        m_Devices[i].m_szName, Median(costs[i].m_Rate), Median(costs[i].m_Picture),
+                        Median(costs[i].m_Ratio), Median(costs[i].m_Server));
+    }
+
+    void MeasureCost(const XDevice& device, double ffmpeg, XCost& cost)
+    {
+        CWall wall(m_Recorder, device.m_Open(), device.Windows(CHANNELS));
+        wall.OpenAll();
+        wall.WaitForPictures();
+        Pause(SETTLE_SECONDS);
+        const double begin = NowMs();
+        const double processor = ProcessorSeconds();
+        const double server = ProcessorSeconds(device.m_Server);
+        const auto shown = wall.Shown();
+        Pause(m_Settings.m_dSeconds);
+        const auto pictures = static_cast<double>(wall.Shown() - shown);
+        const double took = 1e3 * (ProcessorSeconds() - processor);
+        cost.m_Server.push_back(1e3 * (ProcessorSeconds(device.m_Server) - server) / pictures);
+        cost.m_Rate.push_back(1e3 * pictures / (NowMs() - begin));
+        cost.m_Picture.push_back(took / pictures);
+        cost.m_Ratio.push_back(ffmpeg / cost.m_Picture.back());
+        if (wall.Lost() > 0) std::printf("%s: %llu lost or refused\n", device.m_szName, AsCount(wall.Lost()));
+    }
+
+    void Latency()
+    {
+        std::printf("\nfrom a picture's last datagram to its presentation, %.0f s each\n",
+                    m_Settings.m_dSeconds);
+        for (const XDevice& device : m_Devices)
+            for (const int channels : {4, CHANNELS})
+                MeasureLatency(device, channels);
+    }
+
+    void MeasureLatency(const XDevice& device, int channels)
+    {
+        arrival_tap::Start();
+        std::vector<double> ages;
+        std::uint64_t lost = 0;
+        {
+            CWall wall(m_Recorder, device.m_Open(), device.Windows(channels));
+            wall.OpenAll();
+            wall.WaitForPictures();
+            Pause(SETTLE_SECONDS);
+            wall.KeepAges();
+            Pause(m_Settings.m_dSeconds);
+            for (int i = 0; i < channels; ++i)
+                wall.Close(i);
+            ages = wall.TakeAges();
+            lost = wall.Lost();
+        }
+        arrival_tap::Stop();
+        std::printf("  %-6s %2d channels: %5zu pictures, median %.2f ms, 99 %% below %.2f ms, longest %.2f ms",
+                    device.m_szName, channels, ages.size(), Median(ages), Percentile(ages, 0.99),
+                    Percentile(ages, 1));
+        std::printf(lost > 0 ? " (%llu lost: not valid)\n" : "\n", AsCount(lost));
+    }
+
+    void Close()
+    {
+        std::printf("\nclosing one of %d playing channels, %d rounds\n", CHANNELS, m_Settings.m_iRuns);
+        for (const XDevice& device : m_Devices) {
+            std::vector<double> times;
+            CWall wall(m_Recorder, device.m_Open(), device.Windows(CHANNELS));
+            wall.OpenAll();
+            for (int round = 0; round < m_Settings.m_iRuns; ++round) {
+                for (int i = 0; i < CHANNELS; ++i) {
+                    wall.WaitForPictures();
+                    const double begin = NowMs();
+                    wall.Close(i);
+                    times.push_back(NowMs() - begin);
+                    wall.Open(i);
+                }
+            }
+            std::printf("  %-6s %3zu closings: median %.2f ms, longest %.2f ms\n", device.m_szName,
+                        times.size(), Median(times), Percentile(times, 1));
+        }
+    }
+
+    void First()
+    {
+        std::printf("\nfirst picture, %d runs\n", m_Settings.m_iRuns);
+        for (const XDevice& device : m_Devices) {
+            for (const int channels : {1, CHANNELS}) {
+                std::vector<double> fromLogon;
+                std::vector<double> fromOpen;
+                for (int run = 0; run < m_Settings.m_iRuns; ++run)
+                    MeasureFirst(device, channels, fromLogon, fromOpen);
+                std::printf(
+                    "  %-6s %2d channels: from the opening median %.0f ms, longest %.0f ms; with the logon "
+                    "median %.0f ms, longest %.0f ms\n",
+                    device.m_szName, channels, Median(fromOpen), Percentile(fromOpen, 1), Median(fromLogon),
+                    Percentile(fromLogon, 1));
+            }
+        }
+    }
+
+    void MeasureFirst(const XDevice& device, int channels, std::vector<double>& fromLogon,
+                      std::vector<double>& fromOpen)
+    {
+        const auto adapter = device.m_Open();
+        const double begin = NowMs();
+        CWall wall(m_Recorder, adapter, device.Windows(channels));
+        const double loggedOn = NowMs() - begin;
+        wall.OpenAll();
+        wall.WaitForPictures();
+        for (int i = 0; i < channels; ++i) {
+            fromOpen.push_back(wall.FirstPictureMs(i));
+            fromLogon.push_back(loggedOn + wall.FirstPictureMs(i));
+        }
+    }
+
+    static unsigned long long AsCount(std::uint64_t count) { return count; }
+
+    const XSettings m_Settings;
+    const CLinkTestFolder m_Folder;
+    const CRecorderProcess m_Recorder;
+    std::optional<CVirtualDisplay> m_Display;
+    std::vector<XDevice> m_Devices;
+};
+
+XSettings ReadSettings(int argc, char** argv)
+{
+    XSettings settings;
+    for (int i = 1; i < argc; ++i) {
+        const std::string word = argv[i];
+        const char* const value = i + 1 < argc ? argv[i + 1] : "";
+        if (word == "--no-display") {
+            settings.m_bDisplay = false;
+        } else if (word == "--seconds") {
+            settings.m_dSeconds = std::atof(value);
+            ++i;
+        } else if (word == "--runs") {
+            settings.m_iRuns = std::atoi(value);
+            ++i;
+        } else if (word == "--bitrate") {
+            settings.m_strBitRate = value;
+            ++i;
+        } else {
+            settings.m_Parts.push_back(word);
+        }
+    }
+    return settings;
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    try {
+        CBench(ReadSettings(argc, argv)).Run();
+        return 0;
+    } catch (const std::exception& failure) {
+        std::fprintf(stderr, "wall_bench: %s\n", failure.what());
+        return 1;
+    }
+}
