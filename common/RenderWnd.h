@@ -149,7 +149,7 @@ class CRenderWnd : public QWidget
     // what full screen puts back
     QPointer<QWidget> m_pParent;
     Qt::WindowFlags m_SavedFlags;
-    QByteArray m_SavedPlacement;
+    QRect m_SavedPlacement;
     Qt::WindowStates m_SavedState;
 };
 

@@ -44,7 +44,7 @@ void CRenderWnd::EnterFullScreen()
 {
     if (m_pParent == nullptr) return;
     QWidget* const outer = m_pParent->window();
-    m_SavedPlacement = outer->saveGeometry();
+    m_SavedPlacement = outer->normalGeometry();
     m_SavedState = outer->windowState();
     const QScreen* const shown_on = screen() != nullptr ? screen() : QGuiApplication::primaryScreen();
     const QSize size = shown_on->size();
@@ -81,9 +81,11 @@ void CRenderWnd::LeaveFullScreen()
         setParent(m_pParent, m_SavedFlags);
     } else {
         m_pParent->removeEventFilter(this);
-        outer->setWindowState(m_SavedState);
     }
-    outer->restoreGeometry(m_SavedPlacement);
+    // Not by the toolkit's restoreGeometry, which moves a window off the screen's top to make room for a frame.
+    outer->setWindowState(m_SavedState);
+    const bool normal = (m_SavedState & (Qt::WindowMaximized | Qt::WindowFullScreen)) == 0;
+    if (normal && outer->geometry() != m_SavedPlacement) outer->setGeometry(m_SavedPlacement);
     setGeometry(m_Rect.left, m_Rect.top, m_Rect.right - m_Rect.left, m_Rect.bottom - m_Rect.top);
     show();
     // All of them, in every mode: also one that was hidden before.
