@@ -56,6 +56,7 @@ void CRenderWnd::EnterFullScreen()
     m_bFullScreen = true;
     if (m_iMode == MODE_LEAVES_PARENT) {
         m_SavedFlags = windowFlags();
+        clearFocus();  // the toolkit lets the parent's window keep it when that isn't active
         setParent(nullptr, Qt::Window | Qt::FramelessWindowHint);
         setGeometry(shown_on->geometry());
         showFullScreen();

@@ -42,6 +42,18 @@ TEST_F(RenderWndTest, FullScreenOfModeThreeStretchesTheCellsToTheScreenLessTwent
     grid.SetLayout(0);
 }
 
+// A grid that goes in full screen would leave its former window with a focus that is gone.
+TEST_F(RenderWndTest, FullScreenTakesTheFocusOutOfAWindowThatIsNotActive)
+{
+    ASSERT_FALSE(m_pParent->isActiveWindow());
+    CRenderWnd& grid = Grid();
+    grid.setFocus();
+    ASSERT_EQ(m_pParent->focusWidget(), &grid);
+    grid.SetLayout(0);
+    EXPECT_EQ(m_pParent->focusWidget(), nullptr);
+    grid.SetLayout(0);
+}
+
 TEST_F(RenderWndTest, FullScreenSurvivesAChangeOfTheArrangement)
 {
     CRenderWnd& grid = Grid();

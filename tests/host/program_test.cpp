@@ -101,6 +101,26 @@ TEST_F(ProgramTest, EndsTidilyWhenAskedTo)
     EXPECT_TRUE(profile.readAll().contains("Geometry=")) << "the window's place is kept";
 }
 
+TEST_F(ProgramTest, EndsInFullScreenToo)
+{
+    EXPECT_EQ(Run(Home() + QStringList{"--full-screen", "--seconds", "2"}), 0) << m_strErrors.toStdString();
+}
+
+TEST_F(ProgramTest, ScalesOnAHighDensityDisplay)
+{
+    m_Environment.insert("QT_SCALE_FACTOR", "1.5");
+    EXPECT_EQ(Run(Home() + QStringList{"--seconds", "1", "--screenshot", File("wall.png")}), 0)
+        << m_strErrors.toStdString();
+    const QImage picture(File("wall.png"));
+    EXPECT_EQ(picture.size(), QSize(1200, 900));
+    const QColor ground(0xC5, 0xC5, 0xC5);
+    const QColor outline(0x32, 0x32, 0x32);
+    EXPECT_EQ(picture.pixelColor(700, 88), ground);
+    EXPECT_EQ(picture.pixelColor(700, 91), outline) << "the grid begins at 60 pixels of the layout";
+    EXPECT_EQ(picture.pixelColor(301, 600), outline) << "and at 200 from the left";
+    EXPECT_NE(picture.pixelColor(700, 300), ground);
+}
+
 TEST_F(ProgramTest, AMissingThemeIsToldWithWhatToDo)
 {
     QFile::remove(File("home/config/skin.smf"));
