@@ -16,7 +16,8 @@
 namespace
 {
 
-constexpr std::uint32_t WM_CODE_9 = 0x109;
+// The number of the Tab key among the numbers of messages: no pump brings such a message. It stays.
+constexpr std::uint32_t MESSAGE_9 = 9;
 
 bool IsRoutedKey(WPARAM key)
 {
@@ -56,11 +57,25 @@ class CActiveXCtrl::CWidget : public QWidget
     CActiveXCtrl& m_Control;
 };
 
-CActiveXCtrl::CActiveXCtrl() = default;
+CActiveXCtrl::CActiveXCtrl()
+{
+    SetInterfaces(DIID_DActiveX, DIID_DActiveXEvents);
+}
 
 CActiveXCtrl::~CActiveXCtrl()
 {
     DestroyControlWindow();
+}
+
+void CActiveXCtrl::SetInterfaces(const UUID& dispatch, const UUID& events)
+{
+    m_DispatchInterface = dispatch;
+    m_EventInterface = events;
+}
+
+HRESULT CActiveXCtrl::QueryInterface(const UUID& iid, void** object)
+{
+    return CUnknown::QueryInterface(iid == m_DispatchInterface ? IDispatch::IID : iid, object);
 }
 
 bool CActiveXCtrl::PutText(std::string& text, const std::vector<std::string>& arguments)
@@ -115,7 +130,10 @@ HRESULT CActiveXCtrl::CreateControlWindow(void* parent)
     // A start-up that fails, on a faulty layout file for one, ends here: nothing is thrown at the container.
     try {
         m_pWidget = new CWidget(static_cast<QWidget*>(parent), *this);
-        m_pHandle = std::make_unique<CWindowHandle>(*m_pWidget);
+        m_pHandle = std::make_unique<CWindowHandle>(
+            *m_pWidget, [this](std::uint32_t message, WPARAM wParam, LPARAM lParam) {
+                return WindowProc(message, wParam, lParam);
+            });
         SetPreTranslator(*m_pWidget, this);
         if (OnCreate() != -1) result = S_OK;
     } catch (const std::exception& fault) {
@@ -196,10 +214,15 @@ void* CActiveXCtrl::GetControlWindow()
     return m_pWidget.data();
 }
 
+LRESULT CActiveXCtrl::WindowProc(std::uint32_t, WPARAM, LPARAM)
+{
+    return 0;
+}
+
 EPreTranslate CActiveXCtrl::PreTranslate(MSG& message)
 {
     const bool routed =
-        message.message == WM_KEYDOWN || message.message == WM_KEYUP || message.message == WM_CODE_9;
+        message.message == WM_KEYDOWN || message.message == WM_KEYUP || message.message == MESSAGE_9;
     if (routed && IsRoutedKey(message.wParam)) {
         SendMessageA(Handle(), message.message, message.wParam, message.lParam);
         return EPreTranslate::Handled;
@@ -223,5 +246,7 @@ bool CActiveXCtrl::CActiveXCtrlFactory::UpdateRegistry(bool registered)
     entry.dwMiscStatus = ACTIVEX_MISC_STATUS;
     entry.dwThreading = ACTIVEX_APARTMENT_THREADING;
     entry.TypeLibrary = LIBID_ActiveXLib;
+    entry.dwTypeName = ACTIVEX_TYPE_NAME;
+    entry.dwBitmap = ACTIVEX_BITMAP;
     return SUCCEEDED(ComponentRegistry().RegisterClass(entry));
 }

@@ -19,6 +19,8 @@ class QWidget;
 /// What the control registers of itself.
 inline constexpr std::uint32_t ACTIVEX_MISC_STATUS = 0x20191;
 inline constexpr std::uint32_t ACTIVEX_APARTMENT_THREADING = 2;
+inline constexpr std::uint32_t ACTIVEX_TYPE_NAME = 1;  // a string of the module
+inline constexpr std::uint32_t ACTIVEX_BITMAP = 203;
 inline constexpr std::uint32_t ACTIVEX_PROPERTY_VERSION = 0x10000;
 
 /// The properties that the control keeps when a container saves it: the version and nothing else. Neither
@@ -30,8 +32,8 @@ struct XPropertySet {
 /// The control, one for each embedding: a parameter interface that hands a text through, and a window with the
 /// main panel in it. All that the system does is started by the operator in that panel; nothing reads the
 /// parameters. On the host's thread only.
-class CActiveXCtrl final : public CUnknown<IDispatch, IEventSource, IControlWindow, IControlReport>,
-                           public IPreTranslate
+class CActiveXCtrl : public CUnknown<IDispatch, IEventSource, IControlWindow, IControlReport>,
+                     public IPreTranslate
 {
   public:
     class CActiveXCtrlFactory;
@@ -39,12 +41,15 @@ class CActiveXCtrl final : public CUnknown<IDispatch, IEventSource, IControlWind
     CActiveXCtrl();
     ~CActiveXCtrl() override;
 
+    /// Answers the control's own dispatch interface as IDispatch.
+    HRESULT QueryInterface(const UUID& iid, void** object) override;
     // IDispatch
     HRESULT Invoke(std::int32_t dispid, EDispatch kind, const std::vector<std::string>& arguments,
                    std::string* result) override;
     // IEventSource
     HRESULT Advise(IEventSink* sink) override { return m_Events.Advise(sink); }
     HRESULT Unadvise() override { return m_Events.Unadvise(); }
+    UUID GetEventInterface() override { return m_EventInterface; }
     // IControlWindow
     HRESULT SetClientSite(IControlSite* site) override;
     HRESULT CreateControlWindow(void* parent) override;
@@ -62,13 +67,19 @@ class CActiveXCtrl final : public CUnknown<IDispatch, IEventSource, IControlWind
     CMainDialog& GetPanel() { return m_Panel; }
     HWND Handle() const { return m_pHandle != nullptr ? m_pHandle->Get() : HWND::Null; }
 
-    /// Key down, key up and code 9 of Return, End, Home and the arrows go to the control's own window and are
-    /// handled, so that the host does not take them; characters go there too and pass on all the same.
+    /// Key down, key up and message 9 of Return, End, Home and the arrows go to the control's own window and
+    /// are handled, so that the host does not take them; characters go there too and pass on all the same.
     EPreTranslate PreTranslate(MSG& message) override;
+
+  protected:
+    /// What is sent to the control's own window: a plain static one, which answers 0 to everything, also to the
+    /// commands that its container reflects to it.
+    virtual LRESULT WindowProc(std::uint32_t message, WPARAM wParam, LPARAM lParam);
 
   private:
     class CWidget;
 
+    void SetInterfaces(const UUID& dispatch, const UUID& events);
     void LoadParameter();
     static bool PutText(std::string& text, const std::vector<std::string>& arguments);
     std::int32_t OnCreate();
@@ -83,6 +94,8 @@ class CActiveXCtrl final : public CUnknown<IDispatch, IEventSource, IControlWind
     std::string m_strInputParameter;
     std::string m_strOutputParameter;
 
+    UUID m_DispatchInterface;
+    UUID m_EventInterface;
     CEventPoint m_Events;
     IControlSite* m_pSite = nullptr;  // the container's
     bool m_bModified = false;

@@ -24,6 +24,11 @@ HRESULT RegisterServer()
     library.strVersion = "1.0";
     library.strHelpFile = "ActiveX.hlp";
     library.strPath = GetLoadedModulePath();
+    library.strControlName = "ActiveX Control";
+    library.Interfaces = {
+        {DIID_DActiveX, "_DActiveX", "Dispatch interface for ActiveX Control", {}},
+        {DIID_DActiveXEvents, "_DActiveXEvents", "Event interface for ActiveX Control", {}},
+    };
     if (FAILED(registry.RegisterTypeLibrary(library))) return SELFREG_E_TYPELIB;
     if (!CActiveXCtrl::CActiveXCtrlFactory::UpdateRegistry(true)) return SELFREG_E_CLASS;
     for (const XCategory& category : CATEGORIES) {

@@ -187,6 +187,8 @@ class IEventSource : public IUnknown
     virtual HRESULT Advise(IEventSink* sink) = 0;
     /// CONNECT_E_NOCONNECTION when there is none.
     virtual HRESULT Unadvise() = 0;
+    /// The identifier of the events, under which their type library describes them.
+    virtual UUID GetEventInterface() = 0;
 
   protected:
     ~IEventSource() = default;

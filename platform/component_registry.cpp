@@ -16,6 +16,11 @@ std::string LibrarySection(const UUID& id)
 {
     return "TypeLib\\" + UuidText(id);
 }
+constexpr const char* INTERFACES = "Interface\\";
+std::string InterfaceSection(const UUID& id)
+{
+    return INTERFACES + UuidText(id);
+}
 std::string ClassSection(const UUID& id)
 {
     return "CLSID\\" + UuidText(id);
@@ -63,16 +68,22 @@ class CUserRegistry final : public IComponentRegistry
     {
         return Edit(TYPE_E_REGISTRYACCESS, [&](CIniText& ini) {
             const std::string section = LibrarySection(library.Id);
+            RemoveInterfaces(ini, library.Id);
+            for (const XInterfaceRegistration& described : library.Interfaces) {
+                if (!SetInterface(ini, described, library.Id)) return false;
+            }
             return ini.Set(section, "Name", library.strName) &&
                    ini.Set(section, "Version", library.strVersion) &&
                    ini.Set(section, "HelpFile", library.strHelpFile) &&
-                   ini.Set(section, "Path", library.strPath);
+                   ini.Set(section, "Path", library.strPath) &&
+                   ini.Set(section, "Control", library.strControlName);
         });
     }
 
     HRESULT UnregisterTypeLibrary(const UUID& id) override
     {
         return Edit(TYPE_E_REGISTRYACCESS, [&](CIniText& ini) {
+            RemoveInterfaces(ini, id);
             ini.RemoveSection(LibrarySection(id));
             return true;
         });
@@ -88,6 +99,8 @@ class CUserRegistry final : public IComponentRegistry
                    ini.Set(section, "MiscStatus", Hexadecimal(registration.dwMiscStatus)) &&
                    ini.Set(section, "Threading", std::to_string(registration.dwThreading)) &&
                    ini.Set(section, "TypeLib", UuidText(registration.TypeLibrary)) &&
+                   ini.Set(section, "TypeName", std::to_string(registration.dwTypeName)) &&
+                   ini.Set(section, "ToolboxBitmap32", std::to_string(registration.dwBitmap)) &&
                    ini.Set(NAMES, registration.strProgrammaticName, UuidText(registration.Id));
         });
     }
@@ -147,6 +160,20 @@ class CUserRegistry final : public IComponentRegistry
         ini.Find(section, "Version", library.strVersion);
         ini.Find(section, "HelpFile", library.strHelpFile);
         ini.Find(section, "Path", library.strPath);
+        ini.Find(section, "Control", library.strControlName);
+        return true;
+    }
+
+    bool FindInterface(const UUID& id, XInterfaceRegistration& registration) override
+    {
+        const CIniText ini = Read();
+        const std::string section = InterfaceSection(id);
+        if (!ini.HasSection(section)) return false;
+        registration = {};
+        registration.Id = id;
+        ini.Find(section, "Name", registration.strName);
+        ini.Find(section, "Description", registration.strDescription);
+        registration.TypeLibrary = ReadUuid(ini, section, "TypeLib");
         return true;
     }
 
@@ -206,7 +233,26 @@ class CUserRegistry final : public IComponentRegistry
         registration.dwMiscStatus = ReadNumber(ini, section, "MiscStatus");
         registration.dwThreading = ReadNumber(ini, section, "Threading");
         registration.TypeLibrary = ReadUuid(ini, section, "TypeLib");
+        registration.dwTypeName = ReadNumber(ini, section, "TypeName");
+        registration.dwBitmap = ReadNumber(ini, section, "ToolboxBitmap32");
         return true;
+    }
+
+    static bool SetInterface(CIniText& ini, const XInterfaceRegistration& described, const UUID& library)
+    {
+        const std::string section = InterfaceSection(described.Id);
+        return ini.Set(section, "Name", described.strName) &&
+               ini.Set(section, "Description", described.strDescription) &&
+               ini.Set(section, "TypeLib", UuidText(library));
+    }
+
+    // Takes out the interfaces of a library; those that another one describes by now stay.
+    static void RemoveInterfaces(CIniText& ini, const UUID& library)
+    {
+        for (const std::string& section : ini.SectionNames()) {
+            if (section.starts_with(INTERFACES) && ReadUuid(ini, section, "TypeLib") == library)
+                ini.RemoveSection(section);
+        }
     }
 
     // Takes out the class's programmatic name, unless another class has it by now.

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "inc/Component.h"
 
@@ -9,12 +10,22 @@
 // user in the ini form, which each call reads or replaces as one step under the lock of profile.h; a failed
 // write leaves it as it was. Taking out what isn't there succeeds.
 
+/// An interface that a type library describes, for hosts to find by its identifier.
+struct XInterfaceRegistration {
+    UUID Id;
+    std::string strName;
+    std::string strDescription;
+    UUID TypeLibrary;
+};
+
 struct XTypeLibrary {
     UUID Id;
     std::string strName;
     std::string strVersion;
     std::string strHelpFile;
-    std::string strPath;  // of the module that holds it, in the system's form
+    std::string strPath;                                  // of the module that holds it, in the system's form
+    std::string strControlName;                           // what hosts list the library's control as
+    std::vector<XInterfaceRegistration> Interfaces = {};  // their TypeLibrary isn't looked at
 };
 
 struct XClassRegistration {
@@ -24,6 +35,9 @@ struct XClassRegistration {
     std::uint32_t dwMiscStatus = 0;
     std::uint32_t dwThreading = 0;  // 2: apartment
     UUID TypeLibrary;
+    // Resources of the module.
+    std::uint32_t dwTypeName = 0;  // the string that names the class
+    std::uint32_t dwBitmap = 0;    // the picture for hosts' tool boxes
 };
 
 struct XCategory {
@@ -49,7 +63,7 @@ class ICatRegister
 class IComponentRegistry : public ICatRegister
 {
   public:
-    /// TYPE_E_REGISTRYACCESS when it can't be written.
+    /// A library comes and goes with its interfaces. TYPE_E_REGISTRYACCESS when it can't be written.
     virtual HRESULT RegisterTypeLibrary(const XTypeLibrary& library) = 0;
     virtual HRESULT UnregisterTypeLibrary(const UUID& id) = 0;
     /// REGDB_E_WRITEREGDB when it can't be written. Unregistering leaves the class's categories, which have
@@ -57,8 +71,10 @@ class IComponentRegistry : public ICatRegister
     virtual HRESULT RegisterClass(const XClassRegistration& registration) = 0;
     virtual HRESULT UnregisterClass(const UUID& id) = 0;
 
-    /// All of these are false, and the record stays, for what isn't registered.
+    /// All of these are false, and the record stays, for what isn't registered. A library is found without its
+    /// interfaces.
     virtual bool FindTypeLibrary(const UUID& id, XTypeLibrary& library) = 0;
+    virtual bool FindInterface(const UUID& id, XInterfaceRegistration& registration) = 0;
     virtual bool FindClass(const UUID& id, XClassRegistration& registration) = 0;
     virtual bool FindClass(const std::string& programmaticName, XClassRegistration& registration) = 0;
     virtual bool FindCategory(const UUID& id, XCategory& category) = 0;

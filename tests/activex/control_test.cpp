@@ -96,6 +96,8 @@ class CScriptedRegistry : public IComponentRegistry
     {
         EXPECT_EQ(library.strVersion, "1.0");
         EXPECT_EQ(library.strHelpFile, "ActiveX.hlp");
+        EXPECT_EQ(library.strControlName, "ActiveX Control");
+        EXPECT_EQ(library.Interfaces.size(), 2U);
         return Call("library " + library.strName);
     }
     HRESULT UnregisterTypeLibrary(const UUID&) override { return Call("no library"); }
@@ -104,10 +106,13 @@ class CScriptedRegistry : public IComponentRegistry
         EXPECT_EQ(entry.dwMiscStatus, 0x20191U);
         EXPECT_EQ(entry.dwThreading, 2U);
         EXPECT_EQ(entry.TypeLibrary, LIBID_ActiveXLib);
+        EXPECT_EQ(entry.dwTypeName, 1U);
+        EXPECT_EQ(entry.dwBitmap, 203U);
         return Call("class " + entry.strProgrammaticName);
     }
     HRESULT UnregisterClass(const UUID&) override { return Call("no class"); }
     bool FindTypeLibrary(const UUID&, XTypeLibrary&) override { return false; }
+    bool FindInterface(const UUID&, XInterfaceRegistration&) override { return false; }
     bool FindClass(const UUID&, XClassRegistration&) override { return false; }
     bool FindClass(const std::string&, XClassRegistration&) override { return false; }
     bool FindCategory(const UUID&, XCategory&) override { return false; }
@@ -177,9 +182,10 @@ class ControlTest : public testing::Test
         CNodeModel::DestroyInstance();
         QCoreApplication::removePostedEvents(qApp, QEvent::Quit);
     }
-    CActiveXCtrl& Create()
+    template <typename CONTROL = CActiveXCtrl>
+    CONTROL& Create()
     {
-        auto* const made = new CActiveXCtrl;
+        auto* const made = new CONTROL;
         m_Control = CComPtr<IDispatch>(made);
         made->Release();
         return *made;
@@ -273,12 +279,26 @@ struct KeyRow {
     EPreTranslate m_Result;
 };
 
-TEST_F(ControlTest, KeysAreRoutedByTheTable)
+// Writes down what is sent to the control's own window.
+class CWatchedControl final : public CActiveXCtrl
 {
-    CActiveXCtrl& control = Create();
+  public:
+    std::vector<std::pair<std::uint32_t, WPARAM>> m_Sent;
+
+  protected:
+    LRESULT WindowProc(std::uint32_t message, WPARAM wParam, LPARAM lParam) override
+    {
+        m_Sent.emplace_back(message, wParam);
+        return CActiveXCtrl::WindowProc(message, wParam, lParam);
+    }
+};
+
+TEST_F(ControlTest, KeysAreRoutedByTheTableAndMessage9LikeThemAsIntended)
+{
+    auto& control = Create<CWatchedControl>();
     ASSERT_EQ(control.CreateControlWindow(&m_Container), S_OK);
     std::vector<KeyRow> rows;
-    for (const std::uint32_t message : {WM_KEYDOWN, WM_KEYUP, std::uint32_t{0x109}}) {
+    for (const std::uint32_t message : {WM_KEYDOWN, WM_KEYUP, std::uint32_t{9}}) {
         rows.push_back({message, VK_RETURN, EPreTranslate::Handled});
         for (WPARAM key = 0x23; key <= 0x28; ++key)
             rows.push_back({message, key, EPreTranslate::Handled});
@@ -288,13 +308,42 @@ TEST_F(ControlTest, KeysAreRoutedByTheTable)
     rows.push_back({WM_CHAR, VK_RETURN, EPreTranslate::PassOn});
     rows.push_back({WM_CHAR, 'a', EPreTranslate::PassOn});
     rows.push_back({WM_SYSKEYDOWN, VK_RETURN, EPreTranslate::PassOn});
+    rows.push_back({WM_UNICHAR, VK_RETURN, EPreTranslate::PassOn});
     rows.push_back({WM_LBUTTONDOWN, 0, EPreTranslate::PassOn});
     for (const KeyRow& row : rows) {
         MSG message;
         message.message = row.m_Message;
         message.wParam = row.m_Key;
+        control.m_Sent.clear();
         EXPECT_EQ(control.PreTranslate(message), row.m_Result) << std::hex << row.m_Message << " " << row.m_Key;
+        const bool sent = row.m_Result == EPreTranslate::Handled || row.m_Message == WM_CHAR;
+        EXPECT_EQ(control.m_Sent.size(), sent ? 1U : 0U) << std::hex << row.m_Message << " " << row.m_Key;
+        for (const auto& [number, key] : control.m_Sent) {
+            EXPECT_EQ(number, row.m_Message);
+            EXPECT_EQ(key, row.m_Key);
+        }
     }
+}
+
+TEST_F(ControlTest, ItsWindowAnswersReflectedCommandsWithNothing)
+{
+    constexpr std::uint32_t OCM_COMMAND = 0x2111;
+    auto& control = Create<CWatchedControl>();
+    ASSERT_EQ(control.CreateControlWindow(&m_Container), S_OK);
+    EXPECT_EQ(SendMessageA(control.Handle(), OCM_COMMAND, 6018, 0), 0);
+    EXPECT_THAT(control.m_Sent, ElementsAre(testing::Pair(OCM_COMMAND, 6018U)));
+    EXPECT_EQ(static_cast<QWidget*>(control.GetControlWindow())->objectName(), "STATIC");
+}
+
+TEST_F(ControlTest, ItsDispatchInterfaceIsFoundByItsOwnIdentifierAndItsEventsBearTheirs)
+{
+    CActiveXCtrl& control = Create();
+    CComPtr<IDispatch> dispatch;
+    ASSERT_EQ(control.QueryInterface(DIID_DActiveX, dispatch.Receive()), S_OK);
+    EXPECT_EQ(dispatch.Get(), m_Control.Get());
+    EXPECT_EQ(control.GetEventInterface(), DIID_DActiveXEvents);
+    void* events = nullptr;
+    EXPECT_EQ(control.QueryInterface(DIID_DActiveXEvents, &events), E_NOINTERFACE) << "the host's to have";
 }
 
 TEST_F(ControlTest, AFaultOfTheStartUpEndsAtTheControl)

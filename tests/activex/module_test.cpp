@@ -94,11 +94,42 @@ TEST_F(ModuleTest, LoadParameterHandsTheTextThroughAndFires)
     CSink sink;
     ASSERT_EQ(events->Advise(&sink), S_OK);
     Put(*control, DISPID_InputParameter, "abc");
-    EXPECT_EQ(Get(*control, DISPID_OutputParameter), "") << "setting the input alone changes nothing";
-    EXPECT_TRUE(sink.m_Events.empty());
     Load(*control);
     EXPECT_EQ(Get(*control, DISPID_OutputParameter), "abc");
     EXPECT_THAT(sink.m_Events, ElementsAre(DISPID_ParameterLoaded));
+    events->Unadvise();
+}
+
+TEST_F(ModuleTest, SettingTheInputAloneChangesNoOutputAndFiresNothing)
+{
+    const auto control = CreateControl<IDispatch>();
+    CComPtr<IEventSource> events;
+    ASSERT_EQ(control->QueryInterface(IEventSource::IID, events.Receive()), S_OK);
+    CSink sink;
+    ASSERT_EQ(events->Advise(&sink), S_OK);
+    Put(*control, DISPID_OutputParameter, "before");
+    Put(*control, DISPID_InputParameter, "abc");
+    EXPECT_EQ(Get(*control, DISPID_OutputParameter), "before");
+    EXPECT_TRUE(sink.m_Events.empty());
+    events->Unadvise();
+}
+
+// The event comes when the copy is made: a host reads the new text in it.
+TEST_F(ModuleTest, TheHostReadsTheCopyWithinTheEvent)
+{
+    struct CReader final : IEventSink {
+        void OnEvent(std::int32_t) override { m_strRead = Get(*m_pControl, DISPID_OutputParameter); }
+        IDispatch* m_pControl = nullptr;
+        std::string m_strRead;
+    } reader;
+    const auto control = CreateControl<IDispatch>();
+    reader.m_pControl = control.Get();
+    CComPtr<IEventSource> events;
+    ASSERT_EQ(control->QueryInterface(IEventSource::IID, events.Receive()), S_OK);
+    ASSERT_EQ(events->Advise(&reader), S_OK);
+    Put(*control, DISPID_InputParameter, "abc");
+    Load(*control);
+    EXPECT_EQ(reader.m_strRead, "abc");
     events->Unadvise();
 }
 
@@ -176,9 +207,16 @@ TEST_F(ModuleTest, RegistrationIsFoundByTheProgrammaticNameAndTakenBack)
     EXPECT_TRUE(text.contains("ActiveX.ActiveXCtrl.1"));
     EXPECT_TRUE(text.contains("Controls safely initializable from persistent data!"));
     EXPECT_TRUE(text.contains("Controls safely scriptable!"));
+    EXPECT_TRUE(text.contains("TypeName=1\n"));
+    EXPECT_TRUE(text.contains("ToolboxBitmap32=203\n"));
+    EXPECT_TRUE(text.contains("Control=ActiveX Control\n"));
+    EXPECT_TRUE(text.contains("Name=_DActiveX\nDescription=Dispatch interface for ActiveX Control\n"));
+    EXPECT_TRUE(text.contains("Name=_DActiveXEvents\nDescription=Event interface for ActiveX Control\n"));
     EXPECT_EQ(Find<DLLUNREGISTERSERVER>("DllUnregisterServer")(), S_OK);
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    EXPECT_FALSE(file.readAll().contains("ActiveX.ActiveXCtrl.1"));
+    const QByteArray left = file.readAll();
+    EXPECT_FALSE(left.contains("ActiveX.ActiveXCtrl.1"));
+    EXPECT_FALSE(left.contains("_DActiveX"));
 }
 
 // The rest runs in processes of its own: the module starts once in a process, and what its windows leave behind

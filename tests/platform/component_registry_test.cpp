@@ -14,15 +14,22 @@ namespace
 constexpr UUID CLASS_ID = MakeUuid("fc2f1fbe-3f9d-43bb-b0bb-5ddd14cded62");
 constexpr UUID OTHER_CLASS = MakeUuid("40439bd9-1d6b-4bc4-956a-b8af422c5737");
 constexpr UUID LIBRARY_ID = MakeUuid("6f1c2f5e-5b1d-4a7c-9d43-0b1f0a6f2d11");
+constexpr UUID INTERFACE_ID = MakeUuid("52f7fbe0-0f0d-4f4b-8a39-0a1b5d0b7c11");
 
 XTypeLibrary Library()
 {
-    return {LIBRARY_ID, "ActiveXLib", "1.0", "ActiveX.hlp", "c:\\opt\\my wall\\activex.ocx"};
+    return {LIBRARY_ID,
+            "ActiveXLib",
+            "1.0",
+            "ActiveX.hlp",
+            "c:\\opt\\my wall\\activex.ocx",
+            "ActiveX Control",
+            {{INTERFACE_ID, "_DActiveX", "Dispatch interface for ActiveX Control", {}}}};
 }
 
 XClassRegistration Class()
 {
-    return {CLASS_ID, "ActiveX.ActiveXCtrl.1", "c:\\opt\\my wall\\activex.ocx", 0x20191, 2, LIBRARY_ID};
+    return {CLASS_ID, "ActiveX.ActiveXCtrl.1", "c:\\opt\\my wall\\activex.ocx", 0x20191, 2, LIBRARY_ID, 1, 203};
 }
 
 class ComponentRegistryTest : public testing::Test
@@ -44,9 +51,37 @@ TEST_F(ComponentRegistryTest, TypeLibrariesComeAndGo)
     EXPECT_EQ(found.strVersion, "1.0");
     EXPECT_EQ(found.strHelpFile, "ActiveX.hlp");
     EXPECT_EQ(found.strPath, "c:\\opt\\my wall\\activex.ocx");
+    EXPECT_EQ(found.strControlName, "ActiveX Control");
     EXPECT_EQ(m_Registry.UnregisterTypeLibrary(LIBRARY_ID), S_OK);
     EXPECT_FALSE(m_Registry.FindTypeLibrary(LIBRARY_ID, found));
     EXPECT_EQ(m_Registry.UnregisterTypeLibrary(LIBRARY_ID), S_OK) << "what isn't there is gone already";
+}
+
+TEST_F(ComponentRegistryTest, InterfacesComeAndGoWithTheirTypeLibrary)
+{
+    XInterfaceRegistration found;
+    EXPECT_FALSE(m_Registry.FindInterface(INTERFACE_ID, found));
+    ASSERT_EQ(m_Registry.RegisterTypeLibrary(Library()), S_OK);
+    ASSERT_TRUE(m_Registry.FindInterface(INTERFACE_ID, found));
+    EXPECT_EQ(found.Id, INTERFACE_ID);
+    EXPECT_EQ(found.strName, "_DActiveX");
+    EXPECT_EQ(found.strDescription, "Dispatch interface for ActiveX Control");
+    EXPECT_EQ(found.TypeLibrary, LIBRARY_ID);
+    EXPECT_EQ(m_Registry.UnregisterTypeLibrary(OTHER_CLASS), S_OK);
+    EXPECT_TRUE(m_Registry.FindInterface(INTERFACE_ID, found)) << "another library's removal";
+    EXPECT_EQ(m_Registry.UnregisterTypeLibrary(LIBRARY_ID), S_OK);
+    EXPECT_FALSE(m_Registry.FindInterface(INTERFACE_ID, found));
+}
+
+TEST_F(ComponentRegistryTest, ALibraryRegisteredAnewHasItsNewInterfacesOnly)
+{
+    XInterfaceRegistration found;
+    XTypeLibrary later = Library();
+    later.Interfaces[0].Id = OTHER_CLASS;
+    ASSERT_EQ(m_Registry.RegisterTypeLibrary(Library()), S_OK);
+    ASSERT_EQ(m_Registry.RegisterTypeLibrary(later), S_OK);
+    EXPECT_FALSE(m_Registry.FindInterface(INTERFACE_ID, found));
+    EXPECT_TRUE(m_Registry.FindInterface(OTHER_CLASS, found));
 }
 
 TEST_F(ComponentRegistryTest, ClassesAreFoundByIdentifierAndByName)
@@ -65,6 +100,8 @@ TEST_F(ComponentRegistryTest, ClassesAreFoundByIdentifierAndByName)
         EXPECT_EQ(found.dwMiscStatus, 0x20191U);
         EXPECT_EQ(found.dwThreading, 2U);
         EXPECT_EQ(found.TypeLibrary, LIBRARY_ID);
+        EXPECT_EQ(found.dwTypeName, 1U);
+        EXPECT_EQ(found.dwBitmap, 203U);
     }
     EXPECT_EQ(m_Registry.UnregisterClass(CLASS_ID), S_OK);
     EXPECT_FALSE(m_Registry.FindClass(CLASS_ID, found));

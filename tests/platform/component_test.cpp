@@ -61,6 +61,7 @@ class CCounter final : public CUnknown<IDispatch, IEventSource>
     }
     HRESULT Advise(IEventSink* sink) override { return m_Events.Advise(sink); }
     HRESULT Unadvise() override { return m_Events.Unadvise(); }
+    UUID GetEventInterface() override { return OTHER_IID; }
 
   private:
     ~CCounter() override = default;
