@@ -1,6 +1,8 @@
 #include "model/XMLInputArchive.h"
 
+#include <algorithm>
 #include <charconv>
+#include <cstddef>
 #include <filesystem>
 #include <rapidxml/rapidxml.hpp>
 #include <rapidxml/rapidxml_utils.hpp>
@@ -16,7 +18,7 @@
 struct XInputDocument {
     std::unique_ptr<rapidxml::file<>> m_pFile;
     rapidxml::xml_document<> m_Document;
-    rapidxml::xml_node<>* m_pElement = nullptr;  // the current one; null for a file without any element
+    rapidxml::xml_node<>* m_pElement = nullptr;  // the current one
 };
 
 namespace
@@ -44,6 +46,21 @@ std::unique_ptr<rapidxml::file<>> LoadText(std::string_view text)
     return std::make_unique<rapidxml::file<>>(stream);
 }
 
+// The parser's error, told with file and line.
+class CParseError final : public rapidxml::parse_error
+{
+  public:
+    CParseError(const parse_error& error, const std::string& name, std::ptrdiff_t line)
+        : parse_error(error.what(), error.where<char>()),
+          m_strWhat(name + ", line " + std::to_string(line) + ": " + error.what())
+    {
+    }
+    const char* what() const noexcept override { return m_strWhat.c_str(); }
+
+  private:
+    std::string m_strWhat;
+};
+
 std::unique_ptr<XInputDocument> Parse(std::unique_ptr<rapidxml::file<>> file, const std::string& name)
 {
     auto document = std::make_unique<XInputDocument>();
@@ -53,8 +70,15 @@ std::unique_ptr<XInputDocument> Parse(std::unique_ptr<rapidxml::file<>> file, co
         throw std::runtime_error("elements nested deeper than " + std::to_string(XMLInputArchive::MAX_DEPTH) +
                                  " in " + name);
     }
-    document->m_Document.parse<rapidxml::parse_default>(document->m_pFile->data());
+    const std::string original(text);  // the parser writes into the file's
+    try {
+        document->m_Document.parse<rapidxml::parse_default>(document->m_pFile->data());
+    } catch (const rapidxml::parse_error& error) {
+        const std::ptrdiff_t at = error.where<char>() - document->m_pFile->data();
+        throw CParseError(error, name, 1 + std::count(original.begin(), original.begin() + at, '\n'));
+    }
     document->m_pElement = document->m_Document.first_node();
+    if (document->m_pElement == nullptr) throw std::runtime_error("no element in " + name);
     return document;
 }
 

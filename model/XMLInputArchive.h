@@ -18,8 +18,9 @@ struct XInputDocument;
 /// Fills objects from an XML file. Named values are looked up among the children of the current element, so
 /// their order in the file is free; what the file lacks keeps its present value.
 ///
-/// Reading throws: what the XML parser throws for malformed text; std::runtime_error for a file that can't be
-/// opened, for elements nested too deep and for a class name that has no factory or doesn't fit its list;
+/// Reading throws: the XML parser's error, with file and line in its text, for malformed text;
+/// std::runtime_error for a file that can't be opened, for one without any element (an empty file is one), for
+/// elements nested too deep and for a class name that has no factory or doesn't fit its list;
 /// std::invalid_argument for a bad character in a bit set. Objects that were built so far belong to their
 /// lists.
 class XMLInputArchive

@@ -3,6 +3,7 @@
 
 #include <bitset>
 #include <filesystem>
+#include <rapidxml/rapidxml.hpp>
 #include <stdexcept>
 #include <string>
 
@@ -79,14 +80,21 @@ TEST(InputArchive, NamesAreCaseSensitiveAndTheFirstOfANameCounts)
     EXPECT_EQ(ReadValue<std::int32_t>("<V>1</V><v>2</v><v>3</v>", 0), 2);
 }
 
-TEST(InputArchive, AFileWithoutElementsLeavesEverythingItsDefault)
+TEST(InputArchive, AFileWithoutElementsThrowsAndIsNamed)
 {
     for (const char* text : {"", "   \n", "<!-- nothing -->"}) {
-        XMLInputArchive archive(text, "test");
-        std::int32_t value = 5;
-        archive& Named("v", value);
-        EXPECT_EQ(value, 5) << text;
+        EXPECT_THAT([&] { XMLInputArchive(text, "empty.xml"); },
+                    ThrowsMessage<std::runtime_error>("no element in empty.xml"))
+            << text;
     }
+}
+
+TEST(InputArchive, MalformedTextThrowsTheParsersErrorWithFileAndLine)
+{
+    EXPECT_THAT([] { XMLInputArchive("<a>\n<b\n c='1'>\n</b>\n<d\n</a>\n", "bad.xml"); },
+                ThrowsMessage<rapidxml::parse_error>("bad.xml, line 6: expected >"));
+    EXPECT_THAT([] { XMLInputArchive("<a>", "cut.xml"); },
+                ThrowsMessage<rapidxml::parse_error>("cut.xml, line 1: unexpected end of data"));
 }
 
 struct XIntegerCase {
