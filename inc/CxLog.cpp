@@ -166,7 +166,7 @@ CxLog::CxLog(const std::string& directory) : m_pAlive(nullptr), m_pState(std::ma
     std::filesystem::create_directories(folder,
                                         error);  // an existing one is no failure, another is not reported
     m_pState->m_strPath = MakeLogPath(folder, LocalTime(std::time(nullptr)));
-    std::thread([state = m_pState] { state->Run(); }).detach();
+    m_Worker = std::thread([state = m_pState] { state->Run(); });
 }
 
 CxLog::~CxLog()
@@ -175,8 +175,13 @@ CxLog::~CxLog()
     std::unique_lock lock(m_pState->m_csEvents);
     m_pState->m_bStop = true;
     m_pState->m_Changed.notify_all();
+    const bool ended = m_pState->m_Changed.wait_for(lock, STOP_WAIT, [this] { return m_pState->m_bEnded; });
+    lock.unlock();
     // A worker that hangs in the file system is left behind; it holds the state and nothing of this object.
-    m_pState->m_Changed.wait_for(lock, STOP_WAIT, [this] { return m_pState->m_bEnded; });
+    if (ended)
+        m_Worker.join();
+    else
+        m_Worker.detach();
 }
 
 void CxLog::Log(const char* file, const char* function, std::int32_t line, std::int32_t level,

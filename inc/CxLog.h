@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <thread>
 
 /// Levels of a log line.
 enum LOG_LEVEL : std::int32_t { LOG_MESSAGE = 0, LOG_WARNING = 1, LOG_EXCEPTION = 2, LOG_ERROR = 3 };
@@ -74,4 +75,5 @@ class CxLog
 
     std::atomic<bool>* m_pAlive;  // static: whether the process's log still lives; null for a log of its own
     std::shared_ptr<State> m_pState;  // shared with the worker, which may outlive the wait of the destructor
+    std::thread m_Worker;
 };
