@@ -2,8 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
@@ -83,6 +85,26 @@ std::string FormatOf(const std::string& text)
     return format;
 }
 
+// The keys that stand as literals in the sources.
+std::set<std::string> KeysInTheSources()
+{
+    static const std::regex pattern("\"(IDS_\\w+)\"");
+    std::set<std::string> keys;
+    for (const char* folder : {"activex", "common", "model", "record", "remote", "render", "skin"}) {
+        const std::filesystem::path place = std::filesystem::path(WATCHWALL_SOURCE_DIR) / folder;
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(place)) {
+            const auto extension = entry.path().extension();
+            if (extension != ".cpp" && extension != ".h") continue;
+            const std::string text = ReadFile(entry.path());
+            for (auto at = std::sregex_iterator(text.begin(), text.end(), pattern);
+                 at != std::sregex_iterator(); ++at) {
+                keys.insert((*at)[1]);
+            }
+        }
+    }
+    return keys;
+}
+
 class LanguageFile : public testing::TestWithParam<const char*>
 {
 };
@@ -91,6 +113,15 @@ TEST_P(LanguageFile, LacksNoKey)
 {
     const auto keys = KeysOf(GetParam());
     for (const std::string& key : RequiredKeys())
+        EXPECT_THAT(keys, testing::Contains(key));
+}
+
+TEST_P(LanguageFile, LacksNoKeyThatTheSourcesName)
+{
+    const std::set<std::string> named = KeysInTheSources();
+    EXPECT_GT(named.size(), 30U);
+    const auto keys = KeysOf(GetParam());
+    for (const std::string& key : named)
         EXPECT_THAT(keys, testing::Contains(key));
 }
 

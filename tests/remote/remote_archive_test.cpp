@@ -51,7 +51,8 @@ TEST(RemoteClasses, EachIsRegisteredUnderItsName)
 {
     RegisterRemoteClasses();
     RegisterRemoteClasses();
-    for (const char* name : {"CDevice", "CStation", "CRemote", "CRemoteStation", "CTcpRemote"}) {
+    for (const char* name : {"CDevice", "CStation", "CRemote", "CRemoteStation", "CTcpRemote", "CUdpRemote",
+                             "CUdpRemoteStation"}) {
         const IFactory* const factory = FindFactoryByClassName(name);
         ASSERT_NE(factory, nullptr) << name;
         EXPECT_EQ(factory->GetTypeName(), "class "s + name);
