@@ -102,7 +102,7 @@ int main(int argc, char** argv)
     // A loop is encoded before the recorder is ready, so that the encoder takes nothing from the decoders.
     const CRecorderProcess recorder({"--id", "4711", "--channels", std::to_string(CHANNELS), "--size",
                                      "704x576", "--fps", "25", "--mark", "--loop", "4"});
-    CQuickClock clock;
+    CFastClock clock(30);
     CUdpRemoteStation station(recorder.Endpoints(), recorder.SessionOptions(clock, true));
     if (!station.Connect("4711", 10060, 10061) || !station.GetSession()->IsConnected()) {
         std::puts("no session with the recorder");

@@ -57,10 +57,18 @@ void CMyP2P::Pop()
 void CMyP2P::WaitForPacket(std::uint32_t ms, const P2PCancel* pCancel)
 {
     std::unique_lock lock(m_csQueue);
+    ++m_iWaiting;
     m_Arrived.wait_for(lock, std::chrono::milliseconds(ms), [this, pCancel] {
         return !m_Queue.empty() || IsStopping() ||
                (pCancel != nullptr && pCancel->load(std::memory_order_relaxed));
     });
+    --m_iWaiting;
+}
+
+bool CMyP2P::HasWaitingReader()
+{
+    const std::lock_guard lock(m_csQueue);
+    return m_iWaiting > 0;
 }
 
 void CMyP2P::WakeReaders()

@@ -39,6 +39,9 @@ class CMyP2P : public CP2PClient
     /// What arrived and what the full queue lost.
     const CLinkCounters& GetCounters() const { return m_Counters; }
 
+    /// Whether a reader found the queue empty and waits for a packet.
+    bool HasWaitingReader();
+
   protected:
     void OnRecv(const char* szName, std::span<const std::uint8_t> data) override;
 
@@ -57,4 +60,5 @@ class CMyP2P : public CP2PClient
     std::deque<std::unique_ptr<Packet>> m_Queue;  // guarded by m_csQueue, as all below
     std::size_t m_ulQueuedBytes = 0;
     const Packet* m_pCurrent = nullptr;  // what Front gave last
+    int m_iWaiting = 0;                  // threads in WaitForPacket
 };

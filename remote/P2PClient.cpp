@@ -127,16 +127,19 @@ bool CP2PClient::GetUserList()
 {
     m_Protocol.RestartUserList();
     for (int i = 0; i < ATTEMPTS; ++i) {
+        // Counted before the question goes out: the answer may be there before this thread runs on.
+        std::size_t count = m_Protocol.GetUserCount();
         SendToServer(MakeP2PHeader(P2PMSG_GET_USERS, m_Protocol.GetLocalRecord()));
         // A list that still grows is given a further slice, so that a long one isn't cut off.
         std::size_t before = 0;
         do {
-            before = m_Protocol.GetUserCount();
+            before = count;
             for (int look = 0; look < LOOKS; ++look) {
                 if (m_Protocol.IsListComplete()) return true;
                 if (!Pause(LOOK_MS)) return false;
             }
-        } while (m_Protocol.GetUserCount() > before);
+            count = m_Protocol.GetUserCount();
+        } while (count > before);
     }
     return false;
 }

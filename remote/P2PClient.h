@@ -86,10 +86,13 @@ class CP2PClient : private IP2POutput
     /// Handles one datagram as if it had been received.
     void HandleDatagram(std::span<const std::uint8_t> datagram, const sockaddr_in& from);
 
+    /// Sends one datagram by the socket; a failure is ignored. Any thread. The only way out, so that a network
+    /// without sockets can be put in its place.
+    void SendDatagram(std::span<const std::uint8_t> datagram, const sockaddr_in& to) override;
+
     bool IsStopping() const { return m_bExit.load(std::memory_order_relaxed); }
 
   private:
-    void SendDatagram(std::span<const std::uint8_t> datagram, const sockaddr_in& to) final;
     void DeliverData(const char* szName, std::span<const std::uint8_t> data) final { OnRecv(szName, data); }
 
     std::uint32_t Receive();

@@ -115,7 +115,7 @@ class UdpLinksTest : public testing::Test
     }
 
     CLinkTestFolder m_Folder;
-    CQuickClock m_Clock;
+    CFastClock m_Clock{30};
     std::mutex m_cs;
     std::map<std::int32_t, XSeen> m_Seen;  // guarded by m_cs
     std::unique_ptr<CRecorderProcess> m_pRecorder;

@@ -18,7 +18,6 @@ namespace
 {
 
 constexpr auto PATIENCE = std::chrono::seconds(60);
-constexpr unsigned QUICK = 30;
 
 class CListeningRender final : public CRender
 {
@@ -150,11 +149,6 @@ XSessionOptions CRecorderProcess::SessionOptions(IClock& clock, bool sharedRecei
     options.m_P2P = {Port("rendezvous"), &clock};
     options.m_bSharedReceive = sharedReceive;
     return options;
-}
-
-void CQuickClock::Sleep(std::uint32_t ms)
-{
-    std::this_thread::sleep_for(std::chrono::microseconds(ms * 1000 / QUICK));
 }
 
 std::unique_ptr<CRender> MakeListeningRender(ShownPicture shown)

@@ -10,12 +10,12 @@
 #include <string>
 #include <vector>
 
-#include "platform/clock.h"
 #include "recorder/scene/Mark.h"
 #include "recorder/scene/Scene.h"
 #include "remote/Endpoints.h"
 #include "remote/P2PSession.h"
 #include "render/Render.h"
+#include "tests/support/test_clocks.h"
 
 /// A folder of the test's own, removed with all that is in it.
 class CLinkTestFolder
@@ -59,14 +59,6 @@ class CRecorderProcess
     pid_t m_Process = -1;
     std::string m_strReady;
     recorder::XSceneSetup m_Scene;
-};
-
-/// A clock that runs faster than the machine's.
-class CQuickClock final : public IClock
-{
-  public:
-    std::uint32_t TickCount() override { return SystemClock().TickCount(); }
-    void Sleep(std::uint32_t ms) override;
 };
 
 /// A picture that a link showed, with the window that it went to.

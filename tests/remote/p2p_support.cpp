@@ -15,12 +15,6 @@ constexpr auto PATIENCE = std::chrono::seconds(20);
 
 }  // namespace
 
-void CFastClock::Sleep(std::uint32_t ms)
-{
-    m_ulWaitedMs += ms;
-    std::this_thread::sleep_for(std::chrono::microseconds(ms * 1000 / m_ulSpeed));
-}
-
 sockaddr_in MakeAddress(const char* host, std::uint16_t port)
 {
     sockaddr_in address{};
@@ -125,6 +119,36 @@ bool CScriptedPeer::WaitFor(std::uint32_t type, std::size_t count)
                                                       [type](const Bytes& b) { return TypeOf(b) == type; })) >=
                count;
     });
+}
+
+CScriptedClient::CScriptedClient(Network network, std::function<void()> meanwhile)
+    : CScriptedClient(std::move(network), std::make_unique<CStepClock>(std::move(meanwhile)))
+{
+}
+
+CScriptedClient::CScriptedClient(Network network, std::unique_ptr<CStepClock> clock)
+    : CMyP2P({RENDEZVOUS_PORT, clock.get()}), m_pClock(std::move(clock)), m_Network(std::move(network))
+{
+}
+
+void CScriptedClient::SendDatagram(std::span<const std::uint8_t> datagram, const sockaddr_in& to)
+{
+    const Bytes bytes(datagram.begin(), datagram.end());
+    m_Sent.emplace_back(bytes, PEER_ADDRESS::From(to));
+    m_Network(*this, bytes, to);
+}
+
+std::size_t CScriptedClient::CountSent(std::uint32_t type) const
+{
+    return static_cast<std::size_t>(
+        std::ranges::count_if(m_Sent, [type](const auto& sent) { return TypeOf(sent.first) == type; }));
+}
+
+std::size_t CScriptedClient::CountSent(std::uint32_t type, const sockaddr_in& to) const
+{
+    return static_cast<std::size_t>(std::ranges::count_if(m_Sent, [&](const auto& sent) {
+        return TypeOf(sent.first) == type && sent.second == PEER_ADDRESS::From(to);
+    }));
 }
 
 CScriptedPeer::Script ServerOf(std::vector<PEER_RECORD> users)

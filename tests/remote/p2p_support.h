@@ -6,30 +6,19 @@
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <span>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
-#include "platform/clock.h"
+#include "remote/MyP2P.h"
 #include "remote/P2PWire.h"
+#include "tests/support/test_clocks.h"
 
 using Bytes = std::vector<std::uint8_t>;
-
-/// A clock that runs faster than the machine's by `speed` and tells how much of its own time was waited.
-class CFastClock final : public IClock
-{
-  public:
-    explicit CFastClock(unsigned speed) : m_ulSpeed(speed) {}
-    std::uint32_t TickCount() override { return m_ulWaitedMs; }
-    void Sleep(std::uint32_t ms) override;
-    std::uint32_t WaitedMs() const { return m_ulWaitedMs; }
-
-  private:
-    const unsigned m_ulSpeed;
-    std::atomic<std::uint32_t> m_ulWaitedMs{0};
-};
 
 /// A socket address from a dotted address and a port in host order.
 sockaddr_in MakeAddress(const char* host, std::uint16_t port);
@@ -76,6 +65,36 @@ class CScriptedPeer
     std::vector<Bytes> m_Received;  // guarded by m_cs
     std::atomic<bool> m_bExit{false};
     std::thread m_Thread;
+};
+
+/// A client whose network is a function of the test's: `network` is called for each datagram that the client
+/// sends, on the sending thread, and may answer before it returns, as a fast network does. No time passes but
+/// what the client itself waits, and none of it is real.
+class CScriptedClient final : public CMyP2P
+{
+  public:
+    using Network = std::function<void(CScriptedClient& self, const Bytes& datagram, const sockaddr_in& to)>;
+
+    explicit CScriptedClient(Network network, std::function<void()> meanwhile = {});
+    ~CScriptedClient() override { Stop(); }
+
+    /// Lets a datagram arrive.
+    void Arrive(const Bytes& datagram, const sockaddr_in& from) { HandleDatagram(datagram, from); }
+
+    /// How many datagrams of that type the client sent, in all or to that address.
+    std::size_t CountSent(std::uint32_t type) const;
+    std::size_t CountSent(std::uint32_t type, const sockaddr_in& to) const;
+    std::uint32_t WaitedMs() const { return m_pClock->WaitedMs(); }
+
+  protected:
+    void SendDatagram(std::span<const std::uint8_t> datagram, const sockaddr_in& to) override;
+
+  private:
+    CScriptedClient(Network network, std::unique_ptr<CStepClock> clock);
+
+    const std::unique_ptr<CStepClock> m_pClock;
+    const Network m_Network;
+    std::vector<std::pair<Bytes, PEER_ADDRESS>> m_Sent;  // by the test's thread only
 };
 
 /// The script of a rendezvous server that acknowledges logins, lists `users` and does nothing more.

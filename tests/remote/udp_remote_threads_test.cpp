@@ -430,6 +430,7 @@ TEST_F(UdpRemoteTest, OneChannelReceivesAtATimeByDefaultAsIntended)
     OpenAndWait(*m_pChannel);
     SendPicture(0, 0);
     ASSERT_TRUE(WaitForShown(1));
+    ASSERT_TRUE(WaitUntil([&] { return m_pSession->HasWaitingReader(); }));
     auto second = MakeChannel(1);
     second->SetCloseWait(50);
     OpenAndWait(*second);
@@ -448,6 +449,7 @@ TEST_F(UdpRemoteTest, ThreadThatEndsHandsTheReceivingToTheNextChannel)
     OpenAndWait(*m_pChannel);
     SendPicture(0, 0);
     ASSERT_TRUE(WaitForShown(1));
+    ASSERT_TRUE(WaitUntil([&] { return m_pSession->HasWaitingReader(); }));
     auto second = MakeChannel(1);
     OpenAndWait(*second);
     m_pChannel.reset();

@@ -67,7 +67,7 @@ TEST_F(UdpStartTest, SecondStartFailsAtTheSocket)
 TEST_F(UdpStartTest, ServerThatNeverAcknowledgesFailsTheLogin)
 {
     CScriptedPeer server("127.0.0.1");
-    CFastClock clock(200);
+    CStepClock clock;
     XSessionOptions options;
     options.m_P2P = {server.Port(), &clock};
     CP2PSession session(options);
@@ -81,10 +81,12 @@ TEST_F(UdpStartTest, ListThatNeverEndsFailsTheStart)
     CScriptedPeer server("127.0.0.1", [](CScriptedPeer& self, const Bytes& datagram, const sockaddr_in& from) {
         if (TypeOf(datagram) == P2PMSG_LOGIN) self.Send(MakeMessage(P2PMSG_LOGIN_ACK, "12345"), from);
     });
-    CFastClock clock(100);
+    CP2PSession* started = nullptr;
+    CStepClock clock([&] { WaitUntil([&] { return started->IsLoggedIn(); }); });
     XSessionOptions options;
     options.m_P2P = {server.Port(), &clock};
     CP2PSession session(options);
+    started = &session;
     session.Start("12345");
     EXPECT_FALSE(session.IsConnected());
     EXPECT_EQ(m_Debug.Text(), "P2P GetUserList() failed \n");
@@ -242,7 +244,7 @@ TEST_F(UdpSessionTest, WhoeverFoundTheQueueEmptyReceivesAloneAsIntended)
         end.get_future().wait();
         m_Session.ReleaseReceiveLock();
     });
-    ASSERT_TRUE(WaitUntil([&] { return m_Session.IsReceiveLockTaken(); }));
+    ASSERT_TRUE(WaitUntil([&] { return m_Session.HasWaitingReader(); }));
     m_Machine.SendMessage(MakeUdpMessage(1, 1, Bytes(10, 1)));
     received.get_future().wait();
 

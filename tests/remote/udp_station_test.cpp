@@ -83,7 +83,7 @@ TEST_F(UdpStationTest, SessionThatDoesNotStartLeavesTheConnectTrue)
 {
     CScriptedDirectory directory("a:2:b");
     CScriptedPeer silent("127.0.0.1");
-    CFastClock clock(500);
+    CStepClock clock;
     XSessionOptions options;
     options.m_P2P = {silent.Port(), &clock};
     CUdpRemoteStation station(directory.m_Endpoints, options);
