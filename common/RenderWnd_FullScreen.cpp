@@ -1,3 +1,4 @@
+#include <QCloseEvent>
 #include <QGuiApplication>
 #include <QScreen>
 
@@ -101,6 +102,13 @@ bool CRenderWnd::eventFilter(QObject* watched, QEvent* event)
     if (watched == m_pParent && event->type() == QEvent::Resize && m_bFullScreen)
         setGeometry(m_pParent->rect());
     return QWidget::eventFilter(watched, event);
+}
+
+// Only a grid in full screen is a window that can be closed, and then that is what ends.
+void CRenderWnd::closeEvent(QCloseEvent* event)
+{
+    event->ignore();
+    if (m_bFullScreen) SetLayout(0);
 }
 
 void CRenderWnd::SetFloat(bool floating)

@@ -42,6 +42,16 @@ TEST_F(RenderWndTest, FullScreenOfModeThreeStretchesTheCellsToTheScreenLessTwent
     grid.SetLayout(0);
 }
 
+TEST_F(RenderWndTest, ClosingTheFullScreenLeavesItAndKeepsTheGrid)
+{
+    CRenderWnd& grid = Grid();
+    grid.SetLayout(0);
+    EXPECT_FALSE(grid.close());
+    EXPECT_FALSE(grid.IsFullScreenOn());
+    EXPECT_TRUE(grid.isVisible());
+    EXPECT_EQ(grid.parentWidget(), m_pParent.get());
+}
+
 // A grid that goes in full screen would leave its former window with a focus that is gone.
 TEST_F(RenderWndTest, FullScreenTakesTheFocusOutOfAWindowThatIsNotActive)
 {

@@ -2,12 +2,15 @@
 
 #include <gmock/gmock.h>
 
+#include <stdlib.h>
+
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <optional>
 
+#include "model/Language.h"
 #include "platform/paths.h"
 #include "render/MemorySurfaceDevice.h"
 #include "tests/render/render_support.h"
@@ -26,6 +29,24 @@ constexpr std::int32_t HEIGHT = 288;
 class D3DSurfaceTest : public testing::Test
 {
   protected:
+    D3DSurfaceTest()
+    {
+        std::string pattern = (std::filesystem::temp_directory_path() / "watchwall-d3d-XXXXXX").string();
+        m_strHome = mkdtemp(pattern.data());
+        std::filesystem::create_directory(m_strHome + "/config");
+        std::ofstream(m_strHome + "/config/eng.ini")
+            << "[String]\nIDS_NoDirectX9=no graphics\nIDS_NoDisplayDriver=no driver\n";
+        SetModuleDirectory(SystemPath(m_strHome) + "\\");
+        CLanguage::Reset();
+        CLanguage::SetLanguage("eng");
+    }
+    ~D3DSurfaceTest() override
+    {
+        CLanguage::Reset();
+        SetModuleDirectory("");
+        std::filesystem::remove_all(m_strHome);
+    }
+
     std::uint32_t Pixel(HWND window, std::int32_t x, std::int32_t y) const
     {
         const XMemoryPicture picture = m_pAdapter->GetPicture(window);
@@ -35,6 +56,7 @@ class D3DSurfaceTest : public testing::Test
         return pixel;
     }
 
+    std::string m_strHome;
     CRecordingBackend m_Backend;
     std::shared_ptr<CMemorySurfaceAdapter> m_pAdapter = std::make_shared<CMemorySurfaceAdapter>();
     int m_iOpened = 0;
@@ -68,7 +90,7 @@ TEST_F(D3DSurfaceTest, NoAdapterAtAllShowsItsText)
 {
     CD3DSurfaceRender render([] { return nullptr; });
     EXPECT_EQ(render.Init(CELL), 0);
-    EXPECT_THAT(m_Backend.TakeTexts(), ElementsAre("Not found"));  // no language file stands in this test
+    EXPECT_THAT(m_Backend.TakeTexts(), ElementsAre("no graphics"));
 }
 
 struct StepRow {
@@ -92,7 +114,7 @@ INSTANTIATE_TEST_SUITE_P(
     Steps, InitFailureTest,
     testing::Values(
         StepRow{DEVICE_STEP::GetAdapterDisplayMode, DEVICE_RESULT::Failed, "GetAdapterDisplayMode failed"},
-        StepRow{DEVICE_STEP::GetDeviceCaps, DEVICE_RESULT::Failed, "Not found"},
+        StepRow{DEVICE_STEP::GetDeviceCaps, DEVICE_RESULT::Failed, "no driver"},
         StepRow{DEVICE_STEP::CreateDevice, DEVICE_RESULT::NotAvailable, "CreateDevice failed: Not Available"},
         StepRow{DEVICE_STEP::CreateDevice, DEVICE_RESULT::OutOfVideoMemory,
                 "CreateDevice failed: Out Of Video Memory"},
@@ -127,13 +149,16 @@ TEST_F(D3DSurfaceTest, StreamMovesBetweenWindows)
     EXPECT_EQ(Pixel(OTHER_CELL, 5, 5), GreyPixel(150));
 }
 
-TEST_F(D3DSurfaceTest, WidthThatTheConversionRefusesKeepsTheOldContents)
+// A multiple of 8 only: the conversion refuses it.
+TEST_F(D3DSurfaceTest, WidthOf360IsNotShownAndTheSurfaceKeepsItsContents)
 {
     m_Render.Init(CELL);
     CSurface* const surface = m_Render.CreateSurface(360, HEIGHT);
     const CTestFrame frame(360, HEIGHT, 200);
-    EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, surface, CELL), 0);
-    EXPECT_EQ(Pixel(CELL, 0, 0), 0U);
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, surface, CELL), 0);
+        EXPECT_EQ(Pixel(CELL, 0, 0), 0U);
+    }
 }
 
 TEST_F(D3DSurfaceTest, NullFrameShowsWhatTheSurfaceHolds)
@@ -247,6 +272,61 @@ TEST_F(D3DSurfaceTest, FailedRebuildingShowsItsTextsAndRefusesFrames)
                 ElementsAre("CreateDevice failed: Device Lost", "Create Off Screen Surface failed!"));
     EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, surface, CELL), -1);
     m_Render.DestroySurface(surface);
+}
+
+struct RebuildRow {
+    DEVICE_STEP m_Step;
+    std::vector<std::string> m_Texts;
+};
+
+class RebuildFailureTest : public D3DSurfaceTest, public testing::WithParamInterface<RebuildRow>
+{
+};
+
+// What fails while the device is rebuilt is told on the link thread that hit it, once; frames stay silent.
+TEST_P(RebuildFailureTest, ShowsItsTextsOnceAndRefusesFrames)
+{
+    m_Render.Init(CELL);
+    CSurface* const surface = m_Render.CreateSurface(WIDTH, HEIGHT);
+    const CTestFrame frame(WIDTH, HEIGHT, 90);
+    m_pAdapter->SetState(DEVICE_STATE::NotReset);
+    m_pAdapter->SetFault(GetParam().m_Step, true);
+    EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, surface, CELL), 0);
+    EXPECT_EQ(m_Backend.TakeTexts(), GetParam().m_Texts);
+    m_pAdapter->SetFault(GetParam().m_Step, false);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, surface, CELL), -1);
+    EXPECT_THAT(m_Backend.TakeTexts(), IsEmpty());
+    EXPECT_EQ(m_pAdapter->GetPresentCount(), 0U);
+    m_Render.DestroySurface(surface);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Steps, RebuildFailureTest,
+    testing::Values(RebuildRow{DEVICE_STEP::GetAdapterDisplayMode,
+                               {"GetAdapterDisplayMode failed", "Create Off Screen Surface failed!"}},
+                    RebuildRow{DEVICE_STEP::GetDeviceCaps, {"no driver", "Create Off Screen Surface failed!"}},
+                    RebuildRow{DEVICE_STEP::CreateDevice,
+                               {"CreateDevice failed: Unknown Error", "Create Off Screen Surface failed!"}},
+                    RebuildRow{DEVICE_STEP::CreateOffscreenPlainSurface, {"Create Off Screen Surface failed!"}},
+                    RebuildRow{DEVICE_STEP::CreateAdditionalSwapChain,
+                               {"Create Additional Swap Chain failed!"}},
+                    RebuildRow{DEVICE_STEP::GetBackBuffer, {"Get Back Buffer failed!"}}));
+
+TEST_F(D3DSurfaceTest, UninitGivesTheDeviceBackAndInitTakesAnother)
+{
+    const CTestFrame frame(WIDTH, HEIGHT, 90);
+    m_Render.Init(CELL);
+    EXPECT_NE(m_Render.Uninit(), 0);
+    EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, nullptr, CELL), -1);
+    CSurface* const without = m_Render.CreateSurface(WIDTH, HEIGHT);
+    ASSERT_NE(without, nullptr);
+    EXPECT_THAT(m_Backend.TakeTexts(), ElementsAre("Create Off Screen Surface failed!"));
+    EXPECT_NE(m_Render.Init(CELL), 0);
+    EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, without, CELL), -1) << "it was never built";
+    CSurface* const with = m_Render.CreateSurface(WIDTH, HEIGHT);
+    EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, with, CELL), 0);
+    EXPECT_EQ(m_pAdapter->GetPresentCount(CELL), 1U);
 }
 
 // The flags are only ever or-ed, so a device that is rebuilt keeps what it had.

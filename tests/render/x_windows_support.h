@@ -1,0 +1,91 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+
+#include <chrono>
+#include <map>
+#include <thread>
+
+#include "tests/render/render_support.h"
+
+/// Windows of the display that the suite runs on, with handles of ours.
+class CXWindows : public CRecordingBackend
+{
+  public:
+    CXWindows() : m_pDisplay(XOpenDisplay(nullptr)) {}
+    ~CXWindows() override
+    {
+        if (m_pDisplay != nullptr) XCloseDisplay(m_pDisplay);
+    }
+
+    HWND Create(int x, int width, int height)
+    {
+        XSetWindowAttributes attributes{};
+        attributes.override_redirect = 1;
+        attributes.background_pixmap = 0;  // no background: the server paints nothing over the picture
+        const Window window =
+            XCreateWindow(m_pDisplay, DefaultRootWindow(m_pDisplay), x, 0, static_cast<unsigned>(width),
+                          static_cast<unsigned>(height), 0, 0, InputOutput, nullptr,
+                          CWOverrideRedirect | CWBackPixmap, &attributes);
+        XSelectInput(m_pDisplay, window, ExposureMask);
+        XMapRaised(m_pDisplay, window);
+        XEvent event;
+        XWindowEvent(m_pDisplay, window, ExposureMask, &event);
+        const HWND handle{static_cast<std::int32_t>(m_Windows.size()) + 1};
+        m_Windows[handle] = window;
+        return handle;
+    }
+
+    void Destroy(HWND handle)
+    {
+        XDestroyWindow(m_pDisplay, m_Windows[handle]);
+        XSync(m_pDisplay, 0);
+    }
+
+    void Resize(HWND handle, int width, int height)
+    {
+        XResizeWindow(m_pDisplay, m_Windows[handle], static_cast<unsigned>(width),
+                      static_cast<unsigned>(height));
+        XSync(m_pDisplay, 0);
+    }
+
+    std::uintptr_t GetSystemWindow(HWND handle) override
+    {
+        const auto found = m_Windows.find(handle);
+        return found != m_Windows.end() ? found->second : 0;
+    }
+
+    // The pixel on the screen, 0xRRGGBB, as soon as it is `expected`: drawing arrives over a connection of its
+    // own. After two seconds whatever it is.
+    std::uint32_t WaitForPixel(HWND handle, int x, int y, std::uint32_t expected)
+    {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+        std::uint32_t pixel = Pixel(handle, x, y);
+        while (pixel != expected && std::chrono::steady_clock::now() < deadline) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            pixel = Pixel(handle, x, y);
+        }
+        return pixel;
+    }
+
+    std::uint32_t Pixel(HWND handle, int x, int y)
+    {
+        XImage* const image = XGetImage(m_pDisplay, m_Windows[handle], x, y, 1, 1, AllPlanes, ZPixmap);
+        if (image == nullptr) return 0xFFFFFFFF;
+        const auto pixel = static_cast<std::uint32_t>(XGetPixel(image, 0, 0)) & 0xFFFFFF;
+        XDestroyImage(image);
+        return pixel;
+    }
+
+    void Forget(HWND handle) { m_Windows.erase(handle); }
+
+    Display* const m_pDisplay;
+
+  private:
+    std::map<HWND, Window> m_Windows;
+};
+
+#define EXPECT_PIXEL(window, x, y, expected) EXPECT_EQ(m_Windows.WaitForPixel(window, x, y, expected), expected)
