@@ -2,7 +2,6 @@
 
 #include <dlfcn.h>
 
-#include <atomic>
 #include <exception>
 #include <filesystem>
 
@@ -17,7 +16,13 @@ namespace
 {
 
 const char g_Module = 0;  // its address stands for the module
-std::atomic<bool> g_bWindowStood{false};
+
+// The file that the module was loaded from; null when the loader doesn't tell.
+const char* LoadedFile()
+{
+    Dl_info info{};
+    return dladdr(&g_Module, &info) != 0 ? info.dli_fname : nullptr;
+}
 
 }  // namespace
 
@@ -60,10 +65,10 @@ bool CActiveXApp::EnsureStarted()
 
 std::string GetLoadedModulePath()
 {
-    Dl_info info{};
-    if (dladdr(&g_Module, &info) == 0 || info.dli_fname == nullptr) return GetModuleFileNameA();
+    const char* const file = LoadedFile();
+    if (file == nullptr) return GetModuleFileNameA();
     std::error_code error;
-    const auto path = std::filesystem::absolute(info.dli_fname, error);
+    const auto path = std::filesystem::absolute(file, error);
     return error ? GetModuleFileNameA() : SystemPath(path.string());
 }
 
@@ -92,10 +97,12 @@ HRESULT GetClassObject(const UUID& classId, const UUID& iid, void** factory)
 
 HRESULT CanUnloadNow()
 {
-    return CanUnloadComponentModule() && !g_bWindowStood ? S_OK : S_FALSE;
+    return CanUnloadComponentModule() ? S_OK : S_FALSE;
 }
 
-void NoteControlWindow()
+void KeepModuleMapped()
 {
-    g_bWindowStood = true;
+    // The handle is not given back. A program that has the control linked into it is no module, and the loader
+    // refuses: nothing can unload it either.
+    if (const char* const file = LoadedFile()) dlopen(file, RTLD_NOW | RTLD_NOLOAD | RTLD_NODELETE);
 }

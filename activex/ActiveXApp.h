@@ -46,11 +46,11 @@ CActiveXApp& GetApp();
 
 /// What the exports answer with. Nothing of them throws.
 HRESULT GetClassObject(const UUID& classId, const UUID& iid, void** factory);
-/// S_OK when no object and no lock is left and no control window ever stood: once one did, the toolkit and the
-/// log keep addresses inside the module to process end.
+/// S_OK when no object, no lock and no thread is left.
 HRESULT CanUnloadNow();
-/// A control window stands: see CanUnloadNow.
-void NoteControlWindow();
+/// For the first control window: the toolkit and the panels' thread keep addresses inside the module from then
+/// on. A host that lets the module go all the same gets it back as it was.
+void KeepModuleMapped();
 
 /// The file that this code was loaded from, in the system's form: what is registered, wherever the module's
 /// directory points.

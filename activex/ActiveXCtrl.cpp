@@ -125,7 +125,7 @@ HRESULT CActiveXCtrl::CreateControlWindow(void* parent)
     if (m_pWidget != nullptr) return S_FALSE;
     m_bPlatformStarted = StartQtPlatform();
     if (!m_bPlatformStarted) return E_FAIL;
-    NoteControlWindow();
+    KeepModuleMapped();
     HRESULT result = E_FAIL;
     // A start-up that fails, on a faulty layout file for one, ends here: nothing is thrown at the container.
     try {

@@ -200,7 +200,7 @@ inline constexpr UUID CATID_SafeForScripting = MakeUuid("052c5935-782f-476c-9574
 
 // What a module exports, by these names, with C linkage.
 using DLLGETCLASSOBJECT = HRESULT (*)(const UUID& classId, const UUID& iid, void** factory);
-/// S_OK when no object and no lock is left, else S_FALSE.
+/// S_OK when no object, no lock and no thread of the module is left, else S_FALSE.
 using DLLCANUNLOADNOW = HRESULT (*)();
 using DLLREGISTERSERVER = HRESULT (*)();
 using DLLUNREGISTERSERVER = HRESULT (*)();

@@ -10,7 +10,8 @@
 // What objects of the component model are made from; the interfaces are in inc/Component.h, the registry in
 // platform/component_registry.h.
 
-/// Counts what keeps this module loaded: live objects and locks of its factories. At any time from any thread.
+/// Counts what keeps this module loaded: live objects, locks of its factories, and threads that run (see
+/// CreateThread). At any time from any thread.
 void LockComponentModule();
 void UnlockComponentModule();
 /// True when the count is zero.

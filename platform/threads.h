@@ -19,7 +19,8 @@ inline constexpr std::uint32_t WAIT_FAILED = 0xFFFFFFFF;
 
 /// Starts a thread that runs `entry`; its result is the thread's exit code. `name` (at most 15 characters are
 /// kept) shows in debuggers. The handle is signalled when the thread has ended and stays so. Null when the
-/// system has no more threads. Closing the handle neither ends nor waits for the thread.
+/// system has no more threads. Closing the handle neither ends nor waits for the thread. A thread that runs
+/// keeps its module loaded.
 HANDLE CreateThread(std::function<std::uint32_t()> entry, const char* name);
 
 inline constexpr std::uint32_t STILL_ACTIVE = 259;

@@ -265,6 +265,65 @@ TEST_F(ModuleProcessTest, UnloadingIsRefusedWhileAnythingIsLeft)
         testing::ExitedWithCode(7), "");
 }
 
+// The address sanitizer's build of the tests never unloads a library.
+#ifdef __SANITIZE_ADDRESS__
+constexpr bool KEEPS_LIBRARIES = true;
+#else
+constexpr bool KEEPS_LIBRARIES = false;
+#endif
+
+// Whether the module lies in this process's memory.
+bool IsMapped()
+{
+    void* const module = dlopen(WATCHWALL_MODULE, RTLD_NOW | RTLD_NOLOAD);
+    if (module != nullptr) dlclose(module);
+    return module != nullptr;
+}
+
+TEST_F(ModuleProcessTest, ModuleThatShowedNoWindowIsUnloaded)
+{
+    EXPECT_EXIT(
+        {
+            {
+                const auto control = CreateControl<IDispatch>();
+            }
+            bool right = Find<DLLCANUNLOADNOW>("DllCanUnloadNow")() == S_OK && IsMapped();
+            dlclose(m_pModule);
+            right = right && IsMapped() == KEEPS_LIBRARIES;
+            std::_Exit(right ? 7 : 1);
+        },
+        testing::ExitedWithCode(7), "");
+}
+
+TEST_F(ModuleProcessTest, UnloadingIsAllowedOnceTheWindowIsGoneAndHarmless)
+{
+    EXPECT_EXIT(
+        {
+            const auto can_unload = Find<DLLCANUNLOADNOW>("DllCanUnloadNow");
+            bool right = true;
+            for (int round = 0; round < 2; ++round) {
+                QWidget container;
+                auto control = CreateControl<IControlWindow>();
+                right = right && control->CreateControlWindow(&container) == S_OK;
+                container.show();
+                QApplication::processEvents();
+                control->DestroyControlWindow();
+                right = right && can_unload() == S_FALSE;  // the control itself
+                control.Reset();
+                right = right && can_unload() == S_OK;
+                dlclose(m_pModule);
+                right = right && IsMapped();  // what the toolkit kept stays valid
+                QCoreApplication::removePostedEvents(qApp, QEvent::Quit);
+                QWidget other;
+                other.show();
+                QTest::keyClick(&other, Qt::Key_A);
+                m_pModule = dlopen(WATCHWALL_MODULE, RTLD_NOW | RTLD_LOCAL);
+            }
+            std::_Exit(right ? 7 : 1);
+        },
+        testing::ExitedWithCode(7), "");
+}
+
 TEST_F(ModuleTest, WindowHoldsTheMainPanelAndGoesWithTheContainer)
 {
     auto container = std::make_unique<QWidget>();

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "platform/clock.h"
+#include "platform/component.h"
 #include "platform/threads.h"
 #include "platform/windows.h"
 
@@ -27,6 +28,22 @@ class CHandle
   private:
     HANDLE m_hObject;
 };
+
+TEST(Threads, OneThatRunsKeepsItsModuleLoadedUntilItHasEnded)
+{
+    ASSERT_TRUE(CanUnloadComponentModule());
+    const CHandle go(CreateEventA(true, false));
+    const CHandle thread(CreateThread(
+        [&] {
+            WaitForSingleObject(go, INFINITE);
+            return 0U;
+        },
+        "worker"));
+    EXPECT_FALSE(CanUnloadComponentModule());
+    SetEvent(go);
+    EXPECT_EQ(WaitForSingleObject(thread, LONG_MS), WAIT_OBJECT_0);
+    EXPECT_TRUE(CanUnloadComponentModule());
+}
 
 TEST(Threads, HandleIsSignalledWhenTheThreadHasEndedAndStaysSo)
 {
