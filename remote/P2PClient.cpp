@@ -7,6 +7,8 @@
 #include <cassert>
 #include <cerrno>
 
+#include "remote/AnswerBatch.h"
+
 namespace
 {
 
@@ -222,20 +224,28 @@ void CP2PClient::Stop()
 }
 
 /// The receiving thread. Ends by the exit flag, which Stop sets before it shuts the socket down.
+///
+/// It waits for one datagram, then takes all that are there, and answers them together.
 std::uint32_t CP2PClient::Receive()
 {
     std::uint8_t datagram[P2P_DATAGRAM_BYTES];
+    CAnswerBatch answers(*this, m_hSocket);
+    bool bMore = false;  // something was there a moment ago
     for (;;) {
         sockaddr_in from{};
         socklen_t size = sizeof from;
-        const ssize_t count =
-            recvfrom(m_hSocket, datagram, sizeof datagram, 0, reinterpret_cast<sockaddr*>(&from), &size);
+        const ssize_t count = recvfrom(m_hSocket, datagram, sizeof datagram, bMore ? MSG_DONTWAIT : 0,
+                                       reinterpret_cast<sockaddr*>(&from), &size);
         if (IsStopping()) return 0;
         if (count < 0) {
-            if (errno != EINTR) m_Options.m_pClock->Sleep(1);  // a broken socket is read again for ever
+            // A broken socket is read again for ever.
+            if (!bMore && errno != EINTR) m_Options.m_pClock->Sleep(1);
+            answers.Flush();
+            bMore = false;
             continue;
         }
-        HandleDatagram({datagram, static_cast<std::size_t>(count)}, from);
+        m_Protocol.HandleDatagram({datagram, static_cast<std::size_t>(count)}, from, answers);
+        bMore = true;
     }
 }
 
