@@ -44,6 +44,8 @@ constexpr int LOOP_SECONDS = 4;
 constexpr int CELL_WIDTH = 320;
 constexpr int CELL_HEIGHT = 240;
 constexpr double SETTLE_SECONDS = 1;
+constexpr const char* RECEIVING_THREAD = "p2p receive";
+constexpr const char* LINK_THREAD = "udp link";
 
 struct XSettings {
     double m_dSeconds = 10;
@@ -106,9 +108,17 @@ class CBench
   private:
     struct XCost {
         std::vector<double> m_Picture;  // milliseconds
+        std::vector<double> m_Receive;  // of it, the receiving thread
+        std::vector<double> m_Links;    // of it, the link threads
         std::vector<double> m_Server;   // milliseconds of the X server
         std::vector<double> m_Rate;     // pictures a second
-        std::vector<double> m_Ratio;    // ffmpeg to ours
+    };
+
+    /// Something to compare with: what it takes for a picture, in each run.
+    struct XPeer {
+        const char* m_szName;
+        std::function<XPeerCost()> m_Run;
+        std::vector<double> m_Picture = {};
     };
 
     void Cost()
@@ -120,32 +130,61 @@ class CBench
             for (const auto& picture : stream)
                 bytes += picture.size();
         const int repeats = std::max(1, static_cast<int>(m_Settings.m_dSeconds / LOOP_SECONDS));
+        const auto ffmpeg = [&](ORDER order) {
+            return [&, order] { return RunFfmpeg(streams, repeats, m_Folder.Path() / "peer", order); };
+        };
+        const auto libraries = [&](ORDER order) {
+            return [&, order] { return RunLibraries(streams, repeats, order); };
+        };
+        const auto own = [&](ORDER order) {
+            return [&, order] { return RunOwnCodec(streams, repeats, order); };
+        };
+        std::vector<XPeer> peers{
+            {"ffmpeg, the streams side by side", ffmpeg(ORDER::SideBySide)},
+            {"ffmpeg, side by side, at 25 pictures/s", ffmpeg(ORDER::Paced)},
+            {"ffmpeg, one stream after the other", ffmpeg(ORDER::OneByOne)},
+            {"its libraries alone, side by side", libraries(ORDER::SideBySide)},
+            {"its libraries alone, one after the other", libraries(ORDER::OneByOne)},
+            {"our decoder and conversion, side by side", own(ORDER::SideBySide)},
+            {"our decoder and conversion, one by one", own(ORDER::OneByOne)},
+        };
         std::vector<XCost> costs(m_Devices.size());
-        std::vector<double> ffmpeg;
-        std::vector<double> libraries;
-        std::vector<double> own;
         for (int run = 0; run < m_Settings.m_iRuns; ++run) {
-            ffmpeg.push_back(RunFfmpeg(streams, repeats, m_Folder.Path()).MillisecondsAPicture());
-            libraries.push_back(RunLibraries(streams, repeats).MillisecondsAPicture());
-            own.push_back(RunOwnCodec(streams, repeats).MillisecondsAPicture());
+            for (XPeer& peer : peers)
+                peer.m_Picture.push_back(peer.m_Run().MillisecondsAPicture());
             for (std::size_t i = 0; i < m_Devices.size(); ++i)
-                MeasureCost(m_Devices[i], ffmpeg.back(), costs[i]);
+                MeasureCost(m_Devices[i], costs[i]);
         }
         std::printf(
             "\nprocessor time a picture, %d channels of 352x288 at %d/s, %.1f KB a picture, %d runs of %.0f "
             "s\n",
             CHANNELS, RATE, static_cast<double>(bytes) / (CHANNELS * LOOP_SECONDS * RATE) / 1024,
             m_Settings.m_iRuns, m_Settings.m_dSeconds);
-        std::printf("  ffmpeg, decoding and conversion     %.3f ms\n", Median(ffmpeg));
-        std::printf("  its libraries alone                 %.3f ms\n", Median(libraries));
-        std::printf("  our decoder and conversion alone    %.3f ms\n", Median(own));
         for (std::size_t i = 0; i < m_Devices.size(); ++i)
-            std::printf("  ours, %-6s %5.1f pictures/s      %.3f ms   ratio %.2f   (X server %.3f ms)\n",
-                        m_Devices[i].m_szName, Median(costs[i].m_Rate), Median(costs[i].m_Picture),
-                        Median(costs[i].m_Ratio), Median(costs[i].m_Server));
+            std::printf(
+                "  the wall, %-6s %5.1f pictures/s            %.3f ms (receiving %.3f, links %.3f; X server "
+                "%.3f)\n",
+                m_Devices[i].m_szName, Median(costs[i].m_Rate), Median(costs[i].m_Picture),
+                Median(costs[i].m_Receive), Median(costs[i].m_Links), Median(costs[i].m_Server));
+        for (const XPeer& peer : peers) {
+            std::printf("  %-42s  %.3f ms  ratio", peer.m_szName, Median(peer.m_Picture));
+            for (std::size_t i = 0; i < m_Devices.size(); ++i)
+                std::printf("  %.2f (%s)", MedianRatio(peer.m_Picture, costs[i].m_Picture),
+                            m_Devices[i].m_szName);
+            std::printf("\n");
+        }
     }
 
-    void MeasureCost(const XDevice& device, double ffmpeg, XCost& cost)
+    /// The median over the runs of what the one took to what the other took in the same run.
+    static double MedianRatio(const std::vector<double>& peer, const std::vector<double>& ours)
+    {
+        std::vector<double> ratios;
+        for (std::size_t i = 0; i < ours.size(); ++i)
+            ratios.push_back(peer[i] / ours[i]);
+        return Median(ratios);
+    }
+
+    void MeasureCost(const XDevice& device, XCost& cost)
     {
         CWall wall(m_Recorder, device.m_Open(), device.Windows(CHANNELS));
         wall.OpenAll();
@@ -153,15 +192,18 @@ class CBench
         Pause(SETTLE_SECONDS);
         const double begin = NowMs();
         const double processor = ProcessorSeconds();
+        const double receive = ThreadSeconds(RECEIVING_THREAD);
+        const double links = ThreadSeconds(LINK_THREAD);
         const double server = ProcessorSeconds(device.m_Server);
         const auto shown = wall.Shown();
         Pause(m_Settings.m_dSeconds);
         const auto pictures = static_cast<double>(wall.Shown() - shown);
         const double took = 1e3 * (ProcessorSeconds() - processor);
+        cost.m_Receive.push_back(1e3 * (ThreadSeconds(RECEIVING_THREAD) - receive) / pictures);
+        cost.m_Links.push_back(1e3 * (ThreadSeconds(LINK_THREAD) - links) / pictures);
         cost.m_Server.push_back(1e3 * (ProcessorSeconds(device.m_Server) - server) / pictures);
         cost.m_Rate.push_back(1e3 * pictures / (NowMs() - begin));
         cost.m_Picture.push_back(took / pictures);
-        cost.m_Ratio.push_back(ffmpeg / cost.m_Picture.back());
         if (wall.Lost() > 0) std::printf("%s: %llu lost or refused\n", device.m_szName, AsCount(wall.Lost()));
     }
 

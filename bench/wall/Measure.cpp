@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <filesystem>
 #include <fstream>
 
 extern char** environ;
@@ -49,6 +50,18 @@ double ProcessorSeconds(pid_t process)
     const double user = std::strtod(text.c_str() + at, &next);
     const double system = std::strtod(next, nullptr);
     return (user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
+}
+
+double ThreadSeconds(const std::string& strName)
+{
+    double sum = 0;
+    for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::string name;
+        std::getline(std::ifstream(thread.path() / "comm"), name);
+        double nanoseconds = 0;
+        if (name == strName && std::ifstream(thread.path() / "schedstat") >> nanoseconds) sum += nanoseconds;
+    }
+    return sum / 1e9;
 }
 
 double RunProgram(std::vector<std::string> words)

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <memory>
 #include <stdexcept>
 #include <string>
 
@@ -103,6 +104,58 @@ class CLibraries
     std::vector<std::uint8_t> m_Pixels;
 };
 
+// Our decoder and conversion on the calling thread.
+class COwnCodec
+{
+  public:
+    COwnCodec() { m_Decoder.SetStandardChroma(true); }
+
+    int Take(const std::vector<std::uint8_t>& picture)
+    {
+        const CodecFrame* const frame =
+            m_Decoder.Decode(picture.data(), static_cast<std::int32_t>(picture.size()));
+        if (frame == nullptr) return 0;
+        ConvertTarget target{};
+        target.data[0] = m_Pixels.data();
+        target.linesize[0] = WIDTH * 4;
+        target.format = FORMAT_BGR0;
+        return ConvertFrame(target, *frame, WIDTH, HEIGHT, false) == CONVERT_OK ? 1 : 0;
+    }
+
+  private:
+    static constexpr std::int32_t WIDTH = 352;
+    static constexpr std::int32_t HEIGHT = 288;
+    static constexpr std::int32_t FORMAT_BGR0 = 35;
+
+    CMpeg4Decoder m_Decoder{WIDTH, HEIGHT};
+    std::vector<std::uint8_t> m_Pixels = std::vector<std::uint8_t>(std::size_t{WIDTH} * HEIGHT * 4);
+};
+
+// Calls `take` for every picture in that order; it returns how many pictures came out.
+template <typename TAKE>
+XPeerCost Decode(const std::vector<CODED_STREAM>& streams, int repeats, ORDER order, TAKE take)
+{
+    XPeerCost cost;
+    const double start = ThreadSeconds();
+    const std::size_t pictures = streams.front().size() * static_cast<std::size_t>(repeats);
+    const auto takeOne = [&](std::size_t stream, std::size_t picture) {
+        cost.m_ulPictures += static_cast<std::uint64_t>(take(stream, picture % streams[stream].size()));
+    };
+    if (order == ORDER::OneByOne) {
+        for (std::size_t stream = 0; stream < streams.size(); ++stream)
+            for (std::size_t picture = 0; picture < pictures; ++picture)
+                takeOne(stream, picture);
+    } else {
+        for (std::size_t picture = 0; picture < pictures; ++picture)
+            for (std::size_t stream = 0; stream < streams.size(); ++stream)
+                takeOne(stream, picture);
+    }
+    cost.m_dSeconds = ThreadSeconds() - start;
+    if (cost.m_ulPictures != pictures * streams.size())
+        throw std::runtime_error("only " + std::to_string(cost.m_ulPictures) + " pictures were decoded");
+    return cost;
+}
+
 }  // namespace
 
 std::vector<CODED_STREAM> CaptureStreams(const CRecorderProcess& recorder, int channels, std::size_t pictures)
@@ -138,76 +191,62 @@ std::vector<CODED_STREAM> CaptureStreams(const CRecorderProcess& recorder, int c
     return streams;
 }
 
-XPeerCost RunFfmpeg(const std::vector<CODED_STREAM>& streams, int repeats, const std::filesystem::path& folder)
+XPeerCost RunFfmpeg(const std::vector<CODED_STREAM>& streams, int repeats, const std::filesystem::path& folder,
+                    ORDER order)
 {
-    const auto input = folder / "streams.m4v";
-    const auto progress = folder / "progress";
-    if (!std::filesystem::exists(input)) {
-        std::ofstream file(input, std::ios::binary);
-        for (const CODED_STREAM& stream : streams)
-            for (int i = 0; i < repeats; ++i)
-                for (const auto& picture : stream)
-                    file.write(reinterpret_cast<const char*>(picture.data()),
-                               static_cast<std::streamsize>(picture.size()));
-    }
+    std::vector<std::string> words{"ffmpeg", "-nostdin", "-v", "quiet", "-filter_threads", "1"};
+    std::vector<std::string> outputs;
+    std::filesystem::create_directories(folder);
+    const std::string progress = folder / "progress";
     std::filesystem::remove(progress);
+    words.insert(words.end(), {"-progress", progress});
+    std::ofstream file;
+    for (std::size_t i = 0; i < streams.size(); ++i) {
+        if (i == 0 || order != ORDER::OneByOne) {
+            const std::string input = folder / (std::to_string(i) + ".m4v");
+            file = std::ofstream(input, std::ios::binary);
+            if (order == ORDER::Paced) words.emplace_back("-re");
+            words.insert(words.end(), {"-threads", "1", "-f", "m4v", "-framerate", "25", "-i", input});
+            outputs.insert(outputs.end(), {"-map", std::to_string(i), "-fps_mode", "passthrough", "-pix_fmt",
+                                           "bgra", "-f", "null", "-"});
+        }
+        for (int repeat = 0; repeat < repeats; ++repeat)
+            for (const auto& picture : streams[i])
+                file.write(reinterpret_cast<const char*>(picture.data()),
+                           static_cast<std::streamsize>(picture.size()));
+    }
+    file.close();
+    words.insert(words.end(), outputs.begin(), outputs.end());
     XPeerCost cost;
-    cost.m_dSeconds = RunProgram({"ffmpeg",   "-nostdin",   "-v",
-                                  "quiet",    "-progress",  progress,
-                                  "-threads", "1",          "-f",
-                                  "m4v",      "-framerate", "25",
-                                  "-i",       input,        "-filter_threads",
-                                  "1",        "-fps_mode",  "passthrough",
-                                  "-pix_fmt", "bgra",       "-f",
-                                  "null",     "-"});
-    cost.m_ulPictures = ReadFrames(progress);
+    cost.m_dSeconds = RunProgram(words);
+    // The program counts the pictures of its first output, and the others have as many.
+    cost.m_ulPictures = ReadFrames(progress) * (order == ORDER::OneByOne ? 1 : streams.size());
     if (cost.m_dSeconds < 0 ||
         cost.m_ulPictures != CountPictures(streams) * static_cast<std::uint64_t>(repeats))
         throw std::runtime_error("ffmpeg made " + std::to_string(cost.m_ulPictures) + " pictures");
     return cost;
 }
 
-XPeerCost RunLibraries(const std::vector<CODED_STREAM>& streams, int repeats)
+XPeerCost RunLibraries(const std::vector<CODED_STREAM>& streams, int repeats, ORDER order)
 {
-    XPeerCost cost;
-    for (CODED_STREAM stream : streams) {
+    std::vector<CODED_STREAM> padded = streams;
+    for (CODED_STREAM& stream : padded)
         for (auto& picture : stream)
             picture.resize(picture.size() + AV_INPUT_BUFFER_PADDING_SIZE);
-        CLibraries libraries;
-        const double start = ThreadSeconds();
-        for (int i = 0; i < repeats; ++i)
-            for (auto& picture : stream)
-                cost.m_ulPictures += static_cast<std::uint64_t>(libraries.Take(picture));
-        cost.m_dSeconds += ThreadSeconds() - start;
-    }
-    if (cost.m_ulPictures != CountPictures(streams) * static_cast<std::uint64_t>(repeats))
-        throw std::runtime_error("the libraries made " + std::to_string(cost.m_ulPictures) + " pictures");
-    return cost;
+    std::vector<std::unique_ptr<CLibraries>> libraries;
+    for (std::size_t i = 0; i < streams.size(); ++i)
+        libraries.push_back(std::make_unique<CLibraries>());
+    return Decode(streams, repeats, order, [&](std::size_t stream, std::size_t picture) {
+        return libraries[stream]->Take(padded[stream][picture]);
+    });
 }
 
-XPeerCost RunOwnCodec(const std::vector<CODED_STREAM>& streams, int repeats)
+XPeerCost RunOwnCodec(const std::vector<CODED_STREAM>& streams, int repeats, ORDER order)
 {
-    constexpr std::int32_t WIDTH = 352;
-    constexpr std::int32_t HEIGHT = 288;
-    std::vector<std::uint8_t> pixels(std::size_t{WIDTH} * HEIGHT * 4);
-    ConvertTarget target{};
-    target.data[0] = pixels.data();
-    target.linesize[0] = WIDTH * 4;
-    target.format = 35;  // blue, green, red, 0
-    XPeerCost cost;
-    for (const CODED_STREAM& stream : streams) {
-        CMpeg4Decoder decoder(WIDTH, HEIGHT);
-        decoder.SetStandardChroma(true);
-        const double start = ThreadSeconds();
-        for (int i = 0; i < repeats; ++i)
-            for (const auto& picture : stream) {
-                const CodecFrame* const frame =
-                    decoder.Decode(picture.data(), static_cast<std::int32_t>(picture.size()));
-                if (frame == nullptr) throw std::runtime_error("our decoder refused a picture");
-                ConvertFrame(target, *frame, WIDTH, HEIGHT, false);
-                ++cost.m_ulPictures;
-            }
-        cost.m_dSeconds += ThreadSeconds() - start;
-    }
-    return cost;
+    std::vector<std::unique_ptr<COwnCodec>> codecs;
+    for (std::size_t i = 0; i < streams.size(); ++i)
+        codecs.push_back(std::make_unique<COwnCodec>());
+    return Decode(streams, repeats, order, [&](std::size_t stream, std::size_t picture) {
+        return codecs[stream]->Take(streams[stream][picture]);
+    });
 }

@@ -20,13 +20,21 @@ struct XPeerCost {
     double MillisecondsAPicture() const { return 1e3 * m_dSeconds / static_cast<double>(m_ulPictures); }
 };
 
-/// The ffmpeg program, one thread for the decoder and one for the filters: decodes all streams, one behind the
-/// other `repeats` times, and converts the pictures to blue, green, red, opacity. One process for all of them,
-/// so that its start counts little. Throws when it makes another number of pictures.
-XPeerCost RunFfmpeg(const std::vector<CODED_STREAM>& streams, int repeats, const std::filesystem::path& folder);
+/// How the streams are worked off.
+enum class ORDER {
+    OneByOne,    // each stream from its first picture to its last, so that all it needs stays in the cache
+    SideBySide,  // all streams at once, picture by picture, as fast as it goes
+    Paced,       // so, and not quicker than the streams' pictures come; ffmpeg only
+};
+
+/// The ffmpeg program, one process for all streams `repeats` times over, with one thread for decoding and one
+/// for filtering (and one that reads, for each input, when it has several); decodes and converts the pictures
+/// to blue, green, red, opacity. Throws when it makes another number of pictures.
+XPeerCost RunFfmpeg(const std::vector<CODED_STREAM>& streams, int repeats, const std::filesystem::path& folder,
+                    ORDER order);
 
 /// The libraries beneath it alone, called from this thread: no demultiplexer, no parser, no filter graph.
-XPeerCost RunLibraries(const std::vector<CODED_STREAM>& streams, int repeats);
+XPeerCost RunLibraries(const std::vector<CODED_STREAM>& streams, int repeats, ORDER order);
 
 /// Our own decoder and conversion in the same way, without network, threads or device.
-XPeerCost RunOwnCodec(const std::vector<CODED_STREAM>& streams, int repeats);
+XPeerCost RunOwnCodec(const std::vector<CODED_STREAM>& streams, int repeats, ORDER order);
