@@ -1,5 +1,6 @@
 #include "common/RenderWnd.h"
 
+#include <QCursor>
 #include <QKeyEvent>
 #include <QPainter>
 #include <QTimerEvent>
@@ -115,7 +116,7 @@ LRESULT CRenderWnd::WindowProc(std::uint32_t message, WPARAM wParam, LPARAM lPar
             OnCommand(static_cast<std::int32_t>(wParam & 0xFFFF));
             break;
         case GRID_MESSAGE_SELECT:
-            OnSelect(cell, lParam);
+            OnSelect(cell, lParam, QCursor::pos());
             break;
         case GRID_MESSAGE_DOUBLE_CLICK:
             OnDoubleClick(cell);
@@ -296,7 +297,8 @@ void CRenderWnd::keyPressEvent(QKeyEvent* event)
             SetLayout(0);  // out of full screen, and into it alike
             break;
         case Qt::Key_Menu:
-            if (FocusedCell() != HWND::Null) OnSelect(FocusedCell(), GRID_BUTTON_RIGHT);
+            if (const CRenderCell* const cell = GetFocusedCell())
+                OnSelect(cell->Handle(), GRID_BUTTON_RIGHT, cell->mapToGlobal(cell->rect().center()));
             break;
         default:
             QWidget::keyPressEvent(event);

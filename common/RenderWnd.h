@@ -110,9 +110,9 @@ class CRenderWnd : public QWidget
   private:
     LRESULT WindowProc(std::uint32_t message, WPARAM wParam, LPARAM lParam);
     void OnCommand(std::int32_t id);
-    void OnSelect(HWND cell, LPARAM button);
+    void OnSelect(HWND cell, LPARAM button, const QPoint& menuPlace);
     void OnDoubleClick(HWND cell);
-    void ShowMenu();
+    void ShowMenu(const QPoint& place);
     void CopyRecord(const XRenderWnd& record);
     void CreateCells();
     std::vector<QWidget*> GetSiblings() const;
@@ -127,6 +127,7 @@ class CRenderWnd : public QWidget
     bool RefuseWhileLocked();
     void Step(void (CGridState::*step)());
     void MoveFocus(int dx, int dy);
+    CRenderCell* GetFocusedCell() const;
     HWND FocusedCell() const;
 
     std::array<QPointer<QPushButton>, BUTTONS> m_Buttons;

@@ -1,4 +1,3 @@
-#include <QCursor>
 #include <QPushButton>
 #include <cstdlib>
 #include <limits>
@@ -39,24 +38,30 @@ IDevice* FindDeviceByWnd(HWND window)
     return found;
 }
 
-HWND CRenderWnd::FocusedCell() const
+CRenderCell* CRenderWnd::GetFocusedCell() const
 {
     const std::int32_t focus = m_State.GetFocus();
     const bool known = focus >= 0 && static_cast<std::size_t>(focus) < m_Cells.size();
-    return known ? m_Cells[static_cast<std::size_t>(focus)]->Handle() : HWND::Null;
+    return known ? m_Cells[static_cast<std::size_t>(focus)] : nullptr;
 }
 
-void CRenderWnd::OnSelect(HWND window, LPARAM button)
+HWND CRenderWnd::FocusedCell() const
+{
+    const CRenderCell* const cell = GetFocusedCell();
+    return cell != nullptr ? cell->Handle() : HWND::Null;
+}
+
+void CRenderWnd::OnSelect(HWND window, LPARAM button, const QPoint& menuPlace)
 {
     for (std::size_t i = 0; i < m_Cells.size(); ++i) {
         if (m_Cells[i]->Handle() == window) m_State.SetFocus(static_cast<std::int32_t>(i));
     }
     update();
-    if (button == GRID_BUTTON_RIGHT) ShowMenu();
+    if (button == GRID_BUTTON_RIGHT) ShowMenu(menuPlace);
     PostMessageA(WindowOf(m_pParent), GRID_NOTICE_SELECTED, 0, 0);
 }
 
-void CRenderWnd::ShowMenu()
+void CRenderWnd::ShowMenu(const QPoint& place)
 {
     CLanguage::SetLanguage(
         GetLanguageName(GetSystemDefaultLangID()));  // counts only while no language is loaded
@@ -65,7 +70,7 @@ void CRenderWnd::ShowMenu()
                     CLanguage::GetString(m_bFullScreen ? "IDS_QuitFullScreen" : "IDS_FullScreen"));
     menu.AppendItem(GRID_COMMAND_SNAPSHOT, CLanguage::GetString("IDS_Snapshot"));
     SkinPopupMenu(menu.Widget());
-    menu.Track(Handle(), QCursor::pos());
+    menu.Track(Handle(), place);
 }
 
 void CRenderWnd::OnDoubleClick(HWND window)

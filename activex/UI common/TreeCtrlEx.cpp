@@ -193,7 +193,8 @@ void CTreeCtrlEx::contextMenuEvent(QContextMenuEvent* event)
     QTreeWidgetItem* const item = by_mouse ? itemAt(event->pos()) : currentItem();
     if (item == nullptr || (by_mouse && !GetLabelRect(item).contains(event->pos()))) return;
     setCurrentItem(item);
-    emit MenuRequested(item);
+    emit MenuRequested(
+        item, by_mouse ? event->globalPos() : viewport()->mapToGlobal(GetLabelRect(item).bottomLeft()));
 }
 
 void CTreeCtrlEx::keyPressEvent(QKeyEvent* event)

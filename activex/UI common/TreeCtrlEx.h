@@ -37,7 +37,9 @@ class CTreeCtrlEx : public QTreeWidget
 
   signals:
     void LabelEdited(QTreeWidgetItem* item, const QString& text);
-    void MenuRequested(QTreeWidgetItem* item);
+    /// The menu is to open at `place` on the screen: at the cursor, or beneath the label when a key asked for
+    /// it.
+    void MenuRequested(QTreeWidgetItem* item, const QPoint& place);
 
   protected:
     void drawRow(QPainter* painter, const QStyleOptionViewItem& option,

@@ -1,6 +1,5 @@
 #include "activex/UI common/TreeDlg.h"
 
-#include <QCursor>
 #include <QPainter>
 
 #include "activex/UI common/TreeCtrlEx.h"
@@ -93,7 +92,7 @@ bool CTreeDlg::OnLoadTemplate(int templateNumber)
     m_pTree = AddControl(TREE_CONTROL, new CTreeCtrlEx(Widget()));
     m_pTree->setAccessibleName(QString::fromStdString(CLanguage::GetString("IDS_Main_DeviceList")));
     QObject::connect(m_pTree, &CTreeCtrlEx::MenuRequested, m_pTree,
-                     [this](QTreeWidgetItem* item) { ShowMenu(item); });
+                     [this](QTreeWidgetItem* item, const QPoint& place) { ShowMenu(item, place); });
     QObject::connect(m_pTree, &CTreeCtrlEx::itemDoubleClicked, m_pTree,
                      [this](QTreeWidgetItem* item) { OnDoubleClick(item); });
     QObject::connect(m_pTree, &CTreeCtrlEx::LabelEdited, m_pTree,
@@ -205,7 +204,7 @@ void CTreeDlg::RefreshIcons(QTreeWidgetItem* item)
     }
 }
 
-void CTreeDlg::ShowMenu(QTreeWidgetItem* item)
+void CTreeDlg::ShowMenu(QTreeWidgetItem* item, const QPoint& place)
 {
     CNode* const node = CTreeCtrlEx::NodeOf(item);
     CLanguage::SetLanguage(
@@ -217,7 +216,7 @@ void CTreeDlg::ShowMenu(QTreeWidgetItem* item)
         menu.AppendItem(row.m_iCommand, CLanguage::GetString(row.m_szKey));
     }
     SkinPopupMenu(menu.Widget());
-    menu.Track(Handle(), QCursor::pos());
+    menu.Track(Handle(), place);
 }
 
 bool CTreeDlg::OnCommand(int id)

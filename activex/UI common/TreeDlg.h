@@ -10,6 +10,7 @@ class CFolder;
 class CNode;
 class CRemote;
 class CTreeCtrlEx;
+class QPoint;
 class QTreeWidgetItem;
 
 // Commands of the device tree's menu; the panel takes the whole range to 11000.
@@ -68,7 +69,7 @@ class CTreeDlg : public CDialog
   private:
     void PlaceTree(int width, int height);
     void Fill(CFolder& folder, QTreeWidgetItem* parent);
-    void ShowMenu(QTreeWidgetItem* item);
+    void ShowMenu(QTreeWidgetItem* item, const QPoint& place);
     void OnDoubleClick(QTreeWidgetItem* item);
     void OnLabelEdited(QTreeWidgetItem* item, const QString& text);
     CNode* GetSelectedNode() const;

@@ -261,6 +261,9 @@ TEST_F(RenderWndTest, ReturnIsADoubleClickAndTheMenuKeyOpensTheMenu)
     QTest::keyClick(&grid, Qt::Key_Right);
     QTest::keyClick(&grid, Qt::Key_Menu);
     ASSERT_NE(QApplication::activePopupWidget(), nullptr);
+    EXPECT_EQ(QApplication::activePopupWidget()->pos(),
+              grid.GetCell(0)->mapToGlobal(grid.GetCell(0)->rect().center()))
+        << "in the middle of its cell";
     QApplication::activePopupWidget()->close();
     QTest::keyClick(&grid, Qt::Key_Return);
     EXPECT_EQ(grid.GetState().GetLayout(), 1);

@@ -151,6 +151,20 @@ TEST_F(TreeDlgTest, MenuGoesByTheNode)
     EXPECT_EQ(Tree().currentItem(), Item({0})) << "the item under the menu is selected";
 }
 
+TEST_F(TreeDlgTest, MenuKeyOpensTheMenuOfTheSelectedNodeBeneathItsLabel)
+{
+    AddStation();
+    ShowDialog();
+    Select({0, 0, 1});
+    QContextMenuEvent event(QContextMenuEvent::Keyboard, {}, {});
+    QApplication::sendEvent(Tree().viewport(), &event);
+    auto* const menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+    ASSERT_NE(menu, nullptr);
+    EXPECT_EQ(menu->actions()[0]->data().toInt(), TREE_COMMAND_OPEN);
+    EXPECT_EQ(menu->pos(), Tree().viewport()->mapToGlobal(Tree().GetLabelRect(Item({0, 0, 1})).bottomLeft()));
+    menu->close();
+}
+
 TEST_F(TreeDlgTest, RightClickBesideALabelDoesNothing)
 {
     AddStation();

@@ -1,0 +1,119 @@
+#include "render/CellPool.h"
+
+#include <gmock/gmock.h>
+
+#include "tests/render/render_support.h"
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace
+{
+
+// Notes which windows are to be painted anew.
+class CPaintBackend : public CRecordingBackend
+{
+  public:
+    bool InvalidateRect(HWND window) override
+    {
+        m_Invalidated.push_back(window);
+        return true;
+    }
+    std::vector<HWND> m_Invalidated;
+};
+
+class CellPoolTest : public testing::Test
+{
+  protected:
+    CellPoolTest()
+    {
+        for (HWND& cell : m_Cells) {
+            cell = RegisterWindow([this](std::uint32_t message, WPARAM, LPARAM) {
+                m_Messages.push_back(message);
+                return LRESULT{0};
+            });
+            AddCell(cell);
+        }
+    }
+    ~CellPoolTest() override
+    {
+        RemoveAllCells();
+        for (const HWND cell : m_Cells)
+            UnregisterWindow(cell);
+    }
+
+    CPaintBackend m_Backend;
+    HWND m_Cells[3];
+    std::vector<std::uint32_t> m_Messages;
+};
+
+TEST_F(CellPoolTest, FirstFreeCellIsTakenAndNullWhenAllAreUsed)
+{
+    for (const HWND cell : m_Cells) {
+        EXPECT_FALSE(IsCellUsed(cell));
+        EXPECT_EQ(TakeFreeCell(), cell);
+        EXPECT_TRUE(IsCellUsed(cell));
+    }
+    EXPECT_EQ(TakeFreeCell(), HWND::Null);
+    ReleaseCell(m_Cells[1]);
+    EXPECT_EQ(TakeFreeCell(), m_Cells[1]);
+}
+
+TEST_F(CellPoolTest, ReleasedCellIsFreeAndPaintedAnew)
+{
+    TakeFreeCell();
+    NoteCellShown(m_Cells[0]);
+    ServeMessages(true);
+    m_Messages.clear();
+    ReleaseCell(m_Cells[0]);
+    EXPECT_FALSE(IsCellUsed(m_Cells[0]));
+    EXPECT_FALSE(IsCellShown(m_Cells[0]));
+    EXPECT_THAT(m_Backend.m_Invalidated, ElementsAre(m_Cells[0]));
+    ServeMessages(true);
+    EXPECT_THAT(m_Messages, ElementsAre(CELL_MESSAGE_CHANGED));
+}
+
+TEST_F(CellPoolTest, WindowThatIsNoCellsChangesNothing)
+{
+    for (const HWND window : {HWND::Null, HWND{987654}}) {
+        ReleaseCell(window);
+        NoteCellShown(window);
+        EXPECT_FALSE(IsCellUsed(window));
+        EXPECT_FALSE(IsCellShown(window));
+    }
+    EXPECT_THAT(m_Backend.m_Invalidated, IsEmpty());
+}
+
+TEST_F(CellPoolTest, OnlyAUsedCellIsShownAndTellsItOnce)
+{
+    NoteCellShown(m_Cells[0]);
+    EXPECT_FALSE(IsCellShown(m_Cells[0]));
+    TakeFreeCell();
+    NoteCellShown(m_Cells[0]);
+    NoteCellShown(m_Cells[0]);
+    EXPECT_TRUE(IsCellShown(m_Cells[0]));
+    ServeMessages(true);
+    EXPECT_THAT(m_Messages, ElementsAre(CELL_MESSAGE_CHANGED));
+}
+
+TEST_F(CellPoolTest, CellsStandInTheirOrder)
+{
+    TakeFreeCell();
+    const auto cells = GetCells();
+    ASSERT_EQ(cells.size(), 3U);
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+        EXPECT_EQ(cells[i].m_hWnd, m_Cells[i]);
+        EXPECT_EQ(cells[i].m_bUsed, i == 0);
+    }
+}
+
+TEST_F(CellPoolTest, CellMayBeGivenBackAfterTheGridHasGone)
+{
+    const HWND cell = TakeFreeCell();
+    RemoveAllCells();
+    ReleaseCell(cell);
+    EXPECT_THAT(m_Backend.m_Invalidated, IsEmpty());
+    EXPECT_EQ(TakeFreeCell(), HWND::Null);
+}
+
+}  // namespace
