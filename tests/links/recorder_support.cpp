@@ -1,5 +1,6 @@
 #include "tests/links/recorder_support.h"
 
+#include <malloc.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -7,8 +8,10 @@
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 
 #include "codec/codec.h"
 
@@ -76,7 +79,9 @@ CRecorderProcess::CRecorderProcess(const std::vector<std::string>& arguments)
                                    "--rendezvous-port",
                                    "0",
                                    "--ready-file",
-                                   readyFile};
+                                   readyFile,
+                                   "--report",
+                                   ReportFile()};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char*> pointers;
     for (std::string& word : words)
@@ -119,6 +124,16 @@ void CRecorderProcess::Kill()
     kill(m_Process, SIGKILL);
     waitpid(m_Process, nullptr, 0);
     m_Process = -1;
+}
+
+std::string CRecorderProcess::End()
+{
+    int status = -1;
+    kill(m_Process, SIGTERM);
+    waitpid(std::exchange(m_Process, -1), &status, 0);
+    if (status != 0) return "";
+    std::ifstream file(ReportFile());
+    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 std::string CRecorderProcess::Field(const std::string& name) const
@@ -176,4 +191,10 @@ std::size_t CountFiles()
 {
     const std::filesystem::directory_iterator entries("/proc/self/fd");
     return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
+}
+
+std::size_t CountBytes()
+{
+    const auto memory = mallinfo2();
+    return memory.uordblks + memory.hblkhd;
 }

@@ -48,10 +48,14 @@ class CRecorderProcess
     XEndpoints Endpoints() const;
     /// A session that finds its rendezvous server.
     XSessionOptions SessionOptions(IClock& clock, bool sharedReceive) const;
+    /// Ends it and gives its report of what it served, as JSON; empty when it did not end in order.
+    std::string End();
+
     /// What its pictures have in common.
     const recorder::XSceneSetup& Scene() const { return m_Scene; }
 
   private:
+    std::string ReportFile() const { return m_Folder.Path() / "report.json"; }
     std::string Field(const std::string& name) const;
     std::uint16_t Port(const std::string& name) const;
 
@@ -70,6 +74,16 @@ std::unique_ptr<CRender> MakeListeningRender(ShownPicture shown);
 /// Waits until `condition` holds; false after 60 s.
 bool WaitUntil(const std::function<bool()>& condition);
 
-/// Threads and open files of this process.
+/// Threads, open files and bytes of allocated memory of this process. A sanitizer's allocator tells of no
+/// memory: it looks for leaks itself.
 std::size_t CountThreads();
 std::size_t CountFiles();
+std::size_t CountBytes();
+
+/// Rounds of a soak: under the thread sanitizer each takes ten times as long, and shows what it has to show in
+/// a tenth of them.
+#if defined(__SANITIZE_THREAD__)
+inline constexpr int SOAK_ROUNDS = 20;
+#else
+inline constexpr int SOAK_ROUNDS = 200;
+#endif

@@ -218,6 +218,32 @@ TEST_F(DeviceLinkTest, AClientThatGetsNothingIsNotTakenForDead)
     EXPECT_THAT(m_Link.Clients(), SizeIs(1));
 }
 
+TEST_F(DeviceLinkTest, AStreamWhoseAcknowledgementsAreAllLostGoesOnSlowlyForAClientThatIsHeard)
+{
+    Say(ALICE, EMessage::Data, Request(0));
+    uint64_t before = 0;
+    for (TimeUs now = MILLISECOND; now < 30 * SECOND; now += 10 * MILLISECOND) {
+        m_Link.OnMessage(now, 0, true, Message(0, 20'000));
+        m_Link.OnTimer(now);
+        if (now % SECOND != MILLISECOND) continue;
+        Say(ALICE, EMessage::Ping, {}, now);
+        ASSERT_THAT(m_Link.Clients(), SizeIs(1));
+        ASSERT_GT(m_Link.Clients()[0].m_ulDatagrams, before) << "after " << now << " us";
+        before = m_Link.Clients()[0].m_ulDatagrams;
+    }
+}
+
+TEST_F(DeviceLinkTest, AcknowledgementsTooManyDoNotWidenTheWindow)
+{
+    Say(ALICE, EMessage::Data, Request(0));
+    m_Link.OnTimer(MILLISECOND);
+    for (int i = 0; i < 500; ++i)
+        Say(ALICE, EMessage::DataAck, {}, MILLISECOND);
+    for (TimeUs now = 2 * MILLISECOND; now < 40 * MILLISECOND; now += MILLISECOND)
+        m_Link.OnMessage(now, 0, true, Message(0, 90'000));
+    EXPECT_EQ(m_Link.Clients().at(0).m_ulDatagrams, 1 + CSendQueue::WINDOW);
+}
+
 TEST_F(DeviceLinkTest, LogoutEndsTheStreams)
 {
     Say(ALICE, EMessage::Data, Request(0));

@@ -115,6 +115,32 @@ TEST_F(UdpAssemblerTest, LostDatagramTakesItsBytesFromTheNextMessage)
     EXPECT_EQ(FeedCut(Message(3, 1, 8, 3)), RESULT::Complete);
 }
 
+TEST_F(UdpAssemblerTest, StreamComesBackIntoStepWhicheverDatagramIsLost)
+{
+    std::mt19937 random(3);
+    std::vector<Bytes> datagrams;
+    Bytes last;
+    for (int i = 0; i < 60; ++i) {
+        last = Message(3, 1, 8 + random() % 8000, 0);
+        for (std::size_t k = 4; k < last.size(); ++k)
+            last[k] = static_cast<std::uint8_t>(random());
+        for (std::size_t at = 0; at < last.size(); at += 1024)
+            datagrams.emplace_back(
+                last.begin() + static_cast<std::ptrdiff_t>(at),
+                last.begin() + static_cast<std::ptrdiff_t>(std::min(at + 1024, last.size())));
+    }
+    for (std::size_t lost = 0; lost < 40; ++lost) {
+        Bytes buffer(MESSAGE_LIMIT_BYTES);
+        CMessageAssembler assembler(buffer);
+        RESULT result = RESULT::More;
+        for (std::size_t i = 0; i < datagrams.size(); ++i)
+            if (i != lost) result = assembler.Feed(datagrams[i]);
+        ASSERT_EQ(result, RESULT::Complete) << "datagram " << lost;
+        EXPECT_EQ(Bytes(assembler.GetMessage().begin(), assembler.GetMessage().end()), last)
+            << "datagram " << lost;
+    }
+}
+
 TEST_F(UdpAssemblerTest, LongestMessageFitsAndALongerOneIsDropped)
 {
     EXPECT_EQ(FeedCut(Message(3, 1, MESSAGE_LIMIT_BYTES, 1)), RESULT::Complete);

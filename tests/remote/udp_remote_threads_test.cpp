@@ -302,6 +302,43 @@ TEST_F(UdpRemoteTest, ChannelOpenedAgainAfterALateThreadPlays)
     EXPECT_EQ(m_pChannel->GetRenderWnd(), CELL);
 }
 
+TEST_F(UdpRemoteTest, LostReplyIsWaitedForThoughPicturesComeUntilTheChannelIsOpenedAgain)
+{
+    // Nobody sends a lost reply again. What comes instead doesn't fit the place of a reply and is dropped, so
+    // the link stands still while datagrams flow and are acknowledged, for as long as they do.
+    m_Machine.m_bReplies = false;
+    OpenAndWait(*m_pChannel);
+    for (std::uint64_t i = 1; i <= 20; ++i) {
+        m_Machine.SendMessage(MakeUdpMessage(0, 1, Bytes(5000, 7)));
+        ASSERT_TRUE(WaitUntil([&] { return m_pSession->GetCounters().m_ulDropped == i; }));
+    }
+    EXPECT_EQ(m_pSession->GetCounters().m_ulMessages, 0U);
+    EXPECT_EQ(m_pSession->GetCounters().m_ulDatagrams, 100U);
+    EXPECT_EQ(m_pChannel->GetStatus(), STATUS_OPEN);
+    m_pChannel->SetCloseWait(50);
+    m_pChannel->Close();
+    EXPECT_TRUE(m_pSession->IsReceiveLockTaken());  // left behind
+    m_Machine.m_bReplies = true;
+    m_pChannel->SetRenderWnd(CELL);
+    OpenAndWait(*m_pChannel);
+    SendPicture(0, 0);
+    EXPECT_TRUE(WaitForShown(1));
+}
+
+TEST_F(UdpRemoteTest, SmallPicturePassesForALostReplyAsIntended)
+{
+    // A message that fits is the reply, whatever it is: this one's first bytes are a start code.
+    m_Machine.m_bReplies = false;
+    OpenAndWait(*m_pChannel);
+    m_Machine.SendMessage(MakeUdpMessage(0, 1, Bytes{0, 0, 1, 0xB6, 1, 2, 3, 4}));
+    ASSERT_TRUE(WaitUntil([&] {
+        const std::lock_guard lock(m_Log.m_cs);
+        return !m_Log.m_Created.empty();
+    }));
+    const std::lock_guard lock(m_Log.m_cs);
+    EXPECT_EQ(m_Log.m_Created, (std::vector<std::pair<std::int32_t, std::int32_t>>{{0, 0xB601}}));
+}
+
 TEST_F(UdpRemoteTest, DestructionOfAnOpenChannelEndsItsThread)
 {
     OpenAndWait(*m_pChannel);
