@@ -8,16 +8,11 @@
 #include <QPushButton>
 #include <QWidget>
 
-#include "activex/ActiveXCtrl.h"
 #include "activex/UI common/Outlook2Ctrl.h"
 #include "common/RenderWnd.h"
-#include "inc/OutputDebugString.h"
 #include "model/Language.h"
-#include "model/NodeModel.h"
 #include "platform/windows.h"
-#include "render/D3DSurfaceRender.h"
-#include "render/MemorySurfaceDevice.h"
-#include "tests/activex/home_support.h"
+#include "tests/activex/data_support.h"
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -36,42 +31,9 @@ std::string Wnd(const std::string& skin, int slot, const std::string& rect, cons
 
 const std::string AT_10_20 = "<left>10</left><top>20</top><right>100</right><bottom>50</bottom>";
 
-class LayoutTest : public testing::Test
+class LayoutTest : public CDataTest
 {
   protected:
-    LayoutTest() : m_Former(SetDebugListener([this](std::string_view text) { m_strDebug += text; }))
-    {
-        CLanguage::Reset();
-        SetRenderFactory([adapter = m_pAdapter] {
-            return std::make_unique<CD3DSurfaceRender>([adapter] { return adapter; });
-        });
-        auto* const made = new CActiveXCtrl;
-        m_Control = CComPtr<IDispatch>(made);
-        made->Release();
-        m_pControl = made;
-    }
-    ~LayoutTest() override
-    {
-        m_Control.Reset();
-        SetRenderFactory({});
-        CNodeModel::DestroyInstance();
-        CLanguage::Reset();
-        QCoreApplication::removePostedEvents(qApp, QEvent::Quit);
-        SetDebugListener(m_Former);
-    }
-
-    void Write(const char* name, const std::string& text) const
-    {
-        QFile file(m_Home.File(name));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write(text.c_str(), static_cast<qint64>(text.size()));
-    }
-    std::string Read(const char* name) const
-    {
-        QFile file(m_Home.File(name));
-        EXPECT_TRUE(file.open(QIODevice::ReadOnly));
-        return file.readAll().toStdString();
-    }
     void WriteMain(const std::string& items) const
     {
         Write(MAIN_FILE, "<any><m_XMainWnd><list_wnd>" + items + "</list_wnd></m_XMainWnd></any>");
@@ -80,8 +42,6 @@ class LayoutTest : public testing::Test
     {
         Write(RENDER_FILE, "<any><m_XRenderWnd>" + content + "</m_XRenderWnd></any>");
     }
-    HRESULT Start() { return m_pControl->CreateControlWindow(&m_Container); }
-    CMainDialog& Panel() { return m_pControl->GetPanel(); }
     int ButtonCount()
     {
         return static_cast<int>(
@@ -92,14 +52,6 @@ class LayoutTest : public testing::Test
         auto* const button = Panel().GetDlgItem<QPushButton>(command);
         return button != nullptr ? button->geometry() : QRect();
     }
-
-    std::string m_strDebug;
-    CDebugListener m_Former;
-    CTestHome m_Home;
-    std::shared_ptr<CMemorySurfaceAdapter> m_pAdapter = std::make_shared<CMemorySurfaceAdapter>();
-    QWidget m_Container;
-    CComPtr<IDispatch> m_Control;
-    CActiveXCtrl* m_pControl = nullptr;
 };
 
 TEST_F(LayoutTest, RightIsAWidthAndBottomAHeightAsIntended)

@@ -1,0 +1,119 @@
+// The other data files that a user may harm: the control starts or says what is wrong, and no file is lost.
+
+#include <gmock/gmock.h>
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QLabel>
+
+#include "model/Language.h"
+#include "model/NodeModel.h"
+#include "platform/language.h"
+#include "platform/windows.h"
+#include "tests/activex/data_support.h"
+
+using testing::HasSubstr;
+
+namespace
+{
+
+constexpr const char* SETTINGS = "config/system.ini";
+
+struct Damage {
+    const char* m_szName;
+    std::string m_strContent;
+};
+
+std::string Name(const testing::TestParamInfo<Damage>& row)
+{
+    return row.param.m_szName;
+}
+
+class DamagedDatabaseTest : public CDataTest, public testing::WithParamInterface<Damage>
+{
+};
+
+TEST_P(DamagedDatabaseTest, IsToldAndLeftAsItIs)
+{
+    Write("dvr.db", GetParam().m_strContent);
+    ASSERT_EQ(Start(), S_OK);
+    EXPECT_NE(CNodeModel::GetInstance(), nullptr);
+    EXPECT_THAT(m_strDebug, HasSubstr("dvr.db"));
+    EXPECT_THAT(m_strDebug, HasSubstr("records are not kept"));
+    m_pControl->DestroyControlWindow();
+    CNodeModel::DestroyInstance();
+    EXPECT_EQ(Read("dvr.db"), GetParam().m_strContent);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, DamagedDatabaseTest,
+    testing::Values(Damage{"text", "not a database, but somebody's notes\n" + std::string(600, 'x')},
+                    Damage{"nul_bytes", std::string(1 << 20, '\0')},
+                    Damage{"head_only", std::string("SQLite format 3\0\x10", 17) + std::string(83, '\xFF')},
+                    Damage{"short", "x"}, Damage{"long_line", std::string(1 << 20, 'x')}),
+    Name);
+
+class DatabaseFolderTest : public CDataTest
+{
+};
+
+TEST_F(DatabaseFolderTest, WithAFolderInThePlaceOfTheDatabaseThereIsNoModelAndTheControlLivesAndSaysSo)
+{
+    QDir(m_Home.File("")).mkpath("dvr.db/mine");
+    EXPECT_EQ(Start(), S_OK);
+    EXPECT_EQ(CNodeModel::GetInstance(), nullptr);
+    EXPECT_THAT(m_strDebug, HasSubstr("dvr.db: unable to open database file"));
+    for (int folder = 0; folder < 5; ++folder)
+        SendMessageA(Panel().Handle(), WM_COMMAND, static_cast<WPARAM>(60000 + folder), 0);
+    m_pControl->DestroyControlWindow();
+    EXPECT_TRUE(QFileInfo(m_Home.File("dvr.db/mine")).isDir());
+}
+
+class DamagedSettingsTest : public CDataTest, public testing::WithParamInterface<Damage>
+{
+};
+
+TEST_P(DamagedSettingsTest, KeepTheirLinesAndTheLanguageIsWrittenAllTheSame)
+{
+    Write(SETTINGS, GetParam().m_strContent);
+    ASSERT_EQ(Start(), S_OK);
+    EXPECT_NE(CLanguage::GetString("IDS_OK"), "Not found");
+    const std::string language = GetLanguageName(GetSystemDefaultLangID());
+    EXPECT_EQ(Read(SETTINGS), GetParam().m_strContent + "[System]\nLanguage=" + language + ".ini\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, DamagedSettingsTest,
+                         testing::Values(Damage{"empty", ""}, Damage{"no_section", "RecordPath=d:\\records\n"},
+                                         Damage{"nul_bytes", std::string("\0\0[System\0]\n\0Language=x\n", 24)},
+                                         Damage{"long_line", std::string(1 << 20, 'x') + "\n"},
+                                         Damage{"unclosed_section", "[System\nRecordPath=d:\\records\n"}),
+                         Name);
+
+class SettingsFolderTest : public CDataTest
+{
+};
+
+TEST_F(SettingsFolderTest, SettingsThatCantBeWrittenAreToldAndEveryTextIsNotFound)
+{
+    QFile::remove(m_Home.File(SETTINGS));
+    QDir(m_Home.File("config")).mkpath("system.ini/mine");
+    EXPECT_EQ(Start(), S_OK);
+    EXPECT_THAT(m_strDebug, HasSubstr("config\\system.ini not written: "));
+    EXPECT_EQ(CLanguage::GetString("IDS_OK"), "Not found");
+    EXPECT_TRUE(QFileInfo(m_Home.File("config/system.ini/mine")).isDir());
+}
+
+class MissingPictureTest : public CDataTest
+{
+};
+
+TEST_F(MissingPictureTest, WithoutItsLogoTheControlStartsAllTheSame)
+{
+    Write("config/logo.bmp", "no picture");
+    EXPECT_EQ(Start(), S_OK);
+    EXPECT_TRUE(Panel().GetDlgItem<QLabel>(CMainDialog::LOGO_CONTROL)->pixmap(Qt::ReturnByValue).isNull());
+    EXPECT_EQ(Read("config/logo.bmp"), "no picture");
+}
+
+}  // namespace

@@ -1,0 +1,43 @@
+#include "tests/activex/data_support.h"
+
+#include <QFile>
+#include <QIODevice>
+
+#include "model/Language.h"
+#include "model/NodeModel.h"
+#include "render/D3DSurfaceRender.h"
+
+CDataTest::CDataTest() : m_Former(SetDebugListener([this](std::string_view text) { m_strDebug += text; }))
+{
+    CLanguage::Reset();
+    SetRenderFactory(
+        [adapter = m_pAdapter] { return std::make_unique<CD3DSurfaceRender>([adapter] { return adapter; }); });
+    auto* const made = new CActiveXCtrl;
+    m_Control = CComPtr<IDispatch>(made);
+    made->Release();
+    m_pControl = made;
+}
+
+CDataTest::~CDataTest()
+{
+    m_Control.Reset();
+    SetRenderFactory({});
+    CNodeModel::DestroyInstance();
+    CLanguage::Reset();
+    QCoreApplication::removePostedEvents(qApp, QEvent::Quit);
+    SetDebugListener(m_Former);
+}
+
+void CDataTest::Write(const char* name, const std::string& text) const
+{
+    QFile file(m_Home.File(name));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate)) << name;
+    ASSERT_EQ(file.write(text.c_str(), static_cast<qint64>(text.size())), static_cast<qint64>(text.size()));
+}
+
+std::string CDataTest::Read(const char* name) const
+{
+    QFile file(m_Home.File(name));
+    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << name;
+    return file.readAll().toStdString();
+}
