@@ -36,6 +36,7 @@ const std::vector<Room>& Rooms()
         {"activex/UI common",
          {"common", "skin", "remote", "record", "render", "model", "codec", "platform", "platform/qt", "inc"},
          true},
+        {"activex/module", {"activex", "inc"}, false},
         {"activex",
          {"activex/UI common", "common", "skin", "remote", "record", "render", "model", "codec", "platform",
           "platform/qt", "inc"},
@@ -43,7 +44,8 @@ const std::vector<Room>& Rooms()
         {"common",
          {"skin", "remote", "record", "render", "model", "codec", "platform", "platform/qt", "inc"},
          true},
-        {"skin", {"platform", "platform/qt", "inc"}, true},
+        {"skin", {"skin/theme", "platform", "platform/qt", "inc"}, true},
+        {"skin/theme", {"inc"}, false},
         {"remote", {"record", "render", "model", "codec", "platform", "inc"}, false},
         {"record", {"model", "platform", "inc"}, false},
         {"render", {"model", "codec", "platform", "inc"}, false},
@@ -144,6 +146,26 @@ TEST(ArchitectureTest, NoTwoFoldersIncludeEachOther)
     }
     for (const auto& [from, to] : arrows)
         EXPECT_EQ(arrows.count({to, from}), 0U) << from << " and " << to << " include each other";
+}
+
+// A new sub-folder is a room of its own, with a row in the table above.
+TEST(ArchitectureTest, EveryFolderWithSourcesIsARoom)
+{
+    const fs::path root = WATCHWALL_SOURCE_DIR;
+    std::set<std::string> folders;
+    for (const Room& room : Rooms()) {
+        if (!fs::is_directory(root / room.m_szFolder)) continue;
+        for (const auto& entry : fs::recursive_directory_iterator(root / room.m_szFolder)) {
+            const auto extension = entry.path().extension();
+            if (extension == ".h" || extension == ".cpp")
+                folders.insert(fs::relative(entry.path().parent_path(), root).string());
+        }
+    }
+    EXPECT_GT(folders.size(), 10U);
+    for (const std::string& folder : folders) {
+        const Room* const room = RoomOf(folder + "/");
+        EXPECT_TRUE(room != nullptr && room->m_szFolder == folder) << folder;
+    }
 }
 
 // The alarm rings: arrows that must be refused are.
