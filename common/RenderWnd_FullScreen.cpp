@@ -56,6 +56,7 @@ void CRenderWnd::EnterFullScreen()
     m_fCellScaleY = Quotient(size.height() - SCREEN_MARGIN, whole.bottom);
     m_bFullScreen = true;
     if (m_iMode == MODE_LEAVES_PARENT) {
+        clearFocus();  // the toolkit would leave it noted in a window that no longer holds this one
         m_SavedFlags = windowFlags();
         clearFocus();  // the toolkit lets the parent's window keep it when that isn't active
         setParent(nullptr, Qt::Window | Qt::FramelessWindowHint);

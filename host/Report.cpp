@@ -8,6 +8,7 @@
 #include <QJsonObject>
 #include <QSaveFile>
 #include <algorithm>
+#include <iterator>
 
 namespace
 {
@@ -62,11 +63,13 @@ QString DescribeChannel(const XChannelReport& channel)
         .arg(channel.iFirstPictureMs);
 }
 
-bool HaveAllShown(const std::vector<XChannelReport>& channels, const QList<int>& opened)
+QList<int> FindUnshown(const std::vector<XChannelReport>& channels, const QList<int>& asked)
 {
-    return std::all_of(opened.begin(), opened.end(), [&channels](int number) {
-        return std::any_of(channels.begin(), channels.end(), [number](const XChannelReport& channel) {
+    QList<int> unshown;
+    std::copy_if(asked.begin(), asked.end(), std::back_inserter(unshown), [&channels](int number) {
+        return std::none_of(channels.begin(), channels.end(), [number](const XChannelReport& channel) {
             return channel.iChannel + 1 == number && channel.ulShown > 0;
         });
     });
+    return unshown;
 }

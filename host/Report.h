@@ -13,5 +13,5 @@ bool WriteReport(const QString& path, const std::vector<XChannelReport>& channel
 /// One line for a person about a channel.
 QString DescribeChannel(const XChannelReport& channel);
 
-/// Whether every channel of `opened` (numbers from 1) has shown pictures.
-bool HaveAllShown(const std::vector<XChannelReport>& channels, const QList<int>& opened);
+/// Those of `asked` (numbers from 1) that have shown no picture.
+QList<int> FindUnshown(const std::vector<XChannelReport>& channels, const QList<int>& asked);

@@ -173,12 +173,16 @@ void CScriptedOperator::PlanLayout()
     });
     // Entries for arrangements begin with their number of cells, in every language.
     AddStep(QStringLiteral("choose the arrangement of %1").arg(m_Options.m_iLayout), [this] {
+        if (QApplication::activePopupWidget() == nullptr) return false;
         const QString wanted = QString::number(m_Options.m_iLayout);
-        return ChooseFromMenu([&wanted](const QAction& action) {
-            const QString& text = action.text();
-            return text.startsWith(wanted) &&
-                   !text.mid(wanted.size()).left(1).contains(QRegularExpression("\\d"));
-        });
+        if (ChooseFromMenu([&wanted](const QAction& action) {
+                const QString& text = action.text();
+                return text.startsWith(wanted) &&
+                       !text.mid(wanted.size()).left(1).contains(QRegularExpression("\\d"));
+            }))
+            return true;
+        Finish(QStringLiteral("there is no arrangement of %1 cells").arg(wanted));
+        return false;
     });
 }
 
@@ -209,18 +213,24 @@ void CScriptedOperator::Next()
         Finish({});
         return;
     }
-    const STEP step = m_Steps.constFirst().m_Step;  // a copy: a step may plan others
     m_bInStep = true;
-    const bool done = step();
+    // Behind the timer's own event: while that is delivered the timer stands still, also in a message box's
+    // loop.
+    QMetaObject::invokeMethod(this, &CScriptedOperator::RunStep, Qt::QueuedConnection);
+}
+
+void CScriptedOperator::RunStep()
+{
+    const STEP step =
+        m_Steps.isEmpty() ? STEP() : m_Steps.constFirst().m_Step;  // a copy: a step may plan others
+    const bool done = step && step();
     m_bInStep = false;
-    if (done && !m_Steps.isEmpty()) {
+    if (m_Steps.isEmpty()) return;  // the step found a fault and said so
+    if (done) {
         m_Steps.removeFirst();
         m_StepTime.restart();
-    } else if (m_Steps.isEmpty()) {
-        return;  // the step found a fault and said so
     } else if (m_StepTime.elapsed() > STEP_LIMIT_MS) {
         Finish(QStringLiteral("could not %1").arg(m_Steps.constFirst().m_strWhat));
-        return;
     }
 }
 

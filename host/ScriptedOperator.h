@@ -28,8 +28,10 @@ class CScriptedOperator : public QObject
 
     /// Begins; Finished comes later, from the event loop.
     void Start();
-    /// Channels that were opened, from 1.
+    /// Channels that were opened so far, from 1.
     const QList<int>& GetOpened() const { return m_Opened; }
+    /// What it is at; empty before Start and when it is through, with or without a fault.
+    QString GetPresentStep() const { return m_Steps.isEmpty() ? QString() : m_Steps.constFirst().m_strWhat; }
 
   signals:
     /// `fault` is empty when everything was done.
@@ -49,6 +51,7 @@ class CScriptedOperator : public QObject
     void PlanOneChannel(int channel);
     void PlanLayout();
     void Next();
+    void RunStep();
     void Finish(const QString& fault);
     bool ChooseFromMenu(const std::function<bool(const QAction&)>& wanted);
     QTreeWidget* FindTree() const;

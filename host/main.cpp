@@ -3,8 +3,8 @@
 #include <QFileInfo>
 #include <QMessageBox>
 #include <QTimer>
-#include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 
 #include "host/ControlLoader.h"
@@ -22,7 +22,7 @@ namespace
 // Exit codes.
 constexpr int EXIT_WRONG_USE = 2;
 constexpr int EXIT_NO_CONTROL = 3;
-constexpr int EXIT_NO_SCREENSHOT = 4;
+constexpr int EXIT_NOT_WRITTEN = 4;
 constexpr int EXIT_SCRIPT_FAILED = 5;
 constexpr int EXIT_NOTHING_SHOWN = 6;
 constexpr int EXIT_NO_DISPLAY = 7;
@@ -48,16 +48,39 @@ PARSED ReadCommandLine(int argc, char** argv, XOptions& options, QString& messag
     return ParseOptions(QCoreApplication::arguments(), options, message);
 }
 
-// Writes the report and a line for each channel; false when a channel that was asked for has shown nothing.
-bool Tell(const CMainWindow& window, const XOptions& options, const QList<int>& opened)
+// Writes the report, a line for each channel, and what is wrong. The exit code is that of the first fault.
+int Tell(const CMainWindow& window, const XOptions& options, const CScriptedOperator& scripted)
 {
     const auto channels = window.GetChannels();
     for (const XChannelReport& channel : channels)
         Print(stdout, DescribeChannel(channel));
+    int code = 0;
+    const auto fail = [&code](int with, const QString& message) {
+        Print(stderr, "watchwall: " + message);
+        if (code == 0) code = with;
+    };
+    if (!scripted.GetPresentStep().isEmpty())
+        fail(EXIT_SCRIPT_FAILED, "the end came before it could " + scripted.GetPresentStep());
+    if (options.m_bOpenAll && channels.empty())
+        fail(EXIT_NOTHING_SHOWN, QStringLiteral("there was no channel to show"));
+    for (const int channel : FindUnshown(channels, options.m_bOpenAll ? scripted.GetOpened() : options.m_Open))
+        fail(EXIT_NOTHING_SHOWN, QStringLiteral("channel %1 has shown no picture").arg(channel));
     if (!options.m_strReport.isEmpty() && !WriteReport(options.m_strReport, channels))
-        Print(stderr, "watchwall: can't write " + options.m_strReport);
-    const bool asked = options.m_bOpenAll || !options.m_Open.isEmpty();
-    return !asked || (!opened.isEmpty() && HaveAllShown(channels, opened));
+        fail(EXIT_NOT_WRITTEN, "can't write " + options.m_strReport);
+    if (!options.m_strScreenshot.isEmpty() && !window.SaveScreenshot(options.m_strScreenshot))
+        fail(EXIT_NOT_WRITTEN, "can't write " + options.m_strScreenshot);
+    return code;
+}
+
+bool g_bServing = false;  // the event loop runs
+
+// The toolkit calls exit() from within the event loop when the display goes. Link threads still run then, so
+// nothing is taken down: the process ends here.
+void EndWithoutDisplay()
+{
+    if (!g_bServing) return;
+    Print(stderr, QStringLiteral("watchwall: the display is gone"));
+    std::_Exit(EXIT_NO_DISPLAY);
 }
 
 int Run(const XOptions& options, const QElapsedTimer& since_start)
@@ -76,19 +99,16 @@ int Run(const XOptions& options, const QElapsedTimer& since_start)
             [&since_start] { Print(stdout, QString("shown after %1 ms").arg(since_start.elapsed())); });
     OnEndRequested([&window] { window->close(); });
     int code = 0;
-    QList<int> opened;
+    CScriptedOperator scripted(options, *window->GetControlWidget(), nullptr);
     // Before any end, also one that the user or a signal asks for.
     window->SetClosingHandler([&] {
-        if (!Tell(*window, options, opened)) code = std::max(code, EXIT_NOTHING_SHOWN);
-        if (options.m_strScreenshot.isEmpty() || window->SaveScreenshot(options.m_strScreenshot)) return;
-        Print(stderr, "watchwall: can't write " + options.m_strScreenshot);
-        code = EXIT_NO_SCREENSHOT;
+        const int told = Tell(*window, options, scripted);
+        if (code == 0) code = told;
+        QCoreApplication::exit();  // also while the wall, in full screen, has a window of its own
     });
     if (options.m_iSeconds > 0)
         QTimer::singleShot(options.m_iSeconds * 1000, window.get(), [&window] { window->close(); });
-    CScriptedOperator scripted(options, *window->GetControlWidget(), nullptr);
     QObject::connect(&scripted, &CScriptedOperator::Finished, window.get(), [&](const QString& fault) {
-        opened = scripted.GetOpened();
         if (fault.isEmpty()) return;
         Print(stderr, "watchwall: " + fault);
         code = EXIT_SCRIPT_FAILED;
@@ -96,7 +116,10 @@ int Run(const XOptions& options, const QElapsedTimer& since_start)
     });
     if (options.IsScripted()) scripted.Start();
     window->show();
+    std::atexit(EndWithoutDisplay);  // behind the control's own entries, so that it is called before them
+    g_bServing = true;
     QApplication::exec();
+    g_bServing = false;
     window.reset();
     return code;
 }

@@ -43,22 +43,15 @@ std::vector<std::string> ColorRecorder(std::size_t channels)
 }
 
 CWall::CWall(const XWallSetup& setup)
-    : m_FormerLocale(qgetenv("LC_ALL")), m_Screen(qgetenv("DISPLAY").toStdString())
+    : m_bSharedReceive(setup.m_bSharedReceive),
+      m_FormerLocale(qgetenv("LC_ALL")),
+      m_Screen(qgetenv("DISPLAY").toStdString())
 {
     qputenv("LC_ALL", setup.m_szLocale);
     CLanguage::Reset();
-    m_pRecorder = std::make_unique<CRecorderProcess>(setup.m_Recorder);
     QFile::copy(WATCHWALL_SOURCE_DIR "/dvr.bmp", m_Home.File("dvr.bmp"));
-    const XEndpoints endpoints = m_pRecorder->Endpoints();
-    QFile settings(m_Home.File("config/system.ini"));
-    if (settings.open(QIODevice::WriteOnly))
-        settings.write(QStringLiteral("[System]\nDirectoryPort=%1\nRendezvousPort=%2\nStandardChroma=1\n%3")
-                           .arg(endpoints.m_usDirectoryPort)
-                           .arg(endpoints.m_usRendezvousPort)
-                           .arg(setup.m_bSharedReceive ? "SharedReceive=1\n" : "")
-                           .toUtf8());
-    settings.close();
-
+    StartRecorder(setup.m_Recorder);
+    if (setup.m_Prepare) setup.m_Prepare(m_Home);
     QObject::connect(&m_BoxTimer, &QTimer::timeout, [this] { AnswerBox(); });
     m_BoxTimer.start(BOX_LOOK_MS);
     m_pWindow = std::make_unique<CMainWindow>();
@@ -70,6 +63,19 @@ CWall::CWall(const XWallSetup& setup)
     if (!QTest::qWaitForWindowExposed(m_pWindow.get())) throw std::runtime_error("the window does not show");
     m_pWindow->activateWindow();
     Until([this] { return m_pWindow->isActiveWindow(); });
+}
+
+void CWall::StartRecorder(const std::vector<std::string>& arguments)
+{
+    m_pRecorder = std::make_unique<CRecorderProcess>(arguments);
+    const XEndpoints endpoints = m_pRecorder->Endpoints();
+    QFile settings(m_Home.File("config/system.ini"));
+    if (!settings.open(QIODevice::WriteOnly)) throw std::runtime_error("the settings can't be written");
+    settings.write(QStringLiteral("[System]\nDirectoryPort=%1\nRendezvousPort=%2\nStandardChroma=1\n%3")
+                       .arg(endpoints.m_usDirectoryPort)
+                       .arg(endpoints.m_usRendezvousPort)
+                       .arg(m_bSharedReceive ? "SharedReceive=1\n" : "")
+                       .toUtf8());
 }
 
 CWall::~CWall()

@@ -31,6 +31,7 @@ struct XWallSetup {
     bool m_bSharedReceive = true;
     const char* m_szLocale = "C";
     std::vector<std::string> m_Recorder = ColorRecorder();
+    std::function<void(const CTestHome&)> m_Prepare;  // of the module directory, before the control is made
 };
 
 /// The container's window with the control in it and a recorder beside them, in a home of its own; and a user
@@ -50,6 +51,8 @@ class CWall
     CMainWindow& Window() { return *m_pWindow; }
     CScreen& Screen() { return m_Screen; }
     CRecorderProcess& Recorder() { return *m_pRecorder; }
+    /// Puts a new recorder in the place of the one there was and its servers into the settings.
+    void StartRecorder(const std::vector<std::string>& arguments);
     const CTestHome& Home() const { return m_Home; }
     template <typename WIDGET = QWidget>
     WIDGET* Control(int id)
@@ -98,6 +101,7 @@ class CWall
     void AnswerBox();
 
     CTestHome m_Home;
+    const bool m_bSharedReceive;
     QByteArray m_FormerLocale;
     std::unique_ptr<CRecorderProcess> m_pRecorder;
     CScreen m_Screen;

@@ -256,6 +256,16 @@ TEST_F(PlayingWall, WindowCloses)
     EXPECT_TRUE(GetCells().empty());
 }
 
+TEST_F(PlayingWall, WindowClosesWhileTheWallIsInFullScreen)
+{
+    m_Wall.Screen().Click(m_Wall.CellOnScreen(0).center());
+    ASSERT_TRUE(CWall::Until([&] { return m_Wall.Grid().hasFocus(); }));
+    m_Wall.Screen().Key(KEY_ESCAPE);
+    ASSERT_TRUE(CWall::Until([&] { return m_Wall.Grid().isWindow(); }));
+    m_Wall.Close();
+    EXPECT_TRUE(GetCells().empty());
+}
+
 // Settled: by the delivered configuration the channel that waits for its picture keeps the others from
 // receiving.
 TEST(Wall, WithoutSharedReceiveOneChannelOfAStationPlaysAtATime)

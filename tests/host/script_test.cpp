@@ -1,0 +1,173 @@
+#include <signal.h>
+
+#include <QDir>
+#include <QFile>
+#include <QImage>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <memory>
+#include <optional>
+
+#include "tests/host/program_support.h"
+#include "tests/links/recorder_support.h"
+#include "tests/support/virtual_display.h"
+
+// The program's whole command line against a recorder: what it does by itself, what it reports, and the exit
+// code by which a script learns whether pictures came.
+
+namespace
+{
+
+constexpr int NOT_WRITTEN = 4;
+constexpr int SCRIPT_FAILED = 5;
+constexpr int NOTHING_SHOWN = 6;
+constexpr int DISPLAY_GONE = 7;
+
+class ScriptTest : public ProgramTest
+{
+  protected:
+    void SetUp() override
+    {
+        ProgramTest::SetUp();
+        m_Environment.insert("LC_ALL", "C");
+    }
+    void StartRecorder(std::vector<std::string> more = {})
+    {
+        more.insert(more.end(), {"--size", "352x288", "--fps", "12", "--loop", "1"});
+        m_pRecorder = std::make_unique<CRecorderProcess>(more);
+        const XEndpoints endpoints = m_pRecorder->Endpoints();
+        WriteSettings(endpoints.m_usDirectoryPort, endpoints.m_usRendezvousPort);
+    }
+    void WriteSettings(int directory, int rendezvous)
+    {
+        QFile settings(File("home/config/system.ini"));
+        ASSERT_TRUE(settings.open(QIODevice::WriteOnly));
+        settings.write(
+            QStringLiteral("[System]\nDirectoryPort=%1\nRendezvousPort=%2\nSharedReceive=1\nStandardChroma=1\n")
+                .arg(directory)
+                .arg(rendezvous)
+                .toUtf8());
+    }
+    QStringList LogOn() const { return Home() + QStringList{"--logon", "1001"}; }
+    // Of the channels, by number, how many pictures were shown; empty without a report.
+    QMap<int, int> ReadShown() const
+    {
+        QFile file(File("report.json"));
+        QMap<int, int> shown;
+        if (!file.open(QIODevice::ReadOnly)) return shown;
+        const auto channels = QJsonDocument::fromJson(file.readAll()).object()["channels"].toArray();
+        for (const auto& channel : channels)
+            shown[channel.toObject()["channel"].toInt()] = channel.toObject()["shown"].toInt();
+        return shown;
+    }
+
+    std::unique_ptr<CRecorderProcess> m_pRecorder;
+};
+
+TEST_F(ScriptTest, OpensTheChannelsThatAreNamedInTheArrangementThatIsNamed)
+{
+    StartRecorder();
+    EXPECT_EQ(Run(LogOn() + QStringList{"--open", "2,4", "--layout", "9", "--seconds", "3", "--report",
+                                        File("report.json"), "--screenshot", File("wall.png")}),
+              0)
+        << m_strErrors.toStdString();
+    const auto shown = ReadShown();
+    ASSERT_EQ(shown.size(), 4);
+    EXPECT_EQ(shown[1], 0);
+    EXPECT_GT(shown[2], 0);
+    EXPECT_EQ(shown[3], 0);
+    EXPECT_GT(shown[4], 0);
+    EXPECT_TRUE(m_strOutput.contains("channel 2 \"Channel 2\": 352x288")) << m_strOutput.toStdString();
+    // The third cell of nine is empty, the first two aren't.
+    const QImage picture(File("wall.png"));
+    ASSERT_FALSE(picture.isNull());
+    const auto cell = [&picture](int i) { return picture.copy(200 + i * 200 + 4, 60 + 4, 180, 160); };
+    EXPECT_NE(cell(0), cell(2));
+    EXPECT_NE(cell(1), cell(2));
+    EXPECT_NE(cell(0), cell(1));
+}
+
+TEST_F(ScriptTest, FullScreenShowsTheWallOnTheWholeScreen)
+{
+    StartRecorder();
+    Start(LogOn() + QStringList{"--open", "all", "--full-screen", "--screenshot", File("wall.png")});
+    CScreen screen(qgetenv("DISPLAY").toStdString());
+    const QRect corner(CVirtualDisplay::WIDTH - 200, CVirtualDisplay::HEIGHT - 200, 100, 100);
+    const QImage before = screen.Grab(corner);
+    ASSERT_TRUE(WaitUntil([&] { return screen.Grab(corner) != before; })) << "the lower right cell is there";
+    const QImage earlier = screen.Grab(corner);
+    EXPECT_TRUE(WaitUntil([&] { return screen.Grab(corner) != earlier; })) << "and it moves";
+    ASSERT_EQ(::kill(static_cast<pid_t>(m_Process.processId()), SIGTERM), 0);
+    EXPECT_EQ(End(), 0) << m_strErrors.toStdString();
+    EXPECT_FALSE(QImage(File("wall.png")).isNull());
+}
+
+TEST_F(ScriptTest, AChannelWithoutPicturesIsNamedAndCounts)
+{
+    StartRecorder({"--loss", "100"});
+    EXPECT_EQ(Run(LogOn() + QStringList{"--open", "3", "--seconds", "3"}), NOTHING_SHOWN);
+    EXPECT_TRUE(m_strErrors.contains("channel 3 has shown no picture")) << m_strErrors.toStdString();
+}
+
+TEST_F(ScriptTest, AChannelThatTheStationDoesNotHaveIsTold)
+{
+    StartRecorder({"--channels", "2"});
+    EXPECT_EQ(Run(LogOn() + QStringList{"--open", "3", "--seconds", "20"}), SCRIPT_FAILED);
+    EXPECT_TRUE(m_strErrors.contains("channel 3 was asked for, the station has 2"))
+        << m_strErrors.toStdString();
+}
+
+TEST_F(ScriptTest, AStationWithoutChannelsHasNothingToShow)
+{
+    StartRecorder({"--channels", "0"});
+    EXPECT_EQ(Run(LogOn() + QStringList{"--open", "all", "--seconds", "2"}), NOTHING_SHOWN);
+    EXPECT_TRUE(m_strErrors.contains("no channel to show")) << m_strErrors.toStdString();
+}
+
+TEST_F(ScriptTest, AnArrangementThatThereIsNotIsTold)
+{
+    EXPECT_EQ(Run(Home() + QStringList{"--layout", "7", "--seconds", "20"}), SCRIPT_FAILED);
+    EXPECT_TRUE(m_strErrors.contains("there is no arrangement of 7 cells")) << m_strErrors.toStdString();
+}
+
+TEST_F(ScriptTest, ADirectoryThatIsDownIsToldWithThePanelsMessage)
+{
+    WriteSettings(1, 1);
+    EXPECT_EQ(Run(LogOn() + QStringList{"--open", "all", "--seconds", "20"}), SCRIPT_FAILED);
+    EXPECT_TRUE(m_strErrors.contains("The station cannot be reached.")) << m_strErrors.toStdString();
+}
+
+TEST_F(ScriptTest, AnEndBeforeTheScriptIsThroughIsTold)
+{
+    StartRecorder({"--delay", "1000", "--faults-on", "rendezvous"});
+    EXPECT_EQ(Run(LogOn() + QStringList{"--open", "1", "--seconds", "1"}), SCRIPT_FAILED);
+    EXPECT_TRUE(m_strErrors.contains("the end came before it could")) << m_strErrors.toStdString();
+}
+
+TEST_F(ScriptTest, AReportThatCannotBeWrittenIsTold)
+{
+    EXPECT_EQ(Run(Home() + QStringList{"--seconds", "1", "--report", File("no/such/report.json")}),
+              NOT_WRITTEN);
+    EXPECT_TRUE(m_strErrors.contains("report.json")) << m_strErrors.toStdString();
+}
+
+TEST_F(ScriptTest, ADisplayThatDiesEndsTheProgramWithAMessage)
+{
+    StartRecorder();
+    CVirtualDisplay display;
+    m_Environment.insert("DISPLAY", QString::fromStdString(display.Name()));
+    Start(LogOn() + QStringList{"--open", "all"});
+    CScreen screen(display.Name());
+    const QRect cell(210, 70, 100, 100);
+    ASSERT_TRUE(WaitShown());
+    const QImage before = screen.Grab(cell);
+    ASSERT_TRUE(WaitUntil([&] { return screen.Grab(cell) != before; }));
+    const QImage earlier = screen.Grab(cell);
+    ASSERT_TRUE(WaitUntil([&] { return screen.Grab(cell) != earlier; })) << "pictures move";
+    display.Kill();
+    EXPECT_EQ(End(), DISPLAY_GONE);
+    EXPECT_TRUE(m_strErrors.contains("watchwall: the display is gone")) << m_strErrors.toStdString();
+}
+
+}  // namespace

@@ -1,0 +1,144 @@
+#include <gmock/gmock.h>
+
+#include <QFile>
+#include <QSignalSpy>
+
+#include "activex/UI common/Outlook2Ctrl.h"
+#include "activex/UI common/TreeCtrlEx.h"
+#include "common/RenderCell.h"
+#include "common/RenderWnd.h"
+#include "remote/UdpRemote.h"
+#include "render/CellPool.h"
+#include "tests/wall/wall_support.h"
+
+// What goes wrong around the wall, and that the operator can go on.
+
+namespace
+{
+
+constexpr int CHANNELS = 4;
+
+void OpenAndSee(CWall& wall, int channels)
+{
+    ASSERT_TRUE(wall.LogOn());
+    for (int channel = 0; channel < channels; ++channel)
+        ASSERT_TRUE(wall.Open(channel)) << channel;
+    for (int channel = 0; channel < channels; ++channel)
+        ASSERT_TRUE(wall.CellPlays(channel, channel)) << channel;
+}
+
+// There is no reconnect: the last pictures stand until the operator closes the channels.
+TEST(WallFault, RecorderThatDiesLeavesTheLastPicturesAndAPanelThatWorks)
+{
+    CWall wall;
+    OpenAndSee(wall, CHANNELS);
+    wall.Recorder().Kill();
+    const auto shown = [&wall](int channel) {
+        return dynamic_cast<CUdpRemote&>(*wall.Channel(channel)).GetCounters().m_ulShown.load();
+    };
+    for (int channel = 0; channel < CHANNELS; ++channel) {
+        EXPECT_EQ(wall.ChannelInCell(channel), channel) << "the last picture";
+        EXPECT_EQ(wall.Channel(channel)->GetStatus(), STATUS_OPEN);
+        EXPECT_GT(shown(channel), 0U);
+    }
+    ASSERT_TRUE(wall.ChooseLayout("6 pictures"));
+    ASSERT_TRUE(CWall::Until([&] { return wall.Grid().GetState().GetRects().size() == 6; }));
+    ASSERT_TRUE(wall.Choose(wall.Folder(), TREE_COMMAND_CLOSE_ALL));
+    for (int channel = 0; channel < CHANNELS; ++channel) {
+        EXPECT_TRUE(CWall::Until([&] { return wall.Channel(channel)->GetStatus() == STATUS_CLOSED; }));
+        EXPECT_TRUE(CWall::Until([&] { return wall.ChannelInCell(channel) == -1; })) << "an empty cell";
+    }
+
+    // Nobody answers a new logon either.
+    wall.Panel().GetSideBar()->SelectFolder(0, COutlook2Ctrl::ANIMATION::Off);
+    wall.Click(*wall.Control(IDOK));
+    ASSERT_TRUE(CWall::Until([&] { return !wall.m_Boxes.empty(); }));
+    EXPECT_EQ(wall.m_Boxes.front(), "The station cannot be reached.");
+    ASSERT_TRUE(CWall::Until([&] { return wall.Control(IDOK)->isEnabled(); }));
+
+    // A new recorder takes its place once the station was deleted.
+    wall.StartRecorder(ColorRecorder());
+    wall.Panel().GetSideBar()->SelectFolder(1, COutlook2Ctrl::ANIMATION::Off);
+    ASSERT_TRUE(wall.Choose(wall.Station(), TREE_COMMAND_DELETE));
+    ASSERT_TRUE(CWall::Until([&] { return wall.Station() == nullptr; }));
+    wall.Panel().GetSideBar()->SelectFolder(0, COutlook2Ctrl::ANIMATION::Off);
+    wall.Click(*wall.Control(IDOK));
+    ASSERT_TRUE(CWall::Until([&] { return wall.Folder() != nullptr; }));
+    ASSERT_TRUE(wall.Open(1));
+    EXPECT_TRUE(wall.CellPlays(0, 1));
+}
+
+TEST(WallFault, RecorderThatDiesDoesNotHoldUpTheEnd)
+{
+    CWall wall;
+    OpenAndSee(wall, 2);
+    wall.Recorder().Kill();
+    wall.Close();
+    EXPECT_TRUE(GetCells().empty());
+}
+
+TEST(WallFault, HundredsOfResizesWhileAllChannelsPlay)
+{
+    CWall wall;
+    OpenAndSee(wall, CHANNELS);
+    constexpr int RESIZES = 300;
+    for (int i = 0; i < RESIZES; ++i) {
+        wall.Window().resize(800 + i * 37 % 400, 600 + i * 53 % 300);
+        if (i % 10 == 0) wall.Grid().SetLayout(1 + i / 10 % (wall.Grid().GetLayoutCount() - 1));
+        if (i % 3 == 0) QCoreApplication::processEvents();
+    }
+    wall.Window().resize(800, 600);
+    ASSERT_TRUE(wall.ChooseLayout("4 pictures"));
+    ASSERT_TRUE(CWall::Until([&] { return wall.Grid().GetState().GetRects().size() == 4; }));
+    for (int channel = 0; channel < CHANNELS; ++channel)
+        EXPECT_TRUE(wall.CellPlays(channel, channel)) << channel;
+}
+
+TEST(WallFault, ChannelBeyondTheLastCellRunsWithoutAWindowAndTakesTheNextFreeOne)
+{
+    XWallSetup setup;
+    // Only the arrangements of one and of four, so that there are four cells.
+    setup.m_Prepare = [](const CTestHome& home) {
+        QFile file(home.File("config/render_layout_800x600.xml"));
+        ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+        QByteArray text = file.readAll();
+        const auto begin = text.indexOf("<!-- 6:");
+        const auto end = text.indexOf("</list_subrender>");
+        ASSERT_TRUE(begin > 0 && end > begin);
+        text.remove(begin, end - begin);
+        file.resize(0);
+        file.seek(0);
+        file.write(text);
+    };
+    setup.m_Recorder = ColorRecorder(6);
+    CWall wall(setup);
+    ASSERT_EQ(wall.Grid().GetState().GetCellCount(), 4);
+    OpenAndSee(wall, 4);
+    for (const int channel : {4, 5}) {
+        ASSERT_TRUE(wall.Open(channel));
+        const auto& link = dynamic_cast<CUdpRemote&>(*wall.Channel(channel)).GetCounters();
+        EXPECT_TRUE(CWall::Until([&link] { return link.m_ulDecoded > 2; })) << channel;
+        EXPECT_EQ(wall.Channel(channel)->GetRenderWnd(), HWND::Null);
+    }
+    for (int channel = 0; channel < 4; ++channel)
+        EXPECT_TRUE(wall.CellPlays(channel, channel)) << channel;
+    for (const int channel : {2, 5}) {
+        ASSERT_TRUE(wall.Choose(wall.ChannelItem(channel), TREE_COMMAND_CLOSE));
+        ASSERT_TRUE(CWall::Until([&] { return wall.Channel(channel)->GetStatus() == STATUS_CLOSED; }));
+    }
+    ASSERT_TRUE(wall.Open(5));
+    EXPECT_TRUE(wall.CellPlays(2, 5 % static_cast<int>(CHANNEL_COLORS.size())));
+}
+
+TEST(WallFault, LossyGarbledAndReorderedRoadKeepsPlaying)
+{
+    XWallSetup setup;
+    for (const char* word : {"--loss", "2", "--garbage", "1", "--reorder", "2", "--seed", "7"})
+        setup.m_Recorder.emplace_back(word);
+    CWall wall(setup);
+    OpenAndSee(wall, CHANNELS);
+    for (int channel = 0; channel < CHANNELS; ++channel)
+        EXPECT_TRUE(wall.CellPlays(channel, channel)) << "and later again: " << channel;
+}
+
+}  // namespace
