@@ -196,8 +196,12 @@ void CLogonRemoteDlg::OnOK()
 {
     ReadControls();
     ShowBusy(true);
+    // Also when a station throws: the panel must not stay busy for ever.
+    struct CAtRest {
+        ~CAtRest() { m_Panel.ShowBusy(false); }
+        CLogonRemoteDlg& m_Panel;
+    } const at_rest{*this};
     Logon();
-    ShowBusy(false);
 }
 
 // The ports of the fields aren't given to it: the constants are. One failure is answered with a fresh station.
