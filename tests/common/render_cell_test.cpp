@@ -73,7 +73,7 @@ TEST_F(RenderWndTest, BitmapFileIsTakenOnlyWhole)
 {
     const std::string path = SystemPath(m_Home.filePath("dvr.bmp").toStdString());
     EXPECT_EQ(LoadBitmapFile(path), nullptr) << "missing";
-    QImage(352, 288, QImage::Format_RGB888).save(m_Home.filePath("dvr.bmp"), "BMP");
+    SavePicture(m_Home.filePath("dvr.bmp"));
     const auto whole = LoadBitmapFile(path);
     ASSERT_NE(whole, nullptr);
     QFile file(m_Home.filePath("dvr.bmp"));
