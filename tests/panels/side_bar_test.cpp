@@ -110,6 +110,7 @@ TEST_F(SideBarTest, NegativeIndexesMeanTheLast)
     EXPECT_EQ(m_Bar->AddItem(-1, "second"), 1);
     EXPECT_EQ(m_Bar->AddSubItem(-1, -1, "line", {}, OL2_COMMAND, 1), 0);
     EXPECT_TRUE(m_Bar->GetFolder(0).m_Items.empty());
+    ASSERT_EQ(m_Bar->GetFolder(1).m_Items.size(), 2U);
     EXPECT_TRUE(m_Bar->GetFolder(1).m_Items[0]->m_SubItems.empty());
     EXPECT_EQ(m_Bar->GetFolder(1).m_Items[1]->m_SubItems.size(), 1U);
 }
