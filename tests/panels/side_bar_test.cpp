@@ -218,6 +218,8 @@ TEST_F(SideBarTest, LineThatIsOnFiresOnlyWithAFiringStyle)
     for (std::uint32_t style : styles)
         m_Bar->AddSubItem(0, 0, "line", {}, style, 100 + style);
     m_Bar->SetUpdateHandler([](COL2CCmdUI& update) { update.SetCheck(1); });
+    m_Bar->UpdateLines();
+    ASSERT_EQ(Line(0, 0, 3).m_dwState, OL2_STATE_ON);
     Paint();
     for (int i = 0; i < 4; ++i)
         QTest::mouseClick(&*m_Bar, Qt::LeftButton, {}, Middle(Line(0, 0, i).m_rect));
