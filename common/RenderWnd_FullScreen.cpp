@@ -58,7 +58,6 @@ void CRenderWnd::EnterFullScreen()
     if (m_iMode == MODE_LEAVES_PARENT) {
         clearFocus();  // the toolkit would leave it noted in a window that no longer holds this one
         m_SavedFlags = windowFlags();
-        clearFocus();  // the toolkit lets the parent's window keep it when that isn't active
         setParent(nullptr, Qt::Window | Qt::FramelessWindowHint);
         setGeometry(shown_on->geometry());
         showFullScreen();

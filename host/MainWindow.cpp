@@ -109,8 +109,6 @@ void CMainWindow::closeEvent(QCloseEvent* event)
     if (m_ClosingHandler) std::exchange(m_ClosingHandler, {})();
     SavePlace();
     QMainWindow::closeEvent(event);
-    // The wall in full screen and cells that float are windows too, which the toolkit would wait for.
-    QCoreApplication::exit();
 }
 
 void CMainWindow::RestorePlace()
