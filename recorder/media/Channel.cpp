@@ -144,10 +144,10 @@ CChannel::XTurn CChannel::WaitForTurn(Clock::time_point start, int64_t iLast)
     }
 }
 
-std::shared_ptr<const XCoded> CChannel::FromLoop(int64_t iPicture)
+std::shared_ptr<const XCoded> CChannel::FromLoop()
 {
     if (m_Loop.empty()) return nullptr;
-    auto coded = m_Loop[static_cast<size_t>(iPicture) % m_Loop.size()];
+    auto coded = m_Loop[m_ulInLoop++ % m_Loop.size()];
     const std::lock_guard lock(m_Mutex);
     m_Counts.Add(*coded);
     return coded;
@@ -178,8 +178,9 @@ void CChannel::Serve(Clock::time_point start)
     if (m_iLoop == 0) maker = std::make_unique<CPictureMaker>(m_Setup, m_iChannel, m_bStop);
     for (XTurn turn = WaitForTurn(start, -1); turn.m_iPicture >= 0;
          turn = WaitForTurn(start, turn.m_iPicture)) {
-        auto coded = maker ? FromMaker(*maker, turn) : FromLoop(turn.m_iPicture);
-        if (coded) m_Deliver(m_iChannel, std::move(coded));
+        auto coded = maker ? FromMaker(*maker, turn) : FromLoop();
+        if (!coded || (m_bBroken && !coded->m_bKey)) continue;  // it would show nothing but damage
+        m_bBroken = !m_Deliver(m_iChannel, std::move(coded));
     }
 }
 

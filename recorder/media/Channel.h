@@ -66,13 +66,14 @@ class CPictureMaker
 };
 
 // One channel with its thread. Pictures are made while the channel is watched, each at its time: picture n at
-// start + n / rate. With a loop, its pictures are made once, by Prepare, and sent again and again.
+// start + n / rate. With a loop, its pictures are made once, by Prepare, and sent again and again, none left
+// out: each builds on the one before it, so a thread that is late plays slower.
 class CChannel
 {
   public:
     using Clock = std::chrono::steady_clock;
-    // Called on the channel's thread.
-    using Deliver = std::function<void(int iChannel, std::shared_ptr<const XCoded>)>;
+    // Called on the channel's thread. False when the picture wasn't taken; the next one is a key picture then.
+    using Deliver = std::function<bool(int iChannel, std::shared_ptr<const XCoded>)>;
 
     // iLoop: pictures to make in advance, a multiple of the group; 0 makes each at its time.
     CChannel(const XChannelSetup& setup, int iChannel, int iLoop, Deliver deliver);
@@ -104,7 +105,7 @@ class CChannel
     };
     // Waits until the next picture's time.
     XTurn WaitForTurn(Clock::time_point start, int64_t iLast);
-    std::shared_ptr<const XCoded> FromLoop(int64_t iPicture);
+    std::shared_ptr<const XCoded> FromLoop();
     std::shared_ptr<const XCoded> FromMaker(CPictureMaker& maker, const XTurn& turn);
 
     XChannelSetup m_Setup;
@@ -116,6 +117,8 @@ class CChannel
     // the channel's thread only
     bool m_bOwesKey = false;
     int64_t m_iLastKey = -1;
+    bool m_bBroken = false;  // a picture wasn't taken, and no key picture has been since
+    size_t m_ulInLoop = 0;   // which comes next
 
     mutable std::mutex m_Mutex;  // a leaf: nothing is called while it is held
     std::condition_variable m_Changed;

@@ -138,13 +138,14 @@ CServer::CServer(XOptions options)
         m_Options, [this, posted = std::make_shared<std::atomic<int>>(0)](int channel, auto coded) {
             if (*posted >= MAX_POSTED * m_Options.m_iChannels) {
                 m_pChannels->WantKey(channel);
-                return;
+                return false;
             }
             ++*posted;
             asio::post(m_Context, [this, posted, channel, coded] {
                 --*posted;
                 OnPicture(channel, coded);
             });
+            return true;
         });
 
     CDeviceLink::XSetup setup;

@@ -58,6 +58,7 @@ TEST_F(UdpLinksTest, AllChannelsPlayAtOnceWithSharedReceivingAndLoseNoPicture)
 struct XHarmRow {
     const char* m_szName;
     std::vector<std::string> m_Arguments;
+    friend void PrintTo(const XHarmRow& row, std::ostream* out) { *out << row.m_szName; }
 };
 
 class UdpHarmedLinksTest : public UdpLinksTest, public testing::WithParamInterface<XHarmRow>

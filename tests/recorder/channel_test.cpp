@@ -1,11 +1,15 @@
-// Source, rate control and encoder together, without thread or clock.
+// Source, rate control and encoder together, without thread or clock; then a channel with its thread.
 
 #include "recorder/media/Channel.h"
 
 #include <gmock/gmock.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <condition_variable>
 #include <filesystem>
+#include <mutex>
+#include <thread>
 
 #include "recorder/scene/Mark.h"
 #include "tests/recorder/media_support.h"
@@ -151,6 +155,78 @@ TEST(SourceTest, ASourceThatCanNotBeOpenedShowsANotice)
     EXPECT_LT(picture.m_Y[static_cast<size_t>(60 * 352 + 20)], 60) << "and dark";
     source->Read(1, picture);
     EXPECT_EQ(ReadMark(picture), (XMark{1, 2}));
+}
+
+// What a channel delivers, in order, from its thread.
+class CDelivered
+{
+  public:
+    void Take(std::shared_ptr<const XCoded> pCoded)
+    {
+        {
+            const std::lock_guard lock(m_cs);
+            m_All.push_back(std::move(pCoded));
+        }
+        m_Changed.notify_all();
+    }
+    std::vector<std::shared_ptr<const XCoded>> WaitFor(size_t count)
+    {
+        std::unique_lock lock(m_cs);
+        EXPECT_TRUE(m_Changed.wait_for(lock, std::chrono::seconds(60), [&] { return m_All.size() >= count; }));
+        return m_All;
+    }
+
+  private:
+    std::mutex m_cs;
+    std::condition_variable m_Changed;
+    std::vector<std::shared_ptr<const XCoded>> m_All;
+};
+
+XChannelSetup QuickSetup()
+{
+    XChannelSetup setup = DefaultSetup();
+    setup.m_Scene.m_iWidth = 128;
+    setup.m_Scene.m_iHeight = 96;
+    setup.m_Scene.m_iRate = 200;
+    setup.m_iGroup = 5;
+    return setup;
+}
+
+TEST(ChannelTest, LoopLeavesNoPictureOutHoweverLateItsThreadIs)
+{
+    CDelivered delivered;
+    int calls = 0;
+    CChannel channel(QuickSetup(), 0, 10, [&](int, auto coded) {
+        // The fourth picture takes the time of twelve.
+        if (++calls == 4) std::this_thread::sleep_for(std::chrono::milliseconds(60));
+        delivered.Take(std::move(coded));
+        return true;
+    });
+    channel.Prepare();
+    channel.Start(CChannel::Clock::now());
+    channel.SetWatched(true);
+    const auto all = delivered.WaitFor(30);
+    for (size_t i = 0; i < 30; ++i) {
+        EXPECT_EQ(all[i]->m_bKey, i % 5 == 0) << i;
+        EXPECT_EQ(all[i], all[i % 10]) << i;
+    }
+}
+
+TEST(ChannelTest, PictureThatWasNotTakenIsFollowedByAKeyPicture)
+{
+    CDelivered delivered;
+    int calls = 0;
+    CChannel channel(QuickSetup(), 0, 10, [&](int, auto coded) {
+        delivered.Take(std::move(coded));
+        return ++calls != 3;
+    });
+    channel.Prepare();
+    channel.Start(CChannel::Clock::now());
+    channel.SetWatched(true);
+    const auto all = delivered.WaitFor(5);
+    EXPECT_FALSE(all[2]->m_bKey);
+    EXPECT_TRUE(all[3]->m_bKey);
+    EXPECT_FALSE(all[4]->m_bKey);
 }
 
 }  // namespace

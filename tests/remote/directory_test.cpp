@@ -19,18 +19,33 @@
 namespace
 {
 
-/// Endpoints at which nobody listens.
-XEndpoints Nobody()
+/// Endpoints at which nobody listens: a port that is taken, so that nobody else begins to.
+class CNobody
 {
-    const int reserved = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = MakeAddress("127.0.0.1", 0);
-    socklen_t size = sizeof address;
-    bind(reserved, reinterpret_cast<sockaddr*>(&address), size);
-    getsockname(reserved, reinterpret_cast<sockaddr*>(&address), &size);
-    close(reserved);
-    XEndpoints endpoints;
-    endpoints.m_usDirectoryPort = ntohs(address.sin_port);
-    return endpoints;
+  public:
+    CNobody()
+    {
+        sockaddr_in address = MakeAddress("127.0.0.1", 0);
+        socklen_t size = sizeof address;
+        bind(m_hReserved, reinterpret_cast<sockaddr*>(&address), size);
+        getsockname(m_hReserved, reinterpret_cast<sockaddr*>(&address), &size);
+        m_Endpoints.m_usDirectoryPort = ntohs(address.sin_port);
+    }
+    ~CNobody() { close(m_hReserved); }
+    CNobody(const CNobody&) = delete;
+    CNobody& operator=(const CNobody&) = delete;
+
+    XEndpoints m_Endpoints;
+
+  private:
+    const int m_hReserved = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+};
+
+/// What a directory does that breaks the connection off instead of answering.
+void Reset(int connection, const std::string&)
+{
+    const linger hard{1, 0};
+    setsockopt(connection, SOL_SOCKET, SO_LINGER, &hard, sizeof hard);
 }
 
 struct XChannels {
@@ -61,7 +76,8 @@ TEST(DirectoryAddress, ReplyIsTakenAsItStands)
 
 TEST(DirectoryAddress, NoConnectionGivesTheStoredAddress)
 {
-    EXPECT_EQ(LookUpAddress(Nobody(), "192.168.0.9"), "192.168.0.9");
+    const CNobody nobody;
+    EXPECT_EQ(LookUpAddress(nobody.m_Endpoints, "192.168.0.9"), "192.168.0.9");
 }
 
 TEST(DirectoryAddress, UnknownHostGivesTheStoredAddress)
@@ -93,10 +109,7 @@ TEST(DirectoryAddress, DirectoryThatClosesWithoutAReplyGivesTheStoredAddress)
 
 TEST(DirectoryAddress, DirectoryThatResetsTheConnectionGivesTheStoredAddress)
 {
-    CScriptedDirectory directory([](int connection, const std::string&) {
-        const linger hard{1, 0};
-        setsockopt(connection, SOL_SOCKET, SO_LINGER, &hard, sizeof hard);
-    });
+    CScriptedDirectory directory(Reset);
     EXPECT_EQ(LookUpAddress(directory.m_Endpoints, "1.2.3.4"), "1.2.3.4");
 }
 
@@ -129,6 +142,14 @@ TEST(DirectoryAddress, ReplyOf1024BytesIsTakenWholeAndMoreIsCut)
     EXPECT_EQ(LookUpAddress(longer.m_Endpoints, "x"), std::string(1024, '2'));
 }
 
+TEST(DirectoryAddress, ReplyEndsAtItsFirstZeroByte)
+{
+    CScriptedDirectory directory(std::string("10.1.2.3\0rest", 13));
+    EXPECT_EQ(LookUpAddress(directory.m_Endpoints, "x"), "10.1.2.3");
+    CScriptedDirectory zero(std::string("\0", 1));
+    EXPECT_EQ(LookUpAddress(zero.m_Endpoints, "1.2.3.4"), "1.2.3.4");
+}
+
 TEST(DirectoryAddress, LongNameIsAskedWhole)
 {
     CScriptedDirectory directory("f");
@@ -149,7 +170,8 @@ TEST(DirectoryChannels, QuestionIsBareTextAndNetIdIsTheTextEntered)
 
 TEST(DirectoryChannels, NoConnectionIsFalseAndChangesNothing)
 {
-    const auto result = AskChannels(Nobody(), "4711");
+    const CNobody nobody;
+    const auto result = AskChannels(nobody.m_Endpoints, "4711");
     EXPECT_FALSE(result.m_bConnected);
     EXPECT_EQ(result.m_iNetID, -7);
     EXPECT_EQ(result.m_iCount, -8);
@@ -170,6 +192,41 @@ TEST(DirectoryChannels, DirectoryThatClosesWithoutAReplyCountsAsNoColon)
     EXPECT_TRUE(result.m_bConnected);
     EXPECT_EQ(result.m_iNetID, 5);
     EXPECT_EQ(result.m_iCount, 0);
+}
+
+TEST(DirectoryChannels, DirectoryThatResetsTheConnectionCountsAsNoColon)
+{
+    CScriptedDirectory directory(Reset);
+    const auto result = AskChannels(directory.m_Endpoints, "5");
+    EXPECT_TRUE(result.m_bConnected);
+    EXPECT_EQ(result.m_iNetID, 5);
+    EXPECT_EQ(result.m_iCount, 0);
+}
+
+TEST(DirectoryChannels, DirectoryThatStaysSilentCountsAsNoColon)
+{
+    std::atomic<bool> release{false};
+    CScriptedDirectory directory([&](int, const std::string&) { WaitUntil([&] { return release.load(); }); });
+    directory.m_Endpoints.m_ulReplyTimeoutMs = 50;
+    const auto result = AskChannels(directory.m_Endpoints, "5");
+    release = true;
+    EXPECT_TRUE(result.m_bConnected);
+    EXPECT_EQ(result.m_iNetID, 5);
+    EXPECT_EQ(result.m_iCount, 0);
+}
+
+TEST(DirectoryChannels, HalfAReplyIsNotLoopedOver)
+{
+    std::atomic<bool> taken{false};
+    CScriptedDirectory directory([&](int connection, const std::string&) {
+        send(connection, "1.2.3.4:1", 9, MSG_NOSIGNAL);
+        WaitUntil([&] { return taken.load(); });
+        send(connection, "6:x", 3, MSG_NOSIGNAL);
+    });
+    const auto result = AskChannels(directory.m_Endpoints, "5");
+    taken = true;
+    EXPECT_TRUE(result.m_bConnected);
+    EXPECT_EQ(result.m_iCount, 0);  // no colon ended the field
 }
 
 struct XReplyRow {

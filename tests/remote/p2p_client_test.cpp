@@ -33,10 +33,7 @@ void FriendlyPeer(CScriptedPeer& self, const Bytes& datagram, const sockaddr_in&
 class P2PClientTest : public testing::Test
 {
   protected:
-    static XP2POptions Options(const CScriptedPeer& server, IClock& clock)
-    {
-        return {server.Port(), &clock};
-    }
+    static XP2POptions Options(const CScriptedPeer& server, IClock& clock) { return {server.Port(), &clock}; }
 
     CFastClock m_Clock{10};
 };

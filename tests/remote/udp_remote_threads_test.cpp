@@ -175,6 +175,23 @@ TEST_F(UdpRemoteTest, StreamRequestIsTheHeaderWordAndTheChannelNumber)
     EXPECT_EQ(request, (Bytes{8, 0, 0, 0x45, 5, 0, 0, 0}));
 }
 
+TEST_F(UdpRemoteTest, ChannelOfNetId0ReachesThePeer0)
+{
+    CScriptedMachine machine("0");
+    const auto session = std::make_shared<CP2PSession>(machine.Options());
+    session->Start("12345");
+    CUdpRemote channel(0, session, "", "");
+    channel.m_iDevID = 0;
+    channel.Open();
+    EXPECT_TRUE(machine.WaitForRequest(0));
+    ASSERT_TRUE(machine.Server().WaitFor(P2PMSG_PUNCH));
+    for (const Bytes& datagram : machine.Server().Received())
+        if (TypeOf(datagram) == P2PMSG_PUNCH) {
+            ASSERT_EQ(datagram.size(), 129U);
+            EXPECT_STREQ(reinterpret_cast<const char*>(datagram.data() + 96), "0");
+        }
+}
+
 TEST_F(UdpRemoteTest, CloseWhileDataFlowsEndsTheThreadAndGivesEverythingBack)
 {
     OpenAndWait(*m_pChannel);

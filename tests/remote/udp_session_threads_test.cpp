@@ -143,6 +143,30 @@ TEST_F(UdpSessionTest, SendEndsWhereNothingCanBeSent)
     EXPECT_EQ(DataSizes(), (std::vector<std::size_t>{1}));
 }
 
+TEST_F(UdpSessionTest, WithoutTheConnectedFlagTheFirstDatagramGoesAlone)
+{
+    CP2PSession session(m_Machine.Options());
+    ASSERT_TRUE(session.Init(0));
+    ASSERT_TRUE(session.Login("12345", "127.0.0.1"));
+    ASSERT_TRUE(session.GetUserList());
+    ASSERT_TRUE(session.ConnectPeer("7"));
+    ASSERT_FALSE(session.IsConnected());
+    session.SendMessage("7", Bytes(3000));
+    session.SendMessage("7", Bytes(1));  // what had gone before it would be there before it
+    ASSERT_TRUE(WaitUntil([&] { return !DataSizes().empty() && DataSizes().back() == 1; }));
+    EXPECT_EQ(DataSizes(), (std::vector<std::size_t>{1024, 1}));
+}
+
+TEST_F(UdpSessionTest, WithoutTheConnectedFlagNothingIsReceived)
+{
+    CP2PSession session(m_Machine.Options());
+    Bytes buffer(1024);
+    char name[P2P_NAME_BYTES];
+    EXPECT_EQ(session.ReceiveMessage(name, buffer), 0);
+    EXPECT_EQ(session.ReceiveChannel(name, buffer, 1, 1), 0);
+    EXPECT_FALSE(session.IsReceiveLockTaken());
+}
+
 TEST_F(UdpSessionTest, ReceivesAMessageOfManyDatagramsWithItsSender)
 {
     const Bytes message = MakeUdpMessage(2, 1, Bytes(5000, 7));

@@ -72,6 +72,14 @@ TEST_F(UdpStationTest, ConnectTakesNetIdAndChannelCountAndStartsTheSession)
     EXPECT_FALSE(NameOf(m_Machine.Server().Received()[0]).empty());
 }
 
+TEST_F(UdpStationTest, DisconnectLeavesTheSessionAsItIs)
+{
+    const auto station = Connected("1.2.3.4:16:x", "4711");
+    EXPECT_TRUE(station->Disconnect());
+    EXPECT_TRUE(station->GetSession()->IsConnected());
+    EXPECT_EQ(station->GetChannelCount(), 16);
+}
+
 TEST_F(UdpStationTest, DirectoryThatIsDownFailsTheConnect)
 {
     CUdpRemoteStation station({"127.0.0.1", 1}, m_Machine.Options());  // nobody listens on port 1
