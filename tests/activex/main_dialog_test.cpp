@@ -1,0 +1,422 @@
+#include "activex/MainDialog.h"
+
+#include <gmock/gmock.h>
+
+#include <QFile>
+#include <QPushButton>
+#include <QTest>
+#include <optional>
+#include <thread>
+
+#include "activex/UI common/Outlook2Ctrl.h"
+#include "activex/UI common/TreeCtrlEx.h"
+#include "common/RenderWnd.h"
+#include "model/Devices.h"
+#include "model/GlobalSetting.h"
+#include "model/Language.h"
+#include "model/NodeModel.h"
+#include "platform/qt/QtPlatform.h"
+#include "remote/Remote.h"
+#include "remote/RemoteStation.h"
+#include "render/CellPool.h"
+#include "render/D3DSurfaceRender.h"
+#include "render/MemorySurfaceDevice.h"
+#include "tests/activex/home_support.h"
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace
+{
+
+std::vector<std::string> g_Calls;
+int g_iExit = 0;
+
+class CToldRemote : public CRemote
+{
+  public:
+    CToldRemote(std::string name, std::int32_t status)
+    {
+        SetName(std::move(name));
+        SetStatus(status);
+    }
+    ~CToldRemote() override { g_Calls.push_back("deleted " + GetName()); }
+    void Close() override { g_Calls.push_back("close " + GetName()); }
+};
+
+class CToldStation : public CRemoteStation
+{
+  public:
+    explicit CToldStation(std::string name) { SetName(std::move(name)); }
+    ~CToldStation() override { g_Calls.push_back("deleted " + GetName()); }
+};
+
+class MainDialogTest : public testing::Test
+{
+  protected:
+    MainDialogTest() : m_FormerLocale(qgetenv("LC_ALL"))
+    {
+        StartQtPlatform();
+        CLanguage::Reset();
+        SetRenderFactory([adapter = m_pAdapter] {
+            return std::make_unique<CD3DSurfaceRender>([adapter] { return adapter; });
+        });
+        m_Container.resize(800, 600);
+        g_Calls.clear();
+        g_iExit = 0;
+    }
+    ~MainDialogTest() override
+    {
+        m_Panel.reset();
+        SetRenderFactory({});
+        CNodeModel::DestroyInstance();
+        CLanguage::Reset();
+        QCoreApplication::removePostedEvents(qApp, QEvent::Quit);
+        if (m_FormerLocale.isNull())
+            qunsetenv("LC_ALL");
+        else
+            qputenv("LC_ALL", m_FormerLocale);
+        StopQtPlatform();
+    }
+    CMainDialog& Start()
+    {
+        m_Panel.emplace(CMainDialog::MakeStation, [](int code) { g_iExit = code; });
+        EXPECT_TRUE(m_Panel->Create(CMainDialog::TEMPLATE, &m_Container));
+        m_Panel->MoveWindow(0, 0, 800, 600);
+        m_Container.show();
+        return *m_Panel;
+    }
+    QByteArray ReadFile(const char* name) const
+    {
+        QFile file(m_Home.File(name));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+    void Layout(int index) const
+    {
+        SendMessageA(m_Panel->Handle(), WM_COMMAND, static_cast<WPARAM>(MAIN_COMMAND_LAYOUT_FIRST + index), 0);
+    }
+    void LoggedOn(int channels) const { SendMessageA(m_Panel->Handle(), LOGON_MESSAGE_ADDED, 0, channels); }
+    QRect PlaceOf(int control) const { return m_Panel->GetDlgItem(control)->geometry(); }
+    // A station with a channel of each of these states: 'o' open, 'c' closed.
+    static void AddStation(const std::string& name, const std::string& states)
+    {
+        auto* const station = new CToldStation(name);
+        auto* const devices = new CDevices;
+        devices->m_bVisible = true;
+        for (std::size_t i = 0; i < states.size(); ++i)
+            devices->Add(
+                new CToldRemote(name + std::to_string(i), states[i] == 'o' ? STATUS_OPEN : STATUS_CLOSED),
+                nullptr);
+        station->Add(devices, nullptr);
+        CNodeModel::GetInstance()->GetRoot()->Add(station, nullptr);
+    }
+
+    QByteArray m_FormerLocale;
+    CTestHome m_Home;
+    std::shared_ptr<CMemorySurfaceAdapter> m_pAdapter = std::make_shared<CMemorySurfaceAdapter>();
+    QWidget m_Container;
+    std::optional<CMainDialog> m_Panel;
+};
+
+// ---- start-up
+
+TEST_F(MainDialogTest, LanguageOfTheSystemIsWrittenAtEachStart)
+{
+    const struct {
+        const char* m_szLocale;
+        const char* m_szFile;
+        const char* m_szFolder;
+    } rows[] = {{"zh_CN.UTF-8", "chs.ini", "远程登录"},
+                {"zh_TW.UTF-8", "cht.ini", "遠端登入"},
+                {"zh_HK.UTF-8", "cht.ini", "遠端登入"},
+                {"en_US.UTF-8", "eng.ini", "Remote logon"},
+                {"de_DE.UTF-8", "eng.ini", "Remote logon"}};
+    for (const auto& row : rows) {
+        qputenv("LC_ALL", row.m_szLocale);
+        CLanguage::Reset();
+        Start();
+        EXPECT_TRUE(ReadFile("config/system.ini").contains(row.m_szFile)) << row.m_szLocale;
+        EXPECT_EQ(CLanguage::GetString("IDS_Main_RemoteLogon"), row.m_szFolder) << row.m_szLocale;
+        m_Panel.reset();
+    }
+}
+
+TEST_F(MainDialogTest, LayoutButtonIsMovedBesideTheOtherAndTheCaptionsBelow)
+{
+    QByteArray layout = ReadFile("config/main_layout_800x600.xml");
+    ASSERT_TRUE(layout.contains("<left>660</left><top>6</top>"));
+    layout.replace("<left>660</left><top>6</top><right>56</right><bottom>36</bottom>",
+                   "<left>300</left><top>40</top><right>9</right><bottom>8</bottom>");
+    QFile file(m_Home.File("config/main_layout_800x600.xml"));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(layout);
+    file.close();
+    Start();
+    EXPECT_EQ(PlaceOf(6018), QRect(736, 6, 56, 36));
+    EXPECT_EQ(PlaceOf(6025), QRect(660, 6, 56, 36)) << "wherever the file puts it";
+    EXPECT_EQ(PlaceOf(6061), QRect(734, 42, 60, 15));
+    EXPECT_EQ(PlaceOf(62), QRect(658, 42, 60, 15));
+    EXPECT_EQ(m_Panel->GetDlgItemText(6061), "Settings");
+    EXPECT_EQ(m_Panel->GetDlgItemText(62), "Layout");
+}
+
+TEST_F(MainDialogTest, SideBarHasItsFiveFoldersInOrder)
+{
+    CMainDialog& panel = Start();
+    const COutlook2Ctrl& bar = *panel.GetSideBar();
+    ASSERT_EQ(bar.GetFolderCount(), 5);
+    EXPECT_EQ(bar.GetSelectedFolder(), 0) << "the logon is the first step";
+    EXPECT_TRUE(panel.GetLogon().Widget()->isVisible());
+    EXPECT_EQ(panel.GetLogon().Widget()->parentWidget(), panel.GetTree().Widget()->parentWidget());
+}
+
+TEST_F(MainDialogTest, GridStartsWithTheArrangementForEight)
+{
+    CMainDialog& panel = Start();
+    EXPECT_EQ(panel.GetGrid()->GetState().GetRects().size(), 8U);
+    EXPECT_TRUE(panel.GetGrid()->isVisible());
+    EXPECT_EQ(panel.GetGrid()->geometry(), QRect(200, 60, 600, 540));
+    EXPECT_EQ(g_iExit, 0);
+    EXPECT_FALSE(panel.IsCycling());
+}
+
+TEST_F(MainDialogTest, GridThatCannotBeBuiltEndsTheProcessWithMinusOne)
+{
+    CBoxCatcher boxes;
+    m_pAdapter->SetFault(DEVICE_STEP::CreateDevice, true, DEVICE_RESULT::NotAvailable);
+    Start();
+    EXPECT_EQ(g_iExit, -1);
+    EXPECT_THAT(boxes.m_Texts, ElementsAre("CreateDevice failed: Not Available"));
+}
+
+// Settled: the two captions look alike, and only the one beneath the settings button does something.
+TEST_F(MainDialogTest, CaptionOfTheLayoutButtonIsALabelAsIntended)
+{
+    Start();
+    const auto state = m_Panel->GetGrid()->GetState();
+    QTest::mouseClick(m_Panel->GetDlgItem(MAIN_LABEL_LAYOUT), Qt::LeftButton);
+    EXPECT_EQ(QApplication::activePopupWidget(), nullptr);
+    EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
+    EXPECT_EQ(m_Panel->GetGrid()->GetState().GetLayout(), state.GetLayout());
+}
+
+// ---- a station was added
+
+TEST_F(MainDialogTest, LogonWithTwoChannelsGivesTheArrangementForFour)
+{
+    CMainDialog& panel = Start();
+    LoggedOn(2);
+    EXPECT_EQ(panel.GetGrid()->GetState().GetRects().size(), 4U);
+}
+
+TEST_F(MainDialogTest, LogonWithMoreChannelsThanAnyArrangementUsesTheLast)
+{
+    CMainDialog& panel = Start();
+    LoggedOn(1000);
+    EXPECT_EQ(panel.GetGrid()->GetState().GetLayout(), panel.GetGrid()->GetLayoutCount() - 1);
+    EXPECT_EQ(panel.GetGrid()->GetState().GetRects().size(), 36U);
+    LoggedOn(5);
+    EXPECT_EQ(panel.GetGrid()->GetState().GetRects().size(), 6U);
+    for (const int odd : {0, -1, -2147483647}) {
+        LoggedOn(odd);
+        EXPECT_EQ(panel.GetGrid()->GetState().GetRects().size(), 4U) << odd;
+    }
+}
+
+TEST_F(MainDialogTest, LogonShowsTheDeviceListFilledAnew)
+{
+    CMainDialog& panel = Start();
+    AddStation("gate", "cc");
+    EXPECT_EQ(panel.GetTree().GetTree()->topLevelItemCount(), 0);
+    LoggedOn(2);
+    EXPECT_EQ(panel.GetSideBar()->GetSelectedFolder(), 1);
+    ASSERT_EQ(panel.GetTree().GetTree()->topLevelItemCount(), 1);
+    EXPECT_EQ(panel.GetTree().GetTree()->topLevelItem(0)->child(0)->childCount(), 2);
+    EXPECT_EQ(panel.GetTree().GetTree()->GetGroundColor(), QColor(0x26, 0x29, 0x2E));
+    EXPECT_TRUE(panel.GetGrid()->isVisible());
+}
+
+// ---- devices that change
+
+class ChangingDeviceTest : public MainDialogTest
+{
+  protected:
+    void SetUp() override
+    {
+        Start();
+        AddStation("gate", "c");
+        LoggedOn(1);
+        m_pDevice = CNodeModel::GetInstance()->FindByName("gate0");
+        ASSERT_NE(m_pDevice, nullptr);
+        static_cast<CRemote*>(m_pDevice)->SetStatus(STATUS_RECORDING);
+    }
+    int Icon()
+    {
+        const QTreeWidgetItem* const station = m_Panel->GetTree().GetTree()->topLevelItem(0);
+        return CTreeCtrlEx::GetStatusImage(station->child(0)->child(0));
+    }
+    CNode* m_pDevice = nullptr;
+};
+
+TEST_F(ChangingDeviceTest, UpdateRefreshesTheIconsBeforeItReturnsWhateverTheText)
+{
+    m_Panel->Update(m_pDevice, "any");
+    EXPECT_EQ(Icon(), 2);
+}
+
+TEST_F(ChangingDeviceTest, UpdateWithANullNodeSendsNothing)
+{
+    m_Panel->Update(nullptr, "IDS_DeviceOpened");
+    EXPECT_EQ(Icon(), 0);
+}
+
+TEST_F(ChangingDeviceTest, UpdateOfALinkThreadIsServedByThePanelsThread)
+{
+    std::atomic<bool> through{false};
+    std::thread link([&] {
+        m_Panel->Update(m_pDevice, "");
+        through = true;
+    });
+    EXPECT_TRUE(QTest::qWaitFor([&] { return through.load(); }));
+    link.join();
+    EXPECT_EQ(Icon(), 2);
+}
+
+TEST_F(ChangingDeviceTest, PanelIsTheObserverOfTheModel)
+{
+    Notify(m_pDevice, "");
+    EXPECT_EQ(Icon(), 2);
+}
+
+// ---- layout commands
+
+TEST_F(MainDialogTest, CommandsBelowTheCountSelectThatArrangement)
+{
+    CMainDialog& panel = Start();
+    const int layouts = panel.GetGrid()->GetLayoutCount();
+    for (int i = 1; i < layouts; ++i) {
+        Layout(i);
+        EXPECT_EQ(panel.GetGrid()->GetState().GetLayout(), i);
+    }
+}
+
+TEST_F(MainDialogTest, CommandsBehindTheArrangementsTurnThePages)
+{
+    CMainDialog& panel = Start();
+    LoggedOn(4);
+    const CGridState& state = panel.GetGrid()->GetState();
+    const int first = panel.GetGrid()->GetLayoutCount();
+    const int last = state.GetLastPage();
+    const std::pair<int, int> steps[] = {{3, 1}, {3, 2}, {1, 1}, {0, 0}, {1, last}, {3, 0}, {4, last}, {0, 0}};
+    for (const auto& [step, page] : steps) {
+        Layout(first + step);
+        EXPECT_EQ(state.GetPage(), page) << step;
+    }
+}
+
+TEST_F(MainDialogTest, PageCycleTwiceStartsTheTimerAndStopsIt)
+{
+    CMainDialog& panel = Start();
+    const int cycle = panel.GetGrid()->GetLayoutCount() + 2;
+    for (int i = 0; i < 2; ++i) {
+        Layout(cycle);
+        EXPECT_TRUE(panel.IsCycling());
+        EXPECT_TRUE(panel.GetGrid()->IsCycling());
+        Layout(cycle);
+        EXPECT_FALSE(panel.IsCycling());
+        EXPECT_FALSE(panel.GetGrid()->IsCycling());
+    }
+}
+
+TEST_F(MainDialogTest, CycleTurnsThePageByItself)
+{
+    CMainDialog& panel = Start();
+    LoggedOn(4);
+    CNodeModel::GetInstance()->GetGlobalSetting()->m_iCycleInterval = 0;  // as often as the loop comes round
+    Layout(panel.GetGrid()->GetLayoutCount() + 2);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return panel.GetGrid()->GetState().GetPage() == 2; }));
+}
+
+TEST_F(MainDialogTest, OtherCommandsOfTheRangeDoNothing)
+{
+    CMainDialog& panel = Start();
+    LoggedOn(4);
+    const int first = panel.GetGrid()->GetLayoutCount();
+    const int layout = panel.GetGrid()->GetState().GetLayout();
+    for (const int beyond : {first + 5, first + 6, 1000})
+        Layout(beyond);
+    EXPECT_EQ(panel.GetGrid()->GetState().GetLayout(), layout);
+    EXPECT_EQ(panel.GetGrid()->GetState().GetPage(), 0);
+    EXPECT_FALSE(panel.GetGrid()->IsCycling());
+}
+
+// Settled: the panel's own flag turns although the locked grid starts no timer.
+TEST_F(MainDialogTest, LockedGridIgnoresPageActionsAndRefusesArrangementsWithAMessage)
+{
+    CBoxCatcher boxes;
+    CMainDialog& panel = Start();
+    LoggedOn(4);
+    panel.GetGrid()->Lock();
+    const int first = panel.GetGrid()->GetLayoutCount();
+    for (const int step : {0, 1, 2, 3, 4})
+        Layout(first + step);
+    EXPECT_EQ(panel.GetGrid()->GetState().GetPage(), 0);
+    EXPECT_FALSE(panel.GetGrid()->IsCycling());
+    EXPECT_TRUE(panel.IsCycling());
+    EXPECT_THAT(boxes.m_Texts, IsEmpty());
+    const int layout = panel.GetGrid()->GetState().GetLayout();
+    Layout(1);
+    EXPECT_THAT(boxes.m_Texts, ElementsAre("The screen is locked. Please unlock it first."));
+    EXPECT_EQ(panel.GetGrid()->GetState().GetLayout(), layout);
+}
+
+// ---- shut-down
+
+TEST_F(MainDialogTest, ShutDownWithoutAStationDeletesTheRootAndNothingElse)
+{
+    Start();
+    CNodeModel* const model = CNodeModel::GetInstance();
+    auto* const leaf = new CToldRemote("alone", STATUS_CLOSED);
+    model->GetRoot()->Add(leaf, nullptr);
+    m_Panel->DestroyWindow();
+    EXPECT_THAT(g_Calls, ElementsAre("deleted alone"));
+    EXPECT_EQ(CNodeModel::GetInstance(), model) << "the model stays";
+    EXPECT_EQ(model->GetRoot()->GetCount(), 0);
+}
+
+TEST_F(MainDialogTest, ShutDownClosesOpenDevicesThenDeletesTheFirstStationThenTheRest)
+{
+    Start();
+    AddStation("gate", "oc");
+    AddStation("yard", "co");
+    LoggedOn(4);
+    m_Panel->DestroyWindow();
+    EXPECT_THAT(g_Calls, ElementsAre("close gate0", "close yard1", "deleted gate0", "deleted gate1",
+                                     "deleted gate", "deleted yard", "deleted yard0", "deleted yard1"));
+    EXPECT_EQ(m_Panel->GetGrid(), nullptr);
+    EXPECT_THAT(GetCells(), IsEmpty());
+}
+
+TEST_F(MainDialogTest, PanelMayBeStartedAgain)
+{
+    Start();
+    AddStation("gate", "o");
+    m_Panel->DestroyWindow();
+    EXPECT_FALSE(m_Panel->DestroyWindow());
+    g_Calls.clear();
+    ASSERT_TRUE(m_Panel->Create(CMainDialog::TEMPLATE, &m_Container));
+    EXPECT_EQ(m_Panel->GetSideBar()->GetFolderCount(), 5);
+    EXPECT_EQ(m_Panel->GetTree().GetTree()->topLevelItemCount(), 0);
+    EXPECT_EQ(m_Panel->GetGrid()->GetState().GetRects().size(), 8U);
+}
+
+TEST_F(MainDialogTest, MessagesBeforeTheWindowStandsDoNothing)
+{
+    CMainDialog panel;
+    CFolder node;
+    panel.Update(&node, "");
+    EXPECT_FALSE(panel.DestroyWindow());
+    EXPECT_EQ(panel.GetGrid(), nullptr);
+}
+
+}  // namespace
