@@ -93,11 +93,16 @@ TEST_F(ScriptTest, FullScreenShowsTheWallOnTheWholeScreen)
     StartRecorder();
     Start(LogOn() + QStringList{"--open", "all", "--full-screen", "--screenshot", File("wall.png")});
     CScreen screen(qgetenv("DISPLAY").toStdString());
-    const QRect corner(CVirtualDisplay::WIDTH - 200, CVirtualDisplay::HEIGHT - 200, 100, 100);
-    const QImage before = screen.Grab(corner);
-    ASSERT_TRUE(WaitUntil([&] { return screen.Grab(corner) != before; })) << "the lower right cell is there";
-    const QImage earlier = screen.Grab(corner);
-    EXPECT_TRUE(WaitUntil([&] { return screen.Grab(corner) != earlier; })) << "and it moves";
+    // More changes than a window that comes up makes: pictures that move, in each quarter of the screen.
+    constexpr int CHANGES = 8;
+    const QSize quarter(CVirtualDisplay::WIDTH / 2, CVirtualDisplay::HEIGHT / 2);
+    for (int i = 0; i < 4; ++i) {
+        const QRect area(QPoint(i % 2 * quarter.width(), i / 2 * quarter.height()), quarter);
+        for (int change = 0; change < CHANGES; ++change) {
+            const QImage before = screen.Grab(area);
+            ASSERT_TRUE(WaitUntil([&] { return screen.Grab(area) != before; })) << i;
+        }
+    }
     ASSERT_EQ(::kill(static_cast<pid_t>(m_Process.processId()), SIGTERM), 0);
     EXPECT_EQ(End(), 0) << m_strErrors.toStdString();
     EXPECT_FALSE(QImage(File("wall.png")).isNull());
