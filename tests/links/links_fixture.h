@@ -47,6 +47,10 @@ class UdpLinksTest : public testing::Test
         SetRenderFactory({});
         RemoveAllCells();
         SetModuleDirectory("");
+        // Whatever a sanitizer finds in the recorder shows in how it ends.
+        if (m_pRecorder && m_pRecorder->IsRunning()) {
+            EXPECT_NE(m_pRecorder->End(), "") << "the recorder did not end in order";
+        }
     }
 
     void OnPicture(HWND window, const recorder::XPicture& picture)

@@ -128,6 +128,7 @@ void CRecorderProcess::Kill()
 
 std::string CRecorderProcess::End()
 {
+    if (!IsRunning()) return "";
     int status = -1;
     kill(m_Process, SIGTERM);
     waitpid(std::exchange(m_Process, -1), &status, 0);

@@ -51,6 +51,9 @@ class CRecorderProcess
     /// Ends it and gives its report of what it served, as JSON; empty when it did not end in order.
     std::string End();
 
+    /// Whether it was started and End was not called yet.
+    bool IsRunning() const { return m_Process > 0; }
+
     /// What its pictures have in common.
     const recorder::XSceneSetup& Scene() const { return m_Scene; }
 
