@@ -79,7 +79,7 @@ function(watchwall_library name)
 endfunction()
 
 # watchwall_tests(NAME [LINKS ...]): the *_test.cpp of this folder as the programs NAME_tests and, for those named
-# *_threads_test.cpp, NAME_threads_tests, whose tests carry the label "threads" (the thread sanitizer runs these).
+# *_threads_test.cpp, NAME_threads_tests, whose tests carry the label "threads"; the thread sanitizer's build runs these alone.
 # GUI makes the program bring up the application object, for tests that need the virtual display; OWN_DISPLAY does so on
 # a virtual display of the program's own. HELPERS are further sources, of other folders.
 function(watchwall_tests name)
@@ -120,6 +120,10 @@ function(_watchwall_test_program program labels sources helpers)
   endif()
   if(arg_GUI OR arg_OWN_DISPLAY)
     watchwall_keep_libraries(${program})
+  endif()
+  if(WATCHWALL_SANITIZE STREQUAL "thread" AND NOT labels STREQUAL "threads")
+    set_target_properties(${program} PROPERTIES EXCLUDE_FROM_ALL TRUE)
+    return()
   endif()
   include(GoogleTest)
   set(properties TIMEOUT 300)
