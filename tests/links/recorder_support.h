@@ -83,8 +83,8 @@ std::size_t CountThreads();
 std::size_t CountFiles();
 std::size_t CountBytes();
 
-/// Rounds of a soak: under the thread sanitizer each takes ten times as long, and shows what it has to show in
-/// a tenth of them.
+/// Rounds of a soak: fewer under the thread sanitizer, which is slow and looks for orders of events, not for
+/// what piles up.
 #if defined(__SANITIZE_THREAD__)
 inline constexpr int SOAK_ROUNDS = 20;
 #else
