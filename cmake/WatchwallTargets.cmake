@@ -81,9 +81,10 @@ endfunction()
 # watchwall_tests(NAME [LINKS ...]): the *_test.cpp of this folder as the programs NAME_tests and, for those named
 # *_threads_test.cpp, NAME_threads_tests, whose tests carry the label "threads"; the thread sanitizer's build runs these alone.
 # GUI makes the program bring up the application object, for tests that need the virtual display; OWN_DISPLAY does so on
-# a virtual display of the program's own. HELPERS are further sources, of other folders.
+# a virtual display of the program's own. GUI and SCREEN, for tests that draw without the toolkit, have the display that
+# they share to themselves, one test at a time. HELPERS are further sources, of other folders.
 function(watchwall_tests name)
-  cmake_parse_arguments(arg "GUI;OWN_DISPLAY" "" "LINKS;HELPERS" ${ARGN})
+  cmake_parse_arguments(arg "GUI;OWN_DISPLAY;SCREEN" "" "LINKS;HELPERS" ${ARGN})
   file(GLOB sources CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/*_test.cpp")
   file(GLOB helpers CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/*_support.cpp")
   list(APPEND helpers ${arg_HELPERS})
@@ -118,7 +119,7 @@ function(_watchwall_test_program program labels sources helpers)
   else()
     target_link_libraries(${program} PRIVATE GTest::gmock_main)
   endif()
-  if(arg_GUI OR arg_OWN_DISPLAY)
+  if(arg_GUI OR arg_OWN_DISPLAY OR arg_SCREEN)
     watchwall_keep_libraries(${program})
   endif()
   if(WATCHWALL_SANITIZE STREQUAL "thread" AND NOT labels STREQUAL "threads")
@@ -129,6 +130,9 @@ function(_watchwall_test_program program labels sources helpers)
   set(properties TIMEOUT 300)
   if(labels)
     list(APPEND properties LABELS "${labels}")  # an empty value would be lost on the way and shift the rest
+  endif()
+  if(arg_GUI OR arg_SCREEN)
+    list(APPEND properties RESOURCE_LOCK display)  # what one test puts on the screen would cover another's
   endif()
   gtest_discover_tests(${program} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 PROPERTIES ${properties})
 endfunction()
