@@ -64,7 +64,7 @@ CActiveXCtrl::CActiveXCtrl()
 
 CActiveXCtrl::~CActiveXCtrl()
 {
-    DestroyControlWindow();
+    CActiveXCtrl::DestroyControlWindow();
 }
 
 void CActiveXCtrl::SetInterfaces(const UUID& dispatch, const UUID& events)

@@ -85,7 +85,7 @@ QString CHistoryCombo::LoadHistory(const QString& section, const QString& prefix
     if (m_bSorted) model()->sort(0);
     setCurrentIndex(-1);
     if (!m_bRestoreLast) return {};
-    const QString last = Read(GetLastKey());
+    QString last = Read(GetLastKey());
     setEditText(last);
     return last;
 }

@@ -56,6 +56,7 @@ CRenderCell::~CRenderCell()
 {
     g_pBitmap.reset();
     g_Picture = {};
+    // NOLINTNEXTLINE(bugprone-unhandled-exception-at-new): without memory for it the process ends as well
     QCoreApplication::postEvent(QCoreApplication::instance(), new QEvent(QEvent::Quit));
 }
 
