@@ -36,7 +36,7 @@ std::string FindLogDirectory()
     if (const std::size_t cut = executable.rfind('/'); !error && cut != std::string::npos)
         directory = executable.substr(0, cut) + "/log/";
     if (!IsUsable(directory)) {
-        const std::string user = UserLogDirectory();
+        std::string user = UserLogDirectory();
         if (!user.empty() && IsUsable(user)) return user;
     }
     return directory;

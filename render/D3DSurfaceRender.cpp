@@ -78,7 +78,7 @@ CD3DSurfaceRender::CD3DSurfaceRender(SURFACE_ADAPTER_FACTORY open) : m_pOpen(std
 
 CD3DSurfaceRender::~CD3DSurfaceRender()
 {
-    Uninit();
+    CD3DSurfaceRender::Uninit();
     for (CSurface* surface : m_Surfaces)
         delete surface;
 }

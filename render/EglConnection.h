@@ -46,6 +46,7 @@ class CEglConnection
     CEglConnection() = default;
     bool Initialize();
 
+    // NOLINTNEXTLINE(bugprone-reserved-identifier): the X library's own name for its Display
     struct _XDisplay* m_pXDisplay = nullptr;
     EGLDisplay m_Display = EGL_NO_DISPLAY;
     EGLConfig m_Config = nullptr;
