@@ -15,7 +15,6 @@
 #include "model/XRenderWnd.h"
 #include "platform/paths.h"
 #include "platform/qt/Menu.h"
-#include "platform/sockets.h"
 #include "remote/Device.h"
 #include "remote/UdpRemoteStation.h"
 #include "skin/Skin.h"
@@ -38,8 +37,8 @@ void ExitProcess(int code)
 
 }  // namespace
 
-CMainDialog::CMainDialog(CLogonRemoteDlg::STATION_FACTORY stations, EXIT exit)
-    : m_Logon(std::move(stations)), m_pExit(exit != nullptr ? exit : ExitProcess)
+CMainDialog::CMainDialog(CLogonRemoteDlg::STATION_FACTORY stations, EXIT exit, SOCKET_START startSockets)
+    : m_Logon(std::move(stations)), m_pExit(exit != nullptr ? exit : ExitProcess), m_pStartSockets(startSockets)
 {
 }
 

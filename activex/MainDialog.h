@@ -11,6 +11,7 @@
 #include "activex/UI common/TreeDlg.h"
 #include "model/Observer.h"
 #include "platform/qt/Dialog.h"
+#include "platform/sockets.h"
 
 class COutlook2Ctrl;
 class CRenderWnd;
@@ -44,7 +45,10 @@ class CMainDialog : public CDialog, public CObserver
 
     /// Ends the process when the grid can't be built; a test puts its own here.
     using EXIT = void (*)(int code);
-    explicit CMainDialog(CLogonRemoteDlg::STATION_FACTORY stations = MakeStation, EXIT exit = nullptr);
+    /// Starts the socket layer for a version and gives 0; a test's own may refuse.
+    using SOCKET_START = int (*)(std::uint16_t version);
+    explicit CMainDialog(CLogonRemoteDlg::STATION_FACTORY stations = MakeStation, EXIT exit = nullptr,
+                         SOCKET_START startSockets = WSAStartup);
     /// The kind of station that the logon panel builds.
     static std::unique_ptr<CRemoteStation> MakeStation();
     ~CMainDialog() override;
@@ -100,4 +104,5 @@ class CMainDialog : public CDialog, public CObserver
     int m_iBarWidth = 0;                    // what the layout gives the side bar at most
     std::atomic<HWND> m_hSelf{HWND::Null};  // for Update, on link threads
     EXIT m_pExit;
+    SOCKET_START m_pStartSockets;
 };

@@ -15,7 +15,6 @@
 #include "platform/language.h"
 #include "platform/paths.h"
 #include "platform/profile.h"
-#include "platform/sockets.h"
 #include "skin/Skin.h"
 
 // The start-up of the system, in its order.
@@ -72,7 +71,7 @@ bool CMainDialog::OnInitDialog()
     archive& Named("m_XMainWnd", layout);
     ApplyMainLayout(layout);
     if (!CreateGrid()) m_pExit(-1);
-    if (WSAStartup(SOCKET_VERSION) != 0) return false;
+    if (m_pStartSockets(SOCKET_VERSION) != 0) return false;
     m_bSocketsStarted = true;
     AddFolders();
     CreateCaptions();

@@ -31,6 +31,29 @@ namespace
 
 std::vector<std::string> g_Calls;
 int g_iExit = 0;
+std::uint16_t g_usSocketVersion = 0;
+
+// A panel on a machine without sockets, which keeps what its start-up answered.
+class CSocketlessPanel : public CMainDialog
+{
+  public:
+    CSocketlessPanel() : CMainDialog(MakeStation, nullptr, Refuse) {}
+    std::optional<bool> m_Answer;
+
+  protected:
+    bool OnInitDialog() override
+    {
+        m_Answer = CMainDialog::OnInitDialog();
+        return *m_Answer;
+    }
+
+  private:
+    static int Refuse(std::uint16_t version)
+    {
+        g_usSocketVersion = version;
+        return WSAVERNOTSUPPORTED;
+    }
+};
 
 class CToldRemote : public CRemote
 {
@@ -91,6 +114,17 @@ class MainDialogTest : public testing::Test
         QFile file(m_Home.File(name));
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
+    // In the file, so that it shows whether the start-up moves it.
+    void PutLayoutButtonElsewhere() const
+    {
+        QByteArray layout = ReadFile("config/main_layout_800x600.xml");
+        ASSERT_TRUE(layout.contains("<left>660</left><top>6</top>"));
+        layout.replace("<left>660</left><top>6</top><right>56</right><bottom>36</bottom>",
+                       "<left>300</left><top>40</top><right>9</right><bottom>8</bottom>");
+        QFile file(m_Home.File("config/main_layout_800x600.xml"));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(layout);
+    }
     void Layout(int index) const
     {
         SendMessageA(m_Panel->Handle(), WM_COMMAND, static_cast<WPARAM>(MAIN_COMMAND_LAYOUT_FIRST + index), 0);
@@ -143,14 +177,7 @@ TEST_F(MainDialogTest, LanguageOfTheSystemIsWrittenAtEachStart)
 
 TEST_F(MainDialogTest, LayoutButtonIsMovedBesideTheOtherAndTheCaptionsBelow)
 {
-    QByteArray layout = ReadFile("config/main_layout_800x600.xml");
-    ASSERT_TRUE(layout.contains("<left>660</left><top>6</top>"));
-    layout.replace("<left>660</left><top>6</top><right>56</right><bottom>36</bottom>",
-                   "<left>300</left><top>40</top><right>9</right><bottom>8</bottom>");
-    QFile file(m_Home.File("config/main_layout_800x600.xml"));
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(layout);
-    file.close();
+    PutLayoutButtonElsewhere();
     Start();
     EXPECT_EQ(PlaceOf(6018), QRect(736, 6, 56, 36));
     EXPECT_EQ(PlaceOf(6025), QRect(660, 6, 56, 36)) << "wherever the file puts it";
@@ -187,6 +214,42 @@ TEST_F(MainDialogTest, GridThatCannotBeBuiltEndsTheProcessWithMinusOne)
     Start();
     EXPECT_EQ(g_iExit, -1);
     EXPECT_THAT(boxes.m_Texts, ElementsAre("CreateDevice failed: Not Available"));
+}
+
+// The start-up ends in the middle: what comes before the sockets stands, the rest never comes.
+TEST_F(MainDialogTest, WithoutSocketsTheGridStandsAndNoPanelOfTheSideBarDoes)
+{
+    PutLayoutButtonElsewhere();
+    CSocketlessPanel panel;
+    ASSERT_TRUE(panel.Create(CMainDialog::TEMPLATE, &m_Container));
+    EXPECT_EQ(panel.m_Answer, false);
+    EXPECT_EQ(g_usSocketVersion, 0x101);
+    ASSERT_NE(panel.GetGrid(), nullptr);
+    EXPECT_EQ(panel.GetGrid()->GetState().GetLayout(), 1) << "no arrangement was chosen";
+    ASSERT_NE(panel.GetSideBar(), nullptr);
+    EXPECT_EQ(panel.GetSideBar()->GetFolderCount(), 0);
+    EXPECT_EQ(panel.GetLogon().Widget(), nullptr);
+    EXPECT_EQ(panel.GetTree().Widget(), nullptr);
+    EXPECT_NE(panel.GetDlgItem(MAIN_COMMAND_CONFIG), nullptr);
+    ASSERT_NE(panel.GetDlgItem(MAIN_COMMAND_LAYOUT_MENU), nullptr);
+    EXPECT_EQ(panel.GetDlgItem(MAIN_COMMAND_LAYOUT_MENU)->geometry(), QRect(300, 40, 9, 8))
+        << "where the file puts it";
+    EXPECT_EQ(panel.GetDlgItem(MAIN_COMMAND_CONFIG_CAPTION), nullptr);
+    EXPECT_EQ(panel.GetDlgItem(MAIN_LABEL_LAYOUT), nullptr);
+}
+
+TEST_F(MainDialogTest, WithoutSocketsThePanelBearsItsMessagesAndItsEnd)
+{
+    ASSERT_EQ(WSAStartup(0x101), 0);
+    CSocketlessPanel panel;
+    ASSERT_TRUE(panel.Create(CMainDialog::TEMPLATE, &m_Container));
+    AddStation("gate", "c");
+    panel.Update(CNodeModel::GetInstance()->FindByName("gate0"), "");
+    SendMessageA(panel.Handle(), LOGON_MESSAGE_ADDED, 0, 9);
+    EXPECT_EQ(panel.GetGrid()->GetState().GetRects().size(), 9U);
+    EXPECT_TRUE(panel.DestroyWindow());
+    EXPECT_THAT(g_Calls, ElementsAre("deleted gate0", "deleted gate"));
+    EXPECT_EQ(WSACleanup(), 0) << "the panel ends no start that it has not made";
 }
 
 // Settled: the two captions look alike, and only the one beneath the settings button does something.
