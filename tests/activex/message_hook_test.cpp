@@ -1,0 +1,150 @@
+// The panel's message hook: keys and the left button reach the module's windows before the host's loop.
+
+#include <gmock/gmock.h>
+
+#include <QTest>
+
+#include "platform/qt/MessagePump.h"
+#include "platform/qt/QtPlatform.h"
+#include "tests/activex/data_support.h"
+
+using testing::ElementsAre;
+
+namespace
+{
+
+// Takes every message that it is asked about.
+struct CTakingWindow : IPreTranslate {
+    EPreTranslate PreTranslate(MSG& message) override
+    {
+        m_Asked.push_back(message.message);
+        return EPreTranslate::Handled;
+    }
+    std::vector<std::uint32_t> m_Asked;
+};
+
+// A window of the module that takes what it is asked about, and a hook that was there before the panel's and so
+// sees what that one leaves of each message.
+class MessageHookTest : public CDataTest
+{
+  protected:
+    MessageHookTest()
+    {
+        StartQtPlatform();
+        SetPreTranslator(m_Window, &m_Taking);
+        m_hSpy = SetWindowsHookExA([this](int code, WPARAM removed, MSG& message) {
+            m_Spied.push_back(message.message);
+            return CallNextHookEx(code, removed, message);
+        });
+    }
+    ~MessageHookTest() override
+    {
+        UnhookWindowsHookEx(m_hSpy);
+        SetPreTranslator(m_Window, nullptr);
+        StopQtPlatform();
+    }
+    std::vector<std::uint32_t> SpiedOfAKey()
+    {
+        m_Spied.clear();
+        QTest::keyClick(&m_Window, Qt::Key_Left);
+        return m_Spied;
+    }
+    std::vector<std::uint32_t> SpiedOfAButton(Qt::MouseButton button)
+    {
+        m_Spied.clear();
+        QTest::mouseClick(&m_Window, button);
+        return m_Spied;
+    }
+
+    QWidget m_Window{&m_Container};
+    CTakingWindow m_Taking;
+    std::vector<std::uint32_t> m_Spied;
+    HHOOK m_hSpy = HHOOK::Null;
+};
+
+TEST_F(MessageHookTest, KeysThatAWindowTakesAreNullFromTheStartToTheCloseOfThePanel)
+{
+    EXPECT_THAT(SpiedOfAKey(), ElementsAre(WM_KEYDOWN, WM_KEYUP));
+    EXPECT_THAT(m_Taking.m_Asked, testing::IsEmpty()) << "nobody asks the windows about keys";
+    ASSERT_EQ(Start(), S_OK);
+    EXPECT_THAT(SpiedOfAKey(), ElementsAre(WM_NULL, WM_NULL));
+    EXPECT_THAT(m_Taking.m_Asked, ElementsAre(WM_KEYDOWN, WM_KEYUP));
+    SendMessageA(Panel().Handle(), WM_CLOSE, 0, 0);
+    EXPECT_THAT(SpiedOfAKey(), ElementsAre(WM_KEYDOWN, WM_KEYUP));
+    EXPECT_EQ(m_Taking.m_Asked.size(), 2U);
+}
+
+TEST_F(MessageHookTest, LeftButtonThatAWindowTakesIsNullLikewiseAndItsReleaseIsNot)
+{
+    EXPECT_THAT(SpiedOfAButton(Qt::LeftButton), ElementsAre(WM_LBUTTONDOWN, WM_LBUTTONUP));
+    ASSERT_EQ(Start(), S_OK);
+    EXPECT_THAT(SpiedOfAButton(Qt::LeftButton), ElementsAre(WM_NULL, WM_LBUTTONUP));
+    SendMessageA(Panel().Handle(), WM_CLOSE, 0, 0);
+    EXPECT_THAT(SpiedOfAButton(Qt::LeftButton), ElementsAre(WM_LBUTTONDOWN, WM_LBUTTONUP));
+}
+
+TEST_F(MessageHookTest, RightButtonIsNeverChanged)
+{
+    ASSERT_EQ(Start(), S_OK);
+    EXPECT_THAT(SpiedOfAButton(Qt::RightButton), ElementsAre(WM_RBUTTONDOWN, WM_RBUTTONUP));
+}
+
+TEST_F(MessageHookTest, WhatNoWindowTakesPassesUnchanged)
+{
+    SetPreTranslator(m_Window, nullptr);
+    ASSERT_EQ(Start(), S_OK);
+    EXPECT_THAT(SpiedOfAKey(), ElementsAre(WM_KEYDOWN, WM_KEYUP));
+    EXPECT_THAT(SpiedOfAButton(Qt::LeftButton), ElementsAre(WM_LBUTTONDOWN, WM_LBUTTONUP));
+}
+
+TEST_F(MessageHookTest, EndOfThePanelTakesTheHookAway)
+{
+    ASSERT_EQ(Start(), S_OK);
+    Panel().DestroyWindow();
+    EXPECT_THAT(SpiedOfAKey(), ElementsAre(WM_KEYDOWN, WM_KEYUP));
+}
+
+// A newer hook shows the panel's own any message with any code.
+struct HookRow {
+    int m_iCode;
+    WPARAM m_Removed;
+    std::uint32_t m_dwMessage;
+    bool m_bTaken;
+};
+
+class HookRuleTest : public MessageHookTest, public testing::WithParamInterface<HookRow>
+{
+};
+
+TEST_P(HookRuleTest, MessageIsTakenOrPassed)
+{
+    const HookRow& row = GetParam();
+    ASSERT_EQ(Start(), S_OK);
+    MSG shown;
+    const HHOOK newer = SetWindowsHookExA([&](int, WPARAM, MSG& message) {
+        shown = message;
+        shown.message = row.m_dwMessage;
+        shown.wParam = 5;
+        shown.lParam = 6;
+        return CallNextHookEx(row.m_iCode, row.m_Removed, shown);
+    });
+    QTest::keyPress(&m_Window, Qt::Key_Left);
+    UnhookWindowsHookEx(newer);
+    EXPECT_EQ(shown.message, row.m_bTaken ? WM_NULL : row.m_dwMessage);
+    EXPECT_EQ(shown.wParam, row.m_bTaken ? 0U : 5U);
+    EXPECT_EQ(shown.lParam, row.m_bTaken ? 0 : 6);
+    EXPECT_THAT(m_Spied, ElementsAre(shown.message)) << "the older hook gets it either way";
+}
+
+constexpr WPARAM PEEKED = 0;
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, HookRuleTest,
+    testing::Values(HookRow{HC_ACTION, PM_REMOVE, 0x100, true}, HookRow{HC_ACTION, PM_REMOVE, 0x109, true},
+                    HookRow{HC_ACTION, PM_REMOVE, 0xFF, false}, HookRow{HC_ACTION, PM_REMOVE, 0x10A, false},
+                    HookRow{1, PM_REMOVE, 0x100, true}, HookRow{-1, PM_REMOVE, 0x100, false},
+                    HookRow{HC_ACTION, PEEKED, 0x100, false}, HookRow{HC_ACTION, PM_REMOVE, 0x201, true},
+                    HookRow{-1, PEEKED, 0x201, true},  // settled: the left button whatever the code and flag
+                    HookRow{HC_ACTION, PM_REMOVE, 0x202, false}, HookRow{HC_ACTION, PM_REMOVE, 0x204, false}));
+
+}  // namespace
