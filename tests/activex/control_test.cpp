@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include <QApplication>
 #include <QFile>
 #include <QKeyEvent>
 #include <QPainter>

@@ -1,5 +1,6 @@
 #include "tests/activex/data_support.h"
 
+#include <QApplication>
 #include <QFile>
 #include <QIODevice>
 

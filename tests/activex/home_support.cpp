@@ -27,15 +27,3 @@ CTestHome::~CTestHome()
             qputenv(name.constData(), value);
     }
 }
-
-CBoxCatcher::CBoxCatcher()
-{
-    m_Timer.setInterval(5);
-    QObject::connect(&m_Timer, &QTimer::timeout, [this] {
-        if (auto* const box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget())) {
-            m_Texts.push_back(box->text().toStdString());
-            box->accept();
-        }
-    });
-    m_Timer.start();
-}

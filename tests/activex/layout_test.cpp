@@ -13,6 +13,7 @@
 #include "model/Language.h"
 #include "platform/windows.h"
 #include "tests/activex/data_support.h"
+#include "tests/support/box_catcher.h"
 
 using testing::ElementsAre;
 using testing::HasSubstr;

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <QApplication>
 #include <QFile>
 #include <QPushButton>
 #include <QTest>
@@ -22,6 +23,7 @@
 #include "render/D3DSurfaceRender.h"
 #include "render/MemorySurfaceDevice.h"
 #include "tests/activex/home_support.h"
+#include "tests/support/box_catcher.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <QAccessible>
+#include <QApplication>
 #include <QTest>
 #include <algorithm>
 #include <set>

@@ -7,6 +7,7 @@
 #include "model/NodeModel.h"
 #include "remote/Remote.h"
 #include "tests/common/render_wnd_support.h"
+#include "tests/support/box_catcher.h"
 
 // Full screen, cycle, lock, and cells as windows of their own.
 
@@ -164,7 +165,7 @@ TEST_F(RenderWndTest, LockedGridRefusesWithAMessageAndStepsSilently)
     CRenderWnd& grid = Grid();
     grid.SetLayout(2);
     grid.Lock();
-    CGridBoxCatcher boxes;
+    CBoxCatcher boxes;
     EXPECT_EQ(grid.SetLayout(3), 1);
     EXPECT_EQ(boxes.m_Texts.size(), 1U);
     grid.NextPage();
@@ -185,7 +186,7 @@ TEST_F(RenderWndTest, LockedGridRefusesItsMenusCommandsAndDoubleClicks)
     TakeFreeCell();
     QTest::mouseClick(grid.GetCell(0), Qt::LeftButton);
     grid.Lock();
-    CGridBoxCatcher boxes;
+    CBoxCatcher boxes;
     SendMessageA(grid.Handle(), WM_COMMAND, GRID_COMMAND_FULL_SCREEN, 0);
     SendMessageA(grid.Handle(), WM_COMMAND, GRID_COMMAND_SNAPSHOT, 0);
     SendMessageA(grid.Handle(), GRID_MESSAGE_DOUBLE_CLICK, static_cast<WPARAM>(grid.GetCell(0)->Handle()), 0);
@@ -200,7 +201,7 @@ TEST_F(RenderWndTest, EachPageStepIsSilentWhileLocked)
     grid.SetLayout(2);
     grid.NextPage();
     grid.Lock();
-    CGridBoxCatcher boxes;
+    CBoxCatcher boxes;
     for (const std::int32_t command :
          {GRID_COMMAND_FIRST_PAGE, GRID_COMMAND_PREV_PAGE, GRID_COMMAND_NEXT_PAGE, GRID_COMMAND_LAST_PAGE})
         SendMessageA(grid.Handle(), WM_COMMAND, static_cast<WPARAM>(command), 0);

@@ -47,18 +47,6 @@ XRenderWnd MakeGridRecord(std::initializer_list<int> sizes)
     return record;
 }
 
-CGridBoxCatcher::CGridBoxCatcher()
-{
-    m_Timer.setInterval(5);
-    QObject::connect(&m_Timer, &QTimer::timeout, [this] {
-        if (auto* const box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget())) {
-            m_Texts.push_back(box->text().toStdString());
-            box->accept();
-        }
-    });
-    m_Timer.start();
-}
-
 RenderWndTest::RenderWndTest()
 {
     StartQtPlatform();

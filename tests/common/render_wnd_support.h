@@ -3,10 +3,8 @@
 #include <gmock/gmock.h>
 
 #include <QApplication>
-#include <QMessageBox>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QTimer>
 #include <optional>
 
 #include "common/RenderCell.h"
@@ -17,17 +15,6 @@
 /// A record of 400 by 300 at (10, 20) with the yardstick, one cell, and arrangements of the sizes given: two
 /// across up to four cells, four across beyond.
 XRenderWnd MakeGridRecord(std::initializer_list<int> sizes);
-
-/// Closes the message boxes that come and keeps their texts.
-class CGridBoxCatcher
-{
-  public:
-    CGridBoxCatcher();
-    std::vector<std::string> m_Texts;
-
-  private:
-    QTimer m_Timer;
-};
 
 /// The grid in a window of 440 by 360, over a device in memory, in a module directory of the test's own.
 class RenderWndTest : public testing::Test

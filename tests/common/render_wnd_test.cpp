@@ -7,6 +7,7 @@
 #include "remote/Remote.h"
 #include "render/Render.h"
 #include "tests/common/render_wnd_support.h"
+#include "tests/support/box_catcher.h"
 
 using testing::ElementsAre;
 
@@ -32,7 +33,7 @@ TEST_F(RenderWndTest, ModeTwoTakesTheSecondScale)
 
 TEST_F(RenderWndTest, RendererThatFailsFailsInit)
 {
-    CGridBoxCatcher boxes;
+    CBoxCatcher boxes;
     m_pAdapter->SetFault(DEVICE_STEP::CreateDevice, true, DEVICE_RESULT::NotAvailable);
     m_Grid.emplace();
     EXPECT_FALSE(m_Grid->Init(m_pParent.get(), MakeGridRecord({4}), 3));

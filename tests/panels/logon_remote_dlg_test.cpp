@@ -14,6 +14,7 @@
 #include "model/NodeModel.h"
 #include "platform/qt/QtPlatform.h"
 #include "tests/activex/home_support.h"
+#include "tests/support/box_catcher.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;

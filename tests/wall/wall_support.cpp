@@ -1,9 +1,11 @@
 #include "tests/wall/wall_support.h"
 
 #include <QAbstractButton>
+#include <QApplication>
 #include <QComboBox>
 #include <QFile>
 #include <QLineEdit>
+#include <QMessageBox>
 #include <QTest>
 #include <cmath>
 #include <cstdlib>

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <QApplication>
+#include <QMessageBox>
+#include <QTimer>
+#include <string>
+#include <vector>
+
+/// Answers the message boxes that come up, by their default button, and keeps their texts.
+class CBoxCatcher
+{
+  public:
+    CBoxCatcher()
+    {
+        m_Timer.setInterval(LOOK_MS);
+        QObject::connect(&m_Timer, &QTimer::timeout, [this] {
+            if (auto* const box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget())) {
+                m_Texts.push_back(box->text().toStdString());
+                box->accept();
+            }
+        });
+        m_Timer.start();
+    }
+    std::vector<std::string> m_Texts;
+
+  private:
+    static constexpr int LOOK_MS = 5;
+    QTimer m_Timer;
+};
