@@ -24,6 +24,7 @@
 #include "render/MemorySurfaceDevice.h"
 #include "tests/activex/home_support.h"
 #include "tests/support/box_catcher.h"
+#include "tests/support/test_variable.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -79,7 +80,7 @@ class CToldStation : public CRemoteStation
 class MainDialogTest : public testing::Test
 {
   protected:
-    MainDialogTest() : m_FormerLocale(qgetenv("LC_ALL"))
+    MainDialogTest()
     {
         StartQtPlatform();
         CLanguage::Reset();
@@ -97,10 +98,6 @@ class MainDialogTest : public testing::Test
         CNodeModel::DestroyInstance();
         CLanguage::Reset();
         QCoreApplication::removePostedEvents(qApp, QEvent::Quit);
-        if (m_FormerLocale.isNull())
-            qunsetenv("LC_ALL");
-        else
-            qputenv("LC_ALL", m_FormerLocale);
         StopQtPlatform();
     }
     CMainDialog& Start()
@@ -147,7 +144,6 @@ class MainDialogTest : public testing::Test
         CNodeModel::GetInstance()->GetRoot()->Add(station, nullptr);
     }
 
-    QByteArray m_FormerLocale;
     CTestHome m_Home;
     std::shared_ptr<CMemorySurfaceAdapter> m_pAdapter = std::make_shared<CMemorySurfaceAdapter>();
     QWidget m_Container;
@@ -168,7 +164,7 @@ TEST_F(MainDialogTest, LanguageOfTheSystemIsWrittenAtEachStart)
                 {"en_US.UTF-8", "eng.ini", "Remote logon"},
                 {"de_DE.UTF-8", "eng.ini", "Remote logon"}};
     for (const auto& row : rows) {
-        qputenv("LC_ALL", row.m_szLocale);
+        const CTestVariable locale("LC_ALL", row.m_szLocale);
         CLanguage::Reset();
         Start();
         EXPECT_TRUE(ReadFile("config/system.ini").contains(row.m_szFile)) << row.m_szLocale;

@@ -13,6 +13,7 @@
 #include "render/D3DSurfaceRender.h"
 #include "render/MemorySurfaceDevice.h"
 #include "tests/activex/home_support.h"
+#include "tests/support/test_variable.h"
 
 namespace
 {
@@ -21,9 +22,8 @@ namespace
 class ReachTest : public testing::TestWithParam<const char*>
 {
   protected:
-    ReachTest() : m_FormerLocale(qgetenv("LC_ALL"))
+    ReachTest()
     {
-        qputenv("LC_ALL", GetParam());
         CLanguage::Reset();
         SetRenderFactory([adapter = m_pAdapter] {
             return std::make_unique<CD3DSurfaceRender>([adapter] { return adapter; });
@@ -41,10 +41,6 @@ class ReachTest : public testing::TestWithParam<const char*>
         SetRenderFactory({});
         CNodeModel::DestroyInstance();
         QCoreApplication::removePostedEvents(qApp, QEvent::Quit);
-        if (m_FormerLocale.isNull())
-            qunsetenv("LC_ALL");
-        else
-            qputenv("LC_ALL", m_FormerLocale);
     }
 
     void Show()
@@ -79,7 +75,7 @@ class ReachTest : public testing::TestWithParam<const char*>
         return (name.isEmpty() ? widget->toolTip() : name).toStdString();
     }
 
-    QByteArray m_FormerLocale;
+    CTestVariable m_Locale{"LC_ALL", GetParam()};
     CTestHome m_Home;
     std::shared_ptr<CMemorySurfaceAdapter> m_pAdapter = std::make_shared<CMemorySurfaceAdapter>();
     QWidget m_Container;

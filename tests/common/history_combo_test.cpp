@@ -10,6 +10,7 @@
 #include "inc/OutputDebugString.h"
 #include "platform/paths.h"
 #include "platform/profile.h"
+#include "tests/support/test_variable.h"
 
 namespace
 {
@@ -17,13 +18,6 @@ namespace
 class HistoryComboTest : public testing::Test
 {
   protected:
-    HistoryComboTest()
-    {
-        m_Former = qgetenv("XDG_CONFIG_HOME");
-        qputenv("XDG_CONFIG_HOME", m_Directory.path().toUtf8());
-    }
-    ~HistoryComboTest() override { qputenv("XDG_CONFIG_HOME", m_Former); }
-
     QStringList Entries(const CHistoryCombo& combo) const
     {
         QStringList entries;
@@ -42,7 +36,7 @@ class HistoryComboTest : public testing::Test
     }
 
     QTemporaryDir m_Directory;
-    QByteArray m_Former;
+    const CTestVariable m_ConfigHome{"XDG_CONFIG_HOME", m_Directory.path().toUtf8().constData()};
 };
 
 TEST_F(HistoryComboTest, AddingAKnownTextMovesItToTheTop)

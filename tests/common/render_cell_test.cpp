@@ -8,6 +8,7 @@
 #include "platform/paths.h"
 #include "remote/Remote.h"
 #include "tests/common/render_wnd_support.h"
+#include "tests/support/test_variable.h"
 
 using testing::ElementsAre;
 
@@ -155,21 +156,13 @@ struct LanguageRow {
 class GridMenuTest : public RenderWndTest, public testing::WithParamInterface<LanguageRow>
 {
   protected:
-    GridMenuTest() : m_Former(qgetenv("LC_ALL"))
+    GridMenuTest()
     {
-        qputenv("LC_ALL", GetParam().m_szLocale);
         QDir(m_Home.path()).mkdir("config");
         for (const std::string name : {"chs", "cht", "eng"})
             std::ofstream(m_Home.filePath("config/").toStdString() + name + ".ini")
                 << "[String]\nIDS_FullScreen=" << name << " in\nIDS_QuitFullScreen=" << name
                 << " out\nIDS_Snapshot=" << name << " photo\n";
-    }
-    ~GridMenuTest() override
-    {
-        if (m_Former.isNull())
-            qunsetenv("LC_ALL");
-        else
-            qputenv("LC_ALL", m_Former);
     }
     std::vector<std::string> MenuTexts(CRenderWnd& grid)
     {
@@ -182,7 +175,7 @@ class GridMenuTest : public RenderWndTest, public testing::WithParamInterface<La
         }
         return texts;
     }
-    QByteArray m_Former;
+    const CTestVariable m_Locale{"LC_ALL", GetParam().m_szLocale};
 };
 
 TEST_P(GridMenuTest, TextsAreOfTheSystemsLanguageAndOfTheState)

@@ -1,12 +1,12 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <cstdlib>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "inc/OutputDebugString.h"
+#include "tests/support/test_variable.h"
 
 namespace
 {
@@ -37,21 +37,10 @@ class DebugOutputToStandardError : public testing::TestWithParam<XCase>
 
 TEST_P(DebugOutputToStandardError, GoesByTheVariable)
 {
-    const char* const before = std::getenv("WATCHWALL_DEBUG");
-    const std::string kept = before == nullptr ? "" : before;
-    if (GetParam().szVariable == nullptr) {
-        ::unsetenv("WATCHWALL_DEBUG");
-    } else {
-        ::setenv("WATCHWALL_DEBUG", GetParam().szVariable, 1);
-    }
+    const CTestVariable variable("WATCHWALL_DEBUG", GetParam().szVariable);
     testing::internal::CaptureStderr();
     OutputDebugStringA(std::string_view("recv return -1\n"));
     EXPECT_EQ(testing::internal::GetCapturedStderr(), GetParam().szExpected);
-    if (before == nullptr) {
-        ::unsetenv("WATCHWALL_DEBUG");
-    } else {
-        ::setenv("WATCHWALL_DEBUG", kept.c_str(), 1);
-    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Variable, DebugOutputToStandardError,

@@ -10,6 +10,7 @@
 
 #include "activex/UI common/Outlook2Ctrl.h"
 #include "platform/profile.h"
+#include "tests/support/test_variable.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -22,8 +23,6 @@ class SideBarTest : public testing::Test
   protected:
     SideBarTest()
     {
-        m_Former = qgetenv("XDG_CONFIG_HOME");
-        qputenv("XDG_CONFIG_HOME", m_Directory.path().toUtf8());
         m_hOwner = RegisterWindow([this](std::uint32_t message, WPARAM wParam, LPARAM) {
             if (message == WM_COMMAND) m_Commands.push_back(static_cast<int>(wParam));
             return LRESULT{0};
@@ -33,7 +32,6 @@ class SideBarTest : public testing::Test
     {
         m_Bar.reset();
         UnregisterWindow(m_hOwner);
-        qputenv("XDG_CONFIG_HOME", m_Former);
     }
 
     COutlook2Ctrl& Show(int width = 200, int height = 400)
@@ -53,7 +51,7 @@ class SideBarTest : public testing::Test
     }
 
     QTemporaryDir m_Directory;
-    QByteArray m_Former;
+    const CTestVariable m_ConfigHome{"XDG_CONFIG_HOME", m_Directory.path().toUtf8().constData()};
     HWND m_hOwner;
     std::vector<int> m_Commands;
     std::optional<COutlook2Ctrl> m_Bar;

@@ -7,6 +7,7 @@
 
 #include "platform/paths.h"
 #include "tests/platform/folder_support.h"
+#include "tests/support/test_variable.h"
 
 namespace
 {

@@ -40,22 +40,3 @@ std::optional<std::string> CTestFolder::Read(const std::string& name) const
     if (!file) return std::nullopt;
     return std::string(std::istreambuf_iterator<char>(file), {});
 }
-
-CTestVariable::CTestVariable(const char* name, const char* value) : m_szName(name)
-{
-    if (const char* const former = std::getenv(name)) m_strFormer = former;
-    if (value == nullptr) {
-        ::unsetenv(name);
-    } else {
-        ::setenv(name, value, 1);
-    }
-}
-
-CTestVariable::~CTestVariable()
-{
-    if (m_strFormer) {
-        ::setenv(m_szName, m_strFormer->c_str(), 1);
-    } else {
-        ::unsetenv(m_szName);
-    }
-}

@@ -25,17 +25,3 @@ class CTestFolder
   private:
     std::string m_strPath;
 };
-
-/// Sets an environment variable (null: takes it away) for the length of a scope.
-class CTestVariable
-{
-  public:
-    CTestVariable(const char* name, const char* value);
-    ~CTestVariable();
-    CTestVariable(const CTestVariable&) = delete;
-    CTestVariable& operator=(const CTestVariable&) = delete;
-
-  private:
-    const char* m_szName;
-    std::optional<std::string> m_strFormer;
-};

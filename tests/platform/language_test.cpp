@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "tests/platform/folder_support.h"
+#include "tests/support/test_variable.h"
 
 namespace
 {

@@ -12,6 +12,7 @@
 #include "platform/drives.h"
 #include "platform/module_place.h"
 #include "tests/platform/folder_support.h"
+#include "tests/support/test_variable.h"
 
 namespace fs = std::filesystem;
 

@@ -46,10 +46,9 @@ std::vector<std::string> ColorRecorder(std::size_t channels)
 
 CWall::CWall(const XWallSetup& setup)
     : m_bSharedReceive(setup.m_bSharedReceive),
-      m_FormerLocale(qgetenv("LC_ALL")),
+      m_Locale("LC_ALL", setup.m_szLocale),
       m_Screen(qgetenv("DISPLAY").toStdString())
 {
-    qputenv("LC_ALL", setup.m_szLocale);
     CLanguage::Reset();
     QFile::copy(WATCHWALL_SOURCE_DIR "/dvr.bmp", m_Home.File("dvr.bmp"));
     StartRecorder(setup.m_Recorder);
@@ -85,10 +84,6 @@ CWall::~CWall()
     m_pWindow.reset();
     CNodeModel::DestroyInstance();
     QCoreApplication::removePostedEvents(qApp, QEvent::Quit);
-    if (m_FormerLocale.isNull())
-        qunsetenv("LC_ALL");
-    else
-        qputenv("LC_ALL", m_FormerLocale);
     CLanguage::Reset();
 }
 

@@ -14,6 +14,7 @@
 #include "host/MainWindow.h"
 #include "tests/activex/home_support.h"
 #include "tests/links/recorder_support.h"
+#include "tests/support/test_variable.h"
 #include "tests/support/virtual_display.h"
 
 class CRenderWnd;
@@ -102,7 +103,7 @@ class CWall
 
     CTestHome m_Home;
     const bool m_bSharedReceive;
-    QByteArray m_FormerLocale;
+    const CTestVariable m_Locale;
     std::unique_ptr<CRecorderProcess> m_pRecorder;
     CScreen m_Screen;
     std::unique_ptr<CMainWindow> m_pWindow;
