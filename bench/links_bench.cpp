@@ -11,7 +11,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <thread>
 
 #include "codec/codec.h"
@@ -93,10 +92,9 @@ std::uint64_t Sum(std::atomic<std::uint64_t> XChannel::*counter)
 int main(int argc, char** argv)
 {
     const double seconds = argc > 1 ? std::atof(argv[1]) : 60;
-    const CLinkTestFolder folder;
-    std::filesystem::create_directories(folder.Path() / "config");
-    std::ofstream(folder.Path() / "config/system.ini") << "[System]\nLanguage=eng\nStandardChroma=1\n";
-    SetModuleDirectory(SystemPath(folder.Path().string()));
+    const CTestFolder folder;
+    folder.Write("config/system.ini", "[System]\nLanguage=eng\nStandardChroma=1\n");
+    SetModuleDirectory(folder.System());
     SetRenderFactory([] { return std::make_unique<CCountingRender>(); });
 
     // A loop is encoded before the recorder is ready, so that the encoder takes nothing from the decoders.

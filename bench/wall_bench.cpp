@@ -19,7 +19,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
-#include <fstream>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -87,9 +86,8 @@ class CBench
                       std::to_string(RATE), "--loop", std::to_string(LOOP_SECONDS), "--bitrate",
                       m_Settings.m_strBitRate})
     {
-        std::filesystem::create_directories(m_Folder.Path() / "config");
-        std::ofstream(m_Folder.Path() / "config/system.ini") << "[System]\nLanguage=eng\nStandardChroma=1\n";
-        SetModuleDirectory(SystemPath(m_Folder.Path().string()));
+        m_Folder.Write("config/system.ini", "[System]\nLanguage=eng\nStandardChroma=1\n");
+        SetModuleDirectory(m_Folder.System());
         XDevice memory{"memory", [] { return std::make_shared<CMemorySurfaceAdapter>(); }, {}};
         for (int i = 0; i < CHANNELS; ++i)
             memory.m_Windows.push_back(
@@ -136,7 +134,7 @@ class CBench
         constexpr int REPEATS = PEER_SECONDS / LOOP_SECONDS;
         const int paced = std::max(2, static_cast<int>(m_Settings.m_dSeconds / LOOP_SECONDS));
         const auto ffmpeg = [&](ORDER order, int repeats) {
-            return [&, order, repeats] { return RunFfmpeg(streams, repeats, m_Folder.Path() / "peer", order); };
+            return [&, order, repeats] { return RunFfmpeg(streams, repeats, m_Folder.Path("peer"), order); };
         };
         const auto libraries = [&](ORDER order) {
             return [&, order] { return RunLibraries(streams, REPEATS, order); };
@@ -302,7 +300,7 @@ class CBench
     static unsigned long long AsCount(std::uint64_t count) { return count; }
 
     const XSettings m_Settings;
-    const CLinkTestFolder m_Folder;
+    const CTestFolder m_Folder;
     const CRecorderProcess m_Recorder;
     std::optional<CVirtualDisplay> m_Display;
     std::vector<XDevice> m_Devices;

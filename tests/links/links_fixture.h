@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -30,10 +29,9 @@ class UdpLinksTest : public testing::Test
   protected:
     UdpLinksTest()
     {
-        std::filesystem::create_directories(m_Folder.Path() / "config");
-        std::ofstream(m_Folder.Path() / "config/system.ini") << "[System]\nLanguage=eng\nStandardChroma=1\n";
-        std::ofstream(m_Folder.Path() / "config/eng.ini") << "[String]\nIDS_RemoteDevice=Channel %d\n";
-        SetModuleDirectory(SystemPath(m_Folder.Path().string()));
+        m_Folder.Write("config/system.ini", "[System]\nLanguage=eng\nStandardChroma=1\n");
+        m_Folder.Write("config/eng.ini", "[String]\nIDS_RemoteDevice=Channel %d\n");
+        SetModuleDirectory(m_Folder.System());
         SetRenderFactory([this] {
             return MakeListeningRender(
                 [this](HWND window, const recorder::XPicture& picture) { OnPicture(window, picture); });
@@ -118,7 +116,7 @@ class UdpLinksTest : public testing::Test
         EXPECT_GE(recorder::LumaPsnr(seen.m_Last, drawn), ENOUGH_DB) << "picture " << mark.m_ulPicture;
     }
 
-    CLinkTestFolder m_Folder;
+    CTestFolder m_Folder;
     CFastClock m_Clock{30};
     std::mutex m_cs;
     std::map<std::int32_t, XSeen> m_Seen;  // guarded by m_cs

@@ -6,7 +6,7 @@
 #include <sys/wait.h>
 
 #include <chrono>
-#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
@@ -57,22 +57,9 @@ class CListeningRender final : public CRender
 
 }  // namespace
 
-CLinkTestFolder::CLinkTestFolder()
-{
-    std::string folder = (std::filesystem::temp_directory_path() / "watchwall-links-XXXXXX").string();
-    if (mkdtemp(folder.data()) == nullptr) throw std::runtime_error("no folder for the test");
-    m_Path = folder;
-}
-
-CLinkTestFolder::~CLinkTestFolder()
-{
-    std::error_code ignored;
-    std::filesystem::remove_all(m_Path, ignored);
-}
-
 CRecorderProcess::CRecorderProcess(const std::vector<std::string>& arguments)
 {
-    const std::string readyFile = m_Folder.Path() / "ready";
+    const std::string readyFile = m_Folder.Path("ready");
     std::vector<std::string> words{WATCHWALL_BINARY_DIR "/bin/watchwall-recorder",
                                    "--directory-port",
                                    "0",

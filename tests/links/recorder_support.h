@@ -3,7 +3,6 @@
 #include <sys/types.h>
 
 #include <condition_variable>
-#include <filesystem>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -16,20 +15,7 @@
 #include "remote/P2PSession.h"
 #include "render/Render.h"
 #include "tests/support/test_clocks.h"
-
-/// A folder of the test's own, removed with all that is in it.
-class CLinkTestFolder
-{
-  public:
-    CLinkTestFolder();
-    ~CLinkTestFolder();
-    CLinkTestFolder(const CLinkTestFolder&) = delete;
-    CLinkTestFolder& operator=(const CLinkTestFolder&) = delete;
-    const std::filesystem::path& Path() const { return m_Path; }
-
-  private:
-    std::filesystem::path m_Path;
-};
+#include "tests/support/test_folder.h"
 
 /// The recorder as a child process on free ports; ended with the object.
 class CRecorderProcess
@@ -58,11 +44,11 @@ class CRecorderProcess
     const recorder::XSceneSetup& Scene() const { return m_Scene; }
 
   private:
-    std::string ReportFile() const { return m_Folder.Path() / "report.json"; }
+    std::string ReportFile() const { return m_Folder.Path("report.json"); }
     std::string Field(const std::string& name) const;
     std::uint16_t Port(const std::string& name) const;
 
-    CLinkTestFolder m_Folder;
+    CTestFolder m_Folder;
     pid_t m_Process = -1;
     std::string m_strReady;
     recorder::XSceneSetup m_Scene;

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/platform/folder_support.h"
+#include "tests/support/test_folder.h"
 
 namespace
 {

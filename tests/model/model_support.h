@@ -7,7 +7,7 @@
 
 #include "inc/OutputDebugString.h"
 #include "model/Folder.h"
-#include "tests/platform/folder_support.h"
+#include "tests/support/test_folder.h"
 
 /// A test with a module directory of its own, and no model, language or observer from another test.
 class CModelTest : public testing::Test

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "platform/paths.h"
-#include "tests/platform/folder_support.h"
+#include "tests/support/test_folder.h"
 #include "tests/support/test_variable.h"
 
 namespace

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <string>
 
-#include "tests/platform/folder_support.h"
+#include "tests/support/test_folder.h"
 
 namespace
 {

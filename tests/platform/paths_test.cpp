@@ -11,7 +11,7 @@
 #include "inc/OutputDebugString.h"
 #include "platform/drives.h"
 #include "platform/module_place.h"
-#include "tests/platform/folder_support.h"
+#include "tests/support/test_folder.h"
 #include "tests/support/test_variable.h"
 
 namespace fs = std::filesystem;

@@ -11,7 +11,7 @@
 #include "inc/OutputDebugString.h"
 #include "platform/FileOperations.h"
 #include "platform/profile.h"
-#include "tests/platform/folder_support.h"
+#include "tests/support/test_folder.h"
 
 namespace
 {

@@ -12,7 +12,7 @@
 
 #include "inc/OutputDebugString.h"
 #include "platform/paths.h"
-#include "tests/platform/folder_support.h"
+#include "tests/support/test_folder.h"
 #include "tests/support/test_variable.h"
 
 namespace

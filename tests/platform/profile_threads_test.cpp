@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "platform/profile.h"
-#include "tests/platform/folder_support.h"
+#include "tests/support/test_folder.h"
 
 namespace
 {

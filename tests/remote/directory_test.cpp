@@ -3,8 +3,6 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <mutex>
 #include <stdexcept>
@@ -15,6 +13,7 @@
 #include "remote/Endpoints.h"
 #include "tests/remote/directory_support.h"
 #include "tests/remote/p2p_support.h"
+#include "tests/support/test_folder.h"
 
 namespace
 {
@@ -269,21 +268,11 @@ INSTANTIATE_TEST_SUITE_P(
 class DirectoryEndpoints : public testing::Test
 {
   protected:
-    DirectoryEndpoints()
-    {
-        char folder[] = "/tmp/watchwall-directory-XXXXXX";
-        m_Folder = mkdtemp(folder);
-        std::filesystem::create_directories(m_Folder / "config");
-        SetModuleDirectory(SystemPath(m_Folder.string()));
-    }
-    ~DirectoryEndpoints() override
-    {
-        SetModuleDirectory("");
-        std::filesystem::remove_all(m_Folder);
-    }
-    void WriteIni(const std::string& text) const { std::ofstream(m_Folder / "config/system.ini") << text; }
+    DirectoryEndpoints() { SetModuleDirectory(m_Folder.System()); }
+    ~DirectoryEndpoints() override { SetModuleDirectory(""); }
+    void WriteIni(const std::string& text) const { m_Folder.Write("config/system.ini", text); }
 
-    std::filesystem::path m_Folder;
+    CTestFolder m_Folder;
 };
 
 TEST_F(DirectoryEndpoints, AreThisMachineAndTheSystemsPortsByDefault)

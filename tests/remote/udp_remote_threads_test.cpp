@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
 #include <thread>
 
 #include "codec/codec.h"
@@ -13,6 +12,7 @@
 #include "render/Render.h"
 #include "tests/remote/udp_support.h"
 #include "tests/support/mpeg4_streams.h"
+#include "tests/support/test_folder.h"
 
 namespace
 {
@@ -87,7 +87,7 @@ class UdpRemoteTest : public testing::Test
     explicit UdpRemoteTest(bool shared = false)
         : m_pSession(std::make_shared<CP2PSession>(m_Machine.Options(shared)))
     {
-        SetModuleDirectory(SystemPath(m_Folder.Path().string()));
+        SetModuleDirectory(m_Folder.System());
         SetRenderFactory([this] { return std::make_unique<CLoggingRender>(m_Log); });
         AddCell(CELL);
         EXPECT_EQ(TakeFreeCell(), CELL);
@@ -133,7 +133,7 @@ class UdpRemoteTest : public testing::Test
     }
     bool IsCellFree() const { return !GetCells().empty() && !GetCells()[0].m_bUsed; }
 
-    CRemoteTestFolder m_Folder;
+    CTestFolder m_Folder;
     XRenderLog m_Log;
     CTellingObserver m_Observer;
     CScriptedMachine m_Machine{"4711"};

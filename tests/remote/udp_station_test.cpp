@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <fstream>
-
 #include "model/Language.h"
 #include "model/ObjectFactory.h"
 #include "model/XMLInputArchive.h"
@@ -12,6 +10,7 @@
 #include "remote/UdpRemoteStation.h"
 #include "tests/remote/directory_support.h"
 #include "tests/remote/udp_support.h"
+#include "tests/support/test_folder.h"
 
 namespace
 {
@@ -24,7 +23,7 @@ class UdpStationTest : public testing::Test
     {
         WriteConfig("system.ini", "[System]\nLanguage=eng\n");
         WriteConfig("eng.ini", "[String]\nIDS_Card=Channels\nIDS_RemoteDevice=Channel %d\n");
-        SetModuleDirectory(SystemPath(m_Folder.Path().string()));
+        SetModuleDirectory(m_Folder.System());
         CLanguage::Reset();
     }
     ~UdpStationTest() override
@@ -35,8 +34,7 @@ class UdpStationTest : public testing::Test
 
     void WriteConfig(const std::string& name, const std::string& text) const
     {
-        std::filesystem::create_directories(m_Folder.Path() / "config");
-        std::ofstream(m_Folder.Path() / "config" / name) << text;
+        m_Folder.Write("config/" + name, text);
     }
 
     /// A station whose directory gives `reply`, connected under `address`.
@@ -49,7 +47,7 @@ class UdpStationTest : public testing::Test
         return station;
     }
 
-    CRemoteTestFolder m_Folder;
+    CTestFolder m_Folder;
     CScriptedMachine m_Machine{"4711"};
 };
 

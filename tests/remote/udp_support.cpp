@@ -1,21 +1,6 @@
 #include "tests/remote/udp_support.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <stdexcept>
-
-CRemoteTestFolder::CRemoteTestFolder()
-{
-    std::string folder = (std::filesystem::temp_directory_path() / "watchwall-remote-XXXXXX").string();
-    if (mkdtemp(folder.data()) == nullptr) throw std::runtime_error("no folder for the test");
-    m_Path = folder;
-}
-
-CRemoteTestFolder::~CRemoteTestFolder()
-{
-    std::error_code ignored;
-    std::filesystem::remove_all(m_Path, ignored);
-}
 
 Bytes MakeUdpMessage(std::int32_t channel, std::int32_t direction, std::span<const std::uint8_t> payload)
 {

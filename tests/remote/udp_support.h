@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -10,20 +9,6 @@
 
 #include "remote/P2PSession.h"
 #include "tests/remote/p2p_support.h"
-
-/// A folder of the test's own, removed with all that is in it.
-class CRemoteTestFolder
-{
-  public:
-    CRemoteTestFolder();
-    ~CRemoteTestFolder();
-    CRemoteTestFolder(const CRemoteTestFolder&) = delete;
-    CRemoteTestFolder& operator=(const CRemoteTestFolder&) = delete;
-    const std::filesystem::path& Path() const { return m_Path; }
-
-  private:
-    std::filesystem::path m_Path;
-};
 
 /// A message with its header word.
 Bytes MakeUdpMessage(std::int32_t channel, std::int32_t direction, std::span<const std::uint8_t> payload);

@@ -2,18 +2,15 @@
 
 #include <gmock/gmock.h>
 
-#include <stdlib.h>
-
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <optional>
 
 #include "model/Language.h"
 #include "platform/paths.h"
 #include "render/MemorySurfaceDevice.h"
 #include "tests/render/render_support.h"
+#include "tests/support/test_folder.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -31,12 +28,8 @@ class D3DSurfaceTest : public testing::Test
   protected:
     D3DSurfaceTest()
     {
-        std::string pattern = (std::filesystem::temp_directory_path() / "watchwall-d3d-XXXXXX").string();
-        m_strHome = mkdtemp(pattern.data());
-        std::filesystem::create_directory(m_strHome + "/config");
-        std::ofstream(m_strHome + "/config/eng.ini")
-            << "[String]\nIDS_NoDirectX9=no graphics\nIDS_NoDisplayDriver=no driver\n";
-        SetModuleDirectory(SystemPath(m_strHome) + "\\");
+        m_Home.Write("config/eng.ini", "[String]\nIDS_NoDirectX9=no graphics\nIDS_NoDisplayDriver=no driver\n");
+        SetModuleDirectory(m_Home.System());
         CLanguage::Reset();
         CLanguage::SetLanguage("eng");
     }
@@ -44,7 +37,6 @@ class D3DSurfaceTest : public testing::Test
     {
         CLanguage::Reset();
         SetModuleDirectory("");
-        std::filesystem::remove_all(m_strHome);
     }
 
     std::uint32_t Pixel(HWND window, std::int32_t x, std::int32_t y) const
@@ -56,7 +48,7 @@ class D3DSurfaceTest : public testing::Test
         return pixel;
     }
 
-    std::string m_strHome;
+    CTestFolder m_Home;
     CRecordingBackend m_Backend;
     std::shared_ptr<CMemorySurfaceAdapter> m_pAdapter = std::make_shared<CMemorySurfaceAdapter>();
     int m_iOpened = 0;
@@ -375,13 +367,8 @@ TEST_F(D3DSurfaceTest, SnapshotIsABmpOfTheSurfaceWhateverItsName)
     std::memset(frame.m_Frame.data[0], 200, WIDTH * 2);  // the two top rows
     m_Render.DisplayClient(&frame.m_Frame, surface, CELL);
 
-    const auto path =
-        std::filesystem::temp_directory_path() / ("snapshot-" + std::to_string(getpid()) + ".jpg");
-    EXPECT_EQ(m_Render.SaveSnapshot(SystemPath(path.string()), surface), 0);
-    std::ifstream file(path, std::ios::binary);
-    const std::string bytes{std::istreambuf_iterator<char>(file), {}};
-    std::filesystem::remove(path);
-
+    EXPECT_EQ(m_Render.SaveSnapshot(m_Home.System("snapshot.jpg"), surface), 0);
+    const std::string bytes = m_Home.Read("snapshot.jpg").value_or("");
     ASSERT_EQ(bytes.size(), 54U + WIDTH * HEIGHT * 4U);
     EXPECT_EQ(bytes.substr(0, 2), "BM");
     const auto word = [&bytes](std::size_t at) {

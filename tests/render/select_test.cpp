@@ -1,13 +1,10 @@
 #include "render/RenderSelect.h"
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
-
-#include <filesystem>
-#include <fstream>
 
 #include "platform/paths.h"
 #include "render/D3DSurfaceRender.h"
+#include "tests/support/test_folder.h"
 
 namespace
 {
@@ -51,25 +48,18 @@ INSTANTIATE_TEST_SUITE_P(NoAdapter, AdapterTest, testing::Values(AdapterRow{"", 
 class SelectRenderTest : public testing::Test
 {
   protected:
-    SelectRenderTest()
-    {
-        std::string pattern = (std::filesystem::temp_directory_path() / "watchwall-select-XXXXXX").string();
-        m_strHome = mkdtemp(pattern.data());
-        std::filesystem::create_directory(m_strHome + "/config");
-        SetModuleDirectory(SystemPath(m_strHome) + "\\");
-    }
+    SelectRenderTest() { SetModuleDirectory(m_Home.System()); }
     ~SelectRenderTest() override
     {
         ReleaseRender();
         SetModuleDirectory("");
-        std::filesystem::remove_all(m_strHome);
     }
     void Configure(const std::string& render)
     {
-        std::ofstream(m_strHome + "/config/system.ini") << "[System]\nRender=" << render << "\n";
+        m_Home.Write("config/system.ini", "[System]\nRender=" + render + "\n");
     }
 
-    std::string m_strHome;
+    CTestFolder m_Home;
 };
 
 TEST_F(SelectRenderTest, KeyOfOneIsTheSurfaceRenderer)
