@@ -10,7 +10,7 @@
 struct XChannelReport {
     std::string strName;
     std::int32_t iChannel = 0;  // from 0
-    std::int32_t iWidth = 0;    // pixels; 0 before the first picture
+    std::int32_t iWidth = 0;    // of the stream as its reply gave it, pixels; 0 before the stream is open
     std::int32_t iHeight = 0;
     std::uint64_t ulDecoded = 0;  // pictures
     std::uint64_t ulShown = 0;
