@@ -137,7 +137,7 @@ class COutlook2Ctrl : public QWidget
     QFont m_PlainFont, m_HotFont, m_TitleFont;
     std::function<void(COL2CCmdUI&)> m_UpdateHandler;
 
-    QTimer m_SlideTimer;
+    QTimer m_SlideTimer{this};
     QPixmap m_OldPage, m_NewPage;
     int m_iSlideTop = 0;
 };
