@@ -44,6 +44,55 @@ std::vector<std::string> ColorRecorder(std::size_t channels)
     return words;
 }
 
+// By a point of the lower half, where no block runs.
+int ChannelIn(const CScreen& screen, const QRect& area)
+{
+    const QImage picture = screen.Grab(QRect(area.center().x() - 2, area.bottom() - area.height() / 4, 4, 4));
+    if (picture.isNull()) return -1;
+    for (std::size_t i = 0; i < CHANNEL_COLORS.size(); ++i) {
+        bool all = true;
+        for (int y = 0; y < picture.height(); ++y) {
+            for (int x = 0; x < picture.width(); ++x)
+                all = all && Distance(picture.pixel(x, y), CHANNEL_COLORS[i]) < NEAR;
+        }
+        if (all) return static_cast<int>(i);
+    }
+    return -1;
+}
+
+bool Plays(const CScreen& screen, const QRect& area, int channel)
+{
+    if (area.isEmpty() || !CWall::Until([&] { return ChannelIn(screen, area) == channel; })) return false;
+    const QImage before = screen.Grab(area);
+    return CWall::Until([&] { return screen.Grab(area) != before; }) && ChannelIn(screen, area) == channel;
+}
+
+bool ChooseFromMenu(CScreen& screen, const std::function<bool(const QAction&)>& wanted)
+{
+    const auto open = [] { return qobject_cast<QMenu*>(QApplication::activePopupWidget()); };
+    if (!CWall::Until([&] { return open() != nullptr && QTest::qWaitForWindowExposed(open()); })) return false;
+    const QPointer<QMenu> menu = open();
+    for (QAction* action : menu->actions()) {
+        if (action->isSeparator() || !wanted(*action)) continue;
+        screen.Click(menu->mapToGlobal(menu->actionGeometry(action).center()));
+        return CWall::Until([&menu] { return menu == nullptr || !menu->isVisible(); });
+    }
+    menu->close();
+    return false;
+}
+
+void WriteSettings(const CTestHome& home, const CRecorderProcess& recorder, bool sharedReceive)
+{
+    const XEndpoints endpoints = recorder.Endpoints();
+    QFile settings(home.File("config/system.ini"));
+    if (!settings.open(QIODevice::WriteOnly)) throw std::runtime_error("the settings can't be written");
+    settings.write(QStringLiteral("[System]\nDirectoryPort=%1\nRendezvousPort=%2\nStandardChroma=1\n%3")
+                       .arg(endpoints.m_usDirectoryPort)
+                       .arg(endpoints.m_usRendezvousPort)
+                       .arg(sharedReceive ? "SharedReceive=1\n" : "")
+                       .toUtf8());
+}
+
 CWall::CWall(const XWallSetup& setup)
     : m_bSharedReceive(setup.m_bSharedReceive),
       m_Locale("LC_ALL", setup.m_szLocale),
@@ -69,14 +118,7 @@ CWall::CWall(const XWallSetup& setup)
 void CWall::StartRecorder(const std::vector<std::string>& arguments)
 {
     m_pRecorder = std::make_unique<CRecorderProcess>(arguments);
-    const XEndpoints endpoints = m_pRecorder->Endpoints();
-    QFile settings(m_Home.File("config/system.ini"));
-    if (!settings.open(QIODevice::WriteOnly)) throw std::runtime_error("the settings can't be written");
-    settings.write(QStringLiteral("[System]\nDirectoryPort=%1\nRendezvousPort=%2\nStandardChroma=1\n%3")
-                       .arg(endpoints.m_usDirectoryPort)
-                       .arg(endpoints.m_usRendezvousPort)
-                       .arg(m_bSharedReceive ? "SharedReceive=1\n" : "")
-                       .toUtf8());
+    WriteSettings(m_Home, *m_pRecorder, m_bSharedReceive);
 }
 
 CWall::~CWall()
@@ -149,20 +191,6 @@ QPoint CWall::LabelOnScreen(QTreeWidgetItem* item)
     return Tree().viewport()->mapToGlobal(Tree().GetLabelRect(item).center());
 }
 
-bool CWall::ChooseFromMenu(const std::function<bool(const QAction&)>& wanted)
-{
-    const auto open = [] { return qobject_cast<QMenu*>(QApplication::activePopupWidget()); };
-    if (!Until([&] { return open() != nullptr && QTest::qWaitForWindowExposed(open()); })) return false;
-    const QPointer<QMenu> menu = open();
-    for (QAction* action : menu->actions()) {
-        if (action->isSeparator() || !wanted(*action)) continue;
-        m_Screen.Click(menu->mapToGlobal(menu->actionGeometry(action).center()));
-        return Until([&menu] { return menu == nullptr || !menu->isVisible(); });
-    }
-    menu->close();
-    return false;
-}
-
 bool CWall::Choose(QTreeWidgetItem* item, int command)
 {
     if (item == nullptr) return false;
@@ -186,32 +214,4 @@ QRect CWall::CellOnScreen(int cell)
 {
     const CRenderCell* const window = Grid().GetCell(static_cast<std::size_t>(cell));
     return {window->mapToGlobal(QPoint(0, 0)), window->size()};
-}
-
-// By a point of the lower half, where no block runs.
-int CWall::ChannelIn(const QRect& area) const
-{
-    const QImage picture = m_Screen.Grab(QRect(area.center().x() - 2, area.bottom() - area.height() / 4, 4, 4));
-    if (picture.isNull()) return -1;
-    for (std::size_t i = 0; i < CHANNEL_COLORS.size(); ++i) {
-        bool all = true;
-        for (int y = 0; y < picture.height(); ++y) {
-            for (int x = 0; x < picture.width(); ++x)
-                all = all && Distance(picture.pixel(x, y), CHANNEL_COLORS[i]) < NEAR;
-        }
-        if (all) return static_cast<int>(i);
-    }
-    return -1;
-}
-
-bool CWall::Plays(const QRect& area, int channel)
-{
-    if (area.isEmpty() || !Until([&] { return ChannelIn(area) == channel; })) return false;
-    const QImage before = m_Screen.Grab(area);
-    return Until([&] { return m_Screen.Grab(area) != before; }) && ChannelIn(area) == channel;
-}
-
-bool CWall::CellPlays(int cell, int channel)
-{
-    return Plays(CellOnScreen(cell), channel);
 }

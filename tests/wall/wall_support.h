@@ -28,6 +28,16 @@ inline constexpr std::array<QRgb, 4> CHANNEL_COLORS = {0xFFC03030, 0xFF30A030, 0
 /// Options of a recorder with these channels.
 std::vector<std::string> ColorRecorder(std::size_t channels = CHANNEL_COLORS.size());
 
+/// The channel whose picture is in that part of the screen; -1 for none.
+int ChannelIn(const CScreen& screen, const QRect& area);
+/// Whether that part of the screen shows the channel, and two looks at it differ.
+bool Plays(const CScreen& screen, const QRect& area, int channel);
+/// Waits for the menu and clicks the entry for which `wanted` holds.
+bool ChooseFromMenu(CScreen& screen, const std::function<bool(const QAction&)>& wanted);
+
+/// "config/system.ini" of `home`, with the recorder's servers.
+void WriteSettings(const CTestHome& home, const CRecorderProcess& recorder, bool sharedReceive);
+
 struct XWallSetup {
     bool m_bSharedReceive = true;
     const char* m_szLocale = "C";
@@ -73,8 +83,10 @@ class CWall
     bool LogOn();
     /// Right click on the row, then a click on the entry with that command.
     bool Choose(QTreeWidgetItem* item, int command);
-    /// Waits for the menu and clicks the entry for which `wanted` holds.
-    bool ChooseFromMenu(const std::function<bool(const QAction&)>& wanted);
+    bool ChooseFromMenu(const std::function<bool(const QAction&)>& wanted)
+    {
+        return ::ChooseFromMenu(m_Screen, wanted);
+    }
     /// Clicks the layout button and the entry of that text.
     bool ChooseLayout(const QString& text);
 
@@ -88,12 +100,8 @@ class CWall
 
     QRect CellOnScreen(int cell);
     QImage GrabCell(int cell) { return m_Screen.Grab(CellOnScreen(cell)); }
-    /// The channel whose picture is in that part of the screen; -1 for none.
-    int ChannelIn(const QRect& area) const;
-    int ChannelInCell(int cell) { return ChannelIn(CellOnScreen(cell)); }
-    /// Whether that part of the screen shows the channel, and two looks at it differ.
-    bool Plays(const QRect& area, int channel);
-    bool CellPlays(int cell, int channel);
+    int ChannelInCell(int cell) { return ChannelIn(m_Screen, CellOnScreen(cell)); }
+    bool CellPlays(int cell, int channel) { return Plays(m_Screen, CellOnScreen(cell), channel); }
 
     /// Texts of the message boxes that came up; each was answered by a click on its default button.
     std::vector<std::string> m_Boxes;
