@@ -21,8 +21,22 @@ inline constexpr uint32_t CODEC_ROW_DELAY = 0x20;
 /// Bytes that the work areas of the core are aligned to.
 inline constexpr size_t CODEC_ALIGN = 64;
 
+/// Which macroblocks of a decoder's pictures changed, and when, so that whoever converts picture after picture
+/// into the same target may leave out what the target has already. A decoder lends it with the planes.
+///
+/// Pictures are numbered from 1. For two pictures a and b of one stream, a < b, the macroblocks whose number is
+/// at most a are the same in both.
+struct CodecChanges {
+    uint64_t stream;          ///< number of this opening of a codec, unique in the process, never 0
+    uint32_t picture;         ///< number of the picture at hand
+    int32_t across;           ///< macroblocks of 16x16 luma samples; what lies beyond them never changes
+    int32_t down;             ///< rows of macroblocks
+    const uint32_t* changed;  ///< across x down, row by row: the picture that changed this macroblock last
+};
+
 /// A decoded picture, on loan from its decoder: the planes stay valid until the next decode on the same
-/// context. Consumers copy or convert at once and keep no pointer.
+/// context. Consumers copy or convert at once and keep no pointer. Nobody writes to the planes: a decoder may
+/// rely on what it left in them.
 struct CodecFrame {
     uint8_t* data[4 /* Y, U, V, unused */];  ///< a null data[0] means that there is no picture
     int32_t linesize[4];                     ///< bytes per row; linesize[1] serves U and V alike
@@ -31,6 +45,7 @@ struct CodecFrame {
     int32_t height;                          ///< pixels
     int32_t key_frame;                       ///< non-zero for an intra picture
     int32_t core[2];                         ///< the core's own; no consumer reads them
+    const CodecChanges* changes;             ///< null: everything may have changed
 };
 
 struct CodecEntry;

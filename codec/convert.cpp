@@ -1,5 +1,6 @@
 #include "codec/convert.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <cstdlib>
@@ -123,6 +124,79 @@ convert_job make_job(const ConvertTarget& target, const CodecFrame& frame)
             .height = 0};
 }
 
+// Tests a conversion of ConvertFrame's and makes its job, not flipped. Null when there is nothing to be done:
+// the result then says why.
+const convert_layout* prepare(const ConvertTarget& destination, const CodecFrame& frame, int32_t width,
+                              int32_t height, convert_job* job, int32_t* result)
+{
+    *result = CONVERT_WIDTH_NOT_16;
+    if (width % 16 != 0) return nullptr;
+    *result = CONVERT_OK;
+    if (destination.format == CONVERT_FORMAT_NONE) return nullptr;
+    *result = CONVERT_REFUSED;
+    if (destination.format < 0 || destination.format >= FORMATS) return nullptr;
+    const convert_layout& layout = LAYOUTS.format[destination.format];
+    if (layout.slot == nullptr) return nullptr;
+
+    if (width <= 0 || height <= 0 || frame.width < 0 || frame.height < 0) return nullptr;
+    // The caller's size is that of its surface; no row or column is read that the frame doesn't have.
+    const int32_t columns = frame.width == 0 || frame.width >= width ? width : frame.width;
+    const int32_t rows = frame.height == 0 || frame.height >= height ? height : frame.height;
+    if (!rows_fit(destination, width, frame, columns, layout)) return nullptr;
+
+    *job = make_job(destination, frame);
+    job->width = columns;
+    job->height = rows;
+    *result = CONVERT_OK;
+    return &layout;
+}
+
+constexpr int32_t MACROBLOCK = 16;
+
+// The macroblocks from `first` to before `end` of one row of them, as far as the picture goes.
+convert_job part_of(const convert_job& whole, int bytes_per_pixel, int32_t mb_y, int32_t first, int32_t end)
+{
+    const int32_t x = first * MACROBLOCK;
+    const int32_t y = mb_y * MACROBLOCK;
+    convert_job part = whole;
+    for (int plane = 0; plane < 3; ++plane) {
+        const int kind = plane == 0 ? 0 : 1;
+        const int32_t column = plane == 0 ? x : x / 2;
+        const int32_t row = plane == 0 ? y : y / 2;
+        part.from[plane] += row * whole.from_stride[kind] + column;
+        if (part.to[plane] == nullptr) continue;
+        part.to[plane] += row * whole.to_stride[kind] + ptrdiff_t{column} * (plane == 0 ? bytes_per_pixel : 1);
+    }
+    part.width = std::min(end * MACROBLOCK, whole.width) - x;
+    part.height = std::min(MACROBLOCK, whole.height - y);
+    return part;
+}
+
+// Converts what changed after the picture `held`. Runs are joined over one macroblock that didn't change, and
+// are two macroblocks at least, as the widest kernels take 32 pixels at a time.
+void convert_later_than(uint32_t held, const convert_job& whole, const convert_layout& layout,
+                        const CodecChanges& changes)
+{
+    const convert_fn convert = convert_dsp().*layout.slot;
+    const int32_t across = std::min(changes.across, (whole.width + MACROBLOCK - 1) / MACROBLOCK);
+    const int32_t down = std::min(changes.down, (whole.height + MACROBLOCK - 1) / MACROBLOCK);
+    for (int32_t mb_y = 0; mb_y < down; ++mb_y) {
+        const uint32_t* const row = changes.changed + ptrdiff_t{mb_y} * changes.across;
+        const auto is_new = [&](int32_t mb_x) { return mb_x < across && row[mb_x] > held; };
+        for (int32_t mb_x = 0; mb_x < across; ++mb_x) {
+            if (!is_new(mb_x)) continue;
+            int32_t end = mb_x + 1;
+            while (is_new(end) || is_new(end + 1))
+                ++end;
+            const bool alone = end - mb_x == 1;
+            const int32_t first = alone && end == across ? std::max(mb_x - 1, 0) : mb_x;
+            if (alone) end = std::min(end + 1, across);
+            convert(part_of(whole, layout.bytes_per_pixel, mb_y, first, end));
+            mb_x = end - 1;
+        }
+    }
+}
+
 }  // namespace
 
 void convert_table_fill(convert_table* table, uint32_t caps)
@@ -160,24 +234,30 @@ const convert_table& convert_dsp()
 int32_t ConvertFrame(const ConvertTarget& destination, const CodecFrame& frame, int32_t width, int32_t height,
                      bool flip)
 {
-    if (width % 16 != 0) return CONVERT_WIDTH_NOT_16;
-    if (destination.format == CONVERT_FORMAT_NONE) return CONVERT_OK;
-    if (destination.format < 0 || destination.format >= FORMATS) return CONVERT_REFUSED;
-    const convert_layout& layout = LAYOUTS.format[destination.format];
-    if (layout.slot == nullptr) return CONVERT_REFUSED;
-
-    if (width <= 0 || height <= 0 || frame.width < 0 || frame.height < 0) return CONVERT_REFUSED;
-    // The caller's size is that of its surface; no row or column is read that the frame doesn't have.
-    const int32_t columns = frame.width == 0 || frame.width >= width ? width : frame.width;
-    const int32_t rows = frame.height == 0 || frame.height >= height ? height : frame.height;
-    if (!rows_fit(destination, width, frame, columns, layout)) return CONVERT_REFUSED;
-
-    convert_job job = make_job(destination, frame);
+    convert_job job;
+    int32_t result = CONVERT_OK;
+    const convert_layout* const layout = prepare(destination, frame, width, height, &job, &result);
+    if (layout == nullptr) return result;
     if (flip) flip_target(&job, height);
-    job.width = columns;
-    job.height = rows;
-    (convert_dsp().*layout.slot)(job);
-    return CONVERT_OK;
+    (convert_dsp().*layout->slot)(job);
+    return result;
+}
+
+int32_t ConvertChanges(const ConvertTarget& destination, const CodecFrame& frame, int32_t width, int32_t height,
+                       ConvertHeld* held)
+{
+    convert_job job;
+    int32_t result = CONVERT_OK;
+    const convert_layout* const layout = prepare(destination, frame, width, height, &job, &result);
+    if (layout == nullptr) return result;
+    const CodecChanges* const changes = frame.changes;
+    if (held != nullptr && changes != nullptr && held->stream == changes->stream)
+        convert_later_than(held->picture, job, *layout, *changes);
+    else
+        (convert_dsp().*layout->slot)(job);
+    if (held != nullptr)
+        *held = changes != nullptr ? ConvertHeld{changes->stream, changes->picture} : ConvertHeld{};
+    return result;
 }
 
 int32_t convert_decoder_picture(const ConvertTarget& target, const CodecFrame& picture, int32_t width,

@@ -49,6 +49,21 @@ inline constexpr int32_t CONVERT_NO_TARGET = -1001;     ///< convert_decoder_pic
 int32_t ConvertFrame(const ConvertTarget& destination, const CodecFrame& frame, int32_t width, int32_t height,
                      bool flip);
 
+/// What a target's pixels hold, for ConvertChanges. Whoever owns the pixels keeps one with them, and clears it
+/// when they are written by anything else, or when their format, size or pitch becomes another one. All zero:
+/// nothing is known.
+struct ConvertHeld {
+    uint64_t stream;   ///< CodecChanges::stream of the picture
+    uint32_t picture;  ///< its number
+};
+
+/// ConvertFrame without flip for one picture after the other: the pixels are the same as those that
+/// ConvertFrame gives, but what `held` says is there already is left as it is. `held` then tells of `frame`. A
+/// null `held`, a frame without `changes`, and one of another stream are converted whole. Results, errors and
+/// threads as ConvertFrame; `held` stays as it was on an error.
+int32_t ConvertChanges(const ConvertTarget& destination, const CodecFrame& frame, int32_t width, int32_t height,
+                       ConvertHeld* held);
+
 // Codes of a decoder caller's own planes, in the low five bits of its format word.
 inline constexpr int32_t CONVERT_CODE_MASK = 0x1F;
 inline constexpr int32_t CONVERT_FLIP = 0x20;  ///< in the format word: the first row comes last

@@ -1,5 +1,6 @@
 #include "codec/mpeg4_dec.h"
 
+#include <atomic>
 #include <cstring>
 #include <new>
 #include <utility>
@@ -30,6 +31,12 @@ mpeg4_picture lay_out_picture(uint8_t* memory, size_t width, size_t height)
     return {{memory, memory + width * height, memory + width * height + chroma}};
 }
 
+uint64_t next_stream()
+{
+    static std::atomic<uint64_t> streams{0};
+    return streams.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+
 int32_t open(CodecContext* context)
 {
     Mpeg4Decoder* const dec = new (context->priv) Mpeg4Decoder();
@@ -41,18 +48,26 @@ int32_t open(CodecContext* context)
     const size_t height = static_cast<size_t>(context->height);
     const size_t macroblocks = (width / 16) * (height / 16);
     const size_t picture = picture_bytes(width, height);
-    const size_t bytes = 2 * picture + round_up(macroblocks * sizeof(Mpeg4Macroblock));
+    const size_t records = round_up(macroblocks * sizeof(Mpeg4Macroblock));
+    const size_t numbers = round_up(macroblocks * sizeof(uint32_t));
+    const size_t bytes = 2 * picture + records + numbers + round_up(macroblocks);
     dec->memory = static_cast<uint8_t*>(codec_alloc(bytes));
     if (!dec->memory) return MPEG4_ERROR_MEMORY;
     dec->current = lay_out_picture(dec->memory, width, height);
     dec->reference = lay_out_picture(dec->memory + picture, width, height);
     dec->macroblocks = new (dec->memory + 2 * picture) Mpeg4Macroblock[macroblocks]();
+    for (size_t i = 0; i < macroblocks; ++i)
+        dec->macroblocks[i].mode = MPEG4_MODE_NOT_CODED;
+    dec->changed = new (dec->memory + 2 * picture + records) uint32_t[macroblocks]();
+    dec->same = dec->memory + 2 * picture + records + numbers;
+    std::memset(dec->same, 1, macroblocks);  // both black
     dec->width = context->width;
     dec->height = context->height;
     dec->mb_across = context->width / 16;
     dec->mb_down = context->height / 16;
     dec->stride[0] = context->width;
     dec->stride[1] = dec->stride[2] = context->width / 2;
+    dec->changes = {next_stream(), 0, dec->mb_across, dec->mb_down, dec->changed};
     dec->header.width = context->width;
     dec->header.height = context->height;
     return 0;
@@ -76,6 +91,16 @@ void fill_frame(const Mpeg4Decoder* dec, CodecFrame* frame)
     frame->height = dec->height;
 }
 
+/// The next picture will be predicted from one that is not the last delivered: what differs between the two
+/// counts as changed by it.
+void note_swap_without_picture(Mpeg4Decoder* dec)
+{
+    const ptrdiff_t macroblocks = ptrdiff_t{dec->mb_across} * dec->mb_down;
+    for (ptrdiff_t i = 0; i < macroblocks; ++i) {
+        if (!dec->same[i]) dec->changed[i] = dec->changes.picture + 1;
+    }
+}
+
 /// \returns the bytes used, which *got takes too, after an I or P VOP; 0 after another one; an mpeg4_error. A
 /// VOP whose data ends early uses all bytes and gives no picture: frame and reference stay those of the last
 /// one.
@@ -95,6 +120,11 @@ int32_t decode(CodecContext* context, CodecFrame* frame, int32_t* got, const uin
         if (!complete) return size;
         used = static_cast<int32_t>(mpeg4_bits_bytes_used(&dec->bits));
         frame->key_frame = type == MPEG4_I_VOP;
+        ++dec->changes.picture;
+        frame->changes = &dec->changes;
+    } else {
+        note_swap_without_picture(dec);
+        frame->changes = nullptr;
     }
     // Settled: a B-VOP or one that isn't coded shows nothing, but it swaps the pictures like any other, so that
     // the next P-VOP predicts from the older one.

@@ -49,7 +49,9 @@ struct mpeg4_picture {
 /// The private record of the codec table's row. Two pictures, packed planes without any border, swap their
 /// roles with every VOP; all memory comes from open. Invariants:
 ///   1. mb_across x 16 and mb_down x 16 lie inside the pictures, whatever the stream's headers tell;
-///   2. `block` is all zero between two macroblocks.
+///   2. `block` is all zero between two macroblocks;
+///   3. where `same` is set, both pictures hold the same samples and the record is that of a macroblock which
+///      isn't coded, so that there is nothing to be done for a further one.
 struct Mpeg4Decoder {
     alignas(CODEC_ALIGN) int16_t block[6][64];  ///< the coefficients of the macroblock at hand
     CodecContext* context;
@@ -65,7 +67,10 @@ struct Mpeg4Decoder {
     mpeg4_picture current;
     mpeg4_picture reference;
     Mpeg4Macroblock* macroblocks;
-    uint8_t* memory;  ///< pictures and macroblocks, one piece
+    uint8_t* same;         ///< by macroblock
+    uint32_t* changed;     ///< by macroblock; `changes` lends it
+    CodecChanges changes;  ///< `picture` is the one delivered last
+    uint8_t* memory;       ///< all that the pointers above point at, one piece
     mpeg4_header header;
 };
 
@@ -76,6 +81,13 @@ inline mpeg4_picture mpeg4_at_macroblock(const Mpeg4Decoder* dec, const mpeg4_pi
     return {{picture->plane[0] + mb_y * 16 * dec->stride[0] + mb_x * 16,
              picture->plane[1] + mb_y * 8 * dec->stride[1] + mb_x * 8,
              picture->plane[2] + mb_y * 8 * dec->stride[2] + mb_x * 8}};
+}
+
+/// Notes that the macroblock with this index is about to be written anew.
+inline void mpeg4_note_change(Mpeg4Decoder* dec, ptrdiff_t index)
+{
+    dec->same[index] = 0;
+    dec->changed[index] = dec->changes.picture + 1;
 }
 
 inline bool mpeg4_is_intra(int32_t mode)

@@ -36,6 +36,27 @@ void set_vectors(Mpeg4Macroblock* mb, mpeg4_vector vector)
     std::fill_n(mb->mv, 4, vector);
 }
 
+/// Macroblocks that aren't coded, side by side. Where both pictures are the same the record says so already.
+void skip_macroblocks(Mpeg4Decoder* dec, int mb_x, int mb_y, int count)
+{
+    const ptrdiff_t index = ptrdiff_t{mb_y} * dec->mb_across + mb_x;
+    uint8_t* const same = dec->same + index;
+    Mpeg4Macroblock* const mb = dec->macroblocks + index;
+    for (int first = 0; first < count; ++first) {
+        if (same[first]) continue;
+        int end = first;
+        for (; end < count && !same[end]; ++end) {
+            same[end] = 1;
+            mb[end].mode = MPEG4_MODE_NOT_CODED;
+            mb[end].quant = dec->quant;
+            mb[end].cbp = 0;
+            set_vectors(&mb[end], {0, 0});
+        }
+        mpeg4_copy_macroblocks(dec, mb_x + first, mb_y, end - first);
+        first = end;
+    }
+}
+
 /// The rest of a macroblock header behind mcbpc, 10 bits at most, and then the blocks of an intra macroblock.
 void intra_macroblock(Mpeg4Decoder* dec, Mpeg4Macroblock* mb, int mb_x, int mb_y, uint32_t chroma_pattern)
 {
@@ -82,6 +103,7 @@ bool mpeg4_decode_i_vop(Mpeg4Decoder* dec)
                 mpeg4_bits_skip(bits, 9);
                 mpeg4_bits_refill(bits);
             }
+            mpeg4_note_change(dec, mb - dec->macroblocks);
             const mpeg4_code code = or_bad(mpeg4_mcbpc_intra[mpeg4_bits_show(bits, 6)], 6, MPEG4_MODE_INTRA);
             const uint32_t chroma_pattern = take_mcbpc(bits, code, mb);
             intra_macroblock(dec, mb, mb_x, mb_y, chroma_pattern);
@@ -105,14 +127,9 @@ bool mpeg4_decode_p_vop(Mpeg4Decoder* dec)
             if (run > 0) {
                 mpeg4_bits_skip(bits, run);
                 if (mpeg4_bits_overrun(bits)) return false;
-                for (int i = 0; i < run; ++i, ++mb) {
-                    mb->mode = MPEG4_MODE_NOT_CODED;
-                    mb->quant = dec->quant;
-                    mb->cbp = 0;
-                    set_vectors(mb, {0, 0});
-                }
-                mpeg4_copy_macroblocks(dec, mb_x, mb_y, run);
+                skip_macroblocks(dec, mb_x, mb_y, run);
                 mb_x += run;
+                mb += run;
                 continue;
             }
             mpeg4_bits_skip(bits, 1);
@@ -120,6 +137,7 @@ bool mpeg4_decode_p_vop(Mpeg4Decoder* dec)
                 mpeg4_bits_skip(bits, 9);  // the macroblock begins again behind it
                 continue;
             }
+            mpeg4_note_change(dec, mb - dec->macroblocks);
             const mpeg4_code code = or_bad(mpeg4_mcbpc_inter[std::min(mpeg4_bits_show(bits, 9), 256u)], 9);
             const uint32_t chroma_pattern = take_mcbpc(bits, code, mb);
             if (mpeg4_is_intra(mb->mode))

@@ -1,12 +1,17 @@
 // Any bytes at the MPEG-4 decoder. The first byte chooses size and option; the rest is cut into payloads at VOP
-// start codes and fed one by one, each in a block of its own, so that the sanitizer sees a read behind it.
+// start codes and fed one by one, each in a block of its own, so that the sanitizer sees a read behind it. What
+// the decoder leaves out where nothing changes is held against one that copies everything, and the conversion
+// of changes against that of the whole picture.
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <vector>
 
+#include "codec/convert.h"
 #include "codec/decoder.h"
+#include "codec/mpeg4_dec.h"
 
 namespace
 {
@@ -32,6 +37,64 @@ void ReadFrame(const CodecFrame* frame)
     }
 }
 
+class CCopyingDecoder : public CMpeg4Decoder
+{
+  public:
+    using CMpeg4Decoder::CMpeg4Decoder;
+
+    CodecFrame* Decode(const uint8_t* pBuffer, int32_t iLength) override
+    {
+        auto* const dec = static_cast<Mpeg4Decoder*>(m_Context.priv);
+        if (dec) std::memset(dec->same, 0, static_cast<size_t>(dec->mb_across) * dec->mb_down);
+        return CMpeg4Decoder::Decode(pBuffer, iLength);
+    }
+};
+
+bool AreSame(const CodecFrame& a, const CodecFrame& b)
+{
+    for (int plane = 0; plane < 3; ++plane) {
+        const int32_t width = plane == 0 ? a.width : a.width / 2;
+        const int32_t height = plane == 0 ? a.height : a.height / 2;
+        const int32_t stride = a.linesize[plane == 0 ? 0 : 1];
+        for (int32_t row = 0; row < height; ++row) {
+            if (std::memcmp(a.data[plane] + row * stride, b.data[plane] + row * stride,
+                            static_cast<size_t>(width)) != 0)
+                return false;
+        }
+    }
+    return true;
+}
+
+/// Pixels that follow a decoder's pictures by their changes.
+class CFollower
+{
+  public:
+    explicit CFollower(const Size& size)
+        : m_Pixels(static_cast<size_t>(size.iWidth) * size.iHeight * 4), m_Whole(m_Pixels.size())
+    {
+    }
+
+    bool Follows(const CodecFrame& frame)
+    {
+        if (ConvertChanges(Target(frame, m_Pixels), frame, frame.width, frame.height, &m_Held) != CONVERT_OK)
+            return true;
+        ConvertFrame(Target(frame, m_Whole), frame, frame.width, frame.height, false);
+        return m_Pixels == m_Whole;
+    }
+
+  private:
+    static ConvertTarget Target(const CodecFrame& frame, std::vector<uint8_t>& pixels)
+    {
+        return {.data = {pixels.data(), nullptr, nullptr, nullptr},
+                .linesize = {frame.width * 4, 0, 0, 0},
+                .format = CONVERT_FORMAT_BGR32};
+    }
+
+    std::vector<uint8_t> m_Pixels;
+    std::vector<uint8_t> m_Whole;
+    ConvertHeld m_Held{};
+};
+
 /// The next payload's length: up to behind the start code of the second VOP from here.
 size_t PayloadLength(const uint8_t* data, size_t size)
 {
@@ -51,6 +114,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const Size& shape = sizes[data[0] & 7];
     CMpeg4Decoder decoder(shape.iWidth, shape.iHeight);
     decoder.SetStandardChroma((data[0] & 8) != 0);
+    CCopyingDecoder copying(shape.iWidth, shape.iHeight);
+    copying.SetStandardChroma((data[0] & 8) != 0);
+    CFollower follower(shape);
     ++data;
     --size;
     while (size > 0) {
@@ -58,7 +124,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         const std::unique_ptr<uint8_t[]> payload(new uint8_t[length]);
         std::memcpy(payload.get(), data, length);
         const CodecFrame* const frame = decoder.Decode(payload.get(), static_cast<int32_t>(length));
+        const CodecFrame* const copied = copying.Decode(payload.get(), static_cast<int32_t>(length));
+        if ((frame == nullptr) != (copied == nullptr)) std::abort();
         if (frame && frame->data[0]) {
+            if (!AreSame(*frame, *copied) || !follower.Follows(*frame)) std::abort();
             if (frame->width != shape.iWidth || frame->height != shape.iHeight) std::abort();
             ReadFrame(frame);
         }

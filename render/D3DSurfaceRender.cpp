@@ -249,7 +249,7 @@ void CD3DSurfaceRender::Upload(const CodecFrame& frame, const CSurface& surface,
     target.data[0] = locked.bits;
     target.linesize[0] = locked.pitch;
     target.format = FORMAT_BGR0;
-    to.Unlock(ConvertFrame(target, frame, surface.m_iWidth, surface.m_iHeight, false) == CONVERT_OK);
+    to.Unlock(ConvertChanges(target, frame, surface.m_iWidth, surface.m_iHeight, locked.held) == CONVERT_OK);
 }
 
 std::int32_t CD3DSurfaceRender::SaveSnapshot(std::string path, CSurface* surface)

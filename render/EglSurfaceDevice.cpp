@@ -46,6 +46,7 @@ class CEglSurface : public IOffscreenSurface, public std::enable_shared_from_thi
         if (!m_csPixels.try_lock()) return false;
         locked.pitch = m_iWidth * BYTES_A_PIXEL;
         locked.bits = m_Pixels.data();
+        locked.held = &m_Held;
         return true;
     }
 
@@ -63,8 +64,9 @@ class CEglSurface : public IOffscreenSurface, public std::enable_shared_from_thi
     const std::int32_t m_iHeight;
 
   private:
-    std::mutex m_csPixels;  // held between Lock and Unlock; guards the two below
+    std::mutex m_csPixels;  // held between Lock and Unlock; guards the three below
     std::vector<std::uint8_t> m_Pixels;
+    ConvertHeld m_Held{};
     bool m_bChanged = true;
     GLuint m_ulTexture = 0;  // under the renderer's critical section
 };

@@ -32,6 +32,7 @@ struct CMemorySurfaceAdapter::State {
         const std::int32_t iHeight;
         const std::int32_t iPitch;
         std::vector<std::uint8_t> bytes;
+        ConvertHeld held{};
     };
 
     struct Window {
@@ -105,6 +106,7 @@ class CMemorySurface : public IOffscreenSurface
         const auto& given = mode == LOCK_MODE::Discard ? m_pWritten : m_pPixels;
         locked.pitch = given->iPitch;
         locked.bits = given->bytes.data();
+        locked.held = &given->held;
         return true;
     }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "codec/convert.h"
 #include "platform/windows.h"
 
 #include <cstdint>
@@ -58,11 +59,14 @@ struct XDeviceCaps {
 struct XLockedRect {
     std::int32_t pitch = 0;
     std::uint8_t* bits = nullptr;
+    /// What these very pixels hold, kept with them from lock to lock; whoever writes them tells. Null when the
+    /// device gives other pixels each time and keeps nothing.
+    ConvertHeld* held = nullptr;
 };
 
 /// What a picture is locked for.
 enum class LOCK_MODE {
-    Discard,   // to write a whole new one; the pixels that are given may hold anything
+    Discard,   // to write a whole new one; the pixels that are given hold whatever was written to them last
     ReadOnly,  // to read the present one
 };
 

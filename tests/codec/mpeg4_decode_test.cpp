@@ -14,6 +14,7 @@
 #include "codec/decoder.h"
 #include "codec/mpeg4_dec.h"
 #include "codec/mpeg4_idct.h"
+#include "tests/codec/mpeg4_fed_support.h"
 #include "tests/support/kernel_walk.h"
 #include "tests/support/mpeg4_streams.h"
 #include "tests/support/mpeg4_writer.h"
@@ -83,48 +84,6 @@ void PredictMacroblock(const Mpeg4Picture& from, Mpeg4Picture* pTo, int mb_x, in
         Predict(from, pTo, plane, mb_x * 8, mb_y * 8, 8, chroma);
 }
 
-void ExpectSame(const Mpeg4Picture& found, const Mpeg4Picture& expected)
-{
-    for (int plane = 0; plane < 3; ++plane) {
-        const int width = PlaneWidth(expected, plane);
-        ASSERT_EQ(found.Plane[plane].size(), expected.Plane[plane].size());
-        for (size_t i = 0; i < expected.Plane[plane].size(); ++i)
-            ASSERT_EQ(found.Plane[plane][i], expected.Plane[plane][i])
-                << "plane " << plane << ", x " << i % static_cast<size_t>(width) << ", y "
-                << i / static_cast<size_t>(width);
-    }
-}
-
-/// One open decoder, fed through the hook itself, so that the raw results are seen.
-class CFed
-{
-  public:
-    CFed(int iWidth, int iHeight)
-    {
-        codec_init();
-        codec_register_all();
-        m_Context.width = iWidth;
-        m_Context.height = iHeight;
-        EXPECT_EQ(codec_open(&m_Context, codec_find_decoder(CODEC_ID_MPEG4)), 0);
-    }
-    ~CFed() { codec_close(&m_Context); }
-    CFed(const CFed&) = delete;
-    CFed& operator=(const CFed&) = delete;
-
-    int32_t Feed(const std::vector<uint8_t>& bytes)
-    {
-        m_iGot = 0;
-        return m_Context.entry->decode(&m_Context, &m_Frame, &m_iGot, bytes.data(),
-                                       static_cast<int32_t>(bytes.size()));
-    }
-    Mpeg4Picture Picture() const { return CopyPicture(m_Frame); }
-    Mpeg4Decoder* Record() const { return static_cast<Mpeg4Decoder*>(m_Context.priv); }
-
-    CodecContext m_Context = {};
-    CodecFrame m_Frame = {};
-    int32_t m_iGot = 0;
-};
-
 /// A decoder of 48x48, three macroblocks square, that has shown an I picture.
 class Mpeg4Decode : public ::testing::Test
 {
@@ -165,7 +124,7 @@ TEST_F(Mpeg4Decode, ChromaVectorTakesTheDevicesTableByDefault)
         FeedP([v](CMpeg4Writer& w) { w.Skip(4).InterMacroblock(v, 3 - v / 2).Skip(4); });
         Mpeg4Picture expected = m_Base;
         PredictMacroblock(m_Base, &expected, 1, 1, {v, 3 - v / 2}, chroma_default);
-        ExpectSame(m_Fed.Picture(), expected);
+        ExpectSamePicture(m_Fed.Picture(), expected);
     }
 }
 
@@ -178,7 +137,7 @@ TEST_F(Mpeg4Decode, ChromaVectorTakesTheStandardsTableAsAnOption)
         FeedP([v](CMpeg4Writer& w) { w.Skip(4).InterMacroblock(v, 3 - v / 2).Skip(4); });
         Mpeg4Picture expected = m_Base;
         PredictMacroblock(m_Base, &expected, 1, 1, {v, 3 - v / 2}, chroma_standard);
-        ExpectSame(m_Fed.Picture(), expected);
+        ExpectSamePicture(m_Fed.Picture(), expected);
     }
 }
 
@@ -196,7 +155,7 @@ TEST_F(Mpeg4Decode, StandardChromaIsSetAtTheDecoderObject)
         ASSERT_NE(frame, nullptr);
         Mpeg4Picture expected = m_Base;
         PredictMacroblock(m_Base, &expected, 1, 1, {1, 2}, tables[on]);
-        ExpectSame(CopyPicture(*frame), expected);
+        ExpectSamePicture(CopyPicture(*frame), expected);
     }
 }
 
@@ -229,7 +188,7 @@ TEST_F(Mpeg4Decode, FourVectorsShareAChromaVector)
                                (sum_y >> 3) + chroma_of_four[sum_y & 15]};
         for (int plane : {1, 2})
             Predict(m_Base, &expected, plane, 8, 8, 8, chroma);
-        ExpectSame(m_Fed.Picture(), expected);
+        ExpectSamePicture(m_Fed.Picture(), expected);
     }
 }
 
@@ -243,7 +202,7 @@ TEST_F(Mpeg4Decode, VectorThatLeavesThePictureReadsTheClampedEdge)
             FeedP([&](CMpeg4Writer& w) { w.Skip(corner).InterMacroblock(v.x, v.y).Skip(8 - corner); });
             Mpeg4Picture expected = m_Base;
             PredictMacroblock(m_Base, &expected, corner % 3, corner / 3, v, chroma_default);
-            ExpectSame(m_Fed.Picture(), expected);
+            ExpectSamePicture(m_Fed.Picture(), expected);
         }
     }
 }
@@ -268,7 +227,7 @@ TEST_F(Mpeg4Decode, MissingVectorsCountAsZeroButTheLeftOneAlonePredicts)
     Mpeg4Picture expected = m_Base;
     for (int i : {0, 1, 2, 3, 5})
         PredictMacroblock(m_Base, &expected, i % 3, i / 3, mv[i], chroma_default);
-    ExpectSame(m_Fed.Picture(), expected);
+    ExpectSamePicture(m_Fed.Picture(), expected);
 }
 
 TEST_F(Mpeg4Decode, VectorsWrapIntoTheRangeOfFcodeOneWhateverTheHeaderTells)
@@ -284,7 +243,7 @@ TEST_F(Mpeg4Decode, VectorsWrapIntoTheRangeOfFcodeOneWhateverTheHeaderTells)
         PredictMacroblock(m_Base, &expected, 0, 0, {31, -32}, chroma_default);
         PredictMacroblock(m_Base, &expected, 1, 0, {41 - 64, -35 + 64}, chroma_default);
         PredictMacroblock(m_Base, &expected, 2, 0, {-14, 30}, chroma_default);
-        ExpectSame(m_Fed.Picture(), expected);
+        ExpectSamePicture(m_Fed.Picture(), expected);
     }
 }
 
@@ -297,7 +256,7 @@ TEST_F(Mpeg4Decode, RoundingIsOfTypeZeroWhateverTheHeaderTells)
     const Mpeg4Picture expected = m_Fed.Picture();
     Restore();
     FeedP(write, {.type = 1, .rounding = true});
-    ExpectSame(m_Fed.Picture(), expected);
+    ExpectSamePicture(m_Fed.Picture(), expected);
 }
 
 TEST_F(Mpeg4Decode, DcThresholdIsReadAndIgnored)
@@ -312,7 +271,7 @@ TEST_F(Mpeg4Decode, DcThresholdIsReadAndIgnored)
         packet[i / 8] |= static_cast<uint8_t>(0x80 >> i % 8);
     ASSERT_GT(m_Fed.Feed(packet), 0);
     EXPECT_EQ(m_Fed.Record()->header.intra_dc_vlc_thr, 7u);
-    ExpectSame(m_Fed.Picture(), m_Base);
+    ExpectSamePicture(m_Fed.Picture(), m_Base);
 }
 
 TEST_F(Mpeg4Decode, QuantTypeIsReadAndIgnored)
@@ -326,7 +285,7 @@ TEST_F(Mpeg4Decode, QuantTypeIsReadAndIgnored)
     residual(layer);
     ASSERT_GT(m_Fed.Feed(layer.Take()), 0);
     EXPECT_EQ(m_Fed.Record()->header.quant_type, 1u);
-    ExpectSame(m_Fed.Picture(), expected);
+    ExpectSamePicture(m_Fed.Picture(), expected);
 }
 
 /// A macroblock with a change of quant and one level of 1 in its first luma block, vector zero.
@@ -352,7 +311,7 @@ TEST_F(Mpeg4Decode, RunningQuantIsNotClamped)
             }
         }
     }
-    ExpectSame(m_Fed.Picture(), expected);
+    ExpectSamePicture(m_Fed.Picture(), expected);
 }
 
 TEST_F(Mpeg4Decode, RunningQuantMayFallBelowZero)
@@ -381,7 +340,7 @@ TEST_F(Mpeg4Decode, BadCodeSkipsTheRestOfItsBlockOnly)
         }
     }
     PredictMacroblock(m_Base, &expected, 1, 0, {6, 2}, chroma_default);
-    ExpectSame(m_Fed.Picture(), expected);
+    ExpectSamePicture(m_Fed.Picture(), expected);
 }
 
 TEST_F(Mpeg4Decode, RunThatLeavesTheBlockEndsIt)
@@ -394,7 +353,7 @@ TEST_F(Mpeg4Decode, RunThatLeavesTheBlockEndsIt)
     });
     Mpeg4Picture expected = m_Base;
     PredictMacroblock(m_Base, &expected, 1, 0, {6, 2}, chroma_default);
-    ExpectSame(m_Fed.Picture(), expected);
+    ExpectSamePicture(m_Fed.Picture(), expected);
 }
 
 TEST_F(Mpeg4Decode, AllFormsOfEscapeSayTheSameLevel)
@@ -408,7 +367,7 @@ TEST_F(Mpeg4Decode, AllFormsOfEscapeSayTheSameLevel)
         pictures[i] = m_Fed.Picture();
     }
     EXPECT_NE(pictures[0].Plane[0], m_Base.Plane[0]);
-    ExpectSame(pictures[0], pictures[1]);
+    ExpectSamePicture(pictures[0], pictures[1]);
     // last, run 42, level -1: the largest run is 40, so that the second form adds 41 to a run of 1
     const char* const long_runs[] = {"0000011 10 001111 1", "0000011 11 1 101010 1 111111111111 1"};
     for (int i = 0; i < 2; ++i) {
@@ -417,7 +376,7 @@ TEST_F(Mpeg4Decode, AllFormsOfEscapeSayTheSameLevel)
         pictures[i] = m_Fed.Picture();
     }
     EXPECT_NE(pictures[0].Plane[0], m_Base.Plane[0]);
-    ExpectSame(pictures[0], pictures[1]);
+    ExpectSamePicture(pictures[0], pictures[1]);
 }
 
 TEST_F(Mpeg4Decode, MacroblockStuffingIsPassedOver)
@@ -427,7 +386,7 @@ TEST_F(Mpeg4Decode, MacroblockStuffingIsPassedOver)
     });
     Mpeg4Picture expected = m_Base;
     PredictMacroblock(m_Base, &expected, 1, 1, {6, 2}, chroma_default);
-    ExpectSame(m_Fed.Picture(), expected);
+    ExpectSamePicture(m_Fed.Picture(), expected);
 }
 
 TEST_F(Mpeg4Decode, BytesUsedAreThoseOfTheVop)
@@ -474,11 +433,11 @@ TEST_P(Mpeg4Hidden, SwapsThePicturesSoThatTheNextPPredictsFromTheOlderOne)
     const std::vector<uint8_t> hidden = writer.Vop(GetParam()).Bits(0, 32).Take();
     EXPECT_EQ(m_Fed.Feed(hidden), 0);
     EXPECT_EQ(m_Fed.m_iGot, 0);
-    EXPECT_EQ(m_Fed.m_Frame.key_frame, 77);  // left as it was
-    ExpectSame(m_Fed.Picture(), m_Base);     // filled all the same
+    EXPECT_EQ(m_Fed.m_Frame.key_frame, 77);      // left as it was
+    ExpectSamePicture(m_Fed.Picture(), m_Base);  // filled all the same
 
     FeedP([](CMpeg4Writer& w) { w.Skip(9); });
-    ExpectSame(m_Fed.Picture(), m_Base);
+    ExpectSamePicture(m_Fed.Picture(), m_Base);
 }
 
 TEST_P(Mpeg4Hidden, IsAFailureOfTheTable)
@@ -510,7 +469,7 @@ TEST_F(Mpeg4Decode, RefusedHeadersSwapNothing)
     CMpeg4Writer writer;
     EXPECT_EQ(m_Fed.Feed(writer.Vol({.interlaced = true}).Vop({}).Bits(0, 32).Take()), -9965);
     FeedP([](CMpeg4Writer& w) { w.Skip(9); });
-    ExpectSame(m_Fed.Picture(), newer);
+    ExpectSamePicture(m_Fed.Picture(), newer);
 }
 
 TEST_F(Mpeg4Decode, VolOfAnotherSizeChangesTheStoredSizeOnly)
@@ -526,7 +485,7 @@ TEST_F(Mpeg4Decode, VolOfAnotherSizeChangesTheStoredSizeOnly)
         EXPECT_EQ(m_Fed.m_Frame.width, SIZE);
         EXPECT_EQ(m_Fed.m_Frame.height, SIZE);
         EXPECT_EQ(m_Fed.m_Frame.linesize[0], SIZE);
-        ExpectSame(m_Fed.Picture(), m_Base);
+        ExpectSamePicture(m_Fed.Picture(), m_Base);
     }
 }
 
@@ -646,7 +605,7 @@ TEST(Mpeg4DecodeSteps, AllCapabilityStepsGiveTheSamePictures)
                 if (step.caps == 0)
                     plain.push_back(fed.Picture());
                 else
-                    ExpectSame(fed.Picture(), plain[i]);
+                    ExpectSamePicture(fed.Picture(), plain[i]);
             }
         }
     }

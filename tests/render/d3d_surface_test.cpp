@@ -153,6 +153,49 @@ TEST_F(D3DSurfaceTest, WidthOf360IsNotShownAndTheSurfaceKeepsItsContents)
     }
 }
 
+TEST_F(D3DSurfaceTest, PictureOfChangesIsShownWholeWhateverTheSurfaceHeldBefore)
+{
+    ASSERT_NE(m_Render.Init(HWND::Null), 0);
+    CSurface* const surface = m_Render.CreateSurface(WIDTH, HEIGHT);
+    constexpr std::int32_t ACROSS = WIDTH / 16;
+    constexpr std::int32_t DOWN = HEIGHT / 16;
+    std::vector<std::uint32_t> numbers(std::size_t{ACROSS} * DOWN, 1);
+    CodecChanges changes{1, 1, ACROSS, DOWN, numbers.data()};
+    CTestFrame frame(WIDTH, HEIGHT, 40);
+    frame.m_Frame.changes = &changes;
+    const auto fill = [&](int column, std::uint8_t luma) {
+        for (int row = 0; row < 16; ++row)
+            std::memset(frame.m_Frame.data[0] + row * WIDTH + column * 16, luma, 16);
+    };
+    EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, surface, CELL), 0);
+    // Each picture changes one macroblock; the device writes into other pixels in turn.
+    for (int column = 0; column < 12; ++column) {
+        const auto luma = static_cast<std::uint8_t>(100 + column);
+        fill(column, luma);
+        numbers[static_cast<std::size_t>(column)] = ++changes.picture;
+        EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, surface, CELL), 0);
+        for (int before = 0; before <= column; ++before)
+            EXPECT_EQ(Pixel(CELL, before * 16 + 3, 5), GreyPixel(static_cast<std::uint8_t>(100 + before)))
+                << column;
+        EXPECT_EQ(Pixel(CELL, (column + 1) * 16, 5), GreyPixel(40)) << column;
+    }
+    // A frame that doesn't tell, and then one of another stream with the same number.
+    CTestFrame other(WIDTH, HEIGHT, 200);
+    EXPECT_EQ(m_Render.DisplayClient(&other.m_Frame, surface, CELL), 0);
+    EXPECT_EQ(Pixel(CELL, 3, 5), GreyPixel(200));
+    EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, surface, CELL), 0);
+    EXPECT_EQ(Pixel(CELL, 3, 5), GreyPixel(100));
+    EXPECT_EQ(Pixel(CELL, WIDTH - 1, HEIGHT - 1), GreyPixel(40));
+    CodecChanges foreign = changes;
+    foreign.stream = 2;
+    other.m_Frame.changes = &foreign;
+    for (int turn = 0; turn < 2; ++turn) {
+        EXPECT_EQ(m_Render.DisplayClient(&other.m_Frame, surface, CELL), 0);
+        EXPECT_EQ(Pixel(CELL, 3, 5), GreyPixel(200));
+        EXPECT_EQ(Pixel(CELL, WIDTH - 1, HEIGHT - 1), GreyPixel(200));
+    }
+}
+
 TEST_F(D3DSurfaceTest, NullFrameShowsWhatTheSurfaceHolds)
 {
     m_Render.Init(CELL);

@@ -72,6 +72,18 @@ TEST_F(EglDeviceTest, AdapterTellsTheScreen)
     EXPECT_EQ(m_pDevice->TestCooperativeLevel(), DEVICE_STATE::Working);
 }
 
+TEST_F(EglDeviceTest, NoteOfWhatPixelsHoldStaysWithThem)
+{
+    for (std::uint32_t picture = 1; picture < 4; ++picture) {
+        XLockedRect locked;
+        ASSERT_TRUE(m_pSurface->Lock(LOCK_MODE::Discard, locked));
+        ASSERT_NE(locked.held, nullptr);
+        EXPECT_EQ(locked.held->picture, picture - 1);
+        locked.held->picture = picture;
+        m_pSurface->Unlock(true);
+    }
+}
+
 TEST_F(EglDeviceTest, PictureFillsTheWindowTheRightWayUpInItsColours)
 {
     const HWND window = m_Windows.Create(0, 160, 120);

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
 
 namespace
 {
@@ -72,6 +73,21 @@ TEST_F(MemoryDeviceTest, LockThatWroteNothingLeavesThePicture)
     m_pSurface->Unlock(false);
     Show();
     EXPECT_TRUE(ShowsNothingBut(5));
+}
+
+TEST_F(MemoryDeviceTest, NoteOfWhatPixelsHoldStaysWithThesePixels)
+{
+    std::map<const std::uint8_t*, std::uint32_t> noted;
+    for (std::uint32_t picture = 1; picture < 8; ++picture) {
+        XLockedRect locked;
+        ASSERT_TRUE(m_pSurface->Lock(LOCK_MODE::Discard, locked));
+        ASSERT_NE(locked.held, nullptr);
+        EXPECT_EQ(locked.held->picture, noted[locked.bits]) << "0 for fresh pixels";
+        noted[locked.bits] = locked.held->picture = picture;
+        m_pSurface->Unlock(true);
+        Show();
+    }
+    EXPECT_EQ(noted.size(), 2U) << "one shown, one written";
 }
 
 TEST_F(MemoryDeviceTest, ReadingLockGivesThePresentPicture)

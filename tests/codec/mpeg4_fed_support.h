@@ -1,0 +1,53 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "codec/codec.h"
+#include "codec/mpeg4_dec.h"
+#include "tests/support/mpeg4_streams.h"
+
+/// Sample by sample.
+inline void ExpectSamePicture(const Mpeg4Picture& found, const Mpeg4Picture& expected)
+{
+    for (int plane = 0; plane < 3; ++plane) {
+        const auto width = static_cast<size_t>(plane == 0 ? expected.iWidth : expected.iWidth / 2);
+        ASSERT_EQ(found.Plane[plane].size(), expected.Plane[plane].size());
+        for (size_t i = 0; i < expected.Plane[plane].size(); ++i)
+            ASSERT_EQ(found.Plane[plane][i], expected.Plane[plane][i])
+                << "plane " << plane << ", x " << i % width << ", y " << i / width;
+    }
+}
+
+/// One open decoder, fed through the hook itself, so that the raw results are seen.
+class CFed
+{
+  public:
+    CFed(int iWidth, int iHeight)
+    {
+        codec_init();
+        codec_register_all();
+        m_Context.width = iWidth;
+        m_Context.height = iHeight;
+        EXPECT_EQ(codec_open(&m_Context, codec_find_decoder(CODEC_ID_MPEG4)), 0);
+    }
+    ~CFed() { codec_close(&m_Context); }
+    CFed(const CFed&) = delete;
+    CFed& operator=(const CFed&) = delete;
+
+    int32_t Feed(const std::vector<uint8_t>& bytes)
+    {
+        m_iGot = 0;
+        return m_Context.entry->decode(&m_Context, &m_Frame, &m_iGot, bytes.data(),
+                                       static_cast<int32_t>(bytes.size()));
+    }
+    Mpeg4Picture Picture() const { return CopyPicture(m_Frame); }
+    Mpeg4Decoder* Record() const { return static_cast<Mpeg4Decoder*>(m_Context.priv); }
+
+    CodecContext m_Context = {};
+    CodecFrame m_Frame = {};
+    int32_t m_iGot = 0;
+};
