@@ -265,6 +265,8 @@ void CServer::SayReady()
 
 void CServer::End()
 {
+    m_pRendezvousRoad->Flush();
+    m_pDeviceRoad->Flush();
     m_Context.stop();
 }
 

@@ -3,6 +3,9 @@
 #include <chrono>
 #include <utility>
 
+#include "recorder/protocol/DatagramRuns.h"
+#include "recorder/server/SegmentedSocket.h"
+
 namespace recorder
 {
 
@@ -10,6 +13,7 @@ namespace
 {
 
 constexpr int SOCKET_BUFFER_BYTES = 4 << 20;  // asked for; the system gives what its limit allows
+constexpr int READS_AT_ONCE = 16;             // then other handlers have their turn
 
 }  // namespace
 
@@ -43,6 +47,7 @@ CUdpRoad::CUdpRoad(asio::io_context& context, const XEndpoint& at, const XFaultR
     asio::error_code ignored;
     m_Socket.set_option(asio::socket_base::receive_buffer_size(SOCKET_BUFFER_BYTES), ignored);
     m_Socket.set_option(asio::socket_base::send_buffer_size(SOCKET_BUFFER_BYTES), ignored);
+    JoinReceived(m_Socket.native_handle());
 }
 
 void CUdpRoad::Start()
@@ -57,11 +62,22 @@ XEndpoint CUdpRoad::Local() const
 
 void CUdpRoad::ReadNext()
 {
-    m_Socket.async_receive_from(asio::buffer(m_Buffer), m_From, [this](asio::error_code error, size_t bytes) {
+    m_Socket.async_wait(asio::ip::udp::socket::wait_read, [this](asio::error_code error) {
         if (error == asio::error::operation_aborted || !m_Socket.is_open()) return;
-        if (!error) m_Receive(FromAsio(m_From), std::span(m_Buffer.data(), bytes));
+        Read();
         ReadNext();
     });
+}
+
+void CUdpRoad::Read()
+{
+    XBurst burst;
+    for (int i = 0; i < READS_AT_ONCE; ++i) {
+        if (ReceiveBurst(m_Socket.native_handle(), m_Buffer, burst) != 0) return;
+        do {  // an empty datagram is one too
+            m_Receive(burst.m_From, TakeSegment(burst.m_Bytes, burst.m_ulSegment));
+        } while (!burst.m_Bytes.empty());
+    }
 }
 
 void CUdpRoad::Send(const XEndpoint& to, Bytes bytes, ECarries carries)
@@ -73,17 +89,50 @@ void CUdpRoad::Send(const XEndpoint& to, Bytes bytes, ECarries carries)
     } else {
         m_Ready.push_back({to, std::move(bytes)});
     }
-    Flush();
+    FlushSoon();
+}
+
+void CUdpRoad::FlushSoon()
+{
+    if (m_bFlushComes || m_Ready.empty()) return;
+    m_bFlushComes = true;
+    asio::post(m_Socket.get_executor(), [this, alive = std::weak_ptr(m_pAlive)] {
+        if (alive.expired()) return;
+        m_bFlushComes = false;
+        Flush();
+    });
 }
 
 void CUdpRoad::Flush()
 {
-    for (const XDatagram& datagram : m_Ready) {
+    for (std::span<const XDatagram> left = m_Ready; !left.empty();) {
+        const auto run = left.first(CountRun(left));
+        if (!SendTogether(run)) SendSingly(run);
+        left = left.subspan(run.size());
+    }
+    m_Ready.clear();
+}
+
+// False when nothing was sent and it is worth to try them one by one.
+bool CUdpRoad::SendTogether(std::span<const XDatagram> run)
+{
+    if (!m_bRuns || run.size() == 1) return false;
+    const int error = SendRun(m_Socket.native_handle(), run);
+    if (IsRunRefused(error)) {
+        m_bRuns = false;
+        return false;
+    }
+    (error != 0 ? m_ulNotSent : m_ulSent) += run.size();
+    return true;
+}
+
+void CUdpRoad::SendSingly(std::span<const XDatagram> run)
+{
+    for (const XDatagram& datagram : run) {
         asio::error_code error;
         m_Socket.send_to(asio::buffer(datagram.m_Bytes), ToAsio(datagram.m_To), 0, error);
         ++(error ? m_ulNotSent : m_ulSent);
     }
-    m_Ready.clear();
 }
 
 void CUdpRoad::WaitForDelayed(TimeUs iDue)

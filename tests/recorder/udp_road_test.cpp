@@ -1,0 +1,248 @@
+// The road over real loopback sockets, with the context run by the test.
+
+#include "recorder/server/UdpRoad.h"
+
+#include <gmock/gmock.h>
+
+#include <netinet/udp.h>
+#include <sys/socket.h>
+
+#include "recorder/server/SegmentedSocket.h"
+#include "tests/recorder/recorder_support.h"
+
+namespace
+{
+
+using namespace recorder;
+using testing::ElementsAre;
+
+constexpr XEndpoint ANY_PORT = {0x7F000001, 0};
+
+// A plain socket that gives up waiting after ten seconds.
+class CPlain
+{
+  public:
+    CPlain() : m_Socket(m_Context, ToAsio(ANY_PORT))
+    {
+        const timeval patience{10, 0};
+        setsockopt(m_Socket.native_handle(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    }
+    XEndpoint Local() const { return FromAsio(m_Socket.local_endpoint()); }
+    // The next datagram; "nothing" when none comes.
+    std::string Receive(int flags = 0)
+    {
+        std::vector<char> bytes(70000);
+        const ssize_t count = recv(m_Socket.native_handle(), bytes.data(), bytes.size(), flags);
+        return count < 0 ? "nothing" : std::string(bytes.data(), static_cast<size_t>(count));
+    }
+    // The pieces in one call, cut by the network code.
+    void SendTogether(const XEndpoint& to, const std::vector<std::string>& pieces)
+    {
+        std::vector<XDatagram> run;
+        for (const auto& piece : pieces)
+            run.push_back({to, Bytes(piece.begin(), piece.end())});
+        ASSERT_EQ(SendRun(m_Socket.native_handle(), run), 0);
+    }
+
+  private:
+    asio::io_context m_Context;
+    asio::ip::udp::socket m_Socket;
+};
+
+class UdpRoadTest : public testing::Test
+{
+  protected:
+    std::unique_ptr<CUdpRoad> MakeRoad(const XFaultRates& rates = {})
+    {
+        return std::make_unique<CUdpRoad>(m_Context, ANY_PORT, rates, 1, std::set{ECarries::Video},
+                                          [this](const XEndpoint& from, std::span<const uint8_t> datagram) {
+                                              m_Senders.push_back(from);
+                                              m_Received.emplace_back(datagram.begin(), datagram.end());
+                                          });
+    }
+    static void Send(CUdpRoad& road, const CPlain& to, const std::string& text)
+    {
+        road.Send(to.Local(), Bytes(text.begin(), text.end()), ECarries::Video);
+    }
+    // Handlers until so many datagrams have been received, or ten seconds.
+    void ReceiveUntil(size_t count)
+    {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (m_Received.size() < count && m_Context.run_one_until(end) > 0) {
+        }
+    }
+
+    asio::io_context m_Context;
+    std::vector<XEndpoint> m_Senders;
+    std::vector<std::string> m_Received;
+    CPlain m_Plain;
+    CPlain m_Other;
+};
+
+TEST_F(UdpRoadTest, WhatAHandlerSendsGoesOutBehindIt)
+{
+    const auto road = MakeRoad();
+    asio::post(m_Context, [&] {
+        Send(*road, m_Plain, "one");
+        Send(*road, m_Plain, "two");
+        EXPECT_EQ(road->Sent(), 0U);
+        EXPECT_EQ(m_Plain.Receive(MSG_DONTWAIT), "nothing");
+    });
+    EXPECT_EQ(m_Context.run(), 2U) << "one flush for both";
+    EXPECT_EQ(road->Sent(), 2U);
+    EXPECT_EQ(m_Plain.Receive(), "one");
+    EXPECT_EQ(m_Plain.Receive(), "two");
+}
+
+TEST_F(UdpRoadTest, PiecesOfARunArriveAsSingleDatagramsInOrder)
+{
+    const auto road = MakeRoad();
+    std::vector<std::string> texts;
+    for (int i = 0; i < 70; ++i)
+        texts.push_back(std::string(1119, static_cast<char>('a' + i % 26)) + static_cast<char>(i));
+    texts.emplace_back("short");
+    texts.emplace_back("");
+    texts.emplace_back("a longer one");
+    for (const auto& text : texts)
+        Send(*road, m_Plain, text);
+    m_Context.run();
+    EXPECT_EQ(road->Sent(), texts.size());
+    EXPECT_EQ(road->NotSent(), 0U);
+    for (const auto& text : texts)
+        ASSERT_EQ(m_Plain.Receive(), text);
+}
+
+TEST_F(UdpRoadTest, EachDatagramGoesToItsEndpoint)
+{
+    const auto road = MakeRoad();
+    Send(*road, m_Plain, "a");
+    Send(*road, m_Other, "b");
+    Send(*road, m_Other, "c");
+    Send(*road, m_Plain, "d");
+    m_Context.run();
+    EXPECT_EQ(m_Plain.Receive(), "a");
+    EXPECT_EQ(m_Plain.Receive(), "d");
+    EXPECT_EQ(m_Other.Receive(), "b");
+    EXPECT_EQ(m_Other.Receive(), "c");
+}
+
+// The number of the road's socket, which is known by its port alone.
+int SocketOf(const CUdpRoad& road)
+{
+    for (int number = 3; number < 1024; ++number) {
+        sockaddr_in address{};
+        socklen_t size = sizeof address;
+        if (getsockname(number, reinterpret_cast<sockaddr*>(&address), &size) == 0 &&
+            address.sin_family == AF_INET && ntohs(address.sin_port) == road.Local().m_usPort)
+            return number;
+    }
+    return -1;
+}
+
+TEST_F(UdpRoadTest, NetworkCodeThatDoesNotCutGetsThemOneByOne)
+{
+    const auto road = MakeRoad();
+    // Without checksums there is no segmentation.
+    const int on = 1;
+    ASSERT_EQ(setsockopt(SocketOf(*road), SOL_SOCKET, SO_NO_CHECK, &on, sizeof on), 0);
+    for (int turn = 0; turn < 2; ++turn) {
+        for (const char* const text : {"one", "two", "x"})
+            Send(*road, m_Plain, text);
+        m_Context.restart();
+        m_Context.run();
+        for (const char* const text : {"one", "two", "x"})
+            EXPECT_EQ(m_Plain.Receive(), text);
+    }
+    EXPECT_EQ(road->Sent(), 6U);
+    EXPECT_EQ(road->NotSent(), 0U);
+}
+
+TEST_F(UdpRoadTest, EachDatagramThatIsNotTakenIsCounted)
+{
+    const auto road = MakeRoad();
+    // Port 0 is nobody's.
+    for (int i = 0; i < 3; ++i)
+        road->Send(ANY_PORT, Bytes(10), ECarries::Video);
+    Send(*road, m_Plain, "a");
+    m_Context.run();
+    EXPECT_EQ(road->NotSent(), 3U);
+    EXPECT_EQ(road->Sent(), 1U);
+    EXPECT_EQ(m_Plain.Receive(), "a");
+}
+
+TEST_F(UdpRoadTest, DelayedDatagramsGoOutTogetherWhenTheyAreDue)
+{
+    XFaultRates rates;
+    rates.m_iDelay = 5 * MILLISECOND;
+    const auto road = MakeRoad(rates);
+    const TimeUs begin = Now();
+    for (const char* const text : {"a", "b", "c"})
+        Send(*road, m_Plain, text);
+    EXPECT_EQ(m_Plain.Receive(MSG_DONTWAIT), "nothing");
+    m_Context.run();
+    EXPECT_GE(Now() - begin, rates.m_iDelay);
+    EXPECT_EQ(road->Sent(), 3U);
+    for (const char* const text : {"a", "b", "c"})
+        EXPECT_EQ(m_Plain.Receive(), text);
+}
+
+TEST_F(UdpRoadTest, FlushThatComesAfterTheRoadsEndDoesNothing)
+{
+    auto road = MakeRoad();
+    Send(*road, m_Plain, "a");
+    road.reset();
+    EXPECT_EQ(m_Context.run(), 1U);
+    EXPECT_EQ(m_Plain.Receive(MSG_DONTWAIT), "nothing");
+}
+
+TEST_F(UdpRoadTest, FlushAtOnceLeavesNothingForLater)
+{
+    const auto road = MakeRoad();
+    Send(*road, m_Plain, "a");
+    road->Flush();
+    EXPECT_EQ(m_Plain.Receive(), "a");
+    m_Context.run();
+    EXPECT_EQ(road->Sent(), 1U);
+    EXPECT_EQ(m_Plain.Receive(MSG_DONTWAIT), "nothing");
+}
+
+TEST_F(UdpRoadTest, WhatWasSentTogetherIsReceivedOneByOne)
+{
+    const auto road = MakeRoad();
+    road->Start();
+    m_Plain.SendTogether(road->Local(), {"one", "two", "six", "4"});
+    m_Other.SendTogether(road->Local(), {"seven", "eight"});
+    m_Plain.SendTogether(road->Local(), {"alone"});
+    ReceiveUntil(7);
+    EXPECT_THAT(m_Received, ElementsAre("one", "two", "six", "4", "seven", "eight", "alone"));
+    const XEndpoint plain = m_Plain.Local();
+    const XEndpoint other = m_Other.Local();
+    EXPECT_THAT(m_Senders, ElementsAre(plain, plain, plain, plain, other, other, plain));
+}
+
+TEST_F(UdpRoadTest, EmptyDatagramIsReceivedToo)
+{
+    const auto road = MakeRoad();
+    const auto sender = MakeRoad();
+    road->Start();
+    for (const std::string& text : {std::string("a"), std::string(), std::string("b")})
+        sender->Send(road->Local(), Bytes(text.begin(), text.end()), ECarries::Video);
+    ReceiveUntil(3);
+    EXPECT_THAT(m_Received, ElementsAre("a", "", "b"));
+}
+
+TEST_F(UdpRoadTest, MoreThanOneTurnReadsIsReceived)
+{
+    const auto road = MakeRoad();
+    const auto sender = MakeRoad();
+    road->Start();
+    std::vector<std::string> texts;
+    for (int i = 0; i < 50; ++i) {
+        texts.push_back(std::string(static_cast<size_t>(1 + i), 'x'));  // growing: none joins another
+        sender->Send(road->Local(), Bytes(texts.back().begin(), texts.back().end()), ECarries::Video);
+    }
+    ReceiveUntil(texts.size());
+    EXPECT_EQ(m_Received, texts);
+}
+
+}  // namespace
