@@ -8,6 +8,7 @@
 #include <cerrno>
 
 #include "remote/AnswerBatch.h"
+#include "remote/DatagramReader.h"
 
 namespace
 {
@@ -228,24 +229,23 @@ void CP2PClient::Stop()
 /// It waits for one datagram, then takes all that are there, and answers them together.
 std::uint32_t CP2PClient::Receive()
 {
-    std::uint8_t datagram[P2P_DATAGRAM_BYTES];
+    using WAIT = CDatagramReader::WAIT;
+    CDatagramReader reader(m_hSocket, P2P_DATAGRAM_BYTES);
     CAnswerBatch answers(*this, m_hSocket);
-    bool bMore = false;  // something was there a moment ago
+    std::span<const std::uint8_t> datagram;
+    sockaddr_in from{};
+    bool bMore = false;  // something may be there
     for (;;) {
-        sockaddr_in from{};
-        socklen_t size = sizeof from;
-        const ssize_t count = recvfrom(m_hSocket, datagram, sizeof datagram, bMore ? MSG_DONTWAIT : 0,
-                                       reinterpret_cast<sockaddr*>(&from), &size);
+        const bool bRead = reader.Read(bMore ? WAIT::No : WAIT::ForOne);
         if (IsStopping()) return 0;
-        if (count < 0) {
-            // A broken socket is read again for ever.
-            if (!bMore && errno != EINTR) m_Options.m_pClock->Sleep(1);
-            answers.Flush();
-            bMore = false;
-            continue;
+        // A broken socket is read again for ever.
+        if (!bRead && !bMore && errno != EINTR) m_Options.m_pClock->Sleep(1);
+        while (reader.Next(datagram, from)) {
+            m_Protocol.HandleDatagram(datagram, from, answers);
+            if (IsStopping()) return 0;
         }
-        m_Protocol.HandleDatagram({datagram, static_cast<std::size_t>(count)}, from, answers);
-        bMore = true;
+        bMore = reader.IsMoreLikely();
+        if (!bMore) answers.Flush();
     }
 }
 

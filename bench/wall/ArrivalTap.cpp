@@ -5,6 +5,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstring>
@@ -14,6 +15,7 @@
 #include <set>
 #include <vector>
 
+#include "remote/DatagramReader.h"
 #include "remote/MessageAssembler.h"
 #include "remote/P2PWire.h"
 
@@ -79,7 +81,25 @@ void Look(std::span<const std::uint8_t> datagram, double stamp)
         tap.m_Arrived[static_cast<std::size_t>(ReadMessageHeader(message).m_iChannel)].push_back(stamp);
 }
 
-ssize_t ReceiveStamped(int socket, void* buffer, std::size_t size, int flags, sockaddr* from, socklen_t* length)
+// Room for the stamp and the size of the pieces.
+struct XControl {
+    alignas(cmsghdr) std::array<std::uint8_t, CMSG_SPACE(sizeof(timespec)) + CMSG_SPACE(sizeof(int))> m_Bytes{};
+};
+
+// Leaves of what came beside a message only what the caller's own room was made for.
+void GiveBack(const msghdr& received, msghdr& message)
+{
+    std::size_t used = 0;
+    for (const cmsghdr* part = CMSG_FIRSTHDR(&received); part != nullptr;
+         part = CMSG_NXTHDR(const_cast<msghdr*>(&received), const_cast<cmsghdr*>(part))) {
+        if (part->cmsg_level == SOL_SOCKET || used + part->cmsg_len > message.msg_controllen) continue;
+        std::memcpy(static_cast<std::uint8_t*>(message.msg_control) + used, part, part->cmsg_len);
+        used += CMSG_ALIGN(part->cmsg_len);
+    }
+    message.msg_controllen = used;
+}
+
+int ReceiveStamped(int socket, mmsghdr* messages, unsigned int limit, int flags, timespec* patience)
 {
     {
         const std::lock_guard lock(Tap().m_cs);
@@ -87,30 +107,36 @@ ssize_t ReceiveStamped(int socket, void* buffer, std::size_t size, int flags, so
         if (Tap().m_Stamped.insert(socket).second)
             setsockopt(socket, SOL_SOCKET, SO_TIMESTAMPNS, &on, sizeof on);
     }
-    iovec part{buffer, size};
-    alignas(cmsghdr) std::array<std::uint8_t, CMSG_SPACE(sizeof(timespec))> control{};
-    msghdr message{};
-    message.msg_name = from;
-    message.msg_namelen = length != nullptr ? *length : 0;
-    message.msg_iov = &part;
-    message.msg_iovlen = 1;
-    message.msg_control = control.data();
-    message.msg_controllen = control.size();
-    const ssize_t count = recvmsg(socket, &message, flags);
-    if (count < 0) return count;
-    if (length != nullptr) *length = message.msg_namelen;
-    Look({static_cast<const std::uint8_t*>(buffer), static_cast<std::size_t>(count)}, StampMs(message));
+    std::vector<XControl> controls(limit);
+    std::vector<mmsghdr> received(messages, messages + limit);
+    for (unsigned int i = 0; i < limit; ++i) {
+        received[i].msg_hdr.msg_control = controls[i].m_Bytes.data();
+        received[i].msg_hdr.msg_controllen = controls[i].m_Bytes.size();
+    }
+    const auto count = static_cast<int>(syscall(SYS_recvmmsg, socket, received.data(), limit, flags, patience));
+    for (int i = 0; i < count; ++i) {
+        const msghdr& taken = received[static_cast<std::size_t>(i)].msg_hdr;
+        const std::size_t bytes = received[static_cast<std::size_t>(i)].msg_len;
+        const auto* const data = static_cast<const std::uint8_t*>(taken.msg_iov->iov_base);
+        const std::size_t segment = ReadSegmentBytes(taken, bytes);
+        for (std::size_t at = 0; at < bytes; at += segment)
+            Look({data + at, std::min(segment, bytes - at)}, StampMs(taken));
+        msghdr& message = messages[i].msg_hdr;
+        GiveBack(taken, message);
+        message.msg_namelen = taken.msg_namelen;
+        message.msg_flags = taken.msg_flags;
+        messages[i].msg_len = received[static_cast<std::size_t>(i)].msg_len;
+    }
     return count;
 }
 
 }  // namespace
 
-extern "C" ssize_t recvfrom(int socket, void* buffer, std::size_t size, int flags, sockaddr* from,
-                            socklen_t* length)
+extern "C" int recvmmsg(int socket, mmsghdr* messages, unsigned int limit, int flags, timespec* patience)
 {
     if (Tap().m_bOn.load(std::memory_order_relaxed))
-        return ReceiveStamped(socket, buffer, size, flags, from, length);
-    return syscall(SYS_recvfrom, socket, buffer, size, flags, from, length);
+        return ReceiveStamped(socket, messages, limit, flags, patience);
+    return static_cast<int>(syscall(SYS_recvmmsg, socket, messages, limit, flags, patience));
 }
 
 namespace arrival_tap

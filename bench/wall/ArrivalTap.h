@@ -1,9 +1,10 @@
 #pragma once
 
-/// Looks over the receiving thread's shoulder: while it is on, every datagram that recvfrom gives is read for
-/// what it ends, and the time at which the machine's network code took the last datagram of a picture is kept
-/// until the picture is shown. So the time that the receiving thread needs to notice it counts too. It stands
-/// in front of the C library's recvfrom for this program alone; while it is off it only passes on.
+/// Looks over the receiving thread's shoulder: while it is on, every datagram that recvmmsg gives is read for
+/// what it ends, and the time at which the machine's network code took the last datagram of a picture (or all
+/// that was sent together with it) is kept until the picture is shown. So the time that the receiving thread
+/// needs to notice it counts too. It stands in front of the C library's recvmmsg for this program alone; while
+/// it is off it only passes on.
 namespace arrival_tap
 {
 
