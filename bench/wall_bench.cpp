@@ -136,20 +136,22 @@ class CBench
         const auto ffmpeg = [&](ORDER order, int repeats) {
             return [&, order, repeats] { return RunFfmpeg(streams, repeats, m_Folder.Path("peer"), order); };
         };
-        const auto libraries = [&](ORDER order) {
-            return [&, order] { return RunLibraries(streams, REPEATS, order); };
+        const auto libraries = [&](ORDER order, int repeats) {
+            return [&, order, repeats] { return RunLibraries(streams, repeats, order); };
         };
-        const auto own = [&](ORDER order) {
-            return [&, order] { return RunOwnCodec(streams, REPEATS, order); };
+        const auto own = [&](ORDER order, int repeats) {
+            return [&, order, repeats] { return RunOwnCodec(streams, repeats, order); };
         };
         std::vector<XPeer> peers{
             {"ffmpeg, the streams side by side", ffmpeg(ORDER::SideBySide, REPEATS)},
             {"ffmpeg, side by side, at 25 pictures/s", ffmpeg(ORDER::Paced, paced)},
             {"ffmpeg, one stream after the other", ffmpeg(ORDER::OneByOne, REPEATS)},
-            {"its libraries alone, side by side", libraries(ORDER::SideBySide)},
-            {"its libraries alone, one after the other", libraries(ORDER::OneByOne)},
-            {"our decoder and conversion, side by side", own(ORDER::SideBySide)},
-            {"our decoder and conversion, one by one", own(ORDER::OneByOne)},
+            {"its libraries alone, side by side", libraries(ORDER::SideBySide, REPEATS)},
+            {"its libraries alone, at 25 pictures/s", libraries(ORDER::Paced, paced)},
+            {"its libraries alone, one after the other", libraries(ORDER::OneByOne, REPEATS)},
+            {"our decoder and conversion, side by side", own(ORDER::SideBySide, REPEATS)},
+            {"our decoder and conversion, at that pace", own(ORDER::Paced, paced)},
+            {"our decoder and conversion, one by one", own(ORDER::OneByOne, REPEATS)},
         };
         std::vector<XCost> costs(m_Devices.size());
         for (int run = 0; run < m_Settings.m_iRuns; ++run) {

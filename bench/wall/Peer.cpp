@@ -1,10 +1,12 @@
 #include "bench/wall/Peer.h"
 
 #include <algorithm>
+#include <chrono>
 #include <fstream>
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <thread>
 
 #include <time.h>
 
@@ -21,6 +23,8 @@ extern "C" {
 
 namespace
 {
+
+constexpr int RATE = 25;  // pictures a second, of every stream
 
 constexpr const char* NET_ID = "4711";
 
@@ -119,7 +123,7 @@ class COwnCodec
         target.data[0] = m_Pixels.data();
         target.linesize[0] = WIDTH * 4;
         target.format = FORMAT_BGR0;
-        return ConvertFrame(target, *frame, WIDTH, HEIGHT, false) == CONVERT_OK ? 1 : 0;
+        return ConvertChanges(target, *frame, WIDTH, HEIGHT, &m_Held) == CONVERT_OK ? 1 : 0;
     }
 
   private:
@@ -128,6 +132,7 @@ class COwnCodec
     static constexpr std::int32_t FORMAT_BGR0 = 35;
 
     CMpeg4Decoder m_Decoder{WIDTH, HEIGHT};
+    ConvertHeld m_Held{};
     std::vector<std::uint8_t> m_Pixels = std::vector<std::uint8_t>(std::size_t{WIDTH} * HEIGHT * 4);
 };
 
@@ -146,9 +151,14 @@ XPeerCost Decode(const std::vector<CODED_STREAM>& streams, int repeats, ORDER or
             for (std::size_t picture = 0; picture < pictures; ++picture)
                 takeOne(stream, picture);
     } else {
-        for (std::size_t picture = 0; picture < pictures; ++picture)
-            for (std::size_t stream = 0; stream < streams.size(); ++stream)
+        const auto interval = std::chrono::nanoseconds(std::chrono::seconds(1)) / (RATE * streams.size());
+        auto due = std::chrono::steady_clock::now();
+        for (std::size_t picture = 0; picture < pictures; ++picture) {
+            for (std::size_t stream = 0; stream < streams.size(); ++stream) {
+                if (order == ORDER::Paced) std::this_thread::sleep_until(due += interval);
                 takeOne(stream, picture);
+            }
+        }
     }
     cost.m_dSeconds = ThreadSeconds() - start;
     if (cost.m_ulPictures != pictures * streams.size())
@@ -206,7 +216,8 @@ XPeerCost RunFfmpeg(const std::vector<CODED_STREAM>& streams, int repeats, const
             const std::string input = folder / (std::to_string(i) + ".m4v");
             file = std::ofstream(input, std::ios::binary);
             if (order == ORDER::Paced) words.emplace_back("-re");
-            words.insert(words.end(), {"-threads", "1", "-f", "m4v", "-framerate", "25", "-i", input});
+            words.insert(words.end(),
+                         {"-threads", "1", "-f", "m4v", "-framerate", std::to_string(RATE), "-i", input});
             outputs.insert(outputs.end(), {"-map", std::to_string(i), "-fps_mode", "passthrough", "-pix_fmt",
                                            "bgra", "-f", "null", "-"});
         }

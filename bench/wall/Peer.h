@@ -24,7 +24,7 @@ struct XPeerCost {
 enum class ORDER {
     OneByOne,    // each stream from its first picture to its last, so that all it needs stays in the cache
     SideBySide,  // all streams at once, picture by picture, as fast as it goes
-    Paced,       // so, and not quicker than the streams' pictures come; ffmpeg only
+    Paced,       // so, each picture when it is due, the streams' pictures spread over the interval
 };
 
 /// The ffmpeg program, one process for all streams `repeats` times over, with one thread for decoding and one
@@ -33,7 +33,9 @@ enum class ORDER {
 XPeerCost RunFfmpeg(const std::vector<CODED_STREAM>& streams, int repeats, const std::filesystem::path& folder,
                     ORDER order);
 
-/// The libraries beneath it alone, called from this thread: no demultiplexer, no parser, no filter graph.
+/// The libraries beneath it alone, called from this thread: no demultiplexer, no parser, no filter graph. At
+/// pace the thread sleeps in between, and pays for waking as it pays for what was pushed out of the caches
+/// meanwhile.
 XPeerCost RunLibraries(const std::vector<CODED_STREAM>& streams, int repeats, ORDER order);
 
 /// Our own decoder and conversion in the same way, without network, threads or device.
