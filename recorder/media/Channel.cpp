@@ -144,10 +144,16 @@ CChannel::XTurn CChannel::WaitForTurn(Clock::time_point start, int64_t iLast)
     }
 }
 
-std::shared_ptr<const XCoded> CChannel::FromLoop()
+// Whoever waits for a key picture gets the loop's next one at once. Those who watch already lose pictures by
+// the leap, but see no damage.
+std::shared_ptr<const XCoded> CChannel::FromLoop(const XTurn& turn)
 {
     if (m_Loop.empty()) return nullptr;
-    auto coded = m_Loop[m_ulInLoop++ % m_Loop.size()];
+    const auto next = [this] { return m_Loop[m_ulInLoop++ % m_Loop.size()]; };
+    auto coded = next();
+    const bool key = turn.m_bKey || turn.m_bRestart;
+    for (size_t i = 1; i < m_Loop.size() && key && !coded->m_bKey; ++i)
+        coded = next();
     const std::lock_guard lock(m_Mutex);
     m_Counts.Add(*coded);
     return coded;
@@ -178,7 +184,7 @@ void CChannel::Serve(Clock::time_point start)
     if (m_iLoop == 0) maker = std::make_unique<CPictureMaker>(m_Setup, m_iChannel, m_bStop);
     for (XTurn turn = WaitForTurn(start, -1); turn.m_iPicture >= 0;
          turn = WaitForTurn(start, turn.m_iPicture)) {
-        auto coded = maker ? FromMaker(*maker, turn) : FromLoop();
+        auto coded = maker ? FromMaker(*maker, turn) : FromLoop(turn);
         if (!coded || (m_bBroken && !coded->m_bKey)) continue;  // it would show nothing but damage
         m_bBroken = !m_Deliver(m_iChannel, std::move(coded));
     }

@@ -105,7 +105,7 @@ class CChannel
     };
     // Waits until the next picture's time.
     XTurn WaitForTurn(Clock::time_point start, int64_t iLast);
-    std::shared_ptr<const XCoded> FromLoop();
+    std::shared_ptr<const XCoded> FromLoop(const XTurn& turn);
     std::shared_ptr<const XCoded> FromMaker(CPictureMaker& maker, const XTurn& turn);
 
     XChannelSetup m_Setup;

@@ -229,4 +229,49 @@ TEST(ChannelTest, PictureThatWasNotTakenIsFollowedByAKeyPicture)
     EXPECT_FALSE(all[4]->m_bKey);
 }
 
+TEST(ChannelTest, WhoeverWaitsForAKeyPictureGetsTheLoopsNextOneAtOnce)
+{
+    CDelivered delivered;
+    int calls = 0;
+    CChannel* pChannel = nullptr;
+    CChannel channel(QuickSetup(), 0, 10, [&](int, auto coded) {
+        if (++calls == 2 || calls == 5) pChannel->WantKey();
+        delivered.Take(std::move(coded));
+        return true;
+    });
+    pChannel = &channel;
+    channel.Prepare();
+    channel.Start(CChannel::Clock::now());
+    channel.SetWatched(true);
+    const auto all = delivered.WaitFor(7);
+    const bool keys[] = {true, false, true, false, false, true, false};
+    for (size_t i = 0; i < std::size(keys); ++i)
+        EXPECT_EQ(all[i]->m_bKey, keys[i]) << i;
+    EXPECT_NE(all[2], all[0]) << "the loop's second key picture";
+    EXPECT_EQ(all[5], all[0]) << "and round to its first";
+}
+
+TEST(ChannelTest, LoopThatIsWatchedAgainBeginsWithAKeyPicture)
+{
+    CDelivered delivered;
+    int calls = 0;
+    CChannel* pChannel = nullptr;
+    CChannel channel(QuickSetup(), 0, 10, [&](int, auto coded) {
+        if (++calls == 2) {
+            pChannel->SetWatched(false);
+            pChannel->SetWatched(true);
+        }
+        delivered.Take(std::move(coded));
+        return true;
+    });
+    pChannel = &channel;
+    channel.Prepare();
+    channel.Start(CChannel::Clock::now());
+    channel.SetWatched(true);
+    const auto all = delivered.WaitFor(4);
+    EXPECT_FALSE(all[1]->m_bKey);
+    EXPECT_TRUE(all[2]->m_bKey);
+    EXPECT_FALSE(all[3]->m_bKey);
+}
+
 }  // namespace
