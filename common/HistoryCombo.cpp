@@ -26,11 +26,20 @@ CHistoryCombo::CHistoryCombo(QWidget* parent, bool allowSorted, STYLE style)
 
 bool CHistoryCombo::eventFilter(QObject* watched, QEvent* event)
 {
-    if (watched == lineEdit() && event->type() == QEvent::KeyPress) {
-        const int key = static_cast<QKeyEvent*>(event)->key();
-        m_bDoComplete = key != Qt::Key_Delete && key != Qt::Key_Backspace;
-    }
+    if (watched == lineEdit() && event->type() == QEvent::KeyPress) NoteKey(*static_cast<QKeyEvent*>(event));
     return QComboBox::eventFilter(watched, event);
+}
+
+// The box has the keyboard and hands its keys to the field past the field's filters.
+void CHistoryCombo::keyPressEvent(QKeyEvent* event)
+{
+    NoteKey(*event);
+    QComboBox::keyPressEvent(event);
+}
+
+void CHistoryCombo::NoteKey(const QKeyEvent& event)
+{
+    m_bDoComplete = event.key() != Qt::Key_Delete && event.key() != Qt::Key_Backspace;
 }
 
 void CHistoryCombo::CompleteTyped()

@@ -63,8 +63,10 @@ class CHistoryCombo : public QComboBox
 
   protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
 
   private:
+    void NoteKey(const QKeyEvent& event);
     void CompleteTyped();
     void Trim();
     QString Read(const QString& key) const;

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <QApplication>
 #include <QLineEdit>
 #include <QTemporaryDir>
 #include <QTest>
@@ -361,6 +362,28 @@ TEST_F(HistoryComboTest, DeletingNeverCompletes)
     EXPECT_EQ(combo.lineEdit()->text(), "100");
     QTest::keyClick(combo.lineEdit(), Qt::Key_Backspace);
     EXPECT_EQ(combo.lineEdit()->text(), "10");
+}
+
+// A window system's keys come to what has the focus, which is the box and not the field within it.
+TEST_F(HistoryComboTest, DeletingNeverCompletesWithKeysThatComeToTheBoxEither)
+{
+    CHistoryCombo combo;
+    combo.AddString("1001");
+    combo.setEditText("");
+    combo.show();
+    combo.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&combo));
+    combo.lineEdit()->setFocus();
+    QWidget* const focused = QApplication::focusWidget();
+    ASSERT_NE(focused, nullptr);
+    QTest::keyClicks(focused, "100");
+    EXPECT_EQ(combo.lineEdit()->selectedText(), "1");
+    QTest::keyClick(focused, Qt::Key_Delete);
+    EXPECT_EQ(combo.lineEdit()->text(), "100");
+    QTest::keyClick(focused, Qt::Key_Backspace);
+    EXPECT_EQ(combo.lineEdit()->text(), "10");
+    QTest::keyClicks(focused, "0");
+    EXPECT_EQ(combo.lineEdit()->text(), "1001") << "the next key completes again";
 }
 
 TEST_F(HistoryComboTest, SortedComboWarnsUnlessItIsMeant)
