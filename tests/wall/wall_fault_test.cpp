@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 
+#include <QComboBox>
 #include <QFile>
+#include <QLineEdit>
 #include <QSignalSpy>
 
 #include "activex/UI common/Outlook2Ctrl.h"
@@ -66,6 +68,39 @@ TEST(WallFault, RecorderThatDiesLeavesTheLastPicturesAndAPanelThatWorks)
     ASSERT_TRUE(CWall::Until([&] { return wall.Folder() != nullptr; }));
     ASSERT_TRUE(wall.Open(1));
     EXPECT_TRUE(wall.CellPlays(0, 1));
+}
+
+// Settled: nothing refuses a text, and a station that the directory doesn't know comes without channels.
+TEST(WallFault, AnyTextIsLoggedOnWithAndGivesAStationWithoutChannels)
+{
+    CWall wall;
+    int stations = 0;
+    for (const QString& address : {QString(), QStringLiteral("gate %s%n"), QString(10000, 'x')}) {
+        ASSERT_TRUE(stations == 0 || wall.ShowFolder(0));
+        wall.Control<QComboBox>(CLogonRemoteDlg::ADDRESS)->setEditText(address);
+        wall.Click(*wall.Control(IDOK));
+        ++stations;
+        ASSERT_TRUE(CWall::Until([&] { return wall.Tree().topLevelItemCount() == stations; }));
+        const QTreeWidgetItem* const station = wall.Tree().topLevelItem(stations - 1);
+        EXPECT_EQ(station->text(0), address);
+        ASSERT_EQ(station->childCount(), 1);
+        EXPECT_EQ(station->child(0)->childCount(), 0);
+        EXPECT_FALSE(wall.Tree().grab().isNull());
+    }
+    EXPECT_THAT(wall.m_Boxes, testing::IsEmpty());
+
+    // An account of that length does no harm either.
+    ASSERT_TRUE(wall.ShowFolder(0));
+    for (const int field : {CLogonRemoteDlg::USER, CLogonRemoteDlg::PASSWORD})
+        wall.Control<QLineEdit>(field)->setText(QString(10000, 'y'));
+    auto* const address = wall.Control<QComboBox>(CLogonRemoteDlg::ADDRESS);
+    address->setEditText("1001");
+    wall.Click(*wall.Control(IDOK));
+    ASSERT_TRUE(CWall::Until([&] { return wall.Tree().topLevelItemCount() == stations + 1; }));
+    QTreeWidgetItem* const channel = wall.Tree().topLevelItem(stations)->child(0)->child(0);
+    wall.Tree().setCurrentItem(channel);
+    SendMessageA(wall.Panel().GetTree().Handle(), WM_COMMAND, TREE_COMMAND_OPEN, 0);
+    EXPECT_TRUE(wall.CellPlays(0, 0));
 }
 
 TEST(WallFault, RecorderThatDiesDoesNotHoldUpTheEnd)

@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "activex/UI common/Outlook2Ctrl.h"
 #include "activex/UI common/TreeCtrlEx.h"
 #include "common/RenderCell.h"
 #include "common/RenderWnd.h"
@@ -28,6 +29,21 @@ int Distance(QRgb a, QRgb b)
 {
     return std::abs(qRed(a) - qRed(b)) + std::abs(qGreen(a) - qGreen(b)) + std::abs(qBlue(a) - qBlue(b));
 }
+
+// Counts the keys that were let go anywhere in the program.
+class CKeyEcho : public QObject
+{
+  public:
+    CKeyEcho() { qApp->installEventFilter(this); }
+    int m_iReleases = 0;
+
+  protected:
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        if (event->type() == QEvent::KeyRelease && watched->isWindowType()) ++m_iReleases;
+        return false;
+    }
+};
 
 }  // namespace
 
@@ -147,6 +163,31 @@ void CWall::AnswerBox()
 void CWall::Click(const QWidget& widget, CScreen::BUTTON button)
 {
     m_Screen.Click(widget.mapToGlobal(widget.rect().center()), button);
+}
+
+// Each press is served before the next one, so that none goes beyond what is wanted.
+bool CWall::PressUntil(std::uint32_t keysym, const std::function<bool()>& condition)
+{
+    constexpr int PRESSES = 60;
+    CKeyEcho echo;
+    for (int i = 0; i < PRESSES && !condition(); ++i) {
+        const int heard = echo.m_iReleases;
+        m_Screen.Key(keysym);
+        if (!Until([&] { return echo.m_iReleases > heard; })) return false;
+    }
+    return condition();
+}
+
+bool CWall::TabTo(const QWidget& widget)
+{
+    return PressUntil(KEY_TAB, [&widget] { return QApplication::focusWidget() == &widget; });
+}
+
+bool CWall::ShowFolder(int index)
+{
+    COutlook2Ctrl& bar = *Panel().GetSideBar();
+    m_Screen.Click(bar.mapToGlobal(bar.GetFolder(index).m_rect.center()));
+    return Until([&] { return bar.GetSelectedFolder() == index && !bar.IsSliding(); });
 }
 
 bool CWall::TypeAddress(const std::string& address)

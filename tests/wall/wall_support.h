@@ -77,6 +77,12 @@ class CWall
     static bool Until(const std::function<bool()>& condition);
 
     void Click(const QWidget& widget, CScreen::BUTTON button = CScreen::BUTTON::Left);
+    /// Presses Tab until `widget` has the keyboard.
+    bool TabTo(const QWidget& widget);
+    /// Presses the key until `condition` holds; false after as many presses as no list here is long.
+    bool PressUntil(std::uint32_t keysym, const std::function<bool()>& condition);
+    /// Clicks the side bar's button of that folder and waits for its page.
+    bool ShowFolder(int index);
     /// Types `address` into the logon panel's field; nothing else.
     bool TypeAddress(const std::string& address = "1001");
     /// Types the address and clicks the button; returns when the station is in the tree.

@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include <QApplication>
 #include <QComboBox>
 #include <QLineEdit>
 
@@ -81,6 +82,79 @@ TEST(Wall, LogonByMouseShowsTheDeviceListAndKeepsTheEntries)
         EXPECT_EQ(wall.ChannelItem(channel)->text(0), QStringLiteral("Channel %1").arg(channel + 1));
         EXPECT_EQ(wall.Channel(channel)->GetStatus(), STATUS_CLOSED);
     }
+}
+
+TEST(Wall, KeyboardAloneDoesItAll)
+{
+    CWall wall;
+    CScreen& screen = wall.Screen();
+    const auto marked = [](const QString& text) {
+        const auto* const menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+        return menu != nullptr && menu->activeAction() != nullptr && menu->activeAction()->text() == text;
+    };
+    const auto choose = [&](std::uint32_t opener, const QString& text) {
+        screen.Key(opener);
+        const bool chosen = CWall::Until([] { return QApplication::activePopupWidget() != nullptr; }) &&
+                            wall.PressUntil(KEY_DOWN, [&] { return marked(text); });
+        screen.Key(KEY_RETURN);
+        return chosen && CWall::Until([] { return QApplication::activePopupWidget() == nullptr; });
+    };
+    const auto go_to = [&](QTreeWidgetItem* item, std::uint32_t key) {
+        return wall.TabTo(wall.Tree()) &&
+               wall.PressUntil(key, [&] { return wall.Tree().currentItem() == item; });
+    };
+    ASSERT_TRUE(wall.TabTo(*wall.Control<QComboBox>(CLogonRemoteDlg::ADDRESS)));
+    screen.Type("1001");
+    screen.Key(KEY_RETURN);
+    ASSERT_TRUE(CWall::Until([&] { return wall.Folder() != nullptr; }));
+    ASSERT_TRUE(go_to(wall.ChannelItem(2), KEY_DOWN));
+    ASSERT_TRUE(choose(KEY_MENU, "Open"));
+    EXPECT_TRUE(wall.CellPlays(0, 2));
+
+    const QRect place = wall.CellOnScreen(0);
+    ASSERT_TRUE(wall.TabTo(wall.Grid()));
+    screen.Key(KEY_RIGHT);
+    EXPECT_TRUE(CWall::Until([&] { return wall.Grid().GetState().GetFocus() == 0; }));
+    screen.Key(KEY_RETURN);
+    EXPECT_TRUE(CWall::Until([&] { return wall.Grid().GetState().GetLayout() == 1; })) << "alone";
+    screen.Key(KEY_RETURN);
+    EXPECT_TRUE(CWall::Until([&] { return wall.CellOnScreen(0) == place; })) << "and back";
+    ASSERT_TRUE(choose(KEY_MENU, "Full screen"));
+    EXPECT_TRUE(CWall::Until([&] { return wall.Grid().isWindow(); }));
+    screen.Key(KEY_ESCAPE);
+    ASSERT_TRUE(CWall::Until([&] { return wall.CellOnScreen(0) == place; }));
+
+    ASSERT_TRUE(wall.TabTo(*wall.Control(MAIN_COMMAND_LAYOUT_MENU)));
+    ASSERT_TRUE(choose(' ', "Next page"));
+    EXPECT_TRUE(CWall::Until([&] { return wall.Grid().GetState().GetPage() == 1; }));
+
+    ASSERT_TRUE(go_to(wall.ChannelItem(2), KEY_DOWN));
+    ASSERT_TRUE(choose(KEY_MENU, "Close"));
+    EXPECT_TRUE(CWall::Until([&] { return wall.Channel(2)->GetStatus() == STATUS_CLOSED; }));
+    ASSERT_TRUE(go_to(wall.Station(), KEY_UP));
+    ASSERT_TRUE(choose(KEY_MENU, "Delete"));
+    EXPECT_TRUE(CWall::Until([&] { return wall.Station() == nullptr; }));
+    ASSERT_TRUE(wall.TabTo(*wall.Panel().GetSideBar()));
+    screen.Key(KEY_UP);
+    EXPECT_TRUE(CWall::Until([&] { return wall.Control(IDOK)->isVisible(); })) << "the next logon";
+}
+
+// What the history completes can be taken back by the keys that take things back.
+TEST(Wall, CompletedAddressCanBeShortened)
+{
+    CWall wall;
+    ASSERT_TRUE(wall.LogOn());
+    ASSERT_TRUE(wall.ShowFolder(0));
+    auto* const field = wall.Control<QComboBox>(CLogonRemoteDlg::ADDRESS)->lineEdit();
+    wall.Click(*field);
+    ASSERT_TRUE(CWall::Until([field] { return field->hasFocus(); }));
+    field->selectAll();
+    wall.Screen().Type("10");
+    ASSERT_TRUE(CWall::Until([field] { return field->text() == "1001" && field->selectedText() == "01"; }));
+    wall.Screen().Key(KEY_BACKSPACE);
+    EXPECT_TRUE(CWall::Until([field] { return field->text() == "10"; }));
+    wall.Screen().Key(KEY_BACKSPACE);
+    EXPECT_TRUE(CWall::Until([field] { return field->text() == "1"; }));
 }
 
 // Settled: a double click opens channels of the direct link only; one over P2P is opened by the menu.
