@@ -290,6 +290,14 @@ void mpeg4_intra_blocks(Mpeg4Decoder* dec, int mb_x, int mb_y, bool ac_pred)
     });
 }
 
+void mpeg4_prefetch_codes(bool intra)
+{
+    constexpr size_t LINE = 64 / sizeof(mpeg4_run_level);
+    const auto& codes = mpeg4_run_level_codes[intra ? TABLE_INTRA : TABLE_INTER];
+    for (size_t i = 0; i < codes.size(); i += LINE)
+        __builtin_prefetch(&codes[i]);
+}
+
 mpeg4_residuals mpeg4_read_residuals(Mpeg4Decoder* dec, const Mpeg4Macroblock* mb)
 {
     const int quant = mpeg4_bounded_quant(mb->quant);

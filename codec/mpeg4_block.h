@@ -13,6 +13,11 @@ struct mpeg4_residuals {
     uint32_t dc_only;  ///< of these, the ones that have only the first
 };
 
+/// Fetches the run-level codes of I or P pictures into the cache, all at once: the reader waits for each line
+/// that isn't there, since the length of a code tells where the next one begins, and by the time a stream's
+/// next picture comes, other things have taken the cache.
+void mpeg4_prefetch_codes(bool intra);
+
 /// Reads the coefficients of an inter macroblock by the record's quant and cbp.
 mpeg4_residuals mpeg4_read_residuals(Mpeg4Decoder* dec, const Mpeg4Macroblock* mb);
 

@@ -94,6 +94,7 @@ uint32_t take_mcbpc(mpeg4_bits* bits, mpeg4_code code, Mpeg4Macroblock* mb)
 bool mpeg4_decode_i_vop(Mpeg4Decoder* dec)
 {
     mpeg4_bits* const bits = &dec->bits;
+    mpeg4_prefetch_codes(true);
     dec->quant = static_cast<int32_t>(dec->header.vop_quant);
     Mpeg4Macroblock* mb = dec->macroblocks;
     for (int mb_y = 0; mb_y < dec->mb_down; ++mb_y) {
@@ -116,6 +117,7 @@ bool mpeg4_decode_i_vop(Mpeg4Decoder* dec)
 bool mpeg4_decode_p_vop(Mpeg4Decoder* dec)
 {
     mpeg4_bits* const bits = &dec->bits;
+    mpeg4_prefetch_codes(false);
     dec->quant = static_cast<int32_t>(dec->header.vop_quant);
     Mpeg4Macroblock* mb = dec->macroblocks;
     for (int mb_y = 0; mb_y < dec->mb_down; ++mb_y) {
