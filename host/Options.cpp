@@ -60,7 +60,7 @@ PARSED ParseOptions(const QStringList& arguments, XOptions& options, QString& me
         message = QStringLiteral("unexpected argument '%1'").arg(parser.positionalArguments().constFirst());
         return PARSED::Wrong;
     }
-    for (const QCommandLineOption& named : {home, module, screenshot}) {
+    for (const QCommandLineOption& named : {home, module, logon, screenshot, report}) {
         if (!parser.isSet(named) || !parser.value(named).isEmpty()) continue;
         message = QStringLiteral("--%1 needs a name").arg(named.names().constFirst());
         return PARSED::Wrong;

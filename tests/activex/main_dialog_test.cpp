@@ -16,12 +16,15 @@
 #include "model/GlobalSetting.h"
 #include "model/Language.h"
 #include "model/NodeModel.h"
+#include "platform/paths.h"
+#include "platform/profile.h"
 #include "platform/qt/QtPlatform.h"
 #include "remote/Remote.h"
 #include "remote/RemoteStation.h"
 #include "render/CellPool.h"
 #include "render/D3DSurfaceRender.h"
 #include "render/MemorySurfaceDevice.h"
+#include "skin/Skin.h"
 #include "tests/activex/home_support.h"
 #include "tests/support/box_catcher.h"
 #include "tests/support/test_variable.h"
@@ -193,6 +196,69 @@ TEST_F(MainDialogTest, SideBarHasItsFiveFoldersInOrder)
     EXPECT_EQ(bar.GetSelectedFolder(), 0) << "the logon is the first step";
     EXPECT_TRUE(panel.GetLogon().Widget()->isVisible());
     EXPECT_EQ(panel.GetLogon().Widget()->parentWidget(), panel.GetTree().Widget()->parentWidget());
+    std::vector<std::string> names;
+    std::vector<QImage> icons;
+    for (int i = 0; i < bar.GetFolderCount(); ++i) {
+        names.push_back(bar.GetFolder(i).m_strName.toStdString());
+        icons.push_back(bar.GetFolder(i).m_Icon.pixmap(16, 16).toImage());
+        EXPECT_FALSE(icons.back().isNull()) << i;
+        for (int j = 0; j < i; ++j)
+            EXPECT_NE(icons[static_cast<std::size_t>(j)], icons.back()) << i << " " << j;
+    }
+    EXPECT_THAT(names,
+                ElementsAre("Remote logon", "Device list", "PTZ control", "Remote records", "Colour settings"));
+    EXPECT_TRUE(panel.GetSideBar()->isAncestorOf(panel.GetTree().Widget()));
+}
+
+TEST_F(MainDialogTest, SideBarKeepsItsStoredWidthAsFarAsItsPlaceGoes)
+{
+    const struct {
+        const char* m_szStored;
+        int m_iWidth;
+    } rows[] = {{"150", 150}, {"200", 200}, {"900", 200}, {"-7", 4}, {"3", 4}};
+    for (const auto& row : rows) {
+        WritePrivateProfileStringA("Settings", "OutbarSize", row.m_szStored,
+                                   GetApplicationProfilePath().c_str());
+        Start();
+        EXPECT_EQ(m_Panel->GetSideBar()->width(), row.m_iWidth) << row.m_szStored;
+        EXPECT_EQ(m_Panel->GetLogon().Widget()->isVisible(), row.m_iWidth > 4) << row.m_szStored;
+        m_Panel.reset();
+    }
+}
+
+TEST_F(MainDialogTest, CollapsedSideBarIsDraggedBackAndItsPageComesWithIt)
+{
+    WritePrivateProfileStringA("Settings", "OutbarSize", "3", GetApplicationProfilePath().c_str());
+    Start();
+    COutlook2Ctrl* const bar = m_Panel->GetSideBar();
+    EXPECT_FALSE(m_Panel->GetLogon().Widget()->isVisible());
+    QTest::mousePress(bar, Qt::LeftButton, {}, {2, 100});
+    QTest::mouseRelease(bar, Qt::LeftButton, {}, {170, 100});
+    EXPECT_EQ(bar->width(), 172);
+    EXPECT_TRUE(m_Panel->GetLogon().Widget()->isVisible());
+    EXPECT_EQ(m_Panel->GetLogon().Widget()->width(), 168);
+}
+
+TEST_F(MainDialogTest, PanelsAndTheirControlsBearTheirElementsOfTheSkin)
+{
+    const char module = 0;
+    ASSERT_NE(StartSkin(&module, 0, 0), 0);
+    ASSERT_NE(LoadSkin(GetModuleDirectory() + "config\\skin.smf"), 0);
+    Start();
+    QCoreApplication::processEvents();
+    const auto element = [](const QWidget* widget) {
+        return widget != nullptr ? widget->property("_watchwall_skin_element").toString().toStdString() : "";
+    };
+    for (QWidget* const panel : {m_Panel->Widget(), m_Panel->GetLogon().Widget(), m_Panel->GetTree().Widget()})
+        EXPECT_NE(panel->style(), QApplication::style()) << "DialogMain";
+    EXPECT_EQ(element(m_Panel->GetDlgItem(6018)), "ButtonConfig");
+    EXPECT_EQ(element(m_Panel->GetDlgItem(6025)), "ButtonLayout");
+    EXPECT_EQ(element(m_Panel->GetDlgItem(6061)), "ButtonText");
+    EXPECT_EQ(element(m_Panel->GetDlgItem(62)), "ButtonText");
+    for (int label = 1000; label <= 1004; ++label)
+        EXPECT_EQ(element(m_Panel->GetLogon().GetDlgItem(label)), "ButtonStatic") << label;
+    m_Panel.reset();
+    StopSkin();
 }
 
 TEST_F(MainDialogTest, GridStartsWithTheArrangementForEight)

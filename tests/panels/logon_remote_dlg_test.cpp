@@ -12,6 +12,7 @@
 #include "model/Devices.h"
 #include "model/Language.h"
 #include "model/NodeModel.h"
+#include "platform/profile.h"
 #include "platform/qt/QtPlatform.h"
 #include "tests/activex/home_support.h"
 #include "tests/support/box_catcher.h"
@@ -447,6 +448,25 @@ TEST_F(LogonDlgTest, AddressOfASuccessIsThereAtTheNextStart)
     ASSERT_EQ(Combo().count(), 2);
     EXPECT_EQ(Combo().itemText(0), "1002");
     EXPECT_EQ(Combo().itemText(1), "1001");
+    EXPECT_EQ(Combo().currentText(), "1002") << "the last one is in the field";
+    const auto stored = [](const char* key) {
+        return GetProfileText("Setting", key, "", 256, GetApplicationProfilePath());
+    };
+    EXPECT_EQ(stored("HistoryCombo0"), "1002");
+    EXPECT_EQ(stored("HistoryCombo1"), "1001");
+    EXPECT_EQ(stored("HistoryCombo"), "1002");
+}
+
+TEST_F(LogonDlgTest, AddressOfAnyLengthIsThereAtTheNextStart)
+{
+    Show();
+    const QString longest(10000, 'x');
+    Enter(longest);
+    Accept();
+    m_Dlg.reset();
+    Show();
+    EXPECT_EQ(Combo().currentText(), longest);
+    EXPECT_EQ(Combo().itemText(0), longest);
 }
 
 TEST_F(LogonDlgTest, PressGivesItsWindowTheKeyboardALabelToo)

@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QEventLoop>
 #include <QLabel>
+#include <QMouseEvent>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -414,6 +415,28 @@ TEST_F(SideBarTest, DraggingTheRightEdgeChangesTheWidth)
     QTest::mouseRelease(&*m_Bar, Qt::LeftButton, {}, {250, 100});
     EXPECT_EQ(laid_out.count(), 1);
     EXPECT_EQ(m_Bar->GetLayoutSize().width(), 252);
+    m_Bar.reset();
+    EXPECT_EQ(GetPrivateProfileIntA("Settings", "OutbarSize", 0, GetApplicationProfilePath().c_str()), 252);
+}
+
+TEST_F(SideBarTest, WhileTheEdgeIsDraggedAnInvertedBandFollowsTheMouse)
+{
+    Show();
+    m_Bar->AddFolder("a", {});
+    const auto pixel = [&](int x) { return m_Bar->grab().toImage().pixelColor(x, 200); };
+    const QColor ground(0xC5, 0xC5, 0xC5);
+    const QColor inverted(0x3A, 0x3A, 0x3A);
+    ASSERT_EQ(pixel(100), ground);
+    QTest::mousePress(&*m_Bar, Qt::LeftButton, {}, {197, 100});  // three pixels from the edge
+    QMouseEvent move(QEvent::MouseMove, QPointF(100, 100), m_Bar->mapToGlobal(QPointF(100, 100)), Qt::NoButton,
+                     Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(&*m_Bar, &move);
+    EXPECT_EQ(pixel(94), ground);
+    EXPECT_EQ(pixel(95), inverted);
+    EXPECT_EQ(pixel(102), inverted);
+    EXPECT_EQ(pixel(103), ground);
+    QTest::mouseRelease(&*m_Bar, Qt::LeftButton, {}, {100, 100});
+    EXPECT_EQ(pixel(97), ground);
 }
 
 TEST_F(SideBarTest, CollapsedBarIsDraggedBack)

@@ -1,6 +1,13 @@
+#include <QDir>
+#include <QFile>
+#include <map>
+
+#include "model/Language.h"
+#include "model/Observer.h"
 #include "remote/UdpRemote.h"
 #include "render/CellPool.h"
 #include "tests/panels/tree_dlg_support.h"
+#include "tests/support/test_variable.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -151,6 +158,41 @@ TEST_F(TreeDlgTest, MenuGoesByTheNode)
     EXPECT_EQ(Tree().currentItem(), Item({0})) << "the item under the menu is selected";
 }
 
+TEST_F(TreeDlgTest, EachEntryOfTheMenuSaysWhatItDoesInTheSystemsLanguage)
+{
+    const CTestVariable locale("LC_ALL", "en_US.UTF-8");
+    QDir(m_Home.path()).mkdir("config");
+    ASSERT_TRUE(QFile::copy(WATCHWALL_SOURCE_DIR "/config/eng.ini", m_Home.filePath("config/eng.ini")));
+    AddStation();
+    ShowDialog();
+    CLanguage::Reset();  // the menu settles it
+    std::map<int, std::string> texts;
+    for (const auto& path : {std::initializer_list<int>{0}, {0, 0, 0}}) {
+        Tree().setCurrentItem(Item(path));
+        QContextMenuEvent event(QContextMenuEvent::Keyboard, {}, {});
+        QApplication::sendEvent(Tree().viewport(), &event);
+        auto* const menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+        ASSERT_NE(menu, nullptr);
+        for (const QAction* action : menu->actions()) {
+            if (!action->isSeparator()) texts[action->data().toInt()] = action->text().toStdString();
+        }
+        menu->close();
+    }
+    CLanguage::Reset();
+    const std::map<int, std::string> wanted = {{10000, "Open"},
+                                               {10001, "Close"},
+                                               {10002, "Start recording"},
+                                               {10003, "Stop recording"},
+                                               {10005, "Open all"},
+                                               {10006, "Close all"},
+                                               {10007, "Start recording all"},
+                                               {10008, "Stop recording all"},
+                                               {10009, "Snapshot of all"},
+                                               {10010, "Rename"},
+                                               {10011, "Delete"}};
+    EXPECT_EQ(texts, wanted);
+}
+
 TEST_F(TreeDlgTest, MenuKeyOpensTheMenuOfTheSelectedNodeBeneathItsLabel)
 {
     AddStation();
@@ -260,6 +302,43 @@ TEST_F(TreeDlgTest, DeleteOfAStationThatIsNotRemoteOnlyReloads)
     Command(TREE_COMMAND_DELETE);
     EXPECT_EQ(Tree().topLevelItemCount(), 1);
     EXPECT_EQ(Item({0})->text(0), "local");
+    EXPECT_TRUE(QTest::qWaitFor([this] { return !m_Notices.empty(); }));
+    EXPECT_THAT(m_Notices, ElementsAre(std::pair(TREE_NOTICE_CHANGED, 0)));
+}
+
+TEST_F(TreeDlgTest, EachDeleteLetsTheObserversHearAgain)
+{
+    struct CListener : CObserver {
+        void Update(CNode*, std::string) override { ++m_iHeard; }
+        int m_iHeard = 0;
+    } listener;
+    AttachObserver(&listener);
+    AddStation();
+    ShowDialog();
+    for (const auto& path : {std::initializer_list<int>{0, 0, 0}, {0}}) {
+        DisableNotify();
+        Select(path);
+        Command(TREE_COMMAND_DELETE);
+        Notify(nullptr, "");
+    }
+    EnableNotify();
+    DetachObserver(&listener);
+    EXPECT_EQ(listener.m_iHeard, 2) << "whatever the node is";
+}
+
+// 10004 among them, which no entry bears.
+TEST_F(TreeDlgTest, RestOfTheRangeOfCommandsDoesNothing)
+{
+    AddStation();
+    ShowDialog();
+    for (const std::initializer_list<int>& path : {std::initializer_list<int>{0}, {0, 0}, {0, 0, 0}}) {
+        Select(path);
+        for (const int id : {10004, 10012, 11000, 11001, 217, 220})
+            Command(id);
+    }
+    EXPECT_THAT(TreeCalls(), IsEmpty());
+    EXPECT_THAT(m_Notices, IsEmpty());
+    EXPECT_FALSE(Tree().IsEditing());
 }
 
 }  // namespace
