@@ -196,10 +196,11 @@ void CD3DSurfaceRender::DestroySurface(CSurface* surface)
 void CD3DSurfaceRender::Recover(CMessages& messages)
 {
     const CAutoLock lock(m_csRender);
-    const auto lost = GetDevice();
+    auto lost = GetDevice();
     if (lost == nullptr || lost->TestCooperativeLevel() != DEVICE_STATE::NotReset)
         return;  // another link thread was faster
     SetDevice(nullptr);
+    lost.reset();  // before the new one is made, unless another link thread is still using it
     m_pD3D.reset();
     CreateDevice(messages);
     for (CSurface* surface : m_Surfaces)
@@ -208,12 +209,13 @@ void CD3DSurfaceRender::Recover(CMessages& messages)
 
 std::int32_t CD3DSurfaceRender::DisplayClient(const CodecFrame* frame, CSurface* surface, HWND window)
 {
-    const auto device = GetDevice();
+    auto device = GetDevice();
     if (window == HWND::Null || device == nullptr) return -1;
     switch (device->TestCooperativeLevel()) {
         case DEVICE_STATE::Lost:
             return 0;
         case DEVICE_STATE::NotReset: {
+            device.reset();
             CMessages messages;
             Recover(messages);
             Show(messages);
