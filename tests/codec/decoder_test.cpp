@@ -16,6 +16,7 @@ struct Feed {
     std::vector<std::vector<uint8_t>> Units;
     std::vector<int32_t> Results;  ///< one for each call; all bytes are consumed when it has run out
     bool bPicture = false;
+    int iClosed = 0;
 };
 Feed g_feed;
 uint8_t g_plane[16];
@@ -37,13 +38,19 @@ int32_t DecodeHook(CodecContext* /*context*/, CodecFrame* frame, int32_t* got, c
     return call < g_feed.Results.size() ? g_feed.Results[call] : size;
 }
 
+int32_t CloseHook(CodecContext* /*context*/)
+{
+    ++g_feed.iClosed;
+    return 0;
+}
+
 CodecEntry g_row = {.name = "fed",
                     .kind = CODEC_KIND_VIDEO,
                     .id = CODEC_ID_H264,
                     .priv_size = 64,
                     .open = OpenHook,
                     .encode = nullptr,
-                    .close = nullptr,
+                    .close = CloseHook,
                     .decode = DecodeHook,
                     .capabilities = 0,
                     .next = nullptr};
@@ -204,6 +211,74 @@ TEST_F(C264DecoderTest, BufferOfZeroBytesOnlyGivesTheClearedFrame)
     EXPECT_EQ(frame->data[0], nullptr);
     ASSERT_EQ(g_feed.Units.size(), 1u);
     EXPECT_EQ(g_feed.Units[0].size(), 37u);
+}
+
+// The leaf's context, as the constructor left it.
+template <typename DECODER>
+class COpened : public DECODER
+{
+  public:
+    using DECODER::DECODER;
+    const CodecContext& Context() const { return this->m_Context; }
+};
+
+TEST(VideoDecoder, LeavesOpenTheRowOfTheirCodecInTheirSize)
+{
+    const COpened<CMpeg4Decoder> mpeg4(352, 288);
+    ASSERT_NE(mpeg4.Context().entry, nullptr);
+    EXPECT_EQ(mpeg4.Context().entry->id, 13);
+    EXPECT_EQ(mpeg4.Context().codec_id, 13);
+    EXPECT_EQ(mpeg4.Context().codec_type, 0);
+    EXPECT_EQ(mpeg4.Context().width, 352);
+    EXPECT_EQ(mpeg4.Context().height, 288);
+    const COpened<CC264Decoder> c264(176, 144);
+    EXPECT_EQ(c264.Context().codec_id, 28);
+    EXPECT_EQ(c264.Context().codec_type, 0);
+    EXPECT_EQ(c264.Context().width, 176);
+    EXPECT_EQ(c264.Context().height, 144);
+}
+
+// The base class over the noting row.
+class CFedDecoder : public CVideoDecoder
+{
+  public:
+    CFedDecoder() : CVideoDecoder(176, 144, CODEC_ID_MPEG4, 0, &g_row) {}
+};
+
+TEST(VideoDecoder, FeedsThePayloadWholeAndOnceHoweverMuchIsConsumed)
+{
+    g_feed = {};
+    g_feed.Results = {2};
+    CFedDecoder decoder;
+    const std::vector<uint8_t> bytes = {0, 0, 1, 0xB6, 1, 0, 0, 1, 0xB6, 2};
+    EXPECT_NE(decoder.Decode(bytes.data(), 10), nullptr);
+    EXPECT_EQ(g_feed.Units, std::vector<std::vector<uint8_t>>{bytes});
+}
+
+TEST(VideoDecoder, FrameIsHandedOutOnceMoreWithoutAPictureAndAfterAFailure)
+{
+    g_feed = {};
+    g_feed.Results = {4, -1, 4};
+    g_feed.bPicture = true;
+    CFedDecoder decoder;
+    const uint8_t bytes[4] = {};
+    const CodecFrame* const frame = decoder.Decode(bytes, 4);
+    ASSERT_NE(frame, nullptr);
+    EXPECT_EQ(frame->data[0], g_plane);
+    g_feed.bPicture = false;
+    EXPECT_EQ(decoder.Decode(bytes, 4), nullptr);
+    EXPECT_EQ(decoder.Decode(bytes, 4), frame);
+    EXPECT_EQ(frame->data[0], g_plane) << "not cleared";
+}
+
+TEST(VideoDecoder, DestructionClosesTheCoreOnce)
+{
+    g_feed = {};
+    {
+        CFedDecoder decoder;
+        EXPECT_EQ(g_feed.iClosed, 0);
+    }
+    EXPECT_EQ(g_feed.iClosed, 1);
 }
 
 TEST(VideoDecoder, UnknownCodecDecodesToNull)
