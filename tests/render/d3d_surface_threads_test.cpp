@@ -1,7 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "render/D3DSurfaceRender.h"
 #include "render/MemorySurfaceDevice.h"
@@ -9,6 +15,192 @@
 
 namespace
 {
+
+// What the operations of a hooked device do besides succeeding.
+struct XHooks {
+    using CHook = std::function<void()>;
+    CHook m_OnPicture = [] {};  // the first step of building a surface
+    CHook m_OnBuffer = [] {};   // the last one
+    CHook m_OnUnlock = [] {};   // a frame was converted
+    CHook m_OnStretch = [] {};
+    CHook m_OnPresent = [] {};
+    std::atomic<DEVICE_STATE> m_State{DEVICE_STATE::Working};
+};
+
+class CHookedPicture : public IOffscreenSurface
+{
+  public:
+    CHookedPicture(XHooks& hooks, std::int32_t width, std::int32_t height)
+        : m_Hooks(hooks),
+          m_iPitch(width * 4),
+          m_Bytes(static_cast<std::size_t>(m_iPitch) * static_cast<std::size_t>(height))
+    {
+    }
+    bool Lock(LOCK_MODE, XLockedRect& locked) override
+    {
+        locked.pitch = m_iPitch;
+        locked.bits = m_Bytes.data();
+        return true;
+    }
+    void Unlock(bool) override { m_Hooks.m_OnUnlock(); }
+
+  private:
+    XHooks& m_Hooks;
+    const std::int32_t m_iPitch;
+    std::vector<std::uint8_t> m_Bytes;
+};
+
+class CHookedChain : public ISwapChain
+{
+  public:
+    explicit CHookedChain(XHooks& hooks) : m_Hooks(hooks) {}
+    std::shared_ptr<IBackBuffer> GetBackBuffer(std::uint32_t) override
+    {
+        m_Hooks.m_OnBuffer();
+        return std::make_shared<IBackBuffer>();
+    }
+    bool Present(HWND) override
+    {
+        m_Hooks.m_OnPresent();
+        return true;
+    }
+
+  private:
+    XHooks& m_Hooks;
+};
+
+class CHookedDevice : public ISurfaceDevice
+{
+  public:
+    explicit CHookedDevice(XHooks& hooks) : m_Hooks(hooks) {}
+    DEVICE_STATE TestCooperativeLevel() override { return m_Hooks.m_State; }
+    bool SetSamplerState(TEXTURE_FILTER, TEXTURE_FILTER) override { return true; }
+    std::shared_ptr<IOffscreenSurface> CreateOffscreenPlainSurface(std::int32_t width, std::int32_t height,
+                                                                   SURFACE_FORMAT) override
+    {
+        m_Hooks.m_OnPicture();
+        return std::make_shared<CHookedPicture>(m_Hooks, width, height);
+    }
+    std::shared_ptr<ISwapChain> CreateAdditionalSwapChain(const XPresentParameters&) override
+    {
+        return std::make_shared<CHookedChain>(m_Hooks);
+    }
+    bool StretchRect(IOffscreenSurface&, const RECT&, IBackBuffer&, TEXTURE_FILTER) override
+    {
+        m_Hooks.m_OnStretch();
+        return true;
+    }
+
+  private:
+    XHooks& m_Hooks;
+};
+
+class CHookedAdapter : public ISurfaceAdapter
+{
+  public:
+    explicit CHookedAdapter(XHooks& hooks) : m_Hooks(hooks) {}
+    bool GetAdapterDisplayMode(XDisplayMode&) override { return true; }
+    bool GetDeviceCaps(XDeviceCaps&) override { return true; }
+    DEVICE_RESULT CreateDevice(HWND, std::uint32_t, const XPresentParameters&,
+                               std::shared_ptr<ISurfaceDevice>& device) override
+    {
+        device = std::make_shared<CHookedDevice>(m_Hooks);
+        m_Hooks.m_State = DEVICE_STATE::Working;
+        return DEVICE_RESULT::Ok;
+    }
+
+  private:
+    XHooks& m_Hooks;
+};
+
+// Counts who comes in while another thread is inside.
+class CSection
+{
+  public:
+    void Enter()
+    {
+        std::thread::id none;
+        if (!m_Inside.compare_exchange_strong(none, std::this_thread::get_id())) ++m_iClashes;
+        std::this_thread::yield();
+    }
+    void Leave()
+    {
+        std::this_thread::yield();
+        m_Inside = std::thread::id();
+    }
+    int GetClashes() const { return m_iClashes; }
+
+  private:
+    std::atomic<std::thread::id> m_Inside{};
+    std::atomic<int> m_iClashes{0};
+};
+
+// A stretch and its presentation, and the building of a surface, are each one piece, at the start of a stream
+// and at a rebuilding alike.
+TEST(D3DSurfaceThreadsTest, BuildingAndShowingExcludeEachOther)
+{
+    constexpr int STREAMS = 6;
+    CRecordingBackend backend;
+    CSection section;
+    XHooks hooks;
+    hooks.m_OnPicture = hooks.m_OnStretch = [&] { section.Enter(); };
+    hooks.m_OnBuffer = hooks.m_OnPresent = [&] { section.Leave(); };
+    CD3DSurfaceRender render([&hooks] { return std::make_shared<CHookedAdapter>(hooks); });
+    ASSERT_NE(render.Init(HWND{1000}), 0);
+    std::vector<std::thread> streams;
+    for (int stream = 0; stream < STREAMS; ++stream) {
+        streams.emplace_back([&, stream] {
+            const CTestFrame frame(16, 16, 90);
+            for (int round = 0; round < 20; ++round) {
+                CSurface* const surface = render.CreateSurface(16, 16);
+                for (int i = 0; i < 10; ++i)
+                    render.DisplayClient(&frame.m_Frame, surface, HWND{1 + stream});
+                if (stream == 0) hooks.m_State = DEVICE_STATE::NotReset;
+                render.DestroySurface(surface);
+            }
+        });
+    }
+    for (auto& stream : streams)
+        stream.join();
+    EXPECT_EQ(section.GetClashes(), 0);
+}
+
+TEST(D3DSurfaceThreadsTest, ConversionDoesNotWaitForAnotherStreamToBeShown)
+{
+    CRecordingBackend backend;
+    std::mutex mutex;
+    std::condition_variable changed;
+    int converted = 0;
+    bool showing = false;
+    bool both = false;
+    XHooks hooks;
+    hooks.m_OnUnlock = [&] {
+        const std::lock_guard lock(mutex);
+        ++converted;
+        changed.notify_all();
+    };
+    hooks.m_OnStretch = [&] {
+        std::unique_lock lock(mutex);
+        if (std::exchange(showing, true)) return;
+        changed.notify_all();
+        both = changed.wait_for(lock, std::chrono::seconds(20), [&] { return converted == 2; });
+    };
+    CD3DSurfaceRender render([&hooks] { return std::make_shared<CHookedAdapter>(hooks); });
+    ASSERT_NE(render.Init(HWND{1000}), 0);
+    const CTestFrame frame(16, 16, 90);
+    const auto show = [&](int window) {
+        render.DisplayClient(&frame.m_Frame, render.CreateSurface(16, 16), HWND{window});
+    };
+    CSurface* const second = render.CreateSurface(16, 16);
+    std::thread first(show, 1);
+    {
+        std::unique_lock lock(mutex);
+        ASSERT_TRUE(changed.wait_for(lock, std::chrono::seconds(20), [&] { return showing; }));
+    }
+    render.DisplayClient(&frame.m_Frame, second, HWND{2});
+    first.join();
+    EXPECT_TRUE(both) << "the second frame was converted while the first was being shown";
+}
 
 // Sixteen streams draw while the device is lost and rebuilt again and again and surfaces come and go.
 TEST(D3DSurfaceThreadsTest, StreamsSurviveRebuildings)

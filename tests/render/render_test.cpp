@@ -14,6 +14,12 @@ class CCountingRender final : public CRender
     CSurface* CreateSurface(std::int32_t, std::int32_t) override { return nullptr; }
     void DestroySurface(CSurface*) override {}
     std::int32_t SaveSnapshot(std::string, CSurface*) override { return 0; }
+    std::int32_t Init(HWND window) override
+    {
+        ++m_iInits;
+        return CRender::Init(window);
+    }
+    int m_iInits = 0;
     HWND FocusWindow() const { return m_hWnd; }
 
   private:
@@ -56,6 +62,13 @@ TEST_F(RenderTest, NoRendererIsNullAndIsAskedForAgain)
     EXPECT_EQ(CreateRender(), nullptr);
     EXPECT_EQ(CreateRender(), nullptr);
     EXPECT_EQ(m_iAsked, 2);
+}
+
+TEST_F(RenderTest, RendererIsHandedOutWithoutInit)
+{
+    const auto render = CreateRender();
+    CreateRender();
+    EXPECT_EQ(static_cast<CCountingRender&>(*render).m_iInits, 0);
 }
 
 TEST_F(RenderTest, BaseInitKeepsTheWindowAndAnswersOne)
