@@ -16,6 +16,7 @@ namespace
 
 constexpr const char* PROFILE_SECTION = "Settings";
 constexpr const char* PROFILE_KEY = "OutbarSize";
+constexpr int KEY_STEP = 10;  // pixels that a key moves the right edge
 constexpr int SLIDE_PAUSE_MS = 30;
 constexpr int SLIDE_STEPS = 8;
 constexpr int SLIDE_START_BELOW = 10;
@@ -279,7 +280,12 @@ void COutlook2Ctrl::mouseReleaseEvent(QMouseEvent* event)
 {
     if (!m_bDragging) return;
     m_bDragging = false;
-    m_iWidth = std::max(static_cast<int>(event->position().x()) + m_iDragOffset, 0);
+    SetStoredWidth(static_cast<int>(event->position().x()) + m_iDragOffset);
+}
+
+void COutlook2Ctrl::SetStoredWidth(int width)
+{
+    m_iWidth = std::max(width, 0);
     OnWidthChanged();
     update();
     emit LayoutRequested();
@@ -310,6 +316,10 @@ void COutlook2Ctrl::keyPressEvent(QKeyEvent* event)
         SelectFolder(m_iSelected - 1, ANIMATION::On);
     else if (key == Qt::Key_Down)
         SelectFolder(m_iSelected + 1, ANIMATION::On);
+    else if (key == Qt::Key_Left)
+        SetStoredWidth(width() - KEY_STEP);
+    else if (key == Qt::Key_Right)
+        SetStoredWidth(width() + KEY_STEP);
     else
         QWidget::keyPressEvent(event);
 }

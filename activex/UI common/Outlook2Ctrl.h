@@ -14,8 +14,8 @@
 /// band on top. A page holds lines that fire commands and child windows. The right edge is dragged to resize
 /// the bar; the width is kept in the application profile. Panels' thread only.
 ///
-/// By keyboard: up and down select a folder, Ctrl with a digit selects it by its number, Tab goes into the
-/// page.
+/// By keyboard: up and down select a folder, Ctrl with a digit selects it by its number, left and right move
+/// the right edge, Tab goes into the page.
 class COutlook2Ctrl : public QWidget
 {
     Q_OBJECT
@@ -112,6 +112,7 @@ class COutlook2Ctrl : public QWidget
     void PlaceChildren();
     void PlaceChild(QWidget& child, const QRect& place, int rest);
     void HideChildren();
+    void SetStoredWidth(int width);
     void Click(const QPoint& point);
     std::uint32_t AskState(COL2SubItem& line);
     void Fire(const COL2SubItem& line);

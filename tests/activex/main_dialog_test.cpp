@@ -3,9 +3,11 @@
 #include <gmock/gmock.h>
 
 #include <QApplication>
+#include <QContextMenuEvent>
 #include <QFile>
 #include <QPushButton>
 #include <QTest>
+#include <functional>
 #include <optional>
 #include <thread>
 
@@ -239,6 +241,19 @@ TEST_F(MainDialogTest, CollapsedSideBarIsDraggedBackAndItsPageComesWithIt)
     EXPECT_EQ(m_Panel->GetLogon().Widget()->width(), 168);
 }
 
+TEST_F(MainDialogTest, CollapsedSideBarComesBackByKeyboardToo)
+{
+    WritePrivateProfileStringA("Settings", "OutbarSize", "3", GetApplicationProfilePath().c_str());
+    Start();
+    COutlook2Ctrl* const bar = m_Panel->GetSideBar();
+    for (int i = 0; i < 30; ++i)
+        QTest::keyClick(bar, Qt::Key_Right);
+    EXPECT_EQ(bar->width(), 200) << "as far as its place goes";
+    EXPECT_TRUE(m_Panel->GetLogon().Widget()->isVisible());
+    QTest::keyClick(bar, Qt::Key_Left);
+    EXPECT_EQ(bar->width(), 190);
+}
+
 TEST_F(MainDialogTest, PanelsAndTheirControlsBearTheirElementsOfTheSkin)
 {
     const char module = 0;
@@ -257,6 +272,31 @@ TEST_F(MainDialogTest, PanelsAndTheirControlsBearTheirElementsOfTheSkin)
     EXPECT_EQ(element(m_Panel->GetDlgItem(62)), "ButtonText");
     for (int label = 1000; label <= 1004; ++label)
         EXPECT_EQ(element(m_Panel->GetLogon().GetDlgItem(label)), "ButtonStatic") << label;
+    EXPECT_NE(m_Panel->GetGrid()->palette().color(QPalette::Window),
+              m_Panel->Widget()->palette().color(QPalette::Window))
+        << "DialogRender";
+
+    AddStation("gate", "c");
+    LoggedOn(1);
+    CTreeCtrlEx& tree = *m_Panel->GetTree().GetTree();
+    tree.setCurrentItem(tree.topLevelItem(0));
+    const std::function<void()> openers[] = {
+        [&] { SendMessageA(m_Panel->Handle(), WM_COMMAND, MAIN_COMMAND_LAYOUT_MENU, 0); },
+        [&] {
+            QContextMenuEvent event(QContextMenuEvent::Keyboard, {}, {});
+            QApplication::sendEvent(tree.viewport(), &event);
+        },
+        [&] {
+            SendMessageA(m_Panel->GetGrid()->Handle(), GRID_MESSAGE_SELECT,
+                         static_cast<WPARAM>(GetCells().front().m_hWnd), GRID_BUTTON_RIGHT);
+        }};
+    for (const auto& open : openers) {
+        open();
+        QWidget* const menu = QApplication::activePopupWidget();
+        ASSERT_NE(menu, nullptr);
+        EXPECT_EQ(menu->style(), m_Panel->Widget()->style());
+        menu->close();
+    }
     m_Panel.reset();
     StopSkin();
 }
@@ -355,8 +395,10 @@ TEST_F(MainDialogTest, LogonShowsTheDeviceListFilledAnew)
     CMainDialog& panel = Start();
     AddStation("gate", "cc");
     EXPECT_EQ(panel.GetTree().GetTree()->topLevelItemCount(), 0);
+    panel.GetGrid()->hide();
     LoggedOn(2);
     EXPECT_EQ(panel.GetSideBar()->GetSelectedFolder(), 1);
+    EXPECT_FALSE(panel.GetSideBar()->IsSliding());
     ASSERT_EQ(panel.GetTree().GetTree()->topLevelItemCount(), 1);
     EXPECT_EQ(panel.GetTree().GetTree()->topLevelItem(0)->child(0)->childCount(), 2);
     EXPECT_EQ(panel.GetTree().GetTree()->GetGroundColor(), QColor(0x26, 0x29, 0x2E));

@@ -465,4 +465,18 @@ TEST_F(SideBarTest, KeysSelectFolders)
     EXPECT_EQ(m_Bar->GetSelectedFolder(), 1);
 }
 
+TEST_F(SideBarTest, KeysMoveTheRightEdge)
+{
+    Show();
+    QSignalSpy laid_out(&*m_Bar, &COutlook2Ctrl::LayoutRequested);
+    QTest::keyClick(&*m_Bar, Qt::Key_Left);
+    EXPECT_EQ(m_Bar->GetLayoutSize().width(), 190);
+    QTest::keyClick(&*m_Bar, Qt::Key_Right);
+    EXPECT_EQ(m_Bar->GetLayoutSize().width(), 210) << "from where the owner has put it";
+    EXPECT_EQ(laid_out.count(), 2);
+    m_Bar->resize(COutlook2Ctrl::RESIZE_BAND, 400);
+    QTest::keyClick(&*m_Bar, Qt::Key_Left);
+    EXPECT_EQ(m_Bar->GetLayoutSize().width(), 0);
+}
+
 }  // namespace
