@@ -7,7 +7,9 @@
 #include "model/Language.h"
 #include "platform/paths.h"
 #include "render/Render.h"
+#include "skin/Skin.h"
 #include "tests/common/render_wnd_support.h"
+#include "tests/skin/theme_support.h"
 #include "tests/support/box_catcher.h"
 
 using testing::Each;
@@ -208,6 +210,16 @@ TEST_F(RenderWndTest, ModesOneAndThreeTakeTheFirstScale)
         EXPECT_EQ(m_Grid->GetGridRect(), (RECT{5, 10, 205, 160})) << mode;
         m_Grid.reset();
     }
+}
+
+TEST_F(RenderWndTest, GridTakesTheSkinOfARenderWindow)
+{
+    const int module = 0;  // its address stands for the module
+    ASSERT_NE(StartSkin(&module, 0, 0), 0);
+    ASSERT_NE(LoadSkin(SystemPath(DeliveredThemePath())), 0);
+    EXPECT_EQ(Grid().palette().color(QPalette::Window), QColor(0x10, 0x12, 0x14));
+    m_Grid.reset();
+    StopSkin();
 }
 
 TEST_F(RenderWndTest, WithoutARendererInitFails)

@@ -108,6 +108,66 @@ TEST_F(RenderWndTest, FullScreenOfTheOtherModesMaximisesTheParentAndFillsItAtAny
     }
 }
 
+TEST_F(RenderWndTest, OnlyModeThreeLeavesTheSiblingsAsTheyAre)
+{
+    for (const std::int32_t mode : {1, 2, 3}) {
+        QWidget sibling(m_pParent.get());
+        sibling.show();
+        CRenderWnd& grid = Grid({4}, mode);
+        grid.SetLayout(0);
+        EXPECT_EQ(sibling.isVisible(), mode == 3) << mode;
+        EXPECT_TRUE(grid.isVisible()) << mode;
+        grid.SetLayout(0);
+        m_Grid.reset();
+    }
+}
+
+TEST_F(RenderWndTest, FullScreenPutsBackTheParentsPlacementAndTheGridsStyle)
+{
+    for (const std::int32_t mode : {1, 2, 3}) {
+        m_pParent->setGeometry(30, 40, 450, 370);
+        CRenderWnd& grid = Grid({4}, mode);
+        const Qt::WindowFlags style = grid.windowFlags();
+        grid.SetLayout(0);
+        EXPECT_EQ(grid.windowFlags().testFlag(Qt::FramelessWindowHint), mode == 3) << mode;
+        EXPECT_EQ(grid.isWindow(), mode == 3) << mode;
+        if (mode != 3) m_pParent->resize(700, 500);
+        grid.SetLayout(0);
+        EXPECT_EQ(m_pParent->geometry(), QRect(30, 40, 450, 370)) << mode;
+        EXPECT_EQ(grid.windowFlags(), style) << mode;
+        EXPECT_TRUE(grid.isVisible()) << mode;
+        m_Grid.reset();
+    }
+}
+
+TEST_F(RenderWndTest, FullScreenGivesTheGridTheKeyboard)
+{
+    m_pParent->setFocusPolicy(Qt::StrongFocus);
+    CRenderWnd& grid = Grid({4}, 1);
+    m_pParent->setFocus();
+    ASSERT_NE(m_pParent->focusWidget(), &grid);
+    grid.SetLayout(0);
+    EXPECT_EQ(m_pParent->focusWidget(), &grid);
+    grid.SetLayout(0);
+}
+
+TEST_F(RenderWndTest, FullScreenDrawsOutlinesAndFocusStretchedAsTheCells)
+{
+    CRenderWnd& grid = Grid({4}, 1);
+    grid.SetLayout(0);
+    grid.SetLayout(2);
+    const QSize screen = grid.screen()->size();
+    m_pParent->resize(screen);
+    const auto at = [](int length, int of, int extent) {
+        return static_cast<int>(static_cast<float>(length) * static_cast<float>((extent - 20.0) / of));
+    };
+    const QPoint right(at(200, 400, screen.width()), at(75, 300, screen.height()));
+    EXPECT_EQ(grid.grab().toImage().pixelColor(right), QColor(0x32, 0x32, 0x32));
+    SendMessageA(grid.Handle(), GRID_MESSAGE_SELECT, static_cast<WPARAM>(grid.GetCell(0)->Handle()), 0);
+    EXPECT_EQ(grid.grab().toImage().pixelColor(right), QColor(0xB2, 0xCD, 0xCD));
+    grid.SetLayout(0);
+}
+
 // Settled: all of the parent's children are shown on the way out, in every mode.
 TEST_F(RenderWndTest, LeavingFullScreenShowsAlsoASiblingThatWasHiddenBefore)
 {
