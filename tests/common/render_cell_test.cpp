@@ -87,6 +87,20 @@ TEST_F(RenderWndTest, BitmapFileIsTakenOnlyWhole)
     EXPECT_TRUE(Grid().GetCell(0)->grab().toImage().pixelColor(5, 5).isValid());
 }
 
+// Settled: the picture is loaded once for all cells, and goes with whichever goes first.
+TEST_F(RenderWndTest, PictureIsLoadedByTheFirstCellAndGoesWithAnyCell)
+{
+    SavePicture(m_Home.filePath("dvr.bmp"));
+    CRenderWnd& grid = Grid();
+    QImage white(352, 288, QImage::Format_RGB888);
+    white.fill(Qt::white);
+    ASSERT_TRUE(white.save(m_Home.filePath("dvr.bmp"), "BMP"));
+    auto another = std::make_unique<CRenderCell>(&grid, grid.Handle());
+    EXPECT_EQ(ColoursOf(grid.GetCell(0)->grab().toImage()).size(), 4U);
+    another.reset();
+    EXPECT_THAT(ColoursOf(grid.GetCell(0)->grab().toImage()), ElementsAre(qRgb(1, 2, 3)));
+}
+
 class CQuitCatcher : public QObject
 {
   public:
@@ -146,6 +160,23 @@ TEST_F(RenderWndTest, EachClickPostsItsNoticeToTheParentTheRightOneToo)
     Serve();
     EXPECT_THAT(m_Notices, ElementsAre(0x1389U));
     QApplication::activePopupWidget()->close();
+}
+
+// Between two cells lie four pixels of outline; the frame takes two of them.
+TEST_F(RenderWndTest, FocusFrameIsTwoPixelsWideWithinAnOutlineOfFour)
+{
+    CRenderWnd& grid = Grid();
+    grid.SetLayout(2);
+    QTest::mouseClick(grid.GetCell(0), Qt::LeftButton);
+    const QImage shown = grid.grab().toImage();
+    std::vector<int> framed;
+    for (const int x : {198, 199, 200, 201}) {
+        if (shown.pixelColor(x, 75) == QColor(0xB2, 0xCD, 0xCD))
+            framed.push_back(x);
+        else
+            EXPECT_EQ(shown.pixelColor(x, 75), QColor(0x32, 0x32, 0x32)) << x;
+    }
+    EXPECT_THAT(framed, ElementsAre(199, 200));
 }
 
 struct LanguageRow {
@@ -272,6 +303,19 @@ TEST_F(RenderWndTest, ClickOnACellGivesTheGridTheKeyboard)
     ASSERT_FALSE(grid.hasFocus());
     QTest::mouseClick(grid.GetCell(0), Qt::LeftButton);
     EXPECT_TRUE(grid.hasFocus());
+}
+
+// The toolkit gives the keyboard to a clicked cell's parent by itself, but not out of another window.
+TEST_F(RenderWndTest, ClickOnAFloatingCellGivesTheGridTheKeyboardToo)
+{
+    CRenderWnd& grid = Grid();
+    TakeFreeCell();
+    grid.SetFloat(true);
+    m_pParent->setFocusPolicy(Qt::StrongFocus);
+    m_pParent->setFocus();
+    ASSERT_NE(m_pParent->focusWidget(), &grid);
+    QTest::mouseClick(grid.GetCell(0), Qt::LeftButton);
+    EXPECT_EQ(m_pParent->focusWidget(), &grid);
 }
 
 }  // namespace

@@ -144,6 +144,16 @@ TEST_F(RenderWndTest, RightClickIsRememberedAndGivesTheGridTheKeyboardToo)
     EXPECT_EQ(m_pParent->focusWidget(), &grid);
 }
 
+TEST_F(RenderWndTest, KeyboardIsTakenAtTheMessage7)
+{
+    m_pParent->setFocusPolicy(Qt::StrongFocus);
+    CRenderWnd& grid = Grid();
+    m_pParent->setFocus();
+    ASSERT_NE(m_pParent->focusWidget(), &grid);
+    SendMessageA(grid.Handle(), 0x7, 0, 0);
+    EXPECT_EQ(m_pParent->focusWidget(), &grid);
+}
+
 TEST_F(RenderWndTest, NoticeOfASelectionHasNoParameters)
 {
     std::vector<std::vector<std::int64_t>> notices;
@@ -195,6 +205,10 @@ TEST_F(RenderWndTest, CycleRunsOnWhileLockedWithoutTurningAndMayBeStopped)
     EXPECT_TRUE(grid.IsCycling());
     SendMessageA(grid.Handle(), 0x113, 0x401, 0);
     EXPECT_EQ(grid.GetState().GetPage(), 0);
+    grid.Unlock();
+    SendMessageA(grid.Handle(), 0x113, 0x401, 0);
+    EXPECT_EQ(grid.GetState().GetPage(), 1);
+    grid.Lock();
     grid.StopCycle();
     EXPECT_FALSE(grid.IsCycling());
 }
@@ -212,12 +226,17 @@ TEST_F(RenderWndTest, ModesOneAndThreeTakeTheFirstScale)
     }
 }
 
-TEST_F(RenderWndTest, GridTakesTheSkinOfARenderWindow)
+TEST_F(RenderWndTest, GridAndItsMenuTakeTheirSkins)
 {
     const int module = 0;  // its address stands for the module
     ASSERT_NE(StartSkin(&module, 0, 0), 0);
     ASSERT_NE(LoadSkin(SystemPath(DeliveredThemePath())), 0);
     EXPECT_EQ(Grid().palette().color(QPalette::Window), QColor(0x10, 0x12, 0x14));
+    SendMessageA(m_Grid->Handle(), 0x402, Window(*m_Grid, 0), 1);
+    QWidget* const menu = QApplication::activePopupWidget();
+    ASSERT_NE(menu, nullptr);
+    EXPECT_NE(menu->style(), QApplication::style()) << "the menu is drawn by the skin";
+    menu->close();
     m_Grid.reset();
     StopSkin();
 }

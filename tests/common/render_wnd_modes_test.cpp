@@ -210,6 +210,18 @@ TEST_F(RenderWndTest, CycleTurnsThePageAtTheSettingsInterval)
     EXPECT_TRUE(QAbstractEventDispatcher::instance()->registeredTimers(&grid).isEmpty());
 }
 
+TEST_F(RenderWndTest, CycleThatIsStartedTwiceHasOneTimerOfTenSeconds)
+{
+    CRenderWnd& grid = Grid();
+    grid.StartCycle();
+    grid.StartCycle();
+    const auto timers = QAbstractEventDispatcher::instance()->registeredTimers(&grid);
+    ASSERT_EQ(timers.size(), 1);
+    EXPECT_EQ(timers[0].interval, 10000);
+    grid.StopCycle();
+    EXPECT_TRUE(QAbstractEventDispatcher::instance()->registeredTimers(&grid).isEmpty());
+}
+
 TEST_F(RenderWndTest, OnlyTheCyclesTimerTurnsThePage)
 {
     CRenderWnd& grid = Grid();
