@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "tests/render/x_windows_support.h"
@@ -103,6 +104,31 @@ TEST_F(EglDeviceTest, PartOfThePictureFillsTheWindow)
         EXPECT_PIXEL(window, at, at, 0x2040C0U) << at;
 }
 
+// A window ten times as large and one of a third of the width: either way a pixel whose middle lies on the edge
+// between the halves is a mixture of the two.
+TEST_F(EglDeviceTest, ScalingIsLinearUpAndDown)
+{
+    for (const auto& [width, height, middle] : {std::tuple{640, 480, 320}, {21, 48, 10}}) {
+        const HWND window = m_Windows.Create(0, width, height);
+        Fill(0x000000, 0x0000FF);
+        ASSERT_TRUE(Show(window));
+        EXPECT_PIXEL(window, width - 1, height - 1, 0x0000FFU);
+        const std::uint32_t mixed = m_Windows.Pixel(window, middle, height - 1);
+        EXPECT_GT(mixed, 0x40U) << width;
+        EXPECT_LT(mixed, 0xC0U) << width;
+    }
+}
+
+TEST_F(EglDeviceTest, StretchToTheNearestPointMixesNothing)
+{
+    const HWND window = m_Windows.Create(0, 640, 480);
+    Fill(0x000000, 0x0000FF);
+    ASSERT_TRUE(m_pDevice->StretchRect(*m_pSurface, {0, 0, WIDTH, HEIGHT}, *m_pBuffer, TEXTURE_FILTER::Point));
+    ASSERT_TRUE(m_pChain->Present(window));
+    EXPECT_PIXEL(window, 320, 479, 0x0000FFU);
+    EXPECT_PIXEL(window, 319, 479, 0x000000U);
+}
+
 TEST_F(EglDeviceTest, ResizedWindowIsFilledWhole)
 {
     const HWND window = m_Windows.Create(0, 60, 60);
@@ -112,6 +138,16 @@ TEST_F(EglDeviceTest, ResizedWindowIsFilledWhole)
     ASSERT_TRUE(Show(window));  // the driver learns of the new size
     ASSERT_TRUE(Show(window));
     EXPECT_PIXEL(window, 295, 195, 0x10A030U);
+}
+
+TEST_F(EglDeviceTest, HandleThatGetsAnotherWindowIsShownInThatOne)
+{
+    const HWND window = m_Windows.Create(0, 60, 60);
+    Fill(0x2040C0, 0x10A030);
+    ASSERT_TRUE(Show(window));
+    m_Windows.Replace(window, 100, 80, 80);
+    ASSERT_TRUE(Show(window));
+    EXPECT_PIXEL(window, 75, 75, 0x10A030U);
 }
 
 TEST_F(EglDeviceTest, WindowThatIsGoneCostsItsFrameOnly)

@@ -23,20 +23,18 @@ class CXWindows : public CRecordingBackend
 
     HWND Create(int x, int width, int height)
     {
-        XSetWindowAttributes attributes{};
-        attributes.override_redirect = 1;
-        attributes.background_pixmap = 0;  // no background: the server paints nothing over the picture
-        const Window window =
-            XCreateWindow(m_pDisplay, DefaultRootWindow(m_pDisplay), x, 0, static_cast<unsigned>(width),
-                          static_cast<unsigned>(height), 0, 0, InputOutput, nullptr,
-                          CWOverrideRedirect | CWBackPixmap, &attributes);
-        XSelectInput(m_pDisplay, window, ExposureMask);
-        XMapRaised(m_pDisplay, window);
-        XEvent event;
-        XWindowEvent(m_pDisplay, window, ExposureMask, &event);
         const HWND handle{static_cast<std::int32_t>(m_Windows.size()) + 1};
-        m_Windows[handle] = window;
+        m_Windows[handle] = CreateWindow(x, width, height);
         return handle;
+    }
+
+    // Another window behind the same handle, as a toolkit makes one on the way to full screen.
+    void Replace(HWND handle, int x, int width, int height)
+    {
+        const Window former = m_Windows[handle];
+        m_Windows[handle] = CreateWindow(x, width, height);
+        XDestroyWindow(m_pDisplay, former);
+        XSync(m_pDisplay, 0);
     }
 
     void Destroy(HWND handle)
@@ -85,6 +83,22 @@ class CXWindows : public CRecordingBackend
     Display* const m_pDisplay;
 
   private:
+    Window CreateWindow(int x, int width, int height) const
+    {
+        XSetWindowAttributes attributes{};
+        attributes.override_redirect = 1;
+        attributes.background_pixmap = 0;  // no background: the server paints nothing over the picture
+        const Window window =
+            XCreateWindow(m_pDisplay, DefaultRootWindow(m_pDisplay), x, 0, static_cast<unsigned>(width),
+                          static_cast<unsigned>(height), 0, 0, InputOutput, nullptr,
+                          CWOverrideRedirect | CWBackPixmap, &attributes);
+        XSelectInput(m_pDisplay, window, ExposureMask);
+        XMapRaised(m_pDisplay, window);
+        XEvent event;
+        XWindowEvent(m_pDisplay, window, ExposureMask, &event);
+        return window;
+    }
+
     std::map<HWND, Window> m_Windows;
 };
 
