@@ -186,7 +186,10 @@ void CLogonRemoteDlg::ShowBusy(bool busy)
         QApplication::restoreOverrideCursor();
         line->clear();
     }
+    if (busy) m_pFocus = QApplication::focusWidget();
     accept->setEnabled(!busy);
+    // A button that is disabled loses the keyboard; it gets it back for the next try.
+    if (!busy && m_pFocus != nullptr) std::exchange(m_pFocus, nullptr)->setFocus(Qt::OtherFocusReason);
     line->repaint();
     accept->repaint();
     QApplication::processEvents(QEventLoop::ExcludeUserInputEvents, 0);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QPointer>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -10,6 +11,7 @@
 
 class CHistoryCombo;
 class QLabel;
+class QWidget;
 
 /// Sent to the parent of the panel's parent when a station was added; the second parameter is the count of
 /// channels that this panel has added in its life.
@@ -64,4 +66,5 @@ class CLogonRemoteDlg : public CDialog
     std::int32_t m_iDataPort = DEFAULT_DATA_PORT;
     bool m_bFlag = false;  // held for the record; nothing reads it
     std::int32_t m_iChannelsAdded = 0;
+    QPointer<QWidget> m_pFocus;  // had the keyboard when the logon began
 };

@@ -16,6 +16,7 @@ constexpr int IMAGE_ROLE = Qt::UserRole + 1;
 constexpr int NO_IMAGE = -1;
 constexpr int ROW_HEIGHT = 26;
 constexpr int LABEL_PADDING = 3;
+constexpr int LEAST_LABEL = 8;  // of a node without a name, which the mouse reaches too
 
 }  // namespace
 
@@ -116,7 +117,8 @@ QRect CTreeCtrlEx::GetLabelRect(const QTreeWidgetItem* item) const
     const QRect row = visualItemRect(item);
     const bool has_icon = item->childCount() == 0 && item->parent() != nullptr;
     const int left = has_icon ? LabelLeft(item) - ICON_OFFSET : LabelLeft(item);
-    const int right = LabelLeft(item) + fontMetrics().horizontalAdvance(item->text(0));
+    const int text = fontMetrics().horizontalAdvance(item->text(0));
+    const int right = LabelLeft(item) + std::max(text, LEAST_LABEL);
     return {left, row.top(), right - left, row.height()};
 }
 

@@ -407,6 +407,22 @@ TEST_F(LogonDlgTest, WhileItWorksALineAndTheCursorSaySo)
     ExpectAtRest();
 }
 
+// The button is disabled meanwhile, which would hand the keyboard on.
+TEST_F(LogonDlgTest, AfterAFailureTheKeyboardIsWhereItWas)
+{
+    m_Answers = {{false}, {false}, {false}, {false}};
+    Show();
+    for (QWidget* const widget : std::initializer_list<QWidget*>{&Button(), &Edit(CLogonRemoteDlg::USER)}) {
+        m_pOuter->activateWindow();  // without a window manager nobody does it when the box has gone
+        ASSERT_TRUE(QTest::qWaitForWindowActive(m_pOuter.get()));
+        widget->setFocus();
+        ASSERT_TRUE(widget->hasFocus());
+        QTest::keyClick(widget, Qt::Key_Return);
+        EXPECT_EQ(m_pOuter->focusWidget(), widget);
+    }
+    EXPECT_EQ(m_Boxes->m_Texts.size(), 2U);
+}
+
 TEST_F(LogonDlgTest, StationThatThrowsLeavesThePanelAtRest)
 {
     m_Answers = {{true, true, 0, true}};

@@ -479,4 +479,45 @@ TEST_F(SideBarTest, KeysMoveTheRightEdge)
     EXPECT_EQ(m_Bar->GetLayoutSize().width(), 0);
 }
 
+TEST_F(SideBarTest, SeparatorIsABarOfThreePixelsInAStepOfEight)
+{
+    Show();
+    m_Bar->AddFolder("a", {});
+    m_Bar->AddItem(0, "");
+    Paint();
+    const QRect step = m_Bar->GetFolder(0).m_Items[0]->m_rect;
+    ASSERT_EQ(step, QRect(0, 35, 196, 8));
+    const QImage shown = m_Bar->grab().toImage();
+    int bar = 0;
+    for (int y = step.top(); y <= step.bottom() + 8; ++y)
+        bar += shown.pixelColor(100, y) == QColor(0xC5, 0xC5, 0xC5) ? 0 : 1;
+    EXPECT_EQ(bar, 3);
+}
+
+TEST_F(SideBarTest, BandOnTopBearsTheNameOfTheSelectedFolder)
+{
+    Show();
+    m_Bar->AddFolder("Hg", {});
+    m_Bar->AddFolder("", {});
+    const auto band = [&] { return m_Bar->grab(QRect(0, 0, 196, COutlook2Ctrl::TITLE_HEIGHT)).toImage(); };
+    const QImage named = band();
+    m_Bar->SelectFolder(1, COutlook2Ctrl::ANIMATION::Off);
+    const QImage empty = band();
+    int first = -1;
+    int last = -1;
+    for (int y = 0; y < named.height(); ++y) {
+        for (int x = 0; x < named.width(); ++x) {
+            if (named.pixel(x, y) == empty.pixel(x, y)) continue;
+            first = first < 0 ? y : first;
+            last = y;
+        }
+    }
+    QFont title = QApplication::font();
+    title.setPixelSize(20);
+    title.setWeight(QFont::DemiBold);
+    const int ink = QFontMetrics(title).tightBoundingRect("Hg").height();
+    EXPECT_NEAR(last - first + 1, ink, 2) << "twenty pixels high";
+    EXPECT_NE(m_Bar->accessibleName(), "Hg");
+}
+
 }  // namespace

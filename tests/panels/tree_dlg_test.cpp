@@ -216,6 +216,17 @@ TEST_F(TreeDlgTest, RightClickBesideALabelDoesNothing)
     EXPECT_THAT(MenuAt({10, Tree().viewport()->height() - 5}), IsEmpty());
 }
 
+TEST_F(TreeDlgTest, StationWithoutANameHasItsMenuWhereItsNameWouldBe)
+{
+    auto* const station = new CTestStation;
+    station->SetName("");
+    CNodeModel::GetInstance()->GetRoot()->Add(station, nullptr);
+    ShowDialog();
+    const QRect label = Tree().GetLabelRect(Item({0}));
+    EXPECT_THAT(MenuAt(label.center()), testing::Contains(TREE_COMMAND_DELETE));
+    EXPECT_THAT(MenuAt({label.right() + 10, label.center().y()}), IsEmpty());
+}
+
 TEST_F(TreeDlgTest, StopRecordIsSentWhateverTheStatusAndStartRecordOnlyOnAnOpenDevice)
 {
     AddStation();
