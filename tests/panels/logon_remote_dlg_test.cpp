@@ -201,6 +201,7 @@ TEST_F(LogonDlgTest, ControlsArePlacedByTheWidthOfThePanel)
     };
     for (const auto& place : places)
         EXPECT_EQ(m_Dlg->GetDlgItem(place.m_iControl)->geometry(), place.m_Place) << place.m_iControl;
+    EXPECT_EQ(m_Dlg->Widget()->grab().toImage().pixelColor(195, 395), QColor(0xC5, 0xC5, 0xC5)) << "beneath";
 }
 
 struct LanguageRow {

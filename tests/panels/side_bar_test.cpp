@@ -382,8 +382,10 @@ TEST_F(SideBarTest, HotLinesAndFoldersFollowTheMouse)
     QTest::mouseMove(&*m_Bar, Middle(button));
     EXPECT_TRUE(QTest::qWaitFor(is_hot));
     EXPECT_EQ(m_Bar->cursor().shape(), Qt::PointingHandCursor);
+    const QImage plain = m_Bar->grab(Line(0, 0, 0).m_rect).toImage();
     QTest::mouseMove(&*m_Bar, Middle(Line(0, 0, 0).m_rect));
     EXPECT_TRUE(QTest::qWaitFor([&] { return !is_hot(); }));
+    EXPECT_NE(m_Bar->grab(Line(0, 0, 0).m_rect).toImage(), plain) << "underlined";
     QTest::mouseMove(&*m_Bar, {198, 100});
     EXPECT_TRUE(QTest::qWaitFor([&] { return m_Bar->cursor().shape() == Qt::SplitHCursor; }));
 }

@@ -39,6 +39,7 @@ TEST_F(TreeDlgTest, TreeTakesItsPlaceInThePanel)
 {
     ShowDialog();
     EXPECT_EQ(Tree().geometry(), QRect(0, 0, 195, 329));
+    EXPECT_EQ(m_Dlg->Widget()->grab().toImage().pixelColor(100, 400), QColor(0xC5, 0xC5, 0xC5)) << "beneath";
 }
 
 TEST_F(TreeDlgTest, IconsFollowTheStatus)
