@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <ostream>
+
 #include <QTest>
 
 #include "platform/qt/MessagePump.h"
@@ -110,6 +112,12 @@ struct HookRow {
     WPARAM m_Removed;
     std::uint32_t m_dwMessage;
     bool m_bTaken;
+
+    friend void PrintTo(const HookRow& row, std::ostream* out)
+    {
+        *out << "code " << row.m_iCode << ", flag " << row.m_Removed << ", message 0x" << std::hex
+             << row.m_dwMessage << std::dec;
+    }
 };
 
 class HookRuleTest : public MessageHookTest, public testing::WithParamInterface<HookRow>
