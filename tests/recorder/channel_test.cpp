@@ -8,6 +8,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <filesystem>
+#include <functional>
 #include <mutex>
 #include <thread>
 
@@ -192,20 +193,41 @@ XChannelSetup QuickSetup()
     return setup;
 }
 
-TEST(ChannelTest, LoopLeavesNoPictureOutHoweverLateItsThreadIs)
+// Plays a loop of ten pictures with a key picture every five, and gives the first `count` that were delivered.
+// `onPicture` answers for the channel's receiver, at the picture with that number from 1 on.
+std::vector<std::shared_ptr<const XCoded>> PlayLoop(size_t count,
+                                                    const std::function<bool(CChannel&, int)>& onPicture)
 {
     CDelivered delivered;
-    int calls = 0;
+    int number = 0;
+    CChannel* pChannel = nullptr;
     CChannel channel(QuickSetup(), 0, 10, [&](int, auto coded) {
-        // The fourth picture takes the time of twelve.
-        if (++calls == 4) std::this_thread::sleep_for(std::chrono::milliseconds(60));
+        const bool taken = onPicture(*pChannel, ++number);
         delivered.Take(std::move(coded));
-        return true;
+        return taken;
     });
+    pChannel = &channel;
     channel.Prepare();
     channel.Start(CChannel::Clock::now());
     channel.SetWatched(true);
-    const auto all = delivered.WaitFor(30);
+    return delivered.WaitFor(count);
+}
+
+std::vector<bool> KeysOf(const std::vector<std::shared_ptr<const XCoded>>& pictures, size_t count)
+{
+    std::vector<bool> keys;
+    for (size_t i = 0; i < count; ++i)
+        keys.push_back(pictures[i]->m_bKey);
+    return keys;
+}
+
+TEST(ChannelTest, LoopLeavesNoPictureOutHoweverLateItsThreadIs)
+{
+    const auto all = PlayLoop(30, [](CChannel&, int number) {
+        // The fourth picture takes the time of twelve.
+        if (number == 4) std::this_thread::sleep_for(std::chrono::milliseconds(60));
+        return true;
+    });
     for (size_t i = 0; i < 30; ++i) {
         EXPECT_EQ(all[i]->m_bKey, i % 5 == 0) << i;
         EXPECT_EQ(all[i], all[i % 10]) << i;
@@ -214,64 +236,31 @@ TEST(ChannelTest, LoopLeavesNoPictureOutHoweverLateItsThreadIs)
 
 TEST(ChannelTest, PictureThatWasNotTakenIsFollowedByAKeyPicture)
 {
-    CDelivered delivered;
-    int calls = 0;
-    CChannel channel(QuickSetup(), 0, 10, [&](int, auto coded) {
-        delivered.Take(std::move(coded));
-        return ++calls != 3;
-    });
-    channel.Prepare();
-    channel.Start(CChannel::Clock::now());
-    channel.SetWatched(true);
-    const auto all = delivered.WaitFor(5);
-    EXPECT_FALSE(all[2]->m_bKey);
-    EXPECT_TRUE(all[3]->m_bKey);
-    EXPECT_FALSE(all[4]->m_bKey);
+    const auto all = PlayLoop(5, [](CChannel&, int number) { return number != 3; });
+    EXPECT_THAT(KeysOf(all, 5), testing::ElementsAre(true, false, false, true, false));
 }
 
 TEST(ChannelTest, WhoeverWaitsForAKeyPictureGetsTheLoopsNextOneAtOnce)
 {
-    CDelivered delivered;
-    int calls = 0;
-    CChannel* pChannel = nullptr;
-    CChannel channel(QuickSetup(), 0, 10, [&](int, auto coded) {
-        if (++calls == 2 || calls == 5) pChannel->WantKey();
-        delivered.Take(std::move(coded));
+    const auto all = PlayLoop(7, [](CChannel& channel, int number) {
+        if (number == 2 || number == 5) channel.WantKey();
         return true;
     });
-    pChannel = &channel;
-    channel.Prepare();
-    channel.Start(CChannel::Clock::now());
-    channel.SetWatched(true);
-    const auto all = delivered.WaitFor(7);
-    const bool keys[] = {true, false, true, false, false, true, false};
-    for (size_t i = 0; i < std::size(keys); ++i)
-        EXPECT_EQ(all[i]->m_bKey, keys[i]) << i;
+    EXPECT_THAT(KeysOf(all, 7), testing::ElementsAre(true, false, true, false, false, true, false));
     EXPECT_NE(all[2], all[0]) << "the loop's second key picture";
     EXPECT_EQ(all[5], all[0]) << "and round to its first";
 }
 
 TEST(ChannelTest, LoopThatIsWatchedAgainBeginsWithAKeyPicture)
 {
-    CDelivered delivered;
-    int calls = 0;
-    CChannel* pChannel = nullptr;
-    CChannel channel(QuickSetup(), 0, 10, [&](int, auto coded) {
-        if (++calls == 2) {
-            pChannel->SetWatched(false);
-            pChannel->SetWatched(true);
+    const auto all = PlayLoop(4, [](CChannel& channel, int number) {
+        if (number == 2) {
+            channel.SetWatched(false);
+            channel.SetWatched(true);
         }
-        delivered.Take(std::move(coded));
         return true;
     });
-    pChannel = &channel;
-    channel.Prepare();
-    channel.Start(CChannel::Clock::now());
-    channel.SetWatched(true);
-    const auto all = delivered.WaitFor(4);
-    EXPECT_FALSE(all[1]->m_bKey);
-    EXPECT_TRUE(all[2]->m_bKey);
-    EXPECT_FALSE(all[3]->m_bKey);
+    EXPECT_THAT(KeysOf(all, 4), testing::ElementsAre(true, false, true, false));
 }
 
 }  // namespace

@@ -2,32 +2,17 @@
 
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
 #include <string>
 #include <vector>
+
+#include "tests/remote/loopback_support.h"
 
 namespace
 {
 
-// A UDP socket on loopback that gives up waiting after a while.
-class CPeerSocket
+class CPeerSocket : public CLoopbackSocket
 {
   public:
-    CPeerSocket() : m_hSocket(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0))
-    {
-        m_Address.sin_family = AF_INET;
-        m_Address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof m_Address;
-        bind(m_hSocket, reinterpret_cast<const sockaddr*>(&m_Address), size);
-        getsockname(m_hSocket, reinterpret_cast<sockaddr*>(&m_Address), &size);
-        const timeval patience{5, 0};
-        setsockopt(m_hSocket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-    }
-    ~CPeerSocket() { close(m_hSocket); }
-    CPeerSocket(const CPeerSocket&) = delete;
-    CPeerSocket& operator=(const CPeerSocket&) = delete;
-
     // The next datagram's text; "nothing" when none comes.
     std::string Receive(int flags = 0) const
     {
@@ -35,9 +20,6 @@ class CPeerSocket
         const ssize_t count = recv(m_hSocket, bytes, sizeof bytes, flags);
         return count < 0 ? "nothing" : std::string(bytes, static_cast<std::size_t>(count));
     }
-
-    const SOCKET m_hSocket;
-    sockaddr_in m_Address{};
 };
 
 class CDataOutput final : public IP2POutput

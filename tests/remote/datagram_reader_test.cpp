@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "platform/sockets.h"
+#include "tests/remote/loopback_support.h"
 
 namespace
 {
@@ -21,25 +22,11 @@ using Texts = std::vector<std::string>;
 
 constexpr std::size_t LIMIT = 65535;
 
-// A UDP socket on loopback; a read of it gives up waiting after a while.
-class CLoopbackSocket
+// Sends texts.
+class CTextSocket : public CLoopbackSocket
 {
   public:
-    CLoopbackSocket() : m_hSocket(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0))
-    {
-        m_Address.sin_family = AF_INET;
-        m_Address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof m_Address;
-        bind(m_hSocket, reinterpret_cast<const sockaddr*>(&m_Address), size);
-        getsockname(m_hSocket, reinterpret_cast<sockaddr*>(&m_Address), &size);
-        const timeval patience{10, 0};
-        setsockopt(m_hSocket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-    }
-    ~CLoopbackSocket() { close(m_hSocket); }
-    CLoopbackSocket(const CLoopbackSocket&) = delete;
-    CLoopbackSocket& operator=(const CLoopbackSocket&) = delete;
-
-    void Send(const std::string& text, const CLoopbackSocket& to) const
+    void Send(const std::string& text, const CTextSocket& to) const
     {
         ASSERT_EQ(sendto(m_hSocket, text.data(), text.size(), SOCKET_SEND_FLAGS,
                          reinterpret_cast<const sockaddr*>(&to.m_Address), sizeof to.m_Address),
@@ -47,16 +34,13 @@ class CLoopbackSocket
     }
 
     // The text in pieces of so many bytes, with one call; the network code cuts it.
-    void SendInPieces(const std::string& text, int bytes, const CLoopbackSocket& to) const
+    void SendInPieces(const std::string& text, int bytes, const CTextSocket& to) const
     {
         ASSERT_EQ(setsockopt(m_hSocket, SOL_UDP, UDP_SEGMENT, &bytes, sizeof bytes), 0);
         Send(text, to);
         const int none = 0;
         ASSERT_EQ(setsockopt(m_hSocket, SOL_UDP, UDP_SEGMENT, &none, sizeof none), 0);
     }
-
-    const SOCKET m_hSocket;
-    sockaddr_in m_Address{};
 };
 
 class DatagramReaderTest : public testing::Test
@@ -86,9 +70,9 @@ class DatagramReaderTest : public testing::Test
         return texts;
     }
 
-    const CLoopbackSocket m_Own;
-    const CLoopbackSocket m_Peer;
-    const CLoopbackSocket m_Other;
+    const CTextSocket m_Own;
+    const CTextSocket m_Peer;
+    const CTextSocket m_Other;
     CDatagramReader m_Reader{m_Own.m_hSocket, LIMIT};
     std::vector<in_port_t> m_Ports;
 };
