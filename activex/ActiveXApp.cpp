@@ -7,8 +7,8 @@
 
 #include "activex/ActiveXCtrl.h"
 #include "inc/OutputDebugString.h"
-#include "platform/component.h"
-#include "platform/paths.h"
+#include "platform/component/component.h"
+#include "platform/os/paths.h"
 #include "remote/RemoteClasses.h"
 #include "skin/Skin.h"
 

@@ -4,7 +4,7 @@
 #include <functional>
 #include <string>
 
-#include "inc/Component.h"
+#include "inc/host/Component.h"
 
 /// What the module starts and stops of the skin library; a test puts its own in.
 struct XSkinCalls {

@@ -8,8 +8,8 @@
 
 #include "activex/ActiveXApp.h"
 #include "inc/OutputDebugString.h"
-#include "platform/component_registry.h"
-#include "platform/paths.h"
+#include "platform/component/component_registry.h"
+#include "platform/os/paths.h"
 #include "platform/qt/Keys.h"
 #include "platform/qt/QtPlatform.h"
 

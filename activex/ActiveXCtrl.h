@@ -6,9 +6,9 @@
 #include <string>
 
 #include "activex/MainDialog.h"
-#include "inc/ControlReport.h"
-#include "inc/ControlWindow.h"
-#include "platform/component.h"
+#include "inc/host/ControlReport.h"
+#include "inc/host/ControlWindow.h"
+#include "platform/component/component.h"
 #include "platform/qt/MessagePump.h"
 #include "platform/qt/WindowHandle.h"
 

@@ -1,7 +1,7 @@
 #include "activex/ActiveXCtrl.h"
-#include "model/CompositeIterator.h"
-#include "model/Folder.h"
 #include "model/NodeModel.h"
+#include "model/tree/CompositeIterator.h"
+#include "model/tree/Folder.h"
 #include "remote/UdpRemote.h"
 
 HRESULT CActiveXCtrl::GetChannels(std::vector<XChannelReport>& channels)

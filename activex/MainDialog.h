@@ -9,9 +9,9 @@
 
 #include "activex/UI common/LogonRemoteDlg.h"
 #include "activex/UI common/TreeDlg.h"
-#include "model/Observer.h"
+#include "model/tree/Observer.h"
+#include "platform/os/socket_calls.h"
 #include "platform/qt/Dialog.h"
-#include "platform/sockets.h"
 
 class COutlook2Ctrl;
 class CRenderWnd;

@@ -2,8 +2,8 @@
 
 #include "activex/ActiveXApp.h"
 #include "activex/ActiveXCtrl.h"
-#include "platform/component_registry.h"
-#include "platform/paths.h"
+#include "platform/component/component_registry.h"
+#include "platform/os/paths.h"
 
 namespace
 {

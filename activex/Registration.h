@@ -1,6 +1,6 @@
 #pragma once
 
-#include "inc/Component.h"
+#include "inc/host/Component.h"
 
 /// Registers, in this order: the type library (failure: SELFREG_E_TYPELIB), the classes of all factories
 /// (SELFREG_E_CLASS), and for each of the two safety categories the category and the class in it (failure: the

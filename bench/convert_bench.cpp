@@ -16,7 +16,7 @@
 #include <functional>
 #include <vector>
 
-#include "codec/convert.h"
+#include "codec/convert/convert.h"
 #include "codec/cpu.h"
 
 namespace

@@ -14,7 +14,7 @@
 #include <thread>
 
 #include "codec/codec.h"
-#include "platform/paths.h"
+#include "platform/os/paths.h"
 #include "remote/UdpRemote.h"
 #include "remote/UdpRemoteStation.h"
 #include "tests/links/recorder_support.h"

@@ -9,9 +9,9 @@
 #include <memory>
 #include <vector>
 
-#include "model/CompositeIterator.h"
-#include "model/Devices.h"
-#include "model/Leaf.h"
+#include "model/tree/CompositeIterator.h"
+#include "model/tree/Devices.h"
+#include "model/tree/Leaf.h"
 
 namespace
 {

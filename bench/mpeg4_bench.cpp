@@ -15,7 +15,7 @@
 #include "codec/codec_memory.h"
 #include "codec/cpu.h"
 #include "codec/decoder.h"
-#include "codec/mpeg4_dsp.h"
+#include "codec/mpeg4/mpeg4_dsp.h"
 #include "tests/support/mpeg4_streams.h"
 
 namespace

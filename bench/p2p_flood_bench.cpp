@@ -15,7 +15,7 @@
 #include <thread>
 #include <vector>
 
-#include "remote/MyP2P.h"
+#include "remote/p2p/MyP2P.h"
 
 namespace
 {

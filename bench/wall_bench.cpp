@@ -32,9 +32,9 @@
 #include "bench/wall/Peer.h"
 #include "bench/wall/Wall.h"
 #include "codec/codec.h"
-#include "platform/paths.h"
-#include "render/EglSurfaceDevice.h"
-#include "render/MemorySurfaceDevice.h"
+#include "platform/os/paths.h"
+#include "render/device/EglSurfaceDevice.h"
+#include "render/device/MemorySurfaceDevice.h"
 
 namespace
 {

@@ -56,12 +56,22 @@ function(watchwall_vector_options)
   endforeach()
 endfunction()
 
-# watchwall_library(NAME [LINKS ...] [PRIVATE_LINKS ...]): a static library of all *.cpp in this folder, with the
-# alias watchwall::NAME. Headers are included from the root of the tree: "codec/decoder.h".
+# The files of this folder, and of the sub-folders that follow, whose names match the pattern.
+function(_watchwall_glob variable pattern)
+  set(globs "${CMAKE_CURRENT_SOURCE_DIR}/${pattern}")
+  foreach(room IN LISTS ARGN)
+    list(APPEND globs "${CMAKE_CURRENT_SOURCE_DIR}/${room}/${pattern}")
+  endforeach()
+  file(GLOB files CONFIGURE_DEPENDS ${globs})
+  set(${variable} ${files} PARENT_SCOPE)
+endfunction()
+
+# watchwall_library(NAME [ROOMS ...] [LINKS ...] [PRIVATE_LINKS ...]): a static library of all *.cpp in this folder and in
+# the sub-folders named as ROOMS, with the alias watchwall::NAME. Headers are included from the root of the tree: "codec/decoder.h".
 function(watchwall_library name)
-  cmake_parse_arguments(arg "" "" "LINKS;PRIVATE_LINKS" ${ARGN})
-  file(GLOB sources CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/*.cpp")
-  file(GLOB headers CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/*.h")
+  cmake_parse_arguments(arg "" "" "ROOMS;LINKS;PRIVATE_LINKS" ${ARGN})
+  _watchwall_glob(sources "*.cpp" ${arg_ROOMS})
+  _watchwall_glob(headers "*.h" ${arg_ROOMS})
   if(sources)
     watchwall_vector_options(${sources})
     add_library(${name} STATIC ${sources} ${headers})
@@ -78,15 +88,15 @@ function(watchwall_library name)
   add_library(watchwall::${name} ALIAS ${name})
 endfunction()
 
-# watchwall_tests(NAME [LINKS ...]): the *_test.cpp of this folder as the programs NAME_tests and, for those named
+# watchwall_tests(NAME [ROOMS ...] [LINKS ...]): the *_test.cpp of this folder, and of its ROOMS, as the programs NAME_tests and, for those named
 # *_threads_test.cpp, NAME_threads_tests, whose tests carry the label "threads"; the thread sanitizer's build runs these alone.
 # GUI makes the program bring up the application object, for tests that need the virtual display; OWN_DISPLAY does so on
 # a virtual display of the program's own. GUI and SCREEN, for tests that draw without the toolkit, have the display that
 # they share to themselves, one test at a time. HELPERS are further sources, of other folders.
 function(watchwall_tests name)
-  cmake_parse_arguments(arg "GUI;OWN_DISPLAY;SCREEN" "" "LINKS;HELPERS" ${ARGN})
-  file(GLOB sources CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/*_test.cpp")
-  file(GLOB helpers CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/*_support.cpp")
+  cmake_parse_arguments(arg "GUI;OWN_DISPLAY;SCREEN" "" "ROOMS;LINKS;HELPERS" ${ARGN})
+  _watchwall_glob(sources "*_test.cpp" ${arg_ROOMS})
+  _watchwall_glob(helpers "*_support.cpp" ${arg_ROOMS})
   list(APPEND helpers ${arg_HELPERS})
   set(threads ${sources})
   list(FILTER threads INCLUDE REGEX "_threads_test\\.cpp$")

@@ -6,8 +6,8 @@
 #include <mutex>
 
 #include "codec/codec_memory.h"
+#include "codec/mpeg4/mpeg4_dsp.h"
 #include "codec/mpeg4_dec.h"
-#include "codec/mpeg4_dsp.h"
 
 namespace
 {

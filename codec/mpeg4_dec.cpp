@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "codec/codec_memory.h"
-#include "codec/mpeg4_mb.h"
+#include "codec/mpeg4/mpeg4_mb.h"
 
 namespace
 {

@@ -5,9 +5,9 @@
 #include <cstdint>
 
 #include "codec/codec.h"
-#include "codec/mpeg4_bits.h"
-#include "codec/mpeg4_dsp.h"
-#include "codec/mpeg4_header.h"
+#include "codec/mpeg4/mpeg4_bits.h"
+#include "codec/mpeg4/mpeg4_dsp.h"
+#include "codec/mpeg4/mpeg4_header.h"
 
 /// In half samples of the plane that it is used on.
 struct mpeg4_vector {

@@ -5,7 +5,7 @@
 #include <fstream>
 #include <limits>
 
-#include "platform/paths.h"
+#include "platform/os/paths.h"
 
 std::unique_ptr<XBitmapFile> LoadBitmapFile(const std::string& path)
 {

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "platform/windows.h"
+#include "platform/windows/windows.h"
 
 /// What the wall knows apart from its windows: arrangements, the page, the focus. Cells have indexes over all
 /// pages; an arrangement is the rectangles of one page. Arrangement 0 is never shown: its first rectangle is

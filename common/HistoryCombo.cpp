@@ -4,7 +4,7 @@
 #include <QLineEdit>
 
 #include "inc/OutputDebugString.h"
-#include "platform/profile.h"
+#include "platform/files/profile.h"
 
 namespace
 {

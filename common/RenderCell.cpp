@@ -7,7 +7,7 @@
 
 #include "common/BitmapFile.h"
 #include "common/RenderWnd.h"
-#include "platform/paths.h"
+#include "platform/os/paths.h"
 #include "render/CellPool.h"
 
 namespace

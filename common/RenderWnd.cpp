@@ -6,9 +6,9 @@
 #include <QTimerEvent>
 
 #include "common/RenderCell.h"
-#include "model/GlobalSetting.h"
-#include "model/Language.h"
 #include "model/NodeModel.h"
+#include "model/settings/GlobalSetting.h"
+#include "model/settings/Language.h"
 #include "remote/IDevice.h"
 #include "render/CellPool.h"
 #include "render/Render.h"

@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "common/GridState.h"
-#include "model/XRenderWnd.h"
+#include "model/layout/XRenderWnd.h"
+#include "platform/os/threads.h"
 #include "platform/qt/WindowHandle.h"
-#include "platform/threads.h"
 
 class CMenu;
 class CRender;

@@ -12,12 +12,12 @@
 #include <string_view>
 #include <vector>
 
-#include "model/Folder.h"
-#include "model/XMLInputArchive.h"
-#include "model/XMLOutputArchive.h"
-#include "model/XMainWnd.h"
-#include "model/XRenderWnd.h"
-#include "model/XmlDepth.h"
+#include "model/archive/XMLInputArchive.h"
+#include "model/archive/XMLOutputArchive.h"
+#include "model/archive/XmlDepth.h"
+#include "model/layout/XMainWnd.h"
+#include "model/layout/XRenderWnd.h"
+#include "model/tree/Folder.h"
 
 namespace
 {

@@ -8,9 +8,9 @@
 #include <cstdlib>
 #include <vector>
 
-#include "codec/convert.h"
+#include "codec/convert/convert.h"
+#include "codec/convert/scale.h"
 #include "codec/cpu.h"
-#include "codec/scale.h"
 
 namespace
 {

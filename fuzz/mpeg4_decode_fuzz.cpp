@@ -9,7 +9,7 @@
 #include <memory>
 #include <vector>
 
-#include "codec/convert.h"
+#include "codec/convert/convert.h"
 #include "codec/decoder.h"
 #include "codec/mpeg4_dec.h"
 

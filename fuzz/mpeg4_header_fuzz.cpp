@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "codec/mpeg4_header.h"
+#include "codec/mpeg4/mpeg4_header.h"
 
 namespace
 {

@@ -9,7 +9,7 @@
 #include <span>
 #include <string_view>
 
-#include "remote/P2PProtocol.h"
+#include "remote/p2p/P2PProtocol.h"
 
 namespace
 {

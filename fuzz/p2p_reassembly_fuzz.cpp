@@ -7,7 +7,7 @@
 #include <span>
 #include <vector>
 
-#include "remote/MessageRouter.h"
+#include "remote/p2p/MessageRouter.h"
 
 namespace
 {

@@ -1,5 +1,5 @@
-// Arbitrary bytes as an ini file, read and changed by every call of platform/profile.h. The input is cut at its
-// first three NUL bytes into section, key, value and the file. The file lives in memory.
+// Arbitrary bytes as an ini file, read and changed by every call of platform/files/profile.h. The input is cut
+// at its first three NUL bytes into section, key, value and the file. The file lives in memory.
 
 #include <algorithm>
 #include <array>
@@ -10,10 +10,10 @@
 #include <string>
 #include <string_view>
 
-#include "platform/FileOperations.h"
-#include "platform/IniText.h"
-#include "platform/ascii.h"
-#include "platform/profile.h"
+#include "platform/files/FileOperations.h"
+#include "platform/files/IniText.h"
+#include "platform/files/profile.h"
+#include "platform/os/ascii.h"
 
 namespace
 {

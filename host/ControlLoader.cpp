@@ -5,8 +5,8 @@
 #include <QCoreApplication>
 #include <QFileInfo>
 
-#include "platform/component_registry.h"
-#include "platform/paths.h"
+#include "platform/component/component_registry.h"
+#include "platform/os/paths.h"
 
 namespace
 {

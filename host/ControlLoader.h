@@ -2,7 +2,7 @@
 
 #include <QString>
 
-#include "inc/ControlWindow.h"
+#include "inc/host/ControlWindow.h"
 
 /// Finds the control through its registration, loads its module and creates it through its class factory. A
 /// control that isn't registered, whose registered module is gone, or that is registered with another module

@@ -6,7 +6,7 @@
 #include <QScreen>
 #include <QTimer>
 
-#include "platform/profile.h"
+#include "platform/files/profile.h"
 
 namespace
 {

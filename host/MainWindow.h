@@ -3,9 +3,9 @@
 #include <QMainWindow>
 #include <functional>
 
-#include "inc/ControlReport.h"
-#include "inc/ControlWindow.h"
-#include "platform/component.h"
+#include "inc/host/ControlReport.h"
+#include "inc/host/ControlWindow.h"
+#include "platform/component/component.h"
 
 /// What the control sees of its container.
 class CControlSite final : public CUnknown<IControlSite>

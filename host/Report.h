@@ -4,7 +4,7 @@
 #include <QString>
 #include <vector>
 
-#include "inc/ControlReport.h"
+#include "inc/host/ControlReport.h"
 
 /// Writes the report: for each channel what it did, and the process's totals. False when the file can't be
 /// written.

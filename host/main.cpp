@@ -13,7 +13,7 @@
 #include "host/Report.h"
 #include "host/ScriptedOperator.h"
 #include "host/Signals.h"
-#include "platform/paths.h"
+#include "platform/os/paths.h"
 #include "platform/qt/QtPlatform.h"
 
 namespace

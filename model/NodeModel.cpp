@@ -7,15 +7,15 @@
 #include <utility>
 
 #include "inc/OutputDebugString.h"
-#include "model/CompositeIterator.h"
-#include "model/GlobalSetting.h"
-#include "model/Language.h"
-#include "model/LogSetting.h"
-#include "model/NetworkSetting.h"
-#include "model/StorageSetting.h"
-#include "model/SystemSetting.h"
-#include "platform/drives.h"
-#include "platform/paths.h"
+#include "model/settings/GlobalSetting.h"
+#include "model/settings/Language.h"
+#include "model/settings/LogSetting.h"
+#include "model/settings/NetworkSetting.h"
+#include "model/settings/StorageSetting.h"
+#include "model/settings/SystemSetting.h"
+#include "model/tree/CompositeIterator.h"
+#include "platform/os/drives.h"
+#include "platform/os/paths.h"
 
 namespace
 {

@@ -6,7 +6,7 @@
 #include <span>
 #include <string>
 
-#include "model/Folder.h"
+#include "model/tree/Folder.h"
 
 class CGlobalSetting;
 struct sqlite3;

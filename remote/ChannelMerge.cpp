@@ -4,8 +4,8 @@
 #include <iterator>
 #include <memory>
 
-#include "model/Language.h"
-#include "model/ObjectFactory.h"
+#include "model/archive/ObjectFactory.h"
+#include "model/settings/Language.h"
 #include "remote/Device.h"
 #include "remote/RemoteClasses.h"
 

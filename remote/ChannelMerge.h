@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "model/Devices.h"
+#include "model/tree/Devices.h"
 
 class CDevice;
 

@@ -1,6 +1,6 @@
 #include "remote/Device.h"
 
-#include "model/Observer.h"
+#include "model/tree/Observer.h"
 
 void XDeviceState::Tell(const std::string& message) const
 {

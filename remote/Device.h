@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "model/NamedValue.h"
+#include "model/archive/NamedValue.h"
 #include "remote/DeviceState.h"
 #include "remote/IDevice.h"
 

@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/windows.h"
+#include "platform/windows/windows.h"
 #include "remote/Relaxed.h"
 
 class CDevice;

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "model/Leaf.h"
+#include "model/tree/Leaf.h"
 
 class IPtz;
 

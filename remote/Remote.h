@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "model/NamedValue.h"
+#include "model/archive/NamedValue.h"
 #include "remote/Device.h"
 
 /// A device that is reached over the network: what the panels ask of it becomes request bits for the link

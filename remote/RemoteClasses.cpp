@@ -1,6 +1,6 @@
 #include "remote/RemoteClasses.h"
 
-#include "model/ClassRegistration.h"
+#include "model/archive/ClassRegistration.h"
 #include "remote/Device.h"
 #include "remote/Remote.h"
 #include "remote/RemoteStation.h"

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "model/NamedValue.h"
+#include "model/archive/NamedValue.h"
 #include "remote/Station.h"
 
 /// A station with the address that the operator entered.

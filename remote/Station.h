@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "model/Devices.h"
-#include "model/Folder.h"
-#include "model/NamedValue.h"
+#include "model/archive/NamedValue.h"
+#include "model/tree/Devices.h"
+#include "model/tree/Folder.h"
 #include "remote/TimeSpan.h"
 
 /// One remote machine, a folder that holds its devices. This base has no transport: every operation succeeds

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "model/NamedValue.h"
+#include "model/archive/NamedValue.h"
 #include "remote/Remote.h"
 
 /// What a link asks of the far side.

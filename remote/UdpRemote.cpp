@@ -2,9 +2,9 @@
 
 #include <utility>
 
-#include "model/Observer.h"
-#include "remote/P2PSession.h"
-#include "remote/UdpLink.h"
+#include "model/tree/Observer.h"
+#include "remote/p2p/P2PSession.h"
+#include "remote/udp/UdpLink.h"
 
 CUdpRemote::CUdpRemote(std::int32_t iNetID, std::shared_ptr<CP2PSession> session, std::string strUser,
                        std::string strPassword)

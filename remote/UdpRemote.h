@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "model/NamedValue.h"
-#include "platform/threads.h"
-#include "remote/LinkCounters.h"
+#include "model/archive/NamedValue.h"
+#include "platform/os/threads.h"
 #include "remote/Remote.h"
+#include "remote/p2p/LinkCounters.h"
 
 class CP2PSession;
 class CUdpLink;

@@ -10,10 +10,10 @@
 #include <cstdio>
 #include <utility>
 
-#include "model/Language.h"
-#include "platform/language.h"
-#include "remote/DirectoryLookup.h"
+#include "model/settings/Language.h"
+#include "platform/os/language.h"
 #include "remote/UdpRemote.h"
+#include "remote/directory/DirectoryLookup.h"
 
 namespace
 {

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "remote/Endpoints.h"
-#include "remote/P2PSession.h"
 #include "remote/RemoteStation.h"
+#include "remote/p2p/Endpoints.h"
+#include "remote/p2p/P2PSession.h"
 
 /// The station that the operator logs on to by its net id: it asks the directory for the number of channels,
 /// registers at the rendezvous server, and builds one CUdpRemote for each channel. Panels' thread only.

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "platform/windows.h"
+#include "platform/windows/windows.h"
 
 // The pool of the grid's cells: process-wide, as there is one grid. The grid fills it and places what is in it;
 // the panels take cells for the streams that they open, and link threads give theirs back. Every operation may

@@ -1,8 +1,8 @@
 #include "render/D3DSurfaceRender.h"
 
-#include "codec/convert.h"
-#include "model/Language.h"
-#include "platform/paths.h"
+#include "codec/convert/convert.h"
+#include "model/settings/Language.h"
+#include "platform/os/paths.h"
 #include "render/BmpFile.h"
 #include "render/CellPool.h"
 

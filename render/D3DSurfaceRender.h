@@ -1,8 +1,8 @@
 #pragma once
 
-#include "platform/threads.h"
+#include "platform/os/threads.h"
 #include "render/Render.h"
-#include "render/SurfaceDevice.h"
+#include "render/device/SurfaceDevice.h"
 
 #include <memory>
 #include <mutex>

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/windows.h"
+#include "platform/windows/windows.h"
 
 struct CodecFrame;
 

@@ -1,11 +1,11 @@
 #include "render/RenderSelect.h"
 
 #include "render/D3DSurfaceRender.h"
-#include "render/EglSurfaceDevice.h"
+#include "render/device/EglSurfaceDevice.h"
 
-#include "platform/display.h"
-#include "platform/paths.h"
-#include "platform/profile.h"
+#include "platform/files/profile.h"
+#include "platform/os/display.h"
+#include "platform/os/paths.h"
 
 #include <cstdio>
 

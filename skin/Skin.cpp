@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "inc/OutputDebugString.h"
-#include "platform/paths.h"
+#include "platform/os/paths.h"
 #include "platform/qt/QtPlatform.h"
 #include "skin/SkinPaint.h"
 #include "skin/SkinStyle.h"

@@ -10,10 +10,10 @@
 #include <vector>
 
 #include "common/HistoryCombo.h"
-#include "model/CompositeIterator.h"
-#include "model/Devices.h"
-#include "model/Language.h"
 #include "model/NodeModel.h"
+#include "model/settings/Language.h"
+#include "model/tree/CompositeIterator.h"
+#include "model/tree/Devices.h"
 #include "remote/RemoteStation.h"
 #include "skin/Skin.h"
 

@@ -9,7 +9,7 @@
 #include <QStyle>
 #include <QToolTip>
 
-#include "platform/profile.h"
+#include "platform/files/profile.h"
 
 namespace
 {

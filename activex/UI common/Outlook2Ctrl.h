@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "activex/UI common/OutlookRecords.h"
-#include "platform/windows.h"
+#include "platform/windows/windows.h"
 
 /// The side bar: a stack of folder buttons at the bottom, the selected folder's page above them, its name in a
 /// band on top. A page holds lines that fire commands and child windows. The right edge is dragged to resize

@@ -3,12 +3,12 @@
 #include <QPainter>
 
 #include "activex/UI common/TreeCtrlEx.h"
-#include "model/CompositeIterator.h"
-#include "model/Folder.h"
-#include "model/Language.h"
 #include "model/NodeModel.h"
-#include "model/Observer.h"
-#include "platform/language.h"
+#include "model/settings/Language.h"
+#include "model/tree/CompositeIterator.h"
+#include "model/tree/Folder.h"
+#include "model/tree/Observer.h"
+#include "platform/os/language.h"
 #include "platform/qt/Keys.h"
 #include "platform/qt/Menu.h"
 #include "remote/Remote.h"

@@ -15,9 +15,9 @@
 #include <set>
 #include <vector>
 
-#include "remote/DatagramReader.h"
-#include "remote/MessageAssembler.h"
-#include "remote/P2PWire.h"
+#include "remote/p2p/DatagramReader.h"
+#include "remote/p2p/MessageAssembler.h"
+#include "remote/p2p/P2PWire.h"
 
 namespace
 {

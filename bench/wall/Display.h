@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "platform/windows.h"
+#include "platform/windows/windows.h"
 
 /// A virtual frame buffer of its own, whose X server is a child process, with as many windows as a wall has
 /// cells. Its display becomes the one of this process. The windows belong to the thread that made the object.

@@ -16,10 +16,10 @@ extern "C" {
 }
 
 #include "bench/wall/Measure.h"
-#include "codec/convert.h"
+#include "codec/convert/convert.h"
 #include "codec/decoder.h"
-#include "platform/clock.h"
-#include "remote/P2PSession.h"
+#include "platform/os/clock.h"
+#include "remote/p2p/P2PSession.h"
 
 namespace
 {

@@ -3,7 +3,7 @@
 #include <functional>
 #include <memory>
 
-#include "render/SurfaceDevice.h"
+#include "render/device/SurfaceDevice.h"
 
 /// Called when a presentation has returned, on the thread that presented.
 using PRESENTED = std::function<void(HWND window, bool shown)>;

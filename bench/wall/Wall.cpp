@@ -6,7 +6,7 @@
 #include "bench/wall/ArrivalTap.h"
 #include "bench/wall/Measure.h"
 #include "bench/wall/ShownDevice.h"
-#include "platform/clock.h"
+#include "platform/os/clock.h"
 #include "remote/UdpRemote.h"
 #include "remote/UdpRemoteStation.h"
 #include "render/D3DSurfaceRender.h"

@@ -6,7 +6,7 @@
 #include <memory>
 #include <vector>
 
-#include "render/SurfaceDevice.h"
+#include "render/device/SurfaceDevice.h"
 #include "tests/links/recorder_support.h"
 
 class CDevices;

@@ -10,7 +10,7 @@
 
 #include "platform/qt/MessagePump.h"
 #include "platform/qt/WindowHandle.h"
-#include "platform/windows.h"
+#include "platform/windows/windows.h"
 
 class QEventLoop;
 class QPainter;

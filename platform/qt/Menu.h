@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "platform/windows.h"
+#include "platform/windows/windows.h"
 
 class QMenu;
 class QPoint;

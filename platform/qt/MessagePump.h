@@ -5,7 +5,7 @@
 #include <QWidget>
 #include <functional>
 
-#include "platform/windows.h"
+#include "platform/windows/windows.h"
 
 // The input of the panels' thread as messages. What is promised of the platform's pump: a hook sees each key
 // and mouse button message of the application's widgets before its window does, and what it turns into a null

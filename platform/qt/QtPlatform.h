@@ -5,9 +5,9 @@
 class QWidget;
 
 /// Makes the calling thread, which has to be the application object's, the panels' thread: installs the window
-/// backend of platform/windows.h, has the event loop serve the messages sent and posted to this thread, and has
-/// the message hooks of MessagePump.h see its input. Counted; each start needs one stop on the same thread.
-/// False, with nothing started, without an application object for windows or from a foreign thread.
+/// backend of platform/windows/windows.h, has the event loop serve the messages sent and posted to this thread,
+/// and has the message hooks of MessagePump.h see its input. Counted; each start needs one stop on the same
+/// thread. False, with nothing started, without an application object for windows or from a foreign thread.
 bool StartQtPlatform();
 
 /// Takes one start back; with the last one the former backend is installed again.

@@ -2,7 +2,7 @@
 
 #include <functional>
 
-#include "platform/windows.h"
+#include "platform/windows/windows.h"
 
 /// The window operations by widgets. Made and destroyed on the panels' thread; calls from other threads cross
 /// to it as messages sent to a window of its own, so that they are served wherever sent messages are. All

@@ -2,7 +2,7 @@
 
 #include <functional>
 
-#include "platform/windows.h"
+#include "platform/windows/windows.h"
 
 class QWidget;
 

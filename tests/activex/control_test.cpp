@@ -11,10 +11,10 @@
 #include "activex/ActiveXCtrl.h"
 #include "activex/Registration.h"
 #include "model/NodeModel.h"
-#include "platform/component_registry.h"
+#include "platform/component/component_registry.h"
 #include "platform/qt/Keys.h"
 #include "render/D3DSurfaceRender.h"
-#include "render/MemorySurfaceDevice.h"
+#include "render/device/MemorySurfaceDevice.h"
 #include "tests/activex/home_support.h"
 
 using testing::ElementsAre;

@@ -7,10 +7,10 @@
 #include <QFileInfo>
 #include <QLabel>
 
-#include "model/Language.h"
 #include "model/NodeModel.h"
-#include "platform/language.h"
-#include "platform/windows.h"
+#include "model/settings/Language.h"
+#include "platform/os/language.h"
+#include "platform/windows/windows.h"
 #include "tests/activex/data_support.h"
 
 using testing::HasSubstr;

@@ -4,8 +4,8 @@
 #include <QFile>
 #include <QIODevice>
 
-#include "model/Language.h"
 #include "model/NodeModel.h"
+#include "model/settings/Language.h"
 #include "render/D3DSurfaceRender.h"
 
 CDataTest::CDataTest() : m_Former(SetDebugListener([this](std::string_view text) { m_strDebug += text; }))

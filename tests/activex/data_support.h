@@ -8,7 +8,7 @@
 
 #include "activex/ActiveXCtrl.h"
 #include "inc/OutputDebugString.h"
-#include "render/MemorySurfaceDevice.h"
+#include "render/device/MemorySurfaceDevice.h"
 #include "tests/activex/home_support.h"
 
 /// A control with a module directory of its own, whose files a test harms before it starts the control.

@@ -10,8 +10,8 @@
 
 #include "activex/UI common/Outlook2Ctrl.h"
 #include "common/RenderWnd.h"
-#include "model/Language.h"
-#include "platform/windows.h"
+#include "model/settings/Language.h"
+#include "platform/windows/windows.h"
 #include "tests/activex/data_support.h"
 #include "tests/support/box_catcher.h"
 

@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <memory>
 
-#include "inc/ControlWindow.h"
+#include "inc/host/ControlWindow.h"
 #include "tests/activex/home_support.h"
 
 using testing::ElementsAre;

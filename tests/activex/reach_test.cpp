@@ -8,10 +8,10 @@
 
 #include "activex/ActiveXCtrl.h"
 #include "activex/UI common/Outlook2Ctrl.h"
-#include "model/Language.h"
 #include "model/NodeModel.h"
+#include "model/settings/Language.h"
 #include "render/D3DSurfaceRender.h"
-#include "render/MemorySurfaceDevice.h"
+#include "render/device/MemorySurfaceDevice.h"
 #include "tests/activex/home_support.h"
 #include "tests/support/test_variable.h"
 

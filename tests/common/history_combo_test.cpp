@@ -9,8 +9,8 @@
 #include <fstream>
 
 #include "inc/OutputDebugString.h"
-#include "platform/paths.h"
-#include "platform/profile.h"
+#include "platform/files/profile.h"
+#include "platform/os/paths.h"
 #include "tests/support/test_variable.h"
 
 namespace

@@ -5,7 +5,7 @@
 
 #include "common/BitmapFile.h"
 #include "model/NodeModel.h"
-#include "platform/paths.h"
+#include "platform/os/paths.h"
 #include "remote/Remote.h"
 #include "tests/common/render_wnd_support.h"
 #include "tests/support/test_variable.h"

@@ -4,8 +4,8 @@
 #include <fstream>
 
 #include "common/BitmapFile.h"
-#include "model/Language.h"
-#include "platform/paths.h"
+#include "model/settings/Language.h"
+#include "platform/os/paths.h"
 #include "render/Render.h"
 #include "skin/Skin.h"
 #include "tests/common/render_wnd_support.h"

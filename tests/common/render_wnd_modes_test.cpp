@@ -3,8 +3,8 @@
 #include <QScreen>
 #include <QTimerEvent>
 
-#include "model/GlobalSetting.h"
 #include "model/NodeModel.h"
+#include "model/settings/GlobalSetting.h"
 #include "remote/Remote.h"
 #include "tests/common/render_wnd_support.h"
 #include "tests/support/box_catcher.h"

@@ -1,8 +1,8 @@
 #include "tests/common/render_wnd_support.h"
 
-#include "model/Language.h"
 #include "model/NodeModel.h"
-#include "platform/paths.h"
+#include "model/settings/Language.h"
+#include "platform/os/paths.h"
 #include "platform/qt/QtPlatform.h"
 #include "render/D3DSurfaceRender.h"
 

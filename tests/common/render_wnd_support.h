@@ -10,7 +10,7 @@
 #include "common/RenderCell.h"
 #include "common/RenderWnd.h"
 #include "render/CellPool.h"
-#include "render/MemorySurfaceDevice.h"
+#include "render/device/MemorySurfaceDevice.h"
 
 /// A record of 400 by 300 at (10, 20) with the yardstick, one cell, and arrangements of the sizes given: two
 /// across up to four cells, four across beyond.

@@ -3,7 +3,7 @@
 #include <QScreen>
 
 #include "model/NodeModel.h"
-#include "platform/paths.h"
+#include "platform/os/paths.h"
 #include "remote/Remote.h"
 #include "render/Render.h"
 #include "tests/common/render_wnd_support.h"

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/paths.h"
+#include "platform/os/paths.h"
 #include "remote/UdpRemote.h"
 #include "remote/UdpRemoteStation.h"
 #include "render/CellPool.h"

@@ -11,8 +11,8 @@
 
 #include "recorder/scene/Mark.h"
 #include "recorder/scene/Scene.h"
-#include "remote/Endpoints.h"
-#include "remote/P2PSession.h"
+#include "remote/p2p/Endpoints.h"
+#include "remote/p2p/P2PSession.h"
 #include "render/Render.h"
 #include "tests/support/test_clocks.h"
 #include "tests/support/test_folder.h"

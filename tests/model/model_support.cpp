@@ -1,9 +1,9 @@
 #include "tests/model/model_support.h"
 
-#include "model/CompositeIterator.h"
-#include "model/Language.h"
 #include "model/NodeModel.h"
-#include "platform/paths.h"
+#include "model/settings/Language.h"
+#include "model/tree/CompositeIterator.h"
+#include "platform/os/paths.h"
 
 CModelTest::CModelTest()
 {

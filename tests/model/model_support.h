@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "inc/OutputDebugString.h"
-#include "model/Folder.h"
+#include "model/tree/Folder.h"
 #include "tests/support/test_folder.h"
 
 /// A test with a module directory of its own, and no model, language or observer from another test.

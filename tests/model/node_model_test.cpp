@@ -7,10 +7,10 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "model/Devices.h"
-#include "model/GlobalSetting.h"
-#include "model/Leaf.h"
-#include "platform/paths.h"
+#include "model/settings/GlobalSetting.h"
+#include "model/tree/Devices.h"
+#include "model/tree/Leaf.h"
+#include "platform/os/paths.h"
 #include "tests/model/model_support.h"
 
 namespace

@@ -9,10 +9,10 @@
 #include <optional>
 
 #include "common/HistoryCombo.h"
-#include "model/Devices.h"
-#include "model/Language.h"
 #include "model/NodeModel.h"
-#include "platform/profile.h"
+#include "model/settings/Language.h"
+#include "model/tree/Devices.h"
+#include "platform/files/profile.h"
 #include "platform/qt/QtPlatform.h"
 #include "tests/activex/home_support.h"
 #include "tests/support/box_catcher.h"

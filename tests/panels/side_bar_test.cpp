@@ -12,7 +12,7 @@
 #include <optional>
 
 #include "activex/UI common/Outlook2Ctrl.h"
-#include "platform/profile.h"
+#include "platform/files/profile.h"
 #include "tests/support/test_variable.h"
 
 using testing::ElementsAre;

@@ -1,6 +1,6 @@
 #include "tests/panels/tree_dlg_support.h"
 
-#include "platform/paths.h"
+#include "platform/os/paths.h"
 #include "platform/qt/QtPlatform.h"
 #include "render/CellPool.h"
 

@@ -11,8 +11,8 @@
 
 #include "activex/UI common/TreeCtrlEx.h"
 #include "activex/UI common/TreeDlg.h"
-#include "model/Devices.h"
 #include "model/NodeModel.h"
+#include "model/tree/Devices.h"
 #include "platform/qt/WindowHandle.h"
 #include "remote/RemoteStation.h"
 #include "remote/TcpRemote.h"

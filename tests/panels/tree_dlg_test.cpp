@@ -2,8 +2,8 @@
 #include <QFile>
 #include <map>
 
-#include "model/Language.h"
-#include "model/Observer.h"
+#include "model/settings/Language.h"
+#include "model/tree/Observer.h"
 #include "remote/UdpRemote.h"
 #include "render/CellPool.h"
 #include "tests/panels/tree_dlg_support.h"

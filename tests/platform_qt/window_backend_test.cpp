@@ -9,10 +9,10 @@
 #include <atomic>
 #include <thread>
 
+#include "platform/os/threads.h"
 #include "platform/qt/QtPlatform.h"
 #include "platform/qt/WindowHandle.h"
-#include "platform/threads.h"
-#include "platform/windows.h"
+#include "platform/windows/windows.h"
 
 namespace
 {

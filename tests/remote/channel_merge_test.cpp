@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include "model/Language.h"
-#include "model/Leaf.h"
-#include "platform/paths.h"
+#include "model/settings/Language.h"
+#include "model/tree/Leaf.h"
+#include "platform/os/paths.h"
 #include "remote/Device.h"
 
 namespace

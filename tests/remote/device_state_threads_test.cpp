@@ -4,7 +4,7 @@
 #include <thread>
 #include <vector>
 
-#include "model/Observer.h"
+#include "model/tree/Observer.h"
 #include "remote/Remote.h"
 
 namespace

@@ -6,7 +6,7 @@
 #include <memory>
 #include <vector>
 
-#include "model/Observer.h"
+#include "model/tree/Observer.h"
 #include "remote/Remote.h"
 #include "remote/TcpRemote.h"
 

@@ -5,7 +5,7 @@
 #include <sys/time.h>
 #include <unistd.h>
 
-#include "platform/sockets.h"
+#include "platform/os/socket_calls.h"
 
 /// A UDP socket on loopback; a read of it gives up waiting after a while.
 class CLoopbackSocket

@@ -4,9 +4,9 @@
 #include <memory>
 #include <string>
 
-#include "model/Folder.h"
-#include "model/XMLInputArchive.h"
-#include "model/XMLOutputArchive.h"
+#include "model/archive/XMLInputArchive.h"
+#include "model/archive/XMLOutputArchive.h"
+#include "model/tree/Folder.h"
 #include "remote/RemoteClasses.h"
 #include "remote/RemoteStation.h"
 #include "remote/TcpRemote.h"

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "model/Leaf.h"
+#include "model/tree/Leaf.h"
 #include "remote/RemoteStation.h"
 #include "remote/Station.h"
 

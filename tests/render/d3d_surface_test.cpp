@@ -6,9 +6,9 @@
 #include <filesystem>
 #include <optional>
 
-#include "model/Language.h"
-#include "platform/paths.h"
-#include "render/MemorySurfaceDevice.h"
+#include "model/settings/Language.h"
+#include "platform/os/paths.h"
+#include "render/device/MemorySurfaceDevice.h"
 #include "tests/render/render_support.h"
 #include "tests/support/test_folder.h"
 

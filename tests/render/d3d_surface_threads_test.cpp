@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "render/D3DSurfaceRender.h"
-#include "render/MemorySurfaceDevice.h"
+#include "render/device/MemorySurfaceDevice.h"
 #include "tests/render/render_support.h"
 
 namespace

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "codec/codec.h"
-#include "platform/windows.h"
+#include "platform/windows/windows.h"
 
 #include <cstdint>
 #include <mutex>

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/paths.h"
+#include "platform/os/paths.h"
 #include "render/D3DSurfaceRender.h"
 #include "tests/support/test_folder.h"
 

@@ -23,7 +23,7 @@
 #include <string>
 
 #include "inc/OutputDebugString.h"
-#include "platform/paths.h"
+#include "platform/os/paths.h"
 #include "platform/qt/QtPlatform.h"
 #include "skin/theme/Theme.h"
 #include "tests/skin/theme_support.h"

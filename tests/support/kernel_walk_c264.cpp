@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "codec/c264_dsp.h"
+#include "codec/c264/c264_dsp.h"
 #include "tests/support/kernel_walk.h"
 
 namespace

@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <memory>
 
-#include "codec/convert_kernels.h"
+#include "codec/convert/convert_kernels.h"
 #include "tests/support/kernel_walk.h"
 
 // The slots of the conversion table.

@@ -1,8 +1,8 @@
 // The kernels of the MPEG-4 decoder in the walk.
 #include <cstring>
 
-#include "codec/mpeg4_dsp.h"
-#include "codec/mpeg4_tables.h"
+#include "codec/mpeg4/mpeg4_dsp.h"
+#include "codec/mpeg4/mpeg4_tables.h"
 #include "tests/support/kernel_walk.h"
 
 namespace

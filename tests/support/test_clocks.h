@@ -9,7 +9,7 @@
 #include <thread>
 #include <utility>
 
-#include "platform/clock.h"
+#include "platform/os/clock.h"
 
 /// For waits that somebody ends: each thread waits `speed` times as fast as the machine's clock for its first
 /// 3 s, so that what answers at once costs the test little, and by the machine's clock thereafter, so that what

@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "platform/paths.h"
+#include "platform/os/paths.h"
 
 /// A folder of a test's own, which goes with its content when the test ends. Paths of this machine unless said.
 class CTestFolder

@@ -6,10 +6,10 @@
 
 #include "common/RenderCell.h"
 #include "common/RenderWnd.h"
-#include "model/Language.h"
 #include "model/NodeModel.h"
-#include "model/XMLInputArchive.h"
-#include "platform/paths.h"
+#include "model/archive/XMLInputArchive.h"
+#include "model/settings/Language.h"
+#include "platform/os/paths.h"
 #include "platform/qt/QtPlatform.h"
 #include "remote/UdpRemote.h"
 #include "remote/UdpRemoteStation.h"

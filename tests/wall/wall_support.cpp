@@ -14,8 +14,8 @@
 #include "activex/UI common/TreeCtrlEx.h"
 #include "common/RenderCell.h"
 #include "common/RenderWnd.h"
-#include "model/Language.h"
 #include "model/NodeModel.h"
+#include "model/settings/Language.h"
 #include "remote/Remote.h"
 
 namespace

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "inc/host/Component.h"
+
+/// What one channel has done since it was built.
+struct XChannelReport {
+    std::string strName;
+    std::int32_t iChannel = 0;  // from 0
+    std::int32_t iWidth = 0;    // of the stream as its reply gave it, pixels; 0 before the stream is open
+    std::int32_t iHeight = 0;
+    std::uint64_t ulDecoded = 0;  // pictures
+    std::uint64_t ulShown = 0;
+    std::uint64_t ulRefused = 0;  // messages of which the decoder made no picture
+    std::uint64_t ulBytes = 0;
+    std::int64_t iFirstPictureMs = -1;  // from the opening to the first picture shown; -1 without one
+};
+
+/// For reports of a container: what the control's channels did. On the host's thread.
+class IControlReport : public IUnknown
+{
+  public:
+    static constexpr UUID IID = MakeUuid("a91f4c1c-58f0-4f0a-9c9a-7f5a0f3f7c11");
+
+    /// The channels of all stations, in the order of the device tree.
+    virtual HRESULT GetChannels(std::vector<XChannelReport>& channels) = 0;
+
+  protected:
+    ~IControlReport() = default;
+};

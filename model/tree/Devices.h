@@ -1,0 +1,8 @@
+#pragma once
+
+#include "model/tree/Folder.h"
+
+/// The folder that holds a station's devices.
+class CDevices : public CFolder
+{
+};

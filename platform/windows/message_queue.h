@@ -1,0 +1,68 @@
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <unordered_map>
+
+#include "platform/os/waiting.h"
+#include "platform/windows/windows.h"
+
+// The queues of messages behind windows.h. Internal to this folder.
+
+struct XMessage {
+    HWND Window = HWND::Null;
+    std::uint32_t dwMessage = 0;
+    WPARAM wParam = 0;
+    LPARAM lParam = 0;
+};
+
+/// A message whose sender is blocked; it lies on the sender's stack and is its own again once bDone is set.
+struct XSentMessage {
+    XMessage Message;
+    XWaiter* pSender = nullptr;
+    LRESULT lResult = 0;
+    bool bDone = false;
+};
+
+/// What waits for one thread that owns windows.
+struct CMessageQueue {
+    // guarded by g_WaitLock
+    std::deque<XSentMessage*> Sent;
+    std::deque<XMessage> Posted;
+    XWaiter* pWaiter = nullptr;  // the innermost wait of the thread
+
+    // guarded by WakeLock, which is held while Wake runs: once it is replaced it is called no more
+    std::mutex WakeLock;
+    std::function<void()> Wake;
+
+    void CallWake();
+};
+
+struct XWindow {
+    std::shared_ptr<CMessageQueue> pQueue;
+    std::shared_ptr<const WNDPROC> pProcedure;
+    void* pNative = nullptr;
+    std::uintptr_t ulSystemWindow = 0;  // noted by SetSystemWindow
+};
+
+/// The registry, guarded by g_WaitLock. Lives to process end.
+std::unordered_map<HWND, XWindow>& Windows();
+
+/// The calling thread's queue, made at first use; null on a thread that is past its end (its thread-local
+/// objects are going).
+std::shared_ptr<CMessageQueue> MakeThreadQueue();
+
+/// The calling thread's queue, or null when it has none.
+CMessageQueue* ThreadQueue();
+
+/// Answers one message sent to the calling thread; false when there is none. `hold` is given free while the
+/// window's procedure runs.
+bool ServeOneSent(CMessageQueue& queue, CWaitHold& hold);
+
+/// Answers every message that was sent to `window` and is still in the queue with 0. Under g_WaitLock.
+void DropSent(CMessageQueue& queue, HWND window);
+
+/// Calls the procedure; nothing may leave it, a sender would never be answered.
+LRESULT CallProcedure(const WNDPROC& procedure, const XMessage& message) noexcept;

@@ -1,0 +1,197 @@
+#include "platform/windows/windows.h"
+
+#include <atomic>
+#include <limits>
+#include <string>
+#include <utility>
+
+#include "inc/OutputDebugString.h"
+#include "platform/windows/message_queue.h"
+
+namespace
+{
+
+// The last handle that was given away; guarded by g_WaitLock.
+constinit std::int32_t g_iLastHandle = 0;
+
+constinit std::atomic<IWindowBackend*> g_pBackend = nullptr;
+
+class CAnswered final : public IWaitCondition
+{
+  public:
+    explicit CAnswered(const XSentMessage& message) : m_Message(message) {}
+    bool IsMet() override { return m_Message.bDone; }
+
+  private:
+    const XSentMessage& m_Message;
+};
+
+// Calls `operation` of the backend, or answers what stands for "there is none".
+template <typename TResult, typename TOperation>
+TResult AskBackend(TResult none, TOperation operation)
+{
+    IWindowBackend* const backend = g_pBackend.load();
+    return backend == nullptr ? none : operation(*backend);
+}
+
+}  // namespace
+
+HWND RegisterWindow(WNDPROC procedure, void* native)
+{
+    std::shared_ptr<CMessageQueue> queue = MakeThreadQueue();
+    if (queue == nullptr || !procedure) return HWND::Null;
+    auto shared = std::make_shared<const WNDPROC>(std::move(procedure));
+    const std::lock_guard lock(g_WaitLock);
+    if (g_iLastHandle == std::numeric_limits<std::int32_t>::max()) return HWND::Null;
+    const HWND window{++g_iLastHandle};
+    Windows().emplace(window, XWindow{std::move(queue), std::move(shared), native, 0});
+    return window;
+}
+
+void UnregisterWindow(HWND window)
+{
+    XWindow gone;  // destroyed after the lock: the procedure may hold anything
+    const std::lock_guard lock(g_WaitLock);
+    const auto found = Windows().find(window);
+    if (found == Windows().end()) return;
+    gone = std::move(found->second);
+    Windows().erase(found);
+    DropSent(*gone.pQueue, window);
+}
+
+bool IsWindow(HWND window)
+{
+    const std::lock_guard lock(g_WaitLock);
+    return Windows().contains(window);
+}
+
+void* GetNativeWindow(HWND window)
+{
+    const std::lock_guard lock(g_WaitLock);
+    const auto found = Windows().find(window);
+    return found == Windows().end() ? nullptr : found->second.pNative;
+}
+
+LRESULT SendMessageA(HWND window, std::uint32_t message, WPARAM wParam, LPARAM lParam)
+{
+    XWaiter waiter;
+    XSentMessage sent{{window, message, wParam, lParam}, &waiter};
+    CWaitHold hold(g_WaitLock);
+    const auto found = Windows().find(window);
+    if (found == Windows().end()) return 0;
+    const std::shared_ptr<CMessageQueue> queue = found->second.pQueue;
+    if (queue.get() == ThreadQueue()) {
+        const std::shared_ptr<const WNDPROC> procedure = found->second.pProcedure;
+        hold.unlock();
+        return CallProcedure(*procedure, sent.Message);
+    }
+    queue->Sent.push_back(&sent);
+    if (queue->pWaiter != nullptr) queue->pWaiter->Changed.notify_one();
+    hold.unlock();
+    // The owner is woken even while it waits: its wait may end before it has come to this message.
+    queue->CallWake();
+    hold.lock();
+    CAnswered answered(sent);
+    WaitServing(hold, waiter, answered, std::nullopt);
+    hold.unlock();
+    return sent.lResult;
+}
+
+bool PostMessageA(HWND window, std::uint32_t message, WPARAM wParam, LPARAM lParam)
+{
+    std::shared_ptr<CMessageQueue> queue;
+    {
+        const std::lock_guard lock(g_WaitLock);
+        const auto found = Windows().find(window);
+        if (found == Windows().end()) return false;
+        queue = found->second.pQueue;
+        queue->Posted.push_back({window, message, wParam, lParam});
+    }
+    queue->CallWake();
+    return true;
+}
+
+int ServeMessages(bool posted)
+{
+    CMessageQueue* const queue = ThreadQueue();
+    if (queue == nullptr) return 0;
+    int served = 0;
+    CWaitHold hold(g_WaitLock);
+    // Only what is there now: each later message wakes the loop again, and a window that posts to itself must
+    // not keep the loop from its other work.
+    for (std::size_t rest = queue->Sent.size(); rest > 0 && ServeOneSent(*queue, hold); --rest)
+        ++served;
+    for (std::size_t rest = posted ? queue->Posted.size() : 0; rest > 0 && !queue->Posted.empty(); --rest) {
+        const XMessage message = queue->Posted.front();
+        queue->Posted.pop_front();
+        const auto found = Windows().find(message.Window);
+        if (found == Windows().end()) continue;
+        std::shared_ptr<const WNDPROC> procedure = found->second.pProcedure;
+        hold.unlock();
+        CallProcedure(*procedure, message);
+        procedure.reset();
+        hold.lock();
+        ++served;
+    }
+    return served;
+}
+
+void SetMessageWake(std::function<void()> wake)
+{
+    const std::shared_ptr<CMessageQueue> queue = MakeThreadQueue();
+    if (queue == nullptr) return;
+    const std::lock_guard lock(queue->WakeLock);
+    queue->Wake = std::move(wake);
+}
+
+IWindowBackend* SetWindowBackend(IWindowBackend* backend)
+{
+    return g_pBackend.exchange(backend);
+}
+
+bool GetClientRect(HWND window, RECT& rect)
+{
+    return AskBackend(false, [&](IWindowBackend& backend) { return backend.GetClientRect(window, rect); });
+}
+
+bool SetWindowPos(HWND window, const RECT& rect)
+{
+    return AskBackend(false, [&](IWindowBackend& backend) { return backend.SetWindowPos(window, rect); });
+}
+
+bool ShowWindow(HWND window, bool visible)
+{
+    return AskBackend(false, [&](IWindowBackend& backend) { return backend.ShowWindow(window, visible); });
+}
+
+bool InvalidateRect(HWND window)
+{
+    return AskBackend(false, [&](IWindowBackend& backend) { return backend.InvalidateRect(window); });
+}
+
+void SetSystemWindow(HWND window, std::uintptr_t systemWindow)
+{
+    const std::lock_guard lock(g_WaitLock);
+    const auto found = Windows().find(window);
+    if (found != Windows().end()) found->second.ulSystemWindow = systemWindow;
+}
+
+std::uintptr_t GetSystemWindow(HWND window)
+{
+    {
+        const std::lock_guard lock(g_WaitLock);
+        const auto found = Windows().find(window);
+        if (found != Windows().end() && found->second.ulSystemWindow != 0) return found->second.ulSystemWindow;
+    }
+    return AskBackend(std::uintptr_t{0},
+                      [&](IWindowBackend& backend) { return backend.GetSystemWindow(window); });
+}
+
+std::int32_t MessageBoxA(HWND owner, std::string_view text, std::string_view caption, std::uint32_t type)
+{
+    if (IWindowBackend* const backend = g_pBackend.load()) {
+        return backend->MessageBoxA(owner, text, caption, type);
+    }
+    OutputDebugStringA(std::string(caption) + ": " + std::string(text) + "\n");
+    return IDOK;
+}

@@ -1,0 +1,81 @@
+#include "remote/p2p/MyP2P.h"
+
+#include <algorithm>
+#include <chrono>
+
+namespace
+{
+
+constexpr std::size_t PACKET_COST_BYTES = 128;
+
+std::size_t Cost(const Packet& packet)
+{
+    return packet.m_ulLength + PACKET_COST_BYTES;
+}
+
+}  // namespace
+
+void CMyP2P::OnRecv(const char* szName, std::span<const std::uint8_t> data)
+{
+    CLinkCounters::Count(m_Counters.m_ulDatagrams);
+    CLinkCounters::Count(m_Counters.m_ulBytes, data.size());
+    auto packet = std::make_unique<Packet>();
+    packet->m_pData = std::make_unique_for_overwrite<std::uint8_t[]>(data.size());
+    packet->m_ulLength = static_cast<std::uint32_t>(data.size());
+    std::ranges::copy(data, packet->m_pData.get());
+    std::string_view(szName).copy(packet->m_szName, P2P_NAME_BYTES - 1);
+    {
+        const std::lock_guard lock(m_csQueue);
+        if (m_ulQueuedBytes + Cost(*packet) > QUEUE_LIMIT_BYTES) {
+            CLinkCounters::Count(m_Counters.m_ulDropped);
+            return;
+        }
+        m_ulQueuedBytes += Cost(*packet);
+        m_Queue.push_back(std::move(packet));
+    }
+    m_Arrived.notify_all();
+}
+
+const Packet* CMyP2P::Front()
+{
+    const std::lock_guard lock(m_csQueue);
+    m_pCurrent = m_Queue.empty() ? nullptr : m_Queue.front().get();
+    return m_pCurrent;
+}
+
+void CMyP2P::Pop()
+{
+    std::unique_ptr<Packet> packet;  // freed behind the lock
+    const std::lock_guard lock(m_csQueue);
+    if (m_Queue.empty()) return;
+    packet = std::move(m_Queue.front());
+    m_Queue.pop_front();
+    m_ulQueuedBytes -= Cost(*packet);
+    if (m_pCurrent == packet.get()) m_pCurrent = nullptr;
+}
+
+void CMyP2P::WaitForPacket(std::uint32_t ms, const P2PCancel* pCancel)
+{
+    std::unique_lock lock(m_csQueue);
+    ++m_iWaiting;
+    m_Arrived.wait_for(lock, std::chrono::milliseconds(ms), [this, pCancel] {
+        return !m_Queue.empty() || IsStopping() ||
+               (pCancel != nullptr && pCancel->load(std::memory_order_relaxed));
+    });
+    --m_iWaiting;
+}
+
+bool CMyP2P::HasWaitingReader()
+{
+    const std::lock_guard lock(m_csQueue);
+    return m_iWaiting > 0;
+}
+
+void CMyP2P::WakeReaders()
+{
+    {
+        // Whoever has looked at the flags but does not wait yet holds the lock.
+        const std::lock_guard lock(m_csQueue);
+    }
+    m_Arrived.notify_all();
+}

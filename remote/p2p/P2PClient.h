@@ -1,0 +1,113 @@
+#pragma once
+
+#include <netinet/in.h>
+
+#include <atomic>
+#include <cstdint>
+#include <span>
+#include <string>
+
+#include "platform/os/clock.h"
+#include "platform/os/socket_calls.h"
+#include "platform/os/threads.h"
+#include "remote/p2p/Endpoints.h"
+#include "remote/p2p/P2PProtocol.h"
+
+/// What a client of the peer protocol is built with.
+struct XP2POptions {
+    std::uint16_t m_usServerPort = RENDEZVOUS_PORT;
+    IClock* m_pClock = &SystemClock();  // times the waiting loops; must outlive the client
+};
+
+/// Asked between two looks of a waiting loop: true ends the wait.
+using P2PCancel = std::atomic<bool>;
+
+/// One UDP socket that registers a name at the rendezvous server, learns the list of other users, punches a
+/// path to a peer and exchanges datagrams with it. It knows nothing of video.
+///
+/// States: closed (no socket), open (Init), registered (Login until Logout). Login and GetUserList run on the
+/// owner's thread, ConnectPeer, SendTo, SendReliable and Resolve on any number of threads at once; OnRecv is
+/// called on the receiving thread. Waiting is by sleeping and looking; every wait also ends when the client
+/// stops.
+class CP2PClient : private IP2POutput
+{
+  public:
+    explicit CP2PClient(const XP2POptions& options = {});
+    /// The class that implements OnRecv has to call Stop in its own destructor, while it can still be called
+    /// back.
+    ~CP2PClient() override;
+    CP2PClient(const CP2PClient&) = delete;
+    CP2PClient& operator=(const CP2PClient&) = delete;
+
+    /// Opens the socket on a local port, 0 for any, and starts the receiving thread. False when it runs already
+    /// or the socket can't be had.
+    bool Init(std::uint16_t usPort);
+
+    /// Registers under a name of at most 32 characters at a server, a dotted address or a host name. True when
+    /// the server acknowledged, within 15 s; false also when registered already.
+    bool Login(const std::string& strName, const std::string& strServer);
+
+    /// Takes back the registration and tells the server and every user that was heard. The user list stays.
+    void Logout();
+
+    /// Fetches the list of users anew. True when its end arrived.
+    bool GetUserList();
+
+    /// Punches a path to a listed user. True when the path is proved by an acknowledgement, within 30 s.
+    /// `pCancel` ends the attempt early.
+    bool ConnectPeer(const std::string& strName, const P2PCancel* pCancel = nullptr);
+
+    /// Sends one datagram with less than 65440 bytes of data without waiting. Returns the count of data bytes
+    /// sent; 0 when the peer's address isn't known.
+    std::int32_t SendTo(const std::string& strName, std::span<const std::uint8_t> data);
+
+    /// ConnectPeer with less than 929 bytes of data in the place of the empty message.
+    bool SendReliable(const std::string& strName, std::span<const std::uint8_t> data,
+                      const P2PCancel* pCancel = nullptr);
+
+    /// The address by which the user was heard; false when none is known.
+    bool Resolve(const std::string& strName, sockaddr_in& address) const;
+
+    bool IsLoggedIn() const { return m_Protocol.IsLoggedIn(); }
+    std::size_t GetUserCount() const { return m_Protocol.GetUserCount(); }
+
+    /// The port that Init got; 0 before.
+    std::uint16_t GetLocalPort() const { return m_usLocalPort; }
+
+    /// Logs out, shuts the socket down and ends every wait and the receiving thread, at once, whatever the
+    /// network does. Threads that still use the client get failures. More than one call does no harm; a client
+    /// that was stopped does not start again.
+    void Stop();
+
+  protected:
+    /// A peer's data, at least one byte; valid during the call. On the receiving thread, with no lock held.
+    virtual void OnRecv(const char* szName, std::span<const std::uint8_t> data) = 0;
+
+    /// Handles one datagram as if it had been received.
+    void HandleDatagram(std::span<const std::uint8_t> datagram, const sockaddr_in& from);
+
+    /// Sends one datagram by the socket; a failure is ignored. Any thread. The only way out, so that a network
+    /// without sockets can be put in its place.
+    void SendDatagram(std::span<const std::uint8_t> datagram, const sockaddr_in& to) override;
+
+    bool IsStopping() const { return m_bExit.load(std::memory_order_relaxed); }
+
+  private:
+    void DeliverData(const char* szName, std::span<const std::uint8_t> data) final { OnRecv(szName, data); }
+
+    std::uint32_t Receive();
+    void ReadLocalAddresses();
+    void SendToServer(std::span<const std::uint8_t> datagram);
+    bool SendProbe(const std::string& strName, std::span<const std::uint8_t> data, const P2PCancel* pCancel);
+    bool Pause(std::uint32_t ms, const P2PCancel* pCancel = nullptr);
+
+    const XP2POptions m_Options;
+    CP2PProtocol m_Protocol;
+    // written by Init before any other thread uses the client; closed by the destructor only, so that a thread
+    // which still sends can never meet another socket under the same number
+    SOCKET m_hSocket = INVALID_SOCKET;
+    HANDLE m_hThread = nullptr;  // owner's thread only
+    std::uint16_t m_usLocalPort = 0;
+    bool m_bSocketsStarted = false;
+    std::atomic<bool> m_bExit{false};  // tells the receiving thread and all waiting loops to leave
+};

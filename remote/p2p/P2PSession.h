@@ -1,0 +1,93 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+
+#include "remote/p2p/MessageRouter.h"
+#include "remote/p2p/MyP2P.h"
+#include "remote/p2p/ReceiveLock.h"
+
+/// What a session is built with.
+struct XSessionOptions {
+    XP2POptions m_P2P;
+    std::string m_strServer = "127.0.0.1";  // the rendezvous server, a dotted address or a host name
+    bool m_bSharedReceive = false;          // see CP2PSession
+};
+
+/// The session's options from "config\system.ini": the endpoints (remote/p2p/Endpoints.h), and in section
+/// "System" the key "SharedReceive", default 0.
+XSessionOptions ReadSessionOptions();
+
+/// What a station and all its channels share: it cuts messages into datagrams, puts them together again and
+/// filters them by channel. Held by shared pointer, by the station and by each channel and its link thread, so
+/// that a thread that ends late still has it.
+///
+/// One channel receives at a time: the first thread that finds the queue empty holds the receive lock from then
+/// on, and the others wait for it until that thread has ended. With the option of shared receiving the session
+/// instead hands each message to the channel that it names, so that all open channels receive at once; closing
+/// a channel then ends its wait too.
+///
+/// Order of locks: receive lock, then the queue's mutex. The list lock is never held with either.
+class CP2PSession final : public CMyP2P
+{
+  public:
+    explicit CP2PSession(const XSessionOptions& options = {});
+    ~CP2PSession() override;
+
+    /// Opens the socket, registers under `strName` and fetches the user list; the connected flag is set on full
+    /// success only. A failure goes to the debugger output. Owner's thread; blocks up to half a minute.
+    void Start(const std::string& strName);
+
+    /// Clears the connected flag, ends every wait of every thread and stops the client. Owner's thread.
+    void Shutdown();
+
+    bool IsConnected() const { return m_bConnected.load(std::memory_order_relaxed); }
+    bool IsSharedReceive() const { return m_pRouter != nullptr; }
+
+    /// Sends a message in datagrams of 1024 bytes. It ends where nothing could be sent, or behind the datagram
+    /// at which the session ends.
+    void SendMessage(const std::string& strPeer, std::span<const std::uint8_t> message);
+
+    /// Waits for the next message of whatever channel and puts it into `buffer`, the sender's name (33 bytes)
+    /// into `szName`. Returns its bytes; 0, or what was there of a begun message, when the session or `pCancel`
+    /// ends the wait. A message that doesn't fit is dropped and counted. There is no time-out. When it had to
+    /// wait, the calling thread goes on holding the receive lock, until ReleaseReceiveLock. Not with shared
+    /// receiving, which queues nothing for it.
+    std::int32_t ReceiveMessage(char* szName, std::span<std::uint8_t> buffer,
+                                const P2PCancel* pCancel = nullptr);
+
+    /// The next message with that channel and direction; others are thrown away. With shared receiving the
+    /// channel has to be open.
+    std::int32_t ReceiveChannel(char* szName, std::span<std::uint8_t> buffer, std::int32_t iChannel,
+                                std::int32_t iDirection, const P2PCancel* pCancel = nullptr);
+
+    /// Gives back the receive lock however often the calling thread took it. Every thread that received calls
+    /// this before it ends.
+    void ReleaseReceiveLock() { m_ReceiveLock.UnlockAll(); }
+
+    /// Whether some thread holds the receive lock, as one does that waits for a message.
+    bool IsReceiveLockTaken() { return m_ReceiveLock.IsTaken(); }
+
+    /// Says that a channel is received, for shared receiving; without it both do nothing.
+    void OpenChannel(std::int32_t iChannel);
+    void CloseChannel(std::int32_t iChannel);
+
+    /// Lets every wait look again whether it is to end; called behind the setting of a cancel flag.
+    void WakeAll();
+
+  protected:
+    void OnRecv(const char* szName, std::span<const std::uint8_t> data) override;
+
+  private:
+    bool IsEnded(const P2PCancel* pCancel) const;
+    std::int32_t ReceiveShared(char* szName, std::span<std::uint8_t> buffer, std::int32_t iChannel,
+                               std::int32_t iDirection, const P2PCancel* pCancel);
+
+    const std::string m_strServer;
+    std::atomic<bool> m_bConnected{false};
+    CReceiveLock m_ReceiveLock;
+    std::unique_ptr<CMessageRouter> m_pRouter;  // with shared receiving only; set in the constructor
+};

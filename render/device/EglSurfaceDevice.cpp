@@ -1,0 +1,380 @@
+#include "render/device/EglSurfaceDevice.h"
+
+#include "render/device/EglConnection.h"
+
+#include <atomic>
+#include <map>
+#include <mutex>
+#include <vector>
+
+// Terms: the *connection* is the X display with EGL on it; the *device* is one context on it; a *surface* is
+// pixels in memory with a texture that follows them; a *back buffer* is no memory of its own but the note which
+// part of which texture is to be shown: a stretch and the presentation that follows it, under one lock, are a
+// single draw.
+//
+// 1. The context is current only within a CCurrentContext, which only exists under the renderer's critical
+// section.
+// 2. Textures are deleted by the next CCurrentContext, since the last owner of a surface may be any thread.
+// 3. After a lost context nothing is deleted one by one: it went with the context.
+
+namespace
+{
+
+constexpr std::int32_t BYTES_A_PIXEL = 4;
+
+GLint FilterName(TEXTURE_FILTER filter)
+{
+    return filter == TEXTURE_FILTER::Linear ? GL_LINEAR : GL_NEAREST;
+}
+
+class CEglDevice;
+
+class CEglSurface : public IOffscreenSurface, public std::enable_shared_from_this<CEglSurface>
+{
+  public:
+    CEglSurface(std::shared_ptr<CEglDevice> device, std::int32_t width, std::int32_t height)
+        : m_pDevice(std::move(device)),
+          m_iWidth(width),
+          m_iHeight(height),
+          m_Pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * BYTES_A_PIXEL)
+    {
+    }
+    ~CEglSurface() override;
+
+    bool Lock(LOCK_MODE, XLockedRect& locked) override
+    {
+        if (!m_csPixels.try_lock()) return false;
+        locked.pitch = m_iWidth * BYTES_A_PIXEL;
+        locked.bits = m_Pixels.data();
+        locked.held = &m_Held;
+        return true;
+    }
+
+    void Unlock(bool written) override
+    {
+        m_bChanged = m_bChanged || written;
+        m_csPixels.unlock();
+    }
+
+    // Brings the texture up to date and binds it; false while the pixels are being written.
+    bool BindTexture();
+
+    const std::shared_ptr<CEglDevice> m_pDevice;
+    const std::int32_t m_iWidth;
+    const std::int32_t m_iHeight;
+
+  private:
+    std::mutex m_csPixels;  // held between Lock and Unlock; guards the three below
+    std::vector<std::uint8_t> m_Pixels;
+    ConvertHeld m_Held{};
+    bool m_bChanged = true;
+    GLuint m_ulTexture = 0;  // under the renderer's critical section
+};
+
+class CEglBackBuffer : public IBackBuffer
+{
+  public:
+    std::weak_ptr<CEglSurface> m_pShown;  // none until the first stretch; the stream owns both
+    RECT m_Source;
+    TEXTURE_FILTER m_Filter = TEXTURE_FILTER::Linear;
+};
+
+class CEglDevice : public ISurfaceDevice, public std::enable_shared_from_this<CEglDevice>
+{
+  public:
+    CEglDevice(std::shared_ptr<CEglConnection> connection, EGLContext context, bool robust)
+        : m_pConnection(std::move(connection)), m_Context(context), m_bRobust(robust)
+    {
+    }
+    ~CEglDevice() override;
+
+    bool Prepare();
+    DEVICE_STATE TestCooperativeLevel() override;
+    bool SetSamplerState(TEXTURE_FILTER magnify, TEXTURE_FILTER minify) override;
+    std::shared_ptr<IOffscreenSurface> CreateOffscreenPlainSurface(std::int32_t width, std::int32_t height,
+                                                                   SURFACE_FORMAT format) override;
+    std::shared_ptr<ISwapChain> CreateAdditionalSwapChain(const XPresentParameters& parameters) override;
+    bool StretchRect(IOffscreenSurface& from, const RECT& source, IBackBuffer& to,
+                     TEXTURE_FILTER filter) override;
+    bool Present(const CEglBackBuffer& buffer, HWND window);
+
+    // Any thread: the texture goes with the next current context.
+    void DeleteLater(GLuint texture);
+
+  private:
+    friend class CCurrentContext;
+    struct Window {
+        std::uintptr_t m_ulSystemWindow = 0;
+        EGLSurface m_Surface = EGL_NO_SURFACE;
+    };
+
+    EGLSurface FindWindowSurface(HWND window);
+    void DropWindow(Window& window);
+    void NoteLoss();
+
+    const std::shared_ptr<CEglConnection> m_pConnection;
+    const EGLContext m_Context;
+    const bool m_bRobust;
+    std::atomic<DEVICE_STATE> m_State{DEVICE_STATE::Working};
+
+    // under the renderer's critical section
+    GLuint m_ulProgram = 0;
+    GLint m_iPositionSlot = -1;
+    GLint m_iRectSlot = -1;
+    TEXTURE_FILTER m_Magnify = TEXTURE_FILTER::Linear;
+    TEXTURE_FILTER m_Minify = TEXTURE_FILTER::Linear;
+    std::map<HWND, Window> m_Windows;
+
+    std::mutex m_csGarbage;  // a leaf lock
+    std::vector<GLuint> m_Garbage;
+};
+
+// The context is current on this thread while one of these stands.
+class CCurrentContext
+{
+  public:
+    CCurrentContext(CEglDevice& device, EGLSurface surface) : m_Device(device)
+    {
+        m_bCurrent = device.m_pConnection->MakeCurrent(surface, device.m_Context);
+        if (!m_bCurrent) {
+            device.NoteLoss();
+            return;
+        }
+        const std::lock_guard lock(device.m_csGarbage);
+        if (!device.m_Garbage.empty())
+            glDeleteTextures(static_cast<GLsizei>(device.m_Garbage.size()), device.m_Garbage.data());
+        device.m_Garbage.clear();
+    }
+    ~CCurrentContext()
+    {
+        if (m_bCurrent) m_Device.m_pConnection->MakeCurrent(EGL_NO_SURFACE, EGL_NO_CONTEXT);
+    }
+    CCurrentContext(const CCurrentContext&) = delete;
+    CCurrentContext& operator=(const CCurrentContext&) = delete;
+    explicit operator bool() const { return m_bCurrent; }
+
+  private:
+    CEglDevice& m_Device;
+    bool m_bCurrent = false;
+};
+
+class CEglSwapChain : public ISwapChain
+{
+  public:
+    explicit CEglSwapChain(std::shared_ptr<CEglDevice> device) : m_pDevice(std::move(device)) {}
+
+    std::shared_ptr<IBackBuffer> GetBackBuffer(std::uint32_t number) override
+    {
+        return number == 0 ? m_pBuffer : nullptr;
+    }
+    bool Present(HWND window) override { return m_pDevice->Present(*m_pBuffer, window); }
+
+  private:
+    const std::shared_ptr<CEglDevice> m_pDevice;
+    const std::shared_ptr<CEglBackBuffer> m_pBuffer = std::make_shared<CEglBackBuffer>();
+};
+
+CEglSurface::~CEglSurface()
+{
+    if (m_ulTexture != 0) m_pDevice->DeleteLater(m_ulTexture);
+}
+
+bool CEglSurface::BindTexture()
+{
+    const std::unique_lock lock(m_csPixels, std::try_to_lock);
+    if (!lock.owns_lock()) return false;
+    const bool fresh = m_ulTexture == 0;
+    if (fresh) glGenTextures(1, &m_ulTexture);
+    glBindTexture(GL_TEXTURE_2D, m_ulTexture);
+    if (fresh) {
+        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+        glTexImage2D(GL_TEXTURE_2D, 0, GL_BGRA_EXT, m_iWidth, m_iHeight, 0, GL_BGRA_EXT, GL_UNSIGNED_BYTE,
+                     m_Pixels.data());
+    } else if (m_bChanged) {
+        glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, m_iWidth, m_iHeight, GL_BGRA_EXT, GL_UNSIGNED_BYTE,
+                        m_Pixels.data());
+    }
+    m_bChanged = false;
+    return true;
+}
+
+CEglDevice::~CEglDevice()
+{
+    for (auto& [handle, window] : m_Windows)
+        DropWindow(window);
+    m_pConnection->DestroyContext(m_Context);
+}
+
+void CEglDevice::DeleteLater(GLuint texture)
+{
+    const std::lock_guard lock(m_csGarbage);
+    m_Garbage.push_back(texture);
+}
+
+bool CEglDevice::Prepare()
+{
+    const CCurrentContext current(*this, EGL_NO_SURFACE);
+    if (!current) return false;
+    m_ulProgram = BuildPictureProgram();
+    if (m_ulProgram == 0) return false;
+    m_iPositionSlot = glGetAttribLocation(m_ulProgram, "corner");
+    m_iRectSlot = glGetUniformLocation(m_ulProgram, "part");
+    return true;
+}
+
+void CEglDevice::NoteLoss()
+{
+    m_State = m_pConnection->IsUsable() ? DEVICE_STATE::NotReset : DEVICE_STATE::Lost;
+}
+
+DEVICE_STATE CEglDevice::TestCooperativeLevel()
+{
+    if (m_State == DEVICE_STATE::Lost && m_pConnection->IsUsable()) m_State = DEVICE_STATE::NotReset;
+    return m_State;
+}
+
+bool CEglDevice::SetSamplerState(TEXTURE_FILTER magnify, TEXTURE_FILTER minify)
+{
+    m_Magnify = magnify;
+    m_Minify = minify;
+    return true;
+}
+
+std::shared_ptr<IOffscreenSurface> CEglDevice::CreateOffscreenPlainSurface(std::int32_t width,
+                                                                           std::int32_t height, SURFACE_FORMAT)
+{
+    const std::int32_t limit = m_pConnection->GetMaxTextureSize();
+    if (width <= 0 || height <= 0 || width > limit || height > limit) return nullptr;
+    return std::make_shared<CEglSurface>(shared_from_this(), width, height);
+}
+
+std::shared_ptr<ISwapChain> CEglDevice::CreateAdditionalSwapChain(const XPresentParameters& parameters)
+{
+    if (parameters.BackBufferWidth <= 0 || parameters.BackBufferHeight <= 0) return nullptr;
+    return std::make_shared<CEglSwapChain>(shared_from_this());
+}
+
+bool CEglDevice::StretchRect(IOffscreenSurface& from, const RECT& source, IBackBuffer& to,
+                             TEXTURE_FILTER filter)
+{
+    auto* const surface = dynamic_cast<CEglSurface*>(&from);
+    auto* const buffer = dynamic_cast<CEglBackBuffer*>(&to);
+    if (surface == nullptr || buffer == nullptr || surface->m_pDevice.get() != this) return false;
+    const bool inside = source.left >= 0 && source.top >= 0 && source.left < source.right &&
+                        source.top < source.bottom && source.right <= surface->m_iWidth &&
+                        source.bottom <= surface->m_iHeight;
+    if (!inside) return false;
+    buffer->m_pShown = surface->weak_from_this();
+    buffer->m_Source = source;
+    buffer->m_Filter = filter;
+    return true;
+}
+
+EGLSurface CEglDevice::FindWindowSurface(HWND handle)
+{
+    const std::uintptr_t system = GetSystemWindow(handle);
+    if (system == 0) {
+        if (const auto found = m_Windows.find(handle); found != m_Windows.end()) {
+            DropWindow(found->second);
+            m_Windows.erase(found);
+        }
+        return EGL_NO_SURFACE;
+    }
+    // A window keeps its handle when the toolkit gives it a new X window, as it does on the way to full screen.
+    Window& window = m_Windows[handle];
+    if (window.m_ulSystemWindow != system) {
+        DropWindow(window);
+        window.m_Surface = m_pConnection->CreateWindowSurface(system);
+        window.m_ulSystemWindow = system;
+    }
+    return window.m_Surface;
+}
+
+void CEglDevice::DropWindow(Window& window)
+{
+    if (window.m_Surface != EGL_NO_SURFACE) m_pConnection->DestroyWindowSurface(window.m_Surface);
+    window = {};
+}
+
+bool CEglDevice::Present(const CEglBackBuffer& buffer, HWND handle)
+{
+    const std::shared_ptr<CEglSurface> shown = buffer.m_pShown.lock();
+    const EGLSurface surface = FindWindowSurface(handle);
+    if (shown == nullptr || surface == EGL_NO_SURFACE) return false;
+    const CCurrentContext current(*this, surface);
+    if (!current || !shown->BindTexture()) return false;
+
+    std::int32_t width = 0;
+    std::int32_t height = 0;
+    m_pConnection->GetSurfaceSize(surface, width, height);
+    glViewport(0, 0, width, height);
+    const bool linear = buffer.m_Filter == TEXTURE_FILTER::Linear;
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER,
+                    FilterName(linear ? m_Magnify : TEXTURE_FILTER::Point));
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER,
+                    FilterName(linear ? m_Minify : TEXTURE_FILTER::Point));
+    const auto across = static_cast<float>(shown->m_iWidth);
+    const auto down = static_cast<float>(shown->m_iHeight);
+    glUseProgram(m_ulProgram);
+    glUniform4f(m_iRectSlot, static_cast<float>(buffer.m_Source.left) / across,
+                static_cast<float>(buffer.m_Source.top) / down,
+                static_cast<float>(buffer.m_Source.right) / across,
+                static_cast<float>(buffer.m_Source.bottom) / down);
+    static constexpr float CORNERS[] = {0, 0, 1, 0, 0, 1, 1, 1};
+    glVertexAttribPointer(static_cast<GLuint>(m_iPositionSlot), 2, GL_FLOAT, GL_FALSE, 0, CORNERS);
+    glEnableVertexAttribArray(static_cast<GLuint>(m_iPositionSlot));
+    glDrawArrays(GL_TRIANGLE_STRIP, 0, 4);
+
+    const bool swapped = m_pConnection->SwapBuffers(surface);
+    if (m_pConnection->IsContextLost() || (m_bRobust && m_pConnection->IsGraphicsReset())) NoteLoss();
+    if (!swapped) {
+        // The window went away between the look-up and the swap.
+        DropWindow(m_Windows[handle]);
+        m_Windows.erase(handle);
+    }
+    return swapped;
+}
+
+class CEglAdapter : public ISurfaceAdapter
+{
+  public:
+    explicit CEglAdapter(std::shared_ptr<CEglConnection> connection) : m_pConnection(std::move(connection)) {}
+
+    bool GetAdapterDisplayMode(XDisplayMode& mode) override
+    {
+        mode.Format = SURFACE_FORMAT::X8R8G8B8;
+        return m_pConnection->GetScreenSize(mode.Width, mode.Height);
+    }
+
+    bool GetDeviceCaps(XDeviceCaps& caps) override
+    {
+        caps.VertexProcessingCaps = m_pConnection->IsSoftware() ? 0 : 1;
+        return m_pConnection->IsUsable();
+    }
+
+    DEVICE_RESULT CreateDevice(HWND, std::uint32_t, const XPresentParameters&,
+                               std::shared_ptr<ISurfaceDevice>& device) override
+    {
+        device.reset();
+        bool robust = false;
+        const EGLContext context = m_pConnection->CreateContext(robust);
+        if (context == EGL_NO_CONTEXT)
+            return m_pConnection->IsUsable() ? DEVICE_RESULT::NotAvailable : DEVICE_RESULT::DeviceLost;
+        auto made = std::make_shared<CEglDevice>(m_pConnection, context, robust);
+        if (!made->Prepare()) return DEVICE_RESULT::Failed;
+        device = std::move(made);
+        return DEVICE_RESULT::Ok;
+    }
+
+  private:
+    const std::shared_ptr<CEglConnection> m_pConnection;
+};
+
+}  // namespace
+
+std::shared_ptr<ISurfaceAdapter> OpenEglSurfaceAdapter()
+{
+    auto connection = CEglConnection::Open();
+    return connection != nullptr ? std::make_shared<CEglAdapter>(std::move(connection)) : nullptr;
+}

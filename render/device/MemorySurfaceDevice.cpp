@@ -1,0 +1,355 @@
+#include "render/device/MemorySurfaceDevice.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+namespace
+{
+
+constexpr std::int32_t SCREEN_WIDTH = 1280;
+constexpr std::int32_t SCREEN_HEIGHT = 1024;
+constexpr std::int32_t BYTES_A_PIXEL = 4;
+constexpr std::int32_t PITCH_ALIGNMENT = 64;  // as a display's memory has it, so pitch and width differ
+constexpr std::size_t STEPS = static_cast<std::size_t>(DEVICE_STEP::Present) + 1;
+
+}  // namespace
+
+struct CMemorySurfaceAdapter::State {
+    // Pixels that a surface, a back buffer and a window may show at once, so that a stretch to the same size
+    // and a presentation copy nothing: a picture is written when the surface alone has it.
+    struct Pixels {
+        Pixels(std::int32_t width, std::int32_t height)
+            : iWidth(width),
+              iHeight(height),
+              iPitch((width * BYTES_A_PIXEL + PITCH_ALIGNMENT - 1) / PITCH_ALIGNMENT * PITCH_ALIGNMENT),
+              bytes(static_cast<std::size_t>(iPitch) * static_cast<std::size_t>(height))
+        {
+        }
+        std::uint8_t* Row(std::int32_t y) { return bytes.data() + std::ptrdiff_t{y} * iPitch; }
+
+        const std::int32_t iWidth;
+        const std::int32_t iHeight;
+        const std::int32_t iPitch;
+        std::vector<std::uint8_t> bytes;
+        ConvertHeld held{};
+    };
+
+    struct Window {
+        std::shared_ptr<Pixels> m_pPixels;
+        std::uint32_t m_ulPresents = 0;
+    };
+
+    mutable std::mutex m_csState;  // a leaf lock; guards all below
+    std::array<bool, STEPS> m_Faults{};
+    std::array<std::uint32_t, STEPS> m_Calls{};
+    DEVICE_RESULT m_CreateResult = DEVICE_RESULT::Failed;
+    DEVICE_STATE m_DeviceState = DEVICE_STATE::Working;
+    std::uint32_t m_dwVertexCaps = 1;
+    std::uint32_t m_dwBehaviourFlags = 0;
+    XPresentParameters m_Parameters;
+    std::map<HWND, Window> m_Windows;
+    std::uint32_t m_ulPresents = 0;
+
+    // Counts the step; false when it shall fail.
+    bool Take(DEVICE_STEP step)
+    {
+        const std::lock_guard lock(m_csState);
+        ++m_Calls[static_cast<std::size_t>(step)];
+        return !m_Faults[static_cast<std::size_t>(step)];
+    }
+};
+
+namespace
+{
+
+using StatePointer = std::shared_ptr<CMemorySurfaceAdapter::State>;
+
+using PixelsPointer = std::shared_ptr<CMemorySurfaceAdapter::State::Pixels>;
+
+PixelsPointer MakePixels(std::int32_t width, std::int32_t height)
+{
+    return std::make_shared<CMemorySurfaceAdapter::State::Pixels>(width, height);
+}
+
+// Nearest samples of the source rectangle over the whole target.
+void CopyScaled(CMemorySurfaceAdapter::State::Pixels& from, const RECT& source,
+                CMemorySurfaceAdapter::State::Pixels& to)
+{
+    const std::int32_t width = source.right - source.left;
+    const std::int32_t height = source.bottom - source.top;
+    for (std::int32_t y = 0; y < to.iHeight; ++y) {
+        const std::uint8_t* const row =
+            from.Row(source.top + static_cast<std::int32_t>(std::int64_t{y} * height / to.iHeight));
+        std::uint8_t* const written = to.Row(y);
+        for (std::int32_t x = 0; x < to.iWidth; ++x) {
+            const std::int32_t from_x =
+                source.left + static_cast<std::int32_t>(std::int64_t{x} * width / to.iWidth);
+            std::memcpy(written + std::ptrdiff_t{x} * BYTES_A_PIXEL,
+                        row + std::ptrdiff_t{from_x} * BYTES_A_PIXEL, BYTES_A_PIXEL);
+        }
+    }
+}
+
+class CMemorySurface : public IOffscreenSurface
+{
+  public:
+    CMemorySurface(StatePointer state, std::int32_t width, std::int32_t height)
+        : m_pState(std::move(state)), m_pPixels(MakePixels(width, height))
+    {
+    }
+
+    bool Lock(LOCK_MODE mode, XLockedRect& locked) override
+    {
+        if (!m_pState->Take(DEVICE_STEP::LockRect) || !m_csPixels.try_lock()) return false;
+        if (mode == LOCK_MODE::Discard) m_pWritten = TakeFree();
+        const auto& given = mode == LOCK_MODE::Discard ? m_pWritten : m_pPixels;
+        locked.pitch = given->iPitch;
+        locked.bits = given->bytes.data();
+        locked.held = &given->held;
+        return true;
+    }
+
+    void Unlock(bool written) override
+    {
+        if (written) m_pPixels.swap(m_pWritten);
+        if (m_pWritten != nullptr) m_Former.push_back(std::move(m_pWritten));
+        m_pWritten.reset();
+        m_csPixels.unlock();
+    }
+
+    // The picture, unless it is being written.
+    PixelsPointer Get()
+    {
+        const std::unique_lock lock(m_csPixels, std::try_to_lock);
+        return lock.owns_lock() ? m_pPixels : nullptr;
+    }
+
+  private:
+    // Pixels that nobody shows any more. What a window lets go of is seen here by the thread that presented.
+    PixelsPointer TakeFree()
+    {
+        const auto free =
+            std::ranges::find_if(m_Former, [](const auto& former) { return former.use_count() == 1; });
+        if (free == m_Former.end()) return MakePixels(m_pPixels->iWidth, m_pPixels->iHeight);
+        PixelsPointer taken = std::move(*free);
+        m_Former.erase(free);
+        return taken;
+    }
+
+    const StatePointer m_pState;
+    std::mutex m_csPixels;  // held between Lock and Unlock; guards all below
+    PixelsPointer m_pPixels;
+    PixelsPointer m_pWritten;  // between Lock and Unlock
+    std::vector<PixelsPointer> m_Former;
+};
+
+class CMemoryBackBuffer : public IBackBuffer
+{
+  public:
+    CMemoryBackBuffer(std::int32_t width, std::int32_t height) : m_iWidth(width), m_iHeight(height) {}
+
+    void Stretch(const PixelsPointer& from, const RECT& source)
+    {
+        const RECT whole{0, 0, m_iWidth, m_iHeight};
+        if (source == whole && from->iWidth == m_iWidth && from->iHeight == m_iHeight) {
+            m_pPixels = from;
+            return;
+        }
+        m_pPixels = MakePixels(m_iWidth, m_iHeight);
+        CopyScaled(*from, source, *m_pPixels);
+    }
+
+    // The buffer's contents, which a presentation discards; black when nothing was drawn.
+    PixelsPointer Take()
+    {
+        PixelsPointer taken = std::move(m_pPixels);
+        m_pPixels.reset();
+        return taken != nullptr ? taken : MakePixels(m_iWidth, m_iHeight);
+    }
+
+  private:
+    const std::int32_t m_iWidth;
+    const std::int32_t m_iHeight;
+    PixelsPointer m_pPixels;
+};
+
+class CMemorySwapChain : public ISwapChain
+{
+  public:
+    CMemorySwapChain(StatePointer state, const XPresentParameters& parameters)
+        : m_pState(std::move(state)),
+          m_pBuffer(
+              std::make_shared<CMemoryBackBuffer>(parameters.BackBufferWidth, parameters.BackBufferHeight))
+    {
+    }
+
+    std::shared_ptr<IBackBuffer> GetBackBuffer(std::uint32_t number) override
+    {
+        if (!m_pState->Take(DEVICE_STEP::GetBackBuffer) || number != 0) return nullptr;
+        return m_pBuffer;
+    }
+
+    bool Present(HWND window) override
+    {
+        if (!m_pState->Take(DEVICE_STEP::Present) || window == HWND::Null) return false;
+        PixelsPointer presented = m_pBuffer->Take();
+        const std::lock_guard lock(m_pState->m_csState);
+        auto& shown = m_pState->m_Windows[window];
+        shown.m_pPixels = std::move(presented);
+        ++shown.m_ulPresents;
+        ++m_pState->m_ulPresents;
+        return true;
+    }
+
+  private:
+    const StatePointer m_pState;
+    const std::shared_ptr<CMemoryBackBuffer> m_pBuffer;
+};
+
+class CMemorySurfaceDevice : public ISurfaceDevice
+{
+  public:
+    explicit CMemorySurfaceDevice(StatePointer state) : m_pState(std::move(state)) {}
+
+    DEVICE_STATE TestCooperativeLevel() override
+    {
+        const std::lock_guard lock(m_pState->m_csState);
+        return m_pState->m_DeviceState;
+    }
+
+    bool SetSamplerState(TEXTURE_FILTER, TEXTURE_FILTER) override { return true; }
+
+    std::shared_ptr<IOffscreenSurface> CreateOffscreenPlainSurface(std::int32_t width, std::int32_t height,
+                                                                   SURFACE_FORMAT) override
+    {
+        if (!m_pState->Take(DEVICE_STEP::CreateOffscreenPlainSurface) || width <= 0 || height <= 0)
+            return nullptr;
+        return std::make_shared<CMemorySurface>(m_pState, width, height);
+    }
+
+    std::shared_ptr<ISwapChain> CreateAdditionalSwapChain(const XPresentParameters& parameters) override
+    {
+        const bool usable = parameters.BackBufferWidth > 0 && parameters.BackBufferHeight > 0;
+        if (!m_pState->Take(DEVICE_STEP::CreateAdditionalSwapChain) || !usable) return nullptr;
+        return std::make_shared<CMemorySwapChain>(m_pState, parameters);
+    }
+
+    bool StretchRect(IOffscreenSurface& from, const RECT& source, IBackBuffer& to, TEXTURE_FILTER) override
+    {
+        if (!m_pState->Take(DEVICE_STEP::StretchRect)) return false;
+        auto* const surface = dynamic_cast<CMemorySurface*>(&from);
+        auto* const buffer = dynamic_cast<CMemoryBackBuffer*>(&to);
+        if (surface == nullptr || buffer == nullptr) return false;
+        const PixelsPointer pixels = surface->Get();
+        if (pixels == nullptr) return false;
+        const bool inside = source.left >= 0 && source.top >= 0 && source.left < source.right &&
+                            source.top < source.bottom && source.right <= pixels->iWidth &&
+                            source.bottom <= pixels->iHeight;
+        if (inside) buffer->Stretch(pixels, source);
+        return inside;
+    }
+
+  private:
+    const StatePointer m_pState;
+};
+
+}  // namespace
+
+CMemorySurfaceAdapter::CMemorySurfaceAdapter() : m_pState(std::make_shared<State>()) {}
+CMemorySurfaceAdapter::~CMemorySurfaceAdapter() = default;
+
+bool CMemorySurfaceAdapter::GetAdapterDisplayMode(XDisplayMode& mode)
+{
+    if (!m_pState->Take(DEVICE_STEP::GetAdapterDisplayMode)) return false;
+    mode = {SCREEN_WIDTH, SCREEN_HEIGHT, SURFACE_FORMAT::X8R8G8B8};
+    return true;
+}
+
+bool CMemorySurfaceAdapter::GetDeviceCaps(XDeviceCaps& caps)
+{
+    if (!m_pState->Take(DEVICE_STEP::GetDeviceCaps)) return false;
+    const std::lock_guard lock(m_pState->m_csState);
+    caps.VertexProcessingCaps = m_pState->m_dwVertexCaps;
+    return true;
+}
+
+DEVICE_RESULT CMemorySurfaceAdapter::CreateDevice(HWND, std::uint32_t behaviourFlags,
+                                                  const XPresentParameters& parameters,
+                                                  std::shared_ptr<ISurfaceDevice>& device)
+{
+    device.reset();
+    const bool works = m_pState->Take(DEVICE_STEP::CreateDevice);
+    const std::lock_guard lock(m_pState->m_csState);
+    m_pState->m_dwBehaviourFlags = behaviourFlags;
+    m_pState->m_Parameters = parameters;
+    if (!works) return m_pState->m_CreateResult;
+    m_pState->m_DeviceState = DEVICE_STATE::Working;
+    device = std::make_shared<CMemorySurfaceDevice>(m_pState);
+    return DEVICE_RESULT::Ok;
+}
+
+void CMemorySurfaceAdapter::SetFault(DEVICE_STEP step, bool fail, DEVICE_RESULT result)
+{
+    const std::lock_guard lock(m_pState->m_csState);
+    m_pState->m_Faults[static_cast<std::size_t>(step)] = fail;
+    m_pState->m_CreateResult = result;
+}
+
+void CMemorySurfaceAdapter::SetState(DEVICE_STATE state)
+{
+    const std::lock_guard lock(m_pState->m_csState);
+    m_pState->m_DeviceState = state;
+}
+
+void CMemorySurfaceAdapter::SetVertexProcessingCaps(std::uint32_t caps)
+{
+    const std::lock_guard lock(m_pState->m_csState);
+    m_pState->m_dwVertexCaps = caps;
+}
+
+XMemoryPicture CMemorySurfaceAdapter::GetPicture(HWND window) const
+{
+    const std::lock_guard lock(m_pState->m_csState);
+    const auto found = m_pState->m_Windows.find(window);
+    if (found == m_pState->m_Windows.end()) return {};
+    // Copied under the lock, so that the pixels are no longer read when the next presentation lets go of them.
+    State::Pixels& pixels = *found->second.m_pPixels;
+    XMemoryPicture picture{pixels.iWidth, pixels.iHeight, {}};
+    const std::ptrdiff_t row = std::ptrdiff_t{pixels.iWidth} * BYTES_A_PIXEL;
+    picture.pixels.reserve(static_cast<std::size_t>(row) * static_cast<std::size_t>(pixels.iHeight));
+    for (std::int32_t y = 0; y < pixels.iHeight; ++y)
+        picture.pixels.insert(picture.pixels.end(), pixels.Row(y), pixels.Row(y) + row);
+    return picture;
+}
+
+std::uint32_t CMemorySurfaceAdapter::GetPresentCount(HWND window) const
+{
+    const std::lock_guard lock(m_pState->m_csState);
+    const auto found = m_pState->m_Windows.find(window);
+    return found != m_pState->m_Windows.end() ? found->second.m_ulPresents : 0;
+}
+
+std::uint32_t CMemorySurfaceAdapter::GetPresentCount() const
+{
+    const std::lock_guard lock(m_pState->m_csState);
+    return m_pState->m_ulPresents;
+}
+
+std::uint32_t CMemorySurfaceAdapter::GetCallCount(DEVICE_STEP step) const
+{
+    const std::lock_guard lock(m_pState->m_csState);
+    return m_pState->m_Calls[static_cast<std::size_t>(step)];
+}
+
+std::uint32_t CMemorySurfaceAdapter::GetBehaviourFlags() const
+{
+    const std::lock_guard lock(m_pState->m_csState);
+    return m_pState->m_dwBehaviourFlags;
+}
+
+XPresentParameters CMemorySurfaceAdapter::GetDeviceParameters() const
+{
+    const std::lock_guard lock(m_pState->m_csState);
+    return m_pState->m_Parameters;
+}

@@ -1,0 +1,161 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "model/NodeModel.h"
+#include "model/settings/GlobalSetting.h"
+#include "model/settings/LogSetting.h"
+#include "model/settings/NetworkSetting.h"
+#include "model/settings/StorageSetting.h"
+#include "model/settings/SystemSetting.h"
+#include "model/tree/Leaf.h"
+#include "platform/files/profile.h"
+#include "platform/os/drives.h"
+#include "platform/os/paths.h"
+#include "tests/model/model_support.h"
+
+namespace
+{
+
+using testing::ElementsAre;
+
+class Settings : public CModelTest
+{
+};
+
+TEST_F(Settings, HaveTheirDefaultsWithoutAnyFile)
+{
+    const CGlobalSetting& setting = *CNodeModel::GetInstance()->GetGlobalSetting();
+    EXPECT_EQ(setting.m_szDDNS, "");
+    EXPECT_EQ(setting.m_ulCtrlPort, 10060u);
+    EXPECT_EQ(setting.m_ulDataPort, 10061u);
+    EXPECT_EQ(setting.m_ulHttpPort, 80u);
+    EXPECT_EQ(setting.m_limitDiskSpace, 2500u);
+    EXPECT_EQ(setting.m_iHdfAction, 0);
+    EXPECT_FALSE(setting.m_bSoundAlarm);
+    EXPECT_EQ(setting.m_iCycleInterval, 10);
+    EXPECT_EQ(setting.m_iDisplayMode, 0);
+    EXPECT_FALSE(setting.m_bAutoShutdown);
+    EXPECT_FALSE(setting.m_bAutoRun);
+    EXPECT_FALSE(setting.m_bAutoLogon);
+    EXPECT_FALSE(setting.m_bMinimizeToTray);
+    EXPECT_EQ(setting.m_iPackInterval, 0);
+    EXPECT_EQ(setting.m_szAccount, "admin");
+    EXPECT_EQ(setting.m_szPicPath, GetModuleDirectory() + "snapshot");
+    EXPECT_FALSE(setting.m_bVisible);
+}
+
+TEST_F(Settings, AreOneObjectUnderTheRoot)
+{
+    CNodeModel* const model = CNodeModel::GetInstance();
+    AddChild<CFolder>(*model->GetRoot(), "station");
+    CGlobalSetting* const setting = model->GetGlobalSetting();
+    EXPECT_EQ(model->GetGlobalSetting(), setting);
+    EXPECT_EQ(model->GetRoot()->GetCount(), 2);
+    EXPECT_EQ(setting->GetParent(), model->GetRoot());
+}
+
+TEST_F(Settings, HaveFourLeavesInOrderWithTheNamesOfTheLanguage)
+{
+    m_Folder.Write("config/system.ini", "[System]\nLanguage=eng.ini\n");
+    m_Folder.Write(
+        "config/eng.ini",
+        "[String]\nIDS_GlobalSetting=global\nIDS_StorageSetting=storage\nIDS_NetworkSetting=network\n"
+        "IDS_SystemSetting=system\nIDS_LogSetting=log\n");
+    CGlobalSetting* const setting = CNodeModel::GetInstance()->GetGlobalSetting();
+    EXPECT_THAT(WalkNames(*CNodeModel::GetInstance()->GetRoot()),
+                ElementsAre("global", "storage", "network", "system", "log"));
+    const auto walk = setting->CreateIterator();
+    EXPECT_NE(dynamic_cast<CStorageSetting*>(walk->CurrentItem()), nullptr);
+    walk->Next();
+    EXPECT_NE(dynamic_cast<CNetworkSetting*>(walk->CurrentItem()), nullptr);
+    walk->Next();
+    EXPECT_NE(dynamic_cast<CSystemSetting*>(walk->CurrentItem()), nullptr);
+    walk->Next();
+    EXPECT_NE(dynamic_cast<CLogSetting*>(walk->CurrentItem()), nullptr);
+}
+
+TEST_F(Settings, AreCalledNotFoundWithoutALanguage)
+{
+    EXPECT_EQ(CNodeModel::GetInstance()->GetGlobalSetting()->GetName(), "Not found");
+}
+
+TEST_F(Settings, ThoseThatStandInTheTreeAlreadyAreTaken)
+{
+    CNodeModel* const model = CNodeModel::GetInstance();
+    CFolder* const folder = AddChild<CFolder>(*model->GetRoot(), "folder");
+    CGlobalSetting* const setting = AddChild<CGlobalSetting>(*folder, "mine");
+    EXPECT_EQ(model->GetGlobalSetting(), setting);
+    EXPECT_EQ(setting->GetCount(), 0);
+}
+
+TEST_F(Settings, AreMadeAnewWhenTheyWereRemovedOrTheRootWentDown)
+{
+    CNodeModel* const model = CNodeModel::GetInstance();
+    model->GetGlobalSetting()->m_iCycleInterval = 99;
+    model->GetRoot()->Remove(model->GetGlobalSetting());
+    EXPECT_EQ(model->GetGlobalSetting()->m_iCycleInterval, 10);
+    model->GetGlobalSetting()->m_iCycleInterval = 99;
+    model->DeleteRoot();
+    EXPECT_EQ(model->GetGlobalSetting()->m_iCycleInterval, 10);
+}
+
+TEST_F(Settings, ARestartSeesTheDefaultsAgain)
+{
+    CNodeModel::GetInstance()->GetGlobalSetting()->m_iCycleInterval = 99;
+    CNodeModel::DestroyInstance();
+    EXPECT_EQ(CNodeModel::GetInstance()->GetGlobalSetting()->m_iCycleInterval, 10);
+}
+
+TEST_F(Settings, ThePicturePathOfTheIniIsAnotherValue)
+{
+    m_Folder.Write("config/system.ini", "[System]\nPicturePath=e:\\pictures\n");
+    const std::string ini = GetModuleDirectory() + "config\\system.ini";
+    EXPECT_EQ(GetProfileText("System", "PicturePath", "", 260, ini), "e:\\pictures");
+    EXPECT_EQ(CNodeModel::GetInstance()->GetGlobalSetting()->m_szPicPath, GetModuleDirectory() + "snapshot");
+}
+
+TEST_F(Settings, AllowTheDrivesOfThisMachineThatAreFixedAndNotTheSystems)
+{
+    const CGlobalSetting& setting = *CNodeModel::GetInstance()->GetGlobalSetting();
+    EXPECT_EQ(setting.m_bsStorageDrive,
+              GetFixedDataDrives(GetLogicalDrives(), GetSystemDirectoryA(), GetDriveTypeA));
+    EXPECT_FALSE(setting.m_bsStorageDrive.test(2));  // c is the system's
+}
+
+std::uint32_t AllFixed(const char* /*root*/)
+{
+    return DRIVE_FIXED;
+}
+
+TEST(FixedDataDrives, WithOnlyTheSystemDriveTheSetIsEmpty)
+{
+    EXPECT_TRUE(GetFixedDataDrives(1 << 2, "c:\\windows\\system32", AllFixed).none());
+}
+
+TEST(FixedDataDrives, TheSystemDriveIsLeftOutInEitherCase)
+{
+    EXPECT_EQ(GetFixedDataDrives(0b1100, "C:\\Windows", AllFixed).to_ulong(), 0b1000u);
+    EXPECT_EQ(GetFixedDataDrives(0b1100, "d:\\windows", AllFixed).to_ulong(), 0b0100u);
+}
+
+TEST(FixedDataDrives, OnlyFixedDrivesCountAndOnlyExistingOnesAreAsked)
+{
+    std::vector<std::string> asked;
+    const auto type = [&](const char* root) {
+        asked.emplace_back(root);
+        return std::string(root) == "e:\\" ? DRIVE_FIXED : DRIVE_REMOTE;
+    };
+    EXPECT_EQ(GetFixedDataDrives(1 << 25 | 0b11100, "c:\\windows", type).to_ulong(), 1u << 4);
+    EXPECT_THAT(asked, ElementsAre("d:\\", "e:\\", "z:\\"));
+}
+
+TEST(FixedDataDrives, ADriveAAndADriveZHaveTheirBits)
+{
+    EXPECT_EQ(GetFixedDataDrives(0xFFFFFFFF, "c:\\", AllFixed).to_ulong(), 0x3FFFFFBu);
+    EXPECT_EQ(GetFixedDataDrives(0xFFFFFFFF, "", AllFixed).to_ulong(), 0x3FFFFFFu);
+}
+
+}  // namespace

@@ -1,0 +1,215 @@
+#include "platform/component/component_registry.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <string>
+
+#include "platform/os/paths.h"
+#include "tests/support/test_folder.h"
+#include "tests/support/test_variable.h"
+
+namespace
+{
+
+constexpr UUID CLASS_ID = MakeUuid("fc2f1fbe-3f9d-43bb-b0bb-5ddd14cded62");
+constexpr UUID OTHER_CLASS = MakeUuid("40439bd9-1d6b-4bc4-956a-b8af422c5737");
+constexpr UUID LIBRARY_ID = MakeUuid("6f1c2f5e-5b1d-4a7c-9d43-0b1f0a6f2d11");
+constexpr UUID INTERFACE_ID = MakeUuid("52f7fbe0-0f0d-4f4b-8a39-0a1b5d0b7c11");
+
+XTypeLibrary Library()
+{
+    return {LIBRARY_ID,
+            "ActiveXLib",
+            "1.0",
+            "ActiveX.hlp",
+            "c:\\opt\\my wall\\activex.ocx",
+            "ActiveX Control",
+            {{INTERFACE_ID, "_DActiveX", "Dispatch interface for ActiveX Control", {}}}};
+}
+
+XClassRegistration Class()
+{
+    return {CLASS_ID, "ActiveX.ActiveXCtrl.1", "c:\\opt\\my wall\\activex.ocx", 0x20191, 2, LIBRARY_ID, 1, 203};
+}
+
+class ComponentRegistryTest : public testing::Test
+{
+  protected:
+    CTestFolder m_Folder;
+    CTestVariable m_Variable{"WATCHWALL_REGISTRY", m_Folder.Path("sub/registry.ini").c_str()};
+    IComponentRegistry& m_Registry = ComponentRegistry();
+};
+
+TEST_F(ComponentRegistryTest, TypeLibrariesComeAndGo)
+{
+    XTypeLibrary found;
+    EXPECT_FALSE(m_Registry.FindTypeLibrary(LIBRARY_ID, found));
+    ASSERT_EQ(m_Registry.RegisterTypeLibrary(Library()), S_OK);
+    ASSERT_TRUE(m_Registry.FindTypeLibrary(LIBRARY_ID, found));
+    EXPECT_EQ(found.Id, LIBRARY_ID);
+    EXPECT_EQ(found.strName, "ActiveXLib");
+    EXPECT_EQ(found.strVersion, "1.0");
+    EXPECT_EQ(found.strHelpFile, "ActiveX.hlp");
+    EXPECT_EQ(found.strPath, "c:\\opt\\my wall\\activex.ocx");
+    EXPECT_EQ(found.strControlName, "ActiveX Control");
+    EXPECT_EQ(m_Registry.UnregisterTypeLibrary(LIBRARY_ID), S_OK);
+    EXPECT_FALSE(m_Registry.FindTypeLibrary(LIBRARY_ID, found));
+    EXPECT_EQ(m_Registry.UnregisterTypeLibrary(LIBRARY_ID), S_OK) << "what isn't there is gone already";
+}
+
+TEST_F(ComponentRegistryTest, InterfacesComeAndGoWithTheirTypeLibrary)
+{
+    XInterfaceRegistration found;
+    EXPECT_FALSE(m_Registry.FindInterface(INTERFACE_ID, found));
+    ASSERT_EQ(m_Registry.RegisterTypeLibrary(Library()), S_OK);
+    ASSERT_TRUE(m_Registry.FindInterface(INTERFACE_ID, found));
+    EXPECT_EQ(found.Id, INTERFACE_ID);
+    EXPECT_EQ(found.strName, "_DActiveX");
+    EXPECT_EQ(found.strDescription, "Dispatch interface for ActiveX Control");
+    EXPECT_EQ(found.TypeLibrary, LIBRARY_ID);
+    EXPECT_EQ(m_Registry.UnregisterTypeLibrary(OTHER_CLASS), S_OK);
+    EXPECT_TRUE(m_Registry.FindInterface(INTERFACE_ID, found)) << "another library's removal";
+    EXPECT_EQ(m_Registry.UnregisterTypeLibrary(LIBRARY_ID), S_OK);
+    EXPECT_FALSE(m_Registry.FindInterface(INTERFACE_ID, found));
+}
+
+TEST_F(ComponentRegistryTest, ALibraryRegisteredAnewHasItsNewInterfacesOnly)
+{
+    XInterfaceRegistration found;
+    XTypeLibrary later = Library();
+    later.Interfaces[0].Id = OTHER_CLASS;
+    ASSERT_EQ(m_Registry.RegisterTypeLibrary(Library()), S_OK);
+    ASSERT_EQ(m_Registry.RegisterTypeLibrary(later), S_OK);
+    EXPECT_FALSE(m_Registry.FindInterface(INTERFACE_ID, found));
+    EXPECT_TRUE(m_Registry.FindInterface(OTHER_CLASS, found));
+}
+
+TEST_F(ComponentRegistryTest, ClassesAreFoundByIdentifierAndByName)
+{
+    XClassRegistration found;
+    EXPECT_FALSE(m_Registry.FindClass(CLASS_ID, found));
+    EXPECT_FALSE(m_Registry.FindClass("ActiveX.ActiveXCtrl.1", found));
+    ASSERT_EQ(m_Registry.RegisterClass(Class()), S_OK);
+    for (const bool byName : {false, true}) {
+        found = {};
+        ASSERT_TRUE(byName ? m_Registry.FindClass("activex.activexctrl.1", found)
+                           : m_Registry.FindClass(CLASS_ID, found));
+        EXPECT_EQ(found.Id, CLASS_ID);
+        EXPECT_EQ(found.strProgrammaticName, "ActiveX.ActiveXCtrl.1");
+        EXPECT_EQ(found.strModule, "c:\\opt\\my wall\\activex.ocx");
+        EXPECT_EQ(found.dwMiscStatus, 0x20191U);
+        EXPECT_EQ(found.dwThreading, 2U);
+        EXPECT_EQ(found.TypeLibrary, LIBRARY_ID);
+        EXPECT_EQ(found.dwTypeName, 1U);
+        EXPECT_EQ(found.dwBitmap, 203U);
+    }
+    EXPECT_EQ(m_Registry.UnregisterClass(CLASS_ID), S_OK);
+    EXPECT_FALSE(m_Registry.FindClass(CLASS_ID, found));
+    EXPECT_FALSE(m_Registry.FindClass("ActiveX.ActiveXCtrl.1", found));
+    EXPECT_EQ(m_Registry.UnregisterClass(CLASS_ID), S_OK);
+}
+
+TEST_F(ComponentRegistryTest, AClassRegisteredAnewTakesItsNewName)
+{
+    XClassRegistration found;
+    XClassRegistration renamed = Class();
+    renamed.strProgrammaticName = "ActiveX.ActiveXCtrl.2";
+    ASSERT_EQ(m_Registry.RegisterClass(Class()), S_OK);
+    ASSERT_EQ(m_Registry.RegisterClass(renamed), S_OK);
+    EXPECT_FALSE(m_Registry.FindClass("ActiveX.ActiveXCtrl.1", found));
+    EXPECT_TRUE(m_Registry.FindClass("ActiveX.ActiveXCtrl.2", found));
+}
+
+TEST_F(ComponentRegistryTest, ANameThatAnotherClassTookStaysWithIt)
+{
+    XClassRegistration found;
+    XClassRegistration other = Class();
+    other.Id = OTHER_CLASS;
+    ASSERT_EQ(m_Registry.RegisterClass(Class()), S_OK);
+    ASSERT_EQ(m_Registry.RegisterClass(other), S_OK);
+    ASSERT_EQ(m_Registry.UnregisterClass(CLASS_ID), S_OK);
+    ASSERT_TRUE(m_Registry.FindClass("ActiveX.ActiveXCtrl.1", found));
+    EXPECT_EQ(found.Id, OTHER_CLASS);
+}
+
+TEST_F(ComponentRegistryTest, ClassesEnterAndLeaveCategories)
+{
+    const std::array categories{
+        XCategory{CATID_SafeForInitializing, "Controls safely initializable from persistent data!"},
+        XCategory{CATID_SafeForScripting, "Controls safely scriptable!"}};
+    XCategory found;
+    EXPECT_FALSE(m_Registry.FindCategory(CATID_SafeForScripting, found));
+    EXPECT_EQ(m_Registry.RegisterCategories(2, categories.data()), S_OK);
+    ASSERT_TRUE(m_Registry.FindCategory(CATID_SafeForScripting, found));
+    EXPECT_EQ(found.strDescription, "Controls safely scriptable!");
+    EXPECT_EQ(found.Id, CATID_SafeForScripting);
+
+    EXPECT_EQ(m_Registry.RegisterClassImplCategories(CLASS_ID, 1, &CATID_SafeForInitializing), S_OK);
+    EXPECT_EQ(m_Registry.RegisterClassImplCategories(CLASS_ID, 1, &CATID_SafeForScripting), S_OK);
+    EXPECT_TRUE(m_Registry.IsClassInCategory(CLASS_ID, CATID_SafeForInitializing));
+    EXPECT_TRUE(m_Registry.IsClassInCategory(CLASS_ID, CATID_SafeForScripting));
+    EXPECT_FALSE(m_Registry.IsClassInCategory(OTHER_CLASS, CATID_SafeForScripting));
+
+    // The class itself goes first when a module takes itself out.
+    EXPECT_EQ(m_Registry.UnregisterClass(CLASS_ID), S_OK);
+    EXPECT_TRUE(m_Registry.IsClassInCategory(CLASS_ID, CATID_SafeForScripting));
+    EXPECT_EQ(m_Registry.UnRegisterClassImplCategories(CLASS_ID, 1, &CATID_SafeForInitializing), S_OK);
+    EXPECT_FALSE(m_Registry.IsClassInCategory(CLASS_ID, CATID_SafeForInitializing));
+    EXPECT_TRUE(m_Registry.IsClassInCategory(CLASS_ID, CATID_SafeForScripting));
+    EXPECT_EQ(m_Registry.UnRegisterClassImplCategories(CLASS_ID, 1, &CATID_SafeForScripting), S_OK);
+    EXPECT_EQ(m_Registry.UnRegisterClassImplCategories(CLASS_ID, 1, &CATID_SafeForScripting), S_OK);
+    EXPECT_FALSE(m_Registry.IsClassInCategory(CLASS_ID, CATID_SafeForScripting));
+    EXPECT_TRUE(m_Registry.FindCategory(CATID_SafeForScripting, found)) << "the category itself stays";
+}
+
+TEST_F(ComponentRegistryTest, ATextOfTwoLinesLeavesNothingBehind)
+{
+    XTypeLibrary library = Library();
+    library.strPath = "c:\\a\nb";
+    EXPECT_EQ(m_Registry.RegisterTypeLibrary(library), E_INVALIDARG);
+    const XCategory category{CATID_SafeForScripting, "two\r\nlines"};
+    EXPECT_EQ(m_Registry.RegisterCategories(1, &category), E_INVALIDARG);
+    EXPECT_FALSE(m_Folder.Read("sub/registry.ini"));
+}
+
+TEST_F(ComponentRegistryTest, ARegistryThatCantBeWrittenFailsEachStepWithItsOwnCode)
+{
+    m_Folder.Write("file", "");
+    const CTestVariable variable("WATCHWALL_REGISTRY", m_Folder.Path("file/registry.ini").c_str());
+    const XCategory category{CATID_SafeForScripting, "Controls safely scriptable!"};
+    XClassRegistration found;
+    EXPECT_EQ(m_Registry.RegisterTypeLibrary(Library()), TYPE_E_REGISTRYACCESS);
+    EXPECT_EQ(m_Registry.UnregisterTypeLibrary(LIBRARY_ID), TYPE_E_REGISTRYACCESS);
+    EXPECT_EQ(m_Registry.RegisterClass(Class()), REGDB_E_WRITEREGDB);
+    EXPECT_EQ(m_Registry.UnregisterClass(CLASS_ID), REGDB_E_WRITEREGDB);
+    EXPECT_EQ(m_Registry.RegisterCategories(1, &category), REGDB_E_WRITEREGDB);
+    EXPECT_EQ(m_Registry.RegisterClassImplCategories(CLASS_ID, 1, &CATID_SafeForScripting), REGDB_E_WRITEREGDB);
+    EXPECT_EQ(m_Registry.UnRegisterClassImplCategories(CLASS_ID, 1, &CATID_SafeForScripting),
+              REGDB_E_WRITEREGDB);
+    EXPECT_FALSE(m_Registry.FindClass(CLASS_ID, found));
+}
+
+TEST_F(ComponentRegistryTest, DamagedEntriesAreNotFound)
+{
+    XClassRegistration found;
+    m_Folder.Write("sub/registry.ini",
+                   "[ProgID]\nA=not an identifier\nB={FC2F1FBE-3F9D-43BB-B0BB-5DDD14CDED62}\n");
+    EXPECT_FALSE(m_Registry.FindClass("A", found));
+    EXPECT_FALSE(m_Registry.FindClass("B", found)) << "a name whose class is gone";
+    EXPECT_FALSE(m_Registry.FindClass("", found));
+}
+
+TEST(ComponentRegistryPath, IsBelowTheDataHomeOrWhereTheVariableSays)
+{
+    const CTestFolder folder;
+    const CTestVariable data("XDG_DATA_HOME", folder.Path().c_str());
+    {
+        const CTestVariable variable("WATCHWALL_REGISTRY", nullptr);
+        EXPECT_EQ(GetComponentRegistryPath(), folder.System("watchwall/registry.ini"));
+    }
+    const CTestVariable variable("WATCHWALL_REGISTRY", folder.Path("other.ini").c_str());
+    EXPECT_EQ(GetComponentRegistryPath(), folder.System("other.ini"));
+}
+
+}  // namespace

@@ -1,0 +1,124 @@
+#include "remote/p2p/P2PWire.h"
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "tests/remote/p2p/p2p_support.h"
+
+namespace
+{
+
+TEST(P2PWire, HeaderByteForByte)
+{
+    PEER_RECORD record = MakeRecord("4711");
+    record.m_Addresses[0] = {inet_addr("10.1.2.3"), 0x1234, 0};
+    record.m_Addresses[1] = {inet_addr("192.168.7.9"), 0xABCD, 0};
+    record.m_ulAddressCount = 2;
+    record.m_P2PAddress = {inet_addr("1.2.3.4"), 0x5678, 0};
+
+    Bytes expected(96, 0);
+    expected[0] = 0x6E;                    // type, little-endian
+    std::memcpy(&expected[4], "4711", 4);  // record at 0: name, 33 bytes, then 3 of padding
+    const Bytes first{10, 1,    2,
+                      3,  0x34, 0x12};  // record at 36: network order, then the port as the machine holds it
+    const Bytes second{192, 168, 7, 9, 0xCD, 0xAB};  // record at 44
+    std::ranges::copy(first, expected.begin() + 40);
+    std::ranges::copy(second, expected.begin() + 48);
+    expected[80] = 2;                           // record at 76: count, then 3 of padding
+    const Bytes heard{1, 2, 3, 4, 0x78, 0x56};  // record at 80
+    std::ranges::copy(heard, expected.begin() + 84);
+
+    EXPECT_EQ(MakeP2PMessage(P2PMSG_DATA, record), expected);
+}
+
+TEST(P2PWire, BodyFollowsTheHeader)
+{
+    const Bytes body{1, 2, 3};
+    const Bytes message = MakeP2PMessage(P2PMSG_DATA, MakeRecord("a"), body);
+    ASSERT_EQ(message.size(), 99U);
+    EXPECT_TRUE(std::equal(body.begin(), body.end(), message.begin() + 96));
+}
+
+TEST(P2PWire, ReadGivesBackWhatWasWritten)
+{
+    PEER_RECORD record = MakeRecord(std::string(32, 'n'));
+    for (std::uint16_t i = 0; i < 4; ++i)
+        record.m_Addresses[i] = {0x01020304U + i, static_cast<std::uint16_t>(1000 + i), 0};
+    record.m_ulAddressCount = 4;
+    record.m_P2PAddress = {7, 8, 0};
+    XP2PMessage message;
+    const Bytes written = MakeP2PMessage(P2PMSG_PING, record, Bytes{9});
+    ASSERT_TRUE(ReadP2PMessage(written, message));
+    EXPECT_EQ(message.m_ulType, P2PMSG_PING);
+    EXPECT_EQ(std::memcmp(&message.m_Record, &record, sizeof record), 0);
+    ASSERT_EQ(message.m_Body.size(), 1U);
+    EXPECT_EQ(message.m_Body[0], 9);
+}
+
+TEST(P2PWire, DatagramBelow96BytesIsRefused)
+{
+    XP2PMessage message;
+    for (std::size_t size = 0; size < 96; ++size)
+        EXPECT_FALSE(ReadP2PMessage(Bytes(size, 0x6A), message)) << size;
+    EXPECT_TRUE(ReadP2PMessage(Bytes(96, 0x6A), message));
+}
+
+TEST(P2PWire, NameWithoutTerminatorIsCutTo32Characters)
+{
+    Bytes datagram(96, 0);
+    std::fill_n(datagram.begin() + 4, 33, 'x');
+    XP2PMessage message;
+    ASSERT_TRUE(ReadP2PMessage(datagram, message));
+    EXPECT_EQ(message.m_Record.Name(), std::string(32, 'x'));
+}
+
+TEST(P2PWire, AddressCountOf255CountsAsFour)
+{
+    Bytes datagram(96, 0);
+    datagram[4 + 76] = 255;
+    XP2PMessage message;
+    ASSERT_TRUE(ReadP2PMessage(datagram, message));
+    EXPECT_EQ(message.m_Record.Addresses().size(), 4U);
+}
+
+TEST(P2PWire, UnnamedBytesPaddingAndReservedWordAreNeitherReadNorSent)
+{
+    const Bytes noisy(96, 0xFF);
+    XP2PMessage message;
+    ASSERT_TRUE(ReadP2PMessage(noisy, message));
+    const Bytes written = MakeP2PMessage(P2PMSG_LOGIN, message.m_Record);
+    const auto expectZero = [&](std::size_t from, std::size_t count) {
+        for (std::size_t i = from; i < from + count; ++i)
+            EXPECT_EQ(written[4 + i], 0) << "record byte " << i;
+    };
+    expectZero(32, 4);  // terminator and padding
+    for (std::size_t i = 0; i < 4; ++i)
+        expectZero(36 + 8 * i + 6, 2);
+    expectZero(68, 8);  // named by nothing
+    expectZero(77, 3);
+    expectZero(86, 2);
+    expectZero(88, 4);  // reserved
+}
+
+TEST(P2PWire, BytesBehindTheNamesTerminatorAreNotSent)
+{
+    Bytes datagram(96, 0);
+    std::memcpy(&datagram[4], "ab\0cd", 5);
+    XP2PMessage message;
+    ASSERT_TRUE(ReadP2PMessage(datagram, message));
+    EXPECT_EQ(message.m_Record.Name(), "ab");
+    EXPECT_EQ(MakeP2PMessage(P2PMSG_LOGIN, message.m_Record)[4 + 3], 0);
+}
+
+TEST(P2PWire, NamesAreOneUserWithoutRegardToCase)
+{
+    EXPECT_TRUE(IsSamePeer("ABC", "abc"));
+    EXPECT_TRUE(IsSamePeer("", ""));
+    EXPECT_FALSE(IsSamePeer("abc", "abcd"));
+    EXPECT_FALSE(IsSamePeer("a[", "a{"));  // 32 apart, but no letters
+}
+
+}  // namespace

@@ -1,0 +1,275 @@
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "remote/p2p/MessageAssembler.h"
+#include "remote/p2p/MessageRouter.h"
+#include "remote/p2p/P2PWire.h"
+#include "tests/remote/p2p/p2p_support.h"
+
+namespace
+{
+
+using RESULT = CMessageAssembler::RESULT;
+
+/// A message of `bytes` bytes, its header included, filled with `fill`.
+Bytes Message(int channel, int direction, std::uint32_t bytes, std::uint8_t fill)
+{
+    Bytes message(std::max<std::uint32_t>(bytes, 4), fill);
+    WriteLittle32(message.data(), static_cast<std::uint32_t>(direction) << 30 |
+                                      static_cast<std::uint32_t>(channel) << 24 | bytes);
+    return message;
+}
+
+class UdpAssemblerTest : public testing::Test
+{
+  protected:
+    /// Feeds the message in pieces of 1024 bytes; the result of the last.
+    RESULT FeedCut(const Bytes& message)
+    {
+        RESULT result = RESULT::More;
+        for (std::size_t at = 0; at < message.size(); at += 1024)
+            result = m_Assembler.Feed(
+                std::span(message).subspan(at, std::min<std::size_t>(1024, message.size() - at)));
+        return result;
+    }
+    Bytes Assembled() const { return {m_Assembler.GetMessage().begin(), m_Assembler.GetMessage().end()}; }
+
+    Bytes m_Buffer = Bytes(MESSAGE_LIMIT_BYTES);
+    CMessageAssembler m_Assembler{m_Buffer};
+};
+
+TEST(UdpHeader, Channel63AndLength8Is7F000008InTheRequestForm)
+{
+    EXPECT_EQ(MakeMessageHeader(63, 8), 0x7F000008U);
+    EXPECT_EQ(MakeMessageHeader(0, 8), 0x40000008U);
+}
+
+TEST(UdpHeader, FieldsAreReadFromTheirBits)
+{
+    const auto all = ReadMessageHeader(Bytes{0xFF, 0xFF, 0xFF, 0xFF});
+    EXPECT_EQ(all.m_iChannel, 63);
+    EXPECT_EQ(all.m_iDirection, 1);
+    EXPECT_EQ(all.m_ulLength, 0xFFFFFFU);
+    const auto spare = ReadMessageHeader(Bytes{0x01, 0x02, 0x03, 0x85});
+    EXPECT_EQ(spare.m_iChannel, 5);
+    EXPECT_EQ(spare.m_iDirection, 0);  // bit 31 is spare
+    EXPECT_EQ(spare.m_ulLength, 0x030201U);
+    EXPECT_EQ(ReadMessageHeader(Bytes{7}).m_ulLength, 7U);  // bytes that are missing count as zero
+    EXPECT_EQ(ReadMessageHeader({}).m_ulLength, 0U);
+}
+
+TEST_F(UdpAssemblerTest, MessageInOneDatagram)
+{
+    const Bytes message = Message(3, 1, 8, 9);
+    EXPECT_EQ(FeedCut(message), RESULT::Complete);
+    EXPECT_EQ(Assembled(), message);
+}
+
+TEST_F(UdpAssemblerTest, MessagesOfManyDatagramsFollowEachOther)
+{
+    for (const std::uint32_t size : {1024U, 1025U, 2048U, 50000U, MESSAGE_LIMIT_BYTES}) {
+        const Bytes message = Message(3, 1, size, static_cast<std::uint8_t>(size));
+        EXPECT_EQ(FeedCut(message), RESULT::Complete) << size;
+        EXPECT_EQ(Assembled(), message) << size;
+    }
+}
+
+TEST_F(UdpAssemblerTest, LengthOf0And3GivesTheDatagramAsItIs)
+{
+    for (const std::uint32_t length : {0U, 3U}) {
+        Bytes datagram = Message(3, 1, 100, 9);
+        WriteLittle32(datagram.data(), 0x43000000 + length);
+        EXPECT_EQ(m_Assembler.Feed(datagram), RESULT::Complete);
+        EXPECT_EQ(Assembled(), datagram);
+    }
+}
+
+TEST_F(UdpAssemblerTest, DatagramShorterThanAHeader)
+{
+    EXPECT_EQ(m_Assembler.Feed(Bytes{0}), RESULT::Complete);
+    EXPECT_EQ(Assembled(), Bytes{0});
+    EXPECT_EQ(m_Assembler.Feed(Bytes{3}), RESULT::More);
+    EXPECT_EQ(m_Assembler.Feed(Bytes{1, 2}), RESULT::Complete);
+    EXPECT_EQ(Assembled(), (Bytes{3, 1, 2}));
+}
+
+TEST_F(UdpAssemblerTest, MessageThatOvershootsItsLengthStaysWhole)
+{
+    Bytes datagram = Message(3, 1, 100, 9);
+    WriteLittle32(datagram.data(), 0x43000000 + 20);
+    EXPECT_EQ(m_Assembler.Feed(datagram), RESULT::Complete);
+    EXPECT_EQ(m_Assembler.GetMessage().size(), 100U);
+}
+
+TEST_F(UdpAssemblerTest, LostDatagramTakesItsBytesFromTheNextMessage)
+{
+    const Bytes first = Message(3, 1, 3000, 1);
+    EXPECT_EQ(m_Assembler.Feed(std::span(first).first(1024)), RESULT::More);
+    EXPECT_EQ(m_Assembler.Feed(std::span(first).subspan(2048)), RESULT::More);  // the middle is lost
+    const Bytes second = Message(3, 1, 2000, 2);
+    EXPECT_EQ(m_Assembler.Feed(std::span(second).first(1024)), RESULT::Complete);
+    EXPECT_EQ(m_Assembler.GetMessage().size(), 1024U + 952U + 1024U);
+    // What is left of the second message stands in the place of a header: 0x02020202.
+    EXPECT_EQ(m_Assembler.Feed(std::span(second).subspan(1024)), RESULT::Dropped);
+    EXPECT_EQ(FeedCut(Message(3, 1, 8, 3)), RESULT::Complete);
+}
+
+TEST_F(UdpAssemblerTest, StreamComesBackIntoStepWhicheverDatagramIsLost)
+{
+    std::mt19937 random(3);
+    std::vector<Bytes> datagrams;
+    Bytes last;
+    for (int i = 0; i < 60; ++i) {
+        last = Message(3, 1, 8 + random() % 8000, 0);
+        for (std::size_t k = 4; k < last.size(); ++k)
+            last[k] = static_cast<std::uint8_t>(random());
+        for (std::size_t at = 0; at < last.size(); at += 1024)
+            datagrams.emplace_back(
+                last.begin() + static_cast<std::ptrdiff_t>(at),
+                last.begin() + static_cast<std::ptrdiff_t>(std::min(at + 1024, last.size())));
+    }
+    for (std::size_t lost = 0; lost < 40; ++lost) {
+        Bytes buffer(MESSAGE_LIMIT_BYTES);
+        CMessageAssembler assembler(buffer);
+        RESULT result = RESULT::More;
+        for (std::size_t i = 0; i < datagrams.size(); ++i)
+            if (i != lost) result = assembler.Feed(datagrams[i]);
+        ASSERT_EQ(result, RESULT::Complete) << "datagram " << lost;
+        EXPECT_EQ(Bytes(assembler.GetMessage().begin(), assembler.GetMessage().end()), last)
+            << "datagram " << lost;
+    }
+}
+
+TEST_F(UdpAssemblerTest, LongestMessageFitsAndALongerOneIsDropped)
+{
+    EXPECT_EQ(FeedCut(Message(3, 1, MESSAGE_LIMIT_BYTES, 1)), RESULT::Complete);
+    EXPECT_EQ(FeedCut(Message(3, 1, MESSAGE_LIMIT_BYTES + 1, 1)), RESULT::Dropped);
+    EXPECT_EQ(FeedCut(Message(3, 1, 8, 3)), RESULT::Complete);  // and the next one is met at its header
+}
+
+TEST_F(UdpAssemblerTest, MessageOf150000BytesIsDroppedWholeAndTheNextOneIsMetAtItsHeader)
+{
+    EXPECT_EQ(FeedCut(Message(3, 1, 150000, 1)), RESULT::Dropped);
+    const Bytes next = Message(4, 1, 5000, 2);
+    EXPECT_EQ(FeedCut(next), RESULT::Complete);
+    EXPECT_EQ(Assembled(), next);
+}
+
+TEST_F(UdpAssemblerTest, LengthOf16MillionCostsTheMessageThatItStandsInAndNoMore)
+{
+    Bytes garbage(1024, 0x55);
+    WriteLittle32(garbage.data(), 0x43000000 + 16000000);
+    EXPECT_EQ(m_Assembler.Feed(garbage), RESULT::More);
+    EXPECT_EQ(m_Assembler.Feed(Bytes(1024, 0x55)), RESULT::More);
+    EXPECT_EQ(m_Assembler.Feed(Bytes(300, 0x55)),
+              RESULT::Dropped);  // the datagram that its sender did not fill
+    EXPECT_EQ(FeedCut(Message(3, 1, 2000, 3)), RESULT::Complete);
+}
+
+TEST_F(UdpAssemblerTest, OvershootBeyondTheBufferIsDropped)
+{
+    const Bytes message = Message(3, 1, MESSAGE_LIMIT_BYTES, 1);
+    for (std::size_t i = 0; i < 98; ++i)
+        EXPECT_EQ(m_Assembler.Feed(std::span(message).subspan(i * 1024, 1024)), RESULT::More);
+    EXPECT_EQ(m_Assembler.Feed(Bytes(60000, 2)), RESULT::Dropped);
+    EXPECT_EQ(FeedCut(Message(3, 1, 8, 3)), RESULT::Complete);
+}
+
+TEST_F(UdpAssemblerTest, MessageLongerThanASmallBufferIsCountedThroughAndDropped)
+{
+    Bytes small(1024);
+    CMessageAssembler assembler(small);
+    const Bytes message = Message(3, 1, 5000, 1);
+    for (std::size_t at = 0; at < 4096; at += 1024)
+        EXPECT_EQ(assembler.Feed(std::span(message).subspan(at, 1024)), RESULT::More);
+    EXPECT_EQ(assembler.Feed(std::span(message).subspan(4096)), RESULT::Dropped);
+    EXPECT_EQ(assembler.Feed(Message(3, 1, 1024, 2)), RESULT::Complete);
+    EXPECT_EQ(assembler.GetMessage().size(), 1024U);
+}
+
+TEST_F(UdpAssemblerTest, RandomDatagramsDoNoHarm)
+{
+    std::mt19937 random(42);
+    for (int i = 0; i < 20000; ++i) {
+        Bytes datagram(1 + random() % (i % 100 == 0 ? 65439 : 1024));
+        for (std::size_t k = 0; k < std::min<std::size_t>(datagram.size(), 64); ++k)
+            datagram[k] = static_cast<std::uint8_t>(random());
+        if (m_Assembler.Feed(datagram) == RESULT::Complete) {
+            ASSERT_LE(m_Assembler.GetMessage().size(), m_Buffer.size());
+        }
+    }
+}
+
+class UdpRouterTest : public testing::Test
+{
+  protected:
+    void Feed(const Bytes& message, const char* sender = "peer")
+    {
+        for (std::size_t at = 0; at < message.size(); at += 1024)
+            m_Router.Feed(sender,
+                          std::span(message).subspan(at, std::min<std::size_t>(1024, message.size() - at)));
+    }
+    std::optional<CMessageRouter::XMessage> Take(int channel)
+    {
+        return m_Router.Receive(channel, [] { return true; });
+    }
+
+    CLinkCounters m_Counters;
+    CMessageRouter m_Router{m_Counters};
+};
+
+TEST_F(UdpRouterTest, HandsEachMessageToTheChannelThatItNames)
+{
+    m_Router.OpenChannel(0);
+    m_Router.OpenChannel(63);
+    Feed(Message(63, 1, 3000, 1));
+    Feed(Message(0, 1, 100, 2), "other");
+    Feed(Message(63, 1, 200, 3));
+    EXPECT_EQ(Take(63)->m_Data, Message(63, 1, 3000, 1));
+    EXPECT_EQ(Take(63)->m_Data, Message(63, 1, 200, 3));
+    EXPECT_FALSE(Take(63));
+    const auto message = Take(0);
+    ASSERT_TRUE(message);
+    EXPECT_EQ(message->m_Data, Message(0, 1, 100, 2));
+    EXPECT_STREQ(message->m_szName, "other");
+}
+
+TEST_F(UdpRouterTest, MessagesForChannelsThatAreNotOpenAreThrownAway)
+{
+    Feed(Message(5, 1, 100, 1));
+    m_Router.OpenChannel(5);
+    EXPECT_FALSE(Take(5));
+    EXPECT_EQ(m_Counters.m_ulForeign, 1U);
+    Feed(Message(5, 1, 100, 2));
+    m_Router.CloseChannel(5);
+    m_Router.OpenChannel(5);
+    EXPECT_FALSE(Take(5));  // nothing stale is left behind
+}
+
+TEST_F(UdpRouterTest, ChannelsThatNoHeaderCanNameReceiveNothing)
+{
+    for (const int channel : {-1, 64, 1000}) {
+        m_Router.OpenChannel(channel);
+        EXPECT_FALSE(Take(channel));
+        m_Router.CloseChannel(channel);
+    }
+}
+
+TEST_F(UdpRouterTest, FullInboxLosesWhatComesThenAndCountsIt)
+{
+    m_Router.OpenChannel(1);
+    m_Router.OpenChannel(2);
+    const Bytes message = Message(1, 1, 100000, 1);
+    const std::size_t fit = CMessageRouter::INBOX_LIMIT_BYTES / message.size();
+    for (std::size_t i = 0; i < fit + 3; ++i)
+        Feed(message);
+    EXPECT_EQ(m_Counters.m_ulDropped, 3U);
+    Feed(Message(2, 1, 100, 1));
+    EXPECT_TRUE(Take(2));
+    EXPECT_TRUE(Take(1));
+    Feed(message);
+    EXPECT_EQ(m_Counters.m_ulDropped, 3U);
+}
+
+}  // namespace

@@ -1,0 +1,580 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <thread>
+
+#include "codec/codec.h"
+#include "model/NodeModel.h"
+#include "model/tree/Observer.h"
+#include "platform/os/paths.h"
+#include "remote/UdpRemote.h"
+#include "render/CellPool.h"
+#include "render/Render.h"
+#include "tests/remote/udp/udp_support.h"
+#include "tests/support/mpeg4_streams.h"
+#include "tests/support/test_folder.h"
+
+namespace
+{
+
+/// What the renderer was asked for, shared by all renderers of a test.
+struct XRenderLog {
+    std::mutex m_cs;
+    std::vector<std::pair<std::int32_t, std::int32_t>> m_Created;
+    std::vector<HWND> m_Shown;
+    Mpeg4Picture m_Last;
+    int m_iSurfaces = 0;  // alive
+};
+
+class CLoggingRender final : public CRender
+{
+  public:
+    explicit CLoggingRender(XRenderLog& log) : m_Log(log) {}
+    std::int32_t DisplayClient(const CodecFrame* frame, CSurface* surface, HWND window) override
+    {
+        const std::lock_guard lock(m_Log.m_cs);
+        EXPECT_NE(surface, nullptr);
+        m_Log.m_Shown.push_back(window);
+        if (frame->data[0] != nullptr) m_Log.m_Last = CopyPicture(*frame);
+        return 0;
+    }
+    CSurface* CreateSurface(std::int32_t width, std::int32_t height) override
+    {
+        const std::lock_guard lock(m_Log.m_cs);
+        m_Log.m_Created.emplace_back(width, height);
+        ++m_Log.m_iSurfaces;
+        return new CSurface(width, height);
+    }
+    void DestroySurface(CSurface* surface) override
+    {
+        const std::lock_guard lock(m_Log.m_cs);
+        --m_Log.m_iSurfaces;
+        delete surface;
+    }
+    std::int32_t SaveSnapshot(std::string, CSurface*) override { return 0; }
+
+  private:
+    XRenderLog& m_Log;
+};
+
+class CTellingObserver final : public CObserver
+{
+  public:
+    CTellingObserver() { AttachObserver(this); }
+    ~CTellingObserver() override { DetachObserver(this); }
+    void Update(CNode*, std::string message) override
+    {
+        const std::lock_guard lock(m_cs);
+        m_Messages.push_back(message);
+    }
+    std::vector<std::string> Messages()
+    {
+        const std::lock_guard lock(m_cs);
+        return m_Messages;
+    }
+
+  private:
+    std::mutex m_cs;
+    std::vector<std::string> m_Messages;
+};
+
+constexpr HWND CELL{31};
+
+/// A channel of the machine "4711", whose session is started, and a renderer that keeps account.
+class UdpRemoteTest : public testing::Test
+{
+  protected:
+    explicit UdpRemoteTest(bool shared = false)
+        : m_pSession(std::make_shared<CP2PSession>(m_Machine.Options(shared)))
+    {
+        SetModuleDirectory(m_Folder.System());
+        SetRenderFactory([this] { return std::make_unique<CLoggingRender>(m_Log); });
+        AddCell(CELL);
+        EXPECT_EQ(TakeFreeCell(), CELL);
+        m_pSession->Start("12345");
+        m_pChannel = MakeChannel(0);
+        m_pChannel->SetRenderWnd(CELL);
+    }
+    ~UdpRemoteTest() override
+    {
+        m_pChannel.reset();
+        EXPECT_EQ(m_Log.m_iSurfaces, 0);
+        ReleaseRender();
+        SetRenderFactory({});
+        RemoveAllCells();
+        CNodeModel::DestroyInstance();
+        SetModuleDirectory("");
+    }
+
+    std::unique_ptr<CUdpRemote> MakeChannel(std::int32_t number)
+    {
+        auto channel = std::make_unique<CUdpRemote>(4711, m_pSession, "user", "secret");
+        channel->m_iDevID = number;
+        return channel;
+    }
+
+    /// Opens the channel and waits until its link has asked for the stream.
+    void OpenAndWait(CUdpRemote& channel)
+    {
+        const auto requests = m_Machine.Requests();
+        const auto before = std::count(requests.begin(), requests.end(), channel.m_iDevID);
+        channel.Open();
+        ASSERT_TRUE(m_Machine.WaitForRequest(channel.m_iDevID, static_cast<std::size_t>(before) + 1));
+    }
+
+    void SendPicture(std::int32_t channel, std::size_t number)
+    {
+        m_Machine.SendMessage(MakeUdpMessage(channel, 1, m_Stream[number % m_Stream.size()]));
+    }
+
+    bool WaitForShown(std::uint64_t count)
+    {
+        return WaitUntil([&] { return m_pChannel->GetCounters().m_ulShown >= count; });
+    }
+    bool IsCellFree() const { return !GetCells().empty() && !GetCells()[0].m_bUsed; }
+
+    CTestFolder m_Folder;
+    XRenderLog m_Log;
+    CTellingObserver m_Observer;
+    CScriptedMachine m_Machine{"4711"};
+    std::shared_ptr<CP2PSession> m_pSession;
+    std::unique_ptr<CUdpRemote> m_pChannel;
+    const std::vector<Mpeg4Packet> m_Stream = EncodeMpeg4({});
+};
+
+TEST_F(UdpRemoteTest, DecodesAndShowsWhatArrivesInTheChannelsWindow)
+{
+    OpenAndWait(*m_pChannel);
+    EXPECT_EQ(m_pChannel->GetStatus(), STATUS_OPEN);
+    CLavcMpeg4Decoder oracle;
+    for (std::size_t i = 0; i < m_Stream.size(); ++i) {
+        SendPicture(0, i);
+        ASSERT_TRUE(oracle.Decode(m_Stream[i]));
+    }
+    ASSERT_TRUE(WaitForShown(m_Stream.size()));
+    EXPECT_EQ(m_Machine.Requests(), std::vector<std::int32_t>{0});
+    EXPECT_EQ(m_pChannel->GetCounters().m_ulDecoded, m_Stream.size());
+    EXPECT_EQ(m_pChannel->GetCounters().m_ulRefused, 0U);
+    EXPECT_GE(m_pChannel->GetCounters().m_iFirstPictureMs, 0);
+    {
+        const std::lock_guard lock(m_Log.m_cs);
+        EXPECT_EQ(m_Log.m_Created, (std::vector<std::pair<std::int32_t, std::int32_t>>{{176, 144}}));
+        EXPECT_TRUE(std::ranges::all_of(m_Log.m_Shown, [](HWND window) { return window == CELL; }));
+        EXPECT_GT(ComparePlane(m_Log.m_Last, oracle.Picture(), 0).dPsnr, 30);
+    }
+}
+
+TEST_F(UdpRemoteTest, StreamRequestIsTheHeaderWordAndTheChannelNumber)
+{
+    auto channel = MakeChannel(5);
+    OpenAndWait(*channel);
+    Bytes request;
+    for (const Bytes& datagram : m_Machine.Peer().Received())
+        if (TypeOf(datagram) == P2PMSG_DATA && datagram.size() > 96)
+            request.assign(datagram.begin() + 96, datagram.end());
+    EXPECT_EQ(request, (Bytes{8, 0, 0, 0x45, 5, 0, 0, 0}));
+}
+
+TEST_F(UdpRemoteTest, ChannelOfNetId0ReachesThePeer0)
+{
+    CScriptedMachine machine("0");
+    const auto session = std::make_shared<CP2PSession>(machine.Options());
+    session->Start("12345");
+    CUdpRemote channel(0, session, "", "");
+    channel.m_iDevID = 0;
+    channel.Open();
+    EXPECT_TRUE(machine.WaitForRequest(0));
+    ASSERT_TRUE(machine.Server().WaitFor(P2PMSG_PUNCH));
+    for (const Bytes& datagram : machine.Server().Received())
+        if (TypeOf(datagram) == P2PMSG_PUNCH) {
+            ASSERT_EQ(datagram.size(), 129U);
+            EXPECT_STREQ(reinterpret_cast<const char*>(datagram.data() + 96), "0");
+        }
+}
+
+TEST_F(UdpRemoteTest, CloseWhileDataFlowsEndsTheThreadAndGivesEverythingBack)
+{
+    OpenAndWait(*m_pChannel);
+    SendPicture(0, 0);
+    ASSERT_TRUE(WaitForShown(1));
+    std::atomic<bool> flowing{true};
+    std::thread stream([&] {
+        for (std::size_t i = 1; flowing; ++i)
+            SendPicture(0, i);
+    });
+    m_pChannel->SetCloseWait(20000);
+    m_pChannel->Close();
+    flowing = false;
+    stream.join();
+    EXPECT_EQ(m_pChannel->GetStatus(), STATUS_CLOSED);
+    EXPECT_EQ(m_pChannel->GetRenderWnd(), HWND::Null);
+    EXPECT_TRUE(IsCellFree());
+    EXPECT_FALSE(m_pSession->IsReceiveLockTaken());
+    {
+        const std::lock_guard lock(m_Log.m_cs);
+        EXPECT_EQ(m_Log.m_iSurfaces, 0);
+    }
+    EXPECT_EQ(m_pChannel->GetState()->m_pDecoder, nullptr);
+    EXPECT_EQ(m_Observer.Messages(), (std::vector<std::string>{"IDS_DeviceOpened", "", "IDS_DeviceClosed"}));
+}
+
+TEST_F(UdpRemoteTest, OpenOfAnOpenChannelStartsNothingButTellsAgain)
+{
+    OpenAndWait(*m_pChannel);
+    m_pChannel->m_bVisible = false;
+    m_pChannel->Open();
+    EXPECT_TRUE(m_pChannel->m_bVisible);
+    SendPicture(0, 0);
+    ASSERT_TRUE(WaitForShown(1));
+    EXPECT_EQ(m_Machine.Requests().size(), 1U);
+    EXPECT_EQ(m_Observer.Messages(), (std::vector<std::string>{"IDS_DeviceOpened", "IDS_DeviceOpened"}));
+}
+
+TEST_F(UdpRemoteTest, CloseOfAClosedChannelTellsAllTheSame)
+{
+    m_pChannel->Close();
+    EXPECT_EQ(m_pChannel->GetStatus(), STATUS_CLOSED);
+    EXPECT_EQ(m_Observer.Messages(), std::vector<std::string>{"IDS_DeviceClosed"});
+    EXPECT_EQ(m_pChannel->GetRenderWnd(), CELL);
+}
+
+TEST_F(UdpRemoteTest, FailedConnectLetsTheStatusFallAndGivesTheCellBack)
+{
+    auto channel = std::make_unique<CUdpRemote>(99, m_pSession, "", "");  // a machine that nobody lists
+    channel->m_iDevID = 0;
+    channel->SetRenderWnd(CELL);
+    channel->Open();
+    ASSERT_TRUE(WaitUntil([&] { return m_Observer.Messages().size() == 2; }));
+    EXPECT_EQ(channel->GetStatus(), STATUS_CLOSED);
+    EXPECT_EQ(channel->GetRenderWnd(), HWND::Null);
+    EXPECT_TRUE(IsCellFree());
+    const auto messages = m_Observer.Messages();
+    EXPECT_TRUE(std::ranges::is_permutation(messages, std::vector<std::string>{"IDS_DeviceOpened", ""}));
+    channel->Open();  // and may be tried again
+    channel->Close();
+}
+
+TEST_F(UdpRemoteTest, ChannelOfASessionThatDidNotStartFailsToConnect)
+{
+    auto channel =
+        std::make_unique<CUdpRemote>(4711, std::make_shared<CP2PSession>(m_Machine.Options()), "", "");
+    channel->Open();
+    ASSERT_TRUE(WaitUntil([&] { return m_Observer.Messages().size() == 2; }));
+    EXPECT_EQ(channel->GetStatus(), STATUS_CLOSED);
+}
+
+TEST_F(UdpRemoteTest, ChannelThatEndsShutsTheRecordDatabaseAsIntended)  // oddity: channel-end-shuts-database
+{
+    ASSERT_NE(CNodeModel::GetInstance(), nullptr);
+    ASSERT_NE(CNodeModel::GetDatabase(), nullptr);
+    auto channel = std::make_unique<CUdpRemote>(99, m_pSession, "", "");
+    channel->Open();
+    ASSERT_TRUE(WaitUntil([&] { return m_Observer.Messages().size() == 2; }));
+    EXPECT_EQ(CNodeModel::GetDatabase(), nullptr);
+    EXPECT_NE(CNodeModel::GetInstance(), nullptr);
+    EXPECT_EQ(CNodeModel::GetDatabase(), nullptr);  // it stays shut
+}
+
+TEST_F(UdpRemoteTest, SilentMachineLeavesTheThreadBehindAndTheDestructorEndsIt)
+{
+    m_Machine.m_bReplies = false;
+    OpenAndWait(*m_pChannel);
+    ASSERT_TRUE(WaitUntil([&] { return m_pSession->IsReceiveLockTaken(); }));
+    m_pChannel->SetCloseWait(50);
+    m_pChannel->Close();
+    EXPECT_EQ(m_pChannel->GetStatus(), STATUS_CLOSED);
+    EXPECT_FALSE(IsCellFree());  // the cell is the late thread's to give back
+    EXPECT_EQ(m_pChannel->GetRenderWnd(), HWND::Null);
+    EXPECT_TRUE(m_pSession->IsReceiveLockTaken());
+    m_pChannel.reset();
+    EXPECT_TRUE(IsCellFree());
+    EXPECT_FALSE(m_pSession->IsReceiveLockTaken());
+    EXPECT_EQ(m_Observer.Messages(), (std::vector<std::string>{"IDS_DeviceOpened", "IDS_DeviceClosed"}));
+}
+
+TEST_F(UdpRemoteTest, LateThreadEndsWithItsNextMessageAndChangesNothingOfTheDevice)
+{
+    m_Machine.m_bReplies = false;
+    OpenAndWait(*m_pChannel);
+    m_pChannel->SetCloseWait(50);
+    m_pChannel->Close();
+    m_pChannel->SetRenderWnd(HWND{32});
+    m_Machine.SendMessage(MakeUdpMessage(0, 1, Bytes(4)));
+    ASSERT_TRUE(WaitUntil([&] { return IsCellFree(); }));
+    EXPECT_EQ(m_pChannel->GetRenderWnd(), HWND{32});
+}
+
+TEST_F(UdpRemoteTest, ChannelOpenedAgainAfterALateThreadPlays)
+{
+    m_Machine.m_bReplies = false;
+    OpenAndWait(*m_pChannel);
+    m_pChannel->SetCloseWait(50);
+    m_pChannel->Close();
+    m_Machine.m_bReplies = true;
+    m_pChannel->SetRenderWnd(CELL);
+    OpenAndWait(*m_pChannel);
+    SendPicture(0, 0);
+    EXPECT_TRUE(WaitForShown(1));
+    EXPECT_EQ(m_pChannel->GetStatus(), STATUS_OPEN);
+    EXPECT_EQ(m_pChannel->GetRenderWnd(), CELL);
+}
+
+TEST_F(UdpRemoteTest, LostReplyIsWaitedForThoughPicturesComeUntilTheChannelIsOpenedAgain)
+{
+    // Nobody sends a lost reply again. What comes instead doesn't fit the place of a reply and is dropped, so
+    // the link stands still while datagrams flow and are acknowledged, for as long as they do.
+    m_Machine.m_bReplies = false;
+    OpenAndWait(*m_pChannel);
+    for (std::uint64_t i = 1; i <= 20; ++i) {
+        m_Machine.SendMessage(MakeUdpMessage(0, 1, Bytes(5000, 7)));
+        ASSERT_TRUE(WaitUntil([&] { return m_pSession->GetCounters().m_ulDropped == i; }));
+    }
+    EXPECT_EQ(m_pSession->GetCounters().m_ulMessages, 0U);
+    EXPECT_EQ(m_pSession->GetCounters().m_ulDatagrams, 100U);
+    EXPECT_EQ(m_pChannel->GetStatus(), STATUS_OPEN);
+    m_pChannel->SetCloseWait(50);
+    m_pChannel->Close();
+    EXPECT_TRUE(m_pSession->IsReceiveLockTaken());  // left behind
+    m_Machine.m_bReplies = true;
+    m_pChannel->SetRenderWnd(CELL);
+    OpenAndWait(*m_pChannel);
+    SendPicture(0, 0);
+    EXPECT_TRUE(WaitForShown(1));
+}
+
+TEST_F(UdpRemoteTest, SmallPicturePassesForALostReplyAsIntended)
+{
+    // A message that fits is the reply, whatever it is: this one's first bytes are a start code.
+    m_Machine.m_bReplies = false;
+    OpenAndWait(*m_pChannel);
+    m_Machine.SendMessage(MakeUdpMessage(0, 1, Bytes{0, 0, 1, 0xB6, 1, 2, 3, 4}));
+    ASSERT_TRUE(WaitUntil([&] {
+        const std::lock_guard lock(m_Log.m_cs);
+        return !m_Log.m_Created.empty();
+    }));
+    const std::lock_guard lock(m_Log.m_cs);
+    EXPECT_EQ(m_Log.m_Created, (std::vector<std::pair<std::int32_t, std::int32_t>>{{0, 0xB601}}));
+}
+
+TEST_F(UdpRemoteTest, DestructionOfAnOpenChannelEndsItsThread)
+{
+    OpenAndWait(*m_pChannel);
+    SendPicture(0, 0);
+    ASSERT_TRUE(WaitForShown(1));
+    m_pChannel.reset();
+    EXPECT_TRUE(IsCellFree());
+    EXPECT_FALSE(m_pSession->IsReceiveLockTaken());
+}
+
+TEST_F(UdpRemoteTest, DestructionWhilePunchingEndsTheThread)
+{
+    m_Machine.m_bAnswersPunches = false;
+    m_pChannel->Open();
+    ASSERT_TRUE(m_Machine.Peer().WaitFor(P2PMSG_PUNCH));
+    m_pChannel.reset();
+    EXPECT_TRUE(IsCellFree());
+}
+
+TEST_F(UdpRemoteTest, ShutdownOfTheSessionEndsTheThread)
+{
+    OpenAndWait(*m_pChannel);
+    SendPicture(0, 0);
+    ASSERT_TRUE(WaitForShown(1));
+    m_pSession->Shutdown();
+    ASSERT_TRUE(WaitUntil([&] { return IsCellFree(); }));
+    EXPECT_EQ(m_pChannel->GetRenderWnd(), HWND::Null);
+}
+
+TEST_F(UdpRemoteTest, RecordingAndSnapshotAreAskedForWithoutEffect)
+{
+    OpenAndWait(*m_pChannel);
+    m_pChannel->StartRecord(0x10);
+    m_pChannel->SnapShot();
+    SendPicture(0, 0);
+    ASSERT_TRUE(WaitForShown(1));
+    EXPECT_EQ(m_pChannel->GetStatus(), STATUS_OPEN);
+    EXPECT_EQ(m_pChannel->GetState()->m_nFlags, FLAG_START_RECORD | FLAG_SNAPSHOT);
+}
+
+TEST_F(UdpRemoteTest, BadVideoIsRefusedAndTheNextPictureIsShown)
+{
+    OpenAndWait(*m_pChannel);
+    m_Machine.SendMessage(MakeUdpMessage(0, 1, Bytes(500, 0xEE)));
+    m_Machine.SendMessage(MakeUdpMessage(0, 1, {}));  // no data: the header alone
+    Bytes lengthless = MakeUdpMessage(0, 1, Bytes(3, 1));
+    WriteLittle32(lengthless.data(), 0x40000000);  // a length of 0
+    m_Machine.SendMessage(lengthless);
+    SendPicture(0, 0);
+    ASSERT_TRUE(WaitUntil([&] {
+        const std::lock_guard lock(m_Log.m_cs);
+        return m_Log.m_Last.iWidth == 176;
+    }));
+    EXPECT_EQ(m_pChannel->GetCounters().m_ulMessages, 4U);
+}
+
+TEST_F(UdpRemoteTest, DatagramOfOneByteDoesNoHarm)
+{
+    OpenAndWait(*m_pChannel);
+    m_Machine.SendMessage(Bytes{0});
+    SendPicture(0, 0);
+    ASSERT_TRUE(WaitForShown(1));
+}
+
+TEST_F(UdpRemoteTest, ReplyOfSizeZeroIsTakenAsItIsAndShowsNoPicture)
+{
+    m_Machine.m_usWidth = 0;
+    m_Machine.m_usHeight = 0;
+    OpenAndWait(*m_pChannel);
+    SendPicture(0, 0);
+    const auto& counters = m_pChannel->GetCounters();
+    ASSERT_TRUE(WaitUntil([&] { return counters.m_ulDecoded + counters.m_ulRefused == 1; }));
+    const std::lock_guard lock(m_Log.m_cs);
+    EXPECT_EQ(m_Log.m_Created, (std::vector<std::pair<std::int32_t, std::int32_t>>{{0, 0}}));
+    EXPECT_EQ(m_Log.m_Last.iWidth, 0);
+}
+
+TEST_F(UdpRemoteTest, WithoutARendererPicturesAreDecodedAndNotShown)
+{
+    ReleaseRender();
+    SetRenderFactory([] { return std::unique_ptr<CRender>(); });
+    OpenAndWait(*m_pChannel);
+    SendPicture(0, 0);
+    ASSERT_TRUE(WaitUntil([&] { return m_pChannel->GetCounters().m_ulDecoded == 1; }));
+    EXPECT_EQ(m_pChannel->GetCounters().m_ulShown, 0U);
+    EXPECT_EQ(m_pChannel->GetCounters().m_iFirstPictureMs, -1);
+}
+
+TEST_F(UdpRemoteTest, RendererThatTheGridLetGoServesTheOpenChannel)
+{
+    OpenAndWait(*m_pChannel);
+    SendPicture(0, 0);
+    ASSERT_TRUE(WaitForShown(1));
+    ReleaseRender();
+    SendPicture(0, 1);
+    EXPECT_TRUE(WaitForShown(2));
+}
+
+/// Asks, from the link thread that tells of its end, whether any lock is held.
+class CLockWatcher final : public CObserver
+{
+  public:
+    explicit CLockWatcher(CP2PSession& session) : m_Session(session) { AttachObserver(this); }
+    ~CLockWatcher() override { DetachObserver(this); }
+    void Update(CNode*, std::string message) override
+    {
+        if (message.empty()) m_bTaken = m_Session.IsReceiveLockTaken();
+    }
+    std::atomic<bool> m_bTaken{true};
+
+  private:
+    CP2PSession& m_Session;
+};
+
+TEST_F(UdpRemoteTest, NoLockIsHeldWhileObserversAreTold)
+{
+    CLockWatcher watcher(*m_pSession);
+    OpenAndWait(*m_pChannel);
+    ASSERT_TRUE(WaitUntil([&] { return m_pSession->IsReceiveLockTaken(); }));
+    m_pSession->Shutdown();
+    ASSERT_TRUE(WaitUntil([&] { return !watcher.m_bTaken; }));
+}
+
+TEST_F(UdpRemoteTest, OneChannelReceivesAtATimeByDefaultAsIntended)
+{
+    OpenAndWait(*m_pChannel);
+    SendPicture(0, 0);
+    ASSERT_TRUE(WaitForShown(1));
+    ASSERT_TRUE(WaitUntil([&] { return m_pSession->HasWaitingReader(); }));
+    auto second = MakeChannel(1);
+    second->SetCloseWait(50);
+    OpenAndWait(*second);
+    for (std::size_t i = 0; i < 5; ++i) {
+        SendPicture(1, i);
+        SendPicture(0, i + 1);
+    }
+    ASSERT_TRUE(WaitForShown(6));
+    EXPECT_EQ(second->GetCounters().m_ulMessages, 0U);
+    EXPECT_GE(m_pSession->GetCounters().m_ulForeign, 5U);
+    second->Close();
+}
+
+TEST_F(UdpRemoteTest, ThreadThatEndsHandsTheReceivingToTheNextChannel)
+{
+    OpenAndWait(*m_pChannel);
+    SendPicture(0, 0);
+    ASSERT_TRUE(WaitForShown(1));
+    ASSERT_TRUE(WaitUntil([&] { return m_pSession->HasWaitingReader(); }));
+    auto second = MakeChannel(1);
+    OpenAndWait(*second);
+    m_pChannel.reset();
+    m_pChannel = std::move(second);
+    // Its reply was the first channel's to throw away, so the next small message counts as one.
+    Bytes reply(4);
+    WriteLittle16(reply.data(), 176);
+    WriteLittle16(reply.data() + 2, 144);
+    m_Machine.SendMessage(MakeUdpMessage(1, 1, reply));
+    SendPicture(1, 0);
+    EXPECT_TRUE(WaitForShown(1));
+}
+
+class UdpSharedRemoteTest : public UdpRemoteTest
+{
+  protected:
+    UdpSharedRemoteTest() : UdpRemoteTest(true) {}
+};
+
+TEST_F(UdpSharedRemoteTest, AllOpenChannelsPlayAtOnce)
+{
+    std::vector<std::unique_ptr<CUdpRemote>> channels;
+    for (std::int32_t i = 0; i < 16; ++i) {
+        channels.push_back(MakeChannel(i));
+        channels.back()->Open();
+    }
+    for (std::int32_t i = 0; i < 16; ++i)
+        ASSERT_TRUE(m_Machine.WaitForRequest(i));
+    for (std::size_t picture = 0; picture < m_Stream.size(); ++picture)
+        for (std::int32_t i = 0; i < 16; ++i)
+            SendPicture(i, picture);
+    for (const auto& channel : channels) {
+        EXPECT_TRUE(WaitUntil([&] { return channel->GetCounters().m_ulShown == m_Stream.size(); }));
+        EXPECT_EQ(channel->GetCounters().m_ulRefused, 0U);
+    }
+}
+
+TEST_F(UdpSharedRemoteTest, CloseOfASilentChannelEndsItsThreadAtOnce)
+{
+    m_Machine.m_bReplies = false;
+    OpenAndWait(*m_pChannel);
+    m_pChannel->SetCloseWait(20000);
+    m_pChannel->Close();
+    EXPECT_TRUE(IsCellFree());
+}
+
+TEST_F(UdpSharedRemoteTest, PicturesOfAnEarlierOpeningAreNotTakenForTheReply)
+{
+    m_Machine.m_bReplies = false;
+    OpenAndWait(*m_pChannel);
+    m_Machine.SendMessage(
+        MakeUdpMessage(0, 1, Bytes{0, 0, 1, 0xB6, 1, 2, 3, 4}));  // a picture that still was under way
+    Bytes reply(4);
+    WriteLittle16(reply.data(), 176);
+    WriteLittle16(reply.data() + 2, 144);
+    m_Machine.SendMessage(MakeUdpMessage(0, 1, reply));
+    SendPicture(0, 0);
+    ASSERT_TRUE(WaitForShown(1));
+    const std::lock_guard lock(m_Log.m_cs);
+    EXPECT_EQ(m_Log.m_Created, (std::vector<std::pair<std::int32_t, std::int32_t>>{{176, 144}}));
+}
+
+TEST_F(UdpSharedRemoteTest, ChannelsOpenAndCloseManyTimes)
+{
+    for (int round = 0; round < 20; ++round) {
+        OpenAndWait(*m_pChannel);
+        if (round % 2 == 0) SendPicture(0, 0);
+        m_pChannel->SetCloseWait(20000);
+        m_pChannel->Close();
+        EXPECT_EQ(m_pChannel->GetRenderWnd(), HWND::Null);
+    }
+}
+
+}  // namespace
