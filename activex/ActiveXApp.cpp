@@ -6,7 +6,7 @@
 #include <filesystem>
 
 #include "activex/ActiveXCtrl.h"
-#include "inc/OutputDebugString.h"
+#include "inc/LogLine.h"
 #include "platform/component/component.h"
 #include "platform/os/paths.h"
 #include "remote/RemoteClasses.h"
@@ -90,7 +90,7 @@ HRESULT GetClassObject(const UUID& classId, const UUID& iid, void** factory)
         made->Release();
         return result;
     } catch (const std::exception& fault) {
-        OutputDebugStringA(std::string("DllGetClassObject: ") + fault.what() + "\n");
+        LogFault("DllGetClassObject", fault.what());
         return E_FAIL;
     }
 }

@@ -7,7 +7,7 @@
 #include <exception>
 
 #include "activex/ActiveXApp.h"
-#include "inc/OutputDebugString.h"
+#include "inc/LogLine.h"
 #include "platform/component/component_registry.h"
 #include "platform/os/paths.h"
 #include "platform/qt/Keys.h"
@@ -137,9 +137,9 @@ HRESULT CActiveXCtrl::CreateControlWindow(void* parent)
         SetPreTranslator(*m_pWidget, this);
         if (OnCreate() != -1) result = S_OK;
     } catch (const std::exception& fault) {
-        OutputDebugStringA(std::string("control: the start-up failed: ") + fault.what() + "\n");
+        LogFault("CActiveXCtrl::OnCreate", std::string("the control's start-up failed: ") + fault.what());
     } catch (...) {
-        OutputDebugStringA("control: the start-up failed\n");
+        LogFault("CActiveXCtrl::OnCreate", "the control's start-up failed");
     }
     if (FAILED(result)) DestroyControlWindow();
     return result;

@@ -8,6 +8,8 @@
 #include "activex/UI common/Outlook2Ctrl.h"
 #include "activex/UI common/PanelIcons.h"
 #include "common/RenderWnd.h"
+#include "inc/CxLog.h"
+#include "inc/LogLine.h"
 #include "model/archive/XMLInputArchive.h"
 #include "model/layout/XMainWnd.h"
 #include "model/layout/XRenderWnd.h"
@@ -71,12 +73,16 @@ bool CMainDialog::OnInitDialog()
     archive& Named("m_XMainWnd", layout);
     ApplyMainLayout(layout);
     if (!CreateGrid()) m_pExit(-1);
-    if (m_pStartSockets(SOCKET_VERSION) != 0) return false;
+    if (m_pStartSockets(SOCKET_VERSION) != 0) {
+        LogFault("CMainDialog::OnInitDialog", "the sockets don't start; there are no panels");
+        return false;
+    }
     m_bSocketsStarted = true;
     AddFolders();
     CreateCaptions();
     m_pRenderWnd->SetLayoutForCount(FIRST_LAYOUT_CELLS);
     m_pRenderWnd->show();
+    LogLine(LOG_MESSAGE, "CMainDialog::OnInitDialog", "started in " + GetModuleDirectory());
     return true;
 }
 
@@ -150,7 +156,10 @@ void CMainDialog::PlaceSideBar()
 void CMainDialog::LoadLogo(const XWnd& wnd)
 {
     auto* const logo = GetDlgItem<QLabel>(LOGO_CONTROL);
-    logo->setPixmap(QPixmap(QString::fromStdString(HostPath(GetModuleDirectory() + "config\\logo.bmp"))));
+    const std::string path = GetModuleDirectory() + "config\\logo.bmp";
+    const QPixmap picture(QString::fromStdString(HostPath(path)));
+    if (picture.isNull()) LogLine(LOG_WARNING, "CMainDialog::LoadLogo", path + " is missing or no picture");
+    logo->setPixmap(picture);
     logo->setGeometry(wnd.rect.left, wnd.rect.top, wnd.rect.right, wnd.rect.bottom);
     logo->setScaledContents(true);
     logo->setAccessibleName(QStringLiteral("Watchwall"));

@@ -5,7 +5,7 @@
 
 #include "activex/ActiveXApp.h"
 #include "activex/Registration.h"
-#include "inc/OutputDebugString.h"
+#include "inc/LogLine.h"
 
 #define WATCHWALL_EXPORT extern "C" __attribute__((visibility("default")))
 
@@ -19,7 +19,7 @@ HRESULT Guarded(const char* name, WORK work)
     try {
         return GetApp().EnsureStarted() ? work() : E_FAIL;
     } catch (const std::exception& fault) {
-        OutputDebugStringA(std::string(name) + ": " + fault.what() + "\n");
+        LogFault(name, fault.what());
         return E_FAIL;
     }
 }
