@@ -4,6 +4,8 @@
 #include <QString>
 #include <QStringList>
 
+class CIniText;
+
 /// A combo box that remembers what was typed: the most recent text first, kept between runs in the application
 /// profile, and completed against the list while typing. Panels' thread only.
 ///
@@ -41,8 +43,8 @@ class CHistoryCombo : public QComboBox
     QString LoadHistory(const QStringList& texts, bool selectFirst);
 
     /// Writes the list (one entry more than the maximum, if it has that many) and blanks the keys of an older,
-    /// longer one behind it; with `addCurrent` the current text is added first. Nothing happens before a
-    /// LoadHistory.
+    /// longer one behind it; with `addCurrent` the current text is added first. All of it is one write. Nothing
+    /// happens before a LoadHistory.
     void SaveHistory(bool addCurrent = true);
 
     /// Empties the list; with `fromProfile` the profile's entries and last text too. Nothing happens before a
@@ -70,9 +72,9 @@ class CHistoryCombo : public QComboBox
     void CompleteTyped();
     void Trim();
     QString Read(const QString& key) const;
-    void Write(const QString& key, const QString& text) const;
+    void Write(CIniText& profile, const QString& key, const QString& text) const;
     QString Key(int number) const;
-    void BlankKeys(int from) const;
+    void BlankKeys(CIniText& profile, int from) const;
 
     QString m_strSection;
     QString m_strPrefix;

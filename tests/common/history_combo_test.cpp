@@ -11,6 +11,7 @@
 #include "inc/OutputDebugString.h"
 #include "platform/files/profile.h"
 #include "platform/os/paths.h"
+#include "tests/support/forwarding_operations.h"
 #include "tests/support/test_variable.h"
 
 namespace
@@ -384,6 +385,36 @@ TEST_F(HistoryComboTest, DeletingNeverCompletesWithKeysThatComeToTheBoxEither)
     EXPECT_EQ(combo.lineEdit()->text(), "10");
     QTest::keyClicks(focused, "0");
     EXPECT_EQ(combo.lineEdit()->text(), "1001") << "the next key completes again";
+}
+
+class CCountingOperations final : public CForwardingOperations
+{
+  public:
+    int m_iRenames = 0;
+    int Rename(const char* from, const char* to) override
+    {
+        ++m_iRenames;
+        return CForwardingOperations::Rename(from, to);
+    }
+};
+
+TEST_F(HistoryComboTest, ASaveAndAClearAreOneWriteEach)
+{
+    for (int key = 0; key < 20; ++key)
+        Store(std::to_string(key).insert(0, "Address").c_str(), "old");
+    CHistoryCombo combo;
+    combo.LoadHistory("Setting", "Address");
+    combo.setEditText("1001");
+    CCountingOperations operations;
+    combo.SaveHistory();
+    EXPECT_EQ(operations.m_iRenames, 1);
+    EXPECT_EQ(Stored("Address0"), "1001");
+    EXPECT_EQ(Stored("Address19"), "");
+    EXPECT_EQ(Stored("Address"), "1001");
+    combo.ClearHistory();
+    EXPECT_EQ(operations.m_iRenames, 2);
+    EXPECT_EQ(Stored("Address0"), "");
+    EXPECT_EQ(Stored("Address"), "");
 }
 
 TEST_F(HistoryComboTest, SortedComboWarnsUnlessItIsMeant)
