@@ -13,6 +13,10 @@
 void LogLine(std::int32_t level, const char* function, const std::string& message,
              std::source_location place = std::source_location::current());
 
+/// Whether nobody in the process, program or module, has asked about this message yet: for what several may
+/// find and one shall tell.
+bool IsNews(const std::string& message);
+
 /// A fault that someone must mend: a line at level 3 in the log, and "watchwall: message" on standard error.
 void LogFault(const char* function, const std::string& message,
               std::source_location place = std::source_location::current());

@@ -2,7 +2,12 @@
 
 #include <dlfcn.h>
 
+#include <mutex>
+#include <set>
+#include <string>
+
 #include "inc/CxLog.h"
+#include "inc/LogLine.h"
 
 namespace
 {
@@ -19,11 +24,21 @@ const char* Path()
     return log != nullptr ? log->GetPath().c_str() : "";
 }
 
+// Never destroyed: link threads may tell their last while the process ends.
+bool IsNewsHere(const char* message)
+{
+    static auto& mutex = *new std::mutex;
+    static auto& told = *new std::set<std::string>;
+    const std::lock_guard lock(mutex);
+    return told.insert(message).second;
+}
+
 }  // namespace
 
 extern "C" __attribute__((visibility("default"))) const SharedLog* watchwall_shared_log()
 {
-    static constexpr SharedLog shared{sizeof(SharedLog), [] { return CxLog::Find() != nullptr; }, Write, Path};
+    static constexpr SharedLog shared{sizeof(SharedLog), [] { return CxLog::Find() != nullptr; }, Write, Path,
+                                      IsNewsHere};
     return &shared;
 }
 
@@ -34,4 +49,10 @@ const SharedLog* FindSharedLog()
     if (find == nullptr || find == &watchwall_shared_log) return nullptr;
     const SharedLog* const shared = find();
     return shared != nullptr && shared->size >= sizeof(SharedLog) ? shared : nullptr;
+}
+
+bool IsNews(const std::string& message)
+{
+    const SharedLog* const shared = FindSharedLog();
+    return shared != nullptr ? shared->isNews(message.c_str()) : IsNewsHere(message.c_str());
 }

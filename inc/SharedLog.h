@@ -12,6 +12,7 @@ struct SharedLog {
     void (*write)(const char* file, const char* function, std::int32_t line, std::int32_t level,
                   const char* message);
     const char* (*path)();
+    bool (*isNews)(const char* message);  // true for the first who asks about this message
 };
 
 /// Exported by every program that links this library, by no module.

@@ -122,9 +122,10 @@ std::string UserFolderFor(const std::string& folder)
         directory.strFolder = folder;
         directory.User = chosen;
     }
-    if (chosen.fault || (NamedHome() != nullptr && !chosen.notice.empty()))
+    if (chosen.notice.empty() || !IsNews(chosen.notice)) return chosen.folder;
+    if (chosen.fault || NamedHome() != nullptr)
         LogFault("GetModuleDirectory", chosen.notice);
-    else if (!chosen.notice.empty())
+    else
         LogLine(LOG_MESSAGE, "GetModuleDirectory", chosen.notice);
     return chosen.folder;
 }

@@ -188,12 +188,24 @@ TEST(LogLineTest, FaultStandsInTheLogAndOnStandardError)
 }
 
 using LOG_FROM_MODULE = const char* (*)(const char* message);
+using IS_NEWS_IN_MODULE = bool (*)(const char* message);
 
-LOG_FROM_MODULE LoadModule()
+template <typename CALL = LOG_FROM_MODULE>
+CALL LoadModule(const char* name = "LogFromModule")
 {
     void* const module = ::dlopen(WATCHWALL_TEST_MODULE, RTLD_NOW | RTLD_LOCAL);
     EXPECT_NE(module, nullptr) << ::dlerror();
-    return module == nullptr ? nullptr : reinterpret_cast<LOG_FROM_MODULE>(::dlsym(module, "LogFromModule"));
+    return module == nullptr ? nullptr : reinterpret_cast<CALL>(::dlsym(module, name));
+}
+
+TEST(SharedLogTest, WhatProgramOrModuleHasToldIsNoNewsToTheOther)
+{
+    const auto module = LoadModule<IS_NEWS_IN_MODULE>("IsNewsInModule");
+    ASSERT_NE(module, nullptr);
+    EXPECT_TRUE(IsNews("the disk is full"));
+    EXPECT_FALSE(module("the disk is full"));
+    EXPECT_TRUE(module("the disk is gone"));
+    EXPECT_FALSE(IsNews("the disk is gone"));
 }
 
 TEST(SharedLogTest, ProgramAndModuleHaveOneLogAndOneWorker)

@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "inc/CxLog.h"
+#include "inc/LogLine.h"
 
 extern "C" __attribute__((visibility("default"))) const char* LogFromModule(const char* message)
 {
@@ -12,4 +13,9 @@ extern "C" __attribute__((visibility("default"))) const char* LogFromModule(cons
     } catch (const std::runtime_error& error) {
         return error.what()[0] == 'C' ? "ended" : "?";
     }
+}
+
+extern "C" __attribute__((visibility("default"))) bool IsNewsInModule(const char* message)
+{
+    return IsNews(message);
 }
