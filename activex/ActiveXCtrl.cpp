@@ -11,6 +11,7 @@
 #include "platform/component/component_registry.h"
 #include "platform/os/paths.h"
 #include "platform/qt/Keys.h"
+#include "platform/qt/ProcessEnd.h"
 #include "platform/qt/QtPlatform.h"
 
 namespace
@@ -76,6 +77,13 @@ void CActiveXCtrl::SetInterfaces(const UUID& dispatch, const UUID& events)
 HRESULT CActiveXCtrl::QueryInterface(const UUID& iid, void** object)
 {
     return CUnknown::QueryInterface(iid == m_DispatchInterface ? IDispatch::IID : iid, object);
+}
+
+// A host's static object may let the control go when there is no toolkit any more to take its window down with.
+std::uint32_t CActiveXCtrl::Release()
+{
+    if (m_pWidget != nullptr && IsProcessEnding()) return 0;
+    return CUnknown::Release();
 }
 
 bool CActiveXCtrl::PutText(std::string& text, const std::vector<std::string>& arguments)
@@ -192,7 +200,7 @@ HRESULT CActiveXCtrl::Draw(void* painter, std::int32_t x, std::int32_t y, std::i
 
 HRESULT CActiveXCtrl::DestroyControlWindow()
 {
-    if (m_pWidget == nullptr) return S_FALSE;
+    if (m_pWidget == nullptr || IsProcessEnding()) return S_FALSE;
     delete m_pWidget.data();
     return S_OK;
 }

@@ -43,6 +43,8 @@ class CActiveXCtrl : public CUnknown<IDispatch, IEventSource, IControlWindow, IC
 
     /// Answers the control's own dispatch interface as IDispatch.
     HRESULT QueryInterface(const UUID& iid, void** object) override;
+    /// While the process ends a control whose window stands is left to it.
+    std::uint32_t Release() override;
     // IDispatch
     HRESULT Invoke(std::int32_t dispid, EDispatch kind, const std::vector<std::string>& arguments,
                    std::string* result) override;

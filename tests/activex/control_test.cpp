@@ -12,6 +12,7 @@
 #include "activex/Registration.h"
 #include "model/NodeModel.h"
 #include "platform/component/component_registry.h"
+#include "platform/os/module_count.h"
 #include "platform/qt/Keys.h"
 #include "render/D3DSurfaceRender.h"
 #include "render/device/MemorySurfaceDevice.h"
@@ -66,6 +67,36 @@ INSTANTIATE_TEST_SUITE_P(Rows, StartTest,
                                          StartRow{1, 0, false, {"start", "load", "stop"}},
                                          StartRow{0, 1, false, {"start"}}));
 
+TEST(ModuleStartTest, SkinStopsWithTheLastObjectOrLockAndStartsAgainWithTheNext)
+{
+    const CTestHome home;
+    for (int round = 0; round < 2; ++round) {
+        CComPtr<IClassFactory> factory;
+        ASSERT_EQ(GetClassObject(CLSID_ActiveXCtrl, IClassFactory::IID, factory.Receive()), S_OK);
+        EXPECT_TRUE(GetApp().IsSkinStarted());
+        CComPtr<IDispatch> control;
+        ASSERT_EQ(factory->CreateInstance(nullptr, IDispatch::IID, control.Receive()), S_OK);
+        factory->LockServer(true);
+        control.Reset();
+        factory.Reset();
+        EXPECT_TRUE(GetApp().IsSkinStarted()) << "a lock is left";
+        UnlockComponentModule();
+        EXPECT_FALSE(GetApp().IsSkinStarted());
+    }
+    void* none = nullptr;
+    EXPECT_EQ(GetClassObject(CLSID_ActiveXCtrl, IDispatch::IID, &none), E_NOINTERFACE);
+    EXPECT_FALSE(GetApp().IsSkinStarted()) << "a call that made no object leaves nothing started";
+}
+
+TEST(ModuleStartTest, SkinThatStartedHalfWayIsStoppedWithTheCall)
+{
+    const CTestHome home;
+    ASSERT_TRUE(QFile::remove(home.File("config/skin.smf")));
+    CComPtr<IClassFactory> factory;
+    EXPECT_EQ(GetClassObject(CLSID_ActiveXCtrl, IClassFactory::IID, factory.Receive()), E_FAIL);
+    EXPECT_FALSE(GetApp().IsSkinStarted());
+}
+
 // ---- registration
 
 // Writes the calls down and fails the n-th.
@@ -80,18 +111,23 @@ class CScriptedRegistry : public IComponentRegistry
     HRESULT RegisterCategories(std::uint32_t count, const XCategory* categories) override
     {
         EXPECT_EQ(count, 1U);
+        const bool right = categories->strDescription == "Controls safely scriptable!"
+                               ? categories->Id == CATID_SafeForScripting
+                               : categories->Id == CATID_SafeForInitializing;
+        EXPECT_TRUE(right) << UuidText(categories->Id);
         return Call("category " + categories->strDescription);
     }
-    HRESULT RegisterClassImplCategories(const UUID& id, std::uint32_t count, const UUID*) override
+    HRESULT RegisterClassImplCategories(const UUID& id, std::uint32_t count, const UUID* categories) override
     {
         EXPECT_EQ(id, CLSID_ActiveXCtrl);
         EXPECT_EQ(count, 1U);
-        return Call("in category");
+        return Call("in category " + NameOf(*categories));
     }
-    HRESULT UnRegisterClassImplCategories(const UUID&, std::uint32_t count, const UUID*) override
+    HRESULT UnRegisterClassImplCategories(const UUID& id, std::uint32_t count, const UUID* categories) override
     {
+        EXPECT_EQ(id, CLSID_ActiveXCtrl);
         EXPECT_EQ(count, 1U);
-        return Call("out of category");
+        return Call("out of category " + NameOf(*categories));
     }
     HRESULT RegisterTypeLibrary(const XTypeLibrary& library) override
     {
@@ -122,6 +158,11 @@ class CScriptedRegistry : public IComponentRegistry
     std::vector<std::string> m_Calls;
 
   private:
+    static std::string NameOf(const UUID& category)
+    {
+        if (category == CATID_SafeForInitializing) return "initializing";
+        return category == CATID_SafeForScripting ? "scripting" : UuidText(category);
+    }
     HRESULT Call(const std::string& what)
     {
         m_Calls.push_back(what);
@@ -135,9 +176,9 @@ class CScriptedRegistry : public IComponentRegistry
 const std::vector<std::string> REGISTERING = {"library ActiveXLib",
                                               "class ActiveX.ActiveXCtrl.1",
                                               "category Controls safely initializable from persistent data!",
-                                              "in category",
+                                              "in category initializing",
                                               "category Controls safely scriptable!",
-                                              "in category"};
+                                              "in category scripting"};
 
 TEST(RegistrationTest, StopsAtTheFirstFailureWithItsCode)
 {
@@ -155,7 +196,8 @@ TEST(RegistrationTest, StopsAtTheFirstFailureWithItsCode)
 TEST(RegistrationTest, UnregisteringRunsInTheSameOrder)
 {
     const HRESULT codes[] = {S_OK, SELFREG_E_TYPELIB, SELFREG_E_CLASS, E_FAIL, E_FAIL};
-    const std::vector<std::string> calls = {"no library", "no class", "out of category", "out of category"};
+    const std::vector<std::string> calls = {"no library", "no class", "out of category initializing",
+                                            "out of category scripting"};
     for (int failing = 0; failing <= 4; ++failing) {
         CScriptedRegistry registry(failing, E_FAIL);
         EXPECT_EQ(UnregisterServer(), codes[failing]) << failing;
