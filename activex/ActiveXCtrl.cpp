@@ -11,6 +11,7 @@
 #include "platform/component/component_registry.h"
 #include "platform/os/paths.h"
 #include "platform/qt/Keys.h"
+#include "platform/qt/MessageBoxes.h"
 #include "platform/qt/ProcessEnd.h"
 #include "platform/qt/QtPlatform.h"
 
@@ -127,6 +128,17 @@ HRESULT CActiveXCtrl::SetClientSite(IControlSite* site)
     return S_OK;
 }
 
+HRESULT CActiveXCtrl::SetMessageSink(IMessageSink* sink)
+{
+    if (sink == nullptr)
+        SetMessageTeller({});
+    else
+        SetMessageTeller([sink](std::string_view text, std::string_view caption) {
+            sink->OnMessage(std::string(caption), std::string(text));
+        });
+    return S_OK;
+}
+
 HRESULT CActiveXCtrl::CreateControlWindow(void* parent)
 {
     if (parent == nullptr) return E_INVALIDARG;
@@ -208,6 +220,7 @@ HRESULT CActiveXCtrl::DestroyControlWindow()
 // Reached from the window's own end too, when the container's window takes it along.
 void CActiveXCtrl::WindowGoes()
 {
+    const CNoMessageBoxes none;  // a link that fails while it is closed would wait for a user for ever
     m_Panel.DestroyWindow();
     if (m_pHandle != nullptr) SetPreTranslator(*m_pHandle->Widget(), nullptr);
     m_pHandle.reset();

@@ -17,6 +17,7 @@
 #include "render/D3DSurfaceRender.h"
 #include "render/device/MemorySurfaceDevice.h"
 #include "tests/activex/home_support.h"
+#include "tests/support/box_catcher.h"
 
 using testing::ElementsAre;
 
@@ -67,15 +68,20 @@ INSTANTIATE_TEST_SUITE_P(Rows, StartTest,
                                          StartRow{1, 0, false, {"start", "load", "stop"}},
                                          StartRow{0, 1, false, {"start"}}));
 
+HRESULT GetControlFactory(void** factory)
+{
+    return GetClassObject(CLSID_ActiveXCtrl, IClassFactory::IID, factory);
+}
+
 TEST(ModuleStartTest, SkinStopsWithTheLastObjectOrLockAndStartsAgainWithTheNext)
 {
     const CTestHome home;
     for (int round = 0; round < 2; ++round) {
         CComPtr<IClassFactory> factory;
-        ASSERT_EQ(GetClassObject(CLSID_ActiveXCtrl, IClassFactory::IID, factory.Receive()), S_OK);
+        ASSERT_EQ(factory.Receive(GetControlFactory), S_OK);
         EXPECT_TRUE(GetApp().IsSkinStarted());
         CComPtr<IDispatch> control;
-        ASSERT_EQ(factory->CreateInstance(nullptr, IDispatch::IID, control.Receive()), S_OK);
+        ASSERT_EQ(control.Create(*factory), S_OK);
         factory->LockServer(true);
         control.Reset();
         factory.Reset();
@@ -93,7 +99,7 @@ TEST(ModuleStartTest, SkinThatStartedHalfWayIsStoppedWithTheCall)
     const CTestHome home;
     ASSERT_TRUE(QFile::remove(home.File("config/skin.smf")));
     CComPtr<IClassFactory> factory;
-    EXPECT_EQ(GetClassObject(CLSID_ActiveXCtrl, IClassFactory::IID, factory.Receive()), E_FAIL);
+    EXPECT_EQ(factory.Receive(GetControlFactory), E_FAIL);
     EXPECT_FALSE(GetApp().IsSkinStarted());
 }
 
@@ -289,6 +295,52 @@ TEST_F(ControlTest, ContainerIsAskedForAndLetGoAndItsFailureDoesNotMatter)
     }
 }
 
+// Says something at its end, as a link does that fails while it is closed.
+class CTalkingRender final : public CRender
+{
+  public:
+    ~CTalkingRender() override { MessageBoxA(HWND::Null, "the last word", "", MB_OK); }
+    std::int32_t DisplayClient(const CodecFrame*, CSurface*, HWND) override { return -1; }
+    CSurface* CreateSurface(std::int32_t, std::int32_t) override { return nullptr; }
+    void DestroySurface(CSurface*) override {}
+    std::int32_t SaveSnapshot(std::string, CSurface*) override { return 0; }
+};
+
+TEST_F(ControlTest, NoMessageBoxComesUpWhileItsWindowGoes)
+{
+    SetRenderFactory([] { return std::make_unique<CTalkingRender>(); });
+    const CBoxCatcher boxes;
+    CActiveXCtrl& control = Create();
+    ASSERT_EQ(control.CreateControlWindow(&m_Container), S_OK);
+    control.DestroyControlWindow();
+    EXPECT_THAT(boxes.m_Texts, testing::IsEmpty());
+    MessageBoxA(HWND::Null, "afterwards", "", MB_OK);
+}
+
+TEST_F(ControlTest, MessagesGoToTheSinkOfAContainerWithoutAUser)
+{
+    struct CSink final : IMessageSink {
+        void OnMessage(const std::string& caption, const std::string& text) override
+        {
+            m_Messages.push_back(caption + "/" + text);
+        }
+        std::vector<std::string> m_Messages;
+    } sink;
+    const CBoxCatcher boxes;
+    CActiveXCtrl& control = Create();
+    ASSERT_EQ(control.CreateControlWindow(&m_Container), S_OK);
+    CComPtr<IControlMessages> messages;
+    ASSERT_EQ(messages.Query(static_cast<IDispatch&>(control)), S_OK);
+    messages->SetMessageSink(&sink);
+    EXPECT_EQ(MessageBoxA(control.Handle(), "text", "caption", MB_OK), IDOK);
+    EXPECT_THAT(sink.m_Messages, ElementsAre("caption/text"));
+    EXPECT_THAT(boxes.m_Texts, testing::IsEmpty());
+    messages->SetMessageSink(nullptr);
+    MessageBoxA(control.Handle(), "a box again", "", MB_OK);
+    EXPECT_THAT(boxes.m_Texts, ElementsAre("a box again"));
+    EXPECT_EQ(sink.m_Messages.size(), 1U);
+}
+
 TEST_F(ControlTest, PanelStandsWithTheWindowAndFollowsItsSize)
 {
     CActiveXCtrl& control = Create();
@@ -382,7 +434,8 @@ TEST_F(ControlTest, ItsDispatchInterfaceIsFoundByItsOwnIdentifierAndItsEventsBea
 {
     CActiveXCtrl& control = Create();
     CComPtr<IDispatch> dispatch;
-    ASSERT_EQ(control.QueryInterface(DIID_DActiveX, dispatch.Receive()), S_OK);
+    ASSERT_EQ(dispatch.Receive([&](void** object) { return control.QueryInterface(DIID_DActiveX, object); }),
+              S_OK);
     EXPECT_EQ(dispatch.Get(), m_Control.Get());
     EXPECT_EQ(control.GetEventInterface(), DIID_DActiveXEvents);
     void* events = nullptr;

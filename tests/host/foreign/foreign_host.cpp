@@ -54,11 +54,12 @@ bool Embed(Host& host)
     const auto get_class_object =
         reinterpret_cast<DLLGETCLASSOBJECT>(dlsym(host.m_pModule, "DllGetClassObject"));
     CComPtr<IClassFactory> factory;
-    if (get_class_object == nullptr ||
-        FAILED(get_class_object(CLSID_ActiveXCtrl, IClassFactory::IID, factory.Receive())))
+    if (get_class_object == nullptr || FAILED(factory.Receive([&](void** made) {
+            return get_class_object(CLSID_ActiveXCtrl, IClassFactory::IID, made);
+        })))
         return false;
     Embedding made;
-    if (FAILED(factory->CreateInstance(nullptr, IControlWindow::IID, made.m_Control.Receive()))) return false;
+    if (FAILED(made.m_Control.Create(*factory))) return false;
     made.m_pWindow->resize(CONTROL_WIDTH, CONTROL_HEIGHT);
     if (FAILED(made.m_Control->CreateControlWindow(made.m_pWindow))) return false;
     made.m_Control->SetBounds(0, 0, CONTROL_WIDTH, CONTROL_HEIGHT);
@@ -71,8 +72,7 @@ bool AllPlay(const Host& host)
 {
     CComPtr<IControlReport> report;
     std::vector<XChannelReport> channels;
-    if (FAILED(host.m_Embeddings.front().m_Control->QueryInterface(IControlReport::IID, report.Receive())))
-        return false;
+    if (FAILED(report.Query(*host.m_Embeddings.front().m_Control))) return false;
     if (FAILED(report->GetChannels(channels)) || channels.empty()) return false;
     for (const XChannelReport& channel : channels) {
         if (channel.ulShown == 0) return false;
