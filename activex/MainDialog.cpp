@@ -2,6 +2,7 @@
 
 #include <QCursor>
 #include <QPainter>
+#include <cstdio>
 #include <cstdlib>
 
 #include "activex/UI common/Outlook2Ctrl.h"
@@ -30,8 +31,15 @@ constexpr int DEVICE_LIST_FOLDER = 1;
 // Actions of the layout menu behind its arrangements.
 enum LAYOUT_ACTION { FIRST_PAGE, PREV_PAGE, CYCLE, NEXT_PAGE, LAST_PAGE };
 
+// Nothing is taken down, so whoever started the process learns why from standard error alone.
 void ExitProcess(int code)
 {
+    std::fprintf(
+        stderr,
+        "watchwall: the video grid can't be made with the renderer that is chosen or found; key \"Render\" in "
+        "section \"System\" of \"%s\" chooses it. The process ends with code %d.\n",
+        HostPath(GetModuleDirectory() + "config\\system.ini").c_str(), code);
+    std::fflush(stderr);
     std::_Exit(code);
 }
 

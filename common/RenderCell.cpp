@@ -19,22 +19,34 @@ const QColor CELL_GROUND(1, 2, 3);
 const QSize PICTURE_SIZE(352, 288);
 
 // "dvr.bmp", loaded with the first cell and freed with any cell that goes.
-std::unique_ptr<XBitmapFile> g_pBitmap;
-QImage g_Picture;
+struct EmptyPicture {
+    std::unique_ptr<XBitmapFile> file;
+    QImage image;
+};
+
+// Never destroyed itself: cells may go while the process ends.
+EmptyPicture& Empty()
+{
+    static auto& picture = *new EmptyPicture;
+    return picture;
+}
+
 HWND g_hLastClicked = HWND::Null;
 
 void LoadPicture()
 {
-    if (g_pBitmap != nullptr) return;
-    g_pBitmap = LoadBitmapFile(GetModuleDirectory() + "dvr.bmp");
-    if (g_pBitmap != nullptr)
-        g_Picture.loadFromData(g_pBitmap->m_Bytes.data(), static_cast<int>(g_pBitmap->m_Bytes.size()), "BMP");
+    EmptyPicture& empty = Empty();
+    if (empty.file != nullptr) return;
+    empty.file = LoadBitmapFile(GetModuleDirectory() + "dvr.bmp");
+    if (empty.file != nullptr)
+        empty.image.loadFromData(empty.file->m_Bytes.data(), static_cast<int>(empty.file->m_Bytes.size()),
+                                 "BMP");
 }
 
 // The pixels that are shown: 352 by 288 from the file's first row on, which is the picture's lowest.
 QRect PicturePart()
 {
-    return {QPoint(0, g_Picture.height() - PICTURE_SIZE.height()), PICTURE_SIZE};
+    return {QPoint(0, Empty().image.height() - PICTURE_SIZE.height()), PICTURE_SIZE};
 }
 
 }  // namespace
@@ -54,8 +66,7 @@ CRenderCell::CRenderCell(QWidget* grid, HWND gridWindow)
 
 CRenderCell::~CRenderCell()
 {
-    g_pBitmap.reset();
-    g_Picture = {};
+    Empty() = {};
     // NOLINTNEXTLINE(bugprone-unhandled-exception-at-new): without memory for it the process ends as well
     QCoreApplication::postEvent(QCoreApplication::instance(), new QEvent(QEvent::Quit));
 }
@@ -84,10 +95,10 @@ void CRenderCell::paintEvent(QPaintEvent*)
 {
     if (testAttribute(Qt::WA_PaintOnScreen)) return;
     QPainter painter(this);
-    if (g_Picture.isNull())
+    if (Empty().image.isNull())
         painter.fillRect(rect(), CELL_GROUND);
     else
-        painter.drawImage(rect(), g_Picture, PicturePart());
+        painter.drawImage(rect(), Empty().image, PicturePart());
 }
 
 void CRenderCell::mousePressEvent(QMouseEvent* event)

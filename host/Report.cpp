@@ -2,11 +2,9 @@
 
 #include <sys/resource.h>
 
-#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QSaveFile>
 #include <algorithm>
 #include <iterator>
 
@@ -23,9 +21,22 @@ qint64 Number(std::uint64_t value)
     return static_cast<qint64>(value);
 }
 
+// A terminal obeys control characters.
+QString Printable(const QString& text)
+{
+    QString printable;
+    for (const QChar letter : text) {
+        if (letter.category() == QChar::Other_Control)
+            printable += QStringLiteral("\\x%1").arg(int{letter.unicode()}, 2, 16, QChar('0'));
+        else
+            printable += letter;
+    }
+    return printable;
+}
+
 }  // namespace
 
-bool WriteReport(const QString& path, const std::vector<XChannelReport>& channels)
+QByteArray MakeReport(const std::vector<XChannelReport>& channels)
 {
     QJsonArray list;
     for (const XChannelReport& channel : channels) {
@@ -43,24 +54,18 @@ bool WriteReport(const QString& path, const std::vector<XChannelReport>& channel
     getrusage(RUSAGE_SELF, &usage);
     const QJsonObject process{{"cpu_seconds", Seconds(usage.ru_utime) + Seconds(usage.ru_stime)},
                               {"peak_memory_kib", static_cast<qint64>(usage.ru_maxrss)}};
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly)) return false;
-    file.write(QJsonDocument(QJsonObject{{"channels", list}, {"process", process}}).toJson());
-    return file.commit();
+    return QJsonDocument(QJsonObject{{"channels", list}, {"process", process}}).toJson();
 }
 
 QString DescribeChannel(const XChannelReport& channel)
 {
+    // One substitution for all: a name may hold place marks itself.
     return QStringLiteral(
                "channel %1 \"%2\": %3x%4, %5 pictures decoded, %6 shown, %7 refused, first after %8 ms")
-        .arg(channel.iChannel + 1)
-        .arg(QString::fromStdString(channel.strName))
-        .arg(channel.iWidth)
-        .arg(channel.iHeight)
-        .arg(channel.ulDecoded)
-        .arg(channel.ulShown)
-        .arg(channel.ulRefused)
-        .arg(channel.iFirstPictureMs);
+        .arg(QString::number(channel.iChannel + 1), Printable(QString::fromStdString(channel.strName)),
+             QString::number(channel.iWidth), QString::number(channel.iHeight),
+             QString::number(channel.ulDecoded), QString::number(channel.ulShown),
+             QString::number(channel.ulRefused), QString::number(channel.iFirstPictureMs));
 }
 
 QList<int> FindUnshown(const std::vector<XChannelReport>& channels, const QList<int>& asked)

@@ -234,8 +234,17 @@ void CScriptedOperator::RunStep()
     }
 }
 
+bool CScriptedOperator::OnMessage(const QString& text)
+{
+    if (!m_Timer.isActive()) return false;
+    QMetaObject::invokeMethod(
+        this, [this, text] { Finish(text); }, Qt::QueuedConnection);
+    return true;
+}
+
 void CScriptedOperator::Finish(const QString& fault)
 {
+    if (!m_Timer.isActive()) return;
     m_Timer.stop();
     m_Steps.clear();
     emit Finished(fault);

@@ -28,6 +28,9 @@ class CScriptedOperator : public QObject
 
     /// Begins; Finished comes later, from the event loop.
     void Start();
+    /// Takes a message of the panels, which is a failure as long as there is something left to do: true then,
+    /// and Finished comes later, from the event loop.
+    bool OnMessage(const QString& text);
     /// Channels that were opened so far, from 1.
     const QList<int>& GetOpened() const { return m_Opened; }
     /// What it is at; empty before Start and when it is through, with or without a fault.

@@ -13,7 +13,8 @@ struct XCellPool {
 
 XCellPool& Pool()
 {
-    static XCellPool pool;
+    // Never destroyed: link threads give cells back until the process ends.
+    static auto& pool = *new XCellPool;
     return pool;
 }
 

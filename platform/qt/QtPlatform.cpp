@@ -4,10 +4,10 @@
 #include <QEvent>
 #include <QThread>
 #include <atomic>
-#include <memory>
 #include <utility>
 
 #include "platform/qt/MessagePump.h"
+#include "platform/qt/ProcessEnd.h"
 #include "platform/qt/WindowBackend.h"
 
 namespace
@@ -47,7 +47,7 @@ struct XQtPlatform {
 
 // panels' thread only
 int g_iStarts = 0;
-std::unique_ptr<XQtPlatform> g_pPlatform;
+XQtPlatform* g_pPlatform = nullptr;  // owned; a process that ends without a stop leaves it
 
 std::function<void(QWidget&)>& Decorator()
 {
@@ -61,7 +61,8 @@ bool StartQtPlatform()
     if (!qobject_cast<QApplication*>(QCoreApplication::instance())) return false;
     if (QThread::currentThread() != qApp->thread()) return false;
     if (g_iStarts++ > 0) return true;
-    g_pPlatform = std::make_unique<XQtPlatform>();
+    WatchProcessEnd();
+    g_pPlatform = new XQtPlatform;
     g_pPlatform->pFormer = SetWindowBackend(&g_pPlatform->backend);
     qApp->installEventFilter(&g_pPlatform->pump);
     return true;
@@ -71,7 +72,7 @@ void StopQtPlatform()
 {
     if (g_iStarts == 0 || --g_iStarts > 0) return;
     SetWindowBackend(g_pPlatform->pFormer);
-    g_pPlatform.reset();
+    delete std::exchange(g_pPlatform, nullptr);
 }
 
 void SetDialogDecorator(std::function<void(QWidget&)> decorator)

@@ -6,6 +6,7 @@
 #include <QWidget>
 #include <string>
 
+#include "platform/qt/MessageBoxes.h"
 #include "platform/qt/QtPlatform.h"
 #include "platform/qt/WindowHandle.h"
 #include "platform/qt/X11Sync.h"
@@ -143,6 +144,7 @@ std::int32_t CWindowBackend::MessageBoxA(HWND owner, std::string_view text, std:
                                          std::uint32_t type)
 {
     const LRESULT answer = OnPanelsThread([owner, text, caption, type]() -> LRESULT {
+        if (TellMessage(text, caption)) return IDOK;
         QWidget* widget = WidgetOf(owner);
         QMessageBox box(IconOf(type), FromUtf8(caption), FromUtf8(text), ButtonsOf(type),
                         widget ? widget->window() : QApplication::activeWindow());
