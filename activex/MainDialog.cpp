@@ -5,7 +5,6 @@
 #include <cstdlib>
 
 #include "activex/UI common/Outlook2Ctrl.h"
-#include "activex/UI common/TreeCtrlEx.h"
 #include "common/RenderWnd.h"
 #include "model/NodeModel.h"
 #include "model/archive/XMLInputArchive.h"
@@ -73,7 +72,7 @@ LRESULT CMainDialog::WindowProc(std::uint32_t message, WPARAM wParam, LPARAM lPa
 {
     switch (message) {
         case MAIN_MESSAGE_DEVICE_CHANGED:
-            if (m_Tree.GetTree() != nullptr) m_Tree.RefreshIcons(m_Tree.GetRootItem());
+            m_Tree.RefreshIcons(m_Tree.GetRootItem());
             return 0;
         case LOGON_MESSAGE_ADDED:
             OnStationAdded(static_cast<std::int32_t>(lParam));
@@ -163,7 +162,6 @@ void CMainDialog::OnClose()
 void CMainDialog::OnDestroy()
 {
     RemoveHook();
-    if (m_Tree.GetTree() != nullptr) m_Tree.GetTree()->clear();  // its items' nodes go now
     CloseDevices();
     DetachObserver(this);
     m_hSelf = HWND::Null;

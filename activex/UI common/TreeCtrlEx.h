@@ -2,14 +2,12 @@
 
 #include <QColor>
 #include <QIcon>
-#include <QTreeWidget>
+#include <QTreeView>
 #include <array>
 
-class CNode;
-
-/// The device tree's control: rows in two shades, triangles and channel icons of its own. Each item carries the
-/// pointer to its node, which is good until the tree is filled anew. Panels' thread only.
-class CTreeCtrlEx : public QTreeWidget
+/// The device tree's control: rows in two shades, triangles and channel icons of its own. Shows a
+/// CNodeTreeModel. Panels' thread only.
+class CTreeCtrlEx : public QTreeView
 {
     Q_OBJECT
 
@@ -20,14 +18,8 @@ class CTreeCtrlEx : public QTreeWidget
 
     explicit CTreeCtrlEx(QWidget* parent = nullptr);
 
-    QTreeWidgetItem* AddItem(QTreeWidgetItem* parent, CNode* node);
-    static CNode* NodeOf(const QTreeWidgetItem* item);
-    /// The icon by a device's status; -1 for an item without one.
-    static void SetStatusImage(QTreeWidgetItem* item, int status);
-    static int GetStatusImage(const QTreeWidgetItem* item);
-
-    /// Where the item's label or icon is, in the viewport; a click beside it is no click on the item.
-    QRect GetLabelRect(const QTreeWidgetItem* item) const;
+    /// Where the row's label or icon is, in the viewport; a click beside it is no click on the row.
+    QRect GetLabelRect(const QModelIndex& index) const;
 
     /// Colours of the tree as the main panel sets them after a logon.
     void SetTreeColors(const QColor& ground, const QColor& text);
@@ -36,15 +28,17 @@ class CTreeCtrlEx : public QTreeWidget
     bool IsEditing() const { return state() == EditingState; }
 
   signals:
-    void LabelEdited(QTreeWidgetItem* item, const QString& text);
-    /// The menu is to open at `place` on the screen: at the cursor, or beneath the label when a key asked for
-    /// it.
-    void MenuRequested(QTreeWidgetItem* item, const QPoint& place);
+    void LabelEdited(const QModelIndex& index, const QString& text);
+    /// The menu of the current row is to open at `place` on the screen: at the cursor, or beneath the label
+    /// when a key asked for it.
+    void MenuRequested(const QPoint& place);
 
   protected:
     void drawRow(QPainter* painter, const QStyleOptionViewItem& option,
                  const QModelIndex& index) const override;
     void drawBranches(QPainter* painter, const QRect& rect, const QModelIndex& index) const override;
+    void dataChanged(const QModelIndex& topLeft, const QModelIndex& bottomRight,
+                     const QList<int>& roles) override;
     void paintEvent(QPaintEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
     void contextMenuEvent(QContextMenuEvent* event) override;
@@ -53,8 +47,8 @@ class CTreeCtrlEx : public QTreeWidget
   private:
     class CLabelDelegate;
 
-    int LabelLeft(const QTreeWidgetItem* item) const;
-    int RowNumber(const QTreeWidgetItem* item) const;
+    int LabelLeft(const QModelIndex& index) const;
+    bool HasTriangle(const QModelIndex& index) const;
     void DrawTriangle(QPainter& painter, int label, int middle, bool expanded) const;
 
     QColor m_RowColor{0xFF, 0xFF, 0xFF};

@@ -11,6 +11,7 @@
 #include <optional>
 #include <thread>
 
+#include "activex/UI common/NodeTreeModel.h"
 #include "activex/UI common/Outlook2Ctrl.h"
 #include "activex/UI common/TreeCtrlEx.h"
 #include "common/RenderWnd.h"
@@ -279,7 +280,7 @@ TEST_F(MainDialogTest, PanelsAndTheirControlsBearTheirElementsOfTheSkin)
     AddStation("gate", "c");
     LoggedOn(1);
     CTreeCtrlEx& tree = *m_Panel->GetTree().GetTree();
-    tree.setCurrentItem(tree.topLevelItem(0));
+    tree.setCurrentIndex(tree.model()->index(0, 0));
     const std::function<void()> openers[] = {
         [&] { SendMessageA(m_Panel->Handle(), WM_COMMAND, MAIN_COMMAND_LAYOUT_MENU, 0); },
         [&] {
@@ -394,13 +395,14 @@ TEST_F(MainDialogTest, LogonShowsTheDeviceListFilledAnew)
 {
     CMainDialog& panel = Start();
     AddStation("gate", "cc");
-    EXPECT_EQ(panel.GetTree().GetTree()->topLevelItemCount(), 0);
+    const QAbstractItemModel& nodes = *panel.GetTree().GetTree()->model();
+    EXPECT_EQ(nodes.rowCount(), 0);
     panel.GetGrid()->hide();
     LoggedOn(2);
     EXPECT_EQ(panel.GetSideBar()->GetSelectedFolder(), 1);
     EXPECT_FALSE(panel.GetSideBar()->IsSliding());
-    ASSERT_EQ(panel.GetTree().GetTree()->topLevelItemCount(), 1);
-    EXPECT_EQ(panel.GetTree().GetTree()->topLevelItem(0)->child(0)->childCount(), 2);
+    ASSERT_EQ(nodes.rowCount(), 1);
+    EXPECT_EQ(nodes.rowCount(nodes.index(0, 0, nodes.index(0, 0))), 2);
     EXPECT_EQ(panel.GetTree().GetTree()->GetGroundColor(), QColor(0x26, 0x29, 0x2E));
     EXPECT_TRUE(panel.GetGrid()->isVisible());
 }
@@ -421,8 +423,9 @@ class ChangingDeviceTest : public MainDialogTest
     }
     int Icon()
     {
-        const QTreeWidgetItem* const station = m_Panel->GetTree().GetTree()->topLevelItem(0);
-        return CTreeCtrlEx::GetStatusImage(station->child(0)->child(0));
+        const QAbstractItemModel& nodes = *m_Panel->GetTree().GetTree()->model();
+        const QModelIndex device = nodes.index(0, 0, nodes.index(0, 0, nodes.index(0, 0)));
+        return device.data(CNodeTreeModel::STATUS_ROLE).toInt();
     }
     CNode* m_pDevice = nullptr;
 };
@@ -575,7 +578,7 @@ TEST_F(MainDialogTest, PanelMayBeStartedAgain)
     g_Calls.clear();
     ASSERT_TRUE(m_Panel->Create(CMainDialog::TEMPLATE, &m_Container));
     EXPECT_EQ(m_Panel->GetSideBar()->GetFolderCount(), 5);
-    EXPECT_EQ(m_Panel->GetTree().GetTree()->topLevelItemCount(), 0);
+    EXPECT_EQ(m_Panel->GetTree().GetTree()->model()->rowCount(), 0);
     EXPECT_EQ(m_Panel->GetGrid()->GetState().GetRects().size(), 8U);
 }
 
