@@ -17,6 +17,8 @@
 #include "remote/Device.h"
 #include "remote/UdpRemoteStation.h"
 #include "skin/Skin.h"
+#include "skin/SkinPaint.h"
+#include "skin/theme/PanelColors.h"
 
 // What the panel does once it stands, and its end. How it starts is in MainDialog_Start.cpp.
 
@@ -61,6 +63,11 @@ std::int32_t CMainDialog::OnCreate()
     SkinDialog(Widget(), "DialogMain");
     m_hSelf = Handle();
     return 0;
+}
+
+QColor CMainDialog::GetGround()
+{
+    return ToQColor(panel_color::GROUND);
 }
 
 void CMainDialog::OnPaint(QPainter& painter, const QRect& area)

@@ -8,6 +8,7 @@
 
 #include "activex/UI common/NodeTreeModel.h"
 #include "activex/UI common/PanelIcons.h"
+#include "skin/SkinPaint.h"
 
 namespace
 {
@@ -52,6 +53,18 @@ class CTreeCtrlEx::CLabelDelegate : public QStyledItemDelegate
         emit m_Tree.LabelEdited(index, text);
     }
 
+  protected:
+    // The toolkit would go on with the next row's name.
+    bool eventFilter(QObject* editor, QEvent* event) override
+    {
+        const int key = event->type() == QEvent::KeyPress ? static_cast<QKeyEvent*>(event)->key() : 0;
+        if (key != Qt::Key_Tab && key != Qt::Key_Backtab)
+            return QStyledItemDelegate::eventFilter(editor, event);
+        emit commitData(static_cast<QWidget*>(editor));
+        emit closeEditor(static_cast<QWidget*>(editor), NoHint);
+        return true;
+    }
+
   private:
     CTreeCtrlEx& m_Tree;
 };
@@ -69,7 +82,7 @@ CTreeCtrlEx::CTreeCtrlEx(QWidget* parent)
     setItemDelegate(new CLabelDelegate(*this));
 }
 
-void CTreeCtrlEx::SetTreeColors(const QColor& ground, const QColor& text)
+void CTreeCtrlEx::SetTreeColors(XColor ground, XColor text)
 {
     m_GroundColor = ground;
     m_TextColor = text;
@@ -97,16 +110,19 @@ QRect CTreeCtrlEx::GetLabelRect(const QModelIndex& index) const
 
 void CTreeCtrlEx::paintEvent(QPaintEvent* event)
 {
-    QPainter(viewport()).fillRect(event->rect(), m_GroundColor);
+    QPainter(viewport()).fillRect(event->rect(), ToQColor(m_GroundColor));
     QTreeView::paintEvent(event);
+    if (!hasFocus() || currentIndex().isValid()) return;
+    QPainter painter(viewport());  // no row bears the focus
+    PaintFocus(painter, viewport()->rect(), panel_color::FocusOn(m_GroundColor));
 }
 
 void CTreeCtrlEx::drawBranches(QPainter*, const QRect&, const QModelIndex&) const {}
 
 void CTreeCtrlEx::DrawTriangle(QPainter& painter, int label, int middle, bool expanded) const
 {
-    painter.setPen(m_LineColor);
-    painter.setBrush(m_LineColor);
+    painter.setPen(ToQColor(panel_color::TRIANGLE));
+    painter.setBrush(ToQColor(panel_color::TRIANGLE));
     if (expanded)
         painter.drawPolygon(
             QPolygon({{label - 14, middle - 2}, {label - 10, middle + 2}, {label - 6, middle - 2}}));
@@ -115,14 +131,18 @@ void CTreeCtrlEx::DrawTriangle(QPainter& painter, int label, int middle, bool ex
             QPolygon({{label - 12, middle - 4}, {label - 12, middle + 4}, {label - 8, middle}}));
 }
 
-// The shades count from the top row that is seen, so that they keep their places while the tree is scrolled.
+// The channel icons stand in for an image list: drawn at the size that the rows show them in, on the screen's
+// own density. The shades count from the top row that is seen, so that they keep their places while the tree is
+// scrolled.
 void CTreeCtrlEx::drawRow(QPainter* painter, const QStyleOptionViewItem&, const QModelIndex& index) const
 {
     const QRect place = visualRect(index);
     const QRect row(0, place.top(), viewport()->width(), place.height());
     const bool selected = selectionModel()->isSelected(index);
-    const QColor& shade = place.top() / ROW_HEIGHT % 2 == 0 ? m_RowColor : m_OddRowColor;
-    painter->fillRect(row, selected ? m_SelectionColor : shade);
+    const XColor shade = selected                            ? panel_color::ROW_SELECTED
+                         : place.top() / ROW_HEIGHT % 2 == 0 ? panel_color::ROW_EVEN
+                                                             : panel_color::ROW_ODD;
+    painter->fillRect(row, ToQColor(shade));
     const int label = LabelLeft(index);
     const int middle = row.center().y();
     if (HasTriangle(index)) {
@@ -130,17 +150,14 @@ void CTreeCtrlEx::drawRow(QPainter* painter, const QStyleOptionViewItem&, const 
     } else if (const int image = index.data(CNodeTreeModel::STATUS_ROLE).toInt();
                image >= 0 && image < static_cast<int>(m_Icons.size())) {
         m_Icons[static_cast<std::size_t>(image)].paint(
-            painter, QRect(label - ICON_OFFSET, middle - ICON_SIZE / 2, ICON_SIZE, ICON_SIZE));
+            painter, QRect(label - ICON_OFFSET, middle - ICON_SIZE / 2, ICON_SIZE, ICON_SIZE), Qt::AlignCenter,
+            selected ? QIcon::Selected : QIcon::Normal);
     }
-    painter->setPen(selected ? palette().color(QPalette::HighlightedText) : m_TextColor);
+    painter->setPen(selected ? palette().color(QPalette::HighlightedText) : ToQColor(m_TextColor));
     painter->drawText(QRect(label, row.top(), row.right() - label, row.height()),
                       Qt::AlignVCenter | Qt::TextSingleLine,
                       fontMetrics().elidedText(index.data().toString(), Qt::ElideRight, row.right() - label));
-    if (index == currentIndex() && hasFocus()) {
-        painter->setPen(QPen(m_TextColor, 1, Qt::DotLine));
-        painter->setBrush(Qt::NoBrush);
-        painter->drawRect(row.adjusted(0, 0, -1, -1));
-    }
+    if (index == currentIndex() && hasFocus()) PaintFocus(*painter, row, panel_color::FocusOn(shade));
 }
 
 // The icon lies left of what the toolkit takes for the row's place and repaints by itself.

@@ -1,9 +1,10 @@
 #pragma once
 
-#include <QColor>
 #include <QIcon>
 #include <QTreeView>
 #include <array>
+
+#include "skin/theme/PanelColors.h"
 
 /// The device tree's control: rows in two shades, triangles and channel icons of its own. Shows a
 /// CNodeTreeModel. Panels' thread only.
@@ -22,9 +23,9 @@ class CTreeCtrlEx : public QTreeView
     QRect GetLabelRect(const QModelIndex& index) const;
 
     /// Colours of the tree as the main panel sets them after a logon.
-    void SetTreeColors(const QColor& ground, const QColor& text);
-    QColor GetGroundColor() const { return m_GroundColor; }
-    QColor GetTextColor() const { return m_TextColor; }
+    void SetTreeColors(XColor ground, XColor text);
+    XColor GetGroundColor() const { return m_GroundColor; }
+    XColor GetTextColor() const { return m_TextColor; }
     bool IsEditing() const { return state() == EditingState; }
 
   signals:
@@ -51,11 +52,7 @@ class CTreeCtrlEx : public QTreeView
     bool HasTriangle(const QModelIndex& index) const;
     void DrawTriangle(QPainter& painter, int label, int middle, bool expanded) const;
 
-    QColor m_RowColor{0xFF, 0xFF, 0xFF};
-    QColor m_OddRowColor{0xF2, 0xF2, 0xF2};
-    QColor m_LineColor{0x76, 0x76, 0x76};
-    QColor m_SelectionColor{0x4A, 0xB0, 0xF2};
-    QColor m_GroundColor{0xFF, 0xFF, 0xFF};
-    QColor m_TextColor{0x32, 0x32, 0x32};
+    XColor m_GroundColor = panel_color::TREE_GROUND_AT_START;
+    XColor m_TextColor = panel_color::TREE_INK_AT_START;
     std::array<QIcon, 3> m_Icons;
 };

@@ -19,13 +19,11 @@
 #include "remote/TcpRemote.h"
 #include "render/CellPool.h"
 #include "skin/Skin.h"
+#include "skin/SkinPaint.h"
 
 namespace
 {
 
-const QColor PANEL_GROUND(0xC5, 0xC5, 0xC5);
-const QColor TREE_GROUND(0x26, 0x29, 0x2E);  // 0x2E2926 with red in the low byte
-const QColor TREE_TEXT(0x9B, 0x9B, 0x9B);
 constexpr int WIDTH_LESS = 5;
 constexpr int HEIGHT_LESS = 151;
 constexpr int START_REASON = 0x10;
@@ -206,7 +204,7 @@ void CTreeDlg::OnSize(int width, int height)
 
 void CTreeDlg::OnPaint(QPainter& painter, const QRect& area)
 {
-    painter.fillRect(area, PANEL_GROUND);
+    painter.fillRect(area, ToQColor(panel_color::GROUND));
 }
 
 void CTreeDlg::PlaceTree(int width, int height)
@@ -253,7 +251,7 @@ void CTreeDlg::ReloadTree()
 void CTreeDlg::RefillTree()
 {
     if (m_pTree == nullptr) return;
-    m_pTree->SetTreeColors(TREE_GROUND, TREE_TEXT);
+    m_pTree->SetTreeColors(panel_color::TREE_GROUND, panel_color::TREE_INK);
     ReloadTree();
     m_pTree->viewport()->update();
 }

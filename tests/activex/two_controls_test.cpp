@@ -9,6 +9,7 @@
 #include "model/settings/Language.h"
 #include "model/tree/Devices.h"
 #include "platform/qt/QtPlatform.h"
+#include "remote/Remote.h"
 #include "remote/RemoteStation.h"
 #include "render/D3DSurfaceRender.h"
 #include "render/device/MemorySurfaceDevice.h"

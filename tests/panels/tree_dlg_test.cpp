@@ -58,8 +58,8 @@ TEST_F(TreeDlgTest, RefillColoursTheTree)
 {
     ShowDialog();
     m_Dlg->RefillTree();
-    EXPECT_EQ(Tree().GetGroundColor(), QColor(0x26, 0x29, 0x2E));
-    EXPECT_EQ(Tree().GetTextColor(), QColor(0x9B, 0x9B, 0x9B));
+    EXPECT_EQ(Tree().GetGroundColor(), (XColor{0x26, 0x29, 0x2E, 255}));
+    EXPECT_EQ(Tree().GetTextColor(), (XColor{0x9B, 0x9B, 0x9B, 255}));
 }
 
 TEST_F(TreeDlgTest, SelectionIsNotedInTheModel)

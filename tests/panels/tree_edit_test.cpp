@@ -1,4 +1,5 @@
 #include <QImage>
+#include <QScrollBar>
 
 #include "platform/qt/Keys.h"
 #include "platform/qt/MessagePump.h"
@@ -39,6 +40,19 @@ TEST_F(TreeDlgTest, RowsKeepTheirColoursInTheTreeAfterALogon)
     m_Dlg->RefillTree();
     EXPECT_EQ(Shown(Tree(), 190, ROW / 2), QColor(0xFF, 0xFF, 0xFF));
     EXPECT_EQ(Shown(Tree(), 100, 5 * ROW), QColor(0x26, 0x29, 0x2E)) << "beneath the rows the ground shows";
+}
+
+TEST_F(TreeDlgTest, ShadesCountFromTheTopRowThatIsSeen)
+{
+    for (int i = 0; i < 40; ++i)
+        CNodeModel::GetInstance()->GetRoot()->Add(new CTestStation, nullptr);
+    ShowDialog();
+    for (const int top : {0, 1, 2, 7}) {
+        Tree().verticalScrollBar()->setValue(top);
+        EXPECT_EQ(Tree().indexAt({50, 1}).row(), top);
+        EXPECT_EQ(Shown(Tree(), 150, ROW / 2), QColor(0xFF, 0xFF, 0xFF)) << top;
+        EXPECT_EQ(Shown(Tree(), 150, ROW + ROW / 2), QColor(0xF2, 0xF2, 0xF2)) << top;
+    }
 }
 
 TEST_F(TreeDlgTest, FoldersHaveTrianglesThatPointRightWhenCollapsedAndDownWhenExpanded)
@@ -119,6 +133,40 @@ TEST_F(TreeDlgTest, NameOfMoreThanFifteenCharactersCantBeTyped)
     EXPECT_NE(CNodeModel::GetInstance()->FindByName("a name that is "), nullptr);
     EXPECT_TRUE(QTest::qWaitFor([this] { return !m_Notices.empty(); }));
     EXPECT_THAT(m_Notices, ElementsAre(std::pair(TREE_NOTICE_CHANGED, 0)));
+}
+
+TEST_F(TreeDlgTest, TabEndsTheEditAndOpensNoOther)
+{
+    for (const Qt::Key key : {Qt::Key_Tab, Qt::Key_Backtab}) {
+        AddStation();
+        AddStation();
+        m_Dlg.reset();
+        ShowDialog();
+        QLineEdit* const edit = Edit({0});
+        ASSERT_NE(edit, nullptr);
+        edit->setText("new");
+        QTest::keyClick(edit, key);
+        EXPECT_FALSE(Tree().IsEditing());
+        EXPECT_TRUE(Tree().hasFocus());
+        EXPECT_EQ(Text({0}), "new");
+        EXPECT_EQ(Tree().currentIndex(), Item({0}));
+        CNodeModel::GetInstance()->DeleteRoot();
+    }
+}
+
+// An edit of a row that is no station changes the text of the row alone.
+TEST_F(TreeDlgTest, EditOfAFolderIsTheRowsAloneAsIntended)
+{
+    AddStation();
+    ShowDialog();
+    QLineEdit* const edit = Edit({0, 0});
+    ASSERT_NE(edit, nullptr);
+    edit->setText("new");
+    QTest::keyClick(edit, Qt::Key_Return);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return Text({0, 0}) == "new"; }));
+    EXPECT_NE(CNodeModel::GetInstance()->FindByName("card"), nullptr);
+    m_Dlg->ReloadTree();
+    EXPECT_EQ(Text({0, 0}), "card");
 }
 
 TEST_F(TreeDlgTest, EmptyNameLeavesAllAsItWas)

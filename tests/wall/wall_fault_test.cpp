@@ -62,10 +62,10 @@ TEST(WallFault, RecorderThatDiesLeavesTheLastPicturesAndAPanelThatWorks)
     wall.StartRecorder(ColorRecorder());
     wall.Panel().GetSideBar()->SelectFolder(1, COutlook2Ctrl::ANIMATION::Off);
     ASSERT_TRUE(wall.Choose(wall.Station(), TREE_COMMAND_DELETE));
-    ASSERT_TRUE(CWall::Until([&] { return wall.Station() == nullptr; }));
+    ASSERT_TRUE(CWall::Until([&] { return !wall.Station().isValid(); }));
     wall.Panel().GetSideBar()->SelectFolder(0, COutlook2Ctrl::ANIMATION::Off);
     wall.Click(*wall.Control(IDOK));
-    ASSERT_TRUE(CWall::Until([&] { return wall.Folder() != nullptr; }));
+    ASSERT_TRUE(CWall::Until([&] { return wall.Folder().isValid(); }));
     ASSERT_TRUE(wall.Open(1));
     EXPECT_TRUE(wall.CellPlays(0, 1));
 }

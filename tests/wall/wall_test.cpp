@@ -58,8 +58,8 @@ TEST(Wall, LogonByKeyboardAndChannelsByMenuGiveMovingPicturesInTheirCells)
     ASSERT_TRUE(wall.TypeAddress());
     wall.Screen().Key(KEY_RETURN);
     ASSERT_TRUE(CWall::Until([&] { return wall.Folder().isValid(); }));
-    EXPECT_EQ(wall.Station()->text(0), "1001");
-    EXPECT_EQ(wall.Folder()->childCount(), CHANNELS);
+    EXPECT_EQ(wall.Station().data().toString(), "1001");
+    EXPECT_EQ(wall.Tree().model()->rowCount(wall.Folder()), CHANNELS);
     EXPECT_EQ(wall.Grid().GetState().GetRects().size(), 4U);
     for (int channel = 0; channel < CHANNELS; ++channel) {
         EXPECT_EQ(wall.ChannelInCell(channel), -1) << "nothing plays yet in cell " << channel;
@@ -138,7 +138,7 @@ TEST(Wall, KeyboardAloneDoesItAll)
     EXPECT_TRUE(CWall::Until([&] { return wall.Channel(2)->GetStatus() == STATUS_CLOSED; }));
     ASSERT_TRUE(go_to(wall.Station(), KEY_UP));
     ASSERT_TRUE(choose(KEY_MENU, "Delete"));
-    EXPECT_TRUE(CWall::Until([&] { return wall.Station() == nullptr; }));
+    EXPECT_TRUE(CWall::Until([&] { return !wall.Station().isValid(); }));
     ASSERT_TRUE(wall.TabTo(*wall.Panel().GetSideBar()));
     screen.Key(KEY_UP);
     EXPECT_TRUE(CWall::Until([&] { return wall.Control(IDOK)->isVisible(); })) << "the next logon";
