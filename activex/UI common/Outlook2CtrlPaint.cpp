@@ -154,7 +154,7 @@ void COutlook2Ctrl::DrawFolder(QPainter& painter, const COL2Folder& folder, bool
     painter.setFont(hot && !selected ? m_HotFont : m_PlainFont);
     painter.setPen(ToQColor(lit ? LIT_INK : INK));
     // A little above the middle: towards the bottom a lit button is too dark for its ink.
-    const QRect text = place.adjusted(2 * TEXT_MARGIN + ICON_SIZE, 0, -TEXT_MARGIN, -2);
+    const QRect text = place.adjusted(2 * TEXT_MARGIN + ICON_SIZE, 0, -TEXT_MARGIN, -4);
     painter.drawText(text, Qt::AlignVCenter | Qt::TextSingleLine,
                      painter.fontMetrics().elidedText(folder.m_strName, Qt::ElideRight, text.width()));
     if (selected && hasFocus()) PaintFocus(painter, place, LIT_INK);

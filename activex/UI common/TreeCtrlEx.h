@@ -1,22 +1,18 @@
 #pragma once
 
-#include <QIcon>
 #include <QTreeView>
-#include <array>
 
 #include "skin/theme/PanelColors.h"
 
-/// The device tree's control: rows in two shades, triangles and channel icons of its own. Shows a
-/// CNodeTreeModel. Panels' thread only.
+class CTreeRowDelegate;
+
+/// The device tree's control: shows a CNodeTreeModel in rows that its delegate draws over the whole width.
+/// Panels' thread only.
 class CTreeCtrlEx : public QTreeView
 {
     Q_OBJECT
 
   public:
-    static constexpr int MAX_LABEL = 15;  // characters that the label edit takes
-    static constexpr int ICON_SIZE = 24;
-    static constexpr int ICON_OFFSET = 26;  // the icon's left edge, left of the label
-
     explicit CTreeCtrlEx(QWidget* parent = nullptr);
 
     /// Where the row's label or icon is, in the viewport; a click beside it is no click on the row.
@@ -46,13 +42,7 @@ class CTreeCtrlEx : public QTreeView
     void keyPressEvent(QKeyEvent* event) override;
 
   private:
-    class CLabelDelegate;
-
-    int LabelLeft(const QModelIndex& index) const;
-    bool HasTriangle(const QModelIndex& index) const;
-    void DrawTriangle(QPainter& painter, int label, int middle, bool expanded) const;
-
+    CTreeRowDelegate* m_pRows;  // the tree's
     XColor m_GroundColor = panel_color::TREE_GROUND_AT_START;
     XColor m_TextColor = panel_color::TREE_INK_AT_START;
-    std::array<QIcon, 3> m_Icons;
 };
