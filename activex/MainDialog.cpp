@@ -6,7 +6,6 @@
 #include <cstdlib>
 
 #include "activex/UI common/Outlook2Ctrl.h"
-#include "activex/UI common/TreeCtrlEx.h"
 #include "common/RenderWnd.h"
 #include "model/NodeModel.h"
 #include "model/archive/XMLInputArchive.h"
@@ -19,6 +18,8 @@
 #include "remote/Device.h"
 #include "remote/UdpRemoteStation.h"
 #include "skin/Skin.h"
+#include "skin/SkinPaint.h"
+#include "skin/theme/PanelColors.h"
 
 // What the panel does once it stands, and its end. How it starts is in MainDialog_Start.cpp.
 
@@ -72,6 +73,11 @@ std::int32_t CMainDialog::OnCreate()
     return 0;
 }
 
+QColor CMainDialog::GetGround()
+{
+    return ToQColor(panel_color::GROUND);
+}
+
 void CMainDialog::OnPaint(QPainter& painter, const QRect& area)
 {
     painter.fillRect(area, GetGround());
@@ -81,7 +87,7 @@ LRESULT CMainDialog::WindowProc(std::uint32_t message, WPARAM wParam, LPARAM lPa
 {
     switch (message) {
         case MAIN_MESSAGE_DEVICE_CHANGED:
-            if (m_Tree.GetTree() != nullptr) m_Tree.RefreshIcons(m_Tree.GetRootItem());
+            m_Tree.RefreshIcons(m_Tree.GetRootItem());
             return 0;
         case LOGON_MESSAGE_ADDED:
             OnStationAdded(static_cast<std::int32_t>(lParam));
@@ -171,7 +177,6 @@ void CMainDialog::OnClose()
 void CMainDialog::OnDestroy()
 {
     RemoveHook();
-    if (m_Tree.GetTree() != nullptr) m_Tree.GetTree()->clear();  // its items' nodes go now
     CloseDevices();
     DetachObserver(this);
     m_hSelf = HWND::Null;

@@ -1,7 +1,9 @@
 #include "common/HistoryCombo.h"
 
+#include <QAbstractItemView>
 #include <QKeyEvent>
 #include <QLineEdit>
+#include <QWheelEvent>
 
 #include "inc/OutputDebugString.h"
 #include "platform/files/profile.h"
@@ -36,6 +38,25 @@ void CHistoryCombo::keyPressEvent(QKeyEvent* event)
 {
     NoteKey(*event);
     QComboBox::keyPressEvent(event);
+}
+
+// The wheel would replace what is typed by an entry. An open list has the wheel itself.
+void CHistoryCombo::wheelEvent(QWheelEvent* event)
+{
+    event->ignore();
+}
+
+void CHistoryCombo::showPopup()
+{
+    QComboBox::showPopup();
+    QWidget* const list = view()->window();
+    QRect place = list->geometry();
+    if (place.height() <= m_iListDepth) return;
+    if (place.top() < mapToGlobal(QPoint(0, 0)).y())
+        place.setTop(place.bottom() + 1 - m_iListDepth);  // it opened above the field
+    else
+        place.setHeight(m_iListDepth);
+    list->setGeometry(place);
 }
 
 void CHistoryCombo::NoteKey(const QKeyEvent& event)

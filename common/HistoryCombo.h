@@ -3,6 +3,7 @@
 #include <QComboBox>
 #include <QString>
 #include <QStringList>
+#include <limits>
 
 class CIniText;
 
@@ -60,12 +61,17 @@ class CHistoryCombo : public QComboBox
 
     void SetAutoComplete(bool on) { m_bAutoComplete = on; }
 
+    /// How deep the list drops at most, in pixels; a longer one is scrolled.
+    void SetListDepth(int depth) { m_iListDepth = depth; }
+    void showPopup() override;
+
     /// The key of the last text: the one given, else the prefix, else "Last".
     QString GetLastKey() const;
 
   protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
+    void wheelEvent(QWheelEvent* event) override;
 
   private:
     void NoteKey(const QKeyEvent& event);
@@ -84,5 +90,6 @@ class CHistoryCombo : public QComboBox
     bool m_bDoComplete =
         true;  // for this edit: not after Delete and Backspace, so that deleting never completes
     int m_iMaxHistory = DEFAULT_MAX_HISTORY;
+    int m_iListDepth = std::numeric_limits<int>::max();
     bool m_bSorted;
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QElapsedTimer>
+#include <QModelIndex>
 #include <QObject>
 #include <QPointer>
 #include <QTimer>
@@ -11,8 +12,7 @@
 class QAction;
 class QComboBox;
 class QMenu;
-class QTreeWidget;
-class QTreeWidgetItem;
+class QTreeView;
 
 /// Does with the control's panels what a person would: types the net id, accepts, opens channels by the tree's
 /// menu, chooses an arrangement, goes into full screen. Each step waits until the panel shows what it needs,
@@ -57,8 +57,8 @@ class CScriptedOperator : public QObject
     void RunStep();
     void Finish(const QString& fault);
     bool ChooseFromMenu(const std::function<bool(const QAction&)>& wanted);
-    QTreeWidget* FindTree() const;
-    QTreeWidgetItem* FindFolder() const;
+    QTreeView* FindTree() const;
+    QModelIndex FindFolder() const;
     template <typename WIDGET>
     WIDGET* Find(int control) const;
 

@@ -54,6 +54,12 @@ std::function<void(QWidget&)>& Decorator()
     static auto* const decorator = new std::function<void(QWidget&)>;
     return *decorator;
 }
+
+std::function<std::string(std::int32_t)>& ButtonTexts()
+{
+    static auto* const texts = new std::function<std::string(std::int32_t)>;
+    return *texts;
+}
 }  // namespace
 
 bool StartQtPlatform()
@@ -83,4 +89,14 @@ void SetDialogDecorator(std::function<void(QWidget&)> decorator)
 void DecorateDialog(QWidget& dialog)
 {
     if (Decorator()) Decorator()(dialog);
+}
+
+void SetButtonTexts(std::function<std::string(std::int32_t id)> texts)
+{
+    ButtonTexts() = std::move(texts);
+}
+
+std::string GetButtonText(std::int32_t id)
+{
+    return ButtonTexts() ? ButtonTexts()(id) : std::string();
 }

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
+#include <string>
 
 class QWidget;
 
@@ -19,3 +21,10 @@ void SetDialogDecorator(std::function<void(QWidget&)> decorator);
 
 /// Calls the decorator, if there is one.
 void DecorateDialog(QWidget& dialog);
+
+/// Names what gives the buttons of message boxes their texts, by identifier (IDOK, IDYES, ...), in UTF-8; an
+/// empty text, or an empty function, leaves the toolkit's own. Panels' thread only.
+void SetButtonTexts(std::function<std::string(std::int32_t id)> texts);
+
+/// The text of a button, "" for the toolkit's own.
+std::string GetButtonText(std::int32_t id);

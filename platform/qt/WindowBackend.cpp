@@ -1,5 +1,6 @@
 #include "platform/qt/WindowBackend.h"
 
+#include <QAbstractButton>
 #include <QApplication>
 #include <QMessageBox>
 #include <QThread>
@@ -149,6 +150,10 @@ std::int32_t CWindowBackend::MessageBoxA(HWND owner, std::string_view text, std:
         QMessageBox box(IconOf(type), FromUtf8(caption), FromUtf8(text), ButtonsOf(type),
                         widget ? widget->window() : QApplication::activeWindow());
         box.setTextFormat(Qt::PlainText);
+        for (QAbstractButton* button : box.buttons()) {
+            const std::string shown = GetButtonText(AnswerOf(box.standardButton(button)));
+            if (!shown.empty()) button->setText(FromUtf8(shown));
+        }
         DecorateDialog(box);
         return AnswerOf(box.exec());
     });

@@ -2,10 +2,13 @@
 
 #include <gmock/gmock.h>
 
+#include <QAbstractItemView>
 #include <QApplication>
 #include <QLineEdit>
+#include <QScreen>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QWheelEvent>
 #include <fstream>
 
 #include "inc/OutputDebugString.h"
@@ -426,6 +429,51 @@ TEST_F(HistoryComboTest, SortedComboWarnsUnlessItIsMeant)
     CHistoryCombo sorted(nullptr, false, CHistoryCombo::STYLE::Sorted);
     SetDebugListener(former);
     EXPECT_EQ(heard, "WARNING: Creating History combo with CBS_SORT style\n");
+}
+
+TEST_F(HistoryComboTest, WheelLeavesWhatIsTyped)
+{
+    CHistoryCombo combo;
+    for (const char* text : {"1001", "1002", "1003"})
+        combo.AddString(text);
+    combo.show();
+    combo.setEditText("typed");
+    for (const int step : {-120, 120, -1200}) {
+        QWheelEvent turn(QPointF(5, 5), combo.mapToGlobal(QPointF(5, 5)), {}, QPoint(0, step), Qt::NoButton,
+                         Qt::NoModifier, Qt::NoScrollPhase, false);
+        QApplication::sendEvent(combo.lineEdit(), &turn);
+        QApplication::sendEvent(&combo, &turn);
+        EXPECT_EQ(combo.currentText(), "typed") << step;
+        EXPECT_FALSE(turn.isAccepted()) << "the page may scroll";
+    }
+}
+
+TEST_F(HistoryComboTest, ListDropsNoDeeperThanItIsTold)
+{
+    CHistoryCombo combo;
+    const auto depth = [&combo] {
+        combo.showPopup();
+        const int height = combo.view()->window()->height();
+        const bool beneath =
+            combo.view()->window()->y() >= combo.mapToGlobal(QPoint(0, combo.height() - 1)).y();
+        combo.hidePopup();
+        return beneath ? height : -height;
+    };
+    for (int i = 0; i < 10; ++i)
+        combo.AddString(QString::number(i));
+    combo.show();
+    ASSERT_GT(depth(), 122);
+    combo.SetListDepth(122);
+    EXPECT_EQ(depth(), 122);
+    combo.move(0, combo.screen()->geometry().bottom() - combo.height());
+    QApplication::processEvents();
+    EXPECT_EQ(depth(), -122) << "above the field";
+    combo.move(0, 0);
+    QApplication::processEvents();
+    combo.clear();
+    combo.AddString("one");
+    EXPECT_LT(depth(), 122);
+    EXPECT_GT(depth(), 0);
 }
 
 }  // namespace

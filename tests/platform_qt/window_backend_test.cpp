@@ -134,16 +134,17 @@ TEST_F(WindowBackend, AWaitOfThePanelsThreadServesSentMessages)
 }
 
 /// Presses a button of the message box that is on the screen as soon as it is.
-void AnswerBox(QMessageBox::StandardButton button, QString* text = nullptr)
+void AnswerBox(QMessageBox::StandardButton button, QString* text = nullptr, QString* caption = nullptr)
 {
     auto* timer = new QTimer(qApp);
-    QObject::connect(timer, &QTimer::timeout, timer, [timer, button, text] {
+    QObject::connect(timer, &QTimer::timeout, timer, [timer, button, text, caption] {
         auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
         if (!box || !box->isVisible()) return;
         if (text) *text = box->windowTitle() + ": " + box->text();
         timer->deleteLater();
         timer->stop();
         ASSERT_NE(box->button(button), nullptr);
+        if (caption) *caption = box->button(button)->text();
         QTest::mouseClick(box->button(button), Qt::LeftButton);
     });
     timer->start(5);
@@ -208,6 +209,32 @@ TEST_F(WindowBackend, WhileAMessageBoxStandsOtherThreadsAreServed)
     EXPECT_EQ(MessageBoxA(handle.Get(), "text", "caption", MB_OK), IDOK);
     EXPECT_TRUE(answered);
     other.join();
+}
+
+TEST_F(WindowBackend, ButtonsOfAMessageBoxTakeTheTextsThatAreGiven)
+{
+    const struct {
+        QMessageBox::StandardButton button;
+        std::uint32_t dwType;
+        std::string strText;
+    } rows[] = {{QMessageBox::Ok, MB_OK, "text 1"},
+                {QMessageBox::Cancel, MB_OKCANCEL, "text 2"},
+                {QMessageBox::Yes, MB_YESNO, "text 6"}};
+    SetButtonTexts([](std::int32_t id) { return id == IDNO ? "" : "text " + std::to_string(id); });
+    QString shown;
+    for (const auto& row : rows) {
+        AnswerBox(row.button, nullptr, &shown);
+        MessageBoxA(HWND::Null, "text", "caption", row.dwType);
+        EXPECT_EQ(shown.toStdString(), row.strText);
+    }
+    AnswerBox(QMessageBox::No, nullptr, &shown);
+    MessageBoxA(HWND::Null, "text", "caption", MB_YESNO);
+    const QString own = shown;
+    SetButtonTexts({});
+    AnswerBox(QMessageBox::No, nullptr, &shown);
+    MessageBoxA(HWND::Null, "text", "caption", MB_YESNO);
+    EXPECT_EQ(shown, own) << "the toolkit's own where none is given";
+    EXPECT_FALSE(own.isEmpty());
 }
 
 TEST_F(WindowBackend, TheDecoratorSeesEachMessageBox)

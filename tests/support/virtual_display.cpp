@@ -153,6 +153,18 @@ void CScreen::DoubleClick(const QPoint& place)
     Click(place);
 }
 
+void CScreen::Press(const QPoint& from)
+{
+    MoveTo(from);
+    Fake(XCB_BUTTON_PRESS, static_cast<int>(BUTTON::Left));
+}
+
+void CScreen::Release(const QPoint& to)
+{
+    MoveTo(to);
+    Fake(XCB_BUTTON_RELEASE, static_cast<int>(BUTTON::Left));
+}
+
 void CScreen::Key(std::uint32_t keysym)
 {
     const auto [key, shift] = m_pState->FindKey(keysym);

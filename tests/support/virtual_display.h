@@ -47,6 +47,9 @@ class CScreen
     void MoveTo(const QPoint& place);
     void Click(const QPoint& place, BUTTON button = BUTTON::Left);
     void DoubleClick(const QPoint& place);
+    /// The left button goes down at `from`; Release lets it go at `to`.
+    void Press(const QPoint& from);
+    void Release(const QPoint& to);
     /// Presses and releases the key of that X keysym (XK_Return is 0xFF0D; a letter or digit is its code).
     void Key(std::uint32_t keysym);
     /// Letters, digits and what else the keyboard has a key for.
