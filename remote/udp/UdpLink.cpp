@@ -1,5 +1,7 @@
 #include "remote/udp/UdpLink.h"
 
+#include <exception>
+#include <span>
 #include <string>
 #include <utility>
 
@@ -8,6 +10,7 @@
 #include "platform/files/profile.h"
 #include "platform/os/paths.h"
 #include "platform/os/threads.h"
+#include "remote/p2p/LinkLog.h"
 #include "render/CellPool.h"
 #include "render/Render.h"
 
@@ -49,9 +52,15 @@ void CUdpLink::Run()
 {
     if (m_pSession) {
         m_pSession->OpenChannel(m_iDevID);
-        if (Connect() && ReceiveReply()) {
-            OpenPicture();
-            Play();
+        // What one channel's bytes or the lack of memory for them bring about ends that channel alone.
+        try {
+            if (Connect() && ReceiveReply()) {
+                OpenPicture();
+                Play();
+            }
+        } catch (const std::exception& fault) {
+            LogLink("CUdpLink::Run", "channel " + std::to_string(m_iDevID + 1) + " of " +
+                                         std::to_string(m_iNetID) + " ends: " + fault.what());
         }
         m_pSession->CloseChannel(m_iDevID);
         m_pSession->ReleaseReceiveLock();
@@ -79,23 +88,31 @@ bool CUdpLink::ReceiveReply()
     std::int32_t count = 0;
     do {
         count = m_pSession->ReceiveChannel(szName, reply, m_iDevID, DIRECTION_CLIENT, &m_bCancel);
-        m_iWidth = ReadLittle16(reply + 4);
-        m_iHeight = ReadLittle16(reply + 6);
+        m_Reply = ReadStreamReply(reply);
         // A channel that is opened again while the machine still streams meets pictures before the reply. They
         // begin with a start code, where the reply has its width; with shared receiving they are passed over.
-    } while (m_pSession->IsSharedReceive() && count > 0 && m_iWidth == 0);
+    } while (m_pSession->IsSharedReceive() && count > 0 && m_Reply.m_iWidth == 0);
     return !IsCancelled();
 }
 
 void CUdpLink::OpenPicture()
 {
-    m_pCounters->m_iWidth.store(m_iWidth, std::memory_order_relaxed);
-    m_pCounters->m_iHeight.store(m_iHeight, std::memory_order_relaxed);
-    const auto decoder = std::make_shared<CMpeg4Decoder>(m_iWidth, m_iHeight);
+    const auto [iWidth, iHeight] = m_Reply;
+    m_pCounters->m_iWidth.store(iWidth, std::memory_order_relaxed);
+    m_pCounters->m_iHeight.store(iHeight, std::memory_order_relaxed);
+    if (!IsWithinLimit(m_Reply)) {
+        // As a decoder that does not open: the channel stays open and every message of it is refused.
+        LogLink("CUdpLink::OpenPicture",
+                "channel " + std::to_string(m_iDevID + 1) + " of " + std::to_string(m_iNetID) +
+                    ": pictures of " + std::to_string(iWidth) + " x " + std::to_string(iHeight) + ", at most " +
+                    std::to_string(PICTURE_LIMIT_SAMPLES) + " samples are shown");
+        return;
+    }
+    const auto decoder = std::make_shared<CMpeg4Decoder>(iWidth, iHeight);
     decoder->SetStandardChroma(ReadStandardChroma());
     m_pState->m_pDecoder = decoder;
     m_pRender = CreateRender();
-    if (m_pRender) m_pSurface = m_pRender->CreateSurface(m_iWidth, m_iHeight);
+    if (m_pRender) m_pSurface = m_pRender->CreateSurface(iWidth, iHeight);
 }
 
 void CUdpLink::Play()
@@ -116,7 +133,8 @@ void CUdpLink::Play()
 /// likes.
 void CUdpLink::Show(const std::uint8_t* pData, std::int32_t iLength)
 {
-    const CodecFrame* const frame = m_pState->m_pDecoder->Decode(pData, iLength);
+    CVideoDecoder* const decoder = m_pState->m_pDecoder.get();
+    const CodecFrame* const frame = decoder == nullptr ? nullptr : decoder->Decode(pData, iLength);
     if (frame == nullptr) {
         CLinkCounters::Count(m_pCounters->m_ulRefused);
         return;

@@ -5,6 +5,7 @@
 #include "remote/p2p/MessageAssembler.h"
 #include "remote/p2p/MessageRouter.h"
 #include "remote/p2p/P2PWire.h"
+#include "remote/udp/StreamReply.h"
 #include "tests/remote/p2p/p2p_support.h"
 
 namespace
@@ -19,6 +20,35 @@ Bytes Message(int channel, int direction, std::uint32_t bytes, std::uint8_t fill
     WriteLittle32(message.data(), static_cast<std::uint32_t>(direction) << 30 |
                                       static_cast<std::uint32_t>(channel) << 24 | bytes);
     return message;
+}
+
+TEST(UdpReply, WidthAndHeightStandBehindTheHeaderWord)
+{
+    const auto reply = ReadStreamReply(Bytes{12, 0, 0, 0x41, 0x60, 0x01, 0x20, 0x01, 9, 9});
+    EXPECT_EQ(reply.m_iWidth, 352);
+    EXPECT_EQ(reply.m_iHeight, 288);
+    const auto largest = ReadStreamReply(Bytes(8, 0xFF));
+    EXPECT_EQ(largest.m_iWidth, 65535);
+    EXPECT_EQ(largest.m_iHeight, 65535);
+    const auto cut = ReadStreamReply(Bytes{8, 0, 0, 0, 7});
+    EXPECT_EQ(cut.m_iWidth, 7);
+    EXPECT_EQ(cut.m_iHeight, 0);
+    EXPECT_EQ(ReadStreamReply({}).m_iWidth, 0);
+}
+
+TEST(UdpReply, AreaIsBoundedAtSixtyFourMebiSamplesInWhateverShape)
+{
+    const struct {
+        std::int32_t width;
+        std::int32_t height;
+        bool within;
+    } rows[] = {
+        {0, 0, true},         {0, 65535, true},      {352, 288, true},      {16384, 4096, true},
+        {16385, 4096, false}, {16384, 4097, false},  {4096, 16384, true},   {65535, 1024, true},
+        {65535, 1025, false}, {16384, 16384, false}, {65535, 65535, false},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(IsWithinLimit({row.width, row.height}), row.within) << row.width << "x" << row.height;
 }
 
 class UdpAssemblerTest : public testing::Test

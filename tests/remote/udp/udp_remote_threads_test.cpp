@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
+#include <new>
 #include <thread>
 
 #include "codec/codec.h"
@@ -23,7 +25,8 @@ struct XRenderLog {
     std::vector<std::pair<std::int32_t, std::int32_t>> m_Created;
     std::vector<HWND> m_Shown;
     Mpeg4Picture m_Last;
-    int m_iSurfaces = 0;  // alive
+    int m_iSurfaces = 0;               // alive
+    std::function<void()> m_OnCreate;  // called in CreateSurface, under m_cs
 };
 
 class CLoggingRender final : public CRender
@@ -42,6 +45,7 @@ class CLoggingRender final : public CRender
     {
         const std::lock_guard lock(m_Log.m_cs);
         m_Log.m_Created.emplace_back(width, height);
+        if (m_Log.m_OnCreate) m_Log.m_OnCreate();
         ++m_Log.m_iSurfaces;
         return new CSurface(width, height);
     }
@@ -431,6 +435,48 @@ TEST_F(UdpRemoteTest, ReplyOfSizeZeroIsTakenAsItIsAndShowsNoPicture)
     const std::lock_guard lock(m_Log.m_cs);
     EXPECT_EQ(m_Log.m_Created, (std::vector<std::pair<std::int32_t, std::int32_t>>{{0, 0}}));
     EXPECT_EQ(m_Log.m_Last.iWidth, 0);
+}
+
+TEST_F(UdpRemoteTest, ReplyWithASizeBeyondTheLimitLeavesTheChannelOpenAndRefusesItsPictures)
+{
+    CDebugText debug;
+    m_Machine.m_usWidth = 16384;
+    m_Machine.m_usHeight = 16384;
+    OpenAndWait(*m_pChannel);
+    SendPicture(0, 0);
+    SendPicture(0, 1);
+    ASSERT_TRUE(WaitUntil([&] { return m_pChannel->GetCounters().m_ulRefused == 2; }));
+    EXPECT_EQ(m_pChannel->GetStatus(), STATUS_OPEN);
+    EXPECT_EQ(m_pChannel->GetCounters().m_iWidth, 16384);
+    EXPECT_EQ(m_pChannel->GetCounters().m_ulDecoded, 0U);
+    EXPECT_EQ(m_Machine.Requests().size(), 1U);
+    {
+        const std::lock_guard lock(m_Log.m_cs);
+        EXPECT_TRUE(m_Log.m_Created.empty());
+    }
+    const std::string text = debug.Text();
+    const auto first = text.find("16384 x 16384");
+    ASSERT_NE(first, std::string::npos) << text;
+    EXPECT_EQ(text.find("16384 x 16384", first + 1), std::string::npos) << text;
+}
+
+TEST_F(UdpRemoteTest, ExceptionInTheLinkThreadEndsItsChannelAloneWithALineInTheLog)
+{
+    CDebugText debug;
+    m_Log.m_OnCreate = [] { throw std::bad_alloc(); };
+    OpenAndWait(*m_pChannel);
+    ASSERT_TRUE(WaitUntil([&] { return IsCellFree(); }));
+    ASSERT_TRUE(WaitUntil([&] { return m_pChannel->GetStatus() == STATUS_CLOSED; }));
+    EXPECT_FALSE(m_pSession->IsReceiveLockTaken());
+    EXPECT_EQ(m_pChannel->GetState()->m_pDecoder, nullptr);
+    EXPECT_NE(debug.Text().find("channel 1 of 4711 ends: std::bad_alloc"), std::string::npos) << debug.Text();
+    {
+        const std::lock_guard lock(m_Log.m_cs);
+        m_Log.m_OnCreate = {};
+    }
+    OpenAndWait(*m_pChannel);  // and may be opened again
+    SendPicture(0, 0);
+    EXPECT_TRUE(WaitForShown(1));
 }
 
 TEST_F(UdpRemoteTest, WithoutARendererPicturesAreDecodedAndNotShown)

@@ -3,38 +3,11 @@
 #include <future>
 #include <thread>
 
-#include "inc/OutputDebugString.h"
 #include "remote/p2p/P2PSession.h"
 #include "tests/remote/udp/udp_support.h"
 
 namespace
 {
-
-/// Gathers the debugger output for as long as it lives.
-class CDebugText
-{
-  public:
-    CDebugText()
-        : m_Former(SetDebugListener([this](std::string_view text) {
-              const std::lock_guard lock(m_cs);
-              m_strText += text;
-          }))
-    {
-    }
-    ~CDebugText() { SetDebugListener(m_Former); }
-    CDebugText(const CDebugText&) = delete;
-    CDebugText& operator=(const CDebugText&) = delete;
-    std::string Text()
-    {
-        const std::lock_guard lock(m_cs);
-        return m_strText;
-    }
-
-  private:
-    std::mutex m_cs;
-    std::string m_strText;
-    CDebugListener m_Former;
-};
 
 class UdpStartTest : public testing::Test
 {
