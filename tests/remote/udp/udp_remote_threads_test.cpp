@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <condition_variable>
 #include <functional>
 #include <new>
 #include <thread>
@@ -19,6 +20,36 @@
 namespace
 {
 
+/// Holds threads until it is opened, and stays open.
+class CGate
+{
+  public:
+    ~CGate() { Open(); }
+    void Open()
+    {
+        const std::lock_guard lock(m_cs);
+        m_bOpen = true;
+        m_Changed.notify_all();
+    }
+    void Pass()
+    {
+        std::unique_lock lock(m_cs);
+        ++m_iArrived;
+        m_Changed.wait(lock, [this] { return m_bOpen; });
+    }
+    int Arrived()
+    {
+        const std::lock_guard lock(m_cs);
+        return m_iArrived;
+    }
+
+  private:
+    std::mutex m_cs;
+    std::condition_variable m_Changed;
+    bool m_bOpen = false;
+    int m_iArrived = 0;
+};
+
 /// What the renderer was asked for, shared by all renderers of a test.
 struct XRenderLog {
     std::mutex m_cs;
@@ -27,6 +58,7 @@ struct XRenderLog {
     Mpeg4Picture m_Last;
     int m_iSurfaces = 0;               // alive
     std::function<void()> m_OnCreate;  // called in CreateSurface, under m_cs
+    CGate* m_pGate = nullptr;          // each picture has to pass it
 };
 
 class CLoggingRender final : public CRender
@@ -35,6 +67,12 @@ class CLoggingRender final : public CRender
     explicit CLoggingRender(XRenderLog& log) : m_Log(log) {}
     std::int32_t DisplayClient(const CodecFrame* frame, CSurface* surface, HWND window) override
     {
+        CGate* gate = nullptr;
+        {
+            const std::lock_guard lock(m_Log.m_cs);
+            gate = m_Log.m_pGate;
+        }
+        if (gate != nullptr) gate->Pass();
         const std::lock_guard lock(m_Log.m_cs);
         EXPECT_NE(surface, nullptr);
         m_Log.m_Shown.push_back(window);
@@ -279,46 +317,125 @@ TEST_F(UdpRemoteTest, ChannelThatEndsShutsTheRecordDatabaseAsIntended)  // oddit
     EXPECT_EQ(CNodeModel::GetDatabase(), nullptr);  // it stays shut
 }
 
-TEST_F(UdpRemoteTest, SilentMachineLeavesTheThreadBehindAndTheDestructorEndsIt)
+TEST_F(UdpRemoteTest, CloseEndsTheWaitForASilentMachine)
 {
     m_Machine.m_bReplies = false;
     OpenAndWait(*m_pChannel);
     ASSERT_TRUE(WaitUntil([&] { return m_pSession->IsReceiveLockTaken(); }));
-    m_pChannel->SetCloseWait(50);
+    m_pChannel->SetCloseWait(20000);
+    m_pChannel->Close();
+    EXPECT_TRUE(IsCellFree());
+    EXPECT_FALSE(m_pSession->IsReceiveLockTaken());
+    EXPECT_EQ(m_Observer.Messages(), (std::vector<std::string>{"IDS_DeviceOpened", "", "IDS_DeviceClosed"}));
+}
+
+TEST_F(UdpRemoteTest, CloseEndsThePunchingOfAPath)
+{
+    m_Machine.m_bAnswersPunches = false;
+    m_pChannel->Open();
+    ASSERT_TRUE(m_Machine.Peer().WaitFor(P2PMSG_PUNCH));
+    m_pChannel->SetCloseWait(20000);
+    m_pChannel->Close();
+    EXPECT_TRUE(IsCellFree());
+    EXPECT_TRUE(m_Machine.Requests().empty());
+}
+
+TEST_F(UdpRemoteTest, CloseEndsTheWaitForTheChannelThatReceives)
+{
+    OpenAndWait(*m_pChannel);
+    ASSERT_TRUE(WaitUntil([&] { return m_pSession->HasWaitingReader(); }));
+    auto second = MakeChannel(1);
+    OpenAndWait(*second);
+    second->SetCloseWait(20000);
+    second->Close();
+    EXPECT_EQ(m_Observer.Messages().back(), "IDS_DeviceClosed");
+    EXPECT_EQ(m_Observer.Messages()[2], "");  // the thread ended before the wait for it did
+    SendPicture(0, 0);
+    EXPECT_TRUE(WaitForShown(1));  // and the other goes on
+}
+
+TEST_F(UdpRemoteTest, ChannelsThatAreToldTogetherEndSideBySideWhileDataFlows)
+{
+    std::vector<std::unique_ptr<CUdpRemote>> channels;
+    for (std::int32_t i = 0; i < 16; ++i) {
+        channels.push_back(MakeChannel(i));
+        OpenAndWait(*channels.back());
+    }
+    std::atomic<bool> flowing{true};
+    std::thread stream([&] {
+        for (std::size_t i = 0; flowing; ++i)
+            SendPicture(static_cast<std::int32_t>(i % 16), i / 16);
+    });
+    ASSERT_TRUE(WaitUntil([&] { return m_pSession->GetCounters().m_ulForeign > 32; }));
+    for (const auto& channel : channels)
+        channel->LetGo();
+    for (const auto& channel : channels)
+        EXPECT_TRUE(WaitUntil([&] { return channel->GetStatus() == STATUS_CLOSED; })) << channel->m_iDevID;
+    EXPECT_TRUE(WaitUntil([&] { return !m_pSession->IsReceiveLockTaken(); }));
+    flowing = false;
+    stream.join();
+    channels.clear();
+    m_pSession->Shutdown();
+    EXPECT_TRUE(m_Machine.Server().WaitFor(P2PMSG_LOGOUT));
+    EXPECT_TRUE(m_Machine.Peer().WaitFor(P2PMSG_LOGOUT));
+}
+
+/// A channel whose link thread stands in the renderer, where nothing wakes it.
+class UdpHeldRemoteTest : public UdpRemoteTest
+{
+  protected:
+    UdpHeldRemoteTest()
+    {
+        m_Log.m_pGate = &m_Gate;
+        OpenAndWait(*m_pChannel);
+        SendPicture(0, 0);
+        EXPECT_TRUE(WaitUntil([&] { return m_Gate.Arrived() == 1; }));
+        m_pChannel->SetCloseWait(50);
+    }
+    ~UdpHeldRemoteTest() override { m_Gate.Open(); }
+
+    CGate m_Gate;
+};
+
+TEST_F(UdpHeldRemoteTest, ThreadThatCantBeWokenIsLeftBehindAfter3000Milliseconds)
+{
+    EXPECT_EQ(CUdpRemote::CLOSE_WAIT_MS, 3000U);
+    EXPECT_EQ(MakeChannel(1)->GetCloseWait(), 3000U);
     m_pChannel->Close();
     EXPECT_EQ(m_pChannel->GetStatus(), STATUS_CLOSED);
     EXPECT_FALSE(IsCellFree());  // the cell is the late thread's to give back
     EXPECT_EQ(m_pChannel->GetRenderWnd(), HWND::Null);
-    EXPECT_TRUE(m_pSession->IsReceiveLockTaken());
+    EXPECT_EQ(m_Observer.Messages(), (std::vector<std::string>{"IDS_DeviceOpened", "IDS_DeviceClosed"}));
+}
+
+TEST_F(UdpHeldRemoteTest, DestructorWaitsForALateThread)
+{
+    m_pChannel->Close();
+    std::thread opener([&] { m_Gate.Open(); });
     m_pChannel.reset();
     EXPECT_TRUE(IsCellFree());
     EXPECT_FALSE(m_pSession->IsReceiveLockTaken());
     EXPECT_EQ(m_Observer.Messages(), (std::vector<std::string>{"IDS_DeviceOpened", "IDS_DeviceClosed"}));
+    opener.join();
 }
 
-TEST_F(UdpRemoteTest, LateThreadEndsWithItsNextMessageAndChangesNothingOfTheDevice)
+TEST_F(UdpHeldRemoteTest, LateThreadEndsAndChangesNothingOfTheDevice)
 {
-    m_Machine.m_bReplies = false;
-    OpenAndWait(*m_pChannel);
-    m_pChannel->SetCloseWait(50);
     m_pChannel->Close();
     m_pChannel->SetRenderWnd(HWND{32});
-    m_Machine.SendMessage(MakeUdpMessage(0, 1, Bytes(4)));
+    m_Gate.Open();
     ASSERT_TRUE(WaitUntil([&] { return IsCellFree(); }));
     EXPECT_EQ(m_pChannel->GetRenderWnd(), HWND{32});
 }
 
-TEST_F(UdpRemoteTest, ChannelOpenedAgainAfterALateThreadPlays)
+TEST_F(UdpHeldRemoteTest, ChannelOpenedAgainAfterALateThreadPlays)
 {
-    m_Machine.m_bReplies = false;
-    OpenAndWait(*m_pChannel);
-    m_pChannel->SetCloseWait(50);
     m_pChannel->Close();
-    m_Machine.m_bReplies = true;
+    m_Gate.Open();
     m_pChannel->SetRenderWnd(CELL);
     OpenAndWait(*m_pChannel);
     SendPicture(0, 0);
-    EXPECT_TRUE(WaitForShown(1));
+    EXPECT_TRUE(WaitForShown(2));
     EXPECT_EQ(m_pChannel->GetStatus(), STATUS_OPEN);
     EXPECT_EQ(m_pChannel->GetRenderWnd(), CELL);
 }
@@ -336,9 +453,9 @@ TEST_F(UdpRemoteTest, LostReplyIsWaitedForThoughPicturesComeUntilTheChannelIsOpe
     EXPECT_EQ(m_pSession->GetCounters().m_ulMessages, 0U);
     EXPECT_EQ(m_pSession->GetCounters().m_ulDatagrams, 100U);
     EXPECT_EQ(m_pChannel->GetStatus(), STATUS_OPEN);
-    m_pChannel->SetCloseWait(50);
+    m_pChannel->SetCloseWait(20000);
     m_pChannel->Close();
-    EXPECT_TRUE(m_pSession->IsReceiveLockTaken());  // left behind
+    EXPECT_FALSE(m_pSession->IsReceiveLockTaken());
     m_Machine.m_bReplies = true;
     m_pChannel->SetRenderWnd(CELL);
     OpenAndWait(*m_pChannel);
