@@ -33,10 +33,8 @@ class CUdpLink
     void Cancel();
 
   private:
-    bool Connect();
-    bool ReceiveReply();
+    void Receive();
     void OpenPicture();
-    void Play();
     void Show(const std::uint8_t* pData, std::int32_t iLength);
     void CleanUp();
     bool IsCancelled() const { return m_bCancel.load(std::memory_order_relaxed); }

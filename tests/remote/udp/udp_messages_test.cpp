@@ -5,8 +5,10 @@
 #include "remote/p2p/MessageAssembler.h"
 #include "remote/p2p/MessageRouter.h"
 #include "remote/p2p/P2PWire.h"
+#include "remote/udp/KeyPicture.h"
 #include "remote/udp/StreamReply.h"
 #include "tests/remote/p2p/p2p_support.h"
+#include "tests/support/mpeg4_streams.h"
 
 namespace
 {
@@ -237,8 +239,12 @@ class UdpRouterTest : public testing::Test
     void Feed(const Bytes& message, const char* sender = "peer")
     {
         for (std::size_t at = 0; at < message.size(); at += 1024)
-            m_Router.Feed(sender,
-                          std::span(message).subspan(at, std::min<std::size_t>(1024, message.size() - at)));
+            FeedPiece(std::span(message).subspan(at, std::min<std::size_t>(1024, message.size() - at)), sender);
+    }
+    /// One datagram, from 10.0.0.2 and a port.
+    void FeedPiece(std::span<const std::uint8_t> piece, const char* sender = "peer", std::uint16_t port = 5000)
+    {
+        m_Router.Feed(sender, piece, MakeAddress("10.0.0.2", port), m_dwTick);
     }
     std::optional<CMessageRouter::XMessage> Take(int channel)
     {
@@ -247,7 +253,55 @@ class UdpRouterTest : public testing::Test
 
     CLinkCounters m_Counters;
     CMessageRouter m_Router{m_Counters};
+    std::uint32_t m_dwTick = 0;
 };
+
+TEST_F(UdpRouterTest, StrangersDatagramInTheMiddleOfAMessageChangesNothingOfIt)
+{
+    m_Router.OpenChannel(3);
+    const Bytes message = Message(3, 1, 3000, 1);
+    FeedPiece(std::span(message).first(1024));
+    FeedPiece(Bytes(500, 0x55), "peer", 5001);  // another port, under the same name
+    FeedPiece(Message(3, 1, 2000, 9), "stranger", 5002);
+    FeedPiece(std::span(message).subspan(1024, 1024));
+    m_dwTick = 77;
+    FeedPiece(std::span(message).subspan(2048));
+    const auto first = Take(3);
+    ASSERT_TRUE(first);
+    EXPECT_EQ(first->m_Data, Message(3, 1, 2000, 9));  // one that stands by itself is delivered
+    const auto second = Take(3);
+    ASSERT_TRUE(second);
+    EXPECT_EQ(second->m_Data, message);
+    EXPECT_EQ(second->m_dwTick, 77U);
+}
+
+TEST_F(UdpRouterTest, ManyStrangersDoNotDriveOutWhoHasBroughtMessages)
+{
+    m_Router.OpenChannel(3);
+    Feed(Message(3, 1, 100, 1));
+    const Bytes message = Message(3, 1, 3000, 2);
+    FeedPiece(std::span(message).first(1024));
+    for (std::uint16_t i = 0; i < 500; ++i)
+        FeedPiece(Bytes(1024, 0x55), "peer", static_cast<std::uint16_t>(6000 + i));
+    FeedPiece(std::span(message).subspan(1024, 1024));
+    FeedPiece(std::span(message).subspan(2048));
+    EXPECT_EQ(Take(3)->m_Data, Message(3, 1, 100, 1));
+    EXPECT_EQ(Take(3)->m_Data, message);
+}
+
+TEST(UdpKeyPicture, IsOneWhoseFirstVopIsIntra)
+{
+    EXPECT_TRUE(IsKeyPicture(Bytes{0, 0, 1, 0xB6, 0x3F}));
+    EXPECT_FALSE(IsKeyPicture(Bytes{0, 0, 1, 0xB6, 0x40}));
+    EXPECT_FALSE(IsKeyPicture(Bytes{0, 0, 1, 0xB6, 0x80}));
+    EXPECT_TRUE(IsKeyPicture(Bytes{0, 0, 1, 0x20, 9, 0, 0, 0, 1, 0xB6, 0}));  // behind other headers
+    EXPECT_FALSE(IsKeyPicture(Bytes{0, 0, 1, 0xB6}));
+    EXPECT_FALSE(IsKeyPicture(Bytes{0, 0, 1, 0x20}));
+    EXPECT_FALSE(IsKeyPicture({}));
+    const auto stream = EncodeMpeg4({});
+    EXPECT_TRUE(IsKeyPicture(stream[0]));
+    EXPECT_FALSE(IsKeyPicture(stream[1]));
+}
 
 TEST_F(UdpRouterTest, HandsEachMessageToTheChannelThatItNames)
 {

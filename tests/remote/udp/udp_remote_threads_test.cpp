@@ -122,12 +122,24 @@ class CTellingObserver final : public CObserver
 
 constexpr HWND CELL{31};
 
+/// Waits fast, and tells a time that the test moves on.
+class CShiftedClock final : public IClock
+{
+  public:
+    std::uint32_t TickCount() override { return m_dwTick; }
+    void Sleep(std::uint32_t ms) override { m_Fast.Sleep(ms); }
+    void Advance(std::uint32_t ms) { m_dwTick += ms; }
+
+  private:
+    CFastClock m_Fast{10};
+    std::atomic<std::uint32_t> m_dwTick{0xFFFFFF00};  // wraps on the way
+};
+
 /// A channel of the machine "4711", whose session is started, and a renderer that keeps account.
 class UdpRemoteTest : public testing::Test
 {
   protected:
-    explicit UdpRemoteTest(bool shared = false)
-        : m_pSession(std::make_shared<CP2PSession>(m_Machine.Options(shared)))
+    explicit UdpRemoteTest(bool shared = false) : m_pSession(std::make_shared<CP2PSession>(Options(shared)))
     {
         SetModuleDirectory(m_Folder.System());
         SetRenderFactory([this] { return std::make_unique<CLoggingRender>(m_Log); });
@@ -146,6 +158,15 @@ class UdpRemoteTest : public testing::Test
         RemoveAllCells();
         CNodeModel::DestroyInstance();
         SetModuleDirectory("");
+    }
+
+    /// A session on the test's clock. Without shared receiving no request is ever repeated, however soon.
+    XSessionOptions Options(bool shared)
+    {
+        XSessionOptions options = m_Machine.Options(shared);
+        options.m_P2P.m_pClock = &m_Clock;
+        if (!shared) options.m_ulRequestRepeatMs = 1;
+        return options;
     }
 
     std::unique_ptr<CUdpRemote> MakeChannel(std::int32_t number)
@@ -179,6 +200,7 @@ class UdpRemoteTest : public testing::Test
     XRenderLog m_Log;
     CTellingObserver m_Observer;
     CScriptedMachine m_Machine{"4711"};
+    CShiftedClock m_Clock;
     std::shared_ptr<CP2PSession> m_pSession;
     std::unique_ptr<CUdpRemote> m_pChannel;
     const std::vector<Mpeg4Packet> m_Stream = EncodeMpeg4({});
@@ -452,6 +474,7 @@ TEST_F(UdpRemoteTest, LostReplyIsWaitedForThoughPicturesComeUntilTheChannelIsOpe
     }
     EXPECT_EQ(m_pSession->GetCounters().m_ulMessages, 0U);
     EXPECT_EQ(m_pSession->GetCounters().m_ulDatagrams, 100U);
+    EXPECT_EQ(m_Machine.Requests().size(), 1U);
     EXPECT_EQ(m_pChannel->GetStatus(), STATUS_OPEN);
     m_pChannel->SetCloseWait(20000);
     m_pChannel->Close();
@@ -702,6 +725,78 @@ TEST_F(UdpSharedRemoteTest, AllOpenChannelsPlayAtOnce)
         EXPECT_TRUE(WaitUntil([&] { return channel->GetCounters().m_ulShown == m_Stream.size(); }));
         EXPECT_EQ(channel->GetCounters().m_ulRefused, 0U);
     }
+}
+
+TEST_F(UdpSharedRemoteTest, RequestIsRepeatedUntilAReplyComes)
+{
+    EXPECT_EQ(XSessionOptions{}.m_ulRequestRepeatMs, 3000U);
+    XSessionOptions options = Options(true);
+    options.m_ulRequestRepeatMs = 20;
+    m_pSession = std::make_shared<CP2PSession>(options);
+    m_pSession->Start("12345");
+    m_Machine.m_bReplies = false;
+    m_pChannel = MakeChannel(0);
+    m_pChannel->SetRenderWnd(CELL);
+    m_pChannel->Open();
+    ASSERT_TRUE(m_Machine.WaitForRequest(0, 3));
+    m_Machine.m_bReplies = true;
+    ASSERT_TRUE(WaitUntil([&] { return m_pChannel->GetCounters().m_iWidth == 176; }));
+    SendPicture(0, 0);
+    EXPECT_TRUE(WaitForShown(1));
+}
+
+/// A channel whose first picture stands in the renderer until the gate is opened, so that what comes grows old.
+class UdpAgeTest : public UdpSharedRemoteTest
+{
+  protected:
+    UdpAgeTest()
+    {
+        m_Log.m_pGate = &m_Gate;
+        OpenAndWait(*m_pChannel);
+        SendPicture(0, 0);
+        EXPECT_TRUE(WaitUntil([&] { return m_Gate.Arrived() == 1; }));
+    }
+    ~UdpAgeTest() override { m_Gate.Open(); }
+
+    const CLinkCounters& Counters() const { return m_pChannel->GetCounters(); }
+
+    CGate m_Gate;
+};
+
+TEST_F(UdpAgeTest, PicturesOlderThanTwoSecondsAreSkippedUpToTheNextKeyPictureAndCounted)
+{
+    SendPicture(0, 1);
+    SendPicture(0, 0);  // a key picture, but old itself by then
+    SendPicture(0, 1);
+    m_Clock.Advance(2001);
+    SendPicture(0, 1);  // young, but it needs one that was skipped
+    SendPicture(0, 0);
+    SendPicture(0, 1);
+    m_Gate.Open();
+    ASSERT_TRUE(WaitForShown(3));
+    EXPECT_EQ(Counters().m_ulSkipped, 4U);
+    EXPECT_EQ(Counters().m_ulDecoded, 3U);
+    EXPECT_EQ(Counters().m_ulRefused, 0U);
+}
+
+TEST_F(UdpAgeTest, PicturesOfTwoSecondsAreShown)
+{
+    for (std::size_t i = 1; i < 4; ++i)
+        SendPicture(0, i);
+    m_Clock.Advance(2000);
+    m_Gate.Open();
+    ASSERT_TRUE(WaitForShown(4));
+    EXPECT_EQ(Counters().m_ulSkipped, 0U);
+}
+
+TEST_F(UdpHeldRemoteTest, WithoutSharedReceivingNothingIsSkippedHoweverOld)
+{
+    for (std::size_t i = 1; i < 4; ++i)
+        SendPicture(0, i);
+    m_Clock.Advance(100000);
+    m_Gate.Open();
+    ASSERT_TRUE(WaitForShown(4));
+    EXPECT_EQ(m_pChannel->GetCounters().m_ulSkipped, 0U);
 }
 
 TEST_F(UdpSharedRemoteTest, CloseOfASilentChannelEndsItsThreadAtOnce)
