@@ -196,7 +196,10 @@ void CMainDialog::CloseDevices()
     std::vector<CDevice*> open;
     std::ranges::copy_if(devices, std::back_inserter(open),
                          [](CDevice* device) { return device->GetStatus() != STATUS_CLOSED; });
-    // All are told before the first is waited for, so that their threads end side by side.
+    // All are told before the first is waited for, so that their threads end side by side; and none is woken
+    // before all are told, so that no thread begins anew with what another leaves it.
+    for (CDevice* device : open)
+        device->GetState()->m_bRunning = false;
     for (CDevice* device : open)
         device->LetGo();
     for (CDevice* device : open)

@@ -71,9 +71,9 @@ void CUdpLink::Receive()
         WriteLittle32(request + MESSAGE_HEADER_BYTES, static_cast<std::uint32_t>(m_iDevID));
         m_pSession->SendMessage(strPeer, request);
     });
-    if (IsCancelled()) return;
+    if (IsEnding()) return;
     OpenPicture();
-    while (m_pState->m_bRunning && m_pSession->IsConnected() && !IsCancelled()) {
+    while (m_pSession->IsConnected() && !IsEnding()) {
         const auto message = receiver->ReceiveMessage();
         if (message.empty()) continue;
         CLinkCounters::Count(m_pCounters->m_ulMessages);

@@ -37,7 +37,7 @@ class CUdpLink
     void OpenPicture();
     void Show(const std::uint8_t* pData, std::int32_t iLength);
     void CleanUp();
-    bool IsCancelled() const { return m_bCancel.load(std::memory_order_relaxed); }
+    bool IsEnding() const { return m_bCancel.load(std::memory_order_relaxed) || !m_pState->m_bRunning; }
 
     // set in the constructor, constant afterwards
     const std::shared_ptr<XDeviceState> m_pState;

@@ -63,6 +63,9 @@ class CSocketlessPanel : public CMainDialog
     }
 };
 
+class CToldRemote;
+std::vector<CToldRemote*> g_Told;  // those alive
+
 class CToldRemote : public CRemote
 {
   public:
@@ -70,9 +73,22 @@ class CToldRemote : public CRemote
     {
         SetName(std::move(name));
         SetStatus(status);
+        GetState()->m_bRunning = status != STATUS_CLOSED;
+        g_Told.push_back(this);
     }
-    ~CToldRemote() override { g_Calls.push_back("deleted " + GetName()); }
-    void LetGo() override { g_Calls.push_back("let go " + GetName()); }
+    ~CToldRemote() override
+    {
+        std::erase(g_Told, this);
+        g_Calls.push_back("deleted " + GetName());
+    }
+    void LetGo() override
+    {
+        CRemote::LetGo();
+        g_Calls.push_back("let go " + GetName());
+        // No thread is woken while another is still to go on.
+        for (CToldRemote* const other : g_Told)
+            EXPECT_FALSE(other->GetState()->m_bRunning) << other->GetName();
+    }
     void Close() override { g_Calls.push_back("close " + GetName()); }
 };
 

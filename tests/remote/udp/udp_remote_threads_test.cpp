@@ -351,6 +351,18 @@ TEST_F(UdpRemoteTest, CloseEndsTheWaitForASilentMachine)
     EXPECT_EQ(m_Observer.Messages(), (std::vector<std::string>{"IDS_DeviceOpened", "", "IDS_DeviceClosed"}));
 }
 
+TEST_F(UdpRemoteTest, ChannelThatIsToEndOpensNoPictureWhateverComes)
+{
+    m_Machine.m_bReplies = false;
+    OpenAndWait(*m_pChannel);
+    ASSERT_TRUE(WaitUntil([&] { return m_pSession->HasWaitingReader(); }));
+    m_pChannel->GetState()->m_bRunning = false;
+    m_Machine.SendMessage(MakeUdpMessage(0, 1, Bytes{0, 0, 1, 0xB6, 1, 2, 3, 4}));
+    ASSERT_TRUE(WaitUntil([&] { return IsCellFree(); }));
+    const std::lock_guard lock(m_Log.m_cs);
+    EXPECT_TRUE(m_Log.m_Created.empty());
+}
+
 TEST_F(UdpRemoteTest, CloseEndsThePunchingOfAPath)
 {
     m_Machine.m_bAnswersPunches = false;
