@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "inc/EscapeControls.h"
+
 namespace
 {
 
@@ -30,7 +32,7 @@ bool WriteReport(const QString& path, const std::vector<XChannelReport>& channel
     QJsonArray list;
     for (const XChannelReport& channel : channels) {
         list.append(QJsonObject{{"channel", channel.iChannel + 1},
-                                {"name", QString::fromStdString(channel.strName)},
+                                {"name", QString::fromStdString(EscapeControls(channel.strName))},
                                 {"width", channel.iWidth},
                                 {"height", channel.iHeight},
                                 {"decoded", Number(channel.ulDecoded)},
@@ -55,7 +57,7 @@ QString DescribeChannel(const XChannelReport& channel)
     return QStringLiteral(
                "channel %1 \"%2\": %3x%4, %5 pictures decoded, %6 shown, %7 refused, first after %8 ms")
         .arg(channel.iChannel + 1)
-        .arg(QString::fromStdString(channel.strName))
+        .arg(QString::fromStdString(EscapeControls(channel.strName)))
         .arg(channel.iWidth)
         .arg(channel.iHeight)
         .arg(channel.ulDecoded)

@@ -1,8 +1,5 @@
 #include "remote/p2p/P2PClient.h"
 
-#include <netdb.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cassert>
 #include <cerrno>
@@ -15,7 +12,6 @@ namespace
 {
 
 constexpr std::uint16_t SOCKET_VERSION = 0x0202;
-constexpr int HOST_NAME_BYTES = 256;
 constexpr int RECEIVE_BUFFER_BYTES =
     4 << 20;  // a burst of key pictures of all channels; the machine may grant less
 
@@ -82,20 +78,11 @@ bool CP2PClient::Init(std::uint16_t usPort)
 void CP2PClient::ReadLocalAddresses()
 {
     PEER_RECORD record;
-    char host[HOST_NAME_BYTES] = "";
-    gethostname(host, sizeof host - 1);
-    addrinfo hints{};
-    hints.ai_family = AF_INET;
-    hints.ai_socktype = SOCK_DGRAM;
-    addrinfo* list = nullptr;
-    if (getaddrinfo(host, nullptr, &hints, &list) == 0) {
-        for (const addrinfo* entry = list; entry != nullptr && record.m_ulAddressCount < P2P_ADDRESSES;
-             entry = entry->ai_next) {
-            auto& address = record.m_Addresses[record.m_ulAddressCount++];
-            address.m_ulAddress = reinterpret_cast<const sockaddr_in*>(entry->ai_addr)->sin_addr.s_addr;
-            address.m_usPort = m_usLocalPort;
-        }
-        freeaddrinfo(list);
+    for (const in_addr& host : GetHostAddresses(GetHostName())) {
+        if (record.m_ulAddressCount == P2P_ADDRESSES) break;
+        auto& address = record.m_Addresses[record.m_ulAddressCount++];
+        address.m_ulAddress = host.s_addr;
+        address.m_usPort = m_usLocalPort;
     }
     m_Protocol.SetLocalRecord(record);
 }
