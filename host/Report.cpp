@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "inc/EscapeControls.h"
+
 namespace
 {
 
@@ -21,19 +23,6 @@ qint64 Number(std::uint64_t value)
     return static_cast<qint64>(value);
 }
 
-// A terminal obeys control characters.
-QString Printable(const QString& text)
-{
-    QString printable;
-    for (const QChar letter : text) {
-        if (letter.category() == QChar::Other_Control)
-            printable += QStringLiteral("\\x%1").arg(int{letter.unicode()}, 2, 16, QChar('0'));
-        else
-            printable += letter;
-    }
-    return printable;
-}
-
 }  // namespace
 
 QByteArray MakeReport(const std::vector<XChannelReport>& channels)
@@ -41,11 +30,12 @@ QByteArray MakeReport(const std::vector<XChannelReport>& channels)
     QJsonArray list;
     for (const XChannelReport& channel : channels) {
         list.append(QJsonObject{{"channel", channel.iChannel + 1},
-                                {"name", QString::fromStdString(channel.strName)},
+                                {"name", QString::fromStdString(EscapeControls(channel.strName))},
                                 {"width", channel.iWidth},
                                 {"height", channel.iHeight},
                                 {"decoded", Number(channel.ulDecoded)},
                                 {"shown", Number(channel.ulShown)},
+                                {"skipped", Number(channel.ulSkipped)},
                                 {"refused", Number(channel.ulRefused)},
                                 {"bytes", Number(channel.ulBytes)},
                                 {"first_picture_ms", static_cast<qint64>(channel.iFirstPictureMs)}});
@@ -62,7 +52,7 @@ QString DescribeChannel(const XChannelReport& channel)
     // One substitution for all: a name may hold place marks itself.
     return QStringLiteral(
                "channel %1 \"%2\": %3x%4, %5 pictures decoded, %6 shown, %7 refused, first after %8 ms")
-        .arg(QString::number(channel.iChannel + 1), Printable(QString::fromStdString(channel.strName)),
+        .arg(QString::number(channel.iChannel + 1), QString::fromStdString(EscapeControls(channel.strName)),
              QString::number(channel.iWidth), QString::number(channel.iHeight),
              QString::number(channel.ulDecoded), QString::number(channel.ulShown),
              QString::number(channel.ulRefused), QString::number(channel.iFirstPictureMs));

@@ -196,10 +196,13 @@ bool CloseHandle(HANDLE object)
 
 void Sleep(std::uint32_t ms)
 {
-    if (!ThreadHasQueue() && ms != INFINITE) {
+    do {
         std::this_thread::sleep_for(std::chrono::milliseconds(ms));
-        return;
-    }
+    } while (ms == INFINITE);
+}
+
+void SleepServing(std::uint32_t ms)
+{
     XWaiter waiter;
     CNeverMet never;
     const CDeadline deadline = DeadlineIn(ms);

@@ -8,6 +8,7 @@
 
 #include "platform/qt/MessagePump.h"
 #include "platform/qt/ProcessEnd.h"
+#include "platform/qt/ServingWait.h"
 #include "platform/qt/WindowBackend.h"
 
 namespace
@@ -18,19 +19,22 @@ class CWaker final : public QObject
   public:
     CWaker()
     {
-        SetMessageWake([this] {
-            if (!m_bPending.exchange(true)) QCoreApplication::postEvent(this, new QEvent(QEvent::User));
-        });
+        SetMessageWake([this] { Wake(); });
     }
     ~CWaker() override { SetMessageWake({}); }
     CWaker(const CWaker&) = delete;
     CWaker& operator=(const CWaker&) = delete;
 
+    void Wake()
+    {
+        if (!m_bPending.exchange(true)) QCoreApplication::postEvent(this, new QEvent(QEvent::User));
+    }
+
     bool event(QEvent* event) override
     {
         if (event->type() != QEvent::User) return QObject::event(event);
         m_bPending = false;  // before serving: a message that comes meanwhile posts again
-        ServeMessages(true);
+        ServeMessages(!CServingWait::IsRunning());
         return true;
     }
 
@@ -79,6 +83,11 @@ void StopQtPlatform()
     if (g_iStarts == 0 || --g_iStarts > 0) return;
     SetWindowBackend(g_pPlatform->pFormer);
     delete std::exchange(g_pPlatform, nullptr);
+}
+
+void ServePostedMessages()
+{
+    if (g_pPlatform) g_pPlatform->waker.Wake();
 }
 
 void SetDialogDecorator(std::function<void(QWidget&)> decorator)

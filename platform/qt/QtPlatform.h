@@ -15,6 +15,10 @@ bool StartQtPlatform();
 /// Takes one start back; with the last one the former backend is installed again.
 void StopQtPlatform();
 
+/// Has the event loop serve what is posted to this thread, also when nothing more comes. Internal to this
+/// folder.
+void ServePostedMessages();
+
 /// Names what gives message boxes and modal dialogs their look before they are shown; an empty function ends
 /// that. Panels' thread only.
 void SetDialogDecorator(std::function<void(QWidget&)> decorator);

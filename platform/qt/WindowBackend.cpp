@@ -9,6 +9,7 @@
 
 #include "platform/qt/MessageBoxes.h"
 #include "platform/qt/QtPlatform.h"
+#include "platform/qt/ServingWait.h"
 #include "platform/qt/WindowHandle.h"
 #include "platform/qt/X11Sync.h"
 
@@ -158,4 +159,14 @@ std::int32_t CWindowBackend::MessageBoxA(HWND owner, std::string_view text, std:
         return AnswerOf(box.exec());
     });
     return answer ? static_cast<std::int32_t>(answer) : IDOK;
+}
+
+void CWindowBackend::ServeUntil(const std::function<bool()>& ended)
+{
+    if (QThread::currentThread() != qApp->thread()) return;
+    {
+        CServingWait wait;
+        wait.Run(ended);
+    }
+    ServePostedMessages();
 }

@@ -57,6 +57,9 @@ std::shared_ptr<CMessageQueue> MakeThreadQueue();
 /// The calling thread's queue, or null when it has none.
 CMessageQueue* ThreadQueue();
 
+/// The backend's ServeUntil; nothing without a backend.
+void ServeToolkitUntil(const std::function<bool()>& ended);
+
 /// Answers one message sent to the calling thread; false when there is none. `hold` is given free while the
 /// window's procedure runs.
 bool ServeOneSent(CMessageQueue& queue, CWaitHold& hold);

@@ -149,6 +149,11 @@ IWindowBackend* SetWindowBackend(IWindowBackend* backend)
     return g_pBackend.exchange(backend);
 }
 
+void ServeToolkitUntil(const std::function<bool()>& ended)
+{
+    if (IWindowBackend* const backend = g_pBackend.load()) backend->ServeUntil(ended);
+}
+
 bool GetClientRect(HWND window, RECT& rect)
 {
     return AskBackend(false, [&](IWindowBackend& backend) { return backend.GetClientRect(window, rect); });

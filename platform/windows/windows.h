@@ -44,8 +44,8 @@ void* GetNativeWindow(HWND window);
 
 /// Delivers the message and returns the window's answer. From the owner's thread it is a plain call. From a
 /// foreign thread it blocks until the owner has handled it, which the owner does in its event loop and in every
-/// wait of threads.h; while it blocks, the caller itself serves messages sent to it. 0 when the window is gone
-/// or goes.
+/// wait of threads.h but Sleep; while it blocks, the caller itself serves messages sent to it. 0 when the
+/// window is gone or goes.
 LRESULT SendMessageA(HWND window, std::uint32_t message, WPARAM wParam, LPARAM lParam);
 
 /// Queues the message for the owner's event loop; false when the window is gone.
@@ -88,6 +88,10 @@ class IWindowBackend
     virtual std::uintptr_t GetSystemWindow(HWND window) = 0;
     virtual std::int32_t MessageBoxA(HWND owner, std::string_view text, std::string_view caption,
                                      std::uint32_t type) = 0;
+    /// The toolkit's part of RunServing (serving.h): returns when `ended()` holds, which is asked each time the
+    /// calling thread is woken; at once when there is nothing to serve, as on a thread that isn't the
+    /// toolkit's.
+    virtual void ServeUntil(const std::function<bool()>& /*ended*/) {}
 };
 
 /// Installs the backend (null takes it away); returns the former one. It must outlive its use.

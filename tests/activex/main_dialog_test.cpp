@@ -64,6 +64,9 @@ class CSocketlessPanel : public CMainDialog
     }
 };
 
+class CToldRemote;
+std::vector<CToldRemote*> g_Told;  // those alive
+
 class CToldRemote : public CRemote
 {
   public:
@@ -71,8 +74,22 @@ class CToldRemote : public CRemote
     {
         SetName(std::move(name));
         SetStatus(status);
+        GetState()->m_bRunning = status != STATUS_CLOSED;
+        g_Told.push_back(this);
     }
-    ~CToldRemote() override { g_Calls.push_back("deleted " + GetName()); }
+    ~CToldRemote() override
+    {
+        std::erase(g_Told, this);
+        g_Calls.push_back("deleted " + GetName());
+    }
+    void LetGo() override
+    {
+        CRemote::LetGo();
+        g_Calls.push_back("let go " + GetName());
+        // No thread is woken while another is still to go on.
+        for (CToldRemote* const other : g_Told)
+            EXPECT_FALSE(other->GetState()->m_bRunning) << other->GetName();
+    }
     void Close() override { g_Calls.push_back("close " + GetName()); }
 };
 
@@ -585,15 +602,16 @@ TEST_F(MainDialogTest, ShutDownWithoutAStationDeletesTheRootAndNothingElse)
     EXPECT_EQ(model->GetRoot()->GetCount(), 0);
 }
 
-TEST_F(MainDialogTest, ShutDownClosesOpenDevicesThenDeletesTheFirstStationThenTheRest)
+TEST_F(MainDialogTest, ShutDownLetsAllOpenDevicesGoThenClosesThemThenDeletesTheFirstStationThenTheRest)
 {
     Start();
     AddStation("gate", "oc");
     AddStation("yard", "co");
     LoggedOn(4);
     m_Panel->DestroyWindow();
-    EXPECT_THAT(g_Calls, ElementsAre("close gate0", "close yard1", "deleted gate0", "deleted gate1",
-                                     "deleted gate", "deleted yard", "deleted yard0", "deleted yard1"));
+    EXPECT_THAT(g_Calls,
+                ElementsAre("let go gate0", "let go yard1", "close gate0", "close yard1", "deleted gate0",
+                            "deleted gate1", "deleted gate", "deleted yard", "deleted yard0", "deleted yard1"));
     EXPECT_EQ(m_Panel->GetGrid(), nullptr);
     EXPECT_THAT(GetCells(), IsEmpty());
 }

@@ -18,7 +18,8 @@ class CRecordingOutput final : public IP2POutput
     {
         m_Sent.emplace_back(Bytes(datagram.begin(), datagram.end()), PEER_ADDRESS::From(to));
     }
-    void DeliverData(const char* szName, std::span<const std::uint8_t> data) override
+    void DeliverData(const char* szName, std::span<const std::uint8_t> data,
+                     const sockaddr_in& /*from*/) override
     {
         m_Delivered.emplace_back(szName, Bytes(data.begin(), data.end()));
     }
@@ -67,12 +68,23 @@ TEST_F(P2PProtocolTest, LoginAckOverwritesTheLocalRecordAndLogsIn)
 {
     PEER_RECORD seen = MakeRecord("renamed");
     seen.m_P2PAddress = {5, 6, 0};
+    seen.m_ulReserved = 0x12345678;
     EXPECT_FALSE(m_Protocol.IsLoggedIn());
     Receive(MakeP2PMessage(P2PMSG_LOGIN_ACK, seen), m_Server);
     EXPECT_TRUE(m_Protocol.IsLoggedIn());
     EXPECT_EQ(m_Protocol.GetLocalRecord().Name(), "renamed");
     EXPECT_EQ(m_Protocol.GetLocalRecord().m_P2PAddress, (PEER_ADDRESS{5, 6, 0}));
+    EXPECT_EQ(m_Protocol.GetLocalRecord().m_ulReserved, 0x12345678U);
     EXPECT_TRUE(m_Output.m_Sent.empty());
+}
+
+TEST_F(P2PProtocolTest, ControlBytesInANameAreEscapedOnTheTerminal)
+{
+    Receive(MakeMessage(P2PMSG_USER_ENTRY, "a\x1B[2J"), m_Server);
+    testing::internal::CaptureStdout();
+    Receive(MakeMessage(P2PMSG_PUNCH_ACK, "a\x1B[2J"), m_Peer);
+    std::fflush(stdout);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), " Set P2P address for a\\x1B[2J -> 10.0.0.2:5000 \n");
 }
 
 TEST_F(P2PProtocolTest, UserEntryIsListedWithoutItsP2PAddress)
