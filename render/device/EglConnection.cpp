@@ -200,9 +200,23 @@ void CEglConnection::DestroyContext(EGLContext context)
     eglDestroyContext(m_Display, context);
 }
 
+// Somebody else may have destroyed a window that its owner still lends: a foreign host its parent, for example.
+bool CEglConnection::IsWindowThere(std::uintptr_t systemWindow) const
+{
+    Window root = 0;
+    int x = 0;
+    int y = 0;
+    unsigned width = 0;
+    unsigned height = 0;
+    unsigned border = 0;
+    unsigned depth = 0;
+    return XGetGeometry(m_pXDisplay, systemWindow, &root, &x, &y, &width, &height, &border, &depth) != 0;
+}
+
 EGLSurface CEglConnection::CreateWindowSurface(std::uintptr_t systemWindow)
 {
-    if (!m_bUsable) return EGL_NO_SURFACE;
+    // The driver takes a window that the server doesn't know for a good one and draws into nothing.
+    if (!m_bUsable || !IsWindowThere(systemWindow)) return EGL_NO_SURFACE;
     return eglCreateWindowSurface(m_Display, m_Config, static_cast<EGLNativeWindowType>(systemWindow), nullptr);
 }
 

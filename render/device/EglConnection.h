@@ -28,7 +28,7 @@ class CEglConnection
     /// EGL_NO_CONTEXT on failure; `robust` tells whether resets of the adapter will be reported.
     EGLContext CreateContext(bool& robust);
     void DestroyContext(EGLContext context);
-    /// EGL_NO_SURFACE on failure.
+    /// EGL_NO_SURFACE on failure, also for a window that the server doesn't know.
     EGLSurface CreateWindowSurface(std::uintptr_t systemWindow);
     void DestroyWindowSurface(EGLSurface surface);
     void GetSurfaceSize(EGLSurface surface, std::int32_t& width, std::int32_t& height) const;
@@ -45,6 +45,7 @@ class CEglConnection
   private:
     CEglConnection() = default;
     bool Initialize();
+    bool IsWindowThere(std::uintptr_t systemWindow) const;
 
     // NOLINTNEXTLINE(bugprone-reserved-identifier): the X library's own name for its Display
     struct _XDisplay* m_pXDisplay = nullptr;
