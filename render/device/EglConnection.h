@@ -2,7 +2,6 @@
 
 #include "render/device/EglTypes.h"
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 
@@ -18,8 +17,8 @@ class CEglConnection
     CEglConnection(const CEglConnection&) = delete;
     CEglConnection& operator=(const CEglConnection&) = delete;
 
-    /// Whether the X server still answers. At any time from any thread.
-    bool IsUsable() const { return m_bUsable; }
+    /// Whether the X server still answers, as far as anybody has noticed. At any time from any thread.
+    bool IsUsable() const;
     /// Whether the processor draws in place of a display adapter.
     bool IsSoftware() const { return m_bSoftware; }
     bool GetScreenSize(std::int32_t& width, std::int32_t& height) const;
@@ -49,12 +48,12 @@ class CEglConnection
 
     // NOLINTNEXTLINE(bugprone-reserved-identifier): the X library's own name for its Display
     struct _XDisplay* m_pXDisplay = nullptr;
+    struct xcb_connection_t* m_pXcb = nullptr;  // the same connection
     EGLDisplay m_Display = EGL_NO_DISPLAY;
     EGLConfig m_Config = nullptr;
     bool m_bHasRobustness = false;
     bool m_bSoftware = false;
     std::int32_t m_iMaxTextureSize = 0;
-    std::atomic<bool> m_bUsable{false};
     unsigned (*m_pGetResetStatus)() = nullptr;
 };
 
