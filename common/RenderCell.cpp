@@ -2,12 +2,16 @@
 
 #include <QCloseEvent>
 #include <QCoreApplication>
+#include <QGuiApplication>
 #include <QMouseEvent>
 #include <QPainter>
+#include <QPlatformSurfaceEvent>
+#include <QWindow>
 
 #include "common/BitmapFile.h"
 #include "common/RenderWnd.h"
 #include "platform/os/paths.h"
+#include "platform/qt/X11Sync.h"
 #include "render/CellPool.h"
 
 namespace
@@ -87,8 +91,41 @@ LRESULT CRenderCell::WindowProc(std::uint32_t message)
 
 bool CRenderCell::event(QEvent* event)
 {
-    if (event->type() == QEvent::WinIdChange) SetSystemWindow(Handle(), internalWinId());
+    if (event->type() == QEvent::WinIdChange && internalWinId() != 0) {
+        windowHandle()->installEventFilter(this);  // the widget itself is told of the end when it is too late
+        LendWindow();
+    }
     return QWidget::event(event);
+}
+
+bool CRenderCell::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == windowHandle() && event->type() == QEvent::PlatformSurface) {
+        const auto change = static_cast<QPlatformSurfaceEvent*>(event)->surfaceEventType();
+        if (change == QPlatformSurfaceEvent::SurfaceAboutToBeDestroyed)
+            m_Lease.TakeBack();
+        else
+            LendWindow();
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
+// A window of its own that is shown with another place in the stack gets a new X window then, and neither the
+// widget nor its window object is told.
+void CRenderCell::setVisible(bool visible)
+{
+    if (isWindow()) m_Lease.TakeBack();
+    QWidget::setVisible(visible);
+    if (windowHandle() != nullptr) LendWindow();
+}
+
+// The renderer speaks to the server over a connection of its own: the window has to stand there before.
+void CRenderCell::LendWindow()
+{
+    const auto* const x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    if (x11 == nullptr || windowHandle()->handle() == nullptr) return;
+    SyncX11(x11->display());
+    m_Lease.Lend(windowHandle()->winId());
 }
 
 void CRenderCell::paintEvent(QPaintEvent*)

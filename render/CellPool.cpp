@@ -41,7 +41,6 @@ void ReleaseCell(HWND window)
         cell->m_bShown = false;
     }
     PostMessageA(window, CELL_MESSAGE_CHANGED, 0, 0);
-    InvalidateRect(window);
 }
 
 bool IsCellUsed(HWND window)

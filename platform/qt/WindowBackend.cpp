@@ -11,7 +11,6 @@
 #include "platform/qt/QtPlatform.h"
 #include "platform/qt/ServingWait.h"
 #include "platform/qt/WindowHandle.h"
-#include "platform/qt/X11Sync.h"
 
 namespace
 {
@@ -116,30 +115,6 @@ bool CWindowBackend::ShowWindow(HWND window, bool visible)
         widget->setVisible(visible);
         return 1;
     });
-}
-
-bool CWindowBackend::InvalidateRect(HWND window)
-{
-    return OnPanelsThread([window]() -> LRESULT {
-        QWidget* widget = WidgetOf(window);
-        if (!widget) return 0;
-        widget->update();
-        return 1;
-    });
-}
-
-std::uintptr_t CWindowBackend::GetSystemWindow(HWND window)
-{
-    return static_cast<std::uintptr_t>(OnPanelsThread([window]() -> LRESULT {
-        const QWidget* widget = WidgetOf(window);
-        auto* const x11 = qApp->nativeInterface<QNativeInterface::QX11Application>();
-        if (!widget || !x11) return 0;
-        const bool native = widget->isWindow() || widget->testAttribute(Qt::WA_NativeWindow);
-        const WId id = native ? widget->winId() : widget->internalWinId();
-        // The renderer speaks to the server over a connection of its own: the window has to stand there before.
-        if (id) SyncX11(x11->display());
-        return static_cast<LRESULT>(id);
-    }));
 }
 
 std::int32_t CWindowBackend::MessageBoxA(HWND owner, std::string_view text, std::string_view caption,

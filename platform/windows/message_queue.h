@@ -44,7 +44,6 @@ struct XWindow {
     std::shared_ptr<CMessageQueue> pQueue;
     std::shared_ptr<const WNDPROC> pProcedure;
     void* pNative = nullptr;
-    std::uintptr_t ulSystemWindow = 0;  // noted by SetSystemWindow
 };
 
 /// The registry, guarded by g_WaitLock. Lives to process end.

@@ -52,7 +52,6 @@ TEST_F(WindowBackend, OperationsReachTheWidgetFromTheOwnThread)
     EXPECT_EQ(m_Widget.geometry(), QRect(10, 20, 100, 50));
     EXPECT_TRUE(ShowWindow(handle.Get(), true));
     EXPECT_TRUE(m_Widget.isVisible());
-    EXPECT_TRUE(InvalidateRect(handle.Get()));
     EXPECT_TRUE(ShowWindow(handle.Get(), false));
     EXPECT_FALSE(m_Widget.isVisible());
 }
@@ -66,7 +65,6 @@ TEST_F(WindowBackend, OperationsReachTheWidgetFromAForeignThread)
         EXPECT_EQ(rect, (RECT{0, 0, 120, 80}));
         EXPECT_TRUE(SetWindowPos(handle.Get(), {0, 0, 60, 40}));
         EXPECT_TRUE(ShowWindow(handle.Get(), true));
-        EXPECT_NE(GetSystemWindow(handle.Get()), 0U);
     });
     EXPECT_EQ(m_Widget.size(), QSize(60, 40));
     EXPECT_TRUE(m_Widget.isVisible());
@@ -86,21 +84,7 @@ TEST_F(WindowBackend, AWindowThatIsGoneAnswersNothing)
     EXPECT_FALSE(GetClientRect(window, rect));
     EXPECT_FALSE(SetWindowPos(window, rect));
     EXPECT_FALSE(ShowWindow(window, true));
-    EXPECT_FALSE(InvalidateRect(window));
-    EXPECT_EQ(GetSystemWindow(window), 0U);
     EXPECT_EQ(WidgetOf(window), nullptr);
-}
-
-TEST_F(WindowBackend, OnlyNativeWindowsHaveASystemWindow)
-{
-    QWidget child(&m_Widget);
-    const CWindowHandle handle(child);
-    EXPECT_EQ(GetSystemWindow(handle.Get()), 0U) << "a plain child has none, and gets none by the question";
-    QWidget native(&m_Widget);
-    native.setAttribute(Qt::WA_DontCreateNativeAncestors);
-    native.setAttribute(Qt::WA_NativeWindow);
-    const CWindowHandle nativeHandle(native);
-    EXPECT_EQ(GetSystemWindow(nativeHandle.Get()), native.winId());
 }
 
 TEST_F(WindowBackend, TheEventLoopServesSentAndPostedMessages)

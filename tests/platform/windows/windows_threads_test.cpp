@@ -436,30 +436,10 @@ TEST(Windows, WithoutABackendThereIsNoAnswerAndABoxGoesToTheDebugger)
     EXPECT_EQ(rect, (RECT{1, 2, 3, 4}));
     EXPECT_FALSE(SetWindowPos(window, rect));
     EXPECT_FALSE(ShowWindow(window, true));
-    EXPECT_FALSE(InvalidateRect(window));
-    EXPECT_EQ(GetSystemWindow(window), 0U);
     EXPECT_EQ(MessageBoxA(window, "no storage path", "Record", MB_OK), IDOK);
     EXPECT_EQ(heard, "Record: no storage path\n");
     SetDebugListener(listener);
     SetWindowBackend(former);
-}
-
-TEST(SystemWindowTest, NotedWindowIsToldWithoutItsOwner)
-{
-    const HWND window = RegisterWindow([](std::uint32_t, WPARAM, LPARAM) { return LRESULT{0}; });
-    SetSystemWindow(window, 77);
-    std::uintptr_t told = 0;
-    std::thread([&] {
-        told = GetSystemWindow(window);
-    }).join();  // this thread, the owner, serves nothing meanwhile
-    EXPECT_EQ(told, 77U);
-    SetSystemWindow(window, 0);
-    EXPECT_EQ(GetSystemWindow(window), 0U);
-    SetSystemWindow(window, 78);
-    UnregisterWindow(window);
-    EXPECT_EQ(GetSystemWindow(window), 0U);
-    SetSystemWindow(window, 79);  // gone: nothing to note
-    EXPECT_EQ(GetSystemWindow(window), 0U);
 }
 
 }  // namespace
