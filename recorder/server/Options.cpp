@@ -215,6 +215,11 @@ void Declare(CLI::App& app, XOptions& options, XTexts& texts)
         ->group("Network")
         ->check(CLI::Range(1, 4096))
         ->capture_default_str();
+    app.add_option("--clients-per-address", options.m_ulClientsPerAddress, "of these, from one address")
+        ->type_name("N")
+        ->group("Network")
+        ->check(CLI::Range(1, 4096))
+        ->capture_default_str();
     app.add_option("--drop-after", options.m_dDropAfterSeconds,
                    "seconds after which a silent client gets no more")
         ->type_name("SECONDS")

@@ -31,6 +31,7 @@ struct XOptions {
     uint16_t m_usRendezvousPort = 4567;
     uint16_t m_usDevicePort = 0;
     size_t m_ulClients = 64;
+    size_t m_ulClientsPerAddress = 16;
     double m_dDropAfterSeconds = 10;
 
     XFaultRates m_Faults;

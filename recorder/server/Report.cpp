@@ -119,6 +119,8 @@ json MakeReport(const XReportInput& input)
           {"strangers", rendezvous.m_ulStrangers},
           {"forgotten", rendezvous.m_ulForgotten},
           {"refused logins", rendezvous.m_ulRefusedLogins},
+          {"displaced", rendezvous.m_ulDisplaced},
+          {"logins by punch", rendezvous.m_ulPunchLogins},
           {"malformed", FaultTable(rendezvous.m_Faults)}}},
         {"device",
          {{"probes", device.m_ulProbes},

@@ -155,7 +155,12 @@ CServer::CServer(XOptions options)
     setup.m_Rendezvous = m_RendezvousAt;
     if (setup.m_Rendezvous.m_dwAddress == 0) setup.m_Rendezvous.m_dwAddress = 0x7F000001;
     m_RendezvousAt = setup.m_Rendezvous;
+    m_pRendezvous->Reserve(setup.m_strName,
+                           m_DeviceAt.m_dwAddress != 0
+                               ? m_DeviceAt
+                               : XEndpoint{setup.m_Rendezvous.m_dwAddress, m_DeviceAt.m_usPort});
     setup.m_ulClients = m_Options.m_ulClients;
+    setup.m_ulClientsPerAddress = m_Options.m_ulClientsPerAddress;
     setup.m_iDropAfter = static_cast<TimeUs>(m_Options.m_dDropAfterSeconds * SECOND);
     m_pDevice = std::make_unique<CDeviceLink>(std::move(setup), *m_pChannels, *m_pDeviceRoad);
 }

@@ -229,12 +229,50 @@ TEST(ServerTest, ReadyLineTellsThePorts)
     EXPECT_EQ(AddressText(server.DeviceAt().m_dwAddress), "127.0.0.1");
 }
 
-TEST(ServerTest, TakenPortIsRefused)
+TEST(ServerTest, ATakenPortIsNamed)
 {
     CRunning running({"--id", "77"});
     XOptions options = running.Server().Options();
     options.m_usRendezvousPort = running.Server().RendezvousAt().m_usPort;
-    EXPECT_THROW(CServer{options}, asio::system_error);
+    // The ports are told, since the text of the system's error alone helps nobody.
+    const auto refusal = [](const XOptions& taken) -> std::string {
+        try {
+            CServer server(taken);
+            return "none";
+        } catch (const asio::system_error& e) {
+            return e.what();
+        }
+    };
+    EXPECT_THAT(refusal(options), HasSubstr("UDP " + EndpointText(running.Server().RendezvousAt()) + ": "));
+    options.m_usRendezvousPort = 0;
+    options.m_usDirectoryPort = running.Server().DirectoryAt().m_usPort;
+    EXPECT_THAT(refusal(options), HasSubstr("TCP " + EndpointText(running.Server().DirectoryAt()) + ": "));
+}
+
+TEST(ServerTest, OwnNameAtTheRendezvousCanNotBeTaken)
+{
+    CRunning running({"--id", "77"});
+    CScriptedClient thief(running.Server(), "77");
+    thief.Send(running.Server().RendezvousAt(), EMessage::Login);
+    CScriptedClient client(running.Server(), "1");
+    ASSERT_TRUE(client.Login());
+    EXPECT_EQ(client.Users().at("77").m_P2p, running.Server().DeviceAt());
+    EXPECT_EQ(running.End()["rendezvous"]["refused logins"], 1);
+}
+
+// The client keeps its socket and believes itself logged in; the recorder comes back on another device port.
+TEST(ServerTest, AClientOfARecorderThatWasRestartedFindsItAgain)
+{
+    auto running = std::make_unique<CRunning>(std::vector<const char*>{"--id", "77"});
+    CScriptedClient client(running->Server(), "1");
+    ASSERT_TRUE(client.Login());
+    const std::string directory = std::to_string(running->Server().DirectoryAt().m_usPort);
+    const std::string rendezvous = std::to_string(running->Server().RendezvousAt().m_usPort);
+    running.reset();
+    running = std::make_unique<CRunning>(std::vector<const char*>{
+        "--id", "77", "--directory-port", directory.c_str(), "--rendezvous-port", rendezvous.c_str()});
+    ASSERT_TRUE(client.Connect("77"));
+    EXPECT_EQ(client.Peer(), running->Server().DeviceAt());
 }
 
 }  // namespace
