@@ -70,6 +70,7 @@ class CServer::CChannels : public IChannels
         setup.m_iBitRate = options.m_iBitRate;
         setup.m_iGroup = options.m_iGroup;
         setup.m_Motion = options.m_Motion;
+        setup.m_iChannels = options.m_iChannels;
         // A loop is made of whole groups, so that its last picture leads over to its first.
         const int pictures = options.m_iLoopSeconds * options.m_Scene.m_iRate;
         const int groups = std::max(1, (pictures + options.m_iGroup - 1) / options.m_iGroup);
