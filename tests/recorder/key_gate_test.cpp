@@ -82,7 +82,7 @@ TEST(KeyGateTest, APlaceThatIsSkippedCountsForTheNextPicture)
     EXPECT_TRUE(gate.Due(53));
 }
 
-// A client that takes fifteen datagrams a millisecond watches 56 channels and does nothing for half a second.
+// A client that takes eleven datagrams a millisecond watches 56 channels and does nothing for half a second.
 // Each channel has a key picture every second and whenever its gate lets one out.
 class StallTest : public testing::Test, public IDatagramOut, public IChannels
 {
@@ -123,7 +123,7 @@ class StallTest : public testing::Test, public IDatagramOut, public IChannels
             m_Link.OnMessage(now, channel, key, Message(channel, key ? KEY_BYTES : OTHER_BYTES));
         }
         m_Link.OnTimer(now);
-        for (int i = 0; i < 15 && m_Arrived > 0 && !stalled; ++i, --m_Arrived)
+        for (int i = 0; i < 11 && m_Arrived > 0 && !stalled; ++i, --m_Arrived)
             Say(EMessage::DataAck, {}, now);
     }
     std::map<int, XClientCounts::XStream> Streams() const { return m_Link.Clients().at(0).m_Streams; }
