@@ -117,8 +117,8 @@ void CDeviceLink::OnAcknowledged(XClient& client)
 void CDeviceLink::PushReply(XClient& client, int iChannel)
 {
     client.m_Queue.Forget(iChannel);
-    client.m_Queue.Push(iChannel, std::make_shared<const Bytes>(
-                                      MakeStreamReply(iChannel, m_Channels.Width(), m_Channels.Height())));
+    client.m_Queue.Push(iChannel, std::make_shared<const Bytes>(MakeStreamReply(
+                                      iChannel, m_Channels.Width(iChannel), m_Channels.Height(iChannel))));
 }
 
 void CDeviceLink::StartStream(XClient& client, int iChannel)

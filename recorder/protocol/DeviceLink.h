@@ -17,8 +17,8 @@ class IChannels
   public:
     virtual ~IChannels() = default;
     virtual int Count() const = 0;
-    virtual int Width() const = 0;
-    virtual int Height() const = 0;
+    virtual int Width(int iChannel) const = 0;
+    virtual int Height(int iChannel) const = 0;
     // Whether anybody looks at the channel: nothing needs to be encoded while nobody does.
     virtual void SetWatched(int iChannel, bool bWatched) = 0;
     // A client waits for a picture that can be decoded by itself. It may come late; the link waits.

@@ -76,14 +76,20 @@ class CServer::CChannels : public IChannels
         const int groups = std::max(1, (pictures + options.m_iGroup - 1) / options.m_iGroup);
         const int loop = options.m_iLoopSeconds == 0 ? 0 : groups * options.m_iGroup;
         for (int channel = 0; channel < options.m_iChannels; ++channel) {
-            setup.m_strSource = options.m_Sources[static_cast<size_t>(channel)];
+            const auto index = static_cast<size_t>(channel);
+            setup.m_strSource = options.m_Sources[index];
+            setup.m_Scene.m_iWidth = options.m_Sizes[index].m_iWidth;
+            setup.m_Scene.m_iHeight = options.m_Sizes[index].m_iHeight;
             m_Channels.push_back(std::make_unique<CChannel>(setup, channel, loop, deliver));
         }
     }
 
     int Count() const override { return m_Options.m_iChannels; }
-    int Width() const override { return m_Options.m_Scene.m_iWidth; }
-    int Height() const override { return m_Options.m_Scene.m_iHeight; }
+    int Width(int iChannel) const override { return m_Options.m_Sizes[static_cast<size_t>(iChannel)].m_iWidth; }
+    int Height(int iChannel) const override
+    {
+        return m_Options.m_Sizes[static_cast<size_t>(iChannel)].m_iHeight;
+    }
     void SetWatched(int iChannel, bool bWatched) override { Of(iChannel).SetWatched(bWatched); }
     void WantKey(int iChannel) override { Of(iChannel).WantKey(); }
 

@@ -101,8 +101,8 @@ class StallTest : public testing::Test, public IDatagramOut, public IChannels
         if (to == ALICE && carries == ECarries::Video) ++m_Arrived;
     }
     int Count() const override { return CHANNELS; }
-    int Width() const override { return 704; }
-    int Height() const override { return 576; }
+    int Width(int) const override { return 704; }
+    int Height(int) const override { return 576; }
     void SetWatched(int, bool) override {}
     void WantKey(int channel) override { m_Gates[static_cast<size_t>(channel)].Want(); }
 
