@@ -75,7 +75,7 @@ TEST_P(Mpeg4Damage, CostsNoMoreThanPictures)
 {
     const size_t before = codec_memory_in_use();
     std::mt19937 random(11);
-    for (const Mpeg4Scene scene : {Mpeg4Scene::Lively, Mpeg4Scene::Noise}) {
+    for (const ETestScene scene : {ETestScene::Lively, ETestScene::Noise}) {
         const std::vector<Mpeg4Packet> packets = EncodeMpeg4({.iWidth = 96,
                                                               .iHeight = 80,
                                                               .iFrames = 6,

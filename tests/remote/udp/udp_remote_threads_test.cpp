@@ -22,7 +22,7 @@ struct XRenderLog {
     std::mutex m_cs;
     std::vector<std::pair<std::int32_t, std::int32_t>> m_Created;
     std::vector<HWND> m_Shown;
-    Mpeg4Picture m_Last;
+    TestPicture m_Last;
     int m_iSurfaces = 0;  // alive
 };
 
