@@ -410,3 +410,12 @@ H264Sequence MakeRandomH264(const H264RandomShape& shape)
     }
     return sequence;
 }
+
+H264RandomShape H264ShapeOfSeed(uint32_t seed)
+{
+    return {.seed = seed,
+            .width_mbs = 1 + static_cast<int>(seed * 7 % 9),
+            .height_mbs = 1 + static_cast<int>(seed * 5 % 8),
+            .pictures = 6,
+            .gop = 3};
+}

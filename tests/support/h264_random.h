@@ -21,3 +21,6 @@ struct H264RandomShape {
 /// The same for the same shape, whatever the machine. Every value that the standard's 16-bit transforms compute
 /// from it stays inside 16 bits.
 H264Sequence MakeRandomH264(const H264RandomShape& shape);
+
+/// A small shape for a seed; sizes of one macroblock to nine by eight.
+H264RandomShape H264ShapeOfSeed(uint32_t seed);
