@@ -30,7 +30,7 @@ struct Stream {
 /// What cameras send: a still view with a few moving things, and for the other end one in which all moves.
 std::vector<Stream> Streams()
 {
-    using enum Mpeg4Scene;
+    using enum ETestScene;
     return {
         {"704x576 surveillance, quant 4", {704, 576, 75, 25, 4, Surveillance, true, true, false, 1}},
         {"704x576 surveillance, quant 8", {704, 576, 75, 50, 8, Surveillance, false, false, false, 1}},

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <mutex>
 
+#include "codec/c264/c264.h"
 #include "codec/codec_memory.h"
 #include "codec/mpeg4/mpeg4_dsp.h"
 #include "codec/mpeg4_dec.h"
@@ -31,36 +32,9 @@ void register_entry(CodecEntry* entry)
     *link = entry;
 }
 
-int32_t c264_open_hook(CodecContext* /*context*/)
-{
-    return -1;
-}
-
-int32_t c264_close_hook(CodecContext* /*context*/)
-{
-    return 0;
-}
-
-int32_t c264_decode_hook(CodecContext* /*context*/, CodecFrame* /*frame*/, int32_t* /*got*/,
-                         const uint8_t* /*data*/, int32_t /*size*/)
-{
-    return -1;
-}
-
 CodecEntry mpeg4_entry = mpeg4_codec_entry();
 
-CodecEntry c264_entry = {
-    .name = "c264",
-    .kind = CODEC_KIND_VIDEO,
-    .id = CODEC_ID_H264,
-    .priv_size = 8 * sizeof(uint32_t),
-    .open = c264_open_hook,
-    .encode = nullptr,
-    .close = c264_close_hook,
-    .decode = c264_decode_hook,
-    .capabilities = 0x0a,
-    .next = nullptr,
-};
+CodecEntry c264_entry = c264_codec_entry();
 
 /// The rows of the encoders are on the list by name only: nothing here encodes, and find never returns them.
 CodecEntry encoder_row(const char* name, int32_t id)

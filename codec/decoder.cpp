@@ -1,5 +1,6 @@
 #include "codec/decoder.h"
 
+#include <algorithm>
 #include <cassert>
 
 namespace
@@ -15,8 +16,7 @@ CodecContext MakeContext(int32_t iWidth, int32_t iHeight, int32_t iCodecId, int3
     return context;
 }
 
-/// The table's row for a codec, after the one-time preparation of the table. Null for an unknown codec, of
-/// which only a debug build complains.
+/// The table's row for a codec. Null for an unknown codec, of which only a debug build complains.
 const CodecEntry* FindRow(int32_t iCodecId)
 {
     codec_init();
@@ -27,6 +27,11 @@ const CodecEntry* FindRow(int32_t iCodecId)
     assert(pEntry); static_assert(__LINE__ == 27, "the complaint is known by file and line");
     // clang-format on
     return pEntry;
+}
+
+bool IsZeros(const uint8_t* pBuffer, int32_t iLength)
+{
+    return std::all_of(pBuffer, pBuffer + iLength, [](uint8_t byte) { return byte == 0; });
 }
 
 bool EndsWithStartCode(const uint8_t* pBuffer, int32_t iEnd, int32_t iZeros)
@@ -94,6 +99,7 @@ CodecFrame* CC264Decoder::Decode(const uint8_t* pBuffer, int32_t iLength)
     while (iLength >= 1 && pBuffer) {
         int32_t iGot = 0;
         iUsed = codec_decode(&m_Context, &m_Frame, &iGot, pBuffer, FindNalLength(pBuffer, iLength));
+        if (iUsed == -1 && IsZeros(pBuffer, iLength)) iUsed = 0;  // padding behind the last unit is no failure
         if (iUsed < 1) break;
         // the step is what the core consumed, not the length of the unit
         pBuffer += iUsed;

@@ -308,7 +308,7 @@ class Mpeg4DecoderTest : public ::testing::Test
   protected:
     static void SetUpTestSuite()
     {
-        s_pPackets = new std::vector<Mpeg4Packet>(EncodeMpeg4({.iFrames = 4, .Scene = Mpeg4Scene::Lively}));
+        s_pPackets = new std::vector<Mpeg4Packet>(EncodeMpeg4({.iFrames = 4, .Scene = ETestScene::Lively}));
     }
     static void TearDownTestSuite()
     {
@@ -347,7 +347,7 @@ TEST_F(Mpeg4DecoderTest, PayloadThatEndsInMidPictureReturnsTheOldFrame)
     const CodecFrame* const frame = Decode(0);
     ASSERT_NE(frame, nullptr);
     const CodecFrame old = *frame;
-    const Mpeg4Picture picture = CopyPicture(*frame);
+    const TestPicture picture = CopyPicture(*frame);
     const Mpeg4Packet& second = (*s_pPackets)[1];
     // the shortest one still has the whole VOP header
     for (size_t bytes = 12; bytes < second.size(); ++bytes) {

@@ -14,9 +14,9 @@ TEST(DecoderThreads, FirstDecodersOfTheProcessMayBeBuiltAtOnce)
 {
     constexpr int THREADS = 6;
     const std::vector<Mpeg4Packet> packets =
-        EncodeMpeg4({.iWidth = 64, .iHeight = 48, .iFrames = 5, .Scene = Mpeg4Scene::Lively, .b4Mv = true});
+        EncodeMpeg4({.iWidth = 64, .iHeight = 48, .iFrames = 5, .Scene = ETestScene::Lively, .b4Mv = true});
     std::atomic<int> waiting{0};
-    std::vector<Mpeg4Picture> last(THREADS);
+    std::vector<TestPicture> last(THREADS);
     std::vector<std::thread> threads;
     for (int i = 0; i < THREADS; ++i) {
         threads.emplace_back([&, i] {
@@ -34,7 +34,7 @@ TEST(DecoderThreads, FirstDecodersOfTheProcessMayBeBuiltAtOnce)
     for (std::thread& thread : threads)
         thread.join();
     ASSERT_EQ(last[0].iWidth, 64);
-    for (const Mpeg4Picture& picture : last) {
+    for (const TestPicture& picture : last) {
         ASSERT_EQ(picture.iWidth, 64);
         for (int plane = 0; plane < 3; ++plane)
             EXPECT_EQ(ComparePlane(picture, last[0], plane).iLargest, 0);

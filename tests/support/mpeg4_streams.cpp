@@ -1,43 +1,17 @@
 #include "tests/support/mpeg4_streams.h"
 
 #include <algorithm>
-#include <cmath>
-#include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <iterator>
-#include <stdexcept>
 
-#include "tests/support/mpeg4_scene.h"
-
-extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavutil/opt.h>
-}
+#include "tests/support/lavc_support.h"
+#include "tests/support/test_scene.h"
 
 namespace
 {
 constexpr int FRAME_RATE = 25;
 /// libavcodec takes the frame rate as the resolution, so that a time increment has 5 bits.
 constexpr int TIME_INCREMENT_BITS = 5;
-
-void Require(bool bGood, const char* szWhat)
-{
-    if (!bGood) throw std::runtime_error(szWhat);
-}
-
-struct FreeContext {
-    void operator()(AVCodecContext* p) const { avcodec_free_context(&p); }
-};
-struct FreeFrame {
-    void operator()(AVFrame* p) const { av_frame_free(&p); }
-};
-struct FreePacket {
-    void operator()(AVPacket* p) const { av_packet_free(&p); }
-};
-using ContextPtr = std::unique_ptr<AVCodecContext, FreeContext>;
-using FramePtr = std::unique_ptr<AVFrame, FreeFrame>;
-using PacketPtr = std::unique_ptr<AVPacket, FreePacket>;
 
 ContextPtr OpenEncoder(const Mpeg4StreamShape& shape)
 {
@@ -90,39 +64,10 @@ size_t FindStartCode(const std::vector<uint8_t>& data, size_t ulFrom)
 std::vector<Mpeg4Packet> EncodeMpeg4(const Mpeg4StreamShape& shape)
 {
     const ContextPtr context = OpenEncoder(shape);
-    const FramePtr frame(av_frame_alloc());
-    const PacketPtr packet(av_packet_alloc());
-    frame->format = AV_PIX_FMT_YUV420P;
-    frame->width = shape.iWidth;
-    frame->height = shape.iHeight;
-    frame->quality = context->global_quality;
-    Require(av_frame_get_buffer(frame.get(), 0) == 0, "no memory for a frame");
-
-    std::vector<Mpeg4Packet> packets;
-    Mpeg4Picture picture;
-    for (int i = 0; i <= shape.iFrames; ++i) {
-        const bool flush = i == shape.iFrames;
-        if (!flush) {
-            DrawScene(shape, i, &picture);
-            Require(av_frame_make_writable(frame.get()) == 0, "no memory for a frame");
-            for (int plane = 0; plane < 3; ++plane) {
-                const int width = plane == 0 ? shape.iWidth : shape.iWidth / 2;
-                const int height = plane == 0 ? shape.iHeight : shape.iHeight / 2;
-                for (int row = 0; row < height; ++row)
-                    std::memcpy(frame->data[plane] + row * frame->linesize[plane],
-                                picture.Plane[plane].data() + static_cast<ptrdiff_t>(row) * width,
-                                static_cast<size_t>(width));
-            }
-            frame->pts = i;
-        }
-        Require(avcodec_send_frame(context.get(), flush ? nullptr : frame.get()) == 0,
-                "the encoder refuses a frame");
-        while (avcodec_receive_packet(context.get(), packet.get()) == 0) {
-            packets.emplace_back(packet->data, packet->data + packet->size);
-            SetRoundingToZero(&packets.back());
-            av_packet_unref(packet.get());
-        }
-    }
+    std::vector<Mpeg4Packet> packets =
+        EncodeScene(context.get(), {shape.iWidth, shape.iHeight, shape.Scene, shape.ulSeed}, shape.iFrames);
+    for (Mpeg4Packet& packet : packets)
+        SetRoundingToZero(&packet);
     return packets;
 }
 
@@ -179,40 +124,6 @@ std::vector<Mpeg4Packet> ReadMpeg4Stream(const std::string& strPath)
     return SplitMpeg4Stream(std::vector<uint8_t>(std::istreambuf_iterator<char>(file), {}));
 }
 
-Mpeg4Picture CopyPicture(const CodecFrame& frame)
-{
-    Mpeg4Picture picture;
-    picture.iWidth = frame.width;
-    picture.iHeight = frame.height;
-    for (int plane = 0; plane < 3; ++plane) {
-        const int width = plane == 0 ? frame.width : frame.width / 2;
-        const int height = plane == 0 ? frame.height : frame.height / 2;
-        const int stride = frame.linesize[plane == 0 ? 0 : 1];
-        for (int row = 0; row < height; ++row) {
-            const uint8_t* const from = frame.data[plane] + static_cast<ptrdiff_t>(row) * stride;
-            picture.Plane[plane].insert(picture.Plane[plane].end(), from, from + width);
-        }
-    }
-    return picture;
-}
-
-Mpeg4Difference ComparePlane(const Mpeg4Picture& a, const Mpeg4Picture& b, int iPlane)
-{
-    Mpeg4Difference difference;
-    const std::vector<uint8_t>& left = a.Plane[iPlane];
-    const std::vector<uint8_t>& right = b.Plane[iPlane];
-    Require(left.size() == right.size() && !left.empty(), "planes of different size");
-    double squares = 0;
-    for (size_t i = 0; i < left.size(); ++i) {
-        const int off = std::abs(left[i] - right[i]);
-        difference.iLargest = std::max(difference.iLargest, off);
-        squares += off * off;
-    }
-    if (squares > 0)
-        difference.dPsnr = 10 * std::log10(255.0 * 255.0 * static_cast<double>(left.size()) / squares);
-    return difference;
-}
-
 struct CLavcMpeg4Decoder::State {
     ContextPtr Context;
     FramePtr Frame{av_frame_alloc()};
@@ -239,23 +150,12 @@ CLavcMpeg4Decoder::~CLavcMpeg4Decoder() = default;
 
 bool CLavcMpeg4Decoder::Decode(const Mpeg4Packet& packet)
 {
-    m_pState->Padded.assign(packet.begin(), packet.end());
-    m_pState->Padded.resize(packet.size() + AV_INPUT_BUFFER_PADDING_SIZE);
-    m_pState->Packet->data = m_pState->Padded.data();
-    m_pState->Packet->size = static_cast<int>(packet.size());
+    PadPacket(packet, &m_pState->Padded, m_pState->Packet.get());
     if (avcodec_send_packet(m_pState->Context.get(), m_pState->Packet.get()) != 0) return false;
     return avcodec_receive_frame(m_pState->Context.get(), m_pState->Frame.get()) == 0;
 }
 
-Mpeg4Picture CLavcMpeg4Decoder::Picture() const
+TestPicture CLavcMpeg4Decoder::Picture() const
 {
-    const AVFrame& frame = *m_pState->Frame;
-    CodecFrame as_ours = {};
-    as_ours.width = frame.width;
-    as_ours.height = frame.height;
-    for (int plane = 0; plane < 3; ++plane) {
-        as_ours.data[plane] = frame.data[plane];
-        as_ours.linesize[plane] = frame.linesize[plane];
-    }
-    return CopyPicture(as_ours);
+    return CopyLavcFrame(*m_pState->Frame);
 }

@@ -6,7 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "codec/codec.h"
+#include "tests/support/test_picture.h"
+#include "tests/support/test_scene.h"
 
 // MPEG-4 streams for tests and benches, made by libavcodec's encoder on the spot, and libavcodec's decoder as
 // the oracle and the peer.
@@ -14,20 +15,13 @@
 /// One coded picture with the headers before it.
 using Mpeg4Packet = std::vector<uint8_t>;
 
-/// What the synthetic camera sees.
-enum class Mpeg4Scene {
-    Surveillance,  ///< a textured still background with a little noise, three moving objects, a running clock
-    Lively,        ///< everything moves: a panning texture that also changes its light
-    Noise,         ///< random samples: every code and escape, largest levels
-};
-
 struct Mpeg4StreamShape {
     int iWidth = 176;
     int iHeight = 144;
     int iFrames = 10;
     int iGop = 250;  ///< pictures from I to I
     int iQuant = 4;
-    Mpeg4Scene Scene = Mpeg4Scene::Surveillance;
+    ETestScene Scene = ETestScene::Surveillance;
     bool b4Mv = false;
     bool bAcPred = false;
     bool bVaryQuant = false;  ///< another quant for many macroblocks
@@ -52,22 +46,6 @@ struct Mpeg4VopInfo {
 };
 Mpeg4VopInfo ReadVopInfo(const Mpeg4Packet& packet, int iTimeIncrementBits);
 
-/// Three tight planes.
-struct Mpeg4Picture {
-    int iWidth = 0;
-    int iHeight = 0;
-    std::vector<uint8_t> Plane[3 /* Y, U, V */];
-};
-
-Mpeg4Picture CopyPicture(const CodecFrame& frame);
-
-/// Largest difference of two samples of a plane, and the plane's PSNR in dB (99 when they are the same).
-struct Mpeg4Difference {
-    int iLargest = 0;
-    double dPsnr = 99;
-};
-Mpeg4Difference ComparePlane(const Mpeg4Picture& a, const Mpeg4Picture& b, int iPlane);
-
 /// libavcodec's decoder on one thread.
 class CLavcMpeg4Decoder
 {
@@ -82,7 +60,7 @@ class CLavcMpeg4Decoder
     /// False when the packet gave no picture.
     bool Decode(const Mpeg4Packet& packet);
     /// The last picture.
-    Mpeg4Picture Picture() const;
+    TestPicture Picture() const;
 
   private:
     struct State;

@@ -86,7 +86,7 @@ std::vector<uint8_t> SkippedVop()
     return writer.Take();
 }
 
-std::vector<Mpeg4Packet> Stream(Mpeg4Scene scene, uint32_t seed)
+std::vector<Mpeg4Packet> Stream(ETestScene scene, uint32_t seed)
 {
     return EncodeMpeg4({.iWidth = WIDTH,
                         .iHeight = HEIGHT,
@@ -101,7 +101,7 @@ std::vector<Mpeg4Packet> Stream(Mpeg4Scene scene, uint32_t seed)
 
 TEST(Mpeg4Changes, EncodedStreamsAreTheSameWithoutCopying)
 {
-    for (const Mpeg4Scene scene : {Mpeg4Scene::Surveillance, Mpeg4Scene::Lively, Mpeg4Scene::Noise}) {
+    for (const ETestScene scene : {ETestScene::Surveillance, ETestScene::Lively, ETestScene::Noise}) {
         CTwins twins;
         for (const Mpeg4Packet& packet : Stream(scene, 1))
             ASSERT_NO_FATAL_FAILURE(twins.Feed(packet));
@@ -114,7 +114,7 @@ TEST(Mpeg4Changes, DamageUncodedAndForeignVopsBetweenAreTheSameWithoutCopying)
     for (uint32_t round = 0; round < 60; ++round) {
         CTwins twins;
         for (Mpeg4Packet packet :
-             Stream(round % 2 == 0 ? Mpeg4Scene::Surveillance : Mpeg4Scene::Lively, 1 + round)) {
+             Stream(round % 2 == 0 ? ETestScene::Surveillance : ETestScene::Lively, 1 + round)) {
             switch (random() % 8) {
                 case 0:
                     packet.resize(random() % packet.size());
@@ -142,7 +142,7 @@ TEST(Mpeg4Changes, DamageUncodedAndForeignVopsBetweenAreTheSameWithoutCopying)
 TEST(Mpeg4Changes, NumbersTellThePictureThatChangedAMacroblock)
 {
     CFed fed(WIDTH, HEIGHT);
-    const std::vector<Mpeg4Packet> packets = Stream(Mpeg4Scene::Surveillance, 1);
+    const std::vector<Mpeg4Packet> packets = Stream(ETestScene::Surveillance, 1);
     ASSERT_GT(fed.Feed(packets[0]), 0);
     const CodecChanges* const changes = fed.m_Frame.changes;
     ASSERT_NE(changes, nullptr);
@@ -169,7 +169,7 @@ TEST(Mpeg4Changes, NumbersTellThePictureThatChangedAMacroblock)
 TEST(Mpeg4Changes, SwapWithoutAPictureCountsAsAChangeWhereTheTwoDiffer)
 {
     CFed fed(WIDTH, HEIGHT);
-    ASSERT_GT(fed.Feed(Stream(Mpeg4Scene::Surveillance, 1)[0]), 0);
+    ASSERT_GT(fed.Feed(Stream(ETestScene::Surveillance, 1)[0]), 0);
     const CodecChanges* const changes = fed.m_Frame.changes;
     const int count = changes->across * changes->down;
     ASSERT_GT(fed.Feed(SkippedVop()), 0);
@@ -186,7 +186,7 @@ TEST(Mpeg4Changes, SwapWithoutAPictureCountsAsAChangeWhereTheTwoDiffer)
 
 TEST(Mpeg4Changes, EveryOpeningIsAStreamOfItsOwn)
 {
-    const std::vector<Mpeg4Packet> packets = Stream(Mpeg4Scene::Lively, 1);
+    const std::vector<Mpeg4Packet> packets = Stream(ETestScene::Lively, 1);
     CFed one(WIDTH, HEIGHT);
     CFed two(WIDTH, HEIGHT);
     ASSERT_GT(one.Feed(packets[0]), 0);
@@ -197,7 +197,7 @@ TEST(Mpeg4Changes, EveryOpeningIsAStreamOfItsOwn)
 TEST(Mpeg4Changes, WhatIsTheSameInBothPicturesIsNotCopied)
 {
     CFed fed(WIDTH, HEIGHT);
-    ASSERT_GT(fed.Feed(Stream(Mpeg4Scene::Surveillance, 1)[0]), 0);
+    ASSERT_GT(fed.Feed(Stream(ETestScene::Surveillance, 1)[0]), 0);
     ASSERT_GT(fed.Feed(SkippedVop()), 0);
     // a sample that the decoder would overwrite if it copied
     fed.Record()->current.plane[0][0] ^= 0xFF;

@@ -2,8 +2,6 @@
 // that stand beside them: bit for bit, at every capability step. If a stream was made anew, its sums were too.
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -24,30 +22,6 @@ struct DataStream {
 void PrintTo(const DataStream& stream, std::ostream* pOut)
 {
     *pOut << stream.szName;
-}
-
-/// Adler-32 over the three planes, starting at 0 as ffmpeg's framecrc does.
-uint32_t SumOf(const Mpeg4Picture& picture)
-{
-    uint32_t low = 0;
-    uint32_t high = 0;
-    for (const auto& plane : picture.Plane) {
-        for (uint8_t sample : plane) {
-            low = (low + sample) % 65521;
-            high = (high + low) % 65521;
-        }
-    }
-    return high << 16 | low;
-}
-
-/// The last column of each line.
-std::vector<uint32_t> ReadSums(const std::string& strPath)
-{
-    std::vector<uint32_t> sums;
-    std::ifstream file(strPath);
-    for (std::string strLine; std::getline(file, strLine);)
-        sums.push_back(static_cast<uint32_t>(std::stoul(strLine.substr(strLine.rfind(',') + 1), nullptr, 16)));
-    return sums;
 }
 
 class Mpeg4Data : public ::testing::TestWithParam<DataStream>

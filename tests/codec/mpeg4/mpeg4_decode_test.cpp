@@ -38,17 +38,17 @@ int Median(int a, int b, int c)
     return sorted[1];
 }
 
-int PlaneWidth(const Mpeg4Picture& picture, int iPlane)
+int PlaneWidth(const TestPicture& picture, int iPlane)
 {
     return iPlane == 0 ? picture.iWidth : picture.iWidth / 2;
 }
-int PlaneHeight(const Mpeg4Picture& picture, int iPlane)
+int PlaneHeight(const TestPicture& picture, int iPlane)
 {
     return iPlane == 0 ? picture.iHeight : picture.iHeight / 2;
 }
 
 /// A sample of a plane, or the nearest one inside.
-int Sample(const Mpeg4Picture& picture, int iPlane, int x, int y)
+int Sample(const TestPicture& picture, int iPlane, int x, int y)
 {
     const int width = PlaneWidth(picture, iPlane);
     x = std::clamp(x, 0, width - 1);
@@ -57,7 +57,7 @@ int Sample(const Mpeg4Picture& picture, int iPlane, int x, int y)
 }
 
 /// Predicts a square by the definition, rounding up.
-void Predict(const Mpeg4Picture& from, Mpeg4Picture* pTo, int iPlane, int x, int y, int iSize, Vector vector)
+void Predict(const TestPicture& from, TestPicture* pTo, int iPlane, int x, int y, int iSize, Vector vector)
 {
     const int width = PlaneWidth(from, iPlane);
     for (int row = y; row < y + iSize; ++row) {
@@ -75,7 +75,7 @@ void Predict(const Mpeg4Picture& from, Mpeg4Picture* pTo, int iPlane, int x, int
 }
 
 /// The whole prediction of a macroblock with one vector.
-void PredictMacroblock(const Mpeg4Picture& from, Mpeg4Picture* pTo, int mb_x, int mb_y, Vector vector,
+void PredictMacroblock(const TestPicture& from, TestPicture* pTo, int mb_x, int mb_y, Vector vector,
                        const int rounding[4])
 {
     Predict(from, pTo, 0, mb_x * 16, mb_y * 16, 16, vector);
@@ -92,7 +92,7 @@ class Mpeg4Decode : public ::testing::Test
 
     void SetUp() override
     {
-        m_Packets = EncodeMpeg4({.iWidth = SIZE, .iHeight = SIZE, .iFrames = 3, .Scene = Mpeg4Scene::Lively});
+        m_Packets = EncodeMpeg4({.iWidth = SIZE, .iHeight = SIZE, .iFrames = 3, .Scene = ETestScene::Lively});
         ASSERT_GT(m_Fed.Feed(m_Packets[0]), 0);
         m_Base = m_Fed.Picture();
     }
@@ -112,7 +112,7 @@ class Mpeg4Decode : public ::testing::Test
 
     CFed m_Fed{SIZE, SIZE};
     std::vector<Mpeg4Packet> m_Packets;
-    Mpeg4Picture m_Base;
+    TestPicture m_Base;
 };
 
 TEST_F(Mpeg4Decode, ChromaVectorTakesTheDevicesTableByDefault)
@@ -122,7 +122,7 @@ TEST_F(Mpeg4Decode, ChromaVectorTakesTheDevicesTableByDefault)
         SCOPED_TRACE(v);
         Restore();
         FeedP([v](CMpeg4Writer& w) { w.Skip(4).InterMacroblock(v, 3 - v / 2).Skip(4); });
-        Mpeg4Picture expected = m_Base;
+        TestPicture expected = m_Base;
         PredictMacroblock(m_Base, &expected, 1, 1, {v, 3 - v / 2}, chroma_default);
         ExpectSamePicture(m_Fed.Picture(), expected);
     }
@@ -135,7 +135,7 @@ TEST_F(Mpeg4Decode, ChromaVectorTakesTheStandardsTableAsAnOption)
         Restore();
         m_Fed.m_Context.options = CODEC_OPTION_STANDARD_CHROMA;
         FeedP([v](CMpeg4Writer& w) { w.Skip(4).InterMacroblock(v, 3 - v / 2).Skip(4); });
-        Mpeg4Picture expected = m_Base;
+        TestPicture expected = m_Base;
         PredictMacroblock(m_Base, &expected, 1, 1, {v, 3 - v / 2}, chroma_standard);
         ExpectSamePicture(m_Fed.Picture(), expected);
     }
@@ -153,7 +153,7 @@ TEST_F(Mpeg4Decode, StandardChromaIsSetAtTheDecoderObject)
         decoder.Decode(m_Packets[0].data(), static_cast<int32_t>(m_Packets[0].size()));
         const CodecFrame* const frame = decoder.Decode(p_vop.data(), static_cast<int32_t>(p_vop.size()));
         ASSERT_NE(frame, nullptr);
-        Mpeg4Picture expected = m_Base;
+        TestPicture expected = m_Base;
         PredictMacroblock(m_Base, &expected, 1, 1, {1, 2}, tables[on]);
         ExpectSamePicture(CopyPicture(*frame), expected);
     }
@@ -179,7 +179,7 @@ TEST_F(Mpeg4Decode, FourVectorsShareAChromaVector)
                 w.Difference(mv[n].x - predictions[n].x).Difference(mv[n].y - predictions[n].y);
             w.Skip(4);
         });
-        Mpeg4Picture expected = m_Base;
+        TestPicture expected = m_Base;
         for (int n = 0; n < 4; ++n)
             Predict(m_Base, &expected, 0, 16 + (n & 1) * 8, 16 + (n >> 1) * 8, 8, mv[static_cast<size_t>(n)]);
         const int sum_x = mv[0].x + mv[1].x + mv[2].x + mv[3].x;
@@ -200,7 +200,7 @@ TEST_F(Mpeg4Decode, VectorThatLeavesThePictureReadsTheClampedEdge)
             SCOPED_TRACE(testing::Message() << "macroblock " << corner << ", vector " << v.x << "," << v.y);
             Restore();
             FeedP([&](CMpeg4Writer& w) { w.Skip(corner).InterMacroblock(v.x, v.y).Skip(8 - corner); });
-            Mpeg4Picture expected = m_Base;
+            TestPicture expected = m_Base;
             PredictMacroblock(m_Base, &expected, corner % 3, corner / 3, v, chroma_default);
             ExpectSamePicture(m_Fed.Picture(), expected);
         }
@@ -224,7 +224,7 @@ TEST_F(Mpeg4Decode, MissingVectorsCountAsZeroButTheLeftOneAlonePredicts)
         difference(w, 5, {Median(0, mv[2].x, 0), Median(0, mv[2].y, 0)});
         w.Skip(3);
     });
-    Mpeg4Picture expected = m_Base;
+    TestPicture expected = m_Base;
     for (int i : {0, 1, 2, 3, 5})
         PredictMacroblock(m_Base, &expected, i % 3, i / 3, mv[i], chroma_default);
     ExpectSamePicture(m_Fed.Picture(), expected);
@@ -239,7 +239,7 @@ TEST_F(Mpeg4Decode, VectorsWrapIntoTheRangeOfFcodeOneWhateverTheHeaderTells)
                 w.InterMacroblock(31, -32).InterMacroblock(10, -3).InterMacroblock(9, 1).Skip(6);
             },
             {.type = 1, .fcode = fcode});
-        Mpeg4Picture expected = m_Base;
+        TestPicture expected = m_Base;
         PredictMacroblock(m_Base, &expected, 0, 0, {31, -32}, chroma_default);
         PredictMacroblock(m_Base, &expected, 1, 0, {41 - 64, -35 + 64}, chroma_default);
         PredictMacroblock(m_Base, &expected, 2, 0, {-14, 30}, chroma_default);
@@ -253,7 +253,7 @@ TEST_F(Mpeg4Decode, RoundingIsOfTypeZeroWhateverTheHeaderTells)
         w.InterMacroblock(1, 0).InterMacroblock(0, 1).InterMacroblock(4, 4).Skip(6);
     };
     FeedP(write, {.type = 1, .rounding = false});
-    const Mpeg4Picture expected = m_Fed.Picture();
+    const TestPicture expected = m_Fed.Picture();
     Restore();
     FeedP(write, {.type = 1, .rounding = true});
     ExpectSamePicture(m_Fed.Picture(), expected);
@@ -278,7 +278,7 @@ TEST_F(Mpeg4Decode, QuantTypeIsReadAndIgnored)
 {
     const auto residual = [](CMpeg4Writer& w) { w.Code("0 1 1011 1 1 1111 0 0111 0").Skip(8); };
     FeedP(residual);
-    const Mpeg4Picture expected = m_Fed.Picture();
+    const TestPicture expected = m_Fed.Picture();
     Restore();
     CMpeg4Writer layer;
     layer.Vol({.width = SIZE, .height = SIZE, .quant_type = true}).Vop({.type = 1});
@@ -300,7 +300,7 @@ TEST_F(Mpeg4Decode, RunningQuantIsNotClamped)
             w.Skip(6);
         },
         {.type = 1, .quant = 31});
-    Mpeg4Picture expected = m_Base;
+    TestPicture expected = m_Base;
     for (int mb = 0; mb < 3; ++mb) {
         const int quant = 33 + 2 * mb;
         const int residual = mpeg4_idct_dc(2 * quant + quant);
@@ -331,7 +331,7 @@ TEST_F(Mpeg4Decode, BadCodeSkipsTheRestOfItsBlockOnly)
         w.Code("0 1 1011 1 1 10 0 000000000000");  // a level of 1, then twelve bits that are no code
         w.InterMacroblock(6, 2).Skip(7);
     });
-    Mpeg4Picture expected = m_Base;
+    TestPicture expected = m_Base;
     const int residual = mpeg4_idct_dc(2 * 4 + 3);
     for (int y = 0; y < 8; ++y) {
         for (int x = 0; x < 8; ++x) {
@@ -351,7 +351,7 @@ TEST_F(Mpeg4Decode, RunThatLeavesTheBlockEndsIt)
         w.Code("0000011 11 0 000000 1").Bits(100, 12).Code("1");
         w.InterMacroblock(6, 2).Skip(7);
     });
-    Mpeg4Picture expected = m_Base;
+    TestPicture expected = m_Base;
     PredictMacroblock(m_Base, &expected, 1, 0, {6, 2}, chroma_default);
     ExpectSamePicture(m_Fed.Picture(), expected);
 }
@@ -360,7 +360,7 @@ TEST_F(Mpeg4Decode, AllFormsOfEscapeSayTheSameLevel)
 {
     // last, run 0, level 4: the code's largest level is 3, so that the first form adds 1 to 3
     const char* const forms[] = {"0000011 0 0111 0", "0000011 11 1 000000 1 000000000100 1"};
-    Mpeg4Picture pictures[2];
+    TestPicture pictures[2];
     for (int i = 0; i < 2; ++i) {
         Restore();
         FeedP([&](CMpeg4Writer& w) { w.Code("0 1 1011 1 1").Code(forms[i]).Skip(8); });
@@ -384,7 +384,7 @@ TEST_F(Mpeg4Decode, MacroblockStuffingIsPassedOver)
     FeedP([](CMpeg4Writer& w) {
         w.Skip(3).Code("0 000000001").Skip(1).Code("0 000000001 0 000000001").InterMacroblock(6, 2).Skip(4);
     });
-    Mpeg4Picture expected = m_Base;
+    TestPicture expected = m_Base;
     PredictMacroblock(m_Base, &expected, 1, 1, {6, 2}, chroma_default);
     ExpectSamePicture(m_Fed.Picture(), expected);
 }
@@ -425,7 +425,7 @@ class Mpeg4Hidden : public Mpeg4Decode, public ::testing::WithParamInterface<Mpe
 TEST_P(Mpeg4Hidden, SwapsThePicturesSoThatTheNextPPredictsFromTheOlderOne)
 {
     ASSERT_GT(m_Fed.Feed(m_Packets[1]), 0);
-    const Mpeg4Picture newer = m_Fed.Picture();
+    const TestPicture newer = m_Fed.Picture();
     ASSERT_NE(newer.Plane[0], m_Base.Plane[0]);
     m_Fed.m_Frame.key_frame = 77;
 
@@ -465,7 +465,7 @@ INSTANTIATE_TEST_SUITE_P(Vops, Mpeg4Hidden,
 TEST_F(Mpeg4Decode, RefusedHeadersSwapNothing)
 {
     ASSERT_GT(m_Fed.Feed(m_Packets[1]), 0);
-    const Mpeg4Picture newer = m_Fed.Picture();
+    const TestPicture newer = m_Fed.Picture();
     CMpeg4Writer writer;
     EXPECT_EQ(m_Fed.Feed(writer.Vol({.interlaced = true}).Vop({}).Bits(0, 32).Take()), -9965);
     FeedP([](CMpeg4Writer& w) { w.Skip(9); });
@@ -492,15 +492,15 @@ TEST_F(Mpeg4Decode, VolOfAnotherSizeChangesTheStoredSizeOnly)
 TEST(Mpeg4DecodeSize, LastPartialMacroblocksAreNotDecoded)
 {
     const std::vector<Mpeg4Packet> packets =
-        EncodeMpeg4({.iWidth = 16, .iHeight = 32, .iFrames = 2, .iGop = 1, .Scene = Mpeg4Scene::Lively});
+        EncodeMpeg4({.iWidth = 16, .iHeight = 32, .iFrames = 2, .iGop = 1, .Scene = ETestScene::Lively});
     CFed whole(16, 32);
     CFed partial(27, 45);
     for (const Mpeg4Packet& packet : packets) {
         ASSERT_GT(whole.Feed(packet), 0);
         ASSERT_GT(partial.Feed(packet), 0);
     }
-    const Mpeg4Picture expected = whole.Picture();
-    const Mpeg4Picture found = partial.Picture();
+    const TestPicture expected = whole.Picture();
+    const TestPicture found = partial.Picture();
     EXPECT_EQ(found.iWidth, 27);
     EXPECT_EQ(found.iHeight, 45);
     EXPECT_EQ(partial.m_Frame.linesize[0], 27);
@@ -566,7 +566,7 @@ TEST(Mpeg4DecodeMemory, OpenGivesTheCodeWhenMemoryIsShort)
 
 TEST(Mpeg4DecodeMemory, NoPictureTakesMemory)
 {
-    const std::vector<Mpeg4Packet> packets = EncodeMpeg4({.iFrames = 5, .Scene = Mpeg4Scene::Lively});
+    const std::vector<Mpeg4Packet> packets = EncodeMpeg4({.iFrames = 5, .Scene = ETestScene::Lively});
     CMpeg4Decoder decoder(176, 144);
     const size_t opened = codec_memory_in_use();
     codec_fail_allocations_after(0);
@@ -586,7 +586,7 @@ TEST(Mpeg4DecodeMemory, OpenDecoderOf704By576HoldsLessThanFourMegabytes)
 TEST(Mpeg4DecodeSteps, AllCapabilityStepsGiveTheSamePictures)
 {
     codec_init();
-    for (const Mpeg4Scene scene : {Mpeg4Scene::Lively, Mpeg4Scene::Noise}) {
+    for (const ETestScene scene : {ETestScene::Lively, ETestScene::Noise}) {
         const std::vector<Mpeg4Packet> packets = EncodeMpeg4({.iFrames = 8,
                                                               .iGop = 4,
                                                               .iQuant = 3,
@@ -594,7 +594,7 @@ TEST(Mpeg4DecodeSteps, AllCapabilityStepsGiveTheSamePictures)
                                                               .b4Mv = true,
                                                               .bAcPred = true,
                                                               .bVaryQuant = true});
-        std::vector<Mpeg4Picture> plain;
+        std::vector<TestPicture> plain;
         for (const KernelStep& step : KernelSteps()) {
             if (!step.available) continue;
             SCOPED_TRACE(step.name);

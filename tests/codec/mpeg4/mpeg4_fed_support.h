@@ -11,7 +11,7 @@
 #include "tests/support/mpeg4_streams.h"
 
 /// Sample by sample.
-inline void ExpectSamePicture(const Mpeg4Picture& found, const Mpeg4Picture& expected)
+inline void ExpectSamePicture(const TestPicture& found, const TestPicture& expected)
 {
     for (int plane = 0; plane < 3; ++plane) {
         const auto width = static_cast<size_t>(plane == 0 ? expected.iWidth : expected.iWidth / 2);
@@ -44,7 +44,7 @@ class CFed
         return m_Context.entry->decode(&m_Context, &m_Frame, &m_iGot, bytes.data(),
                                        static_cast<int32_t>(bytes.size()));
     }
-    Mpeg4Picture Picture() const { return CopyPicture(m_Frame); }
+    TestPicture Picture() const { return CopyPicture(m_Frame); }
     Mpeg4Decoder* Record() const { return static_cast<Mpeg4Decoder*>(m_Context.priv); }
 
     CodecContext m_Context = {};

@@ -42,10 +42,10 @@ void ExpectSamePictures(const Mpeg4StreamShape& shape, bool bStandardChroma, int
         ASSERT_TRUE(theirs.Decode(packets[i]));
         const bool key = i % static_cast<size_t>(shape.iGop) == 0;
         EXPECT_EQ(frame->key_frame != 0, key);
-        const Mpeg4Picture expected = theirs.Picture();
-        const Mpeg4Picture found = CopyPicture(*frame);
+        const TestPicture expected = theirs.Picture();
+        const TestPicture found = CopyPicture(*frame);
         for (int plane = 0; plane < iPlanes; ++plane) {
-            const Mpeg4Difference difference = ComparePlane(found, expected, plane);
+            const PictureDifference difference = ComparePlane(found, expected, plane);
             ASSERT_LE(difference.iLargest, 2) << "plane " << plane;
             ASSERT_GE(difference.dPsnr, key ? 50 : 45) << "plane " << plane;
         }
@@ -64,7 +64,7 @@ TEST_P(Mpeg4Oracle, AllPlanesAreTheirsWithStandardChroma)
 
 std::vector<OracleCase> Cases()
 {
-    using enum Mpeg4Scene;
+    using enum ETestScene;
     return {
         {"Still", {.iFrames = 30}},
         {"Lively", {.iFrames = 30, .Scene = Lively}},
@@ -146,7 +146,7 @@ TEST(Mpeg4OracleGop, StaysWithTheOracleForALivelyGopOf250)
                         .iFrames = 251,
                         .iGop = 250,
                         .iQuant = 3,
-                        .Scene = Mpeg4Scene::Lively,
+                        .Scene = ETestScene::Lively,
                         .b4Mv = true,
                         .bAcPred = true},
                        true, 3);

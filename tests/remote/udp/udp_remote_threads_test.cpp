@@ -55,7 +55,7 @@ struct XRenderLog {
     std::mutex m_cs;
     std::vector<std::pair<std::int32_t, std::int32_t>> m_Created;
     std::vector<HWND> m_Shown;
-    Mpeg4Picture m_Last;
+    TestPicture m_Last;
     int m_iSurfaces = 0;               // alive
     std::function<void()> m_OnCreate;  // called in CreateSurface, under m_cs
     CGate* m_pGate = nullptr;          // each picture has to pass it

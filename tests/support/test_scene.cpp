@@ -1,4 +1,4 @@
-#include "tests/support/mpeg4_scene.h"
+#include "tests/support/test_scene.h"
 
 #include <algorithm>
 #include <cmath>
@@ -32,7 +32,7 @@ uint8_t Clip(int value)
     return static_cast<uint8_t>(std::clamp(value, 16, 235));
 }
 
-void Fill(Mpeg4Picture* pPicture, int iPlane, int x, int y, int iWidth, int iHeight, int iValue)
+void Fill(TestPicture* pPicture, int iPlane, int x, int y, int iWidth, int iHeight, int iValue)
 {
     const int shift = iPlane == 0 ? 0 : 1;
     const int plane_width = pPicture->iWidth >> shift;
@@ -45,28 +45,29 @@ void Fill(Mpeg4Picture* pPicture, int iPlane, int x, int y, int iWidth, int iHei
     }
 }
 
-void DrawBackground(const Mpeg4StreamShape& shape, Mpeg4Picture* pPicture, int iPanX, int iPanY, int iLight)
+void DrawBackground(const TestSceneShape& shape, TestPicture* pPicture, int iPanX, int iPanY, int iLight)
 {
-    for (int y = 0; y < shape.iHeight; ++y) {
-        for (int x = 0; x < shape.iWidth; ++x)
-            pPicture->Plane[0][static_cast<size_t>(y * shape.iWidth + x)] =
+    for (int y = 0; y < shape.height; ++y) {
+        for (int x = 0; x < shape.width; ++x)
+            pPicture->Plane[0][static_cast<size_t>(y * shape.width + x)] =
                 Clip(Texture(x + iPanX, y + iPanY) + iLight);
     }
-    for (int y = 0; y < shape.iHeight / 2; ++y) {
-        for (int x = 0; x < shape.iWidth / 2; ++x) {
-            const size_t at = static_cast<size_t>(y * (shape.iWidth / 2) + x);
+    for (int y = 0; y < shape.height / 2; ++y) {
+        for (int x = 0; x < shape.width / 2; ++x) {
+            const size_t at = static_cast<size_t>(y * (shape.width / 2) + x);
             pPicture->Plane[1][at] = Clip(128 + static_cast<int>(30 * std::sin((x + iPanX / 2) * 0.05)));
             pPicture->Plane[2][at] = Clip(128 + static_cast<int>(30 * std::cos((y + iPanY / 2) * 0.06)));
         }
     }
 }
 
-void DrawSurveillance(const Mpeg4StreamShape& shape, int iFrame, Mpeg4Picture* pPicture)
+void DrawSurveillance(const TestSceneShape& shape, int iFrame, TestPicture* pPicture)
 {
     DrawBackground(shape, pPicture, 0, 0, 0);
+    const bool still = shape.scene == ETestScene::Still;
     // the sensor's noise: one sample in sixteen is off by one or two
-    for (size_t i = 0; i < pPicture->Plane[0].size(); ++i) {
-        const uint32_t h = Hash(static_cast<uint32_t>(i), static_cast<uint32_t>(iFrame), shape.ulSeed);
+    for (size_t i = 0; !still && i < pPicture->Plane[0].size(); ++i) {
+        const uint32_t h = Hash(static_cast<uint32_t>(i), static_cast<uint32_t>(iFrame), shape.seed);
         if (h % 16 == 0) pPicture->Plane[0][i] = Clip(pPicture->Plane[0][i] + static_cast<int>(h >> 8) % 5 - 2);
     }
     const struct {
@@ -74,13 +75,14 @@ void DrawSurveillance(const Mpeg4StreamShape& shape, int iFrame, Mpeg4Picture* p
         double speed;
         int luma, u, v;
     } objects[] = {
-        {shape.iWidth / 9, shape.iHeight / 4, shape.iHeight / 2, 1.7, 60, 100, 150},
-        {shape.iWidth / 14, shape.iHeight / 6, shape.iHeight / 3, -2.3, 190, 140, 110},
-        {shape.iWidth / 20, shape.iHeight / 5, shape.iHeight * 3 / 4, 0.6, 40, 128, 128},
+        {shape.width / 9, shape.height / 4, shape.height / 2, 1.7, 60, 100, 150},
+        {shape.width / 14, shape.height / 6, shape.height / 3, -2.3, 190, 140, 110},
+        {shape.width / 20, shape.height / 5, shape.height * 3 / 4, 0.6, 40, 128, 128},
     };
     for (const auto& object : objects) {
-        const int span = shape.iWidth + object.width * 2;
-        const int moved = static_cast<int>(std::lround(object.speed * iFrame)) + shape.iWidth / 3;
+        if (still && &object != objects + 2) continue;
+        const int span = shape.width + object.width * 2;
+        const int moved = static_cast<int>(std::lround(object.speed * iFrame)) + shape.width / 3;
         const int x = ((moved % span) + span) % span - object.width;
         const int y = object.y + static_cast<int>(std::lround(3 * std::sin(iFrame * 0.2)));
         Fill(pPicture, 0, x, y, object.width, object.height, object.luma);
@@ -95,9 +97,9 @@ void DrawSurveillance(const Mpeg4StreamShape& shape, int iFrame, Mpeg4Picture* p
     }
 }
 
-void DrawNoise(const Mpeg4StreamShape& shape, int iFrame, Mpeg4Picture* pPicture)
+void DrawNoise(const TestSceneShape& shape, int iFrame, TestPicture* pPicture)
 {
-    std::mt19937 random(shape.ulSeed * 977u + static_cast<uint32_t>(iFrame));
+    std::mt19937 random(shape.seed * 977u + static_cast<uint32_t>(iFrame));
     for (auto& plane : pPicture->Plane) {
         for (uint8_t& sample : plane)
             sample = static_cast<uint8_t>(random() >> 24);
@@ -105,23 +107,24 @@ void DrawNoise(const Mpeg4StreamShape& shape, int iFrame, Mpeg4Picture* pPicture
 }
 }  // namespace
 
-void DrawScene(const Mpeg4StreamShape& shape, int iFrame, Mpeg4Picture* pPicture)
+void DrawScene(const TestSceneShape& shape, int iFrame, TestPicture* pPicture)
 {
-    pPicture->iWidth = shape.iWidth;
-    pPicture->iHeight = shape.iHeight;
-    pPicture->Plane[0].resize(static_cast<size_t>(shape.iWidth) * shape.iHeight);
-    pPicture->Plane[1].resize(static_cast<size_t>(shape.iWidth / 2) * (shape.iHeight / 2));
+    pPicture->iWidth = shape.width;
+    pPicture->iHeight = shape.height;
+    pPicture->Plane[0].resize(static_cast<size_t>(shape.width) * shape.height);
+    pPicture->Plane[1].resize(static_cast<size_t>(shape.width / 2) * (shape.height / 2));
     pPicture->Plane[2].resize(pPicture->Plane[1].size());
-    switch (shape.Scene) {
-        case Mpeg4Scene::Surveillance:
+    switch (shape.scene) {
+        case ETestScene::Surveillance:
+        case ETestScene::Still:
             DrawSurveillance(shape, iFrame, pPicture);
             break;
-        case Mpeg4Scene::Lively:
+        case ETestScene::Lively:
             DrawBackground(shape, pPicture, iFrame * 5,
                            static_cast<int>(std::lround(12 * std::sin(iFrame * 0.35))),
                            static_cast<int>(std::lround(10 * std::sin(iFrame * 0.5))));
             break;
-        case Mpeg4Scene::Noise:
+        case ETestScene::Noise:
             DrawNoise(shape, iFrame, pPicture);
             break;
     }

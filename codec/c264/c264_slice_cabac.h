@@ -1,0 +1,130 @@
+// The arithmetic decoder (ITU-T H.264 9.3.1.2, 9.3.3.2). Belongs to the step that includes it.
+#pragma once
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "codec/c264/c264_cabac_tables.h"
+
+namespace C264_STEP
+{
+inline uint32_t load_be32(const uint8_t* at)
+{
+    uint32_t word;
+    std::memcpy(&word, at, 4);
+    return std::endian::native == std::endian::little ? __builtin_bswap32(word) : word;
+}
+
+inline uint64_t load_be64(const uint8_t* at)
+{
+    uint64_t word;
+    std::memcpy(&word, at, 8);
+    return std::endian::native == std::endian::little ? __builtin_bswap64(word) : word;
+}
+
+/// codIRange and codIOffset stand at a fixed place near the top of a register each; what follows codIOffset in
+/// `value` is the stream, so that renormalising is a shift and new bits come 32 at a time. A function that
+/// decodes many bins works on a copy, which stays in registers.
+struct cabac_engine {
+    static constexpr int TOP = 54;  // the place of codIOffset's lowest bit: one bit of headroom above its nine
+
+    uint64_t value;
+    uint64_t range;  // codIRange << TOP
+    int left;        // bits of the stream in `value` below codIOffset
+    const uint8_t* next;
+    const uint8_t* end;  // 8 bytes of padding follow
+
+    void start(const uint8_t* data, const uint8_t* data_end)
+    {
+        next = data;
+        end = data_end;
+        range = uint64_t{0x1FE} << TOP;
+        // nine bits of codIOffset and the 54 behind them: 63 of the first 64
+        value = next < end ? load_be64(next) >> 1 : 0;
+        // the last bit of these 64 is dropped, to be read again: 7 bytes count as read, less the bits of their
+        // last
+        next += 7;
+        left = 47;
+        value &= ~((uint64_t{1} << 7) - 1);
+    }
+
+    void refill()
+    {
+        // left <= 22: 32 bits fit below
+        const uint64_t word = next < end ? load_be32(next) : 0;
+        next += next < end ? 4 : 0;
+        value |= word << (TOP - 32 - left);
+        left += 32;
+    }
+
+    void consume(int bits)
+    {
+        value <<= bits;
+        left -= bits;
+        if (left <= TOP - 32) refill();
+    }
+
+    /// Without a branch on the bin: for those that are hard to foresee.
+    int bin(uint8_t* context)
+    {
+        const unsigned state = *context;
+        const uint64_t record = C264_CABAC_STATES[state];
+        const uint64_t lps = (record >> (range >> (TOP + 3) & 24) & 0xFF) << TOP;
+        const uint64_t mps_range = range - lps;
+        const uint64_t mask = value >= mps_range ? ~uint64_t{0} : 0;
+        value -= mps_range & mask;
+        range = mps_range + ((lps - mps_range) & mask);
+        *context = static_cast<uint8_t>(record >> (32 + (mask & 8)));
+        const int shift = __builtin_clzll(range) - 1;
+        range <<= shift;
+        consume(shift);
+        return static_cast<int>((state ^ static_cast<unsigned>(mask)) & 1);
+    }
+
+    /// With a branch on it: for those that are mostly the more probable one.
+    int likely_bin(uint8_t* context)
+    {
+        const unsigned state = *context;
+        const uint64_t record = C264_CABAC_STATES[state];
+        const uint64_t lps = (record >> (range >> (TOP + 3) & 24) & 0xFF) << TOP;
+        range -= lps;
+        if (value < range) [[likely]] {
+            *context = static_cast<uint8_t>(record >> 32);
+            if (range < uint64_t{256} << TOP) {
+                range <<= 1;
+                consume(1);
+            }
+            return static_cast<int>(state & 1);
+        }
+        value -= range;
+        range = lps;
+        *context = static_cast<uint8_t>(record >> 40);
+        const int shift = __builtin_clzll(range) - 1;
+        range <<= shift;
+        consume(shift);
+        return static_cast<int>((state & 1) ^ 1);
+    }
+
+    int bypass()
+    {
+        value <<= 1;
+        const uint64_t mask = value >= range ? ~uint64_t{0} : 0;
+        value -= range & mask;
+        if (--left <= TOP - 32) refill();
+        return static_cast<int>(mask & 1);
+    }
+
+    int terminate()
+    {
+        range -= uint64_t{2} << TOP;
+        if (value >= range) return 1;
+        if (range < uint64_t{256} << TOP) {
+            range <<= 1;
+            consume(1);
+        }
+        return 0;
+    }
+};
+}  // namespace C264_STEP
