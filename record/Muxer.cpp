@@ -39,7 +39,7 @@ AVCodecID ToLibrary(std::int32_t iCodec)
 struct CMuxer::File {
     AVFormatContext* context = avformat_alloc_context();
     AVPacket* packet = av_packet_alloc();
-    std::array<std::int64_t, 2> written = {};  // packets of each stream
+    std::array<std::int64_t, 2> packets = {};  // of each stream, the refused ones too
     bool header = false;
     bool trailer = false;
     std::chrono::steady_clock::time_point flushed = std::chrono::steady_clock::now();
@@ -67,16 +67,19 @@ std::int32_t CMuxer::Open(const std::string& strPath, std::int32_t iVideoCodec, 
     if (file->context == nullptr || file->packet == nullptr) return Fail(-1);
     file->context->oformat = av_guess_format("avi", m_strPath.c_str(), nullptr);
     if (file->context->oformat == nullptr) return 0;
+    const AVCodecID videoCodec = ToLibrary(iVideoCodec);
+    const AVCodecID audioCodec = ToLibrary(iAudioCodec);
+    if (videoCodec == AV_CODEC_ID_NONE || audioCodec == AV_CODEC_ID_NONE) return Fail(-1);
     AVStream* const video = avformat_new_stream(file->context, nullptr);
     AVStream* const audio = video != nullptr ? avformat_new_stream(file->context, nullptr) : nullptr;
     if (audio == nullptr) return Fail(-1);
     video->codecpar->codec_type = AVMEDIA_TYPE_VIDEO;
-    video->codecpar->codec_id = ToLibrary(iVideoCodec);
+    video->codecpar->codec_id = videoCodec;
     video->codecpar->width = iWidth;
     video->codecpar->height = iHeight;
     video->time_base = {1, PICTURES_PER_SECOND};
     audio->codecpar->codec_type = AVMEDIA_TYPE_AUDIO;
-    audio->codecpar->codec_id = ToLibrary(iAudioCodec);
+    audio->codecpar->codec_id = audioCodec;
     audio->codecpar->bit_rate = iBitRate;
     audio->codecpar->sample_rate = iSampleRate;
     av_channel_layout_default(&audio->codecpar->ch_layout, 1);
@@ -112,16 +115,17 @@ std::int32_t CMuxer::WritePacket(std::int32_t iStream, const std::uint8_t* data,
         ++m_ulFailures;
         return -1;
     }
+    // A file that the disk refused once takes nothing any more; the library would complain of each packet.
+    if (m_pFile->context->pb->error < 0) return Fail(m_pFile->context->pb->error);
     AVPacket& packet = *m_pFile->packet;
     packet.data = const_cast<std::uint8_t*>(data);  // the library only reads it
     packet.size = iBytes;
     packet.flags = iKey != 0 ? AV_PKT_FLAG_KEY : 0;
     packet.stream_index = iStream;
-    packet.pts = packet.dts = m_pFile->written[static_cast<std::size_t>(iStream)];
+    packet.pts = packet.dts = m_pFile->packets[static_cast<std::size_t>(iStream)]++;
     packet.duration = 1;
     std::int32_t iResult = av_write_frame(m_pFile->context, &packet);
     av_packet_unref(&packet);
-    if (iResult >= 0) ++m_pFile->written[static_cast<std::size_t>(iStream)];
     const auto now = std::chrono::steady_clock::now();
     if (now - m_pFile->flushed >= FLUSH_EVERY) {
         m_pFile->flushed = now;
