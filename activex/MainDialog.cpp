@@ -2,7 +2,9 @@
 
 #include <QCursor>
 #include <QPainter>
+#include <algorithm>
 #include <cstdlib>
+#include <iterator>
 
 #include "activex/UI common/Outlook2Ctrl.h"
 #include "activex/UI common/TreeCtrlEx.h"
@@ -191,9 +193,14 @@ void CMainDialog::CloseDevices()
         if (first == nullptr) first = dynamic_cast<CDevices*>(node);
         if (auto* const device = dynamic_cast<CDevice*>(node)) devices.push_back(device);
     }
-    for (CDevice* device : devices) {
-        if (device->GetStatus() != STATUS_CLOSED) device->Close();
-    }
+    std::vector<CDevice*> open;
+    std::ranges::copy_if(devices, std::back_inserter(open),
+                         [](CDevice* device) { return device->GetStatus() != STATUS_CLOSED; });
+    // All are told before the first is waited for, so that their threads end side by side.
+    for (CDevice* device : open)
+        device->LetGo();
+    for (CDevice* device : open)
+        device->Close();
     if (first != nullptr) {
         for (CDevice* device : devices)
             first->Remove(device);  // those of other stations aren't found there

@@ -35,6 +35,7 @@ bool WriteReport(const QString& path, const std::vector<XChannelReport>& channel
                                 {"height", channel.iHeight},
                                 {"decoded", Number(channel.ulDecoded)},
                                 {"shown", Number(channel.ulShown)},
+                                {"skipped", Number(channel.ulSkipped)},
                                 {"refused", Number(channel.ulRefused)},
                                 {"bytes", Number(channel.ulBytes)},
                                 {"first_picture_ms", static_cast<qint64>(channel.iFirstPictureMs)}});

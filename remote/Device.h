@@ -52,6 +52,10 @@ class CDevice : public IDevice
     bool Slot27() override { return false; }
     void Slot28() override {}
 
+    /// Tells the link thread to end and wakes it, without waiting for it: Close follows. Whoever closes many
+    /// devices tells them all first, so that they end side by side.
+    virtual void LetGo() { m_pState->m_bRunning = false; }
+
     /// The cell's window, for a panel that sets it without SetParam: a class may answer 0 to that.
     HWND GetRenderWnd() const { return m_pState->m_hRenderWnd; }
     void SetRenderWnd(HWND window) { m_pState->m_hRenderWnd = window; }

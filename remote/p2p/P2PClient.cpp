@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cassert>
 #include <cerrno>
+#include <new>
 
 #include "remote/p2p/AnswerBatch.h"
 #include "remote/p2p/DatagramReader.h"
@@ -241,7 +242,11 @@ std::uint32_t CP2PClient::Receive()
         // A broken socket is read again for ever.
         if (!bRead && !bMore && errno != EINTR) m_Options.m_pClock->Sleep(1);
         while (reader.Next(datagram, from)) {
-            m_Protocol.HandleDatagram(datagram, from, answers);
+            try {
+                m_Protocol.HandleDatagram(datagram, from, answers);
+            } catch (const std::bad_alloc&) {
+                // A datagram that finds no memory is lost, as on the way.
+            }
             if (IsStopping()) return 0;
         }
         bMore = reader.IsMoreLikely();

@@ -36,7 +36,7 @@ void CP2PProtocol::HandleDatagram(std::span<const std::uint8_t> datagram, const 
             break;
         case P2PMSG_DATA:
             // A message without data is a probe: it is acknowledged and reaches nobody.
-            if (!message.m_Body.empty()) output.DeliverData(message.m_Record.m_szName, message.m_Body);
+            if (!message.m_Body.empty()) output.DeliverData(message.m_Record.m_szName, message.m_Body, from);
             Answer(P2PMSG_DATA_ACK, from, output);
             break;
         case P2PMSG_DATA_ACK:

@@ -72,6 +72,7 @@ class CToldRemote : public CRemote
         SetStatus(status);
     }
     ~CToldRemote() override { g_Calls.push_back("deleted " + GetName()); }
+    void LetGo() override { g_Calls.push_back("let go " + GetName()); }
     void Close() override { g_Calls.push_back("close " + GetName()); }
 };
 
@@ -553,15 +554,16 @@ TEST_F(MainDialogTest, ShutDownWithoutAStationDeletesTheRootAndNothingElse)
     EXPECT_EQ(model->GetRoot()->GetCount(), 0);
 }
 
-TEST_F(MainDialogTest, ShutDownClosesOpenDevicesThenDeletesTheFirstStationThenTheRest)
+TEST_F(MainDialogTest, ShutDownLetsAllOpenDevicesGoThenClosesThemThenDeletesTheFirstStationThenTheRest)
 {
     Start();
     AddStation("gate", "oc");
     AddStation("yard", "co");
     LoggedOn(4);
     m_Panel->DestroyWindow();
-    EXPECT_THAT(g_Calls, ElementsAre("close gate0", "close yard1", "deleted gate0", "deleted gate1",
-                                     "deleted gate", "deleted yard", "deleted yard0", "deleted yard1"));
+    EXPECT_THAT(g_Calls,
+                ElementsAre("let go gate0", "let go yard1", "close gate0", "close yard1", "deleted gate0",
+                            "deleted gate1", "deleted gate", "deleted yard", "deleted yard0", "deleted yard1"));
     EXPECT_EQ(m_Panel->GetGrid(), nullptr);
     EXPECT_THAT(GetCells(), IsEmpty());
 }

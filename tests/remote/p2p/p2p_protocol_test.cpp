@@ -18,7 +18,8 @@ class CRecordingOutput final : public IP2POutput
     {
         m_Sent.emplace_back(Bytes(datagram.begin(), datagram.end()), PEER_ADDRESS::From(to));
     }
-    void DeliverData(const char* szName, std::span<const std::uint8_t> data) override
+    void DeliverData(const char* szName, std::span<const std::uint8_t> data,
+                     const sockaddr_in& /*from*/) override
     {
         m_Delivered.emplace_back(szName, Bytes(data.begin(), data.end()));
     }
