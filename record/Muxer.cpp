@@ -147,6 +147,12 @@ std::int32_t CMuxer::Fail(std::int32_t iResult)
     return iResult;
 }
 
+void CMuxer::Flush()
+{
+    const CAutoLock lock(m_csWrite);
+    if (m_pFile != nullptr) avio_flush(m_pFile->context->pb);
+}
+
 void CMuxer::Close()
 {
     const CAutoLock lock(m_csWrite);

@@ -34,6 +34,9 @@ class CMuxer
     /// Writes the trailer, and tells the log how many writes have failed.
     virtual void Close();
 
+    /// Brings what was written to the disk.
+    void Flush();
+
   private:
     struct File;
     std::int32_t WritePacket(std::int32_t iStream, const std::uint8_t* data, std::int32_t iBytes,

@@ -53,7 +53,7 @@ const std::vector<Room>& Rooms()
          false},
         {"remote/udp", {"remote", "remote/p2p", "render", "model", "codec", "platform", "inc"}, false},
         {"remote/directory", {"remote/p2p", "platform", "inc"}, false},
-        {"remote/tcp", {"remote", "record", "render", "model", "codec", "platform", "inc"}, false},
+        {"remote/tcp", {"remote", "remote/p2p", "remote/udp", "remote/directory", "remote/ptz", "record", "render", "model", "codec", "platform", "inc"}, false},
         {"remote/ptz", {"remote/tcp", "platform", "inc"}, false},
         {"remote/p2p", {"model", "platform", "inc"}, false},
         {"record", {"model", "platform", "inc"}, false},
