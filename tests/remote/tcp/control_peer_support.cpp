@@ -1,6 +1,7 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <poll.h>
 
 #include "tests/remote/tcp/socket_pair_support.h"
 
@@ -29,12 +30,24 @@ CControlPeer::~CControlPeer()
     ::close(m_hListen);
 }
 
-std::string CControlPeer::NextCommand() const
+SOCKET CControlPeer::Accept() const
 {
     const SOCKET socket = ::accept(m_hListen, nullptr, nullptr);
-    if (socket < 0) return {};
     const timeval patience{10, 0};
     setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    return socket;
+}
+
+bool CControlPeer::HasCaller() const
+{
+    pollfd waiting = {m_hListen, POLLIN, 0};
+    return ::poll(&waiting, 1, 0) == 1;
+}
+
+std::string CControlPeer::NextCommand() const
+{
+    const SOCKET socket = Accept();
+    if (socket < 0) return {};
     std::string strBytes;
     char part[256];
     for (ssize_t count = 0; (count = ::recv(socket, part, sizeof part, 0)) > 0;)

@@ -75,6 +75,10 @@ class CControlPeer
     const std::string& Address() const { return m_strAddress; }
     /// The bytes of the next connection; empty when none comes for 10 s.
     std::string NextCommand() const;
+    /// The next connection, the caller's to close; -1 when none comes for 10 s.
+    SOCKET Accept() const;
+    /// Whether a client waits to be taken.
+    bool HasCaller() const;
 
   private:
     SOCKET m_hListen = -1;
