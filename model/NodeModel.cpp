@@ -20,6 +20,9 @@
 namespace
 {
 
+// How long a statement waits for another process that writes to the same file.
+constexpr int DATABASE_WAIT_MS = 5000;
+
 struct XModelState {
     std::recursive_mutex m_Instance;  // guards the making of the singleton
     std::atomic<CNodeModel*> m_pInstance{nullptr};
@@ -111,6 +114,7 @@ bool CNodeModel::OpenDatabase()
         TellFault(path + ": " + sqlite3_errstr(result));
         return false;
     }
+    sqlite3_busy_timeout(database, DATABASE_WAIT_MS);
     TellUnusable(database, path);
     const std::lock_guard lock(State().m_Database);
     State().m_pDatabase = std::move(handle);
