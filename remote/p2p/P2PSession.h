@@ -33,7 +33,7 @@ XSessionOptions ReadSessionOptions();
 /// instead hands each message to the channel that it names, so that all open channels receive at once.
 ///
 /// Order of locks: receive lock, then the queue's mutex. The list lock is never held with either.
-class CP2PSession final : public CMyP2P
+class CP2PSession : public CMyP2P
 {
   public:
     explicit CP2PSession(const XSessionOptions& options = {});

@@ -173,6 +173,13 @@ TEST_F(UdpAssemblerTest, StreamComesBackIntoStepWhicheverDatagramIsLost)
     }
 }
 
+TEST_F(UdpAssemblerTest, MessageOf101376BytesFits)
+{
+    EXPECT_EQ(MESSAGE_LIMIT_BYTES, 101376U);
+    EXPECT_EQ(FeedCut(Message(3, 1, 101376, 1)), RESULT::Complete);
+    EXPECT_EQ(FeedCut(Message(3, 1, 101377, 1)), RESULT::Dropped);
+}
+
 TEST_F(UdpAssemblerTest, LongestMessageFitsAndALongerOneIsDropped)
 {
     EXPECT_EQ(FeedCut(Message(3, 1, MESSAGE_LIMIT_BYTES, 1)), RESULT::Complete);

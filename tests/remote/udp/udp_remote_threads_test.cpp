@@ -568,6 +568,18 @@ TEST_F(UdpRemoteTest, BadVideoIsRefusedAndTheNextPictureIsShown)
     EXPECT_EQ(m_pChannel->GetCounters().m_ulMessages, 4U);
 }
 
+TEST_F(UdpRemoteTest, DecoderGetsTheMessageWithoutItsHeaderWordAndNothingBehindIt)
+{
+    OpenAndWait(*m_pChannel);
+    SendPicture(0, 0);
+    ASSERT_TRUE(WaitForShown(1));
+    // Of a message without data the decoder gets no byte, not what an earlier message left: the picture is
+    // shown once more.
+    m_Machine.SendMessage(MakeUdpMessage(0, 1, {}));
+    ASSERT_TRUE(WaitForShown(2));
+    EXPECT_EQ(m_pChannel->GetCounters().m_ulRefused, 0U);
+}
+
 TEST_F(UdpRemoteTest, DatagramOfOneByteDoesNoHarm)
 {
     OpenAndWait(*m_pChannel);
