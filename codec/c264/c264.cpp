@@ -98,7 +98,7 @@ void lay_out(C264Context* dec, memory_plan* plan)
         .cbp = 15,
         .dc_coded = 7,
         .chroma_mode = 0,
-        .filtered = 0,
+        .flags = 0,
         .mode_bottom = {C264_MODE_NONE, C264_MODE_NONE, C264_MODE_NONE, C264_MODE_NONE},
         .mode_right = {C264_MODE_NONE, C264_MODE_NONE, C264_MODE_NONE, C264_MODE_NONE},
         .count_bottom = {C264_COUNT_NONE, C264_COUNT_NONE, C264_COUNT_NONE, C264_COUNT_NONE},

@@ -50,7 +50,7 @@ struct alignas(64) c264_mb {
     uint8_t cbp;          ///< CodedBlockPatternLuma, CodedBlockPatternChroma << 4
     uint8_t dc_coded;     ///< coded_block_flag of the DC blocks: bit 0 luma, 1 U, 2 V
     uint8_t chroma_mode;  ///< 0 for inter
-    uint8_t filtered;     ///< some edge has a strength
+    uint8_t flags;        ///< C264_MB_*
     uint8_t mode_bottom[4];
     uint8_t mode_right[4];
     uint8_t count_bottom[4];  ///< coefficients of the luma blocks
@@ -61,6 +61,8 @@ struct alignas(64) c264_mb {
     uint32_t mv_right[4];
 };
 static_assert(sizeof(c264_mb) == 64);
+inline constexpr uint8_t C264_MB_FILTERED = 1;  ///< some edge has a strength
+inline constexpr uint8_t C264_MB_STILL = 2;     ///< skipped with the zero vector
 
 /// Vector differences for the contexts of the arithmetic decoder: |x| in the lower, |y| in the upper byte, both
 /// cut to 127.
@@ -118,7 +120,8 @@ struct alignas(64) C264Slice {
     uint8_t* to[3];  ///< the macroblock in the current picture
     c264_mb* mb;
     c264_mvd* mvd_at;
-    bool left;  ///< neighbour flags
+    bool counted;  ///< the macroblock has coefficient counts
+    bool left;     ///< neighbour flags
     bool top;
     bool top_right;
     // syntax elements
