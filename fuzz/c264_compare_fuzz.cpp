@@ -8,6 +8,7 @@
 #include "codec/cpu.h"
 #include "codec/decoder.h"
 #include "fuzz/decoded_pictures.h"
+#include "tests/support/c264_copying.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
@@ -17,7 +18,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const uint32_t caps = c264_cpu_detect();
     const FuzzSize& shape = FUZZ_SIZES[data[0] & 7];
     CC264Decoder decoder(shape.iWidth, shape.iHeight);
-    CC264Decoder plain(shape.iWidth, shape.iHeight);
+    CCopyingC264Decoder plain(shape.iWidth, shape.iHeight);
     CFollower follower(shape);
     const auto next = [](const uint8_t* from, size_t left) {
         return LengthOfPayload(from, left,
