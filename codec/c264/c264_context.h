@@ -142,19 +142,10 @@ struct alignas(64) C264Slice {
 /// sub_mb_type + 3.
 enum : uint8_t { C264_SUB_8X8 = 3, C264_SUB_8X4 = 4, C264_SUB_4X8 = 5, C264_SUB_4X4 = 6, C264_SUB_NONE = 7 };
 
-struct C264Context;
-
-/// Decodes the slice in `dec->slice` into the current picture, filters it and extends its border.
-///   data   the slice's payload, unescaped, with C264_SLICE_PADDING zeros behind it
-///   first_bit   where the slice data begins
-using c264_slice_fn = void (*)(C264Context* dec, const uint8_t* data, size_t bytes, size_t first_bit);
-inline constexpr size_t C264_SLICE_PADDING = 8192;
-
 /// One open decoder. One thread at a time; all memory comes from open.
 struct C264Context {
     C264Slice slice;
     const c264_dsp_t* dsp;
-    c264_slice_fn decode_slice;
     int32_t width;  ///< as opened
     int32_t height;
     int32_t mb_across;
@@ -190,4 +181,6 @@ enum : uint8_t {
     C264_SAME_UNTOUCHED = 2,  ///< and nothing was written in this picture
 };
 
+// The steps of c264_dsp_t::decode_slice.
 void c264_slice_plain(C264Context* dec, const uint8_t* data, size_t bytes, size_t first_bit);
+void c264_slice_bmi2(C264Context* dec, const uint8_t* data, size_t bytes, size_t first_bit);

@@ -61,22 +61,27 @@ TEST(C264Tables, CodedBlockPatternsAreAPermutation)
         EXPECT_EQ(std::set<int>(std::begin(row), std::end(row)).size(), 48u);
 }
 
+uint64_t RangeOf(uint64_t record, int iRange)
+{
+    return record >> (C264_CABAC_TOP - 8 * iRange) & 0xFF;
+}
+
 TEST(C264Tables, StatesOfTheArithmeticDecoder)
 {
     // the most even state: ranges 128 to 240; the less probable symbol changes the sides
     const uint64_t even = C264_CABAC_STATES[0];
-    EXPECT_EQ(even & 0xFF, 128u);
-    EXPECT_EQ(even >> 24 & 0xFF, 240u);
-    EXPECT_EQ(even >> 32 & 0xFF, 2u);
-    EXPECT_EQ(even >> 40 & 0xFF, 1u);
+    EXPECT_EQ(RangeOf(even, 0), 128u);
+    EXPECT_EQ(RangeOf(even, 3), 240u);
+    EXPECT_EQ(even & 0xFF, 2u);
+    EXPECT_EQ(even >> 8 & 0xFF, 1u);
     // the least even one stays, and falls back to 38
     const uint64_t last = C264_CABAC_STATES[62 * 2 + 1];
-    EXPECT_EQ(last & 0xFF, 6u);
-    EXPECT_EQ(last >> 32 & 0xFF, 62u * 2 + 1);
-    EXPECT_EQ(last >> 40 & 0xFF, 38u * 2 + 1);
+    EXPECT_EQ(RangeOf(last, 0), 6u);
+    EXPECT_EQ(last & 0xFF, 62u * 2 + 1);
+    EXPECT_EQ(last >> 8 & 0xFF, 38u * 2 + 1);
     for (const uint64_t record : C264_CABAC_STATES) {
-        for (int k = 0; k < 3; ++k)
-            EXPECT_LE(record >> (8 * k) & 0xFF, record >> (8 * k + 8) & 0xFF);
+        for (int range = 0; range < 3; ++range)
+            EXPECT_LE(RangeOf(record, range), RangeOf(record, range + 1));
     }
 }
 
