@@ -47,6 +47,11 @@ constexpr cap_source SOURCES[] = {
     {&codec_cpu_report::leaf7_ebx, 5, CODEC_CAP_AVX2},
 };
 
+// What CODEC_CAP_BMI2 stands for.
+constexpr std::uint32_t BMI1 = 1u << 3;   // leaf 7, EBX
+constexpr std::uint32_t BMI2 = 1u << 8;   // leaf 7, EBX
+constexpr std::uint32_t LZCNT = 1u << 5;  // leaf 0x80000001, ECX
+
 constexpr codec_cap C264_TRIALS[] = {CODEC_CAP_MMX,  CODEC_CAP_MMXEXT, CODEC_CAP_SSE,  CODEC_CAP_SSE2,
                                      CODEC_CAP_SSE3, CODEC_CAP_3DNOW,  CODEC_CAP_SSSE3};
 constexpr codec_cap MPEG4_TRIALS[] = {CODEC_CAP_MMX,  CODEC_CAP_MMXEXT, CODEC_CAP_SSE,
@@ -69,6 +74,8 @@ std::uint32_t prove(std::span<const codec_cap> trials, const codec_cpu_report& r
     const bool sets_work = (proved & CODEC_CAP_SSE2) != 0 && (trapped & REGISTERS_128) == 0;
     if ((reported & CODEC_CAP_AVX2) != 0 && sets_work && trial(CODEC_CAP_AVX2, report))
         proved |= CODEC_CAP_AVX2;
+    if ((reported & CODEC_CAP_BMI2) != 0 && (proved & CODEC_CAP_AVX2) != 0 && trial(CODEC_CAP_BMI2, report))
+        proved |= CODEC_CAP_BMI2;
     return proved;
 }
 
@@ -133,7 +140,10 @@ codec_cpu_report codec_read_cpu()
         report.leaf1_edx = edx;
     }
     if (__get_cpuid_count(7, 0, &eax, &ebx, &ecx, &edx) != 0) report.leaf7_ebx = ebx;
-    if (__get_cpuid(0x80000001, &eax, &ebx, &ecx, &edx) != 0) report.extended_edx = edx;
+    if (__get_cpuid(0x80000001, &eax, &ebx, &ecx, &edx) != 0) {
+        report.extended_ecx = ecx;
+        report.extended_edx = edx;
+    }
     if ((report.leaf1_ecx & OSXSAVE) != 0) {
         unsigned low = 0;
         unsigned high = 0;
@@ -164,7 +174,9 @@ std::uint32_t codec_reported_caps(const codec_cpu_report& report)
     for (const cap_source& source : SOURCES) {
         if ((report.*source.word >> source.bit & 1) != 0) caps |= source.cap;
     }
-    return caps;
+    const bool all_bits =
+        (report.leaf7_ebx & (BMI1 | BMI2)) == (BMI1 | BMI2) && (report.extended_ecx & LZCNT) != 0;
+    return all_bits ? caps | CODEC_CAP_BMI2 : caps;
 }
 
 std::uint32_t c264_cpu_detect(const codec_cpu_report& report, codec_cap_trial trial)

@@ -3,8 +3,8 @@
 #include <cstdint>
 
 // What the processor can do. Both decoders choose their kernels by these bits: plain ones first, then each step
-// over them. On x86-64 three steps select kernels: SSE2, SSSE3 and AVX2; the older bits are reported and select
-// nothing.
+// over them. On x86-64 three steps select kernels: SSE2, SSSE3 and AVX2, and behind them BMI2 selects how
+// H.264 slices are parsed; the older bits are reported and select nothing.
 
 enum codec_cap : std::uint32_t {
     CODEC_CAP_TSC = 0x02,
@@ -19,6 +19,7 @@ enum codec_cap : std::uint32_t {
     CODEC_CAP_SSE41 = 0x400,
     CODEC_CAP_SSE42 = 0x800,
     CODEC_CAP_AVX2 = 0x1000,  ///< needs the operating system to keep the 256-bit registers
+    CODEC_CAP_BMI2 = 0x2000,  ///< both sets of bit instructions, and LZCNT
 };
 
 /// The raw words that the processor reports of itself.
@@ -29,6 +30,7 @@ struct codec_cpu_report {
     std::uint32_t leaf1_ecx = 0;     ///< leaf 1, ECX
     std::uint32_t leaf1_edx = 0;     ///< leaf 1, EDX
     std::uint32_t leaf7_ebx = 0;     ///< leaf 7, sub-leaf 0, EBX
+    std::uint32_t extended_ecx = 0;  ///< leaf 0x80000001, ECX
     std::uint32_t extended_edx = 0;  ///< leaf 0x80000001, EDX
     std::uint64_t xcr0 = 0;  ///< register sets that the operating system keeps; 0 where it can't be read
 };
@@ -48,8 +50,8 @@ bool codec_os_trial(codec_cap bit, const codec_cpu_report& report);
 std::uint32_t codec_reported_caps(const codec_cpu_report& report);
 
 /// The H.264 side's detection: the reported bits 0x04, 0x100, 0x08, 0x10, 0x20, 0x40, 0x200, tried in this
-/// order, then AVX2, which also needs that no trial of a 128-bit set trapped. A bit whose trial traps is
-/// dropped, and so is every bit that has no trial. 0 without CPUID.
+/// order, then AVX2, which also needs that no trial of a 128-bit set trapped, then BMI2, which needs AVX2. A
+/// bit whose trial traps is dropped, and so is every bit that has no trial. 0 without CPUID.
 std::uint32_t c264_cpu_detect(const codec_cpu_report& report, codec_cap_trial trial);
 
 /// The same for this processor and system, and with codec_set_cap_mask's mask.
@@ -84,3 +86,4 @@ inline constexpr std::uint32_t CODEC_STEP_SSE2 =
     CODEC_CAP_MMX | CODEC_CAP_MMXEXT | CODEC_CAP_SSE | CODEC_CAP_SSE2;
 inline constexpr std::uint32_t CODEC_STEP_SSSE3 = CODEC_STEP_SSE2 | CODEC_CAP_SSE3 | CODEC_CAP_SSSE3;
 inline constexpr std::uint32_t CODEC_STEP_AVX2 = CODEC_STEP_SSSE3 | CODEC_CAP_AVX2;
+inline constexpr std::uint32_t CODEC_STEP_BMI2 = CODEC_STEP_AVX2 | CODEC_CAP_BMI2;

@@ -98,7 +98,7 @@ void lay_out(C264Context* dec, memory_plan* plan)
         .cbp = 15,
         .dc_coded = 7,
         .chroma_mode = 0,
-        .filtered = 0,
+        .flags = 0,
         .mode_bottom = {C264_MODE_NONE, C264_MODE_NONE, C264_MODE_NONE, C264_MODE_NONE},
         .mode_right = {C264_MODE_NONE, C264_MODE_NONE, C264_MODE_NONE, C264_MODE_NONE},
         .count_bottom = {C264_COUNT_NONE, C264_COUNT_NONE, C264_COUNT_NONE, C264_COUNT_NONE},
@@ -256,7 +256,7 @@ int32_t picture_type(int32_t slice_type)
 
 void decode_picture(C264Context* dec, const C264Nal& slice, size_t first_bit, C264Picture* picture)
 {
-    dec->decode_slice(dec, slice.payload, slice.size, first_bit);
+    dec->dsp->decode_slice(dec, slice.payload, slice.size, first_bit);
     dec->dsp->state_clear();
     ++dec->changes.picture;
     hand_out(*dec, picture);
@@ -276,7 +276,6 @@ C264Handle* c264_open(int32_t width, int32_t height, int32_t stream_mode)
     C264Handle* const handle = new (memory) C264Handle();
     C264Context* const dec = &handle->context;
     dec->dsp = c264_dsp();
-    dec->decode_slice = c264_slice_plain;
     dec->width = width;
     dec->height = height;
     dec->stream_mode = stream_mode;

@@ -304,9 +304,9 @@ constexpr std::array<uint64_t, 128> state_records()
         const unsigned after_mps = (index < 62 ? index + 1 : index) << 1 | mps;
         // 9.3.3.2.1.1: at index 0 the more probable symbol changes sides
         const unsigned after_lps = static_cast<unsigned>(NEXT_LPS[index]) << 1 | (index == 0 ? mps ^ 1 : mps);
-        uint64_t record = uint64_t{after_mps} << 32 | uint64_t{after_lps} << 40;
+        uint64_t record = uint64_t{after_mps} | uint64_t{after_lps} << 8;
         for (unsigned range = 0; range < 4; ++range)
-            record |= uint64_t{RANGE_LPS[index][range]} << (8 * range);
+            record |= uint64_t{RANGE_LPS[index][range]} << (C264_CABAC_TOP - 8 * range);
         records[state] = record;
     }
     return records;

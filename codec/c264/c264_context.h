@@ -50,7 +50,7 @@ struct alignas(64) c264_mb {
     uint8_t cbp;          ///< CodedBlockPatternLuma, CodedBlockPatternChroma << 4
     uint8_t dc_coded;     ///< coded_block_flag of the DC blocks: bit 0 luma, 1 U, 2 V
     uint8_t chroma_mode;  ///< 0 for inter
-    uint8_t filtered;     ///< some edge has a strength
+    uint8_t flags;        ///< C264_MB_*
     uint8_t mode_bottom[4];
     uint8_t mode_right[4];
     uint8_t count_bottom[4];  ///< coefficients of the luma blocks
@@ -61,6 +61,8 @@ struct alignas(64) c264_mb {
     uint32_t mv_right[4];
 };
 static_assert(sizeof(c264_mb) == 64);
+inline constexpr uint8_t C264_MB_FILTERED = 1;  ///< some edge has a strength
+inline constexpr uint8_t C264_MB_STILL = 2;     ///< skipped with the zero vector
 
 /// Vector differences for the contexts of the arithmetic decoder: |x| in the lower, |y| in the upper byte, both
 /// cut to 127.
@@ -118,7 +120,8 @@ struct alignas(64) C264Slice {
     uint8_t* to[3];  ///< the macroblock in the current picture
     c264_mb* mb;
     c264_mvd* mvd_at;
-    bool left;  ///< neighbour flags
+    bool counted;  ///< the macroblock has coefficient counts
+    bool left;     ///< neighbour flags
     bool top;
     bool top_right;
     // syntax elements
@@ -139,19 +142,10 @@ struct alignas(64) C264Slice {
 /// sub_mb_type + 3.
 enum : uint8_t { C264_SUB_8X8 = 3, C264_SUB_8X4 = 4, C264_SUB_4X8 = 5, C264_SUB_4X4 = 6, C264_SUB_NONE = 7 };
 
-struct C264Context;
-
-/// Decodes the slice in `dec->slice` into the current picture, filters it and extends its border.
-///   data   the slice's payload, unescaped, with C264_SLICE_PADDING zeros behind it
-///   first_bit   where the slice data begins
-using c264_slice_fn = void (*)(C264Context* dec, const uint8_t* data, size_t bytes, size_t first_bit);
-inline constexpr size_t C264_SLICE_PADDING = 8192;
-
 /// One open decoder. One thread at a time; all memory comes from open.
 struct C264Context {
     C264Slice slice;
     const c264_dsp_t* dsp;
-    c264_slice_fn decode_slice;
     int32_t width;  ///< as opened
     int32_t height;
     int32_t mb_across;
@@ -187,4 +181,6 @@ enum : uint8_t {
     C264_SAME_UNTOUCHED = 2,  ///< and nothing was written in this picture
 };
 
+// The steps of c264_dsp_t::decode_slice.
 void c264_slice_plain(C264Context* dec, const uint8_t* data, size_t bytes, size_t first_bit);
+void c264_slice_bmi2(C264Context* dec, const uint8_t* data, size_t bytes, size_t first_bit);

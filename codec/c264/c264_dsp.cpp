@@ -3,6 +3,7 @@
 #include <cstring>
 #include <mutex>
 
+#include "codec/c264/c264_context.h"
 #include "codec/convert/convert.h"
 #include "codec/cpu.h"
 
@@ -126,8 +127,10 @@ void c264_dsp_fill(c264_dsp_t* dsp, uint32_t caps)
     c264_copy_init(&dsp->copy, caps);
     c264_dequant_init(&dsp->dequant, caps);
     c264_mc_init(&dsp->mc, dsp->copy, caps);
+    dsp->decode_slice = c264_slice_plain;
     dsp->state_clear = state_clear_plain;
 #if defined(__x86_64__)
+    if (caps & CODEC_CAP_BMI2) dsp->decode_slice = c264_slice_bmi2;
     if (caps & CODEC_CAP_MMX) dsp->state_clear = state_clear_mmx;
 #endif
 }

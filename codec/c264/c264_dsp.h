@@ -13,6 +13,14 @@
 #include "codec/c264/c264_mc.h"
 #include "codec/c264/c264_transform.h"
 
+struct C264Context;
+
+/// Decodes the slice in the context's work area into the current picture, filters it and extends its border.
+///   data        the slice's payload, unescaped, with C264_SLICE_PADDING zeros behind it
+///   first_bit   where the slice data begins
+using c264_slice_fn = void (*)(C264Context* dec, const uint8_t* data, size_t bytes, size_t first_bit);
+inline constexpr size_t C264_SLICE_PADDING = 8192;
+
 /// The kernels by family, in the order in which they are filled. What only an encoder would call (pixel
 /// comparison, forward transforms, quantisation) has no slots; the colour conversions, which are shared with
 /// the MPEG-4 side, have a table of their own behind codec/convert/convert.h.
@@ -23,6 +31,7 @@ struct c264_dsp_t {
     c264_copy copy;
     c264_dequant dequant;
     c264_mc mc;
+    c264_slice_fn decode_slice;  ///< no kernel, but chosen by the same bits
     /// Called after each picture: empties the MMX state where there is one (bit 0x04), else does nothing.
     void (*state_clear)();
 };

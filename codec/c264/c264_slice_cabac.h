@@ -28,7 +28,7 @@ inline uint64_t load_be64(const uint8_t* at)
 /// `value` is the stream, so that renormalising is a shift and new bits come 32 at a time. A function that
 /// decodes many bins works on a copy, which stays in registers.
 struct cabac_engine {
-    static constexpr int TOP = 54;  // the place of codIOffset's lowest bit: one bit of headroom above its nine
+    static constexpr int TOP = C264_CABAC_TOP;
 
     uint64_t value;
     uint64_t range;  // codIRange << TOP
@@ -66,21 +66,42 @@ struct cabac_engine {
         if (left <= TOP - 32) refill();
     }
 
-    /// Without a branch on the bin: for those that are hard to foresee.
-    int bin(uint8_t* context)
+    /// The range of the less probable symbol in a state record.
+    uint64_t lps_range(uint64_t record) const
+    {
+        return record << (range >> (TOP + 3) & 24) & uint64_t{0xFF} << TOP;
+    }
+
+    /// Without a branch on the bin, for those that are hard to foresee: both outcomes are worked out and one is
+    /// taken. Uses up to 7 bits; the caller sees to the refill.
+    int bin_unfilled(uint8_t* context)
     {
         const unsigned state = *context;
         const uint64_t record = C264_CABAC_STATES[state];
-        const uint64_t lps = (record >> (range >> (TOP + 3) & 24) & 0xFF) << TOP;
-        const uint64_t mps_range = range - lps;
-        const uint64_t mask = value >= mps_range ? ~uint64_t{0} : 0;
-        value -= mps_range & mask;
-        range = mps_range + ((lps - mps_range) & mask);
-        *context = static_cast<uint8_t>(record >> (32 + (mask & 8)));
-        const int shift = __builtin_clzll(range) - 1;
-        range <<= shift;
-        consume(shift);
-        return static_cast<int>((state ^ static_cast<unsigned>(mask)) & 1);
+        const uint64_t lps = lps_range(record);
+        const uint64_t mps = range - lps;
+        const int lps_shift = __builtin_clzll(lps) - 1;
+        const int mps_shift = static_cast<int>(~mps >> (TOP + 8) & 1);
+        uint64_t less = 0 - static_cast<uint64_t>(value >= mps);
+        __asm__("" : "+r"(less));  // or the compiler sees a branch in it
+        const int shift = mps_shift + ((lps_shift - mps_shift) & static_cast<int>(less));
+        range = (mps + ((lps - mps) & less)) << shift;
+        value = (value - (mps & less)) << shift;
+        left -= shift;
+        *context = static_cast<uint8_t>(record >> (less & 8));
+        return static_cast<int>((state ^ less) & 1);
+    }
+
+    void fill()
+    {
+        if (left <= TOP - 32) refill();
+    }
+
+    int bin(uint8_t* context)
+    {
+        const int result = bin_unfilled(context);
+        fill();
+        return result;
     }
 
     /// With a branch on it: for those that are mostly the more probable one.
@@ -88,10 +109,10 @@ struct cabac_engine {
     {
         const unsigned state = *context;
         const uint64_t record = C264_CABAC_STATES[state];
-        const uint64_t lps = (record >> (range >> (TOP + 3) & 24) & 0xFF) << TOP;
+        const uint64_t lps = lps_range(record);
         range -= lps;
         if (value < range) [[likely]] {
-            *context = static_cast<uint8_t>(record >> 32);
+            *context = static_cast<uint8_t>(record);
             if (range < uint64_t{256} << TOP) {
                 range <<= 1;
                 consume(1);
@@ -100,7 +121,7 @@ struct cabac_engine {
         }
         value -= range;
         range = lps;
-        *context = static_cast<uint8_t>(record >> 40);
+        *context = static_cast<uint8_t>(record >> 8);
         const int shift = __builtin_clzll(range) - 1;
         range <<= shift;
         consume(shift);

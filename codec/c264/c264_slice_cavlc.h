@@ -73,72 +73,110 @@ struct coefficients {
     int ones;
 };
 
-/// 9.2.1 for luma and chroma AC blocks.
-inline coefficients read_token(cavlc_reader* reader, int count_class)
+/// The bits at hand of a block: those of one peek, counted as they are used.
+struct cavlc_window {
+    cavlc_reader* reader;
+    uint64_t bits;  // from the top
+    int used = 0;
+
+    explicit cavlc_window(cavlc_reader* from) : reader(from), bits(from->peek()) {}
+
+    void use(int count)
+    {
+        bits <<= count;
+        used += count;
+    }
+    void give_back()
+    {
+        reader->at += static_cast<size_t>(used);
+        used = 0;
+    }
+    void refill()
+    {
+        give_back();
+        bits = reader->peek();
+    }
+    /// At least `count` bits, at most 57, are there from here on.
+    void need(int count)
+    {
+        if (used > 57 - count) refill();
+    }
+};
+
+/// 9.2.1 for luma and chroma AC blocks, and with a table of its own for chroma DC.
+template <bool CHROMA_DC_BLOCK>
+coefficients read_token(cavlc_window* window, int count_class)
 {
-    const uint64_t window = reader->peek();
-    if (count_class >= 8) {
-        const auto code = static_cast<int>(window >> 58);
-        reader->at += 6;
+    if (!CHROMA_DC_BLOCK && count_class >= 8) {
+        const auto code = static_cast<int>(window->bits >> 58);
+        window->use(6);
         if (code == 3) return {0, 0};
         const int total = (code >> 2) + 1;
         return {total, std::min(code & 3, total)};
     }
-    const size_t table = count_class >= 4 ? 2 : count_class >= 2 ? 1 : 0;
-    const int zeros = leading_zeros(window | uint64_t{1} << 48);
-    const c264_token token = C264_TOKENS[table][static_cast<size_t>(8 * zeros) + (window << (zeros + 1) >> 61)];
-    reader->at += token.length;
+    const size_t table = CHROMA_DC_BLOCK    ? C264_TOKENS_CHROMA_DC
+                         : count_class >= 4 ? 2
+                         : count_class >= 2 ? 1
+                                            : 0;
+    const int zeros = leading_zeros(window->bits | uint64_t{1} << 48);
+    const c264_token token =
+        C264_TOKENS[table][static_cast<size_t>(8 * zeros) + (window->bits << (zeros + 1) >> 61)];
+    window->use(token.length);
     return {token.total, token.ones};
 }
 
-inline coefficients read_chroma_dc_token(cavlc_reader* reader)
+/// A level code with an escape: prefixes of 14 and more.
+inline int read_long_level(cavlc_window* window, int suffix_length)
 {
-    const uint64_t window = reader->peek();
-    const int zeros = leading_zeros(window | uint64_t{1} << 48);
-    const c264_token token =
-        C264_TOKENS[C264_TOKENS_CHROMA_DC][static_cast<size_t>(8 * zeros) + (window << (zeros + 1) >> 61)];
-    reader->at += token.length;
-    return {token.total, token.ones};
+    window->refill();
+    // a prefix of more than 25 zeros is cut there: no conforming stream has one
+    const int prefix = leading_zeros(window->bits | uint64_t{1} << 38);
+    window->use(prefix + 1);
+    int code = std::min(prefix, 15) << suffix_length;
+    int suffix_bits = suffix_length;
+    if (prefix == 14 && suffix_length == 0) suffix_bits = 4;
+    if (prefix >= 15) {
+        suffix_bits = prefix - 3;
+        if (suffix_length == 0) code += 15;
+        if (prefix >= 16) code += (1 << (prefix - 3)) - 4096;
+    }
+    code += static_cast<int>(window->bits >> 1 >> (63 - suffix_bits));
+    window->use(suffix_bits);
+    window->refill();
+    return code;
 }
 
 /// 9.2.2: levels from the highest frequency down.
-inline void read_levels(cavlc_reader* reader, coefficients count, int* levels)
+inline void read_levels(cavlc_window* window, coefficients count, int* levels)
 {
-    uint64_t window = reader->peek();
-    for (int i = 0; i < count.ones; ++i)
-        levels[i] = 1 - 2 * static_cast<int>(window >> (63 - i) & 1);
-    reader->at += static_cast<size_t>(count.ones);
+    for (int i = 0; i < 3; ++i)  // those beyond `ones` are written over
+        levels[i] = 1 - 2 * static_cast<int>(window->bits >> (63 - i) & 1);
+    window->use(count.ones);
 
     int suffix_length = count.total > 10 && count.ones < 3 ? 1 : 0;
     int offset = count.ones < 3 ? 2 : 0;
     for (int i = count.ones; i < count.total; ++i, offset = 0) {
-        window = reader->peek();
-        // a prefix of more than 25 zeros is cut there: no conforming stream has one
-        const int prefix = leading_zeros(window | uint64_t{1} << 38);
-        window <<= prefix + 1;
-        int code = std::min(prefix, 15) << suffix_length;
-        int suffix_bits = suffix_length;
-        if (prefix >= 14) [[unlikely]] {
-            if (prefix == 14 && suffix_length == 0) suffix_bits = 4;
-            if (prefix >= 15) {
-                suffix_bits = prefix - 3;
-                if (suffix_length == 0) code += 15;
-                if (prefix >= 16) code += (1 << (prefix - 3)) - 4096;
-            }
+        window->need(14 + 6);
+        const int prefix = leading_zeros(window->bits | 1);
+        int code = offset;
+        if (prefix < 14) [[likely]] {
+            window->use(prefix + 1);
+            code += (prefix << suffix_length) + static_cast<int>(window->bits >> 1 >> (63 - suffix_length));
+            window->use(suffix_length);
+        } else {
+            code += read_long_level(window, suffix_length);
         }
-        code += static_cast<int>(window >> 1 >> (63 - suffix_bits)) + offset;
-        reader->at += static_cast<size_t>(prefix + 1 + suffix_bits);
-        const int level = code & 1 ? -((code + 1) >> 1) : (code + 2) >> 1;
-        levels[i] = level;
+        const int sign = -(code & 1);
+        const int magnitude = (code + 2) >> 1;
+        levels[i] = (magnitude ^ sign) - sign;
         if (suffix_length == 0) suffix_length = 1;
-        const int magnitude = level < 0 ? -level : level;
         if (magnitude > 3 << (suffix_length - 1) && suffix_length < 6) ++suffix_length;
     }
 }
 
 /// 9.2.4: the runs of zeros put the levels into their places.
 template <bool SCALED>
-void place_levels(cavlc_reader* reader, const int* levels, int total, int zeros_left, block_shape shape,
+void place_levels(cavlc_window* window, const int* levels, int total, int zeros_left, block_shape shape,
                   int16_t* to)
 {
     const auto put = [&](int position, int level) {
@@ -152,40 +190,36 @@ void place_levels(cavlc_reader* reader, const int* levels, int total, int zeros_
             put(--position, levels[i]);
         return;
     }
-    const uint64_t start = reader->peek();
-    uint64_t window = start;
-    int used = 0;
+    window->refill();  // all runs of a block are at most 53 bits
     for (int i = 1; i < total; ++i) {
         int run = 0;
         if (zeros_left > 0) {
             int length = 3;
-            if (zeros_left > 6 && window >> 61 == 0) {
-                const int zeros = leading_zeros(window | uint64_t{1} << 52);
+            if (zeros_left > 6 && window->bits >> 61 == 0) {
+                const int zeros = leading_zeros(window->bits | uint64_t{1} << 52);
                 run = zeros + 4;
                 length = zeros + 1;
             } else {
                 const uint8_t code =
-                    C264_RUN_BEFORE[static_cast<size_t>(std::min(zeros_left, 7))][window >> 61];
+                    C264_RUN_BEFORE[static_cast<size_t>(std::min(zeros_left, 7))][window->bits >> 61];
                 run = code & 15;
                 length = code >> 4;
             }
             run = std::min(run, zeros_left);
-            window <<= length;
-            used += length;
+            window->use(length);
             zeros_left -= run;
         }
         position -= run + 1;
         put(position, levels[i]);
     }
-    reader->at += static_cast<size_t>(used);
 }
 
 /// 9.2.3
-inline int read_total_zeros(cavlc_reader* reader, c264_short_codes codes)
+inline int read_total_zeros(cavlc_window* window, c264_short_codes codes)
 {
-    const uint64_t window = reader->peek();
-    const uint8_t code = C264_TOTAL_ZEROS.entries[codes.first + (window >> (64 - codes.bits))];
-    reader->at += code >> 4;
+    window->need(9);
+    const uint8_t code = C264_TOTAL_ZEROS.entries[codes.first + (window->bits >> (64 - codes.bits))];
+    window->use(code >> 4);
     return code & 15;
 }
 
@@ -193,18 +227,21 @@ inline int read_total_zeros(cavlc_reader* reader, c264_short_codes codes)
 template <int MAX, bool SCALED>
 int read_block(cavlc_reader* reader, int count_class, block_shape shape, int16_t* to)
 {
-    coefficients count = MAX == 4 ? read_chroma_dc_token(reader) : read_token(reader, count_class);
-    if (count.total == 0) return 0;
-    count.total = std::min(count.total, MAX);
-    int levels[16];
-    read_levels(reader, count, levels);
-    int zeros = 0;
-    if (count.total < MAX) {
-        zeros = read_total_zeros(
-            reader, MAX == 4 ? C264_TOTAL_ZEROS.chroma_dc[count.total] : C264_TOTAL_ZEROS.luma[count.total]);
-        zeros = std::min(zeros, MAX - count.total);
+    cavlc_window window(reader);
+    coefficients count = read_token<MAX == 4>(&window, count_class);
+    if (count.total != 0) {
+        count.total = std::min(count.total, MAX);
+        int levels[16];
+        read_levels(&window, count, levels);
+        int zeros = 0;
+        if (count.total < MAX) {
+            zeros = read_total_zeros(&window, MAX == 4 ? C264_TOTAL_ZEROS.chroma_dc[count.total]
+                                                       : C264_TOTAL_ZEROS.luma[count.total]);
+            zeros = std::min(zeros, MAX - count.total);
+        }
+        place_levels<SCALED>(&window, levels, count.total, zeros, shape, to);
     }
-    place_levels<SCALED>(reader, levels, count.total, zeros, shape, to);
+    window.give_back();
     return count.total;
 }
 }  // namespace C264_STEP

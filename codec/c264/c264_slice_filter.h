@@ -2,7 +2,6 @@
 // later (ITU-T H.264 8.7). Belongs to the step that includes it.
 #pragma once
 
-#include <cstdlib>
 #include <cstring>
 
 #include "codec/c264/c264_context.h"
@@ -15,56 +14,106 @@ inline bool is_intra(uint8_t cls)
     return cls <= C264_INTRA_16X16;
 }
 
-/// Whether two vectors are a whole sample or more apart, in 16 bits.
-inline bool apart(uint32_t a, uint32_t b)
+using bytes4 = uint8_t __attribute__((vector_size(4)));
+using bytes16 = uint8_t __attribute__((vector_size(16)));
+using halves8 = uint16_t __attribute__((vector_size(16)));
+using words4 = uint32_t __attribute__((vector_size(16)));
+
+inline words4 load_vectors4(const uint32_t* at)
 {
-    const int x = static_cast<int16_t>(vector_x(a) - vector_x(b));
-    const int y = static_cast<int16_t>(vector_y(a) - vector_y(b));
-    return x >= 4 || x <= -4 || y >= 4 || y <= -4;
+    words4 vectors;
+    std::memcpy(&vectors, at, sizeof vectors);
+    return vectors;
 }
 
-inline uint32_t strength(uint8_t count_p, uint8_t count_q, uint32_t mv_p, uint32_t mv_q)
+/// A byte for each of four pairs of vectors: 1 where they are a whole sample or more apart, in 16 bits.
+inline uint32_t apart(words4 a, words4 b)
 {
-    return (count_p | count_q) != 0 ? 2 : apart(mv_p, mv_q) ? 1 : 0;
+    const halves8 far =
+        reinterpret_cast<halves8>((reinterpret_cast<halves8>(a) - reinterpret_cast<halves8>(b) + 3) > 6);
+    const auto either = reinterpret_cast<words4>(reinterpret_cast<words4>(far) != 0);
+    const bytes4 narrow = __builtin_convertvector(either, bytes4);
+    uint32_t bytes;
+    std::memcpy(&bytes, &narrow, 4);
+    return bytes & 0x01010101;
+}
+
+inline words4 all_of(uint32_t vector)
+{
+    return words4{vector, vector, vector, vector};
+}
+
+inline uint32_t load_counts4(const uint8_t* at)
+{
+    uint32_t counts;
+    std::memcpy(&counts, at, 4);
+    return counts;
+}
+
+/// Strengths of an edge from the counts of both sides, or-ed, and the bytes of `apart`.
+inline uint32_t strengths_of(uint32_t counts, uint32_t vectors)
+{
+    const uint32_t coded = (counts + 0x7F7F7F7F) >> 6 & 0x02020202;
+    return coded | (vectors & ~(coded >> 1));
+}
+
+/// The outer edges of a macroblock of one vector without coefficients.
+inline void outer_edges(const C264Slice& s, const c264_mb& left, const c264_mb& above, c264_edges* edges)
+{
+    const words4 own = all_of(s.mv[c264_at(0, 0)]);
+    *edges = {};
+    edges->vertical[0] = strengths_of(load_counts4(left.count_right), apart(load_vectors4(left.mv_right), own));
+    edges->horizontal[0] =
+        strengths_of(load_counts4(above.count_bottom), apart(load_vectors4(above.mv_bottom), own));
 }
 
 /// 8.7.2.1 for a macroblock that isn't intra. Reads the macroblock's own counts and vectors in the caches and
 /// the neighbours' in their records.
-inline void inter_edges(const C264Slice& s, ptrdiff_t mb_stride, c264_edges* edges)
+inline void inter_edges(C264Slice* s, const c264_mb& left, const c264_mb& above, c264_edges* edges)
 {
-    const c264_mb& left = s.mb[-1];
-    const c264_mb& above = s.mb[-mb_stride];
-    *edges = {};
-    const int inner = s.cls == C264_P_SKIP ? 1 : 4;  // only the outer edges of a skipped macroblock
-    for (int edge = 0; edge < inner; ++edge) {
-        for (int k = 0; k < 4; ++k) {
-            const int v = c264_at(k, edge);
-            const int h = c264_at(edge, k);
-            const uint32_t vertical = edge == 0
-                                          ? strength(left.count_right[k], s.count[v], left.mv_right[k], s.mv[v])
-                                          : strength(s.count[v - 1], s.count[v], s.mv[v - 1], s.mv[v]);
-            const uint32_t horizontal =
-                edge == 0 ? strength(above.count_bottom[k], s.count[h], above.mv_bottom[k], s.mv[h])
-                          : strength(s.count[h - 8], s.count[h], s.mv[h - 8], s.mv[h]);
-            edges->vertical[edge] |= vertical << (8 * k);
-            edges->horizontal[edge] |= horizontal << (8 * k);
-        }
+    std::memcpy(s->count + c264_at(-1, 0), above.count_bottom, 4);
+    std::memcpy(s->mv + c264_at(-1, 0), above.mv_bottom, sizeof above.mv_bottom);
+    bytes16 turned;
+    for (int k = 0; k < 4; ++k) {
+        s->count[c264_at(k, -1)] = left.count_right[k];
+        s->mv[c264_at(k, -1)] = left.mv_right[k];
+        const uint32_t own = load_counts4(s->count + c264_at(k, 0));
+        const words4 vectors = load_vectors4(s->mv + c264_at(k, 0));
+        edges->horizontal[k] = strengths_of(own | load_counts4(s->count + c264_at(k - 1, 0)),
+                                            apart(vectors, load_vectors4(s->mv + c264_at(k - 1, 0))));
+        const uint32_t row = strengths_of(own | own << 8 | left.count_right[k],
+                                          apart(vectors, load_vectors4(s->mv + c264_at(k, -1))));
+        std::memcpy(reinterpret_cast<uint8_t*>(&turned) + 4 * k, &row, 4);
     }
-    if (is_intra(left.cls)) edges->vertical[0] = C264_STRENGTH_4;
-    if (is_intra(above.cls)) edges->horizontal[0] = C264_STRENGTH_4;
+    turned = __builtin_shufflevector(turned, turned, 0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
+    std::memcpy(edges->vertical, &turned, sizeof turned);
 }
 
-inline void find_edges(const C264Slice& s, ptrdiff_t mb_stride, c264_edges* edges)
+/// The strengths of a macroblock's edges. \returns whether there is one.
+inline bool find_edges(C264Slice* s, ptrdiff_t mb_stride, c264_edges* edges)
 {
-    if (is_intra(s.cls)) {
+    const c264_mb& left = s->mb[-1];
+    const c264_mb& above = s->mb[-mb_stride];
+    if (is_intra(s->cls)) {
         *edges = {{C264_STRENGTH_4, C264_STRENGTH_3, C264_STRENGTH_3, C264_STRENGTH_3},
                   {C264_STRENGTH_4, C264_STRENGTH_3, C264_STRENGTH_3, C264_STRENGTH_3}};
     } else {
-        inter_edges(s, mb_stride, edges);
+        // only the outer edges of a skipped macroblock
+        if (s->cls == C264_P_SKIP || (s->cls == C264_P_16X16 && !s->counted)) {
+            outer_edges(*s, left, above, edges);
+        } else {
+            inter_edges(s, left, above, edges);
+        }
+        if (is_intra(left.cls)) edges->vertical[0] = C264_STRENGTH_4;
+        if (is_intra(above.cls)) edges->horizontal[0] = C264_STRENGTH_4;
     }
-    if (!s.left) edges->vertical[0] = 0;
+    if (!s->left) edges->vertical[0] = 0;
     // mode 1 filters across the slice's first row, the modes above it stay within the slice
-    if (s.mb_y == 0 || (s.header.deblocking_mode != 1 && !s.top)) edges->horizontal[0] = 0;
+    if (s->mb_y == 0 || (s->header.deblocking_mode != 1 && !s->top)) edges->horizontal[0] = 0;
+    uint32_t any = 0;
+    for (int k = 0; k < 4; ++k)
+        any |= edges->vertical[k] | edges->horizontal[k];
+    return any != 0;
 }
 
 struct filter_thresholds {
@@ -143,7 +192,7 @@ inline void filter_row(C264Context* dec, int row)
                       dec->current.plane[1] + row * 8 * dec->stride[1],
                       dec->current.plane[2] + row * 8 * dec->stride[1]};
     for (int x = 0; x < dec->mb_across; ++x, ++mb, ++edges, ++same) {
-        if (mb->filtered) {
+        if (mb->flags & C264_MB_FILTERED) {
             const unsigned v = filter_direction(dec, C264_VERTICAL, mb[0], mb[-1], edges->vertical, at);
             const unsigned h =
                 filter_direction(dec, C264_HORIZONTAL, mb[0], mb[-dec->mb_stride], edges->horizontal, at);

@@ -30,43 +30,83 @@ inline void begin_macroblock(C264Context* dec)
     s->left = s->mb_x > 0;
     // oddity: top-right-in-first-row; the flag asks for the column alone
     s->top_right = s->mb_x + 1 < dec->mb_across;
-    s->dc_coded = 0;
-    clear_counts(s);
 }
 
-/// The record of the macroblock, for its neighbours, the filter and later pictures.
-inline void store_record(const C264Slice& s)
+inline void store_vectors(const C264Slice& s, c264_mb* mb)
 {
-    c264_mb* const mb = s.mb;
-    const bool inter = s.cls >= C264_P_16X16;
-    const bool intra = is_intra(s.cls);
-    mb->cls = s.cls;
-    mb->ref = intra ? C264_REF_INTRA : C264_REF_INTER;
-    mb->qp = static_cast<uint8_t>(s.qp);
-    mb->chroma_qp = static_cast<uint8_t>(s.chroma_qp);
-    mb->cbp = s.cls == C264_P_SKIP || s.cls == C264_I_PCM ? 0 : s.cbp;
-    mb->dc_coded = s.dc_coded;
-    mb->chroma_mode = intra ? s.chroma_mode : 0;
-    for (int k = 0; k < 4; ++k) {
-        mb->mode_bottom[k] = s.cls == C264_INTRA_4X4 ? s.mode[c264_at(3, k)] : C264_MODE_DC;
-        mb->mode_right[k] = s.cls == C264_INTRA_4X4 ? s.mode[c264_at(k, 3)] : C264_MODE_DC;
-        mb->count_bottom[k] = s.count[c264_at(3, k)];
-        mb->count_right[k] = s.count[c264_at(k, 3)];
-        mb->mv_bottom[k] = inter ? s.mv[c264_at(3, k)] : 0;
-        mb->mv_right[k] = inter ? s.mv[c264_at(k, 3)] : 0;
+    if (s.cls == C264_P_8X8 || s.cls == C264_P_8X16 || s.cls == C264_P_16X8) {
+        std::memcpy(mb->mv_bottom, s.mv + c264_at(3, 0), sizeof mb->mv_bottom);
+        for (int k = 0; k < 4; ++k)
+            mb->mv_right[k] = s.mv[c264_at(k, 3)];
+        return;
     }
+    const uint32_t vector = s.cls >= C264_P_16X16 ? s.mv[c264_at(0, 0)] : 0;
+    std::fill_n(mb->mv_bottom, 4, vector);
+    std::fill_n(mb->mv_right, 4, vector);
+}
+
+inline void store_counts(const C264Slice& s, c264_mb* mb)
+{
+    std::memcpy(mb->count_bottom, s.count + c264_at(3, 0), 4);
+    for (int k = 0; k < 4; ++k)
+        mb->count_right[k] = s.count[c264_at(k, 3)];
     for (int plane = 0; plane < 2; ++plane) {
         for (int k = 0; k < 2; ++k) {
             mb->chroma_count_bottom[plane][k] = s.chroma_count[plane][c264_at(1, k)];
             mb->chroma_count_right[plane][k] = s.chroma_count[plane][c264_at(k, 1)];
         }
     }
-    c264_mvd* const mvd = s.mvd_at;
-    const bool differences = inter && s.cls != C264_P_SKIP;
-    for (int k = 0; k < 4; ++k) {
-        mvd->bottom[k] = differences ? s.mvd[c264_at(3, k)] : 0;
-        mvd->right[k] = differences ? s.mvd[c264_at(k, 3)] : 0;
+}
+
+inline void store_differences(const C264Slice& s, c264_mvd* mvd)
+{
+    if (s.cls < C264_P_16X16 || s.cls == C264_P_SKIP) {
+        *mvd = {};
+        return;
     }
+    std::memcpy(mvd->bottom, s.mvd + c264_at(3, 0), sizeof mvd->bottom);
+    for (int k = 0; k < 4; ++k)
+        mvd->right[k] = s.mvd[c264_at(k, 3)];
+}
+
+/// The record of the macroblock, for its neighbours, the filter and later pictures.
+inline void store_record(const C264Slice& s, uint8_t flags)
+{
+    c264_mb* const mb = s.mb;
+    const bool known = (mb->flags & flags & C264_MB_STILL) != 0;
+    mb->qp = static_cast<uint8_t>(s.qp);
+    mb->chroma_qp = static_cast<uint8_t>(s.chroma_qp);
+    mb->flags = flags;
+    if (known) return;  // it has been still before: all else is the same
+    const bool intra = is_intra(s.cls);
+    mb->cls = s.cls;
+    mb->ref = intra ? C264_REF_INTRA : C264_REF_INTER;
+    mb->cbp = s.cls == C264_P_SKIP || s.cls == C264_I_PCM ? 0 : s.cbp;
+    mb->dc_coded = s.counted ? s.dc_coded : 0;
+    mb->chroma_mode = intra ? s.chroma_mode : 0;
+    std::memset(mb->mode_bottom, C264_MODE_DC, 8);
+    std::memset(mb->count_bottom, 0, 16);
+    if (s.cls == C264_INTRA_4X4) {
+        std::memcpy(mb->mode_bottom, s.mode + c264_at(3, 0), 4);
+        for (int k = 0; k < 4; ++k)
+            mb->mode_right[k] = s.mode[c264_at(k, 3)];
+    }
+    if (s.counted) store_counts(s, mb);
+    store_vectors(s, mb);
+    store_differences(s, s.mvd_at);
+}
+
+/// Paints the macroblock, unless it is there already. \returns what becomes of `same`.
+inline uint8_t paint_changes(const C264Context* dec, const C264Slice& s, uint8_t same, bool still)
+{
+    if (still || s.cls == C264_I_PCM) {
+        if (same != C264_SAME_NOT) return C264_SAME_UNTOUCHED;
+        if (!still) return C264_SAME_NOT;
+        paint(dec, s);
+        return C264_SAME;
+    }
+    paint(dec, s);
+    return C264_SAME_NOT;
 }
 
 inline void end_macroblock(C264Context* dec)
@@ -74,26 +114,14 @@ inline void end_macroblock(C264Context* dec)
     C264Slice* const s = &dec->slice;
     uint8_t* const same = dec->same + ptrdiff_t{s->mb_y} * dec->mb_across + s->mb_x;
     const bool still = s->cls == C264_P_SKIP && s->mv[c264_at(0, 0)] == 0;
-    if (still && *same != C264_SAME_NOT) {
-        *same = C264_SAME_UNTOUCHED;
-    } else {
-        paint(dec, *s);
-        if (s->cls == C264_I_PCM) {
-            if (*same != C264_SAME_NOT) *same = C264_SAME_UNTOUCHED;
-        } else {
-            *same = still ? C264_SAME : C264_SAME_NOT;
-        }
-    }
-    s->mb->filtered = 0;
-    if (s->header.deblocking_mode != 0) {
-        c264_edges* const edges = dec->edges + (s->mb_y & 1) * dec->mb_across + s->mb_x;
-        find_edges(*s, dec->mb_stride, edges);
-        uint32_t any = 0;
-        for (int k = 0; k < 4; ++k)
-            any |= edges->vertical[k] | edges->horizontal[k];
-        s->mb->filtered = any != 0;
-    }
-    store_record(*s);
+    *same = paint_changes(dec, *s, *same, still);
+    uint8_t flags = still ? C264_MB_STILL : 0;
+    // beside still neighbours a still macroblock has no edge
+    const bool no_edge = (flags & s->mb[-1].flags & s->mb[-dec->mb_stride].flags & C264_MB_STILL) != 0;
+    if (!no_edge && s->header.deblocking_mode != 0 &&
+        find_edges(s, dec->mb_stride, dec->edges + (s->mb_y & 1) * dec->mb_across + s->mb_x))
+        flags |= C264_MB_FILTERED;
+    store_record(*s, flags);
     ++s->mb_x;
     ++s->mb;
     ++s->mvd_at;
@@ -225,6 +253,8 @@ inline void decode_cabac(C264Context* dec, const uint8_t* data, size_t bytes, si
             if (s->ended) {
                 // oddity: stale-macroblock; a slice that ends early paints its last macroblock over the rest
                 c264_log(C264_WARNING_IN_SLICE);
+                s->counted = false;
+                clear_counts(s);
             } else if (coder.begin_macroblock()) {
                 parse_macroblock(dec, &coder, s);
             } else {

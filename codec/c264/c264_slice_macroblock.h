@@ -143,6 +143,7 @@ void parse_residual(const C264Context* dec, CODER* coder, C264Slice* s)
         s->qp_changed = false;
         return;
     }
+    s->counted = true;
     change_qp(s, coder->qp_delta());
     load_counts(s, dec->mb_stride);
     if (s->cls == C264_INTRA_16X16) {
@@ -246,6 +247,9 @@ template <class CODER>
 void parse_macroblock(const C264Context* dec, CODER* coder, C264Slice* s)
 {
     clear_coefficients(s);
+    clear_counts(s);
+    s->counted = false;
+    s->dc_coded = 0;
     switch (s->cls) {
         case C264_INTRA_4X4:
             parse_intra4(dec, coder, s);
@@ -270,6 +274,7 @@ void parse_macroblock(const C264Context* dec, CODER* coder, C264Slice* s)
 inline void parse_skip(const C264Context* dec, C264Slice* s)
 {
     s->cls = C264_P_SKIP;
+    s->counted = false;
     s->qp_changed = false;
     fill_vectors(s, c264_at(0, 0), 4, 4, predict_skip(s->mb, dec->mb_stride));
 }

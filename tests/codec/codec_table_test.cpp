@@ -103,6 +103,36 @@ TEST_F(CodecTable, H264RowIsFoundById)
     EXPECT_EQ(entry->capabilities, 0x0au);
 }
 
+TEST_F(CodecTable, RowsStandInTheirOrder)
+{
+    const struct {
+        const char* name;
+        int32_t id;
+        bool decodes;
+    } rows[] = {
+        {"mpeg4", 13, true}, {"c264", 28, true}, {"c264", 28, false}, {"mpeg4", 13, false}, {"mjpeg", 8, false},
+    };
+    const CodecEntry* entry = codec_find_decoder(13);
+    for (const auto& row : rows) {
+        ASSERT_NE(entry, nullptr) << row.name;
+        EXPECT_STREQ(entry->name, row.name);
+        EXPECT_EQ(entry->kind, 0);
+        EXPECT_EQ(entry->id, row.id);
+        EXPECT_EQ(entry->decode != nullptr, row.decodes);
+        EXPECT_EQ(entry->open != nullptr, row.decodes);
+        entry = entry->next;
+    }
+    EXPECT_EQ(entry, nullptr);
+}
+
+TEST_F(CodecTable, H264RowKeepsEightWordsAndOpens)
+{
+    const CodecEntry* const entry = codec_find_decoder(28);
+    EXPECT_EQ(entry->priv_size, 32u);
+    EXPECT_EQ(codec_open(&m_Context, entry), 0);
+    EXPECT_EQ(codec_close(&m_Context), 0);
+}
+
 TEST_F(CodecTable, OpenRefusesANullEntry)
 {
     EXPECT_EQ(codec_open(&m_Context, nullptr), -1);

@@ -137,6 +137,25 @@ TEST(CpuDetect, ABitWhoseTrialTrapsRunsWithoutThatFamily)
     EXPECT_EQ(c264_cpu_detect(Everything(), NotedTrial), C264_TRIED);
 }
 
+TEST(CpuDetect, Bmi2NeedsItsThreeSetsAndAvx2)
+{
+    codec_cpu_report report = Everything();
+    report.extended_ecx = 1u << 5;
+    trapping = 0;
+    EXPECT_EQ(c264_cpu_detect(report, NotedTrial), C264_TRIED | CODEC_CAP_AVX2 | CODEC_CAP_BMI2);
+    for (const std::uint32_t bit : {3, 8, 5}) {
+        codec_cpu_report less = report;
+        less.leaf7_ebx &= ~(1u << bit);
+        EXPECT_EQ(c264_cpu_detect(less, NotedTrial) & CODEC_CAP_BMI2, 0u) << bit;
+    }
+    EXPECT_EQ(c264_cpu_detect(Everything(), NotedTrial) & CODEC_CAP_BMI2, 0u) << "without LZCNT";
+    for (const std::uint32_t trap : {0x1000u, 0x2000u, 0x10u}) {
+        trapping = trap;
+        EXPECT_EQ(c264_cpu_detect(report, NotedTrial) & CODEC_CAP_BMI2, 0u) << trap;
+    }
+    trapping = 0;
+}
+
 TEST(CpuTrial, Avx2NeedsASystemThatKeepsThe256BitRegisters)
 {
     codec_cpu_report report = Everything();
@@ -165,8 +184,8 @@ TEST_F(CpuMask, CutsWhatThisProcessorAnswers)
     const std::uint32_t c264 = c264_cpu_detect();
     Mpeg4CpuInfo info;
     const std::uint32_t mpeg4 = mpeg4_cpu_detect(&info);
-    EXPECT_EQ(c264 & ~(C264_TRIED | CODEC_CAP_AVX2), 0u);
-    EXPECT_EQ(mpeg4 & ~(MPEG4_TRIED | CODEC_CAP_AVX2), 0u);
+    EXPECT_EQ(c264 & ~(C264_TRIED | CODEC_STEP_BMI2), 0u);
+    EXPECT_EQ(mpeg4 & ~(MPEG4_TRIED | CODEC_CAP_AVX2 | CODEC_CAP_BMI2), 0u);
     EXPECT_EQ(info.proved, mpeg4);
 
     codec_set_cap_mask(CODEC_STEP_SSE2);

@@ -15,7 +15,8 @@ struct H264RandomShape {
     int width_mbs = 4;
     int height_mbs = 4;
     int pictures = 6;
-    int gop = 4;  ///< pictures from IDR to IDR; those between are P, now and then I
+    int gop = 4;         ///< pictures from IDR to IDR; those between are P, now and then I
+    bool still = false;  ///< most macroblocks of a P picture are skipped, and many with the zero vector
 };
 
 /// The same for the same shape, whatever the machine. Every value that the standard's 16-bit transforms compute

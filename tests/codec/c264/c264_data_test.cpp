@@ -98,11 +98,11 @@ TEST(C264DataStreams, AreAtLeastTwentyFour)
     EXPECT_GE(StreamNames().size(), 24u);
 }
 
-class C264Checksum : public ::testing::TestWithParam<EH264Checksum>
+class C264DataChecksum : public ::testing::TestWithParam<EH264Checksum>
 {
 };
 
-TEST_P(C264Checksum, ProtectedStreamsDecodeToTheSamePictures)
+TEST_P(C264DataChecksum, ProtectedStreamsDecodeToTheSamePictures)
 {
     const uint32_t modulus = GetParam() == EH264Checksum::Bits16 ? 65521 : 4294967291;
     for (const char* const name : {"cavlc_every_partition", "cabac_every_partition", "cabac_q1"}) {
@@ -120,7 +120,7 @@ TEST_P(C264Checksum, ProtectedStreamsDecodeToTheSamePictures)
     }
 }
 
-TEST_P(C264Checksum, OneWrongBitCostsTheBufferAndLeavesTheReference)
+TEST_P(C264DataChecksum, OneWrongBitCostsTheBufferAndLeavesTheReference)
 {
     const uint32_t modulus = GetParam() == EH264Checksum::Bits16 ? 65521 : 4294967291;
     const std::string base = FOLDER + "cabac_every_partition";
@@ -141,7 +141,7 @@ TEST_P(C264Checksum, OneWrongBitCostsTheBufferAndLeavesTheReference)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Widths, C264Checksum, ::testing::Values(EH264Checksum::Bits16, EH264Checksum::Bits32),
+INSTANTIATE_TEST_SUITE_P(Widths, C264DataChecksum, ::testing::Values(EH264Checksum::Bits16, EH264Checksum::Bits32),
                          [](const auto& test) {
                              return test.param == EH264Checksum::Bits16 ? "Bits16" : "Bits32";
                          });

@@ -1,0 +1,146 @@
+// H.264 units written by hand, bit by bit, for what no encoder writes; and a decoder to feed them to.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "codec/c264/c264.h"
+#include "codec/c264/c264_log.h"
+#include "tests/support/h264_bits.h"
+#include "tests/support/h264_writer.h"
+
+constexpr int UNIT_SLICE = 1;
+constexpr int UNIT_IDR = 5;
+constexpr int UNIT_SEI = 6;
+constexpr int UNIT_SPS = 7;
+constexpr int UNIT_PPS = 8;
+
+inline H264Packet C264Unit(int iType, const std::vector<uint8_t>& payload, int iRefIdc = 1)
+{
+    H264Packet unit;
+    H264AppendUnit(&unit, iRefIdc, iType, payload);
+    return unit;
+}
+
+inline H264Packet C264Joined(const std::vector<H264Packet>& parts)
+{
+    H264Packet joined;
+    for (const H264Packet& part : parts)
+        joined.insert(joined.end(), part.begin(), part.end());
+    return joined;
+}
+
+inline H264Packet C264SpsUnit(const H264Parameters& parameters)
+{
+    CH264Bits bits;
+    WriteH264Sps(parameters, &bits);
+    return C264Unit(UNIT_SPS, bits.Bytes());
+}
+
+inline H264Packet C264PpsUnit(const H264Parameters& parameters)
+{
+    CH264Bits bits;
+    WriteH264Pps(parameters, &bits);
+    return C264Unit(UNIT_PPS, bits.Bytes());
+}
+
+/// Parameters of handmade slices: CAVLC, and the slice says how it is filtered.
+inline H264Parameters C264HandmadeParameters()
+{
+    H264Parameters parameters;
+    parameters.deblocking_filter_control_present = true;
+    return parameters;
+}
+
+struct C264HandmadeSlice {
+    uint32_t first_mb = 0;
+    uint32_t type = 2;
+    int qp = 40;
+    uint32_t disable_deblocking_filter_idc = 1;
+    uint32_t frame_num = 0;
+};
+
+/// The header of a slice that isn't IDR, under C264HandmadeParameters.
+inline CH264Bits C264SliceStart(const C264HandmadeSlice& slice)
+{
+    CH264Bits bits;
+    bits.Ue(slice.first_mb).Ue(slice.type).Ue(0).Bits(slice.frame_num, 4);
+    if (slice.type == 0) bits.Bit(false);  // num_ref_idx_active_override_flag
+    if (slice.type != 2) bits.Bit(false);  // ref_pic_list_modification_flag_l0
+    bits.Bit(false);                       // adaptive_ref_pic_marking_mode_flag
+    bits.Se(slice.qp - 26).Ue(slice.disable_deblocking_filter_idc);
+    if (slice.disable_deblocking_filter_idc != 1) bits.Se(0).Se(0);
+    return bits;
+}
+
+/// An intra macroblock of one colour in CAVLC: the DC prediction, and above it `iLevel` (-1, 0 or 1) steps,
+/// which are 4 at a quantiser of 40.
+inline void C264Flat(CH264Bits* bits, int iLevel, uint32_t first_intra_type = 0)
+{
+    bits->Ue(first_intra_type + 3).Ue(0).Se(0);  // intra 16x16, DC, nothing coded; chroma DC; no mb_qp_delta
+    if (iLevel == 0) {
+        bits->Code("1");
+    } else {
+        bits->Code("01").Bit(iLevel < 0).Code("1");
+    }
+}
+
+/// A predicted macroblock of one vector without a residual.
+inline void C264Moved(CH264Bits* bits, int iMvdX, int iMvdY)
+{
+    bits->Ue(0).Ue(0).Se(iMvdX).Se(iMvdY).Ue(0);  // no skipped ones before it, P_L0_16x16, mvd, nothing coded
+}
+
+/// One decoder under its own interface.
+class C264Fed
+{
+  public:
+    C264Fed(int iWidth, int iHeight, int iMode = 0) : m_pHandle(c264_open(iWidth, iHeight, iMode)) {}
+    ~C264Fed() { c264_close(m_pHandle); }
+    C264Fed(const C264Fed&) = delete;
+    C264Fed& operator=(const C264Fed&) = delete;
+
+    /// Zero bytes stand behind, as with the links, so that a unit's end is seen.
+    int32_t Feed(H264Packet packet, size_t ulPadding = 8)
+    {
+        packet.resize(packet.size() + ulPadding);
+        Picture = {};
+        return c264_decode(m_pHandle, packet.data(), static_cast<int32_t>(packet.size()), &Picture, &iGot,
+                           &Stats);
+    }
+
+    /// Parameter sets and a slice in one call.
+    int32_t FeedSlice(const CH264Bits& slice, int iUnit = UNIT_SLICE)
+    {
+        CH264Bits ended = slice;
+        ended.Trailing();
+        const H264Parameters parameters = C264HandmadeParameters();
+        return Feed(
+            C264Joined({C264SpsUnit(parameters), C264PpsUnit(parameters), C264Unit(iUnit, ended.Bytes())}));
+    }
+
+    int Luma(int iX, int iY) const { return Picture.plane[0][iY * Picture.stride[0] + iX]; }
+
+    /// The sample in the middle of a macroblock.
+    int Middle(int iMbX, int iMbY) const { return Luma(16 * iMbX + 8, 16 * iMbY + 8); }
+
+    C264Handle* Handle() const { return m_pHandle; }
+
+    C264Picture Picture = {};
+    C264Stats Stats = {};
+    int32_t iGot = -1;
+
+  private:
+    C264Handle* m_pHandle;
+};
+
+/// How many warnings of one text the ring holds.
+inline int C264Warnings(const char* szText)
+{
+    int32_t count = 0;
+    const std::atomic<const char*>* const ring = c264_log_get(&count);
+    int found = 0;
+    for (int32_t i = 0; i < count; ++i)
+        found += ring[i].load() == szText;
+    return found;
+}
