@@ -8,6 +8,7 @@
 
 #include "activex/ActiveXApp.h"
 #include "inc/LogLine.h"
+#include "model/settings/SystemSettings.h"
 #include "platform/component/component_registry.h"
 #include "platform/os/paths.h"
 #include "platform/qt/Keys.h"
@@ -163,6 +164,14 @@ HRESULT CActiveXCtrl::CreateControlWindow(void* parent)
     }
     if (FAILED(result)) DestroyControlWindow();
     return result;
+}
+
+HRESULT CActiveXCtrl::SetProfile(const std::string& name)
+{
+    if (m_pWidget != nullptr) return E_FAIL;
+    if (name != "classic" && name != "operator") return E_INVALIDARG;
+    AskForProfile(name == "operator" ? EProfile::Operator : EProfile::Classic);
+    return S_OK;
 }
 
 std::int32_t CActiveXCtrl::OnCreate()

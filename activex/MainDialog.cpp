@@ -11,7 +11,7 @@
 #include "common/RenderWnd.h"
 #include "model/NodeModel.h"
 #include "model/archive/XMLInputArchive.h"
-#include "model/layout/XRenderWnd.h"
+#include "model/layout/LayoutRecords.h"
 #include "model/settings/Language.h"
 #include "model/tree/CompositeIterator.h"
 #include "model/tree/Devices.h"

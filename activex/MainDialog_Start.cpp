@@ -12,10 +12,9 @@
 #include "inc/CxLog.h"
 #include "inc/LogLine.h"
 #include "model/archive/XMLInputArchive.h"
-#include "model/layout/XMainWnd.h"
-#include "model/layout/XRenderWnd.h"
+#include "model/layout/LayoutRecords.h"
 #include "model/settings/Language.h"
-#include "platform/files/profile.h"
+#include "model/settings/SystemSettings.h"
 #include "platform/os/language.h"
 #include "platform/os/paths.h"
 #include "platform/qt/QtPlatform.h"
@@ -93,9 +92,7 @@ bool CMainDialog::OnInitDialog()
 // Written at each start, so it overrides whatever was there.
 void CMainDialog::SetSystemLanguage()
 {
-    const std::string path = GetModuleDirectory() + "config\\system.ini";
-    const std::string file = std::string(GetLanguageName(GetSystemDefaultLangID())) + ".ini";
-    WritePrivateProfileStringA("System", "Language", file.c_str(), path.c_str());
+    WriteSetting(ESetting::Language, std::string(GetLanguageName(GetSystemDefaultLangID())) + ".ini");
 }
 
 // Keys, and the left button, reach the module's windows before the host's message loop has its way with them.

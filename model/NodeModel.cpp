@@ -3,16 +3,14 @@
 #include <sqlite3.h>
 
 #include <array>
+#include <atomic>
 #include <mutex>
 #include <utility>
 
 #include "inc/LogLine.h"
 #include "model/settings/GlobalSetting.h"
 #include "model/settings/Language.h"
-#include "model/settings/LogSetting.h"
-#include "model/settings/NetworkSetting.h"
-#include "model/settings/StorageSetting.h"
-#include "model/settings/SystemSetting.h"
+#include "model/settings/SettingLeaves.h"
 #include "model/tree/CompositeIterator.h"
 #include "platform/os/drives.h"
 #include "platform/os/paths.h"
@@ -153,11 +151,11 @@ void CNodeModel::DeleteRoot()
 
 CGlobalSetting* CNodeModel::GetGlobalSetting()
 {
-    if (CGlobalSetting* const known = m_pGlobalSetting) return known;
+    if (CGlobalSetting* const known = CGlobalSetting::GetFound()) return known;
     CNode* const found =
         FindNode(*GetRoot(), [](CNode& node) { return dynamic_cast<CGlobalSetting*>(&node) != nullptr; });
     CGlobalSetting* const setting = found ? dynamic_cast<CGlobalSetting*>(found) : CreateGlobalSetting();
-    m_pGlobalSetting = setting;
+    CGlobalSetting::SetFound(setting);
     return setting;
 }
 
@@ -171,14 +169,6 @@ CGlobalSetting* CNodeModel::CreateGlobalSetting()
     AddNamed<CLogSetting>(*setting, "IDS_LogSetting");
     setting->m_bsStorageDrive = GetFixedDataDrives(GetLogicalDrives(), GetSystemDirectoryA(), GetDriveTypeA);
     return setting;
-}
-
-void CNodeModel::ForgetGlobalSetting(const CGlobalSetting& setting)
-{
-    CNodeModel* const model = State().m_pInstance;
-    if (!model) return;
-    auto* known = const_cast<CGlobalSetting*>(&setting);
-    model->m_pGlobalSetting.compare_exchange_strong(known, nullptr);
 }
 
 CNode* CNodeModel::FindByName(const std::string& name)

@@ -7,8 +7,7 @@
 
 #include "codec/decoder.h"
 #include "model/NodeModel.h"
-#include "platform/files/profile.h"
-#include "platform/os/paths.h"
+#include "model/settings/SystemSettings.h"
 #include "platform/os/threads.h"
 #include "remote/p2p/LinkLog.h"
 #include "remote/udp/ChannelReceiver.h"
@@ -19,12 +18,6 @@ namespace
 {
 
 constexpr std::size_t REQUEST_BYTES = 8;
-
-bool ReadStandardChroma()
-{
-    const std::string strPath = GetModuleDirectory() + "config\\system.ini";
-    return GetPrivateProfileIntA("System", "StandardChroma", 0, strPath.c_str()) == 1;
-}
 
 }  // namespace
 
@@ -97,7 +90,7 @@ void CUdpLink::OpenPicture()
         return;
     }
     const auto decoder = std::make_shared<CMpeg4Decoder>(iWidth, iHeight);
-    decoder->SetStandardChroma(ReadStandardChroma());
+    decoder->SetStandardChroma(ReadSettingSwitch(ESetting::StandardChroma));
     m_pState->m_pDecoder = decoder;
     m_pRender = CreateRender();
     if (m_pRender) m_pSurface = m_pRender->CreateSurface(iWidth, iHeight);

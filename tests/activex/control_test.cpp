@@ -11,6 +11,7 @@
 #include "activex/ActiveXCtrl.h"
 #include "activex/Registration.h"
 #include "model/NodeModel.h"
+#include "model/settings/SystemSettings.h"
 #include "platform/component/component_registry.h"
 #include "platform/os/module_count.h"
 #include "platform/qt/Keys.h"
@@ -440,6 +441,22 @@ TEST_F(ControlTest, ItsDispatchInterfaceIsFoundByItsOwnIdentifierAndItsEventsBea
     EXPECT_EQ(control.GetEventInterface(), DIID_DActiveXEvents);
     void* events = nullptr;
     EXPECT_EQ(control.QueryInterface(DIID_DActiveXEvents, &events), E_NOINTERFACE) << "the host's to have";
+}
+
+TEST_F(ControlTest, IsClassicUnlessTheContainerAsksBeforeTheWindowIsMade)
+{
+    CActiveXCtrl& control = Create();
+    CComPtr<IControlProfile> profile;
+    ASSERT_EQ(control.QueryInterface(IControlProfile::IID, profile.Receive()), S_OK);
+    EXPECT_EQ(GetProfile(), EProfile::Classic);
+    EXPECT_EQ(profile->SetProfile("other"), E_INVALIDARG);
+    EXPECT_EQ(profile->SetProfile("operator"), S_OK);
+    EXPECT_EQ(GetProfile(), EProfile::Operator);
+    EXPECT_EQ(profile->SetProfile("classic"), S_OK);
+    EXPECT_EQ(GetProfile(), EProfile::Classic);
+    ASSERT_EQ(control.CreateControlWindow(&m_Container), S_OK);
+    EXPECT_EQ(profile->SetProfile("operator"), E_FAIL);
+    EXPECT_EQ(GetProfile(), EProfile::Classic);
 }
 
 TEST_F(ControlTest, AFaultOfTheStartUpEndsAtTheControl)

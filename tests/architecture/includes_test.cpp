@@ -64,7 +64,7 @@ const std::vector<Room>& Rooms()
         {"render/device", {"codec", "platform", "inc"}, false},
         {"model", {"model/layout", "model/settings", "model/tree", "model/archive", "platform", "inc"}, false},
         {"model/layout", {"model/archive"}, false},
-        {"model/settings", {"model", "model/tree", "model/archive", "platform", "inc"}, false},
+        {"model/settings", {"model/tree", "model/archive", "platform", "inc"}, false},
         {"model/tree", {"model/archive", "platform", "inc"}, false},
         {"model/archive", {"model", "platform", "inc"}, false},
         {"codec", {"codec/c264", "codec/mpeg4", "codec/convert"}, false},
