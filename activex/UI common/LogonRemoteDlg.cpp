@@ -54,16 +54,15 @@ QString Text(const char* key)
 
 }  // namespace
 
-CLogonRemoteDlg::CLogonRemoteDlg(STATION_FACTORY factory) : m_Factory(std::move(factory)) {}
+CLogonRemoteDlg::CLogonRemoteDlg(STATION_FACTORY factory) : CDialog(TEMPLATE), m_Factory(std::move(factory)) {}
 
 CLogonRemoteDlg::~CLogonRemoteDlg()
 {
     DestroyWindow();
 }
 
-bool CLogonRemoteDlg::OnLoadTemplate(int templateNumber)
+void CLogonRemoteDlg::OnCreateControls()
 {
-    if (templateNumber != TEMPLATE) return false;
     for (const int label : LABELS)
         AddControl(label, new QLabel(Widget()));
     AddControl(ADDRESS, new CHistoryCombo(Widget()))->SetListDepth(LIST_DEPTH);
@@ -76,7 +75,6 @@ bool CLogonRemoteDlg::OnLoadTemplate(int templateNumber)
     AddControl(IDOK, new QPushButton(Widget()))->setDefault(true);
     auto* const status = AddControl(STATUS_LINE, new QLabel(Widget()));
     status->setWordWrap(true);
-    return true;
 }
 
 std::int32_t CLogonRemoteDlg::OnCreate()

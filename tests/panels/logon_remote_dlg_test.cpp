@@ -117,7 +117,7 @@ class LogonDlgTest : public testing::Test
             }
             return std::make_unique<CScriptedStation>(*this, answer);
         });
-        ASSERT_TRUE(m_Dlg->Create(CLogonRemoteDlg::TEMPLATE, m_pBar));
+        ASSERT_TRUE(m_Dlg->Create(m_pBar));
         m_Dlg->MoveWindow(0, 0, 200, 400);
         m_pOuter->show();
     }
