@@ -177,7 +177,8 @@ void CLogonRemoteDlg::ShowFailure(const char* key)
                 MB_OK | MB_ICONWARNING);
 }
 
-// Painted at once: the thread blocks from here on.
+// Painted at once, and without serving anything else: a close or a command that came now would end the panel
+// under the logon.
 void CLogonRemoteDlg::ShowBusy(bool busy)
 {
     auto* const line = GetDlgItem<QLabel>(STATUS_LINE);
@@ -195,7 +196,6 @@ void CLogonRemoteDlg::ShowBusy(bool busy)
     if (!busy && m_pFocus != nullptr) std::exchange(m_pFocus, nullptr)->setFocus(Qt::OtherFocusReason);
     line->repaint();
     accept->repaint();
-    QApplication::processEvents(QEventLoop::ExcludeUserInputEvents, 0);
 }
 
 void CLogonRemoteDlg::OnOK()
