@@ -181,7 +181,7 @@ std::int32_t CActiveXCtrl::OnCreate()
         IUnknown* container = nullptr;
         if (SUCCEEDED(m_pSite->GetContainer(&container)) && container != nullptr) container->Release();
     }
-    m_Panel.Create(CMainDialog::TEMPLATE, m_pWidget);  // the result is not looked at
+    m_Panel.Create(m_pWidget);  // the result is not looked at
     OnActivateInPlace(true);
     return 0;
 }

@@ -49,7 +49,10 @@ void ExitProcess(int code)
 }  // namespace
 
 CMainDialog::CMainDialog(CLogonRemoteDlg::STATION_FACTORY stations, EXIT exit, SOCKET_START startSockets)
-    : m_Logon(std::move(stations)), m_pExit(exit != nullptr ? exit : ExitProcess), m_pStartSockets(startSockets)
+    : CDialog(TEMPLATE),
+      m_Logon(std::move(stations)),
+      m_pExit(exit != nullptr ? exit : ExitProcess),
+      m_pStartSockets(startSockets)
 {
 }
 

@@ -55,11 +55,9 @@ int g_iHookUsers = 0;
 
 }  // namespace
 
-bool CMainDialog::OnLoadTemplate(int templateNumber)
+void CMainDialog::OnCreateControls()
 {
-    if (templateNumber != TEMPLATE) return false;
     AddControl(LOGO_CONTROL, new QLabel(Widget()));
-    return true;
 }
 
 bool CMainDialog::OnInitDialog()
@@ -190,15 +188,11 @@ bool CMainDialog::CreateGrid()
 void CMainDialog::AddFolders()
 {
     if (m_pSideBar == nullptr) return;
-    const struct {
-        CDialog* m_pPanel;
-        int m_iTemplate;
-    } panels[] = {{&m_Logon, CLogonRemoteDlg::TEMPLATE}, {&m_Tree, CTreeDlg::TEMPLATE}};
+    CDialog* const panels[] = {&m_Logon, &m_Tree};
     for (std::size_t i = 0; i < std::size(FOLDERS); ++i) {
         const QIcon icon = MakeFolderIcon(FOLDERS[i].m_iIcon);
-        const bool built =
-            i < std::size(panels) && panels[i].m_pPanel->Create(panels[i].m_iTemplate, m_pSideBar);
-        m_pSideBar->AddFolder(Text(FOLDERS[i].m_szKey), icon, built ? panels[i].m_pPanel->Widget() : nullptr);
+        const bool built = i < std::size(panels) && panels[i]->Create(m_pSideBar);
+        m_pSideBar->AddFolder(Text(FOLDERS[i].m_szKey), icon, built ? panels[i]->Widget() : nullptr);
     }
 }
 
