@@ -3,13 +3,14 @@
 #include <cstdio>
 
 #include "inc/CxLog.h"
+#include "inc/EscapeControls.h"
 #include "inc/OutputDebugString.h"
 
 void LogLine(std::int32_t level, const char* function, const std::string& message, std::source_location place)
 {
     if (CxLog* const log = CxLog::Find())
         log->Log(place.file_name(), function, static_cast<std::int32_t>(place.line()), level, "%s",
-                 message.c_str());
+                 EscapeControls(message, "\n\t").c_str());
     else
         OutputDebugStringA(message + "\n");
 }
@@ -17,7 +18,7 @@ void LogLine(std::int32_t level, const char* function, const std::string& messag
 void LogFault(const char* function, const std::string& message, std::source_location place)
 {
     LogLine(LOG_ERROR, function, message, place);
-    const std::string line = "watchwall: " + message + "\n";
+    const std::string line = "watchwall: " + EscapeControls(message, "\n\t") + "\n";
     std::fwrite(line.data(), 1, line.size(), stderr);
     std::fflush(stderr);
 }
