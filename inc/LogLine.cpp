@@ -4,6 +4,7 @@
 #include <exception>
 
 #include "inc/CxLog.h"
+#include "inc/EscapeControls.h"
 #include "inc/OutputDebugString.h"
 
 void LogLine(std::int32_t level, const char* function, const std::string& message, const char* file,
@@ -11,7 +12,7 @@ void LogLine(std::int32_t level, const char* function, const std::string& messag
 {
     try {
         if (CxLog* const log = CxLog::Find())
-            log->Log(file, function, line, level, "%s", message.c_str());
+            log->Log(file, function, line, level, "%s", EscapeControls(message, "\n\t").c_str());
         else
             OutputDebugStringA(message + "\n");
     } catch (const std::exception&) {
@@ -22,7 +23,7 @@ void LogLine(std::int32_t level, const char* function, const std::string& messag
 void LogFault(const char* function, const std::string& message, const char* file, std::int32_t line)
 {
     LogLine(LOG_ERROR, function, message, file, line);
-    const std::string told = "watchwall: " + message + "\n";
+    const std::string told = "watchwall: " + EscapeControls(message, "\n\t") + "\n";
     std::fwrite(told.data(), 1, told.size(), stderr);
     std::fflush(stderr);
 }

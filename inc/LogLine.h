@@ -4,7 +4,7 @@
 #include <string>
 
 // What the product writes to its log. At any time from any thread; nothing is thrown, and once the log has
-// ended the debugger output alone is written.
+// ended the debugger output alone is written. Control characters but line break and tab are escaped.
 
 /// One line in the process's log, at a level of CxLog.h. `function` is the writer's name as it stands in the
 /// log ("CRenderWnd::Init"); file and line are the caller's own.

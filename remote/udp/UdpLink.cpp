@@ -6,10 +6,11 @@
 #include <utility>
 
 #include "codec/decoder.h"
+#include "inc/CxLog.h"
+#include "inc/LogLine.h"
 #include "model/NodeModel.h"
 #include "model/settings/SystemSettings.h"
 #include "platform/os/threads.h"
-#include "remote/p2p/LinkLog.h"
 #include "remote/udp/ChannelReceiver.h"
 #include "render/CellPool.h"
 #include "render/Render.h"
@@ -46,8 +47,9 @@ void CUdpLink::Run()
     try {
         if (m_pSession) Receive();
     } catch (const std::exception& fault) {
-        LogLink("CUdpLink::Run", "channel " + std::to_string(m_iDevID + 1) + " of " + std::to_string(m_iNetID) +
-                                     " ends: " + fault.what());
+        LogLine(LOG_WARNING, "CUdpLink::Run",
+                "channel " + std::to_string(m_iDevID + 1) + " of " + std::to_string(m_iNetID) +
+                    " ends: " + fault.what());
     }
     CleanUp();
 }
@@ -83,7 +85,7 @@ void CUdpLink::OpenPicture()
     m_pCounters->m_iHeight.store(iHeight, std::memory_order_relaxed);
     if (!IsWithinLimit(m_Reply)) {
         // As a decoder that does not open: the channel stays open and every message of it is refused.
-        LogLink("CUdpLink::OpenPicture",
+        LogLine(LOG_WARNING, "CUdpLink::OpenPicture",
                 "channel " + std::to_string(m_iDevID + 1) + " of " + std::to_string(m_iNetID) +
                     ": pictures of " + std::to_string(iWidth) + " x " + std::to_string(iHeight) + ", at most " +
                     std::to_string(PICTURE_LIMIT_SAMPLES) + " samples are shown");
