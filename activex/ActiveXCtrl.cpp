@@ -1,5 +1,6 @@
 #include "activex/ActiveXCtrl.h"
 
+#include <QApplication>
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
@@ -37,6 +38,11 @@ class CActiveXCtrl::CWidget : public QWidget
     {
         setObjectName(QStringLiteral("STATIC"));
         setFocusPolicy(Qt::ClickFocus);
+        connect(qApp, &QApplication::focusChanged, this, [this](const QWidget*, const QWidget* now) {
+            // The container's other controls take over; a window that merely goes to the back changes nothing.
+            if (now != nullptr && now->window() == window() && now != this && !isAncestorOf(now))
+                m_Control.m_bUIActive = false;
+        });
     }
     ~CWidget() override { m_Control.WindowGoes(); }
 
@@ -251,6 +257,7 @@ LRESULT CActiveXCtrl::WindowProc(std::uint32_t, WPARAM, LPARAM)
 
 EPreTranslate CActiveXCtrl::PreTranslate(MSG& message)
 {
+    if (message.message == WM_LBUTTONDOWN) OnMouseActivate();  // on whatever panel it was
     const bool routed =
         message.message == WM_KEYDOWN || message.message == WM_KEYUP || message.message == MESSAGE_9;
     if (routed && IsRoutedKey(message.wParam)) {

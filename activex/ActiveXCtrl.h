@@ -77,7 +77,8 @@ class CActiveXCtrl : public CUnknown<IDispatch, IEventSource, IControlWindow, IC
     HWND Handle() const { return m_pHandle != nullptr ? m_pHandle->Get() : HWND::Null; }
 
     /// Key down, key up and message 9 of Return, End, Home and the arrows go to the control's own window and
-    /// are handled, so that the host does not take them; characters go there too and pass on all the same.
+    /// are handled, so that the host does not take them; characters go there too and pass on all the same. The
+    /// left button on any panel activates a control that has lost the container's attention.
     EPreTranslate PreTranslate(MSG& message) override;
 
   protected:

@@ -170,6 +170,8 @@ void CMainDialog::CreateButton(const XWnd& wnd)
     auto* const button = AddControl(BUTTON_BASE + wnd.resource_id, new QPushButton(Widget()));
     m_Buttons[static_cast<std::size_t>(wnd.resource_id)] = button;
     SkinControl(button, wnd.skin_id.c_str());
+    // The style bit that the system adds here moves a check mark to the right of its text: a push button has
+    // none, so there is nothing to build for it.
     button->setToolTip(Text(wnd.tool_tip));
     button->setAccessibleName(Text(wnd.tool_tip));
     button->setGeometry(wnd.rect.left, wnd.rect.top, wnd.rect.right, wnd.rect.bottom);

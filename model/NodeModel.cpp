@@ -5,6 +5,7 @@
 #include <array>
 #include <atomic>
 #include <mutex>
+#include <thread>
 #include <utility>
 
 #include "inc/LogLine.h"
@@ -151,7 +152,10 @@ void CNodeModel::DeleteRoot()
 
 CGlobalSetting* CNodeModel::GetGlobalSetting()
 {
-    if (CGlobalSetting* const known = CGlobalSetting::GetFound()) return known;
+    CGlobalSetting* const known = CGlobalSetting::GetFound();
+    // A walk needs the tree to stand still, so other threads get what the panels' thread has found last.
+    if (known != nullptr && std::this_thread::get_id() != m_PanelsThread) return known;
+    if (known == nullptr) m_PanelsThread = std::this_thread::get_id();
     CNode* const found =
         FindNode(*GetRoot(), [](CNode& node) { return dynamic_cast<CGlobalSetting*>(&node) != nullptr; });
     CGlobalSetting* const setting = found ? dynamic_cast<CGlobalSetting*>(found) : CreateGlobalSetting();

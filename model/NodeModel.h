@@ -4,6 +4,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <thread>
 
 #include "model/tree/Folder.h"
 
@@ -65,4 +66,5 @@ class CNodeModel
 
     std::unique_ptr<CFolder> m_pRoot;  // made on the first demand
     CNode* m_pCurrent = nullptr;       // not owned
+    std::thread::id m_PanelsThread;    // written before the settings are first found, read afterwards
 };

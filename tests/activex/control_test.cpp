@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QFile>
 #include <QKeyEvent>
+#include <QLineEdit>
 #include <QPainter>
 #include <QTest>
 #include <QWidget>
@@ -367,6 +368,33 @@ TEST_F(ControlTest, DrawingWithoutADeviceContextNeitherPaintsNorMovesThePanel)
     QPainter painter(&picture);
     control.Draw(&painter, 0, 0, 300, 200);
     EXPECT_EQ(control.GetPanel().Widget()->geometry(), QRect(0, 0, 300, 200));
+}
+
+TEST_F(ControlTest, AClickOnAPanelActivatesAControlThatTheContainersOwnControlHadTakenOverFrom)
+{
+    CActiveXCtrl& control = Create();
+    CSite site(S_OK);
+    control.SetClientSite(&site);
+    QLineEdit other(&m_Container);
+    other.setFocusPolicy(Qt::ClickFocus);  // the first one to have the keyboard is in the panel
+    other.move(0, 610);
+    m_Container.resize(800, 640);
+    ASSERT_EQ(control.CreateControlWindow(&m_Container), S_OK);
+    control.SetBounds(0, 0, 800, 600);
+    m_Container.show();
+    m_Container.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&m_Container));
+    EXPECT_TRUE(control.IsUIActive());
+    other.setFocus();
+    EXPECT_FALSE(control.IsUIActive());
+    auto* const panel = control.GetPanel().Widget();
+    QTest::mouseClick(panel, Qt::LeftButton, {}, QPoint(790, 5));
+    EXPECT_TRUE(control.IsUIActive());
+    EXPECT_THAT(site.m_Active, ElementsAre(true, true));
+    QTest::mouseClick(panel, Qt::LeftButton, {}, QPoint(790, 5));
+    EXPECT_THAT(site.m_Active, ElementsAre(true, true)) << "an active one has nothing to do";
+    control.DestroyControlWindow();
+    control.SetClientSite(nullptr);
 }
 
 struct KeyRow {

@@ -37,7 +37,7 @@ const std::vector<Room>& Rooms()
         {"activex/UI common",
          {"common", "skin", "remote", "record", "render", "model", "codec", "platform", "platform/qt", "inc"},
          true},
-        {"activex/module", {"activex", "platform", "inc"}, false},
+        {"activex/module", {"activex", "inc"}, false},
         {"activex",
          {"activex/UI common", "common", "skin", "remote", "record", "render", "model", "codec", "platform",
           "platform/qt", "inc"},
