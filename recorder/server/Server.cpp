@@ -67,9 +67,9 @@ class CServer::CChannels : public IChannels
     {
         XChannelSetup setup;
         setup.m_Scene = options.m_Scene;
-        setup.m_iBitRate = options.m_iBitRate;
-        setup.m_iGroup = options.m_iGroup;
-        setup.m_Motion = options.m_Motion;
+        setup.m_Stream.m_iBitRate = options.m_iBitRate;
+        setup.m_Stream.m_iGroup = options.m_iGroup;
+        setup.m_Stream.m_Motion = options.m_Motion;
         setup.m_iChannels = options.m_iChannels;
         // A loop is made of whole groups, so that its last picture leads over to its first.
         const int pictures = options.m_iLoopSeconds * options.m_Scene.m_iRate;
