@@ -5,13 +5,12 @@
 // Each figure is the median of 9 measurements, in which the two decoders take turns. Above 1.00 is faster than
 // libavcodec. The last lines tell what one open decoder holds of memory.
 
-#include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <string>
 #include <vector>
 
+#include "bench/decoder_bench.h"
 #include "codec/codec_memory.h"
 #include "codec/cpu.h"
 #include "codec/decoder.h"
@@ -41,14 +40,6 @@ std::vector<Stream> Streams()
     };
 }
 
-/// The time that this thread ran, so that other programs on the machine disturb the figures less.
-double ThreadMs()
-{
-    timespec now;
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) / 1e6;
-}
-
 double OursMs(const Stream& stream, const std::vector<Mpeg4Packet>& packets)
 {
     CMpeg4Decoder decoder(stream.Shape.iWidth, stream.Shape.iHeight);
@@ -65,12 +56,6 @@ double TheirsMs(const std::vector<Mpeg4Packet>& packets)
     for (const Mpeg4Packet& packet : packets)
         decoder.Decode(packet);
     return ThreadMs() - start;
-}
-
-double Median(std::vector<double> values)
-{
-    std::nth_element(values.begin(), values.begin() + MEASUREMENTS / 2, values.end());
-    return values[MEASUREMENTS / 2];
 }
 
 void TimeStream(const Stream& stream)
@@ -100,13 +85,6 @@ void ShowMemory(int iWidth, int iHeight)
     const CMpeg4Decoder decoder(iWidth, iHeight);
     std::printf("an open %dx%d decoder holds %.2f MB\n", iWidth, iHeight,
                 static_cast<double>(codec_memory_in_use() - before + sizeof decoder) / 1e6);
-}
-
-bool Wanted(const std::string& strName, const std::vector<std::string>& texts)
-{
-    return texts.empty() || std::any_of(texts.begin(), texts.end(), [&](const std::string& strText) {
-               return strName.find(strText) != std::string::npos;
-           });
 }
 }  // namespace
 

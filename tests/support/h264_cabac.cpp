@@ -59,6 +59,8 @@ class CCabacWriter
         }
     }
 
+    const CH264CabacEngine& Engine() const { return m_Engine; }
+
   private:
     static bool IsSkipped(const H264Macroblock* mb) { return mb->type == EH264Mb::Skip; }
 
@@ -301,7 +303,11 @@ class CCabacWriter
 };
 }  // namespace
 
-void WriteCabacSliceData(const H264Parameters& parameters, const H264Picture& picture, CH264Bits* bits)
+void WriteCabacSliceData(const H264Parameters& parameters, const H264Picture& picture, CH264Bits* bits,
+                         H264ContextUses* uses)
 {
-    CCabacWriter(parameters, picture, bits).Write();
+    CCabacWriter writer(parameters, picture, bits);
+    writer.Write();
+    for (size_t i = 0; uses && i < uses->size(); ++i)
+        (*uses)[i] += writer.Engine().Uses(i);
 }

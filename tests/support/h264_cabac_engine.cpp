@@ -6,13 +6,14 @@ CH264CabacEngine::CH264CabacEngine(const H264ContextStart* start, int slice_qp, 
 {
     for (int i = 0; i < H264_CONTEXTS; ++i) {
         const int state = std::clamp((start[i].m * std::clamp(slice_qp, 0, 51) >> 4) + start[i].n, 1, 126);
-        m_Contexts[i] = {static_cast<uint8_t>(state <= 63 ? 63 - state : state - 64), state > 63};
+        m_Contexts[i] = {static_cast<uint8_t>(state <= 63 ? 63 - state : state - 64), state > 63, 0};
     }
 }
 
 void CH264CabacEngine::Decision(int context, bool bin)
 {
     Context& c = m_Contexts[context];
+    ++c.uses;
     const uint32_t lps = H264_RANGE_LPS[c.state][m_ulRange >> 6 & 3];
     m_ulRange -= lps;
     if (bin != c.most_probable) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "tests/support/h264_bits.h"
@@ -17,10 +18,14 @@ class CH264CabacEngine
     /// end_of_slice_flag, and the second bin of an intra 16x16 mb_type. True ends the slice with its stop bit.
     void Terminate(bool bin);
 
+    /// How often a context was used.
+    uint32_t Uses(size_t context) const { return m_Contexts[context].uses; }
+
   private:
     struct Context {
         uint8_t state;
         bool most_probable;
+        uint32_t uses;
     };
 
     void Renormalise();

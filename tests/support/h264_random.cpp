@@ -394,7 +394,7 @@ H264Sequence MakeRandomH264(const H264RandomShape& shape)
         H264SliceHeader& header = picture.header;
         header.idr = i % shape.gop == 0;
         frame_num = header.idr ? 0 : frame_num + 1;
-        header.intra = header.idr || dice.Chance(15);
+        header.intra = header.idr || dice.Chance(shape.still ? 3 : 15);
         header.all_alike = dice.Chance(50);
         header.nal_ref_idc = dice.Pick(1, 3);
         header.frame_num = frame_num & ((1 << parameters.log2_max_frame_num) - 1);
@@ -402,11 +402,26 @@ H264Sequence MakeRandomH264(const H264RandomShape& shape)
         header.pic_order_cnt_lsb = 2 * frame_num & ((1 << parameters.log2_max_pic_order_cnt_lsb) - 1);
         header.num_ref_idx_active_override = dice.Chance(20);
         header.cabac_init_idc = dice.Pick(0, 2);
-        const Style style = MakeStyle(&dice);
+        Style style = MakeStyle(&dice);
+        if (shape.still) {
+            style.skip = 96;
+            style.intra = 1;
+            style.near = 2;
+            style.far = 1;
+        }
         header.slice_qp = dice.Pick(style.qp_low, style.qp_high);
         MakeDeblocking(&dice, parameters, &header);
         CPictureMaker(&dice, parameters, style, &picture).Make();
         sequence.pictures.push_back(std::move(picture));
     }
     return sequence;
+}
+
+H264RandomShape H264ShapeOfSeed(uint32_t seed)
+{
+    return {.seed = seed,
+            .width_mbs = 1 + static_cast<int>(seed * 7 % 9),
+            .height_mbs = 1 + static_cast<int>(seed * 5 % 8),
+            .pictures = 6,
+            .gop = 3};
 }

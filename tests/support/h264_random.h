@@ -15,9 +15,13 @@ struct H264RandomShape {
     int width_mbs = 4;
     int height_mbs = 4;
     int pictures = 6;
-    int gop = 4;  ///< pictures from IDR to IDR; those between are P, now and then I
+    int gop = 4;         ///< pictures from IDR to IDR; those between are P, now and then I
+    bool still = false;  ///< most macroblocks of a P picture are skipped, and many with the zero vector
 };
 
 /// The same for the same shape, whatever the machine. Every value that the standard's 16-bit transforms compute
 /// from it stays inside 16 bits.
 H264Sequence MakeRandomH264(const H264RandomShape& shape);
+
+/// A small shape for a seed; sizes of one macroblock to nine by eight.
+H264RandomShape H264ShapeOfSeed(uint32_t seed);

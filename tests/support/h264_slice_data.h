@@ -2,12 +2,17 @@
 
 #include "tests/support/h264_bits.h"
 #include "tests/support/h264_syntax.h"
+#include "tests/support/h264_tables.h"
 
 // slice_data() of the test encoder in both entropy modes. The trailing bits are the caller's with CAVLC; CABAC
 // ends in the stop bit by itself.
 
+using H264ContextUses = std::array<uint32_t, H264_CONTEXTS>;
+
 void WriteCavlcSliceData(const H264Parameters& parameters, const H264Picture& picture, CH264Bits* bits);
-void WriteCabacSliceData(const H264Parameters& parameters, const H264Picture& picture, CH264Bits* bits);
+/// Adds to `uses`, unless it is null, how often each context was used.
+void WriteCabacSliceData(const H264Parameters& parameters, const H264Picture& picture, CH264Bits* bits,
+                         H264ContextUses* uses = nullptr);
 
 /// mb_type of an intra macroblock as in an I slice (Table 7-11).
 inline uint32_t H264IntraMbType(const H264Macroblock& mb)

@@ -74,7 +74,9 @@ std::vector<uint32_t> ReadSums(const std::string& strPath)
 {
     std::vector<uint32_t> sums;
     std::ifstream file(strPath);
-    for (std::string strLine; std::getline(file, strLine);)
+    for (std::string strLine; std::getline(file, strLine);) {
+        if (strLine.starts_with('#')) continue;
         sums.push_back(static_cast<uint32_t>(std::stoul(strLine.substr(strLine.rfind(',') + 1), nullptr, 16)));
+    }
     return sums;
 }

@@ -31,5 +31,5 @@ std::string DescribeDifference(const TestPicture& found, const TestPicture& expe
 /// Adler-32 over the three planes, starting at 0 as ffmpeg's framecrc does.
 uint32_t SumOf(const TestPicture& picture);
 
-/// The sums of a framecrc file: the last column of each line.
+/// The sums of a framecrc file: the last column of each line that isn't a comment.
 std::vector<uint32_t> ReadSums(const std::string& strPath);

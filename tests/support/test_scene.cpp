@@ -74,13 +74,15 @@ void DrawSurveillance(const TestSceneShape& shape, int iFrame, TestPicture* pPic
         int width, height, y;
         double speed;
         int luma, u, v;
+        bool in_still;
     } objects[] = {
-        {shape.width / 9, shape.height / 4, shape.height / 2, 1.7, 60, 100, 150},
-        {shape.width / 14, shape.height / 6, shape.height / 3, -2.3, 190, 140, 110},
-        {shape.width / 20, shape.height / 5, shape.height * 3 / 4, 0.6, 40, 128, 128},
+        {shape.width / 9, shape.height / 4, shape.height / 2, 1.7, 60, 100, 150, false},
+        {shape.width / 14, shape.height / 6, shape.height / 3, -2.3, 190, 140, 110, false},
+        {shape.width / 20, shape.height / 5, shape.height * 3 / 4, 0.6, 40, 128, 128, false},
+        {shape.width / 40, shape.height / 12, shape.height / 2, 0.3, 40, 128, 128, true},
     };
     for (const auto& object : objects) {
-        if (still && &object != objects + 2) continue;
+        if (still != object.in_still) continue;
         const int span = shape.width + object.width * 2;
         const int moved = static_cast<int>(std::lround(object.speed * iFrame)) + shape.width / 3;
         const int x = ((moved % span) + span) % span - object.width;

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <functional>
 #include <memory>
 #include <random>
 #include <vector>
@@ -12,6 +11,7 @@
 #include "codec/decoder.h"
 #include "tests/support/mpeg4_streams.h"
 #include "tests/support/mpeg4_writer.h"
+#include "tests/support/stream_damage.h"
 
 namespace
 {
@@ -29,45 +29,7 @@ void FeedExactly(CMpeg4Decoder* pDecoder, const Bytes& bytes, int iWidth, int iH
     ASSERT_EQ(CopyPicture(*frame).Plane[0].size(), static_cast<size_t>(iWidth) * iHeight);
 }
 
-struct Damage {
-    const char* szName;
-    std::function<void(Bytes*, std::mt19937*)> Do;
-};
-
-void PrintTo(const Damage& damage, std::ostream* pOut)
-{
-    *pOut << damage.szName;
-}
-
-const Damage damages[] = {
-    {"FlippedBits",
-     [](Bytes* p, std::mt19937* r) {
-         for (int i = 0; i < 6; ++i)
-             (*p)[(*r)() % p->size()] ^= static_cast<uint8_t>(1u << (*r)() % 8);
-     }},
-    {"RandomBytes",
-     [](Bytes* p, std::mt19937* r) {
-         for (size_t i = 0; i < p->size() / 10; ++i)
-             (*p)[(*r)() % p->size()] = static_cast<uint8_t>((*r)());
-     }},
-    {"CutShort", [](Bytes* p, std::mt19937* r) { p->resize((*r)() % p->size()); }},
-    {"LostMiddle",
-     [](Bytes* p, std::mt19937* r) {
-         const size_t at = (*r)() % p->size();
-         p->erase(p->begin() + static_cast<ptrdiff_t>(at),
-                  p->begin() + static_cast<ptrdiff_t>(std::min(p->size(), at + 40)));
-     }},
-    {"ZeroTail",
-     [](Bytes* p, std::mt19937* r) {
-         std::fill(p->begin() + static_cast<ptrdiff_t>((*r)() % p->size()), p->end(), 0);
-     }},
-    {"OneTail",
-     [](Bytes* p, std::mt19937* r) {
-         std::fill(p->begin() + static_cast<ptrdiff_t>((*r)() % p->size()), p->end(), 0xFF);
-     }},
-};
-
-class Mpeg4Damage : public ::testing::TestWithParam<Damage>
+class Mpeg4Damage : public ::testing::TestWithParam<StreamDamage>
 {
 };
 
@@ -111,7 +73,7 @@ TEST_P(Mpeg4Damage, CostsNoMoreThanPictures)
     EXPECT_EQ(codec_memory_in_use(), before);
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, Mpeg4Damage, ::testing::ValuesIn(damages),
+INSTANTIATE_TEST_SUITE_P(Kinds, Mpeg4Damage, ::testing::ValuesIn(StreamDamages()),
                          [](const auto& test) { return std::string(test.param.szName); });
 
 TEST(Mpeg4DamageHeader, PayloadOfOneVopHeaderAndNothingElseGivesNoPicture)

@@ -1,0 +1,104 @@
+// What the H.264 decoder leaves out where nothing changes, against one that leaves out nothing, and the
+// conversion of its changes.
+#include <gtest/gtest.h>
+
+#include <random>
+#include <vector>
+
+#include "codec/convert/convert.h"
+#include "tests/codec/c264/c264_fed_support.h"
+#include "tests/support/c264_copying.h"
+#include "tests/support/h264_random.h"
+#include "tests/support/h264_writer.h"
+#include "tests/support/stream_damage.h"
+#include "tests/support/test_picture.h"
+
+namespace
+{
+ConvertTarget Target(const CodecFrame& frame, std::vector<uint8_t>* pixels)
+{
+    pixels->resize(static_cast<size_t>(frame.width) * frame.height * 4);
+    return {.data = {pixels->data(), nullptr, nullptr, nullptr},
+            .linesize = {frame.width * 4, 0, 0, 0},
+            .format = CONVERT_FORMAT_BGR32};
+}
+
+/// An ordinary decoder whose changes are followed, and a copying one.
+class CTwins
+{
+  public:
+    CTwins(int width, int height) : m_Decoder(width, height), m_Copying(width, height) {}
+
+    void Feed(const H264Packet& packet)
+    {
+        const CodecFrame* const found = FeedAsLink(&m_Decoder, packet);
+        const CodecFrame* const expected = FeedAsLink(&m_Copying, packet);
+        ASSERT_EQ(found == nullptr, expected == nullptr);
+        if (!found || !found->data[0]) return;
+        ASSERT_NE(expected->data[0], nullptr);
+        ASSERT_EQ(DescribeDifference(CopyPicture(*found), CopyPicture(*expected)), "");
+        ASSERT_EQ(ConvertChanges(Target(*found, &m_Pixels), *found, found->width, found->height, &m_Held),
+                  CONVERT_OK);
+        std::vector<uint8_t> whole;
+        ASSERT_EQ(ConvertFrame(Target(*found, &whole), *found, found->width, found->height, false), CONVERT_OK);
+        ASSERT_TRUE(m_Pixels == whole);
+        ASSERT_NE(found->changes, nullptr);
+        for (int i = 0; i < found->changes->across * found->changes->down; ++i)
+            ++(found->changes->changed[i] == found->changes->picture ? m_iChanged : m_iKept);
+    }
+
+    int m_iChanged = 0;
+    int m_iKept = 0;
+
+  private:
+    CC264Decoder m_Decoder;
+    CCopyingC264Decoder m_Copying;
+    std::vector<uint8_t> m_Pixels;
+    ConvertHeld m_Held{};
+};
+
+/// Long groups with much that is skipped.
+H264Sequence StillSequence(uint32_t seed)
+{
+    H264RandomShape shape = H264ShapeOfSeed(seed);
+    shape.pictures = 12;
+    shape.gop = 9;
+    shape.still = true;
+    H264Sequence sequence = MakeRandomH264(shape);
+    sequence.parameters.crop_right = sequence.parameters.crop_bottom =
+        0;  // the conversion wants whole macroblocks
+    return sequence;
+}
+
+TEST(C264Changes, WholeStreamsAreTheSameWithoutCopying)
+{
+    int changed = 0;
+    int kept = 0;
+    for (uint32_t seed = 1; seed <= 150; ++seed) {
+        SCOPED_TRACE(testing::Message() << "seed " << seed);
+        const H264Sequence sequence = StillSequence(seed);
+        CTwins twins(sequence.Width(), sequence.Height());
+        for (const H264Packet& packet : WriteH264(sequence, seed % 2 == 0))
+            ASSERT_NO_FATAL_FAILURE(twins.Feed(packet));
+        changed += twins.m_iChanged;
+        kept += twins.m_iKept;
+    }
+    EXPECT_GT(changed, 1000);
+    EXPECT_GT(kept, 1000) << "nothing was ever left out";
+}
+
+TEST(C264Changes, DamagedStreamsAreTheSameWithoutCopying)
+{
+    std::mt19937 random(23);
+    for (uint32_t seed = 1; seed <= 150; ++seed) {
+        SCOPED_TRACE(testing::Message() << "seed " << seed);
+        const H264Sequence sequence = StillSequence(seed);
+        CTwins twins(sequence.Width(), sequence.Height());
+        for (H264Packet packet : WriteH264(sequence, seed % 2 == 0)) {
+            const auto& damages = StreamDamages();
+            if (random() % 3 == 0) damages[random() % damages.size()].Do(&packet, &random);
+            ASSERT_NO_FATAL_FAILURE(twins.Feed(packet));
+        }
+    }
+}
+}  // namespace

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <memory>
+
+#include "codec/c264/c264_dsp.h"
+#include "codec/cpu.h"
+#include "codec/decoder.h"
+#include "tests/support/h264_syntax.h"
+#include "tests/support/kernel_walk.h"
+
+struct H264Size {
+    int width = 0;
+    int height = 0;
+};
+
+/// Feeds a packet as a link does: with eight zero bytes behind, which the length counts. The block ends there,
+/// and doesn't begin at a round address.
+inline const CodecFrame* FeedAsLink(CC264Decoder* decoder, const H264Packet& packet)
+{
+    constexpr size_t BEHIND = 8;
+    const std::unique_ptr<uint8_t[]> block(new uint8_t[1 + packet.size() + BEHIND]());
+    std::memcpy(block.get() + 1, packet.data(), packet.size());
+    return decoder->Decode(block.get() + 1, static_cast<int32_t>(packet.size() + BEHIND));
+}
+
+/// Calls a test's body once for each capability step that the processor has.
+template <class Body>
+void ForEachC264Step(Body body)
+{
+    codec_init();
+    c264_dsp_init();
+    for (const KernelStep& step : KernelSteps()) {
+        if (!step.available) continue;
+        SCOPED_TRACE(step.name);
+        c264_dsp_refill(step.caps);
+        body();
+        if (testing::Test::HasFatalFailure()) break;
+    }
+    c264_dsp_refill(c264_cpu_detect());
+}
