@@ -5,9 +5,12 @@
 #include <utility>
 
 #include "activex/MainDialog.h"
+#include "activex/UI common/BoxTexts.h"
 #include "activex/UI common/Outlook2Ctrl.h"
 #include "activex/UI common/PanelIcons.h"
 #include "common/RenderWnd.h"
+#include "inc/CxLog.h"
+#include "inc/LogLine.h"
 #include "model/archive/XMLInputArchive.h"
 #include "model/layout/XMainWnd.h"
 #include "model/layout/XRenderWnd.h"
@@ -15,6 +18,7 @@
 #include "platform/files/profile.h"
 #include "platform/os/language.h"
 #include "platform/os/paths.h"
+#include "platform/qt/QtPlatform.h"
 #include "skin/Skin.h"
 
 // The start-up of the system, in its order.
@@ -63,6 +67,7 @@ bool CMainDialog::OnInitDialog()
 {
     SetSystemLanguage();
     CLanguage::GetInstance();  // what comes next has texts to show already
+    SetButtonTexts(GetBoxButtonText);
     // The demuxing library registers its media formats by itself.
     InstallHook();
     AttachObserver(this);
@@ -71,12 +76,17 @@ bool CMainDialog::OnInitDialog()
     archive& Named("m_XMainWnd", layout);
     ApplyMainLayout(layout);
     if (!CreateGrid()) m_pExit(-1);
-    if (m_pStartSockets(SOCKET_VERSION) != 0) return false;
+    if (m_pStartSockets(SOCKET_VERSION) != 0) {
+        LogFault("CMainDialog::OnInitDialog", "the sockets don't start; there are no panels");
+        return false;
+    }
     m_bSocketsStarted = true;
     AddFolders();
     CreateCaptions();
     m_pRenderWnd->SetLayoutForCount(FIRST_LAYOUT_CELLS);
     m_pRenderWnd->show();
+    m_Logon.TakeFocus();  // the logon is the first step
+    LogLine(LOG_MESSAGE, "CMainDialog::OnInitDialog", "started in " + GetModuleDirectory());
     return true;
 }
 
@@ -134,23 +144,25 @@ void CMainDialog::CreateSideBar(const XWnd& wnd)
     m_pSideBar = AddControl(SIDE_BAR, new COutlook2Ctrl(Widget(), Handle()));
     m_pSideBar->move(wnd.rect.left, wnd.rect.top);
     m_pSideBar->resize(wnd.rect.right, wnd.rect.bottom);
-    m_iBarWidth = wnd.rect.right;
+    m_pSideBar->SetWidthLimit(wnd.rect.right);  // the grid begins where the bar's place ends
     QObject::connect(m_pSideBar, &COutlook2Ctrl::LayoutRequested, m_pSideBar, [this] { PlaceSideBar(); });
     PlaceSideBar();
     m_pSideBar->show();
 }
 
-// The stored width as far as the layout leaves room: the grid begins where the bar's place ends.
 void CMainDialog::PlaceSideBar()
 {
-    const int width = std::min(m_pSideBar->GetLayoutSize().width(), m_iBarWidth);
+    const int width = m_pSideBar->GetLayoutSize().width();
     m_pSideBar->resize(std::max(width, COutlook2Ctrl::RESIZE_BAND), m_pSideBar->height());
 }
 
 void CMainDialog::LoadLogo(const XWnd& wnd)
 {
     auto* const logo = GetDlgItem<QLabel>(LOGO_CONTROL);
-    logo->setPixmap(QPixmap(QString::fromStdString(HostPath(GetModuleDirectory() + "config\\logo.bmp"))));
+    const std::string path = GetModuleDirectory() + "config\\logo.bmp";
+    const QPixmap picture(QString::fromStdString(HostPath(path)));
+    if (picture.isNull()) LogLine(LOG_WARNING, "CMainDialog::LoadLogo", path + " is missing or no picture");
+    logo->setPixmap(picture);
     logo->setGeometry(wnd.rect.left, wnd.rect.top, wnd.rect.right, wnd.rect.bottom);
     logo->setScaledContents(true);
     logo->setAccessibleName(QStringLiteral("Watchwall"));

@@ -40,6 +40,8 @@ class CLogonRemoteDlg : public CDialog
     ~CLogonRemoteDlg() override;
 
     std::int32_t GetChannelsAdded() const { return m_iChannelsAdded; }
+    /// Gives the keyboard to the address, as soon as the panel is seen in an active window.
+    void TakeFocus();
 
   protected:
     bool OnLoadTemplate(int templateNumber) override;

@@ -3,6 +3,7 @@
 #include <mutex>
 #include <utility>
 
+#include "inc/LogLine.h"
 #include "platform/files/profile.h"
 #include "platform/os/paths.h"
 
@@ -30,6 +31,8 @@ constexpr std::uint32_t TEXT_SIZE = 1024;  // bytes with the terminator
 CLanguage* CLanguage::Create(std::string path)
 {
     static CLanguage instance;
+    if (!PathFileExistsA(path))
+        LogFault("CLanguage::Create", "the language file " + path + " is missing; no text can be shown");
     State().m_strPath = std::move(path);
     return State().m_pInstance = &instance;
 }

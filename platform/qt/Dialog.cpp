@@ -15,7 +15,8 @@
 #include <exception>
 #include <utility>
 
-#include "inc/OutputDebugString.h"
+#include "inc/CxLog.h"
+#include "inc/LogLine.h"
 #include "platform/qt/Keys.h"
 #include "platform/qt/QtPlatform.h"
 
@@ -98,7 +99,7 @@ void CDialog::Call(ETell tell, THandler handler) noexcept
 
 void CDialog::Tell(ETell tell, const char* fault) const
 {
-    OutputDebugStringA(std::string("dialog: a handler failed: ") + fault + "\n");
+    LogLine(LOG_ERROR, "CDialog::Tell", std::string("dialog: a handler failed: ") + fault);
     if (tell == ETell::User) MessageBoxA(Handle(), fault, "Watchwall", MB_OK | MB_ICONERROR);
 }
 

@@ -114,11 +114,13 @@ void TreeDlgTest::ShowDialog()
     m_Dlg->MoveWindow(0, 0, 200, 480);
 }
 
-QTreeWidgetItem* TreeDlgTest::Item(std::initializer_list<int> path)
+QModelIndex TreeDlgTest::Item(std::initializer_list<int> path)
 {
-    QTreeWidgetItem* item = nullptr;
-    for (const int index : path)
-        item = item == nullptr ? Tree().topLevelItem(index) : item->child(index);
+    QModelIndex item;
+    for (const int number : path) {
+        item = Nodes().index(number, 0, item);
+        if (!item.isValid()) break;
+    }
     return item;
 }
 

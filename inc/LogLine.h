@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstdint>
+#include <source_location>
+#include <string>
+
+// What the product writes to its log. At any time from any thread; nothing is thrown, and once the log has
+// ended the debugger output alone is written.
+
+/// One line in the process's log, at a level of CxLog.h. `function` is the writer's name as it stands in the
+/// log
+/// ("CRenderWnd::Init").
+void LogLine(std::int32_t level, const char* function, const std::string& message,
+             std::source_location place = std::source_location::current());
+
+/// Whether nobody in the process, program or module, has asked about this message yet: for what several may
+/// find and one shall tell.
+bool IsNews(const std::string& message);
+
+/// A fault that someone must mend: a line at level 3 in the log, and "watchwall: message" on standard error.
+void LogFault(const char* function, const std::string& message,
+              std::source_location place = std::source_location::current());
