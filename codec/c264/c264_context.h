@@ -111,19 +111,27 @@ struct alignas(64) C264Slice {
     uint8_t chroma_count[2][32];
     uint8_t mode[C264_CACHE];
 
-    C264SliceHeader header;
-    bool intra_slice;
-    int first_row;
-    int mb_x;
-    int mb_y;
     ptrdiff_t stride[2 /* luma, chroma */];
     uint8_t* to[3];  ///< the macroblock in the current picture
     c264_mb* mb;
     c264_mvd* mvd_at;
+
+    C264SliceHeader header;
+    int first_row;
+    int mb_x;
+    int mb_y;
+    int qp;
+    int chroma_qp;
+    int chroma_qp_offset;
+    int32_t skip_run;  ///< -1: to be read
+
+    bool intra_slice;
+    bool ended;    ///< a terminating bin was 1
     bool counted;  ///< the macroblock has coefficient counts
     bool left;     ///< neighbour flags
     bool top;
     bool top_right;
+    bool qp_changed;  ///< mb_qp_delta of the macroblock before wasn't 0
     // syntax elements
     uint8_t cls;  ///< c264_class
     uint8_t luma_mode;
@@ -131,12 +139,6 @@ struct alignas(64) C264Slice {
     uint8_t cbp;
     uint8_t sub_class[4];  ///< C264_SUB_*
     uint8_t dc_coded;
-    bool qp_changed;  ///< mb_qp_delta of the macroblock before wasn't 0
-    int qp;
-    int chroma_qp;
-    int chroma_qp_offset;
-    int32_t skip_run;  ///< -1: to be read
-    bool ended;        ///< a terminating bin was 1
 };
 
 /// sub_mb_type + 3.

@@ -277,6 +277,38 @@ TEST(C264Slice, IntraInTheFirstRowOfASliceUsesNothingAbove)
     EXPECT_EQ(fed.Middle(0, 1), 128);
 }
 
+// oddity: top-right-in-first-row
+TEST(C264Slice, TopRightInFirstRowIsIntendedToCountAsThere)
+{
+    C264Fed fed(32, 32);
+    FeedColumns(&fed);
+    FeedColumns(&fed);
+    CH264Bits bits = C264SliceStart({.first_mb = 2});
+    // intra 4x4, all DC but the upper right block, which slants down from above and right
+    bits.Ue(0).Code("11111").Code("0010").Code("1111111111").Ue(0).Ue(3);
+    C264Flat(&bits, 0);
+    fed.FeedSlice(bits);
+    EXPECT_EQ(fed.Luma(12, 16), 132);
+    EXPECT_EQ(fed.Luma(15, 19), 136)
+        << "the macroblock above and right is read, though it is no part of the slice";
+    EXPECT_EQ(fed.Luma(0, 16), 128) << "the one above isn't";
+}
+
+// oddity: marking-always-read
+TEST(C264Slice, MarkingAlwaysReadIsIntended)
+{
+    C264Fed fed(32, 32);
+    const H264Parameters parameters = C264HandmadeParameters();
+    CH264Bits bits = Flats({1, 1, 0, 0});
+    bits.Trailing();
+    // such a slice has the flag here, though the standard gives it none without a reference, and is a reference
+    fed.Feed(
+        C264Joined({C264SpsUnit(parameters), C264PpsUnit(parameters), C264Unit(UNIT_SLICE, bits.Bytes(), 0)}));
+    EXPECT_EQ(fed.Middle(1, 0), 136);
+    fed.FeedSlice(AllSkipped(4));
+    EXPECT_EQ(fed.Middle(1, 0), 136);
+}
+
 TEST(C264Slice, FilterModesAboveOneStayWithinTheSlice)
 {
     for (const uint32_t idc : {0u, 2u, 3u}) {
