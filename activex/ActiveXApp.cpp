@@ -6,8 +6,9 @@
 #include <filesystem>
 
 #include "activex/ActiveXCtrl.h"
-#include "inc/OutputDebugString.h"
+#include "inc/LogLine.h"
 #include "platform/component/component.h"
+#include "platform/os/module_count.h"
 #include "platform/os/paths.h"
 #include "remote/RemoteClasses.h"
 #include "skin/Skin.h"
@@ -32,11 +33,6 @@ XSkinCalls DefaultSkinCalls()
 }
 
 CActiveXApp::CActiveXApp(XSkinCalls skin) : m_Skin(std::move(skin)) {}
-
-CActiveXApp::~CActiveXApp()
-{
-    if (m_bStarted || m_iSkinStarted != 0) ExitInstance();
-}
 
 bool CActiveXApp::InitInstance()
 {
@@ -74,7 +70,12 @@ std::string GetLoadedModulePath()
 
 CActiveXApp& GetApp()
 {
-    static CActiveXApp app;
+    // Never destroyed: a host may end by exit() while a control stands, when the toolkit can't be spoken to any
+    // more.
+    static auto& app = *[] {
+        SetModuleIdleHandler([] { GetApp().ExitInstance(); });
+        return new CActiveXApp;
+    }();
     return app;
 }
 
@@ -84,13 +85,14 @@ HRESULT GetClassObject(const UUID& classId, const UUID& iid, void** factory)
     *factory = nullptr;
     if (classId != CLSID_ActiveXCtrl) return CLASS_E_CLASSNOTAVAILABLE;
     try {
+        const CModuleLock lock;
         if (!GetApp().EnsureStarted()) return E_FAIL;
         auto* const made = new CActiveXCtrl::CActiveXCtrlFactory;
         const HRESULT result = made->QueryInterface(iid, factory);
         made->Release();
         return result;
     } catch (const std::exception& fault) {
-        OutputDebugStringA(std::string("DllGetClassObject: ") + fault.what() + "\n");
+        LogFault("DllGetClassObject", fault.what());
         return E_FAIL;
     }
 }

@@ -16,12 +16,12 @@ struct XSkinCalls {
 /// The skin library's own calls.
 XSkinCalls DefaultSkinCalls();
 
-/// The module object, one a process: starts the skin with the module and stops it. Panels' thread only.
+/// The module object, one a process: starts the skin with the module's first object or lock and stops it when
+/// the last one has gone. Panels' thread only.
 class CActiveXApp
 {
   public:
     explicit CActiveXApp(XSkinCalls skin = DefaultSkinCalls());
-    ~CActiveXApp();
     CActiveXApp(const CActiveXApp&) = delete;
     CActiveXApp& operator=(const CActiveXApp&) = delete;
 
@@ -41,7 +41,7 @@ class CActiveXApp
     bool m_bStarted = false;
 };
 
-/// The module object of this module.
+/// The module object of this module; it is never destroyed.
 CActiveXApp& GetApp();
 
 /// What the exports answer with. Nothing of them throws.

@@ -7,10 +7,13 @@
 #include <exception>
 
 #include "activex/ActiveXApp.h"
-#include "inc/OutputDebugString.h"
+#include "inc/LogLine.h"
+#include "model/settings/SystemSettings.h"
 #include "platform/component/component_registry.h"
 #include "platform/os/paths.h"
 #include "platform/qt/Keys.h"
+#include "platform/qt/MessageBoxes.h"
+#include "platform/qt/ProcessEnd.h"
 #include "platform/qt/QtPlatform.h"
 
 namespace
@@ -78,6 +81,13 @@ HRESULT CActiveXCtrl::QueryInterface(const UUID& iid, void** object)
     return CUnknown::QueryInterface(iid == m_DispatchInterface ? IDispatch::IID : iid, object);
 }
 
+// A host's static object may let the control go when there is no toolkit any more to take its window down with.
+std::uint32_t CActiveXCtrl::Release()
+{
+    if (m_pWidget != nullptr && IsProcessEnding()) return 0;
+    return CUnknown::Release();
+}
+
 bool CActiveXCtrl::PutText(std::string& text, const std::vector<std::string>& arguments)
 {
     if (arguments.size() != 1) return false;
@@ -119,6 +129,17 @@ HRESULT CActiveXCtrl::SetClientSite(IControlSite* site)
     return S_OK;
 }
 
+HRESULT CActiveXCtrl::SetMessageSink(IMessageSink* sink)
+{
+    if (sink == nullptr)
+        SetMessageTeller({});
+    else
+        SetMessageTeller([sink](std::string_view text, std::string_view caption) {
+            sink->OnMessage(std::string(caption), std::string(text));
+        });
+    return S_OK;
+}
+
 HRESULT CActiveXCtrl::CreateControlWindow(void* parent)
 {
     if (parent == nullptr) return E_INVALIDARG;
@@ -137,12 +158,20 @@ HRESULT CActiveXCtrl::CreateControlWindow(void* parent)
         SetPreTranslator(*m_pWidget, this);
         if (OnCreate() != -1) result = S_OK;
     } catch (const std::exception& fault) {
-        OutputDebugStringA(std::string("control: the start-up failed: ") + fault.what() + "\n");
+        LogFault("CActiveXCtrl::OnCreate", std::string("the control's start-up failed: ") + fault.what());
     } catch (...) {
-        OutputDebugStringA("control: the start-up failed\n");
+        LogFault("CActiveXCtrl::OnCreate", "the control's start-up failed");
     }
     if (FAILED(result)) DestroyControlWindow();
     return result;
+}
+
+HRESULT CActiveXCtrl::SetProfile(const std::string& name)
+{
+    if (m_pWidget != nullptr) return E_FAIL;
+    if (name != "classic" && name != "operator") return E_INVALIDARG;
+    AskForProfile(name == "operator" ? EProfile::Operator : EProfile::Classic);
+    return S_OK;
 }
 
 std::int32_t CActiveXCtrl::OnCreate()
@@ -152,7 +181,7 @@ std::int32_t CActiveXCtrl::OnCreate()
         IUnknown* container = nullptr;
         if (SUCCEEDED(m_pSite->GetContainer(&container)) && container != nullptr) container->Release();
     }
-    m_Panel.Create(CMainDialog::TEMPLATE, m_pWidget);  // the result is not looked at
+    m_Panel.Create(m_pWidget);  // the result is not looked at
     OnActivateInPlace(true);
     return 0;
 }
@@ -192,7 +221,7 @@ HRESULT CActiveXCtrl::Draw(void* painter, std::int32_t x, std::int32_t y, std::i
 
 HRESULT CActiveXCtrl::DestroyControlWindow()
 {
-    if (m_pWidget == nullptr) return S_FALSE;
+    if (m_pWidget == nullptr || IsProcessEnding()) return S_FALSE;
     delete m_pWidget.data();
     return S_OK;
 }
@@ -200,6 +229,7 @@ HRESULT CActiveXCtrl::DestroyControlWindow()
 // Reached from the window's own end too, when the container's window takes it along.
 void CActiveXCtrl::WindowGoes()
 {
+    const CNoMessageBoxes none;  // a link that fails while it is closed would wait for a user for ever
     m_Panel.DestroyWindow();
     if (m_pHandle != nullptr) SetPreTranslator(*m_pHandle->Widget(), nullptr);
     m_pHandle.reset();

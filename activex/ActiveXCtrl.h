@@ -6,6 +6,8 @@
 #include <string>
 
 #include "activex/MainDialog.h"
+#include "inc/host/ControlMessages.h"
+#include "inc/host/ControlProfile.h"
 #include "inc/host/ControlReport.h"
 #include "inc/host/ControlWindow.h"
 #include "platform/component/component.h"
@@ -32,7 +34,8 @@ struct XPropertySet {
 /// The control, one for each embedding: a parameter interface that hands a text through, and a window with the
 /// main panel in it. All that the system does is started by the operator in that panel; nothing reads the
 /// parameters. On the host's thread only.
-class CActiveXCtrl : public CUnknown<IDispatch, IEventSource, IControlWindow, IControlReport>,
+class CActiveXCtrl : public CUnknown<IDispatch, IEventSource, IControlWindow, IControlReport, IControlMessages,
+                                     IControlProfile>,
                      public IPreTranslate
 {
   public:
@@ -43,6 +46,8 @@ class CActiveXCtrl : public CUnknown<IDispatch, IEventSource, IControlWindow, IC
 
     /// Answers the control's own dispatch interface as IDispatch.
     HRESULT QueryInterface(const UUID& iid, void** object) override;
+    /// While the process ends a control whose window stands is left to it.
+    std::uint32_t Release() override;
     // IDispatch
     HRESULT Invoke(std::int32_t dispid, EDispatch kind, const std::vector<std::string>& arguments,
                    std::string* result) override;
@@ -58,8 +63,12 @@ class CActiveXCtrl : public CUnknown<IDispatch, IEventSource, IControlWindow, IC
                  std::int32_t height) override;
     HRESULT DestroyControlWindow() override;
     void* GetControlWindow() override;
+    // IControlProfile
+    HRESULT SetProfile(const std::string& name) override;
     // IControlReport
     HRESULT GetChannels(std::vector<XChannelReport>& channels) override;
+    // IControlMessages
+    HRESULT SetMessageSink(IMessageSink* sink) override;
 
     void DoPropExchange(XPropertySet& properties) const { properties.dwVersion = ACTIVEX_PROPERTY_VERSION; }
     bool IsModified() const { return m_bModified; }

@@ -21,6 +21,7 @@ HRESULT CActiveXCtrl::GetChannels(std::vector<XChannelReport>& channels)
         report.iHeight = counters.m_iHeight;
         report.ulDecoded = counters.m_ulDecoded;
         report.ulShown = counters.m_ulShown;
+        report.ulSkipped = counters.m_ulSkipped;
         report.ulRefused = counters.m_ulRefused;
         report.ulBytes = counters.m_ulBytes;
         report.iFirstPictureMs = counters.m_iFirstPictureMs;

@@ -2,14 +2,16 @@
 
 #include <QCursor>
 #include <QPainter>
+#include <algorithm>
+#include <cstdio>
 #include <cstdlib>
+#include <iterator>
 
 #include "activex/UI common/Outlook2Ctrl.h"
-#include "activex/UI common/TreeCtrlEx.h"
 #include "common/RenderWnd.h"
 #include "model/NodeModel.h"
 #include "model/archive/XMLInputArchive.h"
-#include "model/layout/XRenderWnd.h"
+#include "model/layout/LayoutRecords.h"
 #include "model/settings/Language.h"
 #include "model/tree/CompositeIterator.h"
 #include "model/tree/Devices.h"
@@ -18,6 +20,8 @@
 #include "remote/Device.h"
 #include "remote/UdpRemoteStation.h"
 #include "skin/Skin.h"
+#include "skin/SkinPaint.h"
+#include "skin/theme/PanelColors.h"
 
 // What the panel does once it stands, and its end. How it starts is in MainDialog_Start.cpp.
 
@@ -30,15 +34,25 @@ constexpr int DEVICE_LIST_FOLDER = 1;
 // Actions of the layout menu behind its arrangements.
 enum LAYOUT_ACTION { FIRST_PAGE, PREV_PAGE, CYCLE, NEXT_PAGE, LAST_PAGE };
 
+// Nothing is taken down, so whoever started the process learns why from standard error alone.
 void ExitProcess(int code)
 {
+    std::fprintf(
+        stderr,
+        "watchwall: the video grid can't be made with the renderer that is chosen or found; key \"Render\" in "
+        "section \"System\" of \"%s\" chooses it. The process ends with code %d.\n",
+        HostPath(GetModuleDirectory() + "config\\system.ini").c_str(), code);
+    std::fflush(stderr);
     std::_Exit(code);
 }
 
 }  // namespace
 
 CMainDialog::CMainDialog(CLogonRemoteDlg::STATION_FACTORY stations, EXIT exit, SOCKET_START startSockets)
-    : m_Logon(std::move(stations)), m_pExit(exit != nullptr ? exit : ExitProcess), m_pStartSockets(startSockets)
+    : CDialog(TEMPLATE),
+      m_Logon(std::move(stations)),
+      m_pExit(exit != nullptr ? exit : ExitProcess),
+      m_pStartSockets(startSockets)
 {
 }
 
@@ -64,6 +78,11 @@ std::int32_t CMainDialog::OnCreate()
     return 0;
 }
 
+QColor CMainDialog::GetGround()
+{
+    return ToQColor(panel_color::GROUND);
+}
+
 void CMainDialog::OnPaint(QPainter& painter, const QRect& area)
 {
     painter.fillRect(area, GetGround());
@@ -73,7 +92,7 @@ LRESULT CMainDialog::WindowProc(std::uint32_t message, WPARAM wParam, LPARAM lPa
 {
     switch (message) {
         case MAIN_MESSAGE_DEVICE_CHANGED:
-            if (m_Tree.GetTree() != nullptr) m_Tree.RefreshIcons(m_Tree.GetRootItem());
+            m_Tree.RefreshIcons(m_Tree.GetRootItem());
             return 0;
         case LOGON_MESSAGE_ADDED:
             OnStationAdded(static_cast<std::int32_t>(lParam));
@@ -163,7 +182,6 @@ void CMainDialog::OnClose()
 void CMainDialog::OnDestroy()
 {
     RemoveHook();
-    if (m_Tree.GetTree() != nullptr) m_Tree.GetTree()->clear();  // its items' nodes go now
     CloseDevices();
     DetachObserver(this);
     m_hSelf = HWND::Null;
@@ -191,9 +209,17 @@ void CMainDialog::CloseDevices()
         if (first == nullptr) first = dynamic_cast<CDevices*>(node);
         if (auto* const device = dynamic_cast<CDevice*>(node)) devices.push_back(device);
     }
-    for (CDevice* device : devices) {
-        if (device->GetStatus() != STATUS_CLOSED) device->Close();
-    }
+    std::vector<CDevice*> open;
+    std::ranges::copy_if(devices, std::back_inserter(open),
+                         [](CDevice* device) { return device->GetStatus() != STATUS_CLOSED; });
+    // All are told before the first is waited for, so that their threads end side by side; and none is woken
+    // before all are told, so that no thread begins anew with what another leaves it.
+    for (CDevice* device : open)
+        device->GetState()->m_bRunning = false;
+    for (CDevice* device : open)
+        device->LetGo();
+    for (CDevice* device : open)
+        device->Close();
     if (first != nullptr) {
         for (CDevice* device : devices)
             first->Remove(device);  // those of other stations aren't found there

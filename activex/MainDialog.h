@@ -57,7 +57,7 @@ class CMainDialog : public CDialog, public CObserver
     /// for a null node. No lock may be held that the panel's thread needs meanwhile.
     void Update(CNode* node, std::string message) override;
 
-    static QColor GetGround() { return {0xC5, 0xC5, 0xC5}; }
+    static QColor GetGround();
     CRenderWnd* GetGrid() const { return m_pRenderWnd.get(); }
     COutlook2Ctrl* GetSideBar() const { return m_pSideBar; }
     CTreeDlg& GetTree() { return m_Tree; }
@@ -65,7 +65,7 @@ class CMainDialog : public CDialog, public CObserver
     bool IsCycling() const { return m_bPageCycle; }
 
   protected:
-    bool OnLoadTemplate(int templateNumber) override;
+    void OnCreateControls() override;
     std::int32_t OnCreate() override;
     bool OnInitDialog() override;
     void OnDestroy() override;
@@ -101,7 +101,6 @@ class CMainDialog : public CDialog, public CObserver
     bool m_bPageCycle = false;
     bool m_bUsesHook = false;
     bool m_bSocketsStarted = false;
-    int m_iBarWidth = 0;                    // what the layout gives the side bar at most
     std::atomic<HWND> m_hSelf{HWND::Null};  // for Update, on link threads
     EXIT m_pExit;
     SOCKET_START m_pStartSockets;

@@ -5,16 +5,19 @@
 #include <utility>
 
 #include "activex/MainDialog.h"
+#include "activex/UI common/BoxTexts.h"
 #include "activex/UI common/Outlook2Ctrl.h"
 #include "activex/UI common/PanelIcons.h"
 #include "common/RenderWnd.h"
+#include "inc/CxLog.h"
+#include "inc/LogLine.h"
 #include "model/archive/XMLInputArchive.h"
-#include "model/layout/XMainWnd.h"
-#include "model/layout/XRenderWnd.h"
+#include "model/layout/LayoutRecords.h"
 #include "model/settings/Language.h"
-#include "platform/files/profile.h"
+#include "model/settings/SystemSettings.h"
 #include "platform/os/language.h"
 #include "platform/os/paths.h"
+#include "platform/qt/QtPlatform.h"
 #include "skin/Skin.h"
 
 // The start-up of the system, in its order.
@@ -52,17 +55,16 @@ int g_iHookUsers = 0;
 
 }  // namespace
 
-bool CMainDialog::OnLoadTemplate(int templateNumber)
+void CMainDialog::OnCreateControls()
 {
-    if (templateNumber != TEMPLATE) return false;
     AddControl(LOGO_CONTROL, new QLabel(Widget()));
-    return true;
 }
 
 bool CMainDialog::OnInitDialog()
 {
     SetSystemLanguage();
     CLanguage::GetInstance();  // what comes next has texts to show already
+    SetButtonTexts(GetBoxButtonText);
     // The demuxing library registers its media formats by itself.
     InstallHook();
     AttachObserver(this);
@@ -71,21 +73,24 @@ bool CMainDialog::OnInitDialog()
     archive& Named("m_XMainWnd", layout);
     ApplyMainLayout(layout);
     if (!CreateGrid()) m_pExit(-1);
-    if (m_pStartSockets(SOCKET_VERSION) != 0) return false;
+    if (m_pStartSockets(SOCKET_VERSION) != 0) {
+        LogFault("CMainDialog::OnInitDialog", "the sockets don't start; there are no panels");
+        return false;
+    }
     m_bSocketsStarted = true;
     AddFolders();
     CreateCaptions();
     m_pRenderWnd->SetLayoutForCount(FIRST_LAYOUT_CELLS);
     m_pRenderWnd->show();
+    m_Logon.TakeFocus();  // the logon is the first step
+    LogLine(LOG_MESSAGE, "CMainDialog::OnInitDialog", "started in " + GetModuleDirectory());
     return true;
 }
 
 // Written at each start, so it overrides whatever was there.
 void CMainDialog::SetSystemLanguage()
 {
-    const std::string path = GetModuleDirectory() + "config\\system.ini";
-    const std::string file = std::string(GetLanguageName(GetSystemDefaultLangID())) + ".ini";
-    WritePrivateProfileStringA("System", "Language", file.c_str(), path.c_str());
+    WriteSetting(ESetting::Language, std::string(GetLanguageName(GetSystemDefaultLangID())) + ".ini");
 }
 
 // Keys, and the left button, reach the module's windows before the host's message loop has its way with them.
@@ -134,23 +139,25 @@ void CMainDialog::CreateSideBar(const XWnd& wnd)
     m_pSideBar = AddControl(SIDE_BAR, new COutlook2Ctrl(Widget(), Handle()));
     m_pSideBar->move(wnd.rect.left, wnd.rect.top);
     m_pSideBar->resize(wnd.rect.right, wnd.rect.bottom);
-    m_iBarWidth = wnd.rect.right;
+    m_pSideBar->SetWidthLimit(wnd.rect.right);  // the grid begins where the bar's place ends
     QObject::connect(m_pSideBar, &COutlook2Ctrl::LayoutRequested, m_pSideBar, [this] { PlaceSideBar(); });
     PlaceSideBar();
     m_pSideBar->show();
 }
 
-// The stored width as far as the layout leaves room: the grid begins where the bar's place ends.
 void CMainDialog::PlaceSideBar()
 {
-    const int width = std::min(m_pSideBar->GetLayoutSize().width(), m_iBarWidth);
+    const int width = m_pSideBar->GetLayoutSize().width();
     m_pSideBar->resize(std::max(width, COutlook2Ctrl::RESIZE_BAND), m_pSideBar->height());
 }
 
 void CMainDialog::LoadLogo(const XWnd& wnd)
 {
     auto* const logo = GetDlgItem<QLabel>(LOGO_CONTROL);
-    logo->setPixmap(QPixmap(QString::fromStdString(HostPath(GetModuleDirectory() + "config\\logo.bmp"))));
+    const std::string path = GetModuleDirectory() + "config\\logo.bmp";
+    const QPixmap picture(QString::fromStdString(HostPath(path)));
+    if (picture.isNull()) LogLine(LOG_WARNING, "CMainDialog::LoadLogo", path + " is missing or no picture");
+    logo->setPixmap(picture);
     logo->setGeometry(wnd.rect.left, wnd.rect.top, wnd.rect.right, wnd.rect.bottom);
     logo->setScaledContents(true);
     logo->setAccessibleName(QStringLiteral("Watchwall"));
@@ -181,15 +188,11 @@ bool CMainDialog::CreateGrid()
 void CMainDialog::AddFolders()
 {
     if (m_pSideBar == nullptr) return;
-    const struct {
-        CDialog* m_pPanel;
-        int m_iTemplate;
-    } panels[] = {{&m_Logon, CLogonRemoteDlg::TEMPLATE}, {&m_Tree, CTreeDlg::TEMPLATE}};
+    CDialog* const panels[] = {&m_Logon, &m_Tree};
     for (std::size_t i = 0; i < std::size(FOLDERS); ++i) {
         const QIcon icon = MakeFolderIcon(FOLDERS[i].m_iIcon);
-        const bool built =
-            i < std::size(panels) && panels[i].m_pPanel->Create(panels[i].m_iTemplate, m_pSideBar);
-        m_pSideBar->AddFolder(Text(FOLDERS[i].m_szKey), icon, built ? panels[i].m_pPanel->Widget() : nullptr);
+        const bool built = i < std::size(panels) && panels[i]->Create(m_pSideBar);
+        m_pSideBar->AddFolder(Text(FOLDERS[i].m_szKey), icon, built ? panels[i]->Widget() : nullptr);
     }
 }
 

@@ -26,7 +26,7 @@ CGridState::CGridState(std::vector<std::vector<RECT>> layouts)
 
 const std::vector<RECT>& CGridState::GetRects() const
 {
-    static const std::vector<RECT> none;
+    static const auto& none = *new std::vector<RECT>;  // never destroyed
     const bool known = m_iLayout >= 0 && m_iLayout < GetLayoutCount();
     return known ? m_Layouts[static_cast<std::size_t>(m_iLayout)] : none;
 }

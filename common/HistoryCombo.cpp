@@ -1,10 +1,13 @@
 #include "common/HistoryCombo.h"
 
+#include <QAbstractItemView>
 #include <QKeyEvent>
 #include <QLineEdit>
+#include <QWheelEvent>
 
 #include "inc/OutputDebugString.h"
 #include "platform/files/profile.h"
+#include "platform/files/profile_edit.h"
 
 namespace
 {
@@ -35,6 +38,25 @@ void CHistoryCombo::keyPressEvent(QKeyEvent* event)
 {
     NoteKey(*event);
     QComboBox::keyPressEvent(event);
+}
+
+// The wheel would replace what is typed by an entry. An open list has the wheel itself.
+void CHistoryCombo::wheelEvent(QWheelEvent* event)
+{
+    event->ignore();
+}
+
+void CHistoryCombo::showPopup()
+{
+    QComboBox::showPopup();
+    QWidget* const list = view()->window();
+    QRect place = list->geometry();
+    if (place.height() <= m_iListDepth) return;
+    if (place.top() < mapToGlobal(QPoint(0, 0)).y())
+        place.setTop(place.bottom() + 1 - m_iListDepth);  // it opened above the field
+    else
+        place.setHeight(m_iListDepth);
+    list->setGeometry(place);
 }
 
 void CHistoryCombo::NoteKey(const QKeyEvent& event)
@@ -116,11 +138,14 @@ void CHistoryCombo::SaveHistory(bool addCurrent)
 {
     if (m_strSection.isEmpty()) return;
     if (addCurrent) AddString(currentText());  // an empty one too
-    const int entries = std::min(count(), m_iMaxHistory + 1);
-    for (int n = 0; n < entries; ++n)
-        Write(Key(n), itemText(n));
-    BlankKeys(entries);
-    if (m_bRestoreLast) Write(GetLastKey(), currentText());
+    EditIniFile(GetApplicationProfilePath(), [this](CIniText& profile) {
+        const int entries = std::min(count(), m_iMaxHistory + 1);
+        for (int n = 0; n < entries; ++n)
+            Write(profile, Key(n), itemText(n));
+        BlankKeys(profile, entries);
+        if (m_bRestoreLast) Write(profile, GetLastKey(), currentText());
+        return true;
+    });
 }
 
 void CHistoryCombo::ClearHistory(bool fromProfile)
@@ -128,15 +153,23 @@ void CHistoryCombo::ClearHistory(bool fromProfile)
     if (m_strSection.isEmpty()) return;
     clear();
     if (!fromProfile) return;
-    BlankKeys(0);
-    Write(GetLastKey(), {});
+    EditIniFile(GetApplicationProfilePath(), [this](CIniText& profile) {
+        BlankKeys(profile, 0);
+        Write(profile, GetLastKey(), {});
+        return true;
+    });
 }
 
 // The first key without a text is the end of the older list.
-void CHistoryCombo::BlankKeys(int from) const
+void CHistoryCombo::BlankKeys(CIniText& profile, int from) const
 {
-    for (int n = from; n < MAX_KEYS && !Read(Key(n)).isEmpty(); ++n)
-        Write(Key(n), {});
+    const std::string section = m_strSection.toStdString();
+    std::string entry;
+    for (int n = from; n < MAX_KEYS; ++n) {
+        const bool found = profile.Find(section, Key(n).toStdString(), entry);
+        if (!found || entry.empty()) return;
+        Write(profile, Key(n), {});
+    }
 }
 
 void CHistoryCombo::CopyTo(CHistoryCombo& to) const
@@ -171,8 +204,8 @@ QString CHistoryCombo::Read(const QString& key) const
                                                  "", ENTRY_BYTES, GetApplicationProfilePath()));
 }
 
-void CHistoryCombo::Write(const QString& key, const QString& text) const
+// A text that can't stand in one line is not kept.
+void CHistoryCombo::Write(CIniText& profile, const QString& key, const QString& text) const
 {
-    WritePrivateProfileStringA(m_strSection.toUtf8().constData(), key.toUtf8().constData(),
-                               text.toUtf8().constData(), GetApplicationProfilePath().c_str());
+    profile.Set(m_strSection.toStdString(), key.toStdString(), text.toStdString());
 }

@@ -3,6 +3,9 @@
 #include <QComboBox>
 #include <QString>
 #include <QStringList>
+#include <limits>
+
+class CIniText;
 
 /// A combo box that remembers what was typed: the most recent text first, kept between runs in the application
 /// profile, and completed against the list while typing. Panels' thread only.
@@ -41,8 +44,8 @@ class CHistoryCombo : public QComboBox
     QString LoadHistory(const QStringList& texts, bool selectFirst);
 
     /// Writes the list (one entry more than the maximum, if it has that many) and blanks the keys of an older,
-    /// longer one behind it; with `addCurrent` the current text is added first. Nothing happens before a
-    /// LoadHistory.
+    /// longer one behind it; with `addCurrent` the current text is added first. All of it is one write. Nothing
+    /// happens before a LoadHistory.
     void SaveHistory(bool addCurrent = true);
 
     /// Empties the list; with `fromProfile` the profile's entries and last text too. Nothing happens before a
@@ -58,21 +61,26 @@ class CHistoryCombo : public QComboBox
 
     void SetAutoComplete(bool on) { m_bAutoComplete = on; }
 
+    /// How deep the list drops at most, in pixels; a longer one is scrolled.
+    void SetListDepth(int depth) { m_iListDepth = depth; }
+    void showPopup() override;
+
     /// The key of the last text: the one given, else the prefix, else "Last".
     QString GetLastKey() const;
 
   protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
+    void wheelEvent(QWheelEvent* event) override;
 
   private:
     void NoteKey(const QKeyEvent& event);
     void CompleteTyped();
     void Trim();
     QString Read(const QString& key) const;
-    void Write(const QString& key, const QString& text) const;
+    void Write(CIniText& profile, const QString& key, const QString& text) const;
     QString Key(int number) const;
-    void BlankKeys(int from) const;
+    void BlankKeys(CIniText& profile, int from) const;
 
     QString m_strSection;
     QString m_strPrefix;
@@ -82,5 +90,6 @@ class CHistoryCombo : public QComboBox
     bool m_bDoComplete =
         true;  // for this edit: not after Delete and Backspace, so that deleting never completes
     int m_iMaxHistory = DEFAULT_MAX_HISTORY;
+    int m_iListDepth = std::numeric_limits<int>::max();
     bool m_bSorted;
 };

@@ -2,12 +2,16 @@
 
 #include <QCloseEvent>
 #include <QCoreApplication>
+#include <QGuiApplication>
 #include <QMouseEvent>
 #include <QPainter>
+#include <QPlatformSurfaceEvent>
+#include <QWindow>
 
 #include "common/BitmapFile.h"
 #include "common/RenderWnd.h"
 #include "platform/os/paths.h"
+#include "platform/qt/X11Sync.h"
 #include "render/CellPool.h"
 
 namespace
@@ -19,22 +23,34 @@ const QColor CELL_GROUND(1, 2, 3);
 const QSize PICTURE_SIZE(352, 288);
 
 // "dvr.bmp", loaded with the first cell and freed with any cell that goes.
-std::unique_ptr<XBitmapFile> g_pBitmap;
-QImage g_Picture;
+struct EmptyPicture {
+    std::unique_ptr<XBitmapFile> file;
+    QImage image;
+};
+
+// Never destroyed itself: cells may go while the process ends.
+EmptyPicture& Empty()
+{
+    static auto& picture = *new EmptyPicture;
+    return picture;
+}
+
 HWND g_hLastClicked = HWND::Null;
 
 void LoadPicture()
 {
-    if (g_pBitmap != nullptr) return;
-    g_pBitmap = LoadBitmapFile(GetModuleDirectory() + "dvr.bmp");
-    if (g_pBitmap != nullptr)
-        g_Picture.loadFromData(g_pBitmap->m_Bytes.data(), static_cast<int>(g_pBitmap->m_Bytes.size()), "BMP");
+    EmptyPicture& empty = Empty();
+    if (empty.file != nullptr) return;
+    empty.file = LoadBitmapFile(GetModuleDirectory() + "dvr.bmp");
+    if (empty.file != nullptr)
+        empty.image.loadFromData(empty.file->m_Bytes.data(), static_cast<int>(empty.file->m_Bytes.size()),
+                                 "BMP");
 }
 
 // The pixels that are shown: 352 by 288 from the file's first row on, which is the picture's lowest.
 QRect PicturePart()
 {
-    return {QPoint(0, g_Picture.height() - PICTURE_SIZE.height()), PICTURE_SIZE};
+    return {QPoint(0, Empty().image.height() - PICTURE_SIZE.height()), PICTURE_SIZE};
 }
 
 }  // namespace
@@ -54,8 +70,7 @@ CRenderCell::CRenderCell(QWidget* grid, HWND gridWindow)
 
 CRenderCell::~CRenderCell()
 {
-    g_pBitmap.reset();
-    g_Picture = {};
+    Empty() = {};
     // NOLINTNEXTLINE(bugprone-unhandled-exception-at-new): without memory for it the process ends as well
     QCoreApplication::postEvent(QCoreApplication::instance(), new QEvent(QEvent::Quit));
 }
@@ -76,18 +91,51 @@ LRESULT CRenderCell::WindowProc(std::uint32_t message)
 
 bool CRenderCell::event(QEvent* event)
 {
-    if (event->type() == QEvent::WinIdChange) SetSystemWindow(Handle(), internalWinId());
+    if (event->type() == QEvent::WinIdChange && internalWinId() != 0) {
+        windowHandle()->installEventFilter(this);  // the widget itself is told of the end when it is too late
+        LendWindow();
+    }
     return QWidget::event(event);
+}
+
+bool CRenderCell::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == windowHandle() && event->type() == QEvent::PlatformSurface) {
+        const auto change = static_cast<QPlatformSurfaceEvent*>(event)->surfaceEventType();
+        if (change == QPlatformSurfaceEvent::SurfaceAboutToBeDestroyed)
+            m_Lease.TakeBack();
+        else
+            LendWindow();
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
+// A window of its own that is shown with another place in the stack gets a new X window then, and neither the
+// widget nor its window object is told.
+void CRenderCell::setVisible(bool visible)
+{
+    if (isWindow()) m_Lease.TakeBack();
+    QWidget::setVisible(visible);
+    if (windowHandle() != nullptr) LendWindow();
+}
+
+// The renderer speaks to the server over a connection of its own: the window has to stand there before.
+void CRenderCell::LendWindow()
+{
+    const auto* const x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    if (x11 == nullptr || windowHandle()->handle() == nullptr) return;
+    SyncX11(x11->display());
+    m_Lease.Lend(windowHandle()->winId());
 }
 
 void CRenderCell::paintEvent(QPaintEvent*)
 {
     if (testAttribute(Qt::WA_PaintOnScreen)) return;
     QPainter painter(this);
-    if (g_Picture.isNull())
+    if (Empty().image.isNull())
         painter.fillRect(rect(), CELL_GROUND);
     else
-        painter.drawImage(rect(), g_Picture, PicturePart());
+        painter.drawImage(rect(), Empty().image, PicturePart());
 }
 
 void CRenderCell::mousePressEvent(QMouseEvent* event)

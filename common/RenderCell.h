@@ -4,10 +4,11 @@
 #include <QWidget>
 
 #include "platform/qt/WindowHandle.h"
+#include "render/device/WindowLease.h"
 
-/// One cell window of the wall: the picture of an empty cell until a stream draws into it. A native window, so
-/// that the renderer reaches it from link threads; while a stream draws the toolkit never paints over it.
-/// Panels' thread only.
+/// One cell window of the wall: the picture of an empty cell until a stream draws into it. A native window,
+/// lent to the renderer from when the X server knows it until it goes; while a stream draws the toolkit never
+/// paints over it. Panels' thread only.
 ///
 /// A click is sent to the grid as a message (RenderWnd.h) and then the grid gets the keyboard.
 class CRenderCell : public QWidget
@@ -29,8 +30,11 @@ class CRenderCell : public QWidget
     /// memory.
     QPaintEngine* paintEngine() const override { return nullptr; }
 
+    void setVisible(bool visible) override;
+
   protected:
     bool event(QEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
     void mouseDoubleClickEvent(QMouseEvent* event) override;
@@ -39,7 +43,9 @@ class CRenderCell : public QWidget
   private:
     LRESULT WindowProc(std::uint32_t message);
     void Click(std::uint32_t message, LPARAM button);
+    void LendWindow();
 
     const HWND m_hGrid;
     CWindowHandle m_Handle;
+    CWindowLease m_Lease{m_Handle.Get()};
 };

@@ -13,12 +13,12 @@
 #include "render/CellPool.h"
 #include "render/Render.h"
 #include "skin/Skin.h"
+#include "skin/SkinPaint.h"
+#include "skin/theme/PanelColors.h"
 
 namespace
 {
 
-const QColor GRID_GROUND(0x26, 0x29, 0x2E);
-const QColor OUTLINE(0x32, 0x32, 0x32);
 const QColor FOCUS(0x7F, 0, 0);
 constexpr int OUTLINE_WIDTH = 4;
 constexpr int FOCUS_WIDTH = 2;
@@ -255,8 +255,8 @@ void CRenderWnd::PlaceCells()
 void CRenderWnd::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);
-    painter.fillRect(rect(), GRID_GROUND);
-    painter.setPen(QPen(OUTLINE, OUTLINE_WIDTH));
+    painter.fillRect(rect(), ToQColor(panel_color::WALL_GROUND));
+    painter.setPen(QPen(ToQColor(panel_color::WALL_OUTLINE), OUTLINE_WIDTH));
     for (const RECT& outline : m_State.Place(GetScaleX(), GetScaleY()).m_Outlines)
         painter.drawRect(ToQRect(outline));
     RECT focus;
@@ -266,7 +266,10 @@ void CRenderWnd::paintEvent(QPaintEvent*)
         painter.setPen(QPen(FOCUS, FOCUS_WIDTH));
         painter.setBrush(Qt::NoBrush);
         painter.drawRect(ToQRect(focus));
+        painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
     }
+    // In the margin that the cells leave free.
+    if (hasFocus()) PaintFocus(painter, rect(), panel_color::FocusOn(panel_color::WALL_OUTLINE));
 }
 
 void CRenderWnd::resizeEvent(QResizeEvent*)

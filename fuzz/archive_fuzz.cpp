@@ -1,6 +1,6 @@
-// Arbitrary bytes as a layout file, and as a tree of nodes. What was read is written and read again: from the
-// second time on the text must stay the same. And the look at the depth ahead of the parser must never find
-// less than the parser does.
+// Arbitrary bytes as a layout file, and as a tree of nodes with stations and devices. What was read is written
+// and read again: from the second time on the text must stay the same. And the look at the depth ahead of the
+// parser must never find less than the parser does.
 
 #include <algorithm>
 #include <cstddef>
@@ -15,9 +15,9 @@
 #include "model/archive/XMLInputArchive.h"
 #include "model/archive/XMLOutputArchive.h"
 #include "model/archive/XmlDepth.h"
-#include "model/layout/XMainWnd.h"
-#include "model/layout/XRenderWnd.h"
+#include "model/layout/LayoutRecords.h"
 #include "model/tree/Folder.h"
+#include "remote/RemoteClasses.h"
 
 namespace
 {
@@ -77,6 +77,12 @@ void CheckDepth(std::string_view text)
 }
 
 }  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***)
+{
+    RegisterRemoteClasses();
+    return 0;
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

@@ -32,7 +32,8 @@ class CCheckingOutput final : public IP2POutput
         Require(to.sin_family == AF_INET);
         Require(++m_iAnswers <= static_cast<int>(P2P_ADDRESSES));
     }
-    void DeliverData(const char* szName, std::span<const std::uint8_t> data) override
+    void DeliverData(const char* szName, std::span<const std::uint8_t> data,
+                     const sockaddr_in& /*from*/) override
     {
         Require(std::string_view(szName).size() < P2P_NAME_BYTES);
         Require(!data.empty());

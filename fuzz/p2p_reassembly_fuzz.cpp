@@ -57,7 +57,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             given += message.size();
         }
         Require(given <= fed);
-        router.Feed("peer", datagram);
+        // Some 20 senders, by the bytes themselves: more than the router has places for.
+        sockaddr_in from{};
+        from.sin_port = static_cast<in_port_t>(datagram.back() % 20);
+        router.Feed("peer", datagram, from, static_cast<std::uint32_t>(fed));
     }
     for (int channel = 0; channel < CHANNEL_COUNT; ++channel)
         while (const auto message = router.Receive(channel, [] { return true; }))

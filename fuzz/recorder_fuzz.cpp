@@ -35,8 +35,8 @@ class CChannels : public IChannels
 {
   public:
     int Count() const override { return 4; }
-    int Width() const override { return 352; }
-    int Height() const override { return 288; }
+    int Width(int) const override { return 352; }
+    int Height(int) const override { return 288; }
     void SetWatched(int, bool) override {}
     void WantKey(int) override {}
 };

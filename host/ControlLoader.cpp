@@ -101,9 +101,10 @@ CComPtr<IControlWindow> LoadControl(const QString& module, QString& message)
     const auto get_class_object = FindEntry<DLLGETCLASSOBJECT>(path, "DllGetClassObject", message);
     if (get_class_object == nullptr) return {};
     CComPtr<IClassFactory> factory;
-    HRESULT result = get_class_object(class_id, IClassFactory::IID, factory.Receive());
+    HRESULT result =
+        factory.Receive([&](void** object) { return get_class_object(class_id, IClassFactory::IID, object); });
     CComPtr<IControlWindow> control;
-    if (SUCCEEDED(result)) result = factory->CreateInstance(nullptr, IControlWindow::IID, control.Receive());
+    if (SUCCEEDED(result)) result = control.Create(*factory);
     if (FAILED(result))
         message = result == E_FAIL ? WhyNotStarted()
                                    : QStringLiteral("The control can't be created (%1).").arg(Hex(result));

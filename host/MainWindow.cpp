@@ -1,7 +1,8 @@
 #include "host/MainWindow.h"
 
+#include <QApplication>
+#include <QBuffer>
 #include <QCloseEvent>
-#include <QGuiApplication>
 #include <QPainter>
 #include <QScreen>
 #include <QTimer>
@@ -62,14 +63,19 @@ CMainWindow::~CMainWindow()
     if (m_Control) {
         m_Control->DestroyControlWindow();
         m_Control->SetClientSite(nullptr);
+        CComPtr<IControlMessages> has_messages;
+        if (SUCCEEDED(has_messages.Query(*m_Control))) has_messages->SetMessageSink(nullptr);
         m_Control.Reset();
     }
     m_pSite->Release();
 }
 
-bool CMainWindow::Embed(CComPtr<IControlWindow> control)
+bool CMainWindow::Embed(CComPtr<IControlWindow> control, IMessageSink* messages)
 {
     m_Control = std::move(control);
+    CComPtr<IControlMessages> has_messages;
+    if (messages != nullptr && SUCCEEDED(has_messages.Query(*m_Control)))
+        has_messages->SetMessageSink(messages);
     m_Control->SetClientSite(m_pSite);
     if (FAILED(m_Control->CreateControlWindow(m_pFrame))) return false;
     m_Control->SetBounds(0, 0, m_pFrame->width(), m_pFrame->height());
@@ -85,8 +91,7 @@ std::vector<XChannelReport> CMainWindow::GetChannels() const
 {
     std::vector<XChannelReport> channels;
     CComPtr<IControlReport> report;
-    if (m_Control && SUCCEEDED(m_Control->QueryInterface(IControlReport::IID, report.Receive())))
-        report->GetChannels(channels);
+    if (m_Control && SUCCEEDED(report.Query(*m_Control))) report->GetChannels(channels);
     return channels;
 }
 
@@ -124,14 +129,21 @@ void CMainWindow::SavePlace() const
                                GetApplicationProfilePath().c_str());
 }
 
-bool CMainWindow::SaveScreenshot(const QString& path) const
+QByteArray CMainWindow::TakeScreenshot() const
 {
-    const QScreen* const shown_on = screen();
-    const QRect place = frameGeometry().intersected(shown_on->geometry());
-    const QPixmap picture =
-        screen()->grabWindow(0, place.x() - shown_on->geometry().x(), place.y() - shown_on->geometry().y(),
-                             place.width(), place.height());
-    return !picture.isNull() && picture.save(path, "PNG");
+    QScreen* shown_on = screen();
+    QRect place = frameGeometry();
+    for (const QWidget* const window : QApplication::topLevelWidgets()) {
+        if (!window->isVisible() || !window->isFullScreen()) continue;
+        shown_on = window->screen();
+        place = shown_on->geometry();
+    }
+    place = place.intersected(shown_on->geometry()).translated(-shown_on->geometry().topLeft());
+    const QPixmap picture = shown_on->grabWindow(0, place.x(), place.y(), place.width(), place.height());
+    QByteArray file;
+    QBuffer buffer(&file);
+    if (picture.isNull() || !picture.save(&buffer, "PNG")) return {};
+    return file;
 }
 
 QIcon MakeProgramIcon()

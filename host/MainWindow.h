@@ -3,6 +3,7 @@
 #include <QMainWindow>
 #include <functional>
 
+#include "inc/host/ControlMessages.h"
 #include "inc/host/ControlReport.h"
 #include "inc/host/ControlWindow.h"
 #include "platform/component/component.h"
@@ -31,15 +32,17 @@ class CMainWindow : public QMainWindow
     ~CMainWindow() override;
 
     /// Embeds the control; false when it has no window to show.
-    bool Embed(CComPtr<IControlWindow> control);
+    /// With a sink the control's messages go there and open no box; it must outlive this.
+    bool Embed(CComPtr<IControlWindow> control, IMessageSink* messages = nullptr);
 
     /// The control's window, in which its panels are; null before Embed.
     QWidget* GetControlWidget() const;
     /// What the control's channels did; empty when it doesn't tell.
     std::vector<XChannelReport> GetChannels() const;
 
-    /// Writes the window with its frame as it is on the screen, the control's own drawing included.
-    bool SaveScreenshot(const QString& path) const;
+    /// The window with its frame as it is on the screen, the control's own drawing included, as a PNG file; the
+    /// whole screen while the wall is in full screen. Empty when the screen can't be read.
+    QByteArray TakeScreenshot() const;
 
     /// Called once, when the window with the control has come up on the screen.
     void SetShownHandler(std::function<void()> handler) { m_ShownHandler = std::move(handler); }

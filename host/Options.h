@@ -17,6 +17,8 @@ struct XOptions {
     int m_iLayout = 0;        // cells of the arrangement to choose; 0: as the logon leaves it
     QString m_strReport;      // JSON file; empty: none
 
+    /// Nobody looks on: messages are lines, and no box waits for an answer.
+    bool IsUnattended() const { return m_iSeconds > 0 || !m_strReport.isEmpty() || !m_strScreenshot.isEmpty(); }
     bool IsScripted() const { return !m_strLogon.isEmpty() || m_iLayout > 0 || m_bFullScreen; }
 };
 

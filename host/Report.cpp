@@ -2,13 +2,13 @@
 
 #include <sys/resource.h>
 
-#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QSaveFile>
 #include <algorithm>
 #include <iterator>
+
+#include "inc/EscapeControls.h"
 
 namespace
 {
@@ -25,16 +25,17 @@ qint64 Number(std::uint64_t value)
 
 }  // namespace
 
-bool WriteReport(const QString& path, const std::vector<XChannelReport>& channels)
+QByteArray MakeReport(const std::vector<XChannelReport>& channels)
 {
     QJsonArray list;
     for (const XChannelReport& channel : channels) {
         list.append(QJsonObject{{"channel", channel.iChannel + 1},
-                                {"name", QString::fromStdString(channel.strName)},
+                                {"name", QString::fromStdString(EscapeControls(channel.strName))},
                                 {"width", channel.iWidth},
                                 {"height", channel.iHeight},
                                 {"decoded", Number(channel.ulDecoded)},
                                 {"shown", Number(channel.ulShown)},
+                                {"skipped", Number(channel.ulSkipped)},
                                 {"refused", Number(channel.ulRefused)},
                                 {"bytes", Number(channel.ulBytes)},
                                 {"first_picture_ms", static_cast<qint64>(channel.iFirstPictureMs)}});
@@ -43,24 +44,18 @@ bool WriteReport(const QString& path, const std::vector<XChannelReport>& channel
     getrusage(RUSAGE_SELF, &usage);
     const QJsonObject process{{"cpu_seconds", Seconds(usage.ru_utime) + Seconds(usage.ru_stime)},
                               {"peak_memory_kib", static_cast<qint64>(usage.ru_maxrss)}};
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly)) return false;
-    file.write(QJsonDocument(QJsonObject{{"channels", list}, {"process", process}}).toJson());
-    return file.commit();
+    return QJsonDocument(QJsonObject{{"channels", list}, {"process", process}}).toJson();
 }
 
 QString DescribeChannel(const XChannelReport& channel)
 {
+    // One substitution for all: a name may hold place marks itself.
     return QStringLiteral(
                "channel %1 \"%2\": %3x%4, %5 pictures decoded, %6 shown, %7 refused, first after %8 ms")
-        .arg(channel.iChannel + 1)
-        .arg(QString::fromStdString(channel.strName))
-        .arg(channel.iWidth)
-        .arg(channel.iHeight)
-        .arg(channel.ulDecoded)
-        .arg(channel.ulShown)
-        .arg(channel.ulRefused)
-        .arg(channel.iFirstPictureMs);
+        .arg(QString::number(channel.iChannel + 1), QString::fromStdString(EscapeControls(channel.strName)),
+             QString::number(channel.iWidth), QString::number(channel.iHeight),
+             QString::number(channel.ulDecoded), QString::number(channel.ulShown),
+             QString::number(channel.ulRefused), QString::number(channel.iFirstPictureMs));
 }
 
 QList<int> FindUnshown(const std::vector<XChannelReport>& channels, const QList<int>& asked)

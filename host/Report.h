@@ -1,16 +1,16 @@
 #pragma once
 
+#include <QByteArray>
 #include <QList>
 #include <QString>
 #include <vector>
 
 #include "inc/host/ControlReport.h"
 
-/// Writes the report: for each channel what it did, and the process's totals. False when the file can't be
-/// written.
-bool WriteReport(const QString& path, const std::vector<XChannelReport>& channels);
+/// The report as JSON: for each channel what it did, and the process's totals.
+QByteArray MakeReport(const std::vector<XChannelReport>& channels);
 
-/// One line for a person about a channel.
+/// One line for a person about a channel. Names come from the network: their control characters are spelt out.
 QString DescribeChannel(const XChannelReport& channel);
 
 /// Those of `asked` (numbers from 1) that have shown no picture.

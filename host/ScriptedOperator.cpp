@@ -11,7 +11,7 @@
 #include <QMessageBox>
 #include <QMouseEvent>
 #include <QRegularExpression>
-#include <QTreeWidget>
+#include <QTreeView>
 #include <utility>
 
 namespace
@@ -99,39 +99,40 @@ void CScriptedOperator::PlanLogon()
         Click(*accept, accept->rect().center());  // returns when the logon is through
         return true;
     });
-    AddStep("see the station in the device tree", [this] { return FindFolder() != nullptr; });
+    AddStep("see the station in the device tree", [this] { return FindFolder().isValid(); });
 }
 
-QTreeWidget* CScriptedOperator::FindTree() const
+QTreeView* CScriptedOperator::FindTree() const
 {
-    auto* const tree = Find<QTreeWidget>(DEVICE_TREE);
+    auto* const tree = Find<QTreeView>(DEVICE_TREE);
     return tree != nullptr && tree->isVisible() ? tree : nullptr;
 }
 
 // The folder with the channels of the station that was logged on to.
-QTreeWidgetItem* CScriptedOperator::FindFolder() const
+QModelIndex CScriptedOperator::FindFolder() const
 {
-    const QTreeWidget* const tree = FindTree();
-    if (tree == nullptr) return nullptr;
-    const auto stations = tree->findItems(m_Options.m_strLogon, Qt::MatchExactly);
-    return stations.isEmpty() ? nullptr : stations.constLast()->child(0);
+    const QTreeView* const tree = FindTree();
+    if (tree == nullptr) return {};
+    const QAbstractItemModel& nodes = *tree->model();
+    const QModelIndexList stations =
+        nodes.match(nodes.index(0, 0), Qt::DisplayRole, m_Options.m_strLogon, -1, Qt::MatchExactly);
+    return stations.isEmpty() ? QModelIndex() : nodes.index(0, 0, stations.constLast());
 }
 
 void CScriptedOperator::PlanOpening()
 {
     AddStep("find the channels", [this] {
-        QTreeWidgetItem* const folder = FindFolder();
-        if (folder == nullptr) return false;
+        const QModelIndex folder = FindFolder();
+        if (!folder.isValid()) return false;
+        const int count = folder.model()->rowCount(folder);
         QList<int> channels = m_Options.m_Open;
-        for (int i = 1; m_Options.m_bOpenAll && i <= folder->childCount(); ++i)
+        for (int i = 1; m_Options.m_bOpenAll && i <= count; ++i)
             channels << i;
         // What is planned now comes before what was planned after the opening.
         const QList<XStep> later = std::exchange(m_Steps, {});
         for (const int channel : channels) {
-            if (channel > folder->childCount()) {
-                Finish(QStringLiteral("channel %1 was asked for, the station has %2")
-                           .arg(channel)
-                           .arg(folder->childCount()));
+            if (channel > count) {
+                Finish(QStringLiteral("channel %1 was asked for, the station has %2").arg(channel).arg(count));
                 return false;
             }
             PlanOneChannel(channel);
@@ -144,12 +145,12 @@ void CScriptedOperator::PlanOpening()
 void CScriptedOperator::PlanOneChannel(int channel)
 {
     AddStep(QStringLiteral("open the menu of channel %1").arg(channel), [this, channel] {
-        QTreeWidget* const tree = FindTree();
-        QTreeWidgetItem* const folder = FindFolder();
-        if (tree == nullptr || folder == nullptr) return false;
-        QTreeWidgetItem* const item = folder->child(channel - 1);
-        tree->scrollToItem(item);
-        const QRect row = tree->visualItemRect(item);
+        QTreeView* const tree = FindTree();
+        const QModelIndex folder = FindFolder();
+        if (tree == nullptr || !folder.isValid()) return false;
+        const QModelIndex item = folder.model()->index(channel - 1, 0, folder);
+        tree->scrollTo(item);
+        const QRect row = tree->visualRect(item);
         const QPoint place(row.left() + LABEL_INSET, row.center().y());
         QContextMenuEvent event(QContextMenuEvent::Mouse, place, tree->viewport()->mapToGlobal(place));
         QApplication::sendEvent(tree->viewport(), &event);
@@ -234,8 +235,17 @@ void CScriptedOperator::RunStep()
     }
 }
 
+bool CScriptedOperator::OnMessage(const QString& text)
+{
+    if (!m_Timer.isActive()) return false;
+    QMetaObject::invokeMethod(
+        this, [this, text] { Finish(text); }, Qt::QueuedConnection);
+    return true;
+}
+
 void CScriptedOperator::Finish(const QString& fault)
 {
+    if (!m_Timer.isActive()) return;
     m_Timer.stop();
     m_Steps.clear();
     emit Finished(fault);

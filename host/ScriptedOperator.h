@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QElapsedTimer>
+#include <QModelIndex>
 #include <QObject>
 #include <QPointer>
 #include <QTimer>
@@ -11,8 +12,7 @@
 class QAction;
 class QComboBox;
 class QMenu;
-class QTreeWidget;
-class QTreeWidgetItem;
+class QTreeView;
 
 /// Does with the control's panels what a person would: types the net id, accepts, opens channels by the tree's
 /// menu, chooses an arrangement, goes into full screen. Each step waits until the panel shows what it needs,
@@ -28,6 +28,9 @@ class CScriptedOperator : public QObject
 
     /// Begins; Finished comes later, from the event loop.
     void Start();
+    /// Takes a message of the panels, which is a failure as long as there is something left to do: true then,
+    /// and Finished comes later, from the event loop.
+    bool OnMessage(const QString& text);
     /// Channels that were opened so far, from 1.
     const QList<int>& GetOpened() const { return m_Opened; }
     /// What it is at; empty before Start and when it is through, with or without a fault.
@@ -54,8 +57,8 @@ class CScriptedOperator : public QObject
     void RunStep();
     void Finish(const QString& fault);
     bool ChooseFromMenu(const std::function<bool(const QAction&)>& wanted);
-    QTreeWidget* FindTree() const;
-    QTreeWidgetItem* FindFolder() const;
+    QTreeView* FindTree() const;
+    QModelIndex FindFolder() const;
     template <typename WIDGET>
     WIDGET* Find(int control) const;
 

@@ -5,11 +5,14 @@
 #include <QTimer>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <memory>
+#include <utility>
 
 #include "host/ControlLoader.h"
 #include "host/MainWindow.h"
 #include "host/Options.h"
+#include "host/OutputFile.h"
 #include "host/Report.h"
 #include "host/ScriptedOperator.h"
 #include "host/Signals.h"
@@ -33,11 +36,11 @@ void Print(std::FILE* to, const QString& text)
     std::fflush(to);
 }
 
-// Told on standard error and, for whoever has no terminal, in a box; a run of limited time waits for nobody.
+// Told on standard error and, for whoever has no terminal, in a box; a run without a user opens none.
 int Fail(int code, const QString& message, const XOptions& options)
 {
     Print(stderr, "watchwall: " + message);
-    if (options.m_iSeconds == 0) QMessageBox::critical(nullptr, QStringLiteral("Watchwall"), message);
+    if (!options.IsUnattended()) QMessageBox::critical(nullptr, QStringLiteral("Watchwall"), message);
     return code;
 }
 
@@ -48,38 +51,81 @@ PARSED ReadCommandLine(int argc, char** argv, XOptions& options, QString& messag
     return ParseOptions(QCoreApplication::arguments(), options, message);
 }
 
-// Writes the report, a line for each channel, and what is wrong. The exit code is that of the first fault.
-int Tell(const CMainWindow& window, const XOptions& options, const CScriptedOperator& scripted)
+// Keeps the exit code of the first fault; each is told.
+class CFaults
+{
+  public:
+    void Tell(int code, const QString& message)
+    {
+        Print(stderr, "watchwall: " + message);
+        if (m_iCode == 0) m_iCode = code;
+    }
+    int GetCode() const { return m_iCode; }
+
+  private:
+    int m_iCode = 0;
+};
+
+// The control's messages in a run without a user: a line on standard error, and the end of a script.
+class CMessageLines final : public IMessageSink
+{
+  public:
+    void SetScript(CScriptedOperator* script) { m_pScript = script; }
+    void OnMessage(const std::string&, const std::string& text) override
+    {
+        const QString message = QString::fromStdString(text);
+        if (m_pScript == nullptr || !m_pScript->OnMessage(message)) Print(stderr, "watchwall: " + message);
+    }
+
+  private:
+    CScriptedOperator* m_pScript = nullptr;
+};
+
+void WriteOutput(const QString& path, const QByteArray& content, CFaults& faults)
+{
+    QString reason = QStringLiteral("there is nothing to write");
+    if (content.isEmpty() || !WriteWholeFile(path, content, reason))
+        faults.Tell(EXIT_NOT_WRITTEN, QStringLiteral("can't write %1: %2").arg(path, reason));
+}
+
+// A run that could not leave what it is made for does not begin.
+bool CanWriteOutputs(const XOptions& options)
+{
+    for (const QString& path : {options.m_strReport, options.m_strScreenshot}) {
+        QString reason;
+        if (path.isEmpty() || CanWriteFile(path, reason)) continue;
+        Print(stderr, QStringLiteral("watchwall: can't write %1: %2").arg(path, reason));
+        return false;
+    }
+    return true;
+}
+
+// A line for each channel, what is wrong, and the report. Draws nothing: the display may be gone.
+void Tell(const CMainWindow& window, const XOptions& options, const CScriptedOperator& scripted,
+          CFaults& faults)
 {
     const auto channels = window.GetChannels();
     for (const XChannelReport& channel : channels)
         Print(stdout, DescribeChannel(channel));
-    int code = 0;
-    const auto fail = [&code](int with, const QString& message) {
-        Print(stderr, "watchwall: " + message);
-        if (code == 0) code = with;
-    };
     if (!scripted.GetPresentStep().isEmpty())
-        fail(EXIT_SCRIPT_FAILED, "the end came before it could " + scripted.GetPresentStep());
+        faults.Tell(EXIT_SCRIPT_FAILED, "the end came before it could " + scripted.GetPresentStep());
     if (options.m_bOpenAll && channels.empty())
-        fail(EXIT_NOTHING_SHOWN, QStringLiteral("there was no channel to show"));
+        faults.Tell(EXIT_NOTHING_SHOWN, QStringLiteral("there was no channel to show"));
     for (const int channel : FindUnshown(channels, options.m_bOpenAll ? scripted.GetOpened() : options.m_Open))
-        fail(EXIT_NOTHING_SHOWN, QStringLiteral("channel %1 has shown no picture").arg(channel));
-    if (!options.m_strReport.isEmpty() && !WriteReport(options.m_strReport, channels))
-        fail(EXIT_NOT_WRITTEN, "can't write " + options.m_strReport);
-    if (!options.m_strScreenshot.isEmpty() && !window.SaveScreenshot(options.m_strScreenshot))
-        fail(EXIT_NOT_WRITTEN, "can't write " + options.m_strScreenshot);
-    return code;
+        faults.Tell(EXIT_NOTHING_SHOWN, QStringLiteral("channel %1 has shown no picture").arg(channel));
+    if (!options.m_strReport.isEmpty()) WriteOutput(options.m_strReport, MakeReport(channels), faults);
 }
 
-bool g_bServing = false;  // the event loop runs
+// What is still told when the display goes; empty unless the event loop runs.
+std::function<void()> g_LastWords;
 
 // The toolkit calls exit() from within the event loop when the display goes. Link threads still run then, so
 // nothing is taken down: the process ends here.
 void EndWithoutDisplay()
 {
-    if (!g_bServing) return;
+    if (!g_LastWords) return;
     Print(stderr, QStringLiteral("watchwall: the display is gone"));
+    std::exchange(g_LastWords, {})();
     std::_Exit(EXIT_NO_DISPLAY);
 }
 
@@ -89,8 +135,9 @@ int Run(const XOptions& options, const QElapsedTimer& since_start)
     auto control = LoadControl(options.m_strModule, message);
     if (!control) return Fail(EXIT_NO_CONTROL, message, options);
 
+    CMessageLines lines;
     auto window = std::make_unique<CMainWindow>();
-    if (!window->Embed(std::move(control)))
+    if (!window->Embed(std::move(control), options.IsUnattended() ? &lines : nullptr))
         return Fail(EXIT_NO_CONTROL,
                     QStringLiteral("The control could not make its window; set WATCHWALL_DEBUG=1 to see why."),
                     options);
@@ -98,30 +145,32 @@ int Run(const XOptions& options, const QElapsedTimer& since_start)
         window->SetShownHandler(
             [&since_start] { Print(stdout, QString("shown after %1 ms").arg(since_start.elapsed())); });
     OnEndRequested([&window] { window->close(); });
-    int code = 0;
+    CFaults faults;
     CScriptedOperator scripted(options, *window->GetControlWidget(), nullptr);
+    lines.SetScript(&scripted);
     // Before any end, also one that the user or a signal asks for.
     window->SetClosingHandler([&] {
-        const int told = Tell(*window, options, scripted);
-        if (code == 0) code = told;
+        Tell(*window, options, scripted, faults);
+        if (!options.m_strScreenshot.isEmpty())
+            WriteOutput(options.m_strScreenshot, window->TakeScreenshot(), faults);
         QCoreApplication::exit();  // also while the wall, in full screen, has a window of its own
     });
     if (options.m_iSeconds > 0)
         QTimer::singleShot(options.m_iSeconds * 1000, window.get(), [&window] { window->close(); });
     QObject::connect(&scripted, &CScriptedOperator::Finished, window.get(), [&](const QString& fault) {
         if (fault.isEmpty()) return;
-        Print(stderr, "watchwall: " + fault);
-        code = EXIT_SCRIPT_FAILED;
+        faults.Tell(EXIT_SCRIPT_FAILED, fault);
         if (options.m_iSeconds > 0) window->close();
     });
     if (options.IsScripted()) scripted.Start();
     window->show();
     std::atexit(EndWithoutDisplay);  // behind the control's own entries, so that it is called before them
-    g_bServing = true;
+    g_LastWords = [&] { Tell(*window, options, scripted, faults); };
     QApplication::exec();
-    g_bServing = false;
+    g_LastWords = {};
+    lines.SetScript(nullptr);
     window.reset();
-    return code;
+    return faults.GetCode();
 }
 
 }  // namespace
@@ -152,6 +201,7 @@ int main(int argc, char** argv)
         // Host and module each have their own copy of the platform layer; the environment reaches both.
         qputenv("WATCHWALL_HOME", home.absoluteFilePath().toLocal8Bit());
     }
+    if (!CanWriteOutputs(options)) return EXIT_NOT_WRITTEN;
     // Cells are X windows: under Wayland they come through its X server.
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "xcb");
     // The toolkit would end the process by a signal.

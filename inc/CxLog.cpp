@@ -2,6 +2,7 @@
 
 #include "inc/LogFile.h"
 #include "inc/OutputDebugString.h"
+#include "inc/SharedLog.h"
 
 #include <sys/time.h>
 
@@ -25,8 +26,9 @@ namespace
 {
 
 constexpr std::size_t MESSAGE_CHARACTERS = 1023;
-constexpr std::size_t BURST_BYTES = 64 * 1024;
 constexpr auto STOP_WAIT = std::chrono::milliseconds(500);
+constexpr auto LOCK_LOOK = std::chrono::milliseconds(5);
+constexpr int LOCK_LOOKS = 400;  // 2 s: another process that was stopped amid a burst holds nobody up for ever
 constexpr const char* LEVEL_NAMES[] = {"Message", "Warning", "Exception", "Error"};
 
 std::atomic<bool> g_bAlive =
@@ -105,6 +107,12 @@ struct CxLog::State {
 
     void Run();
     void DrainQueue();
+    bool WaitForFile(CLogFile& file);
+    bool IsStopped()
+    {
+        const std::lock_guard lock(m_csEvents);
+        return m_bStop;
+    }
 };
 
 // The stop flag comes before the wake flag: a stopped worker leaves what is still queued.
@@ -124,38 +132,54 @@ void CxLog::State::Run()
     }
 }
 
+// False when the worker is to end. The queue's lock is not held meanwhile: another process's burst delays no
+// caller. After the last look the lines are written all the same; in append mode they stay whole.
+bool CxLog::State::WaitForFile(CLogFile& file)
+{
+    for (int look = 0; look < LOCK_LOOKS && !file.TryLock(); ++look) {
+        std::unique_lock lock(m_csEvents);
+        if (m_Changed.wait_for(lock, LOCK_LOOK, [this] { return m_bStop; })) return false;
+    }
+    return true;
+}
+
 void CxLog::State::DrainQueue()
 {
     CLogFile file(m_strPath);
-    std::string burst;
+    if (!WaitForFile(file)) return;
     const std::lock_guard lock(m_csQueue);
     while (!m_Queue.empty()) {
         char line[LOG_LINE_BYTES];
-        burst.append(line, FormatLogEntry(*m_Queue.front(), line));
+        file.Append({line, FormatLogEntry(*m_Queue.front(), line)});
         m_Queue.pop_front();
-        if (burst.size() >= BURST_BYTES) {
-            file.Write(burst);
-            burst.clear();
-        }
     }
-    file.Write(burst);
+}
+
+CxLog* CxLog::Find()
+{
+    static std::once_flag once;
+    static CxLog* instance = nullptr;  // never deleted: a caller may be inside it when the process ends
+    std::call_once(once, [] {
+        if (const SharedLog* const shared = FindSharedLog()) {
+            instance = new CxLog(*shared);
+            return;
+        }
+        g_bAlive = true;
+        instance = new CxLog(GetLogDirectory());
+        instance->m_pAlive = &g_bAlive;
+        std::atexit([] { instance->Stop(); });
+    });
+    return instance->IsAlive() ? instance : nullptr;
 }
 
 CxLog& CxLog::Instance()
 {
-    static std::once_flag once;
-    static CxLog* instance = nullptr;
-    std::call_once(once, [] {
-        g_bAlive = true;
-        instance = new CxLog(GetLogDirectory());
-        instance->m_pAlive = &g_bAlive;
-        std::atexit([] { delete instance; });
-    });
-    if (!g_bAlive) {
+    CxLog* const log = Find();
+    if (log == nullptr) {
         OutputDebugStringA("CxLog has destroy!");
         throw std::runtime_error("CxLog has destroy!");
     }
-    return *instance;
+    return *log;
 }
 
 CxLog::CxLog(const std::string& directory) : m_pAlive(nullptr), m_pState(std::make_shared<State>())
@@ -169,9 +193,26 @@ CxLog::CxLog(const std::string& directory) : m_pAlive(nullptr), m_pState(std::ma
     m_Worker = std::thread([state = m_pState] { state->Run(); });
 }
 
+CxLog::CxLog(const SharedLog& shared)
+    : m_pAlive(nullptr), m_pShared(&shared), m_pState(std::make_shared<State>())
+{
+    m_pState->m_strPath = shared.path();
+}
+
 CxLog::~CxLog()
 {
+    Stop();
+}
+
+bool CxLog::IsAlive() const
+{
+    return m_pShared != nullptr ? m_pShared->isAlive() : m_pAlive == nullptr || *m_pAlive;
+}
+
+void CxLog::Stop()
+{
     if (m_pAlive != nullptr) *m_pAlive = false;
+    if (!m_Worker.joinable()) return;
     std::unique_lock lock(m_pState->m_csEvents);
     m_pState->m_bStop = true;
     m_pState->m_Changed.notify_all();
@@ -206,6 +247,10 @@ void CxLog::LogError(const char* file, const char* function, std::int32_t line, 
 void CxLog::Enqueue(const char* file, const char* function, std::int32_t line, std::int32_t level,
                     const char* message)
 {
+    if (m_pShared != nullptr) {
+        m_pShared->write(file, function, line, level, message);
+        return;
+    }
     auto entry = std::make_unique<LogEntry>();
     entry->m_strTime = TimeText();
     if (file != nullptr) {
@@ -233,6 +278,7 @@ void CxLog::Enqueue(const char* file, const char* function, std::int32_t line, s
         if (post(view, VIEW_MESSAGE, copy.get()))
             static_cast<void>(copy.release());  // the window's from here on
     }
+    if (state.IsStopped()) return;  // nobody would take it out of the queue
     {
         const std::lock_guard lock(state.m_csQueue);
         state.m_Queue.push_back(std::move(entry));
@@ -240,7 +286,7 @@ void CxLog::Enqueue(const char* file, const char* function, std::int32_t line, s
     const std::lock_guard lock(state.m_csEvents);
     if (!state.m_bWake) {
         state.m_bWake = true;
-        state.m_Changed.notify_one();
+        state.m_Changed.notify_all();
     }
 }
 

@@ -7,6 +7,8 @@
 #include <string>
 #include <thread>
 
+struct SharedLog;
+
 /// Levels of a log line.
 enum LOG_LEVEL : std::int32_t { LOG_MESSAGE = 0, LOG_WARNING = 1, LOG_EXCEPTION = 2, LOG_ERROR = 3 };
 
@@ -33,7 +35,8 @@ std::size_t FormatLogEntry(const LogEntry& entry, char (&buffer)[LOG_LINE_BYTES]
 /// can be read, moved or deleted between bursts. It keeps the name of its first day over midnight.
 ///
 /// Logging never fails towards its caller. Write errors are not reported; what is still queued when the process
-/// ends is dropped. At any time from any thread.
+/// ends is dropped. A process has one log: a module that a program loads writes to the program's. Several
+/// processes may write to one file. At any time from any thread.
 class CxLog
 {
   public:
@@ -42,9 +45,13 @@ class CxLog
     /// Posts a message to a window; false when that window is gone (the entry then stays with the log).
     using POSTER = bool (*)(std::int32_t window, std::uint32_t message, LogEntry* entry);
 
-    /// The log of this process, made at first use and destroyed at process end. After that it writes
-    /// "CxLog has destroy!" to the debugger output and throws std::runtime_error with the same text.
+    /// The log of this process, made at first use and ended at process end. After that it writes
+    /// "CxLog has destroy!" to the debugger output and throws std::runtime_error with the same text. The memory
+    /// stays, so that a caller who is inside Log at that moment comes out of it; its line is dropped.
     static CxLog& Instance();
+
+    /// The same, but null after the end.
+    static CxLog* Find();
 
     /// A log of its own in `directory`, which is made when it is missing.
     explicit CxLog(const std::string& directory);
@@ -70,10 +77,14 @@ class CxLog
 
   private:
     struct State;
+    explicit CxLog(const SharedLog& shared);
+    void Stop();
+    bool IsAlive() const;
     void Enqueue(const char* file, const char* function, std::int32_t line, std::int32_t level,
                  const char* message);
 
     std::atomic<bool>* m_pAlive;  // static: whether the process's log still lives; null for a log of its own
+    const SharedLog* m_pShared = nullptr;  // the program's log, which then gets every line; no state nor worker
     std::shared_ptr<State> m_pState;  // shared with the worker, which may outlive the wait of the destructor
     std::thread m_Worker;
 };

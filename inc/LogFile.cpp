@@ -1,8 +1,10 @@
 #include "inc/LogFile.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
@@ -60,27 +62,31 @@ std::string MakeLogPath(const std::string& directory, const std::tm& local)
 }
 
 CLogFile::CLogFile(const std::string& path)
-    : m_iDescriptor(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644))
+    : m_iDescriptor(::open(path.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, 0644))
 {
-    if (m_iDescriptor >= 0) ::lseek(m_iDescriptor, 0, SEEK_END);
 }
 
 CLogFile::~CLogFile()
 {
-    if (m_iDescriptor < 0) return;
-    const off_t end = ::lseek(m_iDescriptor, 0, SEEK_CUR);
-    if (end > 0 && ::ftruncate(m_iDescriptor, end) != 0) {
-        // Write errors are not reported: there is no place left to report them to.
-    }
-    ::close(m_iDescriptor);
+    if (m_iDescriptor >= 0) ::close(m_iDescriptor);
 }
 
-void CLogFile::Write(const std::string& text)
+bool CLogFile::TryLock()
 {
-    std::size_t done = 0;
-    while (m_iDescriptor >= 0 && done < text.size()) {
-        const ssize_t count = ::write(m_iDescriptor, text.data() + done, text.size() - done);
-        if (count <= 0) return;
-        done += static_cast<std::size_t>(count);
+    m_bLocked = m_iDescriptor >= 0 && ::flock(m_iDescriptor, LOCK_EX | LOCK_NB) == 0;
+    return m_bLocked || m_iDescriptor < 0 || (errno != EWOULDBLOCK && errno != EINTR);
+}
+
+void CLogFile::Append(std::string_view line)
+{
+    if (m_iDescriptor < 0) return;
+    const off_t end = m_bLocked ? ::lseek(m_iDescriptor, 0, SEEK_END) : -1;
+    ssize_t count = 0;
+    do {
+        count = ::write(m_iDescriptor, line.data(), line.size());
+    } while (count < 0 && errno == EINTR);
+    const bool torn = count > 0 && static_cast<std::size_t>(count) < line.size();
+    if (torn && end >= 0 && ::ftruncate(m_iDescriptor, end) != 0) {
+        // Write errors are not reported: there is no place left to report them to.
     }
 }

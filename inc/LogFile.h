@@ -2,6 +2,7 @@
 
 #include <ctime>
 #include <string>
+#include <string_view>
 
 // Where the log lies and how a burst of lines is appended.
 
@@ -13,8 +14,9 @@ const std::string& GetLogDirectory();
 /// characters.
 std::string MakeLogPath(const std::string& directory, const std::tm& local);
 
-/// The log file while a burst is written: opened for reading and writing, created when new, positioned at its
-/// end, and cut there when closed. A file that can't be opened takes every write and keeps none.
+/// The log file while a burst is written: opened for reading and appending, created when new. Several processes
+/// may have it open; one line is one write, so lines are never mixed. A file that can't be opened takes every
+/// write and keeps none.
 class CLogFile
 {
   public:
@@ -22,8 +24,16 @@ class CLogFile
     ~CLogFile();
     CLogFile(const CLogFile&) = delete;
     CLogFile& operator=(const CLogFile&) = delete;
-    void Write(const std::string& text);
+
+    /// Makes this the file's only writer until it is closed; readers are not concerned. False while another has
+    /// the lock. True without a file and where the file system knows no locks: there is nothing to wait for.
+    bool TryLock();
+
+    /// Appends one line. A line that the disk takes in part only is cut off again, provided that the lock is
+    /// held: without it the cut could take another writer's line.
+    void Append(std::string_view line);
 
   private:
     int m_iDescriptor;
+    bool m_bLocked = false;
 };

@@ -3,7 +3,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <mutex>
+#include <string>
 #include <utility>
+
+#include "inc/EscapeControls.h"
 
 namespace
 {
@@ -28,7 +31,8 @@ void OutputDebugStringA(std::string_view text)
     const std::lock_guard lock(output.Lock);
     const char* const debug = std::getenv("WATCHWALL_DEBUG");
     if (debug != nullptr && *debug != '\0') {
-        std::fwrite(text.data(), 1, text.size(), stderr);
+        const std::string shown = EscapeControls(text, "\n\t");
+        std::fwrite(shown.data(), 1, shown.size(), stderr);
         std::fflush(stderr);
     }
     if (output.Listener) output.Listener(text);

@@ -3,16 +3,14 @@
 #include <sqlite3.h>
 
 #include <array>
+#include <atomic>
 #include <mutex>
 #include <utility>
 
-#include "inc/OutputDebugString.h"
+#include "inc/LogLine.h"
 #include "model/settings/GlobalSetting.h"
 #include "model/settings/Language.h"
-#include "model/settings/LogSetting.h"
-#include "model/settings/NetworkSetting.h"
-#include "model/settings/StorageSetting.h"
-#include "model/settings/SystemSetting.h"
+#include "model/settings/SettingLeaves.h"
 #include "model/tree/CompositeIterator.h"
 #include "platform/os/drives.h"
 #include "platform/os/paths.h"
@@ -20,9 +18,13 @@
 namespace
 {
 
+// How long a statement waits for another process that writes to the same file.
+constexpr int DATABASE_WAIT_MS = 5000;
+
 struct XModelState {
     std::recursive_mutex m_Instance;  // guards the making of the singleton
     std::atomic<CNodeModel*> m_pInstance{nullptr};
+    std::string m_strTold;  // the last fault of the database
     std::mutex m_Database;  // a leaf lock over the pointer below
     std::shared_ptr<sqlite3> m_pDatabase;
     std::array<std::uint8_t, CNodeModel::GREY_BYTES> m_Grey{};
@@ -35,13 +37,18 @@ XModelState& State()
     return *state;
 }
 
+// Under m_Instance. A database that can't be opened is tried again at each use, and told once.
+void TellFault(const std::string& fault)
+{
+    if (std::exchange(State().m_strTold, fault) != fault) LogFault("CNodeModel::GetInstance", fault);
+}
+
 // The file is looked at only by the first statement; so one is tried, which changes nothing, to tell early of a
 // file that can't serve.
 void TellUnusable(sqlite3* database, const std::string& path)
 {
     if (sqlite3_exec(database, "select 1 from record limit 1", nullptr, nullptr, nullptr) == SQLITE_OK) return;
-    OutputDebugStringA(path + ": " + sqlite3_errmsg(database) +
-                       "; records are not kept, and the file is left as it is\n");
+    TellFault(path + ": " + sqlite3_errmsg(database) + "; records are not kept, and the file is left as it is");
 }
 
 template <class T>
@@ -92,6 +99,7 @@ void CNodeModel::DestroyInstance()
     const std::unique_ptr<CNodeModel> instance(State().m_pInstance.load());
     if (instance) instance->DeleteRoot();  // while the singleton still answers
     State().m_pInstance = nullptr;
+    State().m_strTold.clear();
 }
 
 bool CNodeModel::OpenDatabase()
@@ -101,9 +109,10 @@ bool CNodeModel::OpenDatabase()
     const int result = sqlite3_open(HostPath(path).c_str(), &database);
     std::shared_ptr<sqlite3> handle(database, [](sqlite3* closing) { sqlite3_close(closing); });
     if (result != SQLITE_OK) {
-        OutputDebugStringA(path + ": " + sqlite3_errstr(result) + "\n");
+        TellFault(path + ": " + sqlite3_errstr(result));
         return false;
     }
+    sqlite3_busy_timeout(database, DATABASE_WAIT_MS);
     TellUnusable(database, path);
     const std::lock_guard lock(State().m_Database);
     State().m_pDatabase = std::move(handle);
@@ -142,11 +151,11 @@ void CNodeModel::DeleteRoot()
 
 CGlobalSetting* CNodeModel::GetGlobalSetting()
 {
-    if (CGlobalSetting* const known = m_pGlobalSetting) return known;
+    if (CGlobalSetting* const known = CGlobalSetting::GetFound()) return known;
     CNode* const found =
         FindNode(*GetRoot(), [](CNode& node) { return dynamic_cast<CGlobalSetting*>(&node) != nullptr; });
     CGlobalSetting* const setting = found ? dynamic_cast<CGlobalSetting*>(found) : CreateGlobalSetting();
-    m_pGlobalSetting = setting;
+    CGlobalSetting::SetFound(setting);
     return setting;
 }
 
@@ -160,14 +169,6 @@ CGlobalSetting* CNodeModel::CreateGlobalSetting()
     AddNamed<CLogSetting>(*setting, "IDS_LogSetting");
     setting->m_bsStorageDrive = GetFixedDataDrives(GetLogicalDrives(), GetSystemDirectoryA(), GetDriveTypeA);
     return setting;
-}
-
-void CNodeModel::ForgetGlobalSetting(const CGlobalSetting& setting)
-{
-    CNodeModel* const model = State().m_pInstance;
-    if (!model) return;
-    auto* known = const_cast<CGlobalSetting*>(&setting);
-    model->m_pGlobalSetting.compare_exchange_strong(known, nullptr);
 }
 
 CNode* CNodeModel::FindByName(const std::string& name)

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -60,15 +59,10 @@ class CNodeModel
     CNodeModel& operator=(const CNodeModel&) = delete;
 
   private:
-    friend class CGlobalSetting;
     CNodeModel() = default;
     static bool OpenDatabase();
-    /// The settings are going: they are looked for anew from now on.
-    static void ForgetGlobalSetting(const CGlobalSetting& setting);
     CGlobalSetting* CreateGlobalSetting();
 
     std::unique_ptr<CFolder> m_pRoot;  // made on the first demand
     CNode* m_pCurrent = nullptr;       // not owned
-    // Found once by a walk; kept so that link threads get at the settings while the panels change the tree.
-    std::atomic<CGlobalSetting*> m_pGlobalSetting{nullptr};
 };

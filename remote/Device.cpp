@@ -1,20 +1,69 @@
 #include "remote/Device.h"
 
+#include <utility>
+
 #include "model/tree/Observer.h"
+#include "record/Muxer.h"
+#include "remote/Recording.h"
 
 void XDeviceState::Tell(const std::string& message) const
 {
     if (CDevice* const device = m_pDevice) Notify(device, message);
 }
 
+XDeviceState::~XDeviceState()
+{
+    if (m_pMuxer) m_pMuxer->Close();
+}
+
+std::string XDeviceState::GetName() const
+{
+    const std::lock_guard lock(m_csName);
+    return m_strName;
+}
+
+void XDeviceState::SetName(const std::string& strName)
+{
+    const std::lock_guard lock(m_csName);
+    m_strName = strName;
+}
+
 CDevice::CDevice() : m_arrayAutoRecordMode(SCHEDULE_SIZE), m_pState(std::make_shared<XDeviceState>(this))
 {
     m_bVisible = true;
+    m_pState->SetName(m_strNodeName);
 }
 
 CDevice::~CDevice()
 {
     m_pState->m_pDevice = nullptr;
+}
+
+void CDevice::SetName(std::string name)
+{
+    CLeaf::SetName(std::move(name));
+    m_pState->SetName(m_strNodeName);
+}
+
+bool CDevice::StartRecording(std::int32_t iCodec, std::int32_t iWidth, std::int32_t iHeight, std::int32_t iType,
+                             std::string strPath)
+{
+    return ::StartRecording(*m_pState, iCodec, iWidth, iHeight, iType, std::move(strPath));
+}
+
+bool CDevice::StopRecording()
+{
+    return ::StopRecording(*m_pState);
+}
+
+void CDevice::WriteVideo(const std::uint8_t* data, std::int32_t iBytes, std::int32_t iKey)
+{
+    ::WriteVideo(*m_pState, data, iBytes, iKey);
+}
+
+void CDevice::WriteAudio(const std::uint8_t* data, std::int32_t iBytes)
+{
+    ::WriteAudio(*m_pState, data, iBytes);
 }
 
 std::int32_t CDevice::SetArray(std::int32_t id, const std::vector<std::int32_t>& values)
@@ -80,5 +129,8 @@ void CDevice::LeaveStateBehind()
 {
     m_pState->m_bRunning = false;
     m_pState->m_pDevice = nullptr;
+    const std::uint32_t nFlags = m_pState->m_nFlags;
     m_pState = std::make_shared<XDeviceState>(this);
+    m_pState->SetName(m_strNodeName);
+    m_pState->m_nFlags = nFlags;  // a request outlives the link that did not come to it
 }

@@ -28,6 +28,7 @@ class CDevice : public IDevice
     /// and joins it.
     ~CDevice() override;
 
+    void SetName(std::string name) override;
     void SetStatus(std::int32_t status) override { m_pState->m_iStatus = status; }
     std::int32_t GetStatus() override { return m_pState->m_iStatus; }
     void Open() override {}
@@ -52,9 +53,20 @@ class CDevice : public IDevice
     bool Slot27() override { return false; }
     void Slot28() override {}
 
+    /// Tells the link thread to end and wakes it, without waiting for it: Close follows. Whoever closes many
+    /// devices tells them all first, so that they end side by side.
+    virtual void LetGo() { m_pState->m_bRunning = false; }
+
     /// The cell's window, for a panel that sets it without SetParam: a class may answer 0 to that.
     HWND GetRenderWnd() const { return m_pState->m_hRenderWnd; }
     void SetRenderWnd(HWND window) { m_pState->m_hRenderWnd = window; }
+
+    /// See Recording.h. A device's own link thread does this through the state.
+    bool StartRecording(std::int32_t iCodec, std::int32_t iWidth, std::int32_t iHeight, std::int32_t iType,
+                        std::string strPath);
+    bool StopRecording();
+    void WriteVideo(const std::uint8_t* data, std::int32_t iBytes, std::int32_t iKey);
+    void WriteAudio(const std::uint8_t* data, std::int32_t iBytes);
 
     /// What the device shares with its link thread. Never null. The pointer itself is the panels' thread's: a
     /// link thread is given it when it starts.

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "platform/windows/windows.h"
@@ -30,10 +31,16 @@ inline constexpr std::uint32_t FLAG_STOP_RECORD = 0x40;
 /// was opened after it.
 struct XDeviceState {
     explicit XDeviceState(CDevice* device) : m_pDevice(device) {}
+    /// Finishes the recording that is open, without a row.
+    ~XDeviceState();
 
     /// Tells the observers of a change to the device; one that is gone, or has let go of this state, tells
     /// nothing. No lock may be held.
     void Tell(const std::string& message) const;
+
+    /// The device's node name, for the link thread, which may not touch the tree. Any thread.
+    std::string GetName() const;
+    void SetName(const std::string& strName);
 
     // Panels' thread and link thread, without a lock.
     CRelaxed<std::int32_t> m_iStatus = STATUS_CLOSED;
@@ -57,4 +64,8 @@ struct XDeviceState {
     std::int32_t m_iSavedTime = 0;    // seconds since midnight
     std::uint32_t m_dwSavedTick = 0;  // tick count at the start, milliseconds
     bool m_bSaveRecord = false;       // a row is to be written when the recording stops
+
+  private:
+    mutable std::mutex m_csName;  // a leaf lock
+    std::string m_strName;        // guarded by m_csName
 };

@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "model/tree/Observer.h"
-#include "remote/p2p/P2PSession.h"
 #include "remote/udp/UdpLink.h"
 
 CUdpRemote::CUdpRemote(std::int32_t iNetID, std::shared_ptr<CP2PSession> session, std::string strUser,
@@ -16,7 +15,7 @@ CUdpRemote::CUdpRemote(std::int32_t iNetID, std::shared_ptr<CP2PSession> session
 CUdpRemote::~CUdpRemote()
 {
     LeaveFolder();
-    GetState()->m_bRunning = false;
+    LetGo();
     PutAside();
     EndLateLinks();
 }
@@ -47,12 +46,17 @@ void CUdpRemote::StartLink()
         "udp link");
 }
 
+void CUdpRemote::LetGo()
+{
+    CRemote::LetGo();
+    if (m_pLink) m_pLink->Cancel();
+}
+
 void CUdpRemote::Close()
 {
     if (GetStatus() != STATUS_CLOSED) {
         SetStatus(STATUS_CLOSED);
-        GetState()->m_bRunning = false;
-        if (m_pLink && m_pSession && m_pSession->IsSharedReceive()) m_pLink->Cancel();
+        LetGo();
         const bool bLate = WaitForSingleObject(m_hThread, m_ulCloseWaitMs) == WAIT_TIMEOUT;
         PutAside();
         if (bLate) LeaveStateBehind();

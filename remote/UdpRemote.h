@@ -31,10 +31,12 @@ class CUdpRemote final : public CRemote
     /// Starts the link thread unless the channel is open.
     void Open() override;
 
-    /// Waits 3000 ms for the link thread at most. A thread that gets no message does not notice and is left
-    /// behind: it gives back what it holds when it ends, at the latest with the next Open. With shared
-    /// receiving the thread ends at once.
+    /// Ends the link thread's waits and waits for it, 3000 ms at most. A thread that can't be woken, as one in
+    /// the renderer, is left behind: it gives back what it holds when it ends, at the latest with the next
+    /// Open.
     void Close() override;
+
+    void LetGo() override;
 
     // oddity: udp-params-store-nothing. Both answer 0 to every id; a panel that wants video writes the window
     // with SetRenderWnd.
@@ -44,7 +46,8 @@ class CUdpRemote final : public CRemote
     /// What the channel did since it was built; the datagrams are counted by the session. Any thread.
     const CLinkCounters& GetCounters() const { return *m_pCounters; }
 
-    /// Shortens the wait of Close, for tests.
+    /// The wait of Close, which tests make another.
+    std::uint32_t GetCloseWait() const { return m_ulCloseWaitMs; }
     void SetCloseWait(std::uint32_t ms) { m_ulCloseWaitMs = ms; }
 
     template <class Archive>

@@ -12,6 +12,7 @@
 
 #include "model/settings/Language.h"
 #include "platform/os/language.h"
+#include "platform/windows/serving.h"
 #include "remote/UdpRemote.h"
 #include "remote/directory/DirectoryLookup.h"
 
@@ -75,11 +76,21 @@ bool CUdpRemoteStation::Connect(const std::string& address, std::int32_t /*contr
                                 std::int32_t /*dataPort*/)
 {
     const XEndpoints endpoints = m_pEndpoints ? *m_pEndpoints : ReadEndpoints();
-    if (!LookUpChannels(endpoints, address, m_iNetID, m_iChannelCount)) return false;
-    if (!m_pSession)
-        m_pSession = std::make_shared<CP2PSession>(m_pOptions ? *m_pOptions : ReadSessionOptions());
-    m_pSession->Start(MachineName());
-    return true;
+    const std::string strOwnName = MachineName();
+    std::int32_t iNetID = m_iNetID;
+    std::int32_t iChannelCount = m_iChannelCount;
+    bool bAnswered = false;
+    // The servers may keep the panels' thread for half a minute and more.
+    RunServing([&] {
+        bAnswered = LookUpChannels(endpoints, address, iNetID, iChannelCount);
+        if (!bAnswered) return;
+        if (!m_pSession)
+            m_pSession = std::make_shared<CP2PSession>(m_pOptions ? *m_pOptions : ReadSessionOptions());
+        m_pSession->Start(strOwnName);
+    });
+    m_iNetID = iNetID;
+    m_iChannelCount = iChannelCount;
+    return bAnswered;
 }
 
 bool CUdpRemoteStation::Logon(const std::string& user, const std::string& password)

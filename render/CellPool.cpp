@@ -13,7 +13,8 @@ struct XCellPool {
 
 XCellPool& Pool()
 {
-    static XCellPool pool;
+    // Never destroyed: link threads give cells back until the process ends.
+    static auto& pool = *new XCellPool;
     return pool;
 }
 
@@ -40,7 +41,6 @@ void ReleaseCell(HWND window)
         cell->m_bShown = false;
     }
     PostMessageA(window, CELL_MESSAGE_CHANGED, 0, 0);
-    InvalidateRect(window);
 }
 
 bool IsCellUsed(HWND window)

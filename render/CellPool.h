@@ -22,7 +22,8 @@ inline constexpr std::uint32_t CELL_MESSAGE_CHANGED = 0x406;
 /// The first free cell's window, which is in use from now on; HWND::Null when all are.
 HWND TakeFreeCell();
 
-/// Gives a cell back and lets its window repaint. A window that is no cell's changes nothing.
+/// Gives a cell back and lets its window repaint later; waits for nobody. A window that is no cell's changes
+/// nothing.
 void ReleaseCell(HWND window);
 
 /// Whether the cell of that window is used; false for a window that is no cell's.

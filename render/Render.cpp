@@ -28,7 +28,8 @@ struct XRenderSingleton {
 
 XRenderSingleton& Singleton()
 {
-    static XRenderSingleton singleton;
+    // Never destroyed: link threads draw until the process ends.
+    static auto& singleton = *new XRenderSingleton;
     return singleton;
 }
 

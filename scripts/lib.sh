@@ -1,16 +1,23 @@
 # Shared by run, test and the scripts beside this file; sourced with the root of the tree as working directory.
 
-# build PRESET [TARGET ...]: configures once, then builds what is out of date.
-build()
+# configure PRESET: once.
+configure()
 {
     local preset=$1
-    shift
     local launcher=()
     command -v ccache >/dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
     if [ ! -f "build/$preset/build.ninja" ]; then
         cmake --preset "$preset" "${launcher[@]}" >"$(mkdir -p build && echo build)/$preset-configure.log" 2>&1 ||
             { cat "build/$preset-configure.log" >&2; return 1; }
     fi
+}
+
+# build PRESET [TARGET ...]: configures once, then builds what is out of date.
+build()
+{
+    local preset=$1
+    shift
+    configure "$preset"
     local targets=()
     [ $# -gt 0 ] && targets=(--target "$@")
     cmake --build --preset "$preset" "${targets[@]}"
@@ -26,4 +33,35 @@ with_display()
         env -u WAYLAND_DISPLAY QT_QPA_PLATFORM=xcb LIBGL_ALWAYS_SOFTWARE=1 \
             xvfb-run --auto-servernum --server-args="-screen 0 1280x960x24 +extension GLX -noreset" "$@"
     fi
+}
+
+# existing_files, existing_lines: of the names on standard input (ended by NUL, by newline), those that stand.
+existing_files()
+{
+    local name
+    while IFS= read -r -d '' name; do [ ! -e "$name" ] || printf '%s\0' "$name"; done
+}
+existing_lines()
+{
+    local name
+    while IFS= read -r name; do [ ! -e "$name" ] || printf '%s\n' "$name"; done
+}
+
+# targets_of PRESET PATTERN: the test programs with a test whose name matches the regular expression, a line each. Names of
+# suites made from parameters get the instance in front; what stands behind the name (an index) isn't known here.
+targets_of()
+{
+    git ls-files -z --cached --others --exclude-standard -- 'tests/*_test.cpp' | existing_files | xargs -0 perl -0777 -ne '
+        BEGIN { $pattern = shift; local $/ = "\n"; open $in, "<", "build/'"$1"'/compile_commands.json" or exit;
+                while (<$in>) { $object = $1 if /"output":\s*"([^"]+)"/; $object = $1 if /-o (\S+\.o)/;
+                                if (m{"file":.*?/(tests/[^"]+)"}) { my $source = $1; push @{$of{$source}}, $object =~ m{CMakeFiles/([^/]+)\.dir/} } }
+                close $in }
+        my %instances;
+        push @{$instances{$2}}, $1 while /INSTANTIATE_T\w+\(\s*(\w+),\s*(\w+)/g;
+        while (/^(?:TYPED_)?TEST(?:_F|_P)?\(\s*(\w+),\s*(\w+)/mg) {
+            for my $name ("$1.$2", map { "$_/$1.$2" } @{$instances{$1} // []}) {
+                $found{$_} = 1 for $name =~ /$pattern/ ? @{$of{$ARGV} // []} : ();
+            }
+        }
+        END { print "$_\n" for sort keys %found }' "$2"
 }

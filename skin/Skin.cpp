@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "inc/LogLine.h"
 #include "inc/OutputDebugString.h"
 #include "platform/os/paths.h"
 #include "platform/qt/QtPlatform.h"
@@ -163,7 +164,7 @@ std::int32_t LoadSkin(const std::string& path)
     XThemeError error;
     if (!LoadTheme(HostPath(path), *theme, error)) {
         const std::string line = error.iLine > 0 ? "line " + std::to_string(error.iLine) + ": " : "";
-        OutputDebugStringA("skin: " + path + ": " + line + error.strText + "\n");
+        LogFault("LoadSkin", "the theme " + path + " can't be used: " + line + error.strText);
         return 0;
     }
     skin.pTheme = std::move(theme);

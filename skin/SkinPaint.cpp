@@ -4,6 +4,7 @@
 #include <QPainter>
 #include <QPen>
 #include <QPolygonF>
+#include <QRegion>
 #include <algorithm>
 
 QBrush ToBrush(const XFill& fill, const QRectF& area)
@@ -47,6 +48,14 @@ void PaintRing(QPainter& painter, const QRectF& area, const XElement& element, c
     const qreal radius = std::min<qreal>(element.iRadius, std::min(box.width(), box.height()) / 2);
     painter.drawRoundedRect(box, radius, radius);
     painter.restore();
+}
+
+void PaintFocus(QPainter& painter, const QRect& area, XColor color)
+{
+    constexpr int width = 2;
+    const QRect inside = area.adjusted(width, width, -width, -width);
+    for (const QRect& side : QRegion(area).subtracted(inside))
+        painter.fillRect(side, ToQColor(color));
 }
 
 static QPainterPath Outline(const XShape& shape)

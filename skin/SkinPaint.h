@@ -25,6 +25,9 @@ void PaintBox(QPainter& painter, const QRectF& area, const XElement& element, co
 /// The frame of the keyboard's focus, two pixels wide, inside `area`; nothing when the look has no ring.
 void PaintRing(QPainter& painter, const QRectF& area, const XElement& element, const XLook& look);
 
+/// A frame, two pixels wide, inside `area`: where the keyboard is, in what the panels draw themselves.
+void PaintFocus(QPainter& painter, const QRect& area, XColor color);
+
 /// The icon at the largest size that fits into `area`, centred.
 void PaintIcon(QPainter& painter, const QRectF& area, const XIcon& icon, const QColor& color);
 

@@ -16,12 +16,11 @@
 #include "model/tree/Devices.h"
 #include "remote/RemoteStation.h"
 #include "skin/Skin.h"
+#include "skin/SkinPaint.h"
+#include "skin/theme/PanelColors.h"
 
 namespace
 {
-
-const QColor PANEL_GROUND(0xC5, 0xC5, 0xC5);
-const QColor STATUS_INK(0x1E, 0x22, 0x26);
 
 struct Caption {
     int m_iControl;
@@ -33,6 +32,7 @@ constexpr Caption CAPTIONS[] = {
     {1003, "IDS_LogonDlg_CtrlPort"},   {1004, "IDS_LogonDlg_DataPort"}, {IDOK, "IDS_IE_LogonRemoteDlg"},
 };
 constexpr int LABELS[] = {1000, 1001, 1002, 1003, 1004};
+constexpr int LIST_DEPTH = 122;  // of the addresses
 // The panel has no such control: its text shows nowhere.
 constexpr int MODE_CONTROL = 207;
 
@@ -54,19 +54,18 @@ QString Text(const char* key)
 
 }  // namespace
 
-CLogonRemoteDlg::CLogonRemoteDlg(STATION_FACTORY factory) : m_Factory(std::move(factory)) {}
+CLogonRemoteDlg::CLogonRemoteDlg(STATION_FACTORY factory) : CDialog(TEMPLATE), m_Factory(std::move(factory)) {}
 
 CLogonRemoteDlg::~CLogonRemoteDlg()
 {
     DestroyWindow();
 }
 
-bool CLogonRemoteDlg::OnLoadTemplate(int templateNumber)
+void CLogonRemoteDlg::OnCreateControls()
 {
-    if (templateNumber != TEMPLATE) return false;
     for (const int label : LABELS)
         AddControl(label, new QLabel(Widget()));
-    AddControl(ADDRESS, new CHistoryCombo(Widget()));
+    AddControl(ADDRESS, new CHistoryCombo(Widget()))->SetListDepth(LIST_DEPTH);
     AddControl(USER, new QLineEdit(Widget()));
     AddControl(PASSWORD, new QLineEdit(Widget()))->setEchoMode(QLineEdit::Password);
     for (const int port : {CONTROL_PORT, DATA_PORT}) {
@@ -76,7 +75,6 @@ bool CLogonRemoteDlg::OnLoadTemplate(int templateNumber)
     AddControl(IDOK, new QPushButton(Widget()))->setDefault(true);
     auto* const status = AddControl(STATUS_LINE, new QLabel(Widget()));
     status->setWordWrap(true);
-    return true;
 }
 
 std::int32_t CLogonRemoteDlg::OnCreate()
@@ -116,7 +114,12 @@ void CLogonRemoteDlg::OnSize(int width, int)
 
 void CLogonRemoteDlg::OnPaint(QPainter& painter, const QRect& area)
 {
-    painter.fillRect(area, PANEL_GROUND);
+    painter.fillRect(area, ToQColor(panel_color::GROUND));
+}
+
+void CLogonRemoteDlg::TakeFocus()
+{
+    if (QWidget* const address = GetDlgItem(ADDRESS)) address->setFocus(Qt::OtherFocusReason);
 }
 
 void CLogonRemoteDlg::PlaceControls(int width)
@@ -133,7 +136,7 @@ void CLogonRemoteDlg::PlaceControls(int width)
     constexpr int ROW = 22;
     const Place places[] = {
         {1000, L, T, W, ROW},
-        {ADDRESS, L, T + 30, W, ROW},  // its list drops 122 pixels deep
+        {ADDRESS, L, T + 30, W, ROW},
         {1001, L, T + 60, W, ROW},
         {USER, L, T + 90, W, ROW},
         {1002, L, T + 120, W, ROW},
@@ -174,7 +177,8 @@ void CLogonRemoteDlg::ShowFailure(const char* key)
                 MB_OK | MB_ICONWARNING);
 }
 
-// Painted at once: the thread blocks from here on.
+// Painted at once, and without serving anything else: a close or a command that came now would end the panel
+// under the logon.
 void CLogonRemoteDlg::ShowBusy(bool busy)
 {
     auto* const line = GetDlgItem<QLabel>(STATUS_LINE);
@@ -192,7 +196,6 @@ void CLogonRemoteDlg::ShowBusy(bool busy)
     if (!busy && m_pFocus != nullptr) std::exchange(m_pFocus, nullptr)->setFocus(Qt::OtherFocusReason);
     line->repaint();
     accept->repaint();
-    QApplication::processEvents(QEventLoop::ExcludeUserInputEvents, 0);
 }
 
 void CLogonRemoteDlg::OnOK()

@@ -40,9 +40,11 @@ class CLogonRemoteDlg : public CDialog
     ~CLogonRemoteDlg() override;
 
     std::int32_t GetChannelsAdded() const { return m_iChannelsAdded; }
+    /// Gives the keyboard to the address, as soon as the panel is seen in an active window.
+    void TakeFocus();
 
   protected:
-    bool OnLoadTemplate(int templateNumber) override;
+    void OnCreateControls() override;
     std::int32_t OnCreate() override;
     bool OnInitDialog() override;
     void OnSize(int width, int height) override;

@@ -6,7 +6,6 @@
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
-#include <QStyle>
 #include <QToolTip>
 
 #include "platform/files/profile.h"
@@ -20,6 +19,7 @@ constexpr int KEY_STEP = 10;  // pixels that a key moves the right edge
 constexpr int SLIDE_PAUSE_MS = 30;
 constexpr int SLIDE_STEPS = 8;
 constexpr int SLIDE_START_BELOW = 10;
+constexpr int TRACKER_LEFT = 5;
 
 int LastIfNegative(int index, std::size_t count)
 {
@@ -30,6 +30,21 @@ bool IsIndex(int index, std::size_t count)
 {
     return index >= 0 && static_cast<std::size_t>(index) < count;
 }
+
+/// The band that follows the mouse while the edge is dragged: inverts what is beneath it, whose it may be.
+class CTracker final : public QWidget
+{
+  public:
+    explicit CTracker(QWidget* parent) : QWidget(parent) { setAttribute(Qt::WA_TransparentForMouseEvents); }
+
+  protected:
+    void paintEvent(QPaintEvent*) override
+    {
+        QPainter painter(this);
+        painter.setCompositionMode(QPainter::RasterOp_NotDestination);
+        painter.fillRect(rect(), Qt::black);
+    }
+};
 
 }  // namespace
 
@@ -58,6 +73,7 @@ COutlook2Ctrl::COutlook2Ctrl(QWidget* parent, HWND owner)
 
 COutlook2Ctrl::~COutlook2Ctrl()
 {
+    delete m_pTracker;
     WritePrivateProfileStringA(PROFILE_SECTION, PROFILE_KEY, std::to_string(m_iWidth).c_str(),
                                GetApplicationProfilePath().c_str());
 }
@@ -156,8 +172,7 @@ COutlook2Ctrl::XHit COutlook2Ctrl::HitTest(const QPoint& point) const
 void COutlook2Ctrl::SelectFolder(int index, ANIMATION animation)
 {
     if (index == m_iSelected || !IsIndex(index, m_Folders.size())) return;
-    const bool slides = animation == ANIMATION::On && width() > RESIZE_BAND && isVisible() &&
-                        style()->styleHint(QStyle::SH_Widget_Animation_Duration, nullptr, this) > 0;
+    const bool slides = animation == ANIMATION::On && width() > RESIZE_BAND && isVisible();
     if (slides) m_OldPage = GrabPage();
     HideChildren();
     m_iSelected = index;
@@ -251,10 +266,12 @@ void COutlook2Ctrl::mousePressEvent(QMouseEvent* event)
     if (event->button() != Qt::LeftButton) return;
     const QPoint at = event->position().toPoint();
     if (at.x() >= width() - RESIZE_BAND) {
-        m_bDragging = true;
         m_iDragOffset = width() - at.x();
-        m_iDragX = at.x();
-        update();
+        delete m_pTracker;  // of a drag whose end never came
+        // In the window around the bar, so that it goes beyond a bar that is to become wider.
+        m_pTracker = new CTracker(parentWidget() != nullptr ? parentWidget() : this);
+        PlaceTracker(at.x());
+        m_pTracker->show();
         return;
     }
     setFocus(Qt::MouseFocusReason);
@@ -264,9 +281,8 @@ void COutlook2Ctrl::mousePressEvent(QMouseEvent* event)
 void COutlook2Ctrl::mouseMoveEvent(QMouseEvent* event)
 {
     const QPoint at = event->position().toPoint();
-    if (m_bDragging) {
-        m_iDragX = at.x();
-        update();
+    if (m_pTracker != nullptr) {
+        PlaceTracker(at.x());
         return;
     }
     const bool on_band = at.x() >= width() - RESIZE_BAND;
@@ -278,14 +294,30 @@ void COutlook2Ctrl::mouseMoveEvent(QMouseEvent* event)
 
 void COutlook2Ctrl::mouseReleaseEvent(QMouseEvent* event)
 {
-    if (!m_bDragging) return;
-    m_bDragging = false;
+    if (m_pTracker == nullptr) return;
+    delete m_pTracker;
     SetStoredWidth(static_cast<int>(event->position().x()) + m_iDragOffset);
+}
+
+// From five pixels left of the mouse to where the edge would come.
+void COutlook2Ctrl::PlaceTracker(int x)
+{
+    x = std::min(x, m_iWidthLimit - m_iDragOffset);
+    const QPoint left(x - TRACKER_LEFT, 0);
+    const QPoint place = m_pTracker->parentWidget() == this ? left : mapToParent(left);
+    m_pTracker->setGeometry(QRect(place, QSize(TRACKER_LEFT + m_iDragOffset, height())));
+    m_pTracker->raise();
+}
+
+void COutlook2Ctrl::SetWidthLimit(int limit)
+{
+    m_iWidthLimit = limit;
+    m_iWidth = std::min(m_iWidth, limit);
 }
 
 void COutlook2Ctrl::SetStoredWidth(int width)
 {
-    m_iWidth = std::max(width, 0);
+    m_iWidth = std::clamp(width, 0, std::max(m_iWidthLimit, 0));
     OnWidthChanged();
     update();
     emit LayoutRequested();
@@ -312,16 +344,28 @@ void COutlook2Ctrl::keyPressEvent(QKeyEvent* event)
         (event->modifiers() & Qt::ControlModifier) != 0 && key >= Qt::Key_1 && key <= Qt::Key_9;
     if (by_number)
         SelectFolder(key - Qt::Key_1, ANIMATION::On);
-    else if (key == Qt::Key_Up)
-        SelectFolder(m_iSelected - 1, ANIMATION::On);
-    else if (key == Qt::Key_Down)
-        SelectFolder(m_iSelected + 1, ANIMATION::On);
-    else if (key == Qt::Key_Left)
-        SetStoredWidth(width() - KEY_STEP);
-    else if (key == Qt::Key_Right)
-        SetStoredWidth(width() + KEY_STEP);
-    else
+    else if (!hasFocus() || !TakeArrow(key))  // an arrow may be one that a control of the page had no use for
         QWidget::keyPressEvent(event);
+}
+
+bool COutlook2Ctrl::TakeArrow(int key)
+{
+    switch (key) {
+        case Qt::Key_Up:
+            SelectFolder(m_iSelected - 1, ANIMATION::On);
+            return true;
+        case Qt::Key_Down:
+            SelectFolder(m_iSelected + 1, ANIMATION::On);
+            return true;
+        case Qt::Key_Left:
+            SetStoredWidth(width() - KEY_STEP);
+            return true;
+        case Qt::Key_Right:
+            SetStoredWidth(width() + KEY_STEP);
+            return true;
+        default:
+            return false;
+    }
 }
 
 void COutlook2Ctrl::resizeEvent(QResizeEvent*)

@@ -1,14 +1,17 @@
 #pragma once
 
 #include <QPixmap>
+#include <QPointer>
 #include <QTimer>
 #include <QWidget>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <vector>
 
 #include "activex/UI common/OutlookRecords.h"
 #include "platform/windows/windows.h"
+#include "skin/theme/PanelColors.h"
 
 /// The side bar: a stack of folder buttons at the bottom, the selected folder's page above them, its name in a
 /// band on top. A page holds lines that fire commands and child windows. The right edge is dragged to resize
@@ -72,6 +75,8 @@ class COutlook2Ctrl : public QWidget
 
     /// The stored width by LAYOUT_HEIGHT: what the owner's layout asks for.
     QSize GetLayoutSize() const { return {m_iWidth, LAYOUT_HEIGHT}; }
+    /// What the owner's layout has room for: the stored width stays within it.
+    void SetWidthLimit(int limit);
     XHit HitTest(const QPoint& point) const;
 
     /// Asks the owner for the state of every line of the selected folder but those of style OL2_FIRE; a line
@@ -113,6 +118,8 @@ class COutlook2Ctrl : public QWidget
     void PlaceChild(QWidget& child, const QRect& place, int rest);
     void HideChildren();
     void SetStoredWidth(int width);
+    void PlaceTracker(int x);
+    bool TakeArrow(int key);
     void Click(const QPoint& point);
     std::uint32_t AskState(COL2SubItem& line);
     void Fire(const COL2SubItem& line);
@@ -125,12 +132,12 @@ class COutlook2Ctrl : public QWidget
 
     HWND m_hOwner;
     int m_iWidth;
-    bool m_bDragging = false;
+    int m_iWidthLimit = std::numeric_limits<int>::max();
+    QPointer<QWidget> m_pTracker;  // while the edge is dragged
     int m_iDragOffset = 0;
-    int m_iDragX = 0;
     XHit m_Hot;
-    struct XColors {
-        QColor face, window, page, title, header, line;
+    struct Colors {
+        XColor face, window, page, title, header, line;
     } m_Colors;
     std::vector<std::unique_ptr<COL2Folder>> m_Folders;
     int m_iSelected = -1;

@@ -1,6 +1,9 @@
 #include <QPainter>
 
 #include "activex/UI common/Outlook2Ctrl.h"
+#include "skin/SkinPaint.h"
+
+using namespace panel_color;
 
 // How the side bar is laid out and painted. Widget painting goes through the toolkit's off-screen picture, so
 // nothing flickers; children are moved by the layout, before the paint that would show them.
@@ -8,30 +11,20 @@
 namespace
 {
 
-const QColor HOT_TOP(0x4A, 0xB0, 0xF2);
-const QColor HOT_BOTTOM(0x1D, 0x6E, 0x98);
-const QColor PLAIN_TOP(0xD7, 0xD7, 0xD7);
-const QColor PLAIN_BOTTOM(0x9B, 0x9B, 0x9B);
-const QColor PLAIN_TEXT(0x32, 0x32, 0x32);
-const QColor HOT_TEXT(0x08, 0x14, 0x1C);
-const QColor DEFAULT_COLOR(0xC5, 0xC5, 0xC5);
 constexpr int TEXT_MARGIN = 8;
 constexpr int ICON_SIZE = 16;
 constexpr int LINE_INDENT = 12;
 
-QLinearGradient Vertical(const QRect& place, const QColor& top, const QColor& bottom)
+QBrush Vertical(const QRect& place, XColor top, XColor bottom)
 {
-    QLinearGradient gradient(place.topLeft(), place.bottomLeft());
-    gradient.setColorAt(0, top);
-    gradient.setColorAt(1, bottom);
-    return gradient;
+    return ToBrush({top, bottom}, place);
 }
 
 }  // namespace
 
 void COutlook2Ctrl::SetDefaultColors()
 {
-    m_Colors = {DEFAULT_COLOR, DEFAULT_COLOR, DEFAULT_COLOR, DEFAULT_COLOR, DEFAULT_COLOR, DEFAULT_COLOR};
+    m_Colors = {GROUND, GROUND, GROUND, GROUND, GROUND, GROUND};
 }
 
 QRect COutlook2Ctrl::GetPageRect() const
@@ -114,11 +107,11 @@ void COutlook2Ctrl::paintEvent(QPaintEvent*)
     QPainter painter(this);
     if (width() < COLLAPSED_BELOW) {
         ClearRects();
-        painter.fillRect(rect(), m_Colors.window);
+        painter.fillRect(rect(), ToQColor(m_Colors.window));
         return;
     }
     if (!IsSliding()) PlaceChildren();
-    painter.fillRect(rect(), m_Colors.face);
+    painter.fillRect(rect(), ToQColor(m_Colors.face));
     DrawTitle(painter);
     for (int i = 0; i < GetFolderCount(); ++i) {
         const bool hot = m_Hot.m_Kind == HIT_FOLDER && m_Hot.m_iFolder == i;
@@ -136,11 +129,7 @@ void COutlook2Ctrl::paintEvent(QPaintEvent*)
     painter.restore();
 
     const QRect band(width() - RESIZE_BAND, 0, RESIZE_BAND, height());
-    painter.fillRect(band, PLAIN_BOTTOM);
-    if (m_bDragging) {
-        painter.setCompositionMode(QPainter::RasterOp_NotDestination);
-        painter.fillRect(QRect(m_iDragX - 5, 0, 5 + m_iDragOffset, height()), Qt::black);
-    }
+    painter.fillRect(band, ToQColor(PLAIN_BOTTOM));
 }
 
 void COutlook2Ctrl::DrawTitle(QPainter& painter)
@@ -148,7 +137,7 @@ void COutlook2Ctrl::DrawTitle(QPainter& painter)
     const QRect band(0, 0, width() - RESIZE_BAND, TITLE_HEIGHT);
     painter.fillRect(band, Vertical(band, PLAIN_TOP, m_Colors.title));
     painter.setFont(m_TitleFont);
-    painter.setPen(PLAIN_TEXT);
+    painter.setPen(ToQColor(INK));
     const QRect place = band.adjusted(TEXT_MARGIN, 0, -TEXT_MARGIN, 0);
     painter.drawText(place, Qt::AlignVCenter | Qt::TextSingleLine,
                      QFontMetrics(m_TitleFont).elidedText(m_strTitle, Qt::ElideRight, place.width()));
@@ -159,23 +148,21 @@ void COutlook2Ctrl::DrawFolder(QPainter& painter, const COL2Folder& folder, bool
     const QRect& place = folder.m_rect;
     const bool lit = selected || hot;
     painter.fillRect(place,
-                     lit ? Vertical(place, HOT_TOP, HOT_BOTTOM) : Vertical(place, PLAIN_TOP, PLAIN_BOTTOM));
+                     lit ? Vertical(place, LIT_TOP, LIT_BOTTOM) : Vertical(place, PLAIN_TOP, PLAIN_BOTTOM));
     const QRect icon(place.left() + TEXT_MARGIN, place.center().y() - ICON_SIZE / 2 + 1, ICON_SIZE, ICON_SIZE);
-    folder.m_Icon.paint(&painter, icon);
+    folder.m_Icon.paint(&painter, icon, Qt::AlignCenter, lit ? QIcon::Selected : QIcon::Normal);
     painter.setFont(hot && !selected ? m_HotFont : m_PlainFont);
-    painter.setPen(lit ? HOT_TEXT : PLAIN_TEXT);
-    const QRect text = place.adjusted(2 * TEXT_MARGIN + ICON_SIZE, 0, -TEXT_MARGIN, 0);
+    painter.setPen(ToQColor(lit ? LIT_INK : INK));
+    // A little above the middle: towards the bottom a lit button is too dark for its ink.
+    const QRect text = place.adjusted(2 * TEXT_MARGIN + ICON_SIZE, 0, -TEXT_MARGIN, -4);
     painter.drawText(text, Qt::AlignVCenter | Qt::TextSingleLine,
                      painter.fontMetrics().elidedText(folder.m_strName, Qt::ElideRight, text.width()));
-    if (selected && hasFocus()) {
-        painter.setPen(QPen(HOT_TEXT, 1, Qt::DotLine));
-        painter.drawRect(place.adjusted(2, 2, -3, -3));
-    }
+    if (selected && hasFocus()) PaintFocus(painter, place, LIT_INK);
 }
 
 void COutlook2Ctrl::DrawPage(QPainter& painter, const QRect& page)
 {
-    painter.fillRect(page, m_Colors.page);
+    painter.fillRect(page, ToQColor(m_Colors.page));
     if (m_iSelected < 0) return;
     const auto& items = m_Folders[static_cast<std::size_t>(m_iSelected)]->m_Items;
     for (std::size_t i = 0; i < items.size(); ++i) {
@@ -196,14 +183,14 @@ void COutlook2Ctrl::DrawPage(QPainter& painter, const QRect& page)
 void COutlook2Ctrl::DrawSeparator(QPainter& painter, const QRect& place)
 {
     const int top = place.top() + (SEPARATOR_STEP - SEPARATOR_HEIGHT) / 2;
-    painter.fillRect(QRect(place.left(), top, place.width(), SEPARATOR_HEIGHT), PLAIN_BOTTOM);
+    painter.fillRect(QRect(place.left(), top, place.width(), SEPARATOR_HEIGHT), ToQColor(PLAIN_BOTTOM));
 }
 
 void COutlook2Ctrl::DrawItem(QPainter& painter, const COL2Item& item)
 {
     painter.fillRect(item.m_rect, Vertical(item.m_rect, PLAIN_TOP, m_Colors.header));
     painter.setFont(m_PlainFont);
-    painter.setPen(PLAIN_TEXT);
+    painter.setPen(ToQColor(INK));
     painter.drawText(item.m_rect.adjusted(TEXT_MARGIN, 0, 0, 0), Qt::AlignVCenter | Qt::TextSingleLine,
                      item.m_strName);
 }
@@ -211,20 +198,20 @@ void COutlook2Ctrl::DrawItem(QPainter& painter, const COL2Item& item)
 void COutlook2Ctrl::DrawSubItem(QPainter& painter, const COL2SubItem& line, bool hot)
 {
     const bool on = (line.m_dwState & OL2_STATE_ON) != 0;
-    if (on) painter.fillRect(line.m_rect, m_Colors.face.lighter(112));
+    if (on) painter.fillRect(line.m_rect, ToQColor(m_Colors.face).lighter(112));
     const QRect mark(line.m_rect.left() + LINE_INDENT, line.m_rect.top() + 1, ICON_SIZE,
                      line.m_rect.height() - 2);
     if (line.m_dwStyle == OL2_CHECK) {
         const QRect box(mark.left() + 2, mark.center().y() - 5, 11, 11);
-        painter.setPen(PLAIN_TEXT);
-        painter.setBrush(Qt::white);
+        painter.setPen(ToQColor(INK));
+        painter.setBrush(ToQColor(CHECK_BOX));
         painter.drawRect(box);
-        if (on) painter.fillRect(box.adjusted(3, 3, -2, -2), HOT_BOTTOM);
+        if (on) painter.fillRect(box.adjusted(3, 3, -2, -2), ToQColor(CHECK_MARK));
     } else {
         line.m_Icon.paint(&painter, mark);
     }
     painter.setFont(hot ? m_HotFont : m_PlainFont);
-    painter.setPen(PLAIN_TEXT);
+    painter.setPen(ToQColor(INK));
     painter.drawText(line.m_rect.adjusted(LINE_INDENT + ICON_SIZE + TEXT_MARGIN, 0, 0, 0),
                      Qt::AlignVCenter | Qt::TextSingleLine, line.m_strText);
 }
@@ -234,7 +221,7 @@ QPixmap COutlook2Ctrl::GrabPage()
     const QRect page = GetPageRect();
     QPixmap picture(page.size() * devicePixelRatioF());
     picture.setDevicePixelRatio(devicePixelRatioF());
-    picture.fill(m_Colors.page);
+    picture.fill(ToQColor(m_Colors.page));
     QPainter painter(&picture);
     painter.translate(-page.topLeft());
     DrawPage(painter, page);

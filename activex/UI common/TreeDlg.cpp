@@ -1,7 +1,10 @@
 #include "activex/UI common/TreeDlg.h"
 
 #include <QPainter>
+#include <algorithm>
+#include <vector>
 
+#include "activex/UI common/NodeTreeModel.h"
 #include "activex/UI common/TreeCtrlEx.h"
 #include "model/NodeModel.h"
 #include "model/settings/Language.h"
@@ -16,50 +19,29 @@
 #include "remote/TcpRemote.h"
 #include "render/CellPool.h"
 #include "skin/Skin.h"
+#include "skin/SkinPaint.h"
 
 namespace
 {
 
-const QColor PANEL_GROUND(0xC5, 0xC5, 0xC5);
-const QColor TREE_GROUND(0x26, 0x29, 0x2E);  // 0x2E2926 with red in the low byte
-const QColor TREE_TEXT(0x9B, 0x9B, 0x9B);
 constexpr int WIDTH_LESS = 5;
 constexpr int HEIGHT_LESS = 151;
 constexpr int START_REASON = 0x10;
 constexpr int STOP_REASON = 0x40;
 
-enum class OFFERED_ON { Device, Folder, Station };
-
-struct MenuRow {
-    int m_iCommand;
-    const char* m_szKey;
-    OFFERED_ON m_On;
-    bool m_bSeparatorBefore;
-};
-
-constexpr MenuRow MENU[] = {
-    {TREE_COMMAND_OPEN, "IDS_Device_Open", OFFERED_ON::Device, false},
-    {TREE_COMMAND_CLOSE, "IDS_Device_Close", OFFERED_ON::Device, false},
-    {TREE_COMMAND_START_RECORD, "IDS_Device_StartRecord", OFFERED_ON::Device, false},
-    {TREE_COMMAND_STOP_RECORD, "IDS_Device_StopRecord", OFFERED_ON::Device, false},
-    {TREE_COMMAND_OPEN_ALL, "IDS_Device_Open_All", OFFERED_ON::Folder, false},
-    {TREE_COMMAND_CLOSE_ALL, "IDS_Device_Close_All", OFFERED_ON::Folder, false},
-    {TREE_COMMAND_START_RECORD_ALL, "IDS_Device_StartRecord_All", OFFERED_ON::Folder, false},
-    {TREE_COMMAND_STOP_RECORD_ALL, "IDS_Device_StopRecord_All", OFFERED_ON::Folder, false},
-    {TREE_COMMAND_SNAPSHOT_ALL, "IDS_Device_Snapshot_All", OFFERED_ON::Folder, false},
-    {TREE_COMMAND_RENAME, "IDS_Folder_ReName", OFFERED_ON::Station, false},
-    {TREE_COMMAND_DELETE, "IDS_Folder_Delete", OFFERED_ON::Station, true},
-};
+enum class EOfferedOn { Nothing, Device, Folder, Station };
 
 // The tests are made one by one: a station gets the folder's rows and its own.
-bool IsOffered(CNode* node, OFFERED_ON on)
+bool IsOffered(CNode* node, EOfferedOn on)
 {
     switch (on) {
-        case OFFERED_ON::Device:
+        case EOfferedOn::Nothing:
+            return false;
+        case EOfferedOn::Device:
             return dynamic_cast<IDevice*>(node) != nullptr;
-        case OFFERED_ON::Folder:
+        case EOfferedOn::Folder:
             return dynamic_cast<CFolder*>(node) != nullptr;
-        case OFFERED_ON::Station:
+        case EOfferedOn::Station:
             return dynamic_cast<CStation*>(node) != nullptr;
     }
     return false;
@@ -79,29 +61,119 @@ CFolder* GetModelRoot()
     return model != nullptr ? model->GetRoot() : nullptr;
 }
 
+// Every channel beneath `node`, if that is a folder.
+template <typename WORK>
+void ForEachRemote(CNode* node, WORK work)
+{
+    auto* const folder = dynamic_cast<CFolder*>(node);
+    if (folder == nullptr) return;
+    CCompositeIterator walk(folder->CreateIterator());
+    for (; walk.HasNext(); walk.Next()) {
+        if (auto* const remote = dynamic_cast<CRemote*>(walk.CurrentItem())) work(*remote);
+    }
+}
+
+// Through SetParam, which a channel over P2P does not store: such a channel opens without a window, and its
+// cell is used all the same.
+void OpenAll(CNode* node)
+{
+    ForEachRemote(node, [](CRemote& remote) {
+        if (remote.GetStatus() != STATUS_CLOSED) return;
+        remote.SetParam(PARAM_RENDER_WND, static_cast<std::int32_t>(TakeFreeCell()));
+        remote.Open();
+    });
+}
+
+void CloseAll(CNode* node)
+{
+    ForEachRemote(node, [](CRemote& remote) {
+        if (remote.GetStatus() != STATUS_CLOSED) remote.Close();
+    });
+}
+
 }  // namespace
+
+/// A command, what it does to the selected node (null without a selection), and where the menu offers it. A
+/// node of another type is left alone.
+struct CTreeDlg::Command {
+    int id;
+    const char* key;
+    EOfferedOn on;
+    bool separator;  // before it, in the menu
+    void (*act)(CTreeDlg& panel, CNode* node);
+};
+
+std::span<const CTreeDlg::Command> CTreeDlg::Commands()
+{
+    static constexpr Command COMMANDS[] = {
+        {TREE_COMMAND_OPEN, "IDS_Device_Open", EOfferedOn::Device, false,
+         [](CTreeDlg& panel, CNode* node) {
+             auto* const remote = dynamic_cast<CRemote*>(node);
+             if (remote != nullptr && remote->GetStatus() == STATUS_CLOSED) panel.OpenDevice(*remote);
+         }},
+        {TREE_COMMAND_CLOSE, "IDS_Device_Close", EOfferedOn::Device, false,
+         [](CTreeDlg&, CNode* node) {
+             auto* const device = dynamic_cast<IDevice*>(node);
+             if (device != nullptr && device->GetStatus() != STATUS_CLOSED) device->Close();
+         }},
+        {TREE_COMMAND_START_RECORD, "IDS_Device_StartRecord", EOfferedOn::Device, false,
+         [](CTreeDlg&, CNode* node) {
+             auto* const device = dynamic_cast<IDevice*>(node);
+             if (device != nullptr && device->GetStatus() != STATUS_CLOSED) device->StartRecord(START_REASON);
+         }},
+        {TREE_COMMAND_STOP_RECORD, "IDS_Device_StopRecord", EOfferedOn::Device, false,
+         [](CTreeDlg&, CNode* node) {
+             if (auto* const device = dynamic_cast<IDevice*>(node)) device->StopRecord(STOP_REASON);
+         }},
+        {TREE_COMMAND_OPEN_ALL, "IDS_Device_Open_All", EOfferedOn::Folder, false,
+         [](CTreeDlg&, CNode* node) { OpenAll(node); }},
+        {TREE_COMMAND_CLOSE_ALL, "IDS_Device_Close_All", EOfferedOn::Folder, false,
+         [](CTreeDlg&, CNode* node) { CloseAll(node); }},
+        {TREE_COMMAND_START_RECORD_ALL, "IDS_Device_StartRecord_All", EOfferedOn::Folder, false,
+         [](CTreeDlg&, CNode* node) {
+             ForEachRemote(node, [](CRemote& remote) { remote.StartRecord(START_REASON); });
+         }},
+        {TREE_COMMAND_STOP_RECORD_ALL, "IDS_Device_StopRecord_All", EOfferedOn::Folder, false,
+         [](CTreeDlg&, CNode* node) {
+             ForEachRemote(node, [](CRemote& remote) { remote.StopRecord(STOP_REASON); });
+         }},
+        {TREE_COMMAND_SNAPSHOT_ALL, "IDS_Device_Snapshot_All", EOfferedOn::Folder, false,
+         [](CTreeDlg&, CNode* node) { ForEachRemote(node, [](CRemote& remote) { remote.SnapShot(); }); }},
+        {TREE_COMMAND_RENAME, "IDS_Folder_ReName", EOfferedOn::Station, false,
+         [](CTreeDlg& panel, CNode*) { panel.RenameSelected(); }},
+        {TREE_COMMAND_DELETE, "IDS_Folder_Delete", EOfferedOn::Station, true,
+         [](CTreeDlg& panel, CNode* node) { panel.DeleteStation(node); }},
+        {TREE_COMMAND_OPEN_TREE, nullptr, EOfferedOn::Nothing, false,
+         [](CTreeDlg&, CNode*) { OpenAll(GetModelRoot()); }},
+        {TREE_COMMAND_CLOSE_TREE, nullptr, EOfferedOn::Nothing, false,
+         [](CTreeDlg&, CNode*) { CloseAll(GetModelRoot()); }},
+    };
+    return COMMANDS;
+}
 
 CTreeDlg::~CTreeDlg()
 {
     DestroyWindow();
 }
 
-bool CTreeDlg::OnLoadTemplate(int templateNumber)
+void CTreeDlg::OnCreateControls()
 {
-    if (templateNumber != TEMPLATE) return false;
     m_pTree = AddControl(TREE_CONTROL, new CTreeCtrlEx(Widget()));
     m_pTree->setAccessibleName(QString::fromStdString(CLanguage::GetString("IDS_Main_DeviceList")));
+    m_pNodes = new CNodeTreeModel(m_pTree);
+    m_pTree->setModel(m_pNodes);
     QObject::connect(m_pTree, &CTreeCtrlEx::MenuRequested, m_pTree,
-                     [this](QTreeWidgetItem* item, const QPoint& place) { ShowMenu(item, place); });
-    QObject::connect(m_pTree, &CTreeCtrlEx::itemDoubleClicked, m_pTree,
-                     [this](QTreeWidgetItem* item) { OnDoubleClick(item); });
+                     [this](const QPoint& place) { ShowMenu(place); });
+    QObject::connect(m_pTree, &CTreeCtrlEx::doubleClicked, m_pTree,
+                     [this](const QModelIndex& item) { OnDoubleClick(item); });
     QObject::connect(m_pTree, &CTreeCtrlEx::LabelEdited, m_pTree,
-                     [this](QTreeWidgetItem* item, const QString& text) { OnLabelEdited(item, text); });
-    QObject::connect(m_pTree, &CTreeCtrlEx::currentItemChanged, m_pTree, [](QTreeWidgetItem* item) {
-        CNodeModel* const model = CNodeModel::GetInstance();
-        if (item != nullptr && model != nullptr) model->SetCurrent(CTreeCtrlEx::NodeOf(item));
-    });
-    return true;
+                     [this](const QModelIndex& item, const QString& text) { OnLabelEdited(item, text); });
+    QObject::connect(m_pTree->selectionModel(), &QItemSelectionModel::currentChanged, m_pTree,
+                     [this](const QModelIndex& item) {
+                         CNodeModel* const model = CNodeModel::GetInstance();
+                         const bool chosen = item.isValid() && !m_pNodes->IsTakingAway();
+                         if (chosen && model != nullptr) model->SetCurrent(NodeOf(item));
+                     });
 }
 
 std::int32_t CTreeDlg::OnCreate()
@@ -120,6 +192,7 @@ bool CTreeDlg::OnInitDialog()
 void CTreeDlg::OnDestroy()
 {
     m_pTree = nullptr;
+    m_pNodes = nullptr;
 }
 
 void CTreeDlg::OnSize(int width, int height)
@@ -129,7 +202,7 @@ void CTreeDlg::OnSize(int width, int height)
 
 void CTreeDlg::OnPaint(QPainter& painter, const QRect& area)
 {
-    painter.fillRect(area, PANEL_GROUND);
+    painter.fillRect(area, ToQColor(panel_color::GROUND));
 }
 
 void CTreeDlg::PlaceTree(int width, int height)
@@ -149,71 +222,53 @@ EPreTranslate CTreeDlg::PreTranslateMessage(MSG& message)
     return CDialog::PreTranslateMessage(message);
 }
 
-QTreeWidgetItem* CTreeDlg::GetRootItem() const
+QModelIndex CTreeDlg::GetRootItem() const
 {
-    return m_pTree != nullptr ? m_pTree->topLevelItem(0) : nullptr;
+    return m_pNodes != nullptr ? m_pNodes->index(0, 0) : QModelIndex();
+}
+
+CNode* CTreeDlg::NodeOf(const QModelIndex& item) const
+{
+    return m_pNodes != nullptr ? m_pNodes->NodeOf(item) : nullptr;
 }
 
 CNode* CTreeDlg::GetSelectedNode() const
 {
-    return m_pTree != nullptr ? CTreeCtrlEx::NodeOf(m_pTree->currentItem()) : nullptr;
+    return m_pTree != nullptr ? NodeOf(m_pTree->currentIndex()) : nullptr;
 }
 
+// Names are shown as they are in any language, so the tree's font is bound to no character set of one; which
+// regional forms of a character it draws goes by the system's language.
 void CTreeDlg::ReloadTree()
 {
     if (m_pTree == nullptr) return;
-    m_pTree->clear();
-    if (CFolder* const root = GetModelRoot()) Fill(*root, nullptr);
+    m_pNodes->Fill(GetModelRoot());
+    m_pTree->expandAll();
 }
 
 void CTreeDlg::RefillTree()
 {
     if (m_pTree == nullptr) return;
-    m_pTree->SetTreeColors(TREE_GROUND, TREE_TEXT);
+    m_pTree->SetTreeColors(panel_color::TREE_GROUND, panel_color::TREE_INK);
     ReloadTree();
     m_pTree->viewport()->update();
 }
 
-void CTreeDlg::Fill(CFolder& folder, QTreeWidgetItem* parent)
+void CTreeDlg::RefreshIcons(const QModelIndex& item)
 {
-    const auto walk = folder.CreateIterator();
-    for (; walk->HasNext(); walk->Next()) {
-        CNode* const node = walk->CurrentItem();
-        if (node == nullptr || !node->m_bVisible) continue;
-        QTreeWidgetItem* const item = m_pTree->AddItem(parent, node);
-        item->setText(0, QString::fromStdString(node->GetName()));
-        item->setFlags(Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemIsEditable);
-        if (auto* const device = dynamic_cast<CDevice*>(node))
-            CTreeCtrlEx::SetStatusImage(item, device->GetStatus());
-        if (auto* const children = dynamic_cast<CFolder*>(node)) {
-            Fill(*children, item);
-            item->setExpanded(true);
-        }
-    }
+    if (m_pNodes != nullptr) m_pNodes->RefreshIcons(item);
 }
 
-void CTreeDlg::RefreshIcons(QTreeWidgetItem* item)
+void CTreeDlg::ShowMenu(const QPoint& place)
 {
-    while (item != nullptr) {
-        if (auto* const device = dynamic_cast<CDevice*>(CTreeCtrlEx::NodeOf(item)))
-            CTreeCtrlEx::SetStatusImage(item, device->GetStatus());
-        RefreshIcons(item->child(0));
-        QTreeWidgetItem* const parent = item->parent();
-        item = parent != nullptr ? parent->child(parent->indexOfChild(item) + 1)
-                                 : m_pTree->topLevelItem(m_pTree->indexOfTopLevelItem(item) + 1);
-    }
-}
-
-void CTreeDlg::ShowMenu(QTreeWidgetItem* item, const QPoint& place)
-{
-    CNode* const node = CTreeCtrlEx::NodeOf(item);
+    CNode* const node = GetSelectedNode();
     CLanguage::SetLanguage(
         GetLanguageName(GetSystemDefaultLangID()));  // counts only while no language is loaded
     CMenu menu;
-    for (const MenuRow& row : MENU) {
-        if (!IsOffered(node, row.m_On)) continue;
-        if (row.m_bSeparatorBefore) menu.AppendSeparator();
-        menu.AppendItem(row.m_iCommand, CLanguage::GetString(row.m_szKey));
+    for (const Command& command : Commands()) {
+        if (!IsOffered(node, command.on)) continue;
+        if (command.separator) menu.AppendSeparator();
+        menu.AppendItem(command.id, CLanguage::GetString(command.key));
     }
     SkinPopupMenu(menu.Widget());
     menu.Track(Handle(), place);
@@ -221,58 +276,13 @@ void CTreeDlg::ShowMenu(QTreeWidgetItem* item, const QPoint& place)
 
 bool CTreeDlg::OnCommand(int id)
 {
-    CNode* const node = GetSelectedNode();
-    auto* const device = dynamic_cast<IDevice*>(node);
-    auto* const folder = dynamic_cast<CFolder*>(node);
-    switch (id) {
-        case TREE_COMMAND_OPEN:
-            if (auto* const remote = dynamic_cast<CRemote*>(node);
-                remote != nullptr && remote->GetStatus() == 0)
-                OpenDevice(*remote);
-            return true;
-        case TREE_COMMAND_CLOSE:
-            if (device != nullptr && device->GetStatus() != 0) device->Close();
-            return true;
-        case TREE_COMMAND_START_RECORD:
-            if (device != nullptr && device->GetStatus() != 0) device->StartRecord(START_REASON);
-            return true;
-        case TREE_COMMAND_STOP_RECORD:
-            if (device != nullptr) device->StopRecord(STOP_REASON);
-            return true;
-        case TREE_COMMAND_OPEN_ALL:
-        case TREE_COMMAND_OPEN_TREE:
-            // Through SetParam, which a channel over P2P does not store: it opens without a window and its cell
-            // is used all the same.
-            ForEachRemote(id == TREE_COMMAND_OPEN_ALL ? folder : GetModelRoot(), [](CRemote& remote) {
-                if (remote.GetStatus() != 0) return;
-                remote.SetParam(PARAM_RENDER_WND, static_cast<std::int32_t>(TakeFreeCell()));
-                remote.Open();
-            });
-            return true;
-        case TREE_COMMAND_CLOSE_ALL:
-        case TREE_COMMAND_CLOSE_TREE:
-            ForEachRemote(id == TREE_COMMAND_CLOSE_ALL ? folder : GetModelRoot(), [](CRemote& remote) {
-                if (remote.GetStatus() != 0) remote.Close();
-            });
-            return true;
-        case TREE_COMMAND_START_RECORD_ALL:
-            ForEachRemote(folder, [](CRemote& remote) { remote.StartRecord(START_REASON); });
-            return true;
-        case TREE_COMMAND_STOP_RECORD_ALL:
-            ForEachRemote(folder, [](CRemote& remote) { remote.StopRecord(STOP_REASON); });
-            return true;
-        case TREE_COMMAND_SNAPSHOT_ALL:
-            ForEachRemote(folder, [](CRemote& remote) { remote.SnapShot(); });
-            return true;
-        case TREE_COMMAND_RENAME:
-            if (m_pTree->currentItem() != nullptr) m_pTree->editItem(m_pTree->currentItem(), 0);
-            return true;
-        case TREE_COMMAND_DELETE:
-            DeleteStation();
-            return true;
-        default:
-            return (id >= TREE_COMMAND_OPEN && id <= TREE_COMMAND_LAST) || CDialog::OnCommand(id);
+    const auto commands = Commands();
+    const auto known = std::ranges::find(commands, id, &Command::id);
+    if (known != commands.end()) {
+        known->act(*this, GetSelectedNode());
+        return true;
     }
+    return (id >= TREE_COMMAND_OPEN && id <= TREE_COMMAND_LAST) || CDialog::OnCommand(id);
 }
 
 // The cell's window is written straight into the device, not through SetParam: a channel over P2P stores
@@ -285,49 +295,44 @@ void CTreeDlg::OpenDevice(CRemote& device)
     device.Open();
 }
 
-void CTreeDlg::ForEachRemote(CFolder* folder, const std::function<void(CRemote&)>& work)
+void CTreeDlg::OnDoubleClick(const QModelIndex& item)
 {
-    if (folder == nullptr) return;
-    CCompositeIterator walk(folder->CreateIterator());
-    for (; walk.HasNext(); walk.Next()) {
-        if (auto* const remote = dynamic_cast<CRemote*>(walk.CurrentItem())) work(*remote);
-    }
-}
-
-void CTreeDlg::OnDoubleClick(QTreeWidgetItem* item)
-{
-    auto* const device = dynamic_cast<CTcpRemote*>(CTreeCtrlEx::NodeOf(item));
-    if (device != nullptr && device->GetStatus() == 0) {
+    auto* const device = dynamic_cast<CTcpRemote*>(NodeOf(item));
+    if (device != nullptr && device->GetStatus() == STATUS_CLOSED) {
         device->SetParam(PARAM_RENDER_WND, static_cast<std::int32_t>(TakeFreeCell()));
         device->Open();
     }
     RefreshIcons(GetRootItem());
 }
 
-void CTreeDlg::OnLabelEdited(QTreeWidgetItem* item, const QString& text)
+void CTreeDlg::RenameSelected()
 {
-    auto* const station = dynamic_cast<CStation*>(CTreeCtrlEx::NodeOf(item));
+    if (m_pTree->currentIndex().isValid()) m_pTree->edit(m_pTree->currentIndex());
+}
+
+// An edit of a row that is no station changes the text of the row alone.
+void CTreeDlg::OnLabelEdited(const QModelIndex& item, const QString& text)
+{
+    auto* const station = dynamic_cast<CStation*>(NodeOf(item));
     if (station == nullptr) return;
     station->SetName(text.toStdString());
     PostToParent(TREE_NOTICE_CHANGED);
 }
 
-void CTreeDlg::DeleteStation()
+void CTreeDlg::DeleteStation(CNode* node)
 {
-    auto* const station = dynamic_cast<CRemoteStation*>(GetSelectedNode());
+    auto* const station = dynamic_cast<CRemoteStation*>(node);
     CNodeModel* const model = CNodeModel::GetInstance();
     if (station != nullptr && model != nullptr) {
         station->Disconnect();
         ForEachRemote(station, [](CRemote& remote) { remote.Close(); });
-        // The items' pointers go with the station: the tree lets go of them before it dies.
-        m_pTree->clear();
         std::vector<CNode*> nodes;
         CCompositeIterator walk(station->CreateIterator());
         for (; walk.HasNext(); walk.Next())
             nodes.push_back(walk.CurrentItem());
         // The deepest first, so that no folder takes a child along that is deleted by itself.
-        for (auto node = nodes.rbegin(); node != nodes.rend(); ++node)
-            delete *node;
+        for (auto beneath = nodes.rbegin(); beneath != nodes.rend(); ++beneath)
+            delete *beneath;
         model->GetRoot()->Remove(station);
         model->SetCurrent(model->GetRoot());
     }

@@ -1,17 +1,17 @@
 #pragma once
 
+#include <QModelIndex>
 #include <QString>
-#include <functional>
-#include <string>
+#include <span>
 
 #include "platform/qt/Dialog.h"
 
 class CFolder;
 class CNode;
+class CNodeTreeModel;
 class CRemote;
 class CTreeCtrlEx;
 class QPoint;
-class QTreeWidgetItem;
 
 // Commands of the device tree's menu; the panel takes the whole range to 11000.
 inline constexpr int TREE_COMMAND_OPEN = 10000;
@@ -35,14 +35,15 @@ inline constexpr std::uint32_t TREE_NOTICE_OPENING = 0x138B;  // the count of us
 inline constexpr std::uint32_t TREE_NOTICE_CHANGED = 0x138E;
 
 /// The device tree panel: the visible nodes of the model, with a menu that opens, closes, records and
-/// photographs channels and renames and deletes stations. It holds no list of its own: it is rebuilt from the
-/// model on each logon and delete. Panels' thread only.
+/// photographs channels and renames and deletes stations. It shows the nodes as they stood at the last logon or
+/// delete, less those that have gone since, whoever deleted them. Panels' thread only.
 class CTreeDlg : public CDialog
 {
   public:
     static constexpr int TEMPLATE = 207;
     static constexpr int TREE_CONTROL = 203;
 
+    CTreeDlg() : CDialog(TEMPLATE) {}
     ~CTreeDlg() override;
 
     /// Empties the tree and fills it from the root.
@@ -50,12 +51,14 @@ class CTreeDlg : public CDialog
     /// The same in the colours that the tree has after a logon.
     void RefillTree();
     /// Sets the icons of `item`, its following siblings and all beneath them by their devices' status.
-    void RefreshIcons(QTreeWidgetItem* item);
-    QTreeWidgetItem* GetRootItem() const;
+    void RefreshIcons(const QModelIndex& item);
+    QModelIndex GetRootItem() const;
     CTreeCtrlEx* GetTree() const { return m_pTree; }
+    /// Null for an invalid index.
+    CNode* NodeOf(const QModelIndex& item) const;
 
   protected:
-    bool OnLoadTemplate(int templateNumber) override;
+    void OnCreateControls() override;
     std::int32_t OnCreate() override;
     bool OnInitDialog() override;
     void OnDestroy() override;
@@ -67,16 +70,19 @@ class CTreeDlg : public CDialog
     EPreTranslate PreTranslateMessage(MSG& message) override;
 
   private:
+    struct Command;
+    static std::span<const Command> Commands();
+
     void PlaceTree(int width, int height);
-    void Fill(CFolder& folder, QTreeWidgetItem* parent);
-    void ShowMenu(QTreeWidgetItem* item, const QPoint& place);
-    void OnDoubleClick(QTreeWidgetItem* item);
-    void OnLabelEdited(QTreeWidgetItem* item, const QString& text);
+    void ShowMenu(const QPoint& place);
+    void OnDoubleClick(const QModelIndex& item);
+    void OnLabelEdited(const QModelIndex& item, const QString& text);
     CNode* GetSelectedNode() const;
     void OpenDevice(CRemote& device);
-    void ForEachRemote(CFolder* folder, const std::function<void(CRemote&)>& work);
-    void DeleteStation();
+    void DeleteStation(CNode* node);
+    void RenameSelected();
     void PostToParent(std::uint32_t message);
 
-    CTreeCtrlEx* m_pTree = nullptr;  // the window's
+    CTreeCtrlEx* m_pTree = nullptr;      // the window's
+    CNodeTreeModel* m_pNodes = nullptr;  // the tree's
 };

@@ -5,21 +5,24 @@
 
 #include "activex/ActiveXApp.h"
 #include "activex/Registration.h"
-#include "inc/OutputDebugString.h"
+#include "inc/LogLine.h"
+#include "platform/os/module_count.h"
 
 #define WATCHWALL_EXPORT extern "C" __attribute__((visibility("default")))
 
 namespace
 {
 
-// Module start comes first, as it would at loading: without its skin the module answers nothing.
+// Module start comes first, as it would at loading: without its skin the module answers nothing. What the call
+// alone has started ends with it.
 template <typename WORK>
 HRESULT Guarded(const char* name, WORK work)
 {
     try {
+        const CModuleLock lock;
         return GetApp().EnsureStarted() ? work() : E_FAIL;
     } catch (const std::exception& fault) {
-        OutputDebugStringA(std::string(name) + ": " + fault.what() + "\n");
+        LogFault(name, fault.what());
         return E_FAIL;
     }
 }

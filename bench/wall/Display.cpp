@@ -55,6 +55,7 @@ CVirtualDisplay::CVirtualDisplay(int cells, int width, int height)
     setenv("LIBGL_ALWAYS_SOFTWARE", "1", 1);
     m_pDisplay = XOpenDisplay(nullptr);
     if (m_pDisplay == nullptr) throw std::runtime_error("the virtual frame buffer does not answer");
+    std::vector<Window> windows;
     for (int i = 0; i < cells; ++i) {
         XSetWindowAttributes attributes{};
         attributes.override_redirect = 1;
@@ -65,14 +66,17 @@ CVirtualDisplay::CVirtualDisplay(int cells, int width, int height)
                           nullptr, CWOverrideRedirect | CWBackPixmap, &attributes);
         XMapWindow(m_pDisplay, window);
         const HWND handle = RegisterWindow([](std::uint32_t, WPARAM, LPARAM) { return LRESULT{0}; });
-        SetSystemWindow(handle, window);
         m_Windows.push_back(handle);
+        windows.push_back(window);
     }
     XSync(m_pDisplay, 0);
+    for (std::size_t i = 0; i < windows.size(); ++i)
+        m_Leases.emplace_back(m_Windows[i]).Lend(windows[i]);
 }
 
 CVirtualDisplay::~CVirtualDisplay()
 {
+    m_Leases.clear();
     for (const HWND window : m_Windows)
         UnregisterWindow(window);
     XCloseDisplay(m_pDisplay);

@@ -2,9 +2,11 @@
 
 #include <sys/types.h>
 
+#include <list>
 #include <vector>
 
 #include "platform/windows/windows.h"
+#include "render/device/WindowLease.h"
 
 /// A virtual frame buffer of its own, whose X server is a child process, with as many windows as a wall has
 /// cells. Its display becomes the one of this process. The windows belong to the thread that made the object.
@@ -24,4 +26,5 @@ class CVirtualDisplay
     pid_t m_Server = -1;
     struct _XDisplay* m_pDisplay = nullptr;
     std::vector<HWND> m_Windows;
+    std::list<CWindowLease> m_Leases;
 };

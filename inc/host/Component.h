@@ -234,22 +234,28 @@ class CComPtr
         if (T* const object = std::exchange(m_pObject, nullptr)) object->Release();
     }
 
-    /// For calls that hand a reference out through a `void**`: `factory->CreateInstance(nullptr,
-    /// IDispatch::IID, pointer.Receive())`. Gives back what was held before.
-    class CReceiver
+    /// Runs `call(void** object)`, which hands a reference out in that way, and holds that one, or none, in
+    /// place of what was held; the call's result.
+    template <class CALL>
+    HRESULT Receive(CALL call)
     {
-      public:
-        explicit CReceiver(CComPtr& pointer) : m_Pointer(pointer) { pointer.Reset(); }
-        ~CReceiver() { m_Pointer.m_pObject = static_cast<T*>(m_pReceived); }
-        CReceiver(const CReceiver&) = delete;
-        CReceiver& operator=(const CReceiver&) = delete;
-        operator void**() { return &m_pReceived; }  // NOLINT: is the argument itself
-
-      private:
-        CComPtr& m_Pointer;
-        void* m_pReceived = nullptr;
-    };
-    CReceiver Receive() { return CReceiver(*this); }
+        void* received = nullptr;
+        const HRESULT result = call(&received);
+        Reset();
+        m_pObject = static_cast<T*>(received);
+        return result;
+    }
+    /// Receives the interface T of `object`.
+    HRESULT Query(IUnknown& object)
+    {
+        return Receive([&object](void** received) { return object.QueryInterface(T::IID, received); });
+    }
+    /// Receives the interface T of a new object of `factory`.
+    HRESULT Create(IClassFactory& factory)
+    {
+        return Receive(
+            [&factory](void** received) { return factory.CreateInstance(nullptr, T::IID, received); });
+    }
 
   private:
     T* m_pObject = nullptr;

@@ -14,6 +14,7 @@ struct XChannelReport {
     std::int32_t iHeight = 0;
     std::uint64_t ulDecoded = 0;  // pictures
     std::uint64_t ulShown = 0;
+    std::uint64_t ulSkipped = 0;  // pictures left out because they had grown old
     std::uint64_t ulRefused = 0;  // messages of which the decoder made no picture
     std::uint64_t ulBytes = 0;
     std::int64_t iFirstPictureMs = -1;  // from the opening to the first picture shown; -1 without one

@@ -72,7 +72,7 @@ std::string XMLOutputArchive::GetText() const
 
 bool XMLOutputArchive::Save(const std::string& filename) const
 {
-    std::ofstream file(HostPath(filename), std::ios::binary);
+    std::ofstream file(HostPathForWriting(filename), std::ios::binary);
     file << GetText();
     file.close();
     return file.good();

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "model/tree/ListIterator.h"
+#include "model/tree/NodeView.h"
 
 CFolder::~CFolder()
 {
@@ -29,6 +30,7 @@ void CFolder::Remove(CNode* child)
 {
     const std::size_t index = m_list.Find(child);
     if (!child || index == m_list.size()) return;
+    TellNodeGoes(*child);
     const std::unique_ptr<CNode> removed = m_list.Take(index);
     removed->m_pHolder = nullptr;
 }
@@ -42,6 +44,7 @@ void CFolder::Replace(CNode* old, CNode* replacement)
 {
     if (!old || !replacement || old == replacement || IsBeneath(replacement)) return;
     if (m_list.Find(old) == m_list.size()) return;
+    TellNodeGoes(*old);
     replacement->LeaveFolder();
     static_cast<void>(m_list.Exchange(m_list.Find(old), std::unique_ptr<CNode>(replacement)).release());
     old->m_pHolder = nullptr;
@@ -50,6 +53,7 @@ void CFolder::Replace(CNode* old, CNode* replacement)
 
 void CFolder::Release(CNode* child)
 {
+    TellNodeGoes(*child);
     static_cast<void>(m_list.Take(m_list.Find(child)).release());
     child->m_pHolder = nullptr;
 }
@@ -57,7 +61,9 @@ void CFolder::Release(CNode* child)
 void CFolder::Disown()
 {
     for (std::size_t i = 0; i < m_list.size(); ++i) {
-        if (m_list[i]) m_list[i]->m_pHolder = nullptr;
+        if (!m_list[i]) continue;
+        TellNodeGoes(*m_list[i]);
+        m_list[i]->m_pHolder = nullptr;
     }
 }
 

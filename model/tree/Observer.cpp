@@ -54,7 +54,7 @@ void DetachObserver(CObserver* observer)
         std::erase(observers.m_List, observer);
     }
     while (observers.m_iInside.load() > t_iInside)
-        Sleep(1);
+        SleepServing(1);  // what they send to this thread has to be answered
 }
 
 void Notify(CNode* node, const std::string& message)

@@ -102,11 +102,11 @@ bool WriteAll(int file, const std::string& content)
 }
 
 // Polls, because a blocking lock call has no bound: a stopped process that holds the lock must not hang the
-// panels.
+// panels, whose thread writes the profile. Half a second is long for the one write that a lock is held for.
 bool TakeLock(int file)
 {
-    constexpr int TRIES = 1000;
-    constexpr std::chrono::milliseconds PAUSE{10};
+    constexpr int TRIES = 250;
+    constexpr std::chrono::milliseconds PAUSE{2};
     for (int i = 0; i < TRIES; ++i) {
         if (Operations().TryLock(file) == 0) return true;
         if (errno != EWOULDBLOCK && errno != EINTR) return false;

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "inc/LogLine.h"
 #include "inc/OutputDebugString.h"
 #include "platform/files/profile_edit.h"
 #include "platform/os/ascii.h"
@@ -76,17 +77,23 @@ bool ReadIniFile(const std::string& path, CIniText& ini)
 
 EReplace EditIniFile(const std::string& path, const std::function<bool(CIniText& ini)>& edit)
 {
-    const EReplace result = ReplaceFile(HostPath(path), [&](std::string& content) {
+    // A file that is shipped in a place which can't be written becomes the user's own with its first change.
+    const std::string shipped = HostPath(path);
+    const std::string target = HostPathForWriting(path);
+    const EReplace result = ReplaceFile(target, [&](std::string& content) {
+        if (content.empty() && shipped != target) ReadWholeFile(shipped, content);
         CIniText ini(content);
         if (!edit(ini)) return false;
         content = ini.Text();
         return true;
     });
     if (result == EReplace::Done) return result;
-    const std::string reason = result == EReplace::Failed ? std::generic_category().message(errno)
-                                                          : "a text can't be kept in one line of an ini file";
-    OutputDebugStringA(
-        std::string("profile ").append(path).append(" not written: ").append(reason).append("\n"));
+    if (result == EReplace::Failed) {
+        LogFault("EditIniFile", path + " not written: " + std::generic_category().message(errno));
+    } else {
+        OutputDebugStringA("profile " + path +
+                           " not written: a text can't be kept in one line of an ini file\n");
+    }
     return result;
 }
 

@@ -6,10 +6,13 @@
 #include "platform/files/FileOperations.h"
 #include "platform/files/IniText.h"
 
-// Ini files as a whole, for the rest of this folder. Paths in the system's form.
+// Ini files as a whole, for whoever changes several keys that belong together. Paths in the system's form. At
+// any time from any thread and any process.
 
 /// False when there is no such file.
 bool ReadIniFile(const std::string& path, CIniText& ini);
 
-/// Changes several things as one step; see ReplaceFile. What isn't done is told to the debugger output.
+/// Changes several things as one step: one write, which a reader or a kill sees whole or not at all; see
+/// ReplaceFile. `edit` returns whether to go on; the file is made when it is missing, its folder isn't. A
+/// failure is told in the log and on standard error.
 EReplace EditIniFile(const std::string& path, const std::function<bool(CIniText& ini)>& edit);

@@ -10,7 +10,6 @@
 
 #include "platform/os/ascii.h"
 #include "platform/os/mount_table.h"
-#include "platform/os/paths.h"
 
 namespace
 {
@@ -57,16 +56,9 @@ class CMachineDrives final : public IDriveSource
 
 constinit std::atomic<IDriveSource*> g_pSource = nullptr;
 
-IDriveSource& Source()
-{
-    static auto& machine = *new CMachineDrives;
-    IDriveSource* const source = g_pSource.load();
-    return source == nullptr ? machine : *source;
-}
-
 bool FindDrive(char letter, XDrive& drive)
 {
-    for (XDrive& candidate : Source().GetDrives()) {
+    for (XDrive& candidate : GetDriveSource().GetDrives()) {
         if (candidate.cLetter != LowerAscii(letter)) continue;
         drive = std::move(candidate);
         return true;
@@ -76,6 +68,13 @@ bool FindDrive(char letter, XDrive& drive)
 
 }  // namespace
 
+IDriveSource& GetDriveSource()
+{
+    static auto& machine = *new CMachineDrives;
+    IDriveSource* const source = g_pSource.load();
+    return source == nullptr ? machine : *source;
+}
+
 IDriveSource* SetDriveSource(IDriveSource* source)
 {
     return g_pSource.exchange(source);
@@ -84,7 +83,7 @@ IDriveSource* SetDriveSource(IDriveSource* source)
 std::uint32_t GetLogicalDrives()
 {
     std::uint32_t bits = 0;
-    for (const XDrive& drive : Source().GetDrives())
+    for (const XDrive& drive : GetDriveSource().GetDrives())
         bits |= 1U << (drive.cLetter - 'a');
     return bits;
 }
@@ -108,9 +107,4 @@ bool GetDriveMountPoint(char letter, std::string& mountPoint)
 std::string GetSystemDirectoryA()
 {
     return "c:\\windows\\system32";
-}
-
-bool GetDiskFreeSpaceExA(const char* path, std::uint64_t& freeBytes, std::uint64_t& totalBytes)
-{
-    return path != nullptr && Source().GetSpace(HostPath(path), freeBytes, totalBytes);
 }

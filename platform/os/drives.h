@@ -29,10 +29,6 @@ bool GetDriveMountPoint(char letter, std::string& mountPoint);
 /// The system directory: "c:\windows\system32". Only its drive letter carries meaning here.
 std::string GetSystemDirectoryA();
 
-/// Free and total bytes of the file system that holds `path`; false when it can't be asked. Free is what this
-/// user may still fill.
-bool GetDiskFreeSpaceExA(const char* path, std::uint64_t& freeBytes, std::uint64_t& totalBytes);
-
 struct XDrive {
     char cLetter = 'c';
     std::uint32_t dwType = DRIVE_FIXED;
@@ -48,6 +44,9 @@ class IDriveSource
     /// `hostPath` is a path of this machine.
     virtual bool GetSpace(const std::string& hostPath, std::uint64_t& freeBytes, std::uint64_t& totalBytes) = 0;
 };
+
+/// The machine's own drives, or what stands in their place.
+IDriveSource& GetDriveSource();
 
 /// Puts `source` in place of the machine's own drives (null goes back); returns the former one or null. For
 /// tests; it must outlive its use.

@@ -6,19 +6,39 @@
 namespace
 {
 
-constinit std::atomic<std::int32_t> g_iModuleLocks = 0;
+constinit std::atomic<std::int32_t> g_iLocks = 0;
+constinit std::atomic<std::int32_t> g_iThreads = 0;
+constinit std::atomic<MODULE_IDLE> g_pIdle = nullptr;
 
 }  // namespace
 
 void LockComponentModule()
 {
-    ++g_iModuleLocks;
+    ++g_iLocks;
 }
+
 void UnlockComponentModule()
 {
-    --g_iModuleLocks;
+    if (--g_iLocks > 0) return;
+    if (const MODULE_IDLE idle = g_pIdle) idle();
 }
+
+void SetModuleIdleHandler(MODULE_IDLE handler)
+{
+    g_pIdle = handler;
+}
+
+void AddModuleThread()
+{
+    ++g_iThreads;
+}
+
+void RemoveModuleThread()
+{
+    --g_iThreads;
+}
+
 bool CanUnloadComponentModule()
 {
-    return g_iModuleLocks == 0;
+    return g_iLocks == 0 && g_iThreads == 0;
 }

@@ -3,12 +3,10 @@
 #include <link.h>
 #include <unistd.h>
 
-#include <array>
+#include <atomic>
 #include <filesystem>
 #include <string_view>
 #include <system_error>
-
-#include "inc/OutputDebugString.h"
 
 namespace fs = std::filesystem;
 
@@ -16,7 +14,9 @@ namespace
 {
 
 constexpr std::string_view MODULE_FILE = "activex.ocx";
-constexpr auto MODULE_DATA = std::to_array<std::string_view>({"config", "osd", "dvr.bmp", "dvr.db"});
+constexpr std::string_view DATABASE = "dvr.db";
+
+constinit std::atomic<FOLDER_TEST> g_pFolderTest = nullptr;
 
 int FindModuleAmongLoaded(dl_phdr_info* object, std::size_t, void* result)
 {
@@ -26,37 +26,24 @@ int FindModuleAmongLoaded(dl_phdr_info* object, std::size_t, void* result)
     return 1;
 }
 
-// The copy goes to a name of its own first and appears whole or not at all; of two processes that fill the
-// folder at once the first one's copy stays.
-void CopyMissingFile(const fs::path& from, const fs::path& to)
+// The copy goes to a name of its own first and appears whole or not at all; of two processes that start at once
+// the first one's copy stays.
+std::error_code CopyMissingFile(const fs::path& from, const fs::path& to)
 {
     std::error_code error;
-    if (fs::exists(fs::symlink_status(to, error))) return;
+    if (!fs::is_regular_file(from, error) || fs::exists(fs::symlink_status(to, error))) return {};
     const fs::path part = to.native() + "." + std::to_string(::getpid()) + ".part";
-    if (!fs::copy_file(from, part, fs::copy_options::overwrite_existing, error) || error) {
-        OutputDebugStringA("module folder: " + from.native() + " not copied: " + error.message() + "\n");
-    } else {
-        // The installed file may be read-only; the user's is the user's.
-        fs::permissions(part, fs::perms::owner_read | fs::perms::owner_write, fs::perm_options::add, error);
-        fs::create_hard_link(part, to, error);
-        if (error && error != std::errc::file_exists) fs::rename(part, to, error);
-    }
-    fs::remove(part, error);
-}
-
-void CopyMissing(const fs::path& from, const fs::path& to)
-{
-    std::error_code error;
-    if (fs::is_regular_file(from, error)) {
-        CopyMissingFile(from, to);
-        return;
-    }
-    if (!fs::is_directory(from, error)) return;
-    fs::create_directories(to, error);
-    for (auto entry = fs::directory_iterator(from, error); !error && entry != fs::directory_iterator();
-         entry.increment(error)) {
-        CopyMissing(entry->path(), to / entry->path().filename());
-    }
+    if (!fs::copy_file(from, part, fs::copy_options::overwrite_existing, error)) return error;
+    // The installed file may be read-only; the user's is the user's.
+    fs::permissions(part, fs::perms::owner_read | fs::perms::owner_write, fs::perm_options::add, error);
+    fs::create_hard_link(part, to, error);
+    if (error == std::errc::file_exists)
+        error.clear();
+    else if (error)
+        fs::rename(part, to, error);  // a file system without hard links
+    std::error_code ignored;
+    fs::remove(part, ignored);
+    return error;
 }
 
 }  // namespace
@@ -70,17 +57,30 @@ std::string FindModuleFolder()
     return fs::absolute(module, error).parent_path();
 }
 
-std::string ChooseModuleFolder(const std::string& folder, const std::string& userFolder,
-                               const std::function<bool(const std::string& folder)>& isWritable)
+UserPlace ChooseUserPlace(const std::string& folder, const std::string& userFolder,
+                          const std::function<bool(const std::string& folder)>& isWritable)
 {
-    if (isWritable(folder)) return folder;
+    if (isWritable(folder)) return {};
     std::error_code error;
-    fs::create_directories(userFolder, error);
-    if (!fs::is_directory(userFolder, error)) {
-        OutputDebugStringA("module folder: " + userFolder + " can't be made, staying in " + folder + "\n");
-        return folder;
+    fs::create_directories(userFolder + "/config", error);
+    if (!fs::is_directory(userFolder, error))
+        return {{}, folder + " can't be written, and " + userFolder + " can't be made", true};
+    UserPlace place{userFolder, folder + " can't be written; settings and records go to " + userFolder};
+    error = CopyMissingFile(folder / fs::path(DATABASE), userFolder / fs::path(DATABASE));
+    if (error) {
+        place.notice += ", without " + std::string(DATABASE) + ": " + error.message();
+        place.fault = true;
     }
-    for (const std::string_view name : MODULE_DATA)
-        CopyMissing(fs::path(folder) / name, fs::path(userFolder) / name);
-    return userFolder;
+    return place;
+}
+
+void SetFolderTest(FOLDER_TEST test)
+{
+    g_pFolderTest = test;
+}
+
+bool IsFolderWritable(const std::string& folder)
+{
+    const FOLDER_TEST test = g_pFolderTest;
+    return test != nullptr ? test(folder) : ::access(folder.c_str(), W_OK | X_OK) == 0;
 }

@@ -8,9 +8,21 @@
 /// The folder of the loaded activex.ocx, or of the process's executable when none is loaded.
 std::string FindModuleFolder();
 
-/// `folder` when `isWritable` says so; else `userFolder`, into which the module's data ("config", "osd",
-/// "dvr.bmp", "dvr.db") are copied as far as they aren't there yet. What the user has is never written over.
-/// When the user's folder can't be made, `folder` all the same. What can't be copied is told to the debugger
-/// output.
-std::string ChooseModuleFolder(const std::string& folder, const std::string& userFolder,
-                               const std::function<bool(const std::string& folder)>& isWritable);
+/// The user's folder for the module in `folder`: for what the product writes, and for the user's own versions
+/// of what it ships.
+struct UserPlace {
+    std::string folder;  // empty when everything lies in the module's folder
+    std::string notice;  // one line for the log; empty when there is nothing to tell
+    bool fault = false;  // what the notice tells needs mending
+};
+
+/// Empty when `isWritable` says so of `folder`, or when `userFolder` can't be made. Else `userFolder`, with its
+/// "config" folder and, unless it has one, a copy of the module's "dvr.db": the one file that is shipped and
+/// then written. What the user has is never written over.
+UserPlace ChooseUserPlace(const std::string& folder, const std::string& userFolder,
+                          const std::function<bool(const std::string& folder)>& isWritable);
+
+/// Puts `test` in place of asking the machine whether a folder can be written (null goes back). For tests.
+using FOLDER_TEST = bool (*)(const std::string& folder);
+void SetFolderTest(FOLDER_TEST test);
+bool IsFolderWritable(const std::string& folder);

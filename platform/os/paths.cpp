@@ -4,11 +4,15 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <mutex>
 #include <system_error>
 
+#include "inc/CxLog.h"
+#include "inc/LogLine.h"
 #include "platform/os/ascii.h"
 #include "platform/os/drives.h"
 #include "platform/os/module_place.h"
@@ -30,15 +34,30 @@ bool HasDrive(std::string_view path)
 struct XModuleDirectory {
     std::mutex Lock;
     std::string strNamed;  // by SetModuleDirectory
-    // What was chosen in place of a folder; chosen once, because choosing may fill the user's folder.
+    // What was chosen for a folder; chosen once, because choosing may fill the user's folder.
     std::string strFolder;
-    std::string strChosen;
+    UserPlace User;
 };
 
 XModuleDirectory& ModuleDirectory()
 {
     static auto& directory = *new XModuleDirectory;
     return directory;
+}
+
+// A letter and its rest -> a path of this machine; nothing else is looked at.
+std::string PlainHostPath(std::string_view path)
+{
+    std::string host;
+    if (HasDrive(path)) {
+        const char letter = LowerAscii(path[0]);
+        path.remove_prefix(2);
+        if (letter != 'c' && !GetDriveMountPoint(letter, host)) host = std::string(NOWHERE) + letter;
+        if (path.empty() || (path[0] != '\\' && path[0] != '/')) host.push_back('/');
+    }
+    host += path;
+    std::ranges::replace(host, '\\', '/');
+    return host;
 }
 
 std::string WithBackslash(std::string path)
@@ -51,7 +70,7 @@ std::string WithBackslash(std::string path)
 std::string AbsoluteFolder(std::string_view named)
 {
     std::error_code error;
-    fs::path path = fs::absolute(HostPath(named), error).lexically_normal();
+    fs::path path = fs::absolute(PlainHostPath(named), error).lexically_normal();
     if (!path.has_filename()) path = path.parent_path();
     return path;
 }
@@ -62,20 +81,86 @@ bool IsDirectory(const std::string& hostPath)
     return ::stat(hostPath.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
+const char* NamedHome()
+{
+    const char* const home = std::getenv("WATCHWALL_HOME");
+    return home != nullptr && *home != '\0' ? home : nullptr;
+}
+
+std::string ModuleFolder()
+{
+    const char* const home = NamedHome();
+    return home != nullptr ? AbsoluteFolder(home) : FindModuleFolder();
+}
+
+// Each named home has a user's folder of its own, so that none shows what belongs to another: its last name,
+// and a number made of the whole path by the FNV-1a rule.
+std::string UserFolderOf(const std::string& folder)
+{
+    if (NamedHome() == nullptr) return UserDataFolder();
+    constexpr std::uint64_t BASIS = 0xCBF29CE484222325;
+    constexpr std::uint64_t PRIME = 0x100000001B3;
+    std::uint64_t hash = BASIS;
+    for (const char c : folder)
+        hash = (hash ^ static_cast<unsigned char>(c)) * PRIME;
+    char number[17];
+    std::snprintf(number, sizeof number, "%016llx", static_cast<unsigned long long>(hash));
+    return UserDataFolder() + "/homes/" + fs::path(folder).filename().native() + "-" + number;
+}
+
+// The user's folder for a module's; empty when everything lies in the module's. The first call for a folder
+// chooses and tells.
+std::string UserFolderFor(const std::string& folder)
+{
+    auto& directory = ModuleDirectory();
+    UserPlace chosen;
+    {
+        const std::lock_guard lock(directory.Lock);
+        if (!directory.strNamed.empty()) return {};
+        if (folder == directory.strFolder) return directory.User.folder;
+        chosen = ChooseUserPlace(folder, UserFolderOf(folder), IsFolderWritable);
+        directory.strFolder = folder;
+        directory.User = chosen;
+    }
+    if (chosen.notice.empty() || !IsNews(chosen.notice)) return chosen.folder;
+    if (chosen.fault || NamedHome() != nullptr)
+        LogFault("GetModuleDirectory", chosen.notice);
+    else
+        LogLine(LOG_MESSAGE, "GetModuleDirectory", chosen.notice);
+    return chosen.folder;
+}
+
+bool Exists(const std::string& hostPath)
+{
+    struct stat status = {};
+    return ::lstat(hostPath.c_str(), &status) == 0;
+}
+
+enum class EUse { Read, Write };
+
+// A path in the module's folder, which the user's folder may lie in front of.
+std::string Overlay(std::string host, EUse use)
+{
+    const std::string folder = ModuleFolder();
+    const bool inside =
+        host.starts_with(folder) && (host.size() == folder.size() || host[folder.size()] == '/');
+    if (!inside || host.find("/..") != std::string::npos) return host;
+    std::string user = UserFolderFor(folder);
+    if (user.empty()) return host;
+    user += host.substr(folder.size());
+    return use == EUse::Write || Exists(user) || !Exists(host) ? user : host;
+}
+
 }  // namespace
 
 std::string HostPath(std::string_view path)
 {
-    std::string host;
-    if (HasDrive(path)) {
-        const char letter = LowerAscii(path[0]);
-        path.remove_prefix(2);
-        if (letter != 'c' && !GetDriveMountPoint(letter, host)) host = std::string(NOWHERE) + letter;
-        if (path.empty() || (path[0] != '\\' && path[0] != '/')) host.push_back('/');
-    }
-    host += path;
-    std::ranges::replace(host, '\\', '/');
-    return host;
+    return Overlay(PlainHostPath(path), EUse::Read);
+}
+
+std::string HostPathForWriting(std::string_view path)
+{
+    return Overlay(PlainHostPath(path), EUse::Write);
 }
 
 std::string SystemPath(std::string_view hostPath)
@@ -100,22 +185,19 @@ std::string GetExecutableFileNameA()
 std::string GetModuleDirectory()
 {
     auto& directory = ModuleDirectory();
-    const std::lock_guard lock(directory.Lock);
-    if (!directory.strNamed.empty()) return directory.strNamed;
-    const char* const home = std::getenv("WATCHWALL_HOME");
-    const std::string folder = home != nullptr && *home != '\0' ? AbsoluteFolder(home) : FindModuleFolder();
-    if (folder != directory.strFolder) {
-        const auto isWritable = [](const std::string& place) { return ::access(place.c_str(), W_OK) == 0; };
-        directory.strChosen = ChooseModuleFolder(folder, UserDataFolder(), isWritable);
-        directory.strFolder = folder;
+    {
+        const std::lock_guard lock(directory.Lock);
+        if (!directory.strNamed.empty()) return directory.strNamed;
     }
-    return WithBackslash(SystemPath(directory.strChosen));
+    return WithBackslash(SystemPath(ModuleFolder()));
 }
 
 void SetModuleDirectory(std::string_view path)
 {
     auto& directory = ModuleDirectory();
     const std::lock_guard lock(directory.Lock);
+    directory.strFolder.clear();
+    directory.User = {};
     directory.strNamed = path.empty() ? "" : WithBackslash(SystemPath(AbsoluteFolder(path)));
 }
 

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 // The machine's own socket calls are used as they are (socket, bind, connect, recv, sendto, ...), with
 // SOCKET_SEND_FLAGS on every send so that a closed connection is a result and no signal. What differs stands
@@ -26,6 +27,18 @@ inline constexpr int WSAVERNOTSUPPORTED = 10092;
 int WSAStartup(std::uint16_t version);
 /// Ends one start; SOCKET_ERROR when there was none.
 int WSACleanup();
+
+/// The IPv4 addresses of a host in the resolver's order, each once. For the machine's own name (as gethostname
+/// gives it) that the resolver knows by loopback addresses only, or not at all, those of the interfaces that
+/// are up, since the platform's gethostbyname gives those; empty when there is none.
+std::vector<in_addr> GetHostAddresses(const std::string& host);
+
+/// What GetHostAddresses makes of the own name's addresses and of the interfaces'.
+std::vector<in_addr> ChooseOwnAddresses(const std::vector<in_addr>& resolved,
+                                        const std::vector<in_addr>& interfaces);
+
+/// The machine's own name.
+std::string GetHostName();
 
 /// Ends every blocking call on the socket, in whatever thread: recv and recvfrom give 0, select says that there
 /// is something to read, accept and connect fail. Later calls end at once. The socket stays open, so that its

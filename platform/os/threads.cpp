@@ -119,7 +119,7 @@ void RunThread(WAITABLE* object, std::function<std::uint32_t()> entry, const std
     EndThreadQueue();
     const std::lock_guard lock(g_WaitLock);
     object->dwExitCode = exitCode;
-    UnlockComponentModule();  // whoever waited for the thread finds the module let go
+    RemoveModuleThread();  // whoever waited for the thread finds the module let go
     Signal(object);
     ReleaseObject(object);
 }
@@ -133,11 +133,11 @@ HANDLE CreateThread(std::function<std::uint32_t()> entry, const char* name)
     std::string cut = std::string(name == nullptr ? "" : name).substr(0, LONGEST_NAME);
     const std::lock_guard lock(g_WaitLock);
     ++object->iReferences;
-    LockComponentModule();
+    AddModuleThread();
     try {
         object->Thread = std::thread(RunThread, object, std::move(entry), std::move(cut));
     } catch (const std::system_error&) {
-        UnlockComponentModule();
+        RemoveModuleThread();
         delete object;
         return nullptr;
     }
@@ -196,10 +196,13 @@ bool CloseHandle(HANDLE object)
 
 void Sleep(std::uint32_t ms)
 {
-    if (!ThreadHasQueue() && ms != INFINITE) {
+    do {
         std::this_thread::sleep_for(std::chrono::milliseconds(ms));
-        return;
-    }
+    } while (ms == INFINITE);
+}
+
+void SleepServing(std::uint32_t ms)
+{
     XWaiter waiter;
     CNeverMet never;
     const CDeadline deadline = DeadlineIn(ms);

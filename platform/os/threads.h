@@ -45,8 +45,11 @@ std::uint32_t WaitForTwoObjects(HANDLE first, HANDLE second, std::uint32_t timeo
 /// Gives the handle back; null is allowed. False for null.
 bool CloseHandle(HANDLE object);
 
-/// Waits for `ms` milliseconds, serving sent messages like WaitForSingleObject.
+/// Waits for `ms` milliseconds and serves nothing.
 void Sleep(std::uint32_t ms);
+
+/// The same, but serves sent messages like WaitForSingleObject.
+void SleepServing(std::uint32_t ms);
 
 /// Milliseconds of a monotonic clock, wrapping after 49.7 days.
 std::uint32_t GetTickCount();

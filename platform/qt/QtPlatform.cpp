@@ -4,10 +4,11 @@
 #include <QEvent>
 #include <QThread>
 #include <atomic>
-#include <memory>
 #include <utility>
 
 #include "platform/qt/MessagePump.h"
+#include "platform/qt/ProcessEnd.h"
+#include "platform/qt/ServingWait.h"
 #include "platform/qt/WindowBackend.h"
 
 namespace
@@ -18,19 +19,22 @@ class CWaker final : public QObject
   public:
     CWaker()
     {
-        SetMessageWake([this] {
-            if (!m_bPending.exchange(true)) QCoreApplication::postEvent(this, new QEvent(QEvent::User));
-        });
+        SetMessageWake([this] { Wake(); });
     }
     ~CWaker() override { SetMessageWake({}); }
     CWaker(const CWaker&) = delete;
     CWaker& operator=(const CWaker&) = delete;
 
+    void Wake()
+    {
+        if (!m_bPending.exchange(true)) QCoreApplication::postEvent(this, new QEvent(QEvent::User));
+    }
+
     bool event(QEvent* event) override
     {
         if (event->type() != QEvent::User) return QObject::event(event);
         m_bPending = false;  // before serving: a message that comes meanwhile posts again
-        ServeMessages(true);
+        ServeMessages(!CServingWait::IsRunning());
         return true;
     }
 
@@ -47,12 +51,18 @@ struct XQtPlatform {
 
 // panels' thread only
 int g_iStarts = 0;
-std::unique_ptr<XQtPlatform> g_pPlatform;
+XQtPlatform* g_pPlatform = nullptr;  // owned; a process that ends without a stop leaves it
 
 std::function<void(QWidget&)>& Decorator()
 {
     static auto* const decorator = new std::function<void(QWidget&)>;
     return *decorator;
+}
+
+std::function<std::string(std::int32_t)>& ButtonTexts()
+{
+    static auto* const texts = new std::function<std::string(std::int32_t)>;
+    return *texts;
 }
 }  // namespace
 
@@ -61,7 +71,8 @@ bool StartQtPlatform()
     if (!qobject_cast<QApplication*>(QCoreApplication::instance())) return false;
     if (QThread::currentThread() != qApp->thread()) return false;
     if (g_iStarts++ > 0) return true;
-    g_pPlatform = std::make_unique<XQtPlatform>();
+    WatchProcessEnd();
+    g_pPlatform = new XQtPlatform;
     g_pPlatform->pFormer = SetWindowBackend(&g_pPlatform->backend);
     qApp->installEventFilter(&g_pPlatform->pump);
     return true;
@@ -71,7 +82,12 @@ void StopQtPlatform()
 {
     if (g_iStarts == 0 || --g_iStarts > 0) return;
     SetWindowBackend(g_pPlatform->pFormer);
-    g_pPlatform.reset();
+    delete std::exchange(g_pPlatform, nullptr);
+}
+
+void ServePostedMessages()
+{
+    if (g_pPlatform) g_pPlatform->waker.Wake();
 }
 
 void SetDialogDecorator(std::function<void(QWidget&)> decorator)
@@ -82,4 +98,14 @@ void SetDialogDecorator(std::function<void(QWidget&)> decorator)
 void DecorateDialog(QWidget& dialog)
 {
     if (Decorator()) Decorator()(dialog);
+}
+
+void SetButtonTexts(std::function<std::string(std::int32_t id)> texts)
+{
+    ButtonTexts() = std::move(texts);
+}
+
+std::string GetButtonText(std::int32_t id)
+{
+    return ButtonTexts() ? ButtonTexts()(id) : std::string();
 }

@@ -1,14 +1,16 @@
 #include "platform/qt/WindowBackend.h"
 
+#include <QAbstractButton>
 #include <QApplication>
 #include <QMessageBox>
 #include <QThread>
 #include <QWidget>
 #include <string>
 
+#include "platform/qt/MessageBoxes.h"
 #include "platform/qt/QtPlatform.h"
+#include "platform/qt/ServingWait.h"
 #include "platform/qt/WindowHandle.h"
-#include "platform/qt/X11Sync.h"
 
 namespace
 {
@@ -115,40 +117,31 @@ bool CWindowBackend::ShowWindow(HWND window, bool visible)
     });
 }
 
-bool CWindowBackend::InvalidateRect(HWND window)
-{
-    return OnPanelsThread([window]() -> LRESULT {
-        QWidget* widget = WidgetOf(window);
-        if (!widget) return 0;
-        widget->update();
-        return 1;
-    });
-}
-
-std::uintptr_t CWindowBackend::GetSystemWindow(HWND window)
-{
-    return static_cast<std::uintptr_t>(OnPanelsThread([window]() -> LRESULT {
-        const QWidget* widget = WidgetOf(window);
-        auto* const x11 = qApp->nativeInterface<QNativeInterface::QX11Application>();
-        if (!widget || !x11) return 0;
-        const bool native = widget->isWindow() || widget->testAttribute(Qt::WA_NativeWindow);
-        const WId id = native ? widget->winId() : widget->internalWinId();
-        // The renderer speaks to the server over a connection of its own: the window has to stand there before.
-        if (id) SyncX11(x11->display());
-        return static_cast<LRESULT>(id);
-    }));
-}
-
 std::int32_t CWindowBackend::MessageBoxA(HWND owner, std::string_view text, std::string_view caption,
                                          std::uint32_t type)
 {
     const LRESULT answer = OnPanelsThread([owner, text, caption, type]() -> LRESULT {
+        if (TellMessage(text, caption)) return IDOK;
         QWidget* widget = WidgetOf(owner);
         QMessageBox box(IconOf(type), FromUtf8(caption), FromUtf8(text), ButtonsOf(type),
                         widget ? widget->window() : QApplication::activeWindow());
         box.setTextFormat(Qt::PlainText);
+        for (QAbstractButton* button : box.buttons()) {
+            const std::string shown = GetButtonText(AnswerOf(box.standardButton(button)));
+            if (!shown.empty()) button->setText(FromUtf8(shown));
+        }
         DecorateDialog(box);
         return AnswerOf(box.exec());
     });
     return answer ? static_cast<std::int32_t>(answer) : IDOK;
+}
+
+void CWindowBackend::ServeUntil(const std::function<bool()>& ended)
+{
+    if (QThread::currentThread() != qApp->thread()) return;
+    {
+        CServingWait wait;
+        wait.Run(ended);
+    }
+    ServePostedMessages();
 }

@@ -18,10 +18,9 @@ class CWindowBackend final : public IWindowBackend
     bool GetClientRect(HWND window, RECT& rect) override;
     bool SetWindowPos(HWND window, const RECT& rect) override;
     bool ShowWindow(HWND window, bool visible) override;
-    bool InvalidateRect(HWND window) override;
-    std::uintptr_t GetSystemWindow(HWND window) override;
     std::int32_t MessageBoxA(HWND owner, std::string_view text, std::string_view caption,
                              std::uint32_t type) override;
+    void ServeUntil(const std::function<bool()>& ended) override;
 
   private:
     /// Runs `work` on the panels' thread and waits for it. 0 when that thread takes no more messages.

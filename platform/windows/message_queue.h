@@ -44,7 +44,6 @@ struct XWindow {
     std::shared_ptr<CMessageQueue> pQueue;
     std::shared_ptr<const WNDPROC> pProcedure;
     void* pNative = nullptr;
-    std::uintptr_t ulSystemWindow = 0;  // noted by SetSystemWindow
 };
 
 /// The registry, guarded by g_WaitLock. Lives to process end.
@@ -56,6 +55,9 @@ std::shared_ptr<CMessageQueue> MakeThreadQueue();
 
 /// The calling thread's queue, or null when it has none.
 CMessageQueue* ThreadQueue();
+
+/// The backend's ServeUntil; nothing without a backend.
+void ServeToolkitUntil(const std::function<bool()>& ended);
 
 /// Answers one message sent to the calling thread; false when there is none. `hold` is given free while the
 /// window's procedure runs.

@@ -44,7 +44,7 @@ HWND RegisterWindow(WNDPROC procedure, void* native)
     const std::lock_guard lock(g_WaitLock);
     if (g_iLastHandle == std::numeric_limits<std::int32_t>::max()) return HWND::Null;
     const HWND window{++g_iLastHandle};
-    Windows().emplace(window, XWindow{std::move(queue), std::move(shared), native, 0});
+    Windows().emplace(window, XWindow{std::move(queue), std::move(shared), native});
     return window;
 }
 
@@ -149,6 +149,11 @@ IWindowBackend* SetWindowBackend(IWindowBackend* backend)
     return g_pBackend.exchange(backend);
 }
 
+void ServeToolkitUntil(const std::function<bool()>& ended)
+{
+    if (IWindowBackend* const backend = g_pBackend.load()) backend->ServeUntil(ended);
+}
+
 bool GetClientRect(HWND window, RECT& rect)
 {
     return AskBackend(false, [&](IWindowBackend& backend) { return backend.GetClientRect(window, rect); });
@@ -162,29 +167,6 @@ bool SetWindowPos(HWND window, const RECT& rect)
 bool ShowWindow(HWND window, bool visible)
 {
     return AskBackend(false, [&](IWindowBackend& backend) { return backend.ShowWindow(window, visible); });
-}
-
-bool InvalidateRect(HWND window)
-{
-    return AskBackend(false, [&](IWindowBackend& backend) { return backend.InvalidateRect(window); });
-}
-
-void SetSystemWindow(HWND window, std::uintptr_t systemWindow)
-{
-    const std::lock_guard lock(g_WaitLock);
-    const auto found = Windows().find(window);
-    if (found != Windows().end()) found->second.ulSystemWindow = systemWindow;
-}
-
-std::uintptr_t GetSystemWindow(HWND window)
-{
-    {
-        const std::lock_guard lock(g_WaitLock);
-        const auto found = Windows().find(window);
-        if (found != Windows().end() && found->second.ulSystemWindow != 0) return found->second.ulSystemWindow;
-    }
-    return AskBackend(std::uintptr_t{0},
-                      [&](IWindowBackend& backend) { return backend.GetSystemWindow(window); });
 }
 
 std::int32_t MessageBoxA(HWND owner, std::string_view text, std::string_view caption, std::uint32_t type)

@@ -30,10 +30,6 @@ using WNDPROC = std::function<LRESULT(std::uint32_t message, WPARAM wParam, LPAR
 /// find its widget again; a window without one only receives messages.
 HWND RegisterWindow(WNDPROC procedure, void* native = nullptr);
 
-/// Notes the X11 window of a window that other threads draw into, so that GetSystemWindow answers them at once,
-/// without its owner; 0 takes the note back. A toolkit that gives the window a new X11 window notes that one.
-void SetSystemWindow(HWND window, std::uintptr_t systemWindow);
-
 /// Takes the window out of the registry, on its own thread. Messages under way are answered with 0.
 void UnregisterWindow(HWND window);
 
@@ -44,8 +40,8 @@ void* GetNativeWindow(HWND window);
 
 /// Delivers the message and returns the window's answer. From the owner's thread it is a plain call. From a
 /// foreign thread it blocks until the owner has handled it, which the owner does in its event loop and in every
-/// wait of threads.h; while it blocks, the caller itself serves messages sent to it. 0 when the window is gone
-/// or goes.
+/// wait of threads.h but Sleep; while it blocks, the caller itself serves messages sent to it. 0 when the
+/// window is gone or goes.
 LRESULT SendMessageA(HWND window, std::uint32_t message, WPARAM wParam, LPARAM lParam);
 
 /// Queues the message for the owner's event loop; false when the window is gone.
@@ -83,11 +79,12 @@ class IWindowBackend
     virtual bool GetClientRect(HWND window, RECT& rect) = 0;
     virtual bool SetWindowPos(HWND window, const RECT& rect) = 0;
     virtual bool ShowWindow(HWND window, bool visible) = 0;
-    virtual bool InvalidateRect(HWND window) = 0;
-    /// The X11 window of a window that a renderer draws into, or 0.
-    virtual std::uintptr_t GetSystemWindow(HWND window) = 0;
     virtual std::int32_t MessageBoxA(HWND owner, std::string_view text, std::string_view caption,
                                      std::uint32_t type) = 0;
+    /// The toolkit's part of RunServing (serving.h): returns when `ended()` holds, which is asked each time the
+    /// calling thread is woken; at once when there is nothing to serve, as on a thread that isn't the
+    /// toolkit's.
+    virtual void ServeUntil(const std::function<bool()>& /*ended*/) {}
 };
 
 /// Installs the backend (null takes it away); returns the former one. It must outlive its use.
@@ -98,6 +95,4 @@ IWindowBackend* SetWindowBackend(IWindowBackend* backend);
 bool GetClientRect(HWND window, RECT& rect);
 bool SetWindowPos(HWND window, const RECT& rect);
 bool ShowWindow(HWND window, bool visible);
-bool InvalidateRect(HWND window);
-std::uintptr_t GetSystemWindow(HWND window);
 std::int32_t MessageBoxA(HWND owner, std::string_view text, std::string_view caption, std::uint32_t type);

@@ -12,7 +12,6 @@ namespace
 {
 
 constexpr int64_t NANOSECONDS = 1'000'000'000;
-constexpr int KEYS_A_SECOND = 5;  // at most, of those that clients ask for
 
 }  // namespace
 
@@ -69,7 +68,11 @@ std::shared_ptr<const XCoded> CPictureMaker::Make(int64_t iPicture, bool bKey)
 }
 
 CChannel::CChannel(const XChannelSetup& setup, int iChannel, int iLoop, Deliver deliver)
-    : m_Setup(setup), m_iChannel(iChannel), m_iLoop(iLoop), m_Deliver(std::move(deliver))
+    : m_Setup(setup),
+      m_iChannel(iChannel),
+      m_iLoop(iLoop),
+      m_Deliver(std::move(deliver)),
+      m_Gate(setup.m_Scene.m_iRate, iChannel, setup.m_iChannels)
 {
 }
 
@@ -144,14 +147,14 @@ CChannel::XTurn CChannel::WaitForTurn(Clock::time_point start, int64_t iLast)
     }
 }
 
-// Whoever waits for a key picture gets the loop's next one at once. Those who watch already lose pictures by
-// the leap, but see no damage.
-std::shared_ptr<const XCoded> CChannel::FromLoop(const XTurn& turn)
+// Whoever waits for a key picture that is due gets the loop's next one at once. Those who watch already lose
+// pictures by the leap, but see no damage.
+std::shared_ptr<const XCoded> CChannel::FromLoop(const XTurn& turn, bool bKey)
 {
     if (m_Loop.empty()) return nullptr;
     const auto next = [this] { return m_Loop[m_ulInLoop++ % m_Loop.size()]; };
     auto coded = next();
-    const bool key = turn.m_bKey || turn.m_bRestart;
+    const bool key = bKey || turn.m_bRestart;
     for (size_t i = 1; i < m_Loop.size() && key && !coded->m_bKey; ++i)
         coded = next();
     const std::lock_guard lock(m_Mutex);
@@ -159,18 +162,10 @@ std::shared_ptr<const XCoded> CChannel::FromLoop(const XTurn& turn)
     return coded;
 }
 
-// Clients that come one after another don't turn the stream into key pictures only.
-std::shared_ptr<const XCoded> CChannel::FromMaker(CPictureMaker& maker, const XTurn& turn)
+std::shared_ptr<const XCoded> CChannel::FromMaker(CPictureMaker& maker, const XTurn& turn, bool bKey)
 {
     if (turn.m_bRestart) maker.Restart();
-    m_bOwesKey = m_bOwesKey || turn.m_bKey;
-    const int64_t space = std::max(1, m_Setup.m_Scene.m_iRate / KEYS_A_SECOND);
-    const bool now = m_bOwesKey && (m_iLastKey < 0 || turn.m_iPicture - m_iLastKey >= space);
-    auto coded = maker.Make(turn.m_iPicture, now);
-    if (coded && coded->m_bKey) {
-        m_bOwesKey = false;
-        m_iLastKey = turn.m_iPicture;
-    }
+    auto coded = maker.Make(turn.m_iPicture, bKey);
     const std::lock_guard lock(m_Mutex);
     const uint64_t skipped = m_Counts.m_ulSkipped;
     m_Counts = maker.Counts();
@@ -184,7 +179,11 @@ void CChannel::Serve(Clock::time_point start)
     if (m_iLoop == 0) maker = std::make_unique<CPictureMaker>(m_Setup, m_iChannel, m_bStop);
     for (XTurn turn = WaitForTurn(start, -1); turn.m_iPicture >= 0;
          turn = WaitForTurn(start, turn.m_iPicture)) {
-        auto coded = maker ? FromMaker(*maker, turn) : FromLoop(turn);
+        if (turn.m_bRestart) m_Gate.Restart();
+        if (turn.m_bKey) m_Gate.Want();
+        const bool key = m_Gate.Due(turn.m_iPicture);
+        auto coded = maker ? FromMaker(*maker, turn, key) : FromLoop(turn, key);
+        if (coded) m_Gate.Coded(turn.m_iPicture, coded->m_bKey);
         if (!coded || (m_bBroken && !coded->m_bKey)) continue;  // it would show nothing but damage
         m_bBroken = !m_Deliver(m_iChannel, std::move(coded));
     }

@@ -10,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+#include "recorder/media/KeyGate.h"
 #include "recorder/media/Mpeg4Encoder.h"
 #include "recorder/media/RateControl.h"
 #include "recorder/media/Source.h"
@@ -23,6 +24,7 @@ inline constexpr size_t MAX_MESSAGE_BYTES = 101376;
 struct XChannelSetup {
     XSceneSetup m_Scene;
     std::string m_strSource = "scene";
+    int m_iChannels = 1;             // of the recorder, which share out the second for their key pictures
     int64_t m_iBitRate = 1'500'000;  // bits a second
     int m_iGroup = 25;               // pictures from key to key
     EMotion m_Motion = EMotion::Half;
@@ -105,8 +107,8 @@ class CChannel
     };
     // Waits until the next picture's time.
     XTurn WaitForTurn(Clock::time_point start, int64_t iLast);
-    std::shared_ptr<const XCoded> FromLoop(const XTurn& turn);
-    std::shared_ptr<const XCoded> FromMaker(CPictureMaker& maker, const XTurn& turn);
+    std::shared_ptr<const XCoded> FromLoop(const XTurn& turn, bool bKey);
+    std::shared_ptr<const XCoded> FromMaker(CPictureMaker& maker, const XTurn& turn, bool bKey);
 
     XChannelSetup m_Setup;
     int m_iChannel;
@@ -115,8 +117,7 @@ class CChannel
     std::vector<std::shared_ptr<const XCoded>> m_Loop;  // constant once the thread runs
 
     // the channel's thread only
-    bool m_bOwesKey = false;
-    int64_t m_iLastKey = -1;
+    CKeyGate m_Gate;
     bool m_bBroken = false;  // a picture wasn't taken, and no key picture has been since
     size_t m_ulInLoop = 0;   // which comes next
 

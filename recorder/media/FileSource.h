@@ -1,18 +1,20 @@
 #pragma once
 
-#include <vector>
+#include <memory>
 
-#include "recorder/media/LibAv.h"
+#include "recorder/media/AvInput.h"
+#include "recorder/media/PictureFit.h"
 #include "recorder/media/Source.h"
 
 namespace recorder
 {
 
-// Pictures from whatever libavformat opens, fitted into the channel's size with black bars, with name and clock
-// laid over. A source that can't be opened, or breaks, shows a notice and is tried again every few seconds.
+// Pictures from a file or a filter graph, at the pace of their time stamps, again and again; with name and
+// clock laid over. One that can't be opened, or breaks, shows a notice and is tried again every few seconds.
 class CFileSource : public ISource
 {
   public:
+    // Opens it at once, so that a wrong one is told before anybody looks.
     CFileSource(std::string spec, const XSceneSetup& setup, int iChannel, const std::atomic<bool>& bStop);
 
     void Read(int64_t iPicture, XPicture& picture) override;
@@ -20,35 +22,26 @@ class CFileSource : public ISource
   private:
     static constexpr int RETRY_SECONDS = 5;
 
-    void Open();
-    void Close();
-    // Decodes on until the picture for this time, in seconds since the first that was asked for, is in
-    // m_pFrame.
+    void Open(int64_t iPicture);
+    void Fail(int64_t iPicture, const std::string& why);
+    // Decodes on until the picture for this time, in seconds since the first that was asked for, is the latest.
     void Advance(double dSeconds);
-    // The next decoded picture into m_pFrame; starts a file anew at its end.
+    // The next decoded picture; starts anew at the end.
     void Next();
-    bool Decode();
-    void FitFrame();
 
     std::string m_strSpec;
     XSceneSetup m_Setup;
+    int m_iChannel;
     const std::atomic<bool>& m_bStop;
     COverlayPainter m_Overlay;
-
-    AvFormatContext m_pInput;
-    AvCodecContext m_pDecoder;
-    AvFrame m_pFrame{av_frame_alloc()};
-    AvPacket m_pPacket{av_packet_alloc()};
-    SwsScaler m_pScaler;
-    int m_iStream = -1;
-    double m_dFrameTime =
-        0;  // of m_pFrame, seconds since the source was opened, growing over repeats of a file
+    CPictureFit m_Fit;
+    std::unique_ptr<CAvInput> m_pInput;
+    double m_dFrameTime = 0;   // of the latest, seconds since the source was opened, growing over repeats
     double m_dFirstTime = -1;  // the first time stamp since the file was begun
     double m_dBegun = 0;       // m_dFrameTime at that
-    int64_t m_iOpenedAt = -1;  // picture numbers
+    int64_t m_iOpenedAt = -1;  // picture number of the first that was shown; -1 before
     int64_t m_iRetryAt = 0;
     std::string m_strNotice;
-    std::vector<uint8_t> m_Pixels;  // blue, green, red, unused
 };
 
 }  // namespace recorder

@@ -1,6 +1,10 @@
 #include "recorder/media/Source.h"
 
+#include <cstdio>
+
 #include "recorder/media/FileSource.h"
+#include "recorder/media/LiveSource.h"
+#include "recorder/media/SourceText.h"
 
 namespace recorder
 {
@@ -23,8 +27,15 @@ class CSceneSource : public ISource
 std::unique_ptr<ISource> MakeSource(const std::string& spec, const XSceneSetup& setup, int iChannel,
                                     const std::atomic<bool>& bStop)
 {
-    if (spec == "scene") return std::make_unique<CSceneSource>(setup, iChannel);
+    if (spec == SCENE) return std::make_unique<CSceneSource>(setup, iChannel);
+    if (IsLive(spec)) return std::make_unique<CLiveSource>(spec, setup, iChannel, bStop);
     return std::make_unique<CFileSource>(spec, setup, iChannel, bStop);
+}
+
+void SaySource(int iChannel, const std::string& spec, const std::string& why)
+{
+    std::fprintf(stderr, "watchwall-recorder: channel %d: %s: %s\n", iChannel + 1, WithoutSecrets(spec).c_str(),
+                 WithoutSecrets(why).c_str());
 }
 
 }  // namespace recorder

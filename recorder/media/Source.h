@@ -21,8 +21,11 @@ class ISource
 
 // "scene", or anything that libavformat opens: a file (played again and again), a URL, a V4L2 device
 // ("/dev/video0"), or "lavfi:" with a filter graph. Reads that wait, as for a network, end when bStop becomes
-// true; bStop outlives the source.
+// true; bStop outlives the source. A source that can't be opened says so on standard error at once.
 std::unique_ptr<ISource> MakeSource(const std::string& spec, const XSceneSetup& setup, int iChannel,
                                     const std::atomic<bool>& bStop);
+
+// "channel 2: SOURCE: why" on standard error, without what the source's text holds of passwords.
+void SaySource(int iChannel, const std::string& spec, const std::string& why);
 
 }  // namespace recorder

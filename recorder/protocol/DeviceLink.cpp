@@ -58,10 +58,7 @@ void CDeviceLink::OnDatagram(TimeUs iNow, const XEndpoint& from, std::span<const
             OnData(iNow, from, *message);
             break;
         case EMessage::DataAck:
-            if (const auto it = m_Clients.find(from); it != m_Clients.end()) {
-                ++it->second.m_Counts.m_ulAcknowledged;
-                it->second.m_Queue.Acknowledged();
-            }
+            if (const auto it = m_Clients.find(from); it != m_Clients.end()) OnAcknowledged(it->second);
             break;
         case EMessage::Logout:
             if (const auto it = m_Clients.find(from); it != m_Clients.end()) Drop(it, EFarewell::Logout);
@@ -80,7 +77,7 @@ void CDeviceLink::OnData(TimeUs iNow, const XEndpoint& from, const XMessage& mes
                channel && *channel < m_Channels.Count()) {
         ++m_Counts.m_ulRequests;
         if (XClient* const client = FindOrAdd(iNow, from, message.m_Record.m_strName))
-            OnRequest(*client, *channel);
+            OnRequest(iNow, *client, *channel);
     } else {
         ++m_Counts.m_ulBadRequests;
     }
@@ -88,21 +85,64 @@ void CDeviceLink::OnData(TimeUs iNow, const XEndpoint& from, const XMessage& mes
 }
 
 // A request for a channel that is streamed already starts it again: the reply must be the first message of the
-// channel that the client sees, so what waits is taken back.
-void CDeviceLink::OnRequest(XClient& client, int iChannel)
+// channel that the client sees, so what waits is taken back. An unproved client gets one reply for each channel
+// and no more for asking again.
+void CDeviceLink::OnRequest(TimeUs iNow, XClient& client, int iChannel)
 {
     ++client.m_Counts.m_ulRequests;
-    client.m_Counts.m_Streams[iChannel].m_bWaitsForKey = true;
+    const bool known = !client.m_Counts.m_Streams.try_emplace(iChannel).second;
+    if (client.m_Counts.m_bProved) {
+        PushReply(client, iChannel);
+        StartStream(client, iChannel);
+    } else if (!known) {
+        PushReply(client, iChannel);
+        if (client.m_iReplies == 0) {
+            client.m_iReplies = 1;
+            client.m_iNextReply = iNow + REPLY_EVERY;
+        }
+    }
+}
+
+void CDeviceLink::OnAcknowledged(XClient& client)
+{
+    ++client.m_Counts.m_ulAcknowledged;
+    client.m_Queue.Acknowledged();
+    if (client.m_Counts.m_bProved || client.m_Counts.m_ulDatagrams == 0) return;
+    client.m_Counts.m_bProved = true;
+    client.m_iNextReply = NEVER;
+    for (const auto& [channel, stream] : client.m_Counts.m_Streams)
+        StartStream(client, channel);
+}
+
+void CDeviceLink::PushReply(XClient& client, int iChannel)
+{
     client.m_Queue.Forget(iChannel);
-    client.m_Queue.Push(iChannel, std::make_shared<const Bytes>(
-                                      MakeStreamReply(iChannel, m_Channels.Width(), m_Channels.Height())));
+    client.m_Queue.Push(iChannel, std::make_shared<const Bytes>(MakeStreamReply(
+                                      iChannel, m_Channels.Width(iChannel), m_Channels.Height(iChannel))));
+}
+
+void CDeviceLink::StartStream(XClient& client, int iChannel)
+{
+    client.m_Counts.m_Streams[iChannel].m_bWaitsForKey = true;
     m_Channels.SetWatched(iChannel, true);
     m_Channels.WantKey(iChannel);
+}
+
+bool CDeviceLink::RepeatReplies(TimeUs iNow, XClient& client)
+{
+    if (iNow < client.m_iNextReply) return true;
+    if (client.m_iReplies == REPLIES) return false;
+    ++client.m_iReplies;
+    client.m_iNextReply = iNow + REPLY_EVERY;
+    for (const auto& [channel, stream] : client.m_Counts.m_Streams)
+        PushReply(client, channel);
+    return true;
 }
 
 void CDeviceLink::OnMessage(TimeUs iNow, int iChannel, bool bKey, const CSendQueue::Message& pMessage)
 {
     for (auto& [endpoint, client] : m_Clients) {
+        if (!client.m_Counts.m_bProved) continue;
         const auto it = client.m_Counts.m_Streams.find(iChannel);
         if (it == client.m_Counts.m_Streams.end()) continue;
         auto& stream = it->second;
@@ -127,7 +167,9 @@ TimeUs CDeviceLink::OnTimer(TimeUs iNow)
     TimeUs next = m_iNextLogin;
     for (auto it = m_Clients.begin(); it != m_Clients.end();) {
         XClient& client = it->second;
-        if (client.m_iUnansweredSince != NEVER && iNow - client.m_iUnansweredSince >= m_Setup.m_iDropAfter) {
+        const bool silent = !RepeatReplies(iNow, client);
+        if (silent ||
+            (client.m_iUnansweredSince != NEVER && iNow - client.m_iUnansweredSince >= m_Setup.m_iDropAfter)) {
             it = Drop(it, EFarewell::Silent);
             continue;
         }
@@ -136,7 +178,7 @@ TimeUs CDeviceLink::OnTimer(TimeUs iNow)
             continue;
         }
         Pump(iNow, client);
-        next = std::min(next, client.m_Queue.Due(iNow));
+        next = std::min({next, client.m_Queue.Due(iNow), client.m_iNextReply});
         if (client.m_iUnansweredSince != NEVER)
             next = std::min(next, client.m_iUnansweredSince + m_Setup.m_iDropAfter);
         if (client.m_Counts.m_Streams.empty()) next = std::min(next, client.m_iHeard + FORGET_IDLE_AFTER);
@@ -163,7 +205,7 @@ CDeviceLink::XClient* CDeviceLink::FindOrAdd(TimeUs iNow, const XEndpoint& from,
 {
     auto it = m_Clients.find(from);
     if (it == m_Clients.end()) {
-        if (m_Clients.size() >= m_Setup.m_ulClients && !MakeRoom()) {
+        if (!MakeRoom(from)) {
             ++m_Counts.m_ulRefusedClients;
             return nullptr;
         }
@@ -175,12 +217,18 @@ CDeviceLink::XClient* CDeviceLink::FindOrAdd(TimeUs iNow, const XEndpoint& from,
     return &it->second;
 }
 
-// Lets the client go that has been silent for longest, among those that watch nothing.
-bool CDeviceLink::MakeRoom()
+// When there is none, for all or for this address, lets a client go that watches nothing, or only says that it
+// does: the one that has been silent for longest.
+bool CDeviceLink::MakeRoom(const XEndpoint& from)
 {
+    const auto neighbour = [&](const auto& entry) { return entry.first.m_dwAddress == from.m_dwAddress; };
+    const auto neighbours = static_cast<size_t>(std::count_if(m_Clients.begin(), m_Clients.end(), neighbour));
+    const bool crowded = neighbours >= m_Setup.m_ulClientsPerAddress;
+    if (!crowded && m_Clients.size() < m_Setup.m_ulClients) return true;
     auto oldest = m_Clients.end();
     for (auto it = m_Clients.begin(); it != m_Clients.end(); ++it) {
-        if (!it->second.m_Counts.m_Streams.empty()) continue;
+        const bool watches = it->second.m_Counts.m_bProved && !it->second.m_Counts.m_Streams.empty();
+        if (watches || (crowded && !neighbour(*it))) continue;
         if (oldest == m_Clients.end() || it->second.m_iHeard < oldest->second.m_iHeard) oldest = it;
     }
     if (oldest == m_Clients.end()) return false;
@@ -213,7 +261,8 @@ CDeviceLink::Clients_t::iterator CDeviceLink::Drop(Clients_t::iterator client, E
 void CDeviceLink::UpdateWatched(int iChannel)
 {
     const bool watched = std::any_of(m_Clients.begin(), m_Clients.end(), [iChannel](const auto& entry) {
-        return entry.second.m_Counts.m_Streams.contains(iChannel);
+        const XClientCounts& client = entry.second.m_Counts;
+        return client.m_bProved && client.m_Streams.contains(iChannel);
     });
     if (!watched) m_Channels.SetWatched(iChannel, false);
 }

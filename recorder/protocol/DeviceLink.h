@@ -17,8 +17,8 @@ class IChannels
   public:
     virtual ~IChannels() = default;
     virtual int Count() const = 0;
-    virtual int Width() const = 0;
-    virtual int Height() const = 0;
+    virtual int Width(int iChannel) const = 0;
+    virtual int Height(int iChannel) const = 0;
     // Whether anybody looks at the channel: nothing needs to be encoded while nobody does.
     virtual void SetWatched(int iChannel, bool bWatched) = 0;
     // A client waits for a picture that can be decoded by itself. It may come late; the link waits.
@@ -44,6 +44,7 @@ struct XClientCounts {
         bool m_bWaitsForKey = true;
     };
     std::map<int, XStream> m_Streams;  // by channel
+    bool m_bProved = false;            // it acknowledged a stream reply
     EFarewell m_Farewell = EFarewell::None;
 };
 
@@ -52,7 +53,8 @@ struct XClientCounts {
 // passed in; no sockets, no pictures of its own. One thread at a time.
 //
 // It names no endpoint but the rendezvous and those from which a datagram came, to it or to the rendezvous: the
-// local addresses in a foreign record are never used.
+// local addresses in a foreign record are never used. As a sender can be made up, a client gets no pictures
+// until it has acknowledged a stream reply; the reply alone goes out REPLIES times, one each REPLY_EVERY.
 class CDeviceLink
 {
   public:
@@ -61,6 +63,7 @@ class CDeviceLink
         std::vector<XEndpoint> m_LocalAddresses;
         XEndpoint m_Rendezvous;
         size_t m_ulClients = 64;
+        size_t m_ulClientsPerAddress = 16;
         TimeUs m_iDropAfter = 10 * SECOND;  // a client that gets datagrams and is silent for so long
     };
     struct XCounts {
@@ -76,7 +79,9 @@ class CDeviceLink
     static constexpr TimeUs LOGIN_AGAIN_AFTER =
         30 * SECOND;  // so that a rendezvous that was restarted learns of us
     static constexpr TimeUs FORGET_IDLE_AFTER = 60 * SECOND;  // a client that watches nothing
-    static constexpr size_t MAX_FORMER_CLIENTS = 256;         // kept for the report
+    static constexpr TimeUs REPLY_EVERY = SECOND;
+    static constexpr int REPLIES = 3;
+    static constexpr size_t MAX_FORMER_CLIENTS = 256;  // kept for the report
 
     CDeviceLink(XSetup setup, IChannels& channels, IDatagramOut& out);
 
@@ -98,14 +103,22 @@ class CDeviceLink
         CSendQueue m_Queue;
         TimeUs m_iHeard = 0;
         TimeUs m_iUnansweredSince = NEVER;  // the first datagram sent since the client was heard
+        // until it is proved
+        int m_iReplies = 0;  // that went for each of its streams
+        TimeUs m_iNextReply = NEVER;
     };
     using Clients_t = std::map<XEndpoint, XClient>;
 
     void Register(TimeUs iNow);
     XClient* FindOrAdd(TimeUs iNow, const XEndpoint& from, const std::string& name);
-    bool MakeRoom();
+    bool MakeRoom(const XEndpoint& from);
     void OnData(TimeUs iNow, const XEndpoint& from, const XMessage& message);
-    void OnRequest(XClient& client, int iChannel);
+    void OnRequest(TimeUs iNow, XClient& client, int iChannel);
+    void OnAcknowledged(XClient& client);
+    void PushReply(XClient& client, int iChannel);
+    void StartStream(XClient& client, int iChannel);
+    // False when an unproved client has had all its replies.
+    bool RepeatReplies(TimeUs iNow, XClient& client);
     void Pump(TimeUs iNow, XClient& client);
     Clients_t::iterator Drop(Clients_t::iterator client, EFarewell farewell);
     void UpdateWatched(int iChannel);

@@ -1,6 +1,7 @@
 #include "recorder/protocol/Rendezvous.h"
 
 #include <algorithm>
+#include <tuple>
 
 namespace recorder
 {
@@ -8,6 +9,12 @@ namespace recorder
 CRendezvous::CRendezvous(IDatagramOut& out) : CRendezvous(out, XLimits()) {}
 
 CRendezvous::CRendezvous(IDatagramOut& out, const XLimits& limits) : m_Out(out), m_Limits(limits) {}
+
+void CRendezvous::Reserve(const std::string& strName, const XEndpoint& holder)
+{
+    m_strReserved = strName;
+    m_Holder = holder;
+}
 
 void CRendezvous::OnDatagram(TimeUs iNow, const XEndpoint& from, std::span<const uint8_t> datagram)
 {
@@ -17,7 +24,10 @@ void CRendezvous::OnDatagram(TimeUs iNow, const XEndpoint& from, std::span<const
         ++m_Counts.m_Faults[static_cast<size_t>(fault)];
         return;
     }
-    if (XUser* const user = ByEndpoint(from)) user->m_iHeard = iNow;
+    if (XUser* const user = ByEndpoint(from)) {
+        user->m_iHeard = iNow;
+        user->m_bHeardAgain = user->m_bHeardAgain || message->m_Type != EMessage::Login;
+    }
     switch (message->m_Type) {
         case EMessage::Login:
             Login(iNow, from, message->m_Record);
@@ -32,7 +42,7 @@ void CRendezvous::OnDatagram(TimeUs iNow, const XEndpoint& from, std::span<const
             Send(from, EMessage::Pong, message->m_Record);
             break;
         case EMessage::Punch:
-            ForwardPunch(from, *message);
+            ForwardPunch(iNow, from, *message);
             break;
         default:
             break;  // a pong has done its work by being heard; the rest isn't for us
@@ -41,8 +51,12 @@ void CRendezvous::OnDatagram(TimeUs iNow, const XEndpoint& from, std::span<const
 
 TimeUs CRendezvous::OnTimer(TimeUs iNow)
 {
-    m_Counts.m_ulForgotten += std::erase_if(
-        m_Users, [&](const XUser& user) { return iNow - user.m_iHeard >= m_Limits.m_iForgetAfter; });
+    const auto forgetAfter = [this](const XUser& user) {
+        return user.m_bHeardAgain ? m_Limits.m_iForgetAfter : m_Limits.m_iForgetUnheard;
+    };
+    m_Counts.m_ulForgotten +=
+        std::erase_if(m_Users, [&](const XUser& user) { return iNow - user.m_iHeard >= forgetAfter(user); });
+    std::erase_if(m_Shares, [&](const auto& share) { return iNow - share.second.m_iSince >= SECOND; });
     std::erase_if(m_Lists, [&](XList& list) {
         return ByEndpoint(list.m_To) == nullptr || (list.m_iDue <= iNow && GoOnWithList(iNow, list));
     });
@@ -53,7 +67,7 @@ TimeUs CRendezvous::OnTimer(TimeUs iNow)
             Send(user.m_Record.m_P2p, EMessage::Ping, user.m_Record);
             user.m_iNextPing = iNow + m_Limits.m_iPingEvery;
         }
-        next = std::min({next, user.m_iNextPing, user.m_iHeard + m_Limits.m_iForgetAfter});
+        next = std::min({next, user.m_iNextPing, user.m_iHeard + forgetAfter(user)});
     }
     for (const XList& list : m_Lists)
         next = std::min(next, list.m_iDue);
@@ -74,18 +88,45 @@ const CRendezvous::XUser* CRendezvous::ByName(const std::string& name) const
     return it == m_Users.rend() ? nullptr : &*it;
 }
 
-void CRendezvous::Login(TimeUs iNow, const XEndpoint& from, const XPeerRecord& record)
+bool CRendezvous::Login(TimeUs iNow, const XEndpoint& from, const XPeerRecord& record)
 {
-    std::erase_if(m_Users, [&](const XUser& user) { return user.m_Record.m_P2p == from; });
-    if (record.m_strName.empty() || m_Users.size() >= m_Limits.m_ulUsers) {
+    const bool taken = from != m_Holder && SameName(record.m_strName, m_strReserved);
+    if (record.m_strName.empty() || taken) {
         ++m_Counts.m_ulRefusedLogins;
-        return;
+        return false;
     }
-    XUser user{record, iNow, iNow + m_Limits.m_iPingEvery, ++m_ulSerial};
+    const XUser* const before = ByEndpoint(from);
+    const bool heardAgain = from == m_Holder || (before != nullptr && before->m_bHeardAgain);
+    std::erase_if(m_Users, [&](const XUser& user) { return user.m_Record.m_P2p == from; });
+    MakeRoom(from);
+    const TimeUs firstPing = heardAgain ? m_Limits.m_iPingEvery : m_Limits.m_iFirstPing;
+    XUser user{record, iNow, iNow + firstPing, ++m_ulSerial, heardAgain};
     user.m_Record.m_P2p = from;
     m_Users.push_back(user);
     ++m_Counts.m_ulLogins;
     Send(from, EMessage::LoginAck, user.m_Record);
+    return true;
+}
+
+// For a login from there: first among those of its own address, when that has its share already.
+void CRendezvous::MakeRoom(const XEndpoint& from)
+{
+    const auto neighbour = [&](const XUser& user) {
+        return user.m_Record.m_P2p.m_dwAddress == from.m_dwAddress;
+    };
+    const auto neighbours = static_cast<size_t>(std::count_if(m_Users.begin(), m_Users.end(), neighbour));
+    const bool crowded = neighbours >= m_Limits.m_ulUsersPerAddress;
+    if (!crowded && m_Users.size() < m_Limits.m_ulUsers) return;
+    auto leaves = m_Users.end();
+    for (auto it = m_Users.begin(); it != m_Users.end(); ++it) {
+        if (it->m_Record.m_P2p == m_Holder || (crowded && !neighbour(*it))) continue;
+        if (leaves == m_Users.end() ||
+            std::tie(it->m_bHeardAgain, it->m_iHeard) < std::tie(leaves->m_bHeardAgain, leaves->m_iHeard))
+            leaves = it;
+    }
+    if (leaves == m_Users.end()) return;
+    m_Users.erase(leaves);
+    ++m_Counts.m_ulDisplaced;
 }
 
 void CRendezvous::Logout(const XEndpoint& from)
@@ -115,6 +156,7 @@ bool CRendezvous::GoOnWithList(TimeUs iNow, XList& list)
             list.m_iDue = iNow + m_Limits.m_iEntriesPause;
             return false;
         }
+        if (!TakeShare(iNow, list)) return false;
         Send(list.m_To, EMessage::UserEntry, user->m_Record);
         list.m_ulBelow = user->m_ulSerial;
         ++sent;
@@ -124,13 +166,26 @@ bool CRendezvous::GoOnWithList(TimeUs iNow, XList& list)
     return true;
 }
 
-void CRendezvous::ForwardPunch(const XEndpoint& from, const XMessage& message)
+bool CRendezvous::TakeShare(TimeUs iNow, XList& list)
 {
-    if (ByEndpoint(from) == nullptr) {
-        ++m_Counts.m_ulStrangers;
-        return;
+    XShare& share = m_Shares.try_emplace(list.m_To.m_dwAddress, XShare{iNow, 0}).first->second;
+    if (iNow - share.m_iSince >= SECOND) share = {iNow, 0};
+    if (share.m_ulEntries == m_Limits.m_ulEntriesPerSecond) {
+        list.m_iDue = share.m_iSince + SECOND;
+        return false;
     }
+    ++share.m_ulEntries;
+    return true;
+}
+
+// Who wants a peer without being known has logged in before this rendezvous was started.
+void CRendezvous::ForwardPunch(TimeUs iNow, const XEndpoint& from, const XMessage& message)
+{
     const auto wanted = WantedName(message.m_Body);
+    if (wanted && ByEndpoint(from) == nullptr) {
+        if (!Login(iNow, from, message.m_Record)) return;
+        ++m_Counts.m_ulPunchLogins;
+    }
     const XUser* const peer = wanted ? ByName(*wanted) : nullptr;
     if (peer == nullptr) {
         ++m_Counts.m_ulUnknownWanted;

@@ -28,8 +28,15 @@ void CSendQueue::Forget(int iChannel)
 
 std::optional<std::span<const uint8_t>> CSendQueue::Next(TimeUs iNow)
 {
-    while (!m_Outstanding.empty() && iNow - m_Outstanding.front() >= PATIENCE)
+    const TimeUs patience = Patience();
+    while (!m_Outstanding.empty() && iNow - m_Outstanding.front() >= patience) {
+        // What went before the last time is part of the same silence.
+        if (m_Outstanding.front() >= m_iBackedOff && m_iBackOff < MOST_BACK_OFF) {
+            ++m_iBackOff;
+            m_iBackedOff = iNow;
+        }
         m_Outstanding.pop_front();
+    }
     if (Due(iNow) > iNow) return {};
     if (iNow - m_iBurstStart >= BURST_EVERY) {
         m_iBurstStart = iNow;
@@ -50,6 +57,9 @@ std::optional<std::span<const uint8_t>> CSendQueue::Next(TimeUs iNow)
 
 void CSendQueue::Acknowledged()
 {
+    // What went until now tells nothing about the time from here on.
+    if (m_iBackOff > 0 && !m_Outstanding.empty()) m_iBackedOff = m_Outstanding.back() + 1;
+    m_iBackOff = 0;
     if (!m_Outstanding.empty()) m_Outstanding.pop_front();
 }
 
@@ -57,7 +67,7 @@ TimeUs CSendQueue::Due(TimeUs iNow) const
 {
     if (m_Items.empty()) return NEVER;
     TimeUs due = iNow;
-    if (m_Outstanding.size() >= WINDOW) due = std::max(due, m_Outstanding.front() + PATIENCE);
+    if (m_Outstanding.size() >= Window()) due = std::max(due, m_Outstanding.front() + Patience());
     if (m_ulInBurst >= BURST) due = std::max(due, m_iBurstStart + BURST_EVERY);
     return due;
 }

@@ -14,7 +14,8 @@ namespace recorder
 //
 // Pieces are spread: at most BURST each millisecond, and at most WINDOW that the client hasn't acknowledged. A
 // piece whose acknowledgement doesn't come counts as gone after PATIENCE, so that a lost one delays but never
-// stops. No clock, no sockets; one thread at a time.
+// stops. While no acknowledgement comes at all, the window halves and the patience doubles each time, so that
+// a client that has gone, or never was, soon gets next to nothing. No clock, no sockets; one thread at a time.
 class CSendQueue
 {
   public:
@@ -23,6 +24,7 @@ class CSendQueue
     static constexpr size_t BURST = 16;
     static constexpr TimeUs BURST_EVERY = MILLISECOND;
     static constexpr TimeUs PATIENCE = 50 * MILLISECOND;
+    static constexpr int MOST_BACK_OFF = 4;  // 3 pieces each 800 ms
     static constexpr size_t MAX_BYTES = 4 << 20;
     static constexpr size_t MAX_PER_CHANNEL = 4;  // messages; a client that is so far behind loses pictures
 
@@ -44,6 +46,9 @@ class CSendQueue
     size_t Outstanding() const { return m_Outstanding.size(); }
 
   private:
+    size_t Window() const { return WINDOW >> m_iBackOff; }
+    TimeUs Patience() const { return PATIENCE << m_iBackOff; }
+
     struct XItem {
         int m_iChannel = 0;
         Message m_pMessage;
@@ -54,6 +59,8 @@ class CSendQueue
     std::deque<TimeUs> m_Outstanding;  // when the pieces that wait for acknowledgement went
     Message m_pLast;                   // keeps the piece that Next gave last
     size_t m_ulBytes = 0;
+    int m_iBackOff = 0;       // times that patience ended since the last acknowledgement
+    TimeUs m_iBackedOff = 0;  // when it did
     TimeUs m_iBurstStart = 0;
     size_t m_ulInBurst = 0;
 };

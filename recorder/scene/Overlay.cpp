@@ -53,10 +53,11 @@ void CTextOverlay::Lay(cairo_t* pContext, const XSprite& sprite, int iX, int iBa
     cairo_paint(pContext);
 }
 
-void CTextOverlay::Draw(cairo_t* pContext, int64_t iPicture) const
+void CTextOverlay::Draw(cairo_t* pContext, int64_t iPicture, const std::string& note) const
 {
     const int margin = m_iSize * 2 / 3;
     Lay(pContext, m_Name, margin, margin + m_iSize);
+    if (!note.empty()) Lay(pContext, MakeSprite(note), margin, 2 * margin + 2 * m_iSize);
     const std::string clock = ClockText(m_Setup, iPicture);
     int x = m_Setup.m_iWidth - margin;
     for (const char letter : clock)

@@ -15,7 +15,8 @@ class CTextOverlay
 {
   public:
     CTextOverlay(const XSceneSetup& setup, int iChannel);
-    void Draw(cairo_t* pContext, int64_t iPicture) const;
+    // A note, which is rare, stands below the name.
+    void Draw(cairo_t* pContext, int64_t iPicture, const std::string& note = {}) const;
 
   private:
     // A drawn text: to be laid with its upper left corner m_iRim before and m_iAscent above its baseline's

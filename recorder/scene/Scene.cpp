@@ -1,5 +1,6 @@
 #include "recorder/scene/Scene.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 
@@ -28,6 +29,44 @@ void Finish(const XSceneSetup& setup, int iChannel, int64_t iPicture, const uint
     picture.Resize(setup.m_iWidth, setup.m_iHeight);
     FromBgra(pPixels, ptrdiff_t{4} * setup.m_iWidth, picture);
     if (setup.m_bMark) DrawMark({static_cast<uint32_t>(iPicture), iChannel}, picture);
+}
+
+struct XNotice {
+    std::vector<std::string> m_Lines;
+    double m_dSize = 0;
+};
+
+// Broken at blanks, and within words that are wider than a line; always at least one letter a line.
+std::vector<std::string> BreakLines(CCanvas& canvas, const std::string& text, double dWidth, double dSize)
+{
+    std::vector<std::string> lines;
+    std::string line;
+    for (const char letter : text) {
+        line += letter;
+        if (line.size() == 1 || canvas.TextWidth(dSize, line) <= dWidth) continue;
+        const size_t blank = line.rfind(' ');
+        const size_t cut = blank == std::string::npos || blank == 0 ? line.size() - 1 : blank;
+        lines.push_back(line.substr(0, cut));
+        line.erase(0, line[cut] == ' ' ? cut + 1 : cut);
+    }
+    if (!line.empty()) lines.push_back(line);
+    return lines;
+}
+
+// The largest letters, not above dSize, with which the lines fit; what doesn't even fit with the smallest is
+// cut.
+XNotice FitNotice(CCanvas& canvas, const std::string& text, double dWidth, double dHeight, double dSize)
+{
+    constexpr double SMALLEST = 7;
+    constexpr double STEP = 0.9;
+    XNotice notice{BreakLines(canvas, text, dWidth, dSize), dSize};
+    const auto room = [&] { return static_cast<size_t>(dHeight / (notice.m_dSize * 1.2)); };
+    while (notice.m_Lines.size() > room() && notice.m_dSize * STEP >= SMALLEST) {
+        notice.m_dSize *= STEP;
+        notice.m_Lines = BreakLines(canvas, text, dWidth, notice.m_dSize);
+    }
+    if (notice.m_Lines.size() > room()) notice.m_Lines.resize(std::max<size_t>(1, room()));
+    return notice;
 }
 
 }  // namespace
@@ -149,10 +188,10 @@ COverlayPainter::COverlayPainter(const XSceneSetup& setup, int iChannel)
 
 COverlayPainter::~COverlayPainter() = default;
 
-void COverlayPainter::Draw(int64_t iPicture, uint8_t* pPixels, XPicture& picture)
+void COverlayPainter::Draw(int64_t iPicture, uint8_t* pPixels, XPicture& picture, const std::string& note)
 {
     const CSurface surface(pPixels, m_Setup.m_iWidth, m_Setup.m_iHeight);
-    m_pOverlay->Draw(surface.Context(), iPicture);
+    m_pOverlay->Draw(surface.Context(), iPicture, note);
     Finish(m_Setup, m_iChannel, iPicture, surface.Pixels(), picture);
 }
 
@@ -166,7 +205,12 @@ void COverlayPainter::DrawNotice(int64_t iPicture, const std::string& notice, XP
     const double sweep = Wrap(static_cast<double>(iPicture) / m_Setup.m_iRate / 4, 1);
     canvas.Shade(0, sweep * height * 1.2 - height * 0.2, width, height * 0.2,
                  {{0, Rgb(0xFFFFFF, 0)}, {1, Rgb(0xFFFFFF, 0.07)}});
-    canvas.Text(width / 2, height / 2, height / 16, notice, Rgb(0x9FB4C8), CCanvas::EAlign::Centre, true);
+    const XNotice text = FitNotice(canvas, notice, width * 0.86, height * 0.4, height / 16);
+    double baseline = height / 2 - text.m_dSize * 0.6 * static_cast<double>(text.m_Lines.size() - 1);
+    for (const std::string& line : text.m_Lines) {
+        canvas.Text(width / 2, baseline, text.m_dSize, line, Rgb(0x9FB4C8), CCanvas::EAlign::Centre, true);
+        baseline += text.m_dSize * 1.2;
+    }
     m_pOverlay->Draw(surface.Context(), iPicture);
     Finish(m_Setup, m_iChannel, iPicture, surface.Pixels(), picture);
 }

@@ -65,9 +65,9 @@ class COverlayPainter
     COverlayPainter& operator=(const COverlayPainter&) = delete;
 
     // The pixels (blue, green, red, unused; of the setup's size, no gaps between rows) are drawn over and
-    // converted.
-    void Draw(int64_t iPicture, uint8_t* pPixels, XPicture& picture);
-    // A picture that says why there is none.
+    // converted. A note stands below the name.
+    void Draw(int64_t iPicture, uint8_t* pPixels, XPicture& picture, const std::string& note = {});
+    // A picture that says why there is none, in lines and letters that fit into it.
     void DrawNotice(int64_t iPicture, const std::string& notice, XPicture& picture);
 
   private:

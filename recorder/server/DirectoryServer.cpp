@@ -13,6 +13,15 @@ namespace
 
 constexpr std::chrono::milliseconds ACCEPT_AGAIN_AFTER{100};
 
+asio::ip::tcp::acceptor Listen(asio::io_context& context, const XEndpoint& at)
+{
+    try {
+        return {context, asio::ip::tcp::endpoint(asio::ip::address_v4(at.m_dwAddress), at.m_usPort)};
+    } catch (const asio::system_error& e) {
+        throw asio::system_error(e.code(), "can't serve on TCP " + EndpointText(at));
+    }
+}
+
 }  // namespace
 
 // One connection; kept alive by its own pending operations, and known to the server until it is closed.
@@ -130,10 +139,7 @@ class CDirectoryServer::CConnection : public std::enable_shared_from_this<CConne
 
 CDirectoryServer::CDirectoryServer(asio::io_context& context, const XEndpoint& at, CDirectory directory,
                                    bool bSilent)
-    : m_Acceptor(context, asio::ip::tcp::endpoint(asio::ip::address_v4(at.m_dwAddress), at.m_usPort)),
-      m_Again(context),
-      m_Directory(std::move(directory)),
-      m_bSilent(bSilent)
+    : m_Acceptor(Listen(context, at)), m_Again(context), m_Directory(std::move(directory)), m_bSilent(bSilent)
 {
 }
 

@@ -8,6 +8,9 @@
 #include <map>
 #include <sstream>
 
+#include "recorder/media/SourceText.h"
+#include "recorder/server/SourcesFile.h"
+
 namespace recorder
 {
 
@@ -18,25 +21,6 @@ constexpr const char* DESCRIPTION =
     "The far side of Watchwall: a directory, a rendezvous and a recorder whose channels\n"
     "stream MPEG-4 to clients that punch their way to it. Without options it serves four\n"
     "drawn scenes on the loopback address. Channels are counted from 1 here.";
-
-// "WxH"
-bool ParseSize(const std::string& text, int& width, int& height)
-{
-    int used = 0;
-    return std::sscanf(text.c_str(), "%5dx%5d%n", &width, &height, &used) == 2 &&
-           static_cast<size_t>(used) == text.size();
-}
-
-std::string CheckSize(const std::string& text)
-{
-    int width = 0;
-    int height = 0;
-    if (!ParseSize(text, width, height)) return "'" + text + "' is not of the form WIDTHxHEIGHT";
-    if (width % 16 != 0 || height % 16 != 0) return "width and height must be multiples of 16";
-    if (width < 128 || height < 96 || width > 1920 || height > 1088)
-        return "a picture must be between 128x96 and 1920x1088";
-    return {};
-}
 
 // "0.0.0.0" to "255.255.255.255"
 bool ParseAddress(const std::string& text, uint32_t& address)
@@ -71,13 +55,18 @@ std::string ApplySource(const std::string& text, std::vector<std::string>& sourc
     const bool numbered = equals != std::string::npos && equals > 0 && equals < 4 &&
                           std::all_of(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(equals),
                                       [](unsigned char c) { return std::isdigit(c) != 0; });
+    const std::string spec = numbered ? text.substr(equals + 1) : text;
+    if (HasSecrets(spec))
+        return "--source " + WithoutSecrets(spec) +
+               ": everybody sees a command line; a user, a password or a query belongs into a file, see "
+               "--sources";
     if (!numbered) {
         std::fill(sources.begin(), sources.end(), text);
         return {};
     }
     const auto channel = static_cast<size_t>(std::stoi(text.substr(0, equals)));
     if (channel < 1 || channel > sources.size()) return "--source " + text + ": there is no such channel";
-    sources[channel - 1] = text.substr(equals + 1);
+    sources[channel - 1] = spec;
     return {};
 }
 
@@ -118,6 +107,8 @@ struct XTexts {
     std::string m_strMotion = "half";
     std::string m_strFaultsOn = "video";
     std::vector<std::string> m_Sources;
+    std::string m_strSourcesFile;
+    bool m_bChannels = false;  // their number was given
     std::vector<std::string> m_Silent;
     double m_dDelayMs = 0;
 };
@@ -174,6 +165,10 @@ void Declare(CLI::App& app, XOptions& options, XTexts& texts)
         ->type_name("[N=]SOURCE")
         ->allow_extra_args(false)
         ->group("Pictures");
+    app.add_option("--sources", texts.m_strSourcesFile,
+                   "file with URL, name and size for each channel; only its owner may read it")
+        ->type_name("FILE")
+        ->group("Pictures");
     app.add_option("--loop", options.m_iLoopSeconds,
                    "encode so many seconds in advance and send them again and again")
         ->type_name("SECONDS")
@@ -211,6 +206,11 @@ void Declare(CLI::App& app, XOptions& options, XTexts& texts)
         ->group("Network")
         ->capture_default_str();
     app.add_option("--clients", options.m_ulClients, "clients served at once")
+        ->type_name("N")
+        ->group("Network")
+        ->check(CLI::Range(1, 4096))
+        ->capture_default_str();
+    app.add_option("--clients-per-address", options.m_ulClientsPerAddress, "of these, from one address")
         ->type_name("N")
         ->group("Network")
         ->check(CLI::Range(1, 4096))
@@ -274,6 +274,39 @@ void Declare(CLI::App& app, XOptions& options, XTexts& texts)
         ->type_name("FILE");
 }
 
+void ApplyEntry(const XSourceEntry& entry, size_t index, XOptions& options)
+{
+    if (!entry.m_strUrl.empty()) options.m_Sources[index] = entry.m_strUrl;
+    if (entry.m_iWidth != 0) options.m_Sizes[index] = {entry.m_iWidth, entry.m_iHeight};
+    if (entry.m_strName.empty()) return;
+    auto& names = options.m_Scene.m_Names;
+    names.resize(std::max(names.size(), index + 1));
+    names[index] = entry.m_strName;
+}
+
+// What the file says goes before what the command line says; without --channels there are as many as it names.
+std::string ApplySources(XOptions& options, const XTexts& texts)
+{
+    std::map<int, XSourceEntry> entries;
+    try {
+        if (!texts.m_strSourcesFile.empty()) entries = ReadSources(texts.m_strSourcesFile);
+    } catch (const CSourcesFault& fault) {
+        return "--sources " + texts.m_strSourcesFile + ": " + fault.what();
+    }
+    if (!entries.empty() && !texts.m_bChannels) options.m_iChannels = entries.rbegin()->first;
+    const auto channels = static_cast<size_t>(options.m_iChannels);
+    options.m_Sources.assign(channels, std::string(SCENE));
+    options.m_Sizes.assign(channels, {options.m_Scene.m_iWidth, options.m_Scene.m_iHeight});
+    for (const std::string& source : texts.m_Sources)
+        if (auto wrong = ApplySource(source, options.m_Sources); !wrong.empty()) return wrong;
+    for (const auto& [channel, entry] : entries) {
+        if (channel > options.m_iChannels)
+            return "--sources " + texts.m_strSourcesFile + ": there is no channel " + std::to_string(channel);
+        ApplyEntry(entry, static_cast<size_t>(channel - 1), options);
+    }
+    return {};
+}
+
 // Empty, or what is wrong.
 std::string Complete(XOptions& options, const XTexts& texts)
 {
@@ -284,9 +317,9 @@ std::string Complete(XOptions& options, const XTexts& texts)
     options.m_Motion = texts.m_strMotion == "none" ? EMotion::None : EMotion::Half;
     options.m_Faults.m_iDelay = static_cast<TimeUs>(texts.m_dDelayMs * MILLISECOND);
     if (options.m_iGroup == 0) options.m_iGroup = options.m_Scene.m_iRate;
-    options.m_Sources.assign(static_cast<size_t>(options.m_iChannels), "scene");
-    for (const std::string& source : texts.m_Sources)
-        if (auto wrong = ApplySource(source, options.m_Sources); !wrong.empty()) return wrong;
+    if (auto wrong = ApplySources(options, texts); !wrong.empty()) return wrong;
+    if (options.m_iLoopSeconds > 0 && std::any_of(options.m_Sources.begin(), options.m_Sources.end(), IsLive))
+        return "--loop: a live source can't be encoded in advance";
     for (const std::string& service : texts.m_Silent)
         options.m_Silent.insert(SERVICES.at(service));
     options.m_FaultsOn.clear();
@@ -309,6 +342,7 @@ XParsed ParseOptions(int argc, const char* const* argv)
     try {
         Declare(app, parsed.m_Options, texts);
         app.parse(argc, argv);
+        texts.m_bChannels = app.count("--channels") > 0;
         parsed.m_strSay = Complete(parsed.m_Options, texts);
         if (!parsed.m_strSay.empty()) {
             parsed.m_strSay = "watchwall-recorder: " + parsed.m_strSay + "\n";

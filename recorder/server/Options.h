@@ -23,7 +23,13 @@ struct XOptions {
     int64_t m_iBitRate = 1'500'000;
     int m_iGroup = 0;  // pictures; never 0 after parsing
     EMotion m_Motion = EMotion::Half;
-    std::vector<std::string> m_Sources;  // one for each channel
+    std::vector<std::string> m_Sources;  // one for each channel; may hold passwords
+    struct XSize {
+        int m_iWidth = 0;
+        int m_iHeight = 0;
+        bool operator==(const XSize&) const = default;
+    };
+    std::vector<XSize> m_Sizes;  // one for each channel; that of m_Scene stands for those that name none
     int m_iLoopSeconds = 0;
 
     uint32_t m_dwListen = 0x7F000001;
@@ -31,6 +37,7 @@ struct XOptions {
     uint16_t m_usRendezvousPort = 4567;
     uint16_t m_usDevicePort = 0;
     size_t m_ulClients = 64;
+    size_t m_ulClientsPerAddress = 16;
     double m_dDropAfterSeconds = 10;
 
     XFaultRates m_Faults;

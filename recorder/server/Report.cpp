@@ -2,6 +2,8 @@
 
 #include <map>
 
+#include "recorder/media/SourceText.h"
+
 namespace recorder
 {
 
@@ -16,6 +18,11 @@ json FaultTable(const std::array<uint64_t, WIRE_FAULTS>& faults)
     for (size_t i = 1; i < WIRE_FAULTS; ++i)
         table[WireFaultText(static_cast<EWireFault>(i))] = faults[i];
     return table;
+}
+
+std::string SizeText(const XOptions::XSize& size)
+{
+    return std::to_string(size.m_iWidth) + "x" + std::to_string(size.m_iHeight);
 }
 
 json ClientEntry(const XClientCounts& client)
@@ -83,7 +90,8 @@ json MakeReport(const XReportInput& input)
         pictures += of.m_ulPictures;
         channelList.push_back(
             {{"channel", i + 1},
-             {"source", input.m_Options.m_Sources[i]},
+             {"source", WithoutSecrets(input.m_Options.m_Sources[i])},
+             {"size", SizeText(input.m_Options.m_Sizes[i])},
              {"pictures", channel.m_ulPictures},
              {"keys", channel.m_ulKeys},
              {"bytes", channel.m_ulBytes},
@@ -119,6 +127,8 @@ json MakeReport(const XReportInput& input)
           {"strangers", rendezvous.m_ulStrangers},
           {"forgotten", rendezvous.m_ulForgotten},
           {"refused logins", rendezvous.m_ulRefusedLogins},
+          {"displaced", rendezvous.m_ulDisplaced},
+          {"logins by punch", rendezvous.m_ulPunchLogins},
           {"malformed", FaultTable(rendezvous.m_Faults)}}},
         {"device",
          {{"probes", device.m_ulProbes},

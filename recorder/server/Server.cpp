@@ -70,19 +70,26 @@ class CServer::CChannels : public IChannels
         setup.m_iBitRate = options.m_iBitRate;
         setup.m_iGroup = options.m_iGroup;
         setup.m_Motion = options.m_Motion;
+        setup.m_iChannels = options.m_iChannels;
         // A loop is made of whole groups, so that its last picture leads over to its first.
         const int pictures = options.m_iLoopSeconds * options.m_Scene.m_iRate;
         const int groups = std::max(1, (pictures + options.m_iGroup - 1) / options.m_iGroup);
         const int loop = options.m_iLoopSeconds == 0 ? 0 : groups * options.m_iGroup;
         for (int channel = 0; channel < options.m_iChannels; ++channel) {
-            setup.m_strSource = options.m_Sources[static_cast<size_t>(channel)];
+            const auto index = static_cast<size_t>(channel);
+            setup.m_strSource = options.m_Sources[index];
+            setup.m_Scene.m_iWidth = options.m_Sizes[index].m_iWidth;
+            setup.m_Scene.m_iHeight = options.m_Sizes[index].m_iHeight;
             m_Channels.push_back(std::make_unique<CChannel>(setup, channel, loop, deliver));
         }
     }
 
     int Count() const override { return m_Options.m_iChannels; }
-    int Width() const override { return m_Options.m_Scene.m_iWidth; }
-    int Height() const override { return m_Options.m_Scene.m_iHeight; }
+    int Width(int iChannel) const override { return m_Options.m_Sizes[static_cast<size_t>(iChannel)].m_iWidth; }
+    int Height(int iChannel) const override
+    {
+        return m_Options.m_Sizes[static_cast<size_t>(iChannel)].m_iHeight;
+    }
     void SetWatched(int iChannel, bool bWatched) override { Of(iChannel).SetWatched(bWatched); }
     void WantKey(int iChannel) override { Of(iChannel).WantKey(); }
 
@@ -155,7 +162,12 @@ CServer::CServer(XOptions options)
     setup.m_Rendezvous = m_RendezvousAt;
     if (setup.m_Rendezvous.m_dwAddress == 0) setup.m_Rendezvous.m_dwAddress = 0x7F000001;
     m_RendezvousAt = setup.m_Rendezvous;
+    m_pRendezvous->Reserve(setup.m_strName,
+                           m_DeviceAt.m_dwAddress != 0
+                               ? m_DeviceAt
+                               : XEndpoint{setup.m_Rendezvous.m_dwAddress, m_DeviceAt.m_usPort});
     setup.m_ulClients = m_Options.m_ulClients;
+    setup.m_ulClientsPerAddress = m_Options.m_ulClientsPerAddress;
     setup.m_iDropAfter = static_cast<TimeUs>(m_Options.m_dDropAfterSeconds * SECOND);
     m_pDevice = std::make_unique<CDeviceLink>(std::move(setup), *m_pChannels, *m_pDeviceRoad);
 }

@@ -36,12 +36,15 @@ XEndpoint FromAsio(const asio::ip::udp::endpoint& endpoint)
 
 CUdpRoad::CUdpRoad(asio::io_context& context, const XEndpoint& at, const XFaultRates& rates, uint32_t dwSeed,
                    std::set<ECarries> faultsOn, Receive receive)
-    : m_Socket(context, ToAsio(at)),
+    : m_Socket(context, asio::ip::udp::v4()),
       m_Delayed(context),
       m_Faults(rates, dwSeed),
       m_FaultsOn(std::move(faultsOn)),
       m_Receive(std::move(receive))
 {
+    asio::error_code error;
+    m_Socket.bind(ToAsio(at), error);
+    if (error) throw asio::system_error(error, "can't serve on UDP " + EndpointText(at));
     if (!rates.Any()) m_FaultsOn.clear();
     m_Socket.non_blocking(true);
     asio::error_code ignored;

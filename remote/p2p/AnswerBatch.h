@@ -23,9 +23,9 @@ class CAnswerBatch final : public IP2POutput
     ~CAnswerBatch() override = default;
 
     void SendDatagram(std::span<const std::uint8_t> datagram, const sockaddr_in& to) override;
-    void DeliverData(const char* szName, std::span<const std::uint8_t> data) override
+    void DeliverData(const char* szName, std::span<const std::uint8_t> data, const sockaddr_in& from) override
     {
-        m_Output.DeliverData(szName, data);
+        m_Output.DeliverData(szName, data, from);
     }
 
     /// Sends what is held back, in order; failures are ignored.

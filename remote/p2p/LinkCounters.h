@@ -14,6 +14,7 @@ struct CLinkCounters {
     COUNTER m_ulMessages{0};                // whole messages that the link took for its own
     COUNTER m_ulForeign{0};                 // whole messages for somebody else, thrown away
     COUNTER m_ulDropped{0};                 // messages and datagrams dropped for their size or for want of room
+    COUNTER m_ulSkipped{0};                 // pictures left out because they had grown old
     COUNTER m_ulDecoded{0};                 // pictures that the decoder gave
     COUNTER m_ulShown{0};                   // pictures handed to the renderer
     COUNTER m_ulRefused{0};                 // messages of which the decoder made no picture

@@ -1,15 +1,35 @@
 #include "remote/p2p/MessageRouter.h"
 
+#include <algorithm>
 #include <string_view>
 #include <utility>
 
-void CMessageRouter::Feed(const char* szName, std::span<const std::uint8_t> data)
+CMessageRouter::XSender& CMessageRouter::SenderAt(const PEER_ADDRESS& address)
 {
-    switch (m_Assembler.Feed(data)) {
+    const auto known =
+        std::ranges::find_if(m_Senders, [&](const auto& sender) { return sender->m_Address == address; });
+    if (known != m_Senders.end()) return **known;
+    auto sender = std::make_unique<XSender>();
+    sender->m_Address = address;
+    if (m_Senders.size() < SENDER_LIMIT) return *m_Senders.emplace_back(std::move(sender));
+    // The last one that has brought the fewest, so that strangers share one place.
+    const auto least = std::min_element(
+        m_Senders.rbegin(), m_Senders.rend(),
+        [](const auto& left, const auto& right) { return left->m_ulMessages < right->m_ulMessages; });
+    *least = std::move(sender);
+    return **least;
+}
+
+void CMessageRouter::Feed(const char* szName, std::span<const std::uint8_t> data, const sockaddr_in& from,
+                          std::uint32_t dwTick)
+{
+    XSender& sender = SenderAt(PEER_ADDRESS::From(from));
+    switch (sender.m_Assembler.Feed(data)) {
         case CMessageAssembler::RESULT::More:
             break;
         case CMessageAssembler::RESULT::Complete:
-            Deliver(szName, m_Assembler.GetMessage());
+            ++sender.m_ulMessages;
+            Deliver(szName, sender.m_Assembler.GetMessage(), dwTick);
             break;
         case CMessageAssembler::RESULT::Dropped:
             CLinkCounters::Count(m_Counters.m_ulDropped);
@@ -17,11 +37,12 @@ void CMessageRouter::Feed(const char* szName, std::span<const std::uint8_t> data
     }
 }
 
-void CMessageRouter::Deliver(const char* szName, std::span<const std::uint8_t> message)
+void CMessageRouter::Deliver(const char* szName, std::span<const std::uint8_t> message, std::uint32_t dwTick)
 {
     XMessage delivered;
     std::string_view(szName).copy(delivered.m_szName, P2P_NAME_BYTES - 1);
     delivered.m_Data.assign(message.begin(), message.end());
+    delivered.m_dwTick = dwTick;
     const auto iChannel = static_cast<std::size_t>(ReadMessageHeader(message).m_iChannel);
     {
         const std::lock_guard lock(m_cs);

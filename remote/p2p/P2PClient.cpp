@@ -1,11 +1,9 @@
 #include "remote/p2p/P2PClient.h"
 
-#include <netdb.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cassert>
 #include <cerrno>
+#include <new>
 
 #include "remote/p2p/AnswerBatch.h"
 #include "remote/p2p/DatagramReader.h"
@@ -14,7 +12,6 @@ namespace
 {
 
 constexpr std::uint16_t SOCKET_VERSION = 0x0202;
-constexpr int HOST_NAME_BYTES = 256;
 constexpr int RECEIVE_BUFFER_BYTES =
     4 << 20;  // a burst of key pictures of all channels; the machine may grant less
 
@@ -81,20 +78,11 @@ bool CP2PClient::Init(std::uint16_t usPort)
 void CP2PClient::ReadLocalAddresses()
 {
     PEER_RECORD record;
-    char host[HOST_NAME_BYTES] = "";
-    gethostname(host, sizeof host - 1);
-    addrinfo hints{};
-    hints.ai_family = AF_INET;
-    hints.ai_socktype = SOCK_DGRAM;
-    addrinfo* list = nullptr;
-    if (getaddrinfo(host, nullptr, &hints, &list) == 0) {
-        for (const addrinfo* entry = list; entry != nullptr && record.m_ulAddressCount < P2P_ADDRESSES;
-             entry = entry->ai_next) {
-            auto& address = record.m_Addresses[record.m_ulAddressCount++];
-            address.m_ulAddress = reinterpret_cast<const sockaddr_in*>(entry->ai_addr)->sin_addr.s_addr;
-            address.m_usPort = m_usLocalPort;
-        }
-        freeaddrinfo(list);
+    for (const in_addr& host : GetHostAddresses(GetHostName())) {
+        if (record.m_ulAddressCount == P2P_ADDRESSES) break;
+        auto& address = record.m_Addresses[record.m_ulAddressCount++];
+        address.m_ulAddress = host.s_addr;
+        address.m_usPort = m_usLocalPort;
     }
     m_Protocol.SetLocalRecord(record);
 }
@@ -241,7 +229,11 @@ std::uint32_t CP2PClient::Receive()
         // A broken socket is read again for ever.
         if (!bRead && !bMore && errno != EINTR) m_Options.m_pClock->Sleep(1);
         while (reader.Next(datagram, from)) {
-            m_Protocol.HandleDatagram(datagram, from, answers);
+            try {
+                m_Protocol.HandleDatagram(datagram, from, answers);
+            } catch (const std::bad_alloc&) {
+                // A datagram that finds no memory is lost, as on the way.
+            }
             if (IsStopping()) return 0;
         }
         bMore = reader.IsMoreLikely();

@@ -83,6 +83,16 @@ class CP2PClient : private IP2POutput
     /// A peer's data, at least one byte; valid during the call. On the receiving thread, with no lock held.
     virtual void OnRecv(const char* szName, std::span<const std::uint8_t> data) = 0;
 
+    /// Hands the data on to OnRecv; for a class that wants to know where they came from.
+    void DeliverData(const char* szName, std::span<const std::uint8_t> data,
+                     const sockaddr_in& /*from*/) override
+    {
+        OnRecv(szName, data);
+    }
+
+    /// Milliseconds of the client's clock.
+    std::uint32_t Now() const { return m_Options.m_pClock->TickCount(); }
+
     /// Handles one datagram as if it had been received.
     void HandleDatagram(std::span<const std::uint8_t> datagram, const sockaddr_in& from);
 
@@ -93,8 +103,6 @@ class CP2PClient : private IP2POutput
     bool IsStopping() const { return m_bExit.load(std::memory_order_relaxed); }
 
   private:
-    void DeliverData(const char* szName, std::span<const std::uint8_t> data) final { OnRecv(szName, data); }
-
     std::uint32_t Receive();
     void ReadLocalAddresses();
     void SendToServer(std::span<const std::uint8_t> datagram);

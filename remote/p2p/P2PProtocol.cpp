@@ -4,6 +4,8 @@
 
 #include <cstdio>
 
+#include "inc/EscapeControls.h"
+
 void CP2PProtocol::HandleDatagram(std::span<const std::uint8_t> datagram, const sockaddr_in& from,
                                   IP2POutput& output)
 {
@@ -36,7 +38,7 @@ void CP2PProtocol::HandleDatagram(std::span<const std::uint8_t> datagram, const 
             break;
         case P2PMSG_DATA:
             // A message without data is a probe: it is acknowledged and reaches nobody.
-            if (!message.m_Body.empty()) output.DeliverData(message.m_Record.m_szName, message.m_Body);
+            if (!message.m_Body.empty()) output.DeliverData(message.m_Record.m_szName, message.m_Body, from);
             Answer(P2PMSG_DATA_ACK, from, output);
             break;
         case P2PMSG_DATA_ACK:
@@ -85,7 +87,8 @@ void CP2PProtocol::NoteSource(const PEER_RECORD& record, const sockaddr_in& from
     }
     char address[INET_ADDRSTRLEN] = "";
     inet_ntop(AF_INET, &from.sin_addr, address, sizeof address);
-    std::printf(" Set P2P address for %s -> %s:%ld \n", record.m_szName, address, long{source.m_usPort});
+    std::printf(" Set P2P address for %s -> %s:%ld \n", EscapeControls(record.Name()).c_str(), address,
+                long{source.m_usPort});
 }
 
 void CP2PProtocol::Answer(std::uint32_t ulType, const sockaddr_in& to, IP2POutput& output) const

@@ -20,8 +20,9 @@ class IP2POutput
     virtual ~IP2POutput() = default;
     /// Sends one datagram; a failure is ignored.
     virtual void SendDatagram(std::span<const std::uint8_t> datagram, const sockaddr_in& to) = 0;
-    /// A peer's data, at least one byte, valid during the call.
-    virtual void DeliverData(const char* szName, std::span<const std::uint8_t> data) = 0;
+    /// A peer's data, at least one byte, valid during the call, and where they came from.
+    virtual void DeliverData(const char* szName, std::span<const std::uint8_t> data,
+                             const sockaddr_in& from) = 0;
 };
 
 /// What a client of the peer protocol knows, and what it does with a datagram: a function over bytes, without

@@ -4,8 +4,7 @@
 #include <cstring>
 
 #include "inc/OutputDebugString.h"
-#include "platform/files/profile.h"
-#include "platform/os/paths.h"
+#include "model/settings/SystemSettings.h"
 
 namespace
 {
@@ -18,16 +17,15 @@ constexpr std::uint32_t PACKET_WAIT_MS = 100;
 XSessionOptions ReadSessionOptions()
 {
     const auto endpoints = ReadEndpoints();
-    const std::string strPath = GetModuleDirectory() + "config\\system.ini";
     XSessionOptions options;
     options.m_P2P.m_usServerPort = endpoints.m_usRendezvousPort;
     options.m_strServer = endpoints.m_strHost;
-    options.m_bSharedReceive = GetPrivateProfileIntA("System", "SharedReceive", 0, strPath.c_str()) == 1;
+    options.m_bSharedReceive = ReadSettingSwitch(ESetting::SharedReceive);
     return options;
 }
 
 CP2PSession::CP2PSession(const XSessionOptions& options)
-    : CMyP2P(options.m_P2P), m_strServer(options.m_strServer)
+    : CMyP2P(options.m_P2P), m_strServer(options.m_strServer), m_ulRequestRepeatMs(options.m_ulRequestRepeatMs)
 {
     if (options.m_bSharedReceive) m_pRouter = std::make_unique<CMessageRouter>(m_Counters);
 }
@@ -107,7 +105,6 @@ std::int32_t CP2PSession::ReceiveMessage(char* szName, std::span<std::uint8_t> b
 std::int32_t CP2PSession::ReceiveChannel(char* szName, std::span<std::uint8_t> buffer, std::int32_t iChannel,
                                          std::int32_t iDirection, const P2PCancel* pCancel)
 {
-    if (m_pRouter) return ReceiveShared(szName, buffer, iChannel, iDirection, pCancel);
     while (IsConnected()) {
         const std::int32_t count = ReceiveMessage(szName, buffer, pCancel);
         if (count < 1) return count;
@@ -121,22 +118,18 @@ std::int32_t CP2PSession::ReceiveChannel(char* szName, std::span<std::uint8_t> b
     return 0;
 }
 
-std::int32_t CP2PSession::ReceiveShared(char* szName, std::span<std::uint8_t> buffer, std::int32_t iChannel,
-                                        std::int32_t iDirection, const P2PCancel* pCancel)
+std::optional<CMessageRouter::XMessage> CP2PSession::TakeMessage(std::int32_t iChannel, std::int32_t iDirection,
+                                                                 const P2PCancel* pCancel,
+                                                                 const CMessageRouter::DEADLINE& deadline)
 {
-    while (const auto message = m_pRouter->Receive(iChannel, [&] { return IsEnded(pCancel); })) {
-        if (IsEnded(pCancel)) return 0;
-        if (ReadMessageHeader(message->m_Data).m_iDirection != iDirection) {
-            CLinkCounters::Count(m_Counters.m_ulForeign);
-        } else if (message->m_Data.size() > buffer.size()) {
-            CLinkCounters::Count(m_Counters.m_ulDropped);
-        } else {
-            std::memcpy(szName, message->m_szName, P2P_NAME_BYTES);
-            std::ranges::copy(message->m_Data, buffer.begin());
-            return static_cast<std::int32_t>(message->m_Data.size());
-        }
+    if (!m_pRouter) return std::nullopt;
+    for (;;) {
+        auto message = m_pRouter->Receive(
+            iChannel, [&] { return IsEnded(pCancel); }, deadline);
+        if (!message || IsEnded(pCancel)) return std::nullopt;
+        if (ReadMessageHeader(message->m_Data).m_iDirection == iDirection) return message;
+        CLinkCounters::Count(m_Counters.m_ulForeign);
     }
-    return 0;
 }
 
 void CP2PSession::OpenChannel(std::int32_t iChannel)
@@ -149,13 +142,13 @@ void CP2PSession::CloseChannel(std::int32_t iChannel)
     if (m_pRouter) m_pRouter->CloseChannel(iChannel);
 }
 
-void CP2PSession::OnRecv(const char* szName, std::span<const std::uint8_t> data)
+void CP2PSession::DeliverData(const char* szName, std::span<const std::uint8_t> data, const sockaddr_in& from)
 {
     if (!m_pRouter) {
-        CMyP2P::OnRecv(szName, data);
+        CMyP2P::DeliverData(szName, data, from);
         return;
     }
     CLinkCounters::Count(m_Counters.m_ulDatagrams);
     CLinkCounters::Count(m_Counters.m_ulBytes, data.size());
-    m_pRouter->Feed(szName, data);
+    m_pRouter->Feed(szName, data, from, Now());
 }

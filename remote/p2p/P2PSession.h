@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -15,6 +16,8 @@ struct XSessionOptions {
     XP2POptions m_P2P;
     std::string m_strServer = "127.0.0.1";  // the rendezvous server, a dotted address or a host name
     bool m_bSharedReceive = false;          // see CP2PSession
+    // With shared receiving only: a stream request without a reply is repeated so often, milliseconds.
+    std::uint32_t m_ulRequestRepeatMs = 3000;
 };
 
 /// The session's options from "config\system.ini": the endpoints (remote/p2p/Endpoints.h), and in section
@@ -27,11 +30,10 @@ XSessionOptions ReadSessionOptions();
 ///
 /// One channel receives at a time: the first thread that finds the queue empty holds the receive lock from then
 /// on, and the others wait for it until that thread has ended. With the option of shared receiving the session
-/// instead hands each message to the channel that it names, so that all open channels receive at once; closing
-/// a channel then ends its wait too.
+/// instead hands each message to the channel that it names, so that all open channels receive at once.
 ///
 /// Order of locks: receive lock, then the queue's mutex. The list lock is never held with either.
-class CP2PSession final : public CMyP2P
+class CP2PSession : public CMyP2P
 {
   public:
     explicit CP2PSession(const XSessionOptions& options = {});
@@ -59,10 +61,21 @@ class CP2PSession final : public CMyP2P
     std::int32_t ReceiveMessage(char* szName, std::span<std::uint8_t> buffer,
                                 const P2PCancel* pCancel = nullptr);
 
-    /// The next message with that channel and direction; others are thrown away. With shared receiving the
-    /// channel has to be open.
+    /// The next message with that channel and direction; others are thrown away. Not with shared receiving.
     std::int32_t ReceiveChannel(char* szName, std::span<std::uint8_t> buffer, std::int32_t iChannel,
                                 std::int32_t iDirection, const P2PCancel* pCancel = nullptr);
+
+    /// With shared receiving, the same for a channel that is open. None when the session, `pCancel` or the
+    /// deadline ended the wait.
+    std::optional<CMessageRouter::XMessage> TakeMessage(
+        std::int32_t iChannel, std::int32_t iDirection, const P2PCancel* pCancel = nullptr,
+        const CMessageRouter::DEADLINE& deadline = std::nullopt);
+
+    /// How long ago a message came, milliseconds.
+    std::uint32_t AgeOf(const CMessageRouter::XMessage& message) const { return Now() - message.m_dwTick; }
+
+    /// XSessionOptions::m_ulRequestRepeatMs.
+    std::uint32_t GetRequestRepeatMs() const { return m_ulRequestRepeatMs; }
 
     /// Gives back the receive lock however often the calling thread took it. Every thread that received calls
     /// this before it ends.
@@ -79,14 +92,13 @@ class CP2PSession final : public CMyP2P
     void WakeAll();
 
   protected:
-    void OnRecv(const char* szName, std::span<const std::uint8_t> data) override;
+    void DeliverData(const char* szName, std::span<const std::uint8_t> data, const sockaddr_in& from) override;
 
   private:
     bool IsEnded(const P2PCancel* pCancel) const;
-    std::int32_t ReceiveShared(char* szName, std::span<std::uint8_t> buffer, std::int32_t iChannel,
-                               std::int32_t iDirection, const P2PCancel* pCancel);
 
     const std::string m_strServer;
+    const std::uint32_t m_ulRequestRepeatMs;
     std::atomic<bool> m_bConnected{false};
     CReceiveLock m_ReceiveLock;
     std::unique_ptr<CMessageRouter> m_pRouter;  // with shared receiving only; set in the constructor

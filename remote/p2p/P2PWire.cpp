@@ -6,7 +6,6 @@
 namespace
 {
 
-constexpr std::size_t NAME_AT = 0;
 constexpr std::size_t ADDRESSES_AT = 36;
 constexpr std::size_t ADDRESS_BYTES = 8;
 constexpr std::size_t ADDRESS_COUNT_AT = 76;
@@ -16,22 +15,22 @@ constexpr std::size_t P2P_ADDRESS_AT = 80;
 PEER_ADDRESS ReadAddress(const std::uint8_t* bytes)
 {
     PEER_ADDRESS address;
-    std::memcpy(&address.m_ulAddress, bytes, sizeof address.m_ulAddress);
+    std::memcpy(&address, bytes, sizeof address);
     address.m_usPort = ReadLittle16(bytes + 4);
     return address;
 }
 
 void WriteAddress(std::uint8_t* bytes, const PEER_ADDRESS& address)
 {
-    std::memcpy(bytes, &address.m_ulAddress, sizeof address.m_ulAddress);
+    std::memcpy(bytes, &address, sizeof address);
     WriteLittle16(bytes + 4, address.m_usPort);
 }
 
 PEER_RECORD ReadRecord(const std::uint8_t* bytes)
 {
     PEER_RECORD record;
-    const char* const name = reinterpret_cast<const char*>(bytes + NAME_AT);
-    record.SetName({name, strnlen(name, P2P_NAME_BYTES)});
+    std::memcpy(&record, bytes, sizeof record);
+    record.m_szName[P2P_NAME_BYTES - 1] = '\0';
     for (std::size_t i = 0; i < P2P_ADDRESSES; ++i)
         record.m_Addresses[i] = ReadAddress(bytes + ADDRESSES_AT + i * ADDRESS_BYTES);
     record.m_ulAddressCount = std::min<std::uint8_t>(bytes[ADDRESS_COUNT_AT], P2P_ADDRESSES);
@@ -77,14 +76,11 @@ bool ReadP2PMessage(std::span<const std::uint8_t> datagram, XP2PMessage& message
 
 void WriteP2PHeader(std::uint32_t ulType, const PEER_RECORD& record, std::uint8_t* header)
 {
-    std::memset(header, 0, P2P_HEADER_BYTES);
     WriteLittle32(header, ulType);
     std::uint8_t* const bytes = header + 4;
-    const auto strName = record.Name();
-    std::memcpy(bytes + NAME_AT, strName.data(), strName.size());
+    std::memcpy(bytes, &record, sizeof record);
     for (std::size_t i = 0; i < P2P_ADDRESSES; ++i)
         WriteAddress(bytes + ADDRESSES_AT + i * ADDRESS_BYTES, record.m_Addresses[i]);
-    bytes[ADDRESS_COUNT_AT] = record.m_ulAddressCount;
     WriteAddress(bytes + P2P_ADDRESS_AT, record.m_P2PAddress);
 }
 

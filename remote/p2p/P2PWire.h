@@ -45,7 +45,10 @@ struct PEER_ADDRESS {
     static PEER_ADDRESS From(const sockaddr_in& address);
     sockaddr_in ToSocketAddress() const;
     bool IsKnown() const { return m_ulAddress != 0; }
-    friend bool operator==(const PEER_ADDRESS&, const PEER_ADDRESS&) = default;
+    friend bool operator==(const PEER_ADDRESS& left, const PEER_ADDRESS& right)
+    {
+        return left.m_ulAddress == right.m_ulAddress && left.m_usPort == right.m_usPort;
+    }
 };
 
 /// One user of the protocol, laid out in memory as on the wire.
@@ -53,7 +56,7 @@ struct PEER_RECORD {
     char m_szName[P2P_NAME_BYTES] = {};  // the key of the user list, always terminated
     std::uint8_t m_Padding1[3] = {};
     PEER_ADDRESS m_Addresses[P2P_ADDRESSES];  // the user's local addresses
-    std::uint8_t m_Unnamed[8] = {};           // sent as zero, never read
+    std::uint8_t m_Unnamed[8] = {};           // carried along, like the padding and the reserved word
     std::uint8_t m_ulAddressCount = 0;        // 0 to 4
     std::uint8_t m_Padding2[3] = {};
     PEER_ADDRESS m_P2PAddress;  // where the user was last heard
@@ -76,8 +79,9 @@ struct XP2PMessage {
     std::span<const std::uint8_t> m_Body;
 };
 
-/// Reads a datagram; false when it is shorter than a header. Every record that comes out is sound: a name
-/// without terminator is cut to 32 characters, an address count above 4 counts as 4, what must be zero is zero.
+/// Reads a datagram; false when it is shorter than a header. The record is copied whole, so that what a server
+/// keeps in it comes back to the server, but it is sound: a name without terminator is cut to 32 characters,
+/// and an address count above 4 counts as 4.
 bool ReadP2PMessage(std::span<const std::uint8_t> datagram, XP2PMessage& message);
 
 /// Writes the 96 bytes that begin every message.

@@ -1,28 +1,23 @@
 #include "remote/udp/UdpLink.h"
 
+#include <algorithm>
+#include <exception>
 #include <string>
 #include <utility>
 
 #include "codec/decoder.h"
 #include "model/NodeModel.h"
-#include "platform/files/profile.h"
-#include "platform/os/paths.h"
+#include "model/settings/SystemSettings.h"
 #include "platform/os/threads.h"
+#include "remote/p2p/LinkLog.h"
+#include "remote/udp/ChannelReceiver.h"
 #include "render/CellPool.h"
 #include "render/Render.h"
 
 namespace
 {
 
-constexpr std::int32_t DIRECTION_CLIENT = 1;  // in the requests and in all that the client accepts
 constexpr std::size_t REQUEST_BYTES = 8;
-constexpr std::size_t REPLY_BYTES = 1024;
-
-bool ReadStandardChroma()
-{
-    const std::string strPath = GetModuleDirectory() + "config\\system.ini";
-    return GetPrivateProfileIntA("System", "StandardChroma", 0, strPath.c_str()) == 1;
-}
 
 }  // namespace
 
@@ -47,76 +42,66 @@ void CUdpLink::Cancel()
 
 void CUdpLink::Run()
 {
-    if (m_pSession) {
-        m_pSession->OpenChannel(m_iDevID);
-        if (Connect() && ReceiveReply()) {
-            OpenPicture();
-            Play();
-        }
-        m_pSession->CloseChannel(m_iDevID);
-        m_pSession->ReleaseReceiveLock();
+    // What one channel's bytes or the lack of memory for them bring about ends that channel alone.
+    try {
+        if (m_pSession) Receive();
+    } catch (const std::exception& fault) {
+        LogLink("CUdpLink::Run", "channel " + std::to_string(m_iDevID + 1) + " of " + std::to_string(m_iNetID) +
+                                     " ends: " + fault.what());
     }
     CleanUp();
 }
 
-/// Punches a path and asks for the stream.
-bool CUdpLink::Connect()
+/// From the path to the machine to the end of the stream.
+void CUdpLink::Receive()
 {
     const std::string strPeer = std::to_string(m_iNetID);
-    if (!m_pSession->ConnectPeer(strPeer, &m_bCancel)) return false;
-    std::uint8_t request[REQUEST_BYTES];
-    WriteLittle32(request, MakeMessageHeader(m_iDevID, REQUEST_BYTES));
-    WriteLittle32(request + MESSAGE_HEADER_BYTES, static_cast<std::uint32_t>(m_iDevID));
-    m_pSession->SendMessage(strPeer, request);
-    return true;
-}
-
-/// Waits for the reply and takes width and height from it: both are 0 when the session ended instead.
-bool CUdpLink::ReceiveReply()
-{
-    std::uint8_t reply[REPLY_BYTES] = {};
-    char szName[P2P_NAME_BYTES];
-    std::int32_t count = 0;
-    do {
-        count = m_pSession->ReceiveChannel(szName, reply, m_iDevID, DIRECTION_CLIENT, &m_bCancel);
-        m_iWidth = ReadLittle16(reply + 4);
-        m_iHeight = ReadLittle16(reply + 6);
-        // A channel that is opened again while the machine still streams meets pictures before the reply. They
-        // begin with a start code, where the reply has its width; with shared receiving they are passed over.
-    } while (m_pSession->IsSharedReceive() && count > 0 && m_iWidth == 0);
-    return !IsCancelled();
+    const auto receiver = CChannelReceiver::Make(*m_pSession, *m_pCounters, m_iDevID, m_bCancel);
+    if (!m_pSession->ConnectPeer(strPeer, &m_bCancel)) return;
+    m_Reply = receiver->ReceiveReply([&] {
+        std::uint8_t request[REQUEST_BYTES];
+        WriteLittle32(request, MakeMessageHeader(m_iDevID, REQUEST_BYTES));
+        WriteLittle32(request + MESSAGE_HEADER_BYTES, static_cast<std::uint32_t>(m_iDevID));
+        m_pSession->SendMessage(strPeer, request);
+    });
+    if (IsEnding()) return;
+    OpenPicture();
+    while (m_pSession->IsConnected() && !IsEnding()) {
+        const auto message = receiver->ReceiveMessage();
+        if (message.empty()) continue;
+        CLinkCounters::Count(m_pCounters->m_ulMessages);
+        CLinkCounters::Count(m_pCounters->m_ulBytes, message.size());
+        Show(message.data() + std::min<std::size_t>(message.size(), MESSAGE_HEADER_BYTES),
+             static_cast<std::int32_t>(message.size()) - static_cast<std::int32_t>(MESSAGE_HEADER_BYTES));
+    }
 }
 
 void CUdpLink::OpenPicture()
 {
-    m_pCounters->m_iWidth.store(m_iWidth, std::memory_order_relaxed);
-    m_pCounters->m_iHeight.store(m_iHeight, std::memory_order_relaxed);
-    const auto decoder = std::make_shared<CMpeg4Decoder>(m_iWidth, m_iHeight);
-    decoder->SetStandardChroma(ReadStandardChroma());
+    const auto [iWidth, iHeight] = m_Reply;
+    m_pCounters->m_iWidth.store(iWidth, std::memory_order_relaxed);
+    m_pCounters->m_iHeight.store(iHeight, std::memory_order_relaxed);
+    if (!IsWithinLimit(m_Reply)) {
+        // As a decoder that does not open: the channel stays open and every message of it is refused.
+        LogLink("CUdpLink::OpenPicture",
+                "channel " + std::to_string(m_iDevID + 1) + " of " + std::to_string(m_iNetID) +
+                    ": pictures of " + std::to_string(iWidth) + " x " + std::to_string(iHeight) + ", at most " +
+                    std::to_string(PICTURE_LIMIT_SAMPLES) + " samples are shown");
+        return;
+    }
+    const auto decoder = std::make_shared<CMpeg4Decoder>(iWidth, iHeight);
+    decoder->SetStandardChroma(ReadSettingSwitch(ESetting::StandardChroma));
     m_pState->m_pDecoder = decoder;
     m_pRender = CreateRender();
-    if (m_pRender) m_pSurface = m_pRender->CreateSurface(m_iWidth, m_iHeight);
-}
-
-void CUdpLink::Play()
-{
-    std::uint8_t buffer[MESSAGE_LIMIT_BYTES];
-    char szName[P2P_NAME_BYTES];
-    while (m_pState->m_bRunning && m_pSession->IsConnected() && !IsCancelled()) {
-        const std::int32_t count =
-            m_pSession->ReceiveChannel(szName, buffer, m_iDevID, DIRECTION_CLIENT, &m_bCancel);
-        if (count < 1) continue;
-        CLinkCounters::Count(m_pCounters->m_ulMessages);
-        CLinkCounters::Count(m_pCounters->m_ulBytes, static_cast<std::uint64_t>(count));
-        Show(buffer + MESSAGE_HEADER_BYTES, count - static_cast<std::int32_t>(MESSAGE_HEADER_BYTES));
-    }
+    if (m_pRender) m_pSurface = m_pRender->CreateSurface(iWidth, iHeight);
 }
 
 /// Decodes one picture and hands it to the renderer. The length may be below 1, which the decoder answers as it
 /// likes.
 void CUdpLink::Show(const std::uint8_t* pData, std::int32_t iLength)
 {
-    const CodecFrame* const frame = m_pState->m_pDecoder->Decode(pData, iLength);
+    CVideoDecoder* const decoder = m_pState->m_pDecoder.get();
+    const CodecFrame* const frame = decoder == nullptr ? nullptr : decoder->Decode(pData, iLength);
     if (frame == nullptr) {
         CLinkCounters::Count(m_pCounters->m_ulRefused);
         return;

@@ -6,6 +6,7 @@
 #include "remote/DeviceState.h"
 #include "remote/p2p/LinkCounters.h"
 #include "remote/p2p/P2PSession.h"
+#include "remote/udp/StreamReply.h"
 
 class CRender;
 class CSurface;
@@ -24,20 +25,19 @@ class CUdpLink
     CUdpLink& operator=(const CUdpLink&) = delete;
 
     /// The link thread, from start to end. Ends when m_bRunning of the state is clear and a message has come,
-    /// when no path could be had, when the session has ended, or by Cancel.
+    /// when no path could be had, when the session has ended, by Cancel, or by an exception, which the log
+    /// tells.
     void Run();
 
     /// Ends every wait of the run. Any thread.
     void Cancel();
 
   private:
-    bool Connect();
-    bool ReceiveReply();
+    void Receive();
     void OpenPicture();
-    void Play();
     void Show(const std::uint8_t* pData, std::int32_t iLength);
     void CleanUp();
-    bool IsCancelled() const { return m_bCancel.load(std::memory_order_relaxed); }
+    bool IsEnding() const { return m_bCancel.load(std::memory_order_relaxed) || !m_pState->m_bRunning; }
 
     // set in the constructor, constant afterwards
     const std::shared_ptr<XDeviceState> m_pState;
@@ -49,8 +49,7 @@ class CUdpLink
     // any thread
     P2PCancel m_bCancel{false};
     // link thread only
-    std::int32_t m_iWidth = 0;
-    std::int32_t m_iHeight = 0;
+    XStreamReply m_Reply;
     std::shared_ptr<CRender> m_pRender;
     CSurface* m_pSurface = nullptr;  // the renderer's, until DestroySurface
 };

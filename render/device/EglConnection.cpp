@@ -1,7 +1,9 @@
 #include "render/device/EglConnection.h"
 
+#include <X11/Xlib-xcb.h>
 #include <X11/Xlib.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <mutex>
 #include <set>
@@ -10,21 +12,34 @@
 namespace
 {
 
-// The X library has one error handler for the whole process: ours looks whose display it is and passes on the
-// rest.
+// The X library has one handler of each kind for the whole process: ours look whose display it is and pass on
+// the rest.
 std::mutex g_csDisplays;
-std::set<Display*> g_Displays;
+std::multiset<Display*> g_Displays;  // a new display may get the address of one that is just leaving
 XErrorHandler g_pFormerHandler = nullptr;
+XIOErrorHandler g_pFormerIOHandler = nullptr;
 
 int HandleXError(Display* display, XErrorEvent* event)
 {
     XErrorHandler former = nullptr;
     {
         const std::lock_guard lock(g_csDisplays);
-        if (g_Displays.count(display) != 0) return 0;
+        if (g_Displays.contains(display)) return 0;
         former = g_pFormerHandler;
     }
     return former != nullptr ? former(display, event) : 0;
+}
+
+// A server that goes away ends our connection, not the process, as the library's own handler would.
+int HandleXIOError(Display* display)
+{
+    XIOErrorHandler former = nullptr;
+    {
+        const std::lock_guard lock(g_csDisplays);
+        if (g_Displays.contains(display)) return 0;
+        former = g_pFormerIOHandler;
+    }
+    return former != nullptr ? former(display) : 0;
 }
 
 void WatchDisplay(Display* display)
@@ -33,6 +48,22 @@ void WatchDisplay(Display* display)
     g_Displays.insert(display);
     const XErrorHandler former = XSetErrorHandler(HandleXError);
     if (former != HandleXError) g_pFormerHandler = former;
+    const XIOErrorHandler former_io = XSetIOErrorHandler(HandleXIOError);
+    if (former_io != HandleXIOError) g_pFormerIOHandler = former_io;
+    XSetIOErrorExitHandler(
+        display, [](Display*, void*) {}, nullptr);  // nor once the handler has returned
+}
+
+// Once the display is closed: closing it meets its last errors. The handlers of others come back with the last.
+void LeaveDisplay(Display* display)
+{
+    const std::lock_guard lock(g_csDisplays);
+    g_Displays.erase(g_Displays.find(display));
+    if (!g_Displays.empty()) return;
+    if (const XErrorHandler present = XSetErrorHandler(g_pFormerHandler); present != HandleXError)
+        XSetErrorHandler(present);
+    if (const XIOErrorHandler present = XSetIOErrorHandler(g_pFormerIOHandler); present != HandleXIOError)
+        XSetIOErrorHandler(present);
 }
 
 bool HasExtension(const char* extensions, const char* name)
@@ -90,6 +121,11 @@ GLuint BuildPictureProgram()
     return program;
 }
 
+bool CEglConnection::IsUsable() const
+{
+    return m_pXcb != nullptr && xcb_connection_has_error(m_pXcb) == 0;
+}
+
 std::shared_ptr<CEglConnection> CEglConnection::Open()
 {
     std::shared_ptr<CEglConnection> connection(new CEglConnection);
@@ -102,10 +138,7 @@ bool CEglConnection::Initialize()
     m_pXDisplay = XOpenDisplay(nullptr);
     if (m_pXDisplay == nullptr) return false;
     WatchDisplay(m_pXDisplay);
-    m_bUsable = true;
-    // A server that goes away ends this connection, not the process.
-    XSetIOErrorExitHandler(
-        m_pXDisplay, [](Display*, void* self) { static_cast<CEglConnection*>(self)->m_bUsable = false; }, this);
+    m_pXcb = XGetXCBConnection(m_pXDisplay);
 
     m_Display = eglGetDisplay(reinterpret_cast<EGLNativeDisplayType>(m_pXDisplay));
     if (m_Display == EGL_NO_DISPLAY || eglInitialize(m_Display, nullptr, nullptr) != EGL_TRUE ||
@@ -161,8 +194,7 @@ CEglConnection::~CEglConnection()
     if (m_Display != EGL_NO_DISPLAY) eglTerminate(m_Display);
     if (m_pXDisplay == nullptr) return;
     XCloseDisplay(m_pXDisplay);
-    const std::lock_guard lock(g_csDisplays);
-    g_Displays.erase(m_pXDisplay);
+    LeaveDisplay(m_pXDisplay);
 }
 
 bool CEglConnection::GetScreenSize(std::int32_t& width, std::int32_t& height) const
@@ -170,7 +202,7 @@ bool CEglConnection::GetScreenSize(std::int32_t& width, std::int32_t& height) co
     const int screen = DefaultScreen(m_pXDisplay);
     width = DisplayWidth(m_pXDisplay, screen);
     height = DisplayHeight(m_pXDisplay, screen);
-    return m_bUsable;
+    return IsUsable();
 }
 
 EGLContext CEglConnection::CreateContext(bool& robust)
@@ -184,7 +216,7 @@ EGLContext CEglConnection::CreateContext(bool& robust)
                                 EGL_LOSE_CONTEXT_ON_RESET_EXT,
                                 EGL_NONE};
     robust = false;
-    if (!m_bUsable) return EGL_NO_CONTEXT;
+    if (!IsUsable()) return EGL_NO_CONTEXT;
     // The interface is chosen for each thread by itself, and recovery runs on a link thread.
     eglBindAPI(EGL_OPENGL_ES_API);
     if (m_bHasRobustness) {
@@ -200,9 +232,19 @@ void CEglConnection::DestroyContext(EGLContext context)
     eglDestroyContext(m_Display, context);
 }
 
+// Somebody else may have destroyed a window that its owner still lends: a foreign host its parent, for example.
+bool CEglConnection::IsWindowThere(std::uintptr_t systemWindow) const
+{
+    const xcb_get_geometry_cookie_t asked = xcb_get_geometry(m_pXcb, static_cast<xcb_drawable_t>(systemWindow));
+    const std::unique_ptr<xcb_get_geometry_reply_t, decltype(&std::free)> reply(
+        xcb_get_geometry_reply(m_pXcb, asked, nullptr), &std::free);
+    return reply != nullptr;
+}
+
 EGLSurface CEglConnection::CreateWindowSurface(std::uintptr_t systemWindow)
 {
-    if (!m_bUsable) return EGL_NO_SURFACE;
+    // The driver takes a window that the server doesn't know for a good one and draws into nothing.
+    if (!IsUsable() || !IsWindowThere(systemWindow)) return EGL_NO_SURFACE;
     return eglCreateWindowSurface(m_Display, m_Config, static_cast<EGLNativeWindowType>(systemWindow), nullptr);
 }
 
@@ -219,19 +261,21 @@ void CEglConnection::GetSurfaceSize(EGLSurface surface, std::int32_t& width, std
 
 bool CEglConnection::MakeCurrent(EGLSurface surface, EGLContext context)
 {
-    if (!m_bUsable || eglMakeCurrent(m_Display, surface, surface, context) != EGL_TRUE) return false;
+    if (!IsUsable() || eglMakeCurrent(m_Display, surface, surface, context) != EGL_TRUE) return false;
     if (surface != EGL_NO_SURFACE) eglSwapInterval(m_Display, 0);
     return true;
 }
 
 bool CEglConnection::SwapBuffers(EGLSurface surface)
 {
-    return eglSwapBuffers(m_Display, surface) == EGL_TRUE;
+    // On a broken connection the software driver never comes to the end of a picture: it divides it by the
+    // longest request, which is 0 then. The drawing has asked the server last; the swap itself only writes.
+    return IsUsable() && eglSwapBuffers(m_Display, surface) == EGL_TRUE;
 }
 
 bool CEglConnection::IsContextLost() const
 {
-    return !m_bUsable || eglGetError() == EGL_CONTEXT_LOST;
+    return !IsUsable() || eglGetError() == EGL_CONTEXT_LOST;
 }
 
 bool CEglConnection::IsGraphicsReset() const

@@ -2,7 +2,6 @@
 
 #include "render/device/EglTypes.h"
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 
@@ -18,8 +17,8 @@ class CEglConnection
     CEglConnection(const CEglConnection&) = delete;
     CEglConnection& operator=(const CEglConnection&) = delete;
 
-    /// Whether the X server still answers. At any time from any thread.
-    bool IsUsable() const { return m_bUsable; }
+    /// Whether the X server still answers, as far as anybody has noticed. At any time from any thread.
+    bool IsUsable() const;
     /// Whether the processor draws in place of a display adapter.
     bool IsSoftware() const { return m_bSoftware; }
     bool GetScreenSize(std::int32_t& width, std::int32_t& height) const;
@@ -28,7 +27,7 @@ class CEglConnection
     /// EGL_NO_CONTEXT on failure; `robust` tells whether resets of the adapter will be reported.
     EGLContext CreateContext(bool& robust);
     void DestroyContext(EGLContext context);
-    /// EGL_NO_SURFACE on failure.
+    /// EGL_NO_SURFACE on failure, also for a window that the server doesn't know.
     EGLSurface CreateWindowSurface(std::uintptr_t systemWindow);
     void DestroyWindowSurface(EGLSurface surface);
     void GetSurfaceSize(EGLSurface surface, std::int32_t& width, std::int32_t& height) const;
@@ -45,15 +44,16 @@ class CEglConnection
   private:
     CEglConnection() = default;
     bool Initialize();
+    bool IsWindowThere(std::uintptr_t systemWindow) const;
 
     // NOLINTNEXTLINE(bugprone-reserved-identifier): the X library's own name for its Display
     struct _XDisplay* m_pXDisplay = nullptr;
+    struct xcb_connection_t* m_pXcb = nullptr;  // the same connection
     EGLDisplay m_Display = EGL_NO_DISPLAY;
     EGLConfig m_Config = nullptr;
     bool m_bHasRobustness = false;
     bool m_bSoftware = false;
     std::int32_t m_iMaxTextureSize = 0;
-    std::atomic<bool> m_bUsable{false};
     unsigned (*m_pGetResetStatus)() = nullptr;
 };
 

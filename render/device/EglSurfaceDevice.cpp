@@ -1,6 +1,7 @@
 #include "render/device/EglSurfaceDevice.h"
 
 #include "render/device/EglConnection.h"
+#include "render/device/WindowLease.h"
 
 #include <atomic>
 #include <map>
@@ -104,12 +105,12 @@ class CEglDevice : public ISurfaceDevice, public std::enable_shared_from_this<CE
   private:
     friend class CCurrentContext;
     struct Window {
-        std::uintptr_t m_ulSystemWindow = 0;
-        EGLSurface m_Surface = EGL_NO_SURFACE;
+        std::uint64_t m_ulLent;  // CWindowHold::GetNumber
+        EGLSurface m_Surface;
     };
 
-    EGLSurface FindWindowSurface(HWND window);
-    void DropWindow(Window& window);
+    EGLSurface FindWindowSurface(HWND window, const CWindowHold& hold);
+    void DropWindow(HWND window);
     void NoteLoss();
 
     const std::shared_ptr<CEglConnection> m_pConnection;
@@ -201,8 +202,8 @@ bool CEglSurface::BindTexture()
 
 CEglDevice::~CEglDevice()
 {
-    for (auto& [handle, window] : m_Windows)
-        DropWindow(window);
+    for (const auto& [handle, window] : m_Windows)
+        m_pConnection->DestroyWindowSurface(window.m_Surface);
     m_pConnection->DestroyContext(m_Context);
 }
 
@@ -271,36 +272,32 @@ bool CEglDevice::StretchRect(IOffscreenSurface& from, const RECT& source, IBackB
     return true;
 }
 
-EGLSurface CEglDevice::FindWindowSurface(HWND handle)
+EGLSurface CEglDevice::FindWindowSurface(HWND window, const CWindowHold& hold)
 {
-    const std::uintptr_t system = GetSystemWindow(handle);
-    if (system == 0) {
-        if (const auto found = m_Windows.find(handle); found != m_Windows.end()) {
-            DropWindow(found->second);
-            m_Windows.erase(found);
-        }
-        return EGL_NO_SURFACE;
-    }
-    // A window keeps its handle when the toolkit gives it a new X window, as it does on the way to full screen.
-    Window& window = m_Windows[handle];
-    if (window.m_ulSystemWindow != system) {
-        DropWindow(window);
-        window.m_Surface = m_pConnection->CreateWindowSurface(system);
-        window.m_ulSystemWindow = system;
-    }
-    return window.m_Surface;
+    const auto found = m_Windows.find(window);
+    if (found != m_Windows.end() && hold.GetWindow() != 0 && found->second.m_ulLent == hold.GetNumber())
+        return found->second.m_Surface;
+    DropWindow(window);
+    if (hold.GetWindow() == 0) return EGL_NO_SURFACE;
+    const EGLSurface surface = m_pConnection->CreateWindowSurface(hold.GetWindow());
+    // A failure is not kept: the next frame tries again.
+    if (surface != EGL_NO_SURFACE) m_Windows[window] = {hold.GetNumber(), surface};
+    return surface;
 }
 
-void CEglDevice::DropWindow(Window& window)
+void CEglDevice::DropWindow(HWND window)
 {
-    if (window.m_Surface != EGL_NO_SURFACE) m_pConnection->DestroyWindowSurface(window.m_Surface);
-    window = {};
+    const auto found = m_Windows.find(window);
+    if (found == m_Windows.end()) return;
+    m_pConnection->DestroyWindowSurface(found->second.m_Surface);
+    m_Windows.erase(found);
 }
 
 bool CEglDevice::Present(const CEglBackBuffer& buffer, HWND handle)
 {
     const std::shared_ptr<CEglSurface> shown = buffer.m_pShown.lock();
-    const EGLSurface surface = FindWindowSurface(handle);
+    const CWindowHold hold(handle);
+    const EGLSurface surface = FindWindowSurface(handle, hold);
     if (shown == nullptr || surface == EGL_NO_SURFACE) return false;
     const CCurrentContext current(*this, surface);
     if (!current || !shown->BindTexture()) return false;
@@ -328,11 +325,7 @@ bool CEglDevice::Present(const CEglBackBuffer& buffer, HWND handle)
 
     const bool swapped = m_pConnection->SwapBuffers(surface);
     if (m_pConnection->IsContextLost() || (m_bRobust && m_pConnection->IsGraphicsReset())) NoteLoss();
-    if (!swapped) {
-        // The window went away between the look-up and the swap.
-        DropWindow(m_Windows[handle]);
-        m_Windows.erase(handle);
-    }
+    if (!swapped) DropWindow(handle);  // made anew with the next frame
     return swapped;
 }
 

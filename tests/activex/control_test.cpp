@@ -11,11 +11,14 @@
 #include "activex/ActiveXCtrl.h"
 #include "activex/Registration.h"
 #include "model/NodeModel.h"
+#include "model/settings/SystemSettings.h"
 #include "platform/component/component_registry.h"
+#include "platform/os/module_count.h"
 #include "platform/qt/Keys.h"
 #include "render/D3DSurfaceRender.h"
 #include "render/device/MemorySurfaceDevice.h"
 #include "tests/activex/home_support.h"
+#include "tests/support/box_catcher.h"
 
 using testing::ElementsAre;
 
@@ -66,6 +69,41 @@ INSTANTIATE_TEST_SUITE_P(Rows, StartTest,
                                          StartRow{1, 0, false, {"start", "load", "stop"}},
                                          StartRow{0, 1, false, {"start"}}));
 
+HRESULT GetControlFactory(void** factory)
+{
+    return GetClassObject(CLSID_ActiveXCtrl, IClassFactory::IID, factory);
+}
+
+TEST(ModuleStartTest, SkinStopsWithTheLastObjectOrLockAndStartsAgainWithTheNext)
+{
+    const CTestHome home;
+    for (int round = 0; round < 2; ++round) {
+        CComPtr<IClassFactory> factory;
+        ASSERT_EQ(factory.Receive(GetControlFactory), S_OK);
+        EXPECT_TRUE(GetApp().IsSkinStarted());
+        CComPtr<IDispatch> control;
+        ASSERT_EQ(control.Create(*factory), S_OK);
+        factory->LockServer(true);
+        control.Reset();
+        factory.Reset();
+        EXPECT_TRUE(GetApp().IsSkinStarted()) << "a lock is left";
+        UnlockComponentModule();
+        EXPECT_FALSE(GetApp().IsSkinStarted());
+    }
+    void* none = nullptr;
+    EXPECT_EQ(GetClassObject(CLSID_ActiveXCtrl, IDispatch::IID, &none), E_NOINTERFACE);
+    EXPECT_FALSE(GetApp().IsSkinStarted()) << "a call that made no object leaves nothing started";
+}
+
+TEST(ModuleStartTest, SkinThatStartedHalfWayIsStoppedWithTheCall)
+{
+    const CTestHome home;
+    ASSERT_TRUE(QFile::remove(home.File("config/skin.smf")));
+    CComPtr<IClassFactory> factory;
+    EXPECT_EQ(factory.Receive(GetControlFactory), E_FAIL);
+    EXPECT_FALSE(GetApp().IsSkinStarted());
+}
+
 // ---- registration
 
 // Writes the calls down and fails the n-th.
@@ -80,18 +118,23 @@ class CScriptedRegistry : public IComponentRegistry
     HRESULT RegisterCategories(std::uint32_t count, const XCategory* categories) override
     {
         EXPECT_EQ(count, 1U);
+        const bool right = categories->strDescription == "Controls safely scriptable!"
+                               ? categories->Id == CATID_SafeForScripting
+                               : categories->Id == CATID_SafeForInitializing;
+        EXPECT_TRUE(right) << UuidText(categories->Id);
         return Call("category " + categories->strDescription);
     }
-    HRESULT RegisterClassImplCategories(const UUID& id, std::uint32_t count, const UUID*) override
+    HRESULT RegisterClassImplCategories(const UUID& id, std::uint32_t count, const UUID* categories) override
     {
         EXPECT_EQ(id, CLSID_ActiveXCtrl);
         EXPECT_EQ(count, 1U);
-        return Call("in category");
+        return Call("in category " + NameOf(*categories));
     }
-    HRESULT UnRegisterClassImplCategories(const UUID&, std::uint32_t count, const UUID*) override
+    HRESULT UnRegisterClassImplCategories(const UUID& id, std::uint32_t count, const UUID* categories) override
     {
+        EXPECT_EQ(id, CLSID_ActiveXCtrl);
         EXPECT_EQ(count, 1U);
-        return Call("out of category");
+        return Call("out of category " + NameOf(*categories));
     }
     HRESULT RegisterTypeLibrary(const XTypeLibrary& library) override
     {
@@ -122,6 +165,11 @@ class CScriptedRegistry : public IComponentRegistry
     std::vector<std::string> m_Calls;
 
   private:
+    static std::string NameOf(const UUID& category)
+    {
+        if (category == CATID_SafeForInitializing) return "initializing";
+        return category == CATID_SafeForScripting ? "scripting" : UuidText(category);
+    }
     HRESULT Call(const std::string& what)
     {
         m_Calls.push_back(what);
@@ -135,9 +183,9 @@ class CScriptedRegistry : public IComponentRegistry
 const std::vector<std::string> REGISTERING = {"library ActiveXLib",
                                               "class ActiveX.ActiveXCtrl.1",
                                               "category Controls safely initializable from persistent data!",
-                                              "in category",
+                                              "in category initializing",
                                               "category Controls safely scriptable!",
-                                              "in category"};
+                                              "in category scripting"};
 
 TEST(RegistrationTest, StopsAtTheFirstFailureWithItsCode)
 {
@@ -155,7 +203,8 @@ TEST(RegistrationTest, StopsAtTheFirstFailureWithItsCode)
 TEST(RegistrationTest, UnregisteringRunsInTheSameOrder)
 {
     const HRESULT codes[] = {S_OK, SELFREG_E_TYPELIB, SELFREG_E_CLASS, E_FAIL, E_FAIL};
-    const std::vector<std::string> calls = {"no library", "no class", "out of category", "out of category"};
+    const std::vector<std::string> calls = {"no library", "no class", "out of category initializing",
+                                            "out of category scripting"};
     for (int failing = 0; failing <= 4; ++failing) {
         CScriptedRegistry registry(failing, E_FAIL);
         EXPECT_EQ(UnregisterServer(), codes[failing]) << failing;
@@ -245,6 +294,52 @@ TEST_F(ControlTest, ContainerIsAskedForAndLetGoAndItsFailureDoesNotMatter)
         control.SetClientSite(nullptr);
         EXPECT_EQ(site.AddRef(), 2U) << "no reference was kept";
     }
+}
+
+// Says something at its end, as a link does that fails while it is closed.
+class CTalkingRender final : public CRender
+{
+  public:
+    ~CTalkingRender() override { MessageBoxA(HWND::Null, "the last word", "", MB_OK); }
+    std::int32_t DisplayClient(const CodecFrame*, CSurface*, HWND) override { return -1; }
+    CSurface* CreateSurface(std::int32_t, std::int32_t) override { return nullptr; }
+    void DestroySurface(CSurface*) override {}
+    std::int32_t SaveSnapshot(std::string, CSurface*) override { return 0; }
+};
+
+TEST_F(ControlTest, NoMessageBoxComesUpWhileItsWindowGoes)
+{
+    SetRenderFactory([] { return std::make_unique<CTalkingRender>(); });
+    const CBoxCatcher boxes;
+    CActiveXCtrl& control = Create();
+    ASSERT_EQ(control.CreateControlWindow(&m_Container), S_OK);
+    control.DestroyControlWindow();
+    EXPECT_THAT(boxes.m_Texts, testing::IsEmpty());
+    MessageBoxA(HWND::Null, "afterwards", "", MB_OK);
+}
+
+TEST_F(ControlTest, MessagesGoToTheSinkOfAContainerWithoutAUser)
+{
+    struct CSink final : IMessageSink {
+        void OnMessage(const std::string& caption, const std::string& text) override
+        {
+            m_Messages.push_back(caption + "/" + text);
+        }
+        std::vector<std::string> m_Messages;
+    } sink;
+    const CBoxCatcher boxes;
+    CActiveXCtrl& control = Create();
+    ASSERT_EQ(control.CreateControlWindow(&m_Container), S_OK);
+    CComPtr<IControlMessages> messages;
+    ASSERT_EQ(messages.Query(static_cast<IDispatch&>(control)), S_OK);
+    messages->SetMessageSink(&sink);
+    EXPECT_EQ(MessageBoxA(control.Handle(), "text", "caption", MB_OK), IDOK);
+    EXPECT_THAT(sink.m_Messages, ElementsAre("caption/text"));
+    EXPECT_THAT(boxes.m_Texts, testing::IsEmpty());
+    messages->SetMessageSink(nullptr);
+    MessageBoxA(control.Handle(), "a box again", "", MB_OK);
+    EXPECT_THAT(boxes.m_Texts, ElementsAre("a box again"));
+    EXPECT_EQ(sink.m_Messages.size(), 1U);
 }
 
 TEST_F(ControlTest, PanelStandsWithTheWindowAndFollowsItsSize)
@@ -340,11 +435,28 @@ TEST_F(ControlTest, ItsDispatchInterfaceIsFoundByItsOwnIdentifierAndItsEventsBea
 {
     CActiveXCtrl& control = Create();
     CComPtr<IDispatch> dispatch;
-    ASSERT_EQ(control.QueryInterface(DIID_DActiveX, dispatch.Receive()), S_OK);
+    ASSERT_EQ(dispatch.Receive([&](void** object) { return control.QueryInterface(DIID_DActiveX, object); }),
+              S_OK);
     EXPECT_EQ(dispatch.Get(), m_Control.Get());
     EXPECT_EQ(control.GetEventInterface(), DIID_DActiveXEvents);
     void* events = nullptr;
     EXPECT_EQ(control.QueryInterface(DIID_DActiveXEvents, &events), E_NOINTERFACE) << "the host's to have";
+}
+
+TEST_F(ControlTest, IsClassicUnlessTheContainerAsksBeforeTheWindowIsMade)
+{
+    CActiveXCtrl& control = Create();
+    CComPtr<IControlProfile> profile;
+    ASSERT_EQ(control.QueryInterface(IControlProfile::IID, profile.Receive()), S_OK);
+    EXPECT_EQ(GetProfile(), EProfile::Classic);
+    EXPECT_EQ(profile->SetProfile("other"), E_INVALIDARG);
+    EXPECT_EQ(profile->SetProfile("operator"), S_OK);
+    EXPECT_EQ(GetProfile(), EProfile::Operator);
+    EXPECT_EQ(profile->SetProfile("classic"), S_OK);
+    EXPECT_EQ(GetProfile(), EProfile::Classic);
+    ASSERT_EQ(control.CreateControlWindow(&m_Container), S_OK);
+    EXPECT_EQ(profile->SetProfile("operator"), E_FAIL);
+    EXPECT_EQ(GetProfile(), EProfile::Classic);
 }
 
 TEST_F(ControlTest, AFaultOfTheStartUpEndsAtTheControl)

@@ -6,13 +6,18 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QLabel>
+#include <QTest>
+#include <algorithm>
 
+#include "inc/CxLog.h"
 #include "model/NodeModel.h"
 #include "model/settings/Language.h"
 #include "platform/os/language.h"
+#include "platform/os/paths.h"
 #include "platform/windows/windows.h"
 #include "tests/activex/data_support.h"
 
+using testing::ContainsRegex;
 using testing::HasSubstr;
 
 namespace
@@ -37,9 +42,11 @@ class DamagedDatabaseTest : public CDataTest, public testing::WithParamInterface
 TEST_P(DamagedDatabaseTest, IsToldAndLeftAsItIs)
 {
     Write("dvr.db", GetParam().m_strContent);
+    testing::internal::CaptureStderr();
     ASSERT_EQ(Start(), S_OK);
     EXPECT_NE(CNodeModel::GetInstance(), nullptr);
-    EXPECT_THAT(m_strDebug, HasSubstr("dvr.db"));
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), ContainsRegex("watchwall: .*dvr.db: .*not kept"));
+    EXPECT_THAT(m_strDebug, ContainsRegex(" Error NodeModel.cpp.CNodeModel::GetInstance, .*dvr.db: "));
     EXPECT_THAT(m_strDebug, HasSubstr("records are not kept"));
     m_pControl->DestroyControlWindow();
     CNodeModel::DestroyInstance();
@@ -61,9 +68,14 @@ class DatabaseFolderTest : public CDataTest
 TEST_F(DatabaseFolderTest, WithAFolderInThePlaceOfTheDatabaseThereIsNoModelAndTheControlLivesAndSaysSo)
 {
     QDir(m_Home.File("")).mkpath("dvr.db/mine");
+    testing::internal::CaptureStderr();
     EXPECT_EQ(Start(), S_OK);
-    EXPECT_EQ(CNodeModel::GetInstance(), nullptr);
-    EXPECT_THAT(m_strDebug, HasSubstr("dvr.db: unable to open database file"));
+    for (int use = 0; use < 3; ++use)
+        EXPECT_EQ(CNodeModel::GetInstance(), nullptr);
+    const std::string told = testing::internal::GetCapturedStderr();
+    EXPECT_THAT(told, HasSubstr("dvr.db: unable to open database file\n"));
+    EXPECT_EQ(std::count(told.begin(), told.end(), '\n'), 1) << told;
+    EXPECT_THAT(m_strDebug, ContainsRegex(" Error NodeModel.cpp.CNodeModel::GetInstance, .*dvr.db: "));
     for (int folder = 0; folder < 5; ++folder)
         SendMessageA(Panel().Handle(), WM_COMMAND, static_cast<WPARAM>(60000 + folder), 0);
     m_pControl->DestroyControlWindow();
@@ -98,8 +110,10 @@ TEST_F(SettingsFolderTest, SettingsThatCantBeWrittenAreToldAndEveryTextIsNotFoun
 {
     QFile::remove(m_Home.File(SETTINGS));
     QDir(m_Home.File("config")).mkpath("system.ini/mine");
+    testing::internal::CaptureStderr();
     EXPECT_EQ(Start(), S_OK);
-    EXPECT_THAT(m_strDebug, HasSubstr("config\\system.ini not written: "));
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("config\\system.ini not written: "));
+    EXPECT_THAT(m_strDebug, ContainsRegex(" Error profile.cpp.*system.ini not written: "));
     EXPECT_EQ(CLanguage::GetString("IDS_OK"), "Not found");
     EXPECT_TRUE(QFileInfo(m_Home.File("config/system.ini/mine")).isDir());
 }
@@ -114,6 +128,67 @@ TEST_F(MissingPictureTest, WithoutItsLogoTheControlStartsAllTheSame)
     EXPECT_EQ(Start(), S_OK);
     EXPECT_TRUE(Panel().GetDlgItem<QLabel>(CMainDialog::LOGO_CONTROL)->pixmap(Qt::ReturnByValue).isNull());
     EXPECT_EQ(Read("config/logo.bmp"), "no picture");
+    EXPECT_THAT(m_strDebug, ContainsRegex(" Warning MainDialog_Start.cpp.CMainDialog::LoadLogo, .*logo.bmp"));
+}
+
+class MissingLanguageTest : public CDataTest
+{
+};
+
+TEST_F(MissingLanguageTest, IsToldWithItsFilesName)
+{
+    for (const char* const name : {"config/eng.ini", "config/chs.ini", "config/cht.ini"})
+        QFile::remove(m_Home.File(name));
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(Start(), S_OK);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), ContainsRegex("watchwall: .*[a-z]+.ini is missing"));
+    EXPECT_THAT(m_strDebug, ContainsRegex(" Error Language.cpp.CLanguage::Create, .*[a-z]+.ini is missing"));
+}
+
+struct FaultyLayout {
+    const char* m_szName;
+    const char* m_szFile;
+    bool m_bCut;  // half of the file is there
+};
+
+class FaultyLayoutTest : public CDataTest, public testing::WithParamInterface<FaultyLayout>
+{
+};
+
+TEST_P(FaultyLayoutTest, IsToldWithItsName)
+{
+    const std::string whole = Read(GetParam().m_szFile);
+    QFile::remove(m_Home.File(GetParam().m_szFile));
+    if (GetParam().m_bCut) Write(GetParam().m_szFile, whole.substr(0, whole.size() / 2));
+    testing::internal::CaptureStderr();
+    EXPECT_TRUE(FAILED(Start()));
+    const std::string name = std::string(GetParam().m_szFile).substr(std::string("config/").size());
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr(name));
+    EXPECT_THAT(m_strDebug, ContainsRegex(" Error ActiveXCtrl.cpp.CActiveXCtrl::OnCreate, .*" + name));
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, FaultyLayoutTest,
+                         testing::Values(FaultyLayout{"main_missing", "config/main_layout_800x600.xml", false},
+                                         FaultyLayout{"main_cut", "config/main_layout_800x600.xml", true},
+                                         FaultyLayout{"render_missing", "config/render_layout_800x600.xml",
+                                                      false},
+                                         FaultyLayout{"render_cut", "config/render_layout_800x600.xml", true}),
+                         [](const auto& row) { return std::string(row.param.m_szName); });
+
+class StartedTest : public CDataTest
+{
+};
+
+TEST_F(StartedTest, TheLogsFileTellsOfTheStart)
+{
+    ASSERT_EQ(Start(), S_OK);
+    const std::string line = "started in " + GetModuleDirectory() + "\r\n";
+    EXPECT_TRUE(QTest::qWaitFor(
+        [&] {
+            QFile file(QString::fromStdString(CxLog::Instance().GetPath()));
+            return file.open(QIODevice::ReadOnly) && file.readAll().contains(QByteArray::fromStdString(line));
+        },
+        60000));
 }
 
 }  // namespace

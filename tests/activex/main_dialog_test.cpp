@@ -11,6 +11,7 @@
 #include <optional>
 #include <thread>
 
+#include "activex/UI common/NodeTreeModel.h"
 #include "activex/UI common/Outlook2Ctrl.h"
 #include "activex/UI common/TreeCtrlEx.h"
 #include "common/RenderWnd.h"
@@ -63,6 +64,9 @@ class CSocketlessPanel : public CMainDialog
     }
 };
 
+class CToldRemote;
+std::vector<CToldRemote*> g_Told;  // those alive
+
 class CToldRemote : public CRemote
 {
   public:
@@ -70,8 +74,22 @@ class CToldRemote : public CRemote
     {
         SetName(std::move(name));
         SetStatus(status);
+        GetState()->m_bRunning = status != STATUS_CLOSED;
+        g_Told.push_back(this);
     }
-    ~CToldRemote() override { g_Calls.push_back("deleted " + GetName()); }
+    ~CToldRemote() override
+    {
+        std::erase(g_Told, this);
+        g_Calls.push_back("deleted " + GetName());
+    }
+    void LetGo() override
+    {
+        CRemote::LetGo();
+        g_Calls.push_back("let go " + GetName());
+        // No thread is woken while another is still to go on.
+        for (CToldRemote* const other : g_Told)
+            EXPECT_FALSE(other->GetState()->m_bRunning) << other->GetName();
+    }
     void Close() override { g_Calls.push_back("close " + GetName()); }
 };
 
@@ -108,7 +126,7 @@ class MainDialogTest : public testing::Test
     CMainDialog& Start()
     {
         m_Panel.emplace(CMainDialog::MakeStation, [](int code) { g_iExit = code; });
-        EXPECT_TRUE(m_Panel->Create(CMainDialog::TEMPLATE, &m_Container));
+        EXPECT_TRUE(m_Panel->Create(&m_Container));
         m_Panel->MoveWindow(0, 0, 800, 600);
         m_Container.show();
         return *m_Panel;
@@ -163,17 +181,19 @@ TEST_F(MainDialogTest, LanguageOfTheSystemIsWrittenAtEachStart)
         const char* m_szLocale;
         const char* m_szFile;
         const char* m_szFolder;
-    } rows[] = {{"zh_CN.UTF-8", "chs.ini", "远程登录"},
-                {"zh_TW.UTF-8", "cht.ini", "遠端登入"},
-                {"zh_HK.UTF-8", "cht.ini", "遠端登入"},
-                {"en_US.UTF-8", "eng.ini", "Remote logon"},
-                {"de_DE.UTF-8", "eng.ini", "Remote logon"}};
+        const char* m_szButton;  // of a message box
+    } rows[] = {{"zh_CN.UTF-8", "chs.ini", "远程登录", "确定"},
+                {"zh_TW.UTF-8", "cht.ini", "遠端登入", "確定"},
+                {"zh_HK.UTF-8", "cht.ini", "遠端登入", "確定"},
+                {"en_US.UTF-8", "eng.ini", "Remote logon", "OK"},
+                {"de_DE.UTF-8", "eng.ini", "Remote logon", "OK"}};
     for (const auto& row : rows) {
         const CTestVariable locale("LC_ALL", row.m_szLocale);
         CLanguage::Reset();
         Start();
         EXPECT_TRUE(ReadFile("config/system.ini").contains(row.m_szFile)) << row.m_szLocale;
         EXPECT_EQ(CLanguage::GetString("IDS_Main_RemoteLogon"), row.m_szFolder) << row.m_szLocale;
+        EXPECT_EQ(GetButtonText(IDOK), row.m_szButton) << row.m_szLocale;
         m_Panel.reset();
     }
 }
@@ -224,8 +244,32 @@ TEST_F(MainDialogTest, SideBarKeepsItsStoredWidthAsFarAsItsPlaceGoes)
         Start();
         EXPECT_EQ(m_Panel->GetSideBar()->width(), row.m_iWidth) << row.m_szStored;
         EXPECT_EQ(m_Panel->GetLogon().Widget()->isVisible(), row.m_iWidth > 4) << row.m_szStored;
+        if (row.m_iWidth > 4) {
+            EXPECT_EQ(m_Panel->GetSideBar()->GetLayoutSize().width(), row.m_iWidth) << row.m_szStored;
+        }
         m_Panel.reset();
     }
+}
+
+TEST_F(MainDialogTest, DragBeyondItsPlaceStoresTheWidthThatIsShown)
+{
+    Start();
+    COutlook2Ctrl* const bar = m_Panel->GetSideBar();
+    QTest::mousePress(bar, Qt::LeftButton, {}, {198, 100});
+    QTest::mouseRelease(bar, Qt::LeftButton, {}, {460, 100});
+    EXPECT_EQ(bar->width(), 200);
+    EXPECT_EQ(bar->GetLayoutSize().width(), 200);
+    m_Panel.reset();
+    EXPECT_EQ(GetPrivateProfileIntA("Settings", "OutbarSize", 0, GetApplicationProfilePath().c_str()), 200);
+}
+
+TEST_F(MainDialogTest, KeyboardStartsInTheNetId)
+{
+    Start();
+    m_Container.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&m_Container));
+    const QWidget* const address = m_Panel->GetLogon().GetDlgItem(CLogonRemoteDlg::ADDRESS);
+    EXPECT_TRUE(address->hasFocus());
 }
 
 TEST_F(MainDialogTest, CollapsedSideBarIsDraggedBackAndItsPageComesWithIt)
@@ -246,6 +290,9 @@ TEST_F(MainDialogTest, CollapsedSideBarComesBackByKeyboardToo)
     WritePrivateProfileStringA("Settings", "OutbarSize", "3", GetApplicationProfilePath().c_str());
     Start();
     COutlook2Ctrl* const bar = m_Panel->GetSideBar();
+    m_Container.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&m_Container));
+    bar->setFocus();
     for (int i = 0; i < 30; ++i)
         QTest::keyClick(bar, Qt::Key_Right);
     EXPECT_EQ(bar->width(), 200) << "as far as its place goes";
@@ -279,7 +326,7 @@ TEST_F(MainDialogTest, PanelsAndTheirControlsBearTheirElementsOfTheSkin)
     AddStation("gate", "c");
     LoggedOn(1);
     CTreeCtrlEx& tree = *m_Panel->GetTree().GetTree();
-    tree.setCurrentItem(tree.topLevelItem(0));
+    tree.setCurrentIndex(tree.model()->index(0, 0));
     const std::function<void()> openers[] = {
         [&] { SendMessageA(m_Panel->Handle(), WM_COMMAND, MAIN_COMMAND_LAYOUT_MENU, 0); },
         [&] {
@@ -325,7 +372,7 @@ TEST_F(MainDialogTest, WithoutSocketsTheGridStandsAndNoPanelOfTheSideBarDoes)
 {
     PutLayoutButtonElsewhere();
     CSocketlessPanel panel;
-    ASSERT_TRUE(panel.Create(CMainDialog::TEMPLATE, &m_Container));
+    ASSERT_TRUE(panel.Create(&m_Container));
     EXPECT_EQ(panel.m_Answer, false);
     EXPECT_EQ(g_usSocketVersion, 0x101);
     ASSERT_NE(panel.GetGrid(), nullptr);
@@ -346,7 +393,7 @@ TEST_F(MainDialogTest, WithoutSocketsThePanelBearsItsMessagesAndItsEnd)
 {
     ASSERT_EQ(WSAStartup(0x101), 0);
     CSocketlessPanel panel;
-    ASSERT_TRUE(panel.Create(CMainDialog::TEMPLATE, &m_Container));
+    ASSERT_TRUE(panel.Create(&m_Container));
     AddStation("gate", "c");
     panel.Update(CNodeModel::GetInstance()->FindByName("gate0"), "");
     SendMessageA(panel.Handle(), LOGON_MESSAGE_ADDED, 0, 9);
@@ -394,14 +441,15 @@ TEST_F(MainDialogTest, LogonShowsTheDeviceListFilledAnew)
 {
     CMainDialog& panel = Start();
     AddStation("gate", "cc");
-    EXPECT_EQ(panel.GetTree().GetTree()->topLevelItemCount(), 0);
+    const QAbstractItemModel& nodes = *panel.GetTree().GetTree()->model();
+    EXPECT_EQ(nodes.rowCount(), 0);
     panel.GetGrid()->hide();
     LoggedOn(2);
     EXPECT_EQ(panel.GetSideBar()->GetSelectedFolder(), 1);
     EXPECT_FALSE(panel.GetSideBar()->IsSliding());
-    ASSERT_EQ(panel.GetTree().GetTree()->topLevelItemCount(), 1);
-    EXPECT_EQ(panel.GetTree().GetTree()->topLevelItem(0)->child(0)->childCount(), 2);
-    EXPECT_EQ(panel.GetTree().GetTree()->GetGroundColor(), QColor(0x26, 0x29, 0x2E));
+    ASSERT_EQ(nodes.rowCount(), 1);
+    EXPECT_EQ(nodes.rowCount(nodes.index(0, 0, nodes.index(0, 0))), 2);
+    EXPECT_EQ(panel.GetTree().GetTree()->GetGroundColor(), (XColor{0x26, 0x29, 0x2E, 255}));
     EXPECT_TRUE(panel.GetGrid()->isVisible());
 }
 
@@ -421,8 +469,9 @@ class ChangingDeviceTest : public MainDialogTest
     }
     int Icon()
     {
-        const QTreeWidgetItem* const station = m_Panel->GetTree().GetTree()->topLevelItem(0);
-        return CTreeCtrlEx::GetStatusImage(station->child(0)->child(0));
+        const QAbstractItemModel& nodes = *m_Panel->GetTree().GetTree()->model();
+        const QModelIndex device = nodes.index(0, 0, nodes.index(0, 0, nodes.index(0, 0)));
+        return device.data(CNodeTreeModel::STATUS_ROLE).toInt();
     }
     CNode* m_pDevice = nullptr;
 };
@@ -553,15 +602,16 @@ TEST_F(MainDialogTest, ShutDownWithoutAStationDeletesTheRootAndNothingElse)
     EXPECT_EQ(model->GetRoot()->GetCount(), 0);
 }
 
-TEST_F(MainDialogTest, ShutDownClosesOpenDevicesThenDeletesTheFirstStationThenTheRest)
+TEST_F(MainDialogTest, ShutDownLetsAllOpenDevicesGoThenClosesThemThenDeletesTheFirstStationThenTheRest)
 {
     Start();
     AddStation("gate", "oc");
     AddStation("yard", "co");
     LoggedOn(4);
     m_Panel->DestroyWindow();
-    EXPECT_THAT(g_Calls, ElementsAre("close gate0", "close yard1", "deleted gate0", "deleted gate1",
-                                     "deleted gate", "deleted yard", "deleted yard0", "deleted yard1"));
+    EXPECT_THAT(g_Calls,
+                ElementsAre("let go gate0", "let go yard1", "close gate0", "close yard1", "deleted gate0",
+                            "deleted gate1", "deleted gate", "deleted yard", "deleted yard0", "deleted yard1"));
     EXPECT_EQ(m_Panel->GetGrid(), nullptr);
     EXPECT_THAT(GetCells(), IsEmpty());
 }
@@ -573,9 +623,9 @@ TEST_F(MainDialogTest, PanelMayBeStartedAgain)
     m_Panel->DestroyWindow();
     EXPECT_FALSE(m_Panel->DestroyWindow());
     g_Calls.clear();
-    ASSERT_TRUE(m_Panel->Create(CMainDialog::TEMPLATE, &m_Container));
+    ASSERT_TRUE(m_Panel->Create(&m_Container));
     EXPECT_EQ(m_Panel->GetSideBar()->GetFolderCount(), 5);
-    EXPECT_EQ(m_Panel->GetTree().GetTree()->topLevelItemCount(), 0);
+    EXPECT_EQ(m_Panel->GetTree().GetTree()->model()->rowCount(), 0);
     EXPECT_EQ(m_Panel->GetGrid()->GetState().GetRects().size(), 8U);
 }
 

@@ -38,8 +38,8 @@ class ModuleTest : public testing::Test
     }
     HRESULT GetFactory(CComPtr<IClassFactory>& factory)
     {
-        return Find<DLLGETCLASSOBJECT>("DllGetClassObject")(CLSID_ActiveXCtrl, IClassFactory::IID,
-                                                            factory.Receive());
+        const auto get = Find<DLLGETCLASSOBJECT>("DllGetClassObject");
+        return factory.Receive([get](void** made) { return get(CLSID_ActiveXCtrl, IClassFactory::IID, made); });
     }
     template <typename INTERFACE>
     CComPtr<INTERFACE> CreateControl()
@@ -48,7 +48,7 @@ class ModuleTest : public testing::Test
         CComPtr<INTERFACE> control;
         EXPECT_EQ(GetFactory(factory), S_OK);
         if (factory) {
-            EXPECT_EQ(factory->CreateInstance(nullptr, INTERFACE::IID, control.Receive()), S_OK);
+            EXPECT_EQ(control.Create(*factory), S_OK);
         }
         return control;
     }
@@ -90,7 +90,7 @@ TEST_F(ModuleTest, LoadParameterHandsTheTextThroughAndFires)
 {
     const auto control = CreateControl<IDispatch>();
     CComPtr<IEventSource> events;
-    ASSERT_EQ(control->QueryInterface(IEventSource::IID, events.Receive()), S_OK);
+    ASSERT_EQ(events.Query(*control), S_OK);
     CSink sink;
     ASSERT_EQ(events->Advise(&sink), S_OK);
     Put(*control, DISPID_InputParameter, "abc");
@@ -104,7 +104,7 @@ TEST_F(ModuleTest, SettingTheInputAloneChangesNoOutputAndFiresNothing)
 {
     const auto control = CreateControl<IDispatch>();
     CComPtr<IEventSource> events;
-    ASSERT_EQ(control->QueryInterface(IEventSource::IID, events.Receive()), S_OK);
+    ASSERT_EQ(events.Query(*control), S_OK);
     CSink sink;
     ASSERT_EQ(events->Advise(&sink), S_OK);
     Put(*control, DISPID_OutputParameter, "before");
@@ -125,7 +125,7 @@ TEST_F(ModuleTest, TheHostReadsTheCopyWithinTheEvent)
     const auto control = CreateControl<IDispatch>();
     reader.m_pControl = control.Get();
     CComPtr<IEventSource> events;
-    ASSERT_EQ(control->QueryInterface(IEventSource::IID, events.Receive()), S_OK);
+    ASSERT_EQ(events.Query(*control), S_OK);
     ASSERT_EQ(events->Advise(&reader), S_OK);
     Put(*control, DISPID_InputParameter, "abc");
     Load(*control);
@@ -137,7 +137,7 @@ TEST_F(ModuleTest, LoadParameterWithoutAnInputFiresAndLeavesTheOutputEmpty)
 {
     const auto control = CreateControl<IDispatch>();
     CComPtr<IEventSource> events;
-    ASSERT_EQ(control->QueryInterface(IEventSource::IID, events.Receive()), S_OK);
+    ASSERT_EQ(events.Query(*control), S_OK);
     CSink sink;
     events->Advise(&sink);
     Load(*control);
@@ -160,7 +160,7 @@ TEST_F(ModuleTest, LoadParameterTwiceFiresTwice)
 {
     const auto control = CreateControl<IDispatch>();
     CComPtr<IEventSource> events;
-    ASSERT_EQ(control->QueryInterface(IEventSource::IID, events.Receive()), S_OK);
+    ASSERT_EQ(events.Query(*control), S_OK);
     CSink sink;
     events->Advise(&sink);
     Put(*control, DISPID_InputParameter, "abc");
@@ -250,7 +250,7 @@ TEST_F(ModuleProcessTest, UnloadingIsRefusedWhileAnythingIsLeft)
             GetFactory(factory);
             right = right && can_unload() == S_FALSE;
             CComPtr<IDispatch> control;
-            factory->CreateInstance(nullptr, IDispatch::IID, control.Receive());
+            control.Create(*factory);
             factory->LockServer(true);
             factory.Reset();
             right = right && can_unload() == S_FALSE;

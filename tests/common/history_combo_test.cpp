@@ -2,15 +2,19 @@
 
 #include <gmock/gmock.h>
 
+#include <QAbstractItemView>
 #include <QApplication>
 #include <QLineEdit>
+#include <QScreen>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QWheelEvent>
 #include <fstream>
 
 #include "inc/OutputDebugString.h"
 #include "platform/files/profile.h"
 #include "platform/os/paths.h"
+#include "tests/support/forwarding_operations.h"
 #include "tests/support/test_variable.h"
 
 namespace
@@ -386,6 +390,36 @@ TEST_F(HistoryComboTest, DeletingNeverCompletesWithKeysThatComeToTheBoxEither)
     EXPECT_EQ(combo.lineEdit()->text(), "1001") << "the next key completes again";
 }
 
+class CCountingOperations final : public CForwardingOperations
+{
+  public:
+    int m_iRenames = 0;
+    int Rename(const char* from, const char* to) override
+    {
+        ++m_iRenames;
+        return CForwardingOperations::Rename(from, to);
+    }
+};
+
+TEST_F(HistoryComboTest, ASaveAndAClearAreOneWriteEach)
+{
+    for (int key = 0; key < 20; ++key)
+        Store(std::to_string(key).insert(0, "Address").c_str(), "old");
+    CHistoryCombo combo;
+    combo.LoadHistory("Setting", "Address");
+    combo.setEditText("1001");
+    CCountingOperations operations;
+    combo.SaveHistory();
+    EXPECT_EQ(operations.m_iRenames, 1);
+    EXPECT_EQ(Stored("Address0"), "1001");
+    EXPECT_EQ(Stored("Address19"), "");
+    EXPECT_EQ(Stored("Address"), "1001");
+    combo.ClearHistory();
+    EXPECT_EQ(operations.m_iRenames, 2);
+    EXPECT_EQ(Stored("Address0"), "");
+    EXPECT_EQ(Stored("Address"), "");
+}
+
 TEST_F(HistoryComboTest, SortedComboWarnsUnlessItIsMeant)
 {
     std::string heard;
@@ -395,6 +429,51 @@ TEST_F(HistoryComboTest, SortedComboWarnsUnlessItIsMeant)
     CHistoryCombo sorted(nullptr, false, CHistoryCombo::STYLE::Sorted);
     SetDebugListener(former);
     EXPECT_EQ(heard, "WARNING: Creating History combo with CBS_SORT style\n");
+}
+
+TEST_F(HistoryComboTest, WheelLeavesWhatIsTyped)
+{
+    CHistoryCombo combo;
+    for (const char* text : {"1001", "1002", "1003"})
+        combo.AddString(text);
+    combo.show();
+    combo.setEditText("typed");
+    for (const int step : {-120, 120, -1200}) {
+        QWheelEvent turn(QPointF(5, 5), combo.mapToGlobal(QPointF(5, 5)), {}, QPoint(0, step), Qt::NoButton,
+                         Qt::NoModifier, Qt::NoScrollPhase, false);
+        QApplication::sendEvent(combo.lineEdit(), &turn);
+        QApplication::sendEvent(&combo, &turn);
+        EXPECT_EQ(combo.currentText(), "typed") << step;
+        EXPECT_FALSE(turn.isAccepted()) << "the page may scroll";
+    }
+}
+
+TEST_F(HistoryComboTest, ListDropsNoDeeperThanItIsTold)
+{
+    CHistoryCombo combo;
+    const auto depth = [&combo] {
+        combo.showPopup();
+        const int height = combo.view()->window()->height();
+        const bool beneath =
+            combo.view()->window()->y() >= combo.mapToGlobal(QPoint(0, combo.height() - 1)).y();
+        combo.hidePopup();
+        return beneath ? height : -height;
+    };
+    for (int i = 0; i < 10; ++i)
+        combo.AddString(QString::number(i));
+    combo.show();
+    ASSERT_GT(depth(), 122);
+    combo.SetListDepth(122);
+    EXPECT_EQ(depth(), 122);
+    combo.move(0, combo.screen()->geometry().bottom() - combo.height());
+    QApplication::processEvents();
+    EXPECT_EQ(depth(), -122) << "above the field";
+    combo.move(0, 0);
+    QApplication::processEvents();
+    combo.clear();
+    combo.AddString("one");
+    EXPECT_LT(depth(), 122);
+    EXPECT_GT(depth(), 0);
 }
 
 }  // namespace

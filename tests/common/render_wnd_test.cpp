@@ -1,6 +1,7 @@
 #include <QMenu>
 #include <QPushButton>
 #include <QScreen>
+#include <QWindow>
 
 #include "model/NodeModel.h"
 #include "platform/os/paths.h"
@@ -162,11 +163,28 @@ TEST_F(RenderWndTest, CellThatAStreamDrawsIntoIsLeftToIt)
     EXPECT_FALSE(grid.GetCell(0)->testAttribute(Qt::WA_PaintOnScreen));
 }
 
-TEST_F(RenderWndTest, CellsAreReachedByTheirSystemWindowFromOtherThreads)
+TEST_F(RenderWndTest, CellLendsTheWindowThatItHas)
 {
     CRenderWnd& grid = Grid();
-    EXPECT_EQ(GetSystemWindow(grid.GetCell(5)->Handle()), grid.GetCell(5)->internalWinId());
-    EXPECT_NE(grid.GetCell(5)->internalWinId(), 0U);
+    CRenderCell& cell = *grid.GetCell(0);
+    const HWND window = cell.Handle();
+    const auto former = cell.windowHandle()->winId();
+    EXPECT_NE(former, 0U);
+    EXPECT_EQ(CWindowHold(window).GetWindow(), former);
+    TakeFreeCell();
+    for (const bool floating : {true, false, true}) {
+        grid.SetFloat(floating);
+        Serve();
+        EXPECT_EQ(CWindowHold(window).GetWindow(), cell.windowHandle()->winId()) << floating;
+    }
+    EXPECT_NE(cell.windowHandle()->winId(), former) << "the platform made it anew";
+    EXPECT_EQ(CWindowHold(window).GetWindow(), cell.windowHandle()->winId());
+    cell.windowHandle()->destroy();
+    EXPECT_EQ(CWindowHold(window).GetWindow(), 0U);
+    cell.windowHandle()->create();
+    EXPECT_EQ(CWindowHold(window).GetWindow(), cell.windowHandle()->winId());
+    m_Grid.reset();
+    EXPECT_EQ(CWindowHold(window).GetWindow(), 0U);
 }
 
 TEST_F(RenderWndTest, DestructionEmptiesThePoolAndLetsGoOfTheRenderer)

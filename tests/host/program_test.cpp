@@ -113,10 +113,43 @@ TEST_F(ProgramTest, ARegistryThatCannotBeWrittenIsTold)
     EXPECT_TRUE(m_strErrors.contains("/dev/null/registry.ini")) << m_strErrors.toStdString();
 }
 
-TEST_F(ProgramTest, APictureThatCannotBeWrittenIsTold)
+TEST_F(ProgramTest, FilesThatCannotBeWrittenAreToldBeforeTheRunBegins)
 {
-    EXPECT_EQ(Run(Home() + QStringList{"--seconds", "1", "--screenshot", File("no/such/folder.png")}), 4);
-    EXPECT_TRUE(m_strErrors.contains("folder.png"));
+    for (const char* option : {"--screenshot", "--report"}) {
+        EXPECT_EQ(Run(Home() + QStringList{option, File("no/such/folder.out")}), 4);
+        EXPECT_TRUE(m_strErrors.contains("folder.out: No such file or directory")) << m_strErrors.toStdString();
+        EXPECT_FALSE(m_strOutput.contains("shown after"));
+    }
+}
+
+TEST_F(ProgramTest, AFullDiskIsToldWithItsReason)
+{
+    for (const char* option : {"--screenshot", "--report"}) {
+        m_strErrors.clear();
+        EXPECT_EQ(Run(Home() + QStringList{"--seconds", "1", option, "/dev/full"}), 4);
+        EXPECT_TRUE(m_strErrors.contains("/dev/full: No space left on device")) << m_strErrors.toStdString();
+    }
+}
+
+// The code is what the grid's failure ends the process with.
+TEST_F(ProgramTest, WithoutARendererARunWithoutAUserEndsWithASentence)
+{
+    constexpr int MINUS_ONE = 255;
+    for (const char* render : {"1", "2", "3", "4"}) {
+        SCOPED_TRACE(render);
+        m_strErrors.clear();
+        // Without a driver to load there is no device for the first.
+        m_Environment.insert("__EGL_VENDOR_LIBRARY_FILENAMES", File("no_driver.json"));
+        QFile settings(File("home/config/system.ini"));
+        ASSERT_TRUE(settings.open(QIODevice::WriteOnly));
+        settings.write(QByteArray("[System]\nRender=") + render + "\n");
+        settings.close();
+        EXPECT_EQ(Run(Home() + QStringList{"--seconds", "1"}), MINUS_ONE);
+        EXPECT_TRUE(m_strErrors.contains("watchwall: the video grid can't be made"))
+            << m_strErrors.toStdString();
+    }
+    EXPECT_EQ(Run(Home() + QStringList{"--report", File("report.json")}), MINUS_ONE);
+    EXPECT_EQ(Run(Home() + QStringList{"--screenshot", File("wall.png")}), MINUS_ONE);
 }
 
 TEST_F(ProgramTest, AHomeThatIsNoFolderIsWrongUse)

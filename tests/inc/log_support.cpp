@@ -31,11 +31,11 @@ std::string ReadFile(const std::string& path)
 
 std::vector<std::string> WaitForLines(const std::string& path, std::size_t count)
 {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     std::string text = ReadFile(path);
     while (std::chrono::steady_clock::now() < deadline &&
            static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) < count) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
         text = ReadFile(path);
     }
     std::vector<std::string> lines;

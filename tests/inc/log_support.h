@@ -18,5 +18,5 @@ class CTestDirectory
 /// The file's bytes; empty when there is none.
 std::string ReadFile(const std::string& path);
 
-/// Waits until the file holds `count` line breaks (10 s at most) and returns its lines without them.
+/// Waits until the file holds `count` line breaks (60 s at most) and returns its lines without them.
 std::vector<std::string> WaitForLines(const std::string& path, std::size_t count);

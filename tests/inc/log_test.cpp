@@ -14,7 +14,6 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -209,27 +208,6 @@ TEST(LogFileTest, UnwritableDirectoryCostsTheLinesAndNothingElse)
     CxLog log(file + "/log/");  // a folder under a plain file can never be made
     log.Log("a.cpp", "f", 1, LOG_ERROR, "lost");
     EXPECT_EQ(std::filesystem::file_size(file), 0U);
-}
-
-TEST(LogEndTest, UseAfterProcessEndThrowsAndSaysSo)
-{
-    EXPECT_EXIT(
-        {
-            std::atexit([] {  // registered before the log's own end, so it runs behind it
-                try {
-                    CxLog::Instance();
-                } catch (const std::runtime_error& error) {
-                    std::fprintf(stderr, "thrown: %s", error.what());
-                    std::_Exit(3);
-                }
-            });
-            SetDebugListener([](std::string_view text) {
-                std::fprintf(stderr, "debugger: %.*s\n", static_cast<int>(text.size()), text.data());
-            });
-            CxLog::Instance();
-            std::exit(0);
-        },
-        testing::ExitedWithCode(3), "debugger: CxLog has destroy!\nthrown: CxLog has destroy!");
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QEventLoop>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMouseEvent>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -13,6 +14,8 @@
 
 #include "activex/UI common/Outlook2Ctrl.h"
 #include "platform/files/profile.h"
+#include "platform/os/paths.h"
+#include "skin/Skin.h"
 #include "tests/support/test_variable.h"
 
 using testing::ElementsAre;
@@ -43,6 +46,14 @@ class SideBarTest : public testing::Test
         m_Bar->resize(width, height);
         m_Bar->show();
         return *m_Bar;
+    }
+    void ShowWithFocus()
+    {
+        Show();
+        m_Bar->activateWindow();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(&*m_Bar));
+        m_Bar->setFocus();
+        ASSERT_TRUE(m_Bar->hasFocus());
     }
     void Paint() { m_Bar->grab(); }
     QPoint Middle(const QRect& rect) const { return rect.center(); }
@@ -182,6 +193,24 @@ TEST_F(SideBarTest, ClickOnAFolderSlidesItsPageIn)
     EXPECT_TRUE(m_Bar->IsSliding());
     EXPECT_FALSE(second->isVisible()) << "until the final picture";
     EXPECT_TRUE(QTest::qWaitFor([&] { return !m_Bar->IsSliding() && second->isVisible(); }));
+}
+
+TEST_F(SideBarTest, SlideRunsWithTheSkinToo)
+{
+    const char module = 0;
+    ASSERT_NE(StartSkin(&module, 0, 0), 0);
+    ASSERT_NE(LoadSkin(SystemPath(WATCHWALL_SOURCE_DIR "/config/skin.smf")), 0);
+    Show();
+    ASSERT_TRUE(SkinDialog(&*m_Bar, "DialogMain"));
+    m_Bar->AddFolder("a", {}, new QLabel("1"));
+    auto* const second = new QLabel("2");
+    m_Bar->AddFolder("b", {}, second);
+    Paint();
+    QTest::mouseClick(&*m_Bar, Qt::LeftButton, {}, Middle(m_Bar->GetFolder(1).m_rect));
+    EXPECT_TRUE(m_Bar->IsSliding());
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !m_Bar->IsSliding() && second->isVisible(); }));
+    m_Bar.reset();
+    StopSkin();
 }
 
 // From ten pixels above the page's end upward by an eighth of the page, one step at each tick of the timer.
@@ -441,6 +470,53 @@ TEST_F(SideBarTest, WhileTheEdgeIsDraggedAnInvertedBandFollowsTheMouse)
     EXPECT_EQ(pixel(97), ground);
 }
 
+// Above what stands on the page, and beyond the bar's own edge.
+TEST_F(SideBarTest, InvertedBandIsSeenOverThePageAndOutsideOfTheBar)
+{
+    QWidget owner;
+    owner.resize(400, 400);
+    owner.setPalette(QPalette(QColor(0x10, 0x20, 0x30)));
+    auto* const bar = new COutlook2Ctrl(&owner, m_hOwner);
+    bar->resize(200, 400);
+    auto* const page = new QWidget;
+    page->setAutoFillBackground(true);
+    page->setPalette(QPalette(QColor(0x26, 0x29, 0x2E)));
+    bar->AddFolder("a", {}, page);
+    owner.show();
+    const auto pixel = [&](int x) { return owner.grab().toImage().pixelColor(x, 200); };
+    const auto move_to = [&](int x) {
+        QMouseEvent move(QEvent::MouseMove, QPointF(x, 100), bar->mapToGlobal(QPointF(x, 100)), Qt::NoButton,
+                         Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(bar, &move);
+    };
+    const QColor ground = pixel(300);
+    ASSERT_EQ(pixel(100), QColor(0x26, 0x29, 0x2E)) << "the page covers the bar";
+    QTest::mousePress(bar, Qt::LeftButton, {}, {198, 100});
+    move_to(100);
+    EXPECT_EQ(pixel(97), QColor(0xD9, 0xD6, 0xD1));
+    move_to(300);
+    EXPECT_EQ(pixel(97), QColor(0x26, 0x29, 0x2E));
+    EXPECT_EQ(pixel(298), QColor(255 - ground.red(), 255 - ground.green(), 255 - ground.blue()));
+    QTest::mouseRelease(bar, Qt::LeftButton, {}, {300, 100});
+    EXPECT_EQ(pixel(298), ground);
+}
+
+TEST_F(SideBarTest, NeitherMouseNorKeysTakeTheWidthBeyondWhatItsOwnerHasRoomFor)
+{
+    ShowWithFocus();
+    m_Bar->SetWidthLimit(220);
+    QTest::mousePress(&*m_Bar, Qt::LeftButton, {}, {198, 100});
+    QTest::mouseRelease(&*m_Bar, Qt::LeftButton, {}, {460, 100});
+    EXPECT_EQ(m_Bar->GetLayoutSize().width(), 220);
+    m_Bar->resize(220, 400);
+    QTest::keyClick(&*m_Bar, Qt::Key_Right);
+    EXPECT_EQ(m_Bar->GetLayoutSize().width(), 220);
+    m_Bar->SetWidthLimit(180);
+    EXPECT_EQ(m_Bar->GetLayoutSize().width(), 180);
+    m_Bar.reset();
+    EXPECT_EQ(GetPrivateProfileIntA("Settings", "OutbarSize", 0, GetApplicationProfilePath().c_str()), 180);
+}
+
 TEST_F(SideBarTest, CollapsedBarIsDraggedBack)
 {
     WritePrivateProfileStringA("Settings", "OutbarSize", "3", GetApplicationProfilePath().c_str());
@@ -456,7 +532,7 @@ TEST_F(SideBarTest, CollapsedBarIsDraggedBack)
 
 TEST_F(SideBarTest, KeysSelectFolders)
 {
-    Show();
+    ShowWithFocus();
     for (const char* name : {"a", "b", "c"})
         m_Bar->AddFolder(name, {});
     QTest::keyClick(&*m_Bar, Qt::Key_Down);
@@ -469,7 +545,7 @@ TEST_F(SideBarTest, KeysSelectFolders)
 
 TEST_F(SideBarTest, KeysMoveTheRightEdge)
 {
-    Show();
+    ShowWithFocus();
     QSignalSpy laid_out(&*m_Bar, &COutlook2Ctrl::LayoutRequested);
     QTest::keyClick(&*m_Bar, Qt::Key_Left);
     EXPECT_EQ(m_Bar->GetLayoutSize().width(), 190);
@@ -479,6 +555,24 @@ TEST_F(SideBarTest, KeysMoveTheRightEdge)
     m_Bar->resize(COutlook2Ctrl::RESIZE_BAND, 400);
     QTest::keyClick(&*m_Bar, Qt::Key_Left);
     EXPECT_EQ(m_Bar->GetLayoutSize().width(), 0);
+}
+
+TEST_F(SideBarTest, ArrowsThatAControlOfThePageHasNoUseForAreNotTheBars)
+{
+    Show();
+    auto* const field = new QLineEdit;
+    m_Bar->AddFolder("a", {}, field);
+    m_Bar->AddFolder("b", {});
+    m_Bar->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&*m_Bar));
+    field->setFocus();
+    ASSERT_TRUE(field->hasFocus());
+    for (const Qt::Key key : {Qt::Key_Down, Qt::Key_Up, Qt::Key_Left, Qt::Key_Right})
+        QTest::keyClick(field, key);
+    EXPECT_EQ(m_Bar->GetSelectedFolder(), 0);
+    EXPECT_EQ(m_Bar->GetLayoutSize().width(), 200);
+    QTest::keyClick(field, Qt::Key_2, Qt::ControlModifier);
+    EXPECT_EQ(m_Bar->GetSelectedFolder(), 1) << "by its number a folder is selected from anywhere in the bar";
 }
 
 TEST_F(SideBarTest, SeparatorIsABarOfThreePixelsInAStepOfEight)

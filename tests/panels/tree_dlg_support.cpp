@@ -110,15 +110,17 @@ void TreeDlgTest::AddStation()
 void TreeDlgTest::ShowDialog()
 {
     m_Dlg.emplace();
-    ASSERT_TRUE(m_Dlg->Create(CTreeDlg::TEMPLATE, m_pParent.get()));
+    ASSERT_TRUE(m_Dlg->Create(m_pParent.get()));
     m_Dlg->MoveWindow(0, 0, 200, 480);
 }
 
-QTreeWidgetItem* TreeDlgTest::Item(std::initializer_list<int> path)
+QModelIndex TreeDlgTest::Item(std::initializer_list<int> path)
 {
-    QTreeWidgetItem* item = nullptr;
-    for (const int index : path)
-        item = item == nullptr ? Tree().topLevelItem(index) : item->child(index);
+    QModelIndex item;
+    for (const int number : path) {
+        item = Nodes().index(number, 0, item);
+        if (!item.isValid()) break;
+    }
     return item;
 }
 

@@ -9,6 +9,7 @@
 #include <QTest>
 #include <optional>
 
+#include "activex/UI common/NodeTreeModel.h"
 #include "activex/UI common/TreeCtrlEx.h"
 #include "activex/UI common/TreeDlg.h"
 #include "model/NodeModel.h"
@@ -58,8 +59,12 @@ class TreeDlgTest : public testing::Test
     void AddStation();
     void ShowDialog();
     CTreeCtrlEx& Tree() { return *m_Dlg->GetTree(); }
-    QTreeWidgetItem* Item(std::initializer_list<int> path);
-    void Select(std::initializer_list<int> path) { Tree().setCurrentItem(Item(path)); }
+    QAbstractItemModel& Nodes() { return *Tree().model(); }
+    /// The row by its numbers from the top down; invalid when there is none.
+    QModelIndex Item(std::initializer_list<int> path);
+    std::string Text(std::initializer_list<int> path) { return Item(path).data().toString().toStdString(); }
+    int Icon(std::initializer_list<int> path) { return Item(path).data(CNodeTreeModel::STATUS_ROLE).toInt(); }
+    void Select(std::initializer_list<int> path) { Tree().setCurrentIndex(Item(path)); }
     void Command(int id) { SendMessageA(m_Dlg->Handle(), WM_COMMAND, static_cast<WPARAM>(id), 0); }
     /// The commands of the menu that a right click at `place` opens, 0 for a separator; none without a menu.
     std::vector<int> MenuAt(const QPoint& place);

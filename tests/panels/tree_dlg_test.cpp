@@ -19,12 +19,12 @@ TEST_F(TreeDlgTest, ShowsVisibleNodesInTheirOrderExpanded)
 {
     AddStation();
     ShowDialog();
-    ASSERT_EQ(Tree().topLevelItemCount(), 1);
-    EXPECT_EQ(Item({0})->text(0), "1001");
-    EXPECT_TRUE(Item({0})->isExpanded());
-    ASSERT_EQ(Item({0, 0})->childCount(), 2);
-    EXPECT_EQ(Item({0, 0, 0})->text(0), "a");
-    EXPECT_EQ(Item({0, 0, 1})->text(0), "b");
+    ASSERT_EQ(Nodes().rowCount(), 1);
+    EXPECT_EQ(Text({0}), "1001");
+    EXPECT_TRUE(Tree().isExpanded(Item({0})));
+    ASSERT_EQ(Nodes().rowCount(Item({0, 0})), 2);
+    EXPECT_EQ(Text({0, 0, 0}), "a");
+    EXPECT_EQ(Text({0, 0, 1}), "b");
 }
 
 TEST_F(TreeDlgTest, InvisibleNodeHidesAllBeneathIt)
@@ -32,7 +32,7 @@ TEST_F(TreeDlgTest, InvisibleNodeHidesAllBeneathIt)
     AddStation();
     CNodeModel::GetInstance()->FindByName("card")->m_bVisible = false;
     ShowDialog();
-    EXPECT_EQ(Item({0})->childCount(), 0);
+    EXPECT_EQ(Nodes().rowCount(Item({0})), 0);
 }
 
 TEST_F(TreeDlgTest, TreeTakesItsPlaceInThePanel)
@@ -46,20 +46,20 @@ TEST_F(TreeDlgTest, IconsFollowTheStatus)
 {
     AddStation();
     ShowDialog();
-    EXPECT_EQ(CTreeCtrlEx::GetStatusImage(Item({0, 0, 0})), 0);
-    EXPECT_EQ(CTreeCtrlEx::GetStatusImage(Item({0})), -1);
+    EXPECT_EQ(Icon({0, 0, 0}), 0);
+    EXPECT_EQ(Icon({0}), -1);
     static_cast<CRemote*>(CNodeModel::GetInstance()->FindByName("b"))->SetStatus(STATUS_RECORDING);
     m_Dlg->RefreshIcons(m_Dlg->GetRootItem());
-    EXPECT_EQ(CTreeCtrlEx::GetStatusImage(Item({0, 0, 0})), 0);
-    EXPECT_EQ(CTreeCtrlEx::GetStatusImage(Item({0, 0, 1})), 2);
+    EXPECT_EQ(Icon({0, 0, 0}), 0);
+    EXPECT_EQ(Icon({0, 0, 1}), 2);
 }
 
 TEST_F(TreeDlgTest, RefillColoursTheTree)
 {
     ShowDialog();
     m_Dlg->RefillTree();
-    EXPECT_EQ(Tree().GetGroundColor(), QColor(0x26, 0x29, 0x2E));
-    EXPECT_EQ(Tree().GetTextColor(), QColor(0x9B, 0x9B, 0x9B));
+    EXPECT_EQ(Tree().GetGroundColor(), (XColor{0x26, 0x29, 0x2E, 255}));
+    EXPECT_EQ(Tree().GetTextColor(), (XColor{0x9B, 0x9B, 0x9B, 255}));
 }
 
 TEST_F(TreeDlgTest, SelectionIsNotedInTheModel)
@@ -156,7 +156,7 @@ TEST_F(TreeDlgTest, MenuGoesByTheNode)
                 ElementsAre(10005, 10006, 10007, 10008, 10009));
     EXPECT_THAT(MenuAt(Tree().GetLabelRect(Item({0})).center()),
                 ElementsAre(10005, 10006, 10007, 10008, 10009, 10010, 0, 10011));
-    EXPECT_EQ(Tree().currentItem(), Item({0})) << "the item under the menu is selected";
+    EXPECT_EQ(Tree().currentIndex(), Item({0})) << "the item under the menu is selected";
 }
 
 TEST_F(TreeDlgTest, EachEntryOfTheMenuSaysWhatItDoesInTheSystemsLanguage)
@@ -169,7 +169,7 @@ TEST_F(TreeDlgTest, EachEntryOfTheMenuSaysWhatItDoesInTheSystemsLanguage)
     CLanguage::Reset();  // the menu settles it
     std::map<int, std::string> texts;
     for (const auto& path : {std::initializer_list<int>{0}, {0, 0, 0}}) {
-        Tree().setCurrentItem(Item(path));
+        Tree().setCurrentIndex(Item(path));
         QContextMenuEvent event(QContextMenuEvent::Keyboard, {}, {});
         QApplication::sendEvent(Tree().viewport(), &event);
         auto* const menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
@@ -248,11 +248,13 @@ TEST_F(TreeDlgTest, DoubleClickOnAChannelOverP2PChangesNothingButTheIcons)
     CNodeModel::GetInstance()->GetRoot()->Add(channel, nullptr);
     ShowDialog();
     AddCell(HWND{71});
-    CTreeCtrlEx::SetStatusImage(Item({0}), STATUS_RECORDING);
-    emit Tree().itemDoubleClicked(Item({0}), 0);
+    channel->SetStatus(STATUS_RECORDING);
+    m_Dlg->RefreshIcons(m_Dlg->GetRootItem());
+    channel->SetStatus(STATUS_CLOSED);
+    emit Tree().doubleClicked(Item({0}));
     EXPECT_EQ(channel->GetStatus(), STATUS_CLOSED);
     EXPECT_FALSE(IsCellUsed(HWND{71}));
-    EXPECT_EQ(CTreeCtrlEx::GetStatusImage(Item({0})), STATUS_CLOSED);
+    EXPECT_EQ(Icon({0}), STATUS_CLOSED);
 }
 
 TEST_F(TreeDlgTest, CommandsOnANodeOfTheWrongTypeEndSilently)
@@ -267,11 +269,11 @@ TEST_F(TreeDlgTest, CommandsOnANodeOfTheWrongTypeEndSilently)
     for (const int id : {TREE_COMMAND_OPEN_ALL, TREE_COMMAND_CLOSE_ALL, TREE_COMMAND_START_RECORD_ALL,
                          TREE_COMMAND_STOP_RECORD_ALL, TREE_COMMAND_SNAPSHOT_ALL, TREE_COMMAND_DELETE})
         Command(id);
-    Tree().setCurrentItem(nullptr);
+    Tree().setCurrentIndex({});
     Command(TREE_COMMAND_OPEN);
     Command(TREE_COMMAND_RENAME);
     EXPECT_THAT(TreeCalls(), IsEmpty());
-    EXPECT_EQ(Item({0, 0})->childCount(), 2);
+    EXPECT_EQ(Nodes().rowCount(Item({0, 0})), 2);
 }
 
 TEST_F(TreeDlgTest, DoubleClickOpensTcpChannelsOnly)
@@ -280,11 +282,11 @@ TEST_F(TreeDlgTest, DoubleClickOpensTcpChannelsOnly)
     CNodeModel::GetInstance()->GetRoot()->Add(new CTcpChannel, nullptr);
     ShowDialog();
     AddCell(HWND{71});
-    emit Tree().itemDoubleClicked(Item({0, 0, 0}), 0);
+    emit Tree().doubleClicked(Item({0, 0, 0}));
     EXPECT_THAT(TreeCalls(), IsEmpty()) << "a channel over P2P changes nothing but the icons";
-    emit Tree().itemDoubleClicked(Item({1}), 0);
+    emit Tree().doubleClicked(Item({1}));
     EXPECT_THAT(TreeCalls(), ElementsAre("open tcp 71"));
-    EXPECT_EQ(CTreeCtrlEx::GetStatusImage(Item({1})), 1);
+    EXPECT_EQ(Icon({1}), 1);
 }
 
 TEST_F(TreeDlgTest, DeletingAStationClosesAndRemovesEverything)
@@ -298,7 +300,7 @@ TEST_F(TreeDlgTest, DeletingAStationClosesAndRemovesEverything)
     EXPECT_EQ(TreeCalls()[1], "close a") << "whatever its status";
     EXPECT_EQ(TreeCalls()[2], "close b");
     EXPECT_EQ(TreeCalls().back(), "station deleted");
-    EXPECT_EQ(Tree().topLevelItemCount(), 0);
+    EXPECT_EQ(Nodes().rowCount(), 0);
     EXPECT_EQ(CNodeModel::GetInstance()->GetCurrent(), CNodeModel::GetInstance()->GetRoot());
     EXPECT_TRUE(QTest::qWaitFor([this] { return !m_Notices.empty(); }));
     EXPECT_THAT(m_Notices, ElementsAre(std::pair(TREE_NOTICE_CHANGED, 0)));
@@ -312,8 +314,8 @@ TEST_F(TreeDlgTest, DeleteOfAStationThatIsNotRemoteOnlyReloads)
     ShowDialog();
     Select({0});
     Command(TREE_COMMAND_DELETE);
-    EXPECT_EQ(Tree().topLevelItemCount(), 1);
-    EXPECT_EQ(Item({0})->text(0), "local");
+    EXPECT_EQ(Nodes().rowCount(), 1);
+    EXPECT_EQ(Text({0}), "local");
     EXPECT_TRUE(QTest::qWaitFor([this] { return !m_Notices.empty(); }));
     EXPECT_THAT(m_Notices, ElementsAre(std::pair(TREE_NOTICE_CHANGED, 0)));
 }

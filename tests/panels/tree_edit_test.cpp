@@ -1,4 +1,5 @@
 #include <QImage>
+#include <QScrollBar>
 
 #include "platform/qt/Keys.h"
 #include "platform/qt/MessagePump.h"
@@ -41,18 +42,31 @@ TEST_F(TreeDlgTest, RowsKeepTheirColoursInTheTreeAfterALogon)
     EXPECT_EQ(Shown(Tree(), 100, 5 * ROW), QColor(0x26, 0x29, 0x2E)) << "beneath the rows the ground shows";
 }
 
+TEST_F(TreeDlgTest, ShadesCountFromTheTopRowThatIsSeen)
+{
+    for (int i = 0; i < 40; ++i)
+        CNodeModel::GetInstance()->GetRoot()->Add(new CTestStation, nullptr);
+    ShowDialog();
+    for (const int top : {0, 1, 2, 7}) {
+        Tree().verticalScrollBar()->setValue(top);
+        EXPECT_EQ(Tree().indexAt({50, 1}).row(), top);
+        EXPECT_EQ(Shown(Tree(), 150, ROW / 2), QColor(0xFF, 0xFF, 0xFF)) << top;
+        EXPECT_EQ(Shown(Tree(), 150, ROW + ROW / 2), QColor(0xF2, 0xF2, 0xF2)) << top;
+    }
+}
+
 TEST_F(TreeDlgTest, FoldersHaveTrianglesThatPointRightWhenCollapsedAndDownWhenExpanded)
 {
     AddStation();
     ShowDialog();
     const QColor line(0x76, 0x76, 0x76);
     const int label = Tree().GetLabelRect(Item({0})).left();
-    const int middle = Tree().visualItemRect(Item({0})).center().y();
+    const int middle = Tree().visualRect(Item({0})).center().y();
     EXPECT_EQ(Shown(Tree(), label - 14, middle - 2), line);
     EXPECT_EQ(Shown(Tree(), label - 6, middle - 2), line);
     EXPECT_EQ(Shown(Tree(), label - 10, middle + 2), line);
     EXPECT_NE(Shown(Tree(), label - 12, middle + 4), line);
-    Item({0})->setExpanded(false);
+    Tree().setExpanded(Item({0}), false);
     EXPECT_EQ(Shown(Tree(), label - 12, middle - 4), line);
     EXPECT_EQ(Shown(Tree(), label - 12, middle + 4), line);
     EXPECT_EQ(Shown(Tree(), label - 8, middle), line);
@@ -66,7 +80,7 @@ TEST_F(TreeDlgTest, NodeWithoutChildrenAndWithoutAParentHasATriangleToo)
     CNodeModel::GetInstance()->GetRoot()->Add(station, nullptr);
     ShowDialog();
     const int label = Tree().GetLabelRect(Item({0})).left();
-    const int middle = Tree().visualItemRect(Item({0})).center().y();
+    const int middle = Tree().visualRect(Item({0})).center().y();
     bool found = false;
     for (int x = label - 14; x < label - 5; ++x)
         found = found || Shown(Tree(), x, middle) == QColor(0x76, 0x76, 0x76);
@@ -77,12 +91,14 @@ TEST_F(TreeDlgTest, EachStatusHasAnIconOfItsOwnLeftOfTheLabel)
 {
     AddStation();
     ShowDialog();
-    QTreeWidgetItem* const item = Item({0, 0, 0});
-    const QRect row = Tree().visualItemRect(item);
+    const QModelIndex item = Item({0, 0, 0});
+    auto* const device = static_cast<CRemote*>(CNodeModel::GetInstance()->FindByName("a"));
+    const QRect row = Tree().visualRect(item);
     const QRect icon(Tree().GetLabelRect(item).left(), row.center().y() - 12, 24, 24);
     std::vector<QImage> icons;
     for (const int status : {-1, 0, 1, 2}) {
-        CTreeCtrlEx::SetStatusImage(item, status);
+        device->SetStatus(status);
+        m_Dlg->RefreshIcons(m_Dlg->GetRootItem());
         icons.push_back(Tree().viewport()->grab(icon).toImage());
     }
     for (std::size_t i = 0; i < icons.size(); ++i) {
@@ -96,11 +112,11 @@ TEST_F(TreeDlgTest, ClickOnATriangleExpandsAndCollapses)
     AddStation();
     ShowDialog();
     const QPoint triangle(Tree().GetLabelRect(Item({0})).left() - 10,
-                          Tree().visualItemRect(Item({0})).center().y());
+                          Tree().visualRect(Item({0})).center().y());
     QTest::mouseClick(Tree().viewport(), Qt::LeftButton, {}, triangle);
-    EXPECT_FALSE(Item({0})->isExpanded());
+    EXPECT_FALSE(Tree().isExpanded(Item({0})));
     QTest::mouseClick(Tree().viewport(), Qt::LeftButton, {}, triangle);
-    EXPECT_TRUE(Item({0})->isExpanded());
+    EXPECT_TRUE(Tree().isExpanded(Item({0})));
 }
 
 TEST_F(TreeDlgTest, NameOfMoreThanFifteenCharactersCantBeTyped)
@@ -113,10 +129,44 @@ TEST_F(TreeDlgTest, NameOfMoreThanFifteenCharactersCantBeTyped)
     QTest::keyClicks(edit, "a name that is far too long");
     QTest::keyClick(edit, Qt::Key_Return);
     QApplication::processEvents();
-    EXPECT_EQ(Item({0})->text(0), "a name that is ");
+    EXPECT_EQ(Text({0}), "a name that is ");
     EXPECT_NE(CNodeModel::GetInstance()->FindByName("a name that is "), nullptr);
     EXPECT_TRUE(QTest::qWaitFor([this] { return !m_Notices.empty(); }));
     EXPECT_THAT(m_Notices, ElementsAre(std::pair(TREE_NOTICE_CHANGED, 0)));
+}
+
+TEST_F(TreeDlgTest, TabEndsTheEditAndOpensNoOther)
+{
+    for (const Qt::Key key : {Qt::Key_Tab, Qt::Key_Backtab}) {
+        AddStation();
+        AddStation();
+        m_Dlg.reset();
+        ShowDialog();
+        QLineEdit* const edit = Edit({0});
+        ASSERT_NE(edit, nullptr);
+        edit->setText("new");
+        QTest::keyClick(edit, key);
+        EXPECT_FALSE(Tree().IsEditing());
+        EXPECT_TRUE(Tree().hasFocus());
+        EXPECT_EQ(Text({0}), "new");
+        EXPECT_EQ(Tree().currentIndex(), Item({0}));
+        CNodeModel::GetInstance()->DeleteRoot();
+    }
+}
+
+// An edit of a row that is no station changes the text of the row alone.
+TEST_F(TreeDlgTest, EditOfAFolderIsTheRowsAloneAsIntended)
+{
+    AddStation();
+    ShowDialog();
+    QLineEdit* const edit = Edit({0, 0});
+    ASSERT_NE(edit, nullptr);
+    edit->setText("new");
+    QTest::keyClick(edit, Qt::Key_Return);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return Text({0, 0}) == "new"; }));
+    EXPECT_NE(CNodeModel::GetInstance()->FindByName("card"), nullptr);
+    m_Dlg->ReloadTree();
+    EXPECT_EQ(Text({0, 0}), "card");
 }
 
 TEST_F(TreeDlgTest, EmptyNameLeavesAllAsItWas)
@@ -128,7 +178,7 @@ TEST_F(TreeDlgTest, EmptyNameLeavesAllAsItWas)
     edit->clear();
     QTest::keyClick(edit, Qt::Key_Return);
     QApplication::processEvents();
-    EXPECT_EQ(Item({0})->text(0), "1001");
+    EXPECT_EQ(Text({0}), "1001");
     EXPECT_THAT(m_Notices, IsEmpty());
 }
 
@@ -142,7 +192,7 @@ TEST_F(TreeDlgTest, LeftPressInTheEditFieldItselfEndsTheEdit)
     QTest::mousePress(edit, Qt::LeftButton);
     EXPECT_FALSE(Tree().IsEditing());
     EXPECT_TRUE(m_Dlg->Widget()->hasFocus());
-    EXPECT_EQ(Item({0})->text(0), "new");
+    EXPECT_EQ(Text({0}), "new");
 }
 
 TEST_F(TreeDlgTest, LeftPressElsewhereEndsTheEditToo)
@@ -154,7 +204,7 @@ TEST_F(TreeDlgTest, LeftPressElsewhereEndsTheEditToo)
     edit->setText("new");
     QTest::mouseClick(m_Dlg->Widget(), Qt::LeftButton, {}, {50, 400});
     EXPECT_FALSE(Tree().IsEditing());
-    EXPECT_EQ(Item({0})->text(0), "new");
+    EXPECT_EQ(Text({0}), "new");
 }
 
 // Keys come to the panels by the main panel's hook.
@@ -173,7 +223,7 @@ TEST_F(TreeDlgTest, ReturnEndsTheEditAndOpensNothing)
     UnhookWindowsHookEx(hook);
     EXPECT_FALSE(Tree().IsEditing());
     EXPECT_TRUE(m_Dlg->Widget()->hasFocus());
-    EXPECT_EQ(Item({0})->text(0), "new");
+    EXPECT_EQ(Text({0}), "new");
     EXPECT_THAT(TreeCalls(), IsEmpty());
     QApplication::processEvents();
     EXPECT_THAT(m_Notices, IsEmpty()) << "only a station takes the name, and tells of it";

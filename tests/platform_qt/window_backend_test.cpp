@@ -52,7 +52,6 @@ TEST_F(WindowBackend, OperationsReachTheWidgetFromTheOwnThread)
     EXPECT_EQ(m_Widget.geometry(), QRect(10, 20, 100, 50));
     EXPECT_TRUE(ShowWindow(handle.Get(), true));
     EXPECT_TRUE(m_Widget.isVisible());
-    EXPECT_TRUE(InvalidateRect(handle.Get()));
     EXPECT_TRUE(ShowWindow(handle.Get(), false));
     EXPECT_FALSE(m_Widget.isVisible());
 }
@@ -66,7 +65,6 @@ TEST_F(WindowBackend, OperationsReachTheWidgetFromAForeignThread)
         EXPECT_EQ(rect, (RECT{0, 0, 120, 80}));
         EXPECT_TRUE(SetWindowPos(handle.Get(), {0, 0, 60, 40}));
         EXPECT_TRUE(ShowWindow(handle.Get(), true));
-        EXPECT_NE(GetSystemWindow(handle.Get()), 0U);
     });
     EXPECT_EQ(m_Widget.size(), QSize(60, 40));
     EXPECT_TRUE(m_Widget.isVisible());
@@ -86,21 +84,7 @@ TEST_F(WindowBackend, AWindowThatIsGoneAnswersNothing)
     EXPECT_FALSE(GetClientRect(window, rect));
     EXPECT_FALSE(SetWindowPos(window, rect));
     EXPECT_FALSE(ShowWindow(window, true));
-    EXPECT_FALSE(InvalidateRect(window));
-    EXPECT_EQ(GetSystemWindow(window), 0U);
     EXPECT_EQ(WidgetOf(window), nullptr);
-}
-
-TEST_F(WindowBackend, OnlyNativeWindowsHaveASystemWindow)
-{
-    QWidget child(&m_Widget);
-    const CWindowHandle handle(child);
-    EXPECT_EQ(GetSystemWindow(handle.Get()), 0U) << "a plain child has none, and gets none by the question";
-    QWidget native(&m_Widget);
-    native.setAttribute(Qt::WA_DontCreateNativeAncestors);
-    native.setAttribute(Qt::WA_NativeWindow);
-    const CWindowHandle nativeHandle(native);
-    EXPECT_EQ(GetSystemWindow(nativeHandle.Get()), native.winId());
 }
 
 TEST_F(WindowBackend, TheEventLoopServesSentAndPostedMessages)
@@ -134,16 +118,17 @@ TEST_F(WindowBackend, AWaitOfThePanelsThreadServesSentMessages)
 }
 
 /// Presses a button of the message box that is on the screen as soon as it is.
-void AnswerBox(QMessageBox::StandardButton button, QString* text = nullptr)
+void AnswerBox(QMessageBox::StandardButton button, QString* text = nullptr, QString* caption = nullptr)
 {
     auto* timer = new QTimer(qApp);
-    QObject::connect(timer, &QTimer::timeout, timer, [timer, button, text] {
+    QObject::connect(timer, &QTimer::timeout, timer, [timer, button, text, caption] {
         auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
         if (!box || !box->isVisible()) return;
         if (text) *text = box->windowTitle() + ": " + box->text();
         timer->deleteLater();
         timer->stop();
         ASSERT_NE(box->button(button), nullptr);
+        if (caption) *caption = box->button(button)->text();
         QTest::mouseClick(box->button(button), Qt::LeftButton);
     });
     timer->start(5);
@@ -208,6 +193,32 @@ TEST_F(WindowBackend, WhileAMessageBoxStandsOtherThreadsAreServed)
     EXPECT_EQ(MessageBoxA(handle.Get(), "text", "caption", MB_OK), IDOK);
     EXPECT_TRUE(answered);
     other.join();
+}
+
+TEST_F(WindowBackend, ButtonsOfAMessageBoxTakeTheTextsThatAreGiven)
+{
+    const struct {
+        QMessageBox::StandardButton button;
+        std::uint32_t dwType;
+        std::string strText;
+    } rows[] = {{QMessageBox::Ok, MB_OK, "text 1"},
+                {QMessageBox::Cancel, MB_OKCANCEL, "text 2"},
+                {QMessageBox::Yes, MB_YESNO, "text 6"}};
+    SetButtonTexts([](std::int32_t id) { return id == IDNO ? "" : "text " + std::to_string(id); });
+    QString shown;
+    for (const auto& row : rows) {
+        AnswerBox(row.button, nullptr, &shown);
+        MessageBoxA(HWND::Null, "text", "caption", row.dwType);
+        EXPECT_EQ(shown.toStdString(), row.strText);
+    }
+    AnswerBox(QMessageBox::No, nullptr, &shown);
+    MessageBoxA(HWND::Null, "text", "caption", MB_YESNO);
+    const QString own = shown;
+    SetButtonTexts({});
+    AnswerBox(QMessageBox::No, nullptr, &shown);
+    MessageBoxA(HWND::Null, "text", "caption", MB_YESNO);
+    EXPECT_EQ(shown, own) << "the toolkit's own where none is given";
+    EXPECT_FALSE(own.isEmpty());
 }
 
 TEST_F(WindowBackend, TheDecoratorSeesEachMessageBox)

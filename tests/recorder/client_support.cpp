@@ -2,6 +2,8 @@
 
 #include <poll.h>
 
+#include <algorithm>
+#include <array>
 #include <future>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
@@ -24,9 +26,14 @@ bool WaitReadable(int socket, int patience = PATIENCE_MS)
 
 CRunning::CRunning(const std::vector<const char*>& args)
 {
-    std::vector<const char*> all = {
-        "watchwall-recorder", "--directory-port", "0", "--rendezvous-port", "0", "--size", "176x144"};
+    std::vector<const char*> all = {"watchwall-recorder"};
     all.insert(all.end(), args.begin(), args.end());
+    // Defaults for what isn't given; an option that takes a value stands once.
+    const std::vector<std::array<const char*, 2>> defaults = {
+        {"--directory-port", "0"}, {"--rendezvous-port", "0"}, {"--size", "176x144"}};
+    for (const auto& option : defaults)
+        if (std::find(args.begin(), args.end(), std::string(option[0])) == args.end())
+            all.insert(all.end(), option.begin(), option.end());
     const XParsed parsed = ParseOptions(static_cast<int>(all.size()), all.data());
     if (!parsed.m_bRun) throw std::runtime_error(parsed.m_strSay);
     m_pServer = std::make_unique<CServer>(parsed.m_Options);

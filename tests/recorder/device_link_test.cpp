@@ -26,6 +26,13 @@ class DeviceLinkTest : public testing::Test
     {
         m_Link.OnDatagram(now, from, recorder::From("4242", type, body));
     }
+    // A request whose reply is acknowledged.
+    void Watch(const XEndpoint& from, int channel, TimeUs now = 0)
+    {
+        Say(from, EMessage::Data, Request(channel), now);
+        m_Link.OnTimer(now);
+        Say(from, EMessage::DataAck, {}, now);
+    }
     // The stream's data in all that was sent to one endpoint.
     static Bytes DataTo(const XEndpoint& to, const std::vector<CSink::XSent>& all)
     {
@@ -101,17 +108,19 @@ TEST_F(DeviceLinkTest, PingIsAnsweredWithPong)
 TEST_F(DeviceLinkTest, RequestIsAcknowledgedAndRepliedWithTheSize)
 {
     Say(ALICE, EMessage::Data, Request(3));
-    EXPECT_TRUE(m_Channels.m_Watched[3]);
-    EXPECT_EQ(m_Channels.m_KeysWanted[3], 1);
     m_Link.OnTimer(MILLISECOND);
     const auto sent = m_Sink.Take();
     EXPECT_EQ(Parsed(sent.at(0)).m_Type, EMessage::DataAck);
     EXPECT_EQ(DataTo(ALICE, sent), (Bytes{8, 0, 0, 0x43, 0xC0, 0x02, 0x40, 0x02}));
+    EXPECT_FALSE(m_Channels.m_Watched[3]) << "nothing is encoded for a sender that may be made up";
+    Say(ALICE, EMessage::DataAck);
+    EXPECT_TRUE(m_Channels.m_Watched[3]);
+    EXPECT_EQ(m_Channels.m_KeysWanted[3], 1);
 }
 
 TEST_F(DeviceLinkTest, StreamBeginsWithAKeyPicture)
 {
-    Say(ALICE, EMessage::Data, Request(0));
+    Watch(ALICE, 0);
     m_Link.OnTimer(MILLISECOND);
     m_Sink.Take();
     m_Link.OnMessage(2 * MILLISECOND, 0, false, Message(0, 50));
@@ -126,9 +135,9 @@ TEST_F(DeviceLinkTest, StreamBeginsWithAKeyPicture)
 
 TEST_F(DeviceLinkTest, EachClientGetsWhatItAskedFor)
 {
-    Say(ALICE, EMessage::Data, Request(0));
-    Say(ALICE, EMessage::Data, Request(1));
-    Say(BOB, EMessage::Data, Request(1));
+    Watch(ALICE, 0);
+    Watch(ALICE, 1);
+    Watch(BOB, 1);
     m_Link.OnTimer(MILLISECOND);
     m_Sink.Take();
     m_Link.OnMessage(2 * MILLISECOND, 0, true, Message(0, 50));
@@ -143,7 +152,7 @@ TEST_F(DeviceLinkTest, EachClientGetsWhatItAskedFor)
 
 TEST_F(DeviceLinkTest, SecondRequestStartsTheChannelAgainWithItsReplyFirst)
 {
-    Say(ALICE, EMessage::Data, Request(0));
+    Watch(ALICE, 0);
     m_Link.OnMessage(0, 0, true, Message(0, 60 * 1024));  // most of it still waits for its turn
     m_Link.OnMessage(0, 0, false, Message(0, 500));
     Say(ALICE, EMessage::Data, Request(0));
@@ -164,7 +173,7 @@ TEST_F(DeviceLinkTest, SecondRequestStartsTheChannelAgainWithItsReplyFirst)
 
 TEST_F(DeviceLinkTest, AClientTooFarBehindGoesOnWithAKeyPicture)
 {
-    Say(ALICE, EMessage::Data, Request(0));
+    Watch(ALICE, 0);
     m_Channels.m_KeysWanted.clear();
     m_Link.OnMessage(0, 0, true, Message(0, 90'000));
     for (int i = 0; i < 8; ++i)
@@ -191,7 +200,7 @@ TEST_F(DeviceLinkTest, WhatIsNoRequestIsAcknowledgedAndCounted)
 TEST_F(DeviceLinkTest, AClientThatIsSilentIsDropped)
 {
     m_Link.OnDatagram(0, SERVER, MakeMessage(EMessage::LoginAck, Own()));
-    Say(ALICE, EMessage::Data, Request(0));
+    Watch(ALICE, 0);
     for (TimeUs now = MILLISECOND; now < 9 * SECOND; now += 40 * MILLISECOND)
         m_Link.OnMessage(now, 0, true, Message(0, 50));
     EXPECT_THAT(m_Link.Clients(), SizeIs(1));
@@ -211,16 +220,14 @@ TEST_F(DeviceLinkTest, AClientThatIsSilentIsDropped)
 
 TEST_F(DeviceLinkTest, AClientThatGetsNothingIsNotTakenForDead)
 {
-    Say(ALICE, EMessage::Data, Request(0));
-    m_Link.OnTimer(MILLISECOND);
-    Say(ALICE, EMessage::DataAck, {}, 2 * MILLISECOND);
+    Watch(ALICE, 0);
     m_Link.OnTimer(300 * SECOND);  // a source that has no pictures
     EXPECT_THAT(m_Link.Clients(), SizeIs(1));
 }
 
 TEST_F(DeviceLinkTest, AStreamWhoseAcknowledgementsAreAllLostGoesOnSlowlyForAClientThatIsHeard)
 {
-    Say(ALICE, EMessage::Data, Request(0));
+    Watch(ALICE, 0);
     uint64_t before = 0;
     for (TimeUs now = MILLISECOND; now < 30 * SECOND; now += 10 * MILLISECOND) {
         m_Link.OnMessage(now, 0, true, Message(0, 20'000));
@@ -235,8 +242,7 @@ TEST_F(DeviceLinkTest, AStreamWhoseAcknowledgementsAreAllLostGoesOnSlowlyForACli
 
 TEST_F(DeviceLinkTest, AcknowledgementsTooManyDoNotWidenTheWindow)
 {
-    Say(ALICE, EMessage::Data, Request(0));
-    m_Link.OnTimer(MILLISECOND);
+    Watch(ALICE, 0);
     for (int i = 0; i < 500; ++i)
         Say(ALICE, EMessage::DataAck, {}, MILLISECOND);
     for (TimeUs now = 2 * MILLISECOND; now < 40 * MILLISECOND; now += MILLISECOND)
@@ -246,8 +252,8 @@ TEST_F(DeviceLinkTest, AcknowledgementsTooManyDoNotWidenTheWindow)
 
 TEST_F(DeviceLinkTest, LogoutEndsTheStreams)
 {
-    Say(ALICE, EMessage::Data, Request(0));
-    Say(BOB, EMessage::Data, Request(0));
+    Watch(ALICE, 0);
+    Watch(BOB, 0);
     Say(ALICE, EMessage::Logout);
     EXPECT_TRUE(m_Channels.m_Watched[0]) << "the other one still looks";
     Say(BOB, EMessage::Logout);
@@ -262,7 +268,7 @@ TEST_F(DeviceLinkTest, NumberOfClientsIsBounded)
         Say({0x7F000001, static_cast<uint16_t>(1000 + i)}, EMessage::Data, {}, i);
     EXPECT_THAT(m_Link.Clients(), SizeIs(4)) << "those that watch nothing make room";
     for (uint16_t i = 0; i < 50; ++i)
-        Say({0x7F000001, static_cast<uint16_t>(2000 + i)}, EMessage::Data, Request(0), 100 + i);
+        Watch({0x7F000001, static_cast<uint16_t>(2000 + i)}, 0, 100 + i);
     EXPECT_THAT(m_Link.Clients(), SizeIs(4));
     EXPECT_EQ(m_Link.Counts().m_ulRefusedClients, 46U) << "those that watch stay";
     for (int i = 0; i < 2000; ++i) {
@@ -271,6 +277,110 @@ TEST_F(DeviceLinkTest, NumberOfClientsIsBounded)
         Say({0x7F000001, 2000}, EMessage::Data);
     }
     EXPECT_EQ(m_Link.FormerClients().size(), CDeviceLink::MAX_FORMER_CLIENTS);
+}
+
+TEST_F(DeviceLinkTest, ClientsOfOneAddressTakeOnlyItsShare)
+{
+    auto setup = LinkSetup();
+    setup.m_ulClients = 64;
+    setup.m_ulClientsPerAddress = 16;
+    CDeviceLink link(setup, m_Channels, m_Sink);
+    const auto watch = [&](const XEndpoint& from) {
+        link.OnDatagram(0, from, recorder::From("4242", EMessage::Data, Request(0)));
+        link.OnTimer(0);
+        link.OnDatagram(0, from, recorder::From("4242", EMessage::DataAck));
+    };
+    for (uint16_t port = 1000; port < 1100; ++port)
+        watch({0x7F000001, port});
+    EXPECT_THAT(link.Clients(), SizeIs(16));
+    watch({0x7F000002, 1});
+    EXPECT_THAT(link.Clients(), SizeIs(17)) << "another address finds room";
+}
+
+TEST_F(DeviceLinkTest, RequestsOfMadeUpSendersDoNotLockAClientOut)
+{
+    for (uint32_t i = 0; i < 1500; ++i)
+        Say({0x0A000000 + i, 1000}, EMessage::Data, Request(0), i);
+    Watch(ALICE, 0, 2000);
+    for (uint32_t i = 0; i < 1500; ++i)
+        Say({0x0B000000 + i, 1000}, EMessage::Data, Request(0), 3000 + i);
+    m_Sink.Take();
+    m_Link.OnMessage(5000, 0, true, Message(0, 50));
+    const auto sent = m_Sink.Take();
+    ASSERT_THAT(sent, SizeIs(1)) << "those who never acknowledged a reply get no picture";
+    EXPECT_EQ(sent[0].m_To, ALICE);
+}
+
+// Somebody asks in the name of a victim, which never speaks itself.
+TEST_F(DeviceLinkTest, AVictimInWhoseNameOneRequestCameGetsAFewDatagramsOnly)
+{
+    m_Link.OnDatagram(0, SERVER, MakeMessage(EMessage::LoginAck, Own()));
+    Say(ALICE, EMessage::Data, Request(0));
+    std::vector<TimeUs> replies;
+    size_t bytes = 0;
+    for (TimeUs now = 0; now < 10 * SECOND; now += 10 * MILLISECOND) {
+        if (now % (40 * MILLISECOND) == 0) m_Link.OnMessage(now, 0, true, Message(0, 20'000));
+        m_Link.OnTimer(now);
+        for (const auto& sent : m_Sink.Take()) {
+            bytes += sent.m_Bytes.size();
+            if (Parsed(sent).m_Type == EMessage::Data) replies.push_back(now);
+        }
+    }
+    EXPECT_THAT(replies, testing::ElementsAre(0, SECOND, 2 * SECOND));
+    EXPECT_EQ(bytes, MESSAGE_BYTES + 3 * (MESSAGE_BYTES + 8));
+    ASSERT_THAT(m_Link.FormerClients(), SizeIs(1));
+    EXPECT_EQ(m_Link.FormerClients()[0].m_Farewell, EFarewell::Silent);
+}
+
+TEST_F(DeviceLinkTest, RequestsInTheNameOfAVictimAreAnsweredWithNoMoreThanTheyBring)
+{
+    m_Link.OnDatagram(0, SERVER, MakeMessage(EMessage::LoginAck, Own()));
+    size_t asked = 0;
+    size_t bytes = 0;
+    for (TimeUs now = 0; now < 10 * SECOND; now += 10 * MILLISECOND) {
+        const Bytes request =
+            recorder::From("4242", EMessage::Data, Request(static_cast<int>(now / SECOND % 4)));
+        m_Link.OnDatagram(now, ALICE, request);
+        asked += request.size();
+        m_Link.OnMessage(now, 0, true, Message(0, 20'000));
+        m_Link.OnTimer(now);
+        for (const auto& sent : m_Sink.Take())
+            bytes += sent.m_Bytes.size();
+    }
+    EXPECT_LE(bytes, asked);
+}
+
+// The proof can be made up too, blindly: what that brings is bounded.
+TEST_F(DeviceLinkTest, AVictimInWhoseNameOneAcknowledgementCameGetsLessAndLess)
+{
+    Watch(ALICE, 0);
+    size_t bytes = 0;
+    for (TimeUs now = MILLISECOND; now < 12 * SECOND; now += MILLISECOND) {
+        if (now % (40 * MILLISECOND) == 0) m_Link.OnMessage(now, 0, now % SECOND == 0, Message(0, 20'000));
+        m_Link.OnTimer(now);
+        for (const auto& sent : m_Sink.Take())
+            bytes += sent.m_To == ALICE ? sent.m_Bytes.size() : 0;
+    }
+    EXPECT_LE(bytes, 160'000U);
+    EXPECT_THAT(m_Link.Clients(), SizeIs(0));
+}
+
+TEST_F(DeviceLinkTest, AReplyThatWasLostComesAgain)
+{
+    Say(ALICE, EMessage::Data, Request(0));
+    Say(ALICE, EMessage::Data, Request(2));
+    m_Link.OnTimer(0);
+    m_Sink.Take();
+    m_Link.OnTimer(SECOND);
+    Bytes both = MakeStreamReply(0, 704, 576);
+    const Bytes second = MakeStreamReply(2, 704, 576);
+    both.insert(both.end(), second.begin(), second.end());
+    EXPECT_EQ(DataTo(ALICE, m_Sink.Take()), both);
+    Say(ALICE, EMessage::DataAck, {}, SECOND);
+    EXPECT_TRUE(m_Channels.m_Watched[0]);
+    EXPECT_TRUE(m_Channels.m_Watched[2]);
+    m_Link.OnTimer(4 * SECOND);
+    EXPECT_THAT(m_Link.Clients(), SizeIs(1));
 }
 
 TEST_F(DeviceLinkTest, MalformedDatagramsGetNoAnswer)
@@ -288,10 +398,10 @@ TEST_F(DeviceLinkTest, MalformedDatagramsGetNoAnswer)
 
 TEST_F(DeviceLinkTest, AcknowledgementsAreCountedForTheReport)
 {
-    Say(ALICE, EMessage::Data, Request(0));
+    Watch(ALICE, 0);
     m_Link.OnMessage(0, 0, true, Message(0, 3000));
     m_Link.OnTimer(MILLISECOND);
-    for (int i = 0; i < 4; ++i)
+    for (int i = 0; i < 3; ++i)
         Say(ALICE, EMessage::DataAck);
     const auto client = m_Link.Clients().at(0);
     EXPECT_EQ(client.m_strName, "4242");

@@ -66,8 +66,8 @@ class CFakeChannels : public IChannels
 {
   public:
     int Count() const override { return 4; }
-    int Width() const override { return 704; }
-    int Height() const override { return 576; }
+    int Width(int) const override { return 704; }
+    int Height(int) const override { return 576; }
     void SetWatched(int channel, bool watched) override { m_Watched[channel] = watched; }
     void WantKey(int channel) override { ++m_KeysWanted[channel]; }
 

@@ -59,7 +59,7 @@ TEST_F(RendezvousTest, LongListIsSentWithPauses)
 {
     Login(ALICE, "alice");
     for (uint16_t i = 0; i < 100; ++i)
-        Login({0x7F000002, static_cast<uint16_t>(1000 + i)}, "user" + std::to_string(i));
+        Login({0x7F000002U + i, 1000}, "user" + std::to_string(i));
     m_Sink.Take();
     Say(ALICE, "alice", EMessage::GetUsers);
     EXPECT_THAT(m_Sink.Take(), SizeIs(32)) << "as many as go at once";
@@ -110,18 +110,35 @@ TEST_F(RendezvousTest, PunchForNobodyIsCounted)
     Say(ALICE, "alice", EMessage::Punch, Wanted("nobody"));
     Say(ALICE, "alice", EMessage::Punch, Bytes(NAME_BYTES, 'x'));  // a name without end
     Say(ALICE, "alice", EMessage::Punch);
+    Say(BOB, "bob", EMessage::Punch);
     EXPECT_THAT(m_Sink.Take(), SizeIs(0));
-    EXPECT_EQ(m_Rendezvous.Counts().m_ulUnknownWanted, 3U);
+    EXPECT_EQ(m_Rendezvous.Counts().m_ulUnknownWanted, 4U);
+    EXPECT_EQ(m_Rendezvous.Users(), 1U) << "a punch that names nobody is no login";
 }
 
-TEST_F(RendezvousTest, StrangersGetNoListAndNoPunch)
+TEST_F(RendezvousTest, StrangersGetNoList)
 {
     Login(BOB, "bob");
     m_Sink.Take();
     Say(ALICE, "alice", EMessage::GetUsers);
-    Say(ALICE, "alice", EMessage::Punch, Wanted("bob"));
     EXPECT_THAT(m_Sink.Take(), SizeIs(0));
-    EXPECT_EQ(m_Rendezvous.Counts().m_ulStrangers, 2U);
+    EXPECT_EQ(m_Rendezvous.Counts().m_ulStrangers, 1U);
+}
+
+TEST_F(RendezvousTest, PunchOfWhoLoggedInBeforeTheRendezvousWasRestartedIsTakenAsALogin)
+{
+    Login(BOB, "1001");
+    m_Sink.Take();
+    Say(ALICE, "alice", EMessage::Punch, Wanted("1001"));
+    const auto sent = m_Sink.Take();
+    ASSERT_THAT(sent, SizeIs(2));
+    EXPECT_EQ(sent[0].m_To, ALICE);
+    EXPECT_EQ(Parsed(sent[0]).m_Type, EMessage::LoginAck);
+    EXPECT_EQ(sent[1].m_To, BOB);
+    EXPECT_EQ(Parsed(sent[1]).m_Type, EMessage::Punch);
+    EXPECT_EQ(Parsed(sent[1]).m_Record.m_P2p, ALICE);
+    EXPECT_EQ(m_Rendezvous.Users(), 2U);
+    EXPECT_EQ(m_Rendezvous.Counts().m_ulPunchLogins, 1U);
 }
 
 TEST_F(RendezvousTest, TwoProgramsOfOneNameDoNotPushEachOtherOut)
@@ -145,6 +162,7 @@ TEST_F(RendezvousTest, UsersArePingedAndForgottenWhenTheyAreSilent)
 {
     Login(ALICE, "alice", 0);
     Login(BOB, "bob", 0);
+    Say(ALICE, "alice", EMessage::GetUsers);
     m_Sink.Take();
     std::map<XEndpoint, int> pings;
     for (TimeUs now = 0; now <= 70 * SECOND; now += SECOND) {
@@ -155,8 +173,8 @@ TEST_F(RendezvousTest, UsersArePingedAndForgottenWhenTheyAreSilent)
             if (sent.m_To == BOB) Say(BOB, "bob", EMessage::Pong, {}, now);
         }
     }
-    EXPECT_EQ(pings[ALICE], 3);
-    EXPECT_EQ(pings[BOB], 3);
+    EXPECT_EQ(pings[ALICE], 3) << "the first one soon, then each twenty seconds";
+    EXPECT_EQ(pings[BOB], 4);
     EXPECT_EQ(m_Rendezvous.Users(), 1U) << "the one that answers stays";
     EXPECT_EQ(m_Rendezvous.Counts().m_ulForgotten, 1U);
 }
@@ -169,13 +187,100 @@ TEST_F(RendezvousTest, PingIsAnswered)
     EXPECT_EQ(Parsed(sent[0]).m_Type, EMessage::Pong);
 }
 
-TEST_F(RendezvousTest, NumberOfUsersIsBounded)
+// A login whose sender is made up is never followed by anything.
+TEST_F(RendezvousTest, WhoOnlyLogsInIsPingedOnceAndForgottenSoon)
 {
-    for (uint32_t i = 0; i < 2000; ++i)
-        Login({0x0A000000 + i, 1000}, "u" + std::to_string(i));
+    Login(ALICE, "alice", 0);
+    EXPECT_THAT(m_Sink.Take(), SizeIs(1));
+    for (TimeUs now = 0; now < 15 * SECOND; now += SECOND)
+        m_Rendezvous.OnTimer(now);
+    EXPECT_THAT(m_Sink.Take(), SizeIs(1));
+    EXPECT_EQ(m_Rendezvous.Users(), 1U);
+    m_Rendezvous.OnTimer(15 * SECOND);
+    EXPECT_EQ(m_Rendezvous.Users(), 0U);
+}
+
+TEST_F(RendezvousTest, MadeUpLoginsDoNotLockANewClientOut)
+{
+    m_Rendezvous.Reserve("1001", BOB);
+    Login(BOB, "1001");
+    for (uint32_t i = 0; i < 1500; ++i)
+        Login({0x0A000000 + i, 1000}, "u" + std::to_string(i), i);
     EXPECT_EQ(m_Rendezvous.Users(), 1024U);
-    EXPECT_EQ(m_Rendezvous.Counts().m_ulRefusedLogins, 976U);
-    EXPECT_THAT(m_Sink.Take(), SizeIs(1024));
+    m_Sink.Take();
+    Login(ALICE, "alice", 2000);
+    Say(ALICE, "alice", EMessage::GetUsers, {}, 2000);
+    for (uint32_t i = 0; i < 1500; ++i)
+        Login({0x0B000000 + i, 1000}, "v" + std::to_string(i), 3000 + i);
+    m_Sink.Take();
+    Say(ALICE, "alice", EMessage::Punch, Wanted("1001"), 5000);
+    const auto sent = m_Sink.Take();
+    ASSERT_THAT(sent, SizeIs(1)) << "alice is known still, and so is the recorder";
+    EXPECT_EQ(sent[0].m_To, BOB);
+    EXPECT_EQ(m_Rendezvous.Users(), 1024U);
+}
+
+TEST_F(RendezvousTest, MadeUpLoginsOfOneAddressTakeOnlyItsOwnShare)
+{
+    Login({0x0A000001, 1}, "elsewhere");
+    for (uint16_t i = 0; i < 1500; ++i)
+        Login({0x7F000001, static_cast<uint16_t>(1000 + i)}, "u" + std::to_string(i), i + 1);
+    EXPECT_EQ(m_Rendezvous.Users(), 33U);
+    m_Sink.Take();
+    Login(ALICE, "alice", 2000);
+    EXPECT_THAT(m_Sink.Take(), SizeIs(1)) << "the same address gets in all the same";
+    EXPECT_EQ(m_Rendezvous.Users(), 33U);
+}
+
+TEST_F(RendezvousTest, WhoWasHeardAgainStaysWhenRoomIsMade)
+{
+    Login(ALICE, "alice", 0);
+    Say(ALICE, "alice", EMessage::GetUsers, {}, 1);
+    Login(ALICE, "alice", 2);  // its acknowledgement was late
+    for (uint16_t i = 0; i < 100; ++i)
+        Login({ALICE.m_dwAddress, static_cast<uint16_t>(1000 + i)}, "u", 100 + i);
+    m_Sink.Take();
+    Say(ALICE, "alice", EMessage::GetUsers, {}, 300);
+    EXPECT_THAT(m_Sink.Take(), SizeIs(32)) << "31 others and the end";
+}
+
+TEST_F(RendezvousTest, TheReservedNameCanNotBeTaken)
+{
+    m_Rendezvous.Reserve("gate", BOB);
+    Login(BOB, "gate");
+    Login(ALICE, "GATE");
+    EXPECT_EQ(m_Rendezvous.Users(), 1U);
+    EXPECT_EQ(m_Rendezvous.Counts().m_ulRefusedLogins, 1U);
+    m_Sink.Take();
+    const XEndpoint third = {0x7F000001, 50003};
+    Say(third, "gate", EMessage::Punch, Wanted("gate"));
+    EXPECT_THAT(m_Sink.Take(), SizeIs(0)) << "nor by a punch that is taken as a login";
+    Login(third, "carol");
+    m_Sink.Take();
+    Say(third, "carol", EMessage::Punch, Wanted("gate"));
+    EXPECT_EQ(m_Sink.Take().at(0).m_To, BOB);
+}
+
+TEST_F(RendezvousTest, EntriesOfListsArePacedForEachAddress)
+{
+    for (uint32_t i = 0; i < 1000; ++i)
+        Login({0x0A000000 + i, 1000}, "u" + std::to_string(i));
+    Login(ALICE, "alice");
+    Login(BOB, "bob");
+    m_Sink.Take();
+    Say(ALICE, "alice", EMessage::GetUsers);
+    Say(BOB, "bob", EMessage::GetUsers);
+    size_t bytes = 0;
+    size_t ends = 0;
+    for (TimeUs now = 0; now < 10 * SECOND; now += MILLISECOND) {
+        m_Rendezvous.OnTimer(now);
+        for (const auto& sent : m_Sink.Take()) {
+            bytes += now < 2 * SECOND ? sent.m_Bytes.size() : 0;
+            ends += Parsed(sent).m_Type == EMessage::UserEnd ? 1 : 0;
+        }
+    }
+    EXPECT_EQ(bytes, 2 * 256 * MESSAGE_BYTES) << "in two seconds, both lists together";
+    EXPECT_EQ(ends, 2U) << "and both come to their end";
 }
 
 TEST_F(RendezvousTest, LoginWithoutNameIsRefused)

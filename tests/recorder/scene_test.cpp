@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+
 #include <cmath>
 
 #include "recorder/scene/Mark.h"
@@ -158,6 +160,29 @@ TEST(PictureTest, ColoursBecomeLimitedRange)
     EXPECT_THAT(convert(255, 255, 255), testing::ElementsAre(235, 128, 128));
     EXPECT_THAT(convert(0, 0, 255), testing::ElementsAre(82, 90, 240));
     EXPECT_THAT(convert(255, 0, 0), testing::ElementsAre(41, 240, 110));
+}
+
+TEST(NoticeTest, ANoticeOfAnyLengthFitsThePicture)
+{
+    const std::string notices[] = {"no picture",
+                                   "can't open the source: No such file or directory, nor anything like it",
+                                   std::string(300, 'W'), "", "a " + std::string(40, 'x') + " b"};
+    for (const int width : {128, 176, 704}) {
+        XSceneSetup setup;
+        setup.m_iWidth = width;
+        setup.m_iHeight = width == 128 ? 96 : width == 176 ? 144 : 576;
+        COverlayPainter painter(setup, 0);
+        for (const std::string& notice : notices) {
+            XPicture picture;
+            painter.DrawNotice(0, notice, picture);
+            int brightest = 0;
+            for (int y = setup.m_iHeight / 4; y < setup.m_iHeight * 3 / 4; ++y)
+                for (int x = 0; x < width; ++x)
+                    if (x < 3 || x >= width - 3)
+                        brightest = std::max<int>(brightest, picture.m_Y[static_cast<size_t>(y * width + x)]);
+            EXPECT_LT(brightest, 80) << width << ": " << notice;
+        }
+    }
 }
 
 }  // namespace

@@ -66,7 +66,25 @@ TEST(SendQueueTest, AClientThatDoesNotAcknowledgeIsNotFlooded)
     queue.Acknowledged();
     EXPECT_TRUE(queue.Next(20 * MILLISECOND)) << "an acknowledgement lets the next one go";
     EXPECT_FALSE(queue.Next(20 * MILLISECOND));
-    EXPECT_TRUE(queue.Next(MILLISECOND + CSendQueue::PATIENCE)) << "one that was lost delays, but doesn't stop";
+    EXPECT_FALSE(queue.Next(MILLISECOND + CSendQueue::PATIENCE)) << "no acknowledgement came: it backs off";
+    EXPECT_TRUE(queue.Next(2 * MILLISECOND + 2 * CSendQueue::PATIENCE)) << "but doesn't stop";
+}
+
+TEST(SendQueueTest, SilenceHalvesTheWindowEachTimeAndAnAcknowledgementOpensIt)
+{
+    CSendQueue queue;
+    queue.Push(0, Message(0, 1 << 20));
+    const auto takeBetween = [&](TimeUs from, TimeUs to) {
+        size_t count = 0;
+        for (TimeUs now = from; now < to; now += MILLISECOND)
+            while (queue.Next(now))
+                ++count;
+        return count;
+    };
+    EXPECT_EQ(takeBetween(MILLISECOND, SECOND), 48U + 24 + 12 + 6 + 3);
+    EXPECT_EQ(takeBetween(10 * SECOND, 20 * SECOND), 13 * 3U) << "three each 800 ms";
+    queue.Acknowledged();
+    EXPECT_GE(takeBetween(20 * SECOND, 20 * SECOND + CSendQueue::PATIENCE), 45U);
 }
 
 TEST(SendQueueTest, AClientThatIsBehindLosesMessages)

@@ -18,8 +18,6 @@ class CRecordingBackend : public IWindowBackend
     bool GetClientRect(HWND, RECT&) override { return false; }
     bool SetWindowPos(HWND, const RECT&) override { return false; }
     bool ShowWindow(HWND, bool) override { return false; }
-    bool InvalidateRect(HWND) override { return false; }
-    std::uintptr_t GetSystemWindow(HWND) override { return 0; }
     std::int32_t MessageBoxA(HWND owner, std::string_view text, std::string_view caption,
                              std::uint32_t type) override;
 

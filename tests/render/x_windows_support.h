@@ -9,9 +9,10 @@
 #include <map>
 #include <thread>
 
+#include "render/device/WindowLease.h"
 #include "tests/render/render_support.h"
 
-/// Windows of the display that the suite runs on, with handles of ours.
+/// Windows of the display that the suite runs on, with handles of ours, lent to whoever draws.
 class CXWindows : public CRecordingBackend
 {
   public:
@@ -25,6 +26,7 @@ class CXWindows : public CRecordingBackend
     {
         const HWND handle{static_cast<std::int32_t>(m_Windows.size()) + 1};
         m_Windows[handle] = CreateWindow(x, width, height);
+        m_Leases.try_emplace(handle, handle).first->second.Lend(m_Windows[handle]);
         return handle;
     }
 
@@ -32,11 +34,14 @@ class CXWindows : public CRecordingBackend
     void Replace(HWND handle, int x, int width, int height)
     {
         const Window former = m_Windows[handle];
+        m_Leases.at(handle).TakeBack();
         m_Windows[handle] = CreateWindow(x, width, height);
+        m_Leases.at(handle).Lend(m_Windows[handle]);
         XDestroyWindow(m_pDisplay, former);
         XSync(m_pDisplay, 0);
     }
 
+    // As somebody else does it who knows of no lease.
     void Destroy(HWND handle)
     {
         XDestroyWindow(m_pDisplay, m_Windows[handle]);
@@ -48,12 +53,6 @@ class CXWindows : public CRecordingBackend
         XResizeWindow(m_pDisplay, m_Windows[handle], static_cast<unsigned>(width),
                       static_cast<unsigned>(height));
         XSync(m_pDisplay, 0);
-    }
-
-    std::uintptr_t GetSystemWindow(HWND handle) override
-    {
-        const auto found = m_Windows.find(handle);
-        return found != m_Windows.end() ? found->second : 0;
     }
 
     // The pixel on the screen, 0xRRGGBB, as soon as it is `expected`: drawing arrives over a connection of its
@@ -78,7 +77,7 @@ class CXWindows : public CRecordingBackend
         return pixel;
     }
 
-    void Forget(HWND handle) { m_Windows.erase(handle); }
+    CWindowLease& Lease(HWND handle) { return m_Leases.at(handle); }
 
     Display* const m_pDisplay;
 
@@ -100,6 +99,7 @@ class CXWindows : public CRecordingBackend
     }
 
     std::map<HWND, Window> m_Windows;
+    std::map<HWND, CWindowLease> m_Leases;
 };
 
 #define EXPECT_PIXEL(window, x, y, expected) EXPECT_EQ(m_Windows.WaitForPixel(window, x, y, expected), expected)

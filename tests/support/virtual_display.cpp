@@ -1,10 +1,5 @@
 #include "tests/support/virtual_display.h"
 
-#include <fcntl.h>
-#include <signal.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 #include <xcb/xcb.h>
 #include <xcb/xtest.h>
 
@@ -22,64 +17,14 @@ constexpr std::uint32_t KEY_SHIFT = 0xFFE1;
 template <typename T>
 using REPLY = std::unique_ptr<T, decltype(&std::free)>;
 
-[[noreturn]] void BecomeServer(int told)
-{
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    // Without extra words on the test's own output.
-    const int nowhere = ::open("/dev/null", O_RDWR);
-    ::dup2(nowhere, STDOUT_FILENO);
-    ::dup2(nowhere, STDERR_FILENO);
-    const std::string descriptor = std::to_string(told);
-    const std::string screen =
-        std::to_string(CVirtualDisplay::WIDTH) + "x" + std::to_string(CVirtualDisplay::HEIGHT) + "x24";
-    ::execlp("Xvfb", "Xvfb", "-displayfd", descriptor.c_str(), "-screen", "0", screen.c_str(), "+extension",
-             "GLX", "-noreset", "-nolisten", "tcp", nullptr);
-    ::_exit(127);
-}
-
 }  // namespace
-
-CVirtualDisplay::CVirtualDisplay()
-{
-    int ends[2];
-    if (::pipe(ends) != 0) throw std::runtime_error("no pipe for the display");
-    m_Process = ::fork();
-    if (m_Process == 0) {
-        ::close(ends[0]);
-        BecomeServer(ends[1]);
-    }
-    ::close(ends[1]);
-    // The server writes its number when it takes connections, and takes a free one by itself.
-    std::string number;
-    char letter = 0;
-    while (::read(ends[0], &letter, 1) == 1 && letter != '\n')
-        number += letter;
-    ::close(ends[0]);
-    if (number.empty()) throw std::runtime_error("Xvfb does not start");
-    m_strName = ":" + number;
-}
-
-CVirtualDisplay::~CVirtualDisplay()
-{
-    Kill();
-}
 
 void CVirtualDisplay::Enter() const
 {
-    ::setenv("DISPLAY", m_strName.c_str(), 1);
+    ::setenv("DISPLAY", Name().c_str(), 1);
     ::setenv("QT_QPA_PLATFORM", "xcb", 1);
     ::setenv("LIBGL_ALWAYS_SOFTWARE", "1", 1);
     ::unsetenv("WAYLAND_DISPLAY");
-}
-
-void CVirtualDisplay::Kill()
-{
-    if (m_Process <= 0) return;
-    ::kill(m_Process, SIGKILL);
-    ::waitpid(std::exchange(m_Process, -1), nullptr, 0);
-    const std::string number = m_strName.substr(1);
-    ::unlink(("/tmp/.X" + number + "-lock").c_str());  // a server that was killed leaves them behind
-    ::unlink(("/tmp/.X11-unix/X" + number).c_str());
 }
 
 struct CScreen::STATE {
@@ -151,6 +96,18 @@ void CScreen::DoubleClick(const QPoint& place)
 {
     Click(place);
     Click(place);
+}
+
+void CScreen::Press(const QPoint& from)
+{
+    MoveTo(from);
+    Fake(XCB_BUTTON_PRESS, static_cast<int>(BUTTON::Left));
+}
+
+void CScreen::Release(const QPoint& to)
+{
+    MoveTo(to);
+    Fake(XCB_BUTTON_RELEASE, static_cast<int>(BUTTON::Left));
 }
 
 void CScreen::Key(std::uint32_t keysym)

@@ -7,29 +7,14 @@
 #include <memory>
 #include <string>
 
-/// A virtual X display of one test's own, 1280 x 960, so that nothing else covers its windows or takes its
-/// keyboard. Ended with the object, and with the process.
-class CVirtualDisplay
+#include "tests/support/x_server.h"
+
+/// A virtual X display of one test's own, so that nothing else covers its windows or takes its keyboard.
+class CVirtualDisplay : public CXServer
 {
   public:
-    static constexpr int WIDTH = 1280;
-    static constexpr int HEIGHT = 960;
-
-    CVirtualDisplay();
-    ~CVirtualDisplay();
-    CVirtualDisplay(const CVirtualDisplay&) = delete;
-    CVirtualDisplay& operator=(const CVirtualDisplay&) = delete;
-
-    /// What DISPLAY has to be for programs that are to use it.
-    const std::string& Name() const { return m_strName; }
     /// Has programs that this process starts later, and its own application object, use the display.
     void Enter() const;
-    /// Takes the display away from under those who use it.
-    void Kill();
-
-  private:
-    int m_Process = -1;
-    std::string m_strName;
 };
 
 /// A hand at the mouse and the keyboard of a display and an eye on its screen, over a connection of its own:
@@ -47,6 +32,9 @@ class CScreen
     void MoveTo(const QPoint& place);
     void Click(const QPoint& place, BUTTON button = BUTTON::Left);
     void DoubleClick(const QPoint& place);
+    /// The left button goes down at `from`; Release lets it go at `to`.
+    void Press(const QPoint& from);
+    void Release(const QPoint& to);
     /// Presses and releases the key of that X keysym (XK_Return is 0xFF0D; a letter or digit is its code).
     void Key(std::uint32_t keysym);
     /// Letters, digits and what else the keyboard has a key for.

@@ -62,10 +62,10 @@ TEST(WallFault, RecorderThatDiesLeavesTheLastPicturesAndAPanelThatWorks)
     wall.StartRecorder(ColorRecorder());
     wall.Panel().GetSideBar()->SelectFolder(1, COutlook2Ctrl::ANIMATION::Off);
     ASSERT_TRUE(wall.Choose(wall.Station(), TREE_COMMAND_DELETE));
-    ASSERT_TRUE(CWall::Until([&] { return wall.Station() == nullptr; }));
+    ASSERT_TRUE(CWall::Until([&] { return !wall.Station().isValid(); }));
     wall.Panel().GetSideBar()->SelectFolder(0, COutlook2Ctrl::ANIMATION::Off);
     wall.Click(*wall.Control(IDOK));
-    ASSERT_TRUE(CWall::Until([&] { return wall.Folder() != nullptr; }));
+    ASSERT_TRUE(CWall::Until([&] { return wall.Folder().isValid(); }));
     ASSERT_TRUE(wall.Open(1));
     EXPECT_TRUE(wall.CellPlays(0, 1));
 }
@@ -80,11 +80,12 @@ TEST(WallFault, AnyTextIsLoggedOnWithAndGivesAStationWithoutChannels)
         wall.Control<QComboBox>(CLogonRemoteDlg::ADDRESS)->setEditText(address);
         wall.Click(*wall.Control(IDOK));
         ++stations;
-        ASSERT_TRUE(CWall::Until([&] { return wall.Tree().topLevelItemCount() == stations; }));
-        const QTreeWidgetItem* const station = wall.Tree().topLevelItem(stations - 1);
-        EXPECT_EQ(station->text(0), address);
-        ASSERT_EQ(station->childCount(), 1);
-        EXPECT_EQ(station->child(0)->childCount(), 0);
+        ASSERT_TRUE(CWall::Until([&] { return wall.Tree().model()->rowCount() == stations; }));
+        const QAbstractItemModel& nodes = *wall.Tree().model();
+        const QModelIndex station = nodes.index(stations - 1, 0);
+        EXPECT_EQ(station.data().toString(), address);
+        ASSERT_EQ(nodes.rowCount(station), 1);
+        EXPECT_EQ(nodes.rowCount(nodes.index(0, 0, station)), 0);
         EXPECT_FALSE(wall.Tree().grab().isNull());
     }
     EXPECT_THAT(wall.m_Boxes, testing::IsEmpty());
@@ -96,9 +97,9 @@ TEST(WallFault, AnyTextIsLoggedOnWithAndGivesAStationWithoutChannels)
     auto* const address = wall.Control<QComboBox>(CLogonRemoteDlg::ADDRESS);
     address->setEditText("1001");
     wall.Click(*wall.Control(IDOK));
-    ASSERT_TRUE(CWall::Until([&] { return wall.Tree().topLevelItemCount() == stations + 1; }));
-    QTreeWidgetItem* const channel = wall.Tree().topLevelItem(stations)->child(0)->child(0);
-    wall.Tree().setCurrentItem(channel);
+    ASSERT_TRUE(CWall::Until([&] { return wall.Tree().model()->rowCount() == stations + 1; }));
+    const QAbstractItemModel& nodes = *wall.Tree().model();
+    wall.Tree().setCurrentIndex(nodes.index(0, 0, nodes.index(0, 0, nodes.index(stations, 0))));
     SendMessageA(wall.Panel().GetTree().Handle(), WM_COMMAND, TREE_COMMAND_OPEN, 0);
     EXPECT_TRUE(wall.CellPlays(0, 0));
 }

@@ -32,8 +32,8 @@ TEST_P(WallLanguageTest, TextsFromTheLogonToTheMenus)
     CWall wall(setup);
     EXPECT_EQ(wall.Panel().GetLogon().GetDlgItemText(IDOK), row.m_szAccept);
     ASSERT_TRUE(wall.LogOn());
-    EXPECT_EQ(wall.Folder()->text(0).toStdString(), row.m_szFolder);
-    EXPECT_EQ(wall.ChannelItem(1)->text(0).toStdString(), row.m_szChannel);
+    EXPECT_EQ(wall.Folder().data().toString().toStdString(), row.m_szFolder);
+    EXPECT_EQ(wall.ChannelItem(1).data().toString().toStdString(), row.m_szChannel);
 
     std::vector<std::string> texts;
     wall.Screen().Click(wall.LabelOnScreen(wall.ChannelItem(1)), CScreen::BUTTON::Right);

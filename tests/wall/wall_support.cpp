@@ -204,37 +204,39 @@ bool CWall::LogOn()
 {
     if (!TypeAddress()) return false;
     Click(*Control(IDOK));
-    return Until([this] { return Folder() != nullptr && Tree().isVisible(); });
+    if (!Until([this] { return Folder().isValid() && Tree().isVisible(); })) return false;
+    QApplication::processEvents();  // what the new arrangement has to paint
+    return true;
 }
 
-QTreeWidgetItem* CWall::Station()
+QModelIndex CWall::Station()
 {
-    return Tree().topLevelItem(0);
+    return Tree().model()->index(0, 0);
 }
 
-QTreeWidgetItem* CWall::Folder()
+QModelIndex CWall::Folder()
 {
-    return Station() != nullptr ? Station()->child(0) : nullptr;
+    return Station().isValid() ? Tree().model()->index(0, 0, Station()) : QModelIndex();
 }
 
-QTreeWidgetItem* CWall::ChannelItem(int channel)
+QModelIndex CWall::ChannelItem(int channel)
 {
-    return Folder() != nullptr ? Folder()->child(channel) : nullptr;
+    return Folder().isValid() ? Tree().model()->index(channel, 0, Folder()) : QModelIndex();
 }
 
 CRemote* CWall::Channel(int channel)
 {
-    return dynamic_cast<CRemote*>(CTreeCtrlEx::NodeOf(ChannelItem(channel)));
+    return dynamic_cast<CRemote*>(Panel().GetTree().NodeOf(ChannelItem(channel)));
 }
 
-QPoint CWall::LabelOnScreen(QTreeWidgetItem* item)
+QPoint CWall::LabelOnScreen(const QModelIndex& item)
 {
     return Tree().viewport()->mapToGlobal(Tree().GetLabelRect(item).center());
 }
 
-bool CWall::Choose(QTreeWidgetItem* item, int command)
+bool CWall::Choose(const QModelIndex& item, int command)
 {
-    if (item == nullptr) return false;
+    if (!item.isValid()) return false;
     m_Screen.Click(LabelOnScreen(item), CScreen::BUTTON::Right);
     return ChooseFromMenu([command](const QAction& action) { return action.data().toInt() == command; });
 }

@@ -19,7 +19,6 @@
 
 class CRenderWnd;
 class CTreeCtrlEx;
-class QTreeWidgetItem;
 
 /// The pictures of a test's channels: one plain colour each with a white block that runs through them, so that
 /// a look at a cell tells which channel is in it and whether it moves.
@@ -88,7 +87,7 @@ class CWall
     /// Types the address and clicks the button; returns when the station is in the tree.
     bool LogOn();
     /// Right click on the row, then a click on the entry with that command.
-    bool Choose(QTreeWidgetItem* item, int command);
+    bool Choose(const QModelIndex& item, int command);
     bool ChooseFromMenu(const std::function<bool(const QAction&)>& wanted)
     {
         return ::ChooseFromMenu(m_Screen, wanted);
@@ -96,12 +95,12 @@ class CWall
     /// Clicks the layout button and the entry of that text.
     bool ChooseLayout(const QString& text);
 
-    QTreeWidgetItem* Station();
-    QTreeWidgetItem* Folder();
+    QModelIndex Station();
+    QModelIndex Folder();
     /// `channel` counts from 0.
-    QTreeWidgetItem* ChannelItem(int channel);
+    QModelIndex ChannelItem(int channel);
     CRemote* Channel(int channel);
-    QPoint LabelOnScreen(QTreeWidgetItem* item);
+    QPoint LabelOnScreen(const QModelIndex& item);
     bool Open(int channel);
 
     QRect CellOnScreen(int cell);

@@ -4,6 +4,7 @@
 #include <QComboBox>
 #include <QLineEdit>
 
+#include "activex/UI common/NodeTreeModel.h"
 #include "activex/UI common/Outlook2Ctrl.h"
 #include "activex/UI common/TreeCtrlEx.h"
 #include "common/HistoryCombo.h"
@@ -56,9 +57,9 @@ TEST(Wall, LogonByKeyboardAndChannelsByMenuGiveMovingPicturesInTheirCells)
     CWall wall;
     ASSERT_TRUE(wall.TypeAddress());
     wall.Screen().Key(KEY_RETURN);
-    ASSERT_TRUE(CWall::Until([&] { return wall.Folder() != nullptr; }));
-    EXPECT_EQ(wall.Station()->text(0), "1001");
-    EXPECT_EQ(wall.Folder()->childCount(), CHANNELS);
+    ASSERT_TRUE(CWall::Until([&] { return wall.Folder().isValid(); }));
+    EXPECT_EQ(wall.Station().data().toString(), "1001");
+    EXPECT_EQ(wall.Tree().model()->rowCount(wall.Folder()), CHANNELS);
     EXPECT_EQ(wall.Grid().GetState().GetRects().size(), 4U);
     for (int channel = 0; channel < CHANNELS; ++channel) {
         EXPECT_EQ(wall.ChannelInCell(channel), -1) << "nothing plays yet in cell " << channel;
@@ -79,7 +80,7 @@ TEST(Wall, LogonByMouseShowsTheDeviceListAndKeepsTheEntries)
     EXPECT_EQ(address->currentText(), "1001");
     EXPECT_EQ(address->itemText(0), "1001") << "and it is in the history";
     for (int channel = 0; channel < CHANNELS; ++channel) {
-        EXPECT_EQ(wall.ChannelItem(channel)->text(0), QStringLiteral("Channel %1").arg(channel + 1));
+        EXPECT_EQ(wall.ChannelItem(channel).data().toString(), QStringLiteral("Channel %1").arg(channel + 1));
         EXPECT_EQ(wall.Channel(channel)->GetStatus(), STATUS_CLOSED);
     }
 }
@@ -99,14 +100,14 @@ TEST(Wall, KeyboardAloneDoesItAll)
         screen.Key(KEY_RETURN);
         return chosen && CWall::Until([] { return QApplication::activePopupWidget() == nullptr; });
     };
-    const auto go_to = [&](QTreeWidgetItem* item, std::uint32_t key) {
+    const auto go_to = [&](const QModelIndex& item, std::uint32_t key) {
         return wall.TabTo(wall.Tree()) &&
-               wall.PressUntil(key, [&] { return wall.Tree().currentItem() == item; });
+               wall.PressUntil(key, [&] { return wall.Tree().currentIndex() == item; });
     };
     ASSERT_TRUE(wall.TabTo(*wall.Control<QComboBox>(CLogonRemoteDlg::ADDRESS)));
     screen.Type("1001");
     screen.Key(KEY_RETURN);
-    ASSERT_TRUE(CWall::Until([&] { return wall.Folder() != nullptr; }));
+    ASSERT_TRUE(CWall::Until([&] { return wall.Folder().isValid(); }));
     ASSERT_TRUE(go_to(wall.ChannelItem(2), KEY_DOWN));
     ASSERT_TRUE(choose(KEY_MENU, "Open"));
     EXPECT_TRUE(wall.CellPlays(0, 2));
@@ -137,7 +138,7 @@ TEST(Wall, KeyboardAloneDoesItAll)
     EXPECT_TRUE(CWall::Until([&] { return wall.Channel(2)->GetStatus() == STATUS_CLOSED; }));
     ASSERT_TRUE(go_to(wall.Station(), KEY_UP));
     ASSERT_TRUE(choose(KEY_MENU, "Delete"));
-    EXPECT_TRUE(CWall::Until([&] { return wall.Station() == nullptr; }));
+    EXPECT_TRUE(CWall::Until([&] { return !wall.Station().isValid(); }));
     ASSERT_TRUE(wall.TabTo(*wall.Panel().GetSideBar()));
     screen.Key(KEY_UP);
     EXPECT_TRUE(CWall::Until([&] { return wall.Control(IDOK)->isVisible(); })) << "the next logon";
@@ -167,7 +168,7 @@ TEST(Wall, DoubleClickOnAChannelOverP2PChangesNothing)
     CWall wall;
     ASSERT_TRUE(wall.LogOn());
     wall.Screen().DoubleClick(wall.LabelOnScreen(wall.ChannelItem(2)));
-    ASSERT_TRUE(CWall::Until([&] { return wall.Tree().currentItem() == wall.ChannelItem(2); }));
+    ASSERT_TRUE(CWall::Until([&] { return wall.Tree().currentIndex() == wall.ChannelItem(2); }));
     ASSERT_TRUE(wall.Open(0));
     EXPECT_TRUE(wall.CellPlays(0, 0)) << "the first cell was still free";
     EXPECT_EQ(wall.Channel(2)->GetStatus(), STATUS_CLOSED);
@@ -186,7 +187,7 @@ TEST(Wall, OpenAllRunsChannelsWithoutPicturesAndTheirCellsStayTaken)
     for (int channel = 0; channel < CHANNELS; ++channel) {
         const auto& link = dynamic_cast<CUdpRemote&>(*wall.Channel(channel)).GetCounters();
         EXPECT_TRUE(CWall::Until([&link] { return link.m_ulDecoded > 2; })) << channel;
-        EXPECT_EQ(CTreeCtrlEx::GetStatusImage(wall.ChannelItem(channel)), STATUS_OPEN);
+        EXPECT_EQ(wall.ChannelItem(channel).data(CNodeTreeModel::STATUS_ROLE), STATUS_OPEN);
         EXPECT_EQ(wall.GrabCell(channel), idle[static_cast<std::size_t>(channel)]);
     }
     ASSERT_TRUE(wall.Choose(wall.Folder(), TREE_COMMAND_CLOSE_ALL));
@@ -205,7 +206,7 @@ TEST_F(PlayingWall, ClosedChannelGivesItsCellBackToTheNextOne)
     ASSERT_TRUE(m_Wall.Choose(m_Wall.ChannelItem(1), TREE_COMMAND_CLOSE));
     EXPECT_TRUE(CWall::Until([&] { return m_Wall.Channel(1)->GetStatus() == STATUS_CLOSED; }));
     EXPECT_TRUE(ComesToShow(1, m_Idle[1])) << "the picture of an empty cell";
-    EXPECT_EQ(CTreeCtrlEx::GetStatusImage(m_Wall.ChannelItem(1)), STATUS_CLOSED);
+    EXPECT_EQ(m_Wall.ChannelItem(1).data(CNodeTreeModel::STATUS_ROLE), STATUS_CLOSED);
     for (const int channel : {0, 2, 3})
         EXPECT_TRUE(m_Wall.CellPlays(channel, channel)) << channel;
     ASSERT_TRUE(m_Wall.Choose(m_Wall.ChannelItem(3), TREE_COMMAND_CLOSE));
@@ -306,12 +307,12 @@ TEST_F(PlayingWall, ArrangementOfNineShowsAllInItsSmallCells)
 TEST_F(PlayingWall, DeletedStationTakesItsChannelsAndMayBeLoggedOnAgain)
 {
     ASSERT_TRUE(m_Wall.Choose(m_Wall.Station(), TREE_COMMAND_DELETE));
-    ASSERT_TRUE(CWall::Until([&] { return m_Wall.Tree().topLevelItemCount() == 0; }));
+    ASSERT_TRUE(CWall::Until([&] { return m_Wall.Tree().model()->rowCount() == 0; }));
     for (int cell = 0; cell < CHANNELS; ++cell)
         EXPECT_TRUE(ComesToShow(cell, m_Idle[static_cast<std::size_t>(cell)])) << cell;
     m_Wall.Panel().GetSideBar()->SelectFolder(0, COutlook2Ctrl::ANIMATION::Off);
     m_Wall.Click(*m_Wall.Control(IDOK));
-    ASSERT_TRUE(CWall::Until([&] { return m_Wall.Folder() != nullptr; }));
+    ASSERT_TRUE(CWall::Until([&] { return m_Wall.Folder().isValid(); }));
     EXPECT_EQ(m_Wall.Panel().GetLogon().GetChannelsAdded(), 2 * CHANNELS) << "the total grows";
     ASSERT_TRUE(m_Wall.Open(3));
     EXPECT_TRUE(m_Wall.CellPlays(0, 3));
@@ -323,7 +324,7 @@ TEST_F(PlayingWall, SecondLogonToTheSameStationIsRefusedAndThePicturesGoOn)
     m_Wall.Click(*m_Wall.Control(IDOK));
     ASSERT_TRUE(CWall::Until([&] { return !m_Wall.m_Boxes.empty(); }));
     EXPECT_EQ(m_Wall.m_Boxes.front(), "This station is in the list already.");
-    EXPECT_EQ(m_Wall.Tree().topLevelItemCount(), 1);
+    EXPECT_EQ(m_Wall.Tree().model()->rowCount(), 1);
     ASSERT_TRUE(CWall::Until([&] { return m_Wall.Control(IDOK)->isEnabled(); }));
     ExpectAllPlay();
 }
@@ -383,8 +384,9 @@ class RenamingWall : public testing::Test
     }
     bool StationIsCalled(const char* name)
     {
-        return CWall::Until([&] { return Editor() == nullptr && m_Wall.Station()->text(0) == name; }) &&
-               CTreeCtrlEx::NodeOf(m_Wall.Station())->GetName() == name;
+        return CWall::Until(
+                   [&] { return Editor() == nullptr && m_Wall.Station().data().toString() == name; }) &&
+               m_Wall.Panel().GetTree().NodeOf(m_Wall.Station())->GetName() == name;
     }
 
     CWall m_Wall;

@@ -6,10 +6,7 @@
 
 #include "model/NodeModel.h"
 #include "model/settings/GlobalSetting.h"
-#include "model/settings/LogSetting.h"
-#include "model/settings/NetworkSetting.h"
-#include "model/settings/StorageSetting.h"
-#include "model/settings/SystemSetting.h"
+#include "model/settings/SettingLeaves.h"
 #include "model/tree/Leaf.h"
 #include "platform/files/profile.h"
 #include "platform/os/drives.h"

@@ -103,22 +103,22 @@ TEST(Component, ObjectsAndLocksKeepTheModuleLoaded)
 TEST(Component, QueryInterfaceFindsEachInterfaceOfTheObjectAndCounts)
 {
     CComPtr<IUnknown> object;
-    ASSERT_EQ(MakeFactory()->CreateInstance(nullptr, IUnknown::IID, object.Receive()), S_OK);
+    ASSERT_EQ(object.Create(*MakeFactory()), S_OK);
     CComPtr<IDispatch> dispatch;
     CComPtr<IEventSource> source;
-    EXPECT_EQ(object->QueryInterface(IDispatch::IID, dispatch.Receive()), S_OK);
-    EXPECT_EQ(object->QueryInterface(IEventSource::IID, source.Receive()), S_OK);
+    EXPECT_EQ(dispatch.Query(*object), S_OK);
+    EXPECT_EQ(source.Query(*object), S_OK);
     EXPECT_EQ(dispatch->AddRef(), 4U);
     EXPECT_EQ(source->Release(), 3U) << "one count for all interfaces";
     CComPtr<IUnknown> again;
-    EXPECT_EQ(source->QueryInterface(IUnknown::IID, again.Receive()), S_OK);
+    EXPECT_EQ(again.Query(*source), S_OK);
     EXPECT_EQ(again.Get(), object.Get()) << "an object has one identity";
 }
 
 TEST(Component, AnUnknownInterfaceGivesNull)
 {
     CComPtr<IUnknown> object;
-    ASSERT_EQ(MakeFactory()->CreateInstance(nullptr, IUnknown::IID, object.Receive()), S_OK);
+    ASSERT_EQ(object.Create(*MakeFactory()), S_OK);
     void* other = &object;
     EXPECT_EQ(object->QueryInterface(OTHER_IID, &other), E_NOINTERFACE);
     EXPECT_EQ(other, nullptr);
@@ -146,7 +146,7 @@ TEST(Component, TheFactoryRefusesWhatItCantMake)
 TEST(Component, DispatchByNumber)
 {
     CComPtr<IDispatch> object;
-    ASSERT_EQ(MakeFactory()->CreateInstance(nullptr, IDispatch::IID, object.Receive()), S_OK);
+    ASSERT_EQ(object.Create(*MakeFactory()), S_OK);
     std::string value = "before";
     EXPECT_EQ(object->Invoke(1, EDispatch::PropertyPut, {"abc"}, nullptr), S_OK);
     EXPECT_EQ(object->Invoke(1, EDispatch::PropertyPut, {}, nullptr), DISP_E_BADPARAMCOUNT);
@@ -158,9 +158,9 @@ TEST(Component, DispatchByNumber)
 TEST(Component, AnObjectHasOneEventSink)
 {
     CComPtr<IDispatch> object;
-    ASSERT_EQ(MakeFactory()->CreateInstance(nullptr, IDispatch::IID, object.Receive()), S_OK);
+    ASSERT_EQ(object.Create(*MakeFactory()), S_OK);
     CComPtr<IEventSource> source;
-    ASSERT_EQ(object->QueryInterface(IEventSource::IID, source.Receive()), S_OK);
+    ASSERT_EQ(source.Query(*object), S_OK);
     CSink sink;
     CSink second;
     EXPECT_EQ(source->Unadvise(), CONNECT_E_NOCONNECTION);
@@ -178,7 +178,7 @@ TEST(Component, AnObjectHasOneEventSink)
 TEST(Component, APointerHoldsOneReference)
 {
     CComPtr<IDispatch> object;
-    ASSERT_EQ(MakeFactory()->CreateInstance(nullptr, IDispatch::IID, object.Receive()), S_OK);
+    ASSERT_EQ(object.Create(*MakeFactory()), S_OK);
     CComPtr<IDispatch> copy = object;
     EXPECT_EQ(copy->AddRef(), 3U);
     EXPECT_EQ(copy->Release(), 2U);

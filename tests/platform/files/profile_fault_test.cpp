@@ -9,15 +9,15 @@
 #include <string>
 
 #include "inc/OutputDebugString.h"
-#include "platform/files/FileOperations.h"
 #include "platform/files/profile.h"
+#include "tests/support/forwarding_operations.h"
 #include "tests/support/test_folder.h"
 
 namespace
 {
 
-// Lets the n-th call fail and counts them.
-class CFailingOperations final : public IFileOperations
+// Makes the n-th call fail and counts them.
+class CFailingOperations final : public CForwardingOperations
 {
   public:
     explicit CFailingOperations(int failing, int error) : m_iFailing(failing), m_iError(error) {}
@@ -56,7 +56,6 @@ class CFailingOperations final : public IFileOperations
     int Unlink(const char* path) override { return Fails() ? -1 : System().Unlink(path); }
 
   private:
-    static IFileOperations& System() { return SystemFileOperations(); }
     bool Fails()
     {
         if (++m_iCalls != m_iFailing) return false;
@@ -68,18 +67,6 @@ class CFailingOperations final : public IFileOperations
     const int m_iError;
     int m_iCalls = 0;
     int m_iOpen = 0;
-};
-
-class CUseOperations
-{
-  public:
-    explicit CUseOperations(IFileOperations& operations) : m_pFormer(SetFileOperations(&operations)) {}
-    ~CUseOperations() { SetFileOperations(m_pFormer); }
-    CUseOperations(const CUseOperations&) = delete;
-    CUseOperations& operator=(const CUseOperations&) = delete;
-
-  private:
-    IFileOperations* m_pFormer;
 };
 
 constexpr const char* OLD_FILE = "; settings\n[System]\nLanguage=eng.ini\nRecordPath=d:\\records\n";
@@ -95,16 +82,15 @@ TEST_P(ProfileFault, TheNthFailingCallLeavesTheOldFileOrTheWholeNewOne)
     for (bool failed = true; failed; ++calls) {
         const CTestFolder folder;
         folder.Write("system.ini", OLD_FILE);
-        CFailingOperations operations(calls + 1, GetParam());
         bool written = false;
         {
-            const CUseOperations use(operations);
+            const CFailingOperations operations(calls + 1, GetParam());
             written = WritePrivateProfileStringA("System", "Language", "chs.ini",
                                                  folder.System("system.ini").c_str());
+            failed = operations.HasFailed();
+            EXPECT_EQ(operations.OpenFiles(), 0) << "call " << calls + 1;
         }
-        failed = operations.HasFailed();
         EXPECT_EQ(folder.Read("system.ini"), written ? NEW_FILE : OLD_FILE) << "call " << calls + 1;
-        EXPECT_EQ(operations.OpenFiles(), 0) << "call " << calls + 1;
         EXPECT_TRUE(written || failed);
         // And nothing stands in the next one's way.
         EXPECT_TRUE(
@@ -122,11 +108,34 @@ TEST(ProfileFaults, AReadThatFailsGivesTheFallback)
     const CTestFolder folder;
     folder.Write("system.ini", OLD_FILE);
     for (int call = 1; call <= 3; ++call) {
-        CFailingOperations operations(call, EIO);
-        const CUseOperations use(operations);
+        const CFailingOperations operations(call, EIO);
         EXPECT_EQ(GetProfileText("System", "Language", "none", 16, folder.System("system.ini")), "none")
             << "call " << call;
     }
+}
+
+// The lock of a process that was stopped amid its write.
+class CLockedOperations final : public CForwardingOperations
+{
+  public:
+    int m_iLooks = 0;
+    int TryLock(int /*file*/) override
+    {
+        ++m_iLooks;
+        errno = EWOULDBLOCK;
+        return -1;
+    }
+};
+
+TEST(ProfileFaults, ALockThatAnotherKeepsDoesNotHoldUpThePanels)
+{
+    const CTestFolder folder;
+    folder.Write("system.ini", OLD_FILE);
+    CLockedOperations locked;
+    EXPECT_FALSE(
+        WritePrivateProfileStringA("System", "Language", "chs.ini", folder.System("system.ini").c_str()));
+    EXPECT_LE(locked.m_iLooks, 250) << "2 ms lie between two looks";
+    EXPECT_EQ(folder.Read("system.ini"), OLD_FILE);
 }
 
 TEST(ProfileFaults, ADiskThatIsFullLeavesTheOldFile)

@@ -11,6 +11,16 @@
 namespace
 {
 
+// A write that met a lock for too long was refused and said so; it is tried again.
+bool Write(const std::string& section, const std::string& key, const std::string& value,
+           const std::string& path)
+{
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        if (WritePrivateProfileStringA(section.c_str(), key.c_str(), value.c_str(), path.c_str())) return true;
+    }
+    return false;
+}
+
 TEST(ProfileProcesses, ThatWriteAtOnceLoseNothing)
 {
     constexpr int PROCESSES = 4;
@@ -31,8 +41,7 @@ TEST(ProfileProcesses, ThatWriteAtOnceLoseNothing)
         const std::string section = "Process" + std::to_string(process);
         for (int key = 0; key < KEYS && good; ++key) {
             const std::string name = "Key" + std::to_string(key);
-            good = WritePrivateProfileStringA(section.c_str(), name.c_str(), name.c_str(), path.c_str()) &&
-                   WritePrivateProfileStringA("Shared", (section + name).c_str(), "1", path.c_str()) &&
+            good = Write(section, name, name, path) && Write("Shared", section + name, "1", path) &&
                    GetProfileText("System", "Language", "", 16, path) == "eng.ini";
         }
         ::_exit(good ? 0 : 1);

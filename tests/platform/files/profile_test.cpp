@@ -373,11 +373,15 @@ TEST(Profile, AFolderThatIsAFileCantBeWrittenAndIsTold)
     folder.Write("config", "a file");
     std::string heard;
     const CDebugListener former = SetDebugListener([&](std::string_view text) { heard += text; });
+    testing::internal::CaptureStderr();
     EXPECT_FALSE(WritePrivateProfileStringA("A", "K", "2", folder.System("config/a.ini").c_str()));
     EXPECT_FALSE(WritePrivateProfileStringA("A", "K", "2", folder.System("none/a.ini").c_str()));
     SetDebugListener(former);
-    EXPECT_NE(heard.find("config\\a.ini not written: Not a directory\n"), std::string::npos) << heard;
-    EXPECT_NE(heard.find("none\\a.ini not written: No such file or directory\n"), std::string::npos) << heard;
+    EXPECT_NE(heard.find("config\\a.ini not written: Not a directory\r\n"), std::string::npos) << heard;
+    EXPECT_NE(heard.find("none\\a.ini not written: No such file or directory\r\n"), std::string::npos) << heard;
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "watchwall: " + folder.System("config/a.ini") + " not written: Not a directory\nwatchwall: " +
+                  folder.System("none/a.ini") + " not written: No such file or directory\n");
     EXPECT_EQ(folder.Read("config"), "a file");
 }
 

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/os/disk_space.h"
 #include "platform/os/mount_table.h"
 
 namespace

@@ -8,9 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "inc/OutputDebugString.h"
 #include "platform/os/drives.h"
-#include "platform/os/module_place.h"
 #include "tests/support/test_folder.h"
 #include "tests/support/test_variable.h"
 
@@ -179,108 +177,6 @@ TEST(ModuleDirectory, ARelativeHomeIsMadeAbsolute)
     fs::current_path(former);
     EXPECT_EQ(GetModuleDirectory(), folder.System("wall/"));
     SetModuleDirectory("");
-}
-
-TEST(ModuleDirectory, AHomeThatCantBeWrittenIsTakenFromTheUsersFolder)
-{
-    const CTestFolder folder;
-    const CTestVariable data("XDG_DATA_HOME", folder.Path("data").c_str());
-    const CTestVariable home("WATCHWALL_HOME", folder.Path("missing").c_str());
-    EXPECT_EQ(GetModuleDirectory(), folder.System("data/watchwall/"));
-    EXPECT_TRUE(fs::is_directory(folder.Path("data/watchwall")));
-}
-
-bool Never(const std::string&)
-{
-    return false;
-}
-bool Always(const std::string&)
-{
-    return true;
-}
-
-void FillModule(const CTestFolder& folder)
-{
-    folder.Write("module/config/eng.ini", "[String]\n");
-    folder.Write("module/config/deep/er.xml", "<a/>");
-    folder.Write("module/osd/ASC16.hzk", "font");
-    folder.Write("module/dvr.bmp", "BM");
-    folder.Write("module/dvr.db", "SQLite");
-    folder.Write("module/activex.ocx", "ELF");
-    folder.Write("module/log/old.log", "x");
-}
-
-TEST(ModulePlace, WhereItCanBeWrittenItStays)
-{
-    const CTestFolder folder;
-    FillModule(folder);
-    EXPECT_EQ(ChooseModuleFolder(folder.Path("module"), folder.Path("user"), Always), folder.Path("module"));
-    EXPECT_FALSE(fs::exists(folder.Path("user")));
-}
-
-TEST(ModulePlace, TheUsersFolderIsFilledWithTheData)
-{
-    const CTestFolder folder;
-    FillModule(folder);
-    EXPECT_EQ(ChooseModuleFolder(folder.Path("module"), folder.Path("user/w"), Never), folder.Path("user/w"));
-    EXPECT_EQ(folder.Read("user/w/config/eng.ini"), "[String]\n");
-    EXPECT_EQ(folder.Read("user/w/config/deep/er.xml"), "<a/>");
-    EXPECT_EQ(folder.Read("user/w/osd/ASC16.hzk"), "font");
-    EXPECT_EQ(folder.Read("user/w/dvr.bmp"), "BM");
-    EXPECT_EQ(folder.Read("user/w/dvr.db"), "SQLite");
-    EXPECT_FALSE(folder.Read("user/w/activex.ocx"));
-    EXPECT_FALSE(fs::exists(folder.Path("user/w/log")));
-    const auto count = std::distance(fs::recursive_directory_iterator(folder.Path("user/w")), {});
-    EXPECT_EQ(count, 8) << "nothing is left over from the copying";
-}
-
-TEST(ModulePlace, WhatTheUserHasIsNeverWrittenOver)
-{
-    const CTestFolder folder;
-    FillModule(folder);
-    folder.Write("user/config/eng.ini", "mine");
-    folder.Write("user/dvr.bmp", "");
-    ASSERT_EQ(::symlink("/nowhere", folder.Path("user/dvr.db").c_str()), 0);
-    ChooseModuleFolder(folder.Path("module"), folder.Path("user"), Never);
-    EXPECT_EQ(folder.Read("user/config/eng.ini"), "mine");
-    EXPECT_EQ(folder.Read("user/config/deep/er.xml"), "<a/>") << "what is missing beside it comes";
-    EXPECT_EQ(folder.Read("user/dvr.bmp"), "");
-    EXPECT_TRUE(fs::is_symlink(folder.Path("user/dvr.db")));
-}
-
-TEST(ModulePlace, CopiesOfReadOnlyFilesCanBeWritten)
-{
-    const CTestFolder folder;
-    FillModule(folder);
-    fs::permissions(folder.Path("module/dvr.db"), fs::perms::owner_read);
-    ChooseModuleFolder(folder.Path("module"), folder.Path("user"), Never);
-    EXPECT_NE(fs::status(folder.Path("user/dvr.db")).permissions() & fs::perms::owner_write, fs::perms::none);
-}
-
-TEST(ModulePlace, WithoutAUsersFolderItStaysAndSaysSo)
-{
-    const CTestFolder folder;
-    FillModule(folder);
-    folder.Write("file", "");
-    std::string heard;
-    const CDebugListener former = SetDebugListener([&](std::string_view text) { heard += text; });
-    EXPECT_EQ(ChooseModuleFolder(folder.Path("module"), folder.Path("file/user"), Never),
-              folder.Path("module"));
-    SetDebugListener(former);
-    EXPECT_NE(heard.find("can't be made"), std::string::npos) << heard;
-}
-
-TEST(ModulePlace, WhatCantBeCopiedIsToldAndTheRestComes)
-{
-    const CTestFolder folder;
-    FillModule(folder);
-    folder.Write("user/osd", "a file where the folder would be");
-    std::string heard;
-    const CDebugListener former = SetDebugListener([&](std::string_view text) { heard += text; });
-    EXPECT_EQ(ChooseModuleFolder(folder.Path("module"), folder.Path("user"), Never), folder.Path("user"));
-    SetDebugListener(former);
-    EXPECT_NE(heard.find("osd/ASC16.hzk not copied"), std::string::npos) << heard;
-    EXPECT_EQ(folder.Read("user/dvr.db"), "SQLite");
 }
 
 }  // namespace

@@ -3,12 +3,14 @@
 #include <atomic>
 #include <functional>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "inc/OutputDebugString.h"
 #include "platform/os/threads.h"
+#include "platform/windows/serving.h"
 #include "platform/windows/windows.h"
 
 namespace
@@ -117,7 +119,26 @@ TEST(Windows, AWaitServesWhatTheAwaitedThreadSends)
     EXPECT_EQ(answer, MESSAGE + 1);
 }
 
-TEST(Windows, ASleepServesSentMessages)
+TEST(Windows, PlainSleepServesNothing)
+{
+    std::atomic<bool> handled = false;
+    const CWindow window([&](std::uint32_t, WPARAM, LPARAM) {
+        handled = true;
+        return 1;
+    });
+    std::atomic<bool> sending = false;
+    SetMessageWake([&] { sending = true; });
+    CThread sender([&] { SendMessageA(window, MESSAGE, 0, 0); });
+    while (!sending)
+        Sleep(1);
+    Sleep(1);
+    EXPECT_FALSE(handled);
+    SetMessageWake({});
+    sender.Join();  // serves
+    EXPECT_TRUE(handled);
+}
+
+TEST(Windows, AServingSleepServesSentMessages)
 {
     std::atomic<bool> handled = false;
     const CWindow window([&](std::uint32_t, WPARAM, LPARAM) {
@@ -126,7 +147,31 @@ TEST(Windows, ASleepServesSentMessages)
     });
     CThread sender([&] { SendMessageA(window, MESSAGE, 0, 0); });
     while (!handled)
-        Sleep(1);
+        SleepServing(1);
+}
+
+TEST(Windows, WorkThatIsWaitedForMaySendToTheWaitingThread)
+{
+    const CWindow window(Sum);
+    LRESULT answer = 0;
+    const auto caller = std::this_thread::get_id();
+    std::thread::id worker = caller;
+    RunServing([&] {
+        worker = std::this_thread::get_id();
+        answer = SendMessageA(window, MESSAGE, 1, 0);
+    });
+    EXPECT_EQ(answer, MESSAGE + 1);
+    EXPECT_NE(worker, caller);
+    EXPECT_THROW(RunServing([] { throw std::runtime_error("no"); }), std::runtime_error);
+}
+
+TEST(Windows, WorkOfAThreadWithoutWindowsRunsOnItself)
+{
+    std::thread::id worker;
+    std::thread thread([&] { RunServing([&] { worker = std::this_thread::get_id(); }); });
+    const auto self = thread.get_id();
+    thread.join();
+    EXPECT_EQ(worker, self);
 }
 
 TEST(Windows, AWaitForTwoObjectsServesSentMessages)
@@ -391,30 +436,10 @@ TEST(Windows, WithoutABackendThereIsNoAnswerAndABoxGoesToTheDebugger)
     EXPECT_EQ(rect, (RECT{1, 2, 3, 4}));
     EXPECT_FALSE(SetWindowPos(window, rect));
     EXPECT_FALSE(ShowWindow(window, true));
-    EXPECT_FALSE(InvalidateRect(window));
-    EXPECT_EQ(GetSystemWindow(window), 0U);
     EXPECT_EQ(MessageBoxA(window, "no storage path", "Record", MB_OK), IDOK);
     EXPECT_EQ(heard, "Record: no storage path\n");
     SetDebugListener(listener);
     SetWindowBackend(former);
-}
-
-TEST(SystemWindowTest, NotedWindowIsToldWithoutItsOwner)
-{
-    const HWND window = RegisterWindow([](std::uint32_t, WPARAM, LPARAM) { return LRESULT{0}; });
-    SetSystemWindow(window, 77);
-    std::uintptr_t told = 0;
-    std::thread([&] {
-        told = GetSystemWindow(window);
-    }).join();  // this thread, the owner, serves nothing meanwhile
-    EXPECT_EQ(told, 77U);
-    SetSystemWindow(window, 0);
-    EXPECT_EQ(GetSystemWindow(window), 0U);
-    SetSystemWindow(window, 78);
-    UnregisterWindow(window);
-    EXPECT_EQ(GetSystemWindow(window), 0U);
-    SetSystemWindow(window, 79);  // gone: nothing to note
-    EXPECT_EQ(GetSystemWindow(window), 0U);
 }
 
 }  // namespace

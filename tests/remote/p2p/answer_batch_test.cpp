@@ -26,7 +26,8 @@ class CDataOutput final : public IP2POutput
 {
   public:
     void SendDatagram(std::span<const std::uint8_t>, const sockaddr_in&) override { ADD_FAILURE(); }
-    void DeliverData(const char* szName, std::span<const std::uint8_t> data) override
+    void DeliverData(const char* szName, std::span<const std::uint8_t> data,
+                     const sockaddr_in& /*from*/) override
     {
         m_Delivered.emplace_back(szName + std::string(data.begin(), data.end()));
     }
@@ -110,7 +111,7 @@ TEST_F(AnswerBatchTest, NetworkCodeThatDoesNotCutGetsThemOneByOne)
 TEST_F(AnswerBatchTest, DataPassesAtOnce)
 {
     const std::uint8_t data[] = {'x', 'y'};
-    m_Batch.DeliverData("peer ", data);
+    m_Batch.DeliverData("peer ", data, sockaddr_in{});
     EXPECT_EQ(m_Output.m_Delivered, std::vector<std::string>{"peer xy"});
 }
 

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <condition_variable>
 #include <mutex>
 #include <random>
@@ -69,8 +70,17 @@ TEST_F(P2PClientTest, LoginSendsNameAndLocalAddressesWithTheOwnPort)
     EXPECT_EQ(login.size(), 96U);
     ASSERT_TRUE(ReadP2PMessage(login, message));
     EXPECT_EQ(message.m_Record.Name(), "4711");
-    for (const auto& address : message.m_Record.Addresses())
-        EXPECT_EQ(address.m_usPort, client.GetLocalPort());
+    // Those of the own name, in their order, and no more than four.
+    auto own = GetHostAddresses(GetHostName());
+    own.resize(std::min<std::size_t>(own.size(), 4));
+    ASSERT_FALSE(own.empty());
+    const auto told = message.m_Record.Addresses();
+    ASSERT_EQ(told.size(), own.size());
+    for (std::size_t i = 0; i < own.size(); ++i) {
+        EXPECT_EQ(told[i].m_ulAddress, own[i].s_addr);
+        EXPECT_NE(told[i].m_ulAddress, htonl(INADDR_ANY));
+        EXPECT_EQ(told[i].m_usPort, client.GetLocalPort());
+    }
 }
 
 TEST_F(P2PClientTest, NameOf32CharactersIsAcceptedAndOneOf33Refused)

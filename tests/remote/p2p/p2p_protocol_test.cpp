@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <random>
 #include <utility>
 
@@ -16,13 +17,16 @@ class CRecordingOutput final : public IP2POutput
   public:
     void SendDatagram(std::span<const std::uint8_t> datagram, const sockaddr_in& to) override
     {
+        if (m_OnSend) m_OnSend();
         m_Sent.emplace_back(Bytes(datagram.begin(), datagram.end()), PEER_ADDRESS::From(to));
     }
-    void DeliverData(const char* szName, std::span<const std::uint8_t> data) override
+    void DeliverData(const char* szName, std::span<const std::uint8_t> data,
+                     const sockaddr_in& /*from*/) override
     {
         m_Delivered.emplace_back(szName, Bytes(data.begin(), data.end()));
     }
 
+    std::function<void()> m_OnSend;  // called before each datagram is noted
     std::vector<std::pair<Bytes, PEER_ADDRESS>> m_Sent;
     std::vector<std::pair<std::string, Bytes>> m_Delivered;
 };
@@ -67,12 +71,23 @@ TEST_F(P2PProtocolTest, LoginAckOverwritesTheLocalRecordAndLogsIn)
 {
     PEER_RECORD seen = MakeRecord("renamed");
     seen.m_P2PAddress = {5, 6, 0};
+    seen.m_ulReserved = 0x12345678;
     EXPECT_FALSE(m_Protocol.IsLoggedIn());
     Receive(MakeP2PMessage(P2PMSG_LOGIN_ACK, seen), m_Server);
     EXPECT_TRUE(m_Protocol.IsLoggedIn());
     EXPECT_EQ(m_Protocol.GetLocalRecord().Name(), "renamed");
     EXPECT_EQ(m_Protocol.GetLocalRecord().m_P2PAddress, (PEER_ADDRESS{5, 6, 0}));
+    EXPECT_EQ(m_Protocol.GetLocalRecord().m_ulReserved, 0x12345678U);
     EXPECT_TRUE(m_Output.m_Sent.empty());
+}
+
+TEST_F(P2PProtocolTest, ControlBytesInANameAreEscapedOnTheTerminal)
+{
+    Receive(MakeMessage(P2PMSG_USER_ENTRY, "a\x1B[2J"), m_Server);
+    testing::internal::CaptureStdout();
+    Receive(MakeMessage(P2PMSG_PUNCH_ACK, "a\x1B[2J"), m_Peer);
+    std::fflush(stdout);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), " Set P2P address for a\\x1B[2J -> 10.0.0.2:5000 \n");
 }
 
 TEST_F(P2PProtocolTest, UserEntryIsListedWithoutItsP2PAddress)
@@ -182,6 +197,25 @@ TEST_F(P2PProtocolTest, FirstSourceHeardWinsUntilItIsCleared)
     EXPECT_FALSE(HeardAddress("abc").IsKnown());
     Receive(MakeMessage(P2PMSG_PUNCH, "abc"), m_Elsewhere);
     EXPECT_EQ(HeardAddress("abc"), PEER_ADDRESS::From(m_Elsewhere));
+}
+
+TEST_F(P2PProtocolTest, PunchIsNotedBeforeItIsAnswered)
+{
+    Receive(MakeMessage(P2PMSG_USER_ENTRY, "abc"), m_Server);
+    bool known = false;
+    m_Output.m_OnSend = [&] { known = HeardAddress("abc").IsKnown(); };
+    Receive(MakeMessage(P2PMSG_PUNCH, "abc"), m_Peer);
+    ExpectOneAnswer(P2PMSG_PUNCH_ACK, m_Peer);
+    EXPECT_TRUE(known);
+}
+
+TEST_F(P2PProtocolTest, DataAreDeliveredBeforeTheyAreAcknowledged)
+{
+    std::size_t delivered = 0;
+    m_Output.m_OnSend = [&] { delivered = m_Output.m_Delivered.size(); };
+    Receive(MakeMessage(P2PMSG_DATA, "abc", Bytes{42}), m_Peer);
+    ExpectOneAnswer(P2PMSG_DATA_ACK, m_Peer);
+    EXPECT_EQ(delivered, 1U);
 }
 
 TEST_F(P2PProtocolTest, DataOf96BytesIsAProbeThatReachesNobodyButIsAcknowledged)

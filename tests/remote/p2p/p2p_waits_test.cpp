@@ -155,6 +155,88 @@ TEST(P2PWaits, UnacknowledgedProbeForgetsTheAddressAndPunchesAgain)
     EXPECT_EQ(client.CountSent(P2PMSG_DATA, PEER), 4U);
 }
 
+/// A client whose peer acknowledges punches and probes as long as the two flags say so, and what else arrives
+/// at a time of the client's clock.
+class P2PLooksTest : public testing::Test
+{
+  protected:
+    P2PLooksTest()
+        : m_Client(
+              [this](CScriptedClient& self, const Bytes& datagram, const sockaddr_in& to) {
+                  if (TypeOf(datagram) == P2PMSG_GET_USERS && !m_bListEnds) return;
+                  ServeList(self, datagram);
+                  if (TypeOf(datagram) == P2PMSG_PUNCH && IsToPeer(to) && m_bPunches)
+                      self.Arrive(MakeMessage(P2PMSG_PUNCH_ACK, "peer"), PEER);
+                  if (TypeOf(datagram) == P2PMSG_DATA && m_bProbes)
+                      self.Arrive(MakeMessage(P2PMSG_DATA_ACK, "peer"), PEER);
+              },
+              [this] {
+                  if (m_Client.WaitedMs() == 100 && !m_Late.empty()) m_Client.Arrive(m_Late, PEER);
+              })
+    {
+    }
+
+    bool m_bListEnds = true;
+    bool m_bPunches = true;
+    bool m_bProbes = true;
+    Bytes m_Late;  // arrives after 100 ms
+    CScriptedClient m_Client;
+};
+
+TEST_F(P2PLooksTest, EndOfTheListIsLookedForEvery300Milliseconds)
+{
+    ASSERT_TRUE(m_Client.Init(0));
+    ASSERT_TRUE(m_Client.Login("a", "10.0.0.1"));
+    m_bListEnds = false;
+    m_Late = MakeMessage(P2PMSG_USER_END, "");
+    EXPECT_TRUE(m_Client.GetUserList());
+    EXPECT_EQ(m_Client.WaitedMs(), 300U);
+}
+
+TEST_F(P2PLooksTest, AcknowledgementOfAProbeIsLookedForEvery300Milliseconds)
+{
+    Register(m_Client);
+    m_bProbes = false;
+    m_Late = MakeMessage(P2PMSG_DATA_ACK, "peer");
+    EXPECT_TRUE(m_Client.ConnectPeer("peer"));
+    EXPECT_EQ(m_Client.WaitedMs(), 300U);
+}
+
+TEST_F(P2PLooksTest, AnswerToAPunchIsLookedForEvery300Milliseconds)
+{
+    Register(m_Client);
+    m_bPunches = false;
+    m_Late = MakeMessage(P2PMSG_PUNCH_ACK, "peer");
+    EXPECT_TRUE(m_Client.ConnectPeer("peer"));
+    EXPECT_EQ(m_Client.WaitedMs(), 300U);
+}
+
+TEST_F(P2PLooksTest, AcknowledgementOfAnEarlierProbeProvesNothing)
+{
+    Register(m_Client);
+    ASSERT_TRUE(m_Client.ConnectPeer("peer"));
+    m_bProbes = false;
+    EXPECT_FALSE(m_Client.ConnectPeer("peer"));
+}
+
+TEST(P2PWaits, PeerThatHasMovedIsFoundAtItsNewAddress)
+{
+    // The first punch is answered from where the peer is no more, and data go unanswered there.
+    const sockaddr_in moved = MakeAddress("10.0.0.3", 6000);
+    int punches = 0;
+    CScriptedClient client([&](CScriptedClient& self, const Bytes& datagram, const sockaddr_in& to) {
+        ServeList(self, datagram);
+        if (TypeOf(datagram) == P2PMSG_PUNCH && IsToPeer(to))
+            self.Arrive(MakeMessage(P2PMSG_PUNCH_ACK, "peer"), ++punches == 1 ? PEER : moved);
+        if (TypeOf(datagram) == P2PMSG_DATA && PEER_ADDRESS::From(to) == PEER_ADDRESS::From(moved))
+            self.Arrive(MakeMessage(P2PMSG_DATA_ACK, "peer"), moved);
+    });
+    Register(client);
+    EXPECT_TRUE(client.ConnectPeer("peer"));
+    EXPECT_EQ(client.WaitedMs(), 3000U);
+    EXPECT_EQ(client.CountSent(P2PMSG_DATA, moved), 1U);
+}
+
 TEST(P2PWaits, LostAcknowledgementOfAProbeCostsThreeSecondsAndAPunch)
 {
     int probes = 0;

@@ -5,7 +5,10 @@
 #include "remote/p2p/MessageAssembler.h"
 #include "remote/p2p/MessageRouter.h"
 #include "remote/p2p/P2PWire.h"
+#include "remote/udp/KeyPicture.h"
+#include "remote/udp/StreamReply.h"
 #include "tests/remote/p2p/p2p_support.h"
+#include "tests/support/mpeg4_streams.h"
 
 namespace
 {
@@ -19,6 +22,35 @@ Bytes Message(int channel, int direction, std::uint32_t bytes, std::uint8_t fill
     WriteLittle32(message.data(), static_cast<std::uint32_t>(direction) << 30 |
                                       static_cast<std::uint32_t>(channel) << 24 | bytes);
     return message;
+}
+
+TEST(UdpReply, WidthAndHeightStandBehindTheHeaderWord)
+{
+    const auto reply = ReadStreamReply(Bytes{12, 0, 0, 0x41, 0x60, 0x01, 0x20, 0x01, 9, 9});
+    EXPECT_EQ(reply.m_iWidth, 352);
+    EXPECT_EQ(reply.m_iHeight, 288);
+    const auto largest = ReadStreamReply(Bytes(8, 0xFF));
+    EXPECT_EQ(largest.m_iWidth, 65535);
+    EXPECT_EQ(largest.m_iHeight, 65535);
+    const auto cut = ReadStreamReply(Bytes{8, 0, 0, 0, 7});
+    EXPECT_EQ(cut.m_iWidth, 7);
+    EXPECT_EQ(cut.m_iHeight, 0);
+    EXPECT_EQ(ReadStreamReply({}).m_iWidth, 0);
+}
+
+TEST(UdpReply, AreaIsBoundedAtSixtyFourMebiSamplesInWhateverShape)
+{
+    const struct {
+        std::int32_t width;
+        std::int32_t height;
+        bool within;
+    } rows[] = {
+        {0, 0, true},         {0, 65535, true},      {352, 288, true},      {16384, 4096, true},
+        {16385, 4096, false}, {16384, 4097, false},  {4096, 16384, true},   {65535, 1024, true},
+        {65535, 1025, false}, {16384, 16384, false}, {65535, 65535, false},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(IsWithinLimit({row.width, row.height}), row.within) << row.width << "x" << row.height;
 }
 
 class UdpAssemblerTest : public testing::Test
@@ -141,6 +173,13 @@ TEST_F(UdpAssemblerTest, StreamComesBackIntoStepWhicheverDatagramIsLost)
     }
 }
 
+TEST_F(UdpAssemblerTest, MessageOf101376BytesFits)
+{
+    EXPECT_EQ(MESSAGE_LIMIT_BYTES, 101376U);
+    EXPECT_EQ(FeedCut(Message(3, 1, 101376, 1)), RESULT::Complete);
+    EXPECT_EQ(FeedCut(Message(3, 1, 101377, 1)), RESULT::Dropped);
+}
+
 TEST_F(UdpAssemblerTest, LongestMessageFitsAndALongerOneIsDropped)
 {
     EXPECT_EQ(FeedCut(Message(3, 1, MESSAGE_LIMIT_BYTES, 1)), RESULT::Complete);
@@ -207,8 +246,12 @@ class UdpRouterTest : public testing::Test
     void Feed(const Bytes& message, const char* sender = "peer")
     {
         for (std::size_t at = 0; at < message.size(); at += 1024)
-            m_Router.Feed(sender,
-                          std::span(message).subspan(at, std::min<std::size_t>(1024, message.size() - at)));
+            FeedPiece(std::span(message).subspan(at, std::min<std::size_t>(1024, message.size() - at)), sender);
+    }
+    /// One datagram, from 10.0.0.2 and a port.
+    void FeedPiece(std::span<const std::uint8_t> piece, const char* sender = "peer", std::uint16_t port = 5000)
+    {
+        m_Router.Feed(sender, piece, MakeAddress("10.0.0.2", port), m_dwTick);
     }
     std::optional<CMessageRouter::XMessage> Take(int channel)
     {
@@ -217,7 +260,55 @@ class UdpRouterTest : public testing::Test
 
     CLinkCounters m_Counters;
     CMessageRouter m_Router{m_Counters};
+    std::uint32_t m_dwTick = 0;
 };
+
+TEST_F(UdpRouterTest, StrangersDatagramInTheMiddleOfAMessageChangesNothingOfIt)
+{
+    m_Router.OpenChannel(3);
+    const Bytes message = Message(3, 1, 3000, 1);
+    FeedPiece(std::span(message).first(1024));
+    FeedPiece(Bytes(500, 0x55), "peer", 5001);  // another port, under the same name
+    FeedPiece(Message(3, 1, 2000, 9), "stranger", 5002);
+    FeedPiece(std::span(message).subspan(1024, 1024));
+    m_dwTick = 77;
+    FeedPiece(std::span(message).subspan(2048));
+    const auto first = Take(3);
+    ASSERT_TRUE(first);
+    EXPECT_EQ(first->m_Data, Message(3, 1, 2000, 9));  // one that stands by itself is delivered
+    const auto second = Take(3);
+    ASSERT_TRUE(second);
+    EXPECT_EQ(second->m_Data, message);
+    EXPECT_EQ(second->m_dwTick, 77U);
+}
+
+TEST_F(UdpRouterTest, ManyStrangersDoNotDriveOutWhoHasBroughtMessages)
+{
+    m_Router.OpenChannel(3);
+    Feed(Message(3, 1, 100, 1));
+    const Bytes message = Message(3, 1, 3000, 2);
+    FeedPiece(std::span(message).first(1024));
+    for (std::uint16_t i = 0; i < 500; ++i)
+        FeedPiece(Bytes(1024, 0x55), "peer", static_cast<std::uint16_t>(6000 + i));
+    FeedPiece(std::span(message).subspan(1024, 1024));
+    FeedPiece(std::span(message).subspan(2048));
+    EXPECT_EQ(Take(3)->m_Data, Message(3, 1, 100, 1));
+    EXPECT_EQ(Take(3)->m_Data, message);
+}
+
+TEST(UdpKeyPicture, IsOneWhoseFirstVopIsIntra)
+{
+    EXPECT_TRUE(IsKeyPicture(Bytes{0, 0, 1, 0xB6, 0x3F}));
+    EXPECT_FALSE(IsKeyPicture(Bytes{0, 0, 1, 0xB6, 0x40}));
+    EXPECT_FALSE(IsKeyPicture(Bytes{0, 0, 1, 0xB6, 0x80}));
+    EXPECT_TRUE(IsKeyPicture(Bytes{0, 0, 1, 0x20, 9, 0, 0, 0, 1, 0xB6, 0}));  // behind other headers
+    EXPECT_FALSE(IsKeyPicture(Bytes{0, 0, 1, 0xB6}));
+    EXPECT_FALSE(IsKeyPicture(Bytes{0, 0, 1, 0x20}));
+    EXPECT_FALSE(IsKeyPicture({}));
+    const auto stream = EncodeMpeg4({});
+    EXPECT_TRUE(IsKeyPicture(stream[0]));
+    EXPECT_FALSE(IsKeyPicture(stream[1]));
+}
 
 TEST_F(UdpRouterTest, HandsEachMessageToTheChannelThatItNames)
 {

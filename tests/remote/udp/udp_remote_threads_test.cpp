@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <condition_variable>
+#include <functional>
+#include <new>
 #include <thread>
 
 #include "codec/codec.h"
@@ -17,13 +20,45 @@
 namespace
 {
 
+/// Holds threads until it is opened, and stays open.
+class CGate
+{
+  public:
+    ~CGate() { Open(); }
+    void Open()
+    {
+        const std::lock_guard lock(m_cs);
+        m_bOpen = true;
+        m_Changed.notify_all();
+    }
+    void Pass()
+    {
+        std::unique_lock lock(m_cs);
+        ++m_iArrived;
+        m_Changed.wait(lock, [this] { return m_bOpen; });
+    }
+    int Arrived()
+    {
+        const std::lock_guard lock(m_cs);
+        return m_iArrived;
+    }
+
+  private:
+    std::mutex m_cs;
+    std::condition_variable m_Changed;
+    bool m_bOpen = false;
+    int m_iArrived = 0;
+};
+
 /// What the renderer was asked for, shared by all renderers of a test.
 struct XRenderLog {
     std::mutex m_cs;
     std::vector<std::pair<std::int32_t, std::int32_t>> m_Created;
     std::vector<HWND> m_Shown;
     TestPicture m_Last;
-    int m_iSurfaces = 0;  // alive
+    int m_iSurfaces = 0;               // alive
+    std::function<void()> m_OnCreate;  // called in CreateSurface, under m_cs
+    CGate* m_pGate = nullptr;          // each picture has to pass it
 };
 
 class CLoggingRender final : public CRender
@@ -32,6 +67,12 @@ class CLoggingRender final : public CRender
     explicit CLoggingRender(XRenderLog& log) : m_Log(log) {}
     std::int32_t DisplayClient(const CodecFrame* frame, CSurface* surface, HWND window) override
     {
+        CGate* gate = nullptr;
+        {
+            const std::lock_guard lock(m_Log.m_cs);
+            gate = m_Log.m_pGate;
+        }
+        if (gate != nullptr) gate->Pass();
         const std::lock_guard lock(m_Log.m_cs);
         EXPECT_NE(surface, nullptr);
         m_Log.m_Shown.push_back(window);
@@ -42,6 +83,7 @@ class CLoggingRender final : public CRender
     {
         const std::lock_guard lock(m_Log.m_cs);
         m_Log.m_Created.emplace_back(width, height);
+        if (m_Log.m_OnCreate) m_Log.m_OnCreate();
         ++m_Log.m_iSurfaces;
         return new CSurface(width, height);
     }
@@ -80,12 +122,24 @@ class CTellingObserver final : public CObserver
 
 constexpr HWND CELL{31};
 
+/// Waits fast, and tells a time that the test moves on.
+class CShiftedClock final : public IClock
+{
+  public:
+    std::uint32_t TickCount() override { return m_dwTick; }
+    void Sleep(std::uint32_t ms) override { m_Fast.Sleep(ms); }
+    void Advance(std::uint32_t ms) { m_dwTick += ms; }
+
+  private:
+    CFastClock m_Fast{10};
+    std::atomic<std::uint32_t> m_dwTick{0xFFFFFF00};  // wraps on the way
+};
+
 /// A channel of the machine "4711", whose session is started, and a renderer that keeps account.
 class UdpRemoteTest : public testing::Test
 {
   protected:
-    explicit UdpRemoteTest(bool shared = false)
-        : m_pSession(std::make_shared<CP2PSession>(m_Machine.Options(shared)))
+    explicit UdpRemoteTest(bool shared = false) : m_pSession(std::make_shared<CP2PSession>(Options(shared)))
     {
         SetModuleDirectory(m_Folder.System());
         SetRenderFactory([this] { return std::make_unique<CLoggingRender>(m_Log); });
@@ -104,6 +158,15 @@ class UdpRemoteTest : public testing::Test
         RemoveAllCells();
         CNodeModel::DestroyInstance();
         SetModuleDirectory("");
+    }
+
+    /// A session on the test's clock. Without shared receiving no request is ever repeated, however soon.
+    XSessionOptions Options(bool shared)
+    {
+        XSessionOptions options = m_Machine.Options(shared);
+        options.m_P2P.m_pClock = &m_Clock;
+        if (!shared) options.m_ulRequestRepeatMs = 1;
+        return options;
     }
 
     std::unique_ptr<CUdpRemote> MakeChannel(std::int32_t number)
@@ -137,6 +200,7 @@ class UdpRemoteTest : public testing::Test
     XRenderLog m_Log;
     CTellingObserver m_Observer;
     CScriptedMachine m_Machine{"4711"};
+    CShiftedClock m_Clock;
     std::shared_ptr<CP2PSession> m_pSession;
     std::unique_ptr<CUdpRemote> m_pChannel;
     const std::vector<Mpeg4Packet> m_Stream = EncodeMpeg4({});
@@ -275,46 +339,137 @@ TEST_F(UdpRemoteTest, ChannelThatEndsShutsTheRecordDatabaseAsIntended)  // oddit
     EXPECT_EQ(CNodeModel::GetDatabase(), nullptr);  // it stays shut
 }
 
-TEST_F(UdpRemoteTest, SilentMachineLeavesTheThreadBehindAndTheDestructorEndsIt)
+TEST_F(UdpRemoteTest, CloseEndsTheWaitForASilentMachine)
 {
     m_Machine.m_bReplies = false;
     OpenAndWait(*m_pChannel);
     ASSERT_TRUE(WaitUntil([&] { return m_pSession->IsReceiveLockTaken(); }));
-    m_pChannel->SetCloseWait(50);
+    m_pChannel->SetCloseWait(20000);
+    m_pChannel->Close();
+    EXPECT_TRUE(IsCellFree());
+    EXPECT_FALSE(m_pSession->IsReceiveLockTaken());
+    EXPECT_EQ(m_Observer.Messages(), (std::vector<std::string>{"IDS_DeviceOpened", "", "IDS_DeviceClosed"}));
+}
+
+TEST_F(UdpRemoteTest, ChannelThatIsToEndOpensNoPictureWhateverComes)
+{
+    m_Machine.m_bReplies = false;
+    OpenAndWait(*m_pChannel);
+    ASSERT_TRUE(WaitUntil([&] { return m_pSession->HasWaitingReader(); }));
+    m_pChannel->GetState()->m_bRunning = false;
+    m_Machine.SendMessage(MakeUdpMessage(0, 1, Bytes{0, 0, 1, 0xB6, 1, 2, 3, 4}));
+    ASSERT_TRUE(WaitUntil([&] { return IsCellFree(); }));
+    const std::lock_guard lock(m_Log.m_cs);
+    EXPECT_TRUE(m_Log.m_Created.empty());
+}
+
+TEST_F(UdpRemoteTest, CloseEndsThePunchingOfAPath)
+{
+    m_Machine.m_bAnswersPunches = false;
+    m_pChannel->Open();
+    ASSERT_TRUE(m_Machine.Peer().WaitFor(P2PMSG_PUNCH));
+    m_pChannel->SetCloseWait(20000);
+    m_pChannel->Close();
+    EXPECT_TRUE(IsCellFree());
+    EXPECT_TRUE(m_Machine.Requests().empty());
+}
+
+TEST_F(UdpRemoteTest, CloseEndsTheWaitForTheChannelThatReceives)
+{
+    OpenAndWait(*m_pChannel);
+    ASSERT_TRUE(WaitUntil([&] { return m_pSession->HasWaitingReader(); }));
+    auto second = MakeChannel(1);
+    OpenAndWait(*second);
+    second->SetCloseWait(20000);
+    second->Close();
+    EXPECT_EQ(m_Observer.Messages().back(), "IDS_DeviceClosed");
+    EXPECT_EQ(m_Observer.Messages()[2], "");  // the thread ended before the wait for it did
+    SendPicture(0, 0);
+    EXPECT_TRUE(WaitForShown(1));  // and the other goes on
+}
+
+TEST_F(UdpRemoteTest, ChannelsThatAreToldTogetherEndSideBySideWhileDataFlows)
+{
+    std::vector<std::unique_ptr<CUdpRemote>> channels;
+    for (std::int32_t i = 0; i < 16; ++i) {
+        channels.push_back(MakeChannel(i));
+        OpenAndWait(*channels.back());
+    }
+    std::atomic<bool> flowing{true};
+    std::thread stream([&] {
+        for (std::size_t i = 0; flowing; ++i)
+            SendPicture(static_cast<std::int32_t>(i % 16), i / 16);
+    });
+    ASSERT_TRUE(WaitUntil([&] { return m_pSession->GetCounters().m_ulForeign > 32; }));
+    for (const auto& channel : channels)
+        channel->LetGo();
+    for (const auto& channel : channels)
+        EXPECT_TRUE(WaitUntil([&] { return channel->GetStatus() == STATUS_CLOSED; })) << channel->m_iDevID;
+    EXPECT_TRUE(WaitUntil([&] { return !m_pSession->IsReceiveLockTaken(); }));
+    flowing = false;
+    stream.join();
+    channels.clear();
+    m_pSession->Shutdown();
+    EXPECT_TRUE(m_Machine.Server().WaitFor(P2PMSG_LOGOUT));
+    EXPECT_TRUE(m_Machine.Peer().WaitFor(P2PMSG_LOGOUT));
+}
+
+/// A channel whose link thread stands in the renderer, where nothing wakes it.
+class UdpHeldRemoteTest : public UdpRemoteTest
+{
+  protected:
+    UdpHeldRemoteTest()
+    {
+        m_Log.m_pGate = &m_Gate;
+        OpenAndWait(*m_pChannel);
+        SendPicture(0, 0);
+        EXPECT_TRUE(WaitUntil([&] { return m_Gate.Arrived() == 1; }));
+        m_pChannel->SetCloseWait(50);
+    }
+    ~UdpHeldRemoteTest() override { m_Gate.Open(); }
+
+    CGate m_Gate;
+};
+
+TEST_F(UdpHeldRemoteTest, ThreadThatCantBeWokenIsLeftBehindAfter3000Milliseconds)
+{
+    EXPECT_EQ(CUdpRemote::CLOSE_WAIT_MS, 3000U);
+    EXPECT_EQ(MakeChannel(1)->GetCloseWait(), 3000U);
     m_pChannel->Close();
     EXPECT_EQ(m_pChannel->GetStatus(), STATUS_CLOSED);
     EXPECT_FALSE(IsCellFree());  // the cell is the late thread's to give back
     EXPECT_EQ(m_pChannel->GetRenderWnd(), HWND::Null);
-    EXPECT_TRUE(m_pSession->IsReceiveLockTaken());
+    EXPECT_EQ(m_Observer.Messages(), (std::vector<std::string>{"IDS_DeviceOpened", "IDS_DeviceClosed"}));
+}
+
+TEST_F(UdpHeldRemoteTest, DestructorWaitsForALateThread)
+{
+    m_pChannel->Close();
+    std::thread opener([&] { m_Gate.Open(); });
     m_pChannel.reset();
     EXPECT_TRUE(IsCellFree());
     EXPECT_FALSE(m_pSession->IsReceiveLockTaken());
     EXPECT_EQ(m_Observer.Messages(), (std::vector<std::string>{"IDS_DeviceOpened", "IDS_DeviceClosed"}));
+    opener.join();
 }
 
-TEST_F(UdpRemoteTest, LateThreadEndsWithItsNextMessageAndChangesNothingOfTheDevice)
+TEST_F(UdpHeldRemoteTest, LateThreadEndsAndChangesNothingOfTheDevice)
 {
-    m_Machine.m_bReplies = false;
-    OpenAndWait(*m_pChannel);
-    m_pChannel->SetCloseWait(50);
     m_pChannel->Close();
     m_pChannel->SetRenderWnd(HWND{32});
-    m_Machine.SendMessage(MakeUdpMessage(0, 1, Bytes(4)));
+    m_Gate.Open();
     ASSERT_TRUE(WaitUntil([&] { return IsCellFree(); }));
     EXPECT_EQ(m_pChannel->GetRenderWnd(), HWND{32});
 }
 
-TEST_F(UdpRemoteTest, ChannelOpenedAgainAfterALateThreadPlays)
+TEST_F(UdpHeldRemoteTest, ChannelOpenedAgainAfterALateThreadPlays)
 {
-    m_Machine.m_bReplies = false;
-    OpenAndWait(*m_pChannel);
-    m_pChannel->SetCloseWait(50);
     m_pChannel->Close();
-    m_Machine.m_bReplies = true;
+    m_Gate.Open();
     m_pChannel->SetRenderWnd(CELL);
     OpenAndWait(*m_pChannel);
     SendPicture(0, 0);
-    EXPECT_TRUE(WaitForShown(1));
+    EXPECT_TRUE(WaitForShown(2));
     EXPECT_EQ(m_pChannel->GetStatus(), STATUS_OPEN);
     EXPECT_EQ(m_pChannel->GetRenderWnd(), CELL);
 }
@@ -331,10 +486,11 @@ TEST_F(UdpRemoteTest, LostReplyIsWaitedForThoughPicturesComeUntilTheChannelIsOpe
     }
     EXPECT_EQ(m_pSession->GetCounters().m_ulMessages, 0U);
     EXPECT_EQ(m_pSession->GetCounters().m_ulDatagrams, 100U);
+    EXPECT_EQ(m_Machine.Requests().size(), 1U);
     EXPECT_EQ(m_pChannel->GetStatus(), STATUS_OPEN);
-    m_pChannel->SetCloseWait(50);
+    m_pChannel->SetCloseWait(20000);
     m_pChannel->Close();
-    EXPECT_TRUE(m_pSession->IsReceiveLockTaken());  // left behind
+    EXPECT_FALSE(m_pSession->IsReceiveLockTaken());
     m_Machine.m_bReplies = true;
     m_pChannel->SetRenderWnd(CELL);
     OpenAndWait(*m_pChannel);
@@ -412,6 +568,18 @@ TEST_F(UdpRemoteTest, BadVideoIsRefusedAndTheNextPictureIsShown)
     EXPECT_EQ(m_pChannel->GetCounters().m_ulMessages, 4U);
 }
 
+TEST_F(UdpRemoteTest, DecoderGetsTheMessageWithoutItsHeaderWordAndNothingBehindIt)
+{
+    OpenAndWait(*m_pChannel);
+    SendPicture(0, 0);
+    ASSERT_TRUE(WaitForShown(1));
+    // Of a message without data the decoder gets no byte, not what an earlier message left: the picture is
+    // shown once more.
+    m_Machine.SendMessage(MakeUdpMessage(0, 1, {}));
+    ASSERT_TRUE(WaitForShown(2));
+    EXPECT_EQ(m_pChannel->GetCounters().m_ulRefused, 0U);
+}
+
 TEST_F(UdpRemoteTest, DatagramOfOneByteDoesNoHarm)
 {
     OpenAndWait(*m_pChannel);
@@ -431,6 +599,48 @@ TEST_F(UdpRemoteTest, ReplyOfSizeZeroIsTakenAsItIsAndShowsNoPicture)
     const std::lock_guard lock(m_Log.m_cs);
     EXPECT_EQ(m_Log.m_Created, (std::vector<std::pair<std::int32_t, std::int32_t>>{{0, 0}}));
     EXPECT_EQ(m_Log.m_Last.iWidth, 0);
+}
+
+TEST_F(UdpRemoteTest, ReplyWithASizeBeyondTheLimitLeavesTheChannelOpenAndRefusesItsPictures)
+{
+    CDebugText debug;
+    m_Machine.m_usWidth = 16384;
+    m_Machine.m_usHeight = 16384;
+    OpenAndWait(*m_pChannel);
+    SendPicture(0, 0);
+    SendPicture(0, 1);
+    ASSERT_TRUE(WaitUntil([&] { return m_pChannel->GetCounters().m_ulRefused == 2; }));
+    EXPECT_EQ(m_pChannel->GetStatus(), STATUS_OPEN);
+    EXPECT_EQ(m_pChannel->GetCounters().m_iWidth, 16384);
+    EXPECT_EQ(m_pChannel->GetCounters().m_ulDecoded, 0U);
+    EXPECT_EQ(m_Machine.Requests().size(), 1U);
+    {
+        const std::lock_guard lock(m_Log.m_cs);
+        EXPECT_TRUE(m_Log.m_Created.empty());
+    }
+    const std::string text = debug.Text();
+    const auto first = text.find("16384 x 16384");
+    ASSERT_NE(first, std::string::npos) << text;
+    EXPECT_EQ(text.find("16384 x 16384", first + 1), std::string::npos) << text;
+}
+
+TEST_F(UdpRemoteTest, ExceptionInTheLinkThreadEndsItsChannelAloneWithALineInTheLog)
+{
+    CDebugText debug;
+    m_Log.m_OnCreate = [] { throw std::bad_alloc(); };
+    OpenAndWait(*m_pChannel);
+    ASSERT_TRUE(WaitUntil([&] { return IsCellFree(); }));
+    ASSERT_TRUE(WaitUntil([&] { return m_pChannel->GetStatus() == STATUS_CLOSED; }));
+    EXPECT_FALSE(m_pSession->IsReceiveLockTaken());
+    EXPECT_EQ(m_pChannel->GetState()->m_pDecoder, nullptr);
+    EXPECT_NE(debug.Text().find("channel 1 of 4711 ends: std::bad_alloc"), std::string::npos) << debug.Text();
+    {
+        const std::lock_guard lock(m_Log.m_cs);
+        m_Log.m_OnCreate = {};
+    }
+    OpenAndWait(*m_pChannel);  // and may be opened again
+    SendPicture(0, 0);
+    EXPECT_TRUE(WaitForShown(1));
 }
 
 TEST_F(UdpRemoteTest, WithoutARendererPicturesAreDecodedAndNotShown)
@@ -539,6 +749,78 @@ TEST_F(UdpSharedRemoteTest, AllOpenChannelsPlayAtOnce)
         EXPECT_TRUE(WaitUntil([&] { return channel->GetCounters().m_ulShown == m_Stream.size(); }));
         EXPECT_EQ(channel->GetCounters().m_ulRefused, 0U);
     }
+}
+
+TEST_F(UdpSharedRemoteTest, RequestIsRepeatedUntilAReplyComes)
+{
+    EXPECT_EQ(XSessionOptions{}.m_ulRequestRepeatMs, 3000U);
+    XSessionOptions options = Options(true);
+    options.m_ulRequestRepeatMs = 20;
+    m_pSession = std::make_shared<CP2PSession>(options);
+    m_pSession->Start("12345");
+    m_Machine.m_bReplies = false;
+    m_pChannel = MakeChannel(0);
+    m_pChannel->SetRenderWnd(CELL);
+    m_pChannel->Open();
+    ASSERT_TRUE(m_Machine.WaitForRequest(0, 3));
+    m_Machine.m_bReplies = true;
+    ASSERT_TRUE(WaitUntil([&] { return m_pChannel->GetCounters().m_iWidth == 176; }));
+    SendPicture(0, 0);
+    EXPECT_TRUE(WaitForShown(1));
+}
+
+/// A channel whose first picture stands in the renderer until the gate is opened, so that what comes grows old.
+class UdpAgeTest : public UdpSharedRemoteTest
+{
+  protected:
+    UdpAgeTest()
+    {
+        m_Log.m_pGate = &m_Gate;
+        OpenAndWait(*m_pChannel);
+        SendPicture(0, 0);
+        EXPECT_TRUE(WaitUntil([&] { return m_Gate.Arrived() == 1; }));
+    }
+    ~UdpAgeTest() override { m_Gate.Open(); }
+
+    const CLinkCounters& Counters() const { return m_pChannel->GetCounters(); }
+
+    CGate m_Gate;
+};
+
+TEST_F(UdpAgeTest, PicturesOlderThanTwoSecondsAreSkippedUpToTheNextKeyPictureAndCounted)
+{
+    SendPicture(0, 1);
+    SendPicture(0, 0);  // a key picture, but old itself by then
+    SendPicture(0, 1);
+    m_Clock.Advance(2001);
+    SendPicture(0, 1);  // young, but it needs one that was skipped
+    SendPicture(0, 0);
+    SendPicture(0, 1);
+    m_Gate.Open();
+    ASSERT_TRUE(WaitForShown(3));
+    EXPECT_EQ(Counters().m_ulSkipped, 4U);
+    EXPECT_EQ(Counters().m_ulDecoded, 3U);
+    EXPECT_EQ(Counters().m_ulRefused, 0U);
+}
+
+TEST_F(UdpAgeTest, PicturesOfTwoSecondsAreShown)
+{
+    for (std::size_t i = 1; i < 4; ++i)
+        SendPicture(0, i);
+    m_Clock.Advance(2000);
+    m_Gate.Open();
+    ASSERT_TRUE(WaitForShown(4));
+    EXPECT_EQ(Counters().m_ulSkipped, 0U);
+}
+
+TEST_F(UdpHeldRemoteTest, WithoutSharedReceivingNothingIsSkippedHoweverOld)
+{
+    for (std::size_t i = 1; i < 4; ++i)
+        SendPicture(0, i);
+    m_Clock.Advance(100000);
+    m_Gate.Open();
+    ASSERT_TRUE(WaitForShown(4));
+    EXPECT_EQ(m_pChannel->GetCounters().m_ulSkipped, 0U);
 }
 
 TEST_F(UdpSharedRemoteTest, CloseOfASilentChannelEndsItsThreadAtOnce)

@@ -3,38 +3,11 @@
 #include <future>
 #include <thread>
 
-#include "inc/OutputDebugString.h"
 #include "remote/p2p/P2PSession.h"
 #include "tests/remote/udp/udp_support.h"
 
 namespace
 {
-
-/// Gathers the debugger output for as long as it lives.
-class CDebugText
-{
-  public:
-    CDebugText()
-        : m_Former(SetDebugListener([this](std::string_view text) {
-              const std::lock_guard lock(m_cs);
-              m_strText += text;
-          }))
-    {
-    }
-    ~CDebugText() { SetDebugListener(m_Former); }
-    CDebugText(const CDebugText&) = delete;
-    CDebugText& operator=(const CDebugText&) = delete;
-    std::string Text()
-    {
-        const std::lock_guard lock(m_cs);
-        return m_strText;
-    }
-
-  private:
-    std::mutex m_cs;
-    std::string m_strText;
-    CDebugListener m_Former;
-};
 
 class UdpStartTest : public testing::Test
 {
@@ -295,6 +268,12 @@ class UdpSharedSessionTest : public UdpSessionTest
 {
   protected:
     UdpSharedSessionTest() : UdpSessionTest(true) {}
+
+    Bytes Take(int channel, const P2PCancel* cancel = nullptr)
+    {
+        auto message = m_Session.TakeMessage(channel, 1, cancel);
+        return message ? std::move(message->m_Data) : Bytes{};
+    }
 };
 
 TEST_F(UdpSharedSessionTest, AllOpenChannelsReceiveAtOnce)
@@ -303,13 +282,7 @@ TEST_F(UdpSharedSessionTest, AllOpenChannelsReceiveAtOnce)
     std::vector<std::future<Bytes>> waiting;
     for (int channel = 0; channel < CHANNELS; ++channel) {
         m_Session.OpenChannel(channel);
-        waiting.push_back(std::async(std::launch::async, [this, channel] {
-            Bytes buffer(MESSAGE_LIMIT_BYTES);
-            char name[P2P_NAME_BYTES];
-            const auto count = m_Session.ReceiveChannel(name, buffer, channel, 1);
-            buffer.resize(static_cast<std::size_t>(std::max(count, 0)));
-            return buffer;
-        }));
+        waiting.push_back(std::async(std::launch::async, [this, channel] { return Take(channel); }));
     }
     for (int channel = CHANNELS - 1; channel >= 0; --channel)
         m_Machine.SendMessage(MakeUdpMessage(channel, 1, Bytes(3000, static_cast<std::uint8_t>(channel))));
@@ -318,32 +291,42 @@ TEST_F(UdpSharedSessionTest, AllOpenChannelsReceiveAtOnce)
                   MakeUdpMessage(channel, 1, Bytes(3000, static_cast<std::uint8_t>(channel))));
 }
 
-TEST_F(UdpSharedSessionTest, WrongDirectionAndTooLargeMessagesAreSkipped)
+TEST_F(UdpSharedSessionTest, WrongDirectionIsSkipped)
 {
     m_Session.OpenChannel(2);
     m_Machine.SendMessage(MakeUdpMessage(2, 0, Bytes(10, 1)));
-    m_Machine.SendMessage(MakeUdpMessage(2, 1, Bytes(2000, 1)));
     m_Machine.SendMessage(MakeUdpMessage(2, 1, Bytes(4, 2)));
-    EXPECT_EQ(Receive(2, 1, 1024), MakeUdpMessage(2, 1, Bytes(4, 2)));
-    EXPECT_STREQ(m_szName, "7");
+    const auto message = m_Session.TakeMessage(2, 1);
+    ASSERT_TRUE(message);
+    EXPECT_EQ(message->m_Data, MakeUdpMessage(2, 1, Bytes(4, 2)));
+    EXPECT_STREQ(message->m_szName, "7");
     EXPECT_EQ(m_Session.GetCounters().m_ulForeign, 1U);
-    EXPECT_EQ(m_Session.GetCounters().m_ulDropped, 1U);
 }
 
-TEST_F(UdpSharedSessionTest, ShutdownAndCancelEndWaits)
+TEST_F(UdpSharedSessionTest, DatagramOfAStrangerDoesNotPutAStreamOutOfStep)
+{
+    m_Session.OpenChannel(2);
+    CScriptedPeer stranger("127.0.0.3");
+    const Bytes message = MakeUdpMessage(2, 1, Bytes(3000, 5));
+    m_Machine.SendMessage(Bytes(message.begin(), message.begin() + 2048));
+    stranger.Send(MakeMessage(P2PMSG_DATA, "7", Bytes(1000, 0x55)),
+                  MakeAddress("127.0.0.1", m_Session.GetLocalPort()));
+    ASSERT_TRUE(stranger.WaitFor(P2PMSG_DATA_ACK));
+    m_Machine.SendMessage(Bytes(message.begin() + 2048, message.end()));
+    EXPECT_EQ(Take(2), message);
+}
+
+TEST_F(UdpSharedSessionTest, ShutdownCancelAndDeadlineEndWaits)
 {
     m_Session.OpenChannel(1);
     m_Session.OpenChannel(2);
     P2PCancel cancel{false};
-    auto cancelled = std::async(std::launch::async, [&] {
-        Bytes buffer(1024);
-        char name[P2P_NAME_BYTES];
-        return m_Session.ReceiveChannel(name, buffer, 1, 1, &cancel);
-    });
-    auto other = std::async(std::launch::async, [&] { return Receive(2); });
+    auto cancelled = std::async(std::launch::async, [&] { return Take(1, &cancel); });
+    auto other = std::async(std::launch::async, [&] { return Take(2); });
     cancel = true;
     m_Session.WakeAll();
-    EXPECT_EQ(cancelled.get(), 0);
+    EXPECT_TRUE(cancelled.get().empty());
+    EXPECT_FALSE(m_Session.TakeMessage(1, 1, nullptr, std::chrono::steady_clock::now()));
     m_Session.Shutdown();
     EXPECT_TRUE(other.get().empty());
 }

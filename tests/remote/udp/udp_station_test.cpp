@@ -1,10 +1,18 @@
 #include <gtest/gtest.h>
+#include <sched.h>
+
+#if defined(__x86_64__) || defined(__i386__)
+#include <cpuid.h>
+#endif
+
+#include <cstdio>
 
 #include "model/archive/ObjectFactory.h"
 #include "model/archive/XMLInputArchive.h"
 #include "model/archive/XMLOutputArchive.h"
 #include "model/settings/Language.h"
 #include "platform/os/paths.h"
+#include "platform/windows/windows.h"
 #include "remote/RemoteClasses.h"
 #include "remote/UdpRemote.h"
 #include "remote/UdpRemoteStation.h"
@@ -68,6 +76,59 @@ TEST_F(UdpStationTest, ConnectTakesNetIdAndChannelCountAndStartsTheSession)
     EXPECT_TRUE(station->GetSession()->IsConnected());
     ASSERT_TRUE(m_Machine.Server().WaitFor(P2PMSG_LOGIN));
     EXPECT_FALSE(NameOf(m_Machine.Server().Received()[0]).empty());
+}
+
+TEST_F(UdpStationTest, SecondConnectKeepsTheSession)
+{
+    CScriptedDirectory directory("1.2.3.4:2:x");
+    CUdpRemoteStation station(directory.m_Endpoints, m_Machine.Options());
+    EXPECT_TRUE(station.Connect("4711", 10060, 10061));
+    const auto session = station.GetSession();
+    ASSERT_NE(session, nullptr);
+    EXPECT_TRUE(station.Connect("4711", 10060, 10061));
+    EXPECT_EQ(station.GetSession(), session);
+    EXPECT_TRUE(session->IsConnected());
+}
+
+#if defined(__x86_64__) || defined(__i386__)
+TEST_F(UdpStationTest, OwnNameIsTheSumOfWhatTheProcessorTells)
+{
+    // The processor tells of the core that asks: the thread stays on one.
+    cpu_set_t former;
+    ASSERT_EQ(sched_getaffinity(0, sizeof former, &former), 0);
+    cpu_set_t one;
+    CPU_ZERO(&one);
+    CPU_SET(sched_getcpu(), &one);
+    ASSERT_EQ(sched_setaffinity(0, sizeof one, &one), 0);
+    std::uint32_t registers[4] = {};
+    __get_cpuid(1, &registers[0], &registers[1], &registers[2], &registers[3]);
+    const auto station = Connected("1.2.3.4:1:x", "4711");
+    EXPECT_EQ(sched_setaffinity(0, sizeof former, &former), 0);
+    const std::uint32_t sum = registers[0] * 4096 + registers[1] * 256 + registers[2] * 16 + registers[3];
+    char szName[33];
+    std::snprintf(szName, sizeof szName, "%ld", static_cast<long>(static_cast<std::int32_t>(sum)));
+    ASSERT_TRUE(m_Machine.Server().WaitFor(P2PMSG_LOGIN));
+    EXPECT_EQ(NameOf(m_Machine.Server().Received()[0]), szName);
+}
+#endif
+
+TEST_F(UdpStationTest, ThreadThatOwnsWindowsAnswersWhileTheDirectoryIsAsked)
+{
+    constexpr std::uint32_t MESSAGE = 0x7EA;
+    int served = 0;
+    const HWND window = RegisterWindow([&](std::uint32_t, WPARAM, LPARAM) -> LRESULT { return ++served; });
+    LRESULT answer = 0;
+    {
+        CScriptedDirectory directory([&](int connection, const std::string&) {
+            answer = SendMessageA(window, MESSAGE, 0, 0);  // as a link thread that tells of a change
+            send(connection, "a:16:b", 6, MSG_NOSIGNAL);
+        });
+        CUdpRemoteStation station(directory.m_Endpoints, m_Machine.Options());
+        EXPECT_TRUE(station.Connect("4711", 10060, 10061));
+        EXPECT_EQ(station.GetChannelCount(), 16);
+    }
+    EXPECT_EQ(answer, 1);
+    UnregisterWindow(window);
 }
 
 TEST_F(UdpStationTest, DisconnectLeavesTheSessionAsItIs)

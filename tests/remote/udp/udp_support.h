@@ -7,11 +7,38 @@
 #include <string>
 #include <vector>
 
+#include "inc/OutputDebugString.h"
 #include "remote/p2p/P2PSession.h"
 #include "tests/remote/p2p/p2p_support.h"
 
 /// A message with its header word.
 Bytes MakeUdpMessage(std::int32_t channel, std::int32_t direction, std::span<const std::uint8_t> payload);
+
+/// Gathers the debugger output for as long as it lives.
+class CDebugText
+{
+  public:
+    CDebugText()
+        : m_Former(SetDebugListener([this](std::string_view text) {
+              const std::lock_guard lock(m_cs);
+              m_strText += text;
+          }))
+    {
+    }
+    ~CDebugText() { SetDebugListener(m_Former); }
+    CDebugText(const CDebugText&) = delete;
+    CDebugText& operator=(const CDebugText&) = delete;
+    std::string Text()
+    {
+        const std::lock_guard lock(m_cs);
+        return m_strText;
+    }
+
+  private:
+    std::mutex m_cs;
+    std::string m_strText;
+    CDebugListener m_Former;
+};
 
 /// A rendezvous server and one machine behind it, on loopback. The machine is punched, acknowledges data, notes
 /// every stream request and answers it with width and height, unless it is told to be silent.

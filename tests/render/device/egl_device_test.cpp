@@ -158,7 +158,7 @@ TEST_F(EglDeviceTest, WindowThatIsGoneCostsItsFrameOnly)
     ASSERT_TRUE(Show(gone));
     m_Windows.Destroy(gone);
     Show(gone);
-    m_Windows.Forget(gone);
+    m_Windows.Lease(gone).TakeBack();
     EXPECT_FALSE(Show(gone));
     EXPECT_TRUE(Show(stays));
     EXPECT_PIXEL(stays, 5, 95, 0x2040C0U);

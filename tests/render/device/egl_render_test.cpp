@@ -201,7 +201,7 @@ TEST_F(EglRenderTest, WindowThatWentAwayCostsItsFrameInSilence)
 {
     const HWND window = m_Windows.Create(0, 60, 60);
     EXPECT_EQ(Show(150, window), 0);
-    m_Windows.Forget(window);
+    m_Windows.Lease(window).TakeBack();
     EXPECT_EQ(Show(150, window), 0);
     EXPECT_THAT(m_Windows.TakeTexts(), IsEmpty());
 }

@@ -1,0 +1,162 @@
+// A channel's link from the reply to its last picture, over a network that is a function. The input is what the
+// machine sends once it was asked for the stream: a row of datagrams' data, each a 16-bit little-endian length
+// and the bytes. The link ends when it has read them all.
+
+#include <algorithm>
+#include <atomic>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <span>
+#include <thread>
+
+#include "codec/codec.h"
+#include "remote/DeviceState.h"
+#include "remote/udp/StreamReply.h"
+#include "remote/udp/UdpLink.h"
+#include "render/Render.h"
+
+namespace
+{
+
+constexpr std::int32_t CHANNEL = 5;
+constexpr std::int32_t NET_ID = 7;
+
+void Require(bool holds)
+{
+    if (!holds) __builtin_trap();
+}
+
+std::uint8_t g_ulSink;
+
+/// Reads every picture whole and keeps none.
+class CReadingRender final : public CRender
+{
+  public:
+    std::int32_t DisplayClient(const CodecFrame* frame, CSurface*, HWND) override
+    {
+        if (frame->data[0] == nullptr) return 0;
+        for (int plane = 0; plane < 3; ++plane) {
+            const std::int32_t width = plane == 0 ? frame->width : frame->width / 2;
+            const std::int32_t height = plane == 0 ? frame->height : frame->height / 2;
+            for (std::int32_t row = 0; row < height; ++row)
+                for (std::int32_t column = 0; column < width; ++column)
+                    g_ulSink ^= frame->data[plane][row * frame->linesize[plane == 0 ? 0 : 1] + column];
+        }
+        return 0;
+    }
+    CSurface* CreateSurface(std::int32_t width, std::int32_t height) override
+    {
+        Require(std::int64_t{width} * height <= PICTURE_LIMIT_SAMPLES);
+        return new CSurface(width, height);
+    }
+    void DestroySurface(CSurface* surface) override { delete surface; }
+    std::int32_t SaveSnapshot(std::string, CSurface*) override { return 0; }
+};
+
+sockaddr_in Address(std::uint32_t ulHost)
+{
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(ulHost);
+    address.sin_port = htons(5000);
+    return address;
+}
+
+const sockaddr_in SERVER = Address(0x0A000001);
+const sockaddr_in MACHINE = Address(0x0A000002);
+
+/// Server and machine answer before a send returns.
+class CFuzzSession final : public CP2PSession
+{
+  public:
+    explicit CFuzzSession(std::span<const std::uint8_t> input) : CP2PSession(Options()), m_Input(input) {}
+    ~CFuzzSession() override { Shutdown(); }
+
+    std::atomic<bool> m_bFed{false};
+
+  protected:
+    void SendDatagram(std::span<const std::uint8_t> datagram, const sockaddr_in&) override
+    {
+        XP2PMessage message;
+        Require(ReadP2PMessage(datagram, message));
+        PEER_RECORD machine;
+        machine.SetName(std::to_string(NET_ID));
+        switch (message.m_ulType) {
+            case P2PMSG_LOGIN:
+                Arrive(P2PMSG_LOGIN_ACK, message.m_Record, SERVER);
+                break;
+            case P2PMSG_GET_USERS:
+                Arrive(P2PMSG_USER_ENTRY, machine, SERVER);
+                Arrive(P2PMSG_USER_END, {}, SERVER);
+                break;
+            case P2PMSG_PUNCH:
+                Arrive(P2PMSG_PUNCH_ACK, machine, MACHINE);
+                break;
+            case P2PMSG_DATA:
+                if (message.m_Body.empty())
+                    Arrive(P2PMSG_DATA_ACK, machine, MACHINE);
+                else
+                    Feed(machine);
+                break;
+            default:
+                break;
+        }
+    }
+
+  private:
+    static XSessionOptions Options()
+    {
+        XSessionOptions options;
+        options.m_strServer = "10.0.0.1";
+        return options;
+    }
+
+    void Arrive(std::uint32_t ulType, const PEER_RECORD& record, const sockaddr_in& from,
+                std::span<const std::uint8_t> body = {})
+    {
+        HandleDatagram(MakeP2PMessage(ulType, record, body), from);
+    }
+
+    void Feed(const PEER_RECORD& machine)
+    {
+        auto rest = m_Input;
+        while (rest.size() > 2) {
+            const std::size_t length = std::min<std::size_t>(ReadLittle16(rest.data()), rest.size() - 2);
+            Arrive(P2PMSG_DATA, machine, MACHINE, rest.subspan(2, length));
+            rest = rest.subspan(2 + length);
+        }
+        m_bFed = true;
+    }
+
+    const std::span<const std::uint8_t> m_Input;
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***)
+{
+    SetRenderFactory([] { return std::make_unique<CReadingRender>(); });
+    // The protocol tells of every path that it learns.
+    return std::freopen("/dev/null", "w", stdout) == nullptr ? 1 : 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    const auto session = std::make_shared<CFuzzSession>(std::span(data, size));
+    session->Start("1");
+    Require(session->IsConnected());
+    const auto state = std::make_shared<XDeviceState>(nullptr);
+    state->m_bRunning = true;
+    const auto counters = std::make_shared<CLinkCounters>();
+    CUdpLink link(state, session, counters, NET_ID, CHANNEL);
+    std::thread thread([&] { link.Run(); });
+    while (!session->m_bFed || !session->HasWaitingReader())
+        std::this_thread::yield();
+    link.Cancel();
+    thread.join();
+    Require(state->m_pDecoder == nullptr);
+    Require(counters->m_ulDecoded + counters->m_ulRefused == counters->m_ulMessages);
+    Require(!session->IsReceiveLockTaken());
+    return 0;
+}

@@ -1,0 +1,28 @@
+#include "inc/LogLine.h"
+
+#include <cstdio>
+#include <exception>
+
+#include "inc/CxLog.h"
+#include "inc/OutputDebugString.h"
+
+void LogLine(std::int32_t level, const char* function, const std::string& message, const char* file,
+             std::int32_t line)
+{
+    try {
+        if (CxLog* const log = CxLog::Find())
+            log->Log(file, function, line, level, "%s", message.c_str());
+        else
+            OutputDebugStringA(message + "\n");
+    } catch (const std::exception&) {
+        // No memory for a line, or no thread for the log: there is no other place to tell it.
+    }
+}
+
+void LogFault(const char* function, const std::string& message, const char* file, std::int32_t line)
+{
+    LogLine(LOG_ERROR, function, message, file, line);
+    const std::string told = "watchwall: " + message + "\n";
+    std::fwrite(told.data(), 1, told.size(), stderr);
+    std::fflush(stderr);
+}

@@ -1,0 +1,105 @@
+#include "platform/qt/ServingWait.h"
+
+#include <QAbstractEventDispatcher>
+#include <QCoreApplication>
+#include <QEvent>
+#include <QEventLoop>
+#include <QSocketNotifier>
+#include <QTimerEvent>
+#include <QWidget>
+#include <algorithm>
+
+#include "platform/qt/WindowHandle.h"
+
+namespace
+{
+int g_iWaits = 0;  // panels' thread only
+
+/// Whether a timer is the panels' own, or the window system's, which paints by it.
+bool IsServed(const QObject* object)
+{
+    if (object->isWindowType()) return true;
+    for (; object; object = object->parent()) {
+        if (object->isWidgetType() && WindowOf(static_cast<const QWidget*>(object)) != HWND::Null) return true;
+    }
+    return false;
+}
+
+template <typename T>
+void AddOnce(std::vector<T>& list, T one)
+{
+    if (std::ranges::find(list, one) == list.end()) list.push_back(std::move(one));
+}
+}  // namespace
+
+CServingWait::CServingWait()
+{
+    ++g_iWaits;
+    qApp->installEventFilter(this);
+}
+
+CServingWait::~CServingWait()
+{
+    --g_iWaits;
+    qApp->removeEventFilter(this);
+    for (const auto& [object, timer] : m_Timers) {
+        if (object) QCoreApplication::postEvent(object, new QTimerEvent(timer));
+    }
+    for (const auto& notifier : m_Notifiers) {
+        if (notifier) notifier->setEnabled(true);
+    }
+    for (const auto& widget : m_Closing) {
+        if (widget) QMetaObject::invokeMethod(widget.data(), &QWidget::close, Qt::QueuedConnection);
+    }
+    if (m_bQuit) QCoreApplication::postEvent(qApp, new QEvent(QEvent::Quit));
+}
+
+bool CServingWait::IsRunning()
+{
+    return g_iWaits > 0;
+}
+
+void CServingWait::Run(const std::function<bool()>& ended)
+{
+    constexpr auto FLAGS = QEventLoop::ExcludeUserInputEvents | QEventLoop::WaitForMoreEvents;
+    while (!ended())
+        QCoreApplication::eventDispatcher()->processEvents(FLAGS);
+}
+
+bool CServingWait::eventFilter(QObject* watched, QEvent* event)
+{
+    switch (event->type()) {
+        case QEvent::Timer:
+            if (IsServed(watched)) return false;
+            AddOnce(m_Timers, {watched, static_cast<QTimerEvent*>(event)->timerId()});
+            return true;
+        case QEvent::SockAct:
+            if (auto* const notifier = qobject_cast<QSocketNotifier*>(watched)) {
+                notifier->setEnabled(false);
+                m_Notifiers.emplace_back(notifier);
+            }
+            return true;
+        case QEvent::Close:
+            if (!watched->isWidgetType()) return false;
+            event->ignore();
+            AddOnce(m_Closing, QPointer<QWidget>(static_cast<QWidget*>(watched)));
+            return true;
+        case QEvent::Quit:
+            m_bQuit = true;
+            return true;
+        case QEvent::ShortcutOverride:
+        case QEvent::Shortcut:
+        case QEvent::KeyPress:
+        case QEvent::KeyRelease:
+        case QEvent::MouseButtonPress:
+        case QEvent::MouseButtonRelease:
+        case QEvent::MouseButtonDblClick:
+        case QEvent::MouseMove:
+        case QEvent::Wheel:
+        case QEvent::ContextMenu:
+            // Real input stays with the window system; this is somebody's own, which finds the panels busy.
+            return true;
+        default:
+            return false;
+    }
+}

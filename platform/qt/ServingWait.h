@@ -1,0 +1,36 @@
+#pragma once
+
+#include <QObject>
+#include <QPointer>
+#include <functional>
+#include <utility>
+#include <vector>
+
+class QSocketNotifier;
+class QWidget;
+
+/// The event loop of a wait that only paints, runs the panels' timers and serves sent messages: what else comes
+/// for the application's objects is held back, and handed on after the wait. Panels' thread only; waits nest.
+class CServingWait final : public QObject
+{
+  public:
+    CServingWait();
+    /// Hands on what was held back, behind the caller's return to its own event loop.
+    ~CServingWait() override;
+    CServingWait(const CServingWait&) = delete;
+    CServingWait& operator=(const CServingWait&) = delete;
+
+    /// Serves until `ended()` holds, which is asked again each time the thread is woken.
+    void Run(const std::function<bool()>& ended);
+
+    /// Whether some wait runs.
+    static bool IsRunning();
+
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+  private:
+    std::vector<std::pair<QPointer<QObject>, int>> m_Timers;  // whose time came, each once
+    std::vector<QPointer<QWidget>> m_Closing;
+    std::vector<QPointer<QSocketNotifier>> m_Notifiers;  // switched off
+    bool m_bQuit = false;
+};

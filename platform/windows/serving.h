@@ -1,0 +1,12 @@
+#pragma once
+
+#include <functional>
+
+/// The one wait that keeps the panels alive: runs `work` on a thread of its own and returns when it has ended;
+/// what it throws is thrown here. Meanwhile the calling thread serves messages *sent* to its windows, and the
+/// toolkit paints and runs the panels' timers. Everything that could change the panels under the caller waits
+/// until the call returns: input, commands and other posted messages, closing, and what the host does by
+/// timers.
+///
+/// On a thread without windows `work` runs on that thread itself.
+void RunServing(const std::function<void()>& work);

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "recorder/media/LibAv.h"
+
+namespace recorder
+{
+
+// The pictures of whatever libavformat opens, one after the other. Names faults as std::runtime_error, without
+// the source's text, which may hold a password. One thread at a time.
+class CAvInput
+{
+  public:
+    // Asked now and then while it waits; true ends the waiting with a fault.
+    using Interrupt = std::function<bool()>;
+
+    // Opens the source, see MakeSource for its text.
+    CAvInput(const std::string& spec, Interrupt interrupt);
+    ~CAvInput();
+    CAvInput(const CAvInput&) = delete;
+    CAvInput& operator=(const CAvInput&) = delete;
+
+    // Decodes the next picture; false at the end of the source.
+    bool Next();
+    // The latest; valid until the next call of Next.
+    const AVFrame& Frame() const { return *m_pFrame; }
+    // Its time stamp in seconds; nothing when the source tells none.
+    std::optional<double> Stamp() const;
+
+    // Whether it has an end and can be begun anew: a file, wherever it lies.
+    bool IsFile() const;
+    void Rewind();
+    // Decodes only pictures that build on no other, for somebody who hardly looks. All come again from the next
+    // of these on.
+    void SetKeysOnly(bool bKeysOnly) { m_bKeysOnly = bKeysOnly; }
+
+  private:
+    void Open(const std::string& spec);
+    bool Receive();
+    bool Feed();
+    bool IsLeftOut();
+
+    Interrupt m_Interrupt;
+    AvFormatContext m_pInput;
+    AvCodecContext m_pDecoder;
+    AvFrame m_pFrame{av_frame_alloc()};
+    AvPacket m_pPacket{av_packet_alloc()};
+    int m_iStream = -1;
+    bool m_bKeysOnly = false;
+    bool m_bAwaitsKey = false;
+    bool m_bDrained = false;
+};
+
+}  // namespace recorder

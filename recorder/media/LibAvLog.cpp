@@ -1,0 +1,73 @@
+#include "recorder/media/LibAvLog.h"
+
+extern "C" {
+#include <libavutil/log.h>
+}
+
+#include <cstdarg>
+#include <cstdio>
+#include <mutex>
+#include <set>
+#include <string>
+#include <string_view>
+
+#include "recorder/media/SourceText.h"
+
+namespace recorder
+{
+
+namespace
+{
+
+constexpr size_t MOST_KINDS = 256;  // of messages; then there is silence
+
+// "[tcp @ 0x7f00...] " tells more than anybody wants to know.
+std::string WithoutAddresses(std::string text)
+{
+    constexpr std::string_view MARK = " @ 0x";
+    for (size_t at = text.find(MARK); at != std::string::npos; at = text.find(MARK, at)) {
+        const size_t end = text.find_first_not_of("0123456789abcdef", at + MARK.size());
+        text.erase(at, end == std::string::npos ? end : end - at);
+    }
+    return text;
+}
+
+// Numbers don't make a message another one: they are counts and times.
+std::string KindOf(const std::string& text)
+{
+    std::string kind;
+    for (const char letter : text)
+        if (letter < '0' || letter > '9') kind += letter;
+    return kind;
+}
+
+void Say(void* pContext, int iLevel, const char* szFormat, va_list arguments)
+{
+    if (iLevel > AV_LOG_WARNING) return;
+    char line[1024];
+    static thread_local int printPrefix = 1;
+    va_list copy;
+    va_copy(copy, arguments);
+    av_log_format_line2(pContext, iLevel, szFormat, copy, line, sizeof line, &printPrefix);
+    va_end(copy);
+    std::string text = WithoutAddresses(WithoutSecrets(line));
+    while (!text.empty() && (text.back() == '\n' || text.back() == '\r'))
+        text.pop_back();
+    for (char& letter : text)
+        if (static_cast<unsigned char>(letter) < ' ') letter = '?';
+
+    static std::mutex mutex;
+    static std::set<std::string> said;
+    const std::lock_guard lock(mutex);
+    if (text.empty() || said.size() >= MOST_KINDS || !said.insert(KindOf(text)).second) return;
+    std::fprintf(stderr, "watchwall-recorder: %s\n", text.c_str());
+}
+
+}  // namespace
+
+void SayLibAvWarningsOnce()
+{
+    av_log_set_callback(Say);
+}
+
+}  // namespace recorder

@@ -1,0 +1,10 @@
+#pragma once
+
+namespace recorder
+{
+
+// From now on warnings and errors of the libav libraries go to standard error once each, without passwords.
+// From any thread; the messages themselves come from any thread.
+void SayLibAvWarningsOnce();
+
+}  // namespace recorder

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "recorder/media/LibAv.h"
+
+namespace recorder
+{
+
+// Scales pictures from elsewhere into the channel's size, with black bars where their shape is another. One
+// thread at a time.
+class CPictureFit
+{
+  public:
+    CPictureFit(int iWidth, int iHeight);
+
+    // The pixels: blue, green, red, unused; no gaps between rows. Valid, and the caller's to change, until the
+    // next call.
+    std::vector<uint8_t>& Fit(const AVFrame& frame);
+
+  private:
+    int m_iWidth;
+    int m_iHeight;
+    SwsScaler m_pScaler;
+    std::vector<uint8_t> m_Pixels;
+};
+
+}  // namespace recorder

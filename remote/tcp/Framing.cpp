@@ -1,0 +1,147 @@
+#include "remote/tcp/Framing.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <limits>
+#include <new>
+#include <vector>
+
+#include "inc/OutputDebugString.h"
+
+namespace
+{
+
+/// Sends until all is gone or a call fails; the bytes that went.
+std::int32_t SendAll(SOCKET socket, const std::uint8_t* data, std::int32_t iBytes)
+{
+    std::int32_t iSent = 0;
+    while (iSent < iBytes) {
+        const ssize_t count =
+            ::send(socket, data + iSent, static_cast<std::size_t>(iBytes - iSent), SOCKET_SEND_FLAGS);
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0) break;
+        iSent += static_cast<std::int32_t>(count);
+    }
+    return iSent;
+}
+
+/// Reads exactly `iBytes`: 1, or the result of the call that failed (0 when the peer has closed, -1).
+std::int32_t RecvAll(SOCKET socket, std::uint8_t* data, std::int32_t iBytes)
+{
+    for (std::int32_t iRead = 0; iRead < iBytes;) {
+        const ssize_t count = ::recv(socket, data + iRead, static_cast<std::size_t>(iBytes - iRead), 0);
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0) return static_cast<std::int32_t>(count);
+        iRead += static_cast<std::int32_t>(count);
+    }
+    return 1;
+}
+
+void Tell(const char* szFormat, std::int32_t iValue)
+{
+    char szText[128];
+    std::snprintf(szText, sizeof szText, szFormat, iValue);
+    OutputDebugStringA(szText);
+}
+
+/// Makes a frame of the body and sends it; 0 also when it would be too long for its length field or for the
+/// memory.
+std::int32_t SendBody(SOCKET socket, const void* body, std::size_t bytes)
+{
+    if (bytes > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max() - FRAME_HEADER_BYTES))
+        return 0;
+    try {
+        std::vector<std::uint8_t> frame(FRAME_HEADER_BYTES + bytes);
+        SetFrameLength(frame.data(), static_cast<std::int32_t>(frame.size()));
+        std::copy_n(static_cast<const std::uint8_t*>(body), bytes, frame.data() + FRAME_HEADER_BYTES);
+        return SendFrame(socket, frame.data());
+    } catch (const std::bad_alloc&) {
+        return 0;
+    }
+}
+
+}  // namespace
+
+std::int32_t GetFrameLength(const std::uint8_t* frame)
+{
+    return static_cast<std::int32_t>(frame[0] | frame[1] << 8 | frame[2] << 16 |
+                                     static_cast<std::uint32_t>(frame[3]) << 24);
+}
+
+void SetFrameLength(std::uint8_t* frame, std::int32_t iLength)
+{
+    for (int i = 0; i < FRAME_HEADER_BYTES; ++i)
+        frame[i] = static_cast<std::uint8_t>(static_cast<std::uint32_t>(iLength) >> (8 * i));
+}
+
+std::int32_t SendFrame(SOCKET socket, const std::uint8_t* frame)
+{
+    const std::int32_t iLength = GetFrameLength(frame);
+    const std::int32_t iSent = SendAll(socket, frame, iLength);
+    return iSent == iLength ? iSent : 0;
+}
+
+std::int32_t SendLinkFrame(SOCKET socket, const std::uint8_t* frame)
+{
+    return SendAll(socket, frame, GetFrameLength(frame));
+}
+
+std::int32_t RecvFrame(SOCKET socket, std::span<std::uint8_t> buffer)
+{
+    if (buffer.size() < FRAME_HEADER_BYTES) return 0;
+    const std::int32_t iHeader = RecvAll(socket, buffer.data(), FRAME_HEADER_BYTES);
+    if (iHeader <= 0) {
+        Tell("recv return %d ========================1111===========================", iHeader);
+        return 0;
+    }
+    const std::int32_t iLength = GetFrameLength(buffer.data());
+    if (iLength > 0 && static_cast<std::size_t>(iLength) > buffer.size()) {
+        Tell("frame of %d bytes, longer than any that is taken: refused", iLength);
+        return 0;
+    }
+    const std::int32_t iBody = RecvAll(socket, buffer.data() + FRAME_HEADER_BYTES,
+                                       std::max(iLength, FRAME_HEADER_BYTES) - FRAME_HEADER_BYTES);
+    if (iBody <= 0) {
+        Tell("recv return %d =======================333=============================", iBody);
+        return 0;
+    }
+    return iLength;
+}
+
+std::int32_t SendTextFrame(SOCKET socket, std::string_view strText)
+{
+    return SendBody(socket, strText.data(), strText.size());
+}
+
+std::int32_t RecvTextFrame(SOCKET socket, std::string& strText)
+{
+    try {
+        std::vector<std::uint8_t> buffer(SHORT_FRAME_LIMIT + 1);  // with room for a terminator
+        const std::int32_t iLength = RecvFrame(socket, std::span(buffer).first(SHORT_FRAME_LIMIT));
+        if (iLength == 0) return 0;
+        const std::int32_t iEnd = std::max(iLength, FRAME_HEADER_BYTES);
+        buffer[static_cast<std::size_t>(iEnd)] = 0;
+        strText = reinterpret_cast<const char*>(buffer.data() + FRAME_HEADER_BYTES);
+        return iLength;
+    } catch (const std::bad_alloc&) {
+        return 0;
+    }
+}
+
+std::int32_t SendBinaryFrame(SOCKET socket, std::span<const std::uint8_t> data)
+{
+    return SendBody(socket, data.data(), data.size());
+}
+
+std::int32_t RecvBinaryFrame(SOCKET socket, std::span<std::uint8_t, SHORT_FRAME_LIMIT> out)
+{
+    try {
+        std::vector<std::uint8_t> buffer(FRAME_HEADER_BYTES + SHORT_FRAME_LIMIT);
+        const std::int32_t iLength = RecvFrame(socket, std::span(buffer).first(SHORT_FRAME_LIMIT));
+        std::copy_n(buffer.data() + FRAME_HEADER_BYTES, std::max(iLength, 0), out.data());
+        return iLength;
+    } catch (const std::bad_alloc&) {
+        return 0;
+    }
+}

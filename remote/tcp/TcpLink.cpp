@@ -1,0 +1,235 @@
+#include "remote/tcp/TcpLink.h"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <ctime>
+#include <exception>
+#include <string>
+#include <utility>
+
+#include "codec/decoder.h"
+#include "inc/OutputDebugString.h"
+#include "platform/files/profile.h"
+#include "platform/os/paths.h"
+#include "record/FileNames.h"
+#include "record/Muxer.h"
+#include "remote/Recording.h"
+#include "remote/p2p/LinkLog.h"
+#include "remote/tcp/Framing.h"
+#include "remote/udp/StreamReply.h"
+#include "render/CellPool.h"
+#include "render/Render.h"
+
+namespace
+{
+
+constexpr std::int32_t REQUEST_BYTES = 16;
+constexpr std::int32_t REPLY_BYTES = 24;
+constexpr std::int32_t REPLY_TYPE = 1;
+constexpr std::int32_t TYPE_VIDEO = 0;
+constexpr std::int32_t TYPE_NOTHING = 1;
+constexpr int WAIT_MS = 1000;
+constexpr std::uint32_t SETTING_BYTES = 260;
+
+std::int32_t Word(const std::uint8_t* data)
+{
+    return GetFrameLength(data);
+}
+
+std::string ReadSystemSetting(const char* szKey)
+{
+    return GetProfileText("System", szKey, "", SETTING_BYTES, GetModuleDirectory() + "config\\system.ini");
+}
+
+}  // namespace
+
+CTcpLink::CTcpLink(std::shared_ptr<XDeviceState> state, std::shared_ptr<CLinkCounters> counters, SOCKET socket,
+                   const TcpLinkSetup& setup)
+    : m_pState(std::move(state)),
+      m_pCounters(std::move(counters)),
+      m_socket(socket),
+      m_Setup(setup),
+      m_dwOpenTick(setup.clock->TickCount())
+{
+}
+
+CTcpLink::~CTcpLink()
+{
+    closesocket(m_socket);
+}
+
+void CTcpLink::Cancel()
+{
+    m_bCancel.store(true, std::memory_order_relaxed);
+    EndBlockedCalls(m_socket);
+}
+
+void CTcpLink::Run()
+{
+    // What one channel's bytes or the lack of memory for them bring about ends that channel alone.
+    try {
+        Receive();
+    } catch (const std::exception& fault) {
+        LogLink("CTcpLink::Run", m_pState->GetName() + " ends: " + fault.what());
+    }
+    CleanUp();
+}
+
+void CTcpLink::Receive()
+{
+    if (!Logon() || !OpenPicture()) return;
+    while (m_pState->m_bRunning && !m_bCancel.load(std::memory_order_relaxed)) {
+        pollfd readable = {m_socket, POLLIN, 0};
+        const int iReady = ::poll(&readable, 1, WAIT_MS);
+        if (iReady < 0 && errno != EINTR) return;
+        if (iReady > 0 && !TakeFrame()) return;
+    }
+}
+
+/// Sends the request and reads the reply; false ends the link.
+bool CTcpLink::Logon()
+{
+    const bool bPlayback = m_Setup.mode == MODE_PLAYBACK;
+    const std::int32_t words[] = {REQUEST_BYTES, m_Setup.mode, bPlayback ? m_Setup.record : -1,
+                                  bPlayback ? 0 : m_Setup.channel};
+    std::uint8_t request[REQUEST_BYTES];
+    for (std::size_t i = 0; i < std::size(words); ++i)
+        SetFrameLength(request + 4 * i, words[i]);
+    if (SendLinkFrame(m_socket, request) == 0) return false;
+    const std::int32_t iLength = RecvFrame(m_socket, std::span(m_Buffer).first(LINK_FRAME_LIMIT));
+    if (iLength != REPLY_BYTES)
+        OutputDebugStringA("reply of " + std::to_string(iLength) + " bytes to a stream request, not " +
+                           std::to_string(REPLY_BYTES) + "\n");
+    // Words that a short reply lacks are 0, as the buffer was.
+    if (iLength == 0 || Word(&m_Buffer[4]) != REPLY_TYPE) return false;
+    m_iWidth = Word(&m_Buffer[8]);
+    m_iHeight = Word(&m_Buffer[12]);
+    m_iThirdValue = Word(&m_Buffer[16]);
+    return true;
+}
+
+/// Makes decoder and surface; false in a mode that streams nothing.
+bool CTcpLink::OpenPicture()
+{
+    m_pCounters->m_iWidth.store(m_iWidth, std::memory_order_relaxed);
+    m_pCounters->m_iHeight.store(m_iHeight, std::memory_order_relaxed);
+    const bool bH264 = m_Setup.mode == MODE_LIVE_H264;
+    if (!bH264 && m_Setup.mode != MODE_LIVE_MPEG4 && m_Setup.mode != MODE_PLAYBACK) return false;
+    m_iCodec = bH264 ? CODEC_ID_H264 : CODEC_ID_MPEG4;
+    if (m_iWidth < 0 || m_iHeight < 0 || !IsWithinLimit({m_iWidth, m_iHeight})) {
+        // As a decoder that does not open: the stream goes on and nothing of it is shown or recorded.
+        LogLink("CTcpLink::OpenPicture", m_pState->GetName() + ": pictures of " + std::to_string(m_iWidth) +
+                                             " x " + std::to_string(m_iHeight) + ", at most " +
+                                             std::to_string(PICTURE_LIMIT_SAMPLES) + " samples are shown");
+        return true;
+    }
+    if (bH264) {
+        m_pState->m_pDecoder = std::make_shared<CC264Decoder>(m_iWidth, m_iHeight);
+    } else {
+        m_pState->m_pDecoder = std::make_shared<CMpeg4Decoder>(m_iWidth, m_iHeight);
+    }
+    m_pRender = CreateRender();
+    if (m_pRender) m_pSurface = m_pRender->CreateSurface(m_iWidth, m_iHeight);
+    return true;
+}
+
+/// Reads one frame and does what it asks for; false ends the link.
+bool CTcpLink::TakeFrame()
+{
+    const std::int32_t iLength = RecvFrame(m_socket, std::span(m_Buffer).first(LINK_FRAME_LIMIT));
+    if (iLength == 0) return false;
+    CLinkCounters::Count(m_pCounters->m_ulDatagrams);
+    ServeFlags();
+    if (iLength < HEADER_BYTES) return true;  // no type, and so nothing to decode
+    CLinkCounters::Count(m_pCounters->m_ulBytes, static_cast<std::uint64_t>(iLength));
+    const std::int32_t iType = Word(&m_Buffer[4]);
+    if (iType == TYPE_NOTHING) return true;
+    if (iType != TYPE_VIDEO) return false;
+    Show(iLength);
+    return true;
+}
+
+void CTcpLink::ServeFlags()
+{
+    const std::uint32_t nFlags = m_pState->m_nFlags;
+    if ((nFlags & FLAG_SNAPSHOT) != 0) TakeSnapshot();
+    if ((nFlags & FLAG_STOP_RECORD) != 0) StopRecord();
+    if ((nFlags & FLAG_START_RECORD) != 0) StartRecord();
+}
+
+void CTcpLink::TakeSnapshot()
+{
+    // oddity: snapshot-path-joined. Both settings stand one after the other, with nothing between them.
+    const std::string strPath = ReadSystemSetting("PicturePath") + GetSnapshotFileName(m_pState->GetName());
+    m_pState->m_strPictureFile = strPath;
+    MakeSureDirectoryPathExists(strPath);
+    m_pState->m_nFlags.ClearBits(FLAG_SNAPSHOT);
+    if (m_pSurface != nullptr) m_pRender->SaveSnapshot(strPath, m_pSurface);
+}
+
+void CTcpLink::StopRecord()
+{
+    if (StopRecording(*m_pState)) m_pState->m_nFlags.ClearBits(FLAG_STOP_RECORD);
+}
+
+void CTcpLink::StartRecord()
+{
+    m_pState->m_nFlags.ClearBits(FLAG_START_RECORD);
+    const std::string strPath =
+        GetLinkRecordFileName(ReadSystemSetting("RecordPath"), m_pState->GetName(), std::time(nullptr));
+    m_pState->m_strRecordFile = strPath;
+    MakeSureDirectoryPathExists(strPath);
+    if (StartRecording(*m_pState, m_iCodec, m_iWidth, m_iHeight, m_pState->m_iRecordType, strPath)) {
+        m_pState->m_dwRecordTick = m_Setup.clock->TickCount();
+    } else {
+        m_pState->m_nFlags.SetBits(FLAG_START_RECORD);
+    }
+}
+
+/// Decodes, records and draws the payload of the frame in the buffer.
+void CTcpLink::Show(std::int32_t iLength)
+{
+    // oddity: size-counts-header. The frame's length counts the header too: decoder and file are fed 8 bytes
+    // more, zeros.
+    const std::uint8_t* const payload = &m_Buffer[HEADER_BYTES];
+    std::fill_n(&m_Buffer[static_cast<std::size_t>(iLength)], TRAILING_BYTES, std::uint8_t{0});
+    CLinkCounters::Count(m_pCounters->m_ulMessages);
+    CVideoDecoder* const decoder = m_pState->m_pDecoder.get();
+    const CodecFrame* const frame = decoder == nullptr ? nullptr : decoder->Decode(payload, iLength);
+    if (frame == nullptr || frame->data[0] == nullptr) {
+        CLinkCounters::Count(m_pCounters->m_ulRefused);
+        return;
+    }
+    CLinkCounters::Count(m_pCounters->m_ulDecoded);
+    if (m_pState->m_iStatus == STATUS_RECORDING) {
+        WriteVideo(*m_pState, payload, iLength, frame->key_frame);
+        CheckRollover();
+    }
+    if (m_pSurface == nullptr) return;
+    m_pRender->DisplayClient(frame, m_pSurface, m_pState->m_hRenderWnd);
+    CLinkCounters::Count(m_pCounters->m_ulShown);
+    if (m_pCounters->m_iFirstPictureMs.load(std::memory_order_relaxed) < 0)
+        m_pCounters->m_iFirstPictureMs.store(m_Setup.clock->TickCount() - m_dwOpenTick,
+                                             std::memory_order_relaxed);
+}
+
+void CTcpLink::CheckRollover()
+{
+    const std::uint32_t dwNow = m_Setup.clock->TickCount();
+    if (dwNow - m_pState->m_dwRecordTick < m_Setup.rolloverMs) return;
+    m_pState->m_nFlags.SetBits(FLAG_STOP_RECORD | FLAG_START_RECORD);
+    m_pState->m_dwRecordTick = dwNow;
+}
+
+void CTcpLink::CleanUp()
+{
+    EndBlockedCalls(m_socket);
+    if (m_pState->m_pMuxer) m_pState->m_pMuxer->Flush();
+    m_pState->m_pDecoder.reset();
+    if (m_pSurface != nullptr) m_pRender->DestroySurface(m_pSurface);
+    m_pSurface = nullptr;
+    m_pRender.reset();
+    ReleaseCell(m_pState->m_hRenderWnd.Exchange(HWND::Null));
+}

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+/// The port on which a device takes text commands.
+inline constexpr std::uint16_t CONTROL_PORT = 10060;
+
+/// Sends one text command to the device at `strAddress` (dotted, or a name) on a connection of its own, which
+/// blocks for the length of the connect. Nothing is read, and no failure is told but one: -1 when there is no
+/// socket to be had, else 0. Any thread.
+std::int32_t SendTextCommand(const std::string& strAddress, std::string_view strText);
+
+/// "name:channel".
+std::string MakeTextCommand(const char* szName, std::int32_t iDevID);
+/// "name:channel:value", as the four colour commands have it.
+std::string MakeTextCommand(const char* szName, std::int32_t iDevID, std::int32_t iValue);

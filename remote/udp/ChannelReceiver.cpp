@@ -1,0 +1,116 @@
+#include "remote/udp/ChannelReceiver.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <utility>
+
+#include "remote/udp/KeyPicture.h"
+
+namespace
+{
+
+constexpr std::int32_t DIRECTION_CLIENT = 1;  // in all that the client accepts
+constexpr std::size_t REPLY_BYTES = 1024;
+constexpr std::uint32_t OLDEST_MS = 2000;  // an older picture isn't live any more
+
+/// The system's own queue, which all channels of a session take turns to read.
+class CQueueReceiver final : public CChannelReceiver
+{
+  public:
+    CQueueReceiver(CP2PSession& session, std::int32_t iChannel, const P2PCancel& cancel)
+        : m_Session(session), m_iChannel(iChannel), m_Cancel(cancel)
+    {
+    }
+    /// The calling thread keeps the receive lock for as long as the receiver stands.
+    ~CQueueReceiver() override { m_Session.ReleaseReceiveLock(); }
+    CQueueReceiver(const CQueueReceiver&) = delete;
+    CQueueReceiver& operator=(const CQueueReceiver&) = delete;
+
+    XStreamReply ReceiveReply(const std::function<void()>& ask) override
+    {
+        ask();
+        return ReadStreamReply(Receive(REPLY_BYTES));
+    }
+    std::span<const std::uint8_t> ReceiveMessage() override { return Receive(m_Buffer.size()); }
+
+  private:
+    std::span<const std::uint8_t> Receive(std::size_t ulLimit)
+    {
+        const std::int32_t count = m_Session.ReceiveChannel(m_szName, std::span(m_Buffer).first(ulLimit),
+                                                            m_iChannel, DIRECTION_CLIENT, &m_Cancel);
+        return std::span(m_Buffer).first(static_cast<std::size_t>(std::max(count, 0)));
+    }
+
+    CP2PSession& m_Session;
+    const std::int32_t m_iChannel;
+    const P2PCancel& m_Cancel;
+    char m_szName[P2P_NAME_BYTES] = {};
+    std::array<std::uint8_t, MESSAGE_LIMIT_BYTES> m_Buffer{};
+};
+
+/// The channel's own inbox, which is kept live: beyond an age it is left out up to the next key picture.
+class CInboxReceiver final : public CChannelReceiver
+{
+  public:
+    CInboxReceiver(CP2PSession& session, CLinkCounters& counters, std::int32_t iChannel,
+                   const P2PCancel& cancel)
+        : m_Session(session), m_Counters(counters), m_iChannel(iChannel), m_Cancel(cancel)
+    {
+        m_Session.OpenChannel(m_iChannel);
+    }
+    ~CInboxReceiver() override { m_Session.CloseChannel(m_iChannel); }
+    CInboxReceiver(const CInboxReceiver&) = delete;
+    CInboxReceiver& operator=(const CInboxReceiver&) = delete;
+
+    XStreamReply ReceiveReply(const std::function<void()>& ask) override
+    {
+        // Request and reply are single datagrams that anything may swallow: the request is repeated.
+        do {
+            ask();
+            const auto deadline =
+                std::chrono::steady_clock::now() + std::chrono::milliseconds(m_Session.GetRequestRepeatMs());
+            while (const auto message =
+                       m_Session.TakeMessage(m_iChannel, DIRECTION_CLIENT, &m_Cancel, deadline)) {
+                // A channel that is opened again while the machine still streams meets pictures before the
+                // reply. They begin with a start code, where the reply has its width.
+                const auto reply = ReadStreamReply(message->m_Data);
+                if (message->m_Data.size() <= REPLY_BYTES && reply.m_iWidth != 0) return reply;
+            }
+        } while (m_Session.IsConnected() && !m_Cancel.load(std::memory_order_relaxed));
+        return {};
+    }
+
+    std::span<const std::uint8_t> ReceiveMessage() override
+    {
+        while (auto message = m_Session.TakeMessage(m_iChannel, DIRECTION_CLIENT, &m_Cancel)) {
+            // Whatever keeps the link from its inbox counts into the age: other channels' decoding as well as a
+            // slow renderer.
+            const bool bOld = m_Session.AgeOf(*message) > OLDEST_MS;
+            m_Message = std::move(message->m_Data);
+            const auto payload = std::span<const std::uint8_t>(m_Message).subspan(
+                std::min<std::size_t>(m_Message.size(), MESSAGE_HEADER_BYTES));
+            m_bSkipping = bOld || (m_bSkipping && !IsKeyPicture(payload));
+            if (!m_bSkipping) return m_Message;
+            CLinkCounters::Count(m_Counters.m_ulSkipped);
+        }
+        return {};
+    }
+
+  private:
+    CP2PSession& m_Session;
+    CLinkCounters& m_Counters;
+    const std::int32_t m_iChannel;
+    const P2PCancel& m_Cancel;
+    std::vector<std::uint8_t> m_Message;
+    bool m_bSkipping = false;  // until the next key picture
+};
+
+}  // namespace
+
+std::unique_ptr<CChannelReceiver> CChannelReceiver::Make(CP2PSession& session, CLinkCounters& counters,
+                                                         std::int32_t iChannel, const P2PCancel& cancel)
+{
+    if (session.IsSharedReceive()) return std::make_unique<CInboxReceiver>(session, counters, iChannel, cancel);
+    return std::make_unique<CQueueReceiver>(session, iChannel, cancel);
+}

@@ -1,0 +1,7 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+/// Whether the first picture in an MPEG-4 payload needs no other one. False when there is none in it.
+bool IsKeyPicture(std::span<const std::uint8_t> payload);

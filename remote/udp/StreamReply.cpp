@@ -1,0 +1,18 @@
+#include "remote/udp/StreamReply.h"
+
+#include <algorithm>
+
+#include "remote/p2p/MessageAssembler.h"
+#include "remote/p2p/P2PWire.h"
+
+XStreamReply ReadStreamReply(std::span<const std::uint8_t> message)
+{
+    std::uint8_t bytes[MESSAGE_HEADER_BYTES + 4] = {};
+    std::ranges::copy(message.first(std::min(message.size(), sizeof bytes)), bytes);
+    return {ReadLittle16(bytes + MESSAGE_HEADER_BYTES), ReadLittle16(bytes + MESSAGE_HEADER_BYTES + 2)};
+}
+
+bool IsWithinLimit(const XStreamReply& reply)
+{
+    return std::int64_t{reply.m_iWidth} * reply.m_iHeight <= PICTURE_LIMIT_SAMPLES;
+}

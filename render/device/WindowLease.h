@@ -1,0 +1,55 @@
+#pragma once
+
+#include "platform/windows/windows.h"
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+
+/// The loan of one window to those who draw into it: one for each cell. The window's owner lends it once the X
+/// server knows the window, and takes it back, waiting for the frame in progress, before the window goes. A
+/// window that its toolkit makes anew is lent anew.
+///
+/// Made, lent and taken back on the owner's thread.
+class CWindowLease
+{
+  public:
+    /// For the window with that handle, of which nothing is lent yet. One lease for a handle.
+    explicit CWindowLease(HWND window);
+    ~CWindowLease();  // takes it back
+    CWindowLease(const CWindowLease&) = delete;
+    CWindowLease& operator=(const CWindowLease&) = delete;
+
+    /// `systemWindow`: the X11 window, which the server knows and keeps until TakeBack. Another window
+    /// that is still lent is taken back first; the same one stays lent.
+    void Lend(std::uintptr_t systemWindow);
+    /// When it returns no frame uses the window and none will. Waits for one frame at the most, which waits for
+    /// nobody.
+    void TakeBack();
+
+    struct LOAN;
+
+  private:
+    const HWND m_hWindow;
+    const std::shared_ptr<LOAN> m_pLoan;
+};
+
+/// Keeps a lent window from going while one frame is drawn into it. Any thread; asks no other one.
+class CWindowHold
+{
+  public:
+    explicit CWindowHold(HWND window);
+    CWindowHold(const CWindowHold&) = delete;
+    CWindowHold& operator=(const CWindowHold&) = delete;
+
+    /// The X11 window; 0 when none is lent.
+    std::uintptr_t GetWindow() const { return m_ulWindow; }
+    /// Another number for each lending of any window, so that a window is not mistaken for a former one.
+    std::uint64_t GetNumber() const { return m_ulNumber; }
+
+  private:
+    std::shared_ptr<CWindowLease::LOAN> m_pLoan;
+    std::unique_lock<std::mutex> m_Frame;
+    std::uintptr_t m_ulWindow = 0;
+    std::uint64_t m_ulNumber = 0;
+};

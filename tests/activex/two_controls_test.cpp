@@ -1,0 +1,89 @@
+#include <gmock/gmock.h>
+
+#include <QApplication>
+#include <memory>
+
+#include "activex/MainDialog.h"
+#include "activex/UI common/TreeCtrlEx.h"
+#include "model/NodeModel.h"
+#include "model/settings/Language.h"
+#include "model/tree/Devices.h"
+#include "platform/qt/QtPlatform.h"
+#include "remote/Remote.h"
+#include "remote/RemoteStation.h"
+#include "render/D3DSurfaceRender.h"
+#include "render/device/MemorySurfaceDevice.h"
+#include "tests/activex/home_support.h"
+
+// Two main panels in one process, as a host with two controls has them. Each panel's shut-down deletes the tree
+// that they share.
+
+namespace
+{
+
+class TwoControlsTest : public testing::TestWithParam<int>
+{
+  protected:
+    TwoControlsTest()
+    {
+        StartQtPlatform();
+        CLanguage::Reset();
+        SetRenderFactory([adapter = m_pAdapter] {
+            return std::make_unique<CD3DSurfaceRender>([adapter] { return adapter; });
+        });
+        for (auto& panel : m_Panels) {
+            panel = std::make_unique<CMainDialog>();
+            EXPECT_TRUE(panel->Create(&m_Container));
+        }
+        m_Container.show();
+        AddStation();
+        for (auto& panel : m_Panels)
+            SendMessageA(panel->Handle(), LOGON_MESSAGE_ADDED, 0, 2);
+    }
+    ~TwoControlsTest() override
+    {
+        for (auto& panel : m_Panels)
+            panel.reset();
+        SetRenderFactory({});
+        CNodeModel::DestroyInstance();
+        CLanguage::Reset();
+        QCoreApplication::removePostedEvents(qApp, QEvent::Quit);
+        StopQtPlatform();
+    }
+    static void AddStation()
+    {
+        auto* const station = new CRemoteStation;
+        station->SetName("gate");
+        auto* const devices = new CDevices;
+        devices->m_bVisible = true;
+        devices->Add(new CRemote, nullptr);
+        devices->Add(new CRemote, nullptr);
+        station->Add(devices, nullptr);
+        CNodeModel::GetInstance()->GetRoot()->Add(station, nullptr);
+    }
+    static int Rows(CMainDialog& panel) { return panel.GetTree().GetTree()->model()->rowCount(); }
+
+    CTestHome m_Home;
+    std::shared_ptr<CMemorySurfaceAdapter> m_pAdapter = std::make_shared<CMemorySurfaceAdapter>();
+    QWidget m_Container;
+    std::array<std::unique_ptr<CMainDialog>, 2> m_Panels;
+};
+
+TEST_P(TwoControlsTest, PanelThatStaysShowsWhatTheOtherHasLeftAndHearsOfDevices)
+{
+    CMainDialog& stays = *m_Panels[static_cast<std::size_t>(1 - GetParam())];
+    ASSERT_EQ(Rows(stays), 1);
+    m_Panels[static_cast<std::size_t>(GetParam())]->DestroyWindow();
+    EXPECT_EQ(Rows(stays), 0);
+    SendMessageA(stays.Handle(), MAIN_MESSAGE_DEVICE_CHANGED, 0, 0);
+    stays.Widget()->grab();
+    AddStation();
+    SendMessageA(stays.Handle(), LOGON_MESSAGE_ADDED, 0, 2);
+    EXPECT_EQ(Rows(stays), 1);
+    stays.Update(CNodeModel::GetInstance()->GetRoot(), "");
+    stays.DestroyWindow();
+}
+
+INSTANTIATE_TEST_SUITE_P(EitherOrder, TwoControlsTest, testing::Values(0, 1));
+
+}  // namespace

@@ -1,0 +1,149 @@
+// A host that is not ours: it loads the module by its path, puts controls into windows of its own and ends in
+// one of the ways in which hosts end. It knows the module by inc/host alone.
+//
+//   foreign_host MODULE CONTROLS END [NETID]
+//
+// With NETID the first control's panels log on and open all channels, and the end comes when each has shown
+// pictures. It writes "ready" when it has come to its end.
+
+#include <dlfcn.h>
+
+#include <QApplication>
+#include <QPointer>
+#include <QTimer>
+#include <QWidget>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/ScriptedOperator.h"
+#include "inc/host/ControlReport.h"
+#include "inc/host/ControlWindow.h"
+
+namespace
+{
+
+constexpr int CONTROL_WIDTH = 800;
+constexpr int CONTROL_HEIGHT = 600;
+constexpr int LOOK_MS = 20;
+
+constexpr int STATUS_NO_CONTROL = 90;
+constexpr int STATUS_SCRIPT_FAILED = 91;
+constexpr int STATUS_STILL_LOADED = 92;
+
+struct Embedding {
+    QPointer<QWidget> m_pWindow = new QWidget;
+    CComPtr<IControlWindow> m_Control;
+};
+
+struct Host {
+    void* m_pModule = nullptr;
+    std::vector<Embedding> m_Embeddings;
+};
+
+// Controls that a host keeps in static storage are let go while the process ends.
+Host g_Host;
+
+bool Embed(Host& host)
+{
+    const auto get_class_object =
+        reinterpret_cast<DLLGETCLASSOBJECT>(dlsym(host.m_pModule, "DllGetClassObject"));
+    CComPtr<IClassFactory> factory;
+    if (get_class_object == nullptr || FAILED(factory.Receive([&](void** made) {
+            return get_class_object(CLSID_ActiveXCtrl, IClassFactory::IID, made);
+        })))
+        return false;
+    Embedding made;
+    if (FAILED(made.m_Control.Create(*factory))) return false;
+    made.m_pWindow->resize(CONTROL_WIDTH, CONTROL_HEIGHT);
+    if (FAILED(made.m_Control->CreateControlWindow(made.m_pWindow))) return false;
+    made.m_Control->SetBounds(0, 0, CONTROL_WIDTH, CONTROL_HEIGHT);
+    made.m_pWindow->show();
+    host.m_Embeddings.push_back(std::move(made));
+    return true;
+}
+
+bool AllPlay(const Host& host)
+{
+    CComPtr<IControlReport> report;
+    std::vector<XChannelReport> channels;
+    if (FAILED(report.Query(*host.m_Embeddings.front().m_Control))) return false;
+    if (FAILED(report->GetChannels(channels)) || channels.empty()) return false;
+    for (const XChannelReport& channel : channels) {
+        if (channel.ulShown == 0) return false;
+    }
+    return true;
+}
+
+// Takes one embedding down after the other; the answer tells whether the module says that nothing is left of
+// it.
+int EndTidily(Host& host, bool firstOneFirst)
+{
+    while (!host.m_Embeddings.empty()) {
+        const auto one = firstOneFirst ? host.m_Embeddings.begin() : host.m_Embeddings.end() - 1;
+        one->m_Control->DestroyControlWindow();
+        delete one->m_pWindow;
+        host.m_Embeddings.erase(one);
+        QApplication::processEvents();
+    }
+    const auto can_unload = reinterpret_cast<DLLCANUNLOADNOW>(dlsym(host.m_pModule, "DllCanUnloadNow"));
+    return can_unload() == S_OK ? 0 : STATUS_STILL_LOADED;
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc < 4) return STATUS_NO_CONTROL;
+    // A window that is closed does not end this host.
+    QApplication application(argc, argv);
+    QApplication::setQuitOnLastWindowClosed(false);
+    const std::string end = argv[3];
+    auto* const host = end == "static" ? &g_Host : new Host;  // never destroyed, but for the static one
+    host->m_pModule = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
+    if (host->m_pModule == nullptr) return STATUS_NO_CONTROL;
+    for (int i = 0; i < std::atoi(argv[2]); ++i) {
+        if (!Embed(*host)) return STATUS_NO_CONTROL;
+    }
+
+    const std::map<std::string, std::function<void()>> ends = {
+        {"exit", [] { std::exit(0); }},
+        {"static", [] { std::exit(0); }},
+        {"quick-exit", [] { std::quick_exit(0); }},
+        {"return", [] { QApplication::exit(0); }},
+        {"tidy", [host] { QApplication::exit(EndTidily(*host, true)); }},
+        {"tidy-backwards", [host] { QApplication::exit(EndTidily(*host, false)); }},
+        {"wait", [] {}},
+    };
+    const auto chosen = ends.find(end);
+    if (chosen == ends.end()) return STATUS_NO_CONTROL;
+
+    XOptions script;
+    script.m_strLogon = argc > 4 ? argv[4] : "";
+    script.m_bOpenAll = true;
+    std::unique_ptr<CScriptedOperator> scripted;
+    QTimer look;
+    if (argc > 4) {
+        auto* const panel = static_cast<QWidget*>(host->m_Embeddings.front().m_Control->GetControlWindow());
+        scripted = std::make_unique<CScriptedOperator>(script, *panel, nullptr);
+        QObject::connect(scripted.get(), &CScriptedOperator::Finished, [](const QString& fault) {
+            if (!fault.isEmpty()) QApplication::exit(STATUS_SCRIPT_FAILED);
+        });
+        scripted->Start();
+    }
+    QObject::connect(&look, &QTimer::timeout, [&] {
+        if (scripted != nullptr && !AllPlay(*host)) return;
+        look.stop();
+        scripted.reset();
+        std::puts("ready");
+        std::fflush(stdout);
+        chosen->second();
+    });
+    look.start(LOOK_MS);
+    return QApplication::exec();
+}

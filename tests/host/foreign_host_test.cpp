@@ -1,0 +1,81 @@
+#include <signal.h>
+
+#include <QFile>
+
+#include "tests/host/program_support.h"
+#include "tests/links/recorder_support.h"
+#include "tests/support/virtual_display.h"
+
+// Hosts that are not ours end as they like, with the control's windows still there.
+
+namespace
+{
+
+class ForeignHostTest : public ProgramTest
+{
+  protected:
+    void SetUp() override
+    {
+        ProgramTest::SetUp();
+        m_Environment.insert("LC_ALL", "C");
+        m_Environment.insert("WATCHWALL_HOME", File("home"));
+        m_Recorder = std::make_unique<CRecorderProcess>(
+            std::vector<std::string>{"--size", "352x288", "--fps", "25", "--loop", "1"});
+        QFile settings(File("home/config/system.ini"));
+        ASSERT_TRUE(settings.open(QIODevice::WriteOnly));
+        settings.write(QStringLiteral("[System]\nDirectoryPort=%1\nRendezvousPort=%2\nSharedReceive=1\n")
+                           .arg(m_Recorder->Endpoints().m_usDirectoryPort)
+                           .arg(m_Recorder->Endpoints().m_usRendezvousPort)
+                           .toUtf8());
+    }
+    void StartHost(int controls, const QString& end, bool playing)
+    {
+        m_strOutput.clear();
+        m_Process.setProcessEnvironment(m_Environment);
+        QStringList arguments{WATCHWALL_MODULE, QString::number(controls), end};
+        if (playing) arguments << "1001";
+        m_Process.start(QStringLiteral(WATCHWALL_FOREIGN_HOST), arguments);
+        ASSERT_TRUE(m_Process.waitForStarted());
+    }
+    bool WaitReady()
+    {
+        while (!m_strOutput.contains("ready") && m_Process.waitForReadyRead(60000))
+            m_strOutput += QString::fromLocal8Bit(m_Process.readAllStandardOutput());
+        return m_strOutput.contains("ready");
+    }
+
+    std::unique_ptr<CRecorderProcess> m_Recorder;
+};
+
+TEST_F(ForeignHostTest, EndsInAnyWayWithOneControlOrTwoAndPicturesOnTheScreen)
+{
+    for (const char* end : {"exit", "static", "quick-exit", "return", "tidy", "tidy-backwards"}) {
+        for (const int controls : {1, 2}) {
+            for (const bool playing : {false, true}) {
+                SCOPED_TRACE(testing::Message()
+                             << end << ", controls: " << controls << ", playing: " << playing);
+                StartHost(controls, end, playing);
+                EXPECT_EQ(End(), 0) << m_strErrors.toStdString();
+                EXPECT_TRUE(m_strOutput.contains("ready"));
+            }
+        }
+    }
+}
+
+// The toolkit ends the process by exit(1) from within its event loop.
+TEST_F(ForeignHostTest, LosesItsDisplayWithOneControlOrTwoAndPicturesOnTheScreen)
+{
+    for (const int controls : {1, 2}) {
+        for (const bool playing : {false, true}) {
+            SCOPED_TRACE(testing::Message() << "controls: " << controls << ", playing: " << playing);
+            CVirtualDisplay display;
+            m_Environment.insert("DISPLAY", QString::fromStdString(display.Name()));
+            StartHost(controls, "wait", playing);
+            ASSERT_TRUE(WaitReady());
+            display.Kill();
+            EXPECT_EQ(End(), 1) << m_strErrors.toStdString();
+        }
+    }
+}
+
+}  // namespace

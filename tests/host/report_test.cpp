@@ -1,0 +1,117 @@
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <csignal>
+
+#include "host/OutputFile.h"
+#include "host/Report.h"
+
+namespace
+{
+
+XChannelReport Named(const char* name)
+{
+    XChannelReport channel;
+    channel.strName = name;
+    channel.iChannel = 6;
+    channel.iWidth = 352;
+    channel.iHeight = 288;
+    channel.ulDecoded = 5;
+    channel.ulShown = 4;
+    return channel;
+}
+
+TEST(ReportTest, ANameWithPlaceMarksStandsAsItIs)
+{
+    EXPECT_EQ(DescribeChannel(Named("%1 %2 %n %L3 50%")).toStdString().substr(0, 42),
+              "channel 7 \"%1 %2 %n %L3 50%\": 352x288, 5 p");
+}
+
+TEST(ReportTest, ControlCharactersOfANameAreSpeltOut)
+{
+    const std::string line = DescribeChannel(Named("gate\x1B[2J\a\n\x7F\xC2\x9B")).toStdString();
+    EXPECT_EQ(line.find("\"gate\\x1B[2J\\x07\\x0A\\x7F\\x9B\":"), 10U) << line;
+}
+
+QByteArray Read(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+TEST(OutputFileTest, FileAppearsWholeUnderItsNameAlone)
+{
+    const QTemporaryDir folder;
+    QString reason;
+    EXPECT_TRUE(CanWriteFile(folder.filePath("a"), reason));
+    EXPECT_FALSE(QFile::exists(folder.filePath("a"))) << "looking makes nothing";
+    EXPECT_TRUE(WriteWholeFile(folder.filePath("a"), "first", reason));
+    EXPECT_TRUE(CanWriteFile(folder.filePath("a"), reason));
+    EXPECT_EQ(Read(folder.filePath("a")), "first");
+    EXPECT_TRUE(WriteWholeFile(folder.filePath("a"), "second", reason));
+    EXPECT_EQ(Read(folder.filePath("a")), "second");
+    EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files), QStringList("a"));
+}
+
+TEST(OutputFileTest, FolderIsNoFile)
+{
+    const QTemporaryDir folder;
+    QString reason;
+    EXPECT_FALSE(CanWriteFile(folder.path(), reason));
+    EXPECT_FALSE(reason.isEmpty());
+    EXPECT_FALSE(CanWriteFile(folder.filePath("no/such"), reason));
+    EXPECT_FALSE(WriteWholeFile(folder.filePath("no/such"), "x", reason));
+}
+
+TEST(OutputFileTest, DeviceIsWrittenStraightAndStays)
+{
+    QString reason;
+    EXPECT_TRUE(CanWriteFile("/dev/full", reason));
+    EXPECT_FALSE(WriteWholeFile("/dev/full", "x", reason));
+    EXPECT_EQ(reason, "No space left on device");
+    EXPECT_TRUE(WriteWholeFile("/dev/null", "x", reason));
+    EXPECT_TRUE(QFile::exists("/dev/full"));
+}
+
+// Allows this process files of a few bytes only; a longer write fails as on a full disk.
+class CFileLimit
+{
+  public:
+    explicit CFileLimit(rlim_t bytes) : m_pFormer(std::signal(SIGXFSZ, SIG_IGN))
+    {
+        getrlimit(RLIMIT_FSIZE, &m_Limit);
+        const rlimit limit{bytes, m_Limit.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~CFileLimit()
+    {
+        setrlimit(RLIMIT_FSIZE, &m_Limit);
+        std::signal(SIGXFSZ, m_pFormer);
+    }
+    CFileLimit(const CFileLimit&) = delete;
+    CFileLimit& operator=(const CFileLimit&) = delete;
+
+  private:
+    rlimit m_Limit{};
+    void (*m_pFormer)(int);
+};
+
+TEST(OutputFileTest, AWriteThatFailsHalfWayLeavesWhatWasThere)
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath("report");
+    QString reason;
+    ASSERT_TRUE(WriteWholeFile(path, "former", reason));
+    {
+        const CFileLimit limit(100);
+        EXPECT_FALSE(WriteWholeFile(path, QByteArray(1000, 'x'), reason));
+    }
+    EXPECT_EQ(reason, "File too large");
+    EXPECT_EQ(Read(path), "former");
+    EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden), QStringList("report"));
+}
+
+}  // namespace

@@ -1,0 +1,175 @@
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <QApplication>
+#include <QPushButton>
+#include <QSocketNotifier>
+#include <QTest>
+#include <QTimer>
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+#include "platform/os/threads.h"
+#include "platform/qt/QtPlatform.h"
+#include "platform/qt/WindowHandle.h"
+#include "platform/windows/serving.h"
+
+namespace
+{
+
+constexpr std::uint32_t MESSAGE = 0x7EA;
+
+class CPaintedPanel : public QWidget
+{
+  public:
+    std::atomic<int> m_iPainted = 0;
+
+  protected:
+    void paintEvent(QPaintEvent*) override { ++m_iPainted; }
+};
+
+/// A panel and a window of the host's, both shown.
+class ServingWait : public testing::Test
+{
+  protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(StartQtPlatform());
+        m_Host.show();
+        m_Panel.show();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(&m_Panel));
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(&m_Host));
+        QApplication::processEvents();
+    }
+    void TearDown() override { StopQtPlatform(); }
+
+    /// Work that lasts until `condition` holds; false after 20 s.
+    static bool Await(const std::function<bool()>& condition)
+    {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (!condition()) {
+            if (std::chrono::steady_clock::now() > end) return false;
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        return true;
+    }
+
+    /// Waits while a timer of the panel's runs `turn`, and then twice more.
+    void WaitWhilePanelRuns(std::function<void()> turn)
+    {
+        std::atomic<int> turns = 0;
+        QTimer timer(&m_Panel);
+        QObject::connect(&timer, &QTimer::timeout, &m_Panel, [&] {
+            if (turns++ == 0) turn();
+        });
+        timer.start(1);
+        RunServing([&] { EXPECT_TRUE(Await([&] { return turns > 2; })) << "the panel's timer stands"; });
+    }
+
+    QWidget m_Host;
+    CPaintedPanel m_Panel;
+    std::atomic<int> m_iMessages = 0;
+    CWindowHandle m_Handle{m_Panel, [this](std::uint32_t, WPARAM, LPARAM) -> LRESULT {
+                               m_Panel.update();
+                               return ++m_iMessages;
+                           }};
+};
+
+TEST_F(ServingWait, ServesSentMessagesAndPaints)
+{
+    RunServing([&] {
+        const int before = m_Panel.m_iPainted;
+        EXPECT_EQ(SendMessageA(m_Handle.Get(), MESSAGE, 0, 0), 1);
+        EXPECT_TRUE(Await([&] { return m_Panel.m_iPainted > before; }));
+    });
+}
+
+TEST_F(ServingWait, HoldsBackTheHostsTimersUntilTheCallReturns)
+{
+    bool waiting = true;
+    int early = 0;
+    int late = 0;
+    QTimer::singleShot(1, Qt::PreciseTimer, &m_Host, [&] { ++(waiting ? early : late); });
+    QTimer repeated;
+    QObject::connect(&repeated, &QTimer::timeout, &m_Host, [&] { ++(waiting ? early : late); });
+    repeated.start(1);
+    QTimer once;
+    once.setSingleShot(true);
+    bool fired = false;
+    QObject::connect(&once, &QTimer::timeout, &m_Host, [&] {
+        fired = true;
+        EXPECT_FALSE(waiting);
+    });
+    once.start(3600 * 1000);
+    QTimer soon(nullptr);
+    soon.setSingleShot(true);
+    bool soonFired = false;
+    QObject::connect(&soon, &QTimer::timeout, &m_Host, [&] {
+        soonFired = true;
+        EXPECT_FALSE(waiting);
+    });
+    soon.start(1);
+    WaitWhilePanelRuns([] {});
+    waiting = false;
+    EXPECT_EQ(early, 0);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return late > 0 && soonFired; }, 20000));
+    EXPECT_FALSE(fired);
+}
+
+TEST_F(ServingWait, HoldsBackPostedMessages)
+{
+    WaitWhilePanelRuns([&] { EXPECT_TRUE(PostMessageA(m_Handle.Get(), MESSAGE, 0, 0)); });
+    EXPECT_EQ(m_iMessages, 0);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return m_iMessages == 1; }, 20000));
+}
+
+TEST_F(ServingWait, ClosesAfterTheCallWhatIsToCloseMeanwhile)
+{
+    WaitWhilePanelRuns([&] {
+        m_Host.close();
+        m_Host.close();
+    });
+    EXPECT_TRUE(m_Host.isVisible());
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !m_Host.isVisible(); }, 20000));
+}
+
+TEST_F(ServingWait, TakesNoInput)
+{
+    QPushButton button(&m_Panel);
+    button.show();
+    int clicks = 0;
+    QObject::connect(&button, &QPushButton::clicked, &m_Panel, [&] { ++clicks; });
+    WaitWhilePanelRuns([&] {
+        QTest::mouseClick(&button, Qt::LeftButton);
+        QTest::keyClick(&button, Qt::Key_Space);
+    });
+    EXPECT_EQ(clicks, 0);
+    QTest::mouseClick(&button, Qt::LeftButton);
+    EXPECT_EQ(clicks, 1);
+}
+
+TEST_F(ServingWait, HoldsBackTheHostsSockets)
+{
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+    {
+        QSocketNotifier notifier(ends[1], QSocketNotifier::Read);
+        bool waiting = true;
+        int late = 0;
+        QObject::connect(&notifier, &QSocketNotifier::activated, &m_Host, [&] {
+            EXPECT_FALSE(waiting);
+            notifier.setEnabled(false);
+            ++late;
+        });
+        ASSERT_EQ(write(ends[0], "x", 1), 1);
+        WaitWhilePanelRuns([] {});
+        waiting = false;
+        EXPECT_TRUE(QTest::qWaitFor([&] { return late == 1; }, 20000));
+    }
+    close(ends[0]);
+    close(ends[1]);
+}
+
+}  // namespace

@@ -1,0 +1,305 @@
+#include "record/Muxer.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+}
+
+#include <array>
+#include <csignal>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "inc/OutputDebugString.h"
+#include "tests/model/model_support.h"
+#include "tests/support/mpeg4_streams.h"
+#include "tests/support/test_folder.h"
+
+namespace
+{
+
+constexpr std::int32_t MPEG4 = 13;
+constexpr std::int32_t PCM = 0x10005;
+
+struct ReadPacket {
+    int stream = 0;
+    bool key = false;
+    std::int64_t pts = 0;
+    std::vector<std::uint8_t> data;
+};
+
+/// What the library's own reader finds in a file.
+struct ReadFile {
+    bool opened = false;
+    std::vector<AVCodecID> codecs;
+    std::vector<AVMediaType> types;
+    int width = 0;
+    int height = 0;
+    double rate = 0;
+    int sampleRate = 0;
+    int channels = 0;
+    std::vector<ReadPacket> packets;
+};
+
+ReadFile Read(const std::string& path)
+{
+    ReadFile file;
+    AVFormatContext* context = nullptr;
+    if (avformat_open_input(&context, path.c_str(), nullptr, nullptr) < 0) return file;
+    file.opened = true;
+    for (unsigned i = 0; i < context->nb_streams; ++i) {
+        const AVCodecParameters& parameters = *context->streams[i]->codecpar;
+        file.codecs.push_back(parameters.codec_id);
+        file.types.push_back(parameters.codec_type);
+        if (parameters.codec_type == AVMEDIA_TYPE_VIDEO) {
+            file.width = parameters.width;
+            file.height = parameters.height;
+            file.rate = 1 / av_q2d(context->streams[i]->time_base);
+        } else {
+            file.sampleRate = parameters.sample_rate;
+            file.channels = parameters.ch_layout.nb_channels;
+        }
+    }
+    AVPacket* packet = av_packet_alloc();
+    while (av_read_frame(context, packet) >= 0) {
+        file.packets.push_back({packet->stream_index,
+                                (packet->flags & AV_PKT_FLAG_KEY) != 0,
+                                packet->pts,
+                                {packet->data, packet->data + packet->size}});
+        av_packet_unref(packet);
+    }
+    av_packet_free(&packet);
+    avformat_close_input(&context);
+    return file;
+}
+
+class Muxer : public testing::Test
+{
+  protected:
+    Muxer() : m_Stream(EncodeMpeg4({.iWidth = 176, .iHeight = 144, .iFrames = 12, .iGop = 5})) {}
+
+    std::int32_t Open(CMuxer& muxer, const std::string& name = "a.avi") const
+    {
+        return muxer.Open(m_Folder.System(name), MPEG4, 176, 144, PCM, 64000, 8000);
+    }
+    std::int32_t WritePicture(CMuxer& muxer, std::size_t i) const
+    {
+        const auto& picture = m_Stream[i % m_Stream.size()];
+        return muxer.WriteVideoPacket(picture.data(), static_cast<std::int32_t>(picture.size()), i % 5 == 0);
+    }
+    ReadFile ReadBack(const std::string& name = "a.avi") const { return Read(m_Folder.Path(name)); }
+
+    CTestFolder m_Folder;
+    const std::vector<Mpeg4Packet> m_Stream;
+    CDebugCapture m_Told;
+};
+
+TEST_F(Muxer, DeclaresVideoAt25AndMonoSound)
+{
+    {
+        CMuxer muxer;
+        EXPECT_GE(Open(muxer), 0);
+        EXPECT_GE(WritePicture(muxer, 0), 0);
+        muxer.Close();
+    }
+    const ReadFile file = ReadBack();
+    EXPECT_THAT(file.codecs, testing::ElementsAre(AV_CODEC_ID_MPEG4, AV_CODEC_ID_PCM_U8));
+    EXPECT_THAT(file.types, testing::ElementsAre(AVMEDIA_TYPE_VIDEO, AVMEDIA_TYPE_AUDIO));
+    EXPECT_EQ(file.width, 176);
+    EXPECT_EQ(file.height, 144);
+    EXPECT_EQ(file.rate, 25);
+    EXPECT_EQ(file.sampleRate, 8000);
+    EXPECT_EQ(file.channels, 1);
+}
+
+TEST_F(Muxer, EveryPictureComesBackInItsPlace)
+{
+    {
+        CMuxer muxer;
+        Open(muxer);
+        for (std::size_t i = 0; i < m_Stream.size(); ++i)
+            EXPECT_GE(WritePicture(muxer, i), 0);
+        muxer.Close();
+    }
+    const ReadFile file = ReadBack();
+    ASSERT_EQ(file.packets.size(), m_Stream.size());
+    for (std::size_t i = 0; i < m_Stream.size(); ++i) {
+        EXPECT_EQ(file.packets[i].data, m_Stream[i]) << i;
+        EXPECT_EQ(file.packets[i].key, i % 5 == 0) << i;
+        EXPECT_EQ(file.packets[i].stream, 0);
+    }
+    EXPECT_EQ(m_Told.Text(), "");
+}
+
+TEST_F(Muxer, WritesNothingUntilTheFirstKeyPicture)
+{
+    {
+        CMuxer muxer;
+        Open(muxer);
+        EXPECT_EQ(WritePicture(muxer, 3), -1);
+        EXPECT_EQ(WritePicture(muxer, 4), -1);
+        const std::uint8_t sound[8] = {};
+        EXPECT_EQ(muxer.WriteAudioPacket(sound, 8, 1), -1) << "sound's key flag opens no gate";
+        EXPECT_GE(WritePicture(muxer, 5), 0);
+        EXPECT_GE(WritePicture(muxer, 6), 0);
+        muxer.Close();
+    }
+    const ReadFile file = ReadBack();
+    ASSERT_EQ(file.packets.size(), 2U);
+    EXPECT_EQ(file.packets[0].data, m_Stream[5]);
+    EXPECT_EQ(m_Told.Text(), "") << "what the gate drops is no failure";
+}
+
+TEST_F(Muxer, FileWithoutAKeyPictureHasHeaderAndTrailerOnly)
+{
+    {
+        CMuxer muxer;
+        Open(muxer);
+        WritePicture(muxer, 1);
+        muxer.Close();
+    }
+    const ReadFile file = ReadBack();
+    EXPECT_TRUE(file.opened);
+    EXPECT_TRUE(file.packets.empty());
+}
+
+TEST_F(Muxer, EmptyPacketIsRefusedButItsKeyFlagOpensTheGate)
+{
+    CMuxer muxer;
+    Open(muxer);
+    EXPECT_EQ(muxer.WriteVideoPacket(m_Stream[0].data(), 0, 1), -1);
+    EXPECT_EQ(muxer.WriteVideoPacket(m_Stream[0].data(), -7, 0), -1);
+    EXPECT_GE(WritePicture(muxer, 1), 0);
+}
+
+TEST_F(Muxer, SoundIsWrittenBehindTheGate)
+{
+    {
+        CMuxer muxer;
+        Open(muxer);
+        WritePicture(muxer, 0);
+        const std::vector<std::uint8_t> sound(320, 0x81);
+        EXPECT_GE(muxer.WriteAudioPacket(sound.data(), 320, 1), 0);
+        muxer.Close();
+    }
+    const ReadFile file = ReadBack();
+    ASSERT_EQ(file.packets.size(), 2U);
+    EXPECT_EQ(file.packets[0].stream + file.packets[1].stream, 1);
+}
+
+TEST_F(Muxer, HeaderIsOnTheDiskWhenOpenReturns)
+{
+    CMuxer muxer;
+    Open(muxer);
+    EXPECT_TRUE(ReadBack().opened);
+}
+
+TEST_F(Muxer, FileThatIsLeftWithoutATrailerCanBeRead)
+{
+    {
+        CMuxer muxer;
+        Open(muxer);
+        for (std::size_t i = 0; i < 10; ++i)
+            WritePicture(muxer, i);
+    }
+    EXPECT_EQ(ReadBack().packets.size(), 10U);
+}
+
+TEST_F(Muxer, NothingIsWrittenBehindTheTrailer)
+{
+    {
+        CMuxer muxer;
+        Open(muxer);
+        WritePicture(muxer, 0);
+        muxer.Close();
+        EXPECT_LT(WritePicture(muxer, 1), 0);
+        muxer.Close();
+    }
+    EXPECT_EQ(ReadBack().packets.size(), 1U);
+}
+
+std::size_t LinesIn(const std::string& text)
+{
+    return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+}
+
+TEST_F(Muxer, FileThatCannotBeMadeFailsEachPictureAndTellsOnceAndAtTheClose)
+{
+    CMuxer muxer;
+    EXPECT_EQ(Open(muxer, "not/there/a.avi"), -1);
+    EXPECT_EQ(LinesIn(m_Told.Text()), 1U) << m_Told.Text();
+    EXPECT_NE(m_Told.Text().find("a.avi"), std::string::npos);
+    for (std::size_t i = 0; i < 100; ++i)
+        EXPECT_EQ(WritePicture(muxer, i), -1);
+    EXPECT_EQ(LinesIn(m_Told.Text()), 1U) << m_Told.Text();
+    muxer.Close();
+    EXPECT_EQ(LinesIn(m_Told.Text()), 2U) << m_Told.Text();
+    EXPECT_NE(m_Told.Text().find("101 writes have failed"), std::string::npos) << m_Told.Text();
+}
+
+TEST_F(Muxer, UnknownCodecHasNoHeaderAndIsNeverWrittenOrFinished)
+{
+    CMuxer muxer;
+    EXPECT_LT(muxer.Open(m_Folder.System("a.avi"), 99, 176, 144, PCM, 64000, 8000), 0);
+    EXPECT_EQ(WritePicture(muxer, 0), -1);
+    muxer.Close();
+}
+
+TEST_F(Muxer, SizesThatTheLibraryRefusesEndAsAFailedOpen)
+{
+    for (const std::int32_t iSize : {0, -16, 1 << 30}) {
+        CMuxer muxer;
+        muxer.Open(m_Folder.System("a.avi"), MPEG4, iSize, iSize, PCM, 64000, 8000);
+        WritePicture(muxer, 0);
+        muxer.Close();
+    }
+}
+
+// A limit on the size of files acts as a full disk.
+class FullDisk : public Muxer
+{
+  protected:
+    FullDisk()
+    {
+        ::signal(SIGXFSZ, SIG_IGN);
+        ::getrlimit(RLIMIT_FSIZE, &m_Former);
+        const rlimit small = {20000, m_Former.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &small);
+    }
+    ~FullDisk() override
+    {
+        ::setrlimit(RLIMIT_FSIZE, &m_Former);
+        ::signal(SIGXFSZ, SIG_DFL);
+    }
+    rlimit m_Former = {};
+};
+
+TEST_F(FullDisk, TellsOnceAndAtTheCloseAndLeavesAFileThatCanBeRead)
+{
+    {
+        CMuxer muxer;
+        ASSERT_GE(Open(muxer), 0);
+        for (std::size_t i = 0; i < 300; ++i)
+            WritePicture(muxer, i);
+        EXPECT_EQ(LinesIn(m_Told.Text()), 1U) << m_Told.Text();
+        muxer.Close();
+    }
+    EXPECT_EQ(LinesIn(m_Told.Text()), 2U) << m_Told.Text();
+    EXPECT_EQ(std::filesystem::file_size(m_Folder.Path("a.avi")), 20000U);
+    EXPECT_GT(ReadBack().packets.size(), 0U);
+}
+
+TEST_F(Muxer, PathIsCutAtTheLibrarysLength)
+{
+    CMuxer muxer;
+    EXPECT_LT(muxer.Open(m_Folder.System(std::string(2000, 'p')), MPEG4, 176, 144, PCM, 64000, 8000), 0);
+    EXPECT_LT(m_Told.Text().size(), 1400U);
+}
+
+}  // namespace

@@ -1,0 +1,228 @@
+#include "record/RecordFolder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
+#include <filesystem>
+#include <string>
+
+#include "model/NodeModel.h"
+#include "model/settings/GlobalSetting.h"
+#include "platform/os/paths.h"
+#include "tests/record/record_support.h"
+
+namespace
+{
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class RecordFolder : public CRecordTest
+{
+  protected:
+    CGlobalSetting& m_Setting = *CNodeModel::GetInstance()->GetGlobalSetting();
+};
+
+// doubled-backslash
+TEST_F(RecordFolder, IsOnTheFirstAllowedDriveWithRoom)
+{
+    EXPECT_EQ(GetFolderName("cam1", ExampleTime()), "D:\\\\DVR Files\\cam1\\13-01-15\\");
+    EXPECT_TRUE(std::filesystem::is_directory(DriveFolder('d') + "/DVR Files/cam1/13-01-15"));
+    EXPECT_EQ(GetRecordFileName("cam1", ExampleTime()),
+              "D:\\\\DVR Files\\cam1\\13-01-15\\13-01-15-08-30-05.avi");
+}
+
+TEST_F(RecordFolder, IsOnTheSecondDriveWhenTheFirstIsFull)
+{
+    m_Drives.SetFree(DriveFolder('d'), 0);
+    EXPECT_EQ(GetFolderName("cam1", ExampleTime()), "E:\\\\DVR Files\\cam1\\13-01-15\\");
+    EXPECT_FALSE(std::filesystem::exists(DriveFolder('d') + "/DVR Files"));
+}
+
+TEST_F(RecordFolder, FreeSpaceMustExceedTheLimitByAWholeMebibyte)
+{
+    m_Drives.SetFree(DriveFolder('d'), (2500ULL << 20) + (1 << 20) - 1);
+    EXPECT_TRUE(GetFolderName("cam1", ExampleTime()).starts_with("E:"));
+    m_Drives.SetFree(DriveFolder('d'), 2501ULL << 20);
+    EXPECT_TRUE(GetFolderName("cam1", ExampleTime()).starts_with("D:"));
+}
+
+TEST_F(RecordFolder, DriveThatIsNotAllowedIsNeverTaken)
+{
+    m_Setting.m_bsStorageDrive[3] = false;
+    EXPECT_TRUE(GetFolderName("cam1", ExampleTime()).starts_with("E:"));
+}
+
+TEST_F(RecordFolder, IsEmptyWithoutAnAllowedDrive)
+{
+    m_Setting.m_bsStorageDrive.reset();
+    AddRecord("cam1", m_Folder.System("old.avi"));
+    EXPECT_EQ(GetFolderName("cam1", ExampleTime()), "");
+    EXPECT_EQ(GetRecordFileName("cam1", ExampleTime()), "");
+    EXPECT_THAT(Query("select id from record"), ElementsAre("1"));
+}
+
+TEST_F(RecordFolder, DriveThatTellsNoSpaceIsPassedOverButCountsAsAllowed)
+{
+    m_Drives.Fail(DriveFolder('d'));
+    EXPECT_TRUE(GetFolderName("cam1", ExampleTime()).starts_with("E:"));
+    m_Drives.Fail(DriveFolder('e'));
+    m_Setting.m_iHdfAction = 1;
+    EXPECT_EQ(GetFolderName("cam1", ExampleTime()), "E:\\\\DVR Files\\cam1\\13-01-15\\");
+}
+
+TEST_F(RecordFolder, EmptyNameTakesTheRootAlone)
+{
+    EXPECT_EQ(GetFolderName("", ExampleTime()), "D:\\");
+    EXPECT_EQ(GetRecordFileName("", ExampleTime()), "D:\\13-01-15-08-30-05.avi");
+}
+
+TEST_F(RecordFolder, NameStaysBelowTheRecordFolder)
+{
+    EXPECT_EQ(GetFolderName("..", ExampleTime()), "D:\\\\DVR Files\\__\\13-01-15\\");
+    EXPECT_EQ(GetFolderName("..\\..\\x", ExampleTime()), "D:\\\\DVR Files\\.._.._x\\13-01-15\\");
+    EXPECT_EQ(GetFolderName("%s%d%n", ExampleTime()), "D:\\\\DVR Files\\%s%d%n\\13-01-15\\");
+}
+
+TEST_F(RecordFolder, ComponentThatIsTooLongFailsAsAFolderThatIsMissing)
+{
+    EXPECT_EQ(GetFolderName(std::string(300, 'n'), ExampleTime()), "");
+    EXPECT_EQ(GetFolderName(std::string(256, 'n'), ExampleTime()), "");
+}
+
+TEST_F(RecordFolder, FolderThatCannotBeMadeGivesNothing)
+{
+    m_Folder.Write("drive-d/DVR Files", "a file stands in the way");
+    EXPECT_EQ(GetFolderName("cam1", ExampleTime()), "");
+}
+
+class FullDrives : public RecordFolder
+{
+  protected:
+    FullDrives()
+    {
+        m_Drives.SetFree(DriveFolder('d'), 0);
+        m_Drives.SetFree(DriveFolder('e'), 0);
+    }
+    // Adds that many records, the files of which stand.
+    void AddFiles(int count)
+    {
+        for (int i = 0; i < count; ++i) {
+            const std::string strName = "old" + std::to_string(i) + ".avi";
+            m_Folder.Write(strName, "x");
+            AddRecord("cam1", m_Folder.System(strName));
+        }
+    }
+    int FilesLeft() const
+    {
+        int count = 0;
+        for (const auto& entry : std::filesystem::directory_iterator(m_Folder.Path()))
+            if (entry.path().extension() == ".avi") ++count;
+        return count;
+    }
+};
+
+TEST_F(FullDrives, KeepWritingOnTheLastOneWhenNothingIsToBeRemoved)
+{
+    AddFiles(3);
+    m_Setting.m_iHdfAction = 1;
+    EXPECT_EQ(GetFolderName("cam1", ExampleTime()), "E:\\\\DVR Files\\cam1\\13-01-15\\");
+    EXPECT_EQ(FilesLeft(), 3);
+}
+
+TEST_F(FullDrives, GiveNothingWithAnEmptyTableButHaveTheFolder)
+{
+    EXPECT_EQ(GetFolderName("cam1", ExampleTime()), "");
+    EXPECT_TRUE(std::filesystem::is_directory(DriveFolder('e') + "/DVR Files/cam1/13-01-15"));
+}
+
+TEST_F(FullDrives, LoseAllRecordsWhenThatMakesNoRoom)
+{
+    AddFiles(25);
+    EXPECT_EQ(GetFolderName("cam1", ExampleTime()), "");
+    EXPECT_EQ(FilesLeft(), 0);
+    EXPECT_THAT(Query("select id from record"), IsEmpty());
+}
+
+// Counts the passes: each question about the space of the last drive is one look at the drives.
+class CRoomAfterTen final : public IDriveSource
+{
+  public:
+    CRoomAfterTen(IDriveSource& below, std::string last) : m_Below(below), m_strLast(std::move(last))
+    {
+        m_pFormer = SetDriveSource(this);
+    }
+    ~CRoomAfterTen() override { SetDriveSource(m_pFormer); }
+    std::vector<XDrive> GetDrives() override { return m_Below.GetDrives(); }
+    bool GetSpace(const std::string& hostPath, std::uint64_t& freeBytes, std::uint64_t& totalBytes) override
+    {
+        if (!m_Below.GetSpace(hostPath, freeBytes, totalBytes)) return false;
+        if (hostPath.starts_with(m_strLast) && ++m_iLooks > 1) freeBytes = 3000ULL << 20;
+        return true;
+    }
+    int m_iLooks = 0;
+
+  private:
+    IDriveSource& m_Below;
+    const std::string m_strLast;
+    IDriveSource* m_pFormer;
+};
+
+TEST_F(FullDrives, LoseTheOldestTenAndAreLookedAtAnew)
+{
+    AddFiles(13);
+    CRoomAfterTen drives(m_Drives, DriveFolder('e'));
+    EXPECT_EQ(GetFolderName("cam1", ExampleTime()), "E:\\\\DVR Files\\cam1\\13-01-15\\");
+    EXPECT_EQ(drives.m_iLooks, 2);
+    EXPECT_EQ(FilesLeft(), 3);
+    EXPECT_THAT(Query("select id from record"), ElementsAre("11", "12", "13"));
+}
+
+TEST_F(FullDrives, FileThatCannotBeRemovedLosesItsRowAndIsLogged)
+{
+    CDebugCapture told;
+    AddRecord("cam1", m_Folder.System("not there.avi"));
+    std::filesystem::create_directories(m_Folder.Path("folder.avi/inside"));
+    AddRecord("cam1", m_Folder.System("folder.avi"));
+    EXPECT_EQ(GetFolderName("cam1", ExampleTime()), "");
+    EXPECT_THAT(Query("select id from record"), IsEmpty());
+    EXPECT_TRUE(std::filesystem::exists(m_Folder.Path("folder.avi")));
+    EXPECT_THAT(told.Text(), HasSubstr("can't remove file,error = 2"));
+    EXPECT_THAT(told.Text(), HasSubstr("Remove File Failed: filename=" + m_Folder.System("not there.avi")));
+    EXPECT_THAT(told.Text(), HasSubstr("GetFolderName"));
+}
+
+TEST_F(FullDrives, RowsThatStayEndTheSearchAndAreLogged)
+{
+    CDebugCapture told;
+    AddFiles(2);
+    Query("create trigger hold before delete on record begin select raise(abort, 'held'); end");
+    EXPECT_EQ(GetFolderName("cam1", ExampleTime()), "");
+    EXPECT_THAT(Query("select id from record"), ElementsAre("1", "2"));
+    EXPECT_THAT(told.Text(), HasSubstr("Delete File From Database Failed: id=1"));
+    EXPECT_THAT(told.Text(), HasSubstr("Delete File From Database Failed: id=2"));
+}
+
+// Once a link of the other road has ended, the database is gone for the rest of the process.
+TEST_F(FullDrives, GiveNothingOnceTheDatabaseIsClosed)
+{
+    AddFiles(1);
+    CNodeModel::CloseDatabase();
+    EXPECT_EQ(GetFolderName("cam1", ExampleTime()), "");
+    EXPECT_EQ(FilesLeft(), 1);
+}
+
+TEST_F(FullDrives, TwentyThousandRowsAreRemovedTenAtATime)
+{
+    Query("begin");
+    for (int i = 0; i < 20000; ++i)
+        Query("insert into record values(NULL, 'c', '" + m_Folder.System("none.avi") + "', 1, 1, 1, 1)");
+    Query("commit");
+    CRoomAfterTen drives(m_Drives, DriveFolder('e'));
+    EXPECT_NE(GetFolderName("cam1", ExampleTime()), "");
+    EXPECT_THAT(Query("select count(*), min(id) from record"), ElementsAre("19990|11"));
+}
+
+}  // namespace

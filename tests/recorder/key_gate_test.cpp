@@ -1,0 +1,165 @@
+#include "recorder/media/KeyGate.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <map>
+
+#include "tests/recorder/recorder_support.h"
+
+namespace
+{
+
+using namespace recorder;
+
+constexpr int RATE = 25;
+
+// The pictures at which a gate lets key pictures out of turn, when they are asked for at each.
+std::vector<int64_t> KeysOf(CKeyGate& gate, int64_t from, int64_t to)
+{
+    std::vector<int64_t> keys;
+    for (int64_t picture = from; picture < to; ++picture) {
+        gate.Want();
+        const bool key = gate.Due(picture);
+        if (key) keys.push_back(picture);
+        gate.Coded(picture, key);
+    }
+    return keys;
+}
+
+TEST(KeyGateTest, OneASecondAtTheChannelsOwnPlace)
+{
+    CKeyGate gate(RATE, 4, 10);
+    gate.Coded(0, true);
+    EXPECT_THAT(KeysOf(gate, 1, 100), testing::ElementsAre(35, 60, 85)) << "not at 10, so soon after the first";
+}
+
+TEST(KeyGateTest, NobodyAskedNothingIsDue)
+{
+    CKeyGate gate(RATE, 0, 1);
+    gate.Coded(0, true);
+    gate.Coded(25, true);  // the place was taken once, behind the start
+    for (int64_t picture = 26; picture < 200; ++picture)
+        EXPECT_FALSE(gate.Due(picture));
+}
+
+TEST(KeyGateTest, WhoWaitedHasGotAnyKeyPicture)
+{
+    CKeyGate gate(RATE, 0, 1);
+    gate.Coded(0, true);
+    gate.Coded(25, true);
+    gate.Want();
+    gate.Coded(40, true);
+    EXPECT_FALSE(gate.Due(75));
+}
+
+TEST(KeyGateTest, StreamsThatBeganTogetherGetOutOfStep)
+{
+    std::map<int64_t, int> atOnce;
+    for (int channel = 0; channel < 50; ++channel) {
+        CKeyGate gate(RATE, channel, 50);
+        gate.Restart();
+        gate.Coded(1000, true);
+        for (int64_t picture = 1001;; ++picture) {
+            ASSERT_LE(picture, 1040);
+            if (!gate.Due(picture)) continue;
+            ++atOnce[picture % RATE];
+            break;
+        }
+    }
+    EXPECT_EQ(atOnce.size(), 25U);
+    for (const auto& [picture, count] : atOnce)
+        EXPECT_EQ(count, 2);
+}
+
+TEST(KeyGateTest, APlaceThatIsSkippedCountsForTheNextPicture)
+{
+    CKeyGate gate(RATE, 0, 1);
+    gate.Coded(0, true);
+    gate.Coded(25, true);
+    gate.Want();
+    EXPECT_FALSE(gate.Due(49));
+    EXPECT_TRUE(gate.Due(53));
+}
+
+// A client that takes eleven datagrams a millisecond watches 56 channels and does nothing for half a second.
+// Each channel has a key picture every second and whenever its gate lets one out.
+class StallTest : public testing::Test, public IDatagramOut, public IChannels
+{
+  protected:
+    static constexpr int CHANNELS = 56;
+    static constexpr size_t KEY_BYTES = 24'000;
+    static constexpr size_t OTHER_BYTES = 5'400;
+
+    StallTest()
+    {
+        for (int channel = 0; channel < CHANNELS; ++channel)
+            m_Gates.emplace_back(RATE, channel, CHANNELS);
+    }
+    void Send(const XEndpoint& to, Bytes, ECarries carries) override
+    {
+        if (to == ALICE && carries == ECarries::Video) ++m_Arrived;
+    }
+    int Count() const override { return CHANNELS; }
+    int Width(int) const override { return 704; }
+    int Height(int) const override { return 576; }
+    void SetWatched(int, bool) override {}
+    void WantKey(int channel) override { m_Gates[static_cast<size_t>(channel)].Want(); }
+
+    void Say(EMessage type, const Bytes& body, TimeUs now)
+    {
+        m_Link.OnDatagram(now, ALICE, recorder::From("1", type, body));
+    }
+    void Millisecond(TimeUs now, bool stalled)
+    {
+        for (int channel = 0; channel < CHANNELS; ++channel) {
+            if ((now / MILLISECOND + channel * 40 / CHANNELS) % 40 != 0) continue;
+            CKeyGate& gate = m_Gates[static_cast<size_t>(channel)];
+            const int64_t picture = now / (40 * MILLISECOND);
+            int64_t& last = m_LastKey[channel];
+            const bool key = picture == 0 || picture - last >= RATE || gate.Due(picture);
+            gate.Coded(picture, key);
+            if (key) last = picture;
+            m_Link.OnMessage(now, channel, key, Message(channel, key ? KEY_BYTES : OTHER_BYTES));
+        }
+        m_Link.OnTimer(now);
+        for (int i = 0; i < 11 && m_Arrived > 0 && !stalled; ++i, --m_Arrived)
+            Say(EMessage::DataAck, {}, now);
+    }
+    std::map<int, XClientCounts::XStream> Streams() const { return m_Link.Clients().at(0).m_Streams; }
+    uint64_t Dropped() const
+    {
+        uint64_t dropped = 0;
+        for (const auto& [channel, stream] : Streams())
+            dropped += stream.m_ulDropped;
+        return dropped;
+    }
+
+    std::vector<CKeyGate> m_Gates;
+    std::map<int, int64_t> m_LastKey;
+    size_t m_Arrived = 0;  // and not acknowledged
+    CDeviceLink m_Link{{"1001", {}, SERVER, 4, 4, 10 * SECOND}, *this, *this};
+};
+
+TEST_F(StallTest, FiftySixChannelsComeBackWithinTwoSeconds)
+{
+    for (int channel = 0; channel < CHANNELS; ++channel)
+        Say(EMessage::Data, Request(channel), 0);
+    TimeUs now = 0;
+    const auto runUntil = [&](TimeUs end, bool stalled) {
+        for (; now < end; now += MILLISECOND)
+            Millisecond(now, stalled);
+    };
+    runUntil(2 * SECOND, false);
+    const uint64_t before = Dropped();
+    runUntil(2500 * MILLISECOND, true);
+    EXPECT_GT(Dropped(), before + CHANNELS / 2) << "the stall was long enough to lose pictures";
+    runUntil(4500 * MILLISECOND, false);
+    const uint64_t after = Dropped();
+    for (const auto& [channel, stream] : Streams())
+        EXPECT_FALSE(stream.m_bWaitsForKey) << "channel " << channel;
+    runUntil(10 * SECOND, false);
+    EXPECT_EQ(Dropped(), after) << "and stay";
+}
+
+}  // namespace

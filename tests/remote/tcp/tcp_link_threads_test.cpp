@@ -1,0 +1,440 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <thread>
+
+#include "remote/ptz/RemotePtz.h"
+#include "remote/tcp/TextCommand.h"
+#include "render/CellPool.h"
+#include "tests/remote/tcp/tcp_support.h"
+
+namespace
+{
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class TcpLink : public CTcpTest
+{
+};
+
+struct RequestRow {
+    std::int32_t mode;
+    std::int32_t record;
+    std::vector<std::int32_t> words;
+};
+
+class TcpRequest : public CTcpTest, public testing::WithParamInterface<RequestRow>
+{
+};
+
+TEST_P(TcpRequest, SaysModeRecordAndChannel)
+{
+    const auto device = MakeDevice(GetParam().mode, GetParam().record);
+    device->Open();
+    EXPECT_EQ(m_Peer.Accept(), GetParam().words);
+    m_Peer.HangUp();
+    device->Close();
+}
+
+INSTANTIATE_TEST_SUITE_P(Modes, TcpRequest,
+                         testing::Values(RequestRow{MODE_LIVE_MPEG4, 9, {16, 0, -1, 3}},
+                                         RequestRow{MODE_QUERY, 9, {16, 1, -1, 3}},
+                                         RequestRow{MODE_PLAYBACK, 9, {16, 2, 9, 0}},
+                                         RequestRow{MODE_LIVE_H264, 9, {16, 3, -1, 3}}));
+
+TEST_F(TcpLink, FactoryDeviceIsLiveH264AndPlaybackStaysOutOfTheTree)
+{
+    const CTcpRemote live;
+    EXPECT_EQ(live.GetMode(), MODE_LIVE_H264);
+    EXPECT_EQ(live.GetRecordID(), -1);
+    EXPECT_TRUE(live.m_bVisible);
+    const CTcpRemote playback(MODE_PLAYBACK, 5);
+    EXPECT_EQ(playback.GetRecordID(), 5);
+    EXPECT_FALSE(playback.m_bVisible);
+}
+
+TEST_F(TcpLink, PicturesAreDecodedAndShownInOrder)
+{
+    const auto device = MakeDevice();
+    OpenAndReply(*device);
+    EXPECT_EQ(device->GetStatus(), STATUS_OPEN);
+    SendAndWait(0, 20);
+    device->Close();
+    EXPECT_EQ(device->GetStatus(), STATUS_CLOSED);
+    const CLinkCounters& counters = device->GetCounters();
+    EXPECT_EQ(counters.m_ulDecoded, 20U);
+    EXPECT_EQ(counters.m_ulShown, 20U);
+    EXPECT_EQ(counters.m_iWidth, 176);
+    EXPECT_EQ(m_Events.All().front(), "tell ");
+    EXPECT_EQ(m_Events.CountOf("tell "), 2U);
+    EXPECT_EQ(m_Events.CountOf("destroy"), 1U);
+}
+
+TEST_F(TcpLink, TwoOpensStartOneThread)
+{
+    const auto device = MakeDevice();
+    OpenAndReply(*device);
+    device->Open();
+    EXPECT_FALSE(m_Peer.HasCaller());
+    EXPECT_EQ(m_Events.CountOf("tell "), 1U);
+    device->Close();
+}
+
+TEST_F(TcpLink, CloseMayBeFollowedByAnotherOpen)
+{
+    const auto device = MakeDevice();
+    for (std::size_t round = 1; round <= 3; ++round) {
+        device->Open();
+        ASSERT_TRUE(m_Peer.AcceptAndReply());
+        ASSERT_TRUE(m_Events.WaitFor("create 176x144", round));
+        SendAndWait(0, 5);
+        device->Close();
+        EXPECT_TRUE(m_Peer.ClientIsGone());
+    }
+    EXPECT_EQ(m_Events.CountOf("destroy"), 3U);
+}
+
+TEST_F(TcpLink, FailedConnectLeavesTheStatusOpenAndGivesTheCellBack)
+{
+    RemoveAllCells();
+    AddCell(static_cast<HWND>(71));
+    const auto device = MakeDevice();
+    device->m_strNetAddress = "127.63.255.253";
+    device->SetRenderWnd(TakeFreeCell());
+    device->Open();
+    EXPECT_EQ(device->GetStatus(), STATUS_OPEN);
+    EXPECT_EQ(device->GetRenderWnd(), HWND::Null);
+    EXPECT_FALSE(IsCellUsed(static_cast<HWND>(71)));
+    device->Close();
+    EXPECT_EQ(device->GetStatus(), STATUS_CLOSED);
+    RemoveAllCells();
+}
+
+TEST_F(TcpLink, OnlyDottedAddressesAreReached)
+{
+    const auto device = MakeDevice();
+    device->m_strNetAddress = "localhost";
+    device->Open();
+    EXPECT_EQ(device->GetStatus(), STATUS_OPEN);
+    EXPECT_FALSE(m_Peer.HasCaller());
+    device->Close();
+}
+
+TEST_F(TcpLink, BrokenLinkKeepsTheStatusGivesTheCellBackAndTellsNobody)
+{
+    RemoveAllCells();
+    AddCell(static_cast<HWND>(71));
+    const auto device = MakeDevice();
+    device->SetRenderWnd(TakeFreeCell());
+    OpenAndReply(*device);
+    SendAndWait(0, 2);
+    m_Peer.HangUp();
+    ASSERT_TRUE(m_Events.WaitFor("destroy"));
+    device->Close();
+    EXPECT_FALSE(IsCellUsed(static_cast<HWND>(71)));
+    EXPECT_EQ(m_Events.CountOf("tell "), 2U) << "the opening and the closing";
+    RemoveAllCells();
+}
+
+struct ReplyRow {
+    const char* name;
+    std::string bytes;
+};
+
+class TcpReply : public CTcpTest, public testing::WithParamInterface<ReplyRow>
+{
+};
+
+TEST_P(TcpReply, EndsTheLink)
+{
+    const auto device = MakeDevice();
+    device->Open();
+    ASSERT_FALSE(m_Peer.Accept().empty());
+    m_Peer.SendBytes(GetParam().bytes);
+    EXPECT_TRUE(m_Peer.ClientIsGone());
+    device->Close();
+    EXPECT_EQ(m_Events.CountOf("create 176x144"), 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Replies, TcpReply,
+                         testing::Values(ReplyRow{"other_type", Words({24, 2, 176, 144, 0, 0})},
+                                         ReplyRow{"no_type", Words({4})}, ReplyRow{"length_0", Words({0})},
+                                         ReplyRow{"negative", Words({-1})},
+                                         ReplyRow{"above_the_bound", Words({262145})},
+                                         ReplyRow{"two_gigabytes", Words({0x7FFFFFFF})}),
+                         [](const auto& row) { return row.param.name; });
+
+TEST_F(TcpLink, ReplyOfAnotherLengthIsToldAndTaken)
+{
+    CDebugCapture told;
+    const auto device = MakeDevice();
+    device->Open();
+    ASSERT_FALSE(m_Peer.Accept().empty());
+    m_Peer.SendBytes(Words({16, 1, 176, 144}));
+    ASSERT_TRUE(m_Events.WaitFor("create 176x144"));
+    SendAndWait(0, 2);
+    device->Close();
+    EXPECT_NE(told.Text().find("reply of 16 bytes"), std::string::npos) << told.Text();
+}
+
+TEST_F(TcpLink, WordsThatAShortReplyLacksAreZero)
+{
+    const auto device = MakeDevice();
+    device->Open();
+    ASSERT_FALSE(m_Peer.Accept().empty());
+    m_Peer.SendBytes(Words({8, 1}));
+    ASSERT_TRUE(m_Events.WaitFor("create 0x0"));
+    device->Close();
+}
+
+TEST_F(TcpLink, QueryEndsBehindAGoodReplyWithoutDecoderAndRenderer)
+{
+    const auto device = MakeDevice(MODE_QUERY);
+    device->Open();
+    ASSERT_TRUE(m_Peer.AcceptAndReply());
+    EXPECT_TRUE(m_Peer.ClientIsGone());
+    device->Close();
+    EXPECT_EQ(m_Events.CountOf("create 176x144"), 0U);
+}
+
+TEST_F(TcpLink, UnknownModeEndsBehindTheReply)
+{
+    const auto device = MakeDevice(4);
+    device->Open();
+    ASSERT_TRUE(m_Peer.AcceptAndReply());
+    EXPECT_TRUE(m_Peer.ClientIsGone());
+    device->Close();
+}
+
+TEST_F(TcpLink, PictureBeyondTheLimitGetsNoSurfaceAndTheLinkGoesOn)
+{
+    const auto device = MakeDevice();
+    device->Open();
+    ASSERT_TRUE(m_Peer.AcceptAndReply(16384, 16384));
+    m_Peer.SendVideo(m_Stream[0]);
+    m_Peer.SendFrame(2, "");
+    EXPECT_TRUE(m_Peer.ClientIsGone());
+    device->Close();
+    EXPECT_EQ(device->GetCounters().m_ulRefused, 1U);
+    EXPECT_EQ(m_Events.CountOf("create 16384x16384"), 0U);
+}
+
+TEST_F(TcpLink, FrameOfTypeOneServesFlagsAndIsNotDecoded)
+{
+    const auto device = MakeDevice();
+    OpenAndReply(*device);
+    device->SnapShot();
+    m_Peer.SendFrame(1, "anything");
+    ASSERT_TRUE(m_Events.WaitFor("snapshot"));
+    SendAndWait(0, 1);
+    device->Close();
+    EXPECT_EQ(device->GetCounters().m_ulMessages, 1U);
+}
+
+TEST_F(TcpLink, FrameOfAnotherTypeEndsTheLink)
+{
+    for (const std::int32_t iType : {2, -1, 0x7FFFFFFF}) {
+        const auto device = MakeDevice();
+        device->Open();
+        ASSERT_TRUE(m_Peer.AcceptAndReply());
+        m_Peer.SendFrame(iType, "x");
+        EXPECT_TRUE(m_Peer.ClientIsGone()) << iType;
+        device->Close();
+    }
+}
+
+class TcpLength : public CTcpTest, public testing::WithParamInterface<std::int32_t>
+{
+};
+
+TEST_P(TcpLength, WithoutATypeServesFlagsAndIsNotDecoded)
+{
+    const auto device = MakeDevice();
+    OpenAndReply(*device);
+    device->SnapShot();
+    std::string strFrame = Words({GetParam()});
+    if (GetParam() > 4) strFrame.append(static_cast<std::size_t>(GetParam() - 4), '\0');
+    m_Peer.SendBytes(strFrame);
+    ASSERT_TRUE(m_Events.WaitFor("snapshot"));
+    SendAndWait(0, 2);
+    device->Close();
+    EXPECT_EQ(device->GetCounters().m_ulMessages, 2U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Lengths, TcpLength, testing::Values(1, 2, 3, 4, 5, 7, -1, -262144));
+
+TEST_F(TcpLink, LengthsOutOfBoundsEndTheLink)
+{
+    for (const std::int32_t iLength : {0, 262145, 0x7FFFFFFF}) {
+        const auto device = MakeDevice();
+        device->Open();
+        ASSERT_TRUE(m_Peer.AcceptAndReply());
+        m_Peer.SendBytes(Words({iLength}));
+        EXPECT_TRUE(m_Peer.ClientIsGone()) << iLength;
+        device->Close();
+    }
+}
+
+TEST_F(TcpLink, LongestFrameIsTaken)
+{
+    const auto device = MakeDevice();
+    OpenAndReply(*device);
+    SendAndWait(0, 1);
+    Mpeg4Packet longest = m_Stream[0];
+    longest.resize(262144 - 8);
+    m_Peer.SendVideo(longest);
+    EXPECT_TRUE(m_Events.WaitFor("show", 2));
+    device->Close();
+}
+
+TEST_F(TcpLink, FrameThatTricklesInIsShownWhole)
+{
+    const auto device = MakeDevice();
+    OpenAndReply(*device);
+    const std::string strFrame = Words({static_cast<std::int32_t>(m_Stream[0].size()) + 8, 0}) +
+                                 std::string(m_Stream[0].begin(), m_Stream[0].end());
+    for (const char c : strFrame)
+        m_Peer.SendBytes({&c, 1});
+    EXPECT_TRUE(m_Events.WaitFor("show"));
+    device->Close();
+}
+
+// The peer stops in mid-frame: Close gives up after its wait, and the next Open ends the thread that was left
+// behind.
+TEST_F(TcpLink, ThreadHeldInMidFrameIsLeftBehindAndDisturbsNothing)
+{
+    RemoveAllCells();
+    AddCell(static_cast<HWND>(71));
+    AddCell(static_cast<HWND>(72));
+    const auto device = MakeDevice();
+    device->SetRenderWnd(TakeFreeCell());
+    OpenAndReply(*device);
+    SendAndWait(0, 1);
+    m_Peer.SendBytes(Words({1000, 0}));
+    ASSERT_TRUE(m_Peer.WaitUntilRead());
+    device->Close();
+    EXPECT_EQ(device->GetStatus(), STATUS_CLOSED);
+    EXPECT_EQ(device->GetRenderWnd(), HWND::Null);
+    EXPECT_TRUE(IsCellUsed(static_cast<HWND>(71))) << "still the late thread's";
+    device->SetRenderWnd(TakeFreeCell());
+    device->Open();
+    EXPECT_FALSE(IsCellUsed(static_cast<HWND>(71)));
+    EXPECT_TRUE(IsCellUsed(static_cast<HWND>(72)));
+    ASSERT_TRUE(m_Peer.AcceptAndReply());
+    SendAndWait(0, 5);
+    device->Close();
+    RemoveAllCells();
+}
+
+TEST_F(TcpLink, DestructionEndsALinkThatWaitsInMidFrame)
+{
+    auto device = MakeDevice();
+    OpenAndReply(*device);
+    m_Peer.SendBytes(Words({1000, 0}));
+    ASSERT_TRUE(m_Peer.WaitUntilRead());
+    m_pDevice = nullptr;
+    device.reset();
+    EXPECT_EQ(m_Events.CountOf("destroy"), 1U);
+}
+
+TEST_F(TcpLink, LetGoEndsALinkThatWaitsInMidFrame)
+{
+    const auto device = MakeDevice();
+    OpenAndReply(*device);
+    m_Peer.SendBytes(Words({1000, 0}));
+    ASSERT_TRUE(m_Peer.WaitUntilRead());
+    device->LetGo();
+    EXPECT_TRUE(m_Events.WaitFor("destroy"));
+    device->Close();
+}
+
+TEST_F(TcpLink, RequestsAreTakenOnlyInTheirStatus)
+{
+    const auto device = MakeDevice();
+    device->SnapShot();
+    device->StartRecord(0);
+    device->StopRecord(0);
+    EXPECT_EQ(device->GetState()->m_nFlags, 0U);
+    OpenAndReply(*device);
+    device->StopRecord(0);
+    EXPECT_EQ(device->GetState()->m_nFlags, 0U);
+    device->StartRecord(0);
+    SendAndWait(0, 1);
+    EXPECT_EQ(device->GetStatus(), STATUS_RECORDING);
+    device->StartRecord(0);
+    EXPECT_EQ(device->GetState()->m_nFlags, 0U);
+    device->Close();
+}
+
+TEST_F(TcpLink, RequestsSurviveCloseAndOpen)
+{
+    const auto device = MakeDevice();
+    OpenAndReply(*device);
+    device->SnapShot();
+    device->Close();
+    EXPECT_EQ(m_Events.CountOf("snapshot"), 0U);
+    device->Open();
+    ASSERT_TRUE(m_Peer.AcceptAndReply());
+    m_Peer.SendFrame(1, "");
+    EXPECT_TRUE(m_Events.WaitFor("snapshot"));
+    device->Close();
+}
+
+TEST_F(TcpLink, PtzIsMadeOnceForTheSavedAddress)
+{
+    const auto device = MakeDevice();
+    CControlPeer control(CONTROL_PORT);
+    IPtz* const ptz = device->GetPtz();
+    ASSERT_NE(ptz, nullptr);
+    device->m_strNetAddress = "127.63.255.250";
+    EXPECT_EQ(device->GetPtz(), ptz);
+    ptz->LeftStart();
+    EXPECT_EQ(control.NextCommand(), Words({15}) + "LeftStart:3");
+}
+
+TEST_F(TcpLink, SnapshotIsServedBeforeThatFrameIsDecoded)
+{
+    const auto device = MakeDevice();
+    OpenAndReply(*device);
+    SendAndWait(0, 1);
+    device->SnapShot();
+    device->SnapShot();
+    SendAndWait(1, 3);
+    device->Close();
+    EXPECT_EQ(m_Events.CountOf("snapshot"), 1U) << "two requests before a frame give one file";
+    const auto events = m_Events.All();
+    const auto first = std::ranges::find(events, "snapshot");
+    EXPECT_EQ(std::ranges::count(events.begin(), first, "show"), 1);
+}
+
+// snapshot-path-joined
+TEST_F(TcpLink, SnapshotPathIsTheSettingWithTheNameBehindIt)
+{
+    m_Folder.Write("config/system.ini",
+                   "[System]\r\nDirectoryPort=9\r\nPicturePath=" + m_Folder.System("pics") + "\r\n");
+    const auto device = MakeDevice();
+    OpenAndReply(*device);
+    device->SnapShot();
+    m_Peer.SendFrame(1, "");
+    ASSERT_TRUE(m_Events.WaitFor("snapshot"));
+    device->Close();
+    const std::string strPath = device->GetState()->m_strPictureFile;
+    EXPECT_TRUE(strPath.starts_with(m_Folder.System("pics") + m_Folder.System("snapshot") + "\\cam1-"))
+        << strPath;
+    EXPECT_TRUE(strPath.ends_with(".jpg"));
+    EXPECT_EQ(m_Events.CountOf("snapshot " + strPath), 1U);
+}
+
+TEST_F(TcpLink, DeviceThatSendsNothingServesNoFlag)
+{
+    const auto device = MakeDevice();
+    OpenAndReply(*device);
+    device->SnapShot();
+    device->Close();
+    EXPECT_EQ(device->GetState()->m_nFlags, FLAG_SNAPSHOT);
+    EXPECT_EQ(m_Events.CountOf("snapshot"), 0U);
+}
+
+}  // namespace

@@ -1,0 +1,320 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <thread>
+
+#include "model/NodeModel.h"
+#include "model/settings/GlobalSetting.h"
+#include "record/FileNames.h"
+#include "tests/remote/tcp/tcp_support.h"
+
+namespace
+{
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr std::uint32_t FIVE_MINUTES = 300000;
+
+class TcpRecording : public CTcpTest
+{
+  protected:
+    // What the file holds of a picture: the payload and 8 zero bytes.
+    std::vector<std::uint8_t> Recorded(std::size_t i) const
+    {
+        std::vector<std::uint8_t> bytes = m_Stream[i];
+        bytes.resize(bytes.size() + 8);
+        return bytes;
+    }
+    void ExpectPictures(const std::string& strPath, std::size_t first, std::size_t last) const
+    {
+        const auto packets = ReadAvi(strPath);
+        ASSERT_EQ(packets.size(), last - first) << strPath;
+        for (std::size_t i = first; i < last; ++i)
+            EXPECT_EQ(packets[i - first], Recorded(i)) << i;
+    }
+    // Waits until the clock's second has changed, as the names of files tell seconds apart.
+    static void AwaitNextSecond()
+    {
+        const std::time_t begun = std::time(nullptr);
+        while (std::time(nullptr) == begun)
+            std::this_thread::yield();
+    }
+};
+
+// size-counts-header
+TEST_F(TcpRecording, HoldsThePayloadsFromTheFirstKeyPictureOnWithEightZerosBehindEach)
+{
+    const auto device = MakeDevice();
+    OpenAndReply(*device);
+    SendAndWait(0, 3);
+    device->StartRecord(0);
+    SendAndWait(3, 12);
+    EXPECT_EQ(device->GetStatus(), STATUS_RECORDING);
+    device->StopRecord(0);
+    SendAndWait(12, 14);
+    EXPECT_EQ(device->GetStatus(), STATUS_OPEN);
+    device->Close();
+    ASSERT_EQ(Recordings().size(), 1U);
+    ExpectPictures(Recordings().front(), 5, 12);
+    EXPECT_EQ(m_Events.CountOf("tell IDS_RecordStarted"), 1U);
+    EXPECT_EQ(m_Events.CountOf("tell IDS_RecordStopped"), 1U);
+}
+
+TEST_F(TcpRecording, LiesUnderRecordPathNameAndTime)
+{
+    const auto device = MakeDevice();
+    device->SetName("../%s/cam");
+    OpenAndReply(*device);
+    device->StartRecord(0);
+    const std::time_t before = std::time(nullptr);
+    SendAndWait(0, 1);
+    const std::time_t after = std::time(nullptr);
+    device->Close();
+    bool bFound = false;
+    for (std::time_t time = before; time <= after; ++time)
+        bFound = bFound || device->GetState()->m_strRecordFile == m_Folder.System("rec") + "\\.._%s_cam\\" +
+                                                                      FormatTime(time, "%y-%m-%d-%H-%M-%S") +
+                                                                      ".avi";
+    EXPECT_TRUE(bFound) << device->GetState()->m_strRecordFile;
+    ASSERT_EQ(Recordings().size(), 1U);
+}
+
+TEST_F(TcpRecording, PayloadThatGivesNoPictureIsNotRecorded)
+{
+    const auto device = MakeDevice();
+    OpenAndReply(*device);
+    device->StartRecord(0);
+    m_Peer.SendFrame(0, "no picture at all");
+    m_Peer.SendFrame(1, "no media");
+    SendAndWait(0, 2);
+    device->StopRecord(0);
+    SendAndWait(2, 3);
+    device->Close();
+    ExpectPictures(Recordings().front(), 0, 2);
+    EXPECT_EQ(device->GetCounters().m_ulRefused, 1U);
+}
+
+TEST_F(TcpRecording, RollsOverAtFiveMinutesExactlyAndNotBefore)
+{
+    const auto device = MakeDevice();
+    OpenAndReply(*device);
+    m_Clock.Set(1000);
+    device->StartRecord(0);
+    SendAndWait(0, 5);
+    m_Clock.Set(1000 + FIVE_MINUTES - 1);
+    SendAndWait(5, 7);
+    EXPECT_EQ(Recordings().size(), 1U);
+    EXPECT_EQ(device->GetState()->m_nFlags, 0U);
+    AwaitNextSecond();
+    m_Clock.Set(1000 + FIVE_MINUTES);
+    SendAndWait(7, 8);  // the last one of the old file sets the requests
+    EXPECT_EQ(device->GetState()->m_nFlags, FLAG_STOP_RECORD | FLAG_START_RECORD);
+    SendAndWait(8, 15);
+    EXPECT_EQ(device->GetState()->m_nFlags, 0U);
+    device->StopRecord(0);
+    SendAndWait(15, 16);
+    device->Close();
+    const auto files = Recordings();
+    ASSERT_EQ(files.size(), 2U);
+    ExpectPictures(files[0], 0, 8);
+    ExpectPictures(files[1], 10, 15);  // from the next key picture on
+    EXPECT_EQ(m_Events.CountOf("tell IDS_RecordStarted"), 2U);
+    EXPECT_EQ(m_Events.CountOf("tell IDS_RecordStopped"), 2U);
+}
+
+TEST_F(TcpRecording, RollsOverForRealAfterItsPeriod)
+{
+    const auto device = MakeDevice();
+    device->GetSetup().clock = &SystemClock();
+    device->GetSetup().rolloverMs = 3000;
+    OpenAndReply(*device);
+    device->StartRecord(0);
+    SendAndWait(0, 5);
+    const std::uint32_t dwBegun = SystemClock().TickCount();
+    while (SystemClock().TickCount() - dwBegun < 3000)
+        std::this_thread::yield();
+    SendAndWait(5, 6);
+    SendAndWait(6, 13);
+    device->StopRecord(0);
+    SendAndWait(13, 14);
+    device->Close();
+    const auto files = Recordings();
+    ASSERT_EQ(files.size(), 2U);
+    ExpectPictures(files[0], 0, 6);
+    ExpectPictures(files[1], 10, 13);
+}
+
+TEST_F(TcpRecording, BrokenLinkLeavesAFileThatReadsToItsEndAndGetsItsTrailerAtTheNextStart)
+{
+    const auto device = MakeDevice();
+    OpenAndReply(*device);
+    device->StartRecord(0);
+    SendAndWait(0, 5);
+    m_Peer.HangUp();
+    ASSERT_TRUE(m_Events.WaitFor("destroy"));
+    EXPECT_EQ(device->GetStatus(), STATUS_RECORDING) << "a broken link doesn't stop a recording";
+    const auto files = Recordings();
+    ASSERT_EQ(files.size(), 1U);
+    EXPECT_EQ(ReadAvi(files[0]).size(), 5U);
+    device->Close();
+    const auto sizeBefore = std::filesystem::file_size(files[0]);
+    AwaitNextSecond();
+    device->Open();
+    ASSERT_TRUE(m_Peer.AcceptAndReply());
+    ASSERT_TRUE(m_Events.WaitFor("create 176x144", 2));
+    device->StartRecord(0);
+    SendAndWait(0, 5);
+    EXPECT_GT(std::filesystem::file_size(files[0]), sizeBefore) << "no trailer";
+    device->Close();
+    EXPECT_EQ(Recordings().size(), 2U);
+}
+
+TEST_F(TcpRecording, DestructionWritesTheTrailerAndNoRow)
+{
+    auto device = MakeDevice();
+    OpenAndReply(*device);
+    device->StartRecord(0);
+    SendAndWait(0, 5);
+    device->Close();
+    const auto sizeBefore = std::filesystem::file_size(Recordings().front());
+    device.reset();
+    EXPECT_GT(std::filesystem::file_size(Recordings().front()), sizeBefore);
+}
+
+TEST_F(TcpRecording, FolderThatCannotBeMadeStillCountsAsRecordingAndTheStreamRuns)
+{
+    m_Folder.Write("rec", "a file stands in the way");
+    const auto device = MakeDevice();
+    OpenAndReply(*device);
+    device->StartRecord(0);
+    SendAndWait(0, 10);
+    EXPECT_EQ(device->GetStatus(), STATUS_RECORDING);
+    device->StopRecord(0);
+    SendAndWait(10, 12);
+    EXPECT_EQ(device->GetStatus(), STATUS_OPEN);
+    device->Close();
+}
+
+// one-stop-at-a-time: the first device's stop is held inside its observers while the second one tries.
+class CHoldingObserver final : public CObserver
+{
+  public:
+    CHoldingObserver() { AttachObserver(this); }
+    ~CHoldingObserver() override
+    {
+        Release();
+        DetachObserver(this);
+    }
+    void Update(CNode*, std::string message) override
+    {
+        if (message != "IDS_RecordStopped") return;
+        std::unique_lock lock(m_cs);
+        ++m_iHeld;
+        m_Changed.notify_all();
+        m_Changed.wait(lock, [this] { return m_bReleased; });
+    }
+    bool WaitUntilHeld()
+    {
+        std::unique_lock lock(m_cs);
+        return m_Changed.wait_for(lock, std::chrono::seconds(10), [this] { return m_iHeld > 0; });
+    }
+    void Release()
+    {
+        const std::lock_guard lock(m_cs);
+        m_bReleased = true;
+        m_Changed.notify_all();
+    }
+
+  private:
+    std::mutex m_cs;
+    std::condition_variable m_Changed;
+    int m_iHeld = 0;
+    bool m_bReleased = false;
+};
+
+TEST_F(TcpRecording, SecondDeviceThatStopsAtTheSameMomentIsRefusedAndTriesAgain)
+{
+    CDevice first;
+    first.SetStatus(STATUS_OPEN);
+    ASSERT_TRUE(first.StartRecording(13, 176, 144, 0, m_Folder.System("first.avi")));
+    const auto second = MakeDevice();
+    OpenAndReply(*second);
+    second->StartRecord(0);
+    SendAndWait(0, 5);
+    {
+        CHoldingObserver holding;
+        std::thread stop([&] { EXPECT_TRUE(first.StopRecording()); });
+        ASSERT_TRUE(holding.WaitUntilHeld());
+        second->StopRecord(0);
+        second->GetState()->m_nFlags.SetBits(FLAG_START_RECORD);
+        SendAndWait(5, 7);  // recorded in the old file: the stop is refused, the start behind it fails
+        EXPECT_EQ(second->GetStatus(), STATUS_RECORDING);
+        EXPECT_EQ(second->GetState()->m_nFlags, FLAG_STOP_RECORD | FLAG_START_RECORD);
+        holding.Release();
+        stop.join();
+    }
+    AwaitNextSecond();
+    SendAndWait(7, 8);
+    EXPECT_EQ(second->GetState()->m_nFlags, 0U);
+    EXPECT_EQ(second->GetStatus(), STATUS_RECORDING);
+    second->Close();
+    const auto files = Recordings();
+    ASSERT_EQ(files.size(), 2U);
+    ExpectPictures(files[0], 0, 7);
+}
+
+class DeviceRecording : public CTcpTest
+{
+  protected:
+    DeviceRecording() { m_pDevice = &m_Device; }
+    CDevice m_Device;
+};
+
+TEST_F(DeviceRecording, StartsOnlyFromTheOpenStatusAndTellsNobodyElse)
+{
+    EXPECT_FALSE(m_Device.StartRecording(13, 176, 144, 0, m_Folder.System("a.avi")));
+    m_Device.SetStatus(STATUS_RECORDING);
+    EXPECT_FALSE(m_Device.StartRecording(13, 176, 144, 0, m_Folder.System("a.avi")));
+    EXPECT_THAT(m_Events.All(), IsEmpty());
+}
+
+TEST_F(DeviceRecording, WithoutAPlaceTellsSoWithNoSender)
+{
+    CNodeModel::GetInstance()->GetGlobalSetting()->m_bsStorageDrive.reset();
+    m_Device.SetStatus(STATUS_OPEN);
+    EXPECT_FALSE(m_Device.StartRecording(13, 176, 144, 0, ""));
+    EXPECT_THAT(m_Events.All(), ElementsAre("tell nobody IDS_NoStoragePath"));
+    EXPECT_EQ(m_Device.GetStatus(), STATUS_OPEN);
+}
+
+TEST_F(DeviceRecording, StopOfADeviceThatDoesNotRecordIsTrueAndSilent)
+{
+    EXPECT_TRUE(m_Device.StopRecording());
+    EXPECT_THAT(m_Events.All(), IsEmpty());
+}
+
+TEST_F(DeviceRecording, FileThatCannotBeMadeStillStarts)
+{
+    m_Device.SetStatus(STATUS_OPEN);
+    EXPECT_TRUE(m_Device.StartRecording(28, 176, 144, 4, m_Folder.System("not/there/a.avi")));
+    EXPECT_EQ(m_Device.GetStatus(), STATUS_RECORDING);
+    EXPECT_TRUE(m_Device.StopRecording());
+}
+
+TEST_F(DeviceRecording, WritesSoundBehindTheFirstKeyPicture)
+{
+    m_Device.SetStatus(STATUS_OPEN);
+    const std::vector<std::uint8_t> sound(160, 0x80);
+    m_Device.WriteAudio(sound.data(), 160);
+    ASSERT_TRUE(m_Device.StartRecording(13, 176, 144, 0, m_Folder.System("a.avi")));
+    m_Device.WriteAudio(sound.data(), 160);
+    m_Device.WriteVideo(m_Stream[0].data(), static_cast<std::int32_t>(m_Stream[0].size()), 1);
+    m_Device.WriteAudio(sound.data(), 160);
+    m_Device.StopRecording();
+    m_Device.WriteVideo(m_Stream[0].data(), static_cast<std::int32_t>(m_Stream[0].size()), 1);
+    EXPECT_EQ(ReadAvi(m_Folder.Path("a.avi")).size(), 2U);
+}
+
+}  // namespace
