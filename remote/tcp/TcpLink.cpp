@@ -10,13 +10,14 @@
 #include <utility>
 
 #include "codec/decoder.h"
+#include "inc/CxLog.h"
+#include "inc/LogLine.h"
 #include "inc/OutputDebugString.h"
 #include "platform/files/profile.h"
 #include "platform/os/paths.h"
 #include "record/FileNames.h"
 #include "record/Muxer.h"
 #include "remote/Recording.h"
-#include "remote/p2p/LinkLog.h"
 #include "remote/tcp/Framing.h"
 #include "remote/udp/StreamReply.h"
 #include "render/CellPool.h"
@@ -72,7 +73,7 @@ void CTcpLink::Run()
     try {
         Receive();
     } catch (const std::exception& fault) {
-        LogLink("CTcpLink::Run", m_pState->GetName() + " ends: " + fault.what());
+        LogLine(LOG_WARNING, "CTcpLink::Run", m_pState->GetName() + " ends: " + fault.what());
     }
     CleanUp();
 }
@@ -120,9 +121,10 @@ bool CTcpLink::OpenPicture()
     m_iCodec = bH264 ? CODEC_ID_H264 : CODEC_ID_MPEG4;
     if (m_iWidth < 0 || m_iHeight < 0 || !IsWithinLimit({m_iWidth, m_iHeight})) {
         // As a decoder that does not open: the stream goes on and nothing of it is shown or recorded.
-        LogLink("CTcpLink::OpenPicture", m_pState->GetName() + ": pictures of " + std::to_string(m_iWidth) +
-                                             " x " + std::to_string(m_iHeight) + ", at most " +
-                                             std::to_string(PICTURE_LIMIT_SAMPLES) + " samples are shown");
+        LogLine(LOG_WARNING, "CTcpLink::OpenPicture",
+                m_pState->GetName() + ": pictures of " + std::to_string(m_iWidth) + " x " +
+                    std::to_string(m_iHeight) + ", at most " + std::to_string(PICTURE_LIMIT_SAMPLES) +
+                    " samples are shown");
         return true;
     }
     if (bH264) {

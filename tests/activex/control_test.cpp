@@ -475,7 +475,7 @@ TEST_F(ControlTest, IsClassicUnlessTheContainerAsksBeforeTheWindowIsMade)
 {
     CActiveXCtrl& control = Create();
     CComPtr<IControlProfile> profile;
-    ASSERT_EQ(control.QueryInterface(IControlProfile::IID, profile.Receive()), S_OK);
+    ASSERT_EQ(profile.Query(static_cast<IDispatch&>(control)), S_OK);
     EXPECT_EQ(GetProfile(), EProfile::Classic);
     EXPECT_EQ(profile->SetProfile("other"), E_INVALIDARG);
     EXPECT_EQ(profile->SetProfile("operator"), S_OK);
