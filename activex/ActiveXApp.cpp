@@ -79,22 +79,28 @@ CActiveXApp& GetApp()
     return app;
 }
 
+HRESULT CallStarted(const char* name, const std::function<HRESULT()>& work)
+{
+    try {
+        const CModuleLock lock;
+        return GetApp().EnsureStarted() ? work() : E_FAIL;
+    } catch (const std::exception& fault) {
+        LogFault(name, fault.what());
+        return E_FAIL;
+    }
+}
+
 HRESULT GetClassObject(const UUID& classId, const UUID& iid, void** factory)
 {
     if (factory == nullptr) return E_POINTER;
     *factory = nullptr;
     if (classId != CLSID_ActiveXCtrl) return CLASS_E_CLASSNOTAVAILABLE;
-    try {
-        const CModuleLock lock;
-        if (!GetApp().EnsureStarted()) return E_FAIL;
+    return CallStarted("DllGetClassObject", [&] {
         auto* const made = new CActiveXCtrl::CActiveXCtrlFactory;
         const HRESULT result = made->QueryInterface(iid, factory);
         made->Release();
         return result;
-    } catch (const std::exception& fault) {
-        LogFault("DllGetClassObject", fault.what());
-        return E_FAIL;
-    }
+    });
 }
 
 HRESULT CanUnloadNow()

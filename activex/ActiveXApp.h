@@ -44,6 +44,10 @@ class CActiveXApp
 /// The module object of this module; it is never destroyed.
 CActiveXApp& GetApp();
 
+/// Runs an entry's work once the module has started, as it would at loading: without its skin it answers E_FAIL
+/// to everything, and so does work that throws. What the call alone has started ends with it.
+HRESULT CallStarted(const char* name, const std::function<HRESULT()>& work);
+
 /// What the exports answer with. Nothing of them throws.
 HRESULT GetClassObject(const UUID& classId, const UUID& iid, void** factory);
 /// S_OK when no object, no lock and no thread is left.

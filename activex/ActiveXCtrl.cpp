@@ -1,5 +1,6 @@
 #include "activex/ActiveXCtrl.h"
 
+#include <QApplication>
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
@@ -8,6 +9,7 @@
 
 #include "activex/ActiveXApp.h"
 #include "inc/LogLine.h"
+#include "model/settings/SystemSettings.h"
 #include "platform/component/component_registry.h"
 #include "platform/os/paths.h"
 #include "platform/qt/Keys.h"
@@ -36,6 +38,11 @@ class CActiveXCtrl::CWidget : public QWidget
     {
         setObjectName(QStringLiteral("STATIC"));
         setFocusPolicy(Qt::ClickFocus);
+        connect(qApp, &QApplication::focusChanged, this, [this](const QWidget*, const QWidget* now) {
+            // The container's other controls take over; a window that merely goes to the back changes nothing.
+            if (now != nullptr && now->window() == window() && now != this && !isAncestorOf(now))
+                m_Control.m_bUIActive = false;
+        });
     }
     ~CWidget() override { m_Control.WindowGoes(); }
 
@@ -165,6 +172,14 @@ HRESULT CActiveXCtrl::CreateControlWindow(void* parent)
     return result;
 }
 
+HRESULT CActiveXCtrl::SetProfile(const std::string& name)
+{
+    if (m_pWidget != nullptr) return E_FAIL;
+    if (name != "classic" && name != "operator") return E_INVALIDARG;
+    AskForProfile(name == "operator" ? EProfile::Operator : EProfile::Classic);
+    return S_OK;
+}
+
 std::int32_t CActiveXCtrl::OnCreate()
 {
     if (m_pSite != nullptr) {
@@ -172,7 +187,7 @@ std::int32_t CActiveXCtrl::OnCreate()
         IUnknown* container = nullptr;
         if (SUCCEEDED(m_pSite->GetContainer(&container)) && container != nullptr) container->Release();
     }
-    m_Panel.Create(CMainDialog::TEMPLATE, m_pWidget);  // the result is not looked at
+    m_Panel.Create(m_pWidget);  // the result is not looked at
     OnActivateInPlace(true);
     return 0;
 }
@@ -242,6 +257,7 @@ LRESULT CActiveXCtrl::WindowProc(std::uint32_t, WPARAM, LPARAM)
 
 EPreTranslate CActiveXCtrl::PreTranslate(MSG& message)
 {
+    if (message.message == WM_LBUTTONDOWN) OnMouseActivate();  // on whatever panel it was
     const bool routed =
         message.message == WM_KEYDOWN || message.message == WM_KEYUP || message.message == MESSAGE_9;
     if (routed && IsRoutedKey(message.wParam)) {

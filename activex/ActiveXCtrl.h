@@ -7,6 +7,7 @@
 
 #include "activex/MainDialog.h"
 #include "inc/host/ControlMessages.h"
+#include "inc/host/ControlProfile.h"
 #include "inc/host/ControlReport.h"
 #include "inc/host/ControlWindow.h"
 #include "platform/component/component.h"
@@ -33,7 +34,8 @@ struct XPropertySet {
 /// The control, one for each embedding: a parameter interface that hands a text through, and a window with the
 /// main panel in it. All that the system does is started by the operator in that panel; nothing reads the
 /// parameters. On the host's thread only.
-class CActiveXCtrl : public CUnknown<IDispatch, IEventSource, IControlWindow, IControlReport, IControlMessages>,
+class CActiveXCtrl : public CUnknown<IDispatch, IEventSource, IControlWindow, IControlReport, IControlMessages,
+                                     IControlProfile>,
                      public IPreTranslate
 {
   public:
@@ -61,6 +63,8 @@ class CActiveXCtrl : public CUnknown<IDispatch, IEventSource, IControlWindow, IC
                  std::int32_t height) override;
     HRESULT DestroyControlWindow() override;
     void* GetControlWindow() override;
+    // IControlProfile
+    HRESULT SetProfile(const std::string& name) override;
     // IControlReport
     HRESULT GetChannels(std::vector<XChannelReport>& channels) override;
     // IControlMessages
@@ -73,7 +77,8 @@ class CActiveXCtrl : public CUnknown<IDispatch, IEventSource, IControlWindow, IC
     HWND Handle() const { return m_pHandle != nullptr ? m_pHandle->Get() : HWND::Null; }
 
     /// Key down, key up and message 9 of Return, End, Home and the arrows go to the control's own window and
-    /// are handled, so that the host does not take them; characters go there too and pass on all the same.
+    /// are handled, so that the host does not take them; characters go there too and pass on all the same. The
+    /// left button on any panel activates a control that has lost the container's attention.
     EPreTranslate PreTranslate(MSG& message) override;
 
   protected:

@@ -11,7 +11,7 @@
 #include "common/RenderWnd.h"
 #include "model/NodeModel.h"
 #include "model/archive/XMLInputArchive.h"
-#include "model/layout/XRenderWnd.h"
+#include "model/layout/LayoutRecords.h"
 #include "model/settings/Language.h"
 #include "model/tree/CompositeIterator.h"
 #include "model/tree/Devices.h"
@@ -49,7 +49,10 @@ void ExitProcess(int code)
 }  // namespace
 
 CMainDialog::CMainDialog(CLogonRemoteDlg::STATION_FACTORY stations, EXIT exit, SOCKET_START startSockets)
-    : m_Logon(std::move(stations)), m_pExit(exit != nullptr ? exit : ExitProcess), m_pStartSockets(startSockets)
+    : CDialog(TEMPLATE),
+      m_Logon(std::move(stations)),
+      m_pExit(exit != nullptr ? exit : ExitProcess),
+      m_pStartSockets(startSockets)
 {
 }
 

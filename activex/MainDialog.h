@@ -65,7 +65,7 @@ class CMainDialog : public CDialog, public CObserver
     bool IsCycling() const { return m_bPageCycle; }
 
   protected:
-    bool OnLoadTemplate(int templateNumber) override;
+    void OnCreateControls() override;
     std::int32_t OnCreate() override;
     bool OnInitDialog() override;
     void OnDestroy() override;

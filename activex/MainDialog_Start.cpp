@@ -12,10 +12,9 @@
 #include "inc/CxLog.h"
 #include "inc/LogLine.h"
 #include "model/archive/XMLInputArchive.h"
-#include "model/layout/XMainWnd.h"
-#include "model/layout/XRenderWnd.h"
+#include "model/layout/LayoutRecords.h"
 #include "model/settings/Language.h"
-#include "platform/files/profile.h"
+#include "model/settings/SystemSettings.h"
 #include "platform/os/language.h"
 #include "platform/os/paths.h"
 #include "platform/qt/QtPlatform.h"
@@ -56,11 +55,9 @@ int g_iHookUsers = 0;
 
 }  // namespace
 
-bool CMainDialog::OnLoadTemplate(int templateNumber)
+void CMainDialog::OnCreateControls()
 {
-    if (templateNumber != TEMPLATE) return false;
     AddControl(LOGO_CONTROL, new QLabel(Widget()));
-    return true;
 }
 
 bool CMainDialog::OnInitDialog()
@@ -93,9 +90,7 @@ bool CMainDialog::OnInitDialog()
 // Written at each start, so it overrides whatever was there.
 void CMainDialog::SetSystemLanguage()
 {
-    const std::string path = GetModuleDirectory() + "config\\system.ini";
-    const std::string file = std::string(GetLanguageName(GetSystemDefaultLangID())) + ".ini";
-    WritePrivateProfileStringA("System", "Language", file.c_str(), path.c_str());
+    WriteSetting(ESetting::Language, std::string(GetLanguageName(GetSystemDefaultLangID())) + ".ini");
 }
 
 // Keys, and the left button, reach the module's windows before the host's message loop has its way with them.
@@ -175,6 +170,8 @@ void CMainDialog::CreateButton(const XWnd& wnd)
     auto* const button = AddControl(BUTTON_BASE + wnd.resource_id, new QPushButton(Widget()));
     m_Buttons[static_cast<std::size_t>(wnd.resource_id)] = button;
     SkinControl(button, wnd.skin_id.c_str());
+    // The style bit that the system adds here moves a check mark to the right of its text: a push button has
+    // none, so there is nothing to build for it.
     button->setToolTip(Text(wnd.tool_tip));
     button->setAccessibleName(Text(wnd.tool_tip));
     button->setGeometry(wnd.rect.left, wnd.rect.top, wnd.rect.right, wnd.rect.bottom);
@@ -193,15 +190,11 @@ bool CMainDialog::CreateGrid()
 void CMainDialog::AddFolders()
 {
     if (m_pSideBar == nullptr) return;
-    const struct {
-        CDialog* m_pPanel;
-        int m_iTemplate;
-    } panels[] = {{&m_Logon, CLogonRemoteDlg::TEMPLATE}, {&m_Tree, CTreeDlg::TEMPLATE}};
+    CDialog* const panels[] = {&m_Logon, &m_Tree};
     for (std::size_t i = 0; i < std::size(FOLDERS); ++i) {
         const QIcon icon = MakeFolderIcon(FOLDERS[i].m_iIcon);
-        const bool built =
-            i < std::size(panels) && panels[i].m_pPanel->Create(panels[i].m_iTemplate, m_pSideBar);
-        m_pSideBar->AddFolder(Text(FOLDERS[i].m_szKey), icon, built ? panels[i].m_pPanel->Widget() : nullptr);
+        const bool built = i < std::size(panels) && panels[i]->Create(m_pSideBar);
+        m_pSideBar->AddFolder(Text(FOLDERS[i].m_szKey), icon, built ? panels[i]->Widget() : nullptr);
     }
 }
 

@@ -61,7 +61,8 @@ std::vector<Stream> Streams()
                                 .frames = c.frames,
                                 .gop = c.scene == Still ? 75 : 25,
                                 .cabac = cabac,
-                                .kilobits = c.kilobits}});
+                                .kilobits = c.kilobits,
+                                .crf = 29}});
         }
     }
     return streams;

@@ -36,6 +36,10 @@ if(_sanitize)
   # keeps the warning.
   target_compile_options(watchwall_options INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
 endif()
+if(WATCHWALL_HARDEN)
+  target_compile_options(watchwall_options INTERFACE -fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+  target_link_options(watchwall_options INTERFACE -Wl,-z,relro -Wl,-z,now)
+endif()
 if(WATCHWALL_BUILD_FUZZ)
   set(_fuzz -fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all)
   target_compile_options(watchwall_options INTERFACE ${_fuzz} -g)
@@ -68,26 +72,45 @@ function(_watchwall_glob variable pattern)
   set(${variable} ${files} PARENT_SCOPE)
 endfunction()
 
+# The real name of a library of ours behind its short one; what is none of ours stays as it is.
+function(_watchwall_real_names variable)
+  set(names "")
+  foreach(name IN LISTS ARGN)
+    if(TARGET watchwall_${name})
+      set(name watchwall_${name})
+    endif()
+    list(APPEND names "${name}")
+  endforeach()
+  set(${variable} ${names} PARENT_SCOPE)
+endfunction()
+
 # watchwall_library(NAME [ROOMS ...] [LINKS ...] [PRIVATE_LINKS ...]): a static library of all *.cpp in this folder and in
-# the sub-folders named as ROOMS, with the alias watchwall::NAME. Headers are included from the root of the tree: "codec/decoder.h".
+# the sub-folders named as ROOMS: the target watchwall_NAME, so that it meets no target of a project that adds this one,
+# with the alias watchwall::NAME and, within this project, NAME. Headers are included from the root of the tree:
+# "codec/decoder.h".
 function(watchwall_library name)
   cmake_parse_arguments(arg "" "" "ROOMS;LINKS;PRIVATE_LINKS" ${ARGN})
   _watchwall_glob(sources "*.cpp" ${arg_ROOMS})
   _watchwall_glob(headers "*.h" ${arg_ROOMS})
+  _watchwall_real_names(links ${arg_LINKS})
+  set(target watchwall_${name})
   if(sources)
     watchwall_vector_options(${sources})
-    add_library(${name} STATIC ${sources} ${headers})
-    target_include_directories(${name} PUBLIC "${PROJECT_SOURCE_DIR}")
-    target_compile_features(${name} PUBLIC cxx_std_20)
-    target_link_libraries(${name} PUBLIC ${arg_LINKS} Threads::Threads
-                          PRIVATE $<BUILD_INTERFACE:watchwall_options> ${arg_PRIVATE_LINKS})
+    add_library(${target} STATIC ${sources} ${headers})
+    set(scope PUBLIC)
+    target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:watchwall_options> ${arg_PRIVATE_LINKS})
   else()
-    add_library(${name} INTERFACE ${headers})
-    target_include_directories(${name} INTERFACE "${PROJECT_SOURCE_DIR}")
-    target_compile_features(${name} INTERFACE cxx_std_20)
-    target_link_libraries(${name} INTERFACE ${arg_LINKS} Threads::Threads)
+    add_library(${target} INTERFACE ${headers})
+    set(scope INTERFACE)
   endif()
-  add_library(watchwall::${name} ALIAS ${name})
+  target_include_directories(${target} ${scope} "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>"
+                                                "$<INSTALL_INTERFACE:include/watchwall>")
+  target_compile_features(${target} ${scope} cxx_std_20)
+  target_link_libraries(${target} ${scope} ${links} Threads::Threads)
+  add_library(watchwall::${name} ALIAS ${target})
+  if(PROJECT_IS_TOP_LEVEL)
+    add_library(${name} ALIAS ${target})
+  endif()
 endfunction()
 
 # watchwall_tests(NAME [ROOMS ...] [LINKS ...]): the *_test.cpp of this folder, and of its ROOMS, as the programs NAME_tests and, for those named

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "common/GridState.h"
-#include "model/layout/XRenderWnd.h"
+#include "model/layout/LayoutRecords.h"
 #include "platform/os/threads.h"
 #include "platform/qt/WindowHandle.h"
 

@@ -15,8 +15,7 @@
 #include "model/archive/XMLInputArchive.h"
 #include "model/archive/XMLOutputArchive.h"
 #include "model/archive/XmlDepth.h"
-#include "model/layout/XMainWnd.h"
-#include "model/layout/XRenderWnd.h"
+#include "model/layout/LayoutRecords.h"
 #include "model/tree/Folder.h"
 #include "remote/RemoteClasses.h"
 

@@ -58,6 +58,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     CChecker checker;
     CChannels channels;
     CRendezvous rendezvous(checker);
+    rendezvous.Reserve("1001", DEVICE);
     CDeviceLink device(Setup(), channels, checker);
     const CDirectory directory("1001", 4, {"front-door"});
     XFaultRates rates;

@@ -18,6 +18,11 @@ QString Hex(HRESULT result)
     return QStringLiteral("0x%1").arg(static_cast<std::uint32_t>(result), 8, 16, QChar('0'));
 }
 
+QString RegistryFile()
+{
+    return QString::fromStdString(HostPath(GetComponentRegistryPath()));
+}
+
 // Null, with a message, when the file can't be loaded or lacks the entry.
 template <typename ENTRY>
 ENTRY FindEntry(const QString& path, const char* name, QString& message)
@@ -45,64 +50,99 @@ QString WhyNotStarted()
         .arg(QString::fromStdString(HostPath(GetModuleDirectory() + "config\\skin.smf")));
 }
 
-bool Register(const QString& path, QString& message)
+// Has the module at `path` put itself into the registry, or take itself out.
+bool Call(const QString& path, const char* entry, const char* fault, QString& message)
 {
-    const auto entry = FindEntry<DLLREGISTERSERVER>(path, "DllRegisterServer", message);
-    if (entry == nullptr) return false;
-    const HRESULT result = entry();
+    const auto call = FindEntry<DLLREGISTERSERVER>(path, entry, message);
+    if (call == nullptr) return false;
+    const HRESULT result = call();
     if (SUCCEEDED(result)) return true;
-    message = result == E_FAIL
-                  ? WhyNotStarted()
-                  : QStringLiteral("The control can't be registered in %1 (%2). Is the folder writable?")
-                        .arg(QString::fromStdString(HostPath(GetComponentRegistryPath())), Hex(result));
+    message = result == E_FAIL ? WhyNotStarted()
+                               : QStringLiteral("The control can't be %1 in %2 (%3). Is the folder writable?")
+                                     .arg(QLatin1String(fault), RegistryFile(), Hex(result));
     return false;
 }
 
-// Where the registered module lies on this machine; empty when it isn't registered or is gone.
-QString FindRegistered(UUID& classId)
+bool Register(const QString& path, QString& message)
 {
-    XClassRegistration entry;
-    if (!ComponentRegistry().FindClass(ACTIVEX_PROGID, entry)) return {};
-    const QString path = QString::fromStdString(HostPath(entry.strModule));
-    classId = entry.Id;
-    return QFileInfo(path).isFile() ? path : QString();
+    return Call(path, "DllRegisterServer", "registered", message);
 }
 
-// The module of a built or an installed program; empty when there is none.
+// The module that is registered, as a path of this machine, and whether its file is there; empty when none is.
+QString FindRegistered(bool& living)
+{
+    XClassRegistration entry;
+    living = false;
+    if (!ComponentRegistry().FindClass(ACTIVEX_PROGID, entry)) return {};
+    const QString path = QString::fromStdString(HostPath(entry.strModule));
+    living = QFileInfo(path).isFile();
+    return path;
+}
+
+// The module of a built or an installed program, and the place beside it when there is none.
 QString FindOwn()
 {
     const QString folder = QCoreApplication::applicationDirPath();
-    for (const QString& place : {folder + '/' + MODULE_NAME, folder + "/../lib/watchwall/" + MODULE_NAME}) {
+    const QString beside = folder + '/' + MODULE_NAME;
+    for (const QString& place : {beside, folder + "/../lib/watchwall/" + MODULE_NAME}) {
         if (QFileInfo(place).isFile()) return QFileInfo(place).canonicalFilePath();
     }
-    return {};
+    return beside;
+}
+
+// What to load: the module that is named, the program's own, the registered one. The first of these that is
+// there is registered when no living one is; another install's registration stays as it is.
+QString ChooseModule(const QString& named, QString& message)
+{
+    bool living = false;
+    const QString registered = FindRegistered(living);
+    const QString own = FindOwn();
+    const bool use_registered = named.isEmpty() && living && !QFileInfo(own).isFile();
+    if (use_registered) return registered;
+    QString path = named.isEmpty() ? own : named;
+    if (!living && !Register(path, message)) path.clear();
+    return path;
 }
 
 }  // namespace
 
+bool RegisterControl(const QString& module, QString& message)
+{
+    bool living = false;
+    const QString former = FindRegistered(living);
+    const QString path = QFileInfo(module.isEmpty() ? FindOwn() : module).absoluteFilePath();
+    if (!Register(path, message)) return false;
+    message =
+        QStringLiteral("%1 is registered as %2 in %3").arg(path, QLatin1String(ACTIVEX_PROGID), RegistryFile());
+    if (living && QFileInfo(former).canonicalFilePath() != QFileInfo(path).canonicalFilePath())
+        message += QStringLiteral(", in place of ") + former;
+    return true;
+}
+
+bool UnregisterControl(const QString& module, QString& message)
+{
+    bool living = false;
+    const QString registered = FindRegistered(living);
+    if (registered.isEmpty()) {
+        message = QStringLiteral("nothing is registered as %1 in %2")
+                      .arg(QLatin1String(ACTIVEX_PROGID), RegistryFile());
+        return true;
+    }
+    const QString through = !module.isEmpty() ? module : living ? registered : FindOwn();
+    if (!Call(through, "DllUnregisterServer", "unregistered", message)) return false;
+    message = QStringLiteral("%1 is no longer registered in %2").arg(registered, RegistryFile());
+    return true;
+}
+
 CComPtr<IControlWindow> LoadControl(const QString& module, QString& message)
 {
-    UUID class_id;
-    QString path = module.isEmpty() ? FindRegistered(class_id) : QString();
-    // A program that was moved or built anew uses the module that came with it.
-    const QString own = FindOwn();
-    const bool other = !own.isEmpty() && QFileInfo(path).canonicalFilePath() != own;
-    if (path.isEmpty() || other) {
-        const QString beside = QCoreApplication::applicationDirPath() + '/' + MODULE_NAME;
-        const QString wanted = !module.isEmpty() ? module : own.isEmpty() ? beside : own;
-        if (!Register(wanted, message)) return {};
-        path = FindRegistered(class_id);
-        if (path.isEmpty()) {
-            message = QStringLiteral("The control was registered, but %1 does not name its module.")
-                          .arg(QString::fromStdString(HostPath(GetComponentRegistryPath())));
-            return {};
-        }
-    }
+    const QString path = ChooseModule(module, message);
+    if (path.isEmpty()) return {};
     const auto get_class_object = FindEntry<DLLGETCLASSOBJECT>(path, "DllGetClassObject", message);
     if (get_class_object == nullptr) return {};
     CComPtr<IClassFactory> factory;
-    HRESULT result =
-        factory.Receive([&](void** object) { return get_class_object(class_id, IClassFactory::IID, object); });
+    HRESULT result = factory.Receive(
+        [&](void** object) { return get_class_object(CLSID_ActiveXCtrl, IClassFactory::IID, object); });
     CComPtr<IControlWindow> control;
     if (SUCCEEDED(result)) result = control.Create(*factory);
     if (FAILED(result))

@@ -30,8 +30,10 @@ PARSED ParseOptions(const QStringList& arguments, XOptions& options, QString& me
     const QCommandLineOption help({"h", "help"}, "Shows this text.");
     const QCommandLineOption version({"v", "version"}, "Shows the version.");
     const QCommandLineOption home("home", "Module directory (config, dvr.db) for this run.", "DIR");
-    const QCommandLineOption module("module", "Module to register and use in place of the program's own.",
-                                    "FILE");
+    const QCommandLineOption module("module", "Module to use in place of the program's own.", "FILE");
+    const QCommandLineOption register_("register",
+                                       "Registers the module for all programs of the user, and ends.");
+    const QCommandLineOption unregister("unregister", "Takes the module's registration out, and ends.");
     const QCommandLineOption seconds("seconds", "Closes the window after S seconds.", "S");
     const QCommandLineOption screenshot(
         "screenshot", "Writes the window as it is on the screen, just before the end.", "FILE.png");
@@ -42,8 +44,8 @@ PARSED ParseOptions(const QStringList& arguments, XOptions& options, QString& me
     const QCommandLineOption full_screen("full-screen", "Shows the wall in full screen.");
     const QCommandLineOption report("report", "Writes what the channels did, as JSON, at the end.",
                                     "FILE.json");
-    parser.addOptions(
-        {help, version, home, module, logon, open, layout, full_screen, seconds, screenshot, report});
+    parser.addOptions({help, version, home, module, register_, unregister, logon, open, layout, full_screen,
+                       seconds, screenshot, report});
     if (!parser.parse(arguments)) {
         message = parser.errorText();
         return PARSED::Wrong;
@@ -97,5 +99,10 @@ PARSED ParseOptions(const QStringList& arguments, XOptions& options, QString& me
             return PARSED::Wrong;
         }
     }
-    return PARSED::Run;
+    if (parser.isSet(register_) && parser.isSet(unregister)) {
+        message = QStringLiteral("--register and --unregister are the opposite of each other");
+        return PARSED::Wrong;
+    }
+    if (parser.isSet(register_)) return PARSED::Register;
+    return parser.isSet(unregister) ? PARSED::Unregister : PARSED::Run;
 }

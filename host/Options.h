@@ -7,7 +7,7 @@
 /// What the command line asks for.
 struct XOptions {
     QString m_strHome;        // module directory for this run; empty: by the rules of the platform layer
-    QString m_strModule;      // module to register on first start; empty: activex.ocx beside the program
+    QString m_strModule;      // module to use; empty: the program's own
     QString m_strScreenshot;  // PNG file, taken just before the end; empty: none
     int m_iSeconds = 0;       // 0: until the window is closed
     bool m_bFullScreen = false;
@@ -22,7 +22,7 @@ struct XOptions {
     bool IsScripted() const { return !m_strLogon.isEmpty() || m_iLayout > 0 || m_bFullScreen; }
 };
 
-enum class PARSED { Run, Help, Version, Wrong };
+enum class PARSED { Run, Register, Unregister, Help, Version, Wrong };
 
 /// Reads the arguments (the program's name first). On Wrong `message` says what is wrong, on Help and Version
 /// it is the text asked for.

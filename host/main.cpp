@@ -51,6 +51,17 @@ PARSED ReadCommandLine(int argc, char** argv, XOptions& options, QString& messag
     return ParseOptions(QCoreApplication::arguments(), options, message);
 }
 
+// Needs no display.
+int Register(PARSED parsed, int argc, char** argv, const XOptions& options)
+{
+    const QCoreApplication application(argc, argv);  // by which the program's own module is found
+    QString message;
+    const bool done = parsed == PARSED::Register ? RegisterControl(options.m_strModule, message)
+                                                 : UnregisterControl(options.m_strModule, message);
+    Print(done ? stdout : stderr, "watchwall: " + message);
+    return done ? 0 : EXIT_NO_CONTROL;
+}
+
 // Keeps the exit code of the first fault; each is told.
 class CFaults
 {
@@ -181,7 +192,8 @@ int main(int argc, char** argv)
     since_start.start();
     XOptions options;
     QString message;
-    switch (ReadCommandLine(argc, argv, options, message)) {
+    const PARSED parsed = ReadCommandLine(argc, argv, options, message);
+    switch (parsed) {
         case PARSED::Help:
         case PARSED::Version:
             Print(stdout, message);
@@ -189,6 +201,8 @@ int main(int argc, char** argv)
         case PARSED::Wrong:
             Print(stderr, "watchwall: " + message + "\nwatchwall --help shows what it takes.");
             return EXIT_WRONG_USE;
+        case PARSED::Register:
+        case PARSED::Unregister:
         case PARSED::Run:
             break;
     }
@@ -201,6 +215,7 @@ int main(int argc, char** argv)
         // Host and module each have their own copy of the platform layer; the environment reaches both.
         qputenv("WATCHWALL_HOME", home.absoluteFilePath().toLocal8Bit());
     }
+    if (parsed != PARSED::Run) return Register(parsed, argc, argv, options);
     if (!CanWriteOutputs(options)) return EXIT_NOT_WRITTEN;
     // Cells are X windows: under Wayland they come through its X server.
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "xcb");

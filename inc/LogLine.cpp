@@ -1,23 +1,29 @@
 #include "inc/LogLine.h"
 
 #include <cstdio>
+#include <exception>
 
 #include "inc/CxLog.h"
+#include "inc/EscapeControls.h"
 #include "inc/OutputDebugString.h"
 
-void LogLine(std::int32_t level, const char* function, const std::string& message, std::source_location place)
+void LogLine(std::int32_t level, const char* function, const std::string& message, const char* file,
+             std::int32_t line)
 {
-    if (CxLog* const log = CxLog::Find())
-        log->Log(place.file_name(), function, static_cast<std::int32_t>(place.line()), level, "%s",
-                 message.c_str());
-    else
-        OutputDebugStringA(message + "\n");
+    try {
+        if (CxLog* const log = CxLog::Find())
+            log->Log(file, function, line, level, "%s", EscapeControls(message, "\n\t").c_str());
+        else
+            OutputDebugStringA(message + "\n");
+    } catch (const std::exception&) {
+        // No memory for a line, or no thread for the log: there is no other place to tell it.
+    }
 }
 
-void LogFault(const char* function, const std::string& message, std::source_location place)
+void LogFault(const char* function, const std::string& message, const char* file, std::int32_t line)
 {
-    LogLine(LOG_ERROR, function, message, place);
-    const std::string line = "watchwall: " + message + "\n";
-    std::fwrite(line.data(), 1, line.size(), stderr);
+    LogLine(LOG_ERROR, function, message, file, line);
+    const std::string told = "watchwall: " + EscapeControls(message, "\n\t") + "\n";
+    std::fwrite(told.data(), 1, told.size(), stderr);
     std::fflush(stderr);
 }

@@ -1,22 +1,20 @@
 #pragma once
 
 #include <cstdint>
-#include <source_location>
 #include <string>
 
 // What the product writes to its log. At any time from any thread; nothing is thrown, and once the log has
-// ended the debugger output alone is written.
+// ended the debugger output alone is written. Control characters but line break and tab are escaped.
 
 /// One line in the process's log, at a level of CxLog.h. `function` is the writer's name as it stands in the
-/// log
-/// ("CRenderWnd::Init").
+/// log ("CRenderWnd::Init"); file and line are the caller's own.
 void LogLine(std::int32_t level, const char* function, const std::string& message,
-             std::source_location place = std::source_location::current());
+             const char* file = __builtin_FILE(), std::int32_t line = __builtin_LINE());
 
 /// Whether nobody in the process, program or module, has asked about this message yet: for what several may
 /// find and one shall tell.
 bool IsNews(const std::string& message);
 
 /// A fault that someone must mend: a line at level 3 in the log, and "watchwall: message" on standard error.
-void LogFault(const char* function, const std::string& message,
-              std::source_location place = std::source_location::current());
+void LogFault(const char* function, const std::string& message, const char* file = __builtin_FILE(),
+              std::int32_t line = __builtin_LINE());

@@ -31,7 +31,10 @@ void OutputDebugStringA(std::string_view text)
     const std::lock_guard lock(output.Lock);
     const char* const debug = std::getenv("WATCHWALL_DEBUG");
     if (debug != nullptr && *debug != '\0') {
-        const std::string shown = EscapeControls(text, "\n\t");
+        // The log's lines end as its file wants them.
+        const bool bLogLine = text.ends_with("\r\n");
+        const std::string shown =
+            EscapeControls(text.substr(0, text.size() - (bLogLine ? 2 : 0)), "\n\t") + (bLogLine ? "\n" : "");
         std::fwrite(shown.data(), 1, shown.size(), stderr);
         std::fflush(stderr);
     }

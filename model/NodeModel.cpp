@@ -3,16 +3,15 @@
 #include <sqlite3.h>
 
 #include <array>
+#include <atomic>
 #include <mutex>
+#include <thread>
 #include <utility>
 
 #include "inc/LogLine.h"
 #include "model/settings/GlobalSetting.h"
 #include "model/settings/Language.h"
-#include "model/settings/LogSetting.h"
-#include "model/settings/NetworkSetting.h"
-#include "model/settings/StorageSetting.h"
-#include "model/settings/SystemSetting.h"
+#include "model/settings/SettingLeaves.h"
 #include "model/tree/CompositeIterator.h"
 #include "platform/os/drives.h"
 #include "platform/os/paths.h"
@@ -153,11 +152,14 @@ void CNodeModel::DeleteRoot()
 
 CGlobalSetting* CNodeModel::GetGlobalSetting()
 {
-    if (CGlobalSetting* const known = m_pGlobalSetting) return known;
+    CGlobalSetting* const known = CGlobalSetting::GetFound();
+    // A walk needs the tree to stand still, so other threads get what the panels' thread has found last.
+    if (known != nullptr && std::this_thread::get_id() != m_PanelsThread) return known;
+    if (known == nullptr) m_PanelsThread = std::this_thread::get_id();
     CNode* const found =
         FindNode(*GetRoot(), [](CNode& node) { return dynamic_cast<CGlobalSetting*>(&node) != nullptr; });
     CGlobalSetting* const setting = found ? dynamic_cast<CGlobalSetting*>(found) : CreateGlobalSetting();
-    m_pGlobalSetting = setting;
+    CGlobalSetting::SetFound(setting);
     return setting;
 }
 
@@ -171,14 +173,6 @@ CGlobalSetting* CNodeModel::CreateGlobalSetting()
     AddNamed<CLogSetting>(*setting, "IDS_LogSetting");
     setting->m_bsStorageDrive = GetFixedDataDrives(GetLogicalDrives(), GetSystemDirectoryA(), GetDriveTypeA);
     return setting;
-}
-
-void CNodeModel::ForgetGlobalSetting(const CGlobalSetting& setting)
-{
-    CNodeModel* const model = State().m_pInstance;
-    if (!model) return;
-    auto* known = const_cast<CGlobalSetting*>(&setting);
-    model->m_pGlobalSetting.compare_exchange_strong(known, nullptr);
 }
 
 CNode* CNodeModel::FindByName(const std::string& name)

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <span>
 #include <string>
+#include <thread>
 
 #include "model/tree/Folder.h"
 
@@ -60,15 +60,11 @@ class CNodeModel
     CNodeModel& operator=(const CNodeModel&) = delete;
 
   private:
-    friend class CGlobalSetting;
     CNodeModel() = default;
     static bool OpenDatabase();
-    /// The settings are going: they are looked for anew from now on.
-    static void ForgetGlobalSetting(const CGlobalSetting& setting);
     CGlobalSetting* CreateGlobalSetting();
 
     std::unique_ptr<CFolder> m_pRoot;  // made on the first demand
     CNode* m_pCurrent = nullptr;       // not owned
-    // Found once by a walk; kept so that link threads get at the settings while the panels change the tree.
-    std::atomic<CGlobalSetting*> m_pGlobalSetting{nullptr};
+    std::thread::id m_PanelsThread;    // written before the settings are first found, read afterwards
 };

@@ -3,9 +3,8 @@
 #include "render/D3DSurfaceRender.h"
 #include "render/device/EglSurfaceDevice.h"
 
-#include "platform/files/profile.h"
+#include "model/settings/SystemSettings.h"
 #include "platform/os/display.h"
-#include "platform/os/paths.h"
 
 #include <cstdio>
 
@@ -59,8 +58,7 @@ RENDER_MODE DetectRenderMode(const std::string& adapterId)
 
 std::unique_ptr<CRender> SelectRender()
 {
-    const std::string path = GetModuleDirectory() + "config\\system.ini";
-    std::int32_t mode = GetPrivateProfileIntA("System", "Render", RENDER_AUTOMATIC, path.c_str());
+    std::int32_t mode = ReadSettingNumber(ESetting::Render);
     if (mode == RENDER_AUTOMATIC) mode = DetectRenderMode(GetPrimaryDisplayAdapterId());
     return MakeRender(mode);
 }

@@ -54,16 +54,15 @@ QString Text(const char* key)
 
 }  // namespace
 
-CLogonRemoteDlg::CLogonRemoteDlg(STATION_FACTORY factory) : m_Factory(std::move(factory)) {}
+CLogonRemoteDlg::CLogonRemoteDlg(STATION_FACTORY factory) : CDialog(TEMPLATE), m_Factory(std::move(factory)) {}
 
 CLogonRemoteDlg::~CLogonRemoteDlg()
 {
     DestroyWindow();
 }
 
-bool CLogonRemoteDlg::OnLoadTemplate(int templateNumber)
+void CLogonRemoteDlg::OnCreateControls()
 {
-    if (templateNumber != TEMPLATE) return false;
     for (const int label : LABELS)
         AddControl(label, new QLabel(Widget()));
     AddControl(ADDRESS, new CHistoryCombo(Widget()))->SetListDepth(LIST_DEPTH);
@@ -76,7 +75,6 @@ bool CLogonRemoteDlg::OnLoadTemplate(int templateNumber)
     AddControl(IDOK, new QPushButton(Widget()))->setDefault(true);
     auto* const status = AddControl(STATUS_LINE, new QLabel(Widget()));
     status->setWordWrap(true);
-    return true;
 }
 
 std::int32_t CLogonRemoteDlg::OnCreate()
@@ -179,7 +177,8 @@ void CLogonRemoteDlg::ShowFailure(const char* key)
                 MB_OK | MB_ICONWARNING);
 }
 
-// Painted at once: the thread blocks from here on.
+// Painted at once, and without serving anything else: a close or a command that came now would end the panel
+// under the logon.
 void CLogonRemoteDlg::ShowBusy(bool busy)
 {
     auto* const line = GetDlgItem<QLabel>(STATUS_LINE);
@@ -197,7 +196,6 @@ void CLogonRemoteDlg::ShowBusy(bool busy)
     if (!busy && m_pFocus != nullptr) std::exchange(m_pFocus, nullptr)->setFocus(Qt::OtherFocusReason);
     line->repaint();
     accept->repaint();
-    QApplication::processEvents(QEventLoop::ExcludeUserInputEvents, 0);
 }
 
 void CLogonRemoteDlg::OnOK()

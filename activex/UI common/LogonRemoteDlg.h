@@ -44,7 +44,7 @@ class CLogonRemoteDlg : public CDialog
     void TakeFocus();
 
   protected:
-    bool OnLoadTemplate(int templateNumber) override;
+    void OnCreateControls() override;
     std::int32_t OnCreate() override;
     bool OnInitDialog() override;
     void OnSize(int width, int height) override;

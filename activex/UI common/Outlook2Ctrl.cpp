@@ -73,6 +73,7 @@ COutlook2Ctrl::COutlook2Ctrl(QWidget* parent, HWND owner)
 
 COutlook2Ctrl::~COutlook2Ctrl()
 {
+    delete m_pTracker;
     WritePrivateProfileStringA(PROFILE_SECTION, PROFILE_KEY, std::to_string(m_iWidth).c_str(),
                                GetApplicationProfilePath().c_str());
 }
@@ -266,6 +267,7 @@ void COutlook2Ctrl::mousePressEvent(QMouseEvent* event)
     const QPoint at = event->position().toPoint();
     if (at.x() >= width() - RESIZE_BAND) {
         m_iDragOffset = width() - at.x();
+        delete m_pTracker;  // of a drag whose end never came
         // In the window around the bar, so that it goes beyond a bar that is to become wider.
         m_pTracker = new CTracker(parentWidget() != nullptr ? parentWidget() : this);
         PlaceTracker(at.x());
@@ -342,18 +344,28 @@ void COutlook2Ctrl::keyPressEvent(QKeyEvent* event)
         (event->modifiers() & Qt::ControlModifier) != 0 && key >= Qt::Key_1 && key <= Qt::Key_9;
     if (by_number)
         SelectFolder(key - Qt::Key_1, ANIMATION::On);
-    else if (!hasFocus())  // a key that a control of the page had no use for
+    else if (!hasFocus() || !TakeArrow(key))  // an arrow may be one that a control of the page had no use for
         QWidget::keyPressEvent(event);
-    else if (key == Qt::Key_Up)
-        SelectFolder(m_iSelected - 1, ANIMATION::On);
-    else if (key == Qt::Key_Down)
-        SelectFolder(m_iSelected + 1, ANIMATION::On);
-    else if (key == Qt::Key_Left)
-        SetStoredWidth(width() - KEY_STEP);
-    else if (key == Qt::Key_Right)
-        SetStoredWidth(width() + KEY_STEP);
-    else
-        QWidget::keyPressEvent(event);
+}
+
+bool COutlook2Ctrl::TakeArrow(int key)
+{
+    switch (key) {
+        case Qt::Key_Up:
+            SelectFolder(m_iSelected - 1, ANIMATION::On);
+            return true;
+        case Qt::Key_Down:
+            SelectFolder(m_iSelected + 1, ANIMATION::On);
+            return true;
+        case Qt::Key_Left:
+            SetStoredWidth(width() - KEY_STEP);
+            return true;
+        case Qt::Key_Right:
+            SetStoredWidth(width() + KEY_STEP);
+            return true;
+        default:
+            return false;
+    }
 }
 
 void COutlook2Ctrl::resizeEvent(QResizeEvent*)

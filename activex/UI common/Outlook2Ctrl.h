@@ -119,6 +119,7 @@ class COutlook2Ctrl : public QWidget
     void HideChildren();
     void SetStoredWidth(int width);
     void PlaceTracker(int x);
+    bool TakeArrow(int key);
     void Click(const QPoint& point);
     std::uint32_t AskState(COL2SubItem& line);
     void Fire(const COL2SubItem& line);

@@ -156,9 +156,8 @@ CTreeDlg::~CTreeDlg()
     DestroyWindow();
 }
 
-bool CTreeDlg::OnLoadTemplate(int templateNumber)
+void CTreeDlg::OnCreateControls()
 {
-    if (templateNumber != TEMPLATE) return false;
     m_pTree = AddControl(TREE_CONTROL, new CTreeCtrlEx(Widget()));
     m_pTree->setAccessibleName(QString::fromStdString(CLanguage::GetString("IDS_Main_DeviceList")));
     m_pNodes = new CNodeTreeModel(m_pTree);
@@ -175,7 +174,6 @@ bool CTreeDlg::OnLoadTemplate(int templateNumber)
                          const bool chosen = item.isValid() && !m_pNodes->IsTakingAway();
                          if (chosen && model != nullptr) model->SetCurrent(NodeOf(item));
                      });
-    return true;
 }
 
 std::int32_t CTreeDlg::OnCreate()

@@ -43,6 +43,7 @@ class CTreeDlg : public CDialog
     static constexpr int TEMPLATE = 207;
     static constexpr int TREE_CONTROL = 203;
 
+    CTreeDlg() : CDialog(TEMPLATE) {}
     ~CTreeDlg() override;
 
     /// Empties the tree and fills it from the root.
@@ -57,7 +58,7 @@ class CTreeDlg : public CDialog
     CNode* NodeOf(const QModelIndex& item) const;
 
   protected:
-    bool OnLoadTemplate(int templateNumber) override;
+    void OnCreateControls() override;
     std::int32_t OnCreate() override;
     bool OnInitDialog() override;
     void OnDestroy() override;

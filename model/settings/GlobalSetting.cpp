@@ -1,14 +1,33 @@
 #include "model/settings/GlobalSetting.h"
 
-#include "model/NodeModel.h"
+#include <atomic>
+
 #include "platform/os/drives.h"
 #include "platform/os/paths.h"
+
+namespace
+{
+
+constinit std::atomic<CGlobalSetting*> g_Found = nullptr;
+
+}  // namespace
 
 CGlobalSetting::CGlobalSetting() : m_szPicPath(GetModuleDirectory() + "snapshot") {}
 
 CGlobalSetting::~CGlobalSetting()
 {
-    CNodeModel::ForgetGlobalSetting(*this);
+    CGlobalSetting* found = this;
+    g_Found.compare_exchange_strong(found, nullptr);
+}
+
+CGlobalSetting* CGlobalSetting::GetFound()
+{
+    return g_Found;
+}
+
+void CGlobalSetting::SetFound(CGlobalSetting* setting)
+{
+    g_Found = setting;
 }
 
 DRIVESET GetFixedDataDrives(std::uint32_t logicalDrives, const std::string& systemDirectory,

@@ -20,6 +20,11 @@ class CGlobalSetting : public CFolder
     CGlobalSetting();
     ~CGlobalSetting() override;
 
+    /// The settings that a walk of the model found last; null when it found none or they are gone. Kept so that
+    /// link threads get at them while the panels change the tree. At any time from any thread.
+    static CGlobalSetting* GetFound();
+    static void SetFound(CGlobalSetting* setting);
+
     std::string m_szDDNS;
     std::uint32_t m_ulCtrlPort = 10060;
     std::uint32_t m_ulDataPort = 10061;

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "inc/LogLine.h"
+#include "model/settings/SystemSettings.h"
 #include "platform/files/profile.h"
 #include "platform/os/paths.h"
 
@@ -23,7 +24,6 @@ XLanguage& State()
     return *state;
 }
 
-constexpr std::uint32_t NAME_SIZE = 16;    // a longer name is cut, so its file isn't found
 constexpr std::uint32_t TEXT_SIZE = 1024;  // bytes with the terminator
 
 }  // namespace
@@ -41,12 +41,11 @@ CLanguage* CLanguage::GetInstance()
 {
     const std::lock_guard lock(State().m_Mutex);
     if (State().m_pInstance) return State().m_pInstance;
-    const std::string directory = GetModuleDirectory();
-    const std::string settings = directory + "config\\system.ini";
-    if (!PathFileExistsA(settings)) return nullptr;
-    const std::string file = GetProfileText("System", "Language", "", NAME_SIZE, settings);
+    if (!PathFileExistsA(GetSettingsPath())) return nullptr;
+    const std::string file =
+        ReadSettingText(ESetting::Language);  // a longer name is cut, so its file isn't found
     if (file.empty()) return nullptr;
-    return Create(directory + "config\\" + file);
+    return Create(GetModuleDirectory() + "config\\" + file);
 }
 
 CLanguage* CLanguage::SetLanguage(const std::string& name)

@@ -142,9 +142,10 @@ class CDialog::CStartUp
     CDialog* m_pDialog;
 };
 
-bool CDialog::Build(int templateNumber, QWidget* parent, Qt::WindowFlags flags)
+bool CDialog::Build(QWidget* parent, Qt::WindowFlags flags)
 {
     m_pWidget = new CWidget(*this, parent, flags);
+    m_pWidget->setObjectName(QStringLiteral("dialog%1").arg(m_iNumber));
     m_pHandle = std::make_unique<CWindowHandle>(*m_pWidget, [this](std::uint32_t message, WPARAM w, LPARAM l) {
         LRESULT answer = 0;
         Call(message == WM_COMMAND ? ETell::User : ETell::Debugger,
@@ -152,25 +153,27 @@ bool CDialog::Build(int templateNumber, QWidget* parent, Qt::WindowFlags flags)
         return answer;
     });
     SetPreTranslator(*m_pWidget, this);
-    return OnCreate() != -1 && m_pWidget && OnLoadTemplate(templateNumber);
+    if (OnCreate() == -1 || !m_pWidget) return false;
+    OnCreateControls();
+    return m_pWidget != nullptr;
 }
 
-bool CDialog::Create(int templateNumber, QWidget* parent)
+bool CDialog::Create(QWidget* parent)
 {
     if (!parent || m_pWidget) return false;
     CStartUp startUp(*this);
-    if (!Build(templateNumber, parent, Qt::WindowFlags())) return false;
+    if (!Build(parent, Qt::WindowFlags())) return false;
     OnInitDialog();
     startUp.Done();
     if (m_pWidget) m_pWidget->show();
     return m_pWidget != nullptr;
 }
 
-int CDialog::DoModal(int templateNumber, QWidget* owner)
+int CDialog::DoModal(QWidget* owner)
 {
     if (m_pWidget) return -1;
     const CStartUp startUp(*this);  // here the window ends in every case
-    if (!Build(templateNumber, owner ? owner->window() : nullptr, Qt::Dialog)) return -1;
+    if (!Build(owner ? owner->window() : nullptr, Qt::Dialog)) return -1;
     m_pWidget->setWindowModality(Qt::ApplicationModal);
     DecorateDialog(*m_pWidget);
     m_iResult = IDCANCEL;  // when it goes without a word, its owner with it

@@ -18,26 +18,27 @@ class QPainter;
 /// The base of panels and dialogs. The object may live before and after its window: a panel is a member of what
 /// holds it and gets its window by Create.
 ///
-/// The window's life: Create or DoModal makes it and calls OnCreate; the template's controls are laid
-/// (OnLoadTemplate); OnInitDialog; then it is shown. It goes by DestroyWindow, with its parent, or by EndDialog
+/// The window's life: Create or DoModal makes it and calls OnCreate; OnCreateControls; OnInitDialog; then it is
+/// shown. It goes by DestroyWindow, with its parent, or by EndDialog
 /// at the latest: OnDestroy is called while the controls still stand, parents before their children. A derived
 /// class whose OnDestroy has work to do calls DestroyWindow in its destructor, as the base's destructor can no
 /// longer reach it. Panels' thread only.
 class CDialog : public IPreTranslate
 {
   public:
-    CDialog() = default;
+    /// `number` names the dialog: whoever drives the panels from outside finds its window as "dialog<number>".
+    explicit CDialog(int number) : m_iNumber(number) {}
     ~CDialog() override;
     CDialog(const CDialog&) = delete;
     CDialog& operator=(const CDialog&) = delete;
 
-    /// Makes the window as a modeless child from the template of that number and shows it. False, with no
-    /// window left, when it has one already, OnCreate answers -1, or there is no such template.
-    bool Create(int templateNumber, QWidget* parent);
+    /// Makes the window as a modeless child and shows it. False, with no window left, when it has one already
+    /// or OnCreate answers -1.
+    bool Create(QWidget* parent);
 
     /// Shows the dialog as a window of its own over `owner` and returns when EndDialog is called, with its
     /// result; -1 when the window can't be made. Messages go on being served.
-    int DoModal(int templateNumber, QWidget* owner);
+    int DoModal(QWidget* owner);
     void EndDialog(int result);
 
     /// Destroys the window and what is in it; false when there is none.
@@ -79,8 +80,8 @@ class CDialog : public IPreTranslate
     bool KillTimer(int id);
 
   protected:
-    /// Lays the controls of a template; false when there is none of that number. Called once per window.
-    virtual bool OnLoadTemplate(int templateNumber) = 0;
+    /// Adds the controls. Called once per window.
+    virtual void OnCreateControls() = 0;
 
     /// -1 ends the creation. The controls don't stand yet.
     virtual std::int32_t OnCreate() { return 0; }
@@ -123,11 +124,12 @@ class CDialog : public IPreTranslate
     void Tell(ETell tell, const char* fault) const;
     void Command(int id);
     EPreTranslate PreTranslate(MSG& message) final;
-    bool Build(int templateNumber, QWidget* parent, Qt::WindowFlags flags);
+    bool Build(QWidget* parent, Qt::WindowFlags flags);
     void Adopt(int id, QWidget* control);
     bool DialogKey(int key);
     void WindowGoes();
 
+    const int m_iNumber;
     QPointer<CWidget> m_pWidget;  // owned by its parent, or by DoModal
     std::unique_ptr<CWindowHandle> m_pHandle;
     QHash<int, QPointer<QWidget>> m_Controls;

@@ -15,56 +15,20 @@ constexpr int64_t NANOSECONDS = 1'000'000'000;
 
 }  // namespace
 
-void XChannelCounts::Add(const XCoded& coded)
-{
-    ++m_ulPictures;
-    m_ulKeys += coded.m_bKey ? 1 : 0;
-    m_ulBytes += coded.m_Bytes.size();
-    m_ulLargest = std::max<uint64_t>(m_ulLargest, coded.m_Bytes.size());
-    m_iQuant = coded.m_iQuant;
-}
-
 CPictureMaker::CPictureMaker(const XChannelSetup& setup, int iChannel, const std::atomic<bool>& bStop)
-    : m_Setup(setup),
-      m_pSource(MakeSource(setup.m_strSource, setup.m_Scene, iChannel, bStop)),
-      m_Rate(setup.m_iBitRate, setup.m_Scene.m_iRate, setup.m_iGroup, setup.m_ulMaxBytes)
+    : m_pSource(MakeSource(setup.m_strSource, setup.m_Scene, iChannel, bStop))
 {
+    XStreamSetup stream = setup.m_Stream;
+    stream.m_iRate = setup.m_Scene.m_iRate;
+    for (int codec = 0; codec < CODECS; ++codec)
+        m_Streams[static_cast<size_t>(codec)] = MakeCodecStream(static_cast<ECodec>(codec), stream);
 }
 
-void CPictureMaker::Restart()
+std::shared_ptr<const XCoded> CPictureMaker::Make(int64_t iPicture, bool bKey, ECodec codec)
 {
-    m_pEncoder.reset();
-}
-
-std::shared_ptr<const XCoded> CPictureMaker::Make(int64_t iPicture, bool bKey)
-{
-    m_pSource->Read(iPicture, m_Picture);
-    if (!m_pEncoder) {
-        m_pEncoder = std::make_unique<CMpeg4Encoder>(m_Picture.m_iWidth, m_Picture.m_iHeight,
-                                                     m_Setup.m_Scene.m_iRate, m_Setup.m_Motion);
-        m_iFirst = iPicture;
-        m_iNextKey = iPicture;
-    }
-    bool key = bKey || iPicture >= m_iNextKey;
-    int quant = m_Rate.Quant(key);
-    auto coded = std::make_shared<XCoded>(m_pEncoder->Encode(m_Picture, iPicture - m_iFirst, key, quant));
-    if (coded->m_Bytes.size() > m_Setup.m_ulMaxBytes) {
-        // A key picture replaces what the encoder took as its reference.
-        ++m_Counts.m_ulCoarser;
-        while (coded->m_Bytes.size() > m_Setup.m_ulMaxBytes && quant < CRateControl::MAX_QUANT) {
-            quant = std::min(CRateControl::MAX_QUANT, quant + std::max(2, quant / 2));
-            *coded = m_pEncoder->Encode(m_Picture, iPicture - m_iFirst, true, quant);
-        }
-    }
-    m_Rate.Coded(coded->m_bKey, coded->m_iQuant, std::min(coded->m_Bytes.size(), m_Setup.m_ulMaxBytes));
-    if (coded->m_Bytes.size() > m_Setup.m_ulMaxBytes) {
-        ++m_Counts.m_ulTooLarge;
-        m_iNextKey = iPicture + 1;
-        return nullptr;
-    }
-    if (coded->m_bKey) m_iNextKey = iPicture + m_Setup.m_iGroup;
-    m_Counts.Add(*coded);
-    return coded;
+    if (iPicture != m_iRead) m_pSource->Read(iPicture, m_Picture);
+    m_iRead = iPicture;
+    return Of(codec).Make(m_Picture, iPicture, bKey);
 }
 
 CChannel::CChannel(const XChannelSetup& setup, int iChannel, int iLoop, Deliver deliver)
@@ -72,7 +36,9 @@ CChannel::CChannel(const XChannelSetup& setup, int iChannel, int iLoop, Deliver 
       m_iChannel(iChannel),
       m_iLoop(iLoop),
       m_Deliver(std::move(deliver)),
-      m_Gate(setup.m_Scene.m_iRate, iChannel, setup.m_iChannels)
+      m_Tracks{XTrack{CKeyGate(setup.m_Scene.m_iRate, iChannel, setup.m_iChannels), false, {}, 0},
+               XTrack{CKeyGate(setup.m_Scene.m_iRate, iChannel, setup.m_iChannels), false, {}, 0}},
+      m_Camera(setup.m_Scene.m_iRate)
 {
 }
 
@@ -85,10 +51,11 @@ CChannel::~CChannel()
 void CChannel::Prepare()
 {
     CPictureMaker maker(m_Setup, m_iChannel, m_bStop);
-    for (int64_t picture = 0; picture < m_iLoop && !m_bStop; ++picture) {
-        auto coded = maker.Make(picture, false);
-        if (coded) m_Loop.push_back(std::move(coded));
-    }
+    for (int64_t picture = 0; picture < m_iLoop && !m_bStop; ++picture)
+        for (int codec = 0; codec < CODECS; ++codec) {
+            auto coded = maker.Make(picture, false, static_cast<ECodec>(codec));
+            if (coded) m_Tracks[static_cast<size_t>(codec)].m_Loop.push_back(std::move(coded));
+        }
 }
 
 void CChannel::Start(Clock::time_point start)
@@ -96,20 +63,27 @@ void CChannel::Start(Clock::time_point start)
     m_Thread = std::thread([this, start] { Run(start); });
 }
 
-void CChannel::SetWatched(bool bWatched)
+void CChannel::SetWatched(bool bWatched, ECodec codec)
 {
     {
         const std::lock_guard lock(m_Mutex);
-        if (bWatched && !m_bWatched) m_bRestart = true;
-        m_bWatched = bWatched;
+        XWish& wish = m_Wishes[static_cast<size_t>(codec)];
+        if (bWatched && !wish.m_bWatched) wish.m_bRestart = true;
+        wish.m_bWatched = bWatched;
     }
     m_Changed.notify_all();
 }
 
-void CChannel::WantKey()
+void CChannel::WantKey(ECodec codec)
 {
     const std::lock_guard lock(m_Mutex);
-    m_bWantKey = true;
+    m_Wishes[static_cast<size_t>(codec)].m_bWantKey = true;
+}
+
+void CChannel::Do(const XCommand& command)
+{
+    const std::lock_guard lock(m_Mutex);
+    m_Camera.Do(command);
 }
 
 void CChannel::Stop()
@@ -121,10 +95,15 @@ void CChannel::Stop()
     m_Changed.notify_all();
 }
 
-XChannelCounts CChannel::Counts() const
+XChannelCounts CChannel::Counts(ECodec codec) const
 {
     const std::lock_guard lock(m_Mutex);
-    return m_Counts;
+    return m_Wishes[static_cast<size_t>(codec)].m_Counts;
+}
+
+bool CChannel::IsWatched() const
+{
+    return std::any_of(m_Wishes.begin(), m_Wishes.end(), [](const XWish& wish) { return wish.m_bWatched; });
 }
 
 CChannel::XTurn CChannel::WaitForTurn(Clock::time_point start, int64_t iLast)
@@ -133,44 +112,63 @@ CChannel::XTurn CChannel::WaitForTurn(Clock::time_point start, int64_t iLast)
     const int64_t rate = m_Setup.m_Scene.m_iRate;
     std::unique_lock lock(m_Mutex);
     for (;;) {
-        m_Changed.wait(lock, [this] { return m_bWatched || m_bStop; });
+        m_Changed.wait(lock, [this] { return IsWatched() || m_bStop; });
         if (m_bStop) return {};
         const auto elapsed = std::max(Clock::duration::zero(), Clock::now() - start);
         const int64_t current = std::chrono::duration_cast<nanoseconds>(elapsed).count() * rate / NANOSECONDS;
         const int64_t next = std::max(iLast + 1, current);
         const auto due = start + nanoseconds(NANOSECONDS * next / rate);
         // Woken before the time: watched no more, or to be stopped.
-        if (m_Changed.wait_until(lock, due, [this] { return !m_bWatched || m_bStop; })) continue;
-        const bool restart = std::exchange(m_bRestart, false);
-        if (iLast >= 0 && !restart) m_Counts.m_ulSkipped += static_cast<uint64_t>(next - iLast - 1);
-        return {next, std::exchange(m_bWantKey, false), restart};
+        if (m_Changed.wait_until(lock, due, [this] { return !IsWatched() || m_bStop; })) continue;
+        XTurn turn{next, m_Camera.At(next), {}};
+        for (size_t codec = 0; codec < CODECS; ++codec) {
+            XWish& wish = m_Wishes[codec];
+            if (!wish.m_bWatched) continue;
+            const bool restart = std::exchange(wish.m_bRestart, false);
+            if (iLast >= 0 && !restart) wish.m_Counts.m_ulSkipped += static_cast<uint64_t>(next - iLast - 1);
+            turn.m_For[codec] = {true, std::exchange(wish.m_bWantKey, false), restart};
+        }
+        return turn;
     }
 }
 
-// Whoever waits for a key picture that is due gets the loop's next one at once. Those who watch already lose
-// pictures by the leap, but see no damage.
-std::shared_ptr<const XCoded> CChannel::FromLoop(const XTurn& turn, bool bKey)
+// A key picture that is due is the loop's next one, at once. Those who watch already lose pictures by the leap,
+// but see no damage.
+std::shared_ptr<const XCoded> CChannel::FromLoop(XTrack& track, bool bKey)
 {
-    if (m_Loop.empty()) return nullptr;
-    const auto next = [this] { return m_Loop[m_ulInLoop++ % m_Loop.size()]; };
+    if (track.m_Loop.empty()) return nullptr;
+    const auto next = [&] { return track.m_Loop[track.m_ulInLoop++ % track.m_Loop.size()]; };
     auto coded = next();
-    const bool key = bKey || turn.m_bRestart;
-    for (size_t i = 1; i < m_Loop.size() && key && !coded->m_bKey; ++i)
+    for (size_t i = 1; i < track.m_Loop.size() && bKey && !coded->m_bKey; ++i)
         coded = next();
-    const std::lock_guard lock(m_Mutex);
-    m_Counts.Add(*coded);
     return coded;
 }
 
-std::shared_ptr<const XCoded> CChannel::FromMaker(CPictureMaker& maker, const XTurn& turn, bool bKey)
+void CChannel::ServeCodec(ECodec codec, CPictureMaker* pMaker, const XTurn& turn)
 {
-    if (turn.m_bRestart) maker.Restart();
-    auto coded = maker.Make(turn.m_iPicture, bKey);
-    const std::lock_guard lock(m_Mutex);
-    const uint64_t skipped = m_Counts.m_ulSkipped;
-    m_Counts = maker.Counts();
-    m_Counts.m_ulSkipped = skipped;
-    return coded;
+    XTrack& track = m_Tracks[static_cast<size_t>(codec)];
+    const XTurn::XFor& wanted = turn.m_For[static_cast<size_t>(codec)];
+    if (wanted.m_bRestart) {
+        track.m_Gate.Restart();
+        if (pMaker != nullptr) pMaker->Restart(codec);
+    }
+    if (wanted.m_bKey) track.m_Gate.Want();
+    const bool key = track.m_Gate.Due(turn.m_iPicture);
+    auto coded = pMaker != nullptr ? pMaker->Make(turn.m_iPicture, key, codec)
+                                   : FromLoop(track, key || wanted.m_bRestart);
+    if (coded) track.m_Gate.Coded(turn.m_iPicture, coded->m_bKey);
+    {
+        const std::lock_guard lock(m_Mutex);
+        XChannelCounts& counts = m_Wishes[static_cast<size_t>(codec)].m_Counts;
+        const uint64_t skipped = counts.m_ulSkipped;
+        if (pMaker != nullptr)
+            counts = pMaker->Counts(codec);
+        else if (coded)
+            counts.Add(*coded);
+        counts.m_ulSkipped = skipped;
+    }
+    if (!coded || (track.m_bBroken && !coded->m_bKey)) return;  // it would show nothing but damage
+    track.m_bBroken = !m_Deliver(m_iChannel, std::move(coded));
 }
 
 void CChannel::Serve(Clock::time_point start)
@@ -179,13 +177,10 @@ void CChannel::Serve(Clock::time_point start)
     if (m_iLoop == 0) maker = std::make_unique<CPictureMaker>(m_Setup, m_iChannel, m_bStop);
     for (XTurn turn = WaitForTurn(start, -1); turn.m_iPicture >= 0;
          turn = WaitForTurn(start, turn.m_iPicture)) {
-        if (turn.m_bRestart) m_Gate.Restart();
-        if (turn.m_bKey) m_Gate.Want();
-        const bool key = m_Gate.Due(turn.m_iPicture);
-        auto coded = maker ? FromMaker(*maker, turn, key) : FromLoop(turn, key);
-        if (coded) m_Gate.Coded(turn.m_iPicture, coded->m_bKey);
-        if (!coded || (m_bBroken && !coded->m_bKey)) continue;  // it would show nothing but damage
-        m_bBroken = !m_Deliver(m_iChannel, std::move(coded));
+        if (maker) maker->SetView(turn.m_View);
+        for (int codec = 0; codec < CODECS; ++codec)
+            if (turn.m_For[static_cast<size_t>(codec)].m_bWatched)
+                ServeCodec(static_cast<ECodec>(codec), maker.get(), turn);
     }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -10,66 +11,49 @@
 #include <thread>
 #include <vector>
 
+#include "recorder/media/Camera.h"
+#include "recorder/media/CodecStream.h"
 #include "recorder/media/KeyGate.h"
-#include "recorder/media/Mpeg4Encoder.h"
-#include "recorder/media/RateControl.h"
 #include "recorder/media/Source.h"
 
 namespace recorder
 {
 
-// What a client's buffer for one stream message holds, the 4 bytes of its header word included.
-inline constexpr size_t MAX_MESSAGE_BYTES = 101376;
-
 struct XChannelSetup {
     XSceneSetup m_Scene;
     std::string m_strSource = "scene";
-    int m_iChannels = 1;             // of the recorder, which share out the second for their key pictures
-    int64_t m_iBitRate = 1'500'000;  // bits a second
-    int m_iGroup = 25;               // pictures from key to key
-    EMotion m_Motion = EMotion::Half;
-    size_t m_ulMaxBytes = MAX_MESSAGE_BYTES - 4;  // of one coded picture
+    int m_iChannels = 1;    // of the recorder, which share out the second for their key pictures
+    XStreamSetup m_Stream;  // its rate is that of the scene
 };
 
-struct XChannelCounts {
-    uint64_t m_ulPictures = 0;
-    uint64_t m_ulKeys = 0;
-    uint64_t m_ulBytes = 0;
-    uint64_t m_ulLargest = 0;   // bytes
-    uint64_t m_ulCoarser = 0;   // too large at first and encoded again
-    uint64_t m_ulTooLarge = 0;  // dropped, since no quantiser made them small enough
-    uint64_t m_ulSkipped = 0;   // not made in time
-    int m_iQuant = 0;           // of the latest
-
-    void Add(const XCoded& coded);
-};
-
-// Source, rate control and encoder of one channel, without thread or clock.
+// Source and encoders of one channel, without thread or clock.
 class CPictureMaker
 {
   public:
     CPictureMaker(const XChannelSetup& setup, int iChannel, const std::atomic<bool>& bStop);
 
-    // The coded picture; nothing when it could not be made small enough. Numbers only grow.
-    std::shared_ptr<const XCoded> Make(int64_t iPicture, bool bKey);
-    // The next picture begins a stream of its own, as after a time in which nothing was encoded.
-    void Restart();
-    const XChannelCounts& Counts() const { return m_Counts; }
+    // What the pictures from now on show of the source.
+    void SetView(const XView& view) { m_pSource->SetView(view); }
+    // The picture coded; nothing when it could not be made small enough. Numbers only grow; the same one again
+    // is the same picture, for another codec.
+    std::shared_ptr<const XCoded> Make(int64_t iPicture, bool bKey, ECodec codec = ECodec::Mpeg4);
+    // The codec's next picture begins a stream of its own, as after a time in which nothing was encoded.
+    void Restart(ECodec codec = ECodec::Mpeg4) { Of(codec).Restart(); }
+    const XChannelCounts& Counts(ECodec codec = ECodec::Mpeg4) const { return Of(codec).Counts(); }
 
   private:
-    XChannelSetup m_Setup;
+    ICodecStream& Of(ECodec codec) const { return *m_Streams[static_cast<size_t>(codec)]; }
+
     std::unique_ptr<ISource> m_pSource;
-    std::unique_ptr<CMpeg4Encoder> m_pEncoder;
-    CRateControl m_Rate;
+    std::array<std::unique_ptr<ICodecStream>, CODECS> m_Streams;
     XPicture m_Picture;
-    XChannelCounts m_Counts;
-    int64_t m_iFirst = 0;  // the stream's time begins here
-    int64_t m_iNextKey = 0;
+    int64_t m_iRead = -1;  // which m_Picture is
 };
 
 // One channel with its thread. Pictures are made while the channel is watched, each at its time: picture n at
-// start + n / rate. With a loop, its pictures are made once, by Prepare, and sent again and again, none left
-// out: each builds on the one before it, so a thread that is late plays slower.
+// start + n / rate; each is coded for the codecs that are watched. With a loop, its pictures are made once, by
+// Prepare, and sent again and again, none left out: each builds on the one before it, so a thread that is late
+// plays slower; its camera doesn't move.
 class CChannel
 {
   public:
@@ -90,44 +74,59 @@ class CChannel
     void Start(Clock::time_point start);
 
     // These from any thread, at any time.
-    void SetWatched(bool bWatched);
-    void WantKey();
+    void SetWatched(bool bWatched, ECodec codec = ECodec::Mpeg4);
+    void WantKey(ECodec codec = ECodec::Mpeg4);
+    void Do(const XCommand& command);
     // Asks everything that waits to end soon; the destructor waits for it.
     void Stop();
-    XChannelCounts Counts() const;
+    XChannelCounts Counts(ECodec codec = ECodec::Mpeg4) const;
 
   private:
-    void Run(Clock::time_point start);
-    void Serve(Clock::time_point start);
+    // What others ask of one codec; guarded by m_Mutex.
+    struct XWish {
+        bool m_bWatched = false;
+        bool m_bWantKey = false;
+        bool m_bRestart = true;
+        XChannelCounts m_Counts;
+    };
+    // One codec on the channel's thread.
+    struct XTrack {
+        CKeyGate m_Gate;
+        bool m_bBroken = false;                             // a picture wasn't taken, and no key picture since
+        std::vector<std::shared_ptr<const XCoded>> m_Loop;  // constant once the thread runs
+        size_t m_ulInLoop = 0;                              // which comes next
+    };
     // What the thread is to do next.
     struct XTurn {
         int64_t m_iPicture = -1;  // its number; -1 when the channel shall end
-        bool m_bKey = false;      // a client waits for a key picture
-        bool m_bRestart = false;  // the channel was not watched before
+        XView m_View;
+        struct XFor {
+            bool m_bWatched = false;
+            bool m_bKey = false;      // a client waits for a key picture
+            bool m_bRestart = false;  // it was not watched before
+        };
+        std::array<XFor, CODECS> m_For;
     };
+
+    void Run(Clock::time_point start);
+    void Serve(Clock::time_point start);
     // Waits until the next picture's time.
     XTurn WaitForTurn(Clock::time_point start, int64_t iLast);
-    std::shared_ptr<const XCoded> FromLoop(const XTurn& turn, bool bKey);
-    std::shared_ptr<const XCoded> FromMaker(CPictureMaker& maker, const XTurn& turn, bool bKey);
+    bool IsWatched() const;
+    std::shared_ptr<const XCoded> FromLoop(XTrack& track, bool bKey);
+    void ServeCodec(ECodec codec, CPictureMaker* pMaker, const XTurn& turn);
 
     XChannelSetup m_Setup;
     int m_iChannel;
     int m_iLoop;
     Deliver m_Deliver;
-    std::vector<std::shared_ptr<const XCoded>> m_Loop;  // constant once the thread runs
-
-    // the channel's thread only
-    CKeyGate m_Gate;
-    bool m_bBroken = false;  // a picture wasn't taken, and no key picture has been since
-    size_t m_ulInLoop = 0;   // which comes next
+    std::array<XTrack, CODECS> m_Tracks;  // the channel's thread only, once it runs
 
     mutable std::mutex m_Mutex;  // a leaf: nothing is called while it is held
     std::condition_variable m_Changed;
-    bool m_bWatched = false;            // guarded
-    bool m_bWantKey = false;            // guarded
-    bool m_bRestart = true;             // guarded
-    XChannelCounts m_Counts;            // guarded
-    std::atomic<bool> m_bStop = false;  // also read by a source inside a blocking read
+    std::array<XWish, CODECS> m_Wishes;  // guarded
+    CCamera m_Camera;                    // guarded
+    std::atomic<bool> m_bStop = false;   // also read by a source inside a blocking read
 
     std::thread m_Thread;
 };

@@ -18,6 +18,7 @@ class CFileSource : public ISource
     CFileSource(std::string spec, const XSceneSetup& setup, int iChannel, const std::atomic<bool>& bStop);
 
     void Read(int64_t iPicture, XPicture& picture) override;
+    void SetView(const XView& view) override { m_Overlay.SetView(view); }
 
   private:
     static constexpr int RETRY_SECONDS = 5;

@@ -37,6 +37,7 @@ class CLiveSource : public ISource
     CLiveSource& operator=(const CLiveSource&) = delete;
 
     void Read(int64_t iPicture, XPicture& picture) override;
+    void SetView(const XView& view) override { m_Overlay.SetView(view); }
 
   private:
     // the reader's thread only

@@ -5,6 +5,7 @@
 #include <optional>
 #include <vector>
 
+#include "recorder/media/Coded.h"
 #include "recorder/scene/Picture.h"
 
 namespace recorder
@@ -14,12 +15,6 @@ namespace recorder
 // vectors are zero; larger at the same quality, but read alike by clients whatever their rounding of chroma
 // vectors.
 enum class EMotion { Half, None };
-
-struct XCoded {
-    std::vector<uint8_t> m_Bytes;
-    bool m_bKey = false;
-    int m_iQuant = 0;
-};
 
 // Encodes Simple Profile MPEG-4 that the smallest decoders read: I and P pictures, H.263 quantisation, fcode 1,
 // rounding type 0 in every P picture, no resynchronisation markers, a VOL before each I picture. Names the

@@ -17,6 +17,7 @@ class CSceneSource : public ISource
   public:
     CSceneSource(const XSceneSetup& setup, int iChannel) : m_Painter(setup, iChannel) {}
     void Read(int64_t iPicture, XPicture& picture) override { m_Painter.Draw(iPicture, picture); }
+    void SetView(const XView& view) override { m_Painter.SetView(view); }
 
   private:
     CScenePainter m_Painter;

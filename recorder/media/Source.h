@@ -17,6 +17,8 @@ class ISource
     // The picture that number iPicture shows; numbers only grow, with gaps when a channel isn't watched or is
     // late. Never fails: a source that has no picture draws why.
     virtual void Read(int64_t iPicture, XPicture& picture) = 0;
+    // What the camera makes of the pictures from now on; name, clock and mark stay as they are.
+    virtual void SetView(const XView& view) = 0;
 };
 
 // "scene", or anything that libavformat opens: a file (played again and again), a URL, a V4L2 device

@@ -151,6 +151,9 @@ struct CScenePainter::XState {
         const XColour& light = LIGHTS[static_cast<size_t>(m_iRound) % LIGHTS.size()];
         if (light.m_dA > 0) canvas.Rect(0, 0, SCENE_WIDTH, SCENE_HEIGHT, light);
         cairo_restore(context);
+        m_Picture.Change([this](uint8_t* pixels) {
+            m_ViewPainter.Apply(m_View, pixels, m_Setup.m_iWidth, m_Setup.m_iHeight);
+        });
         m_Overlay.Draw(context, iPicture);
         return m_Picture.Pixels();
     }
@@ -162,6 +165,8 @@ struct CScenePainter::XState {
     CTextOverlay m_Overlay;
     CSurface m_Still;
     CSurface m_Picture;
+    XView m_View;
+    CViewPainter m_ViewPainter;
 };
 
 CScenePainter::CScenePainter(const XSceneSetup& setup, int iChannel)
@@ -170,6 +175,11 @@ CScenePainter::CScenePainter(const XSceneSetup& setup, int iChannel)
 }
 
 CScenePainter::~CScenePainter() = default;
+
+void CScenePainter::SetView(const XView& view)
+{
+    m_pState->m_View = view;
+}
 
 const uint8_t* CScenePainter::DrawBgra(int64_t iPicture)
 {
@@ -190,6 +200,7 @@ COverlayPainter::~COverlayPainter() = default;
 
 void COverlayPainter::Draw(int64_t iPicture, uint8_t* pPixels, XPicture& picture, const std::string& note)
 {
+    m_ViewPainter.Apply(m_View, pPixels, m_Setup.m_iWidth, m_Setup.m_iHeight);
     const CSurface surface(pPixels, m_Setup.m_iWidth, m_Setup.m_iHeight);
     m_pOverlay->Draw(surface.Context(), iPicture, note);
     Finish(m_Setup, m_iChannel, iPicture, surface.Pixels(), picture);

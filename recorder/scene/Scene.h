@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "recorder/scene/Picture.h"
+#include "recorder/scene/View.h"
 
 namespace recorder
 {
@@ -43,6 +44,8 @@ class CScenePainter
     CScenePainter(const CScenePainter&) = delete;
     CScenePainter& operator=(const CScenePainter&) = delete;
 
+    // What is shown of the scene from now on; name, clock and mark stay as they are.
+    void SetView(const XView& view);
     // Sizes the picture and draws the scene as picture number iPicture shows it, with name, clock and mark.
     void Draw(int64_t iPicture, XPicture& picture);
     // The same as 32-bit pixels without mark; valid until the next call. The stride is 4 times the width.
@@ -64,6 +67,8 @@ class COverlayPainter
     COverlayPainter(const COverlayPainter&) = delete;
     COverlayPainter& operator=(const COverlayPainter&) = delete;
 
+    // What is shown of the pixels from now on.
+    void SetView(const XView& view) { m_View = view; }
     // The pixels (blue, green, red, unused; of the setup's size, no gaps between rows) are drawn over and
     // converted. A note stands below the name.
     void Draw(int64_t iPicture, uint8_t* pPixels, XPicture& picture, const std::string& note = {});
@@ -74,6 +79,8 @@ class COverlayPainter
     XSceneSetup m_Setup;
     int m_iChannel;
     std::unique_ptr<CTextOverlay> m_pOverlay;
+    XView m_View;
+    CViewPainter m_ViewPainter;
 };
 
 // One picture of one channel, from nothing: what a received picture is compared with.

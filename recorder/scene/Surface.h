@@ -38,6 +38,15 @@ class CSurface
         return cairo_image_surface_get_data(m_pSurface);
     }
 
+    // Calls with the pixels, to be changed between drawings.
+    template <class Change_t>
+    void Change(const Change_t& change)
+    {
+        cairo_surface_flush(m_pSurface);
+        change(cairo_image_surface_get_data(m_pSurface));
+        cairo_surface_mark_dirty(m_pSurface);
+    }
+
   private:
     explicit CSurface(cairo_surface_t* pSurface) : m_pSurface(pSurface), m_pContext(cairo_create(pSurface))
     {

@@ -8,22 +8,6 @@
 namespace recorder
 {
 
-namespace
-{
-
-constexpr std::chrono::milliseconds ACCEPT_AGAIN_AFTER{100};
-
-asio::ip::tcp::acceptor Listen(asio::io_context& context, const XEndpoint& at)
-{
-    try {
-        return {context, asio::ip::tcp::endpoint(asio::ip::address_v4(at.m_dwAddress), at.m_usPort)};
-    } catch (const asio::system_error& e) {
-        throw asio::system_error(e.code(), "can't serve on TCP " + EndpointText(at));
-    }
-}
-
-}  // namespace
-
 // One connection; kept alive by its own pending operations, and known to the server until it is closed.
 class CDirectoryServer::CConnection : public std::enable_shared_from_this<CConnection>
 {
@@ -139,50 +123,28 @@ class CDirectoryServer::CConnection : public std::enable_shared_from_this<CConne
 
 CDirectoryServer::CDirectoryServer(asio::io_context& context, const XEndpoint& at, CDirectory directory,
                                    bool bSilent)
-    : m_Acceptor(Listen(context, at)), m_Again(context), m_Directory(std::move(directory)), m_bSilent(bSilent)
+    : m_Directory(std::move(directory)),
+      m_bSilent(bSilent),
+      m_Listener(context, at, [this](asio::ip::tcp::socket socket) { Accept(std::move(socket)); })
 {
 }
 
-// Connections that still wait for something end with the context.
 CDirectoryServer::~CDirectoryServer()
 {
     for (const auto& connection : m_Connections)
         connection->Forget();
 }
 
-void CDirectoryServer::Start()
+void CDirectoryServer::Accept(asio::ip::tcp::socket socket)
 {
-    AcceptNext();
-}
-
-XEndpoint CDirectoryServer::Local() const
-{
-    const auto local = m_Acceptor.local_endpoint();
-    return {local.address().to_v4().to_uint(), local.port()};
-}
-
-void CDirectoryServer::AcceptNext()
-{
-    m_Acceptor.async_accept([this](asio::error_code error, asio::ip::tcp::socket socket) {
-        if (error == asio::error::operation_aborted || !m_Acceptor.is_open()) return;
-        if (!error) {
-            ++m_Counts.m_ulConnections;
-            if (m_Connections.size() >= MAX_CONNECTIONS) {
-                ++m_Counts.m_ulTurnedAway;  // the socket's end closes it
-            } else {
-                const auto connection = std::make_shared<CConnection>(*this, std::move(socket));
-                m_Connections.insert(connection);
-                connection->Start();
-            }
-            AcceptNext();
-            return;
-        }
-        // No descriptors left, and the like: look again after a while.
-        m_Again.expires_after(ACCEPT_AGAIN_AFTER);
-        m_Again.async_wait([this](asio::error_code ended) {
-            if (!ended) AcceptNext();
-        });
-    });
+    ++m_Counts.m_ulConnections;
+    if (m_Connections.size() >= MAX_CONNECTIONS) {
+        ++m_Counts.m_ulTurnedAway;  // the socket's end closes it
+        return;
+    }
+    const auto connection = std::make_shared<CConnection>(*this, std::move(socket));
+    m_Connections.insert(connection);
+    connection->Start();
 }
 
 }  // namespace recorder

@@ -1,11 +1,10 @@
 #pragma once
 
-#include <asio.hpp>
 #include <memory>
 #include <set>
 
 #include "recorder/protocol/Directory.h"
-#include "recorder/protocol/Endpoint.h"
+#include "recorder/server/TcpListener.h"
 
 namespace recorder
 {
@@ -33,20 +32,19 @@ class CDirectoryServer
     CDirectoryServer(const CDirectoryServer&) = delete;
     CDirectoryServer& operator=(const CDirectoryServer&) = delete;
 
-    void Start();
-    XEndpoint Local() const;
+    void Start() { m_Listener.Start(); }
+    XEndpoint Local() const { return m_Listener.Local(); }
     const XCounts& Counts() const { return m_Counts; }
 
   private:
     class CConnection;
-    void AcceptNext();
+    void Accept(asio::ip::tcp::socket socket);
 
-    asio::ip::tcp::acceptor m_Acceptor;
-    asio::steady_timer m_Again;
     CDirectory m_Directory;
     bool m_bSilent;
     XCounts m_Counts;
     std::set<std::shared_ptr<CConnection>> m_Connections;
+    CTcpListener m_Listener;
 };
 
 }  // namespace recorder

@@ -105,6 +105,10 @@ struct XTexts {
     std::string m_strNames;
     std::string m_strClock;
     std::string m_strMotion = "half";
+    std::string m_strEntropy = "cabac";
+    std::string m_strChecksum = "0";
+    int m_iControlPort = -1;  // not given
+    int m_iDataPort = -1;
     std::string m_strFaultsOn = "video";
     std::vector<std::string> m_Sources;
     std::string m_strSourcesFile;
@@ -159,6 +163,16 @@ void Declare(CLI::App& app, XOptions& options, XTexts& texts)
         ->group("Pictures")
         ->check(CLI::IsMember({"half", "none"}))
         ->capture_default_str();
+    app.add_option("--entropy", texts.m_strEntropy, "of H.264: cabac or cavlc")
+        ->type_name("HOW")
+        ->group("Pictures")
+        ->check(CLI::IsMember({"cabac", "cavlc"}))
+        ->capture_default_str();
+    app.add_option("--checksum", texts.m_strChecksum, "bits of the checksum of H.264 units: 0, 16 or 32")
+        ->type_name("BITS")
+        ->group("Pictures")
+        ->check(CLI::IsMember({"0", "16", "32"}))
+        ->capture_default_str();
     app.add_option(
            "--source", texts.m_Sources,
            "scene, file, URL, /dev/videoN or lavfi:GRAPH for all channels; N=... for channel N (repeatable)")
@@ -205,6 +219,14 @@ void Declare(CLI::App& app, XOptions& options, XTexts& texts)
         ->type_name("PORT")
         ->group("Network")
         ->capture_default_str();
+    app.add_option("--control-port", texts.m_iControlPort, "TCP, for text commands (10060); 0 takes a free one")
+        ->type_name("PORT")
+        ->group("Network")
+        ->check(CLI::Range(0, 65535));
+    app.add_option("--data-port", texts.m_iDataPort, "TCP, for direct streams (10061); 0 takes a free one")
+        ->type_name("PORT")
+        ->group("Network")
+        ->check(CLI::Range(0, 65535));
     app.add_option("--clients", options.m_ulClients, "clients served at once")
         ->type_name("N")
         ->group("Network")
@@ -243,6 +265,25 @@ void Declare(CLI::App& app, XOptions& options, XTexts& texts)
         ->type_name("PERCENT")
         ->group("Faults")
         ->check(percent);
+    app.add_option("--wrong-type", options.m_DirectFaults.m_dWrongType,
+                   "percent of direct frames of a wrong type")
+        ->type_name("PERCENT")
+        ->group("Faults")
+        ->check(percent);
+    app.add_option("--no-media", options.m_DirectFaults.m_dNothing,
+                   "percent of direct frames with an empty one before")
+        ->type_name("PERCENT")
+        ->group("Faults")
+        ->check(percent);
+    app.add_option("--close", options.m_DirectFaults.m_dClose, "percent of direct frames that break off")
+        ->type_name("PERCENT")
+        ->group("Faults")
+        ->check(percent);
+    app.add_option("--trickle", options.m_DirectFaults.m_iTrickleMs,
+                   "milliseconds between the bytes of direct streams")
+        ->type_name("MS")
+        ->group("Faults")
+        ->check(CLI::Range(0, 10000));
     app.add_option("--delay", texts.m_dDelayMs, "milliseconds that every datagram is late")
         ->type_name("MS")
         ->group("Faults")
@@ -315,6 +356,18 @@ std::string Complete(XOptions& options, const XTexts& texts)
     options.m_Scene.m_Names = SplitAtCommas(texts.m_strNames);
     options.m_Scene.m_iClockStart = texts.m_strClock.empty() ? WallClockNow() : ParseClock(texts.m_strClock);
     options.m_Motion = texts.m_strMotion == "none" ? EMotion::None : EMotion::Half;
+    options.m_Entropy = texts.m_strEntropy == "cavlc" ? EEntropy::Cavlc : EEntropy::Cabac;
+    options.m_Checksum = texts.m_strChecksum == "16"   ? EChecksum::Sixteen
+                         : texts.m_strChecksum == "32" ? EChecksum::ThirtyTwo
+                                                       : EChecksum::None;
+    // A recorder among others, whose directory takes a free port, takes free ones here too.
+    const bool amongOthers = options.m_usDirectoryPort == 0;
+    const auto port = [&](int given, uint16_t usual) {
+        return given >= 0 ? static_cast<uint16_t>(given) : amongOthers ? uint16_t{0} : usual;
+    };
+    options.m_usControlPort = port(texts.m_iControlPort, options.m_usControlPort);
+    options.m_usDataPort = port(texts.m_iDataPort, options.m_usDataPort);
+    options.m_DirectFaults.m_dWrongLength = options.m_Faults.m_dWrongLength;
     options.m_Faults.m_iDelay = static_cast<TimeUs>(texts.m_dDelayMs * MILLISECOND);
     if (options.m_iGroup == 0) options.m_iGroup = options.m_Scene.m_iRate;
     if (auto wrong = ApplySources(options, texts); !wrong.empty()) return wrong;

@@ -7,6 +7,7 @@
 
 #include "recorder/media/Channel.h"
 #include "recorder/protocol/Faults.h"
+#include "recorder/server/DataServer.h"
 
 namespace recorder
 {
@@ -23,6 +24,8 @@ struct XOptions {
     int64_t m_iBitRate = 1'500'000;
     int m_iGroup = 0;  // pictures; never 0 after parsing
     EMotion m_Motion = EMotion::Half;
+    EEntropy m_Entropy = EEntropy::Cabac;
+    EChecksum m_Checksum = EChecksum::None;
     std::vector<std::string> m_Sources;  // one for each channel; may hold passwords
     struct XSize {
         int m_iWidth = 0;
@@ -36,11 +39,14 @@ struct XOptions {
     uint16_t m_usDirectoryPort = 6800;
     uint16_t m_usRendezvousPort = 4567;
     uint16_t m_usDevicePort = 0;
+    uint16_t m_usControlPort = 10060;
+    uint16_t m_usDataPort = 10061;
     size_t m_ulClients = 64;
     size_t m_ulClientsPerAddress = 16;
     double m_dDropAfterSeconds = 10;
 
     XFaultRates m_Faults;
+    XDirectFaults m_DirectFaults;
     uint32_t m_dwSeed = 1;
     std::set<EService> m_FaultsOn = {EService::Video};
     std::set<EService> m_Silent;

@@ -43,6 +43,26 @@ json ClientEntry(const XClientCounts& client)
             {"streams", streams}};
 }
 
+json DataEntry(const CDataServer& server)
+{
+    json clients = json::array();
+    for (const auto& client : server.Clients())
+        clients.push_back({{"endpoint", EndpointText(client.m_Endpoint)},
+                           {"channel", client.m_iChannel + 1},
+                           {"codec", client.m_Codec == ECodec::H264 ? "h264" : "mpeg4"},
+                           {"pictures", client.m_ulPictures},
+                           {"bytes", client.m_ulBytes},
+                           {"dropped", client.m_ulDropped}});
+    const auto& counts = server.Counts();
+    return {{"connections", counts.m_ulConnections},
+            {"turned away", counts.m_ulTurnedAway},
+            {"refused", counts.m_ulRefused},
+            {"queries", counts.m_ulQueries},
+            {"timeouts", counts.m_ulTimeouts},
+            {"harmed frames", counts.m_ulHarmed},
+            {"clients", clients}};
+}
+
 json HarmDone(const CFaults::XCounts& rendezvous, const CFaults::XCounts& device)
 {
     return {{"lost", rendezvous.m_ulLost + device.m_ulLost},
@@ -85,7 +105,8 @@ json MakeReport(const XReportInput& input)
     json channelList = json::array();
     uint64_t pictures = 0;
     for (size_t i = 0; i < input.m_Channels.size(); ++i) {
-        const XChannelCounts& channel = input.m_Channels[i];
+        const XChannelCounts& channel = input.m_Channels[i].m_Mpeg4;
+        const XChannelCounts& h264 = input.m_Channels[i].m_H264;
         const XSent& of = sent[static_cast<int>(i)];
         pictures += of.m_ulPictures;
         channelList.push_back(
@@ -100,12 +121,20 @@ json MakeReport(const XReportInput& input)
              {"coarser", channel.m_ulCoarser},
              {"too large", channel.m_ulTooLarge},
              {"skipped", channel.m_ulSkipped},
+             {"h264",
+              {{"pictures", h264.m_ulPictures},
+               {"keys", h264.m_ulKeys},
+               {"bytes", h264.m_ulBytes},
+               {"largest", h264.m_ulLargest},
+               {"too large", h264.m_ulTooLarge},
+               {"skipped", h264.m_ulSkipped}}},
              {"sent", {{"pictures", of.m_ulPictures}, {"bytes", of.m_ulBytes}, {"dropped", of.m_ulDropped}}}});
     }
 
     const auto& directory = input.m_Directory.Counts();
     const auto& rendezvous = input.m_Rendezvous.Counts();
     const auto& device = input.m_Device.Counts();
+    const auto& control = input.m_Control.Counts();
     return {
         {"id", input.m_Options.m_iNetId},
         {"seconds", input.m_dSeconds},
@@ -138,6 +167,14 @@ json MakeReport(const XReportInput& input)
           {"bad requests", device.m_ulBadRequests},
           {"refused clients", device.m_ulRefusedClients},
           {"malformed", FaultTable(device.m_Faults)}}},
+        {"control",
+         {{"connections", control.m_ulConnections},
+          {"commands", control.m_ulCommands},
+          {"unknown", control.m_ulUnknown},
+          {"damaged", control.m_ulDamaged},
+          {"timeouts", control.m_ulTimeouts},
+          {"turned away", control.m_ulTurnedAway}}},
+        {"data", DataEntry(input.m_Data)},
         {"faults", HarmDone(input.m_RendezvousRoad.Faults().Counts(), input.m_DeviceRoad.Faults().Counts())},
         {"totals",
          {{"pictures", pictures},

@@ -59,22 +59,25 @@ void WriteWhole(const std::string& path, const std::string& text)
 
 }  // namespace
 
-// The channels with their threads, as the link sees them.
-class CServer::CChannels : public IChannels
+// The channels with their threads, as the link and the data port see them.
+class CServer::CChannels : public IChannels, public IDirectChannels
 {
   public:
     CChannels(const XOptions& options, const CChannel::Deliver& deliver) : m_Options(options)
     {
         XChannelSetup setup;
         setup.m_Scene = options.m_Scene;
-        setup.m_iBitRate = options.m_iBitRate;
-        setup.m_iGroup = options.m_iGroup;
-        setup.m_Motion = options.m_Motion;
+        setup.m_Stream.m_iBitRate = options.m_iBitRate;
+        setup.m_Stream.m_iGroup = options.m_iGroup;
+        setup.m_Stream.m_Motion = options.m_Motion;
+        setup.m_Stream.m_Entropy = options.m_Entropy;
+        setup.m_Stream.m_Checksum = options.m_Checksum;
         setup.m_iChannels = options.m_iChannels;
         // A loop is made of whole groups, so that its last picture leads over to its first.
         const int pictures = options.m_iLoopSeconds * options.m_Scene.m_iRate;
         const int groups = std::max(1, (pictures + options.m_iGroup - 1) / options.m_iGroup);
         const int loop = options.m_iLoopSeconds == 0 ? 0 : groups * options.m_iGroup;
+        m_Watching.resize(static_cast<size_t>(options.m_iChannels));
         for (int channel = 0; channel < options.m_iChannels; ++channel) {
             const auto index = static_cast<size_t>(channel);
             setup.m_strSource = options.m_Sources[index];
@@ -90,8 +93,24 @@ class CServer::CChannels : public IChannels
     {
         return m_Options.m_Sizes[static_cast<size_t>(iChannel)].m_iHeight;
     }
-    void SetWatched(int iChannel, bool bWatched) override { Of(iChannel).SetWatched(bWatched); }
+    void SetWatched(int iChannel, bool bWatched) override
+    {
+        m_Watching[static_cast<size_t>(iChannel)].m_bLink = bWatched;
+        Tell(iChannel, ECodec::Mpeg4);
+    }
     void WantKey(int iChannel) override { Of(iChannel).WantKey(); }
+    void Watch(int iChannel, ECodec codec, int iMore) override
+    {
+        m_Watching[static_cast<size_t>(iChannel)].m_Direct[static_cast<size_t>(codec)] += iMore;
+        Tell(iChannel, codec);
+    }
+    void WantKey(int iChannel, ECodec codec) override { Of(iChannel).WantKey(codec); }
+    bool Do(const XCommand& command) const
+    {
+        if (command.m_iChannel < 0 || command.m_iChannel >= Count()) return false;
+        Of(command.m_iChannel).Do(command);
+        return true;
+    }
 
     CChannel& Of(int iChannel) const { return *m_Channels[static_cast<size_t>(iChannel)]; }
     const std::vector<std::unique_ptr<CChannel>>& All() const { return m_Channels; }
@@ -105,8 +124,22 @@ class CServer::CChannels : public IChannels
     }
 
   private:
+    // Who looks at a channel.
+    struct XWatching {
+        bool m_bLink = false;
+        std::array<int, CODECS> m_Direct{};
+    };
+
+    void Tell(int iChannel, ECodec codec)
+    {
+        const XWatching& watching = m_Watching[static_cast<size_t>(iChannel)];
+        const bool link = watching.m_bLink && codec == ECodec::Mpeg4;
+        Of(iChannel).SetWatched(link || watching.m_Direct[static_cast<size_t>(codec)] > 0, codec);
+    }
+
     const XOptions& m_Options;
     std::vector<std::unique_ptr<CChannel>> m_Channels;
+    std::vector<XWatching> m_Watching;
 };
 
 CServer::CServer(XOptions options)
@@ -144,7 +177,7 @@ CServer::CServer(XOptions options)
     m_pChannels = std::make_unique<CChannels>(
         m_Options, [this, posted = std::make_shared<std::atomic<int>>(0)](int channel, auto coded) {
             if (*posted >= MAX_POSTED * m_Options.m_iChannels) {
-                m_pChannels->WantKey(channel);
+                m_pChannels->WantKey(channel, coded->m_Codec);
                 return false;
             }
             ++*posted;
@@ -170,6 +203,18 @@ CServer::CServer(XOptions options)
     setup.m_ulClientsPerAddress = m_Options.m_ulClientsPerAddress;
     setup.m_iDropAfter = static_cast<TimeUs>(m_Options.m_dDropAfterSeconds * SECOND);
     m_pDevice = std::make_unique<CDeviceLink>(std::move(setup), *m_pChannels, *m_pDeviceRoad);
+
+    m_pControl =
+        std::make_unique<CControlServer>(m_Context, XEndpoint{m_Options.m_dwListen, m_Options.m_usControlPort},
+                                         [this](const XCommand& command) { return m_pChannels->Do(command); });
+    CDataServer::XSetup data;
+    data.m_At = {m_Options.m_dwListen, m_Options.m_usDataPort};
+    data.m_ulClients = m_Options.m_ulClients;
+    data.m_ulClientsPerAddress = m_Options.m_ulClientsPerAddress;
+    data.m_iDropAfter = static_cast<TimeUs>(m_Options.m_dDropAfterSeconds * SECOND);
+    data.m_Faults = m_Options.m_DirectFaults;
+    data.m_dwSeed = m_Options.m_dwSeed + 2;
+    m_pData = std::make_unique<CDataServer>(m_Context, data, *m_pChannels);
 }
 
 CServer::~CServer()
@@ -199,6 +244,8 @@ void CServer::Run(ESignals signals, const std::function<void(const CServer&)>& r
     m_pDirectory->Start();
     m_pRendezvousRoad->Start();
     m_pDeviceRoad->Start();
+    m_pControl->Start();
+    m_pData->Start();
     StartChannels();
     Tick();
     m_Context.run();
@@ -245,6 +292,8 @@ void CServer::StartChannels()
 
 void CServer::OnPicture(int iChannel, const std::shared_ptr<const XCoded>& pCoded)
 {
+    m_pData->OnPicture(iChannel, pCoded);
+    if (pCoded->m_Codec != ECodec::Mpeg4) return;
     Bytes message = MakeVideoMessage(iChannel, pCoded->m_Bytes);
     WriteU32(message.data(), m_pDeviceRoad->Faults().SpoilHeader(ReadU32(message.data())));
     m_pDevice->OnMessage(Now(), iChannel, pCoded->m_bKey, std::make_shared<const Bytes>(std::move(message)));
@@ -288,6 +337,7 @@ std::string CServer::ReadyLine() const
     std::replace(clock.begin(), clock.end(), ' ', 'T');
     return "ready id=" + std::to_string(m_Options.m_iNetId) + " directory=" + EndpointText(m_DirectoryAt) +
            " rendezvous=" + EndpointText(m_RendezvousAt) + " device=" + EndpointText(m_DeviceAt) +
+           " control=" + EndpointText(ControlAt()) + " data=" + EndpointText(DataAt()) +
            " channels=" + std::to_string(m_Options.m_iChannels) +
            " size=" + std::to_string(m_Options.m_Scene.m_iWidth) + "x" +
            std::to_string(m_Options.m_Scene.m_iHeight) + " fps=" + std::to_string(m_Options.m_Scene.m_iRate) +
@@ -296,11 +346,11 @@ std::string CServer::ReadyLine() const
 
 nlohmann::json CServer::Report() const
 {
-    std::vector<XChannelCounts> channels;
+    std::vector<XCodecCounts> channels;
     for (const auto& channel : m_pChannels->All())
-        channels.push_back(channel->Counts());
+        channels.push_back({channel->Counts(ECodec::Mpeg4), channel->Counts(ECodec::H264)});
     return MakeReport({m_Options, static_cast<double>(Now() - m_iStarted) / SECOND, channels, *m_pDirectory,
-                       *m_pRendezvous, *m_pDevice, *m_pRendezvousRoad, *m_pDeviceRoad});
+                       *m_pRendezvous, *m_pDevice, *m_pControl, *m_pData, *m_pRendezvousRoad, *m_pDeviceRoad});
 }
 
 int RunRecorder(const XOptions& options)

@@ -11,6 +11,8 @@
 #include "recorder/media/Channel.h"
 #include "recorder/protocol/DeviceLink.h"
 #include "recorder/protocol/Rendezvous.h"
+#include "recorder/server/ControlServer.h"
+#include "recorder/server/DataServer.h"
 #include "recorder/server/DirectoryServer.h"
 #include "recorder/server/Options.h"
 #include "recorder/server/UdpRoad.h"
@@ -18,8 +20,8 @@
 namespace recorder
 {
 
-// The whole recorder: directory, rendezvous, device and channels. All protocol logic runs on the thread that
-// calls Run; each channel makes its pictures on a thread of its own and posts them there.
+// The whole recorder: directory, rendezvous, device, direct ports and channels. All protocol logic runs on the
+// thread that calls Run; each channel makes its pictures on a thread of its own and posts them there.
 class CServer
 {
   public:
@@ -41,8 +43,10 @@ class CServer
     XEndpoint DirectoryAt() const { return m_DirectoryAt; }
     XEndpoint RendezvousAt() const { return m_RendezvousAt; }
     XEndpoint DeviceAt() const { return m_DeviceAt; }
-    // "ready id=1001 directory=127.0.0.1:6800 rendezvous=... device=... channels=4 size=704x576 fps=25
-    // clock=..."
+    XEndpoint ControlAt() const { return m_pControl->Local(); }
+    XEndpoint DataAt() const { return m_pData->Local(); }
+    // "ready id=1001 directory=127.0.0.1:6800 rendezvous=... device=... control=... data=... channels=4
+    // size=704x576 fps=25 clock=..."
     std::string ReadyLine() const;
     // What was served. On the thread of Run, or after it.
     nlohmann::json Report() const;
@@ -68,6 +72,8 @@ class CServer
     std::unique_ptr<CUdpRoad> m_pDeviceRoad;
     std::unique_ptr<CRendezvous> m_pRendezvous;
     std::unique_ptr<CDeviceLink> m_pDevice;
+    std::unique_ptr<CControlServer> m_pControl;
+    std::unique_ptr<CDataServer> m_pData;
     std::function<void(const CServer&)> m_Ready;
     XEndpoint m_DirectoryAt;
     XEndpoint m_RendezvousAt;

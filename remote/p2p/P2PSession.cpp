@@ -4,8 +4,7 @@
 #include <cstring>
 
 #include "inc/OutputDebugString.h"
-#include "platform/files/profile.h"
-#include "platform/os/paths.h"
+#include "model/settings/SystemSettings.h"
 
 namespace
 {
@@ -18,11 +17,10 @@ constexpr std::uint32_t PACKET_WAIT_MS = 100;
 XSessionOptions ReadSessionOptions()
 {
     const auto endpoints = ReadEndpoints();
-    const std::string strPath = GetModuleDirectory() + "config\\system.ini";
     XSessionOptions options;
     options.m_P2P.m_usServerPort = endpoints.m_usRendezvousPort;
     options.m_strServer = endpoints.m_strHost;
-    options.m_bSharedReceive = GetPrivateProfileIntA("System", "SharedReceive", 0, strPath.c_str()) == 1;
+    options.m_bSharedReceive = ReadSettingSwitch(ESetting::SharedReceive);
     return options;
 }
 

@@ -6,11 +6,11 @@
 #include <utility>
 
 #include "codec/decoder.h"
+#include "inc/CxLog.h"
+#include "inc/LogLine.h"
 #include "model/NodeModel.h"
-#include "platform/files/profile.h"
-#include "platform/os/paths.h"
+#include "model/settings/SystemSettings.h"
 #include "platform/os/threads.h"
-#include "remote/p2p/LinkLog.h"
 #include "remote/udp/ChannelReceiver.h"
 #include "render/CellPool.h"
 #include "render/Render.h"
@@ -19,12 +19,6 @@ namespace
 {
 
 constexpr std::size_t REQUEST_BYTES = 8;
-
-bool ReadStandardChroma()
-{
-    const std::string strPath = GetModuleDirectory() + "config\\system.ini";
-    return GetPrivateProfileIntA("System", "StandardChroma", 0, strPath.c_str()) == 1;
-}
 
 }  // namespace
 
@@ -53,8 +47,9 @@ void CUdpLink::Run()
     try {
         if (m_pSession) Receive();
     } catch (const std::exception& fault) {
-        LogLink("CUdpLink::Run", "channel " + std::to_string(m_iDevID + 1) + " of " + std::to_string(m_iNetID) +
-                                     " ends: " + fault.what());
+        LogLine(LOG_WARNING, "CUdpLink::Run",
+                "channel " + std::to_string(m_iDevID + 1) + " of " + std::to_string(m_iNetID) +
+                    " ends: " + fault.what());
     }
     CleanUp();
 }
@@ -90,14 +85,14 @@ void CUdpLink::OpenPicture()
     m_pCounters->m_iHeight.store(iHeight, std::memory_order_relaxed);
     if (!IsWithinLimit(m_Reply)) {
         // As a decoder that does not open: the channel stays open and every message of it is refused.
-        LogLink("CUdpLink::OpenPicture",
+        LogLine(LOG_WARNING, "CUdpLink::OpenPicture",
                 "channel " + std::to_string(m_iDevID + 1) + " of " + std::to_string(m_iNetID) +
                     ": pictures of " + std::to_string(iWidth) + " x " + std::to_string(iHeight) + ", at most " +
                     std::to_string(PICTURE_LIMIT_SAMPLES) + " samples are shown");
         return;
     }
     const auto decoder = std::make_shared<CMpeg4Decoder>(iWidth, iHeight);
-    decoder->SetStandardChroma(ReadStandardChroma());
+    decoder->SetStandardChroma(ReadSettingSwitch(ESetting::StandardChroma));
     m_pState->m_pDecoder = decoder;
     m_pRender = CreateRender();
     if (m_pRender) m_pSurface = m_pRender->CreateSurface(iWidth, iHeight);

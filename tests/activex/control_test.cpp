@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QFile>
 #include <QKeyEvent>
+#include <QLineEdit>
 #include <QPainter>
 #include <QTest>
 #include <QWidget>
@@ -11,6 +12,7 @@
 #include "activex/ActiveXCtrl.h"
 #include "activex/Registration.h"
 #include "model/NodeModel.h"
+#include "model/settings/SystemSettings.h"
 #include "platform/component/component_registry.h"
 #include "platform/os/module_count.h"
 #include "platform/qt/Keys.h"
@@ -368,6 +370,33 @@ TEST_F(ControlTest, DrawingWithoutADeviceContextNeitherPaintsNorMovesThePanel)
     EXPECT_EQ(control.GetPanel().Widget()->geometry(), QRect(0, 0, 300, 200));
 }
 
+TEST_F(ControlTest, AClickOnAPanelActivatesAControlThatTheContainersOwnControlHadTakenOverFrom)
+{
+    CActiveXCtrl& control = Create();
+    CSite site(S_OK);
+    control.SetClientSite(&site);
+    QLineEdit other(&m_Container);
+    other.setFocusPolicy(Qt::ClickFocus);  // the first one to have the keyboard is in the panel
+    other.move(0, 610);
+    m_Container.resize(800, 640);
+    ASSERT_EQ(control.CreateControlWindow(&m_Container), S_OK);
+    control.SetBounds(0, 0, 800, 600);
+    m_Container.show();
+    m_Container.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&m_Container));
+    EXPECT_TRUE(control.IsUIActive());
+    other.setFocus();
+    EXPECT_FALSE(control.IsUIActive());
+    auto* const panel = control.GetPanel().Widget();
+    QTest::mouseClick(panel, Qt::LeftButton, {}, QPoint(790, 5));
+    EXPECT_TRUE(control.IsUIActive());
+    EXPECT_THAT(site.m_Active, ElementsAre(true, true));
+    QTest::mouseClick(panel, Qt::LeftButton, {}, QPoint(790, 5));
+    EXPECT_THAT(site.m_Active, ElementsAre(true, true)) << "an active one has nothing to do";
+    control.DestroyControlWindow();
+    control.SetClientSite(nullptr);
+}
+
 struct KeyRow {
     std::uint32_t m_Message;
     WPARAM m_Key;
@@ -440,6 +469,22 @@ TEST_F(ControlTest, ItsDispatchInterfaceIsFoundByItsOwnIdentifierAndItsEventsBea
     EXPECT_EQ(control.GetEventInterface(), DIID_DActiveXEvents);
     void* events = nullptr;
     EXPECT_EQ(control.QueryInterface(DIID_DActiveXEvents, &events), E_NOINTERFACE) << "the host's to have";
+}
+
+TEST_F(ControlTest, IsClassicUnlessTheContainerAsksBeforeTheWindowIsMade)
+{
+    CActiveXCtrl& control = Create();
+    CComPtr<IControlProfile> profile;
+    ASSERT_EQ(control.QueryInterface(IControlProfile::IID, profile.Receive()), S_OK);
+    EXPECT_EQ(GetProfile(), EProfile::Classic);
+    EXPECT_EQ(profile->SetProfile("other"), E_INVALIDARG);
+    EXPECT_EQ(profile->SetProfile("operator"), S_OK);
+    EXPECT_EQ(GetProfile(), EProfile::Operator);
+    EXPECT_EQ(profile->SetProfile("classic"), S_OK);
+    EXPECT_EQ(GetProfile(), EProfile::Classic);
+    ASSERT_EQ(control.CreateControlWindow(&m_Container), S_OK);
+    EXPECT_EQ(profile->SetProfile("operator"), E_FAIL);
+    EXPECT_EQ(GetProfile(), EProfile::Classic);
 }
 
 TEST_F(ControlTest, AFaultOfTheStartUpEndsAtTheControl)

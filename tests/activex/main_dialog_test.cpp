@@ -126,7 +126,7 @@ class MainDialogTest : public testing::Test
     CMainDialog& Start()
     {
         m_Panel.emplace(CMainDialog::MakeStation, [](int code) { g_iExit = code; });
-        EXPECT_TRUE(m_Panel->Create(CMainDialog::TEMPLATE, &m_Container));
+        EXPECT_TRUE(m_Panel->Create(&m_Container));
         m_Panel->MoveWindow(0, 0, 800, 600);
         m_Container.show();
         return *m_Panel;
@@ -372,7 +372,7 @@ TEST_F(MainDialogTest, WithoutSocketsTheGridStandsAndNoPanelOfTheSideBarDoes)
 {
     PutLayoutButtonElsewhere();
     CSocketlessPanel panel;
-    ASSERT_TRUE(panel.Create(CMainDialog::TEMPLATE, &m_Container));
+    ASSERT_TRUE(panel.Create(&m_Container));
     EXPECT_EQ(panel.m_Answer, false);
     EXPECT_EQ(g_usSocketVersion, 0x101);
     ASSERT_NE(panel.GetGrid(), nullptr);
@@ -393,7 +393,7 @@ TEST_F(MainDialogTest, WithoutSocketsThePanelBearsItsMessagesAndItsEnd)
 {
     ASSERT_EQ(WSAStartup(0x101), 0);
     CSocketlessPanel panel;
-    ASSERT_TRUE(panel.Create(CMainDialog::TEMPLATE, &m_Container));
+    ASSERT_TRUE(panel.Create(&m_Container));
     AddStation("gate", "c");
     panel.Update(CNodeModel::GetInstance()->FindByName("gate0"), "");
     SendMessageA(panel.Handle(), LOGON_MESSAGE_ADDED, 0, 9);
@@ -623,7 +623,7 @@ TEST_F(MainDialogTest, PanelMayBeStartedAgain)
     m_Panel->DestroyWindow();
     EXPECT_FALSE(m_Panel->DestroyWindow());
     g_Calls.clear();
-    ASSERT_TRUE(m_Panel->Create(CMainDialog::TEMPLATE, &m_Container));
+    ASSERT_TRUE(m_Panel->Create(&m_Container));
     EXPECT_EQ(m_Panel->GetSideBar()->GetFolderCount(), 5);
     EXPECT_EQ(m_Panel->GetTree().GetTree()->model()->rowCount(), 0);
     EXPECT_EQ(m_Panel->GetGrid()->GetState().GetRects().size(), 8U);

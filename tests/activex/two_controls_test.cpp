@@ -33,7 +33,7 @@ class TwoControlsTest : public testing::TestWithParam<int>
         });
         for (auto& panel : m_Panels) {
             panel = std::make_unique<CMainDialog>();
-            EXPECT_TRUE(panel->Create(CMainDialog::TEMPLATE, &m_Container));
+            EXPECT_TRUE(panel->Create(&m_Container));
         }
         m_Container.show();
         AddStation();

@@ -2,38 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
-#include <cstdio>
-#include <cstdlib>
-#include <memory>
 #include <string>
+
+#include "tests/support/process.h"
 
 namespace
 {
 
 const std::string BUILD = WATCHWALL_BINARY_DIR "/consumer";  // stays, so that a later run compiles what changed
-
-struct Outcome {
-    int m_iStatus = -1;
-    std::string m_strOutput;
-};
-
-Outcome Execute(const std::string& command)
-{
-    Outcome outcome;
-    std::FILE* const pipe = popen((command + " 2>&1").c_str(), "r");
-    if (pipe == nullptr) return outcome;
-    std::array<char, 4096> block{};
-    while (const std::size_t count = std::fread(block.data(), 1, block.size(), pipe))
-        outcome.m_strOutput.append(block.data(), count);
-    outcome.m_iStatus = pclose(pipe);
-    return outcome;
-}
-
-std::string Quoted(const std::string& text)
-{
-    return "'" + text + "'";
-}
 
 // Without the packages that only the folders above the decoder core need.
 TEST(ConsumerTest, LinksTheDecoderLibraryAloneWithoutThePackagesOfTheRest)
@@ -46,13 +22,13 @@ TEST(ConsumerTest, LinksTheDecoderLibraryAloneWithoutThePackagesOfTheRest)
                 " -D CMAKE_CXX_COMPILER_LAUNCHER=" + Quoted(WATCHWALL_LAUNCHER) +
                 " -D CMAKE_DISABLE_FIND_PACKAGE_Qt6=ON -D CMAKE_DISABLE_FIND_PACKAGE_SQLite3=ON"
                 " -D CMAKE_DISABLE_FIND_PACKAGE_X11=ON -D CMAKE_DISABLE_FIND_PACKAGE_GTest=ON");
-    ASSERT_EQ(configured.m_iStatus, 0) << configured.m_strOutput;
+    ASSERT_EQ(configured.status, 0) << configured.output;
     const Outcome built =
         Execute(Quoted(WATCHWALL_CMAKE) + " --build " + Quoted(BUILD) + " --target consumer --parallel 2");
-    ASSERT_EQ(built.m_iStatus, 0) << built.m_strOutput;
+    ASSERT_EQ(built.status, 0) << built.output;
     const Outcome ran = Execute(Quoted(BUILD + "/consumer"));
-    EXPECT_EQ(ran.m_iStatus, 0);
-    EXPECT_EQ(ran.m_strOutput, "refused: 1 1\n");
+    EXPECT_EQ(ran.status, 0);
+    EXPECT_EQ(ran.output, "refused: 1 1\n");
 }
 
 }  // namespace

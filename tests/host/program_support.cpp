@@ -34,6 +34,12 @@ int ProgramTest::End()
     return m_Process.exitCode();
 }
 
+QByteArray ProgramTest::Registry() const
+{
+    QFile file(File("registry.ini"));
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
 bool ProgramTest::WaitShown()
 {
     while (!m_strOutput.contains("shown after") && m_Process.waitForReadyRead(60000))

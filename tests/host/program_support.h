@@ -23,6 +23,8 @@ class ProgramTest : public testing::Test
         Start(arguments);
         return End();
     }
+    /// The registry's file.
+    QByteArray Registry() const;
     /// Reads until the window has come up.
     bool WaitShown();
 

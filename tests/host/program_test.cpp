@@ -1,6 +1,8 @@
 #include <signal.h>
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QImage>
 
 #include "tests/host/program_support.h"
@@ -104,6 +106,53 @@ TEST_F(ProgramTest, ARegistrationOfAnotherModuleIsTakenOver)
     EXPECT_EQ(Run(Home() + QStringList{"--seconds", "1"}), 0) << m_strErrors.toStdString();
     ASSERT_TRUE(registry.open(QIODevice::ReadOnly));
     EXPECT_FALSE(registry.readAll().contains("gone"));
+}
+
+// A module of another install, registered by its own program.
+TEST_F(ProgramTest, AnotherInstallsLivingRegistrationStaysAndTheOwnModuleIsUsed)
+{
+    QDir(m_Folder.path()).mkdir("other");
+    const QString other = File("other/activex.ocx");
+    ASSERT_TRUE(QFile::copy(WATCHWALL_MODULE, other));
+    EXPECT_EQ(Run(Home() + QStringList{"--register", "--module", other}), 0) << m_strErrors.toStdString();
+    EXPECT_EQ(m_strOutput, QStringLiteral("watchwall: %1 is registered as ActiveX.ActiveXCtrl.1 in %2\n")
+                               .arg(other, File("registry.ini")));
+    const QByteArray before = Registry();
+    ASSERT_TRUE(QFile::rename(other, File("other/moved.ocx")));
+    ASSERT_TRUE(QFile(other).open(QIODevice::WriteOnly)) << "there, and of no use: it must not be loaded";
+    EXPECT_EQ(Run(Home() + QStringList{"--seconds", "1"}), 0) << m_strErrors.toStdString();
+    EXPECT_EQ(Run(Home() + QStringList{"--seconds", "1", "--module", WATCHWALL_MODULE}), 0)
+        << m_strErrors.toStdString();
+    EXPECT_EQ(Registry(), before);
+}
+
+TEST_F(ProgramTest, RegisterAndUnregisterSayWhatTheyDoAndNeedNoDisplay)
+{
+    m_Environment.remove("DISPLAY");
+    const QString own = QFileInfo(QStringLiteral(WATCHWALL_MODULE)).canonicalFilePath();
+    const QString where = " in " + File("registry.ini");
+    EXPECT_EQ(Run(Home() + QStringList{"--unregister"}), 0);
+    EXPECT_EQ(m_strOutput, "watchwall: nothing is registered as ActiveX.ActiveXCtrl.1" + where + '\n');
+    m_strOutput.clear();
+    EXPECT_EQ(Run(Home() + QStringList{"--register"}), 0);
+    EXPECT_EQ(m_strOutput, "watchwall: " + own + " is registered as ActiveX.ActiveXCtrl.1" + where + '\n');
+
+    // It takes another one's place when it is asked to, and says so.
+    QDir(m_Folder.path()).mkdir("other");
+    const QString other = File("other/activex.ocx");
+    ASSERT_TRUE(QFile::copy(WATCHWALL_MODULE, other));
+    m_strOutput.clear();
+    EXPECT_EQ(Run(Home() + QStringList{"--register", "--module", other}), 0);
+    EXPECT_TRUE(m_strOutput.endsWith(where + ", in place of " + own + '\n')) << m_strOutput.toStdString();
+    m_strOutput.clear();
+    EXPECT_EQ(Run(Home() + QStringList{"--unregister"}), 0);
+    EXPECT_EQ(m_strOutput, "watchwall: " + other + " is no longer registered" + where + '\n');
+    EXPECT_FALSE(Registry().contains("ActiveX.ActiveXCtrl.1"));
+
+    m_Environment.insert("WATCHWALL_REGISTRY", "/dev/null/registry.ini");
+    EXPECT_EQ(Run(Home() + QStringList{"--register"}), 3);
+    EXPECT_TRUE(m_strErrors.contains("/dev/null/registry.ini")) << m_strErrors.toStdString();
+    EXPECT_EQ(Run({"--register", "--unregister"}), 2);
 }
 
 TEST_F(ProgramTest, ARegistryThatCannotBeWrittenIsTold)

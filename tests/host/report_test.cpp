@@ -33,7 +33,7 @@ TEST(ReportTest, ANameWithPlaceMarksStandsAsItIs)
 TEST(ReportTest, ControlCharactersOfANameAreSpeltOut)
 {
     const std::string line = DescribeChannel(Named("gate\x1B[2J\a\n\x7F\xC2\x9B")).toStdString();
-    EXPECT_EQ(line.find("\"gate\\x1b[2J\\x07\\x0a\\x7f\\x9b\":"), 10U) << line;
+    EXPECT_EQ(line.find("\"gate\\x1B[2J\\x07\\x0A\\x7F\\x9B\":"), 10U) << line;
 }
 
 QByteArray Read(const QString& path)

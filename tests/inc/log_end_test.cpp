@@ -180,11 +180,11 @@ TEST(LogLineTest, FaultStandsInTheLogAndOnStandardError)
     std::string heard;
     const CDebugListener former = SetDebugListener([&](std::string_view text) { heard += text; });
     testing::internal::CaptureStderr();
-    LogFault("CSome::Start", "the disk is full");
+    LogFault("CSome::Start", "the disk\x1B is full");
     SetDebugListener(former);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "watchwall: the disk is full\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "watchwall: the disk\\x1B is full\n");
     EXPECT_THAT(heard, HasSubstr(" Error log_end_test.cpp(CSome::Start, "));
-    EXPECT_THAT(heard, EndsWith("): the disk is full\r\n"));
+    EXPECT_THAT(heard, EndsWith("): the disk\\x1B is full\r\n"));
 }
 
 using LOG_FROM_MODULE = const char* (*)(const char* message);

@@ -46,6 +46,15 @@ TEST_P(DebugOutputToStandardError, GoesByTheVariable)
 INSTANTIATE_TEST_SUITE_P(Variable, DebugOutputToStandardError,
                          testing::Values(XCase{nullptr, ""}, XCase{"", ""}, XCase{"1", "recv return -1\n"}));
 
+TEST(DebugOutput, ControlBytesReachNoTerminal)
+{
+    const CTestVariable variable("WATCHWALL_DEBUG", "1");
+    testing::internal::CaptureStderr();
+    OutputDebugStringA("name \x1B[2J\rx\ty\n");
+    OutputDebugStringA("a line of the log\r\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "name \\x1B[2J\\x0Dx\ty\na line of the log\n");
+}
+
 TEST(DebugOutput, TextsOfTwoThreadsAreNotMixed)
 {
     constexpr int TEXTS = 500;

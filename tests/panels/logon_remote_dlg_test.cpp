@@ -5,7 +5,9 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScreen>
 #include <QTest>
+#include <QTimer>
 #include <optional>
 
 #include "common/HistoryCombo.h"
@@ -117,7 +119,7 @@ class LogonDlgTest : public testing::Test
             }
             return std::make_unique<CScriptedStation>(*this, answer);
         });
-        ASSERT_TRUE(m_Dlg->Create(CLogonRemoteDlg::TEMPLATE, m_pBar));
+        ASSERT_TRUE(m_Dlg->Create(m_pBar));
         m_Dlg->MoveWindow(0, 0, 200, 400);
         m_pOuter->show();
     }
@@ -127,8 +129,18 @@ class LogonDlgTest : public testing::Test
     QLineEdit& Edit(int id) { return *m_Dlg->GetDlgItem<QLineEdit>(id); }
     std::string StatusLine() { return m_Dlg->GetDlgItemText(CLogonRemoteDlg::STATUS_LINE); }
     QPushButton& Button() { return *m_Dlg->GetDlgItem<QPushButton>(IDOK); }
+    /// The busy line as it is on the screen.
+    QImage SeenLine()
+    {
+        const QWidget& line = *m_Dlg->GetDlgItem(CLogonRemoteDlg::STATUS_LINE);
+        const QRect place(line.mapTo(m_pOuter.get(), QPoint(0, 0)), line.size());
+        return m_pOuter->screen()
+            ->grabWindow(m_pOuter->winId(), place.x(), place.y(), place.width(), place.height())
+            .toImage();
+    }
     void LookAtThePanel()
     {
+        m_BusyLine = SeenLine();
         m_strBusy = StatusLine();
         m_bBusyCursor = QApplication::overrideCursor() != nullptr &&
                         QApplication::overrideCursor()->shape() == Qt::WaitCursor;
@@ -169,6 +181,7 @@ class LogonDlgTest : public testing::Test
     std::string m_strBusyAtMessage;
     // of the panel while a station connects
     std::string m_strBusy;
+    QImage m_BusyLine;
     bool m_bBusyCursor = false;
     bool m_bAccepts = true;
     std::optional<CLogonRemoteDlg> m_Dlg;
@@ -255,6 +268,33 @@ INSTANTIATE_TEST_SUITE_P(
             "正在登入 1001……",
             {"無法連線到主機。", "使用者名稱或密碼錯誤。", "無法取得主機的裝置資訊。", "該主機已在清單中。"}}),
     [](const auto& row) { return std::string(row.param.m_szName); });
+
+TEST_F(LogonDlgTest, BusyLineIsOnTheScreenWhileTheStationConnects)
+{
+    Show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(m_pOuter.get()));
+    QImage empty;
+    ASSERT_TRUE(QTest::qWaitFor([&] {
+        empty = SeenLine();
+        return !empty.isNull() && empty.pixelColor(1, 1) == QColor(0xC5, 0xC5, 0xC5);
+    }));
+    Enter("1001");
+    Accept();
+    EXPECT_NE(m_BusyLine, empty);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return SeenLine() == empty; })) << "and it goes";
+}
+
+// A close that comes with the click is the event loop's to serve, once the logon is through.
+TEST_F(LogonDlgTest, NothingElseIsServedBeforeTheStationConnects)
+{
+    Show();
+    bool served = false;
+    QTimer::singleShot(0, m_pOuter.get(), [&] { served = true; });
+    Enter("1001");
+    Accept();
+    EXPECT_FALSE(served);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return served; }));
+}
 
 TEST_F(LogonDlgTest, SuccessAddsTheStationInOrderAndTellsTheTotal)
 {

@@ -110,7 +110,7 @@ void TreeDlgTest::AddStation()
 void TreeDlgTest::ShowDialog()
 {
     m_Dlg.emplace();
-    ASSERT_TRUE(m_Dlg->Create(CTreeDlg::TEMPLATE, m_pParent.get()));
+    ASSERT_TRUE(m_Dlg->Create(m_pParent.get()));
     m_Dlg->MoveWindow(0, 0, 200, 480);
 }
 

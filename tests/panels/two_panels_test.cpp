@@ -13,7 +13,7 @@ class TwoPanelsTest : public TreeDlgTest
         AddStation();
         ShowDialog();
         m_OtherParent.resize(220, 500);
-        ASSERT_TRUE(m_Other.Create(CTreeDlg::TEMPLATE, &m_OtherParent));
+        ASSERT_TRUE(m_Other.Create(&m_OtherParent));
         m_OtherParent.show();
     }
     QAbstractItemModel& OtherNodes() { return *m_Other.GetTree()->model(); }

@@ -29,13 +29,14 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-constexpr int TEMPLATE = 202;
+constexpr int NUMBER = 202;
 constexpr int BUTTON = 6018;
 constexpr int EDIT = 1241;
 
 class CTestDialog : public CDialog
 {
   public:
+    CTestDialog() : CDialog(NUMBER) {}
     ~CTestDialog() override { DestroyWindow(); }
 
     std::vector<std::string> m_Calls;
@@ -54,18 +55,16 @@ class CTestDialog : public CDialog
         Said("create");
         return m_iCreate;
     }
-    bool OnLoadTemplate(int number) override
+    void OnCreateControls() override
     {
-        Said("template");
-        if (number != TEMPLATE) return false;
+        Said("controls");
         AddControl(BUTTON, new QPushButton("Go"));
         AddControl(EDIT, new QLineEdit);
-        return true;
     }
     bool OnInitDialog() override
     {
         Said("init");
-        if (m_pInner) m_pInner->Create(TEMPLATE, Widget());
+        if (m_pInner) m_pInner->Create(Widget());
         return true;
     }
     void OnDestroy() override { Said(GetDlgItem(BUTTON) ? "destroy with controls" : "destroy"); }
@@ -117,30 +116,36 @@ TEST_F(DialogTest, TheWindowIsMadeFromItsTemplateInOrder)
     CTestDialog dialog;
     EXPECT_EQ(dialog.Widget(), nullptr);
     EXPECT_EQ(dialog.Handle(), HWND::Null);
-    ASSERT_TRUE(dialog.Create(TEMPLATE, &m_Parent));
+    ASSERT_TRUE(dialog.Create(&m_Parent));
     EXPECT_THAT(dialog.m_Calls, testing::Not(IsEmpty()));
     dialog.m_Calls.resize(3);
-    EXPECT_THAT(dialog.m_Calls, ElementsAre("create", "template", "init"));
+    EXPECT_THAT(dialog.m_Calls, ElementsAre("create", "controls", "init"));
     EXPECT_TRUE(dialog.Widget()->isVisible());
     EXPECT_FALSE(dialog.Widget()->isWindow()) << "a modeless child";
     EXPECT_TRUE(IsWindow(dialog.Handle()));
-    EXPECT_FALSE(dialog.Create(TEMPLATE, &m_Parent)) << "it has its window";
+    EXPECT_FALSE(dialog.Create(&m_Parent)) << "it has its window";
 }
 
-TEST_F(DialogTest, WithoutTheTemplateThereIsNoWindow)
+TEST_F(DialogTest, ItsWindowIsFoundByItsNumber)
 {
     CTestDialog dialog;
-    EXPECT_FALSE(dialog.Create(TEMPLATE + 1, &m_Parent));
+    ASSERT_TRUE(dialog.Create(&m_Parent));
+    EXPECT_EQ(m_Parent.findChild<QWidget*>("dialog202"), dialog.Widget());
+}
+
+TEST_F(DialogTest, WithoutAParentThereIsNoWindow)
+{
+    CTestDialog dialog;
+    EXPECT_FALSE(dialog.Create(nullptr));
     EXPECT_EQ(dialog.Widget(), nullptr);
-    EXPECT_FALSE(dialog.Create(TEMPLATE, nullptr));
-    EXPECT_TRUE(dialog.Create(TEMPLATE, &m_Parent)) << "and it may be tried again";
+    EXPECT_TRUE(dialog.Create(&m_Parent)) << "and it may be tried again";
 }
 
 TEST_F(DialogTest, ACreateOfMinusOneEndsIt)
 {
     CTestDialog dialog;
     dialog.m_iCreate = -1;
-    EXPECT_FALSE(dialog.Create(TEMPLATE, &m_Parent));
+    EXPECT_FALSE(dialog.Create(&m_Parent));
     EXPECT_EQ(dialog.Widget(), nullptr);
     EXPECT_THAT(dialog.m_Calls, testing::Not(testing::Contains("init")));
 }
@@ -149,9 +154,9 @@ TEST_F(DialogTest, AFaultOfTheStartUpReachesTheCallerAndLeavesNoWindow)
 {
     CTestDialog dialog;
     dialog.m_strFailIn = "init";
-    EXPECT_THROW(dialog.Create(TEMPLATE, &m_Parent), std::runtime_error);
+    EXPECT_THROW(dialog.Create(&m_Parent), std::runtime_error);
     EXPECT_EQ(dialog.Widget(), nullptr);
-    EXPECT_THROW(dialog.DoModal(TEMPLATE, nullptr), std::runtime_error);
+    EXPECT_THROW(dialog.DoModal(nullptr), std::runtime_error);
     EXPECT_EQ(dialog.Widget(), nullptr);
     EXPECT_TRUE(m_Parent.children().isEmpty());
 }
@@ -159,7 +164,7 @@ TEST_F(DialogTest, AFaultOfTheStartUpReachesTheCallerAndLeavesNoWindow)
 TEST_F(DialogTest, TheEndComesBeforeTheControlsGo)
 {
     CTestDialog dialog;
-    ASSERT_TRUE(dialog.Create(TEMPLATE, &m_Parent));
+    ASSERT_TRUE(dialog.Create(&m_Parent));
     const HWND window = dialog.Handle();
     EXPECT_TRUE(dialog.DestroyWindow());
     EXPECT_EQ(dialog.m_Calls.back(), "destroy with controls");
@@ -175,7 +180,7 @@ TEST_F(DialogTest, TheWindowGoesWithItsParentParentsFirst)
     CTestDialog inner;
     CTestDialog outer;
     outer.m_pInner = &inner;
-    ASSERT_TRUE(outer.Create(TEMPLATE, parent.get()));
+    ASSERT_TRUE(outer.Create(parent.get()));
     ASSERT_NE(inner.Widget(), nullptr);
     QObject::connect(inner.Widget(), &QObject::destroyed,
                      [&] { EXPECT_EQ(outer.m_Calls.back(), "destroy with controls"); });
@@ -188,7 +193,7 @@ TEST_F(DialogTest, TheWindowGoesWithItsParentParentsFirst)
 TEST_F(DialogTest, AButtonIsACommandWithItsIdentifier)
 {
     CTestDialog dialog;
-    ASSERT_TRUE(dialog.Create(TEMPLATE, &m_Parent));
+    ASSERT_TRUE(dialog.Create(&m_Parent));
     QTest::mouseClick(dialog.GetDlgItem(BUTTON), Qt::LeftButton);
     EXPECT_EQ(dialog.m_Calls.back(), "command 6018");
 }
@@ -196,7 +201,7 @@ TEST_F(DialogTest, AButtonIsACommandWithItsIdentifier)
 TEST_F(DialogTest, ACommandMessageTakesTheLowSixteenBits)
 {
     CTestDialog dialog;
-    ASSERT_TRUE(dialog.Create(TEMPLATE, &m_Parent));
+    ASSERT_TRUE(dialog.Create(&m_Parent));
     SendMessageA(dialog.Handle(), WM_COMMAND, 0x10000 + 60001, 0);
     EXPECT_EQ(dialog.m_Calls.back(), "command 60001");
 }
@@ -204,7 +209,7 @@ TEST_F(DialogTest, ACommandMessageTakesTheLowSixteenBits)
 TEST_F(DialogTest, MessagesByNumberReachTheDialog)
 {
     CTestDialog dialog;
-    ASSERT_TRUE(dialog.Create(TEMPLATE, &m_Parent));
+    ASSERT_TRUE(dialog.Create(&m_Parent));
     EXPECT_EQ(SendMessageA(dialog.Handle(), 0x9999, 0, 8), 9);
     EXPECT_EQ(SendMessageA(dialog.Handle(), 0x9998, 0, 8), 0);
 }
@@ -212,7 +217,7 @@ TEST_F(DialogTest, MessagesByNumberReachTheDialog)
 TEST_F(DialogTest, AFaultInAHandlerEndsThere)
 {
     CTestDialog dialog;
-    ASSERT_TRUE(dialog.Create(TEMPLATE, &m_Parent));
+    ASSERT_TRUE(dialog.Create(&m_Parent));
     EXPECT_EQ(SendMessageA(dialog.Handle(), 0x7EA, 0, 0), 0);
     EXPECT_THAT(m_strDebug, HasSubstr("a fault in a message"));
     dialog.m_strFailIn = "paint";
@@ -223,7 +228,7 @@ TEST_F(DialogTest, AFaultInAHandlerEndsThere)
 TEST_F(DialogTest, AFaultInACommandIsShownToTheUser)
 {
     CTestDialog dialog;
-    ASSERT_TRUE(dialog.Create(TEMPLATE, &m_Parent));
+    ASSERT_TRUE(dialog.Create(&m_Parent));
     dialog.m_strFailIn = "command 6018";
     QString shown;
     auto* timer = new QTimer(qApp);
@@ -243,7 +248,7 @@ TEST_F(DialogTest, AFaultInACommandIsShownToTheUser)
 TEST_F(DialogTest, ControlsAreFoundByIdentifierAndType)
 {
     CTestDialog dialog;
-    ASSERT_TRUE(dialog.Create(TEMPLATE, &m_Parent));
+    ASSERT_TRUE(dialog.Create(&m_Parent));
     EXPECT_NE(dialog.GetDlgItem<QPushButton>(BUTTON), nullptr);
     EXPECT_EQ(dialog.GetDlgItem<QLineEdit>(BUTTON), nullptr);
     EXPECT_EQ(dialog.GetDlgItem(207), nullptr);
@@ -260,7 +265,7 @@ TEST_F(DialogTest, ControlsAreFoundByIdentifierAndType)
 TEST_F(DialogTest, TextsAreSetAndReadByIdentifier)
 {
     CTestDialog dialog;
-    ASSERT_TRUE(dialog.Create(TEMPLATE, &m_Parent));
+    ASSERT_TRUE(dialog.Create(&m_Parent));
     dialog.AddControl(1, new QLabel);
     dialog.AddControl(2, new QCheckBox);
     auto* combo = dialog.AddControl(3, new QComboBox);
@@ -281,7 +286,7 @@ TEST_F(DialogTest, TextsAreSetAndReadByIdentifier)
 TEST_F(DialogTest, ReturnIsTheAcceptButtonAndEscapeIsCancel)
 {
     CTestDialog dialog;
-    ASSERT_TRUE(dialog.Create(TEMPLATE, &m_Parent));
+    ASSERT_TRUE(dialog.Create(&m_Parent));
     QTest::keyClick(dialog.GetDlgItem(EDIT), Qt::Key_Return);
     EXPECT_EQ(dialog.m_Calls.back(), "command 1");
     QTest::keyClick(dialog.GetDlgItem(EDIT), Qt::Key_Escape);
@@ -301,7 +306,7 @@ TEST_F(DialogTest, ReturnIsTheAcceptButtonAndEscapeIsCancel)
 TEST_F(DialogTest, TimersAreNumbered)
 {
     CTestDialog dialog;
-    ASSERT_TRUE(dialog.Create(TEMPLATE, &m_Parent));
+    ASSERT_TRUE(dialog.Create(&m_Parent));
     dialog.SetTimer(0x401, 1);
     EXPECT_TRUE(QTest::qWaitFor([&] { return dialog.m_Calls.back() == "timer 1025"; }));
     EXPECT_TRUE(dialog.KillTimer(0x401));
@@ -313,7 +318,7 @@ TEST_F(DialogTest, MovingTellsTheSize)
     m_Parent.resize(300, 300);
     m_Parent.show();
     CTestDialog dialog;
-    ASSERT_TRUE(dialog.Create(TEMPLATE, &m_Parent));
+    ASSERT_TRUE(dialog.Create(&m_Parent));
     dialog.MoveWindow(5, 6, 70, 80);
     EXPECT_EQ(dialog.Widget()->geometry(), QRect(5, 6, 70, 80));
     EXPECT_EQ(dialog.m_Calls.back(), "size 70x80");
@@ -328,13 +333,14 @@ TEST_F(DialogTest, AModalDialogReturnsItsResult)
         dialog.EndDialog(5);
         dialog.EndDialog(6);  // it has ended
     });
-    EXPECT_EQ(dialog.DoModal(TEMPLATE, &m_Parent), 5);
+    EXPECT_EQ(dialog.DoModal(&m_Parent), 5);
     EXPECT_EQ(dialog.Widget(), nullptr);
     QTimer::singleShot(0, qApp, [&] { dialog.Widget()->close(); });
-    EXPECT_EQ(dialog.DoModal(TEMPLATE, &m_Parent), IDCANCEL);
+    EXPECT_EQ(dialog.DoModal(&m_Parent), IDCANCEL);
     QTimer::singleShot(0, qApp, [&] { QTest::keyClick(dialog.Widget(), Qt::Key_Return); });
-    EXPECT_EQ(dialog.DoModal(TEMPLATE, &m_Parent), IDOK);
-    EXPECT_EQ(dialog.DoModal(TEMPLATE + 1, &m_Parent), -1);
+    EXPECT_EQ(dialog.DoModal(&m_Parent), IDOK);
+    dialog.m_iCreate = -1;
+    EXPECT_EQ(dialog.DoModal(&m_Parent), -1);
 }
 
 TEST_F(DialogTest, AModalDialogWhoseOwnerGoesIsCancelled)
@@ -343,7 +349,7 @@ TEST_F(DialogTest, AModalDialogWhoseOwnerGoesIsCancelled)
     owner->show();
     CTestDialog dialog;
     QTimer::singleShot(0, qApp, [&] { owner.reset(); });
-    EXPECT_EQ(dialog.DoModal(TEMPLATE, owner.get()), IDCANCEL);
+    EXPECT_EQ(dialog.DoModal(owner.get()), IDCANCEL);
     EXPECT_EQ(dialog.Widget(), nullptr);
 }
 
@@ -356,7 +362,7 @@ TEST_F(DialogTest, AModalDialogIsDecorated)
         EXPECT_EQ(decorated, dialog.Widget());
         dialog.EndDialog(1);
     });
-    dialog.DoModal(TEMPLATE, nullptr);
+    dialog.DoModal(nullptr);
     SetDialogDecorator({});
 }
 
@@ -378,7 +384,7 @@ TEST_F(DialogTest, AMenuEntryIsACommandOfItsOwner)
 {
     m_Parent.show();
     CTestDialog dialog;
-    ASSERT_TRUE(dialog.Create(TEMPLATE, &m_Parent));
+    ASSERT_TRUE(dialog.Create(&m_Parent));
     CMenu menu;
     menu.AppendItem(60000, "One & only");
     menu.AppendSeparator();

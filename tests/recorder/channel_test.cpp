@@ -27,7 +27,7 @@ XChannelSetup DefaultSetup()
     setup.m_Scene.m_iHeight = 288;
     setup.m_Scene.m_iClockStart = ParseClock("2026-11-21 08:40:12");
     setup.m_Scene.m_bMark = true;
-    setup.m_iBitRate = 600'000;
+    setup.m_Stream.m_iBitRate = 600'000;
     return setup;
 }
 
@@ -54,7 +54,7 @@ TEST(PictureMakerTest, RateIsKept)
 {
     for (const int64_t rate : {300'000, 1'200'000}) {
         XChannelSetup setup = DefaultSetup();
-        setup.m_iBitRate = rate;
+        setup.m_Stream.m_iBitRate = rate;
         CPictureMaker maker(setup, 1, NEVER_STOP);
         for (int i = 0; i < 200; ++i)
             maker.Make(i, false);
@@ -67,8 +67,8 @@ TEST(PictureMakerTest, RateIsKept)
 TEST(PictureMakerTest, APictureThatIsTooLargeIsMadeCoarser)
 {
     XChannelSetup setup = DefaultSetup();
-    setup.m_iBitRate = 20'000'000;
-    setup.m_ulMaxBytes = 12'000;
+    setup.m_Stream.m_iBitRate = 20'000'000;
+    setup.m_Stream.m_ulMaxBytes = 12'000;
     CPictureMaker maker(setup, 1, NEVER_STOP);
     CDecoder decoder;
     for (int i = 0; i < 20; ++i) {
@@ -84,7 +84,7 @@ TEST(PictureMakerTest, APictureThatIsTooLargeIsMadeCoarser)
 TEST(PictureMakerTest, APictureThatCanNotBeMadeSmallEnoughIsDropped)
 {
     XChannelSetup setup = DefaultSetup();
-    setup.m_ulMaxBytes = 500;
+    setup.m_Stream.m_ulMaxBytes = 500;
     CPictureMaker maker(setup, 1, NEVER_STOP);
     EXPECT_FALSE(maker.Make(0, false));
     EXPECT_FALSE(maker.Make(1, false)) << "the next can only be a key picture again";
@@ -95,7 +95,7 @@ TEST(PictureMakerTest, APictureThatCanNotBeMadeSmallEnoughIsDropped)
 TEST(PictureMakerTest, KeyPicturesComeByGroupAndWhenAskedFor)
 {
     XChannelSetup setup = DefaultSetup();
-    setup.m_iGroup = 10;
+    setup.m_Stream.m_iGroup = 10;
     CPictureMaker maker(setup, 0, NEVER_STOP);
     std::vector<int> keys;
     for (int i = 0; i < 30; ++i)
@@ -189,7 +189,7 @@ XChannelSetup QuickSetup()
     setup.m_Scene.m_iWidth = 128;
     setup.m_Scene.m_iHeight = 96;
     setup.m_Scene.m_iRate = 200;
-    setup.m_iGroup = 5;
+    setup.m_Stream.m_iGroup = 5;
     return setup;
 }
 

@@ -5,9 +5,9 @@
 namespace recorder
 {
 
-CDecoder::CDecoder() : m_pFrame(av_frame_alloc()), m_pPacket(av_packet_alloc())
+CDecoder::CDecoder(const char* szName) : m_pFrame(av_frame_alloc()), m_pPacket(av_packet_alloc())
 {
-    const AVCodec* const codec = avcodec_find_decoder_by_name("mpeg4");
+    const AVCodec* const codec = avcodec_find_decoder_by_name(szName);
     m_pContext.reset(avcodec_alloc_context3(codec));
     m_pContext->thread_count = 1;
     CheckAv(avcodec_open2(m_pContext.get(), codec, nullptr), "open a decoder");

@@ -9,11 +9,11 @@
 namespace recorder
 {
 
-// Decodes MPEG-4 picture by picture with libavcodec.
+// Decodes MPEG-4, or H.264, picture by picture with libavcodec.
 class CDecoder
 {
   public:
-    CDecoder();
+    explicit CDecoder(const char* szName = "mpeg4");
     XPicture Decode(const std::vector<uint8_t>& bytes);
 
   private:

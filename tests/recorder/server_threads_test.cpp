@@ -225,10 +225,11 @@ TEST(ServerTest, ReadyLineTellsThePorts)
 {
     CRunning running({"--id", "77", "--channels", "2", "--clock", "2026-11-21 08:40:12"});
     const CServer& server = running.Server();
-    EXPECT_EQ(server.ReadyLine(), "ready id=77 directory=" + EndpointText(server.DirectoryAt()) +
-                                      " rendezvous=" + EndpointText(server.RendezvousAt()) +
-                                      " device=" + EndpointText(server.DeviceAt()) +
-                                      " channels=2 size=176x144 fps=25 clock=2026-11-21T08:40:12.00");
+    EXPECT_EQ(server.ReadyLine(),
+              "ready id=77 directory=" + EndpointText(server.DirectoryAt()) + " rendezvous=" +
+                  EndpointText(server.RendezvousAt()) + " device=" + EndpointText(server.DeviceAt()) +
+                  " control=" + EndpointText(server.ControlAt()) + " data=" + EndpointText(server.DataAt()) +
+                  " channels=2 size=176x144 fps=25 clock=2026-11-21T08:40:12.00");
     EXPECT_NE(server.DirectoryAt().m_usPort, 0);
     EXPECT_EQ(AddressText(server.DeviceAt().m_dwAddress), "127.0.0.1");
 }
@@ -271,6 +272,9 @@ TEST(ServerTest, ATakenPortIsNamed)
     };
     EXPECT_THAT(refusal(options), HasSubstr("UDP " + EndpointText(running.Server().RendezvousAt()) + ": "));
     options.m_usRendezvousPort = 0;
+    options.m_usDataPort = running.Server().DataAt().m_usPort;
+    EXPECT_THAT(refusal(options), HasSubstr("TCP " + EndpointText(running.Server().DataAt()) + ": "));
+    options.m_usDataPort = 0;
     options.m_usDirectoryPort = running.Server().DirectoryAt().m_usPort;
     EXPECT_THAT(refusal(options), HasSubstr("TCP " + EndpointText(running.Server().DirectoryAt()) + ": "));
 }
@@ -295,8 +299,9 @@ TEST(ServerTest, AClientOfARecorderThatWasRestartedFindsItAgain)
     const std::string directory = std::to_string(running->Server().DirectoryAt().m_usPort);
     const std::string rendezvous = std::to_string(running->Server().RendezvousAt().m_usPort);
     running.reset();
-    running = std::make_unique<CRunning>(std::vector<const char*>{
-        "--id", "77", "--directory-port", directory.c_str(), "--rendezvous-port", rendezvous.c_str()});
+    running = std::make_unique<CRunning>(
+        std::vector<const char*>{"--id", "77", "--directory-port", directory.c_str(), "--rendezvous-port",
+                                 rendezvous.c_str(), "--control-port", "0", "--data-port", "0"});
     ASSERT_TRUE(client.Connect("77"));
     EXPECT_EQ(client.Peer(), running->Server().DeviceAt());
 }

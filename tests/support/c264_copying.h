@@ -23,8 +23,8 @@ class CCopyingC264Decoder : public CC264Decoder
         C264Handle* handle;
     };
 
-    static int32_t Decode(CodecContext* context, CodecFrame* frame, int32_t* got, const uint8_t* data,
-                          int32_t size)
+    static int32_t PaintAll(CodecContext* context, CodecFrame* frame, int32_t* got, const uint8_t* data,
+                            int32_t size)
     {
         Record record;
         std::memcpy(&record, context->priv, sizeof record);
@@ -37,7 +37,7 @@ class CCopyingC264Decoder : public CC264Decoder
     {
         static const CodecEntry row = [] {
             CodecEntry entry = c264_codec_entry();
-            entry.decode = Decode;
+            entry.decode = PaintAll;
             return entry;
         }();
         return &row;

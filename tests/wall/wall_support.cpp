@@ -204,7 +204,9 @@ bool CWall::LogOn()
 {
     if (!TypeAddress()) return false;
     Click(*Control(IDOK));
-    return Until([this] { return Folder().isValid() && Tree().isVisible(); });
+    if (!Until([this] { return Folder().isValid() && Tree().isVisible(); })) return false;
+    QApplication::processEvents();  // what the new arrangement has to paint
+    return true;
 }
 
 QModelIndex CWall::Station()

@@ -8,8 +8,7 @@
 #include <string>
 
 #include "model/archive/XMLInputArchive.h"
-#include "model/layout/XMainWnd.h"
-#include "model/layout/XRenderWnd.h"
+#include "model/layout/LayoutRecords.h"
 #include "model/settings/GlobalSetting.h"
 #include "model/tree/CompositeIterator.h"
 #include "model/tree/Devices.h"

@@ -7,10 +7,9 @@
 
 #include "model/archive/XMLInputArchive.h"
 #include "model/archive/XMLOutputArchive.h"
-#include "model/layout/XMainWnd.h"
-#include "model/layout/XRenderWnd.h"
+#include "model/layout/LayoutRecords.h"
 #include "model/settings/GlobalSetting.h"
-#include "model/settings/LogSetting.h"
+#include "model/settings/SettingLeaves.h"
 #include "model/tree/Devices.h"
 #include "model/tree/Leaf.h"
 #include "tests/model/model_support.h"

@@ -6,7 +6,7 @@
 
 #include "model/ModelClasses.h"
 #include "model/archive/ClassRegistration.h"
-#include "model/layout/XRect.h"
+#include "model/layout/LayoutRecords.h"
 #include "model/tree/Folder.h"
 #include "model/tree/Leaf.h"
 

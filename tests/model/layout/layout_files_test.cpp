@@ -9,8 +9,7 @@
 #include <vector>
 
 #include "model/archive/XMLInputArchive.h"
-#include "model/layout/XMainWnd.h"
-#include "model/layout/XRenderWnd.h"
+#include "model/layout/LayoutRecords.h"
 #include "platform/os/paths.h"
 
 namespace

@@ -4,12 +4,11 @@
 #include <string>
 #include <vector>
 
+#include <thread>
+
 #include "model/NodeModel.h"
 #include "model/settings/GlobalSetting.h"
-#include "model/settings/LogSetting.h"
-#include "model/settings/NetworkSetting.h"
-#include "model/settings/StorageSetting.h"
-#include "model/settings/SystemSetting.h"
+#include "model/settings/SettingLeaves.h"
 #include "model/tree/Leaf.h"
 #include "platform/files/profile.h"
 #include "platform/os/drives.h"
@@ -89,6 +88,21 @@ TEST_F(Settings, ThoseThatStandInTheTreeAlreadyAreTaken)
     CGlobalSetting* const setting = AddChild<CGlobalSetting>(*folder, "mine");
     EXPECT_EQ(model->GetGlobalSetting(), setting);
     EXPECT_EQ(setting->GetCount(), 0);
+}
+
+TEST_F(Settings, FindsTheFirstSettingsOfTheWalkAtEachCall)
+{
+    CNodeModel* const model = CNodeModel::GetInstance();
+    auto* const folder = AddChild<CFolder>(*model->GetRoot(), "station");
+    CGlobalSetting* const later = model->GetGlobalSetting();
+    CGlobalSetting* const first = AddChild<CGlobalSetting>(*folder, "earlier in the walk");
+    EXPECT_EQ(model->GetGlobalSetting(), first);
+    CGlobalSetting* seen = nullptr;
+    std::thread([&] { seen = model->GetGlobalSetting(); }).join();
+    EXPECT_EQ(seen, first) << "what the panels' thread has found last";
+    folder->Remove(first);
+    EXPECT_EQ(model->GetGlobalSetting(), later);
+    EXPECT_EQ(model->GetRoot()->GetCount(), 2) << "none was made";
 }
 
 TEST_F(Settings, AreMadeAnewWhenTheyWereRemovedOrTheRootWentDown)

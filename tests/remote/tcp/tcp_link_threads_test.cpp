@@ -313,6 +313,7 @@ TEST_F(TcpLink, ThreadHeldInMidFrameIsLeftBehindAndDisturbsNothing)
     OpenAndReply(*device);
     SendAndWait(0, 1);
     m_Peer.SendBytes(Words({1000, 0}));
+    ASSERT_TRUE(m_Peer.WaitUntilRead());
     device->Close();
     EXPECT_EQ(device->GetStatus(), STATUS_CLOSED);
     EXPECT_EQ(device->GetRenderWnd(), HWND::Null);
@@ -332,6 +333,7 @@ TEST_F(TcpLink, DestructionEndsALinkThatWaitsInMidFrame)
     auto device = MakeDevice();
     OpenAndReply(*device);
     m_Peer.SendBytes(Words({1000, 0}));
+    ASSERT_TRUE(m_Peer.WaitUntilRead());
     m_pDevice = nullptr;
     device.reset();
     EXPECT_EQ(m_Events.CountOf("destroy"), 1U);
@@ -342,6 +344,7 @@ TEST_F(TcpLink, LetGoEndsALinkThatWaitsInMidFrame)
     const auto device = MakeDevice();
     OpenAndReply(*device);
     m_Peer.SendBytes(Words({1000, 0}));
+    ASSERT_TRUE(m_Peer.WaitUntilRead());
     device->LetGo();
     EXPECT_TRUE(m_Events.WaitFor("destroy"));
     device->Close();

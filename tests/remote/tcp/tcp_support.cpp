@@ -9,7 +9,10 @@ extern "C" {
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 
 #include "codec/codec.h"
 #include "remote/tcp/Framing.h"
@@ -105,6 +108,28 @@ void CStreamPeer::SendBytes(std::string_view strBytes) const
         if (count <= 0) return;
         strBytes.remove_prefix(static_cast<std::size_t>(count));
     }
+}
+
+bool CStreamPeer::WaitUntilRead() const
+{
+    // The kernel's table has a line for each connection: "0: local:port remote:port state sent:unread ...".
+    sockaddr_in ours{};
+    socklen_t size = sizeof ours;
+    ::getsockname(m_hClient, reinterpret_cast<sockaddr*>(&ours), &size);
+    char szOurs[16];
+    std::snprintf(szOurs, sizeof szOurs, "%08X:%04X", ours.sin_addr.s_addr, ntohs(ours.sin_port));
+    const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (std::chrono::steady_clock::now() < until) {
+        std::ifstream table("/proc/net/tcp");
+        for (std::string strLine; std::getline(table, strLine);) {
+            std::istringstream fields(strLine);
+            std::string strNumber, strLocal, strRemote, strState, strQueues;
+            fields >> strNumber >> strLocal >> strRemote >> strState >> strQueues;
+            if (strRemote == szOurs && strState == "01" && strQueues.ends_with(":00000000")) return true;
+        }
+        std::this_thread::yield();
+    }
+    return false;
 }
 
 bool CStreamPeer::ClientIsGone()

@@ -34,6 +34,8 @@ class CStreamPeer
     void SendFrame(std::int32_t iType, std::string_view strPayload);
     void SendVideo(const Mpeg4Packet& packet);
     void SendBytes(std::string_view strBytes) const;
+    /// Waits until the client has read all that was sent; false after 10 s.
+    bool WaitUntilRead() const;
     /// Whether the client has closed; waits for that.
     bool ClientIsGone();
     void HangUp();

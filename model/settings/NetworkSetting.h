@@ -1,9 +1,0 @@
-#pragma once
-
-#include "model/tree/Leaf.h"
-
-/// The leaf that stands for the network settings in the tree. Holds nothing but its name; the values are in
-/// CGlobalSetting.
-class CNetworkSetting : public CLeaf
-{
-};

@@ -1,0 +1,298 @@
+// The control port and the data port over real loopback sockets.
+
+#include <gmock/gmock.h>
+#include <poll.h>
+
+#include <nlohmann/json.hpp>
+
+#include "recorder/media/AnnexB.h"
+#include "recorder/scene/Mark.h"
+#include "recorder/server/Server.h"
+#include "tests/recorder/client_support.h"
+#include "tests/recorder/media_support.h"
+#include "tests/recorder/recorder_support.h"
+
+namespace
+{
+
+using namespace recorder;
+
+// A connection that gives up waiting after ten seconds.
+class CConnection
+{
+  public:
+    explicit CConnection(const XEndpoint& at) : m_Socket(m_Context)
+    {
+        m_Socket.connect({asio::ip::address_v4(at.m_dwAddress), at.m_usPort});
+        const timeval patience{10, 0};
+        setsockopt(m_Socket.native_handle(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    }
+    void Send(const Bytes& bytes)
+    {
+        asio::error_code ignored;
+        asio::write(m_Socket, asio::buffer(bytes), ignored);
+    }
+    void SendText(const std::string& text) { Send(MakeFrame(Bytes(text.begin(), text.end()))); }
+    void Ask(int32_t mode, int32_t channel, int32_t record = -1)
+    {
+        Bytes body(12);
+        WriteU32(body.data(), static_cast<uint32_t>(mode));
+        WriteU32(body.data() + 4, static_cast<uint32_t>(record));
+        WriteU32(body.data() + 8, static_cast<uint32_t>(channel));
+        Send(MakeFrame(body));
+    }
+    // Fewer bytes than asked for when the connection ends or nothing comes.
+    Bytes Receive(size_t count)
+    {
+        Bytes bytes(count);
+        const ssize_t got = recv(m_Socket.native_handle(), bytes.data(), count, MSG_WAITALL);
+        bytes.resize(got < 0 ? 0 : static_cast<size_t>(got));
+        return bytes;
+    }
+    struct XFrame {
+        uint32_t m_ulType = 0xFFFFFFFF;
+        Bytes m_Payload;
+    };
+    // Nothing when the connection ends, or breaks off in the frame.
+    std::optional<XFrame> NextFrame()
+    {
+        const Bytes header = Receive(MEDIA_HEADER_BYTES);
+        if (header.size() < MEDIA_HEADER_BYTES) return {};
+        const uint32_t length = ReadU32(header.data());
+        if (length < MEDIA_HEADER_BYTES || length > MAX_MEDIA_FRAME_BYTES) return {};
+        XFrame frame{ReadU32(header.data() + 4), Receive(length - MEDIA_HEADER_BYTES)};
+        if (frame.m_Payload.size() < length - MEDIA_HEADER_BYTES) return {};
+        return frame;
+    }
+    void HangUp() { m_Socket.close(); }
+
+  private:
+    asio::io_context m_Context;
+    asio::ip::tcp::socket m_Socket;
+};
+
+const Bytes REPLY = MakeDirectReply(EReply::Stream, 176, 144);
+const Bytes REFUSAL = MakeDirectReply(EReply::Refused, 0, 0);
+
+struct XLive {
+    EMode m_Mode;
+    const char* m_szDecoder;
+};
+
+class LiveModeTest : public testing::TestWithParam<XLive>
+{
+};
+
+TEST_P(LiveModeTest, StreamsFromAKeyPictureOnWithNoPictureLeftOut)
+{
+    CRunning running({"--id", "77", "--channels", "2", "--mark", "--gop", "5", "--checksum", "0"});
+    CConnection client(running.Server().DataAt());
+    client.Ask(static_cast<int32_t>(GetParam().m_Mode), 1);
+    EXPECT_EQ(client.Receive(STREAM_REPLY_BYTES), REPLY);
+    CDecoder decoder(GetParam().m_szDecoder);
+    uint32_t last = 0;
+    for (int i = 0; i < 20; ++i) {
+        const auto frame = client.NextFrame();
+        ASSERT_TRUE(frame);
+        EXPECT_EQ(frame->m_ulType, 0U);
+        const XPicture shown = decoder.Decode(frame->m_Payload);
+        const auto mark = ReadMark(shown);
+        ASSERT_TRUE(mark) << i;
+        EXPECT_EQ(mark->m_iChannel, 1);
+        EXPECT_TRUE(i == 0 || mark->m_ulPicture > last);
+        last = mark->m_ulPicture;
+        EXPECT_GE(LumaPsnr(shown, DrawScene(running.Server().Options().m_Scene, 1, last)), 28);
+    }
+    const auto report = running.End();
+    EXPECT_GE(report["data"]["clients"][0]["pictures"], 20);
+    EXPECT_EQ(report["channels"][0]["pictures"], 0);
+    const bool h264 = GetParam().m_Mode == EMode::LiveH264;
+    EXPECT_EQ(report["channels"][1][h264 ? "pictures" : "h264"].is_object(), !h264);
+    EXPECT_EQ(h264 ? report["channels"][1]["pictures"] : report["channels"][1]["h264"]["pictures"], 0)
+        << "what nobody watches isn't encoded";
+}
+
+INSTANTIATE_TEST_SUITE_P(Modes, LiveModeTest,
+                         testing::Values(XLive{EMode::LiveMpeg4, "mpeg4"}, XLive{EMode::LiveH264, "h264"}),
+                         [](const auto& row) { return std::string(row.param.m_szDecoder); });
+
+TEST(DataPortTest, QueryIsRepliedAndClosed)
+{
+    CRunning running({"--id", "77", "--channels", "1"});
+    CConnection client(running.Server().DataAt());
+    client.Ask(1, 0);
+    EXPECT_EQ(client.Receive(100), REPLY);
+    EXPECT_EQ(running.End()["data"]["queries"], 1);
+}
+
+TEST(DataPortTest, WhatIsNotThereIsRefused)
+{
+    CRunning running({"--id", "77", "--channels", "1"});
+    const std::pair<int, int> rows[] = {{3, 1}, {3, -1}, {0, 64}, {4, 0}, {-1, 0}, {2, 0}};
+    for (const auto& [mode, channel] : rows) {
+        CConnection client(running.Server().DataAt());
+        client.Ask(mode, channel);
+        EXPECT_EQ(client.Receive(100), REFUSAL) << mode << ' ' << channel;
+    }
+    EXPECT_EQ(running.End()["data"]["refused"], 6);
+}
+
+TEST(DataPortTest, DamagedRequestsEndTheConnection)
+{
+    CRunning running({"--id", "77", "--channels", "1"});
+    for (const uint32_t length : {0U, 3U, 8U, 17U, 65536U, 0x80000000U}) {
+        CConnection client(running.Server().DataAt());
+        Bytes bytes(16);
+        WriteU32(bytes.data(), length);
+        client.Send(bytes);
+        EXPECT_EQ(client.Receive(1), Bytes()) << length;
+    }
+    EXPECT_EQ(running.End()["data"]["refused"], 6);
+}
+
+TEST(DataPortTest, TheReportTellsWhoLeft)
+{
+    CRunning running({"--id", "77", "--channels", "1"});
+    {
+        CConnection client(running.Server().DataAt());
+        client.Ask(3, 0);
+        client.Receive(STREAM_REPLY_BYTES);
+        ASSERT_TRUE(client.NextFrame());
+    }
+    CConnection other(running.Server().DataAt());
+    other.Ask(0, 0);
+    other.Receive(STREAM_REPLY_BYTES);
+    ASSERT_TRUE(other.NextFrame());
+    const auto report = running.End();
+    std::multiset<std::string> codecs;
+    for (const auto& client : report["data"]["clients"])
+        codecs.insert(client["codec"]);
+    EXPECT_EQ(codecs, (std::multiset<std::string>{"h264", "mpeg4"}));
+}
+
+TEST(DataPortTest, ChecksumIsAnnouncedBeforeEachKeyPicture)
+{
+    CRunning running({"--id", "77", "--channels", "1", "--checksum", "32", "--gop", "5"});
+    CConnection client(running.Server().DataAt());
+    client.Ask(3, 0);
+    client.Receive(STREAM_REPLY_BYTES);
+    for (int i = 0; i < 10; ++i) {
+        const auto frame = client.NextFrame();
+        ASSERT_TRUE(frame);
+        const auto units = SplitUnits(frame->m_Payload);
+        ASSERT_FALSE(units.empty());
+        if (units.size() > 1)
+            EXPECT_EQ(UnitType(units[0]), EUnit::Sei);
+        else
+            EXPECT_EQ(UnitType(units[0]), EUnit::Slice);
+    }
+}
+
+TEST(DataPortTest, HarmIsDoneOnRequest)
+{
+    {
+        CRunning running({"--id", "77", "--channels", "1", "--no-media", "100"});
+        CConnection client(running.Server().DataAt());
+        client.Ask(3, 0);
+        client.Receive(STREAM_REPLY_BYTES);
+        for (uint32_t i = 0; i < 10; ++i) {
+            const auto frame = client.NextFrame();
+            ASSERT_TRUE(frame);
+            EXPECT_EQ(frame->m_ulType, i % 2 == 0 ? 1U : 0U);
+            EXPECT_EQ(frame->m_Payload.empty(), i % 2 == 0);
+        }
+    }
+    {
+        CRunning running({"--id", "77", "--channels", "1", "--wrong-type", "100"});
+        CConnection client(running.Server().DataAt());
+        client.Ask(3, 0);
+        client.Receive(STREAM_REPLY_BYTES);
+        const auto frame = client.NextFrame();
+        ASSERT_TRUE(frame);
+        EXPECT_GT(frame->m_ulType, 1U);
+    }
+    {
+        CRunning running({"--id", "77", "--channels", "1", "--close", "100"});
+        CConnection client(running.Server().DataAt());
+        client.Ask(3, 0);
+        client.Receive(STREAM_REPLY_BYTES);
+        const Bytes part = client.Receive(MAX_MEDIA_FRAME_BYTES);
+        ASSERT_GT(part.size(), MEDIA_HEADER_BYTES);
+        EXPECT_LT(part.size(), ReadU32(part.data())) << "it ends in mid-frame";
+    }
+    {
+        CRunning running({"--id", "77", "--channels", "1", "--wrong-length", "100"});
+        CConnection client(running.Server().DataAt());
+        client.Ask(3, 0);
+        client.Receive(STREAM_REPLY_BYTES);
+        client.Receive(2000);
+        EXPECT_GE(running.End()["data"]["harmed frames"], 1);
+    }
+    {
+        CRunning running({"--id", "77", "--channels", "1", "--trickle", "1"});
+        CConnection client(running.Server().DataAt());
+        client.Ask(3, 0);
+        EXPECT_EQ(client.Receive(STREAM_REPLY_BYTES), REPLY);
+        EXPECT_EQ(client.Receive(100).size(), 100U);
+    }
+}
+
+TEST(ControlPortTest, CommandsMoveTheCameraOfTheirChannel)
+{
+    CRunning running({"--id", "77", "--channels", "2", "--gop", "1", "--mark"});
+    CConnection viewer(running.Server().DataAt());
+    viewer.Ask(0, 1);
+    viewer.Receive(STREAM_REPLY_BYTES);
+    {
+        CConnection control(running.Server().ControlAt());
+        control.SendText("SetSaturation:1:0");
+        control.SendText("ZoomInStart:1");
+    }
+    CDecoder decoder;
+    // Grey and larger, within some pictures.
+    bool grey = false;
+    bool moved = false;
+    for (int i = 0; i < 250 && !(grey && moved); ++i) {
+        const auto frame = viewer.NextFrame();
+        ASSERT_TRUE(frame);
+        const XPicture shown = decoder.Decode(frame->m_Payload);
+        int colour = 0;
+        for (const uint8_t u : shown.m_U)
+            colour = std::max(colour, std::abs(u - 128));
+        grey = grey || colour < 12;
+        const auto mark = ReadMark(shown);
+        ASSERT_TRUE(mark);
+        moved =
+            moved || LumaPsnr(shown, DrawScene(running.Server().Options().m_Scene, 1, mark->m_ulPicture)) < 22;
+    }
+    EXPECT_TRUE(grey);
+    EXPECT_TRUE(moved);
+    EXPECT_EQ(running.End()["control"]["commands"], 2);
+}
+
+TEST(ControlPortTest, WhatIsNoCommandIsCounted)
+{
+    CRunning running({"--id", "77", "--channels", "1"});
+    CConnection client(running.Server().ControlAt());
+    for (const char* text : {"LeftStart:0", "LeftStart:1", "Reboot:0", "", "LeftStart:-1"})
+        client.SendText(text);
+    client.Send({3, 0, 0, 0, 'x'});
+    EXPECT_EQ(client.Receive(1), Bytes()) << "it is closed";
+    const auto report = running.End();
+    EXPECT_EQ(report["control"]["commands"], 1);
+    EXPECT_EQ(report["control"]["unknown"], 4);
+    EXPECT_EQ(report["control"]["damaged"], 1);
+}
+
+TEST(ControlPortTest, OpenConnectionsAreBounded)
+{
+    CRunning running({"--id", "77", "--channels", "1"});
+    std::vector<std::unique_ptr<CConnection>> idle;
+    for (size_t i = 0; i < CControlServer::MAX_CONNECTIONS; ++i)
+        idle.push_back(std::make_unique<CConnection>(running.Server().ControlAt()));
+    CConnection further(running.Server().ControlAt());
+    EXPECT_EQ(further.Receive(1), Bytes());
+    EXPECT_EQ(running.End()["control"]["turned away"], 1);
+}
+
+}  // namespace

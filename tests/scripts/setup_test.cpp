@@ -1,0 +1,129 @@
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <sstream>
+
+#include "tests/support/process.h"
+#include "tests/support/test_folder.h"
+
+// scripts/setup with package tools that only act as the test says.
+
+namespace
+{
+
+using testing::Contains;
+using testing::HasSubstr;
+using testing::IsSubsetOf;
+using testing::Not;
+
+class SetupTest : public testing::Test
+{
+  protected:
+    SetupTest()
+    {
+        std::filesystem::create_directory(m_Folder.Path("scripts"));
+        std::filesystem::copy_file(WATCHWALL_SOURCE_DIR "/scripts/setup", m_Folder.Path("scripts/setup"));
+        Command("dpkg-query", "[ -n \"$ALL_INSTALLED\" ] && echo 'install ok installed'; true");
+        Command("id", "echo 0");
+    }
+    void Command(const std::string& name, const std::string& does)
+    {
+        m_Folder.Write("tools/" + name, "#!/bin/sh\n" + does + "\n");
+        ::chmod(m_Folder.Path("tools/" + name).c_str(), S_IRWXU);
+    }
+    // Its exit code; what it said is in m_strSaid.
+    int Run(const std::string& mode, const std::string& variables = "")
+    {
+        const Outcome outcome =
+            Execute("cd " + Quoted(m_Folder.Path()) +
+                    " && env PATH=\"$PWD/tools:$PATH\" TMPDIR=\"$PWD\" WATCHWALL_SETUP_WAIT=0 " + variables +
+                    " scripts/setup " + mode);
+        m_strSaid = outcome.output;
+        return outcome.status;
+    }
+    // The packages that were asked for.
+    std::vector<std::string> Asked(const std::string& mode)
+    {
+        Command("apt-get", "exit 0");
+        EXPECT_EQ(Run(mode), 0) << m_strSaid;
+        const std::string head = "setup: installing ";
+        std::istringstream words(m_strSaid.substr(m_strSaid.find(head) + head.size()));
+        std::vector<std::string> packages;
+        for (std::string word; words >> word;)
+            packages.push_back(word);
+        return packages;
+    }
+
+    CTestFolder m_Folder;
+    std::string m_strSaid;
+};
+
+TEST_F(SetupTest, SaysAndDoesNothingWhenAllIsThere)
+{
+    Command("apt-get", "exit 1");
+    for (const char* mode : {"run", "test", "dev", ""}) {
+        EXPECT_EQ(Run(mode, "ALL_INSTALLED=1"), 0);
+        EXPECT_EQ(m_strSaid, "");
+    }
+    EXPECT_FALSE(std::filesystem::exists(m_Folder.Path("build")));
+}
+
+TEST_F(SetupTest, EachWordAsksForNoMoreThanItsWork)
+{
+    const auto run = Asked("run");
+    const auto test = Asked("test");
+    const auto dev = Asked("dev");
+    EXPECT_THAT(run, Contains("qt6-base-dev"));
+    for (const char* package : {"clang", "clang-tidy", "libgtest-dev", "libbenchmark-dev", "ffmpeg"})
+        EXPECT_THAT(run, Not(Contains(package)));
+    EXPECT_THAT(test, Contains("libgtest-dev"));
+    for (const char* package : {"clang", "libbenchmark-dev"})
+        EXPECT_THAT(test, Not(Contains(package)));
+    EXPECT_THAT(dev, Contains("clang-tidy"));
+    EXPECT_THAT(run, IsSubsetOf(test));
+    EXPECT_THAT(test, IsSubsetOf(dev));
+    EXPECT_TRUE(std::filesystem::exists(m_Folder.Path("build/packages")))
+        << "what stands configured is done anew";
+    EXPECT_EQ(Run("everything"), 2);
+    EXPECT_THAT(m_strSaid, HasSubstr("scripts/setup run"));
+}
+
+TEST_F(SetupTest, WithoutANetworkItSaysSoInOneLine)
+{
+    Command("apt-get", "echo 'E: Failed to fetch http://deb.example/x  Temporary failure resolving'; exit 100");
+    EXPECT_EQ(Run("run"), 1);
+    const auto line = m_strSaid.find("setup: the packages can't be fetched; no network?");
+    ASSERT_NE(line, std::string::npos) << m_strSaid;
+    EXPECT_EQ(m_strSaid.find('\n', line), m_strSaid.size() - 1) << m_strSaid;
+    EXPECT_THAT(m_strSaid, Not(HasSubstr("deb.example")));
+}
+
+TEST_F(SetupTest, WaitsForTheLockOfAnotherProgramAndSaysItOnce)
+{
+    Command(
+        "apt-get",
+        "echo x >>calls\n"
+        "[ $(wc -l <calls) -gt 3 ] || { echo 'E: Could not get lock /var/lib/apt/lists/lock.'; exit 100; }");
+    EXPECT_EQ(Run("run"), 0) << m_strSaid;
+    const std::string line = "setup: another program holds the package lock, waiting\n";
+    EXPECT_THAT(m_strSaid, HasSubstr(line));
+    EXPECT_EQ(m_strSaid.find(line), m_strSaid.rfind(line)) << m_strSaid;
+}
+
+TEST_F(SetupTest, AnotherFaultIsShownAsItCame)
+{
+    Command("apt-get", "echo 'E: dpkg was interrupted'; exit 100");
+    EXPECT_EQ(Run("run"), 1);
+    EXPECT_THAT(m_strSaid, HasSubstr("E: dpkg was interrupted"));
+    EXPECT_THAT(m_strSaid, HasSubstr("setup: could not install"));
+}
+
+TEST_F(SetupTest, TellsHowMuchIsToBeFetched)
+{
+    Command("apt-get", "[ \"$2\" != install ] || echo 'Need to get 45.6 MB of archives.'");
+    EXPECT_EQ(Run("run"), 0);
+    EXPECT_THAT(m_strSaid, HasSubstr("setup: need to get 45.6 MB of archives.\n"));
+}
+
+}  // namespace
