@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <memory>
+#include <vector>
 
 #include "codec/c264/c264_dsp.h"
 #include "codec/cpu.h"
@@ -32,7 +33,9 @@ void ForEachC264Step(Body body)
 {
     codec_init();
     c264_dsp_init();
-    for (const KernelStep& step : KernelSteps()) {
+    std::vector<KernelStep> steps = KernelSteps();
+    steps.push_back({"BMI2", CODEC_STEP_BMI2, (CODEC_STEP_BMI2 & ~c264_cpu_detect()) == 0});  // has no kernels
+    for (const KernelStep& step : steps) {
         if (!step.available) continue;
         SCOPED_TRACE(step.name);
         c264_dsp_refill(step.caps);
