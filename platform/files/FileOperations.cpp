@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <mutex>
 #include <thread>
 
 namespace
@@ -186,6 +187,9 @@ EReplace ReplaceFile(const std::string& path, const std::function<bool(std::stri
     const std::string hidden = directory + "." + target.substr(nameAt);
     const std::string temporary = hidden + ".tmp";
 
+    // Writers of this process wait in turn, for as long as it takes: the bound below is for other processes.
+    static std::mutex& writers = *new std::mutex;
+    const std::lock_guard turn(writers);
     const CFile lock(hidden + ".lock");
     if (!lock.IsOpen() || !TakeLock(lock.Get())) return EReplace::Failed;
 

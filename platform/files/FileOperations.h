@@ -45,5 +45,6 @@ enum class EReplace {
 /// under the lock of the file ".<name>.lock" beside it, which all processes honour, the new content goes to
 /// ".<name>.tmp", is brought to the disk and renamed over the old file, which keeps its mode. Behind a symbolic
 /// link it is the link's target that is replaced. Unchanged content is not written. A lock that another process
-/// keeps for half a second is a failure. `edit` returns whether to go on. At any time from any thread.
+/// keeps for half a second is a failure; writers of this process wait for each other. `edit` returns whether to
+/// go on. At any time from any thread.
 EReplace ReplaceFile(const std::string& path, const std::function<bool(std::string& content)>& edit);
