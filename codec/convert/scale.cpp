@@ -27,6 +27,8 @@ bool valid(plane_size size, int32_t least)
 
 // A position in the source with 12 fraction bits: a row or column, the one behind it, and how far between the
 // two.
+// oddity: scaler-edge-repeats. Behind the last row or column lies nothing of the plane: it is its own
+// neighbour.
 struct fixed_place {
     fixed_place(int64_t position, int32_t size)
         // The chroma of an odd size goes by the luma's steps, which may lead one past its last column.

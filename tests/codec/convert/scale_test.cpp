@@ -193,6 +193,21 @@ TEST(Scale, NullBuffersAreRefused)
     EXPECT_EQ(scale_yuv420_double(bytes.data(), nullptr, 4, 4), -1);
 }
 
+// oddity: scaler-edge-repeats. What would lie behind the last column is the next row's first pixel, and behind
+// the last row the next plane: neither is mixed in.
+TEST(Scale, LastColumnAndRowAreTheirOwnNeighboursAsIntended)
+{
+    const Bytes from = {10, 20, 30, 40, 200, 250};
+    EXPECT_THAT(Scale(scale_yuv420, from, 2, 2, 3, 2), ElementsAre(10, 16, 20, 30, 36, 40, 200, 250));
+    EXPECT_THAT(Scale(scale_yuv420, from, 2, 2, 2, 3), ElementsAre(10, 20, 23, 33, 30, 40, 200, 250));
+    EXPECT_THAT(Scale(scale_yuv420_float, from, 2, 2, 3, 2), ElementsAre(10, 17, 20, 30, 37, 40, 200, 250));
+    EXPECT_THAT(Scale(scale_yuv420_float, from, 2, 2, 2, 3), ElementsAre(10, 20, 23, 33, 30, 40, 200, 250));
+    const std::vector<std::uint16_t> pixels = {0, 16, 31, 0};
+    std::vector<std::uint16_t> to(6);
+    ASSERT_EQ(scale_rgb565(to.data(), pixels.data(), 3, 2, 2, 2), 0);
+    EXPECT_THAT(to, ElementsAre(0, 10, 16, 31, 10, 0));
+}
+
 TEST(Scale, NoSizeReadsBesideTheSource)
 {
     // With buffers of exactly the pictures' bytes; the address sanitizer tells. The steps of the luma would
