@@ -22,6 +22,8 @@ HRESULT CActiveXCtrl::GetChannels(std::vector<XChannelReport>& channels)
         report.ulDecoded = counters.m_ulDecoded;
         report.ulShown = counters.m_ulShown;
         report.ulSkipped = counters.m_ulSkipped;
+        report.ulWithoutCell = counters.m_ulWithoutCell;
+        report.ulNotConvertible = counters.m_ulNotConvertible;
         report.ulRefused = counters.m_ulRefused;
         report.ulBytes = counters.m_ulBytes;
         report.iFirstPictureMs = counters.m_iFirstPictureMs;

@@ -36,6 +36,8 @@ QByteArray MakeReport(const std::vector<XChannelReport>& channels)
                                 {"decoded", Number(channel.ulDecoded)},
                                 {"shown", Number(channel.ulShown)},
                                 {"skipped", Number(channel.ulSkipped)},
+                                {"without_cell", Number(channel.ulWithoutCell)},
+                                {"not_convertible", Number(channel.ulNotConvertible)},
                                 {"refused", Number(channel.ulRefused)},
                                 {"bytes", Number(channel.ulBytes)},
                                 {"first_picture_ms", static_cast<qint64>(channel.iFirstPictureMs)}});
@@ -49,13 +51,18 @@ QByteArray MakeReport(const std::vector<XChannelReport>& channels)
 
 QString DescribeChannel(const XChannelReport& channel)
 {
-    // One substitution for all: a name may hold place marks itself.
-    return QStringLiteral(
-               "channel %1 \"%2\": %3x%4, %5 pictures decoded, %6 shown, %7 refused, first after %8 ms")
-        .arg(QString::number(channel.iChannel + 1), QString::fromStdString(EscapeControls(channel.strName)),
-             QString::number(channel.iWidth), QString::number(channel.iHeight),
-             QString::number(channel.ulDecoded), QString::number(channel.ulShown),
-             QString::number(channel.ulRefused), QString::number(channel.iFirstPictureMs));
+    // One substitution for each part: a name may hold place marks itself.
+    return QStringLiteral("channel %1 \"%2\": %3x%4, ")
+               .arg(QString::number(channel.iChannel + 1),
+                    QString::fromStdString(EscapeControls(channel.strName)), QString::number(channel.iWidth),
+                    QString::number(channel.iHeight)) +
+           QStringLiteral(
+               "%1 pictures decoded, %2 shown, %3 without a cell, %4 not convertible, %5 refused, "
+               "%6 skipped, first after %7 ms")
+               .arg(QString::number(channel.ulDecoded), QString::number(channel.ulShown),
+                    QString::number(channel.ulWithoutCell), QString::number(channel.ulNotConvertible),
+                    QString::number(channel.ulRefused), QString::number(channel.ulSkipped),
+                    QString::number(channel.iFirstPictureMs));
 }
 
 QList<int> FindUnshown(const std::vector<XChannelReport>& channels, const QList<int>& asked)

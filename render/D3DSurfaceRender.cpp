@@ -209,8 +209,21 @@ void CD3DSurfaceRender::Recover(CMessages& messages)
 
 std::int32_t CD3DSurfaceRender::DisplayClient(const CodecFrame* frame, CSurface* surface, HWND window)
 {
+    EShowing showing = EShowing::Dropped;
+    const std::int32_t result = Display(frame, surface, window, showing);
+    if (surface != nullptr) surface->m_Showing = showing;
+    return result;
+}
+
+std::int32_t CD3DSurfaceRender::Display(const CodecFrame* frame, CSurface* surface, HWND window,
+                                        EShowing& showing)
+{
+    if (window == HWND::Null) {
+        showing = EShowing::WithoutCell;
+        return -1;
+    }
     auto device = GetDevice();
-    if (window == HWND::Null || device == nullptr) return -1;
+    if (device == nullptr) return -1;
     switch (device->TestCooperativeLevel()) {
         case DEVICE_STATE::Lost:
             return 0;
@@ -227,31 +240,42 @@ std::int32_t CD3DSurfaceRender::DisplayClient(const CodecFrame* frame, CSurface*
     if (surface == nullptr) return -1;
     auto& stream = *static_cast<CD3DSurface*>(surface);
     const CD3DSurface::Objects objects = stream.Get();
-    if (frame != nullptr && objects.pOffscreen != nullptr) Upload(*frame, stream, *objects.pOffscreen);
-    if (objects.pOffscreen == nullptr || objects.pBackBuffer == nullptr) return -1;
+    if (frame != nullptr && objects.pOffscreen != nullptr)
+        showing = Upload(*frame, stream, *objects.pOffscreen);
+    if (objects.pOffscreen == nullptr || objects.pBackBuffer == nullptr) {
+        showing = EShowing::Dropped;
+        return -1;
+    }
     // The upload went by the surface's size, the stretch goes by the frame's.
     const RECT source{0, 0, frame != nullptr ? frame->width : stream.m_iWidth,
                       frame != nullptr ? frame->height : stream.m_iHeight};
-    bool shown = false;
+    bool stretched = false;
+    bool presented = false;
     {
         const CAutoLock lock(m_csRender);
-        device->StretchRect(*objects.pOffscreen, source, *objects.pBackBuffer, TEXTURE_FILTER::Linear);
-        shown = objects.pSwapChain->Present(window);
+        stretched =
+            device->StretchRect(*objects.pOffscreen, source, *objects.pBackBuffer, TEXTURE_FILTER::Linear);
+        presented = objects.pSwapChain->Present(window);
     }
-    if (shown) NoteCellShown(window);
+    if (presented) NoteCellShown(window);
+    if (showing == EShowing::Shown && !(stretched && presented)) showing = EShowing::Dropped;
     return 0;
 }
 
-// A picture that is busy keeps what it holds; so does one whose width the conversion refuses.
-void CD3DSurfaceRender::Upload(const CodecFrame& frame, const CSurface& surface, IOffscreenSurface& to)
+// A picture that is busy keeps what it holds; so does one whose width the conversion refuses. Shown: if the
+// rest of the way succeeds.
+EShowing CD3DSurfaceRender::Upload(const CodecFrame& frame, const CSurface& surface, IOffscreenSurface& to)
 {
     XLockedRect locked;
-    if (!to.Lock(LOCK_MODE::Discard, locked)) return;
+    if (!to.Lock(LOCK_MODE::Discard, locked)) return EShowing::Dropped;
     ConvertTarget target{};
     target.data[0] = locked.bits;
     target.linesize[0] = locked.pitch;
     target.format = FORMAT_BGR0;
-    to.Unlock(ConvertChanges(target, frame, surface.m_iWidth, surface.m_iHeight, locked.held) == CONVERT_OK);
+    const bool converted =
+        ConvertChanges(target, frame, surface.m_iWidth, surface.m_iHeight, locked.held) == CONVERT_OK;
+    to.Unlock(converted);
+    return converted ? EShowing::Shown : EShowing::NotConvertible;
 }
 
 std::int32_t CD3DSurfaceRender::SaveSnapshot(std::string path, CSurface* surface)

@@ -48,7 +48,8 @@ class CD3DSurfaceRender : public CRender
     void Build(CD3DSurface& surface, CMessages& messages);
     void Recover(CMessages& messages);
     void Show(const CMessages& messages) const;
-    static void Upload(const CodecFrame& frame, const CSurface& surface, IOffscreenSurface& to);
+    std::int32_t Display(const CodecFrame* frame, CSurface* surface, HWND window, EShowing& showing);
+    static EShowing Upload(const CodecFrame& frame, const CSurface& surface, IOffscreenSurface& to);
     std::shared_ptr<ISurfaceDevice> GetDevice() const;
     void SetDevice(std::shared_ptr<ISurfaceDevice> device);
 

@@ -10,6 +10,15 @@
 
 struct CodecFrame;
 
+/// What became of a picture.
+enum class EShowing {
+    None,            // there was none yet
+    Shown,           // the whole way to the window
+    WithoutCell,     // there was no window to show it in
+    NotConvertible,  // its width, a plane or its rows are refused
+    Dropped,         // anything else that a frame may meet: a lost or busy device, a window that goes
+};
+
 /// The picture area of one video stream. A renderer derives from it and keeps what else it needs behind the
 /// size. It is bound to no window: the target comes with every picture, so a stream may move between cells.
 class CSurface
@@ -22,6 +31,9 @@ class CSurface
 
     const std::int32_t m_iWidth;   // pixels
     const std::int32_t m_iHeight;  // pixels
+
+    // Of the last picture that DisplayClient was given; for the thread that shows the stream alone.
+    EShowing m_Showing = EShowing::None;
 };
 
 /// The one renderer, shared by every cell of the grid and every link thread. Init and Uninit belong to the
@@ -45,7 +57,7 @@ class CRender
 
     /// Shows a picture in `window`, scaled to it. The frame's planes are read during the call only. What the
     /// result means differs by renderer and callers ignore it: a picture that can't be shown is dropped in
-    /// silence.
+    /// silence. What became of it is noted in the surface.
     virtual std::int32_t DisplayClient(const CodecFrame* frame, CSurface* surface, HWND window) = 0;
 
     /// A new surface for a stream of this size in pixels, or null. The renderer owns it until DestroySurface.

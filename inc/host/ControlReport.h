@@ -12,10 +12,12 @@ struct XChannelReport {
     std::int32_t iChannel = 0;  // from 0
     std::int32_t iWidth = 0;    // of the stream as its reply gave it, pixels; 0 before the stream is open
     std::int32_t iHeight = 0;
-    std::uint64_t ulDecoded = 0;  // pictures
-    std::uint64_t ulShown = 0;
-    std::uint64_t ulSkipped = 0;  // pictures left out because they had grown old
-    std::uint64_t ulRefused = 0;  // messages of which the decoder made no picture
+    std::uint64_t ulDecoded = 0;         // pictures
+    std::uint64_t ulShown = 0;           // of these, those that came all the way to a window
+    std::uint64_t ulWithoutCell = 0;     // those for which there was no cell
+    std::uint64_t ulNotConvertible = 0;  // those whose width or planes can't be converted
+    std::uint64_t ulSkipped = 0;         // pictures left out because they had grown old
+    std::uint64_t ulRefused = 0;         // messages of which the decoder made no picture
     std::uint64_t ulBytes = 0;
     std::int64_t iFirstPictureMs = -1;  // from the opening to the first picture shown; -1 without one
 };

@@ -16,11 +16,13 @@ struct CLinkCounters {
     COUNTER m_ulDropped{0};                 // messages and datagrams dropped for their size or for want of room
     COUNTER m_ulSkipped{0};                 // pictures left out because they had grown old
     COUNTER m_ulDecoded{0};                 // pictures that the decoder gave
-    COUNTER m_ulShown{0};                   // pictures handed to the renderer
+    COUNTER m_ulShown{0};                   // of these, those that came all the way to a window
+    COUNTER m_ulWithoutCell{0};             // those for which there was no cell
+    COUNTER m_ulNotConvertible{0};          // those that the conversion refused; the rest was dropped
     COUNTER m_ulRefused{0};                 // messages of which the decoder made no picture
     std::atomic<std::int32_t> m_iWidth{0};  // of the stream's pictures, in pixels; 0 before the reply
     std::atomic<std::int32_t> m_iHeight{0};
-    /// From the last opening to the first picture handed to the renderer, milliseconds; -1 when none was.
+    /// From the last opening to the first picture shown, milliseconds; -1 when none was.
     std::atomic<std::int64_t> m_iFirstPictureMs{-1};
 
     static void Count(COUNTER& counter, std::uint64_t by = 1)

@@ -111,6 +111,14 @@ void CUdpLink::Show(const std::uint8_t* pData, std::int32_t iLength)
     CLinkCounters::Count(m_pCounters->m_ulDecoded);
     if (m_pSurface == nullptr) return;
     m_pRender->DisplayClient(frame, m_pSurface, m_pState->m_hRenderWnd);
+    CountShowing(m_pSurface->m_Showing);
+}
+
+void CUdpLink::CountShowing(EShowing showing)
+{
+    if (showing == EShowing::WithoutCell) CLinkCounters::Count(m_pCounters->m_ulWithoutCell);
+    if (showing == EShowing::NotConvertible) CLinkCounters::Count(m_pCounters->m_ulNotConvertible);
+    if (showing != EShowing::Shown) return;
     CLinkCounters::Count(m_pCounters->m_ulShown);
     if (m_pCounters->m_iFirstPictureMs.load(std::memory_order_relaxed) < 0)
         m_pCounters->m_iFirstPictureMs.store(GetTickCount() - m_dwOpenTick, std::memory_order_relaxed);

@@ -10,6 +10,7 @@
 
 class CRender;
 class CSurface;
+enum class EShowing;
 
 /// One run of a channel's link: its thread punches a path to the machine, asks for the channel's stream and
 /// draws what arrives, without a queue between decoder and screen. All that it uses it holds by shared
@@ -36,6 +37,7 @@ class CUdpLink
     void Receive();
     void OpenPicture();
     void Show(const std::uint8_t* pData, std::int32_t iLength);
+    void CountShowing(EShowing showing);
     void CleanUp();
     bool IsEnding() const { return m_bCancel.load(std::memory_order_relaxed) || !m_pState->m_bRunning; }
 

@@ -30,6 +30,25 @@ TEST(ReportTest, ANameWithPlaceMarksStandsAsItIs)
               "channel 7 \"%1 %2 %n %L3 50%\": 352x288, 5 p");
 }
 
+TEST(ReportTest, PicturesThatNobodySawStandApart)
+{
+    XChannelReport channel = Named("gate");
+    channel.ulDecoded = 50;
+    channel.ulWithoutCell = 20;
+    channel.ulNotConvertible = 21;
+    channel.ulRefused = 2;
+    EXPECT_EQ(
+        DescribeChannel(channel).toStdString(),
+        "channel 7 \"gate\": 352x288, 50 pictures decoded, 4 shown, 20 without a cell, 21 not convertible, "
+        "2 refused, 0 skipped, first after -1 ms");
+    const std::string report = MakeReport({channel}).toStdString();
+    for (const char* part : {"\"shown\": 4", "\"without_cell\": 20", "\"not_convertible\": 21"})
+        EXPECT_NE(report.find(part), std::string::npos) << part;
+    EXPECT_TRUE(FindUnshown({channel}, {7}).isEmpty());
+    channel.ulShown = 0;
+    EXPECT_EQ(FindUnshown({channel}, {7, 8}), (QList<int>{7, 8}));
+}
+
 TEST(ReportTest, ControlCharactersOfANameAreSpeltOut)
 {
     const std::string line = DescribeChannel(Named("gate\x1B[2J\a\n\x7F\xC2\x9B")).toStdString();

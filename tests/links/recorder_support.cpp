@@ -26,8 +26,9 @@ class CListeningRender final : public CRender
 {
   public:
     explicit CListeningRender(ShownPicture shown) : m_Shown(std::move(shown)) {}
-    std::int32_t DisplayClient(const CodecFrame* frame, CSurface*, HWND window) override
+    std::int32_t DisplayClient(const CodecFrame* frame, CSurface* surface, HWND window) override
     {
+        surface->m_Showing = EShowing::Dropped;
         if (frame->data[0] == nullptr) return -1;
         recorder::XPicture picture;
         picture.Resize(frame->width, frame->height);
@@ -35,6 +36,7 @@ class CListeningRender final : public CRender
         CopyPlane(frame->data[1], frame->linesize[1], frame->width / 2, frame->height / 2, picture.m_U);
         CopyPlane(frame->data[2], frame->linesize[1], frame->width / 2, frame->height / 2, picture.m_V);
         m_Shown(window, picture);
+        surface->m_Showing = EShowing::Shown;
         return 0;
     }
     CSurface* CreateSurface(std::int32_t width, std::int32_t height) override

@@ -9,6 +9,7 @@
 #include "activex/UI common/TreeCtrlEx.h"
 #include "common/RenderCell.h"
 #include "common/RenderWnd.h"
+#include "host/Report.h"
 #include "remote/UdpRemote.h"
 #include "render/CellPool.h"
 #include "tests/wall/wall_support.h"
@@ -164,6 +165,40 @@ TEST(WallFault, ChannelBeyondTheLastCellRunsWithoutAWindowAndTakesTheNextFreeOne
     }
     ASSERT_TRUE(wall.Open(5));
     EXPECT_TRUE(wall.CellPlays(2, 5 % static_cast<int>(CHANNEL_COLORS.size())));
+}
+
+// The report tells apart what was shown, and what was decoded for nobody.
+TEST(WallFault, OfFortyChannelsThoseBeyondTheLastCellShowNothing)
+{
+    constexpr int CELLS = 36;
+    constexpr int ALL = 40;
+    XWallSetup setup;
+    setup.m_Recorder = {"--channels", std::to_string(ALL), "--size", "128x96", "--fps", "4", "--loop", "1"};
+    CWall wall(setup);
+    ASSERT_EQ(wall.Grid().GetState().GetCellCount(), CELLS);
+    ASSERT_TRUE(wall.LogOn());
+    // One after the other: a folder's own command opens without cells.
+    for (int channel = 0; channel < ALL; ++channel)
+        ASSERT_TRUE(wall.Open(channel)) << channel;
+    const auto report = [&wall](int channel) {
+        return wall.Window().GetChannels().at(static_cast<std::size_t>(channel));
+    };
+    for (int channel = 0; channel < ALL; ++channel)
+        ASSERT_TRUE(CWall::Until([&] {
+            return (channel < CELLS ? report(channel).ulShown : report(channel).ulWithoutCell) > 2;
+        })) << channel;
+    QList<int> all;
+    QList<int> beyond;
+    for (int channel = 0; channel < ALL; ++channel) {
+        all << channel + 1;
+        const bool cell = channel < CELLS;
+        if (!cell) beyond << channel + 1;
+        const XChannelReport told = report(channel);
+        EXPECT_EQ(told.ulShown > 0, cell) << channel;
+        EXPECT_EQ(told.ulWithoutCell > 0, !cell) << channel;
+        EXPECT_EQ(told.iFirstPictureMs >= 0, cell) << channel;
+    }
+    EXPECT_EQ(FindUnshown(wall.Window().GetChannels(), all), beyond);
 }
 
 TEST(WallFault, LossyGarbledAndReorderedRoadKeepsPlaying)

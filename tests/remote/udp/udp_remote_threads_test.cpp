@@ -1,12 +1,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <condition_variable>
 #include <functional>
 #include <new>
 #include <thread>
 
 #include "codec/codec.h"
+#include "codec/decoder.h"
 #include "model/NodeModel.h"
 #include "model/tree/Observer.h"
 #include "platform/os/paths.h"
@@ -56,9 +58,10 @@ struct XRenderLog {
     std::vector<std::pair<std::int32_t, std::int32_t>> m_Created;
     std::vector<HWND> m_Shown;
     TestPicture m_Last;
-    int m_iSurfaces = 0;               // alive
-    std::function<void()> m_OnCreate;  // called in CreateSurface, under m_cs
-    CGate* m_pGate = nullptr;          // each picture has to pass it
+    int m_iSurfaces = 0;                   // alive
+    std::function<void()> m_OnCreate;      // called in CreateSurface, under m_cs
+    CGate* m_pGate = nullptr;              // each picture has to pass it
+    EShowing m_Showing = EShowing::Shown;  // what becomes of the pictures
 };
 
 class CLoggingRender final : public CRender
@@ -76,6 +79,7 @@ class CLoggingRender final : public CRender
         const std::lock_guard lock(m_Log.m_cs);
         EXPECT_NE(surface, nullptr);
         m_Log.m_Shown.push_back(window);
+        surface->m_Showing = m_Log.m_Showing;
         if (frame->data[0] != nullptr) m_Log.m_Last = CopyPicture(*frame);
         return 0;
     }
@@ -652,6 +656,64 @@ TEST_F(UdpRemoteTest, WithoutARendererPicturesAreDecodedAndNotShown)
     ASSERT_TRUE(WaitUntil([&] { return m_pChannel->GetCounters().m_ulDecoded == 1; }));
     EXPECT_EQ(m_pChannel->GetCounters().m_ulShown, 0U);
     EXPECT_EQ(m_pChannel->GetCounters().m_iFirstPictureMs, -1);
+}
+
+// The key counts at the opening of each stream.
+TEST_F(UdpRemoteTest, StandardChromaIsAsTheSettingsSayWhenTheStreamOpens)
+{
+    std::array<TestPicture, 2> expected;
+    for (const int on : {0, 1}) {
+        CMpeg4Decoder decoder(176, 144);
+        decoder.SetStandardChroma(on == 1);
+        const CodecFrame* frame = nullptr;
+        for (const Mpeg4Packet& packet : m_Stream)
+            frame = decoder.Decode(packet.data(), static_cast<std::int32_t>(packet.size()));
+        ASSERT_NE(frame, nullptr);
+        expected[static_cast<std::size_t>(on)] = CopyPicture(*frame);
+    }
+    ASSERT_NE(expected[0].Plane[1], expected[1].Plane[1]) << "a stream that shows no difference";
+    for (const int on : {0, 1, 0}) {
+        m_Folder.Write("config/system.ini", "[System]\nStandardChroma=" + std::to_string(on) + "\n");
+        auto channel = MakeChannel(0);
+        OpenAndWait(*channel);
+        for (std::size_t i = 0; i < m_Stream.size(); ++i)
+            SendPicture(0, i);
+        ASSERT_TRUE(WaitUntil([&] { return channel->GetCounters().m_ulShown == m_Stream.size(); }));
+        const std::lock_guard lock(m_Log.m_cs);
+        for (std::size_t plane = 0; plane < 3; ++plane)
+            EXPECT_EQ(m_Log.m_Last.Plane[plane], expected[static_cast<std::size_t>(on)].Plane[plane])
+                << on << plane;
+    }
+}
+
+TEST_F(UdpRemoteTest, PicturesAreCountedByWhatBecameOfThem)
+{
+    const auto& counters = m_pChannel->GetCounters();
+    OpenAndWait(*m_pChannel);
+    std::uint32_t picture = 0;
+    const auto send = [&](EShowing showing) {
+        {
+            const std::lock_guard lock(m_Log.m_cs);
+            m_Log.m_Showing = showing;
+        }
+        const std::uint64_t decoded = ++picture;
+        SendPicture(0, 0);
+        ASSERT_TRUE(WaitUntil([&] {
+            const std::lock_guard lock(m_Log.m_cs);
+            return m_Log.m_Shown.size() == decoded;
+        }));
+    };
+    for (const EShowing showing : {EShowing::WithoutCell, EShowing::NotConvertible, EShowing::NotConvertible,
+                                   EShowing::Dropped, EShowing::None})
+        send(showing);
+    EXPECT_EQ(counters.m_iFirstPictureMs, -1);
+    for (int i = 0; i < 4; ++i)
+        send(EShowing::Shown);
+    ASSERT_TRUE(WaitUntil([&] { return counters.m_ulShown == 4; }));
+    EXPECT_EQ(counters.m_ulDecoded, 9U);
+    EXPECT_EQ(counters.m_ulWithoutCell, 1U);
+    EXPECT_EQ(counters.m_ulNotConvertible, 2U);
+    EXPECT_GE(counters.m_iFirstPictureMs, 0);
 }
 
 TEST_F(UdpRemoteTest, RendererThatTheGridLetGoServesTheOpenChannel)
