@@ -1,6 +1,8 @@
 #include "render/D3DSurfaceRender.h"
 
 #include "codec/convert/convert.h"
+#include "inc/CxLog.h"
+#include "inc/LogLine.h"
 #include "model/settings/Language.h"
 #include "platform/os/paths.h"
 #include "render/BmpFile.h"
@@ -100,19 +102,23 @@ std::int32_t CD3DSurfaceRender::Init(HWND window)
     CRender::Init(window);
     CMessages messages;
     const bool created = CreateDevice(messages);
-    Show(messages);
+    Show("CD3DSurfaceRender::Init", messages);
     return created ? 1 : 0;
 }
 
 std::int32_t CD3DSurfaceRender::Uninit()
 {
+    m_bNotReset = false;
     SetDevice(nullptr);
     m_pD3D.reset();
     return 1;
 }
 
-void CD3DSurfaceRender::Show(const CMessages& messages) const
+// What failed goes to the log and to the user; `function` is who met it.
+void CD3DSurfaceRender::Show(const char* function, const CMessages& messages) const
 {
+    for (const std::string& text : messages)
+        LogLine(LOG_ERROR, function, text);
     for (const std::string& text : messages)
         MessageBoxA(m_hWnd, text, "", MB_OK | MB_ICONERROR);
 }
@@ -151,7 +157,7 @@ CSurface* CD3DSurfaceRender::CreateSurface(std::int32_t width, std::int32_t heig
         Build(*surface, messages);
         m_Surfaces.push_back(surface.release());
     }
-    Show(messages);
+    Show("CD3DSurfaceRender::CreateSurface", messages);
     return handed_out;
 }
 
@@ -197,14 +203,33 @@ void CD3DSurfaceRender::Recover(CMessages& messages)
 {
     const CAutoLock lock(m_csRender);
     auto lost = GetDevice();
-    if (lost == nullptr || lost->TestCooperativeLevel() != DEVICE_STATE::NotReset)
-        return;  // another link thread was faster
+    const bool needed =
+        lost != nullptr ? lost->TestCooperativeLevel() == DEVICE_STATE::NotReset : m_bNotReset.load();
+    if (!needed) return;  // another link thread was faster
     SetDevice(nullptr);
-    lost.reset();  // before the new one is made, unless another link thread is still using it
+    if (lost != nullptr) lost->Release();  // though another link thread may still hold it
+    lost.reset();
     m_pD3D.reset();
-    CreateDevice(messages);
+    CMessages failures;
+    const bool made = CreateDevice(failures);
     for (CSurface* surface : m_Surfaces)
-        Build(*static_cast<CD3DSurface*>(surface), messages);
+        Build(*static_cast<CD3DSurface*>(surface), failures);
+    m_ulRefusedFrames = 0;
+    if (!m_bNotReset.exchange(!made)) messages = std::move(failures);
+}
+
+// Whether a device that could not be made again is to be tried once more with this frame.
+bool CD3DSurfaceRender::IsToRemake()
+{
+    return m_bNotReset && ++m_ulRefusedFrames % REMAKE_FRAMES == 0;
+}
+
+std::int32_t CD3DSurfaceRender::DropAndRecover()
+{
+    CMessages messages;
+    Recover(messages);
+    Show("CD3DSurfaceRender::DisplayClient", messages);
+    return 0;
 }
 
 std::int32_t CD3DSurfaceRender::DisplayClient(const CodecFrame* frame, CSurface* surface, HWND window)
@@ -223,17 +248,13 @@ std::int32_t CD3DSurfaceRender::Display(const CodecFrame* frame, CSurface* surfa
         return -1;
     }
     auto device = GetDevice();
-    if (device == nullptr) return -1;
+    if (device == nullptr) return IsToRemake() ? DropAndRecover() : -1;
     switch (device->TestCooperativeLevel()) {
         case DEVICE_STATE::Lost:
             return 0;
-        case DEVICE_STATE::NotReset: {
+        case DEVICE_STATE::NotReset:
             device.reset();
-            CMessages messages;
-            Recover(messages);
-            Show(messages);
-            return 0;
-        }
+            return DropAndRecover();
         case DEVICE_STATE::Working:
             break;
     }

@@ -4,6 +4,7 @@
 #include "render/Render.h"
 #include "render/device/SurfaceDevice.h"
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -15,7 +16,9 @@
 /// everything is rebuilt in place: the callers' surfaces stay valid.
 ///
 /// States of the device (TestCooperativeLevel): *working*: frames are shown; *lost*: frames are dropped and the
-/// device is left alone; *not reset*: the next frame rebuilds device and surfaces and is dropped itself.
+/// device is left alone; *not reset*: the next frame rebuilds device and surfaces and is dropped itself. When
+/// that fails, the state stays: one frame in REMAKE_FRAMES tries again, the others are refused; what failed is
+/// told once.
 ///
 /// The critical section covers CreateSurface, DestroySurface, the rebuilding, and each stretch with its
 /// presentation. The conversion runs outside of it, on a picture that only the stream's own link thread writes;
@@ -24,6 +27,8 @@
 class CD3DSurfaceRender : public CRender
 {
   public:
+    static constexpr std::uint32_t REMAKE_FRAMES = 256;
+
     /// `open` opens the display adapter at Init and again at each rebuilding.
     explicit CD3DSurfaceRender(SURFACE_ADAPTER_FACTORY open);
     ~CD3DSurfaceRender() override;
@@ -46,8 +51,10 @@ class CD3DSurfaceRender : public CRender
 
     bool CreateDevice(CMessages& messages);
     void Build(CD3DSurface& surface, CMessages& messages);
+    bool IsToRemake();
+    std::int32_t DropAndRecover();
     void Recover(CMessages& messages);
-    void Show(const CMessages& messages) const;
+    void Show(const char* function, const CMessages& messages) const;
     std::int32_t Display(const CodecFrame* frame, CSurface* surface, HWND window, EShowing& showing);
     static EShowing Upload(const CodecFrame& frame, const CSurface& surface, IOffscreenSurface& to);
     std::shared_ptr<ISurfaceDevice> GetDevice() const;
@@ -61,6 +68,9 @@ class CD3DSurfaceRender : public CRender
     XPresentParameters m_Parameters;
     std::uint32_t m_dwBehaviourFlags = 0;  // only ever or-ed
     SURFACE_FORMAT m_Format = SURFACE_FORMAT::X8R8G8B8;
+
+    std::atomic<bool> m_bNotReset{false};             // a rebuilding failed; set under m_csRender
+    std::atomic<std::uint32_t> m_ulRefusedFrames{0};  // since then
 
     mutable std::mutex
         m_csDevice;  // a leaf lock; guards the pointer alone, which frames read before they wait for m_csRender

@@ -3,6 +3,7 @@
 #include "render/D3DSurfaceRender.h"
 #include "render/device/EglSurfaceDevice.h"
 
+#include "inc/LogLine.h"
 #include "model/settings/SystemSettings.h"
 #include "platform/os/display.h"
 
@@ -60,5 +61,11 @@ std::unique_ptr<CRender> SelectRender()
 {
     std::int32_t mode = ReadSettingNumber(ESetting::Render);
     if (mode == RENDER_AUTOMATIC) mode = DetectRenderMode(GetPrimaryDisplayAdapterId());
-    return MakeRender(mode);
+    auto render = MakeRender(mode);
+    const std::string fault = mode == RENDER_AUTOMATIC ? "there is no renderer: no display adapter was found"
+                                                       : "there is no renderer " + std::to_string(mode) +
+                                                             " (key \"Render\" or the adapter chose it)";
+    // Each stream that opens asks again.
+    if (render == nullptr && IsNews(fault)) LogFault("CreateRender", fault);
+    return render;
 }

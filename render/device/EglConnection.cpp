@@ -1,8 +1,12 @@
 #include "render/device/EglConnection.h"
 
+#include "inc/CxLog.h"
+#include "inc/LogLine.h"
+
 #include <X11/Xlib-xcb.h>
 #include <X11/Xlib.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
@@ -97,7 +101,11 @@ GLuint BuildPictureProgram()
             gl_Position = vec4(corner.x * 2.0 - 1.0, 1.0 - corner.y * 2.0, 0.0, 1.0);
         })";
     static constexpr const char* FRAGMENT = R"(
+        #ifdef GL_FRAGMENT_PRECISION_HIGH
+        precision highp float;  // ten bits don't tell the columns of a wide picture apart
+        #else
         precision mediump float;
+        #endif
         uniform sampler2D picture;
         varying vec2 at;
         void main() { gl_FragColor = vec4(texture2D(picture, at).rgb, 1.0); })";
@@ -132,18 +140,29 @@ std::shared_ptr<CEglConnection> CEglConnection::Open()
     return connection->Initialize() ? connection : nullptr;
 }
 
+// Each step that fails is told: to the user they all mean one and the same.
 bool CEglConnection::Initialize()
 {
+    const auto fail = [](const std::string& step) {
+        LogLine(LOG_ERROR, "CEglConnection::Initialize", step);
+        return false;
+    };
+    const auto egl_fail = [&fail](const char* step) {
+        char error[16];
+        std::snprintf(error, sizeof error, "0x%04X", static_cast<unsigned>(eglGetError()));
+        return fail(std::string(step) + " failed: EGL error " + error);
+    };
     XInitThreads();
     m_pXDisplay = XOpenDisplay(nullptr);
-    if (m_pXDisplay == nullptr) return false;
+    if (m_pXDisplay == nullptr)
+        return fail(std::string("the X display \"") + XDisplayName(nullptr) + "\" does not answer");
     WatchDisplay(m_pXDisplay);
     m_pXcb = XGetXCBConnection(m_pXDisplay);
 
     m_Display = eglGetDisplay(reinterpret_cast<EGLNativeDisplayType>(m_pXDisplay));
-    if (m_Display == EGL_NO_DISPLAY || eglInitialize(m_Display, nullptr, nullptr) != EGL_TRUE ||
-        eglBindAPI(EGL_OPENGL_ES_API) != EGL_TRUE)
-        return false;
+    if (m_Display == EGL_NO_DISPLAY) return egl_fail("eglGetDisplay");
+    if (eglInitialize(m_Display, nullptr, nullptr) != EGL_TRUE) return egl_fail("eglInitialize");
+    if (eglBindAPI(EGL_OPENGL_ES_API) != EGL_TRUE) return egl_fail("eglBindAPI for OpenGL ES");
     const EGLint wanted[] = {EGL_SURFACE_TYPE,
                              EGL_WINDOW_BIT,
                              EGL_RENDERABLE_TYPE,
@@ -169,13 +188,20 @@ bool CEglConnection::Initialize()
         if (id == visual) m_Config = configs[i];
     }
     const char* const extensions = eglQueryString(m_Display, EGL_EXTENSIONS);
-    if (m_Config == nullptr || !HasExtension(extensions, "EGL_KHR_surfaceless_context")) return false;
+    if (m_Config == nullptr) return fail("the driver has no configuration for windows of the screen's visual");
+    if (!HasExtension(extensions, "EGL_KHR_surfaceless_context"))
+        return fail("the driver lacks EGL_KHR_surfaceless_context");
     m_bHasRobustness = HasExtension(extensions, "EGL_EXT_create_context_robustness");
 
     // What only a context can tell.
     bool robust = false;
     const EGLContext context = CreateContext(robust);
-    if (context == EGL_NO_CONTEXT || !MakeCurrent(EGL_NO_SURFACE, context)) return false;
+    if (context == EGL_NO_CONTEXT) return egl_fail("eglCreateContext");
+    if (!MakeCurrent(EGL_NO_SURFACE, context)) {
+        egl_fail("eglMakeCurrent");
+        DestroyContext(context);
+        return false;
+    }
     glGetIntegerv(GL_MAX_TEXTURE_SIZE, &m_iMaxTextureSize);
     const auto* const driver = reinterpret_cast<const char*>(glGetString(GL_RENDERER));
     m_bSoftware = driver != nullptr &&
@@ -186,7 +212,7 @@ bool CEglConnection::Initialize()
         m_pGetResetStatus = reinterpret_cast<unsigned (*)()>(eglGetProcAddress("glGetGraphicsResetStatusEXT"));
     MakeCurrent(EGL_NO_SURFACE, EGL_NO_CONTEXT);
     DestroyContext(context);
-    return takes_bgra;
+    return takes_bgra || fail("the driver lacks GL_EXT_texture_format_BGRA8888");
 }
 
 CEglConnection::~CEglConnection()

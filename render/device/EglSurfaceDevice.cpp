@@ -13,10 +13,12 @@
 // part of which texture is to be shown: a stretch and the presentation that follows it, under one lock, are a
 // single draw.
 //
-// 1. The context is current only within a CCurrentContext, which only exists under the renderer's critical
-// section.
+// 1. The context is current only within a CCurrentContext, which holds m_csContext.
 // 2. Textures are deleted by the next CCurrentContext, since the last owner of a surface may be any thread.
 // 3. After a lost context nothing is deleted one by one: it went with the context.
+// 4. States: *working*; a reset of the adapter or a broken connection leads to *lost*, which lasts as long as
+// the reset is still reported (a broken connection: for ever); then *not reset*, for good: a new device has to
+// be made.
 
 namespace
 {
@@ -84,13 +86,14 @@ class CEglDevice : public ISurfaceDevice, public std::enable_shared_from_this<CE
 {
   public:
     CEglDevice(std::shared_ptr<CEglConnection> connection, EGLContext context, bool robust)
-        : m_pConnection(std::move(connection)), m_Context(context), m_bRobust(robust)
+        : m_pConnection(std::move(connection)), m_bRobust(robust), m_Context(context)
     {
     }
     ~CEglDevice() override;
 
     bool Prepare();
     DEVICE_STATE TestCooperativeLevel() override;
+    void Release() override;
     bool SetSamplerState(TEXTURE_FILTER magnify, TEXTURE_FILTER minify) override;
     std::shared_ptr<IOffscreenSurface> CreateOffscreenPlainSurface(std::int32_t width, std::int32_t height,
                                                                    SURFACE_FORMAT format) override;
@@ -111,12 +114,14 @@ class CEglDevice : public ISurfaceDevice, public std::enable_shared_from_this<CE
 
     EGLSurface FindWindowSurface(HWND window, const CWindowHold& hold);
     void DropWindow(HWND window);
-    void NoteLoss();
+    bool IsContextGone() const;
 
     const std::shared_ptr<CEglConnection> m_pConnection;
-    const EGLContext m_Context;
     const bool m_bRobust;
     std::atomic<DEVICE_STATE> m_State{DEVICE_STATE::Working};
+
+    std::mutex m_csContext;  // held while the context is current; before m_csGarbage
+    EGLContext m_Context;    // guarded by it; none once released
 
     // under the renderer's critical section
     GLuint m_ulProgram = 0;
@@ -134,11 +139,12 @@ class CEglDevice : public ISurfaceDevice, public std::enable_shared_from_this<CE
 class CCurrentContext
 {
   public:
-    CCurrentContext(CEglDevice& device, EGLSurface surface) : m_Device(device)
+    CCurrentContext(CEglDevice& device, EGLSurface surface) : m_Device(device), m_Lock(device.m_csContext)
     {
+        if (device.m_Context == EGL_NO_CONTEXT) return;
         m_bCurrent = device.m_pConnection->MakeCurrent(surface, device.m_Context);
         if (!m_bCurrent) {
-            device.NoteLoss();
+            if (device.m_pConnection->IsContextLost()) device.m_State = DEVICE_STATE::Lost;
             return;
         }
         const std::lock_guard lock(device.m_csGarbage);
@@ -156,6 +162,7 @@ class CCurrentContext
 
   private:
     CEglDevice& m_Device;
+    const std::lock_guard<std::mutex> m_Lock;
     bool m_bCurrent = false;
 };
 
@@ -202,9 +209,19 @@ bool CEglSurface::BindTexture()
 
 CEglDevice::~CEglDevice()
 {
+    CEglDevice::Release();
+}
+
+void CEglDevice::Release()
+{
+    const std::lock_guard lock(m_csContext);
+    if (m_Context == EGL_NO_CONTEXT) return;
     for (const auto& [handle, window] : m_Windows)
         m_pConnection->DestroyWindowSurface(window.m_Surface);
+    m_Windows.clear();
     m_pConnection->DestroyContext(m_Context);
+    m_Context = EGL_NO_CONTEXT;
+    m_State = DEVICE_STATE::NotReset;
 }
 
 void CEglDevice::DeleteLater(GLuint texture)
@@ -224,14 +241,24 @@ bool CEglDevice::Prepare()
     return true;
 }
 
-void CEglDevice::NoteLoss()
+// The context must be current, or have refused to become it.
+bool CEglDevice::IsContextGone() const
 {
-    m_State = m_pConnection->IsUsable() ? DEVICE_STATE::NotReset : DEVICE_STATE::Lost;
+    return m_pConnection->IsContextLost() || (m_bRobust && m_pConnection->IsGraphicsReset());
 }
 
 DEVICE_STATE CEglDevice::TestCooperativeLevel()
 {
-    if (m_State == DEVICE_STATE::Lost && m_pConnection->IsUsable()) m_State = DEVICE_STATE::NotReset;
+    if (m_State != DEVICE_STATE::Lost || !m_pConnection->IsUsable()) return m_State;
+    const std::unique_lock lock(m_csContext, std::try_to_lock);
+    if (!lock.owns_lock() || m_State != DEVICE_STATE::Lost) return m_State;
+    // A context that can't even be made current has no more to tell.
+    bool lasting = false;
+    if (m_bRobust && m_pConnection->MakeCurrent(EGL_NO_SURFACE, m_Context)) {
+        lasting = m_pConnection->IsGraphicsReset();
+        m_pConnection->MakeCurrent(EGL_NO_SURFACE, EGL_NO_CONTEXT);
+    }
+    if (!lasting && m_pConnection->IsUsable()) m_State = DEVICE_STATE::NotReset;
     return m_State;
 }
 
@@ -297,10 +324,15 @@ bool CEglDevice::Present(const CEglBackBuffer& buffer, HWND handle)
 {
     const std::shared_ptr<CEglSurface> shown = buffer.m_pShown.lock();
     const CWindowHold hold(handle);
+    if (m_State != DEVICE_STATE::Working) return false;
     const EGLSurface surface = FindWindowSurface(handle, hold);
     if (shown == nullptr || surface == EGL_NO_SURFACE) return false;
     const CCurrentContext current(*this, surface);
-    if (!current || !shown->BindTexture()) return false;
+    if (!current) {
+        if (m_State == DEVICE_STATE::Working) DropWindow(handle);  // the window was at fault, not the context
+        return false;
+    }
+    if (!shown->BindTexture()) return false;
 
     std::int32_t width = 0;
     std::int32_t height = 0;
@@ -324,7 +356,10 @@ bool CEglDevice::Present(const CEglBackBuffer& buffer, HWND handle)
     glDrawArrays(GL_TRIANGLE_STRIP, 0, 4);
 
     const bool swapped = m_pConnection->SwapBuffers(surface);
-    if (m_pConnection->IsContextLost() || (m_bRobust && m_pConnection->IsGraphicsReset())) NoteLoss();
+    if (IsContextGone()) {
+        m_State = DEVICE_STATE::Lost;
+        return false;
+    }
     if (!swapped) DropWindow(handle);  // made anew with the next frame
     return swapped;
 }
@@ -355,7 +390,8 @@ class CEglAdapter : public ISurfaceAdapter
         if (context == EGL_NO_CONTEXT)
             return m_pConnection->IsUsable() ? DEVICE_RESULT::NotAvailable : DEVICE_RESULT::DeviceLost;
         auto made = std::make_shared<CEglDevice>(m_pConnection, context, robust);
-        if (!made->Prepare()) return DEVICE_RESULT::Failed;
+        if (!made->Prepare())
+            return m_pConnection->IsUsable() ? DEVICE_RESULT::Failed : DEVICE_RESULT::DeviceLost;
         device = std::move(made);
         return DEVICE_RESULT::Ok;
     }

@@ -9,8 +9,8 @@
 /// the renderer's critical section. Swapping never waits for the screen.
 ///
 /// A context that the driver reports as lost (robustness extension) shows as Lost while the reset goes on and
-/// as NotReset when a new device can be made. Windows that go away while they are drawn to cost their frame
-/// only.
+/// as NotReset when a new device can be made; without that extension as NotReset at once. A broken connection
+/// to the server shows as Lost for ever. Windows that go away while they are drawn to cost their frame only.
 ///
 /// Null when there is no X display, or none with OpenGL ES. The display connection is the adapter's own.
 std::shared_ptr<ISurfaceAdapter> OpenEglSurfaceAdapter();

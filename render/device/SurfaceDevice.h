@@ -106,8 +106,11 @@ class ISurfaceDevice
 {
   public:
     virtual ~ISurfaceDevice() = default;
-    /// At any time from any thread.
+    /// At any time from any thread; never waits.
     virtual DEVICE_STATE TestCooperativeLevel() = 0;
+    /// Gives back what the device holds of the adapter, though others still hold the device or what it made:
+    /// all that fails from now on. Before another device is made.
+    virtual void Release() {}
     virtual bool SetSamplerState(TEXTURE_FILTER magnify, TEXTURE_FILTER minify) = 0;
     /// Null on failure.
     virtual std::shared_ptr<IOffscreenSurface> CreateOffscreenPlainSurface(std::int32_t width,

@@ -1,0 +1,79 @@
+// A device that can't be made again after its loss.
+
+#include "render/D3DSurfaceRender.h"
+
+#include <gmock/gmock.h>
+
+#include "render/device/MemorySurfaceDevice.h"
+#include "tests/render/render_support.h"
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace
+{
+
+constexpr HWND CELL{1};
+constexpr std::int32_t WIDTH = 352;
+constexpr std::int32_t HEIGHT = 288;
+
+class D3DSurfaceRemakeTest : public testing::Test
+{
+  protected:
+    D3DSurfaceRemakeTest()
+    {
+        m_Render.Init(CELL);
+        m_pSurface = m_Render.CreateSurface(WIDTH, HEIGHT);
+        m_pAdapter->SetState(DEVICE_STATE::NotReset);
+        m_pAdapter->SetFault(DEVICE_STEP::CreateDevice, true, DEVICE_RESULT::NotAvailable);
+        EXPECT_EQ(Show(), 0) << "the frame that rebuilds";
+        EXPECT_THAT(m_Backend.TakeTexts(),
+                    ElementsAre("CreateDevice failed: Not Available", "Create Off Screen Surface failed!"));
+    }
+    std::int32_t Show() { return m_Render.DisplayClient(&m_Frame.m_Frame, m_pSurface, CELL); }
+    // The answers to that many frames: how many tried to remake the device.
+    int CountTries(std::uint32_t frames)
+    {
+        int tries = 0;
+        for (std::uint32_t i = 0; i < frames; ++i)
+            tries += Show() == 0 ? 1 : 0;
+        return tries;
+    }
+
+    CRecordingBackend m_Backend;
+    std::shared_ptr<CMemorySurfaceAdapter> m_pAdapter = std::make_shared<CMemorySurfaceAdapter>();
+    CD3DSurfaceRender m_Render{[this] { return m_pAdapter; }};
+    CSurface* m_pSurface = nullptr;
+    const CTestFrame m_Frame{WIDTH, HEIGHT, 90};
+};
+
+TEST_F(D3DSurfaceRemakeTest, IsTriedAgainWithFewFramesAndToldOnce)
+{
+    constexpr int ROUNDS = 4;
+    const std::uint32_t before = m_pAdapter->GetCallCount(DEVICE_STEP::CreateDevice);
+    EXPECT_EQ(CountTries(ROUNDS * CD3DSurfaceRender::REMAKE_FRAMES), ROUNDS);
+    EXPECT_EQ(m_pAdapter->GetCallCount(DEVICE_STEP::CreateDevice), before + ROUNDS);
+    EXPECT_THAT(m_Backend.TakeTexts(), IsEmpty());
+}
+
+TEST_F(D3DSurfaceRemakeTest, ComesBackWhenItCanBeMadeAndTellsItsNextFailure)
+{
+    m_pAdapter->SetFault(DEVICE_STEP::CreateDevice, false);
+    EXPECT_EQ(CountTries(CD3DSurfaceRender::REMAKE_FRAMES), 1);
+    EXPECT_EQ(Show(), 0);
+    EXPECT_EQ(m_pSurface->m_Showing, EShowing::Shown) << "its surface was rebuilt too";
+    EXPECT_EQ(m_pAdapter->GetPresentCount(CELL), 1U);
+    m_pAdapter->SetState(DEVICE_STATE::NotReset);
+    m_pAdapter->SetFault(DEVICE_STEP::CreateDevice, true, DEVICE_RESULT::InvalidCall);
+    Show();
+    EXPECT_THAT(m_Backend.TakeTexts(),
+                ElementsAre("CreateDevice failed: Invalid Call", "Create Off Screen Surface failed!"));
+}
+
+TEST_F(D3DSurfaceRemakeTest, UninitEndsTheTries)
+{
+    m_Render.Uninit();
+    EXPECT_EQ(CountTries(2 * CD3DSurfaceRender::REMAKE_FRAMES), 0);
+}
+
+}  // namespace

@@ -1,0 +1,112 @@
+#include "tests/render/device/egl_driver_support.h"
+
+#include <dlfcn.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <utility>
+
+namespace
+{
+
+thread_local EGLint t_Error = EGL_SUCCESS;  // of an injected failure, until it is asked for
+
+template <typename TFunction>
+TFunction Real(const char* name, TFunction)
+{
+    return reinterpret_cast<TFunction>(::dlsym(RTLD_NEXT, name));
+}
+
+#define REAL(function) Real(#function, &function)
+
+GLenum ResetStatus()
+{
+    ++EglDriver().m_iResetQuestions;
+    return EglDriver().m_ResetStatus;
+}
+
+}  // namespace
+
+XEglDriver& EglDriver()
+{
+    static XEglDriver driver;
+    return driver;
+}
+
+void ResetEglDriver()
+{
+    XEglDriver& driver = EglDriver();
+    driver.m_bReportsResets = false;
+    driver.m_ResetStatus = GL_NO_ERROR;
+    driver.m_MakeCurrentError = EGL_SUCCESS;
+    driver.m_SwapError = EGL_SUCCESS;
+    driver.m_iMostContexts = driver.m_iContexts.load();
+    driver.m_iResetQuestions = 0;
+}
+
+extern "C" {
+
+const char* eglQueryString(EGLDisplay display, EGLint name)
+{
+    const char* const real = REAL(eglQueryString)(display, name);
+    if (name != EGL_EXTENSIONS || real == nullptr) return real;
+    static constexpr const char* ROBUSTNESS = "EGL_EXT_create_context_robustness";
+    thread_local std::string told;
+    told = real;
+    if (const auto at = told.find(ROBUSTNESS); at != std::string::npos) told.erase(at, std::strlen(ROBUSTNESS));
+    if (EglDriver().m_bReportsResets) told += std::string(" ") + ROBUSTNESS;
+    return told.c_str();
+}
+
+EGLContext eglCreateContext(EGLDisplay display, EGLConfig config, EGLContext shared, const EGLint*)
+{
+    const EGLint plain[] = {EGL_CONTEXT_CLIENT_VERSION, 2, EGL_NONE};
+    const EGLContext made = REAL(eglCreateContext)(display, config, shared, plain);
+    XEglDriver& driver = EglDriver();
+    if (made != EGL_NO_CONTEXT)
+        driver.m_iMostContexts = std::max<int>(driver.m_iMostContexts, ++driver.m_iContexts);
+    return made;
+}
+
+EGLBoolean eglDestroyContext(EGLDisplay display, EGLContext context)
+{
+    --EglDriver().m_iContexts;
+    return REAL(eglDestroyContext)(display, context);
+}
+
+EGLBoolean eglMakeCurrent(EGLDisplay display, EGLSurface draw, EGLSurface read, EGLContext context)
+{
+    const EGLint error = EglDriver().m_MakeCurrentError;
+    if (context != EGL_NO_CONTEXT && error != EGL_SUCCESS) {
+        t_Error = error;
+        return EGL_FALSE;
+    }
+    t_Error = EGL_SUCCESS;
+    return REAL(eglMakeCurrent)(display, draw, read, context);
+}
+
+EGLBoolean eglSwapBuffers(EGLDisplay display, EGLSurface surface)
+{
+    if (const EGLint error = EglDriver().m_SwapError; error != EGL_SUCCESS) {
+        t_Error = error;
+        return EGL_FALSE;
+    }
+    t_Error = EGL_SUCCESS;
+    return REAL(eglSwapBuffers)(display, surface);
+}
+
+EGLint eglGetError()
+{
+    const EGLint injected = std::exchange(t_Error, EGL_SUCCESS);
+    return injected != EGL_SUCCESS ? injected : REAL(eglGetError)();
+}
+
+__eglMustCastToProperFunctionPointerType eglGetProcAddress(const char* name)
+{
+    if (std::strcmp(name, "glGetGraphicsResetStatusEXT") == 0 && EglDriver().m_bReportsResets)
+        return reinterpret_cast<__eglMustCastToProperFunctionPointerType>(&ResetStatus);
+    return REAL(eglGetProcAddress)(name);
+}
+
+}  // extern "C"

@@ -1,0 +1,172 @@
+// The states of the EGL device, over the real driver with resets of the adapter put in.
+
+#include <gtest/gtest.h>
+
+#include "render/D3DSurfaceRender.h"
+#include "render/device/EglSurfaceDevice.h"
+#include "tests/render/device/egl_driver_support.h"
+#include "tests/render/x_windows_support.h"
+
+namespace
+{
+
+constexpr std::int32_t WIDTH = 64;
+constexpr std::int32_t HEIGHT = 48;
+
+class EglResetTest : public testing::Test
+{
+  protected:
+    EglResetTest()
+    {
+        ResetEglDriver();
+        EglDriver().m_bReportsResets = true;
+    }
+    ~EglResetTest() override { ResetEglDriver(); }
+    void SetUp() override
+    {
+        ASSERT_NE(m_Windows.m_pDisplay, nullptr) << "these tests need a display: run them by ./test";
+        m_Window = m_Windows.Create(0, 100, 100);
+    }
+
+    CXWindows m_Windows;
+    HWND m_Window = HWND::Null;
+};
+
+class EglResetDeviceTest : public EglResetTest
+{
+  protected:
+    void SetUp() override
+    {
+        EglResetTest::SetUp();
+        m_pAdapter = OpenEglSurfaceAdapter();
+        ASSERT_NE(m_pAdapter, nullptr);
+        ASSERT_EQ(m_pAdapter->CreateDevice(HWND::Null, 0, {}, m_pDevice), DEVICE_RESULT::Ok);
+        m_pSurface = m_pDevice->CreateOffscreenPlainSurface(WIDTH, HEIGHT, SURFACE_FORMAT::X8R8G8B8);
+        m_pChain = m_pDevice->CreateAdditionalSwapChain({WIDTH, HEIGHT});
+        ASSERT_TRUE(Show());
+    }
+    bool Show()
+    {
+        m_pDevice->StretchRect(*m_pSurface, {0, 0, WIDTH, HEIGHT}, *m_pChain->GetBackBuffer(0),
+                               TEXTURE_FILTER::Linear);
+        return m_pChain->Present(m_Window);
+    }
+
+    std::shared_ptr<ISurfaceAdapter> m_pAdapter;
+    std::shared_ptr<ISurfaceDevice> m_pDevice;
+    std::shared_ptr<IOffscreenSurface> m_pSurface;
+    std::shared_ptr<ISwapChain> m_pChain;
+};
+
+TEST_F(EglResetDeviceTest, LostForAsLongAsTheResetLastsThenNotResetForGood)
+{
+    EXPECT_EQ(m_pDevice->TestCooperativeLevel(), DEVICE_STATE::Working);
+    EglDriver().m_ResetStatus = GL_INNOCENT_CONTEXT_RESET_EXT;
+    EXPECT_FALSE(Show()) << "who knows what was on the screen";
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(m_pDevice->TestCooperativeLevel(), DEVICE_STATE::Lost);
+        EXPECT_FALSE(Show());
+    }
+    EglDriver().m_ResetStatus = GL_NO_ERROR;
+    EXPECT_EQ(m_pDevice->TestCooperativeLevel(), DEVICE_STATE::NotReset);
+    EXPECT_FALSE(Show());
+    EXPECT_EQ(m_pDevice->TestCooperativeLevel(), DEVICE_STATE::NotReset);
+}
+
+TEST_F(EglResetDeviceTest, DriverIsAskedForNothingWhileTheDeviceWorks)
+{
+    EglDriver().m_iResetQuestions = 0;
+    for (int i = 0; i < 5; ++i)
+        EXPECT_EQ(m_pDevice->TestCooperativeLevel(), DEVICE_STATE::Working);
+    EXPECT_EQ(EglDriver().m_iResetQuestions, 0);
+    EXPECT_TRUE(Show());
+    EXPECT_EQ(EglDriver().m_iResetQuestions, 1) << "once for each frame";
+}
+
+TEST_F(EglResetDeviceTest, WindowThatRefusesTheContextCostsItsFrameOnly)
+{
+    EglDriver().m_MakeCurrentError = EGL_BAD_NATIVE_WINDOW;
+    EXPECT_FALSE(Show());
+    EglDriver().m_MakeCurrentError = EGL_SUCCESS;
+    EXPECT_EQ(m_pDevice->TestCooperativeLevel(), DEVICE_STATE::Working);
+    EXPECT_TRUE(Show());
+    EglDriver().m_SwapError = EGL_BAD_SURFACE;
+    EXPECT_FALSE(Show());
+    EglDriver().m_SwapError = EGL_SUCCESS;
+    EXPECT_EQ(m_pDevice->TestCooperativeLevel(), DEVICE_STATE::Working);
+    EXPECT_TRUE(Show());
+}
+
+TEST_F(EglResetDeviceTest, ContextThatIsLostAndTellsNoMoreIsNotReset)
+{
+    EglDriver().m_MakeCurrentError = EGL_CONTEXT_LOST;
+    EXPECT_FALSE(Show());
+    EXPECT_EQ(m_pDevice->TestCooperativeLevel(), DEVICE_STATE::NotReset);
+}
+
+TEST_F(EglResetDeviceTest, ReleasedDeviceGivesItsContextBackAndFails)
+{
+    const int before = EglDriver().m_iContexts;
+    m_pDevice->Release();
+    EXPECT_EQ(EglDriver().m_iContexts, before - 1);
+    EXPECT_FALSE(Show());
+    EXPECT_EQ(m_pDevice->TestCooperativeLevel(), DEVICE_STATE::NotReset);
+    m_pDevice->Release();
+    m_pSurface.reset();
+    m_pChain.reset();
+    m_pDevice.reset();
+    EXPECT_EQ(EglDriver().m_iContexts, before - 1);
+}
+
+TEST_F(EglResetTest, DriverThatReportsNoResetsIsNotResetWithTheLossItself)
+{
+    EglDriver().m_bReportsResets = false;
+    const auto adapter = OpenEglSurfaceAdapter();
+    std::shared_ptr<ISurfaceDevice> device;
+    ASSERT_EQ(adapter->CreateDevice(HWND::Null, 0, {}, device), DEVICE_RESULT::Ok);
+    const auto surface = device->CreateOffscreenPlainSurface(WIDTH, HEIGHT, SURFACE_FORMAT::X8R8G8B8);
+    const auto chain = device->CreateAdditionalSwapChain({WIDTH, HEIGHT});
+    device->StretchRect(*surface, {0, 0, WIDTH, HEIGHT}, *chain->GetBackBuffer(0), TEXTURE_FILTER::Linear);
+    EXPECT_TRUE(chain->Present(m_Window));
+    EglDriver().m_SwapError = EGL_CONTEXT_LOST;
+    EXPECT_FALSE(chain->Present(m_Window));
+    EXPECT_EQ(device->TestCooperativeLevel(), DEVICE_STATE::NotReset);
+    EXPECT_EQ(EglDriver().m_iResetQuestions, 0);
+}
+
+// The renderer through a reset that lasts: frames are dropped, one remaking, and never two contexts.
+TEST_F(EglResetTest, RendererWaitsForTheEndOfTheResetAndRemakesOnce)
+{
+    int opened = 0;
+    CD3DSurfaceRender render([&opened] {
+        ++opened;
+        return OpenEglSurfaceAdapter();
+    });
+    ASSERT_NE(render.Init(HWND{1000}), 0);
+    CSurface* const surface = render.CreateSurface(WIDTH, HEIGHT);
+    const auto show = [&](std::uint8_t luma) {
+        const CTestFrame frame(WIDTH, HEIGHT, luma);
+        EXPECT_EQ(render.DisplayClient(&frame.m_Frame, surface, m_Window), 0);
+        return surface->m_Showing;
+    };
+    EXPECT_EQ(show(90), EShowing::Shown);
+    EglDriver().m_iMostContexts = EglDriver().m_iContexts.load();
+    const int contexts = EglDriver().m_iContexts;
+
+    EglDriver().m_ResetStatus = GL_UNKNOWN_CONTEXT_RESET_EXT;
+    for (int i = 0; i < 10; ++i)
+        EXPECT_EQ(show(100), EShowing::Dropped);
+    EXPECT_EQ(opened, 1);
+    EglDriver().m_ResetStatus = GL_NO_ERROR;
+    EXPECT_EQ(show(110), EShowing::Dropped) << "the one that rebuilds";
+    EXPECT_EQ(opened, 2);
+    EXPECT_EQ(show(150), EShowing::Shown);
+    EXPECT_PIXEL(m_Window, 50, 50, GreyPixel(150));
+    EXPECT_EQ(opened, 2);
+    EXPECT_EQ(EglDriver().m_iMostContexts, contexts);
+    EXPECT_EQ(EglDriver().m_iContexts, contexts);
+    EXPECT_TRUE(m_Windows.TakeTexts().empty());
+    render.DestroySurface(surface);
+}
+
+}  // namespace
