@@ -138,6 +138,8 @@ bool CD3DSurfaceRender::CreateDevice(CMessages& messages)
     if (result != DEVICE_RESULT::Ok) return fail(CreateDeviceText(result));
     device->SetSamplerState(TEXTURE_FILTER::Linear, TEXTURE_FILTER::Linear);
     SetDevice(std::move(device));
+    CDrawingEnd::Watch();
+    m_bDrawn = false;
     return true;
 }
 
@@ -238,6 +240,7 @@ std::int32_t CD3DSurfaceRender::DisplayClient(const CodecFrame* frame, CSurface*
         device->StretchRect(*objects.pOffscreen, source, *objects.pBackBuffer, TEXTURE_FILTER::Linear);
         shown = objects.pSwapChain->Present(window);
     }
+    if (shown && !m_bDrawn.exchange(true)) CDrawingEnd::Watch();
     if (shown) NoteCellShown(window);
     return 0;
 }
