@@ -144,6 +144,8 @@ bool CD3DSurfaceRender::CreateDevice(CMessages& messages)
     if (result != DEVICE_RESULT::Ok) return fail(CreateDeviceText(result));
     device->SetSamplerState(TEXTURE_FILTER::Linear, TEXTURE_FILTER::Linear);
     SetDevice(std::move(device));
+    CDrawingEnd::Watch();
+    m_bDrawn = false;
     return true;
 }
 
@@ -278,6 +280,7 @@ std::int32_t CD3DSurfaceRender::Display(const CodecFrame* frame, CSurface* surfa
             device->StretchRect(*objects.pOffscreen, source, *objects.pBackBuffer, TEXTURE_FILTER::Linear);
         presented = objects.pSwapChain->Present(window);
     }
+    if (presented && !m_bDrawn.exchange(true)) CDrawingEnd::Watch();
     if (presented) NoteCellShown(window);
     if (showing == EShowing::Shown && !(stretched && presented)) showing = EShowing::Dropped;
     return 0;

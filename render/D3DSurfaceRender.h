@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/os/threads.h"
+#include "render/DrawingEnd.h"
 #include "render/Render.h"
 #include "render/device/SurfaceDevice.h"
 
@@ -62,6 +63,8 @@ class CD3DSurfaceRender : public CRender
 
     const SURFACE_ADAPTER_FACTORY m_pOpen;
     CCriticalSection m_csRender;
+    CDrawingEnd m_End{m_csRender};
+    std::atomic<bool> m_bDrawn = false;  // a frame was presented, and the driver has all that drawing needs
 
     // under m_csRender, but for Init and Uninit, during which no link thread calls
     std::shared_ptr<ISurfaceAdapter> m_pD3D;

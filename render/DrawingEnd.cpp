@@ -1,0 +1,59 @@
+#include "render/DrawingEnd.h"
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace
+{
+
+constexpr auto FRAME_WAIT = std::chrono::seconds(1);
+constexpr auto LOOK = std::chrono::milliseconds(1);
+
+struct Sections {
+    std::mutex lock;
+    std::vector<CCriticalSection*> all;  // guarded by lock; one or two
+};
+
+// Never destroyed: renderers of link threads may go while the process ends.
+Sections& Drawing()
+{
+    static auto& sections = *new Sections;
+    return sections;
+}
+
+constinit std::atomic<bool> g_bEnded = false;
+
+// Nothing is given back: the process ends. Renderers can't go either from here on.
+void StopDrawing()
+{
+    if (g_bEnded.exchange(true)) return;
+    Drawing().lock.lock();
+    const auto deadline = std::chrono::steady_clock::now() + FRAME_WAIT;
+    for (CCriticalSection* const section : Drawing().all) {
+        while (!section->TryLock() && std::chrono::steady_clock::now() < deadline)
+            std::this_thread::sleep_for(LOOK);
+    }
+}
+
+}  // namespace
+
+CDrawingEnd::CDrawingEnd(CCriticalSection& section) : m_csRender(section)
+{
+    const std::lock_guard lock(Drawing().lock);
+    Drawing().all.push_back(&m_csRender);
+}
+
+CDrawingEnd::~CDrawingEnd()
+{
+    const std::lock_guard lock(Drawing().lock);
+    std::erase(Drawing().all, &m_csRender);
+}
+
+void CDrawingEnd::Watch()
+{
+    std::atexit(StopDrawing);
+}

@@ -1,0 +1,59 @@
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <thread>
+
+#include "render/D3DSurfaceRender.h"
+#include "render/device/MemorySurfaceDevice.h"
+#include "tests/render/render_support.h"
+
+namespace
+{
+
+constexpr HWND WINDOW{1};
+constexpr int DRAWN_NO_MORE = 7;
+constexpr int STILL_DRAWN = 1;
+constexpr int LOOKS = 100000;  // many times what a frame takes
+
+CMemorySurfaceAdapter* g_pAdapter = nullptr;
+
+// In the place of a driver that takes down what drawing needs.
+void EndDriver()
+{
+    const std::uint32_t presented = g_pAdapter->GetPresentCount();
+    for (int i = 0; i < LOOKS; ++i) {
+        if (g_pAdapter->GetPresentCount() != presented) ::_exit(STILL_DRAWN);
+        sched_yield();
+    }
+    ::_exit(DRAWN_NO_MORE);
+}
+
+void EndWhileALinkDraws()
+{
+    const auto adapter = std::make_shared<CMemorySurfaceAdapter>();
+    g_pAdapter = adapter.get();
+    auto* const render = new CD3DSurfaceRender([adapter] {
+        std::atexit(EndDriver);
+        return adapter;
+    });
+    if (render->Init(HWND::Null) == 0) ::_exit(STILL_DRAWN);
+    CSurface* const surface = render->CreateSurface(16, 16);
+    const CTestFrame frame(16, 16, 100);
+    std::thread link([&] {
+        for (;;)
+            render->DisplayClient(&frame.m_Frame, surface, WINDOW);
+    });
+    while (adapter->GetPresentCount() == 0)
+        sched_yield();
+    std::exit(0);
+}
+
+TEST(DrawingEndTest, NoFrameIsDrawnOnceTheDriverGoesWithTheProcess)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(EndWhileALinkDraws(), testing::ExitedWithCode(DRAWN_NO_MORE), "");
+}
+
+}  // namespace
