@@ -20,6 +20,7 @@
 #include "render/device/MemorySurfaceDevice.h"
 #include "tests/activex/home_support.h"
 #include "tests/support/box_catcher.h"
+#include "tests/support/test_places.h"
 
 using testing::ElementsAre;
 
@@ -494,7 +495,7 @@ TEST_F(ControlTest, AFaultOfTheStartUpEndsAtTheControl)
     EXPECT_EQ(control.CreateControlWindow(&m_Container), E_FAIL);
     EXPECT_EQ(control.GetControlWindow(), nullptr);
     EXPECT_TRUE(m_Container.children().isEmpty());
-    QFile::copy(WATCHWALL_SOURCE_DIR "/config/main_layout_800x600.xml",
+    QFile::copy(QString::fromStdString(SourcePath("config/main_layout_800x600.xml")),
                 m_Home.File("config/main_layout_800x600.xml"));
     EXPECT_EQ(control.CreateControlWindow(&m_Container), S_OK) << "and it may be tried again";
 }

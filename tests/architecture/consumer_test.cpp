@@ -5,19 +5,20 @@
 #include <string>
 
 #include "tests/support/process.h"
+#include "tests/support/test_places.h"
 
 namespace
 {
 
-const std::string BUILD = WATCHWALL_BINARY_DIR "/consumer";  // stays, so that a later run compiles what changed
+const std::string BUILD = BuildPath("consumer");  // stays, so that a later run compiles what changed
 
 // Without the packages that only the folders above the decoder core need.
 TEST(ConsumerTest, LinksTheDecoderLibraryAloneWithoutThePackagesOfTheRest)
 {
     const Outcome configured =
         Execute(Quoted(WATCHWALL_CMAKE) + " -G " + Quoted(WATCHWALL_GENERATOR) + " -S " +
-                Quoted(WATCHWALL_SOURCE_DIR "/tests/architecture/consumer") + " -B " + Quoted(BUILD) +
-                " -D WATCHWALL=" + Quoted(WATCHWALL_SOURCE_DIR) + " -D CMAKE_BUILD_TYPE=Debug" +
+                Quoted(SourcePath("tests/architecture/consumer")) + " -B " + Quoted(BUILD) +
+                " -D WATCHWALL=" + Quoted(SourcePath()) + " -D CMAKE_BUILD_TYPE=Debug" +
                 " -D CMAKE_CXX_FLAGS=-O0 -D CMAKE_CXX_COMPILER=" + Quoted(WATCHWALL_COMPILER) +
                 " -D CMAKE_CXX_COMPILER_LAUNCHER=" + Quoted(WATCHWALL_LAUNCHER) +
                 " -D CMAKE_DISABLE_FIND_PACKAGE_Qt6=ON -D CMAKE_DISABLE_FIND_PACKAGE_SQLite3=ON"

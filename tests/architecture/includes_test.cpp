@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/test_places.h"
+
 namespace
 {
 
@@ -127,7 +129,7 @@ std::vector<Include> IncludesOf(const fs::path& root, const fs::path& file)
 
 std::vector<Include> AllIncludes()
 {
-    const fs::path root = WATCHWALL_SOURCE_DIR;
+    const fs::path root = SourcePath();
     std::vector<Include> all;
     for (const Room& room : Rooms()) {
         const fs::path folder = root / room.m_szFolder;
@@ -164,7 +166,7 @@ std::string Objection(const Include& include)
 TEST(ArchitectureTest, EveryIncludePointsDown)
 {
     const auto includes = AllIncludes();
-    ASSERT_GT(includes.size(), 20U) << "the sources were not found under " WATCHWALL_SOURCE_DIR;
+    ASSERT_GT(includes.size(), 20U) << "the sources were not found under " << SourcePath();
     for (const Include& include : includes)
         EXPECT_EQ(Objection(include), "");
 }
@@ -217,7 +219,7 @@ TEST(ArchitectureTest, NoHeaderIncludesItselfByAnotherWay)
 // A new sub-folder is a room of its own, with a row in the table above.
 TEST(ArchitectureTest, EveryFolderWithSourcesIsARoom)
 {
-    const fs::path root = WATCHWALL_SOURCE_DIR;
+    const fs::path root = SourcePath();
     std::set<std::string> folders;
     for (const Room& room : Rooms()) {
         if (!fs::is_directory(root / room.m_szFolder)) continue;

@@ -7,6 +7,7 @@
 
 #include "tests/support/process.h"
 #include "tests/support/test_folder.h"
+#include "tests/support/test_places.h"
 
 namespace
 {
@@ -25,8 +26,8 @@ class InstallTest : public testing::Test
   protected:
     void SetUp() override
     {
-        const Outcome installed = Execute(Quoted(WATCHWALL_CMAKE) + " --install " +
-                                          Quoted(WATCHWALL_BINARY_DIR) + " --prefix " + Quoted(Prefix()));
+        const Outcome installed = Execute(Quoted(WATCHWALL_CMAKE) + " --install " + Quoted(BuildPath()) +
+                                          " --prefix " + Quoted(Prefix()));
         ASSERT_EQ(installed.status, 0) << installed.output;
     }
     std::string Prefix(const std::string& name = "") const { return m_Folder.Path("usr/" + name); }
@@ -79,8 +80,8 @@ TEST_F(InstallTest, InstalledWallRunsWithItsOwnModuleAndShowsATextThatAnUpgradeC
 
 TEST_F(InstallTest, HostOfTheEmbeddingPageIsBuiltFromThePackageAndRuns)
 {
-    const std::string source = WATCHWALL_SOURCE_DIR "/tests/install/host";
-    const std::string page = Read(WATCHWALL_SOURCE_DIR "/docs/embedding.md");
+    const std::string source = SourcePath("tests/install/host");
+    const std::string page = Read(SourcePath("docs/embedding.md"));
     for (const char* file : {"/main.cpp", "/CMakeLists.txt"}) {
         const std::string text = Read(source + file);
         ASSERT_FALSE(text.empty());
@@ -89,7 +90,7 @@ TEST_F(InstallTest, HostOfTheEmbeddingPageIsBuiltFromThePackageAndRuns)
             EXPECT_LE(std::count(text.begin(), text.end(), '\n'), 50);
         }
     }
-    const std::string build = WATCHWALL_BINARY_DIR "/embedding";
+    const std::string build = BuildPath("embedding");
     const Outcome configured =
         Execute(Quoted(WATCHWALL_CMAKE) + " --fresh -G " + Quoted(WATCHWALL_GENERATOR) + " -S " +
                 Quoted(source) + " -B " + Quoted(build) + " -D CMAKE_PREFIX_PATH=" + Quoted(Prefix()) +

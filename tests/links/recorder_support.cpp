@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "codec/codec.h"
+#include "tests/support/test_places.h"
 
 extern char** environ;
 
@@ -62,7 +63,7 @@ class CListeningRender final : public CRender
 CRecorderProcess::CRecorderProcess(const std::vector<std::string>& arguments)
 {
     const std::string readyFile = m_Folder.Path("ready");
-    std::vector<std::string> words{WATCHWALL_BINARY_DIR "/bin/watchwall-recorder",
+    std::vector<std::string> words{BuildPath("bin/watchwall-recorder"),
                                    "--directory-port",
                                    "0",
                                    "--rendezvous-port",

@@ -6,6 +6,7 @@
 #include "platform/os/paths.h"
 #include "skin/Skin.h"
 #include "tests/panels/tree_dlg_support.h"
+#include "tests/support/test_places.h"
 #include "tests/support/test_variable.h"
 
 // What is drawn, measured: icons and the text of a selected folder on their grounds, and the focus of every
@@ -109,7 +110,7 @@ class TreeContrast : public TreeDlgTest
     void SetUp() override
     {
         ASSERT_NE(StartSkin(this, 0, 0), 0);
-        ASSERT_NE(LoadSkin(SystemPath(WATCHWALL_SOURCE_DIR "/config/skin.smf")), 0);
+        ASSERT_NE(LoadSkin(SystemPath(SourcePath("config/skin.smf"))), 0);
     }
     void TearDown() override
     {

@@ -16,6 +16,7 @@
 #include "platform/files/profile.h"
 #include "platform/os/paths.h"
 #include "skin/Skin.h"
+#include "tests/support/test_places.h"
 #include "tests/support/test_variable.h"
 
 using testing::ElementsAre;
@@ -199,7 +200,7 @@ TEST_F(SideBarTest, SlideRunsWithTheSkinToo)
 {
     const char module = 0;
     ASSERT_NE(StartSkin(&module, 0, 0), 0);
-    ASSERT_NE(LoadSkin(SystemPath(WATCHWALL_SOURCE_DIR "/config/skin.smf")), 0);
+    ASSERT_NE(LoadSkin(SystemPath(SourcePath("config/skin.smf"))), 0);
     Show();
     ASSERT_TRUE(SkinDialog(&*m_Bar, "DialogMain"));
     m_Bar->AddFolder("a", {}, new QLabel("1"));

@@ -7,6 +7,7 @@
 #include "remote/UdpRemote.h"
 #include "render/CellPool.h"
 #include "tests/panels/tree_dlg_support.h"
+#include "tests/support/test_places.h"
 #include "tests/support/test_variable.h"
 
 using testing::ElementsAre;
@@ -163,7 +164,8 @@ TEST_F(TreeDlgTest, EachEntryOfTheMenuSaysWhatItDoesInTheSystemsLanguage)
 {
     const CTestVariable locale("LC_ALL", "en_US.UTF-8");
     QDir(m_Home.path()).mkdir("config");
-    ASSERT_TRUE(QFile::copy(WATCHWALL_SOURCE_DIR "/config/eng.ini", m_Home.filePath("config/eng.ini")));
+    ASSERT_TRUE(
+        QFile::copy(QString::fromStdString(SourcePath("config/eng.ini")), m_Home.filePath("config/eng.ini")));
     AddStation();
     ShowDialog();
     CLanguage::Reset();  // the menu settles it

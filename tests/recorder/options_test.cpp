@@ -9,6 +9,8 @@
 #include <fstream>
 #include <sstream>
 
+#include "tests/support/test_places.h"
+
 namespace
 {
 
@@ -260,7 +262,7 @@ TEST(OptionsTest, APasswordOnTheCommandLineIsRefusedAndNotRepeated)
 
 TEST(OptionsTest, ManualTellsEveryOption)
 {
-    std::ifstream in(WATCHWALL_SOURCE_DIR "/packaging/watchwall-recorder.1");
+    std::ifstream in(SourcePath("packaging/watchwall-recorder.1"));
     std::stringstream text;
     text << in.rdbuf();
     const std::string help = Parse({"--help"}).m_strSay;

@@ -6,6 +6,7 @@
 #include "model/tree/Leaf.h"
 #include "platform/os/paths.h"
 #include "remote/Device.h"
+#include "tests/support/test_places.h"
 
 namespace
 {
@@ -18,7 +19,7 @@ class ChannelMerge : public testing::Test
     ChannelMerge()
     {
         CLanguage::Reset();
-        SetModuleDirectory(WATCHWALL_SOURCE_DIR);
+        SetModuleDirectory(SourcePath());
         CLanguage::SetLanguage("eng");
     }
     ~ChannelMerge() override

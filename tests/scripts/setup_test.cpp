@@ -6,6 +6,7 @@
 
 #include "tests/support/process.h"
 #include "tests/support/test_folder.h"
+#include "tests/support/test_places.h"
 
 // scripts/setup with package tools that only act as the test says.
 
@@ -23,7 +24,7 @@ class SetupTest : public testing::Test
     SetupTest()
     {
         std::filesystem::create_directory(m_Folder.Path("scripts"));
-        std::filesystem::copy_file(WATCHWALL_SOURCE_DIR "/scripts/setup", m_Folder.Path("scripts/setup"));
+        std::filesystem::copy_file(SourcePath("scripts/setup"), m_Folder.Path("scripts/setup"));
         Command("dpkg-query", "[ -n \"$ALL_INSTALLED\" ] && echo 'install ok installed'; true");
         Command("id", "echo 0");
     }

@@ -4,10 +4,12 @@
 #include <iterator>
 #include <string>
 
+#include "tests/support/test_places.h"
+
 /// The theme that is delivered.
 inline std::string DeliveredThemePath()
 {
-    return std::string(WATCHWALL_SOURCE_DIR) + "/config/skin.smf";
+    return SourcePath("config/skin.smf");
 }
 
 inline std::string DeliveredTheme()

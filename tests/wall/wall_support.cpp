@@ -17,6 +17,7 @@
 #include "model/NodeModel.h"
 #include "model/settings/Language.h"
 #include "remote/Remote.h"
+#include "tests/support/test_places.h"
 
 namespace
 {
@@ -115,7 +116,7 @@ CWall::CWall(const XWallSetup& setup)
       m_Screen(qgetenv("DISPLAY").toStdString())
 {
     CLanguage::Reset();
-    QFile::copy(WATCHWALL_SOURCE_DIR "/dvr.bmp", m_Home.File("dvr.bmp"));
+    QFile::copy(QString::fromStdString(SourcePath("dvr.bmp")), m_Home.File("dvr.bmp"));
     StartRecorder(setup.m_Recorder);
     if (setup.m_Prepare) setup.m_Prepare(m_Home);
     QObject::connect(&m_BoxTimer, &QTimer::timeout, [this] { AnswerBox(); });

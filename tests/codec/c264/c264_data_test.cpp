@@ -10,10 +10,11 @@
 
 #include "tests/codec/c264/c264_fed_support.h"
 #include "tests/support/h264_streams.h"
+#include "tests/support/test_places.h"
 
 namespace
 {
-const std::string FOLDER = WATCHWALL_SOURCE_DIR "/tests/data/h264/";
+const std::string FOLDER = SourcePath("tests/data/h264/");
 
 std::vector<std::string> StreamNames()
 {
@@ -141,8 +142,8 @@ TEST_P(C264DataChecksum, OneWrongBitCostsTheBufferAndLeavesTheReference)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Widths, C264DataChecksum, ::testing::Values(EH264Checksum::Bits16, EH264Checksum::Bits32),
-                         [](const auto& test) {
+INSTANTIATE_TEST_SUITE_P(Widths, C264DataChecksum,
+                         ::testing::Values(EH264Checksum::Bits16, EH264Checksum::Bits32), [](const auto& test) {
                              return test.param == EH264Checksum::Bits16 ? "Bits16" : "Bits32";
                          });
 }  // namespace

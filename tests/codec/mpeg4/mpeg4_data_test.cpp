@@ -10,6 +10,7 @@
 #include "codec/mpeg4/mpeg4_dsp.h"
 #include "tests/support/kernel_walk.h"
 #include "tests/support/mpeg4_streams.h"
+#include "tests/support/test_places.h"
 
 namespace
 {
@@ -31,7 +32,7 @@ class Mpeg4Data : public ::testing::TestWithParam<DataStream>
 TEST_P(Mpeg4Data, DecodesToTheSumsBesideIt)
 {
     const DataStream& stream = GetParam();
-    const std::string base = std::string(WATCHWALL_SOURCE_DIR "/tests/data/mpeg4/") + stream.szName;
+    const std::string base = SourcePath("tests/data/mpeg4/") + stream.szName;
     const std::vector<Mpeg4Packet> packets = ReadMpeg4Stream(base + ".m4v");
     const std::vector<uint32_t> sums = ReadSums(base + ".framecrc");
     ASSERT_EQ(packets.size(), sums.size());

@@ -11,14 +11,15 @@
 #include "model/archive/XMLInputArchive.h"
 #include "model/layout/LayoutRecords.h"
 #include "platform/os/paths.h"
+#include "tests/support/test_places.h"
 
 namespace
 {
 
 using testing::ElementsAre;
 
-const std::string MAIN_FILE = WATCHWALL_SOURCE_DIR "/config/main_layout_800x600.xml";
-const std::string RENDER_FILE = WATCHWALL_SOURCE_DIR "/config/render_layout_800x600.xml";
+const std::string MAIN_FILE = SourcePath("config/main_layout_800x600.xml");
+const std::string RENDER_FILE = SourcePath("config/render_layout_800x600.xml");
 
 constexpr std::int32_t PANEL_WIDTH = 800;
 constexpr std::int32_t PANEL_HEIGHT = 600;

@@ -16,6 +16,7 @@
 #include "model/layout/LayoutRecords.h"
 #include "platform/files/profile.h"
 #include "platform/os/paths.h"
+#include "tests/support/test_places.h"
 
 namespace
 {
@@ -41,7 +42,7 @@ IDS_ColorConfig_Contrast IDS_ColorConfig_Hue IDS_ColorConfig_Saturation IDS_Tool
 IDS_ChooseDirForStoreRecord_Text IDS_ChooseDirForStoreSnapshot_Text IDS_MessageBox_DirSetOk
 IDS_MessageBox_PleaseCheckDir IDS_OK)";
 
-const std::string CONFIG = WATCHWALL_SOURCE_DIR "/config/";
+const std::string CONFIG = SourcePath("config/");
 
 std::vector<std::string> RequiredKeys()
 {
@@ -90,7 +91,7 @@ std::set<std::string> KeysInTheSources()
     static const std::regex pattern("\"(IDS_\\w+)\"");
     std::set<std::string> keys;
     for (const char* folder : {"activex", "common", "model", "record", "remote", "render", "skin"}) {
-        const std::filesystem::path place = std::filesystem::path(WATCHWALL_SOURCE_DIR) / folder;
+        const std::filesystem::path place = std::filesystem::path(SourcePath()) / folder;
         for (const auto& entry : std::filesystem::recursive_directory_iterator(place)) {
             const auto extension = entry.path().extension();
             if (extension != ".cpp" && extension != ".h") continue;

@@ -8,13 +8,14 @@
 #include <string>
 
 #include "tests/model/model_support.h"
+#include "tests/support/test_places.h"
 
 namespace
 {
 
 std::string ReadDocument(const char* name)
 {
-    std::ifstream file(std::string(WATCHWALL_SOURCE_DIR "/") + name);
+    std::ifstream file(SourcePath(name));
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
