@@ -27,12 +27,12 @@ const char* LoadedFile()
 
 }  // namespace
 
-XSkinCalls DefaultSkinCalls()
+SkinCalls DefaultSkinCalls()
 {
     return {StartSkin, LoadSkin, StopSkin};
 }
 
-CActiveXApp::CActiveXApp(XSkinCalls skin) : m_Skin(std::move(skin)) {}
+CActiveXApp::CActiveXApp(SkinCalls skin) : m_Skin(std::move(skin)) {}
 
 bool CActiveXApp::InitInstance()
 {

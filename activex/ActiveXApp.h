@@ -7,21 +7,21 @@
 #include "inc/host/Component.h"
 
 /// What the module starts and stops of the skin library; a test puts its own in.
-struct XSkinCalls {
+struct SkinCalls {
     std::function<std::int32_t(const void* module, std::intptr_t, std::intptr_t)> Start;
     std::function<std::int32_t(const std::string& path)> Load;
     std::function<void()> Stop;
 };
 
 /// The skin library's own calls.
-XSkinCalls DefaultSkinCalls();
+SkinCalls DefaultSkinCalls();
 
 /// The module object, one a process: starts the skin with the module's first object or lock and stops it when
 /// the last one has gone. Panels' thread only.
 class CActiveXApp
 {
   public:
-    explicit CActiveXApp(XSkinCalls skin = DefaultSkinCalls());
+    explicit CActiveXApp(SkinCalls skin = DefaultSkinCalls());
     CActiveXApp(const CActiveXApp&) = delete;
     CActiveXApp& operator=(const CActiveXApp&) = delete;
 
@@ -36,7 +36,7 @@ class CActiveXApp
     bool IsSkinStarted() const { return m_iSkinStarted != 0; }
 
   private:
-    XSkinCalls m_Skin;
+    SkinCalls m_Skin;
     std::int32_t m_iSkinStarted = 0;
     bool m_bStarted = false;
 };

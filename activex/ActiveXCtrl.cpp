@@ -276,14 +276,14 @@ CActiveXCtrl::CActiveXCtrlFactory::CActiveXCtrlFactory()
 bool CActiveXCtrl::CActiveXCtrlFactory::UpdateRegistry(bool registered)
 {
     if (!registered) return SUCCEEDED(ComponentRegistry().UnregisterClass(CLSID_ActiveXCtrl));
-    XClassRegistration entry;
+    ClassRegistration entry;
     entry.Id = CLSID_ActiveXCtrl;
-    entry.strProgrammaticName = ACTIVEX_PROGID;
-    entry.strModule = GetLoadedModulePath();
-    entry.dwMiscStatus = ACTIVEX_MISC_STATUS;
-    entry.dwThreading = ACTIVEX_APARTMENT_THREADING;
-    entry.TypeLibrary = LIBID_ActiveXLib;
-    entry.dwTypeName = ACTIVEX_TYPE_NAME;
-    entry.dwBitmap = ACTIVEX_BITMAP;
+    entry.programmaticName = ACTIVEX_PROGID;
+    entry.module = GetLoadedModulePath();
+    entry.miscStatus = ACTIVEX_MISC_STATUS;
+    entry.threading = ACTIVEX_APARTMENT_THREADING;
+    entry.typeLibrary = LIBID_ActiveXLib;
+    entry.typeName = ACTIVEX_TYPE_NAME;
+    entry.bitmap = ACTIVEX_BITMAP;
     return SUCCEEDED(ComponentRegistry().RegisterClass(entry));
 }

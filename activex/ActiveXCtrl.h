@@ -27,8 +27,8 @@ inline constexpr std::uint32_t ACTIVEX_PROPERTY_VERSION = 0x10000;
 
 /// The properties that the control keeps when a container saves it: the version and nothing else. Neither
 /// parameter survives a save.
-struct XPropertySet {
-    std::uint32_t dwVersion = 0;
+struct PropertySet {
+    std::uint32_t version = 0;
 };
 
 /// The control, one for each embedding: a parameter interface that hands a text through, and a window with the
@@ -66,11 +66,11 @@ class CActiveXCtrl : public CUnknown<IDispatch, IEventSource, IControlWindow, IC
     // IControlProfile
     HRESULT SetProfile(const std::string& name) override;
     // IControlReport
-    HRESULT GetChannels(std::vector<XChannelReport>& channels) override;
+    HRESULT GetChannels(std::vector<ChannelReport>& channels) override;
     // IControlMessages
     HRESULT SetMessageSink(IMessageSink* sink) override;
 
-    void DoPropExchange(XPropertySet& properties) const { properties.dwVersion = ACTIVEX_PROPERTY_VERSION; }
+    void DoPropExchange(PropertySet& properties) const { properties.version = ACTIVEX_PROPERTY_VERSION; }
     bool IsModified() const { return m_bModified; }
     bool IsUIActive() const { return m_bUIActive; }
     CMainDialog& GetPanel() { return m_Panel; }

@@ -4,7 +4,7 @@
 #include "model/tree/Folder.h"
 #include "remote/UdpRemote.h"
 
-HRESULT CActiveXCtrl::GetChannels(std::vector<XChannelReport>& channels)
+HRESULT CActiveXCtrl::GetChannels(std::vector<ChannelReport>& channels)
 {
     channels.clear();
     CNodeModel* const model = CNodeModel::GetInstance();
@@ -14,19 +14,19 @@ HRESULT CActiveXCtrl::GetChannels(std::vector<XChannelReport>& channels)
         auto* const device = dynamic_cast<CUdpRemote*>(walk.CurrentItem());
         if (device == nullptr) continue;
         const CLinkCounters& counters = device->GetCounters();
-        XChannelReport report;
+        ChannelReport report;
         report.strName = device->GetName();
         report.iChannel = device->m_iDevID;
-        report.iWidth = counters.m_iWidth;
-        report.iHeight = counters.m_iHeight;
-        report.ulDecoded = counters.m_ulDecoded;
-        report.ulShown = counters.m_ulShown;
-        report.ulSkipped = counters.m_ulSkipped;
-        report.ulWithoutCell = counters.m_ulWithoutCell;
-        report.ulNotConvertible = counters.m_ulNotConvertible;
-        report.ulRefused = counters.m_ulRefused;
-        report.ulBytes = counters.m_ulBytes;
-        report.iFirstPictureMs = counters.m_iFirstPictureMs;
+        report.iWidth = counters.width;
+        report.iHeight = counters.height;
+        report.ulDecoded = counters.decoded;
+        report.ulShown = counters.shown;
+        report.ulSkipped = counters.skipped;
+        report.ulWithoutCell = counters.withoutCell;
+        report.ulNotConvertible = counters.notConvertible;
+        report.ulRefused = counters.refused;
+        report.ulBytes = counters.bytes;
+        report.iFirstPictureMs = counters.firstPictureMs;
         channels.push_back(report);
     }
     return S_OK;

@@ -105,7 +105,7 @@ LRESULT CMainDialog::WindowProc(std::uint32_t message, WPARAM wParam, LPARAM lPa
 void CMainDialog::OnStationAdded(std::int32_t channels)
 {
     if (m_pSideBar == nullptr || m_pRenderWnd == nullptr) return;
-    m_pSideBar->SelectFolder(DEVICE_LIST_FOLDER, COutlook2Ctrl::ANIMATION::Off);
+    m_pSideBar->SelectFolder(DEVICE_LIST_FOLDER, COutlook2Ctrl::EAnimation::Off);
     m_Tree.RefillTree();
     m_pRenderWnd->SetLayoutForCount(channels);
     m_pRenderWnd->show();

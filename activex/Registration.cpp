@@ -8,7 +8,7 @@
 namespace
 {
 
-const XCategory CATEGORIES[] = {
+const Category CATEGORIES[] = {
     {CATID_SafeForInitializing, "Controls safely initializable from persistent data!"},
     {CATID_SafeForScripting, "Controls safely scriptable!"},
 };
@@ -18,20 +18,20 @@ const XCategory CATEGORIES[] = {
 HRESULT RegisterServer()
 {
     IComponentRegistry& registry = ComponentRegistry();
-    XTypeLibrary library;
+    TypeLibrary library;
     library.Id = LIBID_ActiveXLib;
-    library.strName = "ActiveXLib";
-    library.strVersion = "1.0";
-    library.strHelpFile = "ActiveX.hlp";
-    library.strPath = GetLoadedModulePath();
-    library.strControlName = "ActiveX Control";
+    library.name = "ActiveXLib";
+    library.version = "1.0";
+    library.helpFile = "ActiveX.hlp";
+    library.path = GetLoadedModulePath();
+    library.controlName = "ActiveX Control";
     library.Interfaces = {
         {DIID_DActiveX, "_DActiveX", "Dispatch interface for ActiveX Control", {}},
         {DIID_DActiveXEvents, "_DActiveXEvents", "Event interface for ActiveX Control", {}},
     };
     if (FAILED(registry.RegisterTypeLibrary(library))) return SELFREG_E_TYPELIB;
     if (!CActiveXCtrl::CActiveXCtrlFactory::UpdateRegistry(true)) return SELFREG_E_CLASS;
-    for (const XCategory& category : CATEGORIES) {
+    for (const Category& category : CATEGORIES) {
         HRESULT result = registry.RegisterCategories(1, &category);
         if (SUCCEEDED(result))
             result = registry.RegisterClassImplCategories(CLSID_ActiveXCtrl, 1, &category.Id);
@@ -45,7 +45,7 @@ HRESULT UnregisterServer()
     IComponentRegistry& registry = ComponentRegistry();
     if (FAILED(registry.UnregisterTypeLibrary(LIBID_ActiveXLib))) return SELFREG_E_TYPELIB;
     if (!CActiveXCtrl::CActiveXCtrlFactory::UpdateRegistry(false)) return SELFREG_E_CLASS;
-    for (const XCategory& category : CATEGORIES) {
+    for (const Category& category : CATEGORIES) {
         const HRESULT result = registry.UnRegisterClassImplCategories(CLSID_ActiveXCtrl, 1, &category.Id);
         if (FAILED(result)) return result;
     }

@@ -35,10 +35,10 @@ class CRing
   public:
     CRing(Size size, int bytes_per_pixel)
         : m_Size(size),
-          m_ulSource(RoundUp(static_cast<std::size_t>(size.width * size.height) * 3 / 2)),
-          m_ulTarget(RoundUp(static_cast<std::size_t>(size.width * size.height * bytes_per_pixel))),
-          m_iCount(static_cast<int>(RING_BYTES / m_ulTarget) + 1),
-          m_Block((m_ulSource + m_ulTarget) * static_cast<std::size_t>(m_iCount) + ALIGN)
+          m_Source(RoundUp(static_cast<std::size_t>(size.width * size.height) * 3 / 2)),
+          m_Target(RoundUp(static_cast<std::size_t>(size.width * size.height * bytes_per_pixel))),
+          m_iCount(static_cast<int>(RING_BYTES / m_Target) + 1),
+          m_Block((m_Source + m_Target) * static_cast<std::size_t>(m_iCount) + ALIGN)
     {
         std::uint32_t state = 1;
         for (std::uint8_t& byte : m_Block) {
@@ -50,7 +50,7 @@ class CRing
     CodecFrame Frame(int index)
     {
         CodecFrame frame = {};
-        frame.data[0] = First() + static_cast<std::size_t>(index) * m_ulSource;
+        frame.data[0] = First() + static_cast<std::size_t>(index) * m_Source;
         frame.data[1] = frame.data[0] + m_Size.width * m_Size.height;
         frame.data[2] = frame.data[1] + m_Size.width * m_Size.height / 4;
         frame.linesize[0] = m_Size.width;
@@ -61,8 +61,8 @@ class CRing
     }
     std::uint8_t* Target(int index)
     {
-        return First() + static_cast<std::size_t>(m_iCount) * m_ulSource +
-               static_cast<std::size_t>(index) * m_ulTarget;
+        return First() + static_cast<std::size_t>(m_iCount) * m_Source +
+               static_cast<std::size_t>(index) * m_Target;
     }
 
   private:
@@ -73,8 +73,8 @@ class CRing
     }
 
     Size m_Size;
-    std::size_t m_ulSource;
-    std::size_t m_ulTarget;
+    std::size_t m_Source;
+    std::size_t m_Target;
     int m_iCount;
     std::vector<std::uint8_t> m_Block;
 };

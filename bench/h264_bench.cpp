@@ -96,7 +96,7 @@ double OursMs(const Stream& stream, const std::vector<H264Packet>& packets)
 
 double TheirsMs(const std::vector<H264Packet>& packets)
 {
-    CLavcH264Decoder decoder(CLavcH264Decoder::Manner::Default);
+    CLavcH264Decoder decoder(CLavcH264Decoder::EManner::Default);
     const double start = ThreadMs();
     for (const H264Packet& packet : packets)
         decoder.Decode(packet);

@@ -25,14 +25,14 @@ namespace
 constexpr int CHANNELS = 16;
 
 /// What one channel showed; written by its link thread alone.
-struct XChannel {
-    std::atomic<std::uint64_t> m_ulShown{0};
-    std::atomic<std::uint64_t> m_ulLost{0};
-    std::atomic<std::uint64_t> m_ulUnreadable{0};
-    std::uint32_t m_ulLast = 0;  // link thread only
+struct Channel {
+    std::atomic<std::uint64_t> shown{0};
+    std::atomic<std::uint64_t> lost{0};
+    std::atomic<std::uint64_t> unreadable{0};
+    std::uint32_t last = 0;  // link thread only
 };
 
-std::array<XChannel, CHANNELS> g_Channels;
+std::array<Channel, CHANNELS> g_Channels;
 
 /// Reads the number out of the picture's lower left corner and counts the gap since the last one.
 class CCountingRender final : public CRender
@@ -41,24 +41,23 @@ class CCountingRender final : public CRender
     std::int32_t DisplayClient(const CodecFrame* frame, CSurface*, HWND window) override
     {
         if (frame->data[0] == nullptr) return -1;
-        XChannel& channel = g_Channels[static_cast<std::size_t>(window) - 1];
-        recorder::XPicture corner;
+        Channel& channel = g_Channels[static_cast<std::size_t>(window) - 1];
+        recorder::Picture corner;
         corner.Resize(recorder::MARK_WIDTH, recorder::MARK_HEIGHT);
         const int top = frame->height - recorder::MARK_HEIGHT;
         for (int row = 0; row < recorder::MARK_HEIGHT; ++row)
             std::copy_n(frame->data[0] + static_cast<std::ptrdiff_t>(top + row) * frame->linesize[0],
                         recorder::MARK_WIDTH,
-                        corner.m_Y.begin() + static_cast<std::ptrdiff_t>(row) * recorder::MARK_WIDTH);
+                        corner.y.begin() + static_cast<std::ptrdiff_t>(row) * recorder::MARK_WIDTH);
         const auto mark = recorder::ReadMark(corner);
         if (!mark) {
-            ++channel.m_ulUnreadable;
+            ++channel.unreadable;
             return 0;
         }
         // A recorder that plays a loop begins again at 0.
-        if (channel.m_ulShown > 0 && mark->m_ulPicture > channel.m_ulLast)
-            channel.m_ulLost += mark->m_ulPicture - channel.m_ulLast - 1;
-        channel.m_ulLast = mark->m_ulPicture;
-        ++channel.m_ulShown;
+        if (channel.shown > 0 && mark->picture > channel.last) channel.lost += mark->picture - channel.last - 1;
+        channel.last = mark->picture;
+        ++channel.shown;
         return 0;
     }
     CSurface* CreateSurface(std::int32_t width, std::int32_t height) override
@@ -79,10 +78,10 @@ double ProcessorSeconds()
     return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
-std::uint64_t Sum(std::atomic<std::uint64_t> XChannel::*counter)
+std::uint64_t Sum(std::atomic<std::uint64_t> Channel::*counter)
 {
     std::uint64_t sum = 0;
-    for (const XChannel& channel : g_Channels)
+    for (const Channel& channel : g_Channels)
         sum += channel.*counter;
     return sum;
 }
@@ -101,7 +100,7 @@ int main(int argc, char** argv)
     const CRecorderProcess recorder({"--id", "4711", "--channels", std::to_string(CHANNELS), "--size",
                                      "704x576", "--fps", "25", "--mark", "--loop", "4"});
     CFastClock clock(30);
-    CUdpRemoteStation station(recorder.Endpoints(), recorder.SessionOptions(clock, true));
+    CUdpRemoteStation station(recorder.GetEndpoints(), recorder.SessionOptionsOf(clock, true));
     if (!station.Connect("4711", 10060, 10061) || !station.GetSession()->IsConnected()) {
         std::puts("no session with the recorder");
         return 1;
@@ -116,17 +115,17 @@ int main(int argc, char** argv)
         channel->Open();
     }
     WaitUntil([&] {
-        return std::ranges::all_of(g_Channels, [](const XChannel& channel) { return channel.m_ulShown > 0; });
+        return std::ranges::all_of(g_Channels, [](const Channel& channel) { return channel.shown > 0; });
     });
     std::int64_t first = 0;
     for (const CUdpRemote* const channel : channels)
-        first = std::max<std::int64_t>(first, channel->GetCounters().m_iFirstPictureMs);
+        first = std::max<std::int64_t>(first, channel->GetCounters().firstPictureMs);
 
     const double processor = ProcessorSeconds();
-    const std::uint64_t shown = Sum(&XChannel::m_ulShown);
+    const std::uint64_t shown = Sum(&Channel::shown);
     std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
     const double took = ProcessorSeconds() - processor;
-    const std::uint64_t pictures = Sum(&XChannel::m_ulShown) - shown;
+    const std::uint64_t pictures = Sum(&Channel::shown) - shown;
 
     double longest = 0;
     for (CUdpRemote* const channel : channels) {
@@ -139,12 +138,12 @@ int main(int argc, char** argv)
     std::printf("%zu channels, %.0f s: %llu pictures (%.1f a second)\n", channels.size(), seconds,
                 static_cast<unsigned long long>(pictures), static_cast<double>(pictures) / seconds);
     std::printf("pictures lost: %llu; unreadable: %llu; messages dropped: %llu\n",
-                static_cast<unsigned long long>(Sum(&XChannel::m_ulLost)),
-                static_cast<unsigned long long>(Sum(&XChannel::m_ulUnreadable)),
-                static_cast<unsigned long long>(session.m_ulDropped.load()));
+                static_cast<unsigned long long>(Sum(&Channel::lost)),
+                static_cast<unsigned long long>(Sum(&Channel::unreadable)),
+                static_cast<unsigned long long>(session.dropped.load()));
     std::printf("processor time a picture: %.3f ms; of one core: %.1f %%\n",
                 1000 * took / static_cast<double>(std::max<std::uint64_t>(pictures, 1)), 100 * took / seconds);
     std::printf("last channel's first picture: %lld ms; longest close while data flows: %.1f ms\n",
                 static_cast<long long>(first), longest);
-    return Sum(&XChannel::m_ulLost) == 0 ? 0 : 1;
+    return Sum(&Channel::lost) == 0 ? 0 : 1;
 }

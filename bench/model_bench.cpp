@@ -49,22 +49,22 @@ int WalkTree(CFolder& root)
 }
 
 // The peer: the same nodes without classes, iterators and run-time types.
-struct XPlain {
+struct PlainNode {
     bool bVisible = false;
-    std::vector<std::unique_ptr<XPlain>> Children;
+    std::vector<std::unique_ptr<PlainNode>> Children;
 };
 
-std::unique_ptr<XPlain> CopyTree(CFolder& folder)
+std::unique_ptr<PlainNode> CopyTree(CFolder& folder)
 {
-    auto plain = std::make_unique<XPlain>();
+    auto plain = std::make_unique<PlainNode>();
     for (const auto walk = folder.CreateIterator(); walk->HasNext(); walk->Next()) {
         auto* const inner = dynamic_cast<CFolder*>(walk->CurrentItem());
-        plain->Children.push_back(inner ? CopyTree(*inner) : std::make_unique<XPlain>());
+        plain->Children.push_back(inner ? CopyTree(*inner) : std::make_unique<PlainNode>());
     }
     return plain;
 }
 
-int WalkPlain(const XPlain& plain, int& visible)
+int WalkPlain(const PlainNode& plain, int& visible)
 {
     int count = 0;
     for (const auto& child : plain.Children) {

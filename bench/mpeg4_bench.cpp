@@ -42,7 +42,7 @@ std::vector<Stream> Streams()
 
 double OursMs(const Stream& stream, const std::vector<Mpeg4Packet>& packets)
 {
-    CMpeg4Decoder decoder(stream.Shape.iWidth, stream.Shape.iHeight);
+    CMpeg4Decoder decoder(stream.Shape.width, stream.Shape.height);
     const double start = ThreadMs();
     for (const Mpeg4Packet& packet : packets)
         decoder.Decode(packet.data(), static_cast<int32_t>(packet.size()));
@@ -51,7 +51,7 @@ double OursMs(const Stream& stream, const std::vector<Mpeg4Packet>& packets)
 
 double TheirsMs(const std::vector<Mpeg4Packet>& packets)
 {
-    CLavcMpeg4Decoder decoder(CLavcMpeg4Decoder::Transform::Default);
+    CLavcMpeg4Decoder decoder(CLavcMpeg4Decoder::ETransform::Default);
     const double start = ThreadMs();
     for (const Mpeg4Packet& packet : packets)
         decoder.Decode(packet);
@@ -79,11 +79,11 @@ void TimeStream(const Stream& stream)
     std::fflush(stdout);
 }
 
-void ShowMemory(int iWidth, int iHeight)
+void ShowMemory(int width, int height)
 {
     const size_t before = codec_memory_in_use();
-    const CMpeg4Decoder decoder(iWidth, iHeight);
-    std::printf("an open %dx%d decoder holds %.2f MB\n", iWidth, iHeight,
+    const CMpeg4Decoder decoder(width, height);
+    std::printf("an open %dx%d decoder holds %.2f MB\n", width, height,
                 static_cast<double>(codec_memory_in_use() - before + sizeof decoder) / 1e6);
 }
 }  // namespace

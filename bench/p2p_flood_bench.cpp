@@ -46,20 +46,20 @@ int OpenSocket(std::uint16_t& port)
     return handle;
 }
 
-struct XResult {
-    double m_dSentPerSecond = 0;
-    double m_dAnsweredPerSecond = 0;
-    double m_dShare = 0;
+struct Result {
+    double sentPerSecond = 0;
+    double answeredPerSecond = 0;
+    double share = 0;
 };
 
 /// Floods the port for the time and counts what comes back.
-XResult Flood(std::uint16_t port, double seconds)
+Result Flood(std::uint16_t port, double seconds)
 {
     std::uint16_t own = 0;
     const int handle = OpenSocket(own);
     const sockaddr_in to = Loopback(port);
     connect(handle, reinterpret_cast<const sockaddr*>(&to), sizeof to);
-    std::atomic<bool> bEnd{false};
+    std::atomic<bool> ended{false};
     std::atomic<std::uint64_t> answers{0};
     std::thread counter([&] {
         std::vector<std::vector<char>> buffers(BATCH, std::vector<char>(2048));
@@ -70,9 +70,9 @@ XResult Flood(std::uint16_t port, double seconds)
             messages[i].msg_hdr.msg_iov = &parts[i];
             messages[i].msg_hdr.msg_iovlen = 1;
         }
-        while (!bEnd) {
+        while (!ended) {
             const int count = recvmmsg(handle, messages.data(), BATCH, MSG_WAITFORONE, nullptr);
-            if (count > 0 && !bEnd) answers += static_cast<std::uint64_t>(count);
+            if (count > 0 && !ended) answers += static_cast<std::uint64_t>(count);
         }
     });
 
@@ -95,7 +95,7 @@ XResult Flood(std::uint16_t port, double seconds)
     const double took = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     // Whatever is still under way comes within this time.
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    bEnd = true;
+    ended = true;
     shutdown(handle, SHUT_RDWR);
     counter.join();
     close(handle);
@@ -104,32 +104,32 @@ XResult Flood(std::uint16_t port, double seconds)
             total / static_cast<double>(std::max<std::uint64_t>(sent, 1))};
 }
 
-XResult FloodClient(double seconds)
+Result FloodClient(double seconds)
 {
     CMyP2P client;
     if (!client.Init(0)) std::abort();
-    std::atomic<bool> bEnd{false};
+    std::atomic<bool> end{false};
     std::thread reader([&] {
-        while (!bEnd) {
+        while (!end) {
             while (client.Front() != nullptr)
                 client.Pop();
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
     });
-    const XResult result = Flood(client.GetLocalPort(), seconds);
-    bEnd = true;
+    const Result result = Flood(client.GetLocalPort(), seconds);
+    end = true;
     reader.join();
-    if (client.GetCounters().m_ulDropped > 0)
+    if (client.GetCounters().dropped > 0)
         std::printf("  (%llu lost to the full queue)\n",
-                    static_cast<unsigned long long>(client.GetCounters().m_ulDropped));
+                    static_cast<unsigned long long>(client.GetCounters().dropped));
     return result;
 }
 
-XResult FloodBareLoop(double seconds)
+Result FloodBareLoop(double seconds)
 {
     std::uint16_t port = 0;
     const int handle = OpenSocket(port);
-    std::atomic<bool> bEnd{false};
+    std::atomic<bool> end{false};
     std::thread loop([&] {
         std::vector<char> buffer(65535);
         const std::vector<char> answer(P2P_HEADER_BYTES);
@@ -138,30 +138,30 @@ XResult FloodBareLoop(double seconds)
             socklen_t size = sizeof from;
             const ssize_t count =
                 recvfrom(handle, buffer.data(), buffer.size(), 0, reinterpret_cast<sockaddr*>(&from), &size);
-            if (bEnd) return;
+            if (end) return;
             if (count > 0)
                 sendto(handle, answer.data(), answer.size(), MSG_NOSIGNAL, reinterpret_cast<sockaddr*>(&from),
                        size);
         }
     });
-    const XResult result = Flood(port, seconds);
-    bEnd = true;
+    const Result result = Flood(port, seconds);
+    end = true;
     shutdown(handle, SHUT_RDWR);
     loop.join();
     close(handle);
     return result;
 }
 
-XResult Median(std::vector<XResult> results)
+Result Median(std::vector<Result> results)
 {
-    std::ranges::sort(results, {}, &XResult::m_dAnsweredPerSecond);
+    std::ranges::sort(results, {}, &Result::answeredPerSecond);
     return results[results.size() / 2];
 }
 
-void Print(const char* name, const XResult& result)
+void Print(const char* name, const Result& result)
 {
-    std::printf("%-22s %10.0f sent/s %10.0f acknowledged/s   share %5.1f %%\n", name, result.m_dSentPerSecond,
-                result.m_dAnsweredPerSecond, 100 * result.m_dShare);
+    std::printf("%-22s %10.0f sent/s %10.0f acknowledged/s   share %5.1f %%\n", name, result.sentPerSecond,
+                result.answeredPerSecond, 100 * result.share);
 }
 
 }  // namespace
@@ -169,17 +169,17 @@ void Print(const char* name, const XResult& result)
 int main(int argc, char** argv)
 {
     const double seconds = argc > 1 ? std::atof(argv[1]) : 2;
-    std::vector<XResult> client;
-    std::vector<XResult> bare;
+    std::vector<Result> client;
+    std::vector<Result> bare;
     for (int i = 0; i < RUNS; ++i) {
         client.push_back(FloodClient(seconds));
         bare.push_back(FloodBareLoop(seconds));
     }
-    const XResult clientMedian = Median(client);
-    const XResult bareMedian = Median(bare);
+    const Result clientMedian = Median(client);
+    const Result bareMedian = Median(bare);
     std::printf("flood of 1024-byte data datagrams, %d runs of %.1f s each, medians\n", RUNS, seconds);
     Print("receiving thread", clientMedian);
     Print("bare socket loop", bareMedian);
     std::printf("receiving thread : bare loop = %.2f\n",
-                clientMedian.m_dAnsweredPerSecond / bareMedian.m_dAnsweredPerSecond);
+                clientMedian.answeredPerSecond / bareMedian.answeredPerSecond);
 }

@@ -49,27 +49,27 @@ constexpr double SETTLE_SECONDS = 1;
 constexpr const char* RECEIVING_THREAD = "p2p receive";
 constexpr const char* LINK_THREAD = "udp link";
 
-struct XSettings {
-    double m_dSeconds = 6;
-    int m_iRuns = 3;
-    std::string m_strBitRate = "1500k";
-    bool m_bDisplay = true;
-    std::vector<std::string> m_Parts;
+struct BenchSettings {
+    double seconds = 6;
+    int runs = 3;
+    std::string bitRate = "1500k";
+    bool display = true;
+    std::vector<std::string> parts;
 
-    bool Wants(const char* szPart) const
+    bool Wants(const char* part) const
     {
-        return m_Parts.empty() || std::ranges::find(m_Parts, szPart) != m_Parts.end();
+        return parts.empty() || std::ranges::find(parts, part) != parts.end();
     }
 };
 
 /// A device to draw with: its name, what opens it, and the windows that it draws into.
-struct XDevice {
-    const char* m_szName;
-    std::function<std::shared_ptr<ISurfaceAdapter>()> m_Open;
-    std::vector<HWND> m_Windows;
-    pid_t m_Server = 0;
+struct Device {
+    const char* name;
+    std::function<std::shared_ptr<ISurfaceAdapter>()> open;
+    std::vector<HWND> windows;
+    pid_t server = 0;
 
-    std::vector<HWND> Windows(int count) const { return {m_Windows.begin(), m_Windows.begin() + count}; }
+    std::vector<HWND> Windows(int count) const { return {windows.begin(), windows.begin() + count}; }
 };
 
 void Pause(double seconds)
@@ -80,20 +80,19 @@ void Pause(double seconds)
 class CBench
 {
   public:
-    explicit CBench(XSettings settings)
+    explicit CBench(BenchSettings settings)
         : m_Settings(std::move(settings)),
           m_Recorder({"--id", "4711", "--channels", std::to_string(CHANNELS), "--size", "352x288", "--fps",
                       std::to_string(RATE), "--loop", std::to_string(LOOP_SECONDS), "--bitrate",
-                      m_Settings.m_strBitRate})
+                      m_Settings.bitRate})
     {
         m_Folder.Write("config/system.ini", "[System]\nLanguage=eng\nStandardChroma=1\n");
         SetModuleDirectory(m_Folder.System());
-        XDevice memory{"memory", [] { return std::make_shared<CMemorySurfaceAdapter>(); }, {}};
+        Device memory{"memory", [] { return std::make_shared<CMemorySurfaceAdapter>(); }, {}};
         for (int i = 0; i < CHANNELS; ++i)
-            memory.m_Windows.push_back(
-                RegisterWindow([](std::uint32_t, WPARAM, LPARAM) { return LRESULT{0}; }));
+            memory.windows.push_back(RegisterWindow([](std::uint32_t, WPARAM, LPARAM) { return LRESULT{0}; }));
         m_Devices.push_back(std::move(memory));
-        if (!m_Settings.m_bDisplay) return;
+        if (!m_Settings.display) return;
         m_Display.emplace(CHANNELS, CELL_WIDTH, CELL_HEIGHT);
         m_Devices.push_back({"EGL", OpenEglSurfaceAdapter, m_Display->Windows(), m_Display->Server()});
     }
@@ -107,19 +106,19 @@ class CBench
     }
 
   private:
-    struct XCost {
-        std::vector<double> m_Picture;  // milliseconds
-        std::vector<double> m_Receive;  // of it, the receiving thread
-        std::vector<double> m_Links;    // of it, the link threads
-        std::vector<double> m_Server;   // milliseconds of the X server
-        std::vector<double> m_Rate;     // pictures a second
+    struct CostFigures {
+        std::vector<double> picture;  // milliseconds
+        std::vector<double> receive;  // of it, the receiving thread
+        std::vector<double> links;    // of it, the link threads
+        std::vector<double> server;   // milliseconds of the X server
+        std::vector<double> rate;     // pictures a second
     };
 
     /// Something to compare with: what it takes for a picture, in each run.
-    struct XPeer {
-        const char* m_szName;
-        std::function<XPeerCost()> m_Run;
-        std::vector<double> m_Picture = {};
+    struct Peer {
+        const char* name;
+        std::function<PeerCost()> run;
+        std::vector<double> picture = {};
     };
 
     void Cost()
@@ -132,31 +131,31 @@ class CBench
                 bytes += picture.size();
         // Long enough that the start of the program counts little.
         constexpr int REPEATS = PEER_SECONDS / LOOP_SECONDS;
-        const int paced = std::max(2, static_cast<int>(m_Settings.m_dSeconds / LOOP_SECONDS));
-        const auto ffmpeg = [&](ORDER order, int repeats) {
+        const int paced = std::max(2, static_cast<int>(m_Settings.seconds / LOOP_SECONDS));
+        const auto ffmpeg = [&](EOrder order, int repeats) {
             return [&, order, repeats] { return RunFfmpeg(streams, repeats, m_Folder.Path("peer"), order); };
         };
-        const auto libraries = [&](ORDER order, int repeats) {
+        const auto libraries = [&](EOrder order, int repeats) {
             return [&, order, repeats] { return RunLibraries(streams, repeats, order); };
         };
-        const auto own = [&](ORDER order, int repeats) {
+        const auto own = [&](EOrder order, int repeats) {
             return [&, order, repeats] { return RunOwnCodec(streams, repeats, order); };
         };
-        std::vector<XPeer> peers{
-            {"ffmpeg, the streams side by side", ffmpeg(ORDER::SideBySide, REPEATS)},
-            {"ffmpeg, side by side, at 25 pictures/s", ffmpeg(ORDER::Paced, paced)},
-            {"ffmpeg, one stream after the other", ffmpeg(ORDER::OneByOne, REPEATS)},
-            {"its libraries alone, side by side", libraries(ORDER::SideBySide, REPEATS)},
-            {"its libraries alone, at 25 pictures/s", libraries(ORDER::Paced, paced)},
-            {"its libraries alone, one after the other", libraries(ORDER::OneByOne, REPEATS)},
-            {"our decoder and conversion, side by side", own(ORDER::SideBySide, REPEATS)},
-            {"our decoder and conversion, at that pace", own(ORDER::Paced, paced)},
-            {"our decoder and conversion, one by one", own(ORDER::OneByOne, REPEATS)},
+        std::vector<Peer> peers{
+            {"ffmpeg, the streams side by side", ffmpeg(EOrder::SideBySide, REPEATS)},
+            {"ffmpeg, side by side, at 25 pictures/s", ffmpeg(EOrder::Paced, paced)},
+            {"ffmpeg, one stream after the other", ffmpeg(EOrder::OneByOne, REPEATS)},
+            {"its libraries alone, side by side", libraries(EOrder::SideBySide, REPEATS)},
+            {"its libraries alone, at 25 pictures/s", libraries(EOrder::Paced, paced)},
+            {"its libraries alone, one after the other", libraries(EOrder::OneByOne, REPEATS)},
+            {"our decoder and conversion, side by side", own(EOrder::SideBySide, REPEATS)},
+            {"our decoder and conversion, at that pace", own(EOrder::Paced, paced)},
+            {"our decoder and conversion, one by one", own(EOrder::OneByOne, REPEATS)},
         };
-        std::vector<XCost> costs(m_Devices.size());
-        for (int run = 0; run < m_Settings.m_iRuns; ++run) {
-            for (XPeer& peer : peers)
-                peer.m_Picture.push_back(peer.m_Run().MillisecondsAPicture());
+        std::vector<CostFigures> costs(m_Devices.size());
+        for (int run = 0; run < m_Settings.runs; ++run) {
+            for (Peer& peer : peers)
+                peer.picture.push_back(peer.run().MillisecondsAPicture());
             for (std::size_t i = 0; i < m_Devices.size(); ++i)
                 MeasureCost(m_Devices[i], costs[i]);
         }
@@ -164,18 +163,17 @@ class CBench
             "\nprocessor time a picture, %d channels of 352x288 at %d/s, %.1f KB a picture, %d runs of %.0f "
             "s\n",
             CHANNELS, RATE, static_cast<double>(bytes) / (CHANNELS * LOOP_SECONDS * RATE) / 1024,
-            m_Settings.m_iRuns, m_Settings.m_dSeconds);
+            m_Settings.runs, m_Settings.seconds);
         for (std::size_t i = 0; i < m_Devices.size(); ++i)
             std::printf(
                 "  the wall, %-6s %5.1f pictures/s            %.3f ms (receiving %.3f, links %.3f; X server "
                 "%.3f)\n",
-                m_Devices[i].m_szName, Median(costs[i].m_Rate), Median(costs[i].m_Picture),
-                Median(costs[i].m_Receive), Median(costs[i].m_Links), Median(costs[i].m_Server));
-        for (const XPeer& peer : peers) {
-            std::printf("  %-42s  %.3f ms  ratio", peer.m_szName, Median(peer.m_Picture));
+                m_Devices[i].name, Median(costs[i].rate), Median(costs[i].picture), Median(costs[i].receive),
+                Median(costs[i].links), Median(costs[i].server));
+        for (const Peer& peer : peers) {
+            std::printf("  %-42s  %.3f ms  ratio", peer.name, Median(peer.picture));
             for (std::size_t i = 0; i < m_Devices.size(); ++i)
-                std::printf("  %.2f (%s)", MedianRatio(peer.m_Picture, costs[i].m_Picture),
-                            m_Devices[i].m_szName);
+                std::printf("  %.2f (%s)", MedianRatio(peer.picture, costs[i].picture), m_Devices[i].name);
             std::printf("\n");
         }
     }
@@ -189,9 +187,9 @@ class CBench
         return Median(ratios);
     }
 
-    void MeasureCost(const XDevice& device, XCost& cost)
+    void MeasureCost(const Device& device, CostFigures& cost)
     {
-        CWall wall(m_Recorder, device.m_Open(), device.Windows(CHANNELS));
+        CWall wall(m_Recorder, device.open(), device.Windows(CHANNELS));
         wall.OpenAll();
         wall.WaitForPictures();
         Pause(SETTLE_SECONDS);
@@ -199,40 +197,39 @@ class CBench
         const double processor = ProcessorSeconds();
         const double receive = ThreadSeconds(RECEIVING_THREAD);
         const double links = ThreadSeconds(LINK_THREAD);
-        const double server = ProcessorSeconds(device.m_Server);
+        const double server = ProcessorSeconds(device.server);
         const auto shown = wall.Shown();
-        Pause(m_Settings.m_dSeconds);
+        Pause(m_Settings.seconds);
         const auto pictures = static_cast<double>(wall.Shown() - shown);
         const double took = 1e3 * (ProcessorSeconds() - processor);
-        cost.m_Receive.push_back(1e3 * (ThreadSeconds(RECEIVING_THREAD) - receive) / pictures);
-        cost.m_Links.push_back(1e3 * (ThreadSeconds(LINK_THREAD) - links) / pictures);
-        cost.m_Server.push_back(1e3 * (ProcessorSeconds(device.m_Server) - server) / pictures);
-        cost.m_Rate.push_back(1e3 * pictures / (NowMs() - begin));
-        cost.m_Picture.push_back(took / pictures);
-        if (wall.Lost() > 0) std::printf("%s: %llu lost or refused\n", device.m_szName, AsCount(wall.Lost()));
+        cost.receive.push_back(1e3 * (ThreadSeconds(RECEIVING_THREAD) - receive) / pictures);
+        cost.links.push_back(1e3 * (ThreadSeconds(LINK_THREAD) - links) / pictures);
+        cost.server.push_back(1e3 * (ProcessorSeconds(device.server) - server) / pictures);
+        cost.rate.push_back(1e3 * pictures / (NowMs() - begin));
+        cost.picture.push_back(took / pictures);
+        if (wall.Lost() > 0) std::printf("%s: %llu lost or refused\n", device.name, AsCount(wall.Lost()));
     }
 
     void Latency()
     {
-        std::printf("\nfrom a picture's last datagram to its presentation, %.0f s each\n",
-                    m_Settings.m_dSeconds);
-        for (const XDevice& device : m_Devices)
+        std::printf("\nfrom a picture's last datagram to its presentation, %.0f s each\n", m_Settings.seconds);
+        for (const Device& device : m_Devices)
             for (const int channels : {4, CHANNELS})
                 MeasureLatency(device, channels);
     }
 
-    void MeasureLatency(const XDevice& device, int channels)
+    void MeasureLatency(const Device& device, int channels)
     {
         arrival_tap::Start();
         std::vector<double> ages;
         std::uint64_t lost = 0;
         {
-            CWall wall(m_Recorder, device.m_Open(), device.Windows(channels));
+            CWall wall(m_Recorder, device.open(), device.Windows(channels));
             wall.OpenAll();
             wall.WaitForPictures();
             Pause(SETTLE_SECONDS);
             wall.KeepAges();
-            Pause(m_Settings.m_dSeconds);
+            Pause(m_Settings.seconds);
             for (int i = 0; i < channels; ++i)
                 wall.Close(i);
             ages = wall.TakeAges();
@@ -240,19 +237,19 @@ class CBench
         }
         arrival_tap::Stop();
         std::printf("  %-6s %2d channels: %5zu pictures, median %.2f ms, 99 %% below %.2f ms, longest %.2f ms",
-                    device.m_szName, channels, ages.size(), Median(ages), Percentile(ages, 0.99),
+                    device.name, channels, ages.size(), Median(ages), Percentile(ages, 0.99),
                     Percentile(ages, 1));
         std::printf(lost > 0 ? " (%llu lost: not valid)\n" : "\n", AsCount(lost));
     }
 
     void Close()
     {
-        std::printf("\nclosing one of %d playing channels, %d rounds\n", CHANNELS, m_Settings.m_iRuns);
-        for (const XDevice& device : m_Devices) {
+        std::printf("\nclosing one of %d playing channels, %d rounds\n", CHANNELS, m_Settings.runs);
+        for (const Device& device : m_Devices) {
             std::vector<double> times;
-            CWall wall(m_Recorder, device.m_Open(), device.Windows(CHANNELS));
+            CWall wall(m_Recorder, device.open(), device.Windows(CHANNELS));
             wall.OpenAll();
-            for (int round = 0; round < m_Settings.m_iRuns; ++round) {
+            for (int round = 0; round < m_Settings.runs; ++round) {
                 for (int i = 0; i < CHANNELS; ++i) {
                     wall.WaitForPictures();
                     const double begin = NowMs();
@@ -261,33 +258,33 @@ class CBench
                     wall.Open(i);
                 }
             }
-            std::printf("  %-6s %3zu closings: median %.2f ms, longest %.2f ms\n", device.m_szName,
-                        times.size(), Median(times), Percentile(times, 1));
+            std::printf("  %-6s %3zu closings: median %.2f ms, longest %.2f ms\n", device.name, times.size(),
+                        Median(times), Percentile(times, 1));
         }
     }
 
     void First()
     {
-        std::printf("\nfirst picture, %d runs\n", m_Settings.m_iRuns);
-        for (const XDevice& device : m_Devices) {
+        std::printf("\nfirst picture, %d runs\n", m_Settings.runs);
+        for (const Device& device : m_Devices) {
             for (const int channels : {1, CHANNELS}) {
                 std::vector<double> fromLogon;
                 std::vector<double> fromOpen;
-                for (int run = 0; run < m_Settings.m_iRuns; ++run)
+                for (int run = 0; run < m_Settings.runs; ++run)
                     MeasureFirst(device, channels, fromLogon, fromOpen);
                 std::printf(
                     "  %-6s %2d channels: from the opening median %.0f ms, longest %.0f ms; with the logon "
                     "median %.0f ms, longest %.0f ms\n",
-                    device.m_szName, channels, Median(fromOpen), Percentile(fromOpen, 1), Median(fromLogon),
+                    device.name, channels, Median(fromOpen), Percentile(fromOpen, 1), Median(fromLogon),
                     Percentile(fromLogon, 1));
             }
         }
     }
 
-    void MeasureFirst(const XDevice& device, int channels, std::vector<double>& fromLogon,
+    void MeasureFirst(const Device& device, int channels, std::vector<double>& fromLogon,
                       std::vector<double>& fromOpen)
     {
-        const auto adapter = device.m_Open();
+        const auto adapter = device.open();
         const double begin = NowMs();
         CWall wall(m_Recorder, adapter, device.Windows(channels));
         const double loggedOn = NowMs() - begin;
@@ -301,32 +298,32 @@ class CBench
 
     static unsigned long long AsCount(std::uint64_t count) { return count; }
 
-    const XSettings m_Settings;
+    const BenchSettings m_Settings;
     const CTestFolder m_Folder;
     const CRecorderProcess m_Recorder;
     std::optional<CVirtualDisplay> m_Display;
-    std::vector<XDevice> m_Devices;
+    std::vector<Device> m_Devices;
 };
 
-XSettings ReadSettings(int argc, char** argv)
+BenchSettings ReadSettings(int argc, char** argv)
 {
-    XSettings settings;
+    BenchSettings settings;
     for (int i = 1; i < argc; ++i) {
         const std::string word = argv[i];
         const char* const value = i + 1 < argc ? argv[i + 1] : "";
         if (word == "--no-display") {
-            settings.m_bDisplay = false;
+            settings.display = false;
         } else if (word == "--seconds") {
-            settings.m_dSeconds = std::atof(value);
+            settings.seconds = std::atof(value);
             ++i;
         } else if (word == "--runs") {
-            settings.m_iRuns = std::atoi(value);
+            settings.runs = std::atoi(value);
             ++i;
         } else if (word == "--bitrate") {
-            settings.m_strBitRate = value;
+            settings.bitRate = value;
             ++i;
         } else {
-            settings.m_Parts.push_back(word);
+            settings.parts.push_back(word);
         }
     }
     return settings;

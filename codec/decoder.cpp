@@ -6,55 +6,55 @@
 namespace
 {
 /// A cleared context with what the caller asks for.
-CodecContext MakeContext(int32_t iWidth, int32_t iHeight, int32_t iCodecId, int32_t iCodecType)
+CodecContext MakeContext(int32_t width, int32_t height, int32_t codecId, int32_t codecType)
 {
     CodecContext context = {};
-    context.codec_id = iCodecId;
-    context.codec_type = iCodecType;
-    context.width = iWidth;
-    context.height = iHeight;
+    context.codec_id = codecId;
+    context.codec_type = codecType;
+    context.width = width;
+    context.height = height;
     return context;
 }
 
 /// The table's row for a codec. Null for an unknown codec, of which only a debug build complains.
-const CodecEntry* FindRow(int32_t iCodecId)
+const CodecEntry* FindRow(int32_t codecId)
 {
     codec_init();
     codec_register_all();
-    const CodecEntry* const pEntry = codec_find_decoder(iCodecId);
+    const CodecEntry* const entry = codec_find_decoder(codecId);
 
     // clang-format off
-    assert(pEntry); static_assert(__LINE__ == 27, "the complaint is known by file and line");
+    assert(entry); static_assert(__LINE__ == 27, "the complaint is known by file and line");
     // clang-format on
-    return pEntry;
+    return entry;
 }
 
-bool IsZeros(const uint8_t* pBuffer, int32_t iLength)
+bool IsZeros(const uint8_t* buffer, int32_t length)
 {
-    return std::all_of(pBuffer, pBuffer + iLength, [](uint8_t byte) { return byte == 0; });
+    return std::all_of(buffer, buffer + length, [](uint8_t byte) { return byte == 0; });
 }
 
-bool EndsWithStartCode(const uint8_t* pBuffer, int32_t iEnd, int32_t iZeros)
+bool EndsWithStartCode(const uint8_t* buffer, int32_t end, int32_t zeros)
 {
-    if (iEnd < iZeros + 1 || pBuffer[iEnd - 1] != 1) return false;
-    for (int32_t i = 2; i < iZeros + 2; ++i) {
-        if (pBuffer[iEnd - i] != 0) return false;
+    if (end < zeros + 1 || buffer[end - 1] != 1) return false;
+    for (int32_t i = 2; i < zeros + 2; ++i) {
+        if (buffer[end - i] != 0) return false;
     }
     return true;
 }
 }  // namespace
 
-CVideoDecoder::CVideoDecoder(int32_t iWidth, int32_t iHeight, int32_t iCodecId, int32_t iCodecType)
-    : CVideoDecoder(iWidth, iHeight, iCodecId, iCodecType, FindRow(iCodecId))
+CVideoDecoder::CVideoDecoder(int32_t width, int32_t height, int32_t codecId, int32_t codecType)
+    : CVideoDecoder(width, height, codecId, codecType, FindRow(codecId))
 {
 }
 
-CVideoDecoder::CVideoDecoder(int32_t iWidth, int32_t iHeight, int32_t iCodecId, int32_t iCodecType,
-                             const CodecEntry* pEntry)
-    : m_Context(MakeContext(iWidth, iHeight, iCodecId, iCodecType))
+CVideoDecoder::CVideoDecoder(int32_t width, int32_t height, int32_t codecId, int32_t codecType,
+                             const CodecEntry* entry)
+    : m_Context(MakeContext(width, height, codecId, codecType))
 {
     // A failure is not told here: every Decode then answers null.
-    codec_open(&m_Context, pEntry);
+    codec_open(&m_Context, entry);
 }
 
 CVideoDecoder::~CVideoDecoder()
@@ -62,61 +62,56 @@ CVideoDecoder::~CVideoDecoder()
     codec_close(&m_Context);
 }
 
-CodecFrame* CVideoDecoder::Decode(const uint8_t* pBuffer, int32_t iLength)
+CodecFrame* CVideoDecoder::Decode(const uint8_t* buffer, int32_t length)
 {
-    int32_t iGot = 0;
-    const int32_t iUsed = codec_decode(&m_Context, &m_Frame, &iGot, pBuffer, iLength);
+    int32_t got = 0;
+    const int32_t used = codec_decode(&m_Context, &m_Frame, &got, buffer, length);
     // Settled: data that finished no picture hands the previous picture's fields out once more.
-    return iUsed < 0 ? nullptr : &m_Frame;
+    return used < 0 ? nullptr : &m_Frame;
 }
 
-CMpeg4Decoder::CMpeg4Decoder(int32_t iWidth, int32_t iHeight)
-    : CVideoDecoder(iWidth, iHeight, CODEC_ID_MPEG4, 0)
-{
-}
+CMpeg4Decoder::CMpeg4Decoder(int32_t width, int32_t height) : CVideoDecoder(width, height, CODEC_ID_MPEG4, 0) {}
 
-void CMpeg4Decoder::SetStandardChroma(bool bOn)
+void CMpeg4Decoder::SetStandardChroma(bool on)
 {
-    if (bOn)
+    if (on)
         m_Context.options |= CODEC_OPTION_STANDARD_CHROMA;
     else
         m_Context.options &= ~CODEC_OPTION_STANDARD_CHROMA;
 }
 
-CC264Decoder::CC264Decoder(int32_t iWidth, int32_t iHeight) : CVideoDecoder(iWidth, iHeight, CODEC_ID_H264, 0)
+CC264Decoder::CC264Decoder(int32_t width, int32_t height) : CVideoDecoder(width, height, CODEC_ID_H264, 0) {}
+
+CC264Decoder::CC264Decoder(int32_t width, int32_t height, const CodecEntry* entry)
+    : CVideoDecoder(width, height, CODEC_ID_H264, 0, entry)
 {
 }
 
-CC264Decoder::CC264Decoder(int32_t iWidth, int32_t iHeight, const CodecEntry* pEntry)
-    : CVideoDecoder(iWidth, iHeight, CODEC_ID_H264, 0, pEntry)
-{
-}
-
-CodecFrame* CC264Decoder::Decode(const uint8_t* pBuffer, int32_t iLength)
+CodecFrame* CC264Decoder::Decode(const uint8_t* buffer, int32_t length)
 {
     m_Frame = {};
-    int32_t iUsed = 0;
-    while (iLength >= 1 && pBuffer) {
-        int32_t iGot = 0;
-        iUsed = codec_decode(&m_Context, &m_Frame, &iGot, pBuffer, FindNalLength(pBuffer, iLength));
-        if (iUsed == -1 && IsZeros(pBuffer, iLength)) iUsed = 0;  // padding behind the last unit is no failure
-        if (iUsed < 1) break;
+    int32_t used = 0;
+    while (length >= 1 && buffer) {
+        int32_t got = 0;
+        used = codec_decode(&m_Context, &m_Frame, &got, buffer, FindNalLength(buffer, length));
+        if (used == -1 && IsZeros(buffer, length)) used = 0;  // padding behind the last unit is no failure
+        if (used < 1) break;
         // the step is what the core consumed, not the length of the unit
-        pBuffer += iUsed;
-        iLength -= iUsed;
+        buffer += used;
+        length -= used;
     }
-    return iUsed < 0 ? nullptr : &m_Frame;
+    return used < 0 ? nullptr : &m_Frame;
 }
 
-int32_t FindNalLength(const uint8_t* pBuffer, int32_t iLength)
+int32_t FindNalLength(const uint8_t* buffer, int32_t length)
 {
     int32_t i = 0;
-    while (i < iLength - 1 && pBuffer[i++] == 0) {
+    while (i < length - 1 && buffer[i++] == 0) {
     }
-    bool bFound = false;
-    while (!bFound && i < iLength) {
+    bool found = false;
+    while (!found && i < length) {
         ++i;
-        bFound = EndsWithStartCode(pBuffer, i, 3) || EndsWithStartCode(pBuffer, i, 2);
+        found = EndsWithStartCode(buffer, i, 3) || EndsWithStartCode(buffer, i, 2);
     }
     return i - 3;
 }

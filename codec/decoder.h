@@ -13,24 +13,23 @@ class CVideoDecoder
 {
   public:
     /// \param iWidth, iHeight  coded size in pixels; the stream's own headers don't change it
-    /// \param iCodecId         CODEC_ID_*
-    /// \param iCodecType       0 = video
+    /// \param codecId         CODEC_ID_*
+    /// \param codecType       0 = video
     /// A codec that isn't found or doesn't open is reported by nothing but a null from every Decode.
-    CVideoDecoder(int32_t iWidth, int32_t iHeight, int32_t iCodecId, int32_t iCodecType);
+    CVideoDecoder(int32_t width, int32_t height, int32_t codecId, int32_t codecType);
     virtual ~CVideoDecoder();
     CVideoDecoder(const CVideoDecoder&) = delete;
     CVideoDecoder& operator=(const CVideoDecoder&) = delete;
 
-    /// Decodes one payload of `iLength` bytes, which are read only during the call.
+    /// Decodes one payload of `length` bytes, which are read only during the call.
     /// \returns the object's frame, or null when the decoder refused. The frame is the previous picture's once
     /// more when the payload was consumed without finishing one, and has a null data[0] when there never was
     /// any. Its planes stay valid until the next Decode: consumers copy or convert at once.
-    virtual CodecFrame* Decode(const uint8_t* pBuffer, int32_t iLength);
+    virtual CodecFrame* Decode(const uint8_t* buffer, int32_t length);
 
   protected:
     /// Opens a row of the caller's instead of the table's, for tests.
-    CVideoDecoder(int32_t iWidth, int32_t iHeight, int32_t iCodecId, int32_t iCodecType,
-                  const CodecEntry* pEntry);
+    CVideoDecoder(int32_t width, int32_t height, int32_t codecId, int32_t codecType, const CodecEntry* entry);
 
     CodecContext m_Context = {};
     CodecFrame m_Frame = {};
@@ -40,28 +39,28 @@ class CVideoDecoder
 class CMpeg4Decoder : public CVideoDecoder
 {
   public:
-    CMpeg4Decoder(int32_t iWidth, int32_t iHeight);
+    CMpeg4Decoder(int32_t width, int32_t height);
 
     /// Off by default: chroma vectors are then those of the devices' own encoder. On, macroblocks with one
     /// vector take the chroma vector of ISO/IEC 14496-2. Holds from the next Decode on.
-    void SetStandardChroma(bool bOn);
+    void SetStandardChroma(bool on);
 };
 
 /// H.264: any number of NAL units behind start codes per call.
 class CC264Decoder : public CVideoDecoder
 {
   public:
-    CC264Decoder(int32_t iWidth, int32_t iHeight);
+    CC264Decoder(int32_t width, int32_t height);
     /// The same over a row of the caller's, for tests.
-    CC264Decoder(int32_t iWidth, int32_t iHeight, const CodecEntry* pEntry);
+    CC264Decoder(int32_t width, int32_t height, const CodecEntry* entry);
 
     /// Decodes unit by unit. Null when a unit failed, otherwise the frame, which this call cleared first: a
     /// null data[0] means that the payload held no picture. What follows a unit that consumed nothing is
     /// dropped.
-    CodecFrame* Decode(const uint8_t* pBuffer, int32_t iLength) override;
+    CodecFrame* Decode(const uint8_t* buffer, int32_t length) override;
 };
 
 /// The bytes up to the next start code behind the one that the buffer begins with. A code of four bytes keeps
-/// its first zero on this side of the cut. Without a next code the result is `iLength` - 3, which may be below
+/// its first zero on this side of the cut. Without a next code the result is `length` - 3, which may be below
 /// 0.
-int32_t FindNalLength(const uint8_t* pBuffer, int32_t iLength);
+int32_t FindNalLength(const uint8_t* buffer, int32_t length);

@@ -6,8 +6,8 @@
 #include <vector>
 
 /// A whole bitmap file in memory.
-struct XBitmapFile {
-    std::vector<std::uint8_t> m_Bytes;
+struct BitmapFile {
+    std::vector<std::uint8_t> bytes;
 
     /// From the information header on, which stands behind the 14 bytes of the file header.
     static constexpr std::size_t INFO_AT = 14;
@@ -15,4 +15,4 @@ struct XBitmapFile {
 
 /// Reads a bitmap file whole (`path` in the system's form). Null when it can't be read, does not fit 32 bits,
 /// does not begin with "BM", or its size field isn't the file's size.
-std::unique_ptr<XBitmapFile> LoadBitmapFile(const std::string& path);
+std::unique_ptr<BitmapFile> LoadBitmapFile(const std::string& path);

@@ -71,18 +71,18 @@ void CGridState::PrevPage()
     m_iPage = m_iPage < 1 ? GetLastPage() : m_iPage - 1;
 }
 
-CGridState::XPlacement CGridState::Place(float scaleX, float scaleY) const
+CGridState::Placement CGridState::Place(float scaleX, float scaleY) const
 {
-    XPlacement placement;
-    placement.m_Cells.resize(static_cast<std::size_t>(m_iCells));
+    Placement placement;
+    placement.cells.resize(static_cast<std::size_t>(m_iCells));
     const auto& rects = GetRects();
     const std::size_t first = rects.size() * static_cast<std::size_t>(std::max(m_iPage, 0));
-    for (std::size_t j = 0; j < rects.size() && first + j < placement.m_Cells.size(); ++j) {
+    for (std::size_t j = 0; j < rects.size() && first + j < placement.cells.size(); ++j) {
         const RECT outline = ScaleRect(rects[j], scaleX, scaleY);
-        placement.m_Outlines.push_back(outline);
-        placement.m_Cells[first + j] = {outline.left + CELL_MARGIN, outline.top + CELL_MARGIN,
-                                        std::max(outline.right - CELL_MARGIN, outline.left + CELL_MARGIN),
-                                        std::max(outline.bottom - CELL_MARGIN, outline.top + CELL_MARGIN)};
+        placement.outlines.push_back(outline);
+        placement.cells[first + j] = {outline.left + CELL_MARGIN, outline.top + CELL_MARGIN,
+                                      std::max(outline.right - CELL_MARGIN, outline.left + CELL_MARGIN),
+                                      std::max(outline.bottom - CELL_MARGIN, outline.top + CELL_MARGIN)};
     }
     return placement;
 }

@@ -18,9 +18,9 @@ class CGridState
 
     /// Where the cells of a page lie: of cell i the rectangle, or an empty one for a cell that is not on the
     /// page.
-    struct XPlacement {
-        std::vector<RECT> m_Cells;     // one for each cell of the wall
-        std::vector<RECT> m_Outlines;  // one for each cell on the page, in order
+    struct Placement {
+        std::vector<RECT> cells;     // one for each cell of the wall
+        std::vector<RECT> outlines;  // one for each cell on the page, in order
     };
 
     CGridState() = default;
@@ -57,7 +57,7 @@ class CGridState
 
     /// Places the cells of the current page; `scaleX` and `scaleY` stretch the rectangles (1.0 outside of full
     /// screen). Each cell lies within its rectangle with a margin of 2 on each side.
-    XPlacement Place(float scaleX, float scaleY) const;
+    Placement Place(float scaleX, float scaleY) const;
 
     /// The rectangle that the focus frame is drawn on, false when there is none. The focus is the index over
     /// all pages, used directly on the page's rectangles: a focused cell on a later page has no frame, and that

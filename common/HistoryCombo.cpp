@@ -16,8 +16,8 @@ constexpr std::uint32_t ENTRY_BYTES = 32 * 1024;  // longer texts are cut when t
 
 }  // namespace
 
-CHistoryCombo::CHistoryCombo(QWidget* parent, bool allowSorted, STYLE style)
-    : QComboBox(parent), m_bSorted(style == STYLE::Sorted)
+CHistoryCombo::CHistoryCombo(QWidget* parent, bool allowSorted, EStyle style)
+    : QComboBox(parent), m_bSorted(style == EStyle::Sorted)
 {
     if (m_bSorted && !allowSorted) OutputDebugStringA("WARNING: Creating History combo with CBS_SORT style\n");
     setEditable(true);

@@ -22,13 +22,13 @@ class CHistoryCombo : public QComboBox
     /// The bound of key numbers when the rest of an older, longer list is blanked.
     static constexpr int MAX_KEYS = 1000;
 
-    enum class STYLE {
+    enum class EStyle {
         Plain,
         Sorted,  // keeps its entries sorted, which does not go with the most recent first
     };
 
     /// `allowSorted` says that a sorted list is meant; without it a sorted combo warns in the debugger output.
-    explicit CHistoryCombo(QWidget* parent = nullptr, bool allowSorted = false, STYLE style = STYLE::Plain);
+    explicit CHistoryCombo(QWidget* parent = nullptr, bool allowSorted = false, EStyle style = EStyle::Plain);
 
     /// Puts `text`, its surrounding blanks trimmed, first and selects it; an older entry of the same text goes,
     /// and the list is trimmed to its maximum. An empty text is an entry like others. Returns the text's index.

@@ -24,7 +24,7 @@ const QSize PICTURE_SIZE(352, 288);
 
 // "dvr.bmp", loaded with the first cell and freed with any cell that goes.
 struct EmptyPicture {
-    std::unique_ptr<XBitmapFile> file;
+    std::unique_ptr<BitmapFile> file;
     QImage image;
 };
 
@@ -43,8 +43,7 @@ void LoadPicture()
     if (empty.file != nullptr) return;
     empty.file = LoadBitmapFile(GetModuleDirectory() + "dvr.bmp");
     if (empty.file != nullptr)
-        empty.image.loadFromData(empty.file->m_Bytes.data(), static_cast<int>(empty.file->m_Bytes.size()),
-                                 "BMP");
+        empty.image.loadFromData(empty.file->bytes.data(), static_cast<int>(empty.file->bytes.size()), "BMP");
 }
 
 // The pixels that are shown: 352 by 288 from the file's first row on, which is the picture's lowest.

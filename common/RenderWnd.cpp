@@ -54,8 +54,8 @@ void CRenderWnd::CopyRecord(const XRenderWnd& record)
     m_Record = record;
     const auto scale =
         static_cast<float>((m_iMode == MODE_SECOND_SCALE ? record.yfactor : record.xfactor) / PER_MILLE);
-    m_fWindowScaleX = scale;
-    m_fWindowScaleY = scale;
+    m_WindowScaleX = scale;
+    m_WindowScaleY = scale;
     m_Rect =
         ScaleRect({record.rect.left, record.rect.top, record.rect.right, record.rect.bottom}, scale, scale);
     std::vector<std::vector<RECT>> layouts;
@@ -248,7 +248,7 @@ void CRenderWnd::PlaceCells()
     const auto placement = m_State.Place(GetScaleX(), GetScaleY());
     for (std::size_t i = 0; i < m_Cells.size(); ++i) {
         if (!m_Cells[i]->isWindow())  // a floating cell stays where its owner put it
-            m_Cells[i]->setGeometry(ToQRect(placement.m_Cells[i]));
+            m_Cells[i]->setGeometry(ToQRect(placement.cells[i]));
     }
 }
 
@@ -257,7 +257,7 @@ void CRenderWnd::paintEvent(QPaintEvent*)
     QPainter painter(this);
     painter.fillRect(rect(), ToQColor(panel_color::WALL_GROUND));
     painter.setPen(QPen(ToQColor(panel_color::WALL_OUTLINE), OUTLINE_WIDTH));
-    for (const RECT& outline : m_State.Place(GetScaleX(), GetScaleY()).m_Outlines)
+    for (const RECT& outline : m_State.Place(GetScaleX(), GetScaleY()).outlines)
         painter.drawRect(ToQRect(outline));
     RECT focus;
     if (m_State.GetFocusRect(GetScaleX(), GetScaleY(), focus)) {

@@ -116,8 +116,8 @@ class CRenderWnd : public QWidget
     void CopyRecord(const XRenderWnd& record);
     void CreateCells();
     std::vector<QWidget*> GetSiblings() const;
-    float GetScaleX() const { return m_bFullScreen ? m_fCellScaleX : 1.0F; }
-    float GetScaleY() const { return m_bFullScreen ? m_fCellScaleY : 1.0F; }
+    float GetScaleX() const { return m_bFullScreen ? m_CellScaleX : 1.0F; }
+    float GetScaleY() const { return m_bFullScreen ? m_CellScaleY : 1.0F; }
     void ToggleFullScreen();
     void EnterFullScreen();
     void LeaveFullScreen();
@@ -133,10 +133,10 @@ class CRenderWnd : public QWidget
     std::array<QPointer<QPushButton>, BUTTONS> m_Buttons;
     XRenderWnd m_Record;
     CGridState m_State;
-    float m_fWindowScaleX = 1.0F;
-    float m_fWindowScaleY = 1.0F;
-    float m_fCellScaleX = 1.0F;  // of the cells in full screen
-    float m_fCellScaleY = 1.0F;
+    float m_WindowScaleX = 1.0F;
+    float m_WindowScaleY = 1.0F;
+    float m_CellScaleX = 1.0F;  // of the cells in full screen
+    float m_CellScaleY = 1.0F;
     bool m_bFullScreen = false;
     bool m_bLocked = false;
     bool m_bFloating = false;

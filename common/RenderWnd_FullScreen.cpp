@@ -49,11 +49,11 @@ void CRenderWnd::EnterFullScreen()
     m_SavedState = outer->windowState();
     const QScreen* const shown_on = screen() != nullptr ? screen() : QGuiApplication::primaryScreen();
     const QSize size = shown_on->size();
-    m_fWindowScaleX = Quotient(size.width(), m_Rect.right - m_Rect.left);
-    m_fWindowScaleY = Quotient(size.height(), m_Rect.bottom - m_Rect.top);
+    m_WindowScaleX = Quotient(size.width(), m_Rect.right - m_Rect.left);
+    m_WindowScaleY = Quotient(size.height(), m_Rect.bottom - m_Rect.top);
     const RECT whole = m_State.GetYardstick();
-    m_fCellScaleX = Quotient(size.width() - SCREEN_MARGIN, whole.right);
-    m_fCellScaleY = Quotient(size.height() - SCREEN_MARGIN, whole.bottom);
+    m_CellScaleX = Quotient(size.width() - SCREEN_MARGIN, whole.right);
+    m_CellScaleY = Quotient(size.height() - SCREEN_MARGIN, whole.bottom);
     m_bFullScreen = true;
     if (m_iMode == MODE_LEAVES_PARENT) {
         clearFocus();  // the toolkit would leave it noted in a window that no longer holds this one

@@ -133,7 +133,7 @@ void CRenderWnd::CreateButtons()
         const std::int32_t id = GRID_COMMAND_BASE + wnd->resource_id;
         button->setCheckable(wnd->skin_id == "ButtonPageCycle");
         const RECT place = ScaleRect({wnd->rect.left, wnd->rect.top, wnd->rect.right, wnd->rect.bottom},
-                                     m_fWindowScaleX, m_fWindowScaleY);
+                                     m_WindowScaleX, m_WindowScaleY);
         button->setGeometry(place.left, place.top, place.right, place.bottom);
         const QString tip = QString::fromStdString(CLanguage::GetString(wnd->tool_tip)).toHtmlEscaped();
         button->setToolTip(QStringLiteral("<div style='max-width:%1px'>%2</div>").arg(TIP_WIDTH).arg(tip));

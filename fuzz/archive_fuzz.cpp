@@ -27,25 +27,25 @@ void Require(bool condition)
     if (!condition) std::abort();
 }
 
-struct XEverything {
-    XMainWnd m_Main;
-    XRenderWnd m_Render;
-    CFolder m_Root;
+struct AllRecords {
+    XMainWnd main;
+    XRenderWnd render;
+    CFolder root;
 
     template <class Archive>
     void Serialize(Archive& archive)
     {
-        archive& Named("m_XMainWnd", m_Main) & Named("m_XRenderWnd", m_Render) & Named("root", m_Root);
+        archive& Named("m_XMainWnd", main) & Named("m_XRenderWnd", render) & Named("root", root);
     }
 };
 
-void Read(std::string_view text, XEverything& everything)
+void Read(std::string_view text, AllRecords& everything)
 {
     XMLInputArchive archive(text, "fuzz");
     everything.Serialize(archive);
 }
 
-std::string Write(XEverything& everything)
+std::string Write(AllRecords& everything)
 {
     XMLOutputArchive archive;
     everything.Serialize(archive);
@@ -88,7 +88,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 {
     const std::string_view text(reinterpret_cast<const char*>(data), size);
     CheckDepth(text);
-    XEverything first;
+    AllRecords first;
     try {
         Read(text, first);
     } catch (const std::exception&) {
@@ -97,10 +97,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     const std::string written = Write(first);
     if (written.find('\0') != std::string::npos) return 0;  // a zero byte in a text ends the file
-    XEverything second;
+    AllRecords second;
     Read(written, second);
     const std::string settled = Write(second);
-    XEverything third;
+    AllRecords third;
     Read(settled, third);
     Require(Write(third) == settled);
     return 0;

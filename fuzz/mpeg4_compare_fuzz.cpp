@@ -15,11 +15,11 @@ class CCopyingDecoder : public CMpeg4Decoder
   public:
     using CMpeg4Decoder::CMpeg4Decoder;
 
-    CodecFrame* Decode(const uint8_t* pBuffer, int32_t iLength) override
+    CodecFrame* Decode(const uint8_t* buffer, int32_t length) override
     {
         auto* const dec = static_cast<Mpeg4Decoder*>(m_Context.priv);
         if (dec) std::memset(dec->same, 0, static_cast<size_t>(dec->mb_across) * dec->mb_down);
-        return CMpeg4Decoder::Decode(pBuffer, iLength);
+        return CMpeg4Decoder::Decode(buffer, length);
     }
 };
 

@@ -24,18 +24,17 @@ class CCheckingOutput final : public IP2POutput
   public:
     void SendDatagram(std::span<const std::uint8_t> datagram, const sockaddr_in& to) override
     {
-        XP2PMessage message;
+        P2PMessage message;
         Require(ReadP2PMessage(datagram, message));
-        Require(message.m_Body.empty());
-        Require(message.m_ulType == P2PMSG_PONG || message.m_ulType == P2PMSG_PUNCH_ACK ||
-                message.m_ulType == P2PMSG_DATA_ACK);
+        Require(message.body.empty());
+        Require(message.type == P2PMSG_PONG || message.type == P2PMSG_PUNCH_ACK ||
+                message.type == P2PMSG_DATA_ACK);
         Require(to.sin_family == AF_INET);
         Require(++m_iAnswers <= static_cast<int>(P2P_ADDRESSES));
     }
-    void DeliverData(const char* szName, std::span<const std::uint8_t> data,
-                     const sockaddr_in& /*from*/) override
+    void DeliverData(const char* name, std::span<const std::uint8_t> data, const sockaddr_in& /*from*/) override
     {
-        Require(std::string_view(szName).size() < P2P_NAME_BYTES);
+        Require(std::string_view(name).size() < P2P_NAME_BYTES);
         Require(!data.empty());
         // Read what was given, so that the sanitizer sees it.
         Require(std::ranges::count_if(data, [](std::uint8_t byte) { return byte > 255; }) == 0);
@@ -67,10 +66,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
     std::span<const std::uint8_t> rest(data, size);
     while (rest.size() >= 3) {
-        const bool bServer = (rest[0] & 1) != 0;
+        const bool isServer = (rest[0] & 1) != 0;
         const std::size_t length = std::min<std::size_t>(ReadLittle16(rest.data() + 1), rest.size() - 3);
         output.NextDatagram();
-        protocol.HandleDatagram(rest.subspan(3, length), bServer ? server : peer, output);
+        protocol.HandleDatagram(rest.subspan(3, length), isServer ? server : peer, output);
         rest = rest.subspan(3 + length);
     }
 

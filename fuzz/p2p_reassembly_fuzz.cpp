@@ -46,12 +46,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         }
         if (datagram.empty()) continue;  // no datagram without data comes this far
         fed += datagram.size();
-        if (!assembler.IsInside()) toldLength = ReadMessageHeader(datagram).m_ulLength;
+        if (!assembler.IsInside()) toldLength = ReadMessageHeader(datagram).length;
         const auto result = assembler.Feed(datagram);
         const auto message = assembler.GetMessage();
         Require(message.size() <= buffer.size());
-        Require(assembler.IsInside() == (result == CMessageAssembler::RESULT::More));
-        if (result == CMessageAssembler::RESULT::Complete) {
+        Require(assembler.IsInside() == (result == CMessageAssembler::EResult::More));
+        if (result == CMessageAssembler::EResult::Complete) {
             Require(!message.empty());
             Require(message.size() >= toldLength);
             given += message.size();
@@ -64,6 +64,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     for (int channel = 0; channel < CHANNEL_COUNT; ++channel)
         while (const auto message = router.Receive(channel, [] { return true; }))
-            Require(ReadMessageHeader(message->m_Data).m_iChannel == channel && channel % 2 == 0);
+            Require(ReadMessageHeader(message->data).channel == channel && channel % 2 == 0);
     return 0;
 }

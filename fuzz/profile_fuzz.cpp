@@ -36,15 +36,15 @@ class CMemoryFile final : public IFileOperations
         if (name.ends_with(".tmp")) {
             m_strNew.clear();
         } else {
-            m_ulRead = 0;
+            m_Read = 0;
         }
         return 1;
     }
     ssize_t Read(int, void* buffer, std::size_t size) override
     {
-        const std::size_t count = std::min(size, m_strContent.size() - m_ulRead);
-        std::memcpy(buffer, m_strContent.data() + m_ulRead, count);
-        m_ulRead += count;
+        const std::size_t count = std::min(size, m_strContent.size() - m_Read);
+        std::memcpy(buffer, m_strContent.data() + m_Read, count);
+        m_Read += count;
         return static_cast<ssize_t>(count);
     }
     ssize_t Write(int, const void* data, std::size_t size) override
@@ -70,7 +70,7 @@ class CMemoryFile final : public IFileOperations
 
   private:
     std::string m_strNew;
-    std::size_t m_ulRead = 0;
+    std::size_t m_Read = 0;
 };
 
 std::string CutAtNul(std::string_view& rest)

@@ -19,7 +19,7 @@ void OnText(const Bytes& body)
 {
     const auto command = ParseCommand({reinterpret_cast<const char*>(body.data()), body.size()});
     if (!command) return;
-    if (static_cast<int>(command->m_Motor) >= MOTORS || static_cast<int>(command->m_Colour) >= COLOURS)
+    if (static_cast<int>(command->motor) >= MOTORS || static_cast<int>(command->colour) >= COLOURS)
         std::abort();
 }
 
@@ -31,7 +31,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const bool control = (data[0] & 0x80) != 0;
     const size_t piece = 1 + (data[0] & 0x7F);
     std::span<const uint8_t> left(data + 1, size - 1);
-    CFrameReader reader(control ? MAX_TEXT_FRAME_BYTES : STREAM_REQUEST_BYTES);
+    FrameReader reader(control ? MAX_TEXT_FRAME_BYTES : STREAM_REQUEST_BYTES);
     while (!left.empty() && !reader.Damaged()) {
         const size_t count = std::min(piece, left.size());
         reader.Add(left.first(count));

@@ -18,16 +18,16 @@ namespace
 
 using namespace recorder;
 
-constexpr XEndpoint SERVER = {0x7F000001, 4567};
-constexpr XEndpoint DEVICE = {0x7F000001, 40000};
+constexpr Endpoint SERVER = {0x7F000001, 4567};
+constexpr Endpoint DEVICE = {0x7F000001, 40000};
 
 // What is sent must be a datagram that a client accepts, and go to an endpoint that spoke.
 class CChecker : public IDatagramOut
 {
   public:
-    void Send(const XEndpoint& to, Bytes bytes, ECarries) override
+    void Send(const Endpoint& to, Bytes bytes, ECarries) override
     {
-        if (!ParseMessage(bytes) || to.m_usPort == 0) std::abort();
+        if (!ParseMessage(bytes) || to.port == 0) std::abort();
     }
 };
 
@@ -41,13 +41,13 @@ class CChannels : public IChannels
     void WantKey(int) override {}
 };
 
-CDeviceLink::XSetup Setup()
+DeviceLink::Setup Setup()
 {
-    CDeviceLink::XSetup setup;
-    setup.m_strName = "1001";
-    setup.m_LocalAddresses = {DEVICE};
-    setup.m_Rendezvous = SERVER;
-    setup.m_ulClients = 3;
+    DeviceLink::Setup setup;
+    setup.name = "1001";
+    setup.localAddresses = {DEVICE};
+    setup.rendezvous = SERVER;
+    setup.clients = 3;
     return setup;
 }
 
@@ -57,16 +57,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     CChecker checker;
     CChannels channels;
-    CRendezvous rendezvous(checker);
+    Rendezvous rendezvous(checker);
     rendezvous.Reserve("1001", DEVICE);
-    CDeviceLink device(Setup(), channels, checker);
-    const CDirectory directory("1001", 4, {"front-door"});
-    XFaultRates rates;
-    rates.m_dGarbage = 50;
-    rates.m_dReorder = 30;
-    rates.m_dDuplicate = 10;
-    CFaults faults(rates, 1);
-    std::vector<XDatagram> ready;
+    DeviceLink device(Setup(), channels, checker);
+    const Directory directory("1001", 4, {"front-door"});
+    FaultRates rates;
+    rates.garbage = 50;
+    rates.reorder = 30;
+    rates.duplicate = 10;
+    Faults faults(rates, 1);
+    std::vector<Datagram> ready;
     TimeUs now = 0;
 
     while (size >= 3) {
@@ -75,8 +75,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         const std::span<const uint8_t> piece(data + 3, length);
         data += 3 + length;
         size -= 3 + length;
-        const XEndpoint from =
-            what & 0x80 ? SERVER : XEndpoint{0x7F000001, static_cast<uint16_t>(50000 + (what >> 4 & 7))};
+        const Endpoint from =
+            what & 0x80 ? SERVER : Endpoint{0x7F000001, static_cast<uint16_t>(50000 + (what >> 4 & 7))};
         switch (what & 7) {
             case 0:
                 rendezvous.OnDatagram(now, from, piece);
@@ -87,7 +87,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             case 2: {
                 const std::string_view question(reinterpret_cast<const char*>(piece.data()), piece.size());
                 const auto step = directory.Ask(question, (what & 0x40) != 0, 0x7F000001);
-                if (step.m_Step == CDirectory::EStep::Reply && step.m_strReply.size() > 1024) std::abort();
+                if (step.step == Directory::EStep::Reply && step.reply.size() > 1024) std::abort();
                 break;
             }
             case 3:

@@ -9,16 +9,16 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     CTheme theme;
-    XThemeError error;
+    ThemeError error;
     const std::string_view text(reinterpret_cast<const char*>(data), size);
     if (!ParseTheme(text, theme, error)) {
-        if (error.strText.empty() || error.iLine < 0) std::abort();
+        if (error.text.empty() || error.line < 0) std::abort();
         return 0;
     }
     for (const std::string_view name : RequiredElements()) {
-        const XElement* element = theme.FindElement(name);
+        const Element* element = theme.FindElement(name);
         if (!element) std::abort();
-        if (!element->strIcon.empty() && !theme.FindIcon(element->strIcon)) std::abort();
+        if (!element->icon.empty() && !theme.FindIcon(element->icon)) std::abort();
     }
     return 0;
 }

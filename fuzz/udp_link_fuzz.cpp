@@ -54,11 +54,11 @@ class CReadingRender final : public CRender
     std::int32_t SaveSnapshot(std::string, CSurface*) override { return 0; }
 };
 
-sockaddr_in Address(std::uint32_t ulHost)
+sockaddr_in Address(std::uint32_t host)
 {
     sockaddr_in address{};
     address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(ulHost);
+    address.sin_addr.s_addr = htonl(host);
     address.sin_port = htons(5000);
     return address;
 }
@@ -78,13 +78,13 @@ class CFuzzSession final : public CP2PSession
   protected:
     void SendDatagram(std::span<const std::uint8_t> datagram, const sockaddr_in&) override
     {
-        XP2PMessage message;
+        P2PMessage message;
         Require(ReadP2PMessage(datagram, message));
         PEER_RECORD machine;
         machine.SetName(std::to_string(NET_ID));
-        switch (message.m_ulType) {
+        switch (message.type) {
             case P2PMSG_LOGIN:
-                Arrive(P2PMSG_LOGIN_ACK, message.m_Record, SERVER);
+                Arrive(P2PMSG_LOGIN_ACK, message.record, SERVER);
                 break;
             case P2PMSG_GET_USERS:
                 Arrive(P2PMSG_USER_ENTRY, machine, SERVER);
@@ -94,7 +94,7 @@ class CFuzzSession final : public CP2PSession
                 Arrive(P2PMSG_PUNCH_ACK, machine, MACHINE);
                 break;
             case P2PMSG_DATA:
-                if (message.m_Body.empty())
+                if (message.body.empty())
                     Arrive(P2PMSG_DATA_ACK, machine, MACHINE);
                 else
                     Feed(machine);
@@ -105,17 +105,17 @@ class CFuzzSession final : public CP2PSession
     }
 
   private:
-    static XSessionOptions Options()
+    static SessionOptions Options()
     {
-        XSessionOptions options;
-        options.m_strServer = "10.0.0.1";
+        SessionOptions options;
+        options.server = "10.0.0.1";
         return options;
     }
 
-    void Arrive(std::uint32_t ulType, const PEER_RECORD& record, const sockaddr_in& from,
+    void Arrive(std::uint32_t type, const PEER_RECORD& record, const sockaddr_in& from,
                 std::span<const std::uint8_t> body = {})
     {
-        HandleDatagram(MakeP2PMessage(ulType, record, body), from);
+        HandleDatagram(MakeP2PMessage(type, record, body), from);
     }
 
     void Feed(const PEER_RECORD& machine)
@@ -146,7 +146,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto session = std::make_shared<CFuzzSession>(std::span(data, size));
     session->Start("1");
     Require(session->IsConnected());
-    const auto state = std::make_shared<XDeviceState>(nullptr);
+    const auto state = std::make_shared<CDeviceState>(nullptr);
     state->m_bRunning = true;
     const auto counters = std::make_shared<CLinkCounters>();
     CUdpLink link(state, session, counters, NET_ID, CHANNEL);
@@ -156,7 +156,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     link.Cancel();
     thread.join();
     Require(state->m_pDecoder == nullptr);
-    Require(counters->m_ulDecoded + counters->m_ulRefused == counters->m_ulMessages);
+    Require(counters->decoded + counters->refused == counters->messages);
     Require(!session->IsReceiveLockTaken());
     return 0;
 }

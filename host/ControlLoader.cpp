@@ -71,10 +71,10 @@ bool Register(const QString& path, QString& message)
 // The module that is registered, as a path of this machine, and whether its file is there; empty when none is.
 QString FindRegistered(bool& living)
 {
-    XClassRegistration entry;
+    ClassRegistration entry;
     living = false;
     if (!ComponentRegistry().FindClass(ACTIVEX_PROGID, entry)) return {};
-    const QString path = QString::fromStdString(HostPath(entry.strModule));
+    const QString path = QString::fromStdString(HostPath(entry.module));
     living = QFileInfo(path).isFile();
     return path;
 }

@@ -87,9 +87,9 @@ QWidget* CMainWindow::GetControlWidget() const
     return m_Control ? static_cast<QWidget*>(m_Control->GetControlWindow()) : nullptr;
 }
 
-std::vector<XChannelReport> CMainWindow::GetChannels() const
+std::vector<ChannelReport> CMainWindow::GetChannels() const
 {
-    std::vector<XChannelReport> channels;
+    std::vector<ChannelReport> channels;
     CComPtr<IControlReport> report;
     if (m_Control && SUCCEEDED(report.Query(*m_Control))) report->GetChannels(channels);
     return channels;

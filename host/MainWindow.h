@@ -38,7 +38,7 @@ class CMainWindow : public QMainWindow
     /// The control's window, in which its panels are; null before Embed.
     QWidget* GetControlWidget() const;
     /// What the control's channels did; empty when it doesn't tell.
-    std::vector<XChannelReport> GetChannels() const;
+    std::vector<ChannelReport> GetChannels() const;
 
     /// The window with its frame as it is on the screen, the control's own drawing included, as a PNG file; the
     /// whole screen while the wall is in full screen. Empty when the screen can't be read.

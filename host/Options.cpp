@@ -7,22 +7,22 @@ namespace
 
 constexpr int LONGEST_RUN = 24 * 60 * 60;
 
-bool ParseChannels(const QString& text, XOptions& options)
+bool ParseChannels(const QString& text, Options& options)
 {
-    options.m_bOpenAll = text == QLatin1String("all");
-    if (options.m_bOpenAll) return true;
+    options.openAll = text == QLatin1String("all");
+    if (options.openAll) return true;
     for (const QString& number : text.split(',')) {
         bool valid = false;
         const int channel = number.toInt(&valid);
-        if (!valid || channel < 1 || options.m_Open.contains(channel)) return false;
-        options.m_Open << channel;
+        if (!valid || channel < 1 || options.open.contains(channel)) return false;
+        options.open << channel;
     }
     return true;
 }
 
 }  // namespace
 
-PARSED ParseOptions(const QStringList& arguments, XOptions& options, QString& message)
+EParsed ParseOptions(const QStringList& arguments, Options& options, QString& message)
 {
     QCommandLineParser parser;
     parser.setApplicationDescription(
@@ -48,61 +48,61 @@ PARSED ParseOptions(const QStringList& arguments, XOptions& options, QString& me
                        seconds, screenshot, report});
     if (!parser.parse(arguments)) {
         message = parser.errorText();
-        return PARSED::Wrong;
+        return EParsed::Wrong;
     }
     if (parser.isSet(help)) {
         message = parser.helpText();
-        return PARSED::Help;
+        return EParsed::Help;
     }
     if (parser.isSet(version)) {
         message = QStringLiteral("watchwall %1").arg(QLatin1String(WATCHWALL_VERSION));
-        return PARSED::Version;
+        return EParsed::Version;
     }
     if (!parser.positionalArguments().isEmpty()) {
         message = QStringLiteral("unexpected argument '%1'").arg(parser.positionalArguments().constFirst());
-        return PARSED::Wrong;
+        return EParsed::Wrong;
     }
     for (const QCommandLineOption& named : {home, module, logon, screenshot, report}) {
         if (!parser.isSet(named) || !parser.value(named).isEmpty()) continue;
         message = QStringLiteral("--%1 needs a name").arg(named.names().constFirst());
-        return PARSED::Wrong;
+        return EParsed::Wrong;
     }
-    options.m_strHome = parser.value(home);
-    options.m_strModule = parser.value(module);
-    options.m_strScreenshot = parser.value(screenshot);
-    options.m_strLogon = parser.value(logon);
-    options.m_strReport = parser.value(report);
-    options.m_bFullScreen = parser.isSet(full_screen);
+    options.home = parser.value(home);
+    options.module = parser.value(module);
+    options.screenshot = parser.value(screenshot);
+    options.logon = parser.value(logon);
+    options.report = parser.value(report);
+    options.fullScreen = parser.isSet(full_screen);
     if (parser.isSet(open) && !ParseChannels(parser.value(open), options)) {
         message = QStringLiteral("--open takes 'all' or channel numbers from 1, as in 1,3,4, not '%1'")
                       .arg(parser.value(open));
-        return PARSED::Wrong;
+        return EParsed::Wrong;
     }
-    if (parser.isSet(open) && options.m_strLogon.isEmpty()) {
+    if (parser.isSet(open) && options.logon.isEmpty()) {
         message = QStringLiteral("--open needs --logon");
-        return PARSED::Wrong;
+        return EParsed::Wrong;
     }
     if (parser.isSet(layout)) {
-        options.m_iLayout = parser.value(layout).toInt();
-        if (options.m_iLayout <= 0) {
+        options.layout = parser.value(layout).toInt();
+        if (options.layout <= 0) {
             message = QStringLiteral("--layout takes a number of cells, not '%1'").arg(parser.value(layout));
-            return PARSED::Wrong;
+            return EParsed::Wrong;
         }
     }
     if (parser.isSet(seconds)) {
         bool number = false;
-        options.m_iSeconds = parser.value(seconds).toInt(&number);
-        if (!number || options.m_iSeconds <= 0 || options.m_iSeconds > LONGEST_RUN) {
+        options.seconds = parser.value(seconds).toInt(&number);
+        if (!number || options.seconds <= 0 || options.seconds > LONGEST_RUN) {
             message = QStringLiteral("--seconds takes a number from 1 to %1, not '%2'")
                           .arg(LONGEST_RUN)
                           .arg(parser.value(seconds));
-            return PARSED::Wrong;
+            return EParsed::Wrong;
         }
     }
     if (parser.isSet(register_) && parser.isSet(unregister)) {
         message = QStringLiteral("--register and --unregister are the opposite of each other");
-        return PARSED::Wrong;
+        return EParsed::Wrong;
     }
-    if (parser.isSet(register_)) return PARSED::Register;
-    return parser.isSet(unregister) ? PARSED::Unregister : PARSED::Run;
+    if (parser.isSet(register_)) return EParsed::Register;
+    return parser.isSet(unregister) ? EParsed::Unregister : EParsed::Run;
 }

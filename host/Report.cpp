@@ -25,10 +25,10 @@ qint64 Number(std::uint64_t value)
 
 }  // namespace
 
-QByteArray MakeReport(const std::vector<XChannelReport>& channels)
+QByteArray MakeReport(const std::vector<ChannelReport>& channels)
 {
     QJsonArray list;
-    for (const XChannelReport& channel : channels) {
+    for (const ChannelReport& channel : channels) {
         list.append(QJsonObject{{"channel", channel.iChannel + 1},
                                 {"name", QString::fromStdString(EscapeControls(channel.strName))},
                                 {"width", channel.iWidth},
@@ -49,7 +49,7 @@ QByteArray MakeReport(const std::vector<XChannelReport>& channels)
     return QJsonDocument(QJsonObject{{"channels", list}, {"process", process}}).toJson();
 }
 
-QString DescribeChannel(const XChannelReport& channel)
+QString DescribeChannel(const ChannelReport& channel)
 {
     // One substitution for each part: a name may hold place marks itself.
     return QStringLiteral("channel %1 \"%2\": %3x%4, ")
@@ -65,11 +65,11 @@ QString DescribeChannel(const XChannelReport& channel)
                     QString::number(channel.iFirstPictureMs));
 }
 
-QList<int> FindUnshown(const std::vector<XChannelReport>& channels, const QList<int>& asked)
+QList<int> FindUnshown(const std::vector<ChannelReport>& channels, const QList<int>& asked)
 {
     QList<int> unshown;
     std::copy_if(asked.begin(), asked.end(), std::back_inserter(unshown), [&channels](int number) {
-        return std::none_of(channels.begin(), channels.end(), [number](const XChannelReport& channel) {
+        return std::none_of(channels.begin(), channels.end(), [number](const ChannelReport& channel) {
             return channel.iChannel + 1 == number && channel.ulShown > 0;
         });
     });

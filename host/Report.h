@@ -8,10 +8,10 @@
 #include "inc/host/ControlReport.h"
 
 /// The report as JSON: for each channel what it did, and the process's totals.
-QByteArray MakeReport(const std::vector<XChannelReport>& channels);
+QByteArray MakeReport(const std::vector<ChannelReport>& channels);
 
 /// One line for a person about a channel. Names come from the network: their control characters are spelt out.
-QString DescribeChannel(const XChannelReport& channel);
+QString DescribeChannel(const ChannelReport& channel);
 
 /// Those of `asked` (numbers from 1) that have shown no picture.
-QList<int> FindUnshown(const std::vector<XChannelReport>& channels, const QList<int>& asked);
+QList<int> FindUnshown(const std::vector<ChannelReport>& channels, const QList<int>& asked);

@@ -49,7 +49,7 @@ void Click(QWidget& target, const QPoint& place)
 
 }  // namespace
 
-CScriptedOperator::CScriptedOperator(const XOptions& options, QWidget& panel, QObject* parent)
+CScriptedOperator::CScriptedOperator(const Options& options, QWidget& panel, QObject* parent)
     : QObject(parent), m_Options(options), m_Panel(panel)
 {
     m_Timer.setInterval(LOOK_MS);
@@ -64,10 +64,10 @@ WIDGET* CScriptedOperator::Find(int control) const
 
 void CScriptedOperator::Start()
 {
-    if (!m_Options.m_strLogon.isEmpty()) PlanLogon();
-    if (m_Options.m_bOpenAll || !m_Options.m_Open.isEmpty()) PlanOpening();
-    if (m_Options.m_iLayout > 0) PlanLayout();
-    if (m_Options.m_bFullScreen)
+    if (!m_Options.logon.isEmpty()) PlanLogon();
+    if (m_Options.openAll || !m_Options.open.isEmpty()) PlanOpening();
+    if (m_Options.layout > 0) PlanLayout();
+    if (m_Options.fullScreen)
         AddStep("go into full screen", [this] {
             auto* const wall = m_Panel.findChild<QWidget*>("VideoWall");
             if (wall == nullptr) return false;
@@ -86,7 +86,7 @@ void CScriptedOperator::PlanLogon()
         if (address == nullptr || !address->isVisible()) return false;
         address->lineEdit()->setFocus();
         address->lineEdit()->selectAll();
-        for (const QChar letter : m_Options.m_strLogon)
+        for (const QChar letter : m_Options.logon)
             PressKey(*address->lineEdit(), letter.isDigit() ? int{letter.unicode()} : int{Qt::Key_unknown},
                      QString(letter));
         // What the field completed beyond the typed goes.
@@ -115,7 +115,7 @@ QModelIndex CScriptedOperator::FindFolder() const
     if (tree == nullptr) return {};
     const QAbstractItemModel& nodes = *tree->model();
     const QModelIndexList stations =
-        nodes.match(nodes.index(0, 0), Qt::DisplayRole, m_Options.m_strLogon, -1, Qt::MatchExactly);
+        nodes.match(nodes.index(0, 0), Qt::DisplayRole, m_Options.logon, -1, Qt::MatchExactly);
     return stations.isEmpty() ? QModelIndex() : nodes.index(0, 0, stations.constLast());
 }
 
@@ -125,11 +125,11 @@ void CScriptedOperator::PlanOpening()
         const QModelIndex folder = FindFolder();
         if (!folder.isValid()) return false;
         const int count = folder.model()->rowCount(folder);
-        QList<int> channels = m_Options.m_Open;
-        for (int i = 1; m_Options.m_bOpenAll && i <= count; ++i)
+        QList<int> channels = m_Options.open;
+        for (int i = 1; m_Options.openAll && i <= count; ++i)
             channels << i;
         // What is planned now comes before what was planned after the opening.
-        const QList<XStep> later = std::exchange(m_Steps, {});
+        const QList<Step> later = std::exchange(m_Steps, {});
         for (const int channel : channels) {
             if (channel > count) {
                 Finish(QStringLiteral("channel %1 was asked for, the station has %2").arg(channel).arg(count));
@@ -173,9 +173,9 @@ void CScriptedOperator::PlanLayout()
         return true;
     });
     // Entries for arrangements begin with their number of cells, in every language.
-    AddStep(QStringLiteral("choose the arrangement of %1").arg(m_Options.m_iLayout), [this] {
+    AddStep(QStringLiteral("choose the arrangement of %1").arg(m_Options.layout), [this] {
         if (QApplication::activePopupWidget() == nullptr) return false;
-        const QString wanted = QString::number(m_Options.m_iLayout);
+        const QString wanted = QString::number(m_Options.layout);
         if (ChooseFromMenu([&wanted](const QAction& action) {
                 const QString& text = action.text();
                 return text.startsWith(wanted) &&
@@ -222,8 +222,7 @@ void CScriptedOperator::Next()
 
 void CScriptedOperator::RunStep()
 {
-    const STEP step =
-        m_Steps.isEmpty() ? STEP() : m_Steps.constFirst().m_Step;  // a copy: a step may plan others
+    const STEP step = m_Steps.isEmpty() ? STEP() : m_Steps.constFirst().step;  // a copy: a step may plan others
     const bool done = step && step();
     m_bInStep = false;
     if (m_Steps.isEmpty()) return;  // the step found a fault and said so
@@ -231,7 +230,7 @@ void CScriptedOperator::RunStep()
         m_Steps.removeFirst();
         m_StepTime.restart();
     } else if (m_StepTime.elapsed() > STEP_LIMIT_MS) {
-        Finish(QStringLiteral("could not %1").arg(m_Steps.constFirst().m_strWhat));
+        Finish(QStringLiteral("could not %1").arg(m_Steps.constFirst().what));
     }
 }
 

@@ -24,7 +24,7 @@ class CScriptedOperator : public QObject
 
   public:
     /// `panel` is the control's window, which must outlive this.
-    CScriptedOperator(const XOptions& options, QWidget& panel, QObject* parent);
+    CScriptedOperator(const Options& options, QWidget& panel, QObject* parent);
 
     /// Begins; Finished comes later, from the event loop.
     void Start();
@@ -34,7 +34,7 @@ class CScriptedOperator : public QObject
     /// Channels that were opened so far, from 1.
     const QList<int>& GetOpened() const { return m_Opened; }
     /// What it is at; empty before Start and when it is through, with or without a fault.
-    QString GetPresentStep() const { return m_Steps.isEmpty() ? QString() : m_Steps.constFirst().m_strWhat; }
+    QString GetPresentStep() const { return m_Steps.isEmpty() ? QString() : m_Steps.constFirst().what; }
 
   signals:
     /// `fault` is empty when everything was done.
@@ -43,9 +43,9 @@ class CScriptedOperator : public QObject
   private:
     // Answers true when it is done; called again and again until then.
     using STEP = std::function<bool()>;
-    struct XStep {
-        QString m_strWhat;
-        STEP m_Step;
+    struct Step {
+        QString what;
+        STEP step;
     };
 
     void AddStep(const QString& what, STEP step) { m_Steps.append({what, std::move(step)}); }
@@ -62,9 +62,9 @@ class CScriptedOperator : public QObject
     template <typename WIDGET>
     WIDGET* Find(int control) const;
 
-    const XOptions m_Options;
+    const Options m_Options;
     QWidget& m_Panel;
-    QList<XStep> m_Steps;
+    QList<Step> m_Steps;
     QList<int> m_Opened;
     QTimer m_Timer;
     bool m_bInStep = false;

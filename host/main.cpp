@@ -37,7 +37,7 @@ void Print(std::FILE* to, const QString& text)
 }
 
 // Told on standard error and, for whoever has no terminal, in a box; a run without a user opens none.
-int Fail(int code, const QString& message, const XOptions& options)
+int Fail(int code, const QString& message, const Options& options)
 {
     Print(stderr, "watchwall: " + message);
     if (!options.IsUnattended()) QMessageBox::critical(nullptr, QStringLiteral("Watchwall"), message);
@@ -45,19 +45,19 @@ int Fail(int code, const QString& message, const XOptions& options)
 }
 
 // Before there is a display, so that the help needs none; the application object is for the parser alone.
-PARSED ReadCommandLine(int argc, char** argv, XOptions& options, QString& message)
+EParsed ReadCommandLine(int argc, char** argv, Options& options, QString& message)
 {
     const QCoreApplication application(argc, argv);
     return ParseOptions(QCoreApplication::arguments(), options, message);
 }
 
 // Needs no display.
-int Register(PARSED parsed, int argc, char** argv, const XOptions& options)
+int Register(EParsed parsed, int argc, char** argv, const Options& options)
 {
     const QCoreApplication application(argc, argv);  // by which the program's own module is found
     QString message;
-    const bool done = parsed == PARSED::Register ? RegisterControl(options.m_strModule, message)
-                                                 : UnregisterControl(options.m_strModule, message);
+    const bool done = parsed == EParsed::Register ? RegisterControl(options.module, message)
+                                                  : UnregisterControl(options.module, message);
     Print(done ? stdout : stderr, "watchwall: " + message);
     return done ? 0 : EXIT_NO_CONTROL;
 }
@@ -100,9 +100,9 @@ void WriteOutput(const QString& path, const QByteArray& content, CFaults& faults
 }
 
 // A run that could not leave what it is made for does not begin.
-bool CanWriteOutputs(const XOptions& options)
+bool CanWriteOutputs(const Options& options)
 {
-    for (const QString& path : {options.m_strReport, options.m_strScreenshot}) {
+    for (const QString& path : {options.report, options.screenshot}) {
         QString reason;
         if (path.isEmpty() || CanWriteFile(path, reason)) continue;
         Print(stderr, QStringLiteral("watchwall: can't write %1: %2").arg(path, reason));
@@ -112,19 +112,18 @@ bool CanWriteOutputs(const XOptions& options)
 }
 
 // A line for each channel, what is wrong, and the report. Draws nothing: the display may be gone.
-void Tell(const CMainWindow& window, const XOptions& options, const CScriptedOperator& scripted,
-          CFaults& faults)
+void Tell(const CMainWindow& window, const Options& options, const CScriptedOperator& scripted, CFaults& faults)
 {
     const auto channels = window.GetChannels();
-    for (const XChannelReport& channel : channels)
+    for (const ChannelReport& channel : channels)
         Print(stdout, DescribeChannel(channel));
     if (!scripted.GetPresentStep().isEmpty())
         faults.Tell(EXIT_SCRIPT_FAILED, "the end came before it could " + scripted.GetPresentStep());
-    if (options.m_bOpenAll && channels.empty())
+    if (options.openAll && channels.empty())
         faults.Tell(EXIT_NOTHING_SHOWN, QStringLiteral("there was no channel to show"));
-    for (const int channel : FindUnshown(channels, options.m_bOpenAll ? scripted.GetOpened() : options.m_Open))
+    for (const int channel : FindUnshown(channels, options.openAll ? scripted.GetOpened() : options.open))
         faults.Tell(EXIT_NOTHING_SHOWN, QStringLiteral("channel %1 has shown no picture").arg(channel));
-    if (!options.m_strReport.isEmpty()) WriteOutput(options.m_strReport, MakeReport(channels), faults);
+    if (!options.report.isEmpty()) WriteOutput(options.report, MakeReport(channels), faults);
 }
 
 // What is still told when the display goes; empty unless the event loop runs.
@@ -140,10 +139,10 @@ void EndWithoutDisplay()
     std::_Exit(EXIT_NO_DISPLAY);
 }
 
-int Run(const XOptions& options, const QElapsedTimer& since_start)
+int Run(const Options& options, const QElapsedTimer& since_start)
 {
     QString message;
-    auto control = LoadControl(options.m_strModule, message);
+    auto control = LoadControl(options.module, message);
     if (!control) return Fail(EXIT_NO_CONTROL, message, options);
 
     CMessageLines lines;
@@ -162,16 +161,15 @@ int Run(const XOptions& options, const QElapsedTimer& since_start)
     // Before any end, also one that the user or a signal asks for.
     window->SetClosingHandler([&] {
         Tell(*window, options, scripted, faults);
-        if (!options.m_strScreenshot.isEmpty())
-            WriteOutput(options.m_strScreenshot, window->TakeScreenshot(), faults);
+        if (!options.screenshot.isEmpty()) WriteOutput(options.screenshot, window->TakeScreenshot(), faults);
         QCoreApplication::exit();  // also while the wall, in full screen, has a window of its own
     });
-    if (options.m_iSeconds > 0)
-        QTimer::singleShot(options.m_iSeconds * 1000, window.get(), [&window] { window->close(); });
+    if (options.seconds > 0)
+        QTimer::singleShot(options.seconds * 1000, window.get(), [&window] { window->close(); });
     QObject::connect(&scripted, &CScriptedOperator::Finished, window.get(), [&](const QString& fault) {
         if (fault.isEmpty()) return;
         faults.Tell(EXIT_SCRIPT_FAILED, fault);
-        if (options.m_iSeconds > 0) window->close();
+        if (options.seconds > 0) window->close();
     });
     if (options.IsScripted()) scripted.Start();
     window->show();
@@ -190,32 +188,32 @@ int main(int argc, char** argv)
 {
     QElapsedTimer since_start;
     since_start.start();
-    XOptions options;
+    Options options;
     QString message;
-    const PARSED parsed = ReadCommandLine(argc, argv, options, message);
+    const EParsed parsed = ReadCommandLine(argc, argv, options, message);
     switch (parsed) {
-        case PARSED::Help:
-        case PARSED::Version:
+        case EParsed::Help:
+        case EParsed::Version:
             Print(stdout, message);
             return 0;
-        case PARSED::Wrong:
+        case EParsed::Wrong:
             Print(stderr, "watchwall: " + message + "\nwatchwall --help shows what it takes.");
             return EXIT_WRONG_USE;
-        case PARSED::Register:
-        case PARSED::Unregister:
-        case PARSED::Run:
+        case EParsed::Register:
+        case EParsed::Unregister:
+        case EParsed::Run:
             break;
     }
-    if (!options.m_strHome.isEmpty()) {
-        const QFileInfo home(options.m_strHome);
+    if (!options.home.isEmpty()) {
+        const QFileInfo home(options.home);
         if (!home.isDir()) {
-            Print(stderr, "watchwall: --home: " + options.m_strHome + " is not a folder");
+            Print(stderr, "watchwall: --home: " + options.home + " is not a folder");
             return EXIT_WRONG_USE;
         }
         // Host and module each have their own copy of the platform layer; the environment reaches both.
         qputenv("WATCHWALL_HOME", home.absoluteFilePath().toLocal8Bit());
     }
-    if (parsed != PARSED::Run) return Register(parsed, argc, argv, options);
+    if (parsed != EParsed::Run) return Register(parsed, argc, argv, options);
     if (!CanWriteOutputs(options)) return EXIT_NOT_WRITTEN;
     // Cells are X windows: under Wayland they come through its X server.
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "xcb");

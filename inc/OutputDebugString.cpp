@@ -12,14 +12,14 @@ namespace
 {
 
 // Never destroyed: the log writes here while the process ends.
-struct XDebugOutput {
+struct DebugOutput {
     std::mutex Lock;
     CDebugListener Listener;
 };
 
-XDebugOutput& Output()
+DebugOutput& Output()
 {
-    static auto& output = *new XDebugOutput;
+    static auto& output = *new DebugOutput;
     return output;
 }
 
@@ -32,9 +32,9 @@ void OutputDebugStringA(std::string_view text)
     const char* const debug = std::getenv("WATCHWALL_DEBUG");
     if (debug != nullptr && *debug != '\0') {
         // The log's lines end as its file wants them.
-        const bool bLogLine = text.ends_with("\r\n");
+        const bool logLine = text.ends_with("\r\n");
         const std::string shown =
-            EscapeControls(text.substr(0, text.size() - (bLogLine ? 2 : 0)), "\n\t") + (bLogLine ? "\n" : "");
+            EscapeControls(text.substr(0, text.size() - (logLine ? 2 : 0)), "\n\t") + (logLine ? "\n" : "");
         std::fwrite(shown.data(), 1, shown.size(), stderr);
         std::fflush(stderr);
     }

@@ -22,26 +22,26 @@ namespace
 // How long a statement waits for another process that writes to the same file.
 constexpr int DATABASE_WAIT_MS = 5000;
 
-struct XModelState {
-    std::recursive_mutex m_Instance;  // guards the making of the singleton
-    std::atomic<CNodeModel*> m_pInstance{nullptr};
-    std::string m_strTold;  // the last fault of the database
-    std::mutex m_Database;  // a leaf lock over the pointer below
-    std::shared_ptr<sqlite3> m_pDatabase;
-    std::array<std::uint8_t, CNodeModel::GREY_BYTES> m_Grey{};
+struct ModelState {
+    std::recursive_mutex instanceLock;  // guards the making of the singleton
+    std::atomic<CNodeModel*> instance{nullptr};
+    std::string told;         // the last fault of the database
+    std::mutex databaseLock;  // a leaf lock over the pointer below
+    std::shared_ptr<sqlite3> database;
+    std::array<std::uint8_t, CNodeModel::GREY_BYTES> grey{};
 };
 
 // Never destroyed: the model lives to process end, and link threads may outlast the static objects.
-XModelState& State()
+ModelState& State()
 {
-    static auto* const state = new XModelState;
+    static auto* const state = new ModelState;
     return *state;
 }
 
-// Under m_Instance. A database that can't be opened is tried again at each use, and told once.
+// Under instanceLock. A database that can't be opened is tried again at each use, and told once.
 void TellFault(const std::string& fault)
 {
-    if (std::exchange(State().m_strTold, fault) != fault) LogFault("CNodeModel::GetInstance", fault);
+    if (std::exchange(State().told, fault) != fault) LogFault("CNodeModel::GetInstance", fault);
 }
 
 // The file is looked at only by the first statement; so one is tried, which changes nothing, to tell early of a
@@ -84,23 +84,23 @@ CNodeModel::~CNodeModel()
 
 CNodeModel* CNodeModel::GetInstance()
 {
-    XModelState& state = State();
-    if (CNodeModel* const instance = state.m_pInstance) return instance;
-    const std::lock_guard lock(state.m_Instance);
-    if (CNodeModel* const instance = state.m_pInstance) return instance;
+    ModelState& state = State();
+    if (CNodeModel* const instance = state.instance) return instance;
+    const std::lock_guard lock(state.instanceLock);
+    if (CNodeModel* const instance = state.instance) return instance;
     std::unique_ptr<CNodeModel> instance(new CNodeModel);
     if (!OpenDatabase()) instance.reset();
-    state.m_Grey.fill(0x80);
-    return state.m_pInstance = instance.release();
+    state.grey.fill(0x80);
+    return state.instance = instance.release();
 }
 
 void CNodeModel::DestroyInstance()
 {
-    const std::lock_guard lock(State().m_Instance);
-    const std::unique_ptr<CNodeModel> instance(State().m_pInstance.load());
+    const std::lock_guard lock(State().instanceLock);
+    const std::unique_ptr<CNodeModel> instance(State().instance.load());
     if (instance) instance->DeleteRoot();  // while the singleton still answers
-    State().m_pInstance = nullptr;
-    State().m_strTold.clear();
+    State().instance = nullptr;
+    State().told.clear();
 }
 
 bool CNodeModel::OpenDatabase()
@@ -115,27 +115,27 @@ bool CNodeModel::OpenDatabase()
     }
     sqlite3_busy_timeout(database, DATABASE_WAIT_MS);
     TellUnusable(database, path);
-    const std::lock_guard lock(State().m_Database);
-    State().m_pDatabase = std::move(handle);
+    const std::lock_guard lock(State().databaseLock);
+    State().database = std::move(handle);
     return true;
 }
 
 std::shared_ptr<sqlite3> CNodeModel::GetDatabase()
 {
-    const std::lock_guard lock(State().m_Database);
-    return State().m_pDatabase;
+    const std::lock_guard lock(State().databaseLock);
+    return State().database;
 }
 
 void CNodeModel::CloseDatabase()
 {
     std::shared_ptr<sqlite3> closing;
-    const std::lock_guard lock(State().m_Database);
-    closing.swap(State().m_pDatabase);
+    const std::lock_guard lock(State().databaseLock);
+    closing.swap(State().database);
 }
 
 std::span<const std::uint8_t> CNodeModel::GetGrey()
 {
-    return State().m_Grey;
+    return State().grey;
 }
 
 CFolder* CNodeModel::GetRoot()

@@ -11,38 +11,37 @@ constexpr const char* FILE_TIME = "%y-%m-%d-%H-%M-%S";
 
 }  // namespace
 
-std::string FormatTime(std::time_t time, const char* szFormat)
+std::string FormatTime(std::time_t time, const char* format)
 {
-    if (szFormat == nullptr) return {};
+    if (format == nullptr) return {};
     std::tm parts = {};
     if (localtime_r(&time, &parts) == nullptr) return {};
-    char szText[128];
-    const std::size_t length = std::strftime(szText, sizeof szText, szFormat, &parts);
-    return {szText, length};
+    char text[128];
+    const std::size_t length = std::strftime(text, sizeof text, format, &parts);
+    return {text, length};
 }
 
-std::string MakeFileName(const std::string& strName)
+std::string MakeFileName(const std::string& name)
 {
-    std::string strFile = strName;
-    const bool bDots = strName == "." || strName == "..";
-    for (char& c : strFile) {
+    std::string file = name;
+    const bool dots = name == "." || name == "..";
+    for (char& c : file) {
         const auto byte = static_cast<unsigned char>(c);
-        if (byte < 0x20 || byte == 0x7F || c == '\\' || c == '/' || bDots) c = '_';
+        if (byte < 0x20 || byte == 0x7F || c == '\\' || c == '/' || dots) c = '_';
     }
-    return strFile;
+    return file;
 }
 
-std::string GetSnapshotFileName(const std::string& strName)
+std::string GetSnapshotFileName(const std::string& name)
 {
     CNodeModel* const model = CNodeModel::GetInstance();
-    const std::string strFolder =
+    const std::string folder =
         (model != nullptr ? model->GetGlobalSetting()->m_szPicPath : std::string()) + "\\";
-    MakeSureDirectoryPathExists(strFolder);
-    return strFolder + MakeFileName(strName) + "-" + FormatTime(std::time(nullptr), FILE_TIME) + ".jpg";
+    MakeSureDirectoryPathExists(folder);
+    return folder + MakeFileName(name) + "-" + FormatTime(std::time(nullptr), FILE_TIME) + ".jpg";
 }
 
-std::string GetLinkRecordFileName(const std::string& strRecordPath, const std::string& strName,
-                                  std::time_t time)
+std::string GetLinkRecordFileName(const std::string& recordPath, const std::string& name, std::time_t time)
 {
-    return strRecordPath + "\\" + MakeFileName(strName) + "\\" + FormatTime(time, FILE_TIME) + ".avi";
+    return recordPath + "\\" + MakeFileName(name) + "\\" + FormatTime(time, FILE_TIME) + ".avi";
 }

@@ -21,7 +21,7 @@ constexpr std::size_t NAME_BYTES = 1024;
 constexpr auto FLUSH_EVERY = std::chrono::milliseconds(500);
 
 /// The system's codec ids, by meaning.
-AVCodecID ToLibrary(std::int32_t iCodec)
+AVCodecID ToLibrary(std::int32_t codec)
 {
     struct Row {
         std::int32_t system;
@@ -30,7 +30,7 @@ AVCodecID ToLibrary(std::int32_t iCodec)
     static constexpr std::array<Row, 3> ROWS = {
         {{13, AV_CODEC_ID_MPEG4}, {28, AV_CODEC_ID_H264}, {0x10005, AV_CODEC_ID_PCM_U8}}};
     for (const Row& row : ROWS)
-        if (row.system == iCodec) return row.library;
+        if (row.system == codec) return row.library;
     return AV_CODEC_ID_NONE;
 }
 
@@ -58,58 +58,58 @@ struct CMuxer::File {
 CMuxer::CMuxer() = default;
 CMuxer::~CMuxer() = default;
 
-std::int32_t CMuxer::Open(const std::string& strPath, std::int32_t iVideoCodec, std::int32_t iWidth,
-                          std::int32_t iHeight, std::int32_t iAudioCodec, std::int32_t iBitRate,
-                          std::int32_t iSampleRate)
+std::int32_t CMuxer::Open(const std::string& path, std::int32_t videoCodecId, std::int32_t width,
+                          std::int32_t height, std::int32_t audioCodecId, std::int32_t bitRate,
+                          std::int32_t sampleRate)
 {
-    m_strPath = strPath.substr(0, NAME_BYTES - 1);
+    m_strPath = path.substr(0, NAME_BYTES - 1);
     auto file = std::make_unique<File>();
     if (file->context == nullptr || file->packet == nullptr) return Fail(-1);
     file->context->oformat = av_guess_format("avi", m_strPath.c_str(), nullptr);
     if (file->context->oformat == nullptr) return 0;
-    const AVCodecID videoCodec = ToLibrary(iVideoCodec);
-    const AVCodecID audioCodec = ToLibrary(iAudioCodec);
+    const AVCodecID videoCodec = ToLibrary(videoCodecId);
+    const AVCodecID audioCodec = ToLibrary(audioCodecId);
     if (videoCodec == AV_CODEC_ID_NONE || audioCodec == AV_CODEC_ID_NONE) return Fail(-1);
     AVStream* const video = avformat_new_stream(file->context, nullptr);
     AVStream* const audio = video != nullptr ? avformat_new_stream(file->context, nullptr) : nullptr;
     if (audio == nullptr) return Fail(-1);
     video->codecpar->codec_type = AVMEDIA_TYPE_VIDEO;
     video->codecpar->codec_id = videoCodec;
-    video->codecpar->width = iWidth;
-    video->codecpar->height = iHeight;
+    video->codecpar->width = width;
+    video->codecpar->height = height;
     video->time_base = {1, PICTURES_PER_SECOND};
     audio->codecpar->codec_type = AVMEDIA_TYPE_AUDIO;
     audio->codecpar->codec_id = audioCodec;
-    audio->codecpar->bit_rate = iBitRate;
-    audio->codecpar->sample_rate = iSampleRate;
+    audio->codecpar->bit_rate = bitRate;
+    audio->codecpar->sample_rate = sampleRate;
     av_channel_layout_default(&audio->codecpar->ch_layout, 1);
     audio->codecpar->bits_per_coded_sample = 8;
     audio->codecpar->block_align = 1;
-    audio->time_base = {1, iSampleRate};
+    audio->time_base = {1, sampleRate};
     if (avio_open(&file->context->pb, HostPath(m_strPath).c_str(), AVIO_FLAG_WRITE) < 0) return Fail(-1);
-    const std::int32_t iResult = avformat_write_header(file->context, nullptr);
-    if (iResult < 0) return Fail(iResult);
+    const std::int32_t result = avformat_write_header(file->context, nullptr);
+    if (result < 0) return Fail(result);
     file->header = true;
     avio_flush(file->context->pb);
     m_pFile = std::move(file);
-    return m_pFile->context->pb->error < 0 ? Fail(m_pFile->context->pb->error) : iResult;
+    return m_pFile->context->pb->error < 0 ? Fail(m_pFile->context->pb->error) : result;
 }
 
-std::int32_t CMuxer::WriteVideoPacket(const std::uint8_t* data, std::int32_t iBytes, std::int32_t iKey)
+std::int32_t CMuxer::WriteVideoPacket(const std::uint8_t* data, std::int32_t bytes, std::int32_t key)
 {
-    if (iKey != 0) m_bHasKeyFrame = true;
-    return WritePacket(VIDEO, data, iBytes, iKey);
+    if (key != 0) m_bHasKeyFrame = true;
+    return WritePacket(VIDEO, data, bytes, key);
 }
 
-std::int32_t CMuxer::WriteAudioPacket(const std::uint8_t* data, std::int32_t iBytes, std::int32_t iKey)
+std::int32_t CMuxer::WriteAudioPacket(const std::uint8_t* data, std::int32_t bytes, std::int32_t key)
 {
-    return WritePacket(AUDIO, data, iBytes, iKey);
+    return WritePacket(AUDIO, data, bytes, key);
 }
 
-std::int32_t CMuxer::WritePacket(std::int32_t iStream, const std::uint8_t* data, std::int32_t iBytes,
-                                 std::int32_t iKey)
+std::int32_t CMuxer::WritePacket(std::int32_t stream, const std::uint8_t* data, std::int32_t bytes,
+                                 std::int32_t key)
 {
-    if (iBytes < 1 || !m_bHasKeyFrame) return -1;
+    if (bytes < 1 || !m_bHasKeyFrame) return -1;
     const CAutoLock lock(m_csWrite);
     if (m_pFile == nullptr || m_pFile->trailer) {
         ++m_ulFailures;
@@ -119,32 +119,32 @@ std::int32_t CMuxer::WritePacket(std::int32_t iStream, const std::uint8_t* data,
     if (m_pFile->context->pb->error < 0) return Fail(m_pFile->context->pb->error);
     AVPacket& packet = *m_pFile->packet;
     packet.data = const_cast<std::uint8_t*>(data);  // the library only reads it
-    packet.size = iBytes;
-    packet.flags = iKey != 0 ? AV_PKT_FLAG_KEY : 0;
-    packet.stream_index = iStream;
-    packet.pts = packet.dts = m_pFile->packets[static_cast<std::size_t>(iStream)]++;
+    packet.size = bytes;
+    packet.flags = key != 0 ? AV_PKT_FLAG_KEY : 0;
+    packet.stream_index = stream;
+    packet.pts = packet.dts = m_pFile->packets[static_cast<std::size_t>(stream)]++;
     packet.duration = 1;
-    std::int32_t iResult = av_write_frame(m_pFile->context, &packet);
+    std::int32_t result = av_write_frame(m_pFile->context, &packet);
     av_packet_unref(&packet);
     const auto now = std::chrono::steady_clock::now();
     if (now - m_pFile->flushed >= FLUSH_EVERY) {
         m_pFile->flushed = now;
         avio_flush(m_pFile->context->pb);
-        if (iResult >= 0) iResult = m_pFile->context->pb->error;
+        if (result >= 0) result = m_pFile->context->pb->error;
     }
-    return iResult < 0 ? Fail(iResult) : iResult;
+    return result < 0 ? Fail(result) : result;
 }
 
 /// Counts a failure, and tells the log of the first one: never a line for each picture.
-std::int32_t CMuxer::Fail(std::int32_t iResult)
+std::int32_t CMuxer::Fail(std::int32_t result)
 {
     if (m_ulFailures++ == 0) {
-        char szReason[AV_ERROR_MAX_STRING_SIZE] = {};
-        av_strerror(iResult, szReason, sizeof szReason);
+        char reason[AV_ERROR_MAX_STRING_SIZE] = {};
+        av_strerror(result, reason, sizeof reason);
         CxLog::Instance().Log(__FILE__, "CMuxer", __LINE__, LOG_ERROR, "%s: %s", m_strPath.c_str(),
-                              iResult == -1 ? "can't be made" : szReason);
+                              result == -1 ? "can't be made" : reason);
     }
-    return iResult;
+    return result;
 }
 
 void CMuxer::Flush()

@@ -21,16 +21,16 @@ class CMuxer
     CMuxer(const CMuxer&) = delete;
     CMuxer& operator=(const CMuxer&) = delete;
 
-    /// Makes the file at `strPath` (in the system's form) and writes the header. Codec ids are 13 (MPEG-4), 28
+    /// Makes the file at `path` (in the system's form) and writes the header. Codec ids are 13 (MPEG-4), 28
     /// (H.264) and 0x10005 (8-bit PCM); sizes in pixels, rates a second. At least 0 on success, negative on
     /// failure, 0 with no file when the library has no AVI format. Once for each object.
-    virtual std::int32_t Open(const std::string& strPath, std::int32_t iVideoCodec, std::int32_t iWidth,
-                              std::int32_t iHeight, std::int32_t iAudioCodec, std::int32_t iBitRate,
-                              std::int32_t iSampleRate);
-    /// Writes one picture; nothing until the first one with `iKey` other than 0 has come. Negative on failure.
-    virtual std::int32_t WriteVideoPacket(const std::uint8_t* data, std::int32_t iBytes, std::int32_t iKey);
+    virtual std::int32_t Open(const std::string& path, std::int32_t videoCodecId, std::int32_t width,
+                              std::int32_t height, std::int32_t audioCodecId, std::int32_t bitRate,
+                              std::int32_t sampleRate);
+    /// Writes one picture; nothing until the first one with `key` other than 0 has come. Negative on failure.
+    virtual std::int32_t WriteVideoPacket(const std::uint8_t* data, std::int32_t bytes, std::int32_t key);
     /// Writes sound, once the first key picture has come. Negative on failure.
-    virtual std::int32_t WriteAudioPacket(const std::uint8_t* data, std::int32_t iBytes, std::int32_t iKey);
+    virtual std::int32_t WriteAudioPacket(const std::uint8_t* data, std::int32_t bytes, std::int32_t key);
     /// Writes the trailer, and tells the log how many writes have failed.
     virtual void Close();
 
@@ -39,9 +39,9 @@ class CMuxer
 
   private:
     struct File;
-    std::int32_t WritePacket(std::int32_t iStream, const std::uint8_t* data, std::int32_t iBytes,
-                             std::int32_t iKey);
-    std::int32_t Fail(std::int32_t iResult);
+    std::int32_t WritePacket(std::int32_t stream, const std::uint8_t* data, std::int32_t bytes,
+                             std::int32_t key);
+    std::int32_t Fail(std::int32_t result);
 
     std::unique_ptr<File> m_pFile;  // null until Open
     CCriticalSection m_csWrite;     // a leaf lock: the packets, the counts

@@ -31,10 +31,10 @@ std::optional<DriveChoice> ChooseDrive(const CGlobalSetting& setting)
     for (std::size_t i = 0; i < setting.m_bsStorageDrive.size(); ++i) {
         if (!setting.m_bsStorageDrive[i]) continue;
         choice = DriveChoice{{static_cast<char>('A' + i), ':', '\\'}};
-        std::uint64_t ulFree = 0;
-        std::uint64_t ulTotal = 0;
-        if (!GetDiskFreeSpaceExA(choice->root.c_str(), ulFree, ulTotal)) continue;
-        choice->room = ulFree >> 20 > setting.m_limitDiskSpace;
+        std::uint64_t free = 0;
+        std::uint64_t total = 0;
+        if (!GetDiskFreeSpaceExA(choice->root.c_str(), free, total)) continue;
+        choice->room = free >> 20 > setting.m_limitDiskSpace;
         if (choice->room) break;
     }
     return choice;
@@ -46,7 +46,7 @@ bool RemoveOldest()
 {
     const auto records = SelectOldestRecords();
     if (!records) return false;
-    bool bRemoved = false;
+    bool removed = false;
     for (const RecordRow& record : *records) {
         if (std::remove(HostPath(record.path).c_str()) != 0) {
             CxLog::Instance().Log(__FILE__, FUNCTION, __LINE__, LOG_MESSAGE, "can't remove file,error = %u\n",
@@ -55,18 +55,18 @@ bool RemoveOldest()
                                   record.path.c_str());
         }
         if (DeleteRecord(record.id)) {
-            bRemoved = true;
+            removed = true;
         } else {
             CxLog::Instance().Log(__FILE__, FUNCTION, __LINE__, LOG_MESSAGE,
                                   "Delete File From Database Failed: id=%d", record.id);
         }
     }
-    return bRemoved;
+    return removed;
 }
 
 }  // namespace
 
-std::string GetFolderName(const std::string& strName, std::time_t time)
+std::string GetFolderName(const std::string& name, std::time_t time)
 {
     CNodeModel* const model = CNodeModel::GetInstance();
     if (model == nullptr) return {};
@@ -74,19 +74,18 @@ std::string GetFolderName(const std::string& strName, std::time_t time)
     for (;;) {
         const auto choice = ChooseDrive(setting);
         if (!choice) return {};
-        std::string strFolder = choice->root;
+        std::string folder = choice->root;
         // oddity: doubled-backslash. The root ends in a backslash and the folder begins with one.
-        if (!strName.empty())
-            strFolder += "\\DVR Files\\" + MakeFileName(strName) + FormatTime(time, "\\%y-%m-%d\\");
-        if (strFolder.size() >= PATH_BYTES || !MakeSureDirectoryPathExists(strFolder)) return {};
-        if (choice->room || setting.m_iHdfAction != 0) return strFolder;
+        if (!name.empty()) folder += "\\DVR Files\\" + MakeFileName(name) + FormatTime(time, "\\%y-%m-%d\\");
+        if (folder.size() >= PATH_BYTES || !MakeSureDirectoryPathExists(folder)) return {};
+        if (choice->room || setting.m_iHdfAction != 0) return folder;
         if (!RemoveOldest()) return {};
     }
 }
 
-std::string GetRecordFileName(const std::string& strName, std::time_t time)
+std::string GetRecordFileName(const std::string& name, std::time_t time)
 {
-    const std::string strFolder = GetFolderName(strName, time);
-    if (strFolder.empty()) return {};
-    return strFolder + FormatTime(time, "%y-%m-%d-%H-%M-%S") + ".avi";
+    const std::string folder = GetFolderName(name, time);
+    if (folder.empty()) return {};
+    return folder + FormatTime(time, "%y-%m-%d-%H-%M-%S") + ".avi";
 }

@@ -9,7 +9,7 @@
 /// when m_iHdfAction is 0, the oldest recordings are removed, ten at a time, until a drive has room. Empty when
 /// no drive is allowed, when the folder can't be made, and when nothing is left that could be removed. Link
 /// threads; several at once.
-std::string GetFolderName(const std::string& strName, std::time_t time);
+std::string GetFolderName(const std::string& name, std::time_t time);
 
 /// A file for a recording that begins at that time, or empty like its folder.
-std::string GetRecordFileName(const std::string& strName, std::time_t time);
+std::string GetRecordFileName(const std::string& name, std::time_t time);

@@ -38,19 +38,19 @@ std::optional<std::vector<RecordRow>> SelectOldestRecords()
     if (result != SQLITE_OK) return std::nullopt;
     std::vector<RecordRow> records;
     for (int row = 1; row <= rows && columns > COLUMN_PATH; ++row) {  // row 0 has the names of the columns
-        const char* const szId = cells[row * columns + COLUMN_ID];
-        const char* const szPath = cells[row * columns + COLUMN_PATH];
-        records.push_back({szId != nullptr ? static_cast<std::int32_t>(std::strtol(szId, nullptr, 10)) : 0,
-                           szPath != nullptr ? szPath : ""});
+        const char* const id = cells[row * columns + COLUMN_ID];
+        const char* const path = cells[row * columns + COLUMN_PATH];
+        records.push_back({id != nullptr ? static_cast<std::int32_t>(std::strtol(id, nullptr, 10)) : 0,
+                           path != nullptr ? path : ""});
     }
     return records;
 }
 
-bool DeleteRecord(std::int32_t iId)
+bool DeleteRecord(std::int32_t id)
 {
     const auto database = CNodeModel::GetDatabase();
     if (!database) return false;
-    const SqlText statement(sqlite3_mprintf("delete from record where id=%d", iId));
+    const SqlText statement(sqlite3_mprintf("delete from record where id=%d", id));
     return sqlite3_exec(database.get(), statement.get(), nullptr, nullptr, nullptr) == SQLITE_OK;
 }
 

@@ -26,7 +26,7 @@ struct NewRecord {
 std::optional<std::vector<RecordRow>> SelectOldestRecords();
 
 /// False when the statement failed; a row that isn't there is no failure.
-bool DeleteRecord(std::int32_t iId);
+bool DeleteRecord(std::int32_t id);
 
 /// Adds one row, whole or not at all. A text with a quote would end the statement, so such a row isn't
 /// inserted, and a failed insert goes unnoticed like it. oddity: insert-unnoticed

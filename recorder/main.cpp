@@ -5,10 +5,10 @@
 
 int main(int argc, char** argv)
 {
-    const recorder::XParsed parsed = recorder::ParseOptions(argc, argv);
-    if (!parsed.m_bRun) {
-        std::fputs(parsed.m_strSay.c_str(), parsed.m_iExit == 0 ? stdout : stderr);
-        return parsed.m_iExit;
+    const recorder::ParsedOptions parsed = recorder::ParseOptions(argc, argv);
+    if (!parsed.run) {
+        std::fputs(parsed.say.c_str(), parsed.exit == 0 ? stdout : stderr);
+        return parsed.exit;
     }
-    return recorder::RunRecorder(parsed.m_Options);
+    return recorder::RunRecorder(parsed.options);
 }

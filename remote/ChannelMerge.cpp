@@ -47,10 +47,10 @@ CDevice* MergeChannel(CDevices& devices, std::int32_t netId, std::int32_t devId,
     CDevice* device = FindChannel(devices, netId, devId);
     if (!device) device = AddChannel(devices, netId, devId);
     device->m_bVisible = true;
-    device->m_Channel.m_strAddress = address;
-    device->m_Channel.m_iSerial = serial++;
+    device->m_Channel.address = address;
+    device->m_Channel.serial = serial++;
     for (std::size_t i = 0; i < std::size(CAPABILITY_BITS); ++i) {
-        device->m_Channel.m_bCapabilities[i] = (capabilities >> CAPABILITY_BITS[i] & 1) != 0;
+        device->m_Channel.capabilities[i] = (capabilities >> CAPABILITY_BITS[i] & 1) != 0;
     }
     return device;
 }

@@ -6,29 +6,29 @@
 #include "record/Muxer.h"
 #include "remote/Recording.h"
 
-void XDeviceState::Tell(const std::string& message) const
+void CDeviceState::Tell(const std::string& message) const
 {
     if (CDevice* const device = m_pDevice) Notify(device, message);
 }
 
-XDeviceState::~XDeviceState()
+CDeviceState::~CDeviceState()
 {
     if (m_pMuxer) m_pMuxer->Close();
 }
 
-std::string XDeviceState::GetName() const
+std::string CDeviceState::GetName() const
 {
     const std::lock_guard lock(m_csName);
     return m_strName;
 }
 
-void XDeviceState::SetName(const std::string& strName)
+void CDeviceState::SetName(const std::string& name)
 {
     const std::lock_guard lock(m_csName);
-    m_strName = strName;
+    m_strName = name;
 }
 
-CDevice::CDevice() : m_arrayAutoRecordMode(SCHEDULE_SIZE), m_pState(std::make_shared<XDeviceState>(this))
+CDevice::CDevice() : m_arrayAutoRecordMode(SCHEDULE_SIZE), m_pState(std::make_shared<CDeviceState>(this))
 {
     m_bVisible = true;
     m_pState->SetName(m_strNodeName);
@@ -45,10 +45,10 @@ void CDevice::SetName(std::string name)
     m_pState->SetName(m_strNodeName);
 }
 
-bool CDevice::StartRecording(std::int32_t iCodec, std::int32_t iWidth, std::int32_t iHeight, std::int32_t iType,
-                             std::string strPath)
+bool CDevice::StartRecording(std::int32_t codec, std::int32_t width, std::int32_t height, std::int32_t type,
+                             std::string path)
 {
-    return ::StartRecording(*m_pState, iCodec, iWidth, iHeight, iType, std::move(strPath));
+    return ::StartRecording(*m_pState, codec, width, height, type, std::move(path));
 }
 
 bool CDevice::StopRecording()
@@ -56,14 +56,14 @@ bool CDevice::StopRecording()
     return ::StopRecording(*m_pState);
 }
 
-void CDevice::WriteVideo(const std::uint8_t* data, std::int32_t iBytes, std::int32_t iKey)
+void CDevice::WriteVideo(const std::uint8_t* data, std::int32_t bytes, std::int32_t key)
 {
-    ::WriteVideo(*m_pState, data, iBytes, iKey);
+    ::WriteVideo(*m_pState, data, bytes, key);
 }
 
-void CDevice::WriteAudio(const std::uint8_t* data, std::int32_t iBytes)
+void CDevice::WriteAudio(const std::uint8_t* data, std::int32_t bytes)
 {
-    ::WriteAudio(*m_pState, data, iBytes);
+    ::WriteAudio(*m_pState, data, bytes);
 }
 
 std::int32_t CDevice::SetArray(std::int32_t id, const std::vector<std::int32_t>& values)
@@ -129,8 +129,8 @@ void CDevice::LeaveStateBehind()
 {
     m_pState->m_bRunning = false;
     m_pState->m_pDevice = nullptr;
-    const std::uint32_t nFlags = m_pState->m_nFlags;
-    m_pState = std::make_shared<XDeviceState>(this);
+    const std::uint32_t flags = m_pState->m_nFlags;
+    m_pState = std::make_shared<CDeviceState>(this);
     m_pState->SetName(m_strNodeName);
-    m_pState->m_nFlags = nFlags;  // a request outlives the link that did not come to it
+    m_pState->m_nFlags = flags;  // a request outlives the link that did not come to it
 }

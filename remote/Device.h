@@ -11,10 +11,10 @@
 #include "remote/IDevice.h"
 
 /// What the merging of channels notes about a device (see ChannelMerge.h).
-struct XChannelInfo {
-    std::string m_strAddress;
-    std::int32_t m_iSerial = -1;            // running number of the merge, over all devices
-    std::array<bool, 5> m_bCapabilities{};  // bits 0, 1, 2, 9 and 10 of the capability word
+struct ChannelInfo {
+    std::string address;
+    std::int32_t serial = -1;            // running number of the merge, over all devices
+    std::array<bool, 5> capabilities{};  // bits 0, 1, 2, 9 and 10 of the capability word
 };
 
 /// Recording parameters and state of a device, with no transport behind it.
@@ -62,15 +62,15 @@ class CDevice : public IDevice
     void SetRenderWnd(HWND window) { m_pState->m_hRenderWnd = window; }
 
     /// See Recording.h. A device's own link thread does this through the state.
-    bool StartRecording(std::int32_t iCodec, std::int32_t iWidth, std::int32_t iHeight, std::int32_t iType,
-                        std::string strPath);
+    bool StartRecording(std::int32_t codec, std::int32_t width, std::int32_t height, std::int32_t type,
+                        std::string path);
     bool StopRecording();
-    void WriteVideo(const std::uint8_t* data, std::int32_t iBytes, std::int32_t iKey);
-    void WriteAudio(const std::uint8_t* data, std::int32_t iBytes);
+    void WriteVideo(const std::uint8_t* data, std::int32_t bytes, std::int32_t key);
+    void WriteAudio(const std::uint8_t* data, std::int32_t bytes);
 
     /// What the device shares with its link thread. Never null. The pointer itself is the panels' thread's: a
     /// link thread is given it when it starts.
-    const std::shared_ptr<XDeviceState>& GetState() const { return m_pState; }
+    const std::shared_ptr<CDeviceState>& GetState() const { return m_pState; }
 
     template <class Archive>
     void Serialize(Archive& archive)
@@ -83,7 +83,7 @@ class CDevice : public IDevice
 
     std::int32_t m_iNetID = -1;          // net id of the machine
     std::int32_t m_iDevID = -1;          // channel number, from 0
-    XChannelInfo m_Channel;              // not saved
+    ChannelInfo m_Channel;               // not saved
     std::int32_t m_bRecordModeAuto = 1;  // automatic recording on
     std::int32_t m_iAutoRecordMode = 1;  // mode and type of automatic recording
     std::int32_t m_iAutoRecordType = 0;
@@ -97,5 +97,5 @@ class CDevice : public IDevice
     void LeaveStateBehind();
 
   private:
-    std::shared_ptr<XDeviceState> m_pState;
+    std::shared_ptr<CDeviceState> m_pState;
 };

@@ -29,10 +29,10 @@ inline constexpr std::uint32_t FLAG_STOP_RECORD = 0x40;
 /// that wait lets go of the state (CDevice::LeaveStateBehind) and goes on with a new one: the late thread still
 /// finds its own m_bRunning clear, gives back its own cell and clears its own status, and can't disturb what
 /// was opened after it.
-struct XDeviceState {
-    explicit XDeviceState(CDevice* device) : m_pDevice(device) {}
+struct CDeviceState {
+    explicit CDeviceState(CDevice* device) : m_pDevice(device) {}
     /// Finishes the recording that is open, without a row.
-    ~XDeviceState();
+    ~CDeviceState();
 
     /// Tells the observers of a change to the device; one that is gone, or has let go of this state, tells
     /// nothing. No lock may be held.
@@ -40,7 +40,7 @@ struct XDeviceState {
 
     /// The device's node name, for the link thread, which may not touch the tree. Any thread.
     std::string GetName() const;
-    void SetName(const std::string& strName);
+    void SetName(const std::string& name);
 
     // Panels' thread and link thread, without a lock.
     CRelaxed<std::int32_t> m_iStatus = STATUS_CLOSED;

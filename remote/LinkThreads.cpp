@@ -2,7 +2,7 @@
 
 #include <utility>
 
-bool CLinkThreads::Start(std::shared_ptr<ILink> link, const char* szName)
+bool CLinkThreads::Start(std::shared_ptr<ILink> link, const char* name)
 {
     PutAside(0);
     EndLate();
@@ -11,7 +11,7 @@ bool CLinkThreads::Start(std::shared_ptr<ILink> link, const char* szName)
             link->Run();
             return 0U;
         },
-        szName);
+        name);
     if (m_Present.thread == nullptr) return false;
     m_Present.link = std::move(link);
     return true;
@@ -22,12 +22,12 @@ void CLinkThreads::Cancel()
     if (m_Present.link) m_Present.link->Cancel();
 }
 
-bool CLinkThreads::PutAside(std::uint32_t ulWaitMs)
+bool CLinkThreads::PutAside(std::uint32_t waitMs)
 {
     if (m_Present.thread == nullptr) return true;
-    const bool bLate = WaitForSingleObject(m_Present.thread, ulWaitMs) == WAIT_TIMEOUT;
+    const bool late = WaitForSingleObject(m_Present.thread, waitMs) == WAIT_TIMEOUT;
     m_Late.push_back(std::exchange(m_Present, {}));
-    return !bLate;
+    return !late;
 }
 
 void CLinkThreads::EndLate()

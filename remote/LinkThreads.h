@@ -23,12 +23,12 @@ class CLinkThreads
   public:
     /// Ends the threads that were left behind, then runs the link on a thread of its own; false when there is
     /// none to be had.
-    bool Start(std::shared_ptr<ILink> link, const char* szName);
+    bool Start(std::shared_ptr<ILink> link, const char* name);
     /// Ends the waits of the present link, if there is one.
     void Cancel();
-    /// Waits for the present link's end; false when it did not come within `ulWaitMs`. Either way there is no
+    /// Waits for the present link's end; false when it did not come within `waitMs`. Either way there is no
     /// present one afterwards.
-    bool PutAside(std::uint32_t ulWaitMs);
+    bool PutAside(std::uint32_t waitMs);
     /// Cancels the links that were put aside and waits until they are gone, serving what they send meanwhile.
     void EndLate();
 

@@ -36,24 +36,24 @@ StartDate LocalDate(std::time_t time)
 
 }  // namespace
 
-bool StartRecording(XDeviceState& state, std::int32_t iCodec, std::int32_t iWidth, std::int32_t iHeight,
-                    std::int32_t iType, std::string strPath)
+bool StartRecording(CDeviceState& state, std::int32_t codec, std::int32_t width, std::int32_t height,
+                    std::int32_t type, std::string path)
 {
     if (state.m_iStatus != STATUS_OPEN) return false;
     const std::time_t now = std::time(nullptr);
-    state.m_bSaveRecord = strPath.empty();
-    if (state.m_bSaveRecord) strPath = GetRecordFileName(state.GetName(), now);
-    if (strPath.empty()) {
+    state.m_bSaveRecord = path.empty();
+    if (state.m_bSaveRecord) path = GetRecordFileName(state.GetName(), now);
+    if (path.empty()) {
         Notify(nullptr, "IDS_NoStoragePath");
         return false;
     }
     if (state.m_pMuxer) state.m_pMuxer->Close();
     state.m_pMuxer = std::make_shared<CMuxer>();
-    state.m_pMuxer->Open(strPath, iCodec, iWidth, iHeight, AUDIO_PCM_8_BIT, AUDIO_BIT_RATE, AUDIO_SAMPLE_RATE);
+    state.m_pMuxer->Open(path, codec, width, height, AUDIO_PCM_8_BIT, AUDIO_BIT_RATE, AUDIO_SAMPLE_RATE);
     if (state.m_bSaveRecord) {
         const StartDate start = LocalDate(now);
-        state.m_strSavedFile = std::move(strPath);
-        state.m_iSavedType = iType;
+        state.m_strSavedFile = std::move(path);
+        state.m_iSavedType = type;
         state.m_iSavedDate = start.date;
         state.m_iSavedTime = start.time;
         state.m_dwSavedTick = GetTickCount();
@@ -63,7 +63,7 @@ bool StartRecording(XDeviceState& state, std::int32_t iCodec, std::int32_t iWidt
     return true;
 }
 
-bool StopRecording(XDeviceState& state)
+bool StopRecording(CDeviceState& state)
 {
     if (InterlockedIncrement(g_iStops) != 1) {
         InterlockedDecrement(g_iStops);
@@ -84,14 +84,13 @@ bool StopRecording(XDeviceState& state)
     return true;
 }
 
-void WriteVideo(XDeviceState& state, const std::uint8_t* data, std::int32_t iBytes, std::int32_t iKey)
+void WriteVideo(CDeviceState& state, const std::uint8_t* data, std::int32_t bytes, std::int32_t key)
 {
     if (state.m_iStatus == STATUS_RECORDING && state.m_pMuxer)
-        state.m_pMuxer->WriteVideoPacket(data, iBytes, iKey);
+        state.m_pMuxer->WriteVideoPacket(data, bytes, key);
 }
 
-void WriteAudio(XDeviceState& state, const std::uint8_t* data, std::int32_t iBytes)
+void WriteAudio(CDeviceState& state, const std::uint8_t* data, std::int32_t bytes)
 {
-    if (state.m_iStatus == STATUS_RECORDING && state.m_pMuxer)
-        state.m_pMuxer->WriteAudioPacket(data, iBytes, 1);
+    if (state.m_iStatus == STATUS_RECORDING && state.m_pMuxer) state.m_pMuxer->WriteAudioPacket(data, bytes, 1);
 }

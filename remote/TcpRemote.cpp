@@ -12,14 +12,14 @@ namespace
 {
 
 /// A connection to the device's stream port, or INVALID_SOCKET. Dotted addresses alone are known.
-SOCKET Connect(const std::string& strAddress)
+SOCKET Connect(const std::string& dottedAddress)
 {
     const SOCKET socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (socket == INVALID_SOCKET) return socket;
     sockaddr_in address = {};
     address.sin_family = AF_INET;
     address.sin_port = htons(DATA_PORT);
-    address.sin_addr.s_addr = inet_addr(strAddress.c_str());
+    address.sin_addr.s_addr = inet_addr(dottedAddress.c_str());
     if (::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return socket;
     closesocket(socket);
     return INVALID_SOCKET;
@@ -56,7 +56,7 @@ void CTcpRemote::Open()
         GiveBackCell();
         return;
     }
-    m_pCounters->m_iFirstPictureMs.store(-1, std::memory_order_relaxed);
+    m_pCounters->firstPictureMs.store(-1, std::memory_order_relaxed);
     m_Setup.channel = m_iDevID;
     if (!m_Threads.Start(std::make_shared<CTcpLink>(GetState(), m_pCounters, socket, m_Setup), "tcp link"))
         GiveBackCell();
@@ -71,8 +71,8 @@ void CTcpRemote::LetGo()
 void CTcpRemote::Close()
 {
     GetState()->m_bRunning = false;
-    const bool bLate = !m_Threads.PutAside(CLOSE_WAIT_MS);
-    if (bLate) LeaveStateBehind();
+    const bool late = !m_Threads.PutAside(CLOSE_WAIT_MS);
+    if (late) LeaveStateBehind();
     SetStatus(STATUS_CLOSED);
     Notify(this, "");
 }

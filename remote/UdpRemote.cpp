@@ -5,11 +5,11 @@
 #include "model/tree/Observer.h"
 #include "remote/udp/UdpLink.h"
 
-CUdpRemote::CUdpRemote(std::int32_t iNetID, std::shared_ptr<CP2PSession> session, std::string strUser,
-                       std::string strPassword)
-    : m_szUsername(std::move(strUser)), m_szPassword(std::move(strPassword)), m_pSession(std::move(session))
+CUdpRemote::CUdpRemote(std::int32_t netID, std::shared_ptr<CP2PSession> session, std::string user,
+                       std::string password)
+    : m_szUsername(std::move(user)), m_szPassword(std::move(password)), m_pSession(std::move(session))
 {
-    m_iNetID = iNetID;
+    m_iNetID = netID;
 }
 
 CUdpRemote::~CUdpRemote()
@@ -23,10 +23,10 @@ CUdpRemote::~CUdpRemote()
 void CUdpRemote::Open()
 {
     m_bVisible = true;
-    const bool bStart = GetStatus() != STATUS_OPEN;
+    const bool start = GetStatus() != STATUS_OPEN;
     // The status stands before the thread runs, so that one that fails at once can clear it.
     SetStatus(STATUS_OPEN);
-    if (bStart) StartLink();
+    if (start) StartLink();
     Notify(this, "IDS_DeviceOpened");
 }
 
@@ -36,7 +36,7 @@ void CUdpRemote::StartLink()
     PutAside();
     EndLateLinks();
     GetState()->m_bRunning = true;
-    m_pCounters->m_iFirstPictureMs.store(-1, std::memory_order_relaxed);
+    m_pCounters->firstPictureMs.store(-1, std::memory_order_relaxed);
     m_pLink = std::make_shared<CUdpLink>(GetState(), m_pSession, m_pCounters, m_iNetID, m_iDevID);
     m_hThread = CreateThread(
         [link = m_pLink] {
@@ -57,9 +57,9 @@ void CUdpRemote::Close()
     if (GetStatus() != STATUS_CLOSED) {
         SetStatus(STATUS_CLOSED);
         LetGo();
-        const bool bLate = WaitForSingleObject(m_hThread, m_ulCloseWaitMs) == WAIT_TIMEOUT;
+        const bool late = WaitForSingleObject(m_hThread, m_ulCloseWaitMs) == WAIT_TIMEOUT;
         PutAside();
-        if (bLate) LeaveStateBehind();
+        if (late) LeaveStateBehind();
     }
     SetStatus(STATUS_CLOSED);
     Notify(this, "IDS_DeviceClosed");
@@ -77,8 +77,8 @@ void CUdpRemote::PutAside()
 void CUdpRemote::EndLateLinks()
 {
     for (const auto& late : std::exchange(m_LateLinks, {})) {
-        late.m_pLink->Cancel();
-        WaitForSingleObject(late.m_hThread, INFINITE);
-        CloseHandle(late.m_hThread);
+        late.link->Cancel();
+        WaitForSingleObject(late.thread, INFINITE);
+        CloseHandle(late.thread);
     }
 }

@@ -23,8 +23,8 @@ class CUdpRemote final : public CRemote
 
     /// Without a session, as an archive builds it: such a channel opens and closes at once.
     CUdpRemote() = default;
-    CUdpRemote(std::int32_t iNetID, std::shared_ptr<CP2PSession> session, std::string strUser,
-               std::string strPassword);
+    CUdpRemote(std::int32_t netID, std::shared_ptr<CP2PSession> session, std::string user,
+               std::string password);
     /// Ends every wait of its link threads, also of those that Close left behind, and joins them.
     ~CUdpRemote() override;
 
@@ -61,9 +61,9 @@ class CUdpRemote final : public CRemote
     std::string m_szPassword;
 
   private:
-    struct XLateLink {
-        std::shared_ptr<CUdpLink> m_pLink;
-        HANDLE m_hThread = nullptr;
+    struct LateLink {
+        std::shared_ptr<CUdpLink> link;
+        HANDLE thread = nullptr;
     };
 
     void StartLink();
@@ -73,7 +73,7 @@ class CUdpRemote final : public CRemote
     std::shared_ptr<CP2PSession> m_pSession;  // the station's, shared by its channels
     const std::shared_ptr<CLinkCounters> m_pCounters = std::make_shared<CLinkCounters>();
     HANDLE m_hThread = nullptr;
-    std::shared_ptr<CUdpLink> m_pLink;   // what m_hThread runs
-    std::vector<XLateLink> m_LateLinks;  // threads whose end nobody has waited for yet
+    std::shared_ptr<CUdpLink> m_pLink;  // what m_hThread runs
+    std::vector<LateLink> m_LateLinks;  // threads whose end nobody has waited for yet
     std::uint32_t m_ulCloseWaitMs = CLOSE_WAIT_MS;
 };

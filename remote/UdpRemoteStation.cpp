@@ -23,20 +23,20 @@ constexpr std::size_t NUMBER_BYTES = 16;
 
 /// Puts the number into the place of the text's first "%d", which may have a width ("%02d"). The text comes
 /// from a file, so it is no format for the library's own routines.
-std::string FormatNumber(std::string strText, std::int32_t iNumber)
+std::string FormatNumber(std::string text, std::int32_t number)
 {
-    for (auto at = strText.find('%'); at != std::string::npos; at = strText.find('%', at + 1)) {
+    for (auto at = text.find('%'); at != std::string::npos; at = text.find('%', at + 1)) {
         auto end = at + 1;
-        while (end < strText.size() && end < at + 3 && strText[end] >= '0' && strText[end] <= '9')
+        while (end < text.size() && end < at + 3 && text[end] >= '0' && text[end] <= '9')
             ++end;
-        if (end >= strText.size() || strText[end] != 'd') continue;
-        const bool bZeros = strText[at + 1] == '0';
-        const int width = end == at + 1 ? 0 : strText[end - 1] - '0';
-        char szNumber[NUMBER_BYTES];
-        std::snprintf(szNumber, sizeof szNumber, bZeros ? "%0*d" : "%*d", width, iNumber);
-        return strText.replace(at, end + 1 - at, szNumber);
+        if (end >= text.size() || text[end] != 'd') continue;
+        const bool zeros = text[at + 1] == '0';
+        const int width = end == at + 1 ? 0 : text[end - 1] - '0';
+        char digits[NUMBER_BYTES];
+        std::snprintf(digits, sizeof digits, zeros ? "%0*d" : "%*d", width, number);
+        return text.replace(at, end + 1 - at, digits);
     }
-    return strText;
+    return text;
 }
 
 }  // namespace
@@ -60,9 +60,9 @@ std::string MachineName()
 #endif
 }
 
-CUdpRemoteStation::CUdpRemoteStation(XEndpoints endpoints, XSessionOptions options)
-    : m_pEndpoints(std::make_unique<XEndpoints>(std::move(endpoints))),
-      m_pOptions(std::make_unique<XSessionOptions>(std::move(options)))
+CUdpRemoteStation::CUdpRemoteStation(Endpoints endpoints, SessionOptions options)
+    : m_pEndpoints(std::make_unique<Endpoints>(std::move(endpoints))),
+      m_pOptions(std::make_unique<SessionOptions>(std::move(options)))
 {
 }
 
@@ -75,22 +75,22 @@ CUdpRemoteStation::~CUdpRemoteStation()
 bool CUdpRemoteStation::Connect(const std::string& address, std::int32_t /*controlPort*/,
                                 std::int32_t /*dataPort*/)
 {
-    const XEndpoints endpoints = m_pEndpoints ? *m_pEndpoints : ReadEndpoints();
-    const std::string strOwnName = MachineName();
-    std::int32_t iNetID = m_iNetID;
-    std::int32_t iChannelCount = m_iChannelCount;
-    bool bAnswered = false;
+    const Endpoints endpoints = m_pEndpoints ? *m_pEndpoints : ReadEndpoints();
+    const std::string ownName = MachineName();
+    std::int32_t netID = m_iNetID;
+    std::int32_t channelCount = m_iChannelCount;
+    bool answered = false;
     // The servers may keep the panels' thread for half a minute and more.
     RunServing([&] {
-        bAnswered = LookUpChannels(endpoints, address, iNetID, iChannelCount);
-        if (!bAnswered) return;
+        answered = LookUpChannels(endpoints, address, netID, channelCount);
+        if (!answered) return;
         if (!m_pSession)
             m_pSession = std::make_shared<CP2PSession>(m_pOptions ? *m_pOptions : ReadSessionOptions());
-        m_pSession->Start(strOwnName);
+        m_pSession->Start(ownName);
     });
-    m_iNetID = iNetID;
-    m_iChannelCount = iChannelCount;
-    return bAnswered;
+    m_iNetID = netID;
+    m_iChannelCount = channelCount;
+    return answered;
 }
 
 bool CUdpRemoteStation::Logon(const std::string& user, const std::string& password)
@@ -106,11 +106,11 @@ std::unique_ptr<CDevices> CUdpRemoteStation::EnumDevices()
     auto devices = std::make_unique<CDevices>();
     devices->SetName(CLanguage::GetString("IDS_Card"));
     devices->m_bVisible = true;
-    const std::string strFormat = CLanguage::GetString("IDS_RemoteDevice");
+    const std::string format = CLanguage::GetString("IDS_RemoteDevice");
     const std::int32_t count = std::min(m_iChannelCount, CHANNEL_LIMIT);
     for (std::int32_t i = 0; i < count; ++i) {
         auto channel = std::make_unique<CUdpRemote>(m_iNetID, m_pSession, m_strUser, m_strPassword);
-        channel->SetName(FormatNumber(strFormat, i + 1));
+        channel->SetName(FormatNumber(format, i + 1));
         channel->m_iDevID = i;
         if (devices->Add(channel.get(), nullptr)) static_cast<void>(channel.release());
     }

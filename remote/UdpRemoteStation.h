@@ -20,7 +20,7 @@ class CUdpRemoteStation final : public CRemoteStation
     /// Servers and options as "config\system.ini" has them when Connect is called.
     CUdpRemoteStation() = default;
     /// Servers and options of the caller's.
-    CUdpRemoteStation(XEndpoints endpoints, XSessionOptions options);
+    CUdpRemoteStation(Endpoints endpoints, SessionOptions options);
     /// Ends the session with every wait of the threads that use it; the channels' destructors join them.
     ~CUdpRemoteStation() override;
 
@@ -51,8 +51,8 @@ class CUdpRemoteStation final : public CRemoteStation
     std::string m_strUser;
     std::string m_strPassword;
     // null: read from the settings
-    std::unique_ptr<const XEndpoints> m_pEndpoints;
-    std::unique_ptr<const XSessionOptions> m_pOptions;
+    std::unique_ptr<const Endpoints> m_pEndpoints;
+    std::unique_ptr<const SessionOptions> m_pOptions;
 };
 
 /// The own name at the rendezvous server, from what the processor tells of itself (CPUID leaf 1): the sum, in

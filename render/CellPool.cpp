@@ -6,15 +6,15 @@
 namespace
 {
 
-struct XCellPool {
-    std::mutex m_cs;                  // a leaf lock
-    std::vector<CRenderSub> m_Cells;  // guarded by m_cs; a few dozen at most, searched in order
+struct CellPool {
+    std::mutex lock;                // a leaf lock
+    std::vector<CRenderSub> cells;  // guarded by m_cs; a few dozen at most, searched in order
 };
 
-XCellPool& Pool()
+CellPool& Pool()
 {
     // Never destroyed: link threads give cells back until the process ends.
-    static auto& pool = *new XCellPool;
+    static auto& pool = *new CellPool;
     return pool;
 }
 
@@ -23,9 +23,9 @@ XCellPool& Pool()
 HWND TakeFreeCell()
 {
     auto& pool = Pool();
-    const std::lock_guard lock(pool.m_cs);
-    const auto cell = std::ranges::find(pool.m_Cells, false, &CRenderSub::m_bUsed);
-    if (cell == pool.m_Cells.end()) return HWND::Null;
+    const std::lock_guard lock(pool.lock);
+    const auto cell = std::ranges::find(pool.cells, false, &CRenderSub::m_bUsed);
+    if (cell == pool.cells.end()) return HWND::Null;
     cell->m_bUsed = true;
     return cell->m_hWnd;
 }
@@ -34,9 +34,9 @@ void ReleaseCell(HWND window)
 {
     auto& pool = Pool();
     {
-        const std::lock_guard lock(pool.m_cs);
-        const auto cell = std::ranges::find(pool.m_Cells, window, &CRenderSub::m_hWnd);
-        if (cell == pool.m_Cells.end()) return;
+        const std::lock_guard lock(pool.lock);
+        const auto cell = std::ranges::find(pool.cells, window, &CRenderSub::m_hWnd);
+        if (cell == pool.cells.end()) return;
         cell->m_bUsed = false;
         cell->m_bShown = false;
     }
@@ -46,26 +46,26 @@ void ReleaseCell(HWND window)
 bool IsCellUsed(HWND window)
 {
     auto& pool = Pool();
-    const std::lock_guard lock(pool.m_cs);
-    const auto cell = std::ranges::find(pool.m_Cells, window, &CRenderSub::m_hWnd);
-    return cell != pool.m_Cells.end() && cell->m_bUsed;
+    const std::lock_guard lock(pool.lock);
+    const auto cell = std::ranges::find(pool.cells, window, &CRenderSub::m_hWnd);
+    return cell != pool.cells.end() && cell->m_bUsed;
 }
 
 bool IsCellShown(HWND window)
 {
     auto& pool = Pool();
-    const std::lock_guard lock(pool.m_cs);
-    const auto cell = std::ranges::find(pool.m_Cells, window, &CRenderSub::m_hWnd);
-    return cell != pool.m_Cells.end() && cell->m_bShown;
+    const std::lock_guard lock(pool.lock);
+    const auto cell = std::ranges::find(pool.cells, window, &CRenderSub::m_hWnd);
+    return cell != pool.cells.end() && cell->m_bShown;
 }
 
 void NoteCellShown(HWND window)
 {
     auto& pool = Pool();
     {
-        const std::lock_guard lock(pool.m_cs);
-        const auto cell = std::ranges::find(pool.m_Cells, window, &CRenderSub::m_hWnd);
-        if (cell == pool.m_Cells.end() || !cell->m_bUsed || cell->m_bShown) return;
+        const std::lock_guard lock(pool.lock);
+        const auto cell = std::ranges::find(pool.cells, window, &CRenderSub::m_hWnd);
+        if (cell == pool.cells.end() || !cell->m_bUsed || cell->m_bShown) return;
         cell->m_bShown = true;
     }
     PostMessageA(window, CELL_MESSAGE_CHANGED, 0, 0);
@@ -74,20 +74,20 @@ void NoteCellShown(HWND window)
 void AddCell(HWND window)
 {
     auto& pool = Pool();
-    const std::lock_guard lock(pool.m_cs);
-    pool.m_Cells.push_back({false, window, false});
+    const std::lock_guard lock(pool.lock);
+    pool.cells.push_back({false, window, false});
 }
 
 void RemoveAllCells()
 {
     auto& pool = Pool();
-    const std::lock_guard lock(pool.m_cs);
-    pool.m_Cells.clear();
+    const std::lock_guard lock(pool.lock);
+    pool.cells.clear();
 }
 
 std::vector<CRenderSub> GetCells()
 {
     auto& pool = Pool();
-    const std::lock_guard lock(pool.m_cs);
-    return pool.m_Cells;
+    const std::lock_guard lock(pool.lock);
+    return pool.cells;
 }

@@ -18,18 +18,18 @@ namespace
 constexpr std::int32_t FORMAT_BGR0 = 0x23;  // 32-bit pixels: blue, green, red, 0
 
 struct Failure {
-    DEVICE_RESULT m_Result;
+    EDeviceResult m_Result;
     const char* m_szText;
 };
 
 constexpr Failure CREATE_DEVICE_FAILURES[] = {
-    {DEVICE_RESULT::NotAvailable, "CreateDevice failed: Not Available"},
-    {DEVICE_RESULT::OutOfVideoMemory, "CreateDevice failed: Out Of Video Memory"},
-    {DEVICE_RESULT::DeviceLost, "CreateDevice failed: Device Lost"},
-    {DEVICE_RESULT::InvalidCall, "CreateDevice failed: Invalid Call"},
+    {EDeviceResult::NotAvailable, "CreateDevice failed: Not Available"},
+    {EDeviceResult::OutOfVideoMemory, "CreateDevice failed: Out Of Video Memory"},
+    {EDeviceResult::DeviceLost, "CreateDevice failed: Device Lost"},
+    {EDeviceResult::InvalidCall, "CreateDevice failed: Invalid Call"},
 };
 
-const char* CreateDeviceText(DEVICE_RESULT result)
+const char* CreateDeviceText(EDeviceResult result)
 {
     for (const Failure& failure : CREATE_DEVICE_FAILURES) {
         if (failure.m_Result == result) return failure.m_szText;
@@ -69,7 +69,7 @@ class CD3DSurfaceRender::CD3DSurface : public CSurface
         objects.pOffscreen.reset();
     }
 
-    XPresentParameters m_Parameters;
+    PresentParameters m_Parameters;
 
   private:
     mutable std::mutex m_csObjects;  // a leaf lock
@@ -131,18 +131,18 @@ bool CD3DSurfaceRender::CreateDevice(CMessages& messages)
     };
     m_pD3D = m_pOpen();
     if (m_pD3D == nullptr) return fail(CLanguage::GetString("IDS_NoDirectX9"));
-    XDisplayMode mode;
+    DisplayMode mode;
     if (!m_pD3D->GetAdapterDisplayMode(mode)) return fail("GetAdapterDisplayMode failed");
     m_Format = mode.Format;
-    XDeviceCaps caps;
+    DeviceCaps caps;
     if (!m_pD3D->GetDeviceCaps(caps)) return fail(CLanguage::GetString("IDS_NoDisplayDriver"));
     m_dwBehaviourFlags |=
         caps.VertexProcessingCaps == 0 ? CREATE_SOFTWARE_VERTEXPROCESSING : CREATE_HARDWARE_VERTEXPROCESSING;
     m_Parameters = {mode.Width, mode.Height, m_Format, 1, m_hWnd, true, 0};
     std::shared_ptr<ISurfaceDevice> device;
-    const DEVICE_RESULT result = m_pD3D->CreateDevice(m_hWnd, m_dwBehaviourFlags, m_Parameters, device);
-    if (result != DEVICE_RESULT::Ok) return fail(CreateDeviceText(result));
-    device->SetSamplerState(TEXTURE_FILTER::Linear, TEXTURE_FILTER::Linear);
+    const EDeviceResult result = m_pD3D->CreateDevice(m_hWnd, m_dwBehaviourFlags, m_Parameters, device);
+    if (result != EDeviceResult::Ok) return fail(CreateDeviceText(result));
+    device->SetSamplerState(ETextureFilter::Linear, ETextureFilter::Linear);
     SetDevice(std::move(device));
     CDrawingEnd::Watch();
     m_bDrawn = false;
@@ -171,7 +171,7 @@ void CD3DSurfaceRender::Build(CD3DSurface& surface, CMessages& messages)
     const auto device = GetDevice();
     if (device != nullptr)
         objects.pOffscreen =
-            device->CreateOffscreenPlainSurface(surface.m_iWidth, surface.m_iHeight, SURFACE_FORMAT::X8R8G8B8);
+            device->CreateOffscreenPlainSurface(surface.m_iWidth, surface.m_iHeight, ESurfaceFormat::X8R8G8B8);
     if (objects.pOffscreen == nullptr) {
         messages.emplace_back("Create Off Screen Surface failed!");
         return;
@@ -206,7 +206,7 @@ void CD3DSurfaceRender::Recover(CMessages& messages)
     const CAutoLock lock(m_csRender);
     auto lost = GetDevice();
     const bool needed =
-        lost != nullptr ? lost->TestCooperativeLevel() == DEVICE_STATE::NotReset : m_bNotReset.load();
+        lost != nullptr ? lost->TestCooperativeLevel() == EDeviceState::NotReset : m_bNotReset.load();
     if (!needed) return;  // another link thread was faster
     SetDevice(nullptr);
     if (lost != nullptr) lost->Release();  // though another link thread may still hold it
@@ -252,12 +252,12 @@ std::int32_t CD3DSurfaceRender::Display(const CodecFrame* frame, CSurface* surfa
     auto device = GetDevice();
     if (device == nullptr) return IsToRemake() ? DropAndRecover() : -1;
     switch (device->TestCooperativeLevel()) {
-        case DEVICE_STATE::Lost:
+        case EDeviceState::Lost:
             return 0;
-        case DEVICE_STATE::NotReset:
+        case EDeviceState::NotReset:
             device.reset();
             return DropAndRecover();
-        case DEVICE_STATE::Working:
+        case EDeviceState::Working:
             break;
     }
     if (surface == nullptr) return -1;
@@ -277,7 +277,7 @@ std::int32_t CD3DSurfaceRender::Display(const CodecFrame* frame, CSurface* surfa
     {
         const CAutoLock lock(m_csRender);
         stretched =
-            device->StretchRect(*objects.pOffscreen, source, *objects.pBackBuffer, TEXTURE_FILTER::Linear);
+            device->StretchRect(*objects.pOffscreen, source, *objects.pBackBuffer, ETextureFilter::Linear);
         presented = objects.pSwapChain->Present(window);
     }
     if (presented && !m_bDrawn.exchange(true)) CDrawingEnd::Watch();
@@ -290,8 +290,8 @@ std::int32_t CD3DSurfaceRender::Display(const CodecFrame* frame, CSurface* surfa
 // rest of the way succeeds.
 EShowing CD3DSurfaceRender::Upload(const CodecFrame& frame, const CSurface& surface, IOffscreenSurface& to)
 {
-    XLockedRect locked;
-    if (!to.Lock(LOCK_MODE::Discard, locked)) return EShowing::Dropped;
+    LockedRect locked;
+    if (!to.Lock(ELockMode::Discard, locked)) return EShowing::Dropped;
     ConvertTarget target{};
     target.data[0] = locked.bits;
     target.linesize[0] = locked.pitch;
@@ -307,8 +307,8 @@ std::int32_t CD3DSurfaceRender::SaveSnapshot(std::string path, CSurface* surface
     if (surface == nullptr) return 0;
     auto& stream = *static_cast<CD3DSurface*>(surface);
     const auto picture = stream.Get().pOffscreen;
-    XLockedRect locked;
-    if (picture == nullptr || !picture->Lock(LOCK_MODE::ReadOnly, locked)) return 0;
+    LockedRect locked;
+    if (picture == nullptr || !picture->Lock(ELockMode::ReadOnly, locked)) return 0;
     WriteBmpFile(HostPath(path), locked.bits, locked.pitch, stream.m_iWidth, stream.m_iHeight);
     picture->Unlock(false);
     return 0;

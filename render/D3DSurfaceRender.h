@@ -68,9 +68,9 @@ class CD3DSurfaceRender : public CRender
 
     // under m_csRender, but for Init and Uninit, during which no link thread calls
     std::shared_ptr<ISurfaceAdapter> m_pD3D;
-    XPresentParameters m_Parameters;
+    PresentParameters m_Parameters;
     std::uint32_t m_dwBehaviourFlags = 0;  // only ever or-ed
-    SURFACE_FORMAT m_Format = SURFACE_FORMAT::X8R8G8B8;
+    ESurfaceFormat m_Format = ESurfaceFormat::X8R8G8B8;
 
     std::atomic<bool> m_bNotReset{false};             // a rebuilding failed; set under m_csRender
     std::atomic<std::uint32_t> m_ulRefusedFrames{0};  // since then

@@ -20,16 +20,16 @@ namespace
 {
 
 // Link threads ask for the renderer while the panels' thread may be letting go of it.
-struct XRenderSingleton {
-    std::mutex m_cs;
-    std::shared_ptr<CRender> m_pRender;  // guarded by m_cs
-    CRenderFactory m_Factory;            // guarded by m_cs
+struct RenderSingleton {
+    std::mutex lock;
+    std::shared_ptr<CRender> render;  // guarded by m_cs
+    CRenderFactory factory;           // guarded by m_cs
 };
 
-XRenderSingleton& Singleton()
+RenderSingleton& Singleton()
 {
     // Never destroyed: link threads draw until the process ends.
-    static auto& singleton = *new XRenderSingleton;
+    static auto& singleton = *new RenderSingleton;
     return singleton;
 }
 
@@ -38,23 +38,22 @@ XRenderSingleton& Singleton()
 std::shared_ptr<CRender> CreateRender()
 {
     auto& singleton = Singleton();
-    const std::lock_guard lock(singleton.m_cs);
-    if (!singleton.m_pRender)
-        singleton.m_pRender = singleton.m_Factory ? singleton.m_Factory() : SelectRender();
-    return singleton.m_pRender;
+    const std::lock_guard lock(singleton.lock);
+    if (!singleton.render) singleton.render = singleton.factory ? singleton.factory() : SelectRender();
+    return singleton.render;
 }
 
 void ReleaseRender()
 {
     auto& singleton = Singleton();
     std::shared_ptr<CRender> last;  // destroyed behind the lock
-    const std::lock_guard lock(singleton.m_cs);
-    last = std::move(singleton.m_pRender);
+    const std::lock_guard lock(singleton.lock);
+    last = std::move(singleton.render);
 }
 
 CRenderFactory SetRenderFactory(CRenderFactory factory)
 {
     auto& singleton = Singleton();
-    const std::lock_guard lock(singleton.m_cs);
-    return std::exchange(singleton.m_Factory, std::move(factory));
+    const std::lock_guard lock(singleton.lock);
+    return std::exchange(singleton.factory, std::move(factory));
 }

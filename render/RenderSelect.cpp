@@ -13,8 +13,8 @@ namespace
 {
 
 struct Adapter {
-    unsigned m_ulVendor;
-    unsigned m_ulDevice;
+    unsigned vendor;
+    unsigned device;
 };
 
 // Adapters whose surfaces can't be stretched reliably; ended by a zero vendor.
@@ -51,8 +51,8 @@ RENDER_MODE DetectRenderMode(const std::string& adapterId)
     if (adapterId.empty()) return RENDER_AUTOMATIC;
     const unsigned vendor = HexadecimalAt(adapterId, VENDOR_AT);
     const unsigned device = HexadecimalAt(adapterId, DEVICE_AT);
-    for (const Adapter* listed = RenderBlacklist; listed->m_ulVendor != 0; ++listed) {
-        if (listed->m_ulVendor == vendor && listed->m_ulDevice == device) return RENDER_DD_OFFSCREEN;
+    for (const Adapter* listed = RenderBlacklist; listed->vendor != 0; ++listed) {
+        if (listed->vendor == vendor && listed->device == device) return RENDER_DD_OFFSCREEN;
     }
     return RENDER_D3D_SURFACE;
 }

@@ -23,10 +23,10 @@ namespace
 {
 enum class ERole { Dialog, Render, Control, Menu };
 
-struct XAttached {
-    QPointer<QWidget> pWidget;
+struct Attached {
+    QPointer<QWidget> widget;
     ERole role;
-    QString strElement;
+    QString element;
 };
 
 /// Gives the style to controls that come into a skinned window later.
@@ -36,26 +36,26 @@ class CNewcomerFilter final : public QObject
     bool eventFilter(QObject* watched, QEvent* event) override;
 };
 
-struct XSkin {
-    bool bStarted = false;
-    std::shared_ptr<const CTheme> pTheme;
+struct SkinState {
+    bool started = false;
+    std::shared_ptr<const CTheme> theme;
     // panels' thread only; the application object owns style and filter, which no widget outlives
-    QPointer<CSkinStyle> pStyle;
-    QPointer<CNewcomerFilter> pFilter;
-    std::vector<XAttached> attached;
+    QPointer<CSkinStyle> style;
+    QPointer<CNewcomerFilter> filter;
+    std::vector<Attached> attached;
 };
 
-XSkin& Skin()
+SkinState& Skin()
 {
-    static auto* const skin = new XSkin;  // to process end: widgets may go later than any static object
+    static auto* const skin = new SkinState;  // to process end: widgets may go later than any static object
     return *skin;
 }
 
 void GiveStyle(QWidget& widget)
 {
-    XSkin& skin = Skin();
-    if (widget.style() != skin.pStyle) widget.setStyle(skin.pStyle);
-    widget.installEventFilter(skin.pFilter);
+    SkinState& skin = Skin();
+    if (widget.style() != skin.style) widget.setStyle(skin.style);
+    widget.installEventFilter(skin.filter);
     for (QObject* child : widget.children()) {
         if (child->isWidgetType()) GiveStyle(static_cast<QWidget&>(*child));
     }
@@ -66,30 +66,30 @@ bool CNewcomerFilter::eventFilter(QObject*, QEvent* event)
     // Polished, not added: only then is the child the widget that it is going to be.
     if (event->type() == QEvent::ChildPolished) {
         QObject* child = static_cast<QChildEvent*>(event)->child();
-        if (child->isWidgetType() && Skin().pTheme) GiveStyle(static_cast<QWidget&>(*child));
+        if (child->isWidgetType() && Skin().theme) GiveStyle(static_cast<QWidget&>(*child));
     }
     return false;
 }
 
-void GiveFont(QWidget& widget, const XElement& element)
+void GiveFont(QWidget& widget, const Element& element)
 {
     QFont font = QApplication::font(&widget);
     if (font.pointSizeF() > 0) {
-        font.setPointSizeF(font.pointSizeF() * element.iFontPercent / 100);
+        font.setPointSizeF(font.pointSizeF() * element.fontPercent / 100);
     } else {
-        font.setPixelSize(font.pixelSize() * element.iFontPercent / 100);
+        font.setPixelSize(font.pixelSize() * element.fontPercent / 100);
     }
-    font.setBold(element.bBold);
+    font.setBold(element.bold);
     widget.setFont(font);
 }
 
-void GiveLook(const XAttached& attached)
+void GiveLook(const Attached& attached)
 {
-    XSkin& skin = Skin();
-    QWidget& widget = *attached.pWidget;
-    const XElement* element = skin.pTheme->FindElement(attached.strElement.toStdString());
+    SkinState& skin = Skin();
+    QWidget& widget = *attached.widget;
+    const Element* element = skin.theme->FindElement(attached.element.toStdString());
     if (!element) return;  // the theme was changed for one that lacks it
-    const XLook& look = element->Look(EState::Normal);
+    const Look& look = element->LookOf(EState::Normal);
     if (attached.role == ERole::Render) {
         QPalette palette = widget.palette();
         palette.setColor(QPalette::Window, ToQColor(look.fill.top));
@@ -97,20 +97,20 @@ void GiveLook(const XAttached& attached)
         return;
     }
     if (attached.role == ERole::Control) {
-        CSkinStyle::SetElement(widget, attached.strElement);
+        CSkinStyle::SetElement(widget, attached.element);
         GiveFont(widget, *element);
         if (auto* label = qobject_cast<QLabel*>(&widget)) {
             QPalette palette = label->palette();
             palette.setColor(QPalette::Active, QPalette::WindowText, ToQColor(look.text));
             palette.setColor(QPalette::Inactive, QPalette::WindowText, ToQColor(look.text));
             palette.setColor(QPalette::Disabled, QPalette::WindowText,
-                             ToQColor(element->Look(EState::Disabled).text));
+                             ToQColor(element->LookOf(EState::Disabled).text));
             if (!look.fill.IsNone()) palette.setColor(QPalette::Window, ToQColor(look.fill.top));
             label->setAutoFillBackground(!look.fill.IsNone());
             label->setPalette(palette);
         }
     } else {
-        widget.setPalette(skin.pStyle->PaletteFor(*element));
+        widget.setPalette(skin.style->PaletteFor(*element));
     }
     GiveStyle(widget);
     widget.updateGeometry();
@@ -119,28 +119,27 @@ void GiveLook(const XAttached& attached)
 
 bool Attach(QWidget* widget, const char* element, ERole role)
 {
-    XSkin& skin = Skin();
-    if (!skin.pTheme || !widget || !element || !qApp) return false;
-    if (!skin.pTheme->FindElement(element)) {
+    SkinState& skin = Skin();
+    if (!skin.theme || !widget || !element || !qApp) return false;
+    if (!skin.theme->FindElement(element)) {
         OutputDebugStringA("skin: the theme has no element " + std::string(element) + "\n");
         return false;
     }
-    if (!skin.pStyle) {
-        skin.pStyle = new CSkinStyle(skin.pTheme);
-        skin.pStyle->setParent(qApp);
-        skin.pFilter = new CNewcomerFilter;
-        skin.pFilter->setParent(qApp);
+    if (!skin.style) {
+        skin.style = new CSkinStyle(skin.theme);
+        skin.style->setParent(qApp);
+        skin.filter = new CNewcomerFilter;
+        skin.filter->setParent(qApp);
     }
-    std::erase_if(skin.attached,
-                  [widget](const XAttached& one) { return !one.pWidget || one.pWidget == widget; });
+    std::erase_if(skin.attached, [widget](const Attached& one) { return !one.widget || one.widget == widget; });
     skin.attached.push_back({widget, role, QString::fromUtf8(element)});
     GiveLook(skin.attached.back());
     return true;
 }
 
-void TakeLook(const XAttached& attached)
+void TakeLook(const Attached& attached)
 {
-    QWidget& widget = *attached.pWidget;
+    QWidget& widget = *attached.widget;
     widget.setPalette(QPalette());
     if (attached.role != ERole::Control) return;
     CSkinStyle::SetElement(widget, {});
@@ -150,29 +149,29 @@ void TakeLook(const XAttached& attached)
 
 std::int32_t StartSkin(const void* module, std::intptr_t, std::intptr_t)
 {
-    XSkin& skin = Skin();
-    if (!module || skin.bStarted) return 0;
-    skin.bStarted = true;
+    SkinState& skin = Skin();
+    if (!module || skin.started) return 0;
+    skin.started = true;
     return 1;
 }
 
 std::int32_t LoadSkin(const std::string& path)
 {
-    XSkin& skin = Skin();
-    if (!skin.bStarted) return 0;
+    SkinState& skin = Skin();
+    if (!skin.started) return 0;
     auto theme = std::make_shared<CTheme>();
-    XThemeError error;
+    ThemeError error;
     if (!LoadTheme(HostPath(path), *theme, error)) {
-        const std::string line = error.iLine > 0 ? "line " + std::to_string(error.iLine) + ": " : "";
-        LogFault("LoadSkin", "the theme " + path + " can't be used: " + line + error.strText);
+        const std::string line = error.line > 0 ? "line " + std::to_string(error.line) + ": " : "";
+        LogFault("LoadSkin", "the theme " + path + " can't be used: " + line + error.text);
         return 0;
     }
-    skin.pTheme = std::move(theme);
+    skin.theme = std::move(theme);
     SetDialogDecorator([](QWidget& dialog) { SkinDialog(&dialog, "DialogMain"); });
-    if (skin.pStyle) {
-        skin.pStyle->SetTheme(skin.pTheme);
-        std::erase_if(skin.attached, [](const XAttached& one) { return !one.pWidget; });
-        for (const XAttached& one : skin.attached)
+    if (skin.style) {
+        skin.style->SetTheme(skin.theme);
+        std::erase_if(skin.attached, [](const Attached& one) { return !one.widget; });
+        for (const Attached& one : skin.attached)
             GiveLook(one);
     }
     return 1;
@@ -180,22 +179,22 @@ std::int32_t LoadSkin(const std::string& path)
 
 void StopSkin()
 {
-    XSkin& skin = Skin();
-    if (!skin.bStarted) return;
-    if (skin.pStyle) {
-        for (const XAttached& one : skin.attached) {
-            if (one.pWidget) TakeLook(one);
+    SkinState& skin = Skin();
+    if (!skin.started) return;
+    if (skin.style) {
+        for (const Attached& one : skin.attached) {
+            if (one.widget) TakeLook(one);
         }
         for (QWidget* widget : QApplication::allWidgets()) {
-            if (widget->style() == skin.pStyle) widget->setStyle(nullptr);
+            if (widget->style() == skin.style) widget->setStyle(nullptr);
         }
-        delete skin.pFilter;
-        delete skin.pStyle;
+        delete skin.filter;
+        delete skin.style;
     }
     SetDialogDecorator({});
     skin.attached.clear();
-    skin.pTheme.reset();
-    skin.bStarted = false;
+    skin.theme.reset();
+    skin.started = false;
 }
 
 bool SkinDialog(QWidget* window, const char* element)
@@ -224,8 +223,8 @@ bool SkinPopupMenu(QMenu* menu)
 
 QIcon SkinIcon(const QString& icon, const char* element)
 {
-    const XSkin& skin = Skin();
-    if (!skin.pTheme || !skin.pTheme->FindIcon(icon.toStdString())) return {};
-    const XElement* from = skin.pTheme->FindElement(element);
-    return from ? MakeVectorIcon(skin.pTheme, icon.toStdString(), *from) : QIcon();
+    const SkinState& skin = Skin();
+    if (!skin.theme || !skin.theme->FindIcon(icon.toStdString())) return {};
+    const Element* from = skin.theme->FindElement(element);
+    return from ? MakeVectorIcon(skin.theme, icon.toStdString(), *from) : QIcon();
 }

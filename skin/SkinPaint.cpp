@@ -7,7 +7,7 @@
 #include <QRegion>
 #include <algorithm>
 
-QBrush ToBrush(const XFill& fill, const QRectF& area)
+QBrush ToBrush(const Fill& fill, const QRectF& area)
 {
     if (fill.IsNone()) return Qt::NoBrush;
     if (fill.top == fill.bottom) return ToQColor(fill.top);
@@ -17,16 +17,16 @@ QBrush ToBrush(const XFill& fill, const QRectF& area)
     return gradient;
 }
 
-void PaintBox(QPainter& painter, const QRectF& area, const XElement& element, const XLook& look)
+void PaintBox(QPainter& painter, const QRectF& area, const Element& element, const Look& look)
 {
-    const bool bordered = element.iBorder > 0 && look.border.a > 0;
+    const bool bordered = element.border > 0 && look.border.a > 0;
     if (!bordered && look.fill.IsNone()) return;
     painter.save();
-    painter.setRenderHint(QPainter::Antialiasing, element.iRadius > 0);
-    const qreal inset = bordered ? element.iBorder / 2.0 : 0;
+    painter.setRenderHint(QPainter::Antialiasing, element.radius > 0);
+    const qreal inset = bordered ? element.border / 2.0 : 0;
     const QRectF box = area.adjusted(inset, inset, -inset, -inset);
-    const qreal radius = std::min<qreal>(element.iRadius, std::min(box.width(), box.height()) / 2);
-    QPen pen(ToQColor(look.border), element.iBorder);
+    const qreal radius = std::min<qreal>(element.radius, std::min(box.width(), box.height()) / 2);
+    QPen pen(ToQColor(look.border), element.border);
     pen.setJoinStyle(Qt::MiterJoin);
     painter.setPen(bordered ? pen : QPen(Qt::NoPen));
     painter.setBrush(ToBrush(look.fill, area));
@@ -34,23 +34,23 @@ void PaintBox(QPainter& painter, const QRectF& area, const XElement& element, co
     painter.restore();
 }
 
-void PaintRing(QPainter& painter, const QRectF& area, const XElement& element, const XLook& look)
+void PaintRing(QPainter& painter, const QRectF& area, const Element& element, const Look& look)
 {
     if (look.ring.a == 0) return;
     constexpr qreal width = 2;
     painter.save();
-    painter.setRenderHint(QPainter::Antialiasing, element.iRadius > 0);
+    painter.setRenderHint(QPainter::Antialiasing, element.radius > 0);
     QPen pen(ToQColor(look.ring), width);
     pen.setJoinStyle(Qt::MiterJoin);
     painter.setPen(pen);
     painter.setBrush(Qt::NoBrush);
     const QRectF box = area.adjusted(width / 2, width / 2, -width / 2, -width / 2);
-    const qreal radius = std::min<qreal>(element.iRadius, std::min(box.width(), box.height()) / 2);
+    const qreal radius = std::min<qreal>(element.radius, std::min(box.width(), box.height()) / 2);
     painter.drawRoundedRect(box, radius, radius);
     painter.restore();
 }
 
-void PaintFocus(QPainter& painter, const QRect& area, XColor color)
+void PaintFocus(QPainter& painter, const QRect& area, Color color)
 {
     constexpr int width = 2;
     const QRect inside = area.adjusted(width, width, -width, -width);
@@ -58,29 +58,29 @@ void PaintFocus(QPainter& painter, const QRect& area, XColor color)
         painter.fillRect(side, ToQColor(color));
 }
 
-static QPainterPath Outline(const XShape& shape)
+static QPainterPath Outline(const Shape& shape)
 {
     QPainterPath path;
     path.setFillRule(Qt::WindingFill);
-    for (const XPathStep& step : shape.steps) {
+    for (const PathStep& step : shape.steps) {
         const auto& v = step.values;
         switch (step.kind) {
-            case XPathStep::EKind::Move:
+            case PathStep::EKind::Move:
                 path.moveTo(v[0], v[1]);
                 break;
-            case XPathStep::EKind::Line:
+            case PathStep::EKind::Line:
                 path.lineTo(v[0], v[1]);
                 break;
-            case XPathStep::EKind::Curve:
+            case PathStep::EKind::Curve:
                 path.cubicTo(v[0], v[1], v[2], v[3], v[4], v[5]);
                 break;
-            case XPathStep::EKind::Circle:
+            case PathStep::EKind::Circle:
                 path.addEllipse(QPointF(v[0], v[1]), v[2], v[2]);
                 break;
-            case XPathStep::EKind::Box:
+            case PathStep::EKind::Box:
                 path.addRect(v[0], v[1], v[2], v[3]);
                 break;
-            case XPathStep::EKind::Close:
+            case PathStep::EKind::Close:
                 path.closeSubpath();
                 break;
         }
@@ -88,7 +88,7 @@ static QPainterPath Outline(const XShape& shape)
     return path;
 }
 
-void PaintIcon(QPainter& painter, const QRectF& area, const XIcon& icon, const QColor& color)
+void PaintIcon(QPainter& painter, const QRectF& area, const Icon& icon, const QColor& color)
 {
     if (area.isEmpty()) return;
     const qreal scale = std::min(area.width() / icon.fWidth, area.height() / icon.fHeight);
@@ -97,7 +97,7 @@ void PaintIcon(QPainter& painter, const QRectF& area, const XIcon& icon, const Q
     painter.translate(area.center());
     painter.scale(scale, scale);
     painter.translate(-icon.fWidth / 2, -icon.fHeight / 2);
-    for (const XShape& shape : icon.shapes) {
+    for (const Shape& shape : icon.shapes) {
         const bool stroked = shape.fStroke > 0;
         QPen pen(color, shape.fStroke, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
         painter.setPen(stroked ? pen : QPen(Qt::NoPen));

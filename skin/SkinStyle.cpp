@@ -36,12 +36,12 @@ void CSkinStyle::SetElement(QWidget& widget, const QString& name)
 }
 
 // The parser admits no theme that lacks an element of a kind, so that the fallback always stands.
-const XElement& CSkinStyle::ElementOf(const QWidget* widget, std::string_view fallback) const
+const Element& CSkinStyle::ElementOf(const QWidget* widget, std::string_view fallback) const
 {
     if (widget) {
         const QVariant name = widget->property(ELEMENT_PROPERTY);
         if (name.isValid()) {
-            if (const XElement* own = m_pTheme->FindElement(name.toString().toStdString())) return *own;
+            if (const Element* own = m_pTheme->FindElement(name.toString().toStdString())) return *own;
         }
     }
     return *m_pTheme->FindElement(fallback);
@@ -55,51 +55,51 @@ EState CSkinStyle::StateOf(const QStyleOption& option)
     return option.state & State_MouseOver ? EState::Hover : EState::Normal;
 }
 
-void CSkinStyle::DrawFace(const QStyleOption& option, QPainter& painter, const XElement& element,
-                          const XLook& look)
+void CSkinStyle::DrawFace(const QStyleOption& option, QPainter& painter, const Element& element,
+                          const Look& look)
 {
     PaintBox(painter, option.rect, element, look);
     if (option.state & State_HasFocus) PaintRing(painter, option.rect, element, look);
 }
 
-const XIcon* CSkinStyle::IconOf(const XElement& element) const
+const Icon* CSkinStyle::IconOf(const Element& element) const
 {
-    return element.strIcon.empty() ? nullptr : m_pTheme->FindIcon(element.strIcon);
+    return element.icon.empty() ? nullptr : m_pTheme->FindIcon(element.icon);
 }
 
-QPalette CSkinStyle::PaletteFor(const XElement& element) const
+QPalette CSkinStyle::PaletteFor(const Element& element) const
 {
-    const XElement& button = *m_pTheme->FindElement("Button");
-    const XElement& edit = *m_pTheme->FindElement("Edit");
-    const XElement& tree = *m_pTheme->FindElement("Tree");
-    const XElement& tip = *m_pTheme->FindElement("ToolTip");
-    const XLook& selected = edit.Look(EState::Checked);
+    const Element& button = *m_pTheme->FindElement("Button");
+    const Element& edit = *m_pTheme->FindElement("Edit");
+    const Element& tree = *m_pTheme->FindElement("Tree");
+    const Element& tip = *m_pTheme->FindElement("ToolTip");
+    const Look& selected = edit.LookOf(EState::Checked);
     QPalette palette;
-    const auto set = [&palette](QPalette::ColorRole role, XColor normal, XColor disabled) {
+    const auto set = [&palette](QPalette::ColorRole role, Color normal, Color disabled) {
         palette.setColor(QPalette::Active, role, ToQColor(normal));
         palette.setColor(QPalette::Inactive, role, ToQColor(normal));
         palette.setColor(QPalette::Disabled, role, ToQColor(disabled));
     };
-    const auto fills = [&set](QPalette::ColorRole role, const XElement& from) {
-        set(role, from.Look(EState::Normal).fill.top, from.Look(EState::Disabled).fill.top);
+    const auto fills = [&set](QPalette::ColorRole role, const Element& from) {
+        set(role, from.LookOf(EState::Normal).fill.top, from.LookOf(EState::Disabled).fill.top);
     };
-    const auto texts = [&set](QPalette::ColorRole role, const XElement& from) {
-        set(role, from.Look(EState::Normal).text, from.Look(EState::Disabled).text);
+    const auto texts = [&set](QPalette::ColorRole role, const Element& from) {
+        set(role, from.LookOf(EState::Normal).text, from.LookOf(EState::Disabled).text);
     };
-    const XColor ground = element.Look(EState::Normal).fill.top;
+    const Color ground = element.LookOf(EState::Normal).fill.top;
     fills(QPalette::Window, element);
     texts(QPalette::WindowText, element);
     fills(QPalette::Base, edit);
     texts(QPalette::Text, edit);
-    set(QPalette::AlternateBase, Blend({255, 255, 255, 10}, tree.Look(EState::Normal).fill.top),
-        tree.Look(EState::Disabled).fill.top);
+    set(QPalette::AlternateBase, Blend({255, 255, 255, 10}, tree.LookOf(EState::Normal).fill.top),
+        tree.LookOf(EState::Disabled).fill.top);
     fills(QPalette::Button, button);
     texts(QPalette::ButtonText, button);
-    set(QPalette::Highlight, selected.fill.top, edit.Look(EState::Disabled).border);
-    set(QPalette::HighlightedText, selected.text, edit.Look(EState::Disabled).text);
+    set(QPalette::Highlight, selected.fill.top, edit.LookOf(EState::Disabled).border);
+    set(QPalette::HighlightedText, selected.text, edit.LookOf(EState::Disabled).text);
     fills(QPalette::ToolTipBase, tip);
     texts(QPalette::ToolTipText, tip);
-    set(QPalette::PlaceholderText, tree.Look(EState::Normal).mark, edit.Look(EState::Disabled).text);
+    set(QPalette::PlaceholderText, tree.LookOf(EState::Normal).mark, edit.LookOf(EState::Disabled).text);
     set(QPalette::BrightText, {255, 255, 255, 255}, {255, 255, 255, 255});
     set(QPalette::Link, selected.fill.top, selected.fill.top);
     set(QPalette::Light, Blend({255, 255, 255, 70}, ground), Blend({255, 255, 255, 70}, ground));
@@ -125,11 +125,11 @@ void CSkinStyle::polish(QWidget* widget)
 void CSkinStyle::PolishCalendar(QCalendarWidget& calendar) const
 {
     QTextCharFormat weekend;  // red by itself, which can't be read on a dark ground
-    weekend.setForeground(ToQColor(ElementOf(&calendar, "Calendar").Look(EState::Normal).mark));
+    weekend.setForeground(ToQColor(ElementOf(&calendar, "Calendar").LookOf(EState::Normal).mark));
     calendar.setWeekdayTextFormat(Qt::Saturday, weekend);
     calendar.setWeekdayTextFormat(Qt::Sunday, weekend);
-    XElement bar = *m_pTheme->FindElement("Edit");  // the bar of the month is in the colours of a selected text
-    bar.looks.fill(bar.Look(EState::Checked));
+    Element bar = *m_pTheme->FindElement("Edit");  // the bar of the month is in the colours of a selected text
+    bar.looks.fill(bar.LookOf(EState::Checked));
     for (const auto& [button, icon] :
          {std::pair{"qt_calendar_prevmonth", "ArrowLeft"}, {"qt_calendar_nextmonth", "ArrowRight"}}) {
         auto* const tool = calendar.findChild<QToolButton*>(QLatin1String(button));
@@ -145,8 +145,8 @@ void CSkinStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* opt
         case PE_FrameFocusRect: {
             const bool rows = qobject_cast<const QAbstractItemView*>(widget) != nullptr;
             const bool selected = rows && option->state & State_Selected;
-            const XElement& from = *m_pTheme->FindElement(rows ? "Tree" : "DialogMain");
-            return PaintRing(*painter, area, from, from.Look(selected ? EState::Checked : EState::Normal));
+            const Element& from = *m_pTheme->FindElement(rows ? "Tree" : "DialogMain");
+            return PaintRing(*painter, area, from, from.LookOf(selected ? EState::Checked : EState::Normal));
         }
         case PE_IndicatorCheckBox:
         case PE_IndicatorItemViewItemCheck:
@@ -154,41 +154,41 @@ void CSkinStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* opt
             return DrawIndicator(*option, *painter, element);
         case PE_PanelLineEdit: {
             const auto* frame = qstyleoption_cast<const QStyleOptionFrame*>(option);
-            const XElement& edit = ElementOf(widget, "Edit");
+            const Element& edit = ElementOf(widget, "Edit");
             if (frame && frame->lineWidth == 0) return;  // the field inside a combo or a spin box
-            return DrawFace(*option, *painter, edit, edit.Look(StateOf(*option)));
+            return DrawFace(*option, *painter, edit, edit.LookOf(StateOf(*option)));
         }
         case PE_FrameLineEdit:
             return;  // drawn with the panel
         case PE_PanelMenu: {
-            const XElement& menu = *m_pTheme->FindElement("Menu");
-            painter->fillRect(area, ToBrush(menu.Look(EState::Normal).fill, area));
+            const Element& menu = *m_pTheme->FindElement("Menu");
+            painter->fillRect(area, ToBrush(menu.LookOf(EState::Normal).fill, area));
             return;
         }
         case PE_FrameMenu: {
-            painter->setPen(ToQColor(m_pTheme->FindElement("Menu")->Look(EState::Normal).border));
+            painter->setPen(ToQColor(m_pTheme->FindElement("Menu")->LookOf(EState::Normal).border));
             painter->setBrush(Qt::NoBrush);
             painter->drawRect(area.adjusted(0.5, 0.5, -0.5, -0.5));
             return;
         }
         case PE_PanelTipLabel: {
-            XElement tip = *m_pTheme->FindElement("ToolTip");
-            tip.iRadius = 0;  // the window behind it is square
-            return PaintBox(*painter, area, tip, tip.Look(EState::Normal));
+            Element tip = *m_pTheme->FindElement("ToolTip");
+            tip.radius = 0;  // the window behind it is square
+            return PaintBox(*painter, area, tip, tip.LookOf(EState::Normal));
         }
         case PE_PanelButtonCommand:
         case PE_PanelButtonTool: {
-            const XElement& button = ElementOf(widget, "Button");
+            const Element& button = ElementOf(widget, "Button");
             const EState state = StateOf(*option);
             if (option->state & State_AutoRaise && state == EState::Normal) return;
-            return PaintBox(*painter, area, button, button.Look(state));
+            return PaintBox(*painter, area, button, button.LookOf(state));
         }
         case PE_PanelItemViewRow:
         case PE_PanelItemViewItem:
             return DrawRow(*option, *painter, widget);
         case PE_IndicatorBranch:
             if (option->state & State_Children) {
-                const XLook& look = ElementOf(widget, "Tree").Look(EState::Normal);
+                const Look& look = ElementOf(widget, "Tree").LookOf(EState::Normal);
                 PaintArrow(*painter, area, option->state & State_Open ? EArrow::Down : EArrow::Right,
                            ToQColor(look.mark));
             }
@@ -259,18 +259,18 @@ QSize CSkinStyle::sizeFromContents(ContentsType type, const QStyleOption* option
                                    const QWidget* widget) const
 {
     if (type == CT_PushButton) {
-        const XElement& element = ElementOf(widget, "Button");
-        const int icon = IconOf(element) ? element.iHeight - 2 * element.iPadY : 0;
-        return QSize(size.width() + icon + 2 * element.iPadX, size.height() + 2 * element.iPadY)
-            .expandedTo({element.iWidth, element.iHeight});
+        const Element& element = ElementOf(widget, "Button");
+        const int icon = IconOf(element) ? element.height - 2 * element.padY : 0;
+        return QSize(size.width() + icon + 2 * element.padX, size.height() + 2 * element.padY)
+            .expandedTo({element.width, element.height});
     }
     if (const auto* item = qstyleoption_cast<const QStyleOptionMenuItem*>(option);
         item && type == CT_MenuItem) {
-        const XElement& menu = *m_pTheme->FindElement("Menu");
+        const Element& menu = *m_pTheme->FindElement("Menu");
         if (item->menuItemType == QStyleOptionMenuItem::Separator) return {size.width(), SEPARATOR_HEIGHT};
         const int shortcut = item->text.contains(QLatin1Char('\t')) ? item->reservedShortcutWidth + 16 : 0;
-        return {size.width() + MENU_MARK_WIDTH + MENU_ARROW_WIDTH + 2 * menu.iPadX + shortcut,
-                item->fontMetrics.height() + 2 * menu.iPadY};
+        return {size.width() + MENU_MARK_WIDTH + MENU_ARROW_WIDTH + 2 * menu.padX + shortcut,
+                item->fontMetrics.height() + 2 * menu.padY};
     }
     return QProxyStyle::sizeFromContents(type, option, size, widget);
 }
@@ -279,21 +279,21 @@ int CSkinStyle::pixelMetric(PixelMetric metric, const QStyleOption* option, cons
 {
     switch (metric) {
         case PM_ScrollBarExtent:
-            return ElementOf(widget, "ScrollBar").iWidth;
+            return ElementOf(widget, "ScrollBar").width;
         case PM_ScrollBarSliderMin:
-            return ElementOf(widget, "ScrollBar").iHeight;
+            return ElementOf(widget, "ScrollBar").height;
         case PM_SliderLength:
         case PM_SliderThickness:
         case PM_SliderControlThickness:
-            return ElementOf(widget, "Slider").iHeight + (metric == PM_SliderLength ? 0 : 6);
+            return ElementOf(widget, "Slider").height + (metric == PM_SliderLength ? 0 : 6);
         case PM_IndicatorWidth:
         case PM_ExclusiveIndicatorWidth:
-            return m_pTheme->FindElement("CheckBox")->iWidth;
+            return m_pTheme->FindElement("CheckBox")->width;
         case PM_IndicatorHeight:
         case PM_ExclusiveIndicatorHeight:
-            return m_pTheme->FindElement("CheckBox")->iHeight;
+            return m_pTheme->FindElement("CheckBox")->height;
         case PM_MenuPanelWidth:
-            return m_pTheme->FindElement("Menu")->iBorder;
+            return m_pTheme->FindElement("Menu")->border;
         case PM_MenuVMargin:
             return 3;
         case PM_MenuHMargin:

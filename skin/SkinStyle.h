@@ -20,7 +20,7 @@ class CSkinStyle final : public QProxyStyle
     static void SetElement(QWidget& widget, const QString& name);
 
     /// The colours of everything in a window that bears this element.
-    QPalette PaletteFor(const XElement& element) const;
+    QPalette PaletteFor(const Element& element) const;
 
     void polish(QWidget* widget) override;
     void drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
@@ -44,15 +44,15 @@ class CSkinStyle final : public QProxyStyle
     static constexpr int MENU_ARROW_WIDTH = 16;
 
     static EState StateOf(const QStyleOption& option);
-    const XElement& ElementOf(const QWidget* widget, std::string_view fallback) const;
-    const XIcon* IconOf(const XElement& element) const;
+    const Element& ElementOf(const QWidget* widget, std::string_view fallback) const;
+    const Icon* IconOf(const Element& element) const;
 
     /// The box, and the ring when the control has the focus.
-    static void DrawFace(const QStyleOption& option, QPainter& painter, const XElement& element,
-                         const XLook& look);
+    static void DrawFace(const QStyleOption& option, QPainter& painter, const Element& element,
+                         const Look& look);
     void PolishCalendar(class QCalendarWidget& calendar) const;
     void DrawPushButton(const class QStyleOptionButton& option, QPainter& painter, const QWidget* widget) const;
-    void DrawButtonFace(const QStyleOption& option, QPainter& painter, const XElement& element,
+    void DrawButtonFace(const QStyleOption& option, QPainter& painter, const Element& element,
                         const QString& text, const QIcon& icon) const;
     void DrawMenuItem(const class QStyleOptionMenuItem& option, QPainter& painter, const QWidget* widget) const;
     void DrawIndicator(const QStyleOption& option, QPainter& painter, PrimitiveElement kind) const;

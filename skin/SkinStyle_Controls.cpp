@@ -17,15 +17,15 @@ constexpr int ICON_GAP = 6;  // between a button's icon and its text
 void CSkinStyle::DrawIndicator(const QStyleOption& option, QPainter& painter, PrimitiveElement kind) const
 {
     const bool round = kind == PE_IndicatorRadioButton;
-    XElement box = *m_pTheme->FindElement("CheckBox");
-    if (round) box.iRadius = option.rect.height() / 2;
+    Element box = *m_pTheme->FindElement("CheckBox");
+    if (round) box.radius = option.rect.height() / 2;
     // A tick is the state, not a look of its own: a ticked box keeps the look of the state it is in otherwise.
     QStyleOption unticked = option;
     unticked.state &= ~State_On;
-    XLook look = box.Look(StateOf(unticked));
+    Look look = box.LookOf(StateOf(unticked));
     // In a list it stands on a ground like its own.
     if (kind == PE_IndicatorItemViewItemCheck)
-        look.border = m_pTheme->FindElement("Tree")->Look(EState::Normal).mark;
+        look.border = m_pTheme->FindElement("Tree")->LookOf(EState::Normal).mark;
     const QRectF area = option.rect;
     DrawFace(option, painter, box, look);
     const QRectF inside = area.adjusted(3, 3, -3, -3);
@@ -40,18 +40,18 @@ void CSkinStyle::DrawIndicator(const QStyleOption& option, QPainter& painter, Pr
         painter.drawEllipse(inside.adjusted(1, 1, -1, -1));
         painter.restore();
     } else if (option.state & State_On) {
-        if (const XIcon* tick = IconOf(box))
+        if (const Icon* tick = IconOf(box))
             PaintIcon(painter, inside.adjusted(-1, -1, 1, 1), *tick, ToQColor(look.mark));
     }
 }
 
 void CSkinStyle::DrawRow(const QStyleOption& option, QPainter& painter, const QWidget* widget) const
 {
-    const XElement& tree = ElementOf(widget, "Tree");
+    const Element& tree = ElementOf(widget, "Tree");
     const bool selected = option.state & State_Selected;
     const bool hot = option.state & State_MouseOver && option.state & State_Enabled;
     if (selected || hot) {
-        const XLook& look = tree.Look(selected ? EState::Checked : EState::Hover);
+        const Look& look = tree.LookOf(selected ? EState::Checked : EState::Hover);
         painter.fillRect(option.rect, ToBrush(look.fill, option.rect));
         return;
     }
@@ -66,14 +66,14 @@ void CSkinStyle::DrawPushButton(const QStyleOptionButton& option, QPainter& pain
     DrawButtonFace(option, painter, ElementOf(widget, "Button"), option.text, option.icon);
 }
 
-void CSkinStyle::DrawButtonFace(const QStyleOption& option, QPainter& painter, const XElement& element,
+void CSkinStyle::DrawButtonFace(const QStyleOption& option, QPainter& painter, const Element& element,
                                 const QString& text, const QIcon& icon) const
 {
-    const XLook& look = element.Look(StateOf(option));
+    const Look& look = element.LookOf(StateOf(option));
     const QRectF area = option.rect;
     DrawFace(option, painter, element, look);
-    const QRectF inside = area.adjusted(element.iPadX, element.iPadY, -element.iPadX, -element.iPadY);
-    const XIcon* own = IconOf(element);
+    const QRectF inside = area.adjusted(element.padX, element.padY, -element.padX, -element.padY);
+    const Icon* own = IconOf(element);
     const qreal side = own || !icon.isNull() ? std::min(inside.height(), inside.width()) : 0;
     const int room = static_cast<int>(inside.width() - side);
     const QString shown = option.fontMetrics.elidedText(text, Qt::ElideRight, room, Qt::TextShowMnemonic);
@@ -94,30 +94,30 @@ void CSkinStyle::DrawButtonFace(const QStyleOption& option, QPainter& painter, c
 
 void CSkinStyle::DrawMenuItem(const QStyleOptionMenuItem& option, QPainter& painter, const QWidget*) const
 {
-    const XElement& menu = *m_pTheme->FindElement("Menu");
+    const Element& menu = *m_pTheme->FindElement("Menu");
     const QRectF area = option.rect;
-    const XLook& ground = menu.Look(EState::Normal);
+    const Look& ground = menu.LookOf(EState::Normal);
     painter.fillRect(area, ToBrush(ground.fill, area));
     if (option.menuItemType == QStyleOptionMenuItem::Separator) {
         QColor line = ToQColor(ground.text);
         line.setAlpha(60);
-        painter.fillRect(QRectF(area.left() + menu.iPadX, area.center().y(), area.width() - 2 * menu.iPadX, 1),
+        painter.fillRect(QRectF(area.left() + menu.padX, area.center().y(), area.width() - 2 * menu.padX, 1),
                          line);
         return;
     }
     const bool enabled = option.state & State_Enabled;
     const bool hot = enabled && option.state & State_Selected;
-    const XLook& look = menu.Look(!enabled ? EState::Disabled : hot ? EState::Hover : EState::Normal);
+    const Look& look = menu.LookOf(!enabled ? EState::Disabled : hot ? EState::Hover : EState::Normal);
     if (hot) {
-        XElement row = menu;
-        row.iBorder = 0;
+        Element row = menu;
+        row.border = 0;
         PaintBox(painter, area.adjusted(2, 0, -2, 0), row, look);
     }
-    QRectF place = area.adjusted(menu.iPadX / 2.0, 0, -menu.iPadX, 0);
+    QRectF place = area.adjusted(menu.padX / 2.0, 0, -menu.padX, 0);
     const QRectF mark(place.left(), place.top(), MENU_MARK_WIDTH, place.height());
     if (option.checkType != QStyleOptionMenuItem::NotCheckable && option.checked) {
-        const XIcon* tick = IconOf(*m_pTheme->FindElement("CheckBox"));
-        const QColor color = ToQColor(hot || !enabled ? look.mark : menu.Look(EState::Checked).mark);
+        const Icon* tick = IconOf(*m_pTheme->FindElement("CheckBox"));
+        const QColor color = ToQColor(hot || !enabled ? look.mark : menu.LookOf(EState::Checked).mark);
         if (tick) PaintIcon(painter, mark.adjusted(2, 0, -2, 0), *tick, color);
     } else if (!option.icon.isNull()) {
         option.icon.paint(&painter, mark.toRect(), Qt::AlignCenter, enabled ? QIcon::Normal : QIcon::Disabled);
@@ -138,13 +138,13 @@ void CSkinStyle::DrawMenuItem(const QStyleOptionMenuItem& option, QPainter& pain
 
 void CSkinStyle::DrawCombo(const QStyleOptionComboBox& option, QPainter& painter, const QWidget* widget) const
 {
-    const XElement& combo = ElementOf(widget, "Combo");
+    const Element& combo = ElementOf(widget, "Combo");
     QStyleOption closed = option;
     closed.state &= ~(State_On | State_Sunken);  // an open list is no look of its own
-    const XLook& look = combo.Look(StateOf(closed));
+    const Look& look = combo.LookOf(StateOf(closed));
     DrawFace(option, painter, combo, look);
     const QRectF arrow = subControlRect(CC_ComboBox, &option, SC_ComboBoxArrow, widget);
-    if (const XIcon* icon = IconOf(combo)) {
+    if (const Icon* icon = IconOf(combo)) {
         PaintIcon(painter, QRectF(arrow.center() - QPointF(6, 6), QSizeF(12, 12)), *icon, ToQColor(look.mark));
     } else {
         PaintArrow(painter, arrow, EArrow::Down, ToQColor(look.mark));
@@ -153,9 +153,9 @@ void CSkinStyle::DrawCombo(const QStyleOptionComboBox& option, QPainter& painter
 
 void CSkinStyle::DrawSpinBox(const QStyleOptionSpinBox& option, QPainter& painter, const QWidget* widget) const
 {
-    const XElement& edit = ElementOf(widget, "Edit");
+    const Element& edit = ElementOf(widget, "Edit");
     const EState state = option.state & State_Enabled ? EState::Normal : EState::Disabled;
-    const XLook& look = edit.Look(state);
+    const Look& look = edit.LookOf(state);
     DrawFace(option, painter, edit, look);
     if (option.buttonSymbols == QAbstractSpinBox::NoButtons) return;
     for (const SubControl part : {SC_SpinBoxUp, SC_SpinBoxDown}) {
@@ -163,8 +163,8 @@ void CSkinStyle::DrawSpinBox(const QStyleOptionSpinBox& option, QPainter& painte
         const bool can =
             option.stepEnabled & (up ? QAbstractSpinBox::StepUpEnabled : QAbstractSpinBox::StepDownEnabled);
         const bool hot = option.activeSubControls == part;
-        const XLook& arrow = !can ? m_pTheme->FindElement("Menu")->Look(EState::Disabled) : look;
-        const QColor color = ToQColor(can && hot ? edit.Look(EState::Checked).fill.top : arrow.mark);
+        const Look& arrow = !can ? m_pTheme->FindElement("Menu")->LookOf(EState::Disabled) : look;
+        const QColor color = ToQColor(can && hot ? edit.LookOf(EState::Checked).fill.top : arrow.mark);
         PaintArrow(painter, subControlRect(CC_SpinBox, &option, part, widget), up ? EArrow::Up : EArrow::Down,
                    color);
     }
@@ -172,11 +172,11 @@ void CSkinStyle::DrawSpinBox(const QStyleOptionSpinBox& option, QPainter& painte
 
 void CSkinStyle::DrawSlider(const QStyleOptionSlider& option, QPainter& painter, const QWidget* widget) const
 {
-    const XElement& element = ElementOf(widget, "Slider");
+    const Element& element = ElementOf(widget, "Slider");
     QStyleOption over = option;
     const bool onHandle = option.activeSubControls & SC_SliderHandle;
     if (!onHandle) over.state &= ~(State_Sunken | State_MouseOver);
-    const XLook& look = element.Look(StateOf(over));
+    const Look& look = element.LookOf(StateOf(over));
     const bool lying = option.orientation == Qt::Horizontal;
     constexpr qreal thickness = 5;
     const QRectF groove = subControlRect(CC_Slider, &option, SC_SliderGroove, widget);
@@ -191,15 +191,15 @@ void CSkinStyle::DrawSlider(const QStyleOptionSlider& option, QPainter& painter,
     } else {
         option.upsideDown ? used.setTop(handle.center().y()) : used.setBottom(handle.center().y());
     }
-    if (option.state & State_Enabled) PaintBox(painter, used, element, element.Look(EState::Checked));
+    if (option.state & State_Enabled) PaintBox(painter, used, element, element.LookOf(EState::Checked));
 
-    XElement thumb = element;
-    thumb.iRadius = static_cast<int>(std::min(handle.width(), handle.height()) / 2);
-    XLook face = look;
+    Element thumb = element;
+    thumb.radius = static_cast<int>(std::min(handle.width(), handle.height()) / 2);
+    Look face = look;
     face.fill = {look.mark, look.mark};
     face.border = NO_COLOR;
-    const QRectF round(handle.center() - QPointF(element.iWidth / 2.0, element.iHeight / 2.0),
-                       QSizeF(element.iWidth, element.iHeight));
+    const QRectF round(handle.center() - QPointF(element.width / 2.0, element.height / 2.0),
+                       QSizeF(element.width, element.height));
     PaintBox(painter, round, thumb, face);
     if (option.state & State_HasFocus) PaintRing(painter, QRectF(option.rect), element, look);
 }
@@ -239,15 +239,15 @@ QRect CSkinStyle::ScrollBarRect(const QStyleOptionSlider& option, SubControl par
 
 void CSkinStyle::DrawScrollBar(const QStyleOptionSlider& option, QPainter& painter, const QWidget* widget) const
 {
-    const XElement& element = ElementOf(widget, "ScrollBar");
+    const Element& element = ElementOf(widget, "ScrollBar");
     QStyleOption over = option;
     if (!(option.activeSubControls & SC_ScrollBarSlider)) over.state &= ~(State_Sunken | State_MouseOver);
     over.state &= ~State_On;
-    const XLook& look = element.Look(StateOf(over));
+    const Look& look = element.LookOf(StateOf(over));
     painter.fillRect(option.rect, ToBrush(look.fill, option.rect));
     if (option.maximum <= option.minimum) return;
     const QRectF handle = ScrollBarRect(option, SC_ScrollBarSlider, widget);
-    XLook face = look;
+    Look face = look;
     face.fill = {look.mark, look.mark};
     PaintBox(painter, handle.adjusted(2, 2, -2, -2), element, face);
 }

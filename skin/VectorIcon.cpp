@@ -13,7 +13,7 @@ namespace
 class CVectorIconEngine final : public QIconEngine
 {
   public:
-    CVectorIconEngine(std::shared_ptr<const CTheme> theme, const XIcon& icon, const XElement& element)
+    CVectorIconEngine(std::shared_ptr<const CTheme> theme, const Icon& icon, const Element& element)
         : m_pTheme(std::move(theme)), m_pIcon(&icon)
     {
         for (std::size_t state = 0; state < STATE_COUNT; ++state)
@@ -40,13 +40,13 @@ class CVectorIconEngine final : public QIconEngine
 
   private:
     std::shared_ptr<const CTheme> m_pTheme;  // owns m_pIcon
-    const XIcon* m_pIcon;
-    std::array<XColor, STATE_COUNT> m_Marks;
+    const Icon* m_pIcon;
+    std::array<Color, STATE_COUNT> m_Marks;
 };
 }  // namespace
 
-QIcon MakeVectorIcon(std::shared_ptr<const CTheme> theme, std::string_view name, const XElement& element)
+QIcon MakeVectorIcon(std::shared_ptr<const CTheme> theme, std::string_view name, const Element& element)
 {
-    const XIcon* icon = theme->FindIcon(name);
+    const Icon* icon = theme->FindIcon(name);
     return QIcon(new CVectorIconEngine(std::move(theme), *icon, element));
 }

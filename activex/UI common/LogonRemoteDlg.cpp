@@ -23,8 +23,8 @@ namespace
 {
 
 struct Caption {
-    int m_iControl;
-    const char* m_szKey;
+    int control;
+    const char* key;
 };
 
 constexpr Caption CAPTIONS[] = {
@@ -38,8 +38,8 @@ constexpr int MODE_CONTROL = 207;
 
 // The controls that are labelled by another one, for assistive tools and for the order of the Tab key.
 struct Buddy {
-    int m_iLabel;
-    int m_iField;
+    int label;
+    int field;
 };
 constexpr Buddy BUDDIES[] = {{1000, CLogonRemoteDlg::ADDRESS},
                              {1001, CLogonRemoteDlg::USER},
@@ -88,11 +88,11 @@ bool CLogonRemoteDlg::OnInitDialog()
     GetDlgItem<CHistoryCombo>(ADDRESS)->LoadHistory("Setting", "HistoryCombo", true);
     SetWindowText(CLanguage::GetString("IDS_LogonRemoteDlg"));
     for (const Caption& caption : CAPTIONS)
-        SetDlgItemText(caption.m_iControl, CLanguage::GetString(caption.m_szKey));
+        SetDlgItemText(caption.control, CLanguage::GetString(caption.key));
     SetDlgItemText(MODE_CONTROL, CLanguage::GetString("IDS_LogonDlg_Mode"));
     for (const Buddy& buddy : BUDDIES) {
-        auto* const label = GetDlgItem<QLabel>(buddy.m_iLabel);
-        auto* const field = GetDlgItem<QWidget>(buddy.m_iField);
+        auto* const label = GetDlgItem<QLabel>(buddy.label);
+        auto* const field = GetDlgItem<QWidget>(buddy.field);
         label->setBuddy(field);
         field->setAccessibleName(label->text());
         field->setToolTip(label->text());
@@ -156,8 +156,8 @@ void CLogonRemoteDlg::PlaceControls(int width)
 EPreTranslate CLogonRemoteDlg::PreTranslateMessage(MSG& message)
 {
     // A press gives its window the keyboard before anything else happens.
-    if (message.message == WM_LBUTTONDOWN && message.pTarget != nullptr)
-        message.pTarget->setFocus(Qt::MouseFocusReason);
+    if (message.message == WM_LBUTTONDOWN && message.target != nullptr)
+        message.target->setFocus(Qt::MouseFocusReason);
     return CDialog::PreTranslateMessage(message);
 }
 
@@ -204,8 +204,8 @@ void CLogonRemoteDlg::OnOK()
     ShowBusy(true);
     // Also when a station throws: the panel must not stay busy for ever.
     struct CAtRest {
-        ~CAtRest() { m_Panel.ShowBusy(false); }
-        CLogonRemoteDlg& m_Panel;
+        ~CAtRest() { panel.ShowBusy(false); }
+        CLogonRemoteDlg& panel;
     } const at_rest{*this};
     Logon();
 }

@@ -89,7 +89,7 @@ int COutlook2Ctrl::AddFolder(const QString& name, const QIcon& icon, QWidget* ch
         AddItem(index, {});  // the band on top has the name already
         AddSubItem(index, -1, child);
     }
-    if (m_iSelected < 0) SelectFolder(index, ANIMATION::Off);
+    if (m_iSelected < 0) SelectFolder(index, EAnimation::Off);
     update();
     return index;
 }
@@ -144,15 +144,15 @@ int COutlook2Ctrl::AddSubItem(int folder, int item, QWidget* child, int height)
     return static_cast<int>(place->m_SubItems.size()) - 1;
 }
 
-COL2SubItem* COutlook2Ctrl::FindLine(const XHit& hit)
+COL2SubItem* COutlook2Ctrl::FindLine(const Hit& hit)
 {
-    if (hit.m_Kind != HIT_SUBITEM) return nullptr;
-    COL2Item* const item = FindItem(hit.m_iFolder, hit.m_iItem);
-    const bool known = item != nullptr && IsIndex(hit.m_iSubItem, item->m_SubItems.size());
-    return known ? item->m_SubItems[static_cast<std::size_t>(hit.m_iSubItem)].get() : nullptr;
+    if (hit.kind != HIT_SUBITEM) return nullptr;
+    COL2Item* const item = FindItem(hit.folder, hit.item);
+    const bool known = item != nullptr && IsIndex(hit.subItem, item->m_SubItems.size());
+    return known ? item->m_SubItems[static_cast<std::size_t>(hit.subItem)].get() : nullptr;
 }
 
-COutlook2Ctrl::XHit COutlook2Ctrl::HitTest(const QPoint& point) const
+COutlook2Ctrl::Hit COutlook2Ctrl::HitTest(const QPoint& point) const
 {
     for (int f = 0; f < GetFolderCount(); ++f) {
         const COL2Folder& folder = *m_Folders[static_cast<std::size_t>(f)];
@@ -169,10 +169,10 @@ COutlook2Ctrl::XHit COutlook2Ctrl::HitTest(const QPoint& point) const
     return {};
 }
 
-void COutlook2Ctrl::SelectFolder(int index, ANIMATION animation)
+void COutlook2Ctrl::SelectFolder(int index, EAnimation animation)
 {
     if (index == m_iSelected || !IsIndex(index, m_Folders.size())) return;
-    const bool slides = animation == ANIMATION::On && width() > RESIZE_BAND && isVisible();
+    const bool slides = animation == EAnimation::On && width() > RESIZE_BAND && isVisible();
     if (slides) m_OldPage = GrabPage();
     HideChildren();
     m_iSelected = index;
@@ -248,9 +248,9 @@ void COutlook2Ctrl::Fire(const COL2SubItem& line)
 
 void COutlook2Ctrl::Click(const QPoint& point)
 {
-    const XHit hit = HitTest(point);
-    if (hit.m_Kind == HIT_FOLDER) {
-        SelectFolder(hit.m_iFolder, ANIMATION::On);
+    const Hit hit = HitTest(point);
+    if (hit.kind == HIT_FOLDER) {
+        SelectFolder(hit.folder, EAnimation::On);
         return;
     }
     COL2SubItem* const line = FindLine(hit);
@@ -286,10 +286,10 @@ void COutlook2Ctrl::mouseMoveEvent(QMouseEvent* event)
         return;
     }
     const bool on_band = at.x() >= width() - RESIZE_BAND;
-    const XHit hit = on_band ? XHit{} : HitTest(at);
-    const bool clickable = hit.m_Kind == HIT_FOLDER || hit.m_Kind == HIT_SUBITEM;
+    const Hit hit = on_band ? Hit{} : HitTest(at);
+    const bool clickable = hit.kind == HIT_FOLDER || hit.kind == HIT_SUBITEM;
     setCursor(on_band ? Qt::SplitHCursor : clickable ? Qt::PointingHandCursor : Qt::ArrowCursor);
-    if (hit.m_Kind != HIT_ITEM) SetHot(hit);
+    if (hit.kind != HIT_ITEM) SetHot(hit);
 }
 
 void COutlook2Ctrl::mouseReleaseEvent(QMouseEvent* event)
@@ -328,10 +328,10 @@ void COutlook2Ctrl::leaveEvent(QEvent*)
     SetHot({});
 }
 
-void COutlook2Ctrl::SetHot(const XHit& hit)
+void COutlook2Ctrl::SetHot(const Hit& hit)
 {
-    const bool same = hit.m_Kind == m_Hot.m_Kind && hit.m_iFolder == m_Hot.m_iFolder &&
-                      hit.m_iItem == m_Hot.m_iItem && hit.m_iSubItem == m_Hot.m_iSubItem;
+    const bool same = hit.kind == m_Hot.kind && hit.folder == m_Hot.folder && hit.item == m_Hot.item &&
+                      hit.subItem == m_Hot.subItem;
     if (same) return;
     m_Hot = hit;
     update();
@@ -343,7 +343,7 @@ void COutlook2Ctrl::keyPressEvent(QKeyEvent* event)
     const bool by_number =
         (event->modifiers() & Qt::ControlModifier) != 0 && key >= Qt::Key_1 && key <= Qt::Key_9;
     if (by_number)
-        SelectFolder(key - Qt::Key_1, ANIMATION::On);
+        SelectFolder(key - Qt::Key_1, EAnimation::On);
     else if (!hasFocus() || !TakeArrow(key))  // an arrow may be one that a control of the page had no use for
         QWidget::keyPressEvent(event);
 }
@@ -352,10 +352,10 @@ bool COutlook2Ctrl::TakeArrow(int key)
 {
     switch (key) {
         case Qt::Key_Up:
-            SelectFolder(m_iSelected - 1, ANIMATION::On);
+            SelectFolder(m_iSelected - 1, EAnimation::On);
             return true;
         case Qt::Key_Down:
-            SelectFolder(m_iSelected + 1, ANIMATION::On);
+            SelectFolder(m_iSelected + 1, EAnimation::On);
             return true;
         case Qt::Key_Left:
             SetStoredWidth(width() - KEY_STEP);
@@ -377,8 +377,8 @@ bool COutlook2Ctrl::event(QEvent* event)
 {
     if (event->type() == QEvent::ToolTip) {
         const auto* const help = static_cast<QHelpEvent*>(event);
-        const XHit hit = HitTest(help->pos());
-        const QString text = hit.m_Kind == HIT_FOLDER ? GetFolder(hit.m_iFolder).m_strName : QString();
+        const Hit hit = HitTest(help->pos());
+        const QString text = hit.kind == HIT_FOLDER ? GetFolder(hit.folder).m_strName : QString();
         QToolTip::showText(help->globalPos(), text, this);
         return true;
     }

@@ -39,14 +39,14 @@ class COutlook2Ctrl : public QWidget
 
     /// Where a point lies. Only what the last paint drew can be hit.
     enum HIT { HIT_NONE = 0, HIT_FOLDER = 1, HIT_ITEM = 2, HIT_SUBITEM = 4 };
-    struct XHit {
-        HIT m_Kind = HIT_NONE;
-        int m_iFolder = -1;
-        int m_iItem = -1;
-        int m_iSubItem = -1;
+    struct Hit {
+        HIT kind = HIT_NONE;
+        int folder = -1;
+        int item = -1;
+        int subItem = -1;
     };
 
-    enum class ANIMATION { Off, On };
+    enum class EAnimation { Off, On };
 
     /// `owner` gets the lines' commands as WM_COMMAND.
     explicit COutlook2Ctrl(QWidget* parent = nullptr, HWND owner = HWND::Null);
@@ -67,7 +67,7 @@ class COutlook2Ctrl : public QWidget
     int AddSubItem(int folder, int item, QWidget* child, int height = -1);
 
     /// Selects a folder; the same or an unknown one changes nothing. With the animation the new page slides in.
-    void SelectFolder(int index, ANIMATION animation);
+    void SelectFolder(int index, EAnimation animation);
     int GetSelectedFolder() const { return m_iSelected; }
     int GetFolderCount() const { return static_cast<int>(m_Folders.size()); }
     const COL2Folder& GetFolder(int index) const { return *m_Folders.at(static_cast<std::size_t>(index)); }
@@ -77,7 +77,7 @@ class COutlook2Ctrl : public QWidget
     QSize GetLayoutSize() const { return {m_iWidth, LAYOUT_HEIGHT}; }
     /// What the owner's layout has room for: the stored width stays within it.
     void SetWidthLimit(int limit);
-    XHit HitTest(const QPoint& point) const;
+    Hit HitTest(const QPoint& point) const;
 
     /// Asks the owner for the state of every line of the selected folder but those of style OL2_FIRE; a line
     /// whose state changed is painted anew. The bar calls it itself when the event loop has nothing to do.
@@ -125,9 +125,9 @@ class COutlook2Ctrl : public QWidget
     void Fire(const COL2SubItem& line);
     QPixmap GrabPage();
     void Slide();
-    void SetHot(const XHit& hit);
+    void SetHot(const Hit& hit);
     COL2Item* FindItem(int folder, int item);
-    COL2SubItem* FindLine(const XHit& hit);
+    COL2SubItem* FindLine(const Hit& hit);
     QRect GetPageRect() const;
 
     HWND m_hOwner;
@@ -135,9 +135,9 @@ class COutlook2Ctrl : public QWidget
     int m_iWidthLimit = std::numeric_limits<int>::max();
     QPointer<QWidget> m_pTracker;  // while the edge is dragged
     int m_iDragOffset = 0;
-    XHit m_Hot;
+    Hit m_Hot;
     struct Colors {
-        XColor face, window, page, title, header, line;
+        Color face, window, page, title, header, line;
     } m_Colors;
     std::vector<std::unique_ptr<COL2Folder>> m_Folders;
     int m_iSelected = -1;

@@ -15,7 +15,7 @@ constexpr int TEXT_MARGIN = 8;
 constexpr int ICON_SIZE = 16;
 constexpr int LINE_INDENT = 12;
 
-QBrush Vertical(const QRect& place, XColor top, XColor bottom)
+QBrush Vertical(const QRect& place, Color top, Color bottom)
 {
     return ToBrush({top, bottom}, place);
 }
@@ -114,7 +114,7 @@ void COutlook2Ctrl::paintEvent(QPaintEvent*)
     painter.fillRect(rect(), ToQColor(m_Colors.face));
     DrawTitle(painter);
     for (int i = 0; i < GetFolderCount(); ++i) {
-        const bool hot = m_Hot.m_Kind == HIT_FOLDER && m_Hot.m_iFolder == i;
+        const bool hot = m_Hot.kind == HIT_FOLDER && m_Hot.folder == i;
         DrawFolder(painter, *m_Folders[static_cast<std::size_t>(i)], i == m_iSelected, hot);
     }
     const QRect page = GetPageRect();
@@ -173,8 +173,8 @@ void COutlook2Ctrl::DrawPage(QPainter& painter, const QRect& page)
             DrawItem(painter, *items[i]);
         for (std::size_t s = 0; s < items[i]->m_SubItems.size(); ++s) {
             const COL2SubItem& line = *items[i]->m_SubItems[s];
-            const bool hot = m_Hot.m_Kind == HIT_SUBITEM && m_Hot.m_iItem == static_cast<int>(i) &&
-                             m_Hot.m_iSubItem == static_cast<int>(s);
+            const bool hot = m_Hot.kind == HIT_SUBITEM && m_Hot.item == static_cast<int>(i) &&
+                             m_Hot.subItem == static_cast<int>(s);
             if (line.m_pChild == nullptr && !line.m_rect.isEmpty()) DrawSubItem(painter, line, hot);
         }
     }

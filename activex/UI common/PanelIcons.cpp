@@ -36,7 +36,7 @@ QIcon MakeIcon(DRAW draw)
 }
 
 struct CameraLook {
-    XColor body, lit_body;
+    Color body, lit_body;
     bool filled;  // an outline alone is a closed channel: the shape says it too
     bool light;   // of a recording
 };

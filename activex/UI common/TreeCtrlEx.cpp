@@ -27,7 +27,7 @@ CTreeCtrlEx::CTreeCtrlEx(QWidget* parent) : QTreeView(parent), m_pRows(new CTree
     connect(m_pRows, &CTreeRowDelegate::LabelEdited, this, &CTreeCtrlEx::LabelEdited);
 }
 
-void CTreeCtrlEx::SetTreeColors(XColor ground, XColor text)
+void CTreeCtrlEx::SetTreeColors(Color ground, Color text)
 {
     m_GroundColor = ground;
     m_TextColor = text;

@@ -19,9 +19,9 @@ class CTreeCtrlEx : public QTreeView
     QRect GetLabelRect(const QModelIndex& index) const;
 
     /// Colours of the tree as the main panel sets them after a logon.
-    void SetTreeColors(XColor ground, XColor text);
-    XColor GetGroundColor() const { return m_GroundColor; }
-    XColor GetTextColor() const { return m_TextColor; }
+    void SetTreeColors(Color ground, Color text);
+    Color GetGroundColor() const { return m_GroundColor; }
+    Color GetTextColor() const { return m_TextColor; }
     bool IsEditing() const { return state() == EditingState; }
 
   signals:
@@ -43,6 +43,6 @@ class CTreeCtrlEx : public QTreeView
 
   private:
     CTreeRowDelegate* m_pRows;  // the tree's
-    XColor m_GroundColor = panel_color::TREE_GROUND_AT_START;
-    XColor m_TextColor = panel_color::TREE_INK_AT_START;
+    Color m_GroundColor = panel_color::TREE_GROUND_AT_START;
+    Color m_TextColor = panel_color::TREE_INK_AT_START;
 };

@@ -43,9 +43,9 @@ void CTreeRowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& opti
 {
     const QRect& row = option.rect;
     const bool selected = option.state & QStyle::State_Selected;
-    const XColor shade = selected                          ? panel_color::ROW_SELECTED
-                         : row.top() / ROW_HEIGHT % 2 == 0 ? panel_color::ROW_EVEN
-                                                           : panel_color::ROW_ODD;
+    const Color shade = selected                          ? panel_color::ROW_SELECTED
+                        : row.top() / ROW_HEIGHT % 2 == 0 ? panel_color::ROW_EVEN
+                                                          : panel_color::ROW_ODD;
     painter->fillRect(row, ToQColor(shade));
     const int label = LabelLeft(index);
     const int middle = row.center().y();

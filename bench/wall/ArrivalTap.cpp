@@ -22,18 +22,18 @@
 namespace
 {
 
-struct XTap {
-    std::atomic<bool> m_bOn{false};
-    std::mutex m_cs;          // guards all below
-    std::set<int> m_Stamped;  // sockets that give the time of arrival
-    std::vector<std::uint8_t> m_Buffer = std::vector<std::uint8_t>(MESSAGE_LIMIT_BYTES);
-    std::optional<CMessageAssembler> m_Assembler;
-    std::array<std::deque<double>, CHANNEL_COUNT> m_Arrived;
+struct TapState {
+    std::atomic<bool> on{false};
+    std::mutex lock;        // guards all below
+    std::set<int> stamped;  // sockets that give the time of arrival
+    std::vector<std::uint8_t> buffer = std::vector<std::uint8_t>(MESSAGE_LIMIT_BYTES);
+    std::optional<CMessageAssembler> assembler;
+    std::array<std::deque<double>, CHANNEL_COUNT> arrived;
 };
 
-XTap& Tap()
+TapState& Tap()
 {
-    static XTap tap;
+    static TapState tap;
     return tap;
 }
 
@@ -72,18 +72,17 @@ bool IsPicture(std::span<const std::uint8_t> message)
 void Look(std::span<const std::uint8_t> datagram, double stamp)
 {
     if (datagram.size() <= P2P_HEADER_BYTES || ReadLittle32(datagram.data()) != P2PMSG_DATA) return;
-    XTap& tap = Tap();
-    const std::lock_guard lock(tap.m_cs);
-    if (tap.m_Assembler->Feed(datagram.subspan(P2P_HEADER_BYTES)) != CMessageAssembler::RESULT::Complete)
-        return;
-    const auto message = tap.m_Assembler->GetMessage();
+    TapState& tap = Tap();
+    const std::lock_guard lock(tap.lock);
+    if (tap.assembler->Feed(datagram.subspan(P2P_HEADER_BYTES)) != CMessageAssembler::EResult::Complete) return;
+    const auto message = tap.assembler->GetMessage();
     if (IsPicture(message))
-        tap.m_Arrived[static_cast<std::size_t>(ReadMessageHeader(message).m_iChannel)].push_back(stamp);
+        tap.arrived[static_cast<std::size_t>(ReadMessageHeader(message).channel)].push_back(stamp);
 }
 
 // Room for the stamp and the size of the pieces.
-struct XControl {
-    alignas(cmsghdr) std::array<std::uint8_t, CMSG_SPACE(sizeof(timespec)) + CMSG_SPACE(sizeof(int))> m_Bytes{};
+struct Control {
+    alignas(cmsghdr) std::array<std::uint8_t, CMSG_SPACE(sizeof(timespec)) + CMSG_SPACE(sizeof(int))> bytes{};
 };
 
 // Leaves of what came beside a message only what the caller's own room was made for.
@@ -102,16 +101,15 @@ void GiveBack(const msghdr& received, msghdr& message)
 int ReceiveStamped(int socket, mmsghdr* messages, unsigned int limit, int flags, timespec* patience)
 {
     {
-        const std::lock_guard lock(Tap().m_cs);
+        const std::lock_guard lock(Tap().lock);
         const int on = 1;
-        if (Tap().m_Stamped.insert(socket).second)
-            setsockopt(socket, SOL_SOCKET, SO_TIMESTAMPNS, &on, sizeof on);
+        if (Tap().stamped.insert(socket).second) setsockopt(socket, SOL_SOCKET, SO_TIMESTAMPNS, &on, sizeof on);
     }
-    std::vector<XControl> controls(limit);
+    std::vector<Control> controls(limit);
     std::vector<mmsghdr> received(messages, messages + limit);
     for (unsigned int i = 0; i < limit; ++i) {
-        received[i].msg_hdr.msg_control = controls[i].m_Bytes.data();
-        received[i].msg_hdr.msg_controllen = controls[i].m_Bytes.size();
+        received[i].msg_hdr.msg_control = controls[i].bytes.data();
+        received[i].msg_hdr.msg_controllen = controls[i].bytes.size();
     }
     const auto count = static_cast<int>(syscall(SYS_recvmmsg, socket, received.data(), limit, flags, patience));
     for (int i = 0; i < count; ++i) {
@@ -134,7 +132,7 @@ int ReceiveStamped(int socket, mmsghdr* messages, unsigned int limit, int flags,
 
 extern "C" int recvmmsg(int socket, mmsghdr* messages, unsigned int limit, int flags, timespec* patience)
 {
-    if (Tap().m_bOn.load(std::memory_order_relaxed))
+    if (Tap().on.load(std::memory_order_relaxed))
         return ReceiveStamped(socket, messages, limit, flags, patience);
     return static_cast<int>(syscall(SYS_recvmmsg, socket, messages, limit, flags, patience));
 }
@@ -144,37 +142,37 @@ namespace arrival_tap
 
 void Start()
 {
-    XTap& tap = Tap();
-    const std::lock_guard lock(tap.m_cs);
-    tap.m_Stamped.clear();
-    tap.m_Assembler.emplace(tap.m_Buffer);
-    for (auto& channel : tap.m_Arrived)
+    TapState& tap = Tap();
+    const std::lock_guard lock(tap.lock);
+    tap.stamped.clear();
+    tap.assembler.emplace(tap.buffer);
+    for (auto& channel : tap.arrived)
         channel.clear();
-    tap.m_bOn = true;
+    tap.on = true;
 }
 
 void Stop()
 {
-    Tap().m_bOn = false;
+    Tap().on = false;
 }
 
-double TakeAge(int iChannel)
+double TakeAge(int channel)
 {
-    XTap& tap = Tap();
+    TapState& tap = Tap();
     const double now = WallClockMs();
-    const std::lock_guard lock(tap.m_cs);
-    auto& arrived = tap.m_Arrived[static_cast<std::size_t>(iChannel)];
+    const std::lock_guard lock(tap.lock);
+    auto& arrived = tap.arrived[static_cast<std::size_t>(channel)];
     if (arrived.empty()) return -1;
     const double stamp = arrived.front();
     arrived.pop_front();
     return now - stamp;
 }
 
-int Waiting(int iChannel)
+int Waiting(int channel)
 {
-    XTap& tap = Tap();
-    const std::lock_guard lock(tap.m_cs);
-    return static_cast<int>(tap.m_Arrived[static_cast<std::size_t>(iChannel)].size());
+    TapState& tap = Tap();
+    const std::lock_guard lock(tap.lock);
+    return static_cast<int>(tap.arrived[static_cast<std::size_t>(channel)].size());
 }
 
 }  // namespace arrival_tap

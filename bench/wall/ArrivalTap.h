@@ -14,9 +14,9 @@ void Stop();
 
 /// The age in milliseconds of the channel's oldest picture that has arrived and has not been taken yet, counted
 /// from its last datagram; takes it. Below 0 when there is none.
-double TakeAge(int iChannel);
+double TakeAge(int channel);
 
 /// Pictures that have arrived and were not taken.
-int Waiting(int iChannel);
+int Waiting(int channel);
 
 }  // namespace arrival_tap

@@ -52,14 +52,14 @@ double ProcessorSeconds(pid_t process)
     return (user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
 }
 
-double ThreadSeconds(const std::string& strName)
+double ThreadSeconds(const std::string& threadName)
 {
     double sum = 0;
     for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
         std::string name;
         std::getline(std::ifstream(thread.path() / "comm"), name);
         double nanoseconds = 0;
-        if (name == strName && std::ifstream(thread.path() / "schedstat") >> nanoseconds) sum += nanoseconds;
+        if (name == threadName && std::ifstream(thread.path() / "schedstat") >> nanoseconds) sum += nanoseconds;
     }
     return sum / 1e9;
 }

@@ -13,7 +13,7 @@ double ProcessorSeconds(pid_t process);
 
 /// Processor time so far of this process's threads with that name, in seconds; threads that have ended don't
 /// count.
-double ThreadSeconds(const std::string& strName);
+double ThreadSeconds(const std::string& threadName);
 
 /// Runs a program to its end with nothing on its standard input and output; the words are its arguments, the
 /// first its name. Returns the processor time that it took in seconds, below 0 when it failed.

@@ -138,15 +138,15 @@ class COwnCodec
 
 // Calls `take` for every picture in that order; it returns how many pictures came out.
 template <typename TAKE>
-XPeerCost Decode(const std::vector<CODED_STREAM>& streams, int repeats, ORDER order, TAKE take)
+PeerCost Decode(const std::vector<CODED_STREAM>& streams, int repeats, EOrder order, TAKE take)
 {
-    XPeerCost cost;
+    PeerCost cost;
     const double start = ThreadSeconds();
     const std::size_t pictures = streams.front().size() * static_cast<std::size_t>(repeats);
     const auto takeOne = [&](std::size_t stream, std::size_t picture) {
-        cost.m_ulPictures += static_cast<std::uint64_t>(take(stream, picture % streams[stream].size()));
+        cost.pictures += static_cast<std::uint64_t>(take(stream, picture % streams[stream].size()));
     };
-    if (order == ORDER::OneByOne) {
+    if (order == EOrder::OneByOne) {
         for (std::size_t stream = 0; stream < streams.size(); ++stream)
             for (std::size_t picture = 0; picture < pictures; ++picture)
                 takeOne(stream, picture);
@@ -155,14 +155,14 @@ XPeerCost Decode(const std::vector<CODED_STREAM>& streams, int repeats, ORDER or
         auto due = std::chrono::steady_clock::now();
         for (std::size_t picture = 0; picture < pictures; ++picture) {
             for (std::size_t stream = 0; stream < streams.size(); ++stream) {
-                if (order == ORDER::Paced) std::this_thread::sleep_until(due += interval);
+                if (order == EOrder::Paced) std::this_thread::sleep_until(due += interval);
                 takeOne(stream, picture);
             }
         }
     }
-    cost.m_dSeconds = ThreadSeconds() - start;
-    if (cost.m_ulPictures != pictures * streams.size())
-        throw std::runtime_error("only " + std::to_string(cost.m_ulPictures) + " pictures were decoded");
+    cost.seconds = ThreadSeconds() - start;
+    if (cost.pictures != pictures * streams.size())
+        throw std::runtime_error("only " + std::to_string(cost.pictures) + " pictures were decoded");
     return cost;
 }
 
@@ -172,7 +172,7 @@ std::vector<CODED_STREAM> CaptureStreams(const CRecorderProcess& recorder, int c
 {
     constexpr std::size_t START_CODE_BYTES = 4;
     constexpr std::uint8_t PICTURE_CODE = 0xB6;  // key pictures have the stream's headers before theirs
-    CP2PSession session(recorder.SessionOptions(SystemClock(), false));
+    CP2PSession session(recorder.SessionOptionsOf(SystemClock(), false));
     session.Start("capture");
     if (!session.IsConnected() || !session.ConnectPeer(NET_ID))
         throw std::runtime_error("no path to the recorder");
@@ -186,23 +186,23 @@ std::vector<CODED_STREAM> CaptureStreams(const CRecorderProcess& recorder, int c
     std::vector<std::uint8_t> buffer(MESSAGE_LIMIT_BYTES);
     const auto isFull = [&](const CODED_STREAM& stream) { return stream.size() == pictures; };
     while (!std::ranges::all_of(streams, isFull)) {
-        char szName[P2P_NAME_BYTES];
-        const auto count = static_cast<std::size_t>(session.ReceiveMessage(szName, buffer));
+        char name[P2P_NAME_BYTES];
+        const auto count = static_cast<std::size_t>(session.ReceiveMessage(name, buffer));
         if (count <= MESSAGE_HEADER_BYTES + START_CODE_BYTES) continue;
         const auto header = ReadMessageHeader(std::span(buffer).first(count));
         const std::uint8_t* const data = buffer.data() + MESSAGE_HEADER_BYTES;
         if (ReadLittle16(data) != 0) continue;  // the reply to the request: a picture begins with a start code
-        CODED_STREAM& stream = streams[static_cast<std::size_t>(header.m_iChannel)];
+        CODED_STREAM& stream = streams[static_cast<std::size_t>(header.channel)];
         if (isFull(stream) || (stream.empty() && data[3] == PICTURE_CODE)) continue;
         stream.emplace_back(data, data + count - MESSAGE_HEADER_BYTES);
     }
     session.ReleaseReceiveLock();
-    if (session.GetCounters().m_ulDropped > 0) throw std::runtime_error("pictures were lost while capturing");
+    if (session.GetCounters().dropped > 0) throw std::runtime_error("pictures were lost while capturing");
     return streams;
 }
 
-XPeerCost RunFfmpeg(const std::vector<CODED_STREAM>& streams, int repeats, const std::filesystem::path& folder,
-                    ORDER order)
+PeerCost RunFfmpeg(const std::vector<CODED_STREAM>& streams, int repeats, const std::filesystem::path& folder,
+                   EOrder order)
 {
     std::vector<std::string> words{"ffmpeg", "-nostdin", "-v", "quiet", "-filter_threads", "1"};
     std::vector<std::string> outputs;
@@ -212,10 +212,10 @@ XPeerCost RunFfmpeg(const std::vector<CODED_STREAM>& streams, int repeats, const
     words.insert(words.end(), {"-progress", progress});
     std::ofstream file;
     for (std::size_t i = 0; i < streams.size(); ++i) {
-        if (i == 0 || order != ORDER::OneByOne) {
+        if (i == 0 || order != EOrder::OneByOne) {
             const std::string input = folder / (std::to_string(i) + ".m4v");
             file = std::ofstream(input, std::ios::binary);
-            if (order == ORDER::Paced) words.emplace_back("-re");
+            if (order == EOrder::Paced) words.emplace_back("-re");
             words.insert(words.end(),
                          {"-threads", "1", "-f", "m4v", "-framerate", std::to_string(RATE), "-i", input});
             outputs.insert(outputs.end(), {"-map", std::to_string(i), "-fps_mode", "passthrough", "-pix_fmt",
@@ -228,17 +228,16 @@ XPeerCost RunFfmpeg(const std::vector<CODED_STREAM>& streams, int repeats, const
     }
     file.close();
     words.insert(words.end(), outputs.begin(), outputs.end());
-    XPeerCost cost;
-    cost.m_dSeconds = RunProgram(words);
+    PeerCost cost;
+    cost.seconds = RunProgram(words);
     // The program counts the pictures of its first output, and the others have as many.
-    cost.m_ulPictures = ReadFrames(progress) * (order == ORDER::OneByOne ? 1 : streams.size());
-    if (cost.m_dSeconds < 0 ||
-        cost.m_ulPictures != CountPictures(streams) * static_cast<std::uint64_t>(repeats))
-        throw std::runtime_error("ffmpeg made " + std::to_string(cost.m_ulPictures) + " pictures");
+    cost.pictures = ReadFrames(progress) * (order == EOrder::OneByOne ? 1 : streams.size());
+    if (cost.seconds < 0 || cost.pictures != CountPictures(streams) * static_cast<std::uint64_t>(repeats))
+        throw std::runtime_error("ffmpeg made " + std::to_string(cost.pictures) + " pictures");
     return cost;
 }
 
-XPeerCost RunLibraries(const std::vector<CODED_STREAM>& streams, int repeats, ORDER order)
+PeerCost RunLibraries(const std::vector<CODED_STREAM>& streams, int repeats, EOrder order)
 {
     std::vector<CODED_STREAM> padded = streams;
     for (CODED_STREAM& stream : padded)
@@ -252,7 +251,7 @@ XPeerCost RunLibraries(const std::vector<CODED_STREAM>& streams, int repeats, OR
     });
 }
 
-XPeerCost RunOwnCodec(const std::vector<CODED_STREAM>& streams, int repeats, ORDER order)
+PeerCost RunOwnCodec(const std::vector<CODED_STREAM>& streams, int repeats, EOrder order)
 {
     std::vector<std::unique_ptr<COwnCodec>> codecs;
     for (std::size_t i = 0; i < streams.size(); ++i)

@@ -13,15 +13,15 @@ using CODED_STREAM = std::vector<std::vector<std::uint8_t>>;
 std::vector<CODED_STREAM> CaptureStreams(const CRecorderProcess& recorder, int channels, std::size_t pictures);
 
 /// Processor time of a peer and the pictures that it made.
-struct XPeerCost {
-    double m_dSeconds = 0;
-    std::uint64_t m_ulPictures = 0;
+struct PeerCost {
+    double seconds = 0;
+    std::uint64_t pictures = 0;
 
-    double MillisecondsAPicture() const { return 1e3 * m_dSeconds / static_cast<double>(m_ulPictures); }
+    double MillisecondsAPicture() const { return 1e3 * seconds / static_cast<double>(pictures); }
 };
 
 /// How the streams are worked off.
-enum class ORDER {
+enum class EOrder {
     OneByOne,    // each stream from its first picture to its last, so that all it needs stays in the cache
     SideBySide,  // all streams at once, picture by picture, as fast as it goes
     Paced,       // so, each picture when it is due, the streams' pictures spread over the interval
@@ -30,13 +30,13 @@ enum class ORDER {
 /// The ffmpeg program, one process for all streams `repeats` times over, with one thread for decoding and one
 /// for filtering (and one that reads, for each input, when it has several); decodes and converts the pictures
 /// to blue, green, red, opacity. Throws when it makes another number of pictures.
-XPeerCost RunFfmpeg(const std::vector<CODED_STREAM>& streams, int repeats, const std::filesystem::path& folder,
-                    ORDER order);
+PeerCost RunFfmpeg(const std::vector<CODED_STREAM>& streams, int repeats, const std::filesystem::path& folder,
+                   EOrder order);
 
 /// The libraries beneath it alone, called from this thread: no demultiplexer, no parser, no filter graph. At
 /// pace the thread sleeps in between, and pays for waking as it pays for what was pushed out of the caches
 /// meanwhile.
-XPeerCost RunLibraries(const std::vector<CODED_STREAM>& streams, int repeats, ORDER order);
+PeerCost RunLibraries(const std::vector<CODED_STREAM>& streams, int repeats, EOrder order);
 
 /// Our own decoder and conversion in the same way, without network, threads or device.
-XPeerCost RunOwnCodec(const std::vector<CODED_STREAM>& streams, int repeats, ORDER order);
+PeerCost RunOwnCodec(const std::vector<CODED_STREAM>& streams, int repeats, EOrder order);

@@ -35,24 +35,24 @@ class CTellingDevice final : public ISurfaceDevice
         : m_pInner(std::move(inner)), m_Presented(std::move(presented))
     {
     }
-    DEVICE_STATE TestCooperativeLevel() override { return m_pInner->TestCooperativeLevel(); }
-    bool SetSamplerState(TEXTURE_FILTER magnify, TEXTURE_FILTER minify) override
+    EDeviceState TestCooperativeLevel() override { return m_pInner->TestCooperativeLevel(); }
+    bool SetSamplerState(ETextureFilter magnify, ETextureFilter minify) override
     {
         return m_pInner->SetSamplerState(magnify, minify);
     }
     std::shared_ptr<IOffscreenSurface> CreateOffscreenPlainSurface(std::int32_t width, std::int32_t height,
-                                                                   SURFACE_FORMAT format) override
+                                                                   ESurfaceFormat format) override
     {
         return m_pInner->CreateOffscreenPlainSurface(width, height, format);
     }
-    std::shared_ptr<ISwapChain> CreateAdditionalSwapChain(const XPresentParameters& parameters) override
+    std::shared_ptr<ISwapChain> CreateAdditionalSwapChain(const PresentParameters& parameters) override
     {
         auto inner = m_pInner->CreateAdditionalSwapChain(parameters);
         if (inner == nullptr) return nullptr;
         return std::make_shared<CTellingSwapChain>(std::move(inner), m_Presented);
     }
     bool StretchRect(IOffscreenSurface& from, const RECT& source, IBackBuffer& to,
-                     TEXTURE_FILTER filter) override
+                     ETextureFilter filter) override
     {
         return m_pInner->StretchRect(from, source, to, filter);
     }
@@ -69,14 +69,14 @@ class CTellingAdapter final : public ISurfaceAdapter
         : m_pInner(std::move(inner)), m_Presented(std::move(presented))
     {
     }
-    bool GetAdapterDisplayMode(XDisplayMode& mode) override { return m_pInner->GetAdapterDisplayMode(mode); }
-    bool GetDeviceCaps(XDeviceCaps& caps) override { return m_pInner->GetDeviceCaps(caps); }
-    DEVICE_RESULT CreateDevice(HWND focusWindow, std::uint32_t behaviourFlags,
-                               const XPresentParameters& parameters,
+    bool GetAdapterDisplayMode(DisplayMode& mode) override { return m_pInner->GetAdapterDisplayMode(mode); }
+    bool GetDeviceCaps(DeviceCaps& caps) override { return m_pInner->GetDeviceCaps(caps); }
+    EDeviceResult CreateDevice(HWND focusWindow, std::uint32_t behaviourFlags,
+                               const PresentParameters& parameters,
                                std::shared_ptr<ISurfaceDevice>& device) override
     {
         std::shared_ptr<ISurfaceDevice> inner;
-        const DEVICE_RESULT result = m_pInner->CreateDevice(focusWindow, behaviourFlags, parameters, inner);
+        const EDeviceResult result = m_pInner->CreateDevice(focusWindow, behaviourFlags, parameters, inner);
         if (inner != nullptr) device = std::make_shared<CTellingDevice>(std::move(inner), m_Presented);
         return result;
     }

@@ -20,14 +20,14 @@ CWall::CWall(const CRecorderProcess& recorder, std::shared_ptr<ISurfaceAdapter> 
     SetRenderFactory([telling] { return std::make_unique<CD3DSurfaceRender>([telling] { return telling; }); });
     if (CreateRender()->Init(HWND::Null) == 0) throw std::runtime_error("the renderer does not start");
     SetRenderFactory({});
-    m_pStation =
-        std::make_unique<CUdpRemoteStation>(recorder.Endpoints(), recorder.SessionOptions(SystemClock(), true));
+    m_pStation = std::make_unique<CUdpRemoteStation>(recorder.GetEndpoints(),
+                                                     recorder.SessionOptionsOf(SystemClock(), true));
     if (!m_pStation->Connect("4711", 10060, 10061) || !m_pStation->GetSession()->IsConnected())
         throw std::runtime_error("no session with the recorder");
     m_pDevices = m_pStation->EnumDevices();
     const auto walk = m_pDevices->CreateIterator();
     for (std::size_t i = 0; i < m_Windows.size() && walk->HasNext(); ++i, walk->Next())
-        m_Channels[i].m_pDevice = dynamic_cast<CUdpRemote*>(walk->CurrentItem());
+        m_Channels[i].device = dynamic_cast<CUdpRemote*>(walk->CurrentItem());
 }
 
 CWall::~CWall()
@@ -39,14 +39,14 @@ CWall::~CWall()
     ReleaseRender();
 }
 
-void CWall::Open(int iChannel)
+void CWall::Open(int channelNumber)
 {
-    XChannel& channel = m_Channels[static_cast<std::size_t>(iChannel)];
-    channel.m_ulShownAtOpen = channel.m_ulShown;
-    channel.m_dFirst = -1;
-    channel.m_dOpened = NowMs();
-    channel.m_pDevice->SetRenderWnd(m_Windows[static_cast<std::size_t>(iChannel)]);
-    channel.m_pDevice->Open();
+    WallChannel& channel = m_Channels[static_cast<std::size_t>(channelNumber)];
+    channel.shownAtOpen = channel.shown;
+    channel.first = -1;
+    channel.opened = NowMs();
+    channel.device->SetRenderWnd(m_Windows[static_cast<std::size_t>(channelNumber)]);
+    channel.device->Open();
 }
 
 void CWall::OpenAll()
@@ -55,16 +55,16 @@ void CWall::OpenAll()
         Open(i);
 }
 
-void CWall::Close(int iChannel)
+void CWall::Close(int channel)
 {
-    m_Channels[static_cast<std::size_t>(iChannel)].m_pDevice->Close();
+    m_Channels[static_cast<std::size_t>(channel)].device->Close();
 }
 
 void CWall::WaitForPictures()
 {
     const bool all = WaitUntil([&] {
         return std::all_of(m_Channels.begin(), m_Channels.begin() + Count(),
-                           [](const XChannel& channel) { return channel.m_ulShown > channel.m_ulShownAtOpen; });
+                           [](const WallChannel& channel) { return channel.shown > channel.shownAtOpen; });
     });
     if (!all) throw std::runtime_error("a channel shows nothing");
 }
@@ -73,42 +73,42 @@ void CWall::OnPresented(HWND window, bool shown)
 {
     const auto found = std::ranges::find(m_Windows, window);
     if (found == m_Windows.end()) return;
-    const auto iChannel = found - m_Windows.begin();
-    XChannel& channel = m_Channels[static_cast<std::size_t>(iChannel)];
-    const double age = arrival_tap::TakeAge(static_cast<int>(iChannel));
+    const auto channelNumber = found - m_Windows.begin();
+    WallChannel& channel = m_Channels[static_cast<std::size_t>(channelNumber)];
+    const double age = arrival_tap::TakeAge(static_cast<int>(channelNumber));
     if (!shown) {
-        ++channel.m_ulFailed;
+        ++channel.failed;
         return;
     }
-    if (age >= 0 && m_bKeepAges.load(std::memory_order_relaxed)) channel.m_Ages.push_back(age);
-    if (channel.m_dFirst < 0) channel.m_dFirst = NowMs() - channel.m_dOpened;
-    ++channel.m_ulShown;
+    if (age >= 0 && m_bKeepAges.load(std::memory_order_relaxed)) channel.ages.push_back(age);
+    if (channel.first < 0) channel.first = NowMs() - channel.opened;
+    ++channel.shown;
 }
 
 std::uint64_t CWall::Shown() const
 {
     std::uint64_t sum = 0;
-    for (const XChannel& channel : m_Channels)
-        sum += channel.m_ulShown;
+    for (const WallChannel& channel : m_Channels)
+        sum += channel.shown;
     return sum;
 }
 
-std::uint64_t CWall::Shown(int iChannel) const
+std::uint64_t CWall::Shown(int channel) const
 {
-    return m_Channels[static_cast<std::size_t>(iChannel)].m_ulShown;
+    return m_Channels[static_cast<std::size_t>(channel)].shown;
 }
 
-double CWall::FirstPictureMs(int iChannel) const
+double CWall::FirstPictureMs(int channel) const
 {
-    return m_Channels[static_cast<std::size_t>(iChannel)].m_dFirst;
+    return m_Channels[static_cast<std::size_t>(channel)].first;
 }
 
 std::uint64_t CWall::Lost() const
 {
-    std::uint64_t sum = m_pStation->GetSession()->GetCounters().m_ulDropped;
+    std::uint64_t sum = m_pStation->GetSession()->GetCounters().dropped;
     for (int i = 0; i < Count(); ++i) {
-        const XChannel& channel = m_Channels[static_cast<std::size_t>(i)];
-        sum += channel.m_ulFailed + channel.m_pDevice->GetCounters().m_ulRefused;
+        const WallChannel& channel = m_Channels[static_cast<std::size_t>(i)];
+        sum += channel.failed + channel.device->GetCounters().refused;
     }
     return sum;
 }
@@ -116,9 +116,9 @@ std::uint64_t CWall::Lost() const
 std::vector<double> CWall::TakeAges()
 {
     std::vector<double> ages;
-    for (XChannel& channel : m_Channels) {
-        ages.insert(ages.end(), channel.m_Ages.begin(), channel.m_Ages.end());
-        channel.m_Ages.clear();
+    for (WallChannel& channel : m_Channels) {
+        ages.insert(ages.end(), channel.ages.begin(), channel.ages.end());
+        channel.ages.clear();
     }
     return ages;
 }

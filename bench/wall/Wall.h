@@ -30,17 +30,17 @@ class CWall
     CWall& operator=(const CWall&) = delete;
 
     int Count() const { return static_cast<int>(m_Windows.size()); }
-    void Open(int iChannel);
+    void Open(int channelNumber);
     void OpenAll();
-    void Close(int iChannel);
+    void Close(int channel);
     /// Waits until each channel has shown a picture since it was opened last; throws when one does not.
     void WaitForPictures();
 
     /// Pictures that were shown since the start.
     std::uint64_t Shown() const;
-    std::uint64_t Shown(int iChannel) const;
+    std::uint64_t Shown(int channel) const;
     /// Milliseconds from the channel's last opening to its first picture on the screen.
-    double FirstPictureMs(int iChannel) const;
+    double FirstPictureMs(int channel) const;
     /// Pictures and messages that were lost or refused, and presentations that failed.
     std::uint64_t Lost() const;
 
@@ -51,20 +51,20 @@ class CWall
     std::vector<double> TakeAges();
 
   private:
-    struct XChannel {
-        CUdpRemote* m_pDevice = nullptr;
-        std::atomic<std::uint64_t> m_ulShown{0};
-        std::atomic<std::uint64_t> m_ulFailed{0};
-        std::uint64_t m_ulShownAtOpen = 0;
-        std::atomic<double> m_dOpened{0};
-        std::atomic<double> m_dFirst{-1};
-        std::vector<double> m_Ages;  // its link thread only, while that runs
+    struct WallChannel {
+        CUdpRemote* device = nullptr;
+        std::atomic<std::uint64_t> shown{0};
+        std::atomic<std::uint64_t> failed{0};
+        std::uint64_t shownAtOpen = 0;
+        std::atomic<double> opened{0};
+        std::atomic<double> first{-1};
+        std::vector<double> ages;  // its link thread only, while that runs
     };
 
     void OnPresented(HWND window, bool shown);
 
     const std::vector<HWND> m_Windows;
-    std::array<XChannel, CHANNEL_LIMIT> m_Channels;
+    std::array<WallChannel, CHANNEL_LIMIT> m_Channels;
     std::atomic<bool> m_bKeepAges{false};
     std::unique_ptr<CUdpRemoteStation> m_pStation;
     std::unique_ptr<CDevices> m_pDevices;

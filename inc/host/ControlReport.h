@@ -7,7 +7,7 @@
 #include "inc/host/Component.h"
 
 /// What one channel has done since it was built.
-struct XChannelReport {
+struct ChannelReport {
     std::string strName;
     std::int32_t iChannel = 0;  // from 0
     std::int32_t iWidth = 0;    // of the stream as its reply gave it, pixels; 0 before the stream is open
@@ -29,7 +29,7 @@ class IControlReport : public IUnknown
     static constexpr UUID IID = MakeUuid("a91f4c1c-58f0-4f0a-9c9a-7f5a0f3f7c11");
 
     /// The channels of all stations, in the order of the device tree.
-    virtual HRESULT GetChannels(std::vector<XChannelReport>& channels) = 0;
+    virtual HRESULT GetChannels(std::vector<ChannelReport>& channels) = 0;
 
   protected:
     ~IControlReport() = default;

@@ -3,13 +3,13 @@
 /// A field and the name that it bears in an archive. Lives only while a class describes its fields:
 ///     archive & Named("left", left) & Named("top", top);
 template <class T>
-struct XNamedValue {
+struct NamedValue {
     const char* m_szName;
     T& m_Value;
 };
 
 template <class T>
-XNamedValue<T> Named(const char* name, T& value)
+NamedValue<T> Named(const char* name, T& value)
 {
     return {name, value};
 }

@@ -17,15 +17,15 @@ class ISerializer;
 /// The class by which a list holds objects of class T: T::ArchiveRoot where T or a base of it names one, else
 /// T. A list takes only objects of classes that share its root, whatever class name stands in the file.
 template <class T, class = void>
-struct XArchiveRoot {
+struct ArchiveRootOf {
     using type = T;
 };
 template <class T>
-struct XArchiveRoot<T, std::void_t<typename T::ArchiveRoot>> {
+struct ArchiveRootOf<T, std::void_t<typename T::ArchiveRoot>> {
     using type = typename T::ArchiveRoot;
 };
 template <class T>
-using ArchiveRoot = typename XArchiveRoot<T>::type;
+using ArchiveRoot = typename ArchiveRootOf<T>::type;
 
 /// Builds, reads and writes objects of one class without knowing it.
 class IFactory

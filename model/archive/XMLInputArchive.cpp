@@ -15,10 +15,10 @@
 #include "platform/os/paths.h"
 
 // The parser works inside the loaded text, so the file lives as long as the document.
-struct XInputDocument {
-    std::unique_ptr<rapidxml::file<>> m_pFile;
-    rapidxml::xml_document<> m_Document;
-    rapidxml::xml_node<>* m_pElement = nullptr;  // the current one
+struct InputDocument {
+    std::unique_ptr<rapidxml::file<>> file;
+    rapidxml::xml_document<> document;
+    rapidxml::xml_node<>* element = nullptr;  // the current one
 };
 
 namespace
@@ -61,24 +61,24 @@ class CParseError final : public rapidxml::parse_error
     std::string m_strWhat;
 };
 
-std::unique_ptr<XInputDocument> Parse(std::unique_ptr<rapidxml::file<>> file, const std::string& name)
+std::unique_ptr<InputDocument> Parse(std::unique_ptr<rapidxml::file<>> file, const std::string& name)
 {
-    auto document = std::make_unique<XInputDocument>();
-    document->m_pFile = std::move(file);
-    const std::string_view text(document->m_pFile->data(), document->m_pFile->size() - 1);
+    auto document = std::make_unique<InputDocument>();
+    document->file = std::move(file);
+    const std::string_view text(document->file->data(), document->file->size() - 1);
     if (GetXmlDepth(text, XMLInputArchive::MAX_DEPTH) > XMLInputArchive::MAX_DEPTH) {
         throw std::runtime_error("elements nested deeper than " + std::to_string(XMLInputArchive::MAX_DEPTH) +
                                  " in " + name);
     }
     const std::string original(text);  // the parser writes into the file's
     try {
-        document->m_Document.parse<rapidxml::parse_default>(document->m_pFile->data());
+        document->document.parse<rapidxml::parse_default>(document->file->data());
     } catch (const rapidxml::parse_error& error) {
-        const std::ptrdiff_t at = error.where<char>() - document->m_pFile->data();
+        const std::ptrdiff_t at = error.where<char>() - document->file->data();
         throw CParseError(error, name, 1 + std::count(original.begin(), original.begin() + at, '\n'));
     }
-    document->m_pElement = document->m_Document.first_node();
-    if (document->m_pElement == nullptr) throw std::runtime_error("no element in " + name);
+    document->element = document->document.first_node();
+    if (document->element == nullptr) throw std::runtime_error("no element in " + name);
     return document;
 }
 
@@ -113,20 +113,20 @@ XMLInputArchive::~XMLInputArchive() = default;
 
 void* XMLInputArchive::GetElement() const
 {
-    return m_pDocument->m_pElement;
+    return m_pDocument->element;
 }
 
 void XMLInputArchive::SetElement(void* element)
 {
-    m_pDocument->m_pElement = static_cast<rapidxml::xml_node<>*>(element);
+    m_pDocument->element = static_cast<rapidxml::xml_node<>*>(element);
 }
 
 bool XMLInputArchive::EnterChild(const char* name)
 {
-    const auto* const element = m_pDocument->m_pElement;
+    const auto* const element = m_pDocument->element;
     auto* const child = element ? element->first_node(name) : nullptr;
     if (!child) return false;
-    m_pDocument->m_pElement = child;
+    m_pDocument->element = child;
     NoteClassName();
     return true;
 }
@@ -138,9 +138,9 @@ bool XMLInputArchive::EnterFirstItem()
 
 bool XMLInputArchive::EnterNextItem()
 {
-    auto* const sibling = m_pDocument->m_pElement->next_sibling(ITEM);
+    auto* const sibling = m_pDocument->element->next_sibling(ITEM);
     if (!sibling) return false;
-    m_pDocument->m_pElement = sibling;
+    m_pDocument->element = sibling;
     NoteClassName();
     return true;
 }
@@ -148,19 +148,19 @@ bool XMLInputArchive::EnterNextItem()
 // Only the first attribute is looked at: a `classname` in a later place isn't seen.
 void XMLInputArchive::NoteClassName()
 {
-    const auto* const attribute = m_pDocument->m_pElement->first_attribute();
+    const auto* const attribute = m_pDocument->element->first_attribute();
     if (!attribute || std::string_view(attribute->name(), attribute->name_size()) != "classname") return;
     m_strClassName.assign(attribute->value(), attribute->value_size());
 }
 
 bool XMLInputArchive::HasChild() const
 {
-    return m_pDocument->m_pElement->first_node() != nullptr;
+    return m_pDocument->element->first_node() != nullptr;
 }
 
 std::string_view XMLInputArchive::GetValue() const
 {
-    return {m_pDocument->m_pElement->value(), m_pDocument->m_pElement->value_size()};
+    return {m_pDocument->element->value(), m_pDocument->element->value_size()};
 }
 
 const IFactory& XMLInputArchive::GetFactory(const std::type_info& root) const

@@ -13,7 +13,7 @@
 #include "model/archive/ObjectFactory.h"
 #include "model/archive/OwnedList.h"
 
-struct XInputDocument;
+struct InputDocument;
 
 /// Fills objects from an XML file. Named values are looked up among the children of the current element, so
 /// their order in the file is free; what the file lacks keeps its present value.
@@ -39,7 +39,7 @@ class XMLInputArchive
 
     /// Reads one named value.
     template <class T>
-    XMLInputArchive& operator&(const XNamedValue<T>& value)
+    XMLInputArchive& operator&(const NamedValue<T>& value)
     {
         const CElementScope scope(*this);
         if (EnterChild(value.m_szName)) Read(value.m_Value);
@@ -134,6 +134,6 @@ class XMLInputArchive
     }
 
     std::string m_strFile;  // for messages
-    std::unique_ptr<XInputDocument> m_pDocument;
+    std::unique_ptr<InputDocument> m_pDocument;
     std::string m_strClassName;  // last read from a `classname` attribute; stays until the next one
 };

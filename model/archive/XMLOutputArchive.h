@@ -13,7 +13,7 @@
 #include "model/archive/ObjectFactory.h"
 #include "model/archive/OwnedList.h"
 
-struct XOutputDocument;
+struct OutputDocument;
 
 /// Builds XML from objects, beneath a root element "config". Throws std::runtime_error for an object in a list
 /// whose class has no factory.
@@ -27,7 +27,7 @@ class XMLOutputArchive
 
     /// Writes one named value, behind those written before.
     template <class T>
-    XMLOutputArchive& operator&(const XNamedValue<T>& value)
+    XMLOutputArchive& operator&(const NamedValue<T>& value)
     {
         const CElementScope scope(*this, value.m_szName);
         Write(value.m_Value);
@@ -101,5 +101,5 @@ class XMLOutputArchive
     requires requires(T& object, XMLOutputArchive& archive) { object.Serialize(archive); }
     void Write(T& object) { object.Serialize(*this); }
 
-    std::unique_ptr<XOutputDocument> m_pDocument;
+    std::unique_ptr<OutputDocument> m_pDocument;
 };

@@ -11,16 +11,16 @@
 namespace
 {
 
-struct XLanguage {
-    std::recursive_mutex m_Mutex;
-    CLanguage* m_pInstance = nullptr;  // null until a language was found
-    std::string m_strPath;             // full path of the language file
+struct LanguageState {
+    std::recursive_mutex mutexLock;
+    CLanguage* instance = nullptr;  // null until a language was found
+    std::string path;               // full path of the language file
 };
 
 // Never destroyed: link threads look up texts until the process ends.
-XLanguage& State()
+LanguageState& State()
 {
-    static auto* const state = new XLanguage;
+    static auto* const state = new LanguageState;
     return *state;
 }
 
@@ -33,14 +33,14 @@ CLanguage* CLanguage::Create(std::string path)
     static CLanguage instance;
     if (!PathFileExistsA(path))
         LogFault("CLanguage::Create", "the language file " + path + " is missing; no text can be shown");
-    State().m_strPath = std::move(path);
-    return State().m_pInstance = &instance;
+    State().path = std::move(path);
+    return State().instance = &instance;
 }
 
 CLanguage* CLanguage::GetInstance()
 {
-    const std::lock_guard lock(State().m_Mutex);
-    if (State().m_pInstance) return State().m_pInstance;
+    const std::lock_guard lock(State().mutexLock);
+    if (State().instance) return State().instance;
     if (!PathFileExistsA(GetSettingsPath())) return nullptr;
     const std::string file =
         ReadSettingText(ESetting::Language);  // a longer name is cut, so its file isn't found
@@ -50,8 +50,8 @@ CLanguage* CLanguage::GetInstance()
 
 CLanguage* CLanguage::SetLanguage(const std::string& name)
 {
-    const std::lock_guard lock(State().m_Mutex);
-    if (State().m_pInstance) return State().m_pInstance;
+    const std::lock_guard lock(State().mutexLock);
+    if (State().instance) return State().instance;
     return Create(GetModuleDirectory() + "config\\" + name + ".ini");
 }
 
@@ -59,8 +59,8 @@ std::string CLanguage::GetString(const std::string& key)
 {
     std::string path;
     {
-        const std::lock_guard lock(State().m_Mutex);
-        path = State().m_strPath;
+        const std::lock_guard lock(State().mutexLock);
+        path = State().path;
     }
     std::string text = "Not found";
     if (!path.empty()) text = GetProfileText("String", key.c_str(), "Not found", TEXT_SIZE, path);
@@ -72,9 +72,9 @@ std::string CLanguage::GetString(const std::string& key)
 
 void CLanguage::Reset()
 {
-    const std::lock_guard lock(State().m_Mutex);
-    State().m_pInstance = nullptr;
-    State().m_strPath.clear();
+    const std::lock_guard lock(State().mutexLock);
+    State().instance = nullptr;
+    State().path.clear();
 }
 
 const char* GetLanguageName(std::uint16_t identifier)

@@ -64,19 +64,17 @@ UUID ReadUuid(const CIniText& ini, const std::string& section, const char* key)
 class CUserRegistry final : public IComponentRegistry
 {
   public:
-    HRESULT RegisterTypeLibrary(const XTypeLibrary& library) override
+    HRESULT RegisterTypeLibrary(const TypeLibrary& library) override
     {
         return Edit(TYPE_E_REGISTRYACCESS, [&](CIniText& ini) {
             const std::string section = LibrarySection(library.Id);
             RemoveInterfaces(ini, library.Id);
-            for (const XInterfaceRegistration& described : library.Interfaces) {
+            for (const InterfaceRegistration& described : library.Interfaces) {
                 if (!SetInterface(ini, described, library.Id)) return false;
             }
-            return ini.Set(section, "Name", library.strName) &&
-                   ini.Set(section, "Version", library.strVersion) &&
-                   ini.Set(section, "HelpFile", library.strHelpFile) &&
-                   ini.Set(section, "Path", library.strPath) &&
-                   ini.Set(section, "Control", library.strControlName);
+            return ini.Set(section, "Name", library.name) && ini.Set(section, "Version", library.version) &&
+                   ini.Set(section, "HelpFile", library.helpFile) && ini.Set(section, "Path", library.path) &&
+                   ini.Set(section, "Control", library.controlName);
         });
     }
 
@@ -89,19 +87,19 @@ class CUserRegistry final : public IComponentRegistry
         });
     }
 
-    HRESULT RegisterClass(const XClassRegistration& registration) override
+    HRESULT RegisterClass(const ClassRegistration& registration) override
     {
         return Edit(REGDB_E_WRITEREGDB, [&](CIniText& ini) {
             const std::string section = ClassSection(registration.Id);
             RemoveName(ini, registration.Id);
-            return ini.Set(section, NAMES, registration.strProgrammaticName) &&
-                   ini.Set(section, "InprocServer32", registration.strModule) &&
-                   ini.Set(section, "MiscStatus", Hexadecimal(registration.dwMiscStatus)) &&
-                   ini.Set(section, "Threading", std::to_string(registration.dwThreading)) &&
-                   ini.Set(section, "TypeLib", UuidText(registration.TypeLibrary)) &&
-                   ini.Set(section, "TypeName", std::to_string(registration.dwTypeName)) &&
-                   ini.Set(section, "ToolboxBitmap32", std::to_string(registration.dwBitmap)) &&
-                   ini.Set(NAMES, registration.strProgrammaticName, UuidText(registration.Id));
+            return ini.Set(section, NAMES, registration.programmaticName) &&
+                   ini.Set(section, "InprocServer32", registration.module) &&
+                   ini.Set(section, "MiscStatus", Hexadecimal(registration.miscStatus)) &&
+                   ini.Set(section, "Threading", std::to_string(registration.threading)) &&
+                   ini.Set(section, "TypeLib", UuidText(registration.typeLibrary)) &&
+                   ini.Set(section, "TypeName", std::to_string(registration.typeName)) &&
+                   ini.Set(section, "ToolboxBitmap32", std::to_string(registration.bitmap)) &&
+                   ini.Set(NAMES, registration.programmaticName, UuidText(registration.Id));
         });
     }
 
@@ -114,12 +112,11 @@ class CUserRegistry final : public IComponentRegistry
         });
     }
 
-    HRESULT RegisterCategories(std::uint32_t count, const XCategory* categories) override
+    HRESULT RegisterCategories(std::uint32_t count, const Category* categories) override
     {
         return Edit(REGDB_E_WRITEREGDB, [&](CIniText& ini) {
-            for (const XCategory& category : std::span(categories, count)) {
-                if (!ini.Set(CategorySection(category.Id), "Description", category.strDescription))
-                    return false;
+            for (const Category& category : std::span(categories, count)) {
+                if (!ini.Set(CategorySection(category.Id), "Description", category.description)) return false;
             }
             return true;
         });
@@ -149,40 +146,40 @@ class CUserRegistry final : public IComponentRegistry
         });
     }
 
-    bool FindTypeLibrary(const UUID& id, XTypeLibrary& library) override
+    bool FindTypeLibrary(const UUID& id, TypeLibrary& library) override
     {
         const CIniText ini = Read();
         const std::string section = LibrarySection(id);
         if (!ini.HasSection(section)) return false;
         library = {};
         library.Id = id;
-        ini.Find(section, "Name", library.strName);
-        ini.Find(section, "Version", library.strVersion);
-        ini.Find(section, "HelpFile", library.strHelpFile);
-        ini.Find(section, "Path", library.strPath);
-        ini.Find(section, "Control", library.strControlName);
+        ini.Find(section, "Name", library.name);
+        ini.Find(section, "Version", library.version);
+        ini.Find(section, "HelpFile", library.helpFile);
+        ini.Find(section, "Path", library.path);
+        ini.Find(section, "Control", library.controlName);
         return true;
     }
 
-    bool FindInterface(const UUID& id, XInterfaceRegistration& registration) override
+    bool FindInterface(const UUID& id, InterfaceRegistration& registration) override
     {
         const CIniText ini = Read();
         const std::string section = InterfaceSection(id);
         if (!ini.HasSection(section)) return false;
         registration = {};
         registration.Id = id;
-        ini.Find(section, "Name", registration.strName);
-        ini.Find(section, "Description", registration.strDescription);
-        registration.TypeLibrary = ReadUuid(ini, section, "TypeLib");
+        ini.Find(section, "Name", registration.name);
+        ini.Find(section, "Description", registration.description);
+        registration.typeLibrary = ReadUuid(ini, section, "TypeLib");
         return true;
     }
 
-    bool FindClass(const UUID& id, XClassRegistration& registration) override
+    bool FindClass(const UUID& id, ClassRegistration& registration) override
     {
         return FindClassIn(Read(), id, registration);
     }
 
-    bool FindClass(const std::string& programmaticName, XClassRegistration& registration) override
+    bool FindClass(const std::string& programmaticName, ClassRegistration& registration) override
     {
         const CIniText ini = Read();
         std::string text;
@@ -191,7 +188,7 @@ class CUserRegistry final : public IComponentRegistry
                FindClassIn(ini, id, registration);
     }
 
-    bool FindCategory(const UUID& id, XCategory& category) override
+    bool FindCategory(const UUID& id, Category& category) override
     {
         std::string description;
         if (!Read().Find(CategorySection(id), "Description", description)) return false;
@@ -222,27 +219,27 @@ class CUserRegistry final : public IComponentRegistry
         return result == EReplace::Done ? S_OK : failure;
     }
 
-    static bool FindClassIn(const CIniText& ini, const UUID& id, XClassRegistration& registration)
+    static bool FindClassIn(const CIniText& ini, const UUID& id, ClassRegistration& registration)
     {
         const std::string section = ClassSection(id);
         if (!ini.HasSection(section)) return false;
         registration = {};
         registration.Id = id;
-        ini.Find(section, NAMES, registration.strProgrammaticName);
-        ini.Find(section, "InprocServer32", registration.strModule);
-        registration.dwMiscStatus = ReadNumber(ini, section, "MiscStatus");
-        registration.dwThreading = ReadNumber(ini, section, "Threading");
-        registration.TypeLibrary = ReadUuid(ini, section, "TypeLib");
-        registration.dwTypeName = ReadNumber(ini, section, "TypeName");
-        registration.dwBitmap = ReadNumber(ini, section, "ToolboxBitmap32");
+        ini.Find(section, NAMES, registration.programmaticName);
+        ini.Find(section, "InprocServer32", registration.module);
+        registration.miscStatus = ReadNumber(ini, section, "MiscStatus");
+        registration.threading = ReadNumber(ini, section, "Threading");
+        registration.typeLibrary = ReadUuid(ini, section, "TypeLib");
+        registration.typeName = ReadNumber(ini, section, "TypeName");
+        registration.bitmap = ReadNumber(ini, section, "ToolboxBitmap32");
         return true;
     }
 
-    static bool SetInterface(CIniText& ini, const XInterfaceRegistration& described, const UUID& library)
+    static bool SetInterface(CIniText& ini, const InterfaceRegistration& described, const UUID& library)
     {
         const std::string section = InterfaceSection(described.Id);
-        return ini.Set(section, "Name", described.strName) &&
-               ini.Set(section, "Description", described.strDescription) &&
+        return ini.Set(section, "Name", described.name) &&
+               ini.Set(section, "Description", described.description) &&
                ini.Set(section, "TypeLib", UuidText(library));
     }
 

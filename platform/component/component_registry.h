@@ -11,38 +11,38 @@
 // write leaves it as it was. Taking out what isn't there succeeds.
 
 /// An interface that a type library describes, for hosts to find by its identifier.
-struct XInterfaceRegistration {
+struct InterfaceRegistration {
     UUID Id;
-    std::string strName;
-    std::string strDescription;
-    UUID TypeLibrary;
+    std::string name;
+    std::string description;
+    UUID typeLibrary;
 };
 
-struct XTypeLibrary {
+struct TypeLibrary {
     UUID Id;
-    std::string strName;
-    std::string strVersion;
-    std::string strHelpFile;
-    std::string strPath;                                  // of the module that holds it, in the system's form
-    std::string strControlName;                           // what hosts list the library's control as
-    std::vector<XInterfaceRegistration> Interfaces = {};  // their TypeLibrary isn't looked at
+    std::string name;
+    std::string version;
+    std::string helpFile;
+    std::string path;                                    // of the module that holds it, in the system's form
+    std::string controlName;                             // what hosts list the library's control as
+    std::vector<InterfaceRegistration> Interfaces = {};  // their `typeLibrary` isn't looked at
 };
 
-struct XClassRegistration {
+struct ClassRegistration {
     UUID Id;
-    std::string strProgrammaticName;
-    std::string strModule;  // full path in the system's form
-    std::uint32_t dwMiscStatus = 0;
-    std::uint32_t dwThreading = 0;  // 2: apartment
-    UUID TypeLibrary;
+    std::string programmaticName;
+    std::string module;  // full path in the system's form
+    std::uint32_t miscStatus = 0;
+    std::uint32_t threading = 0;  // 2: apartment
+    UUID typeLibrary;
     // Resources of the module.
-    std::uint32_t dwTypeName = 0;  // the string that names the class
-    std::uint32_t dwBitmap = 0;    // the picture for hosts' tool boxes
+    std::uint32_t typeName = 0;  // the string that names the class
+    std::uint32_t bitmap = 0;    // the picture for hosts' tool boxes
 };
 
-struct XCategory {
+struct Category {
     UUID Id;
-    std::string strDescription;
+    std::string description;
 };
 
 /// The component categories manager. Its failure is REGDB_E_WRITEREGDB, or E_INVALIDARG for a description of
@@ -52,7 +52,7 @@ class ICatRegister
   public:
     virtual ~ICatRegister() = default;
     /// Creates the categories; one that exists takes the new description.
-    virtual HRESULT RegisterCategories(std::uint32_t count, const XCategory* categories) = 0;
+    virtual HRESULT RegisterCategories(std::uint32_t count, const Category* categories) = 0;
     virtual HRESULT RegisterClassImplCategories(const UUID& classId, std::uint32_t count,
                                                 const UUID* categories) = 0;
     /// The categories themselves stay.
@@ -64,20 +64,20 @@ class IComponentRegistry : public ICatRegister
 {
   public:
     /// A library comes and goes with its interfaces. TYPE_E_REGISTRYACCESS when it can't be written.
-    virtual HRESULT RegisterTypeLibrary(const XTypeLibrary& library) = 0;
+    virtual HRESULT RegisterTypeLibrary(const TypeLibrary& library) = 0;
     virtual HRESULT UnregisterTypeLibrary(const UUID& id) = 0;
     /// REGDB_E_WRITEREGDB when it can't be written. Unregistering leaves the class's categories, which have
     /// calls of their own.
-    virtual HRESULT RegisterClass(const XClassRegistration& registration) = 0;
+    virtual HRESULT RegisterClass(const ClassRegistration& registration) = 0;
     virtual HRESULT UnregisterClass(const UUID& id) = 0;
 
     /// All of these are false, and the record stays, for what isn't registered. A library is found without its
     /// interfaces.
-    virtual bool FindTypeLibrary(const UUID& id, XTypeLibrary& library) = 0;
-    virtual bool FindInterface(const UUID& id, XInterfaceRegistration& registration) = 0;
-    virtual bool FindClass(const UUID& id, XClassRegistration& registration) = 0;
-    virtual bool FindClass(const std::string& programmaticName, XClassRegistration& registration) = 0;
-    virtual bool FindCategory(const UUID& id, XCategory& category) = 0;
+    virtual bool FindTypeLibrary(const UUID& id, TypeLibrary& library) = 0;
+    virtual bool FindInterface(const UUID& id, InterfaceRegistration& registration) = 0;
+    virtual bool FindClass(const UUID& id, ClassRegistration& registration) = 0;
+    virtual bool FindClass(const std::string& programmaticName, ClassRegistration& registration) = 0;
+    virtual bool FindCategory(const UUID& id, Category& category) = 0;
     virtual bool IsClassInCategory(const UUID& classId, const UUID& category) = 0;
 };
 

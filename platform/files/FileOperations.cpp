@@ -126,13 +126,13 @@ std::string FollowLinks(const std::string& path)
     return result;
 }
 
-struct XOldFile {
-    std::string strContent;
-    bool bExists = false;
+struct OldFile {
+    std::string content;
+    bool exists = false;
     mode_t Mode = 0;
 };
 
-bool ReadOldFile(const std::string& path, XOldFile& old)
+bool ReadOldFile(const std::string& path, OldFile& old)
 {
     const CFile file(path, O_RDONLY | O_NONBLOCK);
     if (!file.IsOpen()) return errno == ENOENT;
@@ -143,17 +143,17 @@ bool ReadOldFile(const std::string& path, XOldFile& old)
         return false;
     }
     constexpr mode_t PERMISSIONS = 07777;
-    old.bExists = true;
+    old.exists = true;
     old.Mode = status.st_mode & PERMISSIONS;
-    return ReadAll(file.Get(), old.strContent);
+    return ReadAll(file.Get(), old.content);
 }
 
 // A file of that name which an earlier process left behind when it died is overwritten: the lock is ours.
-bool WriteNewFile(const std::string& path, const std::string& content, const XOldFile& old)
+bool WriteNewFile(const std::string& path, const std::string& content, const OldFile& old)
 {
     constexpr mode_t NEW_FILE = 0666;
     CFile file(path, O_WRONLY | O_CREAT | O_TRUNC, NEW_FILE);
-    return file.IsOpen() && (!old.bExists || Operations().ChangeMode(file.Get(), old.Mode) == 0) &&
+    return file.IsOpen() && (!old.exists || Operations().ChangeMode(file.Get(), old.Mode) == 0) &&
            WriteAll(file.Get(), content) && Operations().Sync(file.Get()) == 0 && file.Close();
 }
 
@@ -172,10 +172,10 @@ IFileOperations* SetFileOperations(IFileOperations* operations)
 
 bool ReadWholeFile(const std::string& path, std::string& content)
 {
-    XOldFile file;
+    OldFile file;
     // A first step through a link is fine for a reader, and O_NOFOLLOW is for what we write.
-    if (!ReadOldFile(FollowLinks(path), file) || !file.bExists) return false;
-    content = std::move(file.strContent);
+    if (!ReadOldFile(FollowLinks(path), file) || !file.exists) return false;
+    content = std::move(file.content);
     return true;
 }
 
@@ -193,11 +193,11 @@ EReplace ReplaceFile(const std::string& path, const std::function<bool(std::stri
     const CFile lock(hidden + ".lock");
     if (!lock.IsOpen() || !TakeLock(lock.Get())) return EReplace::Failed;
 
-    XOldFile old;
+    OldFile old;
     if (!ReadOldFile(target, old)) return EReplace::Failed;
-    std::string content = old.strContent;
+    std::string content = old.content;
     if (!edit(content)) return EReplace::Refused;
-    if (content == old.strContent) return EReplace::Done;
+    if (content == old.content) return EReplace::Done;
 
     if (!WriteNewFile(temporary, content, old) || Operations().Rename(temporary.c_str(), target.c_str()) != 0) {
         const int error = errno;

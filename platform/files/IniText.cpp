@@ -28,18 +28,18 @@ std::string_view WithoutQuotes(std::string_view value)
 }  // namespace
 
 // Views into m_strText, valid until it changes.
-struct CIniText::XLine {
-    std::size_t Begin = 0;
-    std::size_t End = 0;  // behind the line feed
-    bool bSection = false;
+struct CIniText::Line {
+    std::size_t begin = 0;
+    std::size_t end = 0;  // behind the line feed
+    bool section = false;
     std::string_view Name;   // of the section or key; empty when the line has no meaning
     std::string_view Value;  // with its quotes
 };
 
-struct CIniText::XSection {
-    std::size_t Begin = 0;  // of its header's line
+struct CIniText::Section {
+    std::size_t begin = 0;  // of its header's line
     std::size_t Body = 0;   // behind its header's line
-    std::size_t End = 0;
+    std::size_t end = 0;
 };
 
 CIniText::CIniText(std::string text) : m_strText(std::move(text))
@@ -49,19 +49,19 @@ CIniText::CIniText(std::string text) : m_strText(std::move(text))
     m_LineEnd = dos ? "\r\n" : "\n";
 }
 
-CIniText::XLine CIniText::LineAt(std::size_t begin) const
+CIniText::Line CIniText::LineAt(std::size_t begin) const
 {
-    XLine line;
-    line.Begin = begin;
+    Line line;
+    line.begin = begin;
     const auto feed = m_strText.find('\n', begin);
-    line.End = feed == std::string::npos ? m_strText.size() : feed + 1;
-    std::string_view text = std::string_view(m_strText).substr(begin, line.End - begin);
+    line.end = feed == std::string::npos ? m_strText.size() : feed + 1;
+    std::string_view text = std::string_view(m_strText).substr(begin, line.end - begin);
     if (begin == 0 && text.starts_with(BYTE_ORDER_MARK)) text.remove_prefix(BYTE_ORDER_MARK.size());
     text = text.substr(0, text.find('\0'));
     text = TrimBlanks(text.substr(0, text.find('\n')));
     if (text.starts_with(';')) return line;
     if (text.starts_with('[') && text.find(']') != std::string_view::npos) {
-        line.bSection = true;
+        line.section = true;
         line.Name = TrimBlanks(text.substr(1, text.find(']') - 1));
     } else if (const auto equals = text.find('='); !text.starts_with('[') && equals != std::string_view::npos) {
         line.Name = TrimBlanks(text.substr(0, equals));
@@ -70,30 +70,30 @@ CIniText::XLine CIniText::LineAt(std::size_t begin) const
     return line;
 }
 
-bool CIniText::FindSection(std::string_view name, XSection& section) const
+bool CIniText::FindSection(std::string_view name, Section& section) const
 {
     bool found = false;
-    XLine line;
-    for (std::size_t at = 0; at < m_strText.size(); at = line.End) {
+    Line line;
+    for (std::size_t at = 0; at < m_strText.size(); at = line.end) {
         line = LineAt(at);
-        if (!line.bSection) continue;
+        if (!line.section) continue;
         if (found) {
-            section.End = at;
+            section.end = at;
             return true;
         }
         if (EqualIgnoringCase(line.Name, TrimBlanks(name))) {
             found = true;
-            section = {line.Begin, line.End, m_strText.size()};
+            section = {line.begin, line.end, m_strText.size()};
         }
     }
     return found;
 }
 
-bool CIniText::FindKey(const XSection& section, std::string_view key, XLine& line) const
+bool CIniText::FindKey(const Section& section, std::string_view key, Line& line) const
 {
     const std::string_view wanted = TrimBlanks(key);
     if (wanted.empty()) return false;
-    for (std::size_t at = section.Body; at < section.End; at = line.End) {
+    for (std::size_t at = section.Body; at < section.end; at = line.end) {
         line = LineAt(at);
         if (EqualIgnoringCase(line.Name, wanted)) return true;
     }
@@ -102,8 +102,8 @@ bool CIniText::FindKey(const XSection& section, std::string_view key, XLine& lin
 
 bool CIniText::Find(std::string_view section, std::string_view key, std::string& value) const
 {
-    XSection found;
-    XLine line;
+    Section found;
+    Line line;
     if (!FindSection(section, found) || !FindKey(found, key, line)) return false;
     value = WithoutQuotes(line.Value);
     return true;
@@ -111,17 +111,17 @@ bool CIniText::Find(std::string_view section, std::string_view key, std::string&
 
 bool CIniText::HasSection(std::string_view section) const
 {
-    XSection found;
+    Section found;
     return FindSection(section, found);
 }
 
 std::vector<std::string> CIniText::SectionNames() const
 {
     std::vector<std::string> names;
-    XLine line;
-    for (std::size_t at = 0; at < m_strText.size(); at = line.End) {
+    Line line;
+    for (std::size_t at = 0; at < m_strText.size(); at = line.end) {
         line = LineAt(at);
-        if (line.bSection) names.emplace_back(line.Name);
+        if (line.section) names.emplace_back(line.Name);
     }
     return names;
 }
@@ -129,10 +129,10 @@ std::vector<std::string> CIniText::SectionNames() const
 std::vector<std::string> CIniText::KeyNames(std::string_view section) const
 {
     std::vector<std::string> names;
-    XSection found;
+    Section found;
     if (!FindSection(section, found)) return names;
-    XLine line;
-    for (std::size_t at = found.Body; at < found.End; at = line.End) {
+    Line line;
+    for (std::size_t at = found.Body; at < found.end; at = line.end) {
         line = LineAt(at);
         if (!line.Name.empty()) names.emplace_back(line.Name);
     }
@@ -158,26 +158,26 @@ bool CIniText::Set(std::string_view section, std::string_view key, std::string_v
     }
     // Blanks around a value would not be read back; written, they would grow with each rewrite.
     value = TrimBlanks(value);
-    XSection found;
+    Section found;
     if (!FindSection(section, found)) {
         std::string header("[");
         header.append(TrimBlanks(section)).push_back(']');
         InsertLine(m_strText.size(), header);
         if (!FindSection(section, found)) return false;
     }
-    XLine line;
+    Line line;
     if (FindKey(found, key, line)) {
         // The key's spelling and the blanks around the sign stay as the user wrote them.
-        auto begin = m_strText.find('=', line.Begin) + 1;
+        auto begin = m_strText.find('=', line.begin) + 1;
         if (!line.Value.empty()) begin = static_cast<std::size_t>(line.Value.data() - m_strText.data());
         m_strText.replace(begin, line.Value.size(), value);
         return true;
     }
     std::size_t at = found.Body;
-    for (std::size_t next = found.Body; next < found.End; next = line.End) {
+    for (std::size_t next = found.Body; next < found.end; next = line.end) {
         line = LineAt(next);
-        const auto text = std::string_view(m_strText).substr(next, line.End - next);
-        if (text.find_first_not_of(NOTHING_TO_SEE) != std::string_view::npos) at = line.End;
+        const auto text = std::string_view(m_strText).substr(next, line.end - next);
+        if (text.find_first_not_of(NOTHING_TO_SEE) != std::string_view::npos) at = line.end;
     }
     InsertLine(at, name + "=" + std::string(value));
     return true;
@@ -185,19 +185,19 @@ bool CIniText::Set(std::string_view section, std::string_view key, std::string_v
 
 void CIniText::RemoveKey(std::string_view section, std::string_view key)
 {
-    XSection found;
-    XLine line;
+    Section found;
+    Line line;
     if (FindSection(section, found) && FindKey(found, key, line)) {
-        m_strText.erase(line.Begin, line.End - line.Begin);
+        m_strText.erase(line.begin, line.end - line.begin);
     }
 }
 
 void CIniText::RemoveSection(std::string_view section)
 {
-    XSection found;
+    Section found;
     if (!FindSection(section, found)) return;
     // A byte order mark opens the file, not the section.
-    const bool mark = found.Begin == 0 && m_strText.starts_with(BYTE_ORDER_MARK);
-    const std::size_t begin = mark ? BYTE_ORDER_MARK.size() : found.Begin;
-    m_strText.erase(begin, found.End - begin);
+    const bool mark = found.begin == 0 && m_strText.starts_with(BYTE_ORDER_MARK);
+    const std::size_t begin = mark ? BYTE_ORDER_MARK.size() : found.begin;
+    m_strText.erase(begin, found.end - begin);
 }

@@ -37,12 +37,12 @@ class CIniText
     const std::string& Text() const { return m_strText; }
 
   private:
-    struct XLine;
-    struct XSection;
+    struct Line;
+    struct Section;
 
-    XLine LineAt(std::size_t begin) const;
-    bool FindSection(std::string_view name, XSection& section) const;
-    bool FindKey(const XSection& section, std::string_view key, XLine& line) const;
+    Line LineAt(std::size_t begin) const;
+    bool FindSection(std::string_view name, Section& section) const;
+    bool FindKey(const Section& section, std::string_view key, Line& line) const;
     void InsertLine(std::size_t at, std::string_view line);
 
     std::string m_strText;

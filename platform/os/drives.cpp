@@ -39,7 +39,7 @@ class CMachineDrives final : public IDriveSource
 {
   public:
     // Read anew each time: mounts come and go while the system runs.
-    std::vector<XDrive> GetDrives() override
+    std::vector<Drive> GetDrives() override
     {
         return AssignDrives(ParseMounts(ReadText("/proc/self/mountinfo")), IsRemovableDevice);
     }
@@ -56,9 +56,9 @@ class CMachineDrives final : public IDriveSource
 
 constinit std::atomic<IDriveSource*> g_pSource = nullptr;
 
-bool FindDrive(char letter, XDrive& drive)
+bool FindDrive(char letter, Drive& drive)
 {
-    for (XDrive& candidate : GetDriveSource().GetDrives()) {
+    for (Drive& candidate : GetDriveSource().GetDrives()) {
         if (candidate.cLetter != LowerAscii(letter)) continue;
         drive = std::move(candidate);
         return true;
@@ -83,7 +83,7 @@ IDriveSource* SetDriveSource(IDriveSource* source)
 std::uint32_t GetLogicalDrives()
 {
     std::uint32_t bits = 0;
-    for (const XDrive& drive : GetDriveSource().GetDrives())
+    for (const Drive& drive : GetDriveSource().GetDrives())
         bits |= 1U << (drive.cLetter - 'a');
     return bits;
 }
@@ -91,16 +91,16 @@ std::uint32_t GetLogicalDrives()
 std::uint32_t GetDriveTypeA(const char* root)
 {
     const char* const asked = root == nullptr ? "c:\\" : root;
-    XDrive drive;
+    Drive drive;
     if (!IsAsciiLetter(asked[0]) || asked[1] != ':' || !FindDrive(asked[0], drive)) return DRIVE_NO_ROOT_DIR;
-    return drive.dwType;
+    return drive.type;
 }
 
 bool GetDriveMountPoint(char letter, std::string& mountPoint)
 {
-    XDrive drive;
+    Drive drive;
     if (!FindDrive(letter, drive)) return false;
-    mountPoint = drive.strMountPoint;
+    mountPoint = drive.mountPoint;
     return true;
 }
 

@@ -29,10 +29,10 @@ bool GetDriveMountPoint(char letter, std::string& mountPoint);
 /// The system directory: "c:\windows\system32". Only its drive letter carries meaning here.
 std::string GetSystemDirectoryA();
 
-struct XDrive {
+struct Drive {
     char cLetter = 'c';
-    std::uint32_t dwType = DRIVE_FIXED;
-    std::string strMountPoint;  // without a slash behind it
+    std::uint32_t type = DRIVE_FIXED;
+    std::string mountPoint;  // without a slash behind it
 };
 
 /// Where the functions above get their answers. At any time from any thread.
@@ -40,7 +40,7 @@ class IDriveSource
 {
   public:
     virtual ~IDriveSource() = default;
-    virtual std::vector<XDrive> GetDrives() = 0;
+    virtual std::vector<Drive> GetDrives() = 0;
     /// `hostPath` is a path of this machine.
     virtual bool GetSpace(const std::string& hostPath, std::uint64_t& freeBytes, std::uint64_t& totalBytes) = 0;
 };

@@ -7,12 +7,12 @@
 namespace
 {
 
-struct XLanguage {
-    std::string_view strLocale;  // language and territory, or the language alone with any territory
+struct LanguageState {
+    std::string_view locale;  // language and territory, or the language alone with any territory
     std::uint16_t wIdentifier;
 };
 
-constexpr auto LANGUAGES = std::to_array<XLanguage>({
+constexpr auto LANGUAGES = std::to_array<LanguageState>({
     {"zh_CN", 0x0804},
     {"zh_SG", 0x0804},
     {"zh_TW", 0x0404},
@@ -37,8 +37,8 @@ std::uint16_t GetSystemDefaultLangID()
 {
     std::string_view locale = LocaleName();
     locale = locale.substr(0, locale.find_first_of(".@"));
-    for (const XLanguage& language : LANGUAGES) {
-        if (locale == language.strLocale || locale.substr(0, locale.find('_')) == language.strLocale) {
+    for (const LanguageState& language : LANGUAGES) {
+        if (locale == language.locale || locale.substr(0, locale.find('_')) == language.locale) {
             return language.wIdentifier;
         }
     }

@@ -62,14 +62,14 @@ std::vector<std::string_view> Split(std::string_view text, char separator)
 
 }  // namespace
 
-std::vector<XMount> ParseMounts(std::string_view mountInfo)
+std::vector<Mount> ParseMounts(std::string_view mountInfo)
 {
     // id parent major:minor root mount-point options [further fields] - type source options
     constexpr std::size_t DEVICE = 2;
     constexpr std::size_t ROOT = 3;
     constexpr std::size_t POINT = 4;
     constexpr std::size_t BEHIND_OPTIONS = 6;
-    std::vector<XMount> mounts;
+    std::vector<Mount> mounts;
     for (const std::string_view line : Split(mountInfo, '\n')) {
         const auto fields = Split(line, ' ');
         const auto from = fields.begin() + static_cast<std::ptrdiff_t>(std::min(BEHIND_OPTIONS, fields.size()));
@@ -81,38 +81,38 @@ std::vector<XMount> ParseMounts(std::string_view mountInfo)
     return mounts;
 }
 
-std::vector<XDrive> AssignDrives(const std::vector<XMount>& mounts,
-                                 const std::function<bool(const std::string& device)>& isRemovable)
+std::vector<Drive> AssignDrives(const std::vector<Mount>& mounts,
+                                const std::function<bool(const std::string& device)>& isRemovable)
 {
     // The last mount on a point hides the earlier ones.
-    std::map<std::string, const XMount*> byPoint;
-    for (const XMount& mount : mounts)
-        byPoint[mount.strPoint] = &mount;
+    std::map<std::string, const Mount*> byPoint;
+    for (const Mount& mount : mounts)
+        byPoint[mount.point] = &mount;
 
     // In the order of the letters: local disks, then removable, then network mounts, each by its mount point.
     std::set<std::tuple<int, std::string, std::uint32_t>> order;
     std::set<std::string> sources;
-    if (const auto root = byPoint.find("/"); root != byPoint.end()) sources.insert(root->second->strSource);
+    if (const auto root = byPoint.find("/"); root != byPoint.end()) sources.insert(root->second->source);
     for (const auto& [point, mount] : byPoint) {
         if (point == "/" || IsBelow(point, "/boot")) continue;
-        const bool remote = IsOneOf(REMOTE_TYPES, mount->strType);
-        const bool disc = IsOneOf(DISC_TYPES, mount->strType);
-        if (!remote && !disc && !IsOneOf(LOCAL_TYPES, mount->strType)) continue;
+        const bool remote = IsOneOf(REMOTE_TYPES, mount->type);
+        const bool disc = IsOneOf(DISC_TYPES, mount->type);
+        if (!remote && !disc && !IsOneOf(LOCAL_TYPES, mount->type)) continue;
         // Only a part of the file system is mounted: another mount, or a container's host, shows the whole. For
         // btrfs it is the habit, each subvolume being mounted by itself.
-        if (!remote && mount->strRoot != "/" && mount->strType != "btrfs") continue;
-        if (!sources.insert(mount->strSource).second) continue;
+        if (!remote && mount->root != "/" && mount->type != "btrfs") continue;
+        if (!sources.insert(mount->source).second) continue;
         if (remote) {
             order.emplace(2, point, DRIVE_REMOTE);
         } else if (disc || IsBelow(point, "/media") || IsBelow(point, "/run/media") ||
-                   isRemovable(mount->strDevice)) {
+                   isRemovable(mount->device)) {
             order.emplace(1, point, DRIVE_REMOVABLE);
         } else {
             order.emplace(0, point, DRIVE_FIXED);
         }
     }
 
-    std::vector<XDrive> drives{{'c', DRIVE_FIXED, ""}};
+    std::vector<Drive> drives{{'c', DRIVE_FIXED, ""}};
     for (const auto& [rank, point, type] : order) {
         const char last = drives.back().cLetter;
         if (last == 'z') break;

@@ -31,17 +31,17 @@ bool HasDrive(std::string_view path)
     return path.size() >= 2 && path[1] == ':' && IsAsciiLetter(path[0]);
 }
 
-struct XModuleDirectory {
+struct ModulePlace {
     std::mutex Lock;
-    std::string strNamed;  // by SetModuleDirectory
+    std::string named;  // by SetModuleDirectory
     // What was chosen for a folder; chosen once, because choosing may fill the user's folder.
-    std::string strFolder;
+    std::string folder;
     UserPlace User;
 };
 
-XModuleDirectory& ModuleDirectory()
+ModulePlace& ModuleDirectory()
 {
-    static auto& directory = *new XModuleDirectory;
+    static auto& directory = *new ModulePlace;
     return directory;
 }
 
@@ -116,10 +116,10 @@ std::string UserFolderFor(const std::string& folder)
     UserPlace chosen;
     {
         const std::lock_guard lock(directory.Lock);
-        if (!directory.strNamed.empty()) return {};
-        if (folder == directory.strFolder) return directory.User.folder;
+        if (!directory.named.empty()) return {};
+        if (folder == directory.folder) return directory.User.folder;
         chosen = ChooseUserPlace(folder, UserFolderOf(folder), IsFolderWritable);
-        directory.strFolder = folder;
+        directory.folder = folder;
         directory.User = chosen;
     }
     if (chosen.notice.empty() || !IsNews(chosen.notice)) return chosen.folder;
@@ -187,7 +187,7 @@ std::string GetModuleDirectory()
     auto& directory = ModuleDirectory();
     {
         const std::lock_guard lock(directory.Lock);
-        if (!directory.strNamed.empty()) return directory.strNamed;
+        if (!directory.named.empty()) return directory.named;
     }
     return WithBackslash(SystemPath(ModuleFolder()));
 }
@@ -196,9 +196,9 @@ void SetModuleDirectory(std::string_view path)
 {
     auto& directory = ModuleDirectory();
     const std::lock_guard lock(directory.Lock);
-    directory.strFolder.clear();
+    directory.folder.clear();
     directory.User = {};
-    directory.strNamed = path.empty() ? "" : WithBackslash(SystemPath(AbsoluteFolder(path)));
+    directory.named = path.empty() ? "" : WithBackslash(SystemPath(AbsoluteFolder(path)));
 }
 
 bool MakeSureDirectoryPathExists(std::string_view path)

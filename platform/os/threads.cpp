@@ -27,12 +27,12 @@ enum class EReset {
 // All of it is guarded by g_WaitLock.
 struct WAITABLE {
     const EReset Reset;
-    bool bSignalled;
+    bool signalled;
     // One for the handle, one for a thread that runs, one for each wait under way.
-    int iReferences = 1;
-    std::vector<XWaiter*> Waiters = {};
+    int references = 1;
+    std::vector<Waiter*> waiters = {};
     std::thread Thread = {};
-    std::uint32_t dwExitCode = STILL_ACTIVE;
+    std::uint32_t exitCode = STILL_ACTIVE;
 };
 
 namespace
@@ -40,14 +40,14 @@ namespace
 
 void ReleaseObject(WAITABLE* object)
 {
-    if (--object->iReferences == 0) delete object;
+    if (--object->references == 0) delete object;
 }
 
 void Signal(WAITABLE* object)
 {
-    object->bSignalled = true;
-    for (XWaiter* const waiter : object->Waiters)
-        waiter->Changed.notify_one();
+    object->signalled = true;
+    for (Waiter* const waiter : object->waiters)
+        waiter->changed.notify_one();
 }
 
 CDeadline DeadlineIn(std::uint32_t ms)
@@ -66,9 +66,9 @@ class CObjectWait final : public IWaitCondition
     {
         for (std::size_t i = 0; i < m_Objects.size(); ++i) {
             WAITABLE* const object = m_Objects[i];
-            if (object == nullptr || !object->bSignalled) continue;
-            if (object->Reset == EReset::AfterOneWait) object->bSignalled = false;
-            m_iMet = static_cast<std::uint32_t>(i);
+            if (object == nullptr || !object->signalled) continue;
+            if (object->Reset == EReset::AfterOneWait) object->signalled = false;
+            m_ulMet = static_cast<std::uint32_t>(i);
             return true;
         }
         return false;
@@ -81,27 +81,27 @@ class CObjectWait final : public IWaitCondition
         CWaitHold hold(g_WaitLock);
         for (WAITABLE* const object : m_Objects) {
             if (object == nullptr) continue;
-            ++object->iReferences;
-            object->Waiters.push_back(&m_Waiter);
+            ++object->references;
+            object->waiters.push_back(&m_Waiter);
         }
         const bool met = WaitServing(hold, m_Waiter, *this, deadline);
-        if (met) ended = std::exchange(m_Objects[m_iMet]->Thread, {});
+        if (met) ended = std::exchange(m_Objects[m_ulMet]->Thread, {});
         for (WAITABLE* const object : m_Objects) {
             if (object == nullptr) continue;
-            object->Waiters.erase(std::ranges::find(object->Waiters, &m_Waiter));
+            object->waiters.erase(std::ranges::find(object->waiters, &m_Waiter));
             ReleaseObject(object);
         }
         hold.unlock();
         // The thread has left our code but not yet the system's; whoever learns of its end may unload the
         // module.
         if (ended.joinable()) ended.join();
-        return met ? WAIT_OBJECT_0 + m_iMet : WAIT_TIMEOUT;
+        return met ? WAIT_OBJECT_0 + m_ulMet : WAIT_TIMEOUT;
     }
 
   private:
-    XWaiter m_Waiter;
+    Waiter m_Waiter;
     std::array<WAITABLE*, 2> m_Objects;
-    std::uint32_t m_iMet = 0;
+    std::uint32_t m_ulMet = 0;
 };
 
 class CNeverMet final : public IWaitCondition
@@ -118,7 +118,7 @@ void RunThread(WAITABLE* object, std::function<std::uint32_t()> entry, const std
     entry = nullptr;
     EndThreadQueue();
     const std::lock_guard lock(g_WaitLock);
-    object->dwExitCode = exitCode;
+    object->exitCode = exitCode;
     RemoveModuleThread();  // whoever waited for the thread finds the module let go
     Signal(object);
     ReleaseObject(object);
@@ -132,7 +132,7 @@ HANDLE CreateThread(std::function<std::uint32_t()> entry, const char* name)
     auto* const object = new WAITABLE{EReset::ByHand, false};
     std::string cut = std::string(name == nullptr ? "" : name).substr(0, LONGEST_NAME);
     const std::lock_guard lock(g_WaitLock);
-    ++object->iReferences;
+    ++object->references;
     AddModuleThread();
     try {
         object->Thread = std::thread(RunThread, object, std::move(entry), std::move(cut));
@@ -148,7 +148,7 @@ bool GetExitCodeThread(HANDLE thread, std::uint32_t& exitCode)
 {
     if (thread == nullptr) return false;
     const std::lock_guard lock(g_WaitLock);
-    exitCode = thread->dwExitCode;
+    exitCode = thread->exitCode;
     return true;
 }
 
@@ -169,7 +169,7 @@ bool ResetEvent(HANDLE event)
 {
     if (event == nullptr) return false;
     const std::lock_guard lock(g_WaitLock);
-    event->bSignalled = false;
+    event->signalled = false;
     return true;
 }
 
@@ -203,7 +203,7 @@ void Sleep(std::uint32_t ms)
 
 void SleepServing(std::uint32_t ms)
 {
-    XWaiter waiter;
+    Waiter waiter;
     CNeverMet never;
     const CDeadline deadline = DeadlineIn(ms);
     CWaitHold hold(g_WaitLock);

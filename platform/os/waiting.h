@@ -19,8 +19,8 @@ using CWaitHold = std::unique_lock<std::mutex>;
 using CDeadline = std::optional<std::chrono::steady_clock::time_point>;
 
 /// A blocked thread, on its own stack. Whoever changes what it waits for notifies it under the lock.
-struct XWaiter {
-    std::condition_variable Changed;
+struct Waiter {
+    std::condition_variable changed;
 };
 
 /// What ends a wait; asked under the lock.
@@ -34,7 +34,7 @@ class IWaitCondition
 /// Waits with `hold` (which is given free while it blocks or serves) until the condition is met (true) or the
 /// deadline has passed (false; without one it waits for ever), serving messages sent to the calling thread. A
 /// deadline in the past still serves one message. Whatever meets the condition has to notify `waiter`.
-bool WaitServing(CWaitHold& hold, XWaiter& waiter, IWaitCondition& condition, const CDeadline& deadline);
+bool WaitServing(CWaitHold& hold, Waiter& waiter, IWaitCondition& condition, const CDeadline& deadline);
 
 /// True when the calling thread may be sent messages, so that its waits have to look for them.
 bool ThreadHasQueue();

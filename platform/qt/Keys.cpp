@@ -7,12 +7,12 @@
 
 namespace
 {
-struct XKey {
+struct KeyRow {
     int key;
     std::uint32_t number;
 };
 
-constexpr XKey KEYS[] = {
+constexpr KeyRow KEYS[] = {
     {Qt::Key_Backspace, VK_BACK}, {Qt::Key_Tab, VK_TAB},        {Qt::Key_Backtab, VK_TAB},
     {Qt::Key_Clear, 0x0C},        {Qt::Key_Return, VK_RETURN},  {Qt::Key_Enter, VK_RETURN},
     {Qt::Key_Shift, 0x10},        {Qt::Key_Control, 0x11},      {Qt::Key_Alt, 0x12},
@@ -36,6 +36,6 @@ std::uint32_t VirtualKey(int key)
     if (same) return static_cast<std::uint32_t>(key);
     if (key >= Qt::Key_F1 && key <= Qt::Key_F24) return VK_F1 + static_cast<std::uint32_t>(key - Qt::Key_F1);
     const auto* found =
-        std::find_if(std::begin(KEYS), std::end(KEYS), [key](const XKey& one) { return one.key == key; });
+        std::find_if(std::begin(KEYS), std::end(KEYS), [key](const KeyRow& one) { return one.key == key; });
     return found == std::end(KEYS) ? 0 : found->number;
 }

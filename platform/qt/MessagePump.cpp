@@ -13,15 +13,15 @@
 
 namespace
 {
-struct XHook {
-    HHOOK hHook;
+struct Hook {
+    HHOOK hook;
     HOOKPROC procedure;
 };
 
 // panels' thread only; to process end, as hooks may be taken away late
-std::vector<XHook>& Hooks()
+std::vector<Hook>& Hooks()
 {
-    static auto* const hooks = new std::vector<XHook>;
+    static auto* const hooks = new std::vector<Hook>;
     return *hooks;
 }
 
@@ -39,11 +39,11 @@ int g_iLastHook = 0;
 LRESULT CallHookOlderThan(HHOOK than, int code, WPARAM removed, MSG& message)
 {
     const auto& hooks = Hooks();
-    const auto older = [than](const XHook& one) { return one.hHook < than; };
+    const auto older = [than](const Hook& one) { return one.hook < than; };
     const auto it = std::find_if(hooks.rbegin(), hooks.rend(), older);
     if (it == hooks.rend()) return 0;
     const HOOKPROC procedure = it->procedure;
-    const HHOOK before = std::exchange(g_hRunning, it->hHook);
+    const HHOOK before = std::exchange(g_hRunning, it->hook);
     const LRESULT result = procedure(code, removed, message);
     g_hRunning = before;
     return result;
@@ -90,9 +90,9 @@ void SetPreTranslator(const QWidget& widget, IPreTranslate* translator)
 
 EPreTranslate WalkPreTranslateTree(MSG& message)
 {
-    message.bWalked = true;
+    message.walked = true;
     message.eSaid = EPreTranslate::PassOn;
-    QPointer<QWidget> widget = message.pTarget;
+    QPointer<QWidget> widget = message.target;
     while (widget && message.eSaid == EPreTranslate::PassOn) {
         if (IPreTranslate* translator = Translators().value(widget))
             message.eSaid = translator->PreTranslate(message);
@@ -111,7 +111,7 @@ HHOOK SetWindowsHookExA(HOOKPROC hook)
 
 bool UnhookWindowsHookEx(HHOOK hook)
 {
-    return std::erase_if(Hooks(), [hook](const XHook& one) { return one.hHook == hook; }) > 0;
+    return std::erase_if(Hooks(), [hook](const Hook& one) { return one.hook == hook; }) > 0;
 }
 
 LRESULT CallNextHookEx(int code, WPARAM removed, MSG& message)
@@ -150,9 +150,9 @@ bool CMessagePump::eventFilter(QObject* watched, QEvent* event)
     }
 
     const auto& key = static_cast<QKeyEvent&>(*event);
-    const bool known = event->type() == QEvent::KeyPress && m_Asked.bValid && m_Asked.iKey == key.key() &&
-                       m_Asked.modifiers == key.modifiers() && m_Asked.ulTime == key.timestamp();
-    m_Asked.bValid = false;
+    const bool known = event->type() == QEvent::KeyPress && m_Asked.valid && m_Asked.key == key.key() &&
+                       m_Asked.modifiers == key.modifiers() && m_Asked.time == key.timestamp();
+    m_Asked.valid = false;
     const EPreTranslate result = known ? m_Asked.result : KeyEvent(*target, key);
     if (event->type() == QEvent::ShortcutOverride) {
         m_Asked = {true, key.key(), key.modifiers(), key.timestamp(), result};
@@ -170,10 +170,10 @@ bool CMessagePump::IsRepeated(QWidget& receiver, const QInputEvent& event)
 {
     const bool mouse = event.isPointerEvent();
     const QPointF place = mouse ? static_cast<const QMouseEvent&>(event).globalPosition() : QPointF();
-    const bool same = mouse ? place == m_Last.place : &event == m_Last.pEvent;
-    const bool repeated = same && event.type() == m_Last.iType && event.timestamp() == m_Last.ulTime &&
-                          m_Last.pReceiver && &receiver != m_Last.pReceiver &&
-                          receiver.isAncestorOf(m_Last.pReceiver);
+    const bool same = mouse ? place == m_Last.place : &event == m_Last.event;
+    const bool repeated = same && event.type() == m_Last.type && event.timestamp() == m_Last.time &&
+                          m_Last.receiver && &receiver != m_Last.receiver &&
+                          receiver.isAncestorOf(m_Last.receiver);
     m_Last = {&event, event.type(), event.timestamp(), place, &receiver};
     return repeated;
 }
@@ -189,7 +189,7 @@ EPreTranslate CMessagePump::KeyEvent(QWidget& target, const QKeyEvent& event)
         message.hwnd = WindowOf(stands);
         message.message = number;
         message.wParam = wParam;
-        message.pTarget = stands;
+        message.target = stands;
         return Pump(message);
     };
     EPreTranslate result = EPreTranslate::PassOn;
@@ -213,12 +213,12 @@ bool CMessagePump::MouseEvent(QWidget& target, const QMouseEvent& event)
     message.message = MouseMessage(event);
     if (message.message == WM_NULL) return false;
     message.hwnd = WindowOf(&target);
-    message.pTarget = &target;
+    message.target = &target;
     message.lParam = PackPoint(event.position());
     const QPointer<QWidget> stands(&target);
     EPreTranslate result = Pump(message);
     if (!stands) return true;
     // The windows are asked once, whether a hook has done it or not.
-    if (result != EPreTranslate::Handled && !message.bWalked) result = WalkPreTranslateTree(message);
+    if (result != EPreTranslate::Handled && !message.walked) result = WalkPreTranslateTree(message);
     return result == EPreTranslate::Handled;
 }

@@ -41,8 +41,8 @@ struct MSG {
     std::uint32_t message = WM_NULL;
     WPARAM wParam = 0;  // of a key its number, of a character its code
     LPARAM lParam = 0;  // of a mouse message the place in the target, x in the low and y in the high 16 bits
-    QWidget* pTarget = nullptr;  // stands as long as the hook or window that is asked lets it
-    bool bWalked = false;        // the windows have been asked, and this is what they said
+    QWidget* target = nullptr;  // stands as long as the hook or window that is asked lets it
+    bool walked = false;        // the windows have been asked, and this is what they said
     EPreTranslate eSaid = EPreTranslate::PassOn;
 };
 
@@ -90,19 +90,19 @@ class CMessagePump final : public QObject
     // An event that a widget ignores is handed to its parent, which must not make a second message of it. A
     // key's event stays the same object on that way, a mouse event becomes a copy.
     struct {
-        const QEvent* pEvent = nullptr;
-        int iType = 0;
-        quint64 ulTime = 0;
+        const QEvent* event = nullptr;
+        int type = 0;
+        quint64 time = 0;
         QPointF place;
-        QPointer<QWidget> pReceiver;
+        QPointer<QWidget> receiver;
     } m_Last;
 
     // What was said of a key when the toolkit asked whether it is an accelerator, which comes first.
     struct {
-        bool bValid = false;
-        int iKey = 0;
+        bool valid = false;
+        int key = 0;
         Qt::KeyboardModifiers modifiers;
-        quint64 ulTime = 0;
+        quint64 time = 0;
         EPreTranslate result = EPreTranslate::PassOn;
     } m_Asked;
 };

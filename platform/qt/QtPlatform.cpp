@@ -42,16 +42,16 @@ class CWaker final : public QObject
     std::atomic<bool> m_bPending = false;
 };
 
-struct XQtPlatform {
+struct QtPlatform {
     CWaker waker;
     CWindowBackend backend;
     CMessagePump pump;
-    IWindowBackend* pFormer = nullptr;
+    IWindowBackend* former = nullptr;
 };
 
 // panels' thread only
 int g_iStarts = 0;
-XQtPlatform* g_pPlatform = nullptr;  // owned; a process that ends without a stop leaves it
+QtPlatform* g_pPlatform = nullptr;  // owned; a process that ends without a stop leaves it
 
 std::function<void(QWidget&)>& Decorator()
 {
@@ -72,8 +72,8 @@ bool StartQtPlatform()
     if (QThread::currentThread() != qApp->thread()) return false;
     if (g_iStarts++ > 0) return true;
     WatchProcessEnd();
-    g_pPlatform = new XQtPlatform;
-    g_pPlatform->pFormer = SetWindowBackend(&g_pPlatform->backend);
+    g_pPlatform = new QtPlatform;
+    g_pPlatform->former = SetWindowBackend(&g_pPlatform->backend);
     qApp->installEventFilter(&g_pPlatform->pump);
     return true;
 }
@@ -81,7 +81,7 @@ bool StartQtPlatform()
 void StopQtPlatform()
 {
     if (g_iStarts == 0 || --g_iStarts > 0) return;
-    SetWindowBackend(g_pPlatform->pFormer);
+    SetWindowBackend(g_pPlatform->former);
     delete std::exchange(g_pPlatform, nullptr);
 }
 

@@ -13,21 +13,21 @@ namespace
 constinit thread_local CMessageQueue* t_pQueue = nullptr;
 constinit thread_local bool t_bEnded = false;
 
-struct XQueueOwner {
-    std::shared_ptr<CMessageQueue> pQueue;
-    ~XQueueOwner()
+struct QueueOwner {
+    std::shared_ptr<CMessageQueue> queue;
+    ~QueueOwner()
     {
         EndThreadQueue();
         t_bEnded = true;
     }
 };
-thread_local XQueueOwner t_Owner;
+thread_local QueueOwner t_Owner;
 
-void Answer(XSentMessage& message, LRESULT result)
+void Answer(SentMessage& message, LRESULT result)
 {
-    message.lResult = result;
-    message.bDone = true;
-    message.pSender->Changed.notify_one();
+    message.result = result;
+    message.done = true;
+    message.sender->changed.notify_one();
 }
 
 }  // namespace
@@ -38,20 +38,20 @@ void CMessageQueue::CallWake()
     if (Wake) Wake();
 }
 
-std::unordered_map<HWND, XWindow>& Windows()
+std::unordered_map<HWND, Window>& Windows()
 {
-    static auto& windows = *new std::unordered_map<HWND, XWindow>;
+    static auto& windows = *new std::unordered_map<HWND, Window>;
     return windows;
 }
 
 std::shared_ptr<CMessageQueue> MakeThreadQueue()
 {
     if (t_bEnded) return nullptr;
-    if (t_Owner.pQueue == nullptr) {
-        t_Owner.pQueue = std::make_shared<CMessageQueue>();
-        t_pQueue = t_Owner.pQueue.get();
+    if (t_Owner.queue == nullptr) {
+        t_Owner.queue = std::make_shared<CMessageQueue>();
+        t_pQueue = t_Owner.queue.get();
     }
-    return t_Owner.pQueue;
+    return t_Owner.queue;
 }
 
 CMessageQueue* ThreadQueue()
@@ -66,16 +66,16 @@ bool ThreadHasQueue()
 void EndThreadQueue()
 {
     if (t_pQueue == nullptr) return;
-    const std::shared_ptr<CMessageQueue> queue = std::exchange(t_Owner.pQueue, nullptr);
+    const std::shared_ptr<CMessageQueue> queue = std::exchange(t_Owner.queue, nullptr);
     t_pQueue = nullptr;
     {
         const std::lock_guard lock(queue->WakeLock);
         queue->Wake = nullptr;
     }
-    std::vector<XWindow> gone;  // destroyed after the lock: the procedures may hold anything
+    std::vector<Window> gone;  // destroyed after the lock: the procedures may hold anything
     const std::lock_guard lock(g_WaitLock);
     std::erase_if(Windows(), [&](auto& entry) {
-        if (entry.second.pQueue != queue) return false;
+        if (entry.second.queue != queue) return false;
         gone.push_back(std::move(entry.second));
         return true;
     });
@@ -86,25 +86,25 @@ void EndThreadQueue()
     queue->Posted.clear();
 }
 
-LRESULT CallProcedure(const WNDPROC& procedure, const XMessage& message) noexcept
+LRESULT CallProcedure(const WNDPROC& procedure, const Message& message) noexcept
 {
-    return procedure(message.dwMessage, message.wParam, message.lParam);
+    return procedure(message.message, message.wParam, message.lParam);
 }
 
 bool ServeOneSent(CMessageQueue& queue, CWaitHold& hold)
 {
     if (queue.Sent.empty()) return false;
-    XSentMessage& message = *queue.Sent.front();
+    SentMessage& message = *queue.Sent.front();
     queue.Sent.pop_front();
-    const auto window = Windows().find(message.Message.Window);
+    const auto window = Windows().find(message.message.Window);
     if (window == Windows().end()) {
         Answer(message, 0);
         return true;
     }
     // Kept while it runs: the procedure may take its own window out of the registry.
-    std::shared_ptr<const WNDPROC> procedure = window->second.pProcedure;
+    std::shared_ptr<const WNDPROC> procedure = window->second.procedure;
     hold.unlock();
-    const LRESULT result = CallProcedure(*procedure, message.Message);
+    const LRESULT result = CallProcedure(*procedure, message.message);
     procedure.reset();
     hold.lock();
     Answer(message, result);
@@ -113,17 +113,17 @@ bool ServeOneSent(CMessageQueue& queue, CWaitHold& hold)
 
 void DropSent(CMessageQueue& queue, HWND window)
 {
-    std::erase_if(queue.Sent, [&](XSentMessage* message) {
-        if (message->Message.Window != window) return false;
+    std::erase_if(queue.Sent, [&](SentMessage* message) {
+        if (message->message.Window != window) return false;
         Answer(*message, 0);
         return true;
     });
 }
 
-bool WaitServing(CWaitHold& hold, XWaiter& waiter, IWaitCondition& condition, const CDeadline& deadline)
+bool WaitServing(CWaitHold& hold, Waiter& waiter, IWaitCondition& condition, const CDeadline& deadline)
 {
     CMessageQueue* const queue = ThreadQueue();
-    XWaiter* const outer = queue == nullptr ? nullptr : std::exchange(queue->pWaiter, &waiter);
+    Waiter* const outer = queue == nullptr ? nullptr : std::exchange(queue->pWaiter, &waiter);
     bool met = condition.IsMet();
     bool expired = false;
     while (!met && !expired) {
@@ -134,9 +134,9 @@ bool WaitServing(CWaitHold& hold, XWaiter& waiter, IWaitCondition& condition, co
             continue;
         }
         if (deadline) {
-            waiter.Changed.wait_until(hold, *deadline);
+            waiter.changed.wait_until(hold, *deadline);
         } else {
-            waiter.Changed.wait(hold);
+            waiter.changed.wait(hold);
         }
         met = condition.IsMet();
     }

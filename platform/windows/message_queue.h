@@ -11,27 +11,27 @@
 
 // The queues of messages behind windows.h. Internal to this folder.
 
-struct XMessage {
+struct Message {
     HWND Window = HWND::Null;
-    std::uint32_t dwMessage = 0;
+    std::uint32_t message = 0;
     WPARAM wParam = 0;
     LPARAM lParam = 0;
 };
 
-/// A message whose sender is blocked; it lies on the sender's stack and is its own again once bDone is set.
-struct XSentMessage {
-    XMessage Message;
-    XWaiter* pSender = nullptr;
-    LRESULT lResult = 0;
-    bool bDone = false;
+/// A message whose sender is blocked; it lies on the sender's stack and is its own again once done is set.
+struct SentMessage {
+    Message message;
+    Waiter* sender = nullptr;
+    LRESULT result = 0;
+    bool done = false;
 };
 
 /// What waits for one thread that owns windows.
 struct CMessageQueue {
     // guarded by g_WaitLock
-    std::deque<XSentMessage*> Sent;
-    std::deque<XMessage> Posted;
-    XWaiter* pWaiter = nullptr;  // the innermost wait of the thread
+    std::deque<SentMessage*> Sent;
+    std::deque<Message> Posted;
+    Waiter* pWaiter = nullptr;  // the innermost wait of the thread
 
     // guarded by WakeLock, which is held while Wake runs: once it is replaced it is called no more
     std::mutex WakeLock;
@@ -40,14 +40,14 @@ struct CMessageQueue {
     void CallWake();
 };
 
-struct XWindow {
-    std::shared_ptr<CMessageQueue> pQueue;
-    std::shared_ptr<const WNDPROC> pProcedure;
-    void* pNative = nullptr;
+struct Window {
+    std::shared_ptr<CMessageQueue> queue;
+    std::shared_ptr<const WNDPROC> procedure;
+    void* native = nullptr;
 };
 
 /// The registry, guarded by g_WaitLock. Lives to process end.
-std::unordered_map<HWND, XWindow>& Windows();
+std::unordered_map<HWND, Window>& Windows();
 
 /// The calling thread's queue, made at first use; null on a thread that is past its end (its thread-local
 /// objects are going).
@@ -67,4 +67,4 @@ bool ServeOneSent(CMessageQueue& queue, CWaitHold& hold);
 void DropSent(CMessageQueue& queue, HWND window);
 
 /// Calls the procedure; nothing may leave it, a sender would never be answered.
-LRESULT CallProcedure(const WNDPROC& procedure, const XMessage& message) noexcept;
+LRESULT CallProcedure(const WNDPROC& procedure, const Message& message) noexcept;

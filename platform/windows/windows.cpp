@@ -19,11 +19,11 @@ constinit std::atomic<IWindowBackend*> g_pBackend = nullptr;
 class CAnswered final : public IWaitCondition
 {
   public:
-    explicit CAnswered(const XSentMessage& message) : m_Message(message) {}
-    bool IsMet() override { return m_Message.bDone; }
+    explicit CAnswered(const SentMessage& message) : m_Message(message) {}
+    bool IsMet() override { return m_Message.done; }
 
   private:
-    const XSentMessage& m_Message;
+    const SentMessage& m_Message;
 };
 
 // Calls `operation` of the backend, or answers what stands for "there is none".
@@ -44,19 +44,19 @@ HWND RegisterWindow(WNDPROC procedure, void* native)
     const std::lock_guard lock(g_WaitLock);
     if (g_iLastHandle == std::numeric_limits<std::int32_t>::max()) return HWND::Null;
     const HWND window{++g_iLastHandle};
-    Windows().emplace(window, XWindow{std::move(queue), std::move(shared), native});
+    Windows().emplace(window, Window{std::move(queue), std::move(shared), native});
     return window;
 }
 
 void UnregisterWindow(HWND window)
 {
-    XWindow gone;  // destroyed after the lock: the procedure may hold anything
+    Window gone;  // destroyed after the lock: the procedure may hold anything
     const std::lock_guard lock(g_WaitLock);
     const auto found = Windows().find(window);
     if (found == Windows().end()) return;
     gone = std::move(found->second);
     Windows().erase(found);
-    DropSent(*gone.pQueue, window);
+    DropSent(*gone.queue, window);
 }
 
 bool IsWindow(HWND window)
@@ -69,24 +69,24 @@ void* GetNativeWindow(HWND window)
 {
     const std::lock_guard lock(g_WaitLock);
     const auto found = Windows().find(window);
-    return found == Windows().end() ? nullptr : found->second.pNative;
+    return found == Windows().end() ? nullptr : found->second.native;
 }
 
 LRESULT SendMessageA(HWND window, std::uint32_t message, WPARAM wParam, LPARAM lParam)
 {
-    XWaiter waiter;
-    XSentMessage sent{{window, message, wParam, lParam}, &waiter};
+    Waiter waiter;
+    SentMessage sent{{window, message, wParam, lParam}, &waiter};
     CWaitHold hold(g_WaitLock);
     const auto found = Windows().find(window);
     if (found == Windows().end()) return 0;
-    const std::shared_ptr<CMessageQueue> queue = found->second.pQueue;
+    const std::shared_ptr<CMessageQueue> queue = found->second.queue;
     if (queue.get() == ThreadQueue()) {
-        const std::shared_ptr<const WNDPROC> procedure = found->second.pProcedure;
+        const std::shared_ptr<const WNDPROC> procedure = found->second.procedure;
         hold.unlock();
-        return CallProcedure(*procedure, sent.Message);
+        return CallProcedure(*procedure, sent.message);
     }
     queue->Sent.push_back(&sent);
-    if (queue->pWaiter != nullptr) queue->pWaiter->Changed.notify_one();
+    if (queue->pWaiter != nullptr) queue->pWaiter->changed.notify_one();
     hold.unlock();
     // The owner is woken even while it waits: its wait may end before it has come to this message.
     queue->CallWake();
@@ -94,7 +94,7 @@ LRESULT SendMessageA(HWND window, std::uint32_t message, WPARAM wParam, LPARAM l
     CAnswered answered(sent);
     WaitServing(hold, waiter, answered, std::nullopt);
     hold.unlock();
-    return sent.lResult;
+    return sent.result;
 }
 
 bool PostMessageA(HWND window, std::uint32_t message, WPARAM wParam, LPARAM lParam)
@@ -104,7 +104,7 @@ bool PostMessageA(HWND window, std::uint32_t message, WPARAM wParam, LPARAM lPar
         const std::lock_guard lock(g_WaitLock);
         const auto found = Windows().find(window);
         if (found == Windows().end()) return false;
-        queue = found->second.pQueue;
+        queue = found->second.queue;
         queue->Posted.push_back({window, message, wParam, lParam});
     }
     queue->CallWake();
@@ -122,11 +122,11 @@ int ServeMessages(bool posted)
     for (std::size_t rest = queue->Sent.size(); rest > 0 && ServeOneSent(*queue, hold); --rest)
         ++served;
     for (std::size_t rest = posted ? queue->Posted.size() : 0; rest > 0 && !queue->Posted.empty(); --rest) {
-        const XMessage message = queue->Posted.front();
+        const Message message = queue->Posted.front();
         queue->Posted.pop_front();
         const auto found = Windows().find(message.Window);
         if (found == Windows().end()) continue;
-        std::shared_ptr<const WNDPROC> procedure = found->second.pProcedure;
+        std::shared_ptr<const WNDPROC> procedure = found->second.procedure;
         hold.unlock();
         CallProcedure(*procedure, message);
         procedure.reset();

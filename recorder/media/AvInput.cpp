@@ -34,25 +34,25 @@ const AVInputFormat* FormatOf(std::string& spec)
 
 int Interrupted(void* p)
 {
-    return (*static_cast<const CAvInput::Interrupt*>(p))() ? 1 : 0;
+    return (*static_cast<const AvInput::Interrupt*>(p))() ? 1 : 0;
 }
 
 }  // namespace
 
-CAvInput::CAvInput(const std::string& spec, Interrupt interrupt) : m_Interrupt(std::move(interrupt))
+AvInput::AvInput(const std::string& spec, Interrupt interrupt) : m_Interrupt(std::move(interrupt))
 {
     static std::once_flag once;
     std::call_once(once, [] {
         avdevice_register_all();
         SayLibAvWarningsOnce();
     });
-    if (!m_pFrame || !m_pPacket) throw std::runtime_error("no memory for a source");
+    if (!m_Frame || !m_Packet) throw std::runtime_error("no memory for a source");
     Open(spec);
 }
 
-CAvInput::~CAvInput() = default;
+AvInput::~AvInput() = default;
 
-void CAvInput::Open(const std::string& spec)
+void AvInput::Open(const std::string& spec)
 {
     std::string name = spec;
     const AVInputFormat* const format = FormatOf(name);
@@ -63,18 +63,18 @@ void CAvInput::Open(const std::string& spec)
     if (spec.starts_with(CAMERA_PREFIX)) input->flags |= AVFMT_FLAG_NONBLOCK;
     CheckAv(avformat_open_input(&input, name.c_str(), format, nullptr),
             "open the source");  // frees it on failure
-    m_pInput.reset(input);
+    m_Input.reset(input);
     CheckAv(avformat_find_stream_info(input, nullptr), "read the source");
     const AVCodec* codec = nullptr;
-    m_iStream = CheckAv(av_find_best_stream(input, AVMEDIA_TYPE_VIDEO, -1, -1, &codec, 0), "find pictures");
+    m_Stream = CheckAv(av_find_best_stream(input, AVMEDIA_TYPE_VIDEO, -1, -1, &codec, 0), "find pictures");
     m_pDecoder.reset(avcodec_alloc_context3(codec));
     if (!m_pDecoder) throw std::runtime_error("no memory for a decoder");
-    CheckAv(avcodec_parameters_to_context(m_pDecoder.get(), input->streams[m_iStream]->codecpar), "decode it");
+    CheckAv(avcodec_parameters_to_context(m_pDecoder.get(), input->streams[m_Stream]->codecpar), "decode it");
     m_pDecoder->thread_count = 1;
     CheckAv(avcodec_open2(m_pDecoder.get(), codec, nullptr), "decode it");
 }
 
-bool CAvInput::Next()
+bool AvInput::Next()
 {
     while (!Receive())
         if (!Feed()) return false;
@@ -82,9 +82,9 @@ bool CAvInput::Next()
 }
 
 // True when a picture is in m_pFrame.
-bool CAvInput::Receive()
+bool AvInput::Receive()
 {
-    const int got = avcodec_receive_frame(m_pDecoder.get(), m_pFrame.get());
+    const int got = avcodec_receive_frame(m_pDecoder.get(), m_Frame.get());
     if (got == AVERROR(EAGAIN)) return false;
     if (got == AVERROR_EOF) {
         avcodec_flush_buffers(m_pDecoder.get());
@@ -95,59 +95,59 @@ bool CAvInput::Receive()
 }
 
 // Gives the decoder one more packet; false at the end of the source.
-bool CAvInput::Feed()
+bool AvInput::Feed()
 {
     for (;;) {
         if (m_Interrupt()) throw std::runtime_error("can't read the source: interrupted");
-        av_packet_unref(m_pPacket.get());
-        const int read = av_read_frame(m_pInput.get(), m_pPacket.get());
+        av_packet_unref(m_Packet.get());
+        const int read = av_read_frame(m_Input.get(), m_Packet.get());
         if (read == AVERROR(EAGAIN)) {
             std::this_thread::sleep_for(LOOK_EVERY);
             continue;
         }
         if (read == AVERROR_EOF) {
             // What the decoder still holds comes first.
-            if (std::exchange(m_bDrained, true)) return false;
+            if (std::exchange(m_Drained, true)) return false;
             avcodec_send_packet(m_pDecoder.get(), nullptr);
             return true;
         }
         CheckAv(read, "read the source");
-        if (m_pPacket->stream_index != m_iStream || IsLeftOut()) continue;
-        m_bDrained = false;
+        if (m_Packet->stream_index != m_Stream || IsLeftOut()) continue;
+        m_Drained = false;
         // A damaged packet costs its picture only.
-        const int sent = avcodec_send_packet(m_pDecoder.get(), m_pPacket.get());
+        const int sent = avcodec_send_packet(m_pDecoder.get(), m_Packet.get());
         if (sent != AVERROR_INVALIDDATA) CheckAv(sent, "decode the source");
-        if (m_bKeysOnly) avcodec_send_packet(m_pDecoder.get(), nullptr);  // so that it comes out at once
+        if (m_KeysOnly) avcodec_send_packet(m_pDecoder.get(), nullptr);  // so that it comes out at once
         return true;
     }
 }
 
-bool CAvInput::IsLeftOut()
+bool AvInput::IsLeftOut()
 {
-    if (m_bKeysOnly) m_bAwaitsKey = true;
-    if (!m_bAwaitsKey) return false;
-    if ((m_pPacket->flags & AV_PKT_FLAG_KEY) == 0) return true;
-    m_bAwaitsKey = m_bKeysOnly;
+    if (m_KeysOnly) m_AwaitsKey = true;
+    if (!m_AwaitsKey) return false;
+    if ((m_Packet->flags & AV_PKT_FLAG_KEY) == 0) return true;
+    m_AwaitsKey = m_KeysOnly;
     return false;
 }
 
-std::optional<double> CAvInput::Stamp() const
+std::optional<double> AvInput::Stamp() const
 {
-    const int64_t stamp = m_pFrame->best_effort_timestamp;
+    const int64_t stamp = m_Frame->best_effort_timestamp;
     if (stamp == AV_NOPTS_VALUE) return {};
-    return static_cast<double>(stamp) * av_q2d(m_pInput->streams[m_iStream]->time_base);
+    return static_cast<double>(stamp) * av_q2d(m_Input->streams[m_Stream]->time_base);
 }
 
-bool CAvInput::IsFile() const
+bool AvInput::IsFile() const
 {
-    return m_pInput->pb != nullptr && (m_pInput->pb->seekable & AVIO_SEEKABLE_NORMAL) != 0;
+    return m_Input->pb != nullptr && (m_Input->pb->seekable & AVIO_SEEKABLE_NORMAL) != 0;
 }
 
-void CAvInput::Rewind()
+void AvInput::Rewind()
 {
-    CheckAv(av_seek_frame(m_pInput.get(), m_iStream, 0, AVSEEK_FLAG_BACKWARD), "begin the source anew");
+    CheckAv(av_seek_frame(m_Input.get(), m_Stream, 0, AVSEEK_FLAG_BACKWARD), "begin the source anew");
     avcodec_flush_buffers(m_pDecoder.get());
-    m_bDrained = false;
+    m_Drained = false;
 }
 
 }  // namespace recorder

@@ -12,22 +12,22 @@ namespace recorder
 
 // The pictures of whatever libavformat opens, one after the other. Names faults as std::runtime_error, without
 // the source's text, which may hold a password. One thread at a time.
-class CAvInput
+class AvInput
 {
   public:
     // Asked now and then while it waits; true ends the waiting with a fault.
     using Interrupt = std::function<bool()>;
 
     // Opens the source, see MakeSource for its text.
-    CAvInput(const std::string& spec, Interrupt interrupt);
-    ~CAvInput();
-    CAvInput(const CAvInput&) = delete;
-    CAvInput& operator=(const CAvInput&) = delete;
+    AvInput(const std::string& spec, Interrupt interrupt);
+    ~AvInput();
+    AvInput(const AvInput&) = delete;
+    AvInput& operator=(const AvInput&) = delete;
 
     // Decodes the next picture; false at the end of the source.
     bool Next();
     // The latest; valid until the next call of Next.
-    const AVFrame& Frame() const { return *m_pFrame; }
+    const AVFrame& Frame() const { return *m_Frame; }
     // Its time stamp in seconds; nothing when the source tells none.
     std::optional<double> Stamp() const;
 
@@ -36,7 +36,7 @@ class CAvInput
     void Rewind();
     // Decodes only pictures that build on no other, for somebody who hardly looks. All come again from the next
     // of these on.
-    void SetKeysOnly(bool bKeysOnly) { m_bKeysOnly = bKeysOnly; }
+    void SetKeysOnly(bool keysOnly) { m_KeysOnly = keysOnly; }
 
   private:
     void Open(const std::string& spec);
@@ -45,14 +45,14 @@ class CAvInput
     bool IsLeftOut();
 
     Interrupt m_Interrupt;
-    AvFormatContext m_pInput;
+    AvFormatContext m_Input;
     AvCodecContext m_pDecoder;
-    AvFrame m_pFrame{av_frame_alloc()};
-    AvPacket m_pPacket{av_packet_alloc()};
-    int m_iStream = -1;
-    bool m_bKeysOnly = false;
-    bool m_bAwaitsKey = false;
-    bool m_bDrained = false;
+    AvFrame m_Frame{av_frame_alloc()};
+    AvPacket m_Packet{av_packet_alloc()};
+    int m_Stream = -1;
+    bool m_KeysOnly = false;
+    bool m_AwaitsKey = false;
+    bool m_Drained = false;
 };
 
 }  // namespace recorder

@@ -11,14 +11,14 @@ namespace recorder
 
 // The motors of a channel's camera: each runs while it is switched on and moves the view, at the pace of the
 // pictures. No thread, no clock.
-class CCamera
+class Camera
 {
   public:
-    explicit CCamera(int iRate) : m_iRate(iRate) {}
+    explicit Camera(int rate) : m_Rate(rate) {}
 
-    void Do(const XCommand& command);
+    void Do(const Command& command);
     // The view of this picture; numbers only grow. What wasn't asked for since is made up for.
-    XView At(int64_t iPicture);
+    View At(int64_t picture);
 
     // A second's move.
     static constexpr double PAN_SPEED = 0.25;  // pictures
@@ -34,13 +34,13 @@ class CCamera
     bool Runs(EMotor motor) const { return m_Runs[static_cast<size_t>(motor)]; }
     void Step();
 
-    int m_iRate;
+    int m_Rate;
     std::array<bool, MOTORS> m_Runs{};
-    XView m_View;
-    double m_dFocus = 0;
-    double m_dScan = 0;   // of the round, 0 to 1
-    double m_dWiper = 0;  // likewise
-    int64_t m_iPicture = -1;
+    View m_View;
+    double m_Focus = 0;
+    double m_Scan = 0;   // of the round, 0 to 1
+    double m_Wiper = 0;  // likewise
+    int64_t m_Picture = -1;
 };
 
 }  // namespace recorder

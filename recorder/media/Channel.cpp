@@ -15,118 +15,118 @@ constexpr int64_t NANOSECONDS = 1'000'000'000;
 
 }  // namespace
 
-CPictureMaker::CPictureMaker(const XChannelSetup& setup, int iChannel, const std::atomic<bool>& bStop)
-    : m_pSource(MakeSource(setup.m_strSource, setup.m_Scene, iChannel, bStop))
+PictureMaker::PictureMaker(const ChannelSetup& setup, int channel, const std::atomic<bool>& stop)
+    : m_Source(MakeSource(setup.source, setup.scene, channel, stop))
 {
-    XStreamSetup stream = setup.m_Stream;
-    stream.m_iRate = setup.m_Scene.m_iRate;
+    StreamSetup stream = setup.stream;
+    stream.rate = setup.scene.rate;
     for (int codec = 0; codec < CODECS; ++codec)
         m_Streams[static_cast<size_t>(codec)] = MakeCodecStream(static_cast<ECodec>(codec), stream);
 }
 
-std::shared_ptr<const XCoded> CPictureMaker::Make(int64_t iPicture, bool bKey, ECodec codec)
+std::shared_ptr<const Coded> PictureMaker::Make(int64_t picture, bool key, ECodec codec)
 {
-    if (iPicture != m_iRead) m_pSource->Read(iPicture, m_Picture);
-    m_iRead = iPicture;
-    return Of(codec).Make(m_Picture, iPicture, bKey);
+    if (picture != m_Read) m_Source->Read(picture, m_Picture);
+    m_Read = picture;
+    return Of(codec).Make(m_Picture, picture, key);
 }
 
-CChannel::CChannel(const XChannelSetup& setup, int iChannel, int iLoop, Deliver deliver)
+Channel::Channel(const ChannelSetup& setup, int channel, int loop, Deliver deliver)
     : m_Setup(setup),
-      m_iChannel(iChannel),
-      m_iLoop(iLoop),
+      m_Channel(channel),
+      m_Loop(loop),
       m_Deliver(std::move(deliver)),
-      m_Tracks{XTrack{CKeyGate(setup.m_Scene.m_iRate, iChannel, setup.m_iChannels), false, {}, 0},
-               XTrack{CKeyGate(setup.m_Scene.m_iRate, iChannel, setup.m_iChannels), false, {}, 0}},
-      m_Camera(setup.m_Scene.m_iRate)
+      m_Tracks{Track{KeyGate(setup.scene.rate, channel, setup.channels), false, {}, 0},
+               Track{KeyGate(setup.scene.rate, channel, setup.channels), false, {}, 0}},
+      m_Camera(setup.scene.rate)
 {
 }
 
-CChannel::~CChannel()
+Channel::~Channel()
 {
     Stop();
     if (m_Thread.joinable()) m_Thread.join();
 }
 
-void CChannel::Prepare()
+void Channel::Prepare()
 {
-    CPictureMaker maker(m_Setup, m_iChannel, m_bStop);
-    for (int64_t picture = 0; picture < m_iLoop && !m_bStop; ++picture)
+    PictureMaker maker(m_Setup, m_Channel, m_Stop);
+    for (int64_t picture = 0; picture < m_Loop && !m_Stop; ++picture)
         for (int codec = 0; codec < CODECS; ++codec) {
             auto coded = maker.Make(picture, false, static_cast<ECodec>(codec));
-            if (coded) m_Tracks[static_cast<size_t>(codec)].m_Loop.push_back(std::move(coded));
+            if (coded) m_Tracks[static_cast<size_t>(codec)].loop.push_back(std::move(coded));
         }
 }
 
-void CChannel::Start(Clock::time_point start)
+void Channel::Start(Clock::time_point start)
 {
     m_Thread = std::thread([this, start] { Run(start); });
 }
 
-void CChannel::SetWatched(bool bWatched, ECodec codec)
+void Channel::SetWatched(bool watched, ECodec codec)
 {
     {
         const std::lock_guard lock(m_Mutex);
-        XWish& wish = m_Wishes[static_cast<size_t>(codec)];
-        if (bWatched && !wish.m_bWatched) wish.m_bRestart = true;
-        wish.m_bWatched = bWatched;
+        Wish& wish = m_Wishes[static_cast<size_t>(codec)];
+        if (watched && !wish.watched) wish.restart = true;
+        wish.watched = watched;
     }
     m_Changed.notify_all();
 }
 
-void CChannel::WantKey(ECodec codec)
+void Channel::WantKey(ECodec codec)
 {
     const std::lock_guard lock(m_Mutex);
-    m_Wishes[static_cast<size_t>(codec)].m_bWantKey = true;
+    m_Wishes[static_cast<size_t>(codec)].wantKey = true;
 }
 
-void CChannel::Do(const XCommand& command)
+void Channel::Do(const Command& command)
 {
     const std::lock_guard lock(m_Mutex);
     m_Camera.Do(command);
 }
 
-void CChannel::Stop()
+void Channel::Stop()
 {
     {
         const std::lock_guard lock(m_Mutex);
-        m_bStop = true;
+        m_Stop = true;
     }
     m_Changed.notify_all();
 }
 
-XChannelCounts CChannel::Counts(ECodec codec) const
+ChannelCounts Channel::Counts(ECodec codec) const
 {
     const std::lock_guard lock(m_Mutex);
-    return m_Wishes[static_cast<size_t>(codec)].m_Counts;
+    return m_Wishes[static_cast<size_t>(codec)].counts;
 }
 
-bool CChannel::IsWatched() const
+bool Channel::IsWatched() const
 {
-    return std::any_of(m_Wishes.begin(), m_Wishes.end(), [](const XWish& wish) { return wish.m_bWatched; });
+    return std::any_of(m_Wishes.begin(), m_Wishes.end(), [](const Wish& wish) { return wish.watched; });
 }
 
-CChannel::XTurn CChannel::WaitForTurn(Clock::time_point start, int64_t iLast)
+Channel::Turn Channel::WaitForTurn(Clock::time_point start, int64_t last)
 {
     using std::chrono::nanoseconds;
-    const int64_t rate = m_Setup.m_Scene.m_iRate;
+    const int64_t rate = m_Setup.scene.rate;
     std::unique_lock lock(m_Mutex);
     for (;;) {
-        m_Changed.wait(lock, [this] { return IsWatched() || m_bStop; });
-        if (m_bStop) return {};
+        m_Changed.wait(lock, [this] { return IsWatched() || m_Stop; });
+        if (m_Stop) return {};
         const auto elapsed = std::max(Clock::duration::zero(), Clock::now() - start);
         const int64_t current = std::chrono::duration_cast<nanoseconds>(elapsed).count() * rate / NANOSECONDS;
-        const int64_t next = std::max(iLast + 1, current);
+        const int64_t next = std::max(last + 1, current);
         const auto due = start + nanoseconds(NANOSECONDS * next / rate);
         // Woken before the time: watched no more, or to be stopped.
-        if (m_Changed.wait_until(lock, due, [this] { return !IsWatched() || m_bStop; })) continue;
-        XTurn turn{next, m_Camera.At(next), {}};
+        if (m_Changed.wait_until(lock, due, [this] { return !IsWatched() || m_Stop; })) continue;
+        Turn turn{next, m_Camera.At(next), {}};
         for (size_t codec = 0; codec < CODECS; ++codec) {
-            XWish& wish = m_Wishes[codec];
-            if (!wish.m_bWatched) continue;
-            const bool restart = std::exchange(wish.m_bRestart, false);
-            if (iLast >= 0 && !restart) wish.m_Counts.m_ulSkipped += static_cast<uint64_t>(next - iLast - 1);
-            turn.m_For[codec] = {true, std::exchange(wish.m_bWantKey, false), restart};
+            Wish& wish = m_Wishes[codec];
+            if (!wish.watched) continue;
+            const bool restart = std::exchange(wish.restart, false);
+            if (last >= 0 && !restart) wish.counts.skipped += static_cast<uint64_t>(next - last - 1);
+            turn.until[codec] = {true, std::exchange(wish.wantKey, false), restart};
         }
         return turn;
     }
@@ -134,63 +134,62 @@ CChannel::XTurn CChannel::WaitForTurn(Clock::time_point start, int64_t iLast)
 
 // A key picture that is due is the loop's next one, at once. Those who watch already lose pictures by the leap,
 // but see no damage.
-std::shared_ptr<const XCoded> CChannel::FromLoop(XTrack& track, bool bKey)
+std::shared_ptr<const Coded> Channel::FromLoop(Track& track, bool key)
 {
-    if (track.m_Loop.empty()) return nullptr;
-    const auto next = [&] { return track.m_Loop[track.m_ulInLoop++ % track.m_Loop.size()]; };
+    if (track.loop.empty()) return nullptr;
+    const auto next = [&] { return track.loop[track.inLoop++ % track.loop.size()]; };
     auto coded = next();
-    for (size_t i = 1; i < track.m_Loop.size() && bKey && !coded->m_bKey; ++i)
+    for (size_t i = 1; i < track.loop.size() && key && !coded->key; ++i)
         coded = next();
     return coded;
 }
 
-void CChannel::ServeCodec(ECodec codec, CPictureMaker* pMaker, const XTurn& turn)
+void Channel::ServeCodec(ECodec codec, PictureMaker* maker, const Turn& turn)
 {
-    XTrack& track = m_Tracks[static_cast<size_t>(codec)];
-    const XTurn::XFor& wanted = turn.m_For[static_cast<size_t>(codec)];
-    if (wanted.m_bRestart) {
-        track.m_Gate.Restart();
-        if (pMaker != nullptr) pMaker->Restart(codec);
+    Track& track = m_Tracks[static_cast<size_t>(codec)];
+    const Turn::For& wanted = turn.until[static_cast<size_t>(codec)];
+    if (wanted.restart) {
+        track.gate.Restart();
+        if (maker != nullptr) maker->Restart(codec);
     }
-    if (wanted.m_bKey) track.m_Gate.Want();
-    const bool key = track.m_Gate.Due(turn.m_iPicture);
-    auto coded = pMaker != nullptr ? pMaker->Make(turn.m_iPicture, key, codec)
-                                   : FromLoop(track, key || wanted.m_bRestart);
-    if (coded) track.m_Gate.Coded(turn.m_iPicture, coded->m_bKey);
+    if (wanted.key) track.gate.Want();
+    const bool key = track.gate.Due(turn.picture);
+    auto coded =
+        maker != nullptr ? maker->Make(turn.picture, key, codec) : FromLoop(track, key || wanted.restart);
+    if (coded) track.gate.Coded(turn.picture, coded->key);
     {
         const std::lock_guard lock(m_Mutex);
-        XChannelCounts& counts = m_Wishes[static_cast<size_t>(codec)].m_Counts;
-        const uint64_t skipped = counts.m_ulSkipped;
-        if (pMaker != nullptr)
-            counts = pMaker->Counts(codec);
+        ChannelCounts& counts = m_Wishes[static_cast<size_t>(codec)].counts;
+        const uint64_t skipped = counts.skipped;
+        if (maker != nullptr)
+            counts = maker->Counts(codec);
         else if (coded)
             counts.Add(*coded);
-        counts.m_ulSkipped = skipped;
+        counts.skipped = skipped;
     }
-    if (!coded || (track.m_bBroken && !coded->m_bKey)) return;  // it would show nothing but damage
-    track.m_bBroken = !m_Deliver(m_iChannel, std::move(coded));
+    if (!coded || (track.broken && !coded->key)) return;  // it would show nothing but damage
+    track.broken = !m_Deliver(m_Channel, std::move(coded));
 }
 
-void CChannel::Serve(Clock::time_point start)
+void Channel::Serve(Clock::time_point start)
 {
-    std::unique_ptr<CPictureMaker> maker;
-    if (m_iLoop == 0) maker = std::make_unique<CPictureMaker>(m_Setup, m_iChannel, m_bStop);
-    for (XTurn turn = WaitForTurn(start, -1); turn.m_iPicture >= 0;
-         turn = WaitForTurn(start, turn.m_iPicture)) {
-        if (maker) maker->SetView(turn.m_View);
+    std::unique_ptr<PictureMaker> maker;
+    if (m_Loop == 0) maker = std::make_unique<PictureMaker>(m_Setup, m_Channel, m_Stop);
+    for (Turn turn = WaitForTurn(start, -1); turn.picture >= 0; turn = WaitForTurn(start, turn.picture)) {
+        if (maker) maker->SetView(turn.view);
         for (int codec = 0; codec < CODECS; ++codec)
-            if (turn.m_For[static_cast<size_t>(codec)].m_bWatched)
+            if (turn.until[static_cast<size_t>(codec)].watched)
                 ServeCodec(static_cast<ECodec>(codec), maker.get(), turn);
     }
 }
 
 // A channel that can't go on says so and ends; the others do not notice.
-void CChannel::Run(Clock::time_point start)
+void Channel::Run(Clock::time_point start)
 {
     try {
         Serve(start);
     } catch (const std::exception& e) {
-        std::fprintf(stderr, "watchwall-recorder: channel %d: %s\n", m_iChannel + 1, e.what());
+        std::fprintf(stderr, "watchwall-recorder: channel %d: %s\n", m_Channel + 1, e.what());
     }
 }
 

@@ -5,110 +5,109 @@
 namespace recorder
 {
 
-void XChannelCounts::Add(const XCoded& coded)
+void ChannelCounts::Add(const Coded& coded)
 {
-    ++m_ulPictures;
-    m_ulKeys += coded.m_bKey ? 1 : 0;
-    m_ulBytes += coded.m_Bytes.size();
-    m_ulLargest = std::max<uint64_t>(m_ulLargest, coded.m_Bytes.size());
-    m_iQuant = coded.m_iQuant;
+    ++pictures;
+    keys += coded.key ? 1 : 0;
+    bytes += coded.bytes.size();
+    largest = std::max<uint64_t>(largest, coded.bytes.size());
+    quant = coded.quant;
 }
 
 namespace
 {
 
-class CMpeg4Stream : public ICodecStream
+class Mpeg4Stream : public ICodecStream
 {
   public:
-    explicit CMpeg4Stream(const XStreamSetup& setup)
-        : m_Setup(setup), m_Rate(setup.m_iBitRate, setup.m_iRate, setup.m_iGroup, setup.m_ulMaxBytes)
+    explicit Mpeg4Stream(const StreamSetup& setup)
+        : m_Setup(setup), m_Rate(setup.bitRate, setup.rate, setup.group, setup.maxBytes)
     {
     }
 
-    std::shared_ptr<const XCoded> Make(const XPicture& picture, int64_t iPicture, bool bKey) override;
-    void Restart() override { m_pEncoder.reset(); }
-    const XChannelCounts& Counts() const override { return m_Counts; }
+    std::shared_ptr<const Coded> Make(const Picture& picture, int64_t pictureNumber, bool isKey) override;
+    void Restart() override { m_Encoder.reset(); }
+    const ChannelCounts& Counts() const override { return m_Counts; }
 
   private:
-    XStreamSetup m_Setup;
-    std::unique_ptr<CMpeg4Encoder> m_pEncoder;
-    CRateControl m_Rate;
-    XChannelCounts m_Counts;
-    int64_t m_iFirst = 0;  // the stream's time begins here
-    int64_t m_iNextKey = 0;
+    StreamSetup m_Setup;
+    std::unique_ptr<Mpeg4Encoder> m_Encoder;
+    RateControl m_Rate;
+    ChannelCounts m_Counts;
+    int64_t m_First = 0;  // the stream's time begins here
+    int64_t m_NextKey = 0;
 };
 
-std::shared_ptr<const XCoded> CMpeg4Stream::Make(const XPicture& picture, int64_t iPicture, bool bKey)
+std::shared_ptr<const Coded> Mpeg4Stream::Make(const Picture& picture, int64_t pictureNumber, bool isKey)
 {
-    if (!m_pEncoder) {
-        m_pEncoder = std::make_unique<CMpeg4Encoder>(picture.m_iWidth, picture.m_iHeight, m_Setup.m_iRate,
-                                                     m_Setup.m_Motion);
-        m_iFirst = iPicture;
-        m_iNextKey = iPicture;
+    if (!m_Encoder) {
+        m_Encoder = std::make_unique<Mpeg4Encoder>(picture.width, picture.height, m_Setup.rate, m_Setup.motion);
+        m_First = pictureNumber;
+        m_NextKey = pictureNumber;
     }
-    const bool key = bKey || iPicture >= m_iNextKey;
+    const bool key = isKey || pictureNumber >= m_NextKey;
     int quant = m_Rate.Quant(key);
-    auto coded = std::make_shared<XCoded>(m_pEncoder->Encode(picture, iPicture - m_iFirst, key, quant));
-    if (coded->m_Bytes.size() > m_Setup.m_ulMaxBytes) {
+    auto coded = std::make_shared<Coded>(m_Encoder->Encode(picture, pictureNumber - m_First, key, quant));
+    if (coded->bytes.size() > m_Setup.maxBytes) {
         // A key picture replaces what the encoder took as its reference.
-        ++m_Counts.m_ulCoarser;
-        while (coded->m_Bytes.size() > m_Setup.m_ulMaxBytes && quant < CRateControl::MAX_QUANT) {
-            quant = std::min(CRateControl::MAX_QUANT, quant + std::max(2, quant / 2));
-            *coded = m_pEncoder->Encode(picture, iPicture - m_iFirst, true, quant);
+        ++m_Counts.coarser;
+        while (coded->bytes.size() > m_Setup.maxBytes && quant < RateControl::MAX_QUANT) {
+            quant = std::min(RateControl::MAX_QUANT, quant + std::max(2, quant / 2));
+            *coded = m_Encoder->Encode(picture, pictureNumber - m_First, true, quant);
         }
     }
-    m_Rate.Coded(coded->m_bKey, coded->m_iQuant, std::min(coded->m_Bytes.size(), m_Setup.m_ulMaxBytes));
-    if (coded->m_Bytes.size() > m_Setup.m_ulMaxBytes) {
-        ++m_Counts.m_ulTooLarge;
-        m_iNextKey = iPicture + 1;
+    m_Rate.Coded(coded->key, coded->quant, std::min(coded->bytes.size(), m_Setup.maxBytes));
+    if (coded->bytes.size() > m_Setup.maxBytes) {
+        ++m_Counts.tooLarge;
+        m_NextKey = pictureNumber + 1;
         return nullptr;
     }
-    if (coded->m_bKey) m_iNextKey = iPicture + m_Setup.m_iGroup;
+    if (coded->key) m_NextKey = pictureNumber + m_Setup.group;
     m_Counts.Add(*coded);
     return coded;
 }
 
 // The encoder keeps its rate by itself.
-class CH264Stream : public ICodecStream
+class H264Stream : public ICodecStream
 {
   public:
-    explicit CH264Stream(const XStreamSetup& setup) : m_Setup(setup) {}
+    explicit H264Stream(const StreamSetup& setup) : m_Setup(setup) {}
 
-    std::shared_ptr<const XCoded> Make(const XPicture& picture, int64_t iPicture, bool bKey) override
+    std::shared_ptr<const Coded> Make(const Picture& picture, int64_t pictureNumber, bool key) override
     {
-        if (!m_pEncoder) {
-            m_pEncoder = std::make_unique<CH264Encoder>(
-                XH264Setup{picture.m_iWidth, picture.m_iHeight, m_Setup.m_iRate, m_Setup.m_iBitRate,
-                           m_Setup.m_iGroup, m_Setup.m_Entropy, m_Setup.m_Checksum});
-            m_iFirst = iPicture;
+        if (!m_Encoder) {
+            m_Encoder = std::make_unique<H264Encoder>(H264Setup{picture.width, picture.height, m_Setup.rate,
+                                                                m_Setup.bitRate, m_Setup.group, m_Setup.entropy,
+                                                                m_Setup.checksum});
+            m_First = pictureNumber;
         }
-        auto coded = std::make_shared<const XCoded>(
-            m_pEncoder->Encode(picture, iPicture - m_iFirst, bKey || m_bOwesKey));
-        m_bOwesKey = coded->m_Bytes.size() > MAX_H264_BYTES;
-        if (m_bOwesKey) {
-            ++m_Counts.m_ulTooLarge;
+        auto coded = std::make_shared<const Coded>(
+            m_Encoder->Encode(picture, pictureNumber - m_First, key || m_OwesKey));
+        m_OwesKey = coded->bytes.size() > MAX_H264_BYTES;
+        if (m_OwesKey) {
+            ++m_Counts.tooLarge;
             return nullptr;
         }
         m_Counts.Add(*coded);
         return coded;
     }
-    void Restart() override { m_pEncoder.reset(); }
-    const XChannelCounts& Counts() const override { return m_Counts; }
+    void Restart() override { m_Encoder.reset(); }
+    const ChannelCounts& Counts() const override { return m_Counts; }
 
   private:
-    XStreamSetup m_Setup;
-    std::unique_ptr<CH264Encoder> m_pEncoder;
-    XChannelCounts m_Counts;
-    int64_t m_iFirst = 0;
-    bool m_bOwesKey = false;  // a picture was left out
+    StreamSetup m_Setup;
+    std::unique_ptr<H264Encoder> m_Encoder;
+    ChannelCounts m_Counts;
+    int64_t m_First = 0;
+    bool m_OwesKey = false;  // a picture was left out
 };
 
 }  // namespace
 
-std::unique_ptr<ICodecStream> MakeCodecStream(ECodec codec, const XStreamSetup& setup)
+std::unique_ptr<ICodecStream> MakeCodecStream(ECodec codec, const StreamSetup& setup)
 {
-    if (codec == ECodec::H264) return std::make_unique<CH264Stream>(setup);
-    return std::make_unique<CMpeg4Stream>(setup);
+    if (codec == ECodec::H264) return std::make_unique<H264Stream>(setup);
+    return std::make_unique<Mpeg4Stream>(setup);
 }
 
 }  // namespace recorder

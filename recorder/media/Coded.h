@@ -10,11 +10,11 @@ enum class ECodec { Mpeg4, H264 };
 inline constexpr int CODECS = 2;
 
 // One coded picture.
-struct XCoded {
-    std::vector<uint8_t> m_Bytes;
-    bool m_bKey = false;
-    int m_iQuant = 0;  // of MPEG-4
-    ECodec m_Codec = ECodec::Mpeg4;
+struct Coded {
+    std::vector<uint8_t> bytes;
+    bool key = false;
+    int quant = 0;  // of MPEG-4
+    ECodec codec = ECodec::Mpeg4;
 };
 
 }  // namespace recorder

@@ -7,14 +7,13 @@
 namespace recorder
 {
 
-CFileSource::CFileSource(std::string spec, const XSceneSetup& setup, int iChannel,
-                         const std::atomic<bool>& bStop)
-    : m_strSpec(std::move(spec)),
+FileSource::FileSource(std::string spec, const SceneSetup& setup, int channel, const std::atomic<bool>& stop)
+    : m_Spec(std::move(spec)),
       m_Setup(setup),
-      m_iChannel(iChannel),
-      m_bStop(bStop),
-      m_Overlay(setup, iChannel),
-      m_Fit(setup.m_iWidth, setup.m_iHeight)
+      m_Channel(channel),
+      m_Stop(stop),
+      m_Overlay(setup, channel),
+      m_Fit(setup.width, setup.height)
 {
     try {
         Open(-1);
@@ -23,68 +22,67 @@ CFileSource::CFileSource(std::string spec, const XSceneSetup& setup, int iChanne
     }
 }
 
-void CFileSource::Read(int64_t iPicture, XPicture& picture)
+void FileSource::Read(int64_t pictureNumber, Picture& picture)
 {
     try {
-        if (!m_pInput && iPicture >= m_iRetryAt) Open(iPicture);
-        if (m_pInput && m_iOpenedAt < 0) m_iOpenedAt = iPicture;
-        if (m_pInput) Advance(static_cast<double>(iPicture - m_iOpenedAt) / m_Setup.m_iRate);
+        if (!m_Input && pictureNumber >= m_RetryAt) Open(pictureNumber);
+        if (m_Input && m_OpenedAt < 0) m_OpenedAt = pictureNumber;
+        if (m_Input) Advance(static_cast<double>(pictureNumber - m_OpenedAt) / m_Setup.rate);
     } catch (const std::exception& e) {
-        Fail(iPicture, e.what());
+        Fail(pictureNumber, e.what());
     }
-    if (m_pInput)
-        m_Overlay.Draw(iPicture, m_Fit.Fit(m_pInput->Frame()).data(), picture);
+    if (m_Input)
+        m_Overlay.Draw(pictureNumber, m_Fit.Fit(m_Input->Frame()).data(), picture);
     else
-        m_Overlay.DrawNotice(iPicture, m_strNotice, picture);
+        m_Overlay.DrawNotice(pictureNumber, m_Notice, picture);
 }
 
-void CFileSource::Open(int64_t iPicture)
+void FileSource::Open(int64_t picture)
 {
-    m_pInput =
-        std::make_unique<CAvInput>(m_strSpec, [this] { return m_bStop.load(std::memory_order_relaxed); });
-    m_dFrameTime = 0;
-    m_dFirstTime = -1;
-    m_dBegun = 0;
-    m_iOpenedAt = iPicture;
+    m_Input = std::make_unique<AvInput>(m_Spec, [this] { return m_Stop.load(std::memory_order_relaxed); });
+    m_FrameTime = 0;
+    m_FirstTime = -1;
+    m_Begun = 0;
+    m_OpenedAt = picture;
     Next();
 }
 
-void CFileSource::Fail(int64_t iPicture, const std::string& why)
+void FileSource::Fail(int64_t picture, const std::string& why)
 {
-    m_pInput.reset();
-    m_iRetryAt = iPicture + int64_t{RETRY_SECONDS} * m_Setup.m_iRate;
-    if (m_strNotice != why) SaySource(m_iChannel, m_strSpec, why);
-    m_strNotice = why;
+    m_Input.reset();
+    m_RetryAt = picture + int64_t{RETRY_SECONDS} * m_Setup.rate;
+    if (m_Notice != why) SaySource(m_Channel, m_Spec, why);
+    m_Notice = why;
 }
 
-void CFileSource::Advance(double dSeconds)
+void FileSource::Advance(double seconds)
 {
     // A long time unwatched isn't made up for: the source goes on from where it is.
-    const double interval = 1.0 / m_Setup.m_iRate;
-    if (dSeconds - m_dFrameTime > 2) {
-        m_iOpenedAt += static_cast<int64_t>((dSeconds - m_dFrameTime) * m_Setup.m_iRate);
-        dSeconds = m_dFrameTime;
+    const double interval = 1.0 / m_Setup.rate;
+    if (seconds - m_FrameTime > 2) {
+        m_OpenedAt += static_cast<int64_t>((seconds - m_FrameTime) * m_Setup.rate);
+        seconds = m_FrameTime;
     }
-    while (m_dFrameTime + interval / 2 < dSeconds)
+    while (m_FrameTime + interval / 2 < seconds)
         Next();
 }
 
-void CFileSource::Next()
+void FileSource::Next()
 {
-    if (!m_pInput->Next()) {
+    if (!m_Input->Next()) {
         // The end: from the beginning again, going on in time by one picture.
-        m_pInput->Rewind();
-        m_dBegun = m_dFrameTime + 1.0 / m_Setup.m_iRate;
-        m_dFirstTime = -1;
-        if (!m_pInput->Next()) throw std::runtime_error("the source has no pictures");
+        m_Input->Rewind();
+        m_Begun = m_FrameTime + 1.0 / m_Setup.rate;
+        m_FirstTime = -1;
+        if (!m_Input->Next()) throw std::runtime_error("the source has no pictures");
     }
-    const auto stamp = m_pInput->Stamp();
+    const auto stamp = m_Input->Stamp();
     if (!stamp) {
-        m_dFrameTime += 1.0 / m_Setup.m_iRate;
+        m_FrameTime += 1.0 / m_Setup.rate;
         return;
     }
-    if (m_dFirstTime < 0) m_dFirstTime = std::max(0.0, *stamp);
-    m_dFrameTime = m_dBegun + std::max(0.0, *stamp - m_dFirstTime);
+    if (m_FirstTime < 0) m_FirstTime = std::max(0.0, *stamp);
+    m_FrameTime = m_Begun + std::max(0.0, *stamp - m_FirstTime);
 }
 
 }  // namespace recorder

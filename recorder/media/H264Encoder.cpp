@@ -20,44 +20,44 @@ namespace
 // A coarser quantiser than this never needs a macroblock without transform.
 constexpr int MIN_QUANT = 14;
 
-std::string Parameters(const XH264Setup& setup)
+std::string Parameters(const H264Setup& setup)
 {
     return "ref=1:bframes=0:8x8dct=0:weightp=0:slices=1:sliced-threads=0:scenecut=0:open-gop=0:cqm=flat:aud=0:"
            "repeat-headers=1:annexb=1:intra-refresh=0:constrained-intra=0:min-keyint=1:keyint=" +
-           std::to_string(setup.m_iGroup) + ":qpmin=" + std::to_string(MIN_QUANT) +
-           ":cabac=" + (setup.m_Entropy == EEntropy::Cabac ? "1" : "0");
+           std::to_string(setup.group) + ":qpmin=" + std::to_string(MIN_QUANT) +
+           ":cabac=" + (setup.entropy == EEntropy::Cabac ? "1" : "0");
 }
 
 }  // namespace
 
-struct CH264Encoder::XState {
-    explicit XState(const XH264Setup& setup);
+struct H264Encoder::State {
+    explicit State(const H264Setup& setup);
 
-    XH264Setup m_Setup;
-    AvCodecContext m_pEncoder;
-    AvFrame m_pInput{av_frame_alloc()};
-    AvPacket m_pPacket{av_packet_alloc()};
+    H264Setup m_Setup;
+    AvCodecContext m_Encoder;
+    AvFrame m_Input{av_frame_alloc()};
+    AvPacket m_Packet{av_packet_alloc()};
 };
 
-CH264Encoder::XState::XState(const XH264Setup& setup) : m_Setup(setup)
+H264Encoder::State::State(const H264Setup& setup) : m_Setup(setup)
 {
     SayLibAvWarningsOnce();
     const AVCodec* const encoder = avcodec_find_encoder_by_name("libx264");
     if (encoder == nullptr) throw std::runtime_error("libavcodec has no H.264 encoder");
-    m_pEncoder.reset(avcodec_alloc_context3(encoder));
-    if (!m_pEncoder || !m_pInput || !m_pPacket) throw std::runtime_error("no memory for an encoder");
+    m_Encoder.reset(avcodec_alloc_context3(encoder));
+    if (!m_Encoder || !m_Input || !m_Packet) throw std::runtime_error("no memory for an encoder");
 
-    AVCodecContext& context = *m_pEncoder;
-    context.width = setup.m_iWidth;
-    context.height = setup.m_iHeight;
+    AVCodecContext& context = *m_Encoder;
+    context.width = setup.width;
+    context.height = setup.height;
     context.pix_fmt = AV_PIX_FMT_YUV420P;
     context.sample_aspect_ratio = {1, 1};
-    context.time_base = {1, setup.m_iRate};
-    context.framerate = {setup.m_iRate, 1};
-    context.bit_rate = setup.m_iBitRate;
-    context.rc_max_rate = setup.m_iBitRate * 3 / 2;
-    context.rc_buffer_size = static_cast<int>(setup.m_iBitRate);
-    context.gop_size = setup.m_iGroup;
+    context.time_base = {1, setup.rate};
+    context.framerate = {setup.rate, 1};
+    context.bit_rate = setup.bitRate;
+    context.rc_max_rate = setup.bitRate * 3 / 2;
+    context.rc_buffer_size = static_cast<int>(setup.bitRate);
+    context.gop_size = setup.group;
     context.max_b_frames = 0;
     context.thread_count = 1;
     av_opt_set(context.priv_data, "preset", "veryfast", 0);
@@ -67,37 +67,37 @@ CH264Encoder::XState::XState(const XH264Setup& setup) : m_Setup(setup)
     av_opt_set(context.priv_data, "x264-params", Parameters(setup).c_str(), 0);
     CheckAv(avcodec_open2(&context, encoder, nullptr), "open the H.264 encoder");
 
-    m_pInput->format = context.pix_fmt;
-    m_pInput->width = setup.m_iWidth;
-    m_pInput->height = setup.m_iHeight;
-    CheckAv(av_frame_get_buffer(m_pInput.get(), 0), "hold a picture");
+    m_Input->format = context.pix_fmt;
+    m_Input->width = setup.width;
+    m_Input->height = setup.height;
+    CheckAv(av_frame_get_buffer(m_Input.get(), 0), "hold a picture");
 }
 
-CH264Encoder::CH264Encoder(const XH264Setup& setup) : m_p(std::make_unique<XState>(setup)) {}
+H264Encoder::H264Encoder(const H264Setup& setup) : m_p(std::make_unique<State>(setup)) {}
 
-CH264Encoder::~CH264Encoder() = default;
+H264Encoder::~H264Encoder() = default;
 
-XCoded CH264Encoder::Encode(const XPicture& picture, int64_t iPicture, bool bKey)
+Coded H264Encoder::Encode(const Picture& picture, int64_t pictureNumber, bool key)
 {
-    AVFrame& frame = *m_p->m_pInput;
+    AVFrame& frame = *m_p->m_Input;
     CheckAv(av_frame_make_writable(&frame), "hold a picture");
-    const std::vector<uint8_t>* const planes[3] = {&picture.m_Y, &picture.m_U, &picture.m_V};
+    const std::vector<uint8_t>* const planes[3] = {&picture.y, &picture.u, &picture.v};
     for (int plane = 0; plane < 3; ++plane) {
-        const int width = plane == 0 ? picture.m_iWidth : picture.m_iWidth / 2;
-        const int height = plane == 0 ? picture.m_iHeight : picture.m_iHeight / 2;
+        const int width = plane == 0 ? picture.width : picture.width / 2;
+        const int height = plane == 0 ? picture.height : picture.height / 2;
         for (int y = 0; y < height; ++y)
             std::memcpy(frame.data[plane] + ptrdiff_t{y} * frame.linesize[plane],
                         planes[plane]->data() + ptrdiff_t{y} * width, static_cast<size_t>(width));
     }
-    frame.pts = iPicture;
-    frame.pict_type = bKey ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
-    CheckAv(avcodec_send_frame(m_p->m_pEncoder.get(), &frame), "encode a picture");
-    AVPacket& packet = *m_p->m_pPacket;
-    CheckAv(avcodec_receive_packet(m_p->m_pEncoder.get(), &packet), "encode a picture at once");
-    XCoded coded;
-    coded.m_Codec = ECodec::H264;
-    coded.m_bKey = (packet.flags & AV_PKT_FLAG_KEY) != 0;
-    coded.m_Bytes = WithChecksum({packet.data, static_cast<size_t>(packet.size)}, m_p->m_Setup.m_Checksum);
+    frame.pts = pictureNumber;
+    frame.pict_type = key ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
+    CheckAv(avcodec_send_frame(m_p->m_Encoder.get(), &frame), "encode a picture");
+    AVPacket& packet = *m_p->m_Packet;
+    CheckAv(avcodec_receive_packet(m_p->m_Encoder.get(), &packet), "encode a picture at once");
+    Coded coded;
+    coded.codec = ECodec::H264;
+    coded.key = (packet.flags & AV_PKT_FLAG_KEY) != 0;
+    coded.bytes = WithChecksum({packet.data, static_cast<size_t>(packet.size)}, m_p->m_Setup.checksum);
     av_packet_unref(&packet);
     return coded;
 }

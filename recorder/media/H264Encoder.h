@@ -13,34 +13,34 @@ namespace recorder
 // How the syntax elements of H.264 are coded.
 enum class EEntropy { Cavlc, Cabac };
 
-struct XH264Setup {
-    int m_iWidth = 0;  // multiples of 16
-    int m_iHeight = 0;
-    int m_iRate = 25;  // pictures a second
-    int64_t m_iBitRate = 1'500'000;
-    int m_iGroup = 25;  // pictures from key to key
-    EEntropy m_Entropy = EEntropy::Cabac;
-    EChecksum m_Checksum = EChecksum::None;
+struct H264Setup {
+    int width = 0;  // multiples of 16
+    int height = 0;
+    int rate = 25;  // pictures a second
+    int64_t bitRate = 1'500'000;
+    int group = 25;  // pictures from key to key
+    EEntropy entropy = EEntropy::Cabac;
+    EChecksum checksum = EChecksum::None;
 };
 
 // Encodes the H.264 that the smallest decoders read: frames of one slice, I and P, one reference, no 8x8
 // transform, no weighted prediction, no matrices, no raw macroblocks. Each I picture is an IDR picture with its
 // parameter sets before it in the same bytes; there are no other units but a checksum's announcement. Names the
 // faults of libavcodec as std::runtime_error. One thread at a time.
-class CH264Encoder
+class H264Encoder
 {
   public:
-    explicit CH264Encoder(const XH264Setup& setup);
-    ~CH264Encoder();
-    CH264Encoder(const CH264Encoder&) = delete;
-    CH264Encoder& operator=(const CH264Encoder&) = delete;
+    explicit H264Encoder(const H264Setup& setup);
+    ~H264Encoder();
+    H264Encoder(const H264Encoder&) = delete;
+    H264Encoder& operator=(const H264Encoder&) = delete;
 
-    // iPicture gives the time and only grows; the first is a key picture in any case.
-    XCoded Encode(const XPicture& picture, int64_t iPicture, bool bKey);
+    // pictureNumber gives the time and only grows; the first is a key picture in any case.
+    Coded Encode(const Picture& picture, int64_t pictureNumber, bool key);
 
   private:
-    struct XState;
-    std::unique_ptr<XState> m_p;
+    struct State;
+    std::unique_ptr<State> m_p;
 };
 
 }  // namespace recorder

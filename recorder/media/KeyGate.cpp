@@ -5,24 +5,24 @@
 namespace recorder
 {
 
-CKeyGate::CKeyGate(int iRate, int iChannel, int iChannels)
-    : m_iRate(iRate), m_iPlace(iChannel * iRate / std::max(1, iChannels))
+KeyGate::KeyGate(int rate, int channel, int channels)
+    : m_Rate(rate), place(channel * rate / std::max(1, channels))
 {
 }
 
-bool CKeyGate::Due(int64_t iPicture) const
+bool KeyGate::Due(int64_t picture) const
 {
     // A place that the last key picture came shortly before is left out.
-    const int64_t sinceThePlace = (iPicture + m_iRate - m_iPlace) % m_iRate;
-    return m_bWanted && iPicture - sinceThePlace - m_iLastKey >= m_iRate / 2;
+    const int64_t sinceThePlace = (picture + m_Rate - place) % m_Rate;
+    return m_Wanted && picture - sinceThePlace - m_LastKey >= m_Rate / 2;
 }
 
-void CKeyGate::Coded(int64_t iPicture, bool bKey)
+void KeyGate::Coded(int64_t picture, bool key)
 {
-    if (!bKey) return;
-    m_iLastKey = iPicture;
-    m_bWanted = m_bRestarted;
-    m_bRestarted = false;
+    if (!key) return;
+    m_LastKey = picture;
+    m_Wanted = m_Restarted;
+    m_Restarted = false;
 }
 
 }  // namespace recorder

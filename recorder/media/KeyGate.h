@@ -9,26 +9,26 @@ namespace recorder
 // second, and at the channel's own place in the second. When all channels lose pictures at once, as after a
 // stall of their client, their key pictures would come at once and as often as they are asked for, and the
 // bytes of these alone would keep the client behind for ever. No thread, no clock.
-class CKeyGate
+class KeyGate
 {
   public:
     // Pictures a second; the channel's number among so many.
-    CKeyGate(int iRate, int iChannel, int iChannels);
+    KeyGate(int rate, int channel, int channels);
 
-    void Want() { m_bWanted = true; }
+    void Want() { m_Wanted = true; }
     // The stream begins anew with a key picture; one more follows at the channel's place, so that the groups of
     // channels that began together don't go on in step.
-    void Restart() { m_bRestarted = true; }
-    bool Due(int64_t iPicture) const;
+    void Restart() { m_Restarted = true; }
+    bool Due(int64_t picture) const;
     // Whatever the reason of a key picture, those who waited have theirs.
-    void Coded(int64_t iPicture, bool bKey);
+    void Coded(int64_t picture, bool key);
 
   private:
-    int m_iRate;
-    int m_iPlace;  // pictures into the second
-    bool m_bWanted = false;
-    bool m_bRestarted = true;
-    int64_t m_iLastKey = 0;
+    int m_Rate;
+    int place;  // pictures into the second
+    bool m_Wanted = false;
+    bool m_Restarted = true;
+    int64_t m_LastKey = 0;
 };
 
 }  // namespace recorder

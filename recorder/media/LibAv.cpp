@@ -5,17 +5,17 @@
 namespace recorder
 {
 
-std::string AvErrorText(int iError)
+std::string AvErrorText(int error)
 {
     char text[AV_ERROR_MAX_STRING_SIZE] = {};
-    av_strerror(iError, text, sizeof text);
+    av_strerror(error, text, sizeof text);
     return text;
 }
 
-int CheckAv(int iResult, const char* szWhat)
+int CheckAv(int result, const char* what)
 {
-    if (iResult < 0) throw std::runtime_error(std::string("can't ") + szWhat + ": " + AvErrorText(iResult));
-    return iResult;
+    if (result < 0) throw std::runtime_error(std::string("can't ") + what + ": " + AvErrorText(result));
+    return result;
 }
 
 }  // namespace recorder

@@ -15,25 +15,25 @@ namespace recorder
 
 // Owners of what libav allocates.
 template <auto Free>
-struct XAvFree {
+struct AvFree {
     template <class T>
     void operator()(T* p) const
     {
         Free(&p);
     }
 };
-using AvCodecContext = std::unique_ptr<AVCodecContext, XAvFree<avcodec_free_context>>;
-using AvFormatContext = std::unique_ptr<AVFormatContext, XAvFree<avformat_close_input>>;
-using AvFrame = std::unique_ptr<AVFrame, XAvFree<av_frame_free>>;
-using AvPacket = std::unique_ptr<AVPacket, XAvFree<av_packet_free>>;
-struct XSwsFree {
+using AvCodecContext = std::unique_ptr<AVCodecContext, AvFree<avcodec_free_context>>;
+using AvFormatContext = std::unique_ptr<AVFormatContext, AvFree<avformat_close_input>>;
+using AvFrame = std::unique_ptr<AVFrame, AvFree<av_frame_free>>;
+using AvPacket = std::unique_ptr<AVPacket, AvFree<av_packet_free>>;
+struct SwsFree {
     void operator()(SwsContext* p) const { sws_freeContext(p); }
 };
-using SwsScaler = std::unique_ptr<SwsContext, XSwsFree>;
+using SwsScaler = std::unique_ptr<SwsContext, SwsFree>;
 
 // "End of file" and the like.
-std::string AvErrorText(int iError);
+std::string AvErrorText(int error);
 // Throws std::runtime_error "can't <what>: <why>" for a negative result; gives back any other.
-int CheckAv(int iResult, const char* szWhat);
+int CheckAv(int result, const char* what);
 
 }  // namespace recorder

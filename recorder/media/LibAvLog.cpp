@@ -41,14 +41,14 @@ std::string KindOf(const std::string& text)
     return kind;
 }
 
-void Say(void* pContext, int iLevel, const char* szFormat, va_list arguments)
+void Say(void* context, int level, const char* format, va_list arguments)
 {
-    if (iLevel > AV_LOG_WARNING) return;
+    if (level > AV_LOG_WARNING) return;
     char line[1024];
     static thread_local int printPrefix = 1;
     va_list copy;
     va_copy(copy, arguments);
-    av_log_format_line2(pContext, iLevel, szFormat, copy, line, sizeof line, &printPrefix);
+    av_log_format_line2(context, level, format, copy, line, sizeof line, &printPrefix);
     va_end(copy);
     std::string text = WithoutAddresses(WithoutSecrets(line));
     while (!text.empty() && (text.back() == '\n' || text.back() == '\r'))

@@ -16,73 +16,72 @@ std::string AgeText(milliseconds age, milliseconds shownFrom)
     return std::to_string(seconds / 60) + " min old";
 }
 
-CLiveSource::CLiveSource(std::string spec, const XSceneSetup& setup, int iChannel,
-                         const std::atomic<bool>& bStop)
-    : CLiveSource(std::move(spec), setup, iChannel, bStop, XTimes())
+LiveSource::LiveSource(std::string spec, const SceneSetup& setup, int channel, const std::atomic<bool>& stop)
+    : LiveSource(std::move(spec), setup, channel, stop, Times())
 {
 }
 
-CLiveSource::CLiveSource(std::string spec, const XSceneSetup& setup, int iChannel,
-                         const std::atomic<bool>& bStop, const XTimes& times)
-    : m_strSpec(std::move(spec)),
-      m_iChannel(iChannel),
+LiveSource::LiveSource(std::string spec, const SceneSetup& setup, int channel, const std::atomic<bool>& stop,
+                       const Times& times)
+    : m_Spec(std::move(spec)),
+      m_Channel(channel),
       m_Times(times),
-      m_bStop(bStop),
-      m_Overlay(setup, iChannel),
-      m_Fit(setup.m_iWidth, setup.m_iHeight)
+      m_Stop(stop),
+      m_Overlay(setup, channel),
+      m_Fit(setup.width, setup.height)
 {
-    if (!m_pShown || !m_pNewest) throw std::runtime_error("no memory for a source");
+    if (!m_Shown || !m_Newest) throw std::runtime_error("no memory for a source");
     m_Asked = Clock::now();
     m_Thread = std::thread([this] { Run(); });
 }
 
-CLiveSource::~CLiveSource()
+LiveSource::~LiveSource()
 {
     {
         const std::lock_guard lock(m_Mutex);
-        m_bEnd = true;
+        m_End = true;
     }
     m_Changed.notify_all();
     m_Thread.join();
 }
 
-void CLiveSource::Read(int64_t iPicture, XPicture& picture)
+void LiveSource::Read(int64_t pictureNumber, Picture& picture)
 {
     const auto now = Clock::now();
     std::string notice;
     milliseconds age{};
-    av_frame_unref(m_pShown.get());
+    av_frame_unref(m_Shown.get());
     {
         const std::lock_guard lock(m_Mutex);
         m_Asked = now;
-        notice = m_strNotice;
+        notice = m_Notice;
         age = std::chrono::duration_cast<milliseconds>(now - m_Arrived);
-        if (notice.empty() && av_frame_ref(m_pShown.get(), m_pNewest.get()) < 0) notice = "no memory";
+        if (notice.empty() && av_frame_ref(m_Shown.get(), m_Newest.get()) < 0) notice = "no memory";
     }
     if (notice.empty())
-        m_Overlay.Draw(iPicture, m_Fit.Fit(*m_pShown).data(), picture, AgeText(age, m_Times.m_AgeShownFrom));
+        m_Overlay.Draw(pictureNumber, m_Fit.Fit(*m_Shown).data(), picture, AgeText(age, m_Times.ageShownFrom));
     else
-        m_Overlay.DrawNotice(iPicture, notice, picture);
+        m_Overlay.DrawNotice(pictureNumber, notice, picture);
 }
 
-void CLiveSource::Run()
+void LiveSource::Run()
 {
     do {
         try {
             m_Since = Clock::now();
-            m_bLate = false;
-            CAvInput input(m_strSpec, [this] { return m_bStop || m_bEnd || IsLate(); });
+            m_Late = false;
+            AvInput input(m_Spec, [this] { return m_Stop || m_End || IsLate(); });
             Play(input);
         } catch (const std::exception& e) {
-            if (m_bStop || m_bEnd) return;
-            Fail(m_bLate ? "no picture for " + std::to_string(m_Times.m_Deadline.count() / 1000) + " s"
-                         : e.what());
+            if (m_Stop || m_End) return;
+            Fail(m_Late ? "no picture for " + std::to_string(m_Times.deadline.count() / 1000) + " s"
+                        : e.what());
         }
-    } while (Wait(Clock::now() + m_Times.m_Retry));
+    } while (Wait(Clock::now() + m_Times.retry));
 }
 
 // Until it ends or fails. A file that lies elsewhere is played at its pace and begun anew.
-void CLiveSource::Play(CAvInput& input)
+void LiveSource::Play(AvInput& input)
 {
     const auto begun = Clock::now();
     double first = -1;
@@ -108,42 +107,42 @@ void CLiveSource::Play(CAvInput& input)
         bool idle = false;
         {
             const std::lock_guard lock(m_Mutex);
-            idle = Clock::now() - m_Asked >= m_Times.m_IdleAfter;
+            idle = Clock::now() - m_Asked >= m_Times.idleAfter;
         }
         input.SetKeysOnly(idle && !input.IsFile());
     }
 }
 
-void CLiveSource::Publish(const AVFrame& frame)
+void LiveSource::Publish(const AVFrame& frame)
 {
     m_Since = Clock::now();
     const std::lock_guard lock(m_Mutex);
-    av_frame_unref(m_pNewest.get());
-    if (av_frame_ref(m_pNewest.get(), &frame) < 0) throw std::runtime_error("no memory for a picture");
+    av_frame_unref(m_Newest.get());
+    if (av_frame_ref(m_Newest.get(), &frame) < 0) throw std::runtime_error("no memory for a picture");
     m_Arrived = m_Since;
-    m_strNotice.clear();
+    m_Notice.clear();
 }
 
-void CLiveSource::Fail(const std::string& why)
+void LiveSource::Fail(const std::string& why)
 {
     const std::lock_guard lock(m_Mutex);
-    if (m_strNotice != why) SaySource(m_iChannel, m_strSpec, why);
-    m_strNotice = why;
-    av_frame_unref(m_pNewest.get());
+    if (m_Notice != why) SaySource(m_Channel, m_Spec, why);
+    m_Notice = why;
+    av_frame_unref(m_Newest.get());
 }
 
 // Once late it stays so: a parser may give one more picture out of what it holds.
-bool CLiveSource::IsLate()
+bool LiveSource::IsLate()
 {
-    m_bLate = m_bLate || Clock::now() - m_Since >= m_Times.m_Deadline;
-    return m_bLate;
+    m_Late = m_Late || Clock::now() - m_Since >= m_Times.deadline;
+    return m_Late;
 }
 
 // False when the source is to end.
-bool CLiveSource::Wait(Clock::time_point until)
+bool LiveSource::Wait(Clock::time_point until)
 {
     std::unique_lock lock(m_Mutex);
-    return !m_Changed.wait_until(lock, until, [this] { return m_bEnd || m_bStop; });
+    return !m_Changed.wait_until(lock, until, [this] { return m_End || m_Stop; });
 }
 
 }  // namespace recorder

@@ -25,44 +25,43 @@ constexpr int REPEAT_QUANT = 31;
 
 }  // namespace
 
-struct CMpeg4Encoder::XState {
-    XState(int iWidth, int iHeight, int iRate, EMotion motion);
+struct Mpeg4Encoder::State {
+    State(int width, int height, int rate, EMotion motion);
 
-    std::vector<uint8_t> Code(AVFrame* pFrame, bool bKey, int iQuant, int64_t iTick);
+    std::vector<uint8_t> Code(AVFrame* frame, bool key, int quant, int64_t tick);
     // What a decoder makes of the bytes becomes m_pShown.
     void Decode(const std::vector<uint8_t>& bytes);
     // Lets the encoder spend its turn with rounding type 1; false when it changed its reference by it.
     bool SpendTurn();
 
-    int m_iRate;
+    int m_Rate;
     EMotion m_Motion;
-    AvCodecContext m_pEncoder;
+    AvCodecContext m_Encoder;
     AvCodecContext m_pDecoder;
-    AvFrame m_pInput{av_frame_alloc()};
-    AvFrame m_pShown{av_frame_alloc()};
-    AvPacket m_pPacket{av_packet_alloc()};
-    int64_t m_iTick = -1;
-    bool m_bFirst = true;
-    bool m_bTurnSpent = false;
+    AvFrame m_Input{av_frame_alloc()};
+    AvFrame m_Shown{av_frame_alloc()};
+    AvPacket m_Packet{av_packet_alloc()};
+    int64_t m_Tick = -1;
+    bool m_First = true;
+    bool m_TurnSpent = false;
 };
 
-CMpeg4Encoder::XState::XState(int iWidth, int iHeight, int iRate, EMotion motion)
-    : m_iRate(iRate), m_Motion(motion)
+Mpeg4Encoder::State::State(int width, int height, int rate, EMotion motion) : m_Rate(rate), m_Motion(motion)
 {
     const AVCodec* const encoder = avcodec_find_encoder_by_name("mpeg4");
     const AVCodec* const decoder = avcodec_find_decoder_by_name("mpeg4");
     if (encoder == nullptr || decoder == nullptr) throw std::runtime_error("libavcodec has no MPEG-4");
-    m_pEncoder.reset(avcodec_alloc_context3(encoder));
+    m_Encoder.reset(avcodec_alloc_context3(encoder));
     m_pDecoder.reset(avcodec_alloc_context3(decoder));
-    if (!m_pEncoder || !m_pDecoder || !m_pInput || !m_pShown || !m_pPacket)
+    if (!m_Encoder || !m_pDecoder || !m_Input || !m_Shown || !m_Packet)
         throw std::runtime_error("no memory for an encoder");
 
-    AVCodecContext& context = *m_pEncoder;
-    context.width = iWidth;
-    context.height = iHeight;
+    AVCodecContext& context = *m_Encoder;
+    context.width = width;
+    context.height = height;
     context.pix_fmt = AV_PIX_FMT_YUV420P;
     context.sample_aspect_ratio = {1, 1};
-    context.time_base = {1, iRate * TICKS};
+    context.time_base = {1, rate * TICKS};
     context.gop_size = 600;  // the most it takes; key pictures come when they are asked for
     context.max_b_frames = 0;
     context.thread_count = 1;
@@ -75,87 +74,87 @@ CMpeg4Encoder::XState::XState(int iWidth, int iHeight, int iRate, EMotion motion
     m_pDecoder->thread_count = 1;
     CheckAv(avcodec_open2(m_pDecoder.get(), decoder, nullptr), "open the MPEG-4 decoder");
 
-    m_pInput->format = context.pix_fmt;
-    m_pInput->width = iWidth;
-    m_pInput->height = iHeight;
-    CheckAv(av_frame_get_buffer(m_pInput.get(), 0), "allocate a picture");
+    m_Input->format = context.pix_fmt;
+    m_Input->width = width;
+    m_Input->height = height;
+    CheckAv(av_frame_get_buffer(m_Input.get(), 0), "allocate a picture");
 }
 
-std::vector<uint8_t> CMpeg4Encoder::XState::Code(AVFrame* pFrame, bool bKey, int iQuant, int64_t iTick)
+std::vector<uint8_t> Mpeg4Encoder::State::Code(AVFrame* frame, bool key, int quant, int64_t tick)
 {
-    m_iTick = std::max(m_iTick + 1, iTick);
-    pFrame->pts = m_iTick;
-    pFrame->quality = iQuant * FF_QP2LAMBDA;
-    pFrame->pict_type = bKey ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
-    CheckAv(avcodec_send_frame(m_pEncoder.get(), pFrame), "encode a picture");
-    CheckAv(avcodec_receive_packet(m_pEncoder.get(), m_pPacket.get()), "encode a picture");
-    std::vector<uint8_t> bytes(m_pPacket->data, m_pPacket->data + m_pPacket->size);
-    av_packet_unref(m_pPacket.get());
+    m_Tick = std::max(m_Tick + 1, tick);
+    frame->pts = m_Tick;
+    frame->quality = quant * FF_QP2LAMBDA;
+    frame->pict_type = key ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
+    CheckAv(avcodec_send_frame(m_Encoder.get(), frame), "encode a picture");
+    CheckAv(avcodec_receive_packet(m_Encoder.get(), m_Packet.get()), "encode a picture");
+    std::vector<uint8_t> bytes(m_Packet->data, m_Packet->data + m_Packet->size);
+    av_packet_unref(m_Packet.get());
     return bytes;
 }
 
-void CMpeg4Encoder::XState::Decode(const std::vector<uint8_t>& bytes)
+void Mpeg4Encoder::State::Decode(const std::vector<uint8_t>& bytes)
 {
-    CheckAv(av_new_packet(m_pPacket.get(), static_cast<int>(bytes.size())), "decode a picture");
-    std::memcpy(m_pPacket->data, bytes.data(), bytes.size());
-    const int sent = avcodec_send_packet(m_pDecoder.get(), m_pPacket.get());
-    av_packet_unref(m_pPacket.get());
+    CheckAv(av_new_packet(m_Packet.get(), static_cast<int>(bytes.size())), "decode a picture");
+    std::memcpy(m_Packet->data, bytes.data(), bytes.size());
+    const int sent = avcodec_send_packet(m_pDecoder.get(), m_Packet.get());
+    av_packet_unref(m_Packet.get());
     CheckAv(sent, "decode a picture");
-    CheckAv(avcodec_receive_frame(m_pDecoder.get(), m_pShown.get()), "decode a picture");
+    CheckAv(avcodec_receive_frame(m_pDecoder.get(), m_Shown.get()), "decode a picture");
 }
 
-bool CMpeg4Encoder::XState::SpendTurn()
+bool Mpeg4Encoder::State::SpendTurn()
 {
-    if (m_bTurnSpent) return true;
-    m_bTurnSpent = true;
-    const AvFrame input(av_frame_clone(m_pShown.get()));
+    if (m_TurnSpent) return true;
+    m_TurnSpent = true;
+    const AvFrame input(av_frame_clone(m_Shown.get()));
     if (!input) throw std::runtime_error("no memory for a picture");
-    const auto bytes = Code(input.get(), false, REPEAT_QUANT, m_iTick + 1);
-    const auto headers = ReadHeaders(bytes, m_iRate * TICKS);
-    const int macroblocks = m_pEncoder->width / 16 * (m_pEncoder->height / 16);
+    const auto bytes = Code(input.get(), false, REPEAT_QUANT, m_Tick + 1);
+    const auto headers = ReadHeaders(bytes, m_Rate * TICKS);
+    const int macroblocks = m_Encoder->width / 16 * (m_Encoder->height / 16);
     return headers.vop && RepeatsReference(bytes, *headers.vop, macroblocks);
 }
 
-CMpeg4Encoder::CMpeg4Encoder(int iWidth, int iHeight, int iRate, EMotion motion)
-    : m_p(std::make_unique<XState>(iWidth, iHeight, iRate, motion))
+Mpeg4Encoder::Mpeg4Encoder(int width, int height, int rate, EMotion motion)
+    : m_p(std::make_unique<State>(width, height, rate, motion))
 {
 }
 
-CMpeg4Encoder::~CMpeg4Encoder() = default;
+Mpeg4Encoder::~Mpeg4Encoder() = default;
 
-XCoded CMpeg4Encoder::Encode(const XPicture& picture, int64_t iPicture, bool bKey, int iQuant)
+Coded Mpeg4Encoder::Encode(const Picture& picture, int64_t pictureNumber, bool isKey, int quant)
 {
-    XState& state = *m_p;
-    AVFrame& input = *state.m_pInput;
+    State& state = *m_p;
+    AVFrame& input = *state.m_Input;
     CheckAv(av_frame_make_writable(&input), "allocate a picture");
-    const uint8_t* const planes[3] = {picture.m_Y.data(), picture.m_U.data(), picture.m_V.data()};
+    const uint8_t* const planes[3] = {picture.y.data(), picture.u.data(), picture.v.data()};
     for (int plane = 0; plane < 3; ++plane) {
-        const int width = plane == 0 ? picture.m_iWidth : picture.m_iWidth / 2;
-        const int height = plane == 0 ? picture.m_iHeight : picture.m_iHeight / 2;
+        const int width = plane == 0 ? picture.width : picture.width / 2;
+        const int height = plane == 0 ? picture.height : picture.height / 2;
         for (int y = 0; y < height; ++y)
             std::memcpy(input.data[plane] + ptrdiff_t{y} * input.linesize[plane],
                         planes[plane] + ptrdiff_t{y} * width, static_cast<size_t>(width));
     }
 
-    bool key = bKey || state.m_bFirst || (state.m_Motion == EMotion::Half && !state.SpendTurn());
+    bool key = isKey || state.m_First || (state.m_Motion == EMotion::Half && !state.SpendTurn());
     for (;;) {
-        XCoded coded;
-        coded.m_Bytes = state.Code(&input, key, iQuant, iPicture * TICKS);
-        const auto headers = ReadHeaders(coded.m_Bytes, state.m_iRate * TICKS);
+        Coded coded;
+        coded.bytes = state.Code(&input, key, quant, pictureNumber * TICKS);
+        const auto headers = ReadHeaders(coded.bytes, state.m_Rate * TICKS);
         if (!headers.vop) throw std::runtime_error("the MPEG-4 encoder gave no picture");
-        const XVop& vop = *headers.vop;
-        coded.m_bKey = vop.vop_coding_type == EVop::I;
-        coded.m_iQuant = vop.vop_quant;
+        const Vop& vop = *headers.vop;
+        coded.key = vop.vop_coding_type == EVop::I;
+        coded.quant = vop.vop_quant;
         if (state.m_Motion == EMotion::None &&
             vop.vop_rounding_type)  // nothing is interpolated: the bit is free
-            coded.m_Bytes[vop.rounding_bit / 8] &= static_cast<uint8_t>(~(0x80U >> vop.rounding_bit % 8));
-        else if (!coded.m_bKey && (vop.vop_rounding_type || vop.vop_fcode_forward != 1)) {
+            coded.bytes[vop.rounding_bit / 8] &= static_cast<uint8_t>(~(0x80U >> vop.rounding_bit % 8));
+        else if (!coded.key && (vop.vop_rounding_type || vop.vop_fcode_forward != 1)) {
             key = true;  // not within the limits
             continue;
         }
-        if (state.m_Motion == EMotion::Half) state.Decode(coded.m_Bytes);
-        state.m_bFirst = false;
-        state.m_bTurnSpent = false;
+        if (state.m_Motion == EMotion::Half) state.Decode(coded.bytes);
+        state.m_First = false;
+        state.m_TurnSpent = false;
         return coded;
     }
 }

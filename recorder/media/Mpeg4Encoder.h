@@ -25,23 +25,23 @@ enum class EMotion { Half, None };
 // is coded after each picture and thrown away: it takes the turn with type 1, and since no sample of it is
 // interpolated, the rounding doesn't matter. Its input is what a decoder of our own makes of the stream, hence
 // exactly the reference.
-class CMpeg4Encoder
+class Mpeg4Encoder
 {
   public:
-    // Width and height are multiples of 16; iRate is pictures a second, 1 to 100.
-    CMpeg4Encoder(int iWidth, int iHeight, int iRate, EMotion motion);
-    ~CMpeg4Encoder();
-    CMpeg4Encoder(const CMpeg4Encoder&) = delete;
-    CMpeg4Encoder& operator=(const CMpeg4Encoder&) = delete;
+    // Width and height are multiples of 16; rate is pictures a second, 1 to 100.
+    Mpeg4Encoder(int width, int height, int rate, EMotion motion);
+    ~Mpeg4Encoder();
+    Mpeg4Encoder(const Mpeg4Encoder&) = delete;
+    Mpeg4Encoder& operator=(const Mpeg4Encoder&) = delete;
 
     // Encodes a picture with a quantiser of 2 to 31; the first is a key picture in any case, and so is one that
-    // could not be kept within the limits otherwise. iPicture gives the time and never goes back; the same
+    // could not be kept within the limits otherwise. pictureNumber gives the time and never goes back; the same
     // number again replaces what was coded before only when it is a key picture.
-    XCoded Encode(const XPicture& picture, int64_t iPicture, bool bKey, int iQuant);
+    Coded Encode(const Picture& picture, int64_t pictureNumber, bool isKey, int quant);
 
   private:
-    struct XState;
-    std::unique_ptr<XState> m_p;
+    struct State;
+    std::unique_ptr<State> m_p;
 };
 
 }  // namespace recorder

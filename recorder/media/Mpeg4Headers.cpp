@@ -10,34 +10,34 @@ namespace
 {
 
 // Reads bits, most significant first; zeros behind the end.
-class CBits
+class Bits
 {
   public:
-    CBits(std::span<const uint8_t> bytes, size_t byte) : m_Bytes(bytes), m_ulBit(8 * byte) {}
+    Bits(std::span<const uint8_t> bytes, size_t byte) : m_Bytes(bytes), m_Bit(8 * byte) {}
 
     uint32_t Read(int count)
     {
         uint32_t value = 0;
-        for (; count > 0; --count, ++m_ulBit) {
-            const size_t byte = m_ulBit / 8;
-            const int bit = byte < m_Bytes.size() ? m_Bytes[byte] >> (7 - m_ulBit % 8) & 1 : 0;
+        for (; count > 0; --count, ++m_Bit) {
+            const size_t byte = m_Bit / 8;
+            const int bit = byte < m_Bytes.size() ? m_Bytes[byte] >> (7 - m_Bit % 8) & 1 : 0;
             value = value << 1 | static_cast<uint32_t>(bit);
         }
         return value;
     }
     bool Flag() { return Read(1) != 0; }
-    size_t At() const { return m_ulBit; }
-    bool AtEnd() const { return m_ulBit >= 8 * m_Bytes.size(); }
+    size_t At() const { return m_Bit; }
+    bool AtEnd() const { return m_Bit >= 8 * m_Bytes.size(); }
 
   private:
     std::span<const uint8_t> m_Bytes;
-    size_t m_ulBit;
+    size_t m_Bit;
 };
 
 // 6.2.3
-XVol ReadVol(CBits bits)
+Vol ReadVol(Bits bits)
 {
-    XVol vol;
+    Vol vol;
     bits.Read(1);  // random_accessible_vol
     vol.video_object_type_indication = static_cast<int>(bits.Read(8));
     uint32_t verid = 1;
@@ -87,9 +87,9 @@ XVol ReadVol(CBits bits)
 }
 
 // 6.2.5
-XVop ReadVop(CBits bits, int resolution)
+Vop ReadVop(Bits bits, int resolution)
 {
-    XVop vop;
+    Vop vop;
     vop.vop_coding_type = static_cast<EVop>(bits.Read(2));
     while (bits.Flag() && !bits.AtEnd()) {
     }
@@ -112,29 +112,29 @@ XVop ReadVop(CBits bits, int resolution)
 
 }  // namespace
 
-XCodedPicture ReadHeaders(std::span<const uint8_t> bytes, int resolution)
+CodedPicture ReadHeaders(std::span<const uint8_t> bytes, int resolution)
 {
-    XCodedPicture picture;
+    CodedPicture picture;
     for (size_t i = 0; i + 3 < bytes.size(); ++i) {
         if (bytes[i] != 0 || bytes[i + 1] != 0 || bytes[i + 2] != 1) continue;
         const uint8_t code = bytes[i + 3];
         picture.start_codes.push_back(code);
         if (code >= 0x20 && code <= 0x2F) {
-            picture.vol = ReadVol(CBits(bytes, i + 4));
+            picture.vol = ReadVol(Bits(bytes, i + 4));
             resolution = picture.vol->vop_time_increment_resolution;
         } else if (code == 0xB6) {
             ++picture.vops;
-            if (!picture.vop) picture.vop = ReadVop(CBits(bytes, i + 4), resolution);
+            if (!picture.vop) picture.vop = ReadVop(Bits(bytes, i + 4), resolution);
         }
         i += 3;
     }
     return picture;
 }
 
-bool RepeatsReference(std::span<const uint8_t> bytes, const XVop& vop, int macroblocks)
+bool RepeatsReference(std::span<const uint8_t> bytes, const Vop& vop, int macroblocks)
 {
     if (vop.vop_coding_type != EVop::P || !vop.vop_coded) return false;
-    CBits bits(bytes.subspan(std::min(bytes.size(), vop.macroblock_bit / 8)), 0);
+    Bits bits(bytes.subspan(std::min(bytes.size(), vop.macroblock_bit / 8)), 0);
     bits.Read(static_cast<int>(vop.macroblock_bit % 8));
     for (int i = 0; i < macroblocks; ++i)
         if (!bits.Flag()) return false;

@@ -12,7 +12,7 @@ namespace recorder
 // The headers of a coded MPEG-4 picture (ISO/IEC 14496-2), read to make sure that the encoder stayed inside
 // what clients decode. Names are those of the standard, clause 6.2.
 
-struct XVol {
+struct Vol {
     int video_object_type_indication = 0;
     int aspect_ratio_info = 0;
     bool vbv_parameters = false;
@@ -35,7 +35,7 @@ struct XVol {
 
 enum class EVop { I = 0, P = 1, B = 2, S = 3 };
 
-struct XVop {
+struct Vop {
     EVop vop_coding_type = EVop::I;
     bool vop_coded = false;
     bool vop_rounding_type = false;
@@ -46,19 +46,19 @@ struct XVop {
     size_t macroblock_bit = 0;  // where the macroblocks begin
 };
 
-struct XCodedPicture {
+struct CodedPicture {
     std::vector<uint8_t> start_codes;  // the byte behind 00 00 01, in order
-    std::optional<XVol> vol;
-    std::optional<XVop> vop;
+    std::optional<Vol> vol;
+    std::optional<Vop> vop;
     int vops = 0;
 };
 
 // Reads the headers of one message. resolution is the vop_time_increment_resolution of an earlier VOL, used
 // until the bytes bring one of their own. Damaged bytes give headers without meaning, but nothing is read
 // beyond the end.
-XCodedPicture ReadHeaders(std::span<const uint8_t> bytes, int resolution);
+CodedPicture ReadHeaders(std::span<const uint8_t> bytes, int resolution);
 
 // True when the P picture repeats its reference unchanged: all its macroblocks are marked not coded.
-bool RepeatsReference(std::span<const uint8_t> bytes, const XVop& vop, int macroblocks);
+bool RepeatsReference(std::span<const uint8_t> bytes, const Vop& vop, int macroblocks);
 
 }  // namespace recorder

@@ -5,33 +5,33 @@
 namespace recorder
 {
 
-CPictureFit::CPictureFit(int iWidth, int iHeight)
-    : m_iWidth(iWidth),
-      m_iHeight(iHeight),
-      m_Pixels(size_t{4} * static_cast<size_t>(iWidth) * static_cast<size_t>(iHeight))
+PictureFit::PictureFit(int width, int height)
+    : m_Width(width),
+      m_Height(height),
+      m_Pixels(size_t{4} * static_cast<size_t>(width) * static_cast<size_t>(height))
 {
 }
 
-std::vector<uint8_t>& CPictureFit::Fit(const AVFrame& frame)
+std::vector<uint8_t>& PictureFit::Fit(const AVFrame& frame)
 {
     AVRational aspect = frame.sample_aspect_ratio;
     if (aspect.num <= 0 || aspect.den <= 0) aspect = {1, 1};
     // Clients show the whole picture as 4:3, whatever its size in pixels.
     const double shown = static_cast<double>(frame.width) * aspect.num / aspect.den / frame.height;
     const double whole = 4.0 / 3.0;
-    const int width = shown >= whole ? m_iWidth : std::max(16, static_cast<int>(m_iWidth * shown / whole) & ~1);
+    const int width = shown >= whole ? m_Width : std::max(16, static_cast<int>(m_Width * shown / whole) & ~1);
     const int height =
-        shown >= whole ? std::max(16, static_cast<int>(m_iHeight * whole / shown) & ~1) : m_iHeight;
+        shown >= whole ? std::max(16, static_cast<int>(m_Height * whole / shown) & ~1) : m_Height;
 
-    m_pScaler.reset(sws_getCachedContext(m_pScaler.release(), frame.width, frame.height,
-                                         static_cast<AVPixelFormat>(frame.format), width, height,
-                                         AV_PIX_FMT_BGR0, SWS_BILINEAR, nullptr, nullptr, nullptr));
+    m_Scaler.reset(sws_getCachedContext(m_Scaler.release(), frame.width, frame.height,
+                                        static_cast<AVPixelFormat>(frame.format), width, height,
+                                        AV_PIX_FMT_BGR0, SWS_BILINEAR, nullptr, nullptr, nullptr));
     std::fill(m_Pixels.begin(), m_Pixels.end(), uint8_t{0});
-    if (!m_pScaler) return m_Pixels;
-    const ptrdiff_t corner = (ptrdiff_t{(m_iHeight - height) / 2} * m_iWidth + (m_iWidth - width) / 2) * 4;
+    if (!m_Scaler) return m_Pixels;
+    const ptrdiff_t corner = (ptrdiff_t{(m_Height - height) / 2} * m_Width + (m_Width - width) / 2) * 4;
     uint8_t* const to[4] = {m_Pixels.data() + corner};
-    const int strides[4] = {4 * m_iWidth};
-    sws_scale(m_pScaler.get(), frame.data, frame.linesize, 0, frame.height, to, strides);
+    const int strides[4] = {4 * m_Width};
+    sws_scale(m_Scaler.get(), frame.data, frame.linesize, 0, frame.height, to, strides);
     return m_Pixels;
 }
 

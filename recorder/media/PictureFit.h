@@ -10,19 +10,19 @@ namespace recorder
 
 // Scales pictures from elsewhere into the channel's size, with black bars where their shape is another. One
 // thread at a time.
-class CPictureFit
+class PictureFit
 {
   public:
-    CPictureFit(int iWidth, int iHeight);
+    PictureFit(int width, int height);
 
     // The pixels: blue, green, red, unused; no gaps between rows. Valid, and the caller's to change, until the
     // next call.
     std::vector<uint8_t>& Fit(const AVFrame& frame);
 
   private:
-    int m_iWidth;
-    int m_iHeight;
-    SwsScaler m_pScaler;
+    int m_Width;
+    int m_Height;
+    SwsScaler m_Scaler;
     std::vector<uint8_t> m_Pixels;
 };
 

@@ -23,31 +23,31 @@ void Learn(double& factor, double value)
 
 }  // namespace
 
-CRateControl::CRateControl(int64_t iBitRate, int iRate, int iGroup, size_t ulMaxBytes)
-    : m_dGroupBits(static_cast<double>(iBitRate) * iGroup / iRate),
-      m_dPictureBits(static_cast<double>(iBitRate) / iRate),
-      m_iGroup(iGroup),
-      m_dMaxBits(8.0 * static_cast<double>(ulMaxBytes))
+RateControl::RateControl(int64_t bitRate, int rate, int group, size_t maxBytes)
+    : m_GroupBits(static_cast<double>(bitRate) * group / rate),
+      m_PictureBits(static_cast<double>(bitRate) / rate),
+      m_Group(group),
+      m_MaxBits(8.0 * static_cast<double>(maxBytes))
 {
 }
 
-int CRateControl::Quant(bool bKey) const
+int RateControl::Quant(bool key) const
 {
-    if (m_dKeyFactor == 0) return FIRST_QUANT;
-    const double factor = m_dFactor != 0 ? m_dFactor : m_dKeyFactor * FIRST_SHARE;
-    double quant = (m_dKeyFactor + (m_iGroup - 1) * factor) / m_dGroupBits;
-    quant *= 1 + std::clamp(m_dDebt / (4 * m_dGroupBits), -0.4, 1.5);
-    if (bKey) quant *= KEY_SHARPER;
-    quant = std::max(quant, (bKey ? m_dKeyFactor : factor) / (SAFETY * m_dMaxBits));
+    if (m_KeyFactor == 0) return FIRST_QUANT;
+    const double factor = m_Factor != 0 ? m_Factor : m_KeyFactor * FIRST_SHARE;
+    double quant = (m_KeyFactor + (m_Group - 1) * factor) / m_GroupBits;
+    quant *= 1 + std::clamp(m_Debt / (4 * m_GroupBits), -0.4, 1.5);
+    if (key) quant *= KEY_SHARPER;
+    quant = std::max(quant, (key ? m_KeyFactor : factor) / (SAFETY * m_MaxBits));
     return std::clamp(static_cast<int>(std::lround(quant)), MIN_QUANT, MAX_QUANT);
 }
 
-void CRateControl::Coded(bool bKey, int iQuant, size_t ulBytes)
+void RateControl::Coded(bool key, int quant, size_t bytes)
 {
-    const double bits = 8.0 * static_cast<double>(ulBytes);
-    Learn(bKey ? m_dKeyFactor : m_dFactor, bits * iQuant);
+    const double bits = 8.0 * static_cast<double>(bytes);
+    Learn(key ? m_KeyFactor : m_Factor, bits * quant);
     // A calm hour earns no credit beyond a few groups, and a storm no endless debt.
-    m_dDebt = std::clamp(m_dDebt + bits - m_dPictureBits, -2 * m_dGroupBits, 8 * m_dGroupBits);
+    m_Debt = std::clamp(m_Debt + bits - m_PictureBits, -2 * m_GroupBits, 8 * m_GroupBits);
 }
 
 }  // namespace recorder

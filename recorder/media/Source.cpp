@@ -12,30 +12,30 @@ namespace recorder
 namespace
 {
 
-class CSceneSource : public ISource
+class SceneSource : public ISource
 {
   public:
-    CSceneSource(const XSceneSetup& setup, int iChannel) : m_Painter(setup, iChannel) {}
-    void Read(int64_t iPicture, XPicture& picture) override { m_Painter.Draw(iPicture, picture); }
-    void SetView(const XView& view) override { m_Painter.SetView(view); }
+    SceneSource(const SceneSetup& setup, int channel) : m_Painter(setup, channel) {}
+    void Read(int64_t pictureNumber, Picture& picture) override { m_Painter.Draw(pictureNumber, picture); }
+    void SetView(const View& view) override { m_Painter.SetView(view); }
 
   private:
-    CScenePainter m_Painter;
+    ScenePainter m_Painter;
 };
 
 }  // namespace
 
-std::unique_ptr<ISource> MakeSource(const std::string& spec, const XSceneSetup& setup, int iChannel,
-                                    const std::atomic<bool>& bStop)
+std::unique_ptr<ISource> MakeSource(const std::string& spec, const SceneSetup& setup, int channel,
+                                    const std::atomic<bool>& stop)
 {
-    if (spec == SCENE) return std::make_unique<CSceneSource>(setup, iChannel);
-    if (IsLive(spec)) return std::make_unique<CLiveSource>(spec, setup, iChannel, bStop);
-    return std::make_unique<CFileSource>(spec, setup, iChannel, bStop);
+    if (spec == SCENE) return std::make_unique<SceneSource>(setup, channel);
+    if (IsLive(spec)) return std::make_unique<LiveSource>(spec, setup, channel, stop);
+    return std::make_unique<FileSource>(spec, setup, channel, stop);
 }
 
-void SaySource(int iChannel, const std::string& spec, const std::string& why)
+void SaySource(int channel, const std::string& spec, const std::string& why)
 {
-    std::fprintf(stderr, "watchwall-recorder: channel %d: %s: %s\n", iChannel + 1, WithoutSecrets(spec).c_str(),
+    std::fprintf(stderr, "watchwall-recorder: channel %d: %s: %s\n", channel + 1, WithoutSecrets(spec).c_str(),
                  WithoutSecrets(why).c_str());
 }
 

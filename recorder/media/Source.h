@@ -14,20 +14,20 @@ class ISource
 {
   public:
     virtual ~ISource() = default;
-    // The picture that number iPicture shows; numbers only grow, with gaps when a channel isn't watched or is
-    // late. Never fails: a source that has no picture draws why.
-    virtual void Read(int64_t iPicture, XPicture& picture) = 0;
+    // The picture that number pictureNumber shows; numbers only grow, with gaps when a channel isn't watched or
+    // is late. Never fails: a source that has no picture draws why.
+    virtual void Read(int64_t pictureNumber, Picture& picture) = 0;
     // What the camera makes of the pictures from now on; name, clock and mark stay as they are.
-    virtual void SetView(const XView& view) = 0;
+    virtual void SetView(const View& view) = 0;
 };
 
 // "scene", or anything that libavformat opens: a file (played again and again), a URL, a V4L2 device
-// ("/dev/video0"), or "lavfi:" with a filter graph. Reads that wait, as for a network, end when bStop becomes
-// true; bStop outlives the source. A source that can't be opened says so on standard error at once.
-std::unique_ptr<ISource> MakeSource(const std::string& spec, const XSceneSetup& setup, int iChannel,
-                                    const std::atomic<bool>& bStop);
+// ("/dev/video0"), or "lavfi:" with a filter graph. Reads that wait, as for a network, end when stop becomes
+// true; stop outlives the source. A source that can't be opened says so on standard error at once.
+std::unique_ptr<ISource> MakeSource(const std::string& spec, const SceneSetup& setup, int channel,
+                                    const std::atomic<bool>& stop);
 
 // "channel 2: SOURCE: why" on standard error, without what the source's text holds of passwords.
-void SaySource(int iChannel, const std::string& spec, const std::string& why);
+void SaySource(int channel, const std::string& spec, const std::string& why);
 
 }  // namespace recorder

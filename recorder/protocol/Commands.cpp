@@ -23,7 +23,7 @@ std::optional<int> Number(std::string_view text)
     return value;
 }
 
-std::optional<XCommand> ParseColour(std::string_view name, std::string_view numbers)
+std::optional<Command> ParseColour(std::string_view name, std::string_view numbers)
 {
     const size_t colon = numbers.find(':');
     if (colon == std::string_view::npos) return {};
@@ -32,13 +32,13 @@ std::optional<XCommand> ParseColour(std::string_view name, std::string_view numb
     if (!channel || !value) return {};
     for (size_t i = 0; i < COLOUR_NAMES.size(); ++i)
         if (name == COLOUR_NAMES[i])
-            return XCommand{XCommand::EKind::Set, EMotor::Left, static_cast<EColour>(i), *channel, *value};
+            return Command{Command::EKind::Set, EMotor::Left, static_cast<EColour>(i), *channel, *value};
     return {};
 }
 
 }  // namespace
 
-std::optional<XCommand> ParseCommand(std::string_view text)
+std::optional<Command> ParseCommand(std::string_view text)
 {
     constexpr std::string_view START = "Start";
     constexpr std::string_view STOP = "Stop";
@@ -53,8 +53,8 @@ std::optional<XCommand> ParseCommand(std::string_view text)
     name.remove_suffix(starts ? START.size() : STOP.size());
     for (size_t i = 0; i < MOTOR_NAMES.size(); ++i)
         if (name == MOTOR_NAMES[i])
-            return XCommand{starts ? XCommand::EKind::Start : XCommand::EKind::Stop, static_cast<EMotor>(i),
-                            EColour::Bright, *channel, 0};
+            return Command{starts ? Command::EKind::Start : Command::EKind::Stop, static_cast<EMotor>(i),
+                           EColour::Bright, *channel, 0};
     return {};
 }
 

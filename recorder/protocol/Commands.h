@@ -29,18 +29,18 @@ enum class EColour { Bright, Contrast, Hue, Saturation };
 inline constexpr int COLOURS = 4;
 
 // "LeftStart:3" or "SetHue:3:128".
-struct XCommand {
+struct Command {
     enum class EKind { Start, Stop, Set };
-    EKind m_Kind = EKind::Stop;
-    EMotor m_Motor = EMotor::Left;       // of Start and Stop
-    EColour m_Colour = EColour::Bright;  // of Set
-    int m_iChannel = 0;                  // from 0 on
-    int m_iValue = 0;                    // of Set
+    EKind kind = EKind::Stop;
+    EMotor motor = EMotor::Left;       // of Start and Stop
+    EColour colour = EColour::Bright;  // of Set
+    int channel = 0;                   // from 0 on
+    int value = 0;                     // of Set
 
-    bool operator==(const XCommand&) const = default;
+    bool operator==(const Command&) const = default;
 };
 
 // Nothing when the text is none of them. Any numbers are taken; it is for the caller to look at them.
-std::optional<XCommand> ParseCommand(std::string_view text);
+std::optional<Command> ParseCommand(std::string_view text);
 
 }  // namespace recorder

@@ -14,7 +14,7 @@ class IDatagramOut
 {
   public:
     virtual ~IDatagramOut() = default;
-    virtual void Send(const XEndpoint& to, Bytes bytes, ECarries carries) = 0;
+    virtual void Send(const Endpoint& to, Bytes bytes, ECarries carries) = 0;
 };
 
 }  // namespace recorder

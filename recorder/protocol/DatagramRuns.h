@@ -17,10 +17,10 @@ inline constexpr size_t MAX_RUN_BYTES = 65507;
 // How many of these datagrams, from the first on, make one run: to the same endpoint, of the first one's size,
 // where the last may be shorter. An empty datagram is never part of a longer run. At least 1; 0 when there are
 // none.
-size_t CountRun(std::span<const XDatagram> datagrams);
+size_t CountRun(std::span<const Datagram> datagrams);
 
-// Takes the first datagram off what was received together: ulSegment bytes, the last one as many as are left. A
-// size of 0 tells that it is a single datagram.
-std::span<const uint8_t> TakeSegment(std::span<const uint8_t>& burst, size_t ulSegment);
+// Takes the first datagram off what was received together: segmentBytes bytes, the last one as many as are
+// left. A size of 0 tells that it is a single datagram.
+std::span<const uint8_t> TakeSegment(std::span<const uint8_t>& burst, size_t segmentBytes);
 
 }  // namespace recorder

@@ -12,32 +12,32 @@ const char* FarewellText(EFarewell farewell)
     return TEXTS[static_cast<size_t>(farewell)];
 }
 
-CDeviceLink::CDeviceLink(XSetup setup, IChannels& channels, IDatagramOut& out)
+DeviceLink::DeviceLink(Setup setup, IChannels& channels, IDatagramOut& out)
     : m_Setup(std::move(setup)), m_Channels(channels), m_Out(out)
 {
-    m_OwnRecord.m_strName = m_Setup.m_strName;
-    m_OwnRecord.m_LocalAddresses = m_Setup.m_LocalAddresses;
+    m_OwnRecord.name = m_Setup.name;
+    m_OwnRecord.localAddresses = m_Setup.localAddresses;
 }
 
-void CDeviceLink::OnDatagram(TimeUs iNow, const XEndpoint& from, std::span<const uint8_t> datagram)
+void DeviceLink::OnDatagram(TimeUs now, const Endpoint& from, std::span<const uint8_t> datagram)
 {
     EWireFault fault = EWireFault::None;
     const auto message = ParseMessage(datagram, &fault);
     if (!message) {
-        ++m_Counts.m_Faults[static_cast<size_t>(fault)];
+        ++m_Counts.faults[static_cast<size_t>(fault)];
         return;
     }
-    const bool fromRendezvous = from == m_Setup.m_Rendezvous;
+    const bool fromRendezvous = from == m_Setup.rendezvous;
     if (const auto it = m_Clients.find(from); it != m_Clients.end()) {
-        it->second.m_iHeard = iNow;
-        it->second.m_iUnansweredSince = NEVER;
+        it->second.heard = now;
+        it->second.unansweredSince = NEVER;
     }
-    switch (message->m_Type) {
+    switch (message->type) {
         case EMessage::LoginAck:
             if (!fromRendezvous) break;
-            m_bRegistered = true;
-            m_OwnRecord.m_P2p = message->m_Record.m_P2p;
-            m_iNextLogin = iNow + LOGIN_AGAIN_AFTER;
+            m_Registered = true;
+            m_OwnRecord.p2p = message->record.p2p;
+            m_NextLogin = now + LOGIN_AGAIN_AFTER;
             break;
         case EMessage::Ping:
             Send(from, EMessage::Pong, ECarries::Device);
@@ -45,17 +45,17 @@ void CDeviceLink::OnDatagram(TimeUs iNow, const XEndpoint& from, std::span<const
         case EMessage::Punch:
             if (fromRendezvous) {
                 // The rendezvous saw the peer at its p2p address; its local addresses are only its own word.
-                ++m_Counts.m_ulServerPunches;
-                if (message->m_Record.m_P2p.m_usPort != 0)
-                    Send(message->m_Record.m_P2p, EMessage::PunchAck, ECarries::Device);
+                ++m_Counts.serverPunches;
+                if (message->record.p2p.port != 0)
+                    Send(message->record.p2p, EMessage::PunchAck, ECarries::Device);
             } else {
-                ++m_Counts.m_ulPunches;
-                FindOrAdd(iNow, from, message->m_Record.m_strName);
+                ++m_Counts.punches;
+                FindOrAdd(now, from, message->record.name);
                 Send(from, EMessage::PunchAck, ECarries::Device);
             }
             break;
         case EMessage::Data:
-            OnData(iNow, from, *message);
+            OnData(now, from, *message);
             break;
         case EMessage::DataAck:
             if (const auto it = m_Clients.find(from); it != m_Clients.end()) OnAcknowledged(it->second);
@@ -68,18 +68,17 @@ void CDeviceLink::OnDatagram(TimeUs iNow, const XEndpoint& from, std::span<const
     }
 }
 
-void CDeviceLink::OnData(TimeUs iNow, const XEndpoint& from, const XMessage& message)
+void DeviceLink::OnData(TimeUs now, const Endpoint& from, const WireMessage& message)
 {
-    if (message.m_Body.empty()) {
-        ++m_Counts.m_ulProbes;
-        FindOrAdd(iNow, from, message.m_Record.m_strName);
-    } else if (const auto channel = ParseStreamRequest(message.m_Body);
+    if (message.body.empty()) {
+        ++m_Counts.probes;
+        FindOrAdd(now, from, message.record.name);
+    } else if (const auto channel = ParseStreamRequest(message.body);
                channel && *channel < m_Channels.Count()) {
-        ++m_Counts.m_ulRequests;
-        if (XClient* const client = FindOrAdd(iNow, from, message.m_Record.m_strName))
-            OnRequest(iNow, *client, *channel);
+        ++m_Counts.requests;
+        if (Client* const client = FindOrAdd(now, from, message.record.name)) OnRequest(now, *client, *channel);
     } else {
-        ++m_Counts.m_ulBadRequests;
+        ++m_Counts.badRequests;
     }
     Send(from, EMessage::DataAck, ECarries::Device);
 }
@@ -87,187 +86,185 @@ void CDeviceLink::OnData(TimeUs iNow, const XEndpoint& from, const XMessage& mes
 // A request for a channel that is streamed already starts it again: the reply must be the first message of the
 // channel that the client sees, so what waits is taken back. An unproved client gets one reply for each channel
 // and no more for asking again.
-void CDeviceLink::OnRequest(TimeUs iNow, XClient& client, int iChannel)
+void DeviceLink::OnRequest(TimeUs now, Client& client, int channel)
 {
-    ++client.m_Counts.m_ulRequests;
-    const bool known = !client.m_Counts.m_Streams.try_emplace(iChannel).second;
-    if (client.m_Counts.m_bProved) {
-        PushReply(client, iChannel);
-        StartStream(client, iChannel);
+    ++client.counts.requests;
+    const bool known = !client.counts.streams.try_emplace(channel).second;
+    if (client.counts.proved) {
+        PushReply(client, channel);
+        StartStream(client, channel);
     } else if (!known) {
-        PushReply(client, iChannel);
-        if (client.m_iReplies == 0) {
-            client.m_iReplies = 1;
-            client.m_iNextReply = iNow + REPLY_EVERY;
+        PushReply(client, channel);
+        if (client.replies == 0) {
+            client.replies = 1;
+            client.nextReply = now + REPLY_EVERY;
         }
     }
 }
 
-void CDeviceLink::OnAcknowledged(XClient& client)
+void DeviceLink::OnAcknowledged(Client& client)
 {
-    ++client.m_Counts.m_ulAcknowledged;
-    client.m_Queue.Acknowledged();
-    if (client.m_Counts.m_bProved || client.m_Counts.m_ulDatagrams == 0) return;
-    client.m_Counts.m_bProved = true;
-    client.m_iNextReply = NEVER;
-    for (const auto& [channel, stream] : client.m_Counts.m_Streams)
+    ++client.counts.acknowledged;
+    client.queue.Acknowledged();
+    if (client.counts.proved || client.counts.datagrams == 0) return;
+    client.counts.proved = true;
+    client.nextReply = NEVER;
+    for (const auto& [channel, stream] : client.counts.streams)
         StartStream(client, channel);
 }
 
-void CDeviceLink::PushReply(XClient& client, int iChannel)
+void DeviceLink::PushReply(Client& client, int channel)
 {
-    client.m_Queue.Forget(iChannel);
-    client.m_Queue.Push(iChannel, std::make_shared<const Bytes>(MakeStreamReply(
-                                      iChannel, m_Channels.Width(iChannel), m_Channels.Height(iChannel))));
+    client.queue.Forget(channel);
+    client.queue.Push(channel, std::make_shared<const Bytes>(MakeStreamReply(channel, m_Channels.Width(channel),
+                                                                             m_Channels.Height(channel))));
 }
 
-void CDeviceLink::StartStream(XClient& client, int iChannel)
+void DeviceLink::StartStream(Client& client, int channel)
 {
-    client.m_Counts.m_Streams[iChannel].m_bWaitsForKey = true;
-    m_Channels.SetWatched(iChannel, true);
-    m_Channels.WantKey(iChannel);
+    client.counts.streams[channel].waitsForKey = true;
+    m_Channels.SetWatched(channel, true);
+    m_Channels.WantKey(channel);
 }
 
-bool CDeviceLink::RepeatReplies(TimeUs iNow, XClient& client)
+bool DeviceLink::RepeatReplies(TimeUs now, Client& client)
 {
-    if (iNow < client.m_iNextReply) return true;
-    if (client.m_iReplies == REPLIES) return false;
-    ++client.m_iReplies;
-    client.m_iNextReply = iNow + REPLY_EVERY;
-    for (const auto& [channel, stream] : client.m_Counts.m_Streams)
+    if (now < client.nextReply) return true;
+    if (client.replies == REPLIES) return false;
+    ++client.replies;
+    client.nextReply = now + REPLY_EVERY;
+    for (const auto& [channel, stream] : client.counts.streams)
         PushReply(client, channel);
     return true;
 }
 
-void CDeviceLink::OnMessage(TimeUs iNow, int iChannel, bool bKey, const CSendQueue::Message& pMessage)
+void DeviceLink::OnMessage(TimeUs now, int channel, bool key, const SendQueue::Message& message)
 {
     for (auto& [endpoint, client] : m_Clients) {
-        if (!client.m_Counts.m_bProved) continue;
-        const auto it = client.m_Counts.m_Streams.find(iChannel);
-        if (it == client.m_Counts.m_Streams.end()) continue;
+        if (!client.counts.proved) continue;
+        const auto it = client.counts.streams.find(channel);
+        if (it == client.counts.streams.end()) continue;
         auto& stream = it->second;
-        if (stream.m_bWaitsForKey && !bKey) continue;
-        if (client.m_Queue.Push(iChannel, pMessage)) {
-            stream.m_bWaitsForKey = false;
-            ++stream.m_ulPictures;
-            stream.m_ulBytes += pMessage->size();
-            Pump(iNow, client);
+        if (stream.waitsForKey && !key) continue;
+        if (client.queue.Push(channel, message)) {
+            stream.waitsForKey = false;
+            ++stream.pictures;
+            stream.bytes += message->size();
+            Pump(now, client);
         } else {
             // Pictures that build on the missing one would show nothing but damage.
-            ++stream.m_ulDropped;
-            stream.m_bWaitsForKey = true;
-            m_Channels.WantKey(iChannel);
+            ++stream.dropped;
+            stream.waitsForKey = true;
+            m_Channels.WantKey(channel);
         }
     }
 }
 
-TimeUs CDeviceLink::OnTimer(TimeUs iNow)
+TimeUs DeviceLink::OnTimer(TimeUs now)
 {
-    if (iNow >= m_iNextLogin) Register(iNow);
-    TimeUs next = m_iNextLogin;
+    if (now >= m_NextLogin) Register(now);
+    TimeUs next = m_NextLogin;
     for (auto it = m_Clients.begin(); it != m_Clients.end();) {
-        XClient& client = it->second;
-        const bool silent = !RepeatReplies(iNow, client);
-        if (silent ||
-            (client.m_iUnansweredSince != NEVER && iNow - client.m_iUnansweredSince >= m_Setup.m_iDropAfter)) {
+        Client& client = it->second;
+        const bool silent = !RepeatReplies(now, client);
+        if (silent || (client.unansweredSince != NEVER && now - client.unansweredSince >= m_Setup.dropAfter)) {
             it = Drop(it, EFarewell::Silent);
             continue;
         }
-        if (client.m_Counts.m_Streams.empty() && iNow - client.m_iHeard >= FORGET_IDLE_AFTER) {
+        if (client.counts.streams.empty() && now - client.heard >= FORGET_IDLE_AFTER) {
             it = Drop(it, EFarewell::Idle);
             continue;
         }
-        Pump(iNow, client);
-        next = std::min({next, client.m_Queue.Due(iNow), client.m_iNextReply});
-        if (client.m_iUnansweredSince != NEVER)
-            next = std::min(next, client.m_iUnansweredSince + m_Setup.m_iDropAfter);
-        if (client.m_Counts.m_Streams.empty()) next = std::min(next, client.m_iHeard + FORGET_IDLE_AFTER);
+        Pump(now, client);
+        next = std::min({next, client.queue.Due(now), client.nextReply});
+        if (client.unansweredSince != NEVER) next = std::min(next, client.unansweredSince + m_Setup.dropAfter);
+        if (client.counts.streams.empty()) next = std::min(next, client.heard + FORGET_IDLE_AFTER);
         ++it;
     }
     return next;
 }
 
-std::vector<XClientCounts> CDeviceLink::Clients() const
+std::vector<ClientCounts> DeviceLink::Clients() const
 {
-    std::vector<XClientCounts> all;
+    std::vector<ClientCounts> all;
     for (const auto& [endpoint, client] : m_Clients)
-        all.push_back(client.m_Counts);
+        all.push_back(client.counts);
     return all;
 }
 
-void CDeviceLink::Register(TimeUs iNow)
+void DeviceLink::Register(TimeUs now)
 {
-    m_iNextLogin = iNow + LOGIN_EVERY;
-    Send(m_Setup.m_Rendezvous, EMessage::Login, ECarries::Device);
+    m_NextLogin = now + LOGIN_EVERY;
+    Send(m_Setup.rendezvous, EMessage::Login, ECarries::Device);
 }
 
-CDeviceLink::XClient* CDeviceLink::FindOrAdd(TimeUs iNow, const XEndpoint& from, const std::string& name)
+DeviceLink::Client* DeviceLink::FindOrAdd(TimeUs now, const Endpoint& from, const std::string& name)
 {
     auto it = m_Clients.find(from);
     if (it == m_Clients.end()) {
         if (!MakeRoom(from)) {
-            ++m_Counts.m_ulRefusedClients;
+            ++m_Counts.refusedClients;
             return nullptr;
         }
-        it = m_Clients.emplace(from, XClient()).first;
-        it->second.m_Counts.m_Endpoint = from;
-        it->second.m_iHeard = iNow;
+        it = m_Clients.emplace(from, Client()).first;
+        it->second.counts.endpoint = from;
+        it->second.heard = now;
     }
-    it->second.m_Counts.m_strName = name;
+    it->second.counts.name = name;
     return &it->second;
 }
 
 // When there is none, for all or for this address, lets a client go that watches nothing, or only says that it
 // does: the one that has been silent for longest.
-bool CDeviceLink::MakeRoom(const XEndpoint& from)
+bool DeviceLink::MakeRoom(const Endpoint& from)
 {
-    const auto neighbour = [&](const auto& entry) { return entry.first.m_dwAddress == from.m_dwAddress; };
+    const auto neighbour = [&](const auto& entry) { return entry.first.address == from.address; };
     const auto neighbours = static_cast<size_t>(std::count_if(m_Clients.begin(), m_Clients.end(), neighbour));
-    const bool crowded = neighbours >= m_Setup.m_ulClientsPerAddress;
-    if (!crowded && m_Clients.size() < m_Setup.m_ulClients) return true;
+    const bool crowded = neighbours >= m_Setup.clientsPerAddress;
+    if (!crowded && m_Clients.size() < m_Setup.clients) return true;
     auto oldest = m_Clients.end();
     for (auto it = m_Clients.begin(); it != m_Clients.end(); ++it) {
-        const bool watches = it->second.m_Counts.m_bProved && !it->second.m_Counts.m_Streams.empty();
+        const bool watches = it->second.counts.proved && !it->second.counts.streams.empty();
         if (watches || (crowded && !neighbour(*it))) continue;
-        if (oldest == m_Clients.end() || it->second.m_iHeard < oldest->second.m_iHeard) oldest = it;
+        if (oldest == m_Clients.end() || it->second.heard < oldest->second.heard) oldest = it;
     }
     if (oldest == m_Clients.end()) return false;
     Drop(oldest, EFarewell::NoRoom);
     return true;
 }
 
-void CDeviceLink::Pump(TimeUs iNow, XClient& client)
+void DeviceLink::Pump(TimeUs now, Client& client)
 {
-    while (const auto piece = client.m_Queue.Next(iNow)) {
-        ++client.m_Counts.m_ulDatagrams;
-        client.m_Counts.m_ulBytes += piece->size();
-        client.m_iUnansweredSince = std::min(client.m_iUnansweredSince, iNow);
-        Send(client.m_Counts.m_Endpoint, EMessage::Data, ECarries::Video, *piece);
+    while (const auto piece = client.queue.Next(now)) {
+        ++client.counts.datagrams;
+        client.counts.bytes += piece->size();
+        client.unansweredSince = std::min(client.unansweredSince, now);
+        Send(client.counts.endpoint, EMessage::Data, ECarries::Video, *piece);
     }
 }
 
-CDeviceLink::Clients_t::iterator CDeviceLink::Drop(Clients_t::iterator client, EFarewell farewell)
+DeviceLink::Clients_t::iterator DeviceLink::Drop(Clients_t::iterator client, EFarewell farewell)
 {
-    XClientCounts counts = std::move(client->second.m_Counts);
+    ClientCounts counts = std::move(client->second.counts);
     const auto next = m_Clients.erase(client);
-    for (const auto& [channel, stream] : counts.m_Streams)
+    for (const auto& [channel, stream] : counts.streams)
         UpdateWatched(channel);
-    counts.m_Farewell = farewell;
+    counts.farewell = farewell;
     if (m_Former.size() == MAX_FORMER_CLIENTS) m_Former.erase(m_Former.begin());
     m_Former.push_back(std::move(counts));
     return next;
 }
 
-void CDeviceLink::UpdateWatched(int iChannel)
+void DeviceLink::UpdateWatched(int channel)
 {
-    const bool watched = std::any_of(m_Clients.begin(), m_Clients.end(), [iChannel](const auto& entry) {
-        const XClientCounts& client = entry.second.m_Counts;
-        return client.m_bProved && client.m_Streams.contains(iChannel);
+    const bool watched = std::any_of(m_Clients.begin(), m_Clients.end(), [channel](const auto& entry) {
+        const ClientCounts& client = entry.second.counts;
+        return client.proved && client.streams.contains(channel);
     });
-    if (!watched) m_Channels.SetWatched(iChannel, false);
+    if (!watched) m_Channels.SetWatched(channel, false);
 }
 
-void CDeviceLink::Send(const XEndpoint& to, EMessage type, ECarries carries, std::span<const uint8_t> body)
+void DeviceLink::Send(const Endpoint& to, EMessage type, ECarries carries, std::span<const uint8_t> body)
 {
     m_Out.Send(to, MakeMessage(type, m_OwnRecord, body), carries);
 }

@@ -31,31 +31,31 @@ bool CouldBecome(std::string_view soFar, std::string_view question)
 
 }  // namespace
 
-CDirectory::CDirectory(std::string strNetId, int iChannels, std::vector<std::string> aliases)
-    : m_strNetId(std::move(strNetId)), m_iChannels(iChannels), m_Aliases(std::move(aliases))
+Directory::Directory(std::string netId, int channels, std::vector<std::string> aliases)
+    : m_NetId(std::move(netId)), m_Channels(channels), m_Aliases(std::move(aliases))
 {
 }
 
-bool CDirectory::Knows(std::string_view name) const
+bool Directory::Knows(std::string_view name) const
 {
     if (name.empty()) return false;
-    if (WithoutLeadingZeros(name) == WithoutLeadingZeros(m_strNetId)) return true;
+    if (WithoutLeadingZeros(name) == WithoutLeadingZeros(m_NetId)) return true;
     return std::any_of(m_Aliases.begin(), m_Aliases.end(),
                        [&](const std::string& alias) { return SameName(alias, std::string(name)); });
 }
 
-CDirectory::XStep CDirectory::Ask(std::string_view soFar, bool bNoMore, uint32_t dwReachedAt) const
+Directory::Step Directory::Ask(std::string_view soFar, bool noMore, uint32_t reachedAt) const
 {
     if (soFar.size() > MAX_QUESTION_BYTES) return {EStep::Refuse, {}};
     const bool withChannels = soFar.starts_with(CHANNELS_QUESTION);
     if (!withChannels && !soFar.starts_with(ADDRESS_QUESTION)) {
         const bool hope = CouldBecome(soFar, ADDRESS_QUESTION) || CouldBecome(soFar, CHANNELS_QUESTION);
-        return {hope && !bNoMore ? EStep::Wait : EStep::Refuse, {}};
+        return {hope && !noMore ? EStep::Wait : EStep::Refuse, {}};
     }
     const auto name = soFar.substr(withChannels ? CHANNELS_QUESTION.size() : ADDRESS_QUESTION.size());
-    if (!Knows(name)) return bNoMore ? XStep{EStep::Reply, std::string(NOT_FOUND)} : XStep{};
-    std::string reply = AddressText(dwReachedAt);
-    if (withChannels) reply += ":" + std::to_string(m_iChannels) + ":" + m_strNetId;
+    if (!Knows(name)) return noMore ? Step{EStep::Reply, std::string(NOT_FOUND)} : Step{};
+    std::string reply = AddressText(reachedAt);
+    if (withChannels) reply += ":" + std::to_string(m_Channels) + ":" + m_NetId;
     return {EStep::Reply, std::move(reply)};
 }
 

@@ -3,19 +3,19 @@
 namespace recorder
 {
 
-std::string AddressText(uint32_t dwAddress)
+std::string AddressText(uint32_t address)
 {
     std::string text;
     for (int shift = 24; shift >= 0; shift -= 8) {
         if (!text.empty()) text += '.';
-        text += std::to_string((dwAddress >> shift) & 0xFF);
+        text += std::to_string((address >> shift) & 0xFF);
     }
     return text;
 }
 
-std::string EndpointText(const XEndpoint& endpoint)
+std::string EndpointText(const Endpoint& endpoint)
 {
-    return AddressText(endpoint.m_dwAddress) + ":" + std::to_string(endpoint.m_usPort);
+    return AddressText(endpoint.address) + ":" + std::to_string(endpoint.port);
 }
 
 }  // namespace recorder

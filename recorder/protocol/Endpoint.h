@@ -14,20 +14,20 @@ inline constexpr TimeUs MILLISECOND = 1000;
 inline constexpr TimeUs SECOND = 1000 * MILLISECOND;
 
 // An IPv4 address and a port, both as plain numbers (127.0.0.1 is 0x7F000001).
-struct XEndpoint {
-    uint32_t m_dwAddress = 0;
-    uint16_t m_usPort = 0;
+struct Endpoint {
+    uint32_t address = 0;
+    uint16_t port = 0;
 
-    bool operator==(const XEndpoint&) const = default;
-    bool operator<(const XEndpoint& other) const
+    bool operator==(const Endpoint&) const = default;
+    bool operator<(const Endpoint& other) const
     {
-        return std::tie(m_dwAddress, m_usPort) < std::tie(other.m_dwAddress, other.m_usPort);
+        return std::tie(address, port) < std::tie(other.address, other.port);
     }
 };
 
 // "127.0.0.1"
-std::string AddressText(uint32_t dwAddress);
+std::string AddressText(uint32_t address);
 // "127.0.0.1:4567"
-std::string EndpointText(const XEndpoint& endpoint);
+std::string EndpointText(const Endpoint& endpoint);
 
 }  // namespace recorder

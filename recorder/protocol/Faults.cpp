@@ -6,30 +6,29 @@
 namespace recorder
 {
 
-bool XFaultRates::Any() const
+bool FaultRates::Any() const
 {
-    return m_dLoss > 0 || m_dReorder > 0 || m_dDuplicate > 0 || m_dGarbage > 0 || m_dWrongLength > 0 ||
-           m_iDelay > 0;
+    return loss > 0 || reorder > 0 || duplicate > 0 || garbage > 0 || wrongLength > 0 || delay > 0;
 }
 
-CFaults::CFaults(const XFaultRates& rates, uint32_t dwSeed) : m_Rates(rates), m_Random(dwSeed) {}
+Faults::Faults(const FaultRates& rates, uint32_t seed) : m_Rates(rates), m_Random(seed) {}
 
 // A draw of its own for every question: the sequence of harm doesn't depend on which rates are set to zero by
 // more than their own draws. Percentages are resolved to one in a million.
-bool CFaults::Happens(double dPercent)
+bool Faults::Happens(double percent)
 {
-    return dPercent > 0 && Below(100'000'000) < dPercent * 1'000'000;
+    return percent > 0 && Below(100'000'000) < percent * 1'000'000;
 }
 
 // The library's distributions differ between libraries; a remainder is the same everywhere.
-uint32_t CFaults::Below(uint32_t dwBound)
+uint32_t Faults::Below(uint32_t bound)
 {
-    return static_cast<uint32_t>(m_Random() % dwBound);
+    return static_cast<uint32_t>(m_Random() % bound);
 }
 
-void CFaults::Garble(Bytes& bytes)
+void Faults::Garble(Bytes& bytes)
 {
-    ++m_Counts.m_ulGarbled;
+    ++m_Counts.garbled;
     switch (bytes.empty() ? 0 : Below(4)) {
         case 0:  // something else altogether
             bytes.resize(Below(1400));
@@ -46,73 +45,73 @@ void CFaults::Garble(Bytes& bytes)
     }
 }
 
-void CFaults::Pass(TimeUs iNow, XDatagram datagram, std::vector<XDatagram>& ready)
+void Faults::Pass(TimeUs now, Datagram datagram, std::vector<Datagram>& ready)
 {
-    if (Happens(m_Rates.m_dLoss)) {
-        ++m_Counts.m_ulLost;
+    if (Happens(m_Rates.loss)) {
+        ++m_Counts.lost;
         return;
     }
-    if (Happens(m_Rates.m_dGarbage)) Garble(datagram.m_Bytes);
-    if (Happens(m_Rates.m_dDuplicate)) {
-        ++m_Counts.m_ulDuplicated;
-        Deliver(iNow, datagram, ready);
+    if (Happens(m_Rates.garbage)) Garble(datagram.bytes);
+    if (Happens(m_Rates.duplicate)) {
+        ++m_Counts.duplicated;
+        Deliver(now, datagram, ready);
     }
-    if (Happens(m_Rates.m_dReorder)) {
-        ++m_Counts.m_ulReordered;
-        m_Held.push_back({std::move(datagram), 1 + static_cast<int>(Below(3)), iNow + HOLD_AT_MOST});
+    if (Happens(m_Rates.reorder)) {
+        ++m_Counts.reordered;
+        m_Held.push_back({std::move(datagram), 1 + static_cast<int>(Below(3)), now + HOLD_AT_MOST});
         return;
     }
-    Deliver(iNow, std::move(datagram), ready);
+    Deliver(now, std::move(datagram), ready);
     for (size_t i = 0; i < m_Held.size();) {
-        if (--m_Held[i].m_iPasses > 0) {
+        if (--m_Held[i].passes > 0) {
             ++i;
             continue;
         }
-        Deliver(iNow, std::move(m_Held[i].m_Datagram), ready);
+        Deliver(now, std::move(m_Held[i].datagram), ready);
         m_Held.erase(m_Held.begin() + static_cast<std::ptrdiff_t>(i));
     }
 }
 
-void CFaults::Deliver(TimeUs iNow, XDatagram datagram, std::vector<XDatagram>& ready)
+void Faults::Deliver(TimeUs now, Datagram datagram, std::vector<Datagram>& ready)
 {
-    if (m_Rates.m_iDelay == 0)
+    if (m_Rates.delay == 0)
         ready.push_back(std::move(datagram));
     else if (m_Delayed.size() < MAX_DELAYED)
-        m_Delayed.push_back({std::move(datagram), iNow + m_Rates.m_iDelay});
+        m_Delayed.push_back({std::move(datagram), now + m_Rates.delay});
     else
-        ++m_Counts.m_ulLost;
+        ++m_Counts.lost;
 }
 
-TimeUs CFaults::Release(TimeUs iNow, std::vector<XDatagram>& ready)
+TimeUs Faults::Release(TimeUs now, std::vector<Datagram>& ready)
 {
-    while (!m_Held.empty() && m_Held.front().m_iDue <= iNow) {
-        Deliver(iNow, std::move(m_Held.front().m_Datagram), ready);
+    while (!m_Held.empty() && m_Held.front().due <= now) {
+        Deliver(now, std::move(m_Held.front().datagram), ready);
         m_Held.pop_front();
     }
-    while (!m_Delayed.empty() && m_Delayed.front().m_iDue <= iNow) {
-        ready.push_back(std::move(m_Delayed.front().m_Datagram));
+    while (!m_Delayed.empty() && m_Delayed.front().due <= now) {
+        ready.push_back(std::move(m_Delayed.front().datagram));
         m_Delayed.pop_front();
     }
     TimeUs next = NEVER;
-    if (!m_Held.empty()) next = m_Held.front().m_iDue;
-    if (!m_Delayed.empty()) next = std::min(next, m_Delayed.front().m_iDue);
+    if (!m_Held.empty()) next = m_Held.front().due;
+    if (!m_Delayed.empty()) next = std::min(next, m_Delayed.front().due);
     return next;
 }
 
-uint32_t CFaults::SpoilHeader(uint32_t dwWord)
+uint32_t Faults::SpoilHeader(uint32_t word)
 {
-    if (!Happens(m_Rates.m_dWrongLength)) return dwWord;
-    ++m_Counts.m_ulWrongLengths;
-    XHeaderWord header = UnpackHeader(dwWord);
+    if (!Happens(m_Rates.wrongLength)) return word;
+    ++m_Counts.wrongLengths;
+    HeaderWord header = UnpackHeader(word);
     switch (Below(3)) {
         case 0:
-            header.m_ulLength = Below(1U << 24);
+            header.length = Below(1U << 24);
             break;
         case 1:
-            header.m_ulLength = Below(header.m_ulLength + 1);
+            header.length = Below(header.length + 1);
             break;
         default:
-            header.m_ulLength += 1 + Below(4096);
+            header.length += 1 + Below(4096);
             break;
     }
     return PackHeader(header);

@@ -5,12 +5,12 @@
 namespace recorder
 {
 
-std::optional<Bytes> CFrameReader::Next()
+std::optional<Bytes> FrameReader::Next()
 {
-    if (m_bDamaged || m_Bytes.size() < LENGTH_BYTES) return {};
+    if (m_Damaged || m_Bytes.size() < LENGTH_BYTES) return {};
     const auto length = static_cast<int32_t>(ReadU32(m_Bytes.data()));
-    if (length < static_cast<int32_t>(LENGTH_BYTES) || static_cast<size_t>(length) > m_ulMaxBytes) {
-        m_bDamaged = true;
+    if (length < static_cast<int32_t>(LENGTH_BYTES) || static_cast<size_t>(length) > m_MaxBytes) {
+        m_Damaged = true;
         return {};
     }
     if (m_Bytes.size() < static_cast<size_t>(length)) return {};
@@ -27,28 +27,28 @@ Bytes MakeFrame(std::span<const uint8_t> body)
     return frame;
 }
 
-std::optional<XStreamRequest> ParseDirectRequest(std::span<const uint8_t> body)
+std::optional<StreamRequest> ParseDirectRequest(std::span<const uint8_t> body)
 {
     if (body.size() != STREAM_REQUEST_BYTES - LENGTH_BYTES) return {};
     const auto word = [&](size_t at) { return static_cast<int32_t>(ReadU32(body.data() + at)); };
-    return XStreamRequest{word(0), word(4), word(8)};
+    return StreamRequest{word(0), word(4), word(8)};
 }
 
-Bytes MakeDirectReply(EReply type, int iWidth, int iHeight)
+Bytes MakeDirectReply(EReply type, int width, int height)
 {
     Bytes reply(STREAM_REPLY_BYTES);
     WriteU32(reply.data(), STREAM_REPLY_BYTES);
     WriteU32(reply.data() + 4, static_cast<uint32_t>(type));
-    WriteU32(reply.data() + 8, static_cast<uint32_t>(iWidth));
-    WriteU32(reply.data() + 12, static_cast<uint32_t>(iHeight));
+    WriteU32(reply.data() + 8, static_cast<uint32_t>(width));
+    WriteU32(reply.data() + 12, static_cast<uint32_t>(height));
     return reply;
 }
 
-std::array<uint8_t, MEDIA_HEADER_BYTES> MakeMediaHeader(uint32_t ulType, size_t ulPayloadBytes)
+std::array<uint8_t, MEDIA_HEADER_BYTES> MakeMediaHeader(uint32_t type, size_t payloadBytes)
 {
     std::array<uint8_t, MEDIA_HEADER_BYTES> header{};
-    WriteU32(header.data(), static_cast<uint32_t>(MEDIA_HEADER_BYTES + ulPayloadBytes));
-    WriteU32(header.data() + 4, ulType);
+    WriteU32(header.data(), static_cast<uint32_t>(MEDIA_HEADER_BYTES + payloadBytes));
+    WriteU32(header.data() + 4, type);
     return header;
 }
 

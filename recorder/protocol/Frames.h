@@ -26,43 +26,43 @@ inline constexpr size_t MAX_MEDIA_FRAME_BYTES = 262144;
 inline constexpr size_t MAX_TEXT_FRAME_BYTES = 65536;
 
 // Puts frames together from what a connection brings.
-class CFrameReader
+class FrameReader
 {
   public:
-    explicit CFrameReader(size_t ulMaxBytes) : m_ulMaxBytes(ulMaxBytes) {}
+    explicit FrameReader(size_t maxBytes) : m_MaxBytes(maxBytes) {}
 
     void Add(std::span<const uint8_t> bytes) { m_Bytes.insert(m_Bytes.end(), bytes.begin(), bytes.end()); }
     // The body of the next whole frame; nothing when there is none, or after a length that can't be.
     std::optional<Bytes> Next();
     // A length below 4, or above the bound: nothing that follows can be understood.
-    bool Damaged() const { return m_bDamaged; }
+    bool Damaged() const { return m_Damaged; }
 
   private:
-    size_t m_ulMaxBytes;
+    size_t m_MaxBytes;
     Bytes m_Bytes;
-    bool m_bDamaged = false;
+    bool m_Damaged = false;
 };
 
 Bytes MakeFrame(std::span<const uint8_t> body);
 
 enum class EMode : int32_t { LiveMpeg4 = 0, Query = 1, Playback = 2, LiveH264 = 3 };
 
-struct XStreamRequest {
-    int32_t m_iMode = 0;  // of EMode, or anything else
-    int32_t m_iRecord = -1;
-    int32_t m_iChannel = 0;
+struct StreamRequest {
+    int32_t mode = 0;  // of EMode, or anything else
+    int32_t record = -1;
+    int32_t channel = 0;
 
-    bool operator==(const XStreamRequest&) const = default;
+    bool operator==(const StreamRequest&) const = default;
 };
 
 // The body of the request's frame; nothing when it has another size.
-std::optional<XStreamRequest> ParseDirectRequest(std::span<const uint8_t> body);
+std::optional<StreamRequest> ParseDirectRequest(std::span<const uint8_t> body);
 
 // Anything but type 1 turns the client away.
 enum class EReply : uint32_t { Stream = 1, Refused = 2 };
-Bytes MakeDirectReply(EReply type, int iWidth, int iHeight);
+Bytes MakeDirectReply(EReply type, int width, int height);
 
 enum class EMedia : uint32_t { Video = 0, Nothing = 1 };
-std::array<uint8_t, MEDIA_HEADER_BYTES> MakeMediaHeader(uint32_t ulType, size_t ulPayloadBytes);
+std::array<uint8_t, MEDIA_HEADER_BYTES> MakeMediaHeader(uint32_t type, size_t payloadBytes);
 
 }  // namespace recorder

@@ -6,198 +6,195 @@
 namespace recorder
 {
 
-CRendezvous::CRendezvous(IDatagramOut& out) : CRendezvous(out, XLimits()) {}
+Rendezvous::Rendezvous(IDatagramOut& out) : Rendezvous(out, Limits()) {}
 
-CRendezvous::CRendezvous(IDatagramOut& out, const XLimits& limits) : m_Out(out), m_Limits(limits) {}
+Rendezvous::Rendezvous(IDatagramOut& out, const Limits& limits) : m_Out(out), m_Limits(limits) {}
 
-void CRendezvous::Reserve(const std::string& strName, const XEndpoint& holder)
+void Rendezvous::Reserve(const std::string& name, const Endpoint& holder)
 {
-    m_strReserved = strName;
+    m_Reserved = name;
     m_Holder = holder;
 }
 
-void CRendezvous::OnDatagram(TimeUs iNow, const XEndpoint& from, std::span<const uint8_t> datagram)
+void Rendezvous::OnDatagram(TimeUs now, const Endpoint& from, std::span<const uint8_t> datagram)
 {
     EWireFault fault = EWireFault::None;
     const auto message = ParseMessage(datagram, &fault);
     if (!message) {
-        ++m_Counts.m_Faults[static_cast<size_t>(fault)];
+        ++m_Counts.faults[static_cast<size_t>(fault)];
         return;
     }
-    if (XUser* const user = ByEndpoint(from)) {
-        user->m_iHeard = iNow;
-        user->m_bHeardAgain = user->m_bHeardAgain || message->m_Type != EMessage::Login;
+    if (User* const user = ByEndpoint(from)) {
+        user->heard = now;
+        user->heardAgain = user->heardAgain || message->type != EMessage::Login;
     }
-    switch (message->m_Type) {
+    switch (message->type) {
         case EMessage::Login:
-            Login(iNow, from, message->m_Record);
+            Login(now, from, message->record);
             break;
         case EMessage::Logout:
             Logout(from);
             break;
         case EMessage::GetUsers:
-            StartList(iNow, from);
+            StartList(now, from);
             break;
         case EMessage::Ping:
-            Send(from, EMessage::Pong, message->m_Record);
+            Send(from, EMessage::Pong, message->record);
             break;
         case EMessage::Punch:
-            ForwardPunch(iNow, from, *message);
+            ForwardPunch(now, from, *message);
             break;
         default:
             break;  // a pong has done its work by being heard; the rest isn't for us
     }
 }
 
-TimeUs CRendezvous::OnTimer(TimeUs iNow)
+TimeUs Rendezvous::OnTimer(TimeUs now)
 {
-    const auto forgetAfter = [this](const XUser& user) {
-        return user.m_bHeardAgain ? m_Limits.m_iForgetAfter : m_Limits.m_iForgetUnheard;
+    const auto forgetAfter = [this](const User& user) {
+        return user.heardAgain ? m_Limits.forgetAfter : m_Limits.forgetUnheard;
     };
-    m_Counts.m_ulForgotten +=
-        std::erase_if(m_Users, [&](const XUser& user) { return iNow - user.m_iHeard >= forgetAfter(user); });
-    std::erase_if(m_Shares, [&](const auto& share) { return iNow - share.second.m_iSince >= SECOND; });
-    std::erase_if(m_Lists, [&](XList& list) {
-        return ByEndpoint(list.m_To) == nullptr || (list.m_iDue <= iNow && GoOnWithList(iNow, list));
+    m_Counts.forgotten +=
+        std::erase_if(m_Users, [&](const User& user) { return now - user.heard >= forgetAfter(user); });
+    std::erase_if(m_Shares, [&](const auto& share) { return now - share.second.since >= SECOND; });
+    std::erase_if(m_Lists, [&](List& list) {
+        return ByEndpoint(list.to) == nullptr || (list.due <= now && GoOnWithList(now, list));
     });
 
     TimeUs next = NEVER;
-    for (XUser& user : m_Users) {
-        if (user.m_iNextPing <= iNow) {
-            Send(user.m_Record.m_P2p, EMessage::Ping, user.m_Record);
-            user.m_iNextPing = iNow + m_Limits.m_iPingEvery;
+    for (User& user : m_Users) {
+        if (user.nextPing <= now) {
+            Send(user.record.p2p, EMessage::Ping, user.record);
+            user.nextPing = now + m_Limits.pingEvery;
         }
-        next = std::min({next, user.m_iNextPing, user.m_iHeard + forgetAfter(user)});
+        next = std::min({next, user.nextPing, user.heard + forgetAfter(user)});
     }
-    for (const XList& list : m_Lists)
-        next = std::min(next, list.m_iDue);
+    for (const List& list : m_Lists)
+        next = std::min(next, list.due);
     return next;
 }
 
-CRendezvous::XUser* CRendezvous::ByEndpoint(const XEndpoint& endpoint)
+Rendezvous::User* Rendezvous::ByEndpoint(const Endpoint& endpoint)
 {
     const auto it = std::find_if(m_Users.begin(), m_Users.end(),
-                                 [&](const XUser& user) { return user.m_Record.m_P2p == endpoint; });
+                                 [&](const User& user) { return user.record.p2p == endpoint; });
     return it == m_Users.end() ? nullptr : &*it;
 }
 
-const CRendezvous::XUser* CRendezvous::ByName(const std::string& name) const
+const Rendezvous::User* Rendezvous::ByName(const std::string& name) const
 {
     const auto it = std::find_if(m_Users.rbegin(), m_Users.rend(),
-                                 [&](const XUser& user) { return SameName(user.m_Record.m_strName, name); });
+                                 [&](const User& user) { return SameName(user.record.name, name); });
     return it == m_Users.rend() ? nullptr : &*it;
 }
 
-bool CRendezvous::Login(TimeUs iNow, const XEndpoint& from, const XPeerRecord& record)
+bool Rendezvous::Login(TimeUs now, const Endpoint& from, const PeerRecord& record)
 {
-    const bool taken = from != m_Holder && SameName(record.m_strName, m_strReserved);
-    if (record.m_strName.empty() || taken) {
-        ++m_Counts.m_ulRefusedLogins;
+    const bool taken = from != m_Holder && SameName(record.name, m_Reserved);
+    if (record.name.empty() || taken) {
+        ++m_Counts.refusedLogins;
         return false;
     }
-    const XUser* const before = ByEndpoint(from);
-    const bool heardAgain = from == m_Holder || (before != nullptr && before->m_bHeardAgain);
-    std::erase_if(m_Users, [&](const XUser& user) { return user.m_Record.m_P2p == from; });
+    const User* const before = ByEndpoint(from);
+    const bool heardAgain = from == m_Holder || (before != nullptr && before->heardAgain);
+    std::erase_if(m_Users, [&](const User& user) { return user.record.p2p == from; });
     MakeRoom(from);
-    const TimeUs firstPing = heardAgain ? m_Limits.m_iPingEvery : m_Limits.m_iFirstPing;
-    XUser user{record, iNow, iNow + firstPing, ++m_ulSerial, heardAgain};
-    user.m_Record.m_P2p = from;
+    const TimeUs firstPing = heardAgain ? m_Limits.pingEvery : m_Limits.firstPing;
+    User user{record, now, now + firstPing, ++m_Serial, heardAgain};
+    user.record.p2p = from;
     m_Users.push_back(user);
-    ++m_Counts.m_ulLogins;
-    Send(from, EMessage::LoginAck, user.m_Record);
+    ++m_Counts.logins;
+    Send(from, EMessage::LoginAck, user.record);
     return true;
 }
 
 // For a login from there: first among those of its own address, when that has its share already.
-void CRendezvous::MakeRoom(const XEndpoint& from)
+void Rendezvous::MakeRoom(const Endpoint& from)
 {
-    const auto neighbour = [&](const XUser& user) {
-        return user.m_Record.m_P2p.m_dwAddress == from.m_dwAddress;
-    };
+    const auto neighbour = [&](const User& user) { return user.record.p2p.address == from.address; };
     const auto neighbours = static_cast<size_t>(std::count_if(m_Users.begin(), m_Users.end(), neighbour));
-    const bool crowded = neighbours >= m_Limits.m_ulUsersPerAddress;
-    if (!crowded && m_Users.size() < m_Limits.m_ulUsers) return;
+    const bool crowded = neighbours >= m_Limits.usersPerAddress;
+    if (!crowded && m_Users.size() < m_Limits.users) return;
     auto leaves = m_Users.end();
     for (auto it = m_Users.begin(); it != m_Users.end(); ++it) {
-        if (it->m_Record.m_P2p == m_Holder || (crowded && !neighbour(*it))) continue;
+        if (it->record.p2p == m_Holder || (crowded && !neighbour(*it))) continue;
         if (leaves == m_Users.end() ||
-            std::tie(it->m_bHeardAgain, it->m_iHeard) < std::tie(leaves->m_bHeardAgain, leaves->m_iHeard))
+            std::tie(it->heardAgain, it->heard) < std::tie(leaves->heardAgain, leaves->heard))
             leaves = it;
     }
     if (leaves == m_Users.end()) return;
     m_Users.erase(leaves);
-    ++m_Counts.m_ulDisplaced;
+    ++m_Counts.displaced;
 }
 
-void CRendezvous::Logout(const XEndpoint& from)
+void Rendezvous::Logout(const Endpoint& from)
 {
-    m_Counts.m_ulLogouts +=
-        std::erase_if(m_Users, [&](const XUser& user) { return user.m_Record.m_P2p == from; });
+    m_Counts.logouts += std::erase_if(m_Users, [&](const User& user) { return user.record.p2p == from; });
 }
 
-void CRendezvous::StartList(TimeUs iNow, const XEndpoint& from)
+void Rendezvous::StartList(TimeUs now, const Endpoint& from)
 {
     if (ByEndpoint(from) == nullptr) {
-        ++m_Counts.m_ulStrangers;
+        ++m_Counts.strangers;
         return;
     }
-    ++m_Counts.m_ulLists;
-    std::erase_if(m_Lists, [&](const XList& list) { return list.m_To == from; });
-    XList list{from, m_ulSerial + 1, iNow};
-    if (!GoOnWithList(iNow, list)) m_Lists.push_back(list);
+    ++m_Counts.lists;
+    std::erase_if(m_Lists, [&](const List& list) { return list.to == from; });
+    List list{from, m_Serial + 1, now};
+    if (!GoOnWithList(now, list)) m_Lists.push_back(list);
 }
 
-bool CRendezvous::GoOnWithList(TimeUs iNow, XList& list)
+bool Rendezvous::GoOnWithList(TimeUs now, List& list)
 {
     size_t sent = 0;
     for (auto user = m_Users.rbegin(); user != m_Users.rend(); ++user) {
-        if (user->m_ulSerial >= list.m_ulBelow || user->m_Record.m_P2p == list.m_To) continue;
-        if (sent == m_Limits.m_ulEntriesAtOnce) {
-            list.m_iDue = iNow + m_Limits.m_iEntriesPause;
+        if (user->serial >= list.below || user->record.p2p == list.to) continue;
+        if (sent == m_Limits.entriesAtOnce) {
+            list.due = now + m_Limits.entriesPause;
             return false;
         }
-        if (!TakeShare(iNow, list)) return false;
-        Send(list.m_To, EMessage::UserEntry, user->m_Record);
-        list.m_ulBelow = user->m_ulSerial;
+        if (!TakeShare(now, list)) return false;
+        Send(list.to, EMessage::UserEntry, user->record);
+        list.below = user->serial;
         ++sent;
     }
-    const XUser* const asker = ByEndpoint(list.m_To);
-    Send(list.m_To, EMessage::UserEnd, asker != nullptr ? asker->m_Record : XPeerRecord());
+    const User* const asker = ByEndpoint(list.to);
+    Send(list.to, EMessage::UserEnd, asker != nullptr ? asker->record : PeerRecord());
     return true;
 }
 
-bool CRendezvous::TakeShare(TimeUs iNow, XList& list)
+bool Rendezvous::TakeShare(TimeUs now, List& list)
 {
-    XShare& share = m_Shares.try_emplace(list.m_To.m_dwAddress, XShare{iNow, 0}).first->second;
-    if (iNow - share.m_iSince >= SECOND) share = {iNow, 0};
-    if (share.m_ulEntries == m_Limits.m_ulEntriesPerSecond) {
-        list.m_iDue = share.m_iSince + SECOND;
+    Share& share = m_Shares.try_emplace(list.to.address, Share{now, 0}).first->second;
+    if (now - share.since >= SECOND) share = {now, 0};
+    if (share.entries == m_Limits.entriesPerSecond) {
+        list.due = share.since + SECOND;
         return false;
     }
-    ++share.m_ulEntries;
+    ++share.entries;
     return true;
 }
 
 // Who wants a peer without being known has logged in before this rendezvous was started.
-void CRendezvous::ForwardPunch(TimeUs iNow, const XEndpoint& from, const XMessage& message)
+void Rendezvous::ForwardPunch(TimeUs now, const Endpoint& from, const WireMessage& message)
 {
-    const auto wanted = WantedName(message.m_Body);
+    const auto wanted = WantedName(message.body);
     if (wanted && ByEndpoint(from) == nullptr) {
-        if (!Login(iNow, from, message.m_Record)) return;
-        ++m_Counts.m_ulPunchLogins;
+        if (!Login(now, from, message.record)) return;
+        ++m_Counts.punchLogins;
     }
-    const XUser* const peer = wanted ? ByName(*wanted) : nullptr;
+    const User* const peer = wanted ? ByName(*wanted) : nullptr;
     if (peer == nullptr) {
-        ++m_Counts.m_ulUnknownWanted;
+        ++m_Counts.unknownWanted;
         return;
     }
-    XPeerRecord record = message.m_Record;
-    record.m_P2p = from;
-    ++m_Counts.m_ulPunches;
-    Send(peer->m_Record.m_P2p, EMessage::Punch, record);
+    PeerRecord record = message.record;
+    record.p2p = from;
+    ++m_Counts.punches;
+    Send(peer->record.p2p, EMessage::Punch, record);
 }
 
-void CRendezvous::Send(const XEndpoint& to, EMessage type, const XPeerRecord& record)
+void Rendezvous::Send(const Endpoint& to, EMessage type, const PeerRecord& record)
 {
     m_Out.Send(to, MakeMessage(type, record), ECarries::Rendezvous);
 }

@@ -16,7 +16,7 @@ namespace recorder
 // piece whose acknowledgement doesn't come counts as gone after PATIENCE, so that a lost one delays but never
 // stops. While no acknowledgement comes at all, the window halves and the patience doubles each time, so that
 // a client that has gone, or never was, soon gets next to nothing. No clock, no sockets; one thread at a time.
-class CSendQueue
+class SendQueue
 {
   public:
     static constexpr size_t PIECE_BYTES = 1024;
@@ -31,38 +31,38 @@ class CSendQueue
     using Message = std::shared_ptr<const Bytes>;
 
     // False when the queue is full for this channel or altogether; the message isn't taken then.
-    bool Push(int iChannel, Message pMessage);
+    bool Push(int channel, Message message);
     // Removes the messages of the channel of which nothing has been sent.
-    void Forget(int iChannel);
+    void Forget(int channel);
 
     // The next piece that may go at this time.
-    std::optional<std::span<const uint8_t>> Next(TimeUs iNow);
+    std::optional<std::span<const uint8_t>> Next(TimeUs now);
     // The client acknowledged one piece.
     void Acknowledged();
     // When Next will have something; NEVER when there is nothing to send.
-    TimeUs Due(TimeUs iNow) const;
+    TimeUs Due(TimeUs now) const;
 
-    size_t QueuedBytes() const { return m_ulBytes; }
+    size_t QueuedBytes() const { return m_Bytes; }
     size_t Outstanding() const { return m_Outstanding.size(); }
 
   private:
-    size_t Window() const { return WINDOW >> m_iBackOff; }
-    TimeUs Patience() const { return PATIENCE << m_iBackOff; }
+    size_t Window() const { return WINDOW >> m_BackOff; }
+    TimeUs Patience() const { return PATIENCE << m_BackOff; }
 
-    struct XItem {
-        int m_iChannel = 0;
-        Message m_pMessage;
-        size_t m_ulSent = 0;
+    struct Item {
+        int channel = 0;
+        Message message;
+        size_t sent = 0;
     };
 
-    std::deque<XItem> m_Items;
+    std::deque<Item> m_Items;
     std::deque<TimeUs> m_Outstanding;  // when the pieces that wait for acknowledgement went
-    Message m_pLast;                   // keeps the piece that Next gave last
-    size_t m_ulBytes = 0;
-    int m_iBackOff = 0;       // times that patience ended since the last acknowledgement
-    TimeUs m_iBackedOff = 0;  // when it did
-    TimeUs m_iBurstStart = 0;
-    size_t m_ulInBurst = 0;
+    Message m_Last;                    // keeps the piece that Next gave last
+    size_t m_Bytes = 0;
+    int m_BackOff = 0;       // times that patience ended since the last acknowledgement
+    TimeUs m_BackedOff = 0;  // when it did
+    TimeUs m_BurstStart = 0;
+    size_t m_InBurst = 0;
 };
 
 }  // namespace recorder

@@ -46,18 +46,18 @@ enum class EMessage : uint32_t {
     DataAck = 0x6F,
 };
 
-struct XPeerRecord {
-    std::string m_strName;
-    std::vector<XEndpoint> m_LocalAddresses;
-    XEndpoint m_P2p;  // all zero: not known
+struct PeerRecord {
+    std::string name;
+    std::vector<Endpoint> localAddresses;
+    Endpoint p2p;  // all zero: not known
 
-    bool operator==(const XPeerRecord&) const = default;
+    bool operator==(const PeerRecord&) const = default;
 };
 
-struct XMessage {
-    EMessage m_Type = EMessage::Ping;
-    XPeerRecord m_Record;
-    std::span<const uint8_t> m_Body;  // into the bytes that were parsed
+struct WireMessage {
+    EMessage type = EMessage::Ping;
+    PeerRecord record;
+    std::span<const uint8_t> body;  // into the bytes that were parsed
 };
 
 // Why a datagram was refused; counted per kind in the report.
@@ -67,11 +67,11 @@ inline constexpr size_t WIRE_FAULTS = 5;
 const char* WireFaultText(EWireFault fault);
 
 // Reads one datagram. Nothing when it is refused; why, when given, tells the reason.
-std::optional<XMessage> ParseMessage(std::span<const uint8_t> datagram, EWireFault* pWhy = nullptr);
+std::optional<WireMessage> ParseMessage(std::span<const uint8_t> datagram, EWireFault* reason = nullptr);
 
 // Writes one datagram. The record's name must be at most 32 characters and its addresses at most 4; what is
 // beyond is cut off.
-Bytes MakeMessage(EMessage type, const XPeerRecord& record, std::span<const uint8_t> body = {});
+Bytes MakeMessage(EMessage type, const PeerRecord& record, std::span<const uint8_t> body = {});
 
 // The name behind the record in a 129-byte punch to the rendezvous; nothing when it isn't terminated.
 std::optional<std::string> WantedName(std::span<const uint8_t> body);
@@ -85,28 +85,28 @@ inline constexpr size_t HEADER_BYTES = 4;
 inline constexpr size_t REQUEST_BYTES = 8;
 inline constexpr int MAX_CHANNELS = 64;
 
-struct XHeaderWord {
-    bool m_bDirection = true;
-    int m_iChannel = 0;       // 0 to 63
-    uint32_t m_ulLength = 0;  // below 2^24
+struct HeaderWord {
+    bool direction = true;
+    int channel = 0;      // 0 to 63
+    uint32_t length = 0;  // below 2^24
 
-    bool operator==(const XHeaderWord&) const = default;
+    bool operator==(const HeaderWord&) const = default;
 };
 
-uint32_t PackHeader(const XHeaderWord& header);
-XHeaderWord UnpackHeader(uint32_t dwWord);
+uint32_t PackHeader(const HeaderWord& header);
+HeaderWord UnpackHeader(uint32_t word);
 
 // The channel that an 8-byte stream request asks for; nothing when it is not such a request.
 std::optional<int> ParseStreamRequest(std::span<const uint8_t> data);
 // The answer to it: header word, width, height (16 bits each).
-Bytes MakeStreamReply(int iChannel, int iWidth, int iHeight);
+Bytes MakeStreamReply(int channel, int width, int height);
 // Header word and encoded picture. The picture must be shorter than 2^24 - 4 bytes.
-Bytes MakeVideoMessage(int iChannel, std::span<const uint8_t> picture);
+Bytes MakeVideoMessage(int channel, std::span<const uint8_t> picture);
 
 // Little-endian integers at any address.
 uint32_t ReadU32(const uint8_t* p);
 uint16_t ReadU16(const uint8_t* p);
-void WriteU32(uint8_t* p, uint32_t dwValue);
-void WriteU16(uint8_t* p, uint16_t usValue);
+void WriteU32(uint8_t* p, uint32_t value);
+void WriteU16(uint8_t* p, uint16_t value);
 
 }  // namespace recorder

@@ -7,15 +7,15 @@
 namespace recorder
 {
 
-XColour Blend(const XColour& a, const XColour& b, double dShare)
+Colour Blend(const Colour& a, const Colour& b, double share)
 {
-    const auto mix = [dShare](double x, double y) { return x + (y - x) * dShare; };
-    return {mix(a.m_dR, b.m_dR), mix(a.m_dG, b.m_dG), mix(a.m_dB, b.m_dB), mix(a.m_dA, b.m_dA)};
+    const auto mix = [share](double x, double y) { return x + (y - x) * share; };
+    return {mix(a.r, b.r), mix(a.g, b.g), mix(a.b, b.b), mix(a.a, b.a)};
 }
 
-double Noise(uint32_t dwSeed, uint32_t dwIndex)
+double Noise(uint32_t seed, uint32_t index)
 {
-    uint32_t h = dwSeed * 0x9E3779B1U + dwIndex * 0x85EBCA77U + 0x27220A95U;
+    uint32_t h = seed * 0x9E3779B1U + index * 0x85EBCA77U + 0x27220A95U;
     h ^= h >> 15;
     h *= 0x2C1B3C6DU;
     h ^= h >> 12;
@@ -31,48 +31,48 @@ double Smooth(double x)
     return x * x * (3 - 2 * x);
 }
 
-double Wrap(double x, double dPeriod)
+double Wrap(double x, double period)
 {
-    return x - dPeriod * std::floor(x / dPeriod);
+    return x - period * std::floor(x / period);
 }
 
-void CCanvas::Fill(const XColour& colour)
+void Canvas::Fill(const Colour& colour)
 {
-    cairo_set_source_rgba(m_p, colour.m_dR, colour.m_dG, colour.m_dB, colour.m_dA);
+    cairo_set_source_rgba(m_p, colour.r, colour.g, colour.b, colour.a);
     cairo_fill(m_p);
 }
 
-void CCanvas::Path(std::span<const XPoint> points)
+void Canvas::Path(std::span<const Point> points)
 {
     cairo_new_path(m_p);
-    for (const XPoint& point : points)
-        cairo_line_to(m_p, point.m_dX, point.m_dY);
+    for (const Point& point : points)
+        cairo_line_to(m_p, point.x, point.y);
 }
 
-void CCanvas::Clip(double dX, double dY, double dW, double dH)
+void Canvas::Clip(double dX, double dY, double dW, double dH)
 {
     cairo_new_path(m_p);
     cairo_rectangle(m_p, dX, dY, dW, dH);
     cairo_clip(m_p);
 }
 
-void CCanvas::Clip(std::span<const XPoint> points)
+void Canvas::Clip(std::span<const Point> points)
 {
     Path(points);
     cairo_clip(m_p);
 }
 
-void CCanvas::Rect(double dX, double dY, double dW, double dH, const XColour& colour)
+void Canvas::Rect(double dX, double dY, double dW, double dH, const Colour& colour)
 {
     cairo_new_path(m_p);
     cairo_rectangle(m_p, dX, dY, dW, dH);
     Fill(colour);
 }
 
-void CCanvas::RoundRect(double dX, double dY, double dW, double dH, double dRadius, const XColour& colour)
+void Canvas::RoundRect(double dX, double dY, double dW, double dH, double radius, const Colour& colour)
 {
     constexpr double QUARTER = std::numbers::pi / 2;
-    const double r = std::min({dRadius, dW / 2, dH / 2});
+    const double r = std::min({radius, dW / 2, dH / 2});
     cairo_new_path(m_p);
     cairo_arc(m_p, dX + dW - r, dY + r, r, -QUARTER, 0);
     cairo_arc(m_p, dX + dW - r, dY + dH - r, r, 0, QUARTER);
@@ -81,60 +81,59 @@ void CCanvas::RoundRect(double dX, double dY, double dW, double dH, double dRadi
     Fill(colour);
 }
 
-void CCanvas::Ellipse(double dX, double dY, double dRadiusX, double dRadiusY, const XColour& colour)
+void Canvas::Ellipse(double dX, double dY, double radiusX, double radiusY, const Colour& colour)
 {
-    if (dRadiusX <= 0 || dRadiusY <= 0) return;
-    const CKeep keep(*this);
+    if (radiusX <= 0 || radiusY <= 0) return;
+    const Keep keep(*this);
     Move(dX, dY);
-    Scale(dRadiusX, dRadiusY);
+    Scale(radiusX, radiusY);
     cairo_new_path(m_p);
     cairo_arc(m_p, 0, 0, 1, 0, 2 * std::numbers::pi);
     Fill(colour);
 }
 
-void CCanvas::Polygon(std::initializer_list<XPoint> points, const XColour& colour)
+void Canvas::Polygon(std::initializer_list<Point> points, const Colour& colour)
 {
     Polygon(std::span(points.begin(), points.size()), colour);
 }
 
-void CCanvas::Polygon(std::span<const XPoint> points, const XColour& colour)
+void Canvas::Polygon(std::span<const Point> points, const Colour& colour)
 {
     Path(points);
     Fill(colour);
 }
 
-void CCanvas::Line(const XPoint& from, const XPoint& to, double dWidth, const XColour& colour)
+void Canvas::Line(const Point& from, const Point& to, double width, const Colour& colour)
 {
-    const XPoint points[] = {from, to};
-    Polyline(points, dWidth, colour);
+    const Point points[] = {from, to};
+    Polyline(points, width, colour);
 }
 
-void CCanvas::Polyline(std::span<const XPoint> points, double dWidth, const XColour& colour)
+void Canvas::Polyline(std::span<const Point> points, double width, const Colour& colour)
 {
     Path(points);
-    cairo_set_line_width(m_p, dWidth);
-    cairo_set_source_rgba(m_p, colour.m_dR, colour.m_dG, colour.m_dB, colour.m_dA);
+    cairo_set_line_width(m_p, width);
+    cairo_set_source_rgba(m_p, colour.r, colour.g, colour.b, colour.a);
     cairo_stroke(m_p);
 }
 
-void CCanvas::Curve(const XPoint& from, const XPoint& control1, const XPoint& control2, const XPoint& to,
-                    double dWidth, const XColour& colour)
+void Canvas::Curve(const Point& from, const Point& control1, const Point& control2, const Point& to,
+                   double width, const Colour& colour)
 {
     cairo_new_path(m_p);
-    cairo_move_to(m_p, from.m_dX, from.m_dY);
-    cairo_curve_to(m_p, control1.m_dX, control1.m_dY, control2.m_dX, control2.m_dY, to.m_dX, to.m_dY);
-    cairo_set_line_width(m_p, dWidth);
-    cairo_set_source_rgba(m_p, colour.m_dR, colour.m_dG, colour.m_dB, colour.m_dA);
+    cairo_move_to(m_p, from.x, from.y);
+    cairo_curve_to(m_p, control1.x, control1.y, control2.x, control2.y, to.x, to.y);
+    cairo_set_line_width(m_p, width);
+    cairo_set_source_rgba(m_p, colour.r, colour.g, colour.b, colour.a);
     cairo_stroke(m_p);
 }
 
-void CCanvas::Shade(double dX, double dY, double dW, double dH, std::initializer_list<XStop> stops,
-                    bool bSideways)
+void Canvas::Shade(double dX, double dY, double dW, double dH, std::initializer_list<Stop> stops, bool sideways)
 {
-    cairo_pattern_t* const pattern = bSideways ? cairo_pattern_create_linear(dX, dY, dX + dW, dY)
-                                               : cairo_pattern_create_linear(dX, dY, dX, dY + dH);
+    cairo_pattern_t* const pattern = sideways ? cairo_pattern_create_linear(dX, dY, dX + dW, dY)
+                                              : cairo_pattern_create_linear(dX, dY, dX, dY + dH);
     for (const auto& [at, colour] : stops)
-        cairo_pattern_add_color_stop_rgba(pattern, at, colour.m_dR, colour.m_dG, colour.m_dB, colour.m_dA);
+        cairo_pattern_add_color_stop_rgba(pattern, at, colour.r, colour.g, colour.b, colour.a);
     cairo_new_path(m_p);
     cairo_rectangle(m_p, dX, dY, dW, dH);
     cairo_set_source(m_p, pattern);
@@ -142,52 +141,52 @@ void CCanvas::Shade(double dX, double dY, double dW, double dH, std::initializer
     cairo_pattern_destroy(pattern);
 }
 
-void CCanvas::Glow(double dX, double dY, double dRadius, const XColour& colour)
+void Canvas::Glow(double dX, double dY, double radius, const Colour& colour)
 {
-    cairo_pattern_t* const pattern = cairo_pattern_create_radial(dX, dY, 0, dX, dY, dRadius);
-    cairo_pattern_add_color_stop_rgba(pattern, 0, colour.m_dR, colour.m_dG, colour.m_dB, colour.m_dA);
-    cairo_pattern_add_color_stop_rgba(pattern, 0.35, colour.m_dR, colour.m_dG, colour.m_dB, colour.m_dA * 0.4);
-    cairo_pattern_add_color_stop_rgba(pattern, 1, colour.m_dR, colour.m_dG, colour.m_dB, 0);
+    cairo_pattern_t* const pattern = cairo_pattern_create_radial(dX, dY, 0, dX, dY, radius);
+    cairo_pattern_add_color_stop_rgba(pattern, 0, colour.r, colour.g, colour.b, colour.a);
+    cairo_pattern_add_color_stop_rgba(pattern, 0.35, colour.r, colour.g, colour.b, colour.a * 0.4);
+    cairo_pattern_add_color_stop_rgba(pattern, 1, colour.r, colour.g, colour.b, 0);
     cairo_new_path(m_p);
-    cairo_arc(m_p, dX, dY, dRadius, 0, 2 * std::numbers::pi);
+    cairo_arc(m_p, dX, dY, radius, 0, 2 * std::numbers::pi);
     cairo_set_source(m_p, pattern);
     cairo_fill(m_p);
     cairo_pattern_destroy(pattern);
 }
 
-double CCanvas::Place(double dX, double dSize, const std::string& text, EAlign align, bool bBold)
+double Canvas::Place(double dX, double size, const std::string& text, EAlign align, bool bold)
 {
     cairo_select_font_face(m_p, "DejaVu Sans", CAIRO_FONT_SLANT_NORMAL,
-                           bBold ? CAIRO_FONT_WEIGHT_BOLD : CAIRO_FONT_WEIGHT_NORMAL);
-    cairo_set_font_size(m_p, dSize);
+                           bold ? CAIRO_FONT_WEIGHT_BOLD : CAIRO_FONT_WEIGHT_NORMAL);
+    cairo_set_font_size(m_p, size);
     if (align == EAlign::Left) return dX;
     cairo_text_extents_t extents;
     cairo_text_extents(m_p, text.c_str(), &extents);
     return align == EAlign::Right ? dX - extents.x_advance : dX - extents.x_advance / 2;
 }
 
-double CCanvas::TextWidth(double dSize, const std::string& text)
+double Canvas::TextWidth(double size, const std::string& text)
 {
-    return -Place(0, dSize, text, EAlign::Right, true);
+    return -Place(0, size, text, EAlign::Right, true);
 }
 
-void CCanvas::Text(double dX, double dY, double dSize, const std::string& text, const XColour& colour,
-                   EAlign align, bool bBold)
+void Canvas::Text(double dX, double dY, double size, const std::string& text, const Colour& colour,
+                  EAlign align, bool bold)
 {
     cairo_new_path(m_p);
-    cairo_move_to(m_p, Place(dX, dSize, text, align, bBold), dY);
-    cairo_set_source_rgba(m_p, colour.m_dR, colour.m_dG, colour.m_dB, colour.m_dA);
+    cairo_move_to(m_p, Place(dX, size, text, align, bold), dY);
+    cairo_set_source_rgba(m_p, colour.r, colour.g, colour.b, colour.a);
     cairo_show_text(m_p, text.c_str());
 }
 
-void CCanvas::RimText(double dX, double dY, double dSize, const std::string& text, const XColour& colour,
-                      EAlign align)
+void Canvas::RimText(double dX, double dY, double size, const std::string& text, const Colour& colour,
+                     EAlign align)
 {
     cairo_new_path(m_p);
-    cairo_move_to(m_p, Place(dX, dSize, text, align, true), dY);
+    cairo_move_to(m_p, Place(dX, size, text, align, true), dY);
     cairo_text_path(m_p, text.c_str());
     cairo_set_line_join(m_p, CAIRO_LINE_JOIN_ROUND);
-    cairo_set_line_width(m_p, dSize / 6);
+    cairo_set_line_width(m_p, size / 6);
     cairo_set_source_rgba(m_p, 0, 0, 0, 0.75);
     cairo_stroke_preserve(m_p);
     Fill(colour);

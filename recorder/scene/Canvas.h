@@ -11,95 +11,95 @@
 namespace recorder
 {
 
-struct XColour {
-    double m_dR = 0;
-    double m_dG = 0;
-    double m_dB = 0;
-    double m_dA = 1;
+struct Colour {
+    double r = 0;
+    double g = 0;
+    double b = 0;
+    double a = 1;
 };
 
 // Rgb(0x3366CC) or, half transparent, Rgb(0x3366CC, 0.5).
-constexpr XColour Rgb(uint32_t dwRgb, double dAlpha = 1)
+constexpr Colour Rgb(uint32_t rgb, double alpha = 1)
 {
-    return {(dwRgb >> 16 & 0xFF) / 255.0, (dwRgb >> 8 & 0xFF) / 255.0, (dwRgb & 0xFF) / 255.0, dAlpha};
+    return {(rgb >> 16 & 0xFF) / 255.0, (rgb >> 8 & 0xFF) / 255.0, (rgb & 0xFF) / 255.0, alpha};
 }
 // From a (at 0) to b (at 1).
-XColour Blend(const XColour& a, const XColour& b, double dShare);
+Colour Blend(const Colour& a, const Colour& b, double share);
 
-struct XPoint {
-    double m_dX = 0;
-    double m_dY = 0;
+struct Point {
+    double x = 0;
+    double y = 0;
 };
 
-struct XStop {
-    double m_dAt = 0;  // 0 to 1 along the gradient
-    XColour m_Colour;
+struct Stop {
+    double at = 0;  // 0 to 1 along the gradient
+    Colour colour;
 };
 
 // A number in 0..1 that is the same for the same arguments on every machine.
-double Noise(uint32_t dwSeed, uint32_t dwIndex);
+double Noise(uint32_t seed, uint32_t index);
 // x in 0..1 goes 0 to 1, with a soft start and end.
 double Smooth(double x);
 // The rest of x by period, in 0..period.
-double Wrap(double x, double dPeriod);
+double Wrap(double x, double period);
 
 // The few drawing operations that scenes need, over a Cairo context that it doesn't own. Units are those of the
 // context's present transformation.
-class CCanvas
+class Canvas
 {
   public:
-    explicit CCanvas(cairo_t* pContext) : m_p(pContext) {}
+    explicit Canvas(cairo_t* context) : m_p(context) {}
 
     // Keeps the transformation for the life of the object.
-    class CKeep
+    class Keep
     {
       public:
-        explicit CKeep(CCanvas& canvas) : m_p(canvas.m_p) { cairo_save(m_p); }
-        ~CKeep() { cairo_restore(m_p); }
-        CKeep(const CKeep&) = delete;
-        CKeep& operator=(const CKeep&) = delete;
+        explicit Keep(Canvas& canvas) : m_p(canvas.m_p) { cairo_save(m_p); }
+        ~Keep() { cairo_restore(m_p); }
+        Keep(const Keep&) = delete;
+        Keep& operator=(const Keep&) = delete;
 
       private:
         cairo_t* m_p;
     };
     void Move(double dX, double dY) { cairo_translate(m_p, dX, dY); }
     void Scale(double dX, double dY) { cairo_scale(m_p, dX, dY); }
-    void Turn(double dRadians) { cairo_rotate(m_p, dRadians); }
+    void Turn(double radians) { cairo_rotate(m_p, radians); }
     // All that is drawn until the transformation's keeper ends stays inside.
     void Clip(double dX, double dY, double dW, double dH);
-    void Clip(std::span<const XPoint> points);
+    void Clip(std::span<const Point> points);
 
-    void Rect(double dX, double dY, double dW, double dH, const XColour& colour);
-    void RoundRect(double dX, double dY, double dW, double dH, double dRadius, const XColour& colour);
-    void Ellipse(double dX, double dY, double dRadiusX, double dRadiusY, const XColour& colour);
-    void Polygon(std::initializer_list<XPoint> points, const XColour& colour);
-    void Polygon(std::span<const XPoint> points, const XColour& colour);
-    void Line(const XPoint& from, const XPoint& to, double dWidth, const XColour& colour);
-    void Polyline(std::span<const XPoint> points, double dWidth, const XColour& colour);
+    void Rect(double dX, double dY, double dW, double dH, const Colour& colour);
+    void RoundRect(double dX, double dY, double dW, double dH, double radius, const Colour& colour);
+    void Ellipse(double dX, double dY, double radiusX, double radiusY, const Colour& colour);
+    void Polygon(std::initializer_list<Point> points, const Colour& colour);
+    void Polygon(std::span<const Point> points, const Colour& colour);
+    void Line(const Point& from, const Point& to, double width, const Colour& colour);
+    void Polyline(std::span<const Point> points, double width, const Colour& colour);
     // From a over the control points to the end.
-    void Curve(const XPoint& from, const XPoint& control1, const XPoint& control2, const XPoint& to,
-               double dWidth, const XColour& colour);
+    void Curve(const Point& from, const Point& control1, const Point& control2, const Point& to, double width,
+               const Colour& colour);
     // A rectangle with colours from its upper to its lower edge, or from left to right.
-    void Shade(double dX, double dY, double dW, double dH, std::initializer_list<XStop> stops,
-               bool bSideways = false);
+    void Shade(double dX, double dY, double dW, double dH, std::initializer_list<Stop> stops,
+               bool sideways = false);
     // A light that fades out from the centre.
-    void Glow(double dX, double dY, double dRadius, const XColour& colour);
+    void Glow(double dX, double dY, double radius, const Colour& colour);
 
     enum class EAlign { Left, Centre, Right };
     // One line of text with its baseline at y.
-    void Text(double dX, double dY, double dSize, const std::string& text, const XColour& colour,
-              EAlign align = EAlign::Left, bool bBold = false);
+    void Text(double dX, double dY, double size, const std::string& text, const Colour& colour,
+              EAlign align = EAlign::Left, bool bold = false);
     // The same with a dark rim, readable on anything.
-    void RimText(double dX, double dY, double dSize, const std::string& text, const XColour& colour,
+    void RimText(double dX, double dY, double size, const std::string& text, const Colour& colour,
                  EAlign align = EAlign::Left);
 
     // Of bold text, in units.
-    double TextWidth(double dSize, const std::string& text);
+    double TextWidth(double size, const std::string& text);
 
   private:
-    void Fill(const XColour& colour);
-    void Path(std::span<const XPoint> points);
-    double Place(double dX, double dSize, const std::string& text, EAlign align, bool bBold);
+    void Fill(const Colour& colour);
+    void Path(std::span<const Point> points);
+    double Place(double dX, double size, const std::string& text, EAlign align, bool bold);
 
     cairo_t* m_p;
 };

@@ -7,22 +7,22 @@ namespace recorder
 
 // Figures that several scenes share. Their size is in scene units; they stand on (x, y).
 
-struct XPerson {
-    XColour m_Coat;
-    XColour m_Trousers;
-    XColour m_Skin = Rgb(0xD9A582);
-    XColour m_Hair = Rgb(0x3A2A20);
+struct Person {
+    Colour coat;
+    Colour trousers;
+    Colour skin = Rgb(0xD9A582);
+    Colour hair = Rgb(0x3A2A20);
 };
 // Somebody out of a small town's people; the same number is always the same person.
-XPerson PersonOf(uint32_t dwNumber);
+Person PersonOf(uint32_t number);
 
-// Seen from the side, dHeight tall; dStep counts steps, and a whole number stands still. Faces right when
-// dFacing is positive.
-void DrawPerson(CCanvas& canvas, double dX, double dY, double dHeight, double dStep, double dFacing,
-                const XPerson& person);
+// Seen from the side, height tall; step counts steps, and a whole number stands still. Faces right when
+// facing is positive.
+void DrawPerson(Canvas& canvas, double dX, double dY, double height, double step, double facing,
+                const Person& person);
 
-// Seen from the side, dLength long, driving to the right when dFacing is positive; dTravelled turns the wheels.
-void DrawCar(CCanvas& canvas, double dX, double dY, double dLength, double dFacing, double dTravelled,
-             const XColour& paint, bool bLights);
+// Seen from the side, length long, driving to the right when facing is positive; travelled turns the wheels.
+void DrawCar(Canvas& canvas, double dX, double dY, double length, double facing, double travelled,
+             const Colour& paint, bool lights);
 
 }  // namespace recorder

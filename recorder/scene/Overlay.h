@@ -11,29 +11,29 @@ namespace recorder
 {
 
 // Name and clock of a channel. Their letters are drawn once, with a dark rim, and laid over each picture.
-class CTextOverlay
+class TextOverlay
 {
   public:
-    CTextOverlay(const XSceneSetup& setup, int iChannel);
+    TextOverlay(const SceneSetup& setup, int channel);
     // A note, which is rare, stands below the name.
-    void Draw(cairo_t* pContext, int64_t iPicture, const std::string& note = {}) const;
+    void Draw(cairo_t* context, int64_t picture, const std::string& note = {}) const;
 
   private:
-    // A drawn text: to be laid with its upper left corner m_iRim before and m_iAscent above its baseline's
+    // A drawn text: to be laid with its upper left corner m_Rim before and m_Ascent above its baseline's
     // start.
-    struct XSprite {
-        std::unique_ptr<CSurface> m_pSurface;
-        int m_iAdvance = 0;
+    struct Sprite {
+        std::unique_ptr<Surface> surface;
+        int advance = 0;
     };
-    XSprite MakeSprite(const std::string& text) const;
-    void Lay(cairo_t* pContext, const XSprite& sprite, int iX, int iBaseline) const;
+    Sprite MakeSprite(const std::string& text) const;
+    void Lay(cairo_t* context, const Sprite& sprite, int iX, int baseline) const;
 
-    XSceneSetup m_Setup;
-    int m_iSize;
-    int m_iRim;
-    int m_iAscent;
-    XSprite m_Name;
-    std::map<char, XSprite> m_Clock;  // by character
+    SceneSetup m_Setup;
+    int m_Size;
+    int m_Rim;
+    int m_Ascent;
+    Sprite m_Name;
+    std::map<char, Sprite> m_Clock;  // by character
 };
 
 }  // namespace recorder

@@ -5,14 +5,14 @@
 namespace recorder
 {
 
-void XPicture::Resize(int iWidth, int iHeight)
+void Picture::Resize(int newWidth, int newHeight)
 {
-    m_iWidth = iWidth;
-    m_iHeight = iHeight;
-    const size_t pixels = static_cast<size_t>(iWidth) * static_cast<size_t>(iHeight);
-    m_Y.resize(pixels);
-    m_U.resize(pixels / 4);
-    m_V.resize(pixels / 4);
+    width = newWidth;
+    height = newHeight;
+    const size_t pixels = static_cast<size_t>(width) * static_cast<size_t>(height);
+    y.resize(pixels);
+    u.resize(pixels / 4);
+    v.resize(pixels / 4);
 }
 
 namespace
@@ -26,20 +26,20 @@ uint8_t Luma(int b, int g, int r)
 
 }  // namespace
 
-void FromBgra(const uint8_t* pPixels, ptrdiff_t strideBytes, XPicture& picture)
+void FromBgra(const uint8_t* pixels, ptrdiff_t strideBytes, Picture& picture)
 {
-    const int width = picture.m_iWidth;
-    for (int y = 0; y < picture.m_iHeight; ++y) {
-        const uint8_t* from = pPixels + y * strideBytes;
-        uint8_t* to = picture.m_Y.data() + static_cast<ptrdiff_t>(y) * width;
+    const int width = picture.width;
+    for (int y = 0; y < picture.height; ++y) {
+        const uint8_t* from = pixels + y * strideBytes;
+        uint8_t* to = picture.y.data() + static_cast<ptrdiff_t>(y) * width;
         for (int x = 0; x < width; ++x)
             to[x] = Luma(from[4 * x], from[4 * x + 1], from[4 * x + 2]);
     }
-    for (int y = 0; y < picture.m_iHeight / 2; ++y) {
-        const uint8_t* const upper = pPixels + 2 * y * strideBytes;
+    for (int y = 0; y < picture.height / 2; ++y) {
+        const uint8_t* const upper = pixels + 2 * y * strideBytes;
         const uint8_t* const lower = upper + strideBytes;
-        uint8_t* const u = picture.m_U.data() + static_cast<ptrdiff_t>(y) * (width / 2);
-        uint8_t* const v = picture.m_V.data() + static_cast<ptrdiff_t>(y) * (width / 2);
+        uint8_t* const u = picture.u.data() + static_cast<ptrdiff_t>(y) * (width / 2);
+        uint8_t* const v = picture.v.data() + static_cast<ptrdiff_t>(y) * (width / 2);
         for (int x = 0; x < width / 2; ++x) {
             const int i = 8 * x;  // the sum of four pixels, hence two more bits of fraction
             const int b = upper[i] + upper[i + 4] + lower[i] + lower[i + 4];
@@ -51,15 +51,15 @@ void FromBgra(const uint8_t* pPixels, ptrdiff_t strideBytes, XPicture& picture)
     }
 }
 
-double LumaPsnr(const XPicture& a, const XPicture& b)
+double LumaPsnr(const Picture& a, const Picture& b)
 {
     double squares = 0;
-    for (size_t i = 0; i < a.m_Y.size(); ++i) {
-        const double difference = static_cast<double>(a.m_Y[i]) - b.m_Y[i];
+    for (size_t i = 0; i < a.y.size(); ++i) {
+        const double difference = static_cast<double>(a.y[i]) - b.y[i];
         squares += difference * difference;
     }
     if (squares == 0) return 100;
-    return 10 * std::log10(255.0 * 255.0 * static_cast<double>(a.m_Y.size()) / squares);
+    return 10 * std::log10(255.0 * 255.0 * static_cast<double>(a.y.size()) / squares);
 }
 
 }  // namespace recorder

@@ -19,31 +19,32 @@ constexpr std::array<Maker, SCENES> MAKERS = {MakeHarbour, MakeCrossing, MakeWar
                                               MakeGarden,  MakePlatform, MakeLobby,     MakeServerRoom};
 
 // A round of SCENES channels later the same place is shown by another light.
-constexpr std::array<XColour, 4> LIGHTS = {Rgb(0x000000, 0), Rgb(0x1B2A6B, 0.38), Rgb(0xE07B30, 0.22),
-                                           Rgb(0xB8C4CE, 0.30)};
+constexpr std::array<Colour, 4> LIGHTS = {Rgb(0x000000, 0), Rgb(0x1B2A6B, 0.38), Rgb(0xE07B30, 0.22),
+                                          Rgb(0xB8C4CE, 0.30)};
 // and at another time, so that nothing moves in step
 constexpr double LATER_EACH_ROUND = 137.5;
 
-void Finish(const XSceneSetup& setup, int iChannel, int64_t iPicture, const uint8_t* pPixels, XPicture& picture)
+void Finish(const SceneSetup& setup, int channel, int64_t pictureNumber, const uint8_t* pixels,
+            Picture& picture)
 {
-    picture.Resize(setup.m_iWidth, setup.m_iHeight);
-    FromBgra(pPixels, ptrdiff_t{4} * setup.m_iWidth, picture);
-    if (setup.m_bMark) DrawMark({static_cast<uint32_t>(iPicture), iChannel}, picture);
+    picture.Resize(setup.width, setup.height);
+    FromBgra(pixels, ptrdiff_t{4} * setup.width, picture);
+    if (setup.mark) DrawMark({static_cast<uint32_t>(pictureNumber), channel}, picture);
 }
 
-struct XNotice {
-    std::vector<std::string> m_Lines;
-    double m_dSize = 0;
+struct Notice {
+    std::vector<std::string> lines;
+    double size = 0;
 };
 
 // Broken at blanks, and within words that are wider than a line; always at least one letter a line.
-std::vector<std::string> BreakLines(CCanvas& canvas, const std::string& text, double dWidth, double dSize)
+std::vector<std::string> BreakLines(Canvas& canvas, const std::string& text, double width, double size)
 {
     std::vector<std::string> lines;
     std::string line;
     for (const char letter : text) {
         line += letter;
-        if (line.size() == 1 || canvas.TextWidth(dSize, line) <= dWidth) continue;
+        if (line.size() == 1 || canvas.TextWidth(size, line) <= width) continue;
         const size_t blank = line.rfind(' ');
         const size_t cut = blank == std::string::npos || blank == 0 ? line.size() - 1 : blank;
         lines.push_back(line.substr(0, cut));
@@ -53,34 +54,34 @@ std::vector<std::string> BreakLines(CCanvas& canvas, const std::string& text, do
     return lines;
 }
 
-// The largest letters, not above dSize, with which the lines fit; what doesn't even fit with the smallest is
+// The largest letters, not above size, with which the lines fit; what doesn't even fit with the smallest is
 // cut.
-XNotice FitNotice(CCanvas& canvas, const std::string& text, double dWidth, double dHeight, double dSize)
+Notice FitNotice(Canvas& canvas, const std::string& text, double width, double height, double size)
 {
     constexpr double SMALLEST = 7;
     constexpr double STEP = 0.9;
-    XNotice notice{BreakLines(canvas, text, dWidth, dSize), dSize};
-    const auto room = [&] { return static_cast<size_t>(dHeight / (notice.m_dSize * 1.2)); };
-    while (notice.m_Lines.size() > room() && notice.m_dSize * STEP >= SMALLEST) {
-        notice.m_dSize *= STEP;
-        notice.m_Lines = BreakLines(canvas, text, dWidth, notice.m_dSize);
+    Notice notice{BreakLines(canvas, text, width, size), size};
+    const auto room = [&] { return static_cast<size_t>(height / (notice.size * 1.2)); };
+    while (notice.lines.size() > room() && notice.size * STEP >= SMALLEST) {
+        notice.size *= STEP;
+        notice.lines = BreakLines(canvas, text, width, notice.size);
     }
-    if (notice.m_Lines.size() > room()) notice.m_Lines.resize(std::max<size_t>(1, room()));
+    if (notice.lines.size() > room()) notice.lines.resize(std::max<size_t>(1, room()));
     return notice;
 }
 
 }  // namespace
 
-std::string DefaultName(int iChannel)
+std::string DefaultName(int channel)
 {
     char text[32];
-    std::snprintf(text, sizeof text, "CAM %02d  ", iChannel + 1);
-    return text + std::string(MAKERS[static_cast<size_t>(iChannel % SCENES)]()->Name());
+    std::snprintf(text, sizeof text, "CAM %02d  ", channel + 1);
+    return text + std::string(MAKERS[static_cast<size_t>(channel % SCENES)]()->Name());
 }
 
-std::string ClockText(const XSceneSetup& setup, int64_t iPicture)
+std::string ClockText(const SceneSetup& setup, int64_t picture)
 {
-    const int64_t hundredths = setup.m_iClockStart + iPicture * 100 / setup.m_iRate;
+    const int64_t hundredths = setup.clockStart + picture * 100 / setup.rate;
     constexpr int64_t DAY = 24 * 3600 * 100;
     const int64_t inDay = (hundredths % DAY + DAY) % DAY;
     const std::chrono::year_month_day date(
@@ -115,121 +116,119 @@ int64_t ParseClock(const std::string& text)
     return ((days * 24 + hour) * 3600 + minute * 60 + second) * 100;
 }
 
-struct CScenePainter::XState {
-    XState(const XSceneSetup& setup, int iChannel)
+struct ScenePainter::State {
+    State(const SceneSetup& setup, int channel)
         : m_Setup(setup),
-          m_iChannel(iChannel),
-          m_iRound(iChannel / SCENES),
-          m_pScene(MAKERS[static_cast<size_t>(iChannel % SCENES)]()),
-          m_Overlay(setup, iChannel),
-          m_Still(setup.m_iWidth, setup.m_iHeight),
-          m_Picture(setup.m_iWidth, setup.m_iHeight)
+          m_Channel(channel),
+          m_Round(channel / SCENES),
+          m_Scene(MAKERS[static_cast<size_t>(channel % SCENES)]()),
+          m_Overlay(setup, channel),
+          m_Still(setup.width, setup.height),
+          m_Picture(setup.width, setup.height)
     {
         Fit(m_Still);
-        CCanvas canvas(m_Still.Context());
-        m_pScene->DrawStill(canvas);
-        cairo_surface_flush(m_Still.Surface());
+        Canvas canvas(m_Still.Context());
+        m_Scene->DrawStill(canvas);
+        cairo_surface_flush(m_Still.GetSurface());
     }
 
-    void Fit(const CSurface& surface) const
+    void Fit(const Surface& surface) const
     {
-        cairo_scale(surface.Context(), m_Setup.m_iWidth / SCENE_WIDTH, m_Setup.m_iHeight / SCENE_HEIGHT);
+        cairo_scale(surface.Context(), m_Setup.width / SCENE_WIDTH, m_Setup.height / SCENE_HEIGHT);
     }
 
-    const uint8_t* Draw(int64_t iPicture)
+    const uint8_t* Draw(int64_t picture)
     {
         cairo_t* const context = m_Picture.Context();
         cairo_save(context);
-        cairo_set_source_surface(context, m_Still.Surface(), 0, 0);
+        cairo_set_source_surface(context, m_Still.GetSurface(), 0, 0);
         cairo_set_operator(context, CAIRO_OPERATOR_SOURCE);
         cairo_paint(context);
         cairo_set_operator(context, CAIRO_OPERATOR_OVER);
         Fit(m_Picture);
-        CCanvas canvas(context);
-        m_pScene->DrawMoving(canvas,
-                             static_cast<double>(iPicture) / m_Setup.m_iRate + m_iRound * LATER_EACH_ROUND);
-        const XColour& light = LIGHTS[static_cast<size_t>(m_iRound) % LIGHTS.size()];
-        if (light.m_dA > 0) canvas.Rect(0, 0, SCENE_WIDTH, SCENE_HEIGHT, light);
+        Canvas canvas(context);
+        m_Scene->DrawMoving(canvas, static_cast<double>(picture) / m_Setup.rate + m_Round * LATER_EACH_ROUND);
+        const Colour& light = LIGHTS[static_cast<size_t>(m_Round) % LIGHTS.size()];
+        if (light.a > 0) canvas.Rect(0, 0, SCENE_WIDTH, SCENE_HEIGHT, light);
         cairo_restore(context);
-        m_Picture.Change([this](uint8_t* pixels) {
-            m_ViewPainter.Apply(m_View, pixels, m_Setup.m_iWidth, m_Setup.m_iHeight);
-        });
-        m_Overlay.Draw(context, iPicture);
+        m_Picture.Change(
+            [this](uint8_t* pixels) { m_ViewPainter.Apply(m_View, pixels, m_Setup.width, m_Setup.height); });
+        m_Overlay.Draw(context, picture);
         return m_Picture.Pixels();
     }
 
-    XSceneSetup m_Setup;
-    int m_iChannel;
-    int m_iRound;
-    std::unique_ptr<IScene> m_pScene;
-    CTextOverlay m_Overlay;
-    CSurface m_Still;
-    CSurface m_Picture;
-    XView m_View;
-    CViewPainter m_ViewPainter;
+    SceneSetup m_Setup;
+    int m_Channel;
+    int m_Round;
+    std::unique_ptr<IScene> m_Scene;
+    TextOverlay m_Overlay;
+    Surface m_Still;
+    Surface m_Picture;
+    View m_View;
+    ViewPainter m_ViewPainter;
 };
 
-CScenePainter::CScenePainter(const XSceneSetup& setup, int iChannel)
-    : m_pState(std::make_unique<XState>(setup, iChannel))
+ScenePainter::ScenePainter(const SceneSetup& setup, int channel)
+    : m_State(std::make_unique<State>(setup, channel))
 {
 }
 
-CScenePainter::~CScenePainter() = default;
+ScenePainter::~ScenePainter() = default;
 
-void CScenePainter::SetView(const XView& view)
+void ScenePainter::SetView(const View& view)
 {
-    m_pState->m_View = view;
+    m_State->m_View = view;
 }
 
-const uint8_t* CScenePainter::DrawBgra(int64_t iPicture)
+const uint8_t* ScenePainter::DrawBgra(int64_t picture)
 {
-    return m_pState->Draw(iPicture);
+    return m_State->Draw(picture);
 }
 
-void CScenePainter::Draw(int64_t iPicture, XPicture& picture)
+void ScenePainter::Draw(int64_t pictureNumber, Picture& picture)
 {
-    Finish(m_pState->m_Setup, m_pState->m_iChannel, iPicture, m_pState->Draw(iPicture), picture);
+    Finish(m_State->m_Setup, m_State->m_Channel, pictureNumber, m_State->Draw(pictureNumber), picture);
 }
 
-COverlayPainter::COverlayPainter(const XSceneSetup& setup, int iChannel)
-    : m_Setup(setup), m_iChannel(iChannel), m_pOverlay(std::make_unique<CTextOverlay>(setup, iChannel))
+OverlayPainter::OverlayPainter(const SceneSetup& setup, int channel)
+    : m_Setup(setup), m_Channel(channel), m_Overlay(std::make_unique<TextOverlay>(setup, channel))
 {
 }
 
-COverlayPainter::~COverlayPainter() = default;
+OverlayPainter::~OverlayPainter() = default;
 
-void COverlayPainter::Draw(int64_t iPicture, uint8_t* pPixels, XPicture& picture, const std::string& note)
+void OverlayPainter::Draw(int64_t pictureNumber, uint8_t* pixels, Picture& picture, const std::string& note)
 {
-    m_ViewPainter.Apply(m_View, pPixels, m_Setup.m_iWidth, m_Setup.m_iHeight);
-    const CSurface surface(pPixels, m_Setup.m_iWidth, m_Setup.m_iHeight);
-    m_pOverlay->Draw(surface.Context(), iPicture, note);
-    Finish(m_Setup, m_iChannel, iPicture, surface.Pixels(), picture);
+    m_ViewPainter.Apply(m_View, pixels, m_Setup.width, m_Setup.height);
+    const Surface surface(pixels, m_Setup.width, m_Setup.height);
+    m_Overlay->Draw(surface.Context(), pictureNumber, note);
+    Finish(m_Setup, m_Channel, pictureNumber, surface.Pixels(), picture);
 }
 
-void COverlayPainter::DrawNotice(int64_t iPicture, const std::string& notice, XPicture& picture)
+void OverlayPainter::DrawNotice(int64_t pictureNumber, const std::string& notice, Picture& picture)
 {
-    const CSurface surface(m_Setup.m_iWidth, m_Setup.m_iHeight);
-    CCanvas canvas(surface.Context());
-    const double width = m_Setup.m_iWidth;
-    const double height = m_Setup.m_iHeight;
+    const Surface surface(m_Setup.width, m_Setup.height);
+    Canvas canvas(surface.Context());
+    const double width = m_Setup.width;
+    const double height = m_Setup.height;
     canvas.Shade(0, 0, width, height, {{0, Rgb(0x1C2733)}, {1, Rgb(0x0B1016)}});
-    const double sweep = Wrap(static_cast<double>(iPicture) / m_Setup.m_iRate / 4, 1);
+    const double sweep = Wrap(static_cast<double>(pictureNumber) / m_Setup.rate / 4, 1);
     canvas.Shade(0, sweep * height * 1.2 - height * 0.2, width, height * 0.2,
                  {{0, Rgb(0xFFFFFF, 0)}, {1, Rgb(0xFFFFFF, 0.07)}});
-    const XNotice text = FitNotice(canvas, notice, width * 0.86, height * 0.4, height / 16);
-    double baseline = height / 2 - text.m_dSize * 0.6 * static_cast<double>(text.m_Lines.size() - 1);
-    for (const std::string& line : text.m_Lines) {
-        canvas.Text(width / 2, baseline, text.m_dSize, line, Rgb(0x9FB4C8), CCanvas::EAlign::Centre, true);
-        baseline += text.m_dSize * 1.2;
+    const Notice text = FitNotice(canvas, notice, width * 0.86, height * 0.4, height / 16);
+    double baseline = height / 2 - text.size * 0.6 * static_cast<double>(text.lines.size() - 1);
+    for (const std::string& line : text.lines) {
+        canvas.Text(width / 2, baseline, text.size, line, Rgb(0x9FB4C8), Canvas::EAlign::Centre, true);
+        baseline += text.size * 1.2;
     }
-    m_pOverlay->Draw(surface.Context(), iPicture);
-    Finish(m_Setup, m_iChannel, iPicture, surface.Pixels(), picture);
+    m_Overlay->Draw(surface.Context(), pictureNumber);
+    Finish(m_Setup, m_Channel, pictureNumber, surface.Pixels(), picture);
 }
 
-XPicture DrawScene(const XSceneSetup& setup, int iChannel, int64_t iPicture)
+Picture DrawScene(const SceneSetup& setup, int channel, int64_t pictureNumber)
 {
-    XPicture picture;
-    CScenePainter(setup, iChannel).Draw(iPicture, picture);
+    Picture picture;
+    ScenePainter(setup, channel).Draw(pictureNumber, picture);
     return picture;
 }
 

@@ -14,53 +14,53 @@ namespace
 constexpr double LAWN = 330;
 constexpr double TURN = 2 * std::numbers::pi;
 
-double Wind(double dSeconds, double dX)
+double Wind(double seconds, double dX)
 {
-    return std::sin(dSeconds * 1.3 - dX * 0.012) * 0.7 + std::sin(dSeconds * 2.9 - dX * 0.03) * 0.3;
+    return std::sin(seconds * 1.3 - dX * 0.012) * 0.7 + std::sin(seconds * 2.9 - dX * 0.03) * 0.3;
 }
 
-void DrawCloud(CCanvas& canvas, double dX, double dY, double dSize)
+void DrawCloud(Canvas& canvas, double dX, double dY, double size)
 {
     for (uint32_t i = 0; i < 6; ++i)
-        canvas.Ellipse(dX + (i * 26.0 - 65) * dSize, dY - 12 * dSize * std::sin(0.6 * i),
-                       (30 - 3.0 * (i % 3)) * dSize, (17 - 2.0 * (i % 2)) * dSize, Rgb(0xFFFFFF, 0.55));
+        canvas.Ellipse(dX + (i * 26.0 - 65) * size, dY - 12 * size * std::sin(0.6 * i),
+                       (30 - 3.0 * (i % 3)) * size, (17 - 2.0 * (i % 2)) * size, Rgb(0xFFFFFF, 0.55));
 }
 
-void DrawTree(CCanvas& canvas, double dX, double dY, double dSize, double dSeconds)
+void DrawTree(Canvas& canvas, double dX, double dY, double size, double seconds)
 {
-    const double sway = Wind(dSeconds, dX) * 7 * dSize;
-    canvas.Ellipse(dX + 20 * dSize, dY + 4, 84 * dSize, 13 * dSize, Rgb(0x1F3A18, 0.35));
-    canvas.Polygon({{dX - 11 * dSize, dY},
-                    {dX - 5 * dSize + sway * 0.3, dY - 110 * dSize},
-                    {dX + 5 * dSize + sway * 0.3, dY - 110 * dSize},
-                    {dX + 12 * dSize, dY}},
+    const double sway = Wind(seconds, dX) * 7 * size;
+    canvas.Ellipse(dX + 20 * size, dY + 4, 84 * size, 13 * size, Rgb(0x1F3A18, 0.35));
+    canvas.Polygon({{dX - 11 * size, dY},
+                    {dX - 5 * size + sway * 0.3, dY - 110 * size},
+                    {dX + 5 * size + sway * 0.3, dY - 110 * size},
+                    {dX + 12 * size, dY}},
                    Rgb(0x6A4B33));
     for (uint32_t i = 0; i < 26; ++i) {
         const double up = Noise(140, i);
-        const double x = dX + (Noise(141, i) - 0.5) * 130 * dSize * (1.15 - 0.5 * up) + sway * (0.5 + 0.9 * up);
-        const double y = dY - (84 + 110 * up) * dSize + std::sin(dSeconds * 2 + i) * 1.5;
-        const double r = (20 + 12 * Noise(142, i)) * dSize;
+        const double x = dX + (Noise(141, i) - 0.5) * 130 * size * (1.15 - 0.5 * up) + sway * (0.5 + 0.9 * up);
+        const double y = dY - (84 + 110 * up) * size + std::sin(seconds * 2 + i) * 1.5;
+        const double r = (20 + 12 * Noise(142, i)) * size;
         canvas.Ellipse(x, y, r, r * 0.86,
                        Blend(Rgb(0x356B2C), Rgb(0x8DB84A), 0.75 * up + 0.25 * Noise(143, i)));
     }
 }
 
-void DrawFlower(CCanvas& canvas, double dX, double dY, double dSize, double dBend, const XColour& petals)
+void DrawFlower(Canvas& canvas, double dX, double dY, double size, double bend, const Colour& petals)
 {
-    const double x = dX + dBend;
-    canvas.Curve({dX, dY}, {dX, dY - 12 * dSize}, {x, dY - 16 * dSize}, {x, dY - 26 * dSize}, 2 * dSize,
+    const double x = dX + bend;
+    canvas.Curve({dX, dY}, {dX, dY - 12 * size}, {x, dY - 16 * size}, {x, dY - 26 * size}, 2 * size,
                  Rgb(0x3E7A2C));
     for (int i = 0; i < 5; ++i) {
-        const double a = i * TURN / 5 + dBend * 0.05;
-        canvas.Ellipse(x + 5 * dSize * std::cos(a), dY - 28 * dSize + 5 * dSize * std::sin(a), 4 * dSize,
-                       4 * dSize, petals);
+        const double a = i * TURN / 5 + bend * 0.05;
+        canvas.Ellipse(x + 5 * size * std::cos(a), dY - 28 * size + 5 * size * std::sin(a), 4 * size, 4 * size,
+                       petals);
     }
-    canvas.Ellipse(x, dY - 28 * dSize, 3.4 * dSize, 3.4 * dSize, Rgb(0xF6C436));
+    canvas.Ellipse(x, dY - 28 * size, 3.4 * size, 3.4 * size, Rgb(0xF6C436));
 }
 
-void DrawButterfly(CCanvas& canvas, double dX, double dY, double dFlap, const XColour& colour)
+void DrawButterfly(Canvas& canvas, double dX, double dY, double flap, const Colour& colour)
 {
-    const double open = 2 + 8 * std::abs(std::sin(dFlap));
+    const double open = 2 + 8 * std::abs(std::sin(flap));
     canvas.Ellipse(dX - open * 0.6, dY - 3, open * 0.6, 6, colour);
     canvas.Ellipse(dX + open * 0.6, dY - 3, open * 0.6, 6, colour);
     canvas.Ellipse(dX - open * 0.45, dY + 4, open * 0.45, 4, Blend(colour, Rgb(0x000000), 0.2));
@@ -68,12 +68,12 @@ void DrawButterfly(CCanvas& canvas, double dX, double dY, double dFlap, const XC
     canvas.Line({dX, dY - 6}, {dX, dY + 7}, 1.6, Rgb(0x2A2018));
 }
 
-class CGarden : public IScene
+class Garden : public IScene
 {
   public:
     const char* Name() const override { return "Garden"; }
 
-    void DrawStill(CCanvas& canvas) const override
+    void DrawStill(Canvas& canvas) const override
     {
         canvas.Shade(0, 0, SCENE_WIDTH, LAWN, {{0, Rgb(0x5FA3DC)}, {1, Rgb(0xE3F0EC)}});
         canvas.Glow(600, 70, 150, Rgb(0xFFF6CF, 0.9));
@@ -116,30 +116,30 @@ class CGarden : public IScene
             canvas.Rect(x, 378, 7, 54, Rgb(0x5E3D26));
     }
 
-    void DrawMoving(CCanvas& canvas, double dSeconds) const override
+    void DrawMoving(Canvas& canvas, double seconds) const override
     {
         for (int i = 0; i < 4; ++i)
-            DrawCloud(canvas, Wrap(i * 250.0 + dSeconds * (4 + 2 * i), 1000) - 140, 56 + 34.0 * (i % 3),
+            DrawCloud(canvas, Wrap(i * 250.0 + seconds * (4 + 2 * i), 1000) - 140, 56 + 34.0 * (i % 3),
                       0.8 + 0.25 * (i % 2));
         for (int i = 0; i < 4; ++i) {  // smoke of the chimney
-            const double age = Wrap(dSeconds * 0.22 + i * 0.25, 1);
-            canvas.Ellipse(571 + age * 60 + 6 * Wind(dSeconds, i), 100 - age * 62, 6 + age * 15, 5 + age * 11,
+            const double age = Wrap(seconds * 0.22 + i * 0.25, 1);
+            canvas.Ellipse(571 + age * 60 + 6 * Wind(seconds, i), 100 - age * 62, 6 + age * 15, 5 + age * 11,
                            Rgb(0xF4F4F4, 0.5 * (1 - age)));
         }
         for (uint32_t i = 0; i < 7; ++i)
-            DrawBird(canvas, i, dSeconds);
-        DrawTree(canvas, 330, 346, 0.7, dSeconds);
-        DrawTree(canvas, 662, 356, 0.85, dSeconds + 3);
-        DrawTree(canvas, 74, 388, 1.15, dSeconds + 7);
+            DrawBird(canvas, i, seconds);
+        DrawTree(canvas, 330, 346, 0.7, seconds);
+        DrawTree(canvas, 662, 356, 0.85, seconds + 3);
+        DrawTree(canvas, 74, 388, 1.15, seconds + 7);
 
-        const double walk = std::sin(dSeconds * 0.12);
-        DrawPerson(canvas, 300 + walk * 130, 404, 92, dSeconds * 1.2, std::cos(dSeconds * 0.12), PersonOf(412));
-        DrawSprinkler(canvas, dSeconds);
+        const double walk = std::sin(seconds * 0.12);
+        DrawPerson(canvas, 300 + walk * 130, 404, 92, seconds * 1.2, std::cos(seconds * 0.12), PersonOf(412));
+        DrawSprinkler(canvas, seconds);
         for (uint32_t i = 0; i < 90; ++i) {  // grass before us
             const double x = Noise(160, i) * 704;
             const double y = 470 + 116 * Noise(161, i);
             if (x > 225 - (y - 470) * 0.3 && x < 430 - (y - 470) * 0.5) continue;
-            const double bend = Wind(dSeconds, x) * 7;
+            const double bend = Wind(seconds, x) * 7;
             canvas.Curve({x, y}, {x, y - 8}, {x + bend * 0.5, y - 13}, {x + bend, y - 19}, 1.8,
                          Blend(Rgb(0x3F7A2C), Rgb(0xA9D36A), Noise(162, i)));
         }
@@ -148,13 +148,13 @@ class CGarden : public IScene
             const bool left = i % 2 == 0;
             const double x = left ? 8 + 205 * Noise(163, i) : 452 + 246 * Noise(163, i);
             const double y = 500 + 74 * Noise(164, i);
-            DrawFlower(canvas, x, y, 0.8 + (y - 500) / 110, Wind(dSeconds, x) * 6,
+            DrawFlower(canvas, x, y, 0.8 + (y - 500) / 110, Wind(seconds, x) * 6,
                        Rgb(PETALS[i % PETALS.size()]));
         }
         for (int i = 0; i < 3; ++i) {
-            const double t = dSeconds * 0.5 + i * 2.1;
+            const double t = seconds * 0.5 + i * 2.1;
             DrawButterfly(canvas, 352 + 300 * std::sin(t * 0.7 + i),
-                          470 + 42 * std::sin(t * 1.9) + 10 * std::sin(t * 6), dSeconds * 9 + i,
+                          470 + 42 * std::sin(t * 1.9) + 10 * std::sin(t * 6), seconds * 9 + i,
                           Rgb(i == 0   ? 0xFFD23F
                               : i == 1 ? 0xFF7F50
                                        : 0x7FB7FF));
@@ -162,27 +162,27 @@ class CGarden : public IScene
     }
 
   private:
-    static void DrawBird(CCanvas& canvas, uint32_t dwNumber, double dSeconds)
+    static void DrawBird(Canvas& canvas, uint32_t number, double seconds)
     {
-        const double speed = 44 + 20 * Noise(152, dwNumber);
-        const double x = 744 - Wrap(Noise(153, dwNumber) * 800 + speed * dSeconds, 800);
-        const double y = 60 + 120 * Noise(154, dwNumber) + 10 * std::sin(dSeconds + dwNumber);
-        const double wing = 8 * std::sin(dSeconds * 11 + dwNumber * 2.0);
+        const double speed = 44 + 20 * Noise(152, number);
+        const double x = 744 - Wrap(Noise(153, number) * 800 + speed * seconds, 800);
+        const double y = 60 + 120 * Noise(154, number) + 10 * std::sin(seconds + number);
+        const double wing = 8 * std::sin(seconds * 11 + number * 2.0);
         canvas.Ellipse(x, y, 8, 3, Rgb(0x2C3440));
         canvas.Polygon({{x - 3, y}, {x + 4, y}, {x + 5, y - wing - 2}}, Rgb(0x3C4653));
         canvas.Polygon({{x - 8, y}, {x - 13, y - 1}, {x - 8, y + 2}}, Rgb(0xD98F2B));
     }
 
-    static void DrawSprinkler(CCanvas& canvas, double dSeconds)
+    static void DrawSprinkler(Canvas& canvas, double seconds)
     {
-        constexpr XPoint NOZZLE = {560, 424};
-        canvas.Rect(NOZZLE.m_dX - 3, NOZZLE.m_dY, 6, 14, Rgb(0x2B6C8F));
-        const double angle = std::sin(dSeconds * 0.9);
+        constexpr Point NOZZLE = {560, 424};
+        canvas.Rect(NOZZLE.x - 3, NOZZLE.y, 6, 14, Rgb(0x2B6C8F));
+        const double angle = std::sin(seconds * 0.9);
         for (int jet = 0; jet < 44; ++jet) {
-            const double age = Wrap(dSeconds * 1.4 + jet / 44.0, 1);
+            const double age = Wrap(seconds * 1.4 + jet / 44.0, 1);
             const double reach = 84 + 34 * (jet % 4) / 3.0;
-            const double x = NOZZLE.m_dX + (angle + 0.12 * (jet % 3)) * reach * age * 1.2;
-            const double y = NOZZLE.m_dY - 118 * age + 138 * age * age;
+            const double x = NOZZLE.x + (angle + 0.12 * (jet % 3)) * reach * age * 1.2;
+            const double y = NOZZLE.y - 118 * age + 138 * age * age;
             canvas.Ellipse(x, y, 1.7, 2.4, Rgb(0xE8F6FF, 0.75 * (1 - age * 0.6)));
         }
     }
@@ -192,7 +192,7 @@ class CGarden : public IScene
 
 std::unique_ptr<IScene> MakeGarden()
 {
-    return std::make_unique<CGarden>();
+    return std::make_unique<Garden>();
 }
 
 }  // namespace recorder

@@ -12,35 +12,35 @@ namespace
 
 constexpr double HORIZON = 268;
 constexpr double SUN_X = 455;
-constexpr XPoint LAMP = {96, 150};  // of the lighthouse
+constexpr Point LAMP = {96, 150};  // of the lighthouse
 constexpr double TURN = 2 * std::numbers::pi;
 
-struct XBoat {
-    double m_dY;      // waterline
-    double m_dSize;   // 1 is the nearest
-    double m_dSpeed;  // pixels a second, to the right when positive
-    double m_dStart;
-    uint32_t m_dwHull;
-    bool m_bSail;
+struct Boat {
+    double y;      // waterline
+    double size;   // 1 is the nearest
+    double speed;  // pixels a second, to the right when positive
+    double start;
+    uint32_t hull;
+    bool sail;
 };
 
-constexpr std::array<XBoat, 5> BOATS = {{{296, 0.38, 7, 120, 0x3A2F45, true},
-                                         {318, 0.55, -11, 560, 0x54323A, false},
-                                         {352, 0.75, 15, 40, 0x2B3A55, true},
-                                         {408, 1.0, -19, 420, 0x6A2E2A, false},
-                                         {470, 1.3, 24, 250, 0x22303F, true}}};
+constexpr std::array<Boat, 5> BOATS = {{{296, 0.38, 7, 120, 0x3A2F45, true},
+                                        {318, 0.55, -11, 560, 0x54323A, false},
+                                        {352, 0.75, 15, 40, 0x2B3A55, true},
+                                        {408, 1.0, -19, 420, 0x6A2E2A, false},
+                                        {470, 1.3, 24, 250, 0x22303F, true}}};
 
-void DrawBoat(CCanvas& canvas, const XBoat& boat, double dSeconds)
+void DrawBoat(Canvas& canvas, const Boat& boat, double seconds)
 {
     const double span = SCENE_WIDTH + 300;
-    const double x = Wrap(boat.m_dStart + boat.m_dSpeed * dSeconds, span) - 150;
-    const double bob = std::sin(dSeconds * 1.7 + boat.m_dStart) * 2.5;
-    const CCanvas::CKeep keep(canvas);
-    canvas.Move(x, boat.m_dY + bob * boat.m_dSize);
-    canvas.Scale(boat.m_dSpeed > 0 ? boat.m_dSize : -boat.m_dSize, boat.m_dSize);
-    canvas.Turn(std::sin(dSeconds * 1.1 + boat.m_dStart) * 0.03);
+    const double x = Wrap(boat.start + boat.speed * seconds, span) - 150;
+    const double bob = std::sin(seconds * 1.7 + boat.start) * 2.5;
+    const Canvas::Keep keep(canvas);
+    canvas.Move(x, boat.y + bob * boat.size);
+    canvas.Scale(boat.speed > 0 ? boat.size : -boat.size, boat.size);
+    canvas.Turn(std::sin(seconds * 1.1 + boat.start) * 0.03);
     canvas.Ellipse(0, 14, 66, 7, Rgb(0x0A1420, 0.45));  // what it hides of the water
-    if (boat.m_bSail) {
+    if (boat.sail) {
         canvas.Line({-4, -6}, {-4, -112}, 3, Rgb(0x2A2320));
         canvas.Polygon({{0, -108}, {0, -16}, {52, -16}}, Rgb(0xF3DFC2));
         canvas.Polygon({{0, -108}, {0, -16}, {18, -16}}, Rgb(0xD9B994));
@@ -52,32 +52,32 @@ void DrawBoat(CCanvas& canvas, const XBoat& boat, double dSeconds)
         canvas.Rect(-22, -56, 12, 18, Rgb(0xB5453A));
         canvas.Rect(-22, -52, 12, 4, Rgb(0x222222));
         for (int i = 0; i < 5; ++i) {
-            const double age = Wrap(dSeconds * 0.5 + i * 0.2, 1);
+            const double age = Wrap(seconds * 0.5 + i * 0.2, 1);
             canvas.Ellipse(-18 - age * 46, -60 - age * 26, 4 + age * 9, 3 + age * 7,
                            Rgb(0xC9BFC4, 0.35 * (1 - age)));
         }
     }
-    canvas.Polygon({{-62, -10}, {66, -14}, {50, 12}, {-50, 12}}, Rgb(boat.m_dwHull));
+    canvas.Polygon({{-62, -10}, {66, -14}, {50, 12}, {-50, 12}}, Rgb(boat.hull));
     canvas.Polygon({{-62, -10}, {66, -14}, {64, -9}, {-60, -5}}, Rgb(0xEADBC8));
-    canvas.Polyline(std::array<XPoint, 3>{{{-52, 13}, {-90, 16}, {-130, 14}}}, 2.5, Rgb(0xFFF1DD, 0.35));
+    canvas.Polyline(std::array<Point, 3>{{{-52, 13}, {-90, 16}, {-130, 14}}}, 2.5, Rgb(0xFFF1DD, 0.35));
     canvas.Glow(60, -20, 12, Rgb(0x66FF99, 0.9));
 }
 
-void DrawGull(CCanvas& canvas, double dX, double dY, double dSize, double dFlap)
+void DrawGull(Canvas& canvas, double dX, double dY, double size, double flap)
 {
-    const double wing = std::sin(dFlap) * 7 * dSize;
-    canvas.Curve({dX - 14 * dSize, dY - wing}, {dX - 8 * dSize, dY - 6 * dSize},
-                 {dX - 3 * dSize, dY - 4 * dSize}, {dX, dY}, 2 * dSize, Rgb(0x2E2433));
-    canvas.Curve({dX, dY}, {dX + 3 * dSize, dY - 4 * dSize}, {dX + 8 * dSize, dY - 6 * dSize},
-                 {dX + 14 * dSize, dY - wing}, 2 * dSize, Rgb(0x2E2433));
+    const double wing = std::sin(flap) * 7 * size;
+    canvas.Curve({dX - 14 * size, dY - wing}, {dX - 8 * size, dY - 6 * size}, {dX - 3 * size, dY - 4 * size},
+                 {dX, dY}, 2 * size, Rgb(0x2E2433));
+    canvas.Curve({dX, dY}, {dX + 3 * size, dY - 4 * size}, {dX + 8 * size, dY - 6 * size},
+                 {dX + 14 * size, dY - wing}, 2 * size, Rgb(0x2E2433));
 }
 
-void DrawCrane(CCanvas& canvas, double dX, double dScale)
+void DrawCrane(Canvas& canvas, double dX, double scale)
 {
-    const CCanvas::CKeep keep(canvas);
+    const Canvas::Keep keep(canvas);
     canvas.Move(dX, HORIZON);
-    canvas.Scale(dScale, dScale);
-    const XColour steel = Rgb(0x3B2A44);
+    canvas.Scale(scale, scale);
+    const Colour steel = Rgb(0x3B2A44);
     canvas.Line({-10, 0}, {-4, -92}, 3, steel);
     canvas.Line({10, 0}, {4, -92}, 3, steel);
     for (int i = 0; i < 6; ++i)
@@ -91,12 +91,12 @@ void DrawCrane(CCanvas& canvas, double dX, double dScale)
     canvas.Rect(52, -52, 16, 10, Rgb(0x6B3B33));
 }
 
-class CHarbour : public IScene
+class Harbour : public IScene
 {
   public:
     const char* Name() const override { return "Harbour"; }
 
-    void DrawStill(CCanvas& canvas) const override
+    void DrawStill(Canvas& canvas) const override
     {
         canvas.Shade(0, 0, SCENE_WIDTH, HORIZON,
                      {{0, Rgb(0x24325E)}, {0.45, Rgb(0x6F5A8E)}, {0.75, Rgb(0xE28A6B)}, {1, Rgb(0xFFCB7D)}});
@@ -129,22 +129,22 @@ class CHarbour : public IScene
                      {{0, Rgb(0xE39A72)}, {0.12, Rgb(0x9C6E7E)}, {0.45, Rgb(0x45507C)}, {1, Rgb(0x1A2746)}});
     }
 
-    void DrawMoving(CCanvas& canvas, double dSeconds) const override
+    void DrawMoving(Canvas& canvas, double seconds) const override
     {
-        DrawWater(canvas, dSeconds);
+        DrawWater(canvas, seconds);
         DrawHeadland(canvas);
-        DrawBeam(canvas, dSeconds);
-        for (const XBoat& boat : BOATS)
-            DrawBoat(canvas, boat, dSeconds);
+        DrawBeam(canvas, seconds);
+        for (const Boat& boat : BOATS)
+            DrawBoat(canvas, boat, seconds);
         DrawQuay(canvas);
         for (int i = 0; i < 6; ++i) {
             const auto n = static_cast<uint32_t>(i);
-            const double x = Wrap(Noise(11, n) * 800 + dSeconds * (26 + 14 * Noise(12, n)), 800) - 40;
-            const double y = 70 + 120 * Noise(13, n) + 14 * std::sin(dSeconds * 0.8 + i);
-            DrawGull(canvas, x, y, 0.6 + 0.5 * Noise(14, n), dSeconds * (6 + i) + i);
+            const double x = Wrap(Noise(11, n) * 800 + seconds * (26 + 14 * Noise(12, n)), 800) - 40;
+            const double y = 70 + 120 * Noise(13, n) + 14 * std::sin(seconds * 0.8 + i);
+            DrawGull(canvas, x, y, 0.6 + 0.5 * Noise(14, n), seconds * (6 + i) + i);
         }
         for (int i = 0; i < 2; ++i) {  // red lamps on the cranes
-            const bool lit = Wrap(dSeconds + i * 0.7, 1.6) < 0.8;
+            const bool lit = Wrap(seconds + i * 0.7, 1.6) < 0.8;
             canvas.Glow(i == 0 ? 560 : 640, i == 0 ? HORIZON - 128 : HORIZON - 105, 9,
                         Rgb(0xFF4030, lit ? 1 : 0.25));
         }
@@ -152,7 +152,7 @@ class CHarbour : public IScene
 
   private:
     // With the lighthouse.
-    static void DrawHeadland(CCanvas& canvas)
+    static void DrawHeadland(Canvas& canvas)
     {
         canvas.Polygon({{0, 232}, {60, 226}, {128, 240}, {176, 268}, {150, 292}, {0, 306}}, Rgb(0x2C2438));
         canvas.Polygon({{80, 236}, {112, 236}, {107, 162}, {85, 162}}, Rgb(0xEADFD6));
@@ -163,7 +163,7 @@ class CHarbour : public IScene
     }
 
     // Where we stand.
-    static void DrawQuay(CCanvas& canvas)
+    static void DrawQuay(Canvas& canvas)
     {
         canvas.Polygon({{0, 528}, {704, 500}, {704, 576}, {0, 576}}, Rgb(0x2A2B33));
         canvas.Polygon({{0, 528}, {704, 500}, {704, 508}, {0, 537}}, Rgb(0x55535C));
@@ -175,42 +175,42 @@ class CHarbour : public IScene
         }
     }
 
-    static void DrawWater(CCanvas& canvas, double dSeconds)
+    static void DrawWater(Canvas& canvas, double seconds)
     {
         for (int i = 0; i < 120; ++i) {
             const auto n = static_cast<uint32_t>(i);
             const double depth = Noise(21, n);
             const double y = HORIZON + 4 + depth * depth * 236;
             const double nearness = (y - HORIZON) / 236;
-            const double drift = std::sin(dSeconds * (0.4 + 0.3 * Noise(22, n)) + TURN * Noise(23, n));
+            const double drift = std::sin(seconds * (0.4 + 0.3 * Noise(22, n)) + TURN * Noise(23, n));
             const double x = Noise(24, n) * SCENE_WIDTH + drift * (4 + 18 * nearness);
-            const double bright = 0.5 + 0.5 * std::sin(dSeconds * 1.3 + TURN * Noise(25, n));
+            const double bright = 0.5 + 0.5 * std::sin(seconds * 1.3 + TURN * Noise(25, n));
             canvas.Ellipse(x, y, 7 + 34 * nearness, 0.8 + 2.2 * nearness, Rgb(0xFFD9AE, 0.05 + 0.16 * bright));
         }
         for (int i = 0; i < 26; ++i) {  // the road of the sun
             const auto n = static_cast<uint32_t>(i);
             const double y = HORIZON + 3 + i * 8.6;
-            const double sway = std::sin(dSeconds * 1.6 + i * 0.9) * (2 + i * 0.5);
-            const double width = 36 + 2.4 * i + 12 * std::sin(dSeconds * 2.1 + TURN * Noise(26, n));
+            const double sway = std::sin(seconds * 1.6 + i * 0.9) * (2 + i * 0.5);
+            const double width = 36 + 2.4 * i + 12 * std::sin(seconds * 2.1 + TURN * Noise(26, n));
             canvas.Ellipse(SUN_X + sway, y, width, 2 + 0.07 * i, Rgb(0xFFE2A6, 0.55 - 0.016 * i));
         }
     }
 
-    static void DrawBeam(CCanvas& canvas, double dSeconds)
+    static void DrawBeam(Canvas& canvas, double seconds)
     {
-        const double angle = Wrap(dSeconds * 0.9, TURN);
+        const double angle = Wrap(seconds * 0.9, TURN);
         const double reach = std::cos(angle);  // seen from the side the beam shortens and flips
         const double rise = std::sin(angle) * 26;
         if (std::abs(reach) > 0.06) {
             for (int layer = 1; layer <= 6; ++layer) {  // thinner with the distance
                 const double far = layer / 6.0;
-                const double x = LAMP.m_dX + reach * 620 * far;
-                canvas.Polygon({LAMP, {x, LAMP.m_dY + (rise - 34) * far}, {x, LAMP.m_dY + (rise + 34) * far}},
+                const double x = LAMP.x + reach * 620 * far;
+                canvas.Polygon({LAMP, {x, LAMP.y + (rise - 34) * far}, {x, LAMP.y + (rise + 34) * far}},
                                Rgb(0xFFF6D0, 0.055));
             }
         }
         const double towards = std::sin(angle) > 0 ? std::sin(angle) : 0;
-        canvas.Glow(LAMP.m_dX, LAMP.m_dY, 16 + 26 * towards * towards, Rgb(0xFFF4C4, 0.95));
+        canvas.Glow(LAMP.x, LAMP.y, 16 + 26 * towards * towards, Rgb(0xFFF4C4, 0.95));
     }
 };
 
@@ -218,7 +218,7 @@ class CHarbour : public IScene
 
 std::unique_ptr<IScene> MakeHarbour()
 {
-    return std::make_unique<CHarbour>();
+    return std::make_unique<Harbour>();
 }
 
 }  // namespace recorder

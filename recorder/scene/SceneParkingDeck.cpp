@@ -16,19 +16,19 @@ constexpr int SLOTS = 5;
 constexpr std::array<uint32_t, 8> PAINTS = {0xB8302C, 0x3B6EA5, 0xDAD7CF, 0x2C3036,
                                             0x7D868F, 0xC98B2B, 0x3E6F4F, 0x5A3F73};
 
-XColour PaintOf(uint32_t dwNumber)
+Colour PaintOf(uint32_t number)
 {
-    return Rgb(PAINTS[static_cast<size_t>(Noise(130, dwNumber) * PAINTS.size())]);
+    return Rgb(PAINTS[static_cast<size_t>(Noise(130, number) * PAINTS.size())]);
 }
 
 // A parked car from behind.
-void DrawParked(CCanvas& canvas, double dX, double dY, double dWidth, const XColour& paint, double dBrake)
+void DrawParked(Canvas& canvas, double dX, double dY, double width, const Colour& paint, double brake)
 {
-    const CCanvas::CKeep keep(canvas);
+    const Canvas::Keep keep(canvas);
     canvas.Move(dX, dY);
-    canvas.Scale(dWidth / 100, dWidth / 100);
+    canvas.Scale(width / 100, width / 100);
     canvas.Ellipse(0, -2, 54, 7, Rgb(0x000000, 0.45));
-    const XColour dark = Blend(paint, Rgb(0x000000), 0.35);
+    const Colour dark = Blend(paint, Rgb(0x000000), 0.35);
     canvas.RoundRect(-42, -16, 17, 18, 4, Rgb(0x14161A));
     canvas.RoundRect(25, -16, 17, 18, 4, Rgb(0x14161A));
     canvas.Polygon({{-40, -46}, {-30, -76}, {30, -76}, {40, -46}}, dark);
@@ -38,29 +38,29 @@ void DrawParked(CCanvas& canvas, double dX, double dY, double dWidth, const XCol
     canvas.RoundRect(-46, -22, 92, 12, 5, dark);
     canvas.RoundRect(-17, -34, 34, 11, 2, Rgb(0xF3F1E4));
     for (const double side : {-1.0, 1.0}) {
-        canvas.RoundRect(side * 38 - 8, -44, 16, 9, 3, Blend(Rgb(0x8A1F1B), Rgb(0xFF4A3D), dBrake));
-        if (dBrake > 0.1) canvas.Glow(side * 38, -40, 26, Rgb(0xFF3A30, 0.6 * dBrake));
+        canvas.RoundRect(side * 38 - 8, -44, 16, 9, 3, Blend(Rgb(0x8A1F1B), Rgb(0xFF4A3D), brake));
+        if (brake > 0.1) canvas.Glow(side * 38, -40, 26, Rgb(0xFF3A30, 0.6 * brake));
     }
 }
 
-class CParkingDeck : public IScene
+class ParkingDeck : public IScene
 {
   public:
     const char* Name() const override { return "Parking deck"; }
 
-    void DrawStill(CCanvas& canvas) const override
+    void DrawStill(Canvas& canvas) const override
     {
         canvas.Shade(0, 0, SCENE_WIDTH, 110, {{0, Rgb(0x3C4147)}, {1, Rgb(0x565C62)}});  // the ceiling
         for (int i = 0; i < 5; ++i)
             canvas.Rect(0, 18 + i * 20.0, SCENE_WIDTH, 7 - i, Rgb(0x2E3338));
         canvas.Shade(0, 104, SCENE_WIDTH, 178, {{0, Rgb(0x8A8F90)}, {1, Rgb(0xA5A9A6)}});  // the wall
         canvas.Rect(0, 216, SCENE_WIDTH, 26, Rgb(0x2E7D6B));
-        canvas.Text(46, 186, 58, "P2", Rgb(0x2E7D6B), CCanvas::EAlign::Left, true);
+        canvas.Text(46, 186, 58, "P2", Rgb(0x2E7D6B), Canvas::EAlign::Left, true);
         canvas.Shade(560, 128, 120, 154,
                      {{0, Rgb(0x8FB8D6)}, {0.7, Rgb(0xDCE6E6)}, {1, Rgb(0x9AA08F)}});  // the exit
         canvas.Rect(556, 124, 128, 6, Rgb(0xD8B62A));
         canvas.RoundRect(586, 96, 68, 22, 4, Rgb(0x1F6B3A));
-        canvas.Text(620, 113, 15, "EXIT", Rgb(0xF2FFF2), CCanvas::EAlign::Centre, true);
+        canvas.Text(620, 113, 15, "EXIT", Rgb(0xF2FFF2), Canvas::EAlign::Centre, true);
         canvas.Shade(0, 280, SCENE_WIDTH, SCENE_HEIGHT - 280, {{0, Rgb(0x6E7375)}, {1, Rgb(0x4B4F52)}});
         for (int slot = 0; slot <= SLOTS; ++slot)
             canvas.Polygon({{28 + slot * 104.0, 284},
@@ -82,12 +82,12 @@ class CParkingDeck : public IScene
             if (lamp != BROKEN_LAMP) DrawLamp(canvas, lamp, 1);
     }
 
-    void DrawMoving(CCanvas& canvas, double dSeconds) const override
+    void DrawMoving(Canvas& canvas, double seconds) const override
     {
-        const bool out = Noise(132, static_cast<uint32_t>(Wrap(dSeconds * 9, 65536))) < 0.3;
+        const bool out = Noise(132, static_cast<uint32_t>(Wrap(seconds * 9, 65536))) < 0.3;
         DrawLamp(canvas, BROKEN_LAMP, out ? 0.3 : 1);
-        const double time = Wrap(dSeconds, CYCLE);
-        const auto cycle = static_cast<uint32_t>(Wrap(dSeconds / CYCLE, 4096));
+        const double time = Wrap(seconds, CYCLE);
+        const auto cycle = static_cast<uint32_t>(Wrap(seconds / CYCLE, 4096));
         // In each cycle the car of one slot leaves, and another takes the place.
         const int changing = static_cast<int>(Noise(133, cycle) * SLOTS);
         for (int slot = 0; slot < SLOTS; ++slot) {
@@ -118,39 +118,39 @@ class CParkingDeck : public IScene
         for (uint32_t i = 0; i < 2; ++i) {  // people on their way
             const double speed = 34 + 16.0 * i;
             const double facing = i == 0 ? -1 : 1;
-            const double x = Wrap(300 * i + facing * speed * dSeconds, 900) - 90;
-            DrawPerson(canvas, x, 462 + 34.0 * i, 104 + 10.0 * i, speed * dSeconds / 40, facing,
+            const double x = Wrap(300 * i + facing * speed * seconds, 900) - 90;
+            DrawPerson(canvas, x, 462 + 34.0 * i, 104 + 10.0 * i, speed * seconds / 40, facing,
                        PersonOf(330 + i));
         }
         DrawPillars(canvas);
-        DrawNearRow(canvas, dSeconds);
+        DrawNearRow(canvas, seconds);
     }
 
   private:
     // The car that stands in the slot when the cycle begins: the one that came last.
-    static uint32_t LatestCar(uint32_t dwCycle, int iSlot)
+    static uint32_t LatestCar(uint32_t cycle, int slot)
     {
-        for (uint32_t back = 1; back < 40 && back <= dwCycle; ++back)
-            if (static_cast<int>(Noise(133, dwCycle - back) * SLOTS) == iSlot)
-                return (dwCycle - back) * 8 + static_cast<uint32_t>(iSlot) + 1000;
-        return static_cast<uint32_t>(iSlot);
+        for (uint32_t back = 1; back < 40 && back <= cycle; ++back)
+            if (static_cast<int>(Noise(133, cycle - back) * SLOTS) == slot)
+                return (cycle - back) * 8 + static_cast<uint32_t>(slot) + 1000;
+        return static_cast<uint32_t>(slot);
     }
 
     static constexpr int LAMPS = 4;
     static constexpr int BROKEN_LAMP = 2;
 
-    static void DrawLamp(CCanvas& canvas, int iLamp, double dBright)
+    static void DrawLamp(Canvas& canvas, int lamp, double bright)
     {
-        const double x = 40 + iLamp * 176.0;
-        canvas.RoundRect(x, 62, 108, 9, 3, Blend(Rgb(0x6A6F72), Rgb(0xFDFEF4), dBright));
-        canvas.Glow(x + 54, 68, 90, Rgb(0xF3F8E8, 0.3 * dBright));
-        const CCanvas::CKeep keep(canvas);
+        const double x = 40 + lamp * 176.0;
+        canvas.RoundRect(x, 62, 108, 9, 3, Blend(Rgb(0x6A6F72), Rgb(0xFDFEF4), bright));
+        canvas.Glow(x + 54, 68, 90, Rgb(0xF3F8E8, 0.3 * bright));
+        const Canvas::Keep keep(canvas);
         canvas.Move(x + 54, 372);
         canvas.Scale(1, 0.3);
-        canvas.Glow(0, 0, 130, Rgb(0xFFFFFF, 0.13 * dBright));
+        canvas.Glow(0, 0, 130, Rgb(0xFFFFFF, 0.13 * bright));
     }
 
-    static void DrawPillars(CCanvas& canvas)
+    static void DrawPillars(Canvas& canvas)
     {
         for (const double x : {4.0, 540.0}) {
             canvas.Shade(x, 30, 38, 320, {{0, Rgb(0xB7BAB6)}, {0.6, Rgb(0x8F9492)}, {1, Rgb(0x6F7473)}}, true);
@@ -160,17 +160,17 @@ class CParkingDeck : public IScene
     }
 
     // Roofs of cars right below the camera.
-    static void DrawNearRow(CCanvas& canvas, double dSeconds)
+    static void DrawNearRow(Canvas& canvas, double seconds)
     {
         for (int i = 0; i < 3; ++i) {
             const double x = 70 + i * 226.0;
-            const XColour paint = PaintOf(static_cast<uint32_t>(40 + i));
+            const Colour paint = PaintOf(static_cast<uint32_t>(40 + i));
             canvas.RoundRect(x, 528, 180, 90, 34, Blend(paint, Rgb(0x000000), 0.2));
             canvas.RoundRect(x + 14, 538, 152, 80, 26, paint);
             canvas.RoundRect(x + 30, 548, 120, 40, 16, Rgb(0x8EA6B0));
             canvas.Polygon({{x + 46, 552}, {x + 80, 550}, {x + 60, 588}, {x + 34, 588}}, Rgb(0xFFFFFF, 0.25));
         }
-        if (Wrap(dSeconds, 2) < 1) canvas.Glow(84, 536, 20, Rgb(0xFFA62B, 0.9));  // one forgot its blinker
+        if (Wrap(seconds, 2) < 1) canvas.Glow(84, 536, 20, Rgb(0xFFA62B, 0.9));  // one forgot its blinker
     }
 };
 
@@ -178,7 +178,7 @@ class CParkingDeck : public IScene
 
 std::unique_ptr<IScene> MakeParkingDeck()
 {
-    return std::make_unique<CParkingDeck>();
+    return std::make_unique<ParkingDeck>();
 }
 
 }  // namespace recorder

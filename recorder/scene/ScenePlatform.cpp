@@ -19,24 +19,24 @@ constexpr double CAR = 330;    // length of a carriage
 constexpr int CARS = 4;
 
 // Where the train's first door stands, from its place at the platform; it comes from the right.
-double TrainAt(double dTime)
+double TrainAt(double time)
 {
-    if (dTime < ARRIVE) return 3000;
-    if (dTime < STAND) {
-        const double rest = 1 - (dTime - ARRIVE) / (STAND - ARRIVE);
+    if (time < ARRIVE) return 3000;
+    if (time < STAND) {
+        const double rest = 1 - (time - ARRIVE) / (STAND - ARRIVE);
         return 1500 * rest * rest;
     }
-    if (dTime < DEPART) return 0;
-    const double since = dTime - DEPART;
+    if (time < DEPART) return 0;
+    const double since = time - DEPART;
     return -22 * since * since;
 }
 
-class CPlatform : public IScene
+class Platform : public IScene
 {
   public:
     const char* Name() const override { return "Platform"; }
 
-    void DrawStill(CCanvas& canvas) const override
+    void DrawStill(Canvas& canvas) const override
     {
         canvas.Shade(0, 0, SCENE_WIDTH, 250, {{0, Rgb(0x8FB2C9)}, {1, Rgb(0xE6E6DA)}});
         for (uint32_t i = 0; i < 15; ++i) {  // the town behind
@@ -70,34 +70,34 @@ class CPlatform : public IScene
             canvas.Line({0, EDGE + 58 + 46.0 * i}, {704, EDGE + 58 + 46.0 * i}, 1.2, Rgb(0x807D76));
     }
 
-    void DrawMoving(CCanvas& canvas, double dSeconds) const override
+    void DrawMoving(Canvas& canvas, double seconds) const override
     {
-        const double time = Wrap(dSeconds, CYCLE);
-        const auto cycle = static_cast<uint32_t>(Wrap(dSeconds / CYCLE, 4096));
+        const double time = Wrap(seconds, CYCLE);
+        const auto cycle = static_cast<uint32_t>(Wrap(seconds / CYCLE, 4096));
         DrawSignal(canvas, time);
         const double at = TrainAt(time);
         if (at > -2200 && at < 1600)
             DrawTrain(canvas, at, Smooth((time - STAND - 0.8) / 1.4) - Smooth((time - DEPART + 2.4) / 1.4));
         DrawPassengers(canvas, time, cycle);
-        DrawFront(canvas, dSeconds, time, cycle);
+        DrawFront(canvas, seconds, time, cycle);
     }
 
   private:
-    static void DrawSignal(CCanvas& canvas, double dTime)
+    static void DrawSignal(Canvas& canvas, double time)
     {
         canvas.Rect(636, 190, 5, 112, Rgb(0x3A3F45));
         canvas.RoundRect(626, 168, 25, 46, 7, Rgb(0x1E2226));
-        const bool red = dTime > STAND - 1 && dTime < DEPART - 1;
+        const bool red = time > STAND - 1 && time < DEPART - 1;
         canvas.Ellipse(638, 180, 7, 7, Rgb(red ? 0xFF3B30 : 0x431412));
         canvas.Ellipse(638, 201, 7, 7, Rgb(red ? 0x123F1D : 0x45E06A));
         canvas.Glow(638, red ? 180 : 201, 20, Rgb(red ? 0xFF3B30 : 0x45E06A, 0.6));
     }
 
-    // dOpen: how far its doors are open, 0 to 1.
-    static void DrawTrain(CCanvas& canvas, double dAt, double dOpen)
+    // open: how far its doors are open, 0 to 1.
+    static void DrawTrain(Canvas& canvas, double at, double open)
     {
         for (int car = 0; car < CARS; ++car) {
-            const double x = dAt - 120 + car * (CAR + 6);
+            const double x = at - 120 + car * (CAR + 6);
             if (x > SCENE_WIDTH || x + CAR < 0) continue;
             canvas.Rect(x + 20, 362, CAR - 40, 24, Rgb(0x1F2226));
             for (const double bogie : {54.0, 96.0, CAR - 96, CAR - 54})
@@ -115,55 +115,55 @@ class CPlatform : public IScene
                     for (uint32_t head = 0; head < 2; ++head)
                         if (Noise(180, static_cast<uint32_t>(car * 16 + window * 2) + head) > 0.35)
                             canvas.Ellipse(wx + 15 + 20.0 * head, 272, 8, 12,
-                                           PersonOf(static_cast<uint32_t>(car * 10 + window) + head).m_Coat);
+                                           PersonOf(static_cast<uint32_t>(car * 10 + window) + head).coat);
                     continue;
                 }
                 canvas.Rect(wx + 2, 222, 44, 144, Rgb(0xF7E9BD));
                 for (const double side : {-1.0, 1.0}) {
-                    const double leaf = wx + (side < 0 ? 2 : 24) + side * 20 * dOpen;
+                    const double leaf = wx + (side < 0 ? 2 : 24) + side * 20 * open;
                     canvas.Rect(leaf, 222, 22, 144, Rgb(0xD8DDDE));
                     canvas.RoundRect(leaf + 4, 232, 14, 50, 4, Rgb(0x3F5A68));
                 }
-                if (dOpen > 0.2) canvas.Ellipse(wx + 24, 216, 4, 4, Rgb(0xFFB020));
+                if (open > 0.2) canvas.Ellipse(wx + 24, 216, 4, 4, Rgb(0xFFB020));
             }
         }
-        canvas.Polygon({{dAt - 122, 232}, {dAt - 106, 232}, {dAt - 106, 284}, {dAt - 122, 290}}, Rgb(0x20303A));
-        canvas.Glow(dAt - 118, 338, 44, Rgb(0xFFF7D2, 0.95));
+        canvas.Polygon({{at - 122, 232}, {at - 106, 232}, {at - 106, 284}, {at - 122, 290}}, Rgb(0x20303A));
+        canvas.Glow(at - 118, 338, 44, Rgb(0xFFF7D2, 0.95));
     }
 
-    static void DrawPassengers(CCanvas& canvas, double dTime, uint32_t dwCycle)
+    static void DrawPassengers(Canvas& canvas, double time, uint32_t cycle)
     {
         static constexpr std::array<double, 6> DOORS = {-19, 107, 317, 443, 653, 779};
         for (uint32_t i = 0; i < 9; ++i) {  // those who wait, then get in
-            const uint32_t who = dwCycle * 16 + i;
+            const uint32_t who = cycle * 16 + i;
             const double wait = 60 + 70.0 * i + 30 * Noise(181, who);
             const double y = 440 + 26 * Noise(182, who);
             double door = DOORS[0];
             for (const double candidate : DOORS)
                 if (std::abs(candidate - wait) < std::abs(door - wait)) door = candidate;
-            const double in = Smooth((dTime - STAND - 5 - 3 * Noise(183, who)) / 4);
+            const double in = Smooth((time - STAND - 5 - 3 * Noise(183, who)) / 4);
             if (in >= 1) continue;
-            const double coming = 1 - Smooth((dTime + 2 - 8 * Noise(184, who)) / 4);
+            const double coming = 1 - Smooth((time + 2 - 8 * Noise(184, who)) / 4);
             const double x = wait + (door - wait) * in + (wait > 350 ? 500 : -500) * coming;
             const bool walks = in > 0 || coming > 0;
             const double facing =
                 coming > 0 ? (wait > 350 ? -1 : 1) : door - wait + (Noise(185, who) - 0.5) * 400 * (1 - in);
-            DrawPerson(canvas, x, y + (EDGE - 14 - y) * in, 104 - 8 * in, walks ? dTime * 1.9 : 0, facing,
+            DrawPerson(canvas, x, y + (EDGE - 14 - y) * in, 104 - 8 * in, walks ? time * 1.9 : 0, facing,
                        PersonOf(who));
         }
         for (uint32_t i = 0; i < 6; ++i) {  // those who got out
-            const uint32_t who = dwCycle * 16 + 100 + i;
-            const double out = (dTime - STAND - 1.6 - 2.4 * Noise(186, who)) / 11;
+            const uint32_t who = cycle * 16 + 100 + i;
+            const double out = (time - STAND - 1.6 - 2.4 * Noise(186, who)) / 11;
             if (out <= 0 || out >= 1) continue;
             const double facing = Noise(187, who) > 0.5 ? 1 : -1;
             const double door = DOORS[1 + i % 4];
             const double down = Smooth(out * 5);
             DrawPerson(canvas, door + facing * 720 * (out > 0.08 ? out - 0.08 : 0), EDGE - 10 + 54 * down,
-                       100 + 6 * down, dTime * 2, facing, PersonOf(who));
+                       100 + 6 * down, time * 2, facing, PersonOf(who));
         }
     }
 
-    static void DrawFront(CCanvas& canvas, double dSeconds, double dTime, uint32_t dwCycle)
+    static void DrawFront(Canvas& canvas, double seconds, double time, uint32_t cycle)
     {
         canvas.Shade(0, 0, SCENE_WIDTH, 66,
                      {{0, Rgb(0x2C353B)}, {0.8, Rgb(0x46535B)}, {1, Rgb(0x2A3238)}});  // the roof
@@ -178,14 +178,14 @@ class CPlatform : public IScene
         canvas.Rect(444, 40, 4, 18, Rgb(0x222A2F));
         static constexpr std::array<const char*, 5> TOWNS = {"Northgate", "Bay View", "Old Mills", "Airport",
                                                              "Lakeside"};
-        canvas.Text(262, 80, 17, TOWNS[dwCycle % TOWNS.size()], Rgb(0xFFC34D), CCanvas::EAlign::Left, true);
-        canvas.Text(456, 80, 17, "2", Rgb(0xFFC34D), CCanvas::EAlign::Right, true);
-        const bool boarding = dTime > STAND && dTime < DEPART;
-        if (boarding && Wrap(dSeconds, 1) < 0.6)
-            canvas.Text(358, 116, 18, "boarding", Rgb(0x7CE08A), CCanvas::EAlign::Centre, true);
+        canvas.Text(262, 80, 17, TOWNS[cycle % TOWNS.size()], Rgb(0xFFC34D), Canvas::EAlign::Left, true);
+        canvas.Text(456, 80, 17, "2", Rgb(0xFFC34D), Canvas::EAlign::Right, true);
+        const bool boarding = time > STAND && time < DEPART;
+        if (boarding && Wrap(seconds, 1) < 0.6)
+            canvas.Text(358, 116, 18, "boarding", Rgb(0x7CE08A), Canvas::EAlign::Centre, true);
         else if (!boarding)
-            canvas.Text(358, 116, 18, std::to_string(static_cast<int>(Wrap(STAND - dTime, CYCLE))) + " s",
-                        Rgb(0xFFE3A8), CCanvas::EAlign::Centre, true);
+            canvas.Text(358, 116, 18, std::to_string(static_cast<int>(Wrap(STAND - time, CYCLE))) + " s",
+                        Rgb(0xFFE3A8), Canvas::EAlign::Centre, true);
         canvas.Ellipse(618, 98, 30, 30, Rgb(0x1A1F24));  // the station's clock
         canvas.Ellipse(618, 98, 27, 27, Rgb(0xF6F5EF));
         for (int hour = 0; hour < 12; ++hour) {
@@ -193,18 +193,18 @@ class CPlatform : public IScene
             canvas.Line({618 + 21 * std::sin(a), 98 - 21 * std::cos(a)},
                         {618 + 25 * std::sin(a), 98 - 25 * std::cos(a)}, 2, Rgb(0x222222));
         }
-        const double second = dSeconds * 0.10471975511965977;
+        const double second = seconds * 0.10471975511965977;
         canvas.Line({618, 98},
                     {618 + 13 * std::sin(second / 720 + 4.4), 98 - 13 * std::cos(second / 720 + 4.4)}, 4,
                     Rgb(0x222222));
         canvas.Line({618, 98}, {618 + 20 * std::sin(second / 60 + 4), 98 - 20 * std::cos(second / 60 + 4)}, 3,
                     Rgb(0x222222));
         canvas.Line({618, 98}, {618 + 22 * std::sin(second), 98 - 22 * std::cos(second)}, 1.5, Rgb(0xD23B30));
-        const double walker = Wrap(dSeconds * 52, 1000) - 150;  // the guard
-        XPerson guard = PersonOf(77);
-        guard.m_Coat = Rgb(0x1E3A66);
-        guard.m_Hair = Rgb(0xC4372E);
-        DrawPerson(canvas, walker, 546, 132, dSeconds * 1.3, 1, guard);
+        const double walker = Wrap(seconds * 52, 1000) - 150;  // the guard
+        Person guard = PersonOf(77);
+        guard.coat = Rgb(0x1E3A66);
+        guard.hair = Rgb(0xC4372E);
+        DrawPerson(canvas, walker, 546, 132, seconds * 1.3, 1, guard);
     }
 };
 
@@ -212,7 +212,7 @@ class CPlatform : public IScene
 
 std::unique_ptr<IScene> MakePlatform()
 {
-    return std::make_unique<CPlatform>();
+    return std::make_unique<Platform>();
 }
 
 }  // namespace recorder

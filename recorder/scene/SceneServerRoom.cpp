@@ -18,17 +18,17 @@ constexpr double RACK_TOP = 116;
 constexpr double UNIT = 21;
 constexpr double FLOOR = 446;
 
-double RackX(int iRack)
+double RackX(int rack)
 {
-    return 66 + iRack * (RACK_WIDTH + 8);
+    return 66 + rack * (RACK_WIDTH + 8);
 }
 
-class CServerRoom : public IScene
+class ServerRoom : public IScene
 {
   public:
     const char* Name() const override { return "Server room"; }
 
-    void DrawStill(CCanvas& canvas) const override
+    void DrawStill(Canvas& canvas) const override
     {
         canvas.Shade(0, 0, SCENE_WIDTH, FLOOR, {{0, Rgb(0x0E1A24)}, {0.35, Rgb(0x1F3342)}, {1, Rgb(0x152531)}});
         for (int i = 0; i < 9; ++i)  // cable trays
@@ -59,7 +59,7 @@ class CServerRoom : public IScene
             canvas.RoundRect(x, RACK_TOP - 10, RACK_WIDTH, FLOOR - RACK_TOP + 14, 4, Rgb(0x0A0E12));
             canvas.Rect(x + 3, RACK_TOP - 7, RACK_WIDTH - 6, FLOOR - RACK_TOP + 6, Rgb(0x1A2128));
             canvas.Text(x + RACK_WIDTH / 2, RACK_TOP - 12, 10, "R" + std::to_string(rack + 1), Rgb(0xA9C4D4),
-                        CCanvas::EAlign::Centre, true);
+                        Canvas::EAlign::Centre, true);
             for (int unit = 0; unit < UNITS; ++unit) {
                 const double y = RACK_TOP + unit * UNIT;
                 const auto number = static_cast<uint32_t>(rack * UNITS + unit);
@@ -81,26 +81,26 @@ class CServerRoom : public IScene
         canvas.RoundRect(604, 124, 72, 44, 4, Rgb(0x10202A));
     }
 
-    void DrawMoving(CCanvas& canvas, double dSeconds) const override
+    void DrawMoving(Canvas& canvas, double seconds) const override
     {
-        DrawLamps(canvas, dSeconds);
-        DrawCooling(canvas, dSeconds);
-        DrawAir(canvas, dSeconds);
-        const double walk = std::sin(dSeconds * 0.21);
-        const double pace = std::cos(dSeconds * 0.21);
+        DrawLamps(canvas, seconds);
+        DrawCooling(canvas, seconds);
+        DrawAir(canvas, seconds);
+        const double walk = std::sin(seconds * 0.21);
+        const double pace = std::cos(seconds * 0.21);
         const double x = 300 + walk * 250;
-        XPerson technician = PersonOf(905);
-        technician.m_Coat = Rgb(0x3F8FC4);
+        Person technician = PersonOf(905);
+        technician.coat = Rgb(0x3F8FC4);
         DrawPerson(canvas, x, 500, 192, x / 34, pace, technician);
         const double hand = pace < 0 ? -26 : 26;
         canvas.RoundRect(x + hand - 12, 392, 24, 17, 2, Rgb(0x1A2128));
         canvas.Rect(x + hand - 10, 394, 20, 13, Rgb(0x8FE3FF));
         canvas.Glow(x + hand, 400, 24, Rgb(0x8FE3FF, 0.5));
-        DrawTrolley(canvas, dSeconds);
+        DrawTrolley(canvas, seconds);
     }
 
   private:
-    static void DrawLamps(CCanvas& canvas, double dSeconds)
+    static void DrawLamps(Canvas& canvas, double seconds)
     {
         for (int rack = 0; rack < RACKS; ++rack)
             for (int unit = 0; unit < UNITS; ++unit) {
@@ -109,14 +109,14 @@ class CServerRoom : public IScene
                 const double y = RACK_TOP + unit * UNIT + 6;
                 for (uint32_t lamp = 0; lamp < 4; ++lamp) {
                     const double rate = 3 + 9 * Noise(201, number * 4 + lamp);
-                    const auto tick = static_cast<uint32_t>(Wrap(dSeconds * rate, 65536));
+                    const auto tick = static_cast<uint32_t>(Wrap(seconds * rate, 65536));
                     const bool lit = Noise(number * 4 + lamp, tick) > 0.45;
-                    const XColour colour = Rgb(lamp == 3 ? 0xFFB13B : lamp == 2 ? 0x4CC3FF : 0x4CFF88);
+                    const Colour colour = Rgb(lamp == 3 ? 0xFFB13B : lamp == 2 ? 0x4CC3FF : 0x4CFF88);
                     canvas.Rect(x + 4.5 * lamp, y, 3, 3, lit ? colour : Blend(colour, Rgb(0x0A0E12), 0.8));
                 }
             }
         // one server cries for help
-        if (Wrap(dSeconds, 1) < 0.5) {
+        if (Wrap(seconds, 1) < 0.5) {
             const double x = RackX(3) + 16;
             const double y = RACK_TOP + 4 * UNIT + 8;
             canvas.Ellipse(x, y, 4, 4, Rgb(0xFF3B30));
@@ -124,15 +124,15 @@ class CServerRoom : public IScene
         }
     }
 
-    static void DrawCooling(CCanvas& canvas, double dSeconds)
+    static void DrawCooling(Canvas& canvas, double seconds)
     {
-        const double degrees = 18.5 + 1.2 * std::sin(dSeconds * 0.11);
+        const double degrees = 18.5 + 1.2 * std::sin(seconds * 0.11);
         const int tenths = static_cast<int>(std::lround(degrees * 10));
         canvas.Text(640, 147, 18, std::to_string(tenths / 10) + "." + std::to_string(tenths % 10) + "\u00B0C",
-                    Rgb(0x66F0C8), CCanvas::EAlign::Centre, true);
-        std::array<XPoint, 30> curve;
+                    Rgb(0x66F0C8), Canvas::EAlign::Centre, true);
+        std::array<Point, 30> curve;
         for (size_t i = 0; i < curve.size(); ++i) {
-            const double at = dSeconds - (29.0 - static_cast<double>(i)) * 0.25;
+            const double at = seconds - (29.0 - static_cast<double>(i)) * 0.25;
             curve[i] = {608 + static_cast<double>(i) * 2.2,
                         159 - 4 * std::sin(at * 1.3) - 2 * std::sin(at * 3.1)};
         }
@@ -141,7 +141,7 @@ class CServerRoom : public IScene
             canvas.Ellipse(640, y, 35, 35, Rgb(0x3F4B54));
             canvas.Ellipse(640, y, 31, 31, Rgb(0x161D23));
             for (int blade = 0; blade < 5; ++blade) {
-                const double a = dSeconds * (y < 250 ? 5.1 : -4.3) + blade * 2 * std::numbers::pi / 5;
+                const double a = seconds * (y < 250 ? 5.1 : -4.3) + blade * 2 * std::numbers::pi / 5;
                 canvas.Polygon({{640, y},
                                 {640 + 29 * std::cos(a), y + 29 * std::sin(a)},
                                 {640 + 27 * std::cos(a + 0.5), y + 27 * std::sin(a + 0.5)}},
@@ -151,16 +151,16 @@ class CServerRoom : public IScene
         }
     }
 
-    static void DrawAir(CCanvas& canvas, double dSeconds)
+    static void DrawAir(Canvas& canvas, double seconds)
     {
         for (uint32_t i = 0; i < 18; ++i) {
-            const double age = Wrap(dSeconds * (0.25 + 0.15 * Noise(210, i)) + Noise(211, i), 1);
-            const double x = 130 + 480 * Noise(212, i) + 10 * std::sin(dSeconds + i);
+            const double age = Wrap(seconds * (0.25 + 0.15 * Noise(210, i)) + Noise(211, i), 1);
+            const double x = 130 + 480 * Noise(212, i) + 10 * std::sin(seconds + i);
             canvas.Ellipse(x, 520 - age * 130, 8 + 10 * age, 5 + 6 * age, Rgb(0xCFEFFF, 0.09 * (1 - age)));
         }
     }
 
-    static void DrawTrolley(CCanvas& canvas, double dSeconds)
+    static void DrawTrolley(Canvas& canvas, double seconds)
     {
         canvas.Rect(36, 470, 8, 78, Rgb(0x39444D));
         canvas.Rect(128, 470, 8, 78, Rgb(0x39444D));
@@ -168,7 +168,7 @@ class CServerRoom : public IScene
         canvas.RoundRect(46, 396, 80, 58, 4, Rgb(0x14191E));
         canvas.Rect(51, 401, 70, 46, Rgb(0x0B2A1B));
         canvas.Rect(80, 452, 12, 12, Rgb(0x14191E));
-        const auto first = static_cast<uint32_t>(Wrap(dSeconds * 4, 65536));  // a log runs by
+        const auto first = static_cast<uint32_t>(Wrap(seconds * 4, 65536));  // a log runs by
         for (uint32_t line = 0; line < 7; ++line) {
             const double width = 14 + 48 * Noise(220, first + line);
             canvas.Rect(54, 404 + 6.0 * line, width, 3,
@@ -181,7 +181,7 @@ class CServerRoom : public IScene
 
 std::unique_ptr<IScene> MakeServerRoom()
 {
-    return std::make_unique<CServerRoom>();
+    return std::make_unique<ServerRoom>();
 }
 
 }  // namespace recorder

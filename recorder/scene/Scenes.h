@@ -19,10 +19,10 @@ class IScene
     virtual ~IScene() = default;
     virtual const char* Name() const = 0;
     // Fills the whole canvas.
-    virtual void DrawStill(CCanvas& canvas) const = 0;
+    virtual void DrawStill(Canvas& canvas) const = 0;
     // Draws over it what is seen at this time, in seconds since picture 0. It never repeats exactly, but stays
     // within the canvas for any time.
-    virtual void DrawMoving(CCanvas& canvas, double dSeconds) const = 0;
+    virtual void DrawMoving(Canvas& canvas, double seconds) const = 0;
 };
 
 std::unique_ptr<IScene> MakeHarbour();

@@ -9,55 +9,54 @@ namespace recorder
 {
 
 // A Cairo picture with its context. One thread at a time.
-class CSurface
+class Surface
 {
   public:
-    CSurface(int iWidth, int iHeight, cairo_format_t format = CAIRO_FORMAT_RGB24)
-        : CSurface(cairo_image_surface_create(format, iWidth, iHeight))
+    Surface(int width, int height, cairo_format_t format = CAIRO_FORMAT_RGB24)
+        : Surface(cairo_image_surface_create(format, width, height))
     {
     }
     // Over pixels of the caller (blue, green, red, unused; no gaps between rows), which outlive it.
-    CSurface(uint8_t* pPixels, int iWidth, int iHeight)
-        : CSurface(
-              cairo_image_surface_create_for_data(pPixels, CAIRO_FORMAT_RGB24, iWidth, iHeight, 4 * iWidth))
+    Surface(uint8_t* pixels, int width, int height)
+        : Surface(cairo_image_surface_create_for_data(pixels, CAIRO_FORMAT_RGB24, width, height, 4 * width))
     {
     }
-    ~CSurface()
+    ~Surface()
     {
-        cairo_destroy(m_pContext);
-        cairo_surface_destroy(m_pSurface);
+        cairo_destroy(m_Context);
+        cairo_surface_destroy(m_Surface);
     }
-    CSurface(const CSurface&) = delete;
-    CSurface& operator=(const CSurface&) = delete;
+    Surface(const Surface&) = delete;
+    Surface& operator=(const Surface&) = delete;
 
-    cairo_t* Context() const { return m_pContext; }
-    cairo_surface_t* Surface() const { return m_pSurface; }
+    cairo_t* Context() const { return m_Context; }
+    cairo_surface_t* GetSurface() const { return m_Surface; }
     const uint8_t* Pixels() const
     {
-        cairo_surface_flush(m_pSurface);
-        return cairo_image_surface_get_data(m_pSurface);
+        cairo_surface_flush(m_Surface);
+        return cairo_image_surface_get_data(m_Surface);
     }
 
     // Calls with the pixels, to be changed between drawings.
     template <class Change_t>
     void Change(const Change_t& change)
     {
-        cairo_surface_flush(m_pSurface);
-        change(cairo_image_surface_get_data(m_pSurface));
-        cairo_surface_mark_dirty(m_pSurface);
+        cairo_surface_flush(m_Surface);
+        change(cairo_image_surface_get_data(m_Surface));
+        cairo_surface_mark_dirty(m_Surface);
     }
 
   private:
-    explicit CSurface(cairo_surface_t* pSurface) : m_pSurface(pSurface), m_pContext(cairo_create(pSurface))
+    explicit Surface(cairo_surface_t* surface) : m_Surface(surface), m_Context(cairo_create(surface))
     {
-        if (cairo_status(m_pContext) == CAIRO_STATUS_SUCCESS) return;
-        cairo_destroy(m_pContext);
-        cairo_surface_destroy(m_pSurface);
+        if (cairo_status(m_Context) == CAIRO_STATUS_SUCCESS) return;
+        cairo_destroy(m_Context);
+        cairo_surface_destroy(m_Surface);
         throw std::runtime_error("no memory for a picture");
     }
 
-    cairo_surface_t* m_pSurface;
-    cairo_t* m_pContext;
+    cairo_surface_t* m_Surface;
+    cairo_t* m_Context;
 };
 
 }  // namespace recorder

@@ -10,11 +10,11 @@ namespace recorder
 {
 
 // One connection; kept alive by its own pending operations, and known to the server until it is closed.
-class CControlServer::CConnection : public std::enable_shared_from_this<CConnection>
+class ControlServer::Connection : public std::enable_shared_from_this<Connection>
 {
   public:
-    CConnection(CControlServer& server, asio::ip::tcp::socket socket)
-        : m_pServer(&server), m_Socket(std::move(socket)), m_Patience(m_Socket.get_executor())
+    Connection(ControlServer& server, asio::ip::tcp::socket socket)
+        : m_Server(&server), m_Socket(std::move(socket)), m_Patience(m_Socket.get_executor())
     {
     }
 
@@ -22,22 +22,22 @@ class CControlServer::CConnection : public std::enable_shared_from_this<CConnect
     {
         m_Patience.expires_after(std::chrono::microseconds(PATIENCE));
         m_Patience.async_wait([self = shared_from_this()](asio::error_code error) {
-            if (error || self->m_pServer == nullptr) return;
-            ++self->m_pServer->m_Counts.m_ulTimeouts;
+            if (error || self->m_Server == nullptr) return;
+            ++self->m_Server->m_Counts.timeouts;
             self->Close();
         });
         ReadNext();
     }
 
     // The server is no more: nothing is to be done when something comes.
-    void Forget() noexcept { m_pServer = nullptr; }
+    void Forget() noexcept { m_Server = nullptr; }
 
   private:
     void ReadNext()
     {
         m_Socket.async_read_some(asio::buffer(m_Buffer),
                                  [self = shared_from_this()](asio::error_code error, size_t bytes) {
-                                     if (self->m_pServer == nullptr) return;
+                                     if (self->m_Server == nullptr) return;
                                      self->m_Reader.Add(std::span(self->m_Buffer).first(bytes));
                                      self->Consider();
                                      if (error || self->m_Reader.Damaged())
@@ -50,8 +50,8 @@ class CControlServer::CConnection : public std::enable_shared_from_this<CConnect
     void Consider()
     {
         while (const auto body = m_Reader.Next())
-            m_pServer->OnText({reinterpret_cast<const char*>(body->data()), body->size()});
-        if (m_Reader.Damaged()) ++m_pServer->m_Counts.m_ulDamaged;
+            m_Server->OnText({reinterpret_cast<const char*>(body->data()), body->size()});
+        if (m_Reader.Damaged()) ++m_Server->m_Counts.damaged;
     }
 
     void Close()
@@ -59,45 +59,45 @@ class CControlServer::CConnection : public std::enable_shared_from_this<CConnect
         asio::error_code ignored;
         m_Socket.close(ignored);
         m_Patience.cancel();
-        if (CControlServer* const server = std::exchange(m_pServer, nullptr))
+        if (ControlServer* const server = std::exchange(m_Server, nullptr))
             server->m_Connections.erase(shared_from_this());
     }
 
-    CControlServer* m_pServer;  // null once closed
+    ControlServer* m_Server;  // null once closed
     asio::ip::tcp::socket m_Socket;
     asio::steady_timer m_Patience;
-    CFrameReader m_Reader{MAX_TEXT_FRAME_BYTES};
+    FrameReader m_Reader{MAX_TEXT_FRAME_BYTES};
     std::array<uint8_t, 2048> m_Buffer{};
 };
 
-CControlServer::CControlServer(asio::io_context& context, const XEndpoint& at, Do execute)
+ControlServer::ControlServer(asio::io_context& context, const Endpoint& at, Do execute)
     : m_Do(std::move(execute)),
       m_Listener(context, at, [this](asio::ip::tcp::socket socket) { Accept(std::move(socket)); })
 {
 }
 
-CControlServer::~CControlServer()
+ControlServer::~ControlServer()
 {
     for (const auto& connection : m_Connections)
         connection->Forget();
 }
 
-void CControlServer::Accept(asio::ip::tcp::socket socket)
+void ControlServer::Accept(asio::ip::tcp::socket socket)
 {
-    ++m_Counts.m_ulConnections;
+    ++m_Counts.connections;
     if (m_Connections.size() >= MAX_CONNECTIONS) {
-        ++m_Counts.m_ulTurnedAway;  // the socket's end closes it
+        ++m_Counts.turnedAway;  // the socket's end closes it
         return;
     }
-    const auto connection = std::make_shared<CConnection>(*this, std::move(socket));
+    const auto connection = std::make_shared<Connection>(*this, std::move(socket));
     m_Connections.insert(connection);
     connection->Start();
 }
 
-void CControlServer::OnText(std::string_view text)
+void ControlServer::OnText(std::string_view text)
 {
     const auto command = ParseCommand(text);
-    ++(command && m_Do(*command) ? m_Counts.m_ulCommands : m_Counts.m_ulUnknown);
+    ++(command && m_Do(*command) ? m_Counts.commands : m_Counts.unknown);
 }
 
 }  // namespace recorder

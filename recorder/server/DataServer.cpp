@@ -12,13 +12,13 @@ namespace recorder
 {
 
 // One connection; kept alive by its own pending operations, and known to the server until it is closed.
-class CDataServer::CViewer : public std::enable_shared_from_this<CViewer>
+class DataServer::Viewer : public std::enable_shared_from_this<Viewer>
 {
   public:
-    CViewer(CDataServer& server, asio::ip::tcp::socket socket, const XEndpoint& from)
-        : m_pServer(&server), m_Socket(std::move(socket)), m_Timer(m_Socket.get_executor())
+    Viewer(DataServer& server, asio::ip::tcp::socket socket, const Endpoint& from)
+        : m_Server(&server), m_Socket(std::move(socket)), m_Timer(m_Socket.get_executor())
     {
-        m_Counts.m_Endpoint = from;
+        m_Counts.endpoint = from;
         asio::error_code ignored;
         m_Socket.set_option(asio::ip::tcp::no_delay(true), ignored);
     }
@@ -27,43 +27,43 @@ class CDataServer::CViewer : public std::enable_shared_from_this<CViewer>
     {
         m_Timer.expires_after(std::chrono::microseconds(PATIENCE));
         m_Timer.async_wait([self = shared_from_this()](asio::error_code error) {
-            if (error || self->m_pServer == nullptr) return;
-            ++self->m_pServer->m_Counts.m_ulTimeouts;
+            if (error || self->m_Server == nullptr) return;
+            ++self->m_Server->m_Counts.timeouts;
             self->Close();
         });
         ReadNext();
     }
 
-    const XClientCounts& Counts() const { return m_Counts; }
+    const ClientCounts& Counts() const { return m_Counts; }
 
     // The server is no more: nothing is to be done when something comes.
-    void Forget() noexcept { m_pServer = nullptr; }
+    void Forget() noexcept { m_Server = nullptr; }
 
-    void OnPicture(TimeUs iNow, const std::shared_ptr<const XCoded>& pCoded)
+    void OnPicture(TimeUs now, const std::shared_ptr<const Coded>& coded)
     {
-        if (m_bWaitsForKey && !pCoded->m_bKey) return;
-        const size_t bytes = MEDIA_HEADER_BYTES + pCoded->m_Bytes.size();
-        if (!m_Queue.empty() && iNow - m_iTaken >= m_pServer->m_Setup.m_iDropAfter) {
+        if (m_WaitsForKey && !coded->key) return;
+        const size_t bytes = MEDIA_HEADER_BYTES + coded->bytes.size();
+        if (!m_Queue.empty() && now - m_Taken >= m_Server->m_Setup.dropAfter) {
             Close();
             return;
         }
-        if (m_ulQueued + bytes > m_pServer->m_Setup.m_ulMaxQueuedBytes) {
+        if (m_Queued + bytes > m_Server->m_Setup.maxQueuedBytes) {
             // Pictures that build on the missing one would show nothing but damage.
-            ++m_Counts.m_ulDropped;
-            m_bWaitsForKey = true;
-            m_pServer->m_Channels.WantKey(m_Counts.m_iChannel, m_Counts.m_Codec);
+            ++m_Counts.dropped;
+            m_WaitsForKey = true;
+            m_Server->m_Channels.WantKey(m_Counts.channel, m_Counts.codec);
             return;
         }
-        m_bWaitsForKey = false;
-        ++m_Counts.m_ulPictures;
-        m_Counts.m_ulBytes += bytes;
-        PushPicture(pCoded);
+        m_WaitsForKey = false;
+        ++m_Counts.pictures;
+        m_Counts.bytes += bytes;
+        PushPicture(coded);
         Pump();
     }
 
-    bool Watches(int iChannel, ECodec codec) const
+    bool Watches(int channel, ECodec codec) const
     {
-        return m_bStreams && m_Counts.m_iChannel == iChannel && m_Counts.m_Codec == codec;
+        return m_Streams && m_Counts.channel == channel && m_Counts.codec == codec;
     }
 
     void Close()
@@ -72,10 +72,10 @@ class CDataServer::CViewer : public std::enable_shared_from_this<CViewer>
         m_Socket.shutdown(asio::socket_base::shutdown_both, ignored);
         m_Socket.close(ignored);
         m_Timer.cancel();
-        CDataServer* const server = std::exchange(m_pServer, nullptr);
+        DataServer* const server = std::exchange(m_Server, nullptr);
         if (server == nullptr) return;
-        if (m_bStreams) {
-            server->m_Channels.Watch(m_Counts.m_iChannel, m_Counts.m_Codec, -1);
+        if (m_Streams) {
+            server->m_Channels.Watch(m_Counts.channel, m_Counts.codec, -1);
             if (server->m_Former.size() == MAX_FORMER_CLIENTS) server->m_Former.erase(server->m_Former.begin());
             server->m_Former.push_back(m_Counts);
         }
@@ -84,121 +84,121 @@ class CDataServer::CViewer : public std::enable_shared_from_this<CViewer>
 
   private:
     // Bytes of its own, and those of a picture that others send too.
-    struct XItem {
-        Bytes m_Own;
-        std::shared_ptr<const XCoded> m_pCoded;
-        bool m_bLast = false;  // the connection ends behind it
+    struct Item {
+        Bytes own;
+        std::shared_ptr<const Coded> coded;
+        bool last = false;  // the connection ends behind it
     };
 
     void ReadNext()
     {
         m_Socket.async_read_some(asio::buffer(m_Buffer),
                                  [self = shared_from_this()](asio::error_code error, size_t bytes) {
-                                     if (self->m_pServer == nullptr) return;
-                                     if (!self->m_bAsked) self->Consider(bytes);
+                                     if (self->m_Server == nullptr) return;
+                                     if (!self->m_Asked) self->Consider(bytes);
                                      if (error)
                                          self->Close();
-                                     else if (self->m_pServer != nullptr)
+                                     else if (self->m_Server != nullptr)
                                          self->ReadNext();
                                  });
     }
 
     // What comes behind the request says nothing.
-    void Consider(size_t ulBytes)
+    void Consider(size_t bytes)
     {
-        m_Reader.Add(std::span(m_Buffer).first(ulBytes));
+        m_Reader.Add(std::span(m_Buffer).first(bytes));
         const auto body = m_Reader.Next();
         if (!body && !m_Reader.Damaged()) return;
-        m_bAsked = true;
+        m_Asked = true;
         m_Timer.cancel();
         const auto request = body ? ParseDirectRequest(*body) : std::nullopt;
         if (!request) {
-            ++m_pServer->m_Counts.m_ulRefused;
+            ++m_Server->m_Counts.refused;
             Close();
             return;
         }
         OnRequest(*request);
     }
 
-    void OnRequest(const XStreamRequest& request)
+    void OnRequest(const StreamRequest& request)
     {
-        IDirectChannels& channels = m_pServer->m_Channels;
-        const auto mode = static_cast<EMode>(request.m_iMode);
+        IDirectChannels& channels = m_Server->m_Channels;
+        const auto mode = static_cast<EMode>(request.mode);
         const bool live = mode == EMode::LiveMpeg4 || mode == EMode::LiveH264;
-        const bool known = request.m_iChannel >= 0 && request.m_iChannel < channels.Count();
+        const bool known = request.channel >= 0 && request.channel < channels.Count();
         if (!known || (!live && mode != EMode::Query)) {
-            ++m_pServer->m_Counts.m_ulRefused;
+            ++m_Server->m_Counts.refused;
             Push({MakeDirectReply(EReply::Refused, 0, 0), nullptr, true});
             return;
         }
-        m_Counts.m_iChannel = request.m_iChannel;
-        m_Counts.m_Codec = mode == EMode::LiveH264 ? ECodec::H264 : ECodec::Mpeg4;
-        if (!live) ++m_pServer->m_Counts.m_ulQueries;
-        Push({MakeDirectReply(EReply::Stream, channels.Width(request.m_iChannel),
-                              channels.Height(request.m_iChannel)),
-              nullptr, !live});
-        if (!live || m_pServer == nullptr) return;
-        m_bStreams = true;
-        channels.Watch(m_Counts.m_iChannel, m_Counts.m_Codec, 1);
-        channels.WantKey(m_Counts.m_iChannel, m_Counts.m_Codec);
+        m_Counts.channel = request.channel;
+        m_Counts.codec = mode == EMode::LiveH264 ? ECodec::H264 : ECodec::Mpeg4;
+        if (!live) ++m_Server->m_Counts.queries;
+        Push(
+            {MakeDirectReply(EReply::Stream, channels.Width(request.channel), channels.Height(request.channel)),
+             nullptr, !live});
+        if (!live || m_Server == nullptr) return;
+        m_Streams = true;
+        channels.Watch(m_Counts.channel, m_Counts.codec, 1);
+        channels.WantKey(m_Counts.channel, m_Counts.codec);
     }
 
     // With the harm that was asked for.
-    void PushPicture(const std::shared_ptr<const XCoded>& pCoded)
+    void PushPicture(const std::shared_ptr<const Coded>& coded)
     {
-        CDataServer& server = *m_pServer;
-        const XDirectFaults& faults = server.m_Setup.m_Faults;
-        const auto header = [](uint32_t ulType, size_t ulBytes) {
-            const auto bytes = MakeMediaHeader(ulType, ulBytes);
+        DataServer& server = *m_Server;
+        const DirectFaults& faults = server.m_Setup.faults;
+        const auto header = [](uint32_t type, size_t byteCount) {
+            const auto bytes = MakeMediaHeader(type, byteCount);
             return Bytes(bytes.begin(), bytes.end());
         };
-        if (server.Happens(faults.m_dNothing))
+        if (server.Happens(faults.nothing))
             Queue({header(static_cast<uint32_t>(EMedia::Nothing), 0), nullptr, false});
         uint32_t type = static_cast<uint32_t>(EMedia::Video);
-        size_t length = pCoded->m_Bytes.size();
-        if (server.Happens(faults.m_dWrongType)) {
+        size_t length = coded->bytes.size();
+        if (server.Happens(faults.wrongType)) {
             type = 2 + server.m_Random() % 1000;
-            ++server.m_Counts.m_ulHarmed;
+            ++server.m_Counts.harmed;
         }
-        if (server.Happens(faults.m_dWrongLength)) {
+        if (server.Happens(faults.wrongLength)) {
             // Among them lengths that no buffer holds, and negative ones.
             length = server.m_Random() % 4 == 0 ? server.m_Random() : server.m_Random() % (2 * length + 1);
-            ++server.m_Counts.m_ulHarmed;
+            ++server.m_Counts.harmed;
         }
-        if (server.Happens(faults.m_dClose)) {
+        if (server.Happens(faults.close)) {
             Bytes part = header(type, length);
-            part.insert(part.end(), pCoded->m_Bytes.begin(),
-                        pCoded->m_Bytes.begin() + static_cast<ptrdiff_t>(pCoded->m_Bytes.size() / 2));
-            ++server.m_Counts.m_ulHarmed;
+            part.insert(part.end(), coded->bytes.begin(),
+                        coded->bytes.begin() + static_cast<ptrdiff_t>(coded->bytes.size() / 2));
+            ++server.m_Counts.harmed;
             Queue({std::move(part), nullptr, true});
             return;
         }
-        Queue({header(type, length), pCoded, false});
+        Queue({header(type, length), coded, false});
     }
 
-    void Push(XItem item)
+    void Push(Item item)
     {
         Queue(std::move(item));
         Pump();
     }
 
-    void Queue(XItem item)
+    void Queue(Item item)
     {
-        if (m_Queue.empty()) m_iTaken = Now();
-        m_ulQueued += SizeOf(item);
+        if (m_Queue.empty()) m_Taken = Now();
+        m_Queued += SizeOf(item);
         m_Queue.push_back(std::move(item));
     }
 
-    static size_t SizeOf(const XItem& item)
+    static size_t SizeOf(const Item& item)
     {
-        return item.m_Own.size() + (item.m_pCoded ? item.m_pCoded->m_Bytes.size() : 0);
+        return item.own.size() + (item.coded ? item.coded->bytes.size() : 0);
     }
 
     void Pump()
     {
-        if (m_bWriting || m_Queue.empty()) return;
-        m_bWriting = true;
-        if (m_pServer->m_Setup.m_Faults.m_iTrickleMs > 0)
+        if (m_Writing || m_Queue.empty()) return;
+        m_Writing = true;
+        if (m_Server->m_Setup.faults.trickleMs > 0)
             Trickle();
         else
             Write();
@@ -206,9 +206,9 @@ class CDataServer::CViewer : public std::enable_shared_from_this<CViewer>
 
     void Write()
     {
-        const XItem& item = m_Queue.front();
-        std::array<asio::const_buffer, 2> buffers = {asio::buffer(item.m_Own), asio::const_buffer()};
-        if (item.m_pCoded) buffers[1] = asio::buffer(item.m_pCoded->m_Bytes);
+        const Item& item = m_Queue.front();
+        std::array<asio::const_buffer, 2> buffers = {asio::buffer(item.own), asio::const_buffer()};
+        if (item.coded) buffers[1] = asio::buffer(item.coded->bytes);
         asio::async_write(m_Socket, buffers, [self = shared_from_this()](asio::error_code error, size_t) {
             self->OnWritten(error);
         });
@@ -217,114 +217,111 @@ class CDataServer::CViewer : public std::enable_shared_from_this<CViewer>
     // One byte, then a pause.
     void Trickle()
     {
-        const XItem& item = m_Queue.front();
-        const uint8_t& byte = m_ulTrickled < item.m_Own.size()
-                                  ? item.m_Own[m_ulTrickled]
-                                  : item.m_pCoded->m_Bytes[m_ulTrickled - item.m_Own.size()];
-        asio::async_write(m_Socket, asio::buffer(&byte, 1),
-                          [self = shared_from_this()](asio::error_code error, size_t) {
-                              if (error || self->m_pServer == nullptr ||
-                                  ++self->m_ulTrickled == SizeOf(self->m_Queue.front())) {
-                                  self->m_ulTrickled = 0;
-                                  self->OnWritten(error);
-                                  return;
-                              }
-                              self->m_iTaken = Now();
-                              self->m_Timer.expires_after(
-                                  std::chrono::milliseconds(self->m_pServer->m_Setup.m_Faults.m_iTrickleMs));
-                              self->m_Timer.async_wait([self](asio::error_code ended) {
-                                  if (!ended && self->m_pServer != nullptr) self->Trickle();
-                              });
-                          });
+        const Item& item = m_Queue.front();
+        const uint8_t& byte = m_Trickled < item.own.size() ? item.own[m_Trickled]
+                                                           : item.coded->bytes[m_Trickled - item.own.size()];
+        asio::async_write(
+            m_Socket, asio::buffer(&byte, 1), [self = shared_from_this()](asio::error_code error, size_t) {
+                if (error || self->m_Server == nullptr || ++self->m_Trickled == SizeOf(self->m_Queue.front())) {
+                    self->m_Trickled = 0;
+                    self->OnWritten(error);
+                    return;
+                }
+                self->m_Taken = Now();
+                self->m_Timer.expires_after(
+                    std::chrono::milliseconds(self->m_Server->m_Setup.faults.trickleMs));
+                self->m_Timer.async_wait([self](asio::error_code ended) {
+                    if (!ended && self->m_Server != nullptr) self->Trickle();
+                });
+            });
     }
 
     void OnWritten(asio::error_code error)
     {
-        m_bWriting = false;
-        if (m_pServer == nullptr) return;
-        if (error || m_Queue.front().m_bLast) {
+        m_Writing = false;
+        if (m_Server == nullptr) return;
+        if (error || m_Queue.front().last) {
             Close();
             return;
         }
-        m_iTaken = Now();
-        m_ulQueued -= SizeOf(m_Queue.front());
+        m_Taken = Now();
+        m_Queued -= SizeOf(m_Queue.front());
         m_Queue.pop_front();
         Pump();
     }
 
-    CDataServer* m_pServer;  // null once closed
+    DataServer* m_Server;  // null once closed
     asio::ip::tcp::socket m_Socket;
     asio::steady_timer m_Timer;  // for the request; then of a trickle
-    CFrameReader m_Reader{STREAM_REQUEST_BYTES};
+    FrameReader m_Reader{STREAM_REQUEST_BYTES};
     std::array<uint8_t, 256> m_Buffer{};
-    bool m_bAsked = false;
-    bool m_bStreams = false;
-    bool m_bWaitsForKey = true;
-    bool m_bWriting = false;
-    std::deque<XItem> m_Queue;  // the first is being written
-    size_t m_ulQueued = 0;
-    size_t m_ulTrickled = 0;  // of the first
-    TimeUs m_iTaken = 0;      // when the client took something last
-    XClientCounts m_Counts;
+    bool m_Asked = false;
+    bool m_Streams = false;
+    bool m_WaitsForKey = true;
+    bool m_Writing = false;
+    std::deque<Item> m_Queue;  // the first is being written
+    size_t m_Queued = 0;
+    size_t m_Trickled = 0;  // of the first
+    TimeUs m_Taken = 0;     // when the client took something last
+    ClientCounts m_Counts;
 };
 
-CDataServer::CDataServer(asio::io_context& context, const XSetup& setup, IDirectChannels& channels)
+DataServer::DataServer(asio::io_context& context, const Setup& setup, IDirectChannels& channels)
     : m_Setup(setup),
       m_Channels(channels),
-      m_Random(setup.m_dwSeed),
-      m_Listener(context, setup.m_At, [this](asio::ip::tcp::socket socket) { Accept(std::move(socket)); })
+      m_Random(setup.seed),
+      m_Listener(context, setup.at, [this](asio::ip::tcp::socket socket) { Accept(std::move(socket)); })
 {
 }
 
-CDataServer::~CDataServer()
+DataServer::~DataServer()
 {
     for (const auto& viewer : m_Viewers)
         viewer->Forget();
 }
 
-void CDataServer::Accept(asio::ip::tcp::socket socket)
+void DataServer::Accept(asio::ip::tcp::socket socket)
 {
-    ++m_Counts.m_ulConnections;
+    ++m_Counts.connections;
     asio::error_code error;
     const auto remote = socket.remote_endpoint(error);
     if (error) return;
-    const XEndpoint from{remote.address().to_v4().to_uint(), remote.port()};
+    const Endpoint from{remote.address().to_v4().to_uint(), remote.port()};
     const auto neighbours = std::count_if(m_Viewers.begin(), m_Viewers.end(), [&](const auto& viewer) {
-        return viewer->Counts().m_Endpoint.m_dwAddress == from.m_dwAddress;
+        return viewer->Counts().endpoint.address == from.address;
     });
-    if (m_Viewers.size() >= m_Setup.m_ulClients ||
-        static_cast<size_t>(neighbours) >= m_Setup.m_ulClientsPerAddress) {
-        ++m_Counts.m_ulTurnedAway;  // the socket's end closes it
+    if (m_Viewers.size() >= m_Setup.clients || static_cast<size_t>(neighbours) >= m_Setup.clientsPerAddress) {
+        ++m_Counts.turnedAway;  // the socket's end closes it
         return;
     }
-    const auto viewer = std::make_shared<CViewer>(*this, std::move(socket), from);
+    const auto viewer = std::make_shared<Viewer>(*this, std::move(socket), from);
     m_Viewers.insert(viewer);
     viewer->Start();
 }
 
-void CDataServer::OnPicture(int iChannel, const std::shared_ptr<const XCoded>& pCoded)
+void DataServer::OnPicture(int channel, const std::shared_ptr<const Coded>& coded)
 {
     const TimeUs now = Now();
     // A viewer that is closed meanwhile leaves the set.
-    std::vector<std::shared_ptr<CViewer>> watching;
+    std::vector<std::shared_ptr<Viewer>> watching;
     for (const auto& viewer : m_Viewers)
-        if (viewer->Watches(iChannel, pCoded->m_Codec)) watching.push_back(viewer);
+        if (viewer->Watches(channel, coded->codec)) watching.push_back(viewer);
     for (const auto& viewer : watching)
-        viewer->OnPicture(now, pCoded);
+        viewer->OnPicture(now, coded);
 }
 
-std::vector<CDataServer::XClientCounts> CDataServer::Clients() const
+std::vector<DataServer::ClientCounts> DataServer::Clients() const
 {
-    std::vector<XClientCounts> all = m_Former;
+    std::vector<ClientCounts> all = m_Former;
     for (const auto& viewer : m_Viewers)
-        if (viewer->Counts().m_iChannel >= 0) all.push_back(viewer->Counts());
+        if (viewer->Counts().channel >= 0) all.push_back(viewer->Counts());
     return all;
 }
 
-bool CDataServer::Happens(double dPercent)
+bool DataServer::Happens(double percent)
 {
-    if (dPercent <= 0) return false;
-    return std::uniform_real_distribution<double>(0, 100)(m_Random) < dPercent;
+    if (percent <= 0) return false;
+    return std::uniform_real_distribution<double>(0, 100)(m_Random) < percent;
 }
 
 }  // namespace recorder

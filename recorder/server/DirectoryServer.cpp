@@ -9,11 +9,11 @@ namespace recorder
 {
 
 // One connection; kept alive by its own pending operations, and known to the server until it is closed.
-class CDirectoryServer::CConnection : public std::enable_shared_from_this<CConnection>
+class DirectoryServer::Connection : public std::enable_shared_from_this<Connection>
 {
   public:
-    CConnection(CDirectoryServer& server, asio::ip::tcp::socket socket)
-        : m_pServer(&server),
+    Connection(DirectoryServer& server, asio::ip::tcp::socket socket)
+        : m_Server(&server),
           m_Socket(std::move(socket)),
           m_Patience(m_Socket.get_executor()),
           m_Quiet(m_Socket.get_executor())
@@ -24,15 +24,15 @@ class CDirectoryServer::CConnection : public std::enable_shared_from_this<CConne
     {
         m_Patience.expires_after(std::chrono::microseconds(PATIENCE));
         m_Patience.async_wait([self = shared_from_this()](asio::error_code error) {
-            if (error || self->m_pServer == nullptr) return;
-            ++self->m_pServer->m_Counts.m_ulTimeouts;
+            if (error || self->m_Server == nullptr) return;
+            ++self->m_Server->m_Counts.timeouts;
             self->Close();
         });
         ReadNext();
     }
 
     // The server is no more: nothing is to be done when something comes.
-    void Forget() noexcept { m_pServer = nullptr; }
+    void Forget() noexcept { m_Server = nullptr; }
 
     void Close()
     {
@@ -41,7 +41,7 @@ class CDirectoryServer::CConnection : public std::enable_shared_from_this<CConne
         m_Socket.close(ignored);
         m_Patience.cancel();
         m_Quiet.cancel();
-        if (CDirectoryServer* const server = std::exchange(m_pServer, nullptr))
+        if (DirectoryServer* const server = std::exchange(m_Server, nullptr))
             server->m_Connections.erase(shared_from_this());
     }
 
@@ -50,8 +50,8 @@ class CDirectoryServer::CConnection : public std::enable_shared_from_this<CConne
     {
         m_Socket.async_read_some(asio::buffer(m_Buffer),
                                  [self = shared_from_this()](asio::error_code error, size_t bytes) {
-                                     if (self->m_pServer == nullptr) return;
-                                     self->m_strQuestion.append(self->m_Buffer.data(), bytes);
+                                     if (self->m_Server == nullptr) return;
+                                     self->m_Question.append(self->m_Buffer.data(), bytes);
                                      if (error == asio::error::eof)
                                          self->Consider(true);
                                      else if (error)
@@ -61,10 +61,10 @@ class CDirectoryServer::CConnection : public std::enable_shared_from_this<CConne
                                  });
     }
 
-    void Consider(bool bNoMore)
+    void Consider(bool noMore)
     {
-        if (m_pServer->m_bSilent) {
-            if (bNoMore || m_strQuestion.size() > CDirectory::MAX_QUESTION_BYTES)
+        if (m_Server->m_Silent) {
+            if (noMore || m_Question.size() > Directory::MAX_QUESTION_BYTES)
                 Close();
             else
                 ReadNext();
@@ -73,18 +73,18 @@ class CDirectoryServer::CConnection : public std::enable_shared_from_this<CConne
         asio::error_code error;
         const auto local = m_Socket.local_endpoint(error);
         const auto step =
-            m_pServer->m_Directory.Ask(m_strQuestion, bNoMore, error ? 0 : local.address().to_v4().to_uint());
-        switch (step.m_Step) {
-            case CDirectory::EStep::Wait:
+            m_Server->m_Directory.Ask(m_Question, noMore, error ? 0 : local.address().to_v4().to_uint());
+        switch (step.step) {
+            case Directory::EStep::Wait:
                 WaitForQuiet();
                 ReadNext();
                 break;
-            case CDirectory::EStep::Refuse:
-                ++m_pServer->m_Counts.m_ulRefused;
+            case Directory::EStep::Refuse:
+                ++m_Server->m_Counts.refused;
                 Close();
                 break;
-            case CDirectory::EStep::Reply:
-                Reply(step.m_strReply);
+            case Directory::EStep::Reply:
+                Reply(step.reply);
                 break;
         }
     }
@@ -93,56 +93,56 @@ class CDirectoryServer::CConnection : public std::enable_shared_from_this<CConne
     {
         m_Quiet.expires_after(std::chrono::microseconds(QUIET));
         m_Quiet.async_wait([self = shared_from_this()](asio::error_code error) {
-            if (error || self->m_pServer == nullptr || self->m_strQuestion.empty()) return;
+            if (error || self->m_Server == nullptr || self->m_Question.empty()) return;
             asio::error_code ignored;
             const auto local = self->m_Socket.local_endpoint(ignored);
-            const auto step = self->m_pServer->m_Directory.Ask(self->m_strQuestion, true,
-                                                               ignored ? 0 : local.address().to_v4().to_uint());
+            const auto step = self->m_Server->m_Directory.Ask(self->m_Question, true,
+                                                              ignored ? 0 : local.address().to_v4().to_uint());
             // What isn't a question yet may still become one until patience ends.
-            if (step.m_Step == CDirectory::EStep::Reply) self->Reply(step.m_strReply);
+            if (step.step == Directory::EStep::Reply) self->Reply(step.reply);
         });
     }
 
     // Sent in one piece: askers read once.
     void Reply(const std::string& text)
     {
-        ++m_pServer->m_Counts.m_ulAnswered;
+        ++m_Server->m_Counts.answered;
         asio::error_code ignored;
         m_Socket.non_blocking(true, ignored);
         m_Socket.send(asio::buffer(text), 0, ignored);
         Close();
     }
 
-    CDirectoryServer* m_pServer;  // null once closed
+    DirectoryServer* m_Server;  // null once closed
     asio::ip::tcp::socket m_Socket;
     asio::steady_timer m_Patience;
     asio::steady_timer m_Quiet;
     std::array<char, 256> m_Buffer{};
-    std::string m_strQuestion;
+    std::string m_Question;
 };
 
-CDirectoryServer::CDirectoryServer(asio::io_context& context, const XEndpoint& at, CDirectory directory,
-                                   bool bSilent)
+DirectoryServer::DirectoryServer(asio::io_context& context, const Endpoint& at, Directory directory,
+                                 bool silent)
     : m_Directory(std::move(directory)),
-      m_bSilent(bSilent),
+      m_Silent(silent),
       m_Listener(context, at, [this](asio::ip::tcp::socket socket) { Accept(std::move(socket)); })
 {
 }
 
-CDirectoryServer::~CDirectoryServer()
+DirectoryServer::~DirectoryServer()
 {
     for (const auto& connection : m_Connections)
         connection->Forget();
 }
 
-void CDirectoryServer::Accept(asio::ip::tcp::socket socket)
+void DirectoryServer::Accept(asio::ip::tcp::socket socket)
 {
-    ++m_Counts.m_ulConnections;
+    ++m_Counts.connections;
     if (m_Connections.size() >= MAX_CONNECTIONS) {
-        ++m_Counts.m_ulTurnedAway;  // the socket's end closes it
+        ++m_Counts.turnedAway;  // the socket's end closes it
         return;
     }
-    const auto connection = std::make_shared<CConnection>(*this, std::move(socket));
+    const auto connection = std::make_shared<Connection>(*this, std::move(socket));
     m_Connections.insert(connection);
     connection->Start();
 }

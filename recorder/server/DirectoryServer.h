@@ -11,40 +11,40 @@ namespace recorder
 
 // The directory's TCP port. A connection has one question; it is answered and closed, at the latest after
 // PATIENCE. Everything happens on the thread that runs the context.
-class CDirectoryServer
+class DirectoryServer
 {
   public:
     static constexpr size_t MAX_CONNECTIONS = 64;  // a further one is closed at once
     static constexpr TimeUs PATIENCE = 5 * SECOND;
     static constexpr TimeUs QUIET = 50 * MILLISECOND;  // after which an unknown name counts as complete
 
-    struct XCounts {
-        uint64_t m_ulConnections = 0;
-        uint64_t m_ulAnswered = 0;
-        uint64_t m_ulRefused = 0;   // not a question
-        uint64_t m_ulTimeouts = 0;  // no complete question in time
-        uint64_t m_ulTurnedAway = 0;
+    struct Counters {
+        uint64_t connections = 0;
+        uint64_t answered = 0;
+        uint64_t refused = 0;   // not a question
+        uint64_t timeouts = 0;  // no complete question in time
+        uint64_t turnedAway = 0;
     };
 
     // Binds at once; throws asio::system_error when it can't. A silent one takes connections and never answers.
-    CDirectoryServer(asio::io_context& context, const XEndpoint& at, CDirectory directory, bool bSilent);
-    ~CDirectoryServer();
-    CDirectoryServer(const CDirectoryServer&) = delete;
-    CDirectoryServer& operator=(const CDirectoryServer&) = delete;
+    DirectoryServer(asio::io_context& context, const Endpoint& at, Directory directory, bool silent);
+    ~DirectoryServer();
+    DirectoryServer(const DirectoryServer&) = delete;
+    DirectoryServer& operator=(const DirectoryServer&) = delete;
 
     void Start() { m_Listener.Start(); }
-    XEndpoint Local() const { return m_Listener.Local(); }
-    const XCounts& Counts() const { return m_Counts; }
+    Endpoint Local() const { return m_Listener.Local(); }
+    const Counters& Counts() const { return m_Counts; }
 
   private:
-    class CConnection;
+    class Connection;
     void Accept(asio::ip::tcp::socket socket);
 
-    CDirectory m_Directory;
-    bool m_bSilent;
-    XCounts m_Counts;
-    std::set<std::shared_ptr<CConnection>> m_Connections;
-    CTcpListener m_Listener;
+    Directory m_Directory;
+    bool m_Silent;
+    Counters m_Counts;
+    std::set<std::shared_ptr<Connection>> m_Connections;
+    TcpListener m_Listener;
 };
 
 }  // namespace recorder

@@ -86,7 +86,7 @@ const std::map<std::string, EService> SERVICES = {{"directory", EService::Direct
                                                   {"video", EService::Video}};
 
 // Help that shows a word for the value and its default; limits are told when they are broken.
-class CHelp : public CLI::Formatter
+class Help : public CLI::Formatter
 {
   public:
     std::string make_option_opts(const CLI::Option* option) const override
@@ -99,107 +99,106 @@ class CHelp : public CLI::Formatter
 };
 
 // What the parser fills in as text, before it is made into options.
-struct XTexts {
-    std::string m_strSize = "704x576";
-    std::string m_strListen = "127.0.0.1";
-    std::string m_strNames;
-    std::string m_strClock;
-    std::string m_strMotion = "half";
-    std::string m_strEntropy = "cabac";
-    std::string m_strChecksum = "0";
-    int m_iControlPort = -1;  // not given
-    int m_iDataPort = -1;
-    std::string m_strFaultsOn = "video";
-    std::vector<std::string> m_Sources;
-    std::string m_strSourcesFile;
-    bool m_bChannels = false;  // their number was given
-    std::vector<std::string> m_Silent;
-    double m_dDelayMs = 0;
+struct TextTable {
+    std::string size = "704x576";
+    std::string listen = "127.0.0.1";
+    std::string names;
+    std::string clock;
+    std::string motion = "half";
+    std::string entropy = "cabac";
+    std::string checksum = "0";
+    int controlPort = -1;  // not given
+    int dataPort = -1;
+    std::string faultsOn = "video";
+    std::vector<std::string> sources;
+    std::string sourcesFile;
+    bool channels = false;  // their number was given
+    std::vector<std::string> silent;
+    double delayMs = 0;
 };
 
-void Declare(CLI::App& app, XOptions& options, XTexts& texts)
+void Declare(CLI::App& app, Options& options, TextTable& texts)
 {
     app.set_version_flag("--version", "watchwall-recorder " WATCHWALL_VERSION);
-    app.formatter(std::make_shared<CHelp>());
+    app.formatter(std::make_shared<Help>());
     app.get_formatter()->column_width(32);
     const auto percent = CLI::Range(0.0, 100.0);
 
-    app.add_option("--id", options.m_iNetId, "net id by which clients find it")
+    app.add_option("--id", options.netId, "net id by which clients find it")
         ->type_name("N")
         ->check(CLI::Range(1, 2147483647))
         ->capture_default_str();
-    app.add_option("--alias", options.m_Aliases, "further name that the directory knows (repeatable)")
+    app.add_option("--alias", options.aliases, "further name that the directory knows (repeatable)")
         ->allow_extra_args(false)
         ->type_name("NAME")
         ->check([](const std::string& name) { return name.empty() ? "a name can't be empty" : ""; });
-    app.add_option("--channels", options.m_iChannels, "number of channels")
+    app.add_option("--channels", options.channels, "number of channels")
         ->type_name("N")
         ->check(CLI::Range(0, MAX_CHANNELS))
         ->capture_default_str();
-    app.add_option("--names", texts.m_strNames, "names burnt into the pictures: A,B,C")->type_name("A,B,C");
+    app.add_option("--names", texts.names, "names burnt into the pictures: A,B,C")->type_name("A,B,C");
 
-    app.add_option("--size", texts.m_strSize, "WIDTHxHEIGHT, multiples of 16")
+    app.add_option("--size", texts.size, "WIDTHxHEIGHT, multiples of 16")
         ->type_name("WxH")
         ->group("Pictures")
         ->check(CheckSize)
         ->capture_default_str();
-    app.add_option("--fps", options.m_Scene.m_iRate, "pictures a second")
+    app.add_option("--fps", options.scene.rate, "pictures a second")
         ->type_name("N")
         ->group("Pictures")
         ->check(CLI::Range(1, 60))
         ->capture_default_str();
-    app.add_option("--bitrate", options.m_iBitRate, "bits a second and channel; 1500k and 2M are understood")
+    app.add_option("--bitrate", options.bitRate, "bits a second and channel; 1500k and 2M are understood")
         ->type_name("RATE")
         ->group("Pictures")
         ->transform(CLI::AsSizeValue(true))
         ->check(CLI::Range(int64_t{8'000}, int64_t{100'000'000}))
         ->default_str("1500k");
-    app.add_option("--gop", options.m_iGroup, "pictures from key picture to key picture (one second's)")
+    app.add_option("--gop", options.group, "pictures from key picture to key picture (one second's)")
         ->type_name("N")
         ->group("Pictures")
         ->check(CLI::Range(1, 300));
-    app.add_option("--motion", texts.m_strMotion, "half: half-pel vectors; none: zero vectors only")
+    app.add_option("--motion", texts.motion, "half: half-pel vectors; none: zero vectors only")
         ->type_name("HOW")
         ->group("Pictures")
         ->check(CLI::IsMember({"half", "none"}))
         ->capture_default_str();
-    app.add_option("--entropy", texts.m_strEntropy, "of H.264: cabac or cavlc")
+    app.add_option("--entropy", texts.entropy, "of H.264: cabac or cavlc")
         ->type_name("HOW")
         ->group("Pictures")
         ->check(CLI::IsMember({"cabac", "cavlc"}))
         ->capture_default_str();
-    app.add_option("--checksum", texts.m_strChecksum, "bits of the checksum of H.264 units: 0, 16 or 32")
+    app.add_option("--checksum", texts.checksum, "bits of the checksum of H.264 units: 0, 16 or 32")
         ->type_name("BITS")
         ->group("Pictures")
         ->check(CLI::IsMember({"0", "16", "32"}))
         ->capture_default_str();
     app.add_option(
-           "--source", texts.m_Sources,
+           "--source", texts.sources,
            "scene, file, URL, /dev/videoN or lavfi:GRAPH for all channels; N=... for channel N (repeatable)")
         ->type_name("[N=]SOURCE")
         ->allow_extra_args(false)
         ->group("Pictures");
-    app.add_option("--sources", texts.m_strSourcesFile,
+    app.add_option("--sources", texts.sourcesFile,
                    "file with URL, name and size for each channel; only its owner may read it")
         ->type_name("FILE")
         ->group("Pictures");
-    app.add_option("--loop", options.m_iLoopSeconds,
+    app.add_option("--loop", options.loopSeconds,
                    "encode so many seconds in advance and send them again and again")
         ->type_name("SECONDS")
         ->group("Pictures")
         ->check(CLI::Range(1, 600));
-    app.add_option("--clock", texts.m_strClock, "clock of picture 0: \"2026-11-21 08:40:12\" (now)")
+    app.add_option("--clock", texts.clock, "clock of picture 0: \"2026-11-21 08:40:12\" (now)")
         ->type_name("TIME")
         ->group("Pictures")
         ->check([](const std::string& text) {
             return ParseClock(text) < 0 ? "'" + text + "' is not of the form YYYY-MM-DD HH:MM:SS"
                                         : std::string();
         });
-    app.add_flag("--mark", options.m_Scene.m_bMark,
-                 "put the picture's number into a corner, for programs to read")
+    app.add_flag("--mark", options.scene.mark, "put the picture's number into a corner, for programs to read")
         ->group("Pictures");
 
-    app.add_option("--listen", texts.m_strListen, "address to serve on")
+    app.add_option("--listen", texts.listen, "address to serve on")
         ->type_name("ADDRESS")
         ->group("Network")
         ->check([](const std::string& text) {
@@ -207,210 +206,207 @@ void Declare(CLI::App& app, XOptions& options, XTexts& texts)
             return ParseAddress(text, address) ? std::string() : "'" + text + "' is not an IPv4 address";
         })
         ->capture_default_str();
-    app.add_option("--directory-port", options.m_usDirectoryPort, "TCP; 0 takes a free one")
+    app.add_option("--directory-port", options.directoryPort, "TCP; 0 takes a free one")
         ->type_name("PORT")
         ->group("Network")
         ->capture_default_str();
-    app.add_option("--rendezvous-port", options.m_usRendezvousPort, "UDP; 0 takes a free one")
+    app.add_option("--rendezvous-port", options.rendezvousPort, "UDP; 0 takes a free one")
         ->type_name("PORT")
         ->group("Network")
         ->capture_default_str();
-    app.add_option("--device-port", options.m_usDevicePort, "UDP; 0 takes a free one")
+    app.add_option("--device-port", options.devicePort, "UDP; 0 takes a free one")
         ->type_name("PORT")
         ->group("Network")
         ->capture_default_str();
-    app.add_option("--control-port", texts.m_iControlPort, "TCP, for text commands (10060); 0 takes a free one")
+    app.add_option("--control-port", texts.controlPort, "TCP, for text commands (10060); 0 takes a free one")
         ->type_name("PORT")
         ->group("Network")
         ->check(CLI::Range(0, 65535));
-    app.add_option("--data-port", texts.m_iDataPort, "TCP, for direct streams (10061); 0 takes a free one")
+    app.add_option("--data-port", texts.dataPort, "TCP, for direct streams (10061); 0 takes a free one")
         ->type_name("PORT")
         ->group("Network")
         ->check(CLI::Range(0, 65535));
-    app.add_option("--clients", options.m_ulClients, "clients served at once")
+    app.add_option("--clients", options.clients, "clients served at once")
         ->type_name("N")
         ->group("Network")
         ->check(CLI::Range(1, 4096))
         ->capture_default_str();
-    app.add_option("--clients-per-address", options.m_ulClientsPerAddress, "of these, from one address")
+    app.add_option("--clients-per-address", options.clientsPerAddress, "of these, from one address")
         ->type_name("N")
         ->group("Network")
         ->check(CLI::Range(1, 4096))
         ->capture_default_str();
-    app.add_option("--drop-after", options.m_dDropAfterSeconds,
-                   "seconds after which a silent client gets no more")
+    app.add_option("--drop-after", options.dropAfterSeconds, "seconds after which a silent client gets no more")
         ->type_name("SECONDS")
         ->group("Network")
         ->check(CLI::Range(0.1, 3600.0))
         ->capture_default_str();
 
-    app.add_option("--loss", options.m_Faults.m_dLoss, "percent of datagrams lost")
+    app.add_option("--loss", options.faults.loss, "percent of datagrams lost")
         ->type_name("PERCENT")
         ->group("Faults")
         ->check(percent);
-    app.add_option("--reorder", options.m_Faults.m_dReorder, "percent overtaken by later ones")
+    app.add_option("--reorder", options.faults.reorder, "percent overtaken by later ones")
         ->type_name("PERCENT")
         ->group("Faults")
         ->check(percent);
-    app.add_option("--duplicate", options.m_Faults.m_dDuplicate, "percent sent twice")
+    app.add_option("--duplicate", options.faults.duplicate, "percent sent twice")
         ->type_name("PERCENT")
         ->group("Faults")
         ->check(percent);
-    app.add_option("--garbage", options.m_Faults.m_dGarbage, "percent changed, cut or replaced")
+    app.add_option("--garbage", options.faults.garbage, "percent changed, cut or replaced")
         ->type_name("PERCENT")
         ->group("Faults")
         ->check(percent);
-    app.add_option("--wrong-length", options.m_Faults.m_dWrongLength,
-                   "percent of messages that tell a wrong length")
+    app.add_option("--wrong-length", options.faults.wrongLength, "percent of messages that tell a wrong length")
         ->type_name("PERCENT")
         ->group("Faults")
         ->check(percent);
-    app.add_option("--wrong-type", options.m_DirectFaults.m_dWrongType,
-                   "percent of direct frames of a wrong type")
+    app.add_option("--wrong-type", options.directFaults.wrongType, "percent of direct frames of a wrong type")
         ->type_name("PERCENT")
         ->group("Faults")
         ->check(percent);
-    app.add_option("--no-media", options.m_DirectFaults.m_dNothing,
+    app.add_option("--no-media", options.directFaults.nothing,
                    "percent of direct frames with an empty one before")
         ->type_name("PERCENT")
         ->group("Faults")
         ->check(percent);
-    app.add_option("--close", options.m_DirectFaults.m_dClose, "percent of direct frames that break off")
+    app.add_option("--close", options.directFaults.close, "percent of direct frames that break off")
         ->type_name("PERCENT")
         ->group("Faults")
         ->check(percent);
-    app.add_option("--trickle", options.m_DirectFaults.m_iTrickleMs,
+    app.add_option("--trickle", options.directFaults.trickleMs,
                    "milliseconds between the bytes of direct streams")
         ->type_name("MS")
         ->group("Faults")
         ->check(CLI::Range(0, 10000));
-    app.add_option("--delay", texts.m_dDelayMs, "milliseconds that every datagram is late")
+    app.add_option("--delay", texts.delayMs, "milliseconds that every datagram is late")
         ->type_name("MS")
         ->group("Faults")
         ->check(CLI::Range(0.0, 10000.0));
-    app.add_option("--faults-on", texts.m_strFaultsOn,
+    app.add_option("--faults-on", texts.faultsOn,
                    "whose datagrams: video, device, rendezvous, or several with commas")
         ->type_name("A,B")
         ->group("Faults")
         ->capture_default_str();
-    app.add_option("--seed", options.m_dwSeed, "the same seed does the same harm")
+    app.add_option("--seed", options.seed, "the same seed does the same harm")
         ->type_name("N")
         ->group("Faults")
         ->capture_default_str();
-    app.add_option("--silent", texts.m_Silent, "never answers: directory, rendezvous or device (repeatable)")
+    app.add_option("--silent", texts.silent, "never answers: directory, rendezvous or device (repeatable)")
         ->type_name("SERVICE")
         ->allow_extra_args(false)
         ->group("Faults")
         ->check(CLI::IsMember({"directory", "rendezvous", "device"}));
 
-    app.add_option("--seconds", options.m_dSeconds, "end after so long (never)")
+    app.add_option("--seconds", options.seconds, "end after so long (never)")
         ->type_name("SECONDS")
         ->group("Run")
         ->check(CLI::Range(0.01, 1e9));
-    app.add_option("--report", options.m_strReport, "write what was served to FILE, as JSON, at the end")
+    app.add_option("--report", options.report, "write what was served to FILE, as JSON, at the end")
         ->group("Run")
         ->type_name("FILE");
-    app.add_option("--ready-file", options.m_strReadyFile, "write the line \"ready ...\" to FILE too")
+    app.add_option("--ready-file", options.readyFile, "write the line \"ready ...\" to FILE too")
         ->group("Run")
         ->type_name("FILE");
 }
 
-void ApplyEntry(const XSourceEntry& entry, size_t index, XOptions& options)
+void ApplyEntry(const SourceEntry& entry, size_t index, Options& options)
 {
-    if (!entry.m_strUrl.empty()) options.m_Sources[index] = entry.m_strUrl;
-    if (entry.m_iWidth != 0) options.m_Sizes[index] = {entry.m_iWidth, entry.m_iHeight};
-    if (entry.m_strName.empty()) return;
-    auto& names = options.m_Scene.m_Names;
+    if (!entry.url.empty()) options.sources[index] = entry.url;
+    if (entry.width != 0) options.sizes[index] = {entry.width, entry.height};
+    if (entry.name.empty()) return;
+    auto& names = options.scene.names;
     names.resize(std::max(names.size(), index + 1));
-    names[index] = entry.m_strName;
+    names[index] = entry.name;
 }
 
 // What the file says goes before what the command line says; without --channels there are as many as it names.
-std::string ApplySources(XOptions& options, const XTexts& texts)
+std::string ApplySources(Options& options, const TextTable& texts)
 {
-    std::map<int, XSourceEntry> entries;
+    std::map<int, SourceEntry> entries;
     try {
-        if (!texts.m_strSourcesFile.empty()) entries = ReadSources(texts.m_strSourcesFile);
-    } catch (const CSourcesFault& fault) {
-        return "--sources " + texts.m_strSourcesFile + ": " + fault.what();
+        if (!texts.sourcesFile.empty()) entries = ReadSources(texts.sourcesFile);
+    } catch (const SourcesFault& fault) {
+        return "--sources " + texts.sourcesFile + ": " + fault.what();
     }
-    if (!entries.empty() && !texts.m_bChannels) options.m_iChannels = entries.rbegin()->first;
-    const auto channels = static_cast<size_t>(options.m_iChannels);
-    options.m_Sources.assign(channels, std::string(SCENE));
-    options.m_Sizes.assign(channels, {options.m_Scene.m_iWidth, options.m_Scene.m_iHeight});
-    for (const std::string& source : texts.m_Sources)
-        if (auto wrong = ApplySource(source, options.m_Sources); !wrong.empty()) return wrong;
+    if (!entries.empty() && !texts.channels) options.channels = entries.rbegin()->first;
+    const auto channels = static_cast<size_t>(options.channels);
+    options.sources.assign(channels, std::string(SCENE));
+    options.sizes.assign(channels, {options.scene.width, options.scene.height});
+    for (const std::string& source : texts.sources)
+        if (auto wrong = ApplySource(source, options.sources); !wrong.empty()) return wrong;
     for (const auto& [channel, entry] : entries) {
-        if (channel > options.m_iChannels)
-            return "--sources " + texts.m_strSourcesFile + ": there is no channel " + std::to_string(channel);
+        if (channel > options.channels)
+            return "--sources " + texts.sourcesFile + ": there is no channel " + std::to_string(channel);
         ApplyEntry(entry, static_cast<size_t>(channel - 1), options);
     }
     return {};
 }
 
 // Empty, or what is wrong.
-std::string Complete(XOptions& options, const XTexts& texts)
+std::string Complete(Options& options, const TextTable& texts)
 {
-    ParseSize(texts.m_strSize, options.m_Scene.m_iWidth, options.m_Scene.m_iHeight);
-    ParseAddress(texts.m_strListen, options.m_dwListen);
-    options.m_Scene.m_Names = SplitAtCommas(texts.m_strNames);
-    options.m_Scene.m_iClockStart = texts.m_strClock.empty() ? WallClockNow() : ParseClock(texts.m_strClock);
-    options.m_Motion = texts.m_strMotion == "none" ? EMotion::None : EMotion::Half;
-    options.m_Entropy = texts.m_strEntropy == "cavlc" ? EEntropy::Cavlc : EEntropy::Cabac;
-    options.m_Checksum = texts.m_strChecksum == "16"   ? EChecksum::Sixteen
-                         : texts.m_strChecksum == "32" ? EChecksum::ThirtyTwo
-                                                       : EChecksum::None;
+    ParseSize(texts.size, options.scene.width, options.scene.height);
+    ParseAddress(texts.listen, options.listen);
+    options.scene.names = SplitAtCommas(texts.names);
+    options.scene.clockStart = texts.clock.empty() ? WallClockNow() : ParseClock(texts.clock);
+    options.motion = texts.motion == "none" ? EMotion::None : EMotion::Half;
+    options.entropy = texts.entropy == "cavlc" ? EEntropy::Cavlc : EEntropy::Cabac;
+    options.checksum = texts.checksum == "16"   ? EChecksum::Sixteen
+                       : texts.checksum == "32" ? EChecksum::ThirtyTwo
+                                                : EChecksum::None;
     // A recorder among others, whose directory takes a free port, takes free ones here too.
-    const bool amongOthers = options.m_usDirectoryPort == 0;
+    const bool amongOthers = options.directoryPort == 0;
     const auto port = [&](int given, uint16_t usual) {
         return given >= 0 ? static_cast<uint16_t>(given) : amongOthers ? uint16_t{0} : usual;
     };
-    options.m_usControlPort = port(texts.m_iControlPort, options.m_usControlPort);
-    options.m_usDataPort = port(texts.m_iDataPort, options.m_usDataPort);
-    options.m_DirectFaults.m_dWrongLength = options.m_Faults.m_dWrongLength;
-    options.m_Faults.m_iDelay = static_cast<TimeUs>(texts.m_dDelayMs * MILLISECOND);
-    if (options.m_iGroup == 0) options.m_iGroup = options.m_Scene.m_iRate;
+    options.controlPort = port(texts.controlPort, options.controlPort);
+    options.dataPort = port(texts.dataPort, options.dataPort);
+    options.directFaults.wrongLength = options.faults.wrongLength;
+    options.faults.delay = static_cast<TimeUs>(texts.delayMs * MILLISECOND);
+    if (options.group == 0) options.group = options.scene.rate;
     if (auto wrong = ApplySources(options, texts); !wrong.empty()) return wrong;
-    if (options.m_iLoopSeconds > 0 && std::any_of(options.m_Sources.begin(), options.m_Sources.end(), IsLive))
+    if (options.loopSeconds > 0 && std::any_of(options.sources.begin(), options.sources.end(), IsLive))
         return "--loop: a live source can't be encoded in advance";
-    for (const std::string& service : texts.m_Silent)
-        options.m_Silent.insert(SERVICES.at(service));
-    options.m_FaultsOn.clear();
-    for (const std::string& service : SplitAtCommas(texts.m_strFaultsOn)) {
+    for (const std::string& service : texts.silent)
+        options.silent.insert(SERVICES.at(service));
+    options.faultsOn.clear();
+    for (const std::string& service : SplitAtCommas(texts.faultsOn)) {
         const auto it = SERVICES.find(service);
         if (it == SERVICES.end() || it->second == EService::Directory)
             return "--faults-on: '" + service + "' is none of video, device, rendezvous";
-        options.m_FaultsOn.insert(it->second);
+        options.faultsOn.insert(it->second);
     }
     return {};
 }
 
 }  // namespace
 
-XParsed ParseOptions(int argc, const char* const* argv)
+ParsedOptions ParseOptions(int argc, const char* const* argv)
 {
-    XParsed parsed;
-    XTexts texts;
+    ParsedOptions parsed;
+    TextTable texts;
     CLI::App app(DESCRIPTION, "watchwall-recorder");
     try {
-        Declare(app, parsed.m_Options, texts);
+        Declare(app, parsed.options, texts);
         app.parse(argc, argv);
-        texts.m_bChannels = app.count("--channels") > 0;
-        parsed.m_strSay = Complete(parsed.m_Options, texts);
-        if (!parsed.m_strSay.empty()) {
-            parsed.m_strSay = "watchwall-recorder: " + parsed.m_strSay + "\n";
-            parsed.m_iExit = 2;
+        texts.channels = app.count("--channels") > 0;
+        parsed.say = Complete(parsed.options, texts);
+        if (!parsed.say.empty()) {
+            parsed.say = "watchwall-recorder: " + parsed.say + "\n";
+            parsed.exit = 2;
             return parsed;
         }
-        parsed.m_bRun = true;
+        parsed.run = true;
     } catch (const CLI::ParseError& e) {
         std::ostringstream out;
         std::ostringstream err;
-        parsed.m_iExit = app.exit(e, out, err) == 0 ? 0 : 2;
-        parsed.m_strSay = out.str() + err.str();
+        parsed.exit = app.exit(e, out, err) == 0 ? 0 : 2;
+        parsed.say = out.str() + err.str();
     } catch (const std::exception& e) {
-        parsed.m_iExit = 2;
-        parsed.m_strSay = std::string("watchwall-recorder: ") + e.what() + "\n";
+        parsed.exit = 2;
+        parsed.say = std::string("watchwall-recorder: ") + e.what() + "\n";
     }
     return parsed;
 }

@@ -20,168 +20,168 @@ json FaultTable(const std::array<uint64_t, WIRE_FAULTS>& faults)
     return table;
 }
 
-std::string SizeText(const XOptions::XSize& size)
+std::string SizeText(const Options::Size& size)
 {
-    return std::to_string(size.m_iWidth) + "x" + std::to_string(size.m_iHeight);
+    return std::to_string(size.width) + "x" + std::to_string(size.height);
 }
 
-json ClientEntry(const XClientCounts& client)
+json ClientEntry(const ClientCounts& client)
 {
     json streams = json::array();
-    for (const auto& [channel, stream] : client.m_Streams)
+    for (const auto& [channel, stream] : client.streams)
         streams.push_back({{"channel", channel + 1},
-                           {"pictures", stream.m_ulPictures},
-                           {"bytes", stream.m_ulBytes},
-                           {"dropped", stream.m_ulDropped}});
-    return {{"endpoint", EndpointText(client.m_Endpoint)},
-            {"name", client.m_strName},
-            {"requests", client.m_ulRequests},
-            {"datagrams", client.m_ulDatagrams},
-            {"bytes", client.m_ulBytes},
-            {"acknowledged", client.m_ulAcknowledged},
-            {"left", FarewellText(client.m_Farewell)},
+                           {"pictures", stream.pictures},
+                           {"bytes", stream.bytes},
+                           {"dropped", stream.dropped}});
+    return {{"endpoint", EndpointText(client.endpoint)},
+            {"name", client.name},
+            {"requests", client.requests},
+            {"datagrams", client.datagrams},
+            {"bytes", client.bytes},
+            {"acknowledged", client.acknowledged},
+            {"left", FarewellText(client.farewell)},
             {"streams", streams}};
 }
 
-json DataEntry(const CDataServer& server)
+json DataEntry(const DataServer& server)
 {
     json clients = json::array();
     for (const auto& client : server.Clients())
-        clients.push_back({{"endpoint", EndpointText(client.m_Endpoint)},
-                           {"channel", client.m_iChannel + 1},
-                           {"codec", client.m_Codec == ECodec::H264 ? "h264" : "mpeg4"},
-                           {"pictures", client.m_ulPictures},
-                           {"bytes", client.m_ulBytes},
-                           {"dropped", client.m_ulDropped}});
+        clients.push_back({{"endpoint", EndpointText(client.endpoint)},
+                           {"channel", client.channel + 1},
+                           {"codec", client.codec == ECodec::H264 ? "h264" : "mpeg4"},
+                           {"pictures", client.pictures},
+                           {"bytes", client.bytes},
+                           {"dropped", client.dropped}});
     const auto& counts = server.Counts();
-    return {{"connections", counts.m_ulConnections},
-            {"turned away", counts.m_ulTurnedAway},
-            {"refused", counts.m_ulRefused},
-            {"queries", counts.m_ulQueries},
-            {"timeouts", counts.m_ulTimeouts},
-            {"harmed frames", counts.m_ulHarmed},
+    return {{"connections", counts.connections},
+            {"turned away", counts.turnedAway},
+            {"refused", counts.refused},
+            {"queries", counts.queries},
+            {"timeouts", counts.timeouts},
+            {"harmed frames", counts.harmed},
             {"clients", clients}};
 }
 
-json HarmDone(const CFaults::XCounts& rendezvous, const CFaults::XCounts& device)
+json HarmDone(const Faults::Counters& rendezvous, const Faults::Counters& device)
 {
-    return {{"lost", rendezvous.m_ulLost + device.m_ulLost},
-            {"reordered", rendezvous.m_ulReordered + device.m_ulReordered},
-            {"duplicated", rendezvous.m_ulDuplicated + device.m_ulDuplicated},
-            {"garbled", rendezvous.m_ulGarbled + device.m_ulGarbled},
-            {"wrong lengths", device.m_ulWrongLengths}};
+    return {{"lost", rendezvous.lost + device.lost},
+            {"reordered", rendezvous.reordered + device.reordered},
+            {"duplicated", rendezvous.duplicated + device.duplicated},
+            {"garbled", rendezvous.garbled + device.garbled},
+            {"wrong lengths", device.wrongLengths}};
 }
 
 }  // namespace
 
-json MakeReport(const XReportInput& input)
+json MakeReport(const ReportInput& input)
 {
-    std::vector<XClientCounts> clients = input.m_Device.FormerClients();
-    for (XClientCounts& client : input.m_Device.Clients())
+    std::vector<ClientCounts> clients = input.device.FormerClients();
+    for (ClientCounts& client : input.device.Clients())
         clients.push_back(std::move(client));
 
-    struct XSent {
-        uint64_t m_ulPictures = 0;
-        uint64_t m_ulBytes = 0;
-        uint64_t m_ulDropped = 0;
+    struct Sent {
+        uint64_t pictures = 0;
+        uint64_t bytes = 0;
+        uint64_t dropped = 0;
     };
-    std::map<int, XSent> sent;  // by channel
+    std::map<int, Sent> sent;  // by channel
     uint64_t datagrams = 0;
     uint64_t acknowledged = 0;
     uint64_t bytes = 0;
     json clientList = json::array();
-    for (const XClientCounts& client : clients) {
+    for (const ClientCounts& client : clients) {
         clientList.push_back(ClientEntry(client));
-        datagrams += client.m_ulDatagrams;
-        acknowledged += client.m_ulAcknowledged;
-        bytes += client.m_ulBytes;
-        for (const auto& [channel, stream] : client.m_Streams) {
-            sent[channel].m_ulPictures += stream.m_ulPictures;
-            sent[channel].m_ulBytes += stream.m_ulBytes;
-            sent[channel].m_ulDropped += stream.m_ulDropped;
+        datagrams += client.datagrams;
+        acknowledged += client.acknowledged;
+        bytes += client.bytes;
+        for (const auto& [channel, stream] : client.streams) {
+            sent[channel].pictures += stream.pictures;
+            sent[channel].bytes += stream.bytes;
+            sent[channel].dropped += stream.dropped;
         }
     }
 
     json channelList = json::array();
     uint64_t pictures = 0;
-    for (size_t i = 0; i < input.m_Channels.size(); ++i) {
-        const XChannelCounts& channel = input.m_Channels[i].m_Mpeg4;
-        const XChannelCounts& h264 = input.m_Channels[i].m_H264;
-        const XSent& of = sent[static_cast<int>(i)];
-        pictures += of.m_ulPictures;
+    for (size_t i = 0; i < input.channels.size(); ++i) {
+        const ChannelCounts& channel = input.channels[i].mpeg4;
+        const ChannelCounts& h264 = input.channels[i].h264;
+        const Sent& of = sent[static_cast<int>(i)];
+        pictures += of.pictures;
         channelList.push_back(
             {{"channel", i + 1},
-             {"source", WithoutSecrets(input.m_Options.m_Sources[i])},
-             {"size", SizeText(input.m_Options.m_Sizes[i])},
-             {"pictures", channel.m_ulPictures},
-             {"keys", channel.m_ulKeys},
-             {"bytes", channel.m_ulBytes},
-             {"largest", channel.m_ulLargest},
-             {"quantiser", channel.m_iQuant},
-             {"coarser", channel.m_ulCoarser},
-             {"too large", channel.m_ulTooLarge},
-             {"skipped", channel.m_ulSkipped},
+             {"source", WithoutSecrets(input.options.sources[i])},
+             {"size", SizeText(input.options.sizes[i])},
+             {"pictures", channel.pictures},
+             {"keys", channel.keys},
+             {"bytes", channel.bytes},
+             {"largest", channel.largest},
+             {"quantiser", channel.quant},
+             {"coarser", channel.coarser},
+             {"too large", channel.tooLarge},
+             {"skipped", channel.skipped},
              {"h264",
-              {{"pictures", h264.m_ulPictures},
-               {"keys", h264.m_ulKeys},
-               {"bytes", h264.m_ulBytes},
-               {"largest", h264.m_ulLargest},
-               {"too large", h264.m_ulTooLarge},
-               {"skipped", h264.m_ulSkipped}}},
-             {"sent", {{"pictures", of.m_ulPictures}, {"bytes", of.m_ulBytes}, {"dropped", of.m_ulDropped}}}});
+              {{"pictures", h264.pictures},
+               {"keys", h264.keys},
+               {"bytes", h264.bytes},
+               {"largest", h264.largest},
+               {"too large", h264.tooLarge},
+               {"skipped", h264.skipped}}},
+             {"sent", {{"pictures", of.pictures}, {"bytes", of.bytes}, {"dropped", of.dropped}}}});
     }
 
-    const auto& directory = input.m_Directory.Counts();
-    const auto& rendezvous = input.m_Rendezvous.Counts();
-    const auto& device = input.m_Device.Counts();
-    const auto& control = input.m_Control.Counts();
+    const auto& directory = input.directory.Counts();
+    const auto& rendezvous = input.rendezvous.Counts();
+    const auto& device = input.device.Counts();
+    const auto& control = input.control.Counts();
     return {
-        {"id", input.m_Options.m_iNetId},
-        {"seconds", input.m_dSeconds},
+        {"id", input.options.netId},
+        {"seconds", input.seconds},
         {"channels", channelList},
         {"clients", clientList},
         {"directory",
-         {{"connections", directory.m_ulConnections},
-          {"answered", directory.m_ulAnswered},
-          {"refused", directory.m_ulRefused},
-          {"timeouts", directory.m_ulTimeouts},
-          {"turned away", directory.m_ulTurnedAway}}},
+         {{"connections", directory.connections},
+          {"answered", directory.answered},
+          {"refused", directory.refused},
+          {"timeouts", directory.timeouts},
+          {"turned away", directory.turnedAway}}},
         {"rendezvous",
-         {{"users", input.m_Rendezvous.Users()},
-          {"logins", rendezvous.m_ulLogins},
-          {"logouts", rendezvous.m_ulLogouts},
-          {"lists", rendezvous.m_ulLists},
-          {"punches", rendezvous.m_ulPunches},
-          {"unknown wanted", rendezvous.m_ulUnknownWanted},
-          {"strangers", rendezvous.m_ulStrangers},
-          {"forgotten", rendezvous.m_ulForgotten},
-          {"refused logins", rendezvous.m_ulRefusedLogins},
-          {"displaced", rendezvous.m_ulDisplaced},
-          {"logins by punch", rendezvous.m_ulPunchLogins},
-          {"malformed", FaultTable(rendezvous.m_Faults)}}},
+         {{"users", input.rendezvous.Users()},
+          {"logins", rendezvous.logins},
+          {"logouts", rendezvous.logouts},
+          {"lists", rendezvous.lists},
+          {"punches", rendezvous.punches},
+          {"unknown wanted", rendezvous.unknownWanted},
+          {"strangers", rendezvous.strangers},
+          {"forgotten", rendezvous.forgotten},
+          {"refused logins", rendezvous.refusedLogins},
+          {"displaced", rendezvous.displaced},
+          {"logins by punch", rendezvous.punchLogins},
+          {"malformed", FaultTable(rendezvous.faults)}}},
         {"device",
-         {{"probes", device.m_ulProbes},
-          {"punches", device.m_ulPunches},
-          {"server punches", device.m_ulServerPunches},
-          {"requests", device.m_ulRequests},
-          {"bad requests", device.m_ulBadRequests},
-          {"refused clients", device.m_ulRefusedClients},
-          {"malformed", FaultTable(device.m_Faults)}}},
+         {{"probes", device.probes},
+          {"punches", device.punches},
+          {"server punches", device.serverPunches},
+          {"requests", device.requests},
+          {"bad requests", device.badRequests},
+          {"refused clients", device.refusedClients},
+          {"malformed", FaultTable(device.faults)}}},
         {"control",
-         {{"connections", control.m_ulConnections},
-          {"commands", control.m_ulCommands},
-          {"unknown", control.m_ulUnknown},
-          {"damaged", control.m_ulDamaged},
-          {"timeouts", control.m_ulTimeouts},
-          {"turned away", control.m_ulTurnedAway}}},
-        {"data", DataEntry(input.m_Data)},
-        {"faults", HarmDone(input.m_RendezvousRoad.Faults().Counts(), input.m_DeviceRoad.Faults().Counts())},
+         {{"connections", control.connections},
+          {"commands", control.commands},
+          {"unknown", control.unknown},
+          {"damaged", control.damaged},
+          {"timeouts", control.timeouts},
+          {"turned away", control.turnedAway}}},
+        {"data", DataEntry(input.data)},
+        {"faults", HarmDone(input.rendezvousRoad.GetFaults().Counts(), input.deviceRoad.GetFaults().Counts())},
         {"totals",
          {{"pictures", pictures},
           {"bytes", bytes},
           {"datagrams", datagrams},
           {"acknowledged", acknowledged},
-          {"not sent", input.m_RendezvousRoad.NotSent() + input.m_DeviceRoad.NotSent()}}}};
+          {"not sent", input.rendezvousRoad.NotSent() + input.deviceRoad.NotSent()}}}};
 }
 
 }  // namespace recorder

@@ -15,27 +15,27 @@
 namespace recorder
 {
 
-struct XCodecCounts {
-    XChannelCounts m_Mpeg4;
-    XChannelCounts m_H264;
+struct CodecCounts {
+    ChannelCounts mpeg4;
+    ChannelCounts h264;
 };
 
 // What a report is made of; read during the call only.
-struct XReportInput {
-    const XOptions& m_Options;
-    double m_dSeconds;
-    const std::vector<XCodecCounts>& m_Channels;
-    const CDirectoryServer& m_Directory;
-    const CRendezvous& m_Rendezvous;
-    const CDeviceLink& m_Device;
-    const CControlServer& m_Control;
-    const CDataServer& m_Data;
-    CUdpRoad& m_RendezvousRoad;
-    CUdpRoad& m_DeviceRoad;
+struct ReportInput {
+    const Options& options;
+    double seconds;
+    const std::vector<CodecCounts>& channels;
+    const DirectoryServer& directory;
+    const Rendezvous& rendezvous;
+    const DeviceLink& device;
+    const ControlServer& control;
+    const DataServer& data;
+    UdpRoad& rendezvousRoad;
+    UdpRoad& deviceRoad;
 };
 
 // "id", "seconds", "channels" and "clients" (arrays), "directory", "rendezvous", "device", "control", "data"
 // (with its own clients), "faults", "totals".
-nlohmann::json MakeReport(const XReportInput& input);
+nlohmann::json MakeReport(const ReportInput& input);
 
 }  // namespace recorder

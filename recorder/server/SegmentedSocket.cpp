@@ -13,21 +13,21 @@
 namespace recorder
 {
 
-void JoinReceived(int iSocket)
+void JoinReceived(int socket)
 {
     const int on = 1;
-    setsockopt(iSocket, SOL_UDP, UDP_GRO, &on, sizeof on);
+    setsockopt(socket, SOL_UDP, UDP_GRO, &on, sizeof on);
 }
 
-int SendRun(int iSocket, std::span<const XDatagram> run)
+int SendRun(int socket, std::span<const Datagram> run)
 {
     std::array<iovec, MAX_RUN_DATAGRAMS> parts;
     for (size_t i = 0; i < run.size(); ++i)
-        parts[i] = {const_cast<uint8_t*>(run[i].m_Bytes.data()), run[i].m_Bytes.size()};
+        parts[i] = {const_cast<uint8_t*>(run[i].bytes.data()), run[i].bytes.size()};
     sockaddr_in to{};
     to.sin_family = AF_INET;
-    to.sin_addr.s_addr = htonl(run.front().m_To.m_dwAddress);
-    to.sin_port = htons(run.front().m_To.m_usPort);
+    to.sin_addr.s_addr = htonl(run.front().to.address);
+    to.sin_port = htons(run.front().to.port);
     alignas(cmsghdr) std::array<uint8_t, CMSG_SPACE(sizeof(uint16_t))> control{};
     msghdr message{};
     message.msg_name = &to;
@@ -40,17 +40,17 @@ int SendRun(int iSocket, std::span<const XDatagram> run)
     header->cmsg_level = SOL_UDP;
     header->cmsg_type = UDP_SEGMENT;
     header->cmsg_len = CMSG_LEN(sizeof(uint16_t));
-    const auto segment = static_cast<uint16_t>(run.front().m_Bytes.size());
+    const auto segment = static_cast<uint16_t>(run.front().bytes.size());
     std::memcpy(CMSG_DATA(header), &segment, sizeof segment);
-    return sendmsg(iSocket, &message, MSG_DONTWAIT | MSG_NOSIGNAL) < 0 ? errno : 0;
+    return sendmsg(socket, &message, MSG_DONTWAIT | MSG_NOSIGNAL) < 0 ? errno : 0;
 }
 
-bool IsRunRefused(int iError)
+bool IsRunRefused(int error)
 {
-    return iError == EIO || iError == EINVAL || iError == ENOPROTOOPT || iError == EMSGSIZE;
+    return error == EIO || error == EINVAL || error == ENOPROTOOPT || error == EMSGSIZE;
 }
 
-int ReceiveBurst(int iSocket, std::span<uint8_t> buffer, XBurst& burst)
+int ReceiveBurst(int socket, std::span<uint8_t> buffer, Burst& burst)
 {
     sockaddr_in from{};
     iovec part{buffer.data(), buffer.size()};
@@ -62,16 +62,16 @@ int ReceiveBurst(int iSocket, std::span<uint8_t> buffer, XBurst& burst)
     message.msg_iovlen = 1;
     message.msg_control = control.data();
     message.msg_controllen = control.size();
-    const ssize_t count = recvmsg(iSocket, &message, MSG_DONTWAIT);
+    const ssize_t count = recvmsg(socket, &message, MSG_DONTWAIT);
     if (count < 0) return errno;
-    burst.m_From = {ntohl(from.sin_addr.s_addr), ntohs(from.sin_port)};
-    burst.m_Bytes = buffer.first(static_cast<size_t>(count));
-    burst.m_ulSegment = 0;
+    burst.from = {ntohl(from.sin_addr.s_addr), ntohs(from.sin_port)};
+    burst.bytes = buffer.first(static_cast<size_t>(count));
+    burst.segment = 0;
     if (const cmsghdr* const header = CMSG_FIRSTHDR(&message);
         header != nullptr && header->cmsg_level == SOL_UDP && header->cmsg_type == UDP_GRO) {
         int segment = 0;
         std::memcpy(&segment, CMSG_DATA(header), sizeof segment);
-        if (segment > 0) burst.m_ulSegment = static_cast<size_t>(segment);
+        if (segment > 0) burst.segment = static_cast<size_t>(segment);
     }
     return 0;
 }

@@ -22,26 +22,26 @@ namespace
 constexpr int MAX_POSTED = 4;
 
 // What other hosts may try first: the address we serve on, or all of this machine's own.
-std::vector<XEndpoint> LocalAddresses(asio::io_context& context, const XEndpoint& at)
+std::vector<Endpoint> LocalAddresses(asio::io_context& context, const Endpoint& at)
 {
-    if (at.m_dwAddress != 0) return {at};
-    std::vector<XEndpoint> all;
+    if (at.address != 0) return {at};
+    std::vector<Endpoint> all;
     asio::error_code error;
     asio::ip::udp::resolver resolver(context);
     for (const auto& entry : resolver.resolve(asio::ip::udp::v4(), asio::ip::host_name(error), "", error)) {
-        all.push_back({entry.endpoint().address().to_v4().to_uint(), at.m_usPort});
+        all.push_back({entry.endpoint().address().to_v4().to_uint(), at.port});
         if (all.size() == MAX_LOCAL_ADDRESSES) break;
     }
-    if (all.empty()) all.push_back({0x7F000001, at.m_usPort});
+    if (all.empty()) all.push_back({0x7F000001, at.port});
     return all;
 }
 
-std::set<ECarries> FaultsOf(const XOptions& options)
+std::set<ECarries> FaultsOf(const Options& options)
 {
     std::set<ECarries> carries;
-    if (options.m_FaultsOn.contains(EService::Rendezvous)) carries.insert(ECarries::Rendezvous);
-    if (options.m_FaultsOn.contains(EService::Device)) carries.insert(ECarries::Device);
-    if (options.m_FaultsOn.contains(EService::Video)) carries.insert(ECarries::Video);
+    if (options.faultsOn.contains(EService::Rendezvous)) carries.insert(ECarries::Rendezvous);
+    if (options.faultsOn.contains(EService::Device)) carries.insert(ECarries::Device);
+    if (options.faultsOn.contains(EService::Video)) carries.insert(ECarries::Video);
     return carries;
 }
 
@@ -60,60 +60,57 @@ void WriteWhole(const std::string& path, const std::string& text)
 }  // namespace
 
 // The channels with their threads, as the link and the data port see them.
-class CServer::CChannels : public IChannels, public IDirectChannels
+class Server::Channels : public IChannels, public IDirectChannels
 {
   public:
-    CChannels(const XOptions& options, const CChannel::Deliver& deliver) : m_Options(options)
+    Channels(const Options& options, const Channel::Deliver& deliver) : m_Options(options)
     {
-        XChannelSetup setup;
-        setup.m_Scene = options.m_Scene;
-        setup.m_Stream.m_iBitRate = options.m_iBitRate;
-        setup.m_Stream.m_iGroup = options.m_iGroup;
-        setup.m_Stream.m_Motion = options.m_Motion;
-        setup.m_Stream.m_Entropy = options.m_Entropy;
-        setup.m_Stream.m_Checksum = options.m_Checksum;
-        setup.m_iChannels = options.m_iChannels;
+        ChannelSetup setup;
+        setup.scene = options.scene;
+        setup.stream.bitRate = options.bitRate;
+        setup.stream.group = options.group;
+        setup.stream.motion = options.motion;
+        setup.stream.entropy = options.entropy;
+        setup.stream.checksum = options.checksum;
+        setup.channels = options.channels;
         // A loop is made of whole groups, so that its last picture leads over to its first.
-        const int pictures = options.m_iLoopSeconds * options.m_Scene.m_iRate;
-        const int groups = std::max(1, (pictures + options.m_iGroup - 1) / options.m_iGroup);
-        const int loop = options.m_iLoopSeconds == 0 ? 0 : groups * options.m_iGroup;
-        m_Watching.resize(static_cast<size_t>(options.m_iChannels));
-        for (int channel = 0; channel < options.m_iChannels; ++channel) {
+        const int pictures = options.loopSeconds * options.scene.rate;
+        const int groups = std::max(1, (pictures + options.group - 1) / options.group);
+        const int loop = options.loopSeconds == 0 ? 0 : groups * options.group;
+        m_Watching.resize(static_cast<size_t>(options.channels));
+        for (int channel = 0; channel < options.channels; ++channel) {
             const auto index = static_cast<size_t>(channel);
-            setup.m_strSource = options.m_Sources[index];
-            setup.m_Scene.m_iWidth = options.m_Sizes[index].m_iWidth;
-            setup.m_Scene.m_iHeight = options.m_Sizes[index].m_iHeight;
-            m_Channels.push_back(std::make_unique<CChannel>(setup, channel, loop, deliver));
+            setup.source = options.sources[index];
+            setup.scene.width = options.sizes[index].width;
+            setup.scene.height = options.sizes[index].height;
+            m_Channels.push_back(std::make_unique<Channel>(setup, channel, loop, deliver));
         }
     }
 
-    int Count() const override { return m_Options.m_iChannels; }
-    int Width(int iChannel) const override { return m_Options.m_Sizes[static_cast<size_t>(iChannel)].m_iWidth; }
-    int Height(int iChannel) const override
+    int Count() const override { return m_Options.channels; }
+    int Width(int channel) const override { return m_Options.sizes[static_cast<size_t>(channel)].width; }
+    int Height(int channel) const override { return m_Options.sizes[static_cast<size_t>(channel)].height; }
+    void SetWatched(int channel, bool watched) override
     {
-        return m_Options.m_Sizes[static_cast<size_t>(iChannel)].m_iHeight;
+        m_Watching[static_cast<size_t>(channel)].link = watched;
+        Tell(channel, ECodec::Mpeg4);
     }
-    void SetWatched(int iChannel, bool bWatched) override
+    void WantKey(int channel) override { Of(channel).WantKey(); }
+    void Watch(int channel, ECodec codec, int more) override
     {
-        m_Watching[static_cast<size_t>(iChannel)].m_bLink = bWatched;
-        Tell(iChannel, ECodec::Mpeg4);
+        m_Watching[static_cast<size_t>(channel)].direct[static_cast<size_t>(codec)] += more;
+        Tell(channel, codec);
     }
-    void WantKey(int iChannel) override { Of(iChannel).WantKey(); }
-    void Watch(int iChannel, ECodec codec, int iMore) override
+    void WantKey(int channel, ECodec codec) override { Of(channel).WantKey(codec); }
+    bool Do(const Command& command) const
     {
-        m_Watching[static_cast<size_t>(iChannel)].m_Direct[static_cast<size_t>(codec)] += iMore;
-        Tell(iChannel, codec);
-    }
-    void WantKey(int iChannel, ECodec codec) override { Of(iChannel).WantKey(codec); }
-    bool Do(const XCommand& command) const
-    {
-        if (command.m_iChannel < 0 || command.m_iChannel >= Count()) return false;
-        Of(command.m_iChannel).Do(command);
+        if (command.channel < 0 || command.channel >= Count()) return false;
+        Of(command.channel).Do(command);
         return true;
     }
 
-    CChannel& Of(int iChannel) const { return *m_Channels[static_cast<size_t>(iChannel)]; }
-    const std::vector<std::unique_ptr<CChannel>>& All() const { return m_Channels; }
+    Channel& Of(int channel) const { return *m_Channels[static_cast<size_t>(channel)]; }
+    const std::vector<std::unique_ptr<Channel>>& All() const { return m_Channels; }
 
     // Stops all before the first is waited for.
     void End()
@@ -125,59 +122,58 @@ class CServer::CChannels : public IChannels, public IDirectChannels
 
   private:
     // Who looks at a channel.
-    struct XWatching {
-        bool m_bLink = false;
-        std::array<int, CODECS> m_Direct{};
+    struct Watching {
+        bool link = false;
+        std::array<int, CODECS> direct{};
     };
 
-    void Tell(int iChannel, ECodec codec)
+    void Tell(int channel, ECodec codec)
     {
-        const XWatching& watching = m_Watching[static_cast<size_t>(iChannel)];
-        const bool link = watching.m_bLink && codec == ECodec::Mpeg4;
-        Of(iChannel).SetWatched(link || watching.m_Direct[static_cast<size_t>(codec)] > 0, codec);
+        const Watching& watching = m_Watching[static_cast<size_t>(channel)];
+        const bool link = watching.link && codec == ECodec::Mpeg4;
+        Of(channel).SetWatched(link || watching.direct[static_cast<size_t>(codec)] > 0, codec);
     }
 
-    const XOptions& m_Options;
-    std::vector<std::unique_ptr<CChannel>> m_Channels;
-    std::vector<XWatching> m_Watching;
+    const Options& m_Options;
+    std::vector<std::unique_ptr<Channel>> m_Channels;
+    std::vector<Watching> m_Watching;
 };
 
-CServer::CServer(XOptions options)
+Server::Server(Options options)
     : m_Options(std::move(options)), m_Timer(m_Context), m_Limit(m_Context), m_Signals(m_Context)
 {
-    const auto silent = [this](EService service) { return m_Options.m_Silent.contains(service); };
+    const auto silent = [this](EService service) { return m_Options.silent.contains(service); };
     const auto faultsOn = FaultsOf(m_Options);
-    m_pDirectory = std::make_unique<CDirectoryServer>(
-        m_Context, XEndpoint{m_Options.m_dwListen, m_Options.m_usDirectoryPort},
-        CDirectory(std::to_string(m_Options.m_iNetId), m_Options.m_iChannels, m_Options.m_Aliases),
+    m_Directory = std::make_unique<DirectoryServer>(
+        m_Context, Endpoint{m_Options.listen, m_Options.directoryPort},
+        Directory(std::to_string(m_Options.netId), m_Options.channels, m_Options.aliases),
         silent(EService::Directory));
-    m_DirectoryAt = m_pDirectory->Local();
+    m_DirectoryAt = m_Directory->Local();
 
-    m_pRendezvousRoad = std::make_unique<CUdpRoad>(
-        m_Context, XEndpoint{m_Options.m_dwListen, m_Options.m_usRendezvousPort}, m_Options.m_Faults,
-        m_Options.m_dwSeed, faultsOn, [this, silent](const XEndpoint& from, std::span<const uint8_t> datagram) {
+    rendezvousRoad = std::make_unique<UdpRoad>(
+        m_Context, Endpoint{m_Options.listen, m_Options.rendezvousPort}, m_Options.faults, m_Options.seed,
+        faultsOn, [this, silent](const Endpoint& from, std::span<const uint8_t> datagram) {
             if (silent(EService::Rendezvous)) return;
-            m_pRendezvous->OnDatagram(Now(), from, datagram);
+            m_Rendezvous->OnDatagram(Now(), from, datagram);
             Tick();
         });
-    m_RendezvousAt = m_pRendezvousRoad->Local();
-    m_pRendezvous = std::make_unique<CRendezvous>(*m_pRendezvousRoad);
+    m_RendezvousAt = rendezvousRoad->Local();
+    m_Rendezvous = std::make_unique<Rendezvous>(*rendezvousRoad);
 
-    m_pDeviceRoad =
-        std::make_unique<CUdpRoad>(m_Context, XEndpoint{m_Options.m_dwListen, m_Options.m_usDevicePort},
-                                   m_Options.m_Faults, m_Options.m_dwSeed + 1, faultsOn,
-                                   [this, silent](const XEndpoint& from, std::span<const uint8_t> datagram) {
-                                       // A silent device stays registered: only peers get no answer.
-                                       if (silent(EService::Device) && from != m_RendezvousAt) return;
-                                       m_pDevice->OnDatagram(Now(), from, datagram);
-                                       Tick();
-                                   });
-    m_DeviceAt = m_pDeviceRoad->Local();
+    deviceRoad = std::make_unique<UdpRoad>(
+        m_Context, Endpoint{m_Options.listen, m_Options.devicePort}, m_Options.faults, m_Options.seed + 1,
+        faultsOn, [this, silent](const Endpoint& from, std::span<const uint8_t> datagram) {
+            // A silent device stays registered: only peers get no answer.
+            if (silent(EService::Device) && from != m_RendezvousAt) return;
+            m_Device->OnDatagram(Now(), from, datagram);
+            Tick();
+        });
+    m_DeviceAt = deviceRoad->Local();
 
-    m_pChannels = std::make_unique<CChannels>(
+    m_Channels = std::make_unique<Channels>(
         m_Options, [this, posted = std::make_shared<std::atomic<int>>(0)](int channel, auto coded) {
-            if (*posted >= MAX_POSTED * m_Options.m_iChannels) {
-                m_pChannels->WantKey(channel, coded->m_Codec);
+            if (*posted >= MAX_POSTED * m_Options.channels) {
+                m_Channels->WantKey(channel, coded->codec);
                 return false;
             }
             ++*posted;
@@ -188,46 +184,44 @@ CServer::CServer(XOptions options)
             return true;
         });
 
-    CDeviceLink::XSetup setup;
-    setup.m_strName = std::to_string(m_Options.m_iNetId);
-    setup.m_LocalAddresses = LocalAddresses(m_Context, m_DeviceAt);
+    DeviceLink::Setup setup;
+    setup.name = std::to_string(m_Options.netId);
+    setup.localAddresses = LocalAddresses(m_Context, m_DeviceAt);
     // A device that is served on all addresses reaches its own rendezvous on the loopback one.
-    setup.m_Rendezvous = m_RendezvousAt;
-    if (setup.m_Rendezvous.m_dwAddress == 0) setup.m_Rendezvous.m_dwAddress = 0x7F000001;
-    m_RendezvousAt = setup.m_Rendezvous;
-    m_pRendezvous->Reserve(setup.m_strName,
-                           m_DeviceAt.m_dwAddress != 0
-                               ? m_DeviceAt
-                               : XEndpoint{setup.m_Rendezvous.m_dwAddress, m_DeviceAt.m_usPort});
-    setup.m_ulClients = m_Options.m_ulClients;
-    setup.m_ulClientsPerAddress = m_Options.m_ulClientsPerAddress;
-    setup.m_iDropAfter = static_cast<TimeUs>(m_Options.m_dDropAfterSeconds * SECOND);
-    m_pDevice = std::make_unique<CDeviceLink>(std::move(setup), *m_pChannels, *m_pDeviceRoad);
+    setup.rendezvous = m_RendezvousAt;
+    if (setup.rendezvous.address == 0) setup.rendezvous.address = 0x7F000001;
+    m_RendezvousAt = setup.rendezvous;
+    m_Rendezvous->Reserve(
+        setup.name, m_DeviceAt.address != 0 ? m_DeviceAt : Endpoint{setup.rendezvous.address, m_DeviceAt.port});
+    setup.clients = m_Options.clients;
+    setup.clientsPerAddress = m_Options.clientsPerAddress;
+    setup.dropAfter = static_cast<TimeUs>(m_Options.dropAfterSeconds * SECOND);
+    m_Device = std::make_unique<DeviceLink>(std::move(setup), *m_Channels, *deviceRoad);
 
-    m_pControl =
-        std::make_unique<CControlServer>(m_Context, XEndpoint{m_Options.m_dwListen, m_Options.m_usControlPort},
-                                         [this](const XCommand& command) { return m_pChannels->Do(command); });
-    CDataServer::XSetup data;
-    data.m_At = {m_Options.m_dwListen, m_Options.m_usDataPort};
-    data.m_ulClients = m_Options.m_ulClients;
-    data.m_ulClientsPerAddress = m_Options.m_ulClientsPerAddress;
-    data.m_iDropAfter = static_cast<TimeUs>(m_Options.m_dDropAfterSeconds * SECOND);
-    data.m_Faults = m_Options.m_DirectFaults;
-    data.m_dwSeed = m_Options.m_dwSeed + 2;
-    m_pData = std::make_unique<CDataServer>(m_Context, data, *m_pChannels);
+    m_Control =
+        std::make_unique<ControlServer>(m_Context, Endpoint{m_Options.listen, m_Options.controlPort},
+                                        [this](const Command& command) { return m_Channels->Do(command); });
+    DataServer::Setup data;
+    data.at = {m_Options.listen, m_Options.dataPort};
+    data.clients = m_Options.clients;
+    data.clientsPerAddress = m_Options.clientsPerAddress;
+    data.dropAfter = static_cast<TimeUs>(m_Options.dropAfterSeconds * SECOND);
+    data.faults = m_Options.directFaults;
+    data.seed = m_Options.seed + 2;
+    m_Data = std::make_unique<DataServer>(m_Context, data, *m_Channels);
 }
 
-CServer::~CServer()
+Server::~Server()
 {
-    m_pChannels->End();
+    m_Channels->End();
     for (std::thread& thread : m_Preparing)
         thread.join();
 }
 
-void CServer::Run(ESignals signals, const std::function<void(const CServer&)>& ready)
+void Server::Run(ESignals signals, const std::function<void(const Server&)>& ready)
 {
     m_Ready = ready;
-    m_iStarted = Now();
+    m_Started = Now();
     if (signals == ESignals::Heed) {
         m_Signals.add(SIGINT);
         m_Signals.add(SIGTERM);
@@ -235,54 +229,54 @@ void CServer::Run(ESignals signals, const std::function<void(const CServer&)>& r
             if (!error) End();
         });
     }
-    if (m_Options.m_dSeconds > 0) {
-        m_Limit.expires_after(std::chrono::microseconds(static_cast<int64_t>(m_Options.m_dSeconds * SECOND)));
+    if (m_Options.seconds > 0) {
+        m_Limit.expires_after(std::chrono::microseconds(static_cast<int64_t>(m_Options.seconds * SECOND)));
         m_Limit.async_wait([this](asio::error_code error) {
             if (!error) End();
         });
     }
-    m_pDirectory->Start();
-    m_pRendezvousRoad->Start();
-    m_pDeviceRoad->Start();
-    m_pControl->Start();
-    m_pData->Start();
+    m_Directory->Start();
+    rendezvousRoad->Start();
+    deviceRoad->Start();
+    m_Control->Start();
+    m_Data->Start();
     StartChannels();
     Tick();
     m_Context.run();
 }
 
-void CServer::Stop()
+void Server::Stop()
 {
     asio::post(m_Context, [this] { End(); });
 }
 
 // Loops are made by as many threads as there are processors, while the services answer already.
-void CServer::StartChannels()
+void Server::StartChannels()
 {
     const auto start = [this] {
-        const auto now = CChannel::Clock::now();
-        const auto& all = m_pChannels->All();
+        const auto now = Channel::Clock::now();
+        const auto& all = m_Channels->All();
         for (size_t i = 0; i < all.size();
              ++i)  // spread over the interval, so that their pictures don't come together
-            all[i]->Start(now + std::chrono::nanoseconds(1'000'000'000LL * static_cast<int64_t>(i) /
-                                                         static_cast<int64_t>(all.size()) /
-                                                         m_Options.m_Scene.m_iRate));
-        m_bChannelsReady = true;
+            all[i]->Start(now +
+                          std::chrono::nanoseconds(1'000'000'000LL * static_cast<int64_t>(i) /
+                                                   static_cast<int64_t>(all.size()) / m_Options.scene.rate));
+        m_ChannelsReady = true;
         SayReady();
     };
-    if (m_Options.m_iLoopSeconds == 0 || m_pChannels->All().empty()) {
+    if (m_Options.loopSeconds == 0 || m_Channels->All().empty()) {
         start();
         return;
     }
     const size_t threads =
-        std::min<size_t>(m_pChannels->All().size(), std::max(1U, std::thread::hardware_concurrency()));
+        std::min<size_t>(m_Channels->All().size(), std::max(1U, std::thread::hardware_concurrency()));
     auto next = std::make_shared<std::atomic<size_t>>(0);
     auto left = std::make_shared<std::atomic<size_t>>(threads);
     for (size_t i = 0; i < threads; ++i)
         m_Preparing.emplace_back([this, next, left, start] {
             try {
-                for (size_t channel = (*next)++; channel < m_pChannels->All().size(); channel = (*next)++)
-                    m_pChannels->All()[channel]->Prepare();
+                for (size_t channel = (*next)++; channel < m_Channels->All().size(); channel = (*next)++)
+                    m_Channels->All()[channel]->Prepare();
             } catch (const std::exception& e) {
                 std::fprintf(stderr, "watchwall-recorder: %s\n", e.what());
             }
@@ -290,79 +284,78 @@ void CServer::StartChannels()
         });
 }
 
-void CServer::OnPicture(int iChannel, const std::shared_ptr<const XCoded>& pCoded)
+void Server::OnPicture(int channel, const std::shared_ptr<const Coded>& coded)
 {
-    m_pData->OnPicture(iChannel, pCoded);
-    if (pCoded->m_Codec != ECodec::Mpeg4) return;
-    Bytes message = MakeVideoMessage(iChannel, pCoded->m_Bytes);
-    WriteU32(message.data(), m_pDeviceRoad->Faults().SpoilHeader(ReadU32(message.data())));
-    m_pDevice->OnMessage(Now(), iChannel, pCoded->m_bKey, std::make_shared<const Bytes>(std::move(message)));
+    m_Data->OnPicture(channel, coded);
+    if (coded->codec != ECodec::Mpeg4) return;
+    Bytes message = MakeVideoMessage(channel, coded->bytes);
+    WriteU32(message.data(), deviceRoad->GetFaults().SpoilHeader(ReadU32(message.data())));
+    m_Device->OnMessage(Now(), channel, coded->key, std::make_shared<const Bytes>(std::move(message)));
     Tick();
 }
 
-void CServer::Tick()
+void Server::Tick()
 {
     const TimeUs now = Now();
-    const TimeUs due = std::min(m_pRendezvous->OnTimer(now), m_pDevice->OnTimer(now));
+    const TimeUs due = std::min(m_Rendezvous->OnTimer(now), m_Device->OnTimer(now));
     SayReady();
     WakeAt(due);
 }
 
-void CServer::WakeAt(TimeUs iDue)
+void Server::WakeAt(TimeUs due)
 {
-    if (iDue == NEVER) return;
-    m_Timer.expires_at(std::chrono::steady_clock::time_point(std::chrono::microseconds(iDue)));
+    if (due == NEVER) return;
+    m_Timer.expires_at(std::chrono::steady_clock::time_point(std::chrono::microseconds(due)));
     m_Timer.async_wait([this](asio::error_code error) {
         if (!error) Tick();
     });
 }
 
-void CServer::SayReady()
+void Server::SayReady()
 {
-    if (!m_Ready || !m_bChannelsReady) return;
-    if (!m_pDevice->Registered() && !m_Options.m_Silent.contains(EService::Rendezvous)) return;
+    if (!m_Ready || !m_ChannelsReady) return;
+    if (!m_Device->Registered() && !m_Options.silent.contains(EService::Rendezvous)) return;
     std::exchange(m_Ready, nullptr)(*this);
 }
 
-void CServer::End()
+void Server::End()
 {
-    m_pRendezvousRoad->Flush();
-    m_pDeviceRoad->Flush();
+    rendezvousRoad->Flush();
+    deviceRoad->Flush();
     m_Context.stop();
 }
 
-std::string CServer::ReadyLine() const
+std::string Server::ReadyLine() const
 {
-    std::string clock = ClockText(m_Options.m_Scene, 0);
+    std::string clock = ClockText(m_Options.scene, 0);
     std::replace(clock.begin(), clock.end(), ' ', 'T');
-    return "ready id=" + std::to_string(m_Options.m_iNetId) + " directory=" + EndpointText(m_DirectoryAt) +
+    return "ready id=" + std::to_string(m_Options.netId) + " directory=" + EndpointText(m_DirectoryAt) +
            " rendezvous=" + EndpointText(m_RendezvousAt) + " device=" + EndpointText(m_DeviceAt) +
            " control=" + EndpointText(ControlAt()) + " data=" + EndpointText(DataAt()) +
-           " channels=" + std::to_string(m_Options.m_iChannels) +
-           " size=" + std::to_string(m_Options.m_Scene.m_iWidth) + "x" +
-           std::to_string(m_Options.m_Scene.m_iHeight) + " fps=" + std::to_string(m_Options.m_Scene.m_iRate) +
-           " clock=" + clock;
+           " channels=" + std::to_string(m_Options.channels) +
+           " size=" + std::to_string(m_Options.scene.width) + "x" + std::to_string(m_Options.scene.height) +
+           " fps=" + std::to_string(m_Options.scene.rate) + " clock=" + clock;
 }
 
-nlohmann::json CServer::Report() const
+nlohmann::json Server::Report() const
 {
-    std::vector<XCodecCounts> channels;
-    for (const auto& channel : m_pChannels->All())
+    std::vector<CodecCounts> channels;
+    for (const auto& channel : m_Channels->All())
         channels.push_back({channel->Counts(ECodec::Mpeg4), channel->Counts(ECodec::H264)});
-    return MakeReport({m_Options, static_cast<double>(Now() - m_iStarted) / SECOND, channels, *m_pDirectory,
-                       *m_pRendezvous, *m_pDevice, *m_pControl, *m_pData, *m_pRendezvousRoad, *m_pDeviceRoad});
+    return MakeReport({m_Options, static_cast<double>(Now() - m_Started) / SECOND, channels, *m_Directory,
+                       *m_Rendezvous, *m_Device, *m_Control, *m_Data, *rendezvousRoad, *deviceRoad});
 }
 
-int RunRecorder(const XOptions& options)
+int RunRecorder(const Options& options)
 {
     try {
-        CServer server(options);
-        server.Run(CServer::ESignals::Heed, [](const CServer& ready) {
+        Server server(options);
+        server.Run(Server::ESignals::Heed, [](const Server& ready) {
             const std::string line = ready.ReadyLine() + "\n";
             std::cout << line << std::flush;
-            if (!ready.Options().m_strReadyFile.empty()) WriteWhole(ready.Options().m_strReadyFile, line);
+            if (!ready.GetOptions().readyFile.empty()) WriteWhole(ready.GetOptions().readyFile, line);
         });
-        if (!options.m_strReport.empty()) WriteWhole(options.m_strReport, server.Report().dump(2) + "\n");
+        if (!options.report.empty()) WriteWhole(options.report, server.Report().dump(2) + "\n");
         return 0;
     } catch (const std::exception& e) {
         std::fprintf(stderr, "watchwall-recorder: %s\n", e.what());

@@ -22,29 +22,29 @@ namespace recorder
 
 // The whole recorder: directory, rendezvous, device, direct ports and channels. All protocol logic runs on the
 // thread that calls Run; each channel makes its pictures on a thread of its own and posts them there.
-class CServer
+class Server
 {
   public:
     // Binds all ports; throws asio::system_error when one is taken.
-    explicit CServer(XOptions options);
-    ~CServer();
-    CServer(const CServer&) = delete;
-    CServer& operator=(const CServer&) = delete;
+    explicit Server(Options options);
+    ~Server();
+    Server(const Server&) = delete;
+    Server& operator=(const Server&) = delete;
 
     // Serves until Stop, a signal that Run was told to heed, or the end of the time in the options. ready is
     // called once, on this thread, when clients can come.
     enum class ESignals { Ignore, Heed };
-    void Run(ESignals signals, const std::function<void(const CServer&)>& ready);
+    void Run(ESignals signals, const std::function<void(const Server&)>& ready);
     // From any thread, at any time.
     void Stop();
 
-    const XOptions& Options() const { return m_Options; }
+    const Options& GetOptions() const { return m_Options; }
     // The ports that are served on.
-    XEndpoint DirectoryAt() const { return m_DirectoryAt; }
-    XEndpoint RendezvousAt() const { return m_RendezvousAt; }
-    XEndpoint DeviceAt() const { return m_DeviceAt; }
-    XEndpoint ControlAt() const { return m_pControl->Local(); }
-    XEndpoint DataAt() const { return m_pData->Local(); }
+    Endpoint DirectoryAt() const { return m_DirectoryAt; }
+    Endpoint RendezvousAt() const { return m_RendezvousAt; }
+    Endpoint DeviceAt() const { return m_DeviceAt; }
+    Endpoint ControlAt() const { return m_Control->Local(); }
+    Endpoint DataAt() const { return m_Data->Local(); }
     // "ready id=1001 directory=127.0.0.1:6800 rendezvous=... device=... control=... data=... channels=4
     // size=704x576 fps=25 clock=..."
     std::string ReadyLine() const;
@@ -52,39 +52,39 @@ class CServer
     nlohmann::json Report() const;
 
   private:
-    class CChannels;
+    class Channels;
 
     void StartChannels();
     void Tick();
-    void WakeAt(TimeUs iDue);
-    void OnPicture(int iChannel, const std::shared_ptr<const XCoded>& pCoded);
+    void WakeAt(TimeUs due);
+    void OnPicture(int channel, const std::shared_ptr<const Coded>& coded);
     void SayReady();
     void End();
 
-    XOptions m_Options;
+    Options m_Options;
     asio::io_context m_Context;
     asio::steady_timer m_Timer;
     asio::steady_timer m_Limit;
     asio::signal_set m_Signals;
-    std::unique_ptr<CChannels> m_pChannels;
-    std::unique_ptr<CDirectoryServer> m_pDirectory;
-    std::unique_ptr<CUdpRoad> m_pRendezvousRoad;
-    std::unique_ptr<CUdpRoad> m_pDeviceRoad;
-    std::unique_ptr<CRendezvous> m_pRendezvous;
-    std::unique_ptr<CDeviceLink> m_pDevice;
-    std::unique_ptr<CControlServer> m_pControl;
-    std::unique_ptr<CDataServer> m_pData;
-    std::function<void(const CServer&)> m_Ready;
-    XEndpoint m_DirectoryAt;
-    XEndpoint m_RendezvousAt;
-    XEndpoint m_DeviceAt;
-    TimeUs m_iStarted = 0;
-    bool m_bChannelsReady = false;
+    std::unique_ptr<Channels> m_Channels;
+    std::unique_ptr<DirectoryServer> m_Directory;
+    std::unique_ptr<UdpRoad> rendezvousRoad;
+    std::unique_ptr<UdpRoad> deviceRoad;
+    std::unique_ptr<Rendezvous> m_Rendezvous;
+    std::unique_ptr<DeviceLink> m_Device;
+    std::unique_ptr<ControlServer> m_Control;
+    std::unique_ptr<DataServer> m_Data;
+    std::function<void(const Server&)> m_Ready;
+    Endpoint m_DirectoryAt;
+    Endpoint m_RendezvousAt;
+    Endpoint m_DeviceAt;
+    TimeUs m_Started = 0;
+    bool m_ChannelsReady = false;
     std::vector<std::thread> m_Preparing;
 };
 
 // Serves with these options until a signal: says that it is ready, writes the report at the end. The program's
 // result.
-int RunRecorder(const XOptions& options);
+int RunRecorder(const Options& options);
 
 }  // namespace recorder

@@ -25,32 +25,32 @@ std::string Trimmed(const std::string& text)
     return text.substr(first, text.find_last_not_of(BLANKS) - first + 1);
 }
 
-[[noreturn]] void Refuse(int iLine, const std::string& why)
+[[noreturn]] void Refuse(int line, const std::string& why)
 {
-    throw CSourcesFault("line " + std::to_string(iLine) + ": " + why);
+    throw SourcesFault("line " + std::to_string(line) + ": " + why);
 }
 
-int ChannelOf(const std::string& line, int iLine)
+int ChannelOf(const std::string& line, int lineNumber)
 {
     int channel = 0;
     int used = 0;
     if (std::sscanf(line.c_str(), "[%3d]%n", &channel, &used) != 1 ||
         static_cast<size_t>(used) != line.size() || channel < 1 || channel > MAX_CHANNELS)
-        Refuse(iLine, "a section is a channel, [1] to [" + std::to_string(MAX_CHANNELS) + "]");
+        Refuse(lineNumber, "a section is a channel, [1] to [" + std::to_string(MAX_CHANNELS) + "]");
     return channel;
 }
 
-void Set(XSourceEntry& entry, const std::string& key, const std::string& value, int iLine)
+void Set(SourceEntry& entry, const std::string& key, const std::string& value, int line)
 {
     if (key == "url") {
-        entry.m_strUrl = value;
+        entry.url = value;
     } else if (key == "name") {
-        entry.m_strName = value;
+        entry.name = value;
     } else if (key == "size") {
-        if (const auto wrong = CheckSize(value); !wrong.empty()) Refuse(iLine, wrong);
-        ParseSize(value, entry.m_iWidth, entry.m_iHeight);
+        if (const auto wrong = CheckSize(value); !wrong.empty()) Refuse(line, wrong);
+        ParseSize(value, entry.width, entry.height);
     } else {
-        Refuse(iLine, "'" + key + "' is none of url, name, size");
+        Refuse(line, "'" + key + "' is none of url, name, size");
     }
 }
 
@@ -74,10 +74,10 @@ std::string CheckSize(const std::string& text)
     return {};
 }
 
-std::map<int, XSourceEntry> ParseSources(const std::string& text)
+std::map<int, SourceEntry> ParseSources(const std::string& text)
 {
-    std::map<int, XSourceEntry> entries;
-    XSourceEntry* entry = nullptr;
+    std::map<int, SourceEntry> entries;
+    SourceEntry* entry = nullptr;
     std::istringstream in(text);
     int number = 0;
     for (std::string raw; std::getline(in, raw);) {
@@ -98,18 +98,18 @@ std::map<int, XSourceEntry> ParseSources(const std::string& text)
     return entries;
 }
 
-std::map<int, XSourceEntry> ReadSources(const std::string& path)
+std::map<int, SourceEntry> ReadSources(const std::string& path)
 {
     struct stat status {
     };
     if (::stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode))
-        throw CSourcesFault("there is no such file");
+        throw SourcesFault("there is no such file");
     if ((status.st_mode & OTHERS) != 0)
-        throw CSourcesFault("others may read or write it; it holds passwords: chmod 600");
+        throw SourcesFault("others may read or write it; it holds passwords: chmod 600");
     std::ifstream in(path, std::ios::binary);
     std::stringstream text;
     text << in.rdbuf();
-    if (!in) throw CSourcesFault("it can't be read");
+    if (!in) throw SourcesFault("it can't be read");
     return ParseSources(text.str());
 }
 

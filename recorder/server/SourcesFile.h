@@ -8,15 +8,15 @@ namespace recorder
 {
 
 // What the file says of one channel; what is left out stays as the command line has it.
-struct XSourceEntry {
-    std::string m_strUrl;
-    std::string m_strName;
-    int m_iWidth = 0;
-    int m_iHeight = 0;
+struct SourceEntry {
+    std::string url;
+    std::string name;
+    int width = 0;
+    int height = 0;
 };
 
 // A file that can't be used, and why; never with what stands in it behind a '='.
-class CSourcesFault : public std::runtime_error
+class SourcesFault : public std::runtime_error
 {
   public:
     using std::runtime_error::runtime_error;
@@ -29,10 +29,10 @@ class CSourcesFault : public std::runtime_error
 //   name = Gate
 //   size = 1280x720
 //
-// Throws CSourcesFault.
-std::map<int, XSourceEntry> ParseSources(const std::string& text);
+// Throws SourcesFault.
+std::map<int, SourceEntry> ParseSources(const std::string& text);
 // The same from a file, which only its owner may read, since it holds passwords.
-std::map<int, XSourceEntry> ReadSources(const std::string& path);
+std::map<int, SourceEntry> ReadSources(const std::string& path);
 
 // "WIDTHxHEIGHT"; what is wrong with it, or empty.
 std::string CheckSize(const std::string& text);

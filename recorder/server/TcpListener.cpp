@@ -11,10 +11,10 @@ namespace
 
 constexpr std::chrono::milliseconds ACCEPT_AGAIN_AFTER{100};
 
-asio::ip::tcp::acceptor Listen(asio::io_context& context, const XEndpoint& at)
+asio::ip::tcp::acceptor Listen(asio::io_context& context, const Endpoint& at)
 {
     try {
-        return {context, asio::ip::tcp::endpoint(asio::ip::address_v4(at.m_dwAddress), at.m_usPort)};
+        return {context, asio::ip::tcp::endpoint(asio::ip::address_v4(at.address), at.port)};
     } catch (const asio::system_error& e) {
         throw asio::system_error(e.code(), "can't serve on TCP " + EndpointText(at));
     }
@@ -22,18 +22,18 @@ asio::ip::tcp::acceptor Listen(asio::io_context& context, const XEndpoint& at)
 
 }  // namespace
 
-CTcpListener::CTcpListener(asio::io_context& context, const XEndpoint& at, Accepted accepted)
+TcpListener::TcpListener(asio::io_context& context, const Endpoint& at, Accepted accepted)
     : m_Acceptor(Listen(context, at)), m_Again(context), m_Accepted(std::move(accepted))
 {
 }
 
-XEndpoint CTcpListener::Local() const
+Endpoint TcpListener::Local() const
 {
     const auto local = m_Acceptor.local_endpoint();
     return {local.address().to_v4().to_uint(), local.port()};
 }
 
-void CTcpListener::AcceptNext()
+void TcpListener::AcceptNext()
 {
     m_Acceptor.async_accept([this](asio::error_code error, asio::ip::tcp::socket socket) {
         if (error == asio::error::operation_aborted || !m_Acceptor.is_open()) return;

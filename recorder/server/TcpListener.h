@@ -9,16 +9,16 @@ namespace recorder
 {
 
 // Takes connections on one TCP port. Everything happens on the thread that runs the context.
-class CTcpListener
+class TcpListener
 {
   public:
     using Accepted = std::function<void(asio::ip::tcp::socket)>;
 
     // Binds at once; throws asio::system_error, which names the port, when it can't.
-    CTcpListener(asio::io_context& context, const XEndpoint& at, Accepted accepted);
+    TcpListener(asio::io_context& context, const Endpoint& at, Accepted accepted);
 
     void Start() { AcceptNext(); }
-    XEndpoint Local() const;
+    Endpoint Local() const;
 
   private:
     void AcceptNext();

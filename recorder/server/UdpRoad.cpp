@@ -24,21 +24,21 @@ TimeUs Now()
         .count();
 }
 
-asio::ip::udp::endpoint ToAsio(const XEndpoint& endpoint)
+asio::ip::udp::endpoint ToAsio(const Endpoint& endpoint)
 {
-    return {asio::ip::address_v4(endpoint.m_dwAddress), endpoint.m_usPort};
+    return {asio::ip::address_v4(endpoint.address), endpoint.port};
 }
 
-XEndpoint FromAsio(const asio::ip::udp::endpoint& endpoint)
+Endpoint FromAsio(const asio::ip::udp::endpoint& endpoint)
 {
     return {endpoint.address().to_v4().to_uint(), endpoint.port()};
 }
 
-CUdpRoad::CUdpRoad(asio::io_context& context, const XEndpoint& at, const XFaultRates& rates, uint32_t dwSeed,
-                   std::set<ECarries> faultsOn, Receive receive)
+UdpRoad::UdpRoad(asio::io_context& context, const Endpoint& at, const FaultRates& rates, uint32_t seed,
+                 std::set<ECarries> faultsOn, Receive receive)
     : m_Socket(context, asio::ip::udp::v4()),
       m_Delayed(context),
-      m_Faults(rates, dwSeed),
+      m_Faults(rates, seed),
       m_FaultsOn(std::move(faultsOn)),
       m_Receive(std::move(receive))
 {
@@ -53,17 +53,17 @@ CUdpRoad::CUdpRoad(asio::io_context& context, const XEndpoint& at, const XFaultR
     JoinReceived(m_Socket.native_handle());
 }
 
-void CUdpRoad::Start()
+void UdpRoad::Start()
 {
     ReadNext();
 }
 
-XEndpoint CUdpRoad::Local() const
+Endpoint UdpRoad::Local() const
 {
     return FromAsio(m_Socket.local_endpoint());
 }
 
-void CUdpRoad::ReadNext()
+void UdpRoad::ReadNext()
 {
     m_Socket.async_wait(asio::ip::udp::socket::wait_read, [this](asio::error_code error) {
         if (error == asio::error::operation_aborted || !m_Socket.is_open()) return;
@@ -72,18 +72,18 @@ void CUdpRoad::ReadNext()
     });
 }
 
-void CUdpRoad::Read()
+void UdpRoad::Read()
 {
-    XBurst burst;
+    Burst burst;
     for (int i = 0; i < READS_AT_ONCE; ++i) {
         if (ReceiveBurst(m_Socket.native_handle(), m_Buffer, burst) != 0) return;
         do {  // an empty datagram is one too
-            m_Receive(burst.m_From, TakeSegment(burst.m_Bytes, burst.m_ulSegment));
-        } while (!burst.m_Bytes.empty());
+            m_Receive(burst.from, TakeSegment(burst.bytes, burst.segment));
+        } while (!burst.bytes.empty());
     }
 }
 
-void CUdpRoad::Send(const XEndpoint& to, Bytes bytes, ECarries carries)
+void UdpRoad::Send(const Endpoint& to, Bytes bytes, ECarries carries)
 {
     if (m_FaultsOn.contains(carries)) {
         const TimeUs now = Now();
@@ -95,20 +95,20 @@ void CUdpRoad::Send(const XEndpoint& to, Bytes bytes, ECarries carries)
     FlushSoon();
 }
 
-void CUdpRoad::FlushSoon()
+void UdpRoad::FlushSoon()
 {
-    if (m_bFlushComes || m_Ready.empty()) return;
-    m_bFlushComes = true;
-    asio::post(m_Socket.get_executor(), [this, alive = std::weak_ptr(m_pAlive)] {
+    if (m_FlushComes || m_Ready.empty()) return;
+    m_FlushComes = true;
+    asio::post(m_Socket.get_executor(), [this, alive = std::weak_ptr(m_Alive)] {
         if (alive.expired()) return;
-        m_bFlushComes = false;
+        m_FlushComes = false;
         Flush();
     });
 }
 
-void CUdpRoad::Flush()
+void UdpRoad::Flush()
 {
-    for (std::span<const XDatagram> left = m_Ready; !left.empty();) {
+    for (std::span<const Datagram> left = m_Ready; !left.empty();) {
         const auto run = left.first(CountRun(left));
         if (!SendTogether(run)) SendSingly(run);
         left = left.subspan(run.size());
@@ -117,31 +117,31 @@ void CUdpRoad::Flush()
 }
 
 // False when nothing was sent and it is worth to try them one by one.
-bool CUdpRoad::SendTogether(std::span<const XDatagram> run)
+bool UdpRoad::SendTogether(std::span<const Datagram> run)
 {
-    if (!m_bRuns || run.size() == 1) return false;
+    if (!m_Runs || run.size() == 1) return false;
     const int error = SendRun(m_Socket.native_handle(), run);
     if (IsRunRefused(error)) {
-        m_bRuns = false;
+        m_Runs = false;
         return false;
     }
-    (error != 0 ? m_ulNotSent : m_ulSent) += run.size();
+    (error != 0 ? m_NotSent : m_Sent) += run.size();
     return true;
 }
 
-void CUdpRoad::SendSingly(std::span<const XDatagram> run)
+void UdpRoad::SendSingly(std::span<const Datagram> run)
 {
-    for (const XDatagram& datagram : run) {
+    for (const Datagram& datagram : run) {
         asio::error_code error;
-        m_Socket.send_to(asio::buffer(datagram.m_Bytes), ToAsio(datagram.m_To), 0, error);
-        ++(error ? m_ulNotSent : m_ulSent);
+        m_Socket.send_to(asio::buffer(datagram.bytes), ToAsio(datagram.to), 0, error);
+        ++(error ? m_NotSent : m_Sent);
     }
 }
 
-void CUdpRoad::WaitForDelayed(TimeUs iDue)
+void UdpRoad::WaitForDelayed(TimeUs due)
 {
-    if (iDue == NEVER) return;
-    m_Delayed.expires_at(std::chrono::steady_clock::time_point(std::chrono::microseconds(iDue)));
+    if (due == NEVER) return;
+    m_Delayed.expires_at(std::chrono::steady_clock::time_point(std::chrono::microseconds(due)));
     m_Delayed.async_wait([this](asio::error_code error) {
         if (error) return;
         WaitForDelayed(m_Faults.Release(Now(), m_Ready));

@@ -17,9 +17,9 @@ namespace
 constexpr std::uint16_t SOCKET_VERSION = 0x0202;
 
 /// The decimal number at the start of a text; 0 when there is none, the nearest value when it is too large.
-std::int32_t DecimalValue(const std::string& strText)
+std::int32_t DecimalValue(const std::string& text)
 {
-    const long value = std::strtol(strText.c_str(), nullptr, 10);
+    const long value = std::strtol(text.c_str(), nullptr, 10);
     return static_cast<std::int32_t>(std::clamp<long>(value, std::numeric_limits<std::int32_t>::min(),
                                                       std::numeric_limits<std::int32_t>::max()));
 }
@@ -41,12 +41,12 @@ class CSocketLayer
     const bool m_bStarted;
 };
 
-SOCKET Connect(const XEndpoints& endpoints)
+SOCKET Connect(const Endpoints& endpoints)
 {
     sockaddr_in server{};
     server.sin_family = AF_INET;
-    server.sin_port = htons(endpoints.m_usDirectoryPort);
-    if (!ResolveHost(endpoints.m_strHost, server.sin_addr)) return INVALID_SOCKET;
+    server.sin_port = htons(endpoints.directoryPort);
+    if (!ResolveHost(endpoints.host, server.sin_addr)) return INVALID_SOCKET;
     const SOCKET connection = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP);
     if (connection == INVALID_SOCKET) return INVALID_SOCKET;
     if (connect(connection, reinterpret_cast<const sockaddr*>(&server), sizeof server) == 0) return connection;
@@ -56,12 +56,12 @@ SOCKET Connect(const XEndpoints& endpoints)
 
 /// Sends the question and reads the reply, each in one call. The reply ends at its first zero byte; a failed
 /// read leaves it empty.
-std::string Ask(SOCKET connection, const XEndpoints& endpoints, const std::string& strQuestion)
+std::string Ask(SOCKET connection, const Endpoints& endpoints, const std::string& question)
 {
-    const auto timeout = endpoints.m_ulReplyTimeoutMs;
+    const auto timeout = endpoints.replyTimeoutMs;
     const timeval limit{static_cast<time_t>(timeout / 1000), static_cast<suseconds_t>(timeout % 1000 * 1000)};
     setsockopt(connection, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-    send(connection, strQuestion.data(), strQuestion.size(), SOCKET_SEND_FLAGS);
+    send(connection, question.data(), question.size(), SOCKET_SEND_FLAGS);
 
     char reply[DIRECTORY_REPLY_BYTES + 1];  // a full reply is terminated behind its last byte
     ssize_t count = 0;
@@ -72,53 +72,53 @@ std::string Ask(SOCKET connection, const XEndpoints& endpoints, const std::strin
     return reply;
 }
 
-/// Cuts the text before the next colon off `strRest`, with the colon; without a colon nothing is left and the
+/// Cuts the text before the next colon off `rest`, with the colon; without a colon nothing is left and the
 /// field is empty.
-std::string_view CutField(std::string_view& strRest)
+std::string_view CutField(std::string_view& rest)
 {
-    const auto colon = strRest.find(':');
+    const auto colon = rest.find(':');
     if (colon == std::string_view::npos) {
-        strRest = {};
+        rest = {};
         return {};
     }
-    const auto field = strRest.substr(0, colon);
-    strRest.remove_prefix(colon + 1);
+    const auto field = rest.substr(0, colon);
+    rest.remove_prefix(colon + 1);
     return field;
 }
 
 }  // namespace
 
-std::string LookUpAddress(const XEndpoints& endpoints, const std::string& strNetAddress)
+std::string LookUpAddress(const Endpoints& endpoints, const std::string& netAddress)
 {
     const CSocketLayer layer;
-    if (!layer.IsStarted()) return strNetAddress;
+    if (!layer.IsStarted()) return netAddress;
     const SOCKET connection = Connect(endpoints);
-    if (connection == INVALID_SOCKET) return strNetAddress;
-    std::string strReply = Ask(connection, endpoints, "getip?domainname=" + strNetAddress);
+    if (connection == INVALID_SOCKET) return netAddress;
+    std::string reply = Ask(connection, endpoints, "getip?domainname=" + netAddress);
     closesocket(connection);
     // An unreadable reply is taken for "failed".
-    if (strReply.empty() || strReply.front() == 'f') return strNetAddress;
-    return strReply;
+    if (reply.empty() || reply.front() == 'f') return netAddress;
+    return reply;
 }
 
-bool LookUpChannels(const XEndpoints& endpoints, const std::string& strAddress, std::int32_t& iNetID,
-                    std::int32_t& iChannelCount)
+bool LookUpChannels(const Endpoints& endpoints, const std::string& address, std::int32_t& netID,
+                    std::int32_t& channelCount)
 {
     const CSocketLayer layer;
     if (!layer.IsStarted()) return false;
     const SOCKET connection = Connect(endpoints);
     if (connection == INVALID_SOCKET) return false;
-    const std::string strReply = Ask(connection, endpoints, "getip2?domainname=" + strAddress);
-    ParseChannelReply(strReply, strAddress, iNetID, iChannelCount);
+    const std::string reply = Ask(connection, endpoints, "getip2?domainname=" + address);
+    ParseChannelReply(reply, address, netID, channelCount);
     closesocket(connection);
     return true;
 }
 
-void ParseChannelReply(std::string_view strReply, const std::string& strAddress, std::int32_t& iNetID,
-                       std::int32_t& iChannelCount)
+void ParseChannelReply(std::string_view reply, const std::string& address, std::int32_t& netID,
+                       std::int32_t& channelCount)
 {
-    if (strReply.starts_with(':')) return;
-    iNetID = DecimalValue(strAddress);
-    CutField(strReply);
-    iChannelCount = DecimalValue(std::string(CutField(strReply)));
+    if (reply.starts_with(':')) return;
+    netID = DecimalValue(address);
+    CutField(reply);
+    channelCount = DecimalValue(std::string(CutField(reply)));
 }

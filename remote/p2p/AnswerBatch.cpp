@@ -13,24 +13,24 @@ constexpr std::size_t BATCH_ANSWERS = 64;  // the network code cuts no more than
 
 void CAnswerBatch::SendDatagram(std::span<const std::uint8_t> datagram, const sockaddr_in& to)
 {
-    const bool bSame = datagram.size() == m_ulSize && to.sin_addr.s_addr == m_To.sin_addr.s_addr &&
-                       to.sin_port == m_To.sin_port;
-    if (!bSame || m_Bytes.size() >= BATCH_ANSWERS * m_ulSize) Flush();
-    m_ulSize = datagram.size();
+    const bool same =
+        datagram.size() == m_Size && to.sin_addr.s_addr == m_To.sin_addr.s_addr && to.sin_port == m_To.sin_port;
+    if (!same || m_Bytes.size() >= BATCH_ANSWERS * m_Size) Flush();
+    m_Size = datagram.size();
     m_To = to;
     m_Bytes.insert(m_Bytes.end(), datagram.begin(), datagram.end());
 }
 
 void CAnswerBatch::Flush()
 {
-    if (m_bSegments && m_Bytes.size() > m_ulSize) {
+    if (m_bSegments && m_Bytes.size() > m_Size) {
         if (SendSegmented())
             m_Bytes.clear();
         else
             m_bSegments = false;
     }
-    for (std::size_t at = 0; at < m_Bytes.size(); at += m_ulSize)
-        sendto(m_hSocket, m_Bytes.data() + at, m_ulSize, SOCKET_SEND_FLAGS,
+    for (std::size_t at = 0; at < m_Bytes.size(); at += m_Size)
+        sendto(m_hSocket, m_Bytes.data() + at, m_Size, SOCKET_SEND_FLAGS,
                reinterpret_cast<const sockaddr*>(&m_To), sizeof m_To);
     m_Bytes.clear();
 }
@@ -52,7 +52,7 @@ bool CAnswerBatch::SendSegmented() const
     header->cmsg_level = SOL_UDP;
     header->cmsg_type = UDP_SEGMENT;
     header->cmsg_len = CMSG_LEN(sizeof(std::uint16_t));
-    const auto usSize = static_cast<std::uint16_t>(m_ulSize);
-    std::memcpy(CMSG_DATA(header), &usSize, sizeof usSize);
+    const auto size = static_cast<std::uint16_t>(m_Size);
+    std::memcpy(CMSG_DATA(header), &size, sizeof size);
     return sendmsg(m_hSocket, &message, SOCKET_SEND_FLAGS) >= 0;
 }

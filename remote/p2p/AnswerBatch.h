@@ -23,9 +23,9 @@ class CAnswerBatch final : public IP2POutput
     ~CAnswerBatch() override = default;
 
     void SendDatagram(std::span<const std::uint8_t> datagram, const sockaddr_in& to) override;
-    void DeliverData(const char* szName, std::span<const std::uint8_t> data, const sockaddr_in& from) override
+    void DeliverData(const char* name, std::span<const std::uint8_t> data, const sockaddr_in& from) override
     {
-        m_Output.DeliverData(szName, data, from);
+        m_Output.DeliverData(name, data, from);
     }
 
     /// Sends what is held back, in order; failures are ignored.
@@ -39,6 +39,6 @@ class CAnswerBatch final : public IP2POutput
     bool m_bSegments = true;  // until the network code refuses
     // answers of one size to one address
     std::vector<std::uint8_t> m_Bytes;
-    std::size_t m_ulSize = 0;
+    std::size_t m_Size = 0;
     sockaddr_in m_To{};
 };

@@ -20,48 +20,48 @@ class CDatagramReader
     /// Pieces that one call reads at most.
     static constexpr std::size_t PIECES = 8;
 
-    enum class WAIT {
+    enum class EWait {
         ForOne,  // until something is there
         No,
     };
 
     /// Borrows the socket and has the network code keep bursts together, where it can. Datagrams are cut to
-    /// `ulLimit` bytes, at least 1.
-    CDatagramReader(SOCKET socket, std::size_t ulLimit);
+    /// `limit` bytes, at least 1.
+    CDatagramReader(SOCKET socket, std::size_t limit);
 
     /// Reads what is there; what was read before is gone. False, with errno, when nothing came. A socket that
     /// was shut down gives empty datagrams.
-    bool Read(WAIT wait);
+    bool Read(EWait wait);
 
     /// The next datagram that was read, valid until the next Read, and its source. False when there is none
     /// left.
     bool Next(std::span<const std::uint8_t>& datagram, sockaddr_in& from);
 
     /// Whether the last Read may have left something behind.
-    bool IsMoreLikely() const { return m_ulRead == PIECES; }
+    bool IsMoreLikely() const { return m_Read == PIECES; }
 
   private:
     // Whatever the network code put together, an IPv4 packet bounds it.
     static constexpr std::size_t PIECE_BYTES = std::size_t{1} << 16;
 
-    struct XPiece {
-        alignas(cmsghdr) std::uint8_t m_Control[CMSG_SPACE(sizeof(int))];
-        sockaddr_in m_From;
-        iovec m_Part;
+    struct Piece {
+        alignas(cmsghdr) std::uint8_t control[CMSG_SPACE(sizeof(int))];
+        sockaddr_in from;
+        iovec part;
     };
 
     const SOCKET m_hSocket;
-    const std::size_t m_ulLimit;
+    const std::size_t m_Limit;
     // One behind the other; the first alone is in use, and warm, while little comes.
     const std::unique_ptr<std::uint8_t[]> m_pBytes;
-    std::array<XPiece, PIECES> m_Pieces{};
+    std::array<Piece, PIECES> m_Pieces{};
     std::array<mmsghdr, PIECES> m_Messages{};
     // what the last Read brought, and how far Next is
-    std::size_t m_ulRead = 0;
-    std::size_t m_ulPiece = 0;
-    std::size_t m_ulOffset = 0;
-    std::size_t m_ulSegment = 0;
+    std::size_t m_Read = 0;
+    std::size_t m_Piece = 0;
+    std::size_t m_Offset = 0;
+    std::size_t m_Segment = 0;
 };
 
 /// The bytes of each datagram but the last in what recvmsg gave; all of them when nothing sound is told.
-std::size_t ReadSegmentBytes(const msghdr& message, std::size_t ulBytes);
+std::size_t ReadSegmentBytes(const msghdr& message, std::size_t bytes);

@@ -12,17 +12,17 @@ inline constexpr std::uint32_t MESSAGE_CUT_BYTES = 1024;      // what one datagr
 inline constexpr std::uint32_t MESSAGE_LIMIT_BYTES = 101376;  // the longest message: 352 x 288 bytes
 inline constexpr int CHANNEL_COUNT = 64;                      // what the header can name
 
-struct XMessageHeader {
-    std::int32_t m_iChannel = 0;
-    std::int32_t m_iDirection = 0;
-    std::uint32_t m_ulLength = 0;
+struct MessageHeader {
+    std::int32_t channel = 0;
+    std::int32_t direction = 0;
+    std::uint32_t length = 0;
 };
 
 /// Reads the header word; bytes that are missing count as zero.
-XMessageHeader ReadMessageHeader(std::span<const std::uint8_t> message);
+MessageHeader ReadMessageHeader(std::span<const std::uint8_t> message);
 
 /// The header word in the client's direction. The channel number is not masked: one above 63 spills upwards.
-std::uint32_t MakeMessageHeader(std::int32_t iChannel, std::uint32_t ulLength);
+std::uint32_t MakeMessageHeader(std::int32_t channel, std::uint32_t length);
 
 /// Puts one message after the other together from datagrams, in the order in which they come. There is neither
 /// a sequence number nor a check of the sender: a lost datagram makes a message take its missing bytes from the
@@ -36,7 +36,7 @@ std::uint32_t MakeMessageHeader(std::int32_t iChannel, std::uint32_t ulLength);
 class CMessageAssembler
 {
   public:
-    enum class RESULT {
+    enum class EResult {
         More,      // the message isn't complete
         Complete,  // it is: GetMessage; the next datagram begins a new one
         Dropped,   // it is, but it didn't fit; the next datagram begins a new one
@@ -45,10 +45,10 @@ class CMessageAssembler
     /// The buffer is borrowed for the life of the object.
     explicit CMessageAssembler(std::span<std::uint8_t> buffer) : m_Buffer(buffer) {}
 
-    RESULT Feed(std::span<const std::uint8_t> datagram);
+    EResult Feed(std::span<const std::uint8_t> datagram);
 
     /// What has been put together so far; after Complete the whole message, until the next Feed.
-    std::span<const std::uint8_t> GetMessage() const { return m_Buffer.first(m_ulCount); }
+    std::span<const std::uint8_t> GetMessage() const { return m_Buffer.first(m_Count); }
 
     /// Whether a message has begun and isn't complete.
     bool IsInside() const { return m_bInside; }
@@ -57,7 +57,7 @@ class CMessageAssembler
     void Begin(std::span<const std::uint8_t> datagram);
 
     const std::span<std::uint8_t> m_Buffer;
-    std::size_t m_ulCount = 0;    // bytes in the buffer
+    std::size_t m_Count = 0;      // bytes in the buffer
     std::int64_t m_iMissing = 0;  // bytes that the message still lacks by its header
     bool m_bInside = false;
     bool m_bTooLarge = false;  // the message doesn't fit

@@ -4,99 +4,99 @@
 #include <string_view>
 #include <utility>
 
-CMessageRouter::XSender& CMessageRouter::SenderAt(const PEER_ADDRESS& address)
+CMessageRouter::Sender& CMessageRouter::SenderAt(const PEER_ADDRESS& address)
 {
     const auto known =
-        std::ranges::find_if(m_Senders, [&](const auto& sender) { return sender->m_Address == address; });
+        std::ranges::find_if(m_Senders, [&](const auto& sender) { return sender->address == address; });
     if (known != m_Senders.end()) return **known;
-    auto sender = std::make_unique<XSender>();
-    sender->m_Address = address;
+    auto sender = std::make_unique<Sender>();
+    sender->address = address;
     if (m_Senders.size() < SENDER_LIMIT) return *m_Senders.emplace_back(std::move(sender));
     // The last one that has brought the fewest, so that strangers share one place.
-    const auto least = std::min_element(
-        m_Senders.rbegin(), m_Senders.rend(),
-        [](const auto& left, const auto& right) { return left->m_ulMessages < right->m_ulMessages; });
+    const auto least =
+        std::min_element(m_Senders.rbegin(), m_Senders.rend(),
+                         [](const auto& left, const auto& right) { return left->messages < right->messages; });
     *least = std::move(sender);
     return **least;
 }
 
-void CMessageRouter::Feed(const char* szName, std::span<const std::uint8_t> data, const sockaddr_in& from,
-                          std::uint32_t dwTick)
+void CMessageRouter::Feed(const char* name, std::span<const std::uint8_t> data, const sockaddr_in& from,
+                          std::uint32_t tick)
 {
-    XSender& sender = SenderAt(PEER_ADDRESS::From(from));
-    switch (sender.m_Assembler.Feed(data)) {
-        case CMessageAssembler::RESULT::More:
+    Sender& sender = SenderAt(PEER_ADDRESS::From(from));
+    switch (sender.assembler.Feed(data)) {
+        case CMessageAssembler::EResult::More:
             break;
-        case CMessageAssembler::RESULT::Complete:
-            ++sender.m_ulMessages;
-            Deliver(szName, sender.m_Assembler.GetMessage(), dwTick);
+        case CMessageAssembler::EResult::Complete:
+            ++sender.messages;
+            Deliver(name, sender.assembler.GetMessage(), tick);
             break;
-        case CMessageAssembler::RESULT::Dropped:
-            CLinkCounters::Count(m_Counters.m_ulDropped);
+        case CMessageAssembler::EResult::Dropped:
+            CLinkCounters::Count(m_Counters.dropped);
             break;
     }
 }
 
-void CMessageRouter::Deliver(const char* szName, std::span<const std::uint8_t> message, std::uint32_t dwTick)
+void CMessageRouter::Deliver(const char* name, std::span<const std::uint8_t> message, std::uint32_t tick)
 {
-    XMessage delivered;
-    std::string_view(szName).copy(delivered.m_szName, P2P_NAME_BYTES - 1);
-    delivered.m_Data.assign(message.begin(), message.end());
-    delivered.m_dwTick = dwTick;
-    const auto iChannel = static_cast<std::size_t>(ReadMessageHeader(message).m_iChannel);
+    Message delivered;
+    std::string_view(name).copy(delivered.name, P2P_NAME_BYTES - 1);
+    delivered.data.assign(message.begin(), message.end());
+    delivered.tick = tick;
+    const auto channel = static_cast<std::size_t>(ReadMessageHeader(message).channel);
     {
         const std::lock_guard lock(m_cs);
-        XInbox& inbox = m_Inboxes[iChannel];
-        if (inbox.m_iOpen == 0) {
-            CLinkCounters::Count(m_Counters.m_ulForeign);
+        Inbox& inbox = m_Inboxes[channel];
+        if (inbox.open == 0) {
+            CLinkCounters::Count(m_Counters.foreign);
             return;
         }
-        if (inbox.m_ulBytes + message.size() > INBOX_LIMIT_BYTES) {
-            CLinkCounters::Count(m_Counters.m_ulDropped);
+        if (inbox.bytes + message.size() > INBOX_LIMIT_BYTES) {
+            CLinkCounters::Count(m_Counters.dropped);
             return;
         }
-        CLinkCounters::Count(m_Counters.m_ulMessages);
-        inbox.m_ulBytes += message.size();
-        inbox.m_Messages.push_back(std::move(delivered));
+        CLinkCounters::Count(m_Counters.messages);
+        inbox.bytes += message.size();
+        inbox.messages.push_back(std::move(delivered));
     }
-    m_Inboxes[iChannel].m_Changed.notify_one();
+    m_Inboxes[channel].changed.notify_one();
 }
 
-void CMessageRouter::OpenChannel(std::int32_t iChannel)
+void CMessageRouter::OpenChannel(std::int32_t channel)
 {
-    if (!IsChannel(iChannel)) return;
+    if (!IsChannel(channel)) return;
     const std::lock_guard lock(m_cs);
-    ++m_Inboxes[static_cast<std::size_t>(iChannel)].m_iOpen;
+    ++m_Inboxes[static_cast<std::size_t>(channel)].open;
 }
 
-void CMessageRouter::CloseChannel(std::int32_t iChannel)
+void CMessageRouter::CloseChannel(std::int32_t channel)
 {
-    if (!IsChannel(iChannel)) return;
-    std::deque<XMessage> emptied;  // freed behind the lock
+    if (!IsChannel(channel)) return;
+    std::deque<Message> emptied;  // freed behind the lock
     const std::lock_guard lock(m_cs);
-    XInbox& inbox = m_Inboxes[static_cast<std::size_t>(iChannel)];
-    if (--inbox.m_iOpen > 0) return;
-    std::swap(inbox.m_Messages, emptied);
-    inbox.m_ulBytes = 0;
+    Inbox& inbox = m_Inboxes[static_cast<std::size_t>(channel)];
+    if (--inbox.open > 0) return;
+    std::swap(inbox.messages, emptied);
+    inbox.bytes = 0;
 }
 
-std::condition_variable& CMessageRouter::Changed(std::int32_t iChannel)
+std::condition_variable& CMessageRouter::Changed(std::int32_t channel)
 {
-    return IsChannel(iChannel) ? m_Inboxes[static_cast<std::size_t>(iChannel)].m_Changed : m_NoChannelChanged;
+    return IsChannel(channel) ? m_Inboxes[static_cast<std::size_t>(channel)].changed : m_NoChannelChanged;
 }
 
-bool CMessageRouter::HasMessage(std::int32_t iChannel) const
+bool CMessageRouter::HasMessage(std::int32_t channel) const
 {
-    return IsChannel(iChannel) && !m_Inboxes[static_cast<std::size_t>(iChannel)].m_Messages.empty();
+    return IsChannel(channel) && !m_Inboxes[static_cast<std::size_t>(channel)].messages.empty();
 }
 
-std::optional<CMessageRouter::XMessage> CMessageRouter::Take(std::int32_t iChannel)
+std::optional<CMessageRouter::Message> CMessageRouter::Take(std::int32_t channel)
 {
-    if (!HasMessage(iChannel)) return std::nullopt;
-    XInbox& inbox = m_Inboxes[static_cast<std::size_t>(iChannel)];
-    XMessage message = std::move(inbox.m_Messages.front());
-    inbox.m_Messages.pop_front();
-    inbox.m_ulBytes -= message.m_Data.size();
+    if (!HasMessage(channel)) return std::nullopt;
+    Inbox& inbox = m_Inboxes[static_cast<std::size_t>(channel)];
+    Message message = std::move(inbox.messages.front());
+    inbox.messages.pop_front();
+    inbox.bytes -= message.data.size();
     return message;
 }
 
@@ -106,7 +106,7 @@ void CMessageRouter::Wake()
         // Whoever has asked already but does not wait yet holds the lock.
         const std::lock_guard lock(m_cs);
     }
-    for (XInbox& inbox : m_Inboxes)
-        inbox.m_Changed.notify_all();
+    for (Inbox& inbox : m_Inboxes)
+        inbox.changed.notify_all();
     m_NoChannelChanged.notify_all();
 }

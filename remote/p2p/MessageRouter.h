@@ -23,10 +23,10 @@ class CMessageRouter
 {
   public:
     /// A message with the name of who sent its last datagram, and when that came.
-    struct XMessage {
-        char m_szName[P2P_NAME_BYTES] = {};
-        std::vector<std::uint8_t> m_Data;
-        std::uint32_t m_dwTick = 0;  // milliseconds of the session's clock
+    struct Message {
+        char name[P2P_NAME_BYTES] = {};
+        std::vector<std::uint8_t> data;
+        std::uint32_t tick = 0;  // milliseconds of the session's clock
     };
     using DEADLINE = std::optional<std::chrono::steady_clock::time_point>;
 
@@ -40,60 +40,60 @@ class CMessageRouter
     /// What is thrown away is counted there; it must outlive the router.
     explicit CMessageRouter(CLinkCounters& counters) : m_Counters(counters) {}
 
-    /// Takes the data of one datagram that came from `from` at `dwTick`. Receiving thread only.
-    void Feed(const char* szName, std::span<const std::uint8_t> data, const sockaddr_in& from,
-              std::uint32_t dwTick);
+    /// Takes the data of one datagram that came from `from` at `tick`. Receiving thread only.
+    void Feed(const char* name, std::span<const std::uint8_t> data, const sockaddr_in& from,
+              std::uint32_t tick);
 
     /// Opens the channel's inbox, empty; opened twice, it has to be closed twice. A number that no header can
     /// name has none.
-    void OpenChannel(std::int32_t iChannel);
-    void CloseChannel(std::int32_t iChannel);
+    void OpenChannel(std::int32_t channel);
+    void CloseChannel(std::int32_t channel);
 
     /// Waits for the channel's next message, until `ended()` holds, which is asked again at each Wake, or until
     /// the deadline.
     template <typename ENDED>
-    std::optional<XMessage> Receive(std::int32_t iChannel, ENDED ended, const DEADLINE& deadline = std::nullopt)
+    std::optional<Message> Receive(std::int32_t channel, ENDED ended, const DEADLINE& deadline = std::nullopt)
     {
-        const auto there = [&] { return HasMessage(iChannel) || ended(); };
+        const auto there = [&] { return HasMessage(channel) || ended(); };
         std::unique_lock lock(m_cs);
         if (deadline)
-            Changed(iChannel).wait_until(lock, *deadline, there);
+            Changed(channel).wait_until(lock, *deadline, there);
         else
-            Changed(iChannel).wait(lock, there);
-        return Take(iChannel);
+            Changed(channel).wait(lock, there);
+        return Take(channel);
     }
 
     /// Lets the waiting threads ask again whether they are to end.
     void Wake();
 
   private:
-    struct XInbox {
-        int m_iOpen = 0;
-        std::size_t m_ulBytes = 0;
-        std::deque<XMessage> m_Messages;
+    struct Inbox {
+        int open = 0;
+        std::size_t bytes = 0;
+        std::deque<Message> messages;
         // Each channel its own, so that a message wakes no other channel's thread.
-        std::condition_variable m_Changed;
+        std::condition_variable changed;
     };
 
-    struct XSender {
-        PEER_ADDRESS m_Address;
-        std::uint64_t m_ulMessages = 0;  // that it has brought
-        std::vector<std::uint8_t> m_Buffer = std::vector<std::uint8_t>(MESSAGE_LIMIT_BYTES);
-        CMessageAssembler m_Assembler{m_Buffer};
+    struct Sender {
+        PEER_ADDRESS address;
+        std::uint64_t messages = 0;  // that it has brought
+        std::vector<std::uint8_t> buffer = std::vector<std::uint8_t>(MESSAGE_LIMIT_BYTES);
+        CMessageAssembler assembler{buffer};
     };
 
-    XSender& SenderAt(const PEER_ADDRESS& address);
-    static bool IsChannel(std::int32_t iChannel) { return iChannel >= 0 && iChannel < CHANNEL_COUNT; }
-    std::condition_variable& Changed(std::int32_t iChannel);
-    bool HasMessage(std::int32_t iChannel) const;
-    std::optional<XMessage> Take(std::int32_t iChannel);
-    void Deliver(const char* szName, std::span<const std::uint8_t> message, std::uint32_t dwTick);
+    Sender& SenderAt(const PEER_ADDRESS& address);
+    static bool IsChannel(std::int32_t channel) { return channel >= 0 && channel < CHANNEL_COUNT; }
+    std::condition_variable& Changed(std::int32_t channel);
+    bool HasMessage(std::int32_t channel) const;
+    std::optional<Message> Take(std::int32_t channel);
+    void Deliver(const char* name, std::span<const std::uint8_t> message, std::uint32_t tick);
 
     CLinkCounters& m_Counters;
     // Receiving thread only. One sender as a rule: an array.
-    std::vector<std::unique_ptr<XSender>> m_Senders;
+    std::vector<std::unique_ptr<Sender>> m_Senders;
     // a leaf lock
     std::mutex m_cs;
-    std::array<XInbox, CHANNEL_COUNT> m_Inboxes;  // guarded by m_cs
-    std::condition_variable m_NoChannelChanged;   // for numbers without inbox
+    std::array<Inbox, CHANNEL_COUNT> m_Inboxes;  // guarded by m_cs
+    std::condition_variable m_NoChannelChanged;  // for numbers without inbox
 };

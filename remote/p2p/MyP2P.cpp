@@ -15,22 +15,22 @@ std::size_t Cost(const Packet& packet)
 
 }  // namespace
 
-void CMyP2P::OnRecv(const char* szName, std::span<const std::uint8_t> data)
+void CMyP2P::OnRecv(const char* name, std::span<const std::uint8_t> data)
 {
-    CLinkCounters::Count(m_Counters.m_ulDatagrams);
-    CLinkCounters::Count(m_Counters.m_ulBytes, data.size());
+    CLinkCounters::Count(m_Counters.datagrams);
+    CLinkCounters::Count(m_Counters.bytes, data.size());
     auto packet = std::make_unique<Packet>();
     packet->m_pData = std::make_unique_for_overwrite<std::uint8_t[]>(data.size());
     packet->m_ulLength = static_cast<std::uint32_t>(data.size());
     std::ranges::copy(data, packet->m_pData.get());
-    std::string_view(szName).copy(packet->m_szName, P2P_NAME_BYTES - 1);
+    std::string_view(name).copy(packet->m_szName, P2P_NAME_BYTES - 1);
     {
         const std::lock_guard lock(m_csQueue);
-        if (m_ulQueuedBytes + Cost(*packet) > QUEUE_LIMIT_BYTES) {
-            CLinkCounters::Count(m_Counters.m_ulDropped);
+        if (m_QueuedBytes + Cost(*packet) > QUEUE_LIMIT_BYTES) {
+            CLinkCounters::Count(m_Counters.dropped);
             return;
         }
-        m_ulQueuedBytes += Cost(*packet);
+        m_QueuedBytes += Cost(*packet);
         m_Queue.push_back(std::move(packet));
     }
     m_Arrived.notify_all();
@@ -50,17 +50,17 @@ void CMyP2P::Pop()
     if (m_Queue.empty()) return;
     packet = std::move(m_Queue.front());
     m_Queue.pop_front();
-    m_ulQueuedBytes -= Cost(*packet);
+    m_QueuedBytes -= Cost(*packet);
     if (m_pCurrent == packet.get()) m_pCurrent = nullptr;
 }
 
-void CMyP2P::WaitForPacket(std::uint32_t ms, const P2PCancel* pCancel)
+void CMyP2P::WaitForPacket(std::uint32_t ms, const P2PCancel* cancel)
 {
     std::unique_lock lock(m_csQueue);
     ++m_iWaiting;
-    m_Arrived.wait_for(lock, std::chrono::milliseconds(ms), [this, pCancel] {
+    m_Arrived.wait_for(lock, std::chrono::milliseconds(ms), [this, cancel] {
         return !m_Queue.empty() || IsStopping() ||
-               (pCancel != nullptr && pCancel->load(std::memory_order_relaxed));
+               (cancel != nullptr && cancel->load(std::memory_order_relaxed));
     });
     --m_iWaiting;
 }

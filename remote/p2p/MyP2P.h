@@ -43,11 +43,11 @@ class CMyP2P : public CP2PClient
     bool HasWaitingReader();
 
   protected:
-    void OnRecv(const char* szName, std::span<const std::uint8_t> data) override;
+    void OnRecv(const char* name, std::span<const std::uint8_t> data) override;
 
-    /// Waits until the queue isn't empty, for at most `ms` milliseconds. Ends early when `pCancel` is set or
+    /// Waits until the queue isn't empty, for at most `ms` milliseconds. Ends early when `cancel` is set or
     /// the client stops, at once if WakeReaders is called thereafter.
-    void WaitForPacket(std::uint32_t ms, const P2PCancel* pCancel);
+    void WaitForPacket(std::uint32_t ms, const P2PCancel* cancel);
 
     /// Lets every WaitForPacket look again whether it is to end.
     void WakeReaders();
@@ -58,7 +58,7 @@ class CMyP2P : public CP2PClient
     std::mutex m_csQueue;  // a leaf lock
     std::condition_variable m_Arrived;
     std::deque<std::unique_ptr<Packet>> m_Queue;  // guarded by m_csQueue, as all below
-    std::size_t m_ulQueuedBytes = 0;
+    std::size_t m_QueuedBytes = 0;
     const Packet* m_pCurrent = nullptr;  // what Front gave last
     int m_iWaiting = 0;                  // threads in WaitForPacket
 };

@@ -22,23 +22,23 @@ constexpr int LOOKS = 10;  // of 300 ms: 3 s
 constexpr std::uint32_t LOOK_MS = 300;
 constexpr std::uint32_t SLICE_MS = 10;  // how soon a wait notices that it is to end
 
-sockaddr_in AnyAddress(std::uint16_t usPort)
+sockaddr_in AnyAddress(std::uint16_t port)
 {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_ANY);
-    address.sin_port = htons(usPort);
+    address.sin_port = htons(port);
     return address;
 }
 
-bool IsName(const std::string& strName)
+bool IsName(const std::string& name)
 {
-    return strName.size() < P2P_NAME_BYTES;
+    return name.size() < P2P_NAME_BYTES;
 }
 
 }  // namespace
 
-CP2PClient::CP2PClient(const XP2POptions& options)
+CP2PClient::CP2PClient(const P2POptions& options)
     : m_Options(options), m_bSocketsStarted(WSAStartup(SOCKET_VERSION) == 0)
 {
 }
@@ -50,26 +50,26 @@ CP2PClient::~CP2PClient()
     if (m_bSocketsStarted) WSACleanup();
 }
 
-bool CP2PClient::Init(std::uint16_t usPort)
+bool CP2PClient::Init(std::uint16_t port)
 {
     if (m_hSocket != INVALID_SOCKET || IsStopping()) return false;
     m_hSocket = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_UDP);
     if (m_hSocket == INVALID_SOCKET) return false;
     setsockopt(m_hSocket, SOL_SOCKET, SO_RCVBUF, &RECEIVE_BUFFER_BYTES, sizeof RECEIVE_BUFFER_BYTES);
 
-    sockaddr_in address = AnyAddress(usPort);
+    sockaddr_in address = AnyAddress(port);
     socklen_t size = sizeof address;
-    const bool bBound = bind(m_hSocket, reinterpret_cast<const sockaddr*>(&address), size) == 0 &&
-                        getsockname(m_hSocket, reinterpret_cast<sockaddr*>(&address), &size) == 0;
-    if (bBound) {
-        m_usLocalPort = ntohs(address.sin_port);
+    const bool bound = bind(m_hSocket, reinterpret_cast<const sockaddr*>(&address), size) == 0 &&
+                       getsockname(m_hSocket, reinterpret_cast<sockaddr*>(&address), &size) == 0;
+    if (bound) {
+        m_LocalPort = ntohs(address.sin_port);
         ReadLocalAddresses();
         m_hThread = CreateThread([this] { return Receive(); }, "p2p receive");
     }
     if (m_hThread == nullptr) {
         closesocket(m_hSocket);
         m_hSocket = INVALID_SOCKET;
-        m_usLocalPort = 0;
+        m_LocalPort = 0;
         return false;
     }
     return true;
@@ -81,19 +81,19 @@ void CP2PClient::ReadLocalAddresses()
     for (const in_addr& host : GetHostAddresses(GetHostName())) {
         if (record.m_ulAddressCount == P2P_ADDRESSES) break;
         auto& address = record.m_Addresses[record.m_ulAddressCount++];
-        address.m_ulAddress = host.s_addr;
-        address.m_usPort = m_usLocalPort;
+        address.address = host.s_addr;
+        address.port = m_LocalPort;
     }
     m_Protocol.SetLocalRecord(record);
 }
 
-bool CP2PClient::Login(const std::string& strName, const std::string& strServer)
+bool CP2PClient::Login(const std::string& name, const std::string& serverName)
 {
-    if (IsLoggedIn() || !IsName(strName)) return false;
+    if (IsLoggedIn() || !IsName(name)) return false;
     in_addr server{};
-    if (!ResolveHost(strServer, server)) return false;
+    if (!ResolveHost(serverName, server)) return false;
     m_Protocol.SetServerAddress(server.s_addr);
-    m_Protocol.SetLocalName(strName);
+    m_Protocol.SetLocalName(name);
     for (int i = 0; i < ATTEMPTS; ++i) {
         SendToServer(MakeP2PHeader(P2PMSG_LOGIN, m_Protocol.GetLocalRecord()));
         for (int look = 0; look < LOGIN_LOOKS; ++look) {
@@ -135,65 +135,63 @@ bool CP2PClient::GetUserList()
     return false;
 }
 
-bool CP2PClient::ConnectPeer(const std::string& strName, const P2PCancel* pCancel)
+bool CP2PClient::ConnectPeer(const std::string& name, const P2PCancel* cancel)
 {
-    return SendProbe(strName, {}, pCancel);
+    return SendProbe(name, {}, cancel);
 }
 
-bool CP2PClient::SendReliable(const std::string& strName, std::span<const std::uint8_t> data,
-                              const P2PCancel* pCancel)
+bool CP2PClient::SendReliable(const std::string& name, std::span<const std::uint8_t> data,
+                              const P2PCancel* cancel)
 {
-    return data.size() < P2P_RELIABLE_LIMIT && SendProbe(strName, data, pCancel);
+    return data.size() < P2P_RELIABLE_LIMIT && SendProbe(name, data, cancel);
 }
 
 /// Sends a message until it is acknowledged, punching a path first where there is none.
-bool CP2PClient::SendProbe(const std::string& strName, std::span<const std::uint8_t> data,
-                           const P2PCancel* pCancel)
+bool CP2PClient::SendProbe(const std::string& name, std::span<const std::uint8_t> data, const P2PCancel* cancel)
 {
-    if (!IsLoggedIn() || !IsName(strName)) return false;
+    if (!IsLoggedIn() || !IsName(name)) return false;
     const auto local = m_Protocol.GetLocalRecord();
     const auto probe = MakeP2PMessage(P2PMSG_DATA, local, data);
     const auto punch = MakeP2PHeader(P2PMSG_PUNCH, local);
-    std::uint8_t szWanted[P2P_NAME_BYTES] = {};
-    std::ranges::copy(strName, szWanted);
-    const auto request = MakeP2PMessage(P2PMSG_PUNCH, local, szWanted);
+    std::uint8_t wanted[P2P_NAME_BYTES] = {};
+    std::ranges::copy(name, wanted);
+    const auto request = MakeP2PMessage(P2PMSG_PUNCH, local, wanted);
 
     m_Protocol.ClearDataAcknowledged();
     for (int i = 0; i < ATTEMPTS; ++i) {
-        const auto peer = m_Protocol.FindUser(strName);
+        const auto peer = m_Protocol.FindUser(name);
         if (!peer) return false;
         if (peer->m_P2PAddress.IsKnown()) {
             SendDatagram(probe, peer->m_P2PAddress.ToSocketAddress());
             for (int look = 0; look < LOOKS; ++look) {
                 if (m_Protocol.IsDataAcknowledged()) return true;
-                if (!Pause(LOOK_MS, pCancel)) return false;
+                if (!Pause(LOOK_MS, cancel)) return false;
             }
         }
-        m_Protocol.ClearP2PAddress(strName);
+        m_Protocol.ClearP2PAddress(name);
         for (const auto& address : peer->Addresses())
             SendDatagram(punch, address.ToSocketAddress());
         SendToServer(request);
         for (int look = 0; look < LOOKS; ++look) {
             sockaddr_in address{};
-            if (Resolve(strName, address)) break;
-            if (!Pause(LOOK_MS, pCancel)) return false;
+            if (Resolve(name, address)) break;
+            if (!Pause(LOOK_MS, cancel)) return false;
         }
     }
     return false;
 }
 
-std::int32_t CP2PClient::SendTo(const std::string& strName, std::span<const std::uint8_t> data)
+std::int32_t CP2PClient::SendTo(const std::string& name, std::span<const std::uint8_t> data)
 {
     sockaddr_in address{};
-    if (!IsLoggedIn() || !IsName(strName) || data.size() >= P2P_SEND_LIMIT || !Resolve(strName, address))
-        return 0;
+    if (!IsLoggedIn() || !IsName(name) || data.size() >= P2P_SEND_LIMIT || !Resolve(name, address)) return 0;
     SendDatagram(MakeP2PMessage(P2PMSG_DATA, m_Protocol.GetLocalRecord(), data), address);
     return static_cast<std::int32_t>(data.size());
 }
 
-bool CP2PClient::Resolve(const std::string& strName, sockaddr_in& address) const
+bool CP2PClient::Resolve(const std::string& name, sockaddr_in& address) const
 {
-    const auto peer = m_Protocol.FindUser(strName);
+    const auto peer = m_Protocol.FindUser(name);
     if (!peer || !peer->m_P2PAddress.IsKnown()) return false;
     address = peer->m_P2PAddress.ToSocketAddress();
     return true;
@@ -217,17 +215,17 @@ void CP2PClient::Stop()
 /// It waits for one datagram, then takes all that are there, and answers them together.
 std::uint32_t CP2PClient::Receive()
 {
-    using WAIT = CDatagramReader::WAIT;
+    using WAIT = CDatagramReader::EWait;
     CDatagramReader reader(m_hSocket, P2P_DATAGRAM_BYTES);
     CAnswerBatch answers(*this, m_hSocket);
     std::span<const std::uint8_t> datagram;
     sockaddr_in from{};
-    bool bMore = false;  // something may be there
+    bool more = false;  // something may be there
     for (;;) {
-        const bool bRead = reader.Read(bMore ? WAIT::No : WAIT::ForOne);
+        const bool read = reader.Read(more ? WAIT::No : WAIT::ForOne);
         if (IsStopping()) return 0;
         // A broken socket is read again for ever.
-        if (!bRead && !bMore && errno != EINTR) m_Options.m_pClock->Sleep(1);
+        if (!read && !more && errno != EINTR) m_Options.clock->Sleep(1);
         while (reader.Next(datagram, from)) {
             try {
                 m_Protocol.HandleDatagram(datagram, from, answers);
@@ -236,8 +234,8 @@ std::uint32_t CP2PClient::Receive()
             }
             if (IsStopping()) return 0;
         }
-        bMore = reader.IsMoreLikely();
-        if (!bMore) answers.Flush();
+        more = reader.IsMoreLikely();
+        if (!more) answers.Flush();
     }
 }
 
@@ -255,18 +253,18 @@ void CP2PClient::SendDatagram(std::span<const std::uint8_t> datagram, const sock
 
 void CP2PClient::SendToServer(std::span<const std::uint8_t> datagram)
 {
-    sockaddr_in server = AnyAddress(m_Options.m_usServerPort);
+    sockaddr_in server = AnyAddress(m_Options.serverPort);
     server.sin_addr.s_addr = m_Protocol.GetServerAddress();
     SendDatagram(datagram, server);
 }
 
 /// Waits `ms` in slices; false when the wait is to end.
-bool CP2PClient::Pause(std::uint32_t ms, const P2PCancel* pCancel)
+bool CP2PClient::Pause(std::uint32_t ms, const P2PCancel* cancel)
 {
     while (ms > 0) {
-        if (IsStopping() || (pCancel != nullptr && pCancel->load(std::memory_order_relaxed))) return false;
+        if (IsStopping() || (cancel != nullptr && cancel->load(std::memory_order_relaxed))) return false;
         const auto slice = std::min(ms, SLICE_MS);
-        m_Options.m_pClock->Sleep(slice);
+        m_Options.clock->Sleep(slice);
         ms -= slice;
     }
     return true;

@@ -14,9 +14,9 @@
 #include "remote/p2p/P2PProtocol.h"
 
 /// What a client of the peer protocol is built with.
-struct XP2POptions {
-    std::uint16_t m_usServerPort = RENDEZVOUS_PORT;
-    IClock* m_pClock = &SystemClock();  // times the waiting loops; must outlive the client
+struct P2POptions {
+    std::uint16_t serverPort = RENDEZVOUS_PORT;
+    IClock* clock = &SystemClock();  // times the waiting loops; must outlive the client
 };
 
 /// Asked between two looks of a waiting loop: true ends the wait.
@@ -32,7 +32,7 @@ using P2PCancel = std::atomic<bool>;
 class CP2PClient : private IP2POutput
 {
   public:
-    explicit CP2PClient(const XP2POptions& options = {});
+    explicit CP2PClient(const P2POptions& options = {});
     /// The class that implements OnRecv has to call Stop in its own destructor, while it can still be called
     /// back.
     ~CP2PClient() override;
@@ -41,11 +41,11 @@ class CP2PClient : private IP2POutput
 
     /// Opens the socket on a local port, 0 for any, and starts the receiving thread. False when it runs already
     /// or the socket can't be had.
-    bool Init(std::uint16_t usPort);
+    bool Init(std::uint16_t port);
 
     /// Registers under a name of at most 32 characters at a server, a dotted address or a host name. True when
     /// the server acknowledged, within 15 s; false also when registered already.
-    bool Login(const std::string& strName, const std::string& strServer);
+    bool Login(const std::string& name, const std::string& serverName);
 
     /// Takes back the registration and tells the server and every user that was heard. The user list stays.
     void Logout();
@@ -54,25 +54,25 @@ class CP2PClient : private IP2POutput
     bool GetUserList();
 
     /// Punches a path to a listed user. True when the path is proved by an acknowledgement, within 30 s.
-    /// `pCancel` ends the attempt early.
-    bool ConnectPeer(const std::string& strName, const P2PCancel* pCancel = nullptr);
+    /// `cancel` ends the attempt early.
+    bool ConnectPeer(const std::string& name, const P2PCancel* cancel = nullptr);
 
     /// Sends one datagram with less than 65440 bytes of data without waiting. Returns the count of data bytes
     /// sent; 0 when the peer's address isn't known.
-    std::int32_t SendTo(const std::string& strName, std::span<const std::uint8_t> data);
+    std::int32_t SendTo(const std::string& name, std::span<const std::uint8_t> data);
 
     /// ConnectPeer with less than 929 bytes of data in the place of the empty message.
-    bool SendReliable(const std::string& strName, std::span<const std::uint8_t> data,
-                      const P2PCancel* pCancel = nullptr);
+    bool SendReliable(const std::string& name, std::span<const std::uint8_t> data,
+                      const P2PCancel* cancel = nullptr);
 
     /// The address by which the user was heard; false when none is known.
-    bool Resolve(const std::string& strName, sockaddr_in& address) const;
+    bool Resolve(const std::string& name, sockaddr_in& address) const;
 
     bool IsLoggedIn() const { return m_Protocol.IsLoggedIn(); }
     std::size_t GetUserCount() const { return m_Protocol.GetUserCount(); }
 
     /// The port that Init got; 0 before.
-    std::uint16_t GetLocalPort() const { return m_usLocalPort; }
+    std::uint16_t GetLocalPort() const { return m_LocalPort; }
 
     /// Logs out, shuts the socket down and ends every wait and the receiving thread, at once, whatever the
     /// network does. Threads that still use the client get failures. More than one call does no harm; a client
@@ -81,17 +81,16 @@ class CP2PClient : private IP2POutput
 
   protected:
     /// A peer's data, at least one byte; valid during the call. On the receiving thread, with no lock held.
-    virtual void OnRecv(const char* szName, std::span<const std::uint8_t> data) = 0;
+    virtual void OnRecv(const char* name, std::span<const std::uint8_t> data) = 0;
 
     /// Hands the data on to OnRecv; for a class that wants to know where they came from.
-    void DeliverData(const char* szName, std::span<const std::uint8_t> data,
-                     const sockaddr_in& /*from*/) override
+    void DeliverData(const char* name, std::span<const std::uint8_t> data, const sockaddr_in& /*from*/) override
     {
-        OnRecv(szName, data);
+        OnRecv(name, data);
     }
 
     /// Milliseconds of the client's clock.
-    std::uint32_t Now() const { return m_Options.m_pClock->TickCount(); }
+    std::uint32_t Now() const { return m_Options.clock->TickCount(); }
 
     /// Handles one datagram as if it had been received.
     void HandleDatagram(std::span<const std::uint8_t> datagram, const sockaddr_in& from);
@@ -106,16 +105,16 @@ class CP2PClient : private IP2POutput
     std::uint32_t Receive();
     void ReadLocalAddresses();
     void SendToServer(std::span<const std::uint8_t> datagram);
-    bool SendProbe(const std::string& strName, std::span<const std::uint8_t> data, const P2PCancel* pCancel);
-    bool Pause(std::uint32_t ms, const P2PCancel* pCancel = nullptr);
+    bool SendProbe(const std::string& name, std::span<const std::uint8_t> data, const P2PCancel* cancel);
+    bool Pause(std::uint32_t ms, const P2PCancel* cancel = nullptr);
 
-    const XP2POptions m_Options;
+    const P2POptions m_Options;
     CP2PProtocol m_Protocol;
     // written by Init before any other thread uses the client; closed by the destructor only, so that a thread
     // which still sends can never meet another socket under the same number
     SOCKET m_hSocket = INVALID_SOCKET;
     HANDLE m_hThread = nullptr;  // owner's thread only
-    std::uint16_t m_usLocalPort = 0;
+    std::uint16_t m_LocalPort = 0;
     bool m_bSocketsStarted = false;
     std::atomic<bool> m_bExit{false};  // tells the receiving thread and all waiting loops to leave
 };

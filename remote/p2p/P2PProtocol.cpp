@@ -9,18 +9,18 @@
 void CP2PProtocol::HandleDatagram(std::span<const std::uint8_t> datagram, const sockaddr_in& from,
                                   IP2POutput& output)
 {
-    XP2PMessage message;
+    P2PMessage message;
     if (!ReadP2PMessage(datagram, message)) {
-        m_ulDropped.fetch_add(1, std::memory_order_relaxed);
+        m_Dropped.fetch_add(1, std::memory_order_relaxed);
         return;
     }
-    switch (message.m_ulType) {
+    switch (message.type) {
         case P2PMSG_LOGIN_ACK:
-            SetLocalRecord(message.m_Record);
+            SetLocalRecord(message.record);
             m_bLoggedIn.store(true, std::memory_order_relaxed);
             break;
         case P2PMSG_USER_ENTRY:
-            OnUserEntry(message.m_Record);
+            OnUserEntry(message.record);
             break;
         case P2PMSG_USER_END:
             m_bListComplete.store(true, std::memory_order_relaxed);
@@ -31,21 +31,21 @@ void CP2PProtocol::HandleDatagram(std::span<const std::uint8_t> datagram, const 
         case P2PMSG_PONG:
             break;
         case P2PMSG_PUNCH:
-            OnPunch(message.m_Record, from, output);
+            OnPunch(message.record, from, output);
             break;
         case P2PMSG_PUNCH_ACK:
-            NoteSource(message.m_Record, from);
+            NoteSource(message.record, from);
             break;
         case P2PMSG_DATA:
             // A message without data is a probe: it is acknowledged and reaches nobody.
-            if (!message.m_Body.empty()) output.DeliverData(message.m_Record.m_szName, message.m_Body, from);
+            if (!message.body.empty()) output.DeliverData(message.record.m_szName, message.body, from);
             Answer(P2PMSG_DATA_ACK, from, output);
             break;
         case P2PMSG_DATA_ACK:
             m_bDataAcknowledged.store(true, std::memory_order_relaxed);
             break;
         default:
-            m_ulDropped.fetch_add(1, std::memory_order_relaxed);
+            m_Dropped.fetch_add(1, std::memory_order_relaxed);
             break;
     }
 }
@@ -88,12 +88,12 @@ void CP2PProtocol::NoteSource(const PEER_RECORD& record, const sockaddr_in& from
     char address[INET_ADDRSTRLEN] = "";
     inet_ntop(AF_INET, &from.sin_addr, address, sizeof address);
     std::printf(" Set P2P address for %s -> %s:%ld \n", EscapeControls(record.Name()).c_str(), address,
-                long{source.m_usPort});
+                long{source.port});
 }
 
-void CP2PProtocol::Answer(std::uint32_t ulType, const sockaddr_in& to, IP2POutput& output) const
+void CP2PProtocol::Answer(std::uint32_t type, const sockaddr_in& to, IP2POutput& output) const
 {
-    output.SendDatagram(MakeP2PHeader(ulType, GetLocalRecord()), to);
+    output.SendDatagram(MakeP2PHeader(type, GetLocalRecord()), to);
 }
 
 PEER_RECORD CP2PProtocol::GetLocalRecord() const
@@ -108,10 +108,10 @@ void CP2PProtocol::SetLocalRecord(const PEER_RECORD& record)
     m_LocalRecord = record;
 }
 
-void CP2PProtocol::SetLocalName(std::string_view strName)
+void CP2PProtocol::SetLocalName(std::string_view name)
 {
     const std::lock_guard lock(m_csList);
-    m_LocalRecord.SetName(strName);
+    m_LocalRecord.SetName(name);
 }
 
 void CP2PProtocol::RestartUserList()
@@ -129,18 +129,18 @@ std::size_t CP2PProtocol::GetUserCount() const
     return m_Users.GetCount();
 }
 
-std::optional<PEER_RECORD> CP2PProtocol::FindUser(std::string_view strName) const
+std::optional<PEER_RECORD> CP2PProtocol::FindUser(std::string_view name) const
 {
     const std::lock_guard lock(m_csList);
-    const PEER_RECORD* const record = m_Users.Find(strName);
+    const PEER_RECORD* const record = m_Users.Find(name);
     if (record == nullptr) return std::nullopt;
     return *record;
 }
 
-void CP2PProtocol::ClearP2PAddress(std::string_view strName)
+void CP2PProtocol::ClearP2PAddress(std::string_view name)
 {
     const std::lock_guard lock(m_csList);
-    if (PEER_RECORD* const record = m_Users.Find(strName)) record->m_P2PAddress = {};
+    if (PEER_RECORD* const record = m_Users.Find(name)) record->m_P2PAddress = {};
 }
 
 std::vector<PEER_ADDRESS> CP2PProtocol::GetP2PAddresses() const

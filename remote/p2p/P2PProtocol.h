@@ -21,8 +21,7 @@ class IP2POutput
     /// Sends one datagram; a failure is ignored.
     virtual void SendDatagram(std::span<const std::uint8_t> datagram, const sockaddr_in& to) = 0;
     /// A peer's data, at least one byte, valid during the call, and where they came from.
-    virtual void DeliverData(const char* szName, std::span<const std::uint8_t> data,
-                             const sockaddr_in& from) = 0;
+    virtual void DeliverData(const char* name, std::span<const std::uint8_t> data, const sockaddr_in& from) = 0;
 };
 
 /// What a client of the peer protocol knows, and what it does with a datagram: a function over bytes, without
@@ -38,12 +37,12 @@ class CP2PProtocol
     /// The own record, as it goes into every message.
     PEER_RECORD GetLocalRecord() const;
     void SetLocalRecord(const PEER_RECORD& record);
-    void SetLocalName(std::string_view strName);
+    void SetLocalName(std::string_view name);
 
     /// IPv4 address in network order; the port plays no part in telling the server from peers.
-    void SetServerAddress(std::uint32_t ulAddress)
+    void SetServerAddress(std::uint32_t address)
     {
-        m_ulServerAddress.store(ulAddress, std::memory_order_relaxed);
+        m_ulServerAddress.store(address, std::memory_order_relaxed);
     }
     std::uint32_t GetServerAddress() const { return m_ulServerAddress.load(std::memory_order_relaxed); }
 
@@ -57,20 +56,20 @@ class CP2PProtocol
     void RestartUserList();
     std::size_t GetUserCount() const;
     /// A copy of the user's record, if it is listed.
-    std::optional<PEER_RECORD> FindUser(std::string_view strName) const;
+    std::optional<PEER_RECORD> FindUser(std::string_view name) const;
     /// Forgets by which address the user was heard.
-    void ClearP2PAddress(std::string_view strName);
+    void ClearP2PAddress(std::string_view name);
     /// The addresses by which the listed users were heard.
     std::vector<PEER_ADDRESS> GetP2PAddresses() const;
 
     /// Datagrams dropped for their length or type.
-    std::uint64_t GetDroppedDatagrams() const { return m_ulDropped.load(std::memory_order_relaxed); }
+    std::uint64_t GetDroppedDatagrams() const { return m_Dropped.load(std::memory_order_relaxed); }
 
   private:
     void OnUserEntry(PEER_RECORD record);
     void OnPunch(const PEER_RECORD& record, const sockaddr_in& from, IP2POutput& output);
     void NoteSource(const PEER_RECORD& record, const sockaddr_in& from);
-    void Answer(std::uint32_t ulType, const sockaddr_in& to, IP2POutput& output) const;
+    void Answer(std::uint32_t type, const sockaddr_in& to, IP2POutput& output) const;
 
     // the list lock: a leaf, never held while anything is sent, delivered or printed
     mutable std::mutex m_csList;
@@ -81,5 +80,5 @@ class CP2PProtocol
     std::atomic<bool> m_bLoggedIn{false};
     std::atomic<bool> m_bListComplete{false};
     std::atomic<bool> m_bDataAcknowledged{false};
-    std::atomic<std::uint64_t> m_ulDropped{0};
+    std::atomic<std::uint64_t> m_Dropped{0};
 };

@@ -12,17 +12,17 @@
 #include "remote/p2p/ReceiveLock.h"
 
 /// What a session is built with.
-struct XSessionOptions {
-    XP2POptions m_P2P;
-    std::string m_strServer = "127.0.0.1";  // the rendezvous server, a dotted address or a host name
-    bool m_bSharedReceive = false;          // see CP2PSession
+struct SessionOptions {
+    P2POptions p2p;
+    std::string server = "127.0.0.1";  // the rendezvous server, a dotted address or a host name
+    bool sharedReceive = false;        // see CP2PSession
     // With shared receiving only: a stream request without a reply is repeated so often, milliseconds.
-    std::uint32_t m_ulRequestRepeatMs = 3000;
+    std::uint32_t requestRepeatMs = 3000;
 };
 
 /// The session's options from "config\system.ini": the endpoints (remote/p2p/Endpoints.h), and in section
 /// "System" the key "SharedReceive", default 0.
-XSessionOptions ReadSessionOptions();
+SessionOptions ReadSessionOptions();
 
 /// What a station and all its channels share: it cuts messages into datagrams, puts them together again and
 /// filters them by channel. Held by shared pointer, by the station and by each channel and its link thread, so
@@ -36,12 +36,12 @@ XSessionOptions ReadSessionOptions();
 class CP2PSession : public CMyP2P
 {
   public:
-    explicit CP2PSession(const XSessionOptions& options = {});
+    explicit CP2PSession(const SessionOptions& options = {});
     ~CP2PSession() override;
 
     /// Opens the socket, registers under `strName` and fetches the user list; the connected flag is set on full
     /// success only. A failure goes to the debugger output. Owner's thread; blocks up to half a minute.
-    void Start(const std::string& strName);
+    void Start(const std::string& name);
 
     /// Clears the connected flag, ends every wait of every thread and stops the client. Owner's thread.
     void Shutdown();
@@ -51,30 +51,29 @@ class CP2PSession : public CMyP2P
 
     /// Sends a message in datagrams of 1024 bytes. It ends where nothing could be sent, or behind the datagram
     /// at which the session ends.
-    void SendMessage(const std::string& strPeer, std::span<const std::uint8_t> message);
+    void SendMessage(const std::string& peer, std::span<const std::uint8_t> message);
 
     /// Waits for the next message of whatever channel and puts it into `buffer`, the sender's name (33 bytes)
-    /// into `szName`. Returns its bytes; 0, or what was there of a begun message, when the session or `pCancel`
+    /// into `szName`. Returns its bytes; 0, or what was there of a begun message, when the session or `cancel`
     /// ends the wait. A message that doesn't fit is dropped and counted. There is no time-out. When it had to
     /// wait, the calling thread goes on holding the receive lock, until ReleaseReceiveLock. Not with shared
     /// receiving, which queues nothing for it.
-    std::int32_t ReceiveMessage(char* szName, std::span<std::uint8_t> buffer,
-                                const P2PCancel* pCancel = nullptr);
+    std::int32_t ReceiveMessage(char* name, std::span<std::uint8_t> buffer, const P2PCancel* cancel = nullptr);
 
     /// The next message with that channel and direction; others are thrown away. Not with shared receiving.
-    std::int32_t ReceiveChannel(char* szName, std::span<std::uint8_t> buffer, std::int32_t iChannel,
-                                std::int32_t iDirection, const P2PCancel* pCancel = nullptr);
+    std::int32_t ReceiveChannel(char* name, std::span<std::uint8_t> buffer, std::int32_t channel,
+                                std::int32_t direction, const P2PCancel* cancel = nullptr);
 
-    /// With shared receiving, the same for a channel that is open. None when the session, `pCancel` or the
+    /// With shared receiving, the same for a channel that is open. None when the session, `cancel` or the
     /// deadline ended the wait.
-    std::optional<CMessageRouter::XMessage> TakeMessage(
-        std::int32_t iChannel, std::int32_t iDirection, const P2PCancel* pCancel = nullptr,
-        const CMessageRouter::DEADLINE& deadline = std::nullopt);
+    std::optional<CMessageRouter::Message> TakeMessage(std::int32_t channel, std::int32_t direction,
+                                                       const P2PCancel* cancel = nullptr,
+                                                       const CMessageRouter::DEADLINE& deadline = std::nullopt);
 
     /// How long ago a message came, milliseconds.
-    std::uint32_t AgeOf(const CMessageRouter::XMessage& message) const { return Now() - message.m_dwTick; }
+    std::uint32_t AgeOf(const CMessageRouter::Message& message) const { return Now() - message.tick; }
 
-    /// XSessionOptions::m_ulRequestRepeatMs.
+    /// SessionOptions::m_ulRequestRepeatMs.
     std::uint32_t GetRequestRepeatMs() const { return m_ulRequestRepeatMs; }
 
     /// Gives back the receive lock however often the calling thread took it. Every thread that received calls
@@ -85,17 +84,17 @@ class CP2PSession : public CMyP2P
     bool IsReceiveLockTaken() { return m_ReceiveLock.IsTaken(); }
 
     /// Says that a channel is received, for shared receiving; without it both do nothing.
-    void OpenChannel(std::int32_t iChannel);
-    void CloseChannel(std::int32_t iChannel);
+    void OpenChannel(std::int32_t channel);
+    void CloseChannel(std::int32_t channel);
 
     /// Lets every wait look again whether it is to end; called behind the setting of a cancel flag.
     void WakeAll();
 
   protected:
-    void DeliverData(const char* szName, std::span<const std::uint8_t> data, const sockaddr_in& from) override;
+    void DeliverData(const char* name, std::span<const std::uint8_t> data, const sockaddr_in& from) override;
 
   private:
-    bool IsEnded(const P2PCancel* pCancel) const;
+    bool IsEnded(const P2PCancel* cancel) const;
 
     const std::string m_strServer;
     const std::uint32_t m_ulRequestRepeatMs;

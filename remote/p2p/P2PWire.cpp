@@ -16,14 +16,14 @@ PEER_ADDRESS ReadAddress(const std::uint8_t* bytes)
 {
     PEER_ADDRESS address;
     std::memcpy(&address, bytes, sizeof address);
-    address.m_usPort = ReadLittle16(bytes + 4);
+    address.port = ReadLittle16(bytes + 4);
     return address;
 }
 
 void WriteAddress(std::uint8_t* bytes, const PEER_ADDRESS& address)
 {
     std::memcpy(bytes, &address, sizeof address);
-    WriteLittle16(bytes + 4, address.m_usPort);
+    WriteLittle16(bytes + 4, address.port);
 }
 
 PEER_RECORD ReadRecord(const std::uint8_t* bytes)
@@ -45,38 +45,38 @@ char LowerAscii(char c)
 
 }  // namespace
 
-PEER_ADDRESS PEER_ADDRESS::From(const sockaddr_in& address)
+PEER_ADDRESS PEER_ADDRESS::From(const sockaddr_in& from)
 {
-    return {address.sin_addr.s_addr, ntohs(address.sin_port), 0};
+    return {from.sin_addr.s_addr, ntohs(from.sin_port), 0};
 }
 
 sockaddr_in PEER_ADDRESS::ToSocketAddress() const
 {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = m_ulAddress;
-    address.sin_port = htons(m_usPort);
-    return address;
+    sockaddr_in result{};
+    result.sin_family = AF_INET;
+    result.sin_addr.s_addr = address;
+    result.sin_port = htons(port);
+    return result;
 }
 
-void PEER_RECORD::SetName(std::string_view strName)
+void PEER_RECORD::SetName(std::string_view name)
 {
     std::ranges::fill(m_szName, '\0');
-    strName.copy(m_szName, P2P_NAME_BYTES - 1);
+    name.copy(m_szName, P2P_NAME_BYTES - 1);
 }
 
-bool ReadP2PMessage(std::span<const std::uint8_t> datagram, XP2PMessage& message)
+bool ReadP2PMessage(std::span<const std::uint8_t> datagram, P2PMessage& message)
 {
     if (datagram.size() < P2P_HEADER_BYTES) return false;
-    message.m_ulType = ReadLittle32(datagram.data());
-    message.m_Record = ReadRecord(datagram.data() + 4);
-    message.m_Body = datagram.subspan(P2P_HEADER_BYTES);
+    message.type = ReadLittle32(datagram.data());
+    message.record = ReadRecord(datagram.data() + 4);
+    message.body = datagram.subspan(P2P_HEADER_BYTES);
     return true;
 }
 
-void WriteP2PHeader(std::uint32_t ulType, const PEER_RECORD& record, std::uint8_t* header)
+void WriteP2PHeader(std::uint32_t type, const PEER_RECORD& record, std::uint8_t* header)
 {
-    WriteLittle32(header, ulType);
+    WriteLittle32(header, type);
     std::uint8_t* const bytes = header + 4;
     std::memcpy(bytes, &record, sizeof record);
     for (std::size_t i = 0; i < P2P_ADDRESSES; ++i)
@@ -84,25 +84,25 @@ void WriteP2PHeader(std::uint32_t ulType, const PEER_RECORD& record, std::uint8_
     WriteAddress(bytes + P2P_ADDRESS_AT, record.m_P2PAddress);
 }
 
-std::vector<std::uint8_t> MakeP2PMessage(std::uint32_t ulType, const PEER_RECORD& record,
+std::vector<std::uint8_t> MakeP2PMessage(std::uint32_t type, const PEER_RECORD& record,
                                          std::span<const std::uint8_t> body)
 {
     std::vector<std::uint8_t> message(P2P_HEADER_BYTES + body.size());
-    WriteP2PHeader(ulType, record, message.data());
+    WriteP2PHeader(type, record, message.data());
     std::ranges::copy(body, message.begin() + P2P_HEADER_BYTES);
     return message;
 }
 
-std::array<std::uint8_t, P2P_HEADER_BYTES> MakeP2PHeader(std::uint32_t ulType, const PEER_RECORD& record)
+std::array<std::uint8_t, P2P_HEADER_BYTES> MakeP2PHeader(std::uint32_t type, const PEER_RECORD& record)
 {
     std::array<std::uint8_t, P2P_HEADER_BYTES> header;
-    WriteP2PHeader(ulType, record, header.data());
+    WriteP2PHeader(type, record, header.data());
     return header;
 }
 
-bool IsSamePeer(std::string_view strLeft, std::string_view strRight)
+bool IsSamePeer(std::string_view left, std::string_view right)
 {
-    return std::ranges::equal(strLeft, strRight, {}, LowerAscii, LowerAscii);
+    return std::ranges::equal(left, right, {}, LowerAscii, LowerAscii);
 }
 
 std::uint32_t ReadLittle32(const std::uint8_t* bytes)

@@ -38,16 +38,16 @@ enum P2PMSG : std::uint32_t {
 
 /// An IPv4 address with a port; address 0 is "none known".
 struct PEER_ADDRESS {
-    std::uint32_t m_ulAddress = 0;  // network order
-    std::uint16_t m_usPort = 0;     // host order
-    std::uint16_t m_usPadding = 0;
+    std::uint32_t address = 0;  // network order
+    std::uint16_t port = 0;     // host order
+    std::uint16_t padding = 0;
 
-    static PEER_ADDRESS From(const sockaddr_in& address);
+    static PEER_ADDRESS From(const sockaddr_in& from);
     sockaddr_in ToSocketAddress() const;
-    bool IsKnown() const { return m_ulAddress != 0; }
+    bool IsKnown() const { return address != 0; }
     friend bool operator==(const PEER_ADDRESS& left, const PEER_ADDRESS& right)
     {
-        return left.m_ulAddress == right.m_ulAddress && left.m_usPort == right.m_usPort;
+        return left.address == right.address && left.port == right.port;
     }
 };
 
@@ -66,36 +66,36 @@ struct PEER_RECORD {
     std::span<const PEER_ADDRESS> Addresses() const { return {m_Addresses, m_ulAddressCount}; }
     std::string_view Name() const { return m_szName; }
     /// Cuts the name to 32 characters.
-    void SetName(std::string_view strName);
+    void SetName(std::string_view name);
 };
 static_assert(sizeof(PEER_RECORD) == PEER_RECORD_BYTES && offsetof(PEER_RECORD, m_Addresses) == 36 &&
               offsetof(PEER_RECORD, m_ulAddressCount) == 76 && offsetof(PEER_RECORD, m_P2PAddress) == 80 &&
               offsetof(PEER_RECORD, m_ulReserved) == 88);
 
 /// A message as it was read. The body points into the bytes that were given.
-struct XP2PMessage {
-    std::uint32_t m_ulType = 0;
-    PEER_RECORD m_Record;
-    std::span<const std::uint8_t> m_Body;
+struct P2PMessage {
+    std::uint32_t type = 0;
+    PEER_RECORD record;
+    std::span<const std::uint8_t> body;
 };
 
 /// Reads a datagram; false when it is shorter than a header. The record is copied whole, so that what a server
 /// keeps in it comes back to the server, but it is sound: a name without terminator is cut to 32 characters,
 /// and an address count above 4 counts as 4.
-bool ReadP2PMessage(std::span<const std::uint8_t> datagram, XP2PMessage& message);
+bool ReadP2PMessage(std::span<const std::uint8_t> datagram, P2PMessage& message);
 
 /// Writes the 96 bytes that begin every message.
-void WriteP2PHeader(std::uint32_t ulType, const PEER_RECORD& record, std::uint8_t* header);
+void WriteP2PHeader(std::uint32_t type, const PEER_RECORD& record, std::uint8_t* header);
 
 /// A whole message.
-std::vector<std::uint8_t> MakeP2PMessage(std::uint32_t ulType, const PEER_RECORD& record,
+std::vector<std::uint8_t> MakeP2PMessage(std::uint32_t type, const PEER_RECORD& record,
                                          std::span<const std::uint8_t> body = {});
 
 /// A message's header alone, the most frequent form.
-std::array<std::uint8_t, P2P_HEADER_BYTES> MakeP2PHeader(std::uint32_t ulType, const PEER_RECORD& record);
+std::array<std::uint8_t, P2P_HEADER_BYTES> MakeP2PHeader(std::uint32_t type, const PEER_RECORD& record);
 
 /// Whether two names are one user: without regard to ASCII case.
-bool IsSamePeer(std::string_view strLeft, std::string_view strRight);
+bool IsSamePeer(std::string_view left, std::string_view right);
 
 std::uint32_t ReadLittle32(const std::uint8_t* bytes);
 std::uint16_t ReadLittle16(const std::uint8_t* bytes);

@@ -18,24 +18,24 @@ class CPeerList
 
     CPeerList();
 
-    std::size_t GetCount() const { return m_ulCount; }
+    std::size_t GetCount() const { return m_Count; }
     PEER_RECORD& operator[](std::size_t index) { return m_pRecords[index]; }
     const PEER_RECORD& operator[](std::size_t index) const { return m_pRecords[index]; }
 
     /// The first record of that name, without regard to case, or null. Valid until the next Add or Clear.
-    const PEER_RECORD* Find(std::string_view strName) const;
-    PEER_RECORD* Find(std::string_view strName);
+    const PEER_RECORD* Find(std::string_view name) const;
+    PEER_RECORD* Find(std::string_view name);
 
     /// Appends the record. False, with nothing changed, when the name is listed already or the list takes no
     /// more.
     bool Add(const PEER_RECORD& record);
 
-    void Clear() { m_ulCount = 0; }
+    void Clear() { m_Count = 0; }
 
   private:
     void Grow();
 
     std::unique_ptr<PEER_RECORD[]> m_pRecords;
-    std::size_t m_ulCount = 0;
-    std::size_t m_ulCapacity = FIRST_CAPACITY;
+    std::size_t m_Count = 0;
+    std::size_t m_Capacity = FIRST_CAPACITY;
 };

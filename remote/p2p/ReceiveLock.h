@@ -17,10 +17,10 @@ class CReceiveLock
     {
         const auto self = std::this_thread::get_id();
         std::unique_lock lock(m_cs);
-        m_Changed.wait(lock, [&] { return m_ulDepth == 0 || m_Owner == self || ended(); });
-        if (m_ulDepth != 0 && m_Owner != self) return false;
+        m_Changed.wait(lock, [&] { return m_Depth == 0 || m_Owner == self || ended(); });
+        if (m_Depth != 0 && m_Owner != self) return false;
         m_Owner = self;
-        ++m_ulDepth;
+        ++m_Depth;
         return true;
     }
 
@@ -29,7 +29,7 @@ class CReceiveLock
     {
         {
             const std::lock_guard lock(m_cs);
-            --m_ulDepth;
+            --m_Depth;
         }
         m_Changed.notify_all();
     }
@@ -40,7 +40,7 @@ class CReceiveLock
         {
             const std::lock_guard lock(m_cs);
             if (m_Owner != std::this_thread::get_id()) return;
-            m_ulDepth = 0;
+            m_Depth = 0;
         }
         m_Changed.notify_all();
     }
@@ -49,7 +49,7 @@ class CReceiveLock
     bool IsTaken()
     {
         const std::lock_guard lock(m_cs);
-        return m_ulDepth != 0;
+        return m_Depth != 0;
     }
 
     /// Lets the waiting threads ask again whether they are to end.
@@ -64,6 +64,6 @@ class CReceiveLock
   private:
     std::mutex m_cs;  // guards what follows; only ever held for a few instructions
     std::condition_variable m_Changed;
-    std::thread::id m_Owner;      // means something while m_ulDepth isn't 0
-    std::uint64_t m_ulDepth = 0;  // grows by one with every look into an empty queue, so it is wide
+    std::thread::id m_Owner;    // means something while m_Depth isn't 0
+    std::uint64_t m_Depth = 0;  // grows by one with every look into an empty queue, so it is wide
 };

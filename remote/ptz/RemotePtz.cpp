@@ -2,7 +2,7 @@
 
 #include "remote/tcp/TextCommand.h"
 
-std::int32_t CRemotePtz::Send(const char* szCommand) const
+std::int32_t CRemotePtz::Send(const char* command) const
 {
-    return SendTextCommand(m_strAddress, MakeTextCommand(szCommand, m_iDevID));
+    return SendTextCommand(m_strAddress, MakeTextCommand(command, m_iDevID));
 }

@@ -11,11 +11,8 @@
 class CRemotePtz final : public IPtz
 {
   public:
-    /// `strAddress`: the device's address as it is saved; `iDevID`: its channel.
-    CRemotePtz(std::string strAddress, std::int32_t iDevID)
-        : m_strAddress(std::move(strAddress)), m_iDevID(iDevID)
-    {
-    }
+    /// `address`: the device's address as it is saved; `devID`: its channel.
+    CRemotePtz(std::string address, std::int32_t devID) : m_strAddress(std::move(address)), m_iDevID(devID) {}
 
     std::int32_t LeftStart() override { return Send("LeftStart"); }
     std::int32_t LeftStop() override { return Send("LeftStop"); }
@@ -62,7 +59,7 @@ class CRemotePtz final : public IPtz
     std::int32_t Slot42(std::uint32_t /*first*/, std::uint32_t /*second*/) override { return 0; }
 
   private:
-    std::int32_t Send(const char* szCommand) const;
+    std::int32_t Send(const char* command) const;
 
     const std::string m_strAddress;
     const std::int32_t m_iDevID;

@@ -13,36 +13,36 @@ namespace
 {
 
 /// Sends until all is gone or a call fails; the bytes that went.
-std::int32_t SendAll(SOCKET socket, const std::uint8_t* data, std::int32_t iBytes)
+std::int32_t SendAll(SOCKET socket, const std::uint8_t* data, std::int32_t bytes)
 {
-    std::int32_t iSent = 0;
-    while (iSent < iBytes) {
+    std::int32_t sent = 0;
+    while (sent < bytes) {
         const ssize_t count =
-            ::send(socket, data + iSent, static_cast<std::size_t>(iBytes - iSent), SOCKET_SEND_FLAGS);
+            ::send(socket, data + sent, static_cast<std::size_t>(bytes - sent), SOCKET_SEND_FLAGS);
         if (count < 0 && errno == EINTR) continue;
         if (count <= 0) break;
-        iSent += static_cast<std::int32_t>(count);
+        sent += static_cast<std::int32_t>(count);
     }
-    return iSent;
+    return sent;
 }
 
-/// Reads exactly `iBytes`: 1, or the result of the call that failed (0 when the peer has closed, -1).
-std::int32_t RecvAll(SOCKET socket, std::uint8_t* data, std::int32_t iBytes)
+/// Reads exactly `bytes`: 1, or the result of the call that failed (0 when the peer has closed, -1).
+std::int32_t RecvAll(SOCKET socket, std::uint8_t* data, std::int32_t bytes)
 {
-    for (std::int32_t iRead = 0; iRead < iBytes;) {
-        const ssize_t count = ::recv(socket, data + iRead, static_cast<std::size_t>(iBytes - iRead), 0);
+    for (std::int32_t read = 0; read < bytes;) {
+        const ssize_t count = ::recv(socket, data + read, static_cast<std::size_t>(bytes - read), 0);
         if (count < 0 && errno == EINTR) continue;
         if (count <= 0) return static_cast<std::int32_t>(count);
-        iRead += static_cast<std::int32_t>(count);
+        read += static_cast<std::int32_t>(count);
     }
     return 1;
 }
 
-void Tell(const char* szFormat, std::int32_t iValue)
+void Tell(const char* format, std::int32_t value)
 {
-    char szText[128];
-    std::snprintf(szText, sizeof szText, szFormat, iValue);
-    OutputDebugStringA(szText);
+    char text[128];
+    std::snprintf(text, sizeof text, format, value);
+    OutputDebugStringA(text);
 }
 
 /// Makes a frame of the body and sends it; 0 also when it would be too long for its length field or for the
@@ -69,17 +69,17 @@ std::int32_t GetFrameLength(const std::uint8_t* frame)
                                      static_cast<std::uint32_t>(frame[3]) << 24);
 }
 
-void SetFrameLength(std::uint8_t* frame, std::int32_t iLength)
+void SetFrameLength(std::uint8_t* frame, std::int32_t length)
 {
     for (int i = 0; i < FRAME_HEADER_BYTES; ++i)
-        frame[i] = static_cast<std::uint8_t>(static_cast<std::uint32_t>(iLength) >> (8 * i));
+        frame[i] = static_cast<std::uint8_t>(static_cast<std::uint32_t>(length) >> (8 * i));
 }
 
 std::int32_t SendFrame(SOCKET socket, const std::uint8_t* frame)
 {
-    const std::int32_t iLength = GetFrameLength(frame);
-    const std::int32_t iSent = SendAll(socket, frame, iLength);
-    return iSent == iLength ? iSent : 0;
+    const std::int32_t length = GetFrameLength(frame);
+    const std::int32_t sent = SendAll(socket, frame, length);
+    return sent == length ? sent : 0;
 }
 
 std::int32_t SendLinkFrame(SOCKET socket, const std::uint8_t* frame)
@@ -90,40 +90,40 @@ std::int32_t SendLinkFrame(SOCKET socket, const std::uint8_t* frame)
 std::int32_t RecvFrame(SOCKET socket, std::span<std::uint8_t> buffer)
 {
     if (buffer.size() < FRAME_HEADER_BYTES) return 0;
-    const std::int32_t iHeader = RecvAll(socket, buffer.data(), FRAME_HEADER_BYTES);
-    if (iHeader <= 0) {
-        Tell("recv return %d ========================1111===========================", iHeader);
+    const std::int32_t header = RecvAll(socket, buffer.data(), FRAME_HEADER_BYTES);
+    if (header <= 0) {
+        Tell("recv return %d ========================1111===========================", header);
         return 0;
     }
-    const std::int32_t iLength = GetFrameLength(buffer.data());
-    if (iLength > 0 && static_cast<std::size_t>(iLength) > buffer.size()) {
-        Tell("frame of %d bytes, longer than any that is taken: refused", iLength);
+    const std::int32_t length = GetFrameLength(buffer.data());
+    if (length > 0 && static_cast<std::size_t>(length) > buffer.size()) {
+        Tell("frame of %d bytes, longer than any that is taken: refused", length);
         return 0;
     }
-    const std::int32_t iBody = RecvAll(socket, buffer.data() + FRAME_HEADER_BYTES,
-                                       std::max(iLength, FRAME_HEADER_BYTES) - FRAME_HEADER_BYTES);
-    if (iBody <= 0) {
-        Tell("recv return %d =======================333=============================", iBody);
+    const std::int32_t body = RecvAll(socket, buffer.data() + FRAME_HEADER_BYTES,
+                                      std::max(length, FRAME_HEADER_BYTES) - FRAME_HEADER_BYTES);
+    if (body <= 0) {
+        Tell("recv return %d =======================333=============================", body);
         return 0;
     }
-    return iLength;
+    return length;
 }
 
-std::int32_t SendTextFrame(SOCKET socket, std::string_view strText)
+std::int32_t SendTextFrame(SOCKET socket, std::string_view text)
 {
-    return SendBody(socket, strText.data(), strText.size());
+    return SendBody(socket, text.data(), text.size());
 }
 
-std::int32_t RecvTextFrame(SOCKET socket, std::string& strText)
+std::int32_t RecvTextFrame(SOCKET socket, std::string& text)
 {
     try {
         std::vector<std::uint8_t> buffer(SHORT_FRAME_LIMIT + 1);  // with room for a terminator
-        const std::int32_t iLength = RecvFrame(socket, std::span(buffer).first(SHORT_FRAME_LIMIT));
-        if (iLength == 0) return 0;
-        const std::int32_t iEnd = std::max(iLength, FRAME_HEADER_BYTES);
-        buffer[static_cast<std::size_t>(iEnd)] = 0;
-        strText = reinterpret_cast<const char*>(buffer.data() + FRAME_HEADER_BYTES);
-        return iLength;
+        const std::int32_t length = RecvFrame(socket, std::span(buffer).first(SHORT_FRAME_LIMIT));
+        if (length == 0) return 0;
+        const std::int32_t end = std::max(length, FRAME_HEADER_BYTES);
+        buffer[static_cast<std::size_t>(end)] = 0;
+        text = reinterpret_cast<const char*>(buffer.data() + FRAME_HEADER_BYTES);
+        return length;
     } catch (const std::bad_alloc&) {
         return 0;
     }
@@ -138,9 +138,9 @@ std::int32_t RecvBinaryFrame(SOCKET socket, std::span<std::uint8_t, SHORT_FRAME_
 {
     try {
         std::vector<std::uint8_t> buffer(FRAME_HEADER_BYTES + SHORT_FRAME_LIMIT);
-        const std::int32_t iLength = RecvFrame(socket, std::span(buffer).first(SHORT_FRAME_LIMIT));
-        std::copy_n(buffer.data() + FRAME_HEADER_BYTES, std::max(iLength, 0), out.data());
-        return iLength;
+        const std::int32_t length = RecvFrame(socket, std::span(buffer).first(SHORT_FRAME_LIMIT));
+        std::copy_n(buffer.data() + FRAME_HEADER_BYTES, std::max(length, 0), out.data());
+        return length;
     } catch (const std::bad_alloc&) {
         return 0;
     }

@@ -18,7 +18,7 @@ inline constexpr std::int32_t SHORT_FRAME_LIMIT = 65536;
 
 /// The length field of the frame that begins at `frame`.
 std::int32_t GetFrameLength(const std::uint8_t* frame);
-void SetFrameLength(std::uint8_t* frame, std::int32_t iLength);
+void SetFrameLength(std::uint8_t* frame, std::int32_t length);
 
 /// Sends the frame at `frame`, whose length field is filled and true. The bytes sent, 0 on failure; a length of
 /// 0 or less sends nothing.
@@ -34,9 +34,9 @@ std::int32_t SendLinkFrame(SOCKET socket, const std::uint8_t* frame);
 std::int32_t RecvFrame(SOCKET socket, std::span<std::uint8_t> buffer);
 
 /// A text, which has no terminator on the wire. The bytes sent, length field included; 0 on failure.
-std::int32_t SendTextFrame(SOCKET socket, std::string_view strText);
+std::int32_t SendTextFrame(SOCKET socket, std::string_view text);
 /// The length field, 0 on failure. The text ends at a zero byte, and is empty when the frame has no body.
-std::int32_t RecvTextFrame(SOCKET socket, std::string& strText);
+std::int32_t RecvTextFrame(SOCKET socket, std::string& text);
 
 std::int32_t SendBinaryFrame(SOCKET socket, std::span<const std::uint8_t> data);
 /// The length field, 0 on failure. `out` gets as many bytes as the length says, so 4 more than the body has;

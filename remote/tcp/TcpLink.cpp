@@ -39,14 +39,14 @@ std::int32_t Word(const std::uint8_t* data)
     return GetFrameLength(data);
 }
 
-std::string ReadSystemSetting(const char* szKey)
+std::string ReadSystemSetting(const char* key)
 {
-    return GetProfileText("System", szKey, "", SETTING_BYTES, GetModuleDirectory() + "config\\system.ini");
+    return GetProfileText("System", key, "", SETTING_BYTES, GetModuleDirectory() + "config\\system.ini");
 }
 
 }  // namespace
 
-CTcpLink::CTcpLink(std::shared_ptr<XDeviceState> state, std::shared_ptr<CLinkCounters> counters, SOCKET socket,
+CTcpLink::CTcpLink(std::shared_ptr<CDeviceState> state, std::shared_ptr<CLinkCounters> counters, SOCKET socket,
                    const TcpLinkSetup& setup)
     : m_pState(std::move(state)),
       m_pCounters(std::move(counters)),
@@ -83,28 +83,28 @@ void CTcpLink::Receive()
     if (!Logon() || !OpenPicture()) return;
     while (m_pState->m_bRunning && !m_bCancel.load(std::memory_order_relaxed)) {
         pollfd readable = {m_socket, POLLIN, 0};
-        const int iReady = ::poll(&readable, 1, WAIT_MS);
-        if (iReady < 0 && errno != EINTR) return;
-        if (iReady > 0 && !TakeFrame()) return;
+        const int ready = ::poll(&readable, 1, WAIT_MS);
+        if (ready < 0 && errno != EINTR) return;
+        if (ready > 0 && !TakeFrame()) return;
     }
 }
 
 /// Sends the request and reads the reply; false ends the link.
 bool CTcpLink::Logon()
 {
-    const bool bPlayback = m_Setup.mode == MODE_PLAYBACK;
-    const std::int32_t words[] = {REQUEST_BYTES, m_Setup.mode, bPlayback ? m_Setup.record : -1,
-                                  bPlayback ? 0 : m_Setup.channel};
+    const bool playback = m_Setup.mode == MODE_PLAYBACK;
+    const std::int32_t words[] = {REQUEST_BYTES, m_Setup.mode, playback ? m_Setup.record : -1,
+                                  playback ? 0 : m_Setup.channel};
     std::uint8_t request[REQUEST_BYTES];
     for (std::size_t i = 0; i < std::size(words); ++i)
         SetFrameLength(request + 4 * i, words[i]);
     if (SendLinkFrame(m_socket, request) == 0) return false;
-    const std::int32_t iLength = RecvFrame(m_socket, std::span(m_Buffer).first(LINK_FRAME_LIMIT));
-    if (iLength != REPLY_BYTES)
-        OutputDebugStringA("reply of " + std::to_string(iLength) + " bytes to a stream request, not " +
+    const std::int32_t length = RecvFrame(m_socket, std::span(m_Buffer).first(LINK_FRAME_LIMIT));
+    if (length != REPLY_BYTES)
+        OutputDebugStringA("reply of " + std::to_string(length) + " bytes to a stream request, not " +
                            std::to_string(REPLY_BYTES) + "\n");
     // Words that a short reply lacks are 0, as the buffer was.
-    if (iLength == 0 || Word(&m_Buffer[4]) != REPLY_TYPE) return false;
+    if (length == 0 || Word(&m_Buffer[4]) != REPLY_TYPE) return false;
     m_iWidth = Word(&m_Buffer[8]);
     m_iHeight = Word(&m_Buffer[12]);
     m_iThirdValue = Word(&m_Buffer[16]);
@@ -114,8 +114,8 @@ bool CTcpLink::Logon()
 /// Makes decoder and surface; false in a mode that streams nothing.
 bool CTcpLink::OpenPicture()
 {
-    m_pCounters->m_iWidth.store(m_iWidth, std::memory_order_relaxed);
-    m_pCounters->m_iHeight.store(m_iHeight, std::memory_order_relaxed);
+    m_pCounters->width.store(m_iWidth, std::memory_order_relaxed);
+    m_pCounters->height.store(m_iHeight, std::memory_order_relaxed);
     const bool bH264 = m_Setup.mode == MODE_LIVE_H264;
     if (!bH264 && m_Setup.mode != MODE_LIVE_MPEG4 && m_Setup.mode != MODE_PLAYBACK) return false;
     m_iCodec = bH264 ? CODEC_ID_H264 : CODEC_ID_MPEG4;
@@ -140,35 +140,35 @@ bool CTcpLink::OpenPicture()
 /// Reads one frame and does what it asks for; false ends the link.
 bool CTcpLink::TakeFrame()
 {
-    const std::int32_t iLength = RecvFrame(m_socket, std::span(m_Buffer).first(LINK_FRAME_LIMIT));
-    if (iLength == 0) return false;
-    CLinkCounters::Count(m_pCounters->m_ulDatagrams);
+    const std::int32_t length = RecvFrame(m_socket, std::span(m_Buffer).first(LINK_FRAME_LIMIT));
+    if (length == 0) return false;
+    CLinkCounters::Count(m_pCounters->datagrams);
     ServeFlags();
-    if (iLength < HEADER_BYTES) return true;  // no type, and so nothing to decode
-    CLinkCounters::Count(m_pCounters->m_ulBytes, static_cast<std::uint64_t>(iLength));
-    const std::int32_t iType = Word(&m_Buffer[4]);
-    if (iType == TYPE_NOTHING) return true;
-    if (iType != TYPE_VIDEO) return false;
-    Show(iLength);
+    if (length < HEADER_BYTES) return true;  // no type, and so nothing to decode
+    CLinkCounters::Count(m_pCounters->bytes, static_cast<std::uint64_t>(length));
+    const std::int32_t type = Word(&m_Buffer[4]);
+    if (type == TYPE_NOTHING) return true;
+    if (type != TYPE_VIDEO) return false;
+    Show(length);
     return true;
 }
 
 void CTcpLink::ServeFlags()
 {
-    const std::uint32_t nFlags = m_pState->m_nFlags;
-    if ((nFlags & FLAG_SNAPSHOT) != 0) TakeSnapshot();
-    if ((nFlags & FLAG_STOP_RECORD) != 0) StopRecord();
-    if ((nFlags & FLAG_START_RECORD) != 0) StartRecord();
+    const std::uint32_t flags = m_pState->m_nFlags;
+    if ((flags & FLAG_SNAPSHOT) != 0) TakeSnapshot();
+    if ((flags & FLAG_STOP_RECORD) != 0) StopRecord();
+    if ((flags & FLAG_START_RECORD) != 0) StartRecord();
 }
 
 void CTcpLink::TakeSnapshot()
 {
     // oddity: snapshot-path-joined. Both settings stand one after the other, with nothing between them.
-    const std::string strPath = ReadSystemSetting("PicturePath") + GetSnapshotFileName(m_pState->GetName());
-    m_pState->m_strPictureFile = strPath;
-    MakeSureDirectoryPathExists(strPath);
+    const std::string path = ReadSystemSetting("PicturePath") + GetSnapshotFileName(m_pState->GetName());
+    m_pState->m_strPictureFile = path;
+    MakeSureDirectoryPathExists(path);
     m_pState->m_nFlags.ClearBits(FLAG_SNAPSHOT);
-    if (m_pSurface != nullptr) m_pRender->SaveSnapshot(strPath, m_pSurface);
+    if (m_pSurface != nullptr) m_pRender->SaveSnapshot(path, m_pSurface);
 }
 
 void CTcpLink::StopRecord()
@@ -179,11 +179,11 @@ void CTcpLink::StopRecord()
 void CTcpLink::StartRecord()
 {
     m_pState->m_nFlags.ClearBits(FLAG_START_RECORD);
-    const std::string strPath =
+    const std::string path =
         GetLinkRecordFileName(ReadSystemSetting("RecordPath"), m_pState->GetName(), std::time(nullptr));
-    m_pState->m_strRecordFile = strPath;
-    MakeSureDirectoryPathExists(strPath);
-    if (StartRecording(*m_pState, m_iCodec, m_iWidth, m_iHeight, m_pState->m_iRecordType, strPath)) {
+    m_pState->m_strRecordFile = path;
+    MakeSureDirectoryPathExists(path);
+    if (StartRecording(*m_pState, m_iCodec, m_iWidth, m_iHeight, m_pState->m_iRecordType, path)) {
         m_pState->m_dwRecordTick = m_Setup.clock->TickCount();
     } else {
         m_pState->m_nFlags.SetBits(FLAG_START_RECORD);
@@ -191,38 +191,37 @@ void CTcpLink::StartRecord()
 }
 
 /// Decodes, records and draws the payload of the frame in the buffer.
-void CTcpLink::Show(std::int32_t iLength)
+void CTcpLink::Show(std::int32_t length)
 {
     // oddity: size-counts-header. The frame's length counts the header too: decoder and file are fed 8 bytes
     // more, zeros.
     const std::uint8_t* const payload = &m_Buffer[HEADER_BYTES];
-    std::fill_n(&m_Buffer[static_cast<std::size_t>(iLength)], TRAILING_BYTES, std::uint8_t{0});
-    CLinkCounters::Count(m_pCounters->m_ulMessages);
+    std::fill_n(&m_Buffer[static_cast<std::size_t>(length)], TRAILING_BYTES, std::uint8_t{0});
+    CLinkCounters::Count(m_pCounters->messages);
     CVideoDecoder* const decoder = m_pState->m_pDecoder.get();
-    const CodecFrame* const frame = decoder == nullptr ? nullptr : decoder->Decode(payload, iLength);
+    const CodecFrame* const frame = decoder == nullptr ? nullptr : decoder->Decode(payload, length);
     if (frame == nullptr || frame->data[0] == nullptr) {
-        CLinkCounters::Count(m_pCounters->m_ulRefused);
+        CLinkCounters::Count(m_pCounters->refused);
         return;
     }
-    CLinkCounters::Count(m_pCounters->m_ulDecoded);
+    CLinkCounters::Count(m_pCounters->decoded);
     if (m_pState->m_iStatus == STATUS_RECORDING) {
-        WriteVideo(*m_pState, payload, iLength, frame->key_frame);
+        WriteVideo(*m_pState, payload, length, frame->key_frame);
         CheckRollover();
     }
     if (m_pSurface == nullptr) return;
     m_pRender->DisplayClient(frame, m_pSurface, m_pState->m_hRenderWnd);
-    CLinkCounters::Count(m_pCounters->m_ulShown);
-    if (m_pCounters->m_iFirstPictureMs.load(std::memory_order_relaxed) < 0)
-        m_pCounters->m_iFirstPictureMs.store(m_Setup.clock->TickCount() - m_dwOpenTick,
-                                             std::memory_order_relaxed);
+    CLinkCounters::Count(m_pCounters->shown);
+    if (m_pCounters->firstPictureMs.load(std::memory_order_relaxed) < 0)
+        m_pCounters->firstPictureMs.store(m_Setup.clock->TickCount() - m_dwOpenTick, std::memory_order_relaxed);
 }
 
 void CTcpLink::CheckRollover()
 {
-    const std::uint32_t dwNow = m_Setup.clock->TickCount();
-    if (dwNow - m_pState->m_dwRecordTick < m_Setup.rolloverMs) return;
+    const std::uint32_t now = m_Setup.clock->TickCount();
+    if (now - m_pState->m_dwRecordTick < m_Setup.rolloverMs) return;
     m_pState->m_nFlags.SetBits(FLAG_STOP_RECORD | FLAG_START_RECORD);
-    m_pState->m_dwRecordTick = dwNow;
+    m_pState->m_dwRecordTick = now;
 }
 
 void CTcpLink::CleanUp()

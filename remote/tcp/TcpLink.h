@@ -42,7 +42,7 @@ struct TcpLinkSetup {
 class CTcpLink final : public ILink
 {
   public:
-    CTcpLink(std::shared_ptr<XDeviceState> state, std::shared_ptr<CLinkCounters> counters, SOCKET socket,
+    CTcpLink(std::shared_ptr<CDeviceState> state, std::shared_ptr<CLinkCounters> counters, SOCKET socket,
              const TcpLinkSetup& setup);
     ~CTcpLink() override;
     CTcpLink(const CTcpLink&) = delete;
@@ -65,12 +65,12 @@ class CTcpLink final : public ILink
     void TakeSnapshot();
     void StopRecord();
     void StartRecord();
-    void Show(std::int32_t iLength);
+    void Show(std::int32_t length);
     void CheckRollover();
     void CleanUp();
 
     // set in the constructor, constant afterwards
-    const std::shared_ptr<XDeviceState> m_pState;
+    const std::shared_ptr<CDeviceState> m_pState;
     const std::shared_ptr<CLinkCounters> m_pCounters;
     const SOCKET m_socket;
     const TcpLinkSetup m_Setup;

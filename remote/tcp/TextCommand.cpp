@@ -3,20 +3,20 @@
 #include "platform/os/Socket.h"
 #include "remote/tcp/Framing.h"
 
-std::int32_t SendTextCommand(const std::string& strAddress, std::string_view strText)
+std::int32_t SendTextCommand(const std::string& address, std::string_view text)
 {
     CSocket socket;
     if (!socket.Create()) return -1;
-    if (socket.Connect(strAddress, CONTROL_PORT)) SendTextFrame(socket.GetHandle(), strText);
+    if (socket.Connect(address, CONTROL_PORT)) SendTextFrame(socket.GetHandle(), text);
     return 0;
 }
 
-std::string MakeTextCommand(const char* szName, std::int32_t iDevID)
+std::string MakeTextCommand(const char* name, std::int32_t devID)
 {
-    return std::string(szName) + ":" + std::to_string(iDevID);
+    return std::string(name) + ":" + std::to_string(devID);
 }
 
-std::string MakeTextCommand(const char* szName, std::int32_t iDevID, std::int32_t iValue)
+std::string MakeTextCommand(const char* name, std::int32_t devID, std::int32_t value)
 {
-    return MakeTextCommand(szName, iDevID) + ":" + std::to_string(iValue);
+    return MakeTextCommand(name, devID) + ":" + std::to_string(value);
 }

@@ -18,8 +18,8 @@ constexpr std::uint32_t OLDEST_MS = 2000;  // an older picture isn't live any mo
 class CQueueReceiver final : public CChannelReceiver
 {
   public:
-    CQueueReceiver(CP2PSession& session, std::int32_t iChannel, const P2PCancel& cancel)
-        : m_Session(session), m_iChannel(iChannel), m_Cancel(cancel)
+    CQueueReceiver(CP2PSession& session, std::int32_t channel, const P2PCancel& cancel)
+        : m_Session(session), m_iChannel(channel), m_Cancel(cancel)
     {
     }
     /// The calling thread keeps the receive lock for as long as the receiver stands.
@@ -27,7 +27,7 @@ class CQueueReceiver final : public CChannelReceiver
     CQueueReceiver(const CQueueReceiver&) = delete;
     CQueueReceiver& operator=(const CQueueReceiver&) = delete;
 
-    XStreamReply ReceiveReply(const std::function<void()>& ask) override
+    StreamReply ReceiveReply(const std::function<void()>& ask) override
     {
         ask();
         return ReadStreamReply(Receive(REPLY_BYTES));
@@ -35,9 +35,9 @@ class CQueueReceiver final : public CChannelReceiver
     std::span<const std::uint8_t> ReceiveMessage() override { return Receive(m_Buffer.size()); }
 
   private:
-    std::span<const std::uint8_t> Receive(std::size_t ulLimit)
+    std::span<const std::uint8_t> Receive(std::size_t limit)
     {
-        const std::int32_t count = m_Session.ReceiveChannel(m_szName, std::span(m_Buffer).first(ulLimit),
+        const std::int32_t count = m_Session.ReceiveChannel(m_szName, std::span(m_Buffer).first(limit),
                                                             m_iChannel, DIRECTION_CLIENT, &m_Cancel);
         return std::span(m_Buffer).first(static_cast<std::size_t>(std::max(count, 0)));
     }
@@ -53,9 +53,8 @@ class CQueueReceiver final : public CChannelReceiver
 class CInboxReceiver final : public CChannelReceiver
 {
   public:
-    CInboxReceiver(CP2PSession& session, CLinkCounters& counters, std::int32_t iChannel,
-                   const P2PCancel& cancel)
-        : m_Session(session), m_Counters(counters), m_iChannel(iChannel), m_Cancel(cancel)
+    CInboxReceiver(CP2PSession& session, CLinkCounters& counters, std::int32_t channel, const P2PCancel& cancel)
+        : m_Session(session), m_Counters(counters), m_iChannel(channel), m_Cancel(cancel)
     {
         m_Session.OpenChannel(m_iChannel);
     }
@@ -63,7 +62,7 @@ class CInboxReceiver final : public CChannelReceiver
     CInboxReceiver(const CInboxReceiver&) = delete;
     CInboxReceiver& operator=(const CInboxReceiver&) = delete;
 
-    XStreamReply ReceiveReply(const std::function<void()>& ask) override
+    StreamReply ReceiveReply(const std::function<void()>& ask) override
     {
         // Request and reply are single datagrams that anything may swallow: the request is repeated.
         do {
@@ -74,8 +73,8 @@ class CInboxReceiver final : public CChannelReceiver
                        m_Session.TakeMessage(m_iChannel, DIRECTION_CLIENT, &m_Cancel, deadline)) {
                 // A channel that is opened again while the machine still streams meets pictures before the
                 // reply. They begin with a start code, where the reply has its width.
-                const auto reply = ReadStreamReply(message->m_Data);
-                if (message->m_Data.size() <= REPLY_BYTES && reply.m_iWidth != 0) return reply;
+                const auto reply = ReadStreamReply(message->data);
+                if (message->data.size() <= REPLY_BYTES && reply.width != 0) return reply;
             }
         } while (m_Session.IsConnected() && !m_Cancel.load(std::memory_order_relaxed));
         return {};
@@ -86,13 +85,13 @@ class CInboxReceiver final : public CChannelReceiver
         while (auto message = m_Session.TakeMessage(m_iChannel, DIRECTION_CLIENT, &m_Cancel)) {
             // Whatever keeps the link from its inbox counts into the age: other channels' decoding as well as a
             // slow renderer.
-            const bool bOld = m_Session.AgeOf(*message) > OLDEST_MS;
-            m_Message = std::move(message->m_Data);
+            const bool old = m_Session.AgeOf(*message) > OLDEST_MS;
+            m_Message = std::move(message->data);
             const auto payload = std::span<const std::uint8_t>(m_Message).subspan(
                 std::min<std::size_t>(m_Message.size(), MESSAGE_HEADER_BYTES));
-            m_bSkipping = bOld || (m_bSkipping && !IsKeyPicture(payload));
+            m_bSkipping = old || (m_bSkipping && !IsKeyPicture(payload));
             if (!m_bSkipping) return m_Message;
-            CLinkCounters::Count(m_Counters.m_ulSkipped);
+            CLinkCounters::Count(m_Counters.skipped);
         }
         return {};
     }
@@ -109,8 +108,8 @@ class CInboxReceiver final : public CChannelReceiver
 }  // namespace
 
 std::unique_ptr<CChannelReceiver> CChannelReceiver::Make(CP2PSession& session, CLinkCounters& counters,
-                                                         std::int32_t iChannel, const P2PCancel& cancel)
+                                                         std::int32_t channel, const P2PCancel& cancel)
 {
-    if (session.IsSharedReceive()) return std::make_unique<CInboxReceiver>(session, counters, iChannel, cancel);
-    return std::make_unique<CQueueReceiver>(session, iChannel, cancel);
+    if (session.IsSharedReceive()) return std::make_unique<CInboxReceiver>(session, counters, channel, cancel);
+    return std::make_unique<CQueueReceiver>(session, channel, cancel);
 }

@@ -16,11 +16,11 @@ class CChannelReceiver
   public:
     /// All are borrowed for the life of the object.
     static std::unique_ptr<CChannelReceiver> Make(CP2PSession& session, CLinkCounters& counters,
-                                                  std::int32_t iChannel, const P2PCancel& cancel);
+                                                  std::int32_t channel, const P2PCancel& cancel);
     virtual ~CChannelReceiver() = default;
 
     /// Asks for the stream and waits for the reply. Width and height are 0 when the wait was ended instead.
-    virtual XStreamReply ReceiveReply(const std::function<void()>& ask) = 0;
+    virtual StreamReply ReceiveReply(const std::function<void()>& ask) = 0;
 
     /// Waits for the next message behind the reply, its header word included; valid until the next call. Empty
     /// when the wait was ended, or for a message that has nothing in it.

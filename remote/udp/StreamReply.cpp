@@ -5,14 +5,14 @@
 #include "remote/p2p/MessageAssembler.h"
 #include "remote/p2p/P2PWire.h"
 
-XStreamReply ReadStreamReply(std::span<const std::uint8_t> message)
+StreamReply ReadStreamReply(std::span<const std::uint8_t> message)
 {
     std::uint8_t bytes[MESSAGE_HEADER_BYTES + 4] = {};
     std::ranges::copy(message.first(std::min(message.size(), sizeof bytes)), bytes);
     return {ReadLittle16(bytes + MESSAGE_HEADER_BYTES), ReadLittle16(bytes + MESSAGE_HEADER_BYTES + 2)};
 }
 
-bool IsWithinLimit(const XStreamReply& reply)
+bool IsWithinLimit(const StreamReply& reply)
 {
-    return std::int64_t{reply.m_iWidth} * reply.m_iHeight <= PICTURE_LIMIT_SAMPLES;
+    return std::int64_t{reply.width} * reply.height <= PICTURE_LIMIT_SAMPLES;
 }

@@ -4,9 +4,9 @@
 #include <span>
 
 /// The picture size by which a machine answers a stream request.
-struct XStreamReply {
-    std::int32_t m_iWidth = 0;  // pixels, 0 to 65535
-    std::int32_t m_iHeight = 0;
+struct StreamReply {
+    std::int32_t width = 0;  // pixels, 0 to 65535
+    std::int32_t height = 0;
 };
 
 /// A picture has at most so many samples, in whatever shape. The size comes from whoever sends a datagram, and
@@ -14,7 +14,7 @@ struct XStreamReply {
 inline constexpr std::int64_t PICTURE_LIMIT_SAMPLES = std::int64_t{16384} * 4096;
 
 /// Reads width and height behind the header word; bytes that are missing count as zero.
-XStreamReply ReadStreamReply(std::span<const std::uint8_t> message);
+StreamReply ReadStreamReply(std::span<const std::uint8_t> message);
 
 /// False for a picture beyond the limit. A size of 0 passes: no decoder shows anything of it.
-bool IsWithinLimit(const XStreamReply& reply);
+bool IsWithinLimit(const StreamReply& reply);

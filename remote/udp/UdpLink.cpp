@@ -22,13 +22,13 @@ constexpr std::size_t REQUEST_BYTES = 8;
 
 }  // namespace
 
-CUdpLink::CUdpLink(std::shared_ptr<XDeviceState> state, std::shared_ptr<CP2PSession> session,
-                   std::shared_ptr<CLinkCounters> counters, std::int32_t iNetID, std::int32_t iDevID)
+CUdpLink::CUdpLink(std::shared_ptr<CDeviceState> state, std::shared_ptr<CP2PSession> session,
+                   std::shared_ptr<CLinkCounters> counters, std::int32_t netID, std::int32_t devID)
     : m_pState(std::move(state)),
       m_pSession(std::move(session)),
       m_pCounters(std::move(counters)),
-      m_iNetID(iNetID),
-      m_iDevID(iDevID),
+      m_iNetID(netID),
+      m_iDevID(devID),
       m_dwOpenTick(GetTickCount())
 {
 }
@@ -37,7 +37,7 @@ CUdpLink::~CUdpLink() = default;
 
 void CUdpLink::Cancel()
 {
-    m_bCancel.store(true, std::memory_order_relaxed);
+    m_Cancel.store(true, std::memory_order_relaxed);
     if (m_pSession) m_pSession->WakeAll();
 }
 
@@ -57,22 +57,22 @@ void CUdpLink::Run()
 /// From the path to the machine to the end of the stream.
 void CUdpLink::Receive()
 {
-    const std::string strPeer = std::to_string(m_iNetID);
-    const auto receiver = CChannelReceiver::Make(*m_pSession, *m_pCounters, m_iDevID, m_bCancel);
-    if (!m_pSession->ConnectPeer(strPeer, &m_bCancel)) return;
+    const std::string peer = std::to_string(m_iNetID);
+    const auto receiver = CChannelReceiver::Make(*m_pSession, *m_pCounters, m_iDevID, m_Cancel);
+    if (!m_pSession->ConnectPeer(peer, &m_Cancel)) return;
     m_Reply = receiver->ReceiveReply([&] {
         std::uint8_t request[REQUEST_BYTES];
         WriteLittle32(request, MakeMessageHeader(m_iDevID, REQUEST_BYTES));
         WriteLittle32(request + MESSAGE_HEADER_BYTES, static_cast<std::uint32_t>(m_iDevID));
-        m_pSession->SendMessage(strPeer, request);
+        m_pSession->SendMessage(peer, request);
     });
     if (IsEnding()) return;
     OpenPicture();
     while (m_pSession->IsConnected() && !IsEnding()) {
         const auto message = receiver->ReceiveMessage();
         if (message.empty()) continue;
-        CLinkCounters::Count(m_pCounters->m_ulMessages);
-        CLinkCounters::Count(m_pCounters->m_ulBytes, message.size());
+        CLinkCounters::Count(m_pCounters->messages);
+        CLinkCounters::Count(m_pCounters->bytes, message.size());
         Show(message.data() + std::min<std::size_t>(message.size(), MESSAGE_HEADER_BYTES),
              static_cast<std::int32_t>(message.size()) - static_cast<std::int32_t>(MESSAGE_HEADER_BYTES));
     }
@@ -81,8 +81,8 @@ void CUdpLink::Receive()
 void CUdpLink::OpenPicture()
 {
     const auto [iWidth, iHeight] = m_Reply;
-    m_pCounters->m_iWidth.store(iWidth, std::memory_order_relaxed);
-    m_pCounters->m_iHeight.store(iHeight, std::memory_order_relaxed);
+    m_pCounters->width.store(iWidth, std::memory_order_relaxed);
+    m_pCounters->height.store(iHeight, std::memory_order_relaxed);
     if (!IsWithinLimit(m_Reply)) {
         // As a decoder that does not open: the channel stays open and every message of it is refused.
         LogLine(LOG_WARNING, "CUdpLink::OpenPicture",
@@ -100,15 +100,15 @@ void CUdpLink::OpenPicture()
 
 /// Decodes one picture and hands it to the renderer. The length may be below 1, which the decoder answers as it
 /// likes.
-void CUdpLink::Show(const std::uint8_t* pData, std::int32_t iLength)
+void CUdpLink::Show(const std::uint8_t* data, std::int32_t length)
 {
     CVideoDecoder* const decoder = m_pState->m_pDecoder.get();
-    const CodecFrame* const frame = decoder == nullptr ? nullptr : decoder->Decode(pData, iLength);
+    const CodecFrame* const frame = decoder == nullptr ? nullptr : decoder->Decode(data, length);
     if (frame == nullptr) {
-        CLinkCounters::Count(m_pCounters->m_ulRefused);
+        CLinkCounters::Count(m_pCounters->refused);
         return;
     }
-    CLinkCounters::Count(m_pCounters->m_ulDecoded);
+    CLinkCounters::Count(m_pCounters->decoded);
     if (m_pSurface == nullptr) return;
     m_pRender->DisplayClient(frame, m_pSurface, m_pState->m_hRenderWnd);
     CountShowing(m_pSurface->m_Showing);
@@ -116,12 +116,12 @@ void CUdpLink::Show(const std::uint8_t* pData, std::int32_t iLength)
 
 void CUdpLink::CountShowing(EShowing showing)
 {
-    if (showing == EShowing::WithoutCell) CLinkCounters::Count(m_pCounters->m_ulWithoutCell);
-    if (showing == EShowing::NotConvertible) CLinkCounters::Count(m_pCounters->m_ulNotConvertible);
+    if (showing == EShowing::WithoutCell) CLinkCounters::Count(m_pCounters->withoutCell);
+    if (showing == EShowing::NotConvertible) CLinkCounters::Count(m_pCounters->notConvertible);
     if (showing != EShowing::Shown) return;
-    CLinkCounters::Count(m_pCounters->m_ulShown);
-    if (m_pCounters->m_iFirstPictureMs.load(std::memory_order_relaxed) < 0)
-        m_pCounters->m_iFirstPictureMs.store(GetTickCount() - m_dwOpenTick, std::memory_order_relaxed);
+    CLinkCounters::Count(m_pCounters->shown);
+    if (m_pCounters->firstPictureMs.load(std::memory_order_relaxed) < 0)
+        m_pCounters->firstPictureMs.store(GetTickCount() - m_dwOpenTick, std::memory_order_relaxed);
 }
 
 void CUdpLink::CleanUp()

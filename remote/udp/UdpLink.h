@@ -19,8 +19,8 @@ enum class EShowing;
 class CUdpLink
 {
   public:
-    CUdpLink(std::shared_ptr<XDeviceState> state, std::shared_ptr<CP2PSession> session,
-             std::shared_ptr<CLinkCounters> counters, std::int32_t iNetID, std::int32_t iDevID);
+    CUdpLink(std::shared_ptr<CDeviceState> state, std::shared_ptr<CP2PSession> session,
+             std::shared_ptr<CLinkCounters> counters, std::int32_t netID, std::int32_t devID);
     ~CUdpLink();
     CUdpLink(const CUdpLink&) = delete;
     CUdpLink& operator=(const CUdpLink&) = delete;
@@ -36,22 +36,22 @@ class CUdpLink
   private:
     void Receive();
     void OpenPicture();
-    void Show(const std::uint8_t* pData, std::int32_t iLength);
+    void Show(const std::uint8_t* data, std::int32_t length);
     void CountShowing(EShowing showing);
     void CleanUp();
-    bool IsEnding() const { return m_bCancel.load(std::memory_order_relaxed) || !m_pState->m_bRunning; }
+    bool IsEnding() const { return m_Cancel.load(std::memory_order_relaxed) || !m_pState->m_bRunning; }
 
     // set in the constructor, constant afterwards
-    const std::shared_ptr<XDeviceState> m_pState;
+    const std::shared_ptr<CDeviceState> m_pState;
     const std::shared_ptr<CP2PSession> m_pSession;  // null for a channel that no station has built
     const std::shared_ptr<CLinkCounters> m_pCounters;
     const std::int32_t m_iNetID;
     const std::int32_t m_iDevID;
     const std::uint32_t m_dwOpenTick;
     // any thread
-    P2PCancel m_bCancel{false};
+    P2PCancel m_Cancel{false};
     // link thread only
-    XStreamReply m_Reply;
+    StreamReply m_Reply;
     std::shared_ptr<CRender> m_pRender;
     CSurface* m_pSurface = nullptr;  // the renderer's, until DestroySurface
 };

@@ -25,9 +25,9 @@ namespace
 
 constexpr std::int32_t BYTES_A_PIXEL = 4;
 
-GLint FilterName(TEXTURE_FILTER filter)
+GLint FilterName(ETextureFilter filter)
 {
-    return filter == TEXTURE_FILTER::Linear ? GL_LINEAR : GL_NEAREST;
+    return filter == ETextureFilter::Linear ? GL_LINEAR : GL_NEAREST;
 }
 
 class CEglDevice;
@@ -44,7 +44,7 @@ class CEglSurface : public IOffscreenSurface, public std::enable_shared_from_thi
     }
     ~CEglSurface() override;
 
-    bool Lock(LOCK_MODE, XLockedRect& locked) override
+    bool Lock(ELockMode, LockedRect& locked) override
     {
         if (!m_csPixels.try_lock()) return false;
         locked.pitch = m_iWidth * BYTES_A_PIXEL;
@@ -71,7 +71,7 @@ class CEglSurface : public IOffscreenSurface, public std::enable_shared_from_thi
     std::vector<std::uint8_t> m_Pixels;
     ConvertHeld m_Held{};
     bool m_bChanged = true;
-    GLuint m_ulTexture = 0;  // under the renderer's critical section
+    GLuint m_Texture = 0;  // under the renderer's critical section
 };
 
 class CEglBackBuffer : public IBackBuffer
@@ -79,7 +79,7 @@ class CEglBackBuffer : public IBackBuffer
   public:
     std::weak_ptr<CEglSurface> m_pShown;  // none until the first stretch; the stream owns both
     RECT m_Source;
-    TEXTURE_FILTER m_Filter = TEXTURE_FILTER::Linear;
+    ETextureFilter m_Filter = ETextureFilter::Linear;
 };
 
 class CEglDevice : public ISurfaceDevice, public std::enable_shared_from_this<CEglDevice>
@@ -92,14 +92,14 @@ class CEglDevice : public ISurfaceDevice, public std::enable_shared_from_this<CE
     ~CEglDevice() override;
 
     bool Prepare();
-    DEVICE_STATE TestCooperativeLevel() override;
+    EDeviceState TestCooperativeLevel() override;
     void Release() override;
-    bool SetSamplerState(TEXTURE_FILTER magnify, TEXTURE_FILTER minify) override;
+    bool SetSamplerState(ETextureFilter magnify, ETextureFilter minify) override;
     std::shared_ptr<IOffscreenSurface> CreateOffscreenPlainSurface(std::int32_t width, std::int32_t height,
-                                                                   SURFACE_FORMAT format) override;
-    std::shared_ptr<ISwapChain> CreateAdditionalSwapChain(const XPresentParameters& parameters) override;
+                                                                   ESurfaceFormat format) override;
+    std::shared_ptr<ISwapChain> CreateAdditionalSwapChain(const PresentParameters& parameters) override;
     bool StretchRect(IOffscreenSurface& from, const RECT& source, IBackBuffer& to,
-                     TEXTURE_FILTER filter) override;
+                     ETextureFilter filter) override;
     bool Present(const CEglBackBuffer& buffer, HWND window);
 
     // Any thread: the texture goes with the next current context.
@@ -118,17 +118,17 @@ class CEglDevice : public ISurfaceDevice, public std::enable_shared_from_this<CE
 
     const std::shared_ptr<CEglConnection> m_pConnection;
     const bool m_bRobust;
-    std::atomic<DEVICE_STATE> m_State{DEVICE_STATE::Working};
+    std::atomic<EDeviceState> m_State{EDeviceState::Working};
 
     std::mutex m_csContext;  // held while the context is current; before m_csGarbage
     EGLContext m_Context;    // guarded by it; none once released
 
     // under the renderer's critical section
-    GLuint m_ulProgram = 0;
-    GLint m_iPositionSlot = -1;
-    GLint m_iRectSlot = -1;
-    TEXTURE_FILTER m_Magnify = TEXTURE_FILTER::Linear;
-    TEXTURE_FILTER m_Minify = TEXTURE_FILTER::Linear;
+    GLuint m_Program = 0;
+    GLint m_PositionSlot = -1;
+    GLint m_RectSlot = -1;
+    ETextureFilter m_Magnify = ETextureFilter::Linear;
+    ETextureFilter m_Minify = ETextureFilter::Linear;
     std::map<HWND, Window> m_Windows;
 
     std::mutex m_csGarbage;  // a leaf lock
@@ -144,7 +144,7 @@ class CCurrentContext
         if (device.m_Context == EGL_NO_CONTEXT) return;
         m_bCurrent = device.m_pConnection->MakeCurrent(surface, device.m_Context);
         if (!m_bCurrent) {
-            if (device.m_pConnection->IsContextLost()) device.m_State = DEVICE_STATE::Lost;
+            if (device.m_pConnection->IsContextLost()) device.m_State = EDeviceState::Lost;
             return;
         }
         const std::lock_guard lock(device.m_csGarbage);
@@ -184,16 +184,16 @@ class CEglSwapChain : public ISwapChain
 
 CEglSurface::~CEglSurface()
 {
-    if (m_ulTexture != 0) m_pDevice->DeleteLater(m_ulTexture);
+    if (m_Texture != 0) m_pDevice->DeleteLater(m_Texture);
 }
 
 bool CEglSurface::BindTexture()
 {
     const std::unique_lock lock(m_csPixels, std::try_to_lock);
     if (!lock.owns_lock()) return false;
-    const bool fresh = m_ulTexture == 0;
-    if (fresh) glGenTextures(1, &m_ulTexture);
-    glBindTexture(GL_TEXTURE_2D, m_ulTexture);
+    const bool fresh = m_Texture == 0;
+    if (fresh) glGenTextures(1, &m_Texture);
+    glBindTexture(GL_TEXTURE_2D, m_Texture);
     if (fresh) {
         glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
         glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
@@ -221,7 +221,7 @@ void CEglDevice::Release()
     m_Windows.clear();
     m_pConnection->DestroyContext(m_Context);
     m_Context = EGL_NO_CONTEXT;
-    m_State = DEVICE_STATE::NotReset;
+    m_State = EDeviceState::NotReset;
 }
 
 void CEglDevice::DeleteLater(GLuint texture)
@@ -234,10 +234,10 @@ bool CEglDevice::Prepare()
 {
     const CCurrentContext current(*this, EGL_NO_SURFACE);
     if (!current) return false;
-    m_ulProgram = BuildPictureProgram();
-    if (m_ulProgram == 0) return false;
-    m_iPositionSlot = glGetAttribLocation(m_ulProgram, "corner");
-    m_iRectSlot = glGetUniformLocation(m_ulProgram, "part");
+    m_Program = BuildPictureProgram();
+    if (m_Program == 0) return false;
+    m_PositionSlot = glGetAttribLocation(m_Program, "corner");
+    m_RectSlot = glGetUniformLocation(m_Program, "part");
     return true;
 }
 
@@ -247,22 +247,22 @@ bool CEglDevice::IsContextGone() const
     return m_pConnection->IsContextLost() || (m_bRobust && m_pConnection->IsGraphicsReset());
 }
 
-DEVICE_STATE CEglDevice::TestCooperativeLevel()
+EDeviceState CEglDevice::TestCooperativeLevel()
 {
-    if (m_State != DEVICE_STATE::Lost || !m_pConnection->IsUsable()) return m_State;
+    if (m_State != EDeviceState::Lost || !m_pConnection->IsUsable()) return m_State;
     const std::unique_lock lock(m_csContext, std::try_to_lock);
-    if (!lock.owns_lock() || m_State != DEVICE_STATE::Lost) return m_State;
+    if (!lock.owns_lock() || m_State != EDeviceState::Lost) return m_State;
     // A context that can't even be made current has no more to tell.
     bool lasting = false;
     if (m_bRobust && m_pConnection->MakeCurrent(EGL_NO_SURFACE, m_Context)) {
         lasting = m_pConnection->IsGraphicsReset();
         m_pConnection->MakeCurrent(EGL_NO_SURFACE, EGL_NO_CONTEXT);
     }
-    if (!lasting && m_pConnection->IsUsable()) m_State = DEVICE_STATE::NotReset;
+    if (!lasting && m_pConnection->IsUsable()) m_State = EDeviceState::NotReset;
     return m_State;
 }
 
-bool CEglDevice::SetSamplerState(TEXTURE_FILTER magnify, TEXTURE_FILTER minify)
+bool CEglDevice::SetSamplerState(ETextureFilter magnify, ETextureFilter minify)
 {
     m_Magnify = magnify;
     m_Minify = minify;
@@ -270,21 +270,21 @@ bool CEglDevice::SetSamplerState(TEXTURE_FILTER magnify, TEXTURE_FILTER minify)
 }
 
 std::shared_ptr<IOffscreenSurface> CEglDevice::CreateOffscreenPlainSurface(std::int32_t width,
-                                                                           std::int32_t height, SURFACE_FORMAT)
+                                                                           std::int32_t height, ESurfaceFormat)
 {
     const std::int32_t limit = m_pConnection->GetMaxTextureSize();
     if (width <= 0 || height <= 0 || width > limit || height > limit) return nullptr;
     return std::make_shared<CEglSurface>(shared_from_this(), width, height);
 }
 
-std::shared_ptr<ISwapChain> CEglDevice::CreateAdditionalSwapChain(const XPresentParameters& parameters)
+std::shared_ptr<ISwapChain> CEglDevice::CreateAdditionalSwapChain(const PresentParameters& parameters)
 {
-    if (parameters.BackBufferWidth <= 0 || parameters.BackBufferHeight <= 0) return nullptr;
+    if (parameters.backBufferWidth <= 0 || parameters.backBufferHeight <= 0) return nullptr;
     return std::make_shared<CEglSwapChain>(shared_from_this());
 }
 
 bool CEglDevice::StretchRect(IOffscreenSurface& from, const RECT& source, IBackBuffer& to,
-                             TEXTURE_FILTER filter)
+                             ETextureFilter filter)
 {
     auto* const surface = dynamic_cast<CEglSurface*>(&from);
     auto* const buffer = dynamic_cast<CEglBackBuffer*>(&to);
@@ -324,12 +324,12 @@ bool CEglDevice::Present(const CEglBackBuffer& buffer, HWND handle)
 {
     const std::shared_ptr<CEglSurface> shown = buffer.m_pShown.lock();
     const CWindowHold hold(handle);
-    if (m_State != DEVICE_STATE::Working) return false;
+    if (m_State != EDeviceState::Working) return false;
     const EGLSurface surface = FindWindowSurface(handle, hold);
     if (shown == nullptr || surface == EGL_NO_SURFACE) return false;
     const CCurrentContext current(*this, surface);
     if (!current) {
-        if (m_State == DEVICE_STATE::Working) DropWindow(handle);  // the window was at fault, not the context
+        if (m_State == EDeviceState::Working) DropWindow(handle);  // the window was at fault, not the context
         return false;
     }
     if (!shown->BindTexture()) return false;
@@ -338,26 +338,26 @@ bool CEglDevice::Present(const CEglBackBuffer& buffer, HWND handle)
     std::int32_t height = 0;
     m_pConnection->GetSurfaceSize(surface, width, height);
     glViewport(0, 0, width, height);
-    const bool linear = buffer.m_Filter == TEXTURE_FILTER::Linear;
+    const bool linear = buffer.m_Filter == ETextureFilter::Linear;
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER,
-                    FilterName(linear ? m_Magnify : TEXTURE_FILTER::Point));
+                    FilterName(linear ? m_Magnify : ETextureFilter::Point));
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER,
-                    FilterName(linear ? m_Minify : TEXTURE_FILTER::Point));
+                    FilterName(linear ? m_Minify : ETextureFilter::Point));
     const auto across = static_cast<float>(shown->m_iWidth);
     const auto down = static_cast<float>(shown->m_iHeight);
-    glUseProgram(m_ulProgram);
-    glUniform4f(m_iRectSlot, static_cast<float>(buffer.m_Source.left) / across,
+    glUseProgram(m_Program);
+    glUniform4f(m_RectSlot, static_cast<float>(buffer.m_Source.left) / across,
                 static_cast<float>(buffer.m_Source.top) / down,
                 static_cast<float>(buffer.m_Source.right) / across,
                 static_cast<float>(buffer.m_Source.bottom) / down);
     static constexpr float CORNERS[] = {0, 0, 1, 0, 0, 1, 1, 1};
-    glVertexAttribPointer(static_cast<GLuint>(m_iPositionSlot), 2, GL_FLOAT, GL_FALSE, 0, CORNERS);
-    glEnableVertexAttribArray(static_cast<GLuint>(m_iPositionSlot));
+    glVertexAttribPointer(static_cast<GLuint>(m_PositionSlot), 2, GL_FLOAT, GL_FALSE, 0, CORNERS);
+    glEnableVertexAttribArray(static_cast<GLuint>(m_PositionSlot));
     glDrawArrays(GL_TRIANGLE_STRIP, 0, 4);
 
     const bool swapped = m_pConnection->SwapBuffers(surface);
     if (IsContextGone()) {
-        m_State = DEVICE_STATE::Lost;
+        m_State = EDeviceState::Lost;
         return false;
     }
     if (!swapped) DropWindow(handle);  // made anew with the next frame
@@ -369,31 +369,31 @@ class CEglAdapter : public ISurfaceAdapter
   public:
     explicit CEglAdapter(std::shared_ptr<CEglConnection> connection) : m_pConnection(std::move(connection)) {}
 
-    bool GetAdapterDisplayMode(XDisplayMode& mode) override
+    bool GetAdapterDisplayMode(DisplayMode& mode) override
     {
-        mode.Format = SURFACE_FORMAT::X8R8G8B8;
+        mode.Format = ESurfaceFormat::X8R8G8B8;
         return m_pConnection->GetScreenSize(mode.Width, mode.Height);
     }
 
-    bool GetDeviceCaps(XDeviceCaps& caps) override
+    bool GetDeviceCaps(DeviceCaps& caps) override
     {
         caps.VertexProcessingCaps = m_pConnection->IsSoftware() ? 0 : 1;
         return m_pConnection->IsUsable();
     }
 
-    DEVICE_RESULT CreateDevice(HWND, std::uint32_t, const XPresentParameters&,
+    EDeviceResult CreateDevice(HWND, std::uint32_t, const PresentParameters&,
                                std::shared_ptr<ISurfaceDevice>& device) override
     {
         device.reset();
         bool robust = false;
         const EGLContext context = m_pConnection->CreateContext(robust);
         if (context == EGL_NO_CONTEXT)
-            return m_pConnection->IsUsable() ? DEVICE_RESULT::NotAvailable : DEVICE_RESULT::DeviceLost;
+            return m_pConnection->IsUsable() ? EDeviceResult::NotAvailable : EDeviceResult::DeviceLost;
         auto made = std::make_shared<CEglDevice>(m_pConnection, context, robust);
         if (!made->Prepare())
-            return m_pConnection->IsUsable() ? DEVICE_RESULT::Failed : DEVICE_RESULT::DeviceLost;
+            return m_pConnection->IsUsable() ? EDeviceResult::Failed : EDeviceResult::DeviceLost;
         device = std::move(made);
-        return DEVICE_RESULT::Ok;
+        return EDeviceResult::Ok;
     }
 
   private:

@@ -11,7 +11,7 @@ constexpr std::int32_t SCREEN_WIDTH = 1280;
 constexpr std::int32_t SCREEN_HEIGHT = 1024;
 constexpr std::int32_t BYTES_A_PIXEL = 4;
 constexpr std::int32_t PITCH_ALIGNMENT = 64;  // as a display's memory has it, so pitch and width differ
-constexpr std::size_t STEPS = static_cast<std::size_t>(DEVICE_STEP::Present) + 1;
+constexpr std::size_t STEPS = static_cast<std::size_t>(EDeviceStep::Present) + 1;
 
 }  // namespace
 
@@ -43,16 +43,16 @@ struct CMemorySurfaceAdapter::State {
     mutable std::mutex m_csState;  // a leaf lock; guards all below
     std::array<bool, STEPS> m_Faults{};
     std::array<std::uint32_t, STEPS> m_Calls{};
-    DEVICE_RESULT m_CreateResult = DEVICE_RESULT::Failed;
-    DEVICE_STATE m_DeviceState = DEVICE_STATE::Working;
+    EDeviceResult m_CreateResult = EDeviceResult::Failed;
+    EDeviceState m_DeviceState = EDeviceState::Working;
     std::uint32_t m_dwVertexCaps = 1;
     std::uint32_t m_dwBehaviourFlags = 0;
-    XPresentParameters m_Parameters;
+    PresentParameters m_Parameters;
     std::map<HWND, Window> m_Windows;
     std::uint32_t m_ulPresents = 0;
 
     // Counts the step; false when it shall fail.
-    bool Take(DEVICE_STEP step)
+    bool Take(EDeviceStep step)
     {
         const std::lock_guard lock(m_csState);
         ++m_Calls[static_cast<std::size_t>(step)];
@@ -99,11 +99,11 @@ class CMemorySurface : public IOffscreenSurface
     {
     }
 
-    bool Lock(LOCK_MODE mode, XLockedRect& locked) override
+    bool Lock(ELockMode mode, LockedRect& locked) override
     {
-        if (!m_pState->Take(DEVICE_STEP::LockRect) || !m_csPixels.try_lock()) return false;
-        if (mode == LOCK_MODE::Discard) m_pWritten = TakeFree();
-        const auto& given = mode == LOCK_MODE::Discard ? m_pWritten : m_pPixels;
+        if (!m_pState->Take(EDeviceStep::LockRect) || !m_csPixels.try_lock()) return false;
+        if (mode == ELockMode::Discard) m_pWritten = TakeFree();
+        const auto& given = mode == ELockMode::Discard ? m_pWritten : m_pPixels;
         locked.pitch = given->iPitch;
         locked.bits = given->bytes.data();
         locked.held = &given->held;
@@ -177,22 +177,22 @@ class CMemoryBackBuffer : public IBackBuffer
 class CMemorySwapChain : public ISwapChain
 {
   public:
-    CMemorySwapChain(StatePointer state, const XPresentParameters& parameters)
+    CMemorySwapChain(StatePointer state, const PresentParameters& parameters)
         : m_pState(std::move(state)),
           m_pBuffer(
-              std::make_shared<CMemoryBackBuffer>(parameters.BackBufferWidth, parameters.BackBufferHeight))
+              std::make_shared<CMemoryBackBuffer>(parameters.backBufferWidth, parameters.backBufferHeight))
     {
     }
 
     std::shared_ptr<IBackBuffer> GetBackBuffer(std::uint32_t number) override
     {
-        if (!m_pState->Take(DEVICE_STEP::GetBackBuffer) || number != 0) return nullptr;
+        if (!m_pState->Take(EDeviceStep::GetBackBuffer) || number != 0) return nullptr;
         return m_pBuffer;
     }
 
     bool Present(HWND window) override
     {
-        if (!m_pState->Take(DEVICE_STEP::Present) || window == HWND::Null) return false;
+        if (!m_pState->Take(EDeviceStep::Present) || window == HWND::Null) return false;
         PixelsPointer presented = m_pBuffer->Take();
         const std::lock_guard lock(m_pState->m_csState);
         auto& shown = m_pState->m_Windows[window];
@@ -212,32 +212,32 @@ class CMemorySurfaceDevice : public ISurfaceDevice
   public:
     explicit CMemorySurfaceDevice(StatePointer state) : m_pState(std::move(state)) {}
 
-    DEVICE_STATE TestCooperativeLevel() override
+    EDeviceState TestCooperativeLevel() override
     {
         const std::lock_guard lock(m_pState->m_csState);
         return m_pState->m_DeviceState;
     }
 
-    bool SetSamplerState(TEXTURE_FILTER, TEXTURE_FILTER) override { return true; }
+    bool SetSamplerState(ETextureFilter, ETextureFilter) override { return true; }
 
     std::shared_ptr<IOffscreenSurface> CreateOffscreenPlainSurface(std::int32_t width, std::int32_t height,
-                                                                   SURFACE_FORMAT) override
+                                                                   ESurfaceFormat) override
     {
-        if (!m_pState->Take(DEVICE_STEP::CreateOffscreenPlainSurface) || width <= 0 || height <= 0)
+        if (!m_pState->Take(EDeviceStep::CreateOffscreenPlainSurface) || width <= 0 || height <= 0)
             return nullptr;
         return std::make_shared<CMemorySurface>(m_pState, width, height);
     }
 
-    std::shared_ptr<ISwapChain> CreateAdditionalSwapChain(const XPresentParameters& parameters) override
+    std::shared_ptr<ISwapChain> CreateAdditionalSwapChain(const PresentParameters& parameters) override
     {
-        const bool usable = parameters.BackBufferWidth > 0 && parameters.BackBufferHeight > 0;
-        if (!m_pState->Take(DEVICE_STEP::CreateAdditionalSwapChain) || !usable) return nullptr;
+        const bool usable = parameters.backBufferWidth > 0 && parameters.backBufferHeight > 0;
+        if (!m_pState->Take(EDeviceStep::CreateAdditionalSwapChain) || !usable) return nullptr;
         return std::make_shared<CMemorySwapChain>(m_pState, parameters);
     }
 
-    bool StretchRect(IOffscreenSurface& from, const RECT& source, IBackBuffer& to, TEXTURE_FILTER) override
+    bool StretchRect(IOffscreenSurface& from, const RECT& source, IBackBuffer& to, ETextureFilter) override
     {
-        if (!m_pState->Take(DEVICE_STEP::StretchRect)) return false;
+        if (!m_pState->Take(EDeviceStep::StretchRect)) return false;
         auto* const surface = dynamic_cast<CMemorySurface*>(&from);
         auto* const buffer = dynamic_cast<CMemoryBackBuffer*>(&to);
         if (surface == nullptr || buffer == nullptr) return false;
@@ -259,44 +259,44 @@ class CMemorySurfaceDevice : public ISurfaceDevice
 CMemorySurfaceAdapter::CMemorySurfaceAdapter() : m_pState(std::make_shared<State>()) {}
 CMemorySurfaceAdapter::~CMemorySurfaceAdapter() = default;
 
-bool CMemorySurfaceAdapter::GetAdapterDisplayMode(XDisplayMode& mode)
+bool CMemorySurfaceAdapter::GetAdapterDisplayMode(DisplayMode& mode)
 {
-    if (!m_pState->Take(DEVICE_STEP::GetAdapterDisplayMode)) return false;
-    mode = {SCREEN_WIDTH, SCREEN_HEIGHT, SURFACE_FORMAT::X8R8G8B8};
+    if (!m_pState->Take(EDeviceStep::GetAdapterDisplayMode)) return false;
+    mode = {SCREEN_WIDTH, SCREEN_HEIGHT, ESurfaceFormat::X8R8G8B8};
     return true;
 }
 
-bool CMemorySurfaceAdapter::GetDeviceCaps(XDeviceCaps& caps)
+bool CMemorySurfaceAdapter::GetDeviceCaps(DeviceCaps& caps)
 {
-    if (!m_pState->Take(DEVICE_STEP::GetDeviceCaps)) return false;
+    if (!m_pState->Take(EDeviceStep::GetDeviceCaps)) return false;
     const std::lock_guard lock(m_pState->m_csState);
     caps.VertexProcessingCaps = m_pState->m_dwVertexCaps;
     return true;
 }
 
-DEVICE_RESULT CMemorySurfaceAdapter::CreateDevice(HWND, std::uint32_t behaviourFlags,
-                                                  const XPresentParameters& parameters,
+EDeviceResult CMemorySurfaceAdapter::CreateDevice(HWND, std::uint32_t behaviourFlags,
+                                                  const PresentParameters& parameters,
                                                   std::shared_ptr<ISurfaceDevice>& device)
 {
     device.reset();
-    const bool works = m_pState->Take(DEVICE_STEP::CreateDevice);
+    const bool works = m_pState->Take(EDeviceStep::CreateDevice);
     const std::lock_guard lock(m_pState->m_csState);
     m_pState->m_dwBehaviourFlags = behaviourFlags;
     m_pState->m_Parameters = parameters;
     if (!works) return m_pState->m_CreateResult;
-    m_pState->m_DeviceState = DEVICE_STATE::Working;
+    m_pState->m_DeviceState = EDeviceState::Working;
     device = std::make_shared<CMemorySurfaceDevice>(m_pState);
-    return DEVICE_RESULT::Ok;
+    return EDeviceResult::Ok;
 }
 
-void CMemorySurfaceAdapter::SetFault(DEVICE_STEP step, bool fail, DEVICE_RESULT result)
+void CMemorySurfaceAdapter::SetFault(EDeviceStep step, bool fail, EDeviceResult result)
 {
     const std::lock_guard lock(m_pState->m_csState);
     m_pState->m_Faults[static_cast<std::size_t>(step)] = fail;
     m_pState->m_CreateResult = result;
 }
 
-void CMemorySurfaceAdapter::SetState(DEVICE_STATE state)
+void CMemorySurfaceAdapter::SetState(EDeviceState state)
 {
     const std::lock_guard lock(m_pState->m_csState);
     m_pState->m_DeviceState = state;
@@ -308,14 +308,14 @@ void CMemorySurfaceAdapter::SetVertexProcessingCaps(std::uint32_t caps)
     m_pState->m_dwVertexCaps = caps;
 }
 
-XMemoryPicture CMemorySurfaceAdapter::GetPicture(HWND window) const
+MemoryPicture CMemorySurfaceAdapter::GetPicture(HWND window) const
 {
     const std::lock_guard lock(m_pState->m_csState);
     const auto found = m_pState->m_Windows.find(window);
     if (found == m_pState->m_Windows.end()) return {};
     // Copied under the lock, so that the pixels are no longer read when the next presentation lets go of them.
     State::Pixels& pixels = *found->second.m_pPixels;
-    XMemoryPicture picture{pixels.iWidth, pixels.iHeight, {}};
+    MemoryPicture picture{pixels.iWidth, pixels.iHeight, {}};
     const std::ptrdiff_t row = std::ptrdiff_t{pixels.iWidth} * BYTES_A_PIXEL;
     picture.pixels.reserve(static_cast<std::size_t>(row) * static_cast<std::size_t>(pixels.iHeight));
     for (std::int32_t y = 0; y < pixels.iHeight; ++y)
@@ -336,7 +336,7 @@ std::uint32_t CMemorySurfaceAdapter::GetPresentCount() const
     return m_pState->m_ulPresents;
 }
 
-std::uint32_t CMemorySurfaceAdapter::GetCallCount(DEVICE_STEP step) const
+std::uint32_t CMemorySurfaceAdapter::GetCallCount(EDeviceStep step) const
 {
     const std::lock_guard lock(m_pState->m_csState);
     return m_pState->m_Calls[static_cast<std::size_t>(step)];
@@ -348,7 +348,7 @@ std::uint32_t CMemorySurfaceAdapter::GetBehaviourFlags() const
     return m_pState->m_dwBehaviourFlags;
 }
 
-XPresentParameters CMemorySurfaceAdapter::GetDeviceParameters() const
+PresentParameters CMemorySurfaceAdapter::GetDeviceParameters() const
 {
     const std::lock_guard lock(m_pState->m_csState);
     return m_pState->m_Parameters;

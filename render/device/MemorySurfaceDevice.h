@@ -9,14 +9,14 @@
 #include <vector>
 
 /// A picture in memory: 32-bit pixels (blue, green, red, 0), rows of width * 4 bytes, top row first.
-struct XMemoryPicture {
-    std::int32_t iWidth = 0;
-    std::int32_t iHeight = 0;
+struct MemoryPicture {
+    std::int32_t width = 0;
+    std::int32_t height = 0;
     std::vector<std::uint8_t> pixels;
 };
 
 /// The operations of the device that can be told to fail.
-enum class DEVICE_STEP {
+enum class EDeviceStep {
     GetAdapterDisplayMode,
     GetDeviceCaps,
     CreateDevice,
@@ -40,29 +40,29 @@ class CMemorySurfaceAdapter : public ISurfaceAdapter
     CMemorySurfaceAdapter();
     ~CMemorySurfaceAdapter() override;
 
-    bool GetAdapterDisplayMode(XDisplayMode& mode) override;
-    bool GetDeviceCaps(XDeviceCaps& caps) override;
-    DEVICE_RESULT CreateDevice(HWND focusWindow, std::uint32_t behaviourFlags,
-                               const XPresentParameters& parameters,
+    bool GetAdapterDisplayMode(DisplayMode& mode) override;
+    bool GetDeviceCaps(DeviceCaps& caps) override;
+    EDeviceResult CreateDevice(HWND focusWindow, std::uint32_t behaviourFlags,
+                               const PresentParameters& parameters,
                                std::shared_ptr<ISurfaceDevice>& device) override;
 
     /// Lets the step fail from now on (`fail` false: work again). CreateDevice then answers `result`.
-    void SetFault(DEVICE_STEP step, bool fail, DEVICE_RESULT result = DEVICE_RESULT::Failed);
+    void SetFault(EDeviceStep step, bool fail, EDeviceResult result = EDeviceResult::Failed);
     /// What every device of this adapter says of its state until the next device is created, which starts
     /// working.
-    void SetState(DEVICE_STATE state);
+    void SetState(EDeviceState state);
     void SetVertexProcessingCaps(std::uint32_t caps);
 
     /// The last picture shown in `window`; without pixels when there was none.
-    XMemoryPicture GetPicture(HWND window) const;
+    MemoryPicture GetPicture(HWND window) const;
     /// How often `window` was presented to.
     std::uint32_t GetPresentCount(HWND window) const;
     std::uint32_t GetPresentCount() const;
     /// How often the step was asked for, failures included.
-    std::uint32_t GetCallCount(DEVICE_STEP step) const;
+    std::uint32_t GetCallCount(EDeviceStep step) const;
     /// The flags and parameters of the last CreateDevice.
     std::uint32_t GetBehaviourFlags() const;
-    XPresentParameters GetDeviceParameters() const;
+    PresentParameters GetDeviceParameters() const;
 
     struct State;
 

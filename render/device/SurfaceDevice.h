@@ -18,45 +18,45 @@
 // a link thread is writing outlives a device that is rebuilt at that moment.
 
 /// What a set-up operation answers.
-enum class DEVICE_RESULT { Ok, NotAvailable, OutOfVideoMemory, DeviceLost, InvalidCall, Failed };
+enum class EDeviceResult { Ok, NotAvailable, OutOfVideoMemory, DeviceLost, InvalidCall, Failed };
 
 /// What the device says of itself between two frames.
-enum class DEVICE_STATE {
+enum class EDeviceState {
     Working,
     Lost,      // nothing can be drawn or rebuilt yet
     NotReset,  // the device has to be rebuilt, and can be
 };
 
-enum class SURFACE_FORMAT { X8R8G8B8, A8R8G8B8 };  // 32 bits a pixel: blue, green, red, and unused or opacity
-enum class TEXTURE_FILTER { Point, Linear };
+enum class ESurfaceFormat { X8R8G8B8, A8R8G8B8 };  // 32 bits a pixel: blue, green, red, and unused or opacity
+enum class ETextureFilter { Point, Linear };
 
 inline constexpr std::uint32_t CREATE_SOFTWARE_VERTEXPROCESSING = 0x20;
 inline constexpr std::uint32_t CREATE_HARDWARE_VERTEXPROCESSING = 0x40;
 inline constexpr std::uint32_t PRESENTFLAG_VIDEO = 0x10;
 
 /// How a device or a swap chain presents; swapping always discards the back buffer's contents.
-struct XPresentParameters {
-    std::int32_t BackBufferWidth = 0;
-    std::int32_t BackBufferHeight = 0;
-    SURFACE_FORMAT BackBufferFormat = SURFACE_FORMAT::X8R8G8B8;
-    std::uint32_t BackBufferCount = 0;
-    HWND hDeviceWindow = HWND::Null;
-    bool Windowed = false;
-    std::uint32_t Flags = 0;
+struct PresentParameters {
+    std::int32_t backBufferWidth = 0;
+    std::int32_t backBufferHeight = 0;
+    ESurfaceFormat backBufferFormat = ESurfaceFormat::X8R8G8B8;
+    std::uint32_t backBufferCount = 0;
+    HWND deviceWindow = HWND::Null;
+    bool windowed = false;
+    std::uint32_t flags = 0;
 };
 
-struct XDisplayMode {
+struct DisplayMode {
     std::int32_t Width = 0;
     std::int32_t Height = 0;
-    SURFACE_FORMAT Format = SURFACE_FORMAT::X8R8G8B8;
+    ESurfaceFormat Format = ESurfaceFormat::X8R8G8B8;
 };
 
-struct XDeviceCaps {
+struct DeviceCaps {
     std::uint32_t VertexProcessingCaps = 0;  // 0: the processor does the vertex work
 };
 
 /// The pixels of a locked picture; rows are `pitch` bytes apart, top row first.
-struct XLockedRect {
+struct LockedRect {
     std::int32_t pitch = 0;
     std::uint8_t* bits = nullptr;
     /// What these very pixels hold, kept with them from lock to lock; whoever writes them tells. Null when the
@@ -65,7 +65,7 @@ struct XLockedRect {
 };
 
 /// What a picture is locked for.
-enum class LOCK_MODE {
+enum class ELockMode {
     Discard,   // to write a whole new one; the pixels that are given hold whatever was written to them last
     ReadOnly,  // to read the present one
 };
@@ -77,7 +77,7 @@ class IOffscreenSurface
     virtual ~IOffscreenSurface() = default;
     /// Gives the pixels; never waits. False when the picture is busy, locked or lost. Each success is followed
     /// by one Unlock, on the same thread.
-    virtual bool Lock(LOCK_MODE mode, XLockedRect& locked) = 0;
+    virtual bool Lock(ELockMode mode, LockedRect& locked) = 0;
     /// `written`: the pixels of a discarding lock are the picture from now on. Otherwise nothing may have been
     /// written, and the former picture stays.
     virtual void Unlock(bool written) = 0;
@@ -107,19 +107,19 @@ class ISurfaceDevice
   public:
     virtual ~ISurfaceDevice() = default;
     /// At any time from any thread; never waits.
-    virtual DEVICE_STATE TestCooperativeLevel() = 0;
+    virtual EDeviceState TestCooperativeLevel() = 0;
     /// Gives back what the device holds of the adapter, though others still hold the device or what it made:
     /// all that fails from now on. Before another device is made.
     virtual void Release() {}
-    virtual bool SetSamplerState(TEXTURE_FILTER magnify, TEXTURE_FILTER minify) = 0;
+    virtual bool SetSamplerState(ETextureFilter magnify, ETextureFilter minify) = 0;
     /// Null on failure.
     virtual std::shared_ptr<IOffscreenSurface> CreateOffscreenPlainSurface(std::int32_t width,
                                                                            std::int32_t height,
-                                                                           SURFACE_FORMAT format) = 0;
-    virtual std::shared_ptr<ISwapChain> CreateAdditionalSwapChain(const XPresentParameters& parameters) = 0;
+                                                                           ESurfaceFormat format) = 0;
+    virtual std::shared_ptr<ISwapChain> CreateAdditionalSwapChain(const PresentParameters& parameters) = 0;
     /// Copies `source` of the picture, scaled, over the whole back buffer.
     virtual bool StretchRect(IOffscreenSurface& from, const RECT& source, IBackBuffer& to,
-                             TEXTURE_FILTER filter) = 0;
+                             ETextureFilter filter) = 0;
 };
 
 /// The adapter: what a device is made from.
@@ -127,11 +127,11 @@ class ISurfaceAdapter
 {
   public:
     virtual ~ISurfaceAdapter() = default;
-    virtual bool GetAdapterDisplayMode(XDisplayMode& mode) = 0;
-    virtual bool GetDeviceCaps(XDeviceCaps& caps) = 0;
+    virtual bool GetAdapterDisplayMode(DisplayMode& mode) = 0;
+    virtual bool GetDeviceCaps(DeviceCaps& caps) = 0;
     /// On anything but Ok `device` is null.
-    virtual DEVICE_RESULT CreateDevice(HWND focusWindow, std::uint32_t behaviourFlags,
-                                       const XPresentParameters& parameters,
+    virtual EDeviceResult CreateDevice(HWND focusWindow, std::uint32_t behaviourFlags,
+                                       const PresentParameters& parameters,
                                        std::shared_ptr<ISurfaceDevice>& device) = 0;
 };
 

@@ -43,13 +43,13 @@ class CWindowHold
     CWindowHold& operator=(const CWindowHold&) = delete;
 
     /// The X11 window; 0 when none is lent.
-    std::uintptr_t GetWindow() const { return m_ulWindow; }
+    std::uintptr_t GetWindow() const { return m_Window; }
     /// Another number for each lending of any window, so that a window is not mistaken for a former one.
-    std::uint64_t GetNumber() const { return m_ulNumber; }
+    std::uint64_t GetNumber() const { return m_Number; }
 
   private:
     std::shared_ptr<CWindowLease::LOAN> m_pLoan;
     std::unique_lock<std::mutex> m_Frame;
-    std::uintptr_t m_ulWindow = 0;
-    std::uint64_t m_ulNumber = 0;
+    std::uintptr_t m_Window = 0;
+    std::uint64_t m_Number = 0;
 };

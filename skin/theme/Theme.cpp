@@ -3,17 +3,17 @@
 #include <algorithm>
 #include <cmath>
 
-const XElement* CTheme::FindElement(std::string_view name) const
+const Element* CTheme::FindElement(std::string_view name) const
 {
     const auto it = std::find_if(m_Elements.begin(), m_Elements.end(),
-                                 [name](const XElement& element) { return element.strName == name; });
+                                 [name](const Element& element) { return element.name == name; });
     return it == m_Elements.end() ? nullptr : &*it;
 }
 
-const XIcon* CTheme::FindIcon(std::string_view name) const
+const Icon* CTheme::FindIcon(std::string_view name) const
 {
-    const auto it = std::find_if(m_Icons.begin(), m_Icons.end(),
-                                 [name](const XIcon& icon) { return icon.strName == name; });
+    const auto it =
+        std::find_if(m_Icons.begin(), m_Icons.end(), [name](const Icon& icon) { return icon.name == name; });
     return it == m_Icons.end() ? nullptr : &*it;
 }
 
@@ -32,7 +32,7 @@ const std::vector<std::string_view>& RequiredElements()
     return names;
 }
 
-XColor Blend(XColor over, XColor under)
+Color Blend(Color over, Color under)
 {
     const auto mix = [&over](int top, int bottom) {
         return static_cast<std::uint8_t>((top * over.a + bottom * (255 - over.a) + 127) / 255);
@@ -42,7 +42,7 @@ XColor Blend(XColor over, XColor under)
 
 namespace
 {
-double Luminance(XColor color)
+double Luminance(Color color)
 {
     const auto linear = [](std::uint8_t value) {
         const double part = value / 255.0;
@@ -52,14 +52,14 @@ double Luminance(XColor color)
 }
 }  // namespace
 
-double ContrastRatio(XColor one, XColor other)
+double ContrastRatio(Color one, Color other)
 {
     const double first = Luminance(one);
     const double second = Luminance(other);
     return (std::max(first, second) + 0.05) / (std::min(first, second) + 0.05);
 }
 
-XColor ColorAt(const XFill& fill, double part)
+Color ColorAt(const Fill& fill, double part)
 {
     const auto mix = [part](int top, int bottom) {
         return static_cast<std::uint8_t>(std::lround(top + (bottom - top) * part));

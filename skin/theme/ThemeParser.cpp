@@ -25,48 +25,48 @@ constexpr float MAX_UNITS = 1024;       // of a co-ordinate, either sign
 constexpr std::array<std::string_view, STATE_COUNT> STATE_NAMES = {"normal", "hover", "pressed", "checked",
                                                                    "disabled"};
 
-struct XPatch {
-    std::optional<XFill> fill;
-    std::optional<XColor> border;
-    std::optional<XColor> text;
-    std::optional<XColor> mark;
-    std::optional<XColor> ring;
+struct Patch {
+    std::optional<Fill> fill;
+    std::optional<Color> border;
+    std::optional<Color> text;
+    std::optional<Color> mark;
+    std::optional<Color> ring;
 };
-using CPatches = std::array<XPatch, STATE_COUNT>;
+using CPatches = std::array<Patch, STATE_COUNT>;
 
-struct XColorKey {
+struct ColorKey {
     std::string_view name;
-    std::optional<XColor> XPatch::*given;
-    XColor XLook::*resolved;
+    std::optional<Color> Patch::*given;
+    Color Look::*resolved;
 };
 
-constexpr XColorKey COLOR_KEYS[] = {{"border", &XPatch::border, &XLook::border},
-                                    {"text", &XPatch::text, &XLook::text},
-                                    {"mark", &XPatch::mark, &XLook::mark},
-                                    {"ring", &XPatch::ring, &XLook::ring}};
+constexpr ColorKey COLOR_KEYS[] = {{"border", &Patch::border, &Look::border},
+                                   {"text", &Patch::text, &Look::text},
+                                   {"mark", &Patch::mark, &Look::mark},
+                                   {"ring", &Patch::ring, &Look::ring}};
 
-struct XMetric {
+struct Metric {
     std::string_view name;
     int least;
     int most;
-    int XElement::*first;
-    int XElement::*second;  // null for one number
+    int Element::*first;
+    int Element::*second;  // null for one number
 };
 
-constexpr XMetric METRICS[] = {{"border", 0, 8, &XElement::iBorder, nullptr},
-                               {"radius", 0, 64, &XElement::iRadius, nullptr},
-                               {"padding", 0, 64, &XElement::iPadY, &XElement::iPadX},
-                               {"size", 0, 512, &XElement::iWidth, &XElement::iHeight}};
+constexpr Metric METRICS[] = {{"border", 0, 8, &Element::border, nullptr},
+                              {"radius", 0, 64, &Element::radius, nullptr},
+                              {"padding", 0, 64, &Element::padY, &Element::padX},
+                              {"size", 0, 512, &Element::width, &Element::height}};
 
-struct XStepForm {
+struct StepForm {
     char letter;
-    XPathStep::EKind kind;
+    PathStep::EKind kind;
     std::size_t count;
 };
 
-constexpr XStepForm STEP_FORMS[] = {{'M', XPathStep::EKind::Move, 2},  {'L', XPathStep::EKind::Line, 2},
-                                    {'C', XPathStep::EKind::Curve, 6}, {'O', XPathStep::EKind::Circle, 3},
-                                    {'R', XPathStep::EKind::Box, 4},   {'Z', XPathStep::EKind::Close, 0}};
+constexpr StepForm STEP_FORMS[] = {{'M', PathStep::EKind::Move, 2},  {'L', PathStep::EKind::Line, 2},
+                                   {'C', PathStep::EKind::Curve, 6}, {'O', PathStep::EKind::Circle, 3},
+                                   {'R', PathStep::EKind::Box, 4},   {'Z', PathStep::EKind::Close, 0}};
 
 /// What stops the parse. Never leaves this file.
 struct CFault {
@@ -108,24 +108,24 @@ class CParser
     std::string_view Next(const char* wanted);
     std::string_view NextName(const char* wanted);
     std::string_view NextQuoted(const char* wanted);
-    bool AtEnd() const { return m_ulToken == m_Tokens.size(); }
+    bool AtEnd() const { return m_Token == m_Tokens.size(); }
     float NextNumber(const char* wanted, float least, float most);
     int NextInteger(const char* wanted, int least, int most);
-    XColor NextColor(const char* wanted);
-    XFill NextFill();
-    XColor ColorOf(std::string_view token) const;
-    std::vector<XPathStep> NextSteps();
+    Color NextColor(const char* wanted);
+    Fill NextFill();
+    Color ColorOf(std::string_view token) const;
+    std::vector<PathStep> NextSteps();
 
     CTheme m_Theme;
-    std::map<std::string, XColor, std::less<>> m_Colors;
-    std::map<std::string, XFill, std::less<>> m_Gradients;
+    std::map<std::string, Color, std::less<>> m_Colors;
+    std::map<std::string, Fill, std::less<>> m_Gradients;
     std::map<std::string, CPatches, std::less<>> m_Patches;
     bool m_bHasHeader = false;
-    std::optional<XIcon> m_Icon;        // the block that is open, one of the two at most
-    std::optional<XElement> m_Element;  //
+    std::optional<Icon> m_Icon;        // the block that is open, one of the two at most
+    std::optional<Element> m_Element;  //
     CPatches m_ElementPatches;
     std::vector<std::string_view> m_Tokens;  // of the present line
-    std::size_t m_ulToken = 0;
+    std::size_t m_Token = 0;
     int m_iLine = 0;
 };
 
@@ -150,7 +150,7 @@ void CParser::SplitLine(std::string_view line)
 {
     if (line.size() > MAX_LINE_BYTES) Fail("the line is longer than 1024 bytes");
     m_Tokens.clear();
-    m_ulToken = 0;
+    m_Token = 0;
     std::size_t at = 0;
     while (at < line.size()) {
         if (line[at] == ' ' || line[at] == '\t') {
@@ -183,7 +183,7 @@ void CParser::Statement()
     } else {
         TopLevel(word);
     }
-    if (!AtEnd()) Fail("nothing may follow here, found " + Quoted(m_Tokens[m_ulToken]));
+    if (!AtEnd()) Fail("nothing may follow here, found " + Quoted(m_Tokens[m_Token]));
 }
 
 void CParser::TopLevel(std::string_view word)
@@ -200,14 +200,14 @@ void CParser::TopLevel(std::string_view word)
         if (word == "color") {
             m_Colors.emplace(name, NextColor("a colour"));
         } else {
-            const XColor top = NextColor("the top colour");
-            m_Gradients.emplace(name, XFill{top, NextColor("the bottom colour")});
+            const Color top = NextColor("the top colour");
+            m_Gradients.emplace(name, Fill{top, NextColor("the bottom colour")});
         }
     } else if (word == "icon") {
         const std::string_view name = NextName("the icon's name");
         if (m_Theme.FindIcon(name) || name == "none") Fail("icon " + Quoted(name) + " is already defined");
         if (m_Theme.m_Icons.size() >= MAX_ICONS) Fail("too many icons, the limit is 256");
-        m_Icon.emplace().strName = name;
+        m_Icon.emplace().name = name;
         m_Icon->fWidth = NextNumber("the icon's width", 1, MAX_UNITS);
         m_Icon->fHeight = NextNumber("the icon's height", 1, MAX_UNITS);
     } else if (word == "element") {
@@ -226,7 +226,7 @@ void CParser::InIcon(std::string_view word)
     }
     if (word != "fill" && word != "stroke") Fail("an icon has fill, stroke and end, not " + Quoted(word));
     if (m_Icon->shapes.size() >= MAX_SHAPES) Fail("too many shapes in the icon, the limit is 64");
-    XShape shape;
+    Shape shape;
     if (word == "stroke") shape.fStroke = NextNumber("the pen's width", 0.01F, MAX_UNITS);
     shape.steps = NextSteps();
     m_Icon->shapes.push_back(std::move(shape));
@@ -237,17 +237,17 @@ void CParser::BeginElement()
     const std::string_view name = NextName("the element's name");
     if (m_Theme.FindElement(name)) Fail("element " + Quoted(name) + " is already defined");
     if (m_Theme.m_Elements.size() >= MAX_ELEMENTS) Fail("too many elements, the limit is 256");
-    XElement element;
+    Element element;
     CPatches patches;
     if (!AtEnd()) {
         if (Next("':'") != ":") Fail("only ': BASE' may follow an element's name");
         const std::string_view base = NextName("the base element's name");
-        const XElement* from = m_Theme.FindElement(base);
+        const Element* from = m_Theme.FindElement(base);
         if (!from) Fail("base element " + Quoted(base) + " does not stand above");
         element = *from;
         patches = m_Patches.find(base)->second;
     }
-    element.strName = name;
+    element.name = name;
     m_Element = std::move(element);
     m_ElementPatches = patches;
 }
@@ -257,7 +257,7 @@ void CParser::InElement(std::string_view word)
     for (std::size_t state = 0; state < STATE_COUNT; ++state) {
         if (word == STATE_NAMES[state]) return StateLine(state);
     }
-    for (const XMetric& metric : METRICS) {
+    for (const Metric& metric : METRICS) {
         if (word != metric.name) continue;
         (*m_Element).*metric.first = NextInteger("a number of pixels", metric.least, metric.most);
         if (metric.second)
@@ -265,16 +265,16 @@ void CParser::InElement(std::string_view word)
         return;
     }
     if (word == "font") {
-        m_Element->iFontPercent = NextInteger("the font's size in percent", 50, 300);
-        m_Element->bBold = false;
+        m_Element->fontPercent = NextInteger("the font's size in percent", 50, 300);
+        m_Element->bold = false;
         if (!AtEnd()) {
             if (Next("bold") != "bold") Fail("only 'bold' may follow the font's size");
-            m_Element->bBold = true;
+            m_Element->bold = true;
         }
     } else if (word == "icon") {
         const std::string_view name = NextName("an icon's name or none");
         if (name != "none" && !m_Theme.FindIcon(name)) Fail("icon " + Quoted(name) + " does not stand above");
-        m_Element->strIcon = name == "none" ? "" : name;
+        m_Element->icon = name == "none" ? "" : name;
     } else if (word == "end") {
         EndElement();
     } else {
@@ -284,7 +284,7 @@ void CParser::InElement(std::string_view word)
 
 void CParser::StateLine(std::size_t state)
 {
-    XPatch& patch = m_ElementPatches[state];
+    Patch& patch = m_ElementPatches[state];
     while (!AtEnd()) {
         const std::string_view key = Next("a property of the state");
         if (key == "fill") {
@@ -292,7 +292,7 @@ void CParser::StateLine(std::size_t state)
             continue;
         }
         const auto* known = std::find_if(std::begin(COLOR_KEYS), std::end(COLOR_KEYS),
-                                         [key](const XColorKey& candidate) { return candidate.name == key; });
+                                         [key](const ColorKey& candidate) { return candidate.name == key; });
         if (known == std::end(COLOR_KEYS))
             Fail("a state has fill, border, text, mark and ring, not " + Quoted(key));
         patch.*known->given = NextColor("a colour");
@@ -301,25 +301,25 @@ void CParser::StateLine(std::size_t state)
 
 void CParser::EndElement()
 {
-    const XPatch& normal = m_ElementPatches[0];
+    const Patch& normal = m_ElementPatches[0];
     for (std::size_t state = 0; state < STATE_COUNT; ++state) {
-        const XPatch& patch = m_ElementPatches[state];
-        XLook look;
+        const Patch& patch = m_ElementPatches[state];
+        Look look;
         look.fill = patch.fill.value_or(normal.fill.value_or(look.fill));
-        for (const XColorKey& key : COLOR_KEYS) {
+        for (const ColorKey& key : COLOR_KEYS) {
             look.*key.resolved = (patch.*key.given).value_or((normal.*key.given).value_or(look.*key.resolved));
         }
         m_Element->looks[state] = look;
     }
-    m_Patches.emplace(m_Element->strName, m_ElementPatches);
+    m_Patches.emplace(m_Element->name, m_ElementPatches);
     m_Theme.m_Elements.push_back(std::move(*m_Element));
     m_Element.reset();
 }
 
 void CParser::Finish()
 {
-    if (m_Icon) Fail("icon " + Quoted(m_Icon->strName) + " lacks its end");
-    if (m_Element) Fail("element " + Quoted(m_Element->strName) + " lacks its end");
+    if (m_Icon) Fail("icon " + Quoted(m_Icon->name) + " lacks its end");
+    if (m_Element) Fail("element " + Quoted(m_Element->name) + " lacks its end");
     m_iLine = 0;
     if (!m_bHasHeader) Fail("the file holds no theme");
     for (const std::string_view name : RequiredElements()) {
@@ -330,7 +330,7 @@ void CParser::Finish()
 std::string_view CParser::Next(const char* wanted)
 {
     if (AtEnd()) Fail(std::string("the line ends where it needs ") + wanted);
-    return m_Tokens[m_ulToken++];
+    return m_Tokens[m_Token++];
 }
 
 std::string_view CParser::NextName(const char* wanted)
@@ -375,7 +375,7 @@ int CParser::NextInteger(const char* wanted, int least, int most)
     return static_cast<int>(value);
 }
 
-XColor CParser::ColorOf(std::string_view token) const
+Color CParser::ColorOf(std::string_view token) const
 {
     if (token.front() != '#') {
         const auto it = m_Colors.find(token);
@@ -392,33 +392,33 @@ XColor CParser::ColorOf(std::string_view token) const
     return {byte(24), byte(16), byte(8), byte(0)};
 }
 
-XColor CParser::NextColor(const char* wanted)
+Color CParser::NextColor(const char* wanted)
 {
     return ColorOf(Next(wanted));
 }
 
-XFill CParser::NextFill()
+Fill CParser::NextFill()
 {
     const std::string_view token = Next("a colour, a gradient or none");
     if (token == "none") return {};
     const auto it = m_Gradients.find(token);
     if (it != m_Gradients.end()) return it->second;
-    const XColor color = ColorOf(token);
+    const Color color = ColorOf(token);
     return {color, color};
 }
 
-std::vector<XPathStep> CParser::NextSteps()
+std::vector<PathStep> CParser::NextSteps()
 {
-    std::vector<XPathStep> steps;
+    std::vector<PathStep> steps;
     while (!AtEnd()) {
         const std::string_view token = Next("a step");
-        const XStepForm* form = nullptr;
-        for (const XStepForm& candidate : STEP_FORMS) {
+        const StepForm* form = nullptr;
+        for (const StepForm& candidate : STEP_FORMS) {
             if (token.size() == 1 && token.front() == candidate.letter) form = &candidate;
         }
         if (!form) Fail("a step is one of M L C O R Z, not " + Quoted(token));
         if (steps.size() >= MAX_STEPS) Fail("too many steps in the shape, the limit is 256");
-        XPathStep step;
+        PathStep step;
         step.kind = form->kind;
         for (std::size_t i = 0; i < form->count; ++i)
             step.values[i] = NextNumber("a number", -MAX_UNITS, MAX_UNITS);
@@ -429,7 +429,7 @@ std::vector<XPathStep> CParser::NextSteps()
 }
 }  // namespace
 
-bool ParseTheme(std::string_view text, CTheme& theme, XThemeError& error)
+bool ParseTheme(std::string_view text, CTheme& theme, ThemeError& error)
 {
     CParser parser;
     try {
@@ -441,7 +441,7 @@ bool ParseTheme(std::string_view text, CTheme& theme, XThemeError& error)
     }
 }
 
-bool LoadTheme(const std::string& hostPath, CTheme& theme, XThemeError& error)
+bool LoadTheme(const std::string& hostPath, CTheme& theme, ThemeError& error)
 {
     std::ifstream file(hostPath, std::ios::binary);
     if (!file) {

@@ -23,14 +23,14 @@
 // What a state doesn't say, of its own or by its BASE, it takes from `normal`. Numbers are bounded, and so are
 // the counts of everything, so that a damaged file costs neither memory nor time.
 
-struct XThemeError {
-    int iLine = 0;  // counted from 1; 0 when the fault is the file as a whole
-    std::string strText;
+struct ThemeError {
+    int line = 0;  // counted from 1; 0 when the fault is the file as a whole
+    std::string text;
 };
 
 /// Reads a whole theme file. On success `theme` is replaced; otherwise it stays as it was and `error` names the
 /// first fault. A theme lacking an element of RequiredElements is a fault.
-bool ParseTheme(std::string_view text, CTheme& theme, XThemeError& error);
+bool ParseTheme(std::string_view text, CTheme& theme, ThemeError& error);
 
 /// Reads and parses the file at `hostPath`, a path of this machine.
-bool LoadTheme(const std::string& hostPath, CTheme& theme, XThemeError& error);
+bool LoadTheme(const std::string& hostPath, CTheme& theme, ThemeError& error);

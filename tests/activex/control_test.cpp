@@ -30,10 +30,10 @@ namespace
 // ---- module start
 
 struct StartRow {
-    std::int32_t m_iStart;
-    std::int32_t m_iLoad;
-    bool m_bStarts;
-    std::vector<std::string> m_Calls;
+    std::int32_t start;
+    std::int32_t load;
+    bool starts;
+    std::vector<std::string> calls;
 };
 
 class StartTest : public testing::TestWithParam<StartRow>
@@ -50,20 +50,20 @@ TEST_P(StartTest, SkinIsStartedLoadedAndStoppedInOrder)
                              EXPECT_EQ(first, 0);
                              EXPECT_EQ(second, 0);
                              calls.push_back("start");
-                             return GetParam().m_iStart;
+                             return GetParam().start;
                          },
                          [&](const std::string& path) {
                              EXPECT_TRUE(path.ends_with("\\config\\skin.smf")) << path;
                              calls.push_back("load");
-                             return GetParam().m_iLoad;
+                             return GetParam().load;
                          },
                          [&] { calls.push_back("stop"); }});
-        EXPECT_EQ(app.InitInstance(), GetParam().m_bStarts);
-        EXPECT_EQ(app.IsSkinStarted(), GetParam().m_iStart != 0);
+        EXPECT_EQ(app.InitInstance(), GetParam().starts);
+        EXPECT_EQ(app.IsSkinStarted(), GetParam().start != 0);
         app.ExitInstance();
         EXPECT_FALSE(app.IsSkinStarted());
     }
-    EXPECT_EQ(calls, GetParam().m_Calls);
+    EXPECT_EQ(calls, GetParam().calls);
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, StartTest,
@@ -117,14 +117,14 @@ class CScriptedRegistry : public IComponentRegistry
     {
     }
     ~CScriptedRegistry() override { SetComponentRegistry(m_pFormer); }
-    HRESULT RegisterCategories(std::uint32_t count, const XCategory* categories) override
+    HRESULT RegisterCategories(std::uint32_t count, const Category* categories) override
     {
         EXPECT_EQ(count, 1U);
-        const bool right = categories->strDescription == "Controls safely scriptable!"
+        const bool right = categories->description == "Controls safely scriptable!"
                                ? categories->Id == CATID_SafeForScripting
                                : categories->Id == CATID_SafeForInitializing;
         EXPECT_TRUE(right) << UuidText(categories->Id);
-        return Call("category " + categories->strDescription);
+        return Call("category " + categories->description);
     }
     HRESULT RegisterClassImplCategories(const UUID& id, std::uint32_t count, const UUID* categories) override
     {
@@ -138,30 +138,30 @@ class CScriptedRegistry : public IComponentRegistry
         EXPECT_EQ(count, 1U);
         return Call("out of category " + NameOf(*categories));
     }
-    HRESULT RegisterTypeLibrary(const XTypeLibrary& library) override
+    HRESULT RegisterTypeLibrary(const TypeLibrary& library) override
     {
-        EXPECT_EQ(library.strVersion, "1.0");
-        EXPECT_EQ(library.strHelpFile, "ActiveX.hlp");
-        EXPECT_EQ(library.strControlName, "ActiveX Control");
+        EXPECT_EQ(library.version, "1.0");
+        EXPECT_EQ(library.helpFile, "ActiveX.hlp");
+        EXPECT_EQ(library.controlName, "ActiveX Control");
         EXPECT_EQ(library.Interfaces.size(), 2U);
-        return Call("library " + library.strName);
+        return Call("library " + library.name);
     }
     HRESULT UnregisterTypeLibrary(const UUID&) override { return Call("no library"); }
-    HRESULT RegisterClass(const XClassRegistration& entry) override
+    HRESULT RegisterClass(const ClassRegistration& entry) override
     {
-        EXPECT_EQ(entry.dwMiscStatus, 0x20191U);
-        EXPECT_EQ(entry.dwThreading, 2U);
-        EXPECT_EQ(entry.TypeLibrary, LIBID_ActiveXLib);
-        EXPECT_EQ(entry.dwTypeName, 1U);
-        EXPECT_EQ(entry.dwBitmap, 203U);
-        return Call("class " + entry.strProgrammaticName);
+        EXPECT_EQ(entry.miscStatus, 0x20191U);
+        EXPECT_EQ(entry.threading, 2U);
+        EXPECT_EQ(entry.typeLibrary, LIBID_ActiveXLib);
+        EXPECT_EQ(entry.typeName, 1U);
+        EXPECT_EQ(entry.bitmap, 203U);
+        return Call("class " + entry.programmaticName);
     }
     HRESULT UnregisterClass(const UUID&) override { return Call("no class"); }
-    bool FindTypeLibrary(const UUID&, XTypeLibrary&) override { return false; }
-    bool FindInterface(const UUID&, XInterfaceRegistration&) override { return false; }
-    bool FindClass(const UUID&, XClassRegistration&) override { return false; }
-    bool FindClass(const std::string&, XClassRegistration&) override { return false; }
-    bool FindCategory(const UUID&, XCategory&) override { return false; }
+    bool FindTypeLibrary(const UUID&, TypeLibrary&) override { return false; }
+    bool FindInterface(const UUID&, InterfaceRegistration&) override { return false; }
+    bool FindClass(const UUID&, ClassRegistration&) override { return false; }
+    bool FindClass(const std::string&, ClassRegistration&) override { return false; }
+    bool FindCategory(const UUID&, Category&) override { return false; }
     bool IsClassInCategory(const UUID&, const UUID&) override { return false; }
 
     std::vector<std::string> m_Calls;
@@ -255,9 +255,9 @@ TEST_F(ControlTest, ChangedPropertyMarksTheControlModifiedAndIsNotSaved)
     EXPECT_FALSE(control.IsModified());
     control.Invoke(DISPID_InputParameter, EDispatch::PropertyPut, {"x"}, nullptr);
     EXPECT_TRUE(control.IsModified());
-    XPropertySet saved;
+    PropertySet saved;
     control.DoPropExchange(saved);
-    EXPECT_EQ(saved.dwVersion, 0x10000U);
+    EXPECT_EQ(saved.version, 0x10000U);
 }
 
 class CSite : public CUnknown<IControlSite>
@@ -325,9 +325,9 @@ TEST_F(ControlTest, MessagesGoToTheSinkOfAContainerWithoutAUser)
     struct CSink final : IMessageSink {
         void OnMessage(const std::string& caption, const std::string& text) override
         {
-            m_Messages.push_back(caption + "/" + text);
+            messages.push_back(caption + "/" + text);
         }
-        std::vector<std::string> m_Messages;
+        std::vector<std::string> messages;
     } sink;
     const CBoxCatcher boxes;
     CActiveXCtrl& control = Create();
@@ -336,12 +336,12 @@ TEST_F(ControlTest, MessagesGoToTheSinkOfAContainerWithoutAUser)
     ASSERT_EQ(messages.Query(static_cast<IDispatch&>(control)), S_OK);
     messages->SetMessageSink(&sink);
     EXPECT_EQ(MessageBoxA(control.Handle(), "text", "caption", MB_OK), IDOK);
-    EXPECT_THAT(sink.m_Messages, ElementsAre("caption/text"));
+    EXPECT_THAT(sink.messages, ElementsAre("caption/text"));
     EXPECT_THAT(boxes.m_Texts, testing::IsEmpty());
     messages->SetMessageSink(nullptr);
     MessageBoxA(control.Handle(), "a box again", "", MB_OK);
     EXPECT_THAT(boxes.m_Texts, ElementsAre("a box again"));
-    EXPECT_EQ(sink.m_Messages.size(), 1U);
+    EXPECT_EQ(sink.messages.size(), 1U);
 }
 
 TEST_F(ControlTest, PanelStandsWithTheWindowAndFollowsItsSize)
@@ -399,9 +399,9 @@ TEST_F(ControlTest, AClickOnAPanelActivatesAControlThatTheContainersOwnControlHa
 }
 
 struct KeyRow {
-    std::uint32_t m_Message;
-    WPARAM m_Key;
-    EPreTranslate m_Result;
+    std::uint32_t message;
+    WPARAM key;
+    EPreTranslate result;
 };
 
 // Writes down what is sent to the control's own window.
@@ -437,15 +437,15 @@ TEST_F(ControlTest, KeysAreRoutedByTheTableAndMessage9LikeThemAsIntended)
     rows.push_back({WM_LBUTTONDOWN, 0, EPreTranslate::PassOn});
     for (const KeyRow& row : rows) {
         MSG message;
-        message.message = row.m_Message;
-        message.wParam = row.m_Key;
+        message.message = row.message;
+        message.wParam = row.key;
         control.m_Sent.clear();
-        EXPECT_EQ(control.PreTranslate(message), row.m_Result) << std::hex << row.m_Message << " " << row.m_Key;
-        const bool sent = row.m_Result == EPreTranslate::Handled || row.m_Message == WM_CHAR;
-        EXPECT_EQ(control.m_Sent.size(), sent ? 1U : 0U) << std::hex << row.m_Message << " " << row.m_Key;
+        EXPECT_EQ(control.PreTranslate(message), row.result) << std::hex << row.message << " " << row.key;
+        const bool sent = row.result == EPreTranslate::Handled || row.message == WM_CHAR;
+        EXPECT_EQ(control.m_Sent.size(), sent ? 1U : 0U) << std::hex << row.message << " " << row.key;
         for (const auto& [number, key] : control.m_Sent) {
-            EXPECT_EQ(number, row.m_Message);
-            EXPECT_EQ(key, row.m_Key);
+            EXPECT_EQ(number, row.message);
+            EXPECT_EQ(key, row.key);
         }
     }
 }
@@ -503,8 +503,8 @@ TEST_F(ControlTest, AFaultOfTheStartUpEndsAtTheControl)
 TEST_F(ControlTest, TheContainerGetsNoKeyOfTheControl)
 {
     struct CContainer : QWidget {
-        void keyPressEvent(QKeyEvent* event) override { m_Keys.push_back(event->key()); }
-        std::vector<int> m_Keys;
+        void keyPressEvent(QKeyEvent* event) override { keys.push_back(event->key()); }
+        std::vector<int> keys;
     } container;
     CActiveXCtrl& control = Create();
     ASSERT_EQ(control.CreateControlWindow(&container), S_OK);
@@ -514,9 +514,9 @@ TEST_F(ControlTest, TheContainerGetsNoKeyOfTheControl)
         QTest::keyClick(window, key);
         QTest::keyClick(control.GetPanel().Widget(), key);
     }
-    EXPECT_THAT(container.m_Keys, testing::IsEmpty());
+    EXPECT_THAT(container.keys, testing::IsEmpty());
     QTest::keyClick(window, Qt::Key_PageUp);
-    EXPECT_THAT(container.m_Keys, ElementsAre(Qt::Key_PageUp)) << "others are the container's";
+    EXPECT_THAT(container.keys, ElementsAre(Qt::Key_PageUp)) << "others are the container's";
     control.DestroyControlWindow();
 }
 

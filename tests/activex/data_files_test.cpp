@@ -146,9 +146,9 @@ TEST_F(MissingLanguageTest, IsToldWithItsFilesName)
 }
 
 struct FaultyLayout {
-    const char* m_szName;
-    const char* m_szFile;
-    bool m_bCut;  // half of the file is there
+    const char* name;
+    const char* file;
+    bool cut;  // half of the file is there
 };
 
 class FaultyLayoutTest : public CDataTest, public testing::WithParamInterface<FaultyLayout>
@@ -157,12 +157,12 @@ class FaultyLayoutTest : public CDataTest, public testing::WithParamInterface<Fa
 
 TEST_P(FaultyLayoutTest, IsToldWithItsName)
 {
-    const std::string whole = Read(GetParam().m_szFile);
-    QFile::remove(m_Home.File(GetParam().m_szFile));
-    if (GetParam().m_bCut) Write(GetParam().m_szFile, whole.substr(0, whole.size() / 2));
+    const std::string whole = Read(GetParam().file);
+    QFile::remove(m_Home.File(GetParam().file));
+    if (GetParam().cut) Write(GetParam().file, whole.substr(0, whole.size() / 2));
     testing::internal::CaptureStderr();
     EXPECT_TRUE(FAILED(Start()));
-    const std::string name = std::string(GetParam().m_szFile).substr(std::string("config/").size());
+    const std::string name = std::string(GetParam().file).substr(std::string("config/").size());
     EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr(name));
     EXPECT_THAT(m_strDebug, ContainsRegex(" Error ActiveXCtrl.cpp.CActiveXCtrl::OnCreate, .*" + name));
 }
@@ -173,7 +173,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, FaultyLayoutTest,
                                          FaultyLayout{"render_missing", "config/render_layout_800x600.xml",
                                                       false},
                                          FaultyLayout{"render_cut", "config/render_layout_800x600.xml", true}),
-                         [](const auto& row) { return std::string(row.param.m_szName); });
+                         [](const auto& row) { return std::string(row.param.name); });
 
 class StartedTest : public CDataTest
 {

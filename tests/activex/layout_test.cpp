@@ -151,10 +151,10 @@ TEST_F(LayoutTest, AFileThatIsHarmedMeanwhileCostsTheMenuAndTellsTheUser)
 }
 
 struct Harm {
-    const char* m_szName;
-    const char* m_szFile;
-    std::string (*m_pHarm)(const std::string& text);  // null: the file goes
-    const char* m_szTold;
+    const char* name;
+    const char* file;
+    std::string (*harm)(const std::string& text);  // null: the file goes
+    const char* told;
 };
 
 class HarmedLayoutTest : public LayoutTest, public testing::WithParamInterface<Harm>
@@ -164,22 +164,22 @@ class HarmedLayoutTest : public LayoutTest, public testing::WithParamInterface<H
 TEST_P(HarmedLayoutTest, IsToldByNameAndCostsTheControlNothingElse)
 {
     const Harm& row = GetParam();
-    const std::string whole = Read(row.m_szFile);
+    const std::string whole = Read(row.file);
     std::string harmed;
-    if (row.m_pHarm != nullptr) {
-        harmed = row.m_pHarm(whole);
-        Write(row.m_szFile, harmed);
+    if (row.harm != nullptr) {
+        harmed = row.harm(whole);
+        Write(row.file, harmed);
     } else {
-        ASSERT_TRUE(QFile::remove(m_Home.File(row.m_szFile)));
+        ASSERT_TRUE(QFile::remove(m_Home.File(row.file)));
     }
     EXPECT_EQ(Start(), E_FAIL);
     EXPECT_EQ(m_pControl->GetControlWindow(), nullptr);
     EXPECT_TRUE(m_Container.children().isEmpty());
-    EXPECT_THAT(m_strDebug, HasSubstr(row.m_szTold));
-    if (row.m_pHarm != nullptr) {
-        EXPECT_EQ(Read(row.m_szFile), harmed) << "the file is the user's";
+    EXPECT_THAT(m_strDebug, HasSubstr(row.told));
+    if (row.harm != nullptr) {
+        EXPECT_EQ(Read(row.file), harmed) << "the file is the user's";
     }
-    Write(row.m_szFile, whole);
+    Write(row.file, whole);
     EXPECT_EQ(Start(), S_OK) << "and it may be tried again";
 }
 
@@ -219,6 +219,6 @@ INSTANTIATE_TEST_SUITE_P(
                     Harm{"render_cut", RENDER_FILE, Half, "render_layout_800x600.xml, line "},
                     Harm{"render_empty", RENDER_FILE, Nothing, "no element in "},
                     Harm{"render_unknown_class", RENDER_FILE, UnknownClass, "no class named \"XNew\""}),
-    [](const auto& row) { return std::string(row.param.m_szName); });
+    [](const auto& row) { return std::string(row.param.name); });
 
 }  // namespace

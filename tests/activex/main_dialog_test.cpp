@@ -178,22 +178,22 @@ class MainDialogTest : public testing::Test
 TEST_F(MainDialogTest, LanguageOfTheSystemIsWrittenAtEachStart)
 {
     const struct {
-        const char* m_szLocale;
-        const char* m_szFile;
-        const char* m_szFolder;
-        const char* m_szButton;  // of a message box
+        const char* locale;
+        const char* file;
+        const char* folder;
+        const char* button;  // of a message box
     } rows[] = {{"zh_CN.UTF-8", "chs.ini", "远程登录", "确定"},
                 {"zh_TW.UTF-8", "cht.ini", "遠端登入", "確定"},
                 {"zh_HK.UTF-8", "cht.ini", "遠端登入", "確定"},
                 {"en_US.UTF-8", "eng.ini", "Remote logon", "OK"},
                 {"de_DE.UTF-8", "eng.ini", "Remote logon", "OK"}};
     for (const auto& row : rows) {
-        const CTestVariable locale("LC_ALL", row.m_szLocale);
+        const CTestVariable locale("LC_ALL", row.locale);
         CLanguage::Reset();
         Start();
-        EXPECT_TRUE(ReadFile("config/system.ini").contains(row.m_szFile)) << row.m_szLocale;
-        EXPECT_EQ(CLanguage::GetString("IDS_Main_RemoteLogon"), row.m_szFolder) << row.m_szLocale;
-        EXPECT_EQ(GetButtonText(IDOK), row.m_szButton) << row.m_szLocale;
+        EXPECT_TRUE(ReadFile("config/system.ini").contains(row.file)) << row.locale;
+        EXPECT_EQ(CLanguage::GetString("IDS_Main_RemoteLogon"), row.folder) << row.locale;
+        EXPECT_EQ(GetButtonText(IDOK), row.button) << row.locale;
         m_Panel.reset();
     }
 }
@@ -235,17 +235,16 @@ TEST_F(MainDialogTest, SideBarHasItsFiveFoldersInOrder)
 TEST_F(MainDialogTest, SideBarKeepsItsStoredWidthAsFarAsItsPlaceGoes)
 {
     const struct {
-        const char* m_szStored;
-        int m_iWidth;
+        const char* stored;
+        int width;
     } rows[] = {{"150", 150}, {"200", 200}, {"900", 200}, {"-7", 4}, {"3", 4}};
     for (const auto& row : rows) {
-        WritePrivateProfileStringA("Settings", "OutbarSize", row.m_szStored,
-                                   GetApplicationProfilePath().c_str());
+        WritePrivateProfileStringA("Settings", "OutbarSize", row.stored, GetApplicationProfilePath().c_str());
         Start();
-        EXPECT_EQ(m_Panel->GetSideBar()->width(), row.m_iWidth) << row.m_szStored;
-        EXPECT_EQ(m_Panel->GetLogon().Widget()->isVisible(), row.m_iWidth > 4) << row.m_szStored;
-        if (row.m_iWidth > 4) {
-            EXPECT_EQ(m_Panel->GetSideBar()->GetLayoutSize().width(), row.m_iWidth) << row.m_szStored;
+        EXPECT_EQ(m_Panel->GetSideBar()->width(), row.width) << row.stored;
+        EXPECT_EQ(m_Panel->GetLogon().Widget()->isVisible(), row.width > 4) << row.stored;
+        if (row.width > 4) {
+            EXPECT_EQ(m_Panel->GetSideBar()->GetLayoutSize().width(), row.width) << row.stored;
         }
         m_Panel.reset();
     }
@@ -361,7 +360,7 @@ TEST_F(MainDialogTest, GridStartsWithTheArrangementForEight)
 TEST_F(MainDialogTest, GridThatCannotBeBuiltEndsTheProcessWithMinusOne)
 {
     CBoxCatcher boxes;
-    m_pAdapter->SetFault(DEVICE_STEP::CreateDevice, true, DEVICE_RESULT::NotAvailable);
+    m_pAdapter->SetFault(EDeviceStep::CreateDevice, true, EDeviceResult::NotAvailable);
     Start();
     EXPECT_EQ(g_iExit, -1);
     EXPECT_THAT(boxes.m_Texts, ElementsAre("CreateDevice failed: Not Available"));
@@ -449,7 +448,7 @@ TEST_F(MainDialogTest, LogonShowsTheDeviceListFilledAnew)
     EXPECT_FALSE(panel.GetSideBar()->IsSliding());
     ASSERT_EQ(nodes.rowCount(), 1);
     EXPECT_EQ(nodes.rowCount(nodes.index(0, 0, nodes.index(0, 0))), 2);
-    EXPECT_EQ(panel.GetTree().GetTree()->GetGroundColor(), (XColor{0x26, 0x29, 0x2E, 255}));
+    EXPECT_EQ(panel.GetTree().GetTree()->GetGroundColor(), (Color{0x26, 0x29, 0x2E, 255}));
     EXPECT_TRUE(panel.GetGrid()->isVisible());
 }
 

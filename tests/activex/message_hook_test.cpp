@@ -19,10 +19,10 @@ namespace
 struct CTakingWindow : IPreTranslate {
     EPreTranslate PreTranslate(MSG& message) override
     {
-        m_Asked.push_back(message.message);
+        asked.push_back(message.message);
         return EPreTranslate::Handled;
     }
-    std::vector<std::uint32_t> m_Asked;
+    std::vector<std::uint32_t> asked;
 };
 
 // A window of the module that takes what it is asked about, and a hook that was there before the panel's and so
@@ -67,13 +67,13 @@ class MessageHookTest : public CDataTest
 TEST_F(MessageHookTest, KeysThatAWindowTakesAreNullFromTheStartToTheCloseOfThePanel)
 {
     EXPECT_THAT(SpiedOfAKey(), ElementsAre(WM_KEYDOWN, WM_KEYUP));
-    EXPECT_THAT(m_Taking.m_Asked, testing::IsEmpty()) << "nobody asks the windows about keys";
+    EXPECT_THAT(m_Taking.asked, testing::IsEmpty()) << "nobody asks the windows about keys";
     ASSERT_EQ(Start(), S_OK);
     EXPECT_THAT(SpiedOfAKey(), ElementsAre(WM_NULL, WM_NULL));
-    EXPECT_THAT(m_Taking.m_Asked, ElementsAre(WM_KEYDOWN, WM_KEYUP));
+    EXPECT_THAT(m_Taking.asked, ElementsAre(WM_KEYDOWN, WM_KEYUP));
     SendMessageA(Panel().Handle(), WM_CLOSE, 0, 0);
     EXPECT_THAT(SpiedOfAKey(), ElementsAre(WM_KEYDOWN, WM_KEYUP));
-    EXPECT_EQ(m_Taking.m_Asked.size(), 2U);
+    EXPECT_EQ(m_Taking.asked.size(), 2U);
 }
 
 TEST_F(MessageHookTest, LeftButtonThatAWindowTakesIsNullLikewiseAndItsReleaseIsNot)
@@ -108,15 +108,15 @@ TEST_F(MessageHookTest, EndOfThePanelTakesTheHookAway)
 
 // A newer hook shows the panel's own any message with any code.
 struct HookRow {
-    int m_iCode;
-    WPARAM m_Removed;
-    std::uint32_t m_dwMessage;
-    bool m_bTaken;
+    int code;
+    WPARAM removed;
+    std::uint32_t message;
+    bool taken;
 
     friend void PrintTo(const HookRow& row, std::ostream* out)
     {
-        *out << "code " << row.m_iCode << ", flag " << row.m_Removed << ", message 0x" << std::hex
-             << row.m_dwMessage << std::dec;
+        *out << "code " << row.code << ", flag " << row.removed << ", message 0x" << std::hex << row.message
+             << std::dec;
     }
 };
 
@@ -131,16 +131,16 @@ TEST_P(HookRuleTest, MessageIsTakenOrPassed)
     MSG shown;
     const HHOOK newer = SetWindowsHookExA([&](int, WPARAM, MSG& message) {
         shown = message;
-        shown.message = row.m_dwMessage;
+        shown.message = row.message;
         shown.wParam = 5;
         shown.lParam = 6;
-        return CallNextHookEx(row.m_iCode, row.m_Removed, shown);
+        return CallNextHookEx(row.code, row.removed, shown);
     });
     QTest::keyPress(&m_Window, Qt::Key_Left);
     UnhookWindowsHookEx(newer);
-    EXPECT_EQ(shown.message, row.m_bTaken ? WM_NULL : row.m_dwMessage);
-    EXPECT_EQ(shown.wParam, row.m_bTaken ? 0U : 5U);
-    EXPECT_EQ(shown.lParam, row.m_bTaken ? 0 : 6);
+    EXPECT_EQ(shown.message, row.taken ? WM_NULL : row.message);
+    EXPECT_EQ(shown.wParam, row.taken ? 0U : 5U);
+    EXPECT_EQ(shown.lParam, row.taken ? 0 : 6);
     EXPECT_THAT(m_Spied, ElementsAre(shown.message)) << "the older hook gets it either way";
 }
 

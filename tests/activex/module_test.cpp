@@ -118,18 +118,18 @@ TEST_F(ModuleTest, SettingTheInputAloneChangesNoOutputAndFiresNothing)
 TEST_F(ModuleTest, TheHostReadsTheCopyWithinTheEvent)
 {
     struct CReader final : IEventSink {
-        void OnEvent(std::int32_t) override { m_strRead = Get(*m_pControl, DISPID_OutputParameter); }
-        IDispatch* m_pControl = nullptr;
-        std::string m_strRead;
+        void OnEvent(std::int32_t) override { read = Get(*control, DISPID_OutputParameter); }
+        IDispatch* control = nullptr;
+        std::string read;
     } reader;
     const auto control = CreateControl<IDispatch>();
-    reader.m_pControl = control.Get();
+    reader.control = control.Get();
     CComPtr<IEventSource> events;
     ASSERT_EQ(events.Query(*control), S_OK);
     ASSERT_EQ(events->Advise(&reader), S_OK);
     Put(*control, DISPID_InputParameter, "abc");
     Load(*control);
-    EXPECT_EQ(reader.m_strRead, "abc");
+    EXPECT_EQ(reader.read, "abc");
     events->Unadvise();
 }
 

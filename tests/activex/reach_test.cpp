@@ -87,7 +87,7 @@ TEST_P(ReachTest, EachFocusableWidgetOfEachPageHasANameInThisLanguage)
 {
     Show();
     for (int folder = 0; folder < SideBar().GetFolderCount(); ++folder) {
-        SideBar().SelectFolder(folder, COutlook2Ctrl::ANIMATION::Off);
+        SideBar().SelectFolder(folder, COutlook2Ctrl::EAnimation::Off);
         const auto widgets = Focusable();
         EXPECT_GE(widgets.size(), 4U);
         for (QWidget* widget : widgets) {
@@ -103,7 +103,7 @@ TEST_P(ReachTest, TabComesByEachFocusableWidgetOfEachPage)
 {
     Show();
     for (int folder = 0; folder < SideBar().GetFolderCount(); ++folder) {
-        SideBar().SelectFolder(folder, COutlook2Ctrl::ANIMATION::Off);
+        SideBar().SelectFolder(folder, COutlook2Ctrl::EAnimation::Off);
         const auto widgets = Focusable();
         SideBar().setFocus();
         std::set<QWidget*> reached;

@@ -22,9 +22,9 @@ namespace fs = std::filesystem;
 // The folders from top to bottom, each with the folders whose headers it may include. A folder outside their
 // own names all its sub-folders but the one with the toolkit, which is named by itself.
 struct Room {
-    const char* m_szFolder;
-    std::set<std::string> m_May;
-    bool m_bToolkit;  // may include Qt
+    const char* folder;
+    std::set<std::string> may;
+    bool toolkit;  // may include Qt
 };
 
 const std::vector<Room>& Rooms()
@@ -89,9 +89,8 @@ const Room* RoomOf(const std::string& path)
 {
     const Room* found = nullptr;
     for (const Room& room : Rooms()) {
-        const std::string prefix = std::string(room.m_szFolder) + "/";
-        if (path.starts_with(prefix) &&
-            (found == nullptr || prefix.size() > std::string(found->m_szFolder).size()))
+        const std::string prefix = std::string(room.folder) + "/";
+        if (path.starts_with(prefix) && (found == nullptr || prefix.size() > std::string(found->folder).size()))
             found = &room;
     }
     return found;
@@ -99,18 +98,18 @@ const Room* RoomOf(const std::string& path)
 
 bool MayInclude(const Room& from, const Room& to)
 {
-    const std::string target = to.m_szFolder;
-    if (from.m_May.count(target) != 0) return true;
+    const std::string target = to.folder;
+    if (from.may.count(target) != 0) return true;
     const std::string top = target.substr(0, target.find('/'));
-    const bool own = std::string(from.m_szFolder).starts_with(top + "/") || top == from.m_szFolder;
-    return !to.m_bToolkit && top != target && (!own || from.m_bToolkit) && from.m_May.count(top) != 0;
+    const bool own = std::string(from.folder).starts_with(top + "/") || top == from.folder;
+    return !to.toolkit && top != target && (!own || from.toolkit) && from.may.count(top) != 0;
 }
 
 struct Include {
-    std::string m_strFile;
-    int m_iLine;
-    std::string m_strTarget;
-    bool m_bQuoted;
+    std::string file;
+    int line;
+    std::string target;
+    bool quoted;
 };
 
 std::vector<Include> IncludesOf(const fs::path& root, const fs::path& file)
@@ -132,7 +131,7 @@ std::vector<Include> AllIncludes()
     const fs::path root = SourcePath();
     std::vector<Include> all;
     for (const Room& room : Rooms()) {
-        const fs::path folder = root / room.m_szFolder;
+        const fs::path folder = root / room.folder;
         if (!fs::is_directory(folder)) continue;
         for (const auto& entry : fs::directory_iterator(folder)) {  // each room once: sub-folders are rooms too
             const auto extension = entry.path().extension();
@@ -148,18 +147,17 @@ std::vector<Include> AllIncludes()
 // Empty when the include is allowed, else what is wrong with it.
 std::string Objection(const Include& include)
 {
-    const Room* const from = RoomOf(include.m_strFile);
-    const Room* const to = RoomOf(include.m_strTarget);
-    const std::string place = include.m_strFile + ":" + std::to_string(include.m_iLine) + ": ";
-    const bool generated = include.m_strTarget.ends_with(".moc");
-    if (include.m_bQuoted && to == nullptr && !generated)
-        return place + "\"" + include.m_strTarget + "\" is not given from the root of the tree";
+    const Room* const from = RoomOf(include.file);
+    const Room* const to = RoomOf(include.target);
+    const std::string place = include.file + ":" + std::to_string(include.line) + ": ";
+    const bool generated = include.target.ends_with(".moc");
+    if (include.quoted && to == nullptr && !generated)
+        return place + "\"" + include.target + "\" is not given from the root of the tree";
     if (to != nullptr && to != from && !MayInclude(*from, *to))
-        return place + from->m_szFolder + " may not include " + to->m_szFolder + " (" + include.m_strTarget +
-               ")";
+        return place + from->folder + " may not include " + to->folder + " (" + include.target + ")";
     static const std::regex toolkit("^Q[A-Z][A-Za-z]*|^qt?[a-z]*gl.*|^Qt[A-Z].*|.*/Q[A-Z][A-Za-z]*$");
-    if (!include.m_bQuoted && !from->m_bToolkit && std::regex_search(include.m_strTarget, toolkit))
-        return place + from->m_szFolder + " knows no toolkit (" + include.m_strTarget + ")";
+    if (!include.quoted && !from->toolkit && std::regex_search(include.target, toolkit))
+        return place + from->folder + " knows no toolkit (" + include.target + ")";
     return {};
 }
 
@@ -176,12 +174,12 @@ TEST(ArchitectureTest, NoTwoFoldersIncludeEachOther)
 {
     std::set<std::pair<std::string, std::string>> arrows;
     for (const Include& include : AllIncludes()) {
-        const Room* const from = RoomOf(include.m_strFile);
-        const Room* const to = RoomOf(include.m_strTarget);
+        const Room* const from = RoomOf(include.file);
+        const Room* const to = RoomOf(include.target);
         const bool family =
-            to != nullptr && (std::string(from->m_szFolder).starts_with(std::string(to->m_szFolder) + "/") ||
-                              std::string(to->m_szFolder).starts_with(std::string(from->m_szFolder) + "/"));
-        if (to != nullptr && to != from && !family) arrows.emplace(from->m_szFolder, to->m_szFolder);
+            to != nullptr && (std::string(from->folder).starts_with(std::string(to->folder) + "/") ||
+                              std::string(to->folder).starts_with(std::string(from->folder) + "/"));
+        if (to != nullptr && to != from && !family) arrows.emplace(from->folder, to->folder);
     }
     for (const auto& [from, to] : arrows)
         EXPECT_EQ(arrows.count({to, from}), 0U) << from << " and " << to << " include each other";
@@ -208,8 +206,7 @@ TEST(ArchitectureTest, NoHeaderIncludesItselfByAnotherWay)
 {
     std::map<std::string, std::set<std::string>> headers;
     for (const Include& include : AllIncludes())
-        if (include.m_bQuoted && include.m_strFile.ends_with(".h"))
-            headers[include.m_strFile].insert(include.m_strTarget);
+        if (include.quoted && include.file.ends_with(".h")) headers[include.file].insert(include.target);
     EXPECT_GT(headers.size(), 50U);
     for (const auto& [header, targets] : headers)
         EXPECT_FALSE(LeadsBack(headers, header)) << header;
@@ -222,8 +219,8 @@ TEST(ArchitectureTest, EveryFolderWithSourcesIsARoom)
     const fs::path root = SourcePath();
     std::set<std::string> folders;
     for (const Room& room : Rooms()) {
-        if (!fs::is_directory(root / room.m_szFolder)) continue;
-        for (const auto& entry : fs::recursive_directory_iterator(root / room.m_szFolder)) {
+        if (!fs::is_directory(root / room.folder)) continue;
+        for (const auto& entry : fs::recursive_directory_iterator(root / room.folder)) {
             const auto extension = entry.path().extension();
             if (extension == ".h" || extension == ".cpp")
                 folders.insert(fs::relative(entry.path().parent_path(), root).string());
@@ -232,7 +229,7 @@ TEST(ArchitectureTest, EveryFolderWithSourcesIsARoom)
     EXPECT_GT(folders.size(), 10U);
     for (const std::string& folder : folders) {
         const Room* const room = RoomOf(folder + "/");
-        EXPECT_TRUE(room != nullptr && room->m_szFolder == folder) << folder;
+        EXPECT_TRUE(room != nullptr && room->folder == folder) << folder;
     }
 }
 
@@ -256,7 +253,7 @@ TEST(ArchitectureTest, ForbiddenArrowsAreFound)
         {"common/a.cpp", 1, "activex/UI common/TreeDlg.h", true},
     };
     for (const Include& include : forbidden)
-        EXPECT_NE(Objection(include), "") << include.m_strFile << " -> " << include.m_strTarget;
+        EXPECT_NE(Objection(include), "") << include.file << " -> " << include.target;
 }
 
 }  // namespace

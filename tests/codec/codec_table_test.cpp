@@ -62,10 +62,10 @@ class CodecTable : public ::testing::Test
         codec_set_report(m_pOldReport);
     }
 
-    int32_t Decode(int32_t iSize)
+    int32_t Decode(int32_t size)
     {
         static const uint8_t data[16] = {};
-        return codec_decode(&m_Context, &m_Frame, &m_iGot, data, iSize);
+        return codec_decode(&m_Context, &m_Frame, &m_iGot, data, size);
     }
 
     CodecEntry m_Row = {.name = "test",

@@ -13,10 +13,10 @@ namespace
 {
 // A row whose hooks note what they are given and answer from a list.
 struct Feed {
-    std::vector<std::vector<uint8_t>> Units;
-    std::vector<int32_t> Results;  ///< one for each call; all bytes are consumed when it has run out
-    bool bPicture = false;
-    int iClosed = 0;
+    std::vector<std::vector<uint8_t>> units;
+    std::vector<int32_t> results;  ///< one for each call; all bytes are consumed when it has run out
+    bool picture = false;
+    int closed = 0;
 };
 Feed g_feed;
 uint8_t g_plane[16];
@@ -29,18 +29,18 @@ int32_t OpenHook(CodecContext* /*context*/)
 int32_t DecodeHook(CodecContext* /*context*/, CodecFrame* frame, int32_t* got, const uint8_t* data,
                    int32_t size)
 {
-    g_feed.Units.emplace_back(data, data + size);
-    if (g_feed.bPicture) {
+    g_feed.units.emplace_back(data, data + size);
+    if (g_feed.picture) {
         frame->data[0] = g_plane;
         *got = 4;
     }
-    const size_t call = g_feed.Units.size() - 1;
-    return call < g_feed.Results.size() ? g_feed.Results[call] : size;
+    const size_t call = g_feed.units.size() - 1;
+    return call < g_feed.results.size() ? g_feed.results[call] : size;
 }
 
 int32_t CloseHook(CodecContext* /*context*/)
 {
-    ++g_feed.iClosed;
+    ++g_feed.closed;
     return 0;
 }
 
@@ -116,7 +116,7 @@ class C264DecoderTest : public ::testing::Test
 
 TEST_F(C264DecoderTest, PayloadOfThreeUnitsIsFedUnitByUnit)
 {
-    g_feed.bPicture = true;
+    g_feed.picture = true;
     const CodecFrame* const frame =
         Decode({0, 0, 0, 1, 0x67, 1, 0, 0, 0, 1, 0x68, 2, 0, 0, 0, 1, 0x65, 3, 4, 5, 6});
     ASSERT_NE(frame, nullptr);
@@ -124,42 +124,42 @@ TEST_F(C264DecoderTest, PayloadOfThreeUnitsIsFedUnitByUnit)
     const std::vector<std::vector<uint8_t>> units = {
         {0, 0, 0, 1, 0x67, 1, 0}, {0, 0, 1, 0x68, 2, 0}, {0, 0, 1, 0x65, 3}};
     // the last three bytes come in a pass of their own, whose length of 0 the table answers without the hook
-    EXPECT_EQ(g_feed.Units, units);
+    EXPECT_EQ(g_feed.units, units);
 }
 
 TEST_F(C264DecoderTest, StepsByWhatTheCoreConsumed)
 {
-    g_feed.Results = {4};
+    g_feed.results = {4};
     Decode({0, 0, 1, 0x67, 0, 0, 1, 0x68, 1, 1, 1});
-    ASSERT_EQ(g_feed.Units.size(), 2u);
+    ASSERT_EQ(g_feed.units.size(), 2u);
     g_feed = {};
-    g_feed.Results = {2};
+    g_feed.results = {2};
     Decode({0, 0, 1, 0x67, 0, 0, 1, 0x68, 1, 1, 1});
-    ASSERT_GE(g_feed.Units.size(), 2u);
-    EXPECT_EQ(g_feed.Units[1], (std::vector<uint8_t>{1, 0x67}));
+    ASSERT_GE(g_feed.units.size(), 2u);
+    EXPECT_EQ(g_feed.units[1], (std::vector<uint8_t>{1, 0x67}));
 }
 
 TEST_F(C264DecoderTest, UnitThatConsumesNothingDropsTheRest)
 {
-    g_feed.Results = {0};
+    g_feed.results = {0};
     EXPECT_EQ(Decode({0, 0, 1, 0x67, 0, 0, 1, 0x68, 1, 1, 1}), nullptr);  // the table makes -1 of it
-    EXPECT_EQ(g_feed.Units.size(), 1u);
+    EXPECT_EQ(g_feed.units.size(), 1u);
 }
 
 TEST_F(C264DecoderTest, FailureOfALaterUnitGivesNull)
 {
-    g_feed.bPicture = true;
-    g_feed.Results = {4, -5};
+    g_feed.picture = true;
+    g_feed.results = {4, -5};
     EXPECT_EQ(Decode({0, 0, 1, 0x67, 0, 0, 1, 0x68, 1, 1, 1}), nullptr);
-    EXPECT_EQ(g_feed.Units.size(), 2u);
+    EXPECT_EQ(g_feed.units.size(), 2u);
 }
 
 TEST_F(C264DecoderTest, FaultInTheCoreCostsOneFrame)
 {
-    g_feed.Results = {-1};
+    g_feed.results = {-1};
     EXPECT_EQ(Decode({0, 0, 1, 0x65, 1, 2, 3}), nullptr);
     g_feed = {};
-    g_feed.bPicture = true;
+    g_feed.picture = true;
     const CodecFrame* const frame = Decode({0, 0, 1, 0x65, 1, 2, 3});
     ASSERT_NE(frame, nullptr);
     EXPECT_EQ(frame->data[0], g_plane);
@@ -167,9 +167,9 @@ TEST_F(C264DecoderTest, FaultInTheCoreCostsOneFrame)
 
 TEST_F(C264DecoderTest, FrameIsClearedFirst)
 {
-    g_feed.bPicture = true;
+    g_feed.picture = true;
     ASSERT_NE(Decode({0, 0, 1, 0x65, 1, 2, 3})->data[0], nullptr);
-    g_feed.bPicture = false;
+    g_feed.picture = false;
     const CodecFrame* const frame = Decode({0, 0, 1, 0x65, 1, 2, 3});
     ASSERT_NE(frame, nullptr);
     EXPECT_EQ(frame->data[0], nullptr);
@@ -177,7 +177,7 @@ TEST_F(C264DecoderTest, FrameIsClearedFirst)
 
 TEST_F(C264DecoderTest, ZeroLengthOrNullBufferGivesTheClearedFrame)
 {
-    g_feed.bPicture = true;
+    g_feed.picture = true;
     const uint8_t byte = 0;
     Decode({0, 0, 1, 0x65, 1, 2, 3});
     const CodecFrame* frame = m_Decoder.Decode(&byte, 0);
@@ -199,7 +199,7 @@ TEST_F(C264DecoderTest, BufferShorterThanThreeBytesGivesTheClearedFrame)
         const CodecFrame* const frame = Decode(bytes);
         ASSERT_NE(frame, nullptr);
         EXPECT_EQ(frame->data[0], nullptr);
-        EXPECT_TRUE(g_feed.Units.empty());  // lengths of 0 or less never reach the hook
+        EXPECT_TRUE(g_feed.units.empty());  // lengths of 0 or less never reach the hook
     }
 }
 
@@ -209,8 +209,8 @@ TEST_F(C264DecoderTest, BufferOfZeroBytesOnlyGivesTheClearedFrame)
     const CodecFrame* const frame = Decode(std::vector<uint8_t>(40));
     ASSERT_NE(frame, nullptr);
     EXPECT_EQ(frame->data[0], nullptr);
-    ASSERT_EQ(g_feed.Units.size(), 1u);
-    EXPECT_EQ(g_feed.Units[0].size(), 37u);
+    ASSERT_EQ(g_feed.units.size(), 1u);
+    EXPECT_EQ(g_feed.units[0].size(), 37u);
 }
 
 // The leaf's context, as the constructor left it.
@@ -248,24 +248,24 @@ class CFedDecoder : public CVideoDecoder
 TEST(VideoDecoder, FeedsThePayloadWholeAndOnceHoweverMuchIsConsumed)
 {
     g_feed = {};
-    g_feed.Results = {2};
+    g_feed.results = {2};
     CFedDecoder decoder;
     const std::vector<uint8_t> bytes = {0, 0, 1, 0xB6, 1, 0, 0, 1, 0xB6, 2};
     EXPECT_NE(decoder.Decode(bytes.data(), 10), nullptr);
-    EXPECT_EQ(g_feed.Units, std::vector<std::vector<uint8_t>>{bytes});
+    EXPECT_EQ(g_feed.units, std::vector<std::vector<uint8_t>>{bytes});
 }
 
 TEST(VideoDecoder, FrameIsHandedOutOnceMoreWithoutAPictureAndAfterAFailure)
 {
     g_feed = {};
-    g_feed.Results = {4, -1, 4};
-    g_feed.bPicture = true;
+    g_feed.results = {4, -1, 4};
+    g_feed.picture = true;
     CFedDecoder decoder;
     const uint8_t bytes[4] = {};
     const CodecFrame* const frame = decoder.Decode(bytes, 4);
     ASSERT_NE(frame, nullptr);
     EXPECT_EQ(frame->data[0], g_plane);
-    g_feed.bPicture = false;
+    g_feed.picture = false;
     EXPECT_EQ(decoder.Decode(bytes, 4), nullptr);
     EXPECT_EQ(decoder.Decode(bytes, 4), frame);
     EXPECT_EQ(frame->data[0], g_plane) << "not cleared";
@@ -276,9 +276,9 @@ TEST(VideoDecoder, DestructionClosesTheCoreOnce)
     g_feed = {};
     {
         CFedDecoder decoder;
-        EXPECT_EQ(g_feed.iClosed, 0);
+        EXPECT_EQ(g_feed.closed, 0);
     }
-    EXPECT_EQ(g_feed.iClosed, 1);
+    EXPECT_EQ(g_feed.closed, 1);
 }
 
 TEST(VideoDecoder, UnknownCodecDecodesToNull)
@@ -308,7 +308,7 @@ class Mpeg4DecoderTest : public ::testing::Test
   protected:
     static void SetUpTestSuite()
     {
-        s_pPackets = new std::vector<Mpeg4Packet>(EncodeMpeg4({.iFrames = 4, .Scene = ETestScene::Lively}));
+        s_pPackets = new std::vector<Mpeg4Packet>(EncodeMpeg4({.frames = 4, .scene = ETestScene::Lively}));
     }
     static void TearDownTestSuite()
     {
@@ -316,9 +316,9 @@ class Mpeg4DecoderTest : public ::testing::Test
         s_pPackets = nullptr;
     }
 
-    const CodecFrame* Decode(const Mpeg4Packet& packet, size_t ulBytes)
+    const CodecFrame* Decode(const Mpeg4Packet& packet, size_t bytes)
     {
-        return m_Decoder.Decode(packet.data(), static_cast<int32_t>(ulBytes));
+        return m_Decoder.Decode(packet.data(), static_cast<int32_t>(bytes));
     }
     const CodecFrame* Decode(size_t i) { return Decode((*s_pPackets)[i], (*s_pPackets)[i].size()); }
 
@@ -353,7 +353,7 @@ TEST_F(Mpeg4DecoderTest, PayloadThatEndsInMidPictureReturnsTheOldFrame)
     for (size_t bytes = 12; bytes < second.size(); ++bytes) {
         ASSERT_EQ(Decode(second, bytes), frame) << bytes;
         EXPECT_EQ(std::memcmp(&old, frame, sizeof old), 0) << bytes;
-        EXPECT_EQ(ComparePlane(CopyPicture(*frame), picture, 0).iLargest, 0) << bytes;
+        EXPECT_EQ(ComparePlane(CopyPicture(*frame), picture, 0).largest, 0) << bytes;
     }
     // and the whole of it still predicts from the last good picture
     CMpeg4Decoder undamaged(176, 144);
@@ -361,7 +361,7 @@ TEST_F(Mpeg4DecoderTest, PayloadThatEndsInMidPictureReturnsTheOldFrame)
     const CodecFrame* const expected = undamaged.Decode(second.data(), static_cast<int32_t>(second.size()));
     ASSERT_NE(Decode(1), nullptr);
     for (int plane = 0; plane < 3; ++plane)
-        EXPECT_EQ(ComparePlane(CopyPicture(*frame), CopyPicture(*expected), plane).iLargest, 0);
+        EXPECT_EQ(ComparePlane(CopyPicture(*frame), CopyPicture(*expected), plane).largest, 0);
 }
 
 TEST_F(Mpeg4DecoderTest, FirstPayloadThatEndsInMidPictureHasNoPlanes)

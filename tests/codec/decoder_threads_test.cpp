@@ -14,7 +14,7 @@ TEST(DecoderThreads, FirstDecodersOfTheProcessMayBeBuiltAtOnce)
 {
     constexpr int THREADS = 6;
     const std::vector<Mpeg4Packet> packets =
-        EncodeMpeg4({.iWidth = 64, .iHeight = 48, .iFrames = 5, .Scene = ETestScene::Lively, .b4Mv = true});
+        EncodeMpeg4({.width = 64, .height = 48, .frames = 5, .scene = ETestScene::Lively, .b4Mv = true});
     std::atomic<int> waiting{0};
     std::vector<TestPicture> last(THREADS);
     std::vector<std::thread> threads;
@@ -33,11 +33,11 @@ TEST(DecoderThreads, FirstDecodersOfTheProcessMayBeBuiltAtOnce)
     }
     for (std::thread& thread : threads)
         thread.join();
-    ASSERT_EQ(last[0].iWidth, 64);
+    ASSERT_EQ(last[0].width, 64);
     for (const TestPicture& picture : last) {
-        ASSERT_EQ(picture.iWidth, 64);
+        ASSERT_EQ(picture.width, 64);
         for (int plane = 0; plane < 3; ++plane)
-            EXPECT_EQ(ComparePlane(picture, last[0], plane).iLargest, 0);
+            EXPECT_EQ(ComparePlane(picture, last[0], plane).largest, 0);
     }
 }
 }  // namespace

@@ -57,9 +57,9 @@ TEST(GridStateTest, LastPageOfAnUnevenArrangementShowsTheRest)
     EXPECT_EQ(grid.GetLastPage(), 2);
     grid.LastPage();
     const auto placement = grid.Place(1.0F, 1.0F);
-    EXPECT_EQ(placement.m_Outlines.size(), 4U);
+    EXPECT_EQ(placement.outlines.size(), 4U);
     for (std::size_t i = 0; i < 16; ++i)
-        EXPECT_EQ(placement.m_Cells[i] == RECT{}, i < 12) << i;
+        EXPECT_EQ(placement.cells[i] == RECT{}, i < 12) << i;
 }
 
 TEST(GridStateTest, CellsLieWithinTheirRectanglesByTwo)
@@ -67,9 +67,9 @@ TEST(GridStateTest, CellsLieWithinTheirRectanglesByTwo)
     CGridState grid = Grid({4, 16});
     grid.SelectLayout(2);
     const auto placement = grid.Place(1.0F, 1.0F);
-    EXPECT_EQ(placement.m_Outlines[1], (RECT{10, 10, 20, 18}));
-    EXPECT_EQ(placement.m_Cells[1], (RECT{12, 12, 18, 16}));
-    EXPECT_EQ(placement.m_Cells[4], RECT{}) << "cells of other pages have no size";
+    EXPECT_EQ(placement.outlines[1], (RECT{10, 10, 20, 18}));
+    EXPECT_EQ(placement.cells[1], (RECT{12, 12, 18, 16}));
+    EXPECT_EQ(placement.cells[4], RECT{}) << "cells of other pages have no size";
 }
 
 TEST(GridStateTest, ScaledCoordinatesAreCut)
@@ -142,7 +142,7 @@ TEST(GridStateTest, GridWithoutArrangementsHoldsStill)
     grid.LastPage();
     grid.SelectLayout(0);
     EXPECT_EQ(grid.GetPage(), 0);
-    EXPECT_TRUE(grid.Place(1.0F, 1.0F).m_Cells.empty());
+    EXPECT_TRUE(grid.Place(1.0F, 1.0F).cells.empty());
     EXPECT_EQ(grid.GetYardstick(), RECT{});
 }
 

@@ -424,9 +424,9 @@ TEST_F(HistoryComboTest, SortedComboWarnsUnlessItIsMeant)
 {
     std::string heard;
     const auto former = SetDebugListener([&heard](std::string_view text) { heard += text; });
-    CHistoryCombo meant(nullptr, true, CHistoryCombo::STYLE::Sorted);
+    CHistoryCombo meant(nullptr, true, CHistoryCombo::EStyle::Sorted);
     EXPECT_EQ(heard, "");
-    CHistoryCombo sorted(nullptr, false, CHistoryCombo::STYLE::Sorted);
+    CHistoryCombo sorted(nullptr, false, CHistoryCombo::EStyle::Sorted);
     SetDebugListener(former);
     EXPECT_EQ(heard, "WARNING: Creating History combo with CBS_SORT style\n");
 }

@@ -78,7 +78,7 @@ TEST_F(RenderWndTest, BitmapFileIsTakenOnlyWhole)
     const auto whole = LoadBitmapFile(path);
     ASSERT_NE(whole, nullptr);
     QFile file(m_Home.filePath("dvr.bmp"));
-    ASSERT_TRUE(file.resize(static_cast<qint64>(whole->m_Bytes.size()) - 1));
+    ASSERT_TRUE(file.resize(static_cast<qint64>(whole->bytes.size()) - 1));
     EXPECT_EQ(LoadBitmapFile(path), nullptr) << "cut";
     ASSERT_TRUE(file.open(QIODevice::WriteOnly));
     file.write("MB garbage that is long enough");
@@ -180,8 +180,8 @@ TEST_F(RenderWndTest, FocusFrameIsTwoPixelsWideWithinAnOutlineOfFour)
 }
 
 struct LanguageRow {
-    const char* m_szLocale;
-    const char* m_szFile;
+    const char* locale;
+    const char* file;
 };
 
 class GridMenuTest : public RenderWndTest, public testing::WithParamInterface<LanguageRow>
@@ -206,13 +206,13 @@ class GridMenuTest : public RenderWndTest, public testing::WithParamInterface<La
         }
         return texts;
     }
-    const CTestVariable m_Locale{"LC_ALL", GetParam().m_szLocale};
+    const CTestVariable m_Locale{"LC_ALL", GetParam().locale};
 };
 
 TEST_P(GridMenuTest, TextsAreOfTheSystemsLanguageAndOfTheState)
 {
     CRenderWnd& grid = Grid();
-    const std::string file = GetParam().m_szFile;
+    const std::string file = GetParam().file;
     EXPECT_THAT(MenuTexts(grid), ElementsAre(file + " in", file + " photo"));
     grid.SetLayout(0);
     EXPECT_THAT(MenuTexts(grid), ElementsAre(file + " out", file + " photo"));

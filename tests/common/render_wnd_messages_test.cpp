@@ -286,7 +286,7 @@ TEST_F(RenderWndTest, BitmapFileNeedsItsTwoLettersAndItsSize)
     };
     const auto whole = load(good);
     ASSERT_NE(whole, nullptr);
-    EXPECT_EQ(std::string(whole->m_Bytes.begin(), whole->m_Bytes.end()), good);
+    EXPECT_EQ(std::string(whole->bytes.begin(), whole->bytes.end()), good);
     for (const std::size_t at : {0, 1, 2, 3, 4, 5}) {
         std::string bad = good;
         ++bad[at];

@@ -35,7 +35,7 @@ TEST_F(RenderWndTest, ModeTwoTakesTheSecondScale)
 TEST_F(RenderWndTest, RendererThatFailsFailsInit)
 {
     CBoxCatcher boxes;
-    m_pAdapter->SetFault(DEVICE_STEP::CreateDevice, true, DEVICE_RESULT::NotAvailable);
+    m_pAdapter->SetFault(EDeviceStep::CreateDevice, true, EDeviceResult::NotAvailable);
     m_Grid.emplace();
     EXPECT_FALSE(m_Grid->Init(m_pParent.get(), MakeGridRecord({4}), 3));
     EXPECT_THAT(boxes.m_Texts, ElementsAre("CreateDevice failed: Not Available"));

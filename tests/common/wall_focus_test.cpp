@@ -6,7 +6,7 @@
 namespace
 {
 
-XColor Edge(CRenderWnd& grid)
+Color Edge(CRenderWnd& grid)
 {
     const QColor color = grid.grab().toImage().pixelColor(0, grid.height() / 2);
     return {static_cast<std::uint8_t>(color.red()), static_cast<std::uint8_t>(color.green()),
@@ -20,7 +20,7 @@ TEST_F(RenderWndTest, WallShowsThatItHasTheKeyboard)
     m_pParent->activateWindow();
     ASSERT_TRUE(QTest::qWaitForWindowActive(m_pParent.get()));
     grid.clearFocus();
-    const XColor without = Edge(grid);
+    const Color without = Edge(grid);
     grid.setFocus(Qt::TabFocusReason);
     ASSERT_TRUE(grid.hasFocus());
     EXPECT_GE(ContrastRatio(Edge(grid), without), 3.0);

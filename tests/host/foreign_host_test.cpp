@@ -24,8 +24,8 @@ class ForeignHostTest : public ProgramTest
         QFile settings(File("home/config/system.ini"));
         ASSERT_TRUE(settings.open(QIODevice::WriteOnly));
         settings.write(QStringLiteral("[System]\nDirectoryPort=%1\nRendezvousPort=%2\nSharedReceive=1\n")
-                           .arg(m_Recorder->Endpoints().m_usDirectoryPort)
-                           .arg(m_Recorder->Endpoints().m_usRendezvousPort)
+                           .arg(m_Recorder->GetEndpoints().directoryPort)
+                           .arg(m_Recorder->GetEndpoints().rendezvousPort)
                            .toUtf8());
     }
     void StartHost(int controls, const QString& end, bool playing)

@@ -9,95 +9,96 @@ namespace
 
 TEST(Options, AreNoneByThemselves)
 {
-    XOptions options;
+    Options options;
     QString message;
-    EXPECT_EQ(ParseOptions({"watchwall"}, options, message), PARSED::Run);
-    EXPECT_EQ(options.m_iSeconds, 0);
-    EXPECT_TRUE(options.m_strHome.isEmpty() && options.m_strModule.isEmpty() &&
-                options.m_strScreenshot.isEmpty());
+    EXPECT_EQ(ParseOptions({"watchwall"}, options, message), EParsed::Run);
+    EXPECT_EQ(options.seconds, 0);
+    EXPECT_TRUE(options.home.isEmpty() && options.module.isEmpty() && options.screenshot.isEmpty());
 }
 
 TEST(Options, AreRead)
 {
-    XOptions options;
+    Options options;
     QString message;
     EXPECT_EQ(
         ParseOptions({"watchwall", "--seconds", "20", "--screenshot=a b.png", "--home", "/h", "--module", "m"},
                      options, message),
-        PARSED::Run);
-    EXPECT_EQ(options.m_iSeconds, 20);
-    EXPECT_EQ(options.m_strScreenshot, "a b.png");
-    EXPECT_EQ(options.m_strHome, "/h");
-    EXPECT_EQ(options.m_strModule, "m");
+        EParsed::Run);
+    EXPECT_EQ(options.seconds, 20);
+    EXPECT_EQ(options.screenshot, "a b.png");
+    EXPECT_EQ(options.home, "/h");
+    EXPECT_EQ(options.module, "m");
 }
 
 TEST(Options, OfTheScriptAreRead)
 {
-    XOptions options;
+    Options options;
     QString message;
     EXPECT_EQ(ParseOptions({"watchwall", "--logon", "1001", "--open", "3,1", "--layout", "9", "--full-screen",
                             "--report", "r.json"},
                            options, message),
-              PARSED::Run);
-    EXPECT_EQ(options.m_strLogon, "1001");
-    EXPECT_EQ(options.m_Open, QList<int>({3, 1}));
-    EXPECT_FALSE(options.m_bOpenAll);
-    EXPECT_EQ(options.m_iLayout, 9);
-    EXPECT_TRUE(options.m_bFullScreen);
-    EXPECT_EQ(options.m_strReport, "r.json");
+              EParsed::Run);
+    EXPECT_EQ(options.logon, "1001");
+    EXPECT_EQ(options.open, QList<int>({3, 1}));
+    EXPECT_FALSE(options.openAll);
+    EXPECT_EQ(options.layout, 9);
+    EXPECT_TRUE(options.fullScreen);
+    EXPECT_EQ(options.report, "r.json");
     EXPECT_TRUE(options.IsScripted());
-    XOptions all;
-    EXPECT_EQ(ParseOptions({"watchwall", "--logon", "1", "--open", "all"}, all, message), PARSED::Run);
-    EXPECT_TRUE(all.m_bOpenAll);
-    EXPECT_TRUE(all.m_Open.isEmpty());
+    Options all;
+    EXPECT_EQ(ParseOptions({"watchwall", "--logon", "1", "--open", "all"}, all, message), EParsed::Run);
+    EXPECT_TRUE(all.openAll);
+    EXPECT_TRUE(all.open.isEmpty());
 }
 
-struct XWrong {
-    const char* szName;
+struct Wrong {
+    const char* name;
     QStringList arguments;
-    const char* szMessage;  // part of what is told
+    const char* message;  // part of what is told
 };
 
-class WrongOptions : public testing::TestWithParam<XWrong>
+class WrongOptions : public testing::TestWithParam<Wrong>
 {
 };
 
 TEST_P(WrongOptions, AreRefusedWithAMessage)
 {
-    XOptions options;
+    Options options;
     QString message;
-    EXPECT_EQ(ParseOptions(QStringList("watchwall") + GetParam().arguments, options, message), PARSED::Wrong);
-    EXPECT_TRUE(message.contains(GetParam().szMessage)) << message.toStdString();
+    EXPECT_EQ(ParseOptions(QStringList("watchwall") + GetParam().arguments, options, message), EParsed::Wrong);
+    EXPECT_TRUE(message.contains(GetParam().message)) << message.toStdString();
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Host, WrongOptions,
-    testing::Values(
-        XWrong{"unknown", {"--colour"}, "colour"}, XWrong{"value_missing", {"--seconds"}, "seconds"},
-        XWrong{"not_a_number", {"--seconds", "ten"}, "'ten'"}, XWrong{"negative", {"--seconds=-1"}, "'-1'"},
-        XWrong{"nothing", {"--seconds", "0"}, "'0'"}, XWrong{"too_long", {"--seconds", "86401"}, "86400"},
-        XWrong{"no_folder", {"--home", ""}, "--home needs a name"},
-        XWrong{"no_picture", {"--screenshot", ""}, "--screenshot needs a name"},
-        XWrong{"no_station", {"--logon", ""}, "--logon needs a name"},
-        XWrong{"no_report", {"--report="}, "--report needs a name"},
-        XWrong{"channel_zero", {"--logon", "1", "--open", "0"}, "not '0'"},
-        XWrong{"channel_twice", {"--logon", "1", "--open", "2,2"}, "not '2,2'"},
-        XWrong{"no_channel", {"--logon", "1", "--open", "1,,2"}, "not '1,,2'"},
-        XWrong{"channels_of_whom", {"--open", "all"}, "--open needs --logon"},
-        XWrong{"no_cells", {"--layout", "0"}, "not '0'"},
-        XWrong{"cells_in_words", {"--layout", "nine"}, "not 'nine'"}, XWrong{"positional", {"file"}, "'file'"}),
-    [](const auto& row) { return std::string(row.param.szName); });
+INSTANTIATE_TEST_SUITE_P(Host, WrongOptions,
+                         testing::Values(Wrong{"unknown", {"--colour"}, "colour"},
+                                         Wrong{"value_missing", {"--seconds"}, "seconds"},
+                                         Wrong{"not_a_number", {"--seconds", "ten"}, "'ten'"},
+                                         Wrong{"negative", {"--seconds=-1"}, "'-1'"},
+                                         Wrong{"nothing", {"--seconds", "0"}, "'0'"},
+                                         Wrong{"too_long", {"--seconds", "86401"}, "86400"},
+                                         Wrong{"no_folder", {"--home", ""}, "--home needs a name"},
+                                         Wrong{"no_picture", {"--screenshot", ""}, "--screenshot needs a name"},
+                                         Wrong{"no_station", {"--logon", ""}, "--logon needs a name"},
+                                         Wrong{"no_report", {"--report="}, "--report needs a name"},
+                                         Wrong{"channel_zero", {"--logon", "1", "--open", "0"}, "not '0'"},
+                                         Wrong{"channel_twice", {"--logon", "1", "--open", "2,2"}, "not '2,2'"},
+                                         Wrong{"no_channel", {"--logon", "1", "--open", "1,,2"}, "not '1,,2'"},
+                                         Wrong{"channels_of_whom", {"--open", "all"}, "--open needs --logon"},
+                                         Wrong{"no_cells", {"--layout", "0"}, "not '0'"},
+                                         Wrong{"cells_in_words", {"--layout", "nine"}, "not 'nine'"},
+                                         Wrong{"positional", {"file"}, "'file'"}),
+                         [](const auto& row) { return std::string(row.param.name); });
 
 TEST(Options, HelpAndVersionAreTexts)
 {
-    XOptions options;
+    Options options;
     QString message;
-    EXPECT_EQ(ParseOptions({"watchwall", "--help"}, options, message), PARSED::Help);
+    EXPECT_EQ(ParseOptions({"watchwall", "--help"}, options, message), EParsed::Help);
     for (const char* option : {"--seconds", "--screenshot", "--home", "--module", "--help", "--version",
                                "--logon", "--open", "--layout", "--full-screen", "--report"}) {
         EXPECT_TRUE(message.contains(option)) << option;
     }
-    EXPECT_EQ(ParseOptions({"watchwall", "--version"}, options, message), PARSED::Version);
+    EXPECT_EQ(ParseOptions({"watchwall", "--version"}, options, message), EParsed::Version);
     EXPECT_TRUE(message.startsWith("watchwall "));
 }
 

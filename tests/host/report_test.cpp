@@ -12,9 +12,9 @@
 namespace
 {
 
-XChannelReport Named(const char* name)
+ChannelReport Named(const char* name)
 {
-    XChannelReport channel;
+    ChannelReport channel;
     channel.strName = name;
     channel.iChannel = 6;
     channel.iWidth = 352;
@@ -32,7 +32,7 @@ TEST(ReportTest, ANameWithPlaceMarksStandsAsItIs)
 
 TEST(ReportTest, PicturesThatNobodySawStandApart)
 {
-    XChannelReport channel = Named("gate");
+    ChannelReport channel = Named("gate");
     channel.ulDecoded = 50;
     channel.ulWithoutCell = 20;
     channel.ulNotConvertible = 21;

@@ -35,8 +35,8 @@ class ScriptTest : public ProgramTest
     {
         more.insert(more.end(), {"--size", "352x288", "--fps", "12", "--loop", "1"});
         m_pRecorder = std::make_unique<CRecorderProcess>(more);
-        const XEndpoints endpoints = m_pRecorder->Endpoints();
-        WriteSettings(endpoints.m_usDirectoryPort, endpoints.m_usRendezvousPort);
+        const Endpoints endpoints = m_pRecorder->GetEndpoints();
+        WriteSettings(endpoints.directoryPort, endpoints.rendezvousPort);
     }
     void WriteSettings(int directory, int rendezvous)
     {

@@ -25,19 +25,19 @@ namespace
 {
 
 struct CLogTest : testing::Test {
-    CTestDirectory m_Directory;
-    CxLog m_Log{m_Directory.Path()};
+    CTestDirectory directory;
+    CxLog log{directory.Path()};
 
     std::string OneLine()
     {
-        const auto lines = WaitForLines(m_Log.GetPath(), 1);
+        const auto lines = WaitForLines(log.GetPath(), 1);
         return lines.size() == 1 ? lines[0] : "lines: " + std::to_string(lines.size());
     }
 };
 
 TEST_F(CLogTest, LineHoldsTimeLevelFileFunctionLineAndMessage)
 {
-    m_Log.Log("..\\common\\RenderWnd.cpp", "CRenderWnd::Init", 42, LOG_ERROR, "step %d of %s", 5, "nine");
+    log.Log("..\\common\\RenderWnd.cpp", "CRenderWnd::Init", 42, LOG_ERROR, "step %d of %s", 5, "nine");
     EXPECT_THAT(OneLine(),
                 MatchesRegex("[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} Error "
                              "RenderWnd\\.cpp\\(CRenderWnd::Init, 42\\): step 5 of nine"));
@@ -45,27 +45,27 @@ TEST_F(CLogTest, LineHoldsTimeLevelFileFunctionLineAndMessage)
 
 TEST_F(CLogTest, FileNameIsCutBehindTheLastSeparatorOfEitherKind)
 {
-    m_Log.Log("/src/common/RenderWnd.cpp", "f", 1, LOG_MESSAGE, "m");
+    log.Log("/src/common/RenderWnd.cpp", "f", 1, LOG_MESSAGE, "m");
     EXPECT_THAT(OneLine(), HasSubstr(" RenderWnd.cpp(f, 1): m"));
 }
 
 TEST_F(CLogTest, NullSourcePathGivesNoFileNameAndLineZero)
 {
-    m_Log.Log(nullptr, "CRenderWnd::Init", 42, LOG_MESSAGE, "m");
+    log.Log(nullptr, "CRenderWnd::Init", 42, LOG_MESSAGE, "m");
     EXPECT_THAT(OneLine(), EndsWith(" Message (CRenderWnd::Init, 0): m"));
 }
 
 TEST_F(CLogTest, NullFunctionPrintsAsEmpty)
 {
-    m_Log.Log("a.cpp", nullptr, 7, LOG_MESSAGE, "m");
+    log.Log("a.cpp", nullptr, 7, LOG_MESSAGE, "m");
     EXPECT_THAT(OneLine(), EndsWith(" Message a.cpp(, 7): m"));
 }
 
 TEST_F(CLogTest, EveryLevelHasItsName)
 {
     for (std::int32_t level : {LOG_MESSAGE + 0, LOG_WARNING + 0, LOG_EXCEPTION + 0, LOG_ERROR + 0, 4, -1})
-        m_Log.Log("a.cpp", "f", 1, level, "m");
-    const auto lines = WaitForLines(m_Log.GetPath(), 6);
+        log.Log("a.cpp", "f", 1, level, "m");
+    const auto lines = WaitForLines(log.GetPath(), 6);
     ASSERT_THAT(lines, SizeIs(6));
     const char* const names[] = {" Message a", " Warning a", " Exception a", " Error a", "  a", "  a"};
     for (std::size_t i = 0; i < lines.size(); ++i)
@@ -74,9 +74,9 @@ TEST_F(CLogTest, EveryLevelHasItsName)
 
 TEST_F(CLogTest, MessageWithALineBreakGivesNoBlankLine)
 {
-    m_Log.Log("a.cpp", "f", 1, LOG_MESSAGE, "first\r\n");
-    m_Log.Log("a.cpp", "f", 2, LOG_MESSAGE, "second");
-    const auto lines = WaitForLines(m_Log.GetPath(), 2);
+    log.Log("a.cpp", "f", 1, LOG_MESSAGE, "first\r\n");
+    log.Log("a.cpp", "f", 2, LOG_MESSAGE, "second");
+    const auto lines = WaitForLines(log.GetPath(), 2);
     ASSERT_THAT(lines, SizeIs(2));
     EXPECT_THAT(lines[0], EndsWith("): first"));
     EXPECT_THAT(lines[1], EndsWith("): second"));
@@ -85,7 +85,7 @@ TEST_F(CLogTest, MessageWithALineBreakGivesNoBlankLine)
 TEST_F(CLogTest, LongMessageIsCutAndKeepsItsLineBreak)
 {
     const std::string message(5000, 'x');
-    m_Log.Log("a.cpp", "f", 1, LOG_MESSAGE, "%s", message.c_str());
+    log.Log("a.cpp", "f", 1, LOG_MESSAGE, "%s", message.c_str());
     const std::string line = OneLine();
     EXPECT_EQ(line.size() + 2, LOG_LINE_BYTES - 1);
     EXPECT_THAT(line, EndsWith("xxx"));
@@ -94,8 +94,8 @@ TEST_F(CLogTest, LongMessageIsCutAndKeepsItsLineBreak)
 TEST_F(CLogTest, LinesKeepTheirOrder)
 {
     for (int i = 0; i < 1000; ++i)
-        m_Log.Log("a.cpp", "f", i, LOG_MESSAGE, "m");
-    const auto lines = WaitForLines(m_Log.GetPath(), 1000);
+        log.Log("a.cpp", "f", i, LOG_MESSAGE, "m");
+    const auto lines = WaitForLines(log.GetPath(), 1000);
     ASSERT_THAT(lines, SizeIs(1000));
     for (int i = 0; i < 1000; ++i)
         ASSERT_THAT(lines[static_cast<std::size_t>(i)], EndsWith("(f, " + std::to_string(i) + "): m"));
@@ -103,7 +103,7 @@ TEST_F(CLogTest, LinesKeepTheirOrder)
 
 TEST_F(CLogTest, SystemErrorStandsWithItsCodeAtLevelError)
 {
-    m_Log.LogError("a.cpp", "f", 1, ENOENT);
+    log.LogError("a.cpp", "f", 1, ENOENT);
     EXPECT_THAT(OneLine(),
                 EndsWith(" Error a.cpp(f, 1): (" + std::to_string(ENOENT) + "):" + std::strerror(ENOENT)));
 }
@@ -112,19 +112,19 @@ TEST_F(CLogTest, TextReachesTheDebuggerOutputAtOnce)
 {
     std::string heard;
     const auto former = SetDebugListener([&heard](std::string_view text) { heard += text; });
-    m_Log.Log("a.cpp", "f", 1, LOG_MESSAGE, "at once");
+    log.Log("a.cpp", "f", 1, LOG_MESSAGE, "at once");
     SetDebugListener(former);
     EXPECT_THAT(heard, EndsWith("a.cpp(f, 1): at once\r\n"));
 }
 
 TEST_F(CLogTest, FileMayBeMovedAwayBetweenBursts)
 {
-    m_Log.Log("a.cpp", "f", 1, LOG_MESSAGE, "before");
+    log.Log("a.cpp", "f", 1, LOG_MESSAGE, "before");
     OneLine();
-    std::filesystem::rename(m_Log.GetPath(), m_Directory.Path() + "kept");
-    m_Log.Log("a.cpp", "f", 2, LOG_MESSAGE, "after");
+    std::filesystem::rename(log.GetPath(), directory.Path() + "kept");
+    log.Log("a.cpp", "f", 2, LOG_MESSAGE, "after");
     EXPECT_THAT(OneLine(), EndsWith("after"));
-    EXPECT_THAT(ReadFile(m_Directory.Path() + "kept"), EndsWith("before\r\n"));
+    EXPECT_THAT(ReadFile(directory.Path() + "kept"), EndsWith("before\r\n"));
 }
 
 TEST_F(CLogTest, ViewWindowGetsACopyThatItOwns)
@@ -132,14 +132,14 @@ TEST_F(CLogTest, ViewWindowGetsACopyThatItOwns)
     static std::unique_ptr<LogEntry> posted;
     static std::int32_t window;
     static std::uint32_t message;
-    m_Log.SetView(7, [](std::int32_t to, std::uint32_t number, LogEntry* entry) {
+    log.SetView(7, [](std::int32_t to, std::uint32_t number, LogEntry* entry) {
         window = to;
         message = number;
         posted.reset(entry);
         return true;
     });
-    m_Log.Log("a.cpp", "f", 1, LOG_WARNING, "shown");
-    m_Log.SetView(0, nullptr);
+    log.Log("a.cpp", "f", 1, LOG_WARNING, "shown");
+    log.SetView(0, nullptr);
     ASSERT_NE(posted, nullptr);
     EXPECT_EQ(window, 7);
     EXPECT_EQ(message, 0xC98U);

@@ -26,25 +26,25 @@ TEST(DebugOutput, TheListenerHearsEveryTextAndTheFormerOneNoMore)
     EXPECT_EQ(second, "two");
 }
 
-struct XCase {
-    const char* szVariable;
-    const char* szExpected;
+struct Case {
+    const char* variable;
+    const char* expected;
 };
 
-class DebugOutputToStandardError : public testing::TestWithParam<XCase>
+class DebugOutputToStandardError : public testing::TestWithParam<Case>
 {
 };
 
 TEST_P(DebugOutputToStandardError, GoesByTheVariable)
 {
-    const CTestVariable variable("WATCHWALL_DEBUG", GetParam().szVariable);
+    const CTestVariable variable("WATCHWALL_DEBUG", GetParam().variable);
     testing::internal::CaptureStderr();
     OutputDebugStringA(std::string_view("recv return -1\n"));
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), GetParam().szExpected);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), GetParam().expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(Variable, DebugOutputToStandardError,
-                         testing::Values(XCase{nullptr, ""}, XCase{"", ""}, XCase{"1", "recv return -1\n"}));
+                         testing::Values(Case{nullptr, ""}, Case{"", ""}, Case{"1", "recv return -1\n"}));
 
 TEST(DebugOutput, ControlBytesReachNoTerminal)
 {

@@ -18,10 +18,10 @@ inline constexpr double ENOUGH_DB = 30;
 inline constexpr std::int32_t FIRST_CELL = 1000;
 
 /// The pictures that came to one cell.
-struct XSeen {
-    std::vector<recorder::XMark> m_Marks;  // in the order of their showing
-    std::size_t m_ulUnmarked = 0;          // damaged beyond reading
-    recorder::XPicture m_Last;             // the last one with a mark
+struct Seen {
+    std::vector<recorder::Mark> marks;  // in the order of their showing
+    std::size_t unmarked = 0;           // damaged beyond reading
+    recorder::Picture last;             // the last one with a mark
 };
 
 class UdpLinksTest : public testing::Test
@@ -34,7 +34,7 @@ class UdpLinksTest : public testing::Test
         SetModuleDirectory(m_Folder.System());
         SetRenderFactory([this] {
             return MakeListeningRender(
-                [this](HWND window, const recorder::XPicture& picture) { OnPicture(window, picture); });
+                [this](HWND window, const recorder::Picture& picture) { OnPicture(window, picture); });
         });
     }
     ~UdpLinksTest() override
@@ -51,19 +51,19 @@ class UdpLinksTest : public testing::Test
         }
     }
 
-    void OnPicture(HWND window, const recorder::XPicture& picture)
+    void OnPicture(HWND window, const recorder::Picture& picture)
     {
         const auto mark = recorder::ReadMark(picture);
         const std::lock_guard lock(m_cs);
-        XSeen& seen = m_Seen[static_cast<std::int32_t>(window)];
+        Seen& seen = m_Seen[static_cast<std::int32_t>(window)];
         if (!mark) {
-            ++seen.m_ulUnmarked;
+            ++seen.unmarked;
             return;
         }
-        seen.m_Marks.push_back(*mark);
-        seen.m_Last = picture;
+        seen.marks.push_back(*mark);
+        seen.last = picture;
     }
-    XSeen Seen(std::int32_t channel)
+    Seen SeenOf(std::int32_t channel)
     {
         const std::lock_guard lock(m_cs);
         return m_Seen[FIRST_CELL + channel];
@@ -71,7 +71,7 @@ class UdpLinksTest : public testing::Test
     std::size_t MarksOf(std::int32_t channel)
     {
         const std::lock_guard lock(m_cs);
-        return m_Seen[FIRST_CELL + channel].m_Marks.size();
+        return m_Seen[FIRST_CELL + channel].marks.size();
     }
 
     void Start(const std::vector<std::string>& arguments, const std::string& size = "176x144")
@@ -85,8 +85,8 @@ class UdpLinksTest : public testing::Test
     /// Logs on to the recorder and takes its channels.
     void LogOn(bool sharedReceive)
     {
-        m_pStation = std::make_unique<CUdpRemoteStation>(m_pRecorder->Endpoints(),
-                                                         m_pRecorder->SessionOptions(m_Clock, sharedReceive));
+        m_pStation = std::make_unique<CUdpRemoteStation>(m_pRecorder->GetEndpoints(),
+                                                         m_pRecorder->SessionOptionsOf(m_Clock, sharedReceive));
         ASSERT_TRUE(m_pStation->Connect("4711", 10060, 10061));
         ASSERT_TRUE(m_pStation->GetSession()->IsConnected());
         ASSERT_TRUE(m_pStation->Logon("user", "secret"));
@@ -106,20 +106,20 @@ class UdpLinksTest : public testing::Test
     /// mark.
     void ExpectLastAsDrawn(std::int32_t channel)
     {
-        const XSeen seen = Seen(channel);
-        ASSERT_FALSE(seen.m_Marks.empty());
-        const auto mark = seen.m_Marks.back();
-        EXPECT_EQ(mark.m_iChannel, channel);
-        const auto drawn = recorder::DrawScene(m_pRecorder->Scene(), channel, mark.m_ulPicture);
-        ASSERT_EQ(seen.m_Last.m_iWidth, drawn.m_iWidth);
-        ASSERT_EQ(seen.m_Last.m_iHeight, drawn.m_iHeight);
-        EXPECT_GE(recorder::LumaPsnr(seen.m_Last, drawn), ENOUGH_DB) << "picture " << mark.m_ulPicture;
+        const Seen seen = SeenOf(channel);
+        ASSERT_FALSE(seen.marks.empty());
+        const auto mark = seen.marks.back();
+        EXPECT_EQ(mark.channel, channel);
+        const auto drawn = recorder::DrawScene(m_pRecorder->Scene(), channel, mark.picture);
+        ASSERT_EQ(seen.last.width, drawn.width);
+        ASSERT_EQ(seen.last.height, drawn.height);
+        EXPECT_GE(recorder::LumaPsnr(seen.last, drawn), ENOUGH_DB) << "picture " << mark.picture;
     }
 
     CTestFolder m_Folder;
     CFastClock m_Clock{30};
     std::mutex m_cs;
-    std::map<std::int32_t, XSeen> m_Seen;  // guarded by m_cs
+    std::map<std::int32_t, Seen> m_Seen;  // guarded by m_cs
     std::unique_ptr<CRecorderProcess> m_pRecorder;
     std::unique_ptr<CUdpRemoteStation> m_pStation;
     std::unique_ptr<CDevices> m_pFolder;

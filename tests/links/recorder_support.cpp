@@ -31,11 +31,11 @@ class CListeningRender final : public CRender
     {
         surface->m_Showing = EShowing::Dropped;
         if (frame->data[0] == nullptr) return -1;
-        recorder::XPicture picture;
+        recorder::Picture picture;
         picture.Resize(frame->width, frame->height);
-        CopyPlane(frame->data[0], frame->linesize[0], frame->width, frame->height, picture.m_Y);
-        CopyPlane(frame->data[1], frame->linesize[1], frame->width / 2, frame->height / 2, picture.m_U);
-        CopyPlane(frame->data[2], frame->linesize[1], frame->width / 2, frame->height / 2, picture.m_V);
+        CopyPlane(frame->data[0], frame->linesize[0], frame->width, frame->height, picture.y);
+        CopyPlane(frame->data[1], frame->linesize[1], frame->width / 2, frame->height / 2, picture.u);
+        CopyPlane(frame->data[2], frame->linesize[1], frame->width / 2, frame->height / 2, picture.v);
         m_Shown(window, picture);
         surface->m_Showing = EShowing::Shown;
         return 0;
@@ -92,14 +92,14 @@ CRecorderProcess::CRecorderProcess(const std::vector<std::string>& arguments)
     if (!told || !ready) throw std::runtime_error("the recorder does not say that it is ready");
 
     const std::string size = Field("size");
-    m_Scene.m_iWidth = std::stoi(size);
-    m_Scene.m_iHeight = std::stoi(size.substr(size.find('x') + 1));
-    m_Scene.m_iRate = std::stoi(Field("fps"));
+    m_Scene.width = std::stoi(size);
+    m_Scene.height = std::stoi(size.substr(size.find('x') + 1));
+    m_Scene.rate = std::stoi(Field("fps"));
     std::string clock = Field("clock");
     clock = clock.substr(0, clock.find('.'));
     clock[clock.find('T')] = ' ';
-    m_Scene.m_iClockStart = recorder::ParseClock(clock);
-    m_Scene.m_bMark = true;
+    m_Scene.clockStart = recorder::ParseClock(clock);
+    m_Scene.mark = true;
 }
 
 CRecorderProcess::~CRecorderProcess()
@@ -141,19 +141,19 @@ std::uint16_t CRecorderProcess::Port(const std::string& name) const
     return static_cast<std::uint16_t>(std::stoi(endpoint.substr(endpoint.find(':') + 1)));
 }
 
-XEndpoints CRecorderProcess::Endpoints() const
+Endpoints CRecorderProcess::GetEndpoints() const
 {
-    XEndpoints endpoints;
-    endpoints.m_usDirectoryPort = Port("directory");
-    endpoints.m_usRendezvousPort = Port("rendezvous");
+    Endpoints endpoints;
+    endpoints.directoryPort = Port("directory");
+    endpoints.rendezvousPort = Port("rendezvous");
     return endpoints;
 }
 
-XSessionOptions CRecorderProcess::SessionOptions(IClock& clock, bool sharedReceive) const
+SessionOptions CRecorderProcess::SessionOptionsOf(IClock& clock, bool sharedReceive) const
 {
-    XSessionOptions options;
-    options.m_P2P = {Port("rendezvous"), &clock};
-    options.m_bSharedReceive = sharedReceive;
+    SessionOptions options;
+    options.p2p = {Port("rendezvous"), &clock};
+    options.sharedReceive = sharedReceive;
     return options;
 }
 

@@ -31,9 +31,9 @@ class CRecorderProcess
     void Kill();
 
     /// Where its directory listens.
-    XEndpoints Endpoints() const;
+    Endpoints GetEndpoints() const;
     /// A session that finds its rendezvous server.
-    XSessionOptions SessionOptions(IClock& clock, bool sharedReceive) const;
+    SessionOptions SessionOptionsOf(IClock& clock, bool sharedReceive) const;
     /// Ends it and gives its report of what it served, as JSON; empty when it did not end in order.
     std::string End();
 
@@ -41,7 +41,7 @@ class CRecorderProcess
     bool IsRunning() const { return m_Process > 0; }
 
     /// What its pictures have in common.
-    const recorder::XSceneSetup& Scene() const { return m_Scene; }
+    const recorder::SceneSetup& Scene() const { return m_Scene; }
 
   private:
     std::string ReportFile() const { return m_Folder.Path("report.json"); }
@@ -51,11 +51,11 @@ class CRecorderProcess
     CTestFolder m_Folder;
     pid_t m_Process = -1;
     std::string m_strReady;
-    recorder::XSceneSetup m_Scene;
+    recorder::SceneSetup m_Scene;
 };
 
 /// A picture that a link showed, with the window that it went to.
-using ShownPicture = std::function<void(HWND window, const recorder::XPicture& picture)>;
+using ShownPicture = std::function<void(HWND window, const recorder::Picture& picture)>;
 
 /// A renderer that hands over copies of what is shown, on the link threads.
 std::unique_ptr<CRender> MakeListeningRender(ShownPicture shown);

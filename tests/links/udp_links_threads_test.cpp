@@ -19,9 +19,9 @@ TEST_F(UdpLinksTest, FromTheDirectoryToPicturesAsTheyWereDrawn)
     Open(*m_Channels[1]);
     ASSERT_TRUE(WaitUntil([&] { return MarksOf(1) >= 30; }));
     ExpectLastAsDrawn(1);
-    const XSeen seen = Seen(1);
-    EXPECT_EQ(seen.m_ulUnmarked, 0U);
-    EXPECT_EQ(m_Channels[1]->GetCounters().m_ulRefused, 0U);
+    const Seen seen = SeenOf(1);
+    EXPECT_EQ(seen.unmarked, 0U);
+    EXPECT_EQ(m_Channels[1]->GetCounters().refused, 0U);
     EXPECT_EQ(MarksOf(0), 0U);
 }
 
@@ -37,15 +37,15 @@ TEST_F(UdpLinksTest, AllChannelsPlayAtOnceWithSharedReceivingAndLoseNoPicture)
         ExpectLastAsDrawn(i);
     }
     const auto report = nlohmann::json::parse(m_pRecorder->End());
-    EXPECT_EQ(m_pStation->GetSession()->GetCounters().m_ulDropped, 0U);
+    EXPECT_EQ(m_pStation->GetSession()->GetCounters().dropped, 0U);
     for (std::int32_t i = 0; i < 4; ++i) {
-        const XSeen seen = Seen(i);
-        EXPECT_EQ(seen.m_ulUnmarked, 0U);
-        EXPECT_EQ(m_Channels[static_cast<std::size_t>(i)]->GetCounters().m_ulRefused, 0U);
+        const Seen seen = SeenOf(i);
+        EXPECT_EQ(seen.unmarked, 0U);
+        EXPECT_EQ(m_Channels[static_cast<std::size_t>(i)]->GetCounters().refused, 0U);
         std::uint64_t missing = 0;
-        for (std::size_t k = 1; k < seen.m_Marks.size(); ++k) {
-            ASSERT_GT(seen.m_Marks[k].m_ulPicture, seen.m_Marks[k - 1].m_ulPicture) << "channel " << i;
-            missing += seen.m_Marks[k].m_ulPicture - seen.m_Marks[k - 1].m_ulPicture - 1;
+        for (std::size_t k = 1; k < seen.marks.size(); ++k) {
+            ASSERT_GT(seen.marks[k].picture, seen.marks[k - 1].picture) << "channel " << i;
+            missing += seen.marks[k].picture - seen.marks[k - 1].picture - 1;
         }
         // None, unless the machine was so busy that the recorder itself left out pictures.
         const auto& channel = report["channels"][static_cast<std::size_t>(i)];
@@ -55,20 +55,20 @@ TEST_F(UdpLinksTest, AllChannelsPlayAtOnceWithSharedReceivingAndLoseNoPicture)
     }
 }
 
-struct XHarmRow {
-    const char* m_szName;
-    std::vector<std::string> m_Arguments;
-    friend void PrintTo(const XHarmRow& row, std::ostream* out) { *out << row.m_szName; }
+struct HarmRow {
+    const char* name;
+    std::vector<std::string> arguments;
+    friend void PrintTo(const HarmRow& row, std::ostream* out) { *out << row.name; }
 };
 
-class UdpHarmedLinksTest : public UdpLinksTest, public testing::WithParamInterface<XHarmRow>
+class UdpHarmedLinksTest : public UdpLinksTest, public testing::WithParamInterface<HarmRow>
 {
 };
 
 TEST_P(UdpHarmedLinksTest, PicturesComeBackAsTheyWereDrawn)
 {
     std::vector<std::string> arguments{"--channels", "2", "--gop", "5"};
-    arguments.insert(arguments.end(), GetParam().m_Arguments.begin(), GetParam().m_Arguments.end());
+    arguments.insert(arguments.end(), GetParam().arguments.begin(), GetParam().arguments.end());
     Start(arguments);
     LogOn(true);
     ASSERT_EQ(m_Channels.size(), 2U);
@@ -89,27 +89,27 @@ TEST_P(UdpHarmedLinksTest, PicturesComeBackAsTheyWereDrawn)
         ASSERT_TRUE(WaitUntil([&] { return MarksOf(i) >= 25; }));
         // The harm goes on, but every now and then a picture stands as it was drawn.
         EXPECT_TRUE(WaitUntil([&] {
-            const XSeen seen = Seen(i);
-            if (seen.m_Marks.empty() || seen.m_Marks.back().m_iChannel != i) return false;
-            const auto drawn = recorder::DrawScene(m_pRecorder->Scene(), i, seen.m_Marks.back().m_ulPicture);
-            return recorder::LumaPsnr(seen.m_Last, drawn) >= ENOUGH_DB;
+            const Seen seen = SeenOf(i);
+            if (seen.marks.empty() || seen.marks.back().channel != i) return false;
+            const auto drawn = recorder::DrawScene(m_pRecorder->Scene(), i, seen.marks.back().picture);
+            return recorder::LumaPsnr(seen.last, drawn) >= ENOUGH_DB;
         }));
     }
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Rows, UdpHarmedLinksTest,
-    testing::Values(XHarmRow{"Loss", {"--loss", "2"}}, XHarmRow{"Reordering", {"--reorder", "2"}},
-                    XHarmRow{"Duplicates", {"--duplicate", "2"}}, XHarmRow{"Garbage", {"--garbage", "1"}},
-                    XHarmRow{"WrongLengths", {"--wrong-length", "2"}}, XHarmRow{"Delay", {"--delay", "30"}}),
-    [](const auto& row) { return std::string(row.param.m_szName); });
+    testing::Values(HarmRow{"Loss", {"--loss", "2"}}, HarmRow{"Reordering", {"--reorder", "2"}},
+                    HarmRow{"Duplicates", {"--duplicate", "2"}}, HarmRow{"Garbage", {"--garbage", "1"}},
+                    HarmRow{"WrongLengths", {"--wrong-length", "2"}}, HarmRow{"Delay", {"--delay", "30"}}),
+    [](const auto& row) { return std::string(row.param.name); });
 
 TEST_F(UdpLinksTest, DirectoryThatNeverAnswersCountsAsAReplyWithoutChannels)
 {
     Start({"--silent", "directory"});
-    XEndpoints endpoints = m_pRecorder->Endpoints();
-    endpoints.m_ulReplyTimeoutMs = 100;
-    CUdpRemoteStation station(endpoints, m_pRecorder->SessionOptions(m_Clock, false));
+    Endpoints endpoints = m_pRecorder->GetEndpoints();
+    endpoints.replyTimeoutMs = 100;
+    CUdpRemoteStation station(endpoints, m_pRecorder->SessionOptionsOf(m_Clock, false));
     EXPECT_TRUE(station.Connect("4711", 10060, 10061));
     EXPECT_EQ(station.GetChannelCount(), 0);
     EXPECT_EQ(station.EnumDevices()->GetCount(), 0);
@@ -119,7 +119,7 @@ TEST_F(UdpLinksTest, RendezvousThatNeverAnswersLeavesChannelsThatDoNotOpen)
 {
     Start({"--silent", "rendezvous", "--channels", "1"});
     CStepClock clock;
-    CUdpRemoteStation station(m_pRecorder->Endpoints(), m_pRecorder->SessionOptions(clock, false));
+    CUdpRemoteStation station(m_pRecorder->GetEndpoints(), m_pRecorder->SessionOptionsOf(clock, false));
     EXPECT_TRUE(station.Connect("4711", 10060, 10061));
     EXPECT_FALSE(station.GetSession()->IsConnected());
     const auto folder = station.EnumDevices();

@@ -15,15 +15,15 @@ namespace
 class UdpSoakTest : public UdpLinksTest
 {
   protected:
-    struct XSoak {
-        bool m_bSharedReceive = false;
-        std::uint64_t m_ulDatagrams = 0;  // to wait for between opening and closing
-        std::uint32_t m_ulCloseWaitMs = CUdpRemote::CLOSE_WAIT_MS;
+    struct SoakSetup {
+        bool sharedReceive = false;
+        std::uint64_t datagrams = 0;  // to wait for between opening and closing
+        std::uint32_t closeWaitMs = CUdpRemote::CLOSE_WAIT_MS;
     };
 
     /// Logs on, opens and closes every channel over and over, and logs off; what all that needs once and for
     /// all is taken by a short run before.
-    void Soak(const XSoak& soak)
+    void Soak(const SoakSetup& soak)
     {
         ASSERT_NO_FATAL_FAILURE(Session(soak, 3));
         const std::size_t threads = CountThreads();
@@ -35,24 +35,24 @@ class UdpSoakTest : public UdpLinksTest
         // The allocator's own books differ a little from run to run.
         EXPECT_LE(CountBytes(), bytes + SLACK_BYTES);
         std::printf("threads %zu, files %zu, bytes %zu and %zu before; longest close %.1f ms\n", CountThreads(),
-                    CountFiles(), CountBytes(), bytes, m_dLongestMs);
+                    CountFiles(), CountBytes(), bytes, m_LongestMs);
     }
 
-    std::uint64_t m_ulShown = 0;  // by all channels, in the last session
+    std::uint64_t m_Shown = 0;  // by all channels, in the last session
 
   private:
     static constexpr std::size_t SLACK_BYTES = 16384;
 
-    void Session(const XSoak& soak, int rounds)
+    void Session(const SoakSetup& soak, int rounds)
     {
-        ASSERT_NO_FATAL_FAILURE(LogOn(soak.m_bSharedReceive));
+        ASSERT_NO_FATAL_FAILURE(LogOn(soak.sharedReceive));
         for (CUdpRemote* const channel : m_Channels)
-            channel->SetCloseWait(soak.m_ulCloseWaitMs);
+            channel->SetCloseWait(soak.closeWaitMs);
         for (int round = 0; round < rounds; ++round)
-            ASSERT_NO_FATAL_FAILURE(OpenAndClose(soak.m_ulDatagrams)) << "round " << round;
-        m_ulShown = 0;
+            ASSERT_NO_FATAL_FAILURE(OpenAndClose(soak.datagrams)) << "round " << round;
+        m_Shown = 0;
         for (CUdpRemote* const channel : m_Channels)
-            m_ulShown += channel->GetCounters().m_ulShown;
+            m_Shown += channel->GetCounters().shown;
         m_Channels.clear();
         m_pFolder.reset();
         m_pStation.reset();
@@ -63,30 +63,30 @@ class UdpSoakTest : public UdpLinksTest
     void OpenAndClose(std::uint64_t datagrams)
     {
         const CLinkCounters& counters = m_pStation->GetSession()->GetCounters();
-        const auto before = counters.m_ulDatagrams.load();
+        const auto before = counters.datagrams.load();
         for (CUdpRemote* const channel : m_Channels)
             Open(*channel);
-        ASSERT_TRUE(WaitUntil([&] { return counters.m_ulDatagrams >= before + datagrams; }))
-            << "status " << m_Channels[0]->GetStatus() << ", datagrams " << counters.m_ulDatagrams - before;
+        ASSERT_TRUE(WaitUntil([&] { return counters.datagrams >= before + datagrams; }))
+            << "status " << m_Channels[0]->GetStatus() << ", datagrams " << counters.datagrams - before;
         for (CUdpRemote* const channel : m_Channels) {
             const auto start = std::chrono::steady_clock::now();
             channel->Close();
             const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - start;
-            m_dLongestMs = std::max(m_dLongestMs, took.count());
+            m_LongestMs = std::max(m_LongestMs, took.count());
             ASSERT_EQ(channel->GetStatus(), STATUS_CLOSED);
             ASSERT_EQ(channel->GetRenderWnd(), HWND::Null);
         }
     }
 
-    double m_dLongestMs = 0;
+    double m_LongestMs = 0;
 };
 
 TEST_F(UdpSoakTest, AllChannelsWithLossReorderingAndGarbage)
 {
     Start({"--channels", "4", "--fps", "50", "--gop", "5", "--loss", "1", "--reorder", "1", "--garbage", "1"},
           "128x96");
-    Soak({.m_bSharedReceive = true, .m_ulDatagrams = 20});
-    EXPECT_GT(m_ulShown, 0U);
+    Soak({.sharedReceive = true, .datagrams = 20});
+    EXPECT_GT(m_Shown, 0U);
 }
 
 TEST_F(UdpSoakTest, OneChannelAtATimeWithLoss)
@@ -94,22 +94,22 @@ TEST_F(UdpSoakTest, OneChannelAtATimeWithLoss)
     // Key pictures only: none of them is so small that it could pass for the reply of the next opening. An
     // opening whose reply is lost gets no message that fits, so its thread is left behind; the wait is short.
     Start({"--channels", "1", "--gop", "1", "--loss", "1"});
-    Soak({.m_ulDatagrams = 10, .m_ulCloseWaitMs = 500});
-    EXPECT_GT(m_ulShown, 0U);
+    Soak({.datagrams = 10, .closeWaitMs = 500});
+    EXPECT_GT(m_Shown, 0U);
 }
 
 TEST_F(UdpSoakTest, MachineThatNeverAnswersLeavesThreadsBehindThatEndAllTheSame)
 {
     Start({"--channels", "2", "--silent", "device"});
-    Soak({.m_ulCloseWaitMs = 1});
-    EXPECT_EQ(m_ulShown, 0U);
+    Soak({.closeWaitMs = 1});
+    EXPECT_EQ(m_Shown, 0U);
 }
 
 TEST_F(UdpSoakTest, MachineThatNeverAnswersWithSharedReceiving)
 {
     Start({"--channels", "2", "--silent", "device"});
-    Soak({.m_bSharedReceive = true, .m_ulCloseWaitMs = 60000});
-    EXPECT_EQ(m_ulShown, 0U);
+    Soak({.sharedReceive = true, .closeWaitMs = 60000});
+    EXPECT_EQ(m_Shown, 0U);
 }
 
 }  // namespace

@@ -27,10 +27,10 @@ namespace
 
 // How a station answers; -1 channels stand for no folder at all.
 struct Answer {
-    bool m_bConnects = true;
-    bool m_bLogsOn = true;
-    int m_iChannels = 2;
-    bool m_bThrows = false;
+    bool connects = true;
+    bool logsOn = true;
+    int channels = 2;
+    bool throws = false;
 };
 
 class LogonDlgTest : public testing::Test
@@ -48,22 +48,22 @@ class LogonDlgTest : public testing::Test
         {
             m_Test.m_Calls.push_back("connect " + address.substr(0, 20) + " " + std::to_string(control) + " " +
                                      std::to_string(data) + " as " + GetName().substr(0, 20));
-            m_Test.m_ulAddress = address.size();
+            m_Test.m_Address = address.size();
             m_Test.LookAtThePanel();
-            if (m_Answer.m_bThrows) throw std::runtime_error("no memory");
-            return m_Answer.m_bConnects;
+            if (m_Answer.throws) throw std::runtime_error("no memory");
+            return m_Answer.connects;
         }
         bool Logon(const std::string& user, const std::string& password) override
         {
             m_Test.m_Calls.push_back("logon " + user + " " + password);
-            return m_Answer.m_bLogsOn;
+            return m_Answer.logsOn;
         }
         std::unique_ptr<CDevices> EnumDevices() override
         {
             m_Test.m_Calls.emplace_back("devices");
-            if (m_Answer.m_iChannels < 0) return nullptr;
+            if (m_Answer.channels < 0) return nullptr;
             auto devices = std::make_unique<CDevices>();
-            for (int i = 0; i < m_Answer.m_iChannels; ++i)
+            for (int i = 0; i < m_Answer.channels; ++i)
                 devices->Add(new CFolder, nullptr);
             return devices;
         }
@@ -173,7 +173,7 @@ class LogonDlgTest : public testing::Test
     std::vector<Answer> m_Answers;  // of the stations to come; then all is well
     std::vector<std::string> m_Calls;
     bool m_bListens = true;
-    std::size_t m_ulAddress = 0;
+    std::size_t m_Address = 0;
     std::unique_ptr<QWidget> m_pOuter;
     QWidget* m_pBar;
     std::optional<CWindowHandle> m_OuterHandle;
@@ -204,8 +204,8 @@ TEST_F(LogonDlgTest, ControlsArePlacedByTheWidthOfThePanel)
 {
     Show();
     const struct {
-        int m_iControl;
-        QRect m_Place;
+        int control;
+        QRect place;
     } places[] = {
         {1000, {7, 10, 173, 22}},  {1447, {7, 40, 173, 22}},  {1001, {7, 70, 173, 22}},
         {1241, {7, 100, 173, 22}}, {1002, {7, 130, 173, 22}}, {1242, {7, 160, 173, 22}},
@@ -213,16 +213,16 @@ TEST_F(LogonDlgTest, ControlsArePlacedByTheWidthOfThePanel)
         {1066, {98, 255, 82, 22}}, {IDOK, {58, 295, 55, 23}},
     };
     for (const auto& place : places)
-        EXPECT_EQ(m_Dlg->GetDlgItem(place.m_iControl)->geometry(), place.m_Place) << place.m_iControl;
+        EXPECT_EQ(m_Dlg->GetDlgItem(place.control)->geometry(), place.place) << place.control;
     EXPECT_EQ(m_Dlg->Widget()->grab().toImage().pixelColor(195, 395), QColor(0xC5, 0xC5, 0xC5)) << "beneath";
 }
 
 struct LanguageRow {
-    const char* m_szName;
-    std::vector<std::string> m_Captions;  // of the controls 1000 to 1004 and of the button
-    const char* m_szTitle;
-    const char* m_szBusy;
-    std::vector<std::string> m_Failures;  // connect, user name, devices, exists
+    const char* name;
+    std::vector<std::string> captions;  // of the controls 1000 to 1004 and of the button
+    const char* title;
+    const char* busy;
+    std::vector<std::string> failures;  // connect, user name, devices, exists
 };
 
 class LogonDlgLanguageTest : public LogonDlgTest, public testing::WithParamInterface<LanguageRow>
@@ -231,18 +231,18 @@ class LogonDlgLanguageTest : public LogonDlgTest, public testing::WithParamInter
 
 TEST_P(LogonDlgLanguageTest, CaptionsBusyLineAndFailuresAreInTheCurrentLanguage)
 {
-    Show(GetParam().m_szName);
+    Show(GetParam().name);
     std::vector<std::string> captions;
     for (const int control : {1000, 1001, 1002, 1003, 1004, IDOK})
         captions.push_back(m_Dlg->GetDlgItemText(control));
-    EXPECT_EQ(captions, GetParam().m_Captions);
-    EXPECT_EQ(m_Dlg->Widget()->windowTitle().toStdString(), GetParam().m_szTitle);
+    EXPECT_EQ(captions, GetParam().captions);
+    EXPECT_EQ(m_Dlg->Widget()->windowTitle().toStdString(), GetParam().title);
     m_Answers = {{false}, {false}, {true, false}, {true, true, -1}, {}, {}};
     Enter("1001");
     for (int i = 0; i < 5; ++i)
         Accept();
-    EXPECT_EQ(m_Boxes->m_Texts, GetParam().m_Failures);
-    EXPECT_EQ(m_strBusy, GetParam().m_szBusy);
+    EXPECT_EQ(m_Boxes->m_Texts, GetParam().failures);
+    EXPECT_EQ(m_strBusy, GetParam().busy);
     ExpectAtRest();
 }
 
@@ -267,7 +267,7 @@ INSTANTIATE_TEST_SUITE_P(
             "遠端登入",
             "正在登入 1001……",
             {"無法連線到主機。", "使用者名稱或密碼錯誤。", "無法取得主機的裝置資訊。", "該主機已在清單中。"}}),
-    [](const auto& row) { return std::string(row.param.m_szName); });
+    [](const auto& row) { return std::string(row.param.name); });
 
 TEST_F(LogonDlgTest, BusyLineIsOnTheScreenWhileTheStationConnects)
 {
@@ -485,7 +485,7 @@ TEST_F(LogonDlgTest, AnyTextIsAnAddress)
          {std::string(), std::string("gate; drop %s%n"), std::string("门"), longest}) {
         Enter(QString::fromStdString(address));
         Accept();
-        EXPECT_EQ(m_ulAddress, address.size());
+        EXPECT_EQ(m_Address, address.size());
         EXPECT_EQ(Stations().back(), address);
         ExpectAtRest();
     }

@@ -15,7 +15,7 @@
 namespace
 {
 
-XColor At(const QImage& image, int x, int y)
+Color At(const QImage& image, int x, int y)
 {
     const QColor color = image.pixelColor(x, y);
     return {static_cast<std::uint8_t>(color.red()), static_cast<std::uint8_t>(color.green()),
@@ -23,7 +23,7 @@ XColor At(const QImage& image, int x, int y)
 }
 
 // How many pixels stand out from the ground by that much.
-int StandOut(const QImage& image, XColor ground, double least)
+int StandOut(const QImage& image, Color ground, double least)
 {
     int count = 0;
     for (int y = 0; y < image.height(); ++y) {
@@ -36,7 +36,7 @@ int StandOut(const QImage& image, XColor ground, double least)
 TEST(PanelContrast, ChannelIconsStandOutOnEveryRow)
 {
     const struct {
-        XColor ground;
+        Color ground;
         QIcon::Mode mode;
     } rows[] = {{panel_color::ROW_EVEN, QIcon::Normal},
                 {panel_color::ROW_ODD, QIcon::Normal},
@@ -124,7 +124,7 @@ class TreeContrast : public TreeDlgTest
         Tree().setFocus(Qt::TabFocusReason);
         ASSERT_TRUE(Tree().hasFocus());
     }
-    XColor Shown(int x, int y) { return At(Tree().viewport()->grab().toImage(), x, y); }
+    Color Shown(int x, int y) { return At(Tree().viewport()->grab().toImage(), x, y); }
 };
 
 TEST_F(TreeContrast, EmptyTreeShowsThatItHasTheKeyboard)
@@ -133,7 +133,7 @@ TEST_F(TreeContrast, EmptyTreeShowsThatItHasTheKeyboard)
     for (const bool filled : {false, true}) {
         if (filled) m_Dlg->RefillTree();
         Tree().clearFocus();
-        const XColor without = Shown(1, 100);
+        const Color without = Shown(1, 100);
         TakeFocus();
         EXPECT_GE(ContrastRatio(Shown(1, 100), without), 3.0) << filled;
     }
@@ -147,7 +147,7 @@ TEST_F(TreeContrast, CurrentRowShowsThatTheTreeHasTheKeyboard)
     for (const bool selected : {false, true}) {
         if (selected) Select({0});
         Tree().clearFocus();
-        const XColor without = Shown(1, 13);
+        const Color without = Shown(1, 13);
         TakeFocus();
         ASSERT_EQ(Tree().currentIndex(), Item({0}));
         EXPECT_GE(ContrastRatio(Shown(1, 13), without), 3.0) << selected;

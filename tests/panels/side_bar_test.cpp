@@ -91,7 +91,7 @@ TEST_F(SideBarTest, FolderButtonsStandAtTheBottomTheLastLowest)
     EXPECT_EQ(m_Bar->GetFolder(2).m_rect, QRect(0, 376, 196, 24));
     EXPECT_EQ(m_Bar->GetFolder(1).m_rect, QRect(0, 351, 196, 24));
     EXPECT_EQ(m_Bar->GetFolder(0).m_rect, QRect(0, 326, 196, 24));
-    m_Bar->SelectFolder(2, COutlook2Ctrl::ANIMATION::Off);
+    m_Bar->SelectFolder(2, COutlook2Ctrl::EAnimation::Off);
     Paint();
     EXPECT_EQ(m_Bar->GetFolder(0).m_rect, QRect(0, 326, 196, 24)) << "each keeps its place";
 }
@@ -151,7 +151,7 @@ TEST_F(SideBarTest, ChildTallerThanThePageIsClipped)
     EXPECT_EQ(m_Bar->childAt(10, 370), child);
     EXPECT_EQ(m_Bar->childAt(10, 380), nullptr);
     EXPECT_TRUE(child->isVisible());
-    EXPECT_EQ(m_Bar->HitTest({10, 399}).m_Kind, COutlook2Ctrl::HIT_FOLDER) << "the button is not covered";
+    EXPECT_EQ(m_Bar->HitTest({10, 399}).kind, COutlook2Ctrl::HIT_FOLDER) << "the button is not covered";
     m_Bar->resize(200, 6000);
     Paint();
     EXPECT_EQ(m_Bar->childAt(10, 5000), child);
@@ -176,7 +176,7 @@ TEST_F(SideBarTest, SelectingAFolderShowsItsChildrenOnly)
     m_Bar->AddFolder("b", {}, second);
     EXPECT_TRUE(first->isVisible());
     EXPECT_FALSE(second->isVisible());
-    m_Bar->SelectFolder(1, COutlook2Ctrl::ANIMATION::Off);
+    m_Bar->SelectFolder(1, COutlook2Ctrl::EAnimation::Off);
     EXPECT_FALSE(first->isVisible());
     EXPECT_TRUE(second->isVisible());
     EXPECT_EQ(m_Bar->accessibleName(), "b");
@@ -218,24 +218,23 @@ TEST_F(SideBarTest, SlideRunsWithTheSkinToo)
 TEST_F(SideBarTest, SlideRisesByAnEighthOfThePageEveryThirtyMilliseconds)
 {
     const struct {
-        int m_iPage;
-        std::vector<int> m_Tops;  // of the new page, until the final picture
+        int page;
+        std::vector<int> tops;  // of the new page, until the final picture
     } rows[] = {{315, {305, 266, 227, 188, 149, 110, 71, 32}}, {17, {7, 5, 3, 1}}, {10, {0}}, {6, {0}}};
     for (const auto& row : rows) {
-        Show(200, COutlook2Ctrl::TITLE_HEIGHT + row.m_iPage + 2 * 25);
+        Show(200, COutlook2Ctrl::TITLE_HEIGHT + row.page + 2 * 25);
         m_Bar->AddFolder("a", {});
         m_Bar->AddFolder("b", {});
         m_Bar->AddItem(1, "header");  // at the page's top, in a gradient that the plain page hasn't
         const auto shown_top = [&] {
-            const QImage picture =
-                m_Bar->grab(QRect(100, COutlook2Ctrl::TITLE_HEIGHT, 1, row.m_iPage)).toImage();
+            const QImage picture = m_Bar->grab(QRect(100, COutlook2Ctrl::TITLE_HEIGHT, 1, row.page)).toImage();
             int top = 0;
             while (top < picture.height() && picture.pixel(0, top) == qRgb(0xC5, 0xC5, 0xC5))
                 ++top;
             return top;
         };
-        EXPECT_EQ(shown_top(), row.m_iPage) << "the old page is empty";
-        m_Bar->SelectFolder(1, COutlook2Ctrl::ANIMATION::On);
+        EXPECT_EQ(shown_top(), row.page) << "the old page is empty";
+        m_Bar->SelectFolder(1, COutlook2Ctrl::EAnimation::On);
         auto* const timer = m_Bar->findChild<QTimer*>();
         ASSERT_NE(timer, nullptr);
         EXPECT_EQ(timer->interval(), 30);
@@ -246,7 +245,7 @@ TEST_F(SideBarTest, SlideRisesByAnEighthOfThePageEveryThirtyMilliseconds)
             QTimerEvent tick(timer->timerId());
             QApplication::sendEvent(timer, &tick);
         }
-        EXPECT_EQ(tops, row.m_Tops) << row.m_iPage;
+        EXPECT_EQ(tops, row.tops) << row.page;
         EXPECT_EQ(shown_top(), 0);
         EXPECT_EQ(m_Bar->GetFolder(1).m_Items[0]->m_rect.top(), COutlook2Ctrl::TITLE_HEIGHT);
     }
@@ -259,7 +258,7 @@ TEST_F(SideBarTest, PageThatSlidesInIsShownOnlyAtTheEnd)
     auto* const second = new QLabel("2");
     m_Bar->AddFolder("a", {}, first);
     m_Bar->AddFolder("b", {}, second);
-    m_Bar->SelectFolder(1, COutlook2Ctrl::ANIMATION::On);
+    m_Bar->SelectFolder(1, COutlook2Ctrl::EAnimation::On);
     auto* const timer = m_Bar->findChild<QTimer*>();
     for (int tick = 0; tick < 8; ++tick) {
         EXPECT_TRUE(m_Bar->IsSliding()) << tick;
@@ -277,11 +276,11 @@ TEST_F(SideBarTest, CollapsedBarChangesItsFolderWithoutTheSlide)
     Show(4);
     m_Bar->AddFolder("a", {});
     m_Bar->AddFolder("b", {});
-    m_Bar->SelectFolder(1, COutlook2Ctrl::ANIMATION::On);
+    m_Bar->SelectFolder(1, COutlook2Ctrl::EAnimation::On);
     EXPECT_EQ(m_Bar->GetSelectedFolder(), 1);
     EXPECT_FALSE(m_Bar->IsSliding());
     m_Bar->resize(5, 400);
-    m_Bar->SelectFolder(0, COutlook2Ctrl::ANIMATION::On);
+    m_Bar->SelectFolder(0, COutlook2Ctrl::EAnimation::On);
     EXPECT_TRUE(m_Bar->IsSliding());
 }
 
@@ -291,7 +290,7 @@ TEST_F(SideBarTest, SelectingTheSelectedOrAnUnknownFolderChangesNothing)
     m_Bar->AddFolder("a", {});
     QSignalSpy selected(&*m_Bar, &COutlook2Ctrl::FolderSelected);
     for (const int index : {0, -1, 1})
-        m_Bar->SelectFolder(index, COutlook2Ctrl::ANIMATION::On);
+        m_Bar->SelectFolder(index, COutlook2Ctrl::EAnimation::On);
     EXPECT_EQ(selected.count(), 0);
 }
 
@@ -304,11 +303,11 @@ TEST_F(SideBarTest, OnlyWhatWasDrawnCanBeHit)
         m_Bar->AddSubItem(0, 0, "line", {}, OL2_FIRE, 1);
     Paint();
     EXPECT_TRUE(Line(0, 0, 99).m_rect.isEmpty());
-    EXPECT_EQ(m_Bar->HitTest({10, 40}).m_Kind, COutlook2Ctrl::HIT_ITEM);
+    EXPECT_EQ(m_Bar->HitTest({10, 40}).kind, COutlook2Ctrl::HIT_ITEM);
     const auto hit = m_Bar->HitTest({10, 60});
-    EXPECT_EQ(hit.m_Kind, COutlook2Ctrl::HIT_SUBITEM);
-    EXPECT_EQ(hit.m_iSubItem, 0);
-    EXPECT_EQ(m_Bar->HitTest({10, 10}).m_Kind, COutlook2Ctrl::HIT_NONE);
+    EXPECT_EQ(hit.kind, COutlook2Ctrl::HIT_SUBITEM);
+    EXPECT_EQ(hit.subItem, 0);
+    EXPECT_EQ(m_Bar->HitTest({10, 10}).kind, COutlook2Ctrl::HIT_NONE);
 }
 
 TEST_F(SideBarTest, LineThatIsOnFiresOnlyWithAFiringStyle)
@@ -598,7 +597,7 @@ TEST_F(SideBarTest, BandOnTopBearsTheNameOfTheSelectedFolder)
     m_Bar->AddFolder("", {});
     const auto band = [&] { return m_Bar->grab(QRect(0, 0, 196, COutlook2Ctrl::TITLE_HEIGHT)).toImage(); };
     const QImage named = band();
-    m_Bar->SelectFolder(1, COutlook2Ctrl::ANIMATION::Off);
+    m_Bar->SelectFolder(1, COutlook2Ctrl::EAnimation::Off);
     const QImage empty = band();
     int first = -1;
     int last = -1;

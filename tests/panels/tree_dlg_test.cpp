@@ -59,8 +59,8 @@ TEST_F(TreeDlgTest, RefillColoursTheTree)
 {
     ShowDialog();
     m_Dlg->RefillTree();
-    EXPECT_EQ(Tree().GetGroundColor(), (XColor{0x26, 0x29, 0x2E, 255}));
-    EXPECT_EQ(Tree().GetTextColor(), (XColor{0x9B, 0x9B, 0x9B, 255}));
+    EXPECT_EQ(Tree().GetGroundColor(), (Color{0x26, 0x29, 0x2E, 255}));
+    EXPECT_EQ(Tree().GetTextColor(), (Color{0x9B, 0x9B, 0x9B, 255}));
 }
 
 TEST_F(TreeDlgTest, SelectionIsNotedInTheModel)
@@ -325,8 +325,8 @@ TEST_F(TreeDlgTest, DeleteOfAStationThatIsNotRemoteOnlyReloads)
 TEST_F(TreeDlgTest, EachDeleteLetsTheObserversHearAgain)
 {
     struct CListener : CObserver {
-        void Update(CNode*, std::string) override { ++m_iHeard; }
-        int m_iHeard = 0;
+        void Update(CNode*, std::string) override { ++heard; }
+        int heard = 0;
     } listener;
     AttachObserver(&listener);
     AddStation();
@@ -339,7 +339,7 @@ TEST_F(TreeDlgTest, EachDeleteLetsTheObserversHearAgain)
     }
     EnableNotify();
     DetachObserver(&listener);
-    EXPECT_EQ(listener.m_iHeard, 2) << "whatever the node is";
+    EXPECT_EQ(listener.heard, 2) << "whatever the node is";
 }
 
 // 10004 among them, which no entry bears.

@@ -20,25 +20,25 @@ namespace
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-struct XSeen {
+struct Seen {
     std::uint32_t message;
     WPARAM wParam;
-    friend bool operator==(const XSeen&, const XSeen&) = default;
-    friend void PrintTo(const XSeen& seen, std::ostream* out)
+    friend bool operator==(const Seen&, const Seen&) = default;
+    friend void PrintTo(const Seen& seen, std::ostream* out)
     {
         *out << std::hex << "{0x" << seen.message << ", 0x" << seen.wParam << "}";
     }
 };
 
 /// Answers with what it is told to, and keeps what it was asked.
-struct XTranslator : IPreTranslate {
+struct Translator : IPreTranslate {
     EPreTranslate PreTranslate(MSG& message) override
     {
-        Seen.push_back({message.message, message.wParam});
+        seen.push_back({message.message, message.wParam});
         return eAnswer;
     }
     EPreTranslate eAnswer = EPreTranslate::PassOn;
-    std::vector<XSeen> Seen;
+    std::vector<Seen> seen;
 };
 
 /// Counts the key presses that reach it and takes none.
@@ -95,7 +95,7 @@ class MessagePump : public testing::Test
     CKeyWidget m_Outer;
     CKeyWidget m_Inner;
     HHOOK m_hHook = HHOOK::Null;
-    std::vector<XSeen> m_Seen;
+    std::vector<Seen> m_Seen;
     MSG m_Last;  // its target only as long as that stands
 };
 
@@ -103,8 +103,8 @@ TEST_F(MessagePump, AKeyIsKeyDownCharacterAndKeyUp)
 {
     Hook();
     QTest::keyClick(&m_Inner, Qt::Key_A, Qt::NoModifier);
-    EXPECT_THAT(m_Seen, ElementsAre(XSeen{WM_KEYDOWN, 'A'}, XSeen{WM_CHAR, 'a'}, XSeen{WM_KEYUP, 'A'}));
-    EXPECT_EQ(m_Last.pTarget, &m_Inner);
+    EXPECT_THAT(m_Seen, ElementsAre(Seen{WM_KEYDOWN, 'A'}, Seen{WM_CHAR, 'a'}, Seen{WM_KEYUP, 'A'}));
+    EXPECT_EQ(m_Last.target, &m_Inner);
     EXPECT_EQ(m_Inner.m_iPresses, 1);
 }
 
@@ -112,16 +112,16 @@ TEST_F(MessagePump, AnArrowHasNoCharacter)
 {
     Hook();
     QTest::keyClick(&m_Inner, Qt::Key_Left);
-    EXPECT_THAT(m_Seen, ElementsAre(XSeen{WM_KEYDOWN, 0x25}, XSeen{WM_KEYUP, 0x25}));
+    EXPECT_THAT(m_Seen, ElementsAre(Seen{WM_KEYDOWN, 0x25}, Seen{WM_KEYUP, 0x25}));
 }
 
 TEST_F(MessagePump, WithAltTheMessagesAreThoseOfTheSystem)
 {
     Hook();
     QTest::keyClick(&m_Inner, Qt::Key_X, Qt::AltModifier);
-    EXPECT_THAT(m_Seen, testing::Contains(XSeen{WM_SYSKEYDOWN, 'X'}));
-    EXPECT_THAT(m_Seen, testing::Contains(XSeen{WM_SYSKEYUP, 'X'}));
-    EXPECT_THAT(m_Seen, testing::Not(testing::Contains(XSeen{WM_KEYDOWN, 'X'})));
+    EXPECT_THAT(m_Seen, testing::Contains(Seen{WM_SYSKEYDOWN, 'X'}));
+    EXPECT_THAT(m_Seen, testing::Contains(Seen{WM_SYSKEYUP, 'X'}));
+    EXPECT_THAT(m_Seen, testing::Not(testing::Contains(Seen{WM_KEYDOWN, 'X'})));
 }
 
 TEST_F(MessagePump, ACharacterBeyondSixteenBitsIsTheUnicodeMessage)
@@ -129,7 +129,7 @@ TEST_F(MessagePump, ACharacterBeyondSixteenBitsIsTheUnicodeMessage)
     Hook();
     QKeyEvent event(QEvent::KeyPress, 0, Qt::NoModifier, QString::fromUtf8("\xF0\x9F\x8E\xA5"));
     QCoreApplication::sendEvent(&m_Inner, &event);
-    EXPECT_THAT(m_Seen, ElementsAre(XSeen{WM_UNICHAR, 0x1F3A5}));
+    EXPECT_THAT(m_Seen, ElementsAre(Seen{WM_UNICHAR, 0x1F3A5}));
 }
 
 TEST_F(MessagePump, AKeyThatAWidgetHandsToItsParentIsOneMessage)
@@ -149,7 +149,7 @@ TEST_F(MessagePump, ANulledMessageReachesNoWindow)
     EXPECT_EQ(m_Inner.m_iPresses, 0);
     EXPECT_EQ(m_Inner.m_iReleases, 0);
     EXPECT_EQ(m_Outer.m_iPresses, 0);
-    EXPECT_THAT(m_Seen, ElementsAre(XSeen{WM_KEYDOWN, 'A'}, XSeen{WM_KEYUP, 'A'})) << "and makes no character";
+    EXPECT_THAT(m_Seen, ElementsAre(Seen{WM_KEYDOWN, 'A'}, Seen{WM_KEYUP, 'A'})) << "and makes no character";
 }
 
 TEST_F(MessagePump, ANulledKeyIsNoAcceleratorOfTheHost)
@@ -168,8 +168,8 @@ TEST_F(MessagePump, ANulledKeyIsNoAcceleratorOfTheHost)
     Hook({WM_KEYDOWN});
     QTest::keyClick(&m_Inner, Qt::Key_Down);
     EXPECT_EQ(activated, 1);
-    EXPECT_THAT(m_Seen, testing::Contains(XSeen{WM_KEYDOWN, VK_DOWN}));
-    EXPECT_EQ(std::count(m_Seen.begin(), m_Seen.end(), XSeen{WM_KEYDOWN, VK_DOWN}), 1)
+    EXPECT_THAT(m_Seen, testing::Contains(Seen{WM_KEYDOWN, VK_DOWN}));
+    EXPECT_EQ(std::count(m_Seen.begin(), m_Seen.end(), Seen{WM_KEYDOWN, VK_DOWN}), 1)
         << "asked once, not twice";
 }
 
@@ -181,7 +181,7 @@ TEST_F(MessagePump, ADispatchedKeyGoesToItsTargetAndNotToTheHost)
     int commandCount = 0;
     QObject::connect(&plain, &QShortcut::activated, [&plainCount] { ++plainCount; });
     QObject::connect(&command, &QShortcut::activated, [&commandCount] { ++commandCount; });
-    XTranslator translator;
+    Translator translator;
     translator.eAnswer = EPreTranslate::Dispatch;
     SetPreTranslator(m_Inner, &translator);
     m_hHook = SetWindowsHookExA([](int, WPARAM, MSG& message) -> LRESULT {
@@ -243,13 +243,13 @@ TEST_F(MessagePump, MouseButtonsAreMessagesWithTheirPlace)
 {
     Hook();
     QTest::mouseClick(&m_Inner, Qt::LeftButton, Qt::NoModifier, QPoint(3, 7));
-    EXPECT_THAT(m_Seen, ElementsAre(XSeen{WM_LBUTTONDOWN, 0}, XSeen{WM_LBUTTONUP, 0}));
+    EXPECT_THAT(m_Seen, ElementsAre(Seen{WM_LBUTTONDOWN, 0}, Seen{WM_LBUTTONUP, 0}));
     EXPECT_EQ(m_Last.lParam, 7 << 16 | 3);
     m_Seen.clear();
     QTest::mouseClick(&m_Inner, Qt::RightButton);
     QTest::mouseDClick(&m_Inner, Qt::LeftButton);
     EXPECT_THAT(m_Seen, testing::IsSupersetOf(
-                            {XSeen{WM_RBUTTONDOWN, 0}, XSeen{WM_RBUTTONUP, 0}, XSeen{WM_LBUTTONDBLCLK, 0}}));
+                            {Seen{WM_RBUTTONDOWN, 0}, Seen{WM_RBUTTONUP, 0}, Seen{WM_LBUTTONDBLCLK, 0}}));
     m_Seen.clear();
     QTest::mouseClick(&m_Inner, Qt::MiddleButton);
     EXPECT_THAT(m_Seen, IsEmpty());
@@ -265,50 +265,50 @@ TEST_F(MessagePump, InputOfTheWindowSystemIsOneMessageEach)
     ASSERT_TRUE(QTest::qWaitFor([this] { return m_Inner.hasFocus(); }));
     Hook();
     QTest::keyClick(m_Outer.windowHandle(), Qt::Key_Left);
-    EXPECT_THAT(m_Seen, ElementsAre(XSeen{WM_KEYDOWN, 0x25}, XSeen{WM_KEYUP, 0x25}));
+    EXPECT_THAT(m_Seen, ElementsAre(Seen{WM_KEYDOWN, 0x25}, Seen{WM_KEYUP, 0x25}));
     m_Seen.clear();
     QTest::mouseClick(m_Outer.windowHandle(), Qt::LeftButton, Qt::NoModifier, QPoint(10, 10));
     QTest::mouseClick(m_Outer.windowHandle(), Qt::RightButton, Qt::NoModifier, QPoint(10, 10));
-    EXPECT_THAT(m_Seen, ElementsAre(XSeen{WM_LBUTTONDOWN, 0}, XSeen{WM_LBUTTONUP, 0}, XSeen{WM_RBUTTONDOWN, 0},
-                                    XSeen{WM_RBUTTONUP, 0}));
+    EXPECT_THAT(m_Seen, ElementsAre(Seen{WM_LBUTTONDOWN, 0}, Seen{WM_LBUTTONUP, 0}, Seen{WM_RBUTTONDOWN, 0},
+                                    Seen{WM_RBUTTONUP, 0}));
 }
 
 TEST_F(MessagePump, WindowsAreAskedFromTheTargetUpOncePerMouseMessage)
 {
-    XTranslator inner;
-    XTranslator outer;
+    Translator inner;
+    Translator outer;
     SetPreTranslator(m_Inner, &inner);
     SetPreTranslator(m_Outer, &outer);
     QTest::mousePress(&m_Inner, Qt::LeftButton);
-    EXPECT_EQ(inner.Seen.size(), 1U);
-    EXPECT_EQ(outer.Seen.size(), 1U);
+    EXPECT_EQ(inner.seen.size(), 1U);
+    EXPECT_EQ(outer.seen.size(), 1U);
     inner.eAnswer = EPreTranslate::Handled;
     QTest::mouseRelease(&m_Inner, Qt::LeftButton);
-    EXPECT_EQ(inner.Seen.size(), 2U);
-    EXPECT_EQ(outer.Seen.size(), 1U) << "handled below";
+    EXPECT_EQ(inner.seen.size(), 2U);
+    EXPECT_EQ(outer.seen.size(), 1U) << "handled below";
     SetPreTranslator(m_Inner, nullptr);
     SetPreTranslator(m_Outer, nullptr);
 }
 
 TEST_F(MessagePump, AHookThatAsksTheWindowsAsksForAll)
 {
-    XTranslator inner;
+    Translator inner;
     SetPreTranslator(m_Inner, &inner);
     m_hHook = SetWindowsHookExA([](int, WPARAM, MSG& message) -> LRESULT {
         WalkPreTranslateTree(message);
         return 0;
     });
     QTest::mouseClick(&m_Inner, Qt::LeftButton);
-    EXPECT_THAT(inner.Seen, ElementsAre(XSeen{WM_LBUTTONDOWN, 0}, XSeen{WM_LBUTTONUP, 0}));
+    EXPECT_THAT(inner.seen, ElementsAre(Seen{WM_LBUTTONDOWN, 0}, Seen{WM_LBUTTONUP, 0}));
     SetPreTranslator(m_Inner, nullptr);
 }
 
 TEST_F(MessagePump, KeysReachTheWindowsThroughHooksOnly)
 {
-    XTranslator inner;
+    Translator inner;
     SetPreTranslator(m_Inner, &inner);
     QTest::keyClick(&m_Inner, Qt::Key_A);
-    EXPECT_THAT(inner.Seen, IsEmpty());
+    EXPECT_THAT(inner.seen, IsEmpty());
     SetPreTranslator(m_Inner, nullptr);
 }
 
@@ -320,30 +320,28 @@ TEST_F(MessagePump, TheMessagesWindowIsTheNearestWithAHandle)
     EXPECT_EQ(m_Last.hwnd, handle.Get());
 }
 
-struct XKeyCase {
-    int iKey;
-    std::uint32_t dwNumber;
+struct KeyCase {
+    int key;
+    std::uint32_t number;
 };
 
-class VirtualKeys : public testing::TestWithParam<XKeyCase>
+class VirtualKeys : public testing::TestWithParam<KeyCase>
 {
 };
 
 TEST_P(VirtualKeys, AreThePlatforms)
 {
-    EXPECT_EQ(VirtualKey(GetParam().iKey), GetParam().dwNumber);
+    EXPECT_EQ(VirtualKey(GetParam().key), GetParam().number);
 }
 
-INSTANTIATE_TEST_SUITE_P(Keys, VirtualKeys,
-                         testing::Values(XKeyCase{Qt::Key_Return, 0x0D}, XKeyCase{Qt::Key_Enter, 0x0D},
-                                         XKeyCase{Qt::Key_PageUp, 0x21}, XKeyCase{Qt::Key_PageDown, 0x22},
-                                         XKeyCase{Qt::Key_End, 0x23}, XKeyCase{Qt::Key_Home, 0x24},
-                                         XKeyCase{Qt::Key_Left, 0x25}, XKeyCase{Qt::Key_Up, 0x26},
-                                         XKeyCase{Qt::Key_Right, 0x27}, XKeyCase{Qt::Key_Down, 0x28},
-                                         XKeyCase{Qt::Key_Insert, 0x2D}, XKeyCase{Qt::Key_Delete, 0x2E},
-                                         XKeyCase{Qt::Key_0, '0'}, XKeyCase{Qt::Key_Z, 'Z'},
-                                         XKeyCase{Qt::Key_F1, 0x70}, XKeyCase{Qt::Key_F24, 0x87},
-                                         XKeyCase{Qt::Key_F25, 0}, XKeyCase{Qt::Key_unknown, 0}));
+INSTANTIATE_TEST_SUITE_P(
+    Keys, VirtualKeys,
+    testing::Values(KeyCase{Qt::Key_Return, 0x0D}, KeyCase{Qt::Key_Enter, 0x0D}, KeyCase{Qt::Key_PageUp, 0x21},
+                    KeyCase{Qt::Key_PageDown, 0x22}, KeyCase{Qt::Key_End, 0x23}, KeyCase{Qt::Key_Home, 0x24},
+                    KeyCase{Qt::Key_Left, 0x25}, KeyCase{Qt::Key_Up, 0x26}, KeyCase{Qt::Key_Right, 0x27},
+                    KeyCase{Qt::Key_Down, 0x28}, KeyCase{Qt::Key_Insert, 0x2D}, KeyCase{Qt::Key_Delete, 0x2E},
+                    KeyCase{Qt::Key_0, '0'}, KeyCase{Qt::Key_Z, 'Z'}, KeyCase{Qt::Key_F1, 0x70},
+                    KeyCase{Qt::Key_F24, 0x87}, KeyCase{Qt::Key_F25, 0}, KeyCase{Qt::Key_unknown, 0}));
 
 TEST(QtPlatform, StartsAreCounted)
 {

@@ -134,14 +134,14 @@ void AnswerBox(QMessageBox::StandardButton button, QString* text = nullptr, QStr
     timer->start(5);
 }
 
-struct XBoxCase {
-    const char* szName;
-    std::uint32_t dwType;
+struct BoxCase {
+    const char* name;
+    std::uint32_t type;
     QMessageBox::StandardButton button;
-    std::int32_t iAnswer;
+    std::int32_t answer;
 };
 
-class MessageBoxes : public WindowBackend, public testing::WithParamInterface<XBoxCase>
+class MessageBoxes : public WindowBackend, public testing::WithParamInterface<BoxCase>
 {
 };
 
@@ -149,18 +149,18 @@ TEST_P(MessageBoxes, AnswerWithThePlatformsNumber)
 {
     QString shown;
     AnswerBox(GetParam().button, &shown);
-    EXPECT_EQ(MessageBoxA(HWND::Null, "a <b>text</b>", "caption", GetParam().dwType), GetParam().iAnswer);
+    EXPECT_EQ(MessageBoxA(HWND::Null, "a <b>text</b>", "caption", GetParam().type), GetParam().answer);
     EXPECT_EQ(shown, "caption: a <b>text</b>");
 }
 
 INSTANTIATE_TEST_SUITE_P(Backend, MessageBoxes,
-                         testing::Values(XBoxCase{"ok", MB_OK | MB_ICONERROR, QMessageBox::Ok, IDOK},
-                                         XBoxCase{"ok_cancel_ok", MB_OKCANCEL, QMessageBox::Ok, IDOK},
-                                         XBoxCase{"ok_cancel_cancel", MB_OKCANCEL | MB_ICONWARNING,
-                                                  QMessageBox::Cancel, IDCANCEL},
-                                         XBoxCase{"yes", MB_YESNO | MB_ICONQUESTION, QMessageBox::Yes, IDYES},
-                                         XBoxCase{"no", MB_YESNO | MB_ICONINFORMATION, QMessageBox::No, IDNO}),
-                         [](const auto& row) { return std::string(row.param.szName); });
+                         testing::Values(BoxCase{"ok", MB_OK | MB_ICONERROR, QMessageBox::Ok, IDOK},
+                                         BoxCase{"ok_cancel_ok", MB_OKCANCEL, QMessageBox::Ok, IDOK},
+                                         BoxCase{"ok_cancel_cancel", MB_OKCANCEL | MB_ICONWARNING,
+                                                 QMessageBox::Cancel, IDCANCEL},
+                                         BoxCase{"yes", MB_YESNO | MB_ICONQUESTION, QMessageBox::Yes, IDYES},
+                                         BoxCase{"no", MB_YESNO | MB_ICONINFORMATION, QMessageBox::No, IDNO}),
+                         [](const auto& row) { return std::string(row.param.name); });
 
 TEST_F(WindowBackend, AMessageBoxMayBeAskedForOnAnyThread)
 {
@@ -199,8 +199,8 @@ TEST_F(WindowBackend, ButtonsOfAMessageBoxTakeTheTextsThatAreGiven)
 {
     const struct {
         QMessageBox::StandardButton button;
-        std::uint32_t dwType;
-        std::string strText;
+        std::uint32_t type;
+        std::string text;
     } rows[] = {{QMessageBox::Ok, MB_OK, "text 1"},
                 {QMessageBox::Cancel, MB_OKCANCEL, "text 2"},
                 {QMessageBox::Yes, MB_YESNO, "text 6"}};
@@ -208,8 +208,8 @@ TEST_F(WindowBackend, ButtonsOfAMessageBoxTakeTheTextsThatAreGiven)
     QString shown;
     for (const auto& row : rows) {
         AnswerBox(row.button, nullptr, &shown);
-        MessageBoxA(HWND::Null, "text", "caption", row.dwType);
-        EXPECT_EQ(shown.toStdString(), row.strText);
+        MessageBoxA(HWND::Null, "text", "caption", row.type);
+        EXPECT_EQ(shown.toStdString(), row.text);
     }
     AnswerBox(QMessageBox::No, nullptr, &shown);
     MessageBoxA(HWND::Null, "text", "caption", MB_YESNO);

@@ -59,13 +59,13 @@ TEST_F(SnapshotName, JoinsFolderNameTimeAndEnding)
     CGlobalSetting& setting = *CNodeModel::GetInstance()->GetGlobalSetting();
     setting.m_szPicPath = m_Folder.System("pictures");
     const std::time_t before = std::time(nullptr);
-    const std::string strName = GetSnapshotFileName("cam/1");
+    const std::string name = GetSnapshotFileName("cam/1");
     const std::time_t after = std::time(nullptr);
-    bool bFound = false;
+    bool found = false;
     for (std::time_t time = before; time <= after; ++time)
-        bFound = bFound || strName == m_Folder.System("pictures") + "\\cam_1-" +
-                                          FormatTime(time, "%y-%m-%d-%H-%M-%S") + ".jpg";
-    EXPECT_TRUE(bFound) << strName;
+        found = found || name == m_Folder.System("pictures") + "\\cam_1-" +
+                                     FormatTime(time, "%y-%m-%d-%H-%M-%S") + ".jpg";
+    EXPECT_TRUE(found) << name;
     EXPECT_TRUE(std::filesystem::is_directory(m_Folder.Path("pictures")));
 }
 

@@ -82,7 +82,7 @@ ReadFile Read(const std::string& path)
 class Muxer : public testing::Test
 {
   protected:
-    Muxer() : m_Stream(EncodeMpeg4({.iWidth = 176, .iHeight = 144, .iFrames = 12, .iGop = 5})) {}
+    Muxer() : m_Stream(EncodeMpeg4({.width = 176, .height = 144, .frames = 12, .gop = 5})) {}
 
     std::int32_t Open(CMuxer& muxer, const std::string& name = "a.avi") const
     {
@@ -253,9 +253,9 @@ TEST_F(Muxer, UnknownCodecHasNoHeaderAndIsNeverWrittenOrFinished)
 
 TEST_F(Muxer, SizesThatTheLibraryRefusesEndAsAFailedOpen)
 {
-    for (const std::int32_t iSize : {0, -16, 1 << 30}) {
+    for (const std::int32_t size : {0, -16, 1 << 30}) {
         CMuxer muxer;
-        muxer.Open(m_Folder.System("a.avi"), MPEG4, iSize, iSize, PCM, 64000, 8000);
+        muxer.Open(m_Folder.System("a.avi"), MPEG4, size, size, PCM, 64000, 8000);
         WritePicture(muxer, 0);
         muxer.Close();
     }

@@ -110,9 +110,9 @@ class FullDrives : public RecordFolder
     void AddFiles(int count)
     {
         for (int i = 0; i < count; ++i) {
-            const std::string strName = "old" + std::to_string(i) + ".avi";
-            m_Folder.Write(strName, "x");
-            AddRecord("cam1", m_Folder.System(strName));
+            const std::string name = "old" + std::to_string(i) + ".avi";
+            m_Folder.Write(name, "x");
+            AddRecord("cam1", m_Folder.System(name));
         }
     }
     int FilesLeft() const
@@ -155,7 +155,7 @@ class CRoomAfterTen final : public IDriveSource
         m_pFormer = SetDriveSource(this);
     }
     ~CRoomAfterTen() override { SetDriveSource(m_pFormer); }
-    std::vector<XDrive> GetDrives() override { return m_Below.GetDrives(); }
+    std::vector<Drive> GetDrives() override { return m_Below.GetDrives(); }
     bool GetSpace(const std::string& hostPath, std::uint64_t& freeBytes, std::uint64_t& totalBytes) override
     {
         if (!m_Below.GetSpace(hostPath, freeBytes, totalBytes)) return false;

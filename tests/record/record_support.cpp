@@ -37,9 +37,9 @@ std::vector<std::string> CRecordTest::Query(const std::string& sql)
     return rows;
 }
 
-void CRecordTest::AddRecord(const std::string& strName, const std::string& strPath)
+void CRecordTest::AddRecord(const std::string& name, const std::string& path)
 {
-    Query("insert into record values(NULL, '" + strName + "', '" + strPath + "', 20130115, 1, 300, 1)");
+    Query("insert into record values(NULL, '" + name + "', '" + path + "', 20130115, 1, 300, 1)");
 }
 
 std::time_t ExampleTime()

@@ -16,22 +16,22 @@ class CTestDrives final : public IDriveSource
     CTestDrives() : m_pFormer(SetDriveSource(this)) {}
     ~CTestDrives() override { SetDriveSource(m_pFormer); }
 
-    void Add(char letter, const std::string& mountPoint, std::uint64_t ulFreeMiB)
+    void Add(char letter, const std::string& mountPoint, std::uint64_t freeMiB)
     {
         m_Drives.push_back({letter, DRIVE_FIXED, mountPoint});
-        m_FreeBytes[mountPoint] = ulFreeMiB << 20;
+        m_FreeBytes[mountPoint] = freeMiB << 20;
     }
     /// The drive answers no question about its space any more.
     void Fail(const std::string& mountPoint) { m_FreeBytes.erase(mountPoint); }
-    void SetFree(const std::string& mountPoint, std::uint64_t ulBytes) { m_FreeBytes[mountPoint] = ulBytes; }
+    void SetFree(const std::string& mountPoint, std::uint64_t bytes) { m_FreeBytes[mountPoint] = bytes; }
 
-    std::vector<XDrive> GetDrives() override { return m_Drives; }
+    std::vector<Drive> GetDrives() override { return m_Drives; }
     bool GetSpace(const std::string& hostPath, std::uint64_t& freeBytes, std::uint64_t& totalBytes) override
     {
-        std::string strPlace = hostPath;
-        while (strPlace.ends_with('/'))
-            strPlace.pop_back();
-        const auto found = m_FreeBytes.find(strPlace);
+        std::string place = hostPath;
+        while (place.ends_with('/'))
+            place.pop_back();
+        const auto found = m_FreeBytes.find(place);
         if (found == m_FreeBytes.end()) return false;
         freeBytes = found->second;
         totalBytes = found->second * 2;
@@ -39,7 +39,7 @@ class CTestDrives final : public IDriveSource
     }
 
   private:
-    std::vector<XDrive> m_Drives;
+    std::vector<Drive> m_Drives;
     std::map<std::string, std::uint64_t> m_FreeBytes;  // by mount point
     IDriveSource* const m_pFormer;
 };
@@ -53,7 +53,7 @@ class CRecordTest : public CModelTest
 
     /// The cells of a query's rows, parted by bars.
     static std::vector<std::string> Query(const std::string& sql);
-    static void AddRecord(const std::string& strName, const std::string& strPath);
+    static void AddRecord(const std::string& name, const std::string& path);
     std::string DriveFolder(char letter) const { return m_Folder.Path(std::string("drive-") + letter); }
 
     CTestDrives m_Drives;

@@ -34,12 +34,12 @@ CRunning::CRunning(const std::vector<const char*>& args)
     for (const auto& option : defaults)
         if (std::find(args.begin(), args.end(), std::string(option[0])) == args.end())
             all.insert(all.end(), option.begin(), option.end());
-    const XParsed parsed = ParseOptions(static_cast<int>(all.size()), all.data());
-    if (!parsed.m_bRun) throw std::runtime_error(parsed.m_strSay);
-    m_pServer = std::make_unique<CServer>(parsed.m_Options);
+    const ParsedOptions parsed = ParseOptions(static_cast<int>(all.size()), all.data());
+    if (!parsed.run) throw std::runtime_error(parsed.say);
+    m_pServer = std::make_unique<Server>(parsed.options);
     std::promise<void> ready;
     m_Thread = std::thread([this, &ready] {
-        m_pServer->Run(CServer::ESignals::Ignore, [&ready](const CServer&) { ready.set_value(); });
+        m_pServer->Run(Server::ESignals::Ignore, [&ready](const Server&) { ready.set_value(); });
     });
     ready.get_future().wait();
 }
@@ -56,20 +56,20 @@ nlohmann::json CRunning::End()
     return m_pServer->Report();
 }
 
-CScriptedClient::CScriptedClient(const CServer& server, const std::string& name)
+CScriptedClient::CScriptedClient(const Server& server, const std::string& name)
     : m_Socket(m_Context, asio::ip::udp::endpoint(asio::ip::address_v4::loopback(), 0)),
       m_Rendezvous(server.RendezvousAt())
 {
-    m_Own.m_strName = name;
-    m_Own.m_LocalAddresses = {Local()};
+    m_Own.name = name;
+    m_Own.localAddresses = {Local()};
 }
 
-std::string CScriptedClient::Ask(const CServer& server, const std::vector<std::string>& pieces)
+std::string CScriptedClient::Ask(const Server& server, const std::vector<std::string>& pieces)
 {
     asio::io_context context;
     asio::ip::tcp::socket socket(context);
-    const XEndpoint at = server.DirectoryAt();
-    socket.connect({asio::ip::address_v4(at.m_dwAddress), at.m_usPort});
+    const Endpoint at = server.DirectoryAt();
+    socket.connect({asio::ip::address_v4(at.address), at.port});
     socket.set_option(asio::ip::tcp::no_delay(true));
     for (const std::string& piece : pieces)
         asio::write(socket, asio::buffer(piece));
@@ -80,35 +80,35 @@ std::string CScriptedClient::Ask(const CServer& server, const std::vector<std::s
     return answer;
 }
 
-XEndpoint CScriptedClient::Local() const
+Endpoint CScriptedClient::Local() const
 {
     return FromAsio(m_Socket.local_endpoint());
 }
 
-void CScriptedClient::Send(const XEndpoint& to, EMessage type, const Bytes& body)
+void CScriptedClient::Send(const Endpoint& to, EMessage type, const Bytes& body)
 {
     SendRaw(to, MakeMessage(type, m_Own, body));
 }
 
-void CScriptedClient::SendRaw(const XEndpoint& to, const Bytes& bytes)
+void CScriptedClient::SendRaw(const Endpoint& to, const Bytes& bytes)
 {
     m_Socket.send_to(asio::buffer(bytes), ToAsio(to));
 }
 
-std::optional<CScriptedClient::XReceived> CScriptedClient::Await(EMessage type)
+std::optional<CScriptedClient::Received> CScriptedClient::Await(EMessage type)
 {
     while (WaitReadable(m_Socket.native_handle(), m_iPatienceMs)) {
-        XReceived received;
-        received.m_Bytes.resize(65536);
+        Received received;
+        received.bytes.resize(65536);
         asio::ip::udp::endpoint from;
-        received.m_Bytes.resize(m_Socket.receive_from(asio::buffer(received.m_Bytes), from));
-        received.m_From = FromAsio(from);
-        const auto message = ParseMessage(received.m_Bytes);
+        received.bytes.resize(m_Socket.receive_from(asio::buffer(received.bytes), from));
+        received.from = FromAsio(from);
+        const auto message = ParseMessage(received.bytes);
         if (!message) continue;
-        received.m_Message = *message;
-        if (message->m_Type == EMessage::Data && m_bAcknowledges) Send(received.m_From, EMessage::DataAck);
-        if (message->m_Type == EMessage::Ping) Send(received.m_From, EMessage::Pong);
-        if (message->m_Type == type) return received;
+        received.message = *message;
+        if (message->type == EMessage::Data && m_bAcknowledges) Send(received.from, EMessage::DataAck);
+        if (message->type == EMessage::Ping) Send(received.from, EMessage::Pong);
+        if (message->type == type) return received;
     }
     return {};
 }
@@ -118,7 +118,7 @@ bool CScriptedClient::Login()
     Send(m_Rendezvous, EMessage::Login);
     const auto acknowledged = Await(EMessage::LoginAck);
     if (!acknowledged) return false;
-    m_Own = acknowledged->m_Message.m_Record;
+    m_Own = acknowledged->message.record;
     Send(m_Rendezvous, EMessage::GetUsers);
     for (;;) {
         // Entries come before the end, on loopback also in fact.
@@ -127,8 +127,8 @@ bool CScriptedClient::Login()
         bytes.resize(m_Socket.receive(asio::buffer(bytes)));
         const auto message = ParseMessage(bytes);
         if (!message) continue;
-        if (message->m_Type == EMessage::UserEnd) return true;
-        if (message->m_Type == EMessage::UserEntry) m_Users[message->m_Record.m_strName] = message->m_Record;
+        if (message->type == EMessage::UserEnd) return true;
+        if (message->type == EMessage::UserEntry) m_Users[message->record.name] = message->record;
     }
 }
 
@@ -136,14 +136,14 @@ bool CScriptedClient::Connect(const std::string& peer)
 {
     const auto it = m_Users.find(peer);
     if (it == m_Users.end()) return false;
-    for (const XEndpoint& address : it->second.m_LocalAddresses)
+    for (const Endpoint& address : it->second.localAddresses)
         Send(address, EMessage::Punch);
     Bytes wanted(NAME_BYTES);
     std::copy(peer.begin(), peer.end(), wanted.begin());
     Send(m_Rendezvous, EMessage::Punch, wanted);
     const auto answered = Await(EMessage::PunchAck);
     if (!answered) return false;
-    m_Peer = answered->m_From;
+    m_Peer = answered->from;
     Send(m_Peer, EMessage::Data);
     return Await(EMessage::DataAck).has_value();
 }
@@ -155,9 +155,9 @@ Bytes CScriptedClient::NextMessage()
     while (message.size() < length) {
         const auto data = Await(EMessage::Data);
         if (!data) return {};
-        const auto body = data->m_Message.m_Body;
+        const auto body = data->message.body;
         if (message.empty() && body.size() < HEADER_BYTES) return {};
-        if (message.empty()) length = UnpackHeader(ReadU32(body.data())).m_ulLength;
+        if (message.empty()) length = UnpackHeader(ReadU32(body.data())).length;
         message.insert(message.end(), body.begin(), body.end());
     }
     return message;

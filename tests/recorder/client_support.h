@@ -19,12 +19,12 @@ class CRunning
   public:
     explicit CRunning(const std::vector<const char*>& args);
     ~CRunning();
-    const CServer& Server() const { return *m_pServer; }
+    const Server& GetServer() const { return *m_pServer; }
     // Ends it and tells what it served.
     nlohmann::json End();
 
   private:
-    std::unique_ptr<CServer> m_pServer;
+    std::unique_ptr<Server> m_pServer;
     std::thread m_Thread;
 };
 
@@ -33,25 +33,25 @@ class CRunning
 class CScriptedClient
 {
   public:
-    CScriptedClient(const CServer& server, const std::string& name);
+    CScriptedClient(const Server& server, const std::string& name);
 
     // The directory's answer to a question; empty when it closes without one. The question is sent in the
     // pieces given.
-    static std::string Ask(const CServer& server, const std::vector<std::string>& pieces);
+    static std::string Ask(const Server& server, const std::vector<std::string>& pieces);
 
-    void Send(const XEndpoint& to, EMessage type, const Bytes& body = {});
-    void SendRaw(const XEndpoint& to, const Bytes& bytes);
-    struct XReceived {
-        XEndpoint m_From;
-        Bytes m_Bytes;
-        XMessage m_Message;  // into m_Bytes
+    void Send(const Endpoint& to, EMessage type, const Bytes& body = {});
+    void SendRaw(const Endpoint& to, const Bytes& bytes);
+    struct Received {
+        Endpoint from;
+        Bytes bytes;
+        WireMessage message;  // into m_Bytes
     };
     // The next datagram of this type; others are kept out of the way. Data is acknowledged.
-    std::optional<XReceived> Await(EMessage type);
+    std::optional<Received> Await(EMessage type);
 
     // Login and the list of users.
     bool Login();
-    const std::map<std::string, XPeerRecord>& Users() const { return m_Users; }
+    const std::map<std::string, PeerRecord>& Users() const { return m_Users; }
     // Punch, answer, probe, acknowledgement: as the client finds its path.
     bool Connect(const std::string& peer);
     // The next whole message of the stream, header word included.
@@ -59,16 +59,16 @@ class CScriptedClient
     // Whether data is acknowledged; it is until this is called.
     void StopAcknowledging() { m_bAcknowledges = false; }
     void SetPatience(int milliseconds) { m_iPatienceMs = milliseconds; }
-    const XEndpoint& Peer() const { return m_Peer; }
-    XEndpoint Local() const;
+    const Endpoint& Peer() const { return m_Peer; }
+    Endpoint Local() const;
 
   private:
     asio::io_context m_Context;
     asio::ip::udp::socket m_Socket;
-    XEndpoint m_Rendezvous;
-    XEndpoint m_Peer;
-    XPeerRecord m_Own;
-    std::map<std::string, XPeerRecord> m_Users;
+    Endpoint m_Rendezvous;
+    Endpoint m_Peer;
+    PeerRecord m_Own;
+    std::map<std::string, PeerRecord> m_Users;
     bool m_bAcknowledges = true;
     int m_iPatienceMs = 10'000;
 };

@@ -22,14 +22,14 @@ class DataServerTest : public testing::Test, public IDirectChannels
     DataServerTest() : m_Client(m_Context)
     {
         m_Server.Start();
-        const XEndpoint at = m_Server.Local();
-        m_Client.connect({asio::ip::address_v4(at.m_dwAddress), at.m_usPort});
+        const Endpoint at = m_Server.Local();
+        m_Client.connect({asio::ip::address_v4(at.address), at.port});
     }
-    static CDataServer::XSetup ServerSetup()
+    static DataServer::Setup ServerSetup()
     {
-        CDataServer::XSetup setup;
-        setup.m_At = {0x7F000001, 0};
-        setup.m_ulMaxQueuedBytes = 1'000'000;
+        DataServer::Setup setup;
+        setup.at = {0x7F000001, 0};
+        setup.maxQueuedBytes = 1'000'000;
         return setup;
     }
     int Count() const override { return 4; }
@@ -59,11 +59,11 @@ class DataServerTest : public testing::Test, public IDirectChannels
     // A picture that tells its number and whether it is a key picture.
     void Picture(uint8_t number, bool key)
     {
-        auto coded = std::make_shared<XCoded>();
-        coded->m_Codec = ECodec::H264;
-        coded->m_bKey = key;
-        coded->m_Bytes.assign(PICTURE_BYTES, number);
-        coded->m_Bytes[0] = key ? 1 : 0;
+        auto coded = std::make_shared<Coded>();
+        coded->codec = ECodec::H264;
+        coded->key = key;
+        coded->bytes.assign(PICTURE_BYTES, number);
+        coded->bytes[0] = key ? 1 : 0;
         m_Server.OnPicture(2, coded);
         m_Context.poll();
     }
@@ -77,14 +77,14 @@ class DataServerTest : public testing::Test, public IDirectChannels
         while (auto body = m_Reader.Next())
             m_Frames.push_back(std::move(*body));
     }
-    CDataServer::XClientCounts Only() const { return m_Server.Clients().at(0); }
+    DataServer::ClientCounts Only() const { return m_Server.Clients().at(0); }
 
     std::map<std::pair<int, ECodec>, int> m_Watching;
     int m_KeysWanted = 0;
     asio::io_context m_Context;
-    CDataServer m_Server{m_Context, ServerSetup(), *this};
+    DataServer m_Server{m_Context, ServerSetup(), *this};
     asio::ip::tcp::socket m_Client;
-    CFrameReader m_Reader{MAX_MEDIA_FRAME_BYTES};
+    FrameReader m_Reader{MAX_MEDIA_FRAME_BYTES};
     std::vector<Bytes> m_Frames;  // the reply is the first
 };
 
@@ -93,13 +93,13 @@ TEST_F(DataServerTest, AClientThatTakesNothingIsBoundedAndGoesOnWithAKeyPicture)
     ASSERT_TRUE(Watch());
     m_KeysWanted = 0;
     Picture(1, true);
-    for (int i = 0; i < 1000 && Only().m_ulDropped == 0; ++i)
+    for (int i = 0; i < 1000 && Only().dropped == 0; ++i)
         Picture(2, false);
-    ASSERT_EQ(Only().m_ulDropped, 1U);
+    ASSERT_EQ(Only().dropped, 1U);
     EXPECT_EQ(m_KeysWanted, 1);
     Picture(3, false);
-    EXPECT_EQ(Only().m_ulDropped, 1U) << "it waits for the key picture";
-    const uint64_t queued = Only().m_ulPictures;
+    EXPECT_EQ(Only().dropped, 1U) << "it waits for the key picture";
+    const uint64_t queued = Only().pictures;
     ASSERT_TRUE(RunUntil([&] {
         Take();
         return m_Frames.size() == 1 + queued;
@@ -128,7 +128,7 @@ TEST_F(DataServerTest, NothingComesBeforeAKeyPicture)
         return m_Frames.size() == 2;
     }));
     EXPECT_EQ(m_Frames[1].back(), 2);
-    EXPECT_EQ(Only().m_ulPictures, 1U);
+    EXPECT_EQ(Only().pictures, 1U);
 }
 
 TEST_F(DataServerTest, AClientThatHangsUpIsNotWatchingAnyMore)

@@ -10,18 +10,18 @@ namespace
 using namespace recorder;
 using testing::ElementsAre;
 
-std::vector<XDatagram> To(const XEndpoint& to, const std::vector<size_t>& sizes)
+std::vector<Datagram> To(const Endpoint& to, const std::vector<size_t>& sizes)
 {
-    std::vector<XDatagram> datagrams;
+    std::vector<Datagram> datagrams;
     for (const size_t size : sizes)
         datagrams.push_back({to, Bytes(size)});
     return datagrams;
 }
 
-std::vector<size_t> Runs(const std::vector<XDatagram>& datagrams)
+std::vector<size_t> Runs(const std::vector<Datagram>& datagrams)
 {
     std::vector<size_t> counts;
-    for (std::span<const XDatagram> left = datagrams; !left.empty(); left = left.subspan(counts.back()))
+    for (std::span<const Datagram> left = datagrams; !left.empty(); left = left.subspan(counts.back()))
         counts.push_back(CountRun(left));
     return counts;
 }
@@ -53,9 +53,9 @@ TEST(DatagramRunsTest, LongerOneBeginsAnew)
 TEST(DatagramRunsTest, AnotherEndpointBeginsAnew)
 {
     auto datagrams = To(ALICE, {96, 96, 96, 96, 96});
-    datagrams[2].m_To = BOB;
+    datagrams[2].to = BOB;
     EXPECT_THAT(Runs(datagrams), ElementsAre(2, 1, 2));
-    datagrams[2].m_To = {ALICE.m_dwAddress + 1, ALICE.m_usPort};
+    datagrams[2].to = {ALICE.address + 1, ALICE.port};
     EXPECT_THAT(Runs(datagrams), ElementsAre(2, 1, 2));
 }
 

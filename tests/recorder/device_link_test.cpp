@@ -13,55 +13,55 @@ using testing::SizeIs;
 class DeviceLinkTest : public testing::Test
 {
   protected:
-    static CDeviceLink::XSetup LinkSetup()
+    static DeviceLink::Setup LinkSetup()
     {
-        CDeviceLink::XSetup setup;
-        setup.m_strName = "1001";
-        setup.m_LocalAddresses = {{0x7F000001, 40000}};
-        setup.m_Rendezvous = SERVER;
-        setup.m_ulClients = 4;
+        DeviceLink::Setup setup;
+        setup.name = "1001";
+        setup.localAddresses = {{0x7F000001, 40000}};
+        setup.rendezvous = SERVER;
+        setup.clients = 4;
         return setup;
     }
-    void Say(const XEndpoint& from, EMessage type, const Bytes& body = {}, TimeUs now = 0)
+    void Say(const Endpoint& from, EMessage type, const Bytes& body = {}, TimeUs now = 0)
     {
         m_Link.OnDatagram(now, from, recorder::From("4242", type, body));
     }
     // A request whose reply is acknowledged.
-    void Watch(const XEndpoint& from, int channel, TimeUs now = 0)
+    void Watch(const Endpoint& from, int channel, TimeUs now = 0)
     {
         Say(from, EMessage::Data, Request(channel), now);
         m_Link.OnTimer(now);
         Say(from, EMessage::DataAck, {}, now);
     }
     // The stream's data in all that was sent to one endpoint.
-    static Bytes DataTo(const XEndpoint& to, const std::vector<CSink::XSent>& all)
+    static Bytes DataTo(const Endpoint& to, const std::vector<CSink::Sent>& all)
     {
         Bytes data;
         for (const auto& sent : all)
-            if (sent.m_To == to && Parsed(sent).m_Type == EMessage::Data)
-                data.insert(data.end(), sent.m_Bytes.begin() + MESSAGE_BYTES, sent.m_Bytes.end());
+            if (sent.to == to && Parsed(sent).type == EMessage::Data)
+                data.insert(data.end(), sent.bytes.begin() + MESSAGE_BYTES, sent.bytes.end());
         return data;
     }
-    XPeerRecord Own() const { return {"1001", {{0x7F000001, 40000}}, {}}; }
+    PeerRecord Own() const { return {"1001", {{0x7F000001, 40000}}, {}}; }
 
     CSink m_Sink;
     CFakeChannels m_Channels;
-    CDeviceLink m_Link{LinkSetup(), m_Channels, m_Sink};
+    DeviceLink m_Link{LinkSetup(), m_Channels, m_Sink};
 };
 
 TEST_F(DeviceLinkTest, RegistersUnderItsNetIdUntilItIsAcknowledged)
 {
-    EXPECT_EQ(m_Link.OnTimer(0), CDeviceLink::LOGIN_EVERY);
+    EXPECT_EQ(m_Link.OnTimer(0), DeviceLink::LOGIN_EVERY);
     auto sent = m_Sink.Take();
     ASSERT_THAT(sent, SizeIs(1));
-    EXPECT_EQ(sent[0].m_To, SERVER);
-    EXPECT_EQ(sent[0].m_Bytes, MakeMessage(EMessage::Login, Own()));
-    m_Link.OnTimer(CDeviceLink::LOGIN_EVERY);
+    EXPECT_EQ(sent[0].to, SERVER);
+    EXPECT_EQ(sent[0].bytes, MakeMessage(EMessage::Login, Own()));
+    m_Link.OnTimer(DeviceLink::LOGIN_EVERY);
     EXPECT_THAT(m_Sink.Take(), SizeIs(1)) << "again, as no answer came";
 
     m_Link.OnDatagram(SECOND, SERVER, MakeMessage(EMessage::LoginAck, Own()));
     EXPECT_TRUE(m_Link.Registered());
-    EXPECT_EQ(m_Link.OnTimer(2 * SECOND), SECOND + CDeviceLink::LOGIN_AGAIN_AFTER);
+    EXPECT_EQ(m_Link.OnTimer(2 * SECOND), SECOND + DeviceLink::LOGIN_AGAIN_AFTER);
     EXPECT_THAT(m_Sink.Take(), SizeIs(0));
 }
 
@@ -76,18 +76,18 @@ TEST_F(DeviceLinkTest, PunchOfAPeerIsAnsweredToItsSource)
     Say(ALICE, EMessage::Punch);
     const auto sent = m_Sink.Take();
     ASSERT_THAT(sent, SizeIs(1));
-    EXPECT_EQ(sent[0].m_To, ALICE);
-    EXPECT_EQ(sent[0].m_Bytes, MakeMessage(EMessage::PunchAck, Own()));
+    EXPECT_EQ(sent[0].to, ALICE);
+    EXPECT_EQ(sent[0].bytes, MakeMessage(EMessage::PunchAck, Own()));
 }
 
 TEST_F(DeviceLinkTest, PunchOfTheRendezvousIsAnsweredWhereThePeerWasSeenAndNowhereElse)
 {
-    const XPeerRecord peer{"4242", {{0x08080808, 53}, {0xC0A80001, 7}}, BOB};
+    const PeerRecord peer{"4242", {{0x08080808, 53}, {0xC0A80001, 7}}, BOB};
     m_Link.OnDatagram(0, SERVER, MakeMessage(EMessage::Punch, peer));
     const auto sent = m_Sink.Take();
     ASSERT_THAT(sent, SizeIs(1)) << "local addresses are only the peer's own word";
-    EXPECT_EQ(sent[0].m_To, BOB);
-    EXPECT_EQ(Parsed(sent[0]).m_Type, EMessage::PunchAck);
+    EXPECT_EQ(sent[0].to, BOB);
+    EXPECT_EQ(Parsed(sent[0]).type, EMessage::PunchAck);
 }
 
 TEST_F(DeviceLinkTest, ProbeIsAcknowledged)
@@ -95,14 +95,14 @@ TEST_F(DeviceLinkTest, ProbeIsAcknowledged)
     Say(ALICE, EMessage::Data);
     const auto sent = m_Sink.Take();
     ASSERT_THAT(sent, SizeIs(1));
-    EXPECT_EQ(sent[0].m_Bytes, MakeMessage(EMessage::DataAck, Own()));
-    EXPECT_EQ(m_Link.Counts().m_ulProbes, 1U);
+    EXPECT_EQ(sent[0].bytes, MakeMessage(EMessage::DataAck, Own()));
+    EXPECT_EQ(m_Link.Counts().probes, 1U);
 }
 
 TEST_F(DeviceLinkTest, PingIsAnsweredWithPong)
 {
     Say(ALICE, EMessage::Ping);
-    EXPECT_EQ(m_Sink.Take().at(0).m_Bytes, MakeMessage(EMessage::Pong, Own()));
+    EXPECT_EQ(m_Sink.Take().at(0).bytes, MakeMessage(EMessage::Pong, Own()));
 }
 
 TEST_F(DeviceLinkTest, RequestIsAcknowledgedAndRepliedWithTheSize)
@@ -110,7 +110,7 @@ TEST_F(DeviceLinkTest, RequestIsAcknowledgedAndRepliedWithTheSize)
     Say(ALICE, EMessage::Data, Request(3));
     m_Link.OnTimer(MILLISECOND);
     const auto sent = m_Sink.Take();
-    EXPECT_EQ(Parsed(sent.at(0)).m_Type, EMessage::DataAck);
+    EXPECT_EQ(Parsed(sent.at(0)).type, EMessage::DataAck);
     EXPECT_EQ(DataTo(ALICE, sent), (Bytes{8, 0, 0, 0x43, 0xC0, 0x02, 0x40, 0x02}));
     EXPECT_FALSE(m_Channels.m_Watched[3]) << "nothing is encoded for a sender that may be made up";
     Say(ALICE, EMessage::DataAck);
@@ -178,9 +178,9 @@ TEST_F(DeviceLinkTest, AClientTooFarBehindGoesOnWithAKeyPicture)
     m_Link.OnMessage(0, 0, true, Message(0, 90'000));
     for (int i = 0; i < 8; ++i)
         m_Link.OnMessage(0, 0, false, Message(0, 90'000));
-    const auto stream = m_Link.Clients().at(0).m_Streams.at(0);
-    EXPECT_GE(stream.m_ulDropped, 1U);
-    EXPECT_TRUE(stream.m_bWaitsForKey);
+    const auto stream = m_Link.Clients().at(0).streams.at(0);
+    EXPECT_GE(stream.dropped, 1U);
+    EXPECT_TRUE(stream.waitsForKey);
     EXPECT_EQ(m_Channels.m_KeysWanted[0], 1) << "asked once, then it waits";
 }
 
@@ -191,7 +191,7 @@ TEST_F(DeviceLinkTest, WhatIsNoRequestIsAcknowledgedAndCounted)
     Bytes wrong = Request(1);
     wrong[0] = 9;
     Say(ALICE, EMessage::Data, wrong);
-    EXPECT_EQ(m_Link.Counts().m_ulBadRequests, 3U);
+    EXPECT_EQ(m_Link.Counts().badRequests, 3U);
     EXPECT_THAT(m_Sink.Take(), SizeIs(3));
     m_Link.OnTimer(MILLISECOND);
     EXPECT_EQ(DataTo(ALICE, m_Sink.Take()), Bytes());
@@ -212,7 +212,7 @@ TEST_F(DeviceLinkTest, AClientThatIsSilentIsDropped)
     EXPECT_THAT(m_Link.Clients(), SizeIs(0));
     EXPECT_FALSE(m_Channels.m_Watched[0]) << "nobody looks any more";
     ASSERT_THAT(m_Link.FormerClients(), SizeIs(1));
-    EXPECT_EQ(m_Link.FormerClients()[0].m_Farewell, EFarewell::Silent);
+    EXPECT_EQ(m_Link.FormerClients()[0].farewell, EFarewell::Silent);
     m_Sink.Take();
     m_Link.OnMessage(21 * SECOND, 0, true, Message(0, 50));
     EXPECT_THAT(m_Sink.Take(), SizeIs(0)) << "nothing goes to the dead";
@@ -235,8 +235,8 @@ TEST_F(DeviceLinkTest, AStreamWhoseAcknowledgementsAreAllLostGoesOnSlowlyForACli
         if (now % SECOND != MILLISECOND) continue;
         Say(ALICE, EMessage::Ping, {}, now);
         ASSERT_THAT(m_Link.Clients(), SizeIs(1));
-        ASSERT_GT(m_Link.Clients()[0].m_ulDatagrams, before) << "after " << now << " us";
-        before = m_Link.Clients()[0].m_ulDatagrams;
+        ASSERT_GT(m_Link.Clients()[0].datagrams, before) << "after " << now << " us";
+        before = m_Link.Clients()[0].datagrams;
     }
 }
 
@@ -247,7 +247,7 @@ TEST_F(DeviceLinkTest, AcknowledgementsTooManyDoNotWidenTheWindow)
         Say(ALICE, EMessage::DataAck, {}, MILLISECOND);
     for (TimeUs now = 2 * MILLISECOND; now < 40 * MILLISECOND; now += MILLISECOND)
         m_Link.OnMessage(now, 0, true, Message(0, 90'000));
-    EXPECT_EQ(m_Link.Clients().at(0).m_ulDatagrams, 1 + CSendQueue::WINDOW);
+    EXPECT_EQ(m_Link.Clients().at(0).datagrams, 1 + SendQueue::WINDOW);
 }
 
 TEST_F(DeviceLinkTest, LogoutEndsTheStreams)
@@ -259,7 +259,7 @@ TEST_F(DeviceLinkTest, LogoutEndsTheStreams)
     Say(BOB, EMessage::Logout);
     EXPECT_FALSE(m_Channels.m_Watched[0]);
     EXPECT_THAT(m_Link.Clients(), SizeIs(0));
-    EXPECT_EQ(m_Link.FormerClients().at(0).m_Farewell, EFarewell::Logout);
+    EXPECT_EQ(m_Link.FormerClients().at(0).farewell, EFarewell::Logout);
 }
 
 TEST_F(DeviceLinkTest, NumberOfClientsIsBounded)
@@ -270,22 +270,22 @@ TEST_F(DeviceLinkTest, NumberOfClientsIsBounded)
     for (uint16_t i = 0; i < 50; ++i)
         Watch({0x7F000001, static_cast<uint16_t>(2000 + i)}, 0, 100 + i);
     EXPECT_THAT(m_Link.Clients(), SizeIs(4));
-    EXPECT_EQ(m_Link.Counts().m_ulRefusedClients, 46U) << "those that watch stay";
+    EXPECT_EQ(m_Link.Counts().refusedClients, 46U) << "those that watch stay";
     for (int i = 0; i < 2000; ++i) {
         Say(ALICE, EMessage::Logout);
         Say({0x7F000001, 2000}, EMessage::Logout);
         Say({0x7F000001, 2000}, EMessage::Data);
     }
-    EXPECT_EQ(m_Link.FormerClients().size(), CDeviceLink::MAX_FORMER_CLIENTS);
+    EXPECT_EQ(m_Link.FormerClients().size(), DeviceLink::MAX_FORMER_CLIENTS);
 }
 
 TEST_F(DeviceLinkTest, ClientsOfOneAddressTakeOnlyItsShare)
 {
     auto setup = LinkSetup();
-    setup.m_ulClients = 64;
-    setup.m_ulClientsPerAddress = 16;
-    CDeviceLink link(setup, m_Channels, m_Sink);
-    const auto watch = [&](const XEndpoint& from) {
+    setup.clients = 64;
+    setup.clientsPerAddress = 16;
+    DeviceLink link(setup, m_Channels, m_Sink);
+    const auto watch = [&](const Endpoint& from) {
         link.OnDatagram(0, from, recorder::From("4242", EMessage::Data, Request(0)));
         link.OnTimer(0);
         link.OnDatagram(0, from, recorder::From("4242", EMessage::DataAck));
@@ -308,7 +308,7 @@ TEST_F(DeviceLinkTest, RequestsOfMadeUpSendersDoNotLockAClientOut)
     m_Link.OnMessage(5000, 0, true, Message(0, 50));
     const auto sent = m_Sink.Take();
     ASSERT_THAT(sent, SizeIs(1)) << "those who never acknowledged a reply get no picture";
-    EXPECT_EQ(sent[0].m_To, ALICE);
+    EXPECT_EQ(sent[0].to, ALICE);
 }
 
 // Somebody asks in the name of a victim, which never speaks itself.
@@ -322,14 +322,14 @@ TEST_F(DeviceLinkTest, AVictimInWhoseNameOneRequestCameGetsAFewDatagramsOnly)
         if (now % (40 * MILLISECOND) == 0) m_Link.OnMessage(now, 0, true, Message(0, 20'000));
         m_Link.OnTimer(now);
         for (const auto& sent : m_Sink.Take()) {
-            bytes += sent.m_Bytes.size();
-            if (Parsed(sent).m_Type == EMessage::Data) replies.push_back(now);
+            bytes += sent.bytes.size();
+            if (Parsed(sent).type == EMessage::Data) replies.push_back(now);
         }
     }
     EXPECT_THAT(replies, testing::ElementsAre(0, SECOND, 2 * SECOND));
     EXPECT_EQ(bytes, MESSAGE_BYTES + 3 * (MESSAGE_BYTES + 8));
     ASSERT_THAT(m_Link.FormerClients(), SizeIs(1));
-    EXPECT_EQ(m_Link.FormerClients()[0].m_Farewell, EFarewell::Silent);
+    EXPECT_EQ(m_Link.FormerClients()[0].farewell, EFarewell::Silent);
 }
 
 TEST_F(DeviceLinkTest, RequestsInTheNameOfAVictimAreAnsweredWithNoMoreThanTheyBring)
@@ -345,7 +345,7 @@ TEST_F(DeviceLinkTest, RequestsInTheNameOfAVictimAreAnsweredWithNoMoreThanTheyBr
         m_Link.OnMessage(now, 0, true, Message(0, 20'000));
         m_Link.OnTimer(now);
         for (const auto& sent : m_Sink.Take())
-            bytes += sent.m_Bytes.size();
+            bytes += sent.bytes.size();
     }
     EXPECT_LE(bytes, asked);
 }
@@ -359,7 +359,7 @@ TEST_F(DeviceLinkTest, AVictimInWhoseNameOneAcknowledgementCameGetsLessAndLess)
         if (now % (40 * MILLISECOND) == 0) m_Link.OnMessage(now, 0, now % SECOND == 0, Message(0, 20'000));
         m_Link.OnTimer(now);
         for (const auto& sent : m_Sink.Take())
-            bytes += sent.m_To == ALICE ? sent.m_Bytes.size() : 0;
+            bytes += sent.to == ALICE ? sent.bytes.size() : 0;
     }
     EXPECT_LE(bytes, 160'000U);
     EXPECT_THAT(m_Link.Clients(), SizeIs(0));
@@ -392,8 +392,8 @@ TEST_F(DeviceLinkTest, MalformedDatagramsGetNoAnswer)
     std::fill_n(endless.begin() + 4, NAME_BYTES, uint8_t{'a'});
     m_Link.OnDatagram(0, ALICE, endless);
     EXPECT_THAT(m_Sink.Take(), SizeIs(0));
-    EXPECT_EQ(m_Link.Counts().m_Faults[static_cast<size_t>(EWireFault::TooShort)], 96U);
-    EXPECT_EQ(m_Link.Counts().m_Faults[static_cast<size_t>(EWireFault::UnterminatedName)], 1U);
+    EXPECT_EQ(m_Link.Counts().faults[static_cast<size_t>(EWireFault::TooShort)], 96U);
+    EXPECT_EQ(m_Link.Counts().faults[static_cast<size_t>(EWireFault::UnterminatedName)], 1U);
 }
 
 TEST_F(DeviceLinkTest, AcknowledgementsAreCountedForTheReport)
@@ -404,12 +404,12 @@ TEST_F(DeviceLinkTest, AcknowledgementsAreCountedForTheReport)
     for (int i = 0; i < 3; ++i)
         Say(ALICE, EMessage::DataAck);
     const auto client = m_Link.Clients().at(0);
-    EXPECT_EQ(client.m_strName, "4242");
-    EXPECT_EQ(client.m_ulDatagrams, 4U);  // the reply and three pieces
-    EXPECT_EQ(client.m_ulAcknowledged, 4U);
-    EXPECT_EQ(client.m_ulBytes, 3008U);
-    EXPECT_EQ(client.m_Streams.at(0).m_ulPictures, 1U);
-    EXPECT_EQ(client.m_Streams.at(0).m_ulBytes, 3000U);
+    EXPECT_EQ(client.name, "4242");
+    EXPECT_EQ(client.datagrams, 4U);  // the reply and three pieces
+    EXPECT_EQ(client.acknowledged, 4U);
+    EXPECT_EQ(client.bytes, 3008U);
+    EXPECT_EQ(client.streams.at(0).pictures, 1U);
+    EXPECT_EQ(client.streams.at(0).bytes, 3000U);
 }
 
 }  // namespace

@@ -21,9 +21,9 @@ using namespace recorder;
 class CConnection
 {
   public:
-    explicit CConnection(const XEndpoint& at) : m_Socket(m_Context)
+    explicit CConnection(const Endpoint& at) : m_Socket(m_Context)
     {
-        m_Socket.connect({asio::ip::address_v4(at.m_dwAddress), at.m_usPort});
+        m_Socket.connect({asio::ip::address_v4(at.address), at.port});
         const timeval patience{10, 0};
         setsockopt(m_Socket.native_handle(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     }
@@ -49,19 +49,19 @@ class CConnection
         bytes.resize(got < 0 ? 0 : static_cast<size_t>(got));
         return bytes;
     }
-    struct XFrame {
-        uint32_t m_ulType = 0xFFFFFFFF;
-        Bytes m_Payload;
+    struct Frame {
+        uint32_t type = 0xFFFFFFFF;
+        Bytes payload;
     };
     // Nothing when the connection ends, or breaks off in the frame.
-    std::optional<XFrame> NextFrame()
+    std::optional<Frame> NextFrame()
     {
         const Bytes header = Receive(MEDIA_HEADER_BYTES);
         if (header.size() < MEDIA_HEADER_BYTES) return {};
         const uint32_t length = ReadU32(header.data());
         if (length < MEDIA_HEADER_BYTES || length > MAX_MEDIA_FRAME_BYTES) return {};
-        XFrame frame{ReadU32(header.data() + 4), Receive(length - MEDIA_HEADER_BYTES)};
-        if (frame.m_Payload.size() < length - MEDIA_HEADER_BYTES) return {};
+        Frame frame{ReadU32(header.data() + 4), Receive(length - MEDIA_HEADER_BYTES)};
+        if (frame.payload.size() < length - MEDIA_HEADER_BYTES) return {};
         return frame;
     }
     void HangUp() { m_Socket.close(); }
@@ -74,52 +74,52 @@ class CConnection
 const Bytes REPLY = MakeDirectReply(EReply::Stream, 176, 144);
 const Bytes REFUSAL = MakeDirectReply(EReply::Refused, 0, 0);
 
-struct XLive {
-    EMode m_Mode;
-    const char* m_szDecoder;
+struct Live {
+    EMode mode;
+    const char* decoder;
 };
 
-class LiveModeTest : public testing::TestWithParam<XLive>
+class LiveModeTest : public testing::TestWithParam<Live>
 {
 };
 
 TEST_P(LiveModeTest, StreamsFromAKeyPictureOnWithNoPictureLeftOut)
 {
     CRunning running({"--id", "77", "--channels", "2", "--mark", "--gop", "5", "--checksum", "0"});
-    CConnection client(running.Server().DataAt());
-    client.Ask(static_cast<int32_t>(GetParam().m_Mode), 1);
+    CConnection client(running.GetServer().DataAt());
+    client.Ask(static_cast<int32_t>(GetParam().mode), 1);
     EXPECT_EQ(client.Receive(STREAM_REPLY_BYTES), REPLY);
-    CDecoder decoder(GetParam().m_szDecoder);
+    CDecoder decoder(GetParam().decoder);
     uint32_t last = 0;
     for (int i = 0; i < 20; ++i) {
         const auto frame = client.NextFrame();
         ASSERT_TRUE(frame);
-        EXPECT_EQ(frame->m_ulType, 0U);
-        const XPicture shown = decoder.Decode(frame->m_Payload);
+        EXPECT_EQ(frame->type, 0U);
+        const Picture shown = decoder.Decode(frame->payload);
         const auto mark = ReadMark(shown);
         ASSERT_TRUE(mark) << i;
-        EXPECT_EQ(mark->m_iChannel, 1);
-        EXPECT_TRUE(i == 0 || mark->m_ulPicture > last);
-        last = mark->m_ulPicture;
-        EXPECT_GE(LumaPsnr(shown, DrawScene(running.Server().Options().m_Scene, 1, last)), 28);
+        EXPECT_EQ(mark->channel, 1);
+        EXPECT_TRUE(i == 0 || mark->picture > last);
+        last = mark->picture;
+        EXPECT_GE(LumaPsnr(shown, DrawScene(running.GetServer().GetOptions().scene, 1, last)), 28);
     }
     const auto report = running.End();
     EXPECT_GE(report["data"]["clients"][0]["pictures"], 20);
     EXPECT_EQ(report["channels"][0]["pictures"], 0);
-    const bool h264 = GetParam().m_Mode == EMode::LiveH264;
+    const bool h264 = GetParam().mode == EMode::LiveH264;
     EXPECT_EQ(report["channels"][1][h264 ? "pictures" : "h264"].is_object(), !h264);
     EXPECT_EQ(h264 ? report["channels"][1]["pictures"] : report["channels"][1]["h264"]["pictures"], 0)
         << "what nobody watches isn't encoded";
 }
 
 INSTANTIATE_TEST_SUITE_P(Modes, LiveModeTest,
-                         testing::Values(XLive{EMode::LiveMpeg4, "mpeg4"}, XLive{EMode::LiveH264, "h264"}),
-                         [](const auto& row) { return std::string(row.param.m_szDecoder); });
+                         testing::Values(Live{EMode::LiveMpeg4, "mpeg4"}, Live{EMode::LiveH264, "h264"}),
+                         [](const auto& row) { return std::string(row.param.decoder); });
 
 TEST(DataPortTest, QueryIsRepliedAndClosed)
 {
     CRunning running({"--id", "77", "--channels", "1"});
-    CConnection client(running.Server().DataAt());
+    CConnection client(running.GetServer().DataAt());
     client.Ask(1, 0);
     EXPECT_EQ(client.Receive(100), REPLY);
     EXPECT_EQ(running.End()["data"]["queries"], 1);
@@ -130,7 +130,7 @@ TEST(DataPortTest, WhatIsNotThereIsRefused)
     CRunning running({"--id", "77", "--channels", "1"});
     const std::pair<int, int> rows[] = {{3, 1}, {3, -1}, {0, 64}, {4, 0}, {-1, 0}, {2, 0}};
     for (const auto& [mode, channel] : rows) {
-        CConnection client(running.Server().DataAt());
+        CConnection client(running.GetServer().DataAt());
         client.Ask(mode, channel);
         EXPECT_EQ(client.Receive(100), REFUSAL) << mode << ' ' << channel;
     }
@@ -141,7 +141,7 @@ TEST(DataPortTest, DamagedRequestsEndTheConnection)
 {
     CRunning running({"--id", "77", "--channels", "1"});
     for (const uint32_t length : {0U, 3U, 8U, 17U, 65536U, 0x80000000U}) {
-        CConnection client(running.Server().DataAt());
+        CConnection client(running.GetServer().DataAt());
         Bytes bytes(16);
         WriteU32(bytes.data(), length);
         client.Send(bytes);
@@ -154,12 +154,12 @@ TEST(DataPortTest, TheReportTellsWhoLeft)
 {
     CRunning running({"--id", "77", "--channels", "1"});
     {
-        CConnection client(running.Server().DataAt());
+        CConnection client(running.GetServer().DataAt());
         client.Ask(3, 0);
         client.Receive(STREAM_REPLY_BYTES);
         ASSERT_TRUE(client.NextFrame());
     }
-    CConnection other(running.Server().DataAt());
+    CConnection other(running.GetServer().DataAt());
     other.Ask(0, 0);
     other.Receive(STREAM_REPLY_BYTES);
     ASSERT_TRUE(other.NextFrame());
@@ -173,13 +173,13 @@ TEST(DataPortTest, TheReportTellsWhoLeft)
 TEST(DataPortTest, ChecksumIsAnnouncedBeforeEachKeyPicture)
 {
     CRunning running({"--id", "77", "--channels", "1", "--checksum", "32", "--gop", "5"});
-    CConnection client(running.Server().DataAt());
+    CConnection client(running.GetServer().DataAt());
     client.Ask(3, 0);
     client.Receive(STREAM_REPLY_BYTES);
     for (int i = 0; i < 10; ++i) {
         const auto frame = client.NextFrame();
         ASSERT_TRUE(frame);
-        const auto units = SplitUnits(frame->m_Payload);
+        const auto units = SplitUnits(frame->payload);
         ASSERT_FALSE(units.empty());
         if (units.size() > 1)
             EXPECT_EQ(UnitType(units[0]), EUnit::Sei);
@@ -192,28 +192,28 @@ TEST(DataPortTest, HarmIsDoneOnRequest)
 {
     {
         CRunning running({"--id", "77", "--channels", "1", "--no-media", "100"});
-        CConnection client(running.Server().DataAt());
+        CConnection client(running.GetServer().DataAt());
         client.Ask(3, 0);
         client.Receive(STREAM_REPLY_BYTES);
         for (uint32_t i = 0; i < 10; ++i) {
             const auto frame = client.NextFrame();
             ASSERT_TRUE(frame);
-            EXPECT_EQ(frame->m_ulType, i % 2 == 0 ? 1U : 0U);
-            EXPECT_EQ(frame->m_Payload.empty(), i % 2 == 0);
+            EXPECT_EQ(frame->type, i % 2 == 0 ? 1U : 0U);
+            EXPECT_EQ(frame->payload.empty(), i % 2 == 0);
         }
     }
     {
         CRunning running({"--id", "77", "--channels", "1", "--wrong-type", "100"});
-        CConnection client(running.Server().DataAt());
+        CConnection client(running.GetServer().DataAt());
         client.Ask(3, 0);
         client.Receive(STREAM_REPLY_BYTES);
         const auto frame = client.NextFrame();
         ASSERT_TRUE(frame);
-        EXPECT_GT(frame->m_ulType, 1U);
+        EXPECT_GT(frame->type, 1U);
     }
     {
         CRunning running({"--id", "77", "--channels", "1", "--close", "100"});
-        CConnection client(running.Server().DataAt());
+        CConnection client(running.GetServer().DataAt());
         client.Ask(3, 0);
         client.Receive(STREAM_REPLY_BYTES);
         const Bytes part = client.Receive(MAX_MEDIA_FRAME_BYTES);
@@ -222,7 +222,7 @@ TEST(DataPortTest, HarmIsDoneOnRequest)
     }
     {
         CRunning running({"--id", "77", "--channels", "1", "--wrong-length", "100"});
-        CConnection client(running.Server().DataAt());
+        CConnection client(running.GetServer().DataAt());
         client.Ask(3, 0);
         client.Receive(STREAM_REPLY_BYTES);
         client.Receive(2000);
@@ -230,7 +230,7 @@ TEST(DataPortTest, HarmIsDoneOnRequest)
     }
     {
         CRunning running({"--id", "77", "--channels", "1", "--trickle", "1"});
-        CConnection client(running.Server().DataAt());
+        CConnection client(running.GetServer().DataAt());
         client.Ask(3, 0);
         EXPECT_EQ(client.Receive(STREAM_REPLY_BYTES), REPLY);
         EXPECT_EQ(client.Receive(100).size(), 100U);
@@ -240,11 +240,11 @@ TEST(DataPortTest, HarmIsDoneOnRequest)
 TEST(ControlPortTest, CommandsMoveTheCameraOfTheirChannel)
 {
     CRunning running({"--id", "77", "--channels", "2", "--gop", "1", "--mark"});
-    CConnection viewer(running.Server().DataAt());
+    CConnection viewer(running.GetServer().DataAt());
     viewer.Ask(0, 1);
     viewer.Receive(STREAM_REPLY_BYTES);
     {
-        CConnection control(running.Server().ControlAt());
+        CConnection control(running.GetServer().ControlAt());
         control.SendText("SetSaturation:1:0");
         control.SendText("ZoomInStart:1");
     }
@@ -255,15 +255,15 @@ TEST(ControlPortTest, CommandsMoveTheCameraOfTheirChannel)
     for (int i = 0; i < 250 && !(grey && moved); ++i) {
         const auto frame = viewer.NextFrame();
         ASSERT_TRUE(frame);
-        const XPicture shown = decoder.Decode(frame->m_Payload);
+        const Picture shown = decoder.Decode(frame->payload);
         int colour = 0;
-        for (const uint8_t u : shown.m_U)
+        for (const uint8_t u : shown.u)
             colour = std::max(colour, std::abs(u - 128));
         grey = grey || colour < 12;
         const auto mark = ReadMark(shown);
         ASSERT_TRUE(mark);
         moved =
-            moved || LumaPsnr(shown, DrawScene(running.Server().Options().m_Scene, 1, mark->m_ulPicture)) < 22;
+            moved || LumaPsnr(shown, DrawScene(running.GetServer().GetOptions().scene, 1, mark->picture)) < 22;
     }
     EXPECT_TRUE(grey);
     EXPECT_TRUE(moved);
@@ -273,7 +273,7 @@ TEST(ControlPortTest, CommandsMoveTheCameraOfTheirChannel)
 TEST(ControlPortTest, WhatIsNoCommandIsCounted)
 {
     CRunning running({"--id", "77", "--channels", "1"});
-    CConnection client(running.Server().ControlAt());
+    CConnection client(running.GetServer().ControlAt());
     for (const char* text : {"LeftStart:0", "LeftStart:1", "Reboot:0", "", "LeftStart:-1"})
         client.SendText(text);
     client.Send({3, 0, 0, 0, 'x'});
@@ -288,9 +288,9 @@ TEST(ControlPortTest, OpenConnectionsAreBounded)
 {
     CRunning running({"--id", "77", "--channels", "1"});
     std::vector<std::unique_ptr<CConnection>> idle;
-    for (size_t i = 0; i < CControlServer::MAX_CONNECTIONS; ++i)
-        idle.push_back(std::make_unique<CConnection>(running.Server().ControlAt()));
-    CConnection further(running.Server().ControlAt());
+    for (size_t i = 0; i < ControlServer::MAX_CONNECTIONS; ++i)
+        idle.push_back(std::make_unique<CConnection>(running.GetServer().ControlAt()));
+    CConnection further(running.GetServer().ControlAt());
     EXPECT_EQ(further.Receive(1), Bytes());
     EXPECT_EQ(running.End()["control"]["turned away"], 1);
 }

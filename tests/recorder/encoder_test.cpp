@@ -16,18 +16,18 @@ namespace
 using namespace recorder;
 using testing::ElementsAre;
 
-XSceneSetup SmallScene()
+SceneSetup SmallScene()
 {
-    XSceneSetup setup;
-    setup.m_iWidth = 352;
-    setup.m_iHeight = 288;
+    SceneSetup setup;
+    setup.width = 352;
+    setup.height = 288;
     return setup;
 }
 
 // A picture of fine texture that slides by half samples: every macroblock is interpolated.
-XPicture Sliding(int number)
+Picture Sliding(int number)
 {
-    XPicture picture;
+    Picture picture;
     picture.Resize(176, 144);
     for (int y = 0; y < 144; ++y)
         for (int x = 0; x < 176; ++x) {
@@ -36,10 +36,10 @@ XPicture Sliding(int number)
             const double texture = 26 * std::sin(u * 0.9) * std::cos(v * 0.7) +
                                    18 * std::sin(u * 0.31 + v * 1.1) + 20 * std::sin(u * 0.11) +
                                    16 * std::cos(v * 0.13);
-            picture.m_Y[static_cast<size_t>(y * 176 + x)] = static_cast<uint8_t>(std::lround(128 + texture));
+            picture.y[static_cast<size_t>(y * 176 + x)] = static_cast<uint8_t>(std::lround(128 + texture));
         }
-    std::fill(picture.m_U.begin(), picture.m_U.end(), uint8_t{100});
-    std::fill(picture.m_V.begin(), picture.m_V.end(), uint8_t{150});
+    std::fill(picture.u.begin(), picture.u.end(), uint8_t{100});
+    std::fill(picture.v.begin(), picture.v.end(), uint8_t{150});
     return picture;
 }
 
@@ -49,26 +49,26 @@ class EncoderTest : public testing::TestWithParam<EMotion>
 
 TEST_P(EncoderTest, HeadersStayWithinTheLimits)
 {
-    CMpeg4Encoder encoder(352, 288, 25, GetParam());
-    CScenePainter painter(SmallScene(), 1);
-    XPicture picture;
+    Mpeg4Encoder encoder(352, 288, 25, GetParam());
+    ScenePainter painter(SmallScene(), 1);
+    Picture picture;
     int resolution = 0;
     int keys = 0;
     for (int i = 0; i < 40; ++i) {
         painter.Draw(i * 3, picture);  // more motion than usual
-        const XCoded coded = encoder.Encode(picture, i, i % 12 == 0, 5);
-        const auto headers = ReadHeaders(coded.m_Bytes, resolution);
+        const Coded coded = encoder.Encode(picture, i, i % 12 == 0, 5);
+        const auto headers = ReadHeaders(coded.bytes, resolution);
         ASSERT_TRUE(headers.vop) << "picture " << i;
         EXPECT_EQ(headers.vops, 1);
         EXPECT_TRUE(headers.vop->vop_coded);
         EXPECT_EQ(headers.vop->intra_dc_vlc_thr, 0);
-        EXPECT_EQ(headers.vop->vop_quant, coded.m_iQuant);
-        EXPECT_EQ(coded.m_bKey, i % 12 == 0) << "picture " << i;
-        if (coded.m_bKey) {
+        EXPECT_EQ(headers.vop->vop_quant, coded.quant);
+        EXPECT_EQ(coded.key, i % 12 == 0) << "picture " << i;
+        if (coded.key) {
             ++keys;
             ASSERT_TRUE(headers.vol) << "a stream can be joined at every key picture";
             EXPECT_EQ(headers.vop->vop_coding_type, EVop::I);
-            const XVol& vol = *headers.vol;
+            const Vol& vol = *headers.vol;
             resolution = vol.vop_time_increment_resolution;
             EXPECT_EQ(vol.video_object_type_indication, 1) << "Simple";
             EXPECT_EQ(vol.width, 352);
@@ -101,13 +101,13 @@ TEST_P(EncoderTest, HeadersStayWithinTheLimits)
 // end of a long group: when the bit alone is rewritten, this one falls from 39 to 23 dB.
 TEST(EncoderMotionTest, LongGroupsDoNotDrift)
 {
-    CMpeg4Encoder encoder(176, 144, 25, EMotion::Half);
+    Mpeg4Encoder encoder(176, 144, 25, EMotion::Half);
     CDecoder decoder;
     double early = 0;
     double late = 0;
     for (int i = 0; i < 120; ++i) {
-        const XPicture picture = Sliding(i);
-        const double psnr = LumaPsnr(picture, decoder.Decode(encoder.Encode(picture, i, i == 0, 4).m_Bytes));
+        const Picture picture = Sliding(i);
+        const double psnr = LumaPsnr(picture, decoder.Decode(encoder.Encode(picture, i, i == 0, 4).bytes));
         if (i >= 5 && i < 15) early += psnr / 10;
         if (i >= 110) late += psnr / 10;
     }
@@ -124,50 +124,50 @@ INSTANTIATE_TEST_SUITE_P(Motions, EncoderTest, testing::Values(EMotion::Half, EM
 // set to 1 decodes to the same samples.
 TEST(EncoderMotionTest, WithoutMotionTheRoundingTypeIsFree)
 {
-    CMpeg4Encoder encoder(176, 144, 25, EMotion::None);
+    Mpeg4Encoder encoder(176, 144, 25, EMotion::None);
     CDecoder plain;
     CDecoder rounded;
     for (int i = 0; i < 20; ++i) {
-        XCoded coded = encoder.Encode(Sliding(i), i, i == 0, 4);
-        const XPicture expected = plain.Decode(coded.m_Bytes);
-        const auto headers = ReadHeaders(coded.m_Bytes, 200);
-        if (!coded.m_bKey)
-            coded.m_Bytes[headers.vop->rounding_bit / 8] |=
+        Coded coded = encoder.Encode(Sliding(i), i, i == 0, 4);
+        const Picture expected = plain.Decode(coded.bytes);
+        const auto headers = ReadHeaders(coded.bytes, 200);
+        if (!coded.key)
+            coded.bytes[headers.vop->rounding_bit / 8] |=
                 static_cast<uint8_t>(0x80U >> headers.vop->rounding_bit % 8);
-        EXPECT_EQ(rounded.Decode(coded.m_Bytes).m_Y, expected.m_Y) << "picture " << i;
+        EXPECT_EQ(rounded.Decode(coded.bytes).y, expected.y) << "picture " << i;
     }
 }
 
 TEST(EncoderMotionTest, HalfPelMotionIsCoded)
 {
-    CMpeg4Encoder encoder(176, 144, 25, EMotion::Half);
-    CMpeg4Encoder without(176, 144, 25, EMotion::None);
+    Mpeg4Encoder encoder(176, 144, 25, EMotion::Half);
+    Mpeg4Encoder without(176, 144, 25, EMotion::None);
     size_t withMotion = 0;
     size_t withoutMotion = 0;
     for (int i = 0; i < 10; ++i) {
-        withMotion += encoder.Encode(Sliding(i), i, i == 0, 4).m_Bytes.size();
-        withoutMotion += without.Encode(Sliding(i), i, i == 0, 4).m_Bytes.size();
+        withMotion += encoder.Encode(Sliding(i), i, i == 0, 4).bytes.size();
+        withoutMotion += without.Encode(Sliding(i), i, i == 0, 4).bytes.size();
     }
     EXPECT_LT(withMotion * 2, withoutMotion);
 }
 
 TEST(EncoderMotionTest, AKeyPictureMayReplaceTheLatest)
 {
-    CMpeg4Encoder encoder(176, 144, 25, EMotion::Half);
+    Mpeg4Encoder encoder(176, 144, 25, EMotion::Half);
     CDecoder decoder;
     encoder.Encode(Sliding(0), 0, true, 2);
-    const XCoded again = encoder.Encode(Sliding(0), 0, true, 20);
-    EXPECT_TRUE(again.m_bKey);
-    decoder.Decode(again.m_Bytes);
-    const XCoded next = encoder.Encode(Sliding(1), 1, false, 3);
-    EXPECT_FALSE(next.m_bKey);
-    EXPECT_GT(LumaPsnr(Sliding(1), decoder.Decode(next.m_Bytes)), 38) << "it builds on the one that was sent";
+    const Coded again = encoder.Encode(Sliding(0), 0, true, 20);
+    EXPECT_TRUE(again.key);
+    decoder.Decode(again.bytes);
+    const Coded next = encoder.Encode(Sliding(1), 1, false, 3);
+    EXPECT_FALSE(next.key);
+    EXPECT_GT(LumaPsnr(Sliding(1), decoder.Decode(next.bytes)), 38) << "it builds on the one that was sent";
 }
 
 TEST(HeadersTest, DamagedBytesAreReadWithoutHarm)
 {
-    CMpeg4Encoder encoder(176, 144, 25, EMotion::Half);
-    const auto good = encoder.Encode(Sliding(0), 0, true, 8).m_Bytes;
+    Mpeg4Encoder encoder(176, 144, 25, EMotion::Half);
+    const auto good = encoder.Encode(Sliding(0), 0, true, 8).bytes;
     for (size_t bytes = 0; bytes < 60; ++bytes)
         ReadHeaders(std::span(good).first(bytes), 0);
     for (size_t at = 0; at < 40; ++at) {

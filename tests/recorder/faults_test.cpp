@@ -12,9 +12,9 @@ namespace
 using namespace recorder;
 
 // What becomes of numbered datagrams, each passed one millisecond after the other.
-std::vector<Bytes> Pass(CFaults& faults, int count)
+std::vector<Bytes> Pass(Faults& faults, int count)
 {
-    std::vector<XDatagram> ready;
+    std::vector<Datagram> ready;
     for (int i = 0; i < count; ++i) {
         Bytes bytes(100, 0);
         WriteU32(bytes.data(), static_cast<uint32_t>(i));
@@ -23,8 +23,8 @@ std::vector<Bytes> Pass(CFaults& faults, int count)
     }
     faults.Release(3600 * SECOND, ready);
     std::vector<Bytes> all;
-    for (const XDatagram& datagram : ready)
-        all.push_back(datagram.m_Bytes);
+    for (const Datagram& datagram : ready)
+        all.push_back(datagram.bytes);
     return all;
 }
 
@@ -38,40 +38,40 @@ std::vector<uint32_t> Numbers(const std::vector<Bytes>& all)
 
 TEST(FaultsTest, WithoutRatesEverythingPassesUnchanged)
 {
-    CFaults faults({}, 1);
+    Faults faults({}, 1);
     const auto numbers = Numbers(Pass(faults, 100));
     ASSERT_EQ(numbers.size(), 100U);
     EXPECT_TRUE(std::is_sorted(numbers.begin(), numbers.end()));
-    EXPECT_FALSE(XFaultRates().Any());
+    EXPECT_FALSE(FaultRates().Any());
 }
 
 TEST(FaultsTest, LossComesAtItsRate)
 {
-    XFaultRates rates;
-    rates.m_dLoss = 10;
-    CFaults faults(rates, 1);
+    FaultRates rates;
+    rates.loss = 10;
+    Faults faults(rates, 1);
     const size_t left = Pass(faults, 10'000).size();
     EXPECT_NEAR(static_cast<double>(left), 9'000, 150);
-    EXPECT_EQ(faults.Counts().m_ulLost, 10'000 - left);
+    EXPECT_EQ(faults.Counts().lost, 10'000 - left);
 }
 
 TEST(FaultsTest, DuplicatesComeAtTheirRate)
 {
-    XFaultRates rates;
-    rates.m_dDuplicate = 5;
-    CFaults faults(rates, 1);
+    FaultRates rates;
+    rates.duplicate = 5;
+    Faults faults(rates, 1);
     EXPECT_NEAR(static_cast<double>(Pass(faults, 10'000).size()), 10'500, 120);
 }
 
 TEST(FaultsTest, ReorderedOnesAreOvertakenByUpToThreeButNotLost)
 {
-    XFaultRates rates;
-    rates.m_dReorder = 20;
-    CFaults faults(rates, 1);
+    FaultRates rates;
+    rates.reorder = 20;
+    Faults faults(rates, 1);
     const auto numbers = Numbers(Pass(faults, 1000));
     EXPECT_EQ(numbers.size(), 1000U);
     EXPECT_FALSE(std::is_sorted(numbers.begin(), numbers.end()));
-    EXPECT_GT(faults.Counts().m_ulReordered, 100U);
+    EXPECT_GT(faults.Counts().reordered, 100U);
     auto sorted = numbers;
     std::sort(sorted.begin(), sorted.end());
     EXPECT_EQ(std::unique(sorted.begin(), sorted.end()), sorted.end());
@@ -79,10 +79,10 @@ TEST(FaultsTest, ReorderedOnesAreOvertakenByUpToThreeButNotLost)
 
 TEST(FaultsTest, AHeldDatagramGoesWhenNoneFollows)
 {
-    XFaultRates rates;
-    rates.m_dReorder = 100;
-    CFaults faults(rates, 1);
-    std::vector<XDatagram> ready;
+    FaultRates rates;
+    rates.reorder = 100;
+    Faults faults(rates, 1);
+    std::vector<Datagram> ready;
     faults.Pass(0, {ALICE, {1}}, ready);
     EXPECT_TRUE(ready.empty());
     const TimeUs due = faults.Release(0, ready);
@@ -93,10 +93,10 @@ TEST(FaultsTest, AHeldDatagramGoesWhenNoneFollows)
 
 TEST(FaultsTest, DelayKeepsTheOrder)
 {
-    XFaultRates rates;
-    rates.m_iDelay = 5 * MILLISECOND;
-    CFaults faults(rates, 1);
-    std::vector<XDatagram> ready;
+    FaultRates rates;
+    rates.delay = 5 * MILLISECOND;
+    Faults faults(rates, 1);
+    std::vector<Datagram> ready;
     faults.Pass(0, {ALICE, {1}}, ready);
     faults.Pass(MILLISECOND, {ALICE, {2}}, ready);
     EXPECT_EQ(faults.Release(4 * MILLISECOND, ready), 5 * MILLISECOND);
@@ -104,33 +104,33 @@ TEST(FaultsTest, DelayKeepsTheOrder)
     EXPECT_EQ(faults.Release(5 * MILLISECOND, ready), 6 * MILLISECOND);
     EXPECT_EQ(faults.Release(6 * MILLISECOND, ready), NEVER);
     ASSERT_EQ(ready.size(), 2U);
-    EXPECT_EQ(ready[0].m_Bytes, Bytes{1});
+    EXPECT_EQ(ready[0].bytes, Bytes{1});
 }
 
 TEST(FaultsTest, DelayIsBounded)
 {
-    XFaultRates rates;
-    rates.m_iDelay = 3600 * SECOND;
-    CFaults faults(rates, 1);
-    std::vector<XDatagram> ready;
+    FaultRates rates;
+    rates.delay = 3600 * SECOND;
+    Faults faults(rates, 1);
+    std::vector<Datagram> ready;
     for (int i = 0; i < 10'000; ++i)
         faults.Pass(0, {ALICE, {1}}, ready);
-    EXPECT_EQ(faults.Counts().m_ulLost, 10'000U - 8192U);
+    EXPECT_EQ(faults.Counts().lost, 10'000U - 8192U);
 }
 
 TEST(FaultsTest, GarbageChangesDatagrams)
 {
-    XFaultRates rates;
-    rates.m_dGarbage = 100;
-    CFaults faults(rates, 1);
-    std::vector<XDatagram> ready;
+    FaultRates rates;
+    rates.garbage = 100;
+    Faults faults(rates, 1);
+    std::vector<Datagram> ready;
     const Bytes good(200, 0x55);
     size_t shorter = 0;
     for (int i = 0; i < 200; ++i)
         faults.Pass(0, {ALICE, good}, ready);
-    for (const XDatagram& datagram : ready) {
-        EXPECT_NE(datagram.m_Bytes, good);
-        if (datagram.m_Bytes.size() < good.size()) ++shorter;
+    for (const Datagram& datagram : ready) {
+        EXPECT_NE(datagram.bytes, good);
+        if (datagram.bytes.size() < good.size()) ++shorter;
     }
     EXPECT_EQ(ready.size(), 200U);
     EXPECT_GT(shorter, 20U);
@@ -139,31 +139,31 @@ TEST(FaultsTest, GarbageChangesDatagrams)
 
 TEST(FaultsTest, WrongLengthsTouchOnlyTheLength)
 {
-    XFaultRates rates;
-    rates.m_dWrongLength = 100;
-    CFaults faults(rates, 1);
+    FaultRates rates;
+    rates.wrongLength = 100;
+    Faults faults(rates, 1);
     const uint32_t word = PackHeader({true, 17, 5000});
     size_t changed = 0;
     for (int i = 0; i < 100; ++i) {
-        const XHeaderWord header = UnpackHeader(faults.SpoilHeader(word));
-        EXPECT_TRUE(header.m_bDirection);
-        EXPECT_EQ(header.m_iChannel, 17);
-        if (header.m_ulLength != 5000) ++changed;
+        const HeaderWord header = UnpackHeader(faults.SpoilHeader(word));
+        EXPECT_TRUE(header.direction);
+        EXPECT_EQ(header.channel, 17);
+        if (header.length != 5000) ++changed;
     }
     EXPECT_GT(changed, 95U);
-    EXPECT_EQ(CFaults({}, 1).SpoilHeader(word), word);
+    EXPECT_EQ(Faults({}, 1).SpoilHeader(word), word);
 }
 
 TEST(FaultsTest, SameSeedSameHarm)
 {
-    XFaultRates rates;
-    rates.m_dLoss = 10;
-    rates.m_dReorder = 10;
-    rates.m_dDuplicate = 10;
-    rates.m_dGarbage = 10;
-    CFaults first(rates, 7);
-    CFaults second(rates, 7);
-    CFaults other(rates, 8);
+    FaultRates rates;
+    rates.loss = 10;
+    rates.reorder = 10;
+    rates.duplicate = 10;
+    rates.garbage = 10;
+    Faults first(rates, 7);
+    Faults second(rates, 7);
+    Faults other(rates, 8);
     const auto expected = Pass(first, 500);
     EXPECT_EQ(Pass(second, 500), expected);
     EXPECT_NE(Pass(other, 500), expected);

@@ -25,7 +25,7 @@ TEST(FramesTest, FramesComeInPiecesAndTogether)
     Bytes stream = MakeFrame(TextOf("one"));
     for (const Bytes& more : {MakeFrame({}), MakeFrame(TextOf("three"))})
         stream.insert(stream.end(), more.begin(), more.end());
-    CFrameReader whole(100);
+    FrameReader whole(100);
     whole.Add(stream);
     EXPECT_EQ(whole.Next(), TextOf("one"));
     EXPECT_EQ(whole.Next(), Bytes()) << "a length of 4 is an empty body";
@@ -33,7 +33,7 @@ TEST(FramesTest, FramesComeInPiecesAndTogether)
     EXPECT_EQ(whole.Next(), std::nullopt);
     EXPECT_FALSE(whole.Damaged());
 
-    CFrameReader pieces(100);
+    FrameReader pieces(100);
     std::vector<Bytes> got;
     for (const uint8_t byte : stream) {
         pieces.Add(std::span(&byte, 1));
@@ -46,7 +46,7 @@ TEST(FramesTest, FramesComeInPiecesAndTogether)
 TEST(FramesTest, ALengthThatCanNotBeEndsAllUnderstanding)
 {
     for (const uint32_t length : {0U, 1U, 3U, 101U, 65536U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}) {
-        CFrameReader reader(100);
+        FrameReader reader(100);
         Bytes bytes(8);
         WriteU32(bytes.data(), length);
         reader.Add(bytes);
@@ -55,7 +55,7 @@ TEST(FramesTest, ALengthThatCanNotBeEndsAllUnderstanding)
         reader.Add(MakeFrame(TextOf("sound")));
         EXPECT_EQ(reader.Next(), std::nullopt) << length;
     }
-    CFrameReader bound(100);
+    FrameReader bound(100);
     bound.Add(MakeFrame(Bytes(96, 'x')));
     EXPECT_EQ(bound.Next(), Bytes(96, 'x')) << "as long as allowed";
 }
@@ -63,7 +63,7 @@ TEST(FramesTest, ALengthThatCanNotBeEndsAllUnderstanding)
 TEST(FramesTest, RequestAndReplyHaveTheirPlaces)
 {
     const Bytes request = {16, 0, 0, 0, 2, 0, 0, 0, 7, 1, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF};
-    EXPECT_EQ(ParseDirectRequest(std::span(request).subspan(4)), (XStreamRequest{2, 263, -1}));
+    EXPECT_EQ(ParseDirectRequest(std::span(request).subspan(4)), (StreamRequest{2, 263, -1}));
     for (const size_t bytes : {0U, 11U, 13U})
         EXPECT_EQ(ParseDirectRequest(Bytes(bytes)), std::nullopt);
     EXPECT_EQ(MakeDirectReply(EReply::Stream, 704, 576),
@@ -77,12 +77,12 @@ TEST(CommandsTest, EveryMotorStartsAndStops)
                                        "SoftScan",  "ZoomIn",   "ZoomOut", "FocusIn", "FocusOut",
                                        "IrisClose", "IrisOpen", "Rain",    "Light"};
     for (int motor = 0; motor < MOTORS; ++motor) {
-        XCommand expected;
-        expected.m_Kind = XCommand::EKind::Start;
-        expected.m_Motor = static_cast<EMotor>(motor);
-        expected.m_iChannel = 12;
+        Command expected;
+        expected.kind = Command::EKind::Start;
+        expected.motor = static_cast<EMotor>(motor);
+        expected.channel = 12;
         EXPECT_EQ(ParseCommand(std::string(names[motor]) + "Start:12"), expected) << names[motor];
-        expected.m_Kind = XCommand::EKind::Stop;
+        expected.kind = Command::EKind::Stop;
         EXPECT_EQ(ParseCommand(std::string(names[motor]) + "Stop:12"), expected) << names[motor];
     }
 }
@@ -92,8 +92,8 @@ TEST(CommandsTest, ColoursHaveAValue)
     const char* const names[COLOURS] = {"SetBright", "SetContrast", "SetHue", "SetSaturation"};
     for (int colour = 0; colour < COLOURS; ++colour)
         EXPECT_EQ(ParseCommand(std::string(names[colour]) + ":0:128"),
-                  (XCommand{XCommand::EKind::Set, EMotor::Left, static_cast<EColour>(colour), 0, 128}));
-    EXPECT_EQ(ParseCommand("SetHue:3:-5")->m_iValue, -5);
+                  (Command{Command::EKind::Set, EMotor::Left, static_cast<EColour>(colour), 0, 128}));
+    EXPECT_EQ(ParseCommand("SetHue:3:-5")->value, -5);
 }
 
 TEST(CommandsTest, AnythingElseIsNone)

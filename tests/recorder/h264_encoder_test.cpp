@@ -17,29 +17,29 @@ using testing::ElementsAre;
 constexpr int WIDTH = 352;
 constexpr int HEIGHT = 288;
 
-XPicture Scene(int64_t iPicture)
+Picture Scene(int64_t picture)
 {
-    XSceneSetup setup;
-    setup.m_iWidth = WIDTH;
-    setup.m_iHeight = HEIGHT;
-    setup.m_bMark = true;
-    return DrawScene(setup, 1, iPicture);
+    SceneSetup setup;
+    setup.width = WIDTH;
+    setup.height = HEIGHT;
+    setup.mark = true;
+    return DrawScene(setup, 1, picture);
 }
 
-XH264Setup EncoderSetup()
+H264Setup EncoderSetup()
 {
-    XH264Setup setup;
-    setup.m_iWidth = WIDTH;
-    setup.m_iHeight = HEIGHT;
-    setup.m_iBitRate = 600'000;
-    setup.m_iGroup = 10;
+    H264Setup setup;
+    setup.width = WIDTH;
+    setup.height = HEIGHT;
+    setup.bitRate = 600'000;
+    setup.group = 10;
     return setup;
 }
 
-std::vector<EUnit> TypesOf(const XCoded& coded)
+std::vector<EUnit> TypesOf(const Coded& coded)
 {
     std::vector<EUnit> types;
-    for (const auto unit : SplitUnits(coded.m_Bytes))
+    for (const auto unit : SplitUnits(coded.bytes))
         types.push_back(UnitType(unit));
     return types;
 }
@@ -52,9 +52,8 @@ class CBits
     unsigned U(int bits)
     {
         unsigned value = 0;
-        for (; bits > 0; --bits, ++m_ulAt)
-            value =
-                value << 1 | (m_ulAt / 8 < m_Bytes.size() ? m_Bytes[m_ulAt / 8] >> (7 - m_ulAt % 8) & 1U : 0);
+        for (; bits > 0; --bits, ++at)
+            value = value << 1 | (at / 8 < m_Bytes.size() ? m_Bytes[at / 8] >> (7 - at % 8) & 1U : 0);
         return value;
     }
     unsigned Ue()
@@ -72,7 +71,7 @@ class CBits
 
   private:
     std::vector<uint8_t> m_Bytes;
-    size_t m_ulAt = 0;
+    size_t at = 0;
 };
 
 class H264EncoderTest : public testing::TestWithParam<EEntropy>
@@ -82,23 +81,23 @@ class H264EncoderTest : public testing::TestWithParam<EEntropy>
 TEST_P(H264EncoderTest, PicturesShowTheSceneAndKeyPicturesComeWithTheirParameterSets)
 {
     auto setup = EncoderSetup();
-    setup.m_Entropy = GetParam();
-    CH264Encoder encoder(setup);
+    setup.entropy = GetParam();
+    H264Encoder encoder(setup);
     CDecoder decoder("h264");
     for (int i = 0; i < 40; ++i) {
-        const XCoded coded = encoder.Encode(Scene(i), i, i == 15);
-        EXPECT_EQ(coded.m_Codec, ECodec::H264);
+        const Coded coded = encoder.Encode(Scene(i), i, i == 15);
+        EXPECT_EQ(coded.codec, ECodec::H264);
         const bool key = i == 0 || i == 10 || i == 15 || i == 25 || i == 35;
-        EXPECT_EQ(coded.m_bKey, key) << i;
+        EXPECT_EQ(coded.key, key) << i;
         if (key)
             EXPECT_THAT(TypesOf(coded), ElementsAre(EUnit::SequenceSet, EUnit::PictureSet, EUnit::IdrSlice))
                 << i;
         else
             EXPECT_THAT(TypesOf(coded), ElementsAre(EUnit::Slice)) << i;
-        for (const auto unit : SplitUnits(coded.m_Bytes))
+        for (const auto unit : SplitUnits(coded.bytes))
             EXPECT_GT(RefIdc(unit), 0);
-        const XPicture shown = decoder.Decode(coded.m_Bytes);
-        EXPECT_EQ(ReadMark(shown), (XMark{static_cast<uint32_t>(i), 1}));
+        const Picture shown = decoder.Decode(coded.bytes);
+        EXPECT_EQ(ReadMark(shown), (Mark{static_cast<uint32_t>(i), 1}));
         EXPECT_GE(LumaPsnr(shown, Scene(i)), 28) << i;
     }
 }
@@ -107,13 +106,13 @@ TEST_P(H264EncoderTest, PicturesShowTheSceneAndKeyPicturesComeWithTheirParameter
 TEST_P(H264EncoderTest, StaysInsideTheSubset)
 {
     auto setup = EncoderSetup();
-    setup.m_Entropy = GetParam();
-    setup.m_iBitRate = 8'000'000;
-    CH264Encoder encoder(setup);
+    setup.entropy = GetParam();
+    setup.bitRate = 8'000'000;
+    H264Encoder encoder(setup);
     for (int i = 0; i < 12; ++i) {
-        const XCoded coded = encoder.Encode(Scene(i * 7), i, false);
+        const Coded coded = encoder.Encode(Scene(i * 7), i, false);
         int frameNumBits = 0;
-        for (const auto unit : SplitUnits(coded.m_Bytes)) {
+        for (const auto unit : SplitUnits(coded.bytes)) {
             CBits bits(Unescape(unit));
             if (UnitType(unit) == EUnit::SequenceSet) {
                 EXPECT_EQ(bits.U(8), GetParam() == EEntropy::Cabac ? 77U : 66U) << "profile_idc";
@@ -148,10 +147,10 @@ TEST_P(H264EncoderTest, StaysInsideTheSubset)
                 EXPECT_EQ(bits.U(1), 0U) << "redundant_pic_cnt_present_flag";
             } else {
                 EXPECT_EQ(bits.Ue(), 0U) << "first_mb_in_slice";
-                EXPECT_EQ(bits.Ue() % 5, coded.m_bKey ? 2U : 0U) << "slice_type";
+                EXPECT_EQ(bits.Ue() % 5, coded.key ? 2U : 0U) << "slice_type";
             }
         }
-        EXPECT_TRUE(!coded.m_bKey || frameNumBits >= 4);
+        EXPECT_TRUE(!coded.key || frameNumBits >= 4);
     }
 }
 
@@ -167,16 +166,16 @@ TEST_P(ChecksumTest, EveryUnitIsAMultipleOfTheModulusAndDecodesAsBefore)
     const bool wide = GetParam() == EChecksum::ThirtyTwo;
     const size_t bytes = wide ? 4 : 2;
     auto setup = EncoderSetup();
-    CH264Encoder plain(setup);
-    setup.m_Checksum = GetParam();
-    CH264Encoder checked(setup);
+    H264Encoder plain(setup);
+    setup.checksum = GetParam();
+    H264Encoder checked(setup);
     CDecoder decoder("h264");
     for (int i = 0; i < 25; ++i) {
-        const XCoded without = plain.Encode(Scene(i), i, false);
-        const XCoded with = checked.Encode(Scene(i), i, false);
+        const Coded without = plain.Encode(Scene(i), i, false);
+        const Coded with = checked.Encode(Scene(i), i, false);
         std::vector<uint8_t> stripped;
         uint64_t modulus = wide ? MODULUS_32 : MODULUS_16;
-        for (const auto unit : SplitUnits(with.m_Bytes)) {
+        for (const auto unit : SplitUnits(with.bytes)) {
             std::vector<uint8_t> payload = Unescape(unit);
             if (UnitType(unit) == EUnit::Sei) {
                 // The tag stands at an even place, and the modulus twice.
@@ -199,7 +198,7 @@ TEST_P(ChecksumTest, EveryUnitIsAMultipleOfTheModulusAndDecodesAsBefore)
             payload.erase(payload.end() - static_cast<ptrdiff_t>(bytes), payload.end());
             AppendUnit(stripped, unit[0], payload);
         }
-        EXPECT_EQ(stripped, without.m_Bytes) << i;
+        EXPECT_EQ(stripped, without.bytes) << i;
     }
 }
 

@@ -15,7 +15,7 @@ using namespace recorder;
 constexpr int RATE = 25;
 
 // The pictures at which a gate lets key pictures out of turn, when they are asked for at each.
-std::vector<int64_t> KeysOf(CKeyGate& gate, int64_t from, int64_t to)
+std::vector<int64_t> KeysOf(KeyGate& gate, int64_t from, int64_t to)
 {
     std::vector<int64_t> keys;
     for (int64_t picture = from; picture < to; ++picture) {
@@ -29,14 +29,14 @@ std::vector<int64_t> KeysOf(CKeyGate& gate, int64_t from, int64_t to)
 
 TEST(KeyGateTest, OneASecondAtTheChannelsOwnPlace)
 {
-    CKeyGate gate(RATE, 4, 10);
+    KeyGate gate(RATE, 4, 10);
     gate.Coded(0, true);
     EXPECT_THAT(KeysOf(gate, 1, 100), testing::ElementsAre(35, 60, 85)) << "not at 10, so soon after the first";
 }
 
 TEST(KeyGateTest, NobodyAskedNothingIsDue)
 {
-    CKeyGate gate(RATE, 0, 1);
+    KeyGate gate(RATE, 0, 1);
     gate.Coded(0, true);
     gate.Coded(25, true);  // the place was taken once, behind the start
     for (int64_t picture = 26; picture < 200; ++picture)
@@ -45,7 +45,7 @@ TEST(KeyGateTest, NobodyAskedNothingIsDue)
 
 TEST(KeyGateTest, WhoWaitedHasGotAnyKeyPicture)
 {
-    CKeyGate gate(RATE, 0, 1);
+    KeyGate gate(RATE, 0, 1);
     gate.Coded(0, true);
     gate.Coded(25, true);
     gate.Want();
@@ -57,7 +57,7 @@ TEST(KeyGateTest, StreamsThatBeganTogetherGetOutOfStep)
 {
     std::map<int64_t, int> atOnce;
     for (int channel = 0; channel < 50; ++channel) {
-        CKeyGate gate(RATE, channel, 50);
+        KeyGate gate(RATE, channel, 50);
         gate.Restart();
         gate.Coded(1000, true);
         for (int64_t picture = 1001;; ++picture) {
@@ -74,7 +74,7 @@ TEST(KeyGateTest, StreamsThatBeganTogetherGetOutOfStep)
 
 TEST(KeyGateTest, APlaceThatIsSkippedCountsForTheNextPicture)
 {
-    CKeyGate gate(RATE, 0, 1);
+    KeyGate gate(RATE, 0, 1);
     gate.Coded(0, true);
     gate.Coded(25, true);
     gate.Want();
@@ -96,7 +96,7 @@ class StallTest : public testing::Test, public IDatagramOut, public IChannels
         for (int channel = 0; channel < CHANNELS; ++channel)
             m_Gates.emplace_back(RATE, channel, CHANNELS);
     }
-    void Send(const XEndpoint& to, Bytes, ECarries carries) override
+    void Send(const Endpoint& to, Bytes, ECarries carries) override
     {
         if (to == ALICE && carries == ECarries::Video) ++m_Arrived;
     }
@@ -114,7 +114,7 @@ class StallTest : public testing::Test, public IDatagramOut, public IChannels
     {
         for (int channel = 0; channel < CHANNELS; ++channel) {
             if ((now / MILLISECOND + channel * 40 / CHANNELS) % 40 != 0) continue;
-            CKeyGate& gate = m_Gates[static_cast<size_t>(channel)];
+            KeyGate& gate = m_Gates[static_cast<size_t>(channel)];
             const int64_t picture = now / (40 * MILLISECOND);
             int64_t& last = m_LastKey[channel];
             const bool key = picture == 0 || picture - last >= RATE || gate.Due(picture);
@@ -126,19 +126,19 @@ class StallTest : public testing::Test, public IDatagramOut, public IChannels
         for (int i = 0; i < 11 && m_Arrived > 0 && !stalled; ++i, --m_Arrived)
             Say(EMessage::DataAck, {}, now);
     }
-    std::map<int, XClientCounts::XStream> Streams() const { return m_Link.Clients().at(0).m_Streams; }
+    std::map<int, ClientCounts::Stream> Streams() const { return m_Link.Clients().at(0).streams; }
     uint64_t Dropped() const
     {
         uint64_t dropped = 0;
         for (const auto& [channel, stream] : Streams())
-            dropped += stream.m_ulDropped;
+            dropped += stream.dropped;
         return dropped;
     }
 
-    std::vector<CKeyGate> m_Gates;
+    std::vector<KeyGate> m_Gates;
     std::map<int, int64_t> m_LastKey;
     size_t m_Arrived = 0;  // and not acknowledged
-    CDeviceLink m_Link{{"1001", {}, SERVER, 4, 4, 10 * SECOND}, *this, *this};
+    DeviceLink m_Link{{"1001", {}, SERVER, 4, 4, 10 * SECOND}, *this, *this};
 };
 
 TEST_F(StallTest, FiftySixChannelsComeBackWithinTwoSeconds)
@@ -157,7 +157,7 @@ TEST_F(StallTest, FiftySixChannelsComeBackWithinTwoSeconds)
     runUntil(4500 * MILLISECOND, false);
     const uint64_t after = Dropped();
     for (const auto& [channel, stream] : Streams())
-        EXPECT_FALSE(stream.m_bWaitsForKey) << "channel " << channel;
+        EXPECT_FALSE(stream.waitsForKey) << "channel " << channel;
     runUntil(10 * SECOND, false);
     EXPECT_EQ(Dropped(), after) << "and stay";
 }

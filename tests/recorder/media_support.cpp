@@ -5,24 +5,24 @@
 namespace recorder
 {
 
-CDecoder::CDecoder(const char* szName) : m_pFrame(av_frame_alloc()), m_pPacket(av_packet_alloc())
+CDecoder::CDecoder(const char* name) : m_pFrame(av_frame_alloc()), m_pPacket(av_packet_alloc())
 {
-    const AVCodec* const codec = avcodec_find_decoder_by_name(szName);
+    const AVCodec* const codec = avcodec_find_decoder_by_name(name);
     m_pContext.reset(avcodec_alloc_context3(codec));
     m_pContext->thread_count = 1;
     CheckAv(avcodec_open2(m_pContext.get(), codec, nullptr), "open a decoder");
 }
 
-XPicture CDecoder::Decode(const std::vector<uint8_t>& bytes)
+Picture CDecoder::Decode(const std::vector<uint8_t>& bytes)
 {
     CheckAv(av_new_packet(m_pPacket.get(), static_cast<int>(bytes.size())), "decode");
     std::memcpy(m_pPacket->data, bytes.data(), bytes.size());
     CheckAv(avcodec_send_packet(m_pContext.get(), m_pPacket.get()), "decode");
     av_packet_unref(m_pPacket.get());
     CheckAv(avcodec_receive_frame(m_pContext.get(), m_pFrame.get()), "decode");
-    XPicture picture;
+    Picture picture;
     picture.Resize(m_pFrame->width, m_pFrame->height);
-    std::vector<uint8_t>* const planes[3] = {&picture.m_Y, &picture.m_U, &picture.m_V};
+    std::vector<uint8_t>* const planes[3] = {&picture.y, &picture.u, &picture.v};
     for (int plane = 0; plane < 3; ++plane) {
         const int width = plane == 0 ? m_pFrame->width : m_pFrame->width / 2;
         const int height = plane == 0 ? m_pFrame->height : m_pFrame->height / 2;

@@ -13,8 +13,8 @@ namespace recorder
 class CDecoder
 {
   public:
-    explicit CDecoder(const char* szName = "mpeg4");
-    XPicture Decode(const std::vector<uint8_t>& bytes);
+    explicit CDecoder(const char* name = "mpeg4");
+    Picture Decode(const std::vector<uint8_t>& bytes);
 
   private:
     AvCodecContext m_pContext;

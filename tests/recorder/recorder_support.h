@@ -10,39 +10,39 @@
 namespace recorder
 {
 
-inline constexpr XEndpoint ALICE = {0x7F000001, 50001};
-inline constexpr XEndpoint BOB = {0x7F000001, 50002};
-inline constexpr XEndpoint SERVER = {0x7F000001, 4567};
+inline constexpr Endpoint ALICE = {0x7F000001, 50001};
+inline constexpr Endpoint BOB = {0x7F000001, 50002};
+inline constexpr Endpoint SERVER = {0x7F000001, 4567};
 
 // Keeps what would be sent.
 class CSink : public IDatagramOut
 {
   public:
-    struct XSent {
-        XEndpoint m_To;
-        Bytes m_Bytes;
-        ECarries m_Carries;
+    struct Sent {
+        Endpoint to;
+        Bytes bytes;
+        ECarries carries;
     };
-    void Send(const XEndpoint& to, Bytes bytes, ECarries carries) override
+    void Send(const Endpoint& to, Bytes bytes, ECarries carries) override
     {
         m_Sent.push_back({to, std::move(bytes), carries});
     }
     // What was sent since the last call, and only that.
-    std::vector<XSent> Take() { return std::exchange(m_Sent, {}); }
+    std::vector<Sent> Take() { return std::exchange(m_Sent, {}); }
 
   private:
-    std::vector<XSent> m_Sent;
+    std::vector<Sent> m_Sent;
 };
 
-inline XMessage Parsed(const CSink::XSent& sent)
+inline WireMessage Parsed(const CSink::Sent& sent)
 {
-    return ParseMessage(sent.m_Bytes).value();
+    return ParseMessage(sent.bytes).value();
 }
 
 inline Bytes From(const std::string& name, EMessage type, const Bytes& body = {})
 {
-    XPeerRecord record;
-    record.m_strName = name;
+    PeerRecord record;
+    record.name = name;
     return MakeMessage(type, record, body);
 }
 
@@ -75,7 +75,7 @@ class CFakeChannels : public IChannels
     std::map<int, int> m_KeysWanted;
 };
 
-inline CSendQueue::Message Message(int channel, size_t bytes, uint8_t fill = 0)
+inline SendQueue::Message Message(int channel, size_t bytes, uint8_t fill = 0)
 {
     return std::make_shared<const Bytes>(MakeVideoMessage(channel, Bytes(bytes - HEADER_BYTES, fill)));
 }

@@ -15,29 +15,29 @@ using testing::SizeIs;
 class RendezvousTest : public testing::Test
 {
   protected:
-    void Login(const XEndpoint& from, const std::string& name, TimeUs now = 0)
+    void Login(const Endpoint& from, const std::string& name, TimeUs now = 0)
     {
         m_Rendezvous.OnDatagram(now, from, recorder::From(name, EMessage::Login));
     }
-    void Say(const XEndpoint& from, const std::string& name, EMessage type, const Bytes& body = {},
+    void Say(const Endpoint& from, const std::string& name, EMessage type, const Bytes& body = {},
              TimeUs now = 0)
     {
         m_Rendezvous.OnDatagram(now, from, recorder::From(name, type, body));
     }
 
     CSink m_Sink;
-    CRendezvous m_Rendezvous{m_Sink};
+    Rendezvous m_Rendezvous{m_Sink};
 };
 
 TEST_F(RendezvousTest, LoginIsAcknowledgedWithTheRecordAsSeen)
 {
-    XPeerRecord record{"alice", {{0xC0A80005, 9}}, {}};
+    PeerRecord record{"alice", {{0xC0A80005, 9}}, {}};
     m_Rendezvous.OnDatagram(0, ALICE, MakeMessage(EMessage::Login, record));
     const auto sent = m_Sink.Take();
     ASSERT_THAT(sent, SizeIs(1));
-    EXPECT_EQ(sent[0].m_To, ALICE);
-    record.m_P2p = ALICE;
-    EXPECT_EQ(sent[0].m_Bytes, MakeMessage(EMessage::LoginAck, record));
+    EXPECT_EQ(sent[0].to, ALICE);
+    record.p2p = ALICE;
+    EXPECT_EQ(sent[0].bytes, MakeMessage(EMessage::LoginAck, record));
 }
 
 TEST_F(RendezvousTest, ListHoldsTheOthersAndEnds)
@@ -48,11 +48,11 @@ TEST_F(RendezvousTest, ListHoldsTheOthersAndEnds)
     Say(ALICE, "alice", EMessage::GetUsers);
     const auto sent = m_Sink.Take();
     ASSERT_THAT(sent, SizeIs(2));
-    EXPECT_EQ(Parsed(sent[0]).m_Type, EMessage::UserEntry);
-    EXPECT_EQ(Parsed(sent[0]).m_Record.m_strName, "bob");
-    EXPECT_EQ(Parsed(sent[0]).m_Record.m_P2p, BOB);
-    EXPECT_EQ(Parsed(sent[1]).m_Type, EMessage::UserEnd);
-    EXPECT_THAT(sent[1].m_Bytes, SizeIs(96));
+    EXPECT_EQ(Parsed(sent[0]).type, EMessage::UserEntry);
+    EXPECT_EQ(Parsed(sent[0]).record.name, "bob");
+    EXPECT_EQ(Parsed(sent[0]).record.p2p, BOB);
+    EXPECT_EQ(Parsed(sent[1]).type, EMessage::UserEnd);
+    EXPECT_THAT(sent[1].bytes, SizeIs(96));
 }
 
 TEST_F(RendezvousTest, LongListIsSentWithPauses)
@@ -69,9 +69,9 @@ TEST_F(RendezvousTest, LongListIsSentWithPauses)
     for (int i = 0; i < 10; ++i) {
         now = m_Rendezvous.OnTimer(now);
         for (const auto& sent : m_Sink.Take())
-            if (Parsed(sent).m_Type == EMessage::UserEntry)
-                EXPECT_TRUE(names.insert(Parsed(sent).m_Record.m_strName).second);
-            else if (Parsed(sent).m_Type == EMessage::UserEnd)
+            if (Parsed(sent).type == EMessage::UserEntry)
+                EXPECT_TRUE(names.insert(Parsed(sent).record.name).second);
+            else if (Parsed(sent).type == EMessage::UserEnd)
                 ++ends;
         if (ends > 0) break;
     }
@@ -87,11 +87,11 @@ TEST_F(RendezvousTest, PunchTellsThePeerWhoWantsIt)
     Say(ALICE, "alice", EMessage::Punch, Wanted("1001"));
     const auto sent = m_Sink.Take();
     ASSERT_THAT(sent, SizeIs(1));
-    EXPECT_EQ(sent[0].m_To, BOB);
-    EXPECT_EQ(Parsed(sent[0]).m_Type, EMessage::Punch);
-    EXPECT_EQ(Parsed(sent[0]).m_Record.m_strName, "alice");
-    EXPECT_EQ(Parsed(sent[0]).m_Record.m_P2p, ALICE);
-    EXPECT_THAT(sent[0].m_Bytes, SizeIs(96));
+    EXPECT_EQ(sent[0].to, BOB);
+    EXPECT_EQ(Parsed(sent[0]).type, EMessage::Punch);
+    EXPECT_EQ(Parsed(sent[0]).record.name, "alice");
+    EXPECT_EQ(Parsed(sent[0]).record.p2p, ALICE);
+    EXPECT_THAT(sent[0].bytes, SizeIs(96));
 }
 
 TEST_F(RendezvousTest, PunchFindsThePeerWithoutRegardToCase)
@@ -112,7 +112,7 @@ TEST_F(RendezvousTest, PunchForNobodyIsCounted)
     Say(ALICE, "alice", EMessage::Punch);
     Say(BOB, "bob", EMessage::Punch);
     EXPECT_THAT(m_Sink.Take(), SizeIs(0));
-    EXPECT_EQ(m_Rendezvous.Counts().m_ulUnknownWanted, 4U);
+    EXPECT_EQ(m_Rendezvous.Counts().unknownWanted, 4U);
     EXPECT_EQ(m_Rendezvous.Users(), 1U) << "a punch that names nobody is no login";
 }
 
@@ -122,7 +122,7 @@ TEST_F(RendezvousTest, StrangersGetNoList)
     m_Sink.Take();
     Say(ALICE, "alice", EMessage::GetUsers);
     EXPECT_THAT(m_Sink.Take(), SizeIs(0));
-    EXPECT_EQ(m_Rendezvous.Counts().m_ulStrangers, 1U);
+    EXPECT_EQ(m_Rendezvous.Counts().strangers, 1U);
 }
 
 TEST_F(RendezvousTest, PunchOfWhoLoggedInBeforeTheRendezvousWasRestartedIsTakenAsALogin)
@@ -132,13 +132,13 @@ TEST_F(RendezvousTest, PunchOfWhoLoggedInBeforeTheRendezvousWasRestartedIsTakenA
     Say(ALICE, "alice", EMessage::Punch, Wanted("1001"));
     const auto sent = m_Sink.Take();
     ASSERT_THAT(sent, SizeIs(2));
-    EXPECT_EQ(sent[0].m_To, ALICE);
-    EXPECT_EQ(Parsed(sent[0]).m_Type, EMessage::LoginAck);
-    EXPECT_EQ(sent[1].m_To, BOB);
-    EXPECT_EQ(Parsed(sent[1]).m_Type, EMessage::Punch);
-    EXPECT_EQ(Parsed(sent[1]).m_Record.m_P2p, ALICE);
+    EXPECT_EQ(sent[0].to, ALICE);
+    EXPECT_EQ(Parsed(sent[0]).type, EMessage::LoginAck);
+    EXPECT_EQ(sent[1].to, BOB);
+    EXPECT_EQ(Parsed(sent[1]).type, EMessage::Punch);
+    EXPECT_EQ(Parsed(sent[1]).record.p2p, ALICE);
     EXPECT_EQ(m_Rendezvous.Users(), 2U);
-    EXPECT_EQ(m_Rendezvous.Counts().m_ulPunchLogins, 1U);
+    EXPECT_EQ(m_Rendezvous.Counts().punchLogins, 1U);
 }
 
 TEST_F(RendezvousTest, TwoProgramsOfOneNameDoNotPushEachOtherOut)
@@ -155,7 +155,7 @@ TEST_F(RendezvousTest, LogoutEndsAUser)
     Login(ALICE, "alice");
     Say(ALICE, "alice", EMessage::Logout);
     EXPECT_EQ(m_Rendezvous.Users(), 0U);
-    EXPECT_EQ(m_Rendezvous.Counts().m_ulLogouts, 1U);
+    EXPECT_EQ(m_Rendezvous.Counts().logouts, 1U);
 }
 
 TEST_F(RendezvousTest, UsersArePingedAndForgottenWhenTheyAreSilent)
@@ -164,19 +164,19 @@ TEST_F(RendezvousTest, UsersArePingedAndForgottenWhenTheyAreSilent)
     Login(BOB, "bob", 0);
     Say(ALICE, "alice", EMessage::GetUsers);
     m_Sink.Take();
-    std::map<XEndpoint, int> pings;
+    std::map<Endpoint, int> pings;
     for (TimeUs now = 0; now <= 70 * SECOND; now += SECOND) {
         m_Rendezvous.OnTimer(now);
         for (const auto& sent : m_Sink.Take()) {
-            ASSERT_EQ(Parsed(sent).m_Type, EMessage::Ping);
-            ++pings[sent.m_To];
-            if (sent.m_To == BOB) Say(BOB, "bob", EMessage::Pong, {}, now);
+            ASSERT_EQ(Parsed(sent).type, EMessage::Ping);
+            ++pings[sent.to];
+            if (sent.to == BOB) Say(BOB, "bob", EMessage::Pong, {}, now);
         }
     }
     EXPECT_EQ(pings[ALICE], 3) << "the first one soon, then each twenty seconds";
     EXPECT_EQ(pings[BOB], 4);
     EXPECT_EQ(m_Rendezvous.Users(), 1U) << "the one that answers stays";
-    EXPECT_EQ(m_Rendezvous.Counts().m_ulForgotten, 1U);
+    EXPECT_EQ(m_Rendezvous.Counts().forgotten, 1U);
 }
 
 TEST_F(RendezvousTest, PingIsAnswered)
@@ -184,7 +184,7 @@ TEST_F(RendezvousTest, PingIsAnswered)
     Say(ALICE, "alice", EMessage::Ping);
     const auto sent = m_Sink.Take();
     ASSERT_THAT(sent, SizeIs(1));
-    EXPECT_EQ(Parsed(sent[0]).m_Type, EMessage::Pong);
+    EXPECT_EQ(Parsed(sent[0]).type, EMessage::Pong);
 }
 
 // A login whose sender is made up is never followed by anything.
@@ -216,7 +216,7 @@ TEST_F(RendezvousTest, MadeUpLoginsDoNotLockANewClientOut)
     Say(ALICE, "alice", EMessage::Punch, Wanted("1001"), 5000);
     const auto sent = m_Sink.Take();
     ASSERT_THAT(sent, SizeIs(1)) << "alice is known still, and so is the recorder";
-    EXPECT_EQ(sent[0].m_To, BOB);
+    EXPECT_EQ(sent[0].to, BOB);
     EXPECT_EQ(m_Rendezvous.Users(), 1024U);
 }
 
@@ -238,7 +238,7 @@ TEST_F(RendezvousTest, WhoWasHeardAgainStaysWhenRoomIsMade)
     Say(ALICE, "alice", EMessage::GetUsers, {}, 1);
     Login(ALICE, "alice", 2);  // its acknowledgement was late
     for (uint16_t i = 0; i < 100; ++i)
-        Login({ALICE.m_dwAddress, static_cast<uint16_t>(1000 + i)}, "u", 100 + i);
+        Login({ALICE.address, static_cast<uint16_t>(1000 + i)}, "u", 100 + i);
     m_Sink.Take();
     Say(ALICE, "alice", EMessage::GetUsers, {}, 300);
     EXPECT_THAT(m_Sink.Take(), SizeIs(32)) << "31 others and the end";
@@ -250,15 +250,15 @@ TEST_F(RendezvousTest, TheReservedNameCanNotBeTaken)
     Login(BOB, "gate");
     Login(ALICE, "GATE");
     EXPECT_EQ(m_Rendezvous.Users(), 1U);
-    EXPECT_EQ(m_Rendezvous.Counts().m_ulRefusedLogins, 1U);
+    EXPECT_EQ(m_Rendezvous.Counts().refusedLogins, 1U);
     m_Sink.Take();
-    const XEndpoint third = {0x7F000001, 50003};
+    const Endpoint third = {0x7F000001, 50003};
     Say(third, "gate", EMessage::Punch, Wanted("gate"));
     EXPECT_THAT(m_Sink.Take(), SizeIs(0)) << "nor by a punch that is taken as a login";
     Login(third, "carol");
     m_Sink.Take();
     Say(third, "carol", EMessage::Punch, Wanted("gate"));
-    EXPECT_EQ(m_Sink.Take().at(0).m_To, BOB);
+    EXPECT_EQ(m_Sink.Take().at(0).to, BOB);
 }
 
 TEST_F(RendezvousTest, EntriesOfListsArePacedForEachAddress)
@@ -275,8 +275,8 @@ TEST_F(RendezvousTest, EntriesOfListsArePacedForEachAddress)
     for (TimeUs now = 0; now < 10 * SECOND; now += MILLISECOND) {
         m_Rendezvous.OnTimer(now);
         for (const auto& sent : m_Sink.Take()) {
-            bytes += now < 2 * SECOND ? sent.m_Bytes.size() : 0;
-            ends += Parsed(sent).m_Type == EMessage::UserEnd ? 1 : 0;
+            bytes += now < 2 * SECOND ? sent.bytes.size() : 0;
+            ends += Parsed(sent).type == EMessage::UserEnd ? 1 : 0;
         }
     }
     EXPECT_EQ(bytes, 2 * 256 * MESSAGE_BYTES) << "in two seconds, both lists together";
@@ -296,8 +296,8 @@ TEST_F(RendezvousTest, MalformedDatagramsAreCountedByKind)
     bytes[4 + 76] = 255;
     m_Rendezvous.OnDatagram(0, ALICE, bytes);
     m_Rendezvous.OnDatagram(0, ALICE, std::span(bytes).first(95));
-    EXPECT_EQ(m_Rendezvous.Counts().m_Faults[static_cast<size_t>(EWireFault::TooManyAddresses)], 1U);
-    EXPECT_EQ(m_Rendezvous.Counts().m_Faults[static_cast<size_t>(EWireFault::TooShort)], 1U);
+    EXPECT_EQ(m_Rendezvous.Counts().faults[static_cast<size_t>(EWireFault::TooManyAddresses)], 1U);
+    EXPECT_EQ(m_Rendezvous.Counts().faults[static_cast<size_t>(EWireFault::TooShort)], 1U);
     EXPECT_THAT(m_Sink.Take(), SizeIs(0));
 }
 

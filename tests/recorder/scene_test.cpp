@@ -13,39 +13,39 @@ namespace
 
 using namespace recorder;
 
-XSceneSetup DefaultSetup()
+SceneSetup DefaultSetup()
 {
-    XSceneSetup setup;
-    setup.m_iWidth = 352;
-    setup.m_iHeight = 288;
-    setup.m_iClockStart = ParseClock("2026-11-21 08:40:12");
+    SceneSetup setup;
+    setup.width = 352;
+    setup.height = 288;
+    setup.clockStart = ParseClock("2026-11-21 08:40:12");
     return setup;
 }
 
 // The share of luma samples that differ visibly.
-double Difference(const XPicture& a, const XPicture& b, int top, int bottom)
+double Difference(const Picture& a, const Picture& b, int top, int bottom)
 {
     int different = 0;
     for (int y = top; y < bottom; ++y)
-        for (int x = 0; x < a.m_iWidth; ++x) {
-            const auto at = static_cast<size_t>(y * a.m_iWidth + x);
-            if (std::abs(a.m_Y[at] - b.m_Y[at]) > 8) ++different;
+        for (int x = 0; x < a.width; ++x) {
+            const auto at = static_cast<size_t>(y * a.width + x);
+            if (std::abs(a.y[at] - b.y[at]) > 8) ++different;
         }
-    return static_cast<double>(different) / ((bottom - top) * a.m_iWidth);
+    return static_cast<double>(different) / ((bottom - top) * a.width);
 }
 
 TEST(SceneTest, EachSceneMoves)
 {
     for (int channel = 0; channel < SCENES; ++channel) {
-        const XPicture now = DrawScene(DefaultSetup(), channel, 100);
-        const XPicture later = DrawScene(DefaultSetup(), channel, 150);
+        const Picture now = DrawScene(DefaultSetup(), channel, 100);
+        const Picture later = DrawScene(DefaultSetup(), channel, 150);
         EXPECT_GT(Difference(now, later, 40, 250), 0.004) << DefaultName(channel);
     }
 }
 
 TEST(SceneTest, ChannelsLookDifferent)
 {
-    std::vector<XPicture> pictures;
+    std::vector<Picture> pictures;
     for (int channel = 0; channel < 2 * SCENES; ++channel)
         pictures.push_back(DrawScene(DefaultSetup(), channel, 0));
     for (size_t a = 0; a < pictures.size(); ++a)
@@ -55,51 +55,51 @@ TEST(SceneTest, ChannelsLookDifferent)
 
 TEST(SceneTest, TheSamePictureIsDrawnAlwaysAlike)
 {
-    CScenePainter painter(DefaultSetup(), 4);
-    XPicture picture;
+    ScenePainter painter(DefaultSetup(), 4);
+    Picture picture;
     for (const int64_t number : {7, 3000, 12, 123'456'789})
         painter.Draw(number, picture);
-    EXPECT_EQ(picture.m_Y, DrawScene(DefaultSetup(), 4, 123'456'789).m_Y);
-    EXPECT_EQ(picture.m_U, DrawScene(DefaultSetup(), 4, 123'456'789).m_U);
+    EXPECT_EQ(picture.y, DrawScene(DefaultSetup(), 4, 123'456'789).y);
+    EXPECT_EQ(picture.u, DrawScene(DefaultSetup(), 4, 123'456'789).u);
 }
 
 TEST(SceneTest, ClockIsBurntIn)
 {
     // Two setups that differ in the clock alone: only the corner of the clock differs.
-    XSceneSetup other = DefaultSetup();
-    other.m_iClockStart = ParseClock("1999-05-07 21:13:48");
-    const XPicture a = DrawScene(DefaultSetup(), 0, 10);
-    const XPicture b = DrawScene(other, 0, 10);
+    SceneSetup other = DefaultSetup();
+    other.clockStart = ParseClock("1999-05-07 21:13:48");
+    const Picture a = DrawScene(DefaultSetup(), 0, 10);
+    const Picture b = DrawScene(other, 0, 10);
     EXPECT_GT(Difference(a, b, 264, 284), 0.01);
     EXPECT_EQ(Difference(a, b, 0, 260), 0);
 }
 
 TEST(SceneTest, NameIsBurntIn)
 {
-    XSceneSetup other = DefaultSetup();
-    other.m_Names = {"Eingang", ""};
-    const XPicture a = DrawScene(DefaultSetup(), 0, 10);
+    SceneSetup other = DefaultSetup();
+    other.names = {"Eingang", ""};
+    const Picture a = DrawScene(DefaultSetup(), 0, 10);
     EXPECT_GT(Difference(a, DrawScene(other, 0, 10), 0, 24), 0.01);
     EXPECT_EQ(Difference(a, DrawScene(other, 0, 10), 30, 288), 0);
-    EXPECT_EQ(DrawScene(DefaultSetup(), 1, 10).m_Y, DrawScene(other, 1, 10).m_Y) << "an empty name is none";
+    EXPECT_EQ(DrawScene(DefaultSetup(), 1, 10).y, DrawScene(other, 1, 10).y) << "an empty name is none";
 }
 
 TEST(SceneTest, EverySizeIsDrawn)
 {
     for (const auto& [width, height] : {std::pair{128, 96}, std::pair{1280, 720}, std::pair{1920, 1088}}) {
-        XSceneSetup setup = DefaultSetup();
-        setup.m_iWidth = width;
-        setup.m_iHeight = height;
-        setup.m_bMark = true;
-        const XPicture picture = DrawScene(setup, 5, 77);
-        EXPECT_EQ(picture.m_Y.size(), static_cast<size_t>(width * height));
-        EXPECT_EQ(ReadMark(picture), (XMark{77, 5}));
+        SceneSetup setup = DefaultSetup();
+        setup.width = width;
+        setup.height = height;
+        setup.mark = true;
+        const Picture picture = DrawScene(setup, 5, 77);
+        EXPECT_EQ(picture.y.size(), static_cast<size_t>(width * height));
+        EXPECT_EQ(ReadMark(picture), (Mark{77, 5}));
     }
 }
 
 TEST(ClockTest, RunsInHundredths)
 {
-    const XSceneSetup setup = DefaultSetup();
+    const SceneSetup setup = DefaultSetup();
     EXPECT_EQ(ClockText(setup, 0), "2026-11-21 08:40:12.00");
     EXPECT_EQ(ClockText(setup, 1), "2026-11-21 08:40:12.04");
     EXPECT_EQ(ClockText(setup, 25 * 3600 * 24), "2026-11-22 08:40:12.00");
@@ -117,13 +117,13 @@ TEST(ClockTest, ReadsWhatItShows)
 
 TEST(MarkTest, IsReadBackAlsoWhenItIsBlurred)
 {
-    XPicture picture;
+    Picture picture;
     picture.Resize(176, 144);
-    for (const XMark& mark : {XMark{0, 0}, XMark{0xFFFFFFFF, 63}, XMark{123456, 17}}) {
+    for (const Mark& mark : {Mark{0, 0}, Mark{0xFFFFFFFF, 63}, Mark{123456, 17}}) {
         DrawMark(mark, picture);
-        XPicture noisy = picture;
-        for (size_t i = 0; i < noisy.m_Y.size(); ++i)
-            noisy.m_Y[i] = static_cast<uint8_t>(noisy.m_Y[i] / 2 + 50 + i % 17);
+        Picture noisy = picture;
+        for (size_t i = 0; i < noisy.y.size(); ++i)
+            noisy.y[i] = static_cast<uint8_t>(noisy.y[i] / 2 + 50 + i % 17);
         EXPECT_EQ(ReadMark(picture), mark);
         EXPECT_EQ(ReadMark(noisy), mark);
     }
@@ -132,29 +132,29 @@ TEST(MarkTest, IsReadBackAlsoWhenItIsBlurred)
 TEST(MarkTest, NoMarkIsFoundWhereThereIsNone)
 {
     EXPECT_FALSE(ReadMark(DrawScene(DefaultSetup(), 0, 1)));
-    XPicture picture;
+    Picture picture;
     picture.Resize(176, 144);
     EXPECT_FALSE(ReadMark(picture)) << "all black";
     DrawMark({5, 5}, picture);
-    std::fill_n(picture.m_Y.begin() + (144 - 24) * 176, 8, uint8_t{240});
+    std::fill_n(picture.y.begin() + (144 - 24) * 176, 8, uint8_t{240});
     for (int row = 1; row < 8; ++row)
-        std::fill_n(picture.m_Y.begin() + (144 - 24 + row) * 176, 8, uint8_t{240});
+        std::fill_n(picture.y.begin() + (144 - 24 + row) * 176, 8, uint8_t{240});
     EXPECT_FALSE(ReadMark(picture)) << "one block turned over";
-    XPicture small;
+    Picture small;
     small.Resize(64, 48);
     EXPECT_FALSE(ReadMark(small));
 }
 
 TEST(PictureTest, ColoursBecomeLimitedRange)
 {
-    XPicture picture;
+    Picture picture;
     picture.Resize(16, 16);
     const auto convert = [&](uint8_t b, uint8_t g, uint8_t r) {
         std::vector<uint8_t> pixels;
         for (int i = 0; i < 256; ++i)
             pixels.insert(pixels.end(), {b, g, r, 0});
         FromBgra(pixels.data(), 64, picture);
-        return std::array<int, 3>{picture.m_Y[100], picture.m_U[30], picture.m_V[30]};
+        return std::array<int, 3>{picture.y[100], picture.u[30], picture.v[30]};
     };
     EXPECT_THAT(convert(0, 0, 0), testing::ElementsAre(16, 128, 128));
     EXPECT_THAT(convert(255, 255, 255), testing::ElementsAre(235, 128, 128));
@@ -168,18 +168,18 @@ TEST(NoticeTest, ANoticeOfAnyLengthFitsThePicture)
                                    "can't open the source: No such file or directory, nor anything like it",
                                    std::string(300, 'W'), "", "a " + std::string(40, 'x') + " b"};
     for (const int width : {128, 176, 704}) {
-        XSceneSetup setup;
-        setup.m_iWidth = width;
-        setup.m_iHeight = width == 128 ? 96 : width == 176 ? 144 : 576;
-        COverlayPainter painter(setup, 0);
+        SceneSetup setup;
+        setup.width = width;
+        setup.height = width == 128 ? 96 : width == 176 ? 144 : 576;
+        OverlayPainter painter(setup, 0);
         for (const std::string& notice : notices) {
-            XPicture picture;
+            Picture picture;
             painter.DrawNotice(0, notice, picture);
             int brightest = 0;
-            for (int y = setup.m_iHeight / 4; y < setup.m_iHeight * 3 / 4; ++y)
+            for (int y = setup.height / 4; y < setup.height * 3 / 4; ++y)
                 for (int x = 0; x < width; ++x)
                     if (x < 3 || x >= width - 3)
-                        brightest = std::max<int>(brightest, picture.m_Y[static_cast<size_t>(y * width + x)]);
+                        brightest = std::max<int>(brightest, picture.y[static_cast<size_t>(y * width + x)]);
             EXPECT_LT(brightest, 80) << width << ": " << notice;
         }
     }

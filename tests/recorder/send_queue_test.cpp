@@ -9,7 +9,7 @@ namespace
 
 using namespace recorder;
 
-std::vector<size_t> TakeAll(CSendQueue& queue, TimeUs now)
+std::vector<size_t> TakeAll(SendQueue& queue, TimeUs now)
 {
     std::vector<size_t> sizes;
     while (const auto piece = queue.Next(now)) {
@@ -21,7 +21,7 @@ std::vector<size_t> TakeAll(CSendQueue& queue, TimeUs now)
 
 TEST(SendQueueTest, MessagesAreCutAt1024Bytes)
 {
-    CSendQueue queue;
+    SendQueue queue;
     queue.Push(0, Message(0, 1024));
     queue.Push(0, Message(0, 1025));
     EXPECT_THAT(TakeAll(queue, MILLISECOND), testing::ElementsAre(1024, 1024, 1));
@@ -30,7 +30,7 @@ TEST(SendQueueTest, MessagesAreCutAt1024Bytes)
 
 TEST(SendQueueTest, PiecesOfTwoMessagesAreNotMixed)
 {
-    CSendQueue queue;
+    SendQueue queue;
     queue.Push(0, Message(0, 2000, 0xAA));
     queue.Push(1, Message(1, 2000, 0xBB));
     Bytes all;
@@ -44,35 +44,35 @@ TEST(SendQueueTest, PiecesOfTwoMessagesAreNotMixed)
 
 TEST(SendQueueTest, PiecesAreSpreadOverTime)
 {
-    CSendQueue queue;
+    SendQueue queue;
     queue.Push(0, Message(0, 40 * 1024));
-    EXPECT_EQ(TakeAll(queue, 10 * MILLISECOND).size(), CSendQueue::BURST);
+    EXPECT_EQ(TakeAll(queue, 10 * MILLISECOND).size(), SendQueue::BURST);
     EXPECT_EQ(queue.Due(10 * MILLISECOND), 11 * MILLISECOND);
-    EXPECT_EQ(TakeAll(queue, 11 * MILLISECOND).size(), CSendQueue::BURST);
-    EXPECT_EQ(TakeAll(queue, 12 * MILLISECOND).size(), 40 - 2 * CSendQueue::BURST);
+    EXPECT_EQ(TakeAll(queue, 11 * MILLISECOND).size(), SendQueue::BURST);
+    EXPECT_EQ(TakeAll(queue, 12 * MILLISECOND).size(), 40 - 2 * SendQueue::BURST);
     EXPECT_EQ(queue.Due(12 * MILLISECOND), NEVER);
 }
 
 TEST(SendQueueTest, AClientThatDoesNotAcknowledgeIsNotFlooded)
 {
-    CSendQueue queue;
+    SendQueue queue;
     queue.Push(0, Message(0, 90 * 1024));
     size_t sent = 0;
     for (TimeUs now = MILLISECOND; now < 20 * MILLISECOND; now += MILLISECOND)
         while (queue.Next(now))
             ++sent;
-    EXPECT_EQ(sent, CSendQueue::WINDOW);
-    EXPECT_EQ(queue.Due(20 * MILLISECOND), MILLISECOND + CSendQueue::PATIENCE);
+    EXPECT_EQ(sent, SendQueue::WINDOW);
+    EXPECT_EQ(queue.Due(20 * MILLISECOND), MILLISECOND + SendQueue::PATIENCE);
     queue.Acknowledged();
     EXPECT_TRUE(queue.Next(20 * MILLISECOND)) << "an acknowledgement lets the next one go";
     EXPECT_FALSE(queue.Next(20 * MILLISECOND));
-    EXPECT_FALSE(queue.Next(MILLISECOND + CSendQueue::PATIENCE)) << "no acknowledgement came: it backs off";
-    EXPECT_TRUE(queue.Next(2 * MILLISECOND + 2 * CSendQueue::PATIENCE)) << "but doesn't stop";
+    EXPECT_FALSE(queue.Next(MILLISECOND + SendQueue::PATIENCE)) << "no acknowledgement came: it backs off";
+    EXPECT_TRUE(queue.Next(2 * MILLISECOND + 2 * SendQueue::PATIENCE)) << "but doesn't stop";
 }
 
 TEST(SendQueueTest, SilenceHalvesTheWindowEachTimeAndAnAcknowledgementOpensIt)
 {
-    CSendQueue queue;
+    SendQueue queue;
     queue.Push(0, Message(0, 1 << 20));
     const auto takeBetween = [&](TimeUs from, TimeUs to) {
         size_t count = 0;
@@ -84,13 +84,13 @@ TEST(SendQueueTest, SilenceHalvesTheWindowEachTimeAndAnAcknowledgementOpensIt)
     EXPECT_EQ(takeBetween(MILLISECOND, SECOND), 48U + 24 + 12 + 6 + 3);
     EXPECT_EQ(takeBetween(10 * SECOND, 20 * SECOND), 13 * 3U) << "three each 800 ms";
     queue.Acknowledged();
-    EXPECT_GE(takeBetween(20 * SECOND, 20 * SECOND + CSendQueue::PATIENCE), 45U);
+    EXPECT_GE(takeBetween(20 * SECOND, 20 * SECOND + SendQueue::PATIENCE), 45U);
 }
 
 TEST(SendQueueTest, AClientThatIsBehindLosesMessages)
 {
-    CSendQueue queue;
-    for (size_t i = 0; i < CSendQueue::MAX_PER_CHANNEL; ++i)
+    SendQueue queue;
+    for (size_t i = 0; i < SendQueue::MAX_PER_CHANNEL; ++i)
         EXPECT_TRUE(queue.Push(0, Message(0, 100)));
     EXPECT_FALSE(queue.Push(0, Message(0, 100)));
     EXPECT_TRUE(queue.Push(1, Message(1, 100))) << "another channel has room";
@@ -98,17 +98,17 @@ TEST(SendQueueTest, AClientThatIsBehindLosesMessages)
 
 TEST(SendQueueTest, BytesAreBounded)
 {
-    CSendQueue queue;
+    SendQueue queue;
     int pushed = 0;
     for (int channel = 0; channel < 64; ++channel)
         while (queue.Push(channel, Message(channel, 100'000)))
             ++pushed;
-    EXPECT_EQ(pushed, static_cast<int>(CSendQueue::MAX_BYTES / 100'000));
+    EXPECT_EQ(pushed, static_cast<int>(SendQueue::MAX_BYTES / 100'000));
 }
 
 TEST(SendQueueTest, ForgetLeavesWhatIsOnItsWay)
 {
-    CSendQueue queue;
+    SendQueue queue;
     queue.Push(0, Message(0, 1500));
     queue.Push(0, Message(0, 700));
     queue.Push(1, Message(1, 300));

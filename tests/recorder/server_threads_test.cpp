@@ -24,11 +24,11 @@ using testing::Not;
 TEST(ServerTest, DirectoryAnswersBothQuestions)
 {
     CRunning running({"--id", "77", "--channels", "3"});
-    EXPECT_EQ(CScriptedClient::Ask(running.Server(), {"getip?domainname=77"}), "127.0.0.1");
-    EXPECT_EQ(CScriptedClient::Ask(running.Server(), {"getip2?domainname=77"}), "127.0.0.1:3:77");
-    EXPECT_EQ(CScriptedClient::Ask(running.Server(), {"getip2?domainname=78"}), "failed");
-    EXPECT_EQ(CScriptedClient::Ask(running.Server(), {"get", "ip?domain", "name=7", "7"}), "127.0.0.1");
-    EXPECT_EQ(CScriptedClient::Ask(running.Server(), {"HELO"}), "");
+    EXPECT_EQ(CScriptedClient::Ask(running.GetServer(), {"getip?domainname=77"}), "127.0.0.1");
+    EXPECT_EQ(CScriptedClient::Ask(running.GetServer(), {"getip2?domainname=77"}), "127.0.0.1:3:77");
+    EXPECT_EQ(CScriptedClient::Ask(running.GetServer(), {"getip2?domainname=78"}), "failed");
+    EXPECT_EQ(CScriptedClient::Ask(running.GetServer(), {"get", "ip?domain", "name=7", "7"}), "127.0.0.1");
+    EXPECT_EQ(CScriptedClient::Ask(running.GetServer(), {"HELO"}), "");
     const auto report = running.End();
     EXPECT_EQ(report["directory"]["answered"], 4);
     EXPECT_EQ(report["directory"]["refused"], 1);
@@ -39,21 +39,21 @@ TEST(ServerTest, HalfOpenConnectionsDoNotKeepOthersOut)
     CRunning running({"--id", "77"});
     asio::io_context context;
     std::vector<asio::ip::tcp::socket> idle;
-    for (size_t i = 0; i < CDirectoryServer::MAX_CONNECTIONS - 1; ++i) {
+    for (size_t i = 0; i < DirectoryServer::MAX_CONNECTIONS - 1; ++i) {
         idle.emplace_back(context);
-        const XEndpoint at = running.Server().DirectoryAt();
-        idle.back().connect({asio::ip::address_v4(at.m_dwAddress), at.m_usPort});
+        const Endpoint at = running.GetServer().DirectoryAt();
+        idle.back().connect({asio::ip::address_v4(at.address), at.port});
     }
-    EXPECT_EQ(CScriptedClient::Ask(running.Server(), {"getip?domainname=77"}), "127.0.0.1");
+    EXPECT_EQ(CScriptedClient::Ask(running.GetServer(), {"getip?domainname=77"}), "127.0.0.1");
 }
 
 TEST(ServerTest, StreamIsPlayedFromKeyPictureOn)
 {
     CRunning running({"--id", "77", "--channels", "2", "--mark", "--clock", "2026-11-21 08:40:12"});
-    CScriptedClient client(running.Server(), "4242");
+    CScriptedClient client(running.GetServer(), "4242");
     ASSERT_TRUE(client.Login());
     ASSERT_TRUE(client.Users().contains("77")) << "the device is a user like any other";
-    EXPECT_EQ(client.Users().at("77").m_LocalAddresses, std::vector<XEndpoint>{running.Server().DeviceAt()});
+    EXPECT_EQ(client.Users().at("77").localAddresses, std::vector<Endpoint>{running.GetServer().DeviceAt()});
     ASSERT_TRUE(client.Connect("77"));
     client.Send(client.Peer(), EMessage::Data, Request(1));
     EXPECT_EQ(client.NextMessage(), (Bytes{8, 0, 0, 0x41, 176, 0, 144, 0}));
@@ -65,14 +65,14 @@ TEST(ServerTest, StreamIsPlayedFromKeyPictureOn)
         ASSERT_GT(message.size(), HEADER_BYTES);
         EXPECT_LE(message.size(), MAX_MESSAGE_BYTES);
         EXPECT_EQ(UnpackHeader(ReadU32(message.data())),
-                  (XHeaderWord{true, 1, static_cast<uint32_t>(message.size())}));
-        const XPicture shown = decoder.Decode({message.begin() + HEADER_BYTES, message.end()});
+                  (HeaderWord{true, 1, static_cast<uint32_t>(message.size())}));
+        const Picture shown = decoder.Decode({message.begin() + HEADER_BYTES, message.end()});
         const auto mark = ReadMark(shown);
         ASSERT_TRUE(mark) << "picture " << i;
-        EXPECT_EQ(mark->m_iChannel, 1);
-        EXPECT_GT(mark->m_ulPicture, last);
-        last = mark->m_ulPicture;
-        EXPECT_GE(LumaPsnr(shown, DrawScene(running.Server().Options().m_Scene, 1, last)), 30);
+        EXPECT_EQ(mark->channel, 1);
+        EXPECT_GT(mark->picture, last);
+        last = mark->picture;
+        EXPECT_GE(LumaPsnr(shown, DrawScene(running.GetServer().GetOptions().scene, 1, last)), 30);
     }
     const auto report = running.End();
     EXPECT_EQ(report["clients"][0]["name"], "4242");
@@ -84,8 +84,8 @@ TEST(ServerTest, StreamIsPlayedFromKeyPictureOn)
 TEST(ServerTest, SeveralClientsAndChannelsAtOnce)
 {
     CRunning running({"--id", "77", "--channels", "4", "--mark", "--gop", "5"});
-    CScriptedClient first(running.Server(), "1");
-    CScriptedClient second(running.Server(), "2");
+    CScriptedClient first(running.GetServer(), "1");
+    CScriptedClient second(running.GetServer(), "2");
     for (CScriptedClient* client : {&first, &second}) {
         ASSERT_TRUE(client->Login());
         ASSERT_TRUE(client->Connect("77"));
@@ -97,17 +97,17 @@ TEST(ServerTest, SeveralClientsAndChannelsAtOnce)
     while (seen[0] < 5 || seen[2] < 5 || seen[3] < 5) {
         const Bytes message = first.NextMessage();
         ASSERT_FALSE(message.empty());
-        ++seen[UnpackHeader(ReadU32(message.data())).m_iChannel];
+        ++seen[UnpackHeader(ReadU32(message.data())).channel];
     }
     EXPECT_EQ(seen.size(), 3U);
     for (int i = 0; i < 5; ++i)
-        EXPECT_EQ(UnpackHeader(ReadU32(second.NextMessage().data())).m_iChannel, 2);
+        EXPECT_EQ(UnpackHeader(ReadU32(second.NextMessage().data())).channel, 2);
 }
 
 TEST(ServerTest, LoopIsSentAgainAndAgain)
 {
     CRunning running({"--id", "77", "--channels", "1", "--mark", "--fps", "50", "--gop", "10", "--loop", "1"});
-    CScriptedClient client(running.Server(), "1");
+    CScriptedClient client(running.GetServer(), "1");
     ASSERT_TRUE(client.Login());
     ASSERT_TRUE(client.Connect("77"));
     client.Send(client.Peer(), EMessage::Data, Request(0));
@@ -119,8 +119,8 @@ TEST(ServerTest, LoopIsSentAgainAndAgain)
         ASSERT_FALSE(message.empty());
         const auto mark = ReadMark(decoder.Decode({message.begin() + HEADER_BYTES, message.end()}));
         ASSERT_TRUE(mark);
-        EXPECT_LT(mark->m_ulPicture, 50U);
-        ++seen[mark->m_ulPicture];
+        EXPECT_LT(mark->picture, 50U);
+        ++seen[mark->picture];
     }
     int twice = 0;
     for (const auto& [number, times] : seen)
@@ -131,7 +131,7 @@ TEST(ServerTest, LoopIsSentAgainAndAgain)
 TEST(ServerTest, SilentClientIsDroppedAndMayComeBack)
 {
     CRunning running({"--id", "77", "--channels", "1", "--drop-after", "0.3"});
-    CScriptedClient client(running.Server(), "1");
+    CScriptedClient client(running.GetServer(), "1");
     ASSERT_TRUE(client.Login());
     ASSERT_TRUE(client.Connect("77"));
     client.Send(client.Peer(), EMessage::Data, Request(0));
@@ -151,9 +151,9 @@ TEST(ServerTest, SilentClientIsDroppedAndMayComeBack)
 TEST(ServerTest, SilentDeviceNeverAnswersPeers)
 {
     CRunning running({"--id", "77", "--silent", "device"});
-    CScriptedClient client(running.Server(), "1");
-    client.Send(running.Server().DeviceAt(), EMessage::Punch);
-    client.Send(running.Server().DeviceAt(), EMessage::Data);
+    CScriptedClient client(running.GetServer(), "1");
+    client.Send(running.GetServer().DeviceAt(), EMessage::Punch);
+    client.Send(running.GetServer().DeviceAt(), EMessage::Data);
     ASSERT_TRUE(client.Login());
     ASSERT_TRUE(client.Login());
     EXPECT_TRUE(client.Users().contains("77")) << "but it is registered";
@@ -165,10 +165,10 @@ TEST(ServerTest, SilentDeviceNeverAnswersPeers)
 TEST(ServerTest, SilentRendezvousNeverAnswers)
 {
     CRunning running({"--id", "77", "--silent", "rendezvous"});
-    CScriptedClient client(running.Server(), "1");
-    client.Send(running.Server().RendezvousAt(), EMessage::Login);
+    CScriptedClient client(running.GetServer(), "1");
+    client.Send(running.GetServer().RendezvousAt(), EMessage::Login);
     for (int i = 0; i < 3; ++i) {
-        client.Send(running.Server().DeviceAt(), EMessage::Data);
+        client.Send(running.GetServer().DeviceAt(), EMessage::Data);
         ASSERT_TRUE(client.Await(EMessage::DataAck));
     }
     EXPECT_EQ(running.End()["rendezvous"]["logins"], 0);
@@ -177,7 +177,7 @@ TEST(ServerTest, SilentRendezvousNeverAnswers)
 TEST(ServerTest, SilentDirectoryTakesConnectionsAndClosesThemInTheEnd)
 {
     CRunning running({"--id", "77", "--silent", "directory"});
-    EXPECT_EQ(CScriptedClient::Ask(running.Server(), {"getip?domainname=77"}), "");
+    EXPECT_EQ(CScriptedClient::Ask(running.GetServer(), {"getip?domainname=77"}), "");
     const auto report = running.End();
     EXPECT_EQ(report["directory"]["connections"], 1);
     EXPECT_EQ(report["directory"]["answered"], 0);
@@ -187,17 +187,17 @@ TEST(ServerTest, SilentDirectoryTakesConnectionsAndClosesThemInTheEnd)
 TEST(ServerTest, GarbageFromAnybodyDoesNoHarm)
 {
     CRunning running({"--id", "77", "--channels", "1"});
-    CScriptedClient client(running.Server(), "1");
+    CScriptedClient client(running.GetServer(), "1");
     std::mt19937 random(1);
     for (int i = 0; i < 300; ++i) {
         Bytes bytes(random() % 400);
         for (uint8_t& byte : bytes)
             byte = static_cast<uint8_t>(random());
         if (bytes.size() > 4) WriteU32(bytes.data(), 0x64 + random() % 13);
-        client.SendRaw(running.Server().DeviceAt(), bytes);
-        client.SendRaw(running.Server().RendezvousAt(), bytes);
+        client.SendRaw(running.GetServer().DeviceAt(), bytes);
+        client.SendRaw(running.GetServer().RendezvousAt(), bytes);
     }
-    CScriptedClient sane(running.Server(), "2");
+    CScriptedClient sane(running.GetServer(), "2");
     ASSERT_TRUE(sane.Login());
     ASSERT_TRUE(sane.Connect("77"));
     sane.Send(sane.Peer(), EMessage::Data, Request(0));
@@ -209,7 +209,7 @@ TEST(ServerTest, LossyRoadIsReported)
 {
     CRunning running({"--id", "77", "--channels", "1", "--loss", "30", "--duplicate", "20", "--garbage", "10",
                       "--fps", "60"});
-    CScriptedClient client(running.Server(), "1");
+    CScriptedClient client(running.GetServer(), "1");
     ASSERT_TRUE(client.Login());
     ASSERT_TRUE(client.Connect("77"));
     client.Send(client.Peer(), EMessage::Data, Request(0));
@@ -224,14 +224,14 @@ TEST(ServerTest, LossyRoadIsReported)
 TEST(ServerTest, ReadyLineTellsThePorts)
 {
     CRunning running({"--id", "77", "--channels", "2", "--clock", "2026-11-21 08:40:12"});
-    const CServer& server = running.Server();
+    const Server& server = running.GetServer();
     EXPECT_EQ(server.ReadyLine(),
               "ready id=77 directory=" + EndpointText(server.DirectoryAt()) + " rendezvous=" +
                   EndpointText(server.RendezvousAt()) + " device=" + EndpointText(server.DeviceAt()) +
                   " control=" + EndpointText(server.ControlAt()) + " data=" + EndpointText(server.DataAt()) +
                   " channels=2 size=176x144 fps=25 clock=2026-11-21T08:40:12.00");
-    EXPECT_NE(server.DirectoryAt().m_usPort, 0);
-    EXPECT_EQ(AddressText(server.DeviceAt().m_dwAddress), "127.0.0.1");
+    EXPECT_NE(server.DirectoryAt().port, 0);
+    EXPECT_EQ(AddressText(server.DeviceAt().address), "127.0.0.1");
 }
 
 TEST(ServerTest, APasswordOfASourceStandsInNoReport)
@@ -244,7 +244,7 @@ TEST(ServerTest, APasswordOfASourceStandsInNoReport)
     testing::internal::CaptureStderr();
     CRunning running({"--id", "77", "--sources", path.c_str()});
     std::filesystem::remove(path);
-    CScriptedClient client(running.Server(), "1");
+    CScriptedClient client(running.GetServer(), "1");
     ASSERT_TRUE(client.Login());
     ASSERT_TRUE(client.Connect("77"));
     client.Send(client.Peer(), EMessage::Data, Request(0));
@@ -259,34 +259,34 @@ TEST(ServerTest, APasswordOfASourceStandsInNoReport)
 TEST(ServerTest, ATakenPortIsNamed)
 {
     CRunning running({"--id", "77"});
-    XOptions options = running.Server().Options();
-    options.m_usRendezvousPort = running.Server().RendezvousAt().m_usPort;
+    Options options = running.GetServer().GetOptions();
+    options.rendezvousPort = running.GetServer().RendezvousAt().port;
     // The ports are told, since the text of the system's error alone helps nobody.
-    const auto refusal = [](const XOptions& taken) -> std::string {
+    const auto refusal = [](const Options& taken) -> std::string {
         try {
-            CServer server(taken);
+            Server server(taken);
             return "none";
         } catch (const asio::system_error& e) {
             return e.what();
         }
     };
-    EXPECT_THAT(refusal(options), HasSubstr("UDP " + EndpointText(running.Server().RendezvousAt()) + ": "));
-    options.m_usRendezvousPort = 0;
-    options.m_usDataPort = running.Server().DataAt().m_usPort;
-    EXPECT_THAT(refusal(options), HasSubstr("TCP " + EndpointText(running.Server().DataAt()) + ": "));
-    options.m_usDataPort = 0;
-    options.m_usDirectoryPort = running.Server().DirectoryAt().m_usPort;
-    EXPECT_THAT(refusal(options), HasSubstr("TCP " + EndpointText(running.Server().DirectoryAt()) + ": "));
+    EXPECT_THAT(refusal(options), HasSubstr("UDP " + EndpointText(running.GetServer().RendezvousAt()) + ": "));
+    options.rendezvousPort = 0;
+    options.dataPort = running.GetServer().DataAt().port;
+    EXPECT_THAT(refusal(options), HasSubstr("TCP " + EndpointText(running.GetServer().DataAt()) + ": "));
+    options.dataPort = 0;
+    options.directoryPort = running.GetServer().DirectoryAt().port;
+    EXPECT_THAT(refusal(options), HasSubstr("TCP " + EndpointText(running.GetServer().DirectoryAt()) + ": "));
 }
 
 TEST(ServerTest, OwnNameAtTheRendezvousCanNotBeTaken)
 {
     CRunning running({"--id", "77"});
-    CScriptedClient thief(running.Server(), "77");
-    thief.Send(running.Server().RendezvousAt(), EMessage::Login);
-    CScriptedClient client(running.Server(), "1");
+    CScriptedClient thief(running.GetServer(), "77");
+    thief.Send(running.GetServer().RendezvousAt(), EMessage::Login);
+    CScriptedClient client(running.GetServer(), "1");
     ASSERT_TRUE(client.Login());
-    EXPECT_EQ(client.Users().at("77").m_P2p, running.Server().DeviceAt());
+    EXPECT_EQ(client.Users().at("77").p2p, running.GetServer().DeviceAt());
     EXPECT_EQ(running.End()["rendezvous"]["refused logins"], 1);
 }
 
@@ -294,16 +294,16 @@ TEST(ServerTest, OwnNameAtTheRendezvousCanNotBeTaken)
 TEST(ServerTest, AClientOfARecorderThatWasRestartedFindsItAgain)
 {
     auto running = std::make_unique<CRunning>(std::vector<const char*>{"--id", "77"});
-    CScriptedClient client(running->Server(), "1");
+    CScriptedClient client(running->GetServer(), "1");
     ASSERT_TRUE(client.Login());
-    const std::string directory = std::to_string(running->Server().DirectoryAt().m_usPort);
-    const std::string rendezvous = std::to_string(running->Server().RendezvousAt().m_usPort);
+    const std::string directory = std::to_string(running->GetServer().DirectoryAt().port);
+    const std::string rendezvous = std::to_string(running->GetServer().RendezvousAt().port);
     running.reset();
     running = std::make_unique<CRunning>(
         std::vector<const char*>{"--id", "77", "--directory-port", directory.c_str(), "--rendezvous-port",
                                  rendezvous.c_str(), "--control-port", "0", "--data-port", "0"});
     ASSERT_TRUE(client.Connect("77"));
-    EXPECT_EQ(client.Peer(), running->Server().DeviceAt());
+    EXPECT_EQ(client.Peer(), running->GetServer().DeviceAt());
 }
 
 }  // namespace

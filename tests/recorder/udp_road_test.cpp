@@ -16,7 +16,7 @@ namespace
 using namespace recorder;
 using testing::ElementsAre;
 
-constexpr XEndpoint ANY_PORT = {0x7F000001, 0};
+constexpr Endpoint ANY_PORT = {0x7F000001, 0};
 
 // A plain socket that gives up waiting after ten seconds.
 class CPlain
@@ -27,7 +27,7 @@ class CPlain
         const timeval patience{10, 0};
         setsockopt(m_Socket.native_handle(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     }
-    XEndpoint Local() const { return FromAsio(m_Socket.local_endpoint()); }
+    Endpoint Local() const { return FromAsio(m_Socket.local_endpoint()); }
     // The next datagram; "nothing" when none comes.
     std::string Receive(int flags = 0)
     {
@@ -36,9 +36,9 @@ class CPlain
         return count < 0 ? "nothing" : std::string(bytes.data(), static_cast<size_t>(count));
     }
     // The pieces in one call, cut by the network code.
-    void SendTogether(const XEndpoint& to, const std::vector<std::string>& pieces)
+    void SendTogether(const Endpoint& to, const std::vector<std::string>& pieces)
     {
-        std::vector<XDatagram> run;
+        std::vector<Datagram> run;
         for (const auto& piece : pieces)
             run.push_back({to, Bytes(piece.begin(), piece.end())});
         ASSERT_EQ(SendRun(m_Socket.native_handle(), run), 0);
@@ -52,15 +52,15 @@ class CPlain
 class UdpRoadTest : public testing::Test
 {
   protected:
-    std::unique_ptr<CUdpRoad> MakeRoad(const XFaultRates& rates = {})
+    std::unique_ptr<UdpRoad> MakeRoad(const FaultRates& rates = {})
     {
-        return std::make_unique<CUdpRoad>(m_Context, ANY_PORT, rates, 1, std::set{ECarries::Video},
-                                          [this](const XEndpoint& from, std::span<const uint8_t> datagram) {
-                                              m_Senders.push_back(from);
-                                              m_Received.emplace_back(datagram.begin(), datagram.end());
-                                          });
+        return std::make_unique<UdpRoad>(m_Context, ANY_PORT, rates, 1, std::set{ECarries::Video},
+                                         [this](const Endpoint& from, std::span<const uint8_t> datagram) {
+                                             m_Senders.push_back(from);
+                                             m_Received.emplace_back(datagram.begin(), datagram.end());
+                                         });
     }
-    static void Send(CUdpRoad& road, const CPlain& to, const std::string& text)
+    static void Send(UdpRoad& road, const CPlain& to, const std::string& text)
     {
         road.Send(to.Local(), Bytes(text.begin(), text.end()), ECarries::Video);
     }
@@ -73,7 +73,7 @@ class UdpRoadTest : public testing::Test
     }
 
     asio::io_context m_Context;
-    std::vector<XEndpoint> m_Senders;
+    std::vector<Endpoint> m_Senders;
     std::vector<std::string> m_Received;
     CPlain m_Plain;
     CPlain m_Other;
@@ -127,13 +127,13 @@ TEST_F(UdpRoadTest, EachDatagramGoesToItsEndpoint)
 }
 
 // The number of the road's socket, which is known by its port alone.
-int SocketOf(const CUdpRoad& road)
+int SocketOf(const UdpRoad& road)
 {
     for (int number = 3; number < 1024; ++number) {
         sockaddr_in address{};
         socklen_t size = sizeof address;
         if (getsockname(number, reinterpret_cast<sockaddr*>(&address), &size) == 0 &&
-            address.sin_family == AF_INET && ntohs(address.sin_port) == road.Local().m_usPort)
+            address.sin_family == AF_INET && ntohs(address.sin_port) == road.Local().port)
             return number;
     }
     return -1;
@@ -172,15 +172,15 @@ TEST_F(UdpRoadTest, EachDatagramThatIsNotTakenIsCounted)
 
 TEST_F(UdpRoadTest, DelayedDatagramsGoOutTogetherWhenTheyAreDue)
 {
-    XFaultRates rates;
-    rates.m_iDelay = 5 * MILLISECOND;
+    FaultRates rates;
+    rates.delay = 5 * MILLISECOND;
     const auto road = MakeRoad(rates);
     const TimeUs begin = Now();
     for (const char* const text : {"a", "b", "c"})
         Send(*road, m_Plain, text);
     EXPECT_EQ(m_Plain.Receive(MSG_DONTWAIT), "nothing");
     m_Context.run();
-    EXPECT_GE(Now() - begin, rates.m_iDelay);
+    EXPECT_GE(Now() - begin, rates.delay);
     EXPECT_EQ(road->Sent(), 3U);
     for (const char* const text : {"a", "b", "c"})
         EXPECT_EQ(m_Plain.Receive(), text);
@@ -215,8 +215,8 @@ TEST_F(UdpRoadTest, WhatWasSentTogetherIsReceivedOneByOne)
     m_Plain.SendTogether(road->Local(), {"alone"});
     ReceiveUntil(7);
     EXPECT_THAT(m_Received, ElementsAre("one", "two", "six", "4", "seven", "eight", "alone"));
-    const XEndpoint plain = m_Plain.Local();
-    const XEndpoint other = m_Other.Local();
+    const Endpoint plain = m_Plain.Local();
+    const Endpoint other = m_Other.Local();
     EXPECT_THAT(m_Senders, ElementsAre(plain, plain, plain, plain, other, other, plain));
 }
 

@@ -13,7 +13,7 @@ using namespace recorder;
 using testing::ElementsAre;
 using testing::SizeIs;
 
-XPeerRecord Record()
+PeerRecord Record()
 {
     return {"1001", {{0xC0A80107, 40000}, {0x0A000001, 0x1234}}, {0x7F000001, 4567}};
 }
@@ -41,41 +41,41 @@ TEST(WireTest, WhatIsWrittenIsReadBack)
     const Bytes bytes = MakeMessage(EMessage::Data, Record(), body);
     const auto message = ParseMessage(bytes);
     ASSERT_TRUE(message);
-    EXPECT_EQ(message->m_Type, EMessage::Data);
-    EXPECT_EQ(message->m_Record, Record());
-    EXPECT_THAT(message->m_Body, ElementsAre(1, 2, 3));
+    EXPECT_EQ(message->type, EMessage::Data);
+    EXPECT_EQ(message->record, Record());
+    EXPECT_THAT(message->body, ElementsAre(1, 2, 3));
 }
 
 TEST(WireTest, NamesAreCutAtThirtyTwoCharacters)
 {
-    XPeerRecord record;
-    record.m_strName = std::string(40, 'x');
+    PeerRecord record;
+    record.name = std::string(40, 'x');
     const Bytes bytes = MakeMessage(EMessage::Login, record);
-    EXPECT_EQ(ParseMessage(bytes)->m_Record.m_strName, std::string(32, 'x'));
+    EXPECT_EQ(ParseMessage(bytes)->record.name, std::string(32, 'x'));
     EXPECT_EQ(bytes[4 + 32], 0);
 }
 
-struct XRefusal {
-    const char* m_szName;
-    size_t m_ulBytes;                               // of the datagram
-    std::vector<std::pair<size_t, uint8_t>> m_Set;  // bytes changed in a good one
-    EWireFault m_Expected;
+struct RefusedRow {
+    const char* name;
+    size_t bytes;                                 // of the datagram
+    std::vector<std::pair<size_t, uint8_t>> set;  // bytes changed in a good one
+    EWireFault expected;
 };
 
-class WireRefusalTest : public testing::TestWithParam<XRefusal>
+class WireRefusalTest : public testing::TestWithParam<RefusedRow>
 {
 };
 
 TEST_P(WireRefusalTest, TellsWhy)
 {
-    const XRefusal& row = GetParam();
+    const RefusedRow& row = GetParam();
     Bytes bytes = MakeMessage(EMessage::Ping, Record());
-    for (const auto& [at, value] : row.m_Set)
+    for (const auto& [at, value] : row.set)
         bytes[at] = value;
-    bytes.resize(row.m_ulBytes);
+    bytes.resize(row.bytes);
     EWireFault why = EWireFault::None;
-    EXPECT_EQ(ParseMessage(bytes, &why).has_value(), row.m_Expected == EWireFault::None);
-    EXPECT_EQ(why, row.m_Expected) << WireFaultText(why);
+    EXPECT_EQ(ParseMessage(bytes, &why).has_value(), row.expected == EWireFault::None);
+    EXPECT_EQ(why, row.expected) << WireFaultText(why);
 }
 
 std::vector<std::pair<size_t, uint8_t>> NameWithoutEnd()
@@ -88,18 +88,18 @@ std::vector<std::pair<size_t, uint8_t>> NameWithoutEnd()
 
 INSTANTIATE_TEST_SUITE_P(
     Rows, WireRefusalTest,
-    testing::Values(XRefusal{"Empty", 0, {}, EWireFault::TooShort},
-                    XRefusal{"NinetyFiveBytes", 95, {}, EWireFault::TooShort},
-                    XRefusal{"NinetySixBytes", 96, {}, EWireFault::None},
-                    XRefusal{"TypeBelowLogin", 96, {{0, 0x64}}, EWireFault::UnknownType},
-                    XRefusal{"TypeAboveDataAck", 96, {{0, 0x70}}, EWireFault::UnknownType},
-                    XRefusal{"TypeWithHighByte", 96, {{3, 1}}, EWireFault::UnknownType},
-                    XRefusal{"NameWithoutEnd", 96, NameWithoutEnd(), EWireFault::UnterminatedName},
-                    XRefusal{"FourAddresses", 96, {{4 + 76, 4}}, EWireFault::None},
-                    XRefusal{"FiveAddresses", 96, {{4 + 76, 5}}, EWireFault::TooManyAddresses},
-                    XRefusal{
+    testing::Values(RefusedRow{"Empty", 0, {}, EWireFault::TooShort},
+                    RefusedRow{"NinetyFiveBytes", 95, {}, EWireFault::TooShort},
+                    RefusedRow{"NinetySixBytes", 96, {}, EWireFault::None},
+                    RefusedRow{"TypeBelowLogin", 96, {{0, 0x64}}, EWireFault::UnknownType},
+                    RefusedRow{"TypeAboveDataAck", 96, {{0, 0x70}}, EWireFault::UnknownType},
+                    RefusedRow{"TypeWithHighByte", 96, {{3, 1}}, EWireFault::UnknownType},
+                    RefusedRow{"NameWithoutEnd", 96, NameWithoutEnd(), EWireFault::UnterminatedName},
+                    RefusedRow{"FourAddresses", 96, {{4 + 76, 4}}, EWireFault::None},
+                    RefusedRow{"FiveAddresses", 96, {{4 + 76, 5}}, EWireFault::TooManyAddresses},
+                    RefusedRow{
                         "TwoHundredFiftyFiveAddresses", 96, {{4 + 76, 255}}, EWireFault::TooManyAddresses}),
-    [](const auto& row) { return std::string(row.param.m_szName); });
+    [](const auto& row) { return std::string(row.param.name); });
 
 TEST(WireTest, WantedNameMustEnd)
 {
@@ -120,9 +120,9 @@ TEST(WireTest, NamesAreComparedWithoutCase)
 TEST(WireTest, HeaderWordOfTheLastChannel)
 {
     EXPECT_EQ(PackHeader({true, 63, 8}), 0x7F000008U);
-    EXPECT_EQ(UnpackHeader(0x7F000008), (XHeaderWord{true, 63, 8}));
-    EXPECT_EQ(UnpackHeader(0xFF000008), (XHeaderWord{true, 63, 8})) << "the highest bit is spare";
-    EXPECT_EQ(UnpackHeader(0x03FFFFFF), (XHeaderWord{false, 3, 0xFFFFFF}));
+    EXPECT_EQ(UnpackHeader(0x7F000008), (HeaderWord{true, 63, 8}));
+    EXPECT_EQ(UnpackHeader(0xFF000008), (HeaderWord{true, 63, 8})) << "the highest bit is spare";
+    EXPECT_EQ(UnpackHeader(0x03FFFFFF), (HeaderWord{false, 3, 0xFFFFFF}));
 }
 
 TEST(WireTest, RequestIsReadAndAnsweredByteForByte)

@@ -40,7 +40,7 @@ TEST_F(ChannelMerge, ANewChannelGoesToTheEndWithItsPlaceInItsName)
     EXPECT_EQ(const_cast<CDevice*>(device)->GetName(), "Camera02");
     EXPECT_EQ(device->m_iNetID, 1001);
     EXPECT_EQ(device->m_iDevID, 3);
-    EXPECT_EQ(device->m_Channel.m_strAddress, "10.0.0.1");
+    EXPECT_EQ(device->m_Channel.address, "10.0.0.1");
     EXPECT_TRUE(device->m_bVisible);
 }
 
@@ -48,12 +48,12 @@ TEST_F(ChannelMerge, AChannelWithTheSameTwoNumbersIsTakenAgain)
 {
     CDevice* const first = MergeChannel(m_Devices, 1001, 3, "old", 0);
     first->m_bVisible = false;
-    const std::int32_t serial = first->m_Channel.m_iSerial;
+    const std::int32_t serial = first->m_Channel.serial;
     EXPECT_EQ(MergeChannel(m_Devices, 1001, 3, "new", 1), first);
     EXPECT_EQ(m_Devices.GetCount(), 1);
     EXPECT_TRUE(first->m_bVisible);
-    EXPECT_EQ(first->m_Channel.m_strAddress, "new");
-    EXPECT_EQ(first->m_Channel.m_iSerial, serial + 1);
+    EXPECT_EQ(first->m_Channel.address, "new");
+    EXPECT_EQ(first->m_Channel.serial, serial + 1);
     EXPECT_NE(MergeChannel(m_Devices, 1001, 4, "", 0), first);
     EXPECT_NE(MergeChannel(m_Devices, 1002, 3, "", 0), first);
     EXPECT_EQ(m_Devices.GetCount(), 3);
@@ -62,7 +62,7 @@ TEST_F(ChannelMerge, AChannelWithTheSameTwoNumbersIsTakenAgain)
 TEST_F(ChannelMerge, TheCapabilitiesAreBits0To2And9And10)
 {
     const auto merged = [&](std::uint32_t word) {
-        return MergeChannel(m_Devices, 1, 1, "", word)->m_Channel.m_bCapabilities;
+        return MergeChannel(m_Devices, 1, 1, "", word)->m_Channel.capabilities;
     };
     EXPECT_EQ(merged(0), (CAPABILITIES{}));
     EXPECT_EQ(merged(0x607), (CAPABILITIES{true, true, true, true, true}));

@@ -39,7 +39,7 @@ TEST(DeviceStateThreads, PanelsAndLinkShareTheStateToTheEnd)
             remote->SnapShot();
             remote->StartRecord(0);
         }
-        const std::shared_ptr<XDeviceState> state = remote->GetState();
+        const std::shared_ptr<CDeviceState> state = remote->GetState();
         state->m_bRunning = false;
         remote.reset();
         link.join();
@@ -52,7 +52,7 @@ TEST(DeviceStateThreads, PanelsAndLinkShareTheStateToTheEnd)
 // A bit that one thread sets isn't lost against another that clears a different one.
 TEST(DeviceStateThreads, RequestBitsAreNotLost)
 {
-    XDeviceState state(nullptr);
+    CDeviceState state(nullptr);
     std::thread other([&] {
         for (int i = 0; i < 10000; ++i) {
             state.m_nFlags.SetBits(FLAG_SNAPSHOT);

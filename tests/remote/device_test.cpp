@@ -178,14 +178,14 @@ TEST(Remote, CanRecordButHasNoLinkAndNoPtz)
     EXPECT_EQ(remote.GetStatus(), 1);
 }
 
-struct XRequestCase {
-    std::int32_t iStatus;
-    std::uint32_t ulAfterStart;
-    std::uint32_t ulAfterStop;
-    std::uint32_t ulAfterSnapShot;
+struct RequestCase {
+    std::int32_t status;
+    std::uint32_t afterStart;
+    std::uint32_t afterStop;
+    std::uint32_t afterSnapShot;
 };
 
-class RemoteRequest : public testing::TestWithParam<XRequestCase>
+class RemoteRequest : public testing::TestWithParam<RequestCase>
 {
 };
 
@@ -193,18 +193,18 @@ TEST_P(RemoteRequest, IsTakenOnlyInItsStatus)
 {
     const auto flagsAfter = [](void (*request)(CRemote&)) {
         CRemote remote;
-        remote.SetStatus(GetParam().iStatus);
+        remote.SetStatus(GetParam().status);
         request(remote);
         return std::uint32_t{remote.GetState()->m_nFlags};
     };
-    EXPECT_EQ(flagsAfter([](CRemote& remote) { remote.StartRecord(0x10); }), GetParam().ulAfterStart);
-    EXPECT_EQ(flagsAfter([](CRemote& remote) { remote.StopRecord(0x40); }), GetParam().ulAfterStop);
-    EXPECT_EQ(flagsAfter([](CRemote& remote) { remote.SnapShot(); }), GetParam().ulAfterSnapShot);
+    EXPECT_EQ(flagsAfter([](CRemote& remote) { remote.StartRecord(0x10); }), GetParam().afterStart);
+    EXPECT_EQ(flagsAfter([](CRemote& remote) { remote.StopRecord(0x40); }), GetParam().afterStop);
+    EXPECT_EQ(flagsAfter([](CRemote& remote) { remote.SnapShot(); }), GetParam().afterSnapShot);
 }
 
 INSTANTIATE_TEST_SUITE_P(Status, RemoteRequest,
-                         testing::Values(XRequestCase{0, 0, 0, 0}, XRequestCase{1, 0x10, 0, 0x04},
-                                         XRequestCase{2, 0, 0x40, 0x04}));
+                         testing::Values(RequestCase{0, 0, 0, 0}, RequestCase{1, 0x10, 0, 0x04},
+                                         RequestCase{2, 0, 0x40, 0x04}));
 
 TEST(Remote, RequestsAddUpAndTheReasonIsNotLookedAt)
 {
@@ -243,7 +243,7 @@ TEST(DeviceState, OutlivesItsDeviceAndThenTellsNothing)
     const CRecorder recorder;
     auto device = std::make_unique<CDevice>();
     device->SetRenderWnd(static_cast<HWND>(5));
-    const std::shared_ptr<XDeviceState> state = device->GetState();
+    const std::shared_ptr<CDeviceState> state = device->GetState();
     device.reset();
     EXPECT_EQ(state->m_hRenderWnd.Exchange(HWND::Null), static_cast<HWND>(5));
     state->m_iStatus = 0;
@@ -257,7 +257,7 @@ TEST(DeviceState, LeftToALateThreadItDisturbsNothingThatComesAfter)
     CLinked device;
     device.SetStatus(1);
     device.SetRenderWnd(static_cast<HWND>(5));
-    const std::shared_ptr<XDeviceState> late = device.GetState();
+    const std::shared_ptr<CDeviceState> late = device.GetState();
     late->m_bRunning = true;
     device.LeaveStateBehind();
     EXPECT_FALSE(late->m_bRunning);

@@ -15,10 +15,10 @@ namespace
 {
 
 // All objects of a test write their calls and their ends here.
-struct XCallLog {
-    std::vector<std::string> m_Calls;
-    std::string m_strFailing;  // the call that fails
-    DEVICE_STATE m_State = DEVICE_STATE::Working;
+struct CallLog {
+    std::vector<std::string> calls;
+    std::string failing;  // the call that fails
+    EDeviceState state = EDeviceState::Working;
 
     template <typename... PARTS>
     bool Note(const std::string& name, const PARTS&... parts)
@@ -26,52 +26,52 @@ struct XCallLog {
         std::ostringstream text;
         text << name;
         ((text << ' ' << parts), ...);
-        m_Calls.push_back(text.str());
-        return name != m_strFailing;
+        calls.push_back(text.str());
+        return name != failing;
     }
-    std::vector<std::string> Take() { return std::exchange(m_Calls, {}); }
+    std::vector<std::string> Take() { return std::exchange(calls, {}); }
 };
 
-const char* Name(SURFACE_FORMAT format)
+const char* Name(ESurfaceFormat format)
 {
-    return format == SURFACE_FORMAT::X8R8G8B8 ? "x8r8g8b8" : "a8r8g8b8";
+    return format == ESurfaceFormat::X8R8G8B8 ? "x8r8g8b8" : "a8r8g8b8";
 }
 
-const char* Name(TEXTURE_FILTER filter)
+const char* Name(ETextureFilter filter)
 {
-    return filter == TEXTURE_FILTER::Linear ? "linear" : "point";
+    return filter == ETextureFilter::Linear ? "linear" : "point";
 }
 
-std::string Text(const XPresentParameters& parameters)
+std::string Text(const PresentParameters& parameters)
 {
     std::ostringstream text;
-    text << parameters.BackBufferWidth << 'x' << parameters.BackBufferHeight << ' '
-         << Name(parameters.BackBufferFormat) << " buffers " << parameters.BackBufferCount << " window "
-         << static_cast<std::int32_t>(parameters.hDeviceWindow) << (parameters.Windowed ? " windowed" : "")
-         << " flags " << parameters.Flags;
+    text << parameters.backBufferWidth << 'x' << parameters.backBufferHeight << ' '
+         << Name(parameters.backBufferFormat) << " buffers " << parameters.backBufferCount << " window "
+         << static_cast<std::int32_t>(parameters.deviceWindow) << (parameters.windowed ? " windowed" : "")
+         << " flags " << parameters.flags;
     return text.str();
 }
 
 class CLoggedPicture : public IOffscreenSurface
 {
   public:
-    CLoggedPicture(XCallLog& log, std::int32_t width, std::int32_t height)
+    CLoggedPicture(CallLog& log, std::int32_t width, std::int32_t height)
         : m_Log(log),
           m_iPitch(width * 4),
           m_Bytes(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4)
     {
     }
     ~CLoggedPicture() override { m_Log.Note("~picture"); }
-    bool Lock(LOCK_MODE mode, XLockedRect& locked) override
+    bool Lock(ELockMode mode, LockedRect& locked) override
     {
         locked.pitch = m_iPitch;
         locked.bits = m_Bytes.data();
-        return m_Log.Note("lock", mode == LOCK_MODE::Discard ? "to write" : "to read");
+        return m_Log.Note("lock", mode == ELockMode::Discard ? "to write" : "to read");
     }
     void Unlock(bool written) override { m_Log.Note("unlock", written ? "written" : "unwritten"); }
 
   private:
-    XCallLog& m_Log;
+    CallLog& m_Log;
     const std::int32_t m_iPitch;
     std::vector<std::uint8_t> m_Bytes;
 };
@@ -79,17 +79,17 @@ class CLoggedPicture : public IOffscreenSurface
 class CLoggedBuffer : public IBackBuffer
 {
   public:
-    explicit CLoggedBuffer(XCallLog& log) : m_Log(log) {}
+    explicit CLoggedBuffer(CallLog& log) : m_Log(log) {}
     ~CLoggedBuffer() override { m_Log.Note("~buffer"); }
 
   private:
-    XCallLog& m_Log;
+    CallLog& m_Log;
 };
 
 class CLoggedChain : public ISwapChain
 {
   public:
-    explicit CLoggedChain(XCallLog& log) : m_Log(log) {}
+    explicit CLoggedChain(CallLog& log) : m_Log(log) {}
     ~CLoggedChain() override { m_Log.Note("~chain"); }
     std::shared_ptr<IBackBuffer> GetBackBuffer(std::uint32_t number) override
     {
@@ -98,67 +98,67 @@ class CLoggedChain : public ISwapChain
     bool Present(HWND window) override { return m_Log.Note("present", static_cast<std::int32_t>(window)); }
 
   private:
-    XCallLog& m_Log;
+    CallLog& m_Log;
 };
 
 class CLoggedDevice : public ISurfaceDevice
 {
   public:
-    explicit CLoggedDevice(XCallLog& log) : m_Log(log) {}
+    explicit CLoggedDevice(CallLog& log) : m_Log(log) {}
     ~CLoggedDevice() override { m_Log.Note("~device"); }
-    DEVICE_STATE TestCooperativeLevel() override { return m_Log.m_State; }
-    bool SetSamplerState(TEXTURE_FILTER magnify, TEXTURE_FILTER minify) override
+    EDeviceState TestCooperativeLevel() override { return m_Log.state; }
+    bool SetSamplerState(ETextureFilter magnify, ETextureFilter minify) override
     {
         return m_Log.Note("sampler", Name(magnify), Name(minify));
     }
     std::shared_ptr<IOffscreenSurface> CreateOffscreenPlainSurface(std::int32_t width, std::int32_t height,
-                                                                   SURFACE_FORMAT format) override
+                                                                   ESurfaceFormat format) override
     {
         if (!m_Log.Note("picture", width, height, Name(format))) return nullptr;
         return std::make_shared<CLoggedPicture>(m_Log, width, height);
     }
-    std::shared_ptr<ISwapChain> CreateAdditionalSwapChain(const XPresentParameters& parameters) override
+    std::shared_ptr<ISwapChain> CreateAdditionalSwapChain(const PresentParameters& parameters) override
     {
         return m_Log.Note("chain", Text(parameters)) ? std::make_shared<CLoggedChain>(m_Log) : nullptr;
     }
-    bool StretchRect(IOffscreenSurface&, const RECT& source, IBackBuffer&, TEXTURE_FILTER filter) override
+    bool StretchRect(IOffscreenSurface&, const RECT& source, IBackBuffer&, ETextureFilter filter) override
     {
         return m_Log.Note("stretch", source.left, source.top, source.right, source.bottom, Name(filter));
     }
 
   private:
-    XCallLog& m_Log;
+    CallLog& m_Log;
 };
 
 // Its display has a format other than the pictures', so that the two can be told apart.
 class CLoggedAdapter : public ISurfaceAdapter
 {
   public:
-    explicit CLoggedAdapter(XCallLog& log) : m_Log(log) {}
+    explicit CLoggedAdapter(CallLog& log) : m_Log(log) {}
     ~CLoggedAdapter() override { m_Log.Note("~adapter"); }
-    bool GetAdapterDisplayMode(XDisplayMode& mode) override
+    bool GetAdapterDisplayMode(DisplayMode& mode) override
     {
-        mode = {1024, 768, SURFACE_FORMAT::A8R8G8B8};
+        mode = {1024, 768, ESurfaceFormat::A8R8G8B8};
         return m_Log.Note("mode");
     }
-    bool GetDeviceCaps(XDeviceCaps& caps) override
+    bool GetDeviceCaps(DeviceCaps& caps) override
     {
         caps.VertexProcessingCaps = 1;
         return m_Log.Note("caps");
     }
-    DEVICE_RESULT CreateDevice(HWND focusWindow, std::uint32_t behaviourFlags,
-                               const XPresentParameters& parameters,
+    EDeviceResult CreateDevice(HWND focusWindow, std::uint32_t behaviourFlags,
+                               const PresentParameters& parameters,
                                std::shared_ptr<ISurfaceDevice>& device) override
     {
         if (!m_Log.Note("device", static_cast<std::int32_t>(focusWindow), behaviourFlags, Text(parameters)))
-            return DEVICE_RESULT::Failed;
+            return EDeviceResult::Failed;
         device = std::make_shared<CLoggedDevice>(m_Log);
-        m_Log.m_State = DEVICE_STATE::Working;
-        return DEVICE_RESULT::Ok;
+        m_Log.state = EDeviceState::Working;
+        return EDeviceResult::Ok;
     }
 
   private:
-    XCallLog& m_Log;
+    CallLog& m_Log;
 };
 
 class D3DSurfaceCallsTest : public testing::Test
@@ -173,7 +173,7 @@ class D3DSurfaceCallsTest : public testing::Test
     }
 
     CRecordingBackend m_Backend;
-    XCallLog m_Log;
+    CallLog m_Log;
     CD3DSurfaceRender m_Render{[this] {
         m_Log.Note("open");
         return std::make_shared<CLoggedAdapter>(m_Log);
@@ -194,7 +194,7 @@ TEST_F(D3DSurfaceCallsTest, SetUpStopsAtTheStepThatFails)
 {
     std::size_t steps = 2;
     for (const char* failing : {"mode", "caps", "device"}) {
-        m_Log.m_strFailing = failing;
+        m_Log.failing = failing;
         EXPECT_EQ(m_Render.Init(HWND{7}), 0);
         m_Render.Uninit();
         std::vector<std::string> calls(DEVICE_CALLS, DEVICE_CALLS + steps++);
@@ -218,10 +218,10 @@ TEST_F(D3DSurfaceCallsTest, SurfaceIsMadeUpToTheStepThatFails)
 {
     m_Render.Init(HWND{7});
     m_Log.Take();
-    m_Log.m_strFailing = "picture";
+    m_Log.failing = "picture";
     m_Render.CreateSurface(352, 288);
     EXPECT_THAT(m_Log.Take(), ElementsAre("picture 352 288 x8r8g8b8"));
-    m_Log.m_strFailing = "chain";
+    m_Log.failing = "chain";
     m_Render.CreateSurface(352, 288);
     EXPECT_EQ(m_Log.Take().size(), 2U);
 }
@@ -265,11 +265,11 @@ TEST_F(D3DSurfaceCallsTest, NoStepOfAFrameIsKeptFromTheNextByItsFailure)
 {
     CSurface* const surface = Surface(352, 288);
     const CTestFrame frame(352, 288, 90);
-    m_Log.m_strFailing = "lock";
+    m_Log.failing = "lock";
     EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, surface, HWND{5}), 0);
     EXPECT_THAT(m_Log.Take(), ElementsAre("lock to write", "stretch 0 0 352 288 linear", "present 5"));
     for (const char* failing : {"stretch", "present"}) {
-        m_Log.m_strFailing = failing;
+        m_Log.failing = failing;
         EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, surface, HWND{5}), 0);
         EXPECT_EQ(m_Log.Take().size(), 4U) << failing;
     }
@@ -279,7 +279,7 @@ TEST_F(D3DSurfaceCallsTest, NoStepOfAFrameIsKeptFromTheNextByItsFailure)
 // The picture stands though the buffer failed: it is written, and nothing is shown.
 TEST_F(D3DSurfaceCallsTest, FrameOfASurfaceWithoutBufferIsWrittenAndRefused)
 {
-    m_Log.m_strFailing = "buffer";
+    m_Log.failing = "buffer";
     CSurface* const surface = Surface(352, 288);
     const CTestFrame frame(352, 288, 90);
     EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, surface, HWND{5}), -1);
@@ -307,7 +307,7 @@ TEST_F(D3DSurfaceCallsTest, RebuildingGivesTheDeviceBackFirstAndTakesTheSurfaces
     m_Render.CreateSurface(704, 576);
     const CTestFrame frame(352, 288, 90);
     m_Log.Take();
-    m_Log.m_State = DEVICE_STATE::NotReset;
+    m_Log.state = EDeviceState::NotReset;
     EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, first, HWND{5}), 0);
     std::vector<std::string> calls{"~device", "~adapter"};
     calls.insert(calls.end(), std::begin(DEVICE_CALLS), std::end(DEVICE_CALLS));

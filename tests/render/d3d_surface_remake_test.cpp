@@ -24,8 +24,8 @@ class D3DSurfaceRemakeTest : public testing::Test
     {
         m_Render.Init(CELL);
         m_pSurface = m_Render.CreateSurface(WIDTH, HEIGHT);
-        m_pAdapter->SetState(DEVICE_STATE::NotReset);
-        m_pAdapter->SetFault(DEVICE_STEP::CreateDevice, true, DEVICE_RESULT::NotAvailable);
+        m_pAdapter->SetState(EDeviceState::NotReset);
+        m_pAdapter->SetFault(EDeviceStep::CreateDevice, true, EDeviceResult::NotAvailable);
         EXPECT_EQ(Show(), 0) << "the frame that rebuilds";
         EXPECT_THAT(m_Backend.TakeTexts(),
                     ElementsAre("CreateDevice failed: Not Available", "Create Off Screen Surface failed!"));
@@ -50,21 +50,21 @@ class D3DSurfaceRemakeTest : public testing::Test
 TEST_F(D3DSurfaceRemakeTest, IsTriedAgainWithFewFramesAndToldOnce)
 {
     constexpr int ROUNDS = 4;
-    const std::uint32_t before = m_pAdapter->GetCallCount(DEVICE_STEP::CreateDevice);
+    const std::uint32_t before = m_pAdapter->GetCallCount(EDeviceStep::CreateDevice);
     EXPECT_EQ(CountTries(ROUNDS * CD3DSurfaceRender::REMAKE_FRAMES), ROUNDS);
-    EXPECT_EQ(m_pAdapter->GetCallCount(DEVICE_STEP::CreateDevice), before + ROUNDS);
+    EXPECT_EQ(m_pAdapter->GetCallCount(EDeviceStep::CreateDevice), before + ROUNDS);
     EXPECT_THAT(m_Backend.TakeTexts(), IsEmpty());
 }
 
 TEST_F(D3DSurfaceRemakeTest, ComesBackWhenItCanBeMadeAndTellsItsNextFailure)
 {
-    m_pAdapter->SetFault(DEVICE_STEP::CreateDevice, false);
+    m_pAdapter->SetFault(EDeviceStep::CreateDevice, false);
     EXPECT_EQ(CountTries(CD3DSurfaceRender::REMAKE_FRAMES), 1);
     EXPECT_EQ(Show(), 0);
     EXPECT_EQ(m_pSurface->m_Showing, EShowing::Shown) << "its surface was rebuilt too";
     EXPECT_EQ(m_pAdapter->GetPresentCount(CELL), 1U);
-    m_pAdapter->SetState(DEVICE_STATE::NotReset);
-    m_pAdapter->SetFault(DEVICE_STEP::CreateDevice, true, DEVICE_RESULT::InvalidCall);
+    m_pAdapter->SetState(EDeviceState::NotReset);
+    m_pAdapter->SetFault(EDeviceStep::CreateDevice, true, EDeviceResult::InvalidCall);
     Show();
     EXPECT_THAT(m_Backend.TakeTexts(),
                 ElementsAre("CreateDevice failed: Invalid Call", "Create Off Screen Surface failed!"));

@@ -62,7 +62,7 @@ TEST_F(D3DSurfaceShowingTest, WhatTheConversionRefusesIsPresentedAndNotShown)
 
 TEST_F(D3DSurfaceShowingTest, EachStepThatFailsDropsThePicture)
 {
-    for (const DEVICE_STEP step : {DEVICE_STEP::LockRect, DEVICE_STEP::StretchRect, DEVICE_STEP::Present}) {
+    for (const EDeviceStep step : {EDeviceStep::LockRect, EDeviceStep::StretchRect, EDeviceStep::Present}) {
         m_pAdapter->SetFault(step, true);
         EXPECT_EQ(Show(&m_Frame.m_Frame), EShowing::Dropped) << static_cast<int>(step);
         m_pAdapter->SetFault(step, false);
@@ -72,7 +72,7 @@ TEST_F(D3DSurfaceShowingTest, EachStepThatFailsDropsThePicture)
 
 TEST_F(D3DSurfaceShowingTest, LostDeviceAndItsRebuildingDropThePicture)
 {
-    for (const DEVICE_STATE state : {DEVICE_STATE::Lost, DEVICE_STATE::NotReset}) {
+    for (const EDeviceState state : {EDeviceState::Lost, EDeviceState::NotReset}) {
         m_pAdapter->SetState(state);
         EXPECT_EQ(Show(&m_Frame.m_Frame), EShowing::Dropped);
     }
@@ -81,7 +81,7 @@ TEST_F(D3DSurfaceShowingTest, LostDeviceAndItsRebuildingDropThePicture)
 
 TEST_F(D3DSurfaceShowingTest, SurfaceThatCouldNotBeBuiltShowsNothing)
 {
-    m_pAdapter->SetFault(DEVICE_STEP::CreateAdditionalSwapChain, true);
+    m_pAdapter->SetFault(EDeviceStep::CreateAdditionalSwapChain, true);
     CSurface* const surface = m_Render.CreateSurface(WIDTH, HEIGHT);
     EXPECT_EQ(m_Render.DisplayClient(&m_Frame.m_Frame, surface, CELL), -1);
     EXPECT_EQ(surface->m_Showing, EShowing::Dropped);

@@ -41,10 +41,10 @@ class D3DSurfaceTest : public testing::Test
 
     std::uint32_t Pixel(HWND window, std::int32_t x, std::int32_t y) const
     {
-        const XMemoryPicture picture = m_pAdapter->GetPicture(window);
+        const MemoryPicture picture = m_pAdapter->GetPicture(window);
         std::uint32_t pixel = 0xFFFFFFFF;
-        if (x < picture.iWidth && y < picture.iHeight)
-            std::memcpy(&pixel, &picture.pixels[static_cast<std::size_t>(y * picture.iWidth + x) * 4], 4);
+        if (x < picture.width && y < picture.height)
+            std::memcpy(&pixel, &picture.pixels[static_cast<std::size_t>(y * picture.width + x) * 4], 4);
         return pixel;
     }
 
@@ -61,12 +61,12 @@ class D3DSurfaceTest : public testing::Test
 TEST_F(D3DSurfaceTest, InitCreatesAWindowedDeviceOfTheScreensSize)
 {
     EXPECT_NE(m_Render.Init(HWND{7}), 0);
-    const XPresentParameters parameters = m_pAdapter->GetDeviceParameters();
-    EXPECT_EQ(parameters.BackBufferWidth, 1280);
-    EXPECT_EQ(parameters.BackBufferHeight, 1024);
-    EXPECT_EQ(parameters.BackBufferCount, 1U);
-    EXPECT_EQ(parameters.hDeviceWindow, HWND{7});
-    EXPECT_TRUE(parameters.Windowed);
+    const PresentParameters parameters = m_pAdapter->GetDeviceParameters();
+    EXPECT_EQ(parameters.backBufferWidth, 1280);
+    EXPECT_EQ(parameters.backBufferHeight, 1024);
+    EXPECT_EQ(parameters.backBufferCount, 1U);
+    EXPECT_EQ(parameters.deviceWindow, HWND{7});
+    EXPECT_TRUE(parameters.windowed);
     EXPECT_EQ(m_pAdapter->GetBehaviourFlags(), CREATE_HARDWARE_VERTEXPROCESSING);
     EXPECT_THAT(m_Backend.TakeTexts(), IsEmpty());
 }
@@ -86,9 +86,9 @@ TEST_F(D3DSurfaceTest, NoAdapterAtAllShowsItsText)
 }
 
 struct StepRow {
-    DEVICE_STEP m_Step;
-    DEVICE_RESULT m_Result;
-    const char* m_szText;
+    EDeviceStep step;
+    EDeviceResult result;
+    const char* text;
 };
 
 class InitFailureTest : public D3DSurfaceTest, public testing::WithParamInterface<StepRow>
@@ -97,22 +97,22 @@ class InitFailureTest : public D3DSurfaceTest, public testing::WithParamInterfac
 
 TEST_P(InitFailureTest, ShowsItsTextAndFails)
 {
-    m_pAdapter->SetFault(GetParam().m_Step, true, GetParam().m_Result);
+    m_pAdapter->SetFault(GetParam().step, true, GetParam().result);
     EXPECT_EQ(m_Render.Init(CELL), 0);
-    EXPECT_THAT(m_Backend.TakeTexts(), ElementsAre(GetParam().m_szText));
+    EXPECT_THAT(m_Backend.TakeTexts(), ElementsAre(GetParam().text));
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Steps, InitFailureTest,
     testing::Values(
-        StepRow{DEVICE_STEP::GetAdapterDisplayMode, DEVICE_RESULT::Failed, "GetAdapterDisplayMode failed"},
-        StepRow{DEVICE_STEP::GetDeviceCaps, DEVICE_RESULT::Failed, "no driver"},
-        StepRow{DEVICE_STEP::CreateDevice, DEVICE_RESULT::NotAvailable, "CreateDevice failed: Not Available"},
-        StepRow{DEVICE_STEP::CreateDevice, DEVICE_RESULT::OutOfVideoMemory,
+        StepRow{EDeviceStep::GetAdapterDisplayMode, EDeviceResult::Failed, "GetAdapterDisplayMode failed"},
+        StepRow{EDeviceStep::GetDeviceCaps, EDeviceResult::Failed, "no driver"},
+        StepRow{EDeviceStep::CreateDevice, EDeviceResult::NotAvailable, "CreateDevice failed: Not Available"},
+        StepRow{EDeviceStep::CreateDevice, EDeviceResult::OutOfVideoMemory,
                 "CreateDevice failed: Out Of Video Memory"},
-        StepRow{DEVICE_STEP::CreateDevice, DEVICE_RESULT::DeviceLost, "CreateDevice failed: Device Lost"},
-        StepRow{DEVICE_STEP::CreateDevice, DEVICE_RESULT::InvalidCall, "CreateDevice failed: Invalid Call"},
-        StepRow{DEVICE_STEP::CreateDevice, DEVICE_RESULT::Failed, "CreateDevice failed: Unknown Error"}));
+        StepRow{EDeviceStep::CreateDevice, EDeviceResult::DeviceLost, "CreateDevice failed: Device Lost"},
+        StepRow{EDeviceStep::CreateDevice, EDeviceResult::InvalidCall, "CreateDevice failed: Invalid Call"},
+        StepRow{EDeviceStep::CreateDevice, EDeviceResult::Failed, "CreateDevice failed: Unknown Error"}));
 
 TEST_F(D3DSurfaceTest, FrameIsShownInTheWindowOfTheCall)
 {
@@ -121,8 +121,8 @@ TEST_F(D3DSurfaceTest, FrameIsShownInTheWindowOfTheCall)
         CSurface* const surface = m_Render.CreateSurface(width, HEIGHT);
         const CTestFrame frame(width, HEIGHT, 200);
         EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, surface, CELL), 0);
-        EXPECT_EQ(m_pAdapter->GetPicture(CELL).iWidth, width);
-        EXPECT_EQ(m_pAdapter->GetPicture(CELL).iHeight, HEIGHT);
+        EXPECT_EQ(m_pAdapter->GetPicture(CELL).width, width);
+        EXPECT_EQ(m_pAdapter->GetPicture(CELL).height, HEIGHT);
         EXPECT_EQ(Pixel(CELL, 0, 0), GreyPixel(200));
         EXPECT_EQ(Pixel(CELL, width - 1, HEIGHT - 1), GreyPixel(200));
         m_Render.DestroySurface(surface);
@@ -215,7 +215,7 @@ TEST_F(D3DSurfaceTest, SmallerFrameIsStretchedFromItsOwnRectangle)
     std::memset(frame.m_Frame.data[0] + WIDTH * HEIGHT / 2, 50, WIDTH * HEIGHT / 2);
     frame.m_Frame.height = HEIGHT / 2;
     EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, surface, CELL), 0);
-    EXPECT_EQ(m_pAdapter->GetPicture(CELL).iHeight, HEIGHT);
+    EXPECT_EQ(m_pAdapter->GetPicture(CELL).height, HEIGHT);
     EXPECT_EQ(Pixel(CELL, 0, HEIGHT - 1), GreyPixel(200));
 }
 
@@ -231,8 +231,8 @@ TEST_F(D3DSurfaceTest, BadArgumentsAreMinusOne)
 }
 
 struct SurfaceStepRow {
-    DEVICE_STEP m_Step;
-    const char* m_szText;
+    EDeviceStep step;
+    const char* text;
 };
 
 class SurfaceFailureTest : public D3DSurfaceTest, public testing::WithParamInterface<SurfaceStepRow>
@@ -242,10 +242,10 @@ class SurfaceFailureTest : public D3DSurfaceTest, public testing::WithParamInter
 TEST_P(SurfaceFailureTest, PartlyBuiltSurfaceIsHandedOutRefusedAndDestroyed)
 {
     m_Render.Init(CELL);
-    m_pAdapter->SetFault(GetParam().m_Step, true);
+    m_pAdapter->SetFault(GetParam().step, true);
     CSurface* const surface = m_Render.CreateSurface(WIDTH, HEIGHT);
     ASSERT_NE(surface, nullptr);
-    EXPECT_THAT(m_Backend.TakeTexts(), ElementsAre(GetParam().m_szText));
+    EXPECT_THAT(m_Backend.TakeTexts(), ElementsAre(GetParam().text));
     const CTestFrame frame(WIDTH, HEIGHT, 90);
     for (int i = 0; i < 3; ++i)
         EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, surface, CELL), -1);
@@ -254,11 +254,11 @@ TEST_P(SurfaceFailureTest, PartlyBuiltSurfaceIsHandedOutRefusedAndDestroyed)
 }
 
 INSTANTIATE_TEST_SUITE_P(Steps, SurfaceFailureTest,
-                         testing::Values(SurfaceStepRow{DEVICE_STEP::CreateOffscreenPlainSurface,
+                         testing::Values(SurfaceStepRow{EDeviceStep::CreateOffscreenPlainSurface,
                                                         "Create Off Screen Surface failed!"},
-                                         SurfaceStepRow{DEVICE_STEP::CreateAdditionalSwapChain,
+                                         SurfaceStepRow{EDeviceStep::CreateAdditionalSwapChain,
                                                         "Create Additional Swap Chain failed!"},
-                                         SurfaceStepRow{DEVICE_STEP::GetBackBuffer,
+                                         SurfaceStepRow{EDeviceStep::GetBackBuffer,
                                                         "Get Back Buffer failed!"}));
 
 TEST_F(D3DSurfaceTest, LostDeviceDropsFramesAndIsLeftAlone)
@@ -266,11 +266,11 @@ TEST_F(D3DSurfaceTest, LostDeviceDropsFramesAndIsLeftAlone)
     m_Render.Init(CELL);
     CSurface* const surface = m_Render.CreateSurface(WIDTH, HEIGHT);
     const CTestFrame frame(WIDTH, HEIGHT, 90);
-    m_pAdapter->SetState(DEVICE_STATE::Lost);
+    m_pAdapter->SetState(EDeviceState::Lost);
     EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, surface, CELL), 0);
     EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, surface, CELL), 0);
     EXPECT_EQ(m_pAdapter->GetPresentCount(), 0U);
-    EXPECT_EQ(m_pAdapter->GetCallCount(DEVICE_STEP::CreateDevice), 1U);
+    EXPECT_EQ(m_pAdapter->GetCallCount(EDeviceStep::CreateDevice), 1U);
     EXPECT_EQ(m_iOpened, 1);
 }
 
@@ -281,17 +281,17 @@ TEST_F(D3DSurfaceTest, FirstFrameAfterTheLossRebuildsAllSurfacesAndTheSecondIsSh
     CSurface* const second = m_Render.CreateSurface(704, 576);
     const CTestFrame small(WIDTH, HEIGHT, 90);
     const CTestFrame large(704, 576, 120);
-    m_pAdapter->SetState(DEVICE_STATE::NotReset);
+    m_pAdapter->SetState(EDeviceState::NotReset);
 
     EXPECT_EQ(m_Render.DisplayClient(&small.m_Frame, first, CELL), 0);
     EXPECT_EQ(m_pAdapter->GetPresentCount(), 0U) << "the frame that rebuilds is dropped";
     EXPECT_EQ(m_iOpened, 2) << "made afresh from the adapter on, not reset";
-    EXPECT_EQ(m_pAdapter->GetCallCount(DEVICE_STEP::CreateOffscreenPlainSurface), 4U);
+    EXPECT_EQ(m_pAdapter->GetCallCount(EDeviceStep::CreateOffscreenPlainSurface), 4U);
 
     EXPECT_EQ(m_Render.DisplayClient(&small.m_Frame, first, CELL), 0);
     EXPECT_EQ(m_Render.DisplayClient(&large.m_Frame, second, OTHER_CELL), 0);
     EXPECT_EQ(Pixel(CELL, 0, 0), GreyPixel(90));
-    EXPECT_EQ(m_pAdapter->GetPicture(OTHER_CELL).iWidth, 704);
+    EXPECT_EQ(m_pAdapter->GetPicture(OTHER_CELL).width, 704);
     EXPECT_EQ(Pixel(OTHER_CELL, 703, 575), GreyPixel(120));
 }
 
@@ -300,8 +300,8 @@ TEST_F(D3DSurfaceTest, FailedRebuildingShowsItsTextsAndRefusesFrames)
     m_Render.Init(CELL);
     CSurface* const surface = m_Render.CreateSurface(WIDTH, HEIGHT);
     const CTestFrame frame(WIDTH, HEIGHT, 90);
-    m_pAdapter->SetState(DEVICE_STATE::NotReset);
-    m_pAdapter->SetFault(DEVICE_STEP::CreateDevice, true, DEVICE_RESULT::DeviceLost);
+    m_pAdapter->SetState(EDeviceState::NotReset);
+    m_pAdapter->SetFault(EDeviceStep::CreateDevice, true, EDeviceResult::DeviceLost);
     EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, surface, CELL), 0);
     EXPECT_THAT(m_Backend.TakeTexts(),
                 ElementsAre("CreateDevice failed: Device Lost", "Create Off Screen Surface failed!"));
@@ -310,8 +310,8 @@ TEST_F(D3DSurfaceTest, FailedRebuildingShowsItsTextsAndRefusesFrames)
 }
 
 struct RebuildRow {
-    DEVICE_STEP m_Step;
-    std::vector<std::string> m_Texts;
+    EDeviceStep step;
+    std::vector<std::string> texts;
 };
 
 class RebuildFailureTest : public D3DSurfaceTest, public testing::WithParamInterface<RebuildRow>
@@ -324,11 +324,11 @@ TEST_P(RebuildFailureTest, ShowsItsTextsOnceAndRefusesFrames)
     m_Render.Init(CELL);
     CSurface* const surface = m_Render.CreateSurface(WIDTH, HEIGHT);
     const CTestFrame frame(WIDTH, HEIGHT, 90);
-    m_pAdapter->SetState(DEVICE_STATE::NotReset);
-    m_pAdapter->SetFault(GetParam().m_Step, true);
+    m_pAdapter->SetState(EDeviceState::NotReset);
+    m_pAdapter->SetFault(GetParam().step, true);
     EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, surface, CELL), 0);
-    EXPECT_EQ(m_Backend.TakeTexts(), GetParam().m_Texts);
-    m_pAdapter->SetFault(GetParam().m_Step, false);
+    EXPECT_EQ(m_Backend.TakeTexts(), GetParam().texts);
+    m_pAdapter->SetFault(GetParam().step, false);
     for (int i = 0; i < 3; ++i)
         EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, surface, CELL), -1);
     EXPECT_THAT(m_Backend.TakeTexts(), IsEmpty());
@@ -338,15 +338,15 @@ TEST_P(RebuildFailureTest, ShowsItsTextsOnceAndRefusesFrames)
 
 INSTANTIATE_TEST_SUITE_P(
     Steps, RebuildFailureTest,
-    testing::Values(RebuildRow{DEVICE_STEP::GetAdapterDisplayMode,
+    testing::Values(RebuildRow{EDeviceStep::GetAdapterDisplayMode,
                                {"GetAdapterDisplayMode failed", "Create Off Screen Surface failed!"}},
-                    RebuildRow{DEVICE_STEP::GetDeviceCaps, {"no driver", "Create Off Screen Surface failed!"}},
-                    RebuildRow{DEVICE_STEP::CreateDevice,
+                    RebuildRow{EDeviceStep::GetDeviceCaps, {"no driver", "Create Off Screen Surface failed!"}},
+                    RebuildRow{EDeviceStep::CreateDevice,
                                {"CreateDevice failed: Unknown Error", "Create Off Screen Surface failed!"}},
-                    RebuildRow{DEVICE_STEP::CreateOffscreenPlainSurface, {"Create Off Screen Surface failed!"}},
-                    RebuildRow{DEVICE_STEP::CreateAdditionalSwapChain,
+                    RebuildRow{EDeviceStep::CreateOffscreenPlainSurface, {"Create Off Screen Surface failed!"}},
+                    RebuildRow{EDeviceStep::CreateAdditionalSwapChain,
                                {"Create Additional Swap Chain failed!"}},
-                    RebuildRow{DEVICE_STEP::GetBackBuffer, {"Get Back Buffer failed!"}}));
+                    RebuildRow{EDeviceStep::GetBackBuffer, {"Get Back Buffer failed!"}}));
 
 TEST_F(D3DSurfaceTest, UninitGivesTheDeviceBackAndInitTakesAnother)
 {
@@ -371,7 +371,7 @@ TEST_F(D3DSurfaceTest, BehaviourFlagsAddUpOverRebuildings)
     CSurface* const surface = m_Render.CreateSurface(WIDTH, HEIGHT);
     const CTestFrame frame(WIDTH, HEIGHT, 90);
     m_pAdapter->SetVertexProcessingCaps(0);
-    m_pAdapter->SetState(DEVICE_STATE::NotReset);
+    m_pAdapter->SetState(EDeviceState::NotReset);
     m_Render.DisplayClient(&frame.m_Frame, surface, CELL);
     EXPECT_EQ(m_pAdapter->GetBehaviourFlags(),
               CREATE_HARDWARE_VERTEXPROCESSING | CREATE_SOFTWARE_VERTEXPROCESSING);
@@ -384,7 +384,7 @@ TEST_F(D3DSurfaceTest, BusyPictureIsShownAsItIs)
     const CTestFrame first(WIDTH, HEIGHT, 90);
     const CTestFrame second(WIDTH, HEIGHT, 180);
     m_Render.DisplayClient(&first.m_Frame, surface, CELL);
-    m_pAdapter->SetFault(DEVICE_STEP::LockRect, true);
+    m_pAdapter->SetFault(EDeviceStep::LockRect, true);
     EXPECT_EQ(m_Render.DisplayClient(&second.m_Frame, surface, CELL), 0);
     EXPECT_EQ(m_pAdapter->GetPresentCount(CELL), 2U);
     EXPECT_EQ(Pixel(CELL, 0, 0), GreyPixel(90));
@@ -395,9 +395,9 @@ TEST_F(D3DSurfaceTest, FailuresOfStretchAndPresentationAreSilent)
     m_Render.Init(CELL);
     CSurface* const surface = m_Render.CreateSurface(WIDTH, HEIGHT);
     const CTestFrame frame(WIDTH, HEIGHT, 90);
-    m_pAdapter->SetFault(DEVICE_STEP::StretchRect, true);
+    m_pAdapter->SetFault(EDeviceStep::StretchRect, true);
     EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, surface, CELL), 0);
-    m_pAdapter->SetFault(DEVICE_STEP::Present, true);
+    m_pAdapter->SetFault(EDeviceStep::Present, true);
     EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, surface, CELL), 0);
     EXPECT_THAT(m_Backend.TakeTexts(), IsEmpty());
 }

@@ -17,35 +17,35 @@ namespace
 {
 
 // What the operations of a hooked device do besides succeeding.
-struct XHooks {
+struct DrawHooks {
     using CHook = std::function<void()>;
-    CHook m_OnPicture = [] {};  // the first step of building a surface
-    CHook m_OnBuffer = [] {};   // the last one
-    CHook m_OnUnlock = [] {};   // a frame was converted
-    CHook m_OnStretch = [] {};
-    CHook m_OnPresent = [] {};
-    std::atomic<DEVICE_STATE> m_State{DEVICE_STATE::Working};
+    CHook onPicture = [] {};  // the first step of building a surface
+    CHook onBuffer = [] {};   // the last one
+    CHook onUnlock = [] {};   // a frame was converted
+    CHook onStretch = [] {};
+    CHook onPresent = [] {};
+    std::atomic<EDeviceState> state{EDeviceState::Working};
 };
 
 class CHookedPicture : public IOffscreenSurface
 {
   public:
-    CHookedPicture(XHooks& hooks, std::int32_t width, std::int32_t height)
+    CHookedPicture(DrawHooks& hooks, std::int32_t width, std::int32_t height)
         : m_Hooks(hooks),
           m_iPitch(width * 4),
           m_Bytes(static_cast<std::size_t>(m_iPitch) * static_cast<std::size_t>(height))
     {
     }
-    bool Lock(LOCK_MODE, XLockedRect& locked) override
+    bool Lock(ELockMode, LockedRect& locked) override
     {
         locked.pitch = m_iPitch;
         locked.bits = m_Bytes.data();
         return true;
     }
-    void Unlock(bool) override { m_Hooks.m_OnUnlock(); }
+    void Unlock(bool) override { m_Hooks.onUnlock(); }
 
   private:
-    XHooks& m_Hooks;
+    DrawHooks& m_Hooks;
     const std::int32_t m_iPitch;
     std::vector<std::uint8_t> m_Bytes;
 };
@@ -53,64 +53,64 @@ class CHookedPicture : public IOffscreenSurface
 class CHookedChain : public ISwapChain
 {
   public:
-    explicit CHookedChain(XHooks& hooks) : m_Hooks(hooks) {}
+    explicit CHookedChain(DrawHooks& hooks) : m_Hooks(hooks) {}
     std::shared_ptr<IBackBuffer> GetBackBuffer(std::uint32_t) override
     {
-        m_Hooks.m_OnBuffer();
+        m_Hooks.onBuffer();
         return std::make_shared<IBackBuffer>();
     }
     bool Present(HWND) override
     {
-        m_Hooks.m_OnPresent();
+        m_Hooks.onPresent();
         return true;
     }
 
   private:
-    XHooks& m_Hooks;
+    DrawHooks& m_Hooks;
 };
 
 class CHookedDevice : public ISurfaceDevice
 {
   public:
-    explicit CHookedDevice(XHooks& hooks) : m_Hooks(hooks) {}
-    DEVICE_STATE TestCooperativeLevel() override { return m_Hooks.m_State; }
-    bool SetSamplerState(TEXTURE_FILTER, TEXTURE_FILTER) override { return true; }
+    explicit CHookedDevice(DrawHooks& hooks) : m_Hooks(hooks) {}
+    EDeviceState TestCooperativeLevel() override { return m_Hooks.state; }
+    bool SetSamplerState(ETextureFilter, ETextureFilter) override { return true; }
     std::shared_ptr<IOffscreenSurface> CreateOffscreenPlainSurface(std::int32_t width, std::int32_t height,
-                                                                   SURFACE_FORMAT) override
+                                                                   ESurfaceFormat) override
     {
-        m_Hooks.m_OnPicture();
+        m_Hooks.onPicture();
         return std::make_shared<CHookedPicture>(m_Hooks, width, height);
     }
-    std::shared_ptr<ISwapChain> CreateAdditionalSwapChain(const XPresentParameters&) override
+    std::shared_ptr<ISwapChain> CreateAdditionalSwapChain(const PresentParameters&) override
     {
         return std::make_shared<CHookedChain>(m_Hooks);
     }
-    bool StretchRect(IOffscreenSurface&, const RECT&, IBackBuffer&, TEXTURE_FILTER) override
+    bool StretchRect(IOffscreenSurface&, const RECT&, IBackBuffer&, ETextureFilter) override
     {
-        m_Hooks.m_OnStretch();
+        m_Hooks.onStretch();
         return true;
     }
 
   private:
-    XHooks& m_Hooks;
+    DrawHooks& m_Hooks;
 };
 
 class CHookedAdapter : public ISurfaceAdapter
 {
   public:
-    explicit CHookedAdapter(XHooks& hooks) : m_Hooks(hooks) {}
-    bool GetAdapterDisplayMode(XDisplayMode&) override { return true; }
-    bool GetDeviceCaps(XDeviceCaps&) override { return true; }
-    DEVICE_RESULT CreateDevice(HWND, std::uint32_t, const XPresentParameters&,
+    explicit CHookedAdapter(DrawHooks& hooks) : m_Hooks(hooks) {}
+    bool GetAdapterDisplayMode(DisplayMode&) override { return true; }
+    bool GetDeviceCaps(DeviceCaps&) override { return true; }
+    EDeviceResult CreateDevice(HWND, std::uint32_t, const PresentParameters&,
                                std::shared_ptr<ISurfaceDevice>& device) override
     {
         device = std::make_shared<CHookedDevice>(m_Hooks);
-        m_Hooks.m_State = DEVICE_STATE::Working;
-        return DEVICE_RESULT::Ok;
+        m_Hooks.state = EDeviceState::Working;
+        return EDeviceResult::Ok;
     }
 
   private:
-    XHooks& m_Hooks;
+    DrawHooks& m_Hooks;
 };
 
 // Counts who comes in while another thread is inside.
@@ -142,9 +142,9 @@ TEST(D3DSurfaceThreadsTest, BuildingAndShowingExcludeEachOther)
     constexpr int STREAMS = 6;
     CRecordingBackend backend;
     CSection section;
-    XHooks hooks;
-    hooks.m_OnPicture = hooks.m_OnStretch = [&] { section.Enter(); };
-    hooks.m_OnBuffer = hooks.m_OnPresent = [&] { section.Leave(); };
+    DrawHooks hooks;
+    hooks.onPicture = hooks.onStretch = [&] { section.Enter(); };
+    hooks.onBuffer = hooks.onPresent = [&] { section.Leave(); };
     CD3DSurfaceRender render([&hooks] { return std::make_shared<CHookedAdapter>(hooks); });
     ASSERT_NE(render.Init(HWND{1000}), 0);
     std::vector<std::thread> streams;
@@ -155,7 +155,7 @@ TEST(D3DSurfaceThreadsTest, BuildingAndShowingExcludeEachOther)
                 CSurface* const surface = render.CreateSurface(16, 16);
                 for (int i = 0; i < 10; ++i)
                     render.DisplayClient(&frame.m_Frame, surface, HWND{1 + stream});
-                if (stream == 0) hooks.m_State = DEVICE_STATE::NotReset;
+                if (stream == 0) hooks.state = EDeviceState::NotReset;
                 render.DestroySurface(surface);
             }
         });
@@ -173,13 +173,13 @@ TEST(D3DSurfaceThreadsTest, ConversionDoesNotWaitForAnotherStreamToBeShown)
     int converted = 0;
     bool showing = false;
     bool both = false;
-    XHooks hooks;
-    hooks.m_OnUnlock = [&] {
+    DrawHooks hooks;
+    hooks.onUnlock = [&] {
         const std::lock_guard lock(mutex);
         ++converted;
         changed.notify_all();
     };
-    hooks.m_OnStretch = [&] {
+    hooks.onStretch = [&] {
         std::unique_lock lock(mutex);
         if (std::exchange(showing, true)) return;
         changed.notify_all();
@@ -215,9 +215,9 @@ TEST(D3DSurfaceThreadsTest, StreamsSurviveRebuildings)
     std::atomic<bool> done{false};
     std::thread breaker([&] {
         while (!done) {
-            adapter->SetState(DEVICE_STATE::Lost);
+            adapter->SetState(EDeviceState::Lost);
             std::this_thread::yield();
-            adapter->SetState(DEVICE_STATE::NotReset);
+            adapter->SetState(EDeviceState::NotReset);
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
     });
@@ -238,7 +238,7 @@ TEST(D3DSurfaceThreadsTest, StreamsSurviveRebuildings)
     done = true;
     breaker.join();
 
-    adapter->SetState(DEVICE_STATE::NotReset);
+    adapter->SetState(EDeviceState::NotReset);
     CSurface* const surface = render.CreateSurface(176, 144);
     const CTestFrame frame(176, 144, 77);
     render.DisplayClient(&frame.m_Frame, surface, HWND{1});

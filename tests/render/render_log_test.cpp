@@ -47,19 +47,19 @@ TEST_F(RenderLogTest, EachStepOfTheSurfaceRendererThatFails)
 {
     const auto adapter = std::make_shared<CMemorySurfaceAdapter>();
     CD3DSurfaceRender render([&adapter] { return adapter; });
-    adapter->SetFault(DEVICE_STEP::CreateDevice, true, DEVICE_RESULT::NotAvailable);
+    adapter->SetFault(EDeviceStep::CreateDevice, true, EDeviceResult::NotAvailable);
     EXPECT_EQ(render.Init(HWND{1}), 0);
     EXPECT_THAT(m_Lines, ElementsAre(AllOf(HasSubstr("D3DSurfaceRender.cpp(CD3DSurfaceRender::Init, "),
                                            HasSubstr("): CreateDevice failed: Not Available\r\n"))));
     m_Lines.clear();
-    adapter->SetFault(DEVICE_STEP::CreateDevice, false);
+    adapter->SetFault(EDeviceStep::CreateDevice, false);
     ASSERT_NE(render.Init(HWND{1}), 0);
-    adapter->SetFault(DEVICE_STEP::GetBackBuffer, true);
+    adapter->SetFault(EDeviceStep::GetBackBuffer, true);
     render.CreateSurface(16, 16);
     EXPECT_THAT(m_Lines, ElementsAre(AllOf(HasSubstr("(CD3DSurfaceRender::CreateSurface, "),
                                            HasSubstr("Get Back Buffer failed!"))));
     m_Lines.clear();
-    adapter->SetState(DEVICE_STATE::NotReset);
+    adapter->SetState(EDeviceState::NotReset);
     const CTestFrame frame(16, 16, 90);
     CSurface* const surface = render.CreateSurface(16, 16);
     m_Lines.clear();

@@ -10,8 +10,8 @@ namespace
 {
 
 struct AdapterRow {
-    const char* m_szId;
-    RENDER_MODE m_Mode;
+    const char* id;
+    RENDER_MODE mode;
 };
 
 class AdapterTest : public testing::TestWithParam<AdapterRow>
@@ -20,7 +20,7 @@ class AdapterTest : public testing::TestWithParam<AdapterRow>
 
 TEST_P(AdapterTest, ChoosesTheMode)
 {
-    EXPECT_EQ(DetectRenderMode(GetParam().m_szId), GetParam().m_Mode) << GetParam().m_szId;
+    EXPECT_EQ(DetectRenderMode(GetParam().id), GetParam().mode) << GetParam().id;
 }
 
 INSTANTIATE_TEST_SUITE_P(Listed, AdapterTest,

@@ -17,8 +17,8 @@ constexpr double MARK = 3.0;
 
 struct Pair {
     const char* name;
-    XColor over;
-    XColor ground;
+    Color over;
+    Color ground;
     double least;
 };
 
@@ -57,7 +57,7 @@ TEST(PanelColors, EachPairThatIsDrawnKeepsItsContrast)
 
 TEST(PanelColors, FocusIsSeenOnEveryGroundThatMayBearIt)
 {
-    for (const XColor ground :
+    for (const Color ground :
          {ROW_EVEN, ROW_ODD, ROW_SELECTED, TREE_GROUND_AT_START, TREE_GROUND, WALL_GROUND, WALL_OUTLINE})
         EXPECT_GE(ContrastRatio(FocusOn(ground), ground), MARK) << int{ground.r};
 }
@@ -72,14 +72,14 @@ TEST(PanelColors, NamesAfterALogonAreGreyOnTheRowsAsIntended)
 TEST(PanelColors, AgreeWithTheDeliveredTheme)
 {
     CTheme theme;
-    XThemeError error;
-    ASSERT_TRUE(LoadTheme(DeliveredThemePath(), theme, error)) << error.strText;
-    EXPECT_EQ(theme.FindElement("DialogMain")->Look(EState::Normal).fill.top, GROUND);
-    EXPECT_EQ(theme.FindElement("Tree")->Look(EState::Normal).fill.top, TREE_GROUND);
-    EXPECT_EQ(theme.FindElement("Tree")->Look(EState::Normal).mark, TREE_INK);
-    EXPECT_EQ(theme.FindElement("Tree")->Look(EState::Checked).fill.top, ROW_SELECTED);
-    EXPECT_EQ(theme.FindElement("ButtonText")->Look(EState::Normal).text, INK);
-    EXPECT_GE(ContrastRatio(theme.FindElement("Edit")->Look(EState::Checked).text, ROW_SELECTED), TEXT);
+    ThemeError error;
+    ASSERT_TRUE(LoadTheme(DeliveredThemePath(), theme, error)) << error.text;
+    EXPECT_EQ(theme.FindElement("DialogMain")->LookOf(EState::Normal).fill.top, GROUND);
+    EXPECT_EQ(theme.FindElement("Tree")->LookOf(EState::Normal).fill.top, TREE_GROUND);
+    EXPECT_EQ(theme.FindElement("Tree")->LookOf(EState::Normal).mark, TREE_INK);
+    EXPECT_EQ(theme.FindElement("Tree")->LookOf(EState::Checked).fill.top, ROW_SELECTED);
+    EXPECT_EQ(theme.FindElement("ButtonText")->LookOf(EState::Normal).text, INK);
+    EXPECT_GE(ContrastRatio(theme.FindElement("Edit")->LookOf(EState::Checked).text, ROW_SELECTED), TEXT);
 }
 
 }  // namespace

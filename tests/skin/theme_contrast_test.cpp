@@ -19,27 +19,27 @@ class ThemeContrast : public testing::Test
   protected:
     void SetUp() override
     {
-        XThemeError error;
-        ASSERT_TRUE(LoadTheme(DeliveredThemePath(), m_Theme, error)) << error.iLine << ": " << error.strText;
+        ThemeError error;
+        ASSERT_TRUE(LoadTheme(DeliveredThemePath(), m_Theme, error)) << error.line << ": " << error.text;
     }
 
     /// The least contrast of a colour on the fill; a fill of nothing shows the panel.
-    double Least(XColor color, const XFill& fill) const
+    double Least(Color color, const Fill& fill) const
     {
-        const XFill ground =
-            fill.IsNone() ? m_Theme.FindElement("DialogMain")->Look(EState::Normal).fill : fill;
+        const Fill ground =
+            fill.IsNone() ? m_Theme.FindElement("DialogMain")->LookOf(EState::Normal).fill : fill;
         double least = 21;
         for (const double part : {0.0, 0.25, 0.5, 0.75, 1.0}) {
-            const XColor behind = ColorAt(ground, part);
+            const Color behind = ColorAt(ground, part);
             least = std::min(least, ContrastRatio(Blend(color, behind), behind));
         }
         return least;
     }
 
     /// Elements whose text does not stand on their fill but on the panel.
-    static bool TextOnPanel(const XElement& element)
+    static bool TextOnPanel(const Element& element)
     {
-        return element.strName == "CheckBox" || element.strName == "Slider" || element.strName == "ScrollBar";
+        return element.name == "CheckBox" || element.name == "Slider" || element.name == "ScrollBar";
     }
 
     CTheme m_Theme;
@@ -54,31 +54,31 @@ TEST(Contrast, IsThatOfTheGuidelines)
 
 TEST(Contrast, BlendLaysOneColourOnAnother)
 {
-    EXPECT_EQ(Blend({255, 0, 0, 255}, {0, 0, 255, 255}), (XColor{255, 0, 0, 255}));
-    EXPECT_EQ(Blend({255, 0, 0, 0}, {0, 0, 255, 255}), (XColor{0, 0, 255, 255}));
-    EXPECT_EQ(Blend({255, 0, 0, 51}, {0, 0, 255, 255}), (XColor{51, 0, 204, 255}));
+    EXPECT_EQ(Blend({255, 0, 0, 255}, {0, 0, 255, 255}), (Color{255, 0, 0, 255}));
+    EXPECT_EQ(Blend({255, 0, 0, 0}, {0, 0, 255, 255}), (Color{0, 0, 255, 255}));
+    EXPECT_EQ(Blend({255, 0, 0, 51}, {0, 0, 255, 255}), (Color{51, 0, 204, 255}));
 }
 
 TEST_F(ThemeContrast, TextCanBeReadInEveryState)
 {
-    for (const XElement& element : m_Theme.m_Elements) {
+    for (const Element& element : m_Theme.m_Elements) {
         for (std::size_t state = 0; state < STATE_COUNT; ++state) {
-            const XLook& look = element.looks[state];
+            const Look& look = element.looks[state];
             const double wanted = static_cast<EState>(state) == EState::Disabled ? MARK : TEXT;
-            const XFill ground = TextOnPanel(element) ? XFill{} : look.fill;
-            EXPECT_GE(Least(look.text, ground), wanted) << element.strName << ", state " << state;
+            const Fill ground = TextOnPanel(element) ? Fill{} : look.fill;
+            EXPECT_GE(Least(look.text, ground), wanted) << element.name << ", state " << state;
         }
     }
 }
 
 TEST_F(ThemeContrast, MarksStandOutFromTheirGround)
 {
-    for (const XElement& element : m_Theme.m_Elements) {
+    for (const Element& element : m_Theme.m_Elements) {
         for (std::size_t state = 0; state < STATE_COUNT; ++state) {
             if (static_cast<EState>(state) == EState::Disabled) continue;
             // The thumb of a slider reaches beyond its groove: it is seen against the panel.
-            const XFill ground = element.strName == "Slider" ? XFill{} : element.looks[state].fill;
-            EXPECT_GE(Least(element.looks[state].mark, ground), MARK) << element.strName << ", state " << state;
+            const Fill ground = element.name == "Slider" ? Fill{} : element.looks[state].fill;
+            EXPECT_GE(Least(element.looks[state].mark, ground), MARK) << element.name << ", state " << state;
         }
     }
 }
@@ -88,11 +88,11 @@ TEST_F(ThemeContrast, WhateverTakesTheKeyboardShowsItsFocus)
     for (const char* name :
          {"DialogMain", "Button", "CheckBox", "Edit", "Combo", "Tree", "Calendar", "ButtonTop", "ButtonScan",
           "ButtonZoomIn", "ButtonStatic", "ButtonText", "ButtonLayout", "ButtonConfig", "Slider"}) {
-        const XElement& element = *m_Theme.FindElement(name);
+        const Element& element = *m_Theme.FindElement(name);
         for (std::size_t state = 0; state < STATE_COUNT; ++state) {
             if (static_cast<EState>(state) == EState::Disabled) continue;
-            const XLook& look = element.looks[state];
-            const XFill ground = element.strName == "Slider" ? XFill{} : look.fill;
+            const Look& look = element.looks[state];
+            const Fill ground = element.name == "Slider" ? Fill{} : look.fill;
             EXPECT_GT(look.ring.a, 0) << name;
             EXPECT_GE(Least(look.ring, ground), MARK) << name << ", state " << state;
         }
@@ -101,7 +101,7 @@ TEST_F(ThemeContrast, WhateverTakesTheKeyboardShowsItsFocus)
 
 TEST_F(ThemeContrast, ThePanelsGroundIsTheirOwnBrush)
 {
-    EXPECT_EQ(m_Theme.FindElement("DialogMain")->Look(EState::Normal).fill.top,
-              (XColor{0xC5, 0xC5, 0xC5, 255}));
+    EXPECT_EQ(m_Theme.FindElement("DialogMain")->LookOf(EState::Normal).fill.top,
+              (Color{0xC5, 0xC5, 0xC5, 255}));
 }
 }  // namespace

@@ -22,8 +22,8 @@ std::string WithRequired(const std::string& lines)
 CTheme Parsed(const std::string& text)
 {
     CTheme theme;
-    XThemeError error;
-    EXPECT_TRUE(ParseTheme(text, theme, error)) << "line " << error.iLine << ": " << error.strText;
+    ThemeError error;
+    EXPECT_TRUE(ParseTheme(text, theme, error)) << "line " << error.line << ": " << error.text;
     return theme;
 }
 
@@ -51,23 +51,23 @@ element One
   disabled text #445566
 end
 )"));
-    const XElement& one = *theme.FindElement("One");
-    const XColor ink{1, 2, 3, 255};
-    EXPECT_EQ(one.Look(EState::Normal).fill, (XFill{ink, {255, 255, 255, 255}}));
-    EXPECT_EQ(one.Look(EState::Normal).border, (XColor{10, 11, 12, 128}));
-    EXPECT_EQ(one.Look(EState::Hover).fill, (XFill{ink, ink}));
-    EXPECT_EQ(one.Look(EState::Hover).mark, (XColor{0x11, 0x22, 0x33, 255}))
+    const Element& one = *theme.FindElement("One");
+    const Color ink{1, 2, 3, 255};
+    EXPECT_EQ(one.LookOf(EState::Normal).fill, (Fill{ink, {255, 255, 255, 255}}));
+    EXPECT_EQ(one.LookOf(EState::Normal).border, (Color{10, 11, 12, 128}));
+    EXPECT_EQ(one.LookOf(EState::Hover).fill, (Fill{ink, ink}));
+    EXPECT_EQ(one.LookOf(EState::Hover).mark, (Color{0x11, 0x22, 0x33, 255}))
         << "what hover doesn't say is normal's";
-    EXPECT_EQ(one.Look(EState::Pressed), one.Look(EState::Normal));
-    EXPECT_EQ(one.Look(EState::Disabled).text, (XColor{0x44, 0x55, 0x66, 255}));
-    EXPECT_EQ(one.iBorder, 2);
-    EXPECT_EQ(one.iRadius, 3);
-    EXPECT_EQ(one.iPadY, 4);
-    EXPECT_EQ(one.iPadX, 5);
-    EXPECT_EQ(one.iWidth, 6);
-    EXPECT_EQ(one.iHeight, 7);
-    EXPECT_EQ(one.iFontPercent, 120);
-    EXPECT_TRUE(one.bBold);
+    EXPECT_EQ(one.LookOf(EState::Pressed), one.LookOf(EState::Normal));
+    EXPECT_EQ(one.LookOf(EState::Disabled).text, (Color{0x44, 0x55, 0x66, 255}));
+    EXPECT_EQ(one.border, 2);
+    EXPECT_EQ(one.radius, 3);
+    EXPECT_EQ(one.padY, 4);
+    EXPECT_EQ(one.padX, 5);
+    EXPECT_EQ(one.width, 6);
+    EXPECT_EQ(one.height, 7);
+    EXPECT_EQ(one.fontPercent, 120);
+    EXPECT_TRUE(one.bold);
 }
 
 TEST(ThemeParser, TakesOverTheBaseElementState)
@@ -82,11 +82,11 @@ element Derived : Base
   normal text #333333
 end
 )"));
-    const XElement& derived = *theme.FindElement("Derived");
-    EXPECT_EQ(derived.iRadius, 1);
-    EXPECT_EQ(derived.Look(EState::Normal).text, (XColor{0x33, 0x33, 0x33, 255}));
-    EXPECT_EQ(derived.Look(EState::Hover).text, (XColor{0x22, 0x22, 0x22, 255}));
-    EXPECT_EQ(derived.Look(EState::Pressed).text, (XColor{0x33, 0x33, 0x33, 255}));
+    const Element& derived = *theme.FindElement("Derived");
+    EXPECT_EQ(derived.radius, 1);
+    EXPECT_EQ(derived.LookOf(EState::Normal).text, (Color{0x33, 0x33, 0x33, 255}));
+    EXPECT_EQ(derived.LookOf(EState::Hover).text, (Color{0x22, 0x22, 0x22, 255}));
+    EXPECT_EQ(derived.LookOf(EState::Pressed).text, (Color{0x33, 0x33, 0x33, 255}));
 }
 
 TEST(ThemeParser, ReadsTheShapesOfAnIcon)
@@ -96,13 +96,13 @@ TEST(ThemeParser, ReadsTheShapesOfAnIcon)
   stroke 1.5 C 1 2 3 4 5 6 R 1 2 3 4
 end
 )"));
-    const XIcon& icon = *theme.FindIcon("Face");
+    const Icon& icon = *theme.FindIcon("Face");
     EXPECT_EQ(icon.fWidth, 24);
     EXPECT_EQ(icon.fHeight, 12);
     ASSERT_EQ(icon.shapes.size(), 2U);
     EXPECT_EQ(icon.shapes[0].fStroke, 0);
     ASSERT_EQ(icon.shapes[0].steps.size(), 4U);
-    EXPECT_EQ(icon.shapes[0].steps[3].kind, XPathStep::EKind::Circle);
+    EXPECT_EQ(icon.shapes[0].steps[3].kind, PathStep::EKind::Circle);
     EXPECT_EQ(icon.shapes[0].steps[3].values[2], 7);
     EXPECT_EQ(icon.shapes[1].fStroke, 1.5F);
     EXPECT_EQ(icon.shapes[1].steps[0].values[5], 6);
@@ -116,14 +116,14 @@ TEST(ThemeParser, TakesByteOrderMarkAndCarriageReturns)
     EXPECT_EQ(Parsed(text).m_strName, "Test");
 }
 
-struct XFaultCase {
-    const char* szName;
-    const char* szLines;  // from the second line on
-    int iLine;
-    const char* szFault;  // part of the message
+struct FaultCase {
+    const char* name;
+    const char* lines;  // from the second line on
+    int line;
+    const char* fault;  // part of the message
 };
 
-class ThemeFaults : public testing::TestWithParam<XFaultCase>
+class ThemeFaults : public testing::TestWithParam<FaultCase>
 {
 };
 
@@ -131,66 +131,66 @@ TEST_P(ThemeFaults, AreToldWithTheirLine)
 {
     CTheme theme;
     theme.m_strName = "before";
-    XThemeError error;
-    EXPECT_FALSE(ParseTheme(WithRequired(GetParam().szLines), theme, error));
-    EXPECT_EQ(error.iLine, GetParam().iLine) << error.strText;
-    EXPECT_NE(error.strText.find(GetParam().szFault), std::string::npos) << error.strText;
+    ThemeError error;
+    EXPECT_FALSE(ParseTheme(WithRequired(GetParam().lines), theme, error));
+    EXPECT_EQ(error.line, GetParam().line) << error.text;
+    EXPECT_NE(error.text.find(GetParam().fault), std::string::npos) << error.text;
     EXPECT_EQ(theme.m_strName, "before") << "a faulty file leaves the theme as it was";
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Theme, ThemeFaults,
     testing::Values(
-        XFaultCase{"second_header", "theme 1 \"Again\"\n", 2, "already named"},
-        XFaultCase{"unknown_statement", "\ncolour Ink #000000\n", 3, "unknown statement 'colour'"},
-        XFaultCase{"short_colour", "color Ink #12345\n", 2, "is no colour"},
-        XFaultCase{"colour_with_letters", "color Ink #12345G\n", 2, "is no colour"},
-        XFaultCase{"colour_with_sign", "color Ink #-12345\n", 2, "is no colour"},
-        XFaultCase{"unknown_colour", "color Ink Other\n", 2, "'Other' does not stand above"},
-        XFaultCase{"colour_twice", "color Ink #000000\ngradient Ink Ink Ink\n", 3, "already defined"},
-        XFaultCase{"missing_value", "color Ink\n", 2, "needs a colour"},
-        XFaultCase{"more_than_needed", "color Ink #000000 #000000\n", 2, "nothing may follow"},
-        XFaultCase{"name_with_dot", "color I.k #000000\n", 2, "is no name"},
-        XFaultCase{"open_quote", "color \"Ink\n", 2, "not closed"},
-        XFaultCase{"control_character", "color \x01 #000000\n", 2, "control character"},
-        XFaultCase{"icon_without_size", "icon A\nend\n", 2, "the icon's width"},
-        XFaultCase{"icon_of_no_size", "icon A 0 24\nend\n", 2, "not in 1 to 1024"},
-        XFaultCase{"step_unknown", "icon A 24 24\nfill Q 1 2\nend\n", 3, "M L C O R Z"},
-        XFaultCase{"step_without_number", "icon A 24 24\nfill M 1\nend\n", 3, "needs a number"},
-        XFaultCase{"step_not_a_number", "icon A 24 24\nfill M nan 1\nend\n", 3, "needs a number"},
-        XFaultCase{"step_far_away", "icon A 24 24\nfill M 1e9 1\nend\n", 3, "not in -1024 to 1024"},
-        XFaultCase{"shape_without_steps", "icon A 24 24\nfill\nend\n", 3, "no steps"},
-        XFaultCase{"statement_in_icon", "icon A 24 24\ncolor B #000000\nend\n", 3, "fill, stroke and end"},
-        XFaultCase{"base_below", "element A : B\nend\nelement B\nend\n", 2, "'B' does not stand above"},
-        XFaultCase{"own_base", "element A : A\nend\n", 2, "'A' does not stand above"},
-        XFaultCase{"element_twice", "element A\nend\nelement A\nend\n", 4, "already defined"},
-        XFaultCase{"unknown_property", "element A\nshadow 3\nend\n", 3, "unknown property 'shadow'"},
-        XFaultCase{"unknown_state_property", "element A\nnormal shade #000000\nend\n", 3, "not 'shade'"},
-        XFaultCase{"radius_too_large", "element A\nradius 65\nend\n", 3, "not in 0 to 64"},
-        XFaultCase{"radius_of_half", "element A\nradius 1.5\nend\n", 3, "whole number"},
-        XFaultCase{"font_of_a_giant", "element A\nfont 301\nend\n", 3, "not in 50 to 300"},
-        XFaultCase{"unknown_icon", "element A\nicon B\nend\n", 3, "icon 'B' does not stand above"},
-        XFaultCase{"end_outside", "end\n", 2, "unknown statement 'end'"}),
-    [](const auto& row) { return std::string(row.param.szName); });
+        FaultCase{"second_header", "theme 1 \"Again\"\n", 2, "already named"},
+        FaultCase{"unknown_statement", "\ncolour Ink #000000\n", 3, "unknown statement 'colour'"},
+        FaultCase{"short_colour", "color Ink #12345\n", 2, "is no colour"},
+        FaultCase{"colour_with_letters", "color Ink #12345G\n", 2, "is no colour"},
+        FaultCase{"colour_with_sign", "color Ink #-12345\n", 2, "is no colour"},
+        FaultCase{"unknown_colour", "color Ink Other\n", 2, "'Other' does not stand above"},
+        FaultCase{"colour_twice", "color Ink #000000\ngradient Ink Ink Ink\n", 3, "already defined"},
+        FaultCase{"missing_value", "color Ink\n", 2, "needs a colour"},
+        FaultCase{"more_than_needed", "color Ink #000000 #000000\n", 2, "nothing may follow"},
+        FaultCase{"name_with_dot", "color I.k #000000\n", 2, "is no name"},
+        FaultCase{"open_quote", "color \"Ink\n", 2, "not closed"},
+        FaultCase{"control_character", "color \x01 #000000\n", 2, "control character"},
+        FaultCase{"icon_without_size", "icon A\nend\n", 2, "the icon's width"},
+        FaultCase{"icon_of_no_size", "icon A 0 24\nend\n", 2, "not in 1 to 1024"},
+        FaultCase{"step_unknown", "icon A 24 24\nfill Q 1 2\nend\n", 3, "M L C O R Z"},
+        FaultCase{"step_without_number", "icon A 24 24\nfill M 1\nend\n", 3, "needs a number"},
+        FaultCase{"step_not_a_number", "icon A 24 24\nfill M nan 1\nend\n", 3, "needs a number"},
+        FaultCase{"step_far_away", "icon A 24 24\nfill M 1e9 1\nend\n", 3, "not in -1024 to 1024"},
+        FaultCase{"shape_without_steps", "icon A 24 24\nfill\nend\n", 3, "no steps"},
+        FaultCase{"statement_in_icon", "icon A 24 24\ncolor B #000000\nend\n", 3, "fill, stroke and end"},
+        FaultCase{"base_below", "element A : B\nend\nelement B\nend\n", 2, "'B' does not stand above"},
+        FaultCase{"own_base", "element A : A\nend\n", 2, "'A' does not stand above"},
+        FaultCase{"element_twice", "element A\nend\nelement A\nend\n", 4, "already defined"},
+        FaultCase{"unknown_property", "element A\nshadow 3\nend\n", 3, "unknown property 'shadow'"},
+        FaultCase{"unknown_state_property", "element A\nnormal shade #000000\nend\n", 3, "not 'shade'"},
+        FaultCase{"radius_too_large", "element A\nradius 65\nend\n", 3, "not in 0 to 64"},
+        FaultCase{"radius_of_half", "element A\nradius 1.5\nend\n", 3, "whole number"},
+        FaultCase{"font_of_a_giant", "element A\nfont 301\nend\n", 3, "not in 50 to 300"},
+        FaultCase{"unknown_icon", "element A\nicon B\nend\n", 3, "icon 'B' does not stand above"},
+        FaultCase{"end_outside", "end\n", 2, "unknown statement 'end'"}),
+    [](const auto& row) { return std::string(row.param.name); });
 
 TEST(ThemeParser, RefusesAFileWithoutHeader)
 {
     CTheme theme;
-    XThemeError error;
+    ThemeError error;
     EXPECT_FALSE(ParseTheme("", theme, error));
-    EXPECT_EQ(error.iLine, 0);
+    EXPECT_EQ(error.line, 0);
     EXPECT_FALSE(ParseTheme("\n; only this\ncolor A #000000\n", theme, error));
-    EXPECT_EQ(error.iLine, 3);
+    EXPECT_EQ(error.line, 3);
     EXPECT_FALSE(ParseTheme("theme 2 \"New\"\n", theme, error));
-    EXPECT_EQ(error.iLine, 1);
+    EXPECT_EQ(error.line, 1);
 }
 
 TEST(ThemeParser, RefusesABlockWithoutEnd)
 {
     CTheme theme;
-    XThemeError error;
+    ThemeError error;
     EXPECT_FALSE(ParseTheme(std::string(HEADER) + "element A\n", theme, error));
-    EXPECT_NE(error.strText.find("lacks its end"), std::string::npos);
+    EXPECT_NE(error.text.find("lacks its end"), std::string::npos);
 }
 
 TEST(ThemeParser, NamesTheFirstElementThatIsMissing)
@@ -201,20 +201,20 @@ TEST(ThemeParser, NamesTheFirstElementThatIsMissing)
             if (name != missing) text += "element " + std::string(name) + "\nend\n";
         }
         CTheme theme;
-        XThemeError error;
+        ThemeError error;
         EXPECT_FALSE(ParseTheme(text, theme, error));
-        EXPECT_NE(error.strText.find("'" + std::string(missing) + "' is missing"), std::string::npos)
-            << error.strText;
+        EXPECT_NE(error.text.find("'" + std::string(missing) + "' is missing"), std::string::npos)
+            << error.text;
     }
 }
 
 TEST(ThemeParser, BoundsWhatAFileMayCost)
 {
     CTheme theme;
-    XThemeError error;
+    ThemeError error;
     const auto refuses = [&](const std::string& text, const char* fault) {
         EXPECT_FALSE(ParseTheme(text, theme, error));
-        EXPECT_NE(error.strText.find(fault), std::string::npos) << error.strText;
+        EXPECT_NE(error.text.find(fault), std::string::npos) << error.text;
     };
     refuses(std::string((1 << 20) + 1, '\n'), "larger than 1 MiB");
     refuses(HEADER + std::string(1025, ' '), "longer than 1024");
@@ -250,12 +250,12 @@ TEST(ThemeParserDamaged, EveryTruncationIsAnErrorOrAWholeTheme)
     int refused = 0;
     for (std::size_t size = 0; size < whole.size(); ++size) {
         CTheme theme;
-        XThemeError error;
+        ThemeError error;
         const bool read = ParseTheme(std::string_view(whole).substr(0, size), theme, error);
         EXPECT_EQ(read, size >= lastEnd + 3) << "cut to " << size << " bytes";
         if (!read) {
             ++refused;
-            EXPECT_FALSE(error.strText.empty());
+            EXPECT_FALSE(error.text.empty());
         }
     }
     EXPECT_GT(refused, 0);
@@ -269,10 +269,10 @@ TEST(ThemeParserDamaged, ASingleWrongByteCostsTheFileAtMost)
         std::string text = whole;
         text[at] = static_cast<char>(text[at] ^ 0x41);
         CTheme theme;
-        XThemeError error;
+        ThemeError error;
         if (!ParseTheme(text, theme, error)) {
             ++refused;
-            EXPECT_FALSE(error.strText.empty());
+            EXPECT_FALSE(error.text.empty());
         } else {
             for (const std::string_view name : RequiredElements())
                 EXPECT_NE(theme.FindElement(name), nullptr);
@@ -284,10 +284,10 @@ TEST(ThemeParserDamaged, ASingleWrongByteCostsTheFileAtMost)
 TEST(ThemeFile, AMissingFileIsAnError)
 {
     CTheme theme;
-    XThemeError error;
+    ThemeError error;
     EXPECT_FALSE(LoadTheme("/nonexistent/skin.smf", theme, error));
-    EXPECT_EQ(error.iLine, 0);
-    EXPECT_FALSE(error.strText.empty());
+    EXPECT_EQ(error.line, 0);
+    EXPECT_FALSE(error.text.empty());
     EXPECT_FALSE(LoadTheme("/", theme, error)) << "a folder is no theme";
 }
 }  // namespace

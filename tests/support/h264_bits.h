@@ -12,9 +12,9 @@ class CH264Bits
   public:
     CH264Bits& Bit(bool set)
     {
-        if (m_ulBits % 8 == 0) m_Bytes.push_back(0);
-        if (set) m_Bytes.back() |= static_cast<uint8_t>(0x80 >> m_ulBits % 8);
-        ++m_ulBits;
+        if (m_Bits % 8 == 0) m_Bytes.push_back(0);
+        if (set) m_Bytes.back() |= static_cast<uint8_t>(0x80 >> m_Bits % 8);
+        ++m_Bits;
         return *this;
     }
     CH264Bits& Bits(uint32_t value, int count)
@@ -44,19 +44,19 @@ class CH264Bits
     }
     CH264Bits& AlignWith(bool set)
     {
-        while (m_ulBits % 8 != 0)
+        while (m_Bits % 8 != 0)
             Bit(set);
         return *this;
     }
     /// rbsp_trailing_bits
     CH264Bits& Trailing() { return Bit(true).AlignWith(false); }
 
-    size_t Count() const { return m_ulBits; }
+    size_t Count() const { return m_Bits; }
     const std::vector<uint8_t>& Bytes() const { return m_Bytes; }
 
   private:
     std::vector<uint8_t> m_Bytes;
-    size_t m_ulBits = 0;
+    size_t m_Bits = 0;
 };
 
 /// Appends a start code of 3 or 4 bytes, the unit's header and the payload with its emulation prevention bytes.

@@ -119,7 +119,7 @@ struct CLavcH264Decoder::State {
     H264Packet Padded;
 };
 
-CLavcH264Decoder::CLavcH264Decoder(Manner manner) : m_pState(std::make_unique<State>())
+CLavcH264Decoder::CLavcH264Decoder(EManner manner) : m_pState(std::make_unique<State>())
 {
     const AVCodec* const codec = avcodec_find_decoder(AV_CODEC_ID_H264);
     Require(codec, "libavcodec has no h264 decoder");
@@ -127,7 +127,7 @@ CLavcH264Decoder::CLavcH264Decoder(Manner manner) : m_pState(std::make_unique<St
     m_pState->Context.reset(context);
     context->thread_count = 1;
     context->flags |= AV_CODEC_FLAG_LOW_DELAY;
-    if (manner == Manner::Strict) {
+    if (manner == EManner::Strict) {
         context->err_recognition = AV_EF_EXPLODE | AV_EF_BITSTREAM | AV_EF_BUFFER | AV_EF_CRCCHECK;
         context->error_concealment = 0;
         context->flags2 |= AV_CODEC_FLAG2_EXPORT_MVS;

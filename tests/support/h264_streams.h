@@ -44,8 +44,8 @@ class CLavcH264Decoder
 {
   public:
     /// Strict makes it refuse every damage that it notices and export vectors and quantisers.
-    enum class Manner { Strict, Default };
-    explicit CLavcH264Decoder(Manner manner = Manner::Strict);
+    enum class EManner { Strict, Default };
+    explicit CLavcH264Decoder(EManner manner = EManner::Strict);
     ~CLavcH264Decoder();
     CLavcH264Decoder(const CLavcH264Decoder&) = delete;
     CLavcH264Decoder& operator=(const CLavcH264Decoder&) = delete;

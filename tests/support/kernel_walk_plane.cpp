@@ -53,17 +53,17 @@ Mapping TakeMapping(std::size_t least)
 class CNoise
 {
   public:
-    explicit CNoise(std::uint32_t seed) : m_ulState(seed * 0x9E3779B97F4A7C15u + 1) {}
+    explicit CNoise(std::uint32_t seed) : m_State(seed * 0x9E3779B97F4A7C15u + 1) {}
     std::uint8_t Byte()
     {
-        m_ulState ^= m_ulState << 13;
-        m_ulState ^= m_ulState >> 7;
-        m_ulState ^= m_ulState << 17;
-        return static_cast<std::uint8_t>(m_ulState >> 32);
+        m_State ^= m_State << 13;
+        m_State ^= m_State >> 7;
+        m_State ^= m_State << 17;
+        return static_cast<std::uint8_t>(m_State >> 32);
     }
 
   private:
-    std::uint64_t m_ulState;
+    std::uint64_t m_State;
 };
 
 }  // namespace

@@ -20,8 +20,8 @@ void FillLavcFrame(const TestPicture& picture, AVFrame* frame)
 {
     Require(av_frame_make_writable(frame) == 0, "no memory for a frame");
     for (int plane = 0; plane < 3; ++plane) {
-        const int width = plane == 0 ? picture.iWidth : picture.iWidth / 2;
-        const int height = plane == 0 ? picture.iHeight : picture.iHeight / 2;
+        const int width = plane == 0 ? picture.width : picture.width / 2;
+        const int height = plane == 0 ? picture.height : picture.height / 2;
         for (int row = 0; row < height; ++row)
             std::memcpy(frame->data[plane] + static_cast<ptrdiff_t>(row) * frame->linesize[plane],
                         picture.Plane[plane].data() + static_cast<ptrdiff_t>(row) * width,

@@ -18,23 +18,23 @@ ContextPtr OpenEncoder(const Mpeg4StreamShape& shape)
     const AVCodec* const codec = avcodec_find_encoder_by_name("mpeg4");
     Require(codec, "libavcodec has no mpeg4 encoder");
     ContextPtr context(avcodec_alloc_context3(codec));
-    context->width = shape.iWidth;
-    context->height = shape.iHeight;
+    context->width = shape.width;
+    context->height = shape.height;
     context->pix_fmt = AV_PIX_FMT_YUV420P;
     context->time_base = {1, FRAME_RATE};
     context->framerate = {FRAME_RATE, 1};
-    context->gop_size = shape.iGop;
+    context->gop_size = shape.gop;
     context->max_b_frames = 0;
     context->thread_count = 1;
     context->me_range = 15;  // keeps every vector inside fcode 1
     context->flags |= AV_CODEC_FLAG_QSCALE | AV_CODEC_FLAG_BITEXACT;
-    context->global_quality = FF_QP2LAMBDA * shape.iQuant;
+    context->global_quality = FF_QP2LAMBDA * shape.quant;
     context->qmin = 1;
     context->qmax = 31;
     if (shape.b4Mv) context->flags |= AV_CODEC_FLAG_4MV;
-    if (shape.bAcPred) context->flags |= AV_CODEC_FLAG_AC_PRED;
+    if (shape.acPred) context->flags |= AV_CODEC_FLAG_AC_PRED;
     av_opt_set(context.get(), "sc_threshold", "1000000000", AV_OPT_SEARCH_CHILDREN);
-    if (shape.bVaryQuant) {
+    if (shape.varyQuant) {
         av_opt_set(context.get(), "mbd", "rd", AV_OPT_SEARCH_CHILDREN);
         av_opt_set(context.get(), "mpv_flags", "+qp_rd", AV_OPT_SEARCH_CHILDREN);
         av_opt_set(context.get(), "lumi_mask", "0.3", AV_OPT_SEARCH_CHILDREN);
@@ -43,18 +43,18 @@ ContextPtr OpenEncoder(const Mpeg4StreamShape& shape)
     return context;
 }
 
-void SetRoundingToZero(Mpeg4Packet* pPacket)
+void SetRoundingToZero(Mpeg4Packet* packet)
 {
-    const Mpeg4VopInfo info = ReadVopInfo(*pPacket, TIME_INCREMENT_BITS);
-    Require(info.iCodingType == 0 || info.iCodingType == 1, "the encoder made something else than I and P");
-    if (info.iCodingType == 0) return;
-    Require(info.iFcode == 1, "the encoder left fcode 1");
-    (*pPacket)[info.ulRoundingBit / 8] &= static_cast<uint8_t>(~(0x80 >> info.ulRoundingBit % 8));
+    const Mpeg4VopInfo info = ReadVopInfo(*packet, TIME_INCREMENT_BITS);
+    Require(info.codingType == 0 || info.codingType == 1, "the encoder made something else than I and P");
+    if (info.codingType == 0) return;
+    Require(info.fcode == 1, "the encoder left fcode 1");
+    (*packet)[info.roundingBit / 8] &= static_cast<uint8_t>(~(0x80 >> info.roundingBit % 8));
 }
 
-size_t FindStartCode(const std::vector<uint8_t>& data, size_t ulFrom)
+size_t FindStartCode(const std::vector<uint8_t>& data, size_t from)
 {
-    for (size_t i = ulFrom; i + 4 <= data.size(); ++i) {
+    for (size_t i = from; i + 4 <= data.size(); ++i) {
         if (data[i] == 0 && data[i + 1] == 0 && data[i + 2] == 1) return i;
     }
     return data.size();
@@ -65,13 +65,13 @@ std::vector<Mpeg4Packet> EncodeMpeg4(const Mpeg4StreamShape& shape)
 {
     const ContextPtr context = OpenEncoder(shape);
     std::vector<Mpeg4Packet> packets =
-        EncodeScene(context.get(), {shape.iWidth, shape.iHeight, shape.Scene, shape.ulSeed}, shape.iFrames);
+        EncodeScene(context.get(), {shape.width, shape.height, shape.scene, shape.seed}, shape.frames);
     for (Mpeg4Packet& packet : packets)
         SetRoundingToZero(&packet);
     return packets;
 }
 
-Mpeg4VopInfo ReadVopInfo(const Mpeg4Packet& packet, int iTimeIncrementBits)
+Mpeg4VopInfo ReadVopInfo(const Mpeg4Packet& packet, int timeIncrementBits)
 {
     Mpeg4VopInfo info;
     size_t at = FindStartCode(packet, 0);
@@ -85,17 +85,17 @@ Mpeg4VopInfo ReadVopInfo(const Mpeg4Packet& packet, int iTimeIncrementBits)
             value = value * 2 + (bit / 8 < packet.size() ? packet[bit / 8] >> (7 - bit % 8) & 1 : 0);
         return value;
     };
-    info.iCodingType = get(2);
+    info.codingType = get(2);
     while (get(1)) {
     }
-    get(1 + iTimeIncrementBits + 1);
+    get(1 + timeIncrementBits + 1);
     if (!get(1)) return info;
-    if (info.iCodingType == 1) {
-        info.ulRoundingBit = bit;
-        info.bRounding = get(1) != 0;
+    if (info.codingType == 1) {
+        info.roundingBit = bit;
+        info.rounding = get(1) != 0;
     }
     get(3 + 5);
-    if (info.iCodingType != 0) info.iFcode = get(3);
+    if (info.codingType != 0) info.fcode = get(3);
     return info;
 }
 
@@ -117,10 +117,10 @@ std::vector<Mpeg4Packet> SplitMpeg4Stream(const std::vector<uint8_t>& stream)
     return packets;
 }
 
-std::vector<Mpeg4Packet> ReadMpeg4Stream(const std::string& strPath)
+std::vector<Mpeg4Packet> ReadMpeg4Stream(const std::string& path)
 {
-    std::ifstream file(strPath, std::ios::binary);
-    Require(file.good(), strPath.c_str());
+    std::ifstream file(path, std::ios::binary);
+    Require(file.good(), path.c_str());
     return SplitMpeg4Stream(std::vector<uint8_t>(std::istreambuf_iterator<char>(file), {}));
 }
 
@@ -131,7 +131,7 @@ struct CLavcMpeg4Decoder::State {
     Mpeg4Packet Padded;
 };
 
-CLavcMpeg4Decoder::CLavcMpeg4Decoder(Transform transform) : m_pState(std::make_unique<State>())
+CLavcMpeg4Decoder::CLavcMpeg4Decoder(ETransform transform) : m_pState(std::make_unique<State>())
 {
     const AVCodec* const codec = avcodec_find_decoder(AV_CODEC_ID_MPEG4);
     Require(codec, "libavcodec has no mpeg4 decoder");
@@ -139,7 +139,7 @@ CLavcMpeg4Decoder::CLavcMpeg4Decoder(Transform transform) : m_pState(std::make_u
     m_pState->Context.reset(context);
     context->thread_count = 1;
     context->flags |= AV_CODEC_FLAG_LOW_DELAY;
-    if (transform == Transform::Exact) {
+    if (transform == ETransform::Exact) {
         context->flags |= AV_CODEC_FLAG_BITEXACT;
         context->idct_algo = FF_IDCT_SIMPLE;
     }

@@ -16,43 +16,43 @@
 using Mpeg4Packet = std::vector<uint8_t>;
 
 struct Mpeg4StreamShape {
-    int iWidth = 176;
-    int iHeight = 144;
-    int iFrames = 10;
-    int iGop = 250;  ///< pictures from I to I
-    int iQuant = 4;
-    ETestScene Scene = ETestScene::Surveillance;
+    int width = 176;
+    int height = 144;
+    int frames = 10;
+    int gop = 250;  ///< pictures from I to I
+    int quant = 4;
+    ETestScene scene = ETestScene::Surveillance;
     bool b4Mv = false;
-    bool bAcPred = false;
-    bool bVaryQuant = false;  ///< another quant for many macroblocks
-    uint32_t ulSeed = 1;
+    bool acPred = false;
+    bool varyQuant = false;  ///< another quant for many macroblocks
+    uint32_t seed = 1;
 };
 
 /// Encodes a scene: I and P pictures of fcode 1, the rounding bit of every P picture set to 0.
 std::vector<Mpeg4Packet> EncodeMpeg4(const Mpeg4StreamShape& shape);
 
 /// Reads a stream written by scripts/make-test-streams, cut into packets.
-std::vector<Mpeg4Packet> ReadMpeg4Stream(const std::string& strPath);
+std::vector<Mpeg4Packet> ReadMpeg4Stream(const std::string& path);
 
 /// Cuts a stream of start codes into packets, each up to the end of one VOP.
 std::vector<Mpeg4Packet> SplitMpeg4Stream(const std::vector<uint8_t>& stream);
 
 /// What the first VOP of a packet tells.
 struct Mpeg4VopInfo {
-    int iCodingType = -1;
-    int iFcode = 0;
-    bool bRounding = false;
-    size_t ulRoundingBit = 0;  ///< its place in the packet, in bits from the start
+    int codingType = -1;
+    int fcode = 0;
+    bool rounding = false;
+    size_t roundingBit = 0;  ///< its place in the packet, in bits from the start
 };
-Mpeg4VopInfo ReadVopInfo(const Mpeg4Packet& packet, int iTimeIncrementBits);
+Mpeg4VopInfo ReadVopInfo(const Mpeg4Packet& packet, int timeIncrementBits);
 
 /// libavcodec's decoder on one thread.
 class CLavcMpeg4Decoder
 {
   public:
     /// Exact takes its bit-exact simple inverse transform, Default what it chooses for speed.
-    enum class Transform { Exact, Default };
-    explicit CLavcMpeg4Decoder(Transform transform = Transform::Exact);
+    enum class ETransform { Exact, Default };
+    explicit CLavcMpeg4Decoder(ETransform transform = ETransform::Exact);
     ~CLavcMpeg4Decoder();
     CLavcMpeg4Decoder(const CLavcMpeg4Decoder&) = delete;
     CLavcMpeg4Decoder& operator=(const CLavcMpeg4Decoder&) = delete;

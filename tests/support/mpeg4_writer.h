@@ -80,8 +80,8 @@ class CMpeg4Writer
     /// Stuffing up to a byte boundary: a zero and then ones. Nothing on a boundary.
     CMpeg4Writer& Align()
     {
-        if (m_ulBits % 8 != 0) Bit(0);
-        while (m_ulBits % 8 != 0)
+        if (m_Bits % 8 != 0) Bit(0);
+        while (m_Bits % 8 != 0)
             Bit(1);
         return *this;
     }
@@ -110,13 +110,13 @@ class CMpeg4Writer
   private:
     void Bit(uint32_t bit)
     {
-        if (m_ulBits % 8 == 0) m_Bytes.push_back(0);
-        if (bit) m_Bytes.back() |= static_cast<uint8_t>(0x80 >> m_ulBits % 8);
-        ++m_ulBits;
+        if (m_Bits % 8 == 0) m_Bytes.push_back(0);
+        if (bit) m_Bytes.back() |= static_cast<uint8_t>(0x80 >> m_Bits % 8);
+        ++m_Bits;
     }
 
     std::vector<uint8_t> m_Bytes;
-    size_t m_ulBits = 0;
+    size_t m_Bits = 0;
 };
 
 inline CMpeg4Writer& CMpeg4Writer::Vol(const Mpeg4VolFields& f)

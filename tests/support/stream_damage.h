@@ -8,13 +8,13 @@
 
 /// A way in which a payload comes damaged. It must not be empty.
 struct StreamDamage {
-    const char* szName;
+    const char* name;
     std::function<void(std::vector<uint8_t>*, std::mt19937*)> Do;
 };
 
-inline void PrintTo(const StreamDamage& damage, std::ostream* pOut)
+inline void PrintTo(const StreamDamage& damage, std::ostream* out)
 {
-    *pOut << damage.szName;
+    *out << damage.name;
 }
 
 const std::vector<StreamDamage>& StreamDamages();

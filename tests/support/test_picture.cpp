@@ -9,8 +9,8 @@
 TestPicture CopyPicture(const CodecFrame& frame)
 {
     TestPicture picture;
-    picture.iWidth = frame.width;
-    picture.iHeight = frame.height;
+    picture.width = frame.width;
+    picture.height = frame.height;
     for (int plane = 0; plane < 3; ++plane) {
         const int width = plane == 0 ? frame.width : frame.width / 2;
         const int height = plane == 0 ? frame.height : frame.height / 2;
@@ -23,16 +23,16 @@ TestPicture CopyPicture(const CodecFrame& frame)
     return picture;
 }
 
-PictureDifference ComparePlane(const TestPicture& a, const TestPicture& b, int iPlane)
+PictureDifference ComparePlane(const TestPicture& a, const TestPicture& b, int plane)
 {
     PictureDifference difference;
-    const std::vector<uint8_t>& left = a.Plane[iPlane];
-    const std::vector<uint8_t>& right = b.Plane[iPlane];
+    const std::vector<uint8_t>& left = a.Plane[plane];
+    const std::vector<uint8_t>& right = b.Plane[plane];
     if (left.size() != right.size() || left.empty()) throw std::runtime_error("planes of different size");
     double squares = 0;
     for (size_t i = 0; i < left.size(); ++i) {
         const int off = std::abs(left[i] - right[i]);
-        difference.iLargest = std::max(difference.iLargest, off);
+        difference.largest = std::max(difference.largest, off);
         squares += off * off;
     }
     if (squares > 0)
@@ -42,14 +42,14 @@ PictureDifference ComparePlane(const TestPicture& a, const TestPicture& b, int i
 
 std::string DescribeDifference(const TestPicture& found, const TestPicture& expected)
 {
-    if (found.iWidth != expected.iWidth || found.iHeight != expected.iHeight) return "the sizes differ";
+    if (found.width != expected.width || found.height != expected.height) return "the sizes differ";
     for (int plane = 0; plane < 3; ++plane) {
         const std::vector<uint8_t>& left = found.Plane[plane];
         const std::vector<uint8_t>& right = expected.Plane[plane];
         const auto at = std::mismatch(left.begin(), left.end(), right.begin(), right.end());
         if (at.first == left.end() && at.second == right.end()) continue;
         const auto offset = static_cast<int>(at.first - left.begin());
-        const int width = plane == 0 ? found.iWidth : found.iWidth / 2;
+        const int width = plane == 0 ? found.width : found.width / 2;
         return "plane " + std::to_string(plane) + ", x " + std::to_string(offset % width) + ", y " +
                std::to_string(offset / width) + ": " + std::to_string(*at.first) + " for " +
                std::to_string(*at.second);
@@ -70,13 +70,13 @@ uint32_t SumOf(const TestPicture& picture)
     return high << 16 | low;
 }
 
-std::vector<uint32_t> ReadSums(const std::string& strPath)
+std::vector<uint32_t> ReadSums(const std::string& path)
 {
     std::vector<uint32_t> sums;
-    std::ifstream file(strPath);
-    for (std::string strLine; std::getline(file, strLine);) {
-        if (strLine.starts_with('#')) continue;
-        sums.push_back(static_cast<uint32_t>(std::stoul(strLine.substr(strLine.rfind(',') + 1), nullptr, 16)));
+    std::ifstream file(path);
+    for (std::string line; std::getline(file, line);) {
+        if (line.starts_with('#')) continue;
+        sums.push_back(static_cast<uint32_t>(std::stoul(line.substr(line.rfind(',') + 1), nullptr, 16)));
     }
     return sums;
 }

@@ -10,8 +10,8 @@
 
 /// Three tight planes.
 struct TestPicture {
-    int iWidth = 0;
-    int iHeight = 0;
+    int width = 0;
+    int height = 0;
     std::vector<uint8_t> Plane[3 /* Y, U, V */];
     bool operator==(const TestPicture&) const = default;
 };
@@ -20,10 +20,10 @@ TestPicture CopyPicture(const CodecFrame& frame);
 
 /// Largest difference of two samples of a plane, and the plane's PSNR in dB (99 when they are the same).
 struct PictureDifference {
-    int iLargest = 0;
+    int largest = 0;
     double dPsnr = 99;
 };
-PictureDifference ComparePlane(const TestPicture& a, const TestPicture& b, int iPlane);
+PictureDifference ComparePlane(const TestPicture& a, const TestPicture& b, int plane);
 
 /// Empty when two pictures are the same, otherwise the first plane and sample that differ.
 std::string DescribeDifference(const TestPicture& found, const TestPicture& expected);
@@ -32,4 +32,4 @@ std::string DescribeDifference(const TestPicture& found, const TestPicture& expe
 uint32_t SumOf(const TestPicture& picture);
 
 /// The sums of a framecrc file: the last column of each line that isn't a comment.
-std::vector<uint32_t> ReadSums(const std::string& strPath);
+std::vector<uint32_t> ReadSums(const std::string& path);

@@ -32,43 +32,43 @@ uint8_t Clip(int value)
     return static_cast<uint8_t>(std::clamp(value, 16, 235));
 }
 
-void Fill(TestPicture* pPicture, int iPlane, int x, int y, int iWidth, int iHeight, int iValue)
+void Fill(TestPicture* picture, int plane, int x, int y, int width, int height, int value)
 {
-    const int shift = iPlane == 0 ? 0 : 1;
-    const int plane_width = pPicture->iWidth >> shift;
-    const int plane_height = pPicture->iHeight >> shift;
-    for (int row = std::max(y >> shift, 0); row < std::min((y + iHeight) >> shift, plane_height); ++row) {
-        for (int column = std::max(x >> shift, 0); column < std::min((x + iWidth) >> shift, plane_width);
+    const int shift = plane == 0 ? 0 : 1;
+    const int plane_width = picture->width >> shift;
+    const int plane_height = picture->height >> shift;
+    for (int row = std::max(y >> shift, 0); row < std::min((y + height) >> shift, plane_height); ++row) {
+        for (int column = std::max(x >> shift, 0); column < std::min((x + width) >> shift, plane_width);
              ++column)
-            pPicture->Plane[iPlane][static_cast<size_t>(row * plane_width + column)] =
-                Clip(iValue + (iPlane == 0 ? (row * 3 + column) % 7 : 0));
+            picture->Plane[plane][static_cast<size_t>(row * plane_width + column)] =
+                Clip(value + (plane == 0 ? (row * 3 + column) % 7 : 0));
     }
 }
 
-void DrawBackground(const TestSceneShape& shape, TestPicture* pPicture, int iPanX, int iPanY, int iLight)
+void DrawBackground(const TestSceneShape& shape, TestPicture* picture, int panX, int panY, int light)
 {
     for (int y = 0; y < shape.height; ++y) {
         for (int x = 0; x < shape.width; ++x)
-            pPicture->Plane[0][static_cast<size_t>(y * shape.width + x)] =
-                Clip(Texture(x + iPanX, y + iPanY) + iLight);
+            picture->Plane[0][static_cast<size_t>(y * shape.width + x)] =
+                Clip(Texture(x + panX, y + panY) + light);
     }
     for (int y = 0; y < shape.height / 2; ++y) {
         for (int x = 0; x < shape.width / 2; ++x) {
             const size_t at = static_cast<size_t>(y * (shape.width / 2) + x);
-            pPicture->Plane[1][at] = Clip(128 + static_cast<int>(30 * std::sin((x + iPanX / 2) * 0.05)));
-            pPicture->Plane[2][at] = Clip(128 + static_cast<int>(30 * std::cos((y + iPanY / 2) * 0.06)));
+            picture->Plane[1][at] = Clip(128 + static_cast<int>(30 * std::sin((x + panX / 2) * 0.05)));
+            picture->Plane[2][at] = Clip(128 + static_cast<int>(30 * std::cos((y + panY / 2) * 0.06)));
         }
     }
 }
 
-void DrawSurveillance(const TestSceneShape& shape, int iFrame, TestPicture* pPicture)
+void DrawSurveillance(const TestSceneShape& shape, int frame, TestPicture* picture)
 {
-    DrawBackground(shape, pPicture, 0, 0, 0);
+    DrawBackground(shape, picture, 0, 0, 0);
     const bool still = shape.scene == ETestScene::Still;
     // the sensor's noise: one sample in sixteen is off by one or two
-    for (size_t i = 0; !still && i < pPicture->Plane[0].size(); ++i) {
-        const uint32_t h = Hash(static_cast<uint32_t>(i), static_cast<uint32_t>(iFrame), shape.seed);
-        if (h % 16 == 0) pPicture->Plane[0][i] = Clip(pPicture->Plane[0][i] + static_cast<int>(h >> 8) % 5 - 2);
+    for (size_t i = 0; !still && i < picture->Plane[0].size(); ++i) {
+        const uint32_t h = Hash(static_cast<uint32_t>(i), static_cast<uint32_t>(frame), shape.seed);
+        if (h % 16 == 0) picture->Plane[0][i] = Clip(picture->Plane[0][i] + static_cast<int>(h >> 8) % 5 - 2);
     }
     const struct {
         int width, height, y;
@@ -84,50 +84,50 @@ void DrawSurveillance(const TestSceneShape& shape, int iFrame, TestPicture* pPic
     for (const auto& object : objects) {
         if (still != object.in_still) continue;
         const int span = shape.width + object.width * 2;
-        const int moved = static_cast<int>(std::lround(object.speed * iFrame)) + shape.width / 3;
+        const int moved = static_cast<int>(std::lround(object.speed * frame)) + shape.width / 3;
         const int x = ((moved % span) + span) % span - object.width;
-        const int y = object.y + static_cast<int>(std::lround(3 * std::sin(iFrame * 0.2)));
-        Fill(pPicture, 0, x, y, object.width, object.height, object.luma);
-        Fill(pPicture, 1, x, y, object.width, object.height, object.u);
-        Fill(pPicture, 2, x, y, object.width, object.height, object.v);
+        const int y = object.y + static_cast<int>(std::lround(3 * std::sin(frame * 0.2)));
+        Fill(picture, 0, x, y, object.width, object.height, object.luma);
+        Fill(picture, 1, x, y, object.width, object.height, object.u);
+        Fill(picture, 2, x, y, object.width, object.height, object.v);
     }
     // a clock of eight digits, drawn as bars that count the frames
     for (int digit = 0; digit < 8; ++digit) {
-        const int value = digit == 7 ? iFrame % 10 : digit == 6 ? iFrame / 10 % 10 : digit;
-        Fill(pPicture, 0, 8 + digit * 10, 8, 8, 14, 20);
-        Fill(pPicture, 0, 9 + digit * 10, 9 + value, 6, 3, 235);
+        const int value = digit == 7 ? frame % 10 : digit == 6 ? frame / 10 % 10 : digit;
+        Fill(picture, 0, 8 + digit * 10, 8, 8, 14, 20);
+        Fill(picture, 0, 9 + digit * 10, 9 + value, 6, 3, 235);
     }
 }
 
-void DrawNoise(const TestSceneShape& shape, int iFrame, TestPicture* pPicture)
+void DrawNoise(const TestSceneShape& shape, int frame, TestPicture* picture)
 {
-    std::mt19937 random(shape.seed * 977u + static_cast<uint32_t>(iFrame));
-    for (auto& plane : pPicture->Plane) {
+    std::mt19937 random(shape.seed * 977u + static_cast<uint32_t>(frame));
+    for (auto& plane : picture->Plane) {
         for (uint8_t& sample : plane)
             sample = static_cast<uint8_t>(random() >> 24);
     }
 }
 }  // namespace
 
-void DrawScene(const TestSceneShape& shape, int iFrame, TestPicture* pPicture)
+void DrawScene(const TestSceneShape& shape, int frameNumber, TestPicture* pictureOut)
 {
-    pPicture->iWidth = shape.width;
-    pPicture->iHeight = shape.height;
-    pPicture->Plane[0].resize(static_cast<size_t>(shape.width) * shape.height);
-    pPicture->Plane[1].resize(static_cast<size_t>(shape.width / 2) * (shape.height / 2));
-    pPicture->Plane[2].resize(pPicture->Plane[1].size());
+    pictureOut->width = shape.width;
+    pictureOut->height = shape.height;
+    pictureOut->Plane[0].resize(static_cast<size_t>(shape.width) * shape.height);
+    pictureOut->Plane[1].resize(static_cast<size_t>(shape.width / 2) * (shape.height / 2));
+    pictureOut->Plane[2].resize(pictureOut->Plane[1].size());
     switch (shape.scene) {
         case ETestScene::Surveillance:
         case ETestScene::Still:
-            DrawSurveillance(shape, iFrame, pPicture);
+            DrawSurveillance(shape, frameNumber, pictureOut);
             break;
         case ETestScene::Lively:
-            DrawBackground(shape, pPicture, iFrame * 5,
-                           static_cast<int>(std::lround(12 * std::sin(iFrame * 0.35))),
-                           static_cast<int>(std::lround(10 * std::sin(iFrame * 0.5))));
+            DrawBackground(shape, pictureOut, frameNumber * 5,
+                           static_cast<int>(std::lround(12 * std::sin(frameNumber * 0.35))),
+                           static_cast<int>(std::lround(10 * std::sin(frameNumber * 0.5))));
             break;
         case ETestScene::Noise:
-            DrawNoise(shape, iFrame, pPicture);
+            DrawNoise(shape, frameNumber, pictureOut);
             break;
     }
 }

@@ -28,20 +28,20 @@ void CVirtualDisplay::Enter() const
 }
 
 struct CScreen::STATE {
-    xcb_connection_t* m_pConnection = nullptr;
-    xcb_window_t m_Root = XCB_NONE;
-    REPLY<xcb_get_keyboard_mapping_reply_t> m_pKeys{nullptr, &std::free};
-    int m_iFirstKey = 0;
+    xcb_connection_t* connection = nullptr;
+    xcb_window_t root = XCB_NONE;
+    REPLY<xcb_get_keyboard_mapping_reply_t> keys{nullptr, &std::free};
+    int firstKey = 0;
 
     /// The key that has `keysym` and whether Shift makes it so; 0 for none.
     std::pair<int, bool> FindKey(std::uint32_t keysym) const
     {
-        const int per_key = m_pKeys->keysyms_per_keycode;
-        const xcb_keysym_t* const symbols = xcb_get_keyboard_mapping_keysyms(m_pKeys.get());
-        const int count = xcb_get_keyboard_mapping_keysyms_length(m_pKeys.get());
+        const int per_key = keys->keysyms_per_keycode;
+        const xcb_keysym_t* const symbols = xcb_get_keyboard_mapping_keysyms(keys.get());
+        const int count = xcb_get_keyboard_mapping_keysyms_length(keys.get());
         for (int level = 0; level < 2 && level < per_key; ++level) {
             for (int i = level; i < count; i += per_key) {
-                if (symbols[i] == keysym) return {m_iFirstKey + i / per_key, level == 1};
+                if (symbols[i] == keysym) return {firstKey + i / per_key, level == 1};
             }
         }
         return {0, false};
@@ -50,33 +50,33 @@ struct CScreen::STATE {
 
 CScreen::CScreen(const std::string& display) : m_pState(std::make_unique<STATE>())
 {
-    m_pState->m_pConnection = xcb_connect(display.c_str(), nullptr);
-    if (xcb_connection_has_error(m_pState->m_pConnection) != 0)
+    m_pState->connection = xcb_connect(display.c_str(), nullptr);
+    if (xcb_connection_has_error(m_pState->connection) != 0)
         throw std::runtime_error("no connection to the display " + display);
-    const xcb_setup_t* const setup = xcb_get_setup(m_pState->m_pConnection);
-    m_pState->m_Root = xcb_setup_roots_iterator(setup).data->root;
-    m_pState->m_iFirstKey = setup->min_keycode;
-    m_pState->m_pKeys.reset(xcb_get_keyboard_mapping_reply(
-        m_pState->m_pConnection,
-        xcb_get_keyboard_mapping(m_pState->m_pConnection, setup->min_keycode,
+    const xcb_setup_t* const setup = xcb_get_setup(m_pState->connection);
+    m_pState->root = xcb_setup_roots_iterator(setup).data->root;
+    m_pState->firstKey = setup->min_keycode;
+    m_pState->keys.reset(xcb_get_keyboard_mapping_reply(
+        m_pState->connection,
+        xcb_get_keyboard_mapping(m_pState->connection, setup->min_keycode,
                                  static_cast<std::uint8_t>(setup->max_keycode - setup->min_keycode + 1)),
         nullptr));
-    if (m_pState->m_pKeys == nullptr) throw std::runtime_error("the display tells no keys");
+    if (m_pState->keys == nullptr) throw std::runtime_error("the display tells no keys");
 }
 
 CScreen::~CScreen()
 {
-    xcb_disconnect(m_pState->m_pConnection);
+    xcb_disconnect(m_pState->connection);
 }
 
 // Returns when the server has dealt with it.
 void CScreen::Fake(int type, int detail, const QPoint& place) const
 {
-    xcb_connection_t* const connection = m_pState->m_pConnection;
+    xcb_connection_t* const connection = m_pState->connection;
     std::free(xcb_request_check(
         connection, xcb_test_fake_input_checked(connection, static_cast<std::uint8_t>(type),
                                                 static_cast<std::uint8_t>(detail), XCB_CURRENT_TIME,
-                                                m_pState->m_Root, static_cast<std::int16_t>(place.x()),
+                                                m_pState->root, static_cast<std::int16_t>(place.x()),
                                                 static_cast<std::int16_t>(place.y()), 0)));
 }
 
@@ -85,7 +85,7 @@ void CScreen::MoveTo(const QPoint& place)
     Fake(XCB_MOTION_NOTIFY, 0, place);
 }
 
-void CScreen::Click(const QPoint& place, BUTTON button)
+void CScreen::Click(const QPoint& place, EButton button)
 {
     MoveTo(place);
     Fake(XCB_BUTTON_PRESS, static_cast<int>(button));
@@ -101,13 +101,13 @@ void CScreen::DoubleClick(const QPoint& place)
 void CScreen::Press(const QPoint& from)
 {
     MoveTo(from);
-    Fake(XCB_BUTTON_PRESS, static_cast<int>(BUTTON::Left));
+    Fake(XCB_BUTTON_PRESS, static_cast<int>(EButton::Left));
 }
 
 void CScreen::Release(const QPoint& to)
 {
     MoveTo(to);
-    Fake(XCB_BUTTON_RELEASE, static_cast<int>(BUTTON::Left));
+    Fake(XCB_BUTTON_RELEASE, static_cast<int>(EButton::Left));
 }
 
 void CScreen::Key(std::uint32_t keysym)
@@ -131,11 +131,11 @@ QImage CScreen::Grab(const QRect& area) const
 {
     const QRect part = area.intersected({0, 0, CVirtualDisplay::WIDTH, CVirtualDisplay::HEIGHT});
     if (part.isEmpty()) return {};
-    xcb_connection_t* const connection = m_pState->m_pConnection;
+    xcb_connection_t* const connection = m_pState->connection;
     const REPLY<xcb_get_image_reply_t> reply(
         xcb_get_image_reply(
             connection,
-            xcb_get_image(connection, XCB_IMAGE_FORMAT_Z_PIXMAP, m_pState->m_Root,
+            xcb_get_image(connection, XCB_IMAGE_FORMAT_Z_PIXMAP, m_pState->root,
                           static_cast<std::int16_t>(part.x()), static_cast<std::int16_t>(part.y()),
                           static_cast<std::uint16_t>(part.width()), static_cast<std::uint16_t>(part.height()),
                           ~0U),

@@ -22,7 +22,7 @@ class CVirtualDisplay : public CXServer
 class CScreen
 {
   public:
-    enum class BUTTON { Left = 1, Right = 3 };
+    enum class EButton { Left = 1, Right = 3 };
 
     explicit CScreen(const std::string& display);
     ~CScreen();
@@ -30,7 +30,7 @@ class CScreen
     CScreen& operator=(const CScreen&) = delete;
 
     void MoveTo(const QPoint& place);
-    void Click(const QPoint& place, BUTTON button = BUTTON::Left);
+    void Click(const QPoint& place, EButton button = EButton::Left);
     void DoubleClick(const QPoint& place);
     /// The left button goes down at `from`; Release lets it go at `to`.
     void Press(const QPoint& from);

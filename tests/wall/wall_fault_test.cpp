@@ -37,7 +37,7 @@ TEST(WallFault, RecorderThatDiesLeavesTheLastPicturesAndAPanelThatWorks)
     OpenAndSee(wall, CHANNELS);
     wall.Recorder().Kill();
     const auto shown = [&wall](int channel) {
-        return dynamic_cast<CUdpRemote&>(*wall.Channel(channel)).GetCounters().m_ulShown.load();
+        return dynamic_cast<CUdpRemote&>(*wall.Channel(channel)).GetCounters().shown.load();
     };
     for (int channel = 0; channel < CHANNELS; ++channel) {
         EXPECT_EQ(wall.ChannelInCell(channel), channel) << "the last picture";
@@ -53,7 +53,7 @@ TEST(WallFault, RecorderThatDiesLeavesTheLastPicturesAndAPanelThatWorks)
     }
 
     // Nobody answers a new logon either.
-    wall.Panel().GetSideBar()->SelectFolder(0, COutlook2Ctrl::ANIMATION::Off);
+    wall.Panel().GetSideBar()->SelectFolder(0, COutlook2Ctrl::EAnimation::Off);
     wall.Click(*wall.Control(IDOK));
     ASSERT_TRUE(CWall::Until([&] { return !wall.m_Boxes.empty(); }));
     EXPECT_EQ(wall.m_Boxes.front(), "The station cannot be reached.");
@@ -61,10 +61,10 @@ TEST(WallFault, RecorderThatDiesLeavesTheLastPicturesAndAPanelThatWorks)
 
     // A new recorder takes its place once the station was deleted.
     wall.StartRecorder(ColorRecorder());
-    wall.Panel().GetSideBar()->SelectFolder(1, COutlook2Ctrl::ANIMATION::Off);
+    wall.Panel().GetSideBar()->SelectFolder(1, COutlook2Ctrl::EAnimation::Off);
     ASSERT_TRUE(wall.Choose(wall.Station(), TREE_COMMAND_DELETE));
     ASSERT_TRUE(CWall::Until([&] { return !wall.Station().isValid(); }));
-    wall.Panel().GetSideBar()->SelectFolder(0, COutlook2Ctrl::ANIMATION::Off);
+    wall.Panel().GetSideBar()->SelectFolder(0, COutlook2Ctrl::EAnimation::Off);
     wall.Click(*wall.Control(IDOK));
     ASSERT_TRUE(CWall::Until([&] { return wall.Folder().isValid(); }));
     ASSERT_TRUE(wall.Open(1));
@@ -133,9 +133,9 @@ TEST(WallFault, HundredsOfResizesWhileAllChannelsPlay)
 
 TEST(WallFault, ChannelBeyondTheLastCellRunsWithoutAWindowAndTakesTheNextFreeOne)
 {
-    XWallSetup setup;
+    WallSetup setup;
     // Only the arrangements of one and of four, so that there are four cells.
-    setup.m_Prepare = [](const CTestHome& home) {
+    setup.prepare = [](const CTestHome& home) {
         QFile file(home.File("config/render_layout_800x600.xml"));
         ASSERT_TRUE(file.open(QIODevice::ReadWrite));
         QByteArray text = file.readAll();
@@ -147,14 +147,14 @@ TEST(WallFault, ChannelBeyondTheLastCellRunsWithoutAWindowAndTakesTheNextFreeOne
         file.seek(0);
         file.write(text);
     };
-    setup.m_Recorder = ColorRecorder(6);
+    setup.recorder = ColorRecorder(6);
     CWall wall(setup);
     ASSERT_EQ(wall.Grid().GetState().GetCellCount(), 4);
     OpenAndSee(wall, 4);
     for (const int channel : {4, 5}) {
         ASSERT_TRUE(wall.Open(channel));
         const auto& link = dynamic_cast<CUdpRemote&>(*wall.Channel(channel)).GetCounters();
-        EXPECT_TRUE(CWall::Until([&link] { return link.m_ulDecoded > 2; })) << channel;
+        EXPECT_TRUE(CWall::Until([&link] { return link.decoded > 2; })) << channel;
         EXPECT_EQ(wall.Channel(channel)->GetRenderWnd(), HWND::Null);
     }
     for (int channel = 0; channel < 4; ++channel)
@@ -172,8 +172,8 @@ TEST(WallFault, OfFortyChannelsThoseBeyondTheLastCellShowNothing)
 {
     constexpr int CELLS = 36;
     constexpr int ALL = 40;
-    XWallSetup setup;
-    setup.m_Recorder = {"--channels", std::to_string(ALL), "--size", "128x96", "--fps", "4", "--loop", "1"};
+    WallSetup setup;
+    setup.recorder = {"--channels", std::to_string(ALL), "--size", "128x96", "--fps", "4", "--loop", "1"};
     CWall wall(setup);
     ASSERT_EQ(wall.Grid().GetState().GetCellCount(), CELLS);
     ASSERT_TRUE(wall.LogOn());
@@ -193,7 +193,7 @@ TEST(WallFault, OfFortyChannelsThoseBeyondTheLastCellShowNothing)
         all << channel + 1;
         const bool cell = channel < CELLS;
         if (!cell) beyond << channel + 1;
-        const XChannelReport told = report(channel);
+        const ChannelReport told = report(channel);
         EXPECT_EQ(told.ulShown > 0, cell) << channel;
         EXPECT_EQ(told.ulWithoutCell > 0, !cell) << channel;
         EXPECT_EQ(told.iFirstPictureMs >= 0, cell) << channel;
@@ -203,9 +203,9 @@ TEST(WallFault, OfFortyChannelsThoseBeyondTheLastCellShowNothing)
 
 TEST(WallFault, LossyGarbledAndReorderedRoadKeepsPlaying)
 {
-    XWallSetup setup;
+    WallSetup setup;
     for (const char* word : {"--loss", "2", "--garbage", "1", "--reorder", "2", "--seed", "7"})
-        setup.m_Recorder.emplace_back(word);
+        setup.recorder.emplace_back(word);
     CWall wall(setup);
     OpenAndSee(wall, CHANNELS);
     for (int channel = 0; channel < CHANNELS; ++channel)

@@ -10,14 +10,14 @@ namespace
 {
 
 struct LanguageRow {
-    const char* m_szName;
-    const char* m_szLocale;
-    const char* m_szAccept;
-    const char* m_szFolder;
-    const char* m_szChannel;
-    std::vector<std::string> m_ChannelMenu;
-    const char* m_szNextPage;
-    const char* m_szFullScreen;
+    const char* name;
+    const char* locale;
+    const char* accept;
+    const char* folder;
+    const char* channel;
+    std::vector<std::string> channelMenu;
+    const char* nextPage;
+    const char* fullScreen;
 };
 
 class WallLanguageTest : public testing::TestWithParam<LanguageRow>
@@ -27,28 +27,28 @@ class WallLanguageTest : public testing::TestWithParam<LanguageRow>
 TEST_P(WallLanguageTest, TextsFromTheLogonToTheMenus)
 {
     const LanguageRow& row = GetParam();
-    XWallSetup setup;
-    setup.m_szLocale = row.m_szLocale;
+    WallSetup setup;
+    setup.locale = row.locale;
     CWall wall(setup);
-    EXPECT_EQ(wall.Panel().GetLogon().GetDlgItemText(IDOK), row.m_szAccept);
+    EXPECT_EQ(wall.Panel().GetLogon().GetDlgItemText(IDOK), row.accept);
     ASSERT_TRUE(wall.LogOn());
-    EXPECT_EQ(wall.Folder().data().toString().toStdString(), row.m_szFolder);
-    EXPECT_EQ(wall.ChannelItem(1).data().toString().toStdString(), row.m_szChannel);
+    EXPECT_EQ(wall.Folder().data().toString().toStdString(), row.folder);
+    EXPECT_EQ(wall.ChannelItem(1).data().toString().toStdString(), row.channel);
 
     std::vector<std::string> texts;
-    wall.Screen().Click(wall.LabelOnScreen(wall.ChannelItem(1)), CScreen::BUTTON::Right);
+    wall.Screen().Click(wall.LabelOnScreen(wall.ChannelItem(1)), CScreen::EButton::Right);
     ASSERT_TRUE(wall.ChooseFromMenu([&](const QAction& action) {
         texts.push_back(action.text().toStdString());
-        return texts.size() == row.m_ChannelMenu.size();  // the last: there is nothing to stop
+        return texts.size() == row.channelMenu.size();  // the last: there is nothing to stop
     }));
-    EXPECT_EQ(texts, row.m_ChannelMenu);
+    EXPECT_EQ(texts, row.channelMenu);
     ASSERT_TRUE(wall.Open(1));
     EXPECT_TRUE(wall.CellPlays(0, 1));
-    ASSERT_TRUE(wall.ChooseLayout(QString::fromUtf8(row.m_szNextPage)));
+    ASSERT_TRUE(wall.ChooseLayout(QString::fromUtf8(row.nextPage)));
     EXPECT_TRUE(CWall::Until([&] { return wall.Grid().GetState().GetPage() == 1; }));
-    wall.Screen().Click(wall.CellOnScreen(4).center(), CScreen::BUTTON::Right);
+    wall.Screen().Click(wall.CellOnScreen(4).center(), CScreen::EButton::Right);
     ASSERT_TRUE(wall.ChooseFromMenu(
-        [&row](const QAction& action) { return action.text().toStdString() == row.m_szFullScreen; }));
+        [&row](const QAction& action) { return action.text().toStdString() == row.fullScreen; }));
     EXPECT_TRUE(CWall::Until([&] { return wall.Grid().isWindow(); }));
 }
 
@@ -69,6 +69,6 @@ INSTANTIATE_TEST_SUITE_P(Languages, WallLanguageTest,
                                                      {"開啟", "關閉", "開始錄影", "停止錄影"},
                                                      "下一頁",
                                                      "全螢幕"}),
-                         [](const auto& row) { return std::string(row.param.m_szName); });
+                         [](const auto& row) { return std::string(row.param.name); });
 
 }  // namespace

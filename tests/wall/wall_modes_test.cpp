@@ -119,7 +119,7 @@ class ModesWall : public testing::TestWithParam<std::int32_t>
     }
     bool Choose(const char* entry)
     {
-        m_Screen.Click(CellsOnScreen()[1].center(), CScreen::BUTTON::Right);
+        m_Screen.Click(CellsOnScreen()[1].center(), CScreen::EButton::Right);
         return ChooseFromMenu(m_Screen, [entry](const QAction& action) { return action.text() == entry; });
     }
 

@@ -100,25 +100,25 @@ bool ChooseFromMenu(CScreen& screen, const std::function<bool(const QAction&)>& 
 
 void WriteSettings(const CTestHome& home, const CRecorderProcess& recorder, bool sharedReceive)
 {
-    const XEndpoints endpoints = recorder.Endpoints();
+    const Endpoints endpoints = recorder.GetEndpoints();
     QFile settings(home.File("config/system.ini"));
     if (!settings.open(QIODevice::WriteOnly)) throw std::runtime_error("the settings can't be written");
     settings.write(QStringLiteral("[System]\nDirectoryPort=%1\nRendezvousPort=%2\nStandardChroma=1\n%3")
-                       .arg(endpoints.m_usDirectoryPort)
-                       .arg(endpoints.m_usRendezvousPort)
+                       .arg(endpoints.directoryPort)
+                       .arg(endpoints.rendezvousPort)
                        .arg(sharedReceive ? "SharedReceive=1\n" : "")
                        .toUtf8());
 }
 
-CWall::CWall(const XWallSetup& setup)
-    : m_bSharedReceive(setup.m_bSharedReceive),
-      m_Locale("LC_ALL", setup.m_szLocale),
+CWall::CWall(const WallSetup& setup)
+    : m_bSharedReceive(setup.sharedReceive),
+      m_Locale("LC_ALL", setup.locale),
       m_Screen(qgetenv("DISPLAY").toStdString())
 {
     CLanguage::Reset();
     QFile::copy(QString::fromStdString(SourcePath("dvr.bmp")), m_Home.File("dvr.bmp"));
-    StartRecorder(setup.m_Recorder);
-    if (setup.m_Prepare) setup.m_Prepare(m_Home);
+    StartRecorder(setup.recorder);
+    if (setup.prepare) setup.prepare(m_Home);
     QObject::connect(&m_BoxTimer, &QTimer::timeout, [this] { AnswerBox(); });
     m_BoxTimer.start(BOX_LOOK_MS);
     m_pWindow = std::make_unique<CMainWindow>();
@@ -161,7 +161,7 @@ void CWall::AnswerBox()
     Click(*box->buttons().constFirst());
 }
 
-void CWall::Click(const QWidget& widget, CScreen::BUTTON button)
+void CWall::Click(const QWidget& widget, CScreen::EButton button)
 {
     m_Screen.Click(widget.mapToGlobal(widget.rect().center()), button);
 }
@@ -238,7 +238,7 @@ QPoint CWall::LabelOnScreen(const QModelIndex& item)
 bool CWall::Choose(const QModelIndex& item, int command)
 {
     if (!item.isValid()) return false;
-    m_Screen.Click(LabelOnScreen(item), CScreen::BUTTON::Right);
+    m_Screen.Click(LabelOnScreen(item), CScreen::EButton::Right);
     return ChooseFromMenu([command](const QAction& action) { return action.data().toInt() == command; });
 }
 

@@ -37,11 +37,11 @@ bool ChooseFromMenu(CScreen& screen, const std::function<bool(const QAction&)>& 
 /// "config/system.ini" of `home`, with the recorder's servers.
 void WriteSettings(const CTestHome& home, const CRecorderProcess& recorder, bool sharedReceive);
 
-struct XWallSetup {
-    bool m_bSharedReceive = true;
-    const char* m_szLocale = "C";
-    std::vector<std::string> m_Recorder = ColorRecorder();
-    std::function<void(const CTestHome&)> m_Prepare;  // of the module directory, before the control is made
+struct WallSetup {
+    bool sharedReceive = true;
+    const char* locale = "C";
+    std::vector<std::string> recorder = ColorRecorder();
+    std::function<void(const CTestHome&)> prepare;  // of the module directory, before the control is made
 };
 
 /// The container's window with the control in it and a recorder beside them, in a home of its own; and a user
@@ -50,7 +50,7 @@ struct XWallSetup {
 class CWall
 {
   public:
-    explicit CWall(const XWallSetup& setup = {});
+    explicit CWall(const WallSetup& setup = {});
     ~CWall();
     CWall(const CWall&) = delete;
     CWall& operator=(const CWall&) = delete;
@@ -75,7 +75,7 @@ class CWall
     /// Serves events until `condition` holds; false after a minute.
     static bool Until(const std::function<bool()>& condition);
 
-    void Click(const QWidget& widget, CScreen::BUTTON button = CScreen::BUTTON::Left);
+    void Click(const QWidget& widget, CScreen::EButton button = CScreen::EButton::Left);
     /// Presses Tab until `widget` has the keyboard.
     bool TabTo(const QWidget& widget);
     /// Presses the key until `condition` holds; false after as many presses as no list here is long.

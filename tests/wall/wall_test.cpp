@@ -186,7 +186,7 @@ TEST(Wall, OpenAllRunsChannelsWithoutPicturesAndTheirCellsStayTaken)
     ASSERT_TRUE(wall.Choose(wall.Folder(), TREE_COMMAND_OPEN_ALL));
     for (int channel = 0; channel < CHANNELS; ++channel) {
         const auto& link = dynamic_cast<CUdpRemote&>(*wall.Channel(channel)).GetCounters();
-        EXPECT_TRUE(CWall::Until([&link] { return link.m_ulDecoded > 2; })) << channel;
+        EXPECT_TRUE(CWall::Until([&link] { return link.decoded > 2; })) << channel;
         EXPECT_EQ(wall.ChannelItem(channel).data(CNodeTreeModel::STATUS_ROLE), STATUS_OPEN);
         EXPECT_EQ(wall.GrabCell(channel), idle[static_cast<std::size_t>(channel)]);
     }
@@ -246,7 +246,7 @@ TEST_F(PlayingWall, FullScreenByTheMenuAndBackByEscape)
     std::vector<QRect> places;
     for (int cell = 0; cell < CHANNELS; ++cell)
         places.push_back(m_Wall.CellOnScreen(cell));
-    m_Wall.Screen().Click(places[1].center(), CScreen::BUTTON::Right);
+    m_Wall.Screen().Click(places[1].center(), CScreen::EButton::Right);
     ASSERT_TRUE(m_Wall.ChooseFromMenu([](const QAction& action) { return action.text() == "Full screen"; }));
     ASSERT_TRUE(CWall::Until([&] { return m_Wall.Grid().isWindow() && m_Wall.Grid().geometry() == screen; }));
     for (int cell = 0; cell < CHANNELS; ++cell) {
@@ -263,7 +263,7 @@ TEST_F(PlayingWall, FullScreenByTheMenuAndBackByEscape)
     m_Wall.Screen().Key(KEY_ESCAPE);
     EXPECT_TRUE(CWall::Until([&] { return m_Wall.Grid().isWindow(); })) << "Escape goes in as well";
     ExpectAllPlay();
-    m_Wall.Screen().Click(m_Wall.CellOnScreen(0).center(), CScreen::BUTTON::Right);
+    m_Wall.Screen().Click(m_Wall.CellOnScreen(0).center(), CScreen::EButton::Right);
     ASSERT_TRUE(
         m_Wall.ChooseFromMenu([](const QAction& action) { return action.text() == "Exit full screen"; }));
     ASSERT_TRUE(CWall::Until([&] { return !m_Wall.Grid().isWindow(); }));
@@ -277,17 +277,17 @@ TEST_F(PlayingWall, PagesTurnByTheLayoutMenu)
     const int last = state.GetLastPage();
     ASSERT_EQ(state.GetCellCount(), 36);
     const struct {
-        const char* m_szEntry;
-        int m_iPage;
+        const char* entry;
+        int page;
     } steps[] = {{"Next page", 1}, {"Previous page", 0}, {"Previous page", last},
                  {"Next page", 0}, {"Last page", last},  {"First page", 0}};
     for (const auto& step : steps) {
-        ASSERT_TRUE(m_Wall.ChooseLayout(step.m_szEntry)) << step.m_szEntry;
-        EXPECT_TRUE(CWall::Until([&] { return state.GetPage() == step.m_iPage; })) << step.m_szEntry;
-        if (step.m_iPage == 0) {
+        ASSERT_TRUE(m_Wall.ChooseLayout(step.entry)) << step.entry;
+        EXPECT_TRUE(CWall::Until([&] { return state.GetPage() == step.page; })) << step.entry;
+        if (step.page == 0) {
             ExpectAllPlay();
         } else {
-            const int first = step.m_iPage * CHANNELS;
+            const int first = step.page * CHANNELS;
             for (int cell = first; cell < first + CHANNELS; ++cell)
                 EXPECT_TRUE(ComesToShow(cell, m_Idle[static_cast<std::size_t>(cell - first)])) << cell;
         }
@@ -310,7 +310,7 @@ TEST_F(PlayingWall, DeletedStationTakesItsChannelsAndMayBeLoggedOnAgain)
     ASSERT_TRUE(CWall::Until([&] { return m_Wall.Tree().model()->rowCount() == 0; }));
     for (int cell = 0; cell < CHANNELS; ++cell)
         EXPECT_TRUE(ComesToShow(cell, m_Idle[static_cast<std::size_t>(cell)])) << cell;
-    m_Wall.Panel().GetSideBar()->SelectFolder(0, COutlook2Ctrl::ANIMATION::Off);
+    m_Wall.Panel().GetSideBar()->SelectFolder(0, COutlook2Ctrl::EAnimation::Off);
     m_Wall.Click(*m_Wall.Control(IDOK));
     ASSERT_TRUE(CWall::Until([&] { return m_Wall.Folder().isValid(); }));
     EXPECT_EQ(m_Wall.Panel().GetLogon().GetChannelsAdded(), 2 * CHANNELS) << "the total grows";
@@ -320,7 +320,7 @@ TEST_F(PlayingWall, DeletedStationTakesItsChannelsAndMayBeLoggedOnAgain)
 
 TEST_F(PlayingWall, SecondLogonToTheSameStationIsRefusedAndThePicturesGoOn)
 {
-    m_Wall.Panel().GetSideBar()->SelectFolder(0, COutlook2Ctrl::ANIMATION::Off);
+    m_Wall.Panel().GetSideBar()->SelectFolder(0, COutlook2Ctrl::EAnimation::Off);
     m_Wall.Click(*m_Wall.Control(IDOK));
     ASSERT_TRUE(CWall::Until([&] { return !m_Wall.m_Boxes.empty(); }));
     EXPECT_EQ(m_Wall.m_Boxes.front(), "This station is in the list already.");
@@ -349,8 +349,8 @@ TEST_F(PlayingWall, WindowClosesWhileTheWallIsInFullScreen)
 // receiving.
 TEST(Wall, WithoutSharedReceiveOneChannelOfAStationPlaysAtATime)
 {
-    XWallSetup setup;
-    setup.m_bSharedReceive = false;
+    WallSetup setup;
+    setup.sharedReceive = false;
     CWall wall(setup);
     ASSERT_TRUE(wall.LogOn());
     const QImage idle = wall.GrabCell(1);

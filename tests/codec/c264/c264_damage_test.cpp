@@ -107,5 +107,5 @@ TEST_P(C264Damage, StaysInsideWhenTheOpenedSizeIsAnother)
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, C264Damage, ::testing::ValuesIn(StreamDamages()),
-                         [](const auto& test) { return std::string(test.param.szName); });
+                         [](const auto& test) { return std::string(test.param.name); });
 }  // namespace

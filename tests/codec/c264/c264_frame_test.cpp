@@ -23,10 +23,10 @@ CH264Bits FlatPicture(const std::array<int, 4>& levels, uint32_t first_mb = 0)
     return bits;
 }
 
-H264Packet SliceUnit(CH264Bits bits, int iUnit = UNIT_SLICE, int iRefIdc = 1)
+H264Packet SliceUnit(CH264Bits bits, int unit = UNIT_SLICE, int refIdc = 1)
 {
     bits.Trailing();
-    return C264Unit(iUnit, bits.Bytes(), iRefIdc);
+    return C264Unit(unit, bits.Bytes(), refIdc);
 }
 
 H264Packet Parameters()

@@ -15,10 +15,10 @@ constexpr int UNIT_SEI = 6;
 constexpr int UNIT_SPS = 7;
 constexpr int UNIT_PPS = 8;
 
-inline H264Packet C264Unit(int iType, const std::vector<uint8_t>& payload, int iRefIdc = 1)
+inline H264Packet C264Unit(int type, const std::vector<uint8_t>& payload, int refIdc = 1)
 {
     H264Packet unit;
-    H264AppendUnit(&unit, iRefIdc, iType, payload);
+    H264AppendUnit(&unit, refIdc, type, payload);
     return unit;
 }
 
@@ -73,56 +73,56 @@ inline CH264Bits C264SliceStart(const C264HandmadeSlice& slice)
     return bits;
 }
 
-/// An intra macroblock of one colour in CAVLC: the DC prediction, and above it `iLevel` (-1, 0 or 1) steps,
+/// An intra macroblock of one colour in CAVLC: the DC prediction, and above it `level` (-1, 0 or 1) steps,
 /// which are 4 at a quantiser of 40.
-inline void C264Flat(CH264Bits* bits, int iLevel, uint32_t first_intra_type = 0)
+inline void C264Flat(CH264Bits* bits, int level, uint32_t first_intra_type = 0)
 {
     bits->Ue(first_intra_type + 3).Ue(0).Se(0);  // intra 16x16, DC, nothing coded; chroma DC; no mb_qp_delta
-    if (iLevel == 0) {
+    if (level == 0) {
         bits->Code("1");
     } else {
-        bits->Code("01").Bit(iLevel < 0).Code("1");
+        bits->Code("01").Bit(level < 0).Code("1");
     }
 }
 
 /// A predicted macroblock of one vector without a residual.
-inline void C264Moved(CH264Bits* bits, int iMvdX, int iMvdY)
+inline void C264Moved(CH264Bits* bits, int mvdX, int mvdY)
 {
-    bits->Ue(0).Ue(0).Se(iMvdX).Se(iMvdY).Ue(0);  // no skipped ones before it, P_L0_16x16, mvd, nothing coded
+    bits->Ue(0).Ue(0).Se(mvdX).Se(mvdY).Ue(0);  // no skipped ones before it, P_L0_16x16, mvd, nothing coded
 }
 
 /// One decoder under its own interface.
 class C264Fed
 {
   public:
-    C264Fed(int iWidth, int iHeight, int iMode = 0) : m_pHandle(c264_open(iWidth, iHeight, iMode)) {}
+    C264Fed(int width, int height, int mode = 0) : m_pHandle(c264_open(width, height, mode)) {}
     ~C264Fed() { c264_close(m_pHandle); }
     C264Fed(const C264Fed&) = delete;
     C264Fed& operator=(const C264Fed&) = delete;
 
     /// Zero bytes stand behind, as with the links, so that a unit's end is seen.
-    int32_t Feed(H264Packet packet, size_t ulPadding = 8)
+    int32_t Feed(H264Packet packet, size_t padding = 8)
     {
-        packet.resize(packet.size() + ulPadding);
+        packet.resize(packet.size() + padding);
         Picture = {};
         return c264_decode(m_pHandle, packet.data(), static_cast<int32_t>(packet.size()), &Picture, &iGot,
                            &Stats);
     }
 
     /// Parameter sets and a slice in one call.
-    int32_t FeedSlice(const CH264Bits& slice, int iUnit = UNIT_SLICE)
+    int32_t FeedSlice(const CH264Bits& slice, int unit = UNIT_SLICE)
     {
         CH264Bits ended = slice;
         ended.Trailing();
         const H264Parameters parameters = C264HandmadeParameters();
         return Feed(
-            C264Joined({C264SpsUnit(parameters), C264PpsUnit(parameters), C264Unit(iUnit, ended.Bytes())}));
+            C264Joined({C264SpsUnit(parameters), C264PpsUnit(parameters), C264Unit(unit, ended.Bytes())}));
     }
 
     int Luma(int iX, int iY) const { return Picture.plane[0][iY * Picture.stride[0] + iX]; }
 
     /// The sample in the middle of a macroblock.
-    int Middle(int iMbX, int iMbY) const { return Luma(16 * iMbX + 8, 16 * iMbY + 8); }
+    int Middle(int mbX, int mbY) const { return Luma(16 * mbX + 8, 16 * mbY + 8); }
 
     C264Handle* Handle() const { return m_pHandle; }
 
@@ -135,12 +135,12 @@ class C264Fed
 };
 
 /// How many warnings of one text the ring holds.
-inline int C264Warnings(const char* szText)
+inline int C264Warnings(const char* text)
 {
     int32_t count = 0;
     const std::atomic<const char*>* const ring = c264_log_get(&count);
     int found = 0;
     for (int32_t i = 0; i < count; ++i)
-        found += ring[i].load() == szText;
+        found += ring[i].load() == text;
     return found;
 }

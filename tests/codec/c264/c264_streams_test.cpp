@@ -65,8 +65,8 @@ TEST(C264RandomStreams, LibavcodecReadsBothCodersAsTheyWereWritten)
                 ASSERT_NO_FATAL_FAILURE(ExpectVectors(*decoder, sequence.parameters, sequence.pictures[i]));
             }
             const TestPicture picture = cavlc_decoder.Picture();
-            ASSERT_EQ(picture.iWidth, sequence.Width());
-            ASSERT_EQ(picture.iHeight, sequence.Height());
+            ASSERT_EQ(picture.width, sequence.Width());
+            ASSERT_EQ(picture.height, sequence.Height());
             ASSERT_EQ(DescribeDifference(cabac_decoder.Picture(), picture), "");
         }
     }

@@ -61,9 +61,9 @@ TEST(C264Tables, CodedBlockPatternsAreAPermutation)
         EXPECT_EQ(std::set<int>(std::begin(row), std::end(row)).size(), 48u);
 }
 
-uint64_t RangeOf(uint64_t record, int iRange)
+uint64_t RangeOf(uint64_t record, int range)
 {
-    return record >> (C264_CABAC_TOP - 8 * iRange) & 0xFF;
+    return record >> (C264_CABAC_TOP - 8 * range) & 0xFF;
 }
 
 TEST(C264Tables, StatesOfTheArithmeticDecoder)

@@ -28,7 +28,7 @@ class CWatcher
   public:
     void Look(const CodecFrame& frame)
     {
-        const size_t turn = m_ulTurn++ % 2;
+        const size_t turn = m_Turn++ % 2;
         ASSERT_EQ(ConvertChanges(Target(m_Pixels[turn]), frame, WIDTH, HEIGHT, &m_Held[turn]), CONVERT_OK);
         Pixels whole(m_Pixels[turn].size());
         ASSERT_EQ(ConvertFrame(Target(whole), frame, WIDTH, HEIGHT, false), CONVERT_OK);
@@ -45,7 +45,7 @@ class CWatcher
 
     Pixels m_Pixels[2] = {Pixels(WIDTH * HEIGHT * 4), Pixels(WIDTH* HEIGHT * 4)};
     ConvertHeld m_Held[2] = {};
-    size_t m_ulTurn = 0;
+    size_t m_Turn = 0;
 };
 
 /// The decoder at hand and one that is told before each payload that its pictures differ everywhere, so that it
@@ -88,15 +88,15 @@ std::vector<uint8_t> SkippedVop()
 
 std::vector<Mpeg4Packet> Stream(ETestScene scene, uint32_t seed)
 {
-    return EncodeMpeg4({.iWidth = WIDTH,
-                        .iHeight = HEIGHT,
-                        .iFrames = 12,
-                        .iGop = 6,
-                        .iQuant = 5,
-                        .Scene = scene,
+    return EncodeMpeg4({.width = WIDTH,
+                        .height = HEIGHT,
+                        .frames = 12,
+                        .gop = 6,
+                        .quant = 5,
+                        .scene = scene,
                         .b4Mv = true,
-                        .bAcPred = true,
-                        .ulSeed = seed});
+                        .acPred = true,
+                        .seed = seed});
 }
 
 TEST(Mpeg4Changes, EncodedStreamsAreTheSameWithoutCopying)

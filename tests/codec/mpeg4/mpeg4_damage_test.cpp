@@ -18,15 +18,15 @@ namespace
 using Bytes = std::vector<uint8_t>;
 
 /// Feeds a payload from a block of just its size and looks at every sample of what comes out.
-void FeedExactly(CMpeg4Decoder* pDecoder, const Bytes& bytes, int iWidth, int iHeight)
+void FeedExactly(CMpeg4Decoder* decoder, const Bytes& bytes, int width, int height)
 {
     const std::unique_ptr<uint8_t[]> exact(new uint8_t[bytes.size() + 1]);
     std::memcpy(exact.get() + 1, bytes.data(), bytes.size());  // and not aligned
-    const CodecFrame* const frame = pDecoder->Decode(exact.get() + 1, static_cast<int32_t>(bytes.size()));
+    const CodecFrame* const frame = decoder->Decode(exact.get() + 1, static_cast<int32_t>(bytes.size()));
     if (!frame || !frame->data[0]) return;
-    ASSERT_EQ(frame->width, iWidth);
-    ASSERT_EQ(frame->height, iHeight);
-    ASSERT_EQ(CopyPicture(*frame).Plane[0].size(), static_cast<size_t>(iWidth) * iHeight);
+    ASSERT_EQ(frame->width, width);
+    ASSERT_EQ(frame->height, height);
+    ASSERT_EQ(CopyPicture(*frame).Plane[0].size(), static_cast<size_t>(width) * height);
 }
 
 class Mpeg4Damage : public ::testing::TestWithParam<StreamDamage>
@@ -38,15 +38,15 @@ TEST_P(Mpeg4Damage, CostsNoMoreThanPictures)
     const size_t before = codec_memory_in_use();
     std::mt19937 random(11);
     for (const ETestScene scene : {ETestScene::Lively, ETestScene::Noise}) {
-        const std::vector<Mpeg4Packet> packets = EncodeMpeg4({.iWidth = 96,
-                                                              .iHeight = 80,
-                                                              .iFrames = 6,
-                                                              .iGop = 3,
-                                                              .iQuant = 5,
-                                                              .Scene = scene,
+        const std::vector<Mpeg4Packet> packets = EncodeMpeg4({.width = 96,
+                                                              .height = 80,
+                                                              .frames = 6,
+                                                              .gop = 3,
+                                                              .quant = 5,
+                                                              .scene = scene,
                                                               .b4Mv = true,
-                                                              .bAcPred = true,
-                                                              .bVaryQuant = true});
+                                                              .acPred = true,
+                                                              .varyQuant = true});
         for (int round = 0; round < 60; ++round) {
             // the opened size is now and then another one than the stream's
             const int width = round % 3 == 2 ? 61 : 96;
@@ -68,13 +68,13 @@ TEST_P(Mpeg4Damage, CostsNoMoreThanPictures)
         const CodecFrame* const expected = fresh.Decode(packets[0].data(), size);
         ASSERT_TRUE(found && expected);
         for (int plane = 0; plane < 3; ++plane)
-            EXPECT_EQ(ComparePlane(CopyPicture(*found), CopyPicture(*expected), plane).iLargest, 0);
+            EXPECT_EQ(ComparePlane(CopyPicture(*found), CopyPicture(*expected), plane).largest, 0);
     }
     EXPECT_EQ(codec_memory_in_use(), before);
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, Mpeg4Damage, ::testing::ValuesIn(StreamDamages()),
-                         [](const auto& test) { return std::string(test.param.szName); });
+                         [](const auto& test) { return std::string(test.param.name); });
 
 TEST(Mpeg4DamageHeader, PayloadOfOneVopHeaderAndNothingElseGivesNoPicture)
 {

@@ -15,14 +15,14 @@
 namespace
 {
 struct DataStream {
-    const char* szName;
-    int iWidth;
-    int iHeight;
+    const char* name;
+    int width;
+    int height;
 };
 
-void PrintTo(const DataStream& stream, std::ostream* pOut)
+void PrintTo(const DataStream& stream, std::ostream* out)
 {
-    *pOut << stream.szName;
+    *out << stream.name;
 }
 
 class Mpeg4Data : public ::testing::TestWithParam<DataStream>
@@ -32,7 +32,7 @@ class Mpeg4Data : public ::testing::TestWithParam<DataStream>
 TEST_P(Mpeg4Data, DecodesToTheSumsBesideIt)
 {
     const DataStream& stream = GetParam();
-    const std::string base = SourcePath("tests/data/mpeg4/") + stream.szName;
+    const std::string base = SourcePath("tests/data/mpeg4/") + stream.name;
     const std::vector<Mpeg4Packet> packets = ReadMpeg4Stream(base + ".m4v");
     const std::vector<uint32_t> sums = ReadSums(base + ".framecrc");
     ASSERT_EQ(packets.size(), sums.size());
@@ -42,7 +42,7 @@ TEST_P(Mpeg4Data, DecodesToTheSumsBesideIt)
         if (!step.available) continue;
         SCOPED_TRACE(step.name);
         mpeg4_dsp_refill(step.caps);
-        CMpeg4Decoder decoder(stream.iWidth, stream.iHeight);
+        CMpeg4Decoder decoder(stream.width, stream.height);
         decoder.SetStandardChroma(true);
         for (size_t i = 0; i < packets.size(); ++i) {
             const CodecFrame* const frame =
@@ -61,5 +61,5 @@ INSTANTIATE_TEST_SUITE_P(Streams, Mpeg4Data,
                                            DataStream{"cif_q5_4mv", 352, 288},
                                            DataStream{"d1_q12_ac", 704, 576},
                                            DataStream{"hd_q16_4mv_ac", 1280, 720}),
-                         [](const auto& test) { return std::string(test.param.szName); });
+                         [](const auto& test) { return std::string(test.param.name); });
 }  // namespace

@@ -8,7 +8,7 @@ namespace
 {
 int Sample(const TestPicture& picture, int plane, int x, int y)
 {
-    const int width = plane == 0 ? picture.iWidth : picture.iWidth / 2;
+    const int width = plane == 0 ? picture.width : picture.width / 2;
     return picture.Plane[plane][static_cast<size_t>(y * width + x)];
 }
 

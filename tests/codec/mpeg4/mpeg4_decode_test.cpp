@@ -38,50 +38,49 @@ int Median(int a, int b, int c)
     return sorted[1];
 }
 
-int PlaneWidth(const TestPicture& picture, int iPlane)
+int PlaneWidth(const TestPicture& picture, int plane)
 {
-    return iPlane == 0 ? picture.iWidth : picture.iWidth / 2;
+    return plane == 0 ? picture.width : picture.width / 2;
 }
-int PlaneHeight(const TestPicture& picture, int iPlane)
+int PlaneHeight(const TestPicture& picture, int plane)
 {
-    return iPlane == 0 ? picture.iHeight : picture.iHeight / 2;
+    return plane == 0 ? picture.height : picture.height / 2;
 }
 
 /// A sample of a plane, or the nearest one inside.
-int Sample(const TestPicture& picture, int iPlane, int x, int y)
+int Sample(const TestPicture& picture, int plane, int x, int y)
 {
-    const int width = PlaneWidth(picture, iPlane);
+    const int width = PlaneWidth(picture, plane);
     x = std::clamp(x, 0, width - 1);
-    y = std::clamp(y, 0, PlaneHeight(picture, iPlane) - 1);
-    return picture.Plane[iPlane][static_cast<size_t>(y * width + x)];
+    y = std::clamp(y, 0, PlaneHeight(picture, plane) - 1);
+    return picture.Plane[plane][static_cast<size_t>(y * width + x)];
 }
 
 /// Predicts a square by the definition, rounding up.
-void Predict(const TestPicture& from, TestPicture* pTo, int iPlane, int x, int y, int iSize, Vector vector)
+void Predict(const TestPicture& from, TestPicture* to, int plane, int x, int y, int size, Vector vector)
 {
-    const int width = PlaneWidth(from, iPlane);
-    for (int row = y; row < y + iSize; ++row) {
-        for (int column = x; column < x + iSize; ++column) {
+    const int width = PlaneWidth(from, plane);
+    for (int row = y; row < y + size; ++row) {
+        for (int column = x; column < x + size; ++column) {
             const int fx = column + (vector.x >> 1);
             const int fy = row + (vector.y >> 1);
             const int dx = vector.x & 1;
             const int dy = vector.y & 1;
-            const int sum = Sample(from, iPlane, fx, fy) + Sample(from, iPlane, fx + dx, fy) +
-                            Sample(from, iPlane, fx, fy + dy) + Sample(from, iPlane, fx + dx, fy + dy);
-            pTo->Plane[iPlane][static_cast<size_t>(row * width + column)] =
-                static_cast<uint8_t>((sum + 2) >> 2);
+            const int sum = Sample(from, plane, fx, fy) + Sample(from, plane, fx + dx, fy) +
+                            Sample(from, plane, fx, fy + dy) + Sample(from, plane, fx + dx, fy + dy);
+            to->Plane[plane][static_cast<size_t>(row * width + column)] = static_cast<uint8_t>((sum + 2) >> 2);
         }
     }
 }
 
 /// The whole prediction of a macroblock with one vector.
-void PredictMacroblock(const TestPicture& from, TestPicture* pTo, int mb_x, int mb_y, Vector vector,
+void PredictMacroblock(const TestPicture& from, TestPicture* to, int mb_x, int mb_y, Vector vector,
                        const int rounding[4])
 {
-    Predict(from, pTo, 0, mb_x * 16, mb_y * 16, 16, vector);
+    Predict(from, to, 0, mb_x * 16, mb_y * 16, 16, vector);
     const Vector chroma = {(vector.x >> 1) + rounding[vector.x & 3], (vector.y >> 1) + rounding[vector.y & 3]};
     for (int plane : {1, 2})
-        Predict(from, pTo, plane, mb_x * 8, mb_y * 8, 8, chroma);
+        Predict(from, to, plane, mb_x * 8, mb_y * 8, 8, chroma);
 }
 
 /// A decoder of 48x48, three macroblocks square, that has shown an I picture.
@@ -92,7 +91,7 @@ class Mpeg4Decode : public ::testing::Test
 
     void SetUp() override
     {
-        m_Packets = EncodeMpeg4({.iWidth = SIZE, .iHeight = SIZE, .iFrames = 3, .Scene = ETestScene::Lively});
+        m_Packets = EncodeMpeg4({.width = SIZE, .height = SIZE, .frames = 3, .scene = ETestScene::Lively});
         ASSERT_GT(m_Fed.Feed(m_Packets[0]), 0);
         m_Base = m_Fed.Picture();
     }
@@ -492,7 +491,7 @@ TEST_F(Mpeg4Decode, VolOfAnotherSizeChangesTheStoredSizeOnly)
 TEST(Mpeg4DecodeSize, LastPartialMacroblocksAreNotDecoded)
 {
     const std::vector<Mpeg4Packet> packets =
-        EncodeMpeg4({.iWidth = 16, .iHeight = 32, .iFrames = 2, .iGop = 1, .Scene = ETestScene::Lively});
+        EncodeMpeg4({.width = 16, .height = 32, .frames = 2, .gop = 1, .scene = ETestScene::Lively});
     CFed whole(16, 32);
     CFed partial(27, 45);
     for (const Mpeg4Packet& packet : packets) {
@@ -501,8 +500,8 @@ TEST(Mpeg4DecodeSize, LastPartialMacroblocksAreNotDecoded)
     }
     const TestPicture expected = whole.Picture();
     const TestPicture found = partial.Picture();
-    EXPECT_EQ(found.iWidth, 27);
-    EXPECT_EQ(found.iHeight, 45);
+    EXPECT_EQ(found.width, 27);
+    EXPECT_EQ(found.height, 45);
     EXPECT_EQ(partial.m_Frame.linesize[0], 27);
     EXPECT_EQ(partial.m_Frame.linesize[1], 13);
     for (int plane = 0; plane < 3; ++plane) {
@@ -566,7 +565,7 @@ TEST(Mpeg4DecodeMemory, OpenGivesTheCodeWhenMemoryIsShort)
 
 TEST(Mpeg4DecodeMemory, NoPictureTakesMemory)
 {
-    const std::vector<Mpeg4Packet> packets = EncodeMpeg4({.iFrames = 5, .Scene = ETestScene::Lively});
+    const std::vector<Mpeg4Packet> packets = EncodeMpeg4({.frames = 5, .scene = ETestScene::Lively});
     CMpeg4Decoder decoder(176, 144);
     const size_t opened = codec_memory_in_use();
     codec_fail_allocations_after(0);
@@ -587,13 +586,13 @@ TEST(Mpeg4DecodeSteps, AllCapabilityStepsGiveTheSamePictures)
 {
     codec_init();
     for (const ETestScene scene : {ETestScene::Lively, ETestScene::Noise}) {
-        const std::vector<Mpeg4Packet> packets = EncodeMpeg4({.iFrames = 8,
-                                                              .iGop = 4,
-                                                              .iQuant = 3,
-                                                              .Scene = scene,
+        const std::vector<Mpeg4Packet> packets = EncodeMpeg4({.frames = 8,
+                                                              .gop = 4,
+                                                              .quant = 3,
+                                                              .scene = scene,
                                                               .b4Mv = true,
-                                                              .bAcPred = true,
-                                                              .bVaryQuant = true});
+                                                              .acPred = true,
+                                                              .varyQuant = true});
         std::vector<TestPicture> plain;
         for (const KernelStep& step : KernelSteps()) {
             if (!step.available) continue;

@@ -14,7 +14,7 @@
 inline void ExpectSamePicture(const TestPicture& found, const TestPicture& expected)
 {
     for (int plane = 0; plane < 3; ++plane) {
-        const auto width = static_cast<size_t>(plane == 0 ? expected.iWidth : expected.iWidth / 2);
+        const auto width = static_cast<size_t>(plane == 0 ? expected.width : expected.width / 2);
         ASSERT_EQ(found.Plane[plane].size(), expected.Plane[plane].size());
         for (size_t i = 0; i < expected.Plane[plane].size(); ++i)
             ASSERT_EQ(found.Plane[plane][i], expected.Plane[plane][i])
@@ -26,12 +26,12 @@ inline void ExpectSamePicture(const TestPicture& found, const TestPicture& expec
 class CFed
 {
   public:
-    CFed(int iWidth, int iHeight)
+    CFed(int width, int height)
     {
         codec_init();
         codec_register_all();
-        m_Context.width = iWidth;
-        m_Context.height = iHeight;
+        m_Context.width = width;
+        m_Context.height = height;
         EXPECT_EQ(codec_open(&m_Context, codec_find_decoder(CODEC_ID_MPEG4)), 0);
     }
     ~CFed() { codec_close(&m_Context); }

@@ -41,14 +41,14 @@ std::vector<uint8_t> WithVisualObject(const std::string& code)
 }
 
 struct Refusal {
-    const char* szName;
-    int32_t iCode;
+    const char* name;
+    int32_t code;
     std::vector<uint8_t> Bytes;
 };
 
-void PrintTo(const Refusal& test, std::ostream* pOut)
+void PrintTo(const Refusal& test, std::ostream* out)
 {
-    *pOut << test.szName;
+    *out << test.name;
 }
 
 std::vector<Refusal> Refusals()
@@ -109,7 +109,7 @@ class Mpeg4Refusal : public ::testing::TestWithParam<Refusal>
 
 TEST_P(Mpeg4Refusal, ParserGivesTheCode)
 {
-    EXPECT_EQ(Parse(GetParam().Bytes), GetParam().iCode);
+    EXPECT_EQ(Parse(GetParam().Bytes), GetParam().code);
 }
 
 TEST_P(Mpeg4Refusal, HookGivesTheCodeAndTheTableMinusOne)
@@ -126,7 +126,7 @@ TEST_P(Mpeg4Refusal, HookGivesTheCodeAndTheTableMinusOne)
     const int32_t size = static_cast<int32_t>(bytes.size());
     CodecFrame frame = {};
     int32_t got = 0;
-    EXPECT_EQ(context.entry->decode(&context, &frame, &got, bytes.data(), size), GetParam().iCode);
+    EXPECT_EQ(context.entry->decode(&context, &frame, &got, bytes.data(), size), GetParam().code);
     EXPECT_EQ(got, 0);
     EXPECT_EQ(codec_decode(&context, &frame, &got, bytes.data(), size), -1);
     EXPECT_EQ(frame.data[0], nullptr);
@@ -134,7 +134,7 @@ TEST_P(Mpeg4Refusal, HookGivesTheCodeAndTheTableMinusOne)
 }
 
 INSTANTIATE_TEST_SUITE_P(Codes, Mpeg4Refusal, ::testing::ValuesIn(Refusals()),
-                         [](const auto& test) { return std::string(test.param.szName); });
+                         [](const auto& test) { return std::string(test.param.name); });
 
 TEST(Mpeg4Header, CodesThatCannotBeReachedGiveWayToTheOneBeforeThem)
 {

@@ -21,11 +21,11 @@ using Block = std::array<int, 64>;
 class CIeeeRandom
 {
   public:
-    int Next(int iLow, int iHigh)
+    int Next(int low, int high)
     {
         m_ulState = m_ulState * 1103515245u + 12345u;
         const double fraction = static_cast<double>(m_ulState & 0x7FFFFFFEu) / static_cast<double>(0x7FFFFFFF);
-        return static_cast<int>(fraction * (-iLow + iHigh + 1)) + iLow;
+        return static_cast<int>(fraction * (-low + high + 1)) + low;
     }
 
   private:
@@ -52,10 +52,10 @@ const std::array<std::array<double, 8>, 8>& BasisTable()
 }
 
 /// Both directions of the transform in double precision, rounded and clipped.
-Block Reference(const Block& in, bool bInverse, int iLow, int iHigh)
+Block Reference(const Block& in, bool inverse, int low, int high)
 {
     const auto& basis = BasisTable();
-    const auto factor = [&](size_t to, size_t from) { return bInverse ? basis[to][from] : basis[from][to]; };
+    const auto factor = [&](size_t to, size_t from) { return inverse ? basis[to][from] : basis[from][to]; };
     double half[8][8];
     for (size_t row = 0; row < 8; ++row) {
         for (size_t to = 0; to < 8; ++to) {
@@ -70,7 +70,7 @@ Block Reference(const Block& in, bool bInverse, int iLow, int iHigh)
             double sum = 0;
             for (size_t from = 0; from < 8; ++from)
                 sum += factor(to, from) * half[from][column];
-            out[to * 8 + column] = std::clamp(static_cast<int>(std::floor(sum + 0.5)), iLow, iHigh);
+            out[to * 8 + column] = std::clamp(static_cast<int>(std::floor(sum + 0.5)), low, high);
         }
     }
     return out;
@@ -91,15 +91,15 @@ Block RunKernel(const mpeg4_dsp_t& dsp, const Block& coefficients)
 }
 
 struct IeeeCase {
-    const char* szName;
-    int iLow;
-    int iHigh;
-    int iSign;
+    const char* name;
+    int low;
+    int high;
+    int sign;
 };
 
-void PrintTo(const IeeeCase& test, std::ostream* pOut)
+void PrintTo(const IeeeCase& test, std::ostream* out)
 {
-    *pOut << test.szName;
+    *out << test.name;
 }
 
 class Ieee1180 : public ::testing::TestWithParam<IeeeCase>
@@ -122,7 +122,7 @@ TEST_P(Ieee1180, TenThousandBlocks)
         for (int n = 0; n < BLOCKS; ++n) {
             Block samples;
             for (int& sample : samples)
-                sample = test.iSign * random.Next(test.iLow, test.iHigh);
+                sample = test.sign * random.Next(test.low, test.high);
             const Block coefficients = Reference(samples, false, -2048, 2047);
             const Block expected = Reference(coefficients, true, -256, 255);
             const Block found = RunKernel(dsp, coefficients);
@@ -157,7 +157,7 @@ INSTANTIATE_TEST_SUITE_P(Ranges, Ieee1180,
                                            IeeeCase{"Range5", -5, 5, 1}, IeeeCase{"Range5Negated", -5, 5, -1},
                                            IeeeCase{"Range300", -300, 300, 1},
                                            IeeeCase{"Range300Negated", -300, 300, -1}),
-                         [](const auto& test) { return std::string(test.param.szName); });
+                         [](const auto& test) { return std::string(test.param.name); });
 
 TEST(Ieee1180Zero, ZeroInGivesZeroOut)
 {

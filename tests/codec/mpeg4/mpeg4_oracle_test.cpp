@@ -14,39 +14,39 @@
 namespace
 {
 struct OracleCase {
-    const char* szName;
-    Mpeg4StreamShape Shape;
+    const char* name;
+    Mpeg4StreamShape shape;
 };
 
-void PrintTo(const OracleCase& test, std::ostream* pOut)
+void PrintTo(const OracleCase& test, std::ostream* out)
 {
-    *pOut << test.szName;
+    *out << test.name;
 }
 
 class Mpeg4Oracle : public ::testing::TestWithParam<OracleCase>
 {
 };
 
-/// Decodes a stream with both decoders; every picture is compared in the planes below `iPlanes`.
-void ExpectSamePictures(const Mpeg4StreamShape& shape, bool bStandardChroma, int iPlanes)
+/// Decodes a stream with both decoders; every picture is compared in the planes below `planes`.
+void ExpectSamePictures(const Mpeg4StreamShape& shape, bool standardChroma, int planes)
 {
     const std::vector<Mpeg4Packet> packets = EncodeMpeg4(shape);
-    ASSERT_EQ(packets.size(), static_cast<size_t>(shape.iFrames));
-    CMpeg4Decoder ours(shape.iWidth, shape.iHeight);
-    ours.SetStandardChroma(bStandardChroma);
+    ASSERT_EQ(packets.size(), static_cast<size_t>(shape.frames));
+    CMpeg4Decoder ours(shape.width, shape.height);
+    ours.SetStandardChroma(standardChroma);
     CLavcMpeg4Decoder theirs;
     for (size_t i = 0; i < packets.size(); ++i) {
         SCOPED_TRACE(testing::Message() << "picture " << i);
         const CodecFrame* const frame = ours.Decode(packets[i].data(), static_cast<int32_t>(packets[i].size()));
         ASSERT_TRUE(frame && frame->data[0]);
         ASSERT_TRUE(theirs.Decode(packets[i]));
-        const bool key = i % static_cast<size_t>(shape.iGop) == 0;
+        const bool key = i % static_cast<size_t>(shape.gop) == 0;
         EXPECT_EQ(frame->key_frame != 0, key);
         const TestPicture expected = theirs.Picture();
         const TestPicture found = CopyPicture(*frame);
-        for (int plane = 0; plane < iPlanes; ++plane) {
+        for (int plane = 0; plane < planes; ++plane) {
             const PictureDifference difference = ComparePlane(found, expected, plane);
-            ASSERT_LE(difference.iLargest, 2) << "plane " << plane;
+            ASSERT_LE(difference.largest, 2) << "plane " << plane;
             ASSERT_GE(difference.dPsnr, key ? 50 : 45) << "plane " << plane;
         }
     }
@@ -54,39 +54,39 @@ void ExpectSamePictures(const Mpeg4StreamShape& shape, bool bStandardChroma, int
 
 TEST_P(Mpeg4Oracle, LumaIsTheirsByDefault)
 {
-    ExpectSamePictures(GetParam().Shape, false, 1);
+    ExpectSamePictures(GetParam().shape, false, 1);
 }
 
 TEST_P(Mpeg4Oracle, AllPlanesAreTheirsWithStandardChroma)
 {
-    ExpectSamePictures(GetParam().Shape, true, 3);
+    ExpectSamePictures(GetParam().shape, true, 3);
 }
 
 std::vector<OracleCase> Cases()
 {
     using enum ETestScene;
     return {
-        {"Still", {.iFrames = 30}},
-        {"Lively", {.iFrames = 30, .Scene = Lively}},
-        {"LivelyFourVectors", {.iFrames = 30, .Scene = Lively, .b4Mv = true}},
-        {"LivelyAcPrediction", {.iFrames = 12, .iGop = 3, .Scene = Lively, .bAcPred = true}},
-        {"LivelyAll", {.iFrames = 30, .Scene = Lively, .b4Mv = true, .bAcPred = true, .bVaryQuant = true}},
-        {"Quant2", {.iFrames = 8, .iQuant = 2, .Scene = Lively, .b4Mv = true, .bAcPred = true}},
-        {"Quant31", {.iFrames = 20, .iQuant = 31, .Scene = Lively, .b4Mv = true, .bAcPred = true}},
+        {"Still", {.frames = 30}},
+        {"Lively", {.frames = 30, .scene = Lively}},
+        {"LivelyFourVectors", {.frames = 30, .scene = Lively, .b4Mv = true}},
+        {"LivelyAcPrediction", {.frames = 12, .gop = 3, .scene = Lively, .acPred = true}},
+        {"LivelyAll", {.frames = 30, .scene = Lively, .b4Mv = true, .acPred = true, .varyQuant = true}},
+        {"Quant2", {.frames = 8, .quant = 2, .scene = Lively, .b4Mv = true, .acPred = true}},
+        {"Quant31", {.frames = 20, .quant = 31, .scene = Lively, .b4Mv = true, .acPred = true}},
         {"Quant12Varied",
-         {.iFrames = 20, .iGop = 5, .iQuant = 12, .Scene = Lively, .bAcPred = true, .bVaryQuant = true}},
-        {"NoiseQuant2", {.iFrames = 4, .iGop = 2, .iQuant = 2, .Scene = Noise, .b4Mv = true, .bAcPred = true}},
-        {"NoiseQuant9", {.iFrames = 4, .iGop = 2, .iQuant = 9, .Scene = Noise, .b4Mv = true}},
-        {"Cif", {.iWidth = 352, .iHeight = 288, .iFrames = 12, .Scene = Lively, .b4Mv = true, .bAcPred = true}},
-        {"D1", {.iWidth = 704, .iHeight = 576, .iFrames = 6, .iQuant = 6, .b4Mv = true, .bAcPred = true}},
-        {"Hd", {.iWidth = 1280, .iHeight = 720, .iFrames = 4, .iQuant = 5, .Scene = Lively, .b4Mv = true}},
-        {"OneMacroblockWide", {.iWidth = 16, .iHeight = 144, .iFrames = 20, .Scene = Lively, .b4Mv = true}},
-        {"OneMacroblockHigh", {.iWidth = 176, .iHeight = 16, .iFrames = 20, .Scene = Lively, .b4Mv = true}},
+         {.frames = 20, .gop = 5, .quant = 12, .scene = Lively, .acPred = true, .varyQuant = true}},
+        {"NoiseQuant2", {.frames = 4, .gop = 2, .quant = 2, .scene = Noise, .b4Mv = true, .acPred = true}},
+        {"NoiseQuant9", {.frames = 4, .gop = 2, .quant = 9, .scene = Noise, .b4Mv = true}},
+        {"Cif", {.width = 352, .height = 288, .frames = 12, .scene = Lively, .b4Mv = true, .acPred = true}},
+        {"D1", {.width = 704, .height = 576, .frames = 6, .quant = 6, .b4Mv = true, .acPred = true}},
+        {"Hd", {.width = 1280, .height = 720, .frames = 4, .quant = 5, .scene = Lively, .b4Mv = true}},
+        {"OneMacroblockWide", {.width = 16, .height = 144, .frames = 20, .scene = Lively, .b4Mv = true}},
+        {"OneMacroblockHigh", {.width = 176, .height = 16, .frames = 20, .scene = Lively, .b4Mv = true}},
     };
 }
 
 INSTANTIATE_TEST_SUITE_P(Streams, Mpeg4Oracle, ::testing::ValuesIn(Cases()),
-                         [](const auto& test) { return std::string(test.param.szName); });
+                         [](const auto& test) { return std::string(test.param.name); });
 
 /// The comparison says something only about what the streams hold: all modes, and levels of every size.
 TEST(Mpeg4OracleStreams, HoldEveryModeOfMacroblock)
@@ -97,11 +97,11 @@ TEST(Mpeg4OracleStreams, HoldEveryModeOfMacroblock)
     int predicted = 0;
     for (const OracleCase& test : Cases()) {
         CodecContext context = {};
-        context.width = test.Shape.iWidth;
-        context.height = test.Shape.iHeight;
+        context.width = test.shape.width;
+        context.height = test.shape.height;
         ASSERT_EQ(codec_open(&context, codec_find_decoder(CODEC_ID_MPEG4)), 0);
         const Mpeg4Decoder* const record = static_cast<const Mpeg4Decoder*>(context.priv);
-        for (const Mpeg4Packet& packet : EncodeMpeg4(test.Shape)) {
+        for (const Mpeg4Packet& packet : EncodeMpeg4(test.shape)) {
             CodecFrame frame = {};
             int32_t got = 0;
             ASSERT_GT(codec_decode(&context, &frame, &got, packet.data(), static_cast<int32_t>(packet.size())),
@@ -129,26 +129,21 @@ TEST(Mpeg4OracleStreams, HoldEveryModeOfMacroblock)
 /// A whole GOP: what is off must not grow from picture to picture.
 TEST(Mpeg4OracleGop, StaysWithTheOracleForAGopOf250)
 {
-    ExpectSamePictures({.iWidth = 352,
-                        .iHeight = 288,
-                        .iFrames = 251,
-                        .iGop = 250,
-                        .iQuant = 5,
-                        .b4Mv = true,
-                        .bAcPred = true},
-                       true, 3);
+    ExpectSamePictures(
+        {.width = 352, .height = 288, .frames = 251, .gop = 250, .quant = 5, .b4Mv = true, .acPred = true},
+        true, 3);
 }
 
 TEST(Mpeg4OracleGop, StaysWithTheOracleForALivelyGopOf250)
 {
-    ExpectSamePictures({.iWidth = 176,
-                        .iHeight = 144,
-                        .iFrames = 251,
-                        .iGop = 250,
-                        .iQuant = 3,
-                        .Scene = ETestScene::Lively,
+    ExpectSamePictures({.width = 176,
+                        .height = 144,
+                        .frames = 251,
+                        .gop = 250,
+                        .quant = 3,
+                        .scene = ETestScene::Lively,
                         .b4Mv = true,
-                        .bAcPred = true},
+                        .acPred = true},
                        true, 3);
 }
 }  // namespace

@@ -109,8 +109,8 @@ TEST(Mpeg4Tables, DcSizesAreUnaryBehindTheFirstThree)
 
 /// The largest level for each run and the largest run for each level, as tables B-19 to B-22 print them.
 struct Limits {
-    std::vector<int> MaxLevel[2];
-    std::vector<int> MaxRun[2];
+    std::vector<int> maxLevel[2];
+    std::vector<int> maxRun[2];
 };
 
 const Limits intra_limits = {{{27, 10, 5, 4, 3, 3, 3, 3, 2, 2, 1, 1, 1, 1, 1},
@@ -124,14 +124,14 @@ const Limits inter_limits = {
 TEST(Mpeg4Tables, EscapeLimitsAreTheStandards)
 {
     Limits expected[2] = {intra_limits, inter_limits};
-    expected[1].MaxLevel[1][0] = 3;
-    expected[1].MaxLevel[1][1] = 2;
+    expected[1].maxLevel[1][0] = 3;
+    expected[1].maxLevel[1][1] = 2;
     for (size_t table = 0; table < 2; ++table) {
         for (int last = 0; last < 2; ++last) {
-            const std::vector<int>& levels = expected[table].MaxLevel[last];
+            const std::vector<int>& levels = expected[table].maxLevel[last];
             for (size_t run = 0; run < 64; ++run)
                 EXPECT_EQ(mpeg4_escapes[table].max_level[last][run], run < levels.size() ? levels[run] : 0);
-            const std::vector<int>& runs = expected[table].MaxRun[last];
+            const std::vector<int>& runs = expected[table].maxRun[last];
             for (size_t level = 1; level <= runs.size(); ++level)
                 EXPECT_EQ(mpeg4_escapes[table].max_run[last][level], runs[level - 1]) << table << last << level;
         }

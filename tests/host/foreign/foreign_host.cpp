@@ -37,13 +37,13 @@ constexpr int STATUS_SCRIPT_FAILED = 91;
 constexpr int STATUS_STILL_LOADED = 92;
 
 struct Embedding {
-    QPointer<QWidget> m_pWindow = new QWidget;
-    CComPtr<IControlWindow> m_Control;
+    QPointer<QWidget> window = new QWidget;
+    CComPtr<IControlWindow> control;
 };
 
 struct Host {
-    void* m_pModule = nullptr;
-    std::vector<Embedding> m_Embeddings;
+    void* module = nullptr;
+    std::vector<Embedding> embeddings;
 };
 
 // Controls that a host keeps in static storage are let go while the process ends.
@@ -51,30 +51,29 @@ Host g_Host;
 
 bool Embed(Host& host)
 {
-    const auto get_class_object =
-        reinterpret_cast<DLLGETCLASSOBJECT>(dlsym(host.m_pModule, "DllGetClassObject"));
+    const auto get_class_object = reinterpret_cast<DLLGETCLASSOBJECT>(dlsym(host.module, "DllGetClassObject"));
     CComPtr<IClassFactory> factory;
     if (get_class_object == nullptr || FAILED(factory.Receive([&](void** made) {
             return get_class_object(CLSID_ActiveXCtrl, IClassFactory::IID, made);
         })))
         return false;
     Embedding made;
-    if (FAILED(made.m_Control.Create(*factory))) return false;
-    made.m_pWindow->resize(CONTROL_WIDTH, CONTROL_HEIGHT);
-    if (FAILED(made.m_Control->CreateControlWindow(made.m_pWindow))) return false;
-    made.m_Control->SetBounds(0, 0, CONTROL_WIDTH, CONTROL_HEIGHT);
-    made.m_pWindow->show();
-    host.m_Embeddings.push_back(std::move(made));
+    if (FAILED(made.control.Create(*factory))) return false;
+    made.window->resize(CONTROL_WIDTH, CONTROL_HEIGHT);
+    if (FAILED(made.control->CreateControlWindow(made.window))) return false;
+    made.control->SetBounds(0, 0, CONTROL_WIDTH, CONTROL_HEIGHT);
+    made.window->show();
+    host.embeddings.push_back(std::move(made));
     return true;
 }
 
 bool AllPlay(const Host& host)
 {
     CComPtr<IControlReport> report;
-    std::vector<XChannelReport> channels;
-    if (FAILED(report.Query(*host.m_Embeddings.front().m_Control))) return false;
+    std::vector<ChannelReport> channels;
+    if (FAILED(report.Query(*host.embeddings.front().control))) return false;
     if (FAILED(report->GetChannels(channels)) || channels.empty()) return false;
-    for (const XChannelReport& channel : channels) {
+    for (const ChannelReport& channel : channels) {
         if (channel.ulShown == 0) return false;
     }
     return true;
@@ -84,14 +83,14 @@ bool AllPlay(const Host& host)
 // it.
 int EndTidily(Host& host, bool firstOneFirst)
 {
-    while (!host.m_Embeddings.empty()) {
-        const auto one = firstOneFirst ? host.m_Embeddings.begin() : host.m_Embeddings.end() - 1;
-        one->m_Control->DestroyControlWindow();
-        delete one->m_pWindow;
-        host.m_Embeddings.erase(one);
+    while (!host.embeddings.empty()) {
+        const auto one = firstOneFirst ? host.embeddings.begin() : host.embeddings.end() - 1;
+        one->control->DestroyControlWindow();
+        delete one->window;
+        host.embeddings.erase(one);
         QApplication::processEvents();
     }
-    const auto can_unload = reinterpret_cast<DLLCANUNLOADNOW>(dlsym(host.m_pModule, "DllCanUnloadNow"));
+    const auto can_unload = reinterpret_cast<DLLCANUNLOADNOW>(dlsym(host.module, "DllCanUnloadNow"));
     return can_unload() == S_OK ? 0 : STATUS_STILL_LOADED;
 }
 
@@ -105,8 +104,8 @@ int main(int argc, char** argv)
     QApplication::setQuitOnLastWindowClosed(false);
     const std::string end = argv[3];
     auto* const host = end == "static" ? &g_Host : new Host;  // never destroyed, but for the static one
-    host->m_pModule = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
-    if (host->m_pModule == nullptr) return STATUS_NO_CONTROL;
+    host->module = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
+    if (host->module == nullptr) return STATUS_NO_CONTROL;
     for (int i = 0; i < std::atoi(argv[2]); ++i) {
         if (!Embed(*host)) return STATUS_NO_CONTROL;
     }
@@ -123,13 +122,13 @@ int main(int argc, char** argv)
     const auto chosen = ends.find(end);
     if (chosen == ends.end()) return STATUS_NO_CONTROL;
 
-    XOptions script;
-    script.m_strLogon = argc > 4 ? argv[4] : "";
-    script.m_bOpenAll = true;
+    Options script;
+    script.logon = argc > 4 ? argv[4] : "";
+    script.openAll = true;
     std::unique_ptr<CScriptedOperator> scripted;
     QTimer look;
     if (argc > 4) {
-        auto* const panel = static_cast<QWidget*>(host->m_Embeddings.front().m_Control->GetControlWindow());
+        auto* const panel = static_cast<QWidget*>(host->embeddings.front().control->GetControlWindow());
         scripted = std::make_unique<CScriptedOperator>(script, *panel, nullptr);
         QObject::connect(scripted.get(), &CScriptedOperator::Finished, [](const QString& fault) {
             if (!fault.isEmpty()) QApplication::exit(STATUS_SCRIPT_FAILED);

@@ -96,36 +96,35 @@ TEST(InputArchive, MalformedTextThrowsTheParsersErrorWithFileAndLine)
                 ThrowsMessage<rapidxml::parse_error>("cut.xml, line 1: unexpected end of data"));
 }
 
-struct XIntegerCase {
-    const char* szElement;
-    std::int32_t iSigned;
-    std::uint32_t ulUnsigned;
+struct IntegerCase {
+    const char* element;
+    std::int32_t asSigned;
+    std::uint32_t asUnsigned;
 };
 
-class InputArchiveInteger : public testing::TestWithParam<XIntegerCase>
+class InputArchiveInteger : public testing::TestWithParam<IntegerCase>
 {
 };
 
 TEST_P(InputArchiveInteger, IsRead)
 {
-    EXPECT_EQ(ReadValue<std::int32_t>(GetParam().szElement, 77), GetParam().iSigned);
-    EXPECT_EQ(ReadValue<std::uint32_t>(GetParam().szElement, 77), GetParam().ulUnsigned);
+    EXPECT_EQ(ReadValue<std::int32_t>(GetParam().element, 77), GetParam().asSigned);
+    EXPECT_EQ(ReadValue<std::uint32_t>(GetParam().element, 77), GetParam().asUnsigned);
 }
 
 // 77 is the value before.
 INSTANTIATE_TEST_SUITE_P(
     Cases, InputArchiveInteger,
-    testing::Values(XIntegerCase{"<v>12</v>", 12, 12}, XIntegerCase{"<v/>", 77, 77},
-                    XIntegerCase{"<v></v>", 77, 77}, XIntegerCase{"<v>  </v>", 77, 77},
-                    XIntegerCase{"<v> 12 </v>", 12, 12}, XIntegerCase{"<v>\n\t12</v>", 12, 12},
-                    XIntegerCase{"<v>+12</v>", 12, 12}, XIntegerCase{"<v>12px</v>", 12, 12},
-                    XIntegerCase{"<v>-12</v>", -12, 77},
-                    XIntegerCase{"<v>2147483647</v>", 2147483647, 2147483647},
-                    XIntegerCase{"<v>-2147483648</v>", -2147483647 - 1, 77},
-                    XIntegerCase{"<v>4294967295</v>", 77, 4294967295},
-                    XIntegerCase{"<v>99999999999</v>", 77, 77}, XIntegerCase{"<v>text</v>", 77, 77},
-                    XIntegerCase{"<v><w>5</w></v>", 77, 77}, XIntegerCase{"<v>&#49;2</v>", 12, 12},
-                    XIntegerCase{"<v><![CDATA[12]]></v>", 77, 77}));
+    testing::Values(IntegerCase{"<v>12</v>", 12, 12}, IntegerCase{"<v/>", 77, 77},
+                    IntegerCase{"<v></v>", 77, 77}, IntegerCase{"<v>  </v>", 77, 77},
+                    IntegerCase{"<v> 12 </v>", 12, 12}, IntegerCase{"<v>\n\t12</v>", 12, 12},
+                    IntegerCase{"<v>+12</v>", 12, 12}, IntegerCase{"<v>12px</v>", 12, 12},
+                    IntegerCase{"<v>-12</v>", -12, 77},
+                    IntegerCase{"<v>2147483647</v>", 2147483647, 2147483647},
+                    IntegerCase{"<v>-2147483648</v>", -2147483647 - 1, 77},
+                    IntegerCase{"<v>4294967295</v>", 77, 4294967295}, IntegerCase{"<v>99999999999</v>", 77, 77},
+                    IntegerCase{"<v>text</v>", 77, 77}, IntegerCase{"<v><w>5</w></v>", 77, 77},
+                    IntegerCase{"<v>&#49;2</v>", 12, 12}, IntegerCase{"<v><![CDATA[12]]></v>", 77, 77}));
 
 TEST(InputArchive, ReadsATimeBeyond32Bits)
 {

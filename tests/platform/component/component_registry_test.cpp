@@ -17,7 +17,7 @@ constexpr UUID OTHER_CLASS = MakeUuid("40439bd9-1d6b-4bc4-956a-b8af422c5737");
 constexpr UUID LIBRARY_ID = MakeUuid("6f1c2f5e-5b1d-4a7c-9d43-0b1f0a6f2d11");
 constexpr UUID INTERFACE_ID = MakeUuid("52f7fbe0-0f0d-4f4b-8a39-0a1b5d0b7c11");
 
-XTypeLibrary Library()
+TypeLibrary Library()
 {
     return {LIBRARY_ID,
             "ActiveXLib",
@@ -28,7 +28,7 @@ XTypeLibrary Library()
             {{INTERFACE_ID, "_DActiveX", "Dispatch interface for ActiveX Control", {}}}};
 }
 
-XClassRegistration Class()
+ClassRegistration Class()
 {
     return {CLASS_ID, "ActiveX.ActiveXCtrl.1", "c:\\opt\\my wall\\activex.ocx", 0x20191, 2, LIBRARY_ID, 1, 203};
 }
@@ -43,16 +43,16 @@ class ComponentRegistryTest : public testing::Test
 
 TEST_F(ComponentRegistryTest, TypeLibrariesComeAndGo)
 {
-    XTypeLibrary found;
+    TypeLibrary found;
     EXPECT_FALSE(m_Registry.FindTypeLibrary(LIBRARY_ID, found));
     ASSERT_EQ(m_Registry.RegisterTypeLibrary(Library()), S_OK);
     ASSERT_TRUE(m_Registry.FindTypeLibrary(LIBRARY_ID, found));
     EXPECT_EQ(found.Id, LIBRARY_ID);
-    EXPECT_EQ(found.strName, "ActiveXLib");
-    EXPECT_EQ(found.strVersion, "1.0");
-    EXPECT_EQ(found.strHelpFile, "ActiveX.hlp");
-    EXPECT_EQ(found.strPath, "c:\\opt\\my wall\\activex.ocx");
-    EXPECT_EQ(found.strControlName, "ActiveX Control");
+    EXPECT_EQ(found.name, "ActiveXLib");
+    EXPECT_EQ(found.version, "1.0");
+    EXPECT_EQ(found.helpFile, "ActiveX.hlp");
+    EXPECT_EQ(found.path, "c:\\opt\\my wall\\activex.ocx");
+    EXPECT_EQ(found.controlName, "ActiveX Control");
     EXPECT_EQ(m_Registry.UnregisterTypeLibrary(LIBRARY_ID), S_OK);
     EXPECT_FALSE(m_Registry.FindTypeLibrary(LIBRARY_ID, found));
     EXPECT_EQ(m_Registry.UnregisterTypeLibrary(LIBRARY_ID), S_OK) << "what isn't there is gone already";
@@ -60,14 +60,14 @@ TEST_F(ComponentRegistryTest, TypeLibrariesComeAndGo)
 
 TEST_F(ComponentRegistryTest, InterfacesComeAndGoWithTheirTypeLibrary)
 {
-    XInterfaceRegistration found;
+    InterfaceRegistration found;
     EXPECT_FALSE(m_Registry.FindInterface(INTERFACE_ID, found));
     ASSERT_EQ(m_Registry.RegisterTypeLibrary(Library()), S_OK);
     ASSERT_TRUE(m_Registry.FindInterface(INTERFACE_ID, found));
     EXPECT_EQ(found.Id, INTERFACE_ID);
-    EXPECT_EQ(found.strName, "_DActiveX");
-    EXPECT_EQ(found.strDescription, "Dispatch interface for ActiveX Control");
-    EXPECT_EQ(found.TypeLibrary, LIBRARY_ID);
+    EXPECT_EQ(found.name, "_DActiveX");
+    EXPECT_EQ(found.description, "Dispatch interface for ActiveX Control");
+    EXPECT_EQ(found.typeLibrary, LIBRARY_ID);
     EXPECT_EQ(m_Registry.UnregisterTypeLibrary(OTHER_CLASS), S_OK);
     EXPECT_TRUE(m_Registry.FindInterface(INTERFACE_ID, found)) << "another library's removal";
     EXPECT_EQ(m_Registry.UnregisterTypeLibrary(LIBRARY_ID), S_OK);
@@ -76,8 +76,8 @@ TEST_F(ComponentRegistryTest, InterfacesComeAndGoWithTheirTypeLibrary)
 
 TEST_F(ComponentRegistryTest, ALibraryRegisteredAnewHasItsNewInterfacesOnly)
 {
-    XInterfaceRegistration found;
-    XTypeLibrary later = Library();
+    InterfaceRegistration found;
+    TypeLibrary later = Library();
     later.Interfaces[0].Id = OTHER_CLASS;
     ASSERT_EQ(m_Registry.RegisterTypeLibrary(Library()), S_OK);
     ASSERT_EQ(m_Registry.RegisterTypeLibrary(later), S_OK);
@@ -87,22 +87,22 @@ TEST_F(ComponentRegistryTest, ALibraryRegisteredAnewHasItsNewInterfacesOnly)
 
 TEST_F(ComponentRegistryTest, ClassesAreFoundByIdentifierAndByName)
 {
-    XClassRegistration found;
+    ClassRegistration found;
     EXPECT_FALSE(m_Registry.FindClass(CLASS_ID, found));
     EXPECT_FALSE(m_Registry.FindClass("ActiveX.ActiveXCtrl.1", found));
     ASSERT_EQ(m_Registry.RegisterClass(Class()), S_OK);
-    for (const bool byName : {false, true}) {
+    for (const bool name : {false, true}) {
         found = {};
-        ASSERT_TRUE(byName ? m_Registry.FindClass("activex.activexctrl.1", found)
-                           : m_Registry.FindClass(CLASS_ID, found));
+        ASSERT_TRUE(name ? m_Registry.FindClass("activex.activexctrl.1", found)
+                         : m_Registry.FindClass(CLASS_ID, found));
         EXPECT_EQ(found.Id, CLASS_ID);
-        EXPECT_EQ(found.strProgrammaticName, "ActiveX.ActiveXCtrl.1");
-        EXPECT_EQ(found.strModule, "c:\\opt\\my wall\\activex.ocx");
-        EXPECT_EQ(found.dwMiscStatus, 0x20191U);
-        EXPECT_EQ(found.dwThreading, 2U);
-        EXPECT_EQ(found.TypeLibrary, LIBRARY_ID);
-        EXPECT_EQ(found.dwTypeName, 1U);
-        EXPECT_EQ(found.dwBitmap, 203U);
+        EXPECT_EQ(found.programmaticName, "ActiveX.ActiveXCtrl.1");
+        EXPECT_EQ(found.module, "c:\\opt\\my wall\\activex.ocx");
+        EXPECT_EQ(found.miscStatus, 0x20191U);
+        EXPECT_EQ(found.threading, 2U);
+        EXPECT_EQ(found.typeLibrary, LIBRARY_ID);
+        EXPECT_EQ(found.typeName, 1U);
+        EXPECT_EQ(found.bitmap, 203U);
     }
     EXPECT_EQ(m_Registry.UnregisterClass(CLASS_ID), S_OK);
     EXPECT_FALSE(m_Registry.FindClass(CLASS_ID, found));
@@ -112,9 +112,9 @@ TEST_F(ComponentRegistryTest, ClassesAreFoundByIdentifierAndByName)
 
 TEST_F(ComponentRegistryTest, AClassRegisteredAnewTakesItsNewName)
 {
-    XClassRegistration found;
-    XClassRegistration renamed = Class();
-    renamed.strProgrammaticName = "ActiveX.ActiveXCtrl.2";
+    ClassRegistration found;
+    ClassRegistration renamed = Class();
+    renamed.programmaticName = "ActiveX.ActiveXCtrl.2";
     ASSERT_EQ(m_Registry.RegisterClass(Class()), S_OK);
     ASSERT_EQ(m_Registry.RegisterClass(renamed), S_OK);
     EXPECT_FALSE(m_Registry.FindClass("ActiveX.ActiveXCtrl.1", found));
@@ -123,8 +123,8 @@ TEST_F(ComponentRegistryTest, AClassRegisteredAnewTakesItsNewName)
 
 TEST_F(ComponentRegistryTest, ANameThatAnotherClassTookStaysWithIt)
 {
-    XClassRegistration found;
-    XClassRegistration other = Class();
+    ClassRegistration found;
+    ClassRegistration other = Class();
     other.Id = OTHER_CLASS;
     ASSERT_EQ(m_Registry.RegisterClass(Class()), S_OK);
     ASSERT_EQ(m_Registry.RegisterClass(other), S_OK);
@@ -136,13 +136,13 @@ TEST_F(ComponentRegistryTest, ANameThatAnotherClassTookStaysWithIt)
 TEST_F(ComponentRegistryTest, ClassesEnterAndLeaveCategories)
 {
     const std::array categories{
-        XCategory{CATID_SafeForInitializing, "Controls safely initializable from persistent data!"},
-        XCategory{CATID_SafeForScripting, "Controls safely scriptable!"}};
-    XCategory found;
+        Category{CATID_SafeForInitializing, "Controls safely initializable from persistent data!"},
+        Category{CATID_SafeForScripting, "Controls safely scriptable!"}};
+    Category found;
     EXPECT_FALSE(m_Registry.FindCategory(CATID_SafeForScripting, found));
     EXPECT_EQ(m_Registry.RegisterCategories(2, categories.data()), S_OK);
     ASSERT_TRUE(m_Registry.FindCategory(CATID_SafeForScripting, found));
-    EXPECT_EQ(found.strDescription, "Controls safely scriptable!");
+    EXPECT_EQ(found.description, "Controls safely scriptable!");
     EXPECT_EQ(found.Id, CATID_SafeForScripting);
 
     EXPECT_EQ(m_Registry.RegisterClassImplCategories(CLASS_ID, 1, &CATID_SafeForInitializing), S_OK);
@@ -165,10 +165,10 @@ TEST_F(ComponentRegistryTest, ClassesEnterAndLeaveCategories)
 
 TEST_F(ComponentRegistryTest, ATextOfTwoLinesLeavesNothingBehind)
 {
-    XTypeLibrary library = Library();
-    library.strPath = "c:\\a\nb";
+    TypeLibrary library = Library();
+    library.path = "c:\\a\nb";
     EXPECT_EQ(m_Registry.RegisterTypeLibrary(library), E_INVALIDARG);
-    const XCategory category{CATID_SafeForScripting, "two\r\nlines"};
+    const Category category{CATID_SafeForScripting, "two\r\nlines"};
     EXPECT_EQ(m_Registry.RegisterCategories(1, &category), E_INVALIDARG);
     EXPECT_FALSE(m_Folder.Read("sub/registry.ini"));
 }
@@ -177,8 +177,8 @@ TEST_F(ComponentRegistryTest, ARegistryThatCantBeWrittenFailsEachStepWithItsOwnC
 {
     m_Folder.Write("file", "");
     const CTestVariable variable("WATCHWALL_REGISTRY", m_Folder.Path("file/registry.ini").c_str());
-    const XCategory category{CATID_SafeForScripting, "Controls safely scriptable!"};
-    XClassRegistration found;
+    const Category category{CATID_SafeForScripting, "Controls safely scriptable!"};
+    ClassRegistration found;
     EXPECT_EQ(m_Registry.RegisterTypeLibrary(Library()), TYPE_E_REGISTRYACCESS);
     EXPECT_EQ(m_Registry.UnregisterTypeLibrary(LIBRARY_ID), TYPE_E_REGISTRYACCESS);
     EXPECT_EQ(m_Registry.RegisterClass(Class()), REGDB_E_WRITEREGDB);
@@ -192,7 +192,7 @@ TEST_F(ComponentRegistryTest, ARegistryThatCantBeWrittenFailsEachStepWithItsOwnC
 
 TEST_F(ComponentRegistryTest, DamagedEntriesAreNotFound)
 {
-    XClassRegistration found;
+    ClassRegistration found;
     m_Folder.Write("sub/registry.ini",
                    "[ProgID]\nA=not an identifier\nB={FC2F1FBE-3F9D-43BB-B0BB-5DDD14CDED62}\n");
     EXPECT_FALSE(m_Registry.FindClass("A", found));

@@ -10,37 +10,37 @@ namespace
 
 constexpr UUID OTHER_IID = MakeUuid("fc2f1fbe-3f9d-43bb-b0bb-5ddd14cded62");
 
-struct XUuidCase {
-    const char* szName;
-    const char* szText;
-    bool bValid;
+struct UuidCase {
+    const char* name;
+    const char* text;
+    bool valid;
 };
 
-class UuidForms : public testing::TestWithParam<XUuidCase>
+class UuidForms : public testing::TestWithParam<UuidCase>
 {
 };
 
 TEST_P(UuidForms, AreReadOrRefused)
 {
     UUID id = OTHER_IID;
-    EXPECT_EQ(ParseUuid(GetParam().szText, id), GetParam().bValid);
-    EXPECT_EQ(UuidText(id), GetParam().bValid ? "{1E9E3ABA-C093-40FC-AB67-A3ED42A0B28B}"
-                                              : "{FC2F1FBE-3F9D-43BB-B0BB-5DDD14CDED62}");
+    EXPECT_EQ(ParseUuid(GetParam().text, id), GetParam().valid);
+    EXPECT_EQ(UuidText(id), GetParam().valid ? "{1E9E3ABA-C093-40FC-AB67-A3ED42A0B28B}"
+                                             : "{FC2F1FBE-3F9D-43BB-B0BB-5DDD14CDED62}");
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Uuid, UuidForms,
-    testing::Values(XUuidCase{"lower", "1e9e3aba-c093-40fc-ab67-a3ed42a0b28b", true},
-                    XUuidCase{"upper", "1E9E3ABA-C093-40FC-AB67-A3ED42A0B28B", true},
-                    XUuidCase{"braces", "{1e9e3aba-c093-40fc-AB67-a3ed42a0b28b}", true},
-                    XUuidCase{"empty", "", false},  //
-                    XUuidCase{"one_brace", "{1e9e3aba-c093-40fc-ab67-a3ed42a0b28b", false},
-                    XUuidCase{"wrong_braces", "(1e9e3aba-c093-40fc-ab67-a3ed42a0b28b)", false},
-                    XUuidCase{"no_dash", "1e9e3aba0c093-40fc-ab67-a3ed42a0b28b", false},
-                    XUuidCase{"not_hexadecimal", "1e9e3aba-c093-40fc-ab67-a3ed42a0b28g", false},
-                    XUuidCase{"short", "1e9e3aba-c093-40fc-ab67-a3ed42a0b28", false},
-                    XUuidCase{"long", "1e9e3aba-c093-40fc-ab67-a3ed42a0b28bb", false}),
-    [](const auto& row) { return std::string(row.param.szName); });
+    testing::Values(UuidCase{"lower", "1e9e3aba-c093-40fc-ab67-a3ed42a0b28b", true},
+                    UuidCase{"upper", "1E9E3ABA-C093-40FC-AB67-A3ED42A0B28B", true},
+                    UuidCase{"braces", "{1e9e3aba-c093-40fc-AB67-a3ed42a0b28b}", true},
+                    UuidCase{"empty", "", false},  //
+                    UuidCase{"one_brace", "{1e9e3aba-c093-40fc-ab67-a3ed42a0b28b", false},
+                    UuidCase{"wrong_braces", "(1e9e3aba-c093-40fc-ab67-a3ed42a0b28b)", false},
+                    UuidCase{"no_dash", "1e9e3aba0c093-40fc-ab67-a3ed42a0b28b", false},
+                    UuidCase{"not_hexadecimal", "1e9e3aba-c093-40fc-ab67-a3ed42a0b28g", false},
+                    UuidCase{"short", "1e9e3aba-c093-40fc-ab67-a3ed42a0b28", false},
+                    UuidCase{"long", "1e9e3aba-c093-40fc-ab67-a3ed42a0b28bb", false}),
+    [](const auto& row) { return std::string(row.param.name); });
 
 // An object with one property, whose change fires an event.
 class CCounter final : public CUnknown<IDispatch, IEventSource>

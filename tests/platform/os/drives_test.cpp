@@ -12,19 +12,19 @@
 namespace
 {
 
-struct XMountCase {
-    const char* szName;
-    const char* szLine;
-    std::string strDrives;  // of this mount beside the root: "d:3:/mnt", by letter, type and place
+struct MountCase {
+    const char* name;
+    const char* line;
+    std::string drives;  // of this mount beside the root: "d:3:/mnt", by letter, type and place
 };
 
-std::string Describe(const std::vector<XDrive>& drives)
+std::string Describe(const std::vector<Drive>& drives)
 {
     std::string text;
-    for (const XDrive& drive : drives) {
+    for (const Drive& drive : drives) {
         if (!text.empty()) text += ' ';
         text += drive.cLetter;
-        text += ":" + std::to_string(drive.dwType) + ":" + drive.strMountPoint;
+        text += ":" + std::to_string(drive.type) + ":" + drive.mountPoint;
     }
     return text;
 }
@@ -36,50 +36,50 @@ bool SixteenIsRemovable(const std::string& device)
 
 constexpr const char* ROOT = "27 1 8:1 / / rw,relatime - ext4 /dev/sda1 rw\n";
 
-class MountTable : public testing::TestWithParam<XMountCase>
+class MountTable : public testing::TestWithParam<MountCase>
 {
 };
 
 TEST_P(MountTable, GivesLetters)
 {
-    const auto mounts = ParseMounts(std::string(ROOT) + GetParam().szLine);
-    EXPECT_EQ(Describe(AssignDrives(mounts, SixteenIsRemovable)), "c:3:" + GetParam().strDrives);
+    const auto mounts = ParseMounts(std::string(ROOT) + GetParam().line);
+    EXPECT_EQ(Describe(AssignDrives(mounts, SixteenIsRemovable)), "c:3:" + GetParam().drives);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Mounts, MountTable,
     testing::Values(
-        XMountCase{"none", "", ""},
-        XMountCase{"disk", "30 27 8:17 / /srv rw shared:1 - xfs /dev/sdb1 rw", " d:3:/srv"},
-        XMountCase{"more_optional_fields", "30 27 8:17 / /srv rw shared:1 master:2 - xfs /dev/sdb1 rw",
-                   " d:3:/srv"},
-        XMountCase{"blanks_in_the_place", "30 27 8:17 / /srv/my\\040disk\\134a rw - xfs /dev/sdb1 rw",
-                   " d:3:/srv/my disk\\a"},
-        XMountCase{"removable_device", "30 27 16:1 / /stick rw - vfat /dev/sdc1 rw", " d:2:/stick"},
-        XMountCase{"below_media", "30 27 8:33 / /media/u/disk rw - ext4 /dev/sdc1 rw", " d:2:/media/u/disk"},
-        XMountCase{"below_run_media", "30 27 8:33 / /run/media/u/disk rw - ext4 /dev/sdc1 rw",
-                   " d:2:/run/media/u/disk"},
-        XMountCase{"not_below_media", "30 27 8:33 / /mediathek rw - ext4 /dev/sdc1 rw", " d:3:/mediathek"},
-        XMountCase{"disc", "30 27 11:0 / /cdrom ro - iso9660 /dev/sr0 ro", " d:2:/cdrom"},
-        XMountCase{"network", "30 27 0:50 /sub /net rw - nfs4 server:/export rw", " d:4:/net"},
-        XMountCase{"memory", "30 27 0:25 / /tmp rw - tmpfs tmpfs rw", ""},
-        XMountCase{"kernel", "30 27 0:21 / /proc rw - proc proc rw", ""},
-        XMountCase{"boot_partition", "30 27 8:2 / /boot/efi rw - vfat /dev/sda2 rw", ""},
-        XMountCase{"same_device_again", "30 27 8:1 / /again rw - ext4 /dev/sda1 rw", ""},
-        XMountCase{"file_bound_into_a_container", "30 27 8:5 /x/hosts /etc/hosts rw - ext4 /dev/sdb5 rw", ""},
-        XMountCase{"subvolume_of_another_disk", "30 27 0:44 /@data /data rw - btrfs /dev/sdb rw", " d:3:/data"},
-        XMountCase{"hidden_by_a_later_mount",
-                   "30 27 8:17 / /srv rw - xfs /dev/sdb1 rw\n31 27 0:25 / /srv rw - tmpfs tmpfs rw", ""},
-        XMountCase{"by_place_whatever_the_order",
-                   "30 27 8:33 / /b rw - xfs /dev/sdc1 rw\n31 27 8:17 / /a rw - xfs /dev/sdb1 rw",
-                   " d:3:/a e:3:/b"},
-        XMountCase{"local_disks_before_the_others",
-                   "30 27 0:50 / /a rw - cifs //s/x rw\n31 27 16:1 / /b rw - vfat /dev/sdd rw\n"
-                   "32 27 8:17 / /z rw - xfs /dev/sdb1 rw",
-                   " d:3:/z e:2:/b f:4:/a"},
-        XMountCase{"cut_lines", "30 27 8:17\n\n30 27 8:17 / /srv rw - xfs\n - - - - - -", ""},
-        XMountCase{"escape_at_the_end", "30 27 8:17 / /srv\\04 rw - xfs /dev/sdb1 rw", " d:3:/srv\\04"}),
-    [](const auto& row) { return std::string(row.param.szName); });
+        MountCase{"none", "", ""},
+        MountCase{"disk", "30 27 8:17 / /srv rw shared:1 - xfs /dev/sdb1 rw", " d:3:/srv"},
+        MountCase{"more_optional_fields", "30 27 8:17 / /srv rw shared:1 master:2 - xfs /dev/sdb1 rw",
+                  " d:3:/srv"},
+        MountCase{"blanks_in_the_place", "30 27 8:17 / /srv/my\\040disk\\134a rw - xfs /dev/sdb1 rw",
+                  " d:3:/srv/my disk\\a"},
+        MountCase{"removable_device", "30 27 16:1 / /stick rw - vfat /dev/sdc1 rw", " d:2:/stick"},
+        MountCase{"below_media", "30 27 8:33 / /media/u/disk rw - ext4 /dev/sdc1 rw", " d:2:/media/u/disk"},
+        MountCase{"below_run_media", "30 27 8:33 / /run/media/u/disk rw - ext4 /dev/sdc1 rw",
+                  " d:2:/run/media/u/disk"},
+        MountCase{"not_below_media", "30 27 8:33 / /mediathek rw - ext4 /dev/sdc1 rw", " d:3:/mediathek"},
+        MountCase{"disc", "30 27 11:0 / /cdrom ro - iso9660 /dev/sr0 ro", " d:2:/cdrom"},
+        MountCase{"network", "30 27 0:50 /sub /net rw - nfs4 server:/export rw", " d:4:/net"},
+        MountCase{"memory", "30 27 0:25 / /tmp rw - tmpfs tmpfs rw", ""},
+        MountCase{"kernel", "30 27 0:21 / /proc rw - proc proc rw", ""},
+        MountCase{"boot_partition", "30 27 8:2 / /boot/efi rw - vfat /dev/sda2 rw", ""},
+        MountCase{"same_device_again", "30 27 8:1 / /again rw - ext4 /dev/sda1 rw", ""},
+        MountCase{"file_bound_into_a_container", "30 27 8:5 /x/hosts /etc/hosts rw - ext4 /dev/sdb5 rw", ""},
+        MountCase{"subvolume_of_another_disk", "30 27 0:44 /@data /data rw - btrfs /dev/sdb rw", " d:3:/data"},
+        MountCase{"hidden_by_a_later_mount",
+                  "30 27 8:17 / /srv rw - xfs /dev/sdb1 rw\n31 27 0:25 / /srv rw - tmpfs tmpfs rw", ""},
+        MountCase{"by_place_whatever_the_order",
+                  "30 27 8:33 / /b rw - xfs /dev/sdc1 rw\n31 27 8:17 / /a rw - xfs /dev/sdb1 rw",
+                  " d:3:/a e:3:/b"},
+        MountCase{"local_disks_before_the_others",
+                  "30 27 0:50 / /a rw - cifs //s/x rw\n31 27 16:1 / /b rw - vfat /dev/sdd rw\n"
+                  "32 27 8:17 / /z rw - xfs /dev/sdb1 rw",
+                  " d:3:/z e:2:/b f:4:/a"},
+        MountCase{"cut_lines", "30 27 8:17\n\n30 27 8:17 / /srv rw - xfs\n - - - - - -", ""},
+        MountCase{"escape_at_the_end", "30 27 8:17 / /srv\\04 rw - xfs /dev/sdb1 rw", " d:3:/srv\\04"}),
+    [](const auto& row) { return std::string(row.param.name); });
 
 TEST(MountTables, LettersEndAtZ)
 {
@@ -91,7 +91,7 @@ TEST(MountTables, LettersEndAtZ)
     const auto drives = AssignDrives(ParseMounts(table), SixteenIsRemovable);
     ASSERT_EQ(drives.size(), 24U);
     EXPECT_EQ(drives.back().cLetter, 'z');
-    EXPECT_EQ(drives.back().strMountPoint, "/disk122");
+    EXPECT_EQ(drives.back().mountPoint, "/disk122");
 }
 
 TEST(MountTables, WithoutAnyMountThereIsTheSystemDrive)
@@ -107,7 +107,7 @@ class CScriptedDrives final : public IDriveSource
     CScriptedDrives(const CScriptedDrives&) = delete;
     CScriptedDrives& operator=(const CScriptedDrives&) = delete;
 
-    std::vector<XDrive> GetDrives() override
+    std::vector<Drive> GetDrives() override
     {
         return {{'c', DRIVE_FIXED, ""}, {'d', DRIVE_FIXED, "/srv"}, {'f', DRIVE_REMOTE, "/net"}};
     }

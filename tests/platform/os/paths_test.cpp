@@ -25,7 +25,7 @@ class CTwoDrives final : public IDriveSource
     CTwoDrives(const CTwoDrives&) = delete;
     CTwoDrives& operator=(const CTwoDrives&) = delete;
 
-    std::vector<XDrive> GetDrives() override
+    std::vector<Drive> GetDrives() override
     {
         return {{'c', DRIVE_FIXED, ""}, {'d', DRIVE_FIXED, "/mnt/disk"}};
     }
@@ -35,35 +35,35 @@ class CTwoDrives final : public IDriveSource
     IDriveSource* m_pFormer;
 };
 
-struct XPathCase {
-    const char* szName;
-    const char* szPath;
-    const char* szHost;
+struct PathCase {
+    const char* name;
+    const char* path;
+    const char* host;
 };
 
-class HostPaths : public testing::TestWithParam<XPathCase>
+class HostPaths : public testing::TestWithParam<PathCase>
 {
 };
 
 TEST_P(HostPaths, StandForTheSystemsOwn)
 {
     const CTwoDrives drives;
-    EXPECT_EQ(HostPath(GetParam().szPath), GetParam().szHost);
+    EXPECT_EQ(HostPath(GetParam().path), GetParam().host);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Paths, HostPaths,
-    testing::Values(XPathCase{"drive_c", "c:\\a\\b.ini", "/a/b.ini"}, XPathCase{"capital", "C:\\a", "/a"},
-                    XPathCase{"other_drive", "d:\\DVR Files\\a", "/mnt/disk/DVR Files/a"},
-                    XPathCase{"other_capital", "D:\\a", "/mnt/disk/a"},
-                    XPathCase{"missing_drive", "e:\\a\\b", "/dev/null/e/a/b"}, XPathCase{"root", "c:\\", "/"},
-                    XPathCase{"drive_alone", "c:", "/"}, XPathCase{"other_root", "d:\\", "/mnt/disk/"},
-                    XPathCase{"drive_without_backslash", "d:a", "/mnt/disk/a"},
-                    XPathCase{"drive_and_slashes", "c:/a/b", "/a/b"}, XPathCase{"no_drive", "\\a\\b", "/a/b"},
-                    XPathCase{"relative", "a\\b", "a/b"}, XPathCase{"here", ".\\log\\", "./log/"},
-                    XPathCase{"of_this_machine", "/a/b", "/a/b"}, XPathCase{"mixed", "/a/b\\c", "/a/b/c"},
-                    XPathCase{"empty", "", ""}, XPathCase{"digit_is_no_drive", "1:\\a", "1:/a"}),
-    [](const auto& row) { return std::string(row.param.szName); });
+    testing::Values(PathCase{"drive_c", "c:\\a\\b.ini", "/a/b.ini"}, PathCase{"capital", "C:\\a", "/a"},
+                    PathCase{"other_drive", "d:\\DVR Files\\a", "/mnt/disk/DVR Files/a"},
+                    PathCase{"other_capital", "D:\\a", "/mnt/disk/a"},
+                    PathCase{"missing_drive", "e:\\a\\b", "/dev/null/e/a/b"}, PathCase{"root", "c:\\", "/"},
+                    PathCase{"drive_alone", "c:", "/"}, PathCase{"other_root", "d:\\", "/mnt/disk/"},
+                    PathCase{"drive_without_backslash", "d:a", "/mnt/disk/a"},
+                    PathCase{"drive_and_slashes", "c:/a/b", "/a/b"}, PathCase{"no_drive", "\\a\\b", "/a/b"},
+                    PathCase{"relative", "a\\b", "a/b"}, PathCase{"here", ".\\log\\", "./log/"},
+                    PathCase{"of_this_machine", "/a/b", "/a/b"}, PathCase{"mixed", "/a/b\\c", "/a/b/c"},
+                    PathCase{"empty", "", ""}, PathCase{"digit_is_no_drive", "1:\\a", "1:/a"}),
+    [](const auto& row) { return std::string(row.param.name); });
 
 TEST(Paths, SystemPathIsOnDriveC)
 {

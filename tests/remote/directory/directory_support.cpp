@@ -16,7 +16,7 @@ CScriptedDirectory::CScriptedDirectory(Script script) : m_Script(std::move(scrip
     if (bind(m_hSocket, reinterpret_cast<sockaddr*>(&address), size) != 0 || listen(m_hSocket, 5) != 0 ||
         getsockname(m_hSocket, reinterpret_cast<sockaddr*>(&address), &size) != 0)
         throw std::runtime_error("no socket for a scripted directory");
-    m_Endpoints.m_usDirectoryPort = ntohs(address.sin_port);
+    m_Endpoints.directoryPort = ntohs(address.sin_port);
     m_Thread = std::thread([this] { Run(); });
 }
 

@@ -23,7 +23,7 @@ class CScriptedDirectory
     /// The last question.
     std::string Question() const;
 
-    XEndpoints m_Endpoints;  // where it listens
+    Endpoints m_Endpoints;  // where it listens
 
   private:
     void Run();

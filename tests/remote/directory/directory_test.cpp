@@ -28,13 +28,13 @@ class CNobody
         socklen_t size = sizeof address;
         bind(m_hReserved, reinterpret_cast<sockaddr*>(&address), size);
         getsockname(m_hReserved, reinterpret_cast<sockaddr*>(&address), &size);
-        m_Endpoints.m_usDirectoryPort = ntohs(address.sin_port);
+        m_Endpoints.directoryPort = ntohs(address.sin_port);
     }
     ~CNobody() { close(m_hReserved); }
     CNobody(const CNobody&) = delete;
     CNobody& operator=(const CNobody&) = delete;
 
-    XEndpoints m_Endpoints;
+    Endpoints m_Endpoints;
 
   private:
     const int m_hReserved = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -47,16 +47,16 @@ void Reset(int connection, const std::string&)
     setsockopt(connection, SOL_SOCKET, SO_LINGER, &hard, sizeof hard);
 }
 
-struct XChannels {
-    bool m_bConnected = false;
-    std::int32_t m_iNetID = -7;
-    std::int32_t m_iCount = -8;
+struct Channels {
+    bool connected = false;
+    std::int32_t netID = -7;
+    std::int32_t count = -8;
 };
 
-XChannels AskChannels(const XEndpoints& endpoints, const std::string& address)
+Channels AskChannels(const Endpoints& endpoints, const std::string& address)
 {
-    XChannels result;
-    result.m_bConnected = LookUpChannels(endpoints, address, result.m_iNetID, result.m_iCount);
+    Channels result;
+    result.connected = LookUpChannels(endpoints, address, result.netID, result.count);
     return result;
 }
 
@@ -81,8 +81,8 @@ TEST(DirectoryAddress, NoConnectionGivesTheStoredAddress)
 
 TEST(DirectoryAddress, UnknownHostGivesTheStoredAddress)
 {
-    XEndpoints endpoints;
-    endpoints.m_strHost = "no such host.";
+    Endpoints endpoints;
+    endpoints.host = "no such host.";
     EXPECT_EQ(LookUpAddress(endpoints, "192.168.0.9"), "192.168.0.9");
 }
 
@@ -116,7 +116,7 @@ TEST(DirectoryAddress, DirectoryThatStaysSilentEndsAsAFailedRead)
 {
     std::atomic<bool> release{false};
     CScriptedDirectory directory([&](int, const std::string&) { WaitUntil([&] { return release.load(); }); });
-    directory.m_Endpoints.m_ulReplyTimeoutMs = 50;
+    directory.m_Endpoints.replyTimeoutMs = 50;
     EXPECT_EQ(LookUpAddress(directory.m_Endpoints, "1.2.3.4"), "1.2.3.4");
     release = true;
 }
@@ -161,9 +161,9 @@ TEST(DirectoryChannels, QuestionIsBareTextAndNetIdIsTheTextEntered)
 {
     CScriptedDirectory directory("10.1.2.3:16:whatever");
     const auto result = AskChannels(directory.m_Endpoints, "4711");
-    EXPECT_TRUE(result.m_bConnected);
-    EXPECT_EQ(result.m_iNetID, 4711);
-    EXPECT_EQ(result.m_iCount, 16);
+    EXPECT_TRUE(result.connected);
+    EXPECT_EQ(result.netID, 4711);
+    EXPECT_EQ(result.count, 16);
     EXPECT_EQ(directory.Question(), "getip2?domainname=4711");
 }
 
@@ -171,47 +171,47 @@ TEST(DirectoryChannels, NoConnectionIsFalseAndChangesNothing)
 {
     const CNobody nobody;
     const auto result = AskChannels(nobody.m_Endpoints, "4711");
-    EXPECT_FALSE(result.m_bConnected);
-    EXPECT_EQ(result.m_iNetID, -7);
-    EXPECT_EQ(result.m_iCount, -8);
+    EXPECT_FALSE(result.connected);
+    EXPECT_EQ(result.netID, -7);
+    EXPECT_EQ(result.count, -8);
 }
 
 TEST(DirectoryChannels, ReplyOf1024BytesDoesNoHarm)
 {
     CScriptedDirectory directory(std::string(1024, '9'));
     const auto result = AskChannels(directory.m_Endpoints, "5");
-    EXPECT_TRUE(result.m_bConnected);
-    EXPECT_EQ(result.m_iCount, 0);
+    EXPECT_TRUE(result.connected);
+    EXPECT_EQ(result.count, 0);
 }
 
 TEST(DirectoryChannels, DirectoryThatClosesWithoutAReplyCountsAsNoColon)
 {
     CScriptedDirectory directory("");
     const auto result = AskChannels(directory.m_Endpoints, "5");
-    EXPECT_TRUE(result.m_bConnected);
-    EXPECT_EQ(result.m_iNetID, 5);
-    EXPECT_EQ(result.m_iCount, 0);
+    EXPECT_TRUE(result.connected);
+    EXPECT_EQ(result.netID, 5);
+    EXPECT_EQ(result.count, 0);
 }
 
 TEST(DirectoryChannels, DirectoryThatResetsTheConnectionCountsAsNoColon)
 {
     CScriptedDirectory directory(Reset);
     const auto result = AskChannels(directory.m_Endpoints, "5");
-    EXPECT_TRUE(result.m_bConnected);
-    EXPECT_EQ(result.m_iNetID, 5);
-    EXPECT_EQ(result.m_iCount, 0);
+    EXPECT_TRUE(result.connected);
+    EXPECT_EQ(result.netID, 5);
+    EXPECT_EQ(result.count, 0);
 }
 
 TEST(DirectoryChannels, DirectoryThatStaysSilentCountsAsNoColon)
 {
     std::atomic<bool> release{false};
     CScriptedDirectory directory([&](int, const std::string&) { WaitUntil([&] { return release.load(); }); });
-    directory.m_Endpoints.m_ulReplyTimeoutMs = 50;
+    directory.m_Endpoints.replyTimeoutMs = 50;
     const auto result = AskChannels(directory.m_Endpoints, "5");
     release = true;
-    EXPECT_TRUE(result.m_bConnected);
-    EXPECT_EQ(result.m_iNetID, 5);
-    EXPECT_EQ(result.m_iCount, 0);
+    EXPECT_TRUE(result.connected);
+    EXPECT_EQ(result.netID, 5);
+    EXPECT_EQ(result.count, 0);
 }
 
 TEST(DirectoryChannels, HalfAReplyIsNotLoopedOver)
@@ -224,19 +224,19 @@ TEST(DirectoryChannels, HalfAReplyIsNotLoopedOver)
     });
     const auto result = AskChannels(directory.m_Endpoints, "5");
     taken = true;
-    EXPECT_TRUE(result.m_bConnected);
-    EXPECT_EQ(result.m_iCount, 0);  // no colon ended the field
+    EXPECT_TRUE(result.connected);
+    EXPECT_EQ(result.count, 0);  // no colon ended the field
 }
 
-struct XReplyRow {
-    const char* m_szName;
-    const char* m_szReply;
-    const char* m_szEntered;
-    std::int32_t m_iNetID;
-    std::int32_t m_iCount;
+struct ReplyCase {
+    const char* name;
+    const char* reply;
+    const char* entered;
+    std::int32_t netID;
+    std::int32_t count;
 };
 
-class DirectoryReply : public testing::TestWithParam<XReplyRow>
+class DirectoryReply : public testing::TestWithParam<ReplyCase>
 {
 };
 
@@ -244,26 +244,26 @@ TEST_P(DirectoryReply, IsReadSo)
 {
     std::int32_t netId = -7;
     std::int32_t count = -8;
-    ParseChannelReply(GetParam().m_szReply, GetParam().m_szEntered, netId, count);
-    EXPECT_EQ(netId, GetParam().m_iNetID);
-    EXPECT_EQ(count, GetParam().m_iCount);
+    ParseChannelReply(GetParam().reply, GetParam().entered, netId, count);
+    EXPECT_EQ(netId, GetParam().netID);
+    EXPECT_EQ(count, GetParam().count);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Rows, DirectoryReply,
-    testing::Values(XReplyRow{"ThreeFields", "1.2.3.4:16:x", "4711", 4711, 16},
-                    XReplyRow{"SixteenWhateverTheFirstAndTheThirdHold", "99:16:77:5", "3", 3, 16},
-                    XReplyRow{"ColonAtTheStartSkipsAll", ":16:x", "4711", -7, -8},
-                    XReplyRow{"NoColon", "16", "4711", 4711, 0}, XReplyRow{"Empty", "", "4711", 4711, 0},
-                    XReplyRow{"OneColonOnly", "a:16", "4711", 4711, 0},
-                    XReplyRow{"SecondFieldEmpty", "a::16", "4711", 4711, 0},
-                    XReplyRow{"BeginsWithFHasNoSpecialMeaning", "failed:4:x", "4711", 4711, 4},
-                    XReplyRow{"EnteredTextIsNoNumber", "a:2:b", "my.device", 0, 2},
-                    XReplyRow{"EnteredNumberWithRest", "a:2:b", " 12ab", 12, 2},
-                    XReplyRow{"CountIsNoNumber", "a:x:b", "1", 1, 0},
-                    XReplyRow{"CountTooLargeForTheMachine", "a:99999999999999999999:b", "1", 1, 2147483647},
-                    XReplyRow{"NegativeCount", "a:-3:b", "1", 1, -3}),
-    [](const auto& row) { return std::string(row.param.m_szName); });
+    testing::Values(ReplyCase{"ThreeFields", "1.2.3.4:16:x", "4711", 4711, 16},
+                    ReplyCase{"SixteenWhateverTheFirstAndTheThirdHold", "99:16:77:5", "3", 3, 16},
+                    ReplyCase{"ColonAtTheStartSkipsAll", ":16:x", "4711", -7, -8},
+                    ReplyCase{"NoColon", "16", "4711", 4711, 0}, ReplyCase{"Empty", "", "4711", 4711, 0},
+                    ReplyCase{"OneColonOnly", "a:16", "4711", 4711, 0},
+                    ReplyCase{"SecondFieldEmpty", "a::16", "4711", 4711, 0},
+                    ReplyCase{"BeginsWithFHasNoSpecialMeaning", "failed:4:x", "4711", 4711, 4},
+                    ReplyCase{"EnteredTextIsNoNumber", "a:2:b", "my.device", 0, 2},
+                    ReplyCase{"EnteredNumberWithRest", "a:2:b", " 12ab", 12, 2},
+                    ReplyCase{"CountIsNoNumber", "a:x:b", "1", 1, 0},
+                    ReplyCase{"CountTooLargeForTheMachine", "a:99999999999999999999:b", "1", 1, 2147483647},
+                    ReplyCase{"NegativeCount", "a:-3:b", "1", 1, -3}),
+    [](const auto& row) { return std::string(row.param.name); });
 
 class DirectoryEndpoints : public testing::Test
 {
@@ -278,23 +278,23 @@ class DirectoryEndpoints : public testing::Test
 TEST_F(DirectoryEndpoints, AreThisMachineAndTheSystemsPortsByDefault)
 {
     const auto endpoints = ReadEndpoints();
-    EXPECT_EQ(endpoints.m_strHost, "127.0.0.1");
-    EXPECT_EQ(endpoints.m_usDirectoryPort, 6800);
-    EXPECT_EQ(endpoints.m_usRendezvousPort, 4567);
+    EXPECT_EQ(endpoints.host, "127.0.0.1");
+    EXPECT_EQ(endpoints.directoryPort, 6800);
+    EXPECT_EQ(endpoints.rendezvousPort, 4567);
     WriteIni("[System]\nDirectoryServer=\nDirectoryPort=0\nRendezvousPort=70000\n");
     const auto odd = ReadEndpoints();
-    EXPECT_EQ(odd.m_strHost, "127.0.0.1");
-    EXPECT_EQ(odd.m_usDirectoryPort, 6800);
-    EXPECT_EQ(odd.m_usRendezvousPort, 4567);
+    EXPECT_EQ(odd.host, "127.0.0.1");
+    EXPECT_EQ(odd.directoryPort, 6800);
+    EXPECT_EQ(odd.rendezvousPort, 4567);
 }
 
 TEST_F(DirectoryEndpoints, ComeFromTheSettings)
 {
     WriteIni("[System]\nDirectoryServer=directory.example\nDirectoryPort=16800\nRendezvousPort=14567\n");
     const auto endpoints = ReadEndpoints();
-    EXPECT_EQ(endpoints.m_strHost, "directory.example");
-    EXPECT_EQ(endpoints.m_usDirectoryPort, 16800);
-    EXPECT_EQ(endpoints.m_usRendezvousPort, 14567);
+    EXPECT_EQ(endpoints.host, "directory.example");
+    EXPECT_EQ(endpoints.directoryPort, 16800);
+    EXPECT_EQ(endpoints.rendezvousPort, 14567);
 }
 
 TEST_F(DirectoryEndpoints, HostMayBeANameOrAnAddress)

@@ -26,10 +26,9 @@ class CDataOutput final : public IP2POutput
 {
   public:
     void SendDatagram(std::span<const std::uint8_t>, const sockaddr_in&) override { ADD_FAILURE(); }
-    void DeliverData(const char* szName, std::span<const std::uint8_t> data,
-                     const sockaddr_in& /*from*/) override
+    void DeliverData(const char* name, std::span<const std::uint8_t> data, const sockaddr_in& /*from*/) override
     {
-        m_Delivered.emplace_back(szName + std::string(data.begin(), data.end()));
+        m_Delivered.emplace_back(name + std::string(data.begin(), data.end()));
     }
     std::vector<std::string> m_Delivered;
 };

@@ -17,7 +17,7 @@
 namespace
 {
 
-using WAIT = CDatagramReader::WAIT;
+using WAIT = CDatagramReader::EWait;
 using Texts = std::vector<std::string>;
 
 constexpr std::size_t LIMIT = 65535;
@@ -183,11 +183,11 @@ TEST_F(DatagramReaderTest, ShutdownEndsAWaitingReadWithEmptyDatagrams)
     ASSERT_TRUE(m_Reader.Read(WAIT::ForOne));
     TakeAll();
     m_Ports.clear();
-    bool bRead = false;
-    std::thread reader([&] { bRead = m_Reader.Read(WAIT::ForOne); });
+    bool read = false;
+    std::thread reader([&] { read = m_Reader.Read(WAIT::ForOne); });
     shutdown(m_Own.m_hSocket, SHUT_RDWR);
     reader.join();
-    ASSERT_TRUE(bRead);
+    ASSERT_TRUE(read);
     const Texts texts = TakeAll();
     ASSERT_FALSE(texts.empty());
     EXPECT_EQ(texts, Texts(texts.size()));

@@ -34,7 +34,7 @@ void FriendlyPeer(CScriptedPeer& self, const Bytes& datagram, const sockaddr_in&
 class P2PClientTest : public testing::Test
 {
   protected:
-    static XP2POptions Options(const CScriptedPeer& server, IClock& clock) { return {server.Port(), &clock}; }
+    static P2POptions Options(const CScriptedPeer& server, IClock& clock) { return {server.Port(), &clock}; }
 
     CFastClock m_Clock{10};
 };
@@ -65,21 +65,21 @@ TEST_F(P2PClientTest, LoginSendsNameAndLocalAddressesWithTheOwnPort)
     ASSERT_TRUE(client.Login("4711", SERVER_HOST));
     EXPECT_TRUE(client.IsLoggedIn());
     ASSERT_TRUE(server.WaitFor(P2PMSG_LOGIN));
-    XP2PMessage message;
-    const Bytes login = server.Received()[0];
+    P2PMessage message;
+    const Bytes login = server.GetReceived()[0];
     EXPECT_EQ(login.size(), 96U);
     ASSERT_TRUE(ReadP2PMessage(login, message));
-    EXPECT_EQ(message.m_Record.Name(), "4711");
+    EXPECT_EQ(message.record.Name(), "4711");
     // Those of the own name, in their order, and no more than four.
     auto own = GetHostAddresses(GetHostName());
     own.resize(std::min<std::size_t>(own.size(), 4));
     ASSERT_FALSE(own.empty());
-    const auto told = message.m_Record.Addresses();
+    const auto told = message.record.Addresses();
     ASSERT_EQ(told.size(), own.size());
     for (std::size_t i = 0; i < own.size(); ++i) {
-        EXPECT_EQ(told[i].m_ulAddress, own[i].s_addr);
-        EXPECT_NE(told[i].m_ulAddress, htonl(INADDR_ANY));
-        EXPECT_EQ(told[i].m_usPort, client.GetLocalPort());
+        EXPECT_EQ(told[i].address, own[i].s_addr);
+        EXPECT_NE(told[i].address, htonl(INADDR_ANY));
+        EXPECT_EQ(told[i].port, client.GetLocalPort());
     }
 }
 
@@ -138,16 +138,16 @@ TEST_F(P2PClientTest, ConnectPunchesThenProvesThePathByAnAcknowledgedProbe)
     EXPECT_TRUE(client.ConnectPeer("PEER"));
     ASSERT_TRUE(client.Resolve("peer", address));
     EXPECT_EQ(PEER_ADDRESS::From(address), PEER_ADDRESS::From(peer.Address()));
-    const auto received = peer.Received();
+    const auto received = peer.GetReceived();
     ASSERT_GE(received.size(), 1U);
     EXPECT_EQ(received[0].size(), 96U);
     EXPECT_EQ(TypeOf(received[0]), P2PMSG_PUNCH);
     ASSERT_TRUE(peer.WaitFor(P2PMSG_DATA));
-    EXPECT_EQ(peer.Received().back().size(), 96U);
+    EXPECT_EQ(peer.GetReceived().back().size(), 96U);
 
     // The server is told whom the client wants: 96 bytes and the peer's name in 33.
     ASSERT_TRUE(server.WaitFor(P2PMSG_PUNCH));
-    const Bytes wanted = server.Received().back();
+    const Bytes wanted = server.GetReceived().back();
     ASSERT_EQ(wanted.size(), 129U);
     EXPECT_STREQ(reinterpret_cast<const char*>(wanted.data() + 96), "PEER");
 }
@@ -219,7 +219,7 @@ TEST_F(P2PConnectedTest, SendToSendsOneDatagramWithTheDataBehindTheRecord)
 {
     EXPECT_EQ(m_Client.SendTo("Peer", Bytes{7, 8, 9}), 3);
     ASSERT_TRUE(m_Peer.WaitFor(P2PMSG_DATA, 2));
-    const Bytes datagram = m_Peer.Received().back();
+    const Bytes datagram = m_Peer.GetReceived().back();
     ASSERT_EQ(datagram.size(), 99U);
     EXPECT_EQ(NameOf(datagram), "a");
     EXPECT_EQ(Bytes(datagram.begin() + 96, datagram.end()), (Bytes{7, 8, 9}));
@@ -241,7 +241,7 @@ TEST_F(P2PConnectedTest, SendReliableCarriesLessThan929Bytes)
     EXPECT_FALSE(m_Client.SendReliable("peer", Bytes(929)));
     EXPECT_TRUE(m_Client.SendReliable("peer", Bytes(928, 5)));
     ASSERT_TRUE(m_Peer.WaitFor(P2PMSG_DATA, 2));
-    EXPECT_EQ(m_Peer.Received().back().size(), 96U + 928U);
+    EXPECT_EQ(m_Peer.GetReceived().back().size(), 96U + 928U);
 }
 
 TEST_F(P2PConnectedTest, DataIsQueuedInOrderWithItsSender)
@@ -302,12 +302,12 @@ TEST_F(P2PConnectedTest, FullQueueLosesWhatComesThenAndCountsIt)
         m_Peer.Send(message, ClientAddress());
         ASSERT_TRUE(m_Peer.WaitFor(P2PMSG_DATA_ACK, i + 1));  // one at a time, so that the socket loses none
     }
-    EXPECT_EQ(m_Client.GetCounters().m_ulDropped, 5U);
-    EXPECT_EQ(m_Client.GetCounters().m_ulDatagrams, fit + 5);
+    EXPECT_EQ(m_Client.GetCounters().dropped, 5U);
+    EXPECT_EQ(m_Client.GetCounters().datagrams, fit + 5);
     Take();
     m_Peer.Send(message, ClientAddress());
     ASSERT_TRUE(m_Peer.WaitFor(P2PMSG_DATA_ACK, fit + 6));
-    EXPECT_EQ(m_Client.GetCounters().m_ulDropped, 5U);
+    EXPECT_EQ(m_Client.GetCounters().dropped, 5U);
 }
 
 }  // namespace

@@ -26,7 +26,7 @@ TEST(P2PList, KnownNameIsNotAddedAndItsRecordStays)
     EXPECT_FALSE(list.Add(second));
     EXPECT_EQ(list.GetCount(), 1U);
     ASSERT_NE(list.Find("aBc"), nullptr);
-    EXPECT_EQ(list.Find("aBc")->m_P2PAddress.m_ulAddress, 1U);
+    EXPECT_EQ(list.Find("aBc")->m_P2PAddress.address, 1U);
 }
 
 TEST(P2PList, HoldsAHundredUsersWhole)
@@ -36,7 +36,7 @@ TEST(P2PList, HoldsAHundredUsersWhole)
         ASSERT_TRUE(list.Add(Numbered(i)));
     for (std::size_t i = 0; i < 100; ++i) {
         ASSERT_NE(list.Find(Numbered(i).Name()), nullptr) << i;
-        EXPECT_EQ(list.Find(Numbered(i).Name())->m_P2PAddress.m_ulAddress, i + 1);
+        EXPECT_EQ(list.Find(Numbered(i).Name())->m_P2PAddress.address, i + 1);
     }
 }
 
@@ -49,13 +49,13 @@ TEST(P2PList, The101stUserLosesTheOthersButForTheFirstBytesAsIntended)
     EXPECT_EQ(list.GetCount(), 101U);
     // 100 bytes: the first record, and 8 bytes of the second's name, which is "user1001"
     ASSERT_NE(list.Find("user1000"), nullptr);
-    EXPECT_EQ(list.Find("user1000")->m_P2PAddress.m_ulAddress, 1U);
+    EXPECT_EQ(list.Find("user1000")->m_P2PAddress.address, 1U);
     ASSERT_NE(list.Find("user1001"), nullptr);
     EXPECT_FALSE(list.Find("user1001")->m_P2PAddress.IsKnown());
     for (std::size_t i = 2; i < 100; ++i)
         EXPECT_EQ(list.Find(Numbered(i).Name()), nullptr) << i;
     ASSERT_NE(list.Find("user1100"), nullptr);
-    EXPECT_EQ(list.Find("user1100")->m_P2PAddress.m_ulAddress, 101U);
+    EXPECT_EQ(list.Find("user1100")->m_P2PAddress.address, 101U);
 }
 
 TEST(P2PList, GrowthKeepsOnlyTheStartOfALongSecondNameAsIntended)

@@ -20,10 +20,9 @@ class CRecordingOutput final : public IP2POutput
         if (m_OnSend) m_OnSend();
         m_Sent.emplace_back(Bytes(datagram.begin(), datagram.end()), PEER_ADDRESS::From(to));
     }
-    void DeliverData(const char* szName, std::span<const std::uint8_t> data,
-                     const sockaddr_in& /*from*/) override
+    void DeliverData(const char* name, std::span<const std::uint8_t> data, const sockaddr_in& /*from*/) override
     {
-        m_Delivered.emplace_back(szName, Bytes(data.begin(), data.end()));
+        m_Delivered.emplace_back(name, Bytes(data.begin(), data.end()));
     }
 
     std::function<void()> m_OnSend;  // called before each datagram is noted

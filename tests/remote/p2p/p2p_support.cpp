@@ -43,8 +43,8 @@ std::uint32_t TypeOf(const Bytes& datagram)
 
 std::string NameOf(const Bytes& datagram)
 {
-    XP2PMessage message;
-    return ReadP2PMessage(datagram, message) ? message.m_Record.m_szName : "";
+    P2PMessage message;
+    return ReadP2PMessage(datagram, message) ? message.record.m_szName : "";
 }
 
 CScriptedPeer::CScriptedPeer(const char* host, Script script) : m_strHost(host), m_Script(std::move(script))
@@ -55,7 +55,7 @@ CScriptedPeer::CScriptedPeer(const char* host, Script script) : m_strHost(host),
     if (m_hSocket < 0 || bind(m_hSocket, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
         getsockname(m_hSocket, reinterpret_cast<sockaddr*>(&address), &size) != 0)
         throw std::runtime_error("no socket for a scripted peer");
-    m_usPort = ntohs(address.sin_port);
+    m_Port = ntohs(address.sin_port);
     m_Thread = std::thread([this] { Run(); });
 }
 
@@ -69,7 +69,7 @@ CScriptedPeer::~CScriptedPeer()
 
 sockaddr_in CScriptedPeer::Address() const
 {
-    return MakeAddress(m_strHost.c_str(), m_usPort);
+    return MakeAddress(m_strHost.c_str(), m_Port);
 }
 
 void CScriptedPeer::Send(std::span<const std::uint8_t> datagram, const sockaddr_in& to)
@@ -105,7 +105,7 @@ std::size_t CScriptedPeer::CountOf(std::uint32_t type) const
                                                   [type](const Bytes& b) { return TypeOf(b) == type; }));
 }
 
-std::vector<Bytes> CScriptedPeer::Received() const
+std::vector<Bytes> CScriptedPeer::GetReceived() const
 {
     const std::lock_guard lock(m_cs);
     return m_Received;
@@ -154,13 +154,13 @@ std::size_t CScriptedClient::CountSent(std::uint32_t type, const sockaddr_in& to
 CScriptedPeer::Script ServerOf(std::vector<PEER_RECORD> users)
 {
     return [users = std::move(users)](CScriptedPeer& self, const Bytes& datagram, const sockaddr_in& from) {
-        XP2PMessage message;
+        P2PMessage message;
         if (!ReadP2PMessage(datagram, message)) return;
-        if (message.m_ulType == P2PMSG_LOGIN) {
-            PEER_RECORD seen = message.m_Record;
+        if (message.type == P2PMSG_LOGIN) {
+            PEER_RECORD seen = message.record;
             seen.m_P2PAddress = PEER_ADDRESS::From(from);
             self.Send(MakeP2PMessage(P2PMSG_LOGIN_ACK, seen), from);
-        } else if (message.m_ulType == P2PMSG_GET_USERS) {
+        } else if (message.type == P2PMSG_GET_USERS) {
             for (const auto& user : users)
                 self.Send(MakeP2PMessage(P2PMSG_USER_ENTRY, user), from);
             self.Send(MakeP2PMessage(P2PMSG_USER_END, PEER_RECORD{}), from);

@@ -44,12 +44,12 @@ class CScriptedPeer
     CScriptedPeer(const CScriptedPeer&) = delete;
     CScriptedPeer& operator=(const CScriptedPeer&) = delete;
 
-    std::uint16_t Port() const { return m_usPort; }
+    std::uint16_t Port() const { return m_Port; }
     sockaddr_in Address() const;
     void Send(std::span<const std::uint8_t> datagram, const sockaddr_in& to);
 
     std::size_t CountOf(std::uint32_t type) const;
-    std::vector<Bytes> Received() const;
+    std::vector<Bytes> GetReceived() const;
     /// Waits until `count` datagrams of `type` arrived; false after 20 s.
     bool WaitFor(std::uint32_t type, std::size_t count = 1);
 
@@ -59,7 +59,7 @@ class CScriptedPeer
     const std::string m_strHost;
     const Script m_Script;
     int m_hSocket = -1;
-    std::uint16_t m_usPort = 0;
+    std::uint16_t m_Port = 0;
     mutable std::mutex m_cs;
     std::condition_variable m_Arrived;
     std::vector<Bytes> m_Received;  // guarded by m_cs

@@ -49,18 +49,18 @@ TEST(P2PWire, ReadGivesBackWhatWasWritten)
         record.m_Addresses[i] = {0x01020304U + i, static_cast<std::uint16_t>(1000 + i), 0};
     record.m_ulAddressCount = 4;
     record.m_P2PAddress = {7, 8, 0};
-    XP2PMessage message;
+    P2PMessage message;
     const Bytes written = MakeP2PMessage(P2PMSG_PING, record, Bytes{9});
     ASSERT_TRUE(ReadP2PMessage(written, message));
-    EXPECT_EQ(message.m_ulType, P2PMSG_PING);
-    EXPECT_EQ(std::memcmp(&message.m_Record, &record, sizeof record), 0);
-    ASSERT_EQ(message.m_Body.size(), 1U);
-    EXPECT_EQ(message.m_Body[0], 9);
+    EXPECT_EQ(message.type, P2PMSG_PING);
+    EXPECT_EQ(std::memcmp(&message.record, &record, sizeof record), 0);
+    ASSERT_EQ(message.body.size(), 1U);
+    EXPECT_EQ(message.body[0], 9);
 }
 
 TEST(P2PWire, DatagramBelow96BytesIsRefused)
 {
-    XP2PMessage message;
+    P2PMessage message;
     for (std::size_t size = 0; size < 96; ++size)
         EXPECT_FALSE(ReadP2PMessage(Bytes(size, 0x6A), message)) << size;
     EXPECT_TRUE(ReadP2PMessage(Bytes(96, 0x6A), message));
@@ -70,18 +70,18 @@ TEST(P2PWire, NameWithoutTerminatorIsCutTo32Characters)
 {
     Bytes datagram(96, 0);
     std::fill_n(datagram.begin() + 4, 33, 'x');
-    XP2PMessage message;
+    P2PMessage message;
     ASSERT_TRUE(ReadP2PMessage(datagram, message));
-    EXPECT_EQ(message.m_Record.Name(), std::string(32, 'x'));
+    EXPECT_EQ(message.record.Name(), std::string(32, 'x'));
 }
 
 TEST(P2PWire, AddressCountOf255CountsAsFour)
 {
     Bytes datagram(96, 0);
     datagram[4 + 76] = 255;
-    XP2PMessage message;
+    P2PMessage message;
     ASSERT_TRUE(ReadP2PMessage(datagram, message));
-    EXPECT_EQ(message.m_Record.Addresses().size(), 4U);
+    EXPECT_EQ(message.record.Addresses().size(), 4U);
 }
 
 TEST(P2PWire, RecordIsCarriedWholeWithPaddingReservedWordAndWhatIsBehindTheName)
@@ -93,10 +93,10 @@ TEST(P2PWire, RecordIsCarriedWholeWithPaddingReservedWordAndWhatIsBehindTheName)
     std::memcpy(&datagram[4], "ab\0cd", 5);
     datagram[4 + 32] = 0;  // the name's last byte
     datagram[4 + 76] = 3;  // the address count
-    XP2PMessage message;
+    P2PMessage message;
     ASSERT_TRUE(ReadP2PMessage(datagram, message));
-    EXPECT_EQ(message.m_Record.Name(), "ab");
-    EXPECT_EQ(MakeP2PMessage(P2PMSG_LOGIN, message.m_Record), datagram);
+    EXPECT_EQ(message.record.Name(), "ab");
+    EXPECT_EQ(MakeP2PMessage(P2PMSG_LOGIN, message.record), datagram);
 }
 
 TEST(P2PWire, NamesAreOneUserWithoutRegardToCase)

@@ -48,10 +48,10 @@ std::string CControlPeer::NextCommand() const
 {
     const SOCKET socket = Accept();
     if (socket < 0) return {};
-    std::string strBytes;
+    std::string bytes;
     char part[256];
     for (ssize_t count = 0; (count = ::recv(socket, part, sizeof part, 0)) > 0;)
-        strBytes.append(part, static_cast<std::size_t>(count));
+        bytes.append(part, static_cast<std::size_t>(count));
     ::close(socket);
-    return strBytes;
+    return bytes;
 }

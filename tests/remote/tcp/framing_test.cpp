@@ -15,10 +15,10 @@ namespace
 
 using namespace std::string_literals;
 
-std::string Length(std::int32_t iLength)
+std::string Length(std::int32_t length)
 {
     std::uint8_t bytes[4];
-    SetFrameLength(bytes, iLength);
+    SetFrameLength(bytes, length);
     return {reinterpret_cast<const char*>(bytes), sizeof bytes};
 }
 
@@ -49,10 +49,10 @@ TEST_F(Framing, LengthIsLittleEndianAndSigned)
     SetFrameLength(bytes, 0x01020304);
     EXPECT_EQ((std::array<std::uint8_t, 4>{bytes[0], bytes[1], bytes[2], bytes[3]}),
               (std::array<std::uint8_t, 4>{4, 3, 2, 1}));
-    for (const std::int32_t iLength :
+    for (const std::int32_t length :
          {0, 1, 4, 65536, 262144, 0x7FFFFFFF, -1, static_cast<std::int32_t>(0x80000000)}) {
-        SetFrameLength(bytes, iLength);
-        EXPECT_EQ(GetFrameLength(bytes), iLength);
+        SetFrameLength(bytes, length);
+        EXPECT_EQ(GetFrameLength(bytes), length);
     }
 }
 
@@ -139,9 +139,9 @@ TEST_F(Framing, PeerThatClosesBeforeTheBodyGivesTheSecondText)
 
 TEST_F(Framing, FrameOfNoLengthSendsNothing)
 {
-    for (const std::int32_t iLength : {0, -1, -2147483647 - 1}) {
+    for (const std::int32_t length : {0, -1, -2147483647 - 1}) {
         std::uint8_t frame[8] = {};
-        SetFrameLength(frame, iLength);
+        SetFrameLength(frame, length);
         EXPECT_EQ(SendFrame(m_Sockets.m_hOurs, frame), 0);
         EXPECT_EQ(SendLinkFrame(m_Sockets.m_hOurs, frame), 0);
     }
@@ -163,9 +163,9 @@ TEST_F(Framing, PartialSendCountsForTheLinkAlone)
     SetFrameLength(frame.data(), static_cast<std::int32_t>(frame.size()));
     const timeval soon{0, 50000};
     setsockopt(m_Sockets.m_hOurs, SOL_SOCKET, SO_SNDTIMEO, &soon, sizeof soon);
-    const std::int32_t iSent = SendLinkFrame(m_Sockets.m_hOurs, frame.data());
-    EXPECT_GT(iSent, 0);
-    EXPECT_LT(iSent, static_cast<std::int32_t>(frame.size()));
+    const std::int32_t sent = SendLinkFrame(m_Sockets.m_hOurs, frame.data());
+    EXPECT_GT(sent, 0);
+    EXPECT_LT(sent, static_cast<std::int32_t>(frame.size()));
 
     CSocketPair other;
     setsockopt(other.m_hOurs, SOL_SOCKET, SO_SNDTIMEO, &soon, sizeof soon);
@@ -175,34 +175,34 @@ TEST_F(Framing, PartialSendCountsForTheLinkAlone)
 TEST_F(Framing, TextComesBackWithoutItsLength)
 {
     m_Sockets.PeerSends(Length(9) + "hello");
-    std::string strText = "before";
-    EXPECT_EQ(RecvTextFrame(m_Sockets.m_hOurs, strText), 9);
-    EXPECT_EQ(strText, "hello");
+    std::string text = "before";
+    EXPECT_EQ(RecvTextFrame(m_Sockets.m_hOurs, text), 9);
+    EXPECT_EQ(text, "hello");
 }
 
 TEST_F(Framing, TextIsEmptyWithoutABody)
 {
-    for (const std::int32_t iLength : {1, 3, 4, -1}) {
-        m_Sockets.PeerSends(Length(iLength));
-        std::string strText = "before";
-        EXPECT_EQ(RecvTextFrame(m_Sockets.m_hOurs, strText), iLength);
-        EXPECT_EQ(strText, "");
+    for (const std::int32_t length : {1, 3, 4, -1}) {
+        m_Sockets.PeerSends(Length(length));
+        std::string text = "before";
+        EXPECT_EQ(RecvTextFrame(m_Sockets.m_hOurs, text), length);
+        EXPECT_EQ(text, "");
     }
 }
 
 TEST_F(Framing, LongestTextIsTakenAndALongerOneRefused)
 {
-    const std::string strLong(SHORT_FRAME_LIMIT - 4, 't');
-    std::thread sender([&] { m_Sockets.PeerSends(Length(SHORT_FRAME_LIMIT) + strLong); });
-    std::string strText;
-    EXPECT_EQ(RecvTextFrame(m_Sockets.m_hOurs, strText), SHORT_FRAME_LIMIT);
+    const std::string longForm(SHORT_FRAME_LIMIT - 4, 't');
+    std::thread sender([&] { m_Sockets.PeerSends(Length(SHORT_FRAME_LIMIT) + longForm); });
+    std::string text;
+    EXPECT_EQ(RecvTextFrame(m_Sockets.m_hOurs, text), SHORT_FRAME_LIMIT);
     sender.join();
-    EXPECT_EQ(strText, strLong);
+    EXPECT_EQ(text, longForm);
 
-    strText = "before";
+    text = "before";
     m_Sockets.PeerSends(Length(SHORT_FRAME_LIMIT + 1));
-    EXPECT_EQ(RecvTextFrame(m_Sockets.m_hOurs, strText), 0);
-    EXPECT_EQ(strText, "before");
+    EXPECT_EQ(RecvTextFrame(m_Sockets.m_hOurs, text), 0);
+    EXPECT_EQ(text, "before");
 }
 
 TEST_F(Framing, BinaryGoesOutWithItsLength)

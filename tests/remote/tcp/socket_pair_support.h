@@ -40,22 +40,22 @@ class CSocketPair
         if (m_hPeer >= 0) ::close(m_hPeer);
         m_hPeer = -1;
     }
-    void PeerSends(std::string_view strBytes) const
+    void PeerSends(std::string_view bytes) const
     {
-        EXPECT_EQ(::send(m_hPeer, strBytes.data(), strBytes.size(), MSG_NOSIGNAL),
-                  static_cast<ssize_t>(strBytes.size()));
+        EXPECT_EQ(::send(m_hPeer, bytes.data(), bytes.size(), MSG_NOSIGNAL),
+                  static_cast<ssize_t>(bytes.size()));
     }
     /// What has come to the peer, at least `least` bytes.
     std::string PeerReads(std::size_t least) const
     {
-        std::string strRead;
+        std::string read;
         char part[4096];
-        while (strRead.size() < least) {
+        while (read.size() < least) {
             const ssize_t count = ::recv(m_hPeer, part, sizeof part, 0);
             if (count <= 0) break;
-            strRead.append(part, static_cast<std::size_t>(count));
+            read.append(part, static_cast<std::size_t>(count));
         }
-        return strRead;
+        return read;
     }
 
     SOCKET m_hOurs = -1;

@@ -64,9 +64,9 @@ TEST_F(TcpLink, PicturesAreDecodedAndShownInOrder)
     device->Close();
     EXPECT_EQ(device->GetStatus(), STATUS_CLOSED);
     const CLinkCounters& counters = device->GetCounters();
-    EXPECT_EQ(counters.m_ulDecoded, 20U);
-    EXPECT_EQ(counters.m_ulShown, 20U);
-    EXPECT_EQ(counters.m_iWidth, 176);
+    EXPECT_EQ(counters.decoded, 20U);
+    EXPECT_EQ(counters.shown, 20U);
+    EXPECT_EQ(counters.width, 176);
     EXPECT_EQ(m_Events.All().front(), "tell ");
     EXPECT_EQ(m_Events.CountOf("tell "), 2U);
     EXPECT_EQ(m_Events.CountOf("destroy"), 1U);
@@ -217,7 +217,7 @@ TEST_F(TcpLink, PictureBeyondTheLimitGetsNoSurfaceAndTheLinkGoesOn)
     m_Peer.SendFrame(2, "");
     EXPECT_TRUE(m_Peer.ClientIsGone());
     device->Close();
-    EXPECT_EQ(device->GetCounters().m_ulRefused, 1U);
+    EXPECT_EQ(device->GetCounters().refused, 1U);
     EXPECT_EQ(m_Events.CountOf("create 16384x16384"), 0U);
 }
 
@@ -230,17 +230,17 @@ TEST_F(TcpLink, FrameOfTypeOneServesFlagsAndIsNotDecoded)
     ASSERT_TRUE(m_Events.WaitFor("snapshot"));
     SendAndWait(0, 1);
     device->Close();
-    EXPECT_EQ(device->GetCounters().m_ulMessages, 1U);
+    EXPECT_EQ(device->GetCounters().messages, 1U);
 }
 
 TEST_F(TcpLink, FrameOfAnotherTypeEndsTheLink)
 {
-    for (const std::int32_t iType : {2, -1, 0x7FFFFFFF}) {
+    for (const std::int32_t type : {2, -1, 0x7FFFFFFF}) {
         const auto device = MakeDevice();
         device->Open();
         ASSERT_TRUE(m_Peer.AcceptAndReply());
-        m_Peer.SendFrame(iType, "x");
-        EXPECT_TRUE(m_Peer.ClientIsGone()) << iType;
+        m_Peer.SendFrame(type, "x");
+        EXPECT_TRUE(m_Peer.ClientIsGone()) << type;
         device->Close();
     }
 }
@@ -254,25 +254,25 @@ TEST_P(TcpLength, WithoutATypeServesFlagsAndIsNotDecoded)
     const auto device = MakeDevice();
     OpenAndReply(*device);
     device->SnapShot();
-    std::string strFrame = Words({GetParam()});
-    if (GetParam() > 4) strFrame.append(static_cast<std::size_t>(GetParam() - 4), '\0');
-    m_Peer.SendBytes(strFrame);
+    std::string frame = Words({GetParam()});
+    if (GetParam() > 4) frame.append(static_cast<std::size_t>(GetParam() - 4), '\0');
+    m_Peer.SendBytes(frame);
     ASSERT_TRUE(m_Events.WaitFor("snapshot"));
     SendAndWait(0, 2);
     device->Close();
-    EXPECT_EQ(device->GetCounters().m_ulMessages, 2U);
+    EXPECT_EQ(device->GetCounters().messages, 2U);
 }
 
 INSTANTIATE_TEST_SUITE_P(Lengths, TcpLength, testing::Values(1, 2, 3, 4, 5, 7, -1, -262144));
 
 TEST_F(TcpLink, LengthsOutOfBoundsEndTheLink)
 {
-    for (const std::int32_t iLength : {0, 262145, 0x7FFFFFFF}) {
+    for (const std::int32_t length : {0, 262145, 0x7FFFFFFF}) {
         const auto device = MakeDevice();
         device->Open();
         ASSERT_TRUE(m_Peer.AcceptAndReply());
-        m_Peer.SendBytes(Words({iLength}));
-        EXPECT_TRUE(m_Peer.ClientIsGone()) << iLength;
+        m_Peer.SendBytes(Words({length}));
+        EXPECT_TRUE(m_Peer.ClientIsGone()) << length;
         device->Close();
     }
 }
@@ -293,9 +293,9 @@ TEST_F(TcpLink, FrameThatTricklesInIsShownWhole)
 {
     const auto device = MakeDevice();
     OpenAndReply(*device);
-    const std::string strFrame = Words({static_cast<std::int32_t>(m_Stream[0].size()) + 8, 0}) +
-                                 std::string(m_Stream[0].begin(), m_Stream[0].end());
-    for (const char c : strFrame)
+    const std::string frame = Words({static_cast<std::int32_t>(m_Stream[0].size()) + 8, 0}) +
+                              std::string(m_Stream[0].begin(), m_Stream[0].end());
+    for (const char c : frame)
         m_Peer.SendBytes({&c, 1});
     EXPECT_TRUE(m_Events.WaitFor("show"));
     device->Close();
@@ -420,11 +420,10 @@ TEST_F(TcpLink, SnapshotPathIsTheSettingWithTheNameBehindIt)
     m_Peer.SendFrame(1, "");
     ASSERT_TRUE(m_Events.WaitFor("snapshot"));
     device->Close();
-    const std::string strPath = device->GetState()->m_strPictureFile;
-    EXPECT_TRUE(strPath.starts_with(m_Folder.System("pics") + m_Folder.System("snapshot") + "\\cam1-"))
-        << strPath;
-    EXPECT_TRUE(strPath.ends_with(".jpg"));
-    EXPECT_EQ(m_Events.CountOf("snapshot " + strPath), 1U);
+    const std::string path = device->GetState()->m_strPictureFile;
+    EXPECT_TRUE(path.starts_with(m_Folder.System("pics") + m_Folder.System("snapshot") + "\\cam1-")) << path;
+    EXPECT_TRUE(path.ends_with(".jpg"));
+    EXPECT_EQ(m_Events.CountOf("snapshot " + path), 1U);
 }
 
 TEST_F(TcpLink, DeviceThatSendsNothingServesNoFlag)

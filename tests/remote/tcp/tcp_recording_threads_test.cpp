@@ -27,10 +27,10 @@ class TcpRecording : public CTcpTest
         bytes.resize(bytes.size() + 8);
         return bytes;
     }
-    void ExpectPictures(const std::string& strPath, std::size_t first, std::size_t last) const
+    void ExpectPictures(const std::string& path, std::size_t first, std::size_t last) const
     {
-        const auto packets = ReadAvi(strPath);
-        ASSERT_EQ(packets.size(), last - first) << strPath;
+        const auto packets = ReadAvi(path);
+        ASSERT_EQ(packets.size(), last - first) << path;
         for (std::size_t i = first; i < last; ++i)
             EXPECT_EQ(packets[i - first], Recorded(i)) << i;
     }
@@ -72,12 +72,12 @@ TEST_F(TcpRecording, LiesUnderRecordPathNameAndTime)
     SendAndWait(0, 1);
     const std::time_t after = std::time(nullptr);
     device->Close();
-    bool bFound = false;
+    bool found = false;
     for (std::time_t time = before; time <= after; ++time)
-        bFound = bFound || device->GetState()->m_strRecordFile == m_Folder.System("rec") + "\\.._%s_cam\\" +
-                                                                      FormatTime(time, "%y-%m-%d-%H-%M-%S") +
-                                                                      ".avi";
-    EXPECT_TRUE(bFound) << device->GetState()->m_strRecordFile;
+        found = found || device->GetState()->m_strRecordFile == m_Folder.System("rec") + "\\.._%s_cam\\" +
+                                                                    FormatTime(time, "%y-%m-%d-%H-%M-%S") +
+                                                                    ".avi";
+    EXPECT_TRUE(found) << device->GetState()->m_strRecordFile;
     ASSERT_EQ(Recordings().size(), 1U);
 }
 
@@ -93,7 +93,7 @@ TEST_F(TcpRecording, PayloadThatGivesNoPictureIsNotRecorded)
     SendAndWait(2, 3);
     device->Close();
     ExpectPictures(Recordings().front(), 0, 2);
-    EXPECT_EQ(device->GetCounters().m_ulRefused, 1U);
+    EXPECT_EQ(device->GetCounters().refused, 1U);
 }
 
 TEST_F(TcpRecording, RollsOverAtFiveMinutesExactlyAndNotBefore)
@@ -132,8 +132,8 @@ TEST_F(TcpRecording, RollsOverForRealAfterItsPeriod)
     OpenAndReply(*device);
     device->StartRecord(0);
     SendAndWait(0, 5);
-    const std::uint32_t dwBegun = SystemClock().TickCount();
-    while (SystemClock().TickCount() - dwBegun < 3000)
+    const std::uint32_t begun = SystemClock().TickCount();
+    while (SystemClock().TickCount() - begun < 3000)
         std::this_thread::yield();
     SendAndWait(5, 6);
     SendAndWait(6, 13);

@@ -56,13 +56,13 @@ class CNotingRender final : public CRender
 
 std::string Words(const std::vector<std::int32_t>& words)
 {
-    std::string strBytes;
+    std::string byteText;
     for (const std::int32_t word : words) {
         std::uint8_t bytes[4];
         SetFrameLength(bytes, word);
-        strBytes.append(reinterpret_cast<const char*>(bytes), sizeof bytes);
+        byteText.append(reinterpret_cast<const char*>(bytes), sizeof bytes);
     }
-    return strBytes;
+    return byteText;
 }
 
 std::vector<std::int32_t> CStreamPeer::Accept()
@@ -79,21 +79,21 @@ std::vector<std::int32_t> CStreamPeer::Accept()
             GetFrameLength(request + 12)};
 }
 
-bool CStreamPeer::AcceptAndReply(std::int32_t iWidth, std::int32_t iHeight)
+bool CStreamPeer::AcceptAndReply(std::int32_t width, std::int32_t height)
 {
     if (Accept().empty()) return false;
-    SendReply(1, iWidth, iHeight);
+    SendReply(1, width, height);
     return true;
 }
 
-void CStreamPeer::SendReply(std::int32_t iType, std::int32_t iWidth, std::int32_t iHeight)
+void CStreamPeer::SendReply(std::int32_t type, std::int32_t width, std::int32_t height)
 {
-    SendBytes(Words({24, iType, iWidth, iHeight, 7, 0}));
+    SendBytes(Words({24, type, width, height, 7, 0}));
 }
 
-void CStreamPeer::SendFrame(std::int32_t iType, std::string_view strPayload)
+void CStreamPeer::SendFrame(std::int32_t type, std::string_view payload)
 {
-    SendBytes(Words({static_cast<std::int32_t>(strPayload.size()) + 8, iType}) + std::string(strPayload));
+    SendBytes(Words({static_cast<std::int32_t>(payload.size()) + 8, type}) + std::string(payload));
 }
 
 void CStreamPeer::SendVideo(const Mpeg4Packet& packet)
@@ -101,12 +101,12 @@ void CStreamPeer::SendVideo(const Mpeg4Packet& packet)
     SendFrame(0, {reinterpret_cast<const char*>(packet.data()), packet.size()});
 }
 
-void CStreamPeer::SendBytes(std::string_view strBytes) const
+void CStreamPeer::SendBytes(std::string_view bytes) const
 {
-    while (!strBytes.empty()) {
-        const ssize_t count = ::send(m_hClient, strBytes.data(), strBytes.size(), MSG_NOSIGNAL);
+    while (!bytes.empty()) {
+        const ssize_t count = ::send(m_hClient, bytes.data(), bytes.size(), MSG_NOSIGNAL);
         if (count <= 0) return;
-        strBytes.remove_prefix(static_cast<std::size_t>(count));
+        bytes.remove_prefix(static_cast<std::size_t>(count));
     }
 }
 
@@ -116,16 +116,16 @@ bool CStreamPeer::WaitUntilRead() const
     sockaddr_in ours{};
     socklen_t size = sizeof ours;
     ::getsockname(m_hClient, reinterpret_cast<sockaddr*>(&ours), &size);
-    char szOurs[16];
-    std::snprintf(szOurs, sizeof szOurs, "%08X:%04X", ours.sin_addr.s_addr, ntohs(ours.sin_port));
+    char oursText[16];
+    std::snprintf(oursText, sizeof oursText, "%08X:%04X", ours.sin_addr.s_addr, ntohs(ours.sin_port));
     const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(10);
     while (std::chrono::steady_clock::now() < until) {
         std::ifstream table("/proc/net/tcp");
-        for (std::string strLine; std::getline(table, strLine);) {
-            std::istringstream fields(strLine);
-            std::string strNumber, strLocal, strRemote, strState, strQueues;
-            fields >> strNumber >> strLocal >> strRemote >> strState >> strQueues;
-            if (strRemote == szOurs && strState == "01" && strQueues.ends_with(":00000000")) return true;
+        for (std::string line; std::getline(table, line);) {
+            std::istringstream fields(line);
+            std::string number, local, remote, state, queues;
+            fields >> number >> local >> remote >> state >> queues;
+            if (remote == oursText && state == "01" && queues.ends_with(":00000000")) return true;
         }
         std::this_thread::yield();
     }
@@ -144,25 +144,25 @@ void CStreamPeer::HangUp()
     m_hClient = -1;
 }
 
-void CEvents::Add(const std::string& strEvent)
+void CEvents::Add(const std::string& event)
 {
     const std::lock_guard lock(m_cs);
-    m_Events.push_back(strEvent);
+    m_Events.push_back(event);
     m_Changed.notify_all();
 }
 
-bool CEvents::WaitFor(const std::string& strEvent, std::size_t count)
+bool CEvents::WaitFor(const std::string& event, std::size_t count)
 {
     std::unique_lock lock(m_cs);
     return m_Changed.wait_for(lock, std::chrono::seconds(10), [&] {
-        return static_cast<std::size_t>(std::ranges::count(m_Events, strEvent)) >= count;
+        return static_cast<std::size_t>(std::ranges::count(m_Events, event)) >= count;
     });
 }
 
-std::size_t CEvents::CountOf(const std::string& strEvent) const
+std::size_t CEvents::CountOf(const std::string& event) const
 {
     const std::lock_guard lock(m_cs);
-    return static_cast<std::size_t>(std::ranges::count(m_Events, strEvent));
+    return static_cast<std::size_t>(std::ranges::count(m_Events, event));
 }
 
 std::vector<std::string> CEvents::All() const
@@ -224,11 +224,11 @@ std::vector<std::string> CTcpTest::Recordings() const
     return files;
 }
 
-std::vector<std::vector<std::uint8_t>> CTcpTest::ReadAvi(const std::string& strPath)
+std::vector<std::vector<std::uint8_t>> CTcpTest::ReadAvi(const std::string& path)
 {
     std::vector<std::vector<std::uint8_t>> packets;
     AVFormatContext* context = nullptr;
-    if (avformat_open_input(&context, strPath.c_str(), nullptr, nullptr) < 0) return packets;
+    if (avformat_open_input(&context, path.c_str(), nullptr, nullptr) < 0) return packets;
     AVPacket* packet = av_packet_alloc();
     while (av_read_frame(context, packet) >= 0) {
         packets.emplace_back(packet->data, packet->data + packet->size);

@@ -28,12 +28,12 @@ class CStreamPeer
     /// Takes the next client and returns the words of its request; empty when none came for 10 s.
     std::vector<std::int32_t> Accept();
     /// Takes the next client, reads its request and answers with a size.
-    bool AcceptAndReply(std::int32_t iWidth = 176, std::int32_t iHeight = 144);
-    void SendReply(std::int32_t iType, std::int32_t iWidth, std::int32_t iHeight);
+    bool AcceptAndReply(std::int32_t width = 176, std::int32_t height = 144);
+    void SendReply(std::int32_t type, std::int32_t width, std::int32_t height);
     /// A frame of the stream.
-    void SendFrame(std::int32_t iType, std::string_view strPayload);
+    void SendFrame(std::int32_t type, std::string_view payload);
     void SendVideo(const Mpeg4Packet& packet);
-    void SendBytes(std::string_view strBytes) const;
+    void SendBytes(std::string_view bytes) const;
     /// Waits until the client has read all that was sent; false after 10 s.
     bool WaitUntilRead() const;
     /// Whether the client has closed; waits for that.
@@ -55,10 +55,10 @@ std::string Words(const std::vector<std::int32_t>& words);
 class CEvents
 {
   public:
-    void Add(const std::string& strEvent);
+    void Add(const std::string& event);
     /// Waits for that many events of this text; false after 10 s.
-    bool WaitFor(const std::string& strEvent, std::size_t count = 1);
-    std::size_t CountOf(const std::string& strEvent) const;
+    bool WaitFor(const std::string& event, std::size_t count = 1);
+    std::size_t CountOf(const std::string& event) const;
     std::vector<std::string> All() const;
 
   private:
@@ -97,14 +97,14 @@ class CTcpTest : public CModelTest, private CObserver
     /// Recordings below the record path, oldest first, as paths of this machine.
     std::vector<std::string> Recordings() const;
     /// Payload of each packet of an AVI file.
-    static std::vector<std::vector<std::uint8_t>> ReadAvi(const std::string& strPath);
+    static std::vector<std::vector<std::uint8_t>> ReadAvi(const std::string& path);
 
     CEvents m_Events;
     CHandClock m_Clock;
     CStreamPeer m_Peer;
     // Every fifth one is a key picture.
     const std::vector<Mpeg4Packet> m_Stream =
-        EncodeMpeg4({.iWidth = 176, .iHeight = 144, .iFrames = 20, .iGop = 5});
+        EncodeMpeg4({.width = 176, .height = 144, .frames = 20, .gop = 5});
     const CDevice* m_pDevice = nullptr;  // of the last MakeDevice
 
   private:

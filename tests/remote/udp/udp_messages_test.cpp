@@ -13,7 +13,7 @@
 namespace
 {
 
-using RESULT = CMessageAssembler::RESULT;
+using RESULT = CMessageAssembler::EResult;
 
 /// A message of `bytes` bytes, its header included, filled with `fill`.
 Bytes Message(int channel, int direction, std::uint32_t bytes, std::uint8_t fill)
@@ -27,15 +27,15 @@ Bytes Message(int channel, int direction, std::uint32_t bytes, std::uint8_t fill
 TEST(UdpReply, WidthAndHeightStandBehindTheHeaderWord)
 {
     const auto reply = ReadStreamReply(Bytes{12, 0, 0, 0x41, 0x60, 0x01, 0x20, 0x01, 9, 9});
-    EXPECT_EQ(reply.m_iWidth, 352);
-    EXPECT_EQ(reply.m_iHeight, 288);
+    EXPECT_EQ(reply.width, 352);
+    EXPECT_EQ(reply.height, 288);
     const auto largest = ReadStreamReply(Bytes(8, 0xFF));
-    EXPECT_EQ(largest.m_iWidth, 65535);
-    EXPECT_EQ(largest.m_iHeight, 65535);
+    EXPECT_EQ(largest.width, 65535);
+    EXPECT_EQ(largest.height, 65535);
     const auto cut = ReadStreamReply(Bytes{8, 0, 0, 0, 7});
-    EXPECT_EQ(cut.m_iWidth, 7);
-    EXPECT_EQ(cut.m_iHeight, 0);
-    EXPECT_EQ(ReadStreamReply({}).m_iWidth, 0);
+    EXPECT_EQ(cut.width, 7);
+    EXPECT_EQ(cut.height, 0);
+    EXPECT_EQ(ReadStreamReply({}).width, 0);
 }
 
 TEST(UdpReply, AreaIsBoundedAtSixtyFourMebiSamplesInWhateverShape)
@@ -80,15 +80,15 @@ TEST(UdpHeader, Channel63AndLength8Is7F000008InTheRequestForm)
 TEST(UdpHeader, FieldsAreReadFromTheirBits)
 {
     const auto all = ReadMessageHeader(Bytes{0xFF, 0xFF, 0xFF, 0xFF});
-    EXPECT_EQ(all.m_iChannel, 63);
-    EXPECT_EQ(all.m_iDirection, 1);
-    EXPECT_EQ(all.m_ulLength, 0xFFFFFFU);
+    EXPECT_EQ(all.channel, 63);
+    EXPECT_EQ(all.direction, 1);
+    EXPECT_EQ(all.length, 0xFFFFFFU);
     const auto spare = ReadMessageHeader(Bytes{0x01, 0x02, 0x03, 0x85});
-    EXPECT_EQ(spare.m_iChannel, 5);
-    EXPECT_EQ(spare.m_iDirection, 0);  // bit 31 is spare
-    EXPECT_EQ(spare.m_ulLength, 0x030201U);
-    EXPECT_EQ(ReadMessageHeader(Bytes{7}).m_ulLength, 7U);  // bytes that are missing count as zero
-    EXPECT_EQ(ReadMessageHeader({}).m_ulLength, 0U);
+    EXPECT_EQ(spare.channel, 5);
+    EXPECT_EQ(spare.direction, 0);  // bit 31 is spare
+    EXPECT_EQ(spare.length, 0x030201U);
+    EXPECT_EQ(ReadMessageHeader(Bytes{7}).length, 7U);  // bytes that are missing count as zero
+    EXPECT_EQ(ReadMessageHeader({}).length, 0U);
 }
 
 TEST_F(UdpAssemblerTest, MessageInOneDatagram)
@@ -253,7 +253,7 @@ class UdpRouterTest : public testing::Test
     {
         m_Router.Feed(sender, piece, MakeAddress("10.0.0.2", port), m_dwTick);
     }
-    std::optional<CMessageRouter::XMessage> Take(int channel)
+    std::optional<CMessageRouter::Message> Take(int channel)
     {
         return m_Router.Receive(channel, [] { return true; });
     }
@@ -275,11 +275,11 @@ TEST_F(UdpRouterTest, StrangersDatagramInTheMiddleOfAMessageChangesNothingOfIt)
     FeedPiece(std::span(message).subspan(2048));
     const auto first = Take(3);
     ASSERT_TRUE(first);
-    EXPECT_EQ(first->m_Data, Message(3, 1, 2000, 9));  // one that stands by itself is delivered
+    EXPECT_EQ(first->data, Message(3, 1, 2000, 9));  // one that stands by itself is delivered
     const auto second = Take(3);
     ASSERT_TRUE(second);
-    EXPECT_EQ(second->m_Data, message);
-    EXPECT_EQ(second->m_dwTick, 77U);
+    EXPECT_EQ(second->data, message);
+    EXPECT_EQ(second->tick, 77U);
 }
 
 TEST_F(UdpRouterTest, ManyStrangersDoNotDriveOutWhoHasBroughtMessages)
@@ -292,8 +292,8 @@ TEST_F(UdpRouterTest, ManyStrangersDoNotDriveOutWhoHasBroughtMessages)
         FeedPiece(Bytes(1024, 0x55), "peer", static_cast<std::uint16_t>(6000 + i));
     FeedPiece(std::span(message).subspan(1024, 1024));
     FeedPiece(std::span(message).subspan(2048));
-    EXPECT_EQ(Take(3)->m_Data, Message(3, 1, 100, 1));
-    EXPECT_EQ(Take(3)->m_Data, message);
+    EXPECT_EQ(Take(3)->data, Message(3, 1, 100, 1));
+    EXPECT_EQ(Take(3)->data, message);
 }
 
 TEST(UdpKeyPicture, IsOneWhoseFirstVopIsIntra)
@@ -317,13 +317,13 @@ TEST_F(UdpRouterTest, HandsEachMessageToTheChannelThatItNames)
     Feed(Message(63, 1, 3000, 1));
     Feed(Message(0, 1, 100, 2), "other");
     Feed(Message(63, 1, 200, 3));
-    EXPECT_EQ(Take(63)->m_Data, Message(63, 1, 3000, 1));
-    EXPECT_EQ(Take(63)->m_Data, Message(63, 1, 200, 3));
+    EXPECT_EQ(Take(63)->data, Message(63, 1, 3000, 1));
+    EXPECT_EQ(Take(63)->data, Message(63, 1, 200, 3));
     EXPECT_FALSE(Take(63));
     const auto message = Take(0);
     ASSERT_TRUE(message);
-    EXPECT_EQ(message->m_Data, Message(0, 1, 100, 2));
-    EXPECT_STREQ(message->m_szName, "other");
+    EXPECT_EQ(message->data, Message(0, 1, 100, 2));
+    EXPECT_STREQ(message->name, "other");
 }
 
 TEST_F(UdpRouterTest, MessagesForChannelsThatAreNotOpenAreThrownAway)
@@ -331,7 +331,7 @@ TEST_F(UdpRouterTest, MessagesForChannelsThatAreNotOpenAreThrownAway)
     Feed(Message(5, 1, 100, 1));
     m_Router.OpenChannel(5);
     EXPECT_FALSE(Take(5));
-    EXPECT_EQ(m_Counters.m_ulForeign, 1U);
+    EXPECT_EQ(m_Counters.foreign, 1U);
     Feed(Message(5, 1, 100, 2));
     m_Router.CloseChannel(5);
     m_Router.OpenChannel(5);
@@ -355,12 +355,12 @@ TEST_F(UdpRouterTest, FullInboxLosesWhatComesThenAndCountsIt)
     const std::size_t fit = CMessageRouter::INBOX_LIMIT_BYTES / message.size();
     for (std::size_t i = 0; i < fit + 3; ++i)
         Feed(message);
-    EXPECT_EQ(m_Counters.m_ulDropped, 3U);
+    EXPECT_EQ(m_Counters.dropped, 3U);
     Feed(Message(2, 1, 100, 1));
     EXPECT_TRUE(Take(2));
     EXPECT_TRUE(Take(1));
     Feed(message);
-    EXPECT_EQ(m_Counters.m_ulDropped, 3U);
+    EXPECT_EQ(m_Counters.dropped, 3U);
 }
 
 }  // namespace

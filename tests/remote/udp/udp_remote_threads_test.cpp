@@ -53,54 +53,54 @@ class CGate
 };
 
 /// What the renderer was asked for, shared by all renderers of a test.
-struct XRenderLog {
-    std::mutex m_cs;
-    std::vector<std::pair<std::int32_t, std::int32_t>> m_Created;
-    std::vector<HWND> m_Shown;
-    TestPicture m_Last;
-    int m_iSurfaces = 0;                   // alive
-    std::function<void()> m_OnCreate;      // called in CreateSurface, under m_cs
-    CGate* m_pGate = nullptr;              // each picture has to pass it
-    EShowing m_Showing = EShowing::Shown;  // what becomes of the pictures
+struct RenderLog {
+    std::mutex lock;
+    std::vector<std::pair<std::int32_t, std::int32_t>> created;
+    std::vector<HWND> shown;
+    TestPicture last;
+    int surfaces = 0;                    // alive
+    std::function<void()> onCreate;      // called in CreateSurface, under m_cs
+    CGate* gate = nullptr;               // each picture has to pass it
+    EShowing showing = EShowing::Shown;  // what becomes of the pictures
 };
 
 class CLoggingRender final : public CRender
 {
   public:
-    explicit CLoggingRender(XRenderLog& log) : m_Log(log) {}
+    explicit CLoggingRender(RenderLog& log) : m_Log(log) {}
     std::int32_t DisplayClient(const CodecFrame* frame, CSurface* surface, HWND window) override
     {
         CGate* gate = nullptr;
         {
-            const std::lock_guard lock(m_Log.m_cs);
-            gate = m_Log.m_pGate;
+            const std::lock_guard lock(m_Log.lock);
+            gate = m_Log.gate;
         }
         if (gate != nullptr) gate->Pass();
-        const std::lock_guard lock(m_Log.m_cs);
+        const std::lock_guard lock(m_Log.lock);
         EXPECT_NE(surface, nullptr);
-        m_Log.m_Shown.push_back(window);
-        surface->m_Showing = m_Log.m_Showing;
-        if (frame->data[0] != nullptr) m_Log.m_Last = CopyPicture(*frame);
+        m_Log.shown.push_back(window);
+        surface->m_Showing = m_Log.showing;
+        if (frame->data[0] != nullptr) m_Log.last = CopyPicture(*frame);
         return 0;
     }
     CSurface* CreateSurface(std::int32_t width, std::int32_t height) override
     {
-        const std::lock_guard lock(m_Log.m_cs);
-        m_Log.m_Created.emplace_back(width, height);
-        if (m_Log.m_OnCreate) m_Log.m_OnCreate();
-        ++m_Log.m_iSurfaces;
+        const std::lock_guard lock(m_Log.lock);
+        m_Log.created.emplace_back(width, height);
+        if (m_Log.onCreate) m_Log.onCreate();
+        ++m_Log.surfaces;
         return new CSurface(width, height);
     }
     void DestroySurface(CSurface* surface) override
     {
-        const std::lock_guard lock(m_Log.m_cs);
-        --m_Log.m_iSurfaces;
+        const std::lock_guard lock(m_Log.lock);
+        --m_Log.surfaces;
         delete surface;
     }
     std::int32_t SaveSnapshot(std::string, CSurface*) override { return 0; }
 
   private:
-    XRenderLog& m_Log;
+    RenderLog& m_Log;
 };
 
 class CTellingObserver final : public CObserver
@@ -156,7 +156,7 @@ class UdpRemoteTest : public testing::Test
     ~UdpRemoteTest() override
     {
         m_pChannel.reset();
-        EXPECT_EQ(m_Log.m_iSurfaces, 0);
+        EXPECT_EQ(m_Log.surfaces, 0);
         ReleaseRender();
         SetRenderFactory({});
         RemoveAllCells();
@@ -165,11 +165,11 @@ class UdpRemoteTest : public testing::Test
     }
 
     /// A session on the test's clock. Without shared receiving no request is ever repeated, however soon.
-    XSessionOptions Options(bool shared)
+    SessionOptions Options(bool shared)
     {
-        XSessionOptions options = m_Machine.Options(shared);
-        options.m_P2P.m_pClock = &m_Clock;
-        if (!shared) options.m_ulRequestRepeatMs = 1;
+        SessionOptions options = m_Machine.Options(shared);
+        options.p2p.clock = &m_Clock;
+        if (!shared) options.requestRepeatMs = 1;
         return options;
     }
 
@@ -196,12 +196,12 @@ class UdpRemoteTest : public testing::Test
 
     bool WaitForShown(std::uint64_t count)
     {
-        return WaitUntil([&] { return m_pChannel->GetCounters().m_ulShown >= count; });
+        return WaitUntil([&] { return m_pChannel->GetCounters().shown >= count; });
     }
     bool IsCellFree() const { return !GetCells().empty() && !GetCells()[0].m_bUsed; }
 
     CTestFolder m_Folder;
-    XRenderLog m_Log;
+    RenderLog m_Log;
     CTellingObserver m_Observer;
     CScriptedMachine m_Machine{"4711"};
     CShiftedClock m_Clock;
@@ -221,14 +221,14 @@ TEST_F(UdpRemoteTest, DecodesAndShowsWhatArrivesInTheChannelsWindow)
     }
     ASSERT_TRUE(WaitForShown(m_Stream.size()));
     EXPECT_EQ(m_Machine.Requests(), std::vector<std::int32_t>{0});
-    EXPECT_EQ(m_pChannel->GetCounters().m_ulDecoded, m_Stream.size());
-    EXPECT_EQ(m_pChannel->GetCounters().m_ulRefused, 0U);
-    EXPECT_GE(m_pChannel->GetCounters().m_iFirstPictureMs, 0);
+    EXPECT_EQ(m_pChannel->GetCounters().decoded, m_Stream.size());
+    EXPECT_EQ(m_pChannel->GetCounters().refused, 0U);
+    EXPECT_GE(m_pChannel->GetCounters().firstPictureMs, 0);
     {
-        const std::lock_guard lock(m_Log.m_cs);
-        EXPECT_EQ(m_Log.m_Created, (std::vector<std::pair<std::int32_t, std::int32_t>>{{176, 144}}));
-        EXPECT_TRUE(std::ranges::all_of(m_Log.m_Shown, [](HWND window) { return window == CELL; }));
-        EXPECT_GT(ComparePlane(m_Log.m_Last, oracle.Picture(), 0).dPsnr, 30);
+        const std::lock_guard lock(m_Log.lock);
+        EXPECT_EQ(m_Log.created, (std::vector<std::pair<std::int32_t, std::int32_t>>{{176, 144}}));
+        EXPECT_TRUE(std::ranges::all_of(m_Log.shown, [](HWND window) { return window == CELL; }));
+        EXPECT_GT(ComparePlane(m_Log.last, oracle.Picture(), 0).dPsnr, 30);
     }
 }
 
@@ -237,7 +237,7 @@ TEST_F(UdpRemoteTest, StreamRequestIsTheHeaderWordAndTheChannelNumber)
     auto channel = MakeChannel(5);
     OpenAndWait(*channel);
     Bytes request;
-    for (const Bytes& datagram : m_Machine.Peer().Received())
+    for (const Bytes& datagram : m_Machine.Peer().GetReceived())
         if (TypeOf(datagram) == P2PMSG_DATA && datagram.size() > 96)
             request.assign(datagram.begin() + 96, datagram.end());
     EXPECT_EQ(request, (Bytes{8, 0, 0, 0x45, 5, 0, 0, 0}));
@@ -253,7 +253,7 @@ TEST_F(UdpRemoteTest, ChannelOfNetId0ReachesThePeer0)
     channel.Open();
     EXPECT_TRUE(machine.WaitForRequest(0));
     ASSERT_TRUE(machine.Server().WaitFor(P2PMSG_PUNCH));
-    for (const Bytes& datagram : machine.Server().Received())
+    for (const Bytes& datagram : machine.Server().GetReceived())
         if (TypeOf(datagram) == P2PMSG_PUNCH) {
             ASSERT_EQ(datagram.size(), 129U);
             EXPECT_STREQ(reinterpret_cast<const char*>(datagram.data() + 96), "0");
@@ -279,8 +279,8 @@ TEST_F(UdpRemoteTest, CloseWhileDataFlowsEndsTheThreadAndGivesEverythingBack)
     EXPECT_TRUE(IsCellFree());
     EXPECT_FALSE(m_pSession->IsReceiveLockTaken());
     {
-        const std::lock_guard lock(m_Log.m_cs);
-        EXPECT_EQ(m_Log.m_iSurfaces, 0);
+        const std::lock_guard lock(m_Log.lock);
+        EXPECT_EQ(m_Log.surfaces, 0);
     }
     EXPECT_EQ(m_pChannel->GetState()->m_pDecoder, nullptr);
     EXPECT_EQ(m_Observer.Messages(), (std::vector<std::string>{"IDS_DeviceOpened", "", "IDS_DeviceClosed"}));
@@ -363,8 +363,8 @@ TEST_F(UdpRemoteTest, ChannelThatIsToEndOpensNoPictureWhateverComes)
     m_pChannel->GetState()->m_bRunning = false;
     m_Machine.SendMessage(MakeUdpMessage(0, 1, Bytes{0, 0, 1, 0xB6, 1, 2, 3, 4}));
     ASSERT_TRUE(WaitUntil([&] { return IsCellFree(); }));
-    const std::lock_guard lock(m_Log.m_cs);
-    EXPECT_TRUE(m_Log.m_Created.empty());
+    const std::lock_guard lock(m_Log.lock);
+    EXPECT_TRUE(m_Log.created.empty());
 }
 
 TEST_F(UdpRemoteTest, CloseEndsThePunchingOfAPath)
@@ -404,7 +404,7 @@ TEST_F(UdpRemoteTest, ChannelsThatAreToldTogetherEndSideBySideWhileDataFlows)
         for (std::size_t i = 0; flowing; ++i)
             SendPicture(static_cast<std::int32_t>(i % 16), i / 16);
     });
-    ASSERT_TRUE(WaitUntil([&] { return m_pSession->GetCounters().m_ulForeign > 32; }));
+    ASSERT_TRUE(WaitUntil([&] { return m_pSession->GetCounters().foreign > 32; }));
     for (const auto& channel : channels)
         channel->LetGo();
     for (const auto& channel : channels)
@@ -424,7 +424,7 @@ class UdpHeldRemoteTest : public UdpRemoteTest
   protected:
     UdpHeldRemoteTest()
     {
-        m_Log.m_pGate = &m_Gate;
+        m_Log.gate = &m_Gate;
         OpenAndWait(*m_pChannel);
         SendPicture(0, 0);
         EXPECT_TRUE(WaitUntil([&] { return m_Gate.Arrived() == 1; }));
@@ -486,10 +486,10 @@ TEST_F(UdpRemoteTest, LostReplyIsWaitedForThoughPicturesComeUntilTheChannelIsOpe
     OpenAndWait(*m_pChannel);
     for (std::uint64_t i = 1; i <= 20; ++i) {
         m_Machine.SendMessage(MakeUdpMessage(0, 1, Bytes(5000, 7)));
-        ASSERT_TRUE(WaitUntil([&] { return m_pSession->GetCounters().m_ulDropped == i; }));
+        ASSERT_TRUE(WaitUntil([&] { return m_pSession->GetCounters().dropped == i; }));
     }
-    EXPECT_EQ(m_pSession->GetCounters().m_ulMessages, 0U);
-    EXPECT_EQ(m_pSession->GetCounters().m_ulDatagrams, 100U);
+    EXPECT_EQ(m_pSession->GetCounters().messages, 0U);
+    EXPECT_EQ(m_pSession->GetCounters().datagrams, 100U);
     EXPECT_EQ(m_Machine.Requests().size(), 1U);
     EXPECT_EQ(m_pChannel->GetStatus(), STATUS_OPEN);
     m_pChannel->SetCloseWait(20000);
@@ -509,11 +509,11 @@ TEST_F(UdpRemoteTest, SmallPicturePassesForALostReplyAsIntended)
     OpenAndWait(*m_pChannel);
     m_Machine.SendMessage(MakeUdpMessage(0, 1, Bytes{0, 0, 1, 0xB6, 1, 2, 3, 4}));
     ASSERT_TRUE(WaitUntil([&] {
-        const std::lock_guard lock(m_Log.m_cs);
-        return !m_Log.m_Created.empty();
+        const std::lock_guard lock(m_Log.lock);
+        return !m_Log.created.empty();
     }));
-    const std::lock_guard lock(m_Log.m_cs);
-    EXPECT_EQ(m_Log.m_Created, (std::vector<std::pair<std::int32_t, std::int32_t>>{{0, 0xB601}}));
+    const std::lock_guard lock(m_Log.lock);
+    EXPECT_EQ(m_Log.created, (std::vector<std::pair<std::int32_t, std::int32_t>>{{0, 0xB601}}));
 }
 
 TEST_F(UdpRemoteTest, DestructionOfAnOpenChannelEndsItsThread)
@@ -566,10 +566,10 @@ TEST_F(UdpRemoteTest, BadVideoIsRefusedAndTheNextPictureIsShown)
     m_Machine.SendMessage(lengthless);
     SendPicture(0, 0);
     ASSERT_TRUE(WaitUntil([&] {
-        const std::lock_guard lock(m_Log.m_cs);
-        return m_Log.m_Last.iWidth == 176;
+        const std::lock_guard lock(m_Log.lock);
+        return m_Log.last.width == 176;
     }));
-    EXPECT_EQ(m_pChannel->GetCounters().m_ulMessages, 4U);
+    EXPECT_EQ(m_pChannel->GetCounters().messages, 4U);
 }
 
 TEST_F(UdpRemoteTest, DecoderGetsTheMessageWithoutItsHeaderWordAndNothingBehindIt)
@@ -581,7 +581,7 @@ TEST_F(UdpRemoteTest, DecoderGetsTheMessageWithoutItsHeaderWordAndNothingBehindI
     // shown once more.
     m_Machine.SendMessage(MakeUdpMessage(0, 1, {}));
     ASSERT_TRUE(WaitForShown(2));
-    EXPECT_EQ(m_pChannel->GetCounters().m_ulRefused, 0U);
+    EXPECT_EQ(m_pChannel->GetCounters().refused, 0U);
 }
 
 TEST_F(UdpRemoteTest, DatagramOfOneByteDoesNoHarm)
@@ -594,33 +594,33 @@ TEST_F(UdpRemoteTest, DatagramOfOneByteDoesNoHarm)
 
 TEST_F(UdpRemoteTest, ReplyOfSizeZeroIsTakenAsItIsAndShowsNoPicture)
 {
-    m_Machine.m_usWidth = 0;
-    m_Machine.m_usHeight = 0;
+    m_Machine.m_Width = 0;
+    m_Machine.m_Height = 0;
     OpenAndWait(*m_pChannel);
     SendPicture(0, 0);
     const auto& counters = m_pChannel->GetCounters();
-    ASSERT_TRUE(WaitUntil([&] { return counters.m_ulDecoded + counters.m_ulRefused == 1; }));
-    const std::lock_guard lock(m_Log.m_cs);
-    EXPECT_EQ(m_Log.m_Created, (std::vector<std::pair<std::int32_t, std::int32_t>>{{0, 0}}));
-    EXPECT_EQ(m_Log.m_Last.iWidth, 0);
+    ASSERT_TRUE(WaitUntil([&] { return counters.decoded + counters.refused == 1; }));
+    const std::lock_guard lock(m_Log.lock);
+    EXPECT_EQ(m_Log.created, (std::vector<std::pair<std::int32_t, std::int32_t>>{{0, 0}}));
+    EXPECT_EQ(m_Log.last.width, 0);
 }
 
 TEST_F(UdpRemoteTest, ReplyWithASizeBeyondTheLimitLeavesTheChannelOpenAndRefusesItsPictures)
 {
     CDebugText debug;
-    m_Machine.m_usWidth = 16384;
-    m_Machine.m_usHeight = 16384;
+    m_Machine.m_Width = 16384;
+    m_Machine.m_Height = 16384;
     OpenAndWait(*m_pChannel);
     SendPicture(0, 0);
     SendPicture(0, 1);
-    ASSERT_TRUE(WaitUntil([&] { return m_pChannel->GetCounters().m_ulRefused == 2; }));
+    ASSERT_TRUE(WaitUntil([&] { return m_pChannel->GetCounters().refused == 2; }));
     EXPECT_EQ(m_pChannel->GetStatus(), STATUS_OPEN);
-    EXPECT_EQ(m_pChannel->GetCounters().m_iWidth, 16384);
-    EXPECT_EQ(m_pChannel->GetCounters().m_ulDecoded, 0U);
+    EXPECT_EQ(m_pChannel->GetCounters().width, 16384);
+    EXPECT_EQ(m_pChannel->GetCounters().decoded, 0U);
     EXPECT_EQ(m_Machine.Requests().size(), 1U);
     {
-        const std::lock_guard lock(m_Log.m_cs);
-        EXPECT_TRUE(m_Log.m_Created.empty());
+        const std::lock_guard lock(m_Log.lock);
+        EXPECT_TRUE(m_Log.created.empty());
     }
     const std::string text = debug.Text();
     const auto first = text.find("16384 x 16384");
@@ -631,7 +631,7 @@ TEST_F(UdpRemoteTest, ReplyWithASizeBeyondTheLimitLeavesTheChannelOpenAndRefuses
 TEST_F(UdpRemoteTest, ExceptionInTheLinkThreadEndsItsChannelAloneWithALineInTheLog)
 {
     CDebugText debug;
-    m_Log.m_OnCreate = [] { throw std::bad_alloc(); };
+    m_Log.onCreate = [] { throw std::bad_alloc(); };
     OpenAndWait(*m_pChannel);
     ASSERT_TRUE(WaitUntil([&] { return IsCellFree(); }));
     ASSERT_TRUE(WaitUntil([&] { return m_pChannel->GetStatus() == STATUS_CLOSED; }));
@@ -639,8 +639,8 @@ TEST_F(UdpRemoteTest, ExceptionInTheLinkThreadEndsItsChannelAloneWithALineInTheL
     EXPECT_EQ(m_pChannel->GetState()->m_pDecoder, nullptr);
     EXPECT_NE(debug.Text().find("channel 1 of 4711 ends: std::bad_alloc"), std::string::npos) << debug.Text();
     {
-        const std::lock_guard lock(m_Log.m_cs);
-        m_Log.m_OnCreate = {};
+        const std::lock_guard lock(m_Log.lock);
+        m_Log.onCreate = {};
     }
     OpenAndWait(*m_pChannel);  // and may be opened again
     SendPicture(0, 0);
@@ -653,9 +653,9 @@ TEST_F(UdpRemoteTest, WithoutARendererPicturesAreDecodedAndNotShown)
     SetRenderFactory([] { return std::unique_ptr<CRender>(); });
     OpenAndWait(*m_pChannel);
     SendPicture(0, 0);
-    ASSERT_TRUE(WaitUntil([&] { return m_pChannel->GetCounters().m_ulDecoded == 1; }));
-    EXPECT_EQ(m_pChannel->GetCounters().m_ulShown, 0U);
-    EXPECT_EQ(m_pChannel->GetCounters().m_iFirstPictureMs, -1);
+    ASSERT_TRUE(WaitUntil([&] { return m_pChannel->GetCounters().decoded == 1; }));
+    EXPECT_EQ(m_pChannel->GetCounters().shown, 0U);
+    EXPECT_EQ(m_pChannel->GetCounters().firstPictureMs, -1);
 }
 
 // The key counts at the opening of each stream.
@@ -678,10 +678,10 @@ TEST_F(UdpRemoteTest, StandardChromaIsAsTheSettingsSayWhenTheStreamOpens)
         OpenAndWait(*channel);
         for (std::size_t i = 0; i < m_Stream.size(); ++i)
             SendPicture(0, i);
-        ASSERT_TRUE(WaitUntil([&] { return channel->GetCounters().m_ulShown == m_Stream.size(); }));
-        const std::lock_guard lock(m_Log.m_cs);
+        ASSERT_TRUE(WaitUntil([&] { return channel->GetCounters().shown == m_Stream.size(); }));
+        const std::lock_guard lock(m_Log.lock);
         for (std::size_t plane = 0; plane < 3; ++plane)
-            EXPECT_EQ(m_Log.m_Last.Plane[plane], expected[static_cast<std::size_t>(on)].Plane[plane])
+            EXPECT_EQ(m_Log.last.Plane[plane], expected[static_cast<std::size_t>(on)].Plane[plane])
                 << on << plane;
     }
 }
@@ -693,27 +693,27 @@ TEST_F(UdpRemoteTest, PicturesAreCountedByWhatBecameOfThem)
     std::uint32_t picture = 0;
     const auto send = [&](EShowing showing) {
         {
-            const std::lock_guard lock(m_Log.m_cs);
-            m_Log.m_Showing = showing;
+            const std::lock_guard lock(m_Log.lock);
+            m_Log.showing = showing;
         }
         const std::uint64_t decoded = ++picture;
         SendPicture(0, 0);
         ASSERT_TRUE(WaitUntil([&] {
-            const std::lock_guard lock(m_Log.m_cs);
-            return m_Log.m_Shown.size() == decoded;
+            const std::lock_guard lock(m_Log.lock);
+            return m_Log.shown.size() == decoded;
         }));
     };
     for (const EShowing showing : {EShowing::WithoutCell, EShowing::NotConvertible, EShowing::NotConvertible,
                                    EShowing::Dropped, EShowing::None})
         send(showing);
-    EXPECT_EQ(counters.m_iFirstPictureMs, -1);
+    EXPECT_EQ(counters.firstPictureMs, -1);
     for (int i = 0; i < 4; ++i)
         send(EShowing::Shown);
-    ASSERT_TRUE(WaitUntil([&] { return counters.m_ulShown == 4; }));
-    EXPECT_EQ(counters.m_ulDecoded, 9U);
-    EXPECT_EQ(counters.m_ulWithoutCell, 1U);
-    EXPECT_EQ(counters.m_ulNotConvertible, 2U);
-    EXPECT_GE(counters.m_iFirstPictureMs, 0);
+    ASSERT_TRUE(WaitUntil([&] { return counters.shown == 4; }));
+    EXPECT_EQ(counters.decoded, 9U);
+    EXPECT_EQ(counters.withoutCell, 1U);
+    EXPECT_EQ(counters.notConvertible, 2U);
+    EXPECT_GE(counters.firstPictureMs, 0);
 }
 
 TEST_F(UdpRemoteTest, RendererThatTheGridLetGoServesTheOpenChannel)
@@ -765,8 +765,8 @@ TEST_F(UdpRemoteTest, OneChannelReceivesAtATimeByDefaultAsIntended)
         SendPicture(0, i + 1);
     }
     ASSERT_TRUE(WaitForShown(6));
-    EXPECT_EQ(second->GetCounters().m_ulMessages, 0U);
-    EXPECT_GE(m_pSession->GetCounters().m_ulForeign, 5U);
+    EXPECT_EQ(second->GetCounters().messages, 0U);
+    EXPECT_GE(m_pSession->GetCounters().foreign, 5U);
     second->Close();
 }
 
@@ -808,16 +808,16 @@ TEST_F(UdpSharedRemoteTest, AllOpenChannelsPlayAtOnce)
         for (std::int32_t i = 0; i < 16; ++i)
             SendPicture(i, picture);
     for (const auto& channel : channels) {
-        EXPECT_TRUE(WaitUntil([&] { return channel->GetCounters().m_ulShown == m_Stream.size(); }));
-        EXPECT_EQ(channel->GetCounters().m_ulRefused, 0U);
+        EXPECT_TRUE(WaitUntil([&] { return channel->GetCounters().shown == m_Stream.size(); }));
+        EXPECT_EQ(channel->GetCounters().refused, 0U);
     }
 }
 
 TEST_F(UdpSharedRemoteTest, RequestIsRepeatedUntilAReplyComes)
 {
-    EXPECT_EQ(XSessionOptions{}.m_ulRequestRepeatMs, 3000U);
-    XSessionOptions options = Options(true);
-    options.m_ulRequestRepeatMs = 20;
+    EXPECT_EQ(SessionOptions{}.requestRepeatMs, 3000U);
+    SessionOptions options = Options(true);
+    options.requestRepeatMs = 20;
     m_pSession = std::make_shared<CP2PSession>(options);
     m_pSession->Start("12345");
     m_Machine.m_bReplies = false;
@@ -826,7 +826,7 @@ TEST_F(UdpSharedRemoteTest, RequestIsRepeatedUntilAReplyComes)
     m_pChannel->Open();
     ASSERT_TRUE(m_Machine.WaitForRequest(0, 3));
     m_Machine.m_bReplies = true;
-    ASSERT_TRUE(WaitUntil([&] { return m_pChannel->GetCounters().m_iWidth == 176; }));
+    ASSERT_TRUE(WaitUntil([&] { return m_pChannel->GetCounters().width == 176; }));
     SendPicture(0, 0);
     EXPECT_TRUE(WaitForShown(1));
 }
@@ -837,7 +837,7 @@ class UdpAgeTest : public UdpSharedRemoteTest
   protected:
     UdpAgeTest()
     {
-        m_Log.m_pGate = &m_Gate;
+        m_Log.gate = &m_Gate;
         OpenAndWait(*m_pChannel);
         SendPicture(0, 0);
         EXPECT_TRUE(WaitUntil([&] { return m_Gate.Arrived() == 1; }));
@@ -860,9 +860,9 @@ TEST_F(UdpAgeTest, PicturesOlderThanTwoSecondsAreSkippedUpToTheNextKeyPictureAnd
     SendPicture(0, 1);
     m_Gate.Open();
     ASSERT_TRUE(WaitForShown(3));
-    EXPECT_EQ(Counters().m_ulSkipped, 4U);
-    EXPECT_EQ(Counters().m_ulDecoded, 3U);
-    EXPECT_EQ(Counters().m_ulRefused, 0U);
+    EXPECT_EQ(Counters().skipped, 4U);
+    EXPECT_EQ(Counters().decoded, 3U);
+    EXPECT_EQ(Counters().refused, 0U);
 }
 
 TEST_F(UdpAgeTest, PicturesOfTwoSecondsAreShown)
@@ -872,7 +872,7 @@ TEST_F(UdpAgeTest, PicturesOfTwoSecondsAreShown)
     m_Clock.Advance(2000);
     m_Gate.Open();
     ASSERT_TRUE(WaitForShown(4));
-    EXPECT_EQ(Counters().m_ulSkipped, 0U);
+    EXPECT_EQ(Counters().skipped, 0U);
 }
 
 TEST_F(UdpHeldRemoteTest, WithoutSharedReceivingNothingIsSkippedHoweverOld)
@@ -882,7 +882,7 @@ TEST_F(UdpHeldRemoteTest, WithoutSharedReceivingNothingIsSkippedHoweverOld)
     m_Clock.Advance(100000);
     m_Gate.Open();
     ASSERT_TRUE(WaitForShown(4));
-    EXPECT_EQ(m_pChannel->GetCounters().m_ulSkipped, 0U);
+    EXPECT_EQ(m_pChannel->GetCounters().skipped, 0U);
 }
 
 TEST_F(UdpSharedRemoteTest, CloseOfASilentChannelEndsItsThreadAtOnce)
@@ -906,8 +906,8 @@ TEST_F(UdpSharedRemoteTest, PicturesOfAnEarlierOpeningAreNotTakenForTheReply)
     m_Machine.SendMessage(MakeUdpMessage(0, 1, reply));
     SendPicture(0, 0);
     ASSERT_TRUE(WaitForShown(1));
-    const std::lock_guard lock(m_Log.m_cs);
-    EXPECT_EQ(m_Log.m_Created, (std::vector<std::pair<std::int32_t, std::int32_t>>{{176, 144}}));
+    const std::lock_guard lock(m_Log.lock);
+    EXPECT_EQ(m_Log.created, (std::vector<std::pair<std::int32_t, std::int32_t>>{{176, 144}}));
 }
 
 TEST_F(UdpSharedRemoteTest, ChannelsOpenAndCloseManyTimes)

@@ -24,7 +24,7 @@ TEST_F(UdpStartTest, FullSuccessConnects)
     EXPECT_TRUE(session.IsConnected());
     EXPECT_EQ(m_Debug.Text(), "");
     ASSERT_TRUE(machine.Server().WaitFor(P2PMSG_LOGIN));
-    EXPECT_EQ(NameOf(machine.Server().Received()[0]), "12345");
+    EXPECT_EQ(NameOf(machine.Server().GetReceived()[0]), "12345");
 }
 
 TEST_F(UdpStartTest, SecondStartFailsAtTheSocket)
@@ -41,8 +41,8 @@ TEST_F(UdpStartTest, ServerThatNeverAcknowledgesFailsTheLogin)
 {
     CScriptedPeer server("127.0.0.1");
     CStepClock clock;
-    XSessionOptions options;
-    options.m_P2P = {server.Port(), &clock};
+    SessionOptions options;
+    options.p2p = {server.Port(), &clock};
     CP2PSession session(options);
     session.Start("12345");
     EXPECT_FALSE(session.IsConnected());
@@ -56,8 +56,8 @@ TEST_F(UdpStartTest, ListThatNeverEndsFailsTheStart)
     });
     CP2PSession* started = nullptr;
     CStepClock clock([&] { WaitUntil([&] { return started->IsLoggedIn(); }); });
-    XSessionOptions options;
-    options.m_P2P = {server.Port(), &clock};
+    SessionOptions options;
+    options.p2p = {server.Port(), &clock};
     CP2PSession session(options);
     started = &session;
     session.Start("12345");
@@ -79,7 +79,7 @@ class UdpSessionTest : public testing::Test
     std::vector<std::size_t> DataSizes()
     {
         std::vector<std::size_t> sizes;
-        for (const Bytes& datagram : m_Machine.Peer().Received())
+        for (const Bytes& datagram : m_Machine.Peer().GetReceived())
             if (TypeOf(datagram) == P2PMSG_DATA && datagram.size() > P2P_HEADER_BYTES)
                 sizes.push_back(datagram.size() - P2P_HEADER_BYTES);
         return sizes;
@@ -153,7 +153,7 @@ TEST_F(UdpSessionTest, ReplyWithDirection0OnTheRightChannelIsSkipped)
     m_Machine.SendMessage(MakeUdpMessage(2, 0, Bytes(10, 1)));
     m_Machine.SendMessage(MakeUdpMessage(2, 1, Bytes(10, 2)));
     EXPECT_EQ(Receive(2), MakeUdpMessage(2, 1, Bytes(10, 2)));
-    EXPECT_EQ(m_Session.GetCounters().m_ulForeign, 1U);
+    EXPECT_EQ(m_Session.GetCounters().foreign, 1U);
 }
 
 TEST_F(UdpSessionTest, MessageForAnotherChannelIsThrownAway)
@@ -168,7 +168,7 @@ TEST_F(UdpSessionTest, MessageAboveTheLimitIsDroppedAndCounted)
     m_Machine.SendMessage(MakeUdpMessage(2, 1, Bytes(MESSAGE_LIMIT_BYTES - 3, 1)));
     m_Machine.SendMessage(MakeUdpMessage(2, 1, Bytes(MESSAGE_LIMIT_BYTES - 4, 2)));
     EXPECT_EQ(Receive(2).size(), MESSAGE_LIMIT_BYTES);
-    EXPECT_EQ(m_Session.GetCounters().m_ulDropped, 1U);
+    EXPECT_EQ(m_Session.GetCounters().dropped, 1U);
 }
 
 TEST_F(UdpSessionTest, MessageThatDoesNotFitASmallBufferIsDroppedAndCounted)
@@ -176,7 +176,7 @@ TEST_F(UdpSessionTest, MessageThatDoesNotFitASmallBufferIsDroppedAndCounted)
     m_Machine.SendMessage(MakeUdpMessage(2, 1, Bytes(5000, 1)));
     m_Machine.SendMessage(MakeUdpMessage(2, 1, Bytes(4, 2)));
     EXPECT_EQ(Receive(2, 1, 1024), MakeUdpMessage(2, 1, Bytes(4, 2)));
-    EXPECT_EQ(m_Session.GetCounters().m_ulDropped, 1U);
+    EXPECT_EQ(m_Session.GetCounters().dropped, 1U);
 }
 
 TEST_F(UdpSessionTest, LostDatagramIsMadeUpFromTheNextMessage)
@@ -272,7 +272,7 @@ class UdpSharedSessionTest : public UdpSessionTest
     Bytes Take(int channel, const P2PCancel* cancel = nullptr)
     {
         auto message = m_Session.TakeMessage(channel, 1, cancel);
-        return message ? std::move(message->m_Data) : Bytes{};
+        return message ? std::move(message->data) : Bytes{};
     }
 };
 
@@ -298,9 +298,9 @@ TEST_F(UdpSharedSessionTest, WrongDirectionIsSkipped)
     m_Machine.SendMessage(MakeUdpMessage(2, 1, Bytes(4, 2)));
     const auto message = m_Session.TakeMessage(2, 1);
     ASSERT_TRUE(message);
-    EXPECT_EQ(message->m_Data, MakeUdpMessage(2, 1, Bytes(4, 2)));
-    EXPECT_STREQ(message->m_szName, "7");
-    EXPECT_EQ(m_Session.GetCounters().m_ulForeign, 1U);
+    EXPECT_EQ(message->data, MakeUdpMessage(2, 1, Bytes(4, 2)));
+    EXPECT_STREQ(message->name, "7");
+    EXPECT_EQ(m_Session.GetCounters().foreign, 1U);
 }
 
 TEST_F(UdpSharedSessionTest, DatagramOfAStrangerDoesNotPutAStreamOutOfStep)

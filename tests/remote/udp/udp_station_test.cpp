@@ -75,7 +75,7 @@ TEST_F(UdpStationTest, ConnectTakesNetIdAndChannelCountAndStartsTheSession)
     EXPECT_EQ(station->GetChannelCount(), 16);
     EXPECT_TRUE(station->GetSession()->IsConnected());
     ASSERT_TRUE(m_Machine.Server().WaitFor(P2PMSG_LOGIN));
-    EXPECT_FALSE(NameOf(m_Machine.Server().Received()[0]).empty());
+    EXPECT_FALSE(NameOf(m_Machine.Server().GetReceived()[0]).empty());
 }
 
 TEST_F(UdpStationTest, SecondConnectKeepsTheSession)
@@ -105,10 +105,10 @@ TEST_F(UdpStationTest, OwnNameIsTheSumOfWhatTheProcessorTells)
     const auto station = Connected("1.2.3.4:1:x", "4711");
     EXPECT_EQ(sched_setaffinity(0, sizeof former, &former), 0);
     const std::uint32_t sum = registers[0] * 4096 + registers[1] * 256 + registers[2] * 16 + registers[3];
-    char szName[33];
-    std::snprintf(szName, sizeof szName, "%ld", static_cast<long>(static_cast<std::int32_t>(sum)));
+    char name[33];
+    std::snprintf(name, sizeof name, "%ld", static_cast<long>(static_cast<std::int32_t>(sum)));
     ASSERT_TRUE(m_Machine.Server().WaitFor(P2PMSG_LOGIN));
-    EXPECT_EQ(NameOf(m_Machine.Server().Received()[0]), szName);
+    EXPECT_EQ(NameOf(m_Machine.Server().GetReceived()[0]), name);
 }
 #endif
 
@@ -151,8 +151,8 @@ TEST_F(UdpStationTest, SessionThatDoesNotStartLeavesTheConnectTrue)
     CScriptedDirectory directory("a:2:b");
     CScriptedPeer silent("127.0.0.1");
     CStepClock clock;
-    XSessionOptions options;
-    options.m_P2P = {silent.Port(), &clock};
+    SessionOptions options;
+    options.p2p = {silent.Port(), &clock};
     CUdpRemoteStation station(directory.m_Endpoints, options);
     EXPECT_TRUE(station.Connect("4711", 10060, 10061));
     EXPECT_FALSE(station.GetSession()->IsConnected());
@@ -163,9 +163,8 @@ TEST_F(UdpStationTest, ServersComeFromTheSettings)
 {
     CScriptedDirectory directory("a:3:b");
     WriteConfig("system.ini", "[System]\nLanguage=eng\nDirectoryServer=localhost\nDirectoryPort=" +
-                                  std::to_string(directory.m_Endpoints.m_usDirectoryPort) +
-                                  "\nRendezvousPort=" + std::to_string(m_Machine.Server().Port()) +
-                                  "\nSharedReceive=1\n");
+                                  std::to_string(directory.m_Endpoints.directoryPort) + "\nRendezvousPort=" +
+                                  std::to_string(m_Machine.Server().Port()) + "\nSharedReceive=1\n");
     CUdpRemoteStation station;
     EXPECT_TRUE(station.Connect("4711", 10060, 10061));
     EXPECT_TRUE(station.GetSession()->IsConnected());
@@ -175,11 +174,11 @@ TEST_F(UdpStationTest, ServersComeFromTheSettings)
 
 TEST_F(UdpStationTest, SharedReceivingIsOffByDefault)
 {
-    EXPECT_FALSE(ReadSessionOptions().m_bSharedReceive);
+    EXPECT_FALSE(ReadSessionOptions().sharedReceive);
     WriteConfig("system.ini", "[System]\nSharedReceive=0\n");
-    EXPECT_FALSE(ReadSessionOptions().m_bSharedReceive);
+    EXPECT_FALSE(ReadSessionOptions().sharedReceive);
     WriteConfig("system.ini", "[System]\nSharedReceive=1\n");
-    EXPECT_TRUE(ReadSessionOptions().m_bSharedReceive);
+    EXPECT_TRUE(ReadSessionOptions().sharedReceive);
 }
 
 TEST_F(UdpStationTest, AddressThatIsNoNumberGivesNetId0)

@@ -24,12 +24,12 @@ CScriptedMachine::CScriptedMachine(const std::string& name) : m_strName(name)
     m_pServer = std::make_unique<CScriptedPeer>("127.0.0.1", ServerOf({record}));
 }
 
-XSessionOptions CScriptedMachine::Options(bool sharedReceive)
+SessionOptions CScriptedMachine::Options(bool sharedReceive)
 {
-    XSessionOptions options;
-    options.m_P2P = {m_pServer->Port(), &m_Clock};
-    options.m_strServer = "127.0.0.1";
-    options.m_bSharedReceive = sharedReceive;
+    SessionOptions options;
+    options.p2p = {m_pServer->Port(), &m_Clock};
+    options.server = "127.0.0.1";
+    options.sharedReceive = sharedReceive;
     return options;
 }
 
@@ -47,8 +47,8 @@ void CScriptedMachine::OnDatagram(CScriptedPeer& self, const Bytes& datagram, co
     const std::int32_t channel = datagram[P2P_HEADER_BYTES + 3] & 0x3F;
     if (m_bReplies) {
         Bytes size(4);
-        WriteLittle16(size.data(), m_usWidth);
-        WriteLittle16(size.data() + 2, m_usHeight);
+        WriteLittle16(size.data(), m_Width);
+        WriteLittle16(size.data() + 2, m_Height);
         self.Send(MakeMessage(P2PMSG_DATA, m_strName, MakeUdpMessage(channel, 1, size)), from);
     }
     const std::lock_guard lock(m_cs);

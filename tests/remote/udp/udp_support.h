@@ -48,7 +48,7 @@ class CScriptedMachine
     explicit CScriptedMachine(const std::string& name);
 
     /// Options of a session that finds the machine, with waits that run faster than the machine's clock.
-    XSessionOptions Options(bool sharedReceive = false);
+    SessionOptions Options(bool sharedReceive = false);
 
     /// Cuts the message into datagrams of 1024 bytes and sends them to the client, each acknowledged before the
     /// next.
@@ -64,8 +64,8 @@ class CScriptedMachine
 
     std::atomic<bool> m_bAnswersPunches{true};
     std::atomic<bool> m_bReplies{true};
-    std::atomic<std::uint16_t> m_usWidth{176};
-    std::atomic<std::uint16_t> m_usHeight{144};
+    std::atomic<std::uint16_t> m_Width{176};
+    std::atomic<std::uint16_t> m_Height{144};
 
   private:
     void OnDatagram(CScriptedPeer& self, const Bytes& datagram, const sockaddr_in& from);

@@ -26,9 +26,9 @@ class EglDeviceTest : public testing::Test
         ASSERT_NE(m_Windows.m_pDisplay, nullptr) << "these tests need a display: run them by ./test";
         m_pAdapter = OpenEglSurfaceAdapter();
         ASSERT_NE(m_pAdapter, nullptr);
-        ASSERT_EQ(m_pAdapter->CreateDevice(HWND::Null, 0, {}, m_pDevice), DEVICE_RESULT::Ok);
-        m_pDevice->SetSamplerState(TEXTURE_FILTER::Linear, TEXTURE_FILTER::Linear);
-        m_pSurface = m_pDevice->CreateOffscreenPlainSurface(WIDTH, HEIGHT, SURFACE_FORMAT::X8R8G8B8);
+        ASSERT_EQ(m_pAdapter->CreateDevice(HWND::Null, 0, {}, m_pDevice), EDeviceResult::Ok);
+        m_pDevice->SetSamplerState(ETextureFilter::Linear, ETextureFilter::Linear);
+        m_pSurface = m_pDevice->CreateOffscreenPlainSurface(WIDTH, HEIGHT, ESurfaceFormat::X8R8G8B8);
         ASSERT_NE(m_pSurface, nullptr);
         m_pChain = m_pDevice->CreateAdditionalSwapChain({WIDTH, HEIGHT});
         ASSERT_NE(m_pChain, nullptr);
@@ -39,8 +39,8 @@ class EglDeviceTest : public testing::Test
     // The left half in one colour, the right half in another, the top row white.
     void Fill(std::uint32_t left, std::uint32_t right)
     {
-        XLockedRect locked;
-        ASSERT_TRUE(m_pSurface->Lock(LOCK_MODE::Discard, locked));
+        LockedRect locked;
+        ASSERT_TRUE(m_pSurface->Lock(ELockMode::Discard, locked));
         for (int y = 0; y < HEIGHT; ++y) {
             auto* const row = reinterpret_cast<std::uint32_t*>(locked.bits + std::ptrdiff_t{y} * locked.pitch);
             for (int x = 0; x < WIDTH; ++x)
@@ -51,7 +51,7 @@ class EglDeviceTest : public testing::Test
 
     bool Show(HWND window, const RECT& source = {0, 0, WIDTH, HEIGHT})
     {
-        return m_pDevice->StretchRect(*m_pSurface, source, *m_pBuffer, TEXTURE_FILTER::Linear) &&
+        return m_pDevice->StretchRect(*m_pSurface, source, *m_pBuffer, ETextureFilter::Linear) &&
                m_pChain->Present(window);
     }
 
@@ -65,19 +65,19 @@ class EglDeviceTest : public testing::Test
 
 TEST_F(EglDeviceTest, AdapterTellsTheScreen)
 {
-    XDisplayMode mode;
+    DisplayMode mode;
     ASSERT_TRUE(m_pAdapter->GetAdapterDisplayMode(mode));
     EXPECT_EQ(mode.Width, DisplayWidth(m_Windows.m_pDisplay, DefaultScreen(m_Windows.m_pDisplay)));
-    XDeviceCaps caps;
+    DeviceCaps caps;
     EXPECT_TRUE(m_pAdapter->GetDeviceCaps(caps));
-    EXPECT_EQ(m_pDevice->TestCooperativeLevel(), DEVICE_STATE::Working);
+    EXPECT_EQ(m_pDevice->TestCooperativeLevel(), EDeviceState::Working);
 }
 
 TEST_F(EglDeviceTest, NoteOfWhatPixelsHoldStaysWithThem)
 {
     for (std::uint32_t picture = 1; picture < 4; ++picture) {
-        XLockedRect locked;
-        ASSERT_TRUE(m_pSurface->Lock(LOCK_MODE::Discard, locked));
+        LockedRect locked;
+        ASSERT_TRUE(m_pSurface->Lock(ELockMode::Discard, locked));
         ASSERT_NE(locked.held, nullptr);
         EXPECT_EQ(locked.held->picture, picture - 1);
         locked.held->picture = picture;
@@ -123,7 +123,7 @@ TEST_F(EglDeviceTest, StretchToTheNearestPointMixesNothing)
 {
     const HWND window = m_Windows.Create(0, 640, 480);
     Fill(0x000000, 0x0000FF);
-    ASSERT_TRUE(m_pDevice->StretchRect(*m_pSurface, {0, 0, WIDTH, HEIGHT}, *m_pBuffer, TEXTURE_FILTER::Point));
+    ASSERT_TRUE(m_pDevice->StretchRect(*m_pSurface, {0, 0, WIDTH, HEIGHT}, *m_pBuffer, ETextureFilter::Point));
     ASSERT_TRUE(m_pChain->Present(window));
     EXPECT_PIXEL(window, 320, 479, 0x0000FFU);
     EXPECT_PIXEL(window, 319, 479, 0x000000U);
@@ -167,10 +167,10 @@ TEST_F(EglDeviceTest, WindowThatIsGoneCostsItsFrameOnly)
 TEST_F(EglDeviceTest, PictureBeingWrittenIsNotShown)
 {
     const HWND window = m_Windows.Create(0, 100, 100);
-    XLockedRect locked;
-    ASSERT_TRUE(m_pSurface->Lock(LOCK_MODE::Discard, locked));
-    XLockedRect again;
-    EXPECT_FALSE(m_pSurface->Lock(LOCK_MODE::Discard, again));
+    LockedRect locked;
+    ASSERT_TRUE(m_pSurface->Lock(ELockMode::Discard, locked));
+    LockedRect again;
+    EXPECT_FALSE(m_pSurface->Lock(ELockMode::Discard, again));
     EXPECT_FALSE(Show(window));
     m_pSurface->Unlock(true);
     EXPECT_TRUE(Show(window));
@@ -179,11 +179,11 @@ TEST_F(EglDeviceTest, PictureBeingWrittenIsNotShown)
 TEST_F(EglDeviceTest, ImpossibleSizesAndRectanglesAreRefused)
 {
     for (const std::int32_t size : {0, -1, 1 << 24})
-        EXPECT_EQ(m_pDevice->CreateOffscreenPlainSurface(size, 16, SURFACE_FORMAT::X8R8G8B8), nullptr) << size;
+        EXPECT_EQ(m_pDevice->CreateOffscreenPlainSurface(size, 16, ESurfaceFormat::X8R8G8B8), nullptr) << size;
     EXPECT_EQ(m_pDevice->CreateAdditionalSwapChain({0, 0}), nullptr);
     EXPECT_EQ(m_pChain->GetBackBuffer(1), nullptr);
     for (const RECT& source : {RECT{0, 0, WIDTH + 1, HEIGHT}, RECT{-1, 0, 5, 5}, RECT{5, 5, 5, 5}})
-        EXPECT_FALSE(m_pDevice->StretchRect(*m_pSurface, source, *m_pBuffer, TEXTURE_FILTER::Linear));
+        EXPECT_FALSE(m_pDevice->StretchRect(*m_pSurface, source, *m_pBuffer, ETextureFilter::Linear));
 }
 
 // One context for all: sixteen windows drawn by sixteen threads in turn, under one lock as the renderer has it.
@@ -201,18 +201,18 @@ TEST_F(EglDeviceTest, SixteenThreadsShareTheContext)
             std::shared_ptr<ISwapChain> chain;
             {
                 const std::lock_guard lock(section);
-                surface = m_pDevice->CreateOffscreenPlainSurface(16, 16, SURFACE_FORMAT::X8R8G8B8);
+                surface = m_pDevice->CreateOffscreenPlainSurface(16, 16, ESurfaceFormat::X8R8G8B8);
                 chain = m_pDevice->CreateAdditionalSwapChain({16, 16});
             }
             for (int frame = 0; frame < 10; ++frame) {
-                XLockedRect locked;
-                if (!surface->Lock(LOCK_MODE::Discard, locked)) continue;
+                LockedRect locked;
+                if (!surface->Lock(ELockMode::Discard, locked)) continue;
                 std::fill_n(reinterpret_cast<std::uint32_t*>(locked.bits), 256,
                             static_cast<std::uint32_t>(i * 0x0A0500 + frame));
                 surface->Unlock(true);
                 const std::lock_guard lock(section);
                 m_pDevice->StretchRect(*surface, {0, 0, 16, 16}, *chain->GetBackBuffer(0),
-                                       TEXTURE_FILTER::Linear);
+                                       ETextureFilter::Linear);
                 chain->Present(windows[static_cast<std::size_t>(i)]);
             }
         });

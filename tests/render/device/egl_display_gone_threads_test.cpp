@@ -22,21 +22,21 @@ constexpr int STREAMS = 8;
 constexpr int FRAMES = 100;
 
 // Shared with the threads, one of which might never end.
-struct XWall {
-    std::atomic<bool> m_bStop{false};
-    std::array<std::atomic<int>, STREAMS> m_Frames{};
-    CD3DSurfaceRender m_Render{OpenEglSurfaceAdapter};
+struct Wall {
+    std::atomic<bool> stop{false};
+    std::array<std::atomic<int>, STREAMS> frames{};
+    CD3DSurfaceRender render{OpenEglSurfaceAdapter};
 };
 
 // Whether each stream has come through that many frames more; false when one has not after a minute.
-bool EachRuns(XWall& wall, int frames)
+bool EachRuns(Wall& wall, int frames)
 {
     std::array<int, STREAMS> goal{};
     for (int i = 0; i < STREAMS; ++i)
-        goal[static_cast<std::size_t>(i)] = wall.m_Frames[static_cast<std::size_t>(i)] + frames;
+        goal[static_cast<std::size_t>(i)] = wall.frames[static_cast<std::size_t>(i)] + frames;
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
     for (int i = 0; i < STREAMS; ++i) {
-        while (wall.m_Frames[static_cast<std::size_t>(i)] < goal[static_cast<std::size_t>(i)]) {
+        while (wall.frames[static_cast<std::size_t>(i)] < goal[static_cast<std::size_t>(i)]) {
             if (std::chrono::steady_clock::now() > deadline) return false;
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
@@ -51,18 +51,18 @@ TEST(EglDisplayGoneTest, EveryFrameEndsAndTheRestIsDropped)
     const CTestVariable software("LIBGL_ALWAYS_SOFTWARE", "1");
     auto* const windows = new CXWindows;  // closing its connection would ask the server
     ASSERT_NE(windows->m_pDisplay, nullptr);
-    auto wall = std::make_shared<XWall>();
-    ASSERT_NE(wall->m_Render.Init(HWND{1000}), 0);
+    auto wall = std::make_shared<Wall>();
+    ASSERT_NE(wall->render.Init(HWND{1000}), 0);
     std::vector<std::thread> streams;
     for (int i = 0; i < STREAMS; ++i) {
         streams.emplace_back([wall, i, window = windows->Create(i * 100, 90, 90)] {
             const CTestFrame frame(WIDTH, HEIGHT, 120);
-            CSurface* const surface = wall->m_Render.CreateSurface(WIDTH, HEIGHT);
-            while (!wall->m_bStop) {
-                EXPECT_EQ(wall->m_Render.DisplayClient(&frame.m_Frame, surface, window), 0);
-                ++wall->m_Frames[static_cast<std::size_t>(i)];
+            CSurface* const surface = wall->render.CreateSurface(WIDTH, HEIGHT);
+            while (!wall->stop) {
+                EXPECT_EQ(wall->render.DisplayClient(&frame.m_Frame, surface, window), 0);
+                ++wall->frames[static_cast<std::size_t>(i)];
             }
-            wall->m_Render.DestroySurface(surface);
+            wall->render.DestroySurface(surface);
         });
     }
     const bool drawn = EachRuns(*wall, 5);
@@ -70,7 +70,7 @@ TEST(EglDisplayGoneTest, EveryFrameEndsAndTheRestIsDropped)
     server.Kill();
     const bool alive = EachRuns(*wall, FRAMES);
     EXPECT_TRUE(alive) << "a thread hangs";
-    wall->m_bStop = true;
+    wall->stop = true;
     for (auto& stream : streams)
         alive ? stream.join() : stream.detach();
     EXPECT_TRUE(windows->TakeTexts().empty()) << "frames are dropped in silence";

@@ -22,27 +22,27 @@ TFunction Real(const char* name, TFunction)
 
 GLenum ResetStatus()
 {
-    ++EglDriver().m_iResetQuestions;
-    return EglDriver().m_ResetStatus;
+    ++EglDriver().resetQuestions;
+    return EglDriver().resetStatus;
 }
 
 }  // namespace
 
-XEglDriver& EglDriver()
+DriverState& EglDriver()
 {
-    static XEglDriver driver;
+    static DriverState driver;
     return driver;
 }
 
 void ResetEglDriver()
 {
-    XEglDriver& driver = EglDriver();
-    driver.m_bReportsResets = false;
-    driver.m_ResetStatus = GL_NO_ERROR;
-    driver.m_MakeCurrentError = EGL_SUCCESS;
-    driver.m_SwapError = EGL_SUCCESS;
-    driver.m_iMostContexts = driver.m_iContexts.load();
-    driver.m_iResetQuestions = 0;
+    DriverState& driver = EglDriver();
+    driver.reportsResets = false;
+    driver.resetStatus = GL_NO_ERROR;
+    driver.makeCurrentError = EGL_SUCCESS;
+    driver.swapError = EGL_SUCCESS;
+    driver.mostContexts = driver.contexts.load();
+    driver.resetQuestions = 0;
 }
 
 extern "C" {
@@ -55,7 +55,7 @@ const char* eglQueryString(EGLDisplay display, EGLint name)
     thread_local std::string told;
     told = real;
     if (const auto at = told.find(ROBUSTNESS); at != std::string::npos) told.erase(at, std::strlen(ROBUSTNESS));
-    if (EglDriver().m_bReportsResets) told += std::string(" ") + ROBUSTNESS;
+    if (EglDriver().reportsResets) told += std::string(" ") + ROBUSTNESS;
     return told.c_str();
 }
 
@@ -63,21 +63,20 @@ EGLContext eglCreateContext(EGLDisplay display, EGLConfig config, EGLContext sha
 {
     const EGLint plain[] = {EGL_CONTEXT_CLIENT_VERSION, 2, EGL_NONE};
     const EGLContext made = REAL(eglCreateContext)(display, config, shared, plain);
-    XEglDriver& driver = EglDriver();
-    if (made != EGL_NO_CONTEXT)
-        driver.m_iMostContexts = std::max<int>(driver.m_iMostContexts, ++driver.m_iContexts);
+    DriverState& driver = EglDriver();
+    if (made != EGL_NO_CONTEXT) driver.mostContexts = std::max<int>(driver.mostContexts, ++driver.contexts);
     return made;
 }
 
 EGLBoolean eglDestroyContext(EGLDisplay display, EGLContext context)
 {
-    --EglDriver().m_iContexts;
+    --EglDriver().contexts;
     return REAL(eglDestroyContext)(display, context);
 }
 
 EGLBoolean eglMakeCurrent(EGLDisplay display, EGLSurface draw, EGLSurface read, EGLContext context)
 {
-    const EGLint error = EglDriver().m_MakeCurrentError;
+    const EGLint error = EglDriver().makeCurrentError;
     if (context != EGL_NO_CONTEXT && error != EGL_SUCCESS) {
         t_Error = error;
         return EGL_FALSE;
@@ -88,7 +87,7 @@ EGLBoolean eglMakeCurrent(EGLDisplay display, EGLSurface draw, EGLSurface read, 
 
 EGLBoolean eglSwapBuffers(EGLDisplay display, EGLSurface surface)
 {
-    if (const EGLint error = EglDriver().m_SwapError; error != EGL_SUCCESS) {
+    if (const EGLint error = EglDriver().swapError; error != EGL_SUCCESS) {
         t_Error = error;
         return EGL_FALSE;
     }
@@ -104,7 +103,7 @@ EGLint eglGetError()
 
 __eglMustCastToProperFunctionPointerType eglGetProcAddress(const char* name)
 {
-    if (std::strcmp(name, "glGetGraphicsResetStatusEXT") == 0 && EglDriver().m_bReportsResets)
+    if (std::strcmp(name, "glGetGraphicsResetStatusEXT") == 0 && EglDriver().reportsResets)
         return reinterpret_cast<__eglMustCastToProperFunctionPointerType>(&ResetStatus);
     return REAL(eglGetProcAddress)(name);
 }

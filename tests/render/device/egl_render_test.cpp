@@ -22,72 +22,72 @@ constexpr std::int32_t WIDTH = 352;
 constexpr std::int32_t HEIGHT = 288;
 
 // What the devices of a test say of themselves; each new device is a working one.
-struct XStates {
-    std::atomic<DEVICE_STATE> m_Now{DEVICE_STATE::Working};
-    std::atomic<int> m_iDevices{0};
+struct States {
+    std::atomic<EDeviceState> now{EDeviceState::Working};
+    std::atomic<int> devices{0};
 };
 
 // The real device, but for its state.
 class CStatedDevice : public ISurfaceDevice
 {
   public:
-    CStatedDevice(std::shared_ptr<ISurfaceDevice> real, std::shared_ptr<XStates> states)
+    CStatedDevice(std::shared_ptr<ISurfaceDevice> real, std::shared_ptr<States> states)
         : m_pReal(std::move(real)), m_pStates(std::move(states))
     {
     }
-    DEVICE_STATE TestCooperativeLevel() override
+    EDeviceState TestCooperativeLevel() override
     {
-        const DEVICE_STATE real = m_pReal->TestCooperativeLevel();
-        return real == DEVICE_STATE::Working ? m_pStates->m_Now.load() : real;
+        const EDeviceState real = m_pReal->TestCooperativeLevel();
+        return real == EDeviceState::Working ? m_pStates->now.load() : real;
     }
-    bool SetSamplerState(TEXTURE_FILTER magnify, TEXTURE_FILTER minify) override
+    bool SetSamplerState(ETextureFilter magnify, ETextureFilter minify) override
     {
         return m_pReal->SetSamplerState(magnify, minify);
     }
     std::shared_ptr<IOffscreenSurface> CreateOffscreenPlainSurface(std::int32_t width, std::int32_t height,
-                                                                   SURFACE_FORMAT format) override
+                                                                   ESurfaceFormat format) override
     {
         return m_pReal->CreateOffscreenPlainSurface(width, height, format);
     }
-    std::shared_ptr<ISwapChain> CreateAdditionalSwapChain(const XPresentParameters& parameters) override
+    std::shared_ptr<ISwapChain> CreateAdditionalSwapChain(const PresentParameters& parameters) override
     {
         return m_pReal->CreateAdditionalSwapChain(parameters);
     }
     bool StretchRect(IOffscreenSurface& from, const RECT& source, IBackBuffer& to,
-                     TEXTURE_FILTER filter) override
+                     ETextureFilter filter) override
     {
         return m_pReal->StretchRect(from, source, to, filter);
     }
 
   private:
     const std::shared_ptr<ISurfaceDevice> m_pReal;
-    const std::shared_ptr<XStates> m_pStates;
+    const std::shared_ptr<States> m_pStates;
 };
 
 class CStatedAdapter : public ISurfaceAdapter
 {
   public:
-    explicit CStatedAdapter(std::shared_ptr<XStates> states)
+    explicit CStatedAdapter(std::shared_ptr<States> states)
         : m_pReal(OpenEglSurfaceAdapter()), m_pStates(std::move(states))
     {
     }
-    bool GetAdapterDisplayMode(XDisplayMode& mode) override { return m_pReal->GetAdapterDisplayMode(mode); }
-    bool GetDeviceCaps(XDeviceCaps& caps) override { return m_pReal->GetDeviceCaps(caps); }
-    DEVICE_RESULT CreateDevice(HWND focusWindow, std::uint32_t flags, const XPresentParameters& parameters,
+    bool GetAdapterDisplayMode(DisplayMode& mode) override { return m_pReal->GetAdapterDisplayMode(mode); }
+    bool GetDeviceCaps(DeviceCaps& caps) override { return m_pReal->GetDeviceCaps(caps); }
+    EDeviceResult CreateDevice(HWND focusWindow, std::uint32_t flags, const PresentParameters& parameters,
                                std::shared_ptr<ISurfaceDevice>& device) override
     {
         std::shared_ptr<ISurfaceDevice> real;
-        const DEVICE_RESULT result = m_pReal->CreateDevice(focusWindow, flags, parameters, real);
-        if (result != DEVICE_RESULT::Ok) return result;
-        m_pStates->m_Now = DEVICE_STATE::Working;
-        ++m_pStates->m_iDevices;
+        const EDeviceResult result = m_pReal->CreateDevice(focusWindow, flags, parameters, real);
+        if (result != EDeviceResult::Ok) return result;
+        m_pStates->now = EDeviceState::Working;
+        ++m_pStates->devices;
         device = std::make_shared<CStatedDevice>(std::move(real), m_pStates);
         return result;
     }
 
   private:
     const std::shared_ptr<ISurfaceAdapter> m_pReal;
-    const std::shared_ptr<XStates> m_pStates;
+    const std::shared_ptr<States> m_pStates;
 };
 
 class EglRenderTest : public testing::Test
@@ -107,7 +107,7 @@ class EglRenderTest : public testing::Test
     }
 
     CXWindows m_Windows;
-    std::shared_ptr<XStates> m_pStates = std::make_shared<XStates>();
+    std::shared_ptr<States> m_pStates = std::make_shared<States>();
     CD3DSurfaceRender m_Render{[this] { return std::make_shared<CStatedAdapter>(m_pStates); }};
     CSurface* m_pSurface = nullptr;
 };
@@ -154,12 +154,12 @@ TEST_F(EglRenderTest, LostDeviceDropsFramesTheFirstAfterItRebuildsAndTheSecondIs
     EXPECT_EQ(Show(60, window), 0);
     EXPECT_PIXEL(window, 30, 30, GreyPixel(60));
 
-    m_pStates->m_Now = DEVICE_STATE::Lost;
+    m_pStates->now = EDeviceState::Lost;
     EXPECT_EQ(Show(200, window), 0);
-    EXPECT_EQ(m_pStates->m_iDevices, 1) << "left alone";
-    m_pStates->m_Now = DEVICE_STATE::NotReset;
+    EXPECT_EQ(m_pStates->devices, 1) << "left alone";
+    m_pStates->now = EDeviceState::NotReset;
     EXPECT_EQ(Show(210, window), 0);
-    EXPECT_EQ(m_pStates->m_iDevices, 2);
+    EXPECT_EQ(m_pStates->devices, 2);
     EXPECT_EQ(m_Windows.Pixel(window, 30, 30), GreyPixel(60)) << "three frames were dropped";
 
     EXPECT_EQ(Show(220, window), 0);
@@ -173,13 +173,13 @@ TEST_F(EglRenderTest, DeviceIsRebuiltAgainAndAgain)
 {
     const HWND window = m_Windows.Create(0, 60, 60);
     for (int round = 0; round < 5; ++round) {
-        m_pStates->m_Now = DEVICE_STATE::NotReset;
+        m_pStates->now = EDeviceState::NotReset;
         EXPECT_EQ(Show(16, window), 0);
         const auto luma = static_cast<std::uint8_t>(100 + 20 * round);
         EXPECT_EQ(Show(luma, window), 0);
         EXPECT_PIXEL(window, 5, 5, GreyPixel(luma)) << round;
     }
-    EXPECT_EQ(m_pStates->m_iDevices, 6);
+    EXPECT_EQ(m_pStates->devices, 6);
 }
 
 TEST_F(EglRenderTest, SnapshotIsTheUploadedPictureNotTheWindow)

@@ -19,7 +19,7 @@ class EglResetTest : public testing::Test
     EglResetTest()
     {
         ResetEglDriver();
-        EglDriver().m_bReportsResets = true;
+        EglDriver().reportsResets = true;
     }
     ~EglResetTest() override { ResetEglDriver(); }
     void SetUp() override
@@ -40,15 +40,15 @@ class EglResetDeviceTest : public EglResetTest
         EglResetTest::SetUp();
         m_pAdapter = OpenEglSurfaceAdapter();
         ASSERT_NE(m_pAdapter, nullptr);
-        ASSERT_EQ(m_pAdapter->CreateDevice(HWND::Null, 0, {}, m_pDevice), DEVICE_RESULT::Ok);
-        m_pSurface = m_pDevice->CreateOffscreenPlainSurface(WIDTH, HEIGHT, SURFACE_FORMAT::X8R8G8B8);
+        ASSERT_EQ(m_pAdapter->CreateDevice(HWND::Null, 0, {}, m_pDevice), EDeviceResult::Ok);
+        m_pSurface = m_pDevice->CreateOffscreenPlainSurface(WIDTH, HEIGHT, ESurfaceFormat::X8R8G8B8);
         m_pChain = m_pDevice->CreateAdditionalSwapChain({WIDTH, HEIGHT});
         ASSERT_TRUE(Show());
     }
     bool Show()
     {
         m_pDevice->StretchRect(*m_pSurface, {0, 0, WIDTH, HEIGHT}, *m_pChain->GetBackBuffer(0),
-                               TEXTURE_FILTER::Linear);
+                               ETextureFilter::Linear);
         return m_pChain->Present(m_Window);
     }
 
@@ -60,78 +60,78 @@ class EglResetDeviceTest : public EglResetTest
 
 TEST_F(EglResetDeviceTest, LostForAsLongAsTheResetLastsThenNotResetForGood)
 {
-    EXPECT_EQ(m_pDevice->TestCooperativeLevel(), DEVICE_STATE::Working);
-    EglDriver().m_ResetStatus = GL_INNOCENT_CONTEXT_RESET_EXT;
+    EXPECT_EQ(m_pDevice->TestCooperativeLevel(), EDeviceState::Working);
+    EglDriver().resetStatus = GL_INNOCENT_CONTEXT_RESET_EXT;
     EXPECT_FALSE(Show()) << "who knows what was on the screen";
     for (int i = 0; i < 5; ++i) {
-        EXPECT_EQ(m_pDevice->TestCooperativeLevel(), DEVICE_STATE::Lost);
+        EXPECT_EQ(m_pDevice->TestCooperativeLevel(), EDeviceState::Lost);
         EXPECT_FALSE(Show());
     }
-    EglDriver().m_ResetStatus = GL_NO_ERROR;
-    EXPECT_EQ(m_pDevice->TestCooperativeLevel(), DEVICE_STATE::NotReset);
+    EglDriver().resetStatus = GL_NO_ERROR;
+    EXPECT_EQ(m_pDevice->TestCooperativeLevel(), EDeviceState::NotReset);
     EXPECT_FALSE(Show());
-    EXPECT_EQ(m_pDevice->TestCooperativeLevel(), DEVICE_STATE::NotReset);
+    EXPECT_EQ(m_pDevice->TestCooperativeLevel(), EDeviceState::NotReset);
 }
 
 TEST_F(EglResetDeviceTest, DriverIsAskedForNothingWhileTheDeviceWorks)
 {
-    EglDriver().m_iResetQuestions = 0;
+    EglDriver().resetQuestions = 0;
     for (int i = 0; i < 5; ++i)
-        EXPECT_EQ(m_pDevice->TestCooperativeLevel(), DEVICE_STATE::Working);
-    EXPECT_EQ(EglDriver().m_iResetQuestions, 0);
+        EXPECT_EQ(m_pDevice->TestCooperativeLevel(), EDeviceState::Working);
+    EXPECT_EQ(EglDriver().resetQuestions, 0);
     EXPECT_TRUE(Show());
-    EXPECT_EQ(EglDriver().m_iResetQuestions, 1) << "once for each frame";
+    EXPECT_EQ(EglDriver().resetQuestions, 1) << "once for each frame";
 }
 
 TEST_F(EglResetDeviceTest, WindowThatRefusesTheContextCostsItsFrameOnly)
 {
-    EglDriver().m_MakeCurrentError = EGL_BAD_NATIVE_WINDOW;
+    EglDriver().makeCurrentError = EGL_BAD_NATIVE_WINDOW;
     EXPECT_FALSE(Show());
-    EglDriver().m_MakeCurrentError = EGL_SUCCESS;
-    EXPECT_EQ(m_pDevice->TestCooperativeLevel(), DEVICE_STATE::Working);
+    EglDriver().makeCurrentError = EGL_SUCCESS;
+    EXPECT_EQ(m_pDevice->TestCooperativeLevel(), EDeviceState::Working);
     EXPECT_TRUE(Show());
-    EglDriver().m_SwapError = EGL_BAD_SURFACE;
+    EglDriver().swapError = EGL_BAD_SURFACE;
     EXPECT_FALSE(Show());
-    EglDriver().m_SwapError = EGL_SUCCESS;
-    EXPECT_EQ(m_pDevice->TestCooperativeLevel(), DEVICE_STATE::Working);
+    EglDriver().swapError = EGL_SUCCESS;
+    EXPECT_EQ(m_pDevice->TestCooperativeLevel(), EDeviceState::Working);
     EXPECT_TRUE(Show());
 }
 
 TEST_F(EglResetDeviceTest, ContextThatIsLostAndTellsNoMoreIsNotReset)
 {
-    EglDriver().m_MakeCurrentError = EGL_CONTEXT_LOST;
+    EglDriver().makeCurrentError = EGL_CONTEXT_LOST;
     EXPECT_FALSE(Show());
-    EXPECT_EQ(m_pDevice->TestCooperativeLevel(), DEVICE_STATE::NotReset);
+    EXPECT_EQ(m_pDevice->TestCooperativeLevel(), EDeviceState::NotReset);
 }
 
 TEST_F(EglResetDeviceTest, ReleasedDeviceGivesItsContextBackAndFails)
 {
-    const int before = EglDriver().m_iContexts;
+    const int before = EglDriver().contexts;
     m_pDevice->Release();
-    EXPECT_EQ(EglDriver().m_iContexts, before - 1);
+    EXPECT_EQ(EglDriver().contexts, before - 1);
     EXPECT_FALSE(Show());
-    EXPECT_EQ(m_pDevice->TestCooperativeLevel(), DEVICE_STATE::NotReset);
+    EXPECT_EQ(m_pDevice->TestCooperativeLevel(), EDeviceState::NotReset);
     m_pDevice->Release();
     m_pSurface.reset();
     m_pChain.reset();
     m_pDevice.reset();
-    EXPECT_EQ(EglDriver().m_iContexts, before - 1);
+    EXPECT_EQ(EglDriver().contexts, before - 1);
 }
 
 TEST_F(EglResetTest, DriverThatReportsNoResetsIsNotResetWithTheLossItself)
 {
-    EglDriver().m_bReportsResets = false;
+    EglDriver().reportsResets = false;
     const auto adapter = OpenEglSurfaceAdapter();
     std::shared_ptr<ISurfaceDevice> device;
-    ASSERT_EQ(adapter->CreateDevice(HWND::Null, 0, {}, device), DEVICE_RESULT::Ok);
-    const auto surface = device->CreateOffscreenPlainSurface(WIDTH, HEIGHT, SURFACE_FORMAT::X8R8G8B8);
+    ASSERT_EQ(adapter->CreateDevice(HWND::Null, 0, {}, device), EDeviceResult::Ok);
+    const auto surface = device->CreateOffscreenPlainSurface(WIDTH, HEIGHT, ESurfaceFormat::X8R8G8B8);
     const auto chain = device->CreateAdditionalSwapChain({WIDTH, HEIGHT});
-    device->StretchRect(*surface, {0, 0, WIDTH, HEIGHT}, *chain->GetBackBuffer(0), TEXTURE_FILTER::Linear);
+    device->StretchRect(*surface, {0, 0, WIDTH, HEIGHT}, *chain->GetBackBuffer(0), ETextureFilter::Linear);
     EXPECT_TRUE(chain->Present(m_Window));
-    EglDriver().m_SwapError = EGL_CONTEXT_LOST;
+    EglDriver().swapError = EGL_CONTEXT_LOST;
     EXPECT_FALSE(chain->Present(m_Window));
-    EXPECT_EQ(device->TestCooperativeLevel(), DEVICE_STATE::NotReset);
-    EXPECT_EQ(EglDriver().m_iResetQuestions, 0);
+    EXPECT_EQ(device->TestCooperativeLevel(), EDeviceState::NotReset);
+    EXPECT_EQ(EglDriver().resetQuestions, 0);
 }
 
 // The renderer through a reset that lasts: frames are dropped, one remaking, and never two contexts.
@@ -150,21 +150,21 @@ TEST_F(EglResetTest, RendererWaitsForTheEndOfTheResetAndRemakesOnce)
         return surface->m_Showing;
     };
     EXPECT_EQ(show(90), EShowing::Shown);
-    EglDriver().m_iMostContexts = EglDriver().m_iContexts.load();
-    const int contexts = EglDriver().m_iContexts;
+    EglDriver().mostContexts = EglDriver().contexts.load();
+    const int contexts = EglDriver().contexts;
 
-    EglDriver().m_ResetStatus = GL_UNKNOWN_CONTEXT_RESET_EXT;
+    EglDriver().resetStatus = GL_UNKNOWN_CONTEXT_RESET_EXT;
     for (int i = 0; i < 10; ++i)
         EXPECT_EQ(show(100), EShowing::Dropped);
     EXPECT_EQ(opened, 1);
-    EglDriver().m_ResetStatus = GL_NO_ERROR;
+    EglDriver().resetStatus = GL_NO_ERROR;
     EXPECT_EQ(show(110), EShowing::Dropped) << "the one that rebuilds";
     EXPECT_EQ(opened, 2);
     EXPECT_EQ(show(150), EShowing::Shown);
     EXPECT_PIXEL(m_Window, 50, 50, GreyPixel(150));
     EXPECT_EQ(opened, 2);
-    EXPECT_EQ(EglDriver().m_iMostContexts, contexts);
-    EXPECT_EQ(EglDriver().m_iContexts, contexts);
+    EXPECT_EQ(EglDriver().mostContexts, contexts);
+    EXPECT_EQ(EglDriver().contexts, contexts);
     EXPECT_TRUE(m_Windows.TakeTexts().empty());
     render.DestroySurface(surface);
 }

@@ -19,29 +19,29 @@ class MemoryDeviceTest : public testing::Test
   protected:
     void SetUp() override
     {
-        ASSERT_EQ(m_Adapter.CreateDevice(HWND::Null, 0, {}, m_pDevice), DEVICE_RESULT::Ok);
-        m_pSurface = m_pDevice->CreateOffscreenPlainSurface(WIDTH, HEIGHT, SURFACE_FORMAT::X8R8G8B8);
+        ASSERT_EQ(m_Adapter.CreateDevice(HWND::Null, 0, {}, m_pDevice), EDeviceResult::Ok);
+        m_pSurface = m_pDevice->CreateOffscreenPlainSurface(WIDTH, HEIGHT, ESurfaceFormat::X8R8G8B8);
         m_pChain = m_pDevice->CreateAdditionalSwapChain({WIDTH, HEIGHT});
         m_pBuffer = m_pChain->GetBackBuffer(0);
     }
 
     void Fill(std::uint8_t value)
     {
-        XLockedRect locked;
-        ASSERT_TRUE(m_pSurface->Lock(LOCK_MODE::Discard, locked));
+        LockedRect locked;
+        ASSERT_TRUE(m_pSurface->Lock(ELockMode::Discard, locked));
         std::fill_n(locked.bits, std::ptrdiff_t{locked.pitch} * HEIGHT, value);
         m_pSurface->Unlock(true);
     }
 
     void Show(const RECT& source = {0, 0, WIDTH, HEIGHT})
     {
-        ASSERT_TRUE(m_pDevice->StretchRect(*m_pSurface, source, *m_pBuffer, TEXTURE_FILTER::Linear));
+        ASSERT_TRUE(m_pDevice->StretchRect(*m_pSurface, source, *m_pBuffer, ETextureFilter::Linear));
         ASSERT_TRUE(m_pChain->Present(WINDOW));
     }
 
     bool ShowsNothingBut(std::uint8_t value) const
     {
-        const XMemoryPicture picture = m_Adapter.GetPicture(WINDOW);
+        const MemoryPicture picture = m_Adapter.GetPicture(WINDOW);
         return picture.pixels.size() == std::size_t{WIDTH} * HEIGHT * 4 &&
                std::ranges::all_of(picture.pixels, [value](std::uint8_t byte) { return byte == value; });
     }
@@ -68,8 +68,8 @@ TEST_F(MemoryDeviceTest, WindowKeepsItsPictureWhileTheNextOnesAreWritten)
 TEST_F(MemoryDeviceTest, LockThatWroteNothingLeavesThePicture)
 {
     Fill(5);
-    XLockedRect locked;
-    ASSERT_TRUE(m_pSurface->Lock(LOCK_MODE::Discard, locked));
+    LockedRect locked;
+    ASSERT_TRUE(m_pSurface->Lock(ELockMode::Discard, locked));
     m_pSurface->Unlock(false);
     Show();
     EXPECT_TRUE(ShowsNothingBut(5));
@@ -79,8 +79,8 @@ TEST_F(MemoryDeviceTest, NoteOfWhatPixelsHoldStaysWithThesePixels)
 {
     std::map<const std::uint8_t*, std::uint32_t> noted;
     for (std::uint32_t picture = 1; picture < 8; ++picture) {
-        XLockedRect locked;
-        ASSERT_TRUE(m_pSurface->Lock(LOCK_MODE::Discard, locked));
+        LockedRect locked;
+        ASSERT_TRUE(m_pSurface->Lock(ELockMode::Discard, locked));
         ASSERT_NE(locked.held, nullptr);
         EXPECT_EQ(locked.held->picture, noted[locked.bits]) << "0 for fresh pixels";
         noted[locked.bits] = locked.held->picture = picture;
@@ -95,18 +95,18 @@ TEST_F(MemoryDeviceTest, ReadingLockGivesThePresentPicture)
     Fill(1);
     Show();
     Fill(2);
-    XLockedRect locked;
-    ASSERT_TRUE(m_pSurface->Lock(LOCK_MODE::ReadOnly, locked));
+    LockedRect locked;
+    ASSERT_TRUE(m_pSurface->Lock(ELockMode::ReadOnly, locked));
     EXPECT_EQ(locked.bits[0], 2);
-    XLockedRect again;
-    EXPECT_FALSE(m_pSurface->Lock(LOCK_MODE::Discard, again));
+    LockedRect again;
+    EXPECT_FALSE(m_pSurface->Lock(ELockMode::Discard, again));
     m_pSurface->Unlock(false);
 }
 
 TEST_F(MemoryDeviceTest, PartOfThePictureIsStretchedOverTheWholeWindow)
 {
-    XLockedRect locked;
-    ASSERT_TRUE(m_pSurface->Lock(LOCK_MODE::Discard, locked));
+    LockedRect locked;
+    ASSERT_TRUE(m_pSurface->Lock(ELockMode::Discard, locked));
     for (std::int32_t y = 0; y < HEIGHT; ++y)
         for (std::int32_t x = 0; x < WIDTH * 4; ++x)
             locked.bits[y * locked.pitch + x] = x < WIDTH / 2 * 4 && y < HEIGHT / 2 ? 9 : 1;
