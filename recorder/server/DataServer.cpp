@@ -6,6 +6,7 @@
 #include <deque>
 #include <utility>
 
+#include "recorder/server/Playback.h"
 #include "recorder/server/UdpRoad.h"
 
 namespace recorder
@@ -16,7 +17,10 @@ class CDataServer::CViewer : public std::enable_shared_from_this<CViewer>
 {
   public:
     CViewer(CDataServer& server, asio::ip::tcp::socket socket, const XEndpoint& from)
-        : m_pServer(&server), m_Socket(std::move(socket)), m_Timer(m_Socket.get_executor())
+        : m_pServer(&server),
+          m_Socket(std::move(socket)),
+          m_Timer(m_Socket.get_executor()),
+          m_Stall(m_Socket.get_executor())
     {
         m_Counts.m_Endpoint = from;
         asio::error_code ignored;
@@ -37,7 +41,11 @@ class CDataServer::CViewer : public std::enable_shared_from_this<CViewer>
     const XClientCounts& Counts() const { return m_Counts; }
 
     // The server is no more: nothing is to be done when something comes.
-    void Forget() noexcept { m_pServer = nullptr; }
+    void Forget() noexcept
+    {
+        m_pServer = nullptr;
+        if (m_pPlayback) m_pPlayback->Stop();
+    }
 
     void OnPicture(TimeUs iNow, const std::shared_ptr<const XCoded>& pCoded)
     {
@@ -55,8 +63,7 @@ class CDataServer::CViewer : public std::enable_shared_from_this<CViewer>
             return;
         }
         m_bWaitsForKey = false;
-        ++m_Counts.m_ulPictures;
-        m_Counts.m_ulBytes += bytes;
+        Count(bytes);
         PushPicture(pCoded);
         Pump();
     }
@@ -72,10 +79,12 @@ class CDataServer::CViewer : public std::enable_shared_from_this<CViewer>
         m_Socket.shutdown(asio::socket_base::shutdown_both, ignored);
         m_Socket.close(ignored);
         m_Timer.cancel();
+        m_Stall.cancel();
+        if (m_pPlayback) m_pPlayback->Stop();
         CDataServer* const server = std::exchange(m_pServer, nullptr);
         if (server == nullptr) return;
-        if (m_bStreams) {
-            server->m_Channels.Watch(m_Counts.m_iChannel, m_Counts.m_Codec, -1);
+        if (m_bStreams) server->m_Channels.Watch(m_Counts.m_iChannel, m_Counts.m_Codec, -1);
+        if (m_bStreams || m_Counts.m_iRecord >= 0) {
             if (server->m_Former.size() == MAX_FORMER_CLIENTS) server->m_Former.erase(server->m_Former.begin());
             server->m_Former.push_back(m_Counts);
         }
@@ -124,11 +133,14 @@ class CDataServer::CViewer : public std::enable_shared_from_this<CViewer>
     {
         IDirectChannels& channels = m_pServer->m_Channels;
         const auto mode = static_cast<EMode>(request.m_iMode);
+        if (mode == EMode::Playback) {
+            Play(request.m_iRecord);
+            return;
+        }
         const bool live = mode == EMode::LiveMpeg4 || mode == EMode::LiveH264;
         const bool known = request.m_iChannel >= 0 && request.m_iChannel < channels.Count();
         if (!known || (!live && mode != EMode::Query)) {
-            ++m_pServer->m_Counts.m_ulRefused;
-            Push({MakeDirectReply(EReply::Refused, 0, 0), nullptr, true});
+            Refuse();
             return;
         }
         m_Counts.m_iChannel = request.m_iChannel;
@@ -141,6 +153,74 @@ class CDataServer::CViewer : public std::enable_shared_from_this<CViewer>
         m_bStreams = true;
         channels.Watch(m_Counts.m_iChannel, m_Counts.m_Codec, 1);
         channels.WantKey(m_Counts.m_iChannel, m_Counts.m_Codec);
+    }
+
+    void Refuse()
+    {
+        ++m_pServer->m_Counts.m_ulRefused;
+        Push({MakeDirectReply(EReply::Refused, 0, 0), nullptr, true});
+    }
+
+    void Count(size_t ulBytes)
+    {
+        ++m_Counts.m_ulPictures;
+        m_Counts.m_ulBytes += ulBytes;
+    }
+
+    // One picture after the other: the next is asked for when the client has taken all.
+    void Play(int iRecord)
+    {
+        const std::string path = m_pServer->m_Setup.m_PathOfRecord(iRecord);
+        if (path.empty()) {
+            Refuse();
+            return;
+        }
+        const auto with = [weak = weak_from_this()](auto act) {
+            return [weak, act](auto&&... what) {
+                const auto self = weak.lock();
+                if (self && self->m_pServer != nullptr) act(*self, what...);
+            };
+        };
+        m_pPlayback = std::make_shared<Playback>(
+            m_Socket.get_executor(), m_pServer->m_Disk,
+            Playback::Events{
+                with([iRecord](CViewer& self, PictureSize size) {
+                    self.m_Counts.m_iRecord = iRecord;
+                    ++self.m_pServer->m_Counts.m_ulPlayed;
+                    self.PushRecorded({MakeDirectReply(EReply::Stream, size.width, size.height), nullptr});
+                }),
+                with([](CViewer& self, const std::shared_ptr<const XCoded>& pCoded) {
+                    self.Count(MEDIA_HEADER_BYTES + pCoded->m_Bytes.size());
+                    self.PushPicture(pCoded);
+                    self.PushRecorded({});
+                }),
+                with([](CViewer& self) {
+                    if (self.m_Counts.m_iRecord >= 0)
+                        self.Close();
+                    else
+                        self.Refuse();
+                })});
+        m_pPlayback->Open(path);
+    }
+
+    void PushRecorded(XItem item)
+    {
+        if (!item.m_Own.empty()) Queue(std::move(item));
+        m_iTaken = Now();
+        WatchForStall();
+        Pump();
+    }
+
+    void WatchForStall()
+    {
+        m_Stall.expires_after(std::chrono::microseconds(m_pServer->m_Setup.m_iDropAfter));
+        m_Stall.async_wait([self = shared_from_this()](asio::error_code error) {
+            if (error || self->m_pServer == nullptr || self->m_Queue.empty()) return;
+            if (Now() - self->m_iTaken >= self->m_pServer->m_Setup.m_iDropAfter)
+                self->Close();
+            else
+                self->WatchForStall();
+        });
     }
 
     // With the harm that was asked for.
@@ -249,12 +329,15 @@ class CDataServer::CViewer : public std::enable_shared_from_this<CViewer>
         m_iTaken = Now();
         m_ulQueued -= SizeOf(m_Queue.front());
         m_Queue.pop_front();
+        if (m_pPlayback && m_Queue.empty()) m_pPlayback->Continue();
         Pump();
     }
 
     CDataServer* m_pServer;  // null once closed
     asio::ip::tcp::socket m_Socket;
     asio::steady_timer m_Timer;  // for the request; then of a trickle
+    asio::steady_timer m_Stall;  // of a client that is played to
+    std::shared_ptr<Playback> m_pPlayback;
     CFrameReader m_Reader{STREAM_REQUEST_BYTES};
     std::array<uint8_t, 256> m_Buffer{};
     bool m_bAsked = false;
@@ -278,6 +361,8 @@ CDataServer::CDataServer(asio::io_context& context, const XSetup& setup, IDirect
 
 CDataServer::~CDataServer()
 {
+    m_Disk.stop();
+    m_Disk.join();
     for (const auto& viewer : m_Viewers)
         viewer->Forget();
 }
@@ -317,7 +402,8 @@ std::vector<CDataServer::XClientCounts> CDataServer::Clients() const
 {
     std::vector<XClientCounts> all = m_Former;
     for (const auto& viewer : m_Viewers)
-        if (viewer->Counts().m_iChannel >= 0) all.push_back(viewer->Counts());
+        if (viewer->Counts().m_iChannel >= 0 || viewer->Counts().m_iRecord >= 0)
+            all.push_back(viewer->Counts());
     return all;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <random>
 #include <set>
@@ -35,9 +36,9 @@ struct XDirectFaults {
     int m_iTrickleMs = 0;   // between single bytes; 0 sends all at once
 };
 
-// The data port: a connection brings one stream request, and gets a reply and pictures until it closes. What
-// waits for a slow client is bounded; beyond it pictures are left out up to the next key picture. Everything
-// happens on the thread that runs the context.
+// The data port: a connection brings one stream request, and gets a reply and pictures until it closes, or
+// until the record ends that it asked for. What waits for a slow client is bounded; beyond it pictures are left
+// out up to the next key picture. Everything happens on the thread that runs the context.
 class CDataServer
 {
   public:
@@ -50,18 +51,22 @@ class CDataServer
         size_t m_ulMaxQueuedBytes = 4 << 20;
         XDirectFaults m_Faults;
         uint32_t m_dwSeed = 1;
+        // Where a record lies; empty when there is none of this id.
+        std::function<std::string(int)> m_PathOfRecord = [](int) { return std::string(); };
     };
     struct XCounts {
         uint64_t m_ulConnections = 0;
         uint64_t m_ulTurnedAway = 0;  // no room
-        uint64_t m_ulRefused = 0;     // no request, no such channel, no such mode
+        uint64_t m_ulRefused = 0;     // no request, no such channel, no such record, no such mode
         uint64_t m_ulQueries = 0;
+        uint64_t m_ulPlayed = 0;  // records
         uint64_t m_ulTimeouts = 0;
         uint64_t m_ulHarmed = 0;  // frames
     };
     struct XClientCounts {
         XEndpoint m_Endpoint;
-        int m_iChannel = -1;
+        int m_iChannel = -1;  // -1 of a record too
+        int m_iRecord = -1;
         ECodec m_Codec = ECodec::Mpeg4;
         uint64_t m_ulPictures = 0;
         uint64_t m_ulBytes = 0;
@@ -95,6 +100,7 @@ class CDataServer
     std::vector<XClientCounts> m_Former;
     std::set<std::shared_ptr<CViewer>> m_Viewers;
     CTcpListener m_Listener;
+    asio::thread_pool m_Disk{1};  // reads the records that are played
 };
 
 }  // namespace recorder

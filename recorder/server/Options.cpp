@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
-#include <ctime>
 #include <map>
 #include <sstream>
 
@@ -19,7 +18,8 @@ namespace
 
 constexpr const char* DESCRIPTION =
     "The far side of Watchwall: a directory, a rendezvous and a recorder whose channels\n"
-    "stream MPEG-4 to clients that punch their way to it. Without options it serves four\n"
+    "stream MPEG-4 to clients that punch their way to it, MPEG-4 and H.264 to those that connect, and what it "
+    "kept. Without options it serves four\n"
     "drawn scenes on the loopback address. Channels are counted from 1 here.";
 
 // "0.0.0.0" to "255.255.255.255"
@@ -70,15 +70,7 @@ std::string ApplySource(const std::string& text, std::vector<std::string>& sourc
     return {};
 }
 
-// The present time as the clock on the wall shows it, in hundredths since 1970.
-int64_t WallClockNow()
-{
-    std::timespec now{};
-    std::timespec_get(&now, TIME_UTC);
-    std::tm local{};
-    localtime_r(&now.tv_sec, &local);
-    return (static_cast<int64_t>(now.tv_sec) + local.tm_gmtoff) * 100 + now.tv_nsec / 10'000'000;
-}
+constexpr int64_t STORE_BYTES_PER_CHANNEL = int64_t{1} << 20;
 
 const std::map<std::string, EService> SERVICES = {{"directory", EService::Directory},
                                                   {"rendezvous", EService::Rendezvous},
@@ -198,6 +190,19 @@ void Declare(CLI::App& app, XOptions& options, XTexts& texts)
     app.add_flag("--mark", options.m_Scene.m_bMark,
                  "put the picture's number into a corner, for programs to read")
         ->group("Pictures");
+
+    app.add_option("--store", options.m_strStore,
+                   "keep what channels stream as records in FOLDER (nothing is kept)")
+        ->type_name("FOLDER")
+        ->group("Records");
+    app.add_option("--store-size", options.m_iStoreBytes, "bytes of records at most; the oldest make room")
+        ->type_name("SIZE")
+        ->group("Records")
+        ->transform(CLI::AsSizeValue(false))
+        ->check(CLI::Range(int64_t{1} << 20, int64_t{1} << 50))
+        ->default_str("1G");
+    app.add_flag("--records", options.m_bListRecords, "list the records of the store and end")
+        ->group("Records");
 
     app.add_option("--listen", texts.m_strListen, "address to serve on")
         ->type_name("ADDRESS")
@@ -371,6 +376,9 @@ std::string Complete(XOptions& options, const XTexts& texts)
     options.m_Faults.m_iDelay = static_cast<TimeUs>(texts.m_dDelayMs * MILLISECOND);
     if (options.m_iGroup == 0) options.m_iGroup = options.m_Scene.m_iRate;
     if (auto wrong = ApplySources(options, texts); !wrong.empty()) return wrong;
+    if (options.m_bListRecords && options.m_strStore.empty()) return "--records: of which --store?";
+    if (options.m_iStoreBytes < options.m_iChannels * STORE_BYTES_PER_CHANNEL)
+        return "--store-size: each channel needs 1M at least";
     if (options.m_iLoopSeconds > 0 && std::any_of(options.m_Sources.begin(), options.m_Sources.end(), IsLive))
         return "--loop: a live source can't be encoded in advance";
     for (const std::string& service : texts.m_Silent)

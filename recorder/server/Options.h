@@ -35,6 +35,10 @@ struct XOptions {
     std::vector<XSize> m_Sizes;  // one for each channel; that of m_Scene stands for those that name none
     int m_iLoopSeconds = 0;
 
+    std::string m_strStore;  // empty: nothing is kept
+    int64_t m_iStoreBytes = int64_t{1} << 30;
+    bool m_bListRecords = false;
+
     uint32_t m_dwListen = 0x7F000001;
     uint16_t m_usDirectoryPort = 6800;
     uint16_t m_usRendezvousPort = 4567;

@@ -48,19 +48,34 @@ json DataEntry(const CDataServer& server)
     json clients = json::array();
     for (const auto& client : server.Clients())
         clients.push_back({{"endpoint", EndpointText(client.m_Endpoint)},
-                           {"channel", client.m_iChannel + 1},
+                           {client.m_iRecord >= 0 ? "record" : "channel",
+                            client.m_iRecord >= 0 ? client.m_iRecord : client.m_iChannel + 1},
                            {"codec", client.m_Codec == ECodec::H264 ? "h264" : "mpeg4"},
                            {"pictures", client.m_ulPictures},
                            {"bytes", client.m_ulBytes},
                            {"dropped", client.m_ulDropped}});
     const auto& counts = server.Counts();
-    return {{"connections", counts.m_ulConnections},
-            {"turned away", counts.m_ulTurnedAway},
-            {"refused", counts.m_ulRefused},
-            {"queries", counts.m_ulQueries},
-            {"timeouts", counts.m_ulTimeouts},
-            {"harmed frames", counts.m_ulHarmed},
-            {"clients", clients}};
+    return {{"connections", counts.m_ulConnections}, {"turned away", counts.m_ulTurnedAway},
+            {"refused", counts.m_ulRefused},         {"queries", counts.m_ulQueries},
+            {"played", counts.m_ulPlayed},           {"timeouts", counts.m_ulTimeouts},
+            {"harmed frames", counts.m_ulHarmed},    {"clients", clients}};
+}
+
+json StoreEntry(const Store* pStore)
+{
+    if (pStore == nullptr) return nullptr;
+    json records = json::array();
+    for (const StoredRecord& record : pStore->Records())
+        records.push_back({{"id", record.name.id},
+                           {"channel", record.name.channel + 1},
+                           {"start", TimeText(record.name.start)},
+                           {"bytes", record.bytes}});
+    const StoreCounts counts = pStore->Counts();
+    return {{"pictures", counts.pictures},
+            {"left out", counts.leftOut},
+            {"removed", counts.removed},
+            {"failures", counts.failures},
+            {"records", records}};
 }
 
 json HarmDone(const CFaults::XCounts& rendezvous, const CFaults::XCounts& device)
@@ -175,6 +190,7 @@ json MakeReport(const XReportInput& input)
           {"timeouts", control.m_ulTimeouts},
           {"turned away", control.m_ulTurnedAway}}},
         {"data", DataEntry(input.m_Data)},
+        {"store", StoreEntry(input.m_pStore)},
         {"faults", HarmDone(input.m_RendezvousRoad.Faults().Counts(), input.m_DeviceRoad.Faults().Counts())},
         {"totals",
          {{"pictures", pictures},

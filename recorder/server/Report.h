@@ -11,6 +11,7 @@
 #include "recorder/server/DirectoryServer.h"
 #include "recorder/server/Options.h"
 #include "recorder/server/UdpRoad.h"
+#include "recorder/store/Store.h"
 
 namespace recorder
 {
@@ -23,6 +24,7 @@ struct XCodecCounts {
 // What a report is made of; read during the call only.
 struct XReportInput {
     const XOptions& m_Options;
+    const Store* m_pStore;  // null when nothing is kept
     double m_dSeconds;
     const std::vector<XCodecCounts>& m_Channels;
     const CDirectoryServer& m_Directory;
@@ -35,7 +37,7 @@ struct XReportInput {
 };
 
 // "id", "seconds", "channels" and "clients" (arrays), "directory", "rendezvous", "device", "control", "data"
-// (with its own clients), "faults", "totals".
+// (with its own clients), "store" (when there is one), "faults", "totals".
 nlohmann::json MakeReport(const XReportInput& input);
 
 }  // namespace recorder

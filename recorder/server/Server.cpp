@@ -96,13 +96,13 @@ class CServer::CChannels : public IChannels, public IDirectChannels
     void SetWatched(int iChannel, bool bWatched) override
     {
         m_Watching[static_cast<size_t>(iChannel)].m_bLink = bWatched;
-        Tell(iChannel, ECodec::Mpeg4);
+        Tell(iChannel);
     }
     void WantKey(int iChannel) override { Of(iChannel).WantKey(); }
     void Watch(int iChannel, ECodec codec, int iMore) override
     {
         m_Watching[static_cast<size_t>(iChannel)].m_Direct[static_cast<size_t>(codec)] += iMore;
-        Tell(iChannel, codec);
+        Tell(iChannel);
     }
     void WantKey(int iChannel, ECodec codec) override { Of(iChannel).WantKey(codec); }
     bool Do(const XCommand& command) const
@@ -130,11 +130,14 @@ class CServer::CChannels : public IChannels, public IDirectChannels
         std::array<int, CODECS> m_Direct{};
     };
 
-    void Tell(int iChannel, ECodec codec)
+    // Records are MPEG-4, so a channel that keeps them codes it whoever looks.
+    void Tell(int iChannel)
     {
         const XWatching& watching = m_Watching[static_cast<size_t>(iChannel)];
-        const bool link = watching.m_bLink && codec == ECodec::Mpeg4;
-        Of(iChannel).SetWatched(link || watching.m_Direct[static_cast<size_t>(codec)] > 0, codec);
+        const bool h264 = watching.m_Direct[static_cast<size_t>(ECodec::H264)] > 0;
+        const bool mpeg4 = watching.m_bLink || watching.m_Direct[static_cast<size_t>(ECodec::Mpeg4)] > 0;
+        Of(iChannel).SetWatched(h264, ECodec::H264);
+        Of(iChannel).SetWatched(mpeg4 || (h264 && !m_Options.m_strStore.empty()), ECodec::Mpeg4);
     }
 
     const XOptions& m_Options;
@@ -174,8 +177,10 @@ CServer::CServer(XOptions options)
                                    });
     m_DeviceAt = m_pDeviceRoad->Local();
 
+    OpenStore();
     m_pChannels = std::make_unique<CChannels>(
         m_Options, [this, posted = std::make_shared<std::atomic<int>>(0)](int channel, auto coded) {
+            if (m_pStore) m_pStore->Keep(channel, coded);
             if (*posted >= MAX_POSTED * m_Options.m_iChannels) {
                 m_pChannels->WantKey(channel, coded->m_Codec);
                 return false;
@@ -214,6 +219,7 @@ CServer::CServer(XOptions options)
     data.m_iDropAfter = static_cast<TimeUs>(m_Options.m_dDropAfterSeconds * SECOND);
     data.m_Faults = m_Options.m_DirectFaults;
     data.m_dwSeed = m_Options.m_dwSeed + 2;
+    if (m_pStore) data.m_PathOfRecord = [this](int id) { return m_pStore->PathOf(id); };
     m_pData = std::make_unique<CDataServer>(m_Context, data, *m_pChannels);
 }
 
@@ -222,6 +228,18 @@ CServer::~CServer()
     m_pChannels->End();
     for (std::thread& thread : m_Preparing)
         thread.join();
+}
+
+void CServer::OpenStore()
+{
+    if (m_Options.m_strStore.empty()) return;
+    StoreSetup setup;
+    setup.folder = m_Options.m_strStore;
+    setup.maxBytes = m_Options.m_iStoreBytes;
+    for (const auto& size : m_Options.m_Sizes)
+        setup.sizes.push_back({size.m_iWidth, size.m_iHeight});
+    setup.clock = [] { return std::chrono::local_seconds(std::chrono::seconds(WallClockNow() / 100)); };
+    m_pStore = std::make_unique<Store>(std::move(setup));
 }
 
 void CServer::Run(ESignals signals, const std::function<void(const CServer&)>& ready)
@@ -349,13 +367,31 @@ nlohmann::json CServer::Report() const
     std::vector<XCodecCounts> channels;
     for (const auto& channel : m_pChannels->All())
         channels.push_back({channel->Counts(ECodec::Mpeg4), channel->Counts(ECodec::H264)});
-    return MakeReport({m_Options, static_cast<double>(Now() - m_iStarted) / SECOND, channels, *m_pDirectory,
-                       *m_pRendezvous, *m_pDevice, *m_pControl, *m_pData, *m_pRendezvousRoad, *m_pDeviceRoad});
+    return MakeReport({m_Options, m_pStore.get(), static_cast<double>(Now() - m_iStarted) / SECOND, channels,
+                       *m_pDirectory, *m_pRendezvous, *m_pDevice, *m_pControl, *m_pData, *m_pRendezvousRoad,
+                       *m_pDeviceRoad});
 }
+
+namespace
+{
+
+// "42  channel 3  2026-11-22 06:55:00  1048576 bytes", a line each, oldest first.
+void SayRecords(const std::string& folder)
+{
+    for (const StoredRecord& record : ListRecords(folder))
+        std::cout << record.name.id << "  channel " << record.name.channel + 1 << "  "
+                  << TimeText(record.name.start) << "  " << record.bytes << " bytes\n";
+}
+
+}  // namespace
 
 int RunRecorder(const XOptions& options)
 {
     try {
+        if (options.m_bListRecords) {
+            SayRecords(options.m_strStore);
+            return 0;
+        }
         CServer server(options);
         server.Run(CServer::ESignals::Heed, [](const CServer& ready) {
             const std::string line = ready.ReadyLine() + "\n";

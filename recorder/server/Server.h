@@ -16,6 +16,7 @@
 #include "recorder/server/DirectoryServer.h"
 #include "recorder/server/Options.h"
 #include "recorder/server/UdpRoad.h"
+#include "recorder/store/Store.h"
 
 namespace recorder
 {
@@ -25,7 +26,7 @@ namespace recorder
 class CServer
 {
   public:
-    // Binds all ports; throws asio::system_error when one is taken.
+    // Binds all ports; throws asio::system_error when one is taken, std::runtime_error when there is no store.
     explicit CServer(XOptions options);
     ~CServer();
     CServer(const CServer&) = delete;
@@ -54,6 +55,7 @@ class CServer
   private:
     class CChannels;
 
+    void OpenStore();
     void StartChannels();
     void Tick();
     void WakeAt(TimeUs iDue);
@@ -66,6 +68,7 @@ class CServer
     asio::steady_timer m_Timer;
     asio::steady_timer m_Limit;
     asio::signal_set m_Signals;
+    std::unique_ptr<Store> m_pStore;  // outlives the channels, whose threads give it pictures
     std::unique_ptr<CChannels> m_pChannels;
     std::unique_ptr<CDirectoryServer> m_pDirectory;
     std::unique_ptr<CUdpRoad> m_pRendezvousRoad;
