@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "recorder/media/AnnexB.h"
+#include "recorder/h264/AnnexB.h"
 #include "recorder/media/Coded.h"
 #include "recorder/scene/Picture.h"
 

@@ -5,7 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "recorder/media/AnnexB.h"
+#include "recorder/h264/AnnexB.h"
 #include "recorder/scene/Mark.h"
 #include "recorder/server/Server.h"
 #include "tests/recorder/client_support.h"
