@@ -5,6 +5,13 @@
 namespace recorder
 {
 
+double ShapeOf(int iWidth, int iHeight)
+{
+    if (iWidth * 9 == iHeight * 11) return 4.0 / 3.0;
+    if (iHeight == 1088) iHeight = 1080;
+    return static_cast<double>(iWidth) / iHeight;
+}
+
 CPictureFit::CPictureFit(int iWidth, int iHeight)
     : m_iWidth(iWidth),
       m_iHeight(iHeight),
@@ -16,9 +23,8 @@ std::vector<uint8_t>& CPictureFit::Fit(const AVFrame& frame)
 {
     AVRational aspect = frame.sample_aspect_ratio;
     if (aspect.num <= 0 || aspect.den <= 0) aspect = {1, 1};
-    // Clients show the whole picture as 4:3, whatever its size in pixels.
     const double shown = static_cast<double>(frame.width) * aspect.num / aspect.den / frame.height;
-    const double whole = 4.0 / 3.0;
+    const double whole = ShapeOf(m_iWidth, m_iHeight);
     const int width = shown >= whole ? m_iWidth : std::max(16, static_cast<int>(m_iWidth * shown / whole) & ~1);
     const int height =
         shown >= whole ? std::max(16, static_cast<int>(m_iHeight * whole / shown) & ~1) : m_iHeight;
