@@ -112,7 +112,9 @@ bool CAvInput::Feed()
             return true;
         }
         CheckAv(read, "read the source");
-        if (m_pPacket->stream_index != m_iStream || IsLeftOut()) continue;
+        if (m_pPacket->stream_index != m_iStream) continue;
+        if (m_Tap) m_Tap(*m_pPacket);
+        if (IsLeftOut()) continue;
         m_bDrained = false;
         // A damaged packet costs its picture only.
         const int sent = avcodec_send_packet(m_pDecoder.get(), m_pPacket.get());

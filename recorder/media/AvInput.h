@@ -24,6 +24,11 @@ class CAvInput
     CAvInput(const CAvInput&) = delete;
     CAvInput& operator=(const CAvInput&) = delete;
 
+    // Each packet of the pictures is shown to it, before it is decoded or left out.
+    using Tap = std::function<void(const AVPacket&)>;
+    void SetTap(Tap tap) { m_Tap = std::move(tap); }
+    const AVCodecParameters& Codec() const { return *m_pInput->streams[m_iStream]->codecpar; }
+
     // Decodes the next picture; false at the end of the source.
     bool Next();
     // The latest; valid until the next call of Next.
@@ -45,6 +50,7 @@ class CAvInput
     bool IsLeftOut();
 
     Interrupt m_Interrupt;
+    Tap m_Tap;
     AvFormatContext m_pInput;
     AvCodecContext m_pDecoder;
     AvFrame m_pFrame{av_frame_alloc()};

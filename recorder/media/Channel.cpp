@@ -15,8 +15,9 @@ constexpr int64_t NANOSECONDS = 1'000'000'000;
 
 }  // namespace
 
-CPictureMaker::CPictureMaker(const XChannelSetup& setup, int iChannel, const std::atomic<bool>& bStop)
-    : m_pSource(MakeSource(setup.m_strSource, setup.m_Scene, iChannel, bStop))
+CPictureMaker::CPictureMaker(const XChannelSetup& setup, int iChannel, const std::atomic<bool>& bStop,
+                             IPackets* pPackets)
+    : m_pSource(MakeSource(setup.m_strSource, setup.m_Scene, iChannel, bStop, pPackets))
 {
     XStreamSetup stream = setup.m_Stream;
     stream.m_iRate = setup.m_Scene.m_iRate;
@@ -36,6 +37,7 @@ CChannel::CChannel(const XChannelSetup& setup, int iChannel, int iLoop, Deliver 
       m_iChannel(iChannel),
       m_iLoop(iLoop),
       m_Deliver(std::move(deliver)),
+      m_Gate([this](std::shared_ptr<const XCoded> coded) { return m_Deliver(m_iChannel, std::move(coded)); }),
       m_Tracks{XTrack{CKeyGate(setup.m_Scene.m_iRate, iChannel, setup.m_iChannels), false, {}, 0},
                XTrack{CKeyGate(setup.m_Scene.m_iRate, iChannel, setup.m_iChannels), false, {}, 0}},
       m_Camera(setup.m_Scene.m_iRate)
@@ -99,6 +101,12 @@ XChannelCounts CChannel::Counts(ECodec codec) const
 {
     const std::lock_guard lock(m_Mutex);
     return m_Wishes[static_cast<size_t>(codec)].m_Counts;
+}
+
+bool CChannel::IsWatchedIn(ECodec codec) const
+{
+    const std::lock_guard lock(m_Mutex);
+    return m_Wishes[static_cast<size_t>(codec)].m_bWatched;
 }
 
 bool CChannel::IsWatched() const
@@ -168,20 +176,50 @@ void CChannel::ServeCodec(ECodec codec, CPictureMaker* pMaker, const XTurn& turn
         counts.m_ulSkipped = skipped;
     }
     if (!coded || (track.m_bBroken && !coded->m_bKey)) return;  // it would show nothing but damage
-    track.m_bBroken = !m_Deliver(m_iChannel, std::move(coded));
+    track.m_bBroken =
+        codec == ECodec::H264 ? !m_Gate.Send(std::move(coded)) : !m_Deliver(m_iChannel, std::move(coded));
 }
 
 void CChannel::Serve(Clock::time_point start)
 {
-    std::unique_ptr<CPictureMaker> maker;
-    if (m_iLoop == 0) maker = std::make_unique<CPictureMaker>(m_Setup, m_iChannel, m_bStop);
+    IPackets* const packets = m_Setup.m_bPass ? &m_Packets : nullptr;
+    if (m_iLoop == 0) m_pMaker = std::make_unique<CPictureMaker>(m_Setup, m_iChannel, m_bStop, packets);
     for (XTurn turn = WaitForTurn(start, -1); turn.m_iPicture >= 0;
          turn = WaitForTurn(start, turn.m_iPicture)) {
-        if (maker) maker->SetView(turn.m_View);
-        for (int codec = 0; codec < CODECS; ++codec)
-            if (turn.m_For[static_cast<size_t>(codec)].m_bWatched)
-                ServeCodec(static_cast<ECodec>(codec), maker.get(), turn);
+        if (m_pMaker) m_pMaker->SetView(turn.m_View);
+        for (const ECodec codec : {ECodec::Mpeg4, ECodec::H264}) {
+            const XTurn::XFor& wanted = turn.m_For[static_cast<size_t>(codec)];
+            if (wanted.m_bWatched && !LeavesToCamera(codec, wanted)) ServeCodec(codec, m_pMaker.get(), turn);
+        }
     }
+}
+
+bool CChannel::LeavesToCamera(ECodec codec, const XTurn::XFor& wanted)
+{
+    if (codec != ECodec::H264) return false;
+    // A camera can't be asked for a key picture: until its next one comes they are coded anew.
+    if (wanted.m_bKey || wanted.m_bRestart) m_Gate.Rest();
+    const PassGate::ETurn turn = m_Gate.Turn(Clock::now());
+    if (turn == PassGate::ETurn::Restart && m_pMaker) m_pMaker->Restart(codec);
+    return turn == PassGate::ETurn::Leave;
+}
+
+void CChannel::CPackets::Opened(const AVCodecParameters& codec)
+{
+    const XSceneSetup& scene = m_Channel.m_Setup.m_Scene;
+    m_pCheck = std::make_unique<PacketCheck>(codec, scene.m_iWidth, scene.m_iHeight);
+    m_Channel.m_Gate.Opened();
+}
+
+void CChannel::CPackets::OnPacket(const AVPacket& packet)
+{
+    if (!m_Channel.IsWatchedIn(ECodec::H264)) {
+        m_Channel.m_Gate.Rest();
+        return;
+    }
+    const h264::Checked checked = m_pCheck->Check(packet);
+    if (m_Channel.m_Gate.Take(checked, m_Channel.m_Setup.m_Stream.m_Checksum, Clock::now()))
+        SaySource(m_Channel.m_iChannel, m_Channel.m_Setup.m_strSource, "H.264 is coded anew: " + checked.why);
 }
 
 // A channel that can't go on says so and ends; the others do not notice.
@@ -192,6 +230,7 @@ void CChannel::Run(Clock::time_point start)
     } catch (const std::exception& e) {
         std::fprintf(stderr, "watchwall-recorder: channel %d: %s\n", m_iChannel + 1, e.what());
     }
+    m_pMaker.reset();
 }
 
 }  // namespace recorder

@@ -14,6 +14,7 @@
 #include "recorder/media/Camera.h"
 #include "recorder/media/CodecStream.h"
 #include "recorder/media/KeyGate.h"
+#include "recorder/media/PassThrough.h"
 #include "recorder/media/Source.h"
 
 namespace recorder
@@ -23,6 +24,7 @@ struct XChannelSetup {
     XSceneSetup m_Scene;
     std::string m_strSource = "scene";
     int m_iChannels = 1;    // of the recorder, which share out the second for their key pictures
+    bool m_bPass = true;    // a camera's H.264 goes to clients as it is, when they can read it
     XStreamSetup m_Stream;  // its rate is that of the scene
 };
 
@@ -30,7 +32,8 @@ struct XChannelSetup {
 class CPictureMaker
 {
   public:
-    CPictureMaker(const XChannelSetup& setup, int iChannel, const std::atomic<bool>& bStop);
+    CPictureMaker(const XChannelSetup& setup, int iChannel, const std::atomic<bool>& bStop,
+                  IPackets* pPackets = nullptr);
 
     // What the pictures from now on show of the source.
     void SetView(const XView& view) { m_pSource->SetView(view); }
@@ -80,8 +83,22 @@ class CChannel
     // Asks everything that waits to end soon; the destructor waits for it.
     void Stop();
     XChannelCounts Counts(ECodec codec = ECodec::Mpeg4) const;
+    PassState Passing() const { return m_Gate.State(); }
 
   private:
+    // The camera's own packets, on the thread of the source.
+    class CPackets : public IPackets
+    {
+      public:
+        explicit CPackets(CChannel& channel) : m_Channel(channel) {}
+        void Opened(const AVCodecParameters& codec) override;
+        void OnPacket(const AVPacket& packet) override;
+
+      private:
+        CChannel& m_Channel;
+        std::unique_ptr<PacketCheck> m_pCheck;
+    };
+
     // What others ask of one codec; guarded by m_Mutex.
     struct XWish {
         bool m_bWatched = false;
@@ -112,7 +129,9 @@ class CChannel
     void Serve(Clock::time_point start);
     // Waits until the next picture's time.
     XTurn WaitForTurn(Clock::time_point start, int64_t iLast);
-    bool IsWatched() const;
+    bool IsWatched() const;  // with the lock
+    bool IsWatchedIn(ECodec codec) const;
+    bool LeavesToCamera(ECodec codec, const XTurn::XFor& wanted);
     std::shared_ptr<const XCoded> FromLoop(XTrack& track, bool bKey);
     void ServeCodec(ECodec codec, CPictureMaker* pMaker, const XTurn& turn);
 
@@ -120,6 +139,10 @@ class CChannel
     int m_iChannel;
     int m_iLoop;
     Deliver m_Deliver;
+    PassGate m_Gate;
+    CPackets m_Packets{*this};
+    std::unique_ptr<CPictureMaker> m_pMaker;  // null with a loop; the channel's thread only
+
     std::array<XTrack, CODECS> m_Tracks;  // the channel's thread only, once it runs
 
     mutable std::mutex m_Mutex;  // a leaf: nothing is called while it is held

@@ -23,10 +23,11 @@ CLiveSource::CLiveSource(std::string spec, const XSceneSetup& setup, int iChanne
 }
 
 CLiveSource::CLiveSource(std::string spec, const XSceneSetup& setup, int iChannel,
-                         const std::atomic<bool>& bStop, const XTimes& times)
+                         const std::atomic<bool>& bStop, const XTimes& times, IPackets* pPackets)
     : m_strSpec(std::move(spec)),
       m_iChannel(iChannel),
       m_Times(times),
+      m_pPackets(pPackets),
       m_bStop(bStop),
       m_Overlay(setup, iChannel),
       m_Fit(setup.m_iWidth, setup.m_iHeight)
@@ -72,6 +73,10 @@ void CLiveSource::Run()
             m_Since = Clock::now();
             m_bLate = false;
             CAvInput input(m_strSpec, [this] { return m_bStop || m_bEnd || IsLate(); });
+            if (m_pPackets != nullptr) {
+                m_pPackets->Opened(input.Codec());
+                input.SetTap([this](const AVPacket& packet) { m_pPackets->OnPacket(packet); });
+            }
             Play(input);
         } catch (const std::exception& e) {
             if (m_bStop || m_bEnd) return;

@@ -31,7 +31,7 @@ class CLiveSource : public ISource
 
     CLiveSource(std::string spec, const XSceneSetup& setup, int iChannel, const std::atomic<bool>& bStop);
     CLiveSource(std::string spec, const XSceneSetup& setup, int iChannel, const std::atomic<bool>& bStop,
-                const XTimes& times);
+                const XTimes& times, IPackets* pPackets = nullptr);
     ~CLiveSource() override;
     CLiveSource(const CLiveSource&) = delete;
     CLiveSource& operator=(const CLiveSource&) = delete;
@@ -51,6 +51,7 @@ class CLiveSource : public ISource
     std::string m_strSpec;
     int m_iChannel;
     XTimes m_Times;
+    IPackets* m_pPackets;  // null: nobody wants them
     const std::atomic<bool>& m_bStop;
     Clock::time_point m_Since;  // opening, or the latest picture; the reader's thread only
     bool m_bLate = false;       // likewise

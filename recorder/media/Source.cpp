@@ -26,10 +26,11 @@ class CSceneSource : public ISource
 }  // namespace
 
 std::unique_ptr<ISource> MakeSource(const std::string& spec, const XSceneSetup& setup, int iChannel,
-                                    const std::atomic<bool>& bStop)
+                                    const std::atomic<bool>& bStop, IPackets* pPackets)
 {
     if (spec == SCENE) return std::make_unique<CSceneSource>(setup, iChannel);
-    if (IsLive(spec)) return std::make_unique<CLiveSource>(spec, setup, iChannel, bStop);
+    if (IsLive(spec))
+        return std::make_unique<CLiveSource>(spec, setup, iChannel, bStop, CLiveSource::XTimes(), pPackets);
     return std::make_unique<CFileSource>(spec, setup, iChannel, bStop);
 }
 

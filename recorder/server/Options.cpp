@@ -102,6 +102,7 @@ struct XTexts {
     int m_iControlPort = -1;  // not given
     int m_iDataPort = -1;
     std::string m_strFaultsOn = "video";
+    std::string m_strPass = "auto";
     std::vector<std::string> m_Sources;
     std::string m_strSourcesFile;
     bool m_bChannels = false;  // their number was given
@@ -175,6 +176,12 @@ void Declare(CLI::App& app, XOptions& options, XTexts& texts)
                    "file with URL, name and size for each channel; only its owner may read it")
         ->type_name("FILE")
         ->group("Pictures");
+    app.add_option("--pass-through", texts.m_strPass,
+                   "auto: H.264 of a camera goes to clients as it is when they can read it; never")
+        ->type_name("WHEN")
+        ->group("Pictures")
+        ->check(CLI::IsMember({"auto", "never"}))
+        ->capture_default_str();
     app.add_option("--loop", options.m_iLoopSeconds,
                    "encode so many seconds in advance and send them again and again")
         ->type_name("SECONDS")
@@ -365,6 +372,8 @@ std::string Complete(XOptions& options, const XTexts& texts)
     options.m_Checksum = texts.m_strChecksum == "16"   ? EChecksum::Sixteen
                          : texts.m_strChecksum == "32" ? EChecksum::ThirtyTwo
                                                        : EChecksum::None;
+    // The mark stands in pictures that are coded here only.
+    options.m_bPass = texts.m_strPass == "auto" && !options.m_Scene.m_bMark;
     // A recorder among others, whose directory takes a free port, takes free ones here too.
     const bool amongOthers = options.m_usDirectoryPort == 0;
     const auto port = [&](int given, uint16_t usual) {

@@ -34,6 +34,7 @@ struct XOptions {
     };
     std::vector<XSize> m_Sizes;  // one for each channel; that of m_Scene stands for those that name none
     int m_iLoopSeconds = 0;
+    bool m_bPass = true;
 
     std::string m_strStore;  // empty: nothing is kept
     int64_t m_iStoreBytes = int64_t{1} << 30;

@@ -142,7 +142,9 @@ json MakeReport(const XReportInput& input)
                {"bytes", h264.m_ulBytes},
                {"largest", h264.m_ulLargest},
                {"too large", h264.m_ulTooLarge},
-               {"skipped", h264.m_ulSkipped}}},
+               {"skipped", h264.m_ulSkipped},
+               {"passed", input.m_Channels[i].m_Pass.passed},
+               {"coded anew since", input.m_Channels[i].m_Pass.why}}},
              {"sent", {{"pictures", of.m_ulPictures}, {"bytes", of.m_ulBytes}, {"dropped", of.m_ulDropped}}}});
     }
 

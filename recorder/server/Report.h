@@ -19,6 +19,7 @@ namespace recorder
 struct XCodecCounts {
     XChannelCounts m_Mpeg4;
     XChannelCounts m_H264;
+    PassState m_Pass;
 };
 
 // What a report is made of; read during the call only.

@@ -73,6 +73,7 @@ class CServer::CChannels : public IChannels, public IDirectChannels
         setup.m_Stream.m_Entropy = options.m_Entropy;
         setup.m_Stream.m_Checksum = options.m_Checksum;
         setup.m_iChannels = options.m_iChannels;
+        setup.m_bPass = options.m_bPass;
         // A loop is made of whole groups, so that its last picture leads over to its first.
         const int pictures = options.m_iLoopSeconds * options.m_Scene.m_iRate;
         const int groups = std::max(1, (pictures + options.m_iGroup - 1) / options.m_iGroup);
@@ -366,7 +367,7 @@ nlohmann::json CServer::Report() const
 {
     std::vector<XCodecCounts> channels;
     for (const auto& channel : m_pChannels->All())
-        channels.push_back({channel->Counts(ECodec::Mpeg4), channel->Counts(ECodec::H264)});
+        channels.push_back({channel->Counts(ECodec::Mpeg4), channel->Counts(ECodec::H264), channel->Passing()});
     return MakeReport({m_Options, m_pStore.get(), static_cast<double>(Now() - m_iStarted) / SECOND, channels,
                        *m_pDirectory, *m_pRendezvous, *m_pDevice, *m_pControl, *m_pData, *m_pRendezvousRoad,
                        *m_pDeviceRoad});

@@ -10,14 +10,8 @@
 
 #include "recorder/h264/AnnexB.h"
 #include "recorder/media/CodecStream.h"
-#include "recorder/media/LibAv.h"
-#include "recorder/media/LibAvLog.h"
-#include "recorder/scene/Scene.h"
+#include "tests/recorder/media_support.h"
 #include "tests/support/test_places.h"
-
-extern "C" {
-#include <libavutil/opt.h>
-}
 
 namespace
 {
@@ -27,17 +21,15 @@ using h264::Checked;
 using h264::Subset;
 using testing::HasSubstr;
 
-using Stream = std::vector<std::vector<uint8_t>>;  // access units
-
 Checked::EResult Result(const Checked& checked)
 {
     return checked.result;
 }
 
 // One picture is one slice here.
-Stream Split(const std::vector<uint8_t>& bytes)
+AccessUnits Split(const std::vector<uint8_t>& bytes)
 {
-    Stream stream(1);
+    AccessUnits stream(1);
     for (const auto unit : SplitUnits(bytes)) {
         auto& to = stream.back();
         to.insert(to.end(), {0, 0, 0, 1});
@@ -54,73 +46,11 @@ std::vector<uint8_t> ReadWhole(const std::string& path)
     return {std::istreambuf_iterator<char>(in), {}};
 }
 
-constexpr int WIDTH = 176;
-constexpr int HEIGHT = 144;
-
-// What an encoder makes of the drawn scene, or of noise, with these of its own options.
-enum class EShows { Scene, Noise };
-Stream Encode(const std::string& options, int pictures = 12, AVPixelFormat format = AV_PIX_FMT_YUV420P,
-              EShows shows = EShows::Scene)
-{
-    SayLibAvWarningsOnce();
-    const AVCodec* const codec = avcodec_find_encoder_by_name("libx264");
-    const AvCodecContext encoder(avcodec_alloc_context3(codec));
-    encoder->width = WIDTH;
-    encoder->height = HEIGHT;
-    encoder->pix_fmt = format;
-    encoder->time_base = {1, 25};
-    encoder->thread_count = 1;
-    encoder->gop_size = 5;
-    const bool once = options.find("repeat-headers=0") != std::string::npos;
-    if (once) encoder->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-    av_opt_set(encoder->priv_data, "preset", "medium", 0);
-    av_opt_set(encoder->priv_data, "x264-params",
-               ("log=-1:ref=1:bframes=0:8x8dct=0:weightp=0:scenecut=0:slices=1:" + options).c_str(), 0);
-    CheckAv(avcodec_open2(encoder.get(), codec, nullptr), "open an encoder");
-    const AvFrame frame(av_frame_alloc());
-    const AvPacket packet(av_packet_alloc());
-    frame->width = WIDTH;
-    frame->height = HEIGHT;
-    frame->format = format;
-    CheckAv(av_frame_get_buffer(frame.get(), 0), "hold a picture");
-    Stream stream;
-    const auto take = [&] {
-        while (avcodec_receive_packet(encoder.get(), packet.get()) == 0) {
-            stream.emplace_back(packet->data, packet->data + packet->size);
-            av_packet_unref(packet.get());
-        }
-    };
-    std::mt19937 random(5);
-    XSceneSetup scene;
-    scene.m_iWidth = WIDTH;
-    scene.m_iHeight = HEIGHT;
-    for (int i = 0; i < pictures; ++i) {
-        XPicture drawn = DrawScene(scene, 0, 5 * i);
-        if (shows == EShows::Noise)
-            for (auto* const plane : {&drawn.m_Y, &drawn.m_U, &drawn.m_V})
-                for (uint8_t& sample : *plane)
-                    sample = static_cast<uint8_t>(random());
-        CheckAv(av_frame_make_writable(frame.get()), "hold a picture");
-        for (int y = 0; y < HEIGHT; ++y)
-            std::copy_n(drawn.m_Y.begin() + ptrdiff_t{y} * WIDTH, WIDTH,
-                        frame->data[0] + ptrdiff_t{y} * frame->linesize[0]);
-        for (int plane = 1; plane < 3; ++plane)
-            for (int y = 0; y < (format == AV_PIX_FMT_YUV420P ? HEIGHT / 2 : HEIGHT); ++y)
-                std::copy_n((plane == 1 ? drawn.m_U : drawn.m_V).begin() + ptrdiff_t{y / 2} * (WIDTH / 2),
-                            WIDTH / 2, frame->data[plane] + ptrdiff_t{y} * frame->linesize[plane]);
-        frame->pts = i;
-        CheckAv(avcodec_send_frame(encoder.get(), frame.get()), "encode");
-        take();
-    }
-    avcodec_send_frame(encoder.get(), nullptr);
-    take();
-    if (once)
-        stream[0].insert(stream[0].begin(), encoder->extradata, encoder->extradata + encoder->extradata_size);
-    return stream;
-}
+constexpr int WIDTH = H264_TEST_WIDTH;
+constexpr int HEIGHT = H264_TEST_HEIGHT;
 
 // The first that doesn't pass, or the last.
-Checked CheckAll(const Stream& stream, int width = WIDTH, int height = HEIGHT)
+Checked CheckAll(const AccessUnits& stream, int width = WIDTH, int height = HEIGHT)
 {
     Subset subset(width, height, MAX_H264_BYTES);
     Checked checked;
@@ -140,7 +70,7 @@ TEST_P(StreamsInside, AreReadToTheirLastBit)
 {
     const auto bytes = ReadWhole(SourcePath("tests/data/h264/" + GetParam() + ".h264"));
     ASSERT_FALSE(bytes.empty());
-    const Stream stream = Split(bytes);
+    const AccessUnits stream = Split(bytes);
     const auto units = SplitUnits(bytes);
     const auto set = std::find_if(units.begin(), units.end(),
                                   [](const auto unit) { return UnitType(unit) == EUnit::SequenceSet; });
@@ -164,7 +94,7 @@ INSTANTIATE_TEST_SUITE_P(OfTheTestData, StreamsInside, testing::ValuesIn(NamesOf
 TEST(H264Subset, PassesTheSlicesAndPutsParameterSetsBeforeEachIdr)
 {
     // The encoder's own remark (SEI) goes, and the sets that it sends once only come again.
-    const Stream stream = Encode("repeat-headers=0:annexb=1");
+    const AccessUnits stream = EncodeH264("repeat-headers=0:annexb=1");
     Subset subset(WIDTH, HEIGHT, MAX_H264_BYTES);
     for (size_t i = 0; i < stream.size(); ++i) {
         const Checked checked = subset.Check(stream[i]);
@@ -195,7 +125,7 @@ class StreamsOutside : public testing::TestWithParam<Row>
 
 TEST_P(StreamsOutside, AreToldWithTheReason)
 {
-    const Checked checked = CheckAll(Encode(GetParam().options, 30, GetParam().format, GetParam().shows));
+    const Checked checked = CheckAll(EncodeH264(GetParam().options, 30, GetParam().format, GetParam().shows));
     EXPECT_EQ(Result(checked), Checked::EResult::Outside);
     EXPECT_THAT(checked.why, HasSubstr(GetParam().why));
     EXPECT_TRUE(checked.bytes.empty());
@@ -220,21 +150,21 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(H264Subset, AnotherSizeIsOutside)
 {
-    const Checked checked = CheckAll(Encode("keyint=5"), 704, 576);
+    const Checked checked = CheckAll(EncodeH264("keyint=5"), 704, 576);
     EXPECT_EQ(Result(checked), Checked::EResult::Outside);
     EXPECT_THAT(checked.why, HasSubstr("176x144"));
 }
 
 TEST(H264Subset, ALargePictureIsOutside)
 {
-    const Stream stream = Encode("qp=20");
+    const AccessUnits stream = EncodeH264("qp=20");
     Subset subset(WIDTH, HEIGHT, stream[0].size() / 2);
     EXPECT_EQ(Result(subset.Check(stream[0])), Checked::EResult::Outside);
 }
 
 TEST(H264Subset, AMissingPictureCostsThoseUpToTheNextIdr)
 {
-    const Stream stream = Encode("keyint=5");
+    const AccessUnits stream = EncodeH264("keyint=5");
     Subset subset(WIDTH, HEIGHT, MAX_H264_BYTES);
     std::string passed;
     for (size_t i = 1; i < stream.size(); ++i)
@@ -247,7 +177,7 @@ TEST(H264Subset, SlicesOnTheirOwnSayWhatTheyLack)
     Subset subset(WIDTH, HEIGHT, MAX_H264_BYTES);
     const Checked nothing = subset.Check({});
     EXPECT_EQ(Result(nothing), Checked::EResult::Damaged);
-    const Stream stream = Encode("keyint=5");
+    const AccessUnits stream = EncodeH264("keyint=5");
     const auto slice = SplitUnits(stream[0]).back();
     std::vector<uint8_t> alone{0, 0, 0, 1};
     alone.insert(alone.end(), slice.begin(), slice.end());
@@ -259,7 +189,7 @@ TEST(H264Subset, SlicesOnTheirOwnSayWhatTheyLack)
 // A picture that nothing refers to would break the chain of references that clients keep.
 TEST(H264Subset, APictureThatNothingRefersToIsOutside)
 {
-    Stream stream = Encode("keyint=5:annexb=1");
+    AccessUnits stream = EncodeH264("keyint=5:annexb=1");
     auto& bytes = stream[1];
     const auto slice = SplitUnits(bytes).back();
     bytes[static_cast<size_t>(slice.data() - bytes.data())] &= 0x9F;
@@ -270,7 +200,7 @@ TEST(H264Subset, APictureThatNothingRefersToIsOutside)
 
 TEST(H264Subset, AnIPictureThatIsNotIdrIsOutside)
 {
-    Stream stream = Encode("keyint=5:annexb=1");
+    AccessUnits stream = EncodeH264("keyint=5:annexb=1");
     auto& bytes = stream[5];
     const auto slice = SplitUnits(bytes).back();
     ASSERT_EQ(UnitType(slice), EUnit::IdrSlice);
@@ -287,7 +217,7 @@ class Damage : public testing::TestWithParam<const char*>
 // Never more than a verdict, and what passes is what was given.
 TEST_P(Damage, EndsInAVerdict)
 {
-    const Stream whole = Encode(GetParam(), 6);
+    const AccessUnits whole = EncodeH264(GetParam(), 6);
     std::mt19937 random(3);
     std::map<Checked::EResult, int> results;
     for (int round = 0; round < 1000; ++round) {
