@@ -79,7 +79,7 @@ class CH264Stream : public ICodecStream
         if (!m_pEncoder) {
             m_pEncoder = std::make_unique<CH264Encoder>(
                 XH264Setup{picture.m_iWidth, picture.m_iHeight, m_Setup.m_iRate, m_Setup.m_iBitRate,
-                           m_Setup.m_iGroup, m_Setup.m_Entropy, m_Setup.m_Checksum});
+                           m_Setup.m_iGroup, m_Setup.m_Entropy, m_Setup.m_Checksum, m_Setup.m_strPreset});
             m_iFirst = iPicture;
         }
         auto coded = std::make_shared<const XCoded>(

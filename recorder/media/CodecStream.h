@@ -20,6 +20,7 @@ struct XStreamSetup {
     int m_iGroup = 25;               // pictures from key to key
     EMotion m_Motion = EMotion::Half;
     EEntropy m_Entropy = EEntropy::Cabac;
+    std::string m_strPreset = H264_PRESET;        // of H.264
     EChecksum m_Checksum = EChecksum::None;       // of H.264
     size_t m_ulMaxBytes = MAX_MESSAGE_BYTES - 4;  // of one coded picture of MPEG-4
 };

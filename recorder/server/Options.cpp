@@ -47,27 +47,41 @@ std::vector<std::string> SplitAtCommas(const std::string& text)
     return parts;
 }
 
-// "N=source" is for channel N, anything else for all. The whole text is taken as source when what stands before
-// the first '=' is not a number, as in a URL.
-std::string ApplySource(const std::string& text, std::vector<std::string>& sources)
+// "N=rest" is for channel N, anything else for all: 0. The whole text is taken as the rest when what stands
+// before the first '=' is not a number, as in a URL.
+std::pair<size_t, std::string> SplitNumber(const std::string& text)
 {
     const size_t equals = text.find('=');
     const bool numbered = equals != std::string::npos && equals > 0 && equals < 4 &&
                           std::all_of(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(equals),
                                       [](unsigned char c) { return std::isdigit(c) != 0; });
-    const std::string spec = numbered ? text.substr(equals + 1) : text;
+    if (!numbered) return {0, text};
+    // Channel 0, which there isn't, must not stand for all.
+    const auto channel = static_cast<size_t>(std::stoi(text.substr(0, equals)));
+    return {channel == 0 ? SIZE_MAX : channel, text.substr(equals + 1)};
+}
+
+// Sets one or all. False when there is no such channel.
+template <class Value>
+bool ApplyToChannel(size_t channel, const Value& value, std::vector<Value>& values)
+{
+    if (channel == 0)
+        std::fill(values.begin(), values.end(), value);
+    else if (channel <= values.size())
+        values[channel - 1] = value;
+    else
+        return false;
+    return true;
+}
+
+std::string ApplySource(const std::string& text, std::vector<std::string>& sources)
+{
+    const auto [channel, spec] = SplitNumber(text);
     if (HasSecrets(spec))
         return "--source " + WithoutSecrets(spec) +
                ": everybody sees a command line; a user, a password or a query belongs into a file, see "
                "--sources";
-    if (!numbered) {
-        std::fill(sources.begin(), sources.end(), text);
-        return {};
-    }
-    const auto channel = static_cast<size_t>(std::stoi(text.substr(0, equals)));
-    if (channel < 1 || channel > sources.size()) return "--source " + text + ": there is no such channel";
-    sources[channel - 1] = spec;
-    return {};
+    return ApplyToChannel(channel, spec, sources) ? "" : "--source " + text + ": there is no such channel";
 }
 
 constexpr int64_t STORE_BYTES_PER_CHANNEL = int64_t{1} << 20;
@@ -92,7 +106,7 @@ class CHelp : public CLI::Formatter
 
 // What the parser fills in as text, before it is made into options.
 struct XTexts {
-    std::string m_strSize = "704x576";
+    std::vector<std::string> m_Size;
     std::string m_strListen = "127.0.0.1";
     std::string m_strNames;
     std::string m_strClock;
@@ -131,11 +145,12 @@ void Declare(CLI::App& app, XOptions& options, XTexts& texts)
         ->capture_default_str();
     app.add_option("--names", texts.m_strNames, "names burnt into the pictures: A,B,C")->type_name("A,B,C");
 
-    app.add_option("--size", texts.m_strSize, "WIDTHxHEIGHT, multiples of 16")
-        ->type_name("WxH")
+    app.add_option("--size", texts.m_Size,
+                   "WIDTHxHEIGHT, multiples of 16 (704x576); N=... for channel N (repeatable)")
+        ->allow_extra_args(false)
+        ->type_name("[N=]WxH")
         ->group("Pictures")
-        ->check(CheckSize)
-        ->capture_default_str();
+        ->check([](const std::string& text) { return CheckSize(SplitNumber(text).second); });
     app.add_option("--fps", options.m_Scene.m_iRate, "pictures a second")
         ->type_name("N")
         ->group("Pictures")
@@ -160,6 +175,11 @@ void Declare(CLI::App& app, XOptions& options, XTexts& texts)
         ->type_name("HOW")
         ->group("Pictures")
         ->check(CLI::IsMember({"cabac", "cavlc"}))
+        ->capture_default_str();
+    app.add_option("--preset", options.m_strPreset, "effort of the H.264 encoder: ultrafast to medium")
+        ->type_name("HOW")
+        ->group("Pictures")
+        ->check(CLI::IsMember({"ultrafast", "superfast", "veryfast", "faster", "fast", "medium"}))
         ->capture_default_str();
     app.add_option("--checksum", texts.m_strChecksum, "bits of the checksum of H.264 units: 0, 16 or 32")
         ->type_name("BITS")
@@ -350,6 +370,13 @@ std::string ApplySources(XOptions& options, const XTexts& texts)
     const auto channels = static_cast<size_t>(options.m_iChannels);
     options.m_Sources.assign(channels, std::string(SCENE));
     options.m_Sizes.assign(channels, {options.m_Scene.m_iWidth, options.m_Scene.m_iHeight});
+    for (const std::string& text : texts.m_Size) {
+        const auto [channel, given] = SplitNumber(text);
+        XOptions::XSize size;
+        ParseSize(given, size.m_iWidth, size.m_iHeight);
+        if (!ApplyToChannel(channel, size, options.m_Sizes))
+            return "--size " + text + ": there is no such channel";
+    }
     for (const std::string& source : texts.m_Sources)
         if (auto wrong = ApplySource(source, options.m_Sources); !wrong.empty()) return wrong;
     for (const auto& [channel, entry] : entries) {
@@ -363,7 +390,9 @@ std::string ApplySources(XOptions& options, const XTexts& texts)
 // Empty, or what is wrong.
 std::string Complete(XOptions& options, const XTexts& texts)
 {
-    ParseSize(texts.m_strSize, options.m_Scene.m_iWidth, options.m_Scene.m_iHeight);
+    for (const std::string& text : texts.m_Size)
+        if (const auto [channel, size] = SplitNumber(text); channel == 0)
+            ParseSize(size, options.m_Scene.m_iWidth, options.m_Scene.m_iHeight);
     ParseAddress(texts.m_strListen, options.m_dwListen);
     options.m_Scene.m_Names = SplitAtCommas(texts.m_strNames);
     options.m_Scene.m_iClockStart = texts.m_strClock.empty() ? WallClockNow() : ParseClock(texts.m_strClock);

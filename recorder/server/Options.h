@@ -25,6 +25,7 @@ struct XOptions {
     int m_iGroup = 0;  // pictures; never 0 after parsing
     EMotion m_Motion = EMotion::Half;
     EEntropy m_Entropy = EEntropy::Cabac;
+    std::string m_strPreset = H264_PRESET;
     EChecksum m_Checksum = EChecksum::None;
     std::vector<std::string> m_Sources;  // one for each channel; may hold passwords
     struct XSize {

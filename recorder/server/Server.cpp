@@ -71,6 +71,7 @@ class CServer::CChannels : public IChannels, public IDirectChannels
         setup.m_Stream.m_iGroup = options.m_iGroup;
         setup.m_Stream.m_Motion = options.m_Motion;
         setup.m_Stream.m_Entropy = options.m_Entropy;
+        setup.m_Stream.m_strPreset = options.m_strPreset;
         setup.m_Stream.m_Checksum = options.m_Checksum;
         setup.m_iChannels = options.m_iChannels;
         setup.m_bPass = options.m_bPass;

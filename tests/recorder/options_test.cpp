@@ -287,4 +287,38 @@ TEST(OptionsTest, HelpAndVersionEndWell)
     EXPECT_THAT(version.m_strSay, HasSubstr("watchwall-recorder 0."));
 }
 
+TEST(OptionsTest, EachChannelCanHaveASizeOfItsOwn)
+{
+    const XParsed parsed =
+        Parse({"--channels", "3", "--size", "1=1280x720", "--size", "352x288", "--size", "3=640x368"});
+    ASSERT_TRUE(parsed.m_bRun) << parsed.m_strSay;
+    using XSize = XOptions::XSize;
+    // The later one counts, also when it is for all.
+    EXPECT_EQ(parsed.m_Options.m_Sizes, (std::vector<XSize>{{352, 288}, {352, 288}, {640, 368}}));
+    EXPECT_EQ(parsed.m_Options.m_Scene.m_iWidth, 352);
+    for (const char* const wrong : {"4=640x368", "0=640x368", "999=640x368"})
+        EXPECT_THAT(Parse({"--channels", "3", "--size", wrong}).m_strSay,
+                    HasSubstr("there is no such channel"));
+    EXPECT_THAT(Parse({"--size", "1=100x100"}).m_strSay, HasSubstr("multiples of 16"));
+}
+
+TEST(OptionsTest, RecordsNeedAFolderAndRoomForEachChannel)
+{
+    const XParsed kept = Parse({"--store", "/tmp/x", "--store-size", "20M"});
+    ASSERT_TRUE(kept.m_bRun) << kept.m_strSay;
+    EXPECT_EQ(kept.m_Options.m_strStore, "/tmp/x");
+    EXPECT_EQ(kept.m_Options.m_iStoreBytes, 20 << 20);
+    EXPECT_EQ(Parse({}).m_Options.m_strStore, "");
+    EXPECT_THAT(Parse({"--records"}).m_strSay, HasSubstr("--store"));
+    EXPECT_THAT(Parse({"--channels", "16", "--store", "x", "--store-size", "15M"}).m_strSay, HasSubstr("1M"));
+}
+
+TEST(OptionsTest, PicturesWithAMarkAreNotPassedThrough)
+{
+    EXPECT_TRUE(Parse({}).m_Options.m_bPass);
+    EXPECT_FALSE(Parse({"--pass-through", "never"}).m_Options.m_bPass);
+    EXPECT_FALSE(Parse({"--mark"}).m_Options.m_bPass);
+    EXPECT_FALSE(Parse({"--pass-through", "sometimes"}).m_bRun);
+}
+
 }  // namespace
