@@ -34,7 +34,7 @@ class UdpSoakTest : public UdpLinksTest
         SessionOfItsOwn(soak, SOAK_ROUNDS);
         ASSERT_FALSE(HasFailure());
         // The system may still list a thread for a moment that was waited for.
-        EXPECT_TRUE(WaitUntil([&] { return CountThreads() == threads; })) << CountThreads();
+        EXPECT_TRUE(WaitUntil([&] { return CountThreads() <= threads; })) << CountThreads();
         EXPECT_EQ(CountFiles(), files);
         // The allocator's own books differ a little from run to run.
         EXPECT_LE(CountBytes(), bytes + SLACK_BYTES);
