@@ -1,14 +1,17 @@
 # Shared by run, test and the scripts beside this file; sourced with the root of the tree as working directory.
 
-# configure PRESET: once, and again when packages have come.
+# configure PRESET: once, and again when packages have come or the presets are others: what a preset sets stays in the cache
+# of the build directory, and a build by itself doesn't look at presets.
 configure()
 {
     local preset=$1
     local launcher=()
     command -v ccache >/dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
-    if [ ! -f "build/$preset/build.ninja" ] || [ build/packages -nt "build/$preset/build.ninja" ]; then
+    if [ ! -f "build/$preset/build.ninja" ] || [ build/packages -nt "build/$preset/build.ninja" ] ||
+        ! cmp -s CMakePresets.json "build/$preset/presets.json"; then
         cmake --preset "$preset" "${launcher[@]}" >"$(mkdir -p build && echo build)/$preset-configure.log" 2>&1 ||
             { cat "build/$preset-configure.log" >&2; return 1; }
+        cp CMakePresets.json "build/$preset/presets.json"
     fi
 }
 
