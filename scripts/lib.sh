@@ -38,6 +38,46 @@ with_display()
     fi
 }
 
+# lay_home BIN HOME: a module directory of its own, so that no setting of the user's is touched.
+lay_home()
+{
+    mkdir -p "$2"
+    cp -r "$1/config" "$1/dvr.bmp" "$2/"
+    [ -e "$2/dvr.db" ] || cp "$1/dvr.db" "$2/"
+}
+
+# start_recorder BIN LOG ARGUMENT ...: on free ports of the loopback address. Returns when it serves, with its process in
+# $recorder and its ports in $directory_port and $rendezvous_port; whoever called ends it.
+start_recorder()
+{
+    local bin=$1 log=$2 ready
+    shift 2
+    ready=$(mktemp)
+    "$bin/watchwall-recorder" --directory-port 0 --rendezvous-port 0 --ready-file "$ready" "$@" >"$log" 2>&1 &
+    recorder=$!
+    for _ in $(seq 200); do
+        [ -s "$ready" ] && break
+        kill -0 "$recorder" 2>/dev/null || { cat "$log" >&2; echo "the recorder did not start" >&2; return 1; }
+        sleep 0.05
+    done
+    directory_port=$(sed -n 's/.*directory=[^ ]*:\([0-9]*\).*/\1/p' "$ready")
+    rendezvous_port=$(sed -n 's/.*rendezvous=[^ ]*:\([0-9]*\).*/\1/p' "$ready")
+    rm -f "$ready"
+}
+
+# point_at_recorder HOME: the settings with which a wall of that module directory finds the recorder that was started.
+point_at_recorder()
+{
+    cat >"$1/config/system.ini" <<INI
+[System]
+DirectoryServer=127.0.0.1
+DirectoryPort=$directory_port
+RendezvousPort=$rendezvous_port
+SharedReceive=1
+StandardChroma=1
+INI
+}
+
 # existing_files, existing_lines: of the names on standard input (ended by NUL, by newline), those that stand.
 existing_files()
 {
