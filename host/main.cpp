@@ -148,7 +148,7 @@ int Run(const XOptions& options, const QElapsedTimer& since_start)
 
     CMessageLines lines;
     auto window = std::make_unique<CMainWindow>();
-    if (!window->Embed(std::move(control), options.IsUnattended() ? &lines : nullptr))
+    if (!window->Embed(std::move(control), options.m_strProfile, options.IsUnattended() ? &lines : nullptr))
         return Fail(EXIT_NO_CONTROL,
                     QStringLiteral("The control could not make its window; set WATCHWALL_DEBUG=1 to see why."),
                     options);
