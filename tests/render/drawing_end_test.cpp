@@ -15,7 +15,7 @@ namespace
 constexpr HWND WINDOW{1};
 constexpr int DRAWN_NO_MORE = 7;
 constexpr int STILL_DRAWN = 1;
-constexpr int LOOKS = 100000;  // many times what a frame takes
+constexpr int LOOKS = 2000;  // each lets others run, and many frames fit in
 
 CMemorySurfaceAdapter* g_pAdapter = nullptr;
 
