@@ -1,0 +1,13 @@
+#if defined(__x86_64__)
+
+#define C264_STEP c264_step_avx2
+
+#include "codec/c264/c264_deblock_vector.h"
+#include "codec/c264/c264_kernels.h"
+
+void c264_deblock_fill_avx2(c264_deblock* table)
+{
+    c264_step_avx2::fill_deblock(table);
+}
+
+#endif
