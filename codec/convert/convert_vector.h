@@ -77,6 +77,11 @@ void convert_row_block(uint8_t* to, const uint8_t* y, const chroma_terms<V>& chr
                 join_colour<V>(luma, chroma.red));
 }
 
+// Lines of 32-bit targets are asked for this far ahead of their stores, which else wait for each other where
+// the target isn't in the cache. (The packed layouts, with a half of the bytes, gain nothing.)
+inline constexpr int TARGET_AHEAD = 1024;
+inline constexpr int CACHE_LINE = 64;
+
 // Walks a picture row by row: two rows at a time would share their chroma terms, but filling two rows in turn
 // halves what the memory takes. The last block of a row that the blocks don't divide overlaps the one before
 // it, and may lie at any address.
@@ -90,8 +95,13 @@ void walk(const convert_job& job)
         const uint8_t* const u = job.from[1] + row / 2 * job.from_stride[1];
         const uint8_t* const v = job.from[2] + row / 2 * job.from_stride[1];
         ptrdiff_t x = 0;
-        for (; x + V::PIXELS <= width; x += V::PIXELS)
+        for (; x + V::PIXELS <= width; x += V::PIXELS) {
+            if constexpr (Block::BYTES == 4) {
+                for (int line = 0; line < 4 * V::PIXELS; line += CACHE_LINE)
+                    __builtin_prefetch(to + x * 4 + TARGET_AHEAD + line, 1);
+            }
             Block::convert(to + x * Block::BYTES, luma + x, u + x / 2, v + x / 2);
+        }
         if (x < width) {
             x = width - V::PIXELS;
             LastBlock::convert(to + x * Block::BYTES, luma + x, u + x / 2, v + x / 2);
