@@ -6,10 +6,12 @@
 
 /// What the command line asks for.
 struct XOptions {
-    QString m_strHome;        // module directory for this run; empty: by the rules of the platform layer
-    QString m_strModule;      // module to use; empty: the program's own
-    QString m_strScreenshot;  // PNG file, taken just before the end; empty: none
-    int m_iSeconds = 0;       // 0: until the window is closed
+    QString m_strHome;    // module directory for this run; empty: by the rules of the platform layer
+    QString m_strModule;  // module to use; empty: the program's own
+    QString m_strProfile =
+        QStringLiteral("operator");  // that the control is asked for; "classic": it isn't asked
+    QString m_strScreenshot;         // PNG file, taken just before the end; empty: none
+    int m_iSeconds = 0;              // 0: until the window is closed
     bool m_bFullScreen = false;
     QString m_strLogon;       // net id; empty: nobody logs on
     bool m_bOpenAll = false;  // every channel of the station

@@ -78,6 +78,13 @@ void AddCell(HWND window)
     pool.m_Cells.push_back({false, window, false});
 }
 
+void RemoveCell(HWND window)
+{
+    auto& pool = Pool();
+    const std::lock_guard lock(pool.m_cs);
+    std::erase_if(pool.m_Cells, [window](const CRenderSub& cell) { return cell.m_hWnd == window; });
+}
+
 void RemoveAllCells()
 {
     auto& pool = Pool();

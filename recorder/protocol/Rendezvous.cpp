@@ -151,7 +151,8 @@ bool CRendezvous::GoOnWithList(TimeUs iNow, XList& list)
 {
     size_t sent = 0;
     for (auto user = m_Users.rbegin(); user != m_Users.rend(); ++user) {
-        if (user->m_ulSerial >= list.m_ulBelow || user->m_Record.m_P2p == list.m_To) continue;
+        const XEndpoint& at = user->m_Record.m_P2p;
+        if (user->m_ulSerial >= list.m_ulBelow || at == list.m_To || at == m_Holder) continue;
         if (sent == m_Limits.m_ulEntriesAtOnce) {
             list.m_iDue = iNow + m_Limits.m_iEntriesPause;
             return false;
@@ -161,6 +162,10 @@ bool CRendezvous::GoOnWithList(TimeUs iNow, XList& list)
         list.m_ulBelow = user->m_ulSerial;
         ++sent;
     }
+    // Clients lose the earlier entries of a list of more than a hundred, but never the last one: the recorder's
+    // own, so that made-up logins can't hide it.
+    const XUser* const holder = m_Holder == list.m_To ? nullptr : ByEndpoint(m_Holder);
+    if (holder != nullptr) Send(list.m_To, EMessage::UserEntry, holder->m_Record);
     const XUser* const asker = ByEndpoint(list.m_To);
     Send(list.m_To, EMessage::UserEnd, asker != nullptr ? asker->m_Record : XPeerRecord());
     return true;

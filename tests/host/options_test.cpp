@@ -15,6 +15,17 @@ TEST(Options, AreNoneByThemselves)
     EXPECT_EQ(options.m_iSeconds, 0);
     EXPECT_TRUE(options.m_strHome.isEmpty() && options.m_strModule.isEmpty() &&
                 options.m_strScreenshot.isEmpty());
+    EXPECT_EQ(options.m_strProfile, "operator");
+}
+
+TEST(Options, OfTheProfileAreRead)
+{
+    for (const char* profile : {"classic", "operator"}) {
+        XOptions options;
+        QString message;
+        EXPECT_EQ(ParseOptions({"watchwall", "--profile", profile}, options, message), PARSED::Run);
+        EXPECT_EQ(options.m_strProfile, profile);
+    }
 }
 
 TEST(Options, AreRead)
@@ -85,6 +96,9 @@ INSTANTIATE_TEST_SUITE_P(
         XWrong{"no_channel", {"--logon", "1", "--open", "1,,2"}, "not '1,,2'"},
         XWrong{"channels_of_whom", {"--open", "all"}, "--open needs --logon"},
         XWrong{"no_cells", {"--layout", "0"}, "not '0'"},
+        XWrong{
+            "another_profile", {"--profile", "Classic"}, "--profile takes classic or operator, not 'Classic'"},
+        XWrong{"no_profile", {"--profile", ""}, "not ''"},
         XWrong{"cells_in_words", {"--layout", "nine"}, "not 'nine'"}, XWrong{"positional", {"file"}, "'file'"}),
     [](const auto& row) { return std::string(row.param.szName); });
 
@@ -94,7 +108,7 @@ TEST(Options, HelpAndVersionAreTexts)
     QString message;
     EXPECT_EQ(ParseOptions({"watchwall", "--help"}, options, message), PARSED::Help);
     for (const char* option : {"--seconds", "--screenshot", "--home", "--module", "--help", "--version",
-                               "--logon", "--open", "--layout", "--full-screen", "--report"}) {
+                               "--logon", "--open", "--layout", "--full-screen", "--report", "--profile"}) {
         EXPECT_TRUE(message.contains(option)) << option;
     }
     EXPECT_EQ(ParseOptions({"watchwall", "--version"}, options, message), PARSED::Version);
