@@ -132,6 +132,5 @@ void c264_deblock_init(c264_deblock* table, [[maybe_unused]] uint32_t caps)
     fill_plain<C264_UNIFORM>(table);
 #if defined(__x86_64__)
     if (caps & CODEC_CAP_SSE2) c264_deblock_fill_sse2(table);
-    if (caps & CODEC_CAP_AVX2) c264_deblock_fill_avx2(table);
 #endif
 }

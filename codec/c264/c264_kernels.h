@@ -18,7 +18,6 @@ void c264_transform_fill_sse2(c264_transform* table);
 void c264_transform_fill_avx2(c264_transform* table);
 
 void c264_deblock_fill_sse2(c264_deblock* table);
-void c264_deblock_fill_avx2(c264_deblock* table);
 
 void c264_copy_fill_sse2(c264_copy* table);
 
