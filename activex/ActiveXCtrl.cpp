@@ -44,7 +44,13 @@ class CActiveXCtrl::CWidget : public QWidget
                 m_Control.m_bUIActive = false;
         });
     }
-    ~CWidget() override { m_Control.WindowGoes(); }
+    ~CWidget() override
+    {
+        if (IsProcessEnding())
+            LeaveChildren();
+        else
+            m_Control.WindowGoes();
+    }
 
   protected:
     void paintEvent(QPaintEvent*) override
@@ -63,6 +69,14 @@ class CActiveXCtrl::CWidget : public QWidget
     void keyPressEvent(QKeyEvent* event) override { event->setAccepted(IsRoutedKey(VirtualKey(event->key()))); }
 
   private:
+    // A host's window in static storage would take the panels along, whose links can't be waited for any more
+    // and whose renderer has lost its driver.
+    void LeaveChildren()
+    {
+        for (QObject* child : QObjectList(children()))
+            child->setParent(nullptr);
+    }
+
     CActiveXCtrl& m_Control;
 };
 
@@ -90,7 +104,7 @@ HRESULT CActiveXCtrl::QueryInterface(const UUID& iid, void** object)
 // A host's static object may let the control go when there is no toolkit any more to take its window down with.
 std::uint32_t CActiveXCtrl::Release()
 {
-    if (m_pWidget != nullptr && IsProcessEnding()) return 0;
+    if (m_pHandle != nullptr && IsProcessEnding()) return 0;
     return CUnknown::Release();
 }
 

@@ -1,17 +1,25 @@
 // H.264 decoding against libavcodec's, one thread each, the same packets in the same run.
 //
-//     h264_bench [--plain | --sse2 | --ssse3] [--runs N] [TEXT ...]     only streams whose name contains a text
+//     h264_bench [--plain | --sse2 | --ssse3] [--runs N] [--keep FOLDER] [--ours] [TEXT ...]
+//                                                       only streams whose name contains a text
 //
-// Each figure is the median of N (9) measurements, in which the two decoders take turns. Above 1.00 is faster
-// than libavcodec with its vector code. The last lines tell what one open decoder holds of memory.
+// Each figure is the median of N (9) measurements, in which the decoders take turns. A ratio above 1.00 is
+// faster than libavcodec with its vector code. "parsing" is our decoder with kernels that do nothing, as a
+// share of libavcodec's whole time. Behind the table stand the arithmetic decoder alone, and what one open
+// decoder holds of memory. --keep keeps the encoded streams from run to run, since encoding takes longer than
+// the rest; --ours leaves libavcodec out, for a profile.
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
 #include "bench/decoder_bench.h"
+#include "bench/h264_engine.h"
 #include "codec/c264/c264_dsp.h"
 #include "codec/codec_memory.h"
 #include "codec/cpu.h"
@@ -22,6 +30,8 @@
 namespace
 {
 int g_runs = 9;
+std::string g_folder;  // of the kept streams; empty: none are kept
+bool g_ours_alone = false;
 
 struct Stream {
     std::string name;
@@ -37,7 +47,7 @@ struct Class {
 };
 
 /// What cameras send: a still view with a few moving things, and for the other end one in which all moves; then
-/// one with many bits, and one in which next to nothing happens.
+/// one with many bits, and two of which at least 90 % are skipped.
 std::vector<Stream> Streams()
 {
     using enum ETestScene;
@@ -49,6 +59,9 @@ std::vector<Stream> Streams()
         {"1920x1088 surveillance, 5 Mbit/s", 1920, 1088, Surveillance, 50, 5000},
         {"1920x1088 lively, 5 Mbit/s", 1920, 1088, Lively, 50, 5000},
         {"1280x720 lively, 16 Mbit/s", 1280, 720, Lively, 50, 16000},
+        {"704x576 quiet", 704, 576, Surveillance, 75, 0},
+        {"1280x720 quiet", 1280, 720, Surveillance, 75, 0},
+        {"1920x1088 quiet", 1920, 1088, Surveillance, 75, 0},
         {"704x576 still", 704, 576, Still, 75, 0},
         {"1280x720 still", 1280, 720, Still, 75, 0},
         {"1920x1088 still", 1920, 1088, Still, 75, 0},
@@ -59,10 +72,10 @@ std::vector<Stream> Streams()
             streams.push_back({std::string(c.name) + (cabac ? ", CABAC" : ", CAVLC"),
                                {.scene = {c.width, c.height, c.scene, 1},
                                 .frames = c.frames,
-                                .gop = c.scene == Still ? 75 : 25,
+                                .gop = c.kilobits == 0 ? 75 : 25,
                                 .cabac = cabac,
                                 .kilobits = c.kilobits,
-                                .crf = 29}});
+                                .quantiser = 30}});
         }
     }
     return streams;
@@ -103,9 +116,81 @@ double TheirsMs(const std::vector<H264Packet>& packets)
     return ThreadMs() - start;
 }
 
+/// The table with kernels that leave the picture alone: what is left is parsing and book-keeping.
+c264_dsp_t ParsingTable()
+{
+    c264_dsp_t table = *c264_dsp();
+    for (c264_intra_fn& kernel : table.intra.luma16)
+        kernel = [](uint8_t*, ptrdiff_t, const uint8_t*, ptrdiff_t) {};
+    for (c264_intra_fn& kernel : table.intra.chroma8)
+        kernel = [](uint8_t*, ptrdiff_t, const uint8_t*, ptrdiff_t) {};
+    for (c264_intra4_fn& kernel : table.intra.luma4)
+        kernel = [](uint8_t*) {};
+    table.transform.add_block = [](uint8_t*, ptrdiff_t, const uint8_t*, ptrdiff_t, const int16_t*) {};
+    table.transform.add_quadrant = table.transform.add_block;
+    table.copy.add_flat = table.transform.add_block;
+    for (c264_deblock_fn& kernel : table.deblock.edge)
+        kernel = [](uint8_t*, ptrdiff_t, int, int, const int8_t*) {};
+    for (auto& width : table.mc.luma) {
+        for (c264_block_fn& kernel : width)
+            kernel = [](uint8_t*, ptrdiff_t, const uint8_t*, ptrdiff_t, int) {};
+    }
+    for (c264_chroma_fn& kernel : table.mc.chroma)
+        kernel = [](uint8_t*, ptrdiff_t, const uint8_t*, ptrdiff_t, int, int) {};
+    return table;
+}
+
+double ParsingMs(const Stream& stream, const std::vector<H264Packet>& packets)
+{
+    const c264_dsp_t whole = *c264_dsp();
+    c264_dsp_put(ParsingTable());
+    const double ms = OursMs(stream, packets);
+    c264_dsp_put(whole);
+    return ms;
+}
+
+/// The streams of a folder: the share of skipped macroblocks, then each packet behind its length.
+bool ReadKept(const std::string& path, H264EncodedStream* stream)
+{
+    std::ifstream file(path, std::ios::binary);
+    uint32_t bytes = 0;
+    if (!file.read(reinterpret_cast<char*>(&stream->skipped_percent), sizeof stream->skipped_percent))
+        return false;
+    while (file.read(reinterpret_cast<char*>(&bytes), sizeof bytes)) {
+        stream->packets.emplace_back(bytes);
+        file.read(reinterpret_cast<char*>(stream->packets.back().data()), bytes);
+    }
+    return true;
+}
+
+void Keep(const std::string& path, const H264EncodedStream& stream)
+{
+    std::ofstream file(path, std::ios::binary);
+    file.write(reinterpret_cast<const char*>(&stream.skipped_percent), sizeof stream.skipped_percent);
+    for (const H264Packet& packet : stream.packets) {
+        const auto bytes = static_cast<uint32_t>(packet.size());
+        file.write(reinterpret_cast<const char*>(&bytes), sizeof bytes);
+        file.write(reinterpret_cast<const char*>(packet.data()), bytes);
+    }
+}
+
+H264EncodedStream Encoded(const Stream& stream)
+{
+    if (g_folder.empty()) return EncodeH264(stream.shape);
+    std::string name = stream.name;
+    std::replace(name.begin(), name.end(), '/', ' ');
+    const std::string path = g_folder + "/" + name;
+    H264EncodedStream encoded;
+    if (ReadKept(path, &encoded)) return encoded;
+    encoded = EncodeH264(stream.shape);
+    std::filesystem::create_directories(g_folder);
+    Keep(path, encoded);
+    return encoded;
+}
+
 void TimeStream(const Stream& stream)
 {
-    const H264EncodedStream encoded = EncodeH264(stream.shape);
+    const H264EncodedStream encoded = Encoded(stream);
     const std::vector<H264Packet> fed = WithZeros(encoded.packets);
     size_t bytes = 0;
     for (const H264Packet& packet : encoded.packets)
@@ -113,15 +198,20 @@ void TimeStream(const Stream& stream)
     std::vector<double> ours;
     std::vector<double> theirs;
     std::vector<double> ratios;
+    std::vector<double> parsing;
     for (int i = 0; i < g_runs; ++i) {
         ours.push_back(OursMs(stream, fed));
+        if (g_ours_alone) continue;
         theirs.push_back(TheirsMs(encoded.packets));
         ratios.push_back(theirs.back() / ours.back());
+        parsing.push_back(100 * ParsingMs(stream, fed) / theirs.back());
     }
     const auto pictures = static_cast<double>(fed.size());
-    std::printf("%-41s %9.1f %9.1f %12.3f %15.3f %8.2f\n", stream.name.c_str(),
-                static_cast<double>(bytes) / pictures / 1024, encoded.skipped_percent, Median(ours) / pictures,
-                Median(theirs) / pictures, Median(ratios));
+    std::printf("%-41s %9.1f %9.1f %12.3f", stream.name.c_str(), static_cast<double>(bytes) / pictures / 1024,
+                encoded.skipped_percent, Median(ours) / pictures);
+    if (!g_ours_alone)
+        std::printf(" %15.3f %8.2f %9.0f", Median(theirs) / pictures, Median(ratios), Median(parsing));
+    std::printf("\n");
     std::fflush(stdout);
 }
 
@@ -148,14 +238,20 @@ int main(int argc, char** argv)
             c264_dsp_refill(CODEC_STEP_SSSE3);
         else if (std::strcmp(argv[i], "--runs") == 0 && i + 1 < argc)
             g_runs = std::max(std::atoi(argv[++i]), 1);
+        else if (std::strcmp(argv[i], "--keep") == 0 && i + 1 < argc)
+            g_folder = argv[++i];
+        else if (std::strcmp(argv[i], "--ours") == 0)
+            g_ours_alone = true;
         else
             texts.emplace_back(argv[i]);
     }
-    std::printf("%-41s %9s %9s %12s %15s %8s\n", "stream", "KB/pict.", "skipped %", "ours ms/p.",
-                "libavcodec ms/p.", "ratio");
+    std::printf("%-41s %9s %9s %12s %15s %8s %9s\n", "stream", "KB/pict.", "skipped %", "ours ms/p.",
+                "libavcodec ms/p.", "ratio", "parsing %");
     for (const Stream& stream : Streams()) {
         if (Wanted(stream.name, texts)) TimeStream(stream);
     }
+    if (g_ours_alone) return 0;
+    TimeH264Engine(g_runs);
     ShowMemory(704, 576);
     ShowMemory(1280, 720);
     ShowMemory(1920, 1088);

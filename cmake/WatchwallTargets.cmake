@@ -30,6 +30,11 @@ elseif(NOT WATCHWALL_SANITIZE STREQUAL "")
   message(FATAL_ERROR "WATCHWALL_SANITIZE is '${WATCHWALL_SANITIZE}'; it takes address, thread or nothing")
 endif()
 if(_sanitize)
+  string(TOUPPER "CMAKE_CXX_FLAGS_${CMAKE_BUILD_TYPE}" _flags)
+  if("${CMAKE_CXX_FLAGS} ${${_flags}}" MATCHES "-DNDEBUG")
+    message(FATAL_ERROR "A build with sanitizers keeps its asserts: configure it anew by its preset "
+                        "(cmake --preset), or take -DNDEBUG out of ${_flags}")
+  endif()
   target_compile_options(watchwall_options INTERFACE ${_sanitize} -g)
   target_link_options(watchwall_options INTERFACE ${_sanitize})
   # The sanitizers' extra branches make GCC see uninitialised reads inside std::regex (GCC bug 105562); the plain build

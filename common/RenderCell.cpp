@@ -10,6 +10,8 @@
 
 #include "common/BitmapFile.h"
 #include "common/RenderWnd.h"
+#include "inc/CxLog.h"
+#include "inc/LogLine.h"
 #include "platform/os/paths.h"
 #include "platform/qt/X11Sync.h"
 #include "render/CellPool.h"
@@ -41,9 +43,13 @@ void LoadPicture()
 {
     EmptyPicture& empty = Empty();
     if (empty.file != nullptr) return;
-    empty.file = LoadBitmapFile(GetModuleDirectory() + "dvr.bmp");
+    const std::string path = GetModuleDirectory() + "dvr.bmp";
+    empty.file = LoadBitmapFile(path);
     if (empty.file != nullptr)
         empty.image.loadFromData(empty.file->bytes.data(), static_cast<int>(empty.file->bytes.size()), "BMP");
+    if (!empty.image.isNull()) return;
+    const std::string fault = path + " is missing or no bitmap: cells without a stream stay dark";
+    if (IsNews(fault)) LogLine(LOG_WARNING, "CRenderCell::LoadPicture", fault);  // each cell looks again
 }
 
 // The pixels that are shown: 352 by 288 from the file's first row on, which is the picture's lowest.

@@ -26,6 +26,8 @@ constexpr double PER_MILLE = 1000.0;
 constexpr int MS_A_SECOND = 1000;
 constexpr std::int32_t MODE_SECOND_SCALE = 2;
 
+int g_iRenderUsers = 0;  // grids that stand with the renderer
+
 QRect ToQRect(const RECT& rect)
 {
     return {QPoint(rect.left, rect.top), QPoint(rect.right - 1, rect.bottom - 1)};
@@ -42,11 +44,24 @@ CRenderWnd::CRenderWnd()
 CRenderWnd::~CRenderWnd()
 {
     StopCycle();
-    RemoveAllCells();
+    for (const CRenderCell* cell : m_Cells)
+        RemoveCell(cell->Handle());
     for (CRenderCell* cell : m_Cells)
         delete cell;
+    if (m_bUsesRender) --g_iRenderUsers;
     m_pRender.reset();
-    ReleaseRender();
+    if (g_iRenderUsers == 0) ReleaseRender();
+}
+
+// The grids of a process share the renderer: the first prepares it, the last lets it go. One that was prepared
+// anew for another grid would lose the pictures that streams draw.
+bool CRenderWnd::TakeRender()
+{
+    m_pRender = CreateRender();
+    if (m_pRender == nullptr || (g_iRenderUsers == 0 && m_pRender->Init(Handle()) == 0)) return false;
+    ++g_iRenderUsers;
+    m_bUsesRender = true;
+    return true;
 }
 
 void CRenderWnd::CopyRecord(const XRenderWnd& record)
@@ -88,8 +103,7 @@ bool CRenderWnd::Init(QWidget* parent, const XRenderWnd& record, std::int32_t mo
         });
     SkinRenderWindow(this, "DialogRender");
     CreateCells();
-    m_pRender = CreateRender();
-    if (m_pRender == nullptr || m_pRender->Init(Handle()) == 0) return false;
+    if (!TakeRender()) return false;
     setGeometry(ToQRect(m_Rect));
     PlaceCells();
     show();

@@ -42,7 +42,7 @@ inline constexpr std::int32_t GRID_COMMAND_SNAPSHOT = 7001;
 /// The video wall: a child window that holds a fixed set of cell windows and places them by an arrangement,
 /// page by page. Streams are drawn straight into the cells by link threads, so it never touches pixels: it
 /// decides where the cells are, which of them has the focus, and what a click on one means. It owns the
-/// renderer. One grid a process, panels' thread only.
+/// renderer, which it shares with the grid of another control in the process. Panels' thread only.
 ///
 /// By keyboard: the arrow keys move the focus over the page, Return is a double click, the menu key opens the
 /// menu, Escape goes in and out of full screen.
@@ -115,6 +115,7 @@ class CRenderWnd : public QWidget
     void ShowMenu(const QPoint& place);
     void CopyRecord(const XRenderWnd& record);
     void CreateCells();
+    bool TakeRender();
     std::vector<QWidget*> GetSiblings() const;
     float GetScaleX() const { return m_bFullScreen ? m_CellScaleX : 1.0F; }
     float GetScaleY() const { return m_bFullScreen ? m_CellScaleY : 1.0F; }
@@ -144,6 +145,7 @@ class CRenderWnd : public QWidget
     RECT m_Rect;
     CCriticalSection m_csPage;  // guards page changes; a leaf lock
     std::shared_ptr<CRender> m_pRender;
+    bool m_bUsesRender = false;         // counted among the grids that share it
     std::vector<CRenderCell*> m_Cells;  // children of this window
     std::unique_ptr<CWindowHandle> m_pHandle;
     int m_iTimer = 0;

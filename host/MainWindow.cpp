@@ -70,12 +70,15 @@ CMainWindow::~CMainWindow()
     m_pSite->Release();
 }
 
-bool CMainWindow::Embed(CComPtr<IControlWindow> control, IMessageSink* messages)
+bool CMainWindow::Embed(CComPtr<IControlWindow> control, const QString& profile, IMessageSink* messages)
 {
     m_Control = std::move(control);
     CComPtr<IControlMessages> has_messages;
     if (messages != nullptr && SUCCEEDED(has_messages.Query(*m_Control)))
         has_messages->SetMessageSink(messages);
+    CComPtr<IControlProfile> has_profile;
+    if (profile == QLatin1String("operator") && SUCCEEDED(has_profile.Query(*m_Control)))
+        has_profile->SetProfile(profile.toStdString());
     m_Control->SetClientSite(m_pSite);
     if (FAILED(m_Control->CreateControlWindow(m_pFrame))) return false;
     m_Control->SetBounds(0, 0, m_pFrame->width(), m_pFrame->height());

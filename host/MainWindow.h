@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "inc/host/ControlMessages.h"
+#include "inc/host/ControlProfile.h"
 #include "inc/host/ControlReport.h"
 #include "inc/host/ControlWindow.h"
 #include "platform/component/component.h"
@@ -32,8 +33,9 @@ class CMainWindow : public QMainWindow
     ~CMainWindow() override;
 
     /// Embeds the control; false when it has no window to show.
-    /// With a sink the control's messages go there and open no box; it must outlive this.
-    bool Embed(CComPtr<IControlWindow> control, IMessageSink* messages = nullptr);
+    /// With a sink the control's messages go there and open no box; it must outlive this. With `profile`
+    /// "operator" the control is asked for it; one that has no profiles is embedded as it is.
+    bool Embed(CComPtr<IControlWindow> control, const QString& profile, IMessageSink* messages = nullptr);
 
     /// The control's window, in which its panels are; null before Embed.
     QWidget* GetControlWidget() const;

@@ -31,6 +31,11 @@ EParsed ParseOptions(const QStringList& arguments, Options& options, QString& me
     const QCommandLineOption version({"v", "version"}, "Shows the version.");
     const QCommandLineOption home("home", "Module directory (config, dvr.db) for this run.", "DIR");
     const QCommandLineOption module("module", "Module to use in place of the program's own.", "FILE");
+    const QCommandLineOption profile(
+        "profile",
+        "What the control is asked for: operator (the default) with what is newer, "
+        "or classic. A profile in config/system.ini goes before.",
+        "classic|operator");
     const QCommandLineOption register_("register",
                                        "Registers the module for all programs of the user, and ends.");
     const QCommandLineOption unregister("unregister", "Takes the module's registration out, and ends.");
@@ -44,8 +49,8 @@ EParsed ParseOptions(const QStringList& arguments, Options& options, QString& me
     const QCommandLineOption full_screen("full-screen", "Shows the wall in full screen.");
     const QCommandLineOption report("report", "Writes what the channels did, as JSON, at the end.",
                                     "FILE.json");
-    parser.addOptions({help, version, home, module, register_, unregister, logon, open, layout, full_screen,
-                       seconds, screenshot, report});
+    parser.addOptions({help, version, home, module, profile, register_, unregister, logon, open, layout,
+                       full_screen, seconds, screenshot, report});
     if (!parser.parse(arguments)) {
         message = parser.errorText();
         return EParsed::Wrong;
@@ -73,6 +78,11 @@ EParsed ParseOptions(const QStringList& arguments, Options& options, QString& me
     options.logon = parser.value(logon);
     options.report = parser.value(report);
     options.fullScreen = parser.isSet(full_screen);
+    if (parser.isSet(profile)) options.m_strProfile = parser.value(profile);
+    if (options.m_strProfile != QLatin1String("classic") && options.m_strProfile != QLatin1String("operator")) {
+        message = QStringLiteral("--profile takes classic or operator, not '%1'").arg(options.m_strProfile);
+        return EParsed::Wrong;
+    }
     if (parser.isSet(open) && !ParseChannels(parser.value(open), options)) {
         message = QStringLiteral("--open takes 'all' or channel numbers from 1, as in 1,3,4, not '%1'")
                       .arg(parser.value(open));

@@ -5,6 +5,7 @@
 
 #include <QCoreApplication>
 #include <QSocketNotifier>
+#include <atomic>
 #include <csignal>
 
 namespace
@@ -12,8 +13,12 @@ namespace
 
 int g_Ends[2] = {-1, -1};  // a signal handler may only write; the event loop reads the other end
 
+constinit std::atomic<bool> g_bRequested = false;
+static_assert(std::atomic<bool>::is_always_lock_free);
+
 void HandleSignal(int)
 {
+    g_bRequested = true;
     const char byte = 0;
     if (::write(g_Ends[0], &byte, 1) < 0) {
         // Nothing can be done about it here.
@@ -36,4 +41,9 @@ void OnEndRequested(std::function<void()> handler)
     action.sa_flags = SA_RESTART;
     for (const int signal : {SIGINT, SIGTERM, SIGHUP})
         sigaction(signal, &action, nullptr);
+}
+
+bool IsEndRequested()
+{
+    return g_bRequested;
 }

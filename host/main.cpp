@@ -2,6 +2,7 @@
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <QMessageBox>
+#include <QScopeGuard>
 #include <QTimer>
 #include <cstdio>
 #include <cstdlib>
@@ -10,6 +11,7 @@
 #include <utility>
 
 #include "host/ControlLoader.h"
+#include "host/DisplayWatch.h"
 #include "host/MainWindow.h"
 #include "host/Options.h"
 #include "host/OutputFile.h"
@@ -29,6 +31,8 @@ constexpr int EXIT_NOT_WRITTEN = 4;
 constexpr int EXIT_SCRIPT_FAILED = 5;
 constexpr int EXIT_NOTHING_SHOWN = 6;
 constexpr int EXIT_NO_DISPLAY = 7;
+
+constexpr int MS_A_SECOND = 1000;
 
 void Print(std::FILE* to, const QString& text)
 {
@@ -126,7 +130,7 @@ void Tell(const CMainWindow& window, const Options& options, const CScriptedOper
     if (!options.report.isEmpty()) WriteOutput(options.report, MakeReport(channels), faults);
 }
 
-// What is still told when the display goes; empty unless the event loop runs.
+// What is still told when the display goes; empty before the start and behind the end.
 std::function<void()> g_LastWords;
 
 // The toolkit calls exit() from within the event loop when the display goes. Link threads still run then, so
@@ -141,13 +145,19 @@ void EndWithoutDisplay()
 
 int Run(const Options& options, const QElapsedTimer& since_start)
 {
+    CFaults faults;
+    const QScopeGuard end([] { g_LastWords = {}; });
+    g_LastWords = [&] {
+        if (!options.report.isEmpty()) WriteOutput(options.report, MakeReport({}), faults);
+    };
+    std::atexit(EndWithoutDisplay);
     QString message;
     auto control = LoadControl(options.module, message);
     if (!control) return Fail(EXIT_NO_CONTROL, message, options);
 
     CMessageLines lines;
     auto window = std::make_unique<CMainWindow>();
-    if (!window->Embed(std::move(control), options.IsUnattended() ? &lines : nullptr))
+    if (!window->Embed(std::move(control), options.m_strProfile, options.IsUnattended() ? &lines : nullptr))
         return Fail(EXIT_NO_CONTROL,
                     QStringLiteral("The control could not make its window; set WATCHWALL_DEBUG=1 to see why."),
                     options);
@@ -155,17 +165,20 @@ int Run(const Options& options, const QElapsedTimer& since_start)
         window->SetShownHandler(
             [&since_start] { Print(stdout, QString("shown after %1 ms").arg(since_start.elapsed())); });
     OnEndRequested([&window] { window->close(); });
-    CFaults faults;
     CScriptedOperator scripted(options, *window->GetControlWidget(), nullptr);
     lines.SetScript(&scripted);
+    bool told = false;
+    const auto tell = [&] {
+        if (!std::exchange(told, true)) Tell(*window, options, scripted, faults);
+    };
     // Before any end, also one that the user or a signal asks for.
     window->SetClosingHandler([&] {
-        Tell(*window, options, scripted, faults);
+        tell();
         if (!options.screenshot.isEmpty()) WriteOutput(options.screenshot, window->TakeScreenshot(), faults);
         QCoreApplication::exit();  // also while the wall, in full screen, has a window of its own
     });
     if (options.seconds > 0)
-        QTimer::singleShot(options.seconds * 1000, window.get(), [&window] { window->close(); });
+        QTimer::singleShot(options.seconds * MS_A_SECOND, window.get(), [&window] { window->close(); });
     QObject::connect(&scripted, &CScriptedOperator::Finished, window.get(), [&](const QString& fault) {
         if (fault.isEmpty()) return;
         faults.Tell(EXIT_SCRIPT_FAILED, fault);
@@ -174,9 +187,9 @@ int Run(const Options& options, const QElapsedTimer& since_start)
     if (options.IsScripted()) scripted.Start();
     window->show();
     std::atexit(EndWithoutDisplay);  // behind the control's own entries, so that it is called before them
-    g_LastWords = [&] { Tell(*window, options, scripted, faults); };
+    g_LastWords = tell;
     QApplication::exec();
-    g_LastWords = {};
+    told = true;  // or nothing asked for it
     lines.SetScript(nullptr);
     window.reset();
     return faults.GetCode();
@@ -222,6 +235,11 @@ int main(int argc, char** argv)
         Print(stderr, "watchwall: there is no display. Start it in a desktop session or under xvfb-run.");
         return EXIT_NO_DISPLAY;
     }
+    // Outlives the toolkit, which waits for the display to its end.
+    CDisplayWatch watch([&options, &since_start] {
+        const bool over = options.seconds > 0 && since_start.elapsed() > options.seconds * MS_A_SECOND;
+        return over || IsEndRequested();
+    });
     const QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("watchwall"));
     QApplication::setApplicationDisplayName(QStringLiteral("Watchwall"));
@@ -231,5 +249,5 @@ int main(int argc, char** argv)
     }
     const int code = Run(options, since_start);
     StopQtPlatform();
-    return code;
+    return watch.HasBroken() ? EXIT_NO_DISPLAY : code;
 }

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "model/tree/Observer.h"
+#include "platform/windows/serving.h"
 #include "remote/directory/DirectoryLookup.h"
 #include "remote/p2p/Endpoints.h"
 #include "remote/ptz/RemotePtz.h"
@@ -51,7 +52,11 @@ void CTcpRemote::Open()
     SetStatus(STATUS_OPEN);
     Notify(this, "");
     GetState()->m_bRunning = true;
-    const SOCKET socket = Connect(LookUpAddress(ReadEndpoints(), m_strNetAddress));
+    SOCKET socket = INVALID_SOCKET;
+    // Directory and device may keep the panels' thread for minutes.
+    RunServing([&socket, endpoints = ReadEndpoints(), strNetAddress = m_strNetAddress] {
+        socket = Connect(LookUpAddress(endpoints, strNetAddress));
+    });
     if (socket == INVALID_SOCKET) {
         GiveBackCell();
         return;

@@ -27,8 +27,9 @@ class CTcpRemote : public CRemote
     std::int32_t GetMode() const { return m_Setup.mode; }
     std::int32_t GetRecordID() const { return m_Setup.record; }
 
-    /// Connects and starts the link thread, unless the device is open. The connect blocks for as long as the
-    /// system lets it. A device that can't be reached stays open without a thread, until Close.
+    /// Connects and starts the link thread, unless the device is open. The connect lasts for as long as the
+    /// system lets it, in which the calling thread serves what is sent to its windows. A device that can't be
+    /// reached stays open without a thread, until Close.
     void Open() override;
     /// Ends the link thread, for which it waits 3000 ms at most. A thread that a peer holds in the middle of a
     /// frame is left behind: it gives back what it holds when it ends, at the latest with the next Open.

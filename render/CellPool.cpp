@@ -78,6 +78,13 @@ void AddCell(HWND window)
     pool.cells.push_back({false, window, false});
 }
 
+void RemoveCell(HWND window)
+{
+    auto& pool = Pool();
+    const std::lock_guard lock(pool.lock);
+    std::erase_if(pool.cells, [window](const CRenderSub& cell) { return cell.m_hWnd == window; });
+}
+
 void RemoveAllCells()
 {
     auto& pool = Pool();

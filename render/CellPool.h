@@ -5,9 +5,9 @@
 
 #include "platform/windows/windows.h"
 
-// The pool of the grid's cells: process-wide, as there is one grid. The grid fills it and places what is in it;
-// the panels take cells for the streams that they open, and link threads give theirs back. Every operation may
-// come from any thread; no window is touched while the pool's own lock is held.
+// The pool of the grids' cells: process-wide, also when a host holds two controls. Each grid fills it and
+// places what is in it; the panels take cells for the streams that they open, and link threads give theirs
+// back. Every operation may come from any thread; no window is touched while the pool's own lock is held.
 
 /// One cell of the grid.
 struct CRenderSub {
@@ -38,7 +38,10 @@ void NoteCellShown(HWND window);
 /// Appends a free cell. For the grid's start.
 void AddCell(HWND window);
 
-/// Empties the pool. For the grid's end; cells that streams still hold may be given back later without harm.
+/// Takes a cell out. For its grid's end; a stream that still holds it may give it back later without harm.
+void RemoveCell(HWND window);
+
+/// Empties the pool, whoever filled it. For tests, which begin with none.
 void RemoveAllCells();
 
 /// The cells as they stand now, in order.

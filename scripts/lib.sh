@@ -1,14 +1,17 @@
 # Shared by run, test and the scripts beside this file; sourced with the root of the tree as working directory.
 
-# configure PRESET: once, and again when packages have come.
+# configure PRESET: once, and again when packages have come or the presets are others: what a preset sets stays in the cache
+# of the build directory, and a build by itself doesn't look at presets.
 configure()
 {
     local preset=$1
     local launcher=()
     command -v ccache >/dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
-    if [ ! -f "build/$preset/build.ninja" ] || [ build/packages -nt "build/$preset/build.ninja" ]; then
+    if [ ! -f "build/$preset/build.ninja" ] || [ build/packages -nt "build/$preset/build.ninja" ] ||
+        ! cmp -s CMakePresets.json "build/$preset/presets.json"; then
         cmake --preset "$preset" "${launcher[@]}" >"$(mkdir -p build && echo build)/$preset-configure.log" 2>&1 ||
             { cat "build/$preset-configure.log" >&2; return 1; }
+        cp CMakePresets.json "build/$preset/presets.json"
     fi
 }
 
@@ -33,6 +36,46 @@ with_display()
         env -u WAYLAND_DISPLAY QT_QPA_PLATFORM=xcb LIBGL_ALWAYS_SOFTWARE=1 \
             xvfb-run --auto-servernum --server-args="-screen 0 1280x960x24 +extension GLX -noreset" "$@"
     fi
+}
+
+# lay_home BIN HOME: a module directory of its own, so that no setting of the user's is touched.
+lay_home()
+{
+    mkdir -p "$2"
+    cp -r "$1/config" "$1/dvr.bmp" "$2/"
+    [ -e "$2/dvr.db" ] || cp "$1/dvr.db" "$2/"
+}
+
+# start_recorder BIN LOG ARGUMENT ...: on free ports of the loopback address. Returns when it serves, with its process in
+# $recorder and its ports in $directory_port and $rendezvous_port; whoever called ends it.
+start_recorder()
+{
+    local bin=$1 log=$2 ready
+    shift 2
+    ready=$(mktemp)
+    "$bin/watchwall-recorder" --directory-port 0 --rendezvous-port 0 --ready-file "$ready" "$@" >"$log" 2>&1 &
+    recorder=$!
+    for _ in $(seq 200); do
+        [ -s "$ready" ] && break
+        kill -0 "$recorder" 2>/dev/null || { cat "$log" >&2; echo "the recorder did not start" >&2; return 1; }
+        sleep 0.05
+    done
+    directory_port=$(sed -n 's/.*directory=[^ ]*:\([0-9]*\).*/\1/p' "$ready")
+    rendezvous_port=$(sed -n 's/.*rendezvous=[^ ]*:\([0-9]*\).*/\1/p' "$ready")
+    rm -f "$ready"
+}
+
+# point_at_recorder HOME: the settings with which a wall of that module directory finds the recorder that was started.
+point_at_recorder()
+{
+    cat >"$1/config/system.ini" <<INI
+[System]
+DirectoryServer=127.0.0.1
+DirectoryPort=$directory_port
+RendezvousPort=$rendezvous_port
+SharedReceive=1
+StandardChroma=1
+INI
 }
 
 # existing_files, existing_lines: of the names on standard input (ended by NUL, by newline), those that stand.

@@ -48,6 +48,14 @@ __m128i left_alone(const edge_pixels& e, int alpha, __m128i beta)
                         _mm_or_si128(differs(e.p[1], e.p[0], beta), differs(e.q[1], e.q[0], beta)));
 }
 
+/// Whether a mask holds for all pixels along the edge.
+template <c264_plane PLANE>
+bool all_set(__m128i mask)
+{
+    constexpr int ALL = PLANE == C264_LUMA ? 0xFFFF : 0xFF;
+    return (_mm_movemask_epi8(mask) & ALL) == ALL;
+}
+
 // The clip values for all pixels along the edge.
 template <c264_deblock_kind KIND, c264_plane PLANE>
 __m128i spread_clips(const int8_t* tc0)
@@ -64,7 +72,7 @@ __m128i spread_clips(const int8_t* tc0)
 // 8.7.2.3: moves p0 and q0 towards each other by ((q0 - p0) * 4 + p1 - q1 + 4) >> 3, limited by `tc`, which is
 // 0 where nothing may change. Every term is kept as a byte around a middle value, which comes to 192 in the
 // sum.
-void move_together(edge_pixels& e, __m128i tc)
+[[gnu::always_inline]] inline void move_together(edge_pixels& e, __m128i tc)
 {
     const __m128i ones = _mm_set1_epi8(-1);
     const __m128i half_gap = _mm_avg_epu8(e.q[0], _mm_xor_si128(e.p[0], ones));  // 128 + ((q0 - p0) >> 1)
@@ -86,12 +94,14 @@ __m128i follow(__m128i x1, __m128i x2, __m128i middle, __m128i limit)
     return _mm_min_epu8(_mm_max_epu8(wanted, _mm_subs_epu8(x1, limit)), _mm_adds_epu8(x1, limit));
 }
 
+/// \returns false when no pixel passes the thresholds, so that there is nothing to store.
 template <c264_plane PLANE>
-void filter_normal(edge_pixels& e, int alpha, int beta, __m128i tc0)
+[[gnu::always_inline]] inline bool filter_normal(edge_pixels& e, int alpha, int beta, __m128i tc0)
 {
     const __m128i beta_bytes = threshold_bytes(beta);
     const __m128i off =
         _mm_or_si128(left_alone(e, alpha, beta_bytes), _mm_cmpgt_epi8(_mm_setzero_si128(), tc0));
+    if (all_set<PLANE>(off)) return false;
     if constexpr (PLANE == C264_CHROMA) {
         move_together(e, _mm_andnot_si128(off, _mm_sub_epi8(tc0, _mm_set1_epi8(-1))));
     } else {
@@ -107,6 +117,7 @@ void filter_normal(edge_pixels& e, int alpha, int beta, __m128i tc0)
         e.p[1] = p1;
         e.q[1] = q1;
     }
+    return true;
 }
 
 // (2 * x1 + x0 + y1 + 2) >> 2: the short filter of 8.7.2.4.
@@ -122,7 +133,8 @@ struct long_result {
     __m128i x2;
 };
 
-long_result long_filter_words(__m128i x0, __m128i x1, __m128i x2, __m128i x3, __m128i y0, __m128i y1)
+[[gnu::always_inline]] inline long_result long_filter_words(__m128i x0, __m128i x1, __m128i x2, __m128i x3,
+                                                            __m128i y0, __m128i y1)
 {
     const __m128i four = _mm_set1_epi16(4);
     const __m128i inner = _mm_add_epi16(_mm_add_epi16(x0, x1), y0);
@@ -134,7 +146,7 @@ long_result long_filter_words(__m128i x0, __m128i x1, __m128i x2, __m128i x3, __
     return {_mm_srli_epi16(sum0, 3), _mm_srli_epi16(sum1, 2), _mm_srli_epi16(sum2, 3)};
 }
 
-long_result long_filter(const __m128i* x, const __m128i* y)
+[[gnu::always_inline]] inline long_result long_filter(const __m128i* x, const __m128i* y)
 {
     const __m128i zero = _mm_setzero_si128();
     const auto low = [&](__m128i v) { return _mm_unpacklo_epi8(v, zero); };
@@ -146,10 +158,11 @@ long_result long_filter(const __m128i* x, const __m128i* y)
 }
 
 template <c264_plane PLANE>
-void filter_strong(edge_pixels& e, int alpha, int beta)
+[[gnu::always_inline]] inline bool filter_strong(edge_pixels& e, int alpha, int beta)
 {
     const __m128i beta_bytes = threshold_bytes(beta);
     const __m128i off = left_alone(e, alpha, beta_bytes);
+    if (all_set<PLANE>(off)) return false;
     const __m128i short_p = short_filter(e.p[0], e.p[1], e.q[1]);
     const __m128i short_q = short_filter(e.q[0], e.q[1], e.p[1]);
     if constexpr (PLANE == C264_CHROMA) {
@@ -168,15 +181,17 @@ void filter_strong(edge_pixels& e, int alpha, int beta)
         e.q[1] = select(not_q, e.q[1], long_q.x1);
         e.q[2] = select(not_q, e.q[2], long_q.x2);
     }
+    return true;
 }
 
 template <c264_deblock_kind KIND, c264_plane PLANE>
-void filter(edge_pixels& e, int alpha, int beta, [[maybe_unused]] const int8_t* tc0)
+[[gnu::always_inline]] inline bool filter(edge_pixels& e, int alpha, int beta,
+                                          [[maybe_unused]] const int8_t* tc0)
 {
     if constexpr (KIND == C264_STRONG) {
-        filter_strong<PLANE>(e, alpha, beta);
+        return filter_strong<PLANE>(e, alpha, beta);
     } else {
-        filter_normal<PLANE>(e, alpha, beta, spread_clips<KIND, PLANE>(tc0));
+        return filter_normal<PLANE>(e, alpha, beta, spread_clips<KIND, PLANE>(tc0));
     }
 }
 
@@ -230,7 +245,7 @@ void luma_horizontal(uint8_t* edge, ptrdiff_t stride, int alpha, int beta, const
         e.p[k] = load16(edge - (k + 1) * stride);
         e.q[k] = load16(edge + k * stride);
     }
-    filter<KIND, C264_LUMA>(e, alpha, beta, tc0);
+    if (!filter<KIND, C264_LUMA>(e, alpha, beta, tc0)) return;
     for (int k = 0; k < (KIND == C264_STRONG ? 3 : 2); ++k) {
         store16(edge - (k + 1) * stride, e.p[k]);
         store16(edge + k * stride, e.q[k]);
@@ -239,7 +254,7 @@ void luma_horizontal(uint8_t* edge, ptrdiff_t stride, int alpha, int beta, const
 
 // Sixteen rows of eight pixels become eight columns: interleaving rows that are eight, four, two and one apart
 // brings each pixel to its row's place.
-edge_pixels load_turned_luma(const uint8_t* from, ptrdiff_t stride)
+[[gnu::always_inline]] inline edge_pixels load_turned_luma(const uint8_t* from, ptrdiff_t stride)
 {
     __m128i a[8];
     for (int k = 0; k < 8; ++k)
@@ -266,7 +281,7 @@ edge_pixels load_turned_luma(const uint8_t* from, ptrdiff_t stride)
 }
 
 // The way back, for all eight columns.
-void store_turned_luma(uint8_t* to, ptrdiff_t stride, const edge_pixels& e)
+[[gnu::always_inline]] inline void store_turned_luma(uint8_t* to, ptrdiff_t stride, const edge_pixels& e)
 {
     const auto rows = [&](uint8_t* first, __m128i c04, __m128i c15, __m128i c26, __m128i c37) {
         const __m128i even_low = _mm_unpacklo_epi8(c04, c26);
@@ -288,7 +303,8 @@ void store_turned_luma(uint8_t* to, ptrdiff_t stride, const edge_pixels& e)
 }
 
 // The way back for p1, p0, q0 and q1, in rows of four pixels.
-void store_turned_inner(uint8_t* to, ptrdiff_t stride, const edge_pixels& e, bool sixteen)
+[[gnu::always_inline]] inline void store_turned_inner(uint8_t* to, ptrdiff_t stride, const edge_pixels& e,
+                                                      bool sixteen)
 {
     const __m128i even = _mm_unpacklo_epi8(e.p[1], e.q[0]);
     const __m128i odd = _mm_unpacklo_epi8(e.p[0], e.q[1]);
@@ -305,7 +321,7 @@ template <c264_deblock_kind KIND>
 void luma_vertical(uint8_t* edge, ptrdiff_t stride, int alpha, int beta, const int8_t* tc0)
 {
     edge_pixels e = load_turned_luma(edge - 4, stride);
-    filter<KIND, C264_LUMA>(e, alpha, beta, tc0);
+    if (!filter<KIND, C264_LUMA>(e, alpha, beta, tc0)) return;
     if constexpr (KIND == C264_STRONG) {
         store_turned_luma(edge - 4, stride, e);
     } else {
@@ -321,7 +337,7 @@ void chroma_horizontal(uint8_t* edge, ptrdiff_t stride, int alpha, int beta, con
         e.p[k] = load8(edge - (k + 1) * stride);
         e.q[k] = load8(edge + k * stride);
     }
-    filter<KIND, C264_CHROMA>(e, alpha, beta, tc0);
+    if (!filter<KIND, C264_CHROMA>(e, alpha, beta, tc0)) return;
     store8(edge - stride, e.p[0]);
     store8(edge, e.q[0]);
 }
@@ -340,7 +356,7 @@ void chroma_vertical(uint8_t* edge, ptrdiff_t stride, int alpha, int beta, const
     e.p[0] = _mm_unpackhi_epi64(e.p[1], e.p[1]);
     e.q[0] = _mm_unpackhi_epi8(even, odd);
     e.q[1] = _mm_unpackhi_epi64(e.q[0], e.q[0]);
-    filter<KIND, C264_CHROMA>(e, alpha, beta, tc0);
+    if (!filter<KIND, C264_CHROMA>(e, alpha, beta, tc0)) return;
     store_turned_inner(edge - 2, stride, e, false);
 }
 

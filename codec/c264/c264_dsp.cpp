@@ -150,6 +150,11 @@ void c264_dsp_refill(uint32_t caps)
     c264_dsp_fill(&g_dsp, caps);
 }
 
+void c264_dsp_put(const c264_dsp_t& dsp)
+{
+    g_dsp = dsp;
+}
+
 const c264_dsp_t* c264_dsp()
 {
     return &g_dsp;

@@ -48,6 +48,9 @@ void c264_dsp_init();
 /// Fills that table anew for tests and benches, while no decoder is at work.
 void c264_dsp_refill(uint32_t caps);
 
+/// Puts a table of the caller's in its place, likewise.
+void c264_dsp_put(const c264_dsp_t& dsp);
+
 /// The table of all decoders, filled by c264_dsp_init.
 const c264_dsp_t* c264_dsp();
 

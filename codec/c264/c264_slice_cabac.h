@@ -26,7 +26,8 @@ inline uint64_t load_be64(const uint8_t* at)
 
 /// codIRange and codIOffset stand at a fixed place near the top of a register each; what follows codIOffset in
 /// `value` is the stream, so that renormalising is a shift and new bits come 32 at a time. A function that
-/// decodes many bins works on a copy, which stays in registers.
+/// decodes many bins works on a copy, which stays in registers as long as nothing is called with its address:
+/// so the functions for a bin are inlined, whatever the compiler thinks of their size.
 struct cabac_engine {
     static constexpr int TOP = C264_CABAC_TOP;
 
@@ -50,7 +51,7 @@ struct cabac_engine {
         value &= ~((uint64_t{1} << 7) - 1);
     }
 
-    void refill()
+    [[gnu::always_inline]] void refill()
     {
         // left <= 22: 32 bits fit below
         const uint64_t word = next < end ? load_be32(next) : 0;
@@ -59,7 +60,7 @@ struct cabac_engine {
         left += 32;
     }
 
-    void consume(int bits)
+    [[gnu::always_inline]] void consume(int bits)
     {
         value <<= bits;
         left -= bits;
@@ -67,14 +68,14 @@ struct cabac_engine {
     }
 
     /// The range of the less probable symbol in a state record.
-    uint64_t lps_range(uint64_t record) const
+    [[gnu::always_inline]] uint64_t lps_range(uint64_t record) const
     {
         return record << (range >> (TOP + 3) & 24) & uint64_t{0xFF} << TOP;
     }
 
     /// Without a branch on the bin, for those that are hard to foresee: both outcomes are worked out and one is
     /// taken. Uses up to 7 bits; the caller sees to the refill.
-    int bin_unfilled(uint8_t* context)
+    [[gnu::always_inline]] int bin_unfilled(uint8_t* context)
     {
         const unsigned state = *context;
         const uint64_t record = C264_CABAC_STATES[state];
@@ -92,12 +93,12 @@ struct cabac_engine {
         return static_cast<int>((state ^ less) & 1);
     }
 
-    void fill()
+    [[gnu::always_inline]] void fill()
     {
         if (left <= TOP - 32) refill();
     }
 
-    int bin(uint8_t* context)
+    [[gnu::always_inline]] int bin(uint8_t* context)
     {
         const int result = bin_unfilled(context);
         fill();
@@ -105,7 +106,7 @@ struct cabac_engine {
     }
 
     /// With a branch on it: for those that are mostly the more probable one.
-    int likely_bin(uint8_t* context)
+    [[gnu::always_inline]] int likely_bin(uint8_t* context)
     {
         const unsigned state = *context;
         const uint64_t record = C264_CABAC_STATES[state];
@@ -128,7 +129,7 @@ struct cabac_engine {
         return static_cast<int>((state & 1) ^ 1);
     }
 
-    int bypass()
+    [[gnu::always_inline]] int bypass()
     {
         value <<= 1;
         const uint64_t mask = value >= range ? ~uint64_t{0} : 0;
@@ -137,7 +138,7 @@ struct cabac_engine {
         return static_cast<int>(mask & 1);
     }
 
-    int terminate()
+    [[gnu::always_inline]] int terminate()
     {
         range -= uint64_t{2} << TOP;
         if (value >= range) return 1;

@@ -6,11 +6,10 @@
 #include "codec/c264/c264_slice_cabac.h"
 #include "codec/c264/c264_slice_cavlc.h"
 #include "codec/c264/c264_slice_macroblock.h"
+#include "codec/c264/c264_slice_residual.h"
 
 namespace C264_STEP
 {
-inline constexpr uint8_t IN_ORDER[4] = {0, 1, 2, 3};
-
 class cavlc_coder
 {
   public:
@@ -97,7 +96,9 @@ class cavlc_coder
                                     to);
     }
 
-    void finish() {}
+    /// The residual's blocks, up to `close`.
+    cavlc_coder& open() { return *this; }
+    void close(const cavlc_coder& /*blocks*/) {}
 
   private:
     /// nC of 9.2.1.
@@ -110,14 +111,6 @@ class cavlc_coder
     C264Slice* s;
     cavlc_reader reader;
 };
-
-/// Contexts of the residual blocks by ctxBlockCat (Tables 9-34, 9-40).
-enum residual_category { LUMA_DC, LUMA_AC, LUMA_4X4, CHROMA_DC, CHROMA_AC };
-inline constexpr int CODED_FLAG_OF[5] = {85, 89, 93, 97, 101};
-inline constexpr int SIGNIFICANT_OF[5] = {105, 120, 134, 149, 152};
-inline constexpr int LAST_OF[5] = {166, 181, 195, 210, 213};
-inline constexpr int LEVEL_OF[5] = {227, 237, 247, 257, 266};
-inline constexpr int COUNT_OF[5] = {16, 15, 16, 4, 15};
 
 class cabac_coder
 {
@@ -135,34 +128,24 @@ class cabac_coder
 
     bool begin_macroblock()
     {
-        const c264_mb& left = s->mb[-1];
-        const c264_mb& above = s->mb[-mb_stride];
-        if (s->intra_slice) {
-            const int beside = (left.cls != C264_NEVER && left.cls != C264_INTRA_4X4) +
-                               (above.cls != C264_NEVER && above.cls != C264_INTRA_4X4);
-            intra_type(contexts + 3 + beside, contexts + 6, contexts + 8);
-            return true;
-        }
-        const int beside = (left.cls != C264_NEVER && left.cls != C264_P_SKIP) +
-                           (above.cls != C264_NEVER && above.cls != C264_P_SKIP);
-        if (engine.likely_bin(contexts + 11 + beside)) return false;
-        if (engine.likely_bin(contexts + 14)) {
-            intra_type(contexts + 17, contexts + 18, nullptr);
-        } else if (engine.bin(contexts + 15)) {
-            s->cls = engine.bin(contexts + 17) ? C264_P_16X8 : C264_P_8X16;
-        } else {
-            s->cls = engine.bin(contexts + 16) ? C264_P_8X8 : C264_P_16X16;
-        }
-        return true;
+        cabac_engine e = engine;
+        const bool coded = macroblock_type(&e);
+        engine = e;
+        return coded;
     }
 
     int intra_mode(int predicted)
     {
-        if (engine.bin(contexts + 68)) return predicted;
-        int rem = engine.bin(contexts + 69);
-        rem |= engine.bin(contexts + 69) << 1;
-        rem |= engine.bin(contexts + 69) << 2;
-        return rem + (rem >= predicted ? 1 : 0);
+        cabac_engine e = engine;
+        int mode = predicted;
+        if (!e.bin(contexts + 68)) {
+            int rem = e.bin(contexts + 69);
+            rem |= e.bin(contexts + 69) << 1;
+            rem |= e.bin(contexts + 69) << 2;
+            mode = rem + (rem >= predicted ? 1 : 0);
+        }
+        engine = e;
+        return mode;
     }
 
     uint8_t intra_chroma_mode()
@@ -175,19 +158,21 @@ class cabac_coder
 
     uint8_t coded_block_pattern(bool /*intra*/)
     {
+        cabac_engine e = engine;
         const unsigned left = s->mb[-1].cbp;
         const unsigned above = s->mb[-mb_stride].cbp;
         // 9.3.3.1.1.4: by quadrants, from those left and above that are not coded
-        unsigned luma = static_cast<unsigned>(engine.bin(contexts + 73 + (~left >> 1 & 1) + (~above >> 1 & 2)));
-        luma |= static_cast<unsigned>(engine.bin(contexts + 73 + (~luma & 1) + (~above >> 2 & 2))) << 1;
-        luma |= static_cast<unsigned>(engine.bin(contexts + 73 + (~left >> 3 & 1) + (~luma << 1 & 2))) << 2;
-        luma |= static_cast<unsigned>(engine.bin(contexts + 73 + (~luma >> 2 & 1) + (~luma & 2))) << 3;
+        unsigned luma = static_cast<unsigned>(e.bin(contexts + 73 + (~left >> 1 & 1) + (~above >> 1 & 2)));
+        luma |= static_cast<unsigned>(e.bin(contexts + 73 + (~luma & 1) + (~above >> 2 & 2))) << 1;
+        luma |= static_cast<unsigned>(e.bin(contexts + 73 + (~left >> 3 & 1) + (~luma << 1 & 2))) << 2;
+        luma |= static_cast<unsigned>(e.bin(contexts + 73 + (~luma >> 2 & 1) + (~luma & 2))) << 3;
         const unsigned left_chroma = left >> 4;
         const unsigned above_chroma = above >> 4;
         unsigned chroma = 0;
-        if (engine.bin(contexts + 77 + (left_chroma != 0) + 2 * (above_chroma != 0)))
-            chroma = 1u + static_cast<unsigned>(
-                              engine.bin(contexts + 81 + (left_chroma == 2) + 2 * (above_chroma == 2)));
+        if (e.bin(contexts + 77 + (left_chroma != 0) + 2 * (above_chroma != 0)))
+            chroma =
+                1u + static_cast<unsigned>(e.bin(contexts + 81 + (left_chroma == 2) + 2 * (above_chroma == 2)));
+        engine = e;
         return static_cast<uint8_t>(luma | chroma << 4);
     }
 
@@ -219,10 +204,12 @@ class cabac_coder
 
     uint32_t vector_difference(int at, int width, int height)
     {
+        cabac_engine e = engine;
         const unsigned left = s->mvd[at - 1];
         const unsigned above = s->mvd[at - 8];
-        const int32_t x = difference(contexts + 40, (left & 0xFF) + (above & 0xFF));
-        const int32_t y = difference(contexts + 47, (left >> 8) + (above >> 8));
+        const int32_t x = difference(&e, contexts + 40, (left & 0xFF) + (above & 0xFF));
+        const int32_t y = difference(&e, contexts + 47, (left >> 8) + (above >> 8));
+        engine = e;
         const auto cut = [](int32_t value) {
             return static_cast<uint16_t>(std::min(value < 0 ? -value : value, 127));
         };
@@ -232,143 +219,72 @@ class cabac_coder
         return make_vector(x, y);
     }
 
-    bool luma_dc(int16_t* to)
-    {
-        return block<LUMA_DC>((s->mb[-1].dc_coded & 1) + 2 * (s->mb[-mb_stride].dc_coded & 1),
-                              {C264_SCAN, nullptr}, to) != 0;
-    }
-
-    template <int FIRST>
-    int luma_block(int at, const int16_t* factors, int16_t* to)
-    {
-        return block < FIRST == 0 ? LUMA_4X4
-                                  : LUMA_AC > (beside(s->count, at), {C264_SCAN + FIRST, factors}, to);
-    }
-
-    bool chroma_dc(int plane, int16_t* to)
-    {
-        const bool available[2] = {s->mb[-1].cls != C264_NEVER, s->mb[-mb_stride].cls != C264_NEVER};
-        const bool intra = s->cls <= C264_INTRA_16X16;
-        const bool left = available[0] ? (s->mb[-1].dc_coded >> (1 + plane) & 1) != 0 : intra;
-        const bool above = available[1] ? (s->mb[-mb_stride].dc_coded >> (1 + plane) & 1) != 0 : intra;
-        return block<CHROMA_DC>(left + 2 * above, {IN_ORDER, nullptr}, to) != 0;
-    }
-
-    int chroma_block(int plane, int at, const int16_t* factors, int16_t* to)
-    {
-        return block<CHROMA_AC>(beside(s->chroma_count[plane], at), {C264_SCAN + 1, factors}, to);
-    }
+    /// The residual's blocks, up to `close`.
+    cabac_blocks open() { return {s, mb_stride, contexts, engine}; }
+    void close(const cabac_blocks& blocks) { engine = blocks.engine; }
 
   private:
+    /// mb_skip_flag and mb_type. \returns false for a skipped macroblock.
+    [[gnu::always_inline]] bool macroblock_type(cabac_engine* e)
+    {
+        const c264_mb& left = s->mb[-1];
+        const c264_mb& above = s->mb[-mb_stride];
+        if (s->intra_slice) {
+            const int beside = (left.cls != C264_NEVER && left.cls != C264_INTRA_4X4) +
+                               (above.cls != C264_NEVER && above.cls != C264_INTRA_4X4);
+            intra_type(e, contexts + 3 + beside, contexts + 6, contexts + 8);
+            return true;
+        }
+        const int beside = (left.cls != C264_NEVER && left.cls != C264_P_SKIP) +
+                           (above.cls != C264_NEVER && above.cls != C264_P_SKIP);
+        if (e->likely_bin(contexts + 11 + beside)) return false;
+        if (e->likely_bin(contexts + 14)) {
+            intra_type(e, contexts + 17, contexts + 18, nullptr);
+        } else if (e->bin(contexts + 15)) {
+            s->cls = e->bin(contexts + 17) ? C264_P_16X8 : C264_P_8X16;
+        } else {
+            s->cls = e->bin(contexts + 16) ? C264_P_8X8 : C264_P_16X16;
+        }
+        return true;
+    }
+
     /// The intra tree of mb_type (9.3.2.5): `first` and the contexts behind it; in I slices the prediction mode
     /// has two of its own.
-    void intra_type(uint8_t* first, uint8_t* rest, uint8_t* mode)
+    [[gnu::always_inline]] void intra_type(cabac_engine* e, uint8_t* first, uint8_t* rest, uint8_t* mode)
     {
-        if (!engine.bin(first)) {
+        if (!e->bin(first)) {
             set_intra_type(s, 0);
             return;
         }
-        if (engine.terminate()) {
+        if (e->terminate()) {
             s->cls = C264_I_PCM;
             return;
         }
         // I slices: contexts 6, 7, 8, 9, 10; P slices: 18, 19, 19, 20, 20
         const bool i_slice = mode != nullptr;
-        int type = 1 + 12 * engine.bin(rest);
-        if (engine.bin(rest + 1)) type += 4 + 4 * engine.bin(i_slice ? rest + 2 : rest + 1);
-        type += 2 * engine.bin(i_slice ? rest + 3 : rest + 2);
-        type += engine.bin(i_slice ? rest + 4 : rest + 2);
+        int type = 1 + 12 * e->bin(rest);
+        if (e->bin(rest + 1)) type += 4 + 4 * e->bin(i_slice ? rest + 2 : rest + 1);
+        type += 2 * e->bin(i_slice ? rest + 3 : rest + 2);
+        type += e->bin(i_slice ? rest + 4 : rest + 2);
         set_intra_type(s, static_cast<uint32_t>(type));
     }
 
     /// mvd_l0 (9.3.2.3, UEG3 with 9), `sum` of the neighbours' magnitudes.
-    int32_t difference(uint8_t* context, unsigned sum)
+    [[gnu::always_inline]] static int32_t difference(cabac_engine* e, uint8_t* context, unsigned sum)
     {
-        if (!engine.bin(context + (sum < 3 ? 0 : sum > 32 ? 2 : 1))) return 0;
+        if (!e->bin(context + (sum < 3 ? 0 : sum > 32 ? 2 : 1))) return 0;
         static constexpr uint8_t NEXT[9] = {0, 3, 4, 5, 6, 6, 6, 6, 6};
         int32_t value = 1;
-        while (value < 9 && engine.bin(context + NEXT[value]))
+        while (value < 9 && e->bin(context + NEXT[value]))
             ++value;
-        if (value == 9) value += suffix(3);
-        return engine.bypass() ? -value : value;
+        if (value == 9) value += suffix(e, 3);
+        return e->bypass() ? -value : value;
     }
 
     /// The Exp-Golomb suffix of 9.3.2.3, at most 20 steps long: no conforming stream has a longer one.
-    int32_t suffix(int k)
+    [[gnu::always_inline]] static int32_t suffix(cabac_engine* e, int k)
     {
         int32_t value = 0;
-        while (k < 20 && engine.bypass())
-            value += 1 << k++;
-        while (k-- > 0)
-            value += engine.bypass() << k;
-        return value;
-    }
-
-    /// ctxIdxInc of coded_block_flag from the counts left and above; those that are not available count as
-    /// coded for intra macroblocks (9.3.3.1.1.9).
-    int beside(const uint8_t* count, int at) const
-    {
-        const int mask = s->cls <= C264_INTRA_16X16 ? 0xFF : C264_COUNT_NONE - 1;
-        return ((count[at - 1] & mask) != 0) + 2 * ((count[at - 8] & mask) != 0);
-    }
-
-    /// 7.3.5.3.3. `to` holds zeros. \returns the number of coefficients.
-    template <residual_category CATEGORY>
-    int block(int increment, block_shape shape, int16_t* to)
-    {
-        if (!engine.likely_bin(contexts + CODED_FLAG_OF[CATEGORY] + increment)) return 0;
-        return coded_block<CATEGORY>(shape, to);
-    }
-
-    template <residual_category CATEGORY>
-    int coded_block(block_shape shape, int16_t* to)
-    {
-        constexpr int COUNT = COUNT_OF[CATEGORY];
-        cabac_engine e = engine;
-        uint8_t* const significant = contexts + SIGNIFICANT_OF[CATEGORY];
-        uint8_t* const last = contexts + LAST_OF[CATEGORY];
-        uint8_t positions[16];
-        int count = 0;
-        int k = 0;
-        for (; k < COUNT - 1; ++k) {
-            const int inc = CATEGORY == CHROMA_DC ? std::min(k, 2) : k;
-            if (e.bin(significant + inc)) {
-                positions[count++] = static_cast<uint8_t>(k);
-                if (e.bin(last + inc)) break;
-            }
-        }
-        if (k == COUNT - 1) positions[count++] = static_cast<uint8_t>(k);
-
-        uint8_t* const level = contexts + LEVEL_OF[CATEGORY];
-        constexpr int MOST_ABOVE = CATEGORY == CHROMA_DC ? 3 : 4;
-        int ones = 1;   // ctxIdxInc of the first bin while no level is above 1
-        int above = 0;  // levels above 1
-        for (int i = count - 1; i >= 0; --i) {
-            int value = 1;
-            if (e.bin(level + (above > 0 ? 0 : ones))) {
-                uint8_t* const context = level + 5 + std::min(above, MOST_ABOVE);
-                ++above;
-                value = 2;
-                while (value < 15 && e.bin(context))
-                    ++value;
-                if (value == 15) value += level_suffix(&e);
-            } else {
-                ones = std::min(ones + 1, 4);
-            }
-            if (e.bypass()) value = -value;
-            const uint8_t place = shape.places[positions[i]];
-            to[place] = CATEGORY == LUMA_DC || CATEGORY == CHROMA_DC ? static_cast<int16_t>(value)
-                                                                     : scaled(value, shape.factors[place]);
-        }
-        engine = e;
-        return count;
-    }
-
-    /// The suffix of coeff_abs_level_minus1 (UEG0 with 14), cut as the other one.
-    static int level_suffix(cabac_engine* e)
-    {
-        int k = 0;
-        int value = 0;
         while (k < 20 && e->bypass())
             value += 1 << k++;
         while (k-- > 0)

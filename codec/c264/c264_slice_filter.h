@@ -68,25 +68,29 @@ inline void outer_edges(const C264Slice& s, const c264_mb& left, const c264_mb& 
 }
 
 /// 8.7.2.1 for a macroblock that isn't intra. Reads the macroblock's own counts and vectors in the caches and
-/// the neighbours' in their records.
-inline void inter_edges(C264Slice* s, const c264_mb& left, const c264_mb& above, c264_edges* edges)
+/// the neighbours' in their records. \returns all strengths together.
+inline uint32_t inter_edges(C264Slice* s, const c264_mb& left, const c264_mb& above, c264_edges* edges)
 {
     std::memcpy(s->count + c264_at(-1, 0), above.count_bottom, 4);
     std::memcpy(s->mv + c264_at(-1, 0), above.mv_bottom, sizeof above.mv_bottom);
     bytes16 turned;
+    uint32_t any = 0;  // kept beside what is stored: reading that back at once would wait for the stores
     for (int k = 0; k < 4; ++k) {
         s->count[c264_at(k, -1)] = left.count_right[k];
         s->mv[c264_at(k, -1)] = left.mv_right[k];
         const uint32_t own = load_counts4(s->count + c264_at(k, 0));
         const words4 vectors = load_vectors4(s->mv + c264_at(k, 0));
-        edges->horizontal[k] = strengths_of(own | load_counts4(s->count + c264_at(k - 1, 0)),
-                                            apart(vectors, load_vectors4(s->mv + c264_at(k - 1, 0))));
+        const uint32_t column = strengths_of(own | load_counts4(s->count + c264_at(k - 1, 0)),
+                                             apart(vectors, load_vectors4(s->mv + c264_at(k - 1, 0))));
+        edges->horizontal[k] = column;
         const uint32_t row = strengths_of(own | own << 8 | left.count_right[k],
                                           apart(vectors, load_vectors4(s->mv + c264_at(k, -1))));
         std::memcpy(reinterpret_cast<uint8_t*>(&turned) + 4 * k, &row, 4);
+        any |= column | row;
     }
     turned = __builtin_shufflevector(turned, turned, 0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
     std::memcpy(edges->vertical, &turned, sizeof turned);
+    return any;
 }
 
 /// The strengths of a macroblock's edges. \returns whether there is one.
@@ -94,7 +98,9 @@ inline bool find_edges(C264Slice* s, ptrdiff_t mb_stride, c264_edges* edges)
 {
     const c264_mb& left = s->mb[-1];
     const c264_mb& above = s->mb[-mb_stride];
+    uint32_t inner = 0;
     if (is_intra(s->cls)) {
+        inner = C264_STRENGTH_3;
         *edges = {{C264_STRENGTH_4, C264_STRENGTH_3, C264_STRENGTH_3, C264_STRENGTH_3},
                   {C264_STRENGTH_4, C264_STRENGTH_3, C264_STRENGTH_3, C264_STRENGTH_3}};
     } else {
@@ -102,7 +108,7 @@ inline bool find_edges(C264Slice* s, ptrdiff_t mb_stride, c264_edges* edges)
         if (s->cls == C264_P_SKIP || (s->cls == C264_P_16X16 && !s->counted)) {
             outer_edges(*s, left, above, edges);
         } else {
-            inter_edges(s, left, above, edges);
+            inner = inter_edges(s, left, above, edges);
         }
         if (is_intra(left.cls)) edges->vertical[0] = C264_STRENGTH_4;
         if (is_intra(above.cls)) edges->horizontal[0] = C264_STRENGTH_4;
@@ -110,10 +116,7 @@ inline bool find_edges(C264Slice* s, ptrdiff_t mb_stride, c264_edges* edges)
     if (!s->left) edges->vertical[0] = 0;
     // mode 1 filters across the slice's first row, the modes above it stay within the slice
     if (s->mb_y == 0 || (s->header.deblocking_mode != 1 && !s->top)) edges->horizontal[0] = 0;
-    uint32_t any = 0;
-    for (int k = 0; k < 4; ++k)
-        any |= edges->vertical[k] | edges->horizontal[k];
-    return any != 0;
+    return (inner | edges->vertical[0] | edges->horizontal[0]) != 0;
 }
 
 struct filter_thresholds {

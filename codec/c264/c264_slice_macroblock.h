@@ -86,7 +86,10 @@ template <class CODER>
 void parse_luma_dc(const C264Context* dec, CODER* coder, C264Slice* s)
 {
     std::memset(s->luma_dc, 0, sizeof s->luma_dc);
-    if (!coder->luma_dc(s->luma_dc)) return;
+    auto&& blocks = coder->open();
+    const bool coded = blocks.luma_dc(s->luma_dc);
+    coder->close(blocks);
+    if (!coded) return;
     s->dc_coded |= 1;
     dec->dsp->transform.luma_dc(s->luma_dc);
     dec->dsp->dequant.luma_dc(s->luma_dc, C264_SCALE_DC[static_cast<size_t>(s->qp)].factor);
@@ -99,33 +102,37 @@ template <int FIRST, class CODER>
 void parse_luma(CODER* coder, C264Slice* s)
 {
     const int16_t* const factors = C264_SCALE[static_cast<size_t>(s->qp)].factor;
+    auto&& blocks = coder->open();
     for (int quadrant = 0; quadrant < 4; ++quadrant) {
         if (!(s->cbp >> quadrant & 1)) continue;
         for (int block = 4 * quadrant; block < 4 * quadrant + 4; ++block) {
             const int at = c264_at(C264_BLOCK_Y[block], C264_BLOCK_X[block]);
-            const int count = coder->template luma_block<FIRST>(at, factors, s->coeffs[block]);
+            const int count = blocks.template luma_block<FIRST>(at, factors, s->coeffs[block]);
             s->count[at] = static_cast<uint8_t>(count);
             s->coded |= static_cast<uint32_t>(count != 0) << block;
         }
     }
+    coder->close(blocks);
 }
 
 template <class CODER>
 void parse_chroma(const C264Context* dec, CODER* coder, C264Slice* s)
 {
     std::memset(s->chroma_dc, 0, sizeof s->chroma_dc);
+    auto&& blocks = coder->open();
     for (int plane = 0; plane < 2; ++plane) {
-        if (coder->chroma_dc(plane, s->chroma_dc + 4 * plane)) s->dc_coded |= static_cast<uint8_t>(2 << plane);
+        if (blocks.chroma_dc(plane, s->chroma_dc + 4 * plane)) s->dc_coded |= static_cast<uint8_t>(2 << plane);
     }
     if (s->cbp & 0x20) {
         const int16_t* const factors = C264_SCALE[static_cast<size_t>(s->chroma_qp)].factor;
         for (int block = 0; block < 8; ++block) {
             const int at = c264_at(block / 2 % 2, block % 2);
-            const int count = coder->chroma_block(block / 4, at, factors, s->coeffs[16 + block]);
+            const int count = blocks.chroma_block(block / 4, at, factors, s->coeffs[16 + block]);
             s->chroma_count[block / 4][at] = static_cast<uint8_t>(count);
             s->coded |= static_cast<uint32_t>(count != 0) << (16 + block);
         }
     }
+    coder->close(blocks);
     if (s->dc_coded & 6) {
         dec->dsp->transform.chroma_dc(s->chroma_dc);
         dec->dsp->dequant.chroma_dc(s->chroma_dc, C264_SCALE_DC[static_cast<size_t>(s->chroma_qp)].factor);

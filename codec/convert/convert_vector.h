@@ -22,8 +22,8 @@
 namespace convert_vector
 {
 
-// Colour terms of the chroma of one block, eightfold, with the luma's offset taken away: [0] for the pairs 0 to
-// 3 of each half, [1] for the pairs 4 to 7.
+// Colour terms of the chroma of one block, eightfold: [0] for the pairs 0 to 3 of each half, [1] for the pairs
+// 4 to 7.
 template <class V>
 struct chroma_terms {
     typename V::reg blue[2], green[2], red[2];
@@ -36,13 +36,11 @@ chroma_terms<V> load_chroma(const uint8_t* u, const uint8_t* v)
     const auto u8 = V::shift_left16(V::sub16(V::load_chroma(u), offset), 3);
     const auto v8 = V::shift_left16(V::sub16(V::load_chroma(v), offset), 3);
     const typename V::reg pairs[2] = {V::unpack_low16(u8, v8), V::unpack_high16(u8, v8)};
-    const auto luma_offset = V::set32(-16 * 8 * YUV_LUMA);
     chroma_terms<V> terms;
     for (int i = 0; i < 2; ++i) {
-        terms.blue[i] = V::add32(V::multiply_add(pairs[i], V::set_pair(YUV_U_BLUE, 0)), luma_offset);
-        terms.green[i] =
-            V::add32(V::multiply_add(pairs[i], V::set_pair(-YUV_U_GREEN, -YUV_V_GREEN)), luma_offset);
-        terms.red[i] = V::add32(V::multiply_add(pairs[i], V::set_pair(0, YUV_V_RED)), luma_offset);
+        terms.blue[i] = V::multiply_add(pairs[i], V::set_pair(YUV_U_BLUE, 0));
+        terms.green[i] = V::multiply_add(pairs[i], V::set_pair(-YUV_U_GREEN, -YUV_V_GREEN));
+        terms.red[i] = V::multiply_add(pairs[i], V::set_pair(0, YUV_V_RED));
     }
     return terms;
 }
@@ -61,17 +59,28 @@ template <class V, class Layout>
 void convert_row_block(uint8_t* to, const uint8_t* y, const chroma_terms<V>& chroma)
 {
     const auto bytes = V::load_luma(y);
-    const auto mask = V::set32(0xFF * 8);
-    const auto factor = V::set_pair(YUV_LUMA, 0);
+    // eightfold and without the offset, the bytes 0 and 2 of each lane and the bytes 1 and 3; each multiply-add
+    // takes one
+    const auto mask = V::set16(0xFF * 8);
+    const auto offset = V::set16(16 * 8);
+    const auto even = V::sub16(V::bit_and(V::shift_left16(bytes, 3), mask), offset);
+    const auto odd = V::sub16(V::bit_and(V::shift_right16(bytes, 5), mask), offset);
+    const auto first = V::set_pair(YUV_LUMA, 0);
+    const auto second = V::set_pair(0, YUV_LUMA);
     const typename V::reg luma[4] = {
-        V::multiply_add(V::bit_and(V::shift_left32(bytes, 3), mask), factor),
-        V::multiply_add(V::bit_and(V::shift_right32(bytes, 5), mask), factor),
-        V::multiply_add(V::bit_and(V::shift_right32(bytes, 13), mask), factor),
-        V::multiply_add(V::bit_and(V::shift_right32(bytes, 21), mask), factor),
+        V::multiply_add(even, first),
+        V::multiply_add(odd, first),
+        V::multiply_add(even, second),
+        V::multiply_add(odd, second),
     };
     Layout::put(to, join_colour<V>(luma, chroma.blue), join_colour<V>(luma, chroma.green),
                 join_colour<V>(luma, chroma.red));
 }
+
+// Lines of 32-bit targets are asked for this far ahead of their stores, which else wait for each other where
+// the target isn't in the cache. (The packed layouts, with a half of the bytes, gain nothing.)
+inline constexpr int TARGET_AHEAD = 1024;
+inline constexpr int CACHE_LINE = 64;
 
 // Walks a picture row by row: two rows at a time would share their chroma terms, but filling two rows in turn
 // halves what the memory takes. The last block of a row that the blocks don't divide overlaps the one before
@@ -86,8 +95,13 @@ void walk(const convert_job& job)
         const uint8_t* const u = job.from[1] + row / 2 * job.from_stride[1];
         const uint8_t* const v = job.from[2] + row / 2 * job.from_stride[1];
         ptrdiff_t x = 0;
-        for (; x + V::PIXELS <= width; x += V::PIXELS)
+        for (; x + V::PIXELS <= width; x += V::PIXELS) {
+            if constexpr (Block::BYTES == 4) {
+                for (int line = 0; line < 4 * V::PIXELS; line += CACHE_LINE)
+                    __builtin_prefetch(to + x * 4 + TARGET_AHEAD + line, 1);
+            }
             Block::convert(to + x * Block::BYTES, luma + x, u + x / 2, v + x / 2);
+        }
         if (x < width) {
             x = width - V::PIXELS;
             LastBlock::convert(to + x * Block::BYTES, luma + x, u + x / 2, v + x / 2);

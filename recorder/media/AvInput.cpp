@@ -112,7 +112,9 @@ bool AvInput::Feed()
             return true;
         }
         CheckAv(read, "read the source");
-        if (m_Packet->stream_index != m_Stream || IsLeftOut()) continue;
+        if (m_Packet->stream_index != m_Stream) continue;
+        if (m_Tap) m_Tap(*m_Packet);
+        if (IsLeftOut()) continue;
         m_Drained = false;
         // A damaged packet costs its picture only.
         const int sent = avcodec_send_packet(m_pDecoder.get(), m_Packet.get());

@@ -24,6 +24,11 @@ class AvInput
     AvInput(const AvInput&) = delete;
     AvInput& operator=(const AvInput&) = delete;
 
+    // Each packet of the pictures is shown to it, before it is decoded or left out.
+    using Tap = std::function<void(const AVPacket&)>;
+    void SetTap(Tap tap) { m_Tap = std::move(tap); }
+    const AVCodecParameters& Codec() const { return *m_Input->streams[m_Stream]->codecpar; }
+
     // Decodes the next picture; false at the end of the source.
     bool Next();
     // The latest; valid until the next call of Next.
@@ -45,6 +50,7 @@ class AvInput
     bool IsLeftOut();
 
     Interrupt m_Interrupt;
+    Tap m_Tap;
     AvFormatContext m_Input;
     AvCodecContext m_pDecoder;
     AvFrame m_Frame{av_frame_alloc()};

@@ -15,8 +15,9 @@ constexpr int64_t NANOSECONDS = 1'000'000'000;
 
 }  // namespace
 
-PictureMaker::PictureMaker(const ChannelSetup& setup, int channel, const std::atomic<bool>& stop)
-    : m_Source(MakeSource(setup.source, setup.scene, channel, stop))
+PictureMaker::PictureMaker(const ChannelSetup& setup, int channel, const std::atomic<bool>& stop,
+                           IPackets* pPackets)
+    : m_Source(MakeSource(setup.source, setup.scene, channel, stop, pPackets))
 {
     StreamSetup stream = setup.stream;
     stream.rate = setup.scene.rate;
@@ -36,6 +37,7 @@ Channel::Channel(const ChannelSetup& setup, int channel, int loop, Deliver deliv
       m_Channel(channel),
       m_Loop(loop),
       m_Deliver(std::move(deliver)),
+      gate([this](std::shared_ptr<const Coded> coded) { return m_Deliver(m_Channel, std::move(coded)); }),
       m_Tracks{Track{KeyGate(setup.scene.rate, channel, setup.channels), false, {}, 0},
                Track{KeyGate(setup.scene.rate, channel, setup.channels), false, {}, 0}},
       m_Camera(setup.scene.rate)
@@ -99,6 +101,12 @@ ChannelCounts Channel::Counts(ECodec codec) const
 {
     const std::lock_guard lock(m_Mutex);
     return m_Wishes[static_cast<size_t>(codec)].counts;
+}
+
+bool Channel::IsWatchedIn(ECodec codec) const
+{
+    const std::lock_guard lock(m_Mutex);
+    return m_Wishes[static_cast<size_t>(codec)].watched;
 }
 
 bool Channel::IsWatched() const
@@ -168,19 +176,49 @@ void Channel::ServeCodec(ECodec codec, PictureMaker* maker, const Turn& turn)
         counts.skipped = skipped;
     }
     if (!coded || (track.broken && !coded->key)) return;  // it would show nothing but damage
-    track.broken = !m_Deliver(m_Channel, std::move(coded));
+    track.broken =
+        codec == ECodec::H264 ? !gate.Send(std::move(coded)) : !m_Deliver(m_Channel, std::move(coded));
 }
 
 void Channel::Serve(Clock::time_point start)
 {
-    std::unique_ptr<PictureMaker> maker;
-    if (m_Loop == 0) maker = std::make_unique<PictureMaker>(m_Setup, m_Channel, m_Stop);
+    IPackets* const packets = m_Setup.m_bPass ? &m_Packets : nullptr;
+    if (m_Loop == 0) m_pMaker = std::make_unique<PictureMaker>(m_Setup, m_Channel, m_Stop, packets);
     for (Turn turn = WaitForTurn(start, -1); turn.picture >= 0; turn = WaitForTurn(start, turn.picture)) {
-        if (maker) maker->SetView(turn.view);
-        for (int codec = 0; codec < CODECS; ++codec)
-            if (turn.until[static_cast<size_t>(codec)].watched)
-                ServeCodec(static_cast<ECodec>(codec), maker.get(), turn);
+        if (m_pMaker) m_pMaker->SetView(turn.view);
+        for (const ECodec codec : {ECodec::Mpeg4, ECodec::H264}) {
+            const Turn::For& wanted = turn.until[static_cast<size_t>(codec)];
+            if (wanted.watched && !LeavesToCamera(codec, wanted)) ServeCodec(codec, m_pMaker.get(), turn);
+        }
     }
+}
+
+bool Channel::LeavesToCamera(ECodec codec, const Turn::For& wanted)
+{
+    if (codec != ECodec::H264) return false;
+    // A camera can't be asked for a key picture: until its next one comes they are coded anew.
+    if (wanted.key || wanted.restart) gate.Rest();
+    const PassGate::ETurn turn = gate.Turn(Clock::now());
+    if (turn == PassGate::ETurn::Restart && m_pMaker) m_pMaker->Restart(codec);
+    return turn == PassGate::ETurn::Leave;
+}
+
+void Channel::CPackets::Opened(const AVCodecParameters& codec)
+{
+    const SceneSetup& scene = m_Channel.m_Setup.scene;
+    m_pCheck = std::make_unique<PacketCheck>(codec, scene.width, scene.height);
+    m_Channel.gate.Opened();
+}
+
+void Channel::CPackets::OnPacket(const AVPacket& packet)
+{
+    if (!m_Channel.IsWatchedIn(ECodec::H264)) {
+        m_Channel.gate.Rest();
+        return;
+    }
+    const h264::Checked checked = m_pCheck->Check(packet);
+    if (m_Channel.gate.Take(checked, m_Channel.m_Setup.stream.checksum, Clock::now()))
+        SaySource(m_Channel.m_Channel, m_Channel.m_Setup.source, "H.264 is coded anew: " + checked.why);
 }
 
 // A channel that can't go on says so and ends; the others do not notice.
@@ -191,6 +229,7 @@ void Channel::Run(Clock::time_point start)
     } catch (const std::exception& e) {
         std::fprintf(stderr, "watchwall-recorder: channel %d: %s\n", m_Channel + 1, e.what());
     }
+    m_pMaker.reset();
 }
 
 }  // namespace recorder

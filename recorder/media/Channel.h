@@ -14,6 +14,7 @@
 #include "recorder/media/Camera.h"
 #include "recorder/media/CodecStream.h"
 #include "recorder/media/KeyGate.h"
+#include "recorder/media/PassThrough.h"
 #include "recorder/media/Source.h"
 
 namespace recorder
@@ -22,15 +23,17 @@ namespace recorder
 struct ChannelSetup {
     SceneSetup scene;
     std::string source = "scene";
-    int channels = 1;    // of the recorder, which share out the second for their key pictures
-    StreamSetup stream;  // its rate is that of the scene
+    int channels = 1;     // of the recorder, which share out the second for their key pictures
+    bool m_bPass = true;  // a camera's H.264 goes to clients as it is, when they can read it
+    StreamSetup stream;   // its rate is that of the scene
 };
 
 // Source and encoders of one channel, without thread or clock.
 class PictureMaker
 {
   public:
-    PictureMaker(const ChannelSetup& setup, int channel, const std::atomic<bool>& stop);
+    PictureMaker(const ChannelSetup& setup, int channel, const std::atomic<bool>& stop,
+                 IPackets* pPackets = nullptr);
 
     // What the pictures from now on show of the source.
     void SetView(const View& view) { m_Source->SetView(view); }
@@ -80,8 +83,22 @@ class Channel
     // Asks everything that waits to end soon; the destructor waits for it.
     void Stop();
     ChannelCounts Counts(ECodec codec = ECodec::Mpeg4) const;
+    PassState Passing() const { return gate.State(); }
 
   private:
+    // The camera's own packets, on the thread of the source.
+    class CPackets : public IPackets
+    {
+      public:
+        explicit CPackets(Channel& channel) : m_Channel(channel) {}
+        void Opened(const AVCodecParameters& codec) override;
+        void OnPacket(const AVPacket& packet) override;
+
+      private:
+        Channel& m_Channel;
+        std::unique_ptr<PacketCheck> m_pCheck;
+    };
+
     // What others ask of one codec; guarded by m_Mutex.
     struct Wish {
         bool watched = false;
@@ -112,7 +129,9 @@ class Channel
     void Serve(Clock::time_point start);
     // Waits until the next picture's time.
     Turn WaitForTurn(Clock::time_point start, int64_t last);
-    bool IsWatched() const;
+    bool IsWatched() const;  // with the lock
+    bool IsWatchedIn(ECodec codec) const;
+    bool LeavesToCamera(ECodec codec, const Turn::For& wanted);
     std::shared_ptr<const Coded> FromLoop(Track& track, bool key);
     void ServeCodec(ECodec codec, PictureMaker* maker, const Turn& turn);
 
@@ -120,6 +139,10 @@ class Channel
     int m_Channel;
     int m_Loop;
     Deliver m_Deliver;
+    PassGate gate;
+    CPackets m_Packets{*this};
+    std::unique_ptr<PictureMaker> m_pMaker;  // null with a loop; the channel's thread only
+
     std::array<Track, CODECS> m_Tracks;  // the channel's thread only, once it runs
 
     mutable std::mutex m_Mutex;  // a leaf: nothing is called while it is held

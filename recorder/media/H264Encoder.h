@@ -2,8 +2,9 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 
-#include "recorder/media/AnnexB.h"
+#include "recorder/h264/AnnexB.h"
 #include "recorder/media/Coded.h"
 #include "recorder/scene/Picture.h"
 
@@ -13,6 +14,9 @@ namespace recorder
 // How the syntax elements of H.264 are coded.
 enum class EEntropy { Cavlc, Cabac };
 
+/// The encoder's effort, unless told: what a processor makes of many channels counts more than their bytes.
+inline constexpr const char* H264_PRESET = "superfast";
+
 struct H264Setup {
     int width = 0;  // multiples of 16
     int height = 0;
@@ -21,6 +25,7 @@ struct H264Setup {
     int group = 25;  // pictures from key to key
     EEntropy entropy = EEntropy::Cabac;
     EChecksum checksum = EChecksum::None;
+    std::string m_strPreset = H264_PRESET;
 };
 
 // Encodes the H.264 that the smallest decoders read: frames of one slice, I and P, one reference, no 8x8

@@ -22,10 +22,11 @@ LiveSource::LiveSource(std::string spec, const SceneSetup& setup, int channel, c
 }
 
 LiveSource::LiveSource(std::string spec, const SceneSetup& setup, int channel, const std::atomic<bool>& stop,
-                       const Times& times)
+                       const Times& times, IPackets* pPackets)
     : m_Spec(std::move(spec)),
       m_Channel(channel),
       m_Times(times),
+      m_pPackets(pPackets),
       m_Stop(stop),
       m_Overlay(setup, channel),
       m_Fit(setup.width, setup.height)
@@ -71,6 +72,10 @@ void LiveSource::Run()
             m_Since = Clock::now();
             m_Late = false;
             AvInput input(m_Spec, [this] { return m_Stop || m_End || IsLate(); });
+            if (m_pPackets != nullptr) {
+                m_pPackets->Opened(input.Codec());
+                input.SetTap([this](const AVPacket& packet) { m_pPackets->OnPacket(packet); });
+            }
             Play(input);
         } catch (const std::exception& e) {
             if (m_Stop || m_End) return;

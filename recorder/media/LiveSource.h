@@ -31,7 +31,7 @@ class LiveSource : public ISource
 
     LiveSource(std::string spec, const SceneSetup& setup, int channel, const std::atomic<bool>& stop);
     LiveSource(std::string spec, const SceneSetup& setup, int channel, const std::atomic<bool>& stop,
-               const Times& times);
+               const Times& times, IPackets* pPackets = nullptr);
     ~LiveSource() override;
     LiveSource(const LiveSource&) = delete;
     LiveSource& operator=(const LiveSource&) = delete;
@@ -51,6 +51,7 @@ class LiveSource : public ISource
     std::string m_Spec;
     int m_Channel;
     Times m_Times;
+    IPackets* m_pPackets;  // null: nobody wants them
     const std::atomic<bool>& m_Stop;
     Clock::time_point m_Since;  // opening, or the latest picture; the reader's thread only
     bool m_Late = false;        // likewise

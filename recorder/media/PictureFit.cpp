@@ -5,6 +5,13 @@
 namespace recorder
 {
 
+double ShapeOf(int width, int height)
+{
+    if (width * 9 == height * 11) return 4.0 / 3.0;
+    if (height == 1088) height = 1080;
+    return static_cast<double>(width) / height;
+}
+
 PictureFit::PictureFit(int width, int height)
     : m_Width(width),
       m_Height(height),
@@ -16,9 +23,8 @@ std::vector<uint8_t>& PictureFit::Fit(const AVFrame& frame)
 {
     AVRational aspect = frame.sample_aspect_ratio;
     if (aspect.num <= 0 || aspect.den <= 0) aspect = {1, 1};
-    // Clients show the whole picture as 4:3, whatever its size in pixels.
     const double shown = static_cast<double>(frame.width) * aspect.num / aspect.den / frame.height;
-    const double whole = 4.0 / 3.0;
+    const double whole = ShapeOf(m_Width, m_Height);
     const int width = shown >= whole ? m_Width : std::max(16, static_cast<int>(m_Width * shown / whole) & ~1);
     const int height =
         shown >= whole ? std::max(16, static_cast<int>(m_Height * whole / shown) & ~1) : m_Height;

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "recorder/media/LibAv.h"
 #include "recorder/scene/Scene.h"
 
 namespace recorder
@@ -21,11 +22,21 @@ class ISource
     virtual void SetView(const View& view) = 0;
 };
 
+// Takes what a camera sends, beside its pictures. Called on a thread of the source.
+class IPackets
+{
+  public:
+    virtual ~IPackets() = default;
+    virtual void Opened(const AVCodecParameters& codec) = 0;
+    virtual void OnPacket(const AVPacket& packet) = 0;
+};
+
 // "scene", or anything that libavformat opens: a file (played again and again), a URL, a V4L2 device
 // ("/dev/video0"), or "lavfi:" with a filter graph. Reads that wait, as for a network, end when stop becomes
-// true; stop outlives the source. A source that can't be opened says so on standard error at once.
+// true; stop and packets outlive the source. Packets come from live sources only. A source that can't be
+// opened says so on standard error at once.
 std::unique_ptr<ISource> MakeSource(const std::string& spec, const SceneSetup& setup, int channel,
-                                    const std::atomic<bool>& stop);
+                                    const std::atomic<bool>& stop, IPackets* packets = nullptr);
 
 // "channel 2: SOURCE: why" on standard error, without what the source's text holds of passwords.
 void SaySource(int channel, const std::string& spec, const std::string& why);

@@ -148,7 +148,8 @@ bool Rendezvous::GoOnWithList(TimeUs now, List& list)
 {
     size_t sent = 0;
     for (auto user = m_Users.rbegin(); user != m_Users.rend(); ++user) {
-        if (user->serial >= list.below || user->record.p2p == list.to) continue;
+        const Endpoint& at = user->record.p2p;
+        if (user->serial >= list.below || at == list.to || at == m_Holder) continue;
         if (sent == m_Limits.entriesAtOnce) {
             list.due = now + m_Limits.entriesPause;
             return false;
@@ -158,6 +159,10 @@ bool Rendezvous::GoOnWithList(TimeUs now, List& list)
         list.below = user->serial;
         ++sent;
     }
+    // Clients lose the earlier entries of a list of more than a hundred, but never the last one: the recorder's
+    // own, so that made-up logins can't hide it.
+    const User* const holder = m_Holder == list.to ? nullptr : ByEndpoint(m_Holder);
+    if (holder != nullptr) Send(list.to, EMessage::UserEntry, holder->record);
     const User* const asker = ByEndpoint(list.to);
     Send(list.to, EMessage::UserEnd, asker != nullptr ? asker->record : PeerRecord());
     return true;

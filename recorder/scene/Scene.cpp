@@ -94,6 +94,15 @@ std::string ClockText(const SceneSetup& setup, int64_t picture)
     return text;
 }
 
+int64_t WallClockNow()
+{
+    std::timespec now{};
+    std::timespec_get(&now, TIME_UTC);
+    std::tm local{};
+    localtime_r(&now.tv_sec, &local);
+    return (static_cast<int64_t>(now.tv_sec) + local.tm_gmtoff) * 100 + now.tv_nsec / 10'000'000;
+}
+
 int64_t ParseClock(const std::string& text)
 {
     int year = 0;

@@ -31,6 +31,8 @@ inline constexpr int SCENES = 8;
 std::string DefaultName(int channel);
 // "2026-11-21 08:40:12.34"
 std::string ClockText(const SceneSetup& setup, int64_t picture);
+// The present time as the clock on the wall shows it, in hundredths since 1970.
+int64_t WallClockNow();
 // The clock's start for "2026-11-21 08:40:12"; -1 for another text.
 int64_t ParseClock(const std::string& text);
 

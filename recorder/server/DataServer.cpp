@@ -6,6 +6,7 @@
 #include <deque>
 #include <utility>
 
+#include "recorder/server/Playback.h"
 #include "recorder/server/UdpRoad.h"
 
 namespace recorder
@@ -16,7 +17,10 @@ class DataServer::Viewer : public std::enable_shared_from_this<Viewer>
 {
   public:
     Viewer(DataServer& server, asio::ip::tcp::socket socket, const Endpoint& from)
-        : m_Server(&server), m_Socket(std::move(socket)), m_Timer(m_Socket.get_executor())
+        : m_Server(&server),
+          m_Socket(std::move(socket)),
+          m_Timer(m_Socket.get_executor()),
+          m_Stall(m_Socket.get_executor())
     {
         m_Counts.endpoint = from;
         asio::error_code ignored;
@@ -37,7 +41,11 @@ class DataServer::Viewer : public std::enable_shared_from_this<Viewer>
     const ClientCounts& Counts() const { return m_Counts; }
 
     // The server is no more: nothing is to be done when something comes.
-    void Forget() noexcept { m_Server = nullptr; }
+    void Forget() noexcept
+    {
+        m_Server = nullptr;
+        if (m_pPlayback) m_pPlayback->Stop();
+    }
 
     void OnPicture(TimeUs now, const std::shared_ptr<const Coded>& coded)
     {
@@ -55,8 +63,7 @@ class DataServer::Viewer : public std::enable_shared_from_this<Viewer>
             return;
         }
         m_WaitsForKey = false;
-        ++m_Counts.pictures;
-        m_Counts.bytes += bytes;
+        Count(bytes);
         PushPicture(coded);
         Pump();
     }
@@ -72,10 +79,12 @@ class DataServer::Viewer : public std::enable_shared_from_this<Viewer>
         m_Socket.shutdown(asio::socket_base::shutdown_both, ignored);
         m_Socket.close(ignored);
         m_Timer.cancel();
+        m_Stall.cancel();
+        if (m_pPlayback) m_pPlayback->Stop();
         DataServer* const server = std::exchange(m_Server, nullptr);
         if (server == nullptr) return;
-        if (m_Streams) {
-            server->m_Channels.Watch(m_Counts.channel, m_Counts.codec, -1);
+        if (m_Streams) server->m_Channels.Watch(m_Counts.channel, m_Counts.codec, -1);
+        if (m_Streams || m_Counts.record >= 0) {
             if (server->m_Former.size() == MAX_FORMER_CLIENTS) server->m_Former.erase(server->m_Former.begin());
             server->m_Former.push_back(m_Counts);
         }
@@ -124,11 +133,14 @@ class DataServer::Viewer : public std::enable_shared_from_this<Viewer>
     {
         IDirectChannels& channels = m_Server->m_Channels;
         const auto mode = static_cast<EMode>(request.mode);
+        if (mode == EMode::Playback) {
+            Play(request.record);
+            return;
+        }
         const bool live = mode == EMode::LiveMpeg4 || mode == EMode::LiveH264;
         const bool known = request.channel >= 0 && request.channel < channels.Count();
         if (!known || (!live && mode != EMode::Query)) {
-            ++m_Server->m_Counts.refused;
-            Push({MakeDirectReply(EReply::Refused, 0, 0), nullptr, true});
+            Refuse();
             return;
         }
         m_Counts.channel = request.channel;
@@ -141,6 +153,74 @@ class DataServer::Viewer : public std::enable_shared_from_this<Viewer>
         m_Streams = true;
         channels.Watch(m_Counts.channel, m_Counts.codec, 1);
         channels.WantKey(m_Counts.channel, m_Counts.codec);
+    }
+
+    void Refuse()
+    {
+        ++m_Server->m_Counts.refused;
+        Push({MakeDirectReply(EReply::Refused, 0, 0), nullptr, true});
+    }
+
+    void Count(size_t byteCount)
+    {
+        ++m_Counts.pictures;
+        m_Counts.bytes += byteCount;
+    }
+
+    // One picture after the other: the next is asked for when the client has taken all.
+    void Play(int iRecord)
+    {
+        const std::string path = m_Server->m_Setup.m_PathOfRecord(iRecord);
+        if (path.empty()) {
+            Refuse();
+            return;
+        }
+        const auto with = [weak = weak_from_this()](auto act) {
+            return [weak, act](auto&&... what) {
+                const auto self = weak.lock();
+                if (self && self->m_Server != nullptr) act(*self, what...);
+            };
+        };
+        m_pPlayback = std::make_shared<Playback>(
+            m_Socket.get_executor(), m_Server->m_Disk,
+            Playback::Events{
+                with([iRecord](Viewer& self, PictureSize size) {
+                    self.m_Counts.record = iRecord;
+                    ++self.m_Server->m_Counts.m_ulPlayed;
+                    self.PushRecorded({MakeDirectReply(EReply::Stream, size.width, size.height), nullptr});
+                }),
+                with([](Viewer& self, const std::shared_ptr<const Coded>& coded) {
+                    self.Count(MEDIA_HEADER_BYTES + coded->bytes.size());
+                    self.PushPicture(coded);
+                    self.PushRecorded({});
+                }),
+                with([](Viewer& self) {
+                    if (self.m_Counts.record >= 0)
+                        self.Close();
+                    else
+                        self.Refuse();
+                })});
+        m_pPlayback->Open(path);
+    }
+
+    void PushRecorded(Item item)
+    {
+        if (!item.own.empty()) Queue(std::move(item));
+        m_Taken = Now();
+        WatchForStall();
+        Pump();
+    }
+
+    void WatchForStall()
+    {
+        m_Stall.expires_after(std::chrono::microseconds(m_Server->m_Setup.dropAfter));
+        m_Stall.async_wait([self = shared_from_this()](asio::error_code error) {
+            if (error || self->m_Server == nullptr || self->m_Queue.empty()) return;
+            if (Now() - self->m_Taken >= self->m_Server->m_Setup.dropAfter)
+                self->Close();
+            else
+                self->WatchForStall();
+        });
     }
 
     // With the harm that was asked for.
@@ -247,12 +327,15 @@ class DataServer::Viewer : public std::enable_shared_from_this<Viewer>
         m_Taken = Now();
         m_Queued -= SizeOf(m_Queue.front());
         m_Queue.pop_front();
+        if (m_pPlayback && m_Queue.empty()) m_pPlayback->Continue();
         Pump();
     }
 
     DataServer* m_Server;  // null once closed
     asio::ip::tcp::socket m_Socket;
     asio::steady_timer m_Timer;  // for the request; then of a trickle
+    asio::steady_timer m_Stall;  // of a client that is played to
+    std::shared_ptr<Playback> m_pPlayback;
     FrameReader m_Reader{STREAM_REQUEST_BYTES};
     std::array<uint8_t, 256> m_Buffer{};
     bool m_Asked = false;
@@ -276,6 +359,8 @@ DataServer::DataServer(asio::io_context& context, const Setup& setup, IDirectCha
 
 DataServer::~DataServer()
 {
+    m_Disk.stop();
+    m_Disk.join();
     for (const auto& viewer : m_Viewers)
         viewer->Forget();
 }
@@ -314,7 +399,7 @@ std::vector<DataServer::ClientCounts> DataServer::Clients() const
 {
     std::vector<ClientCounts> all = m_Former;
     for (const auto& viewer : m_Viewers)
-        if (viewer->Counts().channel >= 0) all.push_back(viewer->Counts());
+        if (viewer->Counts().channel >= 0 || viewer->Counts().record >= 0) all.push_back(viewer->Counts());
     return all;
 }
 

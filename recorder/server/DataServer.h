@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <random>
 #include <set>
@@ -35,9 +36,9 @@ struct DirectFaults {
     int trickleMs = 0;   // between single bytes; 0 sends all at once
 };
 
-// The data port: a connection brings one stream request, and gets a reply and pictures until it closes. What
-// waits for a slow client is bounded; beyond it pictures are left out up to the next key picture. Everything
-// happens on the thread that runs the context.
+// The data port: a connection brings one stream request, and gets a reply and pictures until it closes, or
+// until the record ends that it asked for. What waits for a slow client is bounded; beyond it pictures are left
+// out up to the next key picture. Everything happens on the thread that runs the context.
 class DataServer
 {
   public:
@@ -50,18 +51,22 @@ class DataServer
         size_t maxQueuedBytes = 4 << 20;
         DirectFaults faults;
         uint32_t seed = 1;
+        // Where a record lies; empty when there is none of this id.
+        std::function<std::string(int)> m_PathOfRecord = [](int) { return std::string(); };
     };
     struct Counters {
         uint64_t connections = 0;
         uint64_t turnedAway = 0;  // no room
-        uint64_t refused = 0;     // no request, no such channel, no such mode
+        uint64_t refused = 0;     // no request, no such channel, no such record, no such mode
         uint64_t queries = 0;
+        uint64_t m_ulPlayed = 0;  // records
         uint64_t timeouts = 0;
         uint64_t harmed = 0;  // frames
     };
     struct ClientCounts {
         Endpoint endpoint;
-        int channel = -1;
+        int channel = -1;  // -1 of a record too
+        int record = -1;
         ECodec codec = ECodec::Mpeg4;
         uint64_t pictures = 0;
         uint64_t bytes = 0;
@@ -95,6 +100,7 @@ class DataServer
     std::vector<ClientCounts> m_Former;
     std::set<std::shared_ptr<Viewer>> m_Viewers;
     TcpListener m_Listener;
+    asio::thread_pool m_Disk{1};  // reads the records that are played
 };
 
 }  // namespace recorder

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
-#include <ctime>
 #include <map>
 #include <sstream>
 
@@ -19,7 +18,8 @@ namespace
 
 constexpr const char* DESCRIPTION =
     "The far side of Watchwall: a directory, a rendezvous and a recorder whose channels\n"
-    "stream MPEG-4 to clients that punch their way to it. Without options it serves four\n"
+    "stream MPEG-4 to clients that punch their way to it, MPEG-4 and H.264 to those that connect, and what it "
+    "kept. Without options it serves four\n"
     "drawn scenes on the loopback address. Channels are counted from 1 here.";
 
 // "0.0.0.0" to "255.255.255.255"
@@ -47,38 +47,44 @@ std::vector<std::string> SplitAtCommas(const std::string& text)
     return parts;
 }
 
-// "N=source" is for channel N, anything else for all. The whole text is taken as source when what stands before
-// the first '=' is not a number, as in a URL.
-std::string ApplySource(const std::string& text, std::vector<std::string>& sources)
+// "N=rest" is for channel N, anything else for all: 0. The whole text is taken as the rest when what stands
+// before the first '=' is not a number, as in a URL.
+std::pair<size_t, std::string> SplitNumber(const std::string& text)
 {
     const size_t equals = text.find('=');
     const bool numbered = equals != std::string::npos && equals > 0 && equals < 4 &&
                           std::all_of(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(equals),
                                       [](unsigned char c) { return std::isdigit(c) != 0; });
-    const std::string spec = numbered ? text.substr(equals + 1) : text;
+    if (!numbered) return {0, text};
+    // Channel 0, which there isn't, must not stand for all.
+    const auto channel = static_cast<size_t>(std::stoi(text.substr(0, equals)));
+    return {channel == 0 ? SIZE_MAX : channel, text.substr(equals + 1)};
+}
+
+// Sets one or all. False when there is no such channel.
+template <class Value>
+bool ApplyToChannel(size_t channel, const Value& value, std::vector<Value>& values)
+{
+    if (channel == 0)
+        std::fill(values.begin(), values.end(), value);
+    else if (channel <= values.size())
+        values[channel - 1] = value;
+    else
+        return false;
+    return true;
+}
+
+std::string ApplySource(const std::string& text, std::vector<std::string>& sources)
+{
+    const auto [channel, spec] = SplitNumber(text);
     if (HasSecrets(spec))
         return "--source " + WithoutSecrets(spec) +
                ": everybody sees a command line; a user, a password or a query belongs into a file, see "
                "--sources";
-    if (!numbered) {
-        std::fill(sources.begin(), sources.end(), text);
-        return {};
-    }
-    const auto channel = static_cast<size_t>(std::stoi(text.substr(0, equals)));
-    if (channel < 1 || channel > sources.size()) return "--source " + text + ": there is no such channel";
-    sources[channel - 1] = spec;
-    return {};
+    return ApplyToChannel(channel, spec, sources) ? "" : "--source " + text + ": there is no such channel";
 }
 
-// The present time as the clock on the wall shows it, in hundredths since 1970.
-int64_t WallClockNow()
-{
-    std::timespec now{};
-    std::timespec_get(&now, TIME_UTC);
-    std::tm local{};
-    localtime_r(&now.tv_sec, &local);
-    return (static_cast<int64_t>(now.tv_sec) + local.tm_gmtoff) * 100 + now.tv_nsec / 10'000'000;
-}
+constexpr int64_t STORE_BYTES_PER_CHANNEL = int64_t{1} << 20;
 
 const std::map<std::string, EService> SERVICES = {{"directory", EService::Directory},
                                                   {"rendezvous", EService::Rendezvous},
@@ -100,7 +106,7 @@ class Help : public CLI::Formatter
 
 // What the parser fills in as text, before it is made into options.
 struct TextTable {
-    std::string size = "704x576";
+    std::vector<std::string> m_Size;
     std::string listen = "127.0.0.1";
     std::string names;
     std::string clock;
@@ -110,6 +116,7 @@ struct TextTable {
     int controlPort = -1;  // not given
     int dataPort = -1;
     std::string faultsOn = "video";
+    std::string m_strPass = "auto";
     std::vector<std::string> sources;
     std::string sourcesFile;
     bool channels = false;  // their number was given
@@ -138,11 +145,12 @@ void Declare(CLI::App& app, Options& options, TextTable& texts)
         ->capture_default_str();
     app.add_option("--names", texts.names, "names burnt into the pictures: A,B,C")->type_name("A,B,C");
 
-    app.add_option("--size", texts.size, "WIDTHxHEIGHT, multiples of 16")
-        ->type_name("WxH")
+    app.add_option("--size", texts.m_Size,
+                   "WIDTHxHEIGHT, multiples of 16 (704x576); N=... for channel N (repeatable)")
+        ->allow_extra_args(false)
+        ->type_name("[N=]WxH")
         ->group("Pictures")
-        ->check(CheckSize)
-        ->capture_default_str();
+        ->check([](const std::string& text) { return CheckSize(SplitNumber(text).second); });
     app.add_option("--fps", options.scene.rate, "pictures a second")
         ->type_name("N")
         ->group("Pictures")
@@ -168,6 +176,11 @@ void Declare(CLI::App& app, Options& options, TextTable& texts)
         ->group("Pictures")
         ->check(CLI::IsMember({"cabac", "cavlc"}))
         ->capture_default_str();
+    app.add_option("--preset", options.m_strPreset, "effort of the H.264 encoder: ultrafast to medium")
+        ->type_name("HOW")
+        ->group("Pictures")
+        ->check(CLI::IsMember({"ultrafast", "superfast", "veryfast", "faster", "fast", "medium"}))
+        ->capture_default_str();
     app.add_option("--checksum", texts.checksum, "bits of the checksum of H.264 units: 0, 16 or 32")
         ->type_name("BITS")
         ->group("Pictures")
@@ -183,6 +196,12 @@ void Declare(CLI::App& app, Options& options, TextTable& texts)
                    "file with URL, name and size for each channel; only its owner may read it")
         ->type_name("FILE")
         ->group("Pictures");
+    app.add_option("--pass-through", texts.m_strPass,
+                   "auto: H.264 of a camera goes to clients as it is when they can read it; never")
+        ->type_name("WHEN")
+        ->group("Pictures")
+        ->check(CLI::IsMember({"auto", "never"}))
+        ->capture_default_str();
     app.add_option("--loop", options.loopSeconds,
                    "encode so many seconds in advance and send them again and again")
         ->type_name("SECONDS")
@@ -197,6 +216,19 @@ void Declare(CLI::App& app, Options& options, TextTable& texts)
         });
     app.add_flag("--mark", options.scene.mark, "put the picture's number into a corner, for programs to read")
         ->group("Pictures");
+
+    app.add_option("--store", options.m_strStore,
+                   "keep what channels stream as records in FOLDER (nothing is kept)")
+        ->type_name("FOLDER")
+        ->group("Records");
+    app.add_option("--store-size", options.m_iStoreBytes, "bytes of records at most; the oldest make room")
+        ->type_name("SIZE")
+        ->group("Records")
+        ->transform(CLI::AsSizeValue(false))
+        ->check(CLI::Range(int64_t{1} << 20, int64_t{1} << 50))
+        ->default_str("1G");
+    app.add_flag("--records", options.m_bListRecords, "list the records of the store and end")
+        ->group("Records");
 
     app.add_option("--listen", texts.listen, "address to serve on")
         ->type_name("ADDRESS")
@@ -334,6 +366,13 @@ std::string ApplySources(Options& options, const TextTable& texts)
     const auto channels = static_cast<size_t>(options.channels);
     options.sources.assign(channels, std::string(SCENE));
     options.sizes.assign(channels, {options.scene.width, options.scene.height});
+    for (const std::string& text : texts.m_Size) {
+        const auto [channel, given] = SplitNumber(text);
+        Options::Size size;
+        ParseSize(given, size.width, size.height);
+        if (!ApplyToChannel(channel, size, options.sizes))
+            return "--size " + text + ": there is no such channel";
+    }
     for (const std::string& source : texts.sources)
         if (auto wrong = ApplySource(source, options.sources); !wrong.empty()) return wrong;
     for (const auto& [channel, entry] : entries) {
@@ -347,7 +386,9 @@ std::string ApplySources(Options& options, const TextTable& texts)
 // Empty, or what is wrong.
 std::string Complete(Options& options, const TextTable& texts)
 {
-    ParseSize(texts.size, options.scene.width, options.scene.height);
+    for (const std::string& text : texts.m_Size)
+        if (const auto [channel, size] = SplitNumber(text); channel == 0)
+            ParseSize(size, options.scene.width, options.scene.height);
     ParseAddress(texts.listen, options.listen);
     options.scene.names = SplitAtCommas(texts.names);
     options.scene.clockStart = texts.clock.empty() ? WallClockNow() : ParseClock(texts.clock);
@@ -356,6 +397,8 @@ std::string Complete(Options& options, const TextTable& texts)
     options.checksum = texts.checksum == "16"   ? EChecksum::Sixteen
                        : texts.checksum == "32" ? EChecksum::ThirtyTwo
                                                 : EChecksum::None;
+    // The mark stands in pictures that are coded here only.
+    options.m_bPass = texts.m_strPass == "auto" && !options.scene.mark;
     // A recorder among others, whose directory takes a free port, takes free ones here too.
     const bool amongOthers = options.directoryPort == 0;
     const auto port = [&](int given, uint16_t usual) {
@@ -367,6 +410,9 @@ std::string Complete(Options& options, const TextTable& texts)
     options.faults.delay = static_cast<TimeUs>(texts.delayMs * MILLISECOND);
     if (options.group == 0) options.group = options.scene.rate;
     if (auto wrong = ApplySources(options, texts); !wrong.empty()) return wrong;
+    if (options.m_bListRecords && options.m_strStore.empty()) return "--records: of which --store?";
+    if (options.m_iStoreBytes < options.channels * STORE_BYTES_PER_CHANNEL)
+        return "--store-size: each channel needs 1M at least";
     if (options.loopSeconds > 0 && std::any_of(options.sources.begin(), options.sources.end(), IsLive))
         return "--loop: a live source can't be encoded in advance";
     for (const std::string& service : texts.silent)

@@ -48,19 +48,34 @@ json DataEntry(const DataServer& server)
     json clients = json::array();
     for (const auto& client : server.Clients())
         clients.push_back({{"endpoint", EndpointText(client.endpoint)},
-                           {"channel", client.channel + 1},
+                           {client.record >= 0 ? "record" : "channel",
+                            client.record >= 0 ? client.record : client.channel + 1},
                            {"codec", client.codec == ECodec::H264 ? "h264" : "mpeg4"},
                            {"pictures", client.pictures},
                            {"bytes", client.bytes},
                            {"dropped", client.dropped}});
     const auto& counts = server.Counts();
-    return {{"connections", counts.connections},
-            {"turned away", counts.turnedAway},
-            {"refused", counts.refused},
-            {"queries", counts.queries},
-            {"timeouts", counts.timeouts},
-            {"harmed frames", counts.harmed},
-            {"clients", clients}};
+    return {{"connections", counts.connections}, {"turned away", counts.turnedAway},
+            {"refused", counts.refused},         {"queries", counts.queries},
+            {"played", counts.m_ulPlayed},       {"timeouts", counts.timeouts},
+            {"harmed frames", counts.harmed},    {"clients", clients}};
+}
+
+json StoreEntry(const Store* pStore)
+{
+    if (pStore == nullptr) return nullptr;
+    json records = json::array();
+    for (const StoredRecord& record : pStore->Records())
+        records.push_back({{"id", record.name.id},
+                           {"channel", record.name.channel + 1},
+                           {"start", TimeText(record.name.start)},
+                           {"bytes", record.bytes}});
+    const StoreCounts counts = pStore->Counts();
+    return {{"pictures", counts.pictures},
+            {"left out", counts.leftOut},
+            {"removed", counts.removed},
+            {"failures", counts.failures},
+            {"records", records}};
 }
 
 json HarmDone(const Faults::Counters& rendezvous, const Faults::Counters& device)
@@ -127,7 +142,9 @@ json MakeReport(const ReportInput& input)
                {"bytes", h264.bytes},
                {"largest", h264.largest},
                {"too large", h264.tooLarge},
-               {"skipped", h264.skipped}}},
+               {"skipped", h264.skipped},
+               {"passed", input.channels[i].m_Pass.passed},
+               {"coded anew since", input.channels[i].m_Pass.why}}},
              {"sent", {{"pictures", of.pictures}, {"bytes", of.bytes}, {"dropped", of.dropped}}}});
     }
 
@@ -175,6 +192,7 @@ json MakeReport(const ReportInput& input)
           {"timeouts", control.timeouts},
           {"turned away", control.turnedAway}}},
         {"data", DataEntry(input.data)},
+        {"store", StoreEntry(input.m_pStore)},
         {"faults", HarmDone(input.rendezvousRoad.GetFaults().Counts(), input.deviceRoad.GetFaults().Counts())},
         {"totals",
          {{"pictures", pictures},

@@ -11,6 +11,7 @@
 #include "recorder/server/DirectoryServer.h"
 #include "recorder/server/Options.h"
 #include "recorder/server/UdpRoad.h"
+#include "recorder/store/Store.h"
 
 namespace recorder
 {
@@ -18,11 +19,13 @@ namespace recorder
 struct CodecCounts {
     ChannelCounts mpeg4;
     ChannelCounts h264;
+    PassState m_Pass;
 };
 
 // What a report is made of; read during the call only.
 struct ReportInput {
     const Options& options;
+    const Store* m_pStore;  // null when nothing is kept
     double seconds;
     const std::vector<CodecCounts>& channels;
     const DirectoryServer& directory;
@@ -35,7 +38,7 @@ struct ReportInput {
 };
 
 // "id", "seconds", "channels" and "clients" (arrays), "directory", "rendezvous", "device", "control", "data"
-// (with its own clients), "faults", "totals".
+// (with its own clients), "store" (when there is one), "faults", "totals".
 nlohmann::json MakeReport(const ReportInput& input);
 
 }  // namespace recorder

@@ -71,8 +71,10 @@ class Server::Channels : public IChannels, public IDirectChannels
         setup.stream.group = options.group;
         setup.stream.motion = options.motion;
         setup.stream.entropy = options.entropy;
+        setup.stream.m_strPreset = options.m_strPreset;
         setup.stream.checksum = options.checksum;
         setup.channels = options.channels;
+        setup.m_bPass = options.m_bPass;
         // A loop is made of whole groups, so that its last picture leads over to its first.
         const int pictures = options.loopSeconds * options.scene.rate;
         const int groups = std::max(1, (pictures + options.group - 1) / options.group);
@@ -93,13 +95,13 @@ class Server::Channels : public IChannels, public IDirectChannels
     void SetWatched(int channel, bool watched) override
     {
         m_Watching[static_cast<size_t>(channel)].link = watched;
-        Tell(channel, ECodec::Mpeg4);
+        Tell(channel);
     }
     void WantKey(int channel) override { Of(channel).WantKey(); }
     void Watch(int channel, ECodec codec, int more) override
     {
         m_Watching[static_cast<size_t>(channel)].direct[static_cast<size_t>(codec)] += more;
-        Tell(channel, codec);
+        Tell(channel);
     }
     void WantKey(int channel, ECodec codec) override { Of(channel).WantKey(codec); }
     bool Do(const Command& command) const
@@ -127,11 +129,14 @@ class Server::Channels : public IChannels, public IDirectChannels
         std::array<int, CODECS> direct{};
     };
 
-    void Tell(int channel, ECodec codec)
+    // Records are MPEG-4, so a channel that keeps them codes it whoever looks.
+    void Tell(int channel)
     {
         const Watching& watching = m_Watching[static_cast<size_t>(channel)];
-        const bool link = watching.link && codec == ECodec::Mpeg4;
-        Of(channel).SetWatched(link || watching.direct[static_cast<size_t>(codec)] > 0, codec);
+        const bool h264 = watching.direct[static_cast<size_t>(ECodec::H264)] > 0;
+        const bool mpeg4 = watching.link || watching.direct[static_cast<size_t>(ECodec::Mpeg4)] > 0;
+        Of(channel).SetWatched(h264, ECodec::H264);
+        Of(channel).SetWatched(mpeg4 || (h264 && !m_Options.m_strStore.empty()), ECodec::Mpeg4);
     }
 
     const Options& m_Options;
@@ -150,17 +155,17 @@ Server::Server(Options options)
         silent(EService::Directory));
     m_DirectoryAt = m_Directory->Local();
 
-    rendezvousRoad = std::make_unique<UdpRoad>(
+    m_RendezvousRoad = std::make_unique<UdpRoad>(
         m_Context, Endpoint{m_Options.listen, m_Options.rendezvousPort}, m_Options.faults, m_Options.seed,
         faultsOn, [this, silent](const Endpoint& from, std::span<const uint8_t> datagram) {
             if (silent(EService::Rendezvous)) return;
             m_Rendezvous->OnDatagram(Now(), from, datagram);
             Tick();
         });
-    m_RendezvousAt = rendezvousRoad->Local();
-    m_Rendezvous = std::make_unique<Rendezvous>(*rendezvousRoad);
+    m_RendezvousAt = m_RendezvousRoad->Local();
+    m_Rendezvous = std::make_unique<Rendezvous>(*m_RendezvousRoad);
 
-    deviceRoad = std::make_unique<UdpRoad>(
+    m_DeviceRoad = std::make_unique<UdpRoad>(
         m_Context, Endpoint{m_Options.listen, m_Options.devicePort}, m_Options.faults, m_Options.seed + 1,
         faultsOn, [this, silent](const Endpoint& from, std::span<const uint8_t> datagram) {
             // A silent device stays registered: only peers get no answer.
@@ -168,10 +173,12 @@ Server::Server(Options options)
             m_Device->OnDatagram(Now(), from, datagram);
             Tick();
         });
-    m_DeviceAt = deviceRoad->Local();
+    m_DeviceAt = m_DeviceRoad->Local();
 
+    OpenStore();
     m_Channels = std::make_unique<Channels>(
         m_Options, [this, posted = std::make_shared<std::atomic<int>>(0)](int channel, auto coded) {
+            if (m_pStore) m_pStore->Keep(channel, coded);
             if (*posted >= MAX_POSTED * m_Options.channels) {
                 m_Channels->WantKey(channel, coded->codec);
                 return false;
@@ -196,7 +203,7 @@ Server::Server(Options options)
     setup.clients = m_Options.clients;
     setup.clientsPerAddress = m_Options.clientsPerAddress;
     setup.dropAfter = static_cast<TimeUs>(m_Options.dropAfterSeconds * SECOND);
-    m_Device = std::make_unique<DeviceLink>(std::move(setup), *m_Channels, *deviceRoad);
+    m_Device = std::make_unique<DeviceLink>(std::move(setup), *m_Channels, *m_DeviceRoad);
 
     m_Control =
         std::make_unique<ControlServer>(m_Context, Endpoint{m_Options.listen, m_Options.controlPort},
@@ -208,6 +215,7 @@ Server::Server(Options options)
     data.dropAfter = static_cast<TimeUs>(m_Options.dropAfterSeconds * SECOND);
     data.faults = m_Options.directFaults;
     data.seed = m_Options.seed + 2;
+    if (m_pStore) data.m_PathOfRecord = [this](int id) { return m_pStore->PathOf(id); };
     m_Data = std::make_unique<DataServer>(m_Context, data, *m_Channels);
 }
 
@@ -216,6 +224,18 @@ Server::~Server()
     m_Channels->End();
     for (std::thread& thread : m_Preparing)
         thread.join();
+}
+
+void Server::OpenStore()
+{
+    if (m_Options.m_strStore.empty()) return;
+    StoreSetup setup;
+    setup.folder = m_Options.m_strStore;
+    setup.maxBytes = m_Options.m_iStoreBytes;
+    for (const auto& size : m_Options.sizes)
+        setup.sizes.push_back({size.width, size.height});
+    setup.clock = [] { return std::chrono::local_seconds(std::chrono::seconds(WallClockNow() / 100)); };
+    m_pStore = std::make_unique<Store>(std::move(setup));
 }
 
 void Server::Run(ESignals signals, const std::function<void(const Server&)>& ready)
@@ -236,8 +256,8 @@ void Server::Run(ESignals signals, const std::function<void(const Server&)>& rea
         });
     }
     m_Directory->Start();
-    rendezvousRoad->Start();
-    deviceRoad->Start();
+    m_RendezvousRoad->Start();
+    m_DeviceRoad->Start();
     m_Control->Start();
     m_Data->Start();
     StartChannels();
@@ -289,7 +309,7 @@ void Server::OnPicture(int channel, const std::shared_ptr<const Coded>& coded)
     m_Data->OnPicture(channel, coded);
     if (coded->codec != ECodec::Mpeg4) return;
     Bytes message = MakeVideoMessage(channel, coded->bytes);
-    WriteU32(message.data(), deviceRoad->GetFaults().SpoilHeader(ReadU32(message.data())));
+    WriteU32(message.data(), m_DeviceRoad->GetFaults().SpoilHeader(ReadU32(message.data())));
     m_Device->OnMessage(Now(), channel, coded->key, std::make_shared<const Bytes>(std::move(message)));
     Tick();
 }
@@ -320,8 +340,8 @@ void Server::SayReady()
 
 void Server::End()
 {
-    rendezvousRoad->Flush();
-    deviceRoad->Flush();
+    m_RendezvousRoad->Flush();
+    m_DeviceRoad->Flush();
     m_Context.stop();
 }
 
@@ -341,14 +361,32 @@ nlohmann::json Server::Report() const
 {
     std::vector<CodecCounts> channels;
     for (const auto& channel : m_Channels->All())
-        channels.push_back({channel->Counts(ECodec::Mpeg4), channel->Counts(ECodec::H264)});
-    return MakeReport({m_Options, static_cast<double>(Now() - m_Started) / SECOND, channels, *m_Directory,
-                       *m_Rendezvous, *m_Device, *m_Control, *m_Data, *rendezvousRoad, *deviceRoad});
+        channels.push_back({channel->Counts(ECodec::Mpeg4), channel->Counts(ECodec::H264), channel->Passing()});
+    return MakeReport({m_Options, m_pStore.get(), static_cast<double>(Now() - m_Started) / SECOND, channels,
+                       *m_Directory, *m_Rendezvous, *m_Device, *m_Control, *m_Data, *m_RendezvousRoad,
+                       *m_DeviceRoad});
 }
+
+namespace
+{
+
+// "42  channel 3  2026-11-22 06:55:00  1048576 bytes", a line each, oldest first.
+void SayRecords(const std::string& folder)
+{
+    for (const StoredRecord& record : ListRecords(folder))
+        std::cout << record.name.id << "  channel " << record.name.channel + 1 << "  "
+                  << TimeText(record.name.start) << "  " << record.bytes << " bytes\n";
+}
+
+}  // namespace
 
 int RunRecorder(const Options& options)
 {
     try {
+        if (options.m_bListRecords) {
+            SayRecords(options.m_strStore);
+            return 0;
+        }
         Server server(options);
         server.Run(Server::ESignals::Heed, [](const Server& ready) {
             const std::string line = ready.ReadyLine() + "\n";

@@ -16,6 +16,7 @@
 #include "recorder/server/DirectoryServer.h"
 #include "recorder/server/Options.h"
 #include "recorder/server/UdpRoad.h"
+#include "recorder/store/Store.h"
 
 namespace recorder
 {
@@ -25,7 +26,7 @@ namespace recorder
 class Server
 {
   public:
-    // Binds all ports; throws asio::system_error when one is taken.
+    // Binds all ports; throws asio::system_error when one is taken, std::runtime_error when there is no store.
     explicit Server(Options options);
     ~Server();
     Server(const Server&) = delete;
@@ -54,6 +55,7 @@ class Server
   private:
     class Channels;
 
+    void OpenStore();
     void StartChannels();
     void Tick();
     void WakeAt(TimeUs due);
@@ -66,10 +68,11 @@ class Server
     asio::steady_timer m_Timer;
     asio::steady_timer m_Limit;
     asio::signal_set m_Signals;
+    std::unique_ptr<Store> m_pStore;  // outlives the channels, whose threads give it pictures
     std::unique_ptr<Channels> m_Channels;
     std::unique_ptr<DirectoryServer> m_Directory;
-    std::unique_ptr<UdpRoad> rendezvousRoad;
-    std::unique_ptr<UdpRoad> deviceRoad;
+    std::unique_ptr<UdpRoad> m_RendezvousRoad;
+    std::unique_ptr<UdpRoad> m_DeviceRoad;
     std::unique_ptr<Rendezvous> m_Rendezvous;
     std::unique_ptr<DeviceLink> m_Device;
     std::unique_ptr<ControlServer> m_Control;

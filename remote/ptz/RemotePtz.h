@@ -6,8 +6,8 @@
 
 #include "remote/ptz/IPtz.h"
 
-/// Turns each call into a text command to the device, which speaks to the camera: fire and forget, on the
-/// calling thread, for the length of a connect.
+/// Turns each call into a text command to the device, which speaks to the camera: fire and forget. A call lasts
+/// for the length of a connect, in which the calling thread serves what is sent to its windows.
 class CRemotePtz final : public IPtz
 {
   public:

@@ -19,16 +19,23 @@ namespace
 // The X library has one handler of each kind for the whole process: ours look whose display it is and pass on
 // the rest.
 std::mutex g_csDisplays;
-std::multiset<Display*> g_Displays;  // a new display may get the address of one that is just leaving
 XErrorHandler g_pFormerHandler = nullptr;
 XIOErrorHandler g_pFormerIOHandler = nullptr;
+
+// Never destroyed: others' displays meet errors until the process ends.
+std::multiset<Display*>& Displays()
+{
+    // A new display may get the address of one that is just leaving.
+    static auto& displays = *new std::multiset<Display*>;
+    return displays;
+}
 
 int HandleXError(Display* display, XErrorEvent* event)
 {
     XErrorHandler former = nullptr;
     {
         const std::lock_guard lock(g_csDisplays);
-        if (g_Displays.contains(display)) return 0;
+        if (Displays().contains(display)) return 0;
         former = g_pFormerHandler;
     }
     return former != nullptr ? former(display, event) : 0;
@@ -40,7 +47,7 @@ int HandleXIOError(Display* display)
     XIOErrorHandler former = nullptr;
     {
         const std::lock_guard lock(g_csDisplays);
-        if (g_Displays.contains(display)) return 0;
+        if (Displays().contains(display)) return 0;
         former = g_pFormerIOHandler;
     }
     return former != nullptr ? former(display) : 0;
@@ -49,7 +56,7 @@ int HandleXIOError(Display* display)
 void WatchDisplay(Display* display)
 {
     const std::lock_guard lock(g_csDisplays);
-    g_Displays.insert(display);
+    Displays().insert(display);
     const XErrorHandler former = XSetErrorHandler(HandleXError);
     if (former != HandleXError) g_pFormerHandler = former;
     const XIOErrorHandler former_io = XSetIOErrorHandler(HandleXIOError);
@@ -62,8 +69,8 @@ void WatchDisplay(Display* display)
 void LeaveDisplay(Display* display)
 {
     const std::lock_guard lock(g_csDisplays);
-    g_Displays.erase(g_Displays.find(display));
-    if (!g_Displays.empty()) return;
+    Displays().erase(Displays().find(display));
+    if (!Displays().empty()) return;
     if (const XErrorHandler present = XSetErrorHandler(g_pFormerHandler); present != HandleXError)
         XSetErrorHandler(present);
     if (const XIOErrorHandler present = XSetIOErrorHandler(g_pFormerIOHandler); present != HandleXIOError)

@@ -394,6 +394,12 @@ TEST_F(ControlTest, AClickOnAPanelActivatesAControlThatTheContainersOwnControlHa
     EXPECT_THAT(site.m_Active, ElementsAre(true, true));
     QTest::mouseClick(panel, Qt::LeftButton, {}, QPoint(790, 5));
     EXPECT_THAT(site.m_Active, ElementsAre(true, true)) << "an active one has nothing to do";
+    other.setFocus();
+    EXPECT_FALSE(control.IsUIActive());
+    // A field keeps the press for itself.
+    QTest::mouseClick(panel->findChild<QLineEdit*>(), Qt::LeftButton);
+    EXPECT_TRUE(control.IsUIActive());
+    EXPECT_THAT(site.m_Active, ElementsAre(true, true, true));
     control.DestroyControlWindow();
     control.SetClientSite(nullptr);
 }

@@ -31,9 +31,14 @@ const std::vector<Room>& Rooms()
 {
     static const std::vector<Room> rooms = {
         {"host", {"inc", "platform", "platform/qt"}, true},
-        {"recorder", {"recorder/server", "recorder/media", "recorder/scene", "recorder/protocol"}, false},
-        {"recorder/server", {"recorder/media", "recorder/scene", "recorder/protocol"}, false},
-        {"recorder/media", {"recorder/scene", "recorder/protocol"}, false},
+        {"recorder",
+         {"recorder/server", "recorder/store", "recorder/media", "recorder/h264", "recorder/scene",
+          "recorder/protocol"},
+         false},
+        {"recorder/server", {"recorder/store", "recorder/media", "recorder/scene", "recorder/protocol"}, false},
+        {"recorder/store", {"recorder/media", "recorder/scene", "recorder/protocol"}, false},
+        {"recorder/media", {"recorder/h264", "recorder/scene", "recorder/protocol"}, false},
+        {"recorder/h264", {}, false},
         {"recorder/scene", {}, false},
         {"recorder/protocol", {}, false},
         {"activex/UI common",

@@ -4,13 +4,17 @@
 #include <set>
 
 #include "common/BitmapFile.h"
+#include "inc/OutputDebugString.h"
 #include "model/NodeModel.h"
 #include "platform/os/paths.h"
 #include "remote/Remote.h"
 #include "tests/common/render_wnd_support.h"
 #include "tests/support/test_variable.h"
 
+using testing::AllOf;
 using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
 
 // What cells show, and what clicks and keys on them mean.
 
@@ -85,6 +89,25 @@ TEST_F(RenderWndTest, BitmapFileIsTakenOnlyWhole)
     file.close();
     EXPECT_EQ(LoadBitmapFile(path), nullptr);
     EXPECT_TRUE(Grid().GetCell(0)->grab().toImage().pixelColor(5, 5).isValid());
+}
+
+TEST_F(RenderWndTest, MissingOrBadPictureHasOneLineInTheLogForAllCells)
+{
+    std::vector<std::string> lines;
+    const CDebugListener former = SetDebugListener([&lines](std::string_view text) {
+        if (text.find("dvr.bmp") != std::string_view::npos) lines.emplace_back(text);
+    });
+    SavePicture(m_Home.filePath("dvr.bmp"));
+    Grid();
+    EXPECT_THAT(lines, IsEmpty());
+    m_Grid.reset();
+    // The size fits, and it is no picture all the same.
+    std::ofstream(m_Home.filePath("dvr.bmp").toStdString())
+        << std::string("BM\x10\0\0\0", 6) << std::string(10, 'x');
+    EXPECT_NE(LoadBitmapFile(SystemPath(m_Home.filePath("dvr.bmp").toStdString())), nullptr);
+    Grid();
+    SetDebugListener(former);
+    EXPECT_THAT(lines, ElementsAre(AllOf(HasSubstr(" Warning "), HasSubstr("(CRenderCell::LoadPicture, "))));
 }
 
 // Settled: the picture is loaded once for all cells, and goes with whichever goes first.

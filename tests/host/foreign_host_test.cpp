@@ -62,6 +62,17 @@ TEST_F(ForeignHostTest, EndsInAnyWayWithOneControlOrTwoAndPicturesOnTheScreen)
     }
 }
 
+// While the process ends: the windows take the controls' along, whose panels stay as they are. With pictures on
+// the screen the toolkit itself does not live to see it.
+TEST_F(ForeignHostTest, HasItsWindowsInStaticStorage)
+{
+    for (const int controls : {1, 2}) {
+        StartHost(controls, "static-windows", false);
+        EXPECT_EQ(End(), 0) << m_strErrors.toStdString();
+        EXPECT_TRUE(m_strOutput.contains("ready"));
+    }
+}
+
 // The toolkit ends the process by exit(1) from within its event loop.
 TEST_F(ForeignHostTest, LosesItsDisplayWithOneControlOrTwoAndPicturesOnTheScreen)
 {

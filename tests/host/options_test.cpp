@@ -14,6 +14,17 @@ TEST(Options, AreNoneByThemselves)
     EXPECT_EQ(ParseOptions({"watchwall"}, options, message), EParsed::Run);
     EXPECT_EQ(options.seconds, 0);
     EXPECT_TRUE(options.home.isEmpty() && options.module.isEmpty() && options.screenshot.isEmpty());
+    EXPECT_EQ(options.m_strProfile, "operator");
+}
+
+TEST(Options, OfTheProfileAreRead)
+{
+    for (const char* profile : {"classic", "operator"}) {
+        Options options;
+        QString message;
+        EXPECT_EQ(ParseOptions({"watchwall", "--profile", profile}, options, message), EParsed::Run);
+        EXPECT_EQ(options.m_strProfile, profile);
+    }
 }
 
 TEST(Options, AreRead)
@@ -85,6 +96,10 @@ INSTANTIATE_TEST_SUITE_P(Host, WrongOptions,
                                          Wrong{"no_channel", {"--logon", "1", "--open", "1,,2"}, "not '1,,2'"},
                                          Wrong{"channels_of_whom", {"--open", "all"}, "--open needs --logon"},
                                          Wrong{"no_cells", {"--layout", "0"}, "not '0'"},
+                                         Wrong{"another_profile",
+                                               {"--profile", "Classic"},
+                                               "--profile takes classic or operator, not 'Classic'"},
+                                         Wrong{"no_profile", {"--profile", ""}, "not ''"},
                                          Wrong{"cells_in_words", {"--layout", "nine"}, "not 'nine'"},
                                          Wrong{"positional", {"file"}, "'file'"}),
                          [](const auto& row) { return std::string(row.param.name); });
@@ -95,7 +110,7 @@ TEST(Options, HelpAndVersionAreTexts)
     QString message;
     EXPECT_EQ(ParseOptions({"watchwall", "--help"}, options, message), EParsed::Help);
     for (const char* option : {"--seconds", "--screenshot", "--home", "--module", "--help", "--version",
-                               "--logon", "--open", "--layout", "--full-screen", "--report"}) {
+                               "--logon", "--open", "--layout", "--full-screen", "--report", "--profile"}) {
         EXPECT_TRUE(message.contains(option)) << option;
     }
     EXPECT_EQ(ParseOptions({"watchwall", "--version"}, options, message), EParsed::Version);

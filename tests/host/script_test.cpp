@@ -61,6 +61,18 @@ class ScriptTest : public ProgramTest
         return shown;
     }
 
+    // Until there are more changes in the first cell than the opening makes: pictures that move.
+    void WaitMoving(const CScreen& screen)
+    {
+        const QRect cell(210, 70, 100, 100);
+        ASSERT_TRUE(WaitShown());
+        constexpr int CHANGES = 8;
+        for (int change = 0; change < CHANGES; ++change) {
+            const QImage before = screen.Grab(cell);
+            ASSERT_TRUE(WaitUntil([&] { return screen.Grab(cell) != before; }));
+        }
+    }
+
     std::unique_ptr<CRecorderProcess> m_pRecorder;
 };
 
@@ -159,19 +171,28 @@ TEST_F(ScriptTest, ADisplayThatDiesEndsTheProgramWithAMessage)
     m_Environment.insert("DISPLAY", QString::fromStdString(display.Name()));
     Start(LogOn() + QStringList{"--open", "all", "--report", File("report.json")});
     CScreen screen(display.Name());
-    const QRect cell(210, 70, 100, 100);
-    ASSERT_TRUE(WaitShown());
-    // More changes than the opening makes: pictures that move.
-    constexpr int CHANGES = 8;
-    for (int change = 0; change < CHANGES; ++change) {
-        const QImage before = screen.Grab(cell);
-        ASSERT_TRUE(WaitUntil([&] { return screen.Grab(cell) != before; }));
-    }
+    WaitMoving(screen);
     display.Kill();
     EXPECT_EQ(End(), DISPLAY_GONE);
     EXPECT_TRUE(m_strErrors.contains("watchwall: the display is gone")) << m_strErrors.toStdString();
     EXPECT_GT(ReadShown()[1], 0) << "the report is written all the same";
     EXPECT_TRUE(m_strOutput.contains("channel 1 \"Channel 1\": 352x288")) << m_strOutput.toStdString();
+}
+
+TEST_F(ScriptTest, ADisplayThatStandsStillHoldsUpNoEndAndNoReport)
+{
+    StartRecorder();
+    CVirtualDisplay display;
+    m_Environment.insert("DISPLAY", QString::fromStdString(display.Name()));
+    Start(LogOn() + QStringList{"--open", "all", "--report", File("report.json")});
+    CScreen screen(display.Name());
+    WaitMoving(screen);
+    display.Stop();
+    ASSERT_EQ(::kill(static_cast<pid_t>(m_Process.processId()), SIGTERM), 0);
+    EXPECT_EQ(End(), DISPLAY_GONE);
+    EXPECT_TRUE(m_strErrors.contains("watchwall: the display does not answer")) << m_strErrors.toStdString();
+    EXPECT_EQ(ReadShown().size(), 4) << "the report is written all the same";
+    EXPECT_EQ(m_strOutput.count("channel 1 \"Channel 1\""), 1) << m_strOutput.toStdString();
 }
 
 }  // namespace

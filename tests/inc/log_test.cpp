@@ -4,9 +4,12 @@
 #include "inc/OutputDebugString.h"
 #include "tests/inc/log_support.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
@@ -147,6 +150,51 @@ TEST_F(CLogTest, ViewWindowGetsACopyThatItOwns)
     EXPECT_EQ(posted->m_iLevel, LOG_WARNING);
     EXPECT_THAT(OneLine(), EndsWith("shown"));
     posted.reset();
+}
+
+TEST_F(CLogTest, MessageHasAThousandAndTwentyThreeCharactersAtMost)
+{
+    static std::size_t length;
+    log.SetView(7, [](std::int32_t, std::uint32_t, LogEntry* entry) {
+        length = entry->m_strMessage.size();
+        return false;  // not taken
+    });
+    log.Log("a.cpp", "f", 1, LOG_MESSAGE, "%s", std::string(2000, 'm').c_str());
+    log.SetView(0, nullptr);
+    EXPECT_EQ(length, 1023U);
+}
+
+// How many descriptors of this process stand on the file.
+int CountOpen(const std::string& path)
+{
+    int count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code gone;
+        count += std::filesystem::read_symlink(entry.path(), gone) == path ? 1 : 0;
+    }
+    return count;
+}
+
+// A second writer of the file has it for a burst; the log's worker waits with the file open and writes behind
+// it. The wait is bounded, so that a test that a loaded machine stops for so long looks again.
+TEST_F(CLogTest, WorkerWaitsForTheOtherWriterOfTheFile)
+{
+    constexpr int ATTEMPTS = 10;
+    constexpr int LOOKS = 50;
+    int waited = 0;
+    std::size_t lines = 0;
+    for (int attempt = 0; attempt < ATTEMPTS && waited < LOOKS; ++attempt) {
+        const int other = ::open(log.GetPath().c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+        ASSERT_EQ(::flock(other, LOCK_EX), 0);
+        const std::string before = ReadFile(log.GetPath());
+        log.Log("a.cpp", "f", 1, LOG_MESSAGE, "%d", attempt);
+        waited = 0;
+        while (waited < LOOKS && ReadFile(log.GetPath()) == before)
+            waited += CountOpen(log.GetPath()) == 2 ? 1 : 0;
+        ::close(other);
+        EXPECT_EQ(WaitForLines(log.GetPath(), ++lines).size(), lines);
+    }
+    EXPECT_EQ(waited, LOOKS) << "the line came while the other had the file";
 }
 
 TEST(LogFileTest, NameIsTheDay)

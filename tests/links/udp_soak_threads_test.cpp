@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <thread>
 
 #include "tests/links/links_fixture.h"
 
@@ -25,12 +26,15 @@ class UdpSoakTest : public UdpLinksTest
     /// all is taken by a short run before.
     void Soak(const SoakSetup& soak)
     {
-        ASSERT_NO_FATAL_FAILURE(Session(soak, 3));
         const std::size_t threads = CountThreads();
+        SessionOfItsOwn(soak, 3);
+        ASSERT_FALSE(HasFailure());
         const std::size_t files = CountFiles();
         const std::size_t bytes = CountBytes();
-        ASSERT_NO_FATAL_FAILURE(Session(soak, SOAK_ROUNDS));
-        EXPECT_EQ(CountThreads(), threads);
+        SessionOfItsOwn(soak, SOAK_ROUNDS);
+        ASSERT_FALSE(HasFailure());
+        // The system may still list a thread for a moment that was waited for.
+        EXPECT_TRUE(WaitUntil([&] { return CountThreads() <= threads; })) << CountThreads();
         EXPECT_EQ(CountFiles(), files);
         // The allocator's own books differ a little from run to run.
         EXPECT_LE(CountBytes(), bytes + SLACK_BYTES);
@@ -41,7 +45,14 @@ class UdpSoakTest : public UdpLinksTest
     std::uint64_t m_Shown = 0;  // by all channels, in the last session
 
   private:
-    static constexpr std::size_t SLACK_BYTES = 16384;
+    static constexpr std::size_t SLACK_BYTES = 4096;
+
+    /// The allocator keeps what a thread has freed at hand for it, hundreds of kilobytes, and counts it as
+    /// taken; it goes with the thread.
+    void SessionOfItsOwn(const SoakSetup& soak, int rounds)
+    {
+        std::thread([&] { Session(soak, rounds); }).join();
+    }
 
     void Session(const SoakSetup& soak, int rounds)
     {

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <QAbstractItemView>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -326,6 +327,16 @@ TEST_F(LogonDlgTest, TotalGrowsWithEachStationAsLongAsThePanelLives)
     }
     EXPECT_THAT(m_Messages, ElementsAre(Message{0x9999, 0, 4}, Message{0x9999, 0, 4}, Message{0x9999, 0, 7}));
     EXPECT_THAT(Stations(), ElementsAre("1", "2", "3")) << "one without channels is added too";
+}
+
+TEST_F(LogonDlgTest, ListOfAddressesDropsAHundredAndTwentyTwoPixelsDeep)
+{
+    Show();
+    for (int i = 0; i < 10; ++i)
+        Combo().AddString(QString::number(i));
+    Combo().showPopup();
+    EXPECT_EQ(Combo().view()->window()->height(), 122);
+    Combo().hidePopup();
 }
 
 TEST_F(LogonDlgTest, PortsOfTheFieldsHaveNoEffect)

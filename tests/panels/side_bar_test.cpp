@@ -567,10 +567,11 @@ TEST_F(SideBarTest, ArrowsThatAControlOfThePageHasNoUseForAreNotTheBars)
     ASSERT_TRUE(QTest::qWaitForWindowActive(&*m_Bar));
     field->setFocus();
     ASSERT_TRUE(field->hasFocus());
-    for (const Qt::Key key : {Qt::Key_Down, Qt::Key_Up, Qt::Key_Left, Qt::Key_Right})
+    for (const Qt::Key key : {Qt::Key_Left, Qt::Key_Right, Qt::Key_Up, Qt::Key_Down}) {
         QTest::keyClick(field, key);
-    EXPECT_EQ(m_Bar->GetSelectedFolder(), 0);
-    EXPECT_EQ(m_Bar->GetLayoutSize().width(), 200);
+        EXPECT_EQ(m_Bar->GetSelectedFolder(), 0) << key;
+        EXPECT_EQ(m_Bar->GetLayoutSize().width(), 200) << key;  // the next key would undo it
+    }
     QTest::keyClick(field, Qt::Key_2, Qt::ControlModifier);
     EXPECT_EQ(m_Bar->GetSelectedFolder(), 1) << "by its number a folder is selected from anywhere in the bar";
 }

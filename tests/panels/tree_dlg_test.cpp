@@ -75,13 +75,15 @@ TEST_F(TreeDlgTest, OpenWritesTheCellStraightIntoTheDevice)
 {
     AddStation();
     ShowDialog();
+    AddCell(HWND::Null);
     AddCell(HWND{71});
     AddCell(HWND{72});
+    TakeFreeCell();
     TakeFreeCell();
     Select({0, 0, 0});
     Command(TREE_COMMAND_OPEN);
     EXPECT_THAT(TreeCalls(), ElementsAre("open a 72"));
-    EXPECT_THAT(m_Notices, ElementsAre(std::pair(TREE_NOTICE_OPENING, 1)));
+    EXPECT_THAT(m_Notices, ElementsAre(std::pair(TREE_NOTICE_OPENING, 1))) << "used and with a window";
     Command(TREE_COMMAND_OPEN);
     EXPECT_THAT(TreeCalls(), ElementsAre("open a 72")) << "open already";
 }

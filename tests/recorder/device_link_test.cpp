@@ -118,6 +118,16 @@ TEST_F(DeviceLinkTest, RequestIsAcknowledgedAndRepliedWithTheSize)
     EXPECT_EQ(m_Channels.m_KeysWanted[3], 1);
 }
 
+TEST_F(DeviceLinkTest, AcknowledgementBeforeAnyReplyProvesNothing)
+{
+    Say(ALICE, EMessage::Data, Request(3));
+    Say(ALICE, EMessage::DataAck);
+    EXPECT_FALSE(m_Channels.m_Watched[3]);
+    m_Link.OnTimer(MILLISECOND);
+    Say(ALICE, EMessage::DataAck);
+    EXPECT_TRUE(m_Channels.m_Watched[3]);
+}
+
 TEST_F(DeviceLinkTest, StreamBeginsWithAKeyPicture)
 {
     Watch(ALICE, 0);

@@ -5,7 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "recorder/media/AnnexB.h"
+#include "recorder/h264/AnnexB.h"
 #include "recorder/scene/Mark.h"
 #include "recorder/server/Server.h"
 #include "tests/recorder/client_support.h"
@@ -16,60 +16,6 @@ namespace
 {
 
 using namespace recorder;
-
-// A connection that gives up waiting after ten seconds.
-class CConnection
-{
-  public:
-    explicit CConnection(const Endpoint& at) : m_Socket(m_Context)
-    {
-        m_Socket.connect({asio::ip::address_v4(at.address), at.port});
-        const timeval patience{10, 0};
-        setsockopt(m_Socket.native_handle(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-    }
-    void Send(const Bytes& bytes)
-    {
-        asio::error_code ignored;
-        asio::write(m_Socket, asio::buffer(bytes), ignored);
-    }
-    void SendText(const std::string& text) { Send(MakeFrame(Bytes(text.begin(), text.end()))); }
-    void Ask(int32_t mode, int32_t channel, int32_t record = -1)
-    {
-        Bytes body(12);
-        WriteU32(body.data(), static_cast<uint32_t>(mode));
-        WriteU32(body.data() + 4, static_cast<uint32_t>(record));
-        WriteU32(body.data() + 8, static_cast<uint32_t>(channel));
-        Send(MakeFrame(body));
-    }
-    // Fewer bytes than asked for when the connection ends or nothing comes.
-    Bytes Receive(size_t count)
-    {
-        Bytes bytes(count);
-        const ssize_t got = recv(m_Socket.native_handle(), bytes.data(), count, MSG_WAITALL);
-        bytes.resize(got < 0 ? 0 : static_cast<size_t>(got));
-        return bytes;
-    }
-    struct Frame {
-        uint32_t type = 0xFFFFFFFF;
-        Bytes payload;
-    };
-    // Nothing when the connection ends, or breaks off in the frame.
-    std::optional<Frame> NextFrame()
-    {
-        const Bytes header = Receive(MEDIA_HEADER_BYTES);
-        if (header.size() < MEDIA_HEADER_BYTES) return {};
-        const uint32_t length = ReadU32(header.data());
-        if (length < MEDIA_HEADER_BYTES || length > MAX_MEDIA_FRAME_BYTES) return {};
-        Frame frame{ReadU32(header.data() + 4), Receive(length - MEDIA_HEADER_BYTES)};
-        if (frame.payload.size() < length - MEDIA_HEADER_BYTES) return {};
-        return frame;
-    }
-    void HangUp() { m_Socket.close(); }
-
-  private:
-    asio::io_context m_Context;
-    asio::ip::tcp::socket m_Socket;
-};
 
 const Bytes REPLY = MakeDirectReply(EReply::Stream, 176, 144);
 const Bytes REFUSAL = MakeDirectReply(EReply::Refused, 0, 0);

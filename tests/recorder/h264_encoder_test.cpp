@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "recorder/h264/Subset.h"
+#include "recorder/media/CodecStream.h"
 #include "recorder/scene/Mark.h"
 #include "recorder/scene/Scene.h"
 #include "tests/recorder/media_support.h"
@@ -230,5 +232,37 @@ TEST(AnnexBTest, DamagedBytesHaveNoUnitsOrShortOnes)
     EXPECT_EQ(SplitUnits(std::vector<uint8_t>{0, 0, 1, 9, 0, 0, 0, 1, 8, 0}).size(), 2U);
     EXPECT_TRUE(WithChecksum(std::vector<uint8_t>{5, 5, 5}, EChecksum::Sixteen).empty());
 }
+
+class PresetTest : public testing::TestWithParam<const char*>
+{
+};
+
+// Whatever the effort, clients' small decoders read it.
+TEST_P(PresetTest, StaysWithinWhatClientsRead)
+{
+    SceneSetup scene;
+    scene.width = 176;
+    scene.height = 144;
+    for (const EEntropy entropy : {EEntropy::Cavlc, EEntropy::Cabac}) {
+        H264Setup setup;
+        setup.width = 176;
+        setup.height = 144;
+        setup.group = 5;
+        setup.entropy = entropy;
+        setup.m_strPreset = GetParam();
+        H264Encoder encoder(setup);
+        h264::Subset subset(176, 144, MAX_H264_BYTES);
+        for (int i = 0; i < 12; ++i) {
+            const Coded coded = encoder.Encode(DrawScene(scene, 0, 3 * i), i, false);
+            const auto checked = subset.Check(coded.bytes);
+            ASSERT_EQ(checked.result, h264::Checked::EResult::Passes) << i << ' ' << checked.why;
+            EXPECT_EQ(checked.bytes, coded.bytes) << i;
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Presets, PresetTest,
+                         testing::Values("ultrafast", "superfast", "veryfast", "faster", "fast", "medium"),
+                         [](const auto& row) { return std::string(row.param); });
 
 }  // namespace

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "recorder/media/LibAv.h"
@@ -21,5 +22,16 @@ class CDecoder
     AvFrame m_pFrame;
     AvPacket m_pPacket;
 };
+
+using AccessUnits = std::vector<std::vector<uint8_t>>;
+
+inline constexpr int H264_TEST_WIDTH = 176;
+inline constexpr int H264_TEST_HEIGHT = 144;
+
+// What an encoder makes of the drawn scene, or of noise, with these of its own options beside those that keep
+// it to what small decoders read; every fifth picture is a key picture.
+enum class EShows { Scene, Noise };
+AccessUnits EncodeH264(const std::string& options, int pictures = 12, AVPixelFormat format = AV_PIX_FMT_YUV420P,
+                       EShows shows = EShows::Scene);
 
 }  // namespace recorder

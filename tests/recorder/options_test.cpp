@@ -286,4 +286,37 @@ TEST(OptionsTest, HelpAndVersionEndWell)
     EXPECT_THAT(version.say, HasSubstr("watchwall-recorder 0."));
 }
 
+TEST(OptionsTest, EachChannelCanHaveASizeOfItsOwn)
+{
+    const ParsedOptions parsed =
+        Parse({"--channels", "3", "--size", "1=1280x720", "--size", "352x288", "--size", "3=640x368"});
+    ASSERT_TRUE(parsed.run) << parsed.say;
+    using Size = Options::Size;
+    // The later one counts, also when it is for all.
+    EXPECT_EQ(parsed.options.sizes, (std::vector<Size>{{352, 288}, {352, 288}, {640, 368}}));
+    EXPECT_EQ(parsed.options.scene.width, 352);
+    for (const char* const wrong : {"4=640x368", "0=640x368", "999=640x368"})
+        EXPECT_THAT(Parse({"--channels", "3", "--size", wrong}).say, HasSubstr("there is no such channel"));
+    EXPECT_THAT(Parse({"--size", "1=100x100"}).say, HasSubstr("multiples of 16"));
+}
+
+TEST(OptionsTest, RecordsNeedAFolderAndRoomForEachChannel)
+{
+    const ParsedOptions kept = Parse({"--store", "/tmp/x", "--store-size", "20M"});
+    ASSERT_TRUE(kept.run) << kept.say;
+    EXPECT_EQ(kept.options.m_strStore, "/tmp/x");
+    EXPECT_EQ(kept.options.m_iStoreBytes, 20 << 20);
+    EXPECT_EQ(Parse({}).options.m_strStore, "");
+    EXPECT_THAT(Parse({"--records"}).say, HasSubstr("--store"));
+    EXPECT_THAT(Parse({"--channels", "16", "--store", "x", "--store-size", "15M"}).say, HasSubstr("1M"));
+}
+
+TEST(OptionsTest, PicturesWithAMarkAreNotPassedThrough)
+{
+    EXPECT_TRUE(Parse({}).options.m_bPass);
+    EXPECT_FALSE(Parse({"--pass-through", "never"}).options.m_bPass);
+    EXPECT_FALSE(Parse({"--mark"}).options.m_bPass);
+    EXPECT_FALSE(Parse({"--pass-through", "sometimes"}).run);
+}
+
 }  // namespace

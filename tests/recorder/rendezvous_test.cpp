@@ -220,6 +220,31 @@ TEST_F(RendezvousTest, MadeUpLoginsDoNotLockANewClientOut)
     EXPECT_EQ(m_Rendezvous.Users(), 1024U);
 }
 
+TEST_F(RendezvousTest, EntryOfTheReservedNameStandsLastInAList)
+{
+    // A client keeps all of a list's last entry, and of those in a long list before it no more than their
+    // start.
+    m_Rendezvous.Reserve("1001", BOB);
+    Login(ALICE, "alice");
+    for (uint16_t i = 0; i < 150; ++i)
+        Login({0x7F000100U + i, 1000}, "user" + std::to_string(i));
+    Login(BOB, "1001");
+    m_Sink.Take();
+    Say(ALICE, "alice", EMessage::GetUsers);
+    std::vector<std::string> names;
+    for (TimeUs now = 0; now < SECOND / 10; now += MILLISECOND) {
+        m_Rendezvous.OnTimer(now);
+        for (const auto& sent : m_Sink.Take())
+            names.push_back(Parsed(sent).type == EMessage::UserEntry ? Parsed(sent).record.name : "end");
+    }
+    ASSERT_THAT(names, SizeIs(152));
+    EXPECT_EQ(names[150], "1001");
+    EXPECT_EQ(names[151], "end");
+    // The one who has it asks for a list without its own entry.
+    Say(BOB, "1001", EMessage::GetUsers);
+    EXPECT_EQ(Parsed(m_Sink.Take().front()).record.name, "user149");
+}
+
 TEST_F(RendezvousTest, MadeUpLoginsOfOneAddressTakeOnlyItsOwnShare)
 {
     Login({0x0A000001, 1}, "elsewhere");

@@ -99,4 +99,17 @@ TEST_F(CellPoolTest, CellMayBeGivenBackAfterTheGridHasGone)
     EXPECT_EQ(TakeFreeCell(), HWND::Null);
 }
 
+TEST_F(CellPoolTest, OneCellGoesAndTheOthersStayAsTheyAre)
+{
+    TakeFreeCell();
+    RemoveCell(m_Cells[1]);
+    RemoveCell(m_Cells[1]);
+    const auto cells = GetCells();
+    ASSERT_EQ(cells.size(), 2U);
+    EXPECT_EQ(cells[0].m_hWnd, m_Cells[0]);
+    EXPECT_TRUE(cells[0].m_bUsed);
+    EXPECT_EQ(cells[1].m_hWnd, m_Cells[2]);
+    EXPECT_FALSE(cells[1].m_bUsed);
+}
+
 }  // namespace

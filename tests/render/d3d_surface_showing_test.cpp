@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "render/CellPool.h"
 #include "render/device/MemorySurfaceDevice.h"
 #include "tests/render/render_support.h"
 
@@ -68,6 +69,19 @@ TEST_F(D3DSurfaceShowingTest, EachStepThatFailsDropsThePicture)
         m_pAdapter->SetFault(step, false);
         EXPECT_EQ(Show(&m_Frame.m_Frame), EShowing::Shown) << static_cast<int>(step);
     }
+}
+
+TEST_F(D3DSurfaceShowingTest, CellCountsAsDrawnIntoOnceSomethingCameToItsWindow)
+{
+    AddCell(CELL);
+    EXPECT_EQ(TakeFreeCell(), CELL);
+    m_pAdapter->SetFault(EDeviceStep::Present, true);
+    Show(&m_Frame.m_Frame);
+    EXPECT_FALSE(IsCellShown(CELL)) << "its empty picture has to stay";
+    m_pAdapter->SetFault(EDeviceStep::Present, false);
+    Show(&m_Frame.m_Frame);
+    EXPECT_TRUE(IsCellShown(CELL));
+    RemoveCell(CELL);
 }
 
 TEST_F(D3DSurfaceShowingTest, LostDeviceAndItsRebuildingDropThePicture)

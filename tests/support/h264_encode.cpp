@@ -39,7 +39,7 @@ ContextPtr OpenEncoder(const H264StreamShape& shape)
     context->thread_count = 1;
     if (shape.kilobits > 0) context->bit_rate = int64_t{shape.kilobits} * 1000;
     av_opt_set(context->priv_data, "preset", "fast", 0);
-    if (shape.kilobits == 0) av_opt_set_double(context->priv_data, "crf", shape.crf, 0);
+    if (shape.kilobits == 0) av_opt_set_int(context->priv_data, "qp", shape.quantiser, 0);
     const std::string params =
         std::string("ref=1:weightp=0:8x8dct=0:slices=1:scenecut=0:rc-lookahead=0:mbtree=0:") +
         (shape.cabac ? "cabac=1" : "cabac=0");

@@ -14,8 +14,8 @@ struct H264StreamShape {
     int frames = 50;
     int gop = 50;
     bool cabac = true;
-    int kilobits = 3000;  ///< a second at 25 pictures a second; 0 takes `crf`
-    int crf = 26;
+    int kilobits = 3000;  ///< a second at 25 pictures a second; 0 takes `quantiser`
+    int quantiser = 28;   ///< of P pictures
 };
 
 struct H264EncodedStream {

@@ -53,6 +53,11 @@ CXServer::~CXServer()
     Kill();
 }
 
+void CXServer::Stop()
+{
+    ::kill(m_Process, SIGSTOP);
+}
+
 void CXServer::Kill()
 {
     if (m_Process <= 0) return;

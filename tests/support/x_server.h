@@ -18,6 +18,8 @@ class CXServer
     const std::string& Name() const { return m_strName; }
     /// Takes the display away from under those who use it.
     void Kill();
+    /// Lets it stand still: it takes connections and answers nothing.
+    void Stop();
 
   private:
     int m_Process = -1;

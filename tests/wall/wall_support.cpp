@@ -125,7 +125,8 @@ CWall::CWall(const WallSetup& setup)
     m_pControl = new CActiveXCtrl;
     CComPtr<IControlWindow> control(m_pControl);
     m_pControl->Release();
-    if (!m_pWindow->Embed(std::move(control))) throw std::runtime_error("the control has no window");
+    if (!m_pWindow->Embed(std::move(control), QStringLiteral("classic")))
+        throw std::runtime_error("the control has no window");
     m_pWindow->show();
     if (!QTest::qWaitForWindowExposed(m_pWindow.get())) throw std::runtime_error("the window does not show");
     m_pWindow->activateWindow();

@@ -455,7 +455,7 @@ TEST(C264Decoder, ParameterSetsAndPictureInOnePayloadGiveThePicture)
     EXPECT_EQ(frame->data[0][0], 132);
 }
 
-TEST(C264Memory, OpenedDecoderOf1080LinesHoldsUnder24MiBAndDecodingTakesNoMore)
+TEST(C264Memory, OpenedDecoderOf1080LinesHoldsUnder24MBAndDecodingTakesNoMore)
 {
     const size_t before = codec_memory_in_use();
     {

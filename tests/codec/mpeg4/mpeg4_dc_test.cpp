@@ -27,6 +27,7 @@ TEST(Mpeg4Dc, MarkerFollowsADcDifferenceOfMoreThanEightBits)
         writer.Code("1 0 0011 011 011 011 011 11 11");
     CFed fed(48, 48);
     ASSERT_GT(fed.Feed(writer.Take()), 0);
+    ASSERT_NE(fed.m_iGot, 0) << "out of step: the picture is not complete";
     const TestPicture picture = fed.Picture();
     EXPECT_EQ(Sample(picture, 0, 0, 0), 0);
     EXPECT_EQ(Sample(picture, 0, 8, 0), 127);

@@ -46,8 +46,9 @@ struct Host {
     std::vector<Embedding> embeddings;
 };
 
-// Controls that a host keeps in static storage are let go while the process ends.
+// Controls that a host keeps in static storage are let go while the process ends, and so are windows.
 Host g_Host;
+std::vector<std::unique_ptr<QWidget>> g_Windows;
 
 bool Embed(Host& host)
 {
@@ -113,6 +114,12 @@ int main(int argc, char** argv)
     const std::map<std::string, std::function<void()>> ends = {
         {"exit", [] { std::exit(0); }},
         {"static", [] { std::exit(0); }},
+        {"static-windows",
+         [host] {
+             for (const Embedding& embedding : host->embeddings)
+                 g_Windows.emplace_back(embedding.window);
+             std::exit(0);
+         }},
         {"quick-exit", [] { std::quick_exit(0); }},
         {"return", [] { QApplication::exit(0); }},
         {"tidy", [host] { QApplication::exit(EndTidily(*host, true)); }},

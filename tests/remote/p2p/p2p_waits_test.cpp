@@ -219,6 +219,17 @@ TEST_F(P2PLooksTest, AcknowledgementOfAnEarlierProbeProvesNothing)
     EXPECT_FALSE(m_Client.ConnectPeer("peer"));
 }
 
+TEST_F(P2PLooksTest, CancelEndsTheWaitForAProbesAcknowledgement)
+{
+    Register(m_Client);
+    ASSERT_TRUE(m_Client.ConnectPeer("peer"));
+    m_bProbes = false;
+    const P2PCancel cancel{true};
+    const auto before = m_Client.WaitedMs();
+    EXPECT_FALSE(m_Client.ConnectPeer("peer", &cancel));
+    EXPECT_EQ(m_Client.WaitedMs(), before);
+}
+
 TEST(P2PWaits, PeerThatHasMovedIsFoundAtItsNewAddress)
 {
     // The first punch is answered from where the peer is no more, and data go unanswered there.

@@ -900,6 +900,7 @@ TEST_F(UdpSharedRemoteTest, PicturesOfAnEarlierOpeningAreNotTakenForTheReply)
     OpenAndWait(*m_pChannel);
     m_Machine.SendMessage(
         MakeUdpMessage(0, 1, Bytes{0, 0, 1, 0xB6, 1, 2, 3, 4}));  // a picture that still was under way
+    m_Machine.SendMessage(MakeUdpMessage(0, 1, Bytes(1021, 7)));  // the rest of one, longer than any reply
     Bytes reply(4);
     WriteLittle16(reply.data(), 176);
     WriteLittle16(reply.data() + 2, 144);

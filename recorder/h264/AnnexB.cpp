@@ -1,4 +1,4 @@
-#include "recorder/media/AnnexB.h"
+#include "recorder/h264/AnnexB.h"
 
 #include <algorithm>
 #include <array>

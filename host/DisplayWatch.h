@@ -1,0 +1,38 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+/// Lets the program end though its display has fallen silent: once the end is due, a display that answers
+/// nothing for a while counts as gone. The process's connections to it are broken then, so that
+/// every thread that waits for an answer goes on. Says so on standard error.
+class CDisplayWatch
+{
+  public:
+    /// The end is due when `isDue` says so, which any thread may ask.
+    explicit CDisplayWatch(std::function<bool()> isDue);
+    ~CDisplayWatch();
+    CDisplayWatch(const CDisplayWatch&) = delete;
+    CDisplayWatch& operator=(const CDisplayWatch&) = delete;
+
+    bool HasBroken() const { return m_bBroken; }
+
+  private:
+    class CProbe;
+
+    void Watch();
+    bool WaitForStop(std::chrono::milliseconds time);
+
+    const std::function<bool()> m_IsDue;
+    const std::unique_ptr<CProbe> m_pProbe;
+    std::atomic<bool> m_bBroken = false;
+    std::mutex m_cs;
+    std::condition_variable m_Wake;
+    bool m_bStopped = false;  // guarded by m_cs
+    std::thread m_Thread;
+};

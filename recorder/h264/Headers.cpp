@@ -1,0 +1,135 @@
+#include "recorder/h264/Headers.h"
+
+#include <algorithm>
+#include <array>
+
+namespace recorder::h264
+{
+
+namespace
+{
+
+constexpr uint32_t MAX_SEQUENCE_SETS = 32;
+constexpr uint32_t MAX_PICTURE_SETS = 256;
+constexpr uint32_t MAX_SIDE = 1920 / 16;
+constexpr std::array<uint32_t, 9> PROFILES_WITH_CHROMA = {100, 110, 122, 244, 44, 83, 86, 118, 128};
+
+void Refuse(bool refuse, const char* why)
+{
+    if (refuse) throw Outside(why);
+}
+
+void ReadChroma(BitReader& bits)
+{
+    Refuse(bits.Ue(3, "chroma_format_idc") != 1, "its chroma is not 4:2:0");
+    const bool deepLuma = bits.Ue(6, "bit_depth_luma") != 0;
+    const bool deepChroma = bits.Ue(6, "bit_depth_chroma") != 0;
+    Refuse(deepLuma || deepChroma, "it has more than 8 bits a sample");
+    Refuse(bits.Flag(), "it may leave out the transform");
+    Refuse(bits.Flag(), "it has scaling matrices");
+}
+
+}  // namespace
+
+SequenceSet ReadSequenceSet(std::span<const uint8_t> payload)
+{
+    BitReader bits(payload);
+    SequenceSet set;
+    const uint32_t profile = bits.Bits(8);
+    bits.Bits(16);  // constraints, level
+    set.id = bits.Ue(MAX_SEQUENCE_SETS - 1, "seq_parameter_set_id");
+    if (std::find(PROFILES_WITH_CHROMA.begin(), PROFILES_WITH_CHROMA.end(), profile) !=
+        PROFILES_WITH_CHROMA.end())
+        ReadChroma(bits);
+    set.frameNumBits = 4 + static_cast<int>(bits.Ue(12, "log2_max_frame_num"));
+    set.orderType = static_cast<int>(bits.Ue(2, "pic_order_cnt_type"));
+    Refuse(set.orderType == 1, "its picture order is of type 1");
+    if (set.orderType == 0) set.orderBits = 4 + static_cast<int>(bits.Ue(12, "log2_max_pic_order_cnt_lsb"));
+    bits.Ue(16, "max_num_ref_frames");
+    Refuse(bits.Flag(), "it allows gaps in frame_num");
+    set.widthInMacroblocks = 1 + static_cast<int>(bits.Ue(MAX_SIDE - 1, "width"));
+    set.heightInMacroblocks = 1 + static_cast<int>(bits.Ue(MAX_SIDE - 1, "height"));
+    Refuse(!bits.Flag(), "it is interlaced");
+    bits.Flag();  // direct_8x8_inference_flag
+    // Whatever is cut off for showing, decoders give the whole.
+    if (bits.Flag())
+        for (int side = 0; side < 4; ++side)
+            bits.Ue(MAX_SIDE * 16, "cropping");
+    bits.Flag();  // of the rest nothing matters for decoding
+    return set;
+}
+
+PictureSet ReadPictureSet(std::span<const uint8_t> payload)
+{
+    BitReader bits(payload);
+    PictureSet set;
+    set.id = bits.Ue(MAX_PICTURE_SETS - 1, "pic_parameter_set_id");
+    set.sequence = bits.Ue(MAX_SEQUENCE_SETS - 1, "seq_parameter_set_id");
+    set.cabac = bits.Flag();
+    Refuse(bits.Flag(), "it uses bottom_field_pic_order");
+    Refuse(bits.Ue() != 0, "it has slice groups");
+    set.references = 1 + bits.Ue(31, "num_ref_idx_l0_default_active");
+    bits.Ue(31, "num_ref_idx_l1_default_active");
+    const bool weighted = bits.Flag();
+    Refuse(bits.Bits(2) != 0 || weighted, "it uses weighted prediction");
+    set.qp = 26 + bits.Se();
+    bits.Se();  // of slices that switch
+    const int32_t chroma = bits.Se();
+    set.deblockingControl = bits.Flag();
+    Refuse(bits.Flag(), "it uses constrained intra prediction");
+    Refuse(bits.Flag(), "it has redundant pictures");
+    if (set.qp < 0 || set.qp > 51) throw Damaged("pic_init_qp");
+    if (chroma < -12 || chroma > 12) throw Damaged("chroma_qp_index_offset");
+    if (!bits.More()) return set;
+    Refuse(bits.Flag(), "it uses the 8x8 transform");
+    Refuse(bits.Flag(), "it has scaling matrices");
+    Refuse(bits.Se() != chroma, "its chroma offsets differ");
+    return set;
+}
+
+uint32_t PictureSetOf(std::span<const uint8_t> payload)
+{
+    BitReader bits(payload);
+    bits.Ue();  // first_mb_in_slice
+    bits.Ue();  // slice_type
+    return bits.Ue(MAX_PICTURE_SETS - 1, "pic_parameter_set_id");
+}
+
+SliceHeader ReadSliceHeader(BitReader& bits, bool idr, const SequenceSet& sequence, const PictureSet& picture)
+{
+    SliceHeader slice;
+    slice.idr = idr;
+    Refuse(bits.Ue() != 0, "it has several slices a picture");
+    const uint32_t type = bits.Ue(9, "slice_type") % 5;
+    Refuse(type == 1, "it has B pictures");
+    Refuse(type > 2, "it has slices that switch");
+    slice.intra = type == 2;
+    Refuse(slice.intra && !idr, "it has I pictures that are not IDR");
+    if (idr && !slice.intra) throw Damaged("an IDR picture that is not I");
+    bits.Ue(MAX_PICTURE_SETS - 1, "pic_parameter_set_id");
+    slice.frameNum = bits.Bits(sequence.frameNumBits);
+    if (idr) bits.Ue(65535, "idr_pic_id");
+    if (sequence.orderType == 0) slice.order = bits.Bits(sequence.orderBits);
+    uint32_t references = picture.references;
+    if (!slice.intra) {
+        if (bits.Flag()) references = 1 + bits.Ue(31, "num_ref_idx_l0_active");
+        Refuse(references != 1, "it has several references");
+        Refuse(bits.Flag(), "it reorders references");
+    }
+    if (idr) {
+        bits.Flag();  // no_output_of_prior_pics_flag
+        Refuse(bits.Flag(), "it has long-term references");
+    } else {
+        Refuse(bits.Flag(), "it marks references");
+    }
+    if (picture.cabac && !slice.intra) slice.contexts = 1 + static_cast<int>(bits.Ue(2, "cabac_init_idc"));
+    slice.qp = picture.qp + bits.Se();
+    if (slice.qp < 0 || slice.qp > 51) throw Damaged("slice_qp_delta");
+    if (picture.deblockingControl && bits.Ue(2, "disable_deblocking_filter_idc") != 1) {
+        for (int offset = 0; offset < 2; ++offset)
+            if (const int32_t value = bits.Se(); value < -6 || value > 6) throw Damaged("a filter's offset");
+    }
+    return slice;
+}
+
+}  // namespace recorder::h264

@@ -1,0 +1,129 @@
+#include "recorder/h264/Subset.h"
+
+#include "recorder/h264/AnnexB.h"
+#include "recorder/h264/Macroblocks.h"
+
+namespace recorder::h264
+{
+
+namespace
+{
+
+void Append(std::vector<uint8_t>& bytes, std::span<const uint8_t> unit)
+{
+    bytes.insert(bytes.end(), {0, 0, 0, 1});
+    bytes.insert(bytes.end(), unit.begin(), unit.end());
+}
+
+// Units that say nothing about the picture.
+bool IsBeside(EUnit type)
+{
+    constexpr int DELIMITER = 9;
+    constexpr int FILLER = 12;
+    return type == EUnit::Sei || (static_cast<int>(type) >= DELIMITER && static_cast<int>(type) <= FILLER);
+}
+
+}  // namespace
+
+Subset::Subset(int width, int height, size_t maxBytes) : m_Width(width), m_Height(height), m_MaxBytes(maxBytes)
+{
+}
+
+Checked Subset::Check(std::span<const uint8_t> accessUnit)
+{
+    Checked checked;
+    try {
+        return Take(accessUnit);
+    } catch (const Outside& outside) {
+        checked.result = Checked::EResult::Outside;
+        checked.why = outside.what();
+    } catch (const Damaged& damaged) {
+        checked.why = damaged.what();
+    }
+    m_AwaitsIdr = true;
+    return checked;
+}
+
+Checked Subset::Take(std::span<const uint8_t> accessUnit)
+{
+    Checked checked;
+    bool slice = false;
+    for (const auto unit : SplitUnits(accessUnit)) {
+        if ((unit[0] & 0x80) != 0) throw Damaged("a unit's header");
+        const EUnit type = UnitType(unit);
+        if (IsBeside(type) || TakeSet(unit)) continue;
+        if (type != EUnit::Slice && type != EUnit::IdrSlice) throw Outside("it has units of other kinds");
+        if (slice) throw Outside("it has several slices a picture");
+        slice = true;
+        CheckSlice(unit, checked);
+    }
+    if (!slice) throw Damaged("there is no picture");
+    if (checked.bytes.size() > m_MaxBytes) throw Outside("it has pictures that are too large");
+    checked.result = Checked::EResult::Passes;
+    return checked;
+}
+
+// Whether it is a parameter set. One that a client's decoder doesn't read matters when a picture uses it only.
+bool Subset::TakeSet(std::span<const uint8_t> unit)
+{
+    const EUnit type = UnitType(unit);
+    if (type != EUnit::SequenceSet && type != EUnit::PictureSet) return false;
+    const std::vector<uint8_t> payload = Unescape(unit);
+    Stored stored{{unit.begin(), unit.end()}, {}, {}};
+    if (type == EUnit::SequenceSet) {
+        stored.sequence = ReadSequenceSet(payload);
+        m_Sequences[stored.sequence.id] = std::move(stored);
+    } else {
+        stored.picture = ReadPictureSet(payload);
+        m_Pictures[stored.picture.id] = std::move(stored);
+    }
+    return true;
+}
+
+void Subset::CheckSlice(std::span<const uint8_t> unit, Checked& checked)
+{
+    if (RefIdc(unit) == 0) throw Outside("it has pictures that nothing refers to");
+    const std::vector<uint8_t> payload = Unescape(unit);
+    const auto picture = m_Pictures.find(PictureSetOf(payload));
+    if (picture == m_Pictures.end()) throw Damaged("a picture's parameter set is missing");
+    const auto sequence = m_Sequences.find(picture->second.picture.sequence);
+    if (sequence == m_Sequences.end()) throw Damaged("a picture's parameter set is missing");
+    const SequenceSet& set = sequence->second.sequence;
+    if (16 * set.widthInMacroblocks != m_Width || 16 * set.heightInMacroblocks != m_Height)
+        throw Outside("its size is " + std::to_string(16 * set.widthInMacroblocks) + "x" +
+                      std::to_string(16 * set.heightInMacroblocks) + ", not that of the channel");
+
+    BitReader bits(payload);
+    const bool idr = UnitType(unit) == EUnit::IdrSlice;
+    const SliceHeader slice = ReadSliceHeader(bits, idr, set, picture->second.picture);
+    std::vector<uint8_t> sets;
+    Append(sets, sequence->second.unit);
+    Append(sets, picture->second.unit);
+    if (idr) {
+        m_SetsInUse = sets;
+        checked.bytes = sets;
+    } else {
+        if (m_AwaitsIdr) throw Damaged("no IDR picture came yet");
+        // A client has what came with the latest IDR picture.
+        if (sets != m_SetsInUse) throw Outside("its parameter sets change between IDR pictures");
+        CheckOrder(slice, set);
+    }
+    ReadMacroblocks(bits, slice, set, picture->second.picture.cabac);
+    m_Before = slice;
+    m_AwaitsIdr = false;
+    checked.key = idr;
+    Append(checked.bytes, unit);
+}
+
+// Pictures are shown in the order in which they come, and none is missing.
+void Subset::CheckOrder(const SliceHeader& slice, const SequenceSet& sequence)
+{
+    const uint32_t frames = 1U << sequence.frameNumBits;
+    if (slice.frameNum != (m_Before->frameNum + 1) % frames) throw Damaged("a picture is missing");
+    if (sequence.orderType != 0) return;
+    const uint32_t orders = 1U << sequence.orderBits;
+    const uint32_t step = (slice.order - m_Before->order) % orders;
+    if (step == 0 || step >= orders / 2) throw Outside("it shows pictures in another order");
+}
+
+}  // namespace recorder::h264

@@ -1,0 +1,116 @@
+#include "recorder/media/PassThrough.h"
+
+#include <utility>
+
+#include "recorder/media/CodecStream.h"
+
+namespace recorder
+{
+
+namespace
+{
+
+// What a checksum adds to a picture's units, and its announcement.
+constexpr size_t CHECKSUM_BYTES = 128;
+
+}  // namespace
+
+PacketCheck::PacketCheck(const AVCodecParameters& codec, int width, int height)
+    : m_Subset(width, height, MAX_H264_BYTES - CHECKSUM_BYTES)
+{
+    if (codec.codec_id != AV_CODEC_ID_H264) return;
+    AVBSFContext* filter = nullptr;
+    CheckAv(av_bsf_alloc(av_bsf_get_by_name("h264_mp4toannexb"), &filter), "read H.264");
+    m_Filter.reset(filter);
+    CheckAv(avcodec_parameters_copy(filter->par_in, &codec), "read H.264");
+    CheckAv(av_bsf_init(filter), "read H.264");
+    // Parameter sets may come outside the stream, and only there.
+    const AVCodecParameters& units = *filter->par_out;
+    if (units.extradata_size > 0)
+        m_Outside = m_Subset.Check({units.extradata, static_cast<size_t>(units.extradata_size)});
+}
+
+h264::Checked PacketCheck::Check(const AVPacket& packet)
+{
+    h264::Checked checked;
+    checked.result = h264::Checked::EResult::Outside;
+    checked.why = "it is not H.264";
+    if (!m_Filter) return checked;
+    if (m_Outside.result == h264::Checked::EResult::Outside) return m_Outside;
+    checked.result = h264::Checked::EResult::Damaged;
+    checked.why = "a packet can't be read";
+    if (av_packet_ref(m_Packet.get(), &packet) < 0) return checked;
+    if (av_bsf_send_packet(m_Filter.get(), m_Packet.get()) < 0) {
+        av_packet_unref(m_Packet.get());
+        return checked;
+    }
+    // One comes for one.
+    if (av_bsf_receive_packet(m_Filter.get(), m_Packet.get()) < 0) return checked;
+    checked = m_Subset.Check({m_Packet->data, static_cast<size_t>(m_Packet->size)});
+    av_packet_unref(m_Packet.get());
+    return checked;
+}
+
+void PassGate::Opened()
+{
+    const std::lock_guard lock(m_Mutex);
+    m_State.why.clear();
+    m_AwaitsKey = true;
+}
+
+bool PassGate::Take(const h264::Checked& checked, EChecksum checksum, Clock::time_point now)
+{
+    using EResult = h264::Checked::EResult;
+    const std::lock_guard lock(m_Mutex);
+    if (!m_State.why.empty()) return false;
+    if (checked.result == EResult::Outside) {
+        m_State.passing = false;
+        m_State.why = checked.why;
+        return true;
+    }
+    if (checked.result == EResult::Damaged) m_AwaitsKey = true;
+    if (checked.result != EResult::Passes || ((m_AwaitsKey || !m_State.passing) && !checked.key)) return false;
+    auto coded = std::make_shared<Coded>();
+    coded->codec = ECodec::H264;
+    coded->key = checked.key;
+    coded->bytes = checksum == EChecksum::None ? checked.bytes : WithChecksum(checked.bytes, checksum);
+    m_State.passing = true;
+    m_Parted = true;
+    m_Latest = now;
+    ++m_State.passed;
+    m_AwaitsKey = !m_Deliver(std::move(coded));
+    return false;
+}
+
+void PassGate::Rest()
+{
+    const std::lock_guard lock(m_Mutex);
+    m_State.passing = false;
+    m_AwaitsKey = true;
+}
+
+PassGate::ETurn PassGate::Turn(Clock::time_point now)
+{
+    const std::lock_guard lock(m_Mutex);
+    if (now - m_Latest >= STALE_AFTER) m_State.passing = false;
+    if (m_State.passing) return ETurn::Leave;
+    return std::exchange(m_Parted, false) ? ETurn::Restart : ETurn::Code;
+}
+
+bool PassGate::Send(std::shared_ptr<const Coded> coded)
+{
+    const std::lock_guard lock(m_Mutex);
+    if (m_State.passing || m_Parted) {
+        m_Parted = true;
+        return true;
+    }
+    return m_Deliver(std::move(coded));
+}
+
+PassState PassGate::State() const
+{
+    const std::lock_guard lock(m_Mutex);
+    return m_State;
+}
+
+}  // namespace recorder

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "recorder/h264/AnnexB.h"
+#include "recorder/h264/Subset.h"
+#include "recorder/media/Coded.h"
+#include "recorder/media/LibAv.h"
+
+namespace recorder
+{
+
+/// Looks at the packets of one opened source, whether clients can have them as they are. One thread at a time.
+class PacketCheck
+{
+  public:
+    PacketCheck(const AVCodecParameters& codec, int width, int height);
+
+    h264::Checked Check(const AVPacket& packet);
+
+  private:
+    struct FreeFilter {
+        void operator()(AVBSFContext* p) const { av_bsf_free(&p); }
+    };
+    std::unique_ptr<AVBSFContext, FreeFilter> m_Filter;  // to units with start codes; null for other codecs
+    AvPacket m_Packet{av_packet_alloc()};
+    h264::Subset m_Subset;
+    h264::Checked m_Outside;  // what stands outside the stream, when that goes beyond
+};
+
+struct PassState {
+    bool passing = false;
+    uint64_t passed = 0;  // pictures
+    std::string why;      // what the source has that keeps it from passing
+};
+
+/// Lets through either what a camera sends or what was coded anew, and changes from one to the other at a key
+/// picture only. A camera whose pictures stay out for a while, or go beyond what clients read, is coded anew;
+/// the former passes again from its next IDR picture on, the latter when it was opened anew. From any thread.
+class PassGate
+{
+  public:
+    using Clock = std::chrono::steady_clock;
+    static constexpr std::chrono::milliseconds STALE_AFTER{2'000};
+    /// False when the picture wasn't taken: nothing follows before the next key picture. Called with the gate
+    /// locked.
+    using Deliver = std::function<bool(std::shared_ptr<const Coded>)>;
+
+    explicit PassGate(Deliver deliver) : m_Deliver(std::move(deliver)) {}
+
+    /// From the source: opened, and a picture of it that was looked at. True when the latter is the first by
+    /// which the source turns out not to pass.
+    void Opened();
+    bool Take(const h264::Checked& checked, EChecksum checksum, Clock::time_point now);
+    /// Nobody watches: whoever comes begins with what is coded anew.
+    void Rest();
+
+    /// What the next picture is for whoever codes anew: nothing, while the camera's own pass; the first of a
+    /// stream of its own, after them; or one more.
+    enum class ETurn { Leave, Restart, Code };
+    ETurn Turn(Clock::time_point now);
+    /// A picture that was coded anew; it is dropped when the camera's own came meanwhile.
+    bool Send(std::shared_ptr<const Coded> coded);
+    PassState State() const;
+
+  private:
+    Deliver m_Deliver;
+    mutable std::mutex m_Mutex;
+    PassState m_State;        // guarded
+    bool m_AwaitsKey = true;  // guarded; of the camera's own
+    bool m_Parted = false;  // guarded; clients didn't see the latest that was coded anew, or not as the latest
+    Clock::time_point m_Latest;  // guarded; passed
+};
+
+}  // namespace recorder

@@ -1,0 +1,41 @@
+// No picture of the H.264 decoder takes memory.
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "codec/codec_memory.h"
+#include "tests/codec/c264/c264_fed_support.h"
+#include "tests/support/h264_random.h"
+#include "tests/support/h264_streams.h"
+#include "tests/support/h264_writer.h"
+
+namespace
+{
+/// Refuses memory for as long as it stands.
+class CNoMemory
+{
+  public:
+    CNoMemory() { codec_fail_allocations_after(0); }
+    ~CNoMemory() { codec_fail_allocations_after(-1); }
+    CNoMemory(const CNoMemory&) = delete;
+    CNoMemory& operator=(const CNoMemory&) = delete;
+};
+
+TEST(C264Memory, NoPictureTakesMemoryInEitherCoder)
+{
+    const H264Sequence sequence = MakeRandomH264(H264ShapeOfSeed(1));
+    ASSERT_GT(sequence.pictures.size(), 1U);
+    for (const bool cabac : {false, true}) {
+        SCOPED_TRACE(cabac ? "CABAC" : "CAVLC");
+        const std::vector<H264Packet> packets = WriteH264(sequence, cabac);
+        CC264Decoder decoder(sequence.Width(), sequence.Height());
+        const size_t held = codec_memory_in_use();
+        const CNoMemory no_memory;
+        for (const H264Packet& packet : packets) {
+            const CodecFrame* const frame = FeedAsLink(&decoder, packet);
+            ASSERT_TRUE(frame && frame->data[0]);
+            EXPECT_EQ(codec_memory_in_use(), held);
+        }
+    }
+}
+}  // namespace

@@ -1,0 +1,242 @@
+#include "recorder/h264/Subset.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <random>
+
+#include "recorder/h264/AnnexB.h"
+#include "recorder/media/CodecStream.h"
+#include "tests/recorder/media_support.h"
+#include "tests/support/test_places.h"
+
+namespace
+{
+
+using namespace recorder;
+using h264::Checked;
+using h264::Subset;
+using testing::HasSubstr;
+
+Checked::EResult Result(const Checked& checked)
+{
+    return checked.result;
+}
+
+// One picture is one slice here.
+AccessUnits Split(const std::vector<uint8_t>& bytes)
+{
+    AccessUnits stream(1);
+    for (const auto unit : SplitUnits(bytes)) {
+        auto& to = stream.back();
+        to.insert(to.end(), {0, 0, 0, 1});
+        to.insert(to.end(), unit.begin(), unit.end());
+        if (UnitType(unit) == EUnit::Slice || UnitType(unit) == EUnit::IdrSlice) stream.emplace_back();
+    }
+    stream.pop_back();
+    return stream;
+}
+
+std::vector<uint8_t> ReadWhole(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+constexpr int WIDTH = H264_TEST_WIDTH;
+constexpr int HEIGHT = H264_TEST_HEIGHT;
+
+// The first that doesn't pass, or the last.
+Checked CheckAll(const AccessUnits& stream, int width = WIDTH, int height = HEIGHT)
+{
+    Subset subset(width, height, MAX_H264_BYTES);
+    Checked checked;
+    for (const auto& unit : stream) {
+        checked = subset.Check(unit);
+        if (checked.result != Checked::EResult::Passes) return checked;
+    }
+    return checked;
+}
+
+class StreamsInside : public testing::TestWithParam<std::string>
+{
+};
+
+// Every macroblock is read to the last bit, or the slice would not end where it does.
+TEST_P(StreamsInside, AreReadToTheirLastBit)
+{
+    const auto bytes = ReadWhole(SourcePath("tests/data/h264/" + GetParam() + ".h264"));
+    ASSERT_FALSE(bytes.empty());
+    const AccessUnits stream = Split(bytes);
+    const auto units = SplitUnits(bytes);
+    const auto set = std::find_if(units.begin(), units.end(),
+                                  [](const auto unit) { return UnitType(unit) == EUnit::SequenceSet; });
+    const auto sequence = h264::ReadSequenceSet(Unescape(*set));
+    const Checked last = CheckAll(stream, 16 * sequence.widthInMacroblocks, 16 * sequence.heightInMacroblocks);
+    EXPECT_EQ(Result(last), Checked::EResult::Passes) << last.why;
+}
+
+std::vector<std::string> NamesOfStreams()
+{
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(SourcePath("tests/data/h264")))
+        if (entry.path().extension() == ".h264") names.push_back(entry.path().stem());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+INSTANTIATE_TEST_SUITE_P(OfTheTestData, StreamsInside, testing::ValuesIn(NamesOfStreams()),
+                         [](const auto& row) { return row.param; });
+
+TEST(H264Subset, PassesTheSlicesAndPutsParameterSetsBeforeEachIdr)
+{
+    // The encoder's own remark (SEI) goes, and the sets that it sends once only come again.
+    const AccessUnits stream = EncodeH264("repeat-headers=0:annexb=1");
+    Subset subset(WIDTH, HEIGHT, MAX_H264_BYTES);
+    for (size_t i = 0; i < stream.size(); ++i) {
+        const Checked checked = subset.Check(stream[i]);
+        ASSERT_EQ(Result(checked), Checked::EResult::Passes) << i << ' ' << checked.why;
+        EXPECT_EQ(checked.key, i % 5 == 0) << i;
+        std::vector<EUnit> types;
+        for (const auto unit : SplitUnits(checked.bytes))
+            types.push_back(UnitType(unit));
+        if (checked.key)
+            EXPECT_EQ(types, (std::vector{EUnit::SequenceSet, EUnit::PictureSet, EUnit::IdrSlice})) << i;
+        else
+            EXPECT_EQ(types, std::vector{EUnit::Slice}) << i;
+        EXPECT_EQ(SplitUnits(checked.bytes).back().size(), SplitUnits(stream[i]).back().size());
+    }
+}
+
+struct Row {
+    const char* name;
+    const char* options;
+    const char* why;
+    AVPixelFormat format = AV_PIX_FMT_YUV420P;
+    EShows shows = EShows::Scene;
+};
+
+class StreamsOutside : public testing::TestWithParam<Row>
+{
+};
+
+TEST_P(StreamsOutside, AreToldWithTheReason)
+{
+    const Checked checked = CheckAll(EncodeH264(GetParam().options, 30, GetParam().format, GetParam().shows));
+    EXPECT_EQ(Result(checked), Checked::EResult::Outside);
+    EXPECT_THAT(checked.why, HasSubstr(GetParam().why));
+    EXPECT_TRUE(checked.bytes.empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, StreamsOutside,
+    testing::Values(Row{"b", "bframes=2:b-adapt=0:weightb=0", "B pictures"},
+                    Row{"pyramid", "bframes=3:b-adapt=0:b-pyramid=2:weightb=0", "B pictures"},
+                    Row{"transform8x8", "8x8dct=1", "8x8 transform"},
+                    Row{"references", "ref=3", "several references"}, Row{"weighted", "weightp=2", "weighted"},
+                    Row{"slices", "slices=3", "several slices"}, Row{"interlaced", "tff=1", "interlaced"},
+                    Row{"constrained", "constrained-intra=1", "constrained intra"},
+                    Row{"matrices", "cqm=jvt", "matrices"},
+                    Row{"chroma_offsets", "chroma-qp-offset=3:8x8dct=1", "8x8 transform"},
+                    Row{"chroma422", "keyint=5", "4:2:0", AV_PIX_FMT_YUV422P},
+                    Row{"chroma444", "keyint=5", "4:2:0", AV_PIX_FMT_YUV444P},
+                    Row{"lossless", "qp=0", "transform"},
+                    Row{"pcm_cavlc", "cabac=0:qp=1:psy=0:subme=7", "I_PCM", AV_PIX_FMT_YUV420P, EShows::Noise},
+                    Row{"pcm_cabac", "cabac=1:qp=1:psy=0:subme=7", "I_PCM", AV_PIX_FMT_YUV420P, EShows::Noise}),
+    [](const auto& row) { return row.param.name; });
+
+TEST(H264Subset, AnotherSizeIsOutside)
+{
+    const Checked checked = CheckAll(EncodeH264("keyint=5"), 704, 576);
+    EXPECT_EQ(Result(checked), Checked::EResult::Outside);
+    EXPECT_THAT(checked.why, HasSubstr("176x144"));
+}
+
+TEST(H264Subset, ALargePictureIsOutside)
+{
+    const AccessUnits stream = EncodeH264("qp=20");
+    Subset subset(WIDTH, HEIGHT, stream[0].size() / 2);
+    EXPECT_EQ(Result(subset.Check(stream[0])), Checked::EResult::Outside);
+}
+
+TEST(H264Subset, AMissingPictureCostsThoseUpToTheNextIdr)
+{
+    const AccessUnits stream = EncodeH264("keyint=5");
+    Subset subset(WIDTH, HEIGHT, MAX_H264_BYTES);
+    std::string passed;
+    for (size_t i = 1; i < stream.size(); ++i)
+        if (i != 7) passed += Result(subset.Check(stream[i])) == Checked::EResult::Passes ? '+' : '-';
+    EXPECT_EQ(passed, "----++--++");
+}
+
+TEST(H264Subset, SlicesOnTheirOwnSayWhatTheyLack)
+{
+    Subset subset(WIDTH, HEIGHT, MAX_H264_BYTES);
+    const Checked nothing = subset.Check({});
+    EXPECT_EQ(Result(nothing), Checked::EResult::Damaged);
+    const AccessUnits stream = EncodeH264("keyint=5");
+    const auto slice = SplitUnits(stream[0]).back();
+    std::vector<uint8_t> alone{0, 0, 0, 1};
+    alone.insert(alone.end(), slice.begin(), slice.end());
+    const Checked checked = subset.Check(alone);
+    EXPECT_EQ(Result(checked), Checked::EResult::Damaged);
+    EXPECT_THAT(checked.why, HasSubstr("parameter set is missing"));
+}
+
+// A picture that nothing refers to would break the chain of references that clients keep.
+TEST(H264Subset, APictureThatNothingRefersToIsOutside)
+{
+    AccessUnits stream = EncodeH264("keyint=5:annexb=1");
+    auto& bytes = stream[1];
+    const auto slice = SplitUnits(bytes).back();
+    bytes[static_cast<size_t>(slice.data() - bytes.data())] &= 0x9F;
+    const Checked checked = CheckAll(stream);
+    EXPECT_EQ(Result(checked), Checked::EResult::Outside);
+    EXPECT_THAT(checked.why, HasSubstr("refers"));
+}
+
+TEST(H264Subset, AnIPictureThatIsNotIdrIsOutside)
+{
+    AccessUnits stream = EncodeH264("keyint=5:annexb=1");
+    auto& bytes = stream[5];
+    const auto slice = SplitUnits(bytes).back();
+    ASSERT_EQ(UnitType(slice), EUnit::IdrSlice);
+    bytes[static_cast<size_t>(slice.data() - bytes.data())] ^= 4;  // now of type 1
+    const Checked checked = CheckAll(stream);
+    EXPECT_EQ(Result(checked), Checked::EResult::Outside);
+    EXPECT_THAT(checked.why, HasSubstr("not IDR"));
+}
+
+class Damage : public testing::TestWithParam<const char*>
+{
+};
+
+// Never more than a verdict, and what passes is what was given.
+TEST_P(Damage, EndsInAVerdict)
+{
+    const AccessUnits whole = EncodeH264(GetParam(), 6);
+    std::mt19937 random(3);
+    std::map<Checked::EResult, int> results;
+    for (int round = 0; round < 1000; ++round) {
+        Subset subset(WIDTH, HEIGHT, MAX_H264_BYTES);
+        for (size_t i = 0; i < whole.size(); ++i) {
+            auto unit = whole[i];
+            if (random() % 3 == 0) unit.resize(random() % (unit.size() + 1));
+            for (size_t flips = random() % 4; flips > 0 && !unit.empty(); --flips)
+                unit[random() % unit.size()] ^= static_cast<uint8_t>(1U << random() % 8);
+            const Checked checked = subset.Check(unit);
+            ++results[checked.result];
+            ASSERT_EQ(checked.bytes.empty(), checked.result != Checked::EResult::Passes);
+            ASSERT_EQ(checked.why.empty(), checked.result == Checked::EResult::Passes);
+        }
+    }
+    for (const auto result : {Checked::EResult::Passes, Checked::EResult::Damaged, Checked::EResult::Outside})
+        EXPECT_GT(results[result], 0) << static_cast<int>(result);
+}
+
+INSTANTIATE_TEST_SUITE_P(Codings, Damage, testing::Values("cabac=1:annexb=1", "cabac=0:annexb=1"));
+
+}  // namespace

@@ -1,0 +1,283 @@
+// A camera over loopback whose H.264 goes to clients as it is, or doesn't.
+
+#include <gmock/gmock.h>
+#include <poll.h>
+
+#include <asio.hpp>
+#include <nlohmann/json.hpp>
+
+#include "recorder/h264/AnnexB.h"
+#include "recorder/media/PassThrough.h"
+#include "tests/recorder/client_support.h"
+#include "tests/recorder/media_support.h"
+
+namespace
+{
+
+using namespace recorder;
+using namespace std::chrono_literals;
+using testing::HasSubstr;
+
+// Sends one picture after the other, over and over, in a container that tells the time of each.
+class H264Camera
+{
+  public:
+    explicit H264Camera(AccessUnits stream)
+        : m_Stream(std::move(stream)),
+          m_Acceptor(m_Context, {asio::ip::address_v4::loopback(), 0}),
+          m_Socket(m_Context)
+    {
+    }
+    ~H264Camera() { HangUp(); }
+    H264Camera(const H264Camera&) = delete;
+    H264Camera& operator=(const H264Camera&) = delete;
+
+    std::string Url() const { return "tcp://127.0.0.1:" + std::to_string(m_Acceptor.local_endpoint().port()); }
+    // Sends the next picture to the reader, when there is one.
+    void SendNext()
+    {
+        if (!m_Output && !Begin()) return;
+        const auto& unit = m_Stream[m_Next % m_Stream.size()];
+        const AvPacket packet(av_packet_alloc());
+        CheckAv(av_new_packet(packet.get(), static_cast<int>(unit.size())), "send");
+        std::copy(unit.begin(), unit.end(), packet->data);
+        packet->pts = packet->dts = static_cast<int64_t>(40 * m_Next);
+        packet->flags = m_Next % 5 == 0 ? AV_PKT_FLAG_KEY : 0;
+        av_write_frame(m_Output, packet.get());
+        av_write_frame(m_Output, nullptr);
+        avio_flush(m_Output->pb);
+        ++m_Next;
+    }
+    void HangUp()
+    {
+        asio::error_code ignored;
+        m_Socket.close(ignored);
+        if (!m_Output) return;
+        av_freep(&m_Output->pb->buffer);
+        avio_context_free(&m_Output->pb);
+        avformat_free_context(m_Output);
+        m_Output = nullptr;
+    }
+
+  private:
+    static int Write(void* p, uint8_t* bytes, int count)
+    {
+        asio::error_code ignored;
+        asio::write(static_cast<H264Camera*>(p)->m_Socket, asio::buffer(bytes, static_cast<size_t>(count)),
+                    ignored);
+        return count;
+    }
+    bool Begin()
+    {
+        pollfd waiting{m_Acceptor.native_handle(), POLLIN, 0};
+        if (poll(&waiting, 1, 0) != 1) return false;
+        m_Socket = m_Acceptor.accept();
+        m_Next = 0;
+        constexpr int BUFFER_BYTES = 4096;
+        avformat_alloc_output_context2(&m_Output, nullptr, "matroska", nullptr);
+        m_Output->pb = avio_alloc_context(static_cast<uint8_t*>(av_malloc(BUFFER_BYTES)), BUFFER_BYTES, 1, this,
+                                          nullptr, Write, nullptr);
+        m_Output->pb->seekable = 0;
+        AVStream* const stream = avformat_new_stream(m_Output, nullptr);
+        std::vector<uint8_t> sets;
+        for (const auto unit : SplitUnits(m_Stream[0]))
+            if (UnitType(unit) == EUnit::SequenceSet || UnitType(unit) == EUnit::PictureSet) {
+                sets.insert(sets.end(), {0, 0, 0, 1});
+                sets.insert(sets.end(), unit.begin(), unit.end());
+            }
+        AVCodecParameters& codec = *stream->codecpar;
+        codec.codec_type = AVMEDIA_TYPE_VIDEO;
+        codec.codec_id = AV_CODEC_ID_H264;
+        codec.width = H264_TEST_WIDTH;
+        codec.height = H264_TEST_HEIGHT;
+        codec.extradata = static_cast<uint8_t*>(av_mallocz(sets.size() + AV_INPUT_BUFFER_PADDING_SIZE));
+        codec.extradata_size = static_cast<int>(sets.size());
+        std::copy(sets.begin(), sets.end(), codec.extradata);
+        stream->time_base = {1, 1000};
+        CheckAv(avformat_write_header(m_Output, nullptr), "send");
+        return true;
+    }
+
+    AccessUnits m_Stream;
+    asio::io_context m_Context;
+    asio::ip::tcp::acceptor m_Acceptor;
+    asio::ip::tcp::socket m_Socket;
+    AVFormatContext* m_Output = nullptr;  // null until somebody reads
+    size_t m_Next = 0;
+};
+
+std::vector<uint8_t> SliceOf(const std::vector<uint8_t>& accessUnit)
+{
+    const auto slice = SplitUnits(accessUnit).back();
+    return {slice.begin(), slice.end()};
+}
+
+std::vector<const char*> ArgumentsFor(const std::string& url)
+{
+    return {"--id", "77", "--channels", "1", "--size", "176x144", "--source", url.c_str()};
+}
+
+// One picture of the camera for each that the client gets, whoever coded it. Nothing is lost in a change from
+// one to the other: the client's decoder never misses anything.
+TEST(PassThroughTest, ACamerasPicturesComeAsTheyAreAndOthersWhereTheyEnd)
+{
+    const AccessUnits stream = EncodeH264("annexb=1", 10);
+    std::vector<std::vector<uint8_t>> slices;
+    for (const auto& unit : stream)
+        slices.push_back(SliceOf(unit));
+    H264Camera camera(stream);
+    const std::string url = camera.Url();
+    CRunning running(ArgumentsFor(url));
+    CConnection client(running.GetServer().DataAt());
+    client.Ask(3, 0);
+    client.Receive(STREAM_REPLY_BYTES);
+    CDecoder decoder("h264");
+    uint64_t passed = 0;
+    bool before = false;
+    const auto next = [&] {
+        const auto frame = client.NextFrame();
+        EXPECT_TRUE(frame);
+        if (!frame) return false;
+        const auto units = SplitUnits(frame->payload);
+        const bool own = std::find(slices.begin(), slices.end(), SliceOf(frame->payload)) != slices.end();
+        const bool key = units.size() == 3 && UnitType(units[2]) == EUnit::IdrSlice;
+        EXPECT_TRUE(own == before || key) << "a change comes with a key picture and its parameter sets";
+        EXPECT_EQ(decoder.Decode(frame->payload).width, H264_TEST_WIDTH);
+        before = own;
+        passed += own ? 1 : 0;
+        return true;
+    };
+    for (int i = 0; i < 2000 && passed < 30; ++i) {
+        ASSERT_TRUE(next());
+        camera.SendNext();
+    }
+    ASSERT_EQ(passed, 30U);
+    camera.HangUp();
+    for (int i = 0; i < 2000 && before; ++i)
+        ASSERT_TRUE(next());
+    EXPECT_FALSE(before) << "a notice is coded here";
+    const auto report = running.End();
+    EXPECT_GE(report["channels"][0]["h264"]["passed"], passed);
+    EXPECT_EQ(report["channels"][0]["h264"]["coded anew since"], "");
+}
+
+TEST(PassThroughTest, ACameraThatGoesBeyondIsCodedAnewAndTheReportTellsWhy)
+{
+    H264Camera camera(EncodeH264("annexb=1:8x8dct=1", 10));
+    const std::string url = camera.Url();
+    testing::internal::CaptureStderr();
+    CRunning running(ArgumentsFor(url));
+    CConnection client(running.GetServer().DataAt());
+    client.Ask(3, 0);
+    client.Receive(STREAM_REPLY_BYTES);
+    CDecoder decoder("h264");
+    for (int i = 0; i < 100; ++i) {
+        const auto frame = client.NextFrame();
+        ASSERT_TRUE(frame);
+        EXPECT_EQ(decoder.Decode(frame->payload).width, H264_TEST_WIDTH);
+        camera.SendNext();
+    }
+    const auto report = running.End();
+    EXPECT_EQ(report["channels"][0]["h264"]["passed"], 0);
+    EXPECT_THAT(report["channels"][0]["h264"]["coded anew since"], "it uses the 8x8 transform");
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("coded anew: it uses the 8x8 transform"));
+}
+
+class PassGateTest : public testing::Test
+{
+  protected:
+    static h264::Checked Picture(bool key)
+    {
+        h264::Checked checked;
+        checked.result = h264::Checked::EResult::Passes;
+        checked.key = key;
+        checked.bytes = {0, 0, 0, 1, static_cast<uint8_t>(key ? 0x65 : 0x41), 0x80};
+        return checked;
+    }
+    void Take(bool key) { m_Gate.Take(Picture(key), EChecksum::None, m_Now); }
+    void Send() { m_Gate.Send(std::make_shared<Coded>()); }
+
+    std::string m_Seen;  // K and P of the camera, o of others
+    bool m_Takes = true;
+    PassGate m_Gate{[this](const std::shared_ptr<const Coded>& coded) {
+        m_Seen += coded->bytes.empty() ? 'o' : coded->key ? 'K' : 'P';
+        return m_Takes;
+    }};
+    PassGate::Clock::time_point m_Now = PassGate::Clock::now();
+};
+
+TEST_F(PassGateTest, ChangesAtKeyPicturesOnly)
+{
+    Take(false);
+    Send();
+    Take(true);
+    Send();
+    Take(false);
+    EXPECT_EQ(m_Seen, "oKP");
+    EXPECT_EQ(m_Gate.Turn(m_Now), PassGate::ETurn::Leave);
+    m_Now += PassGate::STALE_AFTER;
+    EXPECT_EQ(m_Gate.Turn(m_Now), PassGate::ETurn::Restart);
+    EXPECT_EQ(m_Gate.Turn(m_Now), PassGate::ETurn::Code);
+    Take(false);
+    Send();
+    Take(true);
+    EXPECT_EQ(m_Seen, "oKPoK");
+}
+
+// The camera's came and went between the coder's turn and its picture, which builds on what nobody saw.
+TEST_F(PassGateTest, APictureThatWasOvertakenIsDroppedAndTheNextBeginsAnew)
+{
+    EXPECT_EQ(m_Gate.Turn(m_Now), PassGate::ETurn::Code);
+    Take(true);
+    m_Gate.Rest();
+    Send();
+    EXPECT_EQ(m_Seen, "K");
+    EXPECT_EQ(m_Gate.Turn(m_Now), PassGate::ETurn::Restart);
+    Send();
+    EXPECT_EQ(m_Seen, "Ko");
+}
+
+TEST_F(PassGateTest, DamageAndAPictureThatWasNotTakenAwaitTheNextKey)
+{
+    Take(true);
+    m_Gate.Take({}, EChecksum::None, m_Now);
+    Take(false);
+    EXPECT_EQ(m_Seen, "K");
+    m_Takes = false;
+    Take(true);
+    m_Takes = true;
+    Take(false);
+    Take(true);
+    Take(false);
+    EXPECT_EQ(m_Seen, "KKKP");
+}
+
+TEST_F(PassGateTest, WhatGoesBeyondStaysOutUntilTheCameraIsOpenedAnew)
+{
+    Take(true);
+    h264::Checked outside;
+    outside.result = h264::Checked::EResult::Outside;
+    outside.why = "it has B pictures";
+    EXPECT_TRUE(m_Gate.Take(outside, EChecksum::None, m_Now));
+    EXPECT_FALSE(m_Gate.Take(outside, EChecksum::None, m_Now)) << "told once";
+    EXPECT_EQ(m_Gate.Turn(m_Now), PassGate::ETurn::Restart);
+    Take(true);
+    EXPECT_EQ(m_Gate.State().why, "it has B pictures");
+    m_Gate.Opened();
+    Take(true);
+    EXPECT_EQ(m_Seen, "KK");
+    EXPECT_EQ(m_Gate.State().passed, 2U);
+}
+
+TEST_F(PassGateTest, ChecksumsArePutOntoWhatPasses)
+{
+    std::vector<uint8_t> bytes;
+    PassGate gate([&](const std::shared_ptr<const Coded>& coded) {
+        bytes = coded->bytes;
+        return true;
+    });
+    gate.Take(Picture(true), EChecksum::ThirtyTwo, m_Now);
+    EXPECT_EQ(bytes, WithChecksum(Picture(true).bytes, EChecksum::ThirtyTwo));
+}
+
+}  // namespace

@@ -1,0 +1,170 @@
+// Records over the data port, kept and played by a recorder of the test's own.
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "recorder/scene/Mark.h"
+#include "recorder/store/Store.h"
+#include "tests/recorder/client_support.h"
+#include "tests/recorder/media_support.h"
+#include "tests/support/test_folder.h"
+
+namespace
+{
+
+using namespace recorder;
+using testing::SizeIs;
+
+const Bytes REPLY = MakeDirectReply(EReply::Stream, 176, 144);
+const Bytes REFUSAL = MakeDirectReply(EReply::Refused, 0, 0);
+
+class PlaybackTest : public testing::Test
+{
+  protected:
+    std::vector<const char*> Arguments(const std::vector<const char*>& more = {}) const
+    {
+        std::vector<const char*> all{"--id", "77",         "--channels", "2",       "--mark",          "--gop",
+                                     "5",    "--checksum", "0",          "--store", m_strStore.c_str()};
+        all.insert(all.end(), more.begin(), more.end());
+        return all;
+    }
+    // Watches a channel for so many pictures and returns the recorder's report.
+    nlohmann::json Watch(EMode mode, int pictures)
+    {
+        CRunning running(Arguments());
+        CConnection client(running.GetServer().DataAt());
+        client.Ask(static_cast<int32_t>(mode), 1);
+        client.Receive(STREAM_REPLY_BYTES);
+        for (int i = 0; i < pictures; ++i) {
+            const auto frame = client.NextFrame();
+            if (!frame) break;
+            m_Watched.push_back(frame->payload);
+        }
+        return running.End();
+    }
+    static std::vector<Bytes> Rest(CConnection& client)
+    {
+        std::vector<Bytes> payloads;
+        while (auto frame = client.NextFrame())
+            payloads.push_back(std::move(frame->payload));
+        return payloads;
+    }
+
+    CTestFolder m_Folder;
+    std::string m_strStore = m_Folder.Path("store");
+    std::vector<Bytes> m_Watched;
+};
+
+TEST_F(PlaybackTest, GivesBackWhatWasStreamedAndEndsTheConnection)
+{
+    const auto first = Watch(EMode::LiveMpeg4, 20);
+    ASSERT_THAT(first["store"]["records"], SizeIs(1));
+    EXPECT_EQ(first["store"]["records"][0]["channel"], 2);
+    ASSERT_GE(first["store"]["pictures"], 20);
+    CRunning running(Arguments());
+    CConnection client(running.GetServer().DataAt());
+    client.Ask(2, 0, 1);
+    EXPECT_EQ(client.Receive(STREAM_REPLY_BYTES), REPLY);
+    const auto played = Rest(client);
+    ASSERT_EQ(played.size(), first["store"]["pictures"]);
+    EXPECT_TRUE(std::equal(m_Watched.begin(), m_Watched.end(), played.begin()));
+    const auto report = running.End();
+    EXPECT_EQ(report["data"]["played"], 1);
+    EXPECT_EQ(report["data"]["clients"][0]["record"], 1);
+    EXPECT_EQ(report["data"]["clients"][0]["pictures"], played.size());
+    EXPECT_EQ(report["channels"][1]["pictures"], 0) << "nobody watches the channel";
+}
+
+// Clients play MPEG-4 only, whatever was watched.
+TEST_F(PlaybackTest, AChannelThatIsWatchedInH264IsKeptAsMpeg4)
+{
+    Watch(EMode::LiveH264, 20);
+    CRunning running(Arguments());
+    CConnection client(running.GetServer().DataAt());
+    client.Ask(2, 0, 1);
+    EXPECT_EQ(client.Receive(STREAM_REPLY_BYTES), REPLY);
+    const auto played = Rest(client);
+    ASSERT_GE(played.size(), 15U);
+    CDecoder decoder;
+    uint32_t last = 0;
+    for (size_t i = 0; i < played.size(); ++i) {
+        const auto mark = ReadMark(decoder.Decode(played[i]));
+        ASSERT_TRUE(mark) << i;
+        EXPECT_EQ(mark->channel, 1);
+        EXPECT_TRUE(i == 0 || mark->picture > last);
+        last = mark->picture;
+    }
+}
+
+TEST_F(PlaybackTest, WhatIsNotKeptIsRefused)
+{
+    Watch(EMode::LiveMpeg4, 5);
+    std::ofstream(m_Folder.Path("store/000000002-ch01-20261122-065500.mkv")) << "no film at all";
+    CRunning running(Arguments());
+    for (const int record : {2, 3, 0, -1, 2147483647}) {
+        CConnection client(running.GetServer().DataAt());
+        client.Ask(2, 0, record);
+        EXPECT_EQ(client.Receive(100), REFUSAL) << record;
+    }
+    EXPECT_EQ(running.End()["data"]["refused"], 5);
+}
+
+TEST_F(PlaybackTest, ARecordThatIsStillWrittenPlaysAsFarAsItGoes)
+{
+    CRunning running(Arguments());
+    CConnection live(running.GetServer().DataAt());
+    live.Ask(0, 0);
+    live.Receive(STREAM_REPLY_BYTES);
+    for (int i = 0; i < 40; ++i)
+        ASSERT_TRUE(live.NextFrame());
+    CConnection client(running.GetServer().DataAt());
+    client.Ask(2, 0, 1);
+    EXPECT_EQ(client.Receive(STREAM_REPLY_BYTES), REPLY);
+    EXPECT_TRUE(client.NextFrame());
+}
+
+TEST_F(PlaybackTest, AClientThatHangsUpEndsItsPlayback)
+{
+    Watch(EMode::LiveMpeg4, 20);
+    CRunning running(Arguments());
+    for (int i = 0; i < 5; ++i) {
+        CConnection client(running.GetServer().DataAt());
+        client.Ask(2, 0, 1);
+        if (i % 2 == 0) client.Receive(STREAM_REPLY_BYTES);
+        client.HangUp();
+    }
+    CConnection last(running.GetServer().DataAt());
+    last.Ask(2, 0, 1);
+    EXPECT_EQ(last.Receive(STREAM_REPLY_BYTES), REPLY);
+    EXPECT_TRUE(last.NextFrame());
+}
+
+TEST_F(PlaybackTest, HarmIsDoneToPlaybackToo)
+{
+    Watch(EMode::LiveMpeg4, 5);
+    CRunning running(Arguments({"--wrong-type", "100"}));
+    CConnection client(running.GetServer().DataAt());
+    client.Ask(2, 0, 1);
+    client.Receive(STREAM_REPLY_BYTES);
+    const auto frame = client.NextFrame();
+    ASSERT_TRUE(frame);
+    EXPECT_GT(frame->type, 1U);
+}
+
+TEST_F(PlaybackTest, TheListTellsEachRecord)
+{
+    Watch(EMode::LiveMpeg4, 5);
+    Watch(EMode::LiveMpeg4, 5);
+    const ParsedOptions parsed =
+        ParseOptions(4, std::array{"", "--store", m_strStore.c_str(), "--records"}.data());
+    ASSERT_TRUE(parsed.run) << parsed.say;
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(RunRecorder(parsed.options), 0);
+    EXPECT_THAT(testing::internal::GetCapturedStdout(),
+                testing::MatchesRegex("1  channel 2  [0-9: -]+  [0-9]+ bytes\n2  channel 2  .* bytes\n"));
+}
+
+}  // namespace

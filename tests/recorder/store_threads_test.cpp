@@ -1,0 +1,312 @@
+// The store with its thread, over a folder of the test's own.
+
+#include "recorder/store/Store.h"
+
+#include <gmock/gmock.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <random>
+
+#include "recorder/media/CodecStream.h"
+#include "recorder/scene/Scene.h"
+#include "tests/recorder/media_support.h"
+#include "tests/support/test_folder.h"
+
+namespace
+{
+
+using namespace recorder;
+using namespace std::chrono;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+constexpr local_seconds START = local_days(2026y / 11 / 22) + 6h + 55min;
+constexpr PictureSize SIZE = {176, 144};
+
+// A second's pictures, encoded once; the first is a key picture.
+const std::vector<std::shared_ptr<const Coded>>& Group()
+{
+    static const auto group = [] {
+        SceneSetup scene;
+        scene.width = SIZE.width;
+        scene.height = SIZE.height;
+        const auto stream = MakeCodecStream(ECodec::Mpeg4, {});
+        std::vector<std::shared_ptr<const Coded>> pictures;
+        for (int i = 0; i < 25; ++i)
+            pictures.push_back(stream->Make(DrawScene(scene, 0, i), i, i == 0));
+        return pictures;
+    }();
+    return group;
+}
+
+class StoreTest : public testing::Test
+{
+  protected:
+    StoreSetup Setup(int channels = 1)
+    {
+        StoreSetup setup;
+        setup.folder = m_Folder.Path("store");
+        setup.sizes.assign(static_cast<size_t>(channels), SIZE);
+        setup.clock = [] { return START; };
+        return setup;
+    }
+    // Whole groups, each a second, at the times at which they would come.
+    void Keep(Store& store, int groups, int channel = 0)
+    {
+        for (int i = 0; i < groups * 25; ++i, m_At += 40ms)
+            store.Keep(channel, Group()[static_cast<size_t>(i % 25)], m_At);
+    }
+    static std::vector<RecordedPicture> Read(const std::string& path)
+    {
+        RecordReader reader(path);
+        EXPECT_EQ(reader.Size(), SIZE);
+        std::vector<RecordedPicture> pictures;
+        while (auto picture = reader.Next())
+            pictures.push_back(std::move(*picture));
+        return pictures;
+    }
+    static void ExpectGroups(const std::vector<RecordedPicture>& pictures, size_t count)
+    {
+        ASSERT_EQ(pictures.size(), count);
+        for (size_t i = 0; i < count; ++i) {
+            EXPECT_EQ(pictures[i].bytes, Group()[i % 25]->bytes) << i;
+            EXPECT_EQ(pictures[i].key, i % 25 == 0) << i;
+            EXPECT_EQ(pictures[i].at, i * 40ms);
+        }
+    }
+    int64_t BytesOnDisk() const
+    {
+        int64_t bytes = 0;
+        for (const StoredRecord& record : ListRecords(m_Folder.Path("store")))
+            bytes += record.bytes;
+        return bytes;
+    }
+
+    CTestFolder m_Folder;
+    Store::Clock::time_point m_At = Store::Clock::now();
+};
+
+TEST_F(StoreTest, GivesBackEveryPictureWithItsTime)
+{
+    {
+        Store store(Setup());
+        Keep(store, 3);
+    }
+    const Store store(Setup());
+    ASSERT_THAT(store.Records(), SizeIs(1));
+    EXPECT_EQ(store.Records()[0].name, (RecordName{1, 0, START}));
+    EXPECT_FALSE(store.Records()[0].open);
+    const auto pictures = Read(store.PathOf(1));
+    ExpectGroups(pictures, 75);
+    CDecoder decoder;
+    for (const RecordedPicture& picture : pictures)
+        EXPECT_EQ(decoder.Decode(picture.bytes).width, SIZE.width);
+    EXPECT_THAT(store.PathOf(2), IsEmpty());
+    EXPECT_THAT(store.PathOf(-1), IsEmpty());
+}
+
+TEST_F(StoreTest, RecordsBeginWithAKeyPicture)
+{
+    Store store(Setup());
+    store.Keep(0, Group()[1], m_At);
+    store.Sync();
+    EXPECT_THAT(store.Records(), IsEmpty());
+    Keep(store, 1);
+    store.Sync();
+    ExpectGroups(Read(store.PathOf(1)), 25);
+    EXPECT_EQ(store.Counts().leftOut, 1U);
+}
+
+TEST_F(StoreTest, H264IsNotKept)
+{
+    Store store(Setup());
+    auto coded = std::make_shared<Coded>(*Group()[0]);
+    coded->codec = ECodec::H264;
+    store.Keep(0, coded, m_At);
+    store.Sync();
+    EXPECT_THAT(store.Records(), IsEmpty());
+}
+
+TEST_F(StoreTest, AGapEndsARecordAndChannelsHaveTheirOwn)
+{
+    Store store(Setup(2));
+    Keep(store, 1, 0);
+    Keep(store, 1, 1);
+    m_At += 2s;
+    Keep(store, 1, 0);
+    store.Sync();
+    std::vector<int> channels;
+    for (const StoredRecord& record : store.Records())
+        channels.push_back(record.name.channel);
+    EXPECT_EQ(channels, (std::vector{0, 1, 0}));
+}
+
+TEST_F(StoreTest, ARecordIsCutAtAKeyPictureWhenItIsLongEnough)
+{
+    StoreSetup setup = Setup();
+    setup.longest = 1500ms;
+    Store store(setup);
+    Keep(store, 4);
+    store.Sync();
+    ASSERT_THAT(store.Records(), SizeIs(2));
+    ExpectGroups(Read(store.PathOf(1)), 50);
+    ExpectGroups(Read(store.PathOf(2)), 50);
+}
+
+TEST_F(StoreTest, TheOldestMakeRoomAndTheBoundHolds)
+{
+    StoreSetup setup = Setup(2);
+    setup.maxBytes = 512 << 10;
+    int64_t most = 0;
+    Store store(setup);
+    for (int i = 0; i < 60; ++i) {
+        Keep(store, 1, i % 2);
+        store.Sync();
+        most = std::max(most, BytesOnDisk());
+    }
+    EXPECT_LE(most, setup.maxBytes);
+    EXPECT_GT(most, setup.maxBytes / 2);
+    EXPECT_GT(store.Counts().removed, 0U);
+    EXPECT_THAT(store.PathOf(1), IsEmpty());
+    EXPECT_EQ(store.Counts().leftOut, 0U);
+    EXPECT_EQ(store.Records().size(), ListRecords(setup.folder).size());
+}
+
+TEST_F(StoreTest, WhatIsTooMuchAtTheStartGoes)
+{
+    {
+        Store store(Setup());
+        for (int i = 0; i < 4; ++i, m_At += 3s)
+            Keep(store, 1);
+    }
+    const auto before = ListRecords(m_Folder.Path("store"));
+    ASSERT_THAT(before, SizeIs(4));
+    StoreSetup setup = Setup();
+    setup.maxBytes = before[2].bytes + before[3].bytes;
+    const Store store(setup);
+    ASSERT_THAT(store.Records(), SizeIs(2));
+    EXPECT_EQ(store.Records()[0].name.id, 3);
+}
+
+TEST_F(StoreTest, NumbersGoOnAfterARestart)
+{
+    for (int i = 0; i < 3; ++i) {
+        Store store(Setup());
+        Keep(store, 1);
+    }
+    const auto records = ListRecords(m_Folder.Path("store"));
+    ASSERT_THAT(records, SizeIs(3));
+    EXPECT_EQ(records[2].name.id, 3);
+}
+
+TEST_F(StoreTest, OtherFilesInTheFolderStay)
+{
+    m_Folder.Write("store/notes.txt", "mine");
+    m_Folder.Write("store/000000001-ch01-20261122-065500.mkv", "");
+    Store store(Setup());
+    EXPECT_THAT(store.Records(), IsEmpty()) << "an empty file is no record";
+    EXPECT_TRUE(std::filesystem::exists(m_Folder.Path("store/notes.txt")));
+    EXPECT_FALSE(std::filesystem::exists(m_Folder.Path("store/000000001-ch01-20261122-065500.mkv")));
+}
+
+TEST_F(StoreTest, TwoRecordersDoNotShareAFolder)
+{
+    const Store store(Setup());
+    EXPECT_THROW(Store second(Setup()), std::runtime_error);
+}
+
+TEST_F(StoreTest, AFolderThatCanNotBeMadeIsTold)
+{
+    m_Folder.Write("store", "a file stands there");
+    EXPECT_THROW(Store store(Setup()), std::runtime_error);
+}
+
+TEST_F(StoreTest, AFolderThatGoesAwayCostsRecordsOnly)
+{
+    Store store(Setup());
+    std::filesystem::remove_all(m_Folder.Path("store"));
+    testing::internal::CaptureStderr();
+    Keep(store, 2);
+    store.Sync();
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr("channel 1 is not kept"));
+    EXPECT_EQ(store.Counts().failures, 1U) << "tried again after a while only";
+    EXPECT_EQ(store.Counts().leftOut, 50U);
+    std::filesystem::create_directories(m_Folder.Path("store"));
+    m_At += 5s;
+    Keep(store, 1);
+    store.Sync();
+    ASSERT_THAT(store.Records(), SizeIs(1));
+    ExpectGroups(Read(store.PathOf(store.Records()[0].name.id)), 25);
+}
+
+// The writer dies at some moment; a second was flushed at the latest with the picture after it.
+TEST_F(StoreTest, AKilledRecorderLosesTheLastSecondAtMost)
+{
+    std::mt19937 random(1);
+    for (int round = 0; round < 10; ++round) {
+        const int pictures = 26 + static_cast<int>(random() % 100);
+        std::filesystem::remove_all(m_Folder.Path("store"));
+        Group();
+        const pid_t child = fork();
+        if (child == 0) {
+            Store store(Setup());
+            for (int i = 0; i < pictures; ++i, m_At += 40ms)
+                store.Keep(0, Group()[static_cast<size_t>(i % 25)], m_At);
+            // Not Sync, which would flush: only until the thread has nothing in hand.
+            while (store.Counts().pictures < static_cast<uint64_t>(pictures))
+                usleep(1000);
+            kill(getpid(), SIGKILL);
+        }
+        ASSERT_GT(child, 0);
+        int status = 0;
+        waitpid(child, &status, 0);
+        ASSERT_TRUE(WIFSIGNALED(status));
+        const Store store(Setup());
+        ASSERT_THAT(store.Records(), SizeIs(1));
+        const auto read = Read(store.PathOf(1));
+        EXPECT_GE(read.size() + 25, static_cast<size_t>(pictures));
+        ExpectGroups(read, read.size());
+    }
+}
+
+// Any damage ends in pictures or in none, never in more than what a client's buffer holds.
+TEST_F(StoreTest, DamagedFilesAreReadAsFarAsTheyGo)
+{
+    {
+        Store store(Setup());
+        Keep(store, 2);
+    }
+    const std::string path = m_Folder.Path("store/" + FileNameOf({1, 0, START}));
+    std::ifstream in(path, std::ios::binary);
+    const std::string whole{std::istreambuf_iterator<char>(in), {}};
+    std::mt19937 random(7);
+    size_t opened = 0;
+    testing::internal::CaptureStderr();
+    for (int round = 0; round < 200; ++round) {
+        std::string bytes = whole.substr(0, round % 2 == 0 ? whole.size() : random() % whole.size());
+        for (size_t i = 0; i < 1 + random() % 16 && !bytes.empty(); ++i)
+            bytes[random() % (i % 2 == 0 ? std::min<size_t>(600, bytes.size()) : bytes.size())] =
+                static_cast<char>(random());
+        std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+        try {
+            RecordReader reader(path);
+            ++opened;
+            for (int i = 0; i < 1000; ++i) {
+                const auto picture = reader.Next();
+                if (!picture) break;
+                ASSERT_LE(picture->bytes.size(), MAX_MESSAGE_BYTES);
+            }
+        } catch (const std::runtime_error&) {
+            continue;
+        }
+    }
+    testing::internal::GetCapturedStderr();
+    EXPECT_GT(opened, 0U);
+    EXPECT_LT(opened, 200U);
+}
+
+}  // namespace
