@@ -26,7 +26,8 @@ struct Stream {
     Mpeg4StreamShape Shape;
 };
 
-/// What cameras send: a still view with a few moving things, and for the other end one in which all moves.
+/// What cameras send: a still view with a few moving things, and for the other end views in which all moves,
+/// the rich ones with noise on every sample besides.
 std::vector<Stream> Streams()
 {
     using enum ETestScene;
@@ -37,6 +38,12 @@ std::vector<Stream> Streams()
         {"1280x720 surveillance, quant 4", {1280, 720, 50, 25, 4, Surveillance, true, true, false, 1}},
         {"1280x720 surveillance, quant 8", {1280, 720, 50, 50, 8, Surveillance, false, false, false, 1}},
         {"1280x720 lively, quant 4", {1280, 720, 50, 25, 4, Lively, true, true, false, 1}},
+        {"704x576 rich, 1.5 Mbit/s", {704, 576, 50, 25, 8, Rich, true, true, false, 1, 1500}},
+        {"704x576 rich, 5 Mbit/s", {704, 576, 50, 25, 8, Rich, true, true, false, 1, 5000}},
+        {"1280x720 rich, 3 Mbit/s", {1280, 720, 50, 25, 8, Rich, true, true, false, 1, 3000}},
+        {"1280x720 rich, 8 Mbit/s", {1280, 720, 50, 25, 8, Rich, true, true, false, 1, 8000}},
+        {"1920x1088 rich, 5 Mbit/s", {1920, 1088, 40, 25, 8, Rich, true, true, false, 1, 5000}},
+        {"1920x1088 rich, 16 Mbit/s", {1920, 1088, 40, 25, 8, Rich, true, true, false, 1, 16000}},
     };
 }
 
@@ -106,5 +113,6 @@ int main(int argc, char** argv)
     }
     ShowMemory(704, 576);
     ShowMemory(1280, 720);
+    ShowMemory(1920, 1088);
     return 0;
 }

@@ -27,7 +27,11 @@ ContextPtr OpenEncoder(const Mpeg4StreamShape& shape)
     context->max_b_frames = 0;
     context->thread_count = 1;
     context->me_range = 15;  // keeps every vector inside fcode 1
-    context->flags |= AV_CODEC_FLAG_QSCALE | AV_CODEC_FLAG_BITEXACT;
+    context->flags |= AV_CODEC_FLAG_BITEXACT;
+    if (shape.kbit > 0)
+        context->bit_rate = int64_t{shape.kbit} * 1000;
+    else
+        context->flags |= AV_CODEC_FLAG_QSCALE;
     context->global_quality = FF_QP2LAMBDA * shape.quant;
     context->qmin = 1;
     context->qmax = 31;

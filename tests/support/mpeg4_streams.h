@@ -26,6 +26,7 @@ struct Mpeg4StreamShape {
     bool acPred = false;
     bool varyQuant = false;  ///< another quant for many macroblocks
     uint32_t seed = 1;
+    int kbit = 0;  ///< a second; 0: every picture takes `quant`
 };
 
 /// Encodes a scene: I and P pictures of fcode 1, the rounding bit of every P picture set to 0.

@@ -99,6 +99,33 @@ void DrawSurveillance(const TestSceneShape& shape, int frame, TestPicture* pictu
     }
 }
 
+/// Panes of 80x72 samples, each of which looks at the texture through a window that moves its own way.
+void DrawRich(const TestSceneShape& shape, int frame, TestPicture* picture)
+{
+    const auto seed = static_cast<uint32_t>(frame) * 8 + shape.seed;
+    for (size_t plane = 0; plane < 3; ++plane) {
+        const int shift = plane == 0 ? 0 : 1;
+        const int width = shape.width >> shift;
+        const int height = shape.height >> shift;
+        for (int y = 0; y < height; ++y) {
+            for (int x = 0; x < width; ++x) {
+                const uint32_t pane = Hash(static_cast<uint32_t>(x / (80 >> shift)),
+                                           static_cast<uint32_t>(y / (72 >> shift)), 11);
+                const int panX = frame * (static_cast<int>(pane % 15) - 7) / 2;
+                const int panY = frame * (static_cast<int>(pane / 16 % 11) - 5) / 2;
+                const int seen = plane == 0 ? Texture(x + panX, y + panY)
+                                            : (Texture(2 * x + panX, 2 * y + panY + 300) - 120) / 2 + 128;
+                const uint32_t noise =
+                    Hash(static_cast<uint32_t>(y * width + x), seed, static_cast<uint32_t>(plane));
+                // two dice, so that small noise is more frequent than large
+                const int more = static_cast<int>(noise % 7 + (noise >> 8) % 7) - 6;
+                picture->Plane[plane][static_cast<size_t>(y * width + x)] =
+                    Clip(seen + more / (plane == 0 ? 1 : 2));
+            }
+        }
+    }
+}
+
 void DrawNoise(const TestSceneShape& shape, int frame, TestPicture* picture)
 {
     std::mt19937 random(shape.seed * 977u + static_cast<uint32_t>(frame));
@@ -125,6 +152,9 @@ void DrawScene(const TestSceneShape& shape, int frameNumber, TestPicture* pictur
             DrawBackground(shape, pictureOut, frameNumber * 5,
                            static_cast<int>(std::lround(12 * std::sin(frameNumber * 0.35))),
                            static_cast<int>(std::lround(10 * std::sin(frameNumber * 0.5))));
+            break;
+        case ETestScene::Rich:
+            DrawRich(shape, frameNumber, pictureOut);
             break;
         case ETestScene::Noise:
             DrawNoise(shape, frameNumber, pictureOut);

@@ -9,6 +9,7 @@ enum class ETestScene {
     Surveillance,  ///< a textured still background with a little noise, three moving objects, a running clock
     Lively,        ///< everything moves: a panning texture that also changes its light
     Noise,         ///< random samples: every code and escape, largest levels
+    Rich,          ///< nothing rests: panes of texture that go different ways, with noise on every sample
     Still,         ///< the background of Surveillance without noise, one small object, the clock
 };
 
