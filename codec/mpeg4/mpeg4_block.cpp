@@ -25,9 +25,14 @@ struct coefficient {
     int length;  ///< bits
 };
 
-/// 7.4.1.3: the three forms of escape, or an invalid code.
+/// 7.4.1.3: the three forms of escape, a code too long for the pairs, or an invalid one.
 coefficient read_long(uint64_t window, int table)
 {
+    const mpeg4_run_level longest = mpeg4_run_level_codes[table][window >> 52];
+    if (longest.length != 0) {
+        const bool negative = window >> (64 - longest.length) & 1;
+        return {negative ? -longest.level : longest.level, longest.step, longest.length};
+    }
     if (window >> 57 != MPEG4_ESCAPE) return {0, 0, BAD_CODE_BITS};
     window <<= 7;
     if (window >> 62 == 3) {
@@ -55,53 +60,89 @@ coefficient read_long(uint64_t window, int table)
     return found;
 }
 
-/// One level with its sign; the window holds any code but an escape.
-MPEG4_INLINE coefficient read_level(mpeg4_bits* bits, int table)
-{
-    const mpeg4_run_level code = mpeg4_run_level_codes[table][bits->window >> 52];
-    if (code.length != 0) [[likely]] {
-        const int sign = -static_cast<int>(bits->window >> (64 - code.length) & 1);
-        mpeg4_bits_skip(bits, code.length);
-        return {(code.level ^ sign) - sign, code.step, code.length};
-    }
-    mpeg4_bits_refill(bits);
-    const coefficient found = read_long(bits->window, table);
-    mpeg4_bits_skip(bits, found.length);
-    return found;
-}
-
 int16_t clip_level(int level)
 {
     return static_cast<int16_t>(std::clamp(level, -2048, 2047));
 }
 
-/// 7.4.1.2: reads levels into their places until the last one, each as `value` makes it. A bad code or a run
-/// that leaves the block ends the block there. The result is the position in the scan of the block's last
-/// level, or 63 after a bad code.
-template <class Value>
+/// 7.4.1.2: reads levels into their places until the last one, each as `value` makes it, or `pair_value` of a
+/// pair's. A bad code or a run that leaves the block ends the block there. The result is the position in the
+/// scan of the block's last level, or 63 after a bad code.
+template <class PairValue, class Value>
 MPEG4_INLINE int read_levels(mpeg4_bits* from, int table, const uint8_t* scan, int position, int16_t* block,
-                             Value value)
+                             PairValue pair_value, Value value)
 {
+    // what a window of 56 bits holds for certain
+    constexpr unsigned PAIRS_A_REFILL = 4;
+    const auto& pairs = mpeg4_run_level_pairs[table];
     mpeg4_bits bits = *from;
     int last = 63;
-    for (int taken = 0;; taken ^= 1) {
-        // one refill has bits for two codes that aren't escapes
-        if (taken == 0) mpeg4_bits_refill(&bits);
-        const coefficient found = read_level(&bits, table);
-        position += found.step;
-        if (position >= 64) {
-            position -= MPEG4_LAST_STEP;
-            if (position < 0 || position >= 64) break;
+    for (unsigned taken = 0;; ++taken) {
+        if (taken % PAIRS_A_REFILL == 0) mpeg4_bits_refill(&bits);
+        const mpeg4_run_level_pair pair = pairs[bits.window >> 52];
+        if (pair.length() == 0) [[unlikely]] {
+            mpeg4_bits_refill(&bits);
+            const coefficient found = read_long(bits.window, table);
+            mpeg4_bits_skip(&bits, found.length);
+            position += found.step;
+            const bool ends = position >= MPEG4_LAST_STEP;
+            if (ends) position -= MPEG4_LAST_STEP;
+            if (found.step == 0 || position < 0 || position >= 64) break;
             block[scan[position]] = value(found.level);
-            last = position;
-            break;
+            if (ends) {
+                last = position;
+                break;
+            }
+            taken = PAIRS_A_REFILL - 1;
+            continue;
         }
-        if (found.step == 0) break;
-        block[scan[position]] = value(found.level);
+        const int first = position + pair.first_step();
+        const int second = first + pair.second_step();
+        if (second < 64) {
+            mpeg4_bits_skip(&bits, pair.length());
+            // without a second level this is the first one's place, which that one takes at once
+            block[scan[second]] = pair_value(pair.second_level());
+            block[scan[first]] = pair_value(pair.first_level());
+            position = second;
+            continue;
+        }
+        const unsigned end = static_cast<unsigned>(second - MPEG4_LAST_STEP);
+        if (end < 64 && !(first & 64)) [[likely]] {
+            mpeg4_bits_skip(&bits, pair.length());
+            block[scan[end]] = pair_value(pair.second_level());
+            block[scan[first & 63]] = pair_value(pair.first_level());
+            last = static_cast<int>(end);
+        } else if (first < 64) {
+            mpeg4_bits_skip(&bits, pair.length());
+            block[scan[first]] = pair_value(pair.first_level());
+        } else {
+            mpeg4_bits_skip(&bits, mpeg4_run_level_codes[table][bits.window >> 52].length);
+        }
+        break;
     }
     *from = bits;
     return last;
 }
+
+/// The levels of a pair dequantised, by quant.
+using pair_values = std::array<int16_t, MPEG4_PAIR_LEVELS>;
+
+constexpr pair_values dequantise_pair_levels(int quant)
+{
+    pair_values values = {};
+    for (int i = 0; i < MPEG4_PAIR_LEVELS; ++i)
+        values[static_cast<size_t>(i)] = mpeg4_dequantise(i - MPEG4_PAIR_ZERO, quant);
+    return values;
+}
+
+constexpr int QUANTS = 32;
+
+constexpr std::array<pair_values, QUANTS> inter_values = [] {
+    std::array<pair_values, QUANTS> values = {};
+    for (int quant = 0; quant < QUANTS; ++quant)
+        values[static_cast<size_t>(quant)] = dequantise_pair_levels(quant);
+    return values;
+}();
 
 /// What stands for a neighbour that isn't intra.
 constexpr mpeg4_prediction_store no_neighbour = {1024, {}, {}};
@@ -239,8 +280,10 @@ intra_block read_intra_block(Mpeg4Decoder* dec, Mpeg4Macroblock* mb, const intra
         const mpeg4_scan_kind scan = !ac_pred   ? MPEG4_SCAN_ZIGZAG
                                      : from_top ? MPEG4_SCAN_HORIZONTAL
                                                 : MPEG4_SCAN_VERTICAL;
-        read_levels(&dec->bits, TABLE_INTRA, mpeg4_scan[scan].data(), 0, block,
-                    [](int level) { return static_cast<int16_t>(level); });
+        read_levels(
+            &dec->bits, TABLE_INTRA, mpeg4_scan[scan].data(), 0, block,
+            [](uint32_t level) { return static_cast<int16_t>(static_cast<int>(level) - MPEG4_PAIR_ZERO); },
+            [](int level) { return static_cast<int16_t>(level); });
         has_ac = true;
     }
     if (ac_pred) {
@@ -292,8 +335,8 @@ void mpeg4_intra_blocks(Mpeg4Decoder* dec, int mb_x, int mb_y, bool ac_pred)
 
 void mpeg4_prefetch_codes(bool intra)
 {
-    constexpr size_t LINE = 64 / sizeof(mpeg4_run_level);
-    const auto& codes = mpeg4_run_level_codes[intra ? TABLE_INTRA : TABLE_INTER];
+    constexpr size_t LINE = 64 / sizeof(mpeg4_run_level_pair);
+    const auto& codes = mpeg4_run_level_pairs[intra ? TABLE_INTRA : TABLE_INTER];
     for (size_t i = 0; i < codes.size(); i += LINE)
         __builtin_prefetch(&codes[i]);
 }
@@ -301,12 +344,19 @@ void mpeg4_prefetch_codes(bool intra)
 mpeg4_residuals mpeg4_read_residuals(Mpeg4Decoder* dec, const Mpeg4Macroblock* mb)
 {
     const int quant = mpeg4_bounded_quant(mb->quant);
+    pair_values damaged;
+    const int16_t* values = damaged.data();
+    if (quant >= 0 && quant < QUANTS) [[likely]]
+        values = inter_values[static_cast<size_t>(quant)].data();
+    else
+        damaged = dequantise_pair_levels(quant);
     mpeg4_residuals residuals = {static_cast<uint32_t>(mb->cbp), 0};
     for (int n = 0; n < 6; ++n) {
         if (!(mb->cbp & 32 >> n)) continue;
-        const int last =
-            read_levels(&dec->bits, TABLE_INTER, mpeg4_scan[MPEG4_SCAN_ZIGZAG].data(), -1, dec->block[n],
-                        [quant](int level) { return mpeg4_dequantise(level, quant); });
+        const int last = read_levels(
+            &dec->bits, TABLE_INTER, mpeg4_scan[MPEG4_SCAN_ZIGZAG].data(), -1, dec->block[n],
+            [values](uint32_t level) { return values[level]; },
+            [quant](int level) { return mpeg4_dequantise(level, quant); });
         if (last == 0) residuals.dc_only |= 32u >> n;
     }
     return residuals;

@@ -280,6 +280,37 @@ constexpr run_level_table spread_run_levels(const run_row (&rows)[Rows])
     return table;
 }
 
+using run_level_pairs = std::array<mpeg4_run_level_pair, 4096>;
+
+/// The level of the code that `bits`, 12 of them, begin with, as a pair holds it.
+constexpr uint32_t pair_level(const mpeg4_run_level& code, size_t bits)
+{
+    const bool negative = bits >> (12 - code.length) & 1;
+    return static_cast<uint32_t>(MPEG4_PAIR_ZERO + (negative ? -code.level : code.level));
+}
+
+constexpr run_level_pairs pair_run_levels(const run_level_table& codes)
+{
+    run_level_pairs pairs = {};
+    for (size_t bits = 0; bits < pairs.size(); ++bits) {
+        const mpeg4_run_level& first = codes[bits];
+        if (first.length == 0 || first.length > 12) continue;
+        uint32_t length = first.length;
+        uint32_t second_step = 0;
+        uint32_t second_level = MPEG4_PAIR_ZERO;
+        const size_t rest = bits << length & 4095;
+        const mpeg4_run_level& second = codes[rest];
+        if (first.step < MPEG4_LAST_STEP && second.length != 0 && length + second.length <= 12) {
+            length += second.length;
+            second_step = second.step;
+            second_level = pair_level(second, rest);
+        }
+        pairs[bits].packed = length | static_cast<uint32_t>(first.step) << 4 | pair_level(first, bits) << 12 |
+                             second_step << 18 | second_level << 26;
+    }
+    return pairs;
+}
+
 template <size_t Rows>
 constexpr mpeg4_escape_limits find_limits(const run_row (&rows)[Rows])
 {
@@ -329,6 +360,8 @@ constexpr std::array<std::array<mpeg4_code, 4096>, 2> mpeg4_dc_size = {
     spread_codes<4096>(dc_size_luma_rows, 12), spread_codes<4096>(dc_size_chroma_rows, 12)};
 constexpr std::array<run_level_table, 2> mpeg4_run_level_codes = {spread_run_levels(intra_rows),
                                                                   spread_run_levels(inter_rows)};
+constexpr std::array<run_level_pairs, 2> mpeg4_run_level_pairs = {pair_run_levels(mpeg4_run_level_codes[0]),
+                                                                  pair_run_levels(mpeg4_run_level_codes[1])};
 constexpr std::array<mpeg4_escape_limits, 2> mpeg4_escapes = {find_limits(intra_rows), find_limits(inter_rows)};
 constexpr scan_table mpeg4_scan_raster = scan_raster;
 constexpr scan_table mpeg4_scan = reorder_scans();

@@ -46,6 +46,27 @@ inline constexpr int MPEG4_LAST_STEP = 128;
 /// Tables B-16 and B-17 by the next 12 bits.
 extern const std::array<std::array<mpeg4_run_level, 4096>, 2 /* intra, inter */> mpeg4_run_level_codes;
 
+/// What the next 12 bits hold of whole run-level codes, their signs among them: up to two, the second one only
+/// behind a first without the last flag.
+struct mpeg4_run_level_pair {
+    uint32_t packed;
+    /// Bits of both; 0: an escape, no code, or one of 13 bits.
+    constexpr int length() const { return static_cast<int>(packed & 15); }
+    /// As in mpeg4_run_level; the second one's is 0 when there is no second code.
+    constexpr int first_step() const { return static_cast<int>(packed >> 4 & 255); }
+    constexpr int second_step() const { return static_cast<int>(packed >> 18 & 255); }
+    /// MPEG4_PAIR_ZERO + the level with its sign.
+    constexpr uint32_t first_level() const { return packed >> 12 & 63; }
+    constexpr uint32_t second_level() const { return packed >> 26; }
+};
+
+/// What stands for the level 0 in a pair, and the number of values a level of a pair has.
+inline constexpr int MPEG4_PAIR_ZERO = 32;
+inline constexpr int MPEG4_PAIR_LEVELS = 64;
+
+/// mpeg4_run_level_codes two at a time, by the same 12 bits.
+extern const std::array<std::array<mpeg4_run_level_pair, 4096>, 2 /* intra, inter */> mpeg4_run_level_pairs;
+
 /// The code that all three forms of escape begin with, 7 bits.
 inline constexpr uint32_t MPEG4_ESCAPE = 3;
 

@@ -159,6 +159,40 @@ TEST(Mpeg4Tables, RunLevelCodesAreAHundredAndTwoOfThePossible)
     }
 }
 
+/// The level of the single code that `bits`, 12 of them, begin with.
+int SignedLevel(const mpeg4_run_level& code, size_t bits)
+{
+    return bits >> (12 - code.length) & 1 ? -code.level : code.level;
+}
+
+TEST(Mpeg4Tables, PairsAreWhatTheSingleCodesGiveOneByOne)
+{
+    for (size_t table = 0; table < 2; ++table) {
+        size_t twos = 0;
+        for (size_t bits = 0; bits < 4096; ++bits) {
+            const mpeg4_run_level_pair pair = mpeg4_run_level_pairs[table][bits];
+            const mpeg4_run_level first = mpeg4_run_level_codes[table][bits];
+            if (first.length == 0 || first.length > 12) {
+                ASSERT_EQ(pair.length(), 0) << bits;
+                continue;
+            }
+            ASSERT_EQ(pair.first_step(), first.step) << bits;
+            ASSERT_EQ(static_cast<int>(pair.first_level()) - MPEG4_PAIR_ZERO, SignedLevel(first, bits)) << bits;
+            const size_t rest = bits << first.length & 4095;
+            const mpeg4_run_level second = mpeg4_run_level_codes[table][rest];
+            const bool two =
+                first.step < MPEG4_LAST_STEP && second.length != 0 && first.length + second.length <= 12;
+            twos += two;
+            ASSERT_EQ(pair.length(), first.length + (two ? second.length : 0)) << bits;
+            ASSERT_EQ(pair.second_step(), two ? second.step : 0) << bits;
+            ASSERT_EQ(static_cast<int>(pair.second_level()) - MPEG4_PAIR_ZERO,
+                      two ? SignedLevel(second, rest) : 0)
+                << bits;
+        }
+        EXPECT_GT(twos, 1000u);
+    }
+}
+
 TEST(Mpeg4Tables, BothRunLevelTablesUseTheSameCodes)
 {
     for (size_t i = 0; i < 4096; ++i)
