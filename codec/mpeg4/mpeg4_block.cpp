@@ -28,12 +28,12 @@ struct coefficient {
 /// 7.4.1.3: the three forms of escape, a code too long for the pairs, or an invalid one.
 coefficient read_long(uint64_t window, int table)
 {
-    const mpeg4_run_level longest = mpeg4_run_level_codes[table][window >> 52];
-    if (longest.length != 0) {
-        const bool negative = window >> (64 - longest.length) & 1;
-        return {negative ? -longest.level : longest.level, longest.step, longest.length};
+    if (window >> 57 != MPEG4_ESCAPE) {
+        const mpeg4_run_level code = mpeg4_run_level_codes[table][window >> 52];
+        if (code.length == 0) return {0, 0, BAD_CODE_BITS};
+        const bool negative = window >> (64 - code.length) & 1;
+        return {negative ? -code.level : code.level, code.step, code.length};
     }
-    if (window >> 57 != MPEG4_ESCAPE) return {0, 0, BAD_CODE_BITS};
     window <<= 7;
     if (window >> 62 == 3) {
         window <<= 2;

@@ -355,6 +355,38 @@ TEST_F(Mpeg4Decode, RunThatLeavesTheBlockEndsIt)
     ExpectSamePicture(m_Fed.Picture(), expected);
 }
 
+TEST_F(Mpeg4Decode, RunThatLeavesTheBlockTakesNoneOfTheBitsBehindItsCode)
+{
+    // behind the code that leaves, the next macroblock's header could be read as a code too
+    FeedP([](CMpeg4Writer& w) {
+        w.Code("0 1 1011 1 1").Code("0000011 11 0 111111 1").Bits(0, 12).Code("1 10 0");
+        w.InterMacroblock(6, 2).Skip(7);
+    });
+    TestPicture expected = m_Base;
+    PredictMacroblock(m_Base, &expected, 1, 0, {6, 2}, chroma_default);
+    ExpectSamePicture(m_Fed.Picture(), expected);
+}
+
+TEST_F(Mpeg4Decode, LevelBeforeARunThatLeavesTheBlockCounts)
+{
+    // a level of 4 in the last place: by a code that shares its look-up with another, or by the last code of
+    // all
+    const char* const ends[] = {"0010111 0 10 0", "0000011 11 1 000000 1 000000000100 1"};
+    TestPicture pictures[2];
+    for (int i = 0; i < 2; ++i) {
+        Restore();
+        FeedP([&](CMpeg4Writer& w) {
+            w.Code("0 1 1011 1 1").Code("0000011 11 0 111110 1").Bits(0, 12).Code("1").Code(ends[i]);
+            w.InterMacroblock(6, 2).Skip(7);
+        });
+        pictures[i] = m_Fed.Picture();
+    }
+    TestPicture without = m_Base;
+    PredictMacroblock(m_Base, &without, 1, 0, {6, 2}, chroma_default);
+    EXPECT_NE(pictures[0].Plane[0], without.Plane[0]);
+    ExpectSamePicture(pictures[0], pictures[1]);
+}
+
 TEST_F(Mpeg4Decode, AllFormsOfEscapeSayTheSameLevel)
 {
     // last, run 0, level 4: the code's largest level is 3, so that the first form adds 1 to 3
