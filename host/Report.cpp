@@ -29,18 +29,18 @@ QByteArray MakeReport(const std::vector<ChannelReport>& channels)
 {
     QJsonArray list;
     for (const ChannelReport& channel : channels) {
-        list.append(QJsonObject{{"channel", channel.iChannel + 1},
-                                {"name", QString::fromStdString(EscapeControls(channel.strName))},
-                                {"width", channel.iWidth},
-                                {"height", channel.iHeight},
-                                {"decoded", Number(channel.ulDecoded)},
-                                {"shown", Number(channel.ulShown)},
-                                {"skipped", Number(channel.ulSkipped)},
-                                {"without_cell", Number(channel.ulWithoutCell)},
-                                {"not_convertible", Number(channel.ulNotConvertible)},
-                                {"refused", Number(channel.ulRefused)},
-                                {"bytes", Number(channel.ulBytes)},
-                                {"first_picture_ms", static_cast<qint64>(channel.iFirstPictureMs)}});
+        list.append(QJsonObject{{"channel", channel.channel + 1},
+                                {"name", QString::fromStdString(EscapeControls(channel.name))},
+                                {"width", channel.width},
+                                {"height", channel.height},
+                                {"decoded", Number(channel.decoded)},
+                                {"shown", Number(channel.shown)},
+                                {"skipped", Number(channel.skipped)},
+                                {"without_cell", Number(channel.withoutCell)},
+                                {"not_convertible", Number(channel.notConvertible)},
+                                {"refused", Number(channel.refused)},
+                                {"bytes", Number(channel.bytes)},
+                                {"first_picture_ms", static_cast<qint64>(channel.firstPictureMs)}});
     }
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
@@ -53,16 +53,15 @@ QString DescribeChannel(const ChannelReport& channel)
 {
     // One substitution for each part: a name may hold place marks itself.
     return QStringLiteral("channel %1 \"%2\": %3x%4, ")
-               .arg(QString::number(channel.iChannel + 1),
-                    QString::fromStdString(EscapeControls(channel.strName)), QString::number(channel.iWidth),
-                    QString::number(channel.iHeight)) +
+               .arg(QString::number(channel.channel + 1), QString::fromStdString(EscapeControls(channel.name)),
+                    QString::number(channel.width), QString::number(channel.height)) +
            QStringLiteral(
                "%1 pictures decoded, %2 shown, %3 without a cell, %4 not convertible, %5 refused, "
                "%6 skipped, first after %7 ms")
-               .arg(QString::number(channel.ulDecoded), QString::number(channel.ulShown),
-                    QString::number(channel.ulWithoutCell), QString::number(channel.ulNotConvertible),
-                    QString::number(channel.ulRefused), QString::number(channel.ulSkipped),
-                    QString::number(channel.iFirstPictureMs));
+               .arg(QString::number(channel.decoded), QString::number(channel.shown),
+                    QString::number(channel.withoutCell), QString::number(channel.notConvertible),
+                    QString::number(channel.refused), QString::number(channel.skipped),
+                    QString::number(channel.firstPictureMs));
 }
 
 QList<int> FindUnshown(const std::vector<ChannelReport>& channels, const QList<int>& asked)
@@ -70,7 +69,7 @@ QList<int> FindUnshown(const std::vector<ChannelReport>& channels, const QList<i
     QList<int> unshown;
     std::copy_if(asked.begin(), asked.end(), std::back_inserter(unshown), [&channels](int number) {
         return std::none_of(channels.begin(), channels.end(), [number](const ChannelReport& channel) {
-            return channel.iChannel + 1 == number && channel.ulShown > 0;
+            return channel.channel + 1 == number && channel.shown > 0;
         });
     });
     return unshown;

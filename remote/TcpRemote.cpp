@@ -54,8 +54,8 @@ void CTcpRemote::Open()
     GetState()->m_bRunning = true;
     SOCKET socket = INVALID_SOCKET;
     // Directory and device may keep the panels' thread for minutes.
-    RunServing([&socket, endpoints = ReadEndpoints(), strNetAddress = m_strNetAddress] {
-        socket = Connect(LookUpAddress(endpoints, strNetAddress));
+    RunServing([&socket, endpoints = ReadEndpoints(), netAddress = m_strNetAddress] {
+        socket = Connect(LookUpAddress(endpoints, netAddress));
     });
     if (socket == INVALID_SOCKET) {
         GiveBackCell();

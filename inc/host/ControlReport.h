@@ -8,18 +8,18 @@
 
 /// What one channel has done since it was built.
 struct ChannelReport {
-    std::string strName;
-    std::int32_t iChannel = 0;  // from 0
-    std::int32_t iWidth = 0;    // of the stream as its reply gave it, pixels; 0 before the stream is open
-    std::int32_t iHeight = 0;
-    std::uint64_t ulDecoded = 0;         // pictures
-    std::uint64_t ulShown = 0;           // of these, those that came all the way to a window
-    std::uint64_t ulWithoutCell = 0;     // those for which there was no cell
-    std::uint64_t ulNotConvertible = 0;  // those whose width or planes can't be converted
-    std::uint64_t ulSkipped = 0;         // pictures left out because they had grown old
-    std::uint64_t ulRefused = 0;         // messages of which the decoder made no picture
-    std::uint64_t ulBytes = 0;
-    std::int64_t iFirstPictureMs = -1;  // from the opening to the first picture shown; -1 without one
+    std::string name;
+    std::int32_t channel = 0;  // from 0
+    std::int32_t width = 0;    // of the stream as its reply gave it, pixels; 0 before the stream is open
+    std::int32_t height = 0;
+    std::uint64_t decoded = 0;         // pictures
+    std::uint64_t shown = 0;           // of these, those that came all the way to a window
+    std::uint64_t withoutCell = 0;     // those for which there was no cell
+    std::uint64_t notConvertible = 0;  // those whose width or planes can't be converted
+    std::uint64_t skipped = 0;         // pictures left out because they had grown old
+    std::uint64_t refused = 0;         // messages of which the decoder made no picture
+    std::uint64_t bytes = 0;
+    std::int64_t firstPictureMs = -1;  // from the opening to the first picture shown; -1 without one
 };
 
 /// For reports of a container: what the control's channels did. On the host's thread.

@@ -67,11 +67,11 @@ void AvInput::Open(const std::string& spec)
     CheckAv(avformat_find_stream_info(input, nullptr), "read the source");
     const AVCodec* codec = nullptr;
     m_Stream = CheckAv(av_find_best_stream(input, AVMEDIA_TYPE_VIDEO, -1, -1, &codec, 0), "find pictures");
-    m_pDecoder.reset(avcodec_alloc_context3(codec));
-    if (!m_pDecoder) throw std::runtime_error("no memory for a decoder");
-    CheckAv(avcodec_parameters_to_context(m_pDecoder.get(), input->streams[m_Stream]->codecpar), "decode it");
-    m_pDecoder->thread_count = 1;
-    CheckAv(avcodec_open2(m_pDecoder.get(), codec, nullptr), "decode it");
+    m_Decoder.reset(avcodec_alloc_context3(codec));
+    if (!m_Decoder) throw std::runtime_error("no memory for a decoder");
+    CheckAv(avcodec_parameters_to_context(m_Decoder.get(), input->streams[m_Stream]->codecpar), "decode it");
+    m_Decoder->thread_count = 1;
+    CheckAv(avcodec_open2(m_Decoder.get(), codec, nullptr), "decode it");
 }
 
 bool AvInput::Next()
@@ -81,13 +81,13 @@ bool AvInput::Next()
     return true;
 }
 
-// True when a picture is in m_pFrame.
+// True when a picture is in m_Frame.
 bool AvInput::Receive()
 {
-    const int got = avcodec_receive_frame(m_pDecoder.get(), m_Frame.get());
+    const int got = avcodec_receive_frame(m_Decoder.get(), m_Frame.get());
     if (got == AVERROR(EAGAIN)) return false;
     if (got == AVERROR_EOF) {
-        avcodec_flush_buffers(m_pDecoder.get());
+        avcodec_flush_buffers(m_Decoder.get());
         return false;
     }
     CheckAv(got, "decode the source");
@@ -108,7 +108,7 @@ bool AvInput::Feed()
         if (read == AVERROR_EOF) {
             // What the decoder still holds comes first.
             if (std::exchange(m_Drained, true)) return false;
-            avcodec_send_packet(m_pDecoder.get(), nullptr);
+            avcodec_send_packet(m_Decoder.get(), nullptr);
             return true;
         }
         CheckAv(read, "read the source");
@@ -117,9 +117,9 @@ bool AvInput::Feed()
         if (IsLeftOut()) continue;
         m_Drained = false;
         // A damaged packet costs its picture only.
-        const int sent = avcodec_send_packet(m_pDecoder.get(), m_Packet.get());
+        const int sent = avcodec_send_packet(m_Decoder.get(), m_Packet.get());
         if (sent != AVERROR_INVALIDDATA) CheckAv(sent, "decode the source");
-        if (m_KeysOnly) avcodec_send_packet(m_pDecoder.get(), nullptr);  // so that it comes out at once
+        if (m_KeysOnly) avcodec_send_packet(m_Decoder.get(), nullptr);  // so that it comes out at once
         return true;
     }
 }
@@ -148,7 +148,7 @@ bool AvInput::IsFile() const
 void AvInput::Rewind()
 {
     CheckAv(av_seek_frame(m_Input.get(), m_Stream, 0, AVSEEK_FLAG_BACKWARD), "begin the source anew");
-    avcodec_flush_buffers(m_pDecoder.get());
+    avcodec_flush_buffers(m_Decoder.get());
     m_Drained = false;
 }
 

@@ -52,7 +52,7 @@ class AvInput
     Interrupt m_Interrupt;
     Tap m_Tap;
     AvFormatContext m_Input;
-    AvCodecContext m_pDecoder;
+    AvCodecContext m_Decoder;
     AvFrame m_Frame{av_frame_alloc()};
     AvPacket m_Packet{av_packet_alloc()};
     int m_Stream = -1;

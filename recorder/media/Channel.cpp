@@ -182,13 +182,13 @@ void Channel::ServeCodec(ECodec codec, PictureMaker* maker, const Turn& turn)
 
 void Channel::Serve(Clock::time_point start)
 {
-    IPackets* const packets = m_Setup.m_bPass ? &m_Packets : nullptr;
-    if (m_Loop == 0) m_pMaker = std::make_unique<PictureMaker>(m_Setup, m_Channel, m_Stop, packets);
+    IPackets* const packets = m_Setup.passThrough ? &m_Packets : nullptr;
+    if (m_Loop == 0) m_Maker = std::make_unique<PictureMaker>(m_Setup, m_Channel, m_Stop, packets);
     for (Turn turn = WaitForTurn(start, -1); turn.picture >= 0; turn = WaitForTurn(start, turn.picture)) {
-        if (m_pMaker) m_pMaker->SetView(turn.view);
+        if (m_Maker) m_Maker->SetView(turn.view);
         for (const ECodec codec : {ECodec::Mpeg4, ECodec::H264}) {
             const Turn::For& wanted = turn.until[static_cast<size_t>(codec)];
-            if (wanted.watched && !LeavesToCamera(codec, wanted)) ServeCodec(codec, m_pMaker.get(), turn);
+            if (wanted.watched && !LeavesToCamera(codec, wanted)) ServeCodec(codec, m_Maker.get(), turn);
         }
     }
 }
@@ -199,14 +199,14 @@ bool Channel::LeavesToCamera(ECodec codec, const Turn::For& wanted)
     // A camera can't be asked for a key picture: until its next one comes they are coded anew.
     if (wanted.key || wanted.restart) gate.Rest();
     const PassGate::ETurn turn = gate.Turn(Clock::now());
-    if (turn == PassGate::ETurn::Restart && m_pMaker) m_pMaker->Restart(codec);
+    if (turn == PassGate::ETurn::Restart && m_Maker) m_Maker->Restart(codec);
     return turn == PassGate::ETurn::Leave;
 }
 
 void Channel::CPackets::Opened(const AVCodecParameters& codec)
 {
     const SceneSetup& scene = m_Channel.m_Setup.scene;
-    m_pCheck = std::make_unique<PacketCheck>(codec, scene.width, scene.height);
+    m_Check = std::make_unique<PacketCheck>(codec, scene.width, scene.height);
     m_Channel.gate.Opened();
 }
 
@@ -216,7 +216,7 @@ void Channel::CPackets::OnPacket(const AVPacket& packet)
         m_Channel.gate.Rest();
         return;
     }
-    const h264::Checked checked = m_pCheck->Check(packet);
+    const h264::Checked checked = m_Check->Check(packet);
     if (m_Channel.gate.Take(checked, m_Channel.m_Setup.stream.checksum, Clock::now()))
         SaySource(m_Channel.m_Channel, m_Channel.m_Setup.source, "H.264 is coded anew: " + checked.why);
 }
@@ -229,7 +229,7 @@ void Channel::Run(Clock::time_point start)
     } catch (const std::exception& e) {
         std::fprintf(stderr, "watchwall-recorder: channel %d: %s\n", m_Channel + 1, e.what());
     }
-    m_pMaker.reset();
+    m_Maker.reset();
 }
 
 }  // namespace recorder

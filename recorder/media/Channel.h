@@ -23,9 +23,9 @@ namespace recorder
 struct ChannelSetup {
     SceneSetup scene;
     std::string source = "scene";
-    int channels = 1;     // of the recorder, which share out the second for their key pictures
-    bool m_bPass = true;  // a camera's H.264 goes to clients as it is, when they can read it
-    StreamSetup stream;   // its rate is that of the scene
+    int channels = 1;         // of the recorder, which share out the second for their key pictures
+    bool passThrough = true;  // a camera's H.264 goes to clients as it is, when they can read it
+    StreamSetup stream;       // its rate is that of the scene
 };
 
 // Source and encoders of one channel, without thread or clock.
@@ -96,7 +96,7 @@ class Channel
 
       private:
         Channel& m_Channel;
-        std::unique_ptr<PacketCheck> m_pCheck;
+        std::unique_ptr<PacketCheck> m_Check;
     };
 
     // What others ask of one codec; guarded by m_Mutex.
@@ -141,7 +141,7 @@ class Channel
     Deliver m_Deliver;
     PassGate gate;
     CPackets m_Packets{*this};
-    std::unique_ptr<PictureMaker> m_pMaker;  // null with a loop; the channel's thread only
+    std::unique_ptr<PictureMaker> m_Maker;  // null with a loop; the channel's thread only
 
     std::array<Track, CODECS> m_Tracks;  // the channel's thread only, once it runs
 

@@ -78,7 +78,7 @@ class H264Stream : public ICodecStream
         if (!m_Encoder) {
             m_Encoder = std::make_unique<H264Encoder>(H264Setup{picture.width, picture.height, m_Setup.rate,
                                                                 m_Setup.bitRate, m_Setup.group, m_Setup.entropy,
-                                                                m_Setup.checksum, m_Setup.m_strPreset});
+                                                                m_Setup.checksum, m_Setup.preset});
             m_First = pictureNumber;
         }
         auto coded = std::make_shared<const Coded>(

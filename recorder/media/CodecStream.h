@@ -20,7 +20,7 @@ struct StreamSetup {
     int group = 25;               // pictures from key to key
     EMotion motion = EMotion::Half;
     EEntropy entropy = EEntropy::Cabac;
-    std::string m_strPreset = H264_PRESET;    // of H.264
+    std::string preset = H264_PRESET;         // of H.264
     EChecksum checksum = EChecksum::None;     // of H.264
     size_t maxBytes = MAX_MESSAGE_BYTES - 4;  // of one coded picture of MPEG-4
 };

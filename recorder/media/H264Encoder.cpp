@@ -60,7 +60,7 @@ H264Encoder::State::State(const H264Setup& setup) : m_Setup(setup)
     context.gop_size = setup.group;
     context.max_b_frames = 0;
     context.thread_count = 1;
-    av_opt_set(context.priv_data, "preset", setup.m_strPreset.c_str(), 0);
+    av_opt_set(context.priv_data, "preset", setup.preset.c_str(), 0);
     av_opt_set(context.priv_data, "tune", "zerolatency", 0);
     av_opt_set(context.priv_data, "profile", "main", 0);
     av_opt_set(context.priv_data, "forced-idr", "1", 0);

@@ -25,7 +25,7 @@ struct H264Setup {
     int group = 25;  // pictures from key to key
     EEntropy entropy = EEntropy::Cabac;
     EChecksum checksum = EChecksum::None;
-    std::string m_strPreset = H264_PRESET;
+    std::string preset = H264_PRESET;
 };
 
 // Encodes the H.264 that the smallest decoders read: frames of one slice, I and P, one reference, no 8x8

@@ -26,7 +26,7 @@ LiveSource::LiveSource(std::string spec, const SceneSetup& setup, int channel, c
     : m_Spec(std::move(spec)),
       m_Channel(channel),
       m_Times(times),
-      m_pPackets(pPackets),
+      m_Packets(pPackets),
       m_Stop(stop),
       m_Overlay(setup, channel),
       m_Fit(setup.width, setup.height)
@@ -72,9 +72,9 @@ void LiveSource::Run()
             m_Since = Clock::now();
             m_Late = false;
             AvInput input(m_Spec, [this] { return m_Stop || m_End || IsLate(); });
-            if (m_pPackets != nullptr) {
-                m_pPackets->Opened(input.Codec());
-                input.SetTap([this](const AVPacket& packet) { m_pPackets->OnPacket(packet); });
+            if (m_Packets != nullptr) {
+                m_Packets->Opened(input.Codec());
+                input.SetTap([this](const AVPacket& packet) { m_Packets->OnPacket(packet); });
             }
             Play(input);
         } catch (const std::exception& e) {

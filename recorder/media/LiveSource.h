@@ -51,7 +51,7 @@ class LiveSource : public ISource
     std::string m_Spec;
     int m_Channel;
     Times m_Times;
-    IPackets* m_pPackets;  // null: nobody wants them
+    IPackets* m_Packets;  // null: nobody wants them
     const std::atomic<bool>& m_Stop;
     Clock::time_point m_Since;  // opening, or the latest picture; the reader's thread only
     bool m_Late = false;        // likewise

@@ -29,7 +29,7 @@ struct Mpeg4Encoder::State {
     State(int width, int height, int rate, EMotion motion);
 
     std::vector<uint8_t> Code(AVFrame* frame, bool key, int quant, int64_t tick);
-    // What a decoder makes of the bytes becomes m_pShown.
+    // What a decoder makes of the bytes becomes m_Shown.
     void Decode(const std::vector<uint8_t>& bytes);
     // Lets the encoder spend its turn with rounding type 1; false when it changed its reference by it.
     bool SpendTurn();
@@ -37,7 +37,7 @@ struct Mpeg4Encoder::State {
     int m_Rate;
     EMotion m_Motion;
     AvCodecContext m_Encoder;
-    AvCodecContext m_pDecoder;
+    AvCodecContext m_Decoder;
     AvFrame m_Input{av_frame_alloc()};
     AvFrame m_Shown{av_frame_alloc()};
     AvPacket m_Packet{av_packet_alloc()};
@@ -52,8 +52,8 @@ Mpeg4Encoder::State::State(int width, int height, int rate, EMotion motion) : m_
     const AVCodec* const decoder = avcodec_find_decoder_by_name("mpeg4");
     if (encoder == nullptr || decoder == nullptr) throw std::runtime_error("libavcodec has no MPEG-4");
     m_Encoder.reset(avcodec_alloc_context3(encoder));
-    m_pDecoder.reset(avcodec_alloc_context3(decoder));
-    if (!m_Encoder || !m_pDecoder || !m_Input || !m_Shown || !m_Packet)
+    m_Decoder.reset(avcodec_alloc_context3(decoder));
+    if (!m_Encoder || !m_Decoder || !m_Input || !m_Shown || !m_Packet)
         throw std::runtime_error("no memory for an encoder");
 
     AVCodecContext& context = *m_Encoder;
@@ -71,8 +71,8 @@ Mpeg4Encoder::State::State(int width, int height, int rate, EMotion motion) : m_
     av_opt_set(context.priv_data, "motion_est", motion == EMotion::None ? "zero" : "epzs", 0);
     CheckAv(avcodec_open2(&context, encoder, nullptr), "open the MPEG-4 encoder");
 
-    m_pDecoder->thread_count = 1;
-    CheckAv(avcodec_open2(m_pDecoder.get(), decoder, nullptr), "open the MPEG-4 decoder");
+    m_Decoder->thread_count = 1;
+    CheckAv(avcodec_open2(m_Decoder.get(), decoder, nullptr), "open the MPEG-4 decoder");
 
     m_Input->format = context.pix_fmt;
     m_Input->width = width;
@@ -97,10 +97,10 @@ void Mpeg4Encoder::State::Decode(const std::vector<uint8_t>& bytes)
 {
     CheckAv(av_new_packet(m_Packet.get(), static_cast<int>(bytes.size())), "decode a picture");
     std::memcpy(m_Packet->data, bytes.data(), bytes.size());
-    const int sent = avcodec_send_packet(m_pDecoder.get(), m_Packet.get());
+    const int sent = avcodec_send_packet(m_Decoder.get(), m_Packet.get());
     av_packet_unref(m_Packet.get());
     CheckAv(sent, "decode a picture");
-    CheckAv(avcodec_receive_frame(m_pDecoder.get(), m_Shown.get()), "decode a picture");
+    CheckAv(avcodec_receive_frame(m_Decoder.get(), m_Shown.get()), "decode a picture");
 }
 
 bool Mpeg4Encoder::State::SpendTurn()

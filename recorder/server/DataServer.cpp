@@ -44,7 +44,7 @@ class DataServer::Viewer : public std::enable_shared_from_this<Viewer>
     void Forget() noexcept
     {
         m_Server = nullptr;
-        if (m_pPlayback) m_pPlayback->Stop();
+        if (m_Playback) m_Playback->Stop();
     }
 
     void OnPicture(TimeUs now, const std::shared_ptr<const Coded>& coded)
@@ -80,7 +80,7 @@ class DataServer::Viewer : public std::enable_shared_from_this<Viewer>
         m_Socket.close(ignored);
         m_Timer.cancel();
         m_Stall.cancel();
-        if (m_pPlayback) m_pPlayback->Stop();
+        if (m_Playback) m_Playback->Stop();
         DataServer* const server = std::exchange(m_Server, nullptr);
         if (server == nullptr) return;
         if (m_Streams) server->m_Channels.Watch(m_Counts.channel, m_Counts.codec, -1);
@@ -181,12 +181,12 @@ class DataServer::Viewer : public std::enable_shared_from_this<Viewer>
                 if (self && self->m_Server != nullptr) act(*self, what...);
             };
         };
-        m_pPlayback = std::make_shared<Playback>(
+        m_Playback = std::make_shared<Playback>(
             m_Socket.get_executor(), m_Server->m_Disk,
             Playback::Events{
                 with([iRecord](Viewer& self, PictureSize size) {
                     self.m_Counts.record = iRecord;
-                    ++self.m_Server->m_Counts.m_ulPlayed;
+                    ++self.m_Server->m_Counts.played;
                     self.PushRecorded({MakeDirectReply(EReply::Stream, size.width, size.height), nullptr});
                 }),
                 with([](Viewer& self, const std::shared_ptr<const Coded>& coded) {
@@ -200,7 +200,7 @@ class DataServer::Viewer : public std::enable_shared_from_this<Viewer>
                     else
                         self.Refuse();
                 })});
-        m_pPlayback->Open(path);
+        m_Playback->Open(path);
     }
 
     void PushRecorded(Item item)
@@ -327,7 +327,7 @@ class DataServer::Viewer : public std::enable_shared_from_this<Viewer>
         m_Taken = Now();
         m_Queued -= SizeOf(m_Queue.front());
         m_Queue.pop_front();
-        if (m_pPlayback && m_Queue.empty()) m_pPlayback->Continue();
+        if (m_Playback && m_Queue.empty()) m_Playback->Continue();
         Pump();
     }
 
@@ -335,7 +335,7 @@ class DataServer::Viewer : public std::enable_shared_from_this<Viewer>
     asio::ip::tcp::socket m_Socket;
     asio::steady_timer m_Timer;  // for the request; then of a trickle
     asio::steady_timer m_Stall;  // of a client that is played to
-    std::shared_ptr<Playback> m_pPlayback;
+    std::shared_ptr<Playback> m_Playback;
     FrameReader m_Reader{STREAM_REQUEST_BYTES};
     std::array<uint8_t, 256> m_Buffer{};
     bool m_Asked = false;

@@ -59,7 +59,7 @@ class DataServer
         uint64_t turnedAway = 0;  // no room
         uint64_t refused = 0;     // no request, no such channel, no such record, no such mode
         uint64_t queries = 0;
-        uint64_t m_ulPlayed = 0;  // records
+        uint64_t played = 0;  // records
         uint64_t timeouts = 0;
         uint64_t harmed = 0;  // frames
     };

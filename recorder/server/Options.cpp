@@ -116,7 +116,7 @@ struct TextTable {
     int controlPort = -1;  // not given
     int dataPort = -1;
     std::string faultsOn = "video";
-    std::string m_strPass = "auto";
+    std::string pass = "auto";
     std::vector<std::string> sources;
     std::string sourcesFile;
     bool channels = false;  // their number was given
@@ -176,7 +176,7 @@ void Declare(CLI::App& app, Options& options, TextTable& texts)
         ->group("Pictures")
         ->check(CLI::IsMember({"cabac", "cavlc"}))
         ->capture_default_str();
-    app.add_option("--preset", options.m_strPreset, "effort of the H.264 encoder: ultrafast to medium")
+    app.add_option("--preset", options.preset, "effort of the H.264 encoder: ultrafast to medium")
         ->type_name("HOW")
         ->group("Pictures")
         ->check(CLI::IsMember({"ultrafast", "superfast", "veryfast", "faster", "fast", "medium"}))
@@ -196,7 +196,7 @@ void Declare(CLI::App& app, Options& options, TextTable& texts)
                    "file with URL, name and size for each channel; only its owner may read it")
         ->type_name("FILE")
         ->group("Pictures");
-    app.add_option("--pass-through", texts.m_strPass,
+    app.add_option("--pass-through", texts.pass,
                    "auto: H.264 of a camera goes to clients as it is when they can read it; never")
         ->type_name("WHEN")
         ->group("Pictures")
@@ -217,18 +217,16 @@ void Declare(CLI::App& app, Options& options, TextTable& texts)
     app.add_flag("--mark", options.scene.mark, "put the picture's number into a corner, for programs to read")
         ->group("Pictures");
 
-    app.add_option("--store", options.m_strStore,
-                   "keep what channels stream as records in FOLDER (nothing is kept)")
+    app.add_option("--store", options.store, "keep what channels stream as records in FOLDER (nothing is kept)")
         ->type_name("FOLDER")
         ->group("Records");
-    app.add_option("--store-size", options.m_iStoreBytes, "bytes of records at most; the oldest make room")
+    app.add_option("--store-size", options.storeBytes, "bytes of records at most; the oldest make room")
         ->type_name("SIZE")
         ->group("Records")
         ->transform(CLI::AsSizeValue(false))
         ->check(CLI::Range(int64_t{1} << 20, int64_t{1} << 50))
         ->default_str("1G");
-    app.add_flag("--records", options.m_bListRecords, "list the records of the store and end")
-        ->group("Records");
+    app.add_flag("--records", options.listRecords, "list the records of the store and end")->group("Records");
 
     app.add_option("--listen", texts.listen, "address to serve on")
         ->type_name("ADDRESS")
@@ -398,7 +396,7 @@ std::string Complete(Options& options, const TextTable& texts)
                        : texts.checksum == "32" ? EChecksum::ThirtyTwo
                                                 : EChecksum::None;
     // The mark stands in pictures that are coded here only.
-    options.m_bPass = texts.m_strPass == "auto" && !options.scene.mark;
+    options.passThrough = texts.pass == "auto" && !options.scene.mark;
     // A recorder among others, whose directory takes a free port, takes free ones here too.
     const bool amongOthers = options.directoryPort == 0;
     const auto port = [&](int given, uint16_t usual) {
@@ -410,8 +408,8 @@ std::string Complete(Options& options, const TextTable& texts)
     options.faults.delay = static_cast<TimeUs>(texts.delayMs * MILLISECOND);
     if (options.group == 0) options.group = options.scene.rate;
     if (auto wrong = ApplySources(options, texts); !wrong.empty()) return wrong;
-    if (options.m_bListRecords && options.m_strStore.empty()) return "--records: of which --store?";
-    if (options.m_iStoreBytes < options.channels * STORE_BYTES_PER_CHANNEL)
+    if (options.listRecords && options.store.empty()) return "--records: of which --store?";
+    if (options.storeBytes < options.channels * STORE_BYTES_PER_CHANNEL)
         return "--store-size: each channel needs 1M at least";
     if (options.loopSeconds > 0 && std::any_of(options.sources.begin(), options.sources.end(), IsLive))
         return "--loop: a live source can't be encoded in advance";

@@ -25,7 +25,7 @@ struct Options {
     int group = 0;  // pictures; never 0 after parsing
     EMotion motion = EMotion::Half;
     EEntropy entropy = EEntropy::Cabac;
-    std::string m_strPreset = H264_PRESET;
+    std::string preset = H264_PRESET;
     EChecksum checksum = EChecksum::None;
     std::vector<std::string> sources;  // one for each channel; may hold passwords
     struct Size {
@@ -35,11 +35,11 @@ struct Options {
     };
     std::vector<Size> sizes;  // one for each channel; that of m_Scene stands for those that name none
     int loopSeconds = 0;
-    bool m_bPass = true;
+    bool passThrough = true;
 
-    std::string m_strStore;  // empty: nothing is kept
-    int64_t m_iStoreBytes = int64_t{1} << 30;
-    bool m_bListRecords = false;
+    std::string store;  // empty: nothing is kept
+    int64_t storeBytes = int64_t{1} << 30;
+    bool listRecords = false;
 
     uint32_t listen = 0x7F000001;
     uint16_t directoryPort = 6800;

@@ -57,7 +57,7 @@ json DataEntry(const DataServer& server)
     const auto& counts = server.Counts();
     return {{"connections", counts.connections}, {"turned away", counts.turnedAway},
             {"refused", counts.refused},         {"queries", counts.queries},
-            {"played", counts.m_ulPlayed},       {"timeouts", counts.timeouts},
+            {"played", counts.played},           {"timeouts", counts.timeouts},
             {"harmed frames", counts.harmed},    {"clients", clients}};
 }
 
@@ -192,7 +192,7 @@ json MakeReport(const ReportInput& input)
           {"timeouts", control.timeouts},
           {"turned away", control.turnedAway}}},
         {"data", DataEntry(input.data)},
-        {"store", StoreEntry(input.m_pStore)},
+        {"store", StoreEntry(input.store)},
         {"faults", HarmDone(input.rendezvousRoad.GetFaults().Counts(), input.deviceRoad.GetFaults().Counts())},
         {"totals",
          {{"pictures", pictures},

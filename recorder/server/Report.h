@@ -25,7 +25,7 @@ struct CodecCounts {
 // What a report is made of; read during the call only.
 struct ReportInput {
     const Options& options;
-    const Store* m_pStore;  // null when nothing is kept
+    const Store* store;  // null when nothing is kept
     double seconds;
     const std::vector<CodecCounts>& channels;
     const DirectoryServer& directory;

@@ -71,10 +71,10 @@ class Server::Channels : public IChannels, public IDirectChannels
         setup.stream.group = options.group;
         setup.stream.motion = options.motion;
         setup.stream.entropy = options.entropy;
-        setup.stream.m_strPreset = options.m_strPreset;
+        setup.stream.preset = options.preset;
         setup.stream.checksum = options.checksum;
         setup.channels = options.channels;
-        setup.m_bPass = options.m_bPass;
+        setup.passThrough = options.passThrough;
         // A loop is made of whole groups, so that its last picture leads over to its first.
         const int pictures = options.loopSeconds * options.scene.rate;
         const int groups = std::max(1, (pictures + options.group - 1) / options.group);
@@ -136,7 +136,7 @@ class Server::Channels : public IChannels, public IDirectChannels
         const bool h264 = watching.direct[static_cast<size_t>(ECodec::H264)] > 0;
         const bool mpeg4 = watching.link || watching.direct[static_cast<size_t>(ECodec::Mpeg4)] > 0;
         Of(channel).SetWatched(h264, ECodec::H264);
-        Of(channel).SetWatched(mpeg4 || (h264 && !m_Options.m_strStore.empty()), ECodec::Mpeg4);
+        Of(channel).SetWatched(mpeg4 || (h264 && !m_Options.store.empty()), ECodec::Mpeg4);
     }
 
     const Options& m_Options;
@@ -178,7 +178,7 @@ Server::Server(Options options)
     OpenStore();
     m_Channels = std::make_unique<Channels>(
         m_Options, [this, posted = std::make_shared<std::atomic<int>>(0)](int channel, auto coded) {
-            if (m_pStore) m_pStore->Keep(channel, coded);
+            if (m_Store) m_Store->Keep(channel, coded);
             if (*posted >= MAX_POSTED * m_Options.channels) {
                 m_Channels->WantKey(channel, coded->codec);
                 return false;
@@ -215,7 +215,7 @@ Server::Server(Options options)
     data.dropAfter = static_cast<TimeUs>(m_Options.dropAfterSeconds * SECOND);
     data.faults = m_Options.directFaults;
     data.seed = m_Options.seed + 2;
-    if (m_pStore) data.m_PathOfRecord = [this](int id) { return m_pStore->PathOf(id); };
+    if (m_Store) data.m_PathOfRecord = [this](int id) { return m_Store->PathOf(id); };
     m_Data = std::make_unique<DataServer>(m_Context, data, *m_Channels);
 }
 
@@ -228,14 +228,14 @@ Server::~Server()
 
 void Server::OpenStore()
 {
-    if (m_Options.m_strStore.empty()) return;
+    if (m_Options.store.empty()) return;
     StoreSetup setup;
-    setup.folder = m_Options.m_strStore;
-    setup.maxBytes = m_Options.m_iStoreBytes;
+    setup.folder = m_Options.store;
+    setup.maxBytes = m_Options.storeBytes;
     for (const auto& size : m_Options.sizes)
         setup.sizes.push_back({size.width, size.height});
     setup.clock = [] { return std::chrono::local_seconds(std::chrono::seconds(WallClockNow() / 100)); };
-    m_pStore = std::make_unique<Store>(std::move(setup));
+    m_Store = std::make_unique<Store>(std::move(setup));
 }
 
 void Server::Run(ESignals signals, const std::function<void(const Server&)>& ready)
@@ -362,7 +362,7 @@ nlohmann::json Server::Report() const
     std::vector<CodecCounts> channels;
     for (const auto& channel : m_Channels->All())
         channels.push_back({channel->Counts(ECodec::Mpeg4), channel->Counts(ECodec::H264), channel->Passing()});
-    return MakeReport({m_Options, m_pStore.get(), static_cast<double>(Now() - m_Started) / SECOND, channels,
+    return MakeReport({m_Options, m_Store.get(), static_cast<double>(Now() - m_Started) / SECOND, channels,
                        *m_Directory, *m_Rendezvous, *m_Device, *m_Control, *m_Data, *m_RendezvousRoad,
                        *m_DeviceRoad});
 }
@@ -383,8 +383,8 @@ void SayRecords(const std::string& folder)
 int RunRecorder(const Options& options)
 {
     try {
-        if (options.m_bListRecords) {
-            SayRecords(options.m_strStore);
+        if (options.listRecords) {
+            SayRecords(options.store);
             return 0;
         }
         Server server(options);

@@ -68,7 +68,7 @@ class Server
     asio::steady_timer m_Timer;
     asio::steady_timer m_Limit;
     asio::signal_set m_Signals;
-    std::unique_ptr<Store> m_pStore;  // outlives the channels, whose threads give it pictures
+    std::unique_ptr<Store> m_Store;  // outlives the channels, whose threads give it pictures
     std::unique_ptr<Channels> m_Channels;
     std::unique_ptr<DirectoryServer> m_Directory;
     std::unique_ptr<UdpRoad> m_RendezvousRoad;

@@ -39,7 +39,7 @@ class CP2PSession : public CMyP2P
     explicit CP2PSession(const SessionOptions& options = {});
     ~CP2PSession() override;
 
-    /// Opens the socket, registers under `strName` and fetches the user list; the connected flag is set on full
+    /// Opens the socket, registers under `name` and fetches the user list; the connected flag is set on full
     /// success only. A failure goes to the debugger output. Owner's thread; blocks up to half a minute.
     void Start(const std::string& name);
 
@@ -54,7 +54,7 @@ class CP2PSession : public CMyP2P
     void SendMessage(const std::string& peer, std::span<const std::uint8_t> message);
 
     /// Waits for the next message of whatever channel and puts it into `buffer`, the sender's name (33 bytes)
-    /// into `szName`. Returns its bytes; 0, or what was there of a begun message, when the session or `cancel`
+    /// into `name`. Returns its bytes; 0, or what was there of a begun message, when the session or `cancel`
     /// ends the wait. A message that doesn't fit is dropped and counted. There is no time-out. When it had to
     /// wait, the calling thread goes on holding the receive lock, until ReleaseReceiveLock. Not with shared
     /// receiving, which queues nothing for it.

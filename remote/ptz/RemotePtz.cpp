@@ -6,8 +6,8 @@
 std::int32_t CRemotePtz::Send(const char* command) const
 {
     std::int32_t result = -1;
-    RunServing([&result, strAddress = m_strAddress, strCommand = MakeTextCommand(command, m_iDevID)] {
-        result = SendTextCommand(strAddress, strCommand);
+    RunServing([&result, address = m_strAddress, text = MakeTextCommand(command, m_iDevID)] {
+        result = SendTextCommand(address, text);
     });
     return result;
 }

@@ -15,12 +15,12 @@ namespace
 ChannelReport Named(const char* name)
 {
     ChannelReport channel;
-    channel.strName = name;
-    channel.iChannel = 6;
-    channel.iWidth = 352;
-    channel.iHeight = 288;
-    channel.ulDecoded = 5;
-    channel.ulShown = 4;
+    channel.name = name;
+    channel.channel = 6;
+    channel.width = 352;
+    channel.height = 288;
+    channel.decoded = 5;
+    channel.shown = 4;
     return channel;
 }
 
@@ -33,10 +33,10 @@ TEST(ReportTest, ANameWithPlaceMarksStandsAsItIs)
 TEST(ReportTest, PicturesThatNobodySawStandApart)
 {
     ChannelReport channel = Named("gate");
-    channel.ulDecoded = 50;
-    channel.ulWithoutCell = 20;
-    channel.ulNotConvertible = 21;
-    channel.ulRefused = 2;
+    channel.decoded = 50;
+    channel.withoutCell = 20;
+    channel.notConvertible = 21;
+    channel.refused = 2;
     EXPECT_EQ(
         DescribeChannel(channel).toStdString(),
         "channel 7 \"gate\": 352x288, 50 pictures decoded, 4 shown, 20 without a cell, 21 not convertible, "
@@ -45,7 +45,7 @@ TEST(ReportTest, PicturesThatNobodySawStandApart)
     for (const char* part : {"\"shown\": 4", "\"without_cell\": 20", "\"not_convertible\": 21"})
         EXPECT_NE(report.find(part), std::string::npos) << part;
     EXPECT_TRUE(FindUnshown({channel}, {7}).isEmpty());
-    channel.ulShown = 0;
+    channel.shown = 0;
     EXPECT_EQ(FindUnshown({channel}, {7, 8}), (QList<int>{7, 8}));
 }
 

@@ -249,7 +249,7 @@ TEST_P(PresetTest, StaysWithinWhatClientsRead)
         setup.height = 144;
         setup.group = 5;
         setup.entropy = entropy;
-        setup.m_strPreset = GetParam();
+        setup.preset = GetParam();
         H264Encoder encoder(setup);
         h264::Subset subset(176, 144, MAX_H264_BYTES);
         for (int i = 0; i < 12; ++i) {

@@ -14,7 +14,7 @@ extern "C" {
 namespace recorder
 {
 
-CDecoder::CDecoder(const char* name) : m_pFrame(av_frame_alloc()), m_pPacket(av_packet_alloc())
+CDecoder::CDecoder(const char* name) : m_Frame(av_frame_alloc()), m_pPacket(av_packet_alloc())
 {
     const AVCodec* const codec = avcodec_find_decoder_by_name(name);
     m_pContext.reset(avcodec_alloc_context3(codec));
@@ -28,16 +28,16 @@ Picture CDecoder::Decode(const std::vector<uint8_t>& bytes)
     std::memcpy(m_pPacket->data, bytes.data(), bytes.size());
     CheckAv(avcodec_send_packet(m_pContext.get(), m_pPacket.get()), "decode");
     av_packet_unref(m_pPacket.get());
-    CheckAv(avcodec_receive_frame(m_pContext.get(), m_pFrame.get()), "decode");
+    CheckAv(avcodec_receive_frame(m_pContext.get(), m_Frame.get()), "decode");
     Picture picture;
-    picture.Resize(m_pFrame->width, m_pFrame->height);
+    picture.Resize(m_Frame->width, m_Frame->height);
     std::vector<uint8_t>* const planes[3] = {&picture.y, &picture.u, &picture.v};
     for (int plane = 0; plane < 3; ++plane) {
-        const int width = plane == 0 ? m_pFrame->width : m_pFrame->width / 2;
-        const int height = plane == 0 ? m_pFrame->height : m_pFrame->height / 2;
+        const int width = plane == 0 ? m_Frame->width : m_Frame->width / 2;
+        const int height = plane == 0 ? m_Frame->height : m_Frame->height / 2;
         for (int y = 0; y < height; ++y)
             std::memcpy(planes[plane]->data() + ptrdiff_t{y} * width,
-                        m_pFrame->data[plane] + ptrdiff_t{y} * m_pFrame->linesize[plane],
+                        m_Frame->data[plane] + ptrdiff_t{y} * m_Frame->linesize[plane],
                         static_cast<size_t>(width));
     }
     return picture;

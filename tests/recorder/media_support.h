@@ -19,7 +19,7 @@ class CDecoder
 
   private:
     AvCodecContext m_pContext;
-    AvFrame m_pFrame;
+    AvFrame m_Frame;
     AvPacket m_pPacket;
 };
 

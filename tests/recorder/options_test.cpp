@@ -304,18 +304,18 @@ TEST(OptionsTest, RecordsNeedAFolderAndRoomForEachChannel)
 {
     const ParsedOptions kept = Parse({"--store", "/tmp/x", "--store-size", "20M"});
     ASSERT_TRUE(kept.run) << kept.say;
-    EXPECT_EQ(kept.options.m_strStore, "/tmp/x");
-    EXPECT_EQ(kept.options.m_iStoreBytes, 20 << 20);
-    EXPECT_EQ(Parse({}).options.m_strStore, "");
+    EXPECT_EQ(kept.options.store, "/tmp/x");
+    EXPECT_EQ(kept.options.storeBytes, 20 << 20);
+    EXPECT_EQ(Parse({}).options.store, "");
     EXPECT_THAT(Parse({"--records"}).say, HasSubstr("--store"));
     EXPECT_THAT(Parse({"--channels", "16", "--store", "x", "--store-size", "15M"}).say, HasSubstr("1M"));
 }
 
 TEST(OptionsTest, PicturesWithAMarkAreNotPassedThrough)
 {
-    EXPECT_TRUE(Parse({}).options.m_bPass);
-    EXPECT_FALSE(Parse({"--pass-through", "never"}).options.m_bPass);
-    EXPECT_FALSE(Parse({"--mark"}).options.m_bPass);
+    EXPECT_TRUE(Parse({}).options.passThrough);
+    EXPECT_FALSE(Parse({"--pass-through", "never"}).options.passThrough);
+    EXPECT_FALSE(Parse({"--mark"}).options.passThrough);
     EXPECT_FALSE(Parse({"--pass-through", "sometimes"}).run);
 }
 

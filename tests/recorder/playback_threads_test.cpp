@@ -26,8 +26,8 @@ class PlaybackTest : public testing::Test
   protected:
     std::vector<const char*> Arguments(const std::vector<const char*>& more = {}) const
     {
-        std::vector<const char*> all{"--id", "77",         "--channels", "2",       "--mark",          "--gop",
-                                     "5",    "--checksum", "0",          "--store", m_strStore.c_str()};
+        std::vector<const char*> all{"--id", "77",         "--channels", "2",       "--mark",     "--gop",
+                                     "5",    "--checksum", "0",          "--store", store.c_str()};
         all.insert(all.end(), more.begin(), more.end());
         return all;
     }
@@ -54,7 +54,7 @@ class PlaybackTest : public testing::Test
     }
 
     CTestFolder m_Folder;
-    std::string m_strStore = m_Folder.Path("store");
+    std::string store = m_Folder.Path("store");
     std::vector<Bytes> m_Watched;
 };
 
@@ -158,8 +158,7 @@ TEST_F(PlaybackTest, TheListTellsEachRecord)
 {
     Watch(EMode::LiveMpeg4, 5);
     Watch(EMode::LiveMpeg4, 5);
-    const ParsedOptions parsed =
-        ParseOptions(4, std::array{"", "--store", m_strStore.c_str(), "--records"}.data());
+    const ParsedOptions parsed = ParseOptions(4, std::array{"", "--store", store.c_str(), "--records"}.data());
     ASSERT_TRUE(parsed.run) << parsed.say;
     testing::internal::CaptureStdout();
     EXPECT_EQ(RunRecorder(parsed.options), 0);

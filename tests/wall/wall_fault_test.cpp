@@ -185,7 +185,7 @@ TEST(WallFault, OfFortyChannelsThoseBeyondTheLastCellShowNothing)
     };
     for (int channel = 0; channel < ALL; ++channel)
         ASSERT_TRUE(CWall::Until([&] {
-            return (channel < CELLS ? report(channel).ulShown : report(channel).ulWithoutCell) > 2;
+            return (channel < CELLS ? report(channel).shown : report(channel).withoutCell) > 2;
         })) << channel;
     QList<int> all;
     QList<int> beyond;
@@ -194,9 +194,9 @@ TEST(WallFault, OfFortyChannelsThoseBeyondTheLastCellShowNothing)
         const bool cell = channel < CELLS;
         if (!cell) beyond << channel + 1;
         const ChannelReport told = report(channel);
-        EXPECT_EQ(told.ulShown > 0, cell) << channel;
-        EXPECT_EQ(told.ulWithoutCell > 0, !cell) << channel;
-        EXPECT_EQ(told.iFirstPictureMs >= 0, cell) << channel;
+        EXPECT_EQ(told.shown > 0, cell) << channel;
+        EXPECT_EQ(told.withoutCell > 0, !cell) << channel;
+        EXPECT_EQ(told.firstPictureMs >= 0, cell) << channel;
     }
     EXPECT_EQ(FindUnshown(wall.Window().GetChannels(), all), beyond);
 }

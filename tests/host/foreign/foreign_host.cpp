@@ -75,7 +75,7 @@ bool AllPlay(const Host& host)
     if (FAILED(report.Query(*host.embeddings.front().control))) return false;
     if (FAILED(report->GetChannels(channels)) || channels.empty()) return false;
     for (const ChannelReport& channel : channels) {
-        if (channel.ulShown == 0) return false;
+        if (channel.shown == 0) return false;
     }
     return true;
 }
