@@ -52,6 +52,13 @@ void TellUnusable(sqlite3* database, const std::string& path)
     TellFault(path + ": " + sqlite3_errmsg(database) + "; records are not kept, and the file is left as it is");
 }
 
+std::unique_ptr<CGlobalSetting> MakeSetting()
+{
+    auto setting = std::make_unique<CGlobalSetting>();
+    setting->m_bsStorageDrive = GetFixedDataDrives(GetLogicalDrives(), GetSystemDirectoryA(), GetDriveTypeA);
+    return setting;
+}
+
 template <class T>
 T* AddNamed(CFolder& folder, const char* key)
 {
@@ -75,6 +82,8 @@ CNode* FindNode(CFolder& root, Predicate matches)
 }
 
 }  // namespace
+
+CNodeModel::CNodeModel() : m_PanelsThread(std::this_thread::get_id()) {}
 
 CNodeModel::~CNodeModel()
 {
@@ -152,10 +161,8 @@ void CNodeModel::DeleteRoot()
 
 CGlobalSetting* CNodeModel::GetGlobalSetting()
 {
-    CGlobalSetting* const known = CGlobalSetting::GetFound();
     // A walk needs the tree to stand still, so other threads get what the panels' thread has found last.
-    if (known != nullptr && std::this_thread::get_id() != m_PanelsThread) return known;
-    if (known == nullptr) m_PanelsThread = std::this_thread::get_id();
+    if (std::this_thread::get_id() != m_PanelsThread) return GetSettingElsewhere();
     CNode* const found =
         FindNode(*GetRoot(), [](CNode& node) { return dynamic_cast<CGlobalSetting*>(&node) != nullptr; });
     CGlobalSetting* const setting = found ? dynamic_cast<CGlobalSetting*>(found) : CreateGlobalSetting();
@@ -163,15 +170,30 @@ CGlobalSetting* CNodeModel::GetGlobalSetting()
     return setting;
 }
 
+// Asked before the panels' thread has found any, other threads share settings that the tree takes up later.
+CGlobalSetting* CNodeModel::GetSettingElsewhere()
+{
+    const std::lock_guard lock(m_EarlyLock);
+    if (CGlobalSetting* const known = CGlobalSetting::GetFound()) return known;
+    if (!m_pEarly) m_pEarly = MakeSetting();
+    return m_pEarly.get();
+}
+
 CGlobalSetting* CNodeModel::CreateGlobalSetting()
 {
+    CGlobalSetting* setting = nullptr;
+    {
+        const std::lock_guard lock(m_EarlyLock);
+        setting = (m_pEarly ? std::move(m_pEarly) : MakeSetting()).release();
+        CGlobalSetting::SetFound(setting);
+    }
     CLanguage::GetInstance();  // so that the names below have texts
-    auto* const setting = AddNamed<CGlobalSetting>(*GetRoot(), "IDS_GlobalSetting");
+    setting->SetName(CLanguage::GetString("IDS_GlobalSetting"));
+    GetRoot()->Add(setting, nullptr);
     AddNamed<CStorageSetting>(*setting, "IDS_StorageSetting");
     AddNamed<CNetworkSetting>(*setting, "IDS_NetworkSetting");
     AddNamed<CSystemSetting>(*setting, "IDS_SystemSetting");
     AddNamed<CLogSetting>(*setting, "IDS_LogSetting");
-    setting->m_bsStorageDrive = GetFixedDataDrives(GetLogicalDrives(), GetSystemDirectoryA(), GetDriveTypeA);
     return setting;
 }
 

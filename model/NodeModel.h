@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <span>
 #include <string>
 #include <thread>
@@ -12,8 +13,8 @@ class CGlobalSetting;
 struct sqlite3;
 
 /// The singleton that owns the root of the tree; beside it stands the process-wide handle of the database
-/// "dvr.db". The tree, with all operations here that walk it, belongs to the panels' thread; the database and
-/// GetGlobalSetting, once it has been called there, may be used from any thread.
+/// "dvr.db". The tree, with all operations here that walk it, belongs to the panels' thread, which is the one
+/// that makes the singleton; the database and GetGlobalSetting may be used from any thread.
 class CNodeModel
 {
   public:
@@ -28,7 +29,8 @@ class CNodeModel
     void DeleteRoot();
 
     /// The settings: the first CGlobalSetting of the tree, made with its four leaves at the end of the root
-    /// when there is none. The first call belongs to the panels' thread.
+    /// when there is none. Other threads get those that the panels' thread has found last or, before that,
+    /// those that it will put into the tree.
     CGlobalSetting* GetGlobalSetting();
 
     /// The first node in walk order with exactly that name, or null.
@@ -60,11 +62,14 @@ class CNodeModel
     CNodeModel& operator=(const CNodeModel&) = delete;
 
   private:
-    CNodeModel() = default;
+    CNodeModel();
     static bool OpenDatabase();
+    CGlobalSetting* GetSettingElsewhere();
     CGlobalSetting* CreateGlobalSetting();
 
     std::unique_ptr<CFolder> m_pRoot;  // made on the first demand
     CNode* m_pCurrent = nullptr;       // not owned
-    std::thread::id m_PanelsThread;    // written before the settings are first found, read afterwards
+    const std::thread::id m_PanelsThread;
+    std::mutex m_EarlyLock;                    // a leaf lock
+    std::unique_ptr<CGlobalSetting> m_pEarly;  // guarded; asked for by other threads before the tree had any
 };

@@ -8,7 +8,7 @@ namespace
 
 struct CellPool {
     std::mutex lock;                // a leaf lock
-    std::vector<CRenderSub> cells;  // guarded by m_cs; a few dozen at most, searched in order
+    std::vector<CRenderSub> cells;  // guarded by lock; a few dozen at most, searched in order
 };
 
 CellPool& Pool()

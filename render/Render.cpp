@@ -22,8 +22,8 @@ namespace
 // Link threads ask for the renderer while the panels' thread may be letting go of it.
 struct RenderSingleton {
     std::mutex lock;
-    std::shared_ptr<CRender> render;  // guarded by m_cs
-    CRenderFactory factory;           // guarded by m_cs
+    std::shared_ptr<CRender> render;  // guarded by lock
+    CRenderFactory factory;           // guarded by lock
 };
 
 RenderSingleton& Singleton()

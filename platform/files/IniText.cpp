@@ -32,13 +32,13 @@ struct CIniText::Line {
     std::size_t begin = 0;
     std::size_t end = 0;  // behind the line feed
     bool section = false;
-    std::string_view Name;   // of the section or key; empty when the line has no meaning
-    std::string_view Value;  // with its quotes
+    std::string_view name;   // of the section or key; empty when the line has no meaning
+    std::string_view value;  // with its quotes
 };
 
 struct CIniText::Section {
     std::size_t begin = 0;  // of its header's line
-    std::size_t Body = 0;   // behind its header's line
+    std::size_t body = 0;   // behind its header's line
     std::size_t end = 0;
 };
 
@@ -62,10 +62,10 @@ CIniText::Line CIniText::LineAt(std::size_t begin) const
     if (text.starts_with(';')) return line;
     if (text.starts_with('[') && text.find(']') != std::string_view::npos) {
         line.section = true;
-        line.Name = TrimBlanks(text.substr(1, text.find(']') - 1));
+        line.name = TrimBlanks(text.substr(1, text.find(']') - 1));
     } else if (const auto equals = text.find('='); !text.starts_with('[') && equals != std::string_view::npos) {
-        line.Name = TrimBlanks(text.substr(0, equals));
-        line.Value = TrimBlanks(text.substr(equals + 1));
+        line.name = TrimBlanks(text.substr(0, equals));
+        line.value = TrimBlanks(text.substr(equals + 1));
     }
     return line;
 }
@@ -81,7 +81,7 @@ bool CIniText::FindSection(std::string_view name, Section& section) const
             section.end = at;
             return true;
         }
-        if (EqualIgnoringCase(line.Name, TrimBlanks(name))) {
+        if (EqualIgnoringCase(line.name, TrimBlanks(name))) {
             found = true;
             section = {line.begin, line.end, m_strText.size()};
         }
@@ -93,9 +93,9 @@ bool CIniText::FindKey(const Section& section, std::string_view key, Line& line)
 {
     const std::string_view wanted = TrimBlanks(key);
     if (wanted.empty()) return false;
-    for (std::size_t at = section.Body; at < section.end; at = line.end) {
+    for (std::size_t at = section.body; at < section.end; at = line.end) {
         line = LineAt(at);
-        if (EqualIgnoringCase(line.Name, wanted)) return true;
+        if (EqualIgnoringCase(line.name, wanted)) return true;
     }
     return false;
 }
@@ -105,7 +105,7 @@ bool CIniText::Find(std::string_view section, std::string_view key, std::string&
     Section found;
     Line line;
     if (!FindSection(section, found) || !FindKey(found, key, line)) return false;
-    value = WithoutQuotes(line.Value);
+    value = WithoutQuotes(line.value);
     return true;
 }
 
@@ -121,7 +121,7 @@ std::vector<std::string> CIniText::SectionNames() const
     Line line;
     for (std::size_t at = 0; at < m_strText.size(); at = line.end) {
         line = LineAt(at);
-        if (line.section) names.emplace_back(line.Name);
+        if (line.section) names.emplace_back(line.name);
     }
     return names;
 }
@@ -132,9 +132,9 @@ std::vector<std::string> CIniText::KeyNames(std::string_view section) const
     Section found;
     if (!FindSection(section, found)) return names;
     Line line;
-    for (std::size_t at = found.Body; at < found.end; at = line.end) {
+    for (std::size_t at = found.body; at < found.end; at = line.end) {
         line = LineAt(at);
-        if (!line.Name.empty()) names.emplace_back(line.Name);
+        if (!line.name.empty()) names.emplace_back(line.name);
     }
     return names;
 }
@@ -169,12 +169,12 @@ bool CIniText::Set(std::string_view section, std::string_view key, std::string_v
     if (FindKey(found, key, line)) {
         // The key's spelling and the blanks around the sign stay as the user wrote them.
         auto begin = m_strText.find('=', line.begin) + 1;
-        if (!line.Value.empty()) begin = static_cast<std::size_t>(line.Value.data() - m_strText.data());
-        m_strText.replace(begin, line.Value.size(), value);
+        if (!line.value.empty()) begin = static_cast<std::size_t>(line.value.data() - m_strText.data());
+        m_strText.replace(begin, line.value.size(), value);
         return true;
     }
-    std::size_t at = found.Body;
-    for (std::size_t next = found.Body; next < found.end; next = line.end) {
+    std::size_t at = found.body;
+    for (std::size_t next = found.body; next < found.end; next = line.end) {
         line = LineAt(next);
         const auto text = std::string_view(m_strText).substr(next, line.end - next);
         if (text.find_first_not_of(NOTHING_TO_SEE) != std::string_view::npos) at = line.end;

@@ -65,6 +65,12 @@ UserPlace ChooseUserPlace(const std::string& folder, const std::string& userFold
     fs::create_directories(userFolder + "/config", error);
     if (!fs::is_directory(userFolder, error))
         return {{}, folder + " can't be written, and " + userFolder + " can't be made", true};
+    // What stands there already is still read.
+    if (!isWritable(userFolder) || !fs::is_directory(userFolder + "/config", error) ||
+        !isWritable(userFolder + "/config"))
+        return {userFolder,
+                folder + " can't be written, nor can " + userFolder + "; settings and records aren't kept",
+                true};
     UserPlace place{userFolder, folder + " can't be written; settings and records go to " + userFolder};
     error = CopyMissingFile(folder / fs::path(DATABASE), userFolder / fs::path(DATABASE));
     if (error) {

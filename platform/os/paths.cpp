@@ -32,11 +32,11 @@ bool HasDrive(std::string_view path)
 }
 
 struct ModulePlace {
-    std::mutex Lock;
+    std::mutex lock;
     std::string named;  // by SetModuleDirectory
     // What was chosen for a folder; chosen once, because choosing may fill the user's folder.
     std::string folder;
-    UserPlace User;
+    UserPlace user;
 };
 
 ModulePlace& ModuleDirectory()
@@ -115,12 +115,12 @@ std::string UserFolderFor(const std::string& folder)
     auto& directory = ModuleDirectory();
     UserPlace chosen;
     {
-        const std::lock_guard lock(directory.Lock);
+        const std::lock_guard lock(directory.lock);
         if (!directory.named.empty()) return {};
-        if (folder == directory.folder) return directory.User.folder;
+        if (folder == directory.folder) return directory.user.folder;
         chosen = ChooseUserPlace(folder, UserFolderOf(folder), IsFolderWritable);
         directory.folder = folder;
-        directory.User = chosen;
+        directory.user = chosen;
     }
     if (chosen.notice.empty() || !IsNews(chosen.notice)) return chosen.folder;
     if (chosen.fault || NamedHome() != nullptr)
@@ -186,7 +186,7 @@ std::string GetModuleDirectory()
 {
     auto& directory = ModuleDirectory();
     {
-        const std::lock_guard lock(directory.Lock);
+        const std::lock_guard lock(directory.lock);
         if (!directory.named.empty()) return directory.named;
     }
     return WithBackslash(SystemPath(ModuleFolder()));
@@ -195,9 +195,9 @@ std::string GetModuleDirectory()
 void SetModuleDirectory(std::string_view path)
 {
     auto& directory = ModuleDirectory();
-    const std::lock_guard lock(directory.Lock);
+    const std::lock_guard lock(directory.lock);
     directory.folder.clear();
-    directory.User = {};
+    directory.user = {};
     directory.named = path.empty() ? "" : WithBackslash(SystemPath(AbsoluteFolder(path)));
 }
 

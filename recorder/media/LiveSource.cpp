@@ -71,11 +71,10 @@ void LiveSource::Run()
         try {
             m_Since = Clock::now();
             m_Late = false;
+            m_KeysOnly = false;
             AvInput input(m_Spec, [this] { return m_Stop || m_End || IsLate(); });
-            if (m_Packets != nullptr) {
-                m_Packets->Opened(input.Codec());
-                input.SetTap([this](const AVPacket& packet) { m_Packets->OnPacket(packet); });
-            }
+            if (m_Packets != nullptr) m_Packets->Opened(input.Codec());
+            input.SetTap([this](const AVPacket& packet) { OnPacket(packet); });
             Play(input);
         } catch (const std::exception& e) {
             if (m_Stop || m_End) return;
@@ -114,8 +113,16 @@ void LiveSource::Play(AvInput& input)
             const std::lock_guard lock(m_Mutex);
             idle = Clock::now() - m_Asked >= m_Times.idleAfter;
         }
-        input.SetKeysOnly(idle && !input.IsFile());
+        m_KeysOnly = idle && !input.IsFile();
+        input.SetKeysOnly(m_KeysOnly);
     }
+}
+
+// A source whose pictures are left out isn't silent, however rare its key pictures are.
+void LiveSource::OnPacket(const AVPacket& packet)
+{
+    if (m_KeysOnly) m_Since = Clock::now();
+    if (m_Packets != nullptr) m_Packets->OnPacket(packet);
 }
 
 void LiveSource::Publish(const AVFrame& frame)

@@ -43,6 +43,7 @@ class LiveSource : public ISource
     // the reader's thread only
     void Run();
     void Play(AvInput& input);
+    void OnPacket(const AVPacket& packet);
     void Publish(const AVFrame& frame);
     void Fail(const std::string& why);
     bool IsLate();
@@ -53,8 +54,10 @@ class LiveSource : public ISource
     Times m_Times;
     IPackets* m_Packets;  // null: nobody wants them
     const std::atomic<bool>& m_Stop;
-    Clock::time_point m_Since;  // opening, or the latest picture; the reader's thread only
-    bool m_Late = false;        // likewise
+    // The reader's thread only.
+    Clock::time_point m_Since;  // opening, or the latest picture; with key pictures only, the latest packet
+    bool m_Late = false;
+    bool m_KeysOnly = false;
 
     // the caller's thread only
     OverlayPainter m_Overlay;

@@ -73,7 +73,7 @@ class CP2PSession : public CMyP2P
     /// How long ago a message came, milliseconds.
     std::uint32_t AgeOf(const CMessageRouter::Message& message) const { return Now() - message.tick; }
 
-    /// SessionOptions::m_ulRequestRepeatMs.
+    /// SessionOptions::requestRepeatMs.
     std::uint32_t GetRequestRepeatMs() const { return m_ulRequestRepeatMs; }
 
     /// Gives back the receive lock however often the calling thread took it. Every thread that received calls

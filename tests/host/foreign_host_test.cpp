@@ -62,8 +62,8 @@ TEST_F(ForeignHostTest, EndsInAnyWayWithOneControlOrTwoAndPicturesOnTheScreen)
     }
 }
 
-// While the process ends: the windows take the controls' along, whose panels stay as they are. With pictures on
-// the screen the toolkit itself does not live to see it.
+// While the process ends: the windows take the controls' along, whose panels stay as they are. Nothing is
+// played, as no window may be deleted before: of its own accord the toolkit crashes in the last ones then.
 TEST_F(ForeignHostTest, HasItsWindowsInStaticStorage)
 {
     for (const int controls : {1, 2}) {

@@ -375,6 +375,15 @@ TEST_F(DeviceLinkTest, AVictimInWhoseNameOneAcknowledgementCameGetsLessAndLess)
     EXPECT_THAT(m_Link.Clients(), SizeIs(0));
 }
 
+TEST_F(DeviceLinkTest, ARequestInTheNameOfAVictimKeepsNoChannelCoding)
+{
+    Watch(ALICE, 0);
+    Say(BOB, EMessage::Data, Request(0));
+    EXPECT_TRUE(m_Channels.m_Watched[0]);
+    Say(ALICE, EMessage::Logout);
+    EXPECT_FALSE(m_Channels.m_Watched[0]) << "nobody who is known to be there looks any more";
+}
+
 TEST_F(DeviceLinkTest, AReplyThatWasLostComesAgain)
 {
     Say(ALICE, EMessage::Data, Request(0));

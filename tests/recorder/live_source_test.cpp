@@ -7,6 +7,7 @@
 
 #include <asio.hpp>
 #include <chrono>
+#include <set>
 
 #include "recorder/media/Mpeg4Encoder.h"
 #include "tests/recorder/media_support.h"
@@ -30,7 +31,7 @@ SceneSetup SmallSetup()
     return setup;
 }
 
-// A camera: grey pictures, one lighter than the other.
+// A camera: dark pictures with a grey square in the middle.
 class CCamera
 {
   public:
@@ -46,20 +47,25 @@ class CCamera
         m_iNumber = 0;
         return true;
     }
-    // The reader may have gone meanwhile.
+    // Each fifth picture builds on no other.
     void Send(int luma, int count = 1)
+    {
+        for (int i = 0; i < count; ++i)
+            SendOne(luma, m_iNumber % 5 == 0);
+    }
+    // The reader may have gone meanwhile.
+    void SendOne(int luma, bool key)
     {
         Picture picture;
         picture.Resize(320, 240);
-        std::fill(picture.y.begin(), picture.y.end(), static_cast<uint8_t>(luma));
+        // A square alone: a change of the whole picture would be coded as a key picture.
+        std::fill(picture.y.begin(), picture.y.end(), uint8_t{40});
+        for (int row = 96; row < 144; ++row)
+            std::fill_n(picture.y.begin() + row * 320 + 144, 32, static_cast<uint8_t>(luma));
         std::fill(picture.u.begin(), picture.u.end(), uint8_t{128});
         std::fill(picture.v.begin(), picture.v.end(), uint8_t{128});
-        for (int i = 0; i < count; ++i, ++m_iNumber) {
-            asio::error_code ignored;
-            asio::write(m_Socket,
-                        asio::buffer(m_pEncoder->Encode(picture, m_iNumber, m_iNumber % 5 == 0, 4).bytes),
-                        ignored);
-        }
+        asio::error_code ignored;
+        asio::write(m_Socket, asio::buffer(m_pEncoder->Encode(picture, m_iNumber++, key, 4).bytes), ignored);
     }
     void HangUp() { m_Socket.close(); }
 
@@ -121,8 +127,22 @@ TEST(LiveSourceTest, UnwatchedItGoesOnWithKeyPicturesOnly)
     ASSERT_TRUE(camera.Accept());
     camera.Send(40, MANY);
     ASSERT_TRUE(Shows(source, 40));
-    camera.Send(200, MANY);
-    EXPECT_TRUE(Shows(source, 200));
+    for (int group = 0; group < MANY / 5; ++group) {
+        camera.SendOne(200, true);
+        for (int i = 0; i < 4; ++i)
+            camera.SendOne(90, false);
+    }
+    camera.SendOne(150, true);
+    for (int i = 0; i < 20; ++i)
+        camera.SendOne(90, false);
+    std::set<int> seen;
+    for (const auto end = Clock::now() + seconds(10); !seen.contains(150) && Clock::now() < end;) {
+        const int luma = MiddleOf(source, 0);
+        for (const int sent : {40, 90, 150, 200})
+            if (std::abs(luma - sent) <= 4) seen.insert(sent);
+    }
+    EXPECT_TRUE(seen.contains(150)) << "all of it has been read";
+    EXPECT_FALSE(seen.contains(90)) << "a picture between key pictures was decoded";
 }
 
 TEST(LiveSourceTest, ASourceThatGoesSilentIsOpenedAgainWithANoticeMeanwhile)
@@ -200,6 +220,48 @@ TEST(LiveSourceTest, TheAgeIsDrawnBelowTheName)
     std::vector<uint8_t> pixels(size_t{4} * 320 * 240);
     plain.Draw(0, pixels.data(), picture);
     EXPECT_LT(brightest(20, 36), 60) << "nothing else stands there";
+}
+
+// Looks, without a further picture, until something bright stands where the age is drawn.
+TEST(LiveSourceTest, TheAgeDrawnIsThePicturesOwn)
+{
+    CCamera camera;
+    auto times = Times(seconds(20));
+    times.ageShownFrom = milliseconds(1500);
+    LiveSource source(camera.Url(), SmallSetup(), 0, NEVER_STOP, times);
+    ASSERT_TRUE(camera.Accept());
+    camera.Send(200, MANY);
+    ASSERT_TRUE(Shows(source, 200));
+    Picture picture;
+    int brightest = 0;
+    for (const auto end = Clock::now() + seconds(15); brightest <= 200 && Clock::now() < end;
+         std::this_thread::sleep_for(milliseconds(5))) {
+        source.Read(0, picture);
+        brightest = *std::max_element(picture.y.begin() + 20 * 320, picture.y.begin() + 36 * 320);
+    }
+    EXPECT_GT(brightest, 200) << "it is never told that the picture is old";
+}
+
+// A camera of our days sends a key picture each ten seconds or more rarely.
+TEST(LiveSourceTest, UnwatchedASourceWithRareKeyPicturesIsNotTakenForSilent)
+{
+    CCamera camera;
+    auto times = Times(milliseconds(1500));
+    times.idleAfter = milliseconds(0);
+    LiveSource source(camera.Url(), SmallSetup(), 0, NEVER_STOP, times);
+    ASSERT_TRUE(camera.Accept());
+    camera.Send(200, MANY);
+    ASSERT_TRUE(Shows(source, 200));
+    testing::internal::CaptureStderr();
+    // Twice the deadline, without one that builds on no other.
+    for (const auto end = Clock::now() + 2 * times.deadline; Clock::now() < end;
+         std::this_thread::sleep_for(milliseconds(20)))
+        camera.SendOne(200, false);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    camera.SendOne(150, true);
+    for (int i = 0; i < 20; ++i)
+        camera.SendOne(150, false);
+    EXPECT_TRUE(Shows(source, 150)) << "the connection is still the first one";
 }
 
 TEST(LiveSourceTest, ItEndsWhileItsSourceIsSilent)

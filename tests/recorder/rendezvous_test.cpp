@@ -255,6 +255,8 @@ TEST_F(RendezvousTest, MadeUpLoginsOfOneAddressTakeOnlyItsOwnShare)
     Login(ALICE, "alice", 2000);
     EXPECT_THAT(m_Sink.Take(), SizeIs(1)) << "the same address gets in all the same";
     EXPECT_EQ(m_Rendezvous.Users(), 33U);
+    Say({0x0A000001, 1}, "elsewhere", EMessage::GetUsers, {}, 2001);
+    EXPECT_THAT(m_Sink.Take(), SizeIs(33)) << "no other address made room";
 }
 
 TEST_F(RendezvousTest, WhoWasHeardAgainStaysWhenRoomIsMade)

@@ -76,4 +76,17 @@ TEST_F(D3DSurfaceRemakeTest, UninitEndsTheTries)
     EXPECT_EQ(CountTries(2 * CD3DSurfaceRender::REMAKE_FRAMES), 0);
 }
 
+TEST_F(D3DSurfaceRemakeTest, RefusedFramesAreCountedAnewForEachLoss)
+{
+    EXPECT_EQ(CountTries(3), 0);
+    m_pAdapter->SetFault(EDeviceStep::CreateDevice, false);
+    m_Render.Uninit();
+    ASSERT_EQ(m_Render.Init(CELL), 1);
+    m_pAdapter->SetState(EDeviceState::NotReset);
+    m_pAdapter->SetFault(EDeviceStep::CreateDevice, true, EDeviceResult::NotAvailable);
+    ASSERT_EQ(Show(), 0) << "the frame that rebuilds";
+    EXPECT_EQ(CountTries(CD3DSurfaceRender::REMAKE_FRAMES - 1), 0);
+    EXPECT_EQ(CountTries(1), 1);
+}
+
 }  // namespace

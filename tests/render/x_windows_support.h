@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <X11/Xlib-xcb.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
+#include <xcb/xcb.h>
 
 #include <chrono>
 #include <map>
@@ -38,6 +40,27 @@ class CXWindows : public CRecordingBackend
         m_Windows[handle] = CreateWindow(x, width, height);
         m_Leases.at(handle).Lend(m_Windows[handle]);
         XDestroyWindow(m_pDisplay, former);
+        XSync(m_pDisplay, 0);
+    }
+
+    // A window that is lent before the server knows it; MakeAnnounced makes it.
+    HWND Announce()
+    {
+        const HWND handle{static_cast<std::int32_t>(m_Windows.size()) + 1};
+        m_Windows[handle] = xcb_generate_id(XGetXCBConnection(m_pDisplay));
+        m_Leases.try_emplace(handle, handle).first->second.Lend(m_Windows[handle]);
+        return handle;
+    }
+    void MakeAnnounced(HWND handle, int width, int height)
+    {
+        xcb_connection_t* const connection = XGetXCBConnection(m_pDisplay);
+        const auto window = static_cast<xcb_window_t>(m_Windows[handle]);
+        const std::uint32_t unmanaged = 1;
+        xcb_create_window(
+            connection, XCB_COPY_FROM_PARENT, window, static_cast<xcb_window_t>(DefaultRootWindow(m_pDisplay)),
+            0, 0, static_cast<std::uint16_t>(width), static_cast<std::uint16_t>(height), 0,
+            XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, XCB_CW_OVERRIDE_REDIRECT, &unmanaged);
+        xcb_map_window(connection, window);
         XSync(m_pDisplay, 0);
     }
 

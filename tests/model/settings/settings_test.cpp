@@ -105,6 +105,28 @@ TEST_F(Settings, FindsTheFirstSettingsOfTheWalkAtEachCall)
     EXPECT_EQ(model->GetRoot()->GetCount(), 2) << "none was made";
 }
 
+TEST_F(Settings, AnotherThreadThatAsksFirstTouchesNoTreeAndGetsWhatThePanelsGet)
+{
+    CNodeModel* const model = CNodeModel::GetInstance();
+    CGlobalSetting* seen = nullptr;
+    CGlobalSetting* again = nullptr;
+    std::thread([&] {
+        seen = model->GetGlobalSetting();
+        again = model->GetGlobalSetting();
+    }).join();
+    ASSERT_NE(seen, nullptr);
+    EXPECT_EQ(again, seen);
+    EXPECT_EQ(model->GetRoot()->GetCount(), 0) << "the tree is the panels' thread's";
+    EXPECT_EQ(model->GetGlobalSetting(), seen);
+    EXPECT_EQ(seen->GetParent(), model->GetRoot());
+    EXPECT_EQ(seen->GetCount(), 4);
+    // The panels go on to see a change of their tree.
+    model->GetRoot()->Remove(seen);
+    std::thread([&] { again = model->GetGlobalSetting(); }).join();
+    EXPECT_EQ(model->GetRoot()->GetCount(), 0);
+    EXPECT_EQ(model->GetGlobalSetting(), again);
+}
+
 TEST_F(Settings, AreMadeAnewWhenTheyWereRemovedOrTheRootWentDown)
 {
     CNodeModel* const model = CNodeModel::GetInstance();

@@ -25,9 +25,17 @@ bool Never(const std::string& /*folder*/)
 {
     return false;
 }
+bool NotTheModule(const std::string& folder)
+{
+    return !folder.ends_with("/module");
+}
 bool Always(const std::string& /*folder*/)
 {
     return true;
+}
+bool OnlyAUsersFolder(const std::string& folder)
+{
+    return folder.find("/data/watchwall") != std::string::npos;
 }
 
 void FillModule(const CTestFolder& folder)
@@ -53,7 +61,7 @@ TEST(ModulePlace, TheUsersFolderBeginsWithTheDatabaseAlone)
 {
     const CTestFolder folder;
     FillModule(folder);
-    const UserPlace place = ChooseUserPlace(folder.Path("module"), folder.Path("user/w"), Never);
+    const UserPlace place = ChooseUserPlace(folder.Path("module"), folder.Path("user/w"), NotTheModule);
     EXPECT_EQ(place.folder, folder.Path("user/w"));
     EXPECT_EQ(place.notice,
               folder.Path("module") + " can't be written; settings and records go to " + place.folder);
@@ -69,11 +77,11 @@ TEST(ModulePlace, WhatTheUserHasIsNeverWrittenOver)
     const CTestFolder folder;
     FillModule(folder);
     folder.Write("user/dvr.db", "mine");
-    EXPECT_FALSE(ChooseUserPlace(folder.Path("module"), folder.Path("user"), Never).fault);
+    EXPECT_FALSE(ChooseUserPlace(folder.Path("module"), folder.Path("user"), NotTheModule).fault);
     EXPECT_EQ(folder.Read("user/dvr.db"), "mine");
     fs::remove(folder.Path("user/dvr.db"));
     ASSERT_EQ(::symlink("/nowhere", folder.Path("user/dvr.db").c_str()), 0);
-    ChooseUserPlace(folder.Path("module"), folder.Path("user"), Never);
+    ChooseUserPlace(folder.Path("module"), folder.Path("user"), NotTheModule);
     EXPECT_TRUE(fs::is_symlink(folder.Path("user/dvr.db")));
 }
 
@@ -82,7 +90,7 @@ TEST(ModulePlace, TheCopyOfAReadOnlyDatabaseCanBeWritten)
     const CTestFolder folder;
     FillModule(folder);
     fs::permissions(folder.Path("module/dvr.db"), fs::perms::owner_read);
-    ChooseUserPlace(folder.Path("module"), folder.Path("user"), Never);
+    ChooseUserPlace(folder.Path("module"), folder.Path("user"), NotTheModule);
     EXPECT_NE(fs::status(folder.Path("user/dvr.db")).permissions() & fs::perms::owner_write, fs::perms::none);
 }
 
@@ -97,13 +105,27 @@ TEST(ModulePlace, WithoutAUsersFolderItStaysAndSaysSo)
     EXPECT_THAT(place.notice, HasSubstr("can't be made"));
 }
 
+TEST(ModulePlace, AUsersFolderThatCantBeWrittenIsReadAndToldAsThat)
+{
+    const CTestFolder folder;
+    FillModule(folder);
+    folder.Write("user/dvr.db", "mine");
+    const UserPlace place = ChooseUserPlace(folder.Path("module"), folder.Path("user"), Never);
+    EXPECT_EQ(place.folder, folder.Path("user"));
+    EXPECT_TRUE(place.fault);
+    EXPECT_EQ(place.notice, folder.Path("module") + " can't be written, nor can " + folder.Path("user") +
+                                "; settings and records aren't kept");
+    folder.Write("other/config", "in the way of the folder");
+    EXPECT_TRUE(ChooseUserPlace(folder.Path("module"), folder.Path("other"), NotTheModule).fault);
+}
+
 TEST(ModulePlace, ADatabaseThatCantBeCopiedIsTold)
 {
     const CTestFolder folder;
     FillModule(folder);
     const std::string part = "user/dvr.db." + std::to_string(::getpid()) + ".part";
     folder.Write(part + "/in the way", "");
-    const UserPlace place = ChooseUserPlace(folder.Path("module"), folder.Path("user"), Never);
+    const UserPlace place = ChooseUserPlace(folder.Path("module"), folder.Path("user"), NotTheModule);
     EXPECT_EQ(place.folder, folder.Path("user"));
     EXPECT_TRUE(place.fault);
     EXPECT_THAT(place.notice, HasSubstr("without dvr.db: "));
@@ -116,7 +138,7 @@ class UserFolder : public testing::Test
     UserFolder()
     {
         FillModule(m_Folder);
-        SetFolderTest(Never);
+        SetFolderTest(OnlyAUsersFolder);
         m_Former = SetDebugListener([this](std::string_view text) { m_strHeard += text; });
     }
     ~UserFolder() override

@@ -164,6 +164,17 @@ TEST_F(EglDeviceTest, WindowThatIsGoneCostsItsFrameOnly)
     EXPECT_PIXEL(stays, 5, 95, 0x2040C0U);
 }
 
+TEST_F(EglDeviceTest, WindowThatTheServerDoesNotKnowYetCostsItsFramesUntilItDoes)
+{
+    const HWND window = m_Windows.Announce();
+    Fill(0x2040C0, 0x10A030);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_FALSE(Show(window)) << "nothing came to a window";
+    m_Windows.MakeAnnounced(window, 100, 100);
+    EXPECT_TRUE(Show(window)) << "a failure is not kept";
+    EXPECT_PIXEL(window, 5, 95, 0x2040C0U);
+}
+
 TEST_F(EglDeviceTest, PictureBeingWrittenIsNotShown)
 {
     const HWND window = m_Windows.Create(0, 100, 100);
