@@ -33,7 +33,7 @@ struct Options {
         int height = 0;
         bool operator==(const Size&) const = default;
     };
-    std::vector<Size> sizes;  // one for each channel; that of m_Scene stands for those that name none
+    std::vector<Size> sizes;  // one for each channel; that of `scene` stands for those that name none
     int loopSeconds = 0;
     bool passThrough = true;
 

@@ -47,7 +47,7 @@ class CScriptedClient
     struct Received {
         Endpoint from;
         Bytes bytes;
-        WireMessage message;  // into m_Bytes
+        WireMessage message;  // into `bytes`
     };
     // The next datagram of this type; others are kept out of the way. Data is acknowledged.
     std::optional<Received> Await(EMessage type);
