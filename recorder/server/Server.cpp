@@ -263,6 +263,7 @@ void Server::Run(ESignals signals, const std::function<void(const Server&)>& rea
     StartChannels();
     Tick();
     m_Context.run();
+    if (m_Store) m_Store->Sync();  // so that the report counts every picture that was given
 }
 
 void Server::Stop()
