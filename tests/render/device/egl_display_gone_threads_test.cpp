@@ -49,7 +49,7 @@ TEST(EglDisplayGoneTest, EveryFrameEndsAndTheRestIsDropped)
     CXServer server;
     const CTestVariable display("DISPLAY", server.Name().c_str());
     const CTestVariable software("LIBGL_ALWAYS_SOFTWARE", "1");
-    auto* const windows = new CXWindows;  // closing its connection would ask the server
+    static auto* const windows = new CXWindows;  // kept: closing its connection would ask the server
     ASSERT_NE(windows->m_pDisplay, nullptr);
     auto wall = std::make_shared<Wall>();
     ASSERT_NE(wall->render.Init(HWND{1000}), 0);
