@@ -94,8 +94,8 @@ TEST_F(InstallTest, HostOfTheEmbeddingPageIsBuiltFromThePackageAndRuns)
     const Outcome configured =
         Execute(Quoted(WATCHWALL_CMAKE) + " --fresh -G " + Quoted(WATCHWALL_GENERATOR) + " -S " +
                 Quoted(source) + " -B " + Quoted(build) + " -D CMAKE_PREFIX_PATH=" + Quoted(Prefix()) +
-                " -D CMAKE_CXX_COMPILER=" + Quoted(WATCHWALL_COMPILER) +
-                " -D CMAKE_CXX_COMPILER_LAUNCHER=" + Quoted(WATCHWALL_LAUNCHER));
+                " -D CMAKE_CXX_COMPILER=" + Quoted(WATCHWALL_COMPILER) + " -D CMAKE_CXX_COMPILER_LAUNCHER=" +
+                Quoted(WATCHWALL_LAUNCHER) + " -D CMAKE_CXX_FLAGS=" + Quoted(WATCHWALL_SANITIZER_FLAGS));
     ASSERT_EQ(configured.status, 0) << configured.output;
     const Outcome built = Execute(Quoted(WATCHWALL_CMAKE) + " --build " + Quoted(build));
     ASSERT_EQ(built.status, 0) << built.output;
