@@ -38,12 +38,7 @@ void CUdpRemote::StartLink()
     GetState()->m_bRunning = true;
     m_pCounters->firstPictureMs.store(-1, std::memory_order_relaxed);
     m_pLink = std::make_shared<CUdpLink>(GetState(), m_pSession, m_pCounters, m_iNetID, m_iDevID);
-    m_hThread = CreateThread(
-        [link = m_pLink] {
-            link->Run();
-            return 0U;
-        },
-        "udp link");
+    m_hThread = CreateThread([link = m_pLink] { link->Run(); }, "udp link");
 }
 
 void CUdpRemote::LetGo()

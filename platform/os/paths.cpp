@@ -176,12 +176,6 @@ std::string GetModuleFileNameA()
     return GetModuleDirectory() + "activex.ocx";
 }
 
-std::string GetExecutableFileNameA()
-{
-    std::error_code error;
-    return SystemPath(fs::read_symlink("/proc/self/exe", error).native());
-}
-
 std::string GetModuleDirectory()
 {
     auto& directory = ModuleDirectory();

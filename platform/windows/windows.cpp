@@ -59,12 +59,6 @@ void UnregisterWindow(HWND window)
     DropSent(*gone.queue, window);
 }
 
-bool IsWindow(HWND window)
-{
-    const std::lock_guard lock(g_WaitLock);
-    return Windows().contains(window);
-}
-
 void* GetNativeWindow(HWND window)
 {
     const std::lock_guard lock(g_WaitLock);
@@ -154,19 +148,9 @@ void ServeToolkitUntil(const std::function<bool()>& ended)
     if (IWindowBackend* const backend = g_pBackend.load()) backend->ServeUntil(ended);
 }
 
-bool GetClientRect(HWND window, RECT& rect)
-{
-    return AskBackend(false, [&](IWindowBackend& backend) { return backend.GetClientRect(window, rect); });
-}
-
 bool SetWindowPos(HWND window, const RECT& rect)
 {
     return AskBackend(false, [&](IWindowBackend& backend) { return backend.SetWindowPos(window, rect); });
-}
-
-bool ShowWindow(HWND window, bool visible)
-{
-    return AskBackend(false, [&](IWindowBackend& backend) { return backend.ShowWindow(window, visible); });
 }
 
 std::int32_t MessageBoxA(HWND owner, std::string_view text, std::string_view caption, std::uint32_t type)
