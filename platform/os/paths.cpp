@@ -126,7 +126,7 @@ std::string UserFolderFor(const std::string& folder)
     if (chosen.fault || NamedHome() != nullptr)
         LogFault("GetModuleDirectory", chosen.notice);
     else
-        LogLine(LOG_MESSAGE, "GetModuleDirectory", chosen.notice);
+        LogLine(ELogLevel::Message, "GetModuleDirectory", chosen.notice);
     return chosen.folder;
 }
 

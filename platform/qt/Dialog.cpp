@@ -85,7 +85,7 @@ void CDialog::Call(ETell tell, THandler handler) noexcept
 
 void CDialog::Tell(ETell tell, const char* fault) const
 {
-    LogLine(LOG_ERROR, "CDialog::Tell", std::string("dialog: a handler failed: ") + fault);
+    LogLine(ELogLevel::Error, "CDialog::Tell", std::string("dialog: a handler failed: ") + fault);
     if (tell == ETell::User) MessageBoxA(Handle(), fault, "Watchwall", MB_OK | MB_ICONERROR);
 }
 

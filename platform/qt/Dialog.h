@@ -19,10 +19,9 @@ class QPainter;
 /// holds it and gets its window by Create.
 ///
 /// The window's life: Create or DoModal makes it and calls OnCreate; OnCreateControls; OnInitDialog; then it is
-/// shown. It goes by DestroyWindow, with its parent, or by EndDialog
-/// at the latest: OnDestroy is called while the controls still stand, parents before their children. A derived
-/// class whose OnDestroy has work to do calls DestroyWindow in its destructor, as the base's destructor can no
-/// longer reach it. Panels' thread only.
+/// shown. It goes by DestroyWindow, with its parent, or after EndDialog: OnDestroy is called while the controls
+/// still stand, parents before their children. A derived class whose OnDestroy has work to do calls
+/// DestroyWindow in its destructor, as the base's destructor can no longer reach it. Panels' thread only.
 class CDialog : public IPreTranslate
 {
   public:

@@ -73,7 +73,7 @@ void CTcpLink::Run()
     try {
         Receive();
     } catch (const std::exception& fault) {
-        LogLine(LOG_WARNING, "CTcpLink::Run", m_pState->GetName() + " ends: " + fault.what());
+        LogLine(ELogLevel::Warning, "CTcpLink::Run", m_pState->GetName() + " ends: " + fault.what());
     }
     CleanUp();
 }
@@ -121,7 +121,7 @@ bool CTcpLink::OpenPicture()
     m_iCodec = bH264 ? CODEC_ID_H264 : CODEC_ID_MPEG4;
     if (m_iWidth < 0 || m_iHeight < 0 || !IsWithinLimit({m_iWidth, m_iHeight})) {
         // As a decoder that does not open: the stream goes on and nothing of it is shown or recorded.
-        LogLine(LOG_WARNING, "CTcpLink::OpenPicture",
+        LogLine(ELogLevel::Warning, "CTcpLink::OpenPicture",
                 m_pState->GetName() + ": pictures of " + std::to_string(m_iWidth) + " x " +
                     std::to_string(m_iHeight) + ", at most " + std::to_string(PICTURE_LIMIT_SAMPLES) +
                     " samples are shown");

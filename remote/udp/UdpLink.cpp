@@ -47,7 +47,7 @@ void CUdpLink::Run()
     try {
         if (m_pSession) Receive();
     } catch (const std::exception& fault) {
-        LogLine(LOG_WARNING, "CUdpLink::Run",
+        LogLine(ELogLevel::Warning, "CUdpLink::Run",
                 "channel " + std::to_string(m_iDevID + 1) + " of " + std::to_string(m_iNetID) +
                     " ends: " + fault.what());
     }
@@ -85,7 +85,7 @@ void CUdpLink::OpenPicture()
     m_pCounters->height.store(iHeight, std::memory_order_relaxed);
     if (!IsWithinLimit(m_Reply)) {
         // As a decoder that does not open: the channel stays open and every message of it is refused.
-        LogLine(LOG_WARNING, "CUdpLink::OpenPicture",
+        LogLine(ELogLevel::Warning, "CUdpLink::OpenPicture",
                 "channel " + std::to_string(m_iDevID + 1) + " of " + std::to_string(m_iNetID) +
                     ": pictures of " + std::to_string(iWidth) + " x " + std::to_string(iHeight) + ", at most " +
                     std::to_string(PICTURE_LIMIT_SAMPLES) + " samples are shown");
