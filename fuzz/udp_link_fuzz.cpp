@@ -12,7 +12,7 @@
 
 #include "codec/codec.h"
 #include "remote/DeviceState.h"
-#include "remote/udp/StreamReply.h"
+#include "remote/link/LinkPicture.h"
 #include "remote/udp/UdpLink.h"
 #include "render/Render.h"
 

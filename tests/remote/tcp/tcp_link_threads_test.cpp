@@ -72,6 +72,31 @@ TEST_F(TcpLink, PicturesAreDecodedAndShownInOrder)
     EXPECT_EQ(m_Events.CountOf("destroy"), 1U);
 }
 
+TEST_F(TcpLink, PicturesAreCountedByWhatBecameOfThem)
+{
+    const auto device = MakeDevice();
+    OpenAndReply(*device);
+    const CLinkCounters& counters = device->GetCounters();
+    std::size_t picture = 0;
+    const auto send = [&](EShowing showing) {
+        m_Showing = showing;
+        SendAndWait(picture, picture + 1);
+        ++picture;
+    };
+    for (const EShowing showing : {EShowing::WithoutCell, EShowing::NotConvertible, EShowing::NotConvertible,
+                                   EShowing::Dropped, EShowing::None})
+        send(showing);
+    EXPECT_EQ(counters.firstPictureMs, -1);
+    for (int i = 0; i < 4; ++i)
+        send(EShowing::Shown);
+    device->Close();
+    EXPECT_EQ(counters.decoded, 9U);
+    EXPECT_EQ(counters.shown, 4U);
+    EXPECT_EQ(counters.withoutCell, 1U);
+    EXPECT_EQ(counters.notConvertible, 2U);
+    EXPECT_EQ(counters.firstPictureMs, 0) << "the clock stands";
+}
+
 TEST_F(TcpLink, TwoOpensStartOneThread)
 {
     const auto device = MakeDevice();
