@@ -13,6 +13,7 @@
 #include "inc/CxLog.h"
 #include "inc/LogLine.h"
 #include "inc/OutputDebugString.h"
+#include "model/settings/SystemSettings.h"
 #include "platform/files/profile.h"
 #include "platform/os/paths.h"
 #include "record/FileNames.h"
@@ -86,6 +87,8 @@ void CTcpLink::Receive()
         const int ready = ::poll(&readable, 1, WAIT_MS);
         if (ready < 0 && errno != EINTR) return;
         if (ready > 0 && !TakeFrame()) return;
+        // A stream that pauses brings no frame that would take what was recorded to the disk.
+        if (ready == 0 && m_pState->m_pMuxer) m_pState->m_pMuxer->Flush();
     }
 }
 
@@ -130,7 +133,9 @@ bool CTcpLink::OpenPicture()
     if (bH264) {
         m_pState->m_pDecoder = std::make_shared<CC264Decoder>(m_iWidth, m_iHeight);
     } else {
-        m_pState->m_pDecoder = std::make_shared<CMpeg4Decoder>(m_iWidth, m_iHeight);
+        const auto decoder = std::make_shared<CMpeg4Decoder>(m_iWidth, m_iHeight);
+        decoder->SetStandardChroma(ReadSettingSwitch(ESetting::StandardChroma));
+        m_pState->m_pDecoder = decoder;
     }
     m_pRender = CreateRender();
     if (m_pRender) m_pSurface = m_pRender->CreateSurface(m_iWidth, m_iHeight);
@@ -211,6 +216,14 @@ void CTcpLink::Show(std::int32_t length)
     }
     if (m_pSurface == nullptr) return;
     m_pRender->DisplayClient(frame, m_pSurface, m_pState->m_hRenderWnd);
+    CountShowing(m_pSurface->m_Showing);
+}
+
+void CTcpLink::CountShowing(EShowing showing)
+{
+    if (showing == EShowing::WithoutCell) CLinkCounters::Count(m_pCounters->withoutCell);
+    if (showing == EShowing::NotConvertible) CLinkCounters::Count(m_pCounters->notConvertible);
+    if (showing != EShowing::Shown) return;
     CLinkCounters::Count(m_pCounters->shown);
     if (m_pCounters->firstPictureMs.load(std::memory_order_relaxed) < 0)
         m_pCounters->firstPictureMs.store(m_Setup.clock->TickCount() - m_dwOpenTick, std::memory_order_relaxed);

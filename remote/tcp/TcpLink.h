@@ -14,6 +14,7 @@
 
 class CRender;
 class CSurface;
+enum class EShowing;
 
 /// The port on which a device streams.
 inline constexpr std::uint16_t DATA_PORT = 10061;
@@ -66,6 +67,7 @@ class CTcpLink final : public ILink
     void StopRecord();
     void StartRecord();
     void Show(std::int32_t length);
+    void CountShowing(EShowing showing);
     void CheckRollover();
     void CleanUp();
 

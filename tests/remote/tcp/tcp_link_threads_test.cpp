@@ -4,10 +4,12 @@
 #include <filesystem>
 #include <thread>
 
+#include "codec/decoder.h"
 #include "remote/ptz/RemotePtz.h"
 #include "remote/tcp/TextCommand.h"
 #include "render/CellPool.h"
 #include "tests/remote/tcp/tcp_support.h"
+#include "tests/support/test_picture.h"
 
 namespace
 {
@@ -70,6 +72,85 @@ TEST_F(TcpLink, PicturesAreDecodedAndShownInOrder)
     EXPECT_EQ(m_Events.All().front(), "tell ");
     EXPECT_EQ(m_Events.CountOf("tell "), 2U);
     EXPECT_EQ(m_Events.CountOf("destroy"), 1U);
+}
+
+TEST_F(TcpLink, PictureCountsAsShownOnlyWhenItWasPresented)
+{
+    const auto device = MakeDevice();
+    m_Showing = EShowing::WithoutCell;
+    OpenAndReply(*device);
+    SendAndWait(0, 2);
+    ASSERT_TRUE(m_Peer.WaitUntilRead());
+    EXPECT_EQ(device->GetCounters().firstPictureMs, -1);
+    m_Showing = EShowing::NotConvertible;
+    SendAndWait(2, 5);
+    m_Showing = EShowing::Dropped;
+    SendAndWait(5, 9);
+    m_Showing = EShowing::Shown;
+    SendAndWait(9, 14);
+    device->Close();
+    const CLinkCounters& counters = device->GetCounters();
+    EXPECT_EQ(counters.decoded, 14U);
+    EXPECT_EQ(counters.withoutCell, 2U);
+    EXPECT_EQ(counters.notConvertible, 3U);
+    EXPECT_EQ(counters.shown, 5U);
+    EXPECT_EQ(counters.firstPictureMs, 0);
+}
+
+/// Keeps a copy of the last picture.
+class CKeepingRender final : public CRender
+{
+  public:
+    CKeepingRender(CEvents& events, TestPicture& last) : m_Events(events), m_Last(last) {}
+    std::int32_t DisplayClient(const CodecFrame* frame, CSurface*, HWND) override
+    {
+        m_Last = CopyPicture(*frame);
+        m_Events.Add("show");
+        return 0;
+    }
+    CSurface* CreateSurface(std::int32_t width, std::int32_t height) override
+    {
+        m_Events.Add("create 176x144");
+        return new CSurface(width, height);
+    }
+    void DestroySurface(CSurface* surface) override { delete surface; }
+    std::int32_t SaveSnapshot(std::string, CSurface*) override { return 0; }
+
+  private:
+    CEvents& m_Events;
+    TestPicture& m_Last;
+};
+
+// The key counts at the opening of each stream.
+TEST_F(TcpLink, StandardChromaIsAsTheSettingsSayWhenTheStreamOpens)
+{
+    TestPicture shown[2];
+    for (const int on : {0, 1}) {
+        m_Folder.Write("config/system.ini",
+                       "[System]\nDirectoryServer=127.0.0.1\nDirectoryPort=9\nStandardChroma=" +
+                           std::to_string(on) + "\n");
+        CMpeg4Decoder decoder(176, 144);
+        decoder.SetStandardChroma(on == 1);
+        const CodecFrame* frame = nullptr;
+        for (const Mpeg4Packet& packet : m_Stream)
+            frame = decoder.Decode(packet.data(), static_cast<std::int32_t>(packet.size()));
+        ASSERT_NE(frame, nullptr);
+        const TestPicture expected = CopyPicture(*frame);
+        CEvents events;
+        ReleaseRender();
+        SetRenderFactory([&] { return std::make_unique<CKeepingRender>(events, shown[on]); });
+        const auto device = MakeDevice();
+        device->Open();
+        ASSERT_TRUE(m_Peer.AcceptAndReply());
+        for (const Mpeg4Packet& packet : m_Stream)
+            m_Peer.SendVideo(packet);
+        ASSERT_TRUE(events.WaitFor("show", m_Stream.size()));
+        device->Close();
+        EXPECT_EQ(DescribeDifference(shown[on], expected), "");
+        ReleaseRender();
+        SetRenderFactory({});
+    }
+    EXPECT_NE(DescribeDifference(shown[0], shown[1]), "") << "a stream that shows no difference";
 }
 
 TEST_F(TcpLink, TwoOpensStartOneThread)
