@@ -122,7 +122,7 @@ bool CTcpLink::OpenPicture()
     const bool bH264 = m_Setup.mode == MODE_LIVE_H264;
     if (!bH264 && m_Setup.mode != MODE_LIVE_MPEG4 && m_Setup.mode != MODE_PLAYBACK) return false;
     m_iCodec = bH264 ? CODEC_ID_H264 : CODEC_ID_MPEG4;
-    if (m_iWidth < 0 || m_iHeight < 0 || !IsWithinLimit({m_iWidth, m_iHeight})) {
+    if (!IsWithinLimit({m_iWidth, m_iHeight})) {
         // As a decoder that does not open: the stream goes on and nothing of it is shown or recorded.
         LogLine(LOG_WARNING, "CTcpLink::OpenPicture",
                 m_pState->GetName() + ": pictures of " + std::to_string(m_iWidth) + " x " +

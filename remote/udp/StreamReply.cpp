@@ -14,5 +14,10 @@ StreamReply ReadStreamReply(std::span<const std::uint8_t> message)
 
 bool IsWithinLimit(const StreamReply& reply)
 {
-    return std::int64_t{reply.width} * reply.height <= PICTURE_LIMIT_SAMPLES;
+    if (reply.width < 0 || reply.height < 0) return false;
+    const auto whole = [](std::int32_t pixels) {
+        constexpr std::int64_t BLOCK = 16;
+        return std::max<std::int64_t>((pixels + BLOCK - 1) / BLOCK, 1) * BLOCK;
+    };
+    return whole(reply.width) * whole(reply.height) <= PICTURE_LIMIT_SAMPLES;
 }

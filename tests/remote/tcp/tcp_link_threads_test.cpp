@@ -14,8 +14,10 @@
 namespace
 {
 
+using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::Not;
 
 class TcpLink : public CTcpTest
 {
@@ -289,18 +291,35 @@ TEST_F(TcpLink, UnknownModeEndsBehindTheReply)
     device->Close();
 }
 
-TEST_F(TcpLink, PictureBeyondTheLimitGetsNoSurfaceAndTheLinkGoesOn)
+using Size = std::pair<std::int32_t, std::int32_t>;
+
+class TcpPictureSize : public CTcpTest, public testing::WithParamInterface<std::tuple<std::int32_t, Size>>
 {
-    const auto device = MakeDevice();
+};
+
+TEST_P(TcpPictureSize, BeyondTheLimitGetsNoDecoderAndNoSurfaceAndTheLinkGoesOn)
+{
+    const auto& [mode, size] = GetParam();
+    const auto device = MakeDevice(mode);
     device->Open();
-    ASSERT_TRUE(m_Peer.AcceptAndReply(16384, 16384));
+    ASSERT_TRUE(m_Peer.AcceptAndReply(size.first, size.second));
     m_Peer.SendVideo(m_Stream[0]);
+    ASSERT_TRUE(m_Peer.WaitUntilRead());
+    EXPECT_EQ(device->GetState()->m_pDecoder, nullptr);
     m_Peer.SendFrame(2, "");
     EXPECT_TRUE(m_Peer.ClientIsGone());
     device->Close();
     EXPECT_EQ(device->GetCounters().refused, 1U);
-    EXPECT_EQ(m_Events.CountOf("create 16384x16384"), 0U);
+    EXPECT_THAT(m_Events.All(), Not(Contains(testing::StartsWith("create"))));
 }
+
+// A size of 0 or 1 is a whole macroblock to a decoder.
+INSTANTIATE_TEST_SUITE_P(Sizes, TcpPictureSize,
+                         testing::Combine(testing::Values(MODE_LIVE_MPEG4, MODE_LIVE_H264),
+                                          testing::Values(Size{16384, 16384}, Size{0, 0x20200000},
+                                                          Size{1, 67108864}, Size{67108864, 1},
+                                                          Size{0x7FFFFFFF, 0x7FFFFFFF}, Size{-16, -16},
+                                                          Size{176, -144})));
 
 TEST_F(TcpLink, FrameOfTypeOneServesFlagsAndIsNotDecoded)
 {
