@@ -22,7 +22,8 @@
 #include "model/settings/GlobalSetting.h"
 #include "model/tree/Observer.h"
 #include "platform/os/clock.h"
-#include "render/Render.h"
+#include "tests/links/drawing_support.h"
+#include "tests/links/recordings_support.h"
 #include "tests/links/tcp_links_support.h"
 #include "tests/record/record_support.h"
 

@@ -8,7 +8,8 @@
 
 #include "codec/codec.h"
 #include "model/tree/Observer.h"
-#include "render/Render.h"
+#include "tests/links/drawing_support.h"
+#include "tests/links/recordings_support.h"
 #include "tests/links/tcp_links_support.h"
 
 namespace
