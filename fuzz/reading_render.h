@@ -4,7 +4,7 @@
 #include <string>
 
 #include "codec/codec.h"
-#include "remote/udp/StreamReply.h"
+#include "remote/link/LinkPicture.h"
 #include "render/Render.h"
 
 // What the fuzz targets of links share.
@@ -34,7 +34,7 @@ class CReadingRender : public CRender
     }
     CSurface* CreateSurface(std::int32_t width, std::int32_t height) override
     {
-        Require(IsWithinLimit({width, height}));
+        Require(IsWithinLimit(width, height));
         return new CSurface(width, height);
     }
     void DestroySurface(CSurface* surface) override { delete surface; }

@@ -19,9 +19,9 @@
 #include "fuzz/reading_render.h"
 #include "platform/os/paths.h"
 #include "remote/DeviceState.h"
+#include "remote/link/LinkPicture.h"
 #include "remote/tcp/Framing.h"
 #include "remote/tcp/TcpLink.h"
-#include "remote/udp/StreamReply.h"
 
 namespace
 {
@@ -58,9 +58,10 @@ bool IsSlow(std::span<const std::uint8_t> stream)
     constexpr std::size_t HEIGHT_AT = 12;
     constexpr std::int32_t FEW_PIXELS = 4096;
     if (stream.size() < HEIGHT_AT + FRAME_HEADER_BYTES) return false;
-    const StreamReply size = {GetFrameLength(&stream[WIDTH_AT]), GetFrameLength(&stream[HEIGHT_AT])};
-    if (!IsWithinLimit(size)) return false;
-    return size.width > FEW_PIXELS || size.height > FEW_PIXELS || size.width * size.height > FEW_PIXELS * 16;
+    const std::int32_t width = GetFrameLength(&stream[WIDTH_AT]);
+    const std::int32_t height = GetFrameLength(&stream[HEIGHT_AT]);
+    if (!IsWithinLimit(width, height)) return false;
+    return width > FEW_PIXELS || height > FEW_PIXELS || width * height > FEW_PIXELS * 16;
 }
 
 void RemoveFolder()

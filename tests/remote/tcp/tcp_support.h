@@ -102,7 +102,7 @@ class CTcpTest : public CModelTest, private CObserver
     static std::vector<std::vector<std::uint8_t>> ReadAvi(const std::string& path);
 
     CEvents m_Events;
-    std::atomic<EShowing> m_Showing{EShowing::Shown};  // what becomes of each picture
+    std::atomic<EShowing> m_Showing = EShowing::Shown;  // what becomes of a picture
     CHandClock m_Clock;
     CStreamPeer m_Peer;
     // Every fifth one is a key picture.
