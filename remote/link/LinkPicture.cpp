@@ -36,7 +36,7 @@ void CLinkPicture::Open(std::int32_t codec, std::int32_t width, std::int32_t hei
     m_pCounters->width.store(width, std::memory_order_relaxed);
     m_pCounters->height.store(height, std::memory_order_relaxed);
     if (!IsWithinLimit(width, height)) {
-        LogLine(LOG_WARNING, "CLinkPicture::Open",
+        LogLine(ELogLevel::Warning, "CLinkPicture::Open",
                 stream + ": pictures of " + std::to_string(width) + " x " + std::to_string(height) +
                     ", at most " + std::to_string(PICTURE_LIMIT_SAMPLES) + " samples are shown");
         return;

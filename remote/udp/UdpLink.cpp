@@ -43,7 +43,7 @@ void CUdpLink::Run()
     try {
         if (m_pSession) Receive();
     } catch (const std::exception& fault) {
-        LogLine(LOG_WARNING, "CUdpLink::Run",
+        LogLine(ELogLevel::Warning, "CUdpLink::Run",
                 "channel " + std::to_string(m_iDevID + 1) + " of " + std::to_string(m_iNetID) +
                     " ends: " + fault.what());
     }

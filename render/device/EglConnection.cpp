@@ -151,7 +151,7 @@ std::shared_ptr<CEglConnection> CEglConnection::Open()
 bool CEglConnection::Initialize()
 {
     const auto fail = [](const std::string& step) {
-        LogLine(LOG_ERROR, "CEglConnection::Initialize", step);
+        LogLine(ELogLevel::Error, "CEglConnection::Initialize", step);
         return false;
     };
     const auto egl_fail = [&fail](const char* step) {
