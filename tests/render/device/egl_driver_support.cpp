@@ -43,6 +43,8 @@ void ResetEglDriver()
     driver.swapError = EGL_SUCCESS;
     driver.mostContexts = driver.contexts.load();
     driver.resetQuestions = 0;
+    driver.swaps = 0;
+    driver.onSizeQuestion = {};
 }
 
 extern "C" {
@@ -87,12 +89,19 @@ EGLBoolean eglMakeCurrent(EGLDisplay display, EGLSurface draw, EGLSurface read, 
 
 EGLBoolean eglSwapBuffers(EGLDisplay display, EGLSurface surface)
 {
+    ++EglDriver().swaps;
     if (const EGLint error = EglDriver().swapError; error != EGL_SUCCESS) {
         t_Error = error;
         return EGL_FALSE;
     }
     t_Error = EGL_SUCCESS;
     return REAL(eglSwapBuffers)(display, surface);
+}
+
+EGLBoolean eglQuerySurface(EGLDisplay display, EGLSurface surface, EGLint attribute, EGLint* value)
+{
+    if (EglDriver().onSizeQuestion) EglDriver().onSizeQuestion();
+    return REAL(eglQuerySurface)(display, surface, attribute, value);
 }
 
 EGLint eglGetError()

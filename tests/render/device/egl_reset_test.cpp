@@ -97,6 +97,15 @@ TEST_F(EglResetDeviceTest, WindowThatRefusesTheContextCostsItsFrameOnly)
     EXPECT_TRUE(Show());
 }
 
+TEST_F(EglResetDeviceTest, WindowThatIsNotLentIsAskedForNothing)
+{
+    m_Windows.Lease(m_Window).TakeBack();
+    EglDriver().swaps = 0;
+    EXPECT_FALSE(Show());
+    EXPECT_EQ(EglDriver().swaps, 0) << "nothing to swap on";
+    EXPECT_EQ(m_pDevice->TestCooperativeLevel(), EDeviceState::Working);
+}
+
 TEST_F(EglResetDeviceTest, ContextThatIsLostAndTellsNoMoreIsNotReset)
 {
     EglDriver().makeCurrentError = EGL_CONTEXT_LOST;
