@@ -95,20 +95,6 @@ TEST_F(EglDeviceTest, PictureFillsTheWindowTheRightWayUpInItsColours)
     EXPECT_PIXEL(window, 5, 5, 0xFFFFFFU) << "the top row of the picture is the top row on the screen";
 }
 
-// The driver gives the texture's name to the next stream: deleted once more, it would take that one's picture.
-TEST_F(EglDeviceTest, TextureOfAStreamThatEndedIsDeletedOnce)
-{
-    const HWND window = m_Windows.Create(0, 60, 60);
-    Fill(0x2040C0, 0x10A030);
-    ASSERT_TRUE(Show(window));
-    m_pSurface = m_pDevice->CreateOffscreenPlainSurface(WIDTH, HEIGHT, ESurfaceFormat::X8R8G8B8);
-    Fill(0x802010, 0x80F010);
-    for (int i = 0; i < 3; ++i)
-        ASSERT_TRUE(Show(window));
-    EXPECT_PIXEL(window, 5, 55, 0x802010U);
-    EXPECT_PIXEL(window, 55, 55, 0x80F010U);
-}
-
 TEST_F(EglDeviceTest, PartOfThePictureFillsTheWindow)
 {
     const HWND window = m_Windows.Create(0, 100, 100);

@@ -44,6 +44,7 @@ void ResetEglDriver()
     driver.mostContexts = driver.contexts.load();
     driver.resetQuestions = 0;
     driver.swaps = 0;
+    driver.deletedTextures = 0;
     driver.onSizeQuestion = {};
 }
 
@@ -108,6 +109,12 @@ EGLint eglGetError()
 {
     const EGLint injected = std::exchange(t_Error, EGL_SUCCESS);
     return injected != EGL_SUCCESS ? injected : REAL(eglGetError)();
+}
+
+void glDeleteTextures(GLsizei count, const GLuint* names)
+{
+    EglDriver().deletedTextures += count;
+    REAL(glDeleteTextures)(count, names);
 }
 
 __eglMustCastToProperFunctionPointerType eglGetProcAddress(const char* name)
