@@ -196,6 +196,9 @@ TEST_F(ProgramTest, WithoutARendererARunWithoutAUserEndsWithASentence)
         EXPECT_EQ(Run(Home() + QStringList{"--seconds", "1"}), MINUS_ONE);
         EXPECT_TRUE(m_strErrors.contains("watchwall: the video grid can't be made"))
             << m_strErrors.toStdString();
+        const char* const step = *render == '1' ? "watchwall: eglGetDisplay failed: EGL error 0x"
+                                                : "watchwall: there is no renderer ";
+        EXPECT_TRUE(m_strErrors.contains(step)) << m_strErrors.toStdString();
     }
     EXPECT_EQ(Run(Home() + QStringList{"--report", File("report.json")}), MINUS_ONE);
     EXPECT_EQ(Run(Home() + QStringList{"--screenshot", File("wall.png")}), MINUS_ONE);
