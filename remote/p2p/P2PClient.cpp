@@ -227,6 +227,7 @@ std::uint32_t CP2PClient::Receive()
         // A broken socket is read again for ever.
         if (!read && !more && errno != EINTR) m_Options.clock->Sleep(1);
         while (reader.Next(datagram, from)) {
+            m_WaitedMs = m_Options.clock->SinceStamp(reader.GetArrival());
             try {
                 m_Protocol.HandleDatagram(datagram, from, answers);
             } catch (const std::bad_alloc&) {

@@ -73,8 +73,16 @@ void CUdpLink::Receive()
         if (message.empty()) continue;
         CLinkCounters::Count(m_pCounters->messages);
         CLinkCounters::Count(m_pCounters->bytes, message.size());
-        Show(message.data() + std::min<std::size_t>(message.size(), MESSAGE_HEADER_BYTES),
-             static_cast<std::int32_t>(message.size()) - static_cast<std::int32_t>(MESSAGE_HEADER_BYTES));
+        const CodecFrame* const frame =
+            Decode(message.data() + std::min<std::size_t>(message.size(), MESSAGE_HEADER_BYTES),
+                   static_cast<std::int32_t>(message.size()) - static_cast<std::int32_t>(MESSAGE_HEADER_BYTES));
+        if (frame == nullptr) continue;
+        // A thread that was kept waiting for the processor decodes what the next picture builds on, and no
+        // more.
+        if (receiver->HasGrownOld())
+            CLinkCounters::Count(m_pCounters->skipped);
+        else
+            Show(frame);
     }
 }
 
@@ -98,17 +106,17 @@ void CUdpLink::OpenPicture()
     if (m_pRender) m_pSurface = m_pRender->CreateSurface(iWidth, iHeight);
 }
 
-/// Decodes one picture and hands it to the renderer. The length may be below 1, which the decoder answers as it
-/// likes.
-void CUdpLink::Show(const std::uint8_t* data, std::int32_t length)
+/// Null when no picture came of it. The length may be below 1, which the decoder answers as it likes.
+const CodecFrame* CUdpLink::Decode(const std::uint8_t* data, std::int32_t length)
 {
     CVideoDecoder* const decoder = m_pState->m_pDecoder.get();
     const CodecFrame* const frame = decoder == nullptr ? nullptr : decoder->Decode(data, length);
-    if (frame == nullptr) {
-        CLinkCounters::Count(m_pCounters->refused);
-        return;
-    }
-    CLinkCounters::Count(m_pCounters->decoded);
+    CLinkCounters::Count(frame == nullptr ? m_pCounters->refused : m_pCounters->decoded);
+    return frame;
+}
+
+void CUdpLink::Show(const CodecFrame* frame)
+{
     if (m_pSurface == nullptr) return;
     m_pRender->DisplayClient(frame, m_pSurface, m_pState->m_hRenderWnd);
     CountShowing(m_pSurface->m_Showing);

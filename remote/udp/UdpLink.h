@@ -10,6 +10,7 @@
 
 class CRender;
 class CSurface;
+struct CodecFrame;
 enum class EShowing;
 
 /// One run of a channel's link: its thread punches a path to the machine, asks for the channel's stream and
@@ -36,7 +37,8 @@ class CUdpLink
   private:
     void Receive();
     void OpenPicture();
-    void Show(const std::uint8_t* data, std::int32_t length);
+    const CodecFrame* Decode(const std::uint8_t* data, std::int32_t length);
+    void Show(const CodecFrame* frame);
     void CountShowing(EShowing showing);
     void CleanUp();
     bool IsEnding() const { return m_Cancel.load(std::memory_order_relaxed) || !m_pState->m_bRunning; }
