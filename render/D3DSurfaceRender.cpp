@@ -279,6 +279,7 @@ std::int32_t CD3DSurfaceRender::Display(const CodecFrame* frame, CSurface* surfa
     bool stretched = false;
     bool presented = false;
     {
+        const CFrameTurn turn(m_Turns);
         const CAutoLock lock(m_csRender);
         stretched =
             device->StretchRect(*objects.pOffscreen, source, *objects.pBackBuffer, ETextureFilter::Linear);
