@@ -185,7 +185,9 @@ bool CMainDialog::CreateGrid()
     XMLInputArchive archive(GetModuleDirectory() + "config\\render_layout_800x600.xml");
     archive& Named("m_XRenderWnd", record);
     m_pRenderWnd = std::make_unique<CRenderWnd>();
-    return m_pRenderWnd->Init(Widget(), record, GRID_MODE);
+    const bool built = m_pRenderWnd->Init(Widget(), record, GRID_MODE);
+    m_Tree.SetGrid(m_pRenderWnd->Handle());
+    return built;
 }
 
 void CMainDialog::AddFolders()

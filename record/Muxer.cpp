@@ -97,7 +97,6 @@ std::int32_t CMuxer::Open(const std::string& path, std::int32_t videoCodecId, st
 
 std::int32_t CMuxer::WriteVideoPacket(const std::uint8_t* data, std::int32_t bytes, std::int32_t key)
 {
-    if (key != 0) m_bHasKeyFrame = true;
     return WritePacket(VIDEO, data, bytes, key);
 }
 
@@ -109,8 +108,9 @@ std::int32_t CMuxer::WriteAudioPacket(const std::uint8_t* data, std::int32_t byt
 std::int32_t CMuxer::WritePacket(std::int32_t stream, const std::uint8_t* data, std::int32_t bytes,
                                  std::int32_t key)
 {
-    if (bytes < 1 || !m_bHasKeyFrame) return -1;
     const CAutoLock lock(m_csWrite);
+    if (stream == VIDEO && key != 0) m_bHasKeyFrame = true;
+    if (bytes < 1 || !m_bHasKeyFrame) return -1;
     if (m_pFile == nullptr || m_pFile->trailer) {
         ++m_ulFailures;
         return -1;

@@ -1,5 +1,6 @@
 #include "remote/link/LinkPicture.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "codec/decoder.h"
@@ -11,7 +12,12 @@
 
 bool IsWithinLimit(std::int32_t width, std::int32_t height)
 {
-    return width >= 0 && height >= 0 && std::int64_t{width} * height <= PICTURE_LIMIT_SAMPLES;
+    if (width < 0 || height < 0) return false;
+    const auto whole = [](std::int64_t pixels) {
+        constexpr std::int64_t BLOCK = 16;
+        return std::max<std::int64_t>((pixels + BLOCK - 1) / BLOCK, 1) * BLOCK;
+    };
+    return whole(width) * whole(height) <= PICTURE_LIMIT_SAMPLES;
 }
 
 CLinkPicture::CLinkPicture(std::shared_ptr<CDeviceState> state, std::shared_ptr<CLinkCounters> counters,

@@ -18,8 +18,8 @@ struct CodecFrame;
 /// decoder and renderer set aside several bytes for each sample.
 inline constexpr std::int64_t PICTURE_LIMIT_SAMPLES = std::int64_t{16384} * 4096;
 
-/// False for a negative side and for a picture beyond the limit. A size of 0 passes: no decoder shows anything
-/// of it.
+/// False for a negative side and for a picture beyond the limit, in whole macroblocks of 16x16 and at least one
+/// each way, as decoders set it aside. A size of 0 passes otherwise: no decoder shows anything of it.
 bool IsWithinLimit(std::int32_t width, std::int32_t height);
 
 /// Where a link's payloads become pictures in the device's cell: the decoder (m_pDecoder of the state), the

@@ -77,6 +77,8 @@ void CTcpLink::Receive()
         const int ready = ::poll(&readable, 1, WAIT_MS);
         if (ready < 0 && errno != EINTR) return;
         if (ready > 0 && !TakeFrame()) return;
+        // A stream that pauses brings no frame that would take what was recorded to the disk.
+        if (ready == 0 && m_pState->m_pMuxer) m_pState->m_pMuxer->Flush();
     }
 }
 

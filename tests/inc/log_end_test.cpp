@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 #include <semaphore.h>
 #include <sys/file.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -25,6 +24,7 @@
 #include "inc/LogLine.h"
 #include "inc/OutputDebugString.h"
 #include "tests/inc/log_support.h"
+#include "tests/support/file_limit.h"
 
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -244,9 +244,7 @@ TEST(LogFileTest, ShortWriteIsCutBackToTheLastWholeLine)
     const pid_t child = ::fork();
     ASSERT_GE(child, 0);
     if (child == 0) {
-        std::signal(SIGXFSZ, SIG_IGN);
-        const rlimit limit{25, 25};
-        ::setrlimit(RLIMIT_FSIZE, &limit);
+        const CFileLimit limit(25);
         CLogFile file(path);
         const bool locked = file.TryLock();
         for (int i = 0; i < 3; ++i)

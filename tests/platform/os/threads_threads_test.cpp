@@ -166,6 +166,21 @@ TEST(Clock, TheSystemsClockIsTheTickCount)
     EXPECT_LT(GetTickCount() - between, 0x80000000U) << "one after the other";
 }
 
+TEST(Clock, AgeOfAStampIsZeroWithoutOneAndForOneToCome)
+{
+    IClock& clock = SystemClock();
+    timespec stamp{};
+    EXPECT_EQ(clock.SinceStamp(stamp), 0U);
+    clock_gettime(CLOCK_REALTIME, &stamp);
+    stamp.tv_sec += 3600;
+    EXPECT_EQ(clock.SinceStamp(stamp), 0U);
+    stamp.tv_sec -= 3600 + 5;
+    EXPECT_GE(clock.SinceStamp(stamp), 5000U);
+    EXPECT_LT(clock.SinceStamp(stamp), 3600000U);
+    stamp.tv_sec = 1;
+    EXPECT_EQ(clock.SinceStamp(stamp), 1U << 30) << "older than a tick count can tell";
+}
+
 TEST(Threads, SleepLastsAtLeastItsTimeByTheTickCount)
 {
     const std::uint32_t before = GetTickCount();
