@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "activex/UI common/NodeTreeModel.h"
+#include "activex/UI common/Outlook2Ctrl.h"
 #include "activex/UI common/TreeCtrlEx.h"
 #include "common/RenderWnd.h"
 #include "render/CellPool.h"

@@ -11,66 +11,15 @@
 namespace
 {
 
-/// R4 of the devices, and of the standard.
-constexpr int chroma_default[4] = {0, 0, 1, 0};
+/// R4 of the standard.
 constexpr int chroma_standard[4] = {0, 1, 0, 0};
 constexpr int chroma_of_four[16] = {0, 0, 0, 1, 1, 1, 1, 1, 0, 0, 0, 0, 0, 0, 1, 1};
-
-struct Vector {
-    int x;
-    int y;
-};
 
 int Median(int a, int b, int c)
 {
     std::array<int, 3> sorted = {a, b, c};
     std::sort(sorted.begin(), sorted.end());
     return sorted[1];
-}
-
-int PlaneWidth(const TestPicture& picture, int plane)
-{
-    return plane == 0 ? picture.width : picture.width / 2;
-}
-int PlaneHeight(const TestPicture& picture, int plane)
-{
-    return plane == 0 ? picture.height : picture.height / 2;
-}
-
-/// A sample of a plane, or the nearest one inside.
-int Sample(const TestPicture& picture, int plane, int x, int y)
-{
-    const int width = PlaneWidth(picture, plane);
-    x = std::clamp(x, 0, width - 1);
-    y = std::clamp(y, 0, PlaneHeight(picture, plane) - 1);
-    return picture.Plane[plane][static_cast<size_t>(y * width + x)];
-}
-
-/// Predicts a square by the definition, rounding up.
-void Predict(const TestPicture& from, TestPicture* to, int plane, int x, int y, int size, Vector vector)
-{
-    const int width = PlaneWidth(from, plane);
-    for (int row = y; row < y + size; ++row) {
-        for (int column = x; column < x + size; ++column) {
-            const int fx = column + (vector.x >> 1);
-            const int fy = row + (vector.y >> 1);
-            const int dx = vector.x & 1;
-            const int dy = vector.y & 1;
-            const int sum = Sample(from, plane, fx, fy) + Sample(from, plane, fx + dx, fy) +
-                            Sample(from, plane, fx, fy + dy) + Sample(from, plane, fx + dx, fy + dy);
-            to->Plane[plane][static_cast<size_t>(row * width + column)] = static_cast<uint8_t>((sum + 2) >> 2);
-        }
-    }
-}
-
-/// The whole prediction of a macroblock with one vector.
-void PredictMacroblock(const TestPicture& from, TestPicture* to, int mb_x, int mb_y, Vector vector,
-                       const int rounding[4])
-{
-    Predict(from, to, 0, mb_x * 16, mb_y * 16, 16, vector);
-    const Vector chroma = {(vector.x >> 1) + rounding[vector.x & 3], (vector.y >> 1) + rounding[vector.y & 3]};
-    for (int plane : {1, 2})
-        Predict(from, to, plane, mb_x * 8, mb_y * 8, 8, chroma);
 }
 
 TEST_F(Mpeg4Decode, ChromaVectorTakesTheDevicesTableByDefault)
