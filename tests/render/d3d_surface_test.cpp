@@ -10,6 +10,7 @@
 #include "platform/os/paths.h"
 #include "render/device/MemorySurfaceDevice.h"
 #include "tests/render/render_support.h"
+#include "tests/support/model_state.h"
 #include "tests/support/test_folder.h"
 
 using testing::ElementsAre;
@@ -29,14 +30,7 @@ class D3DSurfaceTest : public testing::Test
     D3DSurfaceTest()
     {
         m_Home.Write("config/eng.ini", "[String]\nIDS_NoDirectX9=no graphics\nIDS_NoDisplayDriver=no driver\n");
-        SetModuleDirectory(m_Home.System());
-        CLanguage::Reset();
         CLanguage::SetLanguage("eng");
-    }
-    ~D3DSurfaceTest() override
-    {
-        CLanguage::Reset();
-        SetModuleDirectory("");
     }
 
     std::uint32_t Pixel(HWND window, std::int32_t x, std::int32_t y) const
@@ -49,6 +43,7 @@ class D3DSurfaceTest : public testing::Test
     }
 
     CTestFolder m_Home;
+    const CModelState m_Model{m_Home.System()};
     CRecordingBackend m_Backend;
     std::shared_ptr<CMemorySurfaceAdapter> m_pAdapter = std::make_shared<CMemorySurfaceAdapter>();
     int m_iOpened = 0;
