@@ -368,7 +368,7 @@ TEST_F(SideBarTest, IdleUpdateAsksForEveryLineButThePlainFiringOnes)
     m_Bar->AddFolder("a", {});
     m_Bar->AddItem(0, "header");
     for (std::uint32_t style = 0; style < 4; ++style)
-        m_Bar->AddSubItem(0, 0, "line", {}, style, style);
+        m_Bar->AddSubItem(0, 0, "line", {}, static_cast<ELineStyle>(style), style);
     std::vector<std::uint32_t> asked;
     m_Bar->SetUpdateHandler([&asked](COL2CCmdUI& update) {
         asked.push_back(update.m_dwCommand);
