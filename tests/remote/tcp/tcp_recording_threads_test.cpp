@@ -8,6 +8,7 @@
 #include "model/settings/GlobalSetting.h"
 #include "record/FileNames.h"
 #include "tests/remote/tcp/tcp_support.h"
+#include "tests/support/allocation_count.h"
 
 namespace
 {
@@ -144,6 +145,53 @@ TEST_F(TcpRecording, RollsOverForRealAfterItsPeriod)
     ASSERT_EQ(files.size(), 2U);
     ExpectPictures(files[0], 0, 6);
     ExpectPictures(files[1], 10, 13);
+}
+
+/// Counts what the link thread has allocated from picture to picture.
+class CCountingRender final : public CRender
+{
+  public:
+    CCountingRender(CEvents& events, std::atomic<std::size_t>& allocations)
+        : m_Events(events), m_Allocations(allocations)
+    {
+    }
+    std::int32_t DisplayClient(const CodecFrame*, CSurface*, HWND) override
+    {
+        m_Allocations += CountAllocations().value_or(0) - m_ulBefore;
+        m_Events.Add("show");
+        m_ulBefore = CountAllocations().value_or(0);
+        return 0;
+    }
+    CSurface* CreateSurface(std::int32_t width, std::int32_t height) override
+    {
+        m_Events.Add("create 176x144");
+        return new CSurface(width, height);
+    }
+    void DestroySurface(CSurface* surface) override { delete surface; }
+    std::int32_t SaveSnapshot(std::string, CSurface*) override { return 0; }
+
+  private:
+    CEvents& m_Events;
+    std::atomic<std::size_t>& m_Allocations;
+    std::size_t m_ulBefore = 0;
+};
+
+TEST_F(TcpRecording, AllocatesNothingFromPictureToPicture)
+{
+    if (!CountAllocations()) GTEST_SKIP() << "the operators are a sanitizer's";
+    std::atomic<std::size_t> allocations = 0;
+    SetRenderFactory([&] { return std::make_unique<CCountingRender>(m_Events, allocations); });
+    const auto device = MakeDevice();
+    OpenAndReply(*device);
+    device->StartRecord(0);
+    SendAndWait(0, 5);
+    EXPECT_GT(allocations.exchange(0), 0U) << "the opening of a recording allocates";
+    for (int round = 0; round < 20; ++round)
+        SendAndWait(5, 20);
+    EXPECT_EQ(device->GetStatus(), STATUS_RECORDING);
+    EXPECT_EQ(allocations, 0U);
+    device->Close();
+    EXPECT_EQ(ReadAvi(Recordings().front()).size(), 305U);
 }
 
 TEST_F(TcpRecording, StreamThatPausesHasItsPicturesOnTheDisk)
