@@ -118,7 +118,7 @@ std::int32_t CD3DSurfaceRender::Uninit()
 void CD3DSurfaceRender::Show(const char* function, const CMessages& messages) const
 {
     for (const std::string& text : messages)
-        LogLine(LOG_ERROR, function, text);
+        LogLine(ELogLevel::Error, function, text);
     for (const std::string& text : messages)
         MessageBoxA(m_hWnd, text, "", MB_OK | MB_ICONERROR);
 }
@@ -133,7 +133,7 @@ bool CD3DSurfaceRender::CreateDevice(CMessages& messages)
     if (m_pD3D == nullptr) return fail(CLanguage::GetString("IDS_NoDirectX9"));
     DisplayMode mode;
     if (!m_pD3D->GetAdapterDisplayMode(mode)) return fail("GetAdapterDisplayMode failed");
-    m_Format = mode.Format;
+    m_Format = mode.format;
     DeviceCaps caps;
     if (!m_pD3D->GetDeviceCaps(caps)) return fail(CLanguage::GetString("IDS_NoDisplayDriver"));
     m_dwBehaviourFlags |=
@@ -279,6 +279,7 @@ std::int32_t CD3DSurfaceRender::Display(const CodecFrame* frame, CSurface* surfa
     bool stretched = false;
     bool presented = false;
     {
+        const CFrameTurn turn(m_Turns);
         const CAutoLock lock(m_csRender);
         stretched =
             device->StretchRect(*objects.pOffscreen, source, *objects.pBackBuffer, ETextureFilter::Linear);

@@ -1,7 +1,5 @@
 #include "render/device/EglConnection.h"
 
-#include "inc/LogLine.h"
-
 #include <X11/Xlib-xcb.h>
 #include <X11/Xlib.h>
 
@@ -12,6 +10,8 @@
 #include <set>
 #include <string>
 #include <utility>
+
+#include "inc/LogLine.h"
 
 namespace
 {

@@ -242,6 +242,59 @@ TEST(D3DSurfaceThreadsTest, DeviceThatTwoStreamsFindNotResetIsRebuiltOnce)
     }
 }
 
+// Else a busy stream is shown again and again while another one's picture grows old.
+TEST(D3DSurfaceThreadsTest, StreamsAreShownInTheOrderInWhichTheirPicturesWereReady)
+{
+    CRecordingBackend backend;
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::vector<int> shown;
+    bool held = true;
+    thread_local int stream = 0;
+    DrawHooks hooks;
+    hooks.onPresent = [&] {
+        std::unique_lock lock(mutex);
+        shown.push_back(stream);
+        changed.notify_all();
+        changed.wait(lock, [&] { return !held; });
+    };
+    CD3DSurfaceRender render([&hooks] { return std::make_shared<CHookedAdapter>(hooks); });
+    ASSERT_NE(render.Init(HWND{1000}), 0);
+    const CTestFrame frame(16, 16, 90);
+    CSurface* const surfaces[] = {render.CreateSurface(16, 16), render.CreateSurface(16, 16),
+                                  render.CreateSurface(16, 16)};
+    std::vector<std::thread> streams;
+    const auto start = [&](int number, int frames) {
+        streams.emplace_back([&, number, frames] {
+            stream = number;
+            for (int i = 0; i < frames; ++i)
+                render.DisplayClient(&frame.m_Frame, surfaces[number], HWND{1 + number});
+        });
+    };
+    const auto waitFor = [&](std::size_t waiting) {
+        while (render.CountWaitingFrames() != waiting)
+            std::this_thread::yield();
+    };
+    start(0, 2);
+    {
+        std::unique_lock lock(mutex);
+        changed.wait(lock, [&] { return !shown.empty(); });
+    }
+    start(1, 1);
+    waitFor(1);
+    start(2, 1);
+    waitFor(2);
+    {
+        const std::lock_guard lock(mutex);
+        held = false;
+    }
+    changed.notify_all();
+    for (auto& thread : streams)
+        thread.join();
+    EXPECT_EQ(shown, (std::vector<int>{0, 1, 2, 0}));
+    EXPECT_EQ(render.CountWaitingFrames(), 0U);
+}
+
 // Sixteen streams draw while the device is lost and rebuilt again and again and surfaces come and go.
 TEST(D3DSurfaceThreadsTest, StreamsSurviveRebuildings)
 {

@@ -67,6 +67,25 @@ TEST(C264Slice, PcmUnreadIsIntendedToBeNoIntraForTheFilter)
     EXPECT_NE(fed.Luma(15, 8), 132) << "beside an intra one it is filtered";
 }
 
+// oddity: pcm-unread
+TEST(C264Slice, PcmUnreadIsIntendedToHaveNoVectorsOfTheMacroblockBefore)
+{
+    C264Fed fed(32, 16);
+    fed.FeedSlice(Flats({1, 1}));
+    CH264Bits halves = C264SliceStart({.type = 0});
+    halves.Ue(1).Ue(1).Se(0).Se(0).Se(-64).Se(0).Ue(0);  // 16x8, the lower half from the macroblock on the left
+    fed.FeedSlice(halves);
+    fed.FeedSlice(AllSkipped(2));  // both buffers hold it now
+    ASSERT_EQ(fed.Luma(24, 7), 136);
+    ASSERT_EQ(fed.Luma(24, 8), 132);
+    CH264Bits bits = C264SliceStart({.type = 0, .qp = 51, .disable_deblocking_filter_idc = 0});
+    bits.Ue(0).Ue(1).Se(0).Se(0).Se(32).Se(0).Ue(0);  // two vectors
+    bits.Ue(0).Ue(30);                                // I_PCM
+    fed.FeedSlice(bits);
+    EXPECT_EQ(fed.Luma(24, 7), 136) << "no edge inside";
+    EXPECT_EQ(fed.Luma(24, 8), 132);
+}
+
 TEST(C264Slice, PcmInAnArithmeticSliceReadsNothingEither)
 {
     // the bins of mb_type I_PCM: one that isn't intra 4x4, and the terminating one
