@@ -57,8 +57,8 @@ class CD3DSurfaceRender : public CRender
     bool CreateDevice(CMessages& messages);
     void Build(CD3DSurface& surface, CMessages& messages);
     bool IsToRemake();
-    std::int32_t DropAndRecover();
-    void Recover(CMessages& messages);
+    std::int32_t DropAndRecover(const ISurfaceDevice* found);
+    void Recover(const ISurfaceDevice* found, CMessages& messages);
     void Show(const char* function, const CMessages& messages) const;
     std::int32_t Display(const CodecFrame* frame, CSurface* surface, HWND window, EShowing& showing);
     static EShowing Upload(const CodecFrame& frame, const CSurface& surface, IOffscreenSurface& to);

@@ -106,7 +106,7 @@ class CP2PClient : private IP2POutput
     bool IsStopping() const { return m_bExit.load(std::memory_order_relaxed); }
 
   private:
-    std::uint32_t Receive();
+    void Receive();
     void ReadLocalAddresses();
     void SendToServer(std::span<const std::uint8_t> datagram);
     bool SendProbe(const std::string& name, std::span<const std::uint8_t> data, const P2PCancel* cancel);

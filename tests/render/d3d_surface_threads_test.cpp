@@ -4,6 +4,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <functional>
+#include <latch>
 #include <mutex>
 #include <thread>
 #include <utility>
@@ -24,7 +25,9 @@ struct DrawHooks {
     CHook onUnlock = [] {};   // a frame was converted
     CHook onStretch = [] {};
     CHook onPresent = [] {};
+    CHook onState = [] {};  // the device has been asked for its state
     std::atomic<EDeviceState> state{EDeviceState::Working};
+    std::atomic<bool> makes = true;  // devices
 };
 
 class CHookedPicture : public IOffscreenSurface
@@ -73,7 +76,12 @@ class CHookedDevice : public ISurfaceDevice
 {
   public:
     explicit CHookedDevice(DrawHooks& hooks) : m_Hooks(hooks) {}
-    EDeviceState TestCooperativeLevel() override { return m_Hooks.state; }
+    EDeviceState TestCooperativeLevel() override
+    {
+        const EDeviceState state = m_Hooks.state;
+        m_Hooks.onState();
+        return state;
+    }
     bool SetSamplerState(ETextureFilter, ETextureFilter) override { return true; }
     std::shared_ptr<IOffscreenSurface> CreateOffscreenPlainSurface(std::int32_t width, std::int32_t height,
                                                                    ESurfaceFormat) override
@@ -104,6 +112,7 @@ class CHookedAdapter : public ISurfaceAdapter
     EDeviceResult CreateDevice(HWND, std::uint32_t, const PresentParameters&,
                                std::shared_ptr<ISurfaceDevice>& device) override
     {
+        if (!m_Hooks.makes) return EDeviceResult::Failed;
         device = std::make_shared<CHookedDevice>(m_Hooks);
         m_Hooks.state = EDeviceState::Working;
         return EDeviceResult::Ok;
@@ -253,6 +262,37 @@ TEST(D3DSurfaceThreadsTest, StreamsAreShownInTheOrderInWhichTheirPicturesWereRea
         thread.join();
     EXPECT_EQ(shown, (std::vector<int>{0, 1, 2, 0}));
     EXPECT_EQ(render.CountWaitingFrames(), 0U);
+}
+
+// Whether the new device can be made or not: the second stream finds that the first was faster.
+TEST(D3DSurfaceThreadsTest, DeviceThatTwoStreamsFindNotResetIsRebuiltOnce)
+{
+    for (const bool makes : {true, false}) {
+        CRecordingBackend backend;
+        DrawHooks hooks;
+        std::latch both(2);
+        std::atomic<int> asked{0};
+        std::atomic<int> opened{0};
+        hooks.onState = [&] {
+            if (asked++ < 2) both.arrive_and_wait();
+        };
+        CD3DSurfaceRender render([&] {
+            ++opened;
+            return std::make_shared<CHookedAdapter>(hooks);
+        });
+        ASSERT_NE(render.Init(HWND{1000}), 0);
+        CSurface* const surfaces[] = {render.CreateSurface(16, 16), render.CreateSurface(16, 16)};
+        hooks.state = EDeviceState::NotReset;
+        hooks.makes = makes;
+        const CTestFrame frame(16, 16, 90);
+        const auto show = [&](int i) {
+            EXPECT_EQ(render.DisplayClient(&frame.m_Frame, surfaces[i], HWND{1 + i}), 0) << "a dropped frame";
+        };
+        std::thread first(show, 0);
+        show(1);
+        first.join();
+        EXPECT_EQ(opened, 2) << (makes ? "made again" : "tried again") << " by one of them";
+    }
 }
 
 // Sixteen streams draw while the device is lost and rebuilt again and again and surfaces come and go.
