@@ -244,6 +244,7 @@ TEST(C264Slice, FirstMbBeyondTheEndStillHandsOutAndRotates)
     fed.FeedSlice(Flats({}, {.first_mb = 4}));
     EXPECT_EQ(fed.iGot, 1);
     EXPECT_EQ(fed.Middle(0, 0), BLACK) << "the picture of two before";
+    EXPECT_EQ(fed.Middle(0, 1), BLACK) << "in its last row, too";
     fed.FeedSlice(Flats({}, {.first_mb = 0xFFFFFFF0}));
     EXPECT_EQ(fed.Picture.plane[0], first);
     EXPECT_EQ(fed.Middle(0, 0), 132);
