@@ -291,7 +291,7 @@ bool CActiveXCtrl::CActiveXCtrlFactory::UpdateRegistry(bool registered)
 {
     if (!registered) return SUCCEEDED(ComponentRegistry().UnregisterClass(CLSID_ActiveXCtrl));
     ClassRegistration entry;
-    entry.Id = CLSID_ActiveXCtrl;
+    entry.id = CLSID_ActiveXCtrl;
     entry.programmaticName = ACTIVEX_PROGID;
     entry.module = GetLoadedModulePath();
     entry.miscStatus = ACTIVEX_MISC_STATUS;

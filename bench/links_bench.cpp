@@ -17,6 +17,7 @@
 #include "platform/os/paths.h"
 #include "remote/UdpRemote.h"
 #include "remote/UdpRemoteStation.h"
+#include "tests/links/drawing_support.h"
 #include "tests/links/recorder_support.h"
 
 namespace
@@ -42,14 +43,7 @@ class CCountingRender final : public CRender
     {
         if (frame->data[0] == nullptr) return -1;
         Channel& channel = g_Channels[static_cast<std::size_t>(window) - 1];
-        recorder::Picture corner;
-        corner.Resize(recorder::MARK_WIDTH, recorder::MARK_HEIGHT);
-        const int top = frame->height - recorder::MARK_HEIGHT;
-        for (int row = 0; row < recorder::MARK_HEIGHT; ++row)
-            std::copy_n(frame->data[0] + static_cast<std::ptrdiff_t>(top + row) * frame->linesize[0],
-                        recorder::MARK_WIDTH,
-                        corner.y.begin() + static_cast<std::ptrdiff_t>(row) * recorder::MARK_WIDTH);
-        const auto mark = recorder::ReadMark(corner);
+        const auto mark = ReadMark(*frame);
         if (!mark) {
             ++channel.unreadable;
             return 0;

@@ -49,7 +49,7 @@ void LoadPicture()
         empty.image.loadFromData(empty.file->bytes.data(), static_cast<int>(empty.file->bytes.size()), "BMP");
     if (!empty.image.isNull()) return;
     const std::string fault = path + " is missing or no bitmap: cells without a stream stay dark";
-    if (IsNews(fault)) LogLine(LOG_WARNING, "CRenderCell::LoadPicture", fault);  // each cell looks again
+    if (IsNews(fault)) LogLine(ELogLevel::Warning, "CRenderCell::LoadPicture", fault);  // each cell looks again
 }
 
 // The pixels that are shown: 352 by 288 from the file's first row on, which is the picture's lowest.

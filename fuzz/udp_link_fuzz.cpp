@@ -10,49 +10,15 @@
 #include <span>
 #include <thread>
 
-#include "codec/codec.h"
+#include "fuzz/reading_render.h"
 #include "remote/DeviceState.h"
-#include "remote/udp/StreamReply.h"
 #include "remote/udp/UdpLink.h"
-#include "render/Render.h"
 
 namespace
 {
 
 constexpr std::int32_t CHANNEL = 5;
 constexpr std::int32_t NET_ID = 7;
-
-void Require(bool holds)
-{
-    if (!holds) __builtin_trap();
-}
-
-std::uint8_t g_ulSink;
-
-/// Reads every picture whole and keeps none.
-class CReadingRender final : public CRender
-{
-  public:
-    std::int32_t DisplayClient(const CodecFrame* frame, CSurface*, HWND) override
-    {
-        if (frame->data[0] == nullptr) return 0;
-        for (int plane = 0; plane < 3; ++plane) {
-            const std::int32_t width = plane == 0 ? frame->width : frame->width / 2;
-            const std::int32_t height = plane == 0 ? frame->height : frame->height / 2;
-            for (std::int32_t row = 0; row < height; ++row)
-                for (std::int32_t column = 0; column < width; ++column)
-                    g_ulSink ^= frame->data[plane][row * frame->linesize[plane == 0 ? 0 : 1] + column];
-        }
-        return 0;
-    }
-    CSurface* CreateSurface(std::int32_t width, std::int32_t height) override
-    {
-        Require(std::int64_t{width} * height <= PICTURE_LIMIT_SAMPLES);
-        return new CSurface(width, height);
-    }
-    void DestroySurface(CSurface* surface) override { delete surface; }
-    std::int32_t SaveSnapshot(std::string, CSurface*) override { return 0; }
-};
 
 sockaddr_in Address(std::uint32_t host)
 {

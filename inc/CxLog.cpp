@@ -34,10 +34,10 @@ constexpr const char* LEVEL_NAMES[] = {"Message", "Warning", "Exception", "Error
 std::atomic<bool> g_bAlive =
     false;  // the liveness byte of the process's log: read by any thread, cleared at process end
 
-const char* LevelName(std::int32_t level)
+const char* LevelName(ELogLevel level)
 {
-    const bool known = level >= LOG_MESSAGE && level <= LOG_ERROR;
-    return known ? LEVEL_NAMES[level] : "";
+    const bool known = level >= ELogLevel::Message && level <= ELogLevel::Error;
+    return known ? LEVEL_NAMES[static_cast<std::size_t>(level)] : "";
 }
 
 std::tm LocalTime(std::time_t seconds)
@@ -77,10 +77,9 @@ bool EndsInTwoLineBreaks(const char* line, std::size_t bytes)
 
 std::size_t FormatLogEntry(const LogEntry& entry, char (&buffer)[LOG_LINE_BYTES])
 {
-    const int wanted =
-        std::snprintf(buffer, sizeof buffer, "%s %s %s(%s, %d): %s\r\n", entry.m_strTime.c_str(),
-                      LevelName(entry.m_iLevel), entry.m_strFile.c_str(), entry.m_strFunction.c_str(),
-                      static_cast<int>(entry.m_iLine), entry.m_strMessage.c_str());
+    const int wanted = std::snprintf(buffer, sizeof buffer, "%s %s %s(%s, %d): %s\r\n", entry.time.c_str(),
+                                     LevelName(entry.level), entry.file.c_str(), entry.function.c_str(),
+                                     static_cast<int>(entry.line), entry.message.c_str());
     std::size_t bytes = std::min(static_cast<std::size_t>(std::max(wanted, 0)), sizeof buffer - 1);
     if (wanted >= static_cast<int>(sizeof buffer)) std::memcpy(buffer + bytes - 2, "\r\n", 2);
     if (EndsInTwoLineBreaks(buffer, bytes)) bytes -= 2;
@@ -225,8 +224,8 @@ void CxLog::Stop()
         m_Worker.detach();
 }
 
-void CxLog::Log(const char* file, const char* function, std::int32_t line, std::int32_t level,
-                const char* format, ...)
+void CxLog::Log(const char* file, const char* function, std::int32_t line, ELogLevel level, const char* format,
+                ...)
 {
     char message[MESSAGE_CHARACTERS + 1];
     std::va_list arguments;
@@ -241,25 +240,25 @@ void CxLog::LogError(const char* file, const char* function, std::int32_t line, 
     char message[MESSAGE_CHARACTERS + 1];
     const std::string text = std::system_category().message(errorCode);
     std::snprintf(message, sizeof message, "(%d):%s", static_cast<int>(errorCode), text.c_str());
-    Enqueue(file, function, line, LOG_ERROR, message);
+    Enqueue(file, function, line, ELogLevel::Error, message);
 }
 
-void CxLog::Enqueue(const char* file, const char* function, std::int32_t line, std::int32_t level,
+void CxLog::Enqueue(const char* file, const char* function, std::int32_t line, ELogLevel level,
                     const char* message)
 {
     if (m_pShared != nullptr) {
-        m_pShared->write(file, function, line, level, message);
+        m_pShared->write(file, function, line, static_cast<std::int32_t>(level), message);
         return;
     }
     auto entry = std::make_unique<LogEntry>();
-    entry->m_strTime = TimeText();
+    entry->time = TimeText();
     if (file != nullptr) {
-        entry->m_strFile = FileName(file);
-        entry->m_iLine = line;
+        entry->file = FileName(file);
+        entry->line = line;
     }
-    entry->m_strFunction = function != nullptr ? function : "";
-    entry->m_iLevel = level;
-    entry->m_strMessage = message;
+    entry->function = function != nullptr ? function : "";
+    entry->level = level;
+    entry->message = message;
 
     char text[LOG_LINE_BYTES];
     const std::size_t bytes = FormatLogEntry(*entry, text);

@@ -13,8 +13,8 @@ namespace
 
 // Never destroyed: the log writes here while the process ends.
 struct DebugOutput {
-    std::mutex Lock;
-    CDebugListener Listener;
+    std::mutex lock;
+    CDebugListener listener;
 };
 
 DebugOutput& Output()
@@ -28,7 +28,7 @@ DebugOutput& Output()
 void OutputDebugStringA(std::string_view text)
 {
     auto& output = Output();
-    const std::lock_guard lock(output.Lock);
+    const std::lock_guard lock(output.lock);
     const char* const debug = std::getenv("WATCHWALL_DEBUG");
     if (debug != nullptr && *debug != '\0') {
         // The log's lines end as its file wants them.
@@ -38,12 +38,12 @@ void OutputDebugStringA(std::string_view text)
         std::fwrite(shown.data(), 1, shown.size(), stderr);
         std::fflush(stderr);
     }
-    if (output.Listener) output.Listener(text);
+    if (output.listener) output.listener(text);
 }
 
 CDebugListener SetDebugListener(CDebugListener listener)
 {
     auto& output = Output();
-    const std::lock_guard lock(output.Lock);
-    return std::exchange(output.Listener, std::move(listener));
+    const std::lock_guard lock(output.lock);
+    return std::exchange(output.listener, std::move(listener));
 }

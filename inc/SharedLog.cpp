@@ -15,7 +15,8 @@ namespace
 // The program's log begins with its first line, whoever writes it.
 void Write(const char* file, const char* function, std::int32_t line, std::int32_t level, const char* message)
 {
-    if (CxLog* const log = CxLog::Find()) log->Log(file, function, line, level, "%s", message);
+    if (CxLog* const log = CxLog::Find())
+        log->Log(file, function, line, static_cast<ELogLevel>(level), "%s", message);
 }
 
 const char* Path()

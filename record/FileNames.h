@@ -8,8 +8,7 @@
 std::string FormatTime(std::time_t time, const char* format);
 
 /// A node's name as one component of a path: '\', '/' and control bytes become '_', and so do the dots of a
-/// name that is
-/// "." or ".." as a whole. All else stays.
+/// name that is "." or ".." as a whole. All else stays.
 std::string MakeFileName(const std::string& name);
 
 /// Where a snapshot of the device so named goes, from the present time: "<m_szPicPath>\<name>-<time>.jpg".

@@ -97,7 +97,6 @@ std::int32_t CMuxer::Open(const std::string& path, std::int32_t videoCodecId, st
 
 std::int32_t CMuxer::WriteVideoPacket(const std::uint8_t* data, std::int32_t bytes, std::int32_t key)
 {
-    if (key != 0) m_bHasKeyFrame = true;
     return WritePacket(VIDEO, data, bytes, key);
 }
 
@@ -109,8 +108,9 @@ std::int32_t CMuxer::WriteAudioPacket(const std::uint8_t* data, std::int32_t byt
 std::int32_t CMuxer::WritePacket(std::int32_t stream, const std::uint8_t* data, std::int32_t bytes,
                                  std::int32_t key)
 {
-    if (bytes < 1 || !m_bHasKeyFrame) return -1;
     const CAutoLock lock(m_csWrite);
+    if (stream == VIDEO && key != 0) m_bHasKeyFrame = true;
+    if (bytes < 1 || !m_bHasKeyFrame) return -1;
     if (m_pFile == nullptr || m_pFile->trailer) {
         ++m_ulFailures;
         return -1;
@@ -141,7 +141,7 @@ std::int32_t CMuxer::Fail(std::int32_t result)
     if (m_ulFailures++ == 0) {
         char reason[AV_ERROR_MAX_STRING_SIZE] = {};
         av_strerror(result, reason, sizeof reason);
-        CxLog::Instance().Log(__FILE__, "CMuxer", __LINE__, LOG_ERROR, "%s: %s", m_strPath.c_str(),
+        CxLog::Instance().Log(__FILE__, "CMuxer", __LINE__, ELogLevel::Error, "%s: %s", m_strPath.c_str(),
                               result == -1 ? "can't be made" : reason);
     }
     return result;
@@ -162,7 +162,7 @@ void CMuxer::Close()
         avio_flush(m_pFile->context->pb);
     }
     if (m_ulFailures != 0)
-        CxLog::Instance().Log(__FILE__, "CMuxer::Close", __LINE__, LOG_ERROR, "%s: %u writes have failed",
-                              m_strPath.c_str(), m_ulFailures);
+        CxLog::Instance().Log(__FILE__, "CMuxer::Close", __LINE__, ELogLevel::Error,
+                              "%s: %u writes have failed", m_strPath.c_str(), m_ulFailures);
     m_ulFailures = 0;
 }

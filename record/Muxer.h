@@ -47,5 +47,5 @@ class CMuxer
     CCriticalSection m_csWrite;     // a leaf lock: the packets, the counts
     std::string m_strPath;
     std::uint32_t m_ulFailures = 0;  // writes that failed, guarded by m_csWrite
-    bool m_bHasKeyFrame = false;
+    bool m_bHasKeyFrame = false;     // guarded by m_csWrite
 };

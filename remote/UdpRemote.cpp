@@ -16,8 +16,8 @@ CUdpRemote::~CUdpRemote()
 {
     LeaveFolder();
     LetGo();
-    PutAside();
-    EndLateLinks();
+    m_Threads.PutAside(0);
+    m_Threads.EndLate();
 }
 
 void CUdpRemote::Open()
@@ -33,23 +33,18 @@ void CUdpRemote::Open()
 void CUdpRemote::StartLink()
 {
     // A thread that was left behind would take the new stream's reply for itself.
-    PutAside();
-    EndLateLinks();
+    m_Threads.PutAside(0);
+    m_Threads.EndLate();
     GetState()->m_bRunning = true;
     m_pCounters->firstPictureMs.store(-1, std::memory_order_relaxed);
-    m_pLink = std::make_shared<CUdpLink>(GetState(), m_pSession, m_pCounters, m_iNetID, m_iDevID);
-    m_hThread = CreateThread(
-        [link = m_pLink] {
-            link->Run();
-            return 0U;
-        },
-        "udp link");
+    m_Threads.Start(std::make_shared<CUdpLink>(GetState(), m_pSession, m_pCounters, m_iNetID, m_iDevID),
+                    "udp link");
 }
 
 void CUdpRemote::LetGo()
 {
     CRemote::LetGo();
-    if (m_pLink) m_pLink->Cancel();
+    m_Threads.Cancel();
 }
 
 void CUdpRemote::Close()
@@ -57,28 +52,8 @@ void CUdpRemote::Close()
     if (GetStatus() != STATUS_CLOSED) {
         SetStatus(STATUS_CLOSED);
         LetGo();
-        const bool late = WaitForSingleObject(m_hThread, m_ulCloseWaitMs) == WAIT_TIMEOUT;
-        PutAside();
-        if (late) LeaveStateBehind();
+        if (!m_Threads.PutAside(m_ulCloseWaitMs)) LeaveStateBehind();
     }
     SetStatus(STATUS_CLOSED);
     Notify(this, "IDS_DeviceClosed");
-}
-
-/// Takes the present thread, if there is one, as one whose end is still to be waited for.
-void CUdpRemote::PutAside()
-{
-    if (m_hThread != nullptr) m_LateLinks.push_back({std::move(m_pLink), m_hThread});
-    m_pLink.reset();
-    m_hThread = nullptr;
-}
-
-/// Ends the threads that were put aside and waits until they are gone, serving what they send meanwhile.
-void CUdpRemote::EndLateLinks()
-{
-    for (const auto& late : std::exchange(m_LateLinks, {})) {
-        late.link->Cancel();
-        WaitForSingleObject(late.thread, INFINITE);
-        CloseHandle(late.thread);
-    }
 }

@@ -3,15 +3,13 @@
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "model/archive/NamedValue.h"
-#include "platform/os/threads.h"
+#include "remote/LinkThreads.h"
 #include "remote/Remote.h"
 #include "remote/p2p/LinkCounters.h"
 
 class CP2PSession;
-class CUdpLink;
 
 /// One channel of a machine that is reached through its station's session. It never records and has no pan and
 /// tilt: the link serves none of the request bits.
@@ -61,19 +59,10 @@ class CUdpRemote final : public CRemote
     std::string m_szPassword;
 
   private:
-    struct LateLink {
-        std::shared_ptr<CUdpLink> link;
-        HANDLE thread = nullptr;
-    };
-
     void StartLink();
-    void PutAside();
-    void EndLateLinks();
 
     std::shared_ptr<CP2PSession> m_pSession;  // the station's, shared by its channels
     const std::shared_ptr<CLinkCounters> m_pCounters = std::make_shared<CLinkCounters>();
-    HANDLE m_hThread = nullptr;
-    std::shared_ptr<CUdpLink> m_pLink;  // what m_hThread runs
-    std::vector<LateLink> m_LateLinks;  // threads whose end nobody has waited for yet
+    CLinkThreads m_Threads;
     std::uint32_t m_ulCloseWaitMs = CLOSE_WAIT_MS;
 };

@@ -20,11 +20,13 @@ CellPool& Pool()
 
 }  // namespace
 
-HWND TakeFreeCell()
+HWND TakeFreeCell(HWND grid)
 {
     auto& pool = Pool();
     const std::lock_guard lock(pool.lock);
-    const auto cell = std::ranges::find(pool.cells, false, &CRenderSub::m_bUsed);
+    const auto cell = std::ranges::find_if(pool.cells, [grid](const CRenderSub& free) {
+        return !free.m_bUsed && (grid == HWND::Null || free.m_hGrid == grid);
+    });
     if (cell == pool.cells.end()) return HWND::Null;
     cell->m_bUsed = true;
     return cell->m_hWnd;
@@ -71,11 +73,11 @@ void NoteCellShown(HWND window)
     PostMessageA(window, CELL_MESSAGE_CHANGED, 0, 0);
 }
 
-void AddCell(HWND window)
+void AddCell(HWND window, HWND grid)
 {
     auto& pool = Pool();
     const std::lock_guard lock(pool.lock);
-    pool.cells.push_back({false, window, false});
+    pool.cells.push_back({false, window, false, grid});
 }
 
 void RemoveCell(HWND window)

@@ -118,7 +118,7 @@ std::int32_t CD3DSurfaceRender::Uninit()
 void CD3DSurfaceRender::Show(const char* function, const CMessages& messages) const
 {
     for (const std::string& text : messages)
-        LogLine(LOG_ERROR, function, text);
+        LogLine(ELogLevel::Error, function, text);
     for (const std::string& text : messages)
         MessageBoxA(m_hWnd, text, "", MB_OK | MB_ICONERROR);
 }
@@ -133,7 +133,7 @@ bool CD3DSurfaceRender::CreateDevice(CMessages& messages)
     if (m_pD3D == nullptr) return fail(CLanguage::GetString("IDS_NoDirectX9"));
     DisplayMode mode;
     if (!m_pD3D->GetAdapterDisplayMode(mode)) return fail("GetAdapterDisplayMode failed");
-    m_Format = mode.Format;
+    m_Format = mode.format;
     DeviceCaps caps;
     if (!m_pD3D->GetDeviceCaps(caps)) return fail(CLanguage::GetString("IDS_NoDisplayDriver"));
     m_dwBehaviourFlags |=
@@ -200,14 +200,16 @@ void CD3DSurfaceRender::DestroySurface(CSurface* surface)
 }
 
 // A new device, and every surface rebuilt in place with its own size. The device is made afresh, not reset, and
-// whether that succeeded shows at the next frame.
-void CD3DSurfaceRender::Recover(CMessages& messages)
+// whether that succeeded shows at the next frame. `found` is the device that the frame met, null when none
+// could be made before: several frames may have met it, and one rebuilds for all.
+void CD3DSurfaceRender::Recover(const ISurfaceDevice* found, CMessages& messages)
 {
     const CAutoLock lock(m_csRender);
     auto lost = GetDevice();
+    if (lost.get() != found) return;  // another link thread was faster
     const bool needed =
         lost != nullptr ? lost->TestCooperativeLevel() == EDeviceState::NotReset : m_bNotReset.load();
-    if (!needed) return;  // another link thread was faster
+    if (!needed) return;
     SetDevice(nullptr);
     if (lost != nullptr) lost->Release();  // though another link thread may still hold it
     lost.reset();
@@ -226,10 +228,10 @@ bool CD3DSurfaceRender::IsToRemake()
     return m_bNotReset && ++m_ulRefusedFrames % REMAKE_FRAMES == 0;
 }
 
-std::int32_t CD3DSurfaceRender::DropAndRecover()
+std::int32_t CD3DSurfaceRender::DropAndRecover(const ISurfaceDevice* found)
 {
     CMessages messages;
-    Recover(messages);
+    Recover(found, messages);
     Show("CD3DSurfaceRender::DisplayClient", messages);
     return 0;
 }
@@ -250,13 +252,15 @@ std::int32_t CD3DSurfaceRender::Display(const CodecFrame* frame, CSurface* surfa
         return -1;
     }
     auto device = GetDevice();
-    if (device == nullptr) return IsToRemake() ? DropAndRecover() : -1;
+    if (device == nullptr) return IsToRemake() ? DropAndRecover(nullptr) : -1;
     switch (device->TestCooperativeLevel()) {
         case EDeviceState::Lost:
             return 0;
-        case EDeviceState::NotReset:
+        case EDeviceState::NotReset: {
+            const ISurfaceDevice* const found = device.get();
             device.reset();
-            return DropAndRecover();
+            return DropAndRecover(found);
+        }
         case EDeviceState::Working:
             break;
     }
@@ -275,6 +279,7 @@ std::int32_t CD3DSurfaceRender::Display(const CodecFrame* frame, CSurface* surfa
     bool stretched = false;
     bool presented = false;
     {
+        const CFrameTurn turn(m_Turns);
         const CAutoLock lock(m_csRender);
         stretched =
             device->StretchRect(*objects.pOffscreen, source, *objects.pBackBuffer, ETextureFilter::Linear);

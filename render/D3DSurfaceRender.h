@@ -2,6 +2,7 @@
 
 #include "platform/os/threads.h"
 #include "render/DrawingEnd.h"
+#include "render/FrameTurns.h"
 #include "render/Render.h"
 #include "render/device/SurfaceDevice.h"
 
@@ -22,9 +23,9 @@
 /// told once.
 ///
 /// The critical section covers CreateSurface, DestroySurface, the rebuilding, and each stretch with its
-/// presentation. The conversion runs outside of it, on a picture that only the stream's own link thread writes;
-/// that picture is kept alive for as long as it is being written, so a rebuilding on another thread costs its
-/// contents and nothing more.
+/// presentation, for which the streams take turns. The conversion runs outside of it, on a picture that only
+/// the stream's own link thread writes; that picture is kept alive for as long as it is being written, so a
+/// rebuilding on another thread costs its contents and nothing more.
 class CD3DSurfaceRender : public CRender
 {
   public:
@@ -45,6 +46,9 @@ class CD3DSurfaceRender : public CRender
     /// A BMP of 32 bits a pixel, at the surface's full size, whatever the file's name says.
     std::int32_t SaveSnapshot(std::string path, CSurface* surface) override;
 
+    /// Frames that are converted and wait for the device.
+    std::size_t CountWaitingFrames() const { return m_Turns.CountWaiting(); }
+
   private:
     class CD3DSurface;
     // Texts for the user, gathered under the critical section and shown after it.
@@ -53,8 +57,8 @@ class CD3DSurfaceRender : public CRender
     bool CreateDevice(CMessages& messages);
     void Build(CD3DSurface& surface, CMessages& messages);
     bool IsToRemake();
-    std::int32_t DropAndRecover();
-    void Recover(CMessages& messages);
+    std::int32_t DropAndRecover(const ISurfaceDevice* found);
+    void Recover(const ISurfaceDevice* found, CMessages& messages);
     void Show(const char* function, const CMessages& messages) const;
     std::int32_t Display(const CodecFrame* frame, CSurface* surface, HWND window, EShowing& showing);
     static EShowing Upload(const CodecFrame& frame, const CSurface& surface, IOffscreenSurface& to);
@@ -62,6 +66,7 @@ class CD3DSurfaceRender : public CRender
     void SetDevice(std::shared_ptr<ISurfaceDevice> device);
 
     const SURFACE_ADAPTER_FACTORY m_pOpen;
+    CFrameTurns m_Turns;  // before m_csRender
     CCriticalSection m_csRender;
     CDrawingEnd m_End{m_csRender};
     std::atomic<bool> m_bDrawn = false;  // a frame was presented, and the driver has all that drawing needs

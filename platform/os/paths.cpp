@@ -126,7 +126,7 @@ std::string UserFolderFor(const std::string& folder)
     if (chosen.fault || NamedHome() != nullptr)
         LogFault("GetModuleDirectory", chosen.notice);
     else
-        LogLine(LOG_MESSAGE, "GetModuleDirectory", chosen.notice);
+        LogLine(ELogLevel::Message, "GetModuleDirectory", chosen.notice);
     return chosen.folder;
 }
 
@@ -174,12 +174,6 @@ std::string SystemPath(std::string_view hostPath)
 std::string GetModuleFileNameA()
 {
     return GetModuleDirectory() + "activex.ocx";
-}
-
-std::string GetExecutableFileNameA()
-{
-    std::error_code error;
-    return SystemPath(fs::read_symlink("/proc/self/exe", error).native());
 }
 
 std::string GetModuleDirectory()

@@ -11,7 +11,6 @@
 #include <QPaintEvent>
 #include <QPainter>
 #include <QPushButton>
-#include <QTimerEvent>
 #include <exception>
 #include <utility>
 
@@ -42,19 +41,6 @@ class CDialog::CWidget final : public QWidget
     void resizeEvent(QResizeEvent*) override
     {
         m_Dialog.Call(ETell::Debugger, [&] { m_Dialog.OnSize(width(), height()); });
-    }
-    void showEvent(QShowEvent*) override
-    {
-        m_Dialog.Call(ETell::Debugger, [&] { m_Dialog.OnShowWindow(true); });
-    }
-    void hideEvent(QHideEvent*) override
-    {
-        if (m_Dialog.m_pWidget == this) m_Dialog.Call(ETell::Debugger, [&] { m_Dialog.OnShowWindow(false); });
-    }
-    void timerEvent(QTimerEvent* event) override
-    {
-        const int id = m_Dialog.m_Timers.key(event->timerId(), -1);
-        if (id >= 0) m_Dialog.Call(ETell::Debugger, [&] { m_Dialog.OnTimer(id); });
     }
     void closeEvent(QCloseEvent* event) override
     {
@@ -99,7 +85,7 @@ void CDialog::Call(ETell tell, THandler handler) noexcept
 
 void CDialog::Tell(ETell tell, const char* fault) const
 {
-    LogLine(LOG_ERROR, "CDialog::Tell", std::string("dialog: a handler failed: ") + fault);
+    LogLine(ELogLevel::Error, "CDialog::Tell", std::string("dialog: a handler failed: ") + fault);
     if (tell == ETell::User) MessageBoxA(Handle(), fault, "Watchwall", MB_OK | MB_ICONERROR);
 }
 
@@ -209,7 +195,6 @@ void CDialog::WindowGoes()
     SetPreTranslator(*m_pHandle->Widget(), nullptr);
     m_pHandle.reset();
     m_Controls.clear();
-    m_Timers.clear();
     m_pWidget.clear();
     if (m_pLoop) m_pLoop->quit();
 }
@@ -229,16 +214,6 @@ void CDialog::Adopt(int id, QWidget* control)
     if (auto* button = qobject_cast<QAbstractButton*>(control)) {
         QObject::connect(button, &QAbstractButton::clicked, m_pWidget.data(), [this, id] { Command(id); });
     }
-}
-
-int CDialog::GetDlgCtrlID(const QWidget* widget) const
-{
-    for (; widget && widget != m_pWidget; widget = widget->parentWidget()) {
-        for (auto it = m_Controls.cbegin(); it != m_Controls.cend(); ++it) {
-            if (it.value() == widget) return it.key();
-        }
-    }
-    return 0;
 }
 
 bool CDialog::SetDlgItemText(int id, std::string_view text)
@@ -274,21 +249,6 @@ void CDialog::SetWindowText(std::string_view text)
 {
     if (m_pWidget)
         m_pWidget->setWindowTitle(QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())));
-}
-
-void CDialog::SetTimer(int id, int ms)
-{
-    KillTimer(id);
-    if (m_pWidget) m_Timers.insert(id, m_pWidget->startTimer(ms));
-}
-
-bool CDialog::KillTimer(int id)
-{
-    const auto it = m_Timers.constFind(id);
-    if (it == m_Timers.constEnd()) return false;
-    m_pWidget->killTimer(*it);
-    m_Timers.erase(it);
-    return true;
 }
 
 bool CDialog::DialogKey(int key)

@@ -34,8 +34,8 @@ void Answer(SentMessage& message, LRESULT result)
 
 void CMessageQueue::CallWake()
 {
-    const std::lock_guard lock(WakeLock);
-    if (Wake) Wake();
+    const std::lock_guard lock(wakeLock);
+    if (wake) wake();
 }
 
 std::unordered_map<HWND, Window>& Windows()
@@ -69,8 +69,8 @@ void EndThreadQueue()
     const std::shared_ptr<CMessageQueue> queue = std::exchange(t_Owner.queue, nullptr);
     t_pQueue = nullptr;
     {
-        const std::lock_guard lock(queue->WakeLock);
-        queue->Wake = nullptr;
+        const std::lock_guard lock(queue->wakeLock);
+        queue->wake = nullptr;
     }
     std::vector<Window> gone;  // destroyed after the lock: the procedures may hold anything
     const std::lock_guard lock(g_WaitLock);
@@ -79,11 +79,11 @@ void EndThreadQueue()
         gone.push_back(std::move(entry.second));
         return true;
     });
-    while (!queue->Sent.empty()) {
-        Answer(*queue->Sent.front(), 0);
-        queue->Sent.pop_front();
+    while (!queue->sent.empty()) {
+        Answer(*queue->sent.front(), 0);
+        queue->sent.pop_front();
     }
-    queue->Posted.clear();
+    queue->posted.clear();
 }
 
 LRESULT CallProcedure(const WNDPROC& procedure, const Message& message) noexcept
@@ -93,10 +93,10 @@ LRESULT CallProcedure(const WNDPROC& procedure, const Message& message) noexcept
 
 bool ServeOneSent(CMessageQueue& queue, CWaitHold& hold)
 {
-    if (queue.Sent.empty()) return false;
-    SentMessage& message = *queue.Sent.front();
-    queue.Sent.pop_front();
-    const auto window = Windows().find(message.message.Window);
+    if (queue.sent.empty()) return false;
+    SentMessage& message = *queue.sent.front();
+    queue.sent.pop_front();
+    const auto window = Windows().find(message.message.window);
     if (window == Windows().end()) {
         Answer(message, 0);
         return true;
@@ -113,8 +113,8 @@ bool ServeOneSent(CMessageQueue& queue, CWaitHold& hold)
 
 void DropSent(CMessageQueue& queue, HWND window)
 {
-    std::erase_if(queue.Sent, [&](SentMessage* message) {
-        if (message->message.Window != window) return false;
+    std::erase_if(queue.sent, [&](SentMessage* message) {
+        if (message->message.window != window) return false;
         Answer(*message, 0);
         return true;
     });
@@ -123,7 +123,7 @@ void DropSent(CMessageQueue& queue, HWND window)
 bool WaitServing(CWaitHold& hold, Waiter& waiter, IWaitCondition& condition, const CDeadline& deadline)
 {
     CMessageQueue* const queue = ThreadQueue();
-    Waiter* const outer = queue == nullptr ? nullptr : std::exchange(queue->pWaiter, &waiter);
+    Waiter* const outer = queue == nullptr ? nullptr : std::exchange(queue->waiter, &waiter);
     bool met = condition.IsMet();
     bool expired = false;
     while (!met && !expired) {
@@ -140,6 +140,6 @@ bool WaitServing(CWaitHold& hold, Waiter& waiter, IWaitCondition& condition, con
         }
         met = condition.IsMet();
     }
-    if (queue != nullptr) queue->pWaiter = outer;
+    if (queue != nullptr) queue->waiter = outer;
     return met;
 }

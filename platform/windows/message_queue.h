@@ -12,7 +12,7 @@
 // The queues of messages behind windows.h. Internal to this folder.
 
 struct Message {
-    HWND Window = HWND::Null;
+    HWND window = HWND::Null;
     std::uint32_t message = 0;
     WPARAM wParam = 0;
     LPARAM lParam = 0;
@@ -29,13 +29,13 @@ struct SentMessage {
 /// What waits for one thread that owns windows.
 struct CMessageQueue {
     // guarded by g_WaitLock
-    std::deque<SentMessage*> Sent;
-    std::deque<Message> Posted;
-    Waiter* pWaiter = nullptr;  // the innermost wait of the thread
+    std::deque<SentMessage*> sent;
+    std::deque<Message> posted;
+    Waiter* waiter = nullptr;  // the innermost wait of the thread
 
-    // guarded by WakeLock, which is held while Wake runs: once it is replaced it is called no more
-    std::mutex WakeLock;
-    std::function<void()> Wake;
+    // guarded by wakeLock, which is held while wake runs: once it is replaced it is called no more
+    std::mutex wakeLock;
+    std::function<void()> wake;
 
     void CallWake();
 };

@@ -59,12 +59,6 @@ void UnregisterWindow(HWND window)
     DropSent(*gone.queue, window);
 }
 
-bool IsWindow(HWND window)
-{
-    const std::lock_guard lock(g_WaitLock);
-    return Windows().contains(window);
-}
-
 void* GetNativeWindow(HWND window)
 {
     const std::lock_guard lock(g_WaitLock);
@@ -85,8 +79,8 @@ LRESULT SendMessageA(HWND window, std::uint32_t message, WPARAM wParam, LPARAM l
         hold.unlock();
         return CallProcedure(*procedure, sent.message);
     }
-    queue->Sent.push_back(&sent);
-    if (queue->pWaiter != nullptr) queue->pWaiter->changed.notify_one();
+    queue->sent.push_back(&sent);
+    if (queue->waiter != nullptr) queue->waiter->changed.notify_one();
     hold.unlock();
     // The owner is woken even while it waits: its wait may end before it has come to this message.
     queue->CallWake();
@@ -105,7 +99,7 @@ bool PostMessageA(HWND window, std::uint32_t message, WPARAM wParam, LPARAM lPar
         const auto found = Windows().find(window);
         if (found == Windows().end()) return false;
         queue = found->second.queue;
-        queue->Posted.push_back({window, message, wParam, lParam});
+        queue->posted.push_back({window, message, wParam, lParam});
     }
     queue->CallWake();
     return true;
@@ -119,12 +113,12 @@ int ServeMessages(bool posted)
     CWaitHold hold(g_WaitLock);
     // Only what is there now: each later message wakes the loop again, and a window that posts to itself must
     // not keep the loop from its other work.
-    for (std::size_t rest = queue->Sent.size(); rest > 0 && ServeOneSent(*queue, hold); --rest)
+    for (std::size_t rest = queue->sent.size(); rest > 0 && ServeOneSent(*queue, hold); --rest)
         ++served;
-    for (std::size_t rest = posted ? queue->Posted.size() : 0; rest > 0 && !queue->Posted.empty(); --rest) {
-        const Message message = queue->Posted.front();
-        queue->Posted.pop_front();
-        const auto found = Windows().find(message.Window);
+    for (std::size_t rest = posted ? queue->posted.size() : 0; rest > 0 && !queue->posted.empty(); --rest) {
+        const Message message = queue->posted.front();
+        queue->posted.pop_front();
+        const auto found = Windows().find(message.window);
         if (found == Windows().end()) continue;
         std::shared_ptr<const WNDPROC> procedure = found->second.procedure;
         hold.unlock();
@@ -140,8 +134,8 @@ void SetMessageWake(std::function<void()> wake)
 {
     const std::shared_ptr<CMessageQueue> queue = MakeThreadQueue();
     if (queue == nullptr) return;
-    const std::lock_guard lock(queue->WakeLock);
-    queue->Wake = std::move(wake);
+    const std::lock_guard lock(queue->wakeLock);
+    queue->wake = std::move(wake);
 }
 
 IWindowBackend* SetWindowBackend(IWindowBackend* backend)
@@ -154,19 +148,9 @@ void ServeToolkitUntil(const std::function<bool()>& ended)
     if (IWindowBackend* const backend = g_pBackend.load()) backend->ServeUntil(ended);
 }
 
-bool GetClientRect(HWND window, RECT& rect)
-{
-    return AskBackend(false, [&](IWindowBackend& backend) { return backend.GetClientRect(window, rect); });
-}
-
 bool SetWindowPos(HWND window, const RECT& rect)
 {
     return AskBackend(false, [&](IWindowBackend& backend) { return backend.SetWindowPos(window, rect); });
-}
-
-bool ShowWindow(HWND window, bool visible)
-{
-    return AskBackend(false, [&](IWindowBackend& backend) { return backend.ShowWindow(window, visible); });
 }
 
 std::int32_t MessageBoxA(HWND owner, std::string_view text, std::string_view caption, std::uint32_t type)

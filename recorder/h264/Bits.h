@@ -74,6 +74,12 @@ class BitReader
         const auto half = static_cast<int32_t>(code / 2 + code % 2);
         return code % 2 != 0 ? half : -half;
     }
+    int32_t Se(int32_t least, int32_t most, const char* what)
+    {
+        const int32_t value = Se();
+        if (value < least || value > most) throw Damaged(what);
+        return value;
+    }
     void Align() { m_At = (m_At + 7) / 8 * 8; }
 
   private:

@@ -69,12 +69,7 @@ class Cavlc : public IElements
     {
         return CBP_OF_CODE[intra ? 0 : 1][m_Bits.Ue(47, "coded_block_pattern")];
     }
-    bool QpDelta(bool) override
-    {
-        const int32_t delta = m_Bits.Se();
-        if (delta < -26 || delta > 25) throw Damaged("mb_qp_delta");
-        return delta != 0;
-    }
+    bool QpDelta(bool) override { return m_Bits.Se(-26, 25, "mb_qp_delta") != 0; }
     int Block(EBlock kind, int most, const Beside& beside) override;
 
   private:

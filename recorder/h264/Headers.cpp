@@ -72,14 +72,12 @@ PictureSet ReadPictureSet(std::span<const uint8_t> payload)
     bits.Ue(31, "num_ref_idx_l1_default_active");
     const bool weighted = bits.Flag();
     Refuse(bits.Bits(2) != 0 || weighted, "it uses weighted prediction");
-    set.qp = 26 + bits.Se();
+    set.qp = 26 + bits.Se(-26, 25, "pic_init_qp");
     bits.Se();  // of slices that switch
-    const int32_t chroma = bits.Se();
+    const int32_t chroma = bits.Se(-12, 12, "chroma_qp_index_offset");
     set.deblockingControl = bits.Flag();
     Refuse(bits.Flag(), "it uses constrained intra prediction");
     Refuse(bits.Flag(), "it has redundant pictures");
-    if (set.qp < 0 || set.qp > 51) throw Damaged("pic_init_qp");
-    if (chroma < -12 || chroma > 12) throw Damaged("chroma_qp_index_offset");
     if (!bits.More()) return set;
     Refuse(bits.Flag(), "it uses the 8x8 transform");
     Refuse(bits.Flag(), "it has scaling matrices");
@@ -123,11 +121,10 @@ SliceHeader ReadSliceHeader(BitReader& bits, bool idr, const SequenceSet& sequen
         Refuse(bits.Flag(), "it marks references");
     }
     if (picture.cabac && !slice.intra) slice.contexts = 1 + static_cast<int>(bits.Ue(2, "cabac_init_idc"));
-    slice.qp = picture.qp + bits.Se();
-    if (slice.qp < 0 || slice.qp > 51) throw Damaged("slice_qp_delta");
+    slice.qp = picture.qp + bits.Se(-picture.qp, 51 - picture.qp, "slice_qp_delta");
     if (picture.deblockingControl && bits.Ue(2, "disable_deblocking_filter_idc") != 1) {
         for (int offset = 0; offset < 2; ++offset)
-            if (const int32_t value = bits.Se(); value < -6 || value > 6) throw Damaged("a filter's offset");
+            bits.Se(-6, 6, "a filter's offset");
     }
     return slice;
 }

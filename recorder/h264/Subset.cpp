@@ -63,7 +63,7 @@ Checked Subset::Take(std::span<const uint8_t> accessUnit)
     return checked;
 }
 
-// Whether it is a parameter set. One that a client's decoder doesn't read matters when a picture uses it only.
+// Whether it is a parameter set. One that a client's decoder doesn't read is outside, used or not.
 bool Subset::TakeSet(std::span<const uint8_t> unit)
 {
     const EUnit type = UnitType(unit);

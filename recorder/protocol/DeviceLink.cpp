@@ -146,16 +146,13 @@ void DeviceLink::OnMessage(TimeUs now, int channel, bool key, const SendQueue::M
         if (it == client.counts.streams.end()) continue;
         auto& stream = it->second;
         if (stream.waitsForKey && !key) continue;
-        if (client.queue.Push(channel, message)) {
+        if (client.queue.Push(channel, message, now)) {
             stream.waitsForKey = false;
             ++stream.pictures;
             stream.bytes += message->size();
             Pump(now, client);
         } else {
-            // Pictures that build on the missing one would show nothing but damage.
-            ++stream.dropped;
-            stream.waitsForKey = true;
-            m_Channels.WantKey(channel);
+            Lose(stream, channel, 1);
         }
     }
 }
@@ -233,8 +230,18 @@ bool DeviceLink::MakeRoom(const Endpoint& from)
     return true;
 }
 
+// Pictures that build on the missing ones would show nothing but damage.
+void DeviceLink::Lose(ClientCounts::Stream& stream, int channel, size_t pictures)
+{
+    stream.dropped += pictures;
+    stream.waitsForKey = true;
+    m_Channels.WantKey(channel);
+}
+
 void DeviceLink::Pump(TimeUs now, Client& client)
 {
+    for (const auto& [channel, pictures] : client.queue.DropStale(now))
+        Lose(client.counts.streams[channel], channel, pictures);
     while (const auto piece = client.queue.Next(now)) {
         ++client.counts.datagrams;
         client.counts.bytes += piece->size();

@@ -120,6 +120,7 @@ class DeviceLink
     // False when an unproved client has had all its replies.
     bool RepeatReplies(TimeUs now, Client& client);
     void Pump(TimeUs now, Client& client);
+    void Lose(ClientCounts::Stream& stream, int channel, size_t pictures);
     Clients_t::iterator Drop(Clients_t::iterator client, EFarewell farewell);
     void UpdateWatched(int channel);
     void Send(const Endpoint& to, EMessage type, ECarries carries, std::span<const uint8_t> body = {});

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <deque>
+#include <map>
 #include <memory>
 #include <optional>
 
@@ -26,12 +27,17 @@ class SendQueue
     static constexpr TimeUs PATIENCE = 50 * MILLISECOND;
     static constexpr int MOST_BACK_OFF = 4;  // 3 pieces each 800 ms
     static constexpr size_t MAX_BYTES = 4 << 20;
-    static constexpr size_t MAX_PER_CHANNEL = 4;  // messages; a client that is so far behind loses pictures
+    static constexpr size_t MAX_PER_CHANNEL = 4;   // messages; a client that is so far behind loses pictures
+    static constexpr TimeUs STALE_AFTER = SECOND;  // a picture that waits for so long isn't live any more
 
     using Message = std::shared_ptr<const Bytes>;
 
-    // False when the queue is full for this channel or altogether; the message isn't taken then.
-    bool Push(int channel, Message message);
+    // False when the queue is full for this channel or altogether; the message isn't taken then. since: when it
+    // was made; one of NEVER doesn't grow stale.
+    bool Push(int channel, Message message, TimeUs since = NEVER);
+    // Removes what has grown stale unsent, with all that waits behind it in its channel; how many messages of
+    // each channel.
+    std::map<int, size_t> DropStale(TimeUs now);
     // Removes the messages of the channel of which nothing has been sent.
     void Forget(int channel);
 
@@ -52,6 +58,7 @@ class SendQueue
     struct Item {
         int channel = 0;
         Message message;
+        TimeUs since = NEVER;
         size_t sent = 0;
     };
 

@@ -219,8 +219,16 @@ void Store::Begin(Track& track, const Item& item)
 {
     const RecordName name{m_NextId, item.channel, m_Setup.clock()};
     if (name.id > MAX_RECORD_ID) throw std::runtime_error("the numbers of records are used up");
-    track.writer = std::make_unique<RecordWriter>(
-        PathOf(name), m_Setup.sizes[static_cast<size_t>(item.channel)], item.coded->bytes);
+    const std::string path = PathOf(name);
+    try {
+        track.writer = std::make_unique<RecordWriter>(path, m_Setup.sizes[static_cast<size_t>(item.channel)],
+                                                      item.coded->bytes);
+    } catch (...) {
+        // What a full disk took of the head is no record, and the next one has the same number.
+        std::error_code ignored;
+        fs::remove(path, ignored);
+        throw;
+    }
     track.id = m_NextId++;
     track.begun = track.last = track.flushed = item.at;
     const std::lock_guard lock(m_Mutex);

@@ -13,15 +13,12 @@
 #include "inc/CxLog.h"
 #include "inc/LogLine.h"
 #include "inc/OutputDebugString.h"
-#include "platform/files/profile.h"
+#include "model/settings/SystemSettings.h"
 #include "platform/os/paths.h"
 #include "record/FileNames.h"
 #include "record/Muxer.h"
 #include "remote/Recording.h"
 #include "remote/tcp/Framing.h"
-#include "remote/udp/StreamReply.h"
-#include "render/CellPool.h"
-#include "render/Render.h"
 
 namespace
 {
@@ -32,16 +29,10 @@ constexpr std::int32_t REPLY_TYPE = 1;
 constexpr std::int32_t TYPE_VIDEO = 0;
 constexpr std::int32_t TYPE_NOTHING = 1;
 constexpr int WAIT_MS = 1000;
-constexpr std::uint32_t SETTING_BYTES = 260;
 
 std::int32_t Word(const std::uint8_t* data)
 {
     return GetFrameLength(data);
-}
-
-std::string ReadSystemSetting(const char* key)
-{
-    return GetProfileText("System", key, "", SETTING_BYTES, GetModuleDirectory() + "config\\system.ini");
 }
 
 }  // namespace
@@ -52,7 +43,7 @@ CTcpLink::CTcpLink(std::shared_ptr<CDeviceState> state, std::shared_ptr<CLinkCou
       m_pCounters(std::move(counters)),
       m_socket(socket),
       m_Setup(setup),
-      m_dwOpenTick(setup.clock->TickCount())
+      m_Picture(m_pState, m_pCounters, *setup.clock)
 {
 }
 
@@ -73,7 +64,7 @@ void CTcpLink::Run()
     try {
         Receive();
     } catch (const std::exception& fault) {
-        LogLine(LOG_WARNING, "CTcpLink::Run", m_pState->GetName() + " ends: " + fault.what());
+        LogLine(ELogLevel::Warning, "CTcpLink::Run", m_pState->GetName() + " ends: " + fault.what());
     }
     CleanUp();
 }
@@ -86,6 +77,8 @@ void CTcpLink::Receive()
         const int ready = ::poll(&readable, 1, WAIT_MS);
         if (ready < 0 && errno != EINTR) return;
         if (ready > 0 && !TakeFrame()) return;
+        // A stream that pauses brings no frame that would take what was recorded to the disk.
+        if (ready == 0 && m_pState->m_pMuxer) m_pState->m_pMuxer->Flush();
     }
 }
 
@@ -114,26 +107,10 @@ bool CTcpLink::Logon()
 /// Makes decoder and surface; false in a mode that streams nothing.
 bool CTcpLink::OpenPicture()
 {
-    m_pCounters->width.store(m_iWidth, std::memory_order_relaxed);
-    m_pCounters->height.store(m_iHeight, std::memory_order_relaxed);
     const bool bH264 = m_Setup.mode == MODE_LIVE_H264;
     if (!bH264 && m_Setup.mode != MODE_LIVE_MPEG4 && m_Setup.mode != MODE_PLAYBACK) return false;
     m_iCodec = bH264 ? CODEC_ID_H264 : CODEC_ID_MPEG4;
-    if (m_iWidth < 0 || m_iHeight < 0 || !IsWithinLimit({m_iWidth, m_iHeight})) {
-        // As a decoder that does not open: the stream goes on and nothing of it is shown or recorded.
-        LogLine(LOG_WARNING, "CTcpLink::OpenPicture",
-                m_pState->GetName() + ": pictures of " + std::to_string(m_iWidth) + " x " +
-                    std::to_string(m_iHeight) + ", at most " + std::to_string(PICTURE_LIMIT_SAMPLES) +
-                    " samples are shown");
-        return true;
-    }
-    if (bH264) {
-        m_pState->m_pDecoder = std::make_shared<CC264Decoder>(m_iWidth, m_iHeight);
-    } else {
-        m_pState->m_pDecoder = std::make_shared<CMpeg4Decoder>(m_iWidth, m_iHeight);
-    }
-    m_pRender = CreateRender();
-    if (m_pRender) m_pSurface = m_pRender->CreateSurface(m_iWidth, m_iHeight);
+    m_Picture.Open(m_iCodec, m_iWidth, m_iHeight, m_pState->GetName());
     return true;
 }
 
@@ -164,11 +141,11 @@ void CTcpLink::ServeFlags()
 void CTcpLink::TakeSnapshot()
 {
     // oddity: snapshot-path-joined. Both settings stand one after the other, with nothing between them.
-    const std::string path = ReadSystemSetting("PicturePath") + GetSnapshotFileName(m_pState->GetName());
+    const std::string path = ReadSettingText(ESetting::PicturePath) + GetSnapshotFileName(m_pState->GetName());
     m_pState->m_strPictureFile = path;
     MakeSureDirectoryPathExists(path);
     m_pState->m_nFlags.ClearBits(FLAG_SNAPSHOT);
-    if (m_pSurface != nullptr) m_pRender->SaveSnapshot(path, m_pSurface);
+    m_Picture.SaveSnapshot(path);
 }
 
 void CTcpLink::StopRecord()
@@ -180,7 +157,7 @@ void CTcpLink::StartRecord()
 {
     m_pState->m_nFlags.ClearBits(FLAG_START_RECORD);
     const std::string path =
-        GetLinkRecordFileName(ReadSystemSetting("RecordPath"), m_pState->GetName(), std::time(nullptr));
+        GetLinkRecordFileName(ReadSettingText(ESetting::RecordPath), m_pState->GetName(), std::time(nullptr));
     m_pState->m_strRecordFile = path;
     MakeSureDirectoryPathExists(path);
     if (StartRecording(*m_pState, m_iCodec, m_iWidth, m_iHeight, m_pState->m_iRecordType, path)) {
@@ -198,8 +175,7 @@ void CTcpLink::Show(std::int32_t length)
     const std::uint8_t* const payload = &m_Buffer[HEADER_BYTES];
     std::fill_n(&m_Buffer[static_cast<std::size_t>(length)], TRAILING_BYTES, std::uint8_t{0});
     CLinkCounters::Count(m_pCounters->messages);
-    CVideoDecoder* const decoder = m_pState->m_pDecoder.get();
-    const CodecFrame* const frame = decoder == nullptr ? nullptr : decoder->Decode(payload, length);
+    const CodecFrame* const frame = m_Picture.Decode(payload, length);
     if (frame == nullptr || frame->data[0] == nullptr) {
         CLinkCounters::Count(m_pCounters->refused);
         return;
@@ -209,11 +185,7 @@ void CTcpLink::Show(std::int32_t length)
         WriteVideo(*m_pState, payload, length, frame->key_frame);
         CheckRollover();
     }
-    if (m_pSurface == nullptr) return;
-    m_pRender->DisplayClient(frame, m_pSurface, m_pState->m_hRenderWnd);
-    CLinkCounters::Count(m_pCounters->shown);
-    if (m_pCounters->firstPictureMs.load(std::memory_order_relaxed) < 0)
-        m_pCounters->firstPictureMs.store(m_Setup.clock->TickCount() - m_dwOpenTick, std::memory_order_relaxed);
+    m_Picture.Show(*frame);
 }
 
 void CTcpLink::CheckRollover()
@@ -228,9 +200,5 @@ void CTcpLink::CleanUp()
 {
     EndBlockedCalls(m_socket);
     if (m_pState->m_pMuxer) m_pState->m_pMuxer->Flush();
-    m_pState->m_pDecoder.reset();
-    if (m_pSurface != nullptr) m_pRender->DestroySurface(m_pSurface);
-    m_pSurface = nullptr;
-    m_pRender.reset();
-    ReleaseCell(m_pState->m_hRenderWnd.Exchange(HWND::Null));
+    m_Picture.Close();
 }

@@ -10,10 +10,8 @@
 #include "platform/os/socket_calls.h"
 #include "remote/DeviceState.h"
 #include "remote/LinkThreads.h"
+#include "remote/link/LinkPicture.h"
 #include "remote/p2p/LinkCounters.h"
-
-class CRender;
-class CSurface;
 
 /// The port on which a device streams.
 inline constexpr std::uint16_t DATA_PORT = 10061;
@@ -74,7 +72,6 @@ class CTcpLink final : public ILink
     const std::shared_ptr<CLinkCounters> m_pCounters;
     const SOCKET m_socket;
     const TcpLinkSetup m_Setup;
-    const std::uint32_t m_dwOpenTick;
     // any thread
     std::atomic<bool> m_bCancel{false};
     // link thread only
@@ -82,7 +79,6 @@ class CTcpLink final : public ILink
     std::int32_t m_iWidth = 0;
     std::int32_t m_iHeight = 0;
     std::int32_t m_iThirdValue = 0;  // of the reply; nothing reads it
-    std::shared_ptr<CRender> m_pRender;
-    CSurface* m_pSurface = nullptr;  // the renderer's, until DestroySurface
+    CLinkPicture m_Picture;
     std::array<std::uint8_t, LINK_FRAME_LIMIT + TRAILING_BYTES + 64> m_Buffer = {};
 };

@@ -33,6 +33,7 @@ class CQueueReceiver final : public CChannelReceiver
         return ReadStreamReply(Receive(REPLY_BYTES));
     }
     std::span<const std::uint8_t> ReceiveMessage() override { return Receive(m_Buffer.size()); }
+    bool HasGrownOld() const override { return false; }
 
   private:
     std::span<const std::uint8_t> Receive(std::size_t limit)
@@ -85,23 +86,25 @@ class CInboxReceiver final : public CChannelReceiver
         while (auto message = m_Session.TakeMessage(m_iChannel, DIRECTION_CLIENT, &m_Cancel)) {
             // Whatever keeps the link from its inbox counts into the age: other channels' decoding as well as a
             // slow renderer.
-            const bool old = m_Session.AgeOf(*message) > OLDEST_MS;
-            m_Message = std::move(message->data);
-            const auto payload = std::span<const std::uint8_t>(m_Message).subspan(
-                std::min<std::size_t>(m_Message.size(), MESSAGE_HEADER_BYTES));
-            m_bSkipping = old || (m_bSkipping && !IsKeyPicture(payload));
-            if (!m_bSkipping) return m_Message;
+            m_Message = std::move(*message);
+            const auto payload =
+                std::span<const std::uint8_t>(m_Message.data)
+                    .subspan(std::min<std::size_t>(m_Message.data.size(), MESSAGE_HEADER_BYTES));
+            m_bSkipping = HasGrownOld() || (m_bSkipping && !IsKeyPicture(payload));
+            if (!m_bSkipping) return m_Message.data;
             CLinkCounters::Count(m_Counters.skipped);
         }
         return {};
     }
+
+    bool HasGrownOld() const override { return m_Session.AgeOf(m_Message) > OLDEST_MS; }
 
   private:
     CP2PSession& m_Session;
     CLinkCounters& m_Counters;
     const std::int32_t m_iChannel;
     const P2PCancel& m_Cancel;
-    std::vector<std::uint8_t> m_Message;
+    CMessageRouter::Message m_Message;
     bool m_bSkipping = false;  // until the next key picture
 };
 

@@ -25,4 +25,7 @@ class CChannelReceiver
     /// Waits for the next message behind the reply, its header word included; valid until the next call. Empty
     /// when the wait was ended, or for a message that has nothing in it.
     virtual std::span<const std::uint8_t> ReceiveMessage() = 0;
+
+    /// Whether what ReceiveMessage gave last has grown too old to be shown since then.
+    virtual bool HasGrownOld() const = 0;
 };

@@ -11,8 +11,3 @@ StreamReply ReadStreamReply(std::span<const std::uint8_t> message)
     std::ranges::copy(message.first(std::min(message.size(), sizeof bytes)), bytes);
     return {ReadLittle16(bytes + MESSAGE_HEADER_BYTES), ReadLittle16(bytes + MESSAGE_HEADER_BYTES + 2)};
 }
-
-bool IsWithinLimit(const StreamReply& reply)
-{
-    return std::int64_t{reply.width} * reply.height <= PICTURE_LIMIT_SAMPLES;
-}

@@ -9,12 +9,5 @@ struct StreamReply {
     std::int32_t height = 0;
 };
 
-/// A picture has at most so many samples, in whatever shape. The size comes from whoever sends a datagram, and
-/// decoder and renderer set aside several bytes for each sample.
-inline constexpr std::int64_t PICTURE_LIMIT_SAMPLES = std::int64_t{16384} * 4096;
-
 /// Reads width and height behind the header word; bytes that are missing count as zero.
 StreamReply ReadStreamReply(std::span<const std::uint8_t> message);
-
-/// False for a picture beyond the limit. A size of 0 passes: no decoder shows anything of it.
-bool IsWithinLimit(const StreamReply& reply);

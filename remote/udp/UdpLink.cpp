@@ -9,11 +9,7 @@
 #include "inc/CxLog.h"
 #include "inc/LogLine.h"
 #include "model/NodeModel.h"
-#include "model/settings/SystemSettings.h"
-#include "platform/os/threads.h"
 #include "remote/udp/ChannelReceiver.h"
-#include "render/CellPool.h"
-#include "render/Render.h"
 
 namespace
 {
@@ -29,7 +25,7 @@ CUdpLink::CUdpLink(std::shared_ptr<CDeviceState> state, std::shared_ptr<CP2PSess
       m_pCounters(std::move(counters)),
       m_iNetID(netID),
       m_iDevID(devID),
-      m_dwOpenTick(GetTickCount())
+      m_Picture(m_pState, m_pCounters, SystemClock())
 {
 }
 
@@ -47,7 +43,7 @@ void CUdpLink::Run()
     try {
         if (m_pSession) Receive();
     } catch (const std::exception& fault) {
-        LogLine(LOG_WARNING, "CUdpLink::Run",
+        LogLine(ELogLevel::Warning, "CUdpLink::Run",
                 "channel " + std::to_string(m_iDevID + 1) + " of " + std::to_string(m_iNetID) +
                     " ends: " + fault.what());
     }
@@ -60,77 +56,38 @@ void CUdpLink::Receive()
     const std::string peer = std::to_string(m_iNetID);
     const auto receiver = CChannelReceiver::Make(*m_pSession, *m_pCounters, m_iDevID, m_Cancel);
     if (!m_pSession->ConnectPeer(peer, &m_Cancel)) return;
-    m_Reply = receiver->ReceiveReply([&] {
+    const StreamReply reply = receiver->ReceiveReply([&] {
         std::uint8_t request[REQUEST_BYTES];
         WriteLittle32(request, MakeMessageHeader(m_iDevID, REQUEST_BYTES));
         WriteLittle32(request + MESSAGE_HEADER_BYTES, static_cast<std::uint32_t>(m_iDevID));
         m_pSession->SendMessage(peer, request);
     });
     if (IsEnding()) return;
-    OpenPicture();
+    m_Picture.Open(CODEC_ID_MPEG4, reply.width, reply.height,
+                   "channel " + std::to_string(m_iDevID + 1) + " of " + std::to_string(m_iNetID));
     while (m_pSession->IsConnected() && !IsEnding()) {
         const auto message = receiver->ReceiveMessage();
         if (message.empty()) continue;
         CLinkCounters::Count(m_pCounters->messages);
         CLinkCounters::Count(m_pCounters->bytes, message.size());
-        Show(message.data() + std::min<std::size_t>(message.size(), MESSAGE_HEADER_BYTES),
-             static_cast<std::int32_t>(message.size()) - static_cast<std::int32_t>(MESSAGE_HEADER_BYTES));
+        // The length may be below 1, which the decoder answers as it likes.
+        const CodecFrame* const frame = m_Picture.Decode(
+            message.data() + std::min<std::size_t>(message.size(), MESSAGE_HEADER_BYTES),
+            static_cast<std::int32_t>(message.size()) - static_cast<std::int32_t>(MESSAGE_HEADER_BYTES));
+        CLinkCounters::Count(frame == nullptr ? m_pCounters->refused : m_pCounters->decoded);
+        if (frame == nullptr) continue;
+        // A thread that was kept waiting for the processor decodes what the next picture builds on, and no
+        // more.
+        if (receiver->HasGrownOld())
+            CLinkCounters::Count(m_pCounters->skipped);
+        else
+            m_Picture.Show(*frame);
     }
-}
-
-void CUdpLink::OpenPicture()
-{
-    const auto [iWidth, iHeight] = m_Reply;
-    m_pCounters->width.store(iWidth, std::memory_order_relaxed);
-    m_pCounters->height.store(iHeight, std::memory_order_relaxed);
-    if (!IsWithinLimit(m_Reply)) {
-        // As a decoder that does not open: the channel stays open and every message of it is refused.
-        LogLine(LOG_WARNING, "CUdpLink::OpenPicture",
-                "channel " + std::to_string(m_iDevID + 1) + " of " + std::to_string(m_iNetID) +
-                    ": pictures of " + std::to_string(iWidth) + " x " + std::to_string(iHeight) + ", at most " +
-                    std::to_string(PICTURE_LIMIT_SAMPLES) + " samples are shown");
-        return;
-    }
-    const auto decoder = std::make_shared<CMpeg4Decoder>(iWidth, iHeight);
-    decoder->SetStandardChroma(ReadSettingSwitch(ESetting::StandardChroma));
-    m_pState->m_pDecoder = decoder;
-    m_pRender = CreateRender();
-    if (m_pRender) m_pSurface = m_pRender->CreateSurface(iWidth, iHeight);
-}
-
-/// Decodes one picture and hands it to the renderer. The length may be below 1, which the decoder answers as it
-/// likes.
-void CUdpLink::Show(const std::uint8_t* data, std::int32_t length)
-{
-    CVideoDecoder* const decoder = m_pState->m_pDecoder.get();
-    const CodecFrame* const frame = decoder == nullptr ? nullptr : decoder->Decode(data, length);
-    if (frame == nullptr) {
-        CLinkCounters::Count(m_pCounters->refused);
-        return;
-    }
-    CLinkCounters::Count(m_pCounters->decoded);
-    if (m_pSurface == nullptr) return;
-    m_pRender->DisplayClient(frame, m_pSurface, m_pState->m_hRenderWnd);
-    CountShowing(m_pSurface->m_Showing);
-}
-
-void CUdpLink::CountShowing(EShowing showing)
-{
-    if (showing == EShowing::WithoutCell) CLinkCounters::Count(m_pCounters->withoutCell);
-    if (showing == EShowing::NotConvertible) CLinkCounters::Count(m_pCounters->notConvertible);
-    if (showing != EShowing::Shown) return;
-    CLinkCounters::Count(m_pCounters->shown);
-    if (m_pCounters->firstPictureMs.load(std::memory_order_relaxed) < 0)
-        m_pCounters->firstPictureMs.store(GetTickCount() - m_dwOpenTick, std::memory_order_relaxed);
 }
 
 void CUdpLink::CleanUp()
 {
-    m_pState->m_pDecoder.reset();
-    if (m_pSurface != nullptr) m_pRender->DestroySurface(m_pSurface);
-    m_pSurface = nullptr;
-    m_pRender.reset();
-    ReleaseCell(m_pState->m_hRenderWnd.Exchange(HWND::Null));
+    m_Picture.Close();
     // oddity: channel-end-shuts-database. A channel that ends closes the record database for the rest of the
     // run.
     CNodeModel::CloseDatabase();

@@ -1,8 +1,5 @@
 #include "render/device/EglConnection.h"
 
-#include "inc/CxLog.h"
-#include "inc/LogLine.h"
-
 #include <X11/Xlib-xcb.h>
 #include <X11/Xlib.h>
 
@@ -12,6 +9,9 @@
 #include <mutex>
 #include <set>
 #include <string>
+#include <utility>
+
+#include "inc/LogLine.h"
 
 namespace
 {
@@ -75,6 +75,28 @@ void LeaveDisplay(Display* display)
         XSetErrorHandler(present);
     if (const XIOErrorHandler present = XSetIOErrorHandler(g_pFormerIOHandler); present != HandleXIOError)
         XSetIOErrorHandler(present);
+}
+
+// The step that failed when the adapter was opened last; empty when none did.
+std::mutex g_csFailure;
+std::string& Failure()
+{
+    static auto& failure = *new std::string;
+    return failure;
+}
+
+// To the user the steps all mean one and the same: whoever mends it learns here which one it was. Once, as a
+// wall whose adapter is gone tries again and again.
+void TellFailure(const std::string& step)
+{
+    const std::lock_guard lock(g_csFailure);
+    if (std::exchange(Failure(), step) != step) LogFault("CEglConnection::Initialize", step);
+}
+
+void ForgetFailure()
+{
+    const std::lock_guard lock(g_csFailure);
+    Failure().clear();
 }
 
 bool HasExtension(const char* extensions, const char* name)
@@ -144,14 +166,15 @@ bool CEglConnection::IsUsable() const
 std::shared_ptr<CEglConnection> CEglConnection::Open()
 {
     std::shared_ptr<CEglConnection> connection(new CEglConnection);
-    return connection->Initialize() ? connection : nullptr;
+    if (!connection->Initialize()) return nullptr;
+    ForgetFailure();
+    return connection;
 }
 
-// Each step that fails is told: to the user they all mean one and the same.
 bool CEglConnection::Initialize()
 {
     const auto fail = [](const std::string& step) {
-        LogLine(LOG_ERROR, "CEglConnection::Initialize", step);
+        TellFailure(step);
         return false;
     };
     const auto egl_fail = [&fail](const char* step) {

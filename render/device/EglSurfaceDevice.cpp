@@ -371,7 +371,7 @@ class CEglAdapter : public ISurfaceAdapter
 
     bool GetAdapterDisplayMode(DisplayMode& mode) override
     {
-        mode.Format = ESurfaceFormat::X8R8G8B8;
+        mode.format = ESurfaceFormat::X8R8G8B8;
         return m_pConnection->GetScreenSize(mode.Width, mode.Height);
     }
 

@@ -48,7 +48,7 @@ struct PresentParameters {
 struct DisplayMode {
     std::int32_t Width = 0;
     std::int32_t Height = 0;
-    ESurfaceFormat Format = ESurfaceFormat::X8R8G8B8;
+    ESurfaceFormat format = ESurfaceFormat::X8R8G8B8;
 };
 
 struct DeviceCaps {

@@ -121,9 +121,9 @@ class CScriptedRegistry : public IComponentRegistry
     {
         EXPECT_EQ(count, 1U);
         const bool right = categories->description == "Controls safely scriptable!"
-                               ? categories->Id == CATID_SafeForScripting
-                               : categories->Id == CATID_SafeForInitializing;
-        EXPECT_TRUE(right) << UuidText(categories->Id);
+                               ? categories->id == CATID_SafeForScripting
+                               : categories->id == CATID_SafeForInitializing;
+        EXPECT_TRUE(right) << UuidText(categories->id);
         return Call("category " + categories->description);
     }
     HRESULT RegisterClassImplCategories(const UUID& id, std::uint32_t count, const UUID* categories) override
@@ -143,7 +143,7 @@ class CScriptedRegistry : public IComponentRegistry
         EXPECT_EQ(library.version, "1.0");
         EXPECT_EQ(library.helpFile, "ActiveX.hlp");
         EXPECT_EQ(library.controlName, "ActiveX Control");
-        EXPECT_EQ(library.Interfaces.size(), 2U);
+        EXPECT_EQ(library.interfaces.size(), 2U);
         return Call("library " + library.name);
     }
     HRESULT UnregisterTypeLibrary(const UUID&) override { return Call("no library"); }

@@ -1,16 +1,20 @@
 #include <gmock/gmock.h>
 
 #include <QApplication>
+#include <algorithm>
 #include <memory>
 
 #include "activex/MainDialog.h"
 #include "activex/UI common/TreeCtrlEx.h"
+#include "common/RenderCell.h"
+#include "common/RenderWnd.h"
 #include "model/NodeModel.h"
 #include "model/settings/Language.h"
 #include "model/tree/Devices.h"
 #include "platform/qt/QtPlatform.h"
 #include "remote/Remote.h"
 #include "remote/RemoteStation.h"
+#include "render/CellPool.h"
 #include "render/D3DSurfaceRender.h"
 #include "render/device/MemorySurfaceDevice.h"
 #include "tests/activex/home_support.h"
@@ -82,6 +86,29 @@ TEST_P(TwoControlsTest, PanelThatStaysShowsWhatTheOtherHasLeftAndHearsOfDevices)
     EXPECT_EQ(Rows(stays), 1);
     stays.Update(CNodeModel::GetInstance()->GetRoot(), "");
     stays.DestroyWindow();
+}
+
+TEST_P(TwoControlsTest, StreamOfAPanelIsShownOnItsOwnWall)
+{
+    CMainDialog& panel = *m_Panels[static_cast<std::size_t>(GetParam())];
+    const auto cells = static_cast<std::size_t>(panel.GetGrid()->GetState().GetCellCount());
+    QTreeView& tree = *panel.GetTree().GetTree();
+    const QModelIndex folder = tree.model()->index(0, 0, tree.model()->index(0, 0));
+    for (int i = 0; i < 2; ++i) {
+        tree.setCurrentIndex(tree.model()->index(i, 0, folder));
+        SendMessageA(panel.GetTree().Handle(), WM_COMMAND, TREE_COMMAND_OPEN, 0);
+        const auto* const remote = dynamic_cast<CRemote*>(panel.GetTree().NodeOf(tree.currentIndex()));
+        ASSERT_NE(remote, nullptr);
+        EXPECT_EQ(remote->GetRenderWnd(), panel.GetGrid()->GetCell(static_cast<std::size_t>(i))->Handle());
+    }
+    // A full wall takes no place on another one.
+    SendMessageA(panel.GetTree().Handle(), WM_COMMAND, TREE_COMMAND_CLOSE_TREE, 0);
+    while (TakeFreeCell(panel.GetGrid()->Handle()) != HWND::Null) {
+    }
+    EXPECT_EQ(std::ranges::count(GetCells(), true, &CRenderSub::m_bUsed), cells);
+    SendMessageA(panel.GetTree().Handle(), WM_COMMAND, TREE_COMMAND_OPEN, 0);
+    const auto* const remote = dynamic_cast<CRemote*>(panel.GetTree().NodeOf(tree.currentIndex()));
+    EXPECT_EQ(remote->GetRenderWnd(), HWND::Null);
 }
 
 INSTANTIATE_TEST_SUITE_P(EitherOrder, TwoControlsTest, testing::Values(0, 1));

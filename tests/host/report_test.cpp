@@ -1,13 +1,12 @@
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
-#include <csignal>
 
 #include "host/OutputFile.h"
 #include "host/Report.h"
+#include "tests/support/file_limit.h"
 
 namespace
 {
@@ -94,29 +93,6 @@ TEST(OutputFileTest, DeviceIsWrittenStraightAndStays)
     EXPECT_TRUE(WriteWholeFile("/dev/null", "x", reason));
     EXPECT_TRUE(QFile::exists("/dev/full"));
 }
-
-// Allows this process files of a few bytes only; a longer write fails as on a full disk.
-class CFileLimit
-{
-  public:
-    explicit CFileLimit(rlim_t bytes) : m_pFormer(std::signal(SIGXFSZ, SIG_IGN))
-    {
-        getrlimit(RLIMIT_FSIZE, &m_Limit);
-        const rlimit limit{bytes, m_Limit.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~CFileLimit()
-    {
-        setrlimit(RLIMIT_FSIZE, &m_Limit);
-        std::signal(SIGXFSZ, m_pFormer);
-    }
-    CFileLimit(const CFileLimit&) = delete;
-    CFileLimit& operator=(const CFileLimit&) = delete;
-
-  private:
-    rlimit m_Limit{};
-    void (*m_pFormer)(int);
-};
 
 TEST(OutputFileTest, AWriteThatFailsHalfWayLeavesWhatWasThere)
 {

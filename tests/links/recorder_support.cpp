@@ -116,6 +116,16 @@ void CRecorderProcess::Kill()
     m_Process = -1;
 }
 
+void CRecorderProcess::Pause() const
+{
+    kill(m_Process, SIGSTOP);
+}
+
+void CRecorderProcess::Resume() const
+{
+    kill(m_Process, SIGCONT);
+}
+
 std::string CRecorderProcess::End()
 {
     if (!IsRunning()) return "";

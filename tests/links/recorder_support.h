@@ -30,6 +30,10 @@ class CRecorderProcess
     /// Ends it in the middle of whatever it does.
     void Kill();
 
+    /// Holds it, with all that it has not sent yet, until Resume.
+    void Pause() const;
+    void Resume() const;
+
     /// Where its directory listens.
     Endpoints GetEndpoints() const;
     /// A session that finds its rendezvous server.

@@ -101,10 +101,10 @@ TEST_F(SideBarTest, PageHoldsHeadersLinesGapsAndSeparators)
     Show();
     m_Bar->AddFolder("folder", {});
     m_Bar->AddItem(0, "header");
-    m_Bar->AddSubItem(0, 0, "one", {}, OL2_COMMAND, 1);
-    m_Bar->AddSubItem(0, 0, "two", {}, OL2_COMMAND, 2);
+    m_Bar->AddSubItem(0, 0, "one", {}, ELineStyle::Command, 1);
+    m_Bar->AddSubItem(0, 0, "two", {}, ELineStyle::Command, 2);
     m_Bar->AddItem(0, "");
-    m_Bar->AddSubItem(0, 1, "three", {}, OL2_COMMAND, 3);
+    m_Bar->AddSubItem(0, 1, "three", {}, ELineStyle::Command, 3);
     Paint();
     const auto& items = m_Bar->GetFolder(0).m_Items;
     EXPECT_EQ(items[0]->m_rect, QRect(0, 35, 196, 24));
@@ -121,7 +121,7 @@ TEST_F(SideBarTest, NegativeIndexesMeanTheLast)
     m_Bar->AddFolder("b", {});
     EXPECT_EQ(m_Bar->AddItem(-1, "first"), 0);
     EXPECT_EQ(m_Bar->AddItem(-1, "second"), 1);
-    EXPECT_EQ(m_Bar->AddSubItem(-1, -1, "line", {}, OL2_COMMAND, 1), 0);
+    EXPECT_EQ(m_Bar->AddSubItem(-1, -1, "line", {}, ELineStyle::Command, 1), 0);
     EXPECT_TRUE(m_Bar->GetFolder(0).m_Items.empty());
     ASSERT_EQ(m_Bar->GetFolder(1).m_Items.size(), 2U);
     EXPECT_TRUE(m_Bar->GetFolder(1).m_Items[0]->m_SubItems.empty());
@@ -134,7 +134,7 @@ TEST_F(SideBarTest, UnknownPlacesAreRefused)
     EXPECT_EQ(m_Bar->AddItem(-1, "x"), -1);
     m_Bar->AddFolder("a", {});
     EXPECT_EQ(m_Bar->AddItem(1, "x"), -1);
-    EXPECT_EQ(m_Bar->AddSubItem(0, -1, "x", {}, OL2_COMMAND, 1), -1);
+    EXPECT_EQ(m_Bar->AddSubItem(0, -1, "x", {}, ELineStyle::Command, 1), -1);
     EXPECT_EQ(m_Bar->AddSubItem(0, 0, nullptr), -1);
 }
 
@@ -151,7 +151,7 @@ TEST_F(SideBarTest, ChildTallerThanThePageIsClipped)
     EXPECT_EQ(m_Bar->childAt(10, 370), child);
     EXPECT_EQ(m_Bar->childAt(10, 380), nullptr);
     EXPECT_TRUE(child->isVisible());
-    EXPECT_EQ(m_Bar->HitTest({10, 399}).kind, COutlook2Ctrl::HIT_FOLDER) << "the button is not covered";
+    EXPECT_EQ(m_Bar->HitTest({10, 399}).kind, COutlook2Ctrl::EHit::Folder) << "the button is not covered";
     m_Bar->resize(200, 6000);
     Paint();
     EXPECT_EQ(m_Bar->childAt(10, 5000), child);
@@ -300,14 +300,14 @@ TEST_F(SideBarTest, OnlyWhatWasDrawnCanBeHit)
     m_Bar->AddFolder("a", {});
     m_Bar->AddItem(0, "header");
     for (int i = 0; i < 100; ++i)
-        m_Bar->AddSubItem(0, 0, "line", {}, OL2_FIRE, 1);
+        m_Bar->AddSubItem(0, 0, "line", {}, ELineStyle::Fire, 1);
     Paint();
     EXPECT_TRUE(Line(0, 0, 99).m_rect.isEmpty());
-    EXPECT_EQ(m_Bar->HitTest({10, 40}).kind, COutlook2Ctrl::HIT_ITEM);
+    EXPECT_EQ(m_Bar->HitTest({10, 40}).kind, COutlook2Ctrl::EHit::Item);
     const auto hit = m_Bar->HitTest({10, 60});
-    EXPECT_EQ(hit.kind, COutlook2Ctrl::HIT_SUBITEM);
+    EXPECT_EQ(hit.kind, COutlook2Ctrl::EHit::SubItem);
     EXPECT_EQ(hit.subItem, 0);
-    EXPECT_EQ(m_Bar->HitTest({10, 10}).kind, COutlook2Ctrl::HIT_NONE);
+    EXPECT_EQ(m_Bar->HitTest({10, 10}).kind, COutlook2Ctrl::EHit::None);
 }
 
 TEST_F(SideBarTest, LineThatIsOnFiresOnlyWithAFiringStyle)
@@ -315,9 +315,10 @@ TEST_F(SideBarTest, LineThatIsOnFiresOnlyWithAFiringStyle)
     Show();
     m_Bar->AddFolder("a", {});
     m_Bar->AddItem(0, "header");
-    const std::uint32_t styles[] = {OL2_COMMAND, OL2_CHECK, OL2_FIRE, OL2_FIRE_UPDATED};
-    for (std::uint32_t style : styles)
-        m_Bar->AddSubItem(0, 0, "line", {}, style, 100 + style);
+    const ELineStyle styles[] = {ELineStyle::Command, ELineStyle::Check, ELineStyle::Fire,
+                                 ELineStyle::FireUpdated};
+    for (const ELineStyle style : styles)
+        m_Bar->AddSubItem(0, 0, "line", {}, style, 100 + static_cast<std::uint32_t>(style));
     m_Bar->SetUpdateHandler([](COL2CCmdUI& update) { update.SetCheck(1); });
     m_Bar->UpdateLines();
     ASSERT_EQ(Line(0, 0, 3).m_dwState, OL2_STATE_ON);
@@ -338,7 +339,7 @@ TEST_F(SideBarTest, CommandIsItsLowSixteenBits)
     Show();
     m_Bar->AddFolder("a", {});
     m_Bar->AddItem(0, "header");
-    m_Bar->AddSubItem(0, 0, "line", {}, OL2_FIRE, 0x5177A);
+    m_Bar->AddSubItem(0, 0, "line", {}, ELineStyle::Fire, 0x5177A);
     Paint();
     QTest::mouseClick(&*m_Bar, Qt::LeftButton, {}, Middle(Line(0, 0, 0).m_rect));
     EXPECT_THAT(m_Commands, ElementsAre(0x177A));
@@ -384,7 +385,7 @@ TEST_F(SideBarTest, EventLoopWithNothingToDoUpdatesTheLines)
     Show();
     m_Bar->AddFolder("a", {});
     m_Bar->AddItem(0, "header");
-    m_Bar->AddSubItem(0, 0, "line", {}, OL2_COMMAND, 1);
+    m_Bar->AddSubItem(0, 0, "line", {}, ELineStyle::Command, 1);
     QEventLoop loop;
     m_Bar->SetUpdateHandler([&loop](COL2CCmdUI& update) {
         update.SetText("updated");
@@ -400,7 +401,7 @@ TEST_F(SideBarTest, HotLinesAndFoldersFollowTheMouse)
     m_Bar->AddFolder("a", {});
     m_Bar->AddFolder("b", {});
     m_Bar->AddItem(0, "header");
-    m_Bar->AddSubItem(0, 0, "line", {}, OL2_COMMAND, 1);
+    m_Bar->AddSubItem(0, 0, "line", {}, ELineStyle::Command, 1);
     Paint();
     const QRect button = m_Bar->GetFolder(1).m_rect;
     const auto is_hot = [&] {

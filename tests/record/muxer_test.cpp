@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -10,7 +9,6 @@ extern "C" {
 }
 
 #include <array>
-#include <csignal>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -18,6 +16,7 @@ extern "C" {
 
 #include "inc/OutputDebugString.h"
 #include "tests/model/model_support.h"
+#include "tests/support/file_limit.h"
 #include "tests/support/mpeg4_streams.h"
 #include "tests/support/test_folder.h"
 
@@ -264,20 +263,7 @@ TEST_F(Muxer, SizesThatTheLibraryRefusesEndAsAFailedOpen)
 // A limit on the size of files acts as a full disk.
 class FullDisk : public Muxer
 {
-  protected:
-    FullDisk()
-    {
-        ::signal(SIGXFSZ, SIG_IGN);
-        ::getrlimit(RLIMIT_FSIZE, &m_Former);
-        const rlimit small = {20000, m_Former.rlim_max};
-        ::setrlimit(RLIMIT_FSIZE, &small);
-    }
-    ~FullDisk() override
-    {
-        ::setrlimit(RLIMIT_FSIZE, &m_Former);
-        ::signal(SIGXFSZ, SIG_DFL);
-    }
-    rlimit m_Former = {};
+    const CFileLimit m_Limit{20000};
 };
 
 TEST_F(FullDisk, TellsOnceAndAtTheCloseAndLeavesAFileThatCanBeRead)

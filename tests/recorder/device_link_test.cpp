@@ -194,6 +194,28 @@ TEST_F(DeviceLinkTest, AClientTooFarBehindGoesOnWithAKeyPicture)
     EXPECT_EQ(m_Channels.m_KeysWanted[0], 1) << "asked once, then it waits";
 }
 
+TEST_F(DeviceLinkTest, AClientThatStoodStillGetsNoPicturesOfThatTime)
+{
+    Watch(ALICE, 0);
+    m_Link.OnMessage(0, 0, true, Message(0, 60 * 1024));  // begun; the rest waits for acknowledgements
+    for (TimeUs now = 40 * MILLISECOND; now < 160 * MILLISECOND; now += 40 * MILLISECOND)
+        m_Link.OnMessage(now, 0, false, Message(0, 500, 0xAA));
+    m_Channels.m_KeysWanted.clear();
+    m_Sink.Take();
+    for (TimeUs now = 6 * SECOND; now < 6100 * MILLISECOND; now += MILLISECOND) {
+        m_Link.OnTimer(now);
+        for (int i = 0; i < 64; ++i)
+            Say(ALICE, EMessage::DataAck, {}, now);
+    }
+    const Bytes data = DataTo(ALICE, m_Sink.Take());
+    EXPECT_FALSE(data.empty()) << "what was begun is finished";
+    EXPECT_EQ(std::count(data.begin(), data.end(), 0xAA), 0);
+    const auto stream = m_Link.Clients().at(0).streams.at(0);
+    EXPECT_EQ(stream.dropped, 3U);
+    EXPECT_TRUE(stream.waitsForKey);
+    EXPECT_EQ(m_Channels.m_KeysWanted[0], 1);
+}
+
 TEST_F(DeviceLinkTest, WhatIsNoRequestIsAcknowledgedAndCounted)
 {
     Say(ALICE, EMessage::Data, Bytes{1, 2, 3});

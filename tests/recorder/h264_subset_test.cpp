@@ -3,10 +3,12 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <bit>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <random>
+#include <string>
 
 #include "recorder/h264/AnnexB.h"
 #include "recorder/media/CodecStream.h"
@@ -208,6 +210,44 @@ TEST(H264Subset, AnIPictureThatIsNotIdrIsOutside)
     const Checked checked = CheckAll(stream);
     EXPECT_EQ(Result(checked), Checked::EResult::Outside);
     EXPECT_THAT(checked.why, HasSubstr("not IDR"));
+}
+
+std::string Ue(uint64_t value)
+{
+    const auto bits = static_cast<size_t>(std::bit_width(value + 1));
+    std::string text(bits - 1, '0');
+    for (size_t i = bits; i-- > 0;)
+        text += ((value + 1) >> i & 1) != 0 ? '1' : '0';
+    return text;
+}
+
+std::string Se(int64_t value)
+{
+    return Ue(value > 0 ? static_cast<uint64_t>(2 * value - 1) : static_cast<uint64_t>(-2 * value));
+}
+
+// With a stop bit behind the last.
+std::vector<uint8_t> Packed(std::string bits)
+{
+    bits += '1';
+    bits.resize((bits.size() + 7) / 8 * 8, '0');
+    std::vector<uint8_t> bytes(bits.size() / 8);
+    for (size_t i = 0; i < bits.size(); ++i)
+        bytes[i / 8] = static_cast<uint8_t>(bytes[i / 8] << 1 | (bits[i] - '0'));
+    return bytes;
+}
+
+// The widest numbers that a code has are among them.
+TEST(H264Subset, AQuantiserOutOfRangeIsDamage)
+{
+    const auto read = [](int64_t qp) {
+        const std::string front = Ue(0) + Ue(0) + "00" + Ue(0) + Ue(0) + Ue(0) + "000";
+        return h264::ReadPictureSet(Packed(front + Se(qp) + Se(0) + Se(0) + "100")).qp;
+    };
+    EXPECT_EQ(read(-26), 0);
+    EXPECT_EQ(read(25), 51);
+    for (const int64_t qp : {-27, 26, 2147483647, -2147483647})
+        EXPECT_THROW(read(qp), h264::Damaged) << qp;
 }
 
 class Damage : public testing::TestWithParam<const char*>

@@ -264,6 +264,32 @@ TEST(LiveSourceTest, UnwatchedASourceWithRareKeyPicturesIsNotTakenForSilent)
     EXPECT_TRUE(Shows(source, 150)) << "the connection is still the first one";
 }
 
+TEST(LiveSourceTest, WatchedAgainItGoesOnWithAllPicturesFromTheNextKeyPicture)
+{
+    CCamera camera;
+    auto times = Times(seconds(20));
+    times.idleAfter = milliseconds(500);
+    LiveSource source(camera.Url(), SmallSetup(), 0, NEVER_STOP, times);
+    ASSERT_TRUE(camera.Accept());
+    camera.Send(200, MANY);
+    ASSERT_TRUE(Shows(source, 200));
+    // A reader that is kept waiting at the wrong moment finds nobody looking; then once more.
+    bool seen = false;
+    for (int round = 0; round < 5 && !seen; ++round) {
+        for (const auto end = Clock::now() + 2 * times.idleAfter; Clock::now() < end;
+             std::this_thread::sleep_for(milliseconds(20)))
+            camera.Send(200);
+        MiddleOf(source, 0);
+        camera.SendOne(150, true);
+        for (const auto end = Clock::now() + seconds(2); !seen && Clock::now() < end;
+             std::this_thread::sleep_for(milliseconds(5))) {
+            camera.SendOne(90, false);
+            seen = std::abs(MiddleOf(source, 0) - 90) <= 4;
+        }
+    }
+    EXPECT_TRUE(seen) << "what builds on the key picture is left out";
+}
+
 TEST(LiveSourceTest, ItEndsWhileItsSourceIsSilent)
 {
     CCamera camera;

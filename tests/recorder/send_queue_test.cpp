@@ -106,6 +106,22 @@ TEST(SendQueueTest, BytesAreBounded)
     EXPECT_EQ(pushed, static_cast<int>(SendQueue::MAX_BYTES / 100'000));
 }
 
+TEST(SendQueueTest, WhatWaitsForASecondIsDroppedWithAllBehindItInItsChannel)
+{
+    SendQueue queue;
+    queue.Push(0, Message(0, 2000), 0);
+    ASSERT_TRUE(queue.Next(0)) << "begun, so it goes on";
+    queue.Push(0, Message(0, 500), MILLISECOND);
+    queue.Push(1, Message(1, 600), 2 * MILLISECOND);
+    queue.Push(0, Message(0, 700), 900 * MILLISECOND);
+    queue.Push(0, Message(0, 8));
+    EXPECT_TRUE(queue.DropStale(MILLISECOND + SECOND - 1).empty());
+    EXPECT_EQ(queue.DropStale(MILLISECOND + SECOND), (std::map<int, size_t>{{0, 2}}));
+    EXPECT_EQ(queue.QueuedBytes(), 976U + 600U + 8U);
+    EXPECT_EQ(queue.DropStale(60 * SECOND), (std::map<int, size_t>{{1, 1}}));
+    EXPECT_EQ(queue.QueuedBytes(), 976U + 8U) << "an answer doesn't grow stale";
+}
+
 TEST(SendQueueTest, ForgetLeavesWhatIsOnItsWay)
 {
     SendQueue queue;

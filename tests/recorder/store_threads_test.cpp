@@ -14,6 +14,7 @@
 #include "recorder/media/CodecStream.h"
 #include "recorder/scene/Scene.h"
 #include "tests/recorder/media_support.h"
+#include "tests/support/file_limit.h"
 #include "tests/support/test_folder.h"
 
 namespace
@@ -241,6 +242,20 @@ TEST_F(StoreTest, AFolderThatGoesAwayCostsRecordsOnly)
     store.Sync();
     ASSERT_THAT(store.Records(), SizeIs(1));
     ExpectGroups(Read(store.PathOf(store.Records()[0].name.id)), 25);
+}
+
+TEST_F(StoreTest, ARecordThatCanNotBeBegunLeavesNoFile)
+{
+    Store store(Setup());
+    testing::internal::CaptureStderr();
+    {
+        const CFileLimit full(100);
+        Keep(store, 1);
+        store.Sync();
+    }
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr("channel 1 is not kept"));
+    EXPECT_THAT(store.Records(), IsEmpty());
+    EXPECT_THAT(ListRecords(m_Folder.Path("store")), IsEmpty());
 }
 
 // The writer dies at some moment; a second was flushed at the latest with the picture after it.

@@ -71,9 +71,25 @@ TEST_F(RenderLogTest, EachStepOfTheSurfaceRendererThatFails)
 
 TEST_F(RenderLogTest, DisplayThatDoesNotAnswer)
 {
+    ASSERT_NE(OpenEglSurfaceAdapter(), nullptr) << "these tests need a display: run them by ./test";
     const CTestVariable display("DISPLAY", ":98765");
+    testing::internal::CaptureStderr();
     EXPECT_EQ(OpenEglSurfaceAdapter(), nullptr);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "watchwall: the X display \":98765\" does not answer\n");
     EXPECT_THAT(m_Lines, ElementsAre(HasSubstr("the X display \":98765\" does not answer")));
+}
+
+// A wall whose adapter is gone tries again and again.
+TEST_F(RenderLogTest, StepThatFailsIsToldOnceUntilTheAdapterOpensAgain)
+{
+    for (int loss = 0; loss < 2; ++loss) {
+        ASSERT_NE(OpenEglSurfaceAdapter(), nullptr) << "these tests need a display: run them by ./test";
+        m_Lines.clear();
+        const CTestVariable display("DISPLAY", ":98765");
+        for (int i = 0; i < 3; ++i)
+            EXPECT_EQ(OpenEglSurfaceAdapter(), nullptr);
+        EXPECT_EQ(m_Lines.size(), 1U) << loss;
+    }
 }
 
 TEST_F(RenderLogTest, RendererThatThereIsNotIsToldOnce)

@@ -15,9 +15,7 @@ class CRecordingBackend : public IWindowBackend
     CRecordingBackend();
     ~CRecordingBackend() override;
 
-    bool GetClientRect(HWND, RECT&) override { return false; }
     bool SetWindowPos(HWND, const RECT&) override { return false; }
-    bool ShowWindow(HWND, bool) override { return false; }
     std::int32_t MessageBoxA(HWND owner, std::string_view text, std::string_view caption,
                              std::uint32_t type) override;
 

@@ -1,15 +1,14 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <string>
 
 #include "inc/OutputDebugString.h"
 #include "platform/files/profile.h"
+#include "tests/support/file_limit.h"
 #include "tests/support/forwarding_operations.h"
 #include "tests/support/test_folder.h"
 
@@ -146,9 +145,7 @@ TEST(ProfileFaults, ADiskThatIsFullLeavesTheOldFile)
     const pid_t child = ::fork();
     ASSERT_GE(child, 0);
     if (child == 0) {
-        std::signal(SIGXFSZ, SIG_IGN);
-        const rlimit limit{32, 32};
-        ::setrlimit(RLIMIT_FSIZE, &limit);
+        const CFileLimit limit(32);
         ::_exit(WritePrivateProfileStringA("System", "Language", "chs.ini", folder.System("system.ini").c_str())
                     ? 1
                     : 0);

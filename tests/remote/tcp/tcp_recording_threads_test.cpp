@@ -146,6 +146,20 @@ TEST_F(TcpRecording, RollsOverForRealAfterItsPeriod)
     ExpectPictures(files[1], 10, 13);
 }
 
+TEST_F(TcpRecording, StreamThatPausesHasItsPicturesOnTheDisk)
+{
+    const auto device = MakeDevice();
+    OpenAndReply(*device);
+    device->StartRecord(0);
+    SendAndWait(0, 5);
+    const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    const auto file = Recordings().front();
+    while (ReadAvi(file).size() < 5 && std::chrono::steady_clock::now() < until)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    ExpectPictures(file, 0, 5);
+    device->Close();
+}
+
 TEST_F(TcpRecording, BrokenLinkLeavesAFileThatReadsToItsEndAndGetsItsTrailerAtTheNextStart)
 {
     const auto device = MakeDevice();

@@ -24,10 +24,13 @@ namespace
 class CNotingRender final : public CRender
 {
   public:
-    explicit CNotingRender(CEvents& events) : m_Events(events) {}
-    std::int32_t DisplayClient(const CodecFrame* frame, CSurface*, HWND) override
+    CNotingRender(CEvents& events, const std::atomic<EShowing>& showing) : m_Events(events), m_Showing(showing)
+    {
+    }
+    std::int32_t DisplayClient(const CodecFrame* frame, CSurface* surface, HWND) override
     {
         EXPECT_NE(frame->data[0], nullptr);
+        surface->m_Showing = m_Showing;
         m_Events.Add("show");
         return 1;
     }
@@ -50,6 +53,7 @@ class CNotingRender final : public CRender
 
   private:
     CEvents& m_Events;
+    const std::atomic<EShowing>& m_Showing;
 };
 
 }  // namespace
@@ -177,7 +181,7 @@ CTcpTest::CTcpTest()
     m_Folder.Write("config/system.ini",
                    "[System]\r\nDirectoryServer=127.0.0.1\r\nDirectoryPort=9\r\nRecordPath=" +
                        m_Folder.System("rec") + "\r\n");
-    SetRenderFactory([this] { return std::make_unique<CNotingRender>(m_Events); });
+    SetRenderFactory([this] { return std::make_unique<CNotingRender>(m_Events, m_Showing); });
     AttachObserver(this);
 }
 

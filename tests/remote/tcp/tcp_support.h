@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
@@ -11,6 +12,7 @@
 #include "model/tree/Observer.h"
 #include "platform/os/clock.h"
 #include "remote/TcpRemote.h"
+#include "render/Render.h"
 #include "tests/model/model_support.h"
 #include "tests/remote/tcp/socket_pair_support.h"
 #include "tests/support/mpeg4_streams.h"
@@ -100,6 +102,7 @@ class CTcpTest : public CModelTest, private CObserver
     static std::vector<std::vector<std::uint8_t>> ReadAvi(const std::string& path);
 
     CEvents m_Events;
+    std::atomic<EShowing> m_Showing = EShowing::Shown;  // what becomes of a picture
     CHandClock m_Clock;
     CStreamPeer m_Peer;
     // Every fifth one is a key picture.

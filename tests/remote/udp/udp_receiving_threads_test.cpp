@@ -125,6 +125,36 @@ TEST_F(UdpAgeTest, PicturesOfTwoSecondsAreShown)
     EXPECT_EQ(Counters().skipped, 0U);
 }
 
+TEST_F(UdpSharedRemoteTest, WhatWaitedInTheSocketsBufferIsAsOldAsItsWait)
+{
+    OpenAndWait(*m_pChannel);
+    SendPicture(0, 0);
+    ASSERT_TRUE(WaitForShown(1));
+    m_Clock.SetWaited(2001);
+    SendPicture(0, 1);
+    SendPicture(0, 0);
+    ASSERT_TRUE(WaitUntil([&] { return m_pChannel->GetCounters().skipped == 2; }));
+    m_Clock.SetWaited(2000);
+    SendPicture(0, 0);
+    ASSERT_TRUE(WaitForShown(2));
+    EXPECT_EQ(m_pChannel->GetCounters().decoded, 2U);
+}
+
+TEST_F(UdpSharedRemoteTest, WhatGrowsOldWhileItIsDecodedIsNotShownButTheNextPictureBuildsOnIt)
+{
+    OpenAndWait(*m_pChannel);
+    SendPicture(0, 0);
+    ASSERT_TRUE(WaitForShown(1));
+    m_Clock.SetStep(1500);  // the thread looks when it takes the message, and before it shows the picture
+    SendPicture(0, 1);
+    ASSERT_TRUE(WaitUntil([&] { return m_pChannel->GetCounters().skipped == 1; }));
+    m_Clock.SetStep(1000);
+    SendPicture(0, 2);
+    ASSERT_TRUE(WaitForShown(2));
+    EXPECT_EQ(m_pChannel->GetCounters().decoded, 3U);
+    EXPECT_EQ(m_pChannel->GetCounters().refused, 0U);
+}
+
 TEST_F(UdpHeldRemoteTest, WithoutSharedReceivingNothingIsSkippedHoweverOld)
 {
     for (std::size_t i = 1; i < 4; ++i)

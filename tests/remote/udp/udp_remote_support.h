@@ -129,13 +129,23 @@ inline constexpr HWND CELL{31};
 class CShiftedClock final : public IClock
 {
   public:
-    std::uint32_t TickCount() override { return m_dwTick; }
+    std::uint32_t TickCount() override { return m_dwTick += m_ulStepMs; }
     void Sleep(std::uint32_t ms) override { m_Fast.Sleep(ms); }
+    std::uint32_t SinceStamp(const timespec& stamp) override
+    {
+        return stamp.tv_sec == 0 ? 0U : m_ulWaitedMs.load();
+    }
     void Advance(std::uint32_t ms) { m_dwTick += ms; }
+    /// How much time passes before each look from now on.
+    void SetStep(std::uint32_t ms) { m_ulStepMs = ms; }
+    /// How long datagrams that come from now on have waited in the socket's buffer.
+    void SetWaited(std::uint32_t ms) { m_ulWaitedMs = ms; }
 
   private:
     CFastClock m_Fast{10};
     std::atomic<std::uint32_t> m_dwTick{0xFFFFFF00};  // wraps on the way
+    std::atomic<std::uint32_t> m_ulStepMs{0};
+    std::atomic<std::uint32_t> m_ulWaitedMs{0};
 };
 
 /// A channel of the machine "4711", whose session is started, and a renderer that keeps account.
