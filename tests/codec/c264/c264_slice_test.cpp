@@ -497,4 +497,25 @@ TEST(C264Slice, UnitThatEndsInTheMiddleGoesOnWithZeros)
     EXPECT_EQ(fed.Middle(0, 0), 132);
     EXPECT_EQ(fed.Middle(1, 1), 134);
 }
+
+TEST(C264Slice, UnitThatEndsEarlyInALargePictureGoesOnWithZerosToItsEnd)
+{
+    constexpr int SIZE = 512;
+    const auto samples = [](const C264Fed& fed) {
+        std::vector<int> all;
+        for (int i = 0; i < SIZE * SIZE; ++i)
+            all.push_back(fed.Luma(i % SIZE, i / SIZE));
+        return all;
+    };
+    C264Fed fed(SIZE, SIZE);
+    fed.FeedSlice(Flats({1, 1, 1}));
+    const std::vector<int> before = samples(fed);
+    fed.Feed(C264Unit(9, std::vector<uint8_t>(60000, 0xFF)));  // what the unit would meet far behind its end
+    CH264Bits bits = C264SliceStart({.type = 0});
+    bits.AlignWith(false);
+    fed.Feed(C264Unit(UNIT_SLICE, bits.Bytes()));
+    EXPECT_EQ(fed.iGot, 1);
+    // more bits of zeros than the padding behind a unit has: 16x16 with no difference, again and again
+    EXPECT_TRUE(samples(fed) == before);
+}
 }  // namespace
