@@ -289,6 +289,10 @@ std::int32_t CD3DSurfaceRender::Display(const CodecFrame* frame, CSurface* surfa
     {
         const CFrameTurn turn(m_Turns);
         const CAutoLock lock(m_csRender);
+        if (std::chrono::steady_clock::now() >= stream.m_ShowBefore) {
+            showing = EShowing::TooLate;
+            return 0;
+        }
         stretched =
             device->StretchRect(*objects.pOffscreen, source, *objects.pBackBuffer, ETextureFilter::Linear);
         presented = objects.pSwapChain->Present(window);

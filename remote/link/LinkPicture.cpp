@@ -60,14 +60,16 @@ const CodecFrame* CLinkPicture::Decode(const std::uint8_t* data, std::int32_t le
     return decoder == nullptr ? nullptr : decoder->Decode(data, length);
 }
 
-void CLinkPicture::Show(const CodecFrame& frame)
+void CLinkPicture::Show(const CodecFrame& frame, std::chrono::steady_clock::time_point before)
 {
     ASSERT_THREAD(m_LinkThread);
     if (m_pSurface == nullptr) return;
+    m_pSurface->m_ShowBefore = before;
     m_pRender->DisplayClient(&frame, m_pSurface, m_pState->m_hRenderWnd);
     const EShowing showing = m_pSurface->m_Showing;
     if (showing == EShowing::WithoutCell) CLinkCounters::Count(m_pCounters->withoutCell);
     if (showing == EShowing::NotConvertible) CLinkCounters::Count(m_pCounters->notConvertible);
+    if (showing == EShowing::TooLate) CLinkCounters::Count(m_pCounters->skipped);
     if (showing != EShowing::Shown) return;
     CLinkCounters::Count(m_pCounters->shown);
     if (m_pCounters->firstPictureMs.load(std::memory_order_relaxed) < 0)

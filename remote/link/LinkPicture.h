@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -42,8 +43,10 @@ class CLinkPicture
     /// answers as it likes.
     const CodecFrame* Decode(const std::uint8_t* data, std::int32_t length);
 
-    /// Shows the picture in the device's cell of now and counts it.
-    void Show(const CodecFrame& frame);
+    /// Shows the picture in the device's cell of now and counts it. One for which the device isn't free before
+    /// `before` is left out as grown old.
+    void Show(const CodecFrame& frame,
+              std::chrono::steady_clock::time_point before = std::chrono::steady_clock::time_point::max());
 
     /// Writes the present picture into a file, a path in the system's form; nothing without a surface.
     void SaveSnapshot(const std::string& path);

@@ -102,6 +102,28 @@ TEST_F(SideBarTest, PageThatSlidesInIsShownOnlyAtTheEnd)
     EXPECT_FALSE(first->isVisible());
 }
 
+TEST_F(SideBarTest, PageThatGoesIsSeenAboveTheOneThatSlidesIn)
+{
+    Show();
+    const auto add = [this](Qt::GlobalColor color) {
+        auto* const page = new QLabel;
+        page->setAutoFillBackground(true);
+        page->setPalette(QPalette(color));
+        m_Bar->AddFolder("a", {}, page);
+    };
+    add(Qt::red);
+    add(Qt::green);
+    Paint();
+    m_Bar->SelectFolder(1, COutlook2Ctrl::EAnimation::On);
+    QTimerEvent tick(m_Bar->findChild<QTimer*>()->timerId());
+    for (int i = 0; i < 3; ++i)
+        QApplication::sendEvent(m_Bar->findChild<QTimer*>(), &tick);
+    const int bottom = m_Bar->GetFolder(0).m_rect.top() - 2;
+    const QImage picture = m_Bar->grab().toImage();
+    EXPECT_EQ(picture.pixelColor(100, COutlook2Ctrl::TITLE_HEIGHT + 20), QColor(Qt::red));
+    EXPECT_EQ(picture.pixelColor(100, bottom), QColor(Qt::green));
+}
+
 TEST_F(SideBarTest, CollapsedBarChangesItsFolderWithoutTheSlide)
 {
     Show(4);
