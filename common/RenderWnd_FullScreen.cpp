@@ -93,7 +93,7 @@ void CRenderWnd::LeaveFullScreen()
     // All of them, in every mode: also one that was hidden before.
     for (QWidget* sibling : GetSiblings())
         sibling->show();
-    outer->activateWindow();  // the keyboard was the full screen's, which is no more
+    outer->activateWindow();  // the keyboard was the full screen's, which is gone
     setFocus(Qt::OtherFocusReason);
 }
 

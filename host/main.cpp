@@ -66,7 +66,7 @@ int Register(EParsed parsed, int argc, char** argv, const Options& options)
     return done ? 0 : EXIT_NO_CONTROL;
 }
 
-// Keeps the exit code of the first fault; each is told.
+// Keeps the exit code of the first fault; each is reported.
 class CFaults
 {
   public:

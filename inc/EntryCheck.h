@@ -8,12 +8,10 @@
 // Checks at a function's entry of what its contract says of thread and lock. They are asserts: on in the debug
 // build and under the sanitizers, nothing in a release.
 
-/// The caller holds `lock`, a CMutex or a CCriticalSection.
-#define ASSERT_HELD(lock) assert((lock).IsHeld() && "the caller must hold the lock")
-/// The calling thread is that of the CThreadMark.
-#define ASSERT_THREAD(mark) assert((mark).IsMine() && "called on a foreign thread")
-
 #ifdef NDEBUG
+
+#define ASSERT_HELD(lock) static_cast<void>(lock)
+#define ASSERT_THREAD(mark) static_cast<void>(mark)
 
 class CThreadMark
 {
@@ -29,6 +27,11 @@ class CLockHolder
 };
 
 #else
+
+/// The caller holds `lock`, a CMutex or a CCriticalSection.
+#define ASSERT_HELD(lock) assert((lock).IsHeld() && "the caller must hold the lock")
+/// The calling thread is that of the CThreadMark.
+#define ASSERT_THREAD(mark) assert((mark).IsMine() && "called on a foreign thread")
 
 /// The one thread that may call certain functions: the first that is checked after the construction or Clear.
 class CThreadMark

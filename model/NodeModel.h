@@ -20,7 +20,7 @@ class CNodeModel
   public:
     /// The singleton, made on the first call, which opens "dvr.db" in the module's directory. Null when the
     /// database can't be opened; the next call then tries again. A file that is no database, or one without the
-    /// table of records, is opened all the same and left as it is; the debugger output tells of it.
+    /// table of records, is opened all the same and left as it is, which the log reports.
     static CNodeModel* GetInstance();
 
     /// The root folder, made empty when there is none.

@@ -55,7 +55,7 @@ class CUdpRemoteStation final : public CRemoteStation
     std::unique_ptr<const SessionOptions> m_pOptions;
 };
 
-/// The own name at the rendezvous server, from what the processor tells of itself (CPUID leaf 1): the sum, in
+/// The own name at the rendezvous server, from what the processor reports of itself (CPUID leaf 1): the sum, in
 /// 32 bits, of the four registers shifted by 12, 8, 4 and 0, as a signed decimal number.
 std::string MachineName(std::uint32_t eax, std::uint32_t ebx, std::uint32_t ecx, std::uint32_t edx);
 /// The same for this machine. Parts of it belong to the processor core that the calling thread runs on.

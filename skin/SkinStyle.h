@@ -19,7 +19,7 @@ class CSkinStyle final : public QProxyStyle
 
     static void SetElement(QWidget& widget, const QString& name);
 
-    /// The colours of everything in a window that bears this element.
+    /// The colours of everything in a window with this element.
     QPalette PaletteFor(const Element& element) const;
 
     void polish(QWidget* widget) override;

@@ -48,7 +48,7 @@ void CTreeCtrlEx::paintEvent(QPaintEvent* event)
     QPainter(viewport()).fillRect(event->rect(), ToQColor(m_GroundColor));
     QTreeView::paintEvent(event);
     if (!hasFocus() || currentIndex().isValid()) return;
-    QPainter painter(viewport());  // no row bears the focus
+    QPainter painter(viewport());  // no row has the focus
     PaintFocus(painter, viewport()->rect(), panel_color::FocusOn(m_GroundColor));
 }
 

@@ -26,7 +26,7 @@ inline constexpr int TREE_COMMAND_SNAPSHOT_ALL = 10009;
 inline constexpr int TREE_COMMAND_RENAME = 10010;
 inline constexpr int TREE_COMMAND_DELETE = 10011;
 inline constexpr int TREE_COMMAND_LAST = 11000;
-/// Every channel of the whole tree; no control of the panel bears these numbers.
+/// Every channel of the whole tree; no control of the panel has these numbers.
 inline constexpr int TREE_COMMAND_OPEN_TREE = 218;
 inline constexpr int TREE_COMMAND_CLOSE_TREE = 219;
 

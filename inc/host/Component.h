@@ -168,7 +168,7 @@ class IDispatch : public IUnknown
     ~IDispatch() = default;
 };
 
-/// What a host gives to hear of an object's events; on the host's thread.
+/// A host's receiver of an object's events; called on the host's thread.
 class IEventSink
 {
   public:

@@ -4,7 +4,7 @@
 
 #include "inc/host/Component.h"
 
-/// What a container gives to hear of the messages that a control has for its user. On the host's thread.
+/// A container's receiver of the messages that a control has for its user. Called on the host's thread.
 class IMessageSink
 {
   public:

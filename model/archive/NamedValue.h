@@ -1,6 +1,6 @@
 #pragma once
 
-/// A field and the name that it bears in an archive. Lives only while a class describes its fields:
+/// A field and its name in an archive. Lives only while a class describes its fields:
 ///     archive & Named("left", left) & Named("top", top);
 template <class T>
 struct NamedValue {

@@ -61,7 +61,7 @@ class CGlobalSetting : public CFolder
 };
 
 /// The drives that recording may write to: those of `logicalDrives` (bit 0 for a) that are fixed by
-/// `driveType`, which is asked with the drive's root ("d:\"), but for the drive that bears the system
+/// `driveType`, which is asked with the drive's root ("d:\"), but for the drive that holds the system
 /// directory.
 DRIVESET GetFixedDataDrives(std::uint32_t logicalDrives, const std::string& systemDirectory,
                             const std::function<std::uint32_t(const char* root)>& driveType);

@@ -77,7 +77,7 @@ std::int32_t ReadSettingNumber(ESetting setting);
 std::uint16_t ReadSettingPort(ESetting setting);
 bool ReadSettingSwitch(ESetting setting);
 
-/// Writes a key of section "System"; false when the file can't be written, which is told.
+/// Writes a key of section "System"; false when the file can't be written, which is logged.
 bool WriteSetting(ESetting setting, const std::string& value);
 
 /// Which behaviour the system has where ours differs from its own: everything exactly as it always was, or with

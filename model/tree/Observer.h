@@ -4,7 +4,7 @@
 
 class CNode;
 
-/// Hears of changes to devices.
+/// Is notified of changes to devices.
 class CObserver
 {
   public:
@@ -14,14 +14,14 @@ class CObserver
     CObserver& operator=(const CObserver&) = delete;
 
     /// `node` tells which node changed, or is null. Called on link threads too, where the node may already be
-    /// on its way out: it serves to tell nodes apart and is not to be looked into. `message` is a language key
+    /// in its destruction: it identifies the node and must not be dereferenced. `message` is a language key
     /// or empty.
     virtual void Update(CNode* node, std::string message) = 0;
 };
 
 // One process-wide sequence of observers. At any time from any thread; no lock is held while an observer runs.
 
-/// Appends the observer; one that is attached twice hears everything twice.
+/// Appends the observer; one that is attached twice is notified twice.
 void AttachObserver(CObserver* observer);
 
 /// Removes every entry equal to `observer`, and waits until no other thread is inside an Update; messages sent

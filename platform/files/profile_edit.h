@@ -14,5 +14,5 @@ bool ReadIniFile(const std::string& path, CIniText& ini);
 
 /// Changes several things as one step: one write, which a reader or a kill sees whole or not at all; see
 /// ReplaceFile. `edit` returns whether to go on; the file is made when it is missing, its folder isn't. A
-/// failure is told in the log and on standard error.
+/// failure is reported in the log and on standard error.
 EReplace EditIniFile(const std::string& path, const std::function<bool(CIniText& ini)>& edit);

@@ -29,7 +29,7 @@ std::string GetModuleFileNameA();
 /// WATCHWALL_HOME when set, else the directory of the loaded activex.ocx (in programs that link the libraries
 /// directly: of the executable). Its text is the same whether it can be written or not. When it can't, the
 /// user's folder of HostPath is "watchwall" under the XDG data home (for a WATCHWALL_HOME one of its own in
-/// there, under "homes"); it begins with a copy of "dvr.db", and one line in the log tells of it.
+/// there, under "homes"); it begins with a copy of "dvr.db", and one line in the log says so.
 std::string GetModuleDirectory();
 
 /// Names a further directory to be the module's for the rest of the process ("" goes back to the rule above);

@@ -14,7 +14,7 @@ namespace recorder
 class FileSource : public ISource
 {
   public:
-    // Opens it at once, so that a wrong one is told before anybody looks.
+    // Opens it at once, so that a wrong one is reported before anybody looks.
     FileSource(std::string spec, const SceneSetup& setup, int channel, const std::atomic<bool>& stop);
 
     void Read(int64_t pictureNumber, Picture& picture) override;

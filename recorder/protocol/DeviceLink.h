@@ -29,7 +29,7 @@ class IChannels
 enum class EDisconnectReason { None, Logout, Silent, Idle, NoRoom };
 const char* DisconnectReasonText(EDisconnectReason reason);
 
-// What the report tells of one client.
+// What the report says of one client.
 struct ClientCounts {
     Endpoint endpoint;
     std::string name;
@@ -102,7 +102,7 @@ class DeviceLink
         ClientCounts counts;
         SendQueue queue;
         TimeUs heard = 0;
-        TimeUs unansweredSince = NEVER;  // the first datagram sent since the client was heard
+        TimeUs unansweredSince = NEVER;  // the first datagram sent since the client last sent one
         // until it is proved
         int replies = 0;  // that went for each of its streams
         TimeUs nextReply = NEVER;

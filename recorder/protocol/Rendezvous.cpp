@@ -45,7 +45,7 @@ void Rendezvous::OnDatagram(TimeUs now, const Endpoint& from, std::span<const ui
             ForwardPunch(now, from, *message);
             break;
         default:
-            break;  // a pong has done its work by being heard; the rest isn't for us
+            break;  // a pong counts by its arrival alone; the rest isn't for us
     }
 }
 

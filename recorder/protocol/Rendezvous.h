@@ -13,10 +13,10 @@ namespace recorder
 // The rendezvous: users log in by name, learn of each other, and are told who wants to reach them. Bytes come
 // in, bytes go out, time is passed in; no sockets. One thread at a time.
 //
-// Users are known by the endpoint that logged in, so that two programs on one machine, which bear the same
+// Users are known by the endpoint that logged in, so that two programs on one machine, which have the same
 // name, don't push each other out; looked up by name, the one that logged in last is found.
 //
-// Senders can be made up, so what is answered is bounded by what came: a user that was never heard again after
+// Senders can be made up, so what is answered is bounded by what came: a user that never sent again after
 // its login is pinged once and forgotten soon, the entries of lists are paced for each address, and when there
 // is no room a new login takes the place of one that never spoke again, or has been silent for longest.
 class Rendezvous

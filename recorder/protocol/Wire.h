@@ -17,7 +17,7 @@
 //   record, offset   0  33  name, terminated, at most 32 characters
 //                   36 4x8  local addresses: IPv4, 2-byte port, 2 bytes of padding
 //                   76   1  count of local addresses, 0 to 4
-//                   80   4  address by which the user was last heard, 0 when none is known
+//                   80   4  address the user was last seen at, 0 when none is known
 //                   84   2  port of that address
 //                   88   4  reserved, zero; all gaps are padding, zero
 namespace recorder

@@ -40,7 +40,7 @@ class DataServer::Viewer : public std::enable_shared_from_this<Viewer>
 
     const ClientCounts& Counts() const { return m_Counts; }
 
-    // The server is no more: nothing is to be done when something comes.
+    // The server is gone: whatever comes is ignored.
     void Forget() noexcept
     {
         m_Server = nullptr;

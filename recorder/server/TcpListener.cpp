@@ -42,7 +42,7 @@ void TcpListener::AcceptNext()
             AcceptNext();
             return;
         }
-        // No descriptors left, and the like: look again after a while.
+        // No descriptors left, and the like: retries after a while.
         m_Again.expires_after(ACCEPT_AGAIN_AFTER);
         m_Again.async_wait([this](asio::error_code ended) {
             if (!ended) AcceptNext();

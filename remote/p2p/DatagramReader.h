@@ -68,7 +68,8 @@ class CDatagramReader
     timespec m_Arrival{};
 };
 
-/// The bytes of each datagram but the last in what recvmsg gave; all of them when nothing sound is told.
+/// The bytes of each datagram but the last in what recvmsg gave; the whole length when the kernel reports no
+/// valid segment size.
 std::size_t ReadSegmentBytes(const msghdr& message, std::size_t bytes);
 
 /// The stamp of the network code in what recvmsg gave; zero when there is none.

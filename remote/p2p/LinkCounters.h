@@ -13,7 +13,7 @@ struct CLinkCounters {
     COUNTER bytes{0};                    // their bytes
     COUNTER messages{0};                 // whole messages that the link took for its own
     COUNTER foreign{0};                  // whole messages for somebody else, thrown away
-    COUNTER dropped{0};                  // messages and datagrams dropped for their size or for want of room
+    COUNTER dropped{0};                  // messages and datagrams dropped for their size or lack of room
     COUNTER skipped{0};                  // pictures left out because they had grown old
     COUNTER decoded{0};                  // pictures that the decoder gave
     COUNTER shown{0};                    // of these, those that came all the way to a window

@@ -46,10 +46,10 @@ class CMyP2P : public CP2PClient
     void OnRecv(const char* name, std::span<const std::uint8_t> data) override;
 
     /// Waits until the queue isn't empty, for at most `ms` milliseconds. Ends early when `cancel` is set or
-    /// the client stops, at once if WakeReaders is called thereafter.
+    /// the client stops, at once if WakeReaders is called afterwards.
     void WaitForPacket(std::uint32_t ms, const P2PCancel* cancel);
 
-    /// Lets every WaitForPacket look again whether it is to end.
+    /// Wakes every WaitForPacket so that it checks whether it is to end.
     void WakeReaders();
 
     CLinkCounters m_Counters;

@@ -47,7 +47,7 @@ class CP2PClient : private IP2POutput
     /// the server acknowledged, within 15 s; false also when registered already.
     bool Login(const std::string& name, const std::string& serverName);
 
-    /// Takes back the registration and tells the server and every user that was heard. The user list stays.
+    /// Takes back the registration and tells the server and every user that has sent. The user list stays.
     void Logout();
 
     /// Fetches the list of users anew. True when its end arrived.
@@ -65,7 +65,7 @@ class CP2PClient : private IP2POutput
     bool SendReliable(const std::string& name, std::span<const std::uint8_t> data,
                       const P2PCancel* cancel = nullptr);
 
-    /// The address by which the user was heard; false when none is known.
+    /// The address the user was last seen at; false when none is known.
     bool Resolve(const std::string& name, sockaddr_in& address) const;
 
     bool IsLoggedIn() const { return m_Protocol.IsLoggedIn(); }

@@ -61,7 +61,7 @@ void CP2PProtocol::OnUserEntry(PEER_RECORD record)
 void CP2PProtocol::OnPunch(const PEER_RECORD& record, const sockaddr_in& from, IP2POutput& output)
 {
     if (from.sin_addr.s_addr == GetServerAddress()) {
-        // The server tells of a user who wants to reach this client; its record alone is enough for an answer.
+        // The server announces a user who wants to reach this client; its record alone is enough for an answer.
         for (const auto& address : record.Addresses())
             Answer(P2PMSG_PUNCH_ACK, address.ToSocketAddress(), output);
         return;
@@ -82,7 +82,7 @@ void CP2PProtocol::NoteSource(const PEER_RECORD& record, const sockaddr_in& from
             m_Users.Add(added);
             return;
         }
-        // The first source heard wins until ClearP2PAddress.
+        // The first source seen wins until ClearP2PAddress.
         if (known->m_P2PAddress.IsKnown()) return;
         known->m_P2PAddress = source;
     }

@@ -87,7 +87,7 @@ class CP2PSession : public CMyP2P
     void OpenChannel(std::int32_t channel);
     void CloseChannel(std::int32_t channel);
 
-    /// Lets every wait look again whether it is to end; called behind the setting of a cancel flag.
+    /// Wakes every wait so that it checks its cancel flag; called after such a flag is set.
     void WakeAll();
 
   protected:

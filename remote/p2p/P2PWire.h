@@ -59,7 +59,7 @@ struct PEER_RECORD {
     std::uint8_t m_Unnamed[8] = {};           // carried along, like the padding and the reserved word
     std::uint8_t m_ulAddressCount = 0;        // 0 to 4
     std::uint8_t m_Padding2[3] = {};
-    PEER_ADDRESS m_P2PAddress;  // where the user was last heard
+    PEER_ADDRESS m_P2PAddress;  // where the user was last seen
     std::uint32_t m_ulReserved = 0;
 
     /// The local addresses in use.

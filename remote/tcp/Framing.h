@@ -30,7 +30,7 @@ std::int32_t SendLinkFrame(SOCKET socket, const std::uint8_t* frame);
 
 /// Reads a frame, its length field included, into `buffer`. The length field as it came: 1 to 3 and negative
 /// lengths have no body and are passed on. 0 on failure, for a length of 0, and for a frame longer than the
-/// buffer, of which nothing but the length field was read then. What failed is told to the debugger output.
+/// buffer, of which nothing but the length field was read then. What failed is reported in the debugger output.
 std::int32_t RecvFrame(SOCKET socket, std::span<std::uint8_t> buffer);
 
 /// A text, which has no terminator on the wire. The bytes sent, length field included; 0 on failure.
