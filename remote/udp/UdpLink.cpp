@@ -70,6 +70,7 @@ void CUdpLink::Receive()
         if (message.empty()) continue;
         CLinkCounters::Count(m_pCounters->messages);
         CLinkCounters::Count(m_pCounters->bytes, message.size());
+        // The length may be below 1, which the decoder answers as it likes.
         const CodecFrame* const frame = m_Picture.Decode(
             message.data() + std::min<std::size_t>(message.size(), MESSAGE_HEADER_BYTES),
             static_cast<std::int32_t>(message.size()) - static_cast<std::int32_t>(MESSAGE_HEADER_BYTES));

@@ -212,6 +212,15 @@ TEST(C264Frame, UnitsLargerThanTheScratchAreClipped)
     EXPECT_EQ(fed.Middle(0, 0), 132);
 }
 
+TEST(C264Frame, UnitsLargerThanASmallPictureHaveRoom)
+{
+    C264Fed fed(16, 16);
+    const H264Packet large = C264Unit(9, std::vector<uint8_t>(60000, 0x55));
+    fed.Feed(C264Joined({large, Parameters(), SliceUnit(FlatPicture({1, 0, 0, 0}))}));
+    EXPECT_EQ(fed.iGot, 1);
+    EXPECT_EQ(fed.Middle(0, 0), 132);
+}
+
 TEST(C264Frame, LengthPrefixedUnits)
 {
     // `from` bytes of a start code are left out
@@ -295,6 +304,30 @@ TEST_P(C264Checksum, UnitWithoutReferencePassesUnchecked)
     EXPECT_GT(m_Fed.Feed(SliceUnit(FlatPicture({-1, 0, 0, 0}), UNIT_SLICE, 0)), 0);
     EXPECT_EQ(m_Fed.iGot, 1);
     EXPECT_EQ(m_Fed.Middle(0, 0), 124);
+}
+
+TEST_P(C264Checksum, PayloadLosesAllOfItsChecksum)
+{
+    // The slice has bits for one macroblock; what follows is read as zeros, not as the checksum. So it is the
+    // slice of zeros, all of whose macroblocks are predicted without a vector.
+    C264Fed fed(SIZE, SIZE);
+    const uint32_t modulus = GetParam() == EH264Checksum::Bits16 ? 0xFFF1 : 0xFFFFFFFB;
+    fed.Feed(Parameters());
+    fed.Feed(SliceUnit(FlatPicture({1, 1, 0, 0})));
+    CH264Bits bits = C264SliceStart({.type = 0});
+    bits.AlignWith(false);
+    const H264Packet cut = C264Unit(UNIT_SLICE, bits.Bytes());
+    fed.Feed(H264ChecksumSei(GetParam(), modulus, modulus));
+    const H264Packet guarded = ProtectH264(cut, GetParam(), modulus, false);
+    const size_t bytes = GetParam() == EH264Checksum::Bits16 ? 2 : 4;
+    ASSERT_EQ(guarded.size(), cut.size() + bytes);
+    for (size_t i = guarded.size() - bytes; i < guarded.size(); ++i)
+        ASSERT_NE(guarded[i], 0) << "a checksum of zeros shows nothing";
+    EXPECT_GT(fed.Feed(guarded), 0);
+    ASSERT_EQ(fed.iGot, 1);
+    EXPECT_EQ(fed.Middle(0, 0), 132);
+    EXPECT_EQ(fed.Middle(1, 0), 136);
+    EXPECT_EQ(fed.Middle(1, 1), 134);
 }
 
 TEST_P(C264Checksum, WrongAnnouncementFailsTheCall)
