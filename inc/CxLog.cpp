@@ -1,10 +1,5 @@
 #include "inc/CxLog.h"
 
-#include "inc/LogFile.h"
-#include "inc/Mutex.h"
-#include "inc/OutputDebugString.h"
-#include "inc/SharedLog.h"
-
 #include <sys/time.h>
 
 #include <algorithm>
@@ -23,13 +18,18 @@
 #include <system_error>
 #include <thread>
 
+#include "inc/LogFile.h"
+#include "inc/Mutex.h"
+#include "inc/OutputDebugString.h"
+#include "inc/SharedLog.h"
+
 namespace
 {
 
 constexpr std::size_t MESSAGE_CHARACTERS = 1023;
 constexpr auto STOP_WAIT = std::chrono::milliseconds(500);
 constexpr auto LOCK_LOOK = std::chrono::milliseconds(5);
-constexpr int LOCK_LOOKS = 400;  // 2 s: another process that was stopped amid a burst holds nobody up for ever
+constexpr int LOCK_LOOKS = 400;  // 2 s: another process that was stopped amid a burst holds nobody up for good
 constexpr const char* LEVEL_NAMES[] = {"Message", "Warning", "Exception", "Error"};
 
 std::atomic<bool> g_bAlive =

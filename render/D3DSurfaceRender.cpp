@@ -1,5 +1,9 @@
 #include "render/D3DSurfaceRender.h"
 
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
 #include "codec/convert/convert.h"
 #include "inc/CxLog.h"
 #include "inc/LogLine.h"
@@ -8,10 +12,6 @@
 #include "platform/os/paths.h"
 #include "render/BmpFile.h"
 #include "render/CellPool.h"
-
-#include <algorithm>
-#include <cstring>
-#include <vector>
 
 namespace
 {

@@ -1,16 +1,16 @@
 #pragma once
 
+#include <atomic>
+#include <memory>
+#include <string>
+#include <vector>
+
 #include "inc/Mutex.h"
 #include "platform/os/threads.h"
 #include "render/DrawingEnd.h"
 #include "render/FrameTurns.h"
 #include "render/Render.h"
 #include "render/device/SurfaceDevice.h"
-
-#include <atomic>
-#include <memory>
-#include <string>
-#include <vector>
 
 /// The default renderer: one device for all streams; for each stream an off-screen picture, into which the
 /// frame is converted directly, and a swap chain, from which it is shown scaled in whatever window the caller

@@ -83,7 +83,7 @@ class CRender
 /// renderer alive by the result.
 std::shared_ptr<CRender> CreateRender();
 
-/// Lets go of the renderer, so that the next CreateRender makes a new one. For the owner that tears the grid
+/// Releases the renderer, so that the next CreateRender makes a new one. For the owner that tears the grid
 /// down.
 void ReleaseRender();
 

@@ -33,8 +33,8 @@ class IWaitCondition
 };
 
 /// Waits with `hold` (which is given free while it blocks or serves) until the condition is met (true) or the
-/// deadline has passed (false; without one it waits for ever), serving messages sent to the calling thread. A
-/// deadline in the past still serves one message. Whatever meets the condition has to notify `waiter`.
+/// deadline has passed (false; without one it waits indefinitely), serving messages sent to the calling thread.
+/// A deadline in the past still serves one message. Whatever meets the condition has to notify `waiter`.
 bool WaitServing(CWaitHold& hold, Waiter& waiter, IWaitCondition& condition, const CDeadline& deadline)
     REQUIRES(g_WaitLock);
 

@@ -57,9 +57,9 @@ class CP2PProtocol
     std::size_t GetUserCount() const;
     /// A copy of the user's record, if it is listed.
     std::optional<PEER_RECORD> FindUser(std::string_view name) const;
-    /// Forgets by which address the user was heard.
+    /// Forgets the address the user was last seen at.
     void ClearP2PAddress(std::string_view name);
-    /// The addresses by which the listed users were heard.
+    /// The addresses the listed users were last seen at.
     std::vector<PEER_ADDRESS> GetP2PAddresses() const;
 
     /// Datagrams dropped for their length or type.

@@ -1,13 +1,13 @@
 #include "render/device/EglSurfaceDevice.h"
 
-#include "inc/Mutex.h"
-#include "render/device/EglConnection.h"
-#include "render/device/WindowLease.h"
-
 #include <atomic>
 #include <map>
 #include <mutex>
 #include <vector>
+
+#include "inc/Mutex.h"
+#include "render/device/EglConnection.h"
+#include "render/device/WindowLease.h"
 
 // Terms: the *connection* is the X display with EGL on it; the *device* is one context on it; a *surface* is
 // pixels in memory with a texture that follows them; a *back buffer* is no memory of its own but the note which
@@ -18,8 +18,8 @@
 // 2. Textures are deleted by the next CCurrentContext, since the last owner of a surface may be any thread.
 // 3. After a lost context nothing is deleted one by one: it went with the context.
 // 4. States: *working*; a reset of the adapter or a broken connection leads to *lost*, which lasts as long as
-// the reset is still reported (a broken connection: for ever); then *not reset*, for good: a new device has to
-// be made.
+// the reset is still reported (for good, with a broken connection); then *not reset*, for good: a new device
+// has to be made.
 
 namespace
 {

@@ -129,7 +129,7 @@ class CMemorySurface : public IOffscreenSurface
     }
 
   private:
-    // Pixels that nobody shows any more. What a window lets go of is seen here by the thread that presented.
+    // Pixels that nobody shows any more. What a window releases is seen here by the thread that presented.
     PixelsPointer TakeFree() REQUIRES(m_csPixels)
     {
         const auto free =
@@ -316,7 +316,7 @@ MemoryPicture CMemorySurfaceAdapter::GetPicture(HWND window) const
     const CMutexLock lock(m_pState->m_csState);
     const auto found = m_pState->m_Windows.find(window);
     if (found == m_pState->m_Windows.end()) return {};
-    // Copied under the lock, so that the pixels are no longer read when the next presentation lets go of them.
+    // Copied under the lock, so that the pixels are no longer read when the next presentation releases them.
     State::Pixels& pixels = *found->second.m_pPixels;
     MemoryPicture picture{pixels.iWidth, pixels.iHeight, {}};
     const std::ptrdiff_t row = std::ptrdiff_t{pixels.iWidth} * BYTES_A_PIXEL;

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "inc/Mutex.h"
-#include "platform/windows/windows.h"
-
 #include <cstdint>
 #include <memory>
 #include <mutex>
+
+#include "inc/Mutex.h"
+#include "platform/windows/windows.h"
 
 /// The loan of one window to those who draw into it: one for each cell. The window's owner lends it once the X
 /// server knows the window, and takes it back, waiting for the frame in progress, before the window goes. A
@@ -36,7 +36,7 @@ class CWindowLease
     CThreadMark m_OwnersThread;
 };
 
-/// Keeps a lent window from going while one frame is drawn into it. Any thread; asks no other one.
+/// Keeps a lent window from going while one frame is drawn into it. Any thread; asks no other thread.
 class CWindowHold
 {
   public:

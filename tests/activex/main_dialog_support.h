@@ -16,6 +16,8 @@
 #include "render/D3DSurfaceRender.h"
 #include "render/device/MemorySurfaceDevice.h"
 #include "tests/activex/home_support.h"
+#include "tests/support/model_state.h"
+#include "tests/support/render_state.h"
 
 inline std::vector<std::string> g_Calls;
 inline int g_iExit = 0;
@@ -85,10 +87,6 @@ class MainDialogTest : public testing::Test
     MainDialogTest()
     {
         StartQtPlatform();
-        CLanguage::Reset();
-        SetRenderFactory([adapter = m_pAdapter] {
-            return std::make_unique<CD3DSurfaceRender>([adapter] { return adapter; });
-        });
         m_Container.resize(800, 600);
         g_Calls.clear();
         g_iExit = 0;
@@ -96,9 +94,6 @@ class MainDialogTest : public testing::Test
     ~MainDialogTest() override
     {
         m_Panel.reset();
-        SetRenderFactory({});
-        CNodeModel::DestroyInstance();
-        CLanguage::Reset();
         QCoreApplication::removePostedEvents(qApp, QEvent::Quit);
         StopQtPlatform();
     }
@@ -148,6 +143,8 @@ class MainDialogTest : public testing::Test
 
     CTestHome m_Home;
     std::shared_ptr<CMemorySurfaceAdapter> m_pAdapter = std::make_shared<CMemorySurfaceAdapter>();
+    const CModelState m_Model;
+    const CRenderState m_Render{m_pAdapter};
     QWidget m_Container;
     std::optional<CMainDialog> m_Panel;
 };

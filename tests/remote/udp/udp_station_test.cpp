@@ -18,6 +18,7 @@
 #include "remote/UdpRemoteStation.h"
 #include "tests/remote/directory/directory_support.h"
 #include "tests/remote/udp/udp_support.h"
+#include "tests/support/model_state.h"
 #include "tests/support/test_folder.h"
 
 namespace
@@ -31,13 +32,6 @@ class UdpStationTest : public testing::Test
     {
         WriteConfig("system.ini", "[System]\nLanguage=eng\n");
         WriteConfig("eng.ini", "[String]\nIDS_Card=Channels\nIDS_RemoteDevice=Channel %d\n");
-        SetModuleDirectory(m_Folder.System());
-        CLanguage::Reset();
-    }
-    ~UdpStationTest() override
-    {
-        SetModuleDirectory("");
-        CLanguage::Reset();
     }
 
     void WriteConfig(const std::string& name, const std::string& text) const
@@ -56,6 +50,7 @@ class UdpStationTest : public testing::Test
     }
 
     CTestFolder m_Folder;
+    const CModelState m_Model{m_Folder.System()};
     CScriptedMachine m_Machine{"4711"};
 };
 

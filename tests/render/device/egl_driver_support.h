@@ -1,9 +1,9 @@
 #pragma once
 
-#include "render/device/EglTypes.h"
-
 #include <atomic>
 #include <functional>
+
+#include "render/device/EglTypes.h"
 
 /// Stands between the product and the graphics driver: the program's own EGL entry points look here first and
 /// go on to the driver.
