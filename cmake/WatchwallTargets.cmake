@@ -17,6 +17,7 @@ endif()
 
 add_library(watchwall_options INTERFACE)
 target_compile_options(watchwall_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor
+                                                   $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
                                                    $<$<BOOL:${PROJECT_IS_TOP_LEVEL}>:-Werror>)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   # GCC 12 warns of overlapping copies inside its own std::string concatenation (GCC bug 105651).

@@ -2,9 +2,9 @@
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 
+#include "inc/Mutex.h"
 #include "platform/windows/windows.h"
 #include "remote/Relaxed.h"
 
@@ -66,6 +66,6 @@ struct CDeviceState {
     bool m_bSaveRecord = false;       // a row is to be written when the recording stops
 
   private:
-    mutable std::mutex m_csName;  // a leaf lock
-    std::string m_strName;        // guarded by m_csName
+    mutable CMutex m_csName;  // a leaf lock
+    std::string m_strName GUARDED_BY(m_csName);
 };

@@ -4,12 +4,12 @@
 
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 #include <optional>
 #include <span>
 #include <string_view>
 #include <vector>
 
+#include "inc/Mutex.h"
 #include "remote/p2p/P2PWire.h"
 #include "remote/p2p/PeerList.h"
 
@@ -72,9 +72,9 @@ class CP2PProtocol
     void Answer(std::uint32_t type, const sockaddr_in& to, IP2POutput& output) const;
 
     // the list lock: a leaf, never held while anything is sent, delivered or printed
-    mutable std::mutex m_csList;
-    CPeerList m_Users;          // guarded by m_csList
-    PEER_RECORD m_LocalRecord;  // guarded by m_csList
+    mutable CMutex m_csList;
+    CPeerList m_Users GUARDED_BY(m_csList);
+    PEER_RECORD m_LocalRecord GUARDED_BY(m_csList);
 
     std::atomic<std::uint32_t> m_ulServerAddress{0};
     std::atomic<bool> m_bLoggedIn{false};

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 /// A picture in memory: 32-bit pixels (blue, green, red, 0), rows of width * 4 bytes, top row first.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "inc/Mutex.h"
 #include "platform/windows/windows.h"
 
 #include <cstdint>
@@ -32,6 +33,7 @@ class CWindowLease
   private:
     const HWND m_hWindow;
     const std::shared_ptr<LOAN> m_pLoan;
+    CThreadMark m_OwnersThread;
 };
 
 /// Keeps a lent window from going while one frame is drawn into it. Any thread; asks no other one.
@@ -49,7 +51,7 @@ class CWindowHold
 
   private:
     std::shared_ptr<CWindowLease::LOAN> m_pLoan;
-    std::unique_lock<std::mutex> m_Frame;
+    std::unique_lock<CMutex> m_Frame;
     std::uintptr_t m_Window = 0;
     std::uint64_t m_Number = 0;
 };

@@ -59,6 +59,19 @@ TEST_P(TwoGridsTest, GridThatStaysKeepsItsCellsAndTheRenderer)
     EXPECT_NE(CreateRender(), render) << "the last one lets it go";
 }
 
+TEST_P(TwoGridsTest, CellsOfTheGridThatStaysKeepTheirEmptyPicture)
+{
+    QImage picture(352, 288, QImage::Format_RGB888);
+    picture.fill(Qt::red);
+    ASSERT_TRUE(picture.save(m_Home.filePath("dvr.bmp"), "BMP"));
+    m_Grid.reset();
+    Grid({4});
+    ASSERT_TRUE(m_Second->Init(m_pParent.get(), MakeGridRecord({4}), 3));
+    (GetParam() ? m_Grid : m_Second).reset();
+    const CRenderWnd& stays = *(GetParam() ? m_Second : m_Grid);
+    EXPECT_EQ(stays.GetCell(0)->grab().toImage().pixelColor(20, 20), QColor(Qt::red));
+}
+
 // Its focus window has gone then, and its box stands over whichever window is active.
 TEST_P(TwoGridsTest, RendererTellsItsFailureAndIsRebuiltAfterTheGridThatPreparedItHasGone)
 {

@@ -323,6 +323,81 @@ INSTANTIATE_TEST_SUITE_P(Sizes, TcpPictureSize,
                                                           Size{0x7FFFFFFF, 0x7FFFFFFF}, Size{-16, -16},
                                                           Size{176, -144})));
 
+/// Has no memory for what it is asked for.
+class CThrowingRender final : public CRender
+{
+  public:
+    explicit CThrowingRender(bool whenOpened) : m_bWhenOpened(whenOpened) {}
+    std::int32_t DisplayClient(const CodecFrame*, CSurface*, HWND) override { throw std::bad_alloc(); }
+    CSurface* CreateSurface(std::int32_t width, std::int32_t height) override
+    {
+        if (m_bWhenOpened) throw std::bad_alloc();
+        return new CSurface(width, height);
+    }
+    void DestroySurface(CSurface* surface) override { delete surface; }
+    std::int32_t SaveSnapshot(std::string, CSurface*) override { return 0; }
+
+  private:
+    const bool m_bWhenOpened;
+};
+
+TEST_F(TcpLink, ExceptionInTheLinkThreadEndsItsChannelAloneWithALineInTheLog)
+{
+    RemoveAllCells();
+    AddCell(HWND{7});
+    for (const bool whenOpened : {true, false}) {
+        ReleaseRender();
+        SetRenderFactory([=] { return std::make_unique<CThrowingRender>(whenOpened); });
+        const auto device = MakeDevice();
+        device->SetName("ga\x1B[2Jte");
+        device->SetRenderWnd(TakeFreeCell());
+        ASSERT_EQ(device->GetRenderWnd(), HWND{7});
+        CDebugCapture told;
+        device->Open();
+        ASSERT_TRUE(m_Peer.AcceptAndReply());
+        m_Peer.SendVideo(m_Stream[0]);
+        EXPECT_TRUE(m_Peer.ClientIsGone());
+        device->Close();
+        EXPECT_EQ(device->GetState()->m_pDecoder, nullptr);
+        EXPECT_EQ(device->GetRenderWnd(), HWND::Null);
+        EXPECT_THAT(told.Text(), testing::HasSubstr("te ends: std::bad_alloc"));
+        EXPECT_EQ(told.Text().find('\x1B'), std::string::npos);
+    }
+    ReleaseRender();
+    SetRenderFactory({});
+    RemoveAllCells();
+}
+
+/// A device that has no recording.
+class CUnrecordable final : public CTcpRemote
+{
+  public:
+    CUnrecordable() : CTcpRemote(MODE_LIVE_MPEG4, -1) {}
+    bool CanRecord() override { return false; }
+};
+
+TEST_F(TcpLink, RequestsToRecordAreClearedWhereADeviceCannot)
+{
+    CUnrecordable device;
+    device.m_strNetAddress = m_Peer.Address();
+    device.GetSetup().clock = &m_Clock;
+    device.Open();
+    ASSERT_TRUE(m_Peer.AcceptAndReply());
+    ASSERT_TRUE(m_Events.WaitFor("create 176x144"));
+    device.GetState()->m_nFlags.SetBits(FLAG_START_RECORD | FLAG_STOP_RECORD);
+    SendAndWait(0, 2);
+    EXPECT_EQ(device.GetState()->m_nFlags, 0U);
+    EXPECT_EQ(device.GetStatus(), STATUS_OPEN);
+    // A recording that stands already goes on.
+    device.SetStatus(STATUS_RECORDING);
+    device.StopRecord(0);
+    SendAndWait(2, 3);
+    EXPECT_EQ(device.GetState()->m_nFlags, 0U);
+    EXPECT_EQ(device.GetStatus(), STATUS_RECORDING);
+    device.Close();
+    EXPECT_THAT(Recordings(), IsEmpty());
+}
+
 TEST_F(TcpLink, FrameOfTypeOneServesFlagsAndIsNotDecoded)
 {
     const auto device = MakeDevice();
@@ -526,6 +601,7 @@ TEST_F(TcpLink, SnapshotPathIsTheSettingWithTheNameBehindIt)
     EXPECT_TRUE(path.starts_with(m_Folder.System("pics") + m_Folder.System("snapshot") + "\\cam1-")) << path;
     EXPECT_TRUE(path.ends_with(".jpg"));
     EXPECT_EQ(m_Events.CountOf("snapshot " + path), 1U);
+    EXPECT_TRUE(std::filesystem::is_directory(m_Folder.Path("snapshot"))) << "made although nothing goes there";
 }
 
 TEST_F(TcpLink, DeviceThatSendsNothingServesNoFlag)

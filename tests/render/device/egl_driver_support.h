@@ -16,7 +16,7 @@ struct DriverState {
     std::atomic<int> mostContexts{0};
     std::atomic<int> resetQuestions{0};
     std::atomic<int> swaps{0};
-    std::atomic<int> deletedTextures{0};  // names that the driver was told to delete
+    std::atomic<int> deletedTextures{0};   // names that the driver was told to delete
     std::function<void()> onSizeQuestion;  // before the driver is asked for the size of a surface
 };
 
