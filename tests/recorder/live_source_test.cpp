@@ -245,6 +245,28 @@ TEST(LiveSourceTest, TheAgeDrawnIsThePicturesOwn)
     EXPECT_GT(brightest, 200) << "it is never told that the picture is old";
 }
 
+TEST(LiveSourceTest, NoAgeIsDrawnOnAPictureThatIsNewHoweverLongTheSourceIsOpen)
+{
+    CCamera camera;
+    auto times = Times(seconds(20));
+    times.ageShownFrom = milliseconds(400);
+    LiveSource source(camera.Url(), SmallSetup(), 0, NEVER_STOP, times);
+    ASSERT_TRUE(camera.Accept());
+    camera.Send(40, MANY);
+    ASSERT_TRUE(Shows(source, 40));
+    const auto first = Clock::now();
+    Picture picture;
+    int brightest = 255;
+    for (const auto end = first + seconds(15); brightest > 60 && Clock::now() < end;
+         std::this_thread::sleep_for(milliseconds(5))) {
+        camera.Send(40);
+        if (Clock::now() - first < 2 * times.ageShownFrom) continue;
+        source.Read(0, picture);
+        brightest = *std::max_element(picture.y.begin() + 20 * 320, picture.y.begin() + 36 * 320);
+    }
+    EXPECT_LE(brightest, 60) << "an age is told";
+}
+
 // A camera of our days sends a key picture each ten seconds or more rarely.
 TEST(LiveSourceTest, UnwatchedASourceWithRareKeyPicturesIsNotTakenForSilent)
 {

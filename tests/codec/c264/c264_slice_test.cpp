@@ -241,7 +241,7 @@ TEST(C264Slice, FirstMbBeyondTheEndStillHandsOutAndRotates)
     C264Fed fed(32, 32);
     FeedColumns(&fed);
     const uint8_t* const first = fed.Picture.plane[0];
-    fed.FeedSlice(Flats({}, {.first_mb = 4}));
+    fed.FeedSlice(Flats({1, 1}, {.first_mb = 4}));
     EXPECT_EQ(fed.iGot, 1);
     EXPECT_EQ(fed.Middle(0, 0), BLACK) << "the picture of two before";
     EXPECT_EQ(fed.Middle(0, 1), BLACK) << "in its last row, too";
@@ -488,7 +488,7 @@ TEST(C264Slice, UnitThatEndsInTheMiddleGoesOnWithZeros)
 {
     C264Fed fed(32, 32);
     FeedColumns(&fed);
-    fed.Feed(C264Unit(9, std::vector<uint8_t>(400, 0xFF)));  // what the unit would meet behind its end
+    fed.Feed(C264Unit(9, std::vector<uint8_t>(400, 0x55)));  // what the unit would meet behind its end
     CH264Bits bits = C264SliceStart({.type = 0});
     bits.AlignWith(false);
     fed.Feed(C264Unit(UNIT_SLICE, bits.Bytes()));
@@ -510,7 +510,7 @@ TEST(C264Slice, UnitThatEndsEarlyInALargePictureGoesOnWithZerosToItsEnd)
     C264Fed fed(SIZE, SIZE);
     fed.FeedSlice(Flats({1, 1, 1}));
     const std::vector<int> before = samples(fed);
-    fed.Feed(C264Unit(9, std::vector<uint8_t>(60000, 0xFF)));  // what the unit would meet far behind its end
+    fed.Feed(C264Unit(9, std::vector<uint8_t>(60000, 0x55)));  // what the unit would meet far behind its end
     CH264Bits bits = C264SliceStart({.type = 0});
     bits.AlignWith(false);
     fed.Feed(C264Unit(UNIT_SLICE, bits.Bytes()));

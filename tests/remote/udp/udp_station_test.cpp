@@ -134,6 +134,16 @@ TEST_F(UdpStationTest, DisconnectLeavesTheSessionAsItIs)
     EXPECT_EQ(station->GetChannelCount(), 16);
 }
 
+TEST_F(UdpStationTest, StationThatGoesEndsItsSessionForWhoeverHoldsIt)
+{
+    auto station = Connected("1.2.3.4:16:x", "4711");
+    const auto session = station->GetSession();
+    ASSERT_TRUE(session->IsConnected());
+    station.reset();
+    EXPECT_FALSE(session->IsConnected());
+    EXPECT_FALSE(session->IsLoggedIn());
+}
+
 TEST_F(UdpStationTest, DirectoryThatIsDownFailsTheConnect)
 {
     CUdpRemoteStation station({"127.0.0.1", 1}, m_Machine.Options());  // nobody listens on port 1
