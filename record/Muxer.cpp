@@ -62,6 +62,7 @@ std::int32_t CMuxer::Open(const std::string& path, std::int32_t videoCodecId, st
                           std::int32_t height, std::int32_t audioCodecId, std::int32_t bitRate,
                           std::int32_t sampleRate)
 {
+    const CAutoLock lock(m_csWrite);
     m_strPath = path.substr(0, NAME_BYTES - 1);
     auto file = std::make_unique<File>();
     if (file->context == nullptr || file->packet == nullptr) return Fail(-1);

@@ -41,11 +41,11 @@ class CMuxer
     struct File;
     std::int32_t WritePacket(std::int32_t stream, const std::uint8_t* data, std::int32_t bytes,
                              std::int32_t key);
-    std::int32_t Fail(std::int32_t result);
+    std::int32_t Fail(std::int32_t result) REQUIRES(m_csWrite);
 
     std::unique_ptr<File> m_pFile;  // null until Open
     CCriticalSection m_csWrite;     // a leaf lock: the packets, the counts
     std::string m_strPath;
-    std::uint32_t m_ulFailures = 0;  // writes that failed, guarded by m_csWrite
-    bool m_bHasKeyFrame = false;     // guarded by m_csWrite
+    std::uint32_t m_ulFailures GUARDED_BY(m_csWrite) = 0;  // writes that failed
+    bool m_bHasKeyFrame GUARDED_BY(m_csWrite) = false;
 };
