@@ -204,8 +204,11 @@ void MeasureSixteen(double seconds)
     Require(streams.WaitForAll([](Stream& stream) { return stream.recorded > 0; }), "a stream isn't recorded");
     std::array<std::uint64_t, STREAM_LIMIT> begun{};
     std::array<std::uint64_t, STREAM_LIMIT> ended{};
-    for (std::size_t i = 0; i < streams.Count(); ++i)
+    std::uint64_t behind = 0, most = 0, pictures = 0, lost = 0, unreadable = 0, recorded = 0, refused = 0;
+    for (std::size_t i = 0; i < streams.Count(); ++i) {
         begun[i] = streams.At(i).shown;
+        lost -= streams.At(i).lost;  // a client that joins gets the last key picture first, and then a gap
+    }
     const double processor = ProcessorSeconds();
     const double start = NowMs();
     Pause(seconds);
@@ -215,7 +218,6 @@ void MeasureSixteen(double seconds)
         ended[i] = streams.At(i).shown;
     const double spent = ProcessorSeconds() - processor;
     Pause(2);  // until what was on its way is shown
-    std::uint64_t behind = 0, most = 0, pictures = 0, lost = 0, unreadable = 0, recorded = 0, refused = 0;
     std::uint64_t fewest = ~std::uint64_t{0};
     std::size_t inFiles = 0;
     for (std::size_t i = 0; i < streams.Count(); ++i) {

@@ -1,9 +1,5 @@
 #include "inc/CxLog.h"
 
-#include "inc/LogFile.h"
-#include "inc/OutputDebugString.h"
-#include "inc/SharedLog.h"
-
 #include <sys/time.h>
 
 #include <algorithm>
@@ -22,13 +18,18 @@
 #include <system_error>
 #include <thread>
 
+#include "inc/LogFile.h"
+#include "inc/Mutex.h"
+#include "inc/OutputDebugString.h"
+#include "inc/SharedLog.h"
+
 namespace
 {
 
 constexpr std::size_t MESSAGE_CHARACTERS = 1023;
 constexpr auto STOP_WAIT = std::chrono::milliseconds(500);
 constexpr auto LOCK_LOOK = std::chrono::milliseconds(5);
-constexpr int LOCK_LOOKS = 400;  // 2 s: another process that was stopped amid a burst holds nobody up for ever
+constexpr int LOCK_LOOKS = 400;  // 2 s: another process that was stopped amid a burst holds nobody up for good
 constexpr const char* LEVEL_NAMES[] = {"Message", "Warning", "Exception", "Error"};
 
 std::atomic<bool> g_bAlive =
@@ -91,25 +92,26 @@ std::size_t FormatLogEntry(const LogEntry& entry, char (&buffer)[LOG_LINE_BYTES]
 struct CxLog::State {
     std::string m_strPath;
 
-    std::mutex m_csQueue;  // guards m_Queue; the worker holds it while it writes a burst
-    std::deque<std::unique_ptr<LogEntry>> m_Queue;
+    CMutex m_csQueue;  // the worker holds it while it writes a burst
+    std::deque<std::unique_ptr<LogEntry>> m_Queue GUARDED_BY(m_csQueue);
 
-    std::mutex m_csEvents;  // a leaf lock; guards the three flags
+    CMutex m_csEvents;  // a leaf lock
     std::condition_variable m_Changed;
-    bool m_bWake = false;  // resets when the worker takes it: one wake may drain many lines
-    bool m_bStop = false;
-    bool m_bEnded = false;
+    bool m_bWake GUARDED_BY(m_csEvents) =
+        false;  // resets when the worker takes it: one wake may drain many lines
+    bool m_bStop GUARDED_BY(m_csEvents) = false;
+    bool m_bEnded GUARDED_BY(m_csEvents) = false;
 
-    std::mutex m_csView;  // a leaf lock
-    std::int32_t m_hView = 0;
-    POSTER m_pPost = nullptr;
+    CMutex m_csView;  // a leaf lock
+    std::int32_t m_hView GUARDED_BY(m_csView) = 0;
+    POSTER m_pPost GUARDED_BY(m_csView) = nullptr;
 
     void Run();
     void DrainQueue();
     bool WaitForFile(CLogFile& file);
     bool IsStopped()
     {
-        const std::lock_guard lock(m_csEvents);
+        const CMutexLock lock(m_csEvents);
         return m_bStop;
     }
 };
@@ -118,15 +120,15 @@ struct CxLog::State {
 void CxLog::State::Run()
 {
     for (;;) {
-        std::unique_lock lock(m_csEvents);
-        m_Changed.wait(lock, [this] { return m_bWake || m_bStop; });
+        CMutexLock lock(m_csEvents);
+        lock.Wait(m_Changed, [this]() REQUIRES(m_csEvents) { return m_bWake || m_bStop; });
         if (m_bStop) {
             m_bEnded = true;
             m_Changed.notify_all();
             return;
         }
         m_bWake = false;
-        lock.unlock();
+        lock.Unlock();
         DrainQueue();
     }
 }
@@ -136,8 +138,8 @@ void CxLog::State::Run()
 bool CxLog::State::WaitForFile(CLogFile& file)
 {
     for (int look = 0; look < LOCK_LOOKS && !file.TryLock(); ++look) {
-        std::unique_lock lock(m_csEvents);
-        if (m_Changed.wait_for(lock, LOCK_LOOK, [this] { return m_bStop; })) return false;
+        CMutexLock lock(m_csEvents);
+        if (lock.WaitFor(m_Changed, LOCK_LOOK, [this]() REQUIRES(m_csEvents) { return m_bStop; })) return false;
     }
     return true;
 }
@@ -146,7 +148,7 @@ void CxLog::State::DrainQueue()
 {
     CLogFile file(m_strPath);
     if (!WaitForFile(file)) return;
-    const std::lock_guard lock(m_csQueue);
+    const CMutexLock lock(m_csQueue);
     while (!m_Queue.empty()) {
         char line[LOG_LINE_BYTES];
         file.Append({line, FormatLogEntry(*m_Queue.front(), line)});
@@ -212,11 +214,15 @@ void CxLog::Stop()
 {
     if (m_pAlive != nullptr) *m_pAlive = false;
     if (!m_Worker.joinable()) return;
-    std::unique_lock lock(m_pState->m_csEvents);
-    m_pState->m_bStop = true;
-    m_pState->m_Changed.notify_all();
-    const bool ended = m_pState->m_Changed.wait_for(lock, STOP_WAIT, [this] { return m_pState->m_bEnded; });
-    lock.unlock();
+    bool ended = false;
+    {
+        State& state = *m_pState;
+        CMutexLock lock(state.m_csEvents);
+        state.m_bStop = true;
+        state.m_Changed.notify_all();
+        ended = lock.WaitFor(state.m_Changed, STOP_WAIT,
+                             [&]() REQUIRES(state.m_csEvents) { return state.m_bEnded; });
+    }
     // A worker that hangs in the file system is left behind; it holds the state and nothing of this object.
     if (ended)
         m_Worker.join();
@@ -268,7 +274,7 @@ void CxLog::Enqueue(const char* file, const char* function, std::int32_t line, E
     std::int32_t view = 0;
     POSTER post = nullptr;
     {
-        const std::lock_guard lock(state.m_csView);
+        const CMutexLock lock(state.m_csView);
         view = state.m_hView;
         post = state.m_pPost;
     }
@@ -279,10 +285,10 @@ void CxLog::Enqueue(const char* file, const char* function, std::int32_t line, E
     }
     if (state.IsStopped()) return;  // nobody would take it out of the queue
     {
-        const std::lock_guard lock(state.m_csQueue);
+        const CMutexLock lock(state.m_csQueue);
         state.m_Queue.push_back(std::move(entry));
     }
-    const std::lock_guard lock(state.m_csEvents);
+    const CMutexLock lock(state.m_csEvents);
     if (!state.m_bWake) {
         state.m_bWake = true;
         state.m_Changed.notify_all();
@@ -291,7 +297,7 @@ void CxLog::Enqueue(const char* file, const char* function, std::int32_t line, E
 
 void CxLog::SetView(std::int32_t window, POSTER post)
 {
-    const std::lock_guard lock(m_pState->m_csView);
+    const CMutexLock lock(m_pState->m_csView);
     m_pState->m_hView = window;
     m_pState->m_pPost = post;
 }

@@ -2,19 +2,19 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <mutex>
 #include <string>
 #include <utility>
 
 #include "inc/EscapeControls.h"
+#include "inc/Mutex.h"
 
 namespace
 {
 
 // Never destroyed: the log writes here while the process ends.
 struct DebugOutput {
-    std::mutex lock;
-    CDebugListener listener;
+    CMutex lock;
+    CDebugListener listener GUARDED_BY(lock);
 };
 
 DebugOutput& Output()
@@ -28,7 +28,7 @@ DebugOutput& Output()
 void OutputDebugStringA(std::string_view text)
 {
     auto& output = Output();
-    const std::lock_guard lock(output.lock);
+    const CMutexLock lock(output.lock);
     const char* const debug = std::getenv("WATCHWALL_DEBUG");
     if (debug != nullptr && *debug != '\0') {
         // The log's lines end as its file wants them.
@@ -44,6 +44,6 @@ void OutputDebugStringA(std::string_view text)
 CDebugListener SetDebugListener(CDebugListener listener)
 {
     auto& output = Output();
-    const std::lock_guard lock(output.lock);
+    const CMutexLock lock(output.lock);
     return std::exchange(output.listener, std::move(listener));
 }

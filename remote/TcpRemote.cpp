@@ -63,6 +63,7 @@ void CTcpRemote::Open()
     }
     m_pCounters->firstPictureMs.store(-1, std::memory_order_relaxed);
     m_Setup.channel = m_iDevID;
+    m_Setup.canRecord = CanRecord();
     if (!m_Threads.Start(std::make_shared<CTcpLink>(GetState(), m_pCounters, socket, m_Setup), "tcp link"))
         GiveBackCell();
 }

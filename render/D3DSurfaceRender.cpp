@@ -1,16 +1,17 @@
 #include "render/D3DSurfaceRender.h"
 
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
 #include "codec/convert/convert.h"
 #include "inc/CxLog.h"
 #include "inc/LogLine.h"
+#include "inc/Mutex.h"
 #include "model/settings/Language.h"
 #include "platform/os/paths.h"
 #include "render/BmpFile.h"
 #include "render/CellPool.h"
-
-#include <algorithm>
-#include <cstring>
-#include <vector>
 
 namespace
 {
@@ -54,14 +55,14 @@ class CD3DSurfaceRender::CD3DSurface : public CSurface
 
     Objects Get() const
     {
-        const std::lock_guard lock(m_csObjects);
+        const CMutexLock lock(m_csObjects);
         return m_Objects;
     }
 
     void Set(Objects objects)
     {
         {
-            const std::lock_guard lock(m_csObjects);
+            const CMutexLock lock(m_csObjects);
             std::swap(m_Objects, objects);
         }
         objects.pBackBuffer.reset();
@@ -72,8 +73,8 @@ class CD3DSurfaceRender::CD3DSurface : public CSurface
     PresentParameters m_Parameters;
 
   private:
-    mutable std::mutex m_csObjects;  // a leaf lock
-    Objects m_Objects;
+    mutable CMutex m_csObjects;  // a leaf lock
+    Objects m_Objects GUARDED_BY(m_csObjects);
 };
 
 CD3DSurfaceRender::CD3DSurfaceRender(SURFACE_ADAPTER_FACTORY open) : m_pOpen(std::move(open)) {}
@@ -87,13 +88,13 @@ CD3DSurfaceRender::~CD3DSurfaceRender()
 
 std::shared_ptr<ISurfaceDevice> CD3DSurfaceRender::GetDevice() const
 {
-    const std::lock_guard lock(m_csDevice);
+    const CMutexLock lock(m_csDevice);
     return m_pDevice;
 }
 
 void CD3DSurfaceRender::SetDevice(std::shared_ptr<ISurfaceDevice> device)
 {
-    const std::lock_guard lock(m_csDevice);
+    const CMutexLock lock(m_csDevice);
     m_pDevice.swap(device);
 }
 
@@ -101,12 +102,17 @@ std::int32_t CD3DSurfaceRender::Init(HWND window)
 {
     CRender::Init(window);
     CMessages messages;
-    const bool created = CreateDevice(messages);
+    bool created = false;
+    {
+        const CAutoLock lock(m_csRender);
+        created = CreateDevice(messages);
+    }
     Show("CD3DSurfaceRender::Init", messages);
     return created ? 1 : 0;
 }
 
-std::int32_t CD3DSurfaceRender::Uninit()
+// No link thread calls any more.
+std::int32_t CD3DSurfaceRender::Uninit() NO_THREAD_SAFETY_ANALYSIS
 {
     m_bNotReset = false;
     SetDevice(nullptr);
@@ -125,6 +131,7 @@ void CD3DSurfaceRender::Show(const char* function, const CMessages& messages) co
 
 bool CD3DSurfaceRender::CreateDevice(CMessages& messages)
 {
+    ASSERT_HELD(m_csRender);
     const auto fail = [&messages](std::string text) {
         messages.push_back(std::move(text));
         return false;
@@ -166,6 +173,7 @@ CSurface* CD3DSurfaceRender::CreateSurface(std::int32_t width, std::int32_t heig
 // Builds the three objects for the surface's size, as far as it goes.
 void CD3DSurfaceRender::Build(CD3DSurface& surface, CMessages& messages)
 {
+    ASSERT_HELD(m_csRender);
     surface.Set({});
     CD3DSurface::Objects objects;
     const auto device = GetDevice();
@@ -281,6 +289,10 @@ std::int32_t CD3DSurfaceRender::Display(const CodecFrame* frame, CSurface* surfa
     {
         const CFrameTurn turn(m_Turns);
         const CAutoLock lock(m_csRender);
+        if (std::chrono::steady_clock::now() >= stream.m_ShowBefore) {
+            showing = EShowing::TooLate;
+            return 0;
+        }
         stretched =
             device->StretchRect(*objects.pOffscreen, source, *objects.pBackBuffer, ETextureFilter::Linear);
         presented = objects.pSwapChain->Present(window);

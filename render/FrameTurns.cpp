@@ -2,19 +2,19 @@
 
 void CFrameTurns::Take()
 {
-    std::unique_lock lock(m_csTurns);
+    CMutexLock lock(m_csTurns);
     if (!m_bTaken) {
         m_bTaken = true;
         return;
     }
     Waiter self;
     m_Waiting.push_back(&self);
-    self.changed.wait(lock, [&self] { return self.turn; });
+    lock.Wait(self.changed, [&self] { return self.turn; });
 }
 
 void CFrameTurns::Give()
 {
-    const std::lock_guard lock(m_csTurns);
+    const CMutexLock lock(m_csTurns);
     if (m_Waiting.empty()) {
         m_bTaken = false;
         return;
@@ -27,6 +27,6 @@ void CFrameTurns::Give()
 
 std::size_t CFrameTurns::CountWaiting() const
 {
-    const std::lock_guard lock(m_csTurns);
+    const CMutexLock lock(m_csTurns);
     return m_Waiting.size();
 }

@@ -3,7 +3,8 @@
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
-#include <mutex>
+
+#include "inc/Mutex.h"
 
 /// Frames of many link threads come to the device in the order in which they were ready. The renderer's
 /// critical section alone goes to whoever runs when it becomes free: on a busy machine one stream is then shown
@@ -24,9 +25,9 @@ class CFrameTurns
         bool turn = false;
     };
 
-    mutable std::mutex m_csTurns;  // a leaf lock
-    bool m_bTaken = false;         // guarded, as is m_Waiting
-    std::deque<Waiter*> m_Waiting;
+    mutable CMutex m_csTurns;  // a leaf lock
+    bool m_bTaken GUARDED_BY(m_csTurns) = false;
+    std::deque<Waiter*> m_Waiting GUARDED_BY(m_csTurns);
 };
 
 /// A turn for the length of a scope.

@@ -1,13 +1,12 @@
 #include "render/RenderSelect.h"
 
-#include "render/D3DSurfaceRender.h"
-#include "render/device/EglSurfaceDevice.h"
+#include <cstdio>
 
 #include "inc/LogLine.h"
 #include "model/settings/SystemSettings.h"
 #include "platform/os/display.h"
-
-#include <cstdio>
+#include "render/D3DSurfaceRender.h"
+#include "render/device/EglSurfaceDevice.h"
 
 namespace
 {

@@ -201,7 +201,7 @@ void CLogonRemoteDlg::OnOK()
 {
     ReadControls();
     ShowBusy(true);
-    // Also when a station throws: the panel must not stay busy for ever.
+    // Also when a station throws: the panel must not stay busy.
     struct CAtRest {
         ~CAtRest() { panel.ShowBusy(false); }
         CLogonRemoteDlg& panel;

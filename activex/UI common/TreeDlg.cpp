@@ -286,7 +286,7 @@ bool CTreeDlg::OnCommand(int id)
 }
 
 // The cell's window is written straight into the device, not through SetParam: a channel over P2P stores
-// nothing there, so this is the one road on which such a channel gets its window.
+// nothing there, so only here does such a channel get its window.
 void CTreeDlg::OpenDevice(CRemote& device)
 {
     SendMessageA(WindowOf(Widget()->parentWidget()), TREE_NOTICE_OPENING, static_cast<WPARAM>(CountUsedCells()),

@@ -10,22 +10,22 @@
 #include <utility>
 #include <vector>
 
+#include "inc/Mutex.h"
 #include "platform/os/module_count.h"
 #include "platform/os/waiting.h"
 
-// All of it is guarded by g_WaitLock.
 struct WAITABLE {
-    bool ended = false;
+    bool ended GUARDED_BY(g_WaitLock) = false;
     // One for the handle, one for the thread while it runs, one for each wait under way.
-    int references = 1;
-    std::vector<Waiter*> waiters;
-    std::thread thread;
+    int references GUARDED_BY(g_WaitLock) = 1;
+    std::vector<Waiter*> waiters GUARDED_BY(g_WaitLock);
+    std::thread thread GUARDED_BY(g_WaitLock);
 };
 
 namespace
 {
 
-void ReleaseObject(WAITABLE* object)
+void ReleaseObject(WAITABLE* object) REQUIRES(g_WaitLock)
 {
     if (--object->references == 0) delete object;
 }
@@ -40,7 +40,7 @@ class CThreadEnd final : public IWaitCondition
 {
   public:
     explicit CThreadEnd(const WAITABLE& object) : m_Object(object) {}
-    bool IsMet() override { return m_Object.ended; }
+    bool IsMet() override REQUIRES(g_WaitLock) { return m_Object.ended; }
 
   private:
     const WAITABLE& m_Object;
@@ -59,7 +59,7 @@ void RunThread(WAITABLE* object, std::function<void()> entry, const std::string&
     // What the entry holds goes, and its windows go, before anyone can see the thread as ended.
     entry = nullptr;
     EndThreadQueue();
-    const std::lock_guard lock(g_WaitLock);
+    const CMutexLock lock(g_WaitLock);
     RemoveModuleThread();  // whoever waited for the thread finds the module released
     object->ended = true;
     for (Waiter* const waiter : object->waiters)
@@ -74,7 +74,7 @@ HANDLE CreateThread(std::function<void()> entry, const char* name)
     constexpr std::size_t LONGEST_NAME = 15;
     auto* const object = new WAITABLE;
     std::string cut = std::string(name == nullptr ? "" : name).substr(0, LONGEST_NAME);
-    const std::lock_guard lock(g_WaitLock);
+    const CMutexLock lock(g_WaitLock);
     ++object->references;
     AddModuleThread();
     try {
@@ -101,7 +101,7 @@ std::uint32_t WaitForSingleObject(HANDLE thread, std::uint32_t timeoutMs)
     if (met) ended = std::exchange(thread->thread, {});
     thread->waiters.erase(std::ranges::find(thread->waiters, &waiter));
     ReleaseObject(thread);
-    hold.unlock();
+    hold.Unlock();
     // The thread has left our code but not yet the system's; whoever learns of its end may unload the module.
     if (ended.joinable()) ended.join();
     return met ? WAIT_OBJECT_0 : WAIT_TIMEOUT;
@@ -110,7 +110,7 @@ std::uint32_t WaitForSingleObject(HANDLE thread, std::uint32_t timeoutMs)
 bool CloseHandle(HANDLE thread)
 {
     if (thread == nullptr) return false;
-    const std::lock_guard lock(g_WaitLock);
+    const CMutexLock lock(g_WaitLock);
     if (thread->thread.joinable()) thread->thread.detach();
     ReleaseObject(thread);
     return true;

@@ -5,6 +5,9 @@
 #include <functional>
 #include <mutex>
 
+#include "inc/EntryCheck.h"
+#include "inc/ThreadSafety.h"
+
 // Threads, locks and time, named as the platform's own operations. What is left out: security attributes, named
 // objects, exit codes, waiting for more than one thread.
 
@@ -40,23 +43,44 @@ void SleepServing(std::uint32_t ms);
 std::uint32_t GetTickCount();
 
 /// A recursive lock.
-class CCriticalSection
+class CAPABILITY("critical section") CCriticalSection
 {
   public:
-    void Lock() { m_Mutex.lock(); }
-    bool TryLock() { return m_Mutex.try_lock(); }
-    void Unlock() { m_Mutex.unlock(); }
+    void Lock() ACQUIRE()
+    {
+        m_Mutex.lock();
+        m_Holder.Take();
+    }
+    bool TryLock() TRY_ACQUIRE(true)
+    {
+        if (!m_Mutex.try_lock()) return false;
+        m_Holder.Take();
+        return true;
+    }
+    void Unlock() RELEASE()
+    {
+        m_Holder.Leave();
+        m_Mutex.unlock();
+    }
+
+#ifndef NDEBUG
+    bool IsHeld() const
+    {
+        return m_Holder.IsMe();
+    }
+#endif
 
   private:
     std::recursive_mutex m_Mutex;
+    [[no_unique_address]] CLockHolder m_Holder;
 };
 
 /// Holds a critical section for the length of a scope.
-class CAutoLock
+class SCOPED_CAPABILITY CAutoLock
 {
   public:
-    explicit CAutoLock(CCriticalSection& section) : m_Section(section) { m_Section.Lock(); }
-    ~CAutoLock() { m_Section.Unlock(); }
+    explicit CAutoLock(CCriticalSection& section) ACQUIRE(section) : m_Section(section) { m_Section.Lock(); }
+    ~CAutoLock() RELEASE() { m_Section.Unlock(); }
     CAutoLock(const CAutoLock&) = delete;
     CAutoLock& operator=(const CAutoLock&) = delete;
 

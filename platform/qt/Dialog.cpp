@@ -130,6 +130,7 @@ class CDialog::CStartUp
 
 bool CDialog::Build(QWidget* parent, Qt::WindowFlags flags)
 {
+    ASSERT_THREAD(m_PanelsThread);
     m_pWidget = new CWidget(*this, parent, flags);
     m_pWidget->setObjectName(QStringLiteral("dialog%1").arg(m_iNumber));
     m_pHandle = std::make_unique<CWindowHandle>(*m_pWidget, [this](std::uint32_t message, WPARAM w, LPARAM l) {
@@ -177,6 +178,7 @@ int CDialog::DoModal(QWidget* owner)
 
 void CDialog::EndDialog(int result)
 {
+    ASSERT_THREAD(m_PanelsThread);
     if (!m_pLoop) return;
     m_iResult = result;
     std::exchange(m_pLoop, nullptr)->quit();
@@ -184,6 +186,7 @@ void CDialog::EndDialog(int result)
 
 bool CDialog::DestroyWindow()
 {
+    ASSERT_THREAD(m_PanelsThread);
     if (!m_pWidget) return false;
     delete m_pWidget.data();
     return true;
@@ -201,11 +204,13 @@ void CDialog::WindowGoes()
 
 void CDialog::MoveWindow(int x, int y, int width, int height)
 {
+    ASSERT_THREAD(m_PanelsThread);
     if (m_pWidget) m_pWidget->setGeometry(x, y, width, height);
 }
 
 void CDialog::Adopt(int id, QWidget* control)
 {
+    ASSERT_THREAD(m_PanelsThread);
     if (!m_pWidget || !control) return;
     if (!m_pWidget->isAncestorOf(control)) control->setParent(m_pWidget);
     if (!m_Controls.value(id)) m_Controls.insert(id, control);
@@ -218,6 +223,7 @@ void CDialog::Adopt(int id, QWidget* control)
 
 bool CDialog::SetDlgItemText(int id, std::string_view text)
 {
+    ASSERT_THREAD(m_PanelsThread);
     const QString shown = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
     if (auto* label = GetDlgItem<QLabel>(id)) {
         label->setText(shown);

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "inc/EntryCheck.h"
 #include "platform/qt/MessagePump.h"
 #include "platform/qt/WindowHandle.h"
 #include "platform/windows/windows.h"
@@ -120,6 +121,7 @@ class CDialog : public IPreTranslate
     void WindowGoes();
 
     const int m_iNumber;
+    CThreadMark m_PanelsThread;
     QPointer<CWidget> m_pWidget;  // owned by its parent, or by DoModal
     std::unique_ptr<CWindowHandle> m_pHandle;
     QHash<int, QPointer<QWidget>> m_Controls;

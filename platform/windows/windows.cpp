@@ -1,10 +1,12 @@
 #include "platform/windows/windows.h"
 
 #include <atomic>
+#include <cassert>
 #include <limits>
 #include <string>
 #include <utility>
 
+#include "inc/Mutex.h"
 #include "inc/OutputDebugString.h"
 #include "platform/windows/message_queue.h"
 
@@ -41,7 +43,7 @@ HWND RegisterWindow(WNDPROC procedure, void* native)
     std::shared_ptr<CMessageQueue> queue = MakeThreadQueue();
     if (queue == nullptr || !procedure) return HWND::Null;
     auto shared = std::make_shared<const WNDPROC>(std::move(procedure));
-    const std::lock_guard lock(g_WaitLock);
+    const CMutexLock lock(g_WaitLock);
     if (g_iLastHandle == std::numeric_limits<std::int32_t>::max()) return HWND::Null;
     const HWND window{++g_iLastHandle};
     Windows().emplace(window, Window{std::move(queue), std::move(shared), native});
@@ -51,7 +53,7 @@ HWND RegisterWindow(WNDPROC procedure, void* native)
 void UnregisterWindow(HWND window)
 {
     Window gone;  // destroyed after the lock: the procedure may hold anything
-    const std::lock_guard lock(g_WaitLock);
+    const CMutexLock lock(g_WaitLock);
     const auto found = Windows().find(window);
     if (found == Windows().end()) return;
     gone = std::move(found->second);
@@ -61,9 +63,11 @@ void UnregisterWindow(HWND window)
 
 void* GetNativeWindow(HWND window)
 {
-    const std::lock_guard lock(g_WaitLock);
+    const CMutexLock lock(g_WaitLock);
     const auto found = Windows().find(window);
-    return found == Windows().end() ? nullptr : found->second.native;
+    if (found == Windows().end()) return nullptr;
+    assert(found->second.queue.get() == ThreadQueue() && "asked on a foreign thread");
+    return found->second.native;
 }
 
 LRESULT SendMessageA(HWND window, std::uint32_t message, WPARAM wParam, LPARAM lParam)
@@ -76,18 +80,18 @@ LRESULT SendMessageA(HWND window, std::uint32_t message, WPARAM wParam, LPARAM l
     const std::shared_ptr<CMessageQueue> queue = found->second.queue;
     if (queue.get() == ThreadQueue()) {
         const std::shared_ptr<const WNDPROC> procedure = found->second.procedure;
-        hold.unlock();
+        hold.Unlock();
         return CallProcedure(*procedure, sent.message);
     }
     queue->sent.push_back(&sent);
     if (queue->waiter != nullptr) queue->waiter->changed.notify_one();
-    hold.unlock();
+    hold.Unlock();
     // The owner is woken even while it waits: its wait may end before it has come to this message.
     queue->CallWake();
-    hold.lock();
+    hold.Lock();
     CAnswered answered(sent);
     WaitServing(hold, waiter, answered, std::nullopt);
-    hold.unlock();
+    hold.Unlock();
     return sent.result;
 }
 
@@ -95,7 +99,7 @@ bool PostMessageA(HWND window, std::uint32_t message, WPARAM wParam, LPARAM lPar
 {
     std::shared_ptr<CMessageQueue> queue;
     {
-        const std::lock_guard lock(g_WaitLock);
+        const CMutexLock lock(g_WaitLock);
         const auto found = Windows().find(window);
         if (found == Windows().end()) return false;
         queue = found->second.queue;
@@ -121,10 +125,10 @@ int ServeMessages(bool posted)
         const auto found = Windows().find(message.window);
         if (found == Windows().end()) continue;
         std::shared_ptr<const WNDPROC> procedure = found->second.procedure;
-        hold.unlock();
+        hold.Unlock();
         CallProcedure(*procedure, message);
         procedure.reset();
-        hold.lock();
+        hold.Lock();
         ++served;
     }
     return served;
@@ -134,7 +138,7 @@ void SetMessageWake(std::function<void()> wake)
 {
     const std::shared_ptr<CMessageQueue> queue = MakeThreadQueue();
     if (queue == nullptr) return;
-    const std::lock_guard lock(queue->wakeLock);
+    const CMutexLock lock(queue->wakeLock);
     queue->wake = std::move(wake);
 }
 

@@ -7,7 +7,7 @@
 // Windows as handles and messages. The registry of handles and the crossing between threads stand here and know
 // no toolkit; what a window looks like is the business of the backend, which platform/qt installs.
 
-/// A window's handle. It may be kept and used from any thread for ever: a handle is never reused, and every
+/// A window's handle. It may be kept and used from any thread at any time: a handle is never reused, and every
 /// operation on a window that is gone answers 0, false or nothing.
 enum class HWND : std::int32_t { Null = 0 };
 

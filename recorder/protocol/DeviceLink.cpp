@@ -6,10 +6,10 @@
 namespace recorder
 {
 
-const char* FarewellText(EFarewell farewell)
+const char* DisconnectReasonText(EDisconnectReason reason)
 {
     static constexpr std::array<const char*, 5> TEXTS = {"none", "logout", "silent", "idle", "no room"};
-    return TEXTS[static_cast<size_t>(farewell)];
+    return TEXTS[static_cast<size_t>(reason)];
 }
 
 DeviceLink::DeviceLink(Setup setup, IChannels& channels, IDatagramOut& out)
@@ -61,7 +61,8 @@ void DeviceLink::OnDatagram(TimeUs now, const Endpoint& from, std::span<const ui
             if (const auto it = m_Clients.find(from); it != m_Clients.end()) OnAcknowledged(it->second);
             break;
         case EMessage::Logout:
-            if (const auto it = m_Clients.find(from); it != m_Clients.end()) Drop(it, EFarewell::Logout);
+            if (const auto it = m_Clients.find(from); it != m_Clients.end())
+                Drop(it, EDisconnectReason::Logout);
             break;
         default:
             break;
@@ -165,11 +166,11 @@ TimeUs DeviceLink::OnTimer(TimeUs now)
         Client& client = it->second;
         const bool silent = !RepeatReplies(now, client);
         if (silent || (client.unansweredSince != NEVER && now - client.unansweredSince >= m_Setup.dropAfter)) {
-            it = Drop(it, EFarewell::Silent);
+            it = Drop(it, EDisconnectReason::Silent);
             continue;
         }
         if (client.counts.streams.empty() && now - client.heard >= FORGET_IDLE_AFTER) {
-            it = Drop(it, EFarewell::Idle);
+            it = Drop(it, EDisconnectReason::Idle);
             continue;
         }
         Pump(now, client);
@@ -226,7 +227,7 @@ bool DeviceLink::MakeRoom(const Endpoint& from)
         if (oldest == m_Clients.end() || it->second.heard < oldest->second.heard) oldest = it;
     }
     if (oldest == m_Clients.end()) return false;
-    Drop(oldest, EFarewell::NoRoom);
+    Drop(oldest, EDisconnectReason::NoRoom);
     return true;
 }
 
@@ -250,13 +251,13 @@ void DeviceLink::Pump(TimeUs now, Client& client)
     }
 }
 
-DeviceLink::Clients_t::iterator DeviceLink::Drop(Clients_t::iterator client, EFarewell farewell)
+DeviceLink::Clients_t::iterator DeviceLink::Drop(Clients_t::iterator client, EDisconnectReason reason)
 {
     ClientCounts counts = std::move(client->second.counts);
     const auto next = m_Clients.erase(client);
     for (const auto& [channel, stream] : counts.streams)
         UpdateWatched(channel);
-    counts.farewell = farewell;
+    counts.disconnectReason = reason;
     if (m_Former.size() == MAX_FORMER_CLIENTS) m_Former.erase(m_Former.begin());
     m_Former.push_back(std::move(counts));
     return next;

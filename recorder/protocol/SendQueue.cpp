@@ -43,8 +43,8 @@ std::map<int, size_t> SendQueue::DropStale(TimeUs now)
 
 std::optional<std::span<const uint8_t>> SendQueue::Next(TimeUs now)
 {
-    const TimeUs patience = Patience();
-    while (!m_Outstanding.empty() && now - m_Outstanding.front() >= patience) {
+    const TimeUs timeout = AckTimeout();
+    while (!m_Outstanding.empty() && now - m_Outstanding.front() >= timeout) {
         // What went before the last time is part of the same silence.
         if (m_Outstanding.front() >= m_BackedOff && m_BackOff < MOST_BACK_OFF) {
             ++m_BackOff;
@@ -81,7 +81,7 @@ TimeUs SendQueue::Due(TimeUs now) const
 {
     if (m_Items.empty()) return NEVER;
     TimeUs due = now;
-    if (m_Outstanding.size() >= Window()) due = std::max(due, m_Outstanding.front() + Patience());
+    if (m_Outstanding.size() >= Window()) due = std::max(due, m_Outstanding.front() + AckTimeout());
     if (m_InBurst >= BURST) due = std::max(due, m_BurstStart + BURST_EVERY);
     return due;
 }

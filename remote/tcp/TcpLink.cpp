@@ -150,12 +150,13 @@ void CTcpLink::TakeSnapshot()
 
 void CTcpLink::StopRecord()
 {
-    if (StopRecording(*m_pState)) m_pState->m_nFlags.ClearBits(FLAG_STOP_RECORD);
+    if (!m_Setup.canRecord || StopRecording(*m_pState)) m_pState->m_nFlags.ClearBits(FLAG_STOP_RECORD);
 }
 
 void CTcpLink::StartRecord()
 {
     m_pState->m_nFlags.ClearBits(FLAG_START_RECORD);
+    if (!m_Setup.canRecord) return;
     const std::string path =
         GetLinkRecordFileName(ReadSettingText(ESetting::RecordPath), m_pState->GetName(), std::time(nullptr));
     m_pState->m_strRecordFile = path;

@@ -29,6 +29,7 @@ struct TcpLinkSetup {
     std::int32_t mode = MODE_LIVE_H264;
     std::int32_t record = -1;   // the record to play, in MODE_PLAYBACK
     std::int32_t channel = -1;  // the device's
+    bool canRecord = true;      // the device's answer; where it is false, requests to record are cleared
     IClock* clock = &SystemClock();
     std::uint32_t rolloverMs = 300000;  // a recording is cut into files of this length
 };

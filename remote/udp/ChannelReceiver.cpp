@@ -11,6 +11,8 @@ namespace
 {
 
 constexpr std::int32_t DIRECTION_CLIENT = 1;  // in all that the client accepts
+using TIME = std::chrono::steady_clock::time_point;
+
 constexpr std::size_t REPLY_BYTES = 1024;
 constexpr std::uint32_t OLDEST_MS = 2000;  // an older picture isn't live any more
 
@@ -33,7 +35,7 @@ class CQueueReceiver final : public CChannelReceiver
         return ReadStreamReply(Receive(REPLY_BYTES));
     }
     std::span<const std::uint8_t> ReceiveMessage() override { return Receive(m_Buffer.size()); }
-    bool HasGrownOld() const override { return false; }
+    TIME ShowBefore() const override { return TIME::max(); }
 
   private:
     std::span<const std::uint8_t> Receive(std::size_t limit)
@@ -90,14 +92,18 @@ class CInboxReceiver final : public CChannelReceiver
             const auto payload =
                 std::span<const std::uint8_t>(m_Message.data)
                     .subspan(std::min<std::size_t>(m_Message.data.size(), MESSAGE_HEADER_BYTES));
-            m_bSkipping = HasGrownOld() || (m_bSkipping && !IsKeyPicture(payload));
+            m_bSkipping = m_Session.AgeOf(m_Message) > OLDEST_MS || (m_bSkipping && !IsKeyPicture(payload));
             if (!m_bSkipping) return m_Message.data;
             CLinkCounters::Count(m_Counters.skipped);
         }
         return {};
     }
 
-    bool HasGrownOld() const override { return m_Session.AgeOf(m_Message) > OLDEST_MS; }
+    TIME ShowBefore() const override
+    {
+        return std::chrono::steady_clock::now() + std::chrono::milliseconds(OLDEST_MS + 1) -
+               std::chrono::milliseconds(m_Session.AgeOf(m_Message));
+    }
 
   private:
     CP2PSession& m_Session;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -26,6 +27,6 @@ class CChannelReceiver
     /// when the wait was ended, or for a message that has nothing in it.
     virtual std::span<const std::uint8_t> ReceiveMessage() = 0;
 
-    /// Whether what ReceiveMessage gave last has grown too old to be shown since then.
-    virtual bool HasGrownOld() const = 0;
+    /// When what ReceiveMessage gave last is too old to be shown.
+    virtual std::chrono::steady_clock::time_point ShowBefore() const = 0;
 };

@@ -75,13 +75,7 @@ void CUdpLink::Receive()
             message.data() + std::min<std::size_t>(message.size(), MESSAGE_HEADER_BYTES),
             static_cast<std::int32_t>(message.size()) - static_cast<std::int32_t>(MESSAGE_HEADER_BYTES));
         CLinkCounters::Count(frame == nullptr ? m_pCounters->refused : m_pCounters->decoded);
-        if (frame == nullptr) continue;
-        // A thread that was kept waiting for the processor decodes what the next picture builds on, and no
-        // more.
-        if (receiver->HasGrownOld())
-            CLinkCounters::Count(m_pCounters->skipped);
-        else
-            m_Picture.Show(*frame);
+        if (frame != nullptr) m_Picture.Show(*frame, receiver->ShowBefore());
     }
 }
 

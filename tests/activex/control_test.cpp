@@ -20,6 +20,8 @@
 #include "render/device/MemorySurfaceDevice.h"
 #include "tests/activex/home_support.h"
 #include "tests/support/box_catcher.h"
+#include "tests/support/model_state.h"
+#include "tests/support/render_state.h"
 #include "tests/support/test_places.h"
 
 using testing::ElementsAre;
@@ -221,17 +223,9 @@ TEST(RegistrationTest, UnregisteringRunsInTheSameOrder)
 class ControlTest : public testing::Test
 {
   protected:
-    ControlTest()
-    {
-        SetRenderFactory([adapter = m_pAdapter] {
-            return std::make_unique<CD3DSurfaceRender>([adapter] { return adapter; });
-        });
-    }
     ~ControlTest() override
     {
         m_Control.Reset();
-        SetRenderFactory({});
-        CNodeModel::DestroyInstance();
         QCoreApplication::removePostedEvents(qApp, QEvent::Quit);
     }
     template <typename CONTROL = CActiveXCtrl>
@@ -245,6 +239,8 @@ class ControlTest : public testing::Test
 
     CTestHome m_Home;
     std::shared_ptr<CMemorySurfaceAdapter> m_pAdapter = std::make_shared<CMemorySurfaceAdapter>();
+    const CModelState m_Model;
+    const CRenderState m_Render{m_pAdapter};
     QWidget m_Container;
     CComPtr<IDispatch> m_Control;
 };

@@ -18,6 +18,8 @@
 #include "render/D3DSurfaceRender.h"
 #include "render/device/MemorySurfaceDevice.h"
 #include "tests/activex/home_support.h"
+#include "tests/support/model_state.h"
+#include "tests/support/render_state.h"
 
 // Two main panels in one process, as a host with two controls has them. Each panel's shut-down deletes the tree
 // that they share.
@@ -31,10 +33,6 @@ class TwoControlsTest : public testing::TestWithParam<int>
     TwoControlsTest()
     {
         StartQtPlatform();
-        CLanguage::Reset();
-        SetRenderFactory([adapter = m_pAdapter] {
-            return std::make_unique<CD3DSurfaceRender>([adapter] { return adapter; });
-        });
         for (auto& panel : m_Panels) {
             panel = std::make_unique<CMainDialog>();
             EXPECT_TRUE(panel->Create(&m_Container));
@@ -48,9 +46,6 @@ class TwoControlsTest : public testing::TestWithParam<int>
     {
         for (auto& panel : m_Panels)
             panel.reset();
-        SetRenderFactory({});
-        CNodeModel::DestroyInstance();
-        CLanguage::Reset();
         QCoreApplication::removePostedEvents(qApp, QEvent::Quit);
         StopQtPlatform();
     }
@@ -69,6 +64,8 @@ class TwoControlsTest : public testing::TestWithParam<int>
 
     CTestHome m_Home;
     std::shared_ptr<CMemorySurfaceAdapter> m_pAdapter = std::make_shared<CMemorySurfaceAdapter>();
+    const CModelState m_Model;
+    const CRenderState m_Render{m_pAdapter};
     QWidget m_Container;
     std::array<std::unique_ptr<CMainDialog>, 2> m_Panels;
 };

@@ -1,9 +1,5 @@
 #include "inc/CxLog.h"
 
-#include "inc/LogFile.h"
-#include "inc/OutputDebugString.h"
-#include "tests/inc/log_support.h"
-
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/file.h>
@@ -17,6 +13,11 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+
+#include "inc/LogFile.h"
+#include "inc/OutputDebugString.h"
+#include "tests/inc/log_support.h"
+#include "tests/support/test_variable.h"
 
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -229,18 +230,19 @@ TEST(LogFileTest, LinesAreAppendedToAFileOfAnEarlierRun)
 // Two time zones a day apart stand in for the passing of midnight.
 TEST(LogFileTest, RunThatCrossesMidnightKeepsOneFile)
 {
-    const char* const former = std::getenv("TZ");
-    const std::string zone = former != nullptr ? former : "";
-    setenv("TZ", "WEST+12", 1);
-    tzset();
     CTestDirectory directory;
-    CxLog log(directory.Path());
-    const std::string path = log.GetPath();
-    setenv("TZ", "EAST-12", 1);
-    tzset();
-    log.Log("a.cpp", "f", 1, ELogLevel::Message, "the next day");
-    const auto lines = WaitForLines(path, 1);
-    former != nullptr ? setenv("TZ", zone.c_str(), 1) : unsetenv("TZ");
+    std::string path;
+    std::vector<std::string> lines;
+    {
+        const CTestVariable west("TZ", "WEST+12");
+        tzset();
+        CxLog log(directory.Path());
+        path = log.GetPath();
+        const CTestVariable east("TZ", "EAST-12");
+        tzset();
+        log.Log("a.cpp", "f", 1, ELogLevel::Message, "the next day");
+        lines = WaitForLines(path, 1);
+    }
     tzset();
     ASSERT_THAT(lines, SizeIs(1));
     const std::string day = lines[0].substr(0, 4) + lines[0].substr(5, 2) + lines[0].substr(8, 2);

@@ -1,7 +1,5 @@
 #include "inc/CxLog.h"
 
-#include "tests/inc/log_support.h"
-
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <poll.h>
@@ -14,6 +12,8 @@
 #include <optional>
 #include <set>
 #include <thread>
+
+#include "tests/inc/log_support.h"
 
 namespace
 {

@@ -244,7 +244,7 @@ TEST_F(DeviceLinkTest, AClientThatIsSilentIsDropped)
     EXPECT_THAT(m_Link.Clients(), SizeIs(0));
     EXPECT_FALSE(m_Channels.m_Watched[0]) << "nobody looks any more";
     ASSERT_THAT(m_Link.FormerClients(), SizeIs(1));
-    EXPECT_EQ(m_Link.FormerClients()[0].farewell, EFarewell::Silent);
+    EXPECT_EQ(m_Link.FormerClients()[0].disconnectReason, EDisconnectReason::Silent);
     m_Sink.Take();
     m_Link.OnMessage(21 * SECOND, 0, true, Message(0, 50));
     EXPECT_THAT(m_Sink.Take(), SizeIs(0)) << "nothing goes to the dead";
@@ -291,7 +291,7 @@ TEST_F(DeviceLinkTest, LogoutEndsTheStreams)
     Say(BOB, EMessage::Logout);
     EXPECT_FALSE(m_Channels.m_Watched[0]);
     EXPECT_THAT(m_Link.Clients(), SizeIs(0));
-    EXPECT_EQ(m_Link.FormerClients().at(0).farewell, EFarewell::Logout);
+    EXPECT_EQ(m_Link.FormerClients().at(0).disconnectReason, EDisconnectReason::Logout);
 }
 
 TEST_F(DeviceLinkTest, NumberOfClientsIsBounded)
@@ -361,7 +361,7 @@ TEST_F(DeviceLinkTest, AVictimInWhoseNameOneRequestCameGetsAFewDatagramsOnly)
     EXPECT_THAT(replies, testing::ElementsAre(0, SECOND, 2 * SECOND));
     EXPECT_EQ(bytes, MESSAGE_BYTES + 3 * (MESSAGE_BYTES + 8));
     ASSERT_THAT(m_Link.FormerClients(), SizeIs(1));
-    EXPECT_EQ(m_Link.FormerClients()[0].farewell, EFarewell::Silent);
+    EXPECT_EQ(m_Link.FormerClients()[0].disconnectReason, EDisconnectReason::Silent);
 }
 
 TEST_F(DeviceLinkTest, RequestsInTheNameOfAVictimAreAnsweredWithNoMoreThanTheyBring)

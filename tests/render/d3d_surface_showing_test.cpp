@@ -33,6 +33,16 @@ TEST_F(D3DSurfaceShowingTest, WithoutAWindowThereIsNoCell)
     EXPECT_EQ(Show(&m_Frame.m_Frame), EShowing::Shown);
 }
 
+TEST_F(D3DSurfaceShowingTest, WhatTheDeviceIsFreeForTooLateIsNotPresented)
+{
+    m_pSurface->m_ShowBefore = std::chrono::steady_clock::now();
+    EXPECT_EQ(m_Render.DisplayClient(&m_Frame.m_Frame, m_pSurface, CELL), 0);
+    EXPECT_EQ(m_pSurface->m_Showing, EShowing::TooLate);
+    EXPECT_EQ(m_pAdapter->GetPresentCount(), 0U);
+    m_pSurface->m_ShowBefore += std::chrono::hours(1);
+    EXPECT_EQ(Show(&m_Frame.m_Frame), EShowing::Shown);
+}
+
 TEST_F(D3DSurfaceShowingTest, WhatTheConversionRefusesIsPresentedAndNotShown)
 {
     CodecFrame no_plane = m_Frame.m_Frame;

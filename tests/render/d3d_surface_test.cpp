@@ -9,6 +9,7 @@
 #include "model/settings/Language.h"
 #include "platform/os/paths.h"
 #include "tests/render/d3d_surface_support.h"
+#include "tests/support/model_state.h"
 #include "tests/support/test_folder.h"
 
 using testing::ElementsAre;
@@ -25,14 +26,7 @@ class D3DSurfaceTest : public D3DSurfaceFixture
     D3DSurfaceTest()
     {
         m_Home.Write("config/eng.ini", "[String]\nIDS_NoDirectX9=no graphics\nIDS_NoDisplayDriver=no driver\n");
-        SetModuleDirectory(m_Home.System());
-        CLanguage::Reset();
         CLanguage::SetLanguage("eng");
-    }
-    ~D3DSurfaceTest() override
-    {
-        CLanguage::Reset();
-        SetModuleDirectory("");
     }
 
     std::uint32_t Pixel(HWND window, std::int32_t x, std::int32_t y) const
@@ -45,6 +39,7 @@ class D3DSurfaceTest : public D3DSurfaceFixture
     }
 
     CTestFolder m_Home;
+    const CModelState m_Model{m_Home.System()};
 };
 
 TEST_F(D3DSurfaceTest, InitCreatesAWindowedDeviceOfTheScreensSize)

@@ -211,37 +211,6 @@ TEST(D3DSurfaceThreadsTest, ConversionDoesNotWaitForAnotherStreamToBeShown)
     EXPECT_TRUE(both) << "the second frame was converted while the first was being shown";
 }
 
-// Whether the new device can be made or not: the second stream finds that the first was faster.
-TEST(D3DSurfaceThreadsTest, DeviceThatTwoStreamsFindNotResetIsRebuiltOnce)
-{
-    for (const bool makes : {true, false}) {
-        CRecordingBackend backend;
-        DrawHooks hooks;
-        std::latch both(2);
-        std::atomic<int> asked{0};
-        std::atomic<int> opened{0};
-        hooks.onState = [&] {
-            if (asked++ < 2) both.arrive_and_wait();
-        };
-        CD3DSurfaceRender render([&] {
-            ++opened;
-            return std::make_shared<CHookedAdapter>(hooks);
-        });
-        ASSERT_NE(render.Init(HWND{1000}), 0);
-        CSurface* const surfaces[] = {render.CreateSurface(16, 16), render.CreateSurface(16, 16)};
-        hooks.state = EDeviceState::NotReset;
-        hooks.makes = makes;
-        const CTestFrame frame(16, 16, 90);
-        const auto show = [&](int i) {
-            EXPECT_EQ(render.DisplayClient(&frame.m_Frame, surfaces[i], HWND{1 + i}), 0) << "a dropped frame";
-        };
-        std::thread first(show, 0);
-        show(1);
-        first.join();
-        EXPECT_EQ(opened, 2) << (makes ? "made again" : "tried again") << " by one of them";
-    }
-}
-
 // Else a busy stream is shown again and again while another one's picture grows old.
 TEST(D3DSurfaceThreadsTest, StreamsAreShownInTheOrderInWhichTheirPicturesWereReady)
 {
@@ -293,6 +262,37 @@ TEST(D3DSurfaceThreadsTest, StreamsAreShownInTheOrderInWhichTheirPicturesWereRea
         thread.join();
     EXPECT_EQ(shown, (std::vector<int>{0, 1, 2, 0}));
     EXPECT_EQ(render.CountWaitingFrames(), 0U);
+}
+
+// Whether the new device can be made or not: the second stream finds that the first was faster.
+TEST(D3DSurfaceThreadsTest, DeviceThatTwoStreamsFindNotResetIsRebuiltOnce)
+{
+    for (const bool makes : {true, false}) {
+        CRecordingBackend backend;
+        DrawHooks hooks;
+        std::latch both(2);
+        std::atomic<int> asked{0};
+        std::atomic<int> opened{0};
+        hooks.onState = [&] {
+            if (asked++ < 2) both.arrive_and_wait();
+        };
+        CD3DSurfaceRender render([&] {
+            ++opened;
+            return std::make_shared<CHookedAdapter>(hooks);
+        });
+        ASSERT_NE(render.Init(HWND{1000}), 0);
+        CSurface* const surfaces[] = {render.CreateSurface(16, 16), render.CreateSurface(16, 16)};
+        hooks.state = EDeviceState::NotReset;
+        hooks.makes = makes;
+        const CTestFrame frame(16, 16, 90);
+        const auto show = [&](int i) {
+            EXPECT_EQ(render.DisplayClient(&frame.m_Frame, surfaces[i], HWND{1 + i}), 0) << "a dropped frame";
+        };
+        std::thread first(show, 0);
+        show(1);
+        first.join();
+        EXPECT_EQ(opened, 2) << (makes ? "made again" : "tried again") << " by one of them";
+    }
 }
 
 // Sixteen streams draw while the device is lost and rebuilt again and again and surfaces come and go.

@@ -9,6 +9,8 @@
 #include "render/device/EglSurfaceDevice.h"
 #include "render/device/MemorySurfaceDevice.h"
 #include "tests/render/render_support.h"
+#include "tests/support/model_state.h"
+#include "tests/support/render_state.h"
 #include "tests/support/test_folder.h"
 #include "tests/support/test_variable.h"
 
@@ -28,16 +30,12 @@ class RenderLogTest : public testing::Test
               if (text.find(" Error ") != std::string_view::npos) m_Lines.emplace_back(text);
           }))
     {
-        SetModuleDirectory(m_Home.System());
     }
-    ~RenderLogTest() override
-    {
-        SetDebugListener(m_Former);
-        ReleaseRender();
-        SetModuleDirectory("");
-    }
+    ~RenderLogTest() override { SetDebugListener(m_Former); }
 
     CTestFolder m_Home;
+    const CModelState m_Model{m_Home.System()};
+    const CRenderState m_Render;
     CRecordingBackend m_Backend;
     std::vector<std::string> m_Lines;
     const CDebugListener m_Former;

@@ -1,12 +1,12 @@
 #pragma once
 
-#include "codec/codec.h"
-#include "platform/windows/windows.h"
-
 #include <cstdint>
 #include <mutex>
 #include <string>
 #include <vector>
+
+#include "codec/codec.h"
+#include "platform/windows/windows.h"
 
 /// A window backend that keeps the texts of message boxes, for as long as it stands.
 class CRecordingBackend : public IWindowBackend

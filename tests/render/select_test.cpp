@@ -4,6 +4,8 @@
 
 #include "platform/os/paths.h"
 #include "render/D3DSurfaceRender.h"
+#include "tests/support/model_state.h"
+#include "tests/support/render_state.h"
 #include "tests/support/test_folder.h"
 
 namespace
@@ -48,18 +50,14 @@ INSTANTIATE_TEST_SUITE_P(NoAdapter, AdapterTest, testing::Values(AdapterRow{"", 
 class SelectRenderTest : public testing::Test
 {
   protected:
-    SelectRenderTest() { SetModuleDirectory(m_Home.System()); }
-    ~SelectRenderTest() override
-    {
-        ReleaseRender();
-        SetModuleDirectory("");
-    }
     void Configure(const std::string& render)
     {
         m_Home.Write("config/system.ini", "[System]\nRender=" + render + "\n");
     }
 
     CTestFolder m_Home;
+    const CModelState m_Model{m_Home.System()};
+    const CRenderState m_Render;
 };
 
 TEST_F(SelectRenderTest, KeyOfOneIsTheSurfaceRenderer)

@@ -164,10 +164,10 @@ TEST(ModuleDirectory, IsTheHomeWhenSet)
 TEST(ModuleDirectory, ARelativeHomeIsMadeAbsolute)
 {
     const CTestFolder folder;
-    const fs::path former = fs::current_path();
-    fs::current_path(folder.Path());
-    SetModuleDirectory("wall/");
-    fs::current_path(former);
+    {
+        const CTestCurrentFolder current(folder.Path());
+        SetModuleDirectory("wall/");
+    }
     EXPECT_EQ(GetModuleDirectory(), folder.System("wall/"));
     SetModuleDirectory("");
 }

@@ -4,15 +4,13 @@
 #include <filesystem>
 #include <thread>
 
-#include "model/NodeModel.h"
-#include "model/settings/GlobalSetting.h"
 #include "record/FileNames.h"
 #include "tests/remote/tcp/tcp_support.h"
+#include "tests/support/allocation_count.h"
 
 namespace
 {
 
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 constexpr std::uint32_t FIVE_MINUTES = 300000;
@@ -146,6 +144,53 @@ TEST_F(TcpRecording, RollsOverForRealAfterItsPeriod)
     ExpectPictures(files[1], 10, 13);
 }
 
+/// Counts what the link thread has allocated from picture to picture.
+class CCountingRender final : public CRender
+{
+  public:
+    CCountingRender(CEvents& events, std::atomic<std::size_t>& allocations)
+        : m_Events(events), m_Allocations(allocations)
+    {
+    }
+    std::int32_t DisplayClient(const CodecFrame*, CSurface*, HWND) override
+    {
+        m_Allocations += CountAllocations().value_or(0) - m_ulBefore;
+        m_Events.Add("show");
+        m_ulBefore = CountAllocations().value_or(0);
+        return 0;
+    }
+    CSurface* CreateSurface(std::int32_t width, std::int32_t height) override
+    {
+        m_Events.Add("create 176x144");
+        return new CSurface(width, height);
+    }
+    void DestroySurface(CSurface* surface) override { delete surface; }
+    std::int32_t SaveSnapshot(std::string, CSurface*) override { return 0; }
+
+  private:
+    CEvents& m_Events;
+    std::atomic<std::size_t>& m_Allocations;
+    std::size_t m_ulBefore = 0;
+};
+
+TEST_F(TcpRecording, AllocatesNothingFromPictureToPicture)
+{
+    if (!CountAllocations()) GTEST_SKIP() << "the operators are a sanitizer's";
+    std::atomic<std::size_t> allocations = 0;
+    SetRenderFactory([&] { return std::make_unique<CCountingRender>(m_Events, allocations); });
+    const auto device = MakeDevice();
+    OpenAndReply(*device);
+    device->StartRecord(0);
+    SendAndWait(0, 5);
+    EXPECT_GT(allocations.exchange(0), 0U) << "the opening of a recording allocates";
+    for (int round = 0; round < 20; ++round)
+        SendAndWait(5, 20);
+    EXPECT_EQ(device->GetStatus(), STATUS_RECORDING);
+    EXPECT_EQ(allocations, 0U);
+    device->Close();
+    EXPECT_EQ(ReadAvi(Recordings().front()).size(), 305U);
+}
+
 TEST_F(TcpRecording, StreamThatPausesHasItsPicturesOnTheDisk)
 {
     const auto device = MakeDevice();
@@ -210,6 +255,76 @@ TEST_F(TcpRecording, FolderThatCannotBeMadeStillCountsAsRecordingAndTheStreamRun
     EXPECT_EQ(device->GetStatus(), STATUS_OPEN);
     device->Close();
 }
+
+// The old picture is the key picture here, and so opens the file.
+TEST_F(TcpRecording, PayloadWithoutANewPictureGivesTheOldOneWithItsKeyFlagAndIsRecorded)
+{
+    const auto device = MakeDevice();
+    OpenAndReply(*device);
+    SendAndWait(0, 1);
+    device->StartRecord(0);
+    const std::string cut(m_Stream[1].begin(), m_Stream[1].begin() + 7);  // into the picture's header
+    m_Peer.SendFrame(0, cut);
+    ASSERT_TRUE(m_Events.WaitFor("show", 2));
+    SendAndWait(1, 2);
+    device->Close();
+    const auto packets = ReadAvi(Recordings().front());
+    ASSERT_EQ(packets.size(), 2U);
+    EXPECT_EQ(std::string(packets[0].begin(), packets[0].end()), cut + std::string(8, '\0'));
+    EXPECT_EQ(packets[1], Recorded(1));
+}
+
+TEST_F(TcpRecording, FolderThatIsRemovedMeanwhileKeepsTheStreamRunningAndIsMadeAgain)
+{
+    const auto device = MakeDevice();
+    OpenAndReply(*device);
+    device->StartRecord(0);
+    SendAndWait(0, 5);
+    std::filesystem::remove_all(m_Folder.Path("rec"));
+    SendAndWait(5, 10);
+    EXPECT_EQ(device->GetStatus(), STATUS_RECORDING);
+    device->StopRecord(0);
+    SendAndWait(10, 11);
+    EXPECT_EQ(device->GetStatus(), STATUS_OPEN);
+    EXPECT_THAT(Recordings(), IsEmpty());
+    device->StartRecord(0);
+    SendAndWait(11, 17);
+    device->Close();
+    ASSERT_EQ(Recordings().size(), 1U);
+    ExpectPictures(Recordings().front(), 15, 17);
+}
+
+class TcpRecordingName : public TcpRecording, public testing::WithParamInterface<std::string>
+{
+};
+
+TEST_P(TcpRecordingName, StaysBelowTheRecordPathAndTheStreamRuns)
+{
+    const auto device = MakeDevice();
+    device->SetName(GetParam());
+    OpenAndReply(*device);
+    device->StartRecord(0);
+    SendAndWait(0, 5);
+    EXPECT_EQ(device->GetStatus(), STATUS_RECORDING);
+    device->StopRecord(0);
+    SendAndWait(5, 6);
+    EXPECT_EQ(device->GetStatus(), STATUS_OPEN);
+    device->Close();
+    const auto files = Recordings();
+    if (GetParam().size() > 255) {
+        EXPECT_THAT(files, IsEmpty()) << "no folder takes such a name";
+        return;
+    }
+    ASSERT_EQ(files.size(), 1U);
+    ExpectPictures(files[0], 0, 5);
+    const auto folder = std::filesystem::path(files[0]).parent_path();
+    EXPECT_EQ(folder.parent_path(), m_Folder.Path("rec"));
+    EXPECT_EQ(folder.filename(), MakeFileName(GetParam()));
+}
+
+INSTANTIATE_TEST_SUITE_P(Names, TcpRecordingName,
+                         testing::Values("it's \"gate\"", "100%s%n", "a/b\\c", "..", ".", "../../../etc",
+                                         "\x1B[2J\r\n\x7F", std::string(300, 'n')));
 
 // one-stop-at-a-time: the first device's stop is held inside its observers while the second one tries.
 class CHoldingObserver final : public CObserver
@@ -277,58 +392,6 @@ TEST_F(TcpRecording, SecondDeviceThatStopsAtTheSameMomentIsRefusedAndTriesAgain)
     const auto files = Recordings();
     ASSERT_EQ(files.size(), 2U);
     ExpectPictures(files[0], 0, 7);
-}
-
-class DeviceRecording : public CTcpTest
-{
-  protected:
-    DeviceRecording() { m_pDevice = &m_Device; }
-    CDevice m_Device;
-};
-
-TEST_F(DeviceRecording, StartsOnlyFromTheOpenStatusAndTellsNobodyElse)
-{
-    EXPECT_FALSE(m_Device.StartRecording(13, 176, 144, 0, m_Folder.System("a.avi")));
-    m_Device.SetStatus(STATUS_RECORDING);
-    EXPECT_FALSE(m_Device.StartRecording(13, 176, 144, 0, m_Folder.System("a.avi")));
-    EXPECT_THAT(m_Events.All(), IsEmpty());
-}
-
-TEST_F(DeviceRecording, WithoutAPlaceTellsSoWithNoSender)
-{
-    CNodeModel::GetInstance()->GetGlobalSetting()->m_bsStorageDrive.reset();
-    m_Device.SetStatus(STATUS_OPEN);
-    EXPECT_FALSE(m_Device.StartRecording(13, 176, 144, 0, ""));
-    EXPECT_THAT(m_Events.All(), ElementsAre("tell nobody IDS_NoStoragePath"));
-    EXPECT_EQ(m_Device.GetStatus(), STATUS_OPEN);
-}
-
-TEST_F(DeviceRecording, StopOfADeviceThatDoesNotRecordIsTrueAndSilent)
-{
-    EXPECT_TRUE(m_Device.StopRecording());
-    EXPECT_THAT(m_Events.All(), IsEmpty());
-}
-
-TEST_F(DeviceRecording, FileThatCannotBeMadeStillStarts)
-{
-    m_Device.SetStatus(STATUS_OPEN);
-    EXPECT_TRUE(m_Device.StartRecording(28, 176, 144, 4, m_Folder.System("not/there/a.avi")));
-    EXPECT_EQ(m_Device.GetStatus(), STATUS_RECORDING);
-    EXPECT_TRUE(m_Device.StopRecording());
-}
-
-TEST_F(DeviceRecording, WritesSoundBehindTheFirstKeyPicture)
-{
-    m_Device.SetStatus(STATUS_OPEN);
-    const std::vector<std::uint8_t> sound(160, 0x80);
-    m_Device.WriteAudio(sound.data(), 160);
-    ASSERT_TRUE(m_Device.StartRecording(13, 176, 144, 0, m_Folder.System("a.avi")));
-    m_Device.WriteAudio(sound.data(), 160);
-    m_Device.WriteVideo(m_Stream[0].data(), static_cast<std::int32_t>(m_Stream[0].size()), 1);
-    m_Device.WriteAudio(sound.data(), 160);
-    m_Device.StopRecording();
-    m_Device.WriteVideo(m_Stream[0].data(), static_cast<std::int32_t>(m_Stream[0].size()), 1);
-    EXPECT_EQ(ReadAvi(m_Folder.Path("a.avi")).size(), 2U);
 }
 
 }  // namespace

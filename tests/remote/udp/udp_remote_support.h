@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <new>
@@ -56,6 +57,7 @@ struct RenderLog {
     std::mutex lock;
     std::vector<std::pair<std::int32_t, std::int32_t>> created;
     std::vector<HWND> shown;
+    std::vector<std::chrono::steady_clock::time_point> before;  // until when each of these might have waited
     TestPicture last;
     int surfaces = 0;                    // alive
     std::function<void()> onCreate;      // called in CreateSurface, under m_cs
@@ -77,7 +79,12 @@ class CLoggingRender final : public CRender
         if (gate != nullptr) gate->Pass();
         const std::lock_guard lock(m_Log.lock);
         EXPECT_NE(surface, nullptr);
+        if (std::chrono::steady_clock::now() >= surface->m_ShowBefore) {
+            surface->m_Showing = EShowing::TooLate;
+            return 0;
+        }
         m_Log.shown.push_back(window);
+        m_Log.before.push_back(surface->m_ShowBefore);
         surface->m_Showing = m_Log.showing;
         if (frame->data[0] != nullptr) m_Log.last = CopyPicture(*frame);
         return 0;

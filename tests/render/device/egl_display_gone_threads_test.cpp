@@ -74,7 +74,7 @@ TEST(EglDisplayGoneTest, EveryFrameEndsAndTheRestIsDropped)
     wall->stop = true;
     for (auto& stream : streams)
         alive ? stream.join() : stream.detach();
-    EXPECT_TRUE(windows->TakeTexts().empty()) << "frames are dropped in silence";
+    EXPECT_TRUE(windows->TakeTexts().empty()) << "dropped frames are not told";
     SetWindowBackend(nullptr);
 }
 

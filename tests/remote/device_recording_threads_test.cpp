@@ -1,0 +1,187 @@
+// Recordings that a device names by itself or is told to make, without a link.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
+#include <filesystem>
+
+#include "model/NodeModel.h"
+#include "model/settings/GlobalSetting.h"
+#include "record/RecordFolder.h"
+#include "record/RecordTable.h"
+#include "remote/udp/UdpLink.h"
+#include "tests/record/record_support.h"
+#include "tests/remote/tcp/tcp_support.h"
+
+namespace
+{
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class DeviceRecording : public CTcpTest
+{
+  protected:
+    DeviceRecording() { m_pDevice = &m_Device; }
+    CDevice m_Device;
+};
+
+TEST_F(DeviceRecording, StartsOnlyFromTheOpenStatusAndTellsNobodyElse)
+{
+    EXPECT_FALSE(m_Device.StartRecording(13, 176, 144, 0, m_Folder.System("a.avi")));
+    m_Device.SetStatus(STATUS_RECORDING);
+    EXPECT_FALSE(m_Device.StartRecording(13, 176, 144, 0, m_Folder.System("a.avi")));
+    EXPECT_THAT(m_Events.All(), IsEmpty());
+}
+
+TEST_F(DeviceRecording, WithoutAPlaceTellsSoWithNoSender)
+{
+    CNodeModel::GetInstance()->GetGlobalSetting()->m_bsStorageDrive.reset();
+    m_Device.SetStatus(STATUS_OPEN);
+    EXPECT_FALSE(m_Device.StartRecording(13, 176, 144, 0, ""));
+    EXPECT_THAT(m_Events.All(), ElementsAre("tell nobody IDS_NoStoragePath"));
+    EXPECT_EQ(m_Device.GetStatus(), STATUS_OPEN);
+}
+
+TEST_F(DeviceRecording, StopOfADeviceThatDoesNotRecordIsTrueAndSilent)
+{
+    EXPECT_TRUE(m_Device.StopRecording());
+    EXPECT_THAT(m_Events.All(), IsEmpty());
+}
+
+TEST_F(DeviceRecording, FileThatCannotBeMadeStillStarts)
+{
+    m_Device.SetStatus(STATUS_OPEN);
+    EXPECT_TRUE(m_Device.StartRecording(28, 176, 144, 4, m_Folder.System("not/there/a.avi")));
+    EXPECT_EQ(m_Device.GetStatus(), STATUS_RECORDING);
+    EXPECT_TRUE(m_Device.StopRecording());
+}
+
+TEST_F(DeviceRecording, WritesSoundBehindTheFirstKeyPicture)
+{
+    m_Device.SetStatus(STATUS_OPEN);
+    const std::vector<std::uint8_t> sound(160, 0x80);
+    m_Device.WriteAudio(sound.data(), 160);
+    ASSERT_TRUE(m_Device.StartRecording(13, 176, 144, 0, m_Folder.System("a.avi")));
+    m_Device.WriteAudio(sound.data(), 160);
+    m_Device.WriteVideo(m_Stream[0].data(), static_cast<std::int32_t>(m_Stream[0].size()), 1);
+    m_Device.WriteAudio(sound.data(), 160);
+    m_Device.StopRecording();
+    m_Device.WriteVideo(m_Stream[0].data(), static_cast<std::int32_t>(m_Stream[0].size()), 1);
+    EXPECT_EQ(ReadAvi(m_Folder.Path("a.avi")).size(), 2U);
+}
+
+/// With a drive that has room, and the table as it is delivered.
+class RecordRows : public CTcpTest
+{
+  protected:
+    RecordRows()
+    {
+        std::filesystem::copy_file(WATCHWALL_DATABASE, m_Folder.Path("dvr.db"));
+        std::filesystem::create_directory(m_Folder.Path("drive-d"));
+        m_Drives.Add('d', m_Folder.Path("drive-d"), 5000);
+        CGlobalSetting& setting = *CNodeModel::GetInstance()->GetGlobalSetting();
+        setting.m_bsStorageDrive.reset();
+        setting.m_bsStorageDrive[3] = true;
+        setting.m_limitDiskSpace = 2500;
+        m_Device.SetName("gate");
+        m_Device.SetStatus(STATUS_OPEN);
+    }
+    // Name, path, date, time and type of each row, parted by bars; over a connection of its own.
+    std::vector<std::string> Rows() const
+    {
+        std::vector<std::string> rows;
+        sqlite3* database = nullptr;
+        EXPECT_EQ(sqlite3_open(m_Folder.Path("dvr.db").c_str(), &database), SQLITE_OK);
+        const auto collect = [](void* to, int, char** cells, char** /*names*/) {
+            static_cast<std::vector<std::string>*>(to)->emplace_back(cells[0]);
+            return 0;
+        };
+        EXPECT_EQ(sqlite3_exec(
+                      database,
+                      "select name || '|' || file_path || '|' || date || '|' || time || '|' || type || '|' || "
+                      "(length between 0 and 60) from record",
+                      collect, &rows, nullptr),
+                  SQLITE_OK);
+        sqlite3_close(database);
+        return rows;
+    }
+    void Record(std::int32_t type)
+    {
+        ASSERT_TRUE(m_Device.StartRecording(13, 176, 144, type, ""));
+        m_Device.WriteVideo(m_Stream[0].data(), static_cast<std::int32_t>(m_Stream[0].size()), 1);
+        ASSERT_TRUE(m_Device.StopRecording());
+    }
+
+    CTestDrives m_Drives;
+    CDevice m_Device;
+};
+
+TEST_F(RecordRows, EmptyPathTakesTheAutomaticNameAndGetsItsRowWhenItStops)
+{
+    const std::time_t before = std::time(nullptr);
+    ASSERT_TRUE(m_Device.StartRecording(13, 176, 144, 7, ""));
+    const std::time_t after = std::time(nullptr);
+    m_Device.WriteVideo(m_Stream[0].data(), static_cast<std::int32_t>(m_Stream[0].size()), 1);
+    EXPECT_THAT(Rows(), IsEmpty()) << "a regular stop alone writes the row";
+    EXPECT_TRUE(m_Device.StopRecording());
+    std::vector<std::string> possible;
+    for (std::time_t time = before; time <= after; ++time) {
+        std::tm parts = {};
+        ASSERT_NE(localtime_r(&time, &parts), nullptr);
+        possible.push_back(
+            "gate|" + GetRecordFileName("gate", time) + "|" +
+            std::to_string((parts.tm_year + 1900) * 10000 + (parts.tm_mon + 1) * 100 + parts.tm_mday) + "|" +
+            std::to_string(parts.tm_hour * 3600 + parts.tm_min * 60 + parts.tm_sec) + "|7|1");
+    }
+    ASSERT_EQ(Rows().size(), 1U);
+    EXPECT_THAT(possible, testing::Contains(Rows().front()));
+    EXPECT_EQ(ReadAvi(HostPath(m_Device.GetState()->m_strSavedFile)).size(), 1U);
+}
+
+TEST_F(RecordRows, LinkRecordingsAndDestroyedDevicesWriteNone)
+{
+    const auto link = MakeDevice();
+    OpenAndReply(*link);
+    link->StartRecord(0);
+    SendAndWait(0, 5);
+    link->StopRecord(0);
+    SendAndWait(5, 6);
+    link->Close();
+    ASSERT_EQ(Recordings().size(), 1U);
+    {
+        CDevice destroyed;
+        destroyed.SetName("gone");
+        destroyed.SetStatus(STATUS_OPEN);
+        EXPECT_TRUE(destroyed.StartRecording(13, 176, 144, 0, ""));
+    }
+    EXPECT_THAT(Rows(), IsEmpty());
+}
+
+// channel-end-shuts-database
+TEST_F(RecordRows, EndOfAPunchedChannelShutsTheTableForTheDirectRoadToo)
+{
+    Record(1);
+    ASSERT_EQ(Rows().size(), 1U);
+    const auto link = MakeDevice();
+    OpenAndReply(*link);
+    link->StartRecord(0);
+    SendAndWait(0, 5);
+
+    CUdpLink channel(std::make_shared<CDeviceState>(nullptr), nullptr, std::make_shared<CLinkCounters>(), 7, 5);
+    channel.Run();  // without a session it ends at once
+    EXPECT_FALSE(SelectOldestRecords());
+    Record(2);
+    EXPECT_EQ(Rows().size(), 1U) << "a row that isn't written goes unnoticed";
+
+    SendAndWait(5, 10);
+    link->StopRecord(0);
+    SendAndWait(10, 11);
+    EXPECT_EQ(link->GetStatus(), STATUS_OPEN);
+    link->Close();
+    ASSERT_EQ(Recordings().size(), 1U);
+    EXPECT_EQ(ReadAvi(Recordings().front()).size(), 10U);
+}
+
+}  // namespace
