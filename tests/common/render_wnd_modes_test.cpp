@@ -297,6 +297,21 @@ TEST_F(RenderWndTest, FloatingCellsAreWindowsOfTheirOwn)
     EXPECT_TRUE(grid.GetCell(0)->isVisible());
 }
 
+// Settled: it is its owner's to place, whatever the grid shows meanwhile.
+TEST_F(RenderWndTest, FloatingCellStaysWhereItWasPut)
+{
+    CRenderWnd& grid = Grid();
+    grid.SetLayout(2);
+    TakeFreeCell();
+    grid.SetFloat(true);
+    const QRect place(30, 40, 120, 90);
+    grid.GetCell(0)->setGeometry(place);
+    grid.NextPage();
+    EXPECT_EQ(CellRect(0), place);
+    grid.SetLayout(3);
+    EXPECT_EQ(CellRect(0), place);
+}
+
 TEST_F(RenderWndTest, FloatingCellThatWasClosedComesBackWithTheNextFloat)
 {
     CRenderWnd& grid = Grid();

@@ -120,6 +120,16 @@ TEST_F(NodeModel, IsNullWhenTheDatabaseIsAFolder)
     EXPECT_EQ(CNodeModel::GetInstance(), nullptr);
 }
 
+TEST_F(NodeModel, ADatabaseThatCannotBeOpenedIsToldOnce)
+{
+    std::filesystem::create_directories(m_Folder.Path("dvr.db"));
+    testing::internal::CaptureStderr();
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(CNodeModel::GetInstance(), nullptr);
+    const std::string told = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(std::ranges::count(told, '\n'), 1) << told;
+}
+
 TEST_F(NodeModel, OpensAFileThatIsNoDatabaseAndLeavesItAlone)
 {
     const std::string content = "this is not a database, but somebody's file\n" + std::string(5000, 'x');

@@ -112,6 +112,25 @@ TEST_F(TreeDlgTest, OpenAllOpensChannelsOverP2PWithoutWindowsAndUsesTheirCells)
     EXPECT_TRUE(IsCellUsed(HWND{72}));
 }
 
+TEST_F(TreeDlgTest, OpenAllAndCloseAllLeaveThoseThatAreOpenOrClosedAlready)
+{
+    AddStation();
+    ShowDialog();
+    for (const int cell : {71, 72, 73})
+        AddCell(HWND{cell});
+    Select({0, 0, 1});
+    Command(TREE_COMMAND_OPEN);
+    Select({0});
+    for (int i = 0; i < 2; ++i)
+        Command(TREE_COMMAND_OPEN_ALL);
+    EXPECT_THAT(TreeCalls(), ElementsAre("open b 71", "open a 0"));
+    EXPECT_FALSE(IsCellUsed(HWND{73})) << "nor do they take another cell";
+    TreeCalls().clear();
+    for (int i = 0; i < 2; ++i)
+        Command(TREE_COMMAND_CLOSE_ALL);
+    EXPECT_THAT(TreeCalls(), ElementsAre("close a", "close b"));
+}
+
 TEST_F(TreeDlgTest, CommandsOfOneDevice)
 {
     AddStation();
