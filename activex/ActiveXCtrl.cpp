@@ -197,7 +197,7 @@ HRESULT CActiveXCtrl::SetProfile(const std::string& name)
 std::int32_t CActiveXCtrl::OnCreate()
 {
     if (m_pSite != nullptr) {
-        // The container is asked for and let go of at once; without one the control works as well.
+        // The container is asked for and released at once; without one the control works as well.
         IUnknown* container = nullptr;
         if (SUCCEEDED(m_pSite->GetContainer(&container)) && container != nullptr) container->Release();
     }
@@ -249,7 +249,7 @@ HRESULT CActiveXCtrl::DestroyControlWindow()
 // Reached from the window's own end too, when the container's window takes it along.
 void CActiveXCtrl::WindowGoes()
 {
-    const CNoMessageBoxes none;  // a link that fails while it is closed would wait for a user for ever
+    const CNoMessageBoxes none;  // a link that fails while it is closed would wait for a user indefinitely
     m_Panel.DestroyWindow();
     if (m_pHandle != nullptr) SetPreTranslator(*m_pHandle->Widget(), nullptr);
     m_pHandle.reset();
@@ -291,7 +291,7 @@ bool CActiveXCtrl::CActiveXCtrlFactory::UpdateRegistry(bool registered)
 {
     if (!registered) return SUCCEEDED(ComponentRegistry().UnregisterClass(CLSID_ActiveXCtrl));
     ClassRegistration entry;
-    entry.Id = CLSID_ActiveXCtrl;
+    entry.id = CLSID_ActiveXCtrl;
     entry.programmaticName = ACTIVEX_PROGID;
     entry.module = GetLoadedModulePath();
     entry.miscStatus = ACTIVEX_MISC_STATUS;

@@ -32,7 +32,7 @@ constexpr std::int32_t SEPARATOR_SLOT = 21;  // a menu entry of this slot has a 
 constexpr int DEVICE_LIST_FOLDER = 1;
 
 // Actions of the layout menu behind its arrangements.
-enum LAYOUT_ACTION { FIRST_PAGE, PREV_PAGE, CYCLE, NEXT_PAGE, LAST_PAGE };
+enum class EPageAction { First, Previous, Cycle, Next, Last };
 
 // Nothing is taken down, so whoever started the process learns why from standard error alone.
 void ExitProcess(int code)
@@ -148,24 +148,24 @@ void CMainDialog::OnLayoutCommand(int index)
         m_pRenderWnd->SetLayout(index);
         return;
     }
-    switch (index - layouts) {
-        case FIRST_PAGE:
+    switch (static_cast<EPageAction>(index - layouts)) {
+        case EPageAction::First:
             m_pRenderWnd->FirstPage();
             break;
-        case PREV_PAGE:
+        case EPageAction::Previous:
             m_pRenderWnd->PrevPage();
             break;
-        case CYCLE:
+        case EPageAction::Cycle:
             m_bPageCycle = !m_bPageCycle;
             if (m_bPageCycle)
                 m_pRenderWnd->StartCycle();
             else
                 m_pRenderWnd->StopCycle();
             break;
-        case NEXT_PAGE:
+        case EPageAction::Next:
             m_pRenderWnd->NextPage();
             break;
-        case LAST_PAGE:
+        case EPageAction::Last:
             m_pRenderWnd->LastPage();
             break;
         default:

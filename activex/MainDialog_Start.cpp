@@ -36,8 +36,8 @@ constexpr int CONFIG_SLOT = MAIN_COMMAND_CONFIG - CMainDialog::BUTTON_BASE;
 constexpr int LAYOUT_SLOT = MAIN_COMMAND_LAYOUT_MENU - CMainDialog::BUTTON_BASE;
 
 struct Folder {
-    const char* m_szKey;
-    int m_iIcon;
+    const char* key;
+    int icon;
 };
 
 constexpr Folder FOLDERS[] = {
@@ -83,7 +83,7 @@ bool CMainDialog::OnInitDialog()
     m_pRenderWnd->SetLayoutForCount(FIRST_LAYOUT_CELLS);
     m_pRenderWnd->show();
     m_Logon.TakeFocus();  // the logon is the first step
-    LogLine(LOG_MESSAGE, "CMainDialog::OnInitDialog", "started in " + GetModuleDirectory());
+    LogLine(ELogLevel::Message, "CMainDialog::OnInitDialog", "started in " + GetModuleDirectory());
     return true;
 }
 
@@ -156,7 +156,8 @@ void CMainDialog::LoadLogo(const XWnd& wnd)
     auto* const logo = GetDlgItem<QLabel>(LOGO_CONTROL);
     const std::string path = GetModuleDirectory() + "config\\logo.bmp";
     const QPixmap picture(QString::fromStdString(HostPath(path)));
-    if (picture.isNull()) LogLine(LOG_WARNING, "CMainDialog::LoadLogo", path + " is missing or no picture");
+    if (picture.isNull())
+        LogLine(ELogLevel::Warning, "CMainDialog::LoadLogo", path + " is missing or no picture");
     logo->setPixmap(picture);
     logo->setGeometry(wnd.rect.left, wnd.rect.top, wnd.rect.right, wnd.rect.bottom);
     logo->setScaledContents(true);
@@ -184,7 +185,9 @@ bool CMainDialog::CreateGrid()
     XMLInputArchive archive(GetModuleDirectory() + "config\\render_layout_800x600.xml");
     archive& Named("m_XRenderWnd", record);
     m_pRenderWnd = std::make_unique<CRenderWnd>();
-    return m_pRenderWnd->Init(Widget(), record, GRID_MODE);
+    const bool built = m_pRenderWnd->Init(Widget(), record, GRID_MODE);
+    m_Tree.SetGrid(m_pRenderWnd->Handle());
+    return built;
 }
 
 void CMainDialog::AddFolders()
@@ -192,9 +195,9 @@ void CMainDialog::AddFolders()
     if (m_pSideBar == nullptr) return;
     CDialog* const panels[] = {&m_Logon, &m_Tree};
     for (std::size_t i = 0; i < std::size(FOLDERS); ++i) {
-        const QIcon icon = MakeFolderIcon(FOLDERS[i].m_iIcon);
+        const QIcon icon = MakeFolderIcon(FOLDERS[i].icon);
         const bool built = i < std::size(panels) && panels[i]->Create(m_pSideBar);
-        m_pSideBar->AddFolder(Text(FOLDERS[i].m_szKey), icon, built ? panels[i]->Widget() : nullptr);
+        m_pSideBar->AddFolder(Text(FOLDERS[i].key), icon, built ? panels[i]->Widget() : nullptr);
     }
 }
 

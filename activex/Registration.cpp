@@ -19,13 +19,13 @@ HRESULT RegisterServer()
 {
     IComponentRegistry& registry = ComponentRegistry();
     TypeLibrary library;
-    library.Id = LIBID_ActiveXLib;
+    library.id = LIBID_ActiveXLib;
     library.name = "ActiveXLib";
     library.version = "1.0";
     library.helpFile = "ActiveX.hlp";
     library.path = GetLoadedModulePath();
     library.controlName = "ActiveX Control";
-    library.Interfaces = {
+    library.interfaces = {
         {DIID_DActiveX, "_DActiveX", "Dispatch interface for ActiveX Control", {}},
         {DIID_DActiveXEvents, "_DActiveXEvents", "Event interface for ActiveX Control", {}},
     };
@@ -34,7 +34,7 @@ HRESULT RegisterServer()
     for (const Category& category : CATEGORIES) {
         HRESULT result = registry.RegisterCategories(1, &category);
         if (SUCCEEDED(result))
-            result = registry.RegisterClassImplCategories(CLSID_ActiveXCtrl, 1, &category.Id);
+            result = registry.RegisterClassImplCategories(CLSID_ActiveXCtrl, 1, &category.id);
         if (FAILED(result)) return result;
     }
     return S_OK;
@@ -46,7 +46,7 @@ HRESULT UnregisterServer()
     if (FAILED(registry.UnregisterTypeLibrary(LIBID_ActiveXLib))) return SELFREG_E_TYPELIB;
     if (!CActiveXCtrl::CActiveXCtrlFactory::UpdateRegistry(false)) return SELFREG_E_CLASS;
     for (const Category& category : CATEGORIES) {
-        const HRESULT result = registry.UnRegisterClassImplCategories(CLSID_ActiveXCtrl, 1, &category.Id);
+        const HRESULT result = registry.UnRegisterClassImplCategories(CLSID_ActiveXCtrl, 1, &category.id);
         if (FAILED(result)) return result;
     }
     return S_OK;

@@ -23,8 +23,8 @@ void LogCall(benchmark::State& state)
 {
     static CxLog log(BenchDirectory());
     for (auto _ : state)
-        log.Log("common/RenderWnd.cpp", "CRenderWnd::Init", 42, LOG_MESSAGE, "picture %d of channel %d", 12345,
-                7);
+        log.Log("common/RenderWnd.cpp", "CRenderWnd::Init", 42, ELogLevel::Message, "picture %d of channel %d",
+                12345, 7);
 }
 
 void DirectWrite(benchmark::State& state)

@@ -51,7 +51,7 @@ int WalkTree(CFolder& root)
 // The peer: the same nodes without classes, iterators and run-time types.
 struct PlainNode {
     bool bVisible = false;
-    std::vector<std::unique_ptr<PlainNode>> Children;
+    std::vector<std::unique_ptr<PlainNode>> children;
 };
 
 std::unique_ptr<PlainNode> CopyTree(CFolder& folder)
@@ -59,7 +59,7 @@ std::unique_ptr<PlainNode> CopyTree(CFolder& folder)
     auto plain = std::make_unique<PlainNode>();
     for (const auto walk = folder.CreateIterator(); walk->HasNext(); walk->Next()) {
         auto* const inner = dynamic_cast<CFolder*>(walk->CurrentItem());
-        plain->Children.push_back(inner ? CopyTree(*inner) : std::make_unique<PlainNode>());
+        plain->children.push_back(inner ? CopyTree(*inner) : std::make_unique<PlainNode>());
     }
     return plain;
 }
@@ -67,7 +67,7 @@ std::unique_ptr<PlainNode> CopyTree(CFolder& folder)
 int WalkPlain(const PlainNode& plain, int& visible)
 {
     int count = 0;
-    for (const auto& child : plain.Children) {
+    for (const auto& child : plain.children) {
         visible += child->bVisible;
         count += 1 + WalkPlain(*child, visible);
     }

@@ -17,6 +17,7 @@ endif()
 
 add_library(watchwall_options INTERFACE)
 target_compile_options(watchwall_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor
+                                                   $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
                                                    $<$<BOOL:${PROJECT_IS_TOP_LEVEL}>:-Werror>)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   # GCC 12 warns of overlapping copies inside its own std::string concatenation (GCC bug 105651).
@@ -149,7 +150,7 @@ function(_watchwall_test_program program labels sources helpers)
   endif()
   add_executable(${program} ${sources} ${helpers})
   target_include_directories(${program} PRIVATE "${PROJECT_SOURCE_DIR}")
-  target_link_libraries(${program} PRIVATE watchwall_options ${arg_LINKS} test_places GTest::gtest GTest::gmock)
+  target_link_libraries(${program} PRIVATE watchwall_options ${arg_LINKS} test_places test_process_guard GTest::gtest GTest::gmock)
   if(arg_OWN_DISPLAY)
     target_link_libraries(${program} PRIVATE test_display_main)
   elseif(arg_GUI)

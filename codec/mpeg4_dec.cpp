@@ -49,8 +49,9 @@ int32_t open(CodecContext* context)
     const size_t macroblocks = (width / 16) * (height / 16);
     const size_t picture = picture_bytes(width, height);
     const size_t records = round_up(macroblocks * sizeof(Mpeg4Macroblock));
+    const size_t stores = round_up(macroblocks * sizeof(mpeg4_intra_store));
     const size_t numbers = round_up(macroblocks * sizeof(uint32_t));
-    const size_t bytes = 2 * picture + records + numbers + round_up(macroblocks);
+    const size_t bytes = 2 * picture + records + stores + numbers + round_up(macroblocks);
     dec->memory = static_cast<uint8_t*>(codec_alloc(bytes));
     if (!dec->memory) return MPEG4_ERROR_MEMORY;
     dec->current = lay_out_picture(dec->memory, width, height);
@@ -58,8 +59,9 @@ int32_t open(CodecContext* context)
     dec->macroblocks = new (dec->memory + 2 * picture) Mpeg4Macroblock[macroblocks]();
     for (size_t i = 0; i < macroblocks; ++i)
         dec->macroblocks[i].mode = MPEG4_MODE_NOT_CODED;
-    dec->changed = new (dec->memory + 2 * picture + records) uint32_t[macroblocks]();
-    dec->same = dec->memory + 2 * picture + records + numbers;
+    dec->stores = new (dec->memory + 2 * picture + records) mpeg4_intra_store[macroblocks]();
+    dec->changed = new (dec->memory + 2 * picture + records + stores) uint32_t[macroblocks]();
+    dec->same = dec->memory + 2 * picture + records + stores + numbers;
     std::memset(dec->same, 1, macroblocks);  // both black
     dec->width = context->width;
     dec->height = context->height;

@@ -11,9 +11,14 @@
 
 /// In half samples of the plane that it is used on.
 struct mpeg4_vector {
-    int32_t x;
-    int32_t y;
+    int16_t x;
+    int16_t y;
 };
+
+inline mpeg4_vector mpeg4_make_vector(int32_t x, int32_t y)
+{
+    return {static_cast<int16_t>(x), static_cast<int16_t>(y)};
+}
 
 enum mpeg4_mode : int32_t {
     MPEG4_MODE_NOT_CODED = -1,
@@ -32,14 +37,18 @@ struct mpeg4_prediction_store {
     int16_t column[7];
 };
 
-/// What every neighbour looks at stands in the first cache line.
-struct alignas(CODEC_ALIGN) Mpeg4Macroblock {
+/// What every macroblock has, two to a cache line.
+struct alignas(32) Mpeg4Macroblock {
     int32_t mode;        ///< mpeg4_mode
     mpeg4_vector mv[4];  ///< by luma block, in half samples
     int32_t quant;
-    int32_t cbp;                      ///< coded block pattern; bit 5 is block 0
-    mpeg4_prediction_store store[6];  ///< set in modes 3 and 4 only
-    uint8_t from_top[6];              ///< direction of prediction by block: 1 top, 0 left
+    int32_t cbp;  ///< coded block pattern; bit 5 is block 0
+};
+static_assert(sizeof(Mpeg4Macroblock) == 32);
+
+/// What only the neighbours of an intra macroblock look at; set in modes 3 and 4 only.
+struct alignas(64) mpeg4_intra_store {
+    mpeg4_prediction_store block[6];
 };
 
 struct mpeg4_picture {
@@ -67,10 +76,11 @@ struct Mpeg4Decoder {
     mpeg4_picture current;
     mpeg4_picture reference;
     Mpeg4Macroblock* macroblocks;
-    uint8_t* same;         ///< by macroblock
-    uint32_t* changed;     ///< by macroblock; `changes` lends it
-    CodecChanges changes;  ///< `picture` is the one delivered last
-    uint8_t* memory;       ///< all that the pointers above point at, one piece
+    mpeg4_intra_store* stores;  ///< by macroblock
+    uint8_t* same;              ///< by macroblock
+    uint32_t* changed;          ///< by macroblock; `changes` lends it
+    CodecChanges changes;       ///< `picture` is the one delivered last
+    uint8_t* memory;            ///< all that the pointers above point at, one piece
     mpeg4_header header;
 };
 

@@ -7,6 +7,7 @@
 #include <QPainter>
 #include <QPlatformSurfaceEvent>
 #include <QWindow>
+#include <map>
 
 #include "common/BitmapFile.h"
 #include "common/RenderWnd.h"
@@ -24,24 +25,24 @@ namespace
 const QColor CELL_GROUND(1, 2, 3);
 const QSize PICTURE_SIZE(352, 288);
 
-// "dvr.bmp", loaded with the first cell and freed with any cell that goes.
+// "dvr.bmp", loaded with a grid's first cell and freed with any cell of it that goes.
 struct EmptyPicture {
     std::unique_ptr<BitmapFile> file;
     QImage image;
 };
 
-// Never destroyed itself: cells may go while the process ends.
-EmptyPicture& Empty()
+// Of the grid with that window. Never destroyed itself: cells may go while the process ends.
+std::map<HWND, EmptyPicture>& EmptyPictures()
 {
-    static auto& picture = *new EmptyPicture;
-    return picture;
+    static auto& pictures = *new std::map<HWND, EmptyPicture>;
+    return pictures;
 }
 
 HWND g_hLastClicked = HWND::Null;
 
-void LoadPicture()
+void LoadPicture(HWND grid)
 {
-    EmptyPicture& empty = Empty();
+    EmptyPicture& empty = EmptyPictures()[grid];
     if (empty.file != nullptr) return;
     const std::string path = GetModuleDirectory() + "dvr.bmp";
     empty.file = LoadBitmapFile(path);
@@ -49,13 +50,13 @@ void LoadPicture()
         empty.image.loadFromData(empty.file->bytes.data(), static_cast<int>(empty.file->bytes.size()), "BMP");
     if (!empty.image.isNull()) return;
     const std::string fault = path + " is missing or no bitmap: cells without a stream stay dark";
-    if (IsNews(fault)) LogLine(LOG_WARNING, "CRenderCell::LoadPicture", fault);  // each cell looks again
+    if (IsNews(fault)) LogLine(ELogLevel::Warning, "CRenderCell::LoadPicture", fault);  // each cell looks again
 }
 
 // The pixels that are shown: 352 by 288 from the file's first row on, which is the picture's lowest.
-QRect PicturePart()
+QRect PicturePart(const QImage& image)
 {
-    return {QPoint(0, Empty().image.height() - PICTURE_SIZE.height()), PICTURE_SIZE};
+    return {QPoint(0, image.height() - PICTURE_SIZE.height()), PICTURE_SIZE};
 }
 
 }  // namespace
@@ -65,7 +66,7 @@ CRenderCell::CRenderCell(QWidget* grid, HWND gridWindow)
       m_hGrid(gridWindow),
       m_Handle(*this, [this](std::uint32_t message, WPARAM, LPARAM) { return WindowProc(message); })
 {
-    LoadPicture();
+    LoadPicture(gridWindow);
     setAttribute(Qt::WA_NativeWindow);
     setAttribute(Qt::WA_DontCreateNativeAncestors, false);
     setAttribute(Qt::WA_OpaquePaintEvent);
@@ -75,7 +76,7 @@ CRenderCell::CRenderCell(QWidget* grid, HWND gridWindow)
 
 CRenderCell::~CRenderCell()
 {
-    Empty() = {};
+    EmptyPictures().erase(m_hGrid);
     // NOLINTNEXTLINE(bugprone-unhandled-exception-at-new): without memory for it the process ends as well
     QCoreApplication::postEvent(QCoreApplication::instance(), new QEvent(QEvent::Quit));
 }
@@ -137,10 +138,11 @@ void CRenderCell::paintEvent(QPaintEvent*)
 {
     if (testAttribute(Qt::WA_PaintOnScreen)) return;
     QPainter painter(this);
-    if (Empty().image.isNull())
+    const auto empty = EmptyPictures().find(m_hGrid);
+    if (empty == EmptyPictures().end() || empty->second.image.isNull())
         painter.fillRect(rect(), CELL_GROUND);
     else
-        painter.drawImage(rect(), Empty().image, PicturePart());
+        painter.drawImage(rect(), empty->second.image, PicturePart(empty->second.image));
 }
 
 void CRenderCell::mousePressEvent(QMouseEvent* event)

@@ -54,7 +54,8 @@ CRenderWnd::~CRenderWnd()
 }
 
 // The grids of a process share the renderer: the first prepares it, the last lets it go. One that was prepared
-// anew for another grid would lose the pictures that streams draw.
+// anew for another grid would lose the pictures that streams draw. It keeps the first one's window: a box of it
+// is the active window's once that has gone.
 bool CRenderWnd::TakeRender()
 {
     m_pRender = CreateRender();
@@ -118,7 +119,7 @@ void CRenderWnd::CreateCells()
         cell->setAccessibleName(QString::number(i + 1));
         cell->show();
         m_Cells.push_back(cell);
-        AddCell(cell->Handle());
+        AddCell(cell->Handle(), Handle());
     }
 }
 

@@ -55,7 +55,7 @@ class CRenderWnd : public QWidget
     static constexpr WPARAM CYCLE_TIMER = 0x401;
 
     CRenderWnd();
-    /// Frees the cells and lets go of the renderer; link threads that still hold it keep it until they are
+    /// Frees the cells and releases the renderer; link threads that still hold it keep it until they are
     /// done.
     ~CRenderWnd() override;
 

@@ -13,6 +13,8 @@
 #include <system_error>
 #include <utility>
 
+#include "inc/Mutex.h"
+
 namespace
 {
 
@@ -91,7 +93,7 @@ CDisplayWatch::CDisplayWatch(std::function<bool()> isDue)
 CDisplayWatch::~CDisplayWatch()
 {
     {
-        const std::lock_guard lock(m_cs);
+        const CMutexLock lock(m_cs);
         m_bStopped = true;
     }
     m_Wake.notify_all();
@@ -100,8 +102,8 @@ CDisplayWatch::~CDisplayWatch()
 
 bool CDisplayWatch::WaitForStop(std::chrono::milliseconds time)
 {
-    std::unique_lock lock(m_cs);
-    return m_Wake.wait_for(lock, time, [this] { return m_bStopped; });
+    CMutexLock lock(m_cs);
+    return lock.WaitFor(m_Wake, time, [this]() REQUIRES(m_cs) { return m_bStopped; });
 }
 
 void CDisplayWatch::Watch()

@@ -5,8 +5,9 @@
 #include <condition_variable>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <thread>
+
+#include "inc/Mutex.h"
 
 /// Lets the program end though its display has fallen silent: once the end is due, a display that answers
 /// nothing for a while counts as gone. The process's connections to it are broken then, so that
@@ -31,8 +32,8 @@ class CDisplayWatch
     const std::function<bool()> m_IsDue;
     const std::unique_ptr<CProbe> m_pProbe;
     std::atomic<bool> m_bBroken = false;
-    std::mutex m_cs;
+    CMutex m_cs;
     std::condition_variable m_Wake;
-    bool m_bStopped = false;  // guarded by m_cs
+    bool m_bStopped GUARDED_BY(m_cs) = false;
     std::thread m_Thread;
 };

@@ -1,9 +1,5 @@
 #include "inc/CxLog.h"
 
-#include "inc/LogFile.h"
-#include "inc/OutputDebugString.h"
-#include "inc/SharedLog.h"
-
 #include <sys/time.h>
 
 #include <algorithm>
@@ -22,22 +18,27 @@
 #include <system_error>
 #include <thread>
 
+#include "inc/LogFile.h"
+#include "inc/Mutex.h"
+#include "inc/OutputDebugString.h"
+#include "inc/SharedLog.h"
+
 namespace
 {
 
 constexpr std::size_t MESSAGE_CHARACTERS = 1023;
 constexpr auto STOP_WAIT = std::chrono::milliseconds(500);
 constexpr auto LOCK_LOOK = std::chrono::milliseconds(5);
-constexpr int LOCK_LOOKS = 400;  // 2 s: another process that was stopped amid a burst holds nobody up for ever
+constexpr int LOCK_LOOKS = 400;  // 2 s: another process that was stopped amid a burst holds nobody up for good
 constexpr const char* LEVEL_NAMES[] = {"Message", "Warning", "Exception", "Error"};
 
 std::atomic<bool> g_bAlive =
     false;  // the liveness byte of the process's log: read by any thread, cleared at process end
 
-const char* LevelName(std::int32_t level)
+const char* LevelName(ELogLevel level)
 {
-    const bool known = level >= LOG_MESSAGE && level <= LOG_ERROR;
-    return known ? LEVEL_NAMES[level] : "";
+    const bool known = level >= ELogLevel::Message && level <= ELogLevel::Error;
+    return known ? LEVEL_NAMES[static_cast<std::size_t>(level)] : "";
 }
 
 std::tm LocalTime(std::time_t seconds)
@@ -77,10 +78,9 @@ bool EndsInTwoLineBreaks(const char* line, std::size_t bytes)
 
 std::size_t FormatLogEntry(const LogEntry& entry, char (&buffer)[LOG_LINE_BYTES])
 {
-    const int wanted =
-        std::snprintf(buffer, sizeof buffer, "%s %s %s(%s, %d): %s\r\n", entry.m_strTime.c_str(),
-                      LevelName(entry.m_iLevel), entry.m_strFile.c_str(), entry.m_strFunction.c_str(),
-                      static_cast<int>(entry.m_iLine), entry.m_strMessage.c_str());
+    const int wanted = std::snprintf(buffer, sizeof buffer, "%s %s %s(%s, %d): %s\r\n", entry.time.c_str(),
+                                     LevelName(entry.level), entry.file.c_str(), entry.function.c_str(),
+                                     static_cast<int>(entry.line), entry.message.c_str());
     std::size_t bytes = std::min(static_cast<std::size_t>(std::max(wanted, 0)), sizeof buffer - 1);
     if (wanted >= static_cast<int>(sizeof buffer)) std::memcpy(buffer + bytes - 2, "\r\n", 2);
     if (EndsInTwoLineBreaks(buffer, bytes)) bytes -= 2;
@@ -92,25 +92,26 @@ std::size_t FormatLogEntry(const LogEntry& entry, char (&buffer)[LOG_LINE_BYTES]
 struct CxLog::State {
     std::string m_strPath;
 
-    std::mutex m_csQueue;  // guards m_Queue; the worker holds it while it writes a burst
-    std::deque<std::unique_ptr<LogEntry>> m_Queue;
+    CMutex m_csQueue;  // the worker holds it while it writes a burst
+    std::deque<std::unique_ptr<LogEntry>> m_Queue GUARDED_BY(m_csQueue);
 
-    std::mutex m_csEvents;  // a leaf lock; guards the three flags
+    CMutex m_csEvents;  // a leaf lock
     std::condition_variable m_Changed;
-    bool m_bWake = false;  // resets when the worker takes it: one wake may drain many lines
-    bool m_bStop = false;
-    bool m_bEnded = false;
+    bool m_bWake GUARDED_BY(m_csEvents) =
+        false;  // resets when the worker takes it: one wake may drain many lines
+    bool m_bStop GUARDED_BY(m_csEvents) = false;
+    bool m_bEnded GUARDED_BY(m_csEvents) = false;
 
-    std::mutex m_csView;  // a leaf lock
-    std::int32_t m_hView = 0;
-    POSTER m_pPost = nullptr;
+    CMutex m_csView;  // a leaf lock
+    std::int32_t m_hView GUARDED_BY(m_csView) = 0;
+    POSTER m_pPost GUARDED_BY(m_csView) = nullptr;
 
     void Run();
     void DrainQueue();
     bool WaitForFile(CLogFile& file);
     bool IsStopped()
     {
-        const std::lock_guard lock(m_csEvents);
+        const CMutexLock lock(m_csEvents);
         return m_bStop;
     }
 };
@@ -119,15 +120,15 @@ struct CxLog::State {
 void CxLog::State::Run()
 {
     for (;;) {
-        std::unique_lock lock(m_csEvents);
-        m_Changed.wait(lock, [this] { return m_bWake || m_bStop; });
+        CMutexLock lock(m_csEvents);
+        lock.Wait(m_Changed, [this]() REQUIRES(m_csEvents) { return m_bWake || m_bStop; });
         if (m_bStop) {
             m_bEnded = true;
             m_Changed.notify_all();
             return;
         }
         m_bWake = false;
-        lock.unlock();
+        lock.Unlock();
         DrainQueue();
     }
 }
@@ -137,8 +138,8 @@ void CxLog::State::Run()
 bool CxLog::State::WaitForFile(CLogFile& file)
 {
     for (int look = 0; look < LOCK_LOOKS && !file.TryLock(); ++look) {
-        std::unique_lock lock(m_csEvents);
-        if (m_Changed.wait_for(lock, LOCK_LOOK, [this] { return m_bStop; })) return false;
+        CMutexLock lock(m_csEvents);
+        if (lock.WaitFor(m_Changed, LOCK_LOOK, [this]() REQUIRES(m_csEvents) { return m_bStop; })) return false;
     }
     return true;
 }
@@ -147,7 +148,7 @@ void CxLog::State::DrainQueue()
 {
     CLogFile file(m_strPath);
     if (!WaitForFile(file)) return;
-    const std::lock_guard lock(m_csQueue);
+    const CMutexLock lock(m_csQueue);
     while (!m_Queue.empty()) {
         char line[LOG_LINE_BYTES];
         file.Append({line, FormatLogEntry(*m_Queue.front(), line)});
@@ -213,11 +214,15 @@ void CxLog::Stop()
 {
     if (m_pAlive != nullptr) *m_pAlive = false;
     if (!m_Worker.joinable()) return;
-    std::unique_lock lock(m_pState->m_csEvents);
-    m_pState->m_bStop = true;
-    m_pState->m_Changed.notify_all();
-    const bool ended = m_pState->m_Changed.wait_for(lock, STOP_WAIT, [this] { return m_pState->m_bEnded; });
-    lock.unlock();
+    bool ended = false;
+    {
+        State& state = *m_pState;
+        CMutexLock lock(state.m_csEvents);
+        state.m_bStop = true;
+        state.m_Changed.notify_all();
+        ended = lock.WaitFor(state.m_Changed, STOP_WAIT,
+                             [&]() REQUIRES(state.m_csEvents) { return state.m_bEnded; });
+    }
     // A worker that hangs in the file system is left behind; it holds the state and nothing of this object.
     if (ended)
         m_Worker.join();
@@ -225,8 +230,8 @@ void CxLog::Stop()
         m_Worker.detach();
 }
 
-void CxLog::Log(const char* file, const char* function, std::int32_t line, std::int32_t level,
-                const char* format, ...)
+void CxLog::Log(const char* file, const char* function, std::int32_t line, ELogLevel level, const char* format,
+                ...)
 {
     char message[MESSAGE_CHARACTERS + 1];
     std::va_list arguments;
@@ -241,25 +246,25 @@ void CxLog::LogError(const char* file, const char* function, std::int32_t line, 
     char message[MESSAGE_CHARACTERS + 1];
     const std::string text = std::system_category().message(errorCode);
     std::snprintf(message, sizeof message, "(%d):%s", static_cast<int>(errorCode), text.c_str());
-    Enqueue(file, function, line, LOG_ERROR, message);
+    Enqueue(file, function, line, ELogLevel::Error, message);
 }
 
-void CxLog::Enqueue(const char* file, const char* function, std::int32_t line, std::int32_t level,
+void CxLog::Enqueue(const char* file, const char* function, std::int32_t line, ELogLevel level,
                     const char* message)
 {
     if (m_pShared != nullptr) {
-        m_pShared->write(file, function, line, level, message);
+        m_pShared->write(file, function, line, static_cast<std::int32_t>(level), message);
         return;
     }
     auto entry = std::make_unique<LogEntry>();
-    entry->m_strTime = TimeText();
+    entry->time = TimeText();
     if (file != nullptr) {
-        entry->m_strFile = FileName(file);
-        entry->m_iLine = line;
+        entry->file = FileName(file);
+        entry->line = line;
     }
-    entry->m_strFunction = function != nullptr ? function : "";
-    entry->m_iLevel = level;
-    entry->m_strMessage = message;
+    entry->function = function != nullptr ? function : "";
+    entry->level = level;
+    entry->message = message;
 
     char text[LOG_LINE_BYTES];
     const std::size_t bytes = FormatLogEntry(*entry, text);
@@ -269,7 +274,7 @@ void CxLog::Enqueue(const char* file, const char* function, std::int32_t line, s
     std::int32_t view = 0;
     POSTER post = nullptr;
     {
-        const std::lock_guard lock(state.m_csView);
+        const CMutexLock lock(state.m_csView);
         view = state.m_hView;
         post = state.m_pPost;
     }
@@ -280,10 +285,10 @@ void CxLog::Enqueue(const char* file, const char* function, std::int32_t line, s
     }
     if (state.IsStopped()) return;  // nobody would take it out of the queue
     {
-        const std::lock_guard lock(state.m_csQueue);
+        const CMutexLock lock(state.m_csQueue);
         state.m_Queue.push_back(std::move(entry));
     }
-    const std::lock_guard lock(state.m_csEvents);
+    const CMutexLock lock(state.m_csEvents);
     if (!state.m_bWake) {
         state.m_bWake = true;
         state.m_Changed.notify_all();
@@ -292,7 +297,7 @@ void CxLog::Enqueue(const char* file, const char* function, std::int32_t line, s
 
 void CxLog::SetView(std::int32_t window, POSTER post)
 {
-    const std::lock_guard lock(m_pState->m_csView);
+    const CMutexLock lock(m_pState->m_csView);
     m_pState->m_hView = window;
     m_pState->m_pPost = post;
 }

@@ -10,16 +10,16 @@
 struct SharedLog;
 
 /// Levels of a log line.
-enum LOG_LEVEL : std::int32_t { LOG_MESSAGE = 0, LOG_WARNING = 1, LOG_EXCEPTION = 2, LOG_ERROR = 3 };
+enum class ELogLevel : std::int32_t { Message, Warning, Exception, Error };
 
 /// One line on its way to the file; owns its texts.
 struct LogEntry {
-    std::string m_strTime;
-    std::string m_strFile;
-    std::string m_strFunction;
-    std::int32_t m_iLine = 0;
-    std::int32_t m_iLevel = LOG_MESSAGE;
-    std::string m_strMessage;
+    std::string time;
+    std::string file;
+    std::string function;
+    std::int32_t line = 0;
+    ELogLevel level = ELogLevel::Message;
+    std::string message;
 };
 
 /// The longest formatted line, its line break and a terminator included.
@@ -63,10 +63,10 @@ class CxLog
     /// Queues one line. `file` is the caller's source path (its folders are cut; null gives no name and line
     /// 0), `function` its name as it shall stand in the log ("CRenderWnd::Init"), `format` as of printf, cut at
     /// 1023 characters. The text goes to the debugger output at once.
-    void Log(const char* file, const char* function, std::int32_t line, std::int32_t level, const char* format,
+    void Log(const char* file, const char* function, std::int32_t line, ELogLevel level, const char* format,
              ...) __attribute__((format(printf, 6, 7)));
 
-    /// Queues "(code):" with the system's text for `errorCode` (an errno value) behind it, at level 3.
+    /// Queues "(code):" with the system's text for `errorCode` (an errno value) behind it, as an error.
     void LogError(const char* file, const char* function, std::int32_t line, std::int32_t errorCode);
 
     /// Shows every line in a window too, through `post`; window 0, the default, ends that.
@@ -80,7 +80,7 @@ class CxLog
     explicit CxLog(const SharedLog& shared);
     void Stop();
     bool IsAlive() const;
-    void Enqueue(const char* file, const char* function, std::int32_t line, std::int32_t level,
+    void Enqueue(const char* file, const char* function, std::int32_t line, ELogLevel level,
                  const char* message);
 
     std::atomic<bool>* m_pAlive;  // static: whether the process's log still lives; null for a log of its own

@@ -7,7 +7,7 @@
 #include "inc/EscapeControls.h"
 #include "inc/OutputDebugString.h"
 
-void LogLine(std::int32_t level, const char* function, const std::string& message, const char* file,
+void LogLine(ELogLevel level, const char* function, const std::string& message, const char* file,
              std::int32_t line)
 {
     try {
@@ -22,7 +22,7 @@ void LogLine(std::int32_t level, const char* function, const std::string& messag
 
 void LogFault(const char* function, const std::string& message, const char* file, std::int32_t line)
 {
-    LogLine(LOG_ERROR, function, message, file, line);
+    LogLine(ELogLevel::Error, function, message, file, line);
     const std::string told = "watchwall: " + EscapeControls(message, "\n\t") + "\n";
     std::fwrite(told.data(), 1, told.size(), stderr);
     std::fflush(stderr);

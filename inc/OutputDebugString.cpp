@@ -2,19 +2,19 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <mutex>
 #include <string>
 #include <utility>
 
 #include "inc/EscapeControls.h"
+#include "inc/Mutex.h"
 
 namespace
 {
 
 // Never destroyed: the log writes here while the process ends.
 struct DebugOutput {
-    std::mutex Lock;
-    CDebugListener Listener;
+    CMutex lock;
+    CDebugListener listener GUARDED_BY(lock);
 };
 
 DebugOutput& Output()
@@ -28,7 +28,7 @@ DebugOutput& Output()
 void OutputDebugStringA(std::string_view text)
 {
     auto& output = Output();
-    const std::lock_guard lock(output.Lock);
+    const CMutexLock lock(output.lock);
     const char* const debug = std::getenv("WATCHWALL_DEBUG");
     if (debug != nullptr && *debug != '\0') {
         // The log's lines end as its file wants them.
@@ -38,12 +38,12 @@ void OutputDebugStringA(std::string_view text)
         std::fwrite(shown.data(), 1, shown.size(), stderr);
         std::fflush(stderr);
     }
-    if (output.Listener) output.Listener(text);
+    if (output.listener) output.listener(text);
 }
 
 CDebugListener SetDebugListener(CDebugListener listener)
 {
     auto& output = Output();
-    const std::lock_guard lock(output.Lock);
-    return std::exchange(output.Listener, std::move(listener));
+    const CMutexLock lock(output.lock);
+    return std::exchange(output.listener, std::move(listener));
 }

@@ -2,12 +2,12 @@
 
 #include <dlfcn.h>
 
-#include <mutex>
 #include <set>
 #include <string>
 
 #include "inc/CxLog.h"
 #include "inc/LogLine.h"
+#include "inc/Mutex.h"
 
 namespace
 {
@@ -15,7 +15,8 @@ namespace
 // The program's log begins with its first line, whoever writes it.
 void Write(const char* file, const char* function, std::int32_t line, std::int32_t level, const char* message)
 {
-    if (CxLog* const log = CxLog::Find()) log->Log(file, function, line, level, "%s", message);
+    if (CxLog* const log = CxLog::Find())
+        log->Log(file, function, line, static_cast<ELogLevel>(level), "%s", message);
 }
 
 const char* Path()
@@ -27,9 +28,9 @@ const char* Path()
 // Never destroyed: link threads may tell their last while the process ends.
 bool IsNewsHere(const char* message)
 {
-    static auto& mutex = *new std::mutex;
+    static auto& mutex = *new CMutex;
     static auto& told = *new std::set<std::string>;
-    const std::lock_guard lock(mutex);
+    const CMutexLock lock(mutex);
     return told.insert(message).second;
 }
 

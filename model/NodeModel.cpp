@@ -4,17 +4,18 @@
 
 #include <array>
 #include <atomic>
-#include <mutex>
 #include <thread>
 #include <utility>
 
 #include "inc/LogLine.h"
+#include "inc/Mutex.h"
 #include "model/settings/GlobalSetting.h"
 #include "model/settings/Language.h"
 #include "model/settings/SettingLeaves.h"
 #include "model/tree/CompositeIterator.h"
 #include "platform/os/drives.h"
 #include "platform/os/paths.h"
+#include "platform/os/threads.h"
 
 namespace
 {
@@ -23,11 +24,11 @@ namespace
 constexpr int DATABASE_WAIT_MS = 5000;
 
 struct ModelState {
-    std::recursive_mutex instanceLock;  // guards the making of the singleton
+    CCriticalSection instanceLock;  // guards the making of the singleton
     std::atomic<CNodeModel*> instance{nullptr};
-    std::string told;         // the last fault of the database
-    std::mutex databaseLock;  // a leaf lock over the pointer below
-    std::shared_ptr<sqlite3> database;
+    std::string told;     // the last fault of the database
+    CMutex databaseLock;  // a leaf lock
+    std::shared_ptr<sqlite3> database GUARDED_BY(databaseLock);
     std::array<std::uint8_t, CNodeModel::GREY_BYTES> grey{};
 };
 
@@ -38,15 +39,15 @@ ModelState& State()
     return *state;
 }
 
-// Under instanceLock. A database that can't be opened is tried again at each use, and told once.
-void TellFault(const std::string& fault)
+// A database that can't be opened is tried again at each use, and told once.
+void TellFault(const std::string& fault) REQUIRES(State().instanceLock)
 {
     if (std::exchange(State().told, fault) != fault) LogFault("CNodeModel::GetInstance", fault);
 }
 
 // The file is looked at only by the first statement; so one is tried, which changes nothing, to tell early of a
 // file that can't serve.
-void TellUnusable(sqlite3* database, const std::string& path)
+void TellUnusable(sqlite3* database, const std::string& path) REQUIRES(State().instanceLock)
 {
     if (sqlite3_exec(database, "select 1 from record limit 1", nullptr, nullptr, nullptr) == SQLITE_OK) return;
     TellFault(path + ": " + sqlite3_errmsg(database) + "; records are not kept, and the file is left as it is");
@@ -95,7 +96,7 @@ CNodeModel* CNodeModel::GetInstance()
 {
     ModelState& state = State();
     if (CNodeModel* const instance = state.instance) return instance;
-    const std::lock_guard lock(state.instanceLock);
+    const CAutoLock lock(state.instanceLock);
     if (CNodeModel* const instance = state.instance) return instance;
     std::unique_ptr<CNodeModel> instance(new CNodeModel);
     if (!OpenDatabase()) instance.reset();
@@ -105,14 +106,14 @@ CNodeModel* CNodeModel::GetInstance()
 
 void CNodeModel::DestroyInstance()
 {
-    const std::lock_guard lock(State().instanceLock);
+    const CAutoLock lock(State().instanceLock);
     const std::unique_ptr<CNodeModel> instance(State().instance.load());
     if (instance) instance->DeleteRoot();  // while the singleton still answers
     State().instance = nullptr;
     State().told.clear();
 }
 
-bool CNodeModel::OpenDatabase()
+bool CNodeModel::OpenDatabase() REQUIRES(State().instanceLock)
 {
     const std::string path = GetModuleDirectory() + "dvr.db";
     sqlite3* database = nullptr;
@@ -124,21 +125,21 @@ bool CNodeModel::OpenDatabase()
     }
     sqlite3_busy_timeout(database, DATABASE_WAIT_MS);
     TellUnusable(database, path);
-    const std::lock_guard lock(State().databaseLock);
+    const CMutexLock lock(State().databaseLock);
     State().database = std::move(handle);
     return true;
 }
 
 std::shared_ptr<sqlite3> CNodeModel::GetDatabase()
 {
-    const std::lock_guard lock(State().databaseLock);
+    const CMutexLock lock(State().databaseLock);
     return State().database;
 }
 
 void CNodeModel::CloseDatabase()
 {
     std::shared_ptr<sqlite3> closing;
-    const std::lock_guard lock(State().databaseLock);
+    const CMutexLock lock(State().databaseLock);
     closing.swap(State().database);
 }
 
@@ -173,7 +174,7 @@ CGlobalSetting* CNodeModel::GetGlobalSetting()
 // Asked before the panels' thread has found any, other threads share settings that the tree takes up later.
 CGlobalSetting* CNodeModel::GetSettingElsewhere()
 {
-    const std::lock_guard lock(m_EarlyLock);
+    const CMutexLock lock(m_EarlyLock);
     if (CGlobalSetting* const known = CGlobalSetting::GetFound()) return known;
     if (!m_pEarly) m_pEarly = MakeSetting();
     return m_pEarly.get();
@@ -183,7 +184,7 @@ CGlobalSetting* CNodeModel::CreateGlobalSetting()
 {
     CGlobalSetting* setting = nullptr;
     {
-        const std::lock_guard lock(m_EarlyLock);
+        const CMutexLock lock(m_EarlyLock);
         setting = (m_pEarly ? std::move(m_pEarly) : MakeSetting()).release();
         CGlobalSetting::SetFound(setting);
     }

@@ -2,11 +2,11 @@
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <span>
 #include <string>
 #include <thread>
 
+#include "inc/Mutex.h"
 #include "model/tree/Folder.h"
 
 class CGlobalSetting;
@@ -70,6 +70,7 @@ class CNodeModel
     std::unique_ptr<CFolder> m_pRoot;  // made on the first demand
     CNode* m_pCurrent = nullptr;       // not owned
     const std::thread::id m_PanelsThread;
-    std::mutex m_EarlyLock;                    // a leaf lock
-    std::unique_ptr<CGlobalSetting> m_pEarly;  // guarded; asked for by other threads before the tree had any
+    CMutex m_EarlyLock;  // a leaf lock
+    std::unique_ptr<CGlobalSetting> m_pEarly
+        GUARDED_BY(m_EarlyLock);  // asked for by other threads before the tree had any
 };

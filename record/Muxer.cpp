@@ -141,7 +141,7 @@ std::int32_t CMuxer::Fail(std::int32_t result)
     if (m_ulFailures++ == 0) {
         char reason[AV_ERROR_MAX_STRING_SIZE] = {};
         av_strerror(result, reason, sizeof reason);
-        CxLog::Instance().Log(__FILE__, "CMuxer", __LINE__, LOG_ERROR, "%s: %s", m_strPath.c_str(),
+        CxLog::Instance().Log(__FILE__, "CMuxer", __LINE__, ELogLevel::Error, "%s: %s", m_strPath.c_str(),
                               result == -1 ? "can't be made" : reason);
     }
     return result;
@@ -162,7 +162,7 @@ void CMuxer::Close()
         avio_flush(m_pFile->context->pb);
     }
     if (m_ulFailures != 0)
-        CxLog::Instance().Log(__FILE__, "CMuxer::Close", __LINE__, LOG_ERROR, "%s: %u writes have failed",
-                              m_strPath.c_str(), m_ulFailures);
+        CxLog::Instance().Log(__FILE__, "CMuxer::Close", __LINE__, ELogLevel::Error,
+                              "%s: %u writes have failed", m_strPath.c_str(), m_ulFailures);
     m_ulFailures = 0;
 }

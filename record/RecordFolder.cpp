@@ -49,15 +49,15 @@ bool RemoveOldest()
     bool removed = false;
     for (const RecordRow& record : *records) {
         if (std::remove(HostPath(record.path).c_str()) != 0) {
-            CxLog::Instance().Log(__FILE__, FUNCTION, __LINE__, LOG_MESSAGE, "can't remove file,error = %u\n",
-                                  static_cast<unsigned>(errno));
-            CxLog::Instance().Log(__FILE__, FUNCTION, __LINE__, LOG_MESSAGE, "Remove File Failed: filename=%s",
-                                  record.path.c_str());
+            CxLog::Instance().Log(__FILE__, FUNCTION, __LINE__, ELogLevel::Message,
+                                  "can't remove file,error = %u\n", static_cast<unsigned>(errno));
+            CxLog::Instance().Log(__FILE__, FUNCTION, __LINE__, ELogLevel::Message,
+                                  "Remove File Failed: filename=%s", record.path.c_str());
         }
         if (DeleteRecord(record.id)) {
             removed = true;
         } else {
-            CxLog::Instance().Log(__FILE__, FUNCTION, __LINE__, LOG_MESSAGE,
+            CxLog::Instance().Log(__FILE__, FUNCTION, __LINE__, ELogLevel::Message,
                                   "Delete File From Database Failed: id=%d", record.id);
         }
     }

@@ -64,6 +64,6 @@ void InsertRecord(const NewRecord& record)
     char* error = nullptr;
     // The library's codes are positive, so this line is never written.
     if (sqlite3_exec(database.get(), statement.get(), nullptr, nullptr, &error) < 0)
-        CxLog::Instance().Log(__FILE__, "CDevice::StopRecording", __LINE__, LOG_ERROR, "%s", error);
+        CxLog::Instance().Log(__FILE__, "CDevice::StopRecording", __LINE__, ELogLevel::Error, "%s", error);
     sqlite3_free(error);
 }

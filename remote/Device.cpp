@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "inc/Mutex.h"
 #include "model/tree/Observer.h"
 #include "record/Muxer.h"
 #include "remote/Recording.h"
@@ -18,13 +19,13 @@ CDeviceState::~CDeviceState()
 
 std::string CDeviceState::GetName() const
 {
-    const std::lock_guard lock(m_csName);
+    const CMutexLock lock(m_csName);
     return m_strName;
 }
 
 void CDeviceState::SetName(const std::string& name)
 {
-    const std::lock_guard lock(m_csName);
+    const CMutexLock lock(m_csName);
     m_strName = name;
 }
 

@@ -2,9 +2,9 @@
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 
+#include "inc/Mutex.h"
 #include "platform/windows/windows.h"
 #include "remote/Relaxed.h"
 
@@ -26,7 +26,7 @@ inline constexpr std::uint32_t FLAG_STOP_RECORD = 0x40;
 ///
 /// A link thread takes the state as a shared pointer when it starts and reaches the device through nothing
 /// else, so a thread that outlives the wait of Close touches no freed memory. A device whose thread did outlive
-/// that wait lets go of the state (CDevice::LeaveStateBehind) and goes on with a new one: the late thread still
+/// that wait releases the state (CDevice::LeaveStateBehind) and goes on with a new one: the late thread still
 /// finds its own m_bRunning clear, gives back its own cell and clears its own status, and can't disturb what
 /// was opened after it.
 struct CDeviceState {
@@ -34,7 +34,7 @@ struct CDeviceState {
     /// Finishes the recording that is open, without a row.
     ~CDeviceState();
 
-    /// Tells the observers of a change to the device; one that is gone, or has let go of this state, tells
+    /// Tells the observers of a change to the device; one that is gone, or has released this state, tells
     /// nothing. No lock may be held.
     void Tell(const std::string& message) const;
 
@@ -47,7 +47,7 @@ struct CDeviceState {
     CRelaxed<HWND> m_hRenderWnd = HWND::Null;  // the cell that the device draws to
     CRelaxed<bool> m_bRunning = false;         // the link thread runs while this is set
     CRelaxed<std::uint32_t> m_nFlags = 0u;     // request bits
-    CRelaxed<CDevice*> m_pDevice;  // whom the state belongs to, to be told apart only; null when let go
+    CRelaxed<CDevice*> m_pDevice;  // whom the state belongs to, to be told apart only; null once released
 
     // Link thread only. The pointers are shared ones because these types are complete elsewhere.
     std::shared_ptr<CVideoDecoder> m_pDecoder;  // null when no link runs
@@ -66,6 +66,6 @@ struct CDeviceState {
     bool m_bSaveRecord = false;       // a row is to be written when the recording stops
 
   private:
-    mutable std::mutex m_csName;  // a leaf lock
-    std::string m_strName;        // guarded by m_csName
+    mutable CMutex m_csName;  // a leaf lock
+    std::string m_strName GUARDED_BY(m_csName);
 };

@@ -6,12 +6,7 @@ bool CLinkThreads::Start(std::shared_ptr<ILink> link, const char* name)
 {
     PutAside(0);
     EndLate();
-    m_Present.thread = CreateThread(
-        [link] {
-            link->Run();
-            return 0U;
-        },
-        name);
+    m_Present.thread = CreateThread([link] { link->Run(); }, name);
     if (m_Present.thread == nullptr) return false;
     m_Present.link = std::move(link);
     return true;

@@ -1,14 +1,15 @@
 #include "render/CellPool.h"
 
 #include <algorithm>
-#include <mutex>
+
+#include "inc/Mutex.h"
 
 namespace
 {
 
 struct CellPool {
-    std::mutex lock;                // a leaf lock
-    std::vector<CRenderSub> cells;  // guarded by lock; a few dozen at most, searched in order
+    CMutex lock;                                     // a leaf lock
+    std::vector<CRenderSub> cells GUARDED_BY(lock);  // a few dozen at most, searched in order
 };
 
 CellPool& Pool()
@@ -20,11 +21,13 @@ CellPool& Pool()
 
 }  // namespace
 
-HWND TakeFreeCell()
+HWND TakeFreeCell(HWND grid)
 {
     auto& pool = Pool();
-    const std::lock_guard lock(pool.lock);
-    const auto cell = std::ranges::find(pool.cells, false, &CRenderSub::m_bUsed);
+    const CMutexLock lock(pool.lock);
+    const auto cell = std::ranges::find_if(pool.cells, [grid](const CRenderSub& free) {
+        return !free.m_bUsed && (grid == HWND::Null || free.m_hGrid == grid);
+    });
     if (cell == pool.cells.end()) return HWND::Null;
     cell->m_bUsed = true;
     return cell->m_hWnd;
@@ -34,7 +37,7 @@ void ReleaseCell(HWND window)
 {
     auto& pool = Pool();
     {
-        const std::lock_guard lock(pool.lock);
+        const CMutexLock lock(pool.lock);
         const auto cell = std::ranges::find(pool.cells, window, &CRenderSub::m_hWnd);
         if (cell == pool.cells.end()) return;
         cell->m_bUsed = false;
@@ -46,7 +49,7 @@ void ReleaseCell(HWND window)
 bool IsCellUsed(HWND window)
 {
     auto& pool = Pool();
-    const std::lock_guard lock(pool.lock);
+    const CMutexLock lock(pool.lock);
     const auto cell = std::ranges::find(pool.cells, window, &CRenderSub::m_hWnd);
     return cell != pool.cells.end() && cell->m_bUsed;
 }
@@ -54,7 +57,7 @@ bool IsCellUsed(HWND window)
 bool IsCellShown(HWND window)
 {
     auto& pool = Pool();
-    const std::lock_guard lock(pool.lock);
+    const CMutexLock lock(pool.lock);
     const auto cell = std::ranges::find(pool.cells, window, &CRenderSub::m_hWnd);
     return cell != pool.cells.end() && cell->m_bShown;
 }
@@ -63,7 +66,7 @@ void NoteCellShown(HWND window)
 {
     auto& pool = Pool();
     {
-        const std::lock_guard lock(pool.lock);
+        const CMutexLock lock(pool.lock);
         const auto cell = std::ranges::find(pool.cells, window, &CRenderSub::m_hWnd);
         if (cell == pool.cells.end() || !cell->m_bUsed || cell->m_bShown) return;
         cell->m_bShown = true;
@@ -71,30 +74,30 @@ void NoteCellShown(HWND window)
     PostMessageA(window, CELL_MESSAGE_CHANGED, 0, 0);
 }
 
-void AddCell(HWND window)
+void AddCell(HWND window, HWND grid)
 {
     auto& pool = Pool();
-    const std::lock_guard lock(pool.lock);
-    pool.cells.push_back({false, window, false});
+    const CMutexLock lock(pool.lock);
+    pool.cells.push_back({false, window, false, grid});
 }
 
 void RemoveCell(HWND window)
 {
     auto& pool = Pool();
-    const std::lock_guard lock(pool.lock);
+    const CMutexLock lock(pool.lock);
     std::erase_if(pool.cells, [window](const CRenderSub& cell) { return cell.m_hWnd == window; });
 }
 
 void RemoveAllCells()
 {
     auto& pool = Pool();
-    const std::lock_guard lock(pool.lock);
+    const CMutexLock lock(pool.lock);
     pool.cells.clear();
 }
 
 std::vector<CRenderSub> GetCells()
 {
     auto& pool = Pool();
-    const std::lock_guard lock(pool.lock);
+    const CMutexLock lock(pool.lock);
     return pool.cells;
 }

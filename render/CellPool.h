@@ -6,21 +6,24 @@
 #include "platform/windows/windows.h"
 
 // The pool of the grids' cells: process-wide, also when a host holds two controls. Each grid fills it and
-// places what is in it; the panels take cells for the streams that they open, and link threads give theirs
-// back. Every operation may come from any thread; no window is touched while the pool's own lock is held.
+// places what is in it; the panels take cells of their own grid for the streams that they open, and link
+// threads give theirs back. Every operation may come from any thread; no window is touched while the pool's own
+// lock is held.
 
 /// One cell of the grid.
 struct CRenderSub {
-    bool m_bUsed = false;      // a stream has been assigned to this cell
-    HWND m_hWnd = HWND::Null;  // the cell window
-    bool m_bShown = false;     // a renderer has drawn a picture into it since it was assigned
+    bool m_bUsed = false;       // a stream has been assigned to this cell
+    HWND m_hWnd = HWND::Null;   // the cell window
+    bool m_bShown = false;      // a renderer has drawn a picture into it since it was assigned
+    HWND m_hGrid = HWND::Null;  // whose cell it is
 };
 
 /// Posted to a cell window when IsCellShown of it has changed.
 inline constexpr std::uint32_t CELL_MESSAGE_CHANGED = 0x406;
 
-/// The first free cell's window, which is in use from now on; HWND::Null when all are.
-HWND TakeFreeCell();
+/// The window of the first free cell of `grid` (null: of whatever grid), which is in use from now on;
+/// HWND::Null when all are.
+HWND TakeFreeCell(HWND grid = HWND::Null);
 
 /// Gives a cell back and lets its window repaint later; waits for nobody. A window that is no cell's changes
 /// nothing.
@@ -35,8 +38,8 @@ bool IsCellShown(HWND window);
 /// A renderer has drawn into the window; a window that is no used cell's changes nothing.
 void NoteCellShown(HWND window);
 
-/// Appends a free cell. For the grid's start.
-void AddCell(HWND window);
+/// Appends a free cell of `grid`. For the grid's start.
+void AddCell(HWND window, HWND grid = HWND::Null);
 
 /// Takes a cell out. For its grid's end; a stream that still holds it may give it back later without harm.
 void RemoveCell(HWND window);

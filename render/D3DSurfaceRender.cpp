@@ -1,16 +1,17 @@
 #include "render/D3DSurfaceRender.h"
 
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
 #include "codec/convert/convert.h"
 #include "inc/CxLog.h"
 #include "inc/LogLine.h"
+#include "inc/Mutex.h"
 #include "model/settings/Language.h"
 #include "platform/os/paths.h"
 #include "render/BmpFile.h"
 #include "render/CellPool.h"
-
-#include <algorithm>
-#include <cstring>
-#include <vector>
 
 namespace
 {
@@ -54,14 +55,14 @@ class CD3DSurfaceRender::CD3DSurface : public CSurface
 
     Objects Get() const
     {
-        const std::lock_guard lock(m_csObjects);
+        const CMutexLock lock(m_csObjects);
         return m_Objects;
     }
 
     void Set(Objects objects)
     {
         {
-            const std::lock_guard lock(m_csObjects);
+            const CMutexLock lock(m_csObjects);
             std::swap(m_Objects, objects);
         }
         objects.pBackBuffer.reset();
@@ -72,8 +73,8 @@ class CD3DSurfaceRender::CD3DSurface : public CSurface
     PresentParameters m_Parameters;
 
   private:
-    mutable std::mutex m_csObjects;  // a leaf lock
-    Objects m_Objects;
+    mutable CMutex m_csObjects;  // a leaf lock
+    Objects m_Objects GUARDED_BY(m_csObjects);
 };
 
 CD3DSurfaceRender::CD3DSurfaceRender(SURFACE_ADAPTER_FACTORY open) : m_pOpen(std::move(open)) {}
@@ -87,13 +88,13 @@ CD3DSurfaceRender::~CD3DSurfaceRender()
 
 std::shared_ptr<ISurfaceDevice> CD3DSurfaceRender::GetDevice() const
 {
-    const std::lock_guard lock(m_csDevice);
+    const CMutexLock lock(m_csDevice);
     return m_pDevice;
 }
 
 void CD3DSurfaceRender::SetDevice(std::shared_ptr<ISurfaceDevice> device)
 {
-    const std::lock_guard lock(m_csDevice);
+    const CMutexLock lock(m_csDevice);
     m_pDevice.swap(device);
 }
 
@@ -101,12 +102,17 @@ std::int32_t CD3DSurfaceRender::Init(HWND window)
 {
     CRender::Init(window);
     CMessages messages;
-    const bool created = CreateDevice(messages);
+    bool created = false;
+    {
+        const CAutoLock lock(m_csRender);
+        created = CreateDevice(messages);
+    }
     Show("CD3DSurfaceRender::Init", messages);
     return created ? 1 : 0;
 }
 
-std::int32_t CD3DSurfaceRender::Uninit()
+// No link thread calls any more.
+std::int32_t CD3DSurfaceRender::Uninit() NO_THREAD_SAFETY_ANALYSIS
 {
     m_bNotReset = false;
     SetDevice(nullptr);
@@ -118,13 +124,14 @@ std::int32_t CD3DSurfaceRender::Uninit()
 void CD3DSurfaceRender::Show(const char* function, const CMessages& messages) const
 {
     for (const std::string& text : messages)
-        LogLine(LOG_ERROR, function, text);
+        LogLine(ELogLevel::Error, function, text);
     for (const std::string& text : messages)
         MessageBoxA(m_hWnd, text, "", MB_OK | MB_ICONERROR);
 }
 
 bool CD3DSurfaceRender::CreateDevice(CMessages& messages)
 {
+    ASSERT_HELD(m_csRender);
     const auto fail = [&messages](std::string text) {
         messages.push_back(std::move(text));
         return false;
@@ -133,7 +140,7 @@ bool CD3DSurfaceRender::CreateDevice(CMessages& messages)
     if (m_pD3D == nullptr) return fail(CLanguage::GetString("IDS_NoDirectX9"));
     DisplayMode mode;
     if (!m_pD3D->GetAdapterDisplayMode(mode)) return fail("GetAdapterDisplayMode failed");
-    m_Format = mode.Format;
+    m_Format = mode.format;
     DeviceCaps caps;
     if (!m_pD3D->GetDeviceCaps(caps)) return fail(CLanguage::GetString("IDS_NoDisplayDriver"));
     m_dwBehaviourFlags |=
@@ -166,6 +173,7 @@ CSurface* CD3DSurfaceRender::CreateSurface(std::int32_t width, std::int32_t heig
 // Builds the three objects for the surface's size, as far as it goes.
 void CD3DSurfaceRender::Build(CD3DSurface& surface, CMessages& messages)
 {
+    ASSERT_HELD(m_csRender);
     surface.Set({});
     CD3DSurface::Objects objects;
     const auto device = GetDevice();
@@ -200,14 +208,16 @@ void CD3DSurfaceRender::DestroySurface(CSurface* surface)
 }
 
 // A new device, and every surface rebuilt in place with its own size. The device is made afresh, not reset, and
-// whether that succeeded shows at the next frame.
-void CD3DSurfaceRender::Recover(CMessages& messages)
+// whether that succeeded shows at the next frame. `found` is the device that the frame met, null when none
+// could be made before: several frames may have met it, and one rebuilds for all.
+void CD3DSurfaceRender::Recover(const ISurfaceDevice* found, CMessages& messages)
 {
     const CAutoLock lock(m_csRender);
     auto lost = GetDevice();
+    if (lost.get() != found) return;  // another link thread was faster
     const bool needed =
         lost != nullptr ? lost->TestCooperativeLevel() == EDeviceState::NotReset : m_bNotReset.load();
-    if (!needed) return;  // another link thread was faster
+    if (!needed) return;
     SetDevice(nullptr);
     if (lost != nullptr) lost->Release();  // though another link thread may still hold it
     lost.reset();
@@ -226,10 +236,10 @@ bool CD3DSurfaceRender::IsToRemake()
     return m_bNotReset && ++m_ulRefusedFrames % REMAKE_FRAMES == 0;
 }
 
-std::int32_t CD3DSurfaceRender::DropAndRecover()
+std::int32_t CD3DSurfaceRender::DropAndRecover(const ISurfaceDevice* found)
 {
     CMessages messages;
-    Recover(messages);
+    Recover(found, messages);
     Show("CD3DSurfaceRender::DisplayClient", messages);
     return 0;
 }
@@ -250,13 +260,15 @@ std::int32_t CD3DSurfaceRender::Display(const CodecFrame* frame, CSurface* surfa
         return -1;
     }
     auto device = GetDevice();
-    if (device == nullptr) return IsToRemake() ? DropAndRecover() : -1;
+    if (device == nullptr) return IsToRemake() ? DropAndRecover(nullptr) : -1;
     switch (device->TestCooperativeLevel()) {
         case EDeviceState::Lost:
             return 0;
-        case EDeviceState::NotReset:
+        case EDeviceState::NotReset: {
+            const ISurfaceDevice* const found = device.get();
             device.reset();
-            return DropAndRecover();
+            return DropAndRecover(found);
+        }
         case EDeviceState::Working:
             break;
     }
@@ -275,7 +287,12 @@ std::int32_t CD3DSurfaceRender::Display(const CodecFrame* frame, CSurface* surfa
     bool stretched = false;
     bool presented = false;
     {
+        const CFrameTurn turn(m_Turns);
         const CAutoLock lock(m_csRender);
+        if (std::chrono::steady_clock::now() >= stream.m_ShowBefore) {
+            showing = EShowing::TooLate;
+            return 0;
+        }
         stretched =
             device->StretchRect(*objects.pOffscreen, source, *objects.pBackBuffer, ETextureFilter::Linear);
         presented = objects.pSwapChain->Present(window);

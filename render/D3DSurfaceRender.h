@@ -1,15 +1,16 @@
 #pragma once
 
-#include "platform/os/threads.h"
-#include "render/DrawingEnd.h"
-#include "render/Render.h"
-#include "render/device/SurfaceDevice.h"
-
 #include <atomic>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
+
+#include "inc/Mutex.h"
+#include "platform/os/threads.h"
+#include "render/DrawingEnd.h"
+#include "render/FrameTurns.h"
+#include "render/Render.h"
+#include "render/device/SurfaceDevice.h"
 
 /// The default renderer: one device for all streams; for each stream an off-screen picture, into which the
 /// frame is converted directly, and a swap chain, from which it is shown scaled in whatever window the caller
@@ -22,9 +23,9 @@
 /// told once.
 ///
 /// The critical section covers CreateSurface, DestroySurface, the rebuilding, and each stretch with its
-/// presentation. The conversion runs outside of it, on a picture that only the stream's own link thread writes;
-/// that picture is kept alive for as long as it is being written, so a rebuilding on another thread costs its
-/// contents and nothing more.
+/// presentation, for which the streams take turns. The conversion runs outside of it, on a picture that only
+/// the stream's own link thread writes; that picture is kept alive for as long as it is being written, so a
+/// rebuilding on another thread costs its contents and nothing more.
 class CD3DSurfaceRender : public CRender
 {
   public:
@@ -45,16 +46,19 @@ class CD3DSurfaceRender : public CRender
     /// A BMP of 32 bits a pixel, at the surface's full size, whatever the file's name says.
     std::int32_t SaveSnapshot(std::string path, CSurface* surface) override;
 
+    /// Frames that are converted and wait for the device.
+    std::size_t CountWaitingFrames() const { return m_Turns.CountWaiting(); }
+
   private:
     class CD3DSurface;
     // Texts for the user, gathered under the critical section and shown after it.
     using CMessages = std::vector<std::string>;
 
-    bool CreateDevice(CMessages& messages);
-    void Build(CD3DSurface& surface, CMessages& messages);
+    bool CreateDevice(CMessages& messages) REQUIRES(m_csRender);
+    void Build(CD3DSurface& surface, CMessages& messages) REQUIRES(m_csRender);
     bool IsToRemake();
-    std::int32_t DropAndRecover();
-    void Recover(CMessages& messages);
+    std::int32_t DropAndRecover(const ISurfaceDevice* found);
+    void Recover(const ISurfaceDevice* found, CMessages& messages);
     void Show(const char* function, const CMessages& messages) const;
     std::int32_t Display(const CodecFrame* frame, CSurface* surface, HWND window, EShowing& showing);
     static EShowing Upload(const CodecFrame& frame, const CSurface& surface, IOffscreenSurface& to);
@@ -62,20 +66,19 @@ class CD3DSurfaceRender : public CRender
     void SetDevice(std::shared_ptr<ISurfaceDevice> device);
 
     const SURFACE_ADAPTER_FACTORY m_pOpen;
+    CFrameTurns m_Turns;  // before m_csRender
     CCriticalSection m_csRender;
     CDrawingEnd m_End{m_csRender};
     std::atomic<bool> m_bDrawn = false;  // a frame was presented, and the driver has all that drawing needs
 
-    // under m_csRender, but for Init and Uninit, during which no link thread calls
-    std::shared_ptr<ISurfaceAdapter> m_pD3D;
-    PresentParameters m_Parameters;
-    std::uint32_t m_dwBehaviourFlags = 0;  // only ever or-ed
-    ESurfaceFormat m_Format = ESurfaceFormat::X8R8G8B8;
+    std::shared_ptr<ISurfaceAdapter> m_pD3D GUARDED_BY(m_csRender);
+    PresentParameters m_Parameters GUARDED_BY(m_csRender);
+    std::uint32_t m_dwBehaviourFlags GUARDED_BY(m_csRender) = 0;  // only ever or-ed
+    ESurfaceFormat m_Format GUARDED_BY(m_csRender) = ESurfaceFormat::X8R8G8B8;
 
     std::atomic<bool> m_bNotReset{false};             // a rebuilding failed; set under m_csRender
     std::atomic<std::uint32_t> m_ulRefusedFrames{0};  // since then
 
-    mutable std::mutex
-        m_csDevice;  // a leaf lock; guards the pointer alone, which frames read before they wait for m_csRender
-    std::shared_ptr<ISurfaceDevice> m_pDevice;
+    mutable CMutex m_csDevice;  // a leaf lock: frames read the pointer before they wait for m_csRender
+    std::shared_ptr<ISurfaceDevice> m_pDevice GUARDED_BY(m_csDevice);
 };

@@ -3,9 +3,10 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
-#include <mutex>
 #include <thread>
 #include <vector>
+
+#include "inc/Mutex.h"
 
 namespace
 {
@@ -14,8 +15,8 @@ constexpr auto FRAME_WAIT = std::chrono::seconds(1);
 constexpr auto LOOK = std::chrono::milliseconds(1);
 
 struct Sections {
-    std::mutex lock;
-    std::vector<CCriticalSection*> all;  // guarded by lock; one or two
+    CMutex lock;
+    std::vector<CCriticalSection*> all GUARDED_BY(lock);  // one or two
 };
 
 // Never destroyed: renderers of link threads may go while the process ends.
@@ -28,7 +29,7 @@ Sections& Drawing()
 constinit std::atomic<bool> g_bEnded = false;
 
 // Nothing is given back: the process ends. Renderers can't go either from here on.
-void StopDrawing()
+void StopDrawing() NO_THREAD_SAFETY_ANALYSIS
 {
     if (g_bEnded.exchange(true)) return;
     Drawing().lock.lock();
@@ -43,13 +44,13 @@ void StopDrawing()
 
 CDrawingEnd::CDrawingEnd(CCriticalSection& section) : m_csRender(section)
 {
-    const std::lock_guard lock(Drawing().lock);
+    const CMutexLock lock(Drawing().lock);
     Drawing().all.push_back(&m_csRender);
 }
 
 CDrawingEnd::~CDrawingEnd()
 {
-    const std::lock_guard lock(Drawing().lock);
+    const CMutexLock lock(Drawing().lock);
     std::erase(Drawing().all, &m_csRender);
 }
 

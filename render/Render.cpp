@@ -1,8 +1,8 @@
 #include "render/Render.h"
 
-#include <mutex>
 #include <utility>
 
+#include "inc/Mutex.h"
 #include "render/RenderSelect.h"
 
 std::int32_t CRender::Init(HWND window)
@@ -21,9 +21,9 @@ namespace
 
 // Link threads ask for the renderer while the panels' thread may be letting go of it.
 struct RenderSingleton {
-    std::mutex lock;
-    std::shared_ptr<CRender> render;  // guarded by lock
-    CRenderFactory factory;           // guarded by lock
+    CMutex lock;
+    std::shared_ptr<CRender> render GUARDED_BY(lock);
+    CRenderFactory factory GUARDED_BY(lock);
 };
 
 RenderSingleton& Singleton()
@@ -38,7 +38,7 @@ RenderSingleton& Singleton()
 std::shared_ptr<CRender> CreateRender()
 {
     auto& singleton = Singleton();
-    const std::lock_guard lock(singleton.lock);
+    const CMutexLock lock(singleton.lock);
     if (!singleton.render) singleton.render = singleton.factory ? singleton.factory() : SelectRender();
     return singleton.render;
 }
@@ -47,13 +47,13 @@ void ReleaseRender()
 {
     auto& singleton = Singleton();
     std::shared_ptr<CRender> last;  // destroyed behind the lock
-    const std::lock_guard lock(singleton.lock);
+    const CMutexLock lock(singleton.lock);
     last = std::move(singleton.render);
 }
 
 CRenderFactory SetRenderFactory(CRenderFactory factory)
 {
     auto& singleton = Singleton();
-    const std::lock_guard lock(singleton.lock);
+    const CMutexLock lock(singleton.lock);
     return std::exchange(singleton.factory, std::move(factory));
 }

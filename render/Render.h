@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -16,6 +17,7 @@ enum class EShowing {
     Shown,           // the whole way to the window
     WithoutCell,     // there was no window to show it in
     NotConvertible,  // its width, a plane or its rows are refused
+    TooLate,         // the device was not free before CSurface::m_ShowBefore
     Dropped,         // anything else that a frame may meet: a lost or busy device, a window that goes
 };
 
@@ -32,7 +34,9 @@ class CSurface
     const std::int32_t m_iWidth;   // pixels
     const std::int32_t m_iHeight;  // pixels
 
-    // Of the last picture that DisplayClient was given; for the thread that shows the stream alone.
+    // For the thread that shows the stream alone: until when the next picture that DisplayClient is given may
+    // wait for the device, and what became of the last one.
+    std::chrono::steady_clock::time_point m_ShowBefore = std::chrono::steady_clock::time_point::max();
     EShowing m_Showing = EShowing::None;
 };
 
@@ -79,7 +83,7 @@ class CRender
 /// renderer alive by the result.
 std::shared_ptr<CRender> CreateRender();
 
-/// Lets go of the renderer, so that the next CreateRender makes a new one. For the owner that tears the grid
+/// Releases the renderer, so that the next CreateRender makes a new one. For the owner that tears the grid
 /// down.
 void ReleaseRender();
 

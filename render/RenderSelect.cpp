@@ -1,13 +1,12 @@
 #include "render/RenderSelect.h"
 
-#include "render/D3DSurfaceRender.h"
-#include "render/device/EglSurfaceDevice.h"
+#include <cstdio>
 
 #include "inc/LogLine.h"
 #include "model/settings/SystemSettings.h"
 #include "platform/os/display.h"
-
-#include <cstdio>
+#include "render/D3DSurfaceRender.h"
+#include "render/device/EglSurfaceDevice.h"
 
 namespace
 {
@@ -34,10 +33,10 @@ unsigned HexadecimalAt(const std::string& text, std::size_t at)
     return value;
 }
 
-std::unique_ptr<CRender> MakeRender(std::int32_t mode)
+std::unique_ptr<CRender> MakeRender(ERenderMode mode)
 {
     switch (mode) {
-        case RENDER_D3D_SURFACE:
+        case ERenderMode::D3DSurface:
             return std::make_unique<CD3DSurfaceRender>(OpenEglSurfaceAdapter);
         default:
             return nullptr;
@@ -46,25 +45,26 @@ std::unique_ptr<CRender> MakeRender(std::int32_t mode)
 
 }  // namespace
 
-RENDER_MODE DetectRenderMode(const std::string& adapterId)
+ERenderMode DetectRenderMode(const std::string& adapterId)
 {
-    if (adapterId.empty()) return RENDER_AUTOMATIC;
+    if (adapterId.empty()) return ERenderMode::Automatic;
     const unsigned vendor = HexadecimalAt(adapterId, VENDOR_AT);
     const unsigned device = HexadecimalAt(adapterId, DEVICE_AT);
     for (const Adapter* listed = RenderBlacklist; listed->vendor != 0; ++listed) {
-        if (listed->vendor == vendor && listed->device == device) return RENDER_DD_OFFSCREEN;
+        if (listed->vendor == vendor && listed->device == device) return ERenderMode::DDOffscreen;
     }
-    return RENDER_D3D_SURFACE;
+    return ERenderMode::D3DSurface;
 }
 
 std::unique_ptr<CRender> SelectRender()
 {
-    std::int32_t mode = ReadSettingNumber(ESetting::Render);
-    if (mode == RENDER_AUTOMATIC) mode = DetectRenderMode(GetPrimaryDisplayAdapterId());
+    auto mode = static_cast<ERenderMode>(ReadSettingNumber(ESetting::Render));
+    if (mode == ERenderMode::Automatic) mode = DetectRenderMode(GetPrimaryDisplayAdapterId());
     auto render = MakeRender(mode);
-    const std::string fault = mode == RENDER_AUTOMATIC ? "there is no renderer: no display adapter was found"
-                                                       : "there is no renderer " + std::to_string(mode) +
-                                                             " (key \"Render\" or the adapter chose it)";
+    const std::string fault = mode == ERenderMode::Automatic
+                                  ? "there is no renderer: no display adapter was found"
+                                  : "there is no renderer " + std::to_string(static_cast<std::int32_t>(mode)) +
+                                        " (key \"Render\" or the adapter chose it)";
     // Each stream that opens asks again.
     if (render == nullptr && IsNews(fault)) LogFault("CreateRender", fault);
     return render;

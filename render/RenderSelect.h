@@ -7,18 +7,17 @@
 #include "render/Render.h"
 
 /// Values of "Render" in section "System" of "config\system.ini".
-enum RENDER_MODE : std::int32_t {
-    RENDER_AUTOMATIC = 0,
-    RENDER_D3D_SURFACE = 1,
-    RENDER_DD_OFFSCREEN = 2,
-    RENDER_DD_OVERLAY = 3,
+enum class ERenderMode : std::int32_t {
+    Automatic = 0,
+    D3DSurface = 1,
+    DDOffscreen = 2,
+    DDOverlay = 3,
 };
 
-/// The mode for the adapter with this PCI hardware identifier ("PCI\VEN_1002&DEV_4C57..."): RENDER_D3D_SURFACE,
-/// or RENDER_DD_OFFSCREEN for the adapters on which that path is not taken; RENDER_AUTOMATIC for an empty
-/// identifier, which means that there is no renderer. Hexadecimal digits may be of either case, and anything
-/// may follow them.
-RENDER_MODE DetectRenderMode(const std::string& adapterId);
+/// The mode for the adapter with this PCI hardware identifier ("PCI\\VEN_1002&DEV_4C57..."): D3DSurface, or
+/// DDOffscreen for the adapters on which that path is not taken; Automatic for an empty identifier, which means
+/// that there is no renderer. Hexadecimal digits may be of either case, and anything may follow them.
+ERenderMode DetectRenderMode(const std::string& adapterId);
 
 /// The renderer by "Render" of section "System" in "config\system.ini" and, when that is 0 or missing, by the
 /// primary display adapter. Null when the value names none or there is no adapter. Its Init is the caller's

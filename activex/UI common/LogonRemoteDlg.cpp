@@ -131,7 +131,7 @@ void CLogonRemoteDlg::PlaceControls(int width)
     const int H = (W - L) / 2;
     const int V = W - H + L - 15;
     struct Place {
-        int m_iControl, m_iX, m_iY, m_iWidth, m_iHeight;
+        int control, x, y, width, height;
     };
     constexpr int ROW = 22;
     const Place places[] = {
@@ -149,8 +149,7 @@ void CLogonRemoteDlg::PlaceControls(int width)
         {STATUS_LINE, L, T + 318, W, 2 * ROW},
     };
     for (const Place& place : places)
-        GetDlgItem(place.m_iControl)
-            ->setGeometry(place.m_iX, place.m_iY, std::max(place.m_iWidth, 0), place.m_iHeight);
+        GetDlgItem(place.control)->setGeometry(place.x, place.y, std::max(place.width, 0), place.height);
 }
 
 EPreTranslate CLogonRemoteDlg::PreTranslateMessage(MSG& message)
@@ -202,7 +201,7 @@ void CLogonRemoteDlg::OnOK()
 {
     ReadControls();
     ShowBusy(true);
-    // Also when a station throws: the panel must not stay busy for ever.
+    // Also when a station throws: the panel must not stay busy.
     struct CAtRest {
         ~CAtRest() { panel.ShowBusy(false); }
         CLogonRemoteDlg& panel;

@@ -115,7 +115,7 @@ COL2Item* COutlook2Ctrl::FindItem(int folder, int item)
     return IsIndex(item, items.size()) ? items[static_cast<std::size_t>(item)].get() : nullptr;
 }
 
-int COutlook2Ctrl::AddSubItem(int folder, int item, const QString& text, const QIcon& icon, std::uint32_t style,
+int COutlook2Ctrl::AddSubItem(int folder, int item, const QString& text, const QIcon& icon, ELineStyle style,
                               std::uint32_t command)
 {
     COL2Item* const place = FindItem(folder, item);
@@ -123,7 +123,7 @@ int COutlook2Ctrl::AddSubItem(int folder, int item, const QString& text, const Q
     auto line = std::make_unique<COL2SubItem>();
     line->m_strText = text;
     line->m_Icon = icon;
-    line->m_dwStyle = style;
+    line->m_Style = style;
     line->m_dwCommand = command;
     place->m_SubItems.push_back(std::move(line));
     update();
@@ -146,7 +146,7 @@ int COutlook2Ctrl::AddSubItem(int folder, int item, QWidget* child, int height)
 
 COL2SubItem* COutlook2Ctrl::FindLine(const Hit& hit)
 {
-    if (hit.kind != HIT_SUBITEM) return nullptr;
+    if (hit.kind != EHit::SubItem) return nullptr;
     COL2Item* const item = FindItem(hit.folder, hit.item);
     const bool known = item != nullptr && IsIndex(hit.subItem, item->m_SubItems.size());
     return known ? item->m_SubItems[static_cast<std::size_t>(hit.subItem)].get() : nullptr;
@@ -156,13 +156,13 @@ COutlook2Ctrl::Hit COutlook2Ctrl::HitTest(const QPoint& point) const
 {
     for (int f = 0; f < GetFolderCount(); ++f) {
         const COL2Folder& folder = *m_Folders[static_cast<std::size_t>(f)];
-        if (folder.m_rect.contains(point)) return {HIT_FOLDER, f, -1, -1};
+        if (folder.m_rect.contains(point)) return {EHit::Folder, f, -1, -1};
         for (std::size_t i = 0; i < folder.m_Items.size(); ++i) {
             const COL2Item& item = *folder.m_Items[i];
-            if (item.m_rect.contains(point)) return {HIT_ITEM, f, static_cast<int>(i), -1};
+            if (item.m_rect.contains(point)) return {EHit::Item, f, static_cast<int>(i), -1};
             for (std::size_t s = 0; s < item.m_SubItems.size(); ++s) {
                 if (item.m_SubItems[s]->m_rect.contains(point))
-                    return {HIT_SUBITEM, f, static_cast<int>(i), static_cast<int>(s)};
+                    return {EHit::SubItem, f, static_cast<int>(i), static_cast<int>(s)};
             }
         }
     }
@@ -249,13 +249,13 @@ void COutlook2Ctrl::Fire(const COL2SubItem& line)
 void COutlook2Ctrl::Click(const QPoint& point)
 {
     const Hit hit = HitTest(point);
-    if (hit.kind == HIT_FOLDER) {
+    if (hit.kind == EHit::Folder) {
         SelectFolder(hit.folder, EAnimation::On);
         return;
     }
     COL2SubItem* const line = FindLine(hit);
     if (line == nullptr || line->m_pChild != nullptr) return;
-    const bool fires_at_once = line->m_dwStyle == OL2_FIRE || line->m_dwStyle == OL2_FIRE_UPDATED;
+    const bool fires_at_once = line->m_Style == ELineStyle::Fire || line->m_Style == ELineStyle::FireUpdated;
     if (!fires_at_once) line->m_dwState = AskState(*line);
     update(line->m_rect);
     if (fires_at_once || (line->m_dwState & OL2_STATE_ON) == 0) Fire(*line);  // may change the bar
@@ -287,9 +287,9 @@ void COutlook2Ctrl::mouseMoveEvent(QMouseEvent* event)
     }
     const bool on_band = at.x() >= width() - RESIZE_BAND;
     const Hit hit = on_band ? Hit{} : HitTest(at);
-    const bool clickable = hit.kind == HIT_FOLDER || hit.kind == HIT_SUBITEM;
+    const bool clickable = hit.kind == EHit::Folder || hit.kind == EHit::SubItem;
     setCursor(on_band ? Qt::SplitHCursor : clickable ? Qt::PointingHandCursor : Qt::ArrowCursor);
-    if (hit.kind != HIT_ITEM) SetHot(hit);
+    if (hit.kind != EHit::Item) SetHot(hit);
 }
 
 void COutlook2Ctrl::mouseReleaseEvent(QMouseEvent* event)
@@ -378,7 +378,7 @@ bool COutlook2Ctrl::event(QEvent* event)
     if (event->type() == QEvent::ToolTip) {
         const auto* const help = static_cast<QHelpEvent*>(event);
         const Hit hit = HitTest(help->pos());
-        const QString text = hit.kind == HIT_FOLDER ? GetFolder(hit.folder).m_strName : QString();
+        const QString text = hit.kind == EHit::Folder ? GetFolder(hit.folder).m_strName : QString();
         QToolTip::showText(help->globalPos(), text, this);
         return true;
     }

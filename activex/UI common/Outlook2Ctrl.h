@@ -38,9 +38,9 @@ class COutlook2Ctrl : public QWidget
     static constexpr int LAYOUT_HEIGHT = 32767;
 
     /// Where a point lies. Only what the last paint drew can be hit.
-    enum HIT { HIT_NONE = 0, HIT_FOLDER = 1, HIT_ITEM = 2, HIT_SUBITEM = 4 };
+    enum class EHit { None = 0, Folder = 1, Item = 2, SubItem = 4 };
     struct Hit {
-        HIT kind = HIT_NONE;
+        EHit kind = EHit::None;
         int folder = -1;
         int item = -1;
         int subItem = -1;
@@ -60,7 +60,7 @@ class COutlook2Ctrl : public QWidget
     /// folder.
     int AddItem(int folder, const QString& name);
     /// Adds a line; negative indexes mean the last. Returns its index, -1 for no such place.
-    int AddSubItem(int folder, int item, const QString& text, const QIcon& icon, std::uint32_t style,
+    int AddSubItem(int folder, int item, const QString& text, const QIcon& icon, ELineStyle style,
                    std::uint32_t command);
     /// Adds a child window as a line, `height` pixels high (-1: all that is left); negative indexes mean the
     /// last.
@@ -79,7 +79,7 @@ class COutlook2Ctrl : public QWidget
     void SetWidthLimit(int limit);
     Hit HitTest(const QPoint& point) const;
 
-    /// Asks the owner for the state of every line of the selected folder but those of style OL2_FIRE; a line
+    /// Asks the owner for the state of every line of the selected folder but those of style Fire; a line
     /// whose state changed is painted anew. The bar calls it itself when the event loop has nothing to do.
     void UpdateLines();
     /// Answers for the state of a line; without it every line is enabled.

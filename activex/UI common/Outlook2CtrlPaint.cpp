@@ -114,7 +114,7 @@ void COutlook2Ctrl::paintEvent(QPaintEvent*)
     painter.fillRect(rect(), ToQColor(m_Colors.face));
     DrawTitle(painter);
     for (int i = 0; i < GetFolderCount(); ++i) {
-        const bool hot = m_Hot.kind == HIT_FOLDER && m_Hot.folder == i;
+        const bool hot = m_Hot.kind == EHit::Folder && m_Hot.folder == i;
         DrawFolder(painter, *m_Folders[static_cast<std::size_t>(i)], i == m_iSelected, hot);
     }
     const QRect page = GetPageRect();
@@ -173,7 +173,7 @@ void COutlook2Ctrl::DrawPage(QPainter& painter, const QRect& page)
             DrawItem(painter, *items[i]);
         for (std::size_t s = 0; s < items[i]->m_SubItems.size(); ++s) {
             const COL2SubItem& line = *items[i]->m_SubItems[s];
-            const bool hot = m_Hot.kind == HIT_SUBITEM && m_Hot.item == static_cast<int>(i) &&
+            const bool hot = m_Hot.kind == EHit::SubItem && m_Hot.item == static_cast<int>(i) &&
                              m_Hot.subItem == static_cast<int>(s);
             if (line.m_pChild == nullptr && !line.m_rect.isEmpty()) DrawSubItem(painter, line, hot);
         }
@@ -201,7 +201,7 @@ void COutlook2Ctrl::DrawSubItem(QPainter& painter, const COL2SubItem& line, bool
     if (on) painter.fillRect(line.m_rect, ToQColor(m_Colors.face).lighter(112));
     const QRect mark(line.m_rect.left() + LINE_INDENT, line.m_rect.top() + 1, ICON_SIZE,
                      line.m_rect.height() - 2);
-    if (line.m_dwStyle == OL2_CHECK) {
+    if (line.m_Style == ELineStyle::Check) {
         const QRect box(mark.left() + 2, mark.center().y() - 5, 11, 11);
         painter.setPen(ToQColor(INK));
         painter.setBrush(ToQColor(CHECK_BOX));

@@ -10,11 +10,11 @@
 class QWidget;
 
 /// What a line of the side bar does.
-enum OL2_STYLE : std::uint32_t {
-    OL2_COMMAND = 0,       // icon and text; asks its owner for its state before it fires
-    OL2_CHECK = 1,         // a check box; likewise
-    OL2_FIRE = 2,          // fires without asking
-    OL2_FIRE_UPDATED = 3,  // fires without asking, and takes part in the idle update
+enum class ELineStyle {
+    Command,      // icon and text; asks its owner for its state before it fires
+    Check,        // a check box; likewise
+    Fire,         // fires without asking
+    FireUpdated,  // fires without asking, and takes part in the idle update
 };
 
 /// Bits of a line's state word.
@@ -26,14 +26,14 @@ inline constexpr std::uint32_t OL2_STATE_RADIO = 4;
 struct COL2SubItem {
     QString m_strText;
     QIcon m_Icon;
-    std::uint32_t m_dwStyle = OL2_COMMAND;
+    ELineStyle m_Style = ELineStyle::Command;
     QRect m_rect;  // of the last paint; empty when it was not drawn
     std::uint32_t m_dwCommand = 0;
     QWidget* m_pChild = nullptr;       // a child of the bar, which deletes it
     std::int32_t m_iChildHeight = -1;  // -1: all that is left
     std::uint32_t m_dwState = 0;       // of the last update round
 
-    bool IsUpdated() const { return m_dwStyle != OL2_FIRE; }
+    bool IsUpdated() const { return m_Style != ELineStyle::Fire; }
 };
 
 /// A header with lines beneath it; without a name it is a separator.

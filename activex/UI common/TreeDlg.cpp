@@ -75,11 +75,11 @@ void ForEachRemote(CNode* node, WORK work)
 
 // Through SetParam, which a channel over P2P does not store: such a channel opens without a window, and its
 // cell is used all the same.
-void OpenAll(CNode* node)
+void OpenAll(CNode* node, HWND grid)
 {
-    ForEachRemote(node, [](CRemote& remote) {
+    ForEachRemote(node, [grid](CRemote& remote) {
         if (remote.GetStatus() != STATUS_CLOSED) return;
-        remote.SetParam(PARAM_RENDER_WND, static_cast<std::int32_t>(TakeFreeCell()));
+        remote.SetParam(PARAM_RENDER_WND, static_cast<std::int32_t>(TakeFreeCell(grid)));
         remote.Open();
     });
 }
@@ -126,7 +126,7 @@ std::span<const CTreeDlg::Command> CTreeDlg::Commands()
              if (auto* const device = dynamic_cast<IDevice*>(node)) device->StopRecord(STOP_REASON);
          }},
         {TREE_COMMAND_OPEN_ALL, "IDS_Device_Open_All", EOfferedOn::Folder, false,
-         [](CTreeDlg&, CNode* node) { OpenAll(node); }},
+         [](CTreeDlg& panel, CNode* node) { OpenAll(node, panel.m_hGrid); }},
         {TREE_COMMAND_CLOSE_ALL, "IDS_Device_Close_All", EOfferedOn::Folder, false,
          [](CTreeDlg&, CNode* node) { CloseAll(node); }},
         {TREE_COMMAND_START_RECORD_ALL, "IDS_Device_StartRecord_All", EOfferedOn::Folder, false,
@@ -144,7 +144,7 @@ std::span<const CTreeDlg::Command> CTreeDlg::Commands()
         {TREE_COMMAND_DELETE, "IDS_Folder_Delete", EOfferedOn::Station, true,
          [](CTreeDlg& panel, CNode* node) { panel.DeleteStation(node); }},
         {TREE_COMMAND_OPEN_TREE, nullptr, EOfferedOn::Nothing, false,
-         [](CTreeDlg&, CNode*) { OpenAll(GetModelRoot()); }},
+         [](CTreeDlg& panel, CNode*) { OpenAll(GetModelRoot(), panel.m_hGrid); }},
         {TREE_COMMAND_CLOSE_TREE, nullptr, EOfferedOn::Nothing, false,
          [](CTreeDlg&, CNode*) { CloseAll(GetModelRoot()); }},
     };
@@ -286,12 +286,12 @@ bool CTreeDlg::OnCommand(int id)
 }
 
 // The cell's window is written straight into the device, not through SetParam: a channel over P2P stores
-// nothing there, so this is the one road on which such a channel gets its window.
+// nothing there, so only here does such a channel get its window.
 void CTreeDlg::OpenDevice(CRemote& device)
 {
     SendMessageA(WindowOf(Widget()->parentWidget()), TREE_NOTICE_OPENING, static_cast<WPARAM>(CountUsedCells()),
                  0);
-    device.SetRenderWnd(TakeFreeCell());
+    device.SetRenderWnd(TakeFreeCell(m_hGrid));
     device.Open();
 }
 
@@ -299,7 +299,7 @@ void CTreeDlg::OnDoubleClick(const QModelIndex& item)
 {
     auto* const device = dynamic_cast<CTcpRemote*>(NodeOf(item));
     if (device != nullptr && device->GetStatus() == STATUS_CLOSED) {
-        device->SetParam(PARAM_RENDER_WND, static_cast<std::int32_t>(TakeFreeCell()));
+        device->SetParam(PARAM_RENDER_WND, static_cast<std::int32_t>(TakeFreeCell(m_hGrid)));
         device->Open();
     }
     RefreshIcons(GetRootItem());

@@ -46,6 +46,8 @@ class CTreeDlg : public CDialog
     CTreeDlg() : CDialog(TEMPLATE) {}
     ~CTreeDlg() override;
 
+    /// The wall on which this panel shows what it opens; without one, whichever there is.
+    void SetGrid(HWND grid) { m_hGrid = grid; }
     /// Empties the tree and fills it from the root.
     void ReloadTree();
     /// The same in the colours that the tree has after a logon.
@@ -83,6 +85,7 @@ class CTreeDlg : public CDialog
     void RenameSelected();
     void PostToParent(std::uint32_t message);
 
+    HWND m_hGrid = HWND::Null;
     CTreeCtrlEx* m_pTree = nullptr;      // the window's
     CNodeTreeModel* m_pNodes = nullptr;  // the tree's
 };

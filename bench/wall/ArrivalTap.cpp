@@ -98,7 +98,7 @@ void GiveBack(const msghdr& received, msghdr& message)
     message.msg_controllen = used;
 }
 
-int ReceiveStamped(int socket, mmsghdr* messages, unsigned int limit, int flags, timespec* patience)
+int ReceiveStamped(int socket, mmsghdr* messages, unsigned int limit, int flags, timespec* timeout)
 {
     {
         const std::lock_guard lock(Tap().lock);
@@ -111,7 +111,7 @@ int ReceiveStamped(int socket, mmsghdr* messages, unsigned int limit, int flags,
         received[i].msg_hdr.msg_control = controls[i].bytes.data();
         received[i].msg_hdr.msg_controllen = controls[i].bytes.size();
     }
-    const auto count = static_cast<int>(syscall(SYS_recvmmsg, socket, received.data(), limit, flags, patience));
+    const auto count = static_cast<int>(syscall(SYS_recvmmsg, socket, received.data(), limit, flags, timeout));
     for (int i = 0; i < count; ++i) {
         const msghdr& taken = received[static_cast<std::size_t>(i)].msg_hdr;
         const std::size_t bytes = received[static_cast<std::size_t>(i)].msg_len;
@@ -130,11 +130,11 @@ int ReceiveStamped(int socket, mmsghdr* messages, unsigned int limit, int flags,
 
 }  // namespace
 
-extern "C" int recvmmsg(int socket, mmsghdr* messages, unsigned int limit, int flags, timespec* patience)
+extern "C" int recvmmsg(int socket, mmsghdr* messages, unsigned int limit, int flags, timespec* timeout)
 {
     if (Tap().on.load(std::memory_order_relaxed))
-        return ReceiveStamped(socket, messages, limit, flags, patience);
-    return static_cast<int>(syscall(SYS_recvmmsg, socket, messages, limit, flags, patience));
+        return ReceiveStamped(socket, messages, limit, flags, timeout);
+    return static_cast<int>(syscall(SYS_recvmmsg, socket, messages, limit, flags, timeout));
 }
 
 namespace arrival_tap

@@ -14,7 +14,7 @@ inline constexpr char C264_WARNING_IN_SLICE[] = "warning! cabac_decode_terminal 
 inline constexpr char C264_WARNING_END_OF_I[] = "warning! cabac_decode_terminal error end of islice!";
 inline constexpr char C264_WARNING_END_OF_P[] = "warning! cabac_decode_terminal error end of pslice!";
 
-/// Keeps a text, which must live to the end of the process. Slot 0 keeps the first one for ever; the others go
+/// Keeps a text, which must live to the end of the process. Slot 0 keeps the first one; the others go
 /// round the slots 1 to 255. Any thread at any time; allocates nothing.
 void c264_log(const char* text);
 

@@ -50,7 +50,7 @@ class cavlc_coder
         return rem + (rem >= predicted ? 1 : 0);
     }
 
-    /// A mode beyond the table predicts the constant.
+    /// A mode beyond the table is another index of the kernels: a variant of DC, or the constant.
     uint8_t intra_chroma_mode() { return static_cast<uint8_t>(std::min(reader.ue(), 15u)); }
 
     uint8_t coded_block_pattern(bool intra)

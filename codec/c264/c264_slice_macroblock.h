@@ -272,6 +272,9 @@ void parse_macroblock(const C264Context* dec, CODER* coder, C264Slice* s)
             parse_inter(dec, coder, s);
             break;
         default:
+            // for its neighbours and the filter it stands still, whatever the macroblock before left in the
+            // cache
+            fill_vectors(s, c264_at(0, 0), 4, 4, 0);
             s->qp_changed = false;
             break;
     }

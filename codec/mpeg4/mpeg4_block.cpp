@@ -159,28 +159,34 @@ struct neighbours {
     const mpeg4_prediction_store* corner;
 };
 
-/// The macroblocks beside the one at hand, each null when it is outside of the picture or not intra.
+/// What a macroblock predicts its neighbours from; null when it is outside of the picture or not intra.
+struct intra_source {
+    const mpeg4_intra_store* store;
+    int32_t quant;
+};
+
 struct intra_neighbours {
-    const Mpeg4Macroblock* left;
-    const Mpeg4Macroblock* top;
-    const Mpeg4Macroblock* corner;
+    intra_source left;
+    intra_source top;
+    intra_source corner;
 };
 
 intra_neighbours find_intra_neighbours(const Mpeg4Decoder* dec, int mb_x, int mb_y)
 {
-    const Mpeg4Macroblock* const mb = dec->macroblocks + mb_y * dec->mb_across + mb_x;
-    const auto intra = [](bool inside, const Mpeg4Macroblock* there) {
-        return inside && mpeg4_is_intra(there->mode) ? there : nullptr;
+    const ptrdiff_t at = ptrdiff_t{mb_y} * dec->mb_across + mb_x;
+    const auto intra = [&](bool inside, ptrdiff_t index) -> intra_source {
+        if (!inside || !mpeg4_is_intra(dec->macroblocks[index].mode)) return {nullptr, 1};
+        return {dec->stores + index, dec->macroblocks[index].quant};
     };
-    return {intra(mb_x > 0, mb - 1), intra(mb_y > 0, mb - dec->mb_across),
-            intra(mb_x > 0 && mb_y > 0, mb - dec->mb_across - 1)};
+    return {intra(mb_x > 0, at - 1), intra(mb_y > 0, at - dec->mb_across),
+            intra(mb_x > 0 && mb_y > 0, at - dec->mb_across - 1)};
 }
 
 /// Figure 7-5: the three blocks that block `n` is predicted from.
-neighbours find_neighbours(const Mpeg4Macroblock* mb, const intra_neighbours& around, int n)
+neighbours find_neighbours(const intra_source& mb, const intra_neighbours& around, int n)
 {
-    const auto in = [](const Mpeg4Macroblock* there, int block) -> neighbour {
-        return there ? neighbour{&there->store[block], there->quant} : neighbour{&no_neighbour, 1};
+    const auto in = [](const intra_source& there, int block) -> neighbour {
+        return there.store ? neighbour{&there.store->block[block], there.quant} : neighbour{&no_neighbour, 1};
     };
     switch (n) {
         case 0:
@@ -257,18 +263,17 @@ struct intra_block {
     int dc;
     bool has_ac;
 };
-intra_block read_intra_block(Mpeg4Decoder* dec, Mpeg4Macroblock* mb, const intra_neighbours& around, int n,
-                             bool ac_pred)
+intra_block read_intra_block(Mpeg4Decoder* dec, const Mpeg4Macroblock* mb, mpeg4_intra_store* stores,
+                             const intra_neighbours& around, int n, bool ac_pred)
 {
     const bool luma = n < 4;
     const int scaler = dc_scaler(mpeg4_bounded_quant(mb->quant), luma);
 
     // 7.4.3.1: the smaller gradient tells the direction
-    const neighbours beside = find_neighbours(mb, around, n);
+    const neighbours beside = find_neighbours({stores, mb->quant}, around, n);
     const int corner = beside.corner->dc;
     const bool from_top = std::abs(beside.left.store->dc - corner) < std::abs(corner - beside.top.store->dc);
     const neighbour& from = from_top ? beside.top : beside.left;
-    mb->from_top[n] = from_top;
 
     int difference;
     const bool readable = read_dc_difference(&dec->bits, luma, &difference);
@@ -290,7 +295,7 @@ intra_block read_intra_block(Mpeg4Decoder* dec, Mpeg4Macroblock* mb, const intra
         add_ac_prediction(block, from, from_top, mb->quant);
         has_ac = true;
     }
-    mpeg4_prediction_store* const store = &mb->store[n];
+    mpeg4_prediction_store* const store = &stores->block[n];
     store->dc = static_cast<int16_t>(dc);
     if (has_ac) {
         store_levels(store, block);
@@ -315,11 +320,12 @@ void for_each_block(const Mpeg4Decoder* dec, int mb_x, int mb_y, Visit visit)
 
 void mpeg4_intra_blocks(Mpeg4Decoder* dec, int mb_x, int mb_y, bool ac_pred)
 {
-    Mpeg4Macroblock* const mb = dec->macroblocks + mb_y * dec->mb_across + mb_x;
+    const ptrdiff_t index = ptrdiff_t{mb_y} * dec->mb_across + mb_x;
+    const Mpeg4Macroblock* const mb = dec->macroblocks + index;
     const intra_neighbours around = find_intra_neighbours(dec, mb_x, mb_y);
     intra_block blocks[6];
     for (int n = 0; n < 6; ++n)
-        blocks[n] = read_intra_block(dec, mb, around, n, ac_pred);
+        blocks[n] = read_intra_block(dec, mb, dec->stores + index, around, n, ac_pred);
 
     const int quant = mpeg4_bounded_quant(mb->quant);
     for_each_block(dec, mb_x, mb_y, [&](int n, uint8_t* to, ptrdiff_t stride) {

@@ -22,7 +22,7 @@ int32_t median(int32_t a, int32_t b, int32_t c)
 
 mpeg4_vector median(mpeg4_vector a, mpeg4_vector b, mpeg4_vector c)
 {
-    return {median(a.x, b.x, c.x), median(a.y, b.y, c.y)};
+    return mpeg4_make_vector(median(a.x, b.x, c.x), median(a.y, b.y, c.y));
 }
 
 /// Table B-12; a code that doesn't exist counts as zero and takes the bits that were looked at.
@@ -44,7 +44,7 @@ MPEG4_INLINE mpeg4_vector read_vector(mpeg4_bits* bits, mpeg4_vector prediction)
     mpeg4_bits_refill(bits);
     const int32_t x = wrap(prediction.x + read_difference(bits));
     const int32_t y = wrap(prediction.y + read_difference(bits));
-    return {x, y};
+    return mpeg4_make_vector(x, y);
 }
 
 /// The vectors around a macroblock. One that is missing counts as zero; above the first row there is none at
@@ -129,11 +129,11 @@ mpeg4_vector chroma_vector(const Mpeg4Decoder* dec, const Mpeg4Macroblock* mb)
     if (mb->mode != MPEG4_MODE_INTER4V) {
         const int32_t* const rounding = chroma_rounding[dec->standard_chroma ? 1 : 0];
         const mpeg4_vector v = mb->mv[0];
-        return {(v.x >> 1) + rounding[v.x & 3], (v.y >> 1) + rounding[v.y & 3]};
+        return mpeg4_make_vector((v.x >> 1) + rounding[v.x & 3], (v.y >> 1) + rounding[v.y & 3]);
     }
     const int32_t x = mb->mv[0].x + mb->mv[1].x + mb->mv[2].x + mb->mv[3].x;
     const int32_t y = mb->mv[0].y + mb->mv[1].y + mb->mv[2].y + mb->mv[3].y;
-    return {(x >> 3) + chroma_rounding4[x & 15], (y >> 3) + chroma_rounding4[y & 15]};
+    return mpeg4_make_vector((x >> 3) + chroma_rounding4[x & 15], (y >> 3) + chroma_rounding4[y & 15]);
 }
 }  // namespace
 

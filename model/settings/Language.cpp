@@ -1,20 +1,21 @@
 #include "model/settings/Language.h"
 
-#include <mutex>
 #include <utility>
 
 #include "inc/LogLine.h"
+#include "inc/Mutex.h"
 #include "model/settings/SystemSettings.h"
 #include "platform/files/profile.h"
 #include "platform/os/paths.h"
+#include "platform/os/threads.h"
 
 namespace
 {
 
 struct LanguageState {
-    std::recursive_mutex mutexLock;
-    CLanguage* instance = nullptr;  // null until a language was found
-    std::string path;               // full path of the language file
+    CCriticalSection lock;
+    CLanguage* instance GUARDED_BY(lock) = nullptr;  // null until a language was found
+    std::string path GUARDED_BY(lock);               // full path of the language file
 };
 
 // Never destroyed: link threads look up texts until the process ends.
@@ -28,7 +29,7 @@ constexpr std::uint32_t TEXT_SIZE = 1024;  // bytes with the terminator
 
 }  // namespace
 
-CLanguage* CLanguage::Create(std::string path)
+CLanguage* CLanguage::Create(std::string path) REQUIRES(State().lock)
 {
     static CLanguage instance;
     if (!PathFileExistsA(path))
@@ -39,7 +40,7 @@ CLanguage* CLanguage::Create(std::string path)
 
 CLanguage* CLanguage::GetInstance()
 {
-    const std::lock_guard lock(State().mutexLock);
+    const CAutoLock lock(State().lock);
     if (State().instance) return State().instance;
     if (!PathFileExistsA(GetSettingsPath())) return nullptr;
     const std::string file =
@@ -50,7 +51,7 @@ CLanguage* CLanguage::GetInstance()
 
 CLanguage* CLanguage::SetLanguage(const std::string& name)
 {
-    const std::lock_guard lock(State().mutexLock);
+    const CAutoLock lock(State().lock);
     if (State().instance) return State().instance;
     return Create(GetModuleDirectory() + "config\\" + name + ".ini");
 }
@@ -59,7 +60,7 @@ std::string CLanguage::GetString(const std::string& key)
 {
     std::string path;
     {
-        const std::lock_guard lock(State().mutexLock);
+        const CAutoLock lock(State().lock);
         path = State().path;
     }
     std::string text = "Not found";
@@ -72,7 +73,7 @@ std::string CLanguage::GetString(const std::string& key)
 
 void CLanguage::Reset()
 {
-    const std::lock_guard lock(State().mutexLock);
+    const CAutoLock lock(State().lock);
     State().instance = nullptr;
     State().path.clear();
 }

@@ -33,7 +33,9 @@ std::string GetSettingsPath()
 std::string ReadSettingText(ESetting setting)
 {
     const SettingKey& key = GetSettingKey(setting);
-    return GetProfileText(SYSTEM, key.name, key.fallback, key.bytes, GetSettingsPath());
+    std::string text = GetProfileText(SYSTEM, key.name, key.fallback, key.bytes, GetSettingsPath());
+    const bool standIn = text.empty() && key.operatorFolder != nullptr && GetProfile() == EProfile::Operator;
+    return standIn ? GetModuleDirectory() + key.operatorFolder : text;
 }
 
 std::int32_t ReadSettingNumber(ESetting setting)

@@ -35,12 +35,17 @@ struct SettingKey {
     const char* fallback;  // what a missing key reads as
     std::uint32_t bytes;   // of the buffer of a text, its terminator included; 0 for the others
     const char* meaning;   // one sentence, as the documents show it
+    // Of a text that names a folder: that beside the module which stands in for an empty one under the profile
+    // operator.
+    const char* operatorFolder = nullptr;
 };
 
 inline constexpr std::array<SettingKey, static_cast<std::size_t>(ESetting::Count)> SETTING_KEYS = {{
     {"Language", ESettingKind::Text, "", 16,
      "The language file in config, written at each start by the system's language."},
-    {"RecordPath", ESettingKind::Text, "", 260, "The folder of the records; empty when none was chosen."},
+    {"RecordPath", ESettingKind::Text, "", 260,
+     "The folder of the records; when none was chosen, records beside the module under the profile operator.",
+     "records"},
     {"PicturePath", ESettingKind::Text, "", 260, "The folder of the snapshots; empty when none was chosen."},
     {"Render", ESettingKind::Number, "0", 0, "The renderer: 0 chooses by the display adapter."},
     {"Profile", ESettingKind::Text, "", 16,
@@ -63,7 +68,8 @@ constexpr const SettingKey& GetSettingKey(ESetting setting)
 /// Full path of "config\system.ini", in the system's form.
 std::string GetSettingsPath();
 
-/// The text of a key, cut to its buffer; its default when the key is missing.
+/// The text of a key, cut to its buffer; its default when the key is missing. RecordPath is a folder's path in
+/// the system's form.
 std::string ReadSettingText(ESetting setting);
 /// The number of a key by the rules of GetPrivateProfileIntA.
 std::int32_t ReadSettingNumber(ESetting setting);

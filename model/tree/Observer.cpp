@@ -1,17 +1,17 @@
 #include "model/tree/Observer.h"
 
 #include <atomic>
-#include <mutex>
 #include <vector>
 
+#include "inc/Mutex.h"
 #include "platform/os/threads.h"
 
 namespace
 {
 
 struct ObserverList {
-    std::mutex mutexLock;  // a leaf lock: nothing is called while it is held
-    std::vector<CObserver*> list;
+    CMutex lock;  // a leaf lock: nothing is called while it is held
+    std::vector<CObserver*> list GUARDED_BY(lock);
     std::atomic<int> inside{0};  // threads inside Notify, nested calls counted
     std::atomic<bool> enabled{true};
 };
@@ -42,7 +42,7 @@ struct CInside {
 void AttachObserver(CObserver* observer)
 {
     ObserverList& observers = Observers();
-    const std::lock_guard lock(observers.mutexLock);
+    const CMutexLock lock(observers.lock);
     observers.list.push_back(observer);
 }
 
@@ -50,7 +50,7 @@ void DetachObserver(CObserver* observer)
 {
     ObserverList& observers = Observers();
     {
-        const std::lock_guard lock(observers.mutexLock);
+        const CMutexLock lock(observers.lock);
         std::erase(observers.list, observer);
     }
     while (observers.inside.load() > t_iInside)
@@ -63,7 +63,7 @@ void Notify(CNode* node, const std::string& message)
     if (!observers.enabled) return;
     std::vector<CObserver*> list;
     {
-        const std::lock_guard lock(observers.mutexLock);
+        const CMutexLock lock(observers.lock);
         list = observers.list;
         ++observers.inside;
     }

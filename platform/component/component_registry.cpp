@@ -67,10 +67,10 @@ class CUserRegistry final : public IComponentRegistry
     HRESULT RegisterTypeLibrary(const TypeLibrary& library) override
     {
         return Edit(TYPE_E_REGISTRYACCESS, [&](CIniText& ini) {
-            const std::string section = LibrarySection(library.Id);
-            RemoveInterfaces(ini, library.Id);
-            for (const InterfaceRegistration& described : library.Interfaces) {
-                if (!SetInterface(ini, described, library.Id)) return false;
+            const std::string section = LibrarySection(library.id);
+            RemoveInterfaces(ini, library.id);
+            for (const InterfaceRegistration& described : library.interfaces) {
+                if (!SetInterface(ini, described, library.id)) return false;
             }
             return ini.Set(section, "Name", library.name) && ini.Set(section, "Version", library.version) &&
                    ini.Set(section, "HelpFile", library.helpFile) && ini.Set(section, "Path", library.path) &&
@@ -90,8 +90,8 @@ class CUserRegistry final : public IComponentRegistry
     HRESULT RegisterClass(const ClassRegistration& registration) override
     {
         return Edit(REGDB_E_WRITEREGDB, [&](CIniText& ini) {
-            const std::string section = ClassSection(registration.Id);
-            RemoveName(ini, registration.Id);
+            const std::string section = ClassSection(registration.id);
+            RemoveName(ini, registration.id);
             return ini.Set(section, NAMES, registration.programmaticName) &&
                    ini.Set(section, "InprocServer32", registration.module) &&
                    ini.Set(section, "MiscStatus", Hexadecimal(registration.miscStatus)) &&
@@ -99,7 +99,7 @@ class CUserRegistry final : public IComponentRegistry
                    ini.Set(section, "TypeLib", UuidText(registration.typeLibrary)) &&
                    ini.Set(section, "TypeName", std::to_string(registration.typeName)) &&
                    ini.Set(section, "ToolboxBitmap32", std::to_string(registration.bitmap)) &&
-                   ini.Set(NAMES, registration.programmaticName, UuidText(registration.Id));
+                   ini.Set(NAMES, registration.programmaticName, UuidText(registration.id));
         });
     }
 
@@ -116,7 +116,7 @@ class CUserRegistry final : public IComponentRegistry
     {
         return Edit(REGDB_E_WRITEREGDB, [&](CIniText& ini) {
             for (const Category& category : std::span(categories, count)) {
-                if (!ini.Set(CategorySection(category.Id), "Description", category.description)) return false;
+                if (!ini.Set(CategorySection(category.id), "Description", category.description)) return false;
             }
             return true;
         });
@@ -152,7 +152,7 @@ class CUserRegistry final : public IComponentRegistry
         const std::string section = LibrarySection(id);
         if (!ini.HasSection(section)) return false;
         library = {};
-        library.Id = id;
+        library.id = id;
         ini.Find(section, "Name", library.name);
         ini.Find(section, "Version", library.version);
         ini.Find(section, "HelpFile", library.helpFile);
@@ -167,7 +167,7 @@ class CUserRegistry final : public IComponentRegistry
         const std::string section = InterfaceSection(id);
         if (!ini.HasSection(section)) return false;
         registration = {};
-        registration.Id = id;
+        registration.id = id;
         ini.Find(section, "Name", registration.name);
         ini.Find(section, "Description", registration.description);
         registration.typeLibrary = ReadUuid(ini, section, "TypeLib");
@@ -224,7 +224,7 @@ class CUserRegistry final : public IComponentRegistry
         const std::string section = ClassSection(id);
         if (!ini.HasSection(section)) return false;
         registration = {};
-        registration.Id = id;
+        registration.id = id;
         ini.Find(section, NAMES, registration.programmaticName);
         ini.Find(section, "InprocServer32", registration.module);
         registration.miscStatus = ReadNumber(ini, section, "MiscStatus");
@@ -237,7 +237,7 @@ class CUserRegistry final : public IComponentRegistry
 
     static bool SetInterface(CIniText& ini, const InterfaceRegistration& described, const UUID& library)
     {
-        const std::string section = InterfaceSection(described.Id);
+        const std::string section = InterfaceSection(described.id);
         return ini.Set(section, "Name", described.name) &&
                ini.Set(section, "Description", described.description) &&
                ini.Set(section, "TypeLib", UuidText(library));

@@ -12,24 +12,24 @@
 
 /// An interface that a type library describes, for hosts to find by its identifier.
 struct InterfaceRegistration {
-    UUID Id;
+    UUID id;
     std::string name;
     std::string description;
     UUID typeLibrary;
 };
 
 struct TypeLibrary {
-    UUID Id;
+    UUID id;
     std::string name;
     std::string version;
     std::string helpFile;
     std::string path;                                    // of the module that holds it, in the system's form
     std::string controlName;                             // what hosts list the library's control as
-    std::vector<InterfaceRegistration> Interfaces = {};  // their `typeLibrary` isn't looked at
+    std::vector<InterfaceRegistration> interfaces = {};  // their `typeLibrary` isn't looked at
 };
 
 struct ClassRegistration {
-    UUID Id;
+    UUID id;
     std::string programmaticName;
     std::string module;  // full path in the system's form
     std::uint32_t miscStatus = 0;
@@ -41,7 +41,7 @@ struct ClassRegistration {
 };
 
 struct Category {
-    UUID Id;
+    UUID id;
     std::string description;
 };
 

@@ -10,8 +10,9 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <mutex>
 #include <thread>
+
+#include "inc/Mutex.h"
 
 namespace
 {
@@ -188,8 +189,8 @@ EReplace ReplaceFile(const std::string& path, const std::function<bool(std::stri
     const std::string temporary = hidden + ".tmp";
 
     // Writers of this process wait in turn, for as long as it takes: the bound below is for other processes.
-    static std::mutex& writers = *new std::mutex;
-    const std::lock_guard turn(writers);
+    static CMutex& writers = *new CMutex;
+    const CMutexLock turn(writers);
     const CFile lock(hidden + ".lock");
     if (!lock.IsOpen() || !TakeLock(lock.Get())) return EReplace::Failed;
 

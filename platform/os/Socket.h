@@ -29,9 +29,6 @@ class CSocket
     /// Receives up to `size` bytes: the count, 0 when the peer has closed, or SOCKET_ERROR.
     int Receive(void* buffer, int size);
 
-    /// Ends the blocked calls of another thread, and all later ones at once; the socket stays until Close.
-    void ShutDown() { EndBlockedCalls(m_hSocket); }
-
     /// Gives the socket back; Create may follow.
     void Close();
 

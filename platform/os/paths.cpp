@@ -8,11 +8,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <mutex>
 #include <system_error>
 
 #include "inc/CxLog.h"
 #include "inc/LogLine.h"
+#include "inc/Mutex.h"
 #include "platform/os/ascii.h"
 #include "platform/os/drives.h"
 #include "platform/os/module_place.h"
@@ -32,11 +32,11 @@ bool HasDrive(std::string_view path)
 }
 
 struct ModulePlace {
-    std::mutex lock;
-    std::string named;  // by SetModuleDirectory
+    CMutex lock;
+    std::string named GUARDED_BY(lock);  // by SetModuleDirectory
     // What was chosen for a folder; chosen once, because choosing may fill the user's folder.
-    std::string folder;
-    UserPlace user;
+    std::string folder GUARDED_BY(lock);
+    UserPlace user GUARDED_BY(lock);
 };
 
 ModulePlace& ModuleDirectory()
@@ -115,7 +115,7 @@ std::string UserFolderFor(const std::string& folder)
     auto& directory = ModuleDirectory();
     UserPlace chosen;
     {
-        const std::lock_guard lock(directory.lock);
+        const CMutexLock lock(directory.lock);
         if (!directory.named.empty()) return {};
         if (folder == directory.folder) return directory.user.folder;
         chosen = ChooseUserPlace(folder, UserFolderOf(folder), IsFolderWritable);
@@ -126,7 +126,7 @@ std::string UserFolderFor(const std::string& folder)
     if (chosen.fault || NamedHome() != nullptr)
         LogFault("GetModuleDirectory", chosen.notice);
     else
-        LogLine(LOG_MESSAGE, "GetModuleDirectory", chosen.notice);
+        LogLine(ELogLevel::Message, "GetModuleDirectory", chosen.notice);
     return chosen.folder;
 }
 
@@ -176,17 +176,11 @@ std::string GetModuleFileNameA()
     return GetModuleDirectory() + "activex.ocx";
 }
 
-std::string GetExecutableFileNameA()
-{
-    std::error_code error;
-    return SystemPath(fs::read_symlink("/proc/self/exe", error).native());
-}
-
 std::string GetModuleDirectory()
 {
     auto& directory = ModuleDirectory();
     {
-        const std::lock_guard lock(directory.lock);
+        const CMutexLock lock(directory.lock);
         if (!directory.named.empty()) return directory.named;
     }
     return WithBackslash(SystemPath(ModuleFolder()));
@@ -195,7 +189,7 @@ std::string GetModuleDirectory()
 void SetModuleDirectory(std::string_view path)
 {
     auto& directory = ModuleDirectory();
-    const std::lock_guard lock(directory.lock);
+    const CMutexLock lock(directory.lock);
     directory.folder.clear();
     directory.user = {};
     directory.named = path.empty() ? "" : WithBackslash(SystemPath(AbsoluteFolder(path)));

@@ -25,9 +25,6 @@ std::string SystemPath(std::string_view hostPath);
 /// Full path of the module: the directory below joined with "activex.ocx".
 std::string GetModuleFileNameA();
 
-/// Full path of the process's executable, in the system's form; empty when the machine does not tell.
-std::string GetExecutableFileNameA();
-
 /// The module's directory with a backslash behind it: the module's path cut behind its last backslash. It is
 /// WATCHWALL_HOME when set, else the directory of the loaded activex.ocx (in programs that link the libraries
 /// directly: of the executable). Its text is the same whether it can be written or not. When it can't, the
@@ -36,8 +33,7 @@ std::string GetExecutableFileNameA();
 std::string GetModuleDirectory();
 
 /// Names a further directory to be the module's for the rest of the process ("" goes back to the rule above);
-/// for the container's --home and for tests. It is taken as it is, writable or not, and reaches only this copy
-/// of the library: a program that loads activex.ocx sets WATCHWALL_HOME as well.
+/// for tests and benches. It is taken as it is, writable or not, and reaches only this copy of the library.
 void SetModuleDirectory(std::string_view path);
 
 /// Creates every missing directory of `path` up to its last backslash. True when all of them stand.

@@ -5,10 +5,13 @@
 #include <functional>
 #include <mutex>
 
-// Threads, events, locks and time, named as the platform's own operations. What is left out: security
-// attributes, named objects, waiting for more than one object but for the pair of WaitForTwoObjects.
+#include "inc/EntryCheck.h"
+#include "inc/ThreadSafety.h"
 
-/// A waitable object: a thread or an event. Null is "none". Owned by whoever created it, until CloseHandle.
+// Threads, locks and time, named as the platform's own operations. What is left out: security attributes, named
+// objects, exit codes, waiting for more than one thread.
+
+/// A thread that can be waited for. Null is "none". Owned by whoever created it, until CloseHandle.
 struct WAITABLE;
 using HANDLE = WAITABLE*;
 
@@ -17,33 +20,18 @@ inline constexpr std::uint32_t WAIT_OBJECT_0 = 0;
 inline constexpr std::uint32_t WAIT_TIMEOUT = 0x102;
 inline constexpr std::uint32_t WAIT_FAILED = 0xFFFFFFFF;
 
-/// Starts a thread that runs `entry`; its result is the thread's exit code. `name` (at most 15 characters are
-/// kept) shows in debuggers. The handle is signalled when the thread has ended and stays so. Null when the
-/// system has no more threads. Closing the handle neither ends nor waits for the thread. A thread that runs
-/// keeps its module loaded.
-HANDLE CreateThread(std::function<std::uint32_t()> entry, const char* name);
+/// Starts a thread that runs `entry`. `name` (at most 15 characters are kept) shows in debuggers. The handle is
+/// signalled when the thread has ended and stays so. Null when the system has no more threads. Closing the
+/// handle neither ends nor waits for the thread. A thread that runs keeps its module loaded.
+HANDLE CreateThread(std::function<void()> entry, const char* name);
 
-inline constexpr std::uint32_t STILL_ACTIVE = 259;
-
-/// The exit code of a thread, STILL_ACTIVE while it runs; false for null.
-bool GetExitCodeThread(HANDLE thread, std::uint32_t& exitCode);
-
-/// An event. With `manualReset` it stays set until ResetEvent; otherwise each set releases one waiter.
-HANDLE CreateEventA(bool manualReset, bool initiallySet);
-bool SetEvent(HANDLE event);
-bool ResetEvent(HANDLE event);
-
-/// Waits until the object is signalled or `timeoutMs` have passed: WAIT_OBJECT_0, WAIT_TIMEOUT, or WAIT_FAILED
-/// for a null handle. On a thread that owns windows the wait goes on serving messages *sent* to these windows
-/// (see SendMessageA), so that a thread which is waited for may still send to the waiting one.
-std::uint32_t WaitForSingleObject(HANDLE object, std::uint32_t timeoutMs);
-
-/// Waits for whichever of two objects is signalled first, the first of them winning a tie: WAIT_OBJECT_0,
-/// WAIT_OBJECT_0 + 1, WAIT_TIMEOUT or WAIT_FAILED.
-std::uint32_t WaitForTwoObjects(HANDLE first, HANDLE second, std::uint32_t timeoutMs);
+/// Waits until the thread has ended or `timeoutMs` have passed: WAIT_OBJECT_0, WAIT_TIMEOUT, or WAIT_FAILED for
+/// a null handle. On a thread that owns windows the wait goes on serving messages *sent* to these windows (see
+/// SendMessageA), so that a thread which is waited for may still send to the waiting one.
+std::uint32_t WaitForSingleObject(HANDLE thread, std::uint32_t timeoutMs);
 
 /// Gives the handle back; null is allowed. False for null.
-bool CloseHandle(HANDLE object);
+bool CloseHandle(HANDLE thread);
 
 /// Waits for `ms` milliseconds and serves nothing.
 void Sleep(std::uint32_t ms);
@@ -55,23 +43,44 @@ void SleepServing(std::uint32_t ms);
 std::uint32_t GetTickCount();
 
 /// A recursive lock.
-class CCriticalSection
+class CAPABILITY("critical section") CCriticalSection
 {
   public:
-    void Lock() { m_Mutex.lock(); }
-    bool TryLock() { return m_Mutex.try_lock(); }
-    void Unlock() { m_Mutex.unlock(); }
+    void Lock() ACQUIRE()
+    {
+        m_Mutex.lock();
+        m_Holder.Take();
+    }
+    bool TryLock() TRY_ACQUIRE(true)
+    {
+        if (!m_Mutex.try_lock()) return false;
+        m_Holder.Take();
+        return true;
+    }
+    void Unlock() RELEASE()
+    {
+        m_Holder.Leave();
+        m_Mutex.unlock();
+    }
+
+#ifndef NDEBUG
+    bool IsHeld() const
+    {
+        return m_Holder.IsMe();
+    }
+#endif
 
   private:
     std::recursive_mutex m_Mutex;
+    [[no_unique_address]] CLockHolder m_Holder;
 };
 
 /// Holds a critical section for the length of a scope.
-class CAutoLock
+class SCOPED_CAPABILITY CAutoLock
 {
   public:
-    explicit CAutoLock(CCriticalSection& section) : m_Section(section) { m_Section.Lock(); }
-    ~CAutoLock() { m_Section.Unlock(); }
+    explicit CAutoLock(CCriticalSection& section) ACQUIRE(section) : m_Section(section) { m_Section.Lock(); }
+    ~CAutoLock() RELEASE() { m_Section.Unlock(); }
     CAutoLock(const CAutoLock&) = delete;
     CAutoLock& operator=(const CAutoLock&) = delete;
 

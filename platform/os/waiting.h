@@ -2,8 +2,9 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <mutex>
 #include <optional>
+
+#include "inc/Mutex.h"
 
 // What threads.h and windows.h share: a wait that serves the messages sent to the waiting thread. Internal to
 // this folder.
@@ -13,9 +14,9 @@
 // many; some tens of threads that wait a few times a second don't contend for it. It is a leaf lock, held for a
 // few instructions: no foreign code runs under it.
 
-extern std::mutex g_WaitLock;
+extern CMutex g_WaitLock;
 
-using CWaitHold = std::unique_lock<std::mutex>;
+using CWaitHold = CMutexLock;
 using CDeadline = std::optional<std::chrono::steady_clock::time_point>;
 
 /// A blocked thread, on its own stack. Whoever changes what it waits for notifies it under the lock.
@@ -28,13 +29,14 @@ class IWaitCondition
 {
   public:
     virtual ~IWaitCondition() = default;
-    virtual bool IsMet() = 0;
+    virtual bool IsMet() REQUIRES(g_WaitLock) = 0;
 };
 
 /// Waits with `hold` (which is given free while it blocks or serves) until the condition is met (true) or the
-/// deadline has passed (false; without one it waits for ever), serving messages sent to the calling thread. A
-/// deadline in the past still serves one message. Whatever meets the condition has to notify `waiter`.
-bool WaitServing(CWaitHold& hold, Waiter& waiter, IWaitCondition& condition, const CDeadline& deadline);
+/// deadline has passed (false; without one it waits indefinitely), serving messages sent to the calling thread.
+/// A deadline in the past still serves one message. Whatever meets the condition has to notify `waiter`.
+bool WaitServing(CWaitHold& hold, Waiter& waiter, IWaitCondition& condition, const CDeadline& deadline)
+    REQUIRES(g_WaitLock);
 
 /// True when the calling thread may be sent messages, so that its waits have to look for them.
 bool ThreadHasQueue();

@@ -11,7 +11,6 @@
 #include <QPaintEvent>
 #include <QPainter>
 #include <QPushButton>
-#include <QTimerEvent>
 #include <exception>
 #include <utility>
 
@@ -42,19 +41,6 @@ class CDialog::CWidget final : public QWidget
     void resizeEvent(QResizeEvent*) override
     {
         m_Dialog.Call(ETell::Debugger, [&] { m_Dialog.OnSize(width(), height()); });
-    }
-    void showEvent(QShowEvent*) override
-    {
-        m_Dialog.Call(ETell::Debugger, [&] { m_Dialog.OnShowWindow(true); });
-    }
-    void hideEvent(QHideEvent*) override
-    {
-        if (m_Dialog.m_pWidget == this) m_Dialog.Call(ETell::Debugger, [&] { m_Dialog.OnShowWindow(false); });
-    }
-    void timerEvent(QTimerEvent* event) override
-    {
-        const int id = m_Dialog.m_Timers.key(event->timerId(), -1);
-        if (id >= 0) m_Dialog.Call(ETell::Debugger, [&] { m_Dialog.OnTimer(id); });
     }
     void closeEvent(QCloseEvent* event) override
     {
@@ -99,7 +85,7 @@ void CDialog::Call(ETell tell, THandler handler) noexcept
 
 void CDialog::Tell(ETell tell, const char* fault) const
 {
-    LogLine(LOG_ERROR, "CDialog::Tell", std::string("dialog: a handler failed: ") + fault);
+    LogLine(ELogLevel::Error, "CDialog::Tell", std::string("dialog: a handler failed: ") + fault);
     if (tell == ETell::User) MessageBoxA(Handle(), fault, "Watchwall", MB_OK | MB_ICONERROR);
 }
 
@@ -144,6 +130,7 @@ class CDialog::CStartUp
 
 bool CDialog::Build(QWidget* parent, Qt::WindowFlags flags)
 {
+    ASSERT_THREAD(m_PanelsThread);
     m_pWidget = new CWidget(*this, parent, flags);
     m_pWidget->setObjectName(QStringLiteral("dialog%1").arg(m_iNumber));
     m_pHandle = std::make_unique<CWindowHandle>(*m_pWidget, [this](std::uint32_t message, WPARAM w, LPARAM l) {
@@ -191,6 +178,7 @@ int CDialog::DoModal(QWidget* owner)
 
 void CDialog::EndDialog(int result)
 {
+    ASSERT_THREAD(m_PanelsThread);
     if (!m_pLoop) return;
     m_iResult = result;
     std::exchange(m_pLoop, nullptr)->quit();
@@ -198,6 +186,7 @@ void CDialog::EndDialog(int result)
 
 bool CDialog::DestroyWindow()
 {
+    ASSERT_THREAD(m_PanelsThread);
     if (!m_pWidget) return false;
     delete m_pWidget.data();
     return true;
@@ -209,18 +198,19 @@ void CDialog::WindowGoes()
     SetPreTranslator(*m_pHandle->Widget(), nullptr);
     m_pHandle.reset();
     m_Controls.clear();
-    m_Timers.clear();
     m_pWidget.clear();
     if (m_pLoop) m_pLoop->quit();
 }
 
 void CDialog::MoveWindow(int x, int y, int width, int height)
 {
+    ASSERT_THREAD(m_PanelsThread);
     if (m_pWidget) m_pWidget->setGeometry(x, y, width, height);
 }
 
 void CDialog::Adopt(int id, QWidget* control)
 {
+    ASSERT_THREAD(m_PanelsThread);
     if (!m_pWidget || !control) return;
     if (!m_pWidget->isAncestorOf(control)) control->setParent(m_pWidget);
     if (!m_Controls.value(id)) m_Controls.insert(id, control);
@@ -231,18 +221,9 @@ void CDialog::Adopt(int id, QWidget* control)
     }
 }
 
-int CDialog::GetDlgCtrlID(const QWidget* widget) const
-{
-    for (; widget && widget != m_pWidget; widget = widget->parentWidget()) {
-        for (auto it = m_Controls.cbegin(); it != m_Controls.cend(); ++it) {
-            if (it.value() == widget) return it.key();
-        }
-    }
-    return 0;
-}
-
 bool CDialog::SetDlgItemText(int id, std::string_view text)
 {
+    ASSERT_THREAD(m_PanelsThread);
     const QString shown = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
     if (auto* label = GetDlgItem<QLabel>(id)) {
         label->setText(shown);
@@ -274,21 +255,6 @@ void CDialog::SetWindowText(std::string_view text)
 {
     if (m_pWidget)
         m_pWidget->setWindowTitle(QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())));
-}
-
-void CDialog::SetTimer(int id, int ms)
-{
-    KillTimer(id);
-    if (m_pWidget) m_Timers.insert(id, m_pWidget->startTimer(ms));
-}
-
-bool CDialog::KillTimer(int id)
-{
-    const auto it = m_Timers.constFind(id);
-    if (it == m_Timers.constEnd()) return false;
-    m_pWidget->killTimer(*it);
-    m_Timers.erase(it);
-    return true;
 }
 
 bool CDialog::DialogKey(int key)

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "inc/EntryCheck.h"
 #include "platform/qt/MessagePump.h"
 #include "platform/qt/WindowHandle.h"
 #include "platform/windows/windows.h"
@@ -19,10 +20,9 @@ class QPainter;
 /// holds it and gets its window by Create.
 ///
 /// The window's life: Create or DoModal makes it and calls OnCreate; OnCreateControls; OnInitDialog; then it is
-/// shown. It goes by DestroyWindow, with its parent, or by EndDialog
-/// at the latest: OnDestroy is called while the controls still stand, parents before their children. A derived
-/// class whose OnDestroy has work to do calls DestroyWindow in its destructor, as the base's destructor can no
-/// longer reach it. Panels' thread only.
+/// shown. It goes by DestroyWindow, with its parent, or after EndDialog: OnDestroy is called while the controls
+/// still stand, parents before their children. A derived class whose OnDestroy has work to do calls
+/// DestroyWindow in its destructor, as the base's destructor can no longer reach it. Panels' thread only.
 class CDialog : public IPreTranslate
 {
   public:
@@ -66,18 +66,11 @@ class CDialog : public IPreTranslate
         return qobject_cast<T*>(m_Controls.value(id).data());
     }
 
-    /// The identifier of a control, or of the control that holds this widget; 0 without one.
-    int GetDlgCtrlID(const QWidget* widget) const;
-
     /// Texts are UTF-8. Labels, buttons, group boxes, edit fields and combos (their present text); false or ""
     /// for another control or none.
     bool SetDlgItemText(int id, std::string_view text);
     std::string GetDlgItemText(int id) const;
     void SetWindowText(std::string_view text);
-
-    /// Calls OnTimer with `id` each `ms` milliseconds; a second call changes the period.
-    void SetTimer(int id, int ms);
-    bool KillTimer(int id);
 
   protected:
     /// Adds the controls. Called once per window.
@@ -91,8 +84,6 @@ class CDialog : public IPreTranslate
     virtual void OnDestroy() {}
     virtual void OnPaint(QPainter& /*painter*/, const QRect& /*area*/) {}
     virtual void OnSize(int /*width*/, int /*height*/) {}
-    virtual void OnShowWindow(bool /*shown*/) {}
-    virtual void OnTimer(int /*id*/) {}
 
     /// The window is asked to close; the base takes it for OnCancel.
     virtual void OnClose() { OnCancel(); }
@@ -130,10 +121,10 @@ class CDialog : public IPreTranslate
     void WindowGoes();
 
     const int m_iNumber;
+    CThreadMark m_PanelsThread;
     QPointer<CWidget> m_pWidget;  // owned by its parent, or by DoModal
     std::unique_ptr<CWindowHandle> m_pHandle;
     QHash<int, QPointer<QWidget>> m_Controls;
-    QHash<int, int> m_Timers;  // identifier to the toolkit's number
     QEventLoop* m_pLoop = nullptr;
     int m_iResult = 0;
 };

@@ -87,32 +87,12 @@ LRESULT CWindowBackend::OnPanelsThread(const std::function<LRESULT()>& work) con
     return SendMessageA(m_hCrossing, MESSAGE_CALL, 0, reinterpret_cast<LPARAM>(&work));
 }
 
-bool CWindowBackend::GetClientRect(HWND window, RECT& rect)
-{
-    return OnPanelsThread([window, &rect]() -> LRESULT {
-        const QWidget* widget = WidgetOf(window);
-        if (!widget) return 0;
-        rect = {0, 0, widget->width(), widget->height()};
-        return 1;
-    });
-}
-
 bool CWindowBackend::SetWindowPos(HWND window, const RECT& rect)
 {
     return OnPanelsThread([window, &rect]() -> LRESULT {
         QWidget* widget = WidgetOf(window);
         if (!widget) return 0;
         widget->setGeometry(rect.left, rect.top, rect.right - rect.left, rect.bottom - rect.top);
-        return 1;
-    });
-}
-
-bool CWindowBackend::ShowWindow(HWND window, bool visible)
-{
-    return OnPanelsThread([window, visible]() -> LRESULT {
-        QWidget* widget = WidgetOf(window);
-        if (!widget) return 0;
-        widget->setVisible(visible);
         return 1;
     });
 }

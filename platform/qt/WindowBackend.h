@@ -15,9 +15,7 @@ class CWindowBackend final : public IWindowBackend
     CWindowBackend(const CWindowBackend&) = delete;
     CWindowBackend& operator=(const CWindowBackend&) = delete;
 
-    bool GetClientRect(HWND window, RECT& rect) override;
     bool SetWindowPos(HWND window, const RECT& rect) override;
-    bool ShowWindow(HWND window, bool visible) override;
     std::int32_t MessageBoxA(HWND owner, std::string_view text, std::string_view caption,
                              std::uint32_t type) override;
     void ServeUntil(const std::function<bool()>& ended) override;

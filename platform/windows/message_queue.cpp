@@ -3,7 +3,9 @@
 #include <utility>
 #include <vector>
 
-constinit std::mutex g_WaitLock;
+#include "inc/Mutex.h"
+
+constinit CMutex g_WaitLock;
 
 namespace
 {
@@ -23,7 +25,7 @@ struct QueueOwner {
 };
 thread_local QueueOwner t_Owner;
 
-void Answer(SentMessage& message, LRESULT result)
+void Answer(SentMessage& message, LRESULT result) REQUIRES(g_WaitLock)
 {
     message.result = result;
     message.done = true;
@@ -34,12 +36,13 @@ void Answer(SentMessage& message, LRESULT result)
 
 void CMessageQueue::CallWake()
 {
-    const std::lock_guard lock(WakeLock);
-    if (Wake) Wake();
+    const CMutexLock lock(wakeLock);
+    if (wake) wake();
 }
 
 std::unordered_map<HWND, Window>& Windows()
 {
+    ASSERT_HELD(g_WaitLock);
     static auto& windows = *new std::unordered_map<HWND, Window>;
     return windows;
 }
@@ -69,21 +72,21 @@ void EndThreadQueue()
     const std::shared_ptr<CMessageQueue> queue = std::exchange(t_Owner.queue, nullptr);
     t_pQueue = nullptr;
     {
-        const std::lock_guard lock(queue->WakeLock);
-        queue->Wake = nullptr;
+        const CMutexLock lock(queue->wakeLock);
+        queue->wake = nullptr;
     }
     std::vector<Window> gone;  // destroyed after the lock: the procedures may hold anything
-    const std::lock_guard lock(g_WaitLock);
-    std::erase_if(Windows(), [&](auto& entry) {
+    const CMutexLock lock(g_WaitLock);
+    std::erase_if(Windows(), [&](auto& entry) REQUIRES(g_WaitLock) {
         if (entry.second.queue != queue) return false;
         gone.push_back(std::move(entry.second));
         return true;
     });
-    while (!queue->Sent.empty()) {
-        Answer(*queue->Sent.front(), 0);
-        queue->Sent.pop_front();
+    while (!queue->sent.empty()) {
+        Answer(*queue->sent.front(), 0);
+        queue->sent.pop_front();
     }
-    queue->Posted.clear();
+    queue->posted.clear();
 }
 
 LRESULT CallProcedure(const WNDPROC& procedure, const Message& message) noexcept
@@ -91,41 +94,46 @@ LRESULT CallProcedure(const WNDPROC& procedure, const Message& message) noexcept
     return procedure(message.message, message.wParam, message.lParam);
 }
 
-bool ServeOneSent(CMessageQueue& queue, CWaitHold& hold)
+bool ServeOneSent(CMessageQueue& queue,
+                  CWaitHold& hold) NO_THREAD_SAFETY_ANALYSIS  // `hold` is g_WaitLock's
 {
-    if (queue.Sent.empty()) return false;
-    SentMessage& message = *queue.Sent.front();
-    queue.Sent.pop_front();
-    const auto window = Windows().find(message.message.Window);
+    ASSERT_HELD(g_WaitLock);
+    if (queue.sent.empty()) return false;
+    SentMessage& message = *queue.sent.front();
+    queue.sent.pop_front();
+    const auto window = Windows().find(message.message.window);
     if (window == Windows().end()) {
         Answer(message, 0);
         return true;
     }
     // Kept while it runs: the procedure may take its own window out of the registry.
     std::shared_ptr<const WNDPROC> procedure = window->second.procedure;
-    hold.unlock();
+    hold.Unlock();
     const LRESULT result = CallProcedure(*procedure, message.message);
     procedure.reset();
-    hold.lock();
+    hold.Lock();
     Answer(message, result);
     return true;
 }
 
 void DropSent(CMessageQueue& queue, HWND window)
 {
-    std::erase_if(queue.Sent, [&](SentMessage* message) {
-        if (message->message.Window != window) return false;
+    ASSERT_HELD(g_WaitLock);
+    std::erase_if(queue.sent, [&](SentMessage* message) REQUIRES(g_WaitLock) {
+        if (message->message.window != window) return false;
         Answer(*message, 0);
         return true;
     });
 }
 
-bool WaitServing(CWaitHold& hold, Waiter& waiter, IWaitCondition& condition, const CDeadline& deadline)
+bool WaitServing(CWaitHold& hold, Waiter& waiter, IWaitCondition& condition,
+                 const CDeadline& deadline) NO_THREAD_SAFETY_ANALYSIS  // `hold` is g_WaitLock's
 {
     CMessageQueue* const queue = ThreadQueue();
-    Waiter* const outer = queue == nullptr ? nullptr : std::exchange(queue->pWaiter, &waiter);
+    Waiter* const outer = queue == nullptr ? nullptr : std::exchange(queue->waiter, &waiter);
     bool met = condition.IsMet();
     bool expired = false;
+    ASSERT_HELD(g_WaitLock);
     while (!met && !expired) {
         const bool served = queue != nullptr && ServeOneSent(*queue, hold);
         expired = deadline && std::chrono::steady_clock::now() >= *deadline;
@@ -134,12 +142,12 @@ bool WaitServing(CWaitHold& hold, Waiter& waiter, IWaitCondition& condition, con
             continue;
         }
         if (deadline) {
-            waiter.changed.wait_until(hold, *deadline);
+            hold.WaitUntil(waiter.changed, *deadline);
         } else {
-            waiter.changed.wait(hold);
+            hold.Wait(waiter.changed);
         }
         met = condition.IsMet();
     }
-    if (queue != nullptr) queue->pWaiter = outer;
+    if (queue != nullptr) queue->waiter = outer;
     return met;
 }

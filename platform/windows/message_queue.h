@@ -3,16 +3,16 @@
 #include <deque>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <unordered_map>
 
+#include "inc/Mutex.h"
 #include "platform/os/waiting.h"
 #include "platform/windows/windows.h"
 
 // The queues of messages behind windows.h. Internal to this folder.
 
 struct Message {
-    HWND Window = HWND::Null;
+    HWND window = HWND::Null;
     std::uint32_t message = 0;
     WPARAM wParam = 0;
     LPARAM lParam = 0;
@@ -28,14 +28,12 @@ struct SentMessage {
 
 /// What waits for one thread that owns windows.
 struct CMessageQueue {
-    // guarded by g_WaitLock
-    std::deque<SentMessage*> Sent;
-    std::deque<Message> Posted;
-    Waiter* pWaiter = nullptr;  // the innermost wait of the thread
+    std::deque<SentMessage*> sent GUARDED_BY(g_WaitLock);
+    std::deque<Message> posted GUARDED_BY(g_WaitLock);
+    Waiter* waiter GUARDED_BY(g_WaitLock) = nullptr;  // the innermost wait of the thread
 
-    // guarded by WakeLock, which is held while Wake runs: once it is replaced it is called no more
-    std::mutex WakeLock;
-    std::function<void()> Wake;
+    CMutex wakeLock;  // held while wake runs: once it is replaced it is called no more
+    std::function<void()> wake GUARDED_BY(wakeLock);
 
     void CallWake();
 };
@@ -46,8 +44,8 @@ struct Window {
     void* native = nullptr;
 };
 
-/// The registry, guarded by g_WaitLock. Lives to process end.
-std::unordered_map<HWND, Window>& Windows();
+/// The registry. Lives to process end.
+std::unordered_map<HWND, Window>& Windows() REQUIRES(g_WaitLock);
 
 /// The calling thread's queue, made at first use; null on a thread that is past its end (its thread-local
 /// objects are going).
@@ -61,10 +59,10 @@ void ServeToolkitUntil(const std::function<bool()>& ended);
 
 /// Answers one message sent to the calling thread; false when there is none. `hold` is given free while the
 /// window's procedure runs.
-bool ServeOneSent(CMessageQueue& queue, CWaitHold& hold);
+bool ServeOneSent(CMessageQueue& queue, CWaitHold& hold) REQUIRES(g_WaitLock);
 
-/// Answers every message that was sent to `window` and is still in the queue with 0. Under g_WaitLock.
-void DropSent(CMessageQueue& queue, HWND window);
+/// Answers every message that was sent to `window` and is still in the queue with 0.
+void DropSent(CMessageQueue& queue, HWND window) REQUIRES(g_WaitLock);
 
 /// Calls the procedure; nothing may leave it, a sender would never be answered.
 LRESULT CallProcedure(const WNDPROC& procedure, const Message& message) noexcept;

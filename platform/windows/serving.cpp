@@ -25,7 +25,6 @@ void RunServing(const std::function<void()>& work)
             }
             ended = true;
             queue->CallWake();
-            return 0U;
         },
         "panels' work");
     if (thread == nullptr) {

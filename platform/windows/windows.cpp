@@ -1,10 +1,12 @@
 #include "platform/windows/windows.h"
 
 #include <atomic>
+#include <cassert>
 #include <limits>
 #include <string>
 #include <utility>
 
+#include "inc/Mutex.h"
 #include "inc/OutputDebugString.h"
 #include "platform/windows/message_queue.h"
 
@@ -41,7 +43,7 @@ HWND RegisterWindow(WNDPROC procedure, void* native)
     std::shared_ptr<CMessageQueue> queue = MakeThreadQueue();
     if (queue == nullptr || !procedure) return HWND::Null;
     auto shared = std::make_shared<const WNDPROC>(std::move(procedure));
-    const std::lock_guard lock(g_WaitLock);
+    const CMutexLock lock(g_WaitLock);
     if (g_iLastHandle == std::numeric_limits<std::int32_t>::max()) return HWND::Null;
     const HWND window{++g_iLastHandle};
     Windows().emplace(window, Window{std::move(queue), std::move(shared), native});
@@ -51,7 +53,7 @@ HWND RegisterWindow(WNDPROC procedure, void* native)
 void UnregisterWindow(HWND window)
 {
     Window gone;  // destroyed after the lock: the procedure may hold anything
-    const std::lock_guard lock(g_WaitLock);
+    const CMutexLock lock(g_WaitLock);
     const auto found = Windows().find(window);
     if (found == Windows().end()) return;
     gone = std::move(found->second);
@@ -59,17 +61,13 @@ void UnregisterWindow(HWND window)
     DropSent(*gone.queue, window);
 }
 
-bool IsWindow(HWND window)
-{
-    const std::lock_guard lock(g_WaitLock);
-    return Windows().contains(window);
-}
-
 void* GetNativeWindow(HWND window)
 {
-    const std::lock_guard lock(g_WaitLock);
+    const CMutexLock lock(g_WaitLock);
     const auto found = Windows().find(window);
-    return found == Windows().end() ? nullptr : found->second.native;
+    if (found == Windows().end()) return nullptr;
+    assert(found->second.queue.get() == ThreadQueue() && "asked on a foreign thread");
+    return found->second.native;
 }
 
 LRESULT SendMessageA(HWND window, std::uint32_t message, WPARAM wParam, LPARAM lParam)
@@ -82,18 +80,18 @@ LRESULT SendMessageA(HWND window, std::uint32_t message, WPARAM wParam, LPARAM l
     const std::shared_ptr<CMessageQueue> queue = found->second.queue;
     if (queue.get() == ThreadQueue()) {
         const std::shared_ptr<const WNDPROC> procedure = found->second.procedure;
-        hold.unlock();
+        hold.Unlock();
         return CallProcedure(*procedure, sent.message);
     }
-    queue->Sent.push_back(&sent);
-    if (queue->pWaiter != nullptr) queue->pWaiter->changed.notify_one();
-    hold.unlock();
+    queue->sent.push_back(&sent);
+    if (queue->waiter != nullptr) queue->waiter->changed.notify_one();
+    hold.Unlock();
     // The owner is woken even while it waits: its wait may end before it has come to this message.
     queue->CallWake();
-    hold.lock();
+    hold.Lock();
     CAnswered answered(sent);
     WaitServing(hold, waiter, answered, std::nullopt);
-    hold.unlock();
+    hold.Unlock();
     return sent.result;
 }
 
@@ -101,11 +99,11 @@ bool PostMessageA(HWND window, std::uint32_t message, WPARAM wParam, LPARAM lPar
 {
     std::shared_ptr<CMessageQueue> queue;
     {
-        const std::lock_guard lock(g_WaitLock);
+        const CMutexLock lock(g_WaitLock);
         const auto found = Windows().find(window);
         if (found == Windows().end()) return false;
         queue = found->second.queue;
-        queue->Posted.push_back({window, message, wParam, lParam});
+        queue->posted.push_back({window, message, wParam, lParam});
     }
     queue->CallWake();
     return true;
@@ -119,18 +117,18 @@ int ServeMessages(bool posted)
     CWaitHold hold(g_WaitLock);
     // Only what is there now: each later message wakes the loop again, and a window that posts to itself must
     // not keep the loop from its other work.
-    for (std::size_t rest = queue->Sent.size(); rest > 0 && ServeOneSent(*queue, hold); --rest)
+    for (std::size_t rest = queue->sent.size(); rest > 0 && ServeOneSent(*queue, hold); --rest)
         ++served;
-    for (std::size_t rest = posted ? queue->Posted.size() : 0; rest > 0 && !queue->Posted.empty(); --rest) {
-        const Message message = queue->Posted.front();
-        queue->Posted.pop_front();
-        const auto found = Windows().find(message.Window);
+    for (std::size_t rest = posted ? queue->posted.size() : 0; rest > 0 && !queue->posted.empty(); --rest) {
+        const Message message = queue->posted.front();
+        queue->posted.pop_front();
+        const auto found = Windows().find(message.window);
         if (found == Windows().end()) continue;
         std::shared_ptr<const WNDPROC> procedure = found->second.procedure;
-        hold.unlock();
+        hold.Unlock();
         CallProcedure(*procedure, message);
         procedure.reset();
-        hold.lock();
+        hold.Lock();
         ++served;
     }
     return served;
@@ -140,8 +138,8 @@ void SetMessageWake(std::function<void()> wake)
 {
     const std::shared_ptr<CMessageQueue> queue = MakeThreadQueue();
     if (queue == nullptr) return;
-    const std::lock_guard lock(queue->WakeLock);
-    queue->Wake = std::move(wake);
+    const CMutexLock lock(queue->wakeLock);
+    queue->wake = std::move(wake);
 }
 
 IWindowBackend* SetWindowBackend(IWindowBackend* backend)
@@ -154,19 +152,9 @@ void ServeToolkitUntil(const std::function<bool()>& ended)
     if (IWindowBackend* const backend = g_pBackend.load()) backend->ServeUntil(ended);
 }
 
-bool GetClientRect(HWND window, RECT& rect)
-{
-    return AskBackend(false, [&](IWindowBackend& backend) { return backend.GetClientRect(window, rect); });
-}
-
 bool SetWindowPos(HWND window, const RECT& rect)
 {
     return AskBackend(false, [&](IWindowBackend& backend) { return backend.SetWindowPos(window, rect); });
-}
-
-bool ShowWindow(HWND window, bool visible)
-{
-    return AskBackend(false, [&](IWindowBackend& backend) { return backend.ShowWindow(window, visible); });
 }
 
 std::int32_t MessageBoxA(HWND owner, std::string_view text, std::string_view caption, std::uint32_t type)

@@ -7,7 +7,7 @@
 // Windows as handles and messages. The registry of handles and the crossing between threads stand here and know
 // no toolkit; what a window looks like is the business of the backend, which platform/qt installs.
 
-/// A window's handle. It may be kept and used from any thread for ever: a handle is never reused, and every
+/// A window's handle. It may be kept and used from any thread at any time: a handle is never reused, and every
 /// operation on a window that is gone answers 0, false or nothing.
 enum class HWND : std::int32_t { Null = 0 };
 
@@ -32,8 +32,6 @@ HWND RegisterWindow(WNDPROC procedure, void* native = nullptr);
 
 /// Takes the window out of the registry, on its own thread. Messages under way are answered with 0.
 void UnregisterWindow(HWND window);
-
-bool IsWindow(HWND window);
 
 /// The `native` of RegisterWindow, or null. Panels' thread only: the object may go away on its own thread.
 void* GetNativeWindow(HWND window);
@@ -76,9 +74,7 @@ class IWindowBackend
 {
   public:
     virtual ~IWindowBackend() = default;
-    virtual bool GetClientRect(HWND window, RECT& rect) = 0;
     virtual bool SetWindowPos(HWND window, const RECT& rect) = 0;
-    virtual bool ShowWindow(HWND window, bool visible) = 0;
     virtual std::int32_t MessageBoxA(HWND owner, std::string_view text, std::string_view caption,
                                      std::uint32_t type) = 0;
     /// The toolkit's part of RunServing (serving.h): returns when `ended()` holds, which is asked each time the
@@ -92,7 +88,5 @@ IWindowBackend* SetWindowBackend(IWindowBackend* backend);
 
 // These go to the backend. Without one they answer false or 0; a message box without one writes its text to the
 // debugger output and answers IDOK.
-bool GetClientRect(HWND window, RECT& rect);
 bool SetWindowPos(HWND window, const RECT& rect);
-bool ShowWindow(HWND window, bool visible);
 std::int32_t MessageBoxA(HWND owner, std::string_view text, std::string_view caption, std::uint32_t type);

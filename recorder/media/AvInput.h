@@ -42,6 +42,7 @@ class AvInput
     // Decodes only pictures that build on no other, for somebody who hardly looks. All come again from the next
     // of these on.
     void SetKeysOnly(bool keysOnly) { m_KeysOnly = keysOnly; }
+    bool IsKeysOnly() const { return m_KeysOnly; }
 
   private:
     void Open(const std::string& spec);

@@ -37,7 +37,7 @@ Channel::Channel(const ChannelSetup& setup, int channel, int loop, Deliver deliv
       m_Channel(channel),
       m_Loop(loop),
       m_Deliver(std::move(deliver)),
-      gate([this](std::shared_ptr<const Coded> coded) { return m_Deliver(m_Channel, std::move(coded)); }),
+      m_Gate([this](std::shared_ptr<const Coded> coded) { return m_Deliver(m_Channel, std::move(coded)); }),
       m_Tracks{Track{KeyGate(setup.scene.rate, channel, setup.channels), false, {}, 0},
                Track{KeyGate(setup.scene.rate, channel, setup.channels), false, {}, 0}},
       m_Camera(setup.scene.rate)
@@ -177,7 +177,7 @@ void Channel::ServeCodec(ECodec codec, PictureMaker* maker, const Turn& turn)
     }
     if (!coded || (track.broken && !coded->key)) return;  // it would show nothing but damage
     track.broken =
-        codec == ECodec::H264 ? !gate.Send(std::move(coded)) : !m_Deliver(m_Channel, std::move(coded));
+        codec == ECodec::H264 ? !m_Gate.Send(std::move(coded)) : !m_Deliver(m_Channel, std::move(coded));
 }
 
 void Channel::Serve(Clock::time_point start)
@@ -197,8 +197,8 @@ bool Channel::LeavesToCamera(ECodec codec, const Turn::For& wanted)
 {
     if (codec != ECodec::H264) return false;
     // A camera can't be asked for a key picture: until its next one comes they are coded anew.
-    if (wanted.key || wanted.restart) gate.Rest();
-    const PassGate::ETurn turn = gate.Turn(Clock::now());
+    if (wanted.key || wanted.restart) m_Gate.Rest();
+    const PassGate::ETurn turn = m_Gate.Turn(Clock::now());
     if (turn == PassGate::ETurn::Restart && m_Maker) m_Maker->Restart(codec);
     return turn == PassGate::ETurn::Leave;
 }
@@ -207,17 +207,17 @@ void Channel::CPackets::Opened(const AVCodecParameters& codec)
 {
     const SceneSetup& scene = m_Channel.m_Setup.scene;
     m_Check = std::make_unique<PacketCheck>(codec, scene.width, scene.height);
-    m_Channel.gate.Opened();
+    m_Channel.m_Gate.Opened();
 }
 
 void Channel::CPackets::OnPacket(const AVPacket& packet)
 {
     if (!m_Channel.IsWatchedIn(ECodec::H264)) {
-        m_Channel.gate.Rest();
+        m_Channel.m_Gate.Rest();
         return;
     }
     const h264::Checked checked = m_Check->Check(packet);
-    if (m_Channel.gate.Take(checked, m_Channel.m_Setup.stream.checksum, Clock::now()))
+    if (m_Channel.m_Gate.Take(checked, m_Channel.m_Setup.stream.checksum, Clock::now()))
         SaySource(m_Channel.m_Channel, m_Channel.m_Setup.source, "H.264 is coded anew: " + checked.why);
 }
 

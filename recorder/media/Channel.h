@@ -83,7 +83,7 @@ class Channel
     // Asks everything that waits to end soon; the destructor waits for it.
     void Stop();
     ChannelCounts Counts(ECodec codec = ECodec::Mpeg4) const;
-    PassState Passing() const { return gate.State(); }
+    PassState Passing() const { return m_Gate.State(); }
 
   private:
     // The camera's own packets, on the thread of the source.
@@ -139,7 +139,7 @@ class Channel
     int m_Channel;
     int m_Loop;
     Deliver m_Deliver;
-    PassGate gate;
+    PassGate m_Gate;
     CPackets m_Packets{*this};
     std::unique_ptr<PictureMaker> m_Maker;  // null with a loop; the channel's thread only
 

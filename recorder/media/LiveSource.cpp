@@ -71,10 +71,9 @@ void LiveSource::Run()
         try {
             m_Since = Clock::now();
             m_Late = false;
-            m_KeysOnly = false;
             AvInput input(m_Spec, [this] { return m_Stop || m_End || IsLate(); });
             if (m_Packets != nullptr) m_Packets->Opened(input.Codec());
-            input.SetTap([this](const AVPacket& packet) { OnPacket(packet); });
+            input.SetTap([this, &input](const AVPacket& packet) { OnPacket(input, packet); });
             Play(input);
         } catch (const std::exception& e) {
             if (m_Stop || m_End) return;
@@ -108,21 +107,22 @@ void LiveSource::Play(AvInput& input)
             if (!Wait(due)) return;
         }
         Publish(input.Frame());
-        bool idle = false;
-        {
-            const std::lock_guard lock(m_Mutex);
-            idle = Clock::now() - m_Asked >= m_Times.idleAfter;
-        }
-        m_KeysOnly = idle && !input.IsFile();
-        input.SetKeysOnly(m_KeysOnly);
     }
 }
 
-// A source whose pictures are left out isn't silent, however rare its key pictures are.
-void LiveSource::OnPacket(const AVPacket& packet)
+// Each key picture decides for those that build on it: were it decoded alone, whoever looks again would wait
+// for one more. A source whose pictures are left out isn't silent, however rare its key pictures are.
+void LiveSource::OnPacket(AvInput& input, const AVPacket& packet)
 {
-    if (m_KeysOnly) m_Since = Clock::now();
+    if ((packet.flags & AV_PKT_FLAG_KEY) != 0) input.SetKeysOnly(!input.IsFile() && IsIdle());
+    if (input.IsKeysOnly()) m_Since = Clock::now();
     if (m_Packets != nullptr) m_Packets->OnPacket(packet);
+}
+
+bool LiveSource::IsIdle()
+{
+    const std::lock_guard lock(m_Mutex);
+    return Clock::now() - m_Asked >= m_Times.idleAfter;
 }
 
 void LiveSource::Publish(const AVFrame& frame)

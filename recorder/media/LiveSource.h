@@ -43,7 +43,8 @@ class LiveSource : public ISource
     // the reader's thread only
     void Run();
     void Play(AvInput& input);
-    void OnPacket(const AVPacket& packet);
+    void OnPacket(AvInput& input, const AVPacket& packet);
+    bool IsIdle();
     void Publish(const AVFrame& frame);
     void Fail(const std::string& why);
     bool IsLate();
@@ -57,7 +58,6 @@ class LiveSource : public ISource
     // The reader's thread only.
     Clock::time_point m_Since;  // opening, or the latest picture; with key pictures only, the latest packet
     bool m_Late = false;
-    bool m_KeysOnly = false;
 
     // the caller's thread only
     OverlayPainter m_Overlay;

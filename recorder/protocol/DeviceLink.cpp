@@ -6,10 +6,10 @@
 namespace recorder
 {
 
-const char* FarewellText(EFarewell farewell)
+const char* DisconnectReasonText(EDisconnectReason reason)
 {
     static constexpr std::array<const char*, 5> TEXTS = {"none", "logout", "silent", "idle", "no room"};
-    return TEXTS[static_cast<size_t>(farewell)];
+    return TEXTS[static_cast<size_t>(reason)];
 }
 
 DeviceLink::DeviceLink(Setup setup, IChannels& channels, IDatagramOut& out)
@@ -61,7 +61,8 @@ void DeviceLink::OnDatagram(TimeUs now, const Endpoint& from, std::span<const ui
             if (const auto it = m_Clients.find(from); it != m_Clients.end()) OnAcknowledged(it->second);
             break;
         case EMessage::Logout:
-            if (const auto it = m_Clients.find(from); it != m_Clients.end()) Drop(it, EFarewell::Logout);
+            if (const auto it = m_Clients.find(from); it != m_Clients.end())
+                Drop(it, EDisconnectReason::Logout);
             break;
         default:
             break;
@@ -146,16 +147,13 @@ void DeviceLink::OnMessage(TimeUs now, int channel, bool key, const SendQueue::M
         if (it == client.counts.streams.end()) continue;
         auto& stream = it->second;
         if (stream.waitsForKey && !key) continue;
-        if (client.queue.Push(channel, message)) {
+        if (client.queue.Push(channel, message, now)) {
             stream.waitsForKey = false;
             ++stream.pictures;
             stream.bytes += message->size();
             Pump(now, client);
         } else {
-            // Pictures that build on the missing one would show nothing but damage.
-            ++stream.dropped;
-            stream.waitsForKey = true;
-            m_Channels.WantKey(channel);
+            Lose(stream, channel, 1);
         }
     }
 }
@@ -168,11 +166,11 @@ TimeUs DeviceLink::OnTimer(TimeUs now)
         Client& client = it->second;
         const bool silent = !RepeatReplies(now, client);
         if (silent || (client.unansweredSince != NEVER && now - client.unansweredSince >= m_Setup.dropAfter)) {
-            it = Drop(it, EFarewell::Silent);
+            it = Drop(it, EDisconnectReason::Silent);
             continue;
         }
         if (client.counts.streams.empty() && now - client.heard >= FORGET_IDLE_AFTER) {
-            it = Drop(it, EFarewell::Idle);
+            it = Drop(it, EDisconnectReason::Idle);
             continue;
         }
         Pump(now, client);
@@ -229,12 +227,22 @@ bool DeviceLink::MakeRoom(const Endpoint& from)
         if (oldest == m_Clients.end() || it->second.heard < oldest->second.heard) oldest = it;
     }
     if (oldest == m_Clients.end()) return false;
-    Drop(oldest, EFarewell::NoRoom);
+    Drop(oldest, EDisconnectReason::NoRoom);
     return true;
+}
+
+// Pictures that build on the missing ones would show nothing but damage.
+void DeviceLink::Lose(ClientCounts::Stream& stream, int channel, size_t pictures)
+{
+    stream.dropped += pictures;
+    stream.waitsForKey = true;
+    m_Channels.WantKey(channel);
 }
 
 void DeviceLink::Pump(TimeUs now, Client& client)
 {
+    for (const auto& [channel, pictures] : client.queue.DropStale(now))
+        Lose(client.counts.streams[channel], channel, pictures);
     while (const auto piece = client.queue.Next(now)) {
         ++client.counts.datagrams;
         client.counts.bytes += piece->size();
@@ -243,13 +251,13 @@ void DeviceLink::Pump(TimeUs now, Client& client)
     }
 }
 
-DeviceLink::Clients_t::iterator DeviceLink::Drop(Clients_t::iterator client, EFarewell farewell)
+DeviceLink::Clients_t::iterator DeviceLink::Drop(Clients_t::iterator client, EDisconnectReason reason)
 {
     ClientCounts counts = std::move(client->second.counts);
     const auto next = m_Clients.erase(client);
     for (const auto& [channel, stream] : counts.streams)
         UpdateWatched(channel);
-    counts.farewell = farewell;
+    counts.disconnectReason = reason;
     if (m_Former.size() == MAX_FORMER_CLIENTS) m_Former.erase(m_Former.begin());
     m_Former.push_back(std::move(counts));
     return next;

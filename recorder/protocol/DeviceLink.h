@@ -25,9 +25,9 @@ class IChannels
     virtual void WantKey(int channel) = 0;
 };
 
-// Why a client was let go.
-enum class EFarewell { None, Logout, Silent, Idle, NoRoom };
-const char* FarewellText(EFarewell farewell);
+// Why a client was disconnected.
+enum class EDisconnectReason { None, Logout, Silent, Idle, NoRoom };
+const char* DisconnectReasonText(EDisconnectReason reason);
 
 // What the report tells of one client.
 struct ClientCounts {
@@ -45,12 +45,12 @@ struct ClientCounts {
     };
     std::map<int, Stream> streams;  // by channel
     bool proved = false;            // it acknowledged a stream reply
-    EFarewell farewell = EFarewell::None;
+    EDisconnectReason disconnectReason = EDisconnectReason::None;
 };
 
-// The device's side of the peer-to-peer road: registers at the rendezvous under the net id, answers punches and
-// probes, and sends the channels that were asked for to those who asked. Bytes come in, bytes go out, time is
-// passed in; no sockets, no pictures of its own. One thread at a time.
+// The device's side of the peer-to-peer protocol: registers at the rendezvous under the net id, answers punches
+// and probes, and sends the channels that were asked for to those who asked. Bytes come in, bytes go out, time
+// is passed in; no sockets, no pictures of its own. One thread at a time.
 //
 // It names no endpoint but the rendezvous and those from which a datagram came, to it or to the rendezvous: the
 // local addresses in a foreign record are never used. As a sender can be made up, a client gets no pictures
@@ -120,7 +120,8 @@ class DeviceLink
     // False when an unproved client has had all its replies.
     bool RepeatReplies(TimeUs now, Client& client);
     void Pump(TimeUs now, Client& client);
-    Clients_t::iterator Drop(Clients_t::iterator client, EFarewell farewell);
+    void Lose(ClientCounts::Stream& stream, int channel, size_t pictures);
+    Clients_t::iterator Drop(Clients_t::iterator client, EDisconnectReason reason);
     void UpdateWatched(int channel);
     void Send(const Endpoint& to, EMessage type, ECarries carries, std::span<const uint8_t> body = {});
 

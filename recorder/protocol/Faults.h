@@ -9,7 +9,7 @@
 namespace recorder
 {
 
-// How bad the road is made. Rates are percentages, 0 to 100.
+// How bad the network is made. Rates are percentages, 0 to 100.
 struct FaultRates {
     double loss = 0;
     double reorder = 0;  // let overtake by up to three later ones
@@ -66,7 +66,7 @@ class Faults
     void Garble(Bytes& bytes);
     void Deliver(TimeUs now, Datagram datagram, std::vector<Datagram>& ready);
 
-    // A held datagram waits for later ones, but not for ever.
+    // A held datagram waits for later ones, but not indefinitely.
     static constexpr TimeUs HOLD_AT_MOST = 20 * MILLISECOND;
     // What a delay may keep; beyond it datagrams are lost, as in any queue.
     static constexpr size_t MAX_DELAYED = 8192;

@@ -6,14 +6,14 @@
 namespace recorder
 {
 
-bool SendQueue::Push(int channel, Message message)
+bool SendQueue::Push(int channel, Message message, TimeUs since)
 {
     const auto ofChannel = std::count_if(m_Items.begin(), m_Items.end(),
                                          [channel](const Item& item) { return item.channel == channel; });
     if (static_cast<size_t>(ofChannel) >= MAX_PER_CHANNEL || m_Bytes + message->size() > MAX_BYTES)
         return false;
     m_Bytes += message->size();
-    m_Items.push_back({channel, std::move(message)});
+    m_Items.push_back({channel, std::move(message), since});
     return true;
 }
 
@@ -26,10 +26,25 @@ void SendQueue::Forget(int channel)
     });
 }
 
+std::map<int, size_t> SendQueue::DropStale(TimeUs now)
+{
+    std::map<int, size_t> dropped;
+    std::erase_if(m_Items, [&](const Item& item) {
+        if (item.sent > 0 || item.since == NEVER) return false;
+        const bool goes = now - item.since >= STALE_AFTER || dropped.contains(item.channel);
+        if (goes) {
+            m_Bytes -= item.message->size();
+            ++dropped[item.channel];
+        }
+        return goes;
+    });
+    return dropped;
+}
+
 std::optional<std::span<const uint8_t>> SendQueue::Next(TimeUs now)
 {
-    const TimeUs patience = Patience();
-    while (!m_Outstanding.empty() && now - m_Outstanding.front() >= patience) {
+    const TimeUs timeout = AckTimeout();
+    while (!m_Outstanding.empty() && now - m_Outstanding.front() >= timeout) {
         // What went before the last time is part of the same silence.
         if (m_Outstanding.front() >= m_BackedOff && m_BackOff < MOST_BACK_OFF) {
             ++m_BackOff;
@@ -66,7 +81,7 @@ TimeUs SendQueue::Due(TimeUs now) const
 {
     if (m_Items.empty()) return NEVER;
     TimeUs due = now;
-    if (m_Outstanding.size() >= Window()) due = std::max(due, m_Outstanding.front() + Patience());
+    if (m_Outstanding.size() >= Window()) due = std::max(due, m_Outstanding.front() + AckTimeout());
     if (m_InBurst >= BURST) due = std::max(due, m_BurstStart + BURST_EVERY);
     return due;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <deque>
+#include <map>
 #include <memory>
 #include <optional>
 
@@ -13,9 +14,10 @@ namespace recorder
 // all channels of a client share one queue, and the pieces of a message go out without another's between them.
 //
 // Pieces are spread: at most BURST each millisecond, and at most WINDOW that the client hasn't acknowledged. A
-// piece whose acknowledgement doesn't come counts as gone after PATIENCE, so that a lost one delays but never
-// stops. While no acknowledgement comes at all, the window halves and the patience doubles each time, so that
-// a client that has gone, or never was, soon gets next to nothing. No clock, no sockets; one thread at a time.
+// piece whose acknowledgement doesn't come counts as gone after ACK_TIMEOUT, so that a lost one delays but
+// never stops. While no acknowledgement comes at all, the window halves and the time-out doubles each time, so
+// that a client that has gone, or never was, soon gets next to nothing. No clock, no sockets; one thread at a
+// time.
 class SendQueue
 {
   public:
@@ -23,15 +25,20 @@ class SendQueue
     static constexpr size_t WINDOW = 48;  // about half of what the system's usual receive buffer holds
     static constexpr size_t BURST = 16;
     static constexpr TimeUs BURST_EVERY = MILLISECOND;
-    static constexpr TimeUs PATIENCE = 50 * MILLISECOND;
+    static constexpr TimeUs ACK_TIMEOUT = 50 * MILLISECOND;
     static constexpr int MOST_BACK_OFF = 4;  // 3 pieces each 800 ms
     static constexpr size_t MAX_BYTES = 4 << 20;
-    static constexpr size_t MAX_PER_CHANNEL = 4;  // messages; a client that is so far behind loses pictures
+    static constexpr size_t MAX_PER_CHANNEL = 4;   // messages; a client that is so far behind loses pictures
+    static constexpr TimeUs STALE_AFTER = SECOND;  // a picture that waits for so long isn't live any more
 
     using Message = std::shared_ptr<const Bytes>;
 
-    // False when the queue is full for this channel or altogether; the message isn't taken then.
-    bool Push(int channel, Message message);
+    // False when the queue is full for this channel or altogether; the message isn't taken then. since: when it
+    // was made; one of NEVER doesn't grow stale.
+    bool Push(int channel, Message message, TimeUs since = NEVER);
+    // Removes what has grown stale unsent, with all that waits behind it in its channel; how many messages of
+    // each channel.
+    std::map<int, size_t> DropStale(TimeUs now);
     // Removes the messages of the channel of which nothing has been sent.
     void Forget(int channel);
 
@@ -47,11 +54,12 @@ class SendQueue
 
   private:
     size_t Window() const { return WINDOW >> m_BackOff; }
-    TimeUs Patience() const { return PATIENCE << m_BackOff; }
+    TimeUs AckTimeout() const { return ACK_TIMEOUT << m_BackOff; }
 
     struct Item {
         int channel = 0;
         Message message;
+        TimeUs since = NEVER;
         size_t sent = 0;
     };
 
@@ -59,7 +67,7 @@ class SendQueue
     std::deque<TimeUs> m_Outstanding;  // when the pieces that wait for acknowledgement went
     Message m_Last;                    // keeps the piece that Next gave last
     size_t m_Bytes = 0;
-    int m_BackOff = 0;       // times that patience ended since the last acknowledgement
+    int m_BackOff = 0;       // time-outs since the last acknowledgement
     TimeUs m_BackedOff = 0;  // when it did
     TimeUs m_BurstStart = 0;
     size_t m_InBurst = 0;

@@ -10,9 +10,9 @@
 
 #include "recorder/protocol/Endpoint.h"
 
-// The datagrams of the peer-to-peer road, byte for byte. Every message is a 4-byte type and the 92-byte record
-// of a user, 96 bytes together; a body may follow. Integers are little-endian, only IPv4 addresses are in
-// network order.
+// The datagrams of the peer-to-peer protocol, byte for byte. Every message is a 4-byte type and the 92-byte
+// record of a user, 96 bytes together; a body may follow. Integers are little-endian, only IPv4 addresses are
+// in network order.
 //
 //   record, offset   0  33  name, terminated, at most 32 characters
 //                   36 4x8  local addresses: IPv4, 2-byte port, 2 bytes of padding

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "recorder/server/Playback.h"
-#include "recorder/server/UdpRoad.h"
+#include "recorder/server/UdpTransport.h"
 
 namespace recorder
 {
@@ -29,7 +29,7 @@ class DataServer::Viewer : public std::enable_shared_from_this<Viewer>
 
     void Start()
     {
-        m_Timer.expires_after(std::chrono::microseconds(PATIENCE));
+        m_Timer.expires_after(std::chrono::microseconds(TIME_LIMIT));
         m_Timer.async_wait([self = shared_from_this()](asio::error_code error) {
             if (error || self->m_Server == nullptr) return;
             ++self->m_Server->m_Counts.timeouts;

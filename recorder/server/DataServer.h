@@ -42,7 +42,7 @@ struct DirectFaults {
 class DataServer
 {
   public:
-    static constexpr TimeUs PATIENCE = 5 * SECOND;  // with the request
+    static constexpr TimeUs TIME_LIMIT = 5 * SECOND;  // with the request
     struct Setup {
         Endpoint at;
         size_t clients = 64;

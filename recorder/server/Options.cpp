@@ -236,18 +236,18 @@ void Declare(CLI::App& app, Options& options, TextTable& texts)
             return ParseAddress(text, address) ? std::string() : "'" + text + "' is not an IPv4 address";
         })
         ->capture_default_str();
-    app.add_option("--directory-port", options.directoryPort, "TCP; 0 takes a free one")
-        ->type_name("PORT")
-        ->group("Network")
-        ->capture_default_str();
-    app.add_option("--rendezvous-port", options.rendezvousPort, "UDP; 0 takes a free one")
-        ->type_name("PORT")
-        ->group("Network")
-        ->capture_default_str();
-    app.add_option("--device-port", options.devicePort, "UDP; 0 takes a free one")
-        ->type_name("PORT")
-        ->group("Network")
-        ->capture_default_str();
+    const struct {
+        const char* name;
+        uint16_t& port;
+        const char* text;
+    } ports[] = {{"--directory-port", options.directoryPort, "TCP; 0 takes a free one"},
+                 {"--rendezvous-port", options.rendezvousPort, "UDP; 0 takes a free one"},
+                 {"--device-port", options.devicePort, "UDP; 0 takes a free one"}};
+    for (const auto& row : ports)
+        app.add_option(row.name, row.port, row.text)
+            ->type_name("PORT")
+            ->group("Network")
+            ->capture_default_str();
     app.add_option("--control-port", texts.controlPort, "TCP, for text commands (10060); 0 takes a free one")
         ->type_name("PORT")
         ->group("Network")
@@ -272,39 +272,21 @@ void Declare(CLI::App& app, Options& options, TextTable& texts)
         ->check(CLI::Range(0.1, 3600.0))
         ->capture_default_str();
 
-    app.add_option("--loss", options.faults.loss, "percent of datagrams lost")
-        ->type_name("PERCENT")
-        ->group("Faults")
-        ->check(percent);
-    app.add_option("--reorder", options.faults.reorder, "percent overtaken by later ones")
-        ->type_name("PERCENT")
-        ->group("Faults")
-        ->check(percent);
-    app.add_option("--duplicate", options.faults.duplicate, "percent sent twice")
-        ->type_name("PERCENT")
-        ->group("Faults")
-        ->check(percent);
-    app.add_option("--garbage", options.faults.garbage, "percent changed, cut or replaced")
-        ->type_name("PERCENT")
-        ->group("Faults")
-        ->check(percent);
-    app.add_option("--wrong-length", options.faults.wrongLength, "percent of messages that tell a wrong length")
-        ->type_name("PERCENT")
-        ->group("Faults")
-        ->check(percent);
-    app.add_option("--wrong-type", options.directFaults.wrongType, "percent of direct frames of a wrong type")
-        ->type_name("PERCENT")
-        ->group("Faults")
-        ->check(percent);
-    app.add_option("--no-media", options.directFaults.nothing,
-                   "percent of direct frames with an empty one before")
-        ->type_name("PERCENT")
-        ->group("Faults")
-        ->check(percent);
-    app.add_option("--close", options.directFaults.close, "percent of direct frames that break off")
-        ->type_name("PERCENT")
-        ->group("Faults")
-        ->check(percent);
+    const struct {
+        const char* name;
+        double& rate;
+        const char* text;
+    } rates[] = {
+        {"--loss", options.faults.loss, "percent of datagrams lost"},
+        {"--reorder", options.faults.reorder, "percent overtaken by later ones"},
+        {"--duplicate", options.faults.duplicate, "percent sent twice"},
+        {"--garbage", options.faults.garbage, "percent changed, cut or replaced"},
+        {"--wrong-length", options.faults.wrongLength, "percent of messages that tell a wrong length"},
+        {"--wrong-type", options.directFaults.wrongType, "percent of direct frames of a wrong type"},
+        {"--no-media", options.directFaults.nothing, "percent of direct frames with an empty one before"},
+        {"--close", options.directFaults.close, "percent of direct frames that break off"}};
+    for (const auto& row : rates)
+        app.add_option(row.name, row.rate, row.text)->type_name("PERCENT")->group("Faults")->check(percent);
     app.add_option("--trickle", options.directFaults.trickleMs,
                    "milliseconds between the bytes of direct streams")
         ->type_name("MS")

@@ -10,7 +10,7 @@
 #include "recorder/server/DataServer.h"
 #include "recorder/server/DirectoryServer.h"
 #include "recorder/server/Options.h"
-#include "recorder/server/UdpRoad.h"
+#include "recorder/server/UdpTransport.h"
 #include "recorder/store/Store.h"
 
 namespace recorder
@@ -33,8 +33,8 @@ struct ReportInput {
     const DeviceLink& device;
     const ControlServer& control;
     const DataServer& data;
-    UdpRoad& rendezvousRoad;
-    UdpRoad& deviceRoad;
+    UdpTransport& rendezvousTransport;
+    UdpTransport& deviceTransport;
 };
 
 // "id", "seconds", "channels" and "clients" (arrays), "directory", "rendezvous", "device", "control", "data"

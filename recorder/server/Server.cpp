@@ -155,17 +155,17 @@ Server::Server(Options options)
         silent(EService::Directory));
     m_DirectoryAt = m_Directory->Local();
 
-    m_RendezvousRoad = std::make_unique<UdpRoad>(
+    m_RendezvousTransport = std::make_unique<UdpTransport>(
         m_Context, Endpoint{m_Options.listen, m_Options.rendezvousPort}, m_Options.faults, m_Options.seed,
         faultsOn, [this, silent](const Endpoint& from, std::span<const uint8_t> datagram) {
             if (silent(EService::Rendezvous)) return;
             m_Rendezvous->OnDatagram(Now(), from, datagram);
             Tick();
         });
-    m_RendezvousAt = m_RendezvousRoad->Local();
-    m_Rendezvous = std::make_unique<Rendezvous>(*m_RendezvousRoad);
+    m_RendezvousAt = m_RendezvousTransport->Local();
+    m_Rendezvous = std::make_unique<Rendezvous>(*m_RendezvousTransport);
 
-    m_DeviceRoad = std::make_unique<UdpRoad>(
+    m_DeviceTransport = std::make_unique<UdpTransport>(
         m_Context, Endpoint{m_Options.listen, m_Options.devicePort}, m_Options.faults, m_Options.seed + 1,
         faultsOn, [this, silent](const Endpoint& from, std::span<const uint8_t> datagram) {
             // A silent device stays registered: only peers get no answer.
@@ -173,7 +173,7 @@ Server::Server(Options options)
             m_Device->OnDatagram(Now(), from, datagram);
             Tick();
         });
-    m_DeviceAt = m_DeviceRoad->Local();
+    m_DeviceAt = m_DeviceTransport->Local();
 
     OpenStore();
     m_Channels = std::make_unique<Channels>(
@@ -203,7 +203,7 @@ Server::Server(Options options)
     setup.clients = m_Options.clients;
     setup.clientsPerAddress = m_Options.clientsPerAddress;
     setup.dropAfter = static_cast<TimeUs>(m_Options.dropAfterSeconds * SECOND);
-    m_Device = std::make_unique<DeviceLink>(std::move(setup), *m_Channels, *m_DeviceRoad);
+    m_Device = std::make_unique<DeviceLink>(std::move(setup), *m_Channels, *m_DeviceTransport);
 
     m_Control =
         std::make_unique<ControlServer>(m_Context, Endpoint{m_Options.listen, m_Options.controlPort},
@@ -256,8 +256,8 @@ void Server::Run(ESignals signals, const std::function<void(const Server&)>& rea
         });
     }
     m_Directory->Start();
-    m_RendezvousRoad->Start();
-    m_DeviceRoad->Start();
+    m_RendezvousTransport->Start();
+    m_DeviceTransport->Start();
     m_Control->Start();
     m_Data->Start();
     StartChannels();
@@ -310,7 +310,7 @@ void Server::OnPicture(int channel, const std::shared_ptr<const Coded>& coded)
     m_Data->OnPicture(channel, coded);
     if (coded->codec != ECodec::Mpeg4) return;
     Bytes message = MakeVideoMessage(channel, coded->bytes);
-    WriteU32(message.data(), m_DeviceRoad->GetFaults().SpoilHeader(ReadU32(message.data())));
+    WriteU32(message.data(), m_DeviceTransport->GetFaults().SpoilHeader(ReadU32(message.data())));
     m_Device->OnMessage(Now(), channel, coded->key, std::make_shared<const Bytes>(std::move(message)));
     Tick();
 }
@@ -341,8 +341,8 @@ void Server::SayReady()
 
 void Server::End()
 {
-    m_RendezvousRoad->Flush();
-    m_DeviceRoad->Flush();
+    m_RendezvousTransport->Flush();
+    m_DeviceTransport->Flush();
     m_Context.stop();
 }
 
@@ -364,8 +364,8 @@ nlohmann::json Server::Report() const
     for (const auto& channel : m_Channels->All())
         channels.push_back({channel->Counts(ECodec::Mpeg4), channel->Counts(ECodec::H264), channel->Passing()});
     return MakeReport({m_Options, m_Store.get(), static_cast<double>(Now() - m_Started) / SECOND, channels,
-                       *m_Directory, *m_Rendezvous, *m_Device, *m_Control, *m_Data, *m_RendezvousRoad,
-                       *m_DeviceRoad});
+                       *m_Directory, *m_Rendezvous, *m_Device, *m_Control, *m_Data, *m_RendezvousTransport,
+                       *m_DeviceTransport});
 }
 
 namespace

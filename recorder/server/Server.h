@@ -15,7 +15,7 @@
 #include "recorder/server/DataServer.h"
 #include "recorder/server/DirectoryServer.h"
 #include "recorder/server/Options.h"
-#include "recorder/server/UdpRoad.h"
+#include "recorder/server/UdpTransport.h"
 #include "recorder/store/Store.h"
 
 namespace recorder
@@ -71,8 +71,8 @@ class Server
     std::unique_ptr<Store> m_Store;  // outlives the channels, whose threads give it pictures
     std::unique_ptr<Channels> m_Channels;
     std::unique_ptr<DirectoryServer> m_Directory;
-    std::unique_ptr<UdpRoad> m_RendezvousRoad;
-    std::unique_ptr<UdpRoad> m_DeviceRoad;
+    std::unique_ptr<UdpTransport> m_RendezvousTransport;
+    std::unique_ptr<UdpTransport> m_DeviceTransport;
     std::unique_ptr<Rendezvous> m_Rendezvous;
     std::unique_ptr<DeviceLink> m_Device;
     std::unique_ptr<ControlServer> m_Control;

@@ -33,10 +33,11 @@ CLinkPicture::~CLinkPicture() = default;
 
 void CLinkPicture::Open(std::int32_t codec, std::int32_t width, std::int32_t height, const std::string& stream)
 {
+    ASSERT_THREAD(m_LinkThread);
     m_pCounters->width.store(width, std::memory_order_relaxed);
     m_pCounters->height.store(height, std::memory_order_relaxed);
     if (!IsWithinLimit(width, height)) {
-        LogLine(LOG_WARNING, "CLinkPicture::Open",
+        LogLine(ELogLevel::Warning, "CLinkPicture::Open",
                 stream + ": pictures of " + std::to_string(width) + " x " + std::to_string(height) +
                     ", at most " + std::to_string(PICTURE_LIMIT_SAMPLES) + " samples are shown");
         return;
@@ -54,17 +55,21 @@ void CLinkPicture::Open(std::int32_t codec, std::int32_t width, std::int32_t hei
 
 const CodecFrame* CLinkPicture::Decode(const std::uint8_t* data, std::int32_t length)
 {
+    ASSERT_THREAD(m_LinkThread);
     CVideoDecoder* const decoder = m_pState->m_pDecoder.get();
     return decoder == nullptr ? nullptr : decoder->Decode(data, length);
 }
 
-void CLinkPicture::Show(const CodecFrame& frame)
+void CLinkPicture::Show(const CodecFrame& frame, std::chrono::steady_clock::time_point before)
 {
+    ASSERT_THREAD(m_LinkThread);
     if (m_pSurface == nullptr) return;
+    m_pSurface->m_ShowBefore = before;
     m_pRender->DisplayClient(&frame, m_pSurface, m_pState->m_hRenderWnd);
     const EShowing showing = m_pSurface->m_Showing;
     if (showing == EShowing::WithoutCell) CLinkCounters::Count(m_pCounters->withoutCell);
     if (showing == EShowing::NotConvertible) CLinkCounters::Count(m_pCounters->notConvertible);
+    if (showing == EShowing::TooLate) CLinkCounters::Count(m_pCounters->skipped);
     if (showing != EShowing::Shown) return;
     CLinkCounters::Count(m_pCounters->shown);
     if (m_pCounters->firstPictureMs.load(std::memory_order_relaxed) < 0)
@@ -73,11 +78,13 @@ void CLinkPicture::Show(const CodecFrame& frame)
 
 void CLinkPicture::SaveSnapshot(const std::string& path)
 {
+    ASSERT_THREAD(m_LinkThread);
     if (m_pSurface != nullptr) m_pRender->SaveSnapshot(path, m_pSurface);
 }
 
 void CLinkPicture::Close()
 {
+    ASSERT_THREAD(m_LinkThread);
     m_pState->m_pDecoder.reset();
     if (m_pSurface != nullptr) m_pRender->DestroySurface(m_pSurface);
     m_pSurface = nullptr;

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
 
+#include "inc/EntryCheck.h"
 #include "platform/os/clock.h"
 #include "remote/DeviceState.h"
 #include "remote/p2p/LinkCounters.h"
@@ -41,8 +43,10 @@ class CLinkPicture
     /// answers as it likes.
     const CodecFrame* Decode(const std::uint8_t* data, std::int32_t length);
 
-    /// Shows the picture in the device's cell of now and counts it.
-    void Show(const CodecFrame& frame);
+    /// Shows the picture in the device's cell of now and counts it. One for which the device isn't free before
+    /// `before` is left out as grown old.
+    void Show(const CodecFrame& frame,
+              std::chrono::steady_clock::time_point before = std::chrono::steady_clock::time_point::max());
 
     /// Writes the present picture into a file, a path in the system's form; nothing without a surface.
     void SaveSnapshot(const std::string& path);
@@ -57,4 +61,5 @@ class CLinkPicture
     const std::uint32_t m_dwOpenTick;
     std::shared_ptr<CRender> m_pRender;
     CSurface* m_pSurface = nullptr;  // the renderer's, until DestroySurface
+    CThreadMark m_LinkThread;
 };

@@ -10,7 +10,7 @@
 #include "platform/os/socket_calls.h"
 #include "remote/p2p/P2PProtocol.h"
 
-/// Holds back what the protocol answers to the datagrams of one gathering, so that it goes out together:
+/// Holds back what the protocol answers to the datagrams of one receive batch, so that it goes out together:
 /// answers of one size to one address cost a single walk through the network code, which cuts them into
 /// datagrams again (segmentation offload). Where that isn't to be had they go one by one. Data passes at once.
 /// Receiving thread only.

@@ -17,6 +17,16 @@ std::size_t ReadSegmentBytes(const msghdr& message, std::size_t bytes)
     return bytes;
 }
 
+timespec ReadArrival(const msghdr& message)
+{
+    auto* const control = const_cast<msghdr*>(&message);
+    timespec arrival{};
+    for (cmsghdr* part = CMSG_FIRSTHDR(control); part != nullptr; part = CMSG_NXTHDR(control, part))
+        if (part->cmsg_level == SOL_SOCKET && part->cmsg_type == SCM_TIMESTAMPNS)
+            std::memcpy(&arrival, CMSG_DATA(part), sizeof arrival);
+    return arrival;
+}
+
 CDatagramReader::CDatagramReader(SOCKET socket, std::size_t limit)
     : m_hSocket(socket),
       m_Limit(limit),
@@ -24,6 +34,7 @@ CDatagramReader::CDatagramReader(SOCKET socket, std::size_t limit)
 {
     const int on = 1;
     setsockopt(m_hSocket, SOL_UDP, UDP_GRO, &on, sizeof on);
+    setsockopt(m_hSocket, SOL_SOCKET, SO_TIMESTAMPNS, &on, sizeof on);
     for (std::size_t i = 0; i < PIECES; ++i) {
         m_Pieces[i].part = {m_pBytes.get() + i * PIECE_BYTES, PIECE_BYTES};
         msghdr& message = m_Messages[i].msg_hdr;
@@ -55,7 +66,10 @@ bool CDatagramReader::Next(std::span<const std::uint8_t>& datagram, sockaddr_in&
     const Piece& piece = m_Pieces[m_Piece];
     const mmsghdr& message = m_Messages[m_Piece];
     const std::size_t bytes = message.msg_len;
-    if (m_Offset == 0) m_Segment = ReadSegmentBytes(message.msg_hdr, bytes);
+    if (m_Offset == 0) {
+        m_Segment = ReadSegmentBytes(message.msg_hdr, bytes);
+        m_Arrival = ReadArrival(message.msg_hdr);
+    }
     const std::size_t size = std::min(m_Segment, bytes - m_Offset);
     datagram = {static_cast<const std::uint8_t*>(piece.part.iov_base) + m_Offset, std::min(size, m_Limit)};
     from = message.msg_hdr.msg_namelen == 0 ? sockaddr_in{} : piece.from;

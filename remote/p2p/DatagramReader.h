@@ -6,6 +6,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <ctime>
 #include <memory>
 #include <span>
 
@@ -37,6 +38,9 @@ class CDatagramReader
     /// left.
     bool Next(std::span<const std::uint8_t>& datagram, sockaddr_in& from);
 
+    /// When the network code got what Next gave last, by its time of day; zero when it doesn't tell.
+    const timespec& GetArrival() const { return m_Arrival; }
+
     /// Whether the last Read may have left something behind.
     bool IsMoreLikely() const { return m_Read == PIECES; }
 
@@ -45,7 +49,7 @@ class CDatagramReader
     static constexpr std::size_t PIECE_BYTES = std::size_t{1} << 16;
 
     struct Piece {
-        alignas(cmsghdr) std::uint8_t control[CMSG_SPACE(sizeof(int))];
+        alignas(cmsghdr) std::uint8_t control[CMSG_SPACE(sizeof(int)) + CMSG_SPACE(sizeof(timespec))];
         sockaddr_in from;
         iovec part;
     };
@@ -61,7 +65,11 @@ class CDatagramReader
     std::size_t m_Piece = 0;
     std::size_t m_Offset = 0;
     std::size_t m_Segment = 0;
+    timespec m_Arrival{};
 };
 
 /// The bytes of each datagram but the last in what recvmsg gave; all of them when nothing sound is told.
 std::size_t ReadSegmentBytes(const msghdr& message, std::size_t bytes);
+
+/// The stamp of the network code in what recvmsg gave; zero when there is none.
+timespec ReadArrival(const msghdr& message);

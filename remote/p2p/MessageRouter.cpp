@@ -4,6 +4,8 @@
 #include <string_view>
 #include <utility>
 
+#include "inc/Mutex.h"
+
 CMessageRouter::Sender& CMessageRouter::SenderAt(const PEER_ADDRESS& address)
 {
     const auto known =
@@ -23,6 +25,7 @@ CMessageRouter::Sender& CMessageRouter::SenderAt(const PEER_ADDRESS& address)
 void CMessageRouter::Feed(const char* name, std::span<const std::uint8_t> data, const sockaddr_in& from,
                           std::uint32_t tick)
 {
+    ASSERT_THREAD(m_ReceivingThread);
     Sender& sender = SenderAt(PEER_ADDRESS::From(from));
     switch (sender.assembler.Feed(data)) {
         case CMessageAssembler::EResult::More:
@@ -45,7 +48,7 @@ void CMessageRouter::Deliver(const char* name, std::span<const std::uint8_t> mes
     delivered.tick = tick;
     const auto channel = static_cast<std::size_t>(ReadMessageHeader(message).channel);
     {
-        const std::lock_guard lock(m_cs);
+        const CMutexLock lock(m_cs);
         Inbox& inbox = m_Inboxes[channel];
         if (inbox.open == 0) {
             CLinkCounters::Count(m_Counters.foreign);
@@ -59,13 +62,13 @@ void CMessageRouter::Deliver(const char* name, std::span<const std::uint8_t> mes
         inbox.bytes += message.size();
         inbox.messages.push_back(std::move(delivered));
     }
-    m_Inboxes[channel].changed.notify_one();
+    m_Changed[channel].notify_one();
 }
 
 void CMessageRouter::OpenChannel(std::int32_t channel)
 {
     if (!IsChannel(channel)) return;
-    const std::lock_guard lock(m_cs);
+    const CMutexLock lock(m_cs);
     ++m_Inboxes[static_cast<std::size_t>(channel)].open;
 }
 
@@ -73,7 +76,7 @@ void CMessageRouter::CloseChannel(std::int32_t channel)
 {
     if (!IsChannel(channel)) return;
     std::deque<Message> emptied;  // freed behind the lock
-    const std::lock_guard lock(m_cs);
+    const CMutexLock lock(m_cs);
     Inbox& inbox = m_Inboxes[static_cast<std::size_t>(channel)];
     if (--inbox.open > 0) return;
     std::swap(inbox.messages, emptied);
@@ -82,16 +85,18 @@ void CMessageRouter::CloseChannel(std::int32_t channel)
 
 std::condition_variable& CMessageRouter::Changed(std::int32_t channel)
 {
-    return IsChannel(channel) ? m_Inboxes[static_cast<std::size_t>(channel)].changed : m_NoChannelChanged;
+    return IsChannel(channel) ? m_Changed[static_cast<std::size_t>(channel)] : m_NoChannelChanged;
 }
 
 bool CMessageRouter::HasMessage(std::int32_t channel) const
 {
+    ASSERT_HELD(m_cs);
     return IsChannel(channel) && !m_Inboxes[static_cast<std::size_t>(channel)].messages.empty();
 }
 
 std::optional<CMessageRouter::Message> CMessageRouter::Take(std::int32_t channel)
 {
+    ASSERT_HELD(m_cs);
     if (!HasMessage(channel)) return std::nullopt;
     Inbox& inbox = m_Inboxes[static_cast<std::size_t>(channel)];
     Message message = std::move(inbox.messages.front());
@@ -104,9 +109,9 @@ void CMessageRouter::Wake()
 {
     {
         // Whoever has asked already but does not wait yet holds the lock.
-        const std::lock_guard lock(m_cs);
+        const CMutexLock lock(m_cs);
     }
-    for (Inbox& inbox : m_Inboxes)
-        inbox.changed.notify_all();
+    for (std::condition_variable& changed : m_Changed)
+        changed.notify_all();
     m_NoChannelChanged.notify_all();
 }

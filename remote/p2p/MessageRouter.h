@@ -6,11 +6,11 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <span>
 #include <vector>
 
+#include "inc/Mutex.h"
 #include "remote/p2p/LinkCounters.h"
 #include "remote/p2p/MessageAssembler.h"
 #include "remote/p2p/P2PWire.h"
@@ -54,16 +54,16 @@ class CMessageRouter
     template <typename ENDED>
     std::optional<Message> Receive(std::int32_t channel, ENDED ended, const DEADLINE& deadline = std::nullopt)
     {
-        const auto there = [&] { return HasMessage(channel) || ended(); };
-        std::unique_lock lock(m_cs);
+        const auto there = [&]() REQUIRES(m_cs) { return HasMessage(channel) || ended(); };
+        CMutexLock lock(m_cs);
         if (deadline)
-            Changed(channel).wait_until(lock, *deadline, there);
+            lock.WaitUntil(Changed(channel), *deadline, there);
         else
-            Changed(channel).wait(lock, there);
+            lock.Wait(Changed(channel), there);
         return Take(channel);
     }
 
-    /// Lets the waiting threads ask again whether they are to end.
+    /// Wakes the waiting threads so that they check `ended`.
     void Wake();
 
   private:
@@ -71,8 +71,6 @@ class CMessageRouter
         int open = 0;
         std::size_t bytes = 0;
         std::deque<Message> messages;
-        // Each channel its own, so that a message wakes no other channel's thread.
-        std::condition_variable changed;
     };
 
     struct Sender {
@@ -85,15 +83,18 @@ class CMessageRouter
     Sender& SenderAt(const PEER_ADDRESS& address);
     static bool IsChannel(std::int32_t channel) { return channel >= 0 && channel < CHANNEL_COUNT; }
     std::condition_variable& Changed(std::int32_t channel);
-    bool HasMessage(std::int32_t channel) const;
-    std::optional<Message> Take(std::int32_t channel);
+    bool HasMessage(std::int32_t channel) const REQUIRES(m_cs);
+    std::optional<Message> Take(std::int32_t channel) REQUIRES(m_cs);
     void Deliver(const char* name, std::span<const std::uint8_t> message, std::uint32_t tick);
 
     CLinkCounters& m_Counters;
+    CThreadMark m_ReceivingThread;
     // Receiving thread only. One sender as a rule: an array.
     std::vector<std::unique_ptr<Sender>> m_Senders;
     // a leaf lock
-    std::mutex m_cs;
-    std::array<Inbox, CHANNEL_COUNT> m_Inboxes;  // guarded by m_cs
+    CMutex m_cs;
+    std::array<Inbox, CHANNEL_COUNT> m_Inboxes GUARDED_BY(m_cs);
+    // Each channel its own, so that a message wakes no other channel's thread.
+    std::array<std::condition_variable, CHANNEL_COUNT> m_Changed;
     std::condition_variable m_NoChannelChanged;  // for numbers without inbox
 };

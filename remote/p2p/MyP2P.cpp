@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <chrono>
 
+#include "inc/Mutex.h"
+
 namespace
 {
 
@@ -25,7 +27,7 @@ void CMyP2P::OnRecv(const char* name, std::span<const std::uint8_t> data)
     std::ranges::copy(data, packet->m_pData.get());
     std::string_view(name).copy(packet->m_szName, P2P_NAME_BYTES - 1);
     {
-        const std::lock_guard lock(m_csQueue);
+        const CMutexLock lock(m_csQueue);
         if (m_QueuedBytes + Cost(*packet) > QUEUE_LIMIT_BYTES) {
             CLinkCounters::Count(m_Counters.dropped);
             return;
@@ -38,7 +40,7 @@ void CMyP2P::OnRecv(const char* name, std::span<const std::uint8_t> data)
 
 const Packet* CMyP2P::Front()
 {
-    const std::lock_guard lock(m_csQueue);
+    const CMutexLock lock(m_csQueue);
     m_pCurrent = m_Queue.empty() ? nullptr : m_Queue.front().get();
     return m_pCurrent;
 }
@@ -46,7 +48,7 @@ const Packet* CMyP2P::Front()
 void CMyP2P::Pop()
 {
     std::unique_ptr<Packet> packet;  // freed behind the lock
-    const std::lock_guard lock(m_csQueue);
+    const CMutexLock lock(m_csQueue);
     if (m_Queue.empty()) return;
     packet = std::move(m_Queue.front());
     m_Queue.pop_front();
@@ -56,9 +58,9 @@ void CMyP2P::Pop()
 
 void CMyP2P::WaitForPacket(std::uint32_t ms, const P2PCancel* cancel)
 {
-    std::unique_lock lock(m_csQueue);
+    CMutexLock lock(m_csQueue);
     ++m_iWaiting;
-    m_Arrived.wait_for(lock, std::chrono::milliseconds(ms), [this, cancel] {
+    lock.WaitFor(m_Arrived, std::chrono::milliseconds(ms), [this, cancel]() REQUIRES(m_csQueue) {
         return !m_Queue.empty() || IsStopping() ||
                (cancel != nullptr && cancel->load(std::memory_order_relaxed));
     });
@@ -67,7 +69,7 @@ void CMyP2P::WaitForPacket(std::uint32_t ms, const P2PCancel* cancel)
 
 bool CMyP2P::HasWaitingReader()
 {
-    const std::lock_guard lock(m_csQueue);
+    const CMutexLock lock(m_csQueue);
     return m_iWaiting > 0;
 }
 
@@ -75,7 +77,7 @@ void CMyP2P::WakeReaders()
 {
     {
         // Whoever has looked at the flags but does not wait yet holds the lock.
-        const std::lock_guard lock(m_csQueue);
+        const CMutexLock lock(m_csQueue);
     }
     m_Arrived.notify_all();
 }

@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
-#include <mutex>
 #include <span>
 
+#include "inc/Mutex.h"
 #include "remote/p2p/LinkCounters.h"
 #include "remote/p2p/P2PClient.h"
 
@@ -55,10 +55,10 @@ class CMyP2P : public CP2PClient
     CLinkCounters m_Counters;
 
   private:
-    std::mutex m_csQueue;  // a leaf lock
+    CMutex m_csQueue;  // a leaf lock
     std::condition_variable m_Arrived;
-    std::deque<std::unique_ptr<Packet>> m_Queue;  // guarded by m_csQueue, as all below
-    std::size_t m_QueuedBytes = 0;
-    const Packet* m_pCurrent = nullptr;  // what Front gave last
-    int m_iWaiting = 0;                  // threads in WaitForPacket
+    std::deque<std::unique_ptr<Packet>> m_Queue GUARDED_BY(m_csQueue);
+    std::size_t m_QueuedBytes GUARDED_BY(m_csQueue) = 0;
+    const Packet* m_pCurrent GUARDED_BY(m_csQueue) = nullptr;  // what Front gave last
+    int m_iWaiting GUARDED_BY(m_csQueue) = 0;                  // threads in WaitForPacket
 };

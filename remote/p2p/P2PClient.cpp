@@ -64,7 +64,7 @@ bool CP2PClient::Init(std::uint16_t port)
     if (bound) {
         m_LocalPort = ntohs(address.sin_port);
         ReadLocalAddresses();
-        m_hThread = CreateThread([this] { return Receive(); }, "p2p receive");
+        m_hThread = CreateThread([this] { Receive(); }, "p2p receive");
     }
     if (m_hThread == nullptr) {
         closesocket(m_hSocket);
@@ -213,7 +213,7 @@ void CP2PClient::Stop()
 /// The receiving thread. Ends by the exit flag, which Stop sets before it shuts the socket down.
 ///
 /// It waits for one datagram, then takes all that are there, and answers them together.
-std::uint32_t CP2PClient::Receive()
+void CP2PClient::Receive()
 {
     using WAIT = CDatagramReader::EWait;
     CDatagramReader reader(m_hSocket, P2P_DATAGRAM_BYTES);
@@ -223,16 +223,17 @@ std::uint32_t CP2PClient::Receive()
     bool more = false;  // something may be there
     for (;;) {
         const bool read = reader.Read(more ? WAIT::No : WAIT::ForOne);
-        if (IsStopping()) return 0;
-        // A broken socket is read again for ever.
+        if (IsStopping()) return;
+        // Socket errors are retried indefinitely.
         if (!read && !more && errno != EINTR) m_Options.clock->Sleep(1);
         while (reader.Next(datagram, from)) {
+            m_WaitedMs = m_Options.clock->SinceStamp(reader.GetArrival());
             try {
                 m_Protocol.HandleDatagram(datagram, from, answers);
             } catch (const std::bad_alloc&) {
                 // A datagram that finds no memory is lost, as on the way.
             }
-            if (IsStopping()) return 0;
+            if (IsStopping()) return;
         }
         more = reader.IsMoreLikely();
         if (!more) answers.Flush();

@@ -92,6 +92,10 @@ class CP2PClient : private IP2POutput
     /// Milliseconds of the client's clock.
     std::uint32_t Now() const { return m_Options.clock->TickCount(); }
 
+    /// The same when the datagram came that is being handled: what waits for a thread without processor time
+    /// grows old in the socket's buffer already. Receiving thread only.
+    std::uint32_t ArrivalTick() const { return Now() - m_WaitedMs; }
+
     /// Handles one datagram as if it had been received.
     void HandleDatagram(std::span<const std::uint8_t> datagram, const sockaddr_in& from);
 
@@ -102,7 +106,7 @@ class CP2PClient : private IP2POutput
     bool IsStopping() const { return m_bExit.load(std::memory_order_relaxed); }
 
   private:
-    std::uint32_t Receive();
+    void Receive();
     void ReadLocalAddresses();
     void SendToServer(std::span<const std::uint8_t> datagram);
     bool SendProbe(const std::string& name, std::span<const std::uint8_t> data, const P2PCancel* cancel);
@@ -115,6 +119,7 @@ class CP2PClient : private IP2POutput
     SOCKET m_hSocket = INVALID_SOCKET;
     HANDLE m_hThread = nullptr;  // owner's thread only
     std::uint16_t m_LocalPort = 0;
+    std::uint32_t m_WaitedMs = 0;  // the present datagram in the socket's buffer; receiving thread only
     bool m_bSocketsStarted = false;
     std::atomic<bool> m_bExit{false};  // tells the receiving thread and all waiting loops to leave
 };

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "inc/EscapeControls.h"
+#include "inc/Mutex.h"
 
 void CP2PProtocol::HandleDatagram(std::span<const std::uint8_t> datagram, const sockaddr_in& from,
                                   IP2POutput& output)
@@ -53,7 +54,7 @@ void CP2PProtocol::HandleDatagram(std::span<const std::uint8_t> datagram, const 
 void CP2PProtocol::OnUserEntry(PEER_RECORD record)
 {
     record.m_P2PAddress = {};
-    const std::lock_guard lock(m_csList);
+    const CMutexLock lock(m_csList);
     m_Users.Add(record);
 }
 
@@ -73,7 +74,7 @@ void CP2PProtocol::NoteSource(const PEER_RECORD& record, const sockaddr_in& from
 {
     const auto source = PEER_ADDRESS::From(from);
     {
-        const std::lock_guard lock(m_csList);
+        const CMutexLock lock(m_csList);
         PEER_RECORD* const known = m_Users.Find(record.Name());
         if (known == nullptr) {
             PEER_RECORD added = record;
@@ -98,26 +99,26 @@ void CP2PProtocol::Answer(std::uint32_t type, const sockaddr_in& to, IP2POutput&
 
 PEER_RECORD CP2PProtocol::GetLocalRecord() const
 {
-    const std::lock_guard lock(m_csList);
+    const CMutexLock lock(m_csList);
     return m_LocalRecord;
 }
 
 void CP2PProtocol::SetLocalRecord(const PEER_RECORD& record)
 {
-    const std::lock_guard lock(m_csList);
+    const CMutexLock lock(m_csList);
     m_LocalRecord = record;
 }
 
 void CP2PProtocol::SetLocalName(std::string_view name)
 {
-    const std::lock_guard lock(m_csList);
+    const CMutexLock lock(m_csList);
     m_LocalRecord.SetName(name);
 }
 
 void CP2PProtocol::RestartUserList()
 {
     {
-        const std::lock_guard lock(m_csList);
+        const CMutexLock lock(m_csList);
         m_Users.Clear();
     }
     m_bListComplete.store(false, std::memory_order_relaxed);
@@ -125,13 +126,13 @@ void CP2PProtocol::RestartUserList()
 
 std::size_t CP2PProtocol::GetUserCount() const
 {
-    const std::lock_guard lock(m_csList);
+    const CMutexLock lock(m_csList);
     return m_Users.GetCount();
 }
 
 std::optional<PEER_RECORD> CP2PProtocol::FindUser(std::string_view name) const
 {
-    const std::lock_guard lock(m_csList);
+    const CMutexLock lock(m_csList);
     const PEER_RECORD* const record = m_Users.Find(name);
     if (record == nullptr) return std::nullopt;
     return *record;
@@ -139,13 +140,13 @@ std::optional<PEER_RECORD> CP2PProtocol::FindUser(std::string_view name) const
 
 void CP2PProtocol::ClearP2PAddress(std::string_view name)
 {
-    const std::lock_guard lock(m_csList);
+    const CMutexLock lock(m_csList);
     if (PEER_RECORD* const record = m_Users.Find(name)) record->m_P2PAddress = {};
 }
 
 std::vector<PEER_ADDRESS> CP2PProtocol::GetP2PAddresses() const
 {
-    const std::lock_guard lock(m_csList);
+    const CMutexLock lock(m_csList);
     std::vector<PEER_ADDRESS> addresses;
     for (std::size_t i = 0; i < m_Users.GetCount(); ++i)
         if (m_Users[i].m_P2PAddress.IsKnown()) addresses.push_back(m_Users[i].m_P2PAddress);

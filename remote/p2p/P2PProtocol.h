@@ -4,12 +4,12 @@
 
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 #include <optional>
 #include <span>
 #include <string_view>
 #include <vector>
 
+#include "inc/Mutex.h"
 #include "remote/p2p/P2PWire.h"
 #include "remote/p2p/PeerList.h"
 
@@ -57,9 +57,9 @@ class CP2PProtocol
     std::size_t GetUserCount() const;
     /// A copy of the user's record, if it is listed.
     std::optional<PEER_RECORD> FindUser(std::string_view name) const;
-    /// Forgets by which address the user was heard.
+    /// Forgets the address the user was last seen at.
     void ClearP2PAddress(std::string_view name);
-    /// The addresses by which the listed users were heard.
+    /// The addresses the listed users were last seen at.
     std::vector<PEER_ADDRESS> GetP2PAddresses() const;
 
     /// Datagrams dropped for their length or type.
@@ -72,9 +72,9 @@ class CP2PProtocol
     void Answer(std::uint32_t type, const sockaddr_in& to, IP2POutput& output) const;
 
     // the list lock: a leaf, never held while anything is sent, delivered or printed
-    mutable std::mutex m_csList;
-    CPeerList m_Users;          // guarded by m_csList
-    PEER_RECORD m_LocalRecord;  // guarded by m_csList
+    mutable CMutex m_csList;
+    CPeerList m_Users GUARDED_BY(m_csList);
+    PEER_RECORD m_LocalRecord GUARDED_BY(m_csList);
 
     std::atomic<std::uint32_t> m_ulServerAddress{0};
     std::atomic<bool> m_bLoggedIn{false};

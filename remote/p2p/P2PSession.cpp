@@ -150,5 +150,5 @@ void CP2PSession::DeliverData(const char* name, std::span<const std::uint8_t> da
     }
     CLinkCounters::Count(m_Counters.datagrams);
     CLinkCounters::Count(m_Counters.bytes, data.size());
-    m_pRouter->Feed(name, data, from, Now());
+    m_pRouter->Feed(name, data, from, ArrivalTick());
 }

@@ -2,8 +2,9 @@
 
 #include <condition_variable>
 #include <cstdint>
-#include <mutex>
 #include <thread>
+
+#include "inc/Mutex.h"
 
 /// The recursive lock of a session's receiving. Beside what a critical section gives, a wait for it can be
 /// ended from outside, and a thread that ends can give it back however often it took it.
@@ -16,8 +17,8 @@ class CReceiveLock
     bool Lock(ENDED ended)
     {
         const auto self = std::this_thread::get_id();
-        std::unique_lock lock(m_cs);
-        m_Changed.wait(lock, [&] { return m_Depth == 0 || m_Owner == self || ended(); });
+        CMutexLock lock(m_cs);
+        lock.Wait(m_Changed, [&]() REQUIRES(m_cs) { return m_Depth == 0 || m_Owner == self || ended(); });
         if (m_Depth != 0 && m_Owner != self) return false;
         m_Owner = self;
         ++m_Depth;
@@ -28,7 +29,7 @@ class CReceiveLock
     void Unlock()
     {
         {
-            const std::lock_guard lock(m_cs);
+            const CMutexLock lock(m_cs);
             --m_Depth;
         }
         m_Changed.notify_all();
@@ -38,7 +39,7 @@ class CReceiveLock
     void UnlockAll()
     {
         {
-            const std::lock_guard lock(m_cs);
+            const CMutexLock lock(m_cs);
             if (m_Owner != std::this_thread::get_id()) return;
             m_Depth = 0;
         }
@@ -48,22 +49,23 @@ class CReceiveLock
     /// Whether some thread has it.
     bool IsTaken()
     {
-        const std::lock_guard lock(m_cs);
+        const CMutexLock lock(m_cs);
         return m_Depth != 0;
     }
 
-    /// Lets the waiting threads ask again whether they are to end.
+    /// Wakes the waiting threads so that they check `ended`.
     void Wake()
     {
         {
-            const std::lock_guard lock(m_cs);
+            const CMutexLock lock(m_cs);
         }
         m_Changed.notify_all();
     }
 
   private:
-    std::mutex m_cs;  // guards what follows; only ever held for a few instructions
+    CMutex m_cs;  // only ever held for a few instructions
     std::condition_variable m_Changed;
-    std::thread::id m_Owner;    // means something while m_Depth isn't 0
-    std::uint64_t m_Depth = 0;  // grows by one with every look into an empty queue, so it is wide
+    std::thread::id m_Owner GUARDED_BY(m_cs);  // means something while m_Depth isn't 0
+    std::uint64_t m_Depth GUARDED_BY(m_cs) =
+        0;  // grows by one with every look into an empty queue, so it is wide
 };

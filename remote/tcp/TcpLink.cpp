@@ -64,7 +64,7 @@ void CTcpLink::Run()
     try {
         Receive();
     } catch (const std::exception& fault) {
-        LogLine(LOG_WARNING, "CTcpLink::Run", m_pState->GetName() + " ends: " + fault.what());
+        LogLine(ELogLevel::Warning, "CTcpLink::Run", m_pState->GetName() + " ends: " + fault.what());
     }
     CleanUp();
 }

@@ -11,6 +11,8 @@ namespace
 {
 
 constexpr std::int32_t DIRECTION_CLIENT = 1;  // in all that the client accepts
+using TIME = std::chrono::steady_clock::time_point;
+
 constexpr std::size_t REPLY_BYTES = 1024;
 constexpr std::uint32_t OLDEST_MS = 2000;  // an older picture isn't live any more
 
@@ -33,6 +35,7 @@ class CQueueReceiver final : public CChannelReceiver
         return ReadStreamReply(Receive(REPLY_BYTES));
     }
     std::span<const std::uint8_t> ReceiveMessage() override { return Receive(m_Buffer.size()); }
+    TIME ShowBefore() const override { return TIME::max(); }
 
   private:
     std::span<const std::uint8_t> Receive(std::size_t limit)
@@ -85,15 +88,21 @@ class CInboxReceiver final : public CChannelReceiver
         while (auto message = m_Session.TakeMessage(m_iChannel, DIRECTION_CLIENT, &m_Cancel)) {
             // Whatever keeps the link from its inbox counts into the age: other channels' decoding as well as a
             // slow renderer.
-            const bool old = m_Session.AgeOf(*message) > OLDEST_MS;
-            m_Message = std::move(message->data);
-            const auto payload = std::span<const std::uint8_t>(m_Message).subspan(
-                std::min<std::size_t>(m_Message.size(), MESSAGE_HEADER_BYTES));
-            m_bSkipping = old || (m_bSkipping && !IsKeyPicture(payload));
-            if (!m_bSkipping) return m_Message;
+            m_Message = std::move(*message);
+            const auto payload =
+                std::span<const std::uint8_t>(m_Message.data)
+                    .subspan(std::min<std::size_t>(m_Message.data.size(), MESSAGE_HEADER_BYTES));
+            m_bSkipping = m_Session.AgeOf(m_Message) > OLDEST_MS || (m_bSkipping && !IsKeyPicture(payload));
+            if (!m_bSkipping) return m_Message.data;
             CLinkCounters::Count(m_Counters.skipped);
         }
         return {};
+    }
+
+    TIME ShowBefore() const override
+    {
+        return std::chrono::steady_clock::now() + std::chrono::milliseconds(OLDEST_MS + 1) -
+               std::chrono::milliseconds(m_Session.AgeOf(m_Message));
     }
 
   private:
@@ -101,7 +110,7 @@ class CInboxReceiver final : public CChannelReceiver
     CLinkCounters& m_Counters;
     const std::int32_t m_iChannel;
     const P2PCancel& m_Cancel;
-    std::vector<std::uint8_t> m_Message;
+    CMessageRouter::Message m_Message;
     bool m_bSkipping = false;  // until the next key picture
 };
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -25,4 +26,7 @@ class CChannelReceiver
     /// Waits for the next message behind the reply, its header word included; valid until the next call. Empty
     /// when the wait was ended, or for a message that has nothing in it.
     virtual std::span<const std::uint8_t> ReceiveMessage() = 0;
+
+    /// When what ReceiveMessage gave last is too old to be shown.
+    virtual std::chrono::steady_clock::time_point ShowBefore() const = 0;
 };

@@ -43,7 +43,7 @@ void CUdpLink::Run()
     try {
         if (m_pSession) Receive();
     } catch (const std::exception& fault) {
-        LogLine(LOG_WARNING, "CUdpLink::Run",
+        LogLine(ELogLevel::Warning, "CUdpLink::Run",
                 "channel " + std::to_string(m_iDevID + 1) + " of " + std::to_string(m_iNetID) +
                     " ends: " + fault.what());
     }
@@ -70,18 +70,13 @@ void CUdpLink::Receive()
         if (message.empty()) continue;
         CLinkCounters::Count(m_pCounters->messages);
         CLinkCounters::Count(m_pCounters->bytes, message.size());
-        Show(message.data() + std::min<std::size_t>(message.size(), MESSAGE_HEADER_BYTES),
-             static_cast<std::int32_t>(message.size()) - static_cast<std::int32_t>(MESSAGE_HEADER_BYTES));
+        // The length may be below 1, which the decoder answers as it likes.
+        const CodecFrame* const frame = m_Picture.Decode(
+            message.data() + std::min<std::size_t>(message.size(), MESSAGE_HEADER_BYTES),
+            static_cast<std::int32_t>(message.size()) - static_cast<std::int32_t>(MESSAGE_HEADER_BYTES));
+        CLinkCounters::Count(frame == nullptr ? m_pCounters->refused : m_pCounters->decoded);
+        if (frame != nullptr) m_Picture.Show(*frame, receiver->ShowBefore());
     }
-}
-
-/// Decodes one picture and hands it to the renderer. The length may be below 1, which the decoder answers as it
-/// likes.
-void CUdpLink::Show(const std::uint8_t* data, std::int32_t length)
-{
-    const CodecFrame* const frame = m_Picture.Decode(data, length);
-    CLinkCounters::Count(frame == nullptr ? m_pCounters->refused : m_pCounters->decoded);
-    if (frame != nullptr) m_Picture.Show(*frame);
 }
 
 void CUdpLink::CleanUp()

@@ -32,7 +32,6 @@ class CUdpLink final : public ILink
 
   private:
     void Receive();
-    void Show(const std::uint8_t* data, std::int32_t length);
     void CleanUp();
     bool IsEnding() const { return m_Cancel.load(std::memory_order_relaxed) || !m_pState->m_bRunning; }
 

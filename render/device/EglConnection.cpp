@@ -1,29 +1,29 @@
 #include "render/device/EglConnection.h"
 
-#include "inc/CxLog.h"
-#include "inc/LogLine.h"
-
 #include <X11/Xlib-xcb.h>
 #include <X11/Xlib.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <mutex>
 #include <set>
 #include <string>
+#include <utility>
+
+#include "inc/LogLine.h"
+#include "inc/Mutex.h"
 
 namespace
 {
 
 // The X library has one handler of each kind for the whole process: ours look whose display it is and pass on
 // the rest.
-std::mutex g_csDisplays;
-XErrorHandler g_pFormerHandler = nullptr;
-XIOErrorHandler g_pFormerIOHandler = nullptr;
+CMutex g_csDisplays;
+XErrorHandler g_pFormerHandler GUARDED_BY(g_csDisplays) = nullptr;
+XIOErrorHandler g_pFormerIOHandler GUARDED_BY(g_csDisplays) = nullptr;
 
 // Never destroyed: others' displays meet errors until the process ends.
-std::multiset<Display*>& Displays()
+std::multiset<Display*>& Displays() REQUIRES(g_csDisplays)
 {
     // A new display may get the address of one that is just leaving.
     static auto& displays = *new std::multiset<Display*>;
@@ -34,7 +34,7 @@ int HandleXError(Display* display, XErrorEvent* event)
 {
     XErrorHandler former = nullptr;
     {
-        const std::lock_guard lock(g_csDisplays);
+        const CMutexLock lock(g_csDisplays);
         if (Displays().contains(display)) return 0;
         former = g_pFormerHandler;
     }
@@ -46,7 +46,7 @@ int HandleXIOError(Display* display)
 {
     XIOErrorHandler former = nullptr;
     {
-        const std::lock_guard lock(g_csDisplays);
+        const CMutexLock lock(g_csDisplays);
         if (Displays().contains(display)) return 0;
         former = g_pFormerIOHandler;
     }
@@ -55,7 +55,7 @@ int HandleXIOError(Display* display)
 
 void WatchDisplay(Display* display)
 {
-    const std::lock_guard lock(g_csDisplays);
+    const CMutexLock lock(g_csDisplays);
     Displays().insert(display);
     const XErrorHandler former = XSetErrorHandler(HandleXError);
     if (former != HandleXError) g_pFormerHandler = former;
@@ -68,13 +68,35 @@ void WatchDisplay(Display* display)
 // Once the display is closed: closing it meets its last errors. The handlers of others come back with the last.
 void LeaveDisplay(Display* display)
 {
-    const std::lock_guard lock(g_csDisplays);
+    const CMutexLock lock(g_csDisplays);
     Displays().erase(Displays().find(display));
     if (!Displays().empty()) return;
     if (const XErrorHandler present = XSetErrorHandler(g_pFormerHandler); present != HandleXError)
         XSetErrorHandler(present);
     if (const XIOErrorHandler present = XSetIOErrorHandler(g_pFormerIOHandler); present != HandleXIOError)
         XSetIOErrorHandler(present);
+}
+
+// The step that failed when the adapter was opened last; empty when none did.
+CMutex g_csFailure;
+std::string& Failure() REQUIRES(g_csFailure)
+{
+    static auto& failure = *new std::string;
+    return failure;
+}
+
+// To the user the steps all mean one and the same: whoever mends it learns here which one it was. Once, as a
+// wall whose adapter is gone tries again and again.
+void TellFailure(const std::string& step)
+{
+    const CMutexLock lock(g_csFailure);
+    if (std::exchange(Failure(), step) != step) LogFault("CEglConnection::Initialize", step);
+}
+
+void ForgetFailure()
+{
+    const CMutexLock lock(g_csFailure);
+    Failure().clear();
 }
 
 bool HasExtension(const char* extensions, const char* name)
@@ -144,14 +166,15 @@ bool CEglConnection::IsUsable() const
 std::shared_ptr<CEglConnection> CEglConnection::Open()
 {
     std::shared_ptr<CEglConnection> connection(new CEglConnection);
-    return connection->Initialize() ? connection : nullptr;
+    if (!connection->Initialize()) return nullptr;
+    ForgetFailure();
+    return connection;
 }
 
-// Each step that fails is told: to the user they all mean one and the same.
 bool CEglConnection::Initialize()
 {
     const auto fail = [](const std::string& step) {
-        LogLine(LOG_ERROR, "CEglConnection::Initialize", step);
+        TellFailure(step);
         return false;
     };
     const auto egl_fail = [&fail](const char* step) {

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "render/device/EglTypes.h"
-
 #include <cstdint>
 #include <memory>
+
+#include "render/device/EglTypes.h"
 
 /// An X display of our own with EGL on it. X errors of this display (a window that went away) are swallowed,
 /// those of other connections go to whoever handled them before. Every call but IsUsable is made under the

@@ -1,12 +1,13 @@
 #include "render/device/EglSurfaceDevice.h"
 
-#include "render/device/EglConnection.h"
-#include "render/device/WindowLease.h"
-
 #include <atomic>
 #include <map>
 #include <mutex>
 #include <vector>
+
+#include "inc/Mutex.h"
+#include "render/device/EglConnection.h"
+#include "render/device/WindowLease.h"
 
 // Terms: the *connection* is the X display with EGL on it; the *device* is one context on it; a *surface* is
 // pixels in memory with a texture that follows them; a *back buffer* is no memory of its own but the note which
@@ -17,8 +18,8 @@
 // 2. Textures are deleted by the next CCurrentContext, since the last owner of a surface may be any thread.
 // 3. After a lost context nothing is deleted one by one: it went with the context.
 // 4. States: *working*; a reset of the adapter or a broken connection leads to *lost*, which lasts as long as
-// the reset is still reported (a broken connection: for ever); then *not reset*, for good: a new device has to
-// be made.
+// the reset is still reported (for good, with a broken connection); then *not reset*, for good: a new device
+// has to be made.
 
 namespace
 {
@@ -44,7 +45,7 @@ class CEglSurface : public IOffscreenSurface, public std::enable_shared_from_thi
     }
     ~CEglSurface() override;
 
-    bool Lock(ELockMode, LockedRect& locked) override
+    bool Lock(ELockMode, LockedRect& locked) override NO_THREAD_SAFETY_ANALYSIS  // until Unlock
     {
         if (!m_csPixels.try_lock()) return false;
         locked.pitch = m_iWidth * BYTES_A_PIXEL;
@@ -53,7 +54,7 @@ class CEglSurface : public IOffscreenSurface, public std::enable_shared_from_thi
         return true;
     }
 
-    void Unlock(bool written) override
+    void Unlock(bool written) override NO_THREAD_SAFETY_ANALYSIS
     {
         m_bChanged = m_bChanged || written;
         m_csPixels.unlock();
@@ -67,10 +68,10 @@ class CEglSurface : public IOffscreenSurface, public std::enable_shared_from_thi
     const std::int32_t m_iHeight;
 
   private:
-    std::mutex m_csPixels;  // held between Lock and Unlock; guards the three below
-    std::vector<std::uint8_t> m_Pixels;
-    ConvertHeld m_Held{};
-    bool m_bChanged = true;
+    CMutex m_csPixels;  // held between Lock and Unlock
+    std::vector<std::uint8_t> m_Pixels GUARDED_BY(m_csPixels);
+    ConvertHeld m_Held GUARDED_BY(m_csPixels){};
+    bool m_bChanged GUARDED_BY(m_csPixels) = true;
     GLuint m_Texture = 0;  // under the renderer's critical section
 };
 
@@ -120,8 +121,8 @@ class CEglDevice : public ISurfaceDevice, public std::enable_shared_from_this<CE
     const bool m_bRobust;
     std::atomic<EDeviceState> m_State{EDeviceState::Working};
 
-    std::mutex m_csContext;  // held while the context is current; before m_csGarbage
-    EGLContext m_Context;    // guarded by it; none once released
+    CMutex m_csContext;                            // held while the context is current; before m_csGarbage
+    EGLContext m_Context GUARDED_BY(m_csContext);  // none once released
 
     // under the renderer's critical section
     GLuint m_Program = 0;
@@ -131,30 +132,32 @@ class CEglDevice : public ISurfaceDevice, public std::enable_shared_from_this<CE
     ETextureFilter m_Minify = ETextureFilter::Linear;
     std::map<HWND, Window> m_Windows;
 
-    std::mutex m_csGarbage;  // a leaf lock
-    std::vector<GLuint> m_Garbage;
+    CMutex m_csGarbage;  // a leaf lock
+    std::vector<GLuint> m_Garbage GUARDED_BY(m_csGarbage);
 };
 
 // The context is current on this thread while one of these stands.
-class CCurrentContext
+class SCOPED_CAPABILITY CCurrentContext
 {
   public:
-    CCurrentContext(CEglDevice& device, EGLSurface surface) : m_Device(device), m_Lock(device.m_csContext)
+    CCurrentContext(CEglDevice& device, EGLSurface surface) ACQUIRE(device.m_csContext) : m_Device(device)
     {
+        device.m_csContext.lock();
         if (device.m_Context == EGL_NO_CONTEXT) return;
         m_bCurrent = device.m_pConnection->MakeCurrent(surface, device.m_Context);
         if (!m_bCurrent) {
             if (device.m_pConnection->IsContextLost()) device.m_State = EDeviceState::Lost;
             return;
         }
-        const std::lock_guard lock(device.m_csGarbage);
+        const CMutexLock lock(device.m_csGarbage);
         if (!device.m_Garbage.empty())
             glDeleteTextures(static_cast<GLsizei>(device.m_Garbage.size()), device.m_Garbage.data());
         device.m_Garbage.clear();
     }
-    ~CCurrentContext()
+    ~CCurrentContext() RELEASE()
     {
         if (m_bCurrent) m_Device.m_pConnection->MakeCurrent(EGL_NO_SURFACE, EGL_NO_CONTEXT);
+        m_Device.m_csContext.unlock();
     }
     CCurrentContext(const CCurrentContext&) = delete;
     CCurrentContext& operator=(const CCurrentContext&) = delete;
@@ -162,7 +165,6 @@ class CCurrentContext
 
   private:
     CEglDevice& m_Device;
-    const std::lock_guard<std::mutex> m_Lock;
     bool m_bCurrent = false;
 };
 
@@ -189,8 +191,8 @@ CEglSurface::~CEglSurface()
 
 bool CEglSurface::BindTexture()
 {
-    const std::unique_lock lock(m_csPixels, std::try_to_lock);
-    if (!lock.owns_lock()) return false;
+    if (!m_csPixels.try_lock()) return false;
+    const CMutexLock lock(m_csPixels, std::adopt_lock);
     const bool fresh = m_Texture == 0;
     if (fresh) glGenTextures(1, &m_Texture);
     glBindTexture(GL_TEXTURE_2D, m_Texture);
@@ -214,7 +216,7 @@ CEglDevice::~CEglDevice()
 
 void CEglDevice::Release()
 {
-    const std::lock_guard lock(m_csContext);
+    const CMutexLock lock(m_csContext);
     if (m_Context == EGL_NO_CONTEXT) return;
     for (const auto& [handle, window] : m_Windows)
         m_pConnection->DestroyWindowSurface(window.m_Surface);
@@ -226,7 +228,7 @@ void CEglDevice::Release()
 
 void CEglDevice::DeleteLater(GLuint texture)
 {
-    const std::lock_guard lock(m_csGarbage);
+    const CMutexLock lock(m_csGarbage);
     m_Garbage.push_back(texture);
 }
 
@@ -250,8 +252,9 @@ bool CEglDevice::IsContextGone() const
 EDeviceState CEglDevice::TestCooperativeLevel()
 {
     if (m_State != EDeviceState::Lost || !m_pConnection->IsUsable()) return m_State;
-    const std::unique_lock lock(m_csContext, std::try_to_lock);
-    if (!lock.owns_lock() || m_State != EDeviceState::Lost) return m_State;
+    if (!m_csContext.try_lock()) return m_State;
+    const CMutexLock lock(m_csContext, std::adopt_lock);
+    if (m_State != EDeviceState::Lost) return m_State;
     // A context that can't even be made current has no more to tell.
     bool lasting = false;
     if (m_bRobust && m_pConnection->MakeCurrent(EGL_NO_SURFACE, m_Context)) {
@@ -371,7 +374,7 @@ class CEglAdapter : public ISurfaceAdapter
 
     bool GetAdapterDisplayMode(DisplayMode& mode) override
     {
-        mode.Format = ESurfaceFormat::X8R8G8B8;
+        mode.format = ESurfaceFormat::X8R8G8B8;
         return m_pConnection->GetScreenSize(mode.Width, mode.Height);
     }
 

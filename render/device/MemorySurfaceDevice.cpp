@@ -4,6 +4,8 @@
 #include <array>
 #include <cstring>
 
+#include "inc/Mutex.h"
+
 namespace
 {
 
@@ -40,21 +42,21 @@ struct CMemorySurfaceAdapter::State {
         std::uint32_t m_ulPresents = 0;
     };
 
-    mutable std::mutex m_csState;  // a leaf lock; guards all below
-    std::array<bool, STEPS> m_Faults{};
-    std::array<std::uint32_t, STEPS> m_Calls{};
-    EDeviceResult m_CreateResult = EDeviceResult::Failed;
-    EDeviceState m_DeviceState = EDeviceState::Working;
-    std::uint32_t m_dwVertexCaps = 1;
-    std::uint32_t m_dwBehaviourFlags = 0;
-    PresentParameters m_Parameters;
-    std::map<HWND, Window> m_Windows;
-    std::uint32_t m_ulPresents = 0;
+    mutable CMutex m_csState;  // a leaf lock
+    std::array<bool, STEPS> m_Faults GUARDED_BY(m_csState){};
+    std::array<std::uint32_t, STEPS> m_Calls GUARDED_BY(m_csState){};
+    EDeviceResult m_CreateResult GUARDED_BY(m_csState) = EDeviceResult::Failed;
+    EDeviceState m_DeviceState GUARDED_BY(m_csState) = EDeviceState::Working;
+    std::uint32_t m_dwVertexCaps GUARDED_BY(m_csState) = 1;
+    std::uint32_t m_dwBehaviourFlags GUARDED_BY(m_csState) = 0;
+    PresentParameters m_Parameters GUARDED_BY(m_csState);
+    std::map<HWND, Window> m_Windows GUARDED_BY(m_csState);
+    std::uint32_t m_ulPresents GUARDED_BY(m_csState) = 0;
 
     // Counts the step; false when it shall fail.
     bool Take(EDeviceStep step)
     {
-        const std::lock_guard lock(m_csState);
+        const CMutexLock lock(m_csState);
         ++m_Calls[static_cast<std::size_t>(step)];
         return !m_Faults[static_cast<std::size_t>(step)];
     }
@@ -99,7 +101,7 @@ class CMemorySurface : public IOffscreenSurface
     {
     }
 
-    bool Lock(ELockMode mode, LockedRect& locked) override
+    bool Lock(ELockMode mode, LockedRect& locked) override NO_THREAD_SAFETY_ANALYSIS  // until Unlock
     {
         if (!m_pState->Take(EDeviceStep::LockRect) || !m_csPixels.try_lock()) return false;
         if (mode == ELockMode::Discard) m_pWritten = TakeFree();
@@ -110,7 +112,7 @@ class CMemorySurface : public IOffscreenSurface
         return true;
     }
 
-    void Unlock(bool written) override
+    void Unlock(bool written) override NO_THREAD_SAFETY_ANALYSIS
     {
         if (written) m_pPixels.swap(m_pWritten);
         if (m_pWritten != nullptr) m_Former.push_back(std::move(m_pWritten));
@@ -121,13 +123,14 @@ class CMemorySurface : public IOffscreenSurface
     // The picture, unless it is being written.
     PixelsPointer Get()
     {
-        const std::unique_lock lock(m_csPixels, std::try_to_lock);
-        return lock.owns_lock() ? m_pPixels : nullptr;
+        if (!m_csPixels.try_lock()) return nullptr;
+        const CMutexLock lock(m_csPixels, std::adopt_lock);
+        return m_pPixels;
     }
 
   private:
-    // Pixels that nobody shows any more. What a window lets go of is seen here by the thread that presented.
-    PixelsPointer TakeFree()
+    // Pixels that nobody shows any more. What a window releases is seen here by the thread that presented.
+    PixelsPointer TakeFree() REQUIRES(m_csPixels)
     {
         const auto free =
             std::ranges::find_if(m_Former, [](const auto& former) { return former.use_count() == 1; });
@@ -138,10 +141,10 @@ class CMemorySurface : public IOffscreenSurface
     }
 
     const StatePointer m_pState;
-    std::mutex m_csPixels;  // held between Lock and Unlock; guards all below
-    PixelsPointer m_pPixels;
-    PixelsPointer m_pWritten;  // between Lock and Unlock
-    std::vector<PixelsPointer> m_Former;
+    CMutex m_csPixels;  // held between Lock and Unlock
+    PixelsPointer m_pPixels GUARDED_BY(m_csPixels);
+    PixelsPointer m_pWritten GUARDED_BY(m_csPixels);  // between Lock and Unlock
+    std::vector<PixelsPointer> m_Former GUARDED_BY(m_csPixels);
 };
 
 class CMemoryBackBuffer : public IBackBuffer
@@ -194,7 +197,7 @@ class CMemorySwapChain : public ISwapChain
     {
         if (!m_pState->Take(EDeviceStep::Present) || window == HWND::Null) return false;
         PixelsPointer presented = m_pBuffer->Take();
-        const std::lock_guard lock(m_pState->m_csState);
+        const CMutexLock lock(m_pState->m_csState);
         auto& shown = m_pState->m_Windows[window];
         shown.m_pPixels = std::move(presented);
         ++shown.m_ulPresents;
@@ -214,7 +217,7 @@ class CMemorySurfaceDevice : public ISurfaceDevice
 
     EDeviceState TestCooperativeLevel() override
     {
-        const std::lock_guard lock(m_pState->m_csState);
+        const CMutexLock lock(m_pState->m_csState);
         return m_pState->m_DeviceState;
     }
 
@@ -269,7 +272,7 @@ bool CMemorySurfaceAdapter::GetAdapterDisplayMode(DisplayMode& mode)
 bool CMemorySurfaceAdapter::GetDeviceCaps(DeviceCaps& caps)
 {
     if (!m_pState->Take(EDeviceStep::GetDeviceCaps)) return false;
-    const std::lock_guard lock(m_pState->m_csState);
+    const CMutexLock lock(m_pState->m_csState);
     caps.VertexProcessingCaps = m_pState->m_dwVertexCaps;
     return true;
 }
@@ -280,7 +283,7 @@ EDeviceResult CMemorySurfaceAdapter::CreateDevice(HWND, std::uint32_t behaviourF
 {
     device.reset();
     const bool works = m_pState->Take(EDeviceStep::CreateDevice);
-    const std::lock_guard lock(m_pState->m_csState);
+    const CMutexLock lock(m_pState->m_csState);
     m_pState->m_dwBehaviourFlags = behaviourFlags;
     m_pState->m_Parameters = parameters;
     if (!works) return m_pState->m_CreateResult;
@@ -291,29 +294,29 @@ EDeviceResult CMemorySurfaceAdapter::CreateDevice(HWND, std::uint32_t behaviourF
 
 void CMemorySurfaceAdapter::SetFault(EDeviceStep step, bool fail, EDeviceResult result)
 {
-    const std::lock_guard lock(m_pState->m_csState);
+    const CMutexLock lock(m_pState->m_csState);
     m_pState->m_Faults[static_cast<std::size_t>(step)] = fail;
     m_pState->m_CreateResult = result;
 }
 
 void CMemorySurfaceAdapter::SetState(EDeviceState state)
 {
-    const std::lock_guard lock(m_pState->m_csState);
+    const CMutexLock lock(m_pState->m_csState);
     m_pState->m_DeviceState = state;
 }
 
 void CMemorySurfaceAdapter::SetVertexProcessingCaps(std::uint32_t caps)
 {
-    const std::lock_guard lock(m_pState->m_csState);
+    const CMutexLock lock(m_pState->m_csState);
     m_pState->m_dwVertexCaps = caps;
 }
 
 MemoryPicture CMemorySurfaceAdapter::GetPicture(HWND window) const
 {
-    const std::lock_guard lock(m_pState->m_csState);
+    const CMutexLock lock(m_pState->m_csState);
     const auto found = m_pState->m_Windows.find(window);
     if (found == m_pState->m_Windows.end()) return {};
-    // Copied under the lock, so that the pixels are no longer read when the next presentation lets go of them.
+    // Copied under the lock, so that the pixels are no longer read when the next presentation releases them.
     State::Pixels& pixels = *found->second.m_pPixels;
     MemoryPicture picture{pixels.iWidth, pixels.iHeight, {}};
     const std::ptrdiff_t row = std::ptrdiff_t{pixels.iWidth} * BYTES_A_PIXEL;
@@ -325,31 +328,31 @@ MemoryPicture CMemorySurfaceAdapter::GetPicture(HWND window) const
 
 std::uint32_t CMemorySurfaceAdapter::GetPresentCount(HWND window) const
 {
-    const std::lock_guard lock(m_pState->m_csState);
+    const CMutexLock lock(m_pState->m_csState);
     const auto found = m_pState->m_Windows.find(window);
     return found != m_pState->m_Windows.end() ? found->second.m_ulPresents : 0;
 }
 
 std::uint32_t CMemorySurfaceAdapter::GetPresentCount() const
 {
-    const std::lock_guard lock(m_pState->m_csState);
+    const CMutexLock lock(m_pState->m_csState);
     return m_pState->m_ulPresents;
 }
 
 std::uint32_t CMemorySurfaceAdapter::GetCallCount(EDeviceStep step) const
 {
-    const std::lock_guard lock(m_pState->m_csState);
+    const CMutexLock lock(m_pState->m_csState);
     return m_pState->m_Calls[static_cast<std::size_t>(step)];
 }
 
 std::uint32_t CMemorySurfaceAdapter::GetBehaviourFlags() const
 {
-    const std::lock_guard lock(m_pState->m_csState);
+    const CMutexLock lock(m_pState->m_csState);
     return m_pState->m_dwBehaviourFlags;
 }
 
 PresentParameters CMemorySurfaceAdapter::GetDeviceParameters() const
 {
-    const std::lock_guard lock(m_pState->m_csState);
+    const CMutexLock lock(m_pState->m_csState);
     return m_pState->m_Parameters;
 }

@@ -1,12 +1,11 @@
 #pragma once
 
-#include "render/device/SurfaceDevice.h"
-
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <vector>
+
+#include "render/device/SurfaceDevice.h"
 
 /// A picture in memory: 32-bit pixels (blue, green, red, 0), rows of width * 4 bytes, top row first.
 struct MemoryPicture {

@@ -1,12 +1,12 @@
 #pragma once
 
-#include "codec/convert/convert.h"
-#include "platform/windows/windows.h"
-
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
+
+#include "codec/convert/convert.h"
+#include "platform/windows/windows.h"
 
 // The drawing device behind CD3DSurfaceRender, with exactly the operations which that renderer uses: off-screen
 // pictures that are locked and written by the processor, one swap chain for each stream, a stretch from the one
@@ -48,7 +48,7 @@ struct PresentParameters {
 struct DisplayMode {
     std::int32_t Width = 0;
     std::int32_t Height = 0;
-    ESurfaceFormat Format = ESurfaceFormat::X8R8G8B8;
+    ESurfaceFormat format = ESurfaceFormat::X8R8G8B8;
 };
 
 struct DeviceCaps {

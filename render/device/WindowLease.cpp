@@ -3,9 +3,11 @@
 #include <atomic>
 #include <map>
 
+#include "inc/Mutex.h"
+
 struct CWindowLease::LOAN {
-    std::mutex frameLock;  // held for the time of a frame, or while the two below change
-    std::uint64_t number = 0;
+    CMutex frameLock;  // held for the time of a frame, or while the two below change
+    std::uint64_t number GUARDED_BY(frameLock) = 0;
     // Also cleared ahead of the wait for frameLock, so that no further frame begins.
     std::atomic<std::uintptr_t> window{0};
 };
@@ -14,9 +16,9 @@ namespace
 {
 
 struct LeaseTable {
-    std::mutex leasesLock;  // a leaf lock
-    std::map<HWND, std::shared_ptr<CWindowLease::LOAN>> loans;
-    std::uint64_t lendings = 0;
+    CMutex leasesLock;  // a leaf lock
+    std::map<HWND, std::shared_ptr<CWindowLease::LOAN>> loans GUARDED_BY(leasesLock);
+    std::uint64_t lendings GUARDED_BY(leasesLock) = 0;
 };
 
 LeaseTable& Leases()
@@ -30,7 +32,7 @@ LeaseTable& Leases()
 CWindowLease::CWindowLease(HWND window) : m_hWindow(window), m_pLoan(std::make_shared<LOAN>())
 {
     LeaseTable& leases = Leases();
-    const std::lock_guard lock(leases.leasesLock);
+    const CMutexLock lock(leases.leasesLock);
     leases.loans[window] = m_pLoan;
 }
 
@@ -38,36 +40,38 @@ CWindowLease::~CWindowLease()
 {
     TakeBack();
     LeaseTable& leases = Leases();
-    const std::lock_guard lock(leases.leasesLock);
+    const CMutexLock lock(leases.leasesLock);
     leases.loans.erase(m_hWindow);
 }
 
 void CWindowLease::Lend(std::uintptr_t systemWindow)
 {
+    ASSERT_THREAD(m_OwnersThread);
     if (m_pLoan->window == systemWindow) return;
     TakeBack();
     LeaseTable& leases = Leases();
     std::uint64_t number = 0;
     {
-        const std::lock_guard lock(leases.leasesLock);
+        const CMutexLock lock(leases.leasesLock);
         number = ++leases.lendings;
     }
-    const std::lock_guard frame(m_pLoan->frameLock);
+    const CMutexLock frame(m_pLoan->frameLock);
     m_pLoan->number = number;
     m_pLoan->window = systemWindow;
 }
 
 void CWindowLease::TakeBack()
 {
+    ASSERT_THREAD(m_OwnersThread);
     m_pLoan->window = 0;
-    const std::lock_guard frame(m_pLoan->frameLock);
+    const CMutexLock frame(m_pLoan->frameLock);
 }
 
-CWindowHold::CWindowHold(HWND window)
+CWindowHold::CWindowHold(HWND window) NO_THREAD_SAFETY_ANALYSIS  // held until the end
 {
     LeaseTable& leases = Leases();
     {
-        const std::lock_guard lock(leases.leasesLock);
+        const CMutexLock lock(leases.leasesLock);
         const auto found = leases.loans.find(window);
         if (found != leases.loans.end()) m_pLoan = found->second;
     }

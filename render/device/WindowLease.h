@@ -1,10 +1,11 @@
 #pragma once
 
-#include "platform/windows/windows.h"
-
 #include <cstdint>
 #include <memory>
 #include <mutex>
+
+#include "inc/Mutex.h"
+#include "platform/windows/windows.h"
 
 /// The loan of one window to those who draw into it: one for each cell. The window's owner lends it once the X
 /// server knows the window, and takes it back, waiting for the frame in progress, before the window goes. A
@@ -32,9 +33,10 @@ class CWindowLease
   private:
     const HWND m_hWindow;
     const std::shared_ptr<LOAN> m_pLoan;
+    CThreadMark m_OwnersThread;
 };
 
-/// Keeps a lent window from going while one frame is drawn into it. Any thread; asks no other one.
+/// Keeps a lent window from going while one frame is drawn into it. Any thread; asks no other thread.
 class CWindowHold
 {
   public:
@@ -49,7 +51,7 @@ class CWindowHold
 
   private:
     std::shared_ptr<CWindowLease::LOAN> m_pLoan;
-    std::unique_lock<std::mutex> m_Frame;
+    std::unique_lock<CMutex> m_Frame;
     std::uintptr_t m_Window = 0;
     std::uint64_t m_Number = 0;
 };

@@ -20,6 +20,8 @@
 #include "render/device/MemorySurfaceDevice.h"
 #include "tests/activex/home_support.h"
 #include "tests/support/box_catcher.h"
+#include "tests/support/model_state.h"
+#include "tests/support/render_state.h"
 #include "tests/support/test_places.h"
 
 using testing::ElementsAre;
@@ -121,9 +123,9 @@ class CScriptedRegistry : public IComponentRegistry
     {
         EXPECT_EQ(count, 1U);
         const bool right = categories->description == "Controls safely scriptable!"
-                               ? categories->Id == CATID_SafeForScripting
-                               : categories->Id == CATID_SafeForInitializing;
-        EXPECT_TRUE(right) << UuidText(categories->Id);
+                               ? categories->id == CATID_SafeForScripting
+                               : categories->id == CATID_SafeForInitializing;
+        EXPECT_TRUE(right) << UuidText(categories->id);
         return Call("category " + categories->description);
     }
     HRESULT RegisterClassImplCategories(const UUID& id, std::uint32_t count, const UUID* categories) override
@@ -143,7 +145,7 @@ class CScriptedRegistry : public IComponentRegistry
         EXPECT_EQ(library.version, "1.0");
         EXPECT_EQ(library.helpFile, "ActiveX.hlp");
         EXPECT_EQ(library.controlName, "ActiveX Control");
-        EXPECT_EQ(library.Interfaces.size(), 2U);
+        EXPECT_EQ(library.interfaces.size(), 2U);
         return Call("library " + library.name);
     }
     HRESULT UnregisterTypeLibrary(const UUID&) override { return Call("no library"); }
@@ -221,17 +223,9 @@ TEST(RegistrationTest, UnregisteringRunsInTheSameOrder)
 class ControlTest : public testing::Test
 {
   protected:
-    ControlTest()
-    {
-        SetRenderFactory([adapter = m_pAdapter] {
-            return std::make_unique<CD3DSurfaceRender>([adapter] { return adapter; });
-        });
-    }
     ~ControlTest() override
     {
         m_Control.Reset();
-        SetRenderFactory({});
-        CNodeModel::DestroyInstance();
         QCoreApplication::removePostedEvents(qApp, QEvent::Quit);
     }
     template <typename CONTROL = CActiveXCtrl>
@@ -245,6 +239,8 @@ class ControlTest : public testing::Test
 
     CTestHome m_Home;
     std::shared_ptr<CMemorySurfaceAdapter> m_pAdapter = std::make_shared<CMemorySurfaceAdapter>();
+    const CModelState m_Model;
+    const CRenderState m_Render{m_pAdapter};
     QWidget m_Container;
     CComPtr<IDispatch> m_Control;
 };

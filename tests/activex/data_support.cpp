@@ -10,9 +10,6 @@
 
 CDataTest::CDataTest() : m_Former(SetDebugListener([this](std::string_view text) { m_strDebug += text; }))
 {
-    CLanguage::Reset();
-    SetRenderFactory(
-        [adapter = m_pAdapter] { return std::make_unique<CD3DSurfaceRender>([adapter] { return adapter; }); });
     auto* const made = new CActiveXCtrl;
     m_Control = CComPtr<IDispatch>(made);
     made->Release();
@@ -22,9 +19,6 @@ CDataTest::CDataTest() : m_Former(SetDebugListener([this](std::string_view text)
 CDataTest::~CDataTest()
 {
     m_Control.Reset();
-    SetRenderFactory({});
-    CNodeModel::DestroyInstance();
-    CLanguage::Reset();
     QCoreApplication::removePostedEvents(qApp, QEvent::Quit);
     SetDebugListener(m_Former);
 }

@@ -10,6 +10,8 @@
 #include "inc/OutputDebugString.h"
 #include "render/device/MemorySurfaceDevice.h"
 #include "tests/activex/home_support.h"
+#include "tests/support/model_state.h"
+#include "tests/support/render_state.h"
 
 /// A control with a module directory of its own, whose files a test harms before it starts the control.
 class CDataTest : public testing::Test
@@ -29,6 +31,8 @@ class CDataTest : public testing::Test
     CDebugListener m_Former;
     CTestHome m_Home;
     std::shared_ptr<CMemorySurfaceAdapter> m_pAdapter = std::make_shared<CMemorySurfaceAdapter>();
+    const CModelState m_Model;
+    const CRenderState m_Render{m_pAdapter};
     QWidget m_Container;
     CComPtr<IDispatch> m_Control;
     CActiveXCtrl* m_pControl = nullptr;

@@ -15,14 +15,15 @@ using testing::ElementsAre;
 namespace
 {
 
-// Takes every message that it is asked about.
+// Takes every message that it is asked about, unless told otherwise.
 struct CTakingWindow : IPreTranslate {
     EPreTranslate PreTranslate(MSG& message) override
     {
         asked.push_back(message.message);
-        return EPreTranslate::Handled;
+        return answer;
     }
     std::vector<std::uint32_t> asked;
+    EPreTranslate answer = EPreTranslate::Handled;
 };
 
 // A window of the module that takes what it is asked about, and a hook that was there before the panel's and so
@@ -104,6 +105,24 @@ TEST_F(MessageHookTest, EndOfThePanelTakesTheHookAway)
     ASSERT_EQ(Start(), S_OK);
     Panel().DestroyWindow();
     EXPECT_THAT(SpiedOfAKey(), ElementsAre(WM_KEYDOWN, WM_KEYUP));
+}
+
+TEST_F(MessageHookTest, TwoPanelsAskOnceAndTheLastOneTakesTheHookAway)
+{
+    m_Taking.answer = EPreTranslate::PassOn;
+    ASSERT_EQ(Start(), S_OK);
+    CMainDialog second;
+    ASSERT_TRUE(second.Create(&m_Container));
+    SpiedOfAKey();
+    EXPECT_THAT(m_Taking.asked, ElementsAre(WM_KEYDOWN, WM_KEYUP));
+    Panel().DestroyWindow();
+    m_Taking.asked.clear();
+    SpiedOfAKey();
+    EXPECT_THAT(m_Taking.asked, ElementsAre(WM_KEYDOWN, WM_KEYUP));
+    second.DestroyWindow();
+    m_Taking.asked.clear();
+    SpiedOfAKey();
+    EXPECT_THAT(m_Taking.asked, testing::IsEmpty());
 }
 
 // A newer hook shows the panel's own any message with any code.

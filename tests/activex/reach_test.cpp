@@ -13,6 +13,8 @@
 #include "render/D3DSurfaceRender.h"
 #include "render/device/MemorySurfaceDevice.h"
 #include "tests/activex/home_support.h"
+#include "tests/support/model_state.h"
+#include "tests/support/render_state.h"
 #include "tests/support/test_variable.h"
 
 namespace
@@ -24,10 +26,6 @@ class ReachTest : public testing::TestWithParam<const char*>
   protected:
     ReachTest()
     {
-        CLanguage::Reset();
-        SetRenderFactory([adapter = m_pAdapter] {
-            return std::make_unique<CD3DSurfaceRender>([adapter] { return adapter; });
-        });
         auto* const made = new CActiveXCtrl;
         m_Control = CComPtr<IDispatch>(made);
         made->Release();
@@ -36,10 +34,7 @@ class ReachTest : public testing::TestWithParam<const char*>
     }
     ~ReachTest() override
     {
-        CLanguage::Reset();
         m_Control.Reset();
-        SetRenderFactory({});
-        CNodeModel::DestroyInstance();
         QCoreApplication::removePostedEvents(qApp, QEvent::Quit);
     }
 
@@ -78,6 +73,8 @@ class ReachTest : public testing::TestWithParam<const char*>
     CTestVariable m_Locale{"LC_ALL", GetParam()};
     CTestHome m_Home;
     std::shared_ptr<CMemorySurfaceAdapter> m_pAdapter = std::make_shared<CMemorySurfaceAdapter>();
+    const CModelState m_Model;
+    const CRenderState m_Render{m_pAdapter};
     QWidget m_Container;
     CComPtr<IDispatch> m_Control;
     CActiveXCtrl* m_pControl = nullptr;

@@ -10,6 +10,7 @@
 #include <regex>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/test_places.h"
@@ -237,6 +238,32 @@ TEST(ArchitectureTest, EveryFolderWithSourcesIsARoom)
         const Room* const room = RoomOf(folder + "/");
         EXPECT_TRUE(room != nullptr && room->folder == folder) << folder;
     }
+}
+
+// The place of each angled include that stands behind one of ours. A source's first include is its own header.
+std::vector<std::string> BehindOurs(const std::vector<Include>& includes)
+{
+    std::vector<std::string> places;
+    std::string file;
+    bool first = true;
+    bool ours = false;
+    for (const Include& include : includes) {
+        if (std::exchange(file, include.file) != include.file) {
+            first = true;
+            ours = false;
+        }
+        if (!include.quoted && ours) places.push_back(include.file + ":" + std::to_string(include.line));
+        if (include.quoted && !(first && include.file.ends_with(".cpp"))) ours = true;
+        first = false;
+    }
+    return places;
+}
+
+TEST(ArchitectureTest, OurIncludesStandBehindTheOthers)
+{
+    EXPECT_EQ(BehindOurs(AllIncludes()), std::vector<std::string>());
+    const std::vector<Include> wrong = {{"a/A.h", 3, "a/B.h", true}, {"a/A.h", 5, "vector", false}};
+    EXPECT_EQ(BehindOurs(wrong), (std::vector<std::string>{"a/A.h:5"})) << "the alarm rings";
 }
 
 // The alarm rings: arrows that must be refused are.

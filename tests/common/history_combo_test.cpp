@@ -184,6 +184,21 @@ TEST_F(HistoryComboTest, SaveBlanksTheRestOfALongerListUpToItsFirstGap)
     EXPECT_EQ(Stored("H4"), "old") << "behind the gap nothing is blanked";
 }
 
+TEST_F(HistoryComboTest, AnEmptyKeyIsAGapToo)
+{
+    for (const char* key : {"H0", "H1", "H3"})
+        Store(key, "old");
+    Store("H2", "");
+    CHistoryCombo combo;
+    combo.LoadHistory("Setting", "H");
+    EXPECT_EQ(combo.count(), 2);
+    combo.clear();
+    combo.AddString("new");
+    combo.SaveHistory(false);
+    EXPECT_EQ(Stored("H1"), "");
+    EXPECT_EQ(Stored("H3"), "old");
+}
+
 TEST_F(HistoryComboTest, KeyNumbersEndAtAThousand)
 {
     std::ofstream profile(HostPath(GetApplicationProfilePath()));

@@ -118,6 +118,21 @@ TEST_F(RenderWndLeaseTest, StreamRunsToItsEndWhileThePanelsThreadIsBusy)
     EXPECT_FALSE(IsCellUsed(cell));
 }
 
+// A cell's window is lent, and the server knows it, from the cell's making on.
+TEST_F(RenderWndLeaseTest, FirstFrameIntoANewCellIsShown)
+{
+    CRenderWnd& grid = Grid({16});
+    const auto render = CreateRender();
+    CSurface* const surface = render->CreateSurface(WIDTH, HEIGHT);
+    const CTestFrame frame(WIDTH, HEIGHT, 90);
+    for (int i = 0; i < 5; ++i) {
+        const CRenderCell cell(&grid, grid.Handle());
+        render->DisplayClient(&frame.m_Frame, surface, cell.Handle());
+        EXPECT_EQ(surface->m_Showing, EShowing::Shown) << i;
+    }
+    render->DestroySurface(surface);
+}
+
 TEST_F(RenderWndLeaseTest, GridGoesAwayWhileStreamsDraw)
 {
     for (int round = 0; round < 3; ++round) {

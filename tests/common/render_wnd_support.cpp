@@ -50,11 +50,6 @@ XRenderWnd MakeGridRecord(std::initializer_list<int> sizes)
 RenderWndTest::RenderWndTest()
 {
     StartQtPlatform();
-    CLanguage::Reset();
-    SetModuleDirectory(SystemPath(m_Home.path().toStdString()) + "\\");
-    m_pAdapter = std::make_shared<CMemorySurfaceAdapter>();
-    SetRenderFactory(
-        [this] { return std::make_unique<CD3DSurfaceRender>([adapter = m_pAdapter] { return adapter; }); });
     m_pParent = std::make_unique<QWidget>();
     m_pParent->resize(440, 360);
     m_ParentHandle.emplace(*m_pParent, [this](std::uint32_t message, WPARAM, LPARAM) {
@@ -69,11 +64,6 @@ RenderWndTest::~RenderWndTest()
     m_Grid.reset();
     m_ParentHandle.reset();
     m_pParent.reset();
-    ReleaseRender();
-    SetRenderFactory({});
-    CNodeModel::DestroyInstance();
-    CLanguage::Reset();
-    SetModuleDirectory("");
     QCoreApplication::removePostedEvents(qApp, QEvent::Quit);
     StopQtPlatform();
 }

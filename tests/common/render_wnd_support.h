@@ -11,6 +11,8 @@
 #include "common/RenderWnd.h"
 #include "render/CellPool.h"
 #include "render/device/MemorySurfaceDevice.h"
+#include "tests/support/model_state.h"
+#include "tests/support/render_state.h"
 
 /// A record of 400 by 300 at (10, 20) with the yardstick, one cell, and arrangements of the sizes given: two
 /// across up to four cells, four across beyond.
@@ -28,7 +30,10 @@ class RenderWndTest : public testing::Test
     void Serve() { QApplication::processEvents(); }
 
     QTemporaryDir m_Home;
-    std::shared_ptr<CMemorySurfaceAdapter> m_pAdapter;
+    const CModelState m_Model{m_Home.path().toStdString()};
+    std::shared_ptr<CMemorySurfaceAdapter> m_pAdapter = std::make_shared<CMemorySurfaceAdapter>();
+    const CRenderState m_Render{CRenderFactory(
+        [this] { return std::make_unique<CD3DSurfaceRender>([adapter = m_pAdapter] { return adapter; }); })};
     std::unique_ptr<QWidget> m_pParent;
     std::optional<CWindowHandle> m_ParentHandle;
     std::vector<std::uint32_t> m_Notices;

@@ -1,5 +1,6 @@
 #include "render/Render.h"
 #include "tests/common/render_wnd_support.h"
+#include "tests/support/box_catcher.h"
 
 // A host may hold two controls: their grids share the pool of cells and the renderer.
 
@@ -56,6 +57,45 @@ TEST_P(TwoGridsTest, GridThatStaysKeepsItsCellsAndTheRenderer)
     m_Second.reset();
     EXPECT_EQ(GetCells().size(), 0U);
     EXPECT_NE(CreateRender(), render) << "the last one lets it go";
+}
+
+TEST_P(TwoGridsTest, CellsOfTheGridThatStaysKeepTheirEmptyPicture)
+{
+    QImage picture(352, 288, QImage::Format_RGB888);
+    picture.fill(Qt::red);
+    ASSERT_TRUE(picture.save(m_Home.filePath("dvr.bmp"), "BMP"));
+    m_Grid.reset();
+    Grid({4});
+    ASSERT_TRUE(m_Second->Init(m_pParent.get(), MakeGridRecord({4}), 3));
+    (GetParam() ? m_Grid : m_Second).reset();
+    const CRenderWnd& stays = *(GetParam() ? m_Second : m_Grid);
+    EXPECT_EQ(stays.GetCell(0)->grab().toImage().pixelColor(20, 20), QColor(Qt::red));
+}
+
+// Its focus window has gone then, and its box stands over whichever window is active.
+TEST_P(TwoGridsTest, RendererTellsItsFailureAndIsRebuiltAfterTheGridThatPreparedItHasGone)
+{
+    ASSERT_TRUE(m_Second->Init(m_pParent.get(), MakeGridRecord({4}), 3));
+    const auto render = CreateRender();
+    CSurface* const surface = render->CreateSurface(16, 16);
+    (GetParam() ? m_Grid : m_Second).reset();
+    const CRenderWnd& stays = *(GetParam() ? m_Second : m_Grid);
+    QCoreApplication::removePostedEvents(qApp, QEvent::Quit);  // would close the parent
+    m_pParent->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(m_pParent.get()));
+
+    const CBoxCatcher boxes;
+    m_pAdapter->SetState(EDeviceState::NotReset);
+    m_pAdapter->SetFault(EDeviceStep::GetBackBuffer, true);
+    EXPECT_EQ(render->DisplayClient(nullptr, surface, stays.GetCell(0)->Handle()), 0);
+    EXPECT_THAT(boxes.m_Texts, testing::ElementsAre("Get Back Buffer failed!"));
+    EXPECT_EQ(boxes.m_pOwner, m_pParent.get());
+    m_pAdapter->SetFault(EDeviceStep::GetBackBuffer, false);
+    m_pAdapter->SetState(EDeviceState::NotReset);
+    EXPECT_EQ(render->DisplayClient(nullptr, surface, stays.GetCell(0)->Handle()), 0);
+    EXPECT_EQ(render->DisplayClient(nullptr, surface, stays.GetCell(0)->Handle()), 0);
+    EXPECT_EQ(Presented(stays), 1U);
+    render->DestroySurface(surface);
 }
 
 INSTANTIATE_TEST_SUITE_P(EitherOrder, TwoGridsTest, testing::Bool());

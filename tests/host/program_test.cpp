@@ -6,6 +6,7 @@
 #include <QImage>
 
 #include "tests/host/program_support.h"
+#include "tests/support/virtual_display.h"
 
 namespace
 {
@@ -196,6 +197,9 @@ TEST_F(ProgramTest, WithoutARendererARunWithoutAUserEndsWithASentence)
         EXPECT_EQ(Run(Home() + QStringList{"--seconds", "1"}), MINUS_ONE);
         EXPECT_TRUE(m_strErrors.contains("watchwall: the video grid can't be made"))
             << m_strErrors.toStdString();
+        const char* const step = *render == '1' ? "watchwall: eglGetDisplay failed: EGL error 0x"
+                                                : "watchwall: there is no renderer ";
+        EXPECT_TRUE(m_strErrors.contains(step)) << m_strErrors.toStdString();
     }
     EXPECT_EQ(Run(Home() + QStringList{"--report", File("report.json")}), MINUS_ONE);
     EXPECT_EQ(Run(Home() + QStringList{"--screenshot", File("wall.png")}), MINUS_ONE);
@@ -213,6 +217,35 @@ TEST_F(ProgramTest, WithoutADisplayItSaysSo)
     m_Environment.insert("QT_QPA_PLATFORM", "xcb");
     EXPECT_EQ(Run(Home()), NO_DISPLAY);
     EXPECT_TRUE(m_strErrors.contains("display"));
+}
+
+// Link threads may be inside the module then.
+TEST_F(ProgramTest, WithoutItsDisplayItEndsBeforeTheModuleIsTakenDown)
+{
+    const QStringList arguments = Home() + QStringList{"--module", WATCHWALL_ENDING_MODULE};
+    EXPECT_EQ(Run(arguments + QStringList{"--seconds", "1"}), 0);
+    EXPECT_TRUE(m_strErrors.contains("the module is taken down")) << "as at any other end";
+    m_strErrors.clear();
+    m_strOutput.clear();
+    CVirtualDisplay display;
+    m_Environment.insert("DISPLAY", QString::fromStdString(display.Name()));
+    Start(arguments);
+    ASSERT_TRUE(WaitShown());
+    display.Kill();
+    EXPECT_EQ(End(), NO_DISPLAY);
+    EXPECT_TRUE(m_strErrors.contains("watchwall: the display is gone")) << m_strErrors.toStdString();
+    EXPECT_FALSE(m_strErrors.contains("the module is taken down")) << m_strErrors.toStdString();
+}
+
+TEST_F(ProgramTest, ADisplayThatGoesWhileTheControlIsLoadedIsToldAndTheReportWritten)
+{
+    m_Environment.insert("ENDS_WHILE_LOADING", "1");
+    EXPECT_EQ(Run(Home() + QStringList{"--module", WATCHWALL_ENDING_MODULE, "--report", File("report.json")}),
+              NO_DISPLAY);
+    EXPECT_TRUE(m_strErrors.contains("watchwall: the display is gone")) << m_strErrors.toStdString();
+    QFile report(File("report.json"));
+    ASSERT_TRUE(report.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(report.readAll().contains("\"channels\": [\n    ]"));
 }
 
 TEST_F(ProgramTest, HelpVersionAndWrongUseNeedNoDisplay)

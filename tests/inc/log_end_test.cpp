@@ -96,7 +96,7 @@ TEST(LogEndTest, WhatIsQueuedAtTheEndIsDroppedAndTheWaitIsBounded)
     ASSERT_EQ(after.size(), 1U);
     const std::string path = log->GetPath();
     CHeldWorker worker(*after.begin());
-    log->Log("a.cpp", "f", 1, LOG_MESSAGE, "queued");
+    log->Log("a.cpp", "f", 1, ELogLevel::Message, "queued");
     auto end = std::async(std::launch::async, [&log] { log.reset(); });
     // Far more than the log waits for a worker that is held; a log that waits for it longer fails here.
     ASSERT_EQ(end.wait_for(std::chrono::seconds(20)), std::future_status::ready);
@@ -133,7 +133,7 @@ TEST_F(ProcessLogEnd, CallerInsideLogOutlivesTheEnd)
                 let_go.get_future().wait();
                 return false;
             });
-            caller = std::thread([] { CxLog::Instance().Log("a.cpp", "f", 1, LOG_MESSAGE, "held"); });
+            caller = std::thread([] { CxLog::Instance().Log("a.cpp", "f", 1, ELogLevel::Message, "held"); });
             inside.get_future().wait();
             std::exit(4);
         },
@@ -165,7 +165,7 @@ TEST_F(ProcessLogEnd, LinesAfterTheEndReachTheDebuggerOutputAndThrowNothing)
 {
     EXPECT_EXIT(
         {
-            std::atexit([] { LogLine(LOG_MESSAGE, "f", "late"); });
+            std::atexit([] { LogLine(ELogLevel::Message, "f", "late"); });
             CxLog::Instance();
             SetDebugListener([](std::string_view text) {
                 std::fprintf(stderr, "debugger: %.*s", static_cast<int>(text.size()), text.data());
@@ -289,7 +289,7 @@ TEST(LogFileTest, ABurstWaitsForTheOtherWriterAndTheCallerDoesNot)
     {
         CLogFile other(log.GetPath());
         ASSERT_TRUE(other.TryLock());
-        log.Log("a.cpp", "f", 1, LOG_MESSAGE, "mine");
+        log.Log("a.cpp", "f", 1, ELogLevel::Message, "mine");
         other.Append("theirs\r\n");
     }
     EXPECT_THAT(WaitForLines(log.GetPath(), 2), testing::ElementsAre("theirs", EndsWith("mine")));
@@ -309,7 +309,7 @@ TEST(LogProcessesTest, WriteWholeLinesToOneFileAndLoseNone)
         if (child != 0) continue;
         CxLog log(directory.Path());
         for (int i = 0; i < LINES; ++i)
-            log.Log("a.cpp", "f", i, LOG_MESSAGE, "<%d-%d>", process, i);
+            log.Log("a.cpp", "f", i, ELogLevel::Message, "<%d-%d>", process, i);
         const bool written = !WaitForLines(log.GetPath(), PROCESSES * LINES).empty();
         ::_exit(written ? 0 : 1);
     }

@@ -1,9 +1,5 @@
 #include "inc/CxLog.h"
 
-#include "inc/LogFile.h"
-#include "inc/OutputDebugString.h"
-#include "tests/inc/log_support.h"
-
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/file.h>
@@ -17,6 +13,11 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+
+#include "inc/LogFile.h"
+#include "inc/OutputDebugString.h"
+#include "tests/inc/log_support.h"
+#include "tests/support/test_variable.h"
 
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -40,7 +41,7 @@ struct CLogTest : testing::Test {
 
 TEST_F(CLogTest, LineHoldsTimeLevelFileFunctionLineAndMessage)
 {
-    log.Log("..\\common\\RenderWnd.cpp", "CRenderWnd::Init", 42, LOG_ERROR, "step %d of %s", 5, "nine");
+    log.Log("..\\common\\RenderWnd.cpp", "CRenderWnd::Init", 42, ELogLevel::Error, "step %d of %s", 5, "nine");
     EXPECT_THAT(OneLine(),
                 MatchesRegex("[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} Error "
                              "RenderWnd\\.cpp\\(CRenderWnd::Init, 42\\): step 5 of nine"));
@@ -48,26 +49,26 @@ TEST_F(CLogTest, LineHoldsTimeLevelFileFunctionLineAndMessage)
 
 TEST_F(CLogTest, FileNameIsCutBehindTheLastSeparatorOfEitherKind)
 {
-    log.Log("/src/common/RenderWnd.cpp", "f", 1, LOG_MESSAGE, "m");
+    log.Log("/src/common/RenderWnd.cpp", "f", 1, ELogLevel::Message, "m");
     EXPECT_THAT(OneLine(), HasSubstr(" RenderWnd.cpp(f, 1): m"));
 }
 
 TEST_F(CLogTest, NullSourcePathGivesNoFileNameAndLineZero)
 {
-    log.Log(nullptr, "CRenderWnd::Init", 42, LOG_MESSAGE, "m");
+    log.Log(nullptr, "CRenderWnd::Init", 42, ELogLevel::Message, "m");
     EXPECT_THAT(OneLine(), EndsWith(" Message (CRenderWnd::Init, 0): m"));
 }
 
 TEST_F(CLogTest, NullFunctionPrintsAsEmpty)
 {
-    log.Log("a.cpp", nullptr, 7, LOG_MESSAGE, "m");
+    log.Log("a.cpp", nullptr, 7, ELogLevel::Message, "m");
     EXPECT_THAT(OneLine(), EndsWith(" Message a.cpp(, 7): m"));
 }
 
 TEST_F(CLogTest, EveryLevelHasItsName)
 {
-    for (std::int32_t level : {LOG_MESSAGE + 0, LOG_WARNING + 0, LOG_EXCEPTION + 0, LOG_ERROR + 0, 4, -1})
-        log.Log("a.cpp", "f", 1, level, "m");
+    for (const std::int32_t level : {0, 1, 2, 3, 4, -1})
+        log.Log("a.cpp", "f", 1, static_cast<ELogLevel>(level), "m");
     const auto lines = WaitForLines(log.GetPath(), 6);
     ASSERT_THAT(lines, SizeIs(6));
     const char* const names[] = {" Message a", " Warning a", " Exception a", " Error a", "  a", "  a"};
@@ -77,8 +78,8 @@ TEST_F(CLogTest, EveryLevelHasItsName)
 
 TEST_F(CLogTest, MessageWithALineBreakGivesNoBlankLine)
 {
-    log.Log("a.cpp", "f", 1, LOG_MESSAGE, "first\r\n");
-    log.Log("a.cpp", "f", 2, LOG_MESSAGE, "second");
+    log.Log("a.cpp", "f", 1, ELogLevel::Message, "first\r\n");
+    log.Log("a.cpp", "f", 2, ELogLevel::Message, "second");
     const auto lines = WaitForLines(log.GetPath(), 2);
     ASSERT_THAT(lines, SizeIs(2));
     EXPECT_THAT(lines[0], EndsWith("): first"));
@@ -88,7 +89,7 @@ TEST_F(CLogTest, MessageWithALineBreakGivesNoBlankLine)
 TEST_F(CLogTest, LongMessageIsCutAndKeepsItsLineBreak)
 {
     const std::string message(5000, 'x');
-    log.Log("a.cpp", "f", 1, LOG_MESSAGE, "%s", message.c_str());
+    log.Log("a.cpp", "f", 1, ELogLevel::Message, "%s", message.c_str());
     const std::string line = OneLine();
     EXPECT_EQ(line.size() + 2, LOG_LINE_BYTES - 1);
     EXPECT_THAT(line, EndsWith("xxx"));
@@ -97,7 +98,7 @@ TEST_F(CLogTest, LongMessageIsCutAndKeepsItsLineBreak)
 TEST_F(CLogTest, LinesKeepTheirOrder)
 {
     for (int i = 0; i < 1000; ++i)
-        log.Log("a.cpp", "f", i, LOG_MESSAGE, "m");
+        log.Log("a.cpp", "f", i, ELogLevel::Message, "m");
     const auto lines = WaitForLines(log.GetPath(), 1000);
     ASSERT_THAT(lines, SizeIs(1000));
     for (int i = 0; i < 1000; ++i)
@@ -115,17 +116,17 @@ TEST_F(CLogTest, TextReachesTheDebuggerOutputAtOnce)
 {
     std::string heard;
     const auto former = SetDebugListener([&heard](std::string_view text) { heard += text; });
-    log.Log("a.cpp", "f", 1, LOG_MESSAGE, "at once");
+    log.Log("a.cpp", "f", 1, ELogLevel::Message, "at once");
     SetDebugListener(former);
     EXPECT_THAT(heard, EndsWith("a.cpp(f, 1): at once\r\n"));
 }
 
 TEST_F(CLogTest, FileMayBeMovedAwayBetweenBursts)
 {
-    log.Log("a.cpp", "f", 1, LOG_MESSAGE, "before");
+    log.Log("a.cpp", "f", 1, ELogLevel::Message, "before");
     OneLine();
     std::filesystem::rename(log.GetPath(), directory.Path() + "kept");
-    log.Log("a.cpp", "f", 2, LOG_MESSAGE, "after");
+    log.Log("a.cpp", "f", 2, ELogLevel::Message, "after");
     EXPECT_THAT(OneLine(), EndsWith("after"));
     EXPECT_THAT(ReadFile(directory.Path() + "kept"), EndsWith("before\r\n"));
 }
@@ -141,13 +142,13 @@ TEST_F(CLogTest, ViewWindowGetsACopyThatItOwns)
         posted.reset(entry);
         return true;
     });
-    log.Log("a.cpp", "f", 1, LOG_WARNING, "shown");
+    log.Log("a.cpp", "f", 1, ELogLevel::Warning, "shown");
     log.SetView(0, nullptr);
     ASSERT_NE(posted, nullptr);
     EXPECT_EQ(window, 7);
     EXPECT_EQ(message, 0xC98U);
-    EXPECT_EQ(posted->m_strMessage, "shown");
-    EXPECT_EQ(posted->m_iLevel, LOG_WARNING);
+    EXPECT_EQ(posted->message, "shown");
+    EXPECT_EQ(posted->level, ELogLevel::Warning);
     EXPECT_THAT(OneLine(), EndsWith("shown"));
     posted.reset();
 }
@@ -156,10 +157,10 @@ TEST_F(CLogTest, MessageHasAThousandAndTwentyThreeCharactersAtMost)
 {
     static std::size_t length;
     log.SetView(7, [](std::int32_t, std::uint32_t, LogEntry* entry) {
-        length = entry->m_strMessage.size();
+        length = entry->message.size();
         return false;  // not taken
     });
-    log.Log("a.cpp", "f", 1, LOG_MESSAGE, "%s", std::string(2000, 'm').c_str());
+    log.Log("a.cpp", "f", 1, ELogLevel::Message, "%s", std::string(2000, 'm').c_str());
     log.SetView(0, nullptr);
     EXPECT_EQ(length, 1023U);
 }
@@ -187,7 +188,7 @@ TEST_F(CLogTest, WorkerWaitsForTheOtherWriterOfTheFile)
         const int other = ::open(log.GetPath().c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
         ASSERT_EQ(::flock(other, LOCK_EX), 0);
         const std::string before = ReadFile(log.GetPath());
-        log.Log("a.cpp", "f", 1, LOG_MESSAGE, "%d", attempt);
+        log.Log("a.cpp", "f", 1, ELogLevel::Message, "%d", attempt);
         waited = 0;
         while (waited < LOOKS && ReadFile(log.GetPath()) == before)
             waited += CountOpen(log.GetPath()) == 2 ? 1 : 0;
@@ -218,10 +219,10 @@ TEST(LogFileTest, LinesAreAppendedToAFileOfAnEarlierRun)
 {
     CTestDirectory directory;
     std::optional<CxLog> log(directory.Path());
-    log->Log("a.cpp", "f", 1, LOG_MESSAGE, "first run");
+    log->Log("a.cpp", "f", 1, ELogLevel::Message, "first run");
     EXPECT_THAT(WaitForLines(log->GetPath(), 1), SizeIs(1));
     log.emplace(directory.Path());
-    log->Log("a.cpp", "f", 1, LOG_MESSAGE, "second run");
+    log->Log("a.cpp", "f", 1, ELogLevel::Message, "second run");
     EXPECT_THAT(WaitForLines(log->GetPath(), 2),
                 testing::ElementsAre(EndsWith("first run"), EndsWith("second run")));
 }
@@ -229,18 +230,19 @@ TEST(LogFileTest, LinesAreAppendedToAFileOfAnEarlierRun)
 // Two time zones a day apart stand in for the passing of midnight.
 TEST(LogFileTest, RunThatCrossesMidnightKeepsOneFile)
 {
-    const char* const former = std::getenv("TZ");
-    const std::string zone = former != nullptr ? former : "";
-    setenv("TZ", "WEST+12", 1);
-    tzset();
     CTestDirectory directory;
-    CxLog log(directory.Path());
-    const std::string path = log.GetPath();
-    setenv("TZ", "EAST-12", 1);
-    tzset();
-    log.Log("a.cpp", "f", 1, LOG_MESSAGE, "the next day");
-    const auto lines = WaitForLines(path, 1);
-    former != nullptr ? setenv("TZ", zone.c_str(), 1) : unsetenv("TZ");
+    std::string path;
+    std::vector<std::string> lines;
+    {
+        const CTestVariable west("TZ", "WEST+12");
+        tzset();
+        CxLog log(directory.Path());
+        path = log.GetPath();
+        const CTestVariable east("TZ", "EAST-12");
+        tzset();
+        log.Log("a.cpp", "f", 1, ELogLevel::Message, "the next day");
+        lines = WaitForLines(path, 1);
+    }
     tzset();
     ASSERT_THAT(lines, SizeIs(1));
     const std::string day = lines[0].substr(0, 4) + lines[0].substr(5, 2) + lines[0].substr(8, 2);
@@ -254,7 +256,7 @@ TEST(LogFileTest, UnwritableDirectoryCostsTheLinesAndNothingElse)
     std::string file = directory.Path() + "file";
     std::fclose(std::fopen(file.c_str(), "w"));
     CxLog log(file + "/log/");  // a folder under a plain file can never be made
-    log.Log("a.cpp", "f", 1, LOG_ERROR, "lost");
+    log.Log("a.cpp", "f", 1, ELogLevel::Error, "lost");
     EXPECT_EQ(std::filesystem::file_size(file), 0U);
 }
 

@@ -1,7 +1,5 @@
 #include "inc/CxLog.h"
 
-#include "tests/inc/log_support.h"
-
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <poll.h>
@@ -14,6 +12,8 @@
 #include <optional>
 #include <set>
 #include <thread>
+
+#include "tests/inc/log_support.h"
 
 namespace
 {
@@ -28,7 +28,7 @@ TEST(LogThreadsTest, ThreadsInterleaveWholeLines)
     for (int t = 0; t < THREADS; ++t) {
         threads.emplace_back([&log, t] {
             for (int i = 0; i < LINES; ++i)
-                log.Log("a.cpp", "f", i, LOG_MESSAGE, "<%d-%d>", t, i);
+                log.Log("a.cpp", "f", i, ELogLevel::Message, "<%d-%d>", t, i);
         });
     }
     for (auto& thread : threads)
@@ -63,7 +63,7 @@ TEST(LogThreadsTest, WorkerThatHangsInItsFileIsLeftBehindAtTheEnd)
     const std::string block(4096, 'x');
     while (::write(pipe, block.data(), block.size()) > 0) {
     }
-    log->Log("a.cpp", "f", 1, LOG_MESSAGE, "held up");  // the full pipe takes no line
+    log->Log("a.cpp", "f", 1, ELogLevel::Message, "held up");  // the full pipe takes no line
     while (CountOpen(log->GetPath()) < 2)  // the worker has it open, so it is past the look at the stop event
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     log.reset();
@@ -83,7 +83,7 @@ TEST(LogThreadsTest, EndAmidABurstLeavesOnlyWholeLines)
     std::optional<CxLog> log(directory.Path());
     const std::string path = log->GetPath();
     for (int i = 0; i < 5000; ++i)
-        log->Log("a.cpp", "f", i, LOG_MESSAGE, "m");
+        log->Log("a.cpp", "f", i, ELogLevel::Message, "m");
     log.reset();  // drops what is still queued
     const std::string text = ReadFile(path);
     EXPECT_TRUE(text.empty() || text.ends_with("\r\n"));

@@ -21,7 +21,7 @@ extern char** environ;
 namespace
 {
 
-constexpr auto PATIENCE = std::chrono::seconds(60);
+constexpr auto TIME_LIMIT = std::chrono::seconds(60);
 
 class CListeningRender final : public CRender
 {
@@ -174,7 +174,7 @@ std::unique_ptr<CRender> MakeListeningRender(ShownPicture shown)
 
 bool WaitUntil(const std::function<bool()>& condition)
 {
-    const auto end = std::chrono::steady_clock::now() + PATIENCE;
+    const auto end = std::chrono::steady_clock::now() + TIME_LIMIT;
     while (!condition()) {
         if (std::chrono::steady_clock::now() > end) return false;
         std::this_thread::sleep_for(std::chrono::milliseconds(2));

@@ -1,4 +1,4 @@
-// The delivered road from the directory's question to decoded pictures, against the recorder on loopback.
+// The way from the directory's question to decoded pictures, against the recorder on loopback.
 
 #include <gtest/gtest.h>
 
@@ -75,13 +75,14 @@ TEST_P(UdpHarmedLinksTest, PicturesComeBackAsTheyWereDrawn)
     for (CUdpRemote* const channel : m_Channels)
         Open(*channel);
     for (std::int32_t i = 0; i < 2; ++i) {
-        // A link does not reconnect: when the harm took the reply to its request it waits for ever, and the
+        // A link does not reconnect: when the harm took the reply to its request it waits indefinitely, and the
         // operator opens the channel again.
         constexpr int OPENINGS = 15;
-        constexpr auto PATIENCE = std::chrono::seconds(3);
+        constexpr auto TIME_LIMIT = std::chrono::seconds(3);
         for (int opening = 1; opening < OPENINGS && MarksOf(i) < 25; ++opening) {
             const auto since = std::chrono::steady_clock::now();
-            WaitUntil([&] { return MarksOf(i) >= 25 || std::chrono::steady_clock::now() - since > PATIENCE; });
+            WaitUntil(
+                [&] { return MarksOf(i) >= 25 || std::chrono::steady_clock::now() - since > TIME_LIMIT; });
             if (MarksOf(i) >= 25) break;
             m_Channels[static_cast<std::size_t>(i)]->Close();
             Open(*m_Channels[static_cast<std::size_t>(i)]);

@@ -5,20 +5,6 @@
 #include "model/tree/CompositeIterator.h"
 #include "platform/os/paths.h"
 
-CModelTest::CModelTest()
-{
-    CNodeModel::DestroyInstance();
-    CLanguage::Reset();
-    SetModuleDirectory(m_Folder.Path());
-}
-
-CModelTest::~CModelTest()
-{
-    CNodeModel::DestroyInstance();
-    CLanguage::Reset();
-    SetModuleDirectory("");
-}
-
 CDebugCapture::CDebugCapture()
     : m_Former(SetDebugListener([this](std::string_view text) { m_strText += text; }))
 {

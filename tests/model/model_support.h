@@ -7,16 +7,15 @@
 
 #include "inc/OutputDebugString.h"
 #include "model/tree/Folder.h"
+#include "tests/support/model_state.h"
 #include "tests/support/test_folder.h"
 
 /// A test with a module directory of its own, and no model, language or observer from another test.
 class CModelTest : public testing::Test
 {
   protected:
-    CModelTest();
-    ~CModelTest() override;
-
     CTestFolder m_Folder;  // the module's directory
+    const CModelState m_State{m_Folder.Path()};
 };
 
 /// Collects the debugger output for the length of a scope.

@@ -19,6 +19,7 @@
 #include "platform/qt/QtPlatform.h"
 #include "tests/activex/home_support.h"
 #include "tests/support/box_catcher.h"
+#include "tests/support/model_state.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -83,7 +84,6 @@ class LogonDlgTest : public testing::Test
     LogonDlgTest()
     {
         StartQtPlatform();
-        CLanguage::Reset();
         CLanguage::SetLanguage("eng");
         m_Boxes.emplace();
         m_pOuter = std::make_unique<QWidget>();
@@ -103,8 +103,6 @@ class LogonDlgTest : public testing::Test
         m_OuterHandle.reset();
         m_pOuter.reset();
         m_Boxes.reset();
-        CNodeModel::DestroyInstance();
-        CLanguage::Reset();
         StopQtPlatform();
     }
     void Show(const char* language = "eng")
@@ -170,6 +168,7 @@ class LogonDlgTest : public testing::Test
     };
 
     CTestHome m_Home;
+    const CModelState m_Model;
     std::optional<CBoxCatcher> m_Boxes;
     std::vector<Answer> m_Answers;  // of the stations to come; then all is well
     std::vector<std::string> m_Calls;

@@ -72,7 +72,6 @@ bool CTestStation::Disconnect()
 TreeDlgTest::TreeDlgTest()
 {
     StartQtPlatform();
-    SetModuleDirectory(SystemPath(m_Home.path().toStdString()) + "\\");
     m_pParent = std::make_unique<QWidget>();
     m_pParent->resize(220, 500);
     m_ParentHandle.emplace(*m_pParent, [this](std::uint32_t message, WPARAM wParam, LPARAM) {
@@ -89,8 +88,6 @@ TreeDlgTest::~TreeDlgTest()
     m_ParentHandle.reset();
     m_pParent.reset();
     RemoveAllCells();
-    CNodeModel::DestroyInstance();
-    SetModuleDirectory("");
     StopQtPlatform();
 }
 

@@ -17,6 +17,7 @@
 #include "platform/qt/WindowHandle.h"
 #include "remote/RemoteStation.h"
 #include "remote/TcpRemote.h"
+#include "tests/support/model_state.h"
 
 /// What the devices of the running test were asked for, in order.
 std::vector<std::string>& TreeCalls();
@@ -72,6 +73,7 @@ class TreeDlgTest : public testing::Test
     QLineEdit* Edit(std::initializer_list<int> path);
 
     QTemporaryDir m_Home;
+    const CModelState m_Model{m_Home.path().toStdString()};
     std::unique_ptr<QWidget> m_pParent;
     std::optional<CWindowHandle> m_ParentHandle;
     std::vector<std::pair<std::uint32_t, int>> m_Notices;

@@ -350,10 +350,9 @@ TEST(QtPlatform, StartsAreCounted)
     StopQtPlatform();
     QWidget widget;
     const CWindowHandle handle(widget);
-    RECT rect;
-    EXPECT_TRUE(GetClientRect(handle.Get(), rect)) << "one start is left";
+    EXPECT_TRUE(SetWindowPos(handle.Get(), {0, 0, 60, 40})) << "one start is left";
     StopQtPlatform();
-    EXPECT_FALSE(GetClientRect(handle.Get(), rect));
+    EXPECT_FALSE(SetWindowPos(handle.Get(), {0, 0, 60, 40}));
     StopQtPlatform();
 }
 }  // namespace

@@ -205,7 +205,7 @@ TEST_F(FullDrives, RowsThatStayEndTheSearchAndAreLogged)
     EXPECT_THAT(told.Text(), HasSubstr("Delete File From Database Failed: id=2"));
 }
 
-// Once a link of the other road has ended, the database is gone for the rest of the process.
+// Once a UDP link has ended, the database is gone for the rest of the process.
 TEST_F(FullDrives, GiveNothingOnceTheDatabaseIsClosed)
 {
     AddFiles(1);

@@ -14,12 +14,12 @@ namespace recorder
 namespace
 {
 
-constexpr int PATIENCE_MS = 10'000;
+constexpr int TIME_LIMIT_MS = 10'000;
 
-bool WaitReadable(int socket, int patience = PATIENCE_MS)
+bool WaitReadable(int socket, int timeout = TIME_LIMIT_MS)
 {
     pollfd poll{socket, POLLIN, 0};
-    return ::poll(&poll, 1, patience) == 1;
+    return ::poll(&poll, 1, timeout) == 1;
 }
 
 }  // namespace

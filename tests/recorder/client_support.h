@@ -31,7 +31,7 @@ class CRunning
     std::thread m_Thread;
 };
 
-// The client's side of the road as its own program has it, written from the wire. Every wait ends after ten
+// The client's side of the protocol as its own program has it, written from the wire. Every wait ends after ten
 // seconds, with nothing.
 class CScriptedClient
 {
@@ -83,8 +83,8 @@ class CConnection
     explicit CConnection(const Endpoint& at) : m_Socket(m_Context)
     {
         m_Socket.connect({asio::ip::address_v4(at.address), at.port});
-        const timeval patience{10, 0};
-        setsockopt(m_Socket.native_handle(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+        const timeval timeout{10, 0};
+        setsockopt(m_Socket.native_handle(), SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
     }
     void Send(const Bytes& bytes)
     {

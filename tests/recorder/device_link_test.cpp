@@ -194,6 +194,28 @@ TEST_F(DeviceLinkTest, AClientTooFarBehindGoesOnWithAKeyPicture)
     EXPECT_EQ(m_Channels.m_KeysWanted[0], 1) << "asked once, then it waits";
 }
 
+TEST_F(DeviceLinkTest, AClientThatStoodStillGetsNoPicturesOfThatTime)
+{
+    Watch(ALICE, 0);
+    m_Link.OnMessage(0, 0, true, Message(0, 60 * 1024));  // begun; the rest waits for acknowledgements
+    for (TimeUs now = 40 * MILLISECOND; now < 160 * MILLISECOND; now += 40 * MILLISECOND)
+        m_Link.OnMessage(now, 0, false, Message(0, 500, 0xAA));
+    m_Channels.m_KeysWanted.clear();
+    m_Sink.Take();
+    for (TimeUs now = 6 * SECOND; now < 6100 * MILLISECOND; now += MILLISECOND) {
+        m_Link.OnTimer(now);
+        for (int i = 0; i < 64; ++i)
+            Say(ALICE, EMessage::DataAck, {}, now);
+    }
+    const Bytes data = DataTo(ALICE, m_Sink.Take());
+    EXPECT_FALSE(data.empty()) << "what was begun is finished";
+    EXPECT_EQ(std::count(data.begin(), data.end(), 0xAA), 0);
+    const auto stream = m_Link.Clients().at(0).streams.at(0);
+    EXPECT_EQ(stream.dropped, 3U);
+    EXPECT_TRUE(stream.waitsForKey);
+    EXPECT_EQ(m_Channels.m_KeysWanted[0], 1);
+}
+
 TEST_F(DeviceLinkTest, WhatIsNoRequestIsAcknowledgedAndCounted)
 {
     Say(ALICE, EMessage::Data, Bytes{1, 2, 3});
@@ -222,7 +244,7 @@ TEST_F(DeviceLinkTest, AClientThatIsSilentIsDropped)
     EXPECT_THAT(m_Link.Clients(), SizeIs(0));
     EXPECT_FALSE(m_Channels.m_Watched[0]) << "nobody looks any more";
     ASSERT_THAT(m_Link.FormerClients(), SizeIs(1));
-    EXPECT_EQ(m_Link.FormerClients()[0].farewell, EFarewell::Silent);
+    EXPECT_EQ(m_Link.FormerClients()[0].disconnectReason, EDisconnectReason::Silent);
     m_Sink.Take();
     m_Link.OnMessage(21 * SECOND, 0, true, Message(0, 50));
     EXPECT_THAT(m_Sink.Take(), SizeIs(0)) << "nothing goes to the dead";
@@ -269,7 +291,7 @@ TEST_F(DeviceLinkTest, LogoutEndsTheStreams)
     Say(BOB, EMessage::Logout);
     EXPECT_FALSE(m_Channels.m_Watched[0]);
     EXPECT_THAT(m_Link.Clients(), SizeIs(0));
-    EXPECT_EQ(m_Link.FormerClients().at(0).farewell, EFarewell::Logout);
+    EXPECT_EQ(m_Link.FormerClients().at(0).disconnectReason, EDisconnectReason::Logout);
 }
 
 TEST_F(DeviceLinkTest, NumberOfClientsIsBounded)
@@ -339,7 +361,7 @@ TEST_F(DeviceLinkTest, AVictimInWhoseNameOneRequestCameGetsAFewDatagramsOnly)
     EXPECT_THAT(replies, testing::ElementsAre(0, SECOND, 2 * SECOND));
     EXPECT_EQ(bytes, MESSAGE_BYTES + 3 * (MESSAGE_BYTES + 8));
     ASSERT_THAT(m_Link.FormerClients(), SizeIs(1));
-    EXPECT_EQ(m_Link.FormerClients()[0].farewell, EFarewell::Silent);
+    EXPECT_EQ(m_Link.FormerClients()[0].disconnectReason, EDisconnectReason::Silent);
 }
 
 TEST_F(DeviceLinkTest, RequestsInTheNameOfAVictimAreAnsweredWithNoMoreThanTheyBring)

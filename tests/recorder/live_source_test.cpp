@@ -201,6 +201,12 @@ TEST(LiveSourceTest, TheAgeOfAPictureIsToldFromTwoSecondsOn)
     EXPECT_EQ(AgeText(seconds(125), seconds(2)), "2 min old");
 }
 
+// Where the age is drawn, in a picture of SmallSetup.
+int BrightestBelowTheName(const Picture& picture)
+{
+    return *std::max_element(picture.y.begin() + 20 * 320, picture.y.begin() + 36 * 320);
+}
+
 TEST(LiveSourceTest, TheAgeIsDrawnBelowTheName)
 {
     CCamera camera;
@@ -212,14 +218,11 @@ TEST(LiveSourceTest, TheAgeIsDrawnBelowTheName)
     ASSERT_TRUE(Shows(old, 40));
     Picture picture;
     old.Read(0, picture);
-    const auto brightest = [&](int from, int to) {
-        return *std::max_element(picture.y.begin() + from * 320, picture.y.begin() + to * 320);
-    };
-    EXPECT_GT(brightest(20, 36), 200);
+    EXPECT_GT(BrightestBelowTheName(picture), 200);
     OverlayPainter plain(SmallSetup(), 0);
     std::vector<uint8_t> pixels(size_t{4} * 320 * 240);
     plain.Draw(0, pixels.data(), picture);
-    EXPECT_LT(brightest(20, 36), 60) << "nothing else stands there";
+    EXPECT_LT(BrightestBelowTheName(picture), 60) << "nothing else stands there";
 }
 
 // Looks, without a further picture, until something bright stands where the age is drawn.
@@ -237,9 +240,31 @@ TEST(LiveSourceTest, TheAgeDrawnIsThePicturesOwn)
     for (const auto end = Clock::now() + seconds(15); brightest <= 200 && Clock::now() < end;
          std::this_thread::sleep_for(milliseconds(5))) {
         source.Read(0, picture);
-        brightest = *std::max_element(picture.y.begin() + 20 * 320, picture.y.begin() + 36 * 320);
+        brightest = BrightestBelowTheName(picture);
     }
     EXPECT_GT(brightest, 200) << "it is never told that the picture is old";
+}
+
+TEST(LiveSourceTest, NoAgeIsDrawnOnAPictureThatIsNewHoweverLongTheSourceIsOpen)
+{
+    CCamera camera;
+    auto times = Times(seconds(20));
+    times.ageShownFrom = milliseconds(400);
+    LiveSource source(camera.Url(), SmallSetup(), 0, NEVER_STOP, times);
+    ASSERT_TRUE(camera.Accept());
+    camera.Send(40, MANY);
+    ASSERT_TRUE(Shows(source, 40));
+    const auto first = Clock::now();
+    Picture picture;
+    int brightest = 255;
+    for (const auto end = first + seconds(15); brightest > 60 && Clock::now() < end;
+         std::this_thread::sleep_for(milliseconds(5))) {
+        camera.Send(40);
+        if (Clock::now() - first < 2 * times.ageShownFrom) continue;
+        source.Read(0, picture);
+        brightest = *std::max_element(picture.y.begin() + 20 * 320, picture.y.begin() + 36 * 320);
+    }
+    EXPECT_LE(brightest, 60) << "an age is told";
 }
 
 // A camera of our days sends a key picture each ten seconds or more rarely.
@@ -262,6 +287,32 @@ TEST(LiveSourceTest, UnwatchedASourceWithRareKeyPicturesIsNotTakenForSilent)
     for (int i = 0; i < 20; ++i)
         camera.SendOne(150, false);
     EXPECT_TRUE(Shows(source, 150)) << "the connection is still the first one";
+}
+
+TEST(LiveSourceTest, WatchedAgainItGoesOnWithAllPicturesFromTheNextKeyPicture)
+{
+    CCamera camera;
+    auto times = Times(seconds(20));
+    times.idleAfter = milliseconds(500);
+    LiveSource source(camera.Url(), SmallSetup(), 0, NEVER_STOP, times);
+    ASSERT_TRUE(camera.Accept());
+    camera.Send(200, MANY);
+    ASSERT_TRUE(Shows(source, 200));
+    // A reader that is kept waiting at the wrong moment finds nobody looking; then once more.
+    bool seen = false;
+    for (int round = 0; round < 5 && !seen; ++round) {
+        for (const auto end = Clock::now() + 2 * times.idleAfter; Clock::now() < end;
+             std::this_thread::sleep_for(milliseconds(20)))
+            camera.Send(200);
+        MiddleOf(source, 0);
+        camera.SendOne(150, true);
+        for (const auto end = Clock::now() + seconds(2); !seen && Clock::now() < end;
+             std::this_thread::sleep_for(milliseconds(5))) {
+            camera.SendOne(90, false);
+            seen = std::abs(MiddleOf(source, 0) - 90) <= 4;
+        }
+    }
+    EXPECT_TRUE(seen) << "what builds on the key picture is left out";
 }
 
 TEST(LiveSourceTest, ItEndsWhileItsSourceIsSilent)

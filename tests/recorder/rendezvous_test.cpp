@@ -271,6 +271,23 @@ TEST_F(RendezvousTest, WhoWasHeardAgainStaysWhenRoomIsMade)
     EXPECT_THAT(m_Sink.Take(), SizeIs(32)) << "31 others and the end";
 }
 
+TEST_F(RendezvousTest, HolderOfTheReservedNameMakesRoomForNobody)
+{
+    m_Rendezvous.Reserve("gate", BOB);
+    Login(BOB, "gate", 0);
+    for (uint16_t i = 0; i < 100; ++i) {
+        const Endpoint from{BOB.address, static_cast<uint16_t>(1000 + i)};
+        Login(from, "u", 100 + i);
+        Say(from, "u", EMessage::Ping, {}, 100 + i);  // heard again, later than the holder
+    }
+    Login(ALICE, "alice", 300);
+    m_Sink.Take();
+    Say(ALICE, "alice", EMessage::Punch, Wanted("gate"), 301);
+    const auto sent = m_Sink.Take();
+    ASSERT_THAT(sent, SizeIs(1));
+    EXPECT_EQ(sent[0].to, BOB);
+}
+
 TEST_F(RendezvousTest, TheReservedNameCanNotBeTaken)
 {
     m_Rendezvous.Reserve("gate", BOB);

@@ -62,12 +62,12 @@ TEST(SendQueueTest, AClientThatDoesNotAcknowledgeIsNotFlooded)
         while (queue.Next(now))
             ++sent;
     EXPECT_EQ(sent, SendQueue::WINDOW);
-    EXPECT_EQ(queue.Due(20 * MILLISECOND), MILLISECOND + SendQueue::PATIENCE);
+    EXPECT_EQ(queue.Due(20 * MILLISECOND), MILLISECOND + SendQueue::ACK_TIMEOUT);
     queue.Acknowledged();
     EXPECT_TRUE(queue.Next(20 * MILLISECOND)) << "an acknowledgement lets the next one go";
     EXPECT_FALSE(queue.Next(20 * MILLISECOND));
-    EXPECT_FALSE(queue.Next(MILLISECOND + SendQueue::PATIENCE)) << "no acknowledgement came: it backs off";
-    EXPECT_TRUE(queue.Next(2 * MILLISECOND + 2 * SendQueue::PATIENCE)) << "but doesn't stop";
+    EXPECT_FALSE(queue.Next(MILLISECOND + SendQueue::ACK_TIMEOUT)) << "no acknowledgement came: it backs off";
+    EXPECT_TRUE(queue.Next(2 * MILLISECOND + 2 * SendQueue::ACK_TIMEOUT)) << "but doesn't stop";
 }
 
 TEST(SendQueueTest, SilenceHalvesTheWindowEachTimeAndAnAcknowledgementOpensIt)
@@ -84,7 +84,7 @@ TEST(SendQueueTest, SilenceHalvesTheWindowEachTimeAndAnAcknowledgementOpensIt)
     EXPECT_EQ(takeBetween(MILLISECOND, SECOND), 48U + 24 + 12 + 6 + 3);
     EXPECT_EQ(takeBetween(10 * SECOND, 20 * SECOND), 13 * 3U) << "three each 800 ms";
     queue.Acknowledged();
-    EXPECT_GE(takeBetween(20 * SECOND, 20 * SECOND + SendQueue::PATIENCE), 45U);
+    EXPECT_GE(takeBetween(20 * SECOND, 20 * SECOND + SendQueue::ACK_TIMEOUT), 45U);
 }
 
 TEST(SendQueueTest, AClientThatIsBehindLosesMessages)
@@ -104,6 +104,22 @@ TEST(SendQueueTest, BytesAreBounded)
         while (queue.Push(channel, Message(channel, 100'000)))
             ++pushed;
     EXPECT_EQ(pushed, static_cast<int>(SendQueue::MAX_BYTES / 100'000));
+}
+
+TEST(SendQueueTest, WhatWaitsForASecondIsDroppedWithAllBehindItInItsChannel)
+{
+    SendQueue queue;
+    queue.Push(0, Message(0, 2000), 0);
+    ASSERT_TRUE(queue.Next(0)) << "begun, so it goes on";
+    queue.Push(0, Message(0, 500), MILLISECOND);
+    queue.Push(1, Message(1, 600), 2 * MILLISECOND);
+    queue.Push(0, Message(0, 700), 900 * MILLISECOND);
+    queue.Push(0, Message(0, 8));
+    EXPECT_TRUE(queue.DropStale(MILLISECOND + SECOND - 1).empty());
+    EXPECT_EQ(queue.DropStale(MILLISECOND + SECOND), (std::map<int, size_t>{{0, 2}}));
+    EXPECT_EQ(queue.QueuedBytes(), 976U + 600U + 8U);
+    EXPECT_EQ(queue.DropStale(60 * SECOND), (std::map<int, size_t>{{1, 1}}));
+    EXPECT_EQ(queue.QueuedBytes(), 976U + 8U) << "an answer doesn't grow stale";
 }
 
 TEST(SendQueueTest, ForgetLeavesWhatIsOnItsWay)

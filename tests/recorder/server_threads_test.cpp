@@ -104,6 +104,30 @@ TEST(ServerTest, SeveralClientsAndChannelsAtOnce)
         EXPECT_EQ(UnpackHeader(ReadU32(second.NextMessage().data())).channel, 2);
 }
 
+TEST(ServerTest, ShareOfAnAddressIsAsTheOptionsSay)
+{
+    CRunning running({"--id", "77", "--channels", "1", "--clients-per-address", "1"});
+    CScriptedClient first(running.GetServer(), "1");
+    ASSERT_TRUE(first.Login());
+    ASSERT_TRUE(first.Connect("77"));
+    first.Send(first.Peer(), EMessage::Data, Request(0));
+    ASSERT_FALSE(first.NextMessage().empty());
+    ASSERT_FALSE(first.NextMessage().empty()) << "the reply was acknowledged, so pictures come";
+    CScriptedClient second(running.GetServer(), "2");
+    second.Send(first.Peer(), EMessage::Data, Request(0));
+    EXPECT_TRUE(second.Await(EMessage::DataAck));
+
+    CConnection one(running.GetServer().DataAt());
+    one.Ask(3, 0);
+    EXPECT_EQ(one.Receive(STREAM_REPLY_BYTES).size(), STREAM_REPLY_BYTES);
+    CConnection two(running.GetServer().DataAt());
+    two.Ask(3, 0);
+    EXPECT_EQ(two.Receive(STREAM_REPLY_BYTES), Bytes());
+    const auto report = running.End();
+    EXPECT_EQ(report["device"]["refused clients"], 1);
+    EXPECT_EQ(report["data"]["turned away"], 1);
+}
+
 TEST(ServerTest, LoopIsSentAgainAndAgain)
 {
     CRunning running({"--id", "77", "--channels", "1", "--mark", "--fps", "50", "--gop", "10", "--loop", "1"});

@@ -6,6 +6,7 @@
 #include "model/tree/Leaf.h"
 #include "platform/os/paths.h"
 #include "remote/Device.h"
+#include "tests/support/model_state.h"
 #include "tests/support/test_places.h"
 
 namespace
@@ -16,17 +17,9 @@ using CAPABILITIES = std::array<bool, 5>;
 class ChannelMerge : public testing::Test
 {
   protected:
-    ChannelMerge()
-    {
-        CLanguage::Reset();
-        SetModuleDirectory(SourcePath());
-        CLanguage::SetLanguage("eng");
-    }
-    ~ChannelMerge() override
-    {
-        SetModuleDirectory("");
-        CLanguage::Reset();
-    }
+    ChannelMerge() { CLanguage::SetLanguage("eng"); }
+
+    const CModelState m_Model{SourcePath()};
 
     CDevices m_Devices;
 };

@@ -18,8 +18,8 @@ class CLoopbackSocket
         socklen_t size = sizeof m_Address;
         bind(m_hSocket, reinterpret_cast<const sockaddr*>(&m_Address), size);
         getsockname(m_hSocket, reinterpret_cast<sockaddr*>(&m_Address), &size);
-        const timeval patience{10, 0};
-        setsockopt(m_hSocket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+        const timeval timeout{10, 0};
+        setsockopt(m_hSocket, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
     }
     ~CLoopbackSocket() { close(m_hSocket); }
     CLoopbackSocket(const CLoopbackSocket&) = delete;

@@ -4,8 +4,7 @@
 
 #include <gmock/gmock.h>
 
-#include "render/device/MemorySurfaceDevice.h"
-#include "tests/render/render_support.h"
+#include "tests/render/d3d_surface_support.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -13,17 +12,11 @@ using testing::IsEmpty;
 namespace
 {
 
-constexpr HWND CELL{1};
-constexpr std::int32_t WIDTH = 352;
-constexpr std::int32_t HEIGHT = 288;
-
-class D3DSurfaceRemakeTest : public testing::Test
+class D3DSurfaceRemakeTest : public D3DStreamFixture
 {
   protected:
     D3DSurfaceRemakeTest()
     {
-        m_Render.Init(CELL);
-        m_pSurface = m_Render.CreateSurface(WIDTH, HEIGHT);
         m_pAdapter->SetState(EDeviceState::NotReset);
         m_pAdapter->SetFault(EDeviceStep::CreateDevice, true, EDeviceResult::NotAvailable);
         EXPECT_EQ(Show(), 0) << "the frame that rebuilds";
@@ -39,12 +32,6 @@ class D3DSurfaceRemakeTest : public testing::Test
             tries += Show() == 0 ? 1 : 0;
         return tries;
     }
-
-    CRecordingBackend m_Backend;
-    std::shared_ptr<CMemorySurfaceAdapter> m_pAdapter = std::make_shared<CMemorySurfaceAdapter>();
-    CD3DSurfaceRender m_Render{[this] { return m_pAdapter; }};
-    CSurface* m_pSurface = nullptr;
-    const CTestFrame m_Frame{WIDTH, HEIGHT, 90};
 };
 
 TEST_F(D3DSurfaceRemakeTest, IsTriedAgainWithFewFramesAndToldOnce)

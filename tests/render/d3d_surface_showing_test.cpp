@@ -5,35 +5,19 @@
 #include <gtest/gtest.h>
 
 #include "render/CellPool.h"
-#include "render/device/MemorySurfaceDevice.h"
-#include "tests/render/render_support.h"
+#include "tests/render/d3d_surface_support.h"
 
 namespace
 {
 
-constexpr HWND CELL{1};
-constexpr std::int32_t WIDTH = 352;
-constexpr std::int32_t HEIGHT = 288;
-
-class D3DSurfaceShowingTest : public testing::Test
+class D3DSurfaceShowingTest : public D3DStreamFixture
 {
   protected:
-    D3DSurfaceShowingTest()
-    {
-        m_Render.Init(CELL);
-        m_pSurface = m_Render.CreateSurface(WIDTH, HEIGHT);
-    }
     EShowing Show(const CodecFrame* frame, HWND window = CELL)
     {
         m_Render.DisplayClient(frame, m_pSurface, window);
         return m_pSurface->m_Showing;
     }
-
-    CRecordingBackend m_Backend;
-    std::shared_ptr<CMemorySurfaceAdapter> m_pAdapter = std::make_shared<CMemorySurfaceAdapter>();
-    CD3DSurfaceRender m_Render{[this] { return m_pAdapter; }};
-    CSurface* m_pSurface = nullptr;
-    const CTestFrame m_Frame{WIDTH, HEIGHT, 90};
 };
 
 TEST_F(D3DSurfaceShowingTest, ShownIsWhatCameTheWholeWay)
@@ -46,6 +30,16 @@ TEST_F(D3DSurfaceShowingTest, ShownIsWhatCameTheWholeWay)
 TEST_F(D3DSurfaceShowingTest, WithoutAWindowThereIsNoCell)
 {
     EXPECT_EQ(Show(&m_Frame.m_Frame, HWND::Null), EShowing::WithoutCell);
+    EXPECT_EQ(Show(&m_Frame.m_Frame), EShowing::Shown);
+}
+
+TEST_F(D3DSurfaceShowingTest, WhatTheDeviceIsFreeForTooLateIsNotPresented)
+{
+    m_pSurface->m_ShowBefore = std::chrono::steady_clock::now();
+    EXPECT_EQ(m_Render.DisplayClient(&m_Frame.m_Frame, m_pSurface, CELL), 0);
+    EXPECT_EQ(m_pSurface->m_Showing, EShowing::TooLate);
+    EXPECT_EQ(m_pAdapter->GetPresentCount(), 0U);
+    m_pSurface->m_ShowBefore += std::chrono::hours(1);
     EXPECT_EQ(Show(&m_Frame.m_Frame), EShowing::Shown);
 }
 

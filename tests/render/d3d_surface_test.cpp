@@ -8,8 +8,8 @@
 
 #include "model/settings/Language.h"
 #include "platform/os/paths.h"
-#include "render/device/MemorySurfaceDevice.h"
-#include "tests/render/render_support.h"
+#include "tests/render/d3d_surface_support.h"
+#include "tests/support/model_state.h"
 #include "tests/support/test_folder.h"
 
 using testing::ElementsAre;
@@ -18,25 +18,15 @@ using testing::IsEmpty;
 namespace
 {
 
-constexpr HWND CELL{1};
 constexpr HWND OTHER_CELL{2};
-constexpr std::int32_t WIDTH = 352;
-constexpr std::int32_t HEIGHT = 288;
 
-class D3DSurfaceTest : public testing::Test
+class D3DSurfaceTest : public D3DSurfaceFixture
 {
   protected:
     D3DSurfaceTest()
     {
         m_Home.Write("config/eng.ini", "[String]\nIDS_NoDirectX9=no graphics\nIDS_NoDisplayDriver=no driver\n");
-        SetModuleDirectory(m_Home.System());
-        CLanguage::Reset();
         CLanguage::SetLanguage("eng");
-    }
-    ~D3DSurfaceTest() override
-    {
-        CLanguage::Reset();
-        SetModuleDirectory("");
     }
 
     std::uint32_t Pixel(HWND window, std::int32_t x, std::int32_t y) const
@@ -49,13 +39,7 @@ class D3DSurfaceTest : public testing::Test
     }
 
     CTestFolder m_Home;
-    CRecordingBackend m_Backend;
-    std::shared_ptr<CMemorySurfaceAdapter> m_pAdapter = std::make_shared<CMemorySurfaceAdapter>();
-    int m_iOpened = 0;
-    CD3DSurfaceRender m_Render{[this] {
-        ++m_iOpened;
-        return m_pAdapter;
-    }};
+    const CModelState m_Model{m_Home.System()};
 };
 
 TEST_F(D3DSurfaceTest, InitCreatesAWindowedDeviceOfTheScreensSize)

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <functional>
+#include <latch>
 #include <mutex>
 #include <thread>
 #include <utility>
@@ -24,7 +25,9 @@ struct DrawHooks {
     CHook onUnlock = [] {};   // a frame was converted
     CHook onStretch = [] {};
     CHook onPresent = [] {};
+    CHook onState = [] {};  // the device has been asked for its state
     std::atomic<EDeviceState> state{EDeviceState::Working};
+    std::atomic<bool> makes = true;  // devices
 };
 
 class CHookedPicture : public IOffscreenSurface
@@ -73,7 +76,12 @@ class CHookedDevice : public ISurfaceDevice
 {
   public:
     explicit CHookedDevice(DrawHooks& hooks) : m_Hooks(hooks) {}
-    EDeviceState TestCooperativeLevel() override { return m_Hooks.state; }
+    EDeviceState TestCooperativeLevel() override
+    {
+        const EDeviceState state = m_Hooks.state;
+        m_Hooks.onState();
+        return state;
+    }
     bool SetSamplerState(ETextureFilter, ETextureFilter) override { return true; }
     std::shared_ptr<IOffscreenSurface> CreateOffscreenPlainSurface(std::int32_t width, std::int32_t height,
                                                                    ESurfaceFormat) override
@@ -104,6 +112,7 @@ class CHookedAdapter : public ISurfaceAdapter
     EDeviceResult CreateDevice(HWND, std::uint32_t, const PresentParameters&,
                                std::shared_ptr<ISurfaceDevice>& device) override
     {
+        if (!m_Hooks.makes) return EDeviceResult::Failed;
         device = std::make_shared<CHookedDevice>(m_Hooks);
         m_Hooks.state = EDeviceState::Working;
         return EDeviceResult::Ok;
@@ -200,6 +209,90 @@ TEST(D3DSurfaceThreadsTest, ConversionDoesNotWaitForAnotherStreamToBeShown)
     render.DisplayClient(&frame.m_Frame, second, HWND{2});
     first.join();
     EXPECT_TRUE(both) << "the second frame was converted while the first was being shown";
+}
+
+// Else a busy stream is shown again and again while another one's picture grows old.
+TEST(D3DSurfaceThreadsTest, StreamsAreShownInTheOrderInWhichTheirPicturesWereReady)
+{
+    CRecordingBackend backend;
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::vector<int> shown;
+    bool held = true;
+    thread_local int stream = 0;
+    DrawHooks hooks;
+    hooks.onPresent = [&] {
+        std::unique_lock lock(mutex);
+        shown.push_back(stream);
+        changed.notify_all();
+        changed.wait(lock, [&] { return !held; });
+    };
+    CD3DSurfaceRender render([&hooks] { return std::make_shared<CHookedAdapter>(hooks); });
+    ASSERT_NE(render.Init(HWND{1000}), 0);
+    const CTestFrame frame(16, 16, 90);
+    CSurface* const surfaces[] = {render.CreateSurface(16, 16), render.CreateSurface(16, 16),
+                                  render.CreateSurface(16, 16)};
+    std::vector<std::thread> streams;
+    const auto start = [&](int number, int frames) {
+        streams.emplace_back([&, number, frames] {
+            stream = number;
+            for (int i = 0; i < frames; ++i)
+                render.DisplayClient(&frame.m_Frame, surfaces[number], HWND{1 + number});
+        });
+    };
+    const auto waitFor = [&](std::size_t waiting) {
+        while (render.CountWaitingFrames() != waiting)
+            std::this_thread::yield();
+    };
+    start(0, 2);
+    {
+        std::unique_lock lock(mutex);
+        changed.wait(lock, [&] { return !shown.empty(); });
+    }
+    start(1, 1);
+    waitFor(1);
+    start(2, 1);
+    waitFor(2);
+    {
+        const std::lock_guard lock(mutex);
+        held = false;
+    }
+    changed.notify_all();
+    for (auto& thread : streams)
+        thread.join();
+    EXPECT_EQ(shown, (std::vector<int>{0, 1, 2, 0}));
+    EXPECT_EQ(render.CountWaitingFrames(), 0U);
+}
+
+// Whether the new device can be made or not: the second stream finds that the first was faster.
+TEST(D3DSurfaceThreadsTest, DeviceThatTwoStreamsFindNotResetIsRebuiltOnce)
+{
+    for (const bool makes : {true, false}) {
+        CRecordingBackend backend;
+        DrawHooks hooks;
+        std::latch both(2);
+        std::atomic<int> asked{0};
+        std::atomic<int> opened{0};
+        hooks.onState = [&] {
+            if (asked++ < 2) both.arrive_and_wait();
+        };
+        CD3DSurfaceRender render([&] {
+            ++opened;
+            return std::make_shared<CHookedAdapter>(hooks);
+        });
+        ASSERT_NE(render.Init(HWND{1000}), 0);
+        CSurface* const surfaces[] = {render.CreateSurface(16, 16), render.CreateSurface(16, 16)};
+        hooks.state = EDeviceState::NotReset;
+        hooks.makes = makes;
+        const CTestFrame frame(16, 16, 90);
+        const auto show = [&](int i) {
+            EXPECT_EQ(render.DisplayClient(&frame.m_Frame, surfaces[i], HWND{1 + i}), 0) << "a dropped frame";
+        };
+        std::thread first(show, 0);
+        show(1);
+        first.join();
+        EXPECT_EQ(opened, 2) << (makes ? "made again" : "tried again") << " by one of them";
+    }
 }
 
 // Sixteen streams draw while the device is lost and rebuilt again and again and surfaces come and go.

@@ -9,6 +9,8 @@
 #include "render/device/EglSurfaceDevice.h"
 #include "render/device/MemorySurfaceDevice.h"
 #include "tests/render/render_support.h"
+#include "tests/support/model_state.h"
+#include "tests/support/render_state.h"
 #include "tests/support/test_folder.h"
 #include "tests/support/test_variable.h"
 
@@ -28,16 +30,12 @@ class RenderLogTest : public testing::Test
               if (text.find(" Error ") != std::string_view::npos) m_Lines.emplace_back(text);
           }))
     {
-        SetModuleDirectory(m_Home.System());
     }
-    ~RenderLogTest() override
-    {
-        SetDebugListener(m_Former);
-        ReleaseRender();
-        SetModuleDirectory("");
-    }
+    ~RenderLogTest() override { SetDebugListener(m_Former); }
 
     CTestFolder m_Home;
+    const CModelState m_Model{m_Home.System()};
+    const CRenderState m_Render;
     CRecordingBackend m_Backend;
     std::vector<std::string> m_Lines;
     const CDebugListener m_Former;
@@ -71,9 +69,25 @@ TEST_F(RenderLogTest, EachStepOfTheSurfaceRendererThatFails)
 
 TEST_F(RenderLogTest, DisplayThatDoesNotAnswer)
 {
+    ASSERT_NE(OpenEglSurfaceAdapter(), nullptr) << "these tests need a display: run them by ./test";
     const CTestVariable display("DISPLAY", ":98765");
+    testing::internal::CaptureStderr();
     EXPECT_EQ(OpenEglSurfaceAdapter(), nullptr);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "watchwall: the X display \":98765\" does not answer\n");
     EXPECT_THAT(m_Lines, ElementsAre(HasSubstr("the X display \":98765\" does not answer")));
+}
+
+// A wall whose adapter is gone tries again and again.
+TEST_F(RenderLogTest, StepThatFailsIsToldOnceUntilTheAdapterOpensAgain)
+{
+    for (int loss = 0; loss < 2; ++loss) {
+        ASSERT_NE(OpenEglSurfaceAdapter(), nullptr) << "these tests need a display: run them by ./test";
+        m_Lines.clear();
+        const CTestVariable display("DISPLAY", ":98765");
+        for (int i = 0; i < 3; ++i)
+            EXPECT_EQ(OpenEglSurfaceAdapter(), nullptr);
+        EXPECT_EQ(m_Lines.size(), 1U) << loss;
+    }
 }
 
 TEST_F(RenderLogTest, RendererThatThereIsNotIsToldOnce)

@@ -1,12 +1,12 @@
 #pragma once
 
-#include "codec/codec.h"
-#include "platform/windows/windows.h"
-
 #include <cstdint>
 #include <mutex>
 #include <string>
 #include <vector>
+
+#include "codec/codec.h"
+#include "platform/windows/windows.h"
 
 /// A window backend that keeps the texts of message boxes, for as long as it stands.
 class CRecordingBackend : public IWindowBackend
@@ -15,9 +15,7 @@ class CRecordingBackend : public IWindowBackend
     CRecordingBackend();
     ~CRecordingBackend() override;
 
-    bool GetClientRect(HWND, RECT&) override { return false; }
     bool SetWindowPos(HWND, const RECT&) override { return false; }
-    bool ShowWindow(HWND, bool) override { return false; }
     std::int32_t MessageBoxA(HWND owner, std::string_view text, std::string_view caption,
                              std::uint32_t type) override;
 

@@ -16,12 +16,14 @@ class CBoxCatcher
         QObject::connect(&m_Timer, &QTimer::timeout, [this] {
             if (auto* const box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget())) {
                 m_Texts.push_back(box->text().toStdString());
+                m_pOwner = box->parentWidget();
                 box->accept();
             }
         });
         m_Timer.start();
     }
     std::vector<std::string> m_Texts;
+    const QWidget* m_pOwner = nullptr;  // of the last one
 
   private:
     static constexpr int LOOK_MS = 5;

@@ -113,10 +113,10 @@ H264Packet ProtectH264(const H264Packet& packet, EH264Checksum checksum, uint32_
 }
 
 struct CLavcH264Decoder::State {
-    ContextPtr Context;
-    FramePtr Frame{av_frame_alloc()};
-    PacketPtr Packet{av_packet_alloc()};
-    H264Packet Padded;
+    ContextPtr context;
+    FramePtr frame{av_frame_alloc()};
+    PacketPtr packet{av_packet_alloc()};
+    H264Packet padded;
 };
 
 CLavcH264Decoder::CLavcH264Decoder(EManner manner) : m_pState(std::make_unique<State>())
@@ -124,7 +124,7 @@ CLavcH264Decoder::CLavcH264Decoder(EManner manner) : m_pState(std::make_unique<S
     const AVCodec* const codec = avcodec_find_decoder(AV_CODEC_ID_H264);
     Require(codec, "libavcodec has no h264 decoder");
     AVCodecContext* const context = avcodec_alloc_context3(codec);
-    m_pState->Context.reset(context);
+    m_pState->context.reset(context);
     context->thread_count = 1;
     context->flags |= AV_CODEC_FLAG_LOW_DELAY;
     if (manner == EManner::Strict) {
@@ -140,22 +140,22 @@ CLavcH264Decoder::~CLavcH264Decoder() = default;
 
 bool CLavcH264Decoder::Decode(const H264Packet& packet)
 {
-    PadPacket(packet, &m_pState->Padded, m_pState->Packet.get());
-    if (avcodec_send_packet(m_pState->Context.get(), m_pState->Packet.get()) != 0) return false;
-    return avcodec_receive_frame(m_pState->Context.get(), m_pState->Frame.get()) == 0 &&
-           m_pState->Frame->decode_error_flags == 0;
+    PadPacket(packet, &m_pState->padded, m_pState->packet.get());
+    if (avcodec_send_packet(m_pState->context.get(), m_pState->packet.get()) != 0) return false;
+    return avcodec_receive_frame(m_pState->context.get(), m_pState->frame.get()) == 0 &&
+           m_pState->frame->decode_error_flags == 0;
 }
 
 TestPicture CLavcH264Decoder::Picture() const
 {
-    return CopyLavcFrame(*m_pState->Frame);
+    return CopyLavcFrame(*m_pState->frame);
 }
 
 std::vector<CLavcH264Decoder::Motion> CLavcH264Decoder::Motions() const
 {
     std::vector<Motion> motions;
     const AVFrameSideData* const data =
-        av_frame_get_side_data(m_pState->Frame.get(), AV_FRAME_DATA_MOTION_VECTORS);
+        av_frame_get_side_data(m_pState->frame.get(), AV_FRAME_DATA_MOTION_VECTORS);
     if (!data) return motions;
     const auto* const vectors = reinterpret_cast<const AVMotionVector*>(data->data);
     for (size_t i = 0; i < data->size / sizeof(AVMotionVector); ++i) {
@@ -169,7 +169,7 @@ std::vector<int> CLavcH264Decoder::Quantisers() const
 {
     std::vector<int> quantisers;
     const AVFrameSideData* const data =
-        av_frame_get_side_data(m_pState->Frame.get(), AV_FRAME_DATA_VIDEO_ENC_PARAMS);
+        av_frame_get_side_data(m_pState->frame.get(), AV_FRAME_DATA_VIDEO_ENC_PARAMS);
     if (!data) return quantisers;
     auto* const params = reinterpret_cast<AVVideoEncParams*>(data->data);
     for (unsigned i = 0; i < params->nb_blocks; ++i)

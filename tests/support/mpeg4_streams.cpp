@@ -129,10 +129,10 @@ std::vector<Mpeg4Packet> ReadMpeg4Stream(const std::string& path)
 }
 
 struct CLavcMpeg4Decoder::State {
-    ContextPtr Context;
-    FramePtr Frame{av_frame_alloc()};
-    PacketPtr Packet{av_packet_alloc()};
-    Mpeg4Packet Padded;
+    ContextPtr context;
+    FramePtr frame{av_frame_alloc()};
+    PacketPtr packet{av_packet_alloc()};
+    Mpeg4Packet padded;
 };
 
 CLavcMpeg4Decoder::CLavcMpeg4Decoder(ETransform transform) : m_pState(std::make_unique<State>())
@@ -140,7 +140,7 @@ CLavcMpeg4Decoder::CLavcMpeg4Decoder(ETransform transform) : m_pState(std::make_
     const AVCodec* const codec = avcodec_find_decoder(AV_CODEC_ID_MPEG4);
     Require(codec, "libavcodec has no mpeg4 decoder");
     AVCodecContext* const context = avcodec_alloc_context3(codec);
-    m_pState->Context.reset(context);
+    m_pState->context.reset(context);
     context->thread_count = 1;
     context->flags |= AV_CODEC_FLAG_LOW_DELAY;
     if (transform == ETransform::Exact) {
@@ -154,12 +154,12 @@ CLavcMpeg4Decoder::~CLavcMpeg4Decoder() = default;
 
 bool CLavcMpeg4Decoder::Decode(const Mpeg4Packet& packet)
 {
-    PadPacket(packet, &m_pState->Padded, m_pState->Packet.get());
-    if (avcodec_send_packet(m_pState->Context.get(), m_pState->Packet.get()) != 0) return false;
-    return avcodec_receive_frame(m_pState->Context.get(), m_pState->Frame.get()) == 0;
+    PadPacket(packet, &m_pState->padded, m_pState->packet.get());
+    if (avcodec_send_packet(m_pState->context.get(), m_pState->packet.get()) != 0) return false;
+    return avcodec_receive_frame(m_pState->context.get(), m_pState->frame.get()) == 0;
 }
 
 TestPicture CLavcMpeg4Decoder::Picture() const
 {
-    return CopyLavcFrame(*m_pState->Frame);
+    return CopyLavcFrame(*m_pState->frame);
 }

@@ -50,3 +50,23 @@ class CTestFolder
   private:
     std::string m_strPath;
 };
+
+/// Makes a folder the process's current one for the length of a scope.
+class CTestCurrentFolder
+{
+  public:
+    explicit CTestCurrentFolder(const std::string& folder) : m_Former(std::filesystem::current_path())
+    {
+        std::filesystem::current_path(folder);
+    }
+    ~CTestCurrentFolder()
+    {
+        std::error_code ignored;
+        std::filesystem::current_path(m_Former, ignored);
+    }
+    CTestCurrentFolder(const CTestCurrentFolder&) = delete;
+    CTestCurrentFolder& operator=(const CTestCurrentFolder&) = delete;
+
+  private:
+    const std::filesystem::path m_Former;
+};

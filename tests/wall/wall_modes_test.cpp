@@ -14,6 +14,7 @@
 #include "remote/UdpRemote.h"
 #include "remote/UdpRemoteStation.h"
 #include "render/CellPool.h"
+#include "tests/support/model_state.h"
 #include "tests/wall/wall_support.h"
 
 // The grid in the modes that the main panel doesn't use, whose full screen blows up the window around it. A
@@ -33,7 +34,6 @@ class ModesWall : public testing::TestWithParam<std::int32_t>
     ModesWall()
     {
         StartQtPlatform();
-        CLanguage::Reset();
         WriteSettings(m_Home, m_Recorder, true);
         m_Window.setGeometry(WINDOW);
         m_Bar.setGeometry(0, 60, 200, 540);
@@ -46,9 +46,7 @@ class ModesWall : public testing::TestWithParam<std::int32_t>
         m_pFolder.reset();
         m_pStation.reset();
         m_Grid.reset();
-        CNodeModel::DestroyInstance();
         QCoreApplication::removePostedEvents(qApp, QEvent::Quit);
-        CLanguage::Reset();
         StopQtPlatform();
     }
     void SetUp() override
@@ -124,6 +122,7 @@ class ModesWall : public testing::TestWithParam<std::int32_t>
     }
 
     CTestHome m_Home;
+    const CModelState m_Model;
     const CTestVariable m_Locale{"LC_ALL", "C"};
     CRecorderProcess m_Recorder{ColorRecorder()};
     CScreen m_Screen{qgetenv("DISPLAY").toStdString()};

@@ -22,7 +22,7 @@
 namespace
 {
 
-constexpr int PATIENCE_MS = 60000;
+constexpr int TIME_LIMIT_MS = 60000;
 constexpr int BOX_LOOK_MS = 20;
 constexpr int NEAR = 48;  // of a colour after a lossy road over studio levels
 
@@ -115,7 +115,6 @@ CWall::CWall(const WallSetup& setup)
       m_Locale("LC_ALL", setup.locale),
       m_Screen(qgetenv("DISPLAY").toStdString())
 {
-    CLanguage::Reset();
     QFile::copy(QString::fromStdString(SourcePath("dvr.bmp")), m_Home.File("dvr.bmp"));
     StartRecorder(setup.recorder);
     if (setup.prepare) setup.prepare(m_Home);
@@ -142,14 +141,12 @@ void CWall::StartRecorder(const std::vector<std::string>& arguments)
 CWall::~CWall()
 {
     m_pWindow.reset();
-    CNodeModel::DestroyInstance();
     QCoreApplication::removePostedEvents(qApp, QEvent::Quit);
-    CLanguage::Reset();
 }
 
 bool CWall::Until(const std::function<bool()>& condition)
 {
-    return QTest::qWaitFor(condition, PATIENCE_MS);
+    return QTest::qWaitFor(condition, TIME_LIMIT_MS);
 }
 
 // A click that came before the box took input is made again.

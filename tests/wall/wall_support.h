@@ -14,6 +14,7 @@
 #include "host/MainWindow.h"
 #include "tests/activex/home_support.h"
 #include "tests/links/recorder_support.h"
+#include "tests/support/model_state.h"
 #include "tests/support/test_variable.h"
 #include "tests/support/virtual_display.h"
 
@@ -115,6 +116,7 @@ class CWall
     void AnswerBox();
 
     CTestHome m_Home;
+    const CModelState m_Model;
     const bool m_bSharedReceive;
     const CTestVariable m_Locale;
     std::unique_ptr<CRecorderProcess> m_pRecorder;

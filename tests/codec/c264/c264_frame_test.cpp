@@ -212,6 +212,15 @@ TEST(C264Frame, UnitsLargerThanTheScratchAreClipped)
     EXPECT_EQ(fed.Middle(0, 0), 132);
 }
 
+TEST(C264Frame, UnitsLargerThanASmallPictureHaveRoom)
+{
+    C264Fed fed(16, 16);
+    const H264Packet large = C264Unit(9, std::vector<uint8_t>(60000, 0x55));
+    fed.Feed(C264Joined({large, Parameters(), SliceUnit(FlatPicture({1, 0, 0, 0}))}));
+    EXPECT_EQ(fed.iGot, 1);
+    EXPECT_EQ(fed.Middle(0, 0), 132);
+}
+
 TEST(C264Frame, LengthPrefixedUnits)
 {
     // `from` bytes of a start code are left out
@@ -295,6 +304,31 @@ TEST_P(C264Checksum, UnitWithoutReferencePassesUnchecked)
     EXPECT_GT(m_Fed.Feed(SliceUnit(FlatPicture({-1, 0, 0, 0}), UNIT_SLICE, 0)), 0);
     EXPECT_EQ(m_Fed.iGot, 1);
     EXPECT_EQ(m_Fed.Middle(0, 0), 124);
+}
+
+TEST_P(C264Checksum, PayloadLosesAllOfItsChecksum)
+{
+    // A slice without any macroblock: what follows its header is read as zeros, not as the checksum.
+    const uint32_t modulus = GetParam() == EH264Checksum::Bits16 ? 0xFFF1 : 0xFFFFFFFB;
+    CH264Bits bits = C264SliceStart({});
+    bits.AlignWith(false);
+    const H264Packet cut = C264Unit(UNIT_SLICE, bits.Bytes());
+    const H264Packet guarded = ProtectH264(cut, GetParam(), modulus, false);
+    const size_t bytes = GetParam() == EH264Checksum::Bits16 ? 2 : 4;
+    ASSERT_EQ(guarded.size(), cut.size() + bytes);
+    for (size_t i = guarded.size() - bytes; i < guarded.size(); ++i)
+        ASSERT_NE(guarded[i], 0) << "a checksum of zeros shows nothing";
+    std::array<std::vector<int>, 2> pictures;
+    for (const bool checked : {false, true}) {
+        C264Fed fed(SIZE, SIZE);
+        fed.Feed(Parameters());
+        if (checked) fed.Feed(H264ChecksumSei(GetParam(), modulus, modulus));
+        EXPECT_GT(fed.Feed(checked ? guarded : cut, 0), 0);
+        ASSERT_EQ(fed.iGot, 1);
+        for (int i = 0; i < SIZE * SIZE; ++i)
+            pictures[checked ? 1 : 0].push_back(fed.Luma(i % SIZE, i / SIZE));
+    }
+    EXPECT_EQ(pictures[0], pictures[1]);
 }
 
 TEST_P(C264Checksum, WrongAnnouncementFailsTheCall)

@@ -1,4 +1,4 @@
-// The warning ring keeps the first text for ever and the last 255 others.
+// The warning ring keeps the first text and the last 255 others.
 #include "codec/c264/c264_log.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,7 @@
 // What slices do that no encoder writes: early ends, types beyond the tables, I_PCM, slices that begin lower.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 
 #include "tests/codec/c264/c264_handmade_support.h"
@@ -67,6 +68,25 @@ TEST(C264Slice, PcmUnreadIsIntendedToBeNoIntraForTheFilter)
     EXPECT_NE(fed.Luma(15, 8), 132) << "beside an intra one it is filtered";
 }
 
+// oddity: pcm-unread
+TEST(C264Slice, PcmUnreadIsIntendedToHaveNoVectorsOfTheMacroblockBefore)
+{
+    C264Fed fed(32, 16);
+    fed.FeedSlice(Flats({1, 1}));
+    CH264Bits halves = C264SliceStart({.type = 0});
+    halves.Ue(1).Ue(1).Se(0).Se(0).Se(-64).Se(0).Ue(0);  // 16x8, the lower half from the macroblock on the left
+    fed.FeedSlice(halves);
+    fed.FeedSlice(AllSkipped(2));  // both buffers hold it now
+    ASSERT_EQ(fed.Luma(24, 7), 136);
+    ASSERT_EQ(fed.Luma(24, 8), 132);
+    CH264Bits bits = C264SliceStart({.type = 0, .qp = 51, .disable_deblocking_filter_idc = 0});
+    bits.Ue(0).Ue(1).Se(0).Se(0).Se(32).Se(0).Ue(0);  // two vectors
+    bits.Ue(0).Ue(30);                                // I_PCM
+    fed.FeedSlice(bits);
+    EXPECT_EQ(fed.Luma(24, 7), 136) << "no edge inside";
+    EXPECT_EQ(fed.Luma(24, 8), 132);
+}
+
 TEST(C264Slice, PcmInAnArithmeticSliceReadsNothingEither)
 {
     // the bins of mb_type I_PCM: one that isn't intra 4x4, and the terminating one
@@ -122,6 +142,68 @@ TEST(C264Slice, StaleMacroblockIsIntendedToCoverTheRestOfASliceThatEndsEarly)
     EXPECT_EQ(C264Warnings(C264_WARNING_END_OF_I), ends_before) << "the terminating bin stays 1";
 }
 
+// oddity: stale-macroblock
+TEST(C264Slice, StaleMacroblockIsIntendedToLastForMoreMacroblocksThanTheRangeHasSteps)
+{
+    constexpr int ACROSS = 24;
+    constexpr int DOWN = 24;
+    C264Fed fed(16 * ACROSS, 16 * DOWN);
+    fed.Feed(OneMacroblock(true));
+    // each terminating bin that is read takes 2 of a range below 512: none is read behind the first that was 1
+    for (int y = 0; y < DOWN; ++y) {
+        for (int x = 0; x < ACROSS; ++x)
+            ASSERT_EQ(fed.Middle(x, y), std::min(132 + 4 * (x + y), 255)) << x << " " << y;
+    }
+}
+
+/// The first row of samples of three macroblocks, the first of which is all that the slice has: a predicted one
+/// with a coefficient beside its right edge.
+std::vector<int> RowOfStaleCoefficients(bool filtered)
+{
+    H264Sequence sequence;
+    sequence.parameters = C264HandmadeParameters();
+    H264Picture picture;
+    picture.header.slice_qp = 30;
+    picture.header.disable_deblocking_filter_idc = 1;
+    H264Macroblock mb;
+    mb.type = EH264Mb::I16x16;
+    mb.intra16x16_mode = 2;
+    mb.qp = 30;
+    picture.mbs = {mb};
+    sequence.pictures = {picture};
+    picture.header.intra = false;
+    picture.header.idr = false;
+    picture.header.disable_deblocking_filter_idc = filtered ? 0 : 1;
+    mb = {};
+    mb.type = EH264Mb::P16x16;
+    mb.cbp_luma = 2;
+    mb.luma[3][1] = 1;
+    mb.qp = 30;
+    picture.mbs = {mb};
+    sequence.pictures.push_back(picture);
+    C264Fed fed(48, 16);
+    for (const H264Packet& packet : WriteH264(sequence, true))
+        fed.Feed(packet);
+    std::vector<int> row;
+    for (int x = 0; x < 48; ++x)
+        row.push_back(fed.Luma(x, 0));
+    return row;
+}
+
+// oddity: stale-macroblock
+TEST(C264Slice, StaleMacroblockIsIntendedToCountAsOneWithoutCoefficients)
+{
+    const std::vector<int> unfiltered = RowOfStaleCoefficients(false);
+    const std::vector<int> filtered = RowOfStaleCoefficients(true);
+    const auto part = [](const std::vector<int>& row, int from, int to) {
+        return std::vector(row.begin() + from, row.begin() + to);
+    };
+    ASSERT_NE(unfiltered[15], 128);
+    EXPECT_EQ(part(unfiltered, 0, 16), part(unfiltered, 16, 32)) << "the residual is added once more";
+    EXPECT_NE(part(filtered, 13, 16), part(unfiltered, 13, 16)) << "the edge of the one that was read";
+    EXPECT_EQ(part(filtered, 20, 48), part(unfiltered, 20, 48)) << "no edge beside stale coefficients";
+}
+
 TEST(C264Slice, SliceThatGoesOnBeyondThePictureIsWarnedOf)
 {
     // four macroblocks in a stream, one in the picture: the terminating bin behind it is 0
@@ -159,9 +241,10 @@ TEST(C264Slice, FirstMbBeyondTheEndStillHandsOutAndRotates)
     C264Fed fed(32, 32);
     FeedColumns(&fed);
     const uint8_t* const first = fed.Picture.plane[0];
-    fed.FeedSlice(Flats({}, {.first_mb = 4}));
+    fed.FeedSlice(Flats({1, 1}, {.first_mb = 4}));
     EXPECT_EQ(fed.iGot, 1);
     EXPECT_EQ(fed.Middle(0, 0), BLACK) << "the picture of two before";
+    EXPECT_EQ(fed.Middle(0, 1), BLACK) << "in its last row, too";
     fed.FeedSlice(Flats({}, {.first_mb = 0xFFFFFFF0}));
     EXPECT_EQ(fed.Picture.plane[0], first);
     EXPECT_EQ(fed.Middle(0, 0), 132);
@@ -241,6 +324,19 @@ TEST(C264Slice, TypeBeyondTableIsIntendedForSubTypesToo)
     EXPECT_EQ(fed.Luma(4, 12), 132);
     EXPECT_EQ(fed.Luma(12, 12), BLACK);
     EXPECT_EQ(fed.Middle(1, 0), 136);
+}
+
+// oddity: type-beyond-table
+TEST(C264Slice, TypeBeyondTableIsIntendedToLeaveNoVectorOfTheMacroblockBefore)
+{
+    C264Fed fed(48, 16);
+    fed.FeedSlice(Flats({1, 1, 1}));
+    CH264Bits bits = C264SliceStart({.type = 0});
+    C264Moved(&bits, -64, 0);
+    bits.Ue(0).Ue(3).Ue(4).Ue(4).Ue(4).Ue(4).Ue(0);
+    C264Moved(&bits, 0, 0);  // predicted from the one on its left alone
+    fed.FeedSlice(bits);
+    EXPECT_EQ(fed.Middle(2, 0), 140) << "a vector of zero";
 }
 
 TEST(C264Slice, SliceThatBeginsLowerMeetsTheVectorsOfAnOlderPicture)
@@ -374,18 +470,52 @@ TEST(C264Slice, VectorsFarBeyondTheBorderReadTheEdge)
     }
 }
 
-TEST(C264Slice, UnitThatEndsInTheMiddleGoesOnWithZeros)
+// oddity: golomb-too-long
+TEST(C264Slice, GolombTooLongIsIntendedToBeZeroInSliceDataToo)
 {
     C264Fed fed(32, 32);
     FeedColumns(&fed);
     CH264Bits bits = C264SliceStart({.type = 0});
-    const H264Parameters parameters = C264HandmadeParameters();
+    bits.Ue(0).Ue(0).Se(64).Bits(0, 32);  // a vertical difference of zero, by 32 zeros
+    bits.Ue(0).Ue(3);
+    fed.FeedSlice(bits);
+    EXPECT_EQ(fed.Middle(0, 0), 136) << "moved by a macroblock";
+    EXPECT_EQ(fed.Middle(1, 0), 136);
+    EXPECT_EQ(fed.Middle(0, 1), 132);
+}
+
+TEST(C264Slice, UnitThatEndsInTheMiddleGoesOnWithZeros)
+{
+    C264Fed fed(32, 32);
+    FeedColumns(&fed);
+    fed.Feed(C264Unit(9, std::vector<uint8_t>(400, 0x55)));  // what the unit would meet behind its end
+    CH264Bits bits = C264SliceStart({.type = 0});
     bits.AlignWith(false);
-    fed.Feed(
-        C264Joined({C264SpsUnit(parameters), C264PpsUnit(parameters), C264Unit(UNIT_SLICE, bits.Bytes())}));
+    fed.Feed(C264Unit(UNIT_SLICE, bits.Bytes()));
     EXPECT_EQ(fed.iGot, 1);
     // zeros: no skip run, 16x16 with no difference, nothing coded
     EXPECT_EQ(fed.Middle(0, 0), 132);
     EXPECT_EQ(fed.Middle(1, 1), 134);
+}
+
+TEST(C264Slice, UnitThatEndsEarlyInALargePictureGoesOnWithZerosToItsEnd)
+{
+    constexpr int SIZE = 512;
+    const auto samples = [](const C264Fed& fed) {
+        std::vector<int> all;
+        for (int i = 0; i < SIZE * SIZE; ++i)
+            all.push_back(fed.Luma(i % SIZE, i / SIZE));
+        return all;
+    };
+    C264Fed fed(SIZE, SIZE);
+    fed.FeedSlice(Flats({1, 1, 1}));
+    const std::vector<int> before = samples(fed);
+    fed.Feed(C264Unit(9, std::vector<uint8_t>(60000, 0x55)));  // what the unit would meet far behind its end
+    CH264Bits bits = C264SliceStart({.type = 0});
+    bits.AlignWith(false);
+    fed.Feed(C264Unit(UNIT_SLICE, bits.Bytes()));
+    EXPECT_EQ(fed.iGot, 1);
+    // more bits of zeros than the padding behind a unit has: 16x16 with no difference, again and again
+    EXPECT_TRUE(samples(fed) == before);
 }
 }  // namespace

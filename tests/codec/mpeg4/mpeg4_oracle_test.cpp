@@ -111,7 +111,7 @@ TEST(Mpeg4OracleStreams, HoldEveryModeOfMacroblock)
                 ++modes[mb.mode];
                 // levels in a block that isn't coded can only be predicted ones
                 for (int n = 0; n < 6 && mpeg4_is_intra(mb.mode); ++n) {
-                    const auto& store = mb.store[n];
+                    const auto& store = record->stores[i].block[n];
                     const bool levels =
                         std::any_of(std::begin(store.row), std::end(store.row), [](int l) { return l; }) ||
                         std::any_of(std::begin(store.column), std::end(store.column), [](int l) { return l; });

@@ -8,7 +8,7 @@
 extern "C" __attribute__((visibility("default"))) const char* LogFromModule(const char* message)
 {
     try {
-        CxLog::Instance().Log("module.cpp", "LogFromModule", 1, LOG_MESSAGE, "%s", message);
+        CxLog::Instance().Log("module.cpp", "LogFromModule", 1, ELogLevel::Message, "%s", message);
         return CxLog::Instance().GetPath().c_str();
     } catch (const std::runtime_error& error) {
         return error.what()[0] == 'C' ? "ended" : "?";

@@ -7,6 +7,7 @@
 #include <iterator>
 #include <string>
 
+#include "platform/os/paths.h"
 #include "tests/model/model_support.h"
 #include "tests/support/test_places.h"
 
@@ -103,6 +104,20 @@ TEST_F(SystemSettings, AMissingFileReadsAsTheDefaults)
     EXPECT_FALSE(ReadSettingSwitch(ESetting::SharedReceive));
     EXPECT_FALSE(ReadSettingSwitch(ESetting::StandardChroma));
     EXPECT_EQ(GetProfile(), EProfile::Classic);
+}
+
+TEST_F(SystemSettings, RecordsHaveAFolderUnderTheOperatorProfile)
+{
+    AskForProfile(EProfile::Operator);
+    const std::string beside = GetModuleDirectory() + "records";
+    EXPECT_EQ(ReadSettingText(ESetting::RecordPath), beside);
+    EXPECT_EQ(ReadSettingText(ESetting::PicturePath), "") << "the folder of the snapshots stands behind it";
+    Write("[System]\nRecordPath=\n");
+    EXPECT_EQ(ReadSettingText(ESetting::RecordPath), beside);
+    Write("[System]\nRecordPath=d:\\records\n");
+    EXPECT_EQ(ReadSettingText(ESetting::RecordPath), "d:\\records");
+    Write("[System]\nProfile=classic\n");
+    EXPECT_EQ(ReadSettingText(ESetting::RecordPath), "");
 }
 
 TEST_F(SystemSettings, EachReadSeesTheFileAsItIsNow)

@@ -47,7 +47,7 @@ TEST_F(ComponentRegistryTest, TypeLibrariesComeAndGo)
     EXPECT_FALSE(m_Registry.FindTypeLibrary(LIBRARY_ID, found));
     ASSERT_EQ(m_Registry.RegisterTypeLibrary(Library()), S_OK);
     ASSERT_TRUE(m_Registry.FindTypeLibrary(LIBRARY_ID, found));
-    EXPECT_EQ(found.Id, LIBRARY_ID);
+    EXPECT_EQ(found.id, LIBRARY_ID);
     EXPECT_EQ(found.name, "ActiveXLib");
     EXPECT_EQ(found.version, "1.0");
     EXPECT_EQ(found.helpFile, "ActiveX.hlp");
@@ -64,7 +64,7 @@ TEST_F(ComponentRegistryTest, InterfacesComeAndGoWithTheirTypeLibrary)
     EXPECT_FALSE(m_Registry.FindInterface(INTERFACE_ID, found));
     ASSERT_EQ(m_Registry.RegisterTypeLibrary(Library()), S_OK);
     ASSERT_TRUE(m_Registry.FindInterface(INTERFACE_ID, found));
-    EXPECT_EQ(found.Id, INTERFACE_ID);
+    EXPECT_EQ(found.id, INTERFACE_ID);
     EXPECT_EQ(found.name, "_DActiveX");
     EXPECT_EQ(found.description, "Dispatch interface for ActiveX Control");
     EXPECT_EQ(found.typeLibrary, LIBRARY_ID);
@@ -78,7 +78,7 @@ TEST_F(ComponentRegistryTest, ALibraryRegisteredAnewHasItsNewInterfacesOnly)
 {
     InterfaceRegistration found;
     TypeLibrary later = Library();
-    later.Interfaces[0].Id = OTHER_CLASS;
+    later.interfaces[0].id = OTHER_CLASS;
     ASSERT_EQ(m_Registry.RegisterTypeLibrary(Library()), S_OK);
     ASSERT_EQ(m_Registry.RegisterTypeLibrary(later), S_OK);
     EXPECT_FALSE(m_Registry.FindInterface(INTERFACE_ID, found));
@@ -95,7 +95,7 @@ TEST_F(ComponentRegistryTest, ClassesAreFoundByIdentifierAndByName)
         found = {};
         ASSERT_TRUE(name ? m_Registry.FindClass("activex.activexctrl.1", found)
                          : m_Registry.FindClass(CLASS_ID, found));
-        EXPECT_EQ(found.Id, CLASS_ID);
+        EXPECT_EQ(found.id, CLASS_ID);
         EXPECT_EQ(found.programmaticName, "ActiveX.ActiveXCtrl.1");
         EXPECT_EQ(found.module, "c:\\opt\\my wall\\activex.ocx");
         EXPECT_EQ(found.miscStatus, 0x20191U);
@@ -125,12 +125,12 @@ TEST_F(ComponentRegistryTest, ANameThatAnotherClassTookStaysWithIt)
 {
     ClassRegistration found;
     ClassRegistration other = Class();
-    other.Id = OTHER_CLASS;
+    other.id = OTHER_CLASS;
     ASSERT_EQ(m_Registry.RegisterClass(Class()), S_OK);
     ASSERT_EQ(m_Registry.RegisterClass(other), S_OK);
     ASSERT_EQ(m_Registry.UnregisterClass(CLASS_ID), S_OK);
     ASSERT_TRUE(m_Registry.FindClass("ActiveX.ActiveXCtrl.1", found));
-    EXPECT_EQ(found.Id, OTHER_CLASS);
+    EXPECT_EQ(found.id, OTHER_CLASS);
 }
 
 TEST_F(ComponentRegistryTest, ClassesEnterAndLeaveCategories)
@@ -143,7 +143,7 @@ TEST_F(ComponentRegistryTest, ClassesEnterAndLeaveCategories)
     EXPECT_EQ(m_Registry.RegisterCategories(2, categories.data()), S_OK);
     ASSERT_TRUE(m_Registry.FindCategory(CATID_SafeForScripting, found));
     EXPECT_EQ(found.description, "Controls safely scriptable!");
-    EXPECT_EQ(found.Id, CATID_SafeForScripting);
+    EXPECT_EQ(found.id, CATID_SafeForScripting);
 
     EXPECT_EQ(m_Registry.RegisterClassImplCategories(CLASS_ID, 1, &CATID_SafeForInitializing), S_OK);
     EXPECT_EQ(m_Registry.RegisterClassImplCategories(CLASS_ID, 1, &CATID_SafeForScripting), S_OK);

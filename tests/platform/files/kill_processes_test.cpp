@@ -47,7 +47,7 @@ bool Save(const std::string& path, int number)
             WritePrivateProfileStringA("System", "Language", number % 2 != 0 ? "eng.ini" : "chs.ini",
                                        folder.System("system.ini").c_str());
         for (int line = 0; line < 20; ++line)
-            log.Log("a.cpp", "f", line, LOG_MESSAGE, "<%d>", number);
+            log.Log("a.cpp", "f", line, ELogLevel::Message, "<%d>", number);
         if (!written || ::write(told, "+", 1) != 1) ::_exit(1);
     }
 }

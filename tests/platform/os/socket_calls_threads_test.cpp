@@ -193,20 +193,4 @@ TEST(Socket, WithoutOneNothingGoes)
     EXPECT_EQ(client.Receive(&c, -1), SOCKET_ERROR);
 }
 
-TEST(Socket, ShutDownEndsAnotherThreadsReceive)
-{
-    const CListener listener;
-    CSocket client;
-    ASSERT_TRUE(client.Create());
-    ASSERT_TRUE(client.Connect("127.0.0.1", listener.Port()));
-    const SOCKET peer = listener.Accept();
-    char c = 0;
-    std::atomic<int> result = 7;
-    std::thread receiver([&] { result = client.Receive(&c, 1); });
-    client.ShutDown();
-    receiver.join();
-    EXPECT_EQ(result, 0);
-    closesocket(peer);
-}
-
 }  // namespace

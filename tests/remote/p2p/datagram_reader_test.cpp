@@ -7,12 +7,15 @@
 
 #include <cerrno>
 #include <cstring>
+#include <ctime>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "platform/os/socket_calls.h"
 #include "tests/remote/loopback_support.h"
+#include "tests/remote/p2p/p2p_support.h"
 
 namespace
 {
@@ -107,6 +110,27 @@ TEST_F(DatagramReaderTest, BurstArrivesAsItsPiecesInOrderWithItsSource)
     ASSERT_TRUE(m_Reader.Read(WAIT::ForOne));
     EXPECT_EQ(TakeAll(), (Texts{"aaa", "bbb", "ccc"}));
     EXPECT_EQ(m_Ports, std::vector<in_port_t>(3, m_Peer.m_Address.sin_port));
+}
+
+TEST_F(DatagramReaderTest, ArrivalIsWhenTheNetworkCodeGotIt)
+{
+    const auto now = [] {
+        timespec time{};
+        clock_gettime(CLOCK_REALTIME, &time);
+        return std::pair(time.tv_sec, time.tv_nsec);
+    };
+    EXPECT_EQ(m_Reader.GetArrival().tv_sec, 0);
+    // The machine begins to stamp soon after the first socket has asked for it; until then it tells the time of
+    // the reading.
+    EXPECT_TRUE(WaitUntil([&] {
+        const auto before = now();
+        m_Peer.SendInPieces("abcdef", 2, m_Own);
+        const auto sent = now();
+        EXPECT_EQ(TakeAtLeast(3), Texts({"ab", "cd", "ef"}));
+        const auto arrival = std::pair(m_Reader.GetArrival().tv_sec, m_Reader.GetArrival().tv_nsec);
+        EXPECT_LE(before, arrival);
+        return arrival <= sent;
+    }));
 }
 
 TEST_F(DatagramReaderTest, LastPieceOfABurstMayBeShort)

@@ -296,16 +296,19 @@ TEST_F(P2PConnectedTest, GarbageDatagramsDoNotDisturbWhatFollows)
 
 TEST_F(P2PConnectedTest, FullQueueLosesWhatComesThenAndCountsIt)
 {
-    const Bytes message = MakeMessage(P2PMSG_DATA, "peer", Bytes(60000, 1));
+    const auto fill = [](std::size_t i) { return static_cast<std::uint8_t>(i % 251); };
+    const auto message = [&](std::size_t i) { return MakeMessage(P2PMSG_DATA, "peer", Bytes(60000, fill(i))); };
     const std::size_t fit = CMyP2P::QUEUE_LIMIT_BYTES / (60000 + 128);
     for (std::size_t i = 0; i < fit + 5; ++i) {
-        m_Peer.Send(message, ClientAddress());
+        m_Peer.Send(message(i), ClientAddress());
         ASSERT_TRUE(m_Peer.WaitFor(P2PMSG_DATA_ACK, i + 1));  // one at a time, so that the socket loses none
     }
     EXPECT_EQ(m_Client.GetCounters().dropped, 5U);
     EXPECT_EQ(m_Client.GetCounters().datagrams, fit + 5);
-    Take();
-    m_Peer.Send(message, ClientAddress());
+    for (std::size_t i = 0; i < fit; ++i)
+        ASSERT_EQ(Take().second.front(), fill(i)) << "what was queued stays, in its order";
+    EXPECT_EQ(m_Client.Front(), nullptr);
+    m_Peer.Send(message(0), ClientAddress());
     ASSERT_TRUE(m_Peer.WaitFor(P2PMSG_DATA_ACK, fit + 6));
     EXPECT_EQ(m_Client.GetCounters().dropped, 5U);
 }

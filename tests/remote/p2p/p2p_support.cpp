@@ -11,7 +11,7 @@
 namespace
 {
 
-constexpr auto PATIENCE = std::chrono::seconds(20);
+constexpr auto TIME_LIMIT = std::chrono::seconds(20);
 
 }  // namespace
 
@@ -114,7 +114,7 @@ std::vector<Bytes> CScriptedPeer::GetReceived() const
 bool CScriptedPeer::WaitFor(std::uint32_t type, std::size_t count)
 {
     std::unique_lock lock(m_cs);
-    return m_Arrived.wait_for(lock, PATIENCE, [&] {
+    return m_Arrived.wait_for(lock, TIME_LIMIT, [&] {
         return static_cast<std::size_t>(std::count_if(m_Received.begin(), m_Received.end(),
                                                       [type](const Bytes& b) { return TypeOf(b) == type; })) >=
                count;
@@ -170,7 +170,7 @@ CScriptedPeer::Script ServerOf(std::vector<PEER_RECORD> users)
 
 bool WaitUntil(const std::function<bool()>& condition)
 {
-    const auto end = std::chrono::steady_clock::now() + PATIENCE;
+    const auto end = std::chrono::steady_clock::now() + TIME_LIMIT;
     while (!condition()) {
         if (std::chrono::steady_clock::now() > end) return false;
         std::this_thread::sleep_for(std::chrono::milliseconds(1));

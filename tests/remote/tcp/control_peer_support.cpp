@@ -11,8 +11,8 @@ CControlPeer::CControlPeer(std::uint16_t port)
     m_hListen = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const int yes = 1;
     setsockopt(m_hListen, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
-    const timeval patience{10, 0};
-    setsockopt(m_hListen, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    const timeval timeout{10, 0};
+    setsockopt(m_hListen, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
     const auto process = static_cast<std::uint32_t>(::getpid());
     sockaddr_in address{};
     address.sin_family = AF_INET;
@@ -33,8 +33,8 @@ CControlPeer::~CControlPeer()
 SOCKET CControlPeer::Accept() const
 {
     const SOCKET socket = ::accept(m_hListen, nullptr, nullptr);
-    const timeval patience{10, 0};
-    setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    const timeval timeout{10, 0};
+    setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
     return socket;
 }
 

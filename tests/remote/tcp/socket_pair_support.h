@@ -23,9 +23,9 @@ class CSocketPair
         ::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, both);
         m_hOurs = both[0];
         m_hPeer = both[1];
-        const timeval patience{10, 0};
-        setsockopt(m_hOurs, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-        setsockopt(m_hPeer, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+        const timeval timeout{10, 0};
+        setsockopt(m_hOurs, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
+        setsockopt(m_hPeer, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
     }
     ~CSocketPair()
     {

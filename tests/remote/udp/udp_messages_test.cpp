@@ -332,6 +332,20 @@ TEST_F(UdpRouterTest, ChannelsThatNoHeaderCanNameReceiveNothing)
     }
 }
 
+TEST_F(UdpRouterTest, ChannelThatIsOpenedAgainHasAnEmptyInboxWithAllItsRoom)
+{
+    m_Router.OpenChannel(1);
+    const Bytes message = Message(1, 1, 100000, 1);
+    while (m_Counters.dropped == 0)
+        Feed(message);
+    m_Router.CloseChannel(1);
+    m_Router.OpenChannel(1);
+    EXPECT_FALSE(Take(1));
+    Feed(message);
+    EXPECT_TRUE(Take(1));
+    EXPECT_EQ(m_Counters.dropped, 1U);
+}
+
 TEST_F(UdpRouterTest, FullInboxLosesWhatComesThenAndCountsIt)
 {
     m_Router.OpenChannel(1);

@@ -125,6 +125,49 @@ TEST_F(UdpAgeTest, PicturesOfTwoSecondsAreShown)
     EXPECT_EQ(Counters().skipped, 0U);
 }
 
+TEST_F(UdpSharedRemoteTest, WhatWaitedInTheSocketsBufferIsAsOldAsItsWait)
+{
+    OpenAndWait(*m_pChannel);
+    SendPicture(0, 0);
+    ASSERT_TRUE(WaitForShown(1));
+    m_Clock.SetWaited(2001);
+    SendPicture(0, 1);
+    SendPicture(0, 0);
+    ASSERT_TRUE(WaitUntil([&] { return m_pChannel->GetCounters().skipped == 2; }));
+    m_Clock.SetWaited(2000);
+    SendPicture(0, 0);
+    ASSERT_TRUE(WaitForShown(2));
+    EXPECT_EQ(m_pChannel->GetCounters().decoded, 2U);
+}
+
+TEST_F(UdpSharedRemoteTest, WhatGrowsOldOnItsWayToTheRendererIsDecodedAndCountedAndNotShown)
+{
+    OpenAndWait(*m_pChannel);
+    SendPicture(0, 0);
+    ASSERT_TRUE(WaitForShown(1));
+    m_Clock.SetStep(1500);  // the thread looks when it takes the message, and when it shows the picture
+    SendPicture(0, 1);
+    ASSERT_TRUE(WaitUntil([&] { return m_pChannel->GetCounters().skipped == 1; }));
+    m_Clock.SetStep(0);
+    SendPicture(0, 2);
+    ASSERT_TRUE(WaitForShown(2));
+    EXPECT_EQ(m_pChannel->GetCounters().decoded, 3U);
+    EXPECT_EQ(m_pChannel->GetCounters().refused, 0U);
+}
+
+TEST_F(UdpAgeTest, PictureMayWaitForTheDeviceUntilItIsTwoSecondsOld)
+{
+    SendPicture(0, 1);
+    ASSERT_TRUE(WaitUntil([&] { return m_pSession->GetCounters().messages == 3; })) << "the reply was one too";
+    m_Clock.Advance(1500);
+    const auto begun = std::chrono::steady_clock::now();
+    m_Gate.Open();
+    ASSERT_TRUE(WaitForShown(2));
+    const std::lock_guard lock(m_Log.lock);
+    EXPECT_GT(m_Log.before.at(1), begun + std::chrono::milliseconds(500));
+    EXPECT_LE(m_Log.before.at(1), std::chrono::steady_clock::now() + std::chrono::milliseconds(501));
+}
+
 TEST_F(UdpHeldRemoteTest, WithoutSharedReceivingNothingIsSkippedHoweverOld)
 {
     for (std::size_t i = 1; i < 4; ++i)
@@ -133,6 +176,8 @@ TEST_F(UdpHeldRemoteTest, WithoutSharedReceivingNothingIsSkippedHoweverOld)
     m_Gate.Open();
     ASSERT_TRUE(WaitForShown(4));
     EXPECT_EQ(m_pChannel->GetCounters().skipped, 0U);
+    const std::lock_guard lock(m_Log.lock);
+    EXPECT_EQ(m_Log.before.back(), std::chrono::steady_clock::time_point::max());
 }
 
 TEST_F(UdpSharedRemoteTest, CloseOfASilentChannelEndsItsThreadAtOnce)

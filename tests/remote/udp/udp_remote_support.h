@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <new>
@@ -56,6 +57,7 @@ struct RenderLog {
     std::mutex lock;
     std::vector<std::pair<std::int32_t, std::int32_t>> created;
     std::vector<HWND> shown;
+    std::vector<std::chrono::steady_clock::time_point> before;  // until when each of these might have waited
     TestPicture last;
     int surfaces = 0;                    // alive
     std::function<void()> onCreate;      // called in CreateSurface, under m_cs
@@ -77,7 +79,12 @@ class CLoggingRender final : public CRender
         if (gate != nullptr) gate->Pass();
         const std::lock_guard lock(m_Log.lock);
         EXPECT_NE(surface, nullptr);
+        if (std::chrono::steady_clock::now() >= surface->m_ShowBefore) {
+            surface->m_Showing = EShowing::TooLate;
+            return 0;
+        }
         m_Log.shown.push_back(window);
+        m_Log.before.push_back(surface->m_ShowBefore);
         surface->m_Showing = m_Log.showing;
         if (frame->data[0] != nullptr) m_Log.last = CopyPicture(*frame);
         return 0;
@@ -129,13 +136,23 @@ inline constexpr HWND CELL{31};
 class CShiftedClock final : public IClock
 {
   public:
-    std::uint32_t TickCount() override { return m_dwTick; }
+    std::uint32_t TickCount() override { return m_dwTick += m_ulStepMs; }
     void Sleep(std::uint32_t ms) override { m_Fast.Sleep(ms); }
+    std::uint32_t SinceStamp(const timespec& stamp) override
+    {
+        return stamp.tv_sec == 0 ? 0U : m_ulWaitedMs.load();
+    }
     void Advance(std::uint32_t ms) { m_dwTick += ms; }
+    /// How much time passes before each look from now on.
+    void SetStep(std::uint32_t ms) { m_ulStepMs = ms; }
+    /// How long datagrams that come from now on have waited in the socket's buffer.
+    void SetWaited(std::uint32_t ms) { m_ulWaitedMs = ms; }
 
   private:
     CFastClock m_Fast{10};
     std::atomic<std::uint32_t> m_dwTick{0xFFFFFF00};  // wraps on the way
+    std::atomic<std::uint32_t> m_ulStepMs{0};
+    std::atomic<std::uint32_t> m_ulWaitedMs{0};
 };
 
 /// A channel of the machine "4711", whose session is started, and a renderer that keeps account.

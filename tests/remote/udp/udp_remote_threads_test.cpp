@@ -69,6 +69,18 @@ TEST_F(UdpRemoteTest, OpenOfAnOpenChannelStartsNothingButTellsAgain)
     EXPECT_EQ(m_Observer.Messages(), (std::vector<std::string>{"IDS_DeviceOpened", "IDS_DeviceOpened"}));
 }
 
+TEST_F(UdpRemoteTest, FirstPictureIsThatOfTheLastOpening)
+{
+    OpenAndWait(*m_pChannel);
+    SendPicture(0, 0);
+    ASSERT_TRUE(WaitForShown(1));
+    ASSERT_TRUE(WaitUntil([&] { return m_pChannel->GetCounters().firstPictureMs >= 0; }));
+    m_pChannel->Close();
+    m_Machine.m_bReplies = false;
+    OpenAndWait(*m_pChannel);
+    EXPECT_EQ(m_pChannel->GetCounters().firstPictureMs, -1);
+}
+
 TEST_F(UdpRemoteTest, CloseOfAClosedChannelTellsAllTheSame)
 {
     m_pChannel->Close();

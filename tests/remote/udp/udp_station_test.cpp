@@ -18,6 +18,7 @@
 #include "remote/UdpRemoteStation.h"
 #include "tests/remote/directory/directory_support.h"
 #include "tests/remote/udp/udp_support.h"
+#include "tests/support/model_state.h"
 #include "tests/support/test_folder.h"
 
 namespace
@@ -31,13 +32,6 @@ class UdpStationTest : public testing::Test
     {
         WriteConfig("system.ini", "[System]\nLanguage=eng\n");
         WriteConfig("eng.ini", "[String]\nIDS_Card=Channels\nIDS_RemoteDevice=Channel %d\n");
-        SetModuleDirectory(m_Folder.System());
-        CLanguage::Reset();
-    }
-    ~UdpStationTest() override
-    {
-        SetModuleDirectory("");
-        CLanguage::Reset();
     }
 
     void WriteConfig(const std::string& name, const std::string& text) const
@@ -56,6 +50,7 @@ class UdpStationTest : public testing::Test
     }
 
     CTestFolder m_Folder;
+    const CModelState m_Model{m_Folder.System()};
     CScriptedMachine m_Machine{"4711"};
 };
 
@@ -137,6 +132,16 @@ TEST_F(UdpStationTest, DisconnectLeavesTheSessionAsItIs)
     EXPECT_TRUE(station->Disconnect());
     EXPECT_TRUE(station->GetSession()->IsConnected());
     EXPECT_EQ(station->GetChannelCount(), 16);
+}
+
+TEST_F(UdpStationTest, StationThatGoesEndsItsSessionForWhoeverHoldsIt)
+{
+    auto station = Connected("1.2.3.4:16:x", "4711");
+    const auto session = station->GetSession();
+    ASSERT_TRUE(session->IsConnected());
+    station.reset();
+    EXPECT_FALSE(session->IsConnected());
+    EXPECT_FALSE(session->IsLoggedIn());
 }
 
 TEST_F(UdpStationTest, DirectoryThatIsDownFailsTheConnect)

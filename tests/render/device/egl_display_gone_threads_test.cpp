@@ -9,6 +9,7 @@
 
 #include "render/D3DSurfaceRender.h"
 #include "render/device/EglSurfaceDevice.h"
+#include "tests/render/device/egl_driver_support.h"
 #include "tests/render/x_windows_support.h"
 #include "tests/support/test_variable.h"
 #include "tests/support/x_server.h"
@@ -73,7 +74,32 @@ TEST(EglDisplayGoneTest, EveryFrameEndsAndTheRestIsDropped)
     wall->stop = true;
     for (auto& stream : streams)
         alive ? stream.join() : stream.detach();
-    EXPECT_TRUE(windows->TakeTexts().empty()) << "frames are dropped in silence";
+    EXPECT_TRUE(windows->TakeTexts().empty()) << "dropped frames are not told";
+    SetWindowBackend(nullptr);
+}
+
+// Between the drawing and the swap: on a broken connection the driver would never come back from it.
+TEST(EglDisplayGoneTest, NothingIsSwappedOnceTheDisplayHasGone)
+{
+    CXServer server;
+    const CTestVariable display("DISPLAY", server.Name().c_str());
+    const CTestVariable software("LIBGL_ALWAYS_SOFTWARE", "1");
+    static auto* const windows = new CXWindows;
+    ASSERT_NE(windows->m_pDisplay, nullptr);
+    CD3DSurfaceRender render{OpenEglSurfaceAdapter};
+    ASSERT_NE(render.Init(HWND{1000}), 0);
+    const HWND window = windows->Create(0, 90, 90);
+    CSurface* const surface = render.CreateSurface(WIDTH, HEIGHT);
+    const CTestFrame frame(WIDTH, HEIGHT, 120);
+    render.DisplayClient(&frame.m_Frame, surface, window);
+    ASSERT_EQ(surface->m_Showing, EShowing::Shown);
+    EglDriver().swaps = 0;
+    EglDriver().swapError = EGL_BAD_SURFACE;
+    EglDriver().onSizeQuestion = [&server] { server.Kill(); };
+    EXPECT_EQ(render.DisplayClient(&frame.m_Frame, surface, window), 0);
+    EXPECT_EQ(surface->m_Showing, EShowing::Dropped);
+    EXPECT_EQ(EglDriver().swaps, 0);
+    ResetEglDriver();
     SetWindowBackend(nullptr);
 }
 

@@ -43,6 +43,9 @@ void ResetEglDriver()
     driver.swapError = EGL_SUCCESS;
     driver.mostContexts = driver.contexts.load();
     driver.resetQuestions = 0;
+    driver.swaps = 0;
+    driver.deletedTextures = 0;
+    driver.onSizeQuestion = {};
 }
 
 extern "C" {
@@ -87,6 +90,7 @@ EGLBoolean eglMakeCurrent(EGLDisplay display, EGLSurface draw, EGLSurface read, 
 
 EGLBoolean eglSwapBuffers(EGLDisplay display, EGLSurface surface)
 {
+    ++EglDriver().swaps;
     if (const EGLint error = EglDriver().swapError; error != EGL_SUCCESS) {
         t_Error = error;
         return EGL_FALSE;
@@ -95,10 +99,22 @@ EGLBoolean eglSwapBuffers(EGLDisplay display, EGLSurface surface)
     return REAL(eglSwapBuffers)(display, surface);
 }
 
+EGLBoolean eglQuerySurface(EGLDisplay display, EGLSurface surface, EGLint attribute, EGLint* value)
+{
+    if (EglDriver().onSizeQuestion) EglDriver().onSizeQuestion();
+    return REAL(eglQuerySurface)(display, surface, attribute, value);
+}
+
 EGLint eglGetError()
 {
     const EGLint injected = std::exchange(t_Error, EGL_SUCCESS);
     return injected != EGL_SUCCESS ? injected : REAL(eglGetError)();
+}
+
+void glDeleteTextures(GLsizei count, const GLuint* names)
+{
+    EglDriver().deletedTextures += count;
+    REAL(glDeleteTextures)(count, names);
 }
 
 __eglMustCastToProperFunctionPointerType eglGetProcAddress(const char* name)

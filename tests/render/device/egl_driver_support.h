@@ -1,8 +1,9 @@
 #pragma once
 
-#include "render/device/EglTypes.h"
-
 #include <atomic>
+#include <functional>
+
+#include "render/device/EglTypes.h"
 
 /// Stands between the product and the graphics driver: the program's own EGL entry points look here first and
 /// go on to the driver.
@@ -14,6 +15,9 @@ struct DriverState {
     std::atomic<int> contexts{0};  // alive
     std::atomic<int> mostContexts{0};
     std::atomic<int> resetQuestions{0};
+    std::atomic<int> swaps{0};
+    std::atomic<int> deletedTextures{0};   // names that the driver was told to delete
+    std::function<void()> onSizeQuestion;  // before the driver is asked for the size of a surface
 };
 
 DriverState& EglDriver();

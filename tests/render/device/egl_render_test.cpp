@@ -129,7 +129,7 @@ TEST_F(EglRenderTest, ColoursAreThoseOfTheConversion)
     const HWND window = m_Windows.Create(0, 50, 50);
     const CTestFrame blue(WIDTH, HEIGHT, 41, 240, 110);
     EXPECT_EQ(m_Render.DisplayClient(&blue.m_Frame, m_pSurface, window), 0);
-    // Each channel clipped to its byte: red and green end at nought and below, blue above 255.
+    // Each channel clipped to its byte: red and green end at zero and below, blue above 255.
     EXPECT_PIXEL(window, 25, 25, 0x0000FFU);
 }
 

@@ -97,6 +97,25 @@ TEST_F(EglResetDeviceTest, WindowThatRefusesTheContextCostsItsFrameOnly)
     EXPECT_TRUE(Show());
 }
 
+// A driver may give the name to the next stream: deleted once more, it would take that one's picture.
+TEST_F(EglResetDeviceTest, TextureOfAStreamThatEndedIsDeletedOnce)
+{
+    m_pSurface = m_pDevice->CreateOffscreenPlainSurface(WIDTH, HEIGHT, ESurfaceFormat::X8R8G8B8);
+    EXPECT_EQ(EglDriver().deletedTextures, 0) << "with the next frame, whose thread has the context";
+    for (int i = 0; i < 3; ++i)
+        EXPECT_TRUE(Show());
+    EXPECT_EQ(EglDriver().deletedTextures, 1);
+}
+
+TEST_F(EglResetDeviceTest, WindowThatIsNotLentIsAskedForNothing)
+{
+    m_Windows.Lease(m_Window).TakeBack();
+    EglDriver().swaps = 0;
+    EXPECT_FALSE(Show());
+    EXPECT_EQ(EglDriver().swaps, 0) << "nothing to swap on";
+    EXPECT_EQ(m_pDevice->TestCooperativeLevel(), EDeviceState::Working);
+}
+
 TEST_F(EglResetDeviceTest, ContextThatIsLostAndTellsNoMoreIsNotReset)
 {
     EglDriver().makeCurrentError = EGL_CONTEXT_LOST;

@@ -1,6 +1,6 @@
-// The road over real loopback sockets, with the context run by the test.
+// The transport over real loopback sockets, with the context run by the test.
 
-#include "recorder/server/UdpRoad.h"
+#include "recorder/server/UdpTransport.h"
 
 #include <gmock/gmock.h>
 
@@ -24,8 +24,8 @@ class CPlain
   public:
     CPlain() : m_Socket(m_Context, ToAsio(ANY_PORT))
     {
-        const timeval patience{10, 0};
-        setsockopt(m_Socket.native_handle(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+        const timeval timeout{10, 0};
+        setsockopt(m_Socket.native_handle(), SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
     }
     Endpoint Local() const { return FromAsio(m_Socket.local_endpoint()); }
     // The next datagram; "nothing" when none comes.
@@ -49,20 +49,20 @@ class CPlain
     asio::ip::udp::socket m_Socket;
 };
 
-class UdpRoadTest : public testing::Test
+class UdpTransportTest : public testing::Test
 {
   protected:
-    std::unique_ptr<UdpRoad> MakeRoad(const FaultRates& rates = {})
+    std::unique_ptr<UdpTransport> MakeTransport(const FaultRates& rates = {})
     {
-        return std::make_unique<UdpRoad>(m_Context, ANY_PORT, rates, 1, std::set{ECarries::Video},
-                                         [this](const Endpoint& from, std::span<const uint8_t> datagram) {
-                                             m_Senders.push_back(from);
-                                             m_Received.emplace_back(datagram.begin(), datagram.end());
-                                         });
+        return std::make_unique<UdpTransport>(m_Context, ANY_PORT, rates, 1, std::set{ECarries::Video},
+                                              [this](const Endpoint& from, std::span<const uint8_t> datagram) {
+                                                  m_Senders.push_back(from);
+                                                  m_Received.emplace_back(datagram.begin(), datagram.end());
+                                              });
     }
-    static void Send(UdpRoad& road, const CPlain& to, const std::string& text)
+    static void Send(UdpTransport& transport, const CPlain& to, const std::string& text)
     {
-        road.Send(to.Local(), Bytes(text.begin(), text.end()), ECarries::Video);
+        transport.Send(to.Local(), Bytes(text.begin(), text.end()), ECarries::Video);
     }
     // Handlers until so many datagrams have been received, or ten seconds.
     void ReceiveUntil(size_t count)
@@ -79,24 +79,24 @@ class UdpRoadTest : public testing::Test
     CPlain m_Other;
 };
 
-TEST_F(UdpRoadTest, WhatAHandlerSendsGoesOutBehindIt)
+TEST_F(UdpTransportTest, WhatAHandlerSendsGoesOutBehindIt)
 {
-    const auto road = MakeRoad();
+    const auto transport = MakeTransport();
     asio::post(m_Context, [&] {
-        Send(*road, m_Plain, "one");
-        Send(*road, m_Plain, "two");
-        EXPECT_EQ(road->Sent(), 0U);
+        Send(*transport, m_Plain, "one");
+        Send(*transport, m_Plain, "two");
+        EXPECT_EQ(transport->Sent(), 0U);
         EXPECT_EQ(m_Plain.Receive(MSG_DONTWAIT), "nothing");
     });
     EXPECT_EQ(m_Context.run(), 2U) << "one flush for both";
-    EXPECT_EQ(road->Sent(), 2U);
+    EXPECT_EQ(transport->Sent(), 2U);
     EXPECT_EQ(m_Plain.Receive(), "one");
     EXPECT_EQ(m_Plain.Receive(), "two");
 }
 
-TEST_F(UdpRoadTest, PiecesOfARunArriveAsSingleDatagramsInOrder)
+TEST_F(UdpTransportTest, PiecesOfARunArriveAsSingleDatagramsInOrder)
 {
-    const auto road = MakeRoad();
+    const auto transport = MakeTransport();
     std::vector<std::string> texts;
     for (int i = 0; i < 70; ++i)
         texts.push_back(std::string(1119, static_cast<char>('a' + i % 26)) + static_cast<char>(i));
@@ -104,21 +104,21 @@ TEST_F(UdpRoadTest, PiecesOfARunArriveAsSingleDatagramsInOrder)
     texts.emplace_back("");
     texts.emplace_back("a longer one");
     for (const auto& text : texts)
-        Send(*road, m_Plain, text);
+        Send(*transport, m_Plain, text);
     m_Context.run();
-    EXPECT_EQ(road->Sent(), texts.size());
-    EXPECT_EQ(road->NotSent(), 0U);
+    EXPECT_EQ(transport->Sent(), texts.size());
+    EXPECT_EQ(transport->NotSent(), 0U);
     for (const auto& text : texts)
         ASSERT_EQ(m_Plain.Receive(), text);
 }
 
-TEST_F(UdpRoadTest, EachDatagramGoesToItsEndpoint)
+TEST_F(UdpTransportTest, EachDatagramGoesToItsEndpoint)
 {
-    const auto road = MakeRoad();
-    Send(*road, m_Plain, "a");
-    Send(*road, m_Other, "b");
-    Send(*road, m_Other, "c");
-    Send(*road, m_Plain, "d");
+    const auto transport = MakeTransport();
+    Send(*transport, m_Plain, "a");
+    Send(*transport, m_Other, "b");
+    Send(*transport, m_Other, "c");
+    Send(*transport, m_Plain, "d");
     m_Context.run();
     EXPECT_EQ(m_Plain.Receive(), "a");
     EXPECT_EQ(m_Plain.Receive(), "d");
@@ -126,93 +126,93 @@ TEST_F(UdpRoadTest, EachDatagramGoesToItsEndpoint)
     EXPECT_EQ(m_Other.Receive(), "c");
 }
 
-// The number of the road's socket, which is known by its port alone.
-int SocketOf(const UdpRoad& road)
+// The number of the transport's socket, which is known by its port alone.
+int SocketOf(const UdpTransport& transport)
 {
     for (int number = 3; number < 1024; ++number) {
         sockaddr_in address{};
         socklen_t size = sizeof address;
         if (getsockname(number, reinterpret_cast<sockaddr*>(&address), &size) == 0 &&
-            address.sin_family == AF_INET && ntohs(address.sin_port) == road.Local().port)
+            address.sin_family == AF_INET && ntohs(address.sin_port) == transport.Local().port)
             return number;
     }
     return -1;
 }
 
-TEST_F(UdpRoadTest, NetworkCodeThatDoesNotCutGetsThemOneByOne)
+TEST_F(UdpTransportTest, NetworkCodeThatDoesNotCutGetsThemOneByOne)
 {
-    const auto road = MakeRoad();
+    const auto transport = MakeTransport();
     // Without checksums there is no segmentation.
     const int on = 1;
-    ASSERT_EQ(setsockopt(SocketOf(*road), SOL_SOCKET, SO_NO_CHECK, &on, sizeof on), 0);
+    ASSERT_EQ(setsockopt(SocketOf(*transport), SOL_SOCKET, SO_NO_CHECK, &on, sizeof on), 0);
     for (int turn = 0; turn < 2; ++turn) {
         for (const char* const text : {"one", "two", "x"})
-            Send(*road, m_Plain, text);
+            Send(*transport, m_Plain, text);
         m_Context.restart();
         m_Context.run();
         for (const char* const text : {"one", "two", "x"})
             EXPECT_EQ(m_Plain.Receive(), text);
     }
-    EXPECT_EQ(road->Sent(), 6U);
-    EXPECT_EQ(road->NotSent(), 0U);
+    EXPECT_EQ(transport->Sent(), 6U);
+    EXPECT_EQ(transport->NotSent(), 0U);
 }
 
-TEST_F(UdpRoadTest, EachDatagramThatIsNotTakenIsCounted)
+TEST_F(UdpTransportTest, EachDatagramThatIsNotTakenIsCounted)
 {
-    const auto road = MakeRoad();
+    const auto transport = MakeTransport();
     // Port 0 is nobody's.
     for (int i = 0; i < 3; ++i)
-        road->Send(ANY_PORT, Bytes(10), ECarries::Video);
-    Send(*road, m_Plain, "a");
+        transport->Send(ANY_PORT, Bytes(10), ECarries::Video);
+    Send(*transport, m_Plain, "a");
     m_Context.run();
-    EXPECT_EQ(road->NotSent(), 3U);
-    EXPECT_EQ(road->Sent(), 1U);
+    EXPECT_EQ(transport->NotSent(), 3U);
+    EXPECT_EQ(transport->Sent(), 1U);
     EXPECT_EQ(m_Plain.Receive(), "a");
 }
 
-TEST_F(UdpRoadTest, DelayedDatagramsGoOutTogetherWhenTheyAreDue)
+TEST_F(UdpTransportTest, DelayedDatagramsGoOutTogetherWhenTheyAreDue)
 {
     FaultRates rates;
     rates.delay = 5 * MILLISECOND;
-    const auto road = MakeRoad(rates);
+    const auto transport = MakeTransport(rates);
     const TimeUs begin = Now();
     for (const char* const text : {"a", "b", "c"})
-        Send(*road, m_Plain, text);
+        Send(*transport, m_Plain, text);
     EXPECT_EQ(m_Plain.Receive(MSG_DONTWAIT), "nothing");
     m_Context.run();
     EXPECT_GE(Now() - begin, rates.delay);
-    EXPECT_EQ(road->Sent(), 3U);
+    EXPECT_EQ(transport->Sent(), 3U);
     for (const char* const text : {"a", "b", "c"})
         EXPECT_EQ(m_Plain.Receive(), text);
 }
 
-TEST_F(UdpRoadTest, FlushThatComesAfterTheRoadsEndDoesNothing)
+TEST_F(UdpTransportTest, FlushThatComesAfterTheRoadsEndDoesNothing)
 {
-    auto road = MakeRoad();
-    Send(*road, m_Plain, "a");
-    road.reset();
+    auto transport = MakeTransport();
+    Send(*transport, m_Plain, "a");
+    transport.reset();
     EXPECT_EQ(m_Context.run(), 1U);
     EXPECT_EQ(m_Plain.Receive(MSG_DONTWAIT), "nothing");
 }
 
-TEST_F(UdpRoadTest, FlushAtOnceLeavesNothingForLater)
+TEST_F(UdpTransportTest, FlushAtOnceLeavesNothingForLater)
 {
-    const auto road = MakeRoad();
-    Send(*road, m_Plain, "a");
-    road->Flush();
+    const auto transport = MakeTransport();
+    Send(*transport, m_Plain, "a");
+    transport->Flush();
     EXPECT_EQ(m_Plain.Receive(), "a");
     m_Context.run();
-    EXPECT_EQ(road->Sent(), 1U);
+    EXPECT_EQ(transport->Sent(), 1U);
     EXPECT_EQ(m_Plain.Receive(MSG_DONTWAIT), "nothing");
 }
 
-TEST_F(UdpRoadTest, WhatWasSentTogetherIsReceivedOneByOne)
+TEST_F(UdpTransportTest, WhatWasSentTogetherIsReceivedOneByOne)
 {
-    const auto road = MakeRoad();
-    road->Start();
-    m_Plain.SendTogether(road->Local(), {"one", "two", "six", "4"});
-    m_Other.SendTogether(road->Local(), {"seven", "eight"});
-    m_Plain.SendTogether(road->Local(), {"alone"});
+    const auto transport = MakeTransport();
+    transport->Start();
+    m_Plain.SendTogether(transport->Local(), {"one", "two", "six", "4"});
+    m_Other.SendTogether(transport->Local(), {"seven", "eight"});
+    m_Plain.SendTogether(transport->Local(), {"alone"});
     ReceiveUntil(7);
     EXPECT_THAT(m_Received, ElementsAre("one", "two", "six", "4", "seven", "eight", "alone"));
     const Endpoint plain = m_Plain.Local();
@@ -220,26 +220,26 @@ TEST_F(UdpRoadTest, WhatWasSentTogetherIsReceivedOneByOne)
     EXPECT_THAT(m_Senders, ElementsAre(plain, plain, plain, plain, other, other, plain));
 }
 
-TEST_F(UdpRoadTest, EmptyDatagramIsReceivedToo)
+TEST_F(UdpTransportTest, EmptyDatagramIsReceivedToo)
 {
-    const auto road = MakeRoad();
-    const auto sender = MakeRoad();
-    road->Start();
+    const auto transport = MakeTransport();
+    const auto sender = MakeTransport();
+    transport->Start();
     for (const std::string& text : {std::string("a"), std::string(), std::string("b")})
-        sender->Send(road->Local(), Bytes(text.begin(), text.end()), ECarries::Video);
+        sender->Send(transport->Local(), Bytes(text.begin(), text.end()), ECarries::Video);
     ReceiveUntil(3);
     EXPECT_THAT(m_Received, ElementsAre("a", "", "b"));
 }
 
-TEST_F(UdpRoadTest, MoreThanOneTurnReadsIsReceived)
+TEST_F(UdpTransportTest, MoreThanOneTurnReadsIsReceived)
 {
-    const auto road = MakeRoad();
-    const auto sender = MakeRoad();
-    road->Start();
+    const auto transport = MakeTransport();
+    const auto sender = MakeTransport();
+    transport->Start();
     std::vector<std::string> texts;
     for (int i = 0; i < 50; ++i) {
         texts.push_back(std::string(static_cast<size_t>(1 + i), 'x'));  // growing: none joins another
-        sender->Send(road->Local(), Bytes(texts.back().begin(), texts.back().end()), ECarries::Video);
+        sender->Send(transport->Local(), Bytes(texts.back().begin(), texts.back().end()), ECarries::Video);
     }
     ReceiveUntil(texts.size());
     EXPECT_EQ(m_Received, texts);

@@ -1,4 +1,4 @@
-#include "recorder/server/UdpRoad.h"
+#include "recorder/server/UdpTransport.h"
 
 #include <chrono>
 #include <utility>
@@ -34,8 +34,8 @@ Endpoint FromAsio(const asio::ip::udp::endpoint& endpoint)
     return {endpoint.address().to_v4().to_uint(), endpoint.port()};
 }
 
-UdpRoad::UdpRoad(asio::io_context& context, const Endpoint& at, const FaultRates& rates, uint32_t seed,
-                 std::set<ECarries> faultsOn, Receive receive)
+UdpTransport::UdpTransport(asio::io_context& context, const Endpoint& at, const FaultRates& rates,
+                           uint32_t seed, std::set<ECarries> faultsOn, Receive receive)
     : m_Socket(context, asio::ip::udp::v4()),
       m_Delayed(context),
       m_Faults(rates, seed),
@@ -53,17 +53,17 @@ UdpRoad::UdpRoad(asio::io_context& context, const Endpoint& at, const FaultRates
     JoinReceived(m_Socket.native_handle());
 }
 
-void UdpRoad::Start()
+void UdpTransport::Start()
 {
     ReadNext();
 }
 
-Endpoint UdpRoad::Local() const
+Endpoint UdpTransport::Local() const
 {
     return FromAsio(m_Socket.local_endpoint());
 }
 
-void UdpRoad::ReadNext()
+void UdpTransport::ReadNext()
 {
     m_Socket.async_wait(asio::ip::udp::socket::wait_read, [this](asio::error_code error) {
         if (error == asio::error::operation_aborted || !m_Socket.is_open()) return;
@@ -72,7 +72,7 @@ void UdpRoad::ReadNext()
     });
 }
 
-void UdpRoad::Read()
+void UdpTransport::Read()
 {
     Burst burst;
     for (int i = 0; i < READS_AT_ONCE; ++i) {
@@ -83,7 +83,7 @@ void UdpRoad::Read()
     }
 }
 
-void UdpRoad::Send(const Endpoint& to, Bytes bytes, ECarries carries)
+void UdpTransport::Send(const Endpoint& to, Bytes bytes, ECarries carries)
 {
     if (m_FaultsOn.contains(carries)) {
         const TimeUs now = Now();
@@ -95,7 +95,7 @@ void UdpRoad::Send(const Endpoint& to, Bytes bytes, ECarries carries)
     FlushSoon();
 }
 
-void UdpRoad::FlushSoon()
+void UdpTransport::FlushSoon()
 {
     if (m_FlushComes || m_Ready.empty()) return;
     m_FlushComes = true;
@@ -106,7 +106,7 @@ void UdpRoad::FlushSoon()
     });
 }
 
-void UdpRoad::Flush()
+void UdpTransport::Flush()
 {
     for (std::span<const Datagram> left = m_Ready; !left.empty();) {
         const auto run = left.first(CountRun(left));
@@ -117,7 +117,7 @@ void UdpRoad::Flush()
 }
 
 // False when nothing was sent and it is worth to try them one by one.
-bool UdpRoad::SendTogether(std::span<const Datagram> run)
+bool UdpTransport::SendTogether(std::span<const Datagram> run)
 {
     if (!m_Runs || run.size() == 1) return false;
     const int error = SendRun(m_Socket.native_handle(), run);
@@ -129,7 +129,7 @@ bool UdpRoad::SendTogether(std::span<const Datagram> run)
     return true;
 }
 
-void UdpRoad::SendSingly(std::span<const Datagram> run)
+void UdpTransport::SendSingly(std::span<const Datagram> run)
 {
     for (const Datagram& datagram : run) {
         asio::error_code error;
@@ -138,7 +138,7 @@ void UdpRoad::SendSingly(std::span<const Datagram> run)
     }
 }
 
-void UdpRoad::WaitForDelayed(TimeUs due)
+void UdpTransport::WaitForDelayed(TimeUs due)
 {
     if (due == NEVER) return;
     m_Delayed.expires_at(std::chrono::steady_clock::time_point(std::chrono::microseconds(due)));

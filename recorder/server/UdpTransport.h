@@ -21,14 +21,14 @@ Endpoint FromAsio(const asio::ip::udp::endpoint& endpoint);
 //
 // What a handler sends goes out together behind it, in order: datagrams of one size to one endpoint cost a
 // single walk through the network code then, which cuts them apart again where they leave or arrive.
-class UdpRoad : public IDatagramOut
+class UdpTransport : public IDatagramOut
 {
   public:
     using Receive = std::function<void(const Endpoint& from, std::span<const uint8_t> datagram)>;
 
     // Binds at once; throws asio::system_error when it can't. Only what carries one of faultsOn is harmed.
-    UdpRoad(asio::io_context& context, const Endpoint& at, const FaultRates& rates, uint32_t seed,
-            std::set<ECarries> faultsOn, Receive receive);
+    UdpTransport(asio::io_context& context, const Endpoint& at, const FaultRates& rates, uint32_t seed,
+                 std::set<ECarries> faultsOn, Receive receive);
 
     void Start();
     // Queues until the running handler has ended.

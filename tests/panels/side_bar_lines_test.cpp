@@ -1,0 +1,138 @@
+#include <gmock/gmock.h>
+
+#include <QEventLoop>
+
+#include "tests/panels/side_bar_support.h"
+
+using testing::ElementsAre;
+
+namespace
+{
+
+TEST_F(SideBarTest, OnlyWhatWasDrawnCanBeHit)
+{
+    Show();
+    m_Bar->AddFolder("a", {});
+    m_Bar->AddItem(0, "header");
+    for (int i = 0; i < 100; ++i)
+        m_Bar->AddSubItem(0, 0, "line", {}, ELineStyle::Fire, 1);
+    Paint();
+    EXPECT_TRUE(Line(0, 0, 99).m_rect.isEmpty());
+    EXPECT_EQ(m_Bar->HitTest({10, 40}).kind, COutlook2Ctrl::EHit::Item);
+    const auto hit = m_Bar->HitTest({10, 60});
+    EXPECT_EQ(hit.kind, COutlook2Ctrl::EHit::SubItem);
+    EXPECT_EQ(hit.subItem, 0);
+    EXPECT_EQ(m_Bar->HitTest({10, 10}).kind, COutlook2Ctrl::EHit::None);
+}
+
+TEST_F(SideBarTest, LineThatIsOnFiresOnlyWithAFiringStyle)
+{
+    Show();
+    m_Bar->AddFolder("a", {});
+    m_Bar->AddItem(0, "header");
+    const ELineStyle styles[] = {ELineStyle::Command, ELineStyle::Check, ELineStyle::Fire,
+                                 ELineStyle::FireUpdated};
+    for (const ELineStyle style : styles)
+        m_Bar->AddSubItem(0, 0, "line", {}, style, 100 + static_cast<std::uint32_t>(style));
+    m_Bar->SetUpdateHandler([](COL2CCmdUI& update) { update.SetCheck(1); });
+    m_Bar->UpdateLines();
+    ASSERT_EQ(Line(0, 0, 3).m_dwState, OL2_STATE_ON);
+    Paint();
+    for (int i = 0; i < 4; ++i)
+        QTest::mouseClick(&*m_Bar, Qt::LeftButton, {}, Middle(Line(0, 0, i).m_rect));
+    EXPECT_THAT(m_Commands, ElementsAre(102, 103));
+
+    m_Commands.clear();
+    m_Bar->SetUpdateHandler([](COL2CCmdUI& update) { update.Enable(true); });
+    for (int i = 0; i < 4; ++i)
+        QTest::mouseClick(&*m_Bar, Qt::LeftButton, {}, Middle(Line(0, 0, i).m_rect));
+    EXPECT_THAT(m_Commands, ElementsAre(100, 101, 102, 103));
+}
+
+TEST_F(SideBarTest, CommandIsItsLowSixteenBits)
+{
+    Show();
+    m_Bar->AddFolder("a", {});
+    m_Bar->AddItem(0, "header");
+    m_Bar->AddSubItem(0, 0, "line", {}, ELineStyle::Fire, 0x5177A);
+    Paint();
+    QTest::mouseClick(&*m_Bar, Qt::LeftButton, {}, Middle(Line(0, 0, 0).m_rect));
+    EXPECT_THAT(m_Commands, ElementsAre(0x177A));
+}
+
+TEST_F(SideBarTest, UpdateRecordsBits)
+{
+    COL2SubItem line;
+    COL2CCmdUI update(line);
+    update.Enable(false);  // settled: sets its bit whatever it is told
+    EXPECT_EQ(update.m_dwState, 1U);
+    update.SetCheck(0);
+    update.SetRadio(false);
+    EXPECT_EQ(update.m_dwState, 1U);
+    update.SetCheck(7);
+    EXPECT_EQ(update.m_dwState, 3U);
+    update.SetRadio(true);
+    EXPECT_EQ(update.m_dwState, 7U);
+    update.SetText("new");
+    EXPECT_EQ(line.m_strText, "new");
+}
+
+TEST_F(SideBarTest, IdleUpdateAsksForEveryLineButThePlainFiringOnes)
+{
+    Show();
+    m_Bar->AddFolder("a", {});
+    m_Bar->AddItem(0, "header");
+    for (std::uint32_t style = 0; style < 4; ++style)
+        m_Bar->AddSubItem(0, 0, "line", {}, static_cast<ELineStyle>(style), style);
+    std::vector<std::uint32_t> asked;
+    m_Bar->SetUpdateHandler([&asked](COL2CCmdUI& update) {
+        asked.push_back(update.m_dwCommand);
+        update.SetCheck(1);
+    });
+    m_Bar->UpdateLines();
+    EXPECT_THAT(asked, ElementsAre(0U, 1U, 3U));
+    EXPECT_EQ(Line(0, 0, 0).m_dwState, OL2_STATE_ON);
+    EXPECT_EQ(Line(0, 0, 2).m_dwState, 0U);
+}
+
+TEST_F(SideBarTest, EventLoopWithNothingToDoUpdatesTheLines)
+{
+    Show();
+    m_Bar->AddFolder("a", {});
+    m_Bar->AddItem(0, "header");
+    m_Bar->AddSubItem(0, 0, "line", {}, ELineStyle::Command, 1);
+    QEventLoop loop;
+    m_Bar->SetUpdateHandler([&loop](COL2CCmdUI& update) {
+        update.SetText("updated");
+        loop.quit();
+    });
+    loop.exec();
+    EXPECT_EQ(Line(0, 0, 0).m_strText, "updated");
+}
+
+TEST_F(SideBarTest, HotLinesAndFoldersFollowTheMouse)
+{
+    Show();
+    m_Bar->AddFolder("a", {});
+    m_Bar->AddFolder("b", {});
+    m_Bar->AddItem(0, "header");
+    m_Bar->AddSubItem(0, 0, "line", {}, ELineStyle::Command, 1);
+    Paint();
+    const QRect button = m_Bar->GetFolder(1).m_rect;
+    const auto is_hot = [&] {
+        const QColor shown = m_Bar->grab().toImage().pixelColor(button.right() - 1, button.top());
+        return shown.blue() > shown.red();  // blue, or a grey
+    };
+    EXPECT_FALSE(is_hot());
+    QTest::mouseMove(&*m_Bar, Middle(button));
+    EXPECT_TRUE(QTest::qWaitFor(is_hot));
+    EXPECT_EQ(m_Bar->cursor().shape(), Qt::PointingHandCursor);
+    const QImage plain = m_Bar->grab(Line(0, 0, 0).m_rect).toImage();
+    QTest::mouseMove(&*m_Bar, Middle(Line(0, 0, 0).m_rect));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !is_hot(); }));
+    EXPECT_NE(m_Bar->grab(Line(0, 0, 0).m_rect).toImage(), plain) << "underlined";
+    QTest::mouseMove(&*m_Bar, {198, 100});
+    EXPECT_TRUE(QTest::qWaitFor([&] { return m_Bar->cursor().shape() == Qt::SplitHCursor; }));
+}
+
+}  // namespace
