@@ -9,9 +9,11 @@ extern "C" {
 }
 
 #include <array>
+#include <chrono>
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "inc/OutputDebugString.h"
@@ -197,6 +199,21 @@ TEST_F(Muxer, HeaderIsOnTheDiskWhenOpenReturns)
     CMuxer muxer;
     Open(muxer);
     EXPECT_TRUE(ReadBack().opened);
+}
+
+TEST_F(Muxer, PicturesReachTheDiskWhileAFewBytesAreWrittenNowAndThen)
+{
+    constexpr int PICTURES = 500;  // too few bytes to fill the library's buffer
+    const std::vector<std::uint8_t> picture(20, 0xA5);
+    CMuxer muxer;
+    Open(muxer);
+    std::size_t found = 0;
+    for (int i = 0; i < PICTURES && found == 0; ++i) {
+        ASSERT_GE(muxer.WriteVideoPacket(picture.data(), static_cast<std::int32_t>(picture.size()), 1), 0);
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        found = ReadBack().packets.size();
+    }
+    EXPECT_GT(found, 0U);
 }
 
 TEST_F(Muxer, FileThatIsLeftWithoutATrailerCanBeRead)

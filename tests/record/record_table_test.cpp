@@ -16,7 +16,6 @@ namespace
 {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 class RecordTable : public CRecordTest
 {
@@ -37,11 +36,10 @@ TEST_F(RecordTable, NamesThatAreNoStatementAreKeptAsTheyAre)
 // insert-unnoticed
 TEST_F(RecordTable, NameThatWouldEndTheStatementInsertsNothing)
 {
+    InsertRecord({"cam", "d:\\its.avi", 1, 2, 3, 4});
     InsertRecord({"x', '', 0, 0, 0, 0); delete from record; --", "d:\\a.avi", 1, 2, 3, 4});
     InsertRecord({"cam", "d:\\it's.avi", 1, 2, 3, 4});
-    EXPECT_THAT(Query("select * from record"), IsEmpty());
-    InsertRecord({"cam", "d:\\its.avi", 1, 2, 3, 4});
-    EXPECT_THAT(Query("select count(*) from record"), ElementsAre("1"));
+    EXPECT_THAT(Query("select * from record"), ElementsAre("1|cam|d:\\its.avi|1|2|3|4"));
 }
 
 TEST_F(RecordTable, OldestAreTheFirstTenInserted)

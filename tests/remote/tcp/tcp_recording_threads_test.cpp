@@ -109,8 +109,11 @@ TEST_F(TcpRecording, RollsOverAtFiveMinutesExactlyAndNotBefore)
     m_Clock.Set(1000 + FIVE_MINUTES);
     SendAndWait(7, 8);  // the last one of the old file sets the requests
     EXPECT_EQ(device->GetState()->m_nFlags, FLAG_STOP_RECORD | FLAG_START_RECORD);
-    SendAndWait(8, 15);
+    SendAndWait(8, 9);  // stop, then start, on one frame
     EXPECT_EQ(device->GetState()->m_nFlags, 0U);
+    EXPECT_EQ(device->GetStatus(), STATUS_RECORDING);
+    EXPECT_EQ(Recordings().size(), 2U);
+    SendAndWait(9, 15);
     device->StopRecord(0);
     SendAndWait(15, 16);
     device->Close();
