@@ -74,7 +74,7 @@ QString FindRegistered(bool& living)
     ClassRegistration entry;
     living = false;
     if (!ComponentRegistry().FindClass(ACTIVEX_PROGID, entry)) return {};
-    const QString path = QString::fromStdString(HostPath(entry.module));
+    QString path = QString::fromStdString(HostPath(entry.module));
     living = QFileInfo(path).isFile();
     return path;
 }
@@ -83,7 +83,7 @@ QString FindRegistered(bool& living)
 QString FindOwn()
 {
     const QString folder = QCoreApplication::applicationDirPath();
-    const QString beside = folder + '/' + MODULE_NAME;
+    QString beside = folder + '/' + MODULE_NAME;
     for (const QString& place : {beside, folder + "/../lib/watchwall/" + MODULE_NAME}) {
         if (QFileInfo(place).isFile()) return QFileInfo(place).canonicalFilePath();
     }
@@ -95,7 +95,7 @@ QString FindOwn()
 QString ChooseModule(const QString& named, QString& message)
 {
     bool living = false;
-    const QString registered = FindRegistered(living);
+    QString registered = FindRegistered(living);
     const QString own = FindOwn();
     const bool use_registered = named.isEmpty() && living && !QFileInfo(own).isFile();
     if (use_registered) return registered;
@@ -122,7 +122,7 @@ bool RegisterControl(const QString& module, QString& message)
 bool UnregisterControl(const QString& module, QString& message)
 {
     bool living = false;
-    const QString registered = FindRegistered(living);
+    QString registered = FindRegistered(living);
     if (registered.isEmpty()) {
         message = QStringLiteral("nothing is registered as %1 in %2")
                       .arg(QLatin1String(ACTIVEX_PROGID), RegistryFile());

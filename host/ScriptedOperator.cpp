@@ -236,7 +236,7 @@ void CScriptedOperator::RunStep()
 
 bool CScriptedOperator::OnMessage(const QString& text)
 {
-    if (!m_Timer.isActive()) return false;
+    if (!m_Timer.isActive() || !m_bInStep) return false;
     QMetaObject::invokeMethod(
         this, [this, text] { Finish(text); }, Qt::QueuedConnection);
     return true;

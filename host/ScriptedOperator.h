@@ -28,8 +28,8 @@ class CScriptedOperator : public QObject
 
     /// Begins; Finished comes later, from the event loop.
     void Start();
-    /// Takes a message of the panels, which is a failure as long as there is something left to do: true then,
-    /// and Finished comes later, from the event loop.
+    /// Takes a message of the panels. One that comes while a step is at work is that step's failure: true then,
+    /// and Finished comes later, from the event loop. Others, as the renderer's about one stream, end nothing.
     bool OnMessage(const QString& text);
     /// Channels that were opened so far, from 1.
     const QList<int>& GetOpened() const { return m_Opened; }

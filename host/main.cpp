@@ -85,6 +85,7 @@ class CFaults
 class CMessageLines final : public IMessageSink
 {
   public:
+    virtual ~CMessageLines() = default;
     void SetScript(CScriptedOperator* script) { m_pScript = script; }
     void OnMessage(const std::string&, const std::string& text) override
     {

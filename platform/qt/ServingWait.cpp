@@ -8,6 +8,7 @@
 #include <QTimerEvent>
 #include <QWidget>
 #include <algorithm>
+#include <memory>
 
 #include "platform/qt/WindowHandle.h"
 
@@ -43,7 +44,7 @@ CServingWait::~CServingWait()
     --g_iWaits;
     qApp->removeEventFilter(this);
     for (const auto& [object, timer] : m_Timers) {
-        if (object) QCoreApplication::postEvent(object, new QTimerEvent(timer));
+        if (object) QCoreApplication::postEvent(object, std::make_unique<QTimerEvent>(timer).release());
     }
     for (const auto& notifier : m_Notifiers) {
         if (notifier) notifier->setEnabled(true);
@@ -51,7 +52,7 @@ CServingWait::~CServingWait()
     for (const auto& widget : m_Closing) {
         if (widget) QMetaObject::invokeMethod(widget.data(), &QWidget::close, Qt::QueuedConnection);
     }
-    if (m_bQuit) QCoreApplication::postEvent(qApp, new QEvent(QEvent::Quit));
+    if (m_bQuit) QCoreApplication::postEvent(qApp, std::make_unique<QEvent>(QEvent::Quit).release());
 }
 
 bool CServingWait::IsRunning()

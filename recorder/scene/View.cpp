@@ -90,7 +90,7 @@ void DrawWiper(double at, uint8_t* pixels, int wiperWidth, int height)
     const int width = std::max(2, static_cast<int>(wiperWidth * WIPER_WIDTH));
     const int left = static_cast<int>(at * (wiperWidth - width));
     for (int y = 0; y < height; ++y)
-        std::memset(pixels + 4 * (ptrdiff_t{y} * wiperWidth + left), 24, static_cast<size_t>(4 * width));
+        std::memset(pixels + 4 * (ptrdiff_t{y} * wiperWidth + left), 24, 4 * static_cast<size_t>(width));
 }
 
 }  // namespace

@@ -1,0 +1,60 @@
+#include "host/ScriptedOperator.h"
+
+#include <gtest/gtest.h>
+
+#include <QComboBox>
+#include <QLineEdit>
+#include <QTest>
+#include <QVBoxLayout>
+#include <optional>
+
+namespace
+{
+
+constexpr int ADDRESS_COMBO = 1447;
+
+// A panel that has the first control that the script looks for.
+class ScriptedOperatorTest : public testing::Test
+{
+  protected:
+    ScriptedOperatorTest()
+    {
+        auto* const address = new QComboBox;
+        address->setObjectName(QStringLiteral("control%1").arg(ADDRESS_COMBO));
+        address->setEditable(true);
+        (new QVBoxLayout(&m_Panel))->addWidget(address);
+        m_pAddress = address->lineEdit();
+        m_Options.logon = "7";
+        m_Script.emplace(m_Options, m_Panel, nullptr);
+        QObject::connect(&*m_Script, &CScriptedOperator::Finished,
+                         [this](const QString& fault) { m_Faults << fault; });
+        m_Panel.show();
+    }
+
+    Options m_Options;
+    QWidget m_Panel;
+    QLineEdit* m_pAddress = nullptr;
+    std::optional<CScriptedOperator> m_Script;
+    QStringList m_Faults;
+};
+
+TEST_F(ScriptedOperatorTest, AMessageOutsideAStepEndsNothing)
+{
+    m_Script->Start();
+    EXPECT_FALSE(m_Script->OnMessage("a stream has no picture"));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return m_Script->GetPresentStep() == "log on"; }));
+    EXPECT_TRUE(m_Faults.isEmpty());
+}
+
+TEST_F(ScriptedOperatorTest, AMessageWithinAStepIsItsFailure)
+{
+    bool taken = false;
+    QObject::connect(m_pAddress, &QLineEdit::textChanged,
+                     [&] { taken = m_Script->OnMessage("the directory does not answer"); });
+    m_Script->Start();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !m_Faults.isEmpty(); }));
+    EXPECT_TRUE(taken);
+    EXPECT_EQ(m_Faults, QStringList{"the directory does not answer"});
+}
+
+}  // namespace
