@@ -5,6 +5,7 @@
 #include <sqlite3.h>
 
 #include <filesystem>
+#include <stdexcept>
 
 #include "model/NodeModel.h"
 #include "model/settings/GlobalSetting.h"
@@ -55,6 +56,26 @@ TEST_F(DeviceRecording, FileThatCannotBeMadeStillStarts)
     m_Device.SetStatus(STATUS_OPEN);
     EXPECT_TRUE(m_Device.StartRecording(28, 176, 144, 4, m_Folder.System("not/there/a.avi")));
     EXPECT_EQ(m_Device.GetStatus(), STATUS_RECORDING);
+    EXPECT_TRUE(m_Device.StopRecording());
+}
+
+/// Fails at whatever it is told, while it lives.
+class CFailingObserver final : public CObserver
+{
+  public:
+    CFailingObserver() { AttachObserver(this); }
+    ~CFailingObserver() override { DetachObserver(this); }
+    void Update(CNode* /*node*/, std::string message) override { throw std::runtime_error(message); }
+};
+
+TEST_F(DeviceRecording, ObserverThatFailsAtAStopBarsNoLaterOne)
+{
+    m_Device.SetStatus(STATUS_OPEN);
+    ASSERT_TRUE(m_Device.StartRecording(13, 176, 144, 0, m_Folder.System("a.avi")));
+    {
+        const CFailingObserver failing;
+        EXPECT_THROW(m_Device.StopRecording(), std::runtime_error);
+    }
     EXPECT_TRUE(m_Device.StopRecording());
 }
 
