@@ -259,6 +259,18 @@ TEST_F(Muxer, FileThatCannotBeMadeFailsEachPictureAndTellsOnceAndAtTheClose)
     EXPECT_NE(m_Told.Text().find("101 writes have failed"), std::string::npos) << m_Told.Text();
 }
 
+TEST_F(Muxer, ControlCharactersOfAPathAreEscapedInTheLog)
+{
+    CMuxer muxer;
+    EXPECT_EQ(Open(muxer,
+                   "not\xC2\x9B"
+                   "2J/there/a.avi"),
+              -1);
+    muxer.Close();
+    EXPECT_EQ(LinesIn(m_Told.Text()), 2U);
+    EXPECT_EQ(m_Told.Text().find("\xC2\x9B"), std::string::npos) << m_Told.Text();
+}
+
 TEST_F(Muxer, UnknownCodecHasNoHeaderAndIsNeverWrittenOrFinished)
 {
     CMuxer muxer;

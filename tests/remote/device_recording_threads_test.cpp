@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
 
@@ -77,6 +78,20 @@ TEST_F(DeviceRecording, ObserverThatFailsAtAStopBarsNoLaterOne)
         EXPECT_THROW(m_Device.StopRecording(), std::runtime_error);
     }
     EXPECT_TRUE(m_Device.StopRecording());
+}
+
+// The log ends with the process, and so before what was made before it.
+TEST(DeviceAtProcessEnd, OutlivesTheLogQuietlyThoughItsFileFailed)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            static CDevice device;
+            device.SetStatus(STATUS_OPEN);
+            device.StartRecording(13, 176, 144, 0, "c:\\dev\\null\\a.avi");
+            std::exit(7);
+        },
+        testing::ExitedWithCode(7), "");
 }
 
 TEST_F(DeviceRecording, WritesSoundBehindTheFirstKeyPicture)
