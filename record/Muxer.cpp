@@ -92,6 +92,9 @@ std::int32_t CMuxer::Open(const std::string& path, std::int32_t videoCodecId, st
     const std::int32_t result = avformat_write_header(file->context, nullptr);
     if (result < 0) return Fail(result);
     file->header = true;
+    // The header has the tag. By it the library would refuse an H.264 stream as long as no payload begins with
+    // its start code; here each is written as it comes.
+    video->codecpar->codec_tag = 0;
     avio_flush(file->context->pb);
     m_pFile = std::move(file);
     return m_pFile->context->pb->error < 0 ? Fail(m_pFile->context->pb->error) : result;
