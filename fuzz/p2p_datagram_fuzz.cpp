@@ -74,7 +74,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
 
     Require(protocol.GetLocalRecord().Name().size() < P2P_NAME_BYTES);
-    Require(protocol.GetLocalRecord().m_ulAddressCount <= P2P_ADDRESSES);
+    Require(protocol.GetLocalRecord().m_AddressCount <= P2P_ADDRESSES);
     Require(protocol.GetUserCount() <= CPeerList::LAST_CAPACITY);
     protocol.GetP2PAddresses();
     protocol.ClearP2PAddress("peer");

@@ -21,11 +21,12 @@ bool IsUsable(const std::string& directory)
     return ::access(directory.c_str(), W_OK | X_OK) == 0;
 }
 
+// A relative path in such a variable counts as not set.
 std::string UserLogDirectory()
 {
-    if (const char* state = std::getenv("XDG_STATE_HOME"); state != nullptr && *state != '\0')
+    if (const char* state = std::getenv("XDG_STATE_HOME"); state != nullptr && *state == '/')
         return std::string(state) + "/watchwall/log/";
-    if (const char* home = std::getenv("HOME"); home != nullptr && *home != '\0')
+    if (const char* home = std::getenv("HOME"); home != nullptr && *home == '/')
         return std::string(home) + "/.local/state/watchwall/log/";
     return {};
 }
@@ -37,14 +38,19 @@ std::string FindLogDirectory()
     std::string directory = "./log/";
     if (const std::size_t cut = executable.rfind('/'); !error && cut != std::string::npos)
         directory = executable.substr(0, cut) + "/log/";
-    if (!IsUsable(directory)) {
-        std::string user = UserLogDirectory();
-        if (!user.empty() && IsUsable(user)) return user;
-    }
-    return directory;
+    return ChooseLogDirectory(directory);
 }
 
 }  // namespace
+
+std::string ChooseLogDirectory(const std::string& beside)
+{
+    if (!IsUsable(beside)) {
+        std::string user = UserLogDirectory();
+        if (!user.empty() && IsUsable(user)) return user;
+    }
+    return beside;
+}
 
 const std::string& GetLogDirectory()
 {

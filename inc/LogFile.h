@@ -10,6 +10,10 @@
 /// per-user state folder when the former can't be written. Made when missing; computed once for a process.
 const std::string& GetLogDirectory();
 
+/// `beside`, made when missing, or the per-user state folder when that can't be written and this one can. Both
+/// end in a slash.
+std::string ChooseLogDirectory(const std::string& beside);
+
 /// Path of the day's file in `directory`, which ends in a slash: "directory/20260131.log", cut at 260
 /// characters.
 std::string MakeLogPath(const std::string& directory, const std::tm& local);

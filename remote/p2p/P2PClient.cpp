@@ -79,8 +79,8 @@ void CP2PClient::ReadLocalAddresses()
 {
     PEER_RECORD record;
     for (const in_addr& host : GetHostAddresses(GetHostName())) {
-        if (record.m_ulAddressCount == P2P_ADDRESSES) break;
-        auto& address = record.m_Addresses[record.m_ulAddressCount++];
+        if (record.m_AddressCount == P2P_ADDRESSES) break;
+        auto& address = record.m_Addresses[record.m_AddressCount++];
         address.address = host.s_addr;
         address.port = m_LocalPort;
     }

@@ -33,7 +33,7 @@ PEER_RECORD ReadRecord(const std::uint8_t* bytes)
     record.m_szName[P2P_NAME_BYTES - 1] = '\0';
     for (std::size_t i = 0; i < P2P_ADDRESSES; ++i)
         record.m_Addresses[i] = ReadAddress(bytes + ADDRESSES_AT + i * ADDRESS_BYTES);
-    record.m_ulAddressCount = std::min<std::uint8_t>(bytes[ADDRESS_COUNT_AT], P2P_ADDRESSES);
+    record.m_AddressCount = std::min<std::uint8_t>(bytes[ADDRESS_COUNT_AT], P2P_ADDRESSES);
     record.m_P2PAddress = ReadAddress(bytes + P2P_ADDRESS_AT);
     return record;
 }

@@ -57,19 +57,19 @@ struct PEER_RECORD {
     std::uint8_t m_Padding1[3] = {};
     PEER_ADDRESS m_Addresses[P2P_ADDRESSES];  // the user's local addresses
     std::uint8_t m_Unnamed[8] = {};           // carried along, like the padding and the reserved word
-    std::uint8_t m_ulAddressCount = 0;        // 0 to 4
+    std::uint8_t m_AddressCount = 0;          // 0 to 4
     std::uint8_t m_Padding2[3] = {};
     PEER_ADDRESS m_P2PAddress;  // where the user was last seen
     std::uint32_t m_ulReserved = 0;
 
     /// The local addresses in use.
-    std::span<const PEER_ADDRESS> Addresses() const { return {m_Addresses, m_ulAddressCount}; }
+    std::span<const PEER_ADDRESS> Addresses() const { return {m_Addresses, m_AddressCount}; }
     std::string_view Name() const { return m_szName; }
     /// Cuts the name to 32 characters.
     void SetName(std::string_view name);
 };
 static_assert(sizeof(PEER_RECORD) == PEER_RECORD_BYTES && offsetof(PEER_RECORD, m_Addresses) == 36 &&
-              offsetof(PEER_RECORD, m_ulAddressCount) == 76 && offsetof(PEER_RECORD, m_P2PAddress) == 80 &&
+              offsetof(PEER_RECORD, m_AddressCount) == 76 && offsetof(PEER_RECORD, m_P2PAddress) == 80 &&
               offsetof(PEER_RECORD, m_ulReserved) == 88);
 
 /// A message as it was read. The body points into the bytes that were given.

@@ -109,7 +109,7 @@ class CEglDevice : public ISurfaceDevice, public std::enable_shared_from_this<CE
   private:
     friend class CCurrentContext;
     struct Window {
-        std::uint64_t m_ulLent;  // CWindowHold::GetNumber
+        std::uint64_t m_Lent;  // CWindowHold::GetNumber
         EGLSurface m_Surface;
     };
 
@@ -305,7 +305,7 @@ bool CEglDevice::StretchRect(IOffscreenSurface& from, const RECT& source, IBackB
 EGLSurface CEglDevice::FindWindowSurface(HWND window, const CWindowHold& hold)
 {
     const auto found = m_Windows.find(window);
-    if (found != m_Windows.end() && hold.GetWindow() != 0 && found->second.m_ulLent == hold.GetNumber())
+    if (found != m_Windows.end() && hold.GetWindow() != 0 && found->second.m_Lent == hold.GetNumber())
         return found->second.m_Surface;
     DropWindow(window);
     if (hold.GetWindow() == 0) return EGL_NO_SURFACE;

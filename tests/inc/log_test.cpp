@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <optional>
 
@@ -213,6 +214,42 @@ TEST(LogFileTest, DirectoryStandsBesideTheExecutable)
     const auto executable = std::filesystem::read_symlink("/proc/self/exe");
     EXPECT_EQ(GetLogDirectory(), executable.parent_path().string() + "/log/");
     EXPECT_TRUE(std::filesystem::is_directory(GetLogDirectory()));
+}
+
+class UserLogFolder : public testing::Test
+{
+  protected:
+    UserLogFolder() { std::ofstream(directory.Path() + "file"); }
+    CTestDirectory directory;
+    const std::string refused = directory.Path() + "file/log/";  // below a file no directory can be made
+    const std::string home = directory.Path() + "home";
+    const CTestVariable homeVariable{"HOME", home.c_str()};
+};
+
+TEST_F(UserLogFolder, StandsInForOneThatCannotBeWritten)
+{
+    const std::string folder = directory.Path() + "state";
+    const CTestVariable state("XDG_STATE_HOME", folder.c_str());
+    EXPECT_EQ(ChooseLogDirectory(directory.Path() + "log/"), directory.Path() + "log/");
+    EXPECT_FALSE(std::filesystem::exists(folder));
+    EXPECT_EQ(ChooseLogDirectory(refused), folder + "/watchwall/log/");
+    EXPECT_TRUE(std::filesystem::is_directory(folder + "/watchwall/log/"));
+}
+
+TEST_F(UserLogFolder, IsThatOfTheHomeWhenTheVariableHasNoAbsolutePath)
+{
+    for (const char* text : {"", "state"}) {
+        const CTestVariable state("XDG_STATE_HOME", text);
+        EXPECT_EQ(ChooseLogDirectory(refused), home + "/.local/state/watchwall/log/") << text;
+    }
+    EXPECT_FALSE(std::filesystem::exists("state"));
+}
+
+TEST_F(UserLogFolder, IsNoneWithoutAHome)
+{
+    const CTestVariable state("XDG_STATE_HOME", "");
+    const CTestVariable none("HOME", "home");
+    EXPECT_EQ(ChooseLogDirectory(refused), refused);
 }
 
 TEST(LogFileTest, LinesAreAppendedToAFileOfAnEarlierRun)

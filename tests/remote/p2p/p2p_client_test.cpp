@@ -19,7 +19,7 @@ constexpr const char* PEER_HOST = "127.0.0.2";  // not the server's address, whi
 PEER_RECORD Listed(std::string_view name, const CScriptedPeer& peer)
 {
     PEER_RECORD record = MakeRecord(name);
-    record.m_ulAddressCount = 1;
+    record.m_AddressCount = 1;
     record.m_Addresses[0] = PEER_ADDRESS::From(peer.Address());
     return record;
 }

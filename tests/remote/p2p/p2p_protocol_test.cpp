@@ -93,7 +93,7 @@ TEST_F(P2PProtocolTest, UserEntryIsListedWithoutItsP2PAddress)
 {
     PEER_RECORD user = MakeRecord("abc");
     user.m_P2PAddress = {5, 6, 0};
-    user.m_ulAddressCount = 1;
+    user.m_AddressCount = 1;
     user.m_Addresses[0] = {7, 8, 0};
     Receive(MakeP2PMessage(P2PMSG_USER_ENTRY, user, Bytes{1, 2, 3}), m_Server);
     const auto listed = m_Protocol.FindUser("abc");
@@ -105,13 +105,13 @@ TEST_F(P2PProtocolTest, UserEntryIsListedWithoutItsP2PAddress)
 TEST_F(P2PProtocolTest, SecondUserEntryOfAKnownNameInAnyCaseChangesNothing)
 {
     PEER_RECORD user = MakeRecord("abc");
-    user.m_ulAddressCount = 1;
+    user.m_AddressCount = 1;
     Receive(MakeP2PMessage(P2PMSG_USER_ENTRY, user), m_Server);
     user.SetName("ABC");
-    user.m_ulAddressCount = 2;
+    user.m_AddressCount = 2;
     Receive(MakeP2PMessage(P2PMSG_USER_ENTRY, user), m_Server);
     EXPECT_EQ(m_Protocol.GetUserCount(), 1U);
-    EXPECT_EQ(m_Protocol.FindUser("abc")->m_ulAddressCount, 1);
+    EXPECT_EQ(m_Protocol.FindUser("abc")->m_AddressCount, 1);
     EXPECT_EQ(m_Protocol.FindUser("abc")->Name(), "abc");
 }
 
@@ -147,7 +147,7 @@ TEST_F(P2PProtocolTest, PongIsIgnored)
 TEST_F(P2PProtocolTest, PunchFromTheServerIsAnsweredFromTheReceivedRecordAlone)
 {
     PEER_RECORD wanting = MakeRecord("stranger");
-    wanting.m_ulAddressCount = 2;
+    wanting.m_AddressCount = 2;
     wanting.m_Addresses[0] = PEER_ADDRESS::From(m_Peer);
     wanting.m_Addresses[1] = PEER_ADDRESS::From(m_Elsewhere);
     sockaddr_in otherPort = m_Server;

@@ -28,7 +28,7 @@ TEST(P2PThreads, CancelEndsOneConnectAndNoOther)
 {
     CScriptedPeer peer(PEER_HOST);
     PEER_RECORD record = MakeRecord("peer");
-    record.m_ulAddressCount = 1;
+    record.m_AddressCount = 1;
     record.m_Addresses[0] = PEER_ADDRESS::From(peer.Address());
     CScriptedPeer server(SERVER_HOST, ServerOf({record}));
     CMyP2P client({server.Port(), &SystemClock()});
@@ -61,7 +61,7 @@ TEST(P2PThreads, ManyThreadsConnectAndSendWhileDataArrivesAndTheClientStops)
         self.Send(MakeMessage(P2PMSG_USER_ENTRY, "user" + std::to_string(datagram.size())), from);
     });
     PEER_RECORD record = MakeRecord("peer");
-    record.m_ulAddressCount = 1;
+    record.m_AddressCount = 1;
     record.m_Addresses[0] = PEER_ADDRESS::From(peer.Address());
     CScriptedPeer server(SERVER_HOST, ServerOf({record}));
     CFastClock clock(100);

@@ -20,7 +20,7 @@ void ServeList(CScriptedClient& self, const Bytes& datagram)
     if (TypeOf(datagram) == P2PMSG_LOGIN) self.Arrive(MakeMessage(P2PMSG_LOGIN_ACK, "a"), SERVER);
     if (TypeOf(datagram) != P2PMSG_GET_USERS) return;
     PEER_RECORD peer = MakeRecord("peer");
-    peer.m_ulAddressCount = 1;
+    peer.m_AddressCount = 1;
     peer.m_Addresses[0] = PEER_ADDRESS::From(PEER);
     self.Arrive(MakeP2PMessage(P2PMSG_USER_ENTRY, peer), SERVER);
     self.Arrive(MakeMessage(P2PMSG_USER_END, ""), SERVER);

@@ -16,7 +16,7 @@ TEST(P2PWire, HeaderByteForByte)
     PEER_RECORD record = MakeRecord("4711");
     record.m_Addresses[0] = {inet_addr("10.1.2.3"), 0x1234, 0};
     record.m_Addresses[1] = {inet_addr("192.168.7.9"), 0xABCD, 0};
-    record.m_ulAddressCount = 2;
+    record.m_AddressCount = 2;
     record.m_P2PAddress = {inet_addr("1.2.3.4"), 0x5678, 0};
 
     Bytes expected(96, 0);
@@ -47,7 +47,7 @@ TEST(P2PWire, ReadGivesBackWhatWasWritten)
     PEER_RECORD record = MakeRecord(std::string(32, 'n'));
     for (std::uint16_t i = 0; i < 4; ++i)
         record.m_Addresses[i] = {0x01020304U + i, static_cast<std::uint16_t>(1000 + i), 0};
-    record.m_ulAddressCount = 4;
+    record.m_AddressCount = 4;
     record.m_P2PAddress = {7, 8, 0};
     P2PMessage message;
     const Bytes written = MakeP2PMessage(P2PMSG_PING, record, Bytes{9});

@@ -19,7 +19,7 @@ CScriptedMachine::CScriptedMachine(const std::string& name) : m_strName(name)
             OnDatagram(self, datagram, from);
         });
     PEER_RECORD record = MakeRecord(name);
-    record.m_ulAddressCount = 1;
+    record.m_AddressCount = 1;
     record.m_Addresses[0] = PEER_ADDRESS::From(m_pPeer->Address());
     m_pServer = std::make_unique<CScriptedPeer>("127.0.0.1", ServerOf({record}));
 }

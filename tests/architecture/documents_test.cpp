@@ -1,0 +1,83 @@
+// What the documents list, against the sources that it comes from.
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <regex>
+#include <set>
+#include <string>
+
+#include "tests/support/test_places.h"
+
+namespace
+{
+
+namespace fs = std::filesystem;
+using testing::Contains;
+using testing::HasSubstr;
+using testing::SizeIs;
+
+std::string Read(const std::string& path)
+{
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::string Section(const std::string& text, const std::string& heading, const std::string& next)
+{
+    const auto begin = text.find(heading);
+    if (begin == std::string::npos) return {};
+    return text.substr(begin, text.find(next, begin + heading.size()) - begin);
+}
+
+std::set<std::string> AllMatches(const std::string& text, const std::regex& pattern)
+{
+    std::set<std::string> found;
+    for (auto at = std::sregex_iterator(text.begin(), text.end(), pattern); at != std::sregex_iterator(); ++at)
+        found.insert((*at)[1]);
+    return found;
+}
+
+// Of container and control, from their sources.
+std::set<std::string> EnvironmentVariables()
+{
+    static const std::regex variable(R"re("((?:WATCHWALL|XDG|LC|QT)_[A-Z_]+|LANG|HOME|DISPLAY)")re");
+    std::set<std::string> variables;
+    for (const char* room :
+         {"activex", "common", "host", "inc", "model", "platform", "record", "remote", "render", "skin"}) {
+        for (const auto& entry : fs::recursive_directory_iterator(SourcePath(room))) {
+            if (entry.path().extension() != ".cpp") continue;
+            variables.merge(AllMatches(Read(entry.path()), variable));
+        }
+    }
+    return variables;
+}
+
+TEST(DocumentsTest, EachEnvironmentVariableIsListed)
+{
+    const std::string page = Section(Read(SourcePath("docs/configuration.md")), "## Environment", "\n## ");
+    const std::string manual = Section(Read(SourcePath("packaging/watchwall.1")), ".SH ENVIRONMENT", "\n.SH ");
+    const std::set<std::string> variables = EnvironmentVariables();
+    EXPECT_THAT(variables, Contains("WATCHWALL_HOME"));
+    for (const std::string& variable : variables) {
+        EXPECT_THAT(page, HasSubstr("`" + variable + "`"));
+        EXPECT_TRUE(std::regex_search(manual, std::regex("\\b" + variable + "\\b"))) << variable;
+    }
+}
+
+TEST(DocumentsTest, EachExitCodeIsListed)
+{
+    static const std::regex code(R"re(constexpr int EXIT_\w+ = (\d+);)re");
+    const std::string page = Section(Read(SourcePath("docs/configuration.md")), "## Exit codes", "\n## ");
+    const std::string manual = Section(Read(SourcePath("packaging/watchwall.1")), ".SH EXIT STATUS", "\n.SH ");
+    const std::set<std::string> codes = AllMatches(Read(SourcePath("host/main.cpp")), code);
+    EXPECT_THAT(codes, SizeIs(6));
+    for (const std::string& number : codes) {
+        EXPECT_THAT(page, HasSubstr("\n| " + number + " | "));
+        EXPECT_THAT(manual, HasSubstr("\n.B " + number + "\n"));
+    }
+}
+
+}  // namespace

@@ -1,0 +1,152 @@
+// Holds what the text of the sources shows of docs/naming.md.
+
+#include <gmock/gmock.h>
+
+#include <cctype>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <regex>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "tests/support/test_places.h"
+
+namespace
+{
+
+namespace fs = std::filesystem;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+using Faults = std::vector<std::string>;
+using LineCheck = std::function<void(const std::string& file, const std::string& line, Faults& faults)>;
+
+// Each line of the sources below these folders of the tree.
+Faults CheckLines(const std::vector<std::string>& folders, const LineCheck& check)
+{
+    Faults faults;
+    std::size_t lines = 0;
+    for (const std::string& folder : folders) {
+        for (const auto& entry : fs::recursive_directory_iterator(SourcePath(folder))) {
+            if (entry.path().extension() != ".h" && entry.path().extension() != ".cpp") continue;
+            std::ifstream in(entry.path());
+            for (std::string line; std::getline(in, line); ++lines)
+                check(fs::relative(entry.path(), SourcePath()).string(), line, faults);
+        }
+    }
+    EXPECT_GT(lines, 1000U) << "the sources were not found under " << SourcePath();
+    return faults;
+}
+
+// Those that the system's convention holds for; codec and recorder have their own.
+const std::vector<std::string> HOUSE = {"activex",  "common", "host",   "inc",    "model",
+                                        "platform", "record", "remote", "render", "skin"};
+
+// A member whose tag isn't that of its type. Fields that archives and records name are as those are.
+void CheckTag(const std::string& file, const std::string& line, Faults& faults)
+{
+    static const std::map<std::string, std::regex> types = {
+        {"ul", std::regex(R"(.*\buint32_t\b.*)")},
+        {"dw", std::regex(R"(.*\buint32_t\b.*)")},
+        {"i", std::regex(R"(.*\b(int|int(8|16|32|64)_t)\b.*)")},
+        {"b", std::regex(R"(.*\bbool\b.*)")},
+        {"str", std::regex(R"(.*\b(string|QString)\b.*)")},
+        {"sz", std::regex(R"(.*\b(char|string)\b.*)")},
+    };
+    static const std::set<std::string> named = {"m_bRecordModeAuto"};
+    static const std::regex member(
+        R"(^\s+([A-Za-z_][\w:<>,\*& ]*[\w>\*&]) [\*&]*(m_(ul|dw|i|b|str|sz)[A-Z]\w*)\b[^(]*[;{=].*)");
+    std::smatch match;
+    if (!std::regex_match(line, match, member)) return;
+    const std::string type = match[1];
+    if (type == "return" || type == "delete" || named.count(match[2]) != 0) return;
+    if (!std::regex_match(type, types.at(match[3])))
+        faults.push_back(file + ": " + type + " " + match[2].str());
+}
+
+TEST(NamesTest, TagsOfMembersTellTheTruth)
+{
+    EXPECT_THAT(CheckLines(HOUSE, CheckTag), IsEmpty());
+    Faults faults;
+    CheckTag("a.h", "    std::uint8_t m_ulCount = 0;", faults);
+    CheckTag("a.h", "    std::atomic<std::uint32_t> m_ulCount{0};", faults);
+    CheckTag("a.h", "    mutable std::string m_strName GUARDED_BY(m_cs);", faults);
+    CheckTag("a.h", "    const char* m_szName;", faults);
+    EXPECT_THAT(faults, ElementsAre("a.h: std::uint8_t m_ulCount")) << "the alarm rings";
+}
+
+void CheckEnumeration(const std::string& file, const std::string& line, Faults& faults)
+{
+    static const std::regex enumeration(R"(^\s*enum (class )?(\w*).*)");
+    static const std::set<std::string> named = {"HWND", "HHOOK", "P2PMSG"};
+    std::smatch match;
+    if (!std::regex_match(line, match, enumeration) || named.count(match[2]) != 0) return;
+    static const std::regex form("E[A-Z].*");
+    if (match[1].length() == 0 || !std::regex_match(match[2].str(), form)) faults.push_back(file + ": " + line);
+}
+
+TEST(NamesTest, EnumerationsHaveOneForm)
+{
+    std::vector<std::string> folders = HOUSE;
+    folders.emplace_back("recorder");
+    EXPECT_THAT(CheckLines(folders, CheckEnumeration), IsEmpty());
+    Faults faults;
+    CheckEnumeration("a.h", "enum EKind { One };", faults);
+    CheckEnumeration("a.h", "enum class Kind { One };", faults);
+    CheckEnumeration("a.h", "enum class EKind : int { One };", faults);
+    EXPECT_THAT(faults, ElementsAre("a.h: enum EKind { One };", "a.h: enum class Kind { One };"));
+}
+
+void CheckRecord(const std::string& file, const std::string& line, Faults& faults)
+{
+    static const std::regex record(R"(^\s*(class|struct) (X[A-Z][a-z]\w*)[^;]*$)");
+    static const std::set<std::string> named = {"XTimeSpan"};
+    std::smatch match;
+    if (std::regex_match(line, match, record) && named.count(match[2]) == 0 &&
+        !file.starts_with("model/layout/"))
+        faults.push_back(file + ": " + line);
+}
+
+TEST(NamesTest, LayoutRecordsAloneBearAnX)
+{
+    EXPECT_THAT(CheckLines(HOUSE, CheckRecord), IsEmpty());
+    Faults faults;
+    CheckRecord("remote/a.h", "struct XThing {", faults);
+    CheckRecord("model/layout/a.h", "struct XThing {", faults);
+    EXPECT_THAT(faults, ElementsAre("remote/a.h: struct XThing {"));
+}
+
+std::set<std::string> OddityKeys(const std::vector<std::string>& folders)
+{
+    std::set<std::string> keys;
+    CheckLines(folders, [&keys](const std::string&, const std::string& line, Faults&) {
+        static const std::regex mark(R"(oddity: ([a-z0-9-]+))");
+        for (auto at = std::sregex_iterator(line.begin(), line.end(), mark); at != std::sregex_iterator(); ++at)
+            keys.insert((*at)[1]);
+    });
+    return keys;
+}
+
+// By the key as it stands, or as a part of a test's name: "size-counts-header" is SizeCountsHeader there.
+TEST(NamesTest, EachSettledOddityHasItsTest)
+{
+    std::vector<std::string> folders = HOUSE;
+    folders.insert(folders.end(), {"codec", "recorder"});
+    std::set<std::string> untested = OddityKeys(folders);
+    EXPECT_GT(untested.size(), 10U);
+    CheckLines({"tests"}, [&untested](const std::string&, const std::string& line, Faults&) {
+        std::erase_if(untested, [&line](const std::string& key) {
+            std::string name;
+            for (std::size_t at = 0; at < key.size(); ++at)
+                if (key[at] != '-')
+                    name += at == 0 || key[at - 1] == '-' ? static_cast<char>(std::toupper(key[at])) : key[at];
+            return line.find(key) != std::string::npos || line.find(name) != std::string::npos;
+        });
+    });
+    EXPECT_THAT(untested, IsEmpty());
+}
+
+}  // namespace
