@@ -264,6 +264,48 @@ TEST(D3DSurfaceThreadsTest, StreamsAreShownInTheOrderInWhichTheirPicturesWereRea
     EXPECT_EQ(render.CountWaitingFrames(), 0U);
 }
 
+TEST(D3DSurfaceThreadsTest, PictureThatGrowsOldWhileItWaitsForTheDeviceIsNotPresented)
+{
+    CRecordingBackend backend;
+    std::mutex mutex;
+    std::condition_variable changed;
+    int presented = 0;
+    bool held = true;
+    DrawHooks hooks;
+    hooks.onPresent = [&] {
+        std::unique_lock lock(mutex);
+        ++presented;
+        changed.notify_all();
+        changed.wait(lock, [&] { return !held; });
+    };
+    CD3DSurfaceRender render([&hooks] { return std::make_shared<CHookedAdapter>(hooks); });
+    ASSERT_NE(render.Init(HWND{1000}), 0);
+    const CTestFrame frame(16, 16, 90);
+    CSurface* const first = render.CreateSurface(16, 16);
+    CSurface* const second = render.CreateSurface(16, 16);
+    std::thread showing([&] { render.DisplayClient(&frame.m_Frame, first, HWND{1}); });
+    {
+        std::unique_lock lock(mutex);
+        changed.wait(lock, [&] { return presented == 1; });
+    }
+    const auto before = std::chrono::steady_clock::now() + std::chrono::milliseconds(200);
+    second->m_ShowBefore = before;
+    std::thread waiting([&] { render.DisplayClient(&frame.m_Frame, second, HWND{2}); });
+    while (render.CountWaitingFrames() != 1)
+        std::this_thread::yield();
+    std::this_thread::sleep_until(before);
+    {
+        const std::lock_guard lock(mutex);
+        held = false;
+    }
+    changed.notify_all();
+    showing.join();
+    waiting.join();
+    EXPECT_EQ(first->m_Showing, EShowing::Shown);
+    EXPECT_EQ(second->m_Showing, EShowing::TooLate);
+    EXPECT_EQ(presented, 1);
+}
+
 // Whether the new device can be made or not: the second stream finds that the first was faster.
 TEST(D3DSurfaceThreadsTest, DeviceThatTwoStreamsFindNotResetIsRebuiltOnce)
 {
