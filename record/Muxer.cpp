@@ -9,6 +9,7 @@ extern "C" {
 #include <chrono>
 
 #include "inc/CxLog.h"
+#include "inc/LogLine.h"
 #include "platform/os/paths.h"
 
 namespace
@@ -91,6 +92,9 @@ std::int32_t CMuxer::Open(const std::string& path, std::int32_t videoCodecId, st
     const std::int32_t result = avformat_write_header(file->context, nullptr);
     if (result < 0) return Fail(result);
     file->header = true;
+    // The header has the tag. By it the library would refuse an H.264 stream as long as no payload begins with
+    // its start code; here each is written as it comes.
+    video->codecpar->codec_tag = 0;
     avio_flush(file->context->pb);
     m_pFile = std::move(file);
     return m_pFile->context->pb->error < 0 ? Fail(m_pFile->context->pb->error) : result;
@@ -142,8 +146,7 @@ std::int32_t CMuxer::Fail(std::int32_t result)
     if (m_ulFailures++ == 0) {
         char reason[AV_ERROR_MAX_STRING_SIZE] = {};
         av_strerror(result, reason, sizeof reason);
-        CxLog::Instance().Log(__FILE__, "CMuxer", __LINE__, ELogLevel::Error, "%s: %s", m_strPath.c_str(),
-                              result == -1 ? "can't be made" : reason);
+        LogLine(ELogLevel::Error, "CMuxer", m_strPath + ": " + (result == -1 ? "can't be made" : reason));
     }
     return result;
 }
@@ -163,7 +166,7 @@ void CMuxer::Close()
         avio_flush(m_pFile->context->pb);
     }
     if (m_ulFailures != 0)
-        CxLog::Instance().Log(__FILE__, "CMuxer::Close", __LINE__, ELogLevel::Error,
-                              "%s: %u writes have failed", m_strPath.c_str(), m_ulFailures);
+        LogLine(ELogLevel::Error, "CMuxer::Close",
+                m_strPath + ": " + std::to_string(m_ulFailures) + " writes have failed");
     m_ulFailures = 0;
 }

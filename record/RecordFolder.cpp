@@ -4,8 +4,11 @@
 #include <cstdint>
 #include <cstdio>
 #include <optional>
+#include <utility>
+#include <vector>
 
 #include "inc/CxLog.h"
+#include "inc/LogLine.h"
 #include "model/NodeModel.h"
 #include "model/settings/GlobalSetting.h"
 #include "platform/os/disk_space.h"
@@ -41,24 +44,24 @@ std::optional<DriveChoice> ChooseDrive(const CGlobalSetting& setting)
 }
 
 /// Removes the files of the ten oldest rows, and the rows whether or not their files could be. False when no
-/// row went.
-bool RemoveOldest()
+/// row went, also in the pass before, whose rows are `last`.
+bool RemoveOldest(std::vector<RecordRow>& last)
 {
-    const auto records = SelectOldestRecords();
-    if (!records) return false;
+    auto records = SelectOldestRecords();
+    if (!records || *records == last) return false;
+    last = std::move(*records);
     bool removed = false;
-    for (const RecordRow& record : *records) {
+    for (const RecordRow& record : last) {
         if (std::remove(HostPath(record.path).c_str()) != 0) {
-            CxLog::Instance().Log(__FILE__, FUNCTION, __LINE__, ELogLevel::Message,
-                                  "can't remove file,error = %u\n", static_cast<unsigned>(errno));
-            CxLog::Instance().Log(__FILE__, FUNCTION, __LINE__, ELogLevel::Message,
-                                  "Remove File Failed: filename=%s", record.path.c_str());
+            LogLine(ELogLevel::Message, FUNCTION,
+                    "can't remove file,error = " + std::to_string(static_cast<unsigned>(errno)) + "\n");
+            LogLine(ELogLevel::Message, FUNCTION, "Remove File Failed: filename=" + record.path);
         }
         if (DeleteRecord(record.id)) {
             removed = true;
         } else {
-            CxLog::Instance().Log(__FILE__, FUNCTION, __LINE__, ELogLevel::Message,
-                                  "Delete File From Database Failed: id=%d", record.id);
+            LogLine(ELogLevel::Message, FUNCTION,
+                    "Delete File From Database Failed: id=" + std::to_string(record.id));
         }
     }
     return removed;
@@ -71,6 +74,7 @@ std::string GetFolderName(const std::string& name, std::time_t time)
     CNodeModel* const model = CNodeModel::GetInstance();
     if (model == nullptr) return {};
     const CGlobalSetting& setting = *model->GetGlobalSetting();
+    std::vector<RecordRow> last;
     for (;;) {
         const auto choice = ChooseDrive(setting);
         if (!choice) return {};
@@ -79,7 +83,7 @@ std::string GetFolderName(const std::string& name, std::time_t time)
         if (!name.empty()) folder += "\\DVR Files\\" + MakeFileName(name) + FormatTime(time, "\\%y-%m-%d\\");
         if (folder.size() >= PATH_BYTES || !MakeSureDirectoryPathExists(folder)) return {};
         if (choice->room || setting.m_iHdfAction != 0) return folder;
-        if (!RemoveOldest()) return {};
+        if (!RemoveOldest(last)) return {};
     }
 }
 

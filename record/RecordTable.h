@@ -11,6 +11,8 @@
 struct RecordRow {
     std::int32_t id = 0;
     std::string path;  // in the system's form
+
+    bool operator==(const RecordRow&) const = default;
 };
 
 struct NewRecord {

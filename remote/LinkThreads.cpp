@@ -21,7 +21,11 @@ bool CLinkThreads::PutAside(std::uint32_t waitMs)
 {
     if (m_Present.thread == nullptr) return true;
     const bool late = WaitForSingleObject(m_Present.thread, waitMs) == WAIT_TIMEOUT;
-    m_Late.push_back(std::exchange(m_Present, {}));
+    const Run run = std::exchange(m_Present, {});
+    if (late)
+        m_Late.push_back(run);
+    else
+        CloseHandle(run.thread);
     return !late;
 }
 

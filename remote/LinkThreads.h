@@ -26,10 +26,11 @@ class CLinkThreads
     bool Start(std::shared_ptr<ILink> link, const char* name);
     /// Ends the waits of the present link, if there is one.
     void Cancel();
-    /// Waits for the present link's end; false when it did not come within `waitMs`. Either way there is no
-    /// present one afterwards.
+    /// Waits for the present link's end, and then gives up the link; false when it did not come within
+    /// `waitMs`. Either way there is no present one afterwards.
     bool PutAside(std::uint32_t waitMs);
-    /// Cancels the links that were put aside and waits until they are gone, serving what they send meanwhile.
+    /// Cancels the links that did not end in time and waits until they are gone, serving what they send
+    /// meanwhile.
     void EndLate();
 
   private:

@@ -21,6 +21,20 @@ constexpr std::int32_t AUDIO_SAMPLE_RATE = 8000;
 // Stops under way in the process; one is admitted. No lock: it is held while observers are told.
 constinit std::atomic<std::int32_t> g_iStops = 0;
 
+/// One stop, counted out again however it ends: an observer that fails bars no later stop.
+class CStop
+{
+  public:
+    CStop() : m_bAlone(InterlockedIncrement(g_iStops) == 1) {}
+    ~CStop() { InterlockedDecrement(g_iStops); }
+    CStop(const CStop&) = delete;
+    CStop& operator=(const CStop&) = delete;
+    bool IsAlone() const { return m_bAlone; }
+
+  private:
+    const bool m_bAlone;
+};
+
 struct StartDate {
     std::int32_t date = 0;
     std::int32_t time = 0;
@@ -65,10 +79,8 @@ bool StartRecording(CDeviceState& state, std::int32_t codec, std::int32_t width,
 
 bool StopRecording(CDeviceState& state)
 {
-    if (InterlockedIncrement(g_iStops) != 1) {
-        InterlockedDecrement(g_iStops);
-        return false;
-    }
+    const CStop stop;
+    if (!stop.IsAlone()) return false;
     if (state.m_iStatus == STATUS_RECORDING) {
         state.m_iStatus = STATUS_OPEN;
         state.Tell("IDS_RecordStopped");
@@ -80,7 +92,6 @@ bool StopRecording(CDeviceState& state)
                           seconds, state.m_iSavedType});
         }
     }
-    InterlockedDecrement(g_iStops);
     return true;
 }
 

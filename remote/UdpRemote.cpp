@@ -4,6 +4,7 @@
 
 #include "model/tree/Observer.h"
 #include "remote/udp/UdpLink.h"
+#include "render/CellPool.h"
 
 CUdpRemote::CUdpRemote(std::int32_t netID, std::shared_ptr<CP2PSession> session, std::string user,
                        std::string password)
@@ -37,8 +38,11 @@ void CUdpRemote::StartLink()
     m_Threads.EndLate();
     GetState()->m_bRunning = true;
     m_pCounters->firstPictureMs.store(-1, std::memory_order_relaxed);
-    m_Threads.Start(std::make_shared<CUdpLink>(GetState(), m_pSession, m_pCounters, m_iNetID, m_iDevID),
-                    "udp link");
+    const auto link = std::make_shared<CUdpLink>(GetState(), m_pSession, m_pCounters, m_iNetID, m_iDevID);
+    if (m_Threads.Start(link, "udp link")) return;
+    // As a link that ends at once.
+    ReleaseCell(GetState()->m_hRenderWnd.Exchange(HWND::Null));
+    SetStatus(STATUS_CLOSED);
 }
 
 void CUdpRemote::LetGo()

@@ -241,8 +241,12 @@ void DeviceLink::Lose(ClientCounts::Stream& stream, int channel, size_t pictures
 
 void DeviceLink::Pump(TimeUs now, Client& client)
 {
-    for (const auto& [channel, pictures] : client.queue.DropStale(now))
-        Lose(client.counts.streams[channel], channel, pictures);
+    for (const auto& [channel, stale] : client.queue.DropStale(now)) {
+        auto& stream = client.counts.streams[channel];
+        stream.pictures -= stale.messages;  // counted when they were queued
+        stream.bytes -= stale.bytes;
+        Lose(stream, channel, stale.messages);
+    }
     while (const auto piece = client.queue.Next(now)) {
         ++client.counts.datagrams;
         client.counts.bytes += piece->size();

@@ -26,15 +26,17 @@ void SendQueue::Forget(int channel)
     });
 }
 
-std::map<int, size_t> SendQueue::DropStale(TimeUs now)
+std::map<int, SendQueue::Stale> SendQueue::DropStale(TimeUs now)
 {
-    std::map<int, size_t> dropped;
+    std::map<int, Stale> dropped;
     std::erase_if(m_Items, [&](const Item& item) {
         if (item.sent > 0 || item.since == NEVER) return false;
         const bool goes = now - item.since >= STALE_AFTER || dropped.contains(item.channel);
         if (goes) {
+            Stale& stale = dropped[item.channel];
+            ++stale.messages;
+            stale.bytes += item.message->size();
             m_Bytes -= item.message->size();
-            ++dropped[item.channel];
         }
         return goes;
     });

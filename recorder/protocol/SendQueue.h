@@ -36,9 +36,14 @@ class SendQueue
     // False when the queue is full for this channel or altogether; the message isn't taken then. since: when it
     // was made; one of NEVER doesn't grow stale.
     bool Push(int channel, Message message, TimeUs since = NEVER);
-    // Removes what has grown stale unsent, with all that waits behind it in its channel; how many messages of
-    // each channel.
-    std::map<int, size_t> DropStale(TimeUs now);
+    struct Stale {
+        size_t messages = 0;
+        size_t bytes = 0;
+        bool operator==(const Stale&) const = default;
+    };
+    // Removes what has grown stale unsent, with all that waits behind it in its channel; what that was, by
+    // channel.
+    std::map<int, Stale> DropStale(TimeUs now);
     // Removes the messages of the channel of which nothing has been sent.
     void Forget(int channel);
 

@@ -77,8 +77,7 @@ void CTcpLink::Receive()
         const int ready = ::poll(&readable, 1, WAIT_MS);
         if (ready < 0 && errno != EINTR) return;
         if (ready > 0 && !TakeFrame()) return;
-        // A stream that pauses brings no frame that would take what was recorded to the disk.
-        if (ready == 0 && m_pState->m_pMuxer) m_pState->m_pMuxer->Flush();
+        if (ready == 0) FlushRecording();
     }
 }
 
@@ -121,13 +120,17 @@ bool CTcpLink::TakeFrame()
     if (length == 0) return false;
     CLinkCounters::Count(m_pCounters->datagrams);
     ServeFlags();
-    if (length < HEADER_BYTES) return true;  // no type, and so nothing to decode
+    if (length < HEADER_BYTES) {  // no type, and so nothing to decode
+        FlushRecording();
+        return true;
+    }
     CLinkCounters::Count(m_pCounters->bytes, static_cast<std::uint64_t>(length));
     const std::int32_t type = Word(&m_Buffer[4]);
-    if (type == TYPE_NOTHING) return true;
-    if (type != TYPE_VIDEO) return false;
-    Show(length);
-    return true;
+    if (type == TYPE_VIDEO)
+        Show(length);
+    else
+        FlushRecording();
+    return type == TYPE_VIDEO || type == TYPE_NOTHING;
 }
 
 void CTcpLink::ServeFlags()
@@ -179,6 +182,7 @@ void CTcpLink::Show(std::int32_t length)
     const CodecFrame* const frame = m_Picture.Decode(payload, length);
     if (frame == nullptr || frame->data[0] == nullptr) {
         CLinkCounters::Count(m_pCounters->refused);
+        FlushRecording();
         return;
     }
     CLinkCounters::Count(m_pCounters->decoded);
@@ -197,9 +201,15 @@ void CTcpLink::CheckRollover()
     m_pState->m_dwRecordTick = now;
 }
 
+/// For a stream that brings no picture, which would take what was recorded to the disk.
+void CTcpLink::FlushRecording()
+{
+    if (m_pState->m_pMuxer) m_pState->m_pMuxer->Flush();
+}
+
 void CTcpLink::CleanUp()
 {
     EndBlockedCalls(m_socket);
-    if (m_pState->m_pMuxer) m_pState->m_pMuxer->Flush();
+    FlushRecording();
     m_Picture.Close();
 }

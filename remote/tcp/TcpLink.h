@@ -66,6 +66,7 @@ class CTcpLink final : public ILink
     void StartRecord();
     void Show(std::int32_t length);
     void CheckRollover();
+    void FlushRecording();
     void CleanUp();
 
     // set in the constructor, constant afterwards

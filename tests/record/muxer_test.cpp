@@ -170,6 +170,25 @@ TEST_F(Muxer, FileWithoutAKeyPictureHasHeaderAndTrailerOnly)
     EXPECT_TRUE(file.packets.empty());
 }
 
+// Zeros may stand before a start code, and what precedes the first one is the decoder's to pass over.
+TEST_F(Muxer, H264IsWrittenAsItComesWhateverStandsBeforeItsStartCode)
+{
+    const std::vector<std::vector<std::uint8_t>> payloads = {{0, 0, 0, 0, 1, 0x65, 0x88, 0x84, 0x21},
+                                                             {7, 8, 9, 0, 0, 1, 0x65, 0x88, 0x84, 0x21}};
+    for (const auto& payload : payloads) {
+        {
+            CMuxer muxer;
+            ASSERT_GE(muxer.Open(m_Folder.System("a.avi"), 28, 176, 144, PCM, 64000, 8000), 0);
+            EXPECT_GE(muxer.WriteVideoPacket(payload.data(), static_cast<std::int32_t>(payload.size()), 1), 0);
+            muxer.Close();
+        }
+        const ReadFile file = ReadBack();
+        ASSERT_EQ(file.packets.size(), 1U);
+        EXPECT_EQ(file.packets[0].data, payload);
+        EXPECT_EQ(file.codecs[0], AV_CODEC_ID_H264);
+    }
+}
+
 TEST_F(Muxer, EmptyPacketIsRefusedButItsKeyFlagOpensTheGate)
 {
     CMuxer muxer;
@@ -257,6 +276,18 @@ TEST_F(Muxer, FileThatCannotBeMadeFailsEachPictureAndTellsOnceAndAtTheClose)
     muxer.Close();
     EXPECT_EQ(LinesIn(m_Told.Text()), 2U) << m_Told.Text();
     EXPECT_NE(m_Told.Text().find("101 writes have failed"), std::string::npos) << m_Told.Text();
+}
+
+TEST_F(Muxer, ControlCharactersOfAPathAreEscapedInTheLog)
+{
+    CMuxer muxer;
+    EXPECT_EQ(Open(muxer,
+                   "not\xC2\x9B"
+                   "2J/there/a.avi"),
+              -1);
+    muxer.Close();
+    EXPECT_EQ(LinesIn(m_Told.Text()), 2U);
+    EXPECT_EQ(m_Told.Text().find("\xC2\x9B"), std::string::npos) << m_Told.Text();
 }
 
 TEST_F(Muxer, UnknownCodecHasNoHeaderAndIsNeverWrittenOrFinished)

@@ -147,19 +147,20 @@ TEST_F(FullDrives, LoseAllRecordsWhenThatMakesNoRoom)
 }
 
 // Counts the passes: each question about the space of the last drive is one look at the drives.
-class CRoomAfterTen final : public IDriveSource
+class CRoomAfter final : public IDriveSource
 {
   public:
-    CRoomAfterTen(IDriveSource& below, std::string last) : m_Below(below), m_strLast(std::move(last))
+    CRoomAfter(IDriveSource& below, std::string last, int looks)
+        : m_Below(below), m_strLast(std::move(last)), m_iFullLooks(looks)
     {
         m_pFormer = SetDriveSource(this);
     }
-    ~CRoomAfterTen() override { SetDriveSource(m_pFormer); }
+    ~CRoomAfter() override { SetDriveSource(m_pFormer); }
     std::vector<Drive> GetDrives() override { return m_Below.GetDrives(); }
     bool GetSpace(const std::string& hostPath, std::uint64_t& freeBytes, std::uint64_t& totalBytes) override
     {
         if (!m_Below.GetSpace(hostPath, freeBytes, totalBytes)) return false;
-        if (hostPath.starts_with(m_strLast) && ++m_iLooks > 1) freeBytes = 3000ULL << 20;
+        if (hostPath.starts_with(m_strLast) && ++m_iLooks > m_iFullLooks) freeBytes = 3000ULL << 20;
         return true;
     }
     int m_iLooks = 0;
@@ -167,13 +168,14 @@ class CRoomAfterTen final : public IDriveSource
   private:
     IDriveSource& m_Below;
     const std::string m_strLast;
+    const int m_iFullLooks;
     IDriveSource* m_pFormer;
 };
 
 TEST_F(FullDrives, LoseTheOldestTenAndAreLookedAtAnew)
 {
     AddFiles(13);
-    CRoomAfterTen drives(m_Drives, DriveFolder('e'));
+    CRoomAfter drives(m_Drives, DriveFolder('e'), 1);
     EXPECT_EQ(GetFolderName("cam1", ExampleTime()), "E:\\\\DVR Files\\cam1\\13-01-15\\");
     EXPECT_EQ(drives.m_iLooks, 2);
     EXPECT_EQ(FilesLeft(), 3);
@@ -205,6 +207,19 @@ TEST_F(FullDrives, RowsThatStayEndTheSearchAndAreLogged)
     EXPECT_THAT(told.Text(), HasSubstr("Delete File From Database Failed: id=2"));
 }
 
+// A table of others may hold rows that no number finds.
+TEST_F(FullDrives, RowsThatStayThoughTheirStatementSucceededEndTheSearch)
+{
+    Query("drop table record");
+    Query(
+        "create table record(id integer, name text, file_path text, date integer, time integer, "
+        "length integer, type integer)");
+    AddFiles(3);
+    CRoomAfter drives(m_Drives, DriveFolder('e'), 20);
+    EXPECT_EQ(GetFolderName("cam1", ExampleTime()), "");
+    EXPECT_THAT(Query("select id from record"), ElementsAre("NULL", "NULL", "NULL"));
+}
+
 // Once a UDP link has ended, the database is gone for the rest of the process.
 TEST_F(FullDrives, GiveNothingOnceTheDatabaseIsClosed)
 {
@@ -220,7 +235,7 @@ TEST_F(FullDrives, TwentyThousandRowsAreRemovedTenAtATime)
     for (int i = 0; i < 20000; ++i)
         Query("insert into record values(NULL, 'c', '" + m_Folder.System("none.avi") + "', 1, 1, 1, 1)");
     Query("commit");
-    CRoomAfterTen drives(m_Drives, DriveFolder('e'));
+    CRoomAfter drives(m_Drives, DriveFolder('e'), 1);
     EXPECT_NE(GetFolderName("cam1", ExampleTime()), "");
     EXPECT_THAT(Query("select count(*), min(id) from record"), ElementsAre("19990|11"));
 }

@@ -212,6 +212,8 @@ TEST_F(DeviceLinkTest, AClientThatStoodStillGetsNoPicturesOfThatTime)
     EXPECT_EQ(std::count(data.begin(), data.end(), 0xAA), 0);
     const auto stream = m_Link.Clients().at(0).streams.at(0);
     EXPECT_EQ(stream.dropped, 3U);
+    EXPECT_EQ(stream.pictures, 1U) << "what was dropped isn't told as sent";
+    EXPECT_EQ(stream.bytes, Message(0, 60 * 1024)->size());
     EXPECT_TRUE(stream.waitsForKey);
     EXPECT_EQ(m_Channels.m_KeysWanted[0], 1);
 }

@@ -116,9 +116,9 @@ TEST(SendQueueTest, WhatWaitsForASecondIsDroppedWithAllBehindItInItsChannel)
     queue.Push(0, Message(0, 700), 900 * MILLISECOND);
     queue.Push(0, Message(0, 8));
     EXPECT_TRUE(queue.DropStale(MILLISECOND + SECOND - 1).empty());
-    EXPECT_EQ(queue.DropStale(MILLISECOND + SECOND), (std::map<int, size_t>{{0, 2}}));
+    EXPECT_EQ(queue.DropStale(MILLISECOND + SECOND), (std::map<int, SendQueue::Stale>{{0, {2, 1200}}}));
     EXPECT_EQ(queue.QueuedBytes(), 976U + 600U + 8U);
-    EXPECT_EQ(queue.DropStale(60 * SECOND), (std::map<int, size_t>{{1, 1}}));
+    EXPECT_EQ(queue.DropStale(60 * SECOND), (std::map<int, SendQueue::Stale>{{1, {1, 600}}}));
     EXPECT_EQ(queue.QueuedBytes(), 976U + 8U) << "an answer doesn't grow stale";
 }
 

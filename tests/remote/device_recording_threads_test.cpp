@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
+#include <cstdlib>
 #include <filesystem>
+#include <stdexcept>
 
 #include "model/NodeModel.h"
 #include "model/settings/GlobalSetting.h"
@@ -58,6 +60,40 @@ TEST_F(DeviceRecording, FileThatCannotBeMadeStillStarts)
     EXPECT_TRUE(m_Device.StopRecording());
 }
 
+/// Fails at whatever it is told, while it lives.
+class CFailingObserver final : public CObserver
+{
+  public:
+    CFailingObserver() { AttachObserver(this); }
+    ~CFailingObserver() override { DetachObserver(this); }
+    void Update(CNode* /*node*/, std::string message) override { throw std::runtime_error(message); }
+};
+
+TEST_F(DeviceRecording, ObserverThatFailsAtAStopBarsNoLaterOne)
+{
+    m_Device.SetStatus(STATUS_OPEN);
+    ASSERT_TRUE(m_Device.StartRecording(13, 176, 144, 0, m_Folder.System("a.avi")));
+    {
+        const CFailingObserver failing;
+        EXPECT_THROW(m_Device.StopRecording(), std::runtime_error);
+    }
+    EXPECT_TRUE(m_Device.StopRecording());
+}
+
+// The log ends with the process, and so before what was made before it.
+TEST(DeviceAtProcessEnd, OutlivesTheLogQuietlyThoughItsFileFailed)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            static CDevice device;
+            device.SetStatus(STATUS_OPEN);
+            device.StartRecording(13, 176, 144, 0, "c:\\dev\\null\\a.avi");
+            std::exit(7);
+        },
+        testing::ExitedWithCode(7), "");
+}
+
 TEST_F(DeviceRecording, WritesSoundBehindTheFirstKeyPicture)
 {
     m_Device.SetStatus(STATUS_OPEN);
@@ -88,8 +124,11 @@ class RecordRows : public CTcpTest
         m_Device.SetName("gate");
         m_Device.SetStatus(STATUS_OPEN);
     }
-    // Name, path, date, time and type of each row, parted by bars; over a connection of its own.
-    std::vector<std::string> Rows() const
+    // Name, path, date, time and type of each row, parted by bars, or something else of it; over a connection
+    // of its own.
+    std::vector<std::string> Rows(const std::string& what =
+                                      "name || '|' || file_path || '|' || date || '|' || "
+                                      "time || '|' || type") const
     {
         std::vector<std::string> rows;
         sqlite3* database = nullptr;
@@ -98,11 +137,7 @@ class RecordRows : public CTcpTest
             static_cast<std::vector<std::string>*>(to)->emplace_back(cells[0]);
             return 0;
         };
-        EXPECT_EQ(sqlite3_exec(
-                      database,
-                      "select name || '|' || file_path || '|' || date || '|' || time || '|' || type || '|' || "
-                      "(length between 0 and 60) from record",
-                      collect, &rows, nullptr),
+        EXPECT_EQ(sqlite3_exec(database, ("select " + what + " from record").c_str(), collect, &rows, nullptr),
                   SQLITE_OK);
         sqlite3_close(database);
         return rows;
@@ -133,11 +168,19 @@ TEST_F(RecordRows, EmptyPathTakesTheAutomaticNameAndGetsItsRowWhenItStops)
         possible.push_back(
             "gate|" + GetRecordFileName("gate", time) + "|" +
             std::to_string((parts.tm_year + 1900) * 10000 + (parts.tm_mon + 1) * 100 + parts.tm_mday) + "|" +
-            std::to_string(parts.tm_hour * 3600 + parts.tm_min * 60 + parts.tm_sec) + "|7|1");
+            std::to_string(parts.tm_hour * 3600 + parts.tm_min * 60 + parts.tm_sec) + "|7");
     }
     ASSERT_EQ(Rows().size(), 1U);
     EXPECT_THAT(possible, testing::Contains(Rows().front()));
     EXPECT_EQ(ReadAvi(HostPath(m_Device.GetState()->m_strSavedFile)).size(), 1U);
+}
+
+TEST_F(RecordRows, LengthIsInWholeSecondsFromTheStartToTheStop)
+{
+    ASSERT_TRUE(m_Device.StartRecording(13, 176, 144, 7, ""));
+    m_Device.GetState()->m_dwSavedTick -= 100999;  // as if it had begun so much earlier
+    EXPECT_TRUE(m_Device.StopRecording());
+    EXPECT_THAT(Rows("length between 100 and 199"), ElementsAre("1"));
 }
 
 TEST_F(RecordRows, LinkRecordingsAndDestroyedDevicesWriteNone)

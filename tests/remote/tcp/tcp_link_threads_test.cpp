@@ -79,6 +79,26 @@ TEST_F(TcpLink, CloseMayBeFollowedByAnotherOpen)
     EXPECT_EQ(m_Events.CountOf("destroy"), 3U);
 }
 
+std::size_t OpenSockets()
+{
+    std::size_t count = 0;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd"))
+        if (std::filesystem::read_symlink(entry.path(), error).string().starts_with("socket:")) ++count;
+    return count;
+}
+
+TEST_F(TcpLink, ClosedDeviceKeepsNoSocket)
+{
+    const auto device = MakeDevice();
+    const std::size_t before = OpenSockets();
+    OpenAndReply(*device);
+    EXPECT_EQ(OpenSockets(), before + 2) << "the device's and the peer's";
+    device->Close();
+    m_Peer.HangUp();
+    EXPECT_EQ(OpenSockets(), before);
+}
+
 TEST_F(TcpLink, FailedConnectLeavesTheStatusOpenAndGivesTheCellBack)
 {
     RemoveAllCells();

@@ -208,6 +208,22 @@ TEST_F(TcpRecording, StreamThatPausesHasItsPicturesOnTheDisk)
     device->Close();
 }
 
+TEST_F(TcpRecording, StreamWithoutMediaHasItsPicturesOnTheDisk)
+{
+    const auto device = MakeDevice();
+    OpenAndReply(*device);
+    device->StartRecord(0);
+    SendAndWait(0, 5);
+    const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    const auto file = Recordings().front();
+    while (ReadAvi(file).size() < 5 && std::chrono::steady_clock::now() < until) {
+        m_Peer.SendFrame(1, "");
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    ExpectPictures(file, 0, 5);
+    device->Close();
+}
+
 TEST_F(TcpRecording, BrokenLinkLeavesAFileThatReadsToItsEndAndGetsItsTrailerAtTheNextStart)
 {
     const auto device = MakeDevice();

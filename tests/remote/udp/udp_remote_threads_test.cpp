@@ -1,6 +1,7 @@
 // A channel that opens, asks and tells what became of it.
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include "tests/remote/udp/udp_remote_support.h"
 
@@ -103,6 +104,24 @@ TEST_F(UdpRemoteTest, FailedConnectLetsTheStatusFallAndGivesTheCellBack)
     EXPECT_TRUE(std::ranges::is_permutation(messages, std::vector<std::string>{"IDS_DeviceOpened", ""}));
     channel->Open();  // and may be tried again
     channel->Close();
+}
+
+TEST_F(UdpRemoteTest, WithoutAThreadForItAChannelEndsAtOnceAndMayBeTriedAgain)
+{
+    pthread_attr_t former;
+    pthread_attr_t huge;
+    ASSERT_EQ(::pthread_getattr_default_np(&former), 0);
+    ASSERT_EQ(::pthread_getattr_default_np(&huge), 0);
+    ASSERT_EQ(::pthread_attr_setstacksize(&huge, std::size_t{1} << 60), 0);
+    ASSERT_EQ(::pthread_setattr_default_np(&huge), 0);
+    m_pChannel->Open();
+    EXPECT_EQ(::pthread_setattr_default_np(&former), 0);
+    ::pthread_attr_destroy(&huge);
+    ::pthread_attr_destroy(&former);
+    EXPECT_EQ(m_pChannel->GetStatus(), STATUS_CLOSED);
+    EXPECT_EQ(m_pChannel->GetRenderWnd(), HWND::Null);
+    EXPECT_TRUE(IsCellFree());
+    OpenAndWait(*m_pChannel);
 }
 
 TEST_F(UdpRemoteTest, ChannelOfASessionThatDidNotStartFailsToConnect)
