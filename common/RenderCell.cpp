@@ -129,7 +129,7 @@ void CRenderCell::setVisible(bool visible)
 void CRenderCell::LendWindow()
 {
     const auto* const x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-    if (x11 == nullptr || windowHandle()->handle() == nullptr) return;
+    if (x11 == nullptr || x11->display() == nullptr || windowHandle()->handle() == nullptr) return;
     SyncX11(x11->display());
     m_Lease.Lend(windowHandle()->winId());
 }

@@ -21,6 +21,8 @@ class CDisplayWatch
     CDisplayWatch(const CDisplayWatch&) = delete;
     CDisplayWatch& operator=(const CDisplayWatch&) = delete;
 
+    /// Whether there was a display to connect to when the object was made. Owner's thread.
+    bool HasDisplay() const { return m_Thread.joinable(); }
     bool HasBroken() const { return m_bBroken; }
 
   private:

@@ -230,17 +230,19 @@ int main(int argc, char** argv)
     if (parsed != EParsed::Run) return Register(parsed, argc, argv, options);
     if (!CanWriteOutputs(options)) return EXIT_NOT_WRITTEN;
     // Cells are X windows: under Wayland they come through its X server.
-    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "xcb");
-    // The toolkit would end the process by a signal.
-    if (qgetenv("QT_QPA_PLATFORM") == "xcb" && qEnvironmentVariableIsEmpty("DISPLAY")) {
-        Print(stderr, "watchwall: there is no display. Start it in a desktop session or under xvfb-run.");
-        return EXIT_NO_DISPLAY;
-    }
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "xcb");
     // Outlives the toolkit, which waits for the display to its end.
     CDisplayWatch watch([&options, &since_start] {
         const bool over = options.seconds > 0 && since_start.elapsed() > options.seconds * MS_A_SECOND;
         return over || IsEndRequested();
     });
+    // The toolkit would end the process by a signal.
+    if (qgetenv("QT_QPA_PLATFORM").startsWith("xcb") && !watch.HasDisplay()) {
+        const QString name = qEnvironmentVariable("DISPLAY");
+        const QString fault = name.isEmpty() ? "there is no display" : "can't connect to the display " + name;
+        Print(stderr, "watchwall: " + fault + ". Start it in a desktop session or under xvfb-run.");
+        return EXIT_NO_DISPLAY;
+    }
     const QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("watchwall"));
     QApplication::setApplicationDisplayName(QStringLiteral("Watchwall"));

@@ -85,8 +85,8 @@ std::string& Failure() REQUIRES(g_csFailure)
     return failure;
 }
 
-// To the user the steps all mean one and the same: whoever mends it learns here which one it was. Once, as a
-// wall whose adapter is gone tries again and again.
+// The user is told the same whichever step failed; this line names the step. Written once, as a wall without
+// its adapter retries indefinitely.
 void TellFailure(const std::string& step)
 {
     const CMutexLock lock(g_csFailure);

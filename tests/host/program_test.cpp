@@ -12,6 +12,7 @@ namespace
 {
 
 constexpr int NO_DISPLAY = 7;
+constexpr int NO_GRID = 255;
 
 TEST_F(ProgramTest, RegistersTheControlShowsItAndWritesItsPicture)
 {
@@ -217,6 +218,24 @@ TEST_F(ProgramTest, WithoutADisplayItSaysSo)
     m_Environment.insert("QT_QPA_PLATFORM", "xcb");
     EXPECT_EQ(Run(Home()), NO_DISPLAY);
     EXPECT_TRUE(m_strErrors.contains("display"));
+}
+
+TEST_F(ProgramTest, WithADisplayThatCannotBeReachedItSaysSo)
+{
+    m_Environment.insert("DISPLAY", "/nowhere:0");
+    for (const char* platform : {"xcb", "xcb:", ""}) {
+        m_Environment.insert("QT_QPA_PLATFORM", platform);
+        EXPECT_EQ(Run(Home()), NO_DISPLAY) << platform;
+        EXPECT_TRUE(m_strErrors.contains("can't connect to the display /nowhere:0"));
+    }
+}
+
+TEST_F(ProgramTest, OnAWindowSystemWithoutXWindowsItSaysThatTheGridCannotBeMade)
+{
+    m_Environment.remove("DISPLAY");
+    m_Environment.insert("QT_QPA_PLATFORM", "offscreen");
+    EXPECT_EQ(Run(Home() + QStringList{"--seconds", "1"}), NO_GRID);
+    EXPECT_TRUE(m_strErrors.contains("the video grid can't be made")) << m_strErrors.toStdString();
 }
 
 // Link threads may be inside the module then.
