@@ -223,7 +223,9 @@ void CScriptedOperator::Next()
 void CScriptedOperator::RunStep()
 {
     const STEP step = m_Steps.isEmpty() ? STEP() : m_Steps.constFirst().step;  // a copy: a step may plan others
+    m_bStepRuns = true;
     const bool done = step && step();
+    m_bStepRuns = false;
     m_bInStep = false;
     if (m_Steps.isEmpty()) return;  // the step found a fault and said so
     if (done) {
@@ -236,7 +238,7 @@ void CScriptedOperator::RunStep()
 
 bool CScriptedOperator::OnMessage(const QString& text)
 {
-    if (!m_Timer.isActive() || !m_bInStep) return false;
+    if (!m_Timer.isActive() || !m_bStepRuns) return false;
     QMetaObject::invokeMethod(
         this, [this, text] { Finish(text); }, Qt::QueuedConnection);
     return true;

@@ -67,6 +67,7 @@ class CScriptedOperator : public QObject
     QList<Step> m_Steps;
     QList<int> m_Opened;
     QTimer m_Timer;
-    bool m_bInStep = false;
+    bool m_bInStep = false;    // from the queueing of a step to its end
+    bool m_bStepRuns = false;  // it is at work
     QElapsedTimer m_StepTime;
 };
