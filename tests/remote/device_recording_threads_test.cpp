@@ -60,6 +60,31 @@ TEST_F(DeviceRecording, FileThatCannotBeMadeStillStarts)
     EXPECT_TRUE(m_Device.StopRecording());
 }
 
+/// Notes what it is told of a device, and the status that the device has then.
+class CStatusObserver final : public CObserver
+{
+  public:
+    explicit CStatusObserver(CDevice& device) : m_Device(device) { AttachObserver(this); }
+    ~CStatusObserver() override { DetachObserver(this); }
+    void Update(CNode* /*node*/, std::string message) override
+    {
+        m_Told.push_back(message + " " + std::to_string(m_Device.GetStatus()));
+    }
+    std::vector<std::string> m_Told;
+
+  private:
+    CDevice& m_Device;
+};
+
+TEST_F(DeviceRecording, StatusStandsBeforeItIsTold)
+{
+    m_Device.SetStatus(STATUS_OPEN);
+    const CStatusObserver noting(m_Device);
+    m_Device.StartRecording(13, 176, 144, 0, m_Folder.System("a.avi"));
+    m_Device.StopRecording();
+    EXPECT_THAT(noting.m_Told, ElementsAre("IDS_RecordStarted 2", "IDS_RecordStopped 1"));
+}
+
 /// Fails at whatever it is told, while it lives.
 class CFailingObserver final : public CObserver
 {

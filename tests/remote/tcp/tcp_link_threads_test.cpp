@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <thread>
 
+#include "platform/os/paths.h"
 #include "remote/ptz/RemotePtz.h"
 #include "remote/tcp/TextCommand.h"
 #include "render/CellPool.h"
@@ -253,15 +254,18 @@ TEST_F(TcpLink, FrameOfTypeOneServesFlagsAndIsNotDecoded)
     EXPECT_EQ(device->GetCounters().messages, 1U);
 }
 
-TEST_F(TcpLink, FrameOfAnotherTypeEndsTheLink)
+TEST_F(TcpLink, FrameOfAnotherTypeServesFlagsAndEndsTheLink)
 {
+    std::size_t served = 0;
     for (const std::int32_t type : {2, -1, 0x7FFFFFFF}) {
         const auto device = MakeDevice();
         device->Open();
         ASSERT_TRUE(m_Peer.AcceptAndReply());
+        device->SnapShot();
         m_Peer.SendFrame(type, "x");
         EXPECT_TRUE(m_Peer.ClientIsGone()) << type;
         device->Close();
+        EXPECT_EQ(m_Events.CountOf("snapshot"), ++served);
     }
 }
 
@@ -334,7 +338,11 @@ TEST_F(TcpLink, ThreadHeldInMidFrameIsLeftBehindAndDisturbsNothing)
     SendAndWait(0, 1);
     m_Peer.SendBytes(Words({1000, 0}));
     ASSERT_TRUE(m_Peer.WaitUntilRead());
+    device->SnapShot();
     device->Close();
+    EXPECT_EQ(device->GetState()->GetName(), "cam1");
+    EXPECT_EQ(device->GetState()->m_nFlags, FLAG_SNAPSHOT)
+        << "a request outlives the link that did not come to it";
     EXPECT_EQ(device->GetStatus(), STATUS_CLOSED);
     EXPECT_EQ(device->GetRenderWnd(), HWND::Null);
     EXPECT_TRUE(IsCellUsed(static_cast<HWND>(71))) << "still the late thread's";
@@ -443,6 +451,7 @@ TEST_F(TcpLink, SnapshotPathIsTheSettingWithTheNameBehindIt)
     const std::string path = device->GetState()->m_strPictureFile;
     EXPECT_TRUE(path.starts_with(m_Folder.System("pics") + m_Folder.System("snapshot") + "\\cam1-")) << path;
     EXPECT_TRUE(path.ends_with(".jpg"));
+    EXPECT_TRUE(PathIsDirectoryA(path.substr(0, path.rfind('\\'))));
     EXPECT_EQ(m_Events.CountOf("snapshot " + path), 1U);
     EXPECT_TRUE(std::filesystem::is_directory(m_Folder.Path("snapshot"))) << "made although nothing goes there";
 }
