@@ -16,6 +16,8 @@ namespace
 // The file's own bytes: its head, and for each picture those around it.
 constexpr int64_t HEAD_BYTES = 4096;
 constexpr int64_t PICTURE_OVERHEAD_BYTES = 64;
+// Of a stamp, about a year: whoever plays the record counts on in nanoseconds.
+constexpr int64_t MAX_STAMP_MS = int64_t{366} * 24 * 3600 * 1000;
 constexpr int MIN_SIDE = 16;
 constexpr int MAX_SIDE = 1920;
 
@@ -114,9 +116,10 @@ std::optional<RecordedPicture> RecordReader::Next()
         const bool key = (m_Packet->flags & AV_PKT_FLAG_KEY) != 0;
         if (m_Packet->size <= 0 || static_cast<size_t>(m_Packet->size) > MAX_MESSAGE_BYTES) return {};
         if (!m_Begun && !key) continue;
-        const int64_t stamp = m_Packet->pts == AV_NOPTS_VALUE
-                                  ? m_LastMs
-                                  : av_rescale_q(m_Packet->pts, m_Input->streams[0]->time_base, {1, 1000});
+        int64_t stamp = m_LastMs;
+        if (m_Packet->pts != AV_NOPTS_VALUE)
+            stamp = std::clamp<int64_t>(av_rescale_q(m_Packet->pts, m_Input->streams[0]->time_base, {1, 1000}),
+                                        0, MAX_STAMP_MS);
         if (!m_Begun) m_FirstMs = m_LastMs = stamp;
         m_Begun = true;
         m_LastMs = std::max(m_LastMs, stamp);

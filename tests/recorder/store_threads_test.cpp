@@ -289,6 +289,20 @@ TEST_F(StoreTest, AKilledRecorderLosesTheLastSecondAtMost)
 }
 
 // Any damage ends in pictures or in none, never in more than what a client's buffer holds.
+// Whoever plays it counts on in nanoseconds.
+TEST_F(StoreTest, AStampBeyondAYearIsTakenForAYear)
+{
+    const std::string path = m_Folder.Path("late.mkv");
+    {
+        RecordWriter writer(path, SIZE, Group()[0]->bytes);
+        writer.Write(Group()[0]->bytes, 0ms, true);
+        writer.Write(Group()[1]->bytes, hours(24) * 365 * 400, false);
+    }
+    const auto pictures = Read(path);
+    ASSERT_THAT(pictures, SizeIs(2));
+    EXPECT_EQ(pictures[1].at, hours(24) * 366);
+}
+
 TEST_F(StoreTest, DamagedFilesAreReadAsFarAsTheyGo)
 {
     {
