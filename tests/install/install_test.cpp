@@ -1,10 +1,12 @@
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 #include <QImage>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 
+#include "tests/links/recorder_support.h"
 #include "tests/support/process.h"
 #include "tests/support/test_folder.h"
 #include "tests/support/test_places.h"
@@ -55,27 +57,80 @@ TEST_F(InstallTest, EverythingLiesWhereSystemsLookForIt)
     EXPECT_FALSE(fs::exists(Prefix("lib/watchwall/config/system.ini"))) << "is each user's own";
 }
 
-TEST_F(InstallTest, InstalledWallRunsWithItsOwnModuleAndShowsATextThatAnUpgradeChanged)
+// The installation as a normal user finds it: nothing of it can be written. Where root runs this, the user is
+// nobody.
+class InstalledWallTest : public InstallTest
 {
-    const std::string run = Quoted(Prefix("bin/watchwall")) + " --seconds 1 --screenshot ";
-    const Outcome first = RunAsUser(run + Quoted(m_Folder.Path("first.png")));
-    EXPECT_EQ(first.status, 0) << first.output;
-    EXPECT_THAT(Read(m_Folder.Path("user/data/watchwall/registry.ini")),
-                HasSubstr("lib\\watchwall\\activex.ocx"));
+  protected:
+    void SetUp() override
+    {
+        InstallTest::SetUp();
+        fs::permissions(m_Folder.Path(), fs::perms{0755});
+        fs::create_directories(User());
+        Protect("a-w");
+    }
+    void TearDown() override { Protect("u+w"); }
+    void Protect(const std::string& mode) const
+    {
+        const Outcome changed = Execute("chmod -R " + mode + " " + Quoted(Prefix()));
+        EXPECT_EQ(changed.status, 0) << changed.output;
+    }
+    std::string User(const std::string& name = "") const { return m_Folder.Path("user/" + name); }
+
+    Outcome RunWall(const std::string& arguments) const
+    {
+        std::string as;
+        if (::geteuid() == 0) {
+            const Outcome given = Execute("chown -R nobody " + Quoted(User()));
+            if (given.status != 0) return given;
+            as = "setpriv --reuid=nobody --regid=nogroup --clear-groups ";
+        }
+        return RunAsUser("HOME=" + Quoted(User()) + " " + as + Quoted(Prefix("bin/watchwall")) + " " +
+                         arguments);
+    }
+    QImage Screenshot(const std::string& name) const
+    {
+        const Outcome ran = RunWall("--seconds 1 --screenshot " + Quoted(User(name)));
+        EXPECT_EQ(ran.status, 0) << ran.output;
+        return QImage(QString::fromStdString(User(name)));
+    }
+};
+
+TEST_F(InstalledWallTest, NormalUserSeesTheRecordersChannels)
+{
+    const CRecorderProcess recorder({"--channels", "4"});
+    const Endpoints at = recorder.GetEndpoints();
+    m_Folder.Write("user/data/watchwall/config/system.ini",
+                   "[System]\nDirectoryServer=" + at.host +
+                       "\nDirectoryPort=" + std::to_string(at.directoryPort) +
+                       "\nRendezvousPort=" + std::to_string(at.rendezvousPort) + "\n");
+    Outcome ran;
+    for (const char* seconds : {"5", "60"}) {  // a loaded machine gets more time
+        ran = RunWall("--logon 1001 --open all --layout 4 --report " + Quoted(User("report.json")) +
+                      " --seconds " + seconds);
+        if (ran.status == 0) break;
+    }
+    EXPECT_EQ(ran.status, 0) << "not all channels have shown pictures: " << ran.output;
+    EXPECT_THAT(Read(User("data/watchwall/registry.ini")), HasSubstr("lib\\watchwall\\activex.ocx"));
+}
+
+TEST_F(InstalledWallTest, NormalUserSeesATextThatAnUpgradeChanged)
+{
+    const QImage before = Screenshot("before.png");
+    ASSERT_FALSE(before.isNull());
+    EXPECT_EQ(Screenshot("same.png"), before);
 
     std::string texts = Read(Prefix("lib/watchwall/config/eng.ini"));
     const std::string key = "IDS_Main_RemoteLogon=";
     const auto at = texts.find(key);
     ASSERT_NE(at, std::string::npos);
     texts.replace(at, texts.find('\n', at) - at, key + "Upgraded");
+    Protect("u+w");
     m_Folder.Write("usr/lib/watchwall/config/eng.ini", texts);
-    const Outcome second = RunAsUser(run + Quoted(m_Folder.Path("second.png")));
-    EXPECT_EQ(second.status, 0) << second.output;
-    const QImage before(QString::fromStdString(m_Folder.Path("first.png")));
-    const QImage after(QString::fromStdString(m_Folder.Path("second.png")));
-    ASSERT_FALSE(before.isNull());
-    EXPECT_EQ(before.size(), after.size());
-    EXPECT_NE(before, after) << "the caption";
+    Protect("a-w");
+    const QImage after = Screenshot("after.png");
+    EXPECT_EQ(after.size(), before.size());
+    EXPECT_NE(after, before) << "the caption";
 }
 
 TEST_F(InstallTest, HostOfTheEmbeddingPageIsBuiltFromThePackageAndRuns)
