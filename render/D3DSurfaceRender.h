@@ -71,6 +71,7 @@ class CD3DSurfaceRender : public CRender
     CDrawingEnd m_End{m_csRender};
     std::atomic<bool> m_bDrawn = false;  // a frame was presented, and the driver has all that drawing needs
 
+    std::vector<CSurface*> m_Surfaces GUARDED_BY(m_csRender);  // those handed out so far
     std::shared_ptr<ISurfaceAdapter> m_pD3D GUARDED_BY(m_csRender);
     PresentParameters m_Parameters GUARDED_BY(m_csRender);
     std::uint32_t m_dwBehaviourFlags GUARDED_BY(m_csRender) = 0;  // only ever or-ed

@@ -5,7 +5,6 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "platform/windows/windows.h"
 
@@ -74,8 +73,7 @@ class CRender
     virtual std::int32_t SaveSnapshot(std::string path, CSurface* surface) = 0;
 
   protected:
-    std::vector<CSurface*> m_Surfaces;  // those handed out so far, for a renderer that keeps account of them
-    HWND m_hWnd = HWND::Null;           // given to Init
+    HWND m_hWnd = HWND::Null;  // given to Init
 };
 
 /// The renderer, made on the first call; null when none can be made, and then the next call tries again. Later
