@@ -7,7 +7,7 @@
 
 #include "activex/ActiveXCtrl.h"
 #include "inc/LogLine.h"
-#include "platform/component/component.h"
+#include "platform/component/counted_objects.h"
 #include "platform/os/module_count.h"
 #include "platform/os/paths.h"
 #include "remote/RemoteClasses.h"

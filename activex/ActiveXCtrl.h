@@ -10,7 +10,7 @@
 #include "inc/host/ControlProfile.h"
 #include "inc/host/ControlReport.h"
 #include "inc/host/ControlWindow.h"
-#include "platform/component/component.h"
+#include "platform/component/counted_objects.h"
 #include "platform/qt/MessagePump.h"
 #include "platform/qt/WindowHandle.h"
 

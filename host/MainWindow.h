@@ -7,7 +7,7 @@
 #include "inc/host/ControlProfile.h"
 #include "inc/host/ControlReport.h"
 #include "inc/host/ControlWindow.h"
-#include "platform/component/component.h"
+#include "platform/component/counted_objects.h"
 
 /// What the control sees of its container.
 class CControlSite final : public CUnknown<IControlSite>

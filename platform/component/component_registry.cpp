@@ -60,7 +60,7 @@ UUID ReadUuid(const CIniText& ini, const std::string& section, const char* key)
     return id;
 }
 
-// The file is opened anew by each call, so that two processes see each other's changes.
+// The file is reopened by each call, so that two processes see each other's changes.
 class CUserRegistry final : public IComponentRegistry
 {
   public:

@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "tests/recorder/recorder_support.h"
+#include "tests/recorder/datagram_support.h"
 
 namespace
 {

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "tests/recorder/recorder_support.h"
+#include "tests/recorder/datagram_support.h"
 
 namespace
 {

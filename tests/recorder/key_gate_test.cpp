@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <map>
 
-#include "tests/recorder/recorder_support.h"
+#include "tests/recorder/datagram_support.h"
 
 namespace
 {

@@ -4,7 +4,7 @@
 
 #include <set>
 
-#include "tests/recorder/recorder_support.h"
+#include "tests/recorder/datagram_support.h"
 
 namespace
 {

@@ -11,8 +11,8 @@
 
 #include "recorder/scene/Mark.h"
 #include "tests/recorder/client_support.h"
+#include "tests/recorder/datagram_support.h"
 #include "tests/recorder/media_support.h"
-#include "tests/recorder/recorder_support.h"
 
 namespace
 {

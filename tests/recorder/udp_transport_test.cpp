@@ -8,7 +8,7 @@
 #include <sys/socket.h>
 
 #include "recorder/server/SegmentedSocket.h"
-#include "tests/recorder/recorder_support.h"
+#include "tests/recorder/datagram_support.h"
 
 namespace
 {

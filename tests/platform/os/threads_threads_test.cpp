@@ -6,7 +6,7 @@
 #include <memory>
 #include <vector>
 
-#include "platform/component/component.h"
+#include "platform/component/counted_objects.h"
 #include "platform/os/clock.h"
 #include "platform/os/threads.h"
 #include "platform/windows/windows.h"

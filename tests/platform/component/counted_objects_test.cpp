@@ -1,4 +1,4 @@
-#include "platform/component/component.h"
+#include "platform/component/counted_objects.h"
 
 #include <gtest/gtest.h>
 

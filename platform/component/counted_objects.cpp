@@ -1,4 +1,4 @@
-#include "platform/component/component.h"
+#include "platform/component/counted_objects.h"
 
 HRESULT CClassFactory::CreateInstance(IUnknown* outer, const UUID& iid, void** object)
 {
