@@ -8,6 +8,7 @@
 #include "inc/OutputDebugString.h"
 #include "platform/files/profile.h"
 #include "platform/files/profile_edit.h"
+#include "platform/qt/PanelsThread.h"
 
 namespace
 {
@@ -78,6 +79,7 @@ void CHistoryCombo::CompleteTyped()
 
 int CHistoryCombo::AddString(const QString& text)
 {
+    ASSERT_PANELS_THREAD();
     const QString trimmed = text.trimmed();
     insertItem(0, trimmed);
     for (int i = 1; i < count(); ++i) {
@@ -123,6 +125,7 @@ QString CHistoryCombo::LoadHistory(const QString& section, const QString& prefix
 
 QString CHistoryCombo::LoadHistory(const QStringList& texts, bool selectFirst)
 {
+    ASSERT_PANELS_THREAD();
     const int selected = currentIndex();
     const QString typed = currentText();
     for (const QString& text : texts) {
@@ -136,6 +139,7 @@ QString CHistoryCombo::LoadHistory(const QStringList& texts, bool selectFirst)
 
 void CHistoryCombo::SaveHistory(bool addCurrent)
 {
+    ASSERT_PANELS_THREAD();
     if (m_strSection.isEmpty()) return;
     if (addCurrent) AddString(currentText());  // an empty one too
     EditIniFile(GetApplicationProfilePath(), [this](CIniText& profile) {
@@ -150,6 +154,7 @@ void CHistoryCombo::SaveHistory(bool addCurrent)
 
 void CHistoryCombo::ClearHistory(bool fromProfile)
 {
+    ASSERT_PANELS_THREAD();
     if (m_strSection.isEmpty()) return;
     clear();
     if (!fromProfile) return;
@@ -174,6 +179,7 @@ void CHistoryCombo::BlankKeys(CIniText& profile, int from) const
 
 void CHistoryCombo::CopyTo(CHistoryCombo& to) const
 {
+    ASSERT_PANELS_THREAD();
     to.clear();
     for (int i = 0; i < count(); ++i)
         to.addItem(itemText(i));
@@ -183,6 +189,7 @@ void CHistoryCombo::CopyTo(CHistoryCombo& to) const
 
 void CHistoryCombo::SetMaxHistory(int maximum)
 {
+    ASSERT_PANELS_THREAD();
     m_iMaxHistory = std::max(maximum, 0);
     Trim();
 }

@@ -14,6 +14,7 @@
 #include "inc/CxLog.h"
 #include "inc/LogLine.h"
 #include "platform/os/paths.h"
+#include "platform/qt/PanelsThread.h"
 #include "platform/qt/X11Sync.h"
 #include "render/CellPool.h"
 
@@ -83,6 +84,7 @@ CRenderCell::~CRenderCell()
 
 HWND CRenderCell::GetLastClicked()
 {
+    ASSERT_PANELS_THREAD();
     return g_hLastClicked;
 }
 

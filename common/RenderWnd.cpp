@@ -9,6 +9,7 @@
 #include "model/NodeModel.h"
 #include "model/settings/GlobalSetting.h"
 #include "model/settings/Language.h"
+#include "platform/qt/PanelsThread.h"
 #include "remote/IDevice.h"
 #include "render/CellPool.h"
 #include "render/Render.h"
@@ -54,8 +55,8 @@ CRenderWnd::~CRenderWnd()
 }
 
 // The grids of a process share the renderer: the first prepares it, the last lets it go. One that was prepared
-// anew for another grid would lose the pictures that streams draw. It keeps the first one's window: a box of it
-// is the active window's once that has gone.
+// again for another grid would lose the pictures that streams draw. It keeps the first one's window: a box of
+// it is the active window's once that has gone.
 bool CRenderWnd::TakeRender()
 {
     m_pRender = CreateRender();
@@ -191,6 +192,7 @@ bool CRenderWnd::RefuseWhileLocked()
 
 std::int32_t CRenderWnd::SetLayout(std::int32_t index)
 {
+    ASSERT_PANELS_THREAD();
     if (RefuseWhileLocked()) return 1;
     if (index == -1 && m_Record.default_layout != -1)
         SetLayout(m_Record.default_layout);
@@ -204,12 +206,14 @@ std::int32_t CRenderWnd::SetLayout(std::int32_t index)
 
 void CRenderWnd::SetLayoutForCount(std::int32_t cells)
 {
+    ASSERT_PANELS_THREAD();
     const std::int32_t layout = m_State.FindLayoutFor(cells);
     if (layout > 0) SetLayout(layout);
 }
 
 void CRenderWnd::Step(void (CGridState::*step)())
 {
+    ASSERT_PANELS_THREAD();
     if (m_bLocked) return;
     const CAutoLock lock(m_csPage);
     (m_State.*step)();
@@ -235,6 +239,7 @@ void CRenderWnd::LastPage()
 
 void CRenderWnd::StartCycle()
 {
+    ASSERT_PANELS_THREAD();
     if (m_bLocked) return;
     StopCycle();
     CNodeModel* const model = CNodeModel::GetInstance();
@@ -243,6 +248,7 @@ void CRenderWnd::StartCycle()
 
 void CRenderWnd::StopCycle()
 {
+    ASSERT_PANELS_THREAD();
     if (m_iTimer != 0) killTimer(m_iTimer);
     m_iTimer = 0;
 }

@@ -4,6 +4,7 @@
 
 bool CLinkThreads::Start(std::shared_ptr<ILink> link, const char* name)
 {
+    ASSERT_THREAD(m_PanelsThread);
     PutAside(0);
     EndLate();
     m_Present.thread = CreateThread([link] { link->Run(); }, name);
@@ -14,11 +15,13 @@ bool CLinkThreads::Start(std::shared_ptr<ILink> link, const char* name)
 
 void CLinkThreads::Cancel()
 {
+    ASSERT_THREAD(m_PanelsThread);
     if (m_Present.link) m_Present.link->Cancel();
 }
 
 bool CLinkThreads::PutAside(std::uint32_t waitMs)
 {
+    ASSERT_THREAD(m_PanelsThread);
     if (m_Present.thread == nullptr) return true;
     const bool late = WaitForSingleObject(m_Present.thread, waitMs) == WAIT_TIMEOUT;
     const Run run = std::exchange(m_Present, {});
@@ -31,6 +34,7 @@ bool CLinkThreads::PutAside(std::uint32_t waitMs)
 
 void CLinkThreads::EndLate()
 {
+    ASSERT_THREAD(m_PanelsThread);
     for (const Run& late : std::exchange(m_Late, {})) {
         late.link->Cancel();
         WaitForSingleObject(late.thread, INFINITE);

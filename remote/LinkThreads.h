@@ -4,6 +4,7 @@
 #include <memory>
 #include <vector>
 
+#include "inc/EntryCheck.h"
 #include "platform/os/threads.h"
 
 /// One run of a device's link. It holds all that it uses, so that it may outlive the device's wait.
@@ -38,6 +39,7 @@ class CLinkThreads
         std::shared_ptr<ILink> link;
         HANDLE thread = nullptr;
     };
+    [[no_unique_address]] CThreadMark m_PanelsThread;
     Run m_Present;
     std::vector<Run> m_Late;
 };

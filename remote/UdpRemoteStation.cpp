@@ -75,6 +75,7 @@ CUdpRemoteStation::~CUdpRemoteStation()
 bool CUdpRemoteStation::Connect(const std::string& address, std::int32_t /*controlPort*/,
                                 std::int32_t /*dataPort*/)
 {
+    ASSERT_THREAD(m_PanelsThread);
     const Endpoints endpoints = m_pEndpoints ? *m_pEndpoints : ReadEndpoints();
     const std::string ownName = MachineName();
     std::int32_t netID = m_iNetID;
@@ -95,6 +96,7 @@ bool CUdpRemoteStation::Connect(const std::string& address, std::int32_t /*contr
 
 bool CUdpRemoteStation::Logon(const std::string& user, const std::string& password)
 {
+    ASSERT_THREAD(m_PanelsThread);
     m_strUser = user;
     m_strPassword = password;
     return true;
@@ -102,6 +104,7 @@ bool CUdpRemoteStation::Logon(const std::string& user, const std::string& passwo
 
 std::unique_ptr<CDevices> CUdpRemoteStation::EnumDevices()
 {
+    ASSERT_THREAD(m_PanelsThread);
     CLanguage::SetLanguage(GetLanguageName(GetSystemDefaultLangID()));
     auto devices = std::make_unique<CDevices>();
     devices->SetName(CLanguage::GetString("IDS_Card"));

@@ -13,6 +13,7 @@
 #include "inc/LogLine.h"
 #include "inc/OutputDebugString.h"
 #include "platform/os/paths.h"
+#include "platform/qt/PanelsThread.h"
 #include "platform/qt/QtPlatform.h"
 #include "skin/SkinPaint.h"
 #include "skin/SkinStyle.h"
@@ -179,6 +180,7 @@ std::int32_t LoadSkin(const std::string& path)
 
 void StopSkin()
 {
+    ASSERT_PANELS_THREAD();
     SkinState& skin = Skin();
     if (!skin.started) return;
     if (skin.style) {
@@ -199,21 +201,25 @@ void StopSkin()
 
 bool SkinDialog(QWidget* window, const char* element)
 {
+    ASSERT_PANELS_THREAD();
     return Attach(window, element, ERole::Dialog);
 }
 
 bool SkinRenderWindow(QWidget* window, const char* element)
 {
+    ASSERT_PANELS_THREAD();
     return Attach(window, element, ERole::Render);
 }
 
 bool SkinControl(QWidget* control, const char* element)
 {
+    ASSERT_PANELS_THREAD();
     return Attach(control, element, ERole::Control);
 }
 
 bool SkinPopupMenu(QMenu* menu)
 {
+    ASSERT_PANELS_THREAD();
     if (!Attach(menu, "Menu", ERole::Menu)) return false;
     for (QAction* action : menu->actions()) {
         if (action->menu()) SkinPopupMenu(action->menu());
@@ -223,6 +229,7 @@ bool SkinPopupMenu(QMenu* menu)
 
 QIcon SkinIcon(const QString& icon, const char* element)
 {
+    ASSERT_PANELS_THREAD();
     const SkinState& skin = Skin();
     if (!skin.theme || !skin.theme->FindIcon(icon.toStdString())) return {};
     const Element* from = skin.theme->FindElement(element);

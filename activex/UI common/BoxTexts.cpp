@@ -1,6 +1,7 @@
 #include "activex/UI common/BoxTexts.h"
 
 #include "model/settings/Language.h"
+#include "platform/qt/PanelsThread.h"
 #include "platform/windows/windows.h"
 
 namespace
@@ -26,6 +27,7 @@ const char* KeyOf(std::int32_t id)
 
 std::string GetBoxButtonText(std::int32_t id)
 {
+    ASSERT_PANELS_THREAD();
     constexpr const char* MISSING = "Not found";  // a language file without the key
     const char* const key = KeyOf(id);
     std::string text = key != nullptr ? CLanguage::GetString(key) : std::string();

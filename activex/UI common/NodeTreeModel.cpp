@@ -1,6 +1,7 @@
 #include "activex/UI common/NodeTreeModel.h"
 
 #include "model/tree/Folder.h"
+#include "platform/qt/PanelsThread.h"
 #include "remote/Device.h"
 
 namespace
@@ -20,6 +21,7 @@ CNodeTreeModel::~CNodeTreeModel() = default;
 
 void CNodeTreeModel::Fill(CFolder* root)
 {
+    ASSERT_PANELS_THREAD();
     beginResetModel();
     m_Rows.clear();
     m_Top.children.clear();
@@ -70,6 +72,7 @@ void CNodeTreeModel::Forget(const Row& row)
 
 void CNodeTreeModel::RefreshIcons(const QModelIndex& first)
 {
+    ASSERT_PANELS_THREAD();
     for (QModelIndex index = first; index.isValid(); index = index.siblingAtRow(index.row() + 1)) {
         Row& row = *m_Rows.value(NodeOf(index));
         const int status = StatusOf(*row.node);
@@ -93,6 +96,7 @@ QModelIndex CNodeTreeModel::IndexOf(const Row& row) const
 
 CNode* CNodeTreeModel::NodeOf(const QModelIndex& index) const
 {
+    ASSERT_PANELS_THREAD();
     return RowOf(index).node;
 }
 

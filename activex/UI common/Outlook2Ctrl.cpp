@@ -9,6 +9,7 @@
 #include <QToolTip>
 
 #include "platform/files/profile.h"
+#include "platform/qt/PanelsThread.h"
 
 namespace
 {
@@ -80,6 +81,7 @@ COutlook2Ctrl::~COutlook2Ctrl()
 
 int COutlook2Ctrl::AddFolder(const QString& name, const QIcon& icon, QWidget* child)
 {
+    ASSERT_PANELS_THREAD();
     auto folder = std::make_unique<COL2Folder>();
     folder->m_strName = name;
     folder->m_Icon = icon;
@@ -96,6 +98,7 @@ int COutlook2Ctrl::AddFolder(const QString& name, const QIcon& icon, QWidget* ch
 
 int COutlook2Ctrl::AddItem(int folder, const QString& name)
 {
+    ASSERT_PANELS_THREAD();
     folder = LastIfNegative(folder, m_Folders.size());
     if (!IsIndex(folder, m_Folders.size())) return -1;
     auto item = std::make_unique<COL2Item>();
@@ -118,6 +121,7 @@ COL2Item* COutlook2Ctrl::FindItem(int folder, int item)
 int COutlook2Ctrl::AddSubItem(int folder, int item, const QString& text, const QIcon& icon, ELineStyle style,
                               std::uint32_t command)
 {
+    ASSERT_PANELS_THREAD();
     COL2Item* const place = FindItem(folder, item);
     if (place == nullptr) return -1;
     auto line = std::make_unique<COL2SubItem>();
@@ -171,6 +175,7 @@ COutlook2Ctrl::Hit COutlook2Ctrl::HitTest(const QPoint& point) const
 
 void COutlook2Ctrl::SelectFolder(int index, EAnimation animation)
 {
+    ASSERT_PANELS_THREAD();
     if (index == m_iSelected || !IsIndex(index, m_Folders.size())) return;
     const bool slides = animation == EAnimation::On && width() > RESIZE_BAND && isVisible();
     if (slides) m_OldPage = GrabPage();
@@ -230,6 +235,7 @@ std::uint32_t COutlook2Ctrl::AskState(COL2SubItem& line)
 
 void COutlook2Ctrl::UpdateLines()
 {
+    ASSERT_PANELS_THREAD();
     if (!IsIndex(m_iSelected, m_Folders.size())) return;
     for (const auto& item : m_Folders[static_cast<std::size_t>(m_iSelected)]->m_Items) {
         for (const auto& line : item->m_SubItems) {
@@ -311,6 +317,7 @@ void COutlook2Ctrl::PlaceTracker(int x)
 
 void COutlook2Ctrl::SetWidthLimit(int limit)
 {
+    ASSERT_PANELS_THREAD();
     m_iWidthLimit = limit;
     m_iWidth = std::min(m_iWidth, limit);
 }

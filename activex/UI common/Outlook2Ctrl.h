@@ -80,7 +80,7 @@ class COutlook2Ctrl : public QWidget
     Hit HitTest(const QPoint& point) const;
 
     /// Asks the owner for the state of every line of the selected folder but those of style Fire; a line
-    /// whose state changed is painted anew. The bar calls it itself when the event loop has nothing to do.
+    /// whose state changed is repainted. The bar calls it itself when the event loop has nothing to do.
     void UpdateLines();
     /// Answers for the state of a line; without it every line is enabled.
     void SetUpdateHandler(std::function<void(COL2CCmdUI&)> handler) { m_UpdateHandler = std::move(handler); }

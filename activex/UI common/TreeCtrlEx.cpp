@@ -5,6 +5,7 @@
 #include <QPainter>
 
 #include "activex/UI common/TreeRowDelegate.h"
+#include "platform/qt/PanelsThread.h"
 #include "skin/SkinPaint.h"
 
 namespace
@@ -29,6 +30,7 @@ CTreeCtrlEx::CTreeCtrlEx(QWidget* parent) : QTreeView(parent), m_pRows(new CTree
 
 void CTreeCtrlEx::SetTreeColors(Color ground, Color text)
 {
+    ASSERT_PANELS_THREAD();
     m_GroundColor = ground;
     m_TextColor = text;
     viewport()->update();
@@ -36,6 +38,7 @@ void CTreeCtrlEx::SetTreeColors(Color ground, Color text)
 
 QRect CTreeCtrlEx::GetLabelRect(const QModelIndex& index) const
 {
+    ASSERT_PANELS_THREAD();
     const QRect row = visualRect(index);
     const int label = m_pRows->LabelLeft(index);
     const int left = CTreeRowDelegate::HasTriangle(index) ? label : label - CTreeRowDelegate::ICON_OFFSET;

@@ -36,7 +36,7 @@ inline constexpr std::uint32_t TREE_NOTICE_CHANGED = 0x138E;
 
 /// The device tree panel: the visible nodes of the model, with a menu that opens, closes, records and
 /// photographs channels and renames and deletes stations. It shows the nodes as they stood at the last logon or
-/// delete, less those that have gone since, whoever deleted them. Panels' thread only.
+/// delete, less those that have gone since, by any panel. Panels' thread only.
 class CTreeDlg : public CDialog
 {
   public:

@@ -3,7 +3,7 @@
 class CNode;
 
 /// Shows nodes of the tree, which all panels of a process share. Every view is told before a node is deleted,
-/// whoever deletes it: the folder that holds the node does so. Panels' thread only.
+/// by the folder that holds it, on every way of deleting. Panels' thread only.
 class CNodeView
 {
   public:

@@ -26,7 +26,7 @@ class QPainter;
 class CDialog : public IPreTranslate
 {
   public:
-    /// `number` names the dialog: whoever drives the panels from outside finds its window as "dialog<number>".
+    /// `number` names the dialog: by it a program that drives the panels finds its window as "dialog<number>".
     explicit CDialog(int number) : m_iNumber(number) {}
     ~CDialog() override;
     CDialog(const CDialog&) = delete;

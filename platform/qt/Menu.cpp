@@ -4,6 +4,7 @@
 #include <QMenu>
 #include <utility>
 
+#include "platform/qt/PanelsThread.h"
 #include "platform/qt/WindowHandle.h"
 
 CMenu::CMenu() : m_pMenu(new QMenu) {}
@@ -15,6 +16,7 @@ CMenu::~CMenu()
 
 void CMenu::AppendItem(int id, std::string_view text)
 {
+    ASSERT_PANELS_THREAD();
     if (!m_pMenu) return;
     // What a text holds is shown as it stands: it marks no accelerator.
     QString shown = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
@@ -24,11 +26,13 @@ void CMenu::AppendItem(int id, std::string_view text)
 
 void CMenu::AppendSeparator()
 {
+    ASSERT_PANELS_THREAD();
     if (m_pMenu) m_pMenu->addSeparator();
 }
 
 void CMenu::Track(HWND owner, const QPoint& place)
 {
+    ASSERT_PANELS_THREAD();
     if (!m_pMenu) return;
     QMenu* menu = std::exchange(m_pMenu, nullptr);
     menu->setAttribute(Qt::WA_DeleteOnClose);

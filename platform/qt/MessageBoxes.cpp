@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "inc/OutputDebugString.h"
+#include "platform/qt/PanelsThread.h"
 
 namespace
 {
@@ -21,11 +22,13 @@ MessageTeller& Teller()
 
 void SetMessageTeller(MessageTeller teller)
 {
+    ASSERT_PANELS_THREAD();
     Teller() = std::move(teller);
 }
 
 CNoMessageBoxes::CNoMessageBoxes()
 {
+    ASSERT_PANELS_THREAD();
     ++g_iForbidden;
 }
 
@@ -36,6 +39,7 @@ CNoMessageBoxes::~CNoMessageBoxes()
 
 bool TellMessage(std::string_view text, std::string_view caption)
 {
+    ASSERT_PANELS_THREAD();
     if (const MessageTeller teller = Teller()) {
         teller(text, caption);
         return true;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/qt/Keys.h"
+#include "platform/qt/PanelsThread.h"
 #include "platform/qt/WindowHandle.h"
 
 namespace
@@ -81,6 +82,7 @@ bool IsHostKey(const QKeyEvent& event)
 
 void SetPreTranslator(const QWidget& widget, IPreTranslate* translator)
 {
+    ASSERT_PANELS_THREAD();
     if (translator) {
         Translators().insert(&widget, translator);
     } else {
@@ -90,6 +92,7 @@ void SetPreTranslator(const QWidget& widget, IPreTranslate* translator)
 
 EPreTranslate WalkPreTranslateTree(MSG& message)
 {
+    ASSERT_PANELS_THREAD();
     message.walked = true;
     message.eSaid = EPreTranslate::PassOn;
     QPointer<QWidget> widget = message.target;
@@ -103,6 +106,7 @@ EPreTranslate WalkPreTranslateTree(MSG& message)
 
 HHOOK SetWindowsHookExA(HOOKPROC hook)
 {
+    ASSERT_PANELS_THREAD();
     if (!hook) return HHOOK::Null;
     const HHOOK handle{++g_iLastHook};
     Hooks().push_back({handle, std::move(hook)});
@@ -111,11 +115,13 @@ HHOOK SetWindowsHookExA(HOOKPROC hook)
 
 bool UnhookWindowsHookEx(HHOOK hook)
 {
+    ASSERT_PANELS_THREAD();
     return std::erase_if(Hooks(), [hook](const Hook& one) { return one.hook == hook; }) > 0;
 }
 
 LRESULT CallNextHookEx(int code, WPARAM removed, MSG& message)
 {
+    ASSERT_PANELS_THREAD();
     return CallHookOlderThan(g_hRunning, code, removed, message);
 }
 

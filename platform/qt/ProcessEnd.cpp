@@ -3,6 +3,8 @@
 #include <atomic>
 #include <cstdlib>
 
+#include "platform/qt/PanelsThread.h"
+
 namespace
 {
 
@@ -22,6 +24,7 @@ thread_local ThreadEnd t_End;
 
 void WatchProcessEnd()
 {
+    ASSERT_PANELS_THREAD();
     t_End.watched = true;
     // For an end that another thread brings about, as the X library does when the display goes.
     static const bool registered = std::atexit([] { g_bEnding = true; }) == 0;

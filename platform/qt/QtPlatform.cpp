@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/qt/MessagePump.h"
+#include "platform/qt/PanelsThread.h"
 #include "platform/qt/ProcessEnd.h"
 #include "platform/qt/ServingWait.h"
 #include "platform/qt/WindowBackend.h"
@@ -80,6 +81,7 @@ bool StartQtPlatform()
 
 void StopQtPlatform()
 {
+    ASSERT_PANELS_THREAD();
     if (g_iStarts == 0 || --g_iStarts > 0) return;
     SetWindowBackend(g_pPlatform->former);
     delete std::exchange(g_pPlatform, nullptr);
@@ -92,20 +94,24 @@ void ServePostedMessages()
 
 void SetDialogDecorator(std::function<void(QWidget&)> decorator)
 {
+    ASSERT_PANELS_THREAD();
     Decorator() = std::move(decorator);
 }
 
 void DecorateDialog(QWidget& dialog)
 {
+    ASSERT_PANELS_THREAD();
     if (Decorator()) Decorator()(dialog);
 }
 
 void SetButtonTexts(std::function<std::string(std::int32_t id)> texts)
 {
+    ASSERT_PANELS_THREAD();
     ButtonTexts() = std::move(texts);
 }
 
 std::string GetButtonText(std::int32_t id)
 {
+    ASSERT_PANELS_THREAD();
     return ButtonTexts() ? ButtonTexts()(id) : std::string();
 }

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "platform/qt/PanelsThread.h"
 #include "platform/qt/WindowHandle.h"
 
 namespace
@@ -35,6 +36,7 @@ void AddOnce(std::vector<T>& list, T one)
 
 CServingWait::CServingWait()
 {
+    ASSERT_PANELS_THREAD();
     ++g_iWaits;
     qApp->installEventFilter(this);
 }

@@ -4,6 +4,8 @@
 #include <QWidget>
 #include <utility>
 
+#include "platform/qt/PanelsThread.h"
+
 namespace
 {
 QHash<const QWidget*, HWND>& Handles()
@@ -22,6 +24,7 @@ CWindowHandle::CWindowHandle(QWidget& widget, WNDPROC procedure)
     : m_pWidget(&widget),
       m_hWindow(RegisterWindow(procedure ? std::move(procedure) : WNDPROC(AnswerNothing), &widget))
 {
+    ASSERT_PANELS_THREAD();
     Handles().insert(m_pWidget, m_hWindow);
 }
 
@@ -33,6 +36,7 @@ CWindowHandle::~CWindowHandle()
 
 HWND WindowOf(const QWidget* widget)
 {
+    ASSERT_PANELS_THREAD();
     for (; widget; widget = widget->parentWidget()) {
         const auto it = Handles().constFind(widget);
         if (it != Handles().constEnd()) return *it;
