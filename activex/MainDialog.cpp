@@ -34,7 +34,7 @@ constexpr int DEVICE_LIST_FOLDER = 1;
 // Actions of the layout menu behind its arrangements.
 enum class EPageAction { First, Previous, Cycle, Next, Last };
 
-// Nothing is taken down, so whoever started the process learns why from standard error alone.
+// Nothing is taken down, so the user learns why from standard error alone.
 void ExitProcess(int code)
 {
     std::fprintf(
@@ -213,7 +213,7 @@ void CMainDialog::CloseDevices()
     std::ranges::copy_if(devices, std::back_inserter(open),
                          [](CDevice* device) { return device->GetStatus() != STATUS_CLOSED; });
     // All are told before the first is waited for, so that their threads end side by side; and none is woken
-    // before all are told, so that no thread begins anew with what another leaves it.
+    // before all are told, so that no thread starts again with what another leaves it.
     for (CDevice* device : open)
         device->GetState()->m_bRunning = false;
     for (CDevice* device : open)

@@ -28,7 +28,7 @@ inline constexpr int MAIN_COMMAND_LAYOUT_LAST = 61000;
 /// Has no handler: the caption beneath the layout button is a label, the one beneath the other opens the
 /// configuration.
 inline constexpr int MAIN_LABEL_LAYOUT = 62;
-/// A device changed: the tree's icons are painted anew.
+/// A device changed: the tree's icons are repainted.
 inline constexpr std::uint32_t MAIN_MESSAGE_DEVICE_CHANGED = 0x7EA;
 
 /// The one panel that holds everything else: the grid, the side bar with its panels, two buttons. Its start-up

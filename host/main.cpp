@@ -40,7 +40,7 @@ void Print(std::FILE* to, const QString& text)
     std::fflush(to);
 }
 
-// Told on standard error and, for whoever has no terminal, in a box; a run without a user opens none.
+// Told on standard error and, for a user without a terminal, in a box; a run without a user opens none.
 int Fail(int code, const QString& message, const Options& options)
 {
     Print(stderr, "watchwall: " + message);

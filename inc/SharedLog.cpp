@@ -12,7 +12,7 @@
 namespace
 {
 
-// The program's log begins with its first line, whoever writes it.
+// The program's log begins with its first line, from any module.
 void Write(const char* file, const char* function, std::int32_t line, std::int32_t level, const char* message)
 {
     if (CxLog* const log = CxLog::Find())

@@ -44,7 +44,7 @@ void AddCell(HWND window, HWND grid = HWND::Null);
 /// Takes a cell out. For its grid's end; a stream that still holds it may give it back later without harm.
 void RemoveCell(HWND window);
 
-/// Empties the pool, whoever filled it. For tests, which begin with none.
+/// Empties the pool, every grid's cells. For tests, which begin with none.
 void RemoveAllCells();
 
 /// The cells as they stand now, in order.

@@ -207,7 +207,7 @@ void CD3DSurfaceRender::DestroySurface(CSurface* surface)
     m_Surfaces.erase(found);
 }
 
-// A new device, and every surface rebuilt in place with its own size. The device is made anew, not reset, and
+// A new device, and every surface rebuilt in place with its own size. The device is recreated, not reset, and
 // whether that succeeded shows at the next frame. `found` is the device that the frame met, null when none
 // could be made before: several frames may have met it, and one rebuilds for all.
 void CD3DSurfaceRender::Recover(const ISurfaceDevice* found, CMessages& messages)

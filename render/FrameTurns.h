@@ -7,8 +7,8 @@
 #include "inc/Mutex.h"
 
 /// Frames of many link threads come to the device in the order in which they were ready. The renderer's
-/// critical section alone goes to whoever runs when it becomes free: on a busy machine one stream is then shown
-/// again and again while another one's picture waits for seconds. Not recursive. Any thread.
+/// critical section alone goes to the thread that runs when it becomes free: on a busy machine one stream is
+/// then shown again and again while another one's picture waits for seconds. Not recursive. Any thread.
 class CFrameTurns
 {
   public:

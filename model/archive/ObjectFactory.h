@@ -11,7 +11,7 @@ class ISerializer;
 
 // The registry of classes that archives can build by name: one process-wide list of factories. A factory links
 // itself at the head when it is constructed and unlinks itself when it is destroyed. Factories stand in
-// functions such as RegisterModelClasses, which whoever uses archives calls at its start, so that no linker
+// functions such as RegisterModelClasses, which a user of archives calls at its start, so that no linker
 // drops them. The registry has no lock: it is written at module start and end only.
 
 /// The class by which a list holds objects of class T: T::ArchiveRoot where T or a base of it names one, else

@@ -8,7 +8,7 @@
 // values are trimmed, then one pair of single or double quotes around a value is removed. The first match wins:
 // of two sections with one name only the first is looked at. Lines that begin with ';' are comments; lines that
 // are neither a section nor have an '=' mean nothing. A NUL byte ends its line for the reader. Paths are in the
-// system's form. Each call opens the file anew. At any time from any thread and any process. The rules
+// system's form. Each call reopens the file. At any time from any thread and any process. The rules
 // themselves are in IniText.h.
 
 /// Copies the value of `key` in `section` (or `fallback`, whose trailing blanks are dropped, when there is no

@@ -6,8 +6,8 @@
 #include "platform/files/FileOperations.h"
 #include "platform/files/IniText.h"
 
-// Ini files as a whole, for whoever changes several keys that belong together. Paths in the system's form. At
-// any time from any thread and any process.
+// Ini files as a whole, for callers that change several keys that belong together. Paths in the system's form.
+// At any time from any thread and any process.
 
 /// False when there is no such file.
 bool ReadIniFile(const std::string& path, CIniText& ini);

@@ -38,7 +38,7 @@ bool IsRemovableDevice(const std::string& device)
 class CMachineDrives final : public IDriveSource
 {
   public:
-    // Read anew each time: mounts come and go while the system runs.
+    // Read again each time: mounts come and go while the system runs.
     std::vector<Drive> GetDrives() override
     {
         return AssignDrives(ParseMounts(ReadText("/proc/self/mountinfo")), IsRemovableDevice);

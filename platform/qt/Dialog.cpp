@@ -214,7 +214,7 @@ void CDialog::Adopt(int id, QWidget* control)
     if (!m_pWidget || !control) return;
     if (!m_pWidget->isAncestorOf(control)) control->setParent(m_pWidget);
     if (!m_Controls.value(id)) m_Controls.insert(id, control);
-    // By this name whoever drives the panels from outside finds the control.
+    // By this name a program that drives the panels from outside finds the control.
     control->setObjectName(QStringLiteral("control%1").arg(id));
     if (auto* button = qobject_cast<QAbstractButton*>(control)) {
         QObject::connect(button, &QAbstractButton::clicked, m_pWidget.data(), [this, id] { Command(id); });

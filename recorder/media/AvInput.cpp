@@ -147,7 +147,7 @@ bool AvInput::IsFile() const
 
 void AvInput::Rewind()
 {
-    CheckAv(av_seek_frame(m_Input.get(), m_Stream, 0, AVSEEK_FLAG_BACKWARD), "begin the source anew");
+    CheckAv(av_seek_frame(m_Input.get(), m_Stream, 0, AVSEEK_FLAG_BACKWARD), "rewind the source");
     avcodec_flush_buffers(m_Decoder.get());
     m_Drained = false;
 }

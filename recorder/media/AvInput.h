@@ -36,7 +36,7 @@ class AvInput
     // Its time stamp in seconds; nothing when the source tells none.
     std::optional<double> Stamp() const;
 
-    // Whether it has an end and can be begun anew: a file, wherever it lies.
+    // Whether it has an end and can be restarted: a file, wherever it lies.
     bool IsFile() const;
     void Rewind();
     // Decodes only pictures that build on no other, for somebody who hardly looks. All come again from the next

@@ -196,7 +196,7 @@ void Channel::Serve(Clock::time_point start)
 bool Channel::LeavesToCamera(ECodec codec, const Turn::For& wanted)
 {
     if (codec != ECodec::H264) return false;
-    // A camera can't be asked for a key picture: until its next one comes they are coded anew.
+    // A camera can't be asked for a key picture: until its next one comes they are re-encoded.
     if (wanted.key || wanted.restart) m_Gate.Rest();
     const PassGate::ETurn turn = m_Gate.Turn(Clock::now());
     if (turn == PassGate::ETurn::Restart && m_Maker) m_Maker->Restart(codec);
@@ -218,7 +218,7 @@ void Channel::CPackets::OnPacket(const AVPacket& packet)
     }
     const h264::Checked checked = m_Check->Check(packet);
     if (m_Channel.m_Gate.Take(checked, m_Channel.m_Setup.stream.checksum, Clock::now()))
-        SaySource(m_Channel.m_Channel, m_Channel.m_Setup.source, "H.264 is coded anew: " + checked.why);
+        SaySource(m_Channel.m_Channel, m_Channel.m_Setup.source, "H.264 is re-encoded: " + checked.why);
 }
 
 // A channel that can't go on says so and ends; the others do not notice.

@@ -27,7 +27,7 @@ class FileSource : public ISource
     void Fail(int64_t picture, const std::string& why);
     // Decodes on until the picture for this time, in seconds since the first that was asked for, is the latest.
     void Advance(double seconds);
-    // The next decoded picture; starts anew at the end.
+    // The next decoded picture; restarts at the end.
     void Next();
 
     std::string m_Spec;

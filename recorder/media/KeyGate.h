@@ -16,7 +16,7 @@ class KeyGate
     KeyGate(int rate, int channel, int channels);
 
     void Want() { m_Wanted = true; }
-    // The stream begins anew with a key picture; one more follows at the channel's place, so that the groups of
+    // The stream restarts with a key picture; one more follows at the channel's place, so that the groups of
     // channels that began together don't go on in step.
     void Restart() { m_Restarted = true; }
     bool Due(int64_t picture) const;

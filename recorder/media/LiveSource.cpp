@@ -83,7 +83,7 @@ void LiveSource::Run()
     } while (Wait(Clock::now() + m_Times.retry));
 }
 
-// Until it ends or fails. A file that lies elsewhere is played at its pace and begun anew.
+// Until it ends or fails. A file that lies elsewhere is played at its pace and restarted.
 void LiveSource::Play(AvInput& input)
 {
     const auto begun = Clock::now();
@@ -110,7 +110,7 @@ void LiveSource::Play(AvInput& input)
     }
 }
 
-// Each key picture decides for those that build on it: were it decoded alone, whoever looks again would wait
+// Each key picture decides for those that build on it: were it decoded alone, the next viewer would wait
 // for one more. A source whose pictures are left out isn't silent, however rare its key pictures are.
 void LiveSource::OnPacket(AvInput& input, const AVPacket& packet)
 {

@@ -38,9 +38,9 @@ struct PassState {
     std::string why;      // what the source has that keeps it from passing
 };
 
-/// Lets through either what a camera sends or what was coded anew, and changes from one to the other at a key
-/// picture only. A camera whose pictures stay out for a while, or go beyond what clients read, is coded anew;
-/// the former passes again from its next IDR picture on, the latter when it was opened anew. From any thread.
+/// Lets through either what a camera sends or what was re-encoded, and changes from one to the other at a key
+/// picture only. A camera whose pictures stay out for a while, or go beyond what clients read, is re-encoded;
+/// the former passes again from its next IDR picture on, the latter when it was reopened. From any thread.
 class PassGate
 {
   public:
@@ -56,14 +56,14 @@ class PassGate
     /// which the source turns out not to pass.
     void Opened();
     bool Take(const h264::Checked& checked, EChecksum checksum, Clock::time_point now);
-    /// Nobody watches: whoever comes begins with what is coded anew.
+    /// Nobody watches: the next client begins with what is re-encoded.
     void Rest();
 
-    /// What the next picture is for whoever codes anew: nothing, while the camera's own pass; the first of a
+    /// What the next picture is for the encoder: nothing, while the camera's own pass; the first of a
     /// stream of its own, after them; or one more.
     enum class ETurn { Leave, Restart, Code };
     ETurn Turn(Clock::time_point now);
-    /// A picture that was coded anew; it is dropped when the camera's own came meanwhile.
+    /// A picture that was re-encoded; it is dropped when the camera's own came meanwhile.
     bool Send(std::shared_ptr<const Coded> coded);
     PassState State() const;
 
@@ -72,7 +72,7 @@ class PassGate
     mutable std::mutex m_Mutex;
     PassState m_State;        // guarded
     bool m_AwaitsKey = true;  // guarded; of the camera's own
-    bool m_Parted = false;  // guarded; clients didn't see the latest that was coded anew, or not as the latest
+    bool m_Parted = false;  // guarded; clients didn't see the latest that was re-encoded, or not as the latest
     Clock::time_point m_Latest;  // guarded; passed
 };
 

@@ -144,7 +144,7 @@ json MakeReport(const ReportInput& input)
                {"too large", h264.tooLarge},
                {"skipped", h264.skipped},
                {"passed", input.channels[i].pass.passed},
-               {"coded anew since", input.channels[i].pass.why}}},
+               {"re-encoded since", input.channels[i].pass.why}}},
              {"sent", {{"pictures", of.pictures}, {"bytes", of.bytes}, {"dropped", of.dropped}}}});
     }
 

@@ -129,7 +129,7 @@ class Server::Channels : public IChannels, public IDirectChannels
         std::array<int, CODECS> direct{};
     };
 
-    // Records are MPEG-4, so a channel that keeps them codes it whoever looks.
+    // Records are MPEG-4, so a channel that keeps them codes it always.
     void Tell(int channel)
     {
         const Watching& watching = m_Watching[static_cast<size_t>(channel)];

@@ -16,7 +16,7 @@ namespace
 // The file's own bytes: its head, and for each picture those around it.
 constexpr int64_t HEAD_BYTES = 4096;
 constexpr int64_t PICTURE_OVERHEAD_BYTES = 64;
-// Of a stamp, about a year: whoever plays the record counts on in nanoseconds.
+// Of a stamp, about a year: playback counts on in nanoseconds.
 constexpr int64_t MAX_STAMP_MS = int64_t{366} * 24 * 3600 * 1000;
 constexpr int MIN_SIDE = 16;
 constexpr int MAX_SIDE = 1920;

@@ -127,7 +127,7 @@ class Store
     std::thread m_Thread;
 };
 
-/// The records in the folder, oldest first, whoever writes there.
+/// The records in the folder, oldest first, those of other processes too.
 std::vector<StoredRecord> ListRecords(const std::string& folder);
 
 }  // namespace recorder

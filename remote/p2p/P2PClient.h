@@ -50,7 +50,7 @@ class CP2PClient : private IP2POutput
     /// Takes back the registration and tells the server and every user that has sent. The user list stays.
     void Logout();
 
-    /// Fetches the list of users anew. True when its end arrived.
+    /// Fetches the list of users again. True when its end arrived.
     bool GetUserList();
 
     /// Punches a path to a listed user. True when the path is proved by an acknowledgement, within 30 s.

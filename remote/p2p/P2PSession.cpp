@@ -81,7 +81,7 @@ std::int32_t CP2PSession::ReceiveMessage(char* name, std::span<std::uint8_t> buf
     CMessageAssembler assembler(buffer);
     while (!IsEnded(cancel)) {
         // oddity: empty-look-keeps-lock. Every look for a message's first datagram takes the receive lock once
-        // more and each message gives it back once, so that whoever had to wait receives alone from then on.
+        // more and each message gives it back once, so that the thread that waited receives alone from then on.
         if (!assembler.IsInside() && !m_ReceiveLock.Lock([&] { return IsEnded(cancel); })) return 0;
         const Packet* const packet = Front();
         if (packet == nullptr) {

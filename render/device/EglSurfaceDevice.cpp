@@ -363,7 +363,7 @@ bool CEglDevice::Present(const CEglBackBuffer& buffer, HWND handle)
         m_State = EDeviceState::Lost;
         return false;
     }
-    if (!swapped) DropWindow(handle);  // made anew with the next frame
+    if (!swapped) DropWindow(handle);  // recreated with the next frame
     return swapped;
 }
 

@@ -59,7 +59,7 @@ struct DeviceCaps {
 struct LockedRect {
     std::int32_t pitch = 0;
     std::uint8_t* bits = nullptr;
-    /// What these very pixels hold, kept with them from lock to lock; whoever writes them tells. Null when the
+    /// What these very pixels hold, kept with them from lock to lock; the writer tells. Null when the
     /// device gives other pixels each time and keeps nothing.
     ConvertHeld* held = nullptr;
 };

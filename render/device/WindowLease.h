@@ -9,7 +9,7 @@
 
 /// The loan of one window to those who draw into it: one for each cell. The window's owner lends it once the X
 /// server knows the window, and takes it back, waiting for the frame in progress, before the window goes. A
-/// window that its toolkit makes anew is lent anew.
+/// window that its toolkit recreates is lent again.
 ///
 /// Made, lent and taken back on the owner's thread.
 class CWindowLease

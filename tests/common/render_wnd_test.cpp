@@ -177,7 +177,7 @@ TEST_F(RenderWndTest, CellLendsTheWindowThatItHas)
         Serve();
         EXPECT_EQ(CWindowHold(window).GetWindow(), cell.windowHandle()->winId()) << floating;
     }
-    EXPECT_NE(cell.windowHandle()->winId(), former) << "the platform made it anew";
+    EXPECT_NE(cell.windowHandle()->winId(), former) << "the platform made it again";
     EXPECT_EQ(CWindowHold(window).GetWindow(), cell.windowHandle()->winId());
     cell.windowHandle()->destroy();
     EXPECT_EQ(CWindowHold(window).GetWindow(), 0U);

@@ -104,8 +104,8 @@ TEST(LogEndTest, WhatIsQueuedAtTheEndIsDroppedAndTheWaitIsBounded)
     EXPECT_EQ(ReadFile(path), "") << "the worker sees wake and stop at once, and stop goes before";
 }
 
-// Ends of the process's own log: each in a child that begins anew, so that the order of what is registered for
-// the end is the test's.
+// Ends of the process's own log: each in a child that starts afresh, so that the order of what is registered
+// for the end is the test's.
 class ProcessLogEnd : public testing::Test
 {
   protected:

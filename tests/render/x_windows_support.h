@@ -14,7 +14,7 @@
 #include "render/device/WindowLease.h"
 #include "tests/render/render_support.h"
 
-/// Windows of the display that the suite runs on, with handles of ours, lent to whoever draws.
+/// Windows of the display that the suite runs on, with handles of ours, lent to the renderer.
 class CXWindows : public CRecordingBackend
 {
   public:

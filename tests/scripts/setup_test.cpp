@@ -85,7 +85,7 @@ TEST_F(SetupTest, EachWordAsksForNoMoreThanItsWork)
     EXPECT_THAT(run, IsSubsetOf(test));
     EXPECT_THAT(test, IsSubsetOf(dev));
     EXPECT_TRUE(std::filesystem::exists(m_Folder.Path("build/packages")))
-        << "what stands configured is done anew";
+        << "what stands configured is done again";
     EXPECT_EQ(Run("everything"), 2);
     EXPECT_THAT(m_strSaid, HasSubstr("scripts/setup run"));
 }

@@ -40,7 +40,7 @@ class CScreen
     /// Letters, digits and what else the keyboard has a key for.
     void Type(const std::string& text);
 
-    /// What is on the screen there, whoever drew it.
+    /// What is on the screen there, by any program.
     QImage Grab(const QRect& area) const;
     QImage Grab() const { return Grab({0, 0, CVirtualDisplay::WIDTH, CVirtualDisplay::HEIGHT}); }
 

@@ -11,7 +11,7 @@ namespace
 {
 
 // A link thread shows pictures while another thread opens the first decoder of the other kind, which chooses
-// the shared kernels anew.
+// the shared kernels again.
 TEST(ConvertThreads, KernelsMayBeChosenWhileOtherThreadsConvert)
 {
     CNoisePicture picture(64, 16);

@@ -1,5 +1,5 @@
 // The streams of tests/data/mpeg4, which scripts/make-test-streams wrote, against the sums of ffmpeg's decode
-// that stand beside them: bit for bit, at every capability step. If a stream was made anew, its sums were too.
+// that stand beside them: bit for bit, at every capability step. If a stream was made again, its sums were too.
 #include <gtest/gtest.h>
 
 #include <string>

@@ -150,7 +150,7 @@ TEST(Socket, SendsAndReceives)
     client.Close();
     client.Close();
     EXPECT_EQ(client.GetHandle(), INVALID_SOCKET);
-    EXPECT_TRUE(client.Create()) << "a closed one may be made anew";
+    EXPECT_TRUE(client.Create()) << "a closed one may be made again";
 }
 
 TEST(Socket, AClosedConnectionIsAnErrorAndNoSignal)
