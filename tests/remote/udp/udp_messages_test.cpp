@@ -301,6 +301,8 @@ TEST(UdpKeyPicture, IsOneWhoseFirstVopIsIntra)
     EXPECT_FALSE(IsKeyPicture(Bytes{0, 0, 1, 0xB6, 0x80}));
     EXPECT_TRUE(IsKeyPicture(Bytes{0, 0, 1, 0x20, 9, 0, 0, 0, 1, 0xB6, 0}));  // behind other headers
     EXPECT_FALSE(IsKeyPicture(Bytes{0, 0, 1, 0xB6}));
+    const Bytes more{0, 0, 1, 0xB6, 0x3F};
+    EXPECT_FALSE(IsKeyPicture(std::span(more).first(4))) << "what lies behind the payload isn't looked at";
     EXPECT_FALSE(IsKeyPicture(Bytes{0, 0, 1, 0x20}));
     EXPECT_FALSE(IsKeyPicture({}));
     const auto stream = EncodeMpeg4({});
