@@ -288,7 +288,6 @@ TEST_F(StoreTest, AKilledRecorderLosesTheLastSecondAtMost)
     }
 }
 
-// Any damage ends in pictures or in none, never in more than what a client's buffer holds.
 // Whoever plays it counts on in nanoseconds.
 TEST_F(StoreTest, AStampBeyondAYearIsTakenForAYear)
 {
@@ -303,6 +302,7 @@ TEST_F(StoreTest, AStampBeyondAYearIsTakenForAYear)
     EXPECT_EQ(pictures[1].at, hours(24) * 366);
 }
 
+// Any damage ends in pictures or in none, never in more than what a client's buffer holds.
 TEST_F(StoreTest, DamagedFilesAreReadAsFarAsTheyGo)
 {
     {
