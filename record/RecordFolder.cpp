@@ -1,8 +1,9 @@
 #include "record/RecordFolder.h"
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdint>
-#include <cstdio>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -52,7 +53,7 @@ bool RemoveOldest(std::vector<RecordRow>& last)
     last = std::move(*records);
     bool removed = false;
     for (const RecordRow& record : last) {
-        if (std::remove(HostPath(record.path).c_str()) != 0) {
+        if (::unlink(HostPath(record.path).c_str()) != 0) {
             LogLine(ELogLevel::Message, FUNCTION,
                     "can't remove file,error = " + std::to_string(static_cast<unsigned>(errno)) + "\n");
             LogLine(ELogLevel::Message, FUNCTION, "Remove File Failed: filename=" + record.path);
@@ -80,8 +81,10 @@ std::string GetFolderName(const std::string& name, std::time_t time)
         if (!choice) return {};
         std::string folder = choice->root;
         // oddity: doubled-backslash. The root ends in a backslash and the folder begins with one.
-        if (!name.empty()) folder += "\\DVR Files\\" + MakeFileName(name) + FormatTime(time, "\\%y-%m-%d\\");
-        if (folder.size() >= PATH_BYTES || !MakeSureDirectoryPathExists(folder)) return {};
+        if (!name.empty()) {
+            folder += "\\DVR Files\\" + MakeFileName(name) + FormatTime(time, "\\%y-%m-%d\\");
+            if (folder.size() >= PATH_BYTES || !MakeSureDirectoryPathExists(folder)) return {};
+        }
         if (choice->room || values.hdfAction != 0) return folder;
         if (!RemoveOldest(last)) return {};
     }
