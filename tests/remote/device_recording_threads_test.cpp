@@ -237,6 +237,18 @@ TEST_F(RecordRows, LengthIsInWholeSecondsFromTheStartToTheStop)
     EXPECT_THAT(Rows("length between 100 and 199"), ElementsAre("1"));
 }
 
+TEST_F(RecordRows, NamedRecordingBehindAnAutomaticOneWritesNoRowAndKeepsWhatWasSaved)
+{
+    Record(5);
+    ASSERT_EQ(Rows().size(), 1U);
+    const std::string saved = m_Device.GetState()->m_strSavedFile;
+    ASSERT_TRUE(m_Device.StartRecording(13, 176, 144, 9, m_Folder.System("a.avi")));
+    EXPECT_EQ(m_Device.GetState()->m_strSavedFile, saved);
+    EXPECT_EQ(m_Device.GetState()->m_iSavedType, 5);
+    EXPECT_TRUE(m_Device.StopRecording());
+    EXPECT_EQ(Rows().size(), 1U);
+}
+
 TEST_F(RecordRows, LinkRecordingsAndDestroyedDevicesWriteNone)
 {
     const auto link = MakeDevice();
