@@ -110,6 +110,18 @@ TEST_F(StoreTest, GivesBackEveryPictureWithItsTime)
     EXPECT_THAT(store.PathOf(-1), IsEmpty());
 }
 
+TEST_F(StoreTest, FolderWithAColonIsAFolder)
+{
+    const CTestCurrentFolder inside(m_Folder.Path());
+    StoreSetup setup = Setup();
+    setup.folder = "tcp:127.0.0.1:9";
+    Store store(setup);
+    Keep(store, 1);
+    store.Sync();
+    ASSERT_THAT(store.Records(), SizeIs(1));
+    ExpectGroups(Read(store.PathOf(1)), 25);
+}
+
 TEST_F(StoreTest, RecordsBeginWithAKeyPicture)
 {
     Store store(Setup());
