@@ -1,10 +1,11 @@
-// No picture of the H.264 decoder takes memory.
+// What memory the H.264 decoder takes: all of it when it is opened.
 #include <gtest/gtest.h>
 
 #include <vector>
 
 #include "codec/codec_memory.h"
 #include "tests/codec/c264/c264_fed_support.h"
+#include "tests/codec/c264/c264_handmade_support.h"
 #include "tests/support/h264_random.h"
 #include "tests/support/h264_streams.h"
 #include "tests/support/h264_writer.h"
@@ -36,6 +37,30 @@ TEST(C264Memory, NoPictureTakesMemoryInEitherCoder)
             ASSERT_TRUE(frame && frame->data[0]);
             EXPECT_EQ(codec_memory_in_use(), held);
         }
+    }
+}
+
+TEST(C264Memory, OpenedDecoderOf1080LinesHoldsUnder24MBAndDecodingTakesNoMore)
+{
+    const size_t before = codec_memory_in_use();
+    {
+        C264Fed fed(1920, 1088);
+        const size_t held = codec_memory_in_use() - before;
+        EXPECT_LT(held, size_t{24} * 1000 * 1000);
+        fed.FeedSlice(C264Flats({1, 0, 0, 0}));
+        EXPECT_EQ(codec_memory_in_use() - before, held);
+    }
+    EXPECT_EQ(codec_memory_in_use(), before);
+}
+
+TEST(C264Memory, OpenWithoutMemoryFailsAndGivesAllBack)
+{
+    const size_t before = codec_memory_in_use();
+    for (int granted = 0; granted < 2; ++granted) {
+        codec_fail_allocations_after(granted);
+        EXPECT_EQ(c264_open(32, 32, 0), nullptr) << granted;
+        codec_fail_allocations_after(-1);
+        EXPECT_EQ(codec_memory_in_use(), before) << granted;
     }
 }
 }  // namespace
