@@ -182,4 +182,46 @@ TEST(C264Slice, VectorsFarBeyondTheBorderReadTheEdge)
         }
     }
 }
+
+/// The U sample above a slice that begins in the second row, filtered across that edge, when the row above was
+/// decoded with one chroma offset and the slice comes with another.
+///   level   of the slice's only coefficient, in its U block: the edge is a step of 50 either way
+int ChromaAboveTheSlice(int offsetAbove, int offset, int level)
+{
+    H264Sequence sequence;
+    sequence.parameters = C264HandmadeParameters();
+    sequence.parameters.height_mbs = 2;
+    sequence.parameters.chroma_qp_index_offset = offsetAbove;
+    H264Macroblock mb;
+    mb.type = EH264Mb::I16x16;
+    mb.intra16x16_mode = 2;
+    mb.cbp_chroma = 1;
+    mb.chroma_dc[0][0] = 9;
+    mb.qp = 51;
+    H264Picture picture;
+    picture.header.slice_qp = 51;
+    picture.header.disable_deblocking_filter_idc = 1;
+    picture.mbs = {mb, mb};
+    sequence.pictures = {picture, picture};
+    C264Fed fed(16, 32);
+    for (const H264Packet& packet : WriteH264(sequence, false))
+        fed.Feed(packet);
+    const auto above = [&] { return int{fed.Picture.plane[1][7 * fed.Picture.stride[1] + 4]}; };
+    EXPECT_EQ(above(), 191);
+
+    H264Parameters parameters = sequence.parameters;
+    parameters.chroma_qp_index_offset = offset;
+    CH264Bits bits = C264SliceStart({.first_mb = 1, .qp = 51, .disable_deblocking_filter_idc = 0});
+    bits.Ue(7).Ue(0).Se(0).Code("1");  // intra 16x16, DC, U and V with DC levels; no luma
+    bits.Code("000111").Bits(1, 2 * level - 3).Code("1").Code("01");  // one level in U, none in V
+    fed.Feed(C264Joined({C264PpsUnit(parameters), C264SliceUnit(bits)}));
+    EXPECT_NEAR(fed.Picture.plane[1][12 * fed.Picture.stride[1] + 4], 141, 1);
+    return above();
+}
+
+TEST(C264Slice, ChromaAboveASliceThatBeginsLowerIsFilteredByTheOffsetOfTheSlice)
+{
+    EXPECT_NE(ChromaAboveTheSlice(12, 12, 2), 191) << "a threshold of 71";
+    EXPECT_EQ(ChromaAboveTheSlice(12, -12, 3), 191) << "a threshold of 45";
+}
 }  // namespace
