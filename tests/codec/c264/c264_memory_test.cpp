@@ -1,6 +1,7 @@
 // What memory the H.264 decoder takes: all of it when it is opened.
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <vector>
 
 #include "codec/codec_memory.h"
@@ -62,5 +63,21 @@ TEST(C264Memory, OpenWithoutMemoryFailsAndGivesAllBack)
         codec_fail_allocations_after(-1);
         EXPECT_EQ(codec_memory_in_use(), before) << granted;
     }
+}
+
+TEST(C264Memory, SizesThatNoPictureHasAreRefusedBeforeAnyIsTaken)
+{
+    constexpr int32_t MOST = std::numeric_limits<int32_t>::max();
+    const codec_report_fn report = codec_set_report([](const char*) {});
+    const size_t before = codec_memory_in_use();
+    for (const H264Size& size : {H264Size{0, MOST}, {MOST, 0}, {MOST, MOST}, {0, MOST / 2}, {0x400000, 1}}) {
+        EXPECT_EQ(c264_open(size.width, size.height, 0), nullptr) << size.width << "x" << size.height;
+        EXPECT_EQ(codec_memory_in_use(), before);
+    }
+    // the wrapper says so with its first picture
+    CC264Decoder decoder(0, MOST);
+    const uint8_t data[8] = {0, 0, 0, 1, 0x67, 1, 2, 3};
+    EXPECT_EQ(decoder.Decode(data, sizeof data), nullptr);
+    codec_set_report(report);
 }
 }  // namespace
