@@ -67,7 +67,7 @@ TEST(C264SliceEnd, StaleMacroblockIsIntendedToLastForMoreMacroblocksThanTheRange
 
 /// The first row of samples of three macroblocks, the first of which is all that the slice has: a predicted one
 /// with a coefficient beside its right edge.
-std::vector<int> RowOfStaleCoefficients(bool filtered)
+std::vector<int> RowOfStaleCoefficients(EH264Mb type, bool filtered)
 {
     H264Sequence sequence;
     sequence.parameters = C264HandmadeParameters();
@@ -84,7 +84,7 @@ std::vector<int> RowOfStaleCoefficients(bool filtered)
     picture.header.idr = false;
     picture.header.disable_deblocking_filter_idc = filtered ? 0 : 1;
     mb = {};
-    mb.type = EH264Mb::P16x16;
+    mb.type = type;
     mb.cbp_luma = 2;
     mb.luma[3][1] = 1;
     mb.qp = 30;
@@ -102,15 +102,18 @@ std::vector<int> RowOfStaleCoefficients(bool filtered)
 // oddity: stale-macroblock
 TEST(C264SliceEnd, StaleMacroblockIsIntendedToCountAsOneWithoutCoefficients)
 {
-    const std::vector<int> unfiltered = RowOfStaleCoefficients(false);
-    const std::vector<int> filtered = RowOfStaleCoefficients(true);
     const auto part = [](const std::vector<int>& row, int from, int to) {
         return std::vector(row.begin() + from, row.begin() + to);
     };
-    ASSERT_NE(unfiltered[15], 128);
-    EXPECT_EQ(part(unfiltered, 0, 16), part(unfiltered, 16, 32)) << "the residual is added once more";
-    EXPECT_NE(part(filtered, 13, 16), part(unfiltered, 13, 16)) << "the edge of the one that was read";
-    EXPECT_EQ(part(filtered, 20, 48), part(unfiltered, 20, 48)) << "no edge beside stale coefficients";
+    for (const EH264Mb type : {EH264Mb::P16x16, EH264Mb::P16x8, EH264Mb::P8x16}) {
+        SCOPED_TRACE(static_cast<int>(type));
+        const std::vector<int> unfiltered = RowOfStaleCoefficients(type, false);
+        const std::vector<int> filtered = RowOfStaleCoefficients(type, true);
+        ASSERT_NE(unfiltered[15], 128);
+        EXPECT_EQ(part(unfiltered, 0, 16), part(unfiltered, 16, 32)) << "the residual is added once more";
+        EXPECT_NE(part(filtered, 13, 16), part(unfiltered, 13, 16)) << "the edge of the one that was read";
+        EXPECT_EQ(part(filtered, 20, 48), part(unfiltered, 20, 48)) << "no edge beside stale coefficients";
+    }
 }
 
 TEST(C264SliceEnd, SliceThatGoesOnBeyondThePictureIsWarnedOf)
@@ -136,18 +139,25 @@ TEST(C264SliceEnd, SliceThatGoesOnBeyondThePictureIsWarnedOf)
 
 TEST(C264SliceEnd, SkipRunBeyondTheEndIsNotCarriedOver)
 {
-    C264Fed fed(32, 32);
-    C264FeedColumns(&fed);
-    fed.FeedSlice(C264AllSkipped(1000000));
-    EXPECT_EQ(fed.Middle(1, 1), 134);
-    CH264Bits bits = C264SliceStart({.type = 0});
-    bits.Ue(0);
-    C264Flat(&bits, 1, 5);
-    bits.Ue(3);
-    fed.FeedSlice(bits);
-    EXPECT_EQ(fed.Middle(0, 0), 132) << "a coded macroblock: 128 and a step";
-    EXPECT_EQ(fed.Luma(1, 1), 132);
-    EXPECT_EQ(fed.Middle(1, 0), 136);
+    for (const uint32_t run : {1000000u, 0xFFFFFFFEu}) {
+        SCOPED_TRACE(run);
+        C264Fed fed(32, 32);
+        C264FeedColumns(&fed);
+        CH264Bits skipped = C264AllSkipped(run);
+        C264Moved(&skipped, 64, 0);  // isn't reached
+        fed.FeedSlice(skipped);
+        EXPECT_EQ(fed.Middle(0, 0), 132);
+        EXPECT_EQ(fed.Middle(1, 0), 136);
+        EXPECT_EQ(fed.Middle(1, 1), 134);
+        CH264Bits bits = C264SliceStart({.type = 0});
+        bits.Ue(0);
+        C264Flat(&bits, -1, 5);
+        bits.Ue(3);
+        fed.FeedSlice(bits);
+        EXPECT_EQ(fed.Middle(0, 0), 124) << "a coded macroblock: 128 less a step";
+        EXPECT_EQ(fed.Luma(1, 1), 124);
+        EXPECT_EQ(fed.Middle(1, 0), 136);
+    }
 }
 
 // oddity: golomb-too-long
@@ -176,6 +186,25 @@ TEST(C264SliceEnd, UnitThatEndsInTheMiddleGoesOnWithZeros)
     // zeros: no skip run, 16x16 with no difference, nothing coded
     EXPECT_EQ(fed.Middle(0, 0), 132);
     EXPECT_EQ(fed.Middle(1, 1), 134);
+}
+
+TEST(C264SliceEnd, UnitThatEndsBeforeTheResidualGoesOnWithZerosThroughAllOfIt)
+{
+    const auto decode = [](bool behindAnother) {
+        C264Fed fed(32, 32);
+        C264FeedColumns(&fed);
+        if (behindAnother) fed.Feed(C264Unit(9, std::vector<uint8_t>(400, 0x55)));
+        CH264Bits bits = C264SliceStart({.type = 0});
+        bits.Ue(0).Ue(0).Se(64).Se(0).Ue(12);  // moved, and all of its blocks coded
+        bits.AlignWith(false);
+        fed.Feed(C264Unit(UNIT_SLICE, bits.Bytes()));
+        EXPECT_EQ(fed.iGot, 1);
+        std::vector<int> samples;
+        for (int i = 0; i < 32 * 32; ++i)
+            samples.push_back(fed.Luma(i % 32, i / 32));
+        return samples;
+    };
+    EXPECT_EQ(decode(true), decode(false));
 }
 
 TEST(C264SliceEnd, UnitThatEndsEarlyInALargePictureGoesOnWithZerosToItsEnd)

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/codec/c264/c264_handmade_support.h"
+#include "tests/support/h264_cabac_engine.h"
 
 namespace
 {
@@ -58,15 +59,17 @@ TEST(C264Unread, PcmUnreadIsIntendedToHaveNoVectorsOfTheMacroblockBefore)
 
 TEST(C264Unread, PcmInAnArithmeticSliceReadsNothingEither)
 {
-    // the bins of mb_type I_PCM: one that isn't intra 4x4, and the terminating one
     H264Parameters parameters = C264HandmadeParameters();
     parameters.entropy_coding_mode = true;
-    C264Fed fed(16, 16);
+    C264Fed fed(32, 16);
     CH264Bits bits = C264SliceStart({});
-    bits.AlignWith(true).Bits(0xFFFFFFFF, 32).Bits(0xFFFFFFFF, 32);
+    CH264CabacEngine engine(H264_CONTEXT_START_I, 40, &bits.AlignWith(true));
+    engine.Decision(3, true);  // mb_type I_PCM: not intra 4x4, and the terminating bin
+    engine.Terminate(true);
     fed.Feed(
         C264Joined({C264SpsUnit(parameters), C264PpsUnit(parameters), C264Unit(UNIT_SLICE, bits.Bytes())}));
     EXPECT_EQ(fed.iGot, 1);
+    EXPECT_EQ(fed.Middle(0, 0), C264_BLACK) << "painted nothing";
 }
 
 // oddity: type-beyond-table
@@ -121,5 +124,40 @@ TEST(C264Unread, TypeBeyondTableIsIntendedToLeaveNoVectorOfTheMacroblockBefore)
     C264Moved(&bits, 0, 0);  // predicted from the one on its left alone
     fed.FeedSlice(bits);
     EXPECT_EQ(fed.Middle(2, 0), 140) << "a vector of zero";
+}
+
+// oddity: type-beyond-table
+TEST(C264Unread, TypeBeyondTableIsIntendedToBeNoPatternAtAll)
+{
+    for (const uint32_t code : {48u, 1000u}) {
+        SCOPED_TRACE(code);
+        C264Fed fed(32, 32);
+        C264FeedColumns(&fed);
+        CH264Bits bits = C264SliceStart({.type = 0});
+        bits.Ue(0).Ue(0).Se(64).Se(0).Ue(code);  // moved; a coded_block_pattern that isn't one: no residual
+        C264Moved(&bits, -64, 0);                // as predicted from the one on its left: no vector
+        bits.Ue(2);
+        fed.FeedSlice(bits);
+        EXPECT_EQ(fed.Middle(0, 0), 136);
+        EXPECT_EQ(fed.Middle(1, 0), 136);
+        EXPECT_EQ(fed.Middle(0, 1), 132);
+    }
+}
+
+// oddity: type-beyond-table
+TEST(C264Unread, TypeBeyondTableIsIntendedToBeAnotherKernelForChromaModes)
+{
+    for (const uint32_t mode : {0u, 4u, 5u, 12u, 15u, 16u, 1000u}) {
+        SCOPED_TRACE(mode);
+        CH264Bits bits = C264SliceStart({});
+        bits.Ue(7).Ue(0).Se(0).Code("1");                      // intra 16x16, DC, with chroma DC levels
+        bits.Code("000111").Code("001").Code("1").Code("01");  // one of 3 in U
+        bits.Ue(3).Ue(mode).Se(0).Code("1");
+        C264Fed fed(32, 16);
+        fed.FeedSlice(bits);
+        const uint8_t* const row = fed.Picture.plane[1];
+        EXPECT_GT(row[4], 128);
+        EXPECT_EQ(row[12], mode <= 4 ? row[4] : 128) << "DC of the left neighbour, or the constant";
+    }
 }
 }  // namespace
