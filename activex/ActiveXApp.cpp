@@ -16,13 +16,13 @@
 namespace
 {
 
-const char g_Module = 0;  // its address stands for the module
+const char MODULE_MARK = 0;  // its address stands for the module
 
 // The file that the module was loaded from; null when the loader doesn't tell.
 const char* LoadedFile()
 {
     Dl_info info{};
-    return dladdr(&g_Module, &info) != 0 ? info.dli_fname : nullptr;
+    return dladdr(&MODULE_MARK, &info) != 0 ? info.dli_fname : nullptr;
 }
 
 }  // namespace
@@ -38,14 +38,14 @@ bool CActiveXApp::InitInstance()
 {
     RegisterRemoteClasses();  // the model's own classes register with the archives
     m_iSkinStarted = 0;
-    if (m_Skin.Start(&g_Module, 0, 0) == 0) return false;
+    if (m_Skin.start(&MODULE_MARK, 0, 0) == 0) return false;
     m_iSkinStarted = 1;
-    return m_Skin.Load(GetModuleDirectory() + "config\\skin.smf") != 0;
+    return m_Skin.load(GetModuleDirectory() + "config\\skin.smf") != 0;
 }
 
 std::int32_t CActiveXApp::ExitInstance()
 {
-    if (m_iSkinStarted != 0) m_Skin.Stop();
+    if (m_iSkinStarted != 0) m_Skin.stop();
     m_iSkinStarted = 0;
     m_bStarted = false;
     return 0;

@@ -8,9 +8,9 @@
 
 /// What the module starts and stops of the skin library; a test puts its own in.
 struct SkinCalls {
-    std::function<std::int32_t(const void* module, std::intptr_t, std::intptr_t)> Start;
-    std::function<std::int32_t(const std::string& path)> Load;
-    std::function<void()> Stop;
+    std::function<std::int32_t(const void* module, std::intptr_t, std::intptr_t)> start;
+    std::function<std::int32_t(const std::string& path)> load;
+    std::function<void()> stop;
 };
 
 /// The skin library's own calls.

@@ -46,9 +46,9 @@ class CMainDialog : public CDialog, public CObserver
     /// Ends the process when the grid can't be built; a test puts its own here.
     using EXIT = void (*)(int code);
     /// Starts the socket layer for a version and gives 0; a test's own may refuse.
-    using SOCKET_START = int (*)(std::uint16_t version);
-    explicit CMainDialog(CLogonRemoteDlg::STATION_FACTORY stations = MakeStation, EXIT exit = nullptr,
-                         SOCKET_START startSockets = WSAStartup);
+    using SocketStart = int (*)(std::uint16_t version);
+    explicit CMainDialog(CLogonRemoteDlg::StationFactory stations = MakeStation, EXIT exit = nullptr,
+                         SocketStart startSockets = WSAStartup);
     /// The kind of station that the logon panel builds.
     static std::unique_ptr<CRemoteStation> MakeStation();
     ~CMainDialog() override;
@@ -103,5 +103,5 @@ class CMainDialog : public CDialog, public CObserver
     bool m_bSocketsStarted = false;
     std::atomic<HWND> m_hSelf{HWND::Null};  // for Update, on link threads
     EXIT m_pExit;
-    SOCKET_START m_pStartSockets;
+    SocketStart m_pStartSockets;
 };

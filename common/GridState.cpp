@@ -57,8 +57,8 @@ std::int32_t CGridState::FindLayoutFor(std::int32_t cells) const
 
 std::int32_t CGridState::GetLastPage() const
 {
-    const auto on_page = static_cast<std::int32_t>(GetRects().size());
-    return on_page > 0 ? (m_iCells - 1 + on_page) / on_page - 1 : 0;
+    const auto onPage = static_cast<std::int32_t>(GetRects().size());
+    return onPage > 0 ? (m_iCells - 1 + onPage) / onPage - 1 : 0;
 }
 
 void CGridState::NextPage()

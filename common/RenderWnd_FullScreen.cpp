@@ -47,8 +47,8 @@ void CRenderWnd::EnterFullScreen()
     QWidget* const outer = m_pParent->window();
     m_SavedPlacement = outer->normalGeometry();
     m_SavedState = outer->windowState();
-    const QScreen* const shown_on = screen() != nullptr ? screen() : QGuiApplication::primaryScreen();
-    const QSize size = shown_on->size();
+    const QScreen* const shownOn = screen() != nullptr ? screen() : QGuiApplication::primaryScreen();
+    const QSize size = shownOn->size();
     m_WindowScaleX = Quotient(size.width(), m_Rect.right - m_Rect.left);
     m_WindowScaleY = Quotient(size.height(), m_Rect.bottom - m_Rect.top);
     const RECT whole = m_State.GetYardstick();
@@ -59,7 +59,7 @@ void CRenderWnd::EnterFullScreen()
         clearFocus();  // the toolkit would leave it noted in a window that no longer holds this one
         m_SavedFlags = windowFlags();
         setParent(nullptr, Qt::Window | Qt::FramelessWindowHint);
-        setGeometry(shown_on->geometry());
+        setGeometry(shownOn->geometry());
         showFullScreen();
     } else {
         for (QWidget* sibling : GetSiblings())
@@ -128,7 +128,7 @@ void CRenderWnd::SetCellFloating(CRenderCell& cell, bool floating)
 {
     if (cell.isWindow() == floating) return;
     const QSize size = cell.size();
-    const QPoint on_screen = cell.mapToGlobal(QPoint(0, 0));
+    const QPoint onScreen = cell.mapToGlobal(QPoint(0, 0));
     cell.setParent(this, floating ? Qt::Window | Qt::WindowStaysOnTopHint : Qt::Widget);
-    cell.setGeometry(QRect(floating ? on_screen : mapFromGlobal(on_screen), size));
+    cell.setGeometry(QRect(floating ? onScreen : mapFromGlobal(onScreen), size));
 }

@@ -91,10 +91,10 @@ void CRenderWnd::OnDoubleClick(HWND window)
 void CRenderWnd::MoveFocus(int dx, int dy)
 {
     const auto& rects = m_State.GetRects();
-    const auto on_page = static_cast<std::int32_t>(rects.size());
-    const std::int32_t first = on_page * m_State.GetPage();
+    const auto onPage = static_cast<std::int32_t>(rects.size());
+    const std::int32_t first = onPage * m_State.GetPage();
     const std::int32_t focus = m_State.GetFocus();
-    if (focus < first || focus >= first + on_page) {
+    if (focus < first || focus >= first + onPage) {
         if (first < m_State.GetCellCount())
             SendMessageA(Handle(), GRID_MESSAGE_SELECT,
                          static_cast<WPARAM>(m_Cells[static_cast<std::size_t>(first)]->Handle()),
@@ -107,7 +107,7 @@ void CRenderWnd::MoveFocus(int dx, int dy)
     };
     std::int32_t nearest = -1;
     int least = std::numeric_limits<int>::max();
-    for (std::int32_t i = 0; i < on_page && first + i < m_State.GetCellCount(); ++i) {
+    for (std::int32_t i = 0; i < onPage && first + i < m_State.GetCellCount(); ++i) {
         const QPoint way = middle(i) - middle(focus - first);
         const int along = way.x() * dx + way.y() * dy;
         const int across = std::abs(way.x() * dy) + std::abs(way.y() * dx);

@@ -97,8 +97,8 @@ QString ChooseModule(const QString& named, QString& message)
     bool living = false;
     QString registered = FindRegistered(living);
     const QString own = FindOwn();
-    const bool use_registered = named.isEmpty() && living && !QFileInfo(own).isFile();
-    if (use_registered) return registered;
+    const bool useRegistered = named.isEmpty() && living && !QFileInfo(own).isFile();
+    if (useRegistered) return registered;
     QString path = named.isEmpty() ? own : named;
     if (!living && !Register(path, message)) path.clear();
     return path;
@@ -138,11 +138,11 @@ CComPtr<IControlWindow> LoadControl(const QString& module, QString& message)
 {
     const QString path = ChooseModule(module, message);
     if (path.isEmpty()) return {};
-    const auto get_class_object = FindEntry<DLLGETCLASSOBJECT>(path, "DllGetClassObject", message);
-    if (get_class_object == nullptr) return {};
+    const auto getClassObject = FindEntry<DLLGETCLASSOBJECT>(path, "DllGetClassObject", message);
+    if (getClassObject == nullptr) return {};
     CComPtr<IClassFactory> factory;
     HRESULT result = factory.Receive(
-        [&](void** object) { return get_class_object(CLSID_ActiveXCtrl, IClassFactory::IID, object); });
+        [&](void** object) { return getClassObject(CLSID_ActiveXCtrl, IClassFactory::IID, object); });
     CComPtr<IControlWindow> control;
     if (SUCCEEDED(result)) result = control.Create(*factory);
     if (FAILED(result))

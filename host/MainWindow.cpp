@@ -63,8 +63,8 @@ CMainWindow::~CMainWindow()
     if (m_Control) {
         m_Control->DestroyControlWindow();
         m_Control->SetClientSite(nullptr);
-        CComPtr<IControlMessages> has_messages;
-        if (SUCCEEDED(has_messages.Query(*m_Control))) has_messages->SetMessageSink(nullptr);
+        CComPtr<IControlMessages> hasMessages;
+        if (SUCCEEDED(hasMessages.Query(*m_Control))) hasMessages->SetMessageSink(nullptr);
         m_Control.Reset();
     }
     m_pSite->Release();
@@ -73,12 +73,11 @@ CMainWindow::~CMainWindow()
 bool CMainWindow::Embed(CComPtr<IControlWindow> control, const QString& profile, IMessageSink* messages)
 {
     m_Control = std::move(control);
-    CComPtr<IControlMessages> has_messages;
-    if (messages != nullptr && SUCCEEDED(has_messages.Query(*m_Control)))
-        has_messages->SetMessageSink(messages);
-    CComPtr<IControlProfile> has_profile;
-    if (profile == QLatin1String("operator") && SUCCEEDED(has_profile.Query(*m_Control)))
-        has_profile->SetProfile(profile.toStdString());
+    CComPtr<IControlMessages> hasMessages;
+    if (messages != nullptr && SUCCEEDED(hasMessages.Query(*m_Control))) hasMessages->SetMessageSink(messages);
+    CComPtr<IControlProfile> hasProfile;
+    if (profile == QLatin1String("operator") && SUCCEEDED(hasProfile.Query(*m_Control)))
+        hasProfile->SetProfile(profile.toStdString());
     m_Control->SetClientSite(m_pSite);
     if (FAILED(m_Control->CreateControlWindow(m_pFrame))) return false;
     m_Control->SetBounds(0, 0, m_pFrame->width(), m_pFrame->height());
@@ -134,15 +133,15 @@ void CMainWindow::SavePlace() const
 
 QByteArray CMainWindow::TakeScreenshot() const
 {
-    QScreen* shown_on = screen();
+    QScreen* shownOn = screen();
     QRect place = frameGeometry();
     for (const QWidget* const window : QApplication::topLevelWidgets()) {
         if (!window->isVisible() || !window->isFullScreen()) continue;
-        shown_on = window->screen();
-        place = shown_on->geometry();
+        shownOn = window->screen();
+        place = shownOn->geometry();
     }
-    place = place.intersected(shown_on->geometry()).translated(-shown_on->geometry().topLeft());
-    const QPixmap picture = shown_on->grabWindow(0, place.x(), place.y(), place.width(), place.height());
+    place = place.intersected(shownOn->geometry()).translated(-shownOn->geometry().topLeft());
+    const QPixmap picture = shownOn->grabWindow(0, place.x(), place.y(), place.width(), place.height());
     QByteArray file;
     QBuffer buffer(&file);
     if (picture.isNull() || !picture.save(&buffer, "PNG")) return {};

@@ -36,9 +36,9 @@ EParsed ParseOptions(const QStringList& arguments, Options& options, QString& me
         "What the control is asked for: operator (the default) with what is newer, "
         "or classic. A profile in config/system.ini goes before.",
         "classic|operator");
-    const QCommandLineOption register_("register",
-                                       "Registers the module for all programs of the user, and ends.");
-    const QCommandLineOption unregister("unregister", "Takes the module's registration out, and ends.");
+    const QCommandLineOption registerModule("register",
+                                            "Registers the module for all programs of the user, and ends.");
+    const QCommandLineOption unregisterModule("unregister", "Takes the module's registration out, and ends.");
     const QCommandLineOption seconds("seconds", "Closes the window after S seconds.", "S");
     const QCommandLineOption screenshot(
         "screenshot", "Writes the window as it is on the screen, just before the end.", "FILE.png");
@@ -46,11 +46,11 @@ EParsed ParseOptions(const QStringList& arguments, Options& options, QString& me
     const QCommandLineOption open("open", "Opens these channels after the logon, counted from 1, or all.",
                                   "all|N,N,...");
     const QCommandLineOption layout("layout", "Chooses the arrangement of that many cells.", "CELLS");
-    const QCommandLineOption full_screen("full-screen", "Shows the wall in full screen.");
+    const QCommandLineOption fullScreen("full-screen", "Shows the wall in full screen.");
     const QCommandLineOption report("report", "Writes what the channels did, as JSON, at the end.",
                                     "FILE.json");
-    parser.addOptions({help, version, home, module, profile, register_, unregister, logon, open, layout,
-                       full_screen, seconds, screenshot, report});
+    parser.addOptions({help, version, home, module, profile, registerModule, unregisterModule, logon, open,
+                       layout, fullScreen, seconds, screenshot, report});
     if (!parser.parse(arguments)) {
         message = parser.errorText();
         return EParsed::Wrong;
@@ -77,10 +77,10 @@ EParsed ParseOptions(const QStringList& arguments, Options& options, QString& me
     options.screenshot = parser.value(screenshot);
     options.logon = parser.value(logon);
     options.report = parser.value(report);
-    options.fullScreen = parser.isSet(full_screen);
-    if (parser.isSet(profile)) options.m_strProfile = parser.value(profile);
-    if (options.m_strProfile != QLatin1String("classic") && options.m_strProfile != QLatin1String("operator")) {
-        message = QStringLiteral("--profile takes classic or operator, not '%1'").arg(options.m_strProfile);
+    options.fullScreen = parser.isSet(fullScreen);
+    if (parser.isSet(profile)) options.profile = parser.value(profile);
+    if (options.profile != QLatin1String("classic") && options.profile != QLatin1String("operator")) {
+        message = QStringLiteral("--profile takes classic or operator, not '%1'").arg(options.profile);
         return EParsed::Wrong;
     }
     if (parser.isSet(open) && !ParseChannels(parser.value(open), options)) {
@@ -109,10 +109,10 @@ EParsed ParseOptions(const QStringList& arguments, Options& options, QString& me
             return EParsed::Wrong;
         }
     }
-    if (parser.isSet(register_) && parser.isSet(unregister)) {
+    if (parser.isSet(registerModule) && parser.isSet(unregisterModule)) {
         message = QStringLiteral("--register and --unregister are the opposite of each other");
         return EParsed::Wrong;
     }
-    if (parser.isSet(register_)) return EParsed::Register;
-    return parser.isSet(unregister) ? EParsed::Unregister : EParsed::Run;
+    if (parser.isSet(registerModule)) return EParsed::Register;
+    return parser.isSet(unregisterModule) ? EParsed::Unregister : EParsed::Run;
 }

@@ -8,10 +8,9 @@
 struct Options {
     QString home;    // module directory for this run; empty: by the rules of the platform layer
     QString module;  // module to use; empty: the program's own
-    QString m_strProfile =
-        QStringLiteral("operator");  // that the control is asked for; "classic": it isn't asked
-    QString screenshot;              // PNG file, taken just before the end; empty: none
-    int seconds = 0;                 // 0: until the window is closed
+    QString profile = QStringLiteral("operator");  // that the control is asked for; "classic": it isn't asked
+    QString screenshot;                            // PNG file, taken just before the end; empty: none
+    int seconds = 0;                               // 0: until the window is closed
     bool fullScreen = false;
     QString logon;         // net id; empty: nobody logs on
     bool openAll = false;  // every channel of the station

@@ -38,11 +38,11 @@ void PressKey(QWidget& target, int key, const QString& text = {})
 
 void Click(QWidget& target, const QPoint& place)
 {
-    const QPointF on_screen = target.mapToGlobal(place);
-    QMouseEvent press(QEvent::MouseButtonPress, place, on_screen, Qt::LeftButton, Qt::LeftButton,
+    const QPointF onScreen = target.mapToGlobal(place);
+    QMouseEvent press(QEvent::MouseButtonPress, place, onScreen, Qt::LeftButton, Qt::LeftButton,
                       Qt::NoModifier);
     QApplication::sendEvent(&target, &press);
-    QMouseEvent release(QEvent::MouseButtonRelease, place, on_screen, Qt::LeftButton, Qt::NoButton,
+    QMouseEvent release(QEvent::MouseButtonRelease, place, onScreen, Qt::LeftButton, Qt::NoButton,
                         Qt::NoModifier);
     QApplication::sendEvent(&target, &release);
 }

@@ -144,7 +144,7 @@ void EndWithoutDisplay()
     std::_Exit(EXIT_NO_DISPLAY);
 }
 
-int Run(const Options& options, const QElapsedTimer& since_start)
+int Run(const Options& options, const QElapsedTimer& sinceStart)
 {
     CFaults faults;
     const QScopeGuard end([] { g_LastWords = {}; });
@@ -158,13 +158,13 @@ int Run(const Options& options, const QElapsedTimer& since_start)
 
     CMessageLines lines;
     auto window = std::make_unique<CMainWindow>();
-    if (!window->Embed(std::move(control), options.m_strProfile, options.IsUnattended() ? &lines : nullptr))
+    if (!window->Embed(std::move(control), options.profile, options.IsUnattended() ? &lines : nullptr))
         return Fail(EXIT_NO_CONTROL,
                     QStringLiteral("The control could not make its window; set WATCHWALL_DEBUG=1 to see why."),
                     options);
     if (qEnvironmentVariableIsSet("WATCHWALL_START_TIME"))
         window->SetShownHandler(
-            [&since_start] { Print(stdout, QString("shown after %1 ms").arg(since_start.elapsed())); });
+            [&sinceStart] { Print(stdout, QString("shown after %1 ms").arg(sinceStart.elapsed())); });
     OnEndRequested([&window] { window->close(); });
     CScriptedOperator scripted(options, *window->GetControlWidget(), nullptr);
     lines.SetScript(&scripted);
@@ -200,8 +200,8 @@ int Run(const Options& options, const QElapsedTimer& since_start)
 
 int main(int argc, char** argv)
 {
-    QElapsedTimer since_start;
-    since_start.start();
+    QElapsedTimer sinceStart;
+    sinceStart.start();
     Options options;
     QString message;
     const EParsed parsed = ReadCommandLine(argc, argv, options, message);
@@ -232,8 +232,8 @@ int main(int argc, char** argv)
     // Cells are X windows: under Wayland they come through its X server.
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "xcb");
     // Outlives the toolkit, which waits for the display to its end.
-    CDisplayWatch watch([&options, &since_start] {
-        const bool over = options.seconds > 0 && since_start.elapsed() > options.seconds * MS_A_SECOND;
+    CDisplayWatch watch([&options, &sinceStart] {
+        const bool over = options.seconds > 0 && sinceStart.elapsed() > options.seconds * MS_A_SECOND;
         return over || IsEndRequested();
     });
     // The toolkit would end the process by a signal.
@@ -250,7 +250,7 @@ int main(int argc, char** argv)
         Print(stderr, "watchwall: no display");
         return EXIT_NO_DISPLAY;
     }
-    const int code = Run(options, since_start);
+    const int code = Run(options, sinceStart);
     StopQtPlatform();
     return watch.HasBroken() ? EXIT_NO_DISPLAY : code;
 }

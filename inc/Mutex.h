@@ -8,13 +8,14 @@
 #include "inc/EntryCheck.h"
 #include "inc/ThreadSafety.h"
 
-/// std::mutex as a lock that clang's analysis and ASSERT_HELD know.
-class CAPABILITY("mutex") CMutex
+/// A mutex of the standard as a lock that clang's analysis and ASSERT_HELD know.
+template <typename MUTEX>
+class CAPABILITY("mutex") CCheckedMutex
 {
   public:
-    constexpr CMutex() = default;
-    CMutex(const CMutex&) = delete;
-    CMutex& operator=(const CMutex&) = delete;
+    constexpr CCheckedMutex() = default;
+    CCheckedMutex(const CCheckedMutex&) = delete;
+    CCheckedMutex& operator=(const CCheckedMutex&) = delete;
 
     // Named as the standard's locks call them.
     void lock() ACQUIRE()
@@ -43,9 +44,11 @@ class CAPABILITY("mutex") CMutex
 
   private:
     friend class CMutexLock;
-    std::mutex m_Mutex;
+    MUTEX m_Mutex;
     [[no_unique_address]] CLockHolder m_Holder;
 };
+
+using CMutex = CCheckedMutex<std::mutex>;
 
 /// Holds a CMutex for the length of a scope, and waits with it for a condition. What a wait asks is asked under
 /// the lock; a lambda says so by REQUIRES behind its parameters.

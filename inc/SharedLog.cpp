@@ -38,9 +38,9 @@ bool IsNewsHere(const char* message)
 
 extern "C" __attribute__((visibility("default"))) const SharedLog* watchwall_shared_log()
 {
-    static constexpr SharedLog shared{sizeof(SharedLog), [] { return CxLog::Find() != nullptr; }, Write, Path,
+    static constexpr SharedLog SHARED{sizeof(SharedLog), [] { return CxLog::Find() != nullptr; }, Write, Path,
                                       IsNewsHere};
-    return &shared;
+    return &SHARED;
 }
 
 const SharedLog* FindSharedLog()

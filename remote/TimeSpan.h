@@ -4,7 +4,7 @@
 
 /// One result of a record search: a recording on the device.
 struct XTimeSpan {
-    std::int32_t m_iRecordID = 0;
-    std::int32_t m_iBegin = 0;  // seconds since midnight
-    std::int32_t m_iEnd = 0;    // seconds since midnight
+    std::int32_t recordId = 0;
+    std::int32_t begin = 0;  // seconds since midnight
+    std::int32_t end = 0;    // seconds since midnight
 };

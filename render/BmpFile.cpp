@@ -26,9 +26,9 @@ void Put32(std::vector<std::uint8_t>& to, std::uint32_t value)
 
 std::vector<std::uint8_t> MakeHeader(std::uint32_t width, std::uint32_t height)
 {
-    const std::uint32_t pixel_bytes = width * height * BYTES_A_PIXEL;
+    const std::uint32_t pixelBytes = width * height * BYTES_A_PIXEL;
     std::vector<std::uint8_t> header{'B', 'M'};
-    Put32(header, HEADER_BYTES + pixel_bytes);
+    Put32(header, HEADER_BYTES + pixelBytes);
     Put32(header, 0);
     Put32(header, HEADER_BYTES);
     Put32(header, INFO_HEADER_BYTES);
@@ -37,7 +37,7 @@ std::vector<std::uint8_t> MakeHeader(std::uint32_t width, std::uint32_t height)
     Put16(header, 1);
     Put16(header, BYTES_A_PIXEL * 8);
     Put32(header, 0);  // uncompressed
-    Put32(header, pixel_bytes);
+    Put32(header, pixelBytes);
     Put32(header, 0);
     Put32(header, 0);
     Put32(header, 0);

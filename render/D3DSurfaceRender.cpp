@@ -19,8 +19,8 @@ namespace
 constexpr std::int32_t FORMAT_BGR0 = 0x23;  // 32-bit pixels: blue, green, red, 0
 
 struct Failure {
-    EDeviceResult m_Result;
-    const char* m_szText;
+    EDeviceResult result;
+    const char* text;
 };
 
 constexpr Failure CREATE_DEVICE_FAILURES[] = {
@@ -33,7 +33,7 @@ constexpr Failure CREATE_DEVICE_FAILURES[] = {
 const char* CreateDeviceText(EDeviceResult result)
 {
     for (const Failure& failure : CREATE_DEVICE_FAILURES) {
-        if (failure.m_Result == result) return failure.m_szText;
+        if (failure.result == result) return failure.text;
     }
     return "CreateDevice failed: Unknown Error";
 }
@@ -77,7 +77,7 @@ class CD3DSurfaceRender::CD3DSurface : public CSurface
     Objects m_Objects GUARDED_BY(m_csObjects);
 };
 
-CD3DSurfaceRender::CD3DSurfaceRender(SURFACE_ADAPTER_FACTORY open) : m_pOpen(std::move(open)) {}
+CD3DSurfaceRender::CD3DSurfaceRender(SurfaceAdapterFactory open) : m_pOpen(std::move(open)) {}
 
 CD3DSurfaceRender::~CD3DSurfaceRender()
 {
@@ -145,7 +145,7 @@ bool CD3DSurfaceRender::CreateDevice(CMessages& messages)
     if (!m_pD3D->GetDeviceCaps(caps)) return fail(CLanguage::GetString("IDS_NoDisplayDriver"));
     m_dwBehaviourFlags |=
         caps.VertexProcessingCaps == 0 ? CREATE_SOFTWARE_VERTEXPROCESSING : CREATE_HARDWARE_VERTEXPROCESSING;
-    m_Parameters = {mode.Width, mode.Height, m_Format, 1, m_hWnd, true, 0};
+    m_Parameters = {mode.width, mode.height, m_Format, 1, m_hWnd, true, 0};
     std::shared_ptr<ISurfaceDevice> device;
     const EDeviceResult result = m_pD3D->CreateDevice(m_hWnd, m_dwBehaviourFlags, m_Parameters, device);
     if (result != EDeviceResult::Ok) return fail(CreateDeviceText(result));
@@ -160,14 +160,14 @@ CSurface* CD3DSurfaceRender::CreateSurface(std::int32_t width, std::int32_t heig
 {
     CMessages messages;
     auto surface = std::make_unique<CD3DSurface>(width, height);
-    CSurface* const handed_out = surface.get();
+    CSurface* const handedOut = surface.get();
     {
         const CAutoLock lock(m_csRender);
         Build(*surface, messages);
         m_Surfaces.push_back(surface.release());
     }
     Show("CD3DSurfaceRender::CreateSurface", messages);
-    return handed_out;
+    return handedOut;
 }
 
 // Builds the three objects for the surface's size, as far as it goes.

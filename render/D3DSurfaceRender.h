@@ -32,7 +32,7 @@ class CD3DSurfaceRender : public CRender
     static constexpr std::uint32_t REMAKE_FRAMES = 256;
 
     /// `open` opens the display adapter at Init and again at each rebuilding.
-    explicit CD3DSurfaceRender(SURFACE_ADAPTER_FACTORY open);
+    explicit CD3DSurfaceRender(SurfaceAdapterFactory open);
     ~CD3DSurfaceRender() override;
 
     std::int32_t Init(HWND window) override;
@@ -65,7 +65,7 @@ class CD3DSurfaceRender : public CRender
     std::shared_ptr<ISurfaceDevice> GetDevice() const;
     void SetDevice(std::shared_ptr<ISurfaceDevice> device);
 
-    const SURFACE_ADAPTER_FACTORY m_pOpen;
+    const SurfaceAdapterFactory m_pOpen;
     CFrameTurns m_Turns;  // before m_csRender
     CCriticalSection m_csRender;
     CDrawingEnd m_End{m_csRender};

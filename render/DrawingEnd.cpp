@@ -35,7 +35,7 @@ void StopDrawing() NO_THREAD_SAFETY_ANALYSIS
     Drawing().lock.lock();
     const auto deadline = std::chrono::steady_clock::now() + FRAME_WAIT;
     for (CCriticalSection* const section : Drawing().all) {
-        while (!section->TryLock() && std::chrono::steady_clock::now() < deadline)
+        while (!section->try_lock() && std::chrono::steady_clock::now() < deadline)
             std::this_thread::sleep_for(LOOK);
     }
 }

@@ -37,14 +37,14 @@ void PaintBox(QPainter& painter, const QRectF& area, const Element& element, con
 void PaintRing(QPainter& painter, const QRectF& area, const Element& element, const Look& look)
 {
     if (look.ring.a == 0) return;
-    constexpr qreal width = 2;
+    constexpr qreal RING_WIDTH = 2;
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing, element.radius > 0);
-    QPen pen(ToQColor(look.ring), width);
+    QPen pen(ToQColor(look.ring), RING_WIDTH);
     pen.setJoinStyle(Qt::MiterJoin);
     painter.setPen(pen);
     painter.setBrush(Qt::NoBrush);
-    const QRectF box = area.adjusted(width / 2, width / 2, -width / 2, -width / 2);
+    const QRectF box = area.adjusted(RING_WIDTH / 2, RING_WIDTH / 2, -RING_WIDTH / 2, -RING_WIDTH / 2);
     const qreal radius = std::min<qreal>(element.radius, std::min(box.width(), box.height()) / 2);
     painter.drawRoundedRect(box, radius, radius);
     painter.restore();
@@ -52,8 +52,8 @@ void PaintRing(QPainter& painter, const QRectF& area, const Element& element, co
 
 void PaintFocus(QPainter& painter, const QRect& area, Color color)
 {
-    constexpr int width = 2;
-    const QRect inside = area.adjusted(width, width, -width, -width);
+    constexpr int FOCUS_WIDTH = 2;
+    const QRect inside = area.adjusted(FOCUS_WIDTH, FOCUS_WIDTH, -FOCUS_WIDTH, -FOCUS_WIDTH);
     for (const QRect& side : QRegion(area).subtracted(inside))
         painter.fillRect(side, ToQColor(color));
 }
@@ -91,12 +91,12 @@ static QPainterPath Outline(const Shape& shape)
 void PaintIcon(QPainter& painter, const QRectF& area, const Icon& icon, const QColor& color)
 {
     if (area.isEmpty()) return;
-    const qreal scale = std::min(area.width() / icon.fWidth, area.height() / icon.fHeight);
+    const qreal scale = std::min(area.width() / icon.width, area.height() / icon.height);
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
     painter.translate(area.center());
     painter.scale(scale, scale);
-    painter.translate(-icon.fWidth / 2, -icon.fHeight / 2);
+    painter.translate(-icon.width / 2, -icon.height / 2);
     for (const Shape& shape : icon.shapes) {
         const bool stroked = shape.fStroke > 0;
         QPen pen(color, shape.fStroke, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
@@ -114,11 +114,11 @@ void PaintArrow(QPainter& painter, const QRectF& area, EArrow direction, const Q
     static constexpr struct {
         qreal x[3];
         qreal y[3];
-    } corners[] = {{{-1, 1, 0}, {0.5, 0.5, -0.5}},
+    } CORNERS[] = {{{-1, 1, 0}, {0.5, 0.5, -0.5}},
                    {{-1, 1, 0}, {-0.5, -0.5, 0.5}},
                    {{0.5, 0.5, -0.5}, {-1, 1, 0}},
                    {{-0.5, -0.5, 0.5}, {-1, 1, 0}}};
-    const auto& corner = corners[static_cast<int>(direction)];
+    const auto& corner = CORNERS[static_cast<int>(direction)];
     QPolygonF triangle;
     for (int i = 0; i < 3; ++i)
         triangle << QPointF(c.x() + corner.x[i] * half, c.y() + corner.y[i] * half);

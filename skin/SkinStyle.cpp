@@ -197,12 +197,12 @@ void CSkinStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* opt
         case PE_IndicatorArrowDown:
         case PE_IndicatorArrowLeft:
         case PE_IndicatorArrowRight: {
-            static constexpr std::pair<PrimitiveElement, EArrow> arrows[] = {
+            static constexpr std::pair<PrimitiveElement, EArrow> ARROWS[] = {
                 {PE_IndicatorArrowUp, EArrow::Up},
                 {PE_IndicatorArrowDown, EArrow::Down},
                 {PE_IndicatorArrowLeft, EArrow::Left},
                 {PE_IndicatorArrowRight, EArrow::Right}};
-            for (const auto& [primitive, direction] : arrows) {
+            for (const auto& [primitive, direction] : ARROWS) {
                 if (primitive == element) {
                     PaintArrow(*painter, area, direction, option->palette.color(QPalette::ButtonText));
                 }

@@ -178,12 +178,12 @@ void CSkinStyle::DrawSlider(const QStyleOptionSlider& option, QPainter& painter,
     if (!onHandle) over.state &= ~(State_Sunken | State_MouseOver);
     const Look& look = element.LookOf(StateOf(over));
     const bool lying = option.orientation == Qt::Horizontal;
-    constexpr qreal thickness = 5;
+    constexpr qreal THICKNESS = 5;
     const QRectF groove = subControlRect(CC_Slider, &option, SC_SliderGroove, widget);
     const QRectF handle = subControlRect(CC_Slider, &option, SC_SliderHandle, widget);
     const QRectF bar =
-        lying ? QRectF(groove.left(), groove.center().y() - thickness / 2, groove.width(), thickness)
-              : QRectF(groove.center().x() - thickness / 2, groove.top(), thickness, groove.height());
+        lying ? QRectF(groove.left(), groove.center().y() - THICKNESS / 2, groove.width(), THICKNESS)
+              : QRectF(groove.center().x() - THICKNESS / 2, groove.top(), THICKNESS, groove.height());
     PaintBox(painter, bar, element, look);
     QRectF used = bar;
     if (lying) {

@@ -23,8 +23,8 @@ class CVectorIconEngine final : public QIconEngine
     void paint(QPainter* painter, const QRect& area, QIcon::Mode mode, QIcon::State) override
     {
         // the order of QIcon::Mode
-        static constexpr EState states[] = {EState::Normal, EState::Disabled, EState::Hover, EState::Checked};
-        PaintIcon(*painter, area, *m_pIcon, ToQColor(m_Marks[static_cast<std::size_t>(states[mode])]));
+        static constexpr EState STATES[] = {EState::Normal, EState::Disabled, EState::Hover, EState::Checked};
+        PaintIcon(*painter, area, *m_pIcon, ToQColor(m_Marks[static_cast<std::size_t>(STATES[mode])]));
     }
 
     QPixmap pixmap(const QSize& size, QIcon::Mode mode, QIcon::State state) override

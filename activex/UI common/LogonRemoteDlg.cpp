@@ -54,7 +54,7 @@ QString Text(const char* key)
 
 }  // namespace
 
-CLogonRemoteDlg::CLogonRemoteDlg(STATION_FACTORY factory) : CDialog(TEMPLATE), m_Factory(std::move(factory)) {}
+CLogonRemoteDlg::CLogonRemoteDlg(StationFactory factory) : CDialog(TEMPLATE), m_Factory(std::move(factory)) {}
 
 CLogonRemoteDlg::~CLogonRemoteDlg()
 {
@@ -127,26 +127,26 @@ void CLogonRemoteDlg::PlaceControls(int width)
     if (GetDlgItem(ADDRESS) == nullptr) return;
     constexpr int L = 7;
     constexpr int T = 10;
-    const int W = width - 27;
-    const int H = (W - L) / 2;
-    const int V = W - H + L - 15;
+    const int full = width - 27;
+    const int half = (full - L) / 2;
+    const int field = full - half + L - 15;
     struct Place {
         int control, x, y, width, height;
     };
     constexpr int ROW = 22;
     const Place places[] = {
-        {1000, L, T, W, ROW},
-        {ADDRESS, L, T + 30, W, ROW},
-        {1001, L, T + 60, W, ROW},
-        {USER, L, T + 90, W, ROW},
-        {1002, L, T + 120, W, ROW},
-        {PASSWORD, L, T + 150, W, ROW},
-        {1003, L, T + 205, H - 10, ROW},
-        {CONTROL_PORT, H + 15, T + 205, V, ROW},
-        {1004, L, T + 245, H - 10, ROW},
-        {DATA_PORT, H + 15, T + 245, V, ROW},
-        {IDOK, H - 25, T + 285, 55, 23},
-        {STATUS_LINE, L, T + 318, W, 2 * ROW},
+        {1000, L, T, full, ROW},
+        {ADDRESS, L, T + 30, full, ROW},
+        {1001, L, T + 60, full, ROW},
+        {USER, L, T + 90, full, ROW},
+        {1002, L, T + 120, full, ROW},
+        {PASSWORD, L, T + 150, full, ROW},
+        {1003, L, T + 205, half - 10, ROW},
+        {CONTROL_PORT, half + 15, T + 205, field, ROW},
+        {1004, L, T + 245, half - 10, ROW},
+        {DATA_PORT, half + 15, T + 245, field, ROW},
+        {IDOK, half - 25, T + 285, 55, 23},
+        {STATUS_LINE, L, T + 318, full, 2 * ROW},
     };
     for (const Place& place : places)
         GetDlgItem(place.control)->setGeometry(place.x, place.y, std::max(place.width, 0), place.height);
@@ -205,7 +205,7 @@ void CLogonRemoteDlg::OnOK()
     struct CAtRest {
         ~CAtRest() { panel.ShowBusy(false); }
         CLogonRemoteDlg& panel;
-    } const at_rest{*this};
+    } const atRest{*this};
     Logon();
 }
 

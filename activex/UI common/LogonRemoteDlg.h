@@ -35,8 +35,8 @@ class CLogonRemoteDlg : public CDialog
     static constexpr std::int32_t DEFAULT_DATA_PORT = 10061;
 
     /// Makes the station that the panel logs on with.
-    using STATION_FACTORY = std::function<std::unique_ptr<CRemoteStation>()>;
-    explicit CLogonRemoteDlg(STATION_FACTORY factory);
+    using StationFactory = std::function<std::unique_ptr<CRemoteStation>()>;
+    explicit CLogonRemoteDlg(StationFactory factory);
     ~CLogonRemoteDlg() override;
 
     std::int32_t GetChannelsAdded() const { return m_iChannelsAdded; }
@@ -60,7 +60,7 @@ class CLogonRemoteDlg : public CDialog
     void ShowFailure(const char* key);
     void ShowBusy(bool busy);
 
-    STATION_FACTORY m_Factory;
+    StationFactory m_Factory;
     std::string m_szAddress;
     std::string m_szUserName;
     std::string m_szPassword;

@@ -156,12 +156,12 @@ COutlook2Ctrl::Hit COutlook2Ctrl::HitTest(const QPoint& point) const
 {
     for (int f = 0; f < GetFolderCount(); ++f) {
         const COL2Folder& folder = *m_Folders[static_cast<std::size_t>(f)];
-        if (folder.m_rect.contains(point)) return {EHit::Folder, f, -1, -1};
+        if (folder.m_Rect.contains(point)) return {EHit::Folder, f, -1, -1};
         for (std::size_t i = 0; i < folder.m_Items.size(); ++i) {
             const COL2Item& item = *folder.m_Items[i];
-            if (item.m_rect.contains(point)) return {EHit::Item, f, static_cast<int>(i), -1};
+            if (item.m_Rect.contains(point)) return {EHit::Item, f, static_cast<int>(i), -1};
             for (std::size_t s = 0; s < item.m_SubItems.size(); ++s) {
-                if (item.m_SubItems[s]->m_rect.contains(point))
+                if (item.m_SubItems[s]->m_Rect.contains(point))
                     return {EHit::SubItem, f, static_cast<int>(i), static_cast<int>(s)};
             }
         }
@@ -211,7 +211,7 @@ void COutlook2Ctrl::HideChildren()
     for (const auto& folder : m_Folders) {
         for (const auto& item : folder->m_Items) {
             for (const auto& line : item->m_SubItems) {
-                line->m_rect = {};
+                line->m_Rect = {};
                 if (line->m_pChild != nullptr) line->m_pChild->hide();
             }
         }
@@ -235,7 +235,7 @@ void COutlook2Ctrl::UpdateLines()
         for (const auto& line : item->m_SubItems) {
             if (line->m_pChild != nullptr || !line->IsUpdated()) continue;
             const std::uint32_t state = AskState(*line);
-            if (state != line->m_dwState && !line->m_rect.isEmpty()) update(line->m_rect);
+            if (state != line->m_dwState && !line->m_Rect.isEmpty()) update(line->m_Rect);
             line->m_dwState = state;
         }
     }
@@ -255,10 +255,10 @@ void COutlook2Ctrl::Click(const QPoint& point)
     }
     COL2SubItem* const line = FindLine(hit);
     if (line == nullptr || line->m_pChild != nullptr) return;
-    const bool fires_at_once = line->m_Style == ELineStyle::Fire || line->m_Style == ELineStyle::FireUpdated;
-    if (!fires_at_once) line->m_dwState = AskState(*line);
-    update(line->m_rect);
-    if (fires_at_once || (line->m_dwState & OL2_STATE_ON) == 0) Fire(*line);  // may change the bar
+    const bool firesAtOnce = line->m_Style == ELineStyle::Fire || line->m_Style == ELineStyle::FireUpdated;
+    if (!firesAtOnce) line->m_dwState = AskState(*line);
+    update(line->m_Rect);
+    if (firesAtOnce || (line->m_dwState & OL2_STATE_ON) == 0) Fire(*line);  // may change the bar
 }
 
 void COutlook2Ctrl::mousePressEvent(QMouseEvent* event)
@@ -285,10 +285,10 @@ void COutlook2Ctrl::mouseMoveEvent(QMouseEvent* event)
         PlaceTracker(at.x());
         return;
     }
-    const bool on_band = at.x() >= width() - RESIZE_BAND;
-    const Hit hit = on_band ? Hit{} : HitTest(at);
+    const bool onBand = at.x() >= width() - RESIZE_BAND;
+    const Hit hit = onBand ? Hit{} : HitTest(at);
     const bool clickable = hit.kind == EHit::Folder || hit.kind == EHit::SubItem;
-    setCursor(on_band ? Qt::SplitHCursor : clickable ? Qt::PointingHandCursor : Qt::ArrowCursor);
+    setCursor(onBand ? Qt::SplitHCursor : clickable ? Qt::PointingHandCursor : Qt::ArrowCursor);
     if (hit.kind != EHit::Item) SetHot(hit);
 }
 
@@ -340,9 +340,9 @@ void COutlook2Ctrl::SetHot(const Hit& hit)
 void COutlook2Ctrl::keyPressEvent(QKeyEvent* event)
 {
     const int key = event->key();
-    const bool by_number =
+    const bool byNumber =
         (event->modifiers() & Qt::ControlModifier) != 0 && key >= Qt::Key_1 && key <= Qt::Key_9;
-    if (by_number)
+    if (byNumber)
         SelectFolder(key - Qt::Key_1, EAnimation::On);
     else if (!hasFocus() || !TakeArrow(key))  // an arrow may be one that a control of the page had no use for
         QWidget::keyPressEvent(event);

@@ -36,11 +36,11 @@ QRect COutlook2Ctrl::GetPageRect() const
 void COutlook2Ctrl::ClearRects()
 {
     for (const auto& folder : m_Folders) {
-        folder->m_rect = {};
+        folder->m_Rect = {};
         for (const auto& item : folder->m_Items) {
-            item->m_rect = {};
+            item->m_Rect = {};
             for (const auto& line : item->m_SubItems)
-                line->m_rect = {};
+                line->m_Rect = {};
         }
     }
 }
@@ -51,7 +51,7 @@ void COutlook2Ctrl::LayOutFolders()
     int top = height();
     for (auto folder = m_Folders.rbegin(); folder != m_Folders.rend(); ++folder) {
         top -= FOLDER_HEIGHT;
-        (*folder)->m_rect = QRect(0, top, width() - RESIZE_BAND, FOLDER_HEIGHT);
+        (*folder)->m_Rect = QRect(0, top, width() - RESIZE_BAND, FOLDER_HEIGHT);
         top -= FOLDER_GAP;
     }
 }
@@ -75,14 +75,14 @@ void COutlook2Ctrl::PlaceChildren()
         first = false;
         if (top > page.bottom()) return;
         const int head = item->m_strName.isEmpty() ? SEPARATOR_STEP : ITEM_HEIGHT;
-        item->m_rect = QRect(page.left(), top, page.width(), head) & page;
+        item->m_Rect = QRect(page.left(), top, page.width(), head) & page;
         top += head;
         for (const auto& line : item->m_SubItems) {
             const int left = page.bottom() + 1 - top;
             if (left <= 0) return;
             int high = SUBITEM_HEIGHT;
             if (line->m_pChild != nullptr) high = line->m_iChildHeight < 0 ? left : line->m_iChildHeight;
-            line->m_rect = QRect(page.left(), top, page.width(), high) & page;
+            line->m_Rect = QRect(page.left(), top, page.width(), high) & page;
             if (line->m_pChild != nullptr) {
                 PlaceChild(*line->m_pChild, QRect(page.left(), top, page.width(), high), left);
             }
@@ -145,7 +145,7 @@ void COutlook2Ctrl::DrawTitle(QPainter& painter)
 
 void COutlook2Ctrl::DrawFolder(QPainter& painter, const COL2Folder& folder, bool selected, bool hot)
 {
-    const QRect& place = folder.m_rect;
+    const QRect& place = folder.m_Rect;
     const bool lit = selected || hot;
     painter.fillRect(place,
                      lit ? Vertical(place, LIT_TOP, LIT_BOTTOM) : Vertical(place, PLAIN_TOP, PLAIN_BOTTOM));
@@ -166,16 +166,16 @@ void COutlook2Ctrl::DrawPage(QPainter& painter, const QRect& page)
     if (m_iSelected < 0) return;
     const auto& items = m_Folders[static_cast<std::size_t>(m_iSelected)]->m_Items;
     for (std::size_t i = 0; i < items.size(); ++i) {
-        if (items[i]->m_rect.isEmpty()) return;
+        if (items[i]->m_Rect.isEmpty()) return;
         if (items[i]->m_strName.isEmpty())
-            DrawSeparator(painter, items[i]->m_rect);
+            DrawSeparator(painter, items[i]->m_Rect);
         else
             DrawItem(painter, *items[i]);
         for (std::size_t s = 0; s < items[i]->m_SubItems.size(); ++s) {
             const COL2SubItem& line = *items[i]->m_SubItems[s];
             const bool hot = m_Hot.kind == EHit::SubItem && m_Hot.item == static_cast<int>(i) &&
                              m_Hot.subItem == static_cast<int>(s);
-            if (line.m_pChild == nullptr && !line.m_rect.isEmpty()) DrawSubItem(painter, line, hot);
+            if (line.m_pChild == nullptr && !line.m_Rect.isEmpty()) DrawSubItem(painter, line, hot);
         }
     }
 }
@@ -188,19 +188,19 @@ void COutlook2Ctrl::DrawSeparator(QPainter& painter, const QRect& place)
 
 void COutlook2Ctrl::DrawItem(QPainter& painter, const COL2Item& item)
 {
-    painter.fillRect(item.m_rect, Vertical(item.m_rect, PLAIN_TOP, m_Colors.header));
+    painter.fillRect(item.m_Rect, Vertical(item.m_Rect, PLAIN_TOP, m_Colors.header));
     painter.setFont(m_PlainFont);
     painter.setPen(ToQColor(INK));
-    painter.drawText(item.m_rect.adjusted(TEXT_MARGIN, 0, 0, 0), Qt::AlignVCenter | Qt::TextSingleLine,
+    painter.drawText(item.m_Rect.adjusted(TEXT_MARGIN, 0, 0, 0), Qt::AlignVCenter | Qt::TextSingleLine,
                      item.m_strName);
 }
 
 void COutlook2Ctrl::DrawSubItem(QPainter& painter, const COL2SubItem& line, bool hot)
 {
     const bool on = (line.m_dwState & OL2_STATE_ON) != 0;
-    if (on) painter.fillRect(line.m_rect, ToQColor(m_Colors.face).lighter(112));
-    const QRect mark(line.m_rect.left() + LINE_INDENT, line.m_rect.top() + 1, ICON_SIZE,
-                     line.m_rect.height() - 2);
+    if (on) painter.fillRect(line.m_Rect, ToQColor(m_Colors.face).lighter(112));
+    const QRect mark(line.m_Rect.left() + LINE_INDENT, line.m_Rect.top() + 1, ICON_SIZE,
+                     line.m_Rect.height() - 2);
     if (line.m_Style == ELineStyle::Check) {
         const QRect box(mark.left() + 2, mark.center().y() - 5, 11, 11);
         painter.setPen(ToQColor(INK));
@@ -212,7 +212,7 @@ void COutlook2Ctrl::DrawSubItem(QPainter& painter, const COL2SubItem& line, bool
     }
     painter.setFont(hot ? m_HotFont : m_PlainFont);
     painter.setPen(ToQColor(INK));
-    painter.drawText(line.m_rect.adjusted(LINE_INDENT + ICON_SIZE + TEXT_MARGIN, 0, 0, 0),
+    painter.drawText(line.m_Rect.adjusted(LINE_INDENT + ICON_SIZE + TEXT_MARGIN, 0, 0, 0),
                      Qt::AlignVCenter | Qt::TextSingleLine, line.m_strText);
 }
 
@@ -229,8 +229,8 @@ QPixmap COutlook2Ctrl::GrabPage()
     if (m_iSelected < 0) return picture;
     for (const auto& item : m_Folders[static_cast<std::size_t>(m_iSelected)]->m_Items) {
         for (const auto& line : item->m_SubItems) {
-            if (line->m_pChild != nullptr && !line->m_rect.isEmpty())
-                line->m_pChild->render(&picture, line->m_rect.topLeft() - page.topLeft());
+            if (line->m_pChild != nullptr && !line->m_Rect.isEmpty())
+                line->m_pChild->render(&picture, line->m_Rect.topLeft() - page.topLeft());
         }
     }
     return picture;

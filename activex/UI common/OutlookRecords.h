@@ -27,7 +27,7 @@ struct COL2SubItem {
     QString m_strText;
     QIcon m_Icon;
     ELineStyle m_Style = ELineStyle::Command;
-    QRect m_rect;  // of the last paint; empty when it was not drawn
+    QRect m_Rect;  // of the last paint; empty when it was not drawn
     std::uint32_t m_dwCommand = 0;
     QWidget* m_pChild = nullptr;       // a child of the bar, which deletes it
     std::int32_t m_iChildHeight = -1;  // -1: all that is left
@@ -39,7 +39,7 @@ struct COL2SubItem {
 /// A header with lines beneath it; without a name it is a separator.
 struct COL2Item {
     QString m_strName;
-    QRect m_rect;
+    QRect m_Rect;
     std::vector<std::unique_ptr<COL2SubItem>> m_SubItems;
 };
 
@@ -47,7 +47,7 @@ struct COL2Item {
 struct COL2Folder {
     QString m_strName;
     QIcon m_Icon;
-    QRect m_rect;  // of the button
+    QRect m_Rect;  // of the button
     std::vector<std::unique_ptr<COL2Item>> m_Items;
 };
 

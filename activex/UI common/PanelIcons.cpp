@@ -36,7 +36,7 @@ QIcon MakeIcon(DRAW draw)
 }
 
 struct CameraLook {
-    Color body, lit_body;
+    Color body, litBody;
     bool filled;  // an outline alone is a closed channel: the shape says it too
     bool light;   // of a recording
 };
@@ -50,7 +50,7 @@ constexpr std::array<CameraLook, 3> CAMERAS{{
 // A bullet camera on its arm.
 void DrawCamera(QPainter& painter, const CameraLook& look, bool lit)
 {
-    const QColor body = ToQColor(lit ? look.lit_body : look.body);
+    const QColor body = ToQColor(lit ? look.litBody : look.body);
     const QColor paper = ToQColor(ICON_PAPER);
     const QPen line(body, 1.6, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
     painter.save();
@@ -149,11 +149,11 @@ QIcon MakeDeviceIcon(int status)
 QIcon MakeFolderIcon(int resource)
 {
     static constexpr int FIRST = 20000;
-    static constexpr std::array<void (*)(QPainter&, const QColor&), 5> drawings{
+    static constexpr std::array<void (*)(QPainter&, const QColor&), 5> DRAWINGS{
         DrawLogon, DrawDevices, DrawSteering, DrawRecords, DrawColour};
     const int index = resource - FIRST;
-    if (index < 0 || static_cast<std::size_t>(index) >= drawings.size()) return {};
-    return MakeIcon([draw = drawings[static_cast<std::size_t>(index)]](QPainter& painter, bool lit) {
+    if (index < 0 || static_cast<std::size_t>(index) >= DRAWINGS.size()) return {};
+    return MakeIcon([draw = DRAWINGS[static_cast<std::size_t>(index)]](QPainter& painter, bool lit) {
         draw(painter, ToQColor(lit ? LIT_INK : ICON_INK));
     });
 }

@@ -80,10 +80,10 @@ void CTreeCtrlEx::mousePressEvent(QMouseEvent* event)
 {
     const QPoint at = event->position().toPoint();
     const QModelIndex index = indexAt(at);
-    const bool on_triangle = index.isValid() && model()->hasChildren(index) &&
-                             at.x() < m_pRows->LabelLeft(index) &&
-                             at.x() >= m_pRows->LabelLeft(index) - CTreeRowDelegate::ICON_OFFSET;
-    if (event->button() == Qt::LeftButton && on_triangle) {
+    const bool onTriangle = index.isValid() && model()->hasChildren(index) &&
+                            at.x() < m_pRows->LabelLeft(index) &&
+                            at.x() >= m_pRows->LabelLeft(index) - CTreeRowDelegate::ICON_OFFSET;
+    if (event->button() == Qt::LeftButton && onTriangle) {
         setExpanded(index, !isExpanded(index));
         return;
     }
@@ -93,12 +93,12 @@ void CTreeCtrlEx::mousePressEvent(QMouseEvent* event)
 
 void CTreeCtrlEx::contextMenuEvent(QContextMenuEvent* event)
 {
-    const bool by_mouse = event->reason() == QContextMenuEvent::Mouse;
-    const QModelIndex index = by_mouse ? indexAt(event->pos()) : currentIndex();
-    if (!index.isValid() || (by_mouse && !GetLabelRect(index).contains(event->pos()))) return;
+    const bool byMouse = event->reason() == QContextMenuEvent::Mouse;
+    const QModelIndex index = byMouse ? indexAt(event->pos()) : currentIndex();
+    if (!index.isValid() || (byMouse && !GetLabelRect(index).contains(event->pos()))) return;
     setCurrentIndex(index);
-    emit MenuRequested(by_mouse ? event->globalPos()
-                                : viewport()->mapToGlobal(GetLabelRect(index).bottomLeft()));
+    emit MenuRequested(byMouse ? event->globalPos()
+                               : viewport()->mapToGlobal(GetLabelRect(index).bottomLeft()));
 }
 
 void CTreeCtrlEx::keyPressEvent(QKeyEvent* event)

@@ -57,7 +57,7 @@ inline constexpr HRESULT CONNECT_E_ADVISELIMIT = MakeResult(0x80040201);
 
 /// A universally unique identifier; its bytes in the order of its text.
 struct UUID {
-    std::array<std::uint8_t, 16> Bytes{};
+    std::array<std::uint8_t, 16> bytes{};
     friend constexpr bool operator==(const UUID&, const UUID&) = default;
     friend constexpr auto operator<=>(const UUID&, const UUID&) = default;
 };
@@ -89,7 +89,7 @@ constexpr bool ParseUuid(std::string_view text, UUID& id)
         } else {
             return false;
         }
-        auto& byte = read.Bytes[digits++ / 2];
+        auto& byte = read.bytes[digits++ / 2];
         byte = static_cast<std::uint8_t>(byte * 16 + value);
     }
     id = read;
@@ -109,10 +109,10 @@ inline std::string UuidText(const UUID& id)
 {
     constexpr std::string_view DIGITS = "0123456789ABCDEF";
     std::string text = "{";
-    for (std::size_t i = 0; i < id.Bytes.size(); ++i) {
+    for (std::size_t i = 0; i < id.bytes.size(); ++i) {
         if (i == 4 || i == 6 || i == 8 || i == 10) text += '-';
-        text += DIGITS[id.Bytes[i] >> 4];
-        text += DIGITS[id.Bytes[i] & 15];
+        text += DIGITS[id.bytes[i] >> 4];
+        text += DIGITS[id.bytes[i] & 15];
     }
     return text + '}';
 }

@@ -4,8 +4,8 @@
 ///     archive & Named("left", left) & Named("top", top);
 template <class T>
 struct NamedValue {
-    const char* m_szName;
-    T& m_Value;
+    const char* name;
+    T& value;
 };
 
 template <class T>

@@ -65,16 +65,16 @@ class ObjectFactory : public IFactory
 {
   public:
     explicit ObjectFactory(std::string className)
-        : m_typeName(RuntimeTypeName<T>()), m_className(std::move(className))
+        : m_strTypeName(RuntimeTypeName<T>()), m_strClassName(std::move(className))
     {
     }
 
-    const std::string& GetTypeName() const override { return m_typeName; }
-    const std::string& GetClassName() const override { return m_className; }
+    const std::string& GetTypeName() const override { return m_strTypeName; }
+    const std::string& GetClassName() const override { return m_strClassName; }
     void* Create() const override { return static_cast<ArchiveRoot<T>*>(new T); }
     const std::type_info& GetRootType() const override { return typeid(ArchiveRoot<T>); }
 
   private:
-    std::string m_typeName;
-    std::string m_className;
+    std::string m_strTypeName;
+    std::string m_strClassName;
 };

@@ -42,7 +42,7 @@ class XMLInputArchive
     XMLInputArchive& operator&(const NamedValue<T>& value)
     {
         const CElementScope scope(*this);
-        if (EnterChild(value.m_szName)) Read(value.m_Value);
+        if (EnterChild(value.name)) Read(value.value);
         return *this;
     }
 

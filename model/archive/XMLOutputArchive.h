@@ -29,8 +29,8 @@ class XMLOutputArchive
     template <class T>
     XMLOutputArchive& operator&(const NamedValue<T>& value)
     {
-        const CElementScope scope(*this, value.m_szName);
-        Write(value.m_Value);
+        const CElementScope scope(*this, value.name);
+        Write(value.value);
         return *this;
     }
 

@@ -6,7 +6,8 @@
 #include "model/archive/NamedValue.h"
 #include "model/archive/OwnedList.h"
 
-// What the two layout files hold. Plain values; a record owns what is in its lists.
+// What the two layout files hold. Plain values; a record owns what is in its lists. Fields bear the files'
+// names. NOLINTBEGIN(readability-identifier-naming)
 
 /// A rectangle of a layout, in pixels. In the `rect` of an XWnd `right` is a width and `bottom` a height,
 /// whatever their names say: that is the files' established meaning.
@@ -78,3 +79,4 @@ struct XRenderWnd {
             Named("list_wnd", list_wnd);
     }
 };
+// NOLINTEND(readability-identifier-naming)

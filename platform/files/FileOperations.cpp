@@ -130,7 +130,7 @@ std::string FollowLinks(const std::string& path)
 struct OldFile {
     std::string content;
     bool exists = false;
-    mode_t Mode = 0;
+    mode_t mode = 0;
 };
 
 bool ReadOldFile(const std::string& path, OldFile& old)
@@ -145,7 +145,7 @@ bool ReadOldFile(const std::string& path, OldFile& old)
     }
     constexpr mode_t PERMISSIONS = 07777;
     old.exists = true;
-    old.Mode = status.st_mode & PERMISSIONS;
+    old.mode = status.st_mode & PERMISSIONS;
     return ReadAll(file.Get(), old.content);
 }
 
@@ -154,7 +154,7 @@ bool WriteNewFile(const std::string& path, const std::string& content, const Old
 {
     constexpr mode_t NEW_FILE = 0666;
     CFile file(path, O_WRONLY | O_CREAT | O_TRUNC, NEW_FILE);
-    return file.IsOpen() && (!old.exists || Operations().ChangeMode(file.Get(), old.Mode) == 0) &&
+    return file.IsOpen() && (!old.exists || Operations().ChangeMode(file.Get(), old.mode) == 0) &&
            WriteAll(file.Get(), content) && Operations().Sync(file.Get()) == 0 && file.Close();
 }
 

@@ -8,7 +8,7 @@ namespace
 
 constinit std::atomic<std::int32_t> g_iLocks = 0;
 constinit std::atomic<std::int32_t> g_iThreads = 0;
-constinit std::atomic<MODULE_IDLE> g_pIdle = nullptr;
+constinit std::atomic<ModuleIdle> g_pIdle = nullptr;
 
 }  // namespace
 
@@ -20,10 +20,10 @@ void LockComponentModule()
 void UnlockComponentModule()
 {
     if (--g_iLocks > 0) return;
-    if (const MODULE_IDLE idle = g_pIdle) idle();
+    if (const ModuleIdle idle = g_pIdle) idle();
 }
 
-void SetModuleIdleHandler(MODULE_IDLE handler)
+void SetModuleIdleHandler(ModuleIdle handler)
 {
     g_pIdle = handler;
 }

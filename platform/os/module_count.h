@@ -20,8 +20,8 @@ class CModuleLock
 
 /// Names what is called when the last object or lock has gone, on the thread that let it go, threads or no
 /// threads; null, the first state, calls nothing. It must not throw.
-using MODULE_IDLE = void (*)();
-void SetModuleIdleHandler(MODULE_IDLE handler);
+using ModuleIdle = void (*)();
+void SetModuleIdleHandler(ModuleIdle handler);
 
 /// Count the threads that run in the module.
 void AddModuleThread();

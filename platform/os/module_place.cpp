@@ -16,7 +16,7 @@ namespace
 constexpr std::string_view MODULE_FILE = "activex.ocx";
 constexpr std::string_view DATABASE = "dvr.db";
 
-constinit std::atomic<FOLDER_TEST> g_pFolderTest = nullptr;
+constinit std::atomic<FolderTest> g_pFolderTest = nullptr;
 
 int FindModuleAmongLoaded(dl_phdr_info* object, std::size_t, void* result)
 {
@@ -80,13 +80,13 @@ UserPlace ChooseUserPlace(const std::string& folder, const std::string& userFold
     return place;
 }
 
-void SetFolderTest(FOLDER_TEST test)
+void SetFolderTest(FolderTest test)
 {
     g_pFolderTest = test;
 }
 
 bool IsFolderWritable(const std::string& folder)
 {
-    const FOLDER_TEST test = g_pFolderTest;
+    const FolderTest test = g_pFolderTest;
     return test != nullptr ? test(folder) : ::access(folder.c_str(), W_OK | X_OK) == 0;
 }

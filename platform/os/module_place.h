@@ -23,6 +23,6 @@ UserPlace ChooseUserPlace(const std::string& folder, const std::string& userFold
                           const std::function<bool(const std::string& folder)>& isWritable);
 
 /// Puts `test` in place of asking the machine whether a folder can be written (null goes back). For tests.
-using FOLDER_TEST = bool (*)(const std::string& folder);
-void SetFolderTest(FOLDER_TEST test);
+using FolderTest = bool (*)(const std::string& folder);
+void SetFolderTest(FolderTest test);
 bool IsFolderWritable(const std::string& folder);

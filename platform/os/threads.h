@@ -5,7 +5,7 @@
 #include <functional>
 #include <mutex>
 
-#include "inc/EntryCheck.h"
+#include "inc/Mutex.h"
 #include "inc/ThreadSafety.h"
 
 // Threads, locks and time, named as the platform's own operations. What is left out: security attributes, named
@@ -43,44 +43,14 @@ void SleepServing(std::uint32_t ms);
 std::uint32_t GetTickCount();
 
 /// A recursive lock.
-class CAPABILITY("critical section") CCriticalSection
-{
-  public:
-    void Lock() ACQUIRE()
-    {
-        m_Mutex.lock();
-        m_Holder.Take();
-    }
-    bool TryLock() TRY_ACQUIRE(true)
-    {
-        if (!m_Mutex.try_lock()) return false;
-        m_Holder.Take();
-        return true;
-    }
-    void Unlock() RELEASE()
-    {
-        m_Holder.Leave();
-        m_Mutex.unlock();
-    }
-
-#ifndef NDEBUG
-    bool IsHeld() const
-    {
-        return m_Holder.IsMe();
-    }
-#endif
-
-  private:
-    std::recursive_mutex m_Mutex;
-    [[no_unique_address]] CLockHolder m_Holder;
-};
+using CCriticalSection = CCheckedMutex<std::recursive_mutex>;
 
 /// Holds a critical section for the length of a scope.
 class SCOPED_CAPABILITY CAutoLock
 {
   public:
-    explicit CAutoLock(CCriticalSection& section) ACQUIRE(section) : m_Section(section) { m_Section.Lock(); }
-    ~CAutoLock() RELEASE() { m_Section.Unlock(); }
+    explicit CAutoLock(CCriticalSection& section) ACQUIRE(section) : m_Section(section) { m_Section.lock(); }
+    ~CAutoLock() RELEASE() { m_Section.unlock(); }
     CAutoLock(const CAutoLock&) = delete;
     CAutoLock& operator=(const CAutoLock&) = delete;
 

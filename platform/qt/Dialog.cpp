@@ -297,8 +297,8 @@ void CDialog::OnCancel()
 
 LRESULT CDialog::WindowProc(std::uint32_t message, WPARAM wParam, LPARAM)
 {
-    constexpr WPARAM idBits = 0xFFFF;
-    if (message == WM_COMMAND) OnCommand(static_cast<int>(wParam & idBits));
+    constexpr WPARAM ID_BITS = 0xFFFF;
+    if (message == WM_COMMAND) OnCommand(static_cast<int>(wParam & ID_BITS));
     if (message == WM_CLOSE) OnClose();
     return 0;
 }

@@ -11,15 +11,15 @@ namespace
 int g_iForbidden = 0;
 
 // Never destroyed: a message may come while the process ends.
-MESSAGE_TELLER& Teller()
+MessageTeller& Teller()
 {
-    static auto& teller = *new MESSAGE_TELLER;
+    static auto& teller = *new MessageTeller;
     return teller;
 }
 
 }  // namespace
 
-void SetMessageTeller(MESSAGE_TELLER teller)
+void SetMessageTeller(MessageTeller teller)
 {
     Teller() = std::move(teller);
 }
@@ -36,7 +36,7 @@ CNoMessageBoxes::~CNoMessageBoxes()
 
 bool TellMessage(std::string_view text, std::string_view caption)
 {
-    if (const MESSAGE_TELLER teller = Teller()) {
+    if (const MessageTeller teller = Teller()) {
         teller(text, caption);
         return true;
     }

@@ -7,8 +7,8 @@
 
 /// Names what message boxes are told to in place of coming up; an empty function, the first state, lets them
 /// come up again.
-using MESSAGE_TELLER = std::function<void(std::string_view text, std::string_view caption)>;
-void SetMessageTeller(MESSAGE_TELLER teller);
+using MessageTeller = std::function<void(std::string_view text, std::string_view caption)>;
+void SetMessageTeller(MessageTeller teller);
 
 /// While one of these lives no message box comes up: nobody would be there to close it.
 class CNoMessageBoxes

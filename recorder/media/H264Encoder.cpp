@@ -73,13 +73,13 @@ H264Encoder::State::State(const H264Setup& setup) : m_Setup(setup)
     CheckAv(av_frame_get_buffer(m_Input.get(), 0), "hold a picture");
 }
 
-H264Encoder::H264Encoder(const H264Setup& setup) : m_p(std::make_unique<State>(setup)) {}
+H264Encoder::H264Encoder(const H264Setup& setup) : m_State(std::make_unique<State>(setup)) {}
 
 H264Encoder::~H264Encoder() = default;
 
 Coded H264Encoder::Encode(const Picture& picture, int64_t pictureNumber, bool key)
 {
-    AVFrame& frame = *m_p->m_Input;
+    AVFrame& frame = *m_State->m_Input;
     CheckAv(av_frame_make_writable(&frame), "hold a picture");
     const std::vector<uint8_t>* const planes[3] = {&picture.y, &picture.u, &picture.v};
     for (int plane = 0; plane < 3; ++plane) {
@@ -91,13 +91,13 @@ Coded H264Encoder::Encode(const Picture& picture, int64_t pictureNumber, bool ke
     }
     frame.pts = pictureNumber;
     frame.pict_type = key ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
-    CheckAv(avcodec_send_frame(m_p->m_Encoder.get(), &frame), "encode a picture");
-    AVPacket& packet = *m_p->m_Packet;
-    CheckAv(avcodec_receive_packet(m_p->m_Encoder.get(), &packet), "encode a picture at once");
+    CheckAv(avcodec_send_frame(m_State->m_Encoder.get(), &frame), "encode a picture");
+    AVPacket& packet = *m_State->m_Packet;
+    CheckAv(avcodec_receive_packet(m_State->m_Encoder.get(), &packet), "encode a picture at once");
     Coded coded;
     coded.codec = ECodec::H264;
     coded.key = (packet.flags & AV_PKT_FLAG_KEY) != 0;
-    coded.bytes = WithChecksum({packet.data, static_cast<size_t>(packet.size)}, m_p->m_Setup.checksum);
+    coded.bytes = WithChecksum({packet.data, static_cast<size_t>(packet.size)}, m_State->m_Setup.checksum);
     av_packet_unref(&packet);
     return coded;
 }

@@ -45,7 +45,7 @@ class H264Encoder
 
   private:
     struct State;
-    std::unique_ptr<State> m_p;
+    std::unique_ptr<State> m_State;
 };
 
 }  // namespace recorder

@@ -6,14 +6,14 @@ namespace recorder
 {
 
 KeyGate::KeyGate(int rate, int channel, int channels)
-    : m_Rate(rate), place(channel * rate / std::max(1, channels))
+    : m_Rate(rate), m_Place(channel * rate / std::max(1, channels))
 {
 }
 
 bool KeyGate::Due(int64_t picture) const
 {
     // A place that the last key picture came shortly before is left out.
-    const int64_t sinceThePlace = (picture + m_Rate - place) % m_Rate;
+    const int64_t sinceThePlace = (picture + m_Rate - m_Place) % m_Rate;
     return m_Wanted && picture - sinceThePlace - m_LastKey >= m_Rate / 2;
 }
 

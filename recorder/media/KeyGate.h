@@ -25,7 +25,7 @@ class KeyGate
 
   private:
     int m_Rate;
-    int place;  // pictures into the second
+    int m_Place;  // pictures into the second
     bool m_Wanted = false;
     bool m_Restarted = true;
     int64_t m_LastKey = 0;

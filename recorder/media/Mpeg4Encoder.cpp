@@ -116,7 +116,7 @@ bool Mpeg4Encoder::State::SpendTurn()
 }
 
 Mpeg4Encoder::Mpeg4Encoder(int width, int height, int rate, EMotion motion)
-    : m_p(std::make_unique<State>(width, height, rate, motion))
+    : m_State(std::make_unique<State>(width, height, rate, motion))
 {
 }
 
@@ -124,7 +124,7 @@ Mpeg4Encoder::~Mpeg4Encoder() = default;
 
 Coded Mpeg4Encoder::Encode(const Picture& picture, int64_t pictureNumber, bool isKey, int quant)
 {
-    State& state = *m_p;
+    State& state = *m_State;
     AVFrame& input = *state.m_Input;
     CheckAv(av_frame_make_writable(&input), "allocate a picture");
     const uint8_t* const planes[3] = {picture.y.data(), picture.u.data(), picture.v.data()};

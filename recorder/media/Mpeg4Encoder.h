@@ -41,7 +41,7 @@ class Mpeg4Encoder
 
   private:
     struct State;
-    std::unique_ptr<State> m_p;
+    std::unique_ptr<State> m_State;
 };
 
 }  // namespace recorder

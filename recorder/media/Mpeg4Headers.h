@@ -11,6 +11,7 @@ namespace recorder
 
 // The headers of a coded MPEG-4 picture (ISO/IEC 14496-2), read to make sure that the encoder stayed inside
 // what clients decode. Names are those of the standard, clause 6.2.
+// NOLINTBEGIN(readability-identifier-naming)
 
 struct Vol {
     int video_object_type_indication = 0;
@@ -52,6 +53,8 @@ struct CodedPicture {
     std::optional<Vop> vop;
     int vops = 0;
 };
+
+// NOLINTEND(readability-identifier-naming)
 
 // Reads the headers of one message. resolution is the vop_time_increment_resolution of an earlier VOL, used
 // until the bytes bring one of their own. Damaged bytes give headers without meaning, but nothing is read

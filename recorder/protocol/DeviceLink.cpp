@@ -255,7 +255,7 @@ void DeviceLink::Pump(TimeUs now, Client& client)
     }
 }
 
-DeviceLink::Clients_t::iterator DeviceLink::Drop(Clients_t::iterator client, EDisconnectReason reason)
+DeviceLink::ClientMap::iterator DeviceLink::Drop(ClientMap::iterator client, EDisconnectReason reason)
 {
     ClientCounts counts = std::move(client->second.counts);
     const auto next = m_Clients.erase(client);

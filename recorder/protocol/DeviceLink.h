@@ -107,7 +107,7 @@ class DeviceLink
         int replies = 0;  // that went for each of its streams
         TimeUs nextReply = NEVER;
     };
-    using Clients_t = std::map<Endpoint, Client>;
+    using ClientMap = std::map<Endpoint, Client>;
 
     void Register(TimeUs now);
     Client* FindOrAdd(TimeUs now, const Endpoint& from, const std::string& name);
@@ -121,7 +121,7 @@ class DeviceLink
     bool RepeatReplies(TimeUs now, Client& client);
     void Pump(TimeUs now, Client& client);
     void Lose(ClientCounts::Stream& stream, int channel, size_t pictures);
-    Clients_t::iterator Drop(Clients_t::iterator client, EDisconnectReason reason);
+    ClientMap::iterator Drop(ClientMap::iterator client, EDisconnectReason reason);
     void UpdateWatched(int channel);
     void Send(const Endpoint& to, EMessage type, ECarries carries, std::span<const uint8_t> body = {});
 
@@ -131,7 +131,7 @@ class DeviceLink
     PeerRecord m_OwnRecord;
     bool m_Registered = false;
     TimeUs m_NextLogin = 0;
-    Clients_t m_Clients;
+    ClientMap m_Clients;
     std::vector<ClientCounts> m_Former;
     Counters m_Counts;
 };

@@ -38,34 +38,34 @@ double Wrap(double x, double period)
 
 void Canvas::Fill(const Colour& colour)
 {
-    cairo_set_source_rgba(m_p, colour.r, colour.g, colour.b, colour.a);
-    cairo_fill(m_p);
+    cairo_set_source_rgba(m_Context, colour.r, colour.g, colour.b, colour.a);
+    cairo_fill(m_Context);
 }
 
 void Canvas::Path(std::span<const Point> points)
 {
-    cairo_new_path(m_p);
+    cairo_new_path(m_Context);
     for (const Point& point : points)
-        cairo_line_to(m_p, point.x, point.y);
+        cairo_line_to(m_Context, point.x, point.y);
 }
 
 void Canvas::Clip(double dX, double dY, double dW, double dH)
 {
-    cairo_new_path(m_p);
-    cairo_rectangle(m_p, dX, dY, dW, dH);
-    cairo_clip(m_p);
+    cairo_new_path(m_Context);
+    cairo_rectangle(m_Context, dX, dY, dW, dH);
+    cairo_clip(m_Context);
 }
 
 void Canvas::Clip(std::span<const Point> points)
 {
     Path(points);
-    cairo_clip(m_p);
+    cairo_clip(m_Context);
 }
 
 void Canvas::Rect(double dX, double dY, double dW, double dH, const Colour& colour)
 {
-    cairo_new_path(m_p);
-    cairo_rectangle(m_p, dX, dY, dW, dH);
+    cairo_new_path(m_Context);
+    cairo_rectangle(m_Context, dX, dY, dW, dH);
     Fill(colour);
 }
 
@@ -73,11 +73,11 @@ void Canvas::RoundRect(double dX, double dY, double dW, double dH, double radius
 {
     constexpr double QUARTER = std::numbers::pi / 2;
     const double r = std::min({radius, dW / 2, dH / 2});
-    cairo_new_path(m_p);
-    cairo_arc(m_p, dX + dW - r, dY + r, r, -QUARTER, 0);
-    cairo_arc(m_p, dX + dW - r, dY + dH - r, r, 0, QUARTER);
-    cairo_arc(m_p, dX + r, dY + dH - r, r, QUARTER, 2 * QUARTER);
-    cairo_arc(m_p, dX + r, dY + r, r, 2 * QUARTER, 3 * QUARTER);
+    cairo_new_path(m_Context);
+    cairo_arc(m_Context, dX + dW - r, dY + r, r, -QUARTER, 0);
+    cairo_arc(m_Context, dX + dW - r, dY + dH - r, r, 0, QUARTER);
+    cairo_arc(m_Context, dX + r, dY + dH - r, r, QUARTER, 2 * QUARTER);
+    cairo_arc(m_Context, dX + r, dY + r, r, 2 * QUARTER, 3 * QUARTER);
     Fill(colour);
 }
 
@@ -87,8 +87,8 @@ void Canvas::Ellipse(double dX, double dY, double radiusX, double radiusY, const
     const Keep keep(*this);
     Move(dX, dY);
     Scale(radiusX, radiusY);
-    cairo_new_path(m_p);
-    cairo_arc(m_p, 0, 0, 1, 0, 2 * std::numbers::pi);
+    cairo_new_path(m_Context);
+    cairo_arc(m_Context, 0, 0, 1, 0, 2 * std::numbers::pi);
     Fill(colour);
 }
 
@@ -112,20 +112,20 @@ void Canvas::Line(const Point& from, const Point& to, double width, const Colour
 void Canvas::Polyline(std::span<const Point> points, double width, const Colour& colour)
 {
     Path(points);
-    cairo_set_line_width(m_p, width);
-    cairo_set_source_rgba(m_p, colour.r, colour.g, colour.b, colour.a);
-    cairo_stroke(m_p);
+    cairo_set_line_width(m_Context, width);
+    cairo_set_source_rgba(m_Context, colour.r, colour.g, colour.b, colour.a);
+    cairo_stroke(m_Context);
 }
 
 void Canvas::Curve(const Point& from, const Point& control1, const Point& control2, const Point& to,
                    double width, const Colour& colour)
 {
-    cairo_new_path(m_p);
-    cairo_move_to(m_p, from.x, from.y);
-    cairo_curve_to(m_p, control1.x, control1.y, control2.x, control2.y, to.x, to.y);
-    cairo_set_line_width(m_p, width);
-    cairo_set_source_rgba(m_p, colour.r, colour.g, colour.b, colour.a);
-    cairo_stroke(m_p);
+    cairo_new_path(m_Context);
+    cairo_move_to(m_Context, from.x, from.y);
+    cairo_curve_to(m_Context, control1.x, control1.y, control2.x, control2.y, to.x, to.y);
+    cairo_set_line_width(m_Context, width);
+    cairo_set_source_rgba(m_Context, colour.r, colour.g, colour.b, colour.a);
+    cairo_stroke(m_Context);
 }
 
 void Canvas::Shade(double dX, double dY, double dW, double dH, std::initializer_list<Stop> stops, bool sideways)
@@ -134,10 +134,10 @@ void Canvas::Shade(double dX, double dY, double dW, double dH, std::initializer_
                                               : cairo_pattern_create_linear(dX, dY, dX, dY + dH);
     for (const auto& [at, colour] : stops)
         cairo_pattern_add_color_stop_rgba(pattern, at, colour.r, colour.g, colour.b, colour.a);
-    cairo_new_path(m_p);
-    cairo_rectangle(m_p, dX, dY, dW, dH);
-    cairo_set_source(m_p, pattern);
-    cairo_fill(m_p);
+    cairo_new_path(m_Context);
+    cairo_rectangle(m_Context, dX, dY, dW, dH);
+    cairo_set_source(m_Context, pattern);
+    cairo_fill(m_Context);
     cairo_pattern_destroy(pattern);
 }
 
@@ -147,21 +147,21 @@ void Canvas::Glow(double dX, double dY, double radius, const Colour& colour)
     cairo_pattern_add_color_stop_rgba(pattern, 0, colour.r, colour.g, colour.b, colour.a);
     cairo_pattern_add_color_stop_rgba(pattern, 0.35, colour.r, colour.g, colour.b, colour.a * 0.4);
     cairo_pattern_add_color_stop_rgba(pattern, 1, colour.r, colour.g, colour.b, 0);
-    cairo_new_path(m_p);
-    cairo_arc(m_p, dX, dY, radius, 0, 2 * std::numbers::pi);
-    cairo_set_source(m_p, pattern);
-    cairo_fill(m_p);
+    cairo_new_path(m_Context);
+    cairo_arc(m_Context, dX, dY, radius, 0, 2 * std::numbers::pi);
+    cairo_set_source(m_Context, pattern);
+    cairo_fill(m_Context);
     cairo_pattern_destroy(pattern);
 }
 
 double Canvas::Place(double dX, double size, const std::string& text, EAlign align, bool bold)
 {
-    cairo_select_font_face(m_p, "DejaVu Sans", CAIRO_FONT_SLANT_NORMAL,
+    cairo_select_font_face(m_Context, "DejaVu Sans", CAIRO_FONT_SLANT_NORMAL,
                            bold ? CAIRO_FONT_WEIGHT_BOLD : CAIRO_FONT_WEIGHT_NORMAL);
-    cairo_set_font_size(m_p, size);
+    cairo_set_font_size(m_Context, size);
     if (align == EAlign::Left) return dX;
     cairo_text_extents_t extents;
-    cairo_text_extents(m_p, text.c_str(), &extents);
+    cairo_text_extents(m_Context, text.c_str(), &extents);
     return align == EAlign::Right ? dX - extents.x_advance : dX - extents.x_advance / 2;
 }
 
@@ -173,22 +173,22 @@ double Canvas::TextWidth(double size, const std::string& text)
 void Canvas::Text(double dX, double dY, double size, const std::string& text, const Colour& colour,
                   EAlign align, bool bold)
 {
-    cairo_new_path(m_p);
-    cairo_move_to(m_p, Place(dX, size, text, align, bold), dY);
-    cairo_set_source_rgba(m_p, colour.r, colour.g, colour.b, colour.a);
-    cairo_show_text(m_p, text.c_str());
+    cairo_new_path(m_Context);
+    cairo_move_to(m_Context, Place(dX, size, text, align, bold), dY);
+    cairo_set_source_rgba(m_Context, colour.r, colour.g, colour.b, colour.a);
+    cairo_show_text(m_Context, text.c_str());
 }
 
 void Canvas::RimText(double dX, double dY, double size, const std::string& text, const Colour& colour,
                      EAlign align)
 {
-    cairo_new_path(m_p);
-    cairo_move_to(m_p, Place(dX, size, text, align, true), dY);
-    cairo_text_path(m_p, text.c_str());
-    cairo_set_line_join(m_p, CAIRO_LINE_JOIN_ROUND);
-    cairo_set_line_width(m_p, size / 6);
-    cairo_set_source_rgba(m_p, 0, 0, 0, 0.75);
-    cairo_stroke_preserve(m_p);
+    cairo_new_path(m_Context);
+    cairo_move_to(m_Context, Place(dX, size, text, align, true), dY);
+    cairo_text_path(m_Context, text.c_str());
+    cairo_set_line_join(m_Context, CAIRO_LINE_JOIN_ROUND);
+    cairo_set_line_width(m_Context, size / 6);
+    cairo_set_source_rgba(m_Context, 0, 0, 0, 0.75);
+    cairo_stroke_preserve(m_Context);
     Fill(colour);
 }
 

@@ -48,23 +48,23 @@ double Wrap(double x, double period);
 class Canvas
 {
   public:
-    explicit Canvas(cairo_t* context) : m_p(context) {}
+    explicit Canvas(cairo_t* context) : m_Context(context) {}
 
     // Keeps the transformation for the life of the object.
     class Keep
     {
       public:
-        explicit Keep(Canvas& canvas) : m_p(canvas.m_p) { cairo_save(m_p); }
-        ~Keep() { cairo_restore(m_p); }
+        explicit Keep(Canvas& canvas) : m_Context(canvas.m_Context) { cairo_save(m_Context); }
+        ~Keep() { cairo_restore(m_Context); }
         Keep(const Keep&) = delete;
         Keep& operator=(const Keep&) = delete;
 
       private:
-        cairo_t* m_p;
+        cairo_t* m_Context;
     };
-    void Move(double dX, double dY) { cairo_translate(m_p, dX, dY); }
-    void Scale(double dX, double dY) { cairo_scale(m_p, dX, dY); }
-    void Turn(double radians) { cairo_rotate(m_p, radians); }
+    void Move(double dX, double dY) { cairo_translate(m_Context, dX, dY); }
+    void Scale(double dX, double dY) { cairo_scale(m_Context, dX, dY); }
+    void Turn(double radians) { cairo_rotate(m_Context, radians); }
     // All that is drawn until the transformation's keeper ends stays inside.
     void Clip(double dX, double dY, double dW, double dH);
     void Clip(std::span<const Point> points);
@@ -101,7 +101,7 @@ class Canvas
     void Path(std::span<const Point> points);
     double Place(double dX, double size, const std::string& text, EAlign align, bool bold);
 
-    cairo_t* m_p;
+    cairo_t* m_Context;
 };
 
 }  // namespace recorder

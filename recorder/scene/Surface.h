@@ -38,8 +38,8 @@ class Surface
     }
 
     // Calls with the pixels, to be changed between drawings.
-    template <class Change_t>
-    void Change(const Change_t& change)
+    template <class Work>
+    void Change(const Work& change)
     {
         cairo_surface_flush(m_Surface);
         change(cairo_image_surface_get_data(m_Surface));

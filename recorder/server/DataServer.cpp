@@ -170,7 +170,7 @@ class DataServer::Viewer : public std::enable_shared_from_this<Viewer>
     // One picture after the other: the next is asked for when the client has taken all.
     void Play(int iRecord)
     {
-        const std::string path = m_Server->m_Setup.m_PathOfRecord(iRecord);
+        const std::string path = m_Server->m_Setup.pathOfRecord(iRecord);
         if (path.empty()) {
             Refuse();
             return;

@@ -52,7 +52,7 @@ class DataServer
         DirectFaults faults;
         uint32_t seed = 1;
         // Where a record lies; empty when there is none of this id.
-        std::function<std::string(int)> m_PathOfRecord = [](int) { return std::string(); };
+        std::function<std::string(int)> pathOfRecord = [](int) { return std::string(); };
     };
     struct Counters {
         uint64_t connections = 0;

@@ -106,7 +106,7 @@ class Help : public CLI::Formatter
 
 // What the parser fills in as text, before it is made into options.
 struct TextTable {
-    std::vector<std::string> m_Size;
+    std::vector<std::string> size;
     std::string listen = "127.0.0.1";
     std::string names;
     std::string clock;
@@ -145,7 +145,7 @@ void Declare(CLI::App& app, Options& options, TextTable& texts)
         ->capture_default_str();
     app.add_option("--names", texts.names, "names burnt into the pictures: A,B,C")->type_name("A,B,C");
 
-    app.add_option("--size", texts.m_Size,
+    app.add_option("--size", texts.size,
                    "WIDTHxHEIGHT, multiples of 16 (704x576); N=... for channel N (repeatable)")
         ->allow_extra_args(false)
         ->type_name("[N=]WxH")
@@ -346,7 +346,7 @@ std::string ApplySources(Options& options, const TextTable& texts)
     const auto channels = static_cast<size_t>(options.channels);
     options.sources.assign(channels, std::string(SCENE));
     options.sizes.assign(channels, {options.scene.width, options.scene.height});
-    for (const std::string& text : texts.m_Size) {
+    for (const std::string& text : texts.size) {
         const auto [channel, given] = SplitNumber(text);
         Options::Size size;
         ParseSize(given, size.width, size.height);
@@ -366,7 +366,7 @@ std::string ApplySources(Options& options, const TextTable& texts)
 // Empty, or what is wrong.
 std::string Complete(Options& options, const TextTable& texts)
 {
-    for (const std::string& text : texts.m_Size)
+    for (const std::string& text : texts.size)
         if (const auto [channel, size] = SplitNumber(text); channel == 0)
             ParseSize(size, options.scene.width, options.scene.height);
     ParseAddress(texts.listen, options.listen);

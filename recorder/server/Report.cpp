@@ -143,8 +143,8 @@ json MakeReport(const ReportInput& input)
                {"largest", h264.largest},
                {"too large", h264.tooLarge},
                {"skipped", h264.skipped},
-               {"passed", input.channels[i].m_Pass.passed},
-               {"coded anew since", input.channels[i].m_Pass.why}}},
+               {"passed", input.channels[i].pass.passed},
+               {"coded anew since", input.channels[i].pass.why}}},
              {"sent", {{"pictures", of.pictures}, {"bytes", of.bytes}, {"dropped", of.dropped}}}});
     }
 

@@ -19,7 +19,7 @@ namespace recorder
 struct CodecCounts {
     ChannelCounts mpeg4;
     ChannelCounts h264;
-    PassState m_Pass;
+    PassState pass;
 };
 
 // What a report is made of; read during the call only.

@@ -215,7 +215,7 @@ Server::Server(Options options)
     data.dropAfter = static_cast<TimeUs>(m_Options.dropAfterSeconds * SECOND);
     data.faults = m_Options.directFaults;
     data.seed = m_Options.seed + 2;
-    if (m_Store) data.m_PathOfRecord = [this](int id) { return m_Store->PathOf(id); };
+    if (m_Store) data.pathOfRecord = [this](int id) { return m_Store->PathOf(id); };
     m_Data = std::make_unique<DataServer>(m_Context, data, *m_Channels);
 }
 

@@ -59,8 +59,8 @@ void WatchDisplay(Display* display)
     Displays().insert(display);
     const XErrorHandler former = XSetErrorHandler(HandleXError);
     if (former != HandleXError) g_pFormerHandler = former;
-    const XIOErrorHandler former_io = XSetIOErrorHandler(HandleXIOError);
-    if (former_io != HandleXIOError) g_pFormerIOHandler = former_io;
+    const XIOErrorHandler formerIo = XSetIOErrorHandler(HandleXIOError);
+    if (formerIo != HandleXIOError) g_pFormerIOHandler = formerIo;
     XSetIOErrorExitHandler(
         display, [](Display*, void*) {}, nullptr);  // nor once the handler has returned
 }
@@ -177,7 +177,7 @@ bool CEglConnection::Initialize()
         TellFailure(step);
         return false;
     };
-    const auto egl_fail = [&fail](const char* step) {
+    const auto eglFail = [&fail](const char* step) {
         char error[16];
         std::snprintf(error, sizeof error, "0x%04X", static_cast<unsigned>(eglGetError()));
         return fail(std::string(step) + " failed: EGL error " + error);
@@ -190,9 +190,9 @@ bool CEglConnection::Initialize()
     m_pXcb = XGetXCBConnection(m_pXDisplay);
 
     m_Display = eglGetDisplay(reinterpret_cast<EGLNativeDisplayType>(m_pXDisplay));
-    if (m_Display == EGL_NO_DISPLAY) return egl_fail("eglGetDisplay");
-    if (eglInitialize(m_Display, nullptr, nullptr) != EGL_TRUE) return egl_fail("eglInitialize");
-    if (eglBindAPI(EGL_OPENGL_ES_API) != EGL_TRUE) return egl_fail("eglBindAPI for OpenGL ES");
+    if (m_Display == EGL_NO_DISPLAY) return eglFail("eglGetDisplay");
+    if (eglInitialize(m_Display, nullptr, nullptr) != EGL_TRUE) return eglFail("eglInitialize");
+    if (eglBindAPI(EGL_OPENGL_ES_API) != EGL_TRUE) return eglFail("eglBindAPI for OpenGL ES");
     const EGLint wanted[] = {EGL_SURFACE_TYPE,
                              EGL_WINDOW_BIT,
                              EGL_RENDERABLE_TYPE,
@@ -226,9 +226,9 @@ bool CEglConnection::Initialize()
     // What only a context can tell.
     bool robust = false;
     const EGLContext context = CreateContext(robust);
-    if (context == EGL_NO_CONTEXT) return egl_fail("eglCreateContext");
+    if (context == EGL_NO_CONTEXT) return eglFail("eglCreateContext");
     if (!MakeCurrent(EGL_NO_SURFACE, context)) {
-        egl_fail("eglMakeCurrent");
+        eglFail("eglMakeCurrent");
         DestroyContext(context);
         return false;
     }
@@ -236,13 +236,13 @@ bool CEglConnection::Initialize()
     const auto* const driver = reinterpret_cast<const char*>(glGetString(GL_RENDERER));
     m_bSoftware = driver != nullptr &&
                   (std::strstr(driver, "llvmpipe") != nullptr || std::strstr(driver, "softpipe") != nullptr);
-    const bool takes_bgra = HasExtension(reinterpret_cast<const char*>(glGetString(GL_EXTENSIONS)),
-                                         "GL_EXT_texture_format_BGRA8888");
+    const bool takesBgra = HasExtension(reinterpret_cast<const char*>(glGetString(GL_EXTENSIONS)),
+                                        "GL_EXT_texture_format_BGRA8888");
     if (robust)
         m_pGetResetStatus = reinterpret_cast<unsigned (*)()>(eglGetProcAddress("glGetGraphicsResetStatusEXT"));
     MakeCurrent(EGL_NO_SURFACE, EGL_NO_CONTEXT);
     DestroyContext(context);
-    return takes_bgra || fail("the driver lacks GL_EXT_texture_format_BGRA8888");
+    return takesBgra || fail("the driver lacks GL_EXT_texture_format_BGRA8888");
 }
 
 CEglConnection::~CEglConnection()

@@ -109,8 +109,8 @@ class CEglDevice : public ISurfaceDevice, public std::enable_shared_from_this<CE
   private:
     friend class CCurrentContext;
     struct Window {
-        std::uint64_t m_Lent;  // CWindowHold::GetNumber
-        EGLSurface m_Surface;
+        std::uint64_t lent;  // CWindowHold::GetNumber
+        EGLSurface surface;
     };
 
     EGLSurface FindWindowSurface(HWND window, const CWindowHold& hold);
@@ -219,7 +219,7 @@ void CEglDevice::Release()
     const CMutexLock lock(m_csContext);
     if (m_Context == EGL_NO_CONTEXT) return;
     for (const auto& [handle, window] : m_Windows)
-        m_pConnection->DestroyWindowSurface(window.m_Surface);
+        m_pConnection->DestroyWindowSurface(window.surface);
     m_Windows.clear();
     m_pConnection->DestroyContext(m_Context);
     m_Context = EGL_NO_CONTEXT;
@@ -305,8 +305,8 @@ bool CEglDevice::StretchRect(IOffscreenSurface& from, const RECT& source, IBackB
 EGLSurface CEglDevice::FindWindowSurface(HWND window, const CWindowHold& hold)
 {
     const auto found = m_Windows.find(window);
-    if (found != m_Windows.end() && hold.GetWindow() != 0 && found->second.m_Lent == hold.GetNumber())
-        return found->second.m_Surface;
+    if (found != m_Windows.end() && hold.GetWindow() != 0 && found->second.lent == hold.GetNumber())
+        return found->second.surface;
     DropWindow(window);
     if (hold.GetWindow() == 0) return EGL_NO_SURFACE;
     const EGLSurface surface = m_pConnection->CreateWindowSurface(hold.GetWindow());
@@ -319,7 +319,7 @@ void CEglDevice::DropWindow(HWND window)
 {
     const auto found = m_Windows.find(window);
     if (found == m_Windows.end()) return;
-    m_pConnection->DestroyWindowSurface(found->second.m_Surface);
+    m_pConnection->DestroyWindowSurface(found->second.surface);
     m_Windows.erase(found);
 }
 
@@ -375,7 +375,7 @@ class CEglAdapter : public ISurfaceAdapter
     bool GetAdapterDisplayMode(DisplayMode& mode) override
     {
         mode.format = ESurfaceFormat::X8R8G8B8;
-        return m_pConnection->GetScreenSize(mode.Width, mode.Height);
+        return m_pConnection->GetScreenSize(mode.width, mode.height);
     }
 
     bool GetDeviceCaps(DeviceCaps& caps) override

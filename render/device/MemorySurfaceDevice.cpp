@@ -21,25 +21,25 @@ struct CMemorySurfaceAdapter::State {
     // Pixels that a surface, a back buffer and a window may show at once, so that a stretch to the same size
     // and a presentation copy nothing: a picture is written when the surface alone has it.
     struct Pixels {
-        Pixels(std::int32_t width, std::int32_t height)
-            : iWidth(width),
-              iHeight(height),
-              iPitch((width * BYTES_A_PIXEL + PITCH_ALIGNMENT - 1) / PITCH_ALIGNMENT * PITCH_ALIGNMENT),
-              bytes(static_cast<std::size_t>(iPitch) * static_cast<std::size_t>(height))
+        Pixels(std::int32_t columns, std::int32_t rows)
+            : width(columns),
+              height(rows),
+              pitch((width * BYTES_A_PIXEL + PITCH_ALIGNMENT - 1) / PITCH_ALIGNMENT * PITCH_ALIGNMENT),
+              bytes(static_cast<std::size_t>(pitch) * static_cast<std::size_t>(height))
         {
         }
-        std::uint8_t* Row(std::int32_t y) { return bytes.data() + std::ptrdiff_t{y} * iPitch; }
+        std::uint8_t* Row(std::int32_t y) { return bytes.data() + std::ptrdiff_t{y} * pitch; }
 
-        const std::int32_t iWidth;
-        const std::int32_t iHeight;
-        const std::int32_t iPitch;
+        const std::int32_t width;
+        const std::int32_t height;
+        const std::int32_t pitch;
         std::vector<std::uint8_t> bytes;
         ConvertHeld held{};
     };
 
     struct Window {
-        std::shared_ptr<Pixels> m_pPixels;
-        std::uint32_t m_ulPresents = 0;
+        std::shared_ptr<Pixels> pixels;
+        std::uint32_t presents = 0;
     };
 
     mutable CMutex m_csState;  // a leaf lock
@@ -80,15 +80,15 @@ void CopyScaled(CMemorySurfaceAdapter::State::Pixels& from, const RECT& source,
 {
     const std::int32_t width = source.right - source.left;
     const std::int32_t height = source.bottom - source.top;
-    for (std::int32_t y = 0; y < to.iHeight; ++y) {
+    for (std::int32_t y = 0; y < to.height; ++y) {
         const std::uint8_t* const row =
-            from.Row(source.top + static_cast<std::int32_t>(std::int64_t{y} * height / to.iHeight));
+            from.Row(source.top + static_cast<std::int32_t>(std::int64_t{y} * height / to.height));
         std::uint8_t* const written = to.Row(y);
-        for (std::int32_t x = 0; x < to.iWidth; ++x) {
-            const std::int32_t from_x =
-                source.left + static_cast<std::int32_t>(std::int64_t{x} * width / to.iWidth);
+        for (std::int32_t x = 0; x < to.width; ++x) {
+            const std::int32_t fromX =
+                source.left + static_cast<std::int32_t>(std::int64_t{x} * width / to.width);
             std::memcpy(written + std::ptrdiff_t{x} * BYTES_A_PIXEL,
-                        row + std::ptrdiff_t{from_x} * BYTES_A_PIXEL, BYTES_A_PIXEL);
+                        row + std::ptrdiff_t{fromX} * BYTES_A_PIXEL, BYTES_A_PIXEL);
         }
     }
 }
@@ -106,7 +106,7 @@ class CMemorySurface : public IOffscreenSurface
         if (!m_pState->Take(EDeviceStep::LockRect) || !m_csPixels.try_lock()) return false;
         if (mode == ELockMode::Discard) m_pWritten = TakeFree();
         const auto& given = mode == ELockMode::Discard ? m_pWritten : m_pPixels;
-        locked.pitch = given->iPitch;
+        locked.pitch = given->pitch;
         locked.bits = given->bytes.data();
         locked.held = &given->held;
         return true;
@@ -134,7 +134,7 @@ class CMemorySurface : public IOffscreenSurface
     {
         const auto free =
             std::ranges::find_if(m_Former, [](const auto& former) { return former.use_count() == 1; });
-        if (free == m_Former.end()) return MakePixels(m_pPixels->iWidth, m_pPixels->iHeight);
+        if (free == m_Former.end()) return MakePixels(m_pPixels->width, m_pPixels->height);
         PixelsPointer taken = std::move(*free);
         m_Former.erase(free);
         return taken;
@@ -155,7 +155,7 @@ class CMemoryBackBuffer : public IBackBuffer
     void Stretch(const PixelsPointer& from, const RECT& source)
     {
         const RECT whole{0, 0, m_iWidth, m_iHeight};
-        if (source == whole && from->iWidth == m_iWidth && from->iHeight == m_iHeight) {
+        if (source == whole && from->width == m_iWidth && from->height == m_iHeight) {
             m_pPixels = from;
             return;
         }
@@ -199,8 +199,8 @@ class CMemorySwapChain : public ISwapChain
         PixelsPointer presented = m_pBuffer->Take();
         const CMutexLock lock(m_pState->m_csState);
         auto& shown = m_pState->m_Windows[window];
-        shown.m_pPixels = std::move(presented);
-        ++shown.m_ulPresents;
+        shown.pixels = std::move(presented);
+        ++shown.presents;
         ++m_pState->m_ulPresents;
         return true;
     }
@@ -247,8 +247,8 @@ class CMemorySurfaceDevice : public ISurfaceDevice
         const PixelsPointer pixels = surface->Get();
         if (pixels == nullptr) return false;
         const bool inside = source.left >= 0 && source.top >= 0 && source.left < source.right &&
-                            source.top < source.bottom && source.right <= pixels->iWidth &&
-                            source.bottom <= pixels->iHeight;
+                            source.top < source.bottom && source.right <= pixels->width &&
+                            source.bottom <= pixels->height;
         if (inside) buffer->Stretch(pixels, source);
         return inside;
     }
@@ -317,11 +317,11 @@ MemoryPicture CMemorySurfaceAdapter::GetPicture(HWND window) const
     const auto found = m_pState->m_Windows.find(window);
     if (found == m_pState->m_Windows.end()) return {};
     // Copied under the lock, so that the pixels are no longer read when the next presentation releases them.
-    State::Pixels& pixels = *found->second.m_pPixels;
-    MemoryPicture picture{pixels.iWidth, pixels.iHeight, {}};
-    const std::ptrdiff_t row = std::ptrdiff_t{pixels.iWidth} * BYTES_A_PIXEL;
-    picture.pixels.reserve(static_cast<std::size_t>(row) * static_cast<std::size_t>(pixels.iHeight));
-    for (std::int32_t y = 0; y < pixels.iHeight; ++y)
+    State::Pixels& pixels = *found->second.pixels;
+    MemoryPicture picture{pixels.width, pixels.height, {}};
+    const std::ptrdiff_t row = std::ptrdiff_t{pixels.width} * BYTES_A_PIXEL;
+    picture.pixels.reserve(static_cast<std::size_t>(row) * static_cast<std::size_t>(pixels.height));
+    for (std::int32_t y = 0; y < pixels.height; ++y)
         picture.pixels.insert(picture.pixels.end(), pixels.Row(y), pixels.Row(y) + row);
     return picture;
 }
@@ -330,7 +330,7 @@ std::uint32_t CMemorySurfaceAdapter::GetPresentCount(HWND window) const
 {
     const CMutexLock lock(m_pState->m_csState);
     const auto found = m_pState->m_Windows.find(window);
-    return found != m_pState->m_Windows.end() ? found->second.m_ulPresents : 0;
+    return found != m_pState->m_Windows.end() ? found->second.presents : 0;
 }
 
 std::uint32_t CMemorySurfaceAdapter::GetPresentCount() const

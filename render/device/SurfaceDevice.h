@@ -46,8 +46,8 @@ struct PresentParameters {
 };
 
 struct DisplayMode {
-    std::int32_t Width = 0;
-    std::int32_t Height = 0;
+    std::int32_t width = 0;
+    std::int32_t height = 0;
     ESurfaceFormat format = ESurfaceFormat::X8R8G8B8;
 };
 
@@ -137,4 +137,4 @@ class ISurfaceAdapter
 
 /// Opens the adapter; null when this machine has none. The renderer gets it at construction, so a test hands in
 /// one with faults.
-using SURFACE_ADAPTER_FACTORY = std::function<std::shared_ptr<ISurfaceAdapter>()>;
+using SurfaceAdapterFactory = std::function<std::shared_ptr<ISurfaceAdapter>()>;

@@ -74,8 +74,8 @@ struct Shape {
 
 struct Icon {
     std::string name;
-    float fWidth = 0;
-    float fHeight = 0;
+    float width = 0;
+    float height = 0;
     std::vector<Shape> shapes;
 };
 

@@ -80,12 +80,12 @@ struct CFault {
 
 std::string Quoted(std::string_view text)
 {
-    constexpr std::size_t shown = 40;
+    constexpr std::size_t QUOTED_MOST = 40;
     std::string out = "'";
-    for (const char c : text.substr(0, shown)) {
+    for (const char c : text.substr(0, QUOTED_MOST)) {
         out += static_cast<unsigned char>(c) < 0x20 || c == 0x7F ? '?' : c;
     }
-    return out + (text.size() > shown ? "...'" : "'");
+    return out + (text.size() > QUOTED_MOST ? "...'" : "'");
 }
 
 class CParser
@@ -208,8 +208,8 @@ void CParser::TopLevel(std::string_view word)
         if (m_Theme.FindIcon(name) || name == "none") Fail("icon " + Quoted(name) + " is already defined");
         if (m_Theme.m_Icons.size() >= MAX_ICONS) Fail("too many icons, the limit is 256");
         m_Icon.emplace().name = name;
-        m_Icon->fWidth = NextNumber("the icon's width", 1, MAX_UNITS);
-        m_Icon->fHeight = NextNumber("the icon's height", 1, MAX_UNITS);
+        m_Icon->width = NextNumber("the icon's width", 1, MAX_UNITS);
+        m_Icon->height = NextNumber("the icon's height", 1, MAX_UNITS);
     } else if (word == "element") {
         BeginElement();
     } else {
@@ -336,8 +336,8 @@ std::string_view CParser::Next(const char* wanted)
 std::string_view CParser::NextName(const char* wanted)
 {
     const std::string_view token = Next(wanted);
-    constexpr std::string_view allowed = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-";
-    if (token.find_first_not_of(allowed) != std::string_view::npos) {
+    constexpr std::string_view ALLOWED = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-";
+    if (token.find_first_not_of(ALLOWED) != std::string_view::npos) {
         Fail(Quoted(token) + " is no name; names have letters, digits, '_' and '-'");
     }
     if (token.size() > MAX_NAME_BYTES) Fail("the name " + Quoted(token) + " is longer than 64 bytes");

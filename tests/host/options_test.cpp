@@ -14,7 +14,7 @@ TEST(Options, AreNoneByThemselves)
     EXPECT_EQ(ParseOptions({"watchwall"}, options, message), EParsed::Run);
     EXPECT_EQ(options.seconds, 0);
     EXPECT_TRUE(options.home.isEmpty() && options.module.isEmpty() && options.screenshot.isEmpty());
-    EXPECT_EQ(options.m_strProfile, "operator");
+    EXPECT_EQ(options.profile, "operator");
 }
 
 TEST(Options, OfTheProfileAreRead)
@@ -23,7 +23,7 @@ TEST(Options, OfTheProfileAreRead)
         Options options;
         QString message;
         EXPECT_EQ(ParseOptions({"watchwall", "--profile", profile}, options, message), EParsed::Run);
-        EXPECT_EQ(options.m_strProfile, profile);
+        EXPECT_EQ(options.profile, profile);
     }
 }
 

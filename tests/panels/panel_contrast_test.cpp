@@ -71,7 +71,7 @@ TEST_F(BarContrast, NameOfTheSelectedFolderIsReadOnBothEndsOfItsGround)
     }
     const QImage letters = named.grab().toImage();
     const QImage ground = empty.grab().toImage();
-    const QRect button = named.GetFolder(0).m_rect;
+    const QRect button = named.GetFolder(0).m_Rect;
     int rows = 0;
     for (int y = button.top(); y <= button.bottom(); ++y) {
         double most = 1;
@@ -99,7 +99,7 @@ TEST_F(BarContrast, BarShowsThatItHasTheKeyboard)
     bar.setFocus();
     ASSERT_TRUE(bar.hasFocus());
     const QImage with = bar.grab().toImage();
-    const QRect button = bar.GetFolder(0).m_rect;
+    const QRect button = bar.GetFolder(0).m_Rect;
     for (const int y : {button.top() + 1, button.center().y(), button.bottom() - 1})
         EXPECT_GE(ContrastRatio(At(with, button.left() + 1, y), At(without, button.left() + 1, y)), 3.0) << y;
 }

@@ -108,7 +108,7 @@ TEST_F(SideBarTest, CollapsedBarIsDraggedBack)
     m_Bar->AddFolder("a", {}, new QLabel("1"));
     Paint();
     EXPECT_EQ(m_Bar->GetLayoutSize().width(), 3);
-    EXPECT_TRUE(m_Bar->GetFolder(0).m_rect.isEmpty()) << "nothing is drawn, nothing can be hit";
+    EXPECT_TRUE(m_Bar->GetFolder(0).m_Rect.isEmpty()) << "nothing is drawn, nothing can be hit";
     QTest::mousePress(&*m_Bar, Qt::LeftButton, {}, {2, 100});
     QTest::mouseRelease(&*m_Bar, Qt::LeftButton, {}, {180, 100});
     EXPECT_EQ(m_Bar->GetLayoutSize().width(), 182);

@@ -17,7 +17,7 @@ TEST_F(SideBarTest, OnlyWhatWasDrawnCanBeHit)
     for (int i = 0; i < 100; ++i)
         m_Bar->AddSubItem(0, 0, "line", {}, ELineStyle::Fire, 1);
     Paint();
-    EXPECT_TRUE(Line(0, 0, 99).m_rect.isEmpty());
+    EXPECT_TRUE(Line(0, 0, 99).m_Rect.isEmpty());
     EXPECT_EQ(m_Bar->HitTest({10, 40}).kind, COutlook2Ctrl::EHit::Item);
     const auto hit = m_Bar->HitTest({10, 60});
     EXPECT_EQ(hit.kind, COutlook2Ctrl::EHit::SubItem);
@@ -39,13 +39,13 @@ TEST_F(SideBarTest, LineThatIsOnFiresOnlyWithAFiringStyle)
     ASSERT_EQ(Line(0, 0, 3).m_dwState, OL2_STATE_ON);
     Paint();
     for (int i = 0; i < 4; ++i)
-        QTest::mouseClick(&*m_Bar, Qt::LeftButton, {}, Middle(Line(0, 0, i).m_rect));
+        QTest::mouseClick(&*m_Bar, Qt::LeftButton, {}, Middle(Line(0, 0, i).m_Rect));
     EXPECT_THAT(m_Commands, ElementsAre(102, 103));
 
     m_Commands.clear();
     m_Bar->SetUpdateHandler([](COL2CCmdUI& update) { update.Enable(true); });
     for (int i = 0; i < 4; ++i)
-        QTest::mouseClick(&*m_Bar, Qt::LeftButton, {}, Middle(Line(0, 0, i).m_rect));
+        QTest::mouseClick(&*m_Bar, Qt::LeftButton, {}, Middle(Line(0, 0, i).m_Rect));
     EXPECT_THAT(m_Commands, ElementsAre(100, 101, 102, 103));
 }
 
@@ -56,7 +56,7 @@ TEST_F(SideBarTest, CommandIsItsLowSixteenBits)
     m_Bar->AddItem(0, "header");
     m_Bar->AddSubItem(0, 0, "line", {}, ELineStyle::Fire, 0x5177A);
     Paint();
-    QTest::mouseClick(&*m_Bar, Qt::LeftButton, {}, Middle(Line(0, 0, 0).m_rect));
+    QTest::mouseClick(&*m_Bar, Qt::LeftButton, {}, Middle(Line(0, 0, 0).m_Rect));
     EXPECT_THAT(m_Commands, ElementsAre(0x177A));
 }
 
@@ -118,7 +118,7 @@ TEST_F(SideBarTest, HotLinesAndFoldersFollowTheMouse)
     m_Bar->AddItem(0, "header");
     m_Bar->AddSubItem(0, 0, "line", {}, ELineStyle::Command, 1);
     Paint();
-    const QRect button = m_Bar->GetFolder(1).m_rect;
+    const QRect button = m_Bar->GetFolder(1).m_Rect;
     const auto is_hot = [&] {
         const QColor shown = m_Bar->grab().toImage().pixelColor(button.right() - 1, button.top());
         return shown.blue() > shown.red();  // blue, or a grey
@@ -127,10 +127,10 @@ TEST_F(SideBarTest, HotLinesAndFoldersFollowTheMouse)
     QTest::mouseMove(&*m_Bar, Middle(button));
     EXPECT_TRUE(QTest::qWaitFor(is_hot));
     EXPECT_EQ(m_Bar->cursor().shape(), Qt::PointingHandCursor);
-    const QImage plain = m_Bar->grab(Line(0, 0, 0).m_rect).toImage();
-    QTest::mouseMove(&*m_Bar, Middle(Line(0, 0, 0).m_rect));
+    const QImage plain = m_Bar->grab(Line(0, 0, 0).m_Rect).toImage();
+    QTest::mouseMove(&*m_Bar, Middle(Line(0, 0, 0).m_Rect));
     EXPECT_TRUE(QTest::qWaitFor([&] { return !is_hot(); }));
-    EXPECT_NE(m_Bar->grab(Line(0, 0, 0).m_rect).toImage(), plain) << "underlined";
+    EXPECT_NE(m_Bar->grab(Line(0, 0, 0).m_Rect).toImage(), plain) << "underlined";
     QTest::mouseMove(&*m_Bar, {198, 100});
     EXPECT_TRUE(QTest::qWaitFor([&] { return m_Bar->cursor().shape() == Qt::SplitHCursor; }));
 }

@@ -20,7 +20,7 @@ TEST_F(SideBarTest, ClickOnAFolderSlidesItsPageIn)
     auto* const second = new QLabel("2");
     m_Bar->AddFolder("b", {}, second);
     Paint();
-    QTest::mouseClick(&*m_Bar, Qt::LeftButton, {}, Middle(m_Bar->GetFolder(1).m_rect));
+    QTest::mouseClick(&*m_Bar, Qt::LeftButton, {}, Middle(m_Bar->GetFolder(1).m_Rect));
     EXPECT_EQ(m_Bar->GetSelectedFolder(), 1);
     EXPECT_TRUE(m_Bar->IsSliding());
     EXPECT_FALSE(second->isVisible()) << "until the final picture";
@@ -38,7 +38,7 @@ TEST_F(SideBarTest, SlideRunsWithTheSkinToo)
     auto* const second = new QLabel("2");
     m_Bar->AddFolder("b", {}, second);
     Paint();
-    QTest::mouseClick(&*m_Bar, Qt::LeftButton, {}, Middle(m_Bar->GetFolder(1).m_rect));
+    QTest::mouseClick(&*m_Bar, Qt::LeftButton, {}, Middle(m_Bar->GetFolder(1).m_Rect));
     EXPECT_TRUE(m_Bar->IsSliding());
     EXPECT_TRUE(QTest::qWaitFor([&] { return !m_Bar->IsSliding() && second->isVisible(); }));
     m_Bar.reset();
@@ -78,7 +78,7 @@ TEST_F(SideBarTest, SlideRisesByAnEighthOfThePageEveryThirtyMilliseconds)
         }
         EXPECT_EQ(tops, row.tops) << row.page;
         EXPECT_EQ(shown_top(), 0);
-        EXPECT_EQ(m_Bar->GetFolder(1).m_Items[0]->m_rect.top(), COutlook2Ctrl::TITLE_HEIGHT);
+        EXPECT_EQ(m_Bar->GetFolder(1).m_Items[0]->m_Rect.top(), COutlook2Ctrl::TITLE_HEIGHT);
     }
 }
 
@@ -118,7 +118,7 @@ TEST_F(SideBarTest, PageThatGoesIsSeenAboveTheOneThatSlidesIn)
     QTimerEvent tick(m_Bar->findChild<QTimer*>()->timerId());
     for (int i = 0; i < 3; ++i)
         QApplication::sendEvent(m_Bar->findChild<QTimer*>(), &tick);
-    const int bottom = m_Bar->GetFolder(0).m_rect.top() - 2;
+    const int bottom = m_Bar->GetFolder(0).m_Rect.top() - 2;
     const QImage picture = m_Bar->grab().toImage();
     EXPECT_EQ(picture.pixelColor(100, COutlook2Ctrl::TITLE_HEIGHT + 20), QColor(Qt::red));
     EXPECT_EQ(picture.pixelColor(100, bottom), QColor(Qt::green));

@@ -16,12 +16,12 @@ TEST_F(SideBarTest, FolderButtonsStandAtTheBottomTheLastLowest)
     for (const char* name : {"a", "b", "c"})
         m_Bar->AddFolder(name, {});
     Paint();
-    EXPECT_EQ(m_Bar->GetFolder(2).m_rect, QRect(0, 376, 196, 24));
-    EXPECT_EQ(m_Bar->GetFolder(1).m_rect, QRect(0, 351, 196, 24));
-    EXPECT_EQ(m_Bar->GetFolder(0).m_rect, QRect(0, 326, 196, 24));
+    EXPECT_EQ(m_Bar->GetFolder(2).m_Rect, QRect(0, 376, 196, 24));
+    EXPECT_EQ(m_Bar->GetFolder(1).m_Rect, QRect(0, 351, 196, 24));
+    EXPECT_EQ(m_Bar->GetFolder(0).m_Rect, QRect(0, 326, 196, 24));
     m_Bar->SelectFolder(2, COutlook2Ctrl::EAnimation::Off);
     Paint();
-    EXPECT_EQ(m_Bar->GetFolder(0).m_rect, QRect(0, 326, 196, 24)) << "each keeps its place";
+    EXPECT_EQ(m_Bar->GetFolder(0).m_Rect, QRect(0, 326, 196, 24)) << "each keeps its place";
 }
 
 TEST_F(SideBarTest, PageHoldsHeadersLinesGapsAndSeparators)
@@ -35,11 +35,11 @@ TEST_F(SideBarTest, PageHoldsHeadersLinesGapsAndSeparators)
     m_Bar->AddSubItem(0, 1, "three", {}, ELineStyle::Command, 3);
     Paint();
     const auto& items = m_Bar->GetFolder(0).m_Items;
-    EXPECT_EQ(items[0]->m_rect, QRect(0, 35, 196, 24));
-    EXPECT_EQ(Line(0, 0, 0).m_rect, QRect(0, 59, 196, 17));
-    EXPECT_EQ(Line(0, 0, 1).m_rect, QRect(0, 76, 196, 17));
-    EXPECT_EQ(items[1]->m_rect, QRect(0, 93 + 7, 196, 8));
-    EXPECT_EQ(Line(0, 1, 0).m_rect, QRect(0, 108, 196, 17));
+    EXPECT_EQ(items[0]->m_Rect, QRect(0, 35, 196, 24));
+    EXPECT_EQ(Line(0, 0, 0).m_Rect, QRect(0, 59, 196, 17));
+    EXPECT_EQ(Line(0, 0, 1).m_Rect, QRect(0, 76, 196, 17));
+    EXPECT_EQ(items[1]->m_Rect, QRect(0, 93 + 7, 196, 8));
+    EXPECT_EQ(Line(0, 1, 0).m_Rect, QRect(0, 108, 196, 17));
 }
 
 TEST_F(SideBarTest, NegativeIndexesMeanTheLast)
@@ -176,7 +176,7 @@ TEST_F(SideBarTest, SeparatorIsABarOfThreePixelsInAStepOfEight)
     m_Bar->AddFolder("a", {});
     m_Bar->AddItem(0, "");
     Paint();
-    const QRect step = m_Bar->GetFolder(0).m_Items[0]->m_rect;
+    const QRect step = m_Bar->GetFolder(0).m_Items[0]->m_Rect;
     ASSERT_EQ(step, QRect(0, 35, 196, 8));
     const QImage shown = m_Bar->grab().toImage();
     int bar = 0;

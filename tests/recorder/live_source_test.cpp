@@ -225,7 +225,19 @@ TEST(LiveSourceTest, TheAgeIsDrawnBelowTheName)
     EXPECT_LT(BrightestBelowTheName(picture), 60) << "nothing else stands there";
 }
 
-// Looks, without a further picture, until something bright stands where the age is drawn.
+// Looks until the brightest sample where the age is drawn is as wanted; false after 15 s.
+template <typename IS_WANTED>
+bool AwaitBelowTheName(LiveSource& source, IS_WANTED isWanted)
+{
+    Picture picture;
+    for (const auto end = Clock::now() + seconds(15); Clock::now() < end;
+         std::this_thread::sleep_for(milliseconds(5))) {
+        source.Read(0, picture);
+        if (isWanted(BrightestBelowTheName(picture))) return true;
+    }
+    return false;
+}
+
 TEST(LiveSourceTest, TheAgeDrawnIsThePicturesOwn)
 {
     CCamera camera;
@@ -235,14 +247,8 @@ TEST(LiveSourceTest, TheAgeDrawnIsThePicturesOwn)
     ASSERT_TRUE(camera.Accept());
     camera.Send(200, MANY);
     ASSERT_TRUE(Shows(source, 200));
-    Picture picture;
-    int brightest = 0;
-    for (const auto end = Clock::now() + seconds(15); brightest <= 200 && Clock::now() < end;
-         std::this_thread::sleep_for(milliseconds(5))) {
-        source.Read(0, picture);
-        brightest = BrightestBelowTheName(picture);
-    }
-    EXPECT_GT(brightest, 200) << "it is never told that the picture is old";
+    EXPECT_TRUE(AwaitBelowTheName(source, [](int brightest) { return brightest > 200; }))
+        << "it is never told that the picture is old";
 }
 
 TEST(LiveSourceTest, NoAgeIsDrawnOnAPictureThatIsNewHoweverLongTheSourceIsOpen)
@@ -255,16 +261,10 @@ TEST(LiveSourceTest, NoAgeIsDrawnOnAPictureThatIsNewHoweverLongTheSourceIsOpen)
     camera.Send(40, MANY);
     ASSERT_TRUE(Shows(source, 40));
     const auto first = Clock::now();
-    Picture picture;
-    int brightest = 255;
-    for (const auto end = first + seconds(15); brightest > 60 && Clock::now() < end;
-         std::this_thread::sleep_for(milliseconds(5))) {
+    EXPECT_TRUE(AwaitBelowTheName(source, [&](int brightest) {
         camera.Send(40);
-        if (Clock::now() - first < 2 * times.ageShownFrom) continue;
-        source.Read(0, picture);
-        brightest = *std::max_element(picture.y.begin() + 20 * 320, picture.y.begin() + 36 * 320);
-    }
-    EXPECT_LE(brightest, 60) << "an age is told";
+        return brightest <= 60 && Clock::now() - first >= 2 * times.ageShownFrom;
+    })) << "an age is told";
 }
 
 // A camera of our days sends a key picture each ten seconds or more rarely.

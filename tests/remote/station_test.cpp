@@ -47,10 +47,10 @@ TYPED_TEST(EveryStation, SucceedsInEverythingAndDoesNothing)
 TYPED_TEST(EveryStation, ARecordSearchSucceedsAndLeavesTheListUntouched)
 {
     std::vector<XTimeSpan> results(2);
-    results[1].m_iRecordID = 7;
+    results[1].recordId = 7;
     EXPECT_TRUE(this->m_Station.SearchRecord("SQL:select * from record", results));
     ASSERT_EQ(results.size(), 2u);
-    EXPECT_EQ(results[1].m_iRecordID, 7);
+    EXPECT_EQ(results[1].recordId, 7);
 }
 
 }  // namespace

@@ -97,8 +97,8 @@ TEST(ThemeParser, ReadsTheShapesOfAnIcon)
 end
 )"));
     const Icon& icon = *theme.FindIcon("Face");
-    EXPECT_EQ(icon.fWidth, 24);
-    EXPECT_EQ(icon.fHeight, 12);
+    EXPECT_EQ(icon.width, 24);
+    EXPECT_EQ(icon.height, 12);
     ASSERT_EQ(icon.shapes.size(), 2U);
     EXPECT_EQ(icon.shapes[0].fStroke, 0);
     ASSERT_EQ(icon.shapes[0].steps.size(), 4U);

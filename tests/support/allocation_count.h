@@ -1,8 +1,21 @@
 #pragma once
 
 #include <cstddef>
-#include <optional>
 
-/// How often the calling thread has asked operator new for memory so far, in a program that is linked with
-/// allocation_count.cpp. Nothing under a sanitizer, which keeps the operators to itself.
-std::optional<std::size_t> CountAllocations();
+// What the calling thread asks operator new for, in a program that is linked with allocation_count.cpp.
+
+/// How often it has asked so far.
+std::size_t CountAllocations();
+
+/// While it stands, the thread gets no block of `bytes` or more: std::bad_alloc, as without memory.
+class CAllocationLimit
+{
+  public:
+    explicit CAllocationLimit(std::size_t bytes);
+    ~CAllocationLimit();
+    CAllocationLimit(const CAllocationLimit&) = delete;
+    CAllocationLimit& operator=(const CAllocationLimit&) = delete;
+
+  private:
+    std::size_t m_ulFormer;
+};

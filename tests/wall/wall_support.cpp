@@ -185,7 +185,7 @@ bool CWall::TabTo(const QWidget& widget)
 bool CWall::ShowFolder(int index)
 {
     COutlook2Ctrl& bar = *Panel().GetSideBar();
-    m_Screen.Click(bar.mapToGlobal(bar.GetFolder(index).m_rect.center()));
+    m_Screen.Click(bar.mapToGlobal(bar.GetFolder(index).m_Rect.center()));
     return Until([&] { return bar.GetSelectedFolder() == index && !bar.IsSliding(); });
 }
 

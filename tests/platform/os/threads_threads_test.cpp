@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <pthread.h>
 
 #include <array>
 #include <atomic>
@@ -11,6 +10,7 @@
 #include "platform/os/clock.h"
 #include "platform/os/threads.h"
 #include "platform/windows/windows.h"
+#include "tests/support/thread_shortage.h"
 
 namespace
 {
@@ -99,18 +99,10 @@ TEST(Threads, EveryWaiterSeesTheEndOfAThread)
 
 TEST(Threads, WithoutRoomForAThreadThereIsNoHandle)
 {
-    pthread_attr_t former;
-    pthread_attr_t huge;
-    ASSERT_EQ(::pthread_getattr_default_np(&former), 0);
-    ASSERT_EQ(::pthread_getattr_default_np(&huge), 0);
-    ASSERT_EQ(::pthread_attr_setstacksize(&huge, std::size_t{1} << 60), 0);
-    ASSERT_EQ(::pthread_setattr_default_np(&huge), 0);
+    const CThreadShortage shortage;
     const auto held = std::make_shared<int>(1);
     EXPECT_EQ(CreateThread([held] {}, "none"), nullptr);
     EXPECT_EQ(held.use_count(), 1);
-    EXPECT_EQ(::pthread_setattr_default_np(&former), 0);
-    ::pthread_attr_destroy(&huge);
-    ::pthread_attr_destroy(&former);
 }
 
 TEST(Threads, NullHandles)
@@ -140,12 +132,12 @@ TEST(Threads, CriticalSectionIsRecursiveAndExclusive)
         CloseHandle(thread);
     }
     EXPECT_EQ(counter, 4000);
-    ASSERT_TRUE(section.TryLock());
+    ASSERT_TRUE(section.try_lock());
     std::atomic<bool> other = true;
-    const CHandle thread(CreateThread([&] { other = section.TryLock(); }, "other"));
+    const CHandle thread(CreateThread([&] { other = section.try_lock(); }, "other"));
     EXPECT_EQ(WaitForSingleObject(thread, LONG_MS), WAIT_OBJECT_0);
     EXPECT_FALSE(other);
-    section.Unlock();
+    section.unlock();
 }
 
 TEST(Threads, InterlockedCallsReturnTheNewValue)

@@ -9,6 +9,7 @@
 
 #include "inc/OutputDebugString.h"
 #include "tests/remote/tcp/socket_pair_support.h"
+#include "tests/support/allocation_count.h"
 
 namespace
 {
@@ -234,6 +235,29 @@ TEST_F(Framing, BinaryReceiveOfTheLongestFrameStaysInItsBuffers)
     EXPECT_EQ(out[SHORT_FRAME_LIMIT - 4], 0);
     m_Sockets.PeerSends(Length(-5));
     EXPECT_EQ(RecvBinaryFrame(m_Sockets.m_hOurs, std::span<std::uint8_t, SHORT_FRAME_LIMIT>(out)), -5);
+}
+
+TEST_F(Framing, WithoutMemoryTheHelpersAnswer0AndLeaveTheSocketAlone)
+{
+    const std::string body(1000, 'x');
+    const std::vector<std::uint8_t> data(body.size(), 1);
+    const std::string waiting = Length(5) + "y";
+    m_Sockets.PeerSends(waiting);
+    std::string text = "before";
+    std::vector<std::uint8_t> out(SHORT_FRAME_LIMIT, 0xEE);
+    {
+        const CAllocationLimit limit(body.size());
+        EXPECT_EQ(SendTextFrame(m_Sockets.m_hOurs, body), 0);
+        EXPECT_EQ(SendBinaryFrame(m_Sockets.m_hOurs, data), 0);
+        EXPECT_EQ(RecvTextFrame(m_Sockets.m_hOurs, text), 0);
+        EXPECT_EQ(RecvBinaryFrame(m_Sockets.m_hOurs, std::span<std::uint8_t, SHORT_FRAME_LIMIT>(out)), 0);
+    }
+    EXPECT_EQ(text, "before");
+    EXPECT_EQ(out[0], 0xEE);
+    EXPECT_EQ(RecvTextFrame(m_Sockets.m_hOurs, text), 5) << "what waited is still there";
+    EXPECT_EQ(text, "y");
+    EXPECT_EQ(SendTextFrame(m_Sockets.m_hOurs, "z"), 5);
+    EXPECT_EQ(m_Sockets.PeerReads(5), Length(5) + "z") << "nothing was sent before it";
 }
 
 TEST_F(Framing, BufferBelowALengthFieldTakesNothing)

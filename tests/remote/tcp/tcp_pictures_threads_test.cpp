@@ -61,26 +61,18 @@ TEST_F(TcpPictures, PicturesAreCountedByWhatBecameOfThem)
 }
 
 /// Keeps a copy of the last picture.
-class CKeepingRender final : public CRender
+class CKeepingRender final : public CNotingRender
 {
   public:
-    CKeepingRender(CEvents& events, TestPicture& last) : m_Events(events), m_Last(last) {}
+    CKeepingRender(CEvents& events, TestPicture& last) : CNotingRender(events), m_Last(last) {}
     std::int32_t DisplayClient(const CodecFrame* frame, CSurface*, HWND) override
     {
         m_Last = CopyPicture(*frame);
         m_Events.Add("show");
         return 0;
     }
-    CSurface* CreateSurface(std::int32_t width, std::int32_t height) override
-    {
-        m_Events.Add("create 176x144");
-        return new CSurface(width, height);
-    }
-    void DestroySurface(CSurface* surface) override { delete surface; }
-    std::int32_t SaveSnapshot(std::string, CSurface*) override { return 0; }
 
   private:
-    CEvents& m_Events;
     TestPicture& m_Last;
 };
 
@@ -147,18 +139,16 @@ INSTANTIATE_TEST_SUITE_P(Sizes, TcpPictureSize,
                                                           Size{176, -144})));
 
 /// Has no memory for what it is asked for.
-class CThrowingRender final : public CRender
+class CThrowingRender final : public CNotingRender
 {
   public:
-    explicit CThrowingRender(bool whenOpened) : m_bWhenOpened(whenOpened) {}
+    CThrowingRender(CEvents& events, bool whenOpened) : CNotingRender(events), m_bWhenOpened(whenOpened) {}
     std::int32_t DisplayClient(const CodecFrame*, CSurface*, HWND) override { throw std::bad_alloc(); }
     CSurface* CreateSurface(std::int32_t width, std::int32_t height) override
     {
         if (m_bWhenOpened) throw std::bad_alloc();
-        return new CSurface(width, height);
+        return CNotingRender::CreateSurface(width, height);
     }
-    void DestroySurface(CSurface* surface) override { delete surface; }
-    std::int32_t SaveSnapshot(std::string, CSurface*) override { return 0; }
 
   private:
     const bool m_bWhenOpened;
@@ -170,7 +160,7 @@ TEST_F(TcpPictures, ExceptionInTheLinkThreadEndsItsChannelAloneWithALineInTheLog
     AddCell(HWND{7});
     for (const bool whenOpened : {true, false}) {
         ReleaseRender();
-        SetRenderFactory([=] { return std::make_unique<CThrowingRender>(whenOpened); });
+        SetRenderFactory([&] { return std::make_unique<CThrowingRender>(m_Events, whenOpened); });
         const auto device = MakeDevice();
         device->SetName("ga\x1B[2Jte");
         device->SetRenderWnd(TakeFreeCell());

@@ -21,10 +21,11 @@ extern "C" {
 namespace
 {
 
-class CNotingRender final : public CRender
+class CScriptedRender final : public CNotingRender
 {
   public:
-    CNotingRender(CEvents& events, const std::atomic<EShowing>& showing) : m_Events(events), m_Showing(showing)
+    CScriptedRender(CEvents& events, const std::atomic<EShowing>& showing)
+        : CNotingRender(events), m_Showing(showing)
     {
     }
     std::int32_t DisplayClient(const CodecFrame* frame, CSurface* surface, HWND) override
@@ -34,25 +35,8 @@ class CNotingRender final : public CRender
         m_Events.Add("show");
         return 1;
     }
-    CSurface* CreateSurface(std::int32_t width, std::int32_t height) override
-    {
-        m_Events.Add("create " + std::to_string(width) + "x" + std::to_string(height));
-        return new CSurface(width, height);
-    }
-    void DestroySurface(CSurface* surface) override
-    {
-        delete surface;
-        m_Events.Add("destroy");
-    }
-    std::int32_t SaveSnapshot(std::string path, CSurface*) override
-    {
-        m_Events.Add("snapshot " + path);
-        m_Events.Add("snapshot");
-        return 0;
-    }
 
   private:
-    CEvents& m_Events;
     const std::atomic<EShowing>& m_Showing;
 };
 
@@ -175,13 +159,32 @@ std::vector<std::string> CEvents::All() const
     return m_Events;
 }
 
+CSurface* CNotingRender::CreateSurface(std::int32_t width, std::int32_t height)
+{
+    m_Events.Add("create " + std::to_string(width) + "x" + std::to_string(height));
+    return new CSurface(width, height);
+}
+
+void CNotingRender::DestroySurface(CSurface* surface)
+{
+    delete surface;
+    m_Events.Add("destroy");
+}
+
+std::int32_t CNotingRender::SaveSnapshot(std::string path, CSurface* /*surface*/)
+{
+    m_Events.Add("snapshot " + path);
+    m_Events.Add("snapshot");
+    return 0;
+}
+
 CTcpTest::CTcpTest()
 {
     // Nothing listens there, so every device is reached by the address that it has.
     m_Folder.Write("config/system.ini",
                    "[System]\r\nDirectoryServer=127.0.0.1\r\nDirectoryPort=9\r\nRecordPath=" +
                        m_Folder.System("rec") + "\r\n");
-    SetRenderFactory([this] { return std::make_unique<CNotingRender>(m_Events, m_Showing); });
+    SetRenderFactory([this] { return std::make_unique<CScriptedRender>(m_Events, m_Showing); });
     AttachObserver(this);
 }
 

@@ -69,6 +69,19 @@ class CEvents
     std::vector<std::string> m_Events;  // guarded by m_cs
 };
 
+/// Notes what it is asked for; what becomes of pictures is a derived class's.
+class CNotingRender : public CRender
+{
+  public:
+    explicit CNotingRender(CEvents& events) : m_Events(events) {}
+    CSurface* CreateSurface(std::int32_t width, std::int32_t height) override;
+    void DestroySurface(CSurface* surface) override;
+    std::int32_t SaveSnapshot(std::string path, CSurface* surface) override;
+
+  protected:
+    CEvents& m_Events;
+};
+
 /// A clock that stands until it is set.
 class CHandClock final : public IClock
 {

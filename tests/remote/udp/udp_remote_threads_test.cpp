@@ -1,9 +1,9 @@
 // A channel that opens, asks and tells what became of it.
 
 #include <gtest/gtest.h>
-#include <pthread.h>
 
 #include "tests/remote/udp/udp_remote_support.h"
+#include "tests/support/thread_shortage.h"
 
 namespace
 {
@@ -108,16 +108,10 @@ TEST_F(UdpRemoteTest, FailedConnectLetsTheStatusFallAndGivesTheCellBack)
 
 TEST_F(UdpRemoteTest, WithoutAThreadForItAChannelEndsAtOnceAndMayBeTriedAgain)
 {
-    pthread_attr_t former;
-    pthread_attr_t huge;
-    ASSERT_EQ(::pthread_getattr_default_np(&former), 0);
-    ASSERT_EQ(::pthread_getattr_default_np(&huge), 0);
-    ASSERT_EQ(::pthread_attr_setstacksize(&huge, std::size_t{1} << 60), 0);
-    ASSERT_EQ(::pthread_setattr_default_np(&huge), 0);
-    m_pChannel->Open();
-    EXPECT_EQ(::pthread_setattr_default_np(&former), 0);
-    ::pthread_attr_destroy(&huge);
-    ::pthread_attr_destroy(&former);
+    {
+        const CThreadShortage shortage;
+        m_pChannel->Open();
+    }
     EXPECT_EQ(m_pChannel->GetStatus(), STATUS_CLOSED);
     EXPECT_EQ(m_pChannel->GetRenderWnd(), HWND::Null);
     EXPECT_TRUE(IsCellFree());

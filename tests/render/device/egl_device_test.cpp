@@ -67,7 +67,7 @@ TEST_F(EglDeviceTest, AdapterTellsTheScreen)
 {
     DisplayMode mode;
     ASSERT_TRUE(m_pAdapter->GetAdapterDisplayMode(mode));
-    EXPECT_EQ(mode.Width, DisplayWidth(m_Windows.m_pDisplay, DefaultScreen(m_Windows.m_pDisplay)));
+    EXPECT_EQ(mode.width, DisplayWidth(m_Windows.m_pDisplay, DefaultScreen(m_Windows.m_pDisplay)));
     DeviceCaps caps;
     EXPECT_TRUE(m_pAdapter->GetDeviceCaps(caps));
     EXPECT_EQ(m_pDevice->TestCooperativeLevel(), EDeviceState::Working);
