@@ -162,8 +162,6 @@ void CNodeModel::DeleteRoot()
 
 CGlobalSetting* CNodeModel::GetGlobalSetting()
 {
-    // A walk needs the tree to stand still, so other threads get what the panels' thread has found last.
-    if (std::this_thread::get_id() != m_PanelsThread) return GetSettingElsewhere();
     CNode* const found =
         FindNode(*GetRoot(), [](CNode& node) { return dynamic_cast<CGlobalSetting*>(&node) != nullptr; });
     CGlobalSetting* const setting = found ? dynamic_cast<CGlobalSetting*>(found) : CreateGlobalSetting();
@@ -171,23 +169,17 @@ CGlobalSetting* CNodeModel::GetGlobalSetting()
     return setting;
 }
 
-// Asked before the panels' thread has found any, other threads share settings that the tree takes up later.
-CGlobalSetting* CNodeModel::GetSettingElsewhere()
+StorageValues CNodeModel::GetStorageValues()
 {
-    const CMutexLock lock(m_EarlyLock);
-    if (CGlobalSetting* const known = CGlobalSetting::GetFound()) return known;
-    if (!m_pEarly) m_pEarly = MakeSetting();
-    return m_pEarly.get();
+    // A walk needs the tree to stand still, so other threads get what the panels' thread has found last.
+    if (std::this_thread::get_id() == m_PanelsThread) return GetGlobalSetting()->GetStorageValues();
+    const auto found = CGlobalSetting::GetFoundValues();
+    return found ? *found : MakeSetting()->GetStorageValues();
 }
 
 CGlobalSetting* CNodeModel::CreateGlobalSetting()
 {
-    CGlobalSetting* setting = nullptr;
-    {
-        const CMutexLock lock(m_EarlyLock);
-        setting = (m_pEarly ? std::move(m_pEarly) : MakeSetting()).release();
-        CGlobalSetting::SetFound(setting);
-    }
+    CGlobalSetting* const setting = MakeSetting().release();
     CLanguage::GetInstance();  // so that the names below have texts
     setting->SetName(CLanguage::GetString("IDS_GlobalSetting"));
     GetRoot()->Add(setting, nullptr);

@@ -6,15 +6,15 @@
 #include <string>
 #include <thread>
 
-#include "inc/Mutex.h"
 #include "model/tree/Folder.h"
 
 class CGlobalSetting;
+struct StorageValues;
 struct sqlite3;
 
 /// The singleton that owns the root of the tree; beside it stands the process-wide handle of the database
 /// "dvr.db". The tree, with all operations here that walk it, belongs to the panels' thread, which is the one
-/// that makes the singleton; the database and GetGlobalSetting may be used from any thread.
+/// that makes the singleton; the database and GetStorageValues may be used from any thread.
 class CNodeModel
 {
   public:
@@ -29,9 +29,12 @@ class CNodeModel
     void DeleteRoot();
 
     /// The settings: the first CGlobalSetting of the tree, made with its four leaves at the end of the root
-    /// when there is none. Other threads get those that the panels' thread has found last or, before that,
-    /// those that it will put into the tree.
+    /// when there is none.
     CGlobalSetting* GetGlobalSetting();
+    /// Values of the settings as they are now. Other threads get those of the settings that the panels' thread
+    /// has found last or, when there are none, those with which it would make them. At any time from any
+    /// thread.
+    StorageValues GetStorageValues();
 
     /// The first node in walk order with exactly that name, or null.
     CNode* FindByName(const std::string& name);
@@ -64,13 +67,9 @@ class CNodeModel
   private:
     CNodeModel();
     static bool OpenDatabase();
-    CGlobalSetting* GetSettingElsewhere();
     CGlobalSetting* CreateGlobalSetting();
 
     std::unique_ptr<CFolder> m_pRoot;  // made on the first demand
     CNode* m_pCurrent = nullptr;       // not owned
     const std::thread::id m_PanelsThread;
-    CMutex m_EarlyLock;  // a leaf lock
-    std::unique_ptr<CGlobalSetting> m_pEarly
-        GUARDED_BY(m_EarlyLock);  // asked for by other threads before the tree had any
 };

@@ -35,8 +35,7 @@ std::string MakeFileName(const std::string& name)
 std::string GetSnapshotFileName(const std::string& name)
 {
     CNodeModel* const model = CNodeModel::GetInstance();
-    const std::string folder =
-        (model != nullptr ? model->GetGlobalSetting()->m_szPicPath : std::string()) + "\\";
+    const std::string folder = (model != nullptr ? model->GetStorageValues().picPath : std::string()) + "\\";
     MakeSureDirectoryPathExists(folder);
     return folder + MakeFileName(name) + "-" + FormatTime(std::time(nullptr), FILE_TIME) + ".jpg";
 }

@@ -1,8 +1,9 @@
 #include "record/RecordFolder.h"
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdint>
-#include <cstdio>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -28,16 +29,16 @@ struct DriveChoice {
 };
 
 /// Nothing when no drive is allowed.
-std::optional<DriveChoice> ChooseDrive(const CGlobalSetting& setting)
+std::optional<DriveChoice> ChooseDrive(const StorageValues& values)
 {
     std::optional<DriveChoice> choice;
-    for (std::size_t i = 0; i < setting.m_bsStorageDrive.size(); ++i) {
-        if (!setting.m_bsStorageDrive[i]) continue;
+    for (std::size_t i = 0; i < values.drives.size(); ++i) {
+        if (!values.drives[i]) continue;
         choice = DriveChoice{{static_cast<char>('A' + i), ':', '\\'}};
         std::uint64_t free = 0;
         std::uint64_t total = 0;
         if (!GetDiskFreeSpaceExA(choice->root.c_str(), free, total)) continue;
-        choice->room = free >> 20 > setting.m_limitDiskSpace;
+        choice->room = free >> 20 > values.limitMiB;
         if (choice->room) break;
     }
     return choice;
@@ -52,7 +53,7 @@ bool RemoveOldest(std::vector<RecordRow>& last)
     last = std::move(*records);
     bool removed = false;
     for (const RecordRow& record : last) {
-        if (std::remove(HostPath(record.path).c_str()) != 0) {
+        if (::unlink(HostPath(record.path).c_str()) != 0) {
             LogLine(ELogLevel::Message, FUNCTION,
                     "can't remove file,error = " + std::to_string(static_cast<unsigned>(errno)) + "\n");
             LogLine(ELogLevel::Message, FUNCTION, "Remove File Failed: filename=" + record.path);
@@ -73,16 +74,18 @@ std::string GetFolderName(const std::string& name, std::time_t time)
 {
     CNodeModel* const model = CNodeModel::GetInstance();
     if (model == nullptr) return {};
-    const CGlobalSetting& setting = *model->GetGlobalSetting();
     std::vector<RecordRow> last;
     for (;;) {
-        const auto choice = ChooseDrive(setting);
+        const StorageValues values = model->GetStorageValues();
+        const auto choice = ChooseDrive(values);
         if (!choice) return {};
         std::string folder = choice->root;
         // oddity: doubled-backslash. The root ends in a backslash and the folder begins with one.
-        if (!name.empty()) folder += "\\DVR Files\\" + MakeFileName(name) + FormatTime(time, "\\%y-%m-%d\\");
-        if (folder.size() >= PATH_BYTES || !MakeSureDirectoryPathExists(folder)) return {};
-        if (choice->room || setting.m_iHdfAction != 0) return folder;
+        if (!name.empty()) {
+            folder += "\\DVR Files\\" + MakeFileName(name) + FormatTime(time, "\\%y-%m-%d\\");
+            if (folder.size() >= PATH_BYTES || !MakeSureDirectoryPathExists(folder)) return {};
+        }
+        if (choice->room || values.hdfAction != 0) return folder;
         if (!RemoveOldest(last)) return {};
     }
 }

@@ -1,14 +1,15 @@
 #include "model/settings/GlobalSetting.h"
 
-#include <atomic>
-
+#include "inc/Mutex.h"
 #include "platform/os/drives.h"
 #include "platform/os/paths.h"
 
 namespace
 {
 
-constinit std::atomic<CGlobalSetting*> g_Found = nullptr;
+// A leaf lock, held for the length of a copy: settings don't go meanwhile.
+constinit CMutex g_csFound;
+constinit const CGlobalSetting* g_Found GUARDED_BY(g_csFound) = nullptr;
 
 }  // namespace
 
@@ -16,17 +17,25 @@ CGlobalSetting::CGlobalSetting() : m_szPicPath(GetModuleDirectory() + "snapshot"
 
 CGlobalSetting::~CGlobalSetting()
 {
-    CGlobalSetting* found = this;
-    g_Found.compare_exchange_strong(found, nullptr);
+    const CMutexLock lock(g_csFound);
+    if (g_Found == this) g_Found = nullptr;
 }
 
-CGlobalSetting* CGlobalSetting::GetFound()
+StorageValues CGlobalSetting::GetStorageValues() const
 {
-    return g_Found;
+    return {m_bsStorageDrive, m_limitDiskSpace, m_iHdfAction, m_szPicPath};
 }
 
-void CGlobalSetting::SetFound(CGlobalSetting* setting)
+std::optional<StorageValues> CGlobalSetting::GetFoundValues()
 {
+    const CMutexLock lock(g_csFound);
+    if (g_Found == nullptr) return std::nullopt;
+    return g_Found->GetStorageValues();
+}
+
+void CGlobalSetting::SetFound(const CGlobalSetting* setting)
+{
+    const CMutexLock lock(g_csFound);
     g_Found = setting;
 }
 

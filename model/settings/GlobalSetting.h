@@ -3,6 +3,7 @@
 #include <bitset>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "model/archive/NamedValue.h"
@@ -11,19 +12,30 @@
 /// Drives a to z, bit 0 for a.
 using DRIVESET = std::bitset<26>;
 
+/// What recordings and snapshots ask of the settings. Members are described there.
+struct StorageValues {
+    DRIVESET drives;
+    std::uint32_t limitMiB = 0;
+    std::int32_t hdfAction = 0;
+    std::string picPath;
+};
+
 /// Every tuning value of the system, with its defaults: nothing loads or saves it, so each process begins with
-/// them. Got from CNodeModel::GetGlobalSetting. The fields are written while the object is created and read
-/// without a lock by the panels and the link threads.
+/// them. Got from CNodeModel::GetGlobalSetting by the panels' thread, whose tree it goes with; link threads get
+/// copies. The fields are written while the object is created and read without a lock.
 class CGlobalSetting : public CFolder
 {
   public:
     CGlobalSetting();
     ~CGlobalSetting() override;
 
-    /// The settings that a walk of the model found last; null when it found none or they are gone. Kept so that
-    /// link threads get at them while the panels change the tree. At any time from any thread.
-    static CGlobalSetting* GetFound();
-    static void SetFound(CGlobalSetting* setting);
+    StorageValues GetStorageValues() const;
+
+    /// The values of the settings that a walk of the model found last; nothing when it found none or they are
+    /// gone. Kept so that link threads get at them while the panels change the tree. At any time from any
+    /// thread.
+    static std::optional<StorageValues> GetFoundValues();
+    static void SetFound(const CGlobalSetting* setting);
 
     std::string m_szDDNS;
     std::uint32_t m_ulCtrlPort = 10060;

@@ -29,6 +29,12 @@ std::span<const uint8_t> HeadersOf(std::span<const uint8_t> key)
     return key.first(static_cast<size_t>(at - key.begin()));
 }
 
+// Without it the library takes what stands before a colon for a protocol.
+std::string FileUrl(const std::string& path)
+{
+    return "file:" + path;
+}
+
 bool IsSide(int side)
 {
     return side >= MIN_SIDE && side <= MAX_SIDE && side % 16 == 0;
@@ -62,7 +68,7 @@ RecordWriter::RecordWriter(const std::string& path, PictureSize size, std::span<
     codec.width = size.width;
     codec.height = size.height;
     stream->time_base = {1, 1000};
-    CheckAv(avio_open(&output->pb, path.c_str(), AVIO_FLAG_WRITE), "write a record");
+    CheckAv(avio_open(&output->pb, FileUrl(path).c_str(), AVIO_FLAG_WRITE), "write a record");
     CheckAv(avformat_write_header(output, nullptr), "write a record");
     Flush();
 }
@@ -97,7 +103,7 @@ RecordReader::RecordReader(const std::string& path)
 {
     SayLibAvWarningsOnce();
     AVFormatContext* input = nullptr;
-    CheckAv(avformat_open_input(&input, path.c_str(), av_find_input_format("matroska"), nullptr),
+    CheckAv(avformat_open_input(&input, FileUrl(path).c_str(), av_find_input_format("matroska"), nullptr),
             "open the record");
     m_Input.reset(input);
     if (!m_Packet) throw std::runtime_error("no memory for a record");

@@ -8,6 +8,7 @@ extern "C" {
 #include <libavformat/avformat.h>
 }
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <filesystem>
@@ -288,6 +289,24 @@ TEST_F(Muxer, ControlCharactersOfAPathAreEscapedInTheLog)
     muxer.Close();
     EXPECT_EQ(LinesIn(m_Told.Text()), 2U);
     EXPECT_EQ(m_Told.Text().find("\xC2\x9B"), std::string::npos) << m_Told.Text();
+}
+
+TEST_F(Muxer, NameWithAColonIsAFilesName)
+{
+    const CTestCurrentFolder inside(m_Folder.Path());
+    std::filesystem::create_directory("tcp:127.0.0.1:9");
+    for (const std::string name :
+         {"tcp:127.0.0.1:9\\a.avi", "pipe:1", "data:,a.avi", "file:a.avi", "none:a.avi", ":a.avi"}) {
+        {
+            CMuxer muxer;
+            EXPECT_GE(muxer.Open(name, MPEG4, 176, 144, PCM, 64000, 8000), 0) << name;
+            EXPECT_GE(WritePicture(muxer, 0), 0) << name;
+            muxer.Close();
+        }
+        std::string host = name;
+        std::ranges::replace(host, '\\', '/');
+        EXPECT_EQ(ReadBack(host).packets.size(), 1U) << name;
+    }
 }
 
 TEST_F(Muxer, UnknownCodecHasNoHeaderAndIsNeverWrittenOrFinished)

@@ -77,6 +77,15 @@ TEST_F(RecordFolder, EmptyNameTakesTheRootAlone)
 {
     EXPECT_EQ(GetFolderName("", ExampleTime()), "D:\\");
     EXPECT_EQ(GetRecordFileName("", ExampleTime()), "D:\\13-01-15-08-30-05.avi");
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(DriveFolder('d')), {}), 0) << "nothing is made";
+}
+
+TEST_F(RecordFolder, NothingIsMadeForAnEmptyNameAlsoWhereNothingCouldBe)
+{
+    m_Setting.m_bsStorageDrive = DRIVESET(1) << 25;
+    m_Setting.m_iHdfAction = 1;
+    EXPECT_EQ(GetFolderName("", ExampleTime()), "Z:\\");
+    EXPECT_EQ(GetFolderName("cam1", ExampleTime()), "");
 }
 
 TEST_F(RecordFolder, NameStaysBelowTheRecordFolder)
@@ -127,8 +136,10 @@ class FullDrives : public RecordFolder
 TEST_F(FullDrives, KeepWritingOnTheLastOneWhenNothingIsToBeRemoved)
 {
     AddFiles(3);
-    m_Setting.m_iHdfAction = 1;
-    EXPECT_EQ(GetFolderName("cam1", ExampleTime()), "E:\\\\DVR Files\\cam1\\13-01-15\\");
+    for (const std::int32_t action : {1, 2, -1}) {
+        m_Setting.m_iHdfAction = action;
+        EXPECT_EQ(GetFolderName("cam1", ExampleTime()), "E:\\\\DVR Files\\cam1\\13-01-15\\");
+    }
     EXPECT_EQ(FilesLeft(), 3);
 }
 
@@ -186,7 +197,7 @@ TEST_F(FullDrives, FileThatCannotBeRemovedLosesItsRowAndIsLogged)
 {
     CDebugCapture told;
     AddRecord("cam1", m_Folder.System("not there.avi"));
-    std::filesystem::create_directories(m_Folder.Path("folder.avi/inside"));
+    std::filesystem::create_directory(m_Folder.Path("folder.avi"));
     AddRecord("cam1", m_Folder.System("folder.avi"));
     EXPECT_EQ(GetFolderName("cam1", ExampleTime()), "");
     EXPECT_THAT(Query("select id from record"), IsEmpty());

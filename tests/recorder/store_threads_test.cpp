@@ -110,6 +110,18 @@ TEST_F(StoreTest, GivesBackEveryPictureWithItsTime)
     EXPECT_THAT(store.PathOf(-1), IsEmpty());
 }
 
+TEST_F(StoreTest, FolderWithAColonIsAFolder)
+{
+    const CTestCurrentFolder inside(m_Folder.Path());
+    StoreSetup setup = Setup();
+    setup.folder = "tcp:127.0.0.1:9";
+    Store store(setup);
+    Keep(store, 1);
+    store.Sync();
+    ASSERT_THAT(store.Records(), SizeIs(1));
+    ExpectGroups(Read(store.PathOf(1)), 25);
+}
+
 TEST_F(StoreTest, RecordsBeginWithAKeyPicture)
 {
     Store store(Setup());
@@ -288,7 +300,6 @@ TEST_F(StoreTest, AKilledRecorderLosesTheLastSecondAtMost)
     }
 }
 
-// Any damage ends in pictures or in none, never in more than what a client's buffer holds.
 // Whoever plays it counts on in nanoseconds.
 TEST_F(StoreTest, AStampBeyondAYearIsTakenForAYear)
 {
@@ -303,6 +314,7 @@ TEST_F(StoreTest, AStampBeyondAYearIsTakenForAYear)
     EXPECT_EQ(pictures[1].at, hours(24) * 366);
 }
 
+// Any damage ends in pictures or in none, never in more than what a client's buffer holds.
 TEST_F(StoreTest, DamagedFilesAreReadAsFarAsTheyGo)
 {
     {

@@ -4,8 +4,10 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <stdexcept>
 
 #include "model/NodeModel.h"
@@ -15,6 +17,7 @@
 #include "remote/udp/UdpLink.h"
 #include "tests/record/record_support.h"
 #include "tests/remote/tcp/tcp_support.h"
+#include "tests/support/plain_rights.h"
 
 namespace
 {
@@ -103,6 +106,32 @@ TEST_F(DeviceRecording, ObserverThatFailsAtAStopBarsNoLaterOne)
         EXPECT_THROW(m_Device.StopRecording(), std::runtime_error);
     }
     EXPECT_TRUE(m_Device.StopRecording());
+}
+
+TEST_F(DeviceRecording, FolderThatIsReadOnlyCountsAsRecordingAndIsToldOnceAndAtTheClose)
+{
+    const auto link = MakeDevice();
+    link->SetName("cam1");
+    const std::string folder = m_Folder.Path("rec/cam1");
+    std::filesystem::create_directories(folder);
+    std::filesystem::permissions(folder,
+                                 std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
+    const CPlainRights rights;
+    ASSERT_FALSE(std::ofstream(folder + "/a.avi").is_open());
+    const CDebugCapture told;
+    const auto lines = [&told] { return std::count(told.Text().begin(), told.Text().end(), '\n'); };
+    OpenAndReply(*link);
+    link->StartRecord(0);
+    SendAndWait(0, 20);
+    EXPECT_EQ(link->GetStatus(), STATUS_RECORDING);
+    EXPECT_EQ(m_Events.CountOf("tell IDS_RecordStarted"), 1U);
+    EXPECT_EQ(lines(), 1) << told.Text();
+    link->StopRecord(0);
+    SendAndWait(0, 1);
+    EXPECT_EQ(link->GetStatus(), STATUS_OPEN);
+    EXPECT_THAT(told.Text(), testing::HasSubstr(".avi: 21 writes have failed"));
+    EXPECT_EQ(lines(), 2) << told.Text();
+    link->Close();
 }
 
 // The log ends with the process, and so before what was made before it.
@@ -206,6 +235,18 @@ TEST_F(RecordRows, LengthIsInWholeSecondsFromTheStartToTheStop)
     m_Device.GetState()->m_dwSavedTick -= 100999;  // as if it had begun so much earlier
     EXPECT_TRUE(m_Device.StopRecording());
     EXPECT_THAT(Rows("length between 100 and 199"), ElementsAre("1"));
+}
+
+TEST_F(RecordRows, NamedRecordingBehindAnAutomaticOneWritesNoRowAndKeepsWhatWasSaved)
+{
+    Record(5);
+    ASSERT_EQ(Rows().size(), 1U);
+    const std::string saved = m_Device.GetState()->m_strSavedFile;
+    ASSERT_TRUE(m_Device.StartRecording(13, 176, 144, 9, m_Folder.System("a.avi")));
+    EXPECT_EQ(m_Device.GetState()->m_strSavedFile, saved);
+    EXPECT_EQ(m_Device.GetState()->m_iSavedType, 5);
+    EXPECT_TRUE(m_Device.StopRecording());
+    EXPECT_EQ(Rows().size(), 1U);
 }
 
 TEST_F(RecordRows, LinkRecordingsAndDestroyedDevicesWriteNone)

@@ -95,12 +95,21 @@ TEST_F(Settings, FindsTheFirstSettingsOfTheWalkAtEachCall)
     CNodeModel* const model = CNodeModel::GetInstance();
     auto* const folder = AddChild<CFolder>(*model->GetRoot(), "station");
     CGlobalSetting* const later = model->GetGlobalSetting();
+    later->m_limitDiskSpace = 7;
     CGlobalSetting* const first = AddChild<CGlobalSetting>(*folder, "earlier in the walk");
     EXPECT_EQ(model->GetGlobalSetting(), first);
-    CGlobalSetting* seen = nullptr;
-    std::thread([&] { seen = model->GetGlobalSetting(); }).join();
-    EXPECT_EQ(seen, first) << "what the panels' thread has found last";
+    first->m_bsStorageDrive = 5;
+    first->m_limitDiskSpace = 11;
+    first->m_iHdfAction = 1;
+    first->m_szPicPath = "e:\\pictures";
+    StorageValues seen;
+    std::thread([&] { seen = model->GetStorageValues(); }).join();
+    EXPECT_EQ(seen.drives, DRIVESET(5)) << "what the panels' thread has found last";
+    EXPECT_EQ(seen.limitMiB, 11U);
+    EXPECT_EQ(seen.hdfAction, 1);
+    EXPECT_EQ(seen.picPath, "e:\\pictures");
     folder->Remove(first);
+    EXPECT_EQ(model->GetStorageValues().limitMiB, 7U);
     EXPECT_EQ(model->GetGlobalSetting(), later);
     EXPECT_EQ(model->GetRoot()->GetCount(), 2) << "none was made";
 }
@@ -108,23 +117,23 @@ TEST_F(Settings, FindsTheFirstSettingsOfTheWalkAtEachCall)
 TEST_F(Settings, AnotherThreadThatAsksFirstTouchesNoTreeAndGetsWhatThePanelsGet)
 {
     CNodeModel* const model = CNodeModel::GetInstance();
-    CGlobalSetting* seen = nullptr;
-    CGlobalSetting* again = nullptr;
-    std::thread([&] {
-        seen = model->GetGlobalSetting();
-        again = model->GetGlobalSetting();
-    }).join();
-    ASSERT_NE(seen, nullptr);
-    EXPECT_EQ(again, seen);
+    const auto elsewhere = [model] {
+        StorageValues values;
+        std::thread([&] { values = model->GetStorageValues(); }).join();
+        return values;
+    };
+    const StorageValues early = elsewhere();
     EXPECT_EQ(model->GetRoot()->GetCount(), 0) << "the tree is the panels' thread's";
-    EXPECT_EQ(model->GetGlobalSetting(), seen);
-    EXPECT_EQ(seen->GetParent(), model->GetRoot());
-    EXPECT_EQ(seen->GetCount(), 4);
-    // The panels go on to see a change of their tree.
-    model->GetRoot()->Remove(seen);
-    std::thread([&] { again = model->GetGlobalSetting(); }).join();
+    CGlobalSetting* const setting = model->GetGlobalSetting();
+    EXPECT_EQ(early.drives, setting->m_bsStorageDrive);
+    EXPECT_EQ(early.limitMiB, setting->m_limitDiskSpace);
+    EXPECT_EQ(early.hdfAction, setting->m_iHdfAction);
+    EXPECT_EQ(early.picPath, setting->m_szPicPath);
+    setting->m_limitDiskSpace = 11;
+    EXPECT_EQ(elsewhere().limitMiB, 11U);
+    model->GetRoot()->Remove(setting);
+    EXPECT_EQ(elsewhere().limitMiB, early.limitMiB) << "those that are gone aren't asked";
     EXPECT_EQ(model->GetRoot()->GetCount(), 0);
-    EXPECT_EQ(model->GetGlobalSetting(), again);
 }
 
 TEST_F(Settings, AreMadeAnewWhenTheyWereRemovedOrTheRootWentDown)

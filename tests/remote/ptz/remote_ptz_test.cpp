@@ -7,6 +7,7 @@
 
 #include "remote/tcp/TextCommand.h"
 #include "tests/remote/tcp/socket_pair_support.h"
+#include "tests/support/file_limit.h"
 
 namespace
 {
@@ -113,6 +114,14 @@ TEST(RemotePtzAlone, DeviceThatRefusesGivesZeroAllTheSame)
     EXPECT_EQ(ptz.UpStart(), 0);
     CRemotePtz nameless("", 0);
     EXPECT_EQ(nameless.UpStart(), 0);
+}
+
+TEST(RemotePtzAlone, WithoutASocketTheAnswerIsMinusOne)
+{
+    CRemotePtz ptz("127.63.255.254", 0);
+    const CResourceLimit noFile(RLIMIT_NOFILE, 0);
+    EXPECT_EQ(ptz.UpStart(), -1);
+    EXPECT_EQ(ptz.Slot35(), 0);
 }
 
 TEST_F(RemotePtz, ColourCommandHasChannelAndValue)

@@ -9,6 +9,7 @@
 #include "remote/tcp/TextCommand.h"
 #include "render/CellPool.h"
 #include "tests/remote/tcp/tcp_support.h"
+#include "tests/support/file_limit.h"
 
 namespace
 {
@@ -113,6 +114,23 @@ TEST_F(TcpLink, FailedConnectLeavesTheStatusOpenAndGivesTheCellBack)
     EXPECT_FALSE(IsCellUsed(static_cast<HWND>(71)));
     device->Close();
     EXPECT_EQ(device->GetStatus(), STATUS_CLOSED);
+    RemoveAllCells();
+}
+
+TEST_F(TcpLink, WithoutASocketTheStatusIsOpenAndTheCellIsGivenBack)
+{
+    RemoveAllCells();
+    AddCell(static_cast<HWND>(71));
+    const auto device = MakeDevice();
+    device->SetRenderWnd(TakeFreeCell());
+    {
+        const CResourceLimit noFile(RLIMIT_NOFILE, 0);
+        device->Open();
+    }
+    EXPECT_EQ(device->GetStatus(), STATUS_OPEN);
+    EXPECT_EQ(device->GetRenderWnd(), HWND::Null);
+    EXPECT_FALSE(IsCellUsed(static_cast<HWND>(71)));
+    EXPECT_FALSE(m_Peer.HasCaller());
     RemoveAllCells();
 }
 

@@ -8,6 +8,8 @@
 #include "record/FileNames.h"
 #include "tests/remote/tcp/tcp_support.h"
 #include "tests/support/allocation_count.h"
+#include "tests/support/h264_streams.h"
+#include "tests/support/test_places.h"
 
 namespace
 {
@@ -122,6 +124,7 @@ TEST_F(TcpRecording, RollsOverAtFiveMinutesExactlyAndNotBefore)
     m_Clock.Set(1000 + FIVE_MINUTES);
     SendAndWait(7, 8);  // the last one of the old file sets the requests
     EXPECT_EQ(device->GetState()->m_nFlags, FLAG_STOP_RECORD | FLAG_START_RECORD);
+    EXPECT_EQ(device->GetState()->m_dwRecordTick, 1000 + FIVE_MINUTES);
     SendAndWait(8, 9);  // stop, then start, on one frame
     EXPECT_EQ(device->GetState()->m_nFlags, 0U);
     EXPECT_EQ(device->GetStatus(), STATUS_RECORDING);
@@ -215,6 +218,38 @@ TEST_F(TcpRecording, StreamWithoutMediaHasItsPicturesOnTheDisk)
     device->StartRecord(0);
     SendAndWait(0, 5);
     AwaitOnDisk(5, [this] { m_Peer.SendFrame(1, ""); });
+    device->Close();
+}
+
+TEST_F(TcpRecording, StreamOfFramesWithoutATypeHasItsPicturesOnTheDisk)
+{
+    const auto device = MakeDevice();
+    OpenAndReply(*device);
+    device->StartRecord(0);
+    SendAndWait(0, 5);
+    AwaitOnDisk(5, [this] { m_Peer.SendBytes(Words({4})); });
+    device->Close();
+}
+
+TEST_F(TcpRecording, StreamOfPayloadsWithoutAPictureHasItsPicturesOnTheDisk)
+{
+    const H264Packet picture = ReadH264Stream(SourcePath("tests/data/h264/cabac_cif.h264")).front();
+    const H264Packet remark = {0, 0, 0, 1, 6, 5, 1, 0, 0x80};
+    const auto device = MakeDevice(MODE_LIVE_H264);
+    device->Open();
+    ASSERT_TRUE(m_Peer.AcceptAndReply(352, 288));
+    device->StartRecord(0);
+    m_Peer.SendVideo(picture);
+    ASSERT_TRUE(m_Events.WaitFor("show"));
+    const auto file = Recordings().front();
+    const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (ReadAvi(file).empty() && std::chrono::steady_clock::now() < until) {
+        m_Peer.SendVideo(remark);
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    EXPECT_EQ(ReadAvi(file).size(), 1U);
+    EXPECT_EQ(Shown(), 1U);
+    EXPECT_GT(device->GetCounters().refused, 0U);
     device->Close();
 }
 

@@ -1,0 +1,247 @@
+// Headers of H.264 written bit by bit: those that encoders at hand don't make.
+
+#include "recorder/h264/Headers.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "recorder/h264/AnnexB.h"
+#include "recorder/h264/Subset.h"
+#include "tests/support/h264_bits.h"
+
+namespace
+{
+
+using namespace recorder::h264;
+using testing::HasSubstr;
+
+// The code of a number, as the standard prints it (9.1).
+std::string Ue(uint32_t value)
+{
+    std::string code;
+    for (uint32_t rest = value + 1; rest != 0; rest >>= 1)
+        code.insert(code.begin(), (rest & 1) != 0 ? '1' : '0');
+    return std::string(code.size() - 1, '0') + code;
+}
+
+struct Field {
+    const char* name;
+    std::string bits;
+};
+using Fields = std::vector<Field>;
+
+// All one macroblock large, and of the plainest tools.
+Fields Sequence()
+{
+    return {{"profile", "01000010"},  {"level", std::string(16, '0')}, {"id", Ue(0)}, {"frame number", Ue(0)},
+            {"order", Ue(0) + Ue(0)}, {"references", Ue(1)},           {"gaps", "0"}, {"size", Ue(0) + Ue(0)},
+            {"frames only", "1"},     {"inference, cropping", "00"},   {"rest", "0"}};
+}
+
+Fields Picture()
+{
+    return {{"ids", Ue(0) + Ue(0)}, {"cabac", "0"},    {"bottom field", "0"}, {"groups", Ue(0)},
+            {"references", Ue(0)},  {"list 1", Ue(0)}, {"weighted", "0"},     {"weighted B", "00"},
+            {"qp", Ue(0) + Ue(0)},  {"chroma", Ue(0)}, {"deblocking", "0"},   {"constrained", "0"},
+            {"redundant", "0"},     {"8x8", "0"},      {"matrices", "0"},     {"second chroma", Ue(0)}};
+}
+
+Fields Slice(bool idr, uint32_t number, uint32_t order)
+{
+    const auto four = [](uint32_t value) {
+        std::string bits;
+        for (int i = 3; i >= 0; --i)
+            bits += (value >> i & 1) != 0 ? '1' : '0';
+        return bits;
+    };
+    Fields fields = {{"first", Ue(0)}, {"type", Ue(idr ? 7 : 5)}, {"set", Ue(0)}, {"number", four(number)}};
+    if (idr) fields.push_back({"idr id", Ue(0)});
+    fields.push_back({"order", four(order)});
+    if (!idr) fields.insert(fields.end(), {{"override", "0"}, {"reordering", "0"}});
+    fields.push_back({"marking", idr ? "00" : "0"});
+    fields.push_back({"qp", Ue(0)});
+    // An I macroblock without coefficients, 16x16 by its mean; or a P one that is skipped.
+    fields.push_back({"macroblock", idr ? Ue(3) + Ue(0) + Ue(0) + "1" : Ue(1)});
+    return fields;
+}
+
+Fields With(Fields fields, const std::string& name, const std::string& bits)
+{
+    const auto at =
+        std::find_if(fields.begin(), fields.end(), [&](const Field& field) { return field.name == name; });
+    EXPECT_NE(at, fields.end()) << name;
+    if (at != fields.end()) at->bits = bits;
+    return fields;
+}
+
+std::vector<uint8_t> Payload(const Fields& fields)
+{
+    CH264Bits bits;
+    for (const Field& field : fields)
+        bits.Code(field.bits);
+    return bits.Trailing().Bytes();
+}
+
+struct Row {
+    const char* name;
+    Fields fields;
+    const char* why;
+};
+
+template <class Read>
+void ExpectOutside(const std::vector<Row>& rows, Read read)
+{
+    for (const Row& row : rows) {
+        try {
+            read(Payload(row.fields));
+            ADD_FAILURE() << row.name << " is read";
+        } catch (const Outside& outside) {
+            EXPECT_THAT(outside.what(), HasSubstr(row.why)) << row.name;
+        }
+    }
+}
+
+TEST(H264Headers, SequenceSetsBeyondASmallDecoderAreOutside)
+{
+    const auto high = [](const std::string& chroma) {
+        return With(With(Sequence(), "profile", "01100100"), "id", Ue(0) + chroma);
+    };
+    EXPECT_EQ(ReadSequenceSet(Payload(Sequence())).widthInMacroblocks, 1);
+    EXPECT_EQ(ReadSequenceSet(Payload(With(Sequence(), "order", Ue(2)))).orderType, 2);
+    EXPECT_EQ(ReadSequenceSet(Payload(high(Ue(1) + Ue(0) + Ue(0) + "00"))).widthInMacroblocks, 1);
+    ExpectOutside({{"order type 1", With(Sequence(), "order", Ue(1)), "order is of type 1"},
+                   {"gaps", With(Sequence(), "gaps", "1"), "gaps"},
+                   {"fields", With(Sequence(), "frames only", "00"), "interlaced"},
+                   {"grey", high(Ue(0) + Ue(0) + Ue(0) + "00"), "4:2:0"},
+                   {"deep luma", high(Ue(1) + Ue(2) + Ue(0) + "00"), "8 bits"},
+                   {"deep chroma", high(Ue(1) + Ue(0) + Ue(2) + "00"), "8 bits"},
+                   {"bypass", high(Ue(1) + Ue(0) + Ue(0) + "10"), "leave out the transform"},
+                   {"matrices", high(Ue(1) + Ue(0) + Ue(0) + "01"), "matrices"}},
+                  ReadSequenceSet);
+}
+
+TEST(H264Headers, PictureSetsBeyondASmallDecoderAreOutside)
+{
+    const PictureSet plain = ReadPictureSet(Payload(Picture()));
+    EXPECT_EQ(plain.qp, 26);
+    EXPECT_EQ(plain.references, 1U);
+    ExpectOutside({{"bottom field", With(Picture(), "bottom field", "1"), "bottom_field_pic_order"},
+                   {"groups", With(Picture(), "groups", Ue(1)), "slice groups"},
+                   {"weighted P", With(Picture(), "weighted", "1"), "weighted"},
+                   {"weighted B", With(Picture(), "weighted B", "01"), "weighted"},
+                   {"constrained", With(Picture(), "constrained", "1"), "constrained intra"},
+                   {"redundant", With(Picture(), "redundant", "1"), "redundant"},
+                   {"8x8", With(Picture(), "8x8", "1"), "8x8 transform"},
+                   {"matrices", With(Picture(), "matrices", "1"), "matrices"},
+                   {"second chroma", With(Picture(), "second chroma", Ue(1)), "chroma offsets differ"},
+                   {"first chroma", With(Picture(), "chroma", Ue(1)), "chroma offsets differ"}},
+                  ReadPictureSet);
+}
+
+TEST(H264Headers, SlicesBeyondASmallDecoderAreOutside)
+{
+    const SequenceSet sequence = ReadSequenceSet(Payload(Sequence()));
+    PictureSet picture = ReadPictureSet(Payload(Picture()));
+    const auto readAs = [&](bool idr) {
+        return [&, idr](const std::vector<uint8_t>& payload) {
+            BitReader bits(payload);
+            return ReadSliceHeader(bits, idr, sequence, picture);
+        };
+    };
+    const Fields idr = Slice(true, 0, 0);
+    const Fields p = Slice(false, 3, 6);
+    EXPECT_TRUE(readAs(true)(Payload(idr)).intra);
+    EXPECT_EQ(readAs(false)(Payload(p)).frameNum, 3U);
+    EXPECT_EQ(readAs(false)(Payload(p)).order, 6U);
+    ExpectOutside({{"long term", With(idr, "marking", "01"), "long-term"},
+                   {"second slice", With(idr, "first", Ue(9)), "several slices"}},
+                  readAs(true));
+    ExpectOutside({{"override", With(p, "override", "1" + Ue(1)), "several references"},
+                   {"reordering", With(p, "reordering", "1"), "reorders"},
+                   {"marking", With(p, "marking", "1"), "marks references"},
+                   {"B", With(p, "type", Ue(6)), "B pictures"},
+                   {"SP", With(p, "type", Ue(3)), "switch"},
+                   {"SI", With(p, "type", Ue(4)), "switch"},
+                   {"I", With(p, "type", Ue(2)), "not IDR"}},
+                  readAs(false));
+    EXPECT_THROW(readAs(true)(Payload(With(idr, "type", Ue(5)))), Damaged);
+    picture.references = 2;
+    ExpectOutside({{"two by the set", p, "several references"}}, readAs(false));
+    EXPECT_EQ(readAs(false)(Payload(With(p, "override", "1" + Ue(0)))).order, 6U)
+        << "the slice has the last word";
+}
+
+void Append(std::vector<uint8_t>& unit, uint8_t header, const Fields& fields)
+{
+    recorder::AppendUnit(unit, header, Payload(fields));
+}
+
+constexpr uint8_t SEQUENCE = 0x67;
+constexpr uint8_t PICTURE = 0x68;
+constexpr uint8_t IDR = 0x65;
+constexpr uint8_t SLICE = 0x61;
+
+class H264Order : public testing::Test
+{
+  protected:
+    H264Order()
+    {
+        std::vector<uint8_t> first;
+        Append(first, SEQUENCE, Sequence());
+        Append(first, PICTURE, Picture());
+        Append(first, IDR, Slice(true, 0, 0));
+        const Checked checked = m_Subset.Check(first);
+        EXPECT_EQ(checked.result, Checked::EResult::Passes) << checked.why;
+    }
+    Checked Next(uint32_t number, uint32_t order)
+    {
+        std::vector<uint8_t> unit;
+        Append(unit, SLICE, Slice(false, number, order));
+        return m_Subset.Check(unit);
+    }
+
+    Subset m_Subset{16, 16, 1000};
+};
+
+TEST_F(H264Order, PicturesThatAreShownAsTheyComePassThroughBothCounters)
+{
+    for (uint32_t i = 1; i < 40; ++i)
+        EXPECT_EQ(Next(i % 16, 2 * i % 16).result, Checked::EResult::Passes) << i;
+}
+
+TEST_F(H264Order, PicturesThatAreShownInAnotherOrderAreOutside)
+{
+    EXPECT_EQ(Next(1, 7).result, Checked::EResult::Passes);
+    for (const uint32_t order : {7U, 6U, 15U}) {
+        Subset subset = m_Subset;
+        std::vector<uint8_t> unit;
+        Append(unit, SLICE, Slice(false, 2, order));
+        const Checked checked = subset.Check(unit);
+        EXPECT_EQ(checked.result, Checked::EResult::Outside) << order;
+        EXPECT_THAT(checked.why, HasSubstr("another order"));
+    }
+    EXPECT_EQ(Next(2, 14).result, Checked::EResult::Passes);
+}
+
+TEST_F(H264Order, MissingPictureIsDamage)
+{
+    EXPECT_EQ(Next(1, 2).result, Checked::EResult::Passes);
+    const Checked checked = Next(3, 6);
+    EXPECT_EQ(checked.result, Checked::EResult::Damaged);
+    EXPECT_THAT(checked.why, HasSubstr("missing"));
+}
+
+TEST_F(H264Order, ParameterSetThatChangesBetweenIdrPicturesIsOutside)
+{
+    std::vector<uint8_t> unit;
+    Append(unit, PICTURE, With(Picture(), "deblocking", "1"));
+    Append(unit, SLICE, With(Slice(false, 1, 2), "qp", Ue(0) + Ue(1)));
+    const Checked checked = m_Subset.Check(unit);
+    EXPECT_EQ(checked.result, Checked::EResult::Outside);
+    EXPECT_THAT(checked.why, HasSubstr("parameter sets change"));
+}
+
+}  // namespace
