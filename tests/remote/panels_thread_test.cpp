@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <string>
 #include <thread>
 
 #include "remote/LinkThreads.h"
@@ -43,6 +44,11 @@ TEST_P(RemotePanelsThreadDeathTest, CallOfAForeignThreadEndsACheckedBuild)
                        "called on a foreign thread");
 }
 
+std::string NameOf(const testing::TestParamInfo<ThreadRow>& info)
+{
+    return info.param.name;
+}
+
 INSTANTIATE_TEST_SUITE_P(
     Calls, RemotePanelsThreadDeathTest,
     testing::Values(ThreadRow{"Start",
@@ -54,6 +60,6 @@ INSTANTIATE_TEST_SUITE_P(
                     ThreadRow{"EndLate", [](Objects& objects) { objects.threads.EndLate(); }},
                     ThreadRow{"Logon", [](Objects& objects) { objects.station.Logon("", ""); }},
                     ThreadRow{"EnumDevices", [](Objects& objects) { objects.station.EnumDevices(); }}),
-    [](const auto& info) { return info.param.name; });
+    NameOf);
 
 }  // namespace
