@@ -67,6 +67,7 @@ class CActiveXCtrl : public CUnknown<IDispatch, IEventSource, IControlWindow, IC
     HRESULT SetProfile(const std::string& name) override;
     // IControlReport
     HRESULT GetChannels(std::vector<ChannelReport>& channels) override;
+    HRESULT GetStations(std::vector<StationReport>& stations) override;
     // IControlMessages
     HRESULT SetMessageSink(IMessageSink* sink) override;
 

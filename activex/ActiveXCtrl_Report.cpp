@@ -3,6 +3,7 @@
 #include "model/tree/CompositeIterator.h"
 #include "model/tree/Folder.h"
 #include "remote/UdpRemote.h"
+#include "remote/UdpRemoteStation.h"
 
 HRESULT CActiveXCtrl::GetChannels(std::vector<ChannelReport>& channels)
 {
@@ -28,6 +29,20 @@ HRESULT CActiveXCtrl::GetChannels(std::vector<ChannelReport>& channels)
         report.bytes = counters.bytes;
         report.firstPictureMs = counters.firstPictureMs;
         channels.push_back(report);
+    }
+    return S_OK;
+}
+
+HRESULT CActiveXCtrl::GetStations(std::vector<StationReport>& stations)
+{
+    stations.clear();
+    CNodeModel* const model = CNodeModel::GetInstance();
+    if (model == nullptr) return E_FAIL;
+    CCompositeIterator walk(model->GetRoot()->CreateIterator());
+    for (; walk.HasNext(); walk.Next()) {
+        auto* const station = dynamic_cast<CUdpRemoteStation*>(walk.CurrentItem());
+        if (station == nullptr || station->GetSession() == nullptr) continue;
+        stations.push_back({station->GetName(), station->GetSession()->GetCounters().dropped});
     }
     return S_OK;
 }

@@ -77,6 +77,7 @@ CRenderCell::CRenderCell(QWidget* grid, HWND gridWindow)
 CRenderCell::~CRenderCell()
 {
     EmptyPictures().erase(m_hGrid);
+    // oddity: cell-end-quits. The event loop is asked to end, whatever other windows there are.
     // NOLINTNEXTLINE(bugprone-unhandled-exception-at-new): without memory for it the process ends as well
     QCoreApplication::postEvent(QCoreApplication::instance(), new QEvent(QEvent::Quit));
 }

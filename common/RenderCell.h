@@ -3,6 +3,7 @@
 #include <QImage>
 #include <QWidget>
 
+#include "common/WindowPlace.h"
 #include "platform/qt/WindowHandle.h"
 #include "render/device/WindowLease.h"
 
@@ -26,6 +27,9 @@ class CRenderCell : public QWidget
     /// The cell window that was clicked last, process-wide; Null before the first click.
     static HWND GetLastClicked();
 
+    /// Where it stands in the grid, and stays; a floating one is left alone from then on.
+    void Put(const QRect& place) { m_Place.Put(place); }
+
     /// None: while a stream draws the window is the renderer's, and until then it is painted in the toolkit's
     /// memory.
     QPaintEngine* paintEngine() const override { return nullptr; }
@@ -48,4 +52,5 @@ class CRenderCell : public QWidget
     const HWND m_hGrid;
     CWindowHandle m_Handle;
     CWindowLease m_Lease{m_Handle.Get()};
+    CWindowPlace m_Place{*this};
 };

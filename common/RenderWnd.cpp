@@ -105,7 +105,7 @@ bool CRenderWnd::Init(QWidget* parent, const XRenderWnd& record, std::int32_t mo
     SkinRenderWindow(this, "DialogRender");
     CreateCells();
     if (!TakeRender()) return false;
-    setGeometry(ToQRect(m_Rect));
+    m_Place.Put(ToQRect(m_Rect));
     PlaceCells();
     show();
     return true;
@@ -115,7 +115,7 @@ void CRenderWnd::CreateCells()
 {
     for (std::int32_t i = 0; i < m_State.GetCellCount(); ++i) {
         auto* const cell = new CRenderCell(this, Handle());
-        cell->setGeometry(0, 0, 0, 0);
+        cell->Put({0, 0, 0, 0});
         cell->setAccessibleName(QString::number(i + 1));
         cell->show();
         m_Cells.push_back(cell);
@@ -263,7 +263,7 @@ void CRenderWnd::PlaceCells()
     const auto placement = m_State.Place(GetScaleX(), GetScaleY());
     for (std::size_t i = 0; i < m_Cells.size(); ++i) {
         if (!m_Cells[i]->isWindow())  // a floating cell stays where its owner put it
-            m_Cells[i]->setGeometry(ToQRect(placement.cells[i]));
+            m_Cells[i]->Put(ToQRect(placement.cells[i]));
     }
 }
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "common/GridState.h"
+#include "common/WindowPlace.h"
 #include "model/layout/LayoutRecords.h"
 #include "platform/os/threads.h"
 #include "platform/qt/WindowHandle.h"
@@ -143,6 +144,7 @@ class CRenderWnd : public QWidget
     bool m_bFloating = false;
     std::int32_t m_iMode = 3;
     RECT m_Rect;
+    CWindowPlace m_Place{*this};
     CCriticalSection m_csPage;  // guards page changes; a leaf lock
     std::shared_ptr<CRender> m_pRender;
     bool m_bUsesRender = false;         // counted among the grids that share it

@@ -66,7 +66,7 @@ void CRenderWnd::EnterFullScreen()
             sibling->hide();
         m_pParent->installEventFilter(this);  // the window manager takes its time
         outer->showMaximized();
-        setGeometry(m_pParent->rect());
+        m_Place.Put(m_pParent->rect());
     }
     raise();
     activateWindow();
@@ -88,7 +88,7 @@ void CRenderWnd::LeaveFullScreen()
     outer->setWindowState(m_SavedState);
     const bool normal = (m_SavedState & (Qt::WindowMaximized | Qt::WindowFullScreen)) == 0;
     if (normal && outer->geometry() != m_SavedPlacement) outer->setGeometry(m_SavedPlacement);
-    setGeometry(m_Rect.left, m_Rect.top, m_Rect.right - m_Rect.left, m_Rect.bottom - m_Rect.top);
+    m_Place.Put({m_Rect.left, m_Rect.top, m_Rect.right - m_Rect.left, m_Rect.bottom - m_Rect.top});
     show();
     // All of them, in every mode: also one that was hidden before.
     for (QWidget* sibling : GetSiblings())
@@ -101,7 +101,7 @@ void CRenderWnd::LeaveFullScreen()
 bool CRenderWnd::eventFilter(QObject* watched, QEvent* event)
 {
     if (watched == m_pParent && event->type() == QEvent::Resize && m_bFullScreen)
-        setGeometry(m_pParent->rect());
+        m_Place.Put(m_pParent->rect());
     return QWidget::eventFilter(watched, event);
 }
 
@@ -118,7 +118,7 @@ void CRenderWnd::SetFloat(bool floating)
     for (CRenderCell* cell : m_Cells) {
         const bool used = IsCellUsed(cell->Handle());
         SetCellFloating(*cell, used && floating);
-        if (!used) cell->setGeometry(0, 0, 0, 0);
+        if (!used) cell->Put({0, 0, 0, 0});
         cell->show();  // one that was closed too
     }
 }
@@ -130,5 +130,9 @@ void CRenderWnd::SetCellFloating(CRenderCell& cell, bool floating)
     const QSize size = cell.size();
     const QPoint onScreen = cell.mapToGlobal(QPoint(0, 0));
     cell.setParent(this, floating ? Qt::Window | Qt::WindowStaysOnTopHint : Qt::Widget);
-    cell.setGeometry(QRect(floating ? onScreen : mapFromGlobal(onScreen), size));
+    const QRect place(floating ? onScreen : mapFromGlobal(onScreen), size);
+    if (floating)
+        cell.setGeometry(place);
+    else
+        cell.Put(place);
 }

@@ -97,6 +97,14 @@ std::vector<ChannelReport> CMainWindow::GetChannels() const
     return channels;
 }
 
+std::vector<StationReport> CMainWindow::GetStations() const
+{
+    std::vector<StationReport> stations;
+    CComPtr<IControlReport> report;
+    if (m_Control && SUCCEEDED(report.Query(*m_Control))) report->GetStations(stations);
+    return stations;
+}
+
 void CMainWindow::showEvent(QShowEvent* event)
 {
     QMainWindow::showEvent(event);

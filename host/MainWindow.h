@@ -41,6 +41,7 @@ class CMainWindow : public QMainWindow
     QWidget* GetControlWidget() const;
     /// What the control's channels did; empty when it doesn't tell.
     std::vector<ChannelReport> GetChannels() const;
+    std::vector<StationReport> GetStations() const;
 
     /// The window with its frame as it is on the screen, the control's own drawing included, as a PNG file; the
     /// whole screen while the wall is in full screen. Empty when the screen can't be read.

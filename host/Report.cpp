@@ -25,7 +25,7 @@ qint64 Number(std::uint64_t value)
 
 }  // namespace
 
-QByteArray MakeReport(const std::vector<ChannelReport>& channels)
+QByteArray MakeReport(const std::vector<ChannelReport>& channels, const std::vector<StationReport>& stations)
 {
     QJsonArray list;
     for (const ChannelReport& channel : channels) {
@@ -42,11 +42,16 @@ QByteArray MakeReport(const std::vector<ChannelReport>& channels)
                                 {"bytes", Number(channel.bytes)},
                                 {"first_picture_ms", static_cast<qint64>(channel.firstPictureMs)}});
     }
+    QJsonArray stationList;
+    for (const StationReport& station : stations)
+        stationList.append(QJsonObject{{"name", QString::fromStdString(EscapeControls(station.name))},
+                                       {"dropped", Number(station.dropped)}});
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
     const QJsonObject process{{"cpu_seconds", Seconds(usage.ru_utime) + Seconds(usage.ru_stime)},
                               {"peak_memory_kib", static_cast<qint64>(usage.ru_maxrss)}};
-    return QJsonDocument(QJsonObject{{"channels", list}, {"process", process}}).toJson();
+    return QJsonDocument(QJsonObject{{"channels", list}, {"stations", stationList}, {"process", process}})
+        .toJson();
 }
 
 QString DescribeChannel(const ChannelReport& channel)
@@ -62,6 +67,12 @@ QString DescribeChannel(const ChannelReport& channel)
                     QString::number(channel.withoutCell), QString::number(channel.notConvertible),
                     QString::number(channel.refused), QString::number(channel.skipped),
                     QString::number(channel.firstPictureMs));
+}
+
+QString DescribeLosses(const StationReport& station)
+{
+    return QStringLiteral("station \"%1\": %2 datagrams and messages dropped, for lack of room or their size")
+        .arg(QString::fromStdString(EscapeControls(station.name)), QString::number(station.dropped));
 }
 
 QList<int> FindUnshown(const std::vector<ChannelReport>& channels, const QList<int>& asked)

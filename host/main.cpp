@@ -116,19 +116,23 @@ bool CanWriteOutputs(const Options& options)
     return true;
 }
 
-// A line for each channel, what is wrong, and the report. Draws nothing: the display may be gone.
+// A line for each channel and for what was lost, what is wrong, and the report. Draws nothing: the display may
+// be gone.
 void Tell(const CMainWindow& window, const Options& options, const CScriptedOperator& scripted, CFaults& faults)
 {
     const auto channels = window.GetChannels();
     for (const ChannelReport& channel : channels)
         Print(stdout, DescribeChannel(channel));
+    const auto stations = window.GetStations();
+    for (const StationReport& station : stations)
+        if (station.dropped > 0) Print(stdout, DescribeLosses(station));
     if (!scripted.GetPresentStep().isEmpty())
         faults.Tell(EXIT_SCRIPT_FAILED, "the end came before it could " + scripted.GetPresentStep());
     if (options.openAll && channels.empty())
         faults.Tell(EXIT_NOTHING_SHOWN, QStringLiteral("there was no channel to show"));
     for (const int channel : FindUnshown(channels, options.openAll ? scripted.GetOpened() : options.open))
         faults.Tell(EXIT_NOTHING_SHOWN, QStringLiteral("channel %1 has shown no picture").arg(channel));
-    if (!options.report.isEmpty()) WriteOutput(options.report, MakeReport(channels), faults);
+    if (!options.report.isEmpty()) WriteOutput(options.report, MakeReport(channels, stations), faults);
 }
 
 // What is still told when the display goes; empty before the start and behind the end.
@@ -149,7 +153,7 @@ int Run(const Options& options, const QElapsedTimer& sinceStart)
     CFaults faults;
     const QScopeGuard end([] { g_LastWords = {}; });
     g_LastWords = [&] {
-        if (!options.report.isEmpty()) WriteOutput(options.report, MakeReport({}), faults);
+        if (!options.report.isEmpty()) WriteOutput(options.report, MakeReport({}, {}), faults);
     };
     std::atexit(EndWithoutDisplay);
     QString message;

@@ -271,6 +271,8 @@ void decode_picture(C264Context* dec, const C264Nal& slice, size_t first_bit, C2
 C264Handle* c264_open(int32_t width, int32_t height, int32_t stream_mode)
 {
     c264_dsp_init();
+    // the codec table lets a size of which one is 0 through to here
+    if (!codec_check_size(std::max(width, 1), std::max(height, 1))) return nullptr;
     void* const memory = codec_alloc(sizeof(C264Handle));
     if (!memory) return nullptr;
     C264Handle* const handle = new (memory) C264Handle();

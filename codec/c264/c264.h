@@ -28,7 +28,8 @@ struct C264Stats {
 
 /// Opens a decoder of pictures of this size, which the stream doesn't change.
 ///   stream_mode   0 for start codes, anything else for lengths of four bytes in front of the units
-/// \returns null when memory is short. Any thread at any time.
+/// \returns null when memory is short, or for a size that codec_check_size refuses; below 1 counts as 1. Any
+/// thread at any time.
 C264Handle* c264_open(int32_t width, int32_t height, int32_t stream_mode);
 
 /// Reads the units in `data`, which is not kept, up to and with the first slice, and decodes that as a picture.
@@ -37,7 +38,8 @@ C264Handle* c264_open(int32_t width, int32_t height, int32_t stream_mode);
 ///   picture   lent planes are good through the next decode; planes of the caller's get a copy, as
 ///             convert_decoder_picture says
 ///   got       1 when there is a picture, else 0
-/// \returns the bytes used, 0 for five bytes and less; -1 for a null handle or when a checksum is wrong.
+/// \returns the bytes used, 0 for five bytes and less; -1 without a handle or data, or when a checksum is
+/// wrong.
 int32_t c264_decode(C264Handle* handle, const uint8_t* data, int32_t size, C264Picture* picture, int32_t* got,
                     C264Stats* stats);
 

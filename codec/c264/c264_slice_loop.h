@@ -189,10 +189,16 @@ inline bool row_untouched(const C264Context* dec, int row)
 /// Rows of the picture that lie above the slice keep what they hold of two pictures ago.
 inline void begin_picture(C264Context* dec)
 {
-    const ptrdiff_t above = ptrdiff_t{dec->slice.first_row} * dec->mb_across;
+    const C264Slice& s = dec->slice;
+    const ptrdiff_t above = ptrdiff_t{s.first_row} * dec->mb_across;
     for (ptrdiff_t i = 0; i < above; ++i) {
         if (dec->same[i] != C264_SAME_NOT) dec->same[i] = C264_SAME_UNTOUCHED;
     }
+    if (s.first_row == 0) return;
+    // the filter reads the last of them, and takes the chroma offset from this slice's parameters
+    c264_mb* const mb = dec->mbs + (s.first_row - 1) * dec->mb_stride;
+    for (int x = 0; x < dec->mb_across; ++x)
+        mb[x].chroma_qp = static_cast<uint8_t>(chroma_qp(mb[x].qp, s.chroma_qp_offset));
 }
 
 /// `row` has been painted: the filter follows one row behind, and what it no longer changes is finished.

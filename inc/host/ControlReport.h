@@ -22,14 +22,23 @@ struct ChannelReport {
     std::int64_t firstPictureMs = -1;  // from the opening to the first picture shown; -1 without one
 };
 
+/// What was lost between a station and its channels since it was built: it can't be told whose it was.
+struct StationReport {
+    std::string name;
+    std::uint64_t dropped = 0;  // datagrams and messages that found no room or were too large
+};
+
 /// For reports of a container: what the control's channels did. On the host's thread.
 class IControlReport : public IUnknown
 {
   public:
-    static constexpr UUID IID = MakeUuid("a91f4c1c-58f0-4f0a-9c9a-7f5a0f3f7c11");
+    static constexpr UUID IID = MakeUuid("9ec2fece-e00f-481f-acb7-b1d9e2533f7d");
 
     /// The channels of all stations, in the order of the device tree.
     virtual HRESULT GetChannels(std::vector<ChannelReport>& channels) = 0;
+
+    /// The stations, in the same order.
+    virtual HRESULT GetStations(std::vector<StationReport>& stations) = 0;
 
   protected:
     ~IControlReport() = default;

@@ -149,8 +149,6 @@ void DeviceLink::OnMessage(TimeUs now, int channel, bool key, const SendQueue::M
         if (stream.waitsForKey && !key) continue;
         if (client.queue.Push(channel, message, now)) {
             stream.waitsForKey = false;
-            ++stream.pictures;
-            stream.bytes += message->size();
             Pump(now, client);
         } else {
             Lose(stream, channel, 1);
@@ -241,17 +239,18 @@ void DeviceLink::Lose(ClientCounts::Stream& stream, int channel, size_t pictures
 
 void DeviceLink::Pump(TimeUs now, Client& client)
 {
-    for (const auto& [channel, stale] : client.queue.DropStale(now)) {
-        auto& stream = client.counts.streams[channel];
-        stream.pictures -= stale.messages;  // counted when they were queued
-        stream.bytes -= stale.bytes;
-        Lose(stream, channel, stale.messages);
-    }
+    for (const auto& [channel, pictures] : client.queue.DropStale(now))
+        Lose(client.counts.streams[channel], channel, pictures);
     while (const auto piece = client.queue.Next(now)) {
         ++client.counts.datagrams;
-        client.counts.bytes += piece->size();
+        client.counts.bytes += piece->bytes.size();
+        if (piece->completes > 0) {
+            auto& stream = client.counts.streams[piece->channel];
+            ++stream.pictures;
+            stream.bytes += piece->completes;
+        }
         client.unansweredSince = std::min(client.unansweredSince, now);
-        Send(client.counts.endpoint, EMessage::Data, ECarries::Video, *piece);
+        Send(client.counts.endpoint, EMessage::Data, ECarries::Video, piece->bytes);
     }
 }
 

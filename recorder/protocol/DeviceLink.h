@@ -38,7 +38,7 @@ struct ClientCounts {
     uint64_t bytes = 0;  // of stream messages
     uint64_t acknowledged = 0;
     struct Stream {
-        uint64_t pictures = 0;  // sent, or queued for it
+        uint64_t pictures = 0;  // sent to their end
         uint64_t bytes = 0;
         uint64_t dropped = 0;  // because the client was too far behind
         bool waitsForKey = true;

@@ -26,24 +26,22 @@ void SendQueue::Forget(int channel)
     });
 }
 
-std::map<int, SendQueue::Stale> SendQueue::DropStale(TimeUs now)
+std::map<int, size_t> SendQueue::DropStale(TimeUs now)
 {
-    std::map<int, Stale> dropped;
+    std::map<int, size_t> dropped;
     std::erase_if(m_Items, [&](const Item& item) {
         if (item.sent > 0 || item.since == NEVER) return false;
         const bool goes = now - item.since >= STALE_AFTER || dropped.contains(item.channel);
         if (goes) {
-            Stale& stale = dropped[item.channel];
-            ++stale.messages;
-            stale.bytes += item.message->size();
             m_Bytes -= item.message->size();
+            ++dropped[item.channel];
         }
         return goes;
     });
     return dropped;
 }
 
-std::optional<std::span<const uint8_t>> SendQueue::Next(TimeUs now)
+std::optional<SendQueue::Piece> SendQueue::Next(TimeUs now)
 {
     const TimeUs timeout = AckTimeout();
     while (!m_Outstanding.empty() && now - m_Outstanding.front() >= timeout) {
@@ -64,10 +62,14 @@ std::optional<std::span<const uint8_t>> SendQueue::Next(TimeUs now)
 
     Item& item = m_Items.front();
     m_Last = item.message;
-    const auto piece = std::span(*m_Last).subspan(item.sent, std::min(PIECE_BYTES, m_Last->size() - item.sent));
-    item.sent += piece.size();
-    m_Bytes -= piece.size();
-    if (item.sent == m_Last->size()) m_Items.pop_front();
+    Piece piece{std::span(*m_Last).subspan(item.sent, std::min(PIECE_BYTES, m_Last->size() - item.sent)),
+                item.channel};
+    item.sent += piece.bytes.size();
+    m_Bytes -= piece.bytes.size();
+    if (item.sent == m_Last->size()) {
+        if (item.since != NEVER) piece.completes = item.sent;
+        m_Items.pop_front();
+    }
     return piece;
 }
 

@@ -36,19 +36,19 @@ class SendQueue
     // False when the queue is full for this channel or altogether; the message isn't taken then. since: when it
     // was made; one of NEVER doesn't grow stale.
     bool Push(int channel, Message message, TimeUs since = NEVER);
-    struct Stale {
-        size_t messages = 0;
-        size_t bytes = 0;
-        bool operator==(const Stale&) const = default;
-    };
-    // Removes what has grown stale unsent, with all that waits behind it in its channel; what that was, by
-    // channel.
-    std::map<int, Stale> DropStale(TimeUs now);
+    // Removes what has grown stale unsent, with all that waits behind it in its channel; how many messages of
+    // each channel.
+    std::map<int, size_t> DropStale(TimeUs now);
     // Removes the messages of the channel of which nothing has been sent.
     void Forget(int channel);
 
+    struct Piece {
+        std::span<const uint8_t> bytes;
+        int channel = 0;
+        size_t completes = 0;  // bytes of the message that it ends, when that is one that grows stale
+    };
     // The next piece that may go at this time.
-    std::optional<std::span<const uint8_t>> Next(TimeUs now);
+    std::optional<Piece> Next(TimeUs now);
     // The client acknowledged one piece.
     void Acknowledged();
     // When Next will have something; NEVER when there is nothing to send.

@@ -63,7 +63,6 @@ class DataServer::Viewer : public std::enable_shared_from_this<Viewer>
             return;
         }
         m_WaitsForKey = false;
-        Count(bytes);
         PushPicture(coded);
         Pump();
     }
@@ -161,12 +160,6 @@ class DataServer::Viewer : public std::enable_shared_from_this<Viewer>
         Push({MakeDirectReply(EReply::Refused, 0, 0), nullptr, true});
     }
 
-    void Count(size_t byteCount)
-    {
-        ++m_Counts.pictures;
-        m_Counts.bytes += byteCount;
-    }
-
     // One picture after the other: the next is asked for when the client has taken all.
     void Play(int iRecord)
     {
@@ -190,7 +183,6 @@ class DataServer::Viewer : public std::enable_shared_from_this<Viewer>
                     self.PushRecorded({MakeDirectReply(EReply::Stream, size.width, size.height), nullptr});
                 }),
                 with([](Viewer& self, const std::shared_ptr<const Coded>& coded) {
-                    self.Count(MEDIA_HEADER_BYTES + coded->bytes.size());
                     self.PushPicture(coded);
                     self.PushRecorded({});
                 }),
@@ -320,12 +312,17 @@ class DataServer::Viewer : public std::enable_shared_from_this<Viewer>
     {
         m_Writing = false;
         if (m_Server == nullptr) return;
-        if (error || m_Queue.front().last) {
+        const Item& item = m_Queue.front();
+        if (error || item.last) {
             Close();
             return;
         }
         m_Taken = Now();
-        m_Queued -= SizeOf(m_Queue.front());
+        m_Queued -= SizeOf(item);
+        if (item.coded) {
+            ++m_Counts.pictures;
+            m_Counts.bytes += SizeOf(item);
+        }
         m_Queue.pop_front();
         if (m_Playback && m_Queue.empty()) m_Playback->Continue();
         Pump();

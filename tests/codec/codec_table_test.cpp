@@ -258,6 +258,9 @@ TEST_F(CodecTable, SizeCheck)
         // 135 x (3976693 + 128) is 76 below 0x1FFFFFFF, one row more is 59 above it
         {7, 3976693, true, ""},
         {7, 3976694, false, "picture size invalid (7x3976694)\n"},
+        // 110490 x 4859 is 0x1FFFFFFE, 256999 x 2089 is 0x1FFFFFFF
+        {110362, 4731, true, ""},
+        {256871, 1961, false, "picture size invalid (256871x1961)\n"},
         {INT32_MAX, INT32_MAX, false, "picture size invalid (2147483647x2147483647)\n"},
     };
     for (const auto& row : rows) {

@@ -137,7 +137,7 @@ class CQuitCatcher : public QObject
     bool m_bAsked = false;
 };
 
-TEST_F(RenderWndTest, DestroyedCellAsksTheMessageLoopToEnd)
+TEST_F(RenderWndTest, CellEndQuitsWhateverOtherWindowsThereAre)
 {
     Grid();
     CQuitCatcher quit;

@@ -2,6 +2,9 @@
 
 #include <QDir>
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QTemporaryDir>
 
 #include "host/OutputFile.h"
@@ -40,12 +43,21 @@ TEST(ReportTest, PicturesThatNobodySawStandApart)
         DescribeChannel(channel).toStdString(),
         "channel 7 \"gate\": 352x288, 50 pictures decoded, 4 shown, 20 without a cell, 21 not convertible, "
         "2 refused, 0 skipped, first after -1 ms");
-    const std::string report = MakeReport({channel}).toStdString();
+    const std::string report = MakeReport({channel}, {}).toStdString();
     for (const char* part : {"\"shown\": 4", "\"without_cell\": 20", "\"not_convertible\": 21"})
         EXPECT_NE(report.find(part), std::string::npos) << part;
     EXPECT_TRUE(FindUnshown({channel}, {7}).isEmpty());
     channel.shown = 0;
     EXPECT_EQ(FindUnshown({channel}, {7, 8}), (QList<int>{7, 8}));
+}
+
+TEST(ReportTest, WhatAStationLostIsTold)
+{
+    const StationReport station{"10%1\n", 35};
+    EXPECT_EQ(DescribeLosses(station).toStdString(),
+              "station \"10%1\\x0A\": 35 datagrams and messages dropped, for lack of room or their size");
+    const auto report = QJsonDocument::fromJson(MakeReport({}, {station})).object();
+    EXPECT_EQ(report["stations"].toArray(), (QJsonArray{QJsonObject{{"name", "10%1\\x0A"}, {"dropped", 35}}}));
 }
 
 TEST(ReportTest, ControlCharactersOfANameAreSpeltOut)

@@ -6,7 +6,9 @@
 #include <QLineEdit>
 #include <QTest>
 #include <QVBoxLayout>
+#include <functional>
 #include <optional>
+#include <utility>
 
 namespace
 {
@@ -43,6 +45,35 @@ TEST_F(ScriptedOperatorTest, AMessageOutsideAStepEndsNothing)
     m_Script->Start();
     EXPECT_FALSE(m_Script->OnMessage("a stream has no picture"));
     EXPECT_TRUE(QTest::qWaitFor([&] { return m_Script->GetPresentStep() == "log on"; }));
+    EXPECT_TRUE(m_Faults.isEmpty());
+}
+
+// Calls when an object is about to get an event that is a call of its own.
+class CBeforeCall : public QObject
+{
+  public:
+    explicit CBeforeCall(std::function<void()> action) : m_Action(std::move(action)) {}
+    bool eventFilter(QObject*, QEvent* event) override
+    {
+        if (event->type() == QEvent::MetaCall) m_Action();
+        return false;
+    }
+
+  private:
+    const std::function<void()> m_Action;
+};
+
+TEST_F(ScriptedOperatorTest, AMessageBeforeAStepThatIsDueEndsNothing)
+{
+    int before = 0;
+    CBeforeCall filter([&] {
+        ++before;
+        EXPECT_FALSE(m_Script->OnMessage("a stream has no picture"));
+    });
+    m_Script->installEventFilter(&filter);
+    m_Script->Start();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return m_Script->GetPresentStep() == "log on"; }));
+    EXPECT_GT(before, 0);
     EXPECT_TRUE(m_Faults.isEmpty());
 }
 

@@ -93,13 +93,15 @@ TEST_F(DataServerTest, AClientThatTakesNothingIsBoundedAndGoesOnWithAKeyPicture)
     ASSERT_TRUE(Watch());
     m_KeysWanted = 0;
     Picture(1, true);
-    for (int i = 0; i < 1000 && Only().dropped == 0; ++i)
+    uint64_t given = 1;
+    for (; given < 1000 && Only().dropped == 0; ++given)
         Picture(2, false);
     ASSERT_EQ(Only().dropped, 1U);
     EXPECT_EQ(m_KeysWanted, 1);
     Picture(3, false);
     EXPECT_EQ(Only().dropped, 1U) << "it waits for the key picture";
-    const uint64_t queued = Only().pictures;
+    const uint64_t queued = given - 1;
+    EXPECT_LT(Only().pictures, queued) << "what waits isn't told as sent";
     ASSERT_TRUE(RunUntil([&] {
         Take();
         return m_Frames.size() == 1 + queued;
@@ -108,8 +110,9 @@ TEST_F(DataServerTest, AClientThatTakesNothingIsBoundedAndGoesOnWithAKeyPicture)
     Picture(5, false);
     ASSERT_TRUE(RunUntil([&] {
         Take();
-        return m_Frames.size() == 3 + queued;
+        return m_Frames.size() == 3 + queued && Only().pictures == 2 + queued;
     }));
+    EXPECT_EQ(Only().bytes, (2 + queued) * (MEDIA_HEADER_BYTES + PICTURE_BYTES));
     const auto number = [&](size_t i) { return static_cast<int>(m_Frames[i].back()); };
     EXPECT_EQ(number(1), 1);
     for (size_t i = 2; i <= queued; ++i)
@@ -125,10 +128,9 @@ TEST_F(DataServerTest, NothingComesBeforeAKeyPicture)
     Picture(2, true);
     ASSERT_TRUE(RunUntil([&] {
         Take();
-        return m_Frames.size() == 2;
+        return m_Frames.size() == 2 && Only().pictures == 1;
     }));
     EXPECT_EQ(m_Frames[1].back(), 2);
-    EXPECT_EQ(Only().pictures, 1U);
 }
 
 TEST_F(DataServerTest, AClientThatHangsUpIsNotWatchingAnyMore)

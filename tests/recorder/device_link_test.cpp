@@ -179,6 +179,19 @@ TEST_F(DeviceLinkTest, SecondRequestStartsTheChannelAgainWithItsReplyFirst)
     ASSERT_GE(rest.size(), reply.size());
     EXPECT_TRUE(std::equal(reply.rbegin(), reply.rend(), rest.rbegin()))
         << "the picture that waited is taken back";
+    EXPECT_EQ(m_Link.Clients().at(0).streams.at(0).pictures, 1U) << "and isn't told as sent";
+}
+
+TEST_F(DeviceLinkTest, PicturesThatAClientLeavesBehindAreNotToldAsSent)
+{
+    Watch(ALICE, 0);
+    m_Link.OnMessage(0, 0, true, Message(0, 500));
+    m_Link.OnMessage(0, 0, false, Message(0, 60 * 1024));  // most of it still waits for its turn
+    m_Link.OnMessage(0, 0, false, Message(0, 500));
+    Say(ALICE, EMessage::Logout);
+    const auto stream = m_Link.FormerClients().at(0).streams.at(0);
+    EXPECT_EQ(stream.pictures, 1U);
+    EXPECT_EQ(stream.bytes, Message(0, 500)->size());
 }
 
 TEST_F(DeviceLinkTest, AClientTooFarBehindGoesOnWithAKeyPicture)

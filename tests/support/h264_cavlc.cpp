@@ -145,17 +145,24 @@ class CCavlcWriter
         const auto put = [&](int prefix, int suffix, int bits) {
             m_Bits.Bits(0, prefix).Bit(true).Bits(static_cast<uint32_t>(suffix), bits);
         };
+        // a prefix of 15 has the next 4096 codes, each longer one twice as many as the one before
+        const auto escape = [&](int rest) {
+            int prefix = 15;
+            for (; rest >= 1 << (prefix - 3); ++prefix)
+                rest -= 1 << (prefix - 3);
+            put(prefix, rest, prefix - 3);
+        };
         if (suffix_length == 0) {
             if (code < 14)
                 put(code, 0, 0);
             else if (code < 30)
                 put(14, code - 14, 4);
             else
-                put(15, code - 30, 12);
+                escape(code - 30);
         } else if (code < 15 << suffix_length) {
             put(code >> suffix_length, code & ((1 << suffix_length) - 1), suffix_length);
         } else {
-            put(15, code - (15 << suffix_length), 12);
+            escape(code - (15 << suffix_length));
         }
     }
 

@@ -201,6 +201,20 @@ TEST(WallFault, OfFortyChannelsThoseBeyondTheLastCellShowNothing)
     EXPECT_EQ(FindUnshown(wall.Window().GetChannels(), all), beyond);
 }
 
+// Messages of a length that no buffer holds, among others.
+TEST(WallFault, WhatAStationHadNoRoomForIsReported)
+{
+    WallSetup setup;
+    for (const char* word : {"--wrong-length", "30", "--seed", "7"})
+        setup.recorder.emplace_back(word);
+    CWall wall(setup);
+    EXPECT_TRUE(wall.Window().GetStations().empty());
+    OpenAndSee(wall, 1);
+    const auto report = [&wall] { return wall.Window().GetStations().at(0); };
+    EXPECT_TRUE(CWall::Until([&] { return report().dropped > 0; }));
+    EXPECT_EQ(report().name, "1001");
+}
+
 TEST(WallFault, LossyGarbledAndReorderedRoadKeepsPlaying)
 {
     WallSetup setup;

@@ -7,6 +7,7 @@
 
 #include "codec/convert/convert.h"
 #include "tests/codec/c264/c264_fed_support.h"
+#include "tests/codec/c264/c264_handmade_support.h"
 #include "tests/support/c264_copying.h"
 #include "tests/support/h264_random.h"
 #include "tests/support/h264_writer.h"
@@ -99,6 +100,22 @@ TEST(C264Changes, DamagedStreamsAreTheSameWithoutCopying)
             if (random() % 3 == 0) damages[random() % damages.size()].Do(&packet, &random);
             ASSERT_NO_FATAL_FAILURE(twins.Feed(packet));
         }
+    }
+}
+
+TEST(C264Changes, RowsAboveASliceThatBeginsLowerGoBackToTheOlderPicture)
+{
+    constexpr int DOWN = 6;
+    for (uint32_t first = 1; first <= DOWN; ++first) {
+        SCOPED_TRACE(first);
+        C264Fed fed(16, 16 * DOWN);
+        fed.FeedSlice(C264Flats({1, 0, 1, 0, 0, 0}));
+        fed.FeedSlice(C264Flats({1, 1, -1, 1, 0, 0}));  // the first macroblock is the only one that is the same
+        fed.FeedSlice(C264Flats(std::vector<int>(DOWN - first, 0), {.first_mb = first}));
+        const CodecChanges* const changes = c264_changes(fed.Handle());
+        ASSERT_EQ(changes->picture, 3u);
+        for (int row = 0; row < DOWN; ++row)
+            EXPECT_EQ(changes->changed[row], 3u) << row;
     }
 }
 }  // namespace

@@ -9,6 +9,7 @@
 #include "codec/c264/c264_dsp.h"
 #include "codec/cpu.h"
 #include "codec/decoder.h"
+#include "tests/support/h264_streams.h"
 #include "tests/support/h264_syntax.h"
 #include "tests/support/kernel_walk.h"
 
@@ -43,4 +44,28 @@ void ForEachC264Step(Body body)
         if (testing::Test::HasFatalFailure()) break;
     }
     c264_dsp_refill(c264_cpu_detect());
+}
+
+inline std::vector<TestPicture> DecodeWithLibavcodec(const std::vector<H264Packet>& packets)
+{
+    CLavcH264Decoder decoder;
+    std::vector<TestPicture> pictures;
+    for (const H264Packet& packet : packets) {
+        EXPECT_TRUE(decoder.Decode(packet)) << "picture " << pictures.size();
+        pictures.push_back(decoder.Picture());
+    }
+    return pictures;
+}
+
+/// Feeds the packets of a sequence and expects these pictures of them.
+inline void ExpectPictures(const H264Sequence& sequence, const std::vector<H264Packet>& packets,
+                           const std::vector<TestPicture>& expected)
+{
+    CC264Decoder decoder(sequence.Width(), sequence.Height());
+    for (size_t i = 0; i < packets.size(); ++i) {
+        const CodecFrame* const frame = FeedAsLink(&decoder, packets[i]);
+        ASSERT_TRUE(frame && frame->data[0]) << "picture " << i;
+        ASSERT_EQ(frame->key_frame != 0, sequence.pictures[i].header.intra) << "picture " << i;
+        ASSERT_EQ(DescribeDifference(CopyPicture(*frame), expected[i]), "") << "picture " << i;
+    }
 }

@@ -1,6 +1,8 @@
 // H.264 units written by hand, bit by bit, for what no encoder writes; and a decoder to feed them to.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <vector>
 
@@ -8,6 +10,8 @@
 #include "codec/c264/c264_log.h"
 #include "tests/support/h264_bits.h"
 #include "tests/support/h264_writer.h"
+
+constexpr int C264_BLACK = 16;  ///< what both buffers hold at first
 
 constexpr int UNIT_SLICE = 1;
 constexpr int UNIT_IDR = 5;
@@ -91,6 +95,34 @@ inline void C264Moved(CH264Bits* bits, int mvdX, int mvdY)
     bits->Ue(0).Ue(0).Se(mvdX).Se(mvdY).Ue(0);  // no skipped ones before it, P_L0_16x16, mvd, nothing coded
 }
 
+/// A slice of macroblocks of one colour each.
+inline CH264Bits C264Flats(const std::vector<int>& levels, const C264HandmadeSlice& slice = {})
+{
+    CH264Bits bits = C264SliceStart(slice);
+    for (const int level : levels)
+        C264Flat(&bits, level);
+    return bits;
+}
+
+inline CH264Bits C264AllSkipped(uint32_t count)
+{
+    CH264Bits bits = C264SliceStart({.type = 0});
+    bits.Ue(count);
+    return bits;
+}
+
+inline H264Packet C264SliceUnit(CH264Bits bits, int unit = UNIT_SLICE, int refIdc = 1)
+{
+    bits.Trailing();
+    return C264Unit(unit, bits.Bytes(), refIdc);
+}
+
+/// Both parameter sets.
+inline H264Packet C264ParameterUnits()
+{
+    return C264Joined({C264SpsUnit(C264HandmadeParameters()), C264PpsUnit(C264HandmadeParameters())});
+}
+
 /// One decoder under its own interface.
 class C264Fed
 {
@@ -112,11 +144,7 @@ class C264Fed
     /// Parameter sets and a slice in one call.
     int32_t FeedSlice(const CH264Bits& slice, int unit = UNIT_SLICE)
     {
-        CH264Bits ended = slice;
-        ended.Trailing();
-        const H264Parameters parameters = C264HandmadeParameters();
-        return Feed(
-            C264Joined({C264SpsUnit(parameters), C264PpsUnit(parameters), C264Unit(unit, ended.Bytes())}));
+        return Feed(C264Joined({C264ParameterUnits(), C264SliceUnit(slice, unit)}));
     }
 
     int Luma(int iX, int iY) const { return Picture.plane[0][iY * Picture.stride[0] + iX]; }
@@ -133,6 +161,15 @@ class C264Fed
   private:
     C264Handle* m_pHandle;
 };
+
+/// 2 by 2 macroblocks of 132, 136, 132 and, between its neighbours, 134.
+inline void C264FeedColumns(C264Fed* fed)
+{
+    fed->FeedSlice(C264Flats({1, 1, 0, 0}));
+    ASSERT_EQ(fed->Middle(0, 0), 132);
+    ASSERT_EQ(fed->Middle(1, 0), 136);
+    ASSERT_EQ(fed->Middle(0, 1), 132);
+}
 
 /// How many warnings of one text the ring holds.
 inline int C264Warnings(const char* text)

@@ -212,6 +212,18 @@ TEST(C264Header, SliceOfAPredictedPicture)
     EXPECT_EQ(slice.beta_offset, 6);
 }
 
+TEST(C264Header, FieldsAreAtMost32BitsWideWhateverTheWidthInTheSpsIs)
+{
+    C264Sps sps = SliceSps();
+    sps.log2_max_frame_num = 40;
+    CH264Bits bits;
+    bits.Ue(0).Ue(2).Ue(0).Bits(0xDEADBEEF, 32).Bits(2, 6).Bit(false).Se(3);
+    const C264SliceHeader slice = ParseSlice(bits, false, sps, {});
+    EXPECT_EQ(static_cast<uint32_t>(slice.frame_num), 0xDEADBEEF);
+    EXPECT_EQ(slice.pic_order_cnt_lsb, 2);
+    EXPECT_EQ(slice.slice_qp_delta, 3);
+}
+
 TEST(C264Header, FilterIdcBecomesTheMode)
 {
     C264Pps pps = {};
@@ -285,6 +297,14 @@ TEST(C264Sei, IsReadInStepsOf16BitsFromItsFirstByte)
 TEST(C264Sei, AWordThatFailsAsTheSecondIsTriedAsTheTag)
 {
     EXPECT_EQ(Scan({0x90, 0x09, 0x90, 0x09, 0x80, 0x81, 0, 5, 0, 5}).modulus, 5u);
+}
+
+TEST(C264Sei, NumbersAreNotTakenForATag)
+{
+    const c264_check check =
+        Scan({0x90, 0x09, 0x80, 0x82, 0x90, 0x09, 0x80, 0x81, 0x90, 0x09, 0x80, 0x81, 0, 7, 0, 7});
+    EXPECT_EQ(check.mode, 2u);
+    EXPECT_EQ(check.modulus, 0x90098081u);
 }
 
 TEST(C264Sei, NumbersCutOffByTheEndCountAsZero)

@@ -3,8 +3,28 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+
 namespace
 {
+TEST(C264LogDeathTest, SecondTextGoesToSlot1)
+{
+    // the ring is the process's: a new one has an empty ring
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            int32_t count = -1;
+            const std::atomic<const char*>* const ring = c264_log_get(&count);
+            const bool empty = count == 0;
+            c264_log(C264_WARNING_CHECKSUM);
+            c264_log(C264_WARNING_SEI);
+            c264_log_get(&count);
+            const bool both = count == 2 && ring[0] == C264_WARNING_CHECKSUM && ring[1] == C264_WARNING_SEI;
+            std::exit(empty && both && !ring[2] ? 0 : 1);
+        },
+        ::testing::ExitedWithCode(0), "");
+}
+
 TEST(C264Log, FirstTextStaysInSlot0AndTheOthersGoRound)
 {
     static const char texts[600] = {};

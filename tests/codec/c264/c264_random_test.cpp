@@ -5,34 +5,10 @@
 
 #include "tests/codec/c264/c264_fed_support.h"
 #include "tests/support/h264_random.h"
-#include "tests/support/h264_streams.h"
 #include "tests/support/h264_writer.h"
 
 namespace
 {
-std::vector<TestPicture> DecodeWithLibavcodec(const std::vector<H264Packet>& packets)
-{
-    CLavcH264Decoder decoder;
-    std::vector<TestPicture> pictures;
-    for (const H264Packet& packet : packets) {
-        EXPECT_TRUE(decoder.Decode(packet)) << "picture " << pictures.size();
-        pictures.push_back(decoder.Picture());
-    }
-    return pictures;
-}
-
-void ExpectPictures(const H264Sequence& sequence, const std::vector<H264Packet>& packets,
-                    const std::vector<TestPicture>& expected)
-{
-    CC264Decoder decoder(sequence.Width(), sequence.Height());
-    for (size_t i = 0; i < packets.size(); ++i) {
-        const CodecFrame* const frame = FeedAsLink(&decoder, packets[i]);
-        ASSERT_TRUE(frame && frame->data[0]) << "picture " << i;
-        ASSERT_EQ(frame->key_frame != 0, sequence.pictures[i].header.intra) << "picture " << i;
-        ASSERT_EQ(DescribeDifference(CopyPicture(*frame), expected[i]), "") << "picture " << i;
-    }
-}
-
 class C264Random : public ::testing::TestWithParam<uint32_t>
 {
 };

@@ -36,4 +36,19 @@ TEST(Mpeg4Dc, MarkerFollowsADcDifferenceOfMoreThanEightBits)
     EXPECT_EQ(Sample(picture, 1, 0, 0), 0);
     EXPECT_EQ(Sample(picture, 2, 0, 0), 128);
 }
+
+TEST(Mpeg4Dc, SkippedMacroblockOfAStreamsFirstPictureIsNoIntraNeighbour)
+{
+    CMpeg4Writer writer;
+    writer.Vol({.width = 48, .height = 48}).Vop({.type = 1}).Skip(1);
+    writer.Code("0 00011 0 0011 011 011 011 011 11 11")
+        .Skip(7);  // intra, and no difference from its prediction
+    CFed fed(48, 48);
+    ASSERT_GT(fed.Feed(writer.Take()), 0);
+    ASSERT_NE(fed.m_iGot, 0);
+    const TestPicture picture = fed.Picture();
+    EXPECT_EQ(Sample(picture, 0, 0, 0), 16) << "black";
+    EXPECT_EQ(Sample(picture, 0, 16, 0), 128);
+    EXPECT_EQ(Sample(picture, 1, 8, 0), 128);
+}
 }  // namespace

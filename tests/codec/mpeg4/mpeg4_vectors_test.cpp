@@ -154,6 +154,15 @@ TEST_F(Mpeg4Decode, VectorsWrapIntoTheRangeOfFcodeOneWhateverTheHeaderTells)
     }
 }
 
+TEST_F(Mpeg4Decode, VectorsOneStepBeyondTheRangeWrapAsWell)
+{
+    FeedP([](CMpeg4Writer& w) { w.InterMacroblock(31, -32).InterMacroblock(1, -1).Skip(7); });
+    TestPicture expected = m_Base;
+    PredictMacroblock(m_Base, &expected, 0, 0, {31, -32}, chroma_default);
+    PredictMacroblock(m_Base, &expected, 1, 0, {-32, 31}, chroma_default);
+    ExpectSamePicture(m_Fed.Picture(), expected);
+}
+
 TEST_F(Mpeg4Decode, RoundingIsOfTypeZeroWhateverTheHeaderTells)
 {
     const auto write = [](CMpeg4Writer& w) {

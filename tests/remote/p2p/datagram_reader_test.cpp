@@ -133,6 +133,20 @@ TEST_F(DatagramReaderTest, ArrivalIsWhenTheNetworkCodeGotIt)
     }));
 }
 
+TEST_F(DatagramReaderTest, EachOfTheDatagramsOfOneCallHasItsOwnArrival)
+{
+    for (const char* const text : {"a", "bb"})
+        m_Peer.Send(text, m_Own);
+    ASSERT_TRUE(m_Reader.Read(WAIT::ForOne));
+    std::span<const std::uint8_t> datagram;
+    sockaddr_in from{};
+    ASSERT_TRUE(m_Reader.Next(datagram, from));
+    const timespec first = m_Reader.GetArrival();
+    ASSERT_TRUE(m_Reader.Next(datagram, from)) << "both came with one call";
+    const timespec second = m_Reader.GetArrival();
+    EXPECT_LT(std::pair(first.tv_sec, first.tv_nsec), std::pair(second.tv_sec, second.tv_nsec));
+}
+
 TEST_F(DatagramReaderTest, LastPieceOfABurstMayBeShort)
 {
     m_Peer.SendInPieces("aaabbbc", 3, m_Own);

@@ -50,14 +50,16 @@ TEST_F(TcpPictures, PicturesAreCountedByWhatBecameOfThem)
                                    EShowing::Dropped, EShowing::None})
         send(showing);
     EXPECT_EQ(counters.firstPictureMs, -1);
-    for (int i = 0; i < 4; ++i)
+    for (std::uint32_t i = 1; i <= 4; ++i) {
+        m_Clock.Set(i * 70);
         send(EShowing::Shown);
+    }
     device->Close();
     EXPECT_EQ(counters.decoded, 9U);
     EXPECT_EQ(counters.shown, 4U);
     EXPECT_EQ(counters.withoutCell, 1U);
     EXPECT_EQ(counters.notConvertible, 2U);
-    EXPECT_EQ(counters.firstPictureMs, 0) << "the clock stands";
+    EXPECT_EQ(counters.firstPictureMs, 70) << "the first one's time stays";
 }
 
 /// Keeps a copy of the last picture.

@@ -281,6 +281,19 @@ TEST_F(UdpRouterTest, ManyStrangersDoNotDriveOutWhoHasBroughtMessages)
     EXPECT_EQ(Take(3)->data, message);
 }
 
+TEST_F(UdpRouterTest, ManyStrangersShareAPlaceSoThatAFirstMessageIsFinished)
+{
+    m_Router.OpenChannel(3);
+    const Bytes message = Message(3, 1, 2000, 2);
+    FeedPiece(std::span(message).first(1024));
+    for (std::uint16_t i = 0; i < 500; ++i)
+        FeedPiece(Bytes(1024, 0x55), "peer", static_cast<std::uint16_t>(6000 + i));
+    FeedPiece(std::span(message).subspan(1024));
+    const auto taken = Take(3);
+    ASSERT_TRUE(taken);
+    EXPECT_EQ(taken->data, message);
+}
+
 TEST(UdpKeyPicture, IsOneWhoseFirstVopIsIntra)
 {
     EXPECT_TRUE(IsKeyPicture(Bytes{0, 0, 1, 0xB6, 0x3F}));
@@ -288,6 +301,8 @@ TEST(UdpKeyPicture, IsOneWhoseFirstVopIsIntra)
     EXPECT_FALSE(IsKeyPicture(Bytes{0, 0, 1, 0xB6, 0x80}));
     EXPECT_TRUE(IsKeyPicture(Bytes{0, 0, 1, 0x20, 9, 0, 0, 0, 1, 0xB6, 0}));  // behind other headers
     EXPECT_FALSE(IsKeyPicture(Bytes{0, 0, 1, 0xB6}));
+    const Bytes more{0, 0, 1, 0xB6, 0x3F};
+    EXPECT_FALSE(IsKeyPicture(std::span(more).first(4))) << "what lies behind the payload isn't looked at";
     EXPECT_FALSE(IsKeyPicture(Bytes{0, 0, 1, 0x20}));
     EXPECT_FALSE(IsKeyPicture({}));
     const auto stream = EncodeMpeg4({});

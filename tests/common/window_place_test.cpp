@@ -1,0 +1,68 @@
+#include "common/WindowPlace.h"
+
+#include <QTest>
+
+#include "common/RenderCell.h"
+#include "tests/common/render_wnd_support.h"
+#include "tests/common/server_windows_support.h"
+
+namespace
+{
+
+constexpr Geometry ELSEWHERE{30, 40, 111, 99};
+
+class WindowPlaceTest : public RenderWndTest
+{
+  protected:
+    // Whether the toolkit and the server both have the widget there, at once or later.
+    bool Stands(const QWidget& widget, const QRect& place)
+    {
+        const Geometry wanted{place.x(), place.y(), place.width(), place.height()};
+        return QTest::qWaitFor(
+            [&] { return widget.geometry() == place && m_Server.Get(widget.winId()) == wanted; }, 10000);
+    }
+
+    const CServerWindows m_Server;
+};
+
+TEST_F(WindowPlaceTest, CellGoesBackWhenTheServerTellsOfAnotherPlace)
+{
+    CRenderWnd& grid = Grid({4});
+    grid.SetLayout(2);
+    const CRenderCell& cell = *grid.GetCell(1);
+    const QRect place = cell.geometry();
+    ASSERT_TRUE(Stands(cell, place));
+    m_Server.Move(cell.winId(), ELSEWHERE);
+    EXPECT_TRUE(Stands(cell, place));
+}
+
+TEST_F(WindowPlaceTest, GridGoesBackWithItsCells)
+{
+    CRenderWnd& grid = Grid({4});
+    grid.SetLayout(2);
+    const QRect place = grid.geometry();
+    const QRect cell = grid.GetCell(3)->geometry();
+    ASSERT_TRUE(Stands(grid, place));
+    m_Server.Move(grid.winId(), ELSEWHERE);
+    EXPECT_TRUE(Stands(grid, place));
+    EXPECT_TRUE(Stands(*grid.GetCell(3), cell));
+}
+
+// Each of these comes with a place that the one before has made stale.
+TEST_F(WindowPlaceTest, CellsStandInTheGridAfterFullScreenInQuickSuccession)
+{
+    for (const int mode : {1, 3}) {
+        CRenderWnd& grid = Grid({4}, mode);
+        grid.SetLayout(2);
+        const QRect place = grid.geometry();
+        const QRect cell = grid.GetCell(3)->geometry();
+        for (int i = 0; i < 20; ++i) {
+            grid.SetLayout(0);
+            if (i % 3 == 0) Serve();
+        }
+        EXPECT_TRUE(Stands(grid, place)) << "mode " << mode;
+        EXPECT_TRUE(Stands(*grid.GetCell(3), cell)) << "mode " << mode;
+    }
+}
+
+}  // namespace
