@@ -93,7 +93,8 @@ class Muxer : public testing::Test
     std::int32_t WritePicture(CMuxer& muxer, std::size_t i) const
     {
         const auto& picture = m_Stream[i % m_Stream.size()];
-        return muxer.WriteVideoPacket(picture.data(), static_cast<std::int32_t>(picture.size()), i % 5 == 0);
+        const std::int32_t key = i % 5 == 0 ? 1 + static_cast<std::int32_t>(i) : 0;
+        return muxer.WriteVideoPacket(picture.data(), static_cast<std::int32_t>(picture.size()), key);
     }
     ReadFile ReadBack(const std::string& name = "a.avi") const { return Read(m_Folder.Path(name)); }
 
@@ -277,6 +278,8 @@ TEST_F(Muxer, FileThatCannotBeMadeFailsEachPictureAndTellsOnceAndAtTheClose)
     muxer.Close();
     EXPECT_EQ(LinesIn(m_Told.Text()), 2U) << m_Told.Text();
     EXPECT_NE(m_Told.Text().find("101 writes have failed"), std::string::npos) << m_Told.Text();
+    muxer.Close();
+    EXPECT_EQ(LinesIn(m_Told.Text()), 2U) << "told once: " << m_Told.Text();
 }
 
 TEST_F(Muxer, ControlCharactersOfAPathAreEscapedInTheLog)

@@ -99,6 +99,8 @@ TEST_F(RecordFolder, ComponentThatIsTooLongFailsAsAFolderThatIsMissing)
 {
     EXPECT_EQ(GetFolderName(std::string(300, 'n'), ExampleTime()), "");
     EXPECT_EQ(GetFolderName(std::string(256, 'n'), ExampleTime()), "");
+    EXPECT_EQ(GetFolderName(std::string(236, 'n'), ExampleTime()), "") << "a path of 260 bytes";
+    EXPECT_EQ(GetFolderName(std::string(235, 'n'), ExampleTime()).size(), 259U);
 }
 
 TEST_F(RecordFolder, FolderThatCannotBeMadeGivesNothing)

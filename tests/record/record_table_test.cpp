@@ -39,6 +39,7 @@ TEST_F(RecordTable, NameThatWouldEndTheStatementInsertsNothing)
     InsertRecord({"cam", "d:\\its.avi", 1, 2, 3, 4});
     InsertRecord({"x', '', 0, 0, 0, 0); delete from record; --", "d:\\a.avi", 1, 2, 3, 4});
     InsertRecord({"cam", "d:\\it's.avi", 1, 2, 3, 4});
+    InsertRecord({"cam", "d:\\', 1, 2, 3, 4); delete from record; --", 1, 2, 3, 4});
     EXPECT_THAT(Query("select * from record"), ElementsAre("1|cam|d:\\its.avi|1|2|3|4"));
 }
 

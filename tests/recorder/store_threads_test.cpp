@@ -314,6 +314,34 @@ TEST_F(StoreTest, AStampBeyondAYearIsTakenForAYear)
     EXPECT_EQ(pictures[1].at, hours(24) * 366);
 }
 
+TEST_F(StoreTest, PicturesOfAFileBeforeItsFirstKeyPictureAreLeftOut)
+{
+    const std::string path = m_Folder.Path("late.mkv");
+    {
+        RecordWriter writer(path, SIZE, Group()[0]->bytes);
+        writer.Write(Group()[1]->bytes, 0ms, false);
+        writer.Write(Group()[0]->bytes, 40ms, true);
+        writer.Write(Group()[1]->bytes, 80ms, false);
+    }
+    ExpectGroups(Read(path), 2);
+}
+
+TEST_F(StoreTest, PictureThatNoClientsBufferHoldsEndsItsRecord)
+{
+    const std::string path = m_Folder.Path("large.mkv");
+    {
+        RecordWriter writer(path, SIZE, Group()[0]->bytes);
+        writer.Write(Group()[0]->bytes, 0ms, true);
+        std::vector<uint8_t> large = Group()[1]->bytes;
+        large.resize(MAX_MESSAGE_BYTES);
+        writer.Write(large, 40ms, false);
+        large.push_back(0);
+        writer.Write(large, 80ms, false);
+        writer.Write(Group()[1]->bytes, 120ms, false);
+    }
+    EXPECT_THAT(Read(path), SizeIs(2));
+}
+
 // Any damage ends in pictures or in none, never in more than what a client's buffer holds.
 TEST_F(StoreTest, DamagedFilesAreReadAsFarAsTheyGo)
 {

@@ -160,6 +160,7 @@ TEST_F(DeviceRecording, WritesSoundBehindTheFirstKeyPicture)
     m_Device.StopRecording();
     m_Device.WriteVideo(m_Stream[0].data(), static_cast<std::int32_t>(m_Stream[0].size()), 1);
     EXPECT_EQ(ReadAvi(m_Folder.Path("a.avi")).size(), 2U);
+    EXPECT_EQ(m_Device.GetState()->m_pMuxer, nullptr) << "the file is closed";
 }
 
 /// With a drive that has room, and the table as it is delivered.

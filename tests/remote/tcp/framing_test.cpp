@@ -10,6 +10,7 @@
 #include "inc/OutputDebugString.h"
 #include "tests/remote/tcp/socket_pair_support.h"
 #include "tests/support/allocation_count.h"
+#include "tests/support/interruption.h"
 
 namespace
 {
@@ -120,6 +121,33 @@ TEST_F(Framing, FrameThatComesByteByByteIsWhole)
     EXPECT_EQ(Receive(), 9);
     sender.join();
     EXPECT_EQ(std::string(m_Buffer.begin() + 4, m_Buffer.begin() + 9), "drops");
+}
+
+TEST_F(Framing, SignalsInterruptNoFrameOnItsWayInOrOut)
+{
+    const CInterruption interruption;
+    const std::string frame = Length(8) + "body";
+    std::int32_t received = -1;
+    std::thread receiving([&] { received = Receive(); });
+    for (const char byte : frame) {
+        CInterruption::Of(receiving);
+        m_Sockets.PeerSends(std::string(1, byte));
+    }
+    receiving.join();
+    EXPECT_EQ(received, 8);
+    EXPECT_EQ(m_strTold, "");
+
+    std::vector<std::uint8_t> large(1 << 20);  // more than the system takes in advance
+    SetFrameLength(large.data(), static_cast<std::int32_t>(large.size()));
+    std::int32_t sent = -1;
+    std::thread sending([&] { sent = SendFrame(m_Sockets.m_hOurs, large.data()); });
+    for (int i = 0; i < 10; ++i)
+        CInterruption::Of(sending);
+    std::vector<std::uint8_t> taken(large.size());
+    EXPECT_EQ(::recv(m_Sockets.m_hPeer, taken.data(), taken.size(), MSG_WAITALL),
+              static_cast<ssize_t>(large.size()));
+    sending.join();
+    EXPECT_EQ(sent, static_cast<std::int32_t>(large.size()));
 }
 
 TEST_F(Framing, PeerThatClosesBeforeTheLengthGivesTheFirstText)

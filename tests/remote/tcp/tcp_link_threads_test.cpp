@@ -10,6 +10,7 @@
 #include "render/CellPool.h"
 #include "tests/remote/tcp/tcp_support.h"
 #include "tests/support/file_limit.h"
+#include "tests/support/interruption.h"
 
 namespace
 {
@@ -383,6 +384,19 @@ TEST_F(TcpLink, DestructionEndsALinkThatWaitsInMidFrame)
     m_pDevice = nullptr;
     device.reset();
     EXPECT_EQ(m_Events.CountOf("destroy"), 1U);
+}
+
+TEST_F(TcpLink, SignalEndsNoLinkThatWaits)
+{
+    const CInterruption interruption;
+    const auto device = MakeDevice();
+    OpenAndReply(*device);
+    for (int i = 0; i < 10; ++i) {
+        SendAndWait(0, 1);
+        CInterruption::OfAnother();
+    }
+    SendAndWait(0, 1);
+    device->Close();
 }
 
 TEST_F(TcpLink, LetGoEndsALinkThatWaitsInMidFrame)
