@@ -130,7 +130,8 @@ void CDevice::LeaveStateBehind()
 {
     m_pState->m_bRunning = false;
     m_pState->m_pDevice = nullptr;
-    const std::uint32_t flags = m_pState->m_nFlags;
+    m_pState->m_iStatus = STATUS_CLOSED;  // the frame that still comes is not recorded
+    const std::uint32_t flags = m_pState->m_nFlags.Exchange(0);
     m_pState = std::make_shared<CDeviceState>(this);
     m_pState->SetName(m_strNodeName);
     m_pState->m_nFlags = flags;  // a request outlives the link that did not come to it

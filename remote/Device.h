@@ -92,8 +92,8 @@ class CDevice : public IDevice
     std::int64_t m_tEndDateTime = 0;
 
   protected:
-    /// Leaves the state to a link thread that outlived the wait of Close and goes on with a new one: closed,
-    /// without a cell, for the cell is the late thread's to give back.
+    /// Leaves the state, closed and without requests, to a link thread that outlived the wait of Close and goes
+    /// on with a new one: closed, with the requests, without a cell, which is the late thread's to give back.
     void LeaveStateBehind();
 
   private:

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <functional>
 #include <thread>
 
 #include "platform/os/paths.h"
@@ -373,6 +374,51 @@ TEST_F(TcpLink, ThreadHeldInMidFrameIsLeftBehindAndDisturbsNothing)
     SendAndWait(0, 5);
     device->Close();
     RemoveAllCells();
+}
+
+// The peer stops in mid-frame, and the rest of that frame comes behind Close: what was asked for waits for the
+// next link, and nothing more is recorded.
+class TcpLateFrame : public CTcpTest
+{
+  protected:
+    void CloseInMidFrame(CTcpRemote& device, const std::function<void()>& ask)
+    {
+        const std::string frame = Words({static_cast<std::int32_t>(m_Stream[5].size()) + 8, 0}) +
+                                  std::string(m_Stream[5].begin(), m_Stream[5].end());
+        const auto half = std::string_view(frame).substr(0, frame.size() / 2);
+        m_Peer.SendBytes(half);
+        ASSERT_TRUE(m_Peer.WaitUntilRead());
+        ask();
+        device.Close();
+        const std::uint32_t asked = device.GetState()->m_nFlags;
+        m_Peer.SendBytes(std::string_view(frame).substr(half.size()));
+        ASSERT_TRUE(m_Events.WaitFor("destroy"));
+        EXPECT_EQ(device.GetState()->m_nFlags, asked);
+    }
+};
+
+TEST_F(TcpLateFrame, ServesNoRequest)
+{
+    const auto device = MakeDevice();
+    OpenAndReply(*device);
+    CloseInMidFrame(*device, [&] {
+        device->SnapShot();
+        device->StartRecord(0);
+    });
+    EXPECT_EQ(device->GetState()->m_nFlags, FLAG_SNAPSHOT | FLAG_START_RECORD);
+    EXPECT_EQ(m_Events.CountOf("snapshot"), 0U);
+    EXPECT_THAT(Recordings(), IsEmpty());
+}
+
+TEST_F(TcpLateFrame, IsNotRecorded)
+{
+    const auto device = MakeDevice();
+    OpenAndReply(*device);
+    device->StartRecord(0);
+    SendAndWait(0, 5);
+    CloseInMidFrame(*device, [] {});
+    ASSERT_EQ(Recordings().size(), 1U);
+    EXPECT_EQ(ReadAvi(Recordings().front()).size(), 5U);
 }
 
 TEST_F(TcpLink, DestructionEndsALinkThatWaitsInMidFrame)
