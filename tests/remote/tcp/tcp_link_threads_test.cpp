@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <functional>
 #include <thread>
 
 #include "platform/os/paths.h"
@@ -345,93 +344,6 @@ TEST_F(TcpLink, FrameThatTricklesInIsShownWhole)
     device->Close();
 }
 
-// The peer stops in mid-frame: Close gives up after its wait, and the next Open ends the thread that was left
-// behind.
-TEST_F(TcpLink, ThreadHeldInMidFrameIsLeftBehindAndDisturbsNothing)
-{
-    RemoveAllCells();
-    AddCell(static_cast<HWND>(71));
-    AddCell(static_cast<HWND>(72));
-    const auto device = MakeDevice();
-    device->SetRenderWnd(TakeFreeCell());
-    OpenAndReply(*device);
-    SendAndWait(0, 1);
-    m_Peer.SendBytes(Words({1000, 0}));
-    ASSERT_TRUE(m_Peer.WaitUntilRead());
-    device->SnapShot();
-    device->Close();
-    EXPECT_EQ(device->GetState()->GetName(), "cam1");
-    EXPECT_EQ(device->GetState()->m_nFlags, FLAG_SNAPSHOT)
-        << "a request outlives the link that did not come to it";
-    EXPECT_EQ(device->GetStatus(), STATUS_CLOSED);
-    EXPECT_EQ(device->GetRenderWnd(), HWND::Null);
-    EXPECT_TRUE(IsCellUsed(static_cast<HWND>(71))) << "still the late thread's";
-    device->SetRenderWnd(TakeFreeCell());
-    device->Open();
-    EXPECT_FALSE(IsCellUsed(static_cast<HWND>(71)));
-    EXPECT_TRUE(IsCellUsed(static_cast<HWND>(72)));
-    ASSERT_TRUE(m_Peer.AcceptAndReply());
-    SendAndWait(0, 5);
-    device->Close();
-    RemoveAllCells();
-}
-
-// The peer stops in mid-frame, and the rest of that frame comes behind Close: what was asked for waits for the
-// next link, and nothing more is recorded.
-class TcpLateFrame : public CTcpTest
-{
-  protected:
-    void CloseInMidFrame(CTcpRemote& device, const std::function<void()>& ask)
-    {
-        const std::string frame = Words({static_cast<std::int32_t>(m_Stream[5].size()) + 8, 0}) +
-                                  std::string(m_Stream[5].begin(), m_Stream[5].end());
-        const auto half = std::string_view(frame).substr(0, frame.size() / 2);
-        m_Peer.SendBytes(half);
-        ASSERT_TRUE(m_Peer.WaitUntilRead());
-        ask();
-        device.Close();
-        const std::uint32_t asked = device.GetState()->m_nFlags;
-        m_Peer.SendBytes(std::string_view(frame).substr(half.size()));
-        ASSERT_TRUE(m_Events.WaitFor("destroy"));
-        EXPECT_EQ(device.GetState()->m_nFlags, asked);
-    }
-};
-
-TEST_F(TcpLateFrame, ServesNoRequest)
-{
-    const auto device = MakeDevice();
-    OpenAndReply(*device);
-    CloseInMidFrame(*device, [&] {
-        device->SnapShot();
-        device->StartRecord(0);
-    });
-    EXPECT_EQ(device->GetState()->m_nFlags, FLAG_SNAPSHOT | FLAG_START_RECORD);
-    EXPECT_EQ(m_Events.CountOf("snapshot"), 0U);
-    EXPECT_THAT(Recordings(), IsEmpty());
-}
-
-TEST_F(TcpLateFrame, IsNotRecorded)
-{
-    const auto device = MakeDevice();
-    OpenAndReply(*device);
-    device->StartRecord(0);
-    SendAndWait(0, 5);
-    CloseInMidFrame(*device, [] {});
-    ASSERT_EQ(Recordings().size(), 1U);
-    EXPECT_EQ(ReadAvi(Recordings().front()).size(), 5U);
-}
-
-TEST_F(TcpLink, DestructionEndsALinkThatWaitsInMidFrame)
-{
-    auto device = MakeDevice();
-    OpenAndReply(*device);
-    m_Peer.SendBytes(Words({1000, 0}));
-    ASSERT_TRUE(m_Peer.WaitUntilRead());
-    m_pDevice = nullptr;
-    device.reset();
-    EXPECT_EQ(m_Events.CountOf("destroy"), 1U);
-}
-
 TEST_F(TcpLink, SignalEndsNoLinkThatWaits)
 {
     const CInterruption interruption;
@@ -442,17 +354,6 @@ TEST_F(TcpLink, SignalEndsNoLinkThatWaits)
         CInterruption::OfAnother();
     }
     SendAndWait(0, 1);
-    device->Close();
-}
-
-TEST_F(TcpLink, LetGoEndsALinkThatWaitsInMidFrame)
-{
-    const auto device = MakeDevice();
-    OpenAndReply(*device);
-    m_Peer.SendBytes(Words({1000, 0}));
-    ASSERT_TRUE(m_Peer.WaitUntilRead());
-    device->LetGo();
-    EXPECT_TRUE(m_Events.WaitFor("destroy"));
     device->Close();
 }
 
