@@ -54,7 +54,7 @@ std::int32_t CActiveXApp::ExitInstance()
 bool CActiveXApp::EnsureStarted()
 {
     if (m_bStarted) return true;
-    if (m_iSkinStarted != 0) ExitInstance();  // an earlier start that got half-way
+    if (m_iSkinStarted != 0) ExitInstance();  // an earlier start that failed in part
     m_bStarted = InitInstance();
     return m_bStarted;
 }
@@ -70,7 +70,7 @@ std::string GetLoadedModulePath()
 
 CActiveXApp& GetApp()
 {
-    // Never destroyed: a host may end by exit() while a control stands, when the toolkit can't be spoken to any
+    // Never destroyed: a host may end by exit() while a control stands, when the toolkit can't be called any
     // more.
     static auto& app = *[] {
         SetModuleIdleHandler([] { GetApp().ExitInstance(); });

@@ -330,7 +330,7 @@ void CTreeDlg::DeleteStation(CNode* node)
         CCompositeIterator walk(station->CreateIterator());
         for (; walk.HasNext(); walk.Next())
             nodes.push_back(walk.CurrentItem());
-        // The deepest first, so that no folder takes a child along that is deleted by itself.
+        // The deepest first, so that no folder deletes a child that is in the list too.
         for (auto beneath = nodes.rbegin(); beneath != nodes.rend(); ++beneath)
             delete *beneath;
         model->GetRoot()->Remove(station);

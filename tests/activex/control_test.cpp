@@ -277,7 +277,7 @@ class CSite : public CUnknown<IControlSite>
     std::vector<bool> m_Active;
 };
 
-TEST_F(ControlTest, ContainerIsAskedForAndLetGoAndItsFailureDoesNotMatter)
+TEST_F(ControlTest, ContainerIsAskedForAndReleasedAndItsFailureDoesNotMatter)
 {
     for (const HRESULT answer : {S_OK, E_FAIL}) {
         CActiveXCtrl& control = Create();

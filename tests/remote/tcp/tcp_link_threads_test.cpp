@@ -189,7 +189,7 @@ INSTANTIATE_TEST_SUITE_P(Replies, TcpReply,
                                          ReplyRow{"two_gigabytes", Words({0x7FFFFFFF})}),
                          [](const auto& row) { return row.param.name; });
 
-TEST_F(TcpLink, ReplyOfAnotherLengthIsToldAndTaken)
+TEST_F(TcpLink, ReplyOfAnotherLengthIsReportedAndAccepted)
 {
     CDebugCapture told;
     const auto device = MakeDevice();
@@ -212,7 +212,7 @@ TEST_F(TcpLink, WordsThatAShortReplyLacksAreZero)
     device->Close();
 }
 
-TEST_F(TcpLink, QueryEndsBehindAGoodReplyWithoutDecoderAndRenderer)
+TEST_F(TcpLink, QueryEndsAfterAGoodReplyWithoutDecoderAndRenderer)
 {
     const auto device = MakeDevice(MODE_QUERY);
     device->Open();
@@ -222,7 +222,7 @@ TEST_F(TcpLink, QueryEndsBehindAGoodReplyWithoutDecoderAndRenderer)
     EXPECT_EQ(m_Events.CountOf("create 176x144"), 0U);
 }
 
-TEST_F(TcpLink, UnknownModeEndsBehindTheReply)
+TEST_F(TcpLink, UnknownModeEndsAfterTheReply)
 {
     const auto device = MakeDevice(4);
     device->Open();
@@ -399,7 +399,7 @@ TEST_F(TcpLink, SignalEndsNoLinkThatWaits)
     device->Close();
 }
 
-TEST_F(TcpLink, LetGoEndsALinkThatWaitsInMidFrame)
+TEST_F(TcpLink, ReleaseEndsALinkThatWaitsInMidFrame)
 {
     const auto device = MakeDevice();
     OpenAndReply(*device);
@@ -470,7 +470,7 @@ TEST_F(TcpLink, SnapshotIsServedBeforeThatFrameIsDecoded)
 }
 
 // snapshot-path-joined
-TEST_F(TcpLink, SnapshotPathIsTheSettingWithTheNameBehindIt)
+TEST_F(TcpLink, SnapshotPathIsTheSettingFollowedByTheName)
 {
     m_Folder.Write("config/system.ini",
                    "[System]\r\nDirectoryPort=9\r\nPicturePath=" + m_Folder.System("pics") + "\r\n");
