@@ -3,6 +3,8 @@
 #include <QEvent>
 #include <QWidget>
 
+#include "platform/qt/PanelsThread.h"
+
 CWindowPlace::CWindowPlace(QWidget& widget) : m_Widget(widget)
 {
     widget.installEventFilter(this);
@@ -10,6 +12,7 @@ CWindowPlace::CWindowPlace(QWidget& widget) : m_Widget(widget)
 
 void CWindowPlace::Put(const QRect& place)
 {
+    ASSERT_PANELS_THREAD();
     m_Place = place;
     m_bPut = true;
     m_Widget.setGeometry(place);

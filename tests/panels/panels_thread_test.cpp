@@ -9,9 +9,11 @@
 #include <thread>
 
 #include "activex/UI common/BoxTexts.h"
+#include "activex/UI common/LogonRemoteDlg.h"
 #include "activex/UI common/NodeTreeModel.h"
 #include "activex/UI common/Outlook2Ctrl.h"
 #include "activex/UI common/TreeCtrlEx.h"
+#include "activex/UI common/TreeDlg.h"
 #include "common/HistoryCombo.h"
 #include "common/RenderCell.h"
 #include "common/RenderWnd.h"
@@ -36,6 +38,9 @@ struct Objects {
     CTreeCtrlEx tree{nullptr};
     CNodeTreeModel rows;
     CRenderWnd grid;
+    CRenderCell cell{&widget, HWND::Null};
+    CTreeDlg treePanel;
+    CLogonRemoteDlg logonPanel{nullptr};
 };
 
 struct ThreadRow {
@@ -90,6 +95,12 @@ INSTANTIATE_TEST_SUITE_P(
         ThreadRow{"SaveHistory", [](Objects& objects) { objects.combo.SaveHistory(false); }},
         ThreadRow{"LastClicked", [](Objects&) { CRenderCell::GetLastClicked(); }},
         ThreadRow{"TreeNode", [](Objects& objects) { objects.rows.NodeOf({}); }},
+        ThreadRow{"TreeReload", [](Objects& objects) { objects.treePanel.ReloadTree(); }},
+        ThreadRow{"TreeRefill", [](Objects& objects) { objects.treePanel.RefillTree(); }},
+        ThreadRow{"TreePanelIcons", [](Objects& objects) { objects.treePanel.RefreshIcons({}); }},
+        ThreadRow{"TreeRootItem", [](Objects& objects) { objects.treePanel.GetRootItem(); }},
+        ThreadRow{"TreePanelNode", [](Objects& objects) { objects.treePanel.NodeOf({}); }},
+        ThreadRow{"LogonFocus", [](Objects& objects) { objects.logonPanel.TakeFocus(); }},
         ThreadRow{"BoxButton", [](Objects&) { GetBoxButtonText(0); }}),
     NameOf);
 
@@ -122,6 +133,8 @@ INSTANTIATE_TEST_SUITE_P(
                     ThreadRow{"TreeFill", [](Objects& objects) { objects.rows.Fill(nullptr); }},
                     ThreadRow{"BarItem", [](Objects& objects) { objects.bar.AddItem(-5, "a"); }},
                     ThreadRow{"BarUpdate", [](Objects& objects) { objects.bar.UpdateLines(); }},
+                    ThreadRow{"CellPlace", [](Objects& objects) { objects.cell.Put({}); }},
+                    ThreadRow{"CellVisible", [](Objects& objects) { objects.cell.setVisible(false); }},
                     ThreadRow{"Cycle", [](Objects& objects) { objects.grid.StartCycle(); }},
                     ThreadRow{"LayoutForCount", [](Objects& objects) { objects.grid.SetLayoutForCount(4); }},
                     ThreadRow{"Page", [](Objects& objects) { objects.grid.NextPage(); }},
