@@ -101,7 +101,8 @@ HRESULT CActiveXCtrl::QueryInterface(const UUID& iid, void** object)
     return CUnknown::QueryInterface(iid == m_DispatchInterface ? IDispatch::IID : iid, object);
 }
 
-// A host's static object may let the control go when there is no toolkit any more to take its window down with.
+// A host's static object may release the control when there is no toolkit any more to take its window down
+// with.
 std::uint32_t CActiveXCtrl::Release()
 {
     if (m_pHandle != nullptr && IsProcessEnding()) return 0;

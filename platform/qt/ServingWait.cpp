@@ -100,7 +100,7 @@ bool CServingWait::eventFilter(QObject* watched, QEvent* event)
         case QEvent::MouseMove:
         case QEvent::Wheel:
         case QEvent::ContextMenu:
-            // Real input stays with the window system; this is somebody's own, which finds the panels busy.
+            // Real input stays with the window system; this was sent by a program, which finds the panels busy.
             return true;
         default:
             return false;

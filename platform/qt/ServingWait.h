@@ -15,7 +15,7 @@ class CServingWait final : public QObject
 {
   public:
     CServingWait();
-    /// Hands on what was held back, behind the caller's return to its own event loop.
+    /// Hands on what was held back, after the caller's return to its own event loop.
     ~CServingWait() override;
     CServingWait(const CServingWait&) = delete;
     CServingWait& operator=(const CServingWait&) = delete;

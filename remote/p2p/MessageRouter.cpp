@@ -75,7 +75,7 @@ void CMessageRouter::OpenChannel(std::int32_t channel)
 void CMessageRouter::CloseChannel(std::int32_t channel)
 {
     if (!IsChannel(channel)) return;
-    std::deque<Message> emptied;  // freed behind the lock
+    std::deque<Message> emptied;  // freed outside the lock
     const CMutexLock lock(m_cs);
     Inbox& inbox = m_Inboxes[static_cast<std::size_t>(channel)];
     if (--inbox.open > 0) return;

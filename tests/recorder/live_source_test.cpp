@@ -193,7 +193,7 @@ TEST(LiveSourceTest, AWrongSourceSaysSoAtOnceAndOnce)
     EXPECT_THAT(said, testing::Not(testing::HasSubstr("secret")));
 }
 
-TEST(LiveSourceTest, TheAgeOfAPictureIsToldFromTwoSecondsOn)
+TEST(LiveSourceTest, TheAgeOfAPictureIsReportedFromTwoSecondsOn)
 {
     EXPECT_EQ(AgeText(milliseconds(1999), seconds(2)), "");
     EXPECT_EQ(AgeText(milliseconds(2000), seconds(2)), "2 s old");

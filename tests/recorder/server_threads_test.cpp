@@ -285,7 +285,7 @@ TEST(ServerTest, ATakenPortIsNamed)
     CRunning running({"--id", "77"});
     Options options = running.GetServer().GetOptions();
     options.rendezvousPort = running.GetServer().RendezvousAt().port;
-    // The ports are told, since the text of the system's error alone helps nobody.
+    // The ports are named, since the text of the system's error alone helps nobody.
     const auto refusal = [](const Options& taken) -> std::string {
         try {
             Server server(taken);

@@ -24,7 +24,7 @@ Bytes Message(int channel, int direction, std::uint32_t bytes, std::uint8_t fill
     return message;
 }
 
-TEST(UdpReply, WidthAndHeightStandBehindTheHeaderWord)
+TEST(UdpReply, WidthAndHeightFollowTheHeaderWord)
 {
     const auto reply = ReadStreamReply(Bytes{12, 0, 0, 0x41, 0x60, 0x01, 0x20, 0x01, 9, 9});
     EXPECT_EQ(reply.width, 352);
@@ -172,7 +172,7 @@ TEST_F(UdpAssemblerTest, LongestMessageFitsAndALongerOneIsDropped)
     EXPECT_EQ(FeedCut(Message(3, 1, 8, 3)), RESULT::Complete);  // and the next one is met at its header
 }
 
-TEST_F(UdpAssemblerTest, MessageOf150000BytesIsDroppedWholeAndTheNextOneIsMetAtItsHeader)
+TEST_F(UdpAssemblerTest, MessageOf150000BytesIsDroppedWholeAndTheNextOneIsReadFromItsHeader)
 {
     EXPECT_EQ(FeedCut(Message(3, 1, 150000, 1)), RESULT::Dropped);
     const Bytes next = Message(4, 1, 5000, 2);
@@ -299,7 +299,7 @@ TEST(UdpKeyPicture, IsOneWhoseFirstVopIsIntra)
     EXPECT_TRUE(IsKeyPicture(Bytes{0, 0, 1, 0xB6, 0x3F}));
     EXPECT_FALSE(IsKeyPicture(Bytes{0, 0, 1, 0xB6, 0x40}));
     EXPECT_FALSE(IsKeyPicture(Bytes{0, 0, 1, 0xB6, 0x80}));
-    EXPECT_TRUE(IsKeyPicture(Bytes{0, 0, 1, 0x20, 9, 0, 0, 0, 1, 0xB6, 0}));  // behind other headers
+    EXPECT_TRUE(IsKeyPicture(Bytes{0, 0, 1, 0x20, 9, 0, 0, 0, 1, 0xB6, 0}));  // after other headers
     EXPECT_FALSE(IsKeyPicture(Bytes{0, 0, 1, 0xB6}));
     const Bytes more{0, 0, 1, 0xB6, 0x3F};
     EXPECT_FALSE(IsKeyPicture(std::span(more).first(4))) << "what lies behind the payload isn't looked at";
