@@ -152,6 +152,23 @@ TEST(ServerTest, LoopIsSentAgainAndAgain)
     EXPECT_GT(twice, 10);
 }
 
+// What is still being made needs its channel until it is made; the sanitizers see one that has gone.
+TEST(ServerTest, EndsWhileItsLoopsAreBeingMade)
+{
+    const std::vector<const char*> args = {"watchwall-recorder", "--size", "176x144", "--loop", "600"};
+    ParsedOptions parsed = ParseOptions(static_cast<int>(args.size()), args.data());
+    ASSERT_TRUE(parsed.run) << parsed.say;
+    Options& options = parsed.options;
+    options.directoryPort = options.rendezvousPort = options.controlPort = options.dataPort = 0;
+    bool ready = false;
+    {
+        Server server(options);
+        server.Stop();
+        server.Run(Server::ESignals::Ignore, [&ready](const Server&) { ready = true; });
+    }
+    EXPECT_FALSE(ready);
+}
+
 TEST(ServerTest, SilentClientIsDroppedAndMayComeBack)
 {
     CRunning running({"--id", "77", "--channels", "1", "--drop-after", "0.3"});
