@@ -396,7 +396,7 @@ int RunRecorder(const Options& options)
             std::cout << line << std::flush;
             if (!ready.GetOptions().readyFile.empty()) WriteWhole(ready.GetOptions().readyFile, line);
         });
-        if (!options.report.empty()) WriteWhole(options.report, server.Report().dump(2) + "\n");
+        if (!options.report.empty()) WriteWhole(options.report, ReportText(server.Report()));
         return 0;
     } catch (const std::exception& e) {
         std::fprintf(stderr, "watchwall-recorder: %s\n", e.what());

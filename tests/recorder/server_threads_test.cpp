@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include "recorder/scene/Mark.h"
+#include "recorder/server/Report.h"
 #include "tests/recorder/client_support.h"
 #include "tests/recorder/datagram_support.h"
 #include "tests/recorder/media_support.h"
@@ -295,6 +296,16 @@ TEST(ServerTest, APasswordOfASourceStandsInNoReport)
     EXPECT_EQ(report["channels"][0]["source"], "rtsp://127.0.0.1:1/a");
     EXPECT_EQ(report["channels"][0]["size"], "320x240");
     EXPECT_THAT(report.dump() + testing::internal::GetCapturedStderr(), Not(HasSubstr("secret")));
+}
+
+TEST(ServerTest, ANameThatIsNoTextCostsNoReport)
+{
+    CRunning running({"--id", "77"});
+    CScriptedClient client(running.GetServer(), "\xFF\xFE");
+    ASSERT_TRUE(client.Login());
+    ASSERT_TRUE(client.Connect("77"));
+    const auto report = nlohmann::json::parse(ReportText(running.End()));
+    EXPECT_EQ(report["clients"][0]["name"], "\uFFFD\uFFFD");
 }
 
 TEST(ServerTest, ATakenPortIsNamed)
