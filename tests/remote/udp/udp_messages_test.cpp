@@ -377,4 +377,18 @@ TEST_F(UdpRouterTest, FullInboxLosesWhatComesThenAndCountsIt)
     EXPECT_EQ(m_Counters.dropped, 3U);
 }
 
+// A million messages of a header alone would take a hundred megabytes for their records.
+TEST_F(UdpRouterTest, FullInboxCountsTheRecordOfEachMessageToo)
+{
+    m_Router.OpenChannel(1);
+    const Bytes message = Message(1, 1, MESSAGE_HEADER_BYTES, 1);
+    const std::size_t fit = CMessageRouter::INBOX_LIMIT_BYTES / (message.size() + 128);
+    for (std::size_t i = 0; i < fit + 3; ++i)
+        Feed(message);
+    EXPECT_EQ(m_Counters.dropped, 3U);
+    EXPECT_TRUE(Take(1));
+    Feed(message);
+    EXPECT_EQ(m_Counters.dropped, 3U);
+}
+
 }  // namespace
