@@ -12,6 +12,7 @@
 #include "model/settings/SystemSettings.h"
 #include "platform/component/component_registry.h"
 #include "platform/os/paths.h"
+#include "platform/qt/HandlersAtWork.h"
 #include "platform/qt/Keys.h"
 #include "platform/qt/MessageBoxes.h"
 #include "platform/qt/ProcessEnd.h"
@@ -107,6 +108,12 @@ std::uint32_t CActiveXCtrl::Release()
 {
     if (m_pHandle != nullptr && IsProcessEnding()) return 0;
     return CUnknown::Release();
+}
+
+void CActiveXCtrl::Destroy()
+{
+    DestroyControlWindow();
+    AfterHandlers([this] { delete this; });
 }
 
 bool CActiveXCtrl::PutText(std::string& text, const std::vector<std::string>& arguments)

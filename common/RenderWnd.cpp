@@ -185,9 +185,10 @@ void CRenderWnd::OnCommand(std::int32_t id)
 
 bool CRenderWnd::RefuseWhileLocked()
 {
-    if (m_bLocked)
+    const bool locked = m_bLocked;  // the grid may go while the box stands
+    if (locked)
         MessageBoxA(Handle(), CLanguage::GetString("IDS_MainDlg_UnlockFirst"), "", MB_OK | MB_ICONINFORMATION);
-    return m_bLocked;
+    return locked;
 }
 
 std::int32_t CRenderWnd::SetLayout(std::int32_t index)

@@ -184,6 +184,7 @@ void CLogonRemoteDlg::ShowBusy(bool busy)
 {
     auto* const line = GetDlgItem<QLabel>(STATUS_LINE);
     auto* const accept = GetDlgItem<QPushButton>(IDOK);
+    if (line == nullptr || accept == nullptr) return;  // the window went while a message box stood
     if (busy) {
         QApplication::setOverrideCursor(Qt::WaitCursor);
         line->setText(Text("IDS_LogonDlg_Busy").arg(QString::fromStdString(m_szAddress)));

@@ -28,6 +28,20 @@ class CServingWait final : public QObject
 
     bool eventFilter(QObject* watched, QEvent* event) override;
 
+    /// While one of these stands, waits serve the input of `box` too. A message served in a wait may open it,
+    /// and the wait goes on only when it has been answered.
+    class CServedBox
+    {
+      public:
+        explicit CServedBox(QWidget& box);
+        ~CServedBox();
+        CServedBox(const CServedBox&) = delete;
+        CServedBox& operator=(const CServedBox&) = delete;
+
+      private:
+        const QPointer<QWidget> m_pFormer;
+    };
+
   private:
     std::vector<std::pair<QPointer<QObject>, int>> m_Timers;  // whose time came, each once
     std::vector<QPointer<QWidget>> m_Closing;
