@@ -136,7 +136,6 @@ TEST_F(InstalledWallTest, NormalUserSeesATextThatAnUpgradeChanged)
 
 TEST(DebianPackage, RunsNoScriptsAndHasNoFaultThatLintianFinds)
 {
-    if (!std::string_view(WATCHWALL_SANITIZER_FLAGS).empty()) GTEST_SKIP() << "no package is made of it";
     const CTestFolder folder;
     const Outcome packed = Execute(Quoted(WATCHWALL_CPACK) + " --config " +
                                    Quoted(BuildPath("CPackConfig.cmake")) + " -B " + Quoted(folder.Path()));
@@ -148,6 +147,7 @@ TEST(DebianPackage, RunsNoScriptsAndHasNoFaultThatLintianFinds)
 
     const Outcome control = Execute("dpkg-deb --ctrl-tarfile " + Quoted(package) + " | tar -t | sort");
     EXPECT_EQ(control.output, "./\n./control\n./md5sums\n");
+    if (!std::string_view(WATCHWALL_SANITIZER_FLAGS).empty()) return;  // no package is made of such a build
     // Tests are built without the hardening that lintian asks for.
     const Outcome checked = Execute(
         "lintian --fail-on error,warning --suppress-tags hardening-no-bindnow,"
