@@ -136,6 +136,7 @@ int COutlook2Ctrl::AddSubItem(int folder, int item, const QString& text, const Q
 
 int COutlook2Ctrl::AddSubItem(int folder, int item, QWidget* child, int height)
 {
+    ASSERT_PANELS_THREAD();
     COL2Item* const place = FindItem(folder, item);
     if (place == nullptr || child == nullptr) return -1;
     auto line = std::make_unique<COL2SubItem>();
