@@ -47,12 +47,12 @@ TEST_P(C264Checksum, ProtectedUnitsDecode)
 TEST_P(C264Checksum, WrongUnitFailsWithAWarningAndTheNextOneDecodes)
 {
     FeedAll(Protected(m_Packet, true));
-    const int before = C264Warnings(C264_WARNING_CHECKSUM);
+    const CC264NewWarnings warnings;
     H264Packet damaged = Protected(m_Packet, false);
     damaged[damaged.size() - 8] ^= 0x10;
     EXPECT_EQ(FeedAll(damaged), -1);
     EXPECT_EQ(m_Fed.iGot, 0);
-    EXPECT_EQ(C264Warnings(C264_WARNING_CHECKSUM), before + 1);
+    EXPECT_EQ(warnings.Count(C264_WARNING_CHECKSUM), 1);
     EXPECT_GT(FeedAll(Protected(m_Packet, false)), 0);
     EXPECT_EQ(m_Fed.iGot, 1);
 }

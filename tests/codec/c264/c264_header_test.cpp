@@ -281,11 +281,11 @@ TEST(C264Sei, TheLaterOfTwoAnnouncementsHolds)
 
 TEST(C264Sei, NumbersThatDifferFailWithAWarning)
 {
-    const int before = C264Warnings(C264_WARNING_SEI);
+    const CC264NewWarnings warnings;
     const c264_check kept = Scan({0x90, 0x09, 0x80, 0x81, 0, 5, 0, 6}, false, {2, 77});
     EXPECT_EQ(kept.mode, 2u);
     EXPECT_EQ(kept.modulus, 77u);
-    EXPECT_EQ(C264Warnings(C264_WARNING_SEI), before + 1);
+    EXPECT_EQ(warnings.Count(C264_WARNING_SEI), 1);
 }
 
 TEST(C264Sei, IsReadInStepsOf16BitsFromItsFirstByte)
