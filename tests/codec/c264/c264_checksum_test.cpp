@@ -57,6 +57,18 @@ TEST_P(C264Checksum, WrongUnitFailsWithAWarningAndTheNextOneDecodes)
     EXPECT_EQ(m_Fed.iGot, 1);
 }
 
+TEST_P(C264Checksum, TheLaterOfTwoAnnouncementsHolds)
+{
+    constexpr uint32_t LATER = 65519;
+    const auto other = GetParam() == EH264Checksum::Bits16 ? EH264Checksum::Bits32 : EH264Checksum::Bits16;
+    EXPECT_GT(m_Fed.Feed(H264ChecksumSei(GetParam(), MODULUS, MODULUS)), 0);
+    EXPECT_GT(m_Fed.Feed(H264ChecksumSei(other, LATER, LATER)), 0);
+    EXPECT_EQ(FeedAll(Protected(m_Packet, false)), -1);
+    EXPECT_GT(FeedAll(ProtectH264(m_Packet, other, LATER, false)), 0);
+    EXPECT_EQ(m_Fed.iGot, 1);
+    EXPECT_EQ(m_Fed.Middle(0, 0), 132);
+}
+
 TEST_P(C264Checksum, UnitWithoutReferencePassesUnchecked)
 {
     FeedAll(Protected(m_Packet, true));
