@@ -10,6 +10,7 @@
 #include "platform/component/counted_objects.h"
 #include "platform/os/module_count.h"
 #include "platform/os/paths.h"
+#include "platform/qt/PanelsThread.h"
 #include "remote/RemoteClasses.h"
 #include "skin/Skin.h"
 
@@ -36,6 +37,7 @@ CActiveXApp::CActiveXApp(SkinCalls skin) : m_Skin(std::move(skin)) {}
 
 bool CActiveXApp::InitInstance()
 {
+    ASSERT_PANELS_THREAD();
     RegisterRemoteClasses();  // the model's own classes register with the archives
     m_iSkinStarted = 0;
     if (m_Skin.start(&MODULE_MARK, 0, 0) == 0) return false;
@@ -45,6 +47,7 @@ bool CActiveXApp::InitInstance()
 
 std::int32_t CActiveXApp::ExitInstance()
 {
+    ASSERT_PANELS_THREAD();
     if (m_iSkinStarted != 0) m_Skin.stop();
     m_iSkinStarted = 0;
     m_bStarted = false;
@@ -53,8 +56,9 @@ std::int32_t CActiveXApp::ExitInstance()
 
 bool CActiveXApp::EnsureStarted()
 {
+    ASSERT_PANELS_THREAD();
     if (m_bStarted) return true;
-    if (m_iSkinStarted != 0) ExitInstance();  // an earlier start that got half-way
+    if (m_iSkinStarted != 0) ExitInstance();  // an earlier start that failed in part
     m_bStarted = InitInstance();
     return m_bStarted;
 }
@@ -70,7 +74,7 @@ std::string GetLoadedModulePath()
 
 CActiveXApp& GetApp()
 {
-    // Never destroyed: a host may end by exit() while a control stands, when the toolkit can't be spoken to any
+    // Never destroyed: a host may end by exit() while a control stands, when the toolkit can't be called any
     // more.
     static auto& app = *[] {
         SetModuleIdleHandler([] { GetApp().ExitInstance(); });

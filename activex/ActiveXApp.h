@@ -53,7 +53,7 @@ HRESULT GetClassObject(const UUID& classId, const UUID& iid, void** factory);
 /// S_OK when no object, no lock and no thread is left.
 HRESULT CanUnloadNow();
 /// For the first control window: the toolkit and the panels' thread keep addresses inside the module from then
-/// on. A host that lets the module go all the same gets it back as it was.
+/// on. A host that unloads the module all the same and loads it again finds it as it was.
 void KeepModuleMapped();
 
 /// The file that this code was loaded from, in the system's form: what is registered, wherever the module's

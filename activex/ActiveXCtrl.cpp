@@ -12,6 +12,7 @@
 #include "model/settings/SystemSettings.h"
 #include "platform/component/component_registry.h"
 #include "platform/os/paths.h"
+#include "platform/qt/HandlersAtWork.h"
 #include "platform/qt/Keys.h"
 #include "platform/qt/MessageBoxes.h"
 #include "platform/qt/ProcessEnd.h"
@@ -101,11 +102,18 @@ HRESULT CActiveXCtrl::QueryInterface(const UUID& iid, void** object)
     return CUnknown::QueryInterface(iid == m_DispatchInterface ? IDispatch::IID : iid, object);
 }
 
-// A host's static object may let the control go when there is no toolkit any more to take its window down with.
+// A host's static object may release the control when there is no toolkit any more to take its window down
+// with.
 std::uint32_t CActiveXCtrl::Release()
 {
     if (m_pHandle != nullptr && IsProcessEnding()) return 0;
     return CUnknown::Release();
+}
+
+void CActiveXCtrl::Destroy()
+{
+    DestroyControlWindow();
+    AfterHandlers([this] { delete this; });
 }
 
 bool CActiveXCtrl::PutText(std::string& text, const std::vector<std::string>& arguments)

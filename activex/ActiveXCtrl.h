@@ -83,6 +83,8 @@ class CActiveXCtrl : public CUnknown<IDispatch, IEventSource, IControlWindow, IC
     EPreTranslate PreTranslate(MSG& message) override;
 
   protected:
+    /// Takes the window down at once; the rest goes when no handler of a panel is at work in it.
+    void Destroy() override;
     /// What is sent to the control's own window: a plain static one, which answers 0 to everything, also to the
     /// commands that its container reflects to it.
     virtual LRESULT WindowProc(std::uint32_t message, WPARAM wParam, LPARAM lParam);

@@ -31,7 +31,7 @@ namespace
 constexpr std::int32_t SEPARATOR_SLOT = 21;  // a menu entry of this slot has a separator before it
 constexpr int DEVICE_LIST_FOLDER = 1;
 
-// Actions of the layout menu behind its arrangements.
+// Actions of the layout menu, which follow its arrangements.
 enum class EPageAction { First, Previous, Cycle, Next, Last };
 
 // Nothing is taken down, so the user learns why from standard error alone.

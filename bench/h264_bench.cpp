@@ -149,7 +149,7 @@ double ParsingMs(const Stream& stream, const std::vector<H264Packet>& packets)
     return ms;
 }
 
-/// The streams of a folder: the share of skipped macroblocks, then each packet behind its length.
+/// The streams of a folder: the share of skipped macroblocks, then each packet after its length.
 bool ReadKept(const std::string& path, H264EncodedStream* stream)
 {
     std::ifstream file(path, std::ios::binary);

@@ -7,7 +7,7 @@
 
 /// Bins that the test encoder coded with the contexts of a slice, each context with a probability of its own.
 struct H264CodedBins {
-    std::vector<uint8_t> bytes;  ///< with padding behind them
+    std::vector<uint8_t> bytes;  ///< with padding after them
     size_t size = 0;             ///< without it
     std::vector<uint16_t> contexts;
     std::vector<uint8_t> start;  ///< states of the contexts

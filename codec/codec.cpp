@@ -12,7 +12,7 @@
 
 namespace
 {
-/// Standard error takes the core's texts unless somebody else asks for them.
+/// The core's messages go to standard error unless a callback is set.
 void report_to_stderr(const char* text)
 {
     std::fputs(text, stderr);

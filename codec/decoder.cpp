@@ -94,7 +94,7 @@ CodecFrame* CC264Decoder::Decode(const uint8_t* buffer, int32_t length)
     while (length >= 1 && buffer) {
         int32_t got = 0;
         used = codec_decode(&m_Context, &m_Frame, &got, buffer, FindNalLength(buffer, length));
-        if (used == -1 && IsZeros(buffer, length)) used = 0;  // padding behind the last unit is no failure
+        if (used == -1 && IsZeros(buffer, length)) used = 0;  // padding after the last unit is no failure
         if (used < 1) break;
         // the step is what the core consumed, not the length of the unit
         buffer += used;

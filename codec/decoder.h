@@ -46,7 +46,7 @@ class CMpeg4Decoder : public CVideoDecoder
     void SetStandardChroma(bool on);
 };
 
-/// H.264: any number of NAL units behind start codes per call.
+/// H.264: any number of NAL units per call, each after a start code.
 class CC264Decoder : public CVideoDecoder
 {
   public:
@@ -60,7 +60,7 @@ class CC264Decoder : public CVideoDecoder
     CodecFrame* Decode(const uint8_t* buffer, int32_t length) override;
 };
 
-/// The bytes up to the next start code behind the one that the buffer begins with. A code of four bytes keeps
+/// The bytes up to the next start code after the one that the buffer begins with. A code of four bytes keeps
 /// its first zero on this side of the cut. Without a next code the result is `length` - 3, which may be below
 /// 0.
 int32_t FindNalLength(const uint8_t* buffer, int32_t length);

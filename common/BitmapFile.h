@@ -9,7 +9,7 @@
 struct BitmapFile {
     std::vector<std::uint8_t> bytes;
 
-    /// From the information header on, which stands behind the 14 bytes of the file header.
+    /// From the information header on, which follows the 14 bytes of the file header.
     static constexpr std::size_t INFO_AT = 14;
 };
 

@@ -41,7 +41,7 @@ void CHistoryCombo::keyPressEvent(QKeyEvent* event)
     QComboBox::keyPressEvent(event);
 }
 
-// The wheel would replace what is typed by an entry. An open list has the wheel itself.
+// The wheel would replace what is typed by an entry. An open list handles the wheel itself.
 void CHistoryCombo::wheelEvent(QWheelEvent* event)
 {
     event->ignore();

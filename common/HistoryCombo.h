@@ -10,7 +10,7 @@ class CIniText;
 /// A combo box that remembers what was typed: the most recent text first, kept between runs in the application
 /// profile, and completed against the list while typing. Panels' thread only.
 ///
-/// In the profile, under the section given, the key prefix with n behind it holds entry n; one further key
+/// In the profile, under the section given, the key prefix followed by n holds entry n; one further key
 /// holds the text that was current at the last save. Failures of the profile read as empty texts, which simply
 /// end the list.
 class CHistoryCombo : public QComboBox
@@ -44,7 +44,7 @@ class CHistoryCombo : public QComboBox
     QString LoadHistory(const QStringList& texts, bool selectFirst);
 
     /// Writes the list (one entry more than the maximum, if it has that many) and blanks the keys of an older,
-    /// longer one behind it; with `addCurrent` the current text is added first. All of it is one write. Nothing
+    /// longer one after it; with `addCurrent` the current text is added first. All of it is one write. Nothing
     /// happens before a LoadHistory.
     void SaveHistory(bool addCurrent = true);
 

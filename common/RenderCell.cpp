@@ -123,6 +123,7 @@ bool CRenderCell::eventFilter(QObject* watched, QEvent* event)
 // widget nor its window object is told.
 void CRenderCell::setVisible(bool visible)
 {
+    ASSERT_PANELS_THREAD();
     if (isWindow()) m_Lease.TakeBack();
     QWidget::setVisible(visible);
     if (windowHandle() != nullptr) LendWindow();

@@ -54,7 +54,7 @@ CRenderWnd::~CRenderWnd()
     if (g_iRenderUsers == 0) ReleaseRender();
 }
 
-// The grids of a process share the renderer: the first prepares it, the last lets it go. One that was prepared
+// The grids of a process share the renderer: the first prepares it, the last releases it. One that was prepared
 // again for another grid would lose the pictures that streams draw. It keeps the first one's window: a box of
 // it is the active window's once that has gone.
 bool CRenderWnd::TakeRender()
@@ -185,9 +185,10 @@ void CRenderWnd::OnCommand(std::int32_t id)
 
 bool CRenderWnd::RefuseWhileLocked()
 {
-    if (m_bLocked)
+    const bool locked = m_bLocked;  // the grid may go while the box stands
+    if (locked)
         MessageBoxA(Handle(), CLanguage::GetString("IDS_MainDlg_UnlockFirst"), "", MB_OK | MB_ICONINFORMATION);
-    return m_bLocked;
+    return locked;
 }
 
 std::int32_t CRenderWnd::SetLayout(std::int32_t index)
@@ -282,7 +283,7 @@ void CRenderWnd::paintEvent(QPaintEvent*)
         painter.drawRect(ToQRect(outline));
     RECT focus;
     if (m_State.GetFocusRect(GetScaleX(), GetScaleY(), focus)) {
-        // Drawn so that a second time would erase it.
+        // Drawn by inversion: a second drawing would erase it.
         painter.setCompositionMode(QPainter::RasterOp_NotSourceXorDestination);
         painter.setPen(QPen(FOCUS, FOCUS_WIDTH));
         painter.setBrush(Qt::NoBrush);
@@ -318,7 +319,7 @@ void CRenderWnd::keyPressEvent(QKeyEvent* event)
             if (FocusedCell() != HWND::Null) OnDoubleClick(FocusedCell());
             break;
         case Qt::Key_Escape:
-            SetLayout(0);  // out of full screen, and into it alike
+            SetLayout(0);  // in and out of full screen
             break;
         case Qt::Key_Menu:
             if (const CRenderCell* const cell = GetFocusedCell())

@@ -5,9 +5,9 @@
 
 class QWidget;
 
-/// The place of a child widget that has an X window of its own. The toolkit takes what the server tells of a
-/// window for its place, also when the widget was put elsewhere meanwhile; two changes in quick succession
-/// could leave the former place for good. Whatever moves the widget but Put, it goes back. A widget that is a
+/// The place of a child widget that has an X window of its own. The toolkit takes the place that the server
+/// reports for the window's, also when the widget has been moved since; two changes in quick succession
+/// could leave the former place for good. Any move of the widget but Put's is undone. A widget that is a
 /// window of its own is the window manager's and is left alone. Panels' thread only.
 class CWindowPlace : public QObject
 {

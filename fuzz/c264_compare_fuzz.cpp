@@ -1,4 +1,4 @@
-// Any bytes at the H.264 decoder: the size as for c264_decode, the rest cut behind each slice. Plain kernels
+// Any bytes at the H.264 decoder: the size as for c264_decode, the rest cut after each slice. Plain kernels
 // and all the vector ones must give the same pictures, and the conversion of changes the same pixels as that of
 // the whole picture.
 #include <cstdint>

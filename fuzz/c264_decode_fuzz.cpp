@@ -1,5 +1,5 @@
-// Any bytes at the H.264 decoder. The first byte chooses the size, and whether units stand behind start codes
-// or behind their lengths; the rest is one payload.
+// Any bytes at the H.264 decoder. The first byte chooses the size, and whether units follow start codes
+// or their lengths; the rest is one payload.
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>

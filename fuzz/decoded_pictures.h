@@ -80,7 +80,7 @@ class CFollower
 };
 
 /// Calls f(bytes, length) for each payload, each in a block of its own, so that the sanitizer sees a read
-/// behind it. `next` tells the length of the first payload of what is left.
+/// after it. `next` tells the length of the first payload of what is left.
 template <class Next, class Function>
 void ForEachPayload(const uint8_t* data, size_t size, Next next, Function f)
 {
@@ -94,7 +94,7 @@ void ForEachPayload(const uint8_t* data, size_t size, Next next, Function f)
     }
 }
 
-/// Up to the start code behind the first unit that ends a payload, as the byte behind its start code tells
+/// Up to the start code after the first unit that ends a payload, by the byte after its start code
 /// `ends`.
 template <class Ends>
 size_t LengthOfPayload(const uint8_t* data, size_t size, Ends ends)

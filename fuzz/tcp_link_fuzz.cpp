@@ -1,6 +1,6 @@
 // A device's direct link from its reply to its last picture, with recordings and snapshots on request. The
 // first byte says what the panels want: the mode (bits 0 and 1), a snapshot and a recording from the start on
-// (2 and 3), a new file behind every picture (4), and new requests with every picture shown (5). The rest is
+// (2 and 3), a new file after every picture (4), and new requests with every picture shown (5). The rest is
 // what the device sends, over a real socket, until it hangs up.
 
 #include <sys/socket.h>
@@ -114,7 +114,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     setup.mode = wants & MODE_BITS;
     if ((wants & ROLL_OVER_ALWAYS) != 0) setup.rolloverMs = 0;
     {
-        // On the heap, so that a read or write behind its buffer is seen.
+        // On the heap, so that a read or write past its buffer is seen.
         const auto link = std::make_unique<CTcpLink>(state, counters, both[0], setup);
         link->Run();
     }

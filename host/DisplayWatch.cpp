@@ -67,7 +67,7 @@ class CDisplayWatch::CProbe
         m_Asked = xcb_get_input_focus(m_pConnection);
         xcb_flush(m_pConnection);
     }
-    // A connection that is broken has nothing more to tell: its display is no silent one.
+    // A broken connection says nothing about its display: that one isn't silent.
     bool HasAnswered()
     {
         void* reply = nullptr;

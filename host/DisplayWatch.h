@@ -9,8 +9,8 @@
 
 #include "inc/Mutex.h"
 
-/// Lets the program end though its display has fallen silent: once the end is due, a display that answers
-/// nothing for a while counts as gone. The process's connections to it are broken then, so that
+/// Lets the program end though its display doesn't answer: once the end is due, a display that is silent
+/// for a while counts as gone. The process's connections to it are broken then, so that
 /// every thread that waits for an answer goes on. Says so on standard error.
 class CDisplayWatch
 {

@@ -108,7 +108,7 @@ std::vector<StationReport> CMainWindow::GetStations() const
 void CMainWindow::showEvent(QShowEvent* event)
 {
     QMainWindow::showEvent(event);
-    // The first turn of the event loop behind this one finds everything painted.
+    // The next turn of the event loop finds everything painted.
     if (!m_ShownHandler) return;
     QMetaObject::invokeMethod(
         this,

@@ -108,7 +108,7 @@ QTreeView* CScriptedOperator::FindTree() const
     return tree != nullptr && tree->isVisible() ? tree : nullptr;
 }
 
-// The folder with the channels of the station that was logged on to.
+// The folder with the channels of the station that the script logged on to.
 QModelIndex CScriptedOperator::FindFolder() const
 {
     const QTreeView* const tree = FindTree();

@@ -8,6 +8,8 @@
 #include <atomic>
 #include <csignal>
 
+#include "platform/qt/PanelsThread.h"
+
 namespace
 {
 
@@ -29,6 +31,7 @@ void HandleSignal(int)
 
 void OnEndRequested(std::function<void()> handler)
 {
+    ASSERT_PANELS_THREAD();
     if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, g_Ends) != 0) return;
     auto* const notifier = new QSocketNotifier(g_Ends[1], QSocketNotifier::Read, QCoreApplication::instance());
     QObject::connect(notifier, &QSocketNotifier::activated, notifier, [notifier, handler = std::move(handler)] {

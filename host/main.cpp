@@ -40,7 +40,7 @@ void Print(std::FILE* to, const QString& text)
     std::fflush(to);
 }
 
-// Told on standard error and, for a user without a terminal, in a box; a run without a user opens none.
+// Reported on standard error and, for a user without a terminal, in a box; a run without a user opens none.
 int Fail(int code, const QString& message, const Options& options)
 {
     Print(stderr, "watchwall: " + message);
@@ -116,8 +116,8 @@ bool CanWriteOutputs(const Options& options)
     return true;
 }
 
-// A line for each channel and for what was lost, what is wrong, and the report. Draws nothing: the display may
-// be gone.
+// Prints a line for each channel and for what was lost, says what is wrong, and writes the report. Draws
+// nothing: the display may be gone.
 void Tell(const CMainWindow& window, const Options& options, const CScriptedOperator& scripted, CFaults& faults)
 {
     const auto channels = window.GetChannels();
@@ -135,7 +135,7 @@ void Tell(const CMainWindow& window, const Options& options, const CScriptedOper
     if (!options.report.isEmpty()) WriteOutput(options.report, MakeReport(channels, stations), faults);
 }
 
-// What is still told when the display goes; empty before the start and behind the end.
+// What is still reported when the display goes; empty before the start and after the end.
 std::function<void()> g_LastWords;
 
 // The toolkit calls exit() from within the event loop when the display goes. Link threads still run then, so
@@ -191,7 +191,7 @@ int Run(const Options& options, const QElapsedTimer& sinceStart)
     });
     if (options.IsScripted()) scripted.Start();
     window->show();
-    std::atexit(EndWithoutDisplay);  // behind the control's own entries, so that it is called before them
+    std::atexit(EndWithoutDisplay);  // after the control's own entries, so that it is called before them
     g_LastWords = tell;
     QApplication::exec();
     told = true;  // or nothing asked for it

@@ -29,7 +29,8 @@ namespace
 constexpr std::size_t MESSAGE_CHARACTERS = 1023;
 constexpr auto STOP_WAIT = std::chrono::milliseconds(500);
 constexpr auto LOCK_LOOK = std::chrono::milliseconds(5);
-constexpr int LOCK_LOOKS = 400;  // 2 s: another process that was stopped amid a burst holds nobody up for good
+// 2 s: a process that was stopped within a burst delays the others no longer.
+constexpr int LOCK_LOOKS = 400;
 constexpr const char* LEVEL_NAMES[] = {"Message", "Warning", "Exception", "Error"};
 
 std::atomic<bool> g_bAlive =

@@ -25,7 +25,7 @@ struct LogEntry {
 /// The longest formatted line, its line break and a terminator included.
 inline constexpr std::size_t LOG_LINE_BYTES = 1024;
 
-/// Formats "time level file function(file, line): message" with a line break behind it into `buffer`. A line
+/// Formats "time level file function(file, line): message" and a line break into `buffer`. A line
 /// that is too long loses the end of its message, never its line break; a message that brings a line break of
 /// its own gives no blank line. Returns the bytes of the line without the terminator.
 std::size_t FormatLogEntry(const LogEntry& entry, char (&buffer)[LOG_LINE_BYTES]);
@@ -66,7 +66,7 @@ class CxLog
     void Log(const char* file, const char* function, std::int32_t line, ELogLevel level, const char* format,
              ...) __attribute__((format(printf, 6, 7)));
 
-    /// Queues "(code):" with the system's text for `errorCode` (an errno value) behind it, as an error.
+    /// Queues "(code):" followed by the system's text for `errorCode` (an errno value), as an error.
     void LogError(const char* file, const char* function, std::int32_t line, std::int32_t errorCode);
 
     /// Shows every line in a window too, through `post`; window 0, the default, ends that.

@@ -51,7 +51,7 @@ class CAPABILITY("mutex") CCheckedMutex
 using CMutex = CCheckedMutex<std::mutex>;
 
 /// Holds a CMutex for the length of a scope, and waits with it for a condition. What a wait asks is asked under
-/// the lock; a lambda says so by REQUIRES behind its parameters.
+/// the lock; a lambda says so by REQUIRES after its parameters.
 class SCOPED_CAPABILITY CMutexLock
 {
   public:

@@ -88,7 +88,7 @@ std::int32_t CMuxer::Open(const std::string& path, std::int32_t videoCodecId, st
     audio->codecpar->bits_per_coded_sample = 8;
     audio->codecpar->block_align = 1;
     audio->time_base = {1, sampleRate};
-    // Without it the library takes what stands before a colon for a protocol.
+    // Without it the library takes what precedes a colon for a protocol.
     const std::string host = "file:" + HostPath(m_strPath);
     if (avio_open(&file->context->pb, host.c_str(), AVIO_FLAG_WRITE) < 0) return Fail(-1);
     const std::int32_t result = avformat_write_header(file->context, nullptr);

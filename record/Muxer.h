@@ -43,8 +43,8 @@ class CMuxer
                              std::int32_t key);
     std::int32_t Fail(std::int32_t result) REQUIRES(m_csWrite);
 
-    std::unique_ptr<File> m_pFile GUARDED_BY(m_csWrite);  // null until Open
-    CCriticalSection m_csWrite;                           // a leaf lock: the packets, the counts
+    std::unique_ptr<File> m_pFile GUARDED_BY(m_csWrite) PT_GUARDED_BY(m_csWrite);  // null until Open
+    CCriticalSection m_csWrite;  // a leaf lock: the packets, the counts
     std::string m_strPath;
     std::uint32_t m_ulFailures GUARDED_BY(m_csWrite) = 0;  // writes that failed
     bool m_bHasKeyFrame GUARDED_BY(m_csWrite) = false;

@@ -3,7 +3,7 @@
 #include <ctime>
 #include <string>
 
-/// The folder for recordings of the device so named at that time, a backslash behind it: "C:\\DVR
+/// The folder for recordings of the device of that name at that time, with a trailing backslash: "C:\\DVR
 /// Files\name\13-01-15\" on the first drive of m_bsStorageDrive with more than m_limitDiskSpace MiB free. It is
 /// made. An empty name takes the drive's root alone, for which nothing is made. Without such a drive it is on
 /// the last drive tried, and, when m_iHdfAction is 0, the oldest recordings are removed, ten at a time, until a

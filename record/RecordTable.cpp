@@ -37,7 +37,7 @@ std::optional<std::vector<RecordRow>> SelectOldestRecords()
     const std::unique_ptr<char*, TableFree> table(cells);
     if (result != SQLITE_OK) return std::nullopt;
     std::vector<RecordRow> records;
-    for (int row = 1; row <= rows && columns > COLUMN_PATH; ++row) {  // row 0 has the names of the columns
+    for (int row = 1; row <= rows && columns > COLUMN_PATH; ++row) {  // row 0 holds the column names
         const char* const id = cells[row * columns + COLUMN_ID];
         const char* const path = cells[row * columns + COLUMN_PATH];
         records.push_back({id != nullptr ? static_cast<std::int32_t>(std::strtol(id, nullptr, 10)) : 0,

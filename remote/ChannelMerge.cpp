@@ -4,6 +4,7 @@
 #include <iterator>
 #include <memory>
 
+#include "inc/EntryCheck.h"
 #include "model/archive/ObjectFactory.h"
 #include "model/settings/Language.h"
 #include "remote/Device.h"
@@ -43,6 +44,8 @@ CDevice* AddChannel(CDevices& devices, std::int32_t netId, std::int32_t devId)
 CDevice* MergeChannel(CDevices& devices, std::int32_t netId, std::int32_t devId, const std::string& address,
                       std::uint32_t capabilities)
 {
+    static CThreadMark panelsThread;
+    ASSERT_THREAD(panelsThread);
     static std::int32_t serial = 0;
     CDevice* device = FindChannel(devices, netId, devId);
     if (!device) device = AddChannel(devices, netId, devId);

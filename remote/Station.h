@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "inc/EntryCheck.h"
 #include "model/archive/NamedValue.h"
 #include "model/tree/Devices.h"
 #include "model/tree/Folder.h"
@@ -20,10 +21,10 @@ class CStation : public CFolder
     // LeaveFolder.
 
     virtual bool Connect(const std::string& address, std::int32_t controlPort, std::int32_t dataPort);
-    virtual bool Disconnect() { return true; }
+    virtual bool Disconnect();
     virtual bool Logon(const std::string& user, const std::string& password);
     /// A new folder with the machine's devices, owned by the caller; null when there is nothing to tell of.
-    virtual std::unique_ptr<CDevices> EnumDevices() { return nullptr; }
+    virtual std::unique_ptr<CDevices> EnumDevices();
     /// Appends what the far side finds for `query` to `results`.
     virtual bool SearchRecord(const std::string& query, std::vector<XTimeSpan>& results);
 
@@ -43,6 +44,9 @@ class CStation : public CFolder
     std::string m_szPassWord;
     std::string m_szDDNS;
     std::int32_t m_iNetID = 0;
+
+  protected:
+    [[no_unique_address]] CThreadMark m_PanelsThread;
 
   private:
     bool m_bFlag = false;

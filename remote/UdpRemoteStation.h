@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "inc/EntryCheck.h"
 #include "remote/RemoteStation.h"
 #include "remote/p2p/Endpoints.h"
 #include "remote/p2p/P2PSession.h"
@@ -47,7 +46,6 @@ class CUdpRemoteStation final : public CRemoteStation
     }
 
   private:
-    [[no_unique_address]] CThreadMark m_PanelsThread;
     std::shared_ptr<CP2PSession> m_pSession;
     std::int32_t m_iChannelCount = 0;
     std::string m_strUser;

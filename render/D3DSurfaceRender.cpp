@@ -120,7 +120,7 @@ std::int32_t CD3DSurfaceRender::Uninit() NO_THREAD_SAFETY_ANALYSIS
     return 1;
 }
 
-// What failed goes to the log and to the user; `function` is who met it.
+// What failed goes to the log and to the user; `function` is the one in which it failed.
 void CD3DSurfaceRender::Show(const char* function, const CMessages& messages) const
 {
     for (const std::string& text : messages)
@@ -208,8 +208,8 @@ void CD3DSurfaceRender::DestroySurface(CSurface* surface)
 }
 
 // A new device, and every surface rebuilt in place with its own size. The device is recreated, not reset, and
-// whether that succeeded shows at the next frame. `found` is the device that the frame met, null when none
-// could be made before: several frames may have met it, and one rebuilds for all.
+// whether that succeeded shows at the next frame. `found` is the device that the frame used, null when none
+// could be made before: several frames may have used it, and one rebuilds for all.
 void CD3DSurfaceRender::Recover(const ISurfaceDevice* found, CMessages& messages)
 {
     const CAutoLock lock(m_csRender);

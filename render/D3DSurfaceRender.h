@@ -39,7 +39,7 @@ class CD3DSurfaceRender : public CRender
     std::int32_t Uninit() override;
     /// 0: shown, or dropped on purpose; -1: no window, no device, or a surface that could not be built.
     std::int32_t DisplayClient(const CodecFrame* frame, CSurface* surface, HWND window) override;
-    /// Also a surface whose building failed half-way is handed out (the user has seen the message):
+    /// Also a surface whose building failed in part is handed out (the user has seen the message):
     /// DisplayClient refuses it, DestroySurface takes it.
     CSurface* CreateSurface(std::int32_t width, std::int32_t height) override;
     void DestroySurface(CSurface* surface) override;

@@ -46,7 +46,7 @@ std::shared_ptr<CRender> CreateRender()
 void ReleaseRender()
 {
     auto& singleton = Singleton();
-    std::shared_ptr<CRender> last;  // destroyed behind the lock
+    std::shared_ptr<CRender> last;  // destroyed outside the lock
     const CMutexLock lock(singleton.lock);
     last = std::move(singleton.render);
 }

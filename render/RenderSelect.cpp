@@ -22,8 +22,8 @@ constexpr Adapter RenderBlacklist[] = {
     {0x10DE, 0x002D}, {0x10DE, 0x0622}, {0, 0},
 };
 
-constexpr std::size_t VENDOR_AT = 8;   // behind "PCI\VEN_"
-constexpr std::size_t DEVICE_AT = 17;  // behind "&DEV_"
+constexpr std::size_t VENDOR_AT = 8;   // after "PCI\VEN_"
+constexpr std::size_t DEVICE_AT = 17;  // after "&DEV_"
 constexpr std::size_t DIGITS = 4;
 
 unsigned HexadecimalAt(const std::string& text, std::size_t at)

@@ -17,7 +17,7 @@ class QWidget;
 std::int32_t StartSkin(const void* module, std::intptr_t reserved1, std::intptr_t reserved2);
 
 /// Loads the theme file at `path` (the system's form). Zero when the skin isn't started or the file is missing
-/// or faulty; the debugger output then tells file, line and fault, and the former theme stays. A second load
+/// or faulty; the debugger output then names file, line and fault, and the former theme stays. A second load
 /// changes the look of everything attached. Message boxes and modal dialogs are skinned as "DialogMain" from
 /// then on.
 std::int32_t LoadSkin(const std::string& path);

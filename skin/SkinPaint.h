@@ -9,7 +9,7 @@
 
 class QPainter;
 
-// The strokes of the style: what turns values of the theme into colours, brushes and outlines.
+// The painting of the style: turns values of the theme into colours, brushes and outlines.
 
 inline QColor ToQColor(Color color)
 {

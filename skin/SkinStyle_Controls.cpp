@@ -127,7 +127,7 @@ void CSkinStyle::DrawMenuItem(const QStyleOptionMenuItem& option, QPainter& pain
         const QRectF arrow(place.right() - MENU_ARROW_WIDTH + 4, place.top(), MENU_ARROW_WIDTH, place.height());
         PaintArrow(painter, arrow, EArrow::Right, ToQColor(look.mark));
     }
-    const QStringList parts = option.text.split(QLatin1Char('\t'));  // behind the tab stands the shortcut
+    const QStringList parts = option.text.split(QLatin1Char('\t'));  // the shortcut follows the tab
     painter.setFont(option.font);
     painter.setPen(ToQColor(look.text));
     painter.drawText(place, Qt::AlignVCenter | Qt::AlignLeft | Qt::TextShowMnemonic | Qt::TextSingleLine,

@@ -14,6 +14,7 @@
 #include "model/settings/Language.h"
 #include "model/tree/CompositeIterator.h"
 #include "model/tree/Devices.h"
+#include "platform/qt/PanelsThread.h"
 #include "remote/RemoteStation.h"
 #include "skin/Skin.h"
 #include "skin/SkinPaint.h"
@@ -119,6 +120,7 @@ void CLogonRemoteDlg::OnPaint(QPainter& painter, const QRect& area)
 
 void CLogonRemoteDlg::TakeFocus()
 {
+    ASSERT_PANELS_THREAD();
     if (QWidget* const address = GetDlgItem(ADDRESS)) address->setFocus(Qt::OtherFocusReason);
 }
 
@@ -182,6 +184,7 @@ void CLogonRemoteDlg::ShowBusy(bool busy)
 {
     auto* const line = GetDlgItem<QLabel>(STATUS_LINE);
     auto* const accept = GetDlgItem<QPushButton>(IDOK);
+    if (line == nullptr || accept == nullptr) return;  // the window went while a message box stood
     if (busy) {
         QApplication::setOverrideCursor(Qt::WaitCursor);
         line->setText(Text("IDS_LogonDlg_Busy").arg(QString::fromStdString(m_szAddress)));

@@ -19,7 +19,7 @@ inline constexpr std::uint32_t LOGON_MESSAGE_ADDED = 0x9999;
 
 /// The logon panel: asks for a machine's address and account, builds a station, connects, logs on and puts the
 /// station with its channels into the model. Nothing is added unless all steps succeed, and each failure is
-/// told in a message box. The panel's thread blocks meanwhile; a busy cursor and a line in the panel say so.
+/// shown in a message box. The panel's thread blocks until then; a busy cursor and a line in the panel say so.
 /// Panels' thread only.
 class CLogonRemoteDlg : public CDialog
 {

@@ -32,7 +32,7 @@ class CNodeTreeModel final : public QAbstractItemModel, private CNodeView
     void RefreshIcons(const QModelIndex& first);
     /// Null for an invalid index.
     CNode* NodeOf(const QModelIndex& index) const;
-    /// Whether rows are being taken away: what the view selects meanwhile is nobody's choice.
+    /// Whether rows are being taken away: what the view selects then isn't the user's choice.
     bool IsTakingAway() const { return m_bTakingAway; }
 
     QModelIndex index(int row, int column, const QModelIndex& parent = {}) const override;

@@ -14,6 +14,7 @@
 #include "platform/os/language.h"
 #include "platform/qt/Keys.h"
 #include "platform/qt/Menu.h"
+#include "platform/qt/PanelsThread.h"
 #include "remote/Remote.h"
 #include "remote/RemoteStation.h"
 #include "remote/TcpRemote.h"
@@ -224,11 +225,13 @@ EPreTranslate CTreeDlg::PreTranslateMessage(MSG& message)
 
 QModelIndex CTreeDlg::GetRootItem() const
 {
+    ASSERT_PANELS_THREAD();
     return m_pNodes != nullptr ? m_pNodes->index(0, 0) : QModelIndex();
 }
 
 CNode* CTreeDlg::NodeOf(const QModelIndex& item) const
 {
+    ASSERT_PANELS_THREAD();
     return m_pNodes != nullptr ? m_pNodes->NodeOf(item) : nullptr;
 }
 
@@ -241,6 +244,7 @@ CNode* CTreeDlg::GetSelectedNode() const
 // regional forms of a character it draws goes by the system's language.
 void CTreeDlg::ReloadTree()
 {
+    ASSERT_PANELS_THREAD();
     if (m_pTree == nullptr) return;
     m_pNodes->Fill(GetModelRoot());
     m_pTree->expandAll();
@@ -248,6 +252,7 @@ void CTreeDlg::ReloadTree()
 
 void CTreeDlg::RefillTree()
 {
+    ASSERT_PANELS_THREAD();
     if (m_pTree == nullptr) return;
     m_pTree->SetTreeColors(panel_color::TREE_GROUND, panel_color::TREE_INK);
     ReloadTree();
@@ -256,6 +261,7 @@ void CTreeDlg::RefillTree()
 
 void CTreeDlg::RefreshIcons(const QModelIndex& item)
 {
+    ASSERT_PANELS_THREAD();
     if (m_pNodes != nullptr) m_pNodes->RefreshIcons(item);
 }
 
@@ -330,7 +336,7 @@ void CTreeDlg::DeleteStation(CNode* node)
         CCompositeIterator walk(station->CreateIterator());
         for (; walk.HasNext(); walk.Next())
             nodes.push_back(walk.CurrentItem());
-        // The deepest first, so that no folder takes a child along that is deleted by itself.
+        // The deepest first, so that no folder deletes a child that is in the list too.
         for (auto beneath = nodes.rbegin(); beneath != nodes.rend(); ++beneath)
             delete *beneath;
         model->GetRoot()->Remove(station);

@@ -43,7 +43,7 @@ std::uint64_t CountPictures(const std::vector<CODED_STREAM>& streams)
     return count;
 }
 
-// The number behind the last "frame=" of a progress file.
+// The number after the last "frame=" of a progress file.
 std::uint64_t ReadFrames(const std::filesystem::path& path)
 {
     std::ifstream file(path);

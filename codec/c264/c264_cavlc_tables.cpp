@@ -52,7 +52,7 @@ constexpr int leading_zeros(unsigned bits, int length)
     return zeros;
 }
 
-/// Enters a code at all places of its number of leading zeros that the bits behind its first one fit.
+/// Enters a code at all places of its number of leading zeros that the bits after its first one fit.
 constexpr void enter(c264_token_table* table, unsigned bits, int length, c264_token token)
 {
     // a code of zeros alone is entered at every place with as many zeros or more

@@ -17,7 +17,7 @@ struct c264_token {
 };
 
 /// Table 9-5 for nC below 2, below 4, below 8 and for chroma DC, by 8 x leading zeros (at most 15) + the three
-/// bits behind the first one. What is no code has no coefficients.
+/// bits after the first one. What is no code has no coefficients.
 using c264_token_table = std::array<c264_token, 128>;
 extern const std::array<c264_token_table, 4> C264_TOKENS;
 inline constexpr int C264_TOKENS_CHROMA_DC = 3;
@@ -28,7 +28,7 @@ struct c264_short_codes {
     uint8_t bits;    ///< length of the longest code
 };
 
-/// Tables 9-7 and 9-8 by TotalCoeff 1 to 15, Table 9-9 (a) by TotalCoeff 1 to 3 behind them.
+/// Tables 9-7 and 9-8 by TotalCoeff 1 to 15, then Table 9-9 (a) by TotalCoeff 1 to 3.
 struct c264_total_zeros_table {
     c264_short_codes luma[16];
     c264_short_codes chroma_dc[4];

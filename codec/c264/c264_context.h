@@ -101,7 +101,7 @@ struct alignas(64) C264Slice {
     int16_t coeffs[24][16];  ///< scaled; luma blocks in decoding order, then four of U, four of V
     int16_t luma_dc[16];
     int16_t chroma_dc[8];
-    uint32_t coded;  ///< by block: some coefficient behind the first may be set
+    uint32_t coded;  ///< by block: some coefficient after the first may be set
     uint32_t flat;   ///< by block: the first coefficient may be set
     // neighbours and the macroblock itself, by c264_at
     uint32_t mv[C264_CACHE];

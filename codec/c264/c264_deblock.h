@@ -20,7 +20,7 @@ enum c264_deblock_kind {
 /// Filters one edge of a macroblock in place: 16 pixels of luma or 8 of chroma along the edge. Luma reads four
 /// pixels on each side and changes up to two (normal, uniform) or three (strong); chroma reads two and changes
 /// one.
-///   edge          the first pixel behind the edge, q0 of the clauses: leftmost or topmost of the block
+///   edge          the first pixel past the edge, q0 of the clauses: leftmost or topmost of the block
 ///   stride        distance of rows in bytes
 ///   alpha, beta   thresholds of Table 8-16, alpha 0 to 255, beta 0 to 18; with 0 nothing changes
 ///   tc0           clip values of Table 8-17. Normal: four, -1 for a quarter that isn't filtered. Uniform: only

@@ -16,7 +16,7 @@
 struct C264Context;
 
 /// Decodes the slice in the context's work area into the current picture, filters it and extends its border.
-///   data        the slice's payload, unescaped, with C264_SLICE_PADDING zeros behind it
+///   data        the slice's payload, unescaped, with C264_SLICE_PADDING zeros after it
 ///   first_bit   where the slice data begins
 using c264_slice_fn = void (*)(C264Context* dec, const uint8_t* data, size_t bytes, size_t first_bit);
 inline constexpr size_t C264_SLICE_PADDING = 8192;

@@ -42,7 +42,7 @@ struct cabac_engine {
         next = data;
         end = data_end;
         range = uint64_t{0x1FE} << TOP;
-        // nine bits of codIOffset and the 54 behind them: 63 of the first 64
+        // nine bits of codIOffset and the 54 after them: 63 of the first 64
         value = next < end ? load_be64(next) >> 1 : 0;
         // the last bit of these 64 is dropped, to be read again: 7 bytes count as read, less the bits of their
         // last

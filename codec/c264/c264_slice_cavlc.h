@@ -13,7 +13,7 @@ inline int leading_zeros(uint64_t nonzero)
     return __builtin_clzll(nonzero);
 }
 
-/// Reads without a bound: behind the data stand more zeros than one macroblock can use, and `bound` is called
+/// Reads without a bound: more zeros than one macroblock can use follow the data, and `bound` is called
 /// before each macroblock.
 struct cavlc_reader {
     const uint8_t* data;

@@ -248,7 +248,7 @@ class cabac_coder
         return true;
     }
 
-    /// The intra tree of mb_type (9.3.2.5): `first` and the contexts behind it; in I slices the prediction mode
+    /// The intra tree of mb_type (9.3.2.5): `first` and the contexts after it; in I slices the prediction mode
     /// has two of its own.
     [[gnu::always_inline]] void intra_type(cabac_engine* e, uint8_t* first, uint8_t* rest, uint8_t* mode)
     {

@@ -15,7 +15,7 @@ static_assert(offsetof(ConvertTarget, format) == offsetof(CodecFrame, format));
 namespace
 {
 
-// What stands behind a format or a code.
+// The conversion of a format or a code.
 struct convert_layout {
     convert_fn convert_table::*slot;  // null: no conversion
     int bytes_per_pixel;              // of plane 0

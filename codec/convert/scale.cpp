@@ -25,7 +25,7 @@ bool valid(plane_size size, int32_t least)
     return size.width >= least && size.height >= least && size.width <= MAX_SIZE && size.height <= MAX_SIZE;
 }
 
-// A position in the source with 12 fraction bits: a row or column, the one behind it, and how far between the
+// A position in the source with 12 fraction bits: a row or column, the next one, and how far between the
 // two.
 // oddity: scaler-edge-repeats. Behind the last row or column lies nothing of the plane: it is its own
 // neighbour.

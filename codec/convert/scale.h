@@ -6,12 +6,12 @@
 // or planes. The result is 0, or -1 when a pointer is null or a size can't be; then nothing is written. Any
 // thread.
 
-/// Scales an I420 picture: planes Y, U and V behind one another, those of the chroma half as wide and half as
+/// Scales an I420 picture: planes Y, U and V one after another, those of the chroma half as wide and half as
 /// high (fractions dropped). Sizes are at least 2 in each direction.
 ///
 /// Bilinear with steps and weights of 12 fraction bits, but for two ratios: a source of exactly twice the size
 /// is thinned out by scale_yuv420_half, one of exactly half the size goes through scale_yuv420_double. Equal
-/// sizes give the source back. The neighbours behind the last column and row are these themselves.
+/// sizes give the source back. The neighbours past the last column and row are these themselves.
 int32_t scale_yuv420(uint8_t* to, const uint8_t* from, int32_t to_width, int32_t to_height, int32_t from_width,
                      int32_t from_height);
 

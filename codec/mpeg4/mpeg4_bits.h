@@ -1,4 +1,4 @@
-// The bit reader of the MPEG-4 decoder. It keeps the next bits in a 64-bit window, reads zeros behind the end
+// The bit reader of the MPEG-4 decoder. It keeps the next bits in a 64-bit window, reads zeros past the end
 // and never leaves the buffer; whoever loops by what it read asks mpeg4_bits_overrun in the loop.
 #pragma once
 
@@ -9,7 +9,7 @@
 struct mpeg4_bits {
     const uint8_t* data;  ///< borrowed
     size_t size;          ///< bytes
-    size_t next;          ///< index of the first byte that `count` doesn't cover; runs on behind the end
+    size_t next;          ///< index of the first byte that `count` doesn't cover; runs on past the end
     uint64_t window;      ///< the next bit is the top one
     int count;            ///< bits of the window that may be taken
 };

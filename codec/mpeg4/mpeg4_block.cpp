@@ -15,7 +15,7 @@ namespace
 {
 enum { TABLE_INTRA, TABLE_INTER };
 
-/// What an invalid code takes: the bits that were looked at. Zeros read behind the end of the data are an
+/// What an invalid code takes: the bits that were looked at. Zeros read past the end of the data are an
 /// invalid code everywhere, so that this always shows as an overrun.
 constexpr int BAD_CODE_BITS = 12;
 

@@ -64,7 +64,7 @@ int32_t parse_sprite(mpeg4_bits* bits, mpeg4_header* layer)
 {
     if (layer->sprite_enable != MPEG4_SPRITE_STATIC && layer->sprite_enable != MPEG4_SPRITE_GMC) return 0;
     if (layer->sprite_enable == MPEG4_SPRITE_STATIC) {
-        // width, height, left and top of the sprite, each behind it a marker; nothing reads them
+        // width, height, left and top of the sprite, each followed by a marker; nothing reads them
         for (int i = 0; i < 4; ++i)
             mpeg4_bits_get(bits, 14);
     }

@@ -57,7 +57,7 @@ void skip_macroblocks(Mpeg4Decoder* dec, int mb_x, int mb_y, int count)
     }
 }
 
-/// The rest of a macroblock header behind mcbpc, 10 bits at most, and then the blocks of an intra macroblock.
+/// The rest of a macroblock header after mcbpc, 10 bits at most, and then the blocks of an intra macroblock.
 void intra_macroblock(Mpeg4Decoder* dec, Mpeg4Macroblock* mb, int mb_x, int mb_y, uint32_t chroma_pattern)
 {
     mpeg4_bits* const bits = &dec->bits;
@@ -136,7 +136,7 @@ bool mpeg4_decode_p_vop(Mpeg4Decoder* dec)
             }
             mpeg4_bits_skip(bits, 1);
             if (mpeg4_bits_show(bits, 9) == MPEG4_MCBPC_STUFFING) {
-                mpeg4_bits_skip(bits, 9);  // the macroblock begins again behind it
+                mpeg4_bits_skip(bits, 9);  // the macroblock begins again after it
                 continue;
             }
             mpeg4_note_change(dec, mb - dec->macroblocks);

@@ -47,7 +47,7 @@ inline constexpr int MPEG4_LAST_STEP = 128;
 extern const std::array<std::array<mpeg4_run_level, 4096>, 2 /* intra, inter */> mpeg4_run_level_codes;
 
 /// What the next 12 bits hold of whole run-level codes, their signs among them: up to two, the second one only
-/// behind a first without the last flag.
+/// after a first without the last flag.
 struct mpeg4_run_level_pair {
     uint32_t packed;
     /// Bits of both; 0: an escape, no code, or one of 13 bits.

@@ -15,5 +15,5 @@ const std::string& RuntimeTypeName()
     return name;
 }
 
-/// The bare class name within a run-time type name: what lies behind the first blank and before the next one.
+/// The bare class name within a run-time type name: what lies between the first blank and the next.
 std::string GetBareClassName(const std::string& typeName);

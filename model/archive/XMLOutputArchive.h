@@ -25,7 +25,7 @@ class XMLOutputArchive
     XMLOutputArchive(const XMLOutputArchive&) = delete;
     XMLOutputArchive& operator=(const XMLOutputArchive&) = delete;
 
-    /// Writes one named value, behind those written before.
+    /// Writes one named value, after those written before.
     template <class T>
     XMLOutputArchive& operator&(const NamedValue<T>& value)
     {

@@ -6,7 +6,7 @@ namespace
 {
 
 // Walks along the text with exactly the parser's view of what ends a name, a tag and a comment. A difference
-// would let a nesting go unnoticed: quotes, for example, belong to names unless they stand behind a '='.
+// would let a nesting go unnoticed: quotes, for example, belong to names unless they follow a '='.
 class CDepthScanner
 {
   public:
@@ -50,7 +50,7 @@ class CDepthScanner
         return true;
     }
 
-    // Behind a '<'. False where the parser gives up.
+    // After a '<'. False where the parser gives up.
     bool ScanMarkup()
     {
         if (Take("/")) {

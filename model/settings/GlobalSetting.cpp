@@ -7,7 +7,7 @@
 namespace
 {
 
-// A leaf lock, held for the length of a copy: settings don't go meanwhile.
+// A leaf lock, held for the length of a copy: no settings are destroyed during it.
 constinit CMutex g_csFound;
 constinit const CGlobalSetting* g_Found GUARDED_BY(g_csFound) = nullptr;
 

@@ -16,7 +16,7 @@ bool CFolder::Add(CNode* child, CNode* after)
 {
     if (!child || IsBeneath(child)) return false;
     if (after && m_list.Find(after) == m_list.size()) return false;
-    if (child == after) return true;  // it stands behind itself already
+    if (child == after) return true;  // it follows itself already
 
     child->LeaveFolder();
     const std::size_t index = after ? m_list.Find(after) + 1 : m_list.size();

@@ -23,7 +23,7 @@ class CNode
 
     virtual std::string GetName() { return m_strNodeName; }
     virtual void SetName(std::string name);
-    /// Puts `child` behind `after` among this node's children, or at the end when `after` is null. True when it
+    /// Puts `child` after `after` among this node's children, or at the end when `after` is null. True when it
     /// was taken: it is owned from then on. False (always, for a leaf) changes nothing, and the caller keeps
     /// it.
     virtual bool Add(CNode* child, CNode* after);

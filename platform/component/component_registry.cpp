@@ -146,81 +146,13 @@ class CUserRegistry final : public IComponentRegistry
         });
     }
 
-    bool FindTypeLibrary(const UUID& id, TypeLibrary& library) override
-    {
-        const CIniText ini = Read();
-        const std::string section = LibrarySection(id);
-        if (!ini.HasSection(section)) return false;
-        library = {};
-        library.id = id;
-        ini.Find(section, "Name", library.name);
-        ini.Find(section, "Version", library.version);
-        ini.Find(section, "HelpFile", library.helpFile);
-        ini.Find(section, "Path", library.path);
-        ini.Find(section, "Control", library.controlName);
-        return true;
-    }
-
-    bool FindInterface(const UUID& id, InterfaceRegistration& registration) override
-    {
-        const CIniText ini = Read();
-        const std::string section = InterfaceSection(id);
-        if (!ini.HasSection(section)) return false;
-        registration = {};
-        registration.id = id;
-        ini.Find(section, "Name", registration.name);
-        ini.Find(section, "Description", registration.description);
-        registration.typeLibrary = ReadUuid(ini, section, "TypeLib");
-        return true;
-    }
-
-    bool FindClass(const UUID& id, ClassRegistration& registration) override
-    {
-        return FindClassIn(Read(), id, registration);
-    }
-
     bool FindClass(const std::string& programmaticName, ClassRegistration& registration) override
-    {
-        const CIniText ini = Read();
-        std::string text;
-        UUID id;
-        return ini.Find(NAMES, programmaticName, text) && ParseUuid(text, id) &&
-               FindClassIn(ini, id, registration);
-    }
-
-    bool FindCategory(const UUID& id, Category& category) override
-    {
-        std::string description;
-        if (!Read().Find(CategorySection(id), "Description", description)) return false;
-        category = {id, description};
-        return true;
-    }
-
-    bool IsClassInCategory(const UUID& classId, const UUID& category) override
-    {
-        std::string ignored;
-        return Read().Find(MembershipSection(classId), UuidText(category), ignored);
-    }
-
-  private:
-    static CIniText Read()
     {
         CIniText ini;
         ReadIniFile(GetComponentRegistryPath(), ini);
-        return ini;
-    }
-
-    static HRESULT Edit(HRESULT failure, const std::function<bool(CIniText& ini)>& edit)
-    {
-        const std::string path = GetComponentRegistryPath();
-        MakeSureDirectoryPathExists(path);
-        const EReplace result = EditIniFile(path, edit);
-        if (result == EReplace::Refused) return E_INVALIDARG;
-        return result == EReplace::Done ? S_OK : failure;
-    }
-
-    static bool FindClassIn(const CIniText& ini, const UUID& id, ClassRegistration& registration)
-    {
+        UUID id;
+        std::string text;
+        if (!ini.Find(NAMES, programmaticName, text) || !ParseUuid(text, id)) return false;
         const std::string section = ClassSection(id);
         if (!ini.HasSection(section)) return false;
         registration = {};
@@ -233,6 +165,16 @@ class CUserRegistry final : public IComponentRegistry
         registration.typeName = ReadNumber(ini, section, "TypeName");
         registration.bitmap = ReadNumber(ini, section, "ToolboxBitmap32");
         return true;
+    }
+
+  private:
+    static HRESULT Edit(HRESULT failure, const std::function<bool(CIniText& ini)>& edit)
+    {
+        const std::string path = GetComponentRegistryPath();
+        MakeSureDirectoryPathExists(path);
+        const EReplace result = EditIniFile(path, edit);
+        if (result == EReplace::Refused) return E_INVALIDARG;
+        return result == EReplace::Done ? S_OK : failure;
     }
 
     static bool SetInterface(CIniText& ini, const InterfaceRegistration& described, const UUID& library)

@@ -10,7 +10,7 @@
 // user in the ini form, which each call reads or replaces as one step under the lock of profile.h; a failed
 // write leaves it as it was. Taking out what isn't there succeeds.
 
-/// An interface that a type library describes, for hosts to find by its identifier.
+/// An interface that a type library describes.
 struct InterfaceRegistration {
     UUID id;
     std::string name;
@@ -71,14 +71,8 @@ class IComponentRegistry : public ICatRegister
     virtual HRESULT RegisterClass(const ClassRegistration& registration) = 0;
     virtual HRESULT UnregisterClass(const UUID& id) = 0;
 
-    /// All of these are false, and the record stays, for what isn't registered. A library is found without its
-    /// interfaces.
-    virtual bool FindTypeLibrary(const UUID& id, TypeLibrary& library) = 0;
-    virtual bool FindInterface(const UUID& id, InterfaceRegistration& registration) = 0;
-    virtual bool FindClass(const UUID& id, ClassRegistration& registration) = 0;
+    /// False, and the record stays, for a name that isn't registered, in either case.
     virtual bool FindClass(const std::string& programmaticName, ClassRegistration& registration) = 0;
-    virtual bool FindCategory(const UUID& id, Category& category) = 0;
-    virtual bool IsClassInCategory(const UUID& classId, const UUID& category) = 0;
 };
 
 /// Full path of the registry's file, in the system's form: the environment variable WATCHWALL_REGISTRY when set

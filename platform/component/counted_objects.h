@@ -38,9 +38,13 @@ class CUnknown : public TFirst, public TOthers...
     std::uint32_t Release() override
     {
         const std::uint32_t left = --m_ulReferences;
-        if (left == 0) delete this;
+        if (left == 0) Destroy();
         return left;
     }
+
+  protected:
+    /// Called once, when the last reference has gone. Deletes the object, now or later.
+    virtual void Destroy() { delete this; }
 
   private:
     template <class T>

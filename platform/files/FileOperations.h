@@ -6,7 +6,7 @@
 #include <functional>
 #include <string>
 
-/// The file calls under a file's replacement, so that a test can make each of them fail. All of them answer
+/// The file calls by which a file is replaced, so that a test can make each of them fail. All of them answer
 /// like the system's own: -1 and errno on failure. Paths are paths of this machine.
 class IFileOperations
 {
@@ -37,7 +37,7 @@ bool ReadWholeFile(const std::string& path, std::string& content);
 
 enum class EReplace {
     Done,
-    Refused,  // the edit said no; nothing was written
+    Refused,  // the edit refused; nothing was written
     Failed,   // errno tells why; the old file stands
 };
 

@@ -30,7 +30,7 @@ std::string_view WithoutQuotes(std::string_view value)
 // Views into m_strText, valid until it changes.
 struct CIniText::Line {
     std::size_t begin = 0;
-    std::size_t end = 0;  // behind the line feed
+    std::size_t end = 0;  // past the line feed
     bool section = false;
     std::string_view name;   // of the section or key; empty when the line has no meaning
     std::string_view value;  // with its quotes
@@ -38,7 +38,7 @@ struct CIniText::Line {
 
 struct CIniText::Section {
     std::size_t begin = 0;  // of its header's line
-    std::size_t body = 0;   // behind its header's line
+    std::size_t body = 0;   // past its header's line
     std::size_t end = 0;
 };
 

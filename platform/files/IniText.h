@@ -24,10 +24,9 @@ class CIniText
     std::vector<std::string> SectionNames() const;
     std::vector<std::string> KeyNames(std::string_view section) const;
 
-    /// Sets the value; a new key stands behind the last line of its section that isn't empty, a new section at
+    /// Sets the value; a new key follows the last line of its section that isn't empty, a new section at
     /// the end. False, and nothing changes, when a line could not be read back: a line break or NUL byte in any
-    /// text, a
-    /// ']' in the section, a key that is empty, contains '=' or begins with ';' or '['.
+    /// text, a ']' in the section, a key that is empty, contains '=' or begins with ';' or '['.
     bool Set(std::string_view section, std::string_view key, std::string_view value);
 
     /// Take out the key's line, or all lines of the section with its comments. Nothing to take out is fine.

@@ -15,7 +15,7 @@
 /// such file, section or key; null counts as "") into `buffer`, cut to `size` - 1 bytes and terminated. The cut
 /// is by bytes and may fall into a character. Returns the bytes copied without the terminator; 0, and nothing
 /// is written, without a buffer. With a null key the names of all keys of the section, with a null section the
-/// names of all sections, each terminated, with one more terminator behind the last; when these do not fit, the
+/// names of all sections, each terminated, with one more terminator after the last; when these do not fit, the
 /// last two bytes are zero and the result is `size` - 2.
 std::uint32_t GetPrivateProfileStringA(const char* section, const char* key, const char* fallback, char* buffer,
                                        std::uint32_t size, const char* path);

@@ -6,7 +6,7 @@
 
 // Drive letters over the mounted file systems: c holds "/" and is the system drive; the other local disks
 // follow from d in the stable order of their mount points. Removable and network mounts have letters but are
-// not fixed; they come behind the local disks, so that plugging in a stick moves no disk's letter.
+// not fixed; they come after the local disks, so that plugging in a stick moves no disk's letter.
 
 inline constexpr std::uint32_t DRIVE_UNKNOWN = 0;
 inline constexpr std::uint32_t DRIVE_NO_ROOT_DIR = 1;
@@ -22,7 +22,7 @@ std::uint32_t GetLogicalDrives();
 /// drive.
 std::uint32_t GetDriveTypeA(const char* root);
 
-/// Mount point of a letter on this machine, without a slash behind it ("" for "/"); false when there is no such
+/// Mount point of a letter on this machine, without a trailing slash ("" for "/"); false when there is no such
 /// drive.
 bool GetDriveMountPoint(char letter, std::string& mountPoint);
 
@@ -32,7 +32,7 @@ std::string GetSystemDirectoryA();
 struct Drive {
     char cLetter = 'c';
     std::uint32_t type = DRIVE_FIXED;
-    std::string mountPoint;  // without a slash behind it
+    std::string mountPoint;  // without a trailing slash
 };
 
 /// Where the functions above get their answers. At any time from any thread.

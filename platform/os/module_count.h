@@ -18,7 +18,7 @@ class CModuleLock
     CModuleLock& operator=(const CModuleLock&) = delete;
 };
 
-/// Names what is called when the last object or lock has gone, on the thread that let it go, threads or no
+/// Names what is called when the last object or lock has gone, on the thread that released it, threads or no
 /// threads; null, the first state, calls nothing. It must not throw.
 using ModuleIdle = void (*)();
 void SetModuleIdleHandler(ModuleIdle handler);

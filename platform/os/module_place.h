@@ -3,7 +3,8 @@
 #include <functional>
 #include <string>
 
-// Where the module's files are. Internal to this folder; paths of this machine, folders without a slash behind.
+// Where the module's files are. Internal to this folder; paths of this machine, folders without a trailing
+// slash.
 
 /// The folder of the loaded activex.ocx, or of the process's executable when none is loaded.
 std::string FindModuleFolder();

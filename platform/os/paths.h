@@ -25,7 +25,7 @@ std::string SystemPath(std::string_view hostPath);
 /// Full path of the module: the directory below joined with "activex.ocx".
 std::string GetModuleFileNameA();
 
-/// The module's directory with a backslash behind it: the module's path cut behind its last backslash. It is
+/// The module's directory with a trailing backslash: the module's path cut after its last backslash. It is
 /// WATCHWALL_HOME when set, else the directory of the loaded activex.ocx (in programs that link the libraries
 /// directly: of the executable). Its text is the same whether it can be written or not. When it can't, the
 /// user's folder of HostPath is "watchwall" under the XDG data home (for a WATCHWALL_HOME one of its own in

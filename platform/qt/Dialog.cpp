@@ -16,6 +16,7 @@
 
 #include "inc/CxLog.h"
 #include "inc/LogLine.h"
+#include "platform/qt/HandlersAtWork.h"
 #include "platform/qt/Keys.h"
 #include "platform/qt/QtPlatform.h"
 
@@ -74,6 +75,7 @@ HWND CDialog::Handle() const
 template <typename THandler>
 void CDialog::Call(ETell tell, THandler handler) noexcept
 {
+    const CHandlerAtWork atWork;  // at its end the dialog may go
     try {
         handler();
     } catch (const std::exception& fault) {

@@ -23,7 +23,7 @@ class CMenu
     QMenu* Widget() const { return m_pMenu; }
 
     /// Shows the menu at `place` on the screen and returns; a chosen entry is posted to `owner` as WM_COMMAND.
-    /// The menu goes by itself when it closes, and this object is empty afterwards.
+    /// The menu destroys itself when it closes, and this object is empty afterwards.
     void Track(HWND owner, const QPoint& place);
 
   private:

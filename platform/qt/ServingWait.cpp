@@ -7,8 +7,10 @@
 #include <QSocketNotifier>
 #include <QTimerEvent>
 #include <QWidget>
+#include <QWindow>
 #include <algorithm>
 #include <memory>
+#include <utility>
 
 #include "platform/qt/PanelsThread.h"
 #include "platform/qt/WindowHandle.h"
@@ -16,6 +18,22 @@
 namespace
 {
 int g_iWaits = 0;  // panels' thread only
+
+// The message box that is up, the innermost one.
+QPointer<QWidget>& ServedBox()
+{
+    static auto& box = *new QPointer<QWidget>;
+    return box;
+}
+
+/// Whether an event is for the message box, its window or what is in it.
+bool IsOfServedBox(const QObject* object)
+{
+    const QWidget* const box = ServedBox();
+    if (box == nullptr) return false;
+    if (object->isWindowType()) return object == static_cast<const QObject*>(box->windowHandle());
+    return object->isWidgetType() && static_cast<const QWidget*>(object)->window() == box;
+}
 
 /// Whether a timer is the panels' own, or the window system's, which paints by it.
 bool IsServed(const QObject* object)
@@ -57,6 +75,13 @@ CServingWait::~CServingWait()
     if (m_bQuit) QCoreApplication::postEvent(qApp, std::make_unique<QEvent>(QEvent::Quit).release());
 }
 
+CServingWait::CServedBox::CServedBox(QWidget& box) : m_pFormer(std::exchange(ServedBox(), &box)) {}
+
+CServingWait::CServedBox::~CServedBox()
+{
+    ServedBox() = m_pFormer;
+}
+
 bool CServingWait::IsRunning()
 {
     return g_iWaits > 0;
@@ -71,6 +96,7 @@ void CServingWait::Run(const std::function<bool()>& ended)
 
 bool CServingWait::eventFilter(QObject* watched, QEvent* event)
 {
+    if (IsOfServedBox(watched)) return false;
     switch (event->type()) {
         case QEvent::Timer:
             if (IsServed(watched)) return false;
@@ -100,7 +126,7 @@ bool CServingWait::eventFilter(QObject* watched, QEvent* event)
         case QEvent::MouseMove:
         case QEvent::Wheel:
         case QEvent::ContextMenu:
-            // Real input stays with the window system; this is somebody's own, which finds the panels busy.
+            // Real input stays with the window system; this was sent by a program, which finds the panels busy.
             return true;
         default:
             return false;

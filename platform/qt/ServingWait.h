@@ -15,7 +15,7 @@ class CServingWait final : public QObject
 {
   public:
     CServingWait();
-    /// Hands on what was held back, behind the caller's return to its own event loop.
+    /// Hands on what was held back, after the caller's return to its own event loop.
     ~CServingWait() override;
     CServingWait(const CServingWait&) = delete;
     CServingWait& operator=(const CServingWait&) = delete;
@@ -27,6 +27,20 @@ class CServingWait final : public QObject
     static bool IsRunning();
 
     bool eventFilter(QObject* watched, QEvent* event) override;
+
+    /// While one of these stands, waits serve the input of `box` too. A message served in a wait may open it,
+    /// and the wait goes on only when it has been answered.
+    class CServedBox
+    {
+      public:
+        explicit CServedBox(QWidget& box);
+        ~CServedBox();
+        CServedBox(const CServedBox&) = delete;
+        CServedBox& operator=(const CServedBox&) = delete;
+
+      private:
+        const QPointer<QWidget> m_pFormer;
+    };
 
   private:
     std::vector<std::pair<QPointer<QObject>, int>> m_Timers;  // whose time came, each once

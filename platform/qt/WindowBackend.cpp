@@ -3,6 +3,8 @@
 #include <QAbstractButton>
 #include <QApplication>
 #include <QMessageBox>
+#include <QPointer>
+#include <QScopeGuard>
 #include <QThread>
 #include <QWidget>
 #include <string>
@@ -103,15 +105,20 @@ std::int32_t CWindowBackend::MessageBoxA(HWND owner, std::string_view text, std:
     const LRESULT answer = OnPanelsThread([owner, text, caption, type]() -> LRESULT {
         if (TellMessage(text, caption)) return IDOK;
         QWidget* widget = WidgetOf(owner);
-        QMessageBox box(IconOf(type), FromUtf8(caption), FromUtf8(text), ButtonsOf(type),
-                        widget ? widget->window() : QApplication::activeWindow());
-        box.setTextFormat(Qt::PlainText);
-        for (QAbstractButton* button : box.buttons()) {
-            const std::string shown = GetButtonText(AnswerOf(box.standardButton(button)));
+        // The window that it stands over may go meanwhile and takes it along.
+        const QPointer<QMessageBox> box =
+            new QMessageBox(IconOf(type), FromUtf8(caption), FromUtf8(text), ButtonsOf(type),
+                            widget ? widget->window() : QApplication::activeWindow());
+        const QScopeGuard end([&box] { delete box; });
+        if (widget) QObject::connect(widget, &QObject::destroyed, box, &QDialog::reject);
+        box->setTextFormat(Qt::PlainText);
+        for (QAbstractButton* button : box->buttons()) {
+            const std::string shown = GetButtonText(AnswerOf(box->standardButton(button)));
             if (!shown.empty()) button->setText(FromUtf8(shown));
         }
-        DecorateDialog(box);
-        return AnswerOf(box.exec());
+        DecorateDialog(*box);
+        const CServingWait::CServedBox served(*box);
+        return AnswerOf(box->exec());
     });
     return answer ? static_cast<std::int32_t>(answer) : IDOK;
 }

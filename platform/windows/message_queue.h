@@ -55,7 +55,7 @@ std::shared_ptr<CMessageQueue> MakeThreadQueue();
 CMessageQueue* ThreadQueue();
 
 /// The backend's ServeUntil; nothing without a backend.
-void ServeToolkitUntil(const std::function<bool()>& ended);
+void ServeToolkitUntil(const std::function<bool()>& ended) EXCLUDES(g_WaitLock);
 
 /// Answers one message sent to the calling thread; false when there is none. `hold` is given free while the
 /// window's procedure runs.
@@ -65,4 +65,4 @@ bool ServeOneSent(CMessageQueue& queue, CWaitHold& hold) REQUIRES(g_WaitLock);
 void DropSent(CMessageQueue& queue, HWND window) REQUIRES(g_WaitLock);
 
 /// Calls the procedure; nothing may leave it, a sender would never be answered.
-LRESULT CallProcedure(const WNDPROC& procedure, const Message& message) noexcept;
+LRESULT CallProcedure(const WNDPROC& procedure, const Message& message) noexcept EXCLUDES(g_WaitLock);

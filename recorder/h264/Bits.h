@@ -32,7 +32,7 @@ class BitReader
     /// Only the stop bit is left.
     bool AtStop() const { return m_At + 1 == m_End; }
 
-    /// What was read ends in the last byte: encoders fill that up behind the stop bit as they like.
+    /// What was read ends in the last byte: encoders fill that up after the stop bit as they like.
     bool InLastByte() const { return m_At <= m_End && m_End - m_At < 8; }
 
     /// 0 to 32 bits
@@ -45,7 +45,7 @@ class BitReader
         return value;
     }
     bool Flag() { return Bits(1) != 0; }
-    /// The next bits without taking them; zeros behind the end. At most 16.
+    /// The next bits without taking them; zeros past the end. At most 16.
     uint32_t Peek(int count) const
     {
         const size_t byte = m_At / 8;

@@ -26,7 +26,7 @@ struct ValueCodes {
     uint8_t length[16];
     uint8_t bits[16];
 };
-/// Tables 9-7 and 9-8 by TotalCoeff from 1 on, behind them Table 9-9 (a) likewise.
+/// Tables 9-7 and 9-8 by TotalCoeff from 1 on, then Table 9-9 (a) likewise.
 extern const ValueCodes ZEROS_CODES[18];
 inline constexpr size_t ZEROS_CHROMA_DC = 15;
 /// Table 9-10 by zerosLeft from 1 on, the last for 7 and more: longer codes follow by a rule.

@@ -5,10 +5,10 @@
 namespace recorder
 {
 
-// Decides when a channel codes a key picture out of turn, because somebody waits for one: at most once a
+// Decides when a channel codes a key picture out of turn, because a viewer waits for one: at most once a
 // second, and at the channel's own place in the second. When all channels lose pictures at once, as after a
 // stall of their client, their key pictures would come at once and as often as they are asked for, and the
-// bytes of these alone would keep the client behind for good. No thread, no clock.
+// bytes of these alone would keep the client behind indefinitely. No thread, no clock.
 class KeyGate
 {
   public:

@@ -26,6 +26,7 @@ LiveSource::LiveSource(std::string spec, const SceneSetup& setup, int channel, c
     : m_Spec(std::move(spec)),
       m_Channel(channel),
       m_Times(times),
+      m_PictureSeconds(1.0 / setup.rate),
       m_Packets(pPackets),
       m_Stop(stop),
       m_Overlay(setup, channel),
@@ -88,13 +89,13 @@ void LiveSource::Play(AvInput& input)
 {
     const auto begun = Clock::now();
     double first = -1;
-    double before = 0;  // of earlier rounds
+    double before = 0;  // of earlier rounds, the time of each one's last picture included
     double time = 0;
     for (;;) {
         if (!input.Next()) {
             if (!input.IsFile()) throw std::runtime_error("the source has ended");
             input.Rewind();
-            before += time;
+            before += time + m_PictureSeconds;
             first = -1;
             if (!input.Next()) throw std::runtime_error("the source has no pictures");
         }

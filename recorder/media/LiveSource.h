@@ -53,6 +53,7 @@ class LiveSource : public ISource
     std::string m_Spec;
     int m_Channel;
     Times m_Times;
+    double m_PictureSeconds;
     IPackets* m_Packets;  // null: nobody wants them
     const std::atomic<bool>& m_Stop;
     // The reader's thread only.

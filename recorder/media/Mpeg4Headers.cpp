@@ -9,7 +9,7 @@ namespace recorder
 namespace
 {
 
-// Reads bits, most significant first; zeros behind the end.
+// Reads bits, most significant first; zeros past the end.
 class Bits
 {
   public:
@@ -54,7 +54,7 @@ Vol ReadVol(Bits bits)
             for (int part = 0; part < 3; ++part)
                 bits.Read(
                     32);  // bit rate, buffer size and occupancy with their markers: 79 bits less 32 + 32 + 15
-            return vol;   // refused by clients, the rest has no interest
+            return vol;   // refused by clients; the rest is of no interest
         }
     }
     vol.video_object_layer_shape = static_cast<int>(bits.Read(2));

@@ -48,7 +48,7 @@ struct Vop {
 };
 
 struct CodedPicture {
-    std::vector<uint8_t> start_codes;  // the byte behind 00 00 01, in order
+    std::vector<uint8_t> start_codes;  // the byte after 00 00 01, in order
     std::optional<Vol> vol;
     std::optional<Vop> vop;
     int vops = 0;

@@ -8,7 +8,7 @@
 namespace recorder
 {
 
-/// Width by height as a channel of this size is to be looked at. The sizes of the old standards (704x576,
+/// The shape in which a channel of this size is shown. The sizes of the old standards (704x576,
 /// 352x288, 176x144) are 4:3; any other has square pixels, and 1088 rows stand for 1080.
 double ShapeOf(int width, int height);
 

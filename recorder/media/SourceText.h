@@ -15,7 +15,7 @@ inline constexpr std::string_view CAMERA_PREFIX = "/dev/video";
 bool IsLive(std::string_view spec);
 // Whether there is something in it that nobody else may see: a user's part, or a query.
 bool HasSecrets(std::string_view spec);
-// Any text, with what URLs in it hold before an '@' and behind a '?' cut out.
+// Any text, with what URLs in it hold before an '@' and after a '?' cut out.
 std::string WithoutSecrets(std::string_view text);
 
 }  // namespace recorder

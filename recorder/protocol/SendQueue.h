@@ -36,7 +36,7 @@ class SendQueue
     // False when the queue is full for this channel or altogether; the message isn't taken then. since: when it
     // was made; one of NEVER doesn't grow stale.
     bool Push(int channel, Message message, TimeUs since = NEVER);
-    // Removes what has grown stale unsent, with all that waits behind it in its channel; how many messages of
+    // Removes what has grown stale unsent, with all that waits after it in its channel; how many messages of
     // each channel.
     std::map<int, size_t> DropStale(TimeUs now);
     // Removes the messages of the channel of which nothing has been sent.

@@ -73,7 +73,7 @@ std::optional<WireMessage> ParseMessage(std::span<const uint8_t> datagram, EWire
 // beyond is cut off.
 Bytes MakeMessage(EMessage type, const PeerRecord& record, std::span<const uint8_t> body = {});
 
-// The name behind the record in a 129-byte punch to the rendezvous; nothing when it isn't terminated.
+// The name after the record in a 129-byte punch to the rendezvous; nothing when it isn't terminated.
 std::optional<std::string> WantedName(std::span<const uint8_t> body);
 
 // Names are compared without regard to the case of ASCII letters.

@@ -95,7 +95,7 @@ class DataServer::Viewer : public std::enable_shared_from_this<Viewer>
     struct Item {
         Bytes own;
         std::shared_ptr<const Coded> coded;
-        bool last = false;  // the connection ends behind it
+        bool last = false;  // the connection ends after it
     };
 
     void ReadNext()
@@ -111,7 +111,7 @@ class DataServer::Viewer : public std::enable_shared_from_this<Viewer>
                                  });
     }
 
-    // What comes behind the request says nothing.
+    // What follows the request has no meaning.
     void Consider(size_t bytes)
     {
         m_Reader.Add(std::span(m_Buffer).first(bytes));
@@ -384,7 +384,7 @@ void DataServer::Accept(asio::ip::tcp::socket socket)
 void DataServer::OnPicture(int channel, const std::shared_ptr<const Coded>& coded)
 {
     const TimeUs now = Now();
-    // A viewer that is closed meanwhile leaves the set.
+    // A viewer that OnPicture closes leaves the set.
     std::vector<std::shared_ptr<Viewer>> watching;
     for (const auto& viewer : m_Viewers)
         if (viewer->Watches(channel, coded->codec)) watching.push_back(viewer);

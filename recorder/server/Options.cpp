@@ -91,7 +91,7 @@ const std::map<std::string, EService> SERVICES = {{"directory", EService::Direct
                                                   {"device", EService::Device},
                                                   {"video", EService::Video}};
 
-// Help that shows a word for the value and its default; limits are told when they are broken.
+// Help that shows a word for the value and its default; limits are named when they are exceeded.
 class Help : public CLI::Formatter
 {
   public:

@@ -57,7 +57,7 @@ struct Options {
     std::set<EService> faultsOn = {EService::Video};
     std::set<EService> silent;
 
-    double seconds = 0;  // 0: until it is told to end
+    double seconds = 0;  // 0: until it is asked to end
     std::string report;
     std::string readyFile;
 };
@@ -65,7 +65,7 @@ struct Options {
 // What came of a command line.
 struct ParsedOptions {
     bool run = false;
-    int exit = 0;     // when it shall not run
+    int exit = 0;     // when it isn't to run
     std::string say;  // help, version or complaint
     Options options;
 };

@@ -202,4 +202,9 @@ json MakeReport(const ReportInput& input)
               {"not sent", input.rendezvousTransport.NotSent() + input.deviceTransport.NotSent()}}}};
 }
 
+std::string ReportText(const json& report)
+{
+    return report.dump(2, ' ', false, json::error_handler_t::replace) + "\n";
+}
+
 }  // namespace recorder

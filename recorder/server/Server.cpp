@@ -114,13 +114,13 @@ class Server::Channels : public IChannels, public IDirectChannels
     Channel& Of(int channel) const { return *m_Channels[static_cast<size_t>(channel)]; }
     const std::vector<std::unique_ptr<Channel>>& All() const { return m_Channels; }
 
-    // Stops all before the first is waited for.
-    void End()
+    void Stop()
     {
         for (const auto& channel : m_Channels)
             channel->Stop();
-        m_Channels.clear();
     }
+    // Waits for their threads.
+    void Clear() { m_Channels.clear(); }
 
   private:
     // Who looks at a channel.
@@ -221,9 +221,11 @@ Server::Server(Options options)
 
 Server::~Server()
 {
-    m_Channels->End();
+    // All are stopped before the first is waited for; those that make loops need the channels to their end.
+    m_Channels->Stop();
     for (std::thread& thread : m_Preparing)
         thread.join();
+    m_Channels->Clear();
 }
 
 void Server::OpenStore()
@@ -394,7 +396,7 @@ int RunRecorder(const Options& options)
             std::cout << line << std::flush;
             if (!ready.GetOptions().readyFile.empty()) WriteWhole(ready.GetOptions().readyFile, line);
         });
-        if (!options.report.empty()) WriteWhole(options.report, server.Report().dump(2) + "\n");
+        if (!options.report.empty()) WriteWhole(options.report, ReportText(server.Report()));
         return 0;
     } catch (const std::exception& e) {
         std::fprintf(stderr, "watchwall-recorder: %s\n", e.what());

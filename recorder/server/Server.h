@@ -32,7 +32,7 @@ class Server
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
 
-    // Serves until Stop, a signal that Run was told to heed, or the end of the time in the options. ready is
+    // Serves until Stop, a signal that Run handles, or the end of the time in the options. ready is
     // called once, on this thread, when clients can come.
     enum class ESignals { Ignore, Heed };
     void Run(ESignals signals, const std::function<void(const Server&)>& ready);

@@ -15,7 +15,7 @@ struct SourceEntry {
     int height = 0;
 };
 
-// A file that can't be used, and why; never with what stands in it behind a '='.
+// A file that can't be used, and why; never with what follows a '=' in it.
 class SourcesFault : public std::runtime_error
 {
   public:

@@ -19,8 +19,8 @@ Endpoint FromAsio(const asio::ip::udp::endpoint& endpoint);
 // One UDP socket with what is done to datagrams on their way out. Everything happens on the thread that runs
 // the context.
 //
-// What a handler sends goes out together behind it, in order: datagrams of one size to one endpoint cost a
-// single walk through the network code then, which cuts them apart again where they leave or arrive.
+// What a handler sends goes out together when it has ended, in order: datagrams of one size to one endpoint
+// cost a single walk through the network code then, which cuts them apart again where they leave or arrive.
 class UdpTransport : public IDatagramOut
 {
   public:

@@ -63,7 +63,7 @@ std::string Ask(SOCKET connection, const Endpoints& endpoints, const std::string
     setsockopt(connection, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
     send(connection, question.data(), question.size(), SOCKET_SEND_FLAGS);
 
-    char reply[DIRECTORY_REPLY_BYTES + 1];  // a full reply is terminated behind its last byte
+    char reply[DIRECTORY_REPLY_BYTES + 1];  // a full reply is terminated after its last byte
     ssize_t count = 0;
     do {
         count = recv(connection, reply, DIRECTORY_REPLY_BYTES, 0);

@@ -47,7 +47,7 @@ CDatagramReader::CDatagramReader(SOCKET socket, std::size_t limit)
 
 bool CDatagramReader::Read(EWait wait)
 {
-    // The last call left there what it had found.
+    // The last call left its own results there.
     for (mmsghdr& message : m_Messages) {
         message.msg_hdr.msg_namelen = sizeof(Piece::from);
         message.msg_hdr.msg_controllen = sizeof(Piece::control);

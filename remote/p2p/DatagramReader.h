@@ -41,7 +41,7 @@ class CDatagramReader
     /// When the network code got what Next gave last, by its time of day; zero when it doesn't tell.
     const timespec& GetArrival() const { return m_Arrival; }
 
-    /// Whether the last Read may have left something behind.
+    /// Whether the last Read may have left datagrams unread.
     bool IsMoreLikely() const { return m_Read == PIECES; }
 
   private:
@@ -56,7 +56,7 @@ class CDatagramReader
 
     const SOCKET m_hSocket;
     const std::size_t m_Limit;
-    // One behind the other; the first alone is in use, and warm, while little comes.
+    // One after another; the first alone is in use, and warm, while little comes.
     const std::unique_ptr<std::uint8_t[]> m_pBytes;
     std::array<Piece, PIECES> m_Pieces{};
     std::array<mmsghdr, PIECES> m_Messages{};

@@ -12,7 +12,7 @@ struct CLinkCounters {
     COUNTER datagrams{0};                // pieces that arrived with data: datagrams, or frames of a stream
     COUNTER bytes{0};                    // their bytes
     COUNTER messages{0};                 // whole messages that the link took for its own
-    COUNTER foreign{0};                  // whole messages for somebody else, thrown away
+    COUNTER foreign{0};                  // whole messages for other receivers, discarded
     COUNTER dropped{0};                  // messages and datagrams dropped for their size or lack of room
     COUNTER skipped{0};                  // pictures left out because they had grown old
     COUNTER decoded{0};                  // pictures that the decoder gave

@@ -6,6 +6,18 @@
 
 #include "inc/Mutex.h"
 
+namespace
+{
+
+constexpr std::size_t MESSAGE_COST_BYTES = 128;
+
+std::size_t Cost(std::span<const std::uint8_t> message)
+{
+    return message.size() + MESSAGE_COST_BYTES;
+}
+
+}  // namespace
+
 CMessageRouter::Sender& CMessageRouter::SenderAt(const PEER_ADDRESS& address)
 {
     const auto known =
@@ -54,13 +66,13 @@ void CMessageRouter::Deliver(const char* name, std::span<const std::uint8_t> mes
             CLinkCounters::Count(m_Counters.foreign);
             return;
         }
-        if (inbox.bytes + message.size() > INBOX_LIMIT_BYTES) {
+        if (inbox.bytes + Cost(message) > INBOX_LIMIT_BYTES) {
             CLinkCounters::Count(m_Counters.dropped);
             return;
         }
         CLinkCounters::Count(m_Counters.messages);
-        inbox.bytes += message.size();
         inbox.messages.push_back(std::move(delivered));
+        inbox.bytes += Cost(message);
     }
     m_Changed[channel].notify_one();
 }
@@ -75,7 +87,7 @@ void CMessageRouter::OpenChannel(std::int32_t channel)
 void CMessageRouter::CloseChannel(std::int32_t channel)
 {
     if (!IsChannel(channel)) return;
-    std::deque<Message> emptied;  // freed behind the lock
+    std::deque<Message> emptied;  // freed outside the lock
     const CMutexLock lock(m_cs);
     Inbox& inbox = m_Inboxes[static_cast<std::size_t>(channel)];
     if (--inbox.open > 0) return;
@@ -101,7 +113,7 @@ std::optional<CMessageRouter::Message> CMessageRouter::Take(std::int32_t channel
     Inbox& inbox = m_Inboxes[static_cast<std::size_t>(channel)];
     Message message = std::move(inbox.messages.front());
     inbox.messages.pop_front();
-    inbox.bytes -= message.data.size();
+    inbox.bytes -= Cost(message.data);
     return message;
 }
 

@@ -30,7 +30,8 @@ class CMessageRouter
     };
     using DEADLINE = std::optional<std::chrono::steady_clock::time_point>;
 
-    /// An inbox takes no more when its messages hold so many bytes; what comes then is lost.
+    /// An inbox takes no more when its messages hold so many bytes, each message's own record counted as 128;
+    /// what comes then is lost.
     static constexpr std::size_t INBOX_LIMIT_BYTES = std::size_t{4} << 20;
 
     /// Senders whose messages are put together at once. A further one takes the place of the one that has

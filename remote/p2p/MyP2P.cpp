@@ -47,7 +47,7 @@ const Packet* CMyP2P::Front()
 
 void CMyP2P::Pop()
 {
-    std::unique_ptr<Packet> packet;  // freed behind the lock
+    std::unique_ptr<Packet> packet;  // freed outside the lock
     const CMutexLock lock(m_csQueue);
     if (m_Queue.empty()) return;
     packet = std::move(m_Queue.front());
@@ -76,7 +76,7 @@ bool CMyP2P::HasWaitingReader()
 void CMyP2P::WakeReaders()
 {
     {
-        // Whoever has looked at the flags but does not wait yet holds the lock.
+        // A thread that has looked at the flags but does not wait yet holds the lock.
         const CMutexLock lock(m_csQueue);
     }
     m_Arrived.notify_all();

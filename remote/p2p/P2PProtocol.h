@@ -27,7 +27,7 @@ class IP2POutput
 /// What a client of the peer protocol knows, and what it does with a datagram: a function over bytes, without
 /// socket, thread or clock. The handler runs on the receiving thread, everything else on whatever thread uses
 /// the client; the list lock guards the records of both, and the flags are relaxed atomics, since a waiting
-/// loop that sees one a look later only looks once more.
+/// loop that sees a change late only polls once more.
 class CP2PProtocol
 {
   public:

@@ -49,7 +49,7 @@ class CP2PSession : public CMyP2P
     bool IsConnected() const { return m_bConnected.load(std::memory_order_relaxed); }
     bool IsSharedReceive() const { return m_pRouter != nullptr; }
 
-    /// Sends a message in datagrams of 1024 bytes. It ends where nothing could be sent, or behind the datagram
+    /// Sends a message in datagrams of 1024 bytes. It ends where nothing could be sent, or after the datagram
     /// at which the session ends.
     void SendMessage(const std::string& peer, std::span<const std::uint8_t> message);
 

@@ -33,10 +33,10 @@ bool CPeerList::Add(const PEER_RECORD& record)
 
 void CPeerList::Grow()
 {
-    m_Capacity *= 2;
-    auto records = std::make_unique<PEER_RECORD[]>(m_Capacity);
+    auto records = std::make_unique<PEER_RECORD[]>(m_Capacity * 2);
     // oddity: growth-copies-bytes. As many bytes as there are records are kept: the 101st user costs the others
     // all but the first bytes of the list.
     std::memcpy(static_cast<void*>(records.get()), m_pRecords.get(), m_Count);
     m_pRecords = std::move(records);
+    m_Capacity *= 2;
 }

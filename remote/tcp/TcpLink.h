@@ -51,7 +51,7 @@ class CTcpLink final : public ILink
     void Cancel() override;
 
   private:
-    // A payload is decoded and recorded with so many bytes behind it, which are 0.
+    // A payload is decoded and recorded with so many zero bytes after it.
     static constexpr std::int32_t TRAILING_BYTES = 8;
     // The header of a frame of the stream: length and type.
     static constexpr std::int32_t HEADER_BYTES = 8;

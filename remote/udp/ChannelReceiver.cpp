@@ -67,14 +67,14 @@ class CInboxReceiver final : public CChannelReceiver
 
     StreamReply ReceiveReply(const std::function<void()>& ask) override
     {
-        // Request and reply are single datagrams that anything may swallow: the request is repeated.
+        // Request and reply are single datagrams that may be lost: the request is repeated.
         do {
             ask();
             const auto deadline =
                 std::chrono::steady_clock::now() + std::chrono::milliseconds(m_Session.GetRequestRepeatMs());
             while (const auto message =
                        m_Session.TakeMessage(m_iChannel, DIRECTION_CLIENT, &m_Cancel, deadline)) {
-                // A channel that is opened again while the machine still streams meets pictures before the
+                // A channel that is opened again while the machine still streams receives pictures before the
                 // reply. They begin with a start code, where the reply has its width.
                 const auto reply = ReadStreamReply(message->data);
                 if (message->data.size() <= REPLY_BYTES && reply.width != 0) return reply;

@@ -23,7 +23,7 @@ class CChannelReceiver
     /// Asks for the stream and waits for the reply. Width and height are 0 when the wait was ended instead.
     virtual StreamReply ReceiveReply(const std::function<void()>& ask) = 0;
 
-    /// Waits for the next message behind the reply, its header word included; valid until the next call. Empty
+    /// Waits for the next message after the reply, its header word included; valid until the next call. Empty
     /// when the wait was ended, or for a message that has nothing in it.
     virtual std::span<const std::uint8_t> ReceiveMessage() = 0;
 

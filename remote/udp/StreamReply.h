@@ -9,5 +9,5 @@ struct StreamReply {
     std::int32_t height = 0;
 };
 
-/// Reads width and height behind the header word; bytes that are missing count as zero.
+/// Reads width and height after the header word; bytes that are missing count as zero.
 StreamReply ReadStreamReply(std::span<const std::uint8_t> message);

@@ -22,7 +22,7 @@ CMutex g_csDisplays;
 XErrorHandler g_pFormerHandler GUARDED_BY(g_csDisplays) = nullptr;
 XIOErrorHandler g_pFormerIOHandler GUARDED_BY(g_csDisplays) = nullptr;
 
-// Never destroyed: others' displays meet errors until the process ends.
+// Never destroyed: errors of other displays arrive until the process ends.
 std::multiset<Display*>& Displays() REQUIRES(g_csDisplays)
 {
     // A new display may get the address of one that is just leaving.
@@ -65,7 +65,8 @@ void WatchDisplay(Display* display)
         display, [](Display*, void*) {}, nullptr);  // nor once the handler has returned
 }
 
-// Once the display is closed: closing it meets its last errors. The handlers of others come back with the last.
+// After the display was closed, since closing it brings its last errors. With the last display the handlers of
+// others come back.
 void LeaveDisplay(Display* display)
 {
     const CMutexLock lock(g_csDisplays);
@@ -288,7 +289,8 @@ void CEglConnection::DestroyContext(EGLContext context)
     eglDestroyContext(m_Display, context);
 }
 
-// Somebody else may have destroyed a window that its owner still lends: a foreign host its parent, for example.
+// A window that its owner still lends may be destroyed from outside: with its parent by a foreign host, for
+// example.
 bool CEglConnection::IsWindowThere(std::uintptr_t systemWindow) const
 {
     const xcb_get_geometry_cookie_t asked = xcb_get_geometry(m_pXcb, static_cast<xcb_drawable_t>(systemWindow));
@@ -299,7 +301,7 @@ bool CEglConnection::IsWindowThere(std::uintptr_t systemWindow) const
 
 EGLSurface CEglConnection::CreateWindowSurface(std::uintptr_t systemWindow)
 {
-    // The driver takes a window that the server doesn't know for a good one and draws into nothing.
+    // The driver accepts a window that the server doesn't know and draws into nothing.
     if (!IsUsable() || !IsWindowThere(systemWindow)) return EGL_NO_SURFACE;
     return eglCreateWindowSurface(m_Display, m_Config, static_cast<EGLNativeWindowType>(systemWindow), nullptr);
 }

@@ -5,7 +5,7 @@
 
 #include "render/device/EglTypes.h"
 
-/// An X display of our own with EGL on it. X errors of this display (a window that went away) are swallowed,
+/// An X display of our own with EGL on it. X errors of this display (a window that went away) are ignored,
 /// those of other connections go to the former handler. Every call but IsUsable is made under the
 /// renderer's critical section.
 class CEglConnection

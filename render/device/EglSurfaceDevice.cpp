@@ -255,7 +255,7 @@ EDeviceState CEglDevice::TestCooperativeLevel()
     if (!m_csContext.try_lock()) return m_State;
     const CMutexLock lock(m_csContext, std::adopt_lock);
     if (m_State != EDeviceState::Lost) return m_State;
-    // A context that can't even be made current has no more to tell.
+    // A context that can't even be made current can't be asked.
     bool lasting = false;
     if (m_bRobust && m_pConnection->MakeCurrent(EGL_NO_SURFACE, m_Context)) {
         lasting = m_pConnection->IsGraphicsReset();

@@ -20,7 +20,7 @@
 /// What a set-up operation answers.
 enum class EDeviceResult { Ok, NotAvailable, OutOfVideoMemory, DeviceLost, InvalidCall, Failed };
 
-/// What the device says of itself between two frames.
+/// The device's state between two frames.
 enum class EDeviceState {
     Working,
     Lost,      // nothing can be drawn or rebuilt yet
@@ -90,7 +90,7 @@ class IBackBuffer
     virtual ~IBackBuffer() = default;
 };
 
-/// The way of one stream to its windows.
+/// What presents one stream in its windows.
 class ISwapChain
 {
   public:

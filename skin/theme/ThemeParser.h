@@ -5,7 +5,7 @@
 
 #include "skin/theme/Theme.h"
 
-// The theme file: UTF-8 text, one statement a line, a comment behind ';'. The first statement is `theme 1
+// The theme file: UTF-8 text, one statement a line, a comment after ';'. The first statement is `theme 1
 // "Name"`. What a line names has to stand above it.
 //
 //   color NAME COLOR                      COLOR is #RRGGBB, #RRGGBBAA or the name of a colour

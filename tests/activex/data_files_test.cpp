@@ -1,4 +1,4 @@
-// The other data files that a user may harm: the control starts or says what is wrong, and no file is lost.
+// The other data files that may be damaged: the control starts or says what is wrong, and no file is lost.
 
 #include <gmock/gmock.h>
 
@@ -39,7 +39,7 @@ class DamagedDatabaseTest : public CDataTest, public testing::WithParamInterface
 {
 };
 
-TEST_P(DamagedDatabaseTest, IsToldAndLeftAsItIs)
+TEST_P(DamagedDatabaseTest, IsReportedAndLeftAsItIs)
 {
     Write("dvr.db", GetParam().m_strContent);
     testing::internal::CaptureStderr();
@@ -106,7 +106,7 @@ class SettingsFolderTest : public CDataTest
 {
 };
 
-TEST_F(SettingsFolderTest, SettingsThatCantBeWrittenAreToldAndEveryTextIsNotFound)
+TEST_F(SettingsFolderTest, SettingsThatCantBeWrittenAreReportedAndEveryTextIsNotFound)
 {
     QFile::remove(m_Home.File(SETTINGS));
     QDir(m_Home.File("config")).mkpath("system.ini/mine");
@@ -135,7 +135,7 @@ class MissingLanguageTest : public CDataTest
 {
 };
 
-TEST_F(MissingLanguageTest, IsToldWithItsFilesName)
+TEST_F(MissingLanguageTest, IsReportedWithItsFilesName)
 {
     for (const char* const name : {"config/eng.ini", "config/chs.ini", "config/cht.ini"})
         QFile::remove(m_Home.File(name));
@@ -155,7 +155,7 @@ class FaultyLayoutTest : public CDataTest, public testing::WithParamInterface<Fa
 {
 };
 
-TEST_P(FaultyLayoutTest, IsToldWithItsName)
+TEST_P(FaultyLayoutTest, IsReportedWithItsName)
 {
     const std::string whole = Read(GetParam().file);
     QFile::remove(m_Home.File(GetParam().file));

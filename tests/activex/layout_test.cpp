@@ -76,7 +76,7 @@ TEST_F(LayoutTest, AButtonWhoseSlotIsTakenIsNotCreatedTwice)
     EXPECT_EQ(PlaceOf(6018), QRect(10, 20, 100, 50));
 }
 
-TEST_F(LayoutTest, SlotsBeyondThe72AndUnknownSkinsArePassedOver)
+TEST_F(LayoutTest, SlotsBeyondThe72AndUnknownSkinsAreIgnored)
 {
     WriteMain(Wnd("ButtonConfig", 72, AT_10_20) + Wnd("ButtonConfig", -1, AT_10_20) +
               Wnd("ButtonConfig", 2147483647, AT_10_20) + Wnd("buttonconfig", 18, AT_10_20) +
@@ -140,7 +140,7 @@ TEST_F(LayoutTest, TheMenuIsReadAfreshOnEachOpening)
     }
 }
 
-TEST_F(LayoutTest, AFileThatIsHarmedMeanwhileCostsTheMenuAndTellsTheUser)
+TEST_F(LayoutTest, AFileDamagedWhileInUseCostsTheMenuAndIsReported)
 {
     CBoxCatcher boxes;
     ASSERT_EQ(Start(), S_OK);
@@ -161,7 +161,7 @@ class HarmedLayoutTest : public LayoutTest, public testing::WithParamInterface<H
 {
 };
 
-TEST_P(HarmedLayoutTest, IsToldByNameAndCostsTheControlNothingElse)
+TEST_P(HarmedLayoutTest, IsReportedByNameAndCostsTheControlNothingElse)
 {
     const Harm& row = GetParam();
     const std::string whole = Read(row.file);

@@ -23,7 +23,7 @@ TEST_F(MainDialogTest, CommandsBelowTheCountSelectThatArrangement)
     }
 }
 
-TEST_F(MainDialogTest, CommandsBehindTheArrangementsTurnThePages)
+TEST_F(MainDialogTest, CommandsAfterTheArrangementsTurnThePages)
 {
     CMainDialog& panel = Start();
     LoggedOn(4);

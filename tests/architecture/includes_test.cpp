@@ -250,7 +250,7 @@ TEST(ArchitectureTest, EveryRoomHasItsRowOnThePage)
         EXPECT_NE(names.find("`" + std::string(room.folder) + "/`"), std::string::npos) << room.folder;
 }
 
-// The place of each angled include that stands behind one of ours. A source's first include is its own header.
+// The place of each angled include that follows one of ours. A source's first include is its own header.
 std::vector<std::string> BehindOurs(const std::vector<Include>& includes)
 {
     std::vector<std::string> places;
@@ -269,7 +269,7 @@ std::vector<std::string> BehindOurs(const std::vector<Include>& includes)
     return places;
 }
 
-TEST(ArchitectureTest, OurIncludesStandBehindTheOthers)
+TEST(ArchitectureTest, OurIncludesFollowTheOthers)
 {
     EXPECT_EQ(BehindOurs(AllIncludes()), std::vector<std::string>());
     const std::vector<Include> wrong = {{"a/A.h", 3, "a/B.h", true}, {"a/A.h", 5, "vector", false}};

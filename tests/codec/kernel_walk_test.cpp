@@ -98,7 +98,7 @@ TEST(KernelWalkAlarm, FindsAWriteBesideTheTarget)
                 Contains(HasSubstr("writes outside of its 16 by 4")));
 }
 
-TEST(KernelWalkAlarmDeathTest, AReadBehindTheSourceMeetsAnUnreadablePage)
+TEST(KernelWalkAlarmDeathTest, AReadPastTheSourceHitsAnUnreadablePage)
 {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_DEATH(ProveKernel(HalveSlot(HalveReadsBehind), 1), "");

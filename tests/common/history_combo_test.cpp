@@ -319,7 +319,7 @@ TEST_F(HistoryComboTest, ListLoadedWithoutASelectionLeavesTheCurrentText)
     EXPECT_EQ(Entries(combo), QStringList({"a", "b", "c"}));
 }
 
-TEST_F(HistoryComboTest, TypingCompletesAndLeavesTheCaretBehindTheTyped)
+TEST_F(HistoryComboTest, TypingCompletesAndLeavesTheCaretAfterWhatWasTyped)
 {
     CHistoryCombo combo;
     combo.AddString("1001");

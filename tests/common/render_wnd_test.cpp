@@ -187,7 +187,7 @@ TEST_F(RenderWndTest, CellLendsTheWindowThatItHas)
     EXPECT_EQ(CWindowHold(window).GetWindow(), 0U);
 }
 
-TEST_F(RenderWndTest, DestructionEmptiesThePoolAndLetsGoOfTheRenderer)
+TEST_F(RenderWndTest, DestructionEmptiesThePoolAndReleasesTheRenderer)
 {
     Grid();
     const std::weak_ptr<CRender> render = CreateRender();

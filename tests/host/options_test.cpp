@@ -65,7 +65,7 @@ TEST(Options, OfTheScriptAreRead)
 struct Wrong {
     const char* name;
     QStringList arguments;
-    const char* message;  // part of what is told
+    const char* message;  // part of the text
 };
 
 class WrongOptions : public testing::TestWithParam<Wrong>

@@ -65,7 +65,7 @@ TEST_F(ProgramTest, ScalesOnAHighDensityDisplay)
     EXPECT_NE(picture.pixelColor(700, 300), ground);
 }
 
-TEST_F(ProgramTest, AMissingThemeIsToldWithWhatToDo)
+TEST_F(ProgramTest, AMissingThemeIsReportedWithWhatToDo)
 {
     QFile::remove(File("home/config/skin.smf"));
     EXPECT_EQ(Run(Home() + QStringList{"--seconds", "1"}), 3);
@@ -73,21 +73,21 @@ TEST_F(ProgramTest, AMissingThemeIsToldWithWhatToDo)
     EXPECT_TRUE(m_strErrors.contains("WATCHWALL_DEBUG")) << m_strErrors.toStdString();
 }
 
-TEST_F(ProgramTest, AFaultyLayoutIsToldAndNothingIsThrown)
+TEST_F(ProgramTest, AFaultyLayoutIsReportedAndNothingIsThrown)
 {
     QFile::remove(File("home/config/main_layout_800x600.xml"));
     EXPECT_EQ(Run(Home() + QStringList{"--seconds", "1"}), 3);
     EXPECT_FALSE(m_strErrors.isEmpty());
 }
 
-TEST_F(ProgramTest, AMissingModuleIsTold)
+TEST_F(ProgramTest, AMissingModuleIsReported)
 {
     EXPECT_EQ(Run(Home() + QStringList{"--seconds", "1", "--module", File("nothing.ocx")}), 3);
     EXPECT_TRUE(m_strErrors.contains("nothing.ocx")) << m_strErrors.toStdString();
     EXPECT_TRUE(m_strErrors.contains("--module")) << m_strErrors.toStdString();
 }
 
-TEST_F(ProgramTest, AModuleWithoutTheEntriesIsTold)
+TEST_F(ProgramTest, AModuleWithoutTheEntriesIsReported)
 {
     QFile other(File("other.ocx"));
     ASSERT_TRUE(other.open(QIODevice::WriteOnly));
@@ -157,14 +157,14 @@ TEST_F(ProgramTest, RegisterAndUnregisterSayWhatTheyDoAndNeedNoDisplay)
     EXPECT_EQ(Run({"--register", "--unregister"}), 2);
 }
 
-TEST_F(ProgramTest, ARegistryThatCannotBeWrittenIsTold)
+TEST_F(ProgramTest, ARegistryThatCannotBeWrittenIsReported)
 {
     m_Environment.insert("WATCHWALL_REGISTRY", "/dev/null/registry.ini");
     EXPECT_EQ(Run(Home() + QStringList{"--seconds", "1"}), 3);
     EXPECT_TRUE(m_strErrors.contains("/dev/null/registry.ini")) << m_strErrors.toStdString();
 }
 
-TEST_F(ProgramTest, FilesThatCannotBeWrittenAreToldBeforeTheRunBegins)
+TEST_F(ProgramTest, FilesThatCannotBeWrittenAreReportedBeforeTheRunBegins)
 {
     for (const char* option : {"--screenshot", "--report"}) {
         EXPECT_EQ(Run(Home() + QStringList{option, File("no/such/folder.out")}), 4);
@@ -173,7 +173,7 @@ TEST_F(ProgramTest, FilesThatCannotBeWrittenAreToldBeforeTheRunBegins)
     }
 }
 
-TEST_F(ProgramTest, AFullDiskIsToldWithItsReason)
+TEST_F(ProgramTest, AFullDiskIsReportedWithItsReason)
 {
     for (const char* option : {"--screenshot", "--report"}) {
         m_strErrors.clear();
@@ -256,7 +256,7 @@ TEST_F(ProgramTest, WithoutItsDisplayItEndsBeforeTheModuleIsTakenDown)
     EXPECT_FALSE(m_strErrors.contains("the module is taken down")) << m_strErrors.toStdString();
 }
 
-TEST_F(ProgramTest, ADisplayThatGoesWhileTheControlIsLoadedIsToldAndTheReportWritten)
+TEST_F(ProgramTest, ADisplayThatGoesWhileTheControlIsLoadedIsReportedAndTheReportWritten)
 {
     m_Environment.insert("ENDS_WHILE_LOADING", "1");
     EXPECT_EQ(Run(Home() + QStringList{"--module", WATCHWALL_ENDING_MODULE, "--report", File("report.json")}),

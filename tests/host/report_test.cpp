@@ -51,7 +51,7 @@ TEST(ReportTest, PicturesThatNobodySawStandApart)
     EXPECT_EQ(FindUnshown({channel}, {7, 8}), (QList<int>{7, 8}));
 }
 
-TEST(ReportTest, WhatAStationLostIsTold)
+TEST(ReportTest, WhatAStationLostIsReported)
 {
     const StationReport station{"10%1\n", 35};
     EXPECT_EQ(DescribeLosses(station).toStdString(),

@@ -129,7 +129,7 @@ TEST_F(ScriptTest, AChannelWithoutPicturesIsNamedAndCounts)
     EXPECT_TRUE(m_strErrors.contains("channel 3 has shown no picture")) << m_strErrors.toStdString();
 }
 
-TEST_F(ScriptTest, AChannelThatTheStationDoesNotHaveIsTold)
+TEST_F(ScriptTest, AChannelThatTheStationDoesNotHaveIsReported)
 {
     StartRecorder({"--channels", "2"});
     EXPECT_EQ(Run(LogOn() + QStringList{"--open", "3", "--seconds", "20"}), SCRIPT_FAILED);
@@ -144,20 +144,20 @@ TEST_F(ScriptTest, AStationWithoutChannelsHasNothingToShow)
     EXPECT_TRUE(m_strErrors.contains("no channel to show")) << m_strErrors.toStdString();
 }
 
-TEST_F(ScriptTest, AnArrangementThatThereIsNotIsTold)
+TEST_F(ScriptTest, AMissingArrangementIsReported)
 {
     EXPECT_EQ(Run(Home() + QStringList{"--layout", "7", "--seconds", "20"}), SCRIPT_FAILED);
     EXPECT_TRUE(m_strErrors.contains("there is no arrangement of 7 cells")) << m_strErrors.toStdString();
 }
 
-TEST_F(ScriptTest, ADirectoryThatIsDownIsToldWithThePanelsMessage)
+TEST_F(ScriptTest, ADirectoryThatIsDownIsReportedWithThePanelsMessage)
 {
     WriteSettings(1, 1);
     EXPECT_EQ(Run(LogOn() + QStringList{"--open", "all", "--seconds", "20"}), SCRIPT_FAILED);
     EXPECT_TRUE(m_strErrors.contains("The station cannot be reached.")) << m_strErrors.toStdString();
 }
 
-TEST_F(ScriptTest, AnEndBeforeTheScriptIsThroughIsTold)
+TEST_F(ScriptTest, AnEndBeforeTheScriptIsDoneIsReported)
 {
     StartRecorder({"--delay", "1000", "--faults-on", "rendezvous"});
     EXPECT_EQ(Run(LogOn() + QStringList{"--open", "1", "--seconds", "1"}), SCRIPT_FAILED);

@@ -44,7 +44,7 @@ std::set<int> Threads()
 sem_t g_Held;
 sem_t g_LetGo;
 
-// Holds the worker of a log that waits for lines, wherever it is, until it is let go.
+// Holds the worker of a log that waits for lines, wherever it is, until it is released.
 class CHeldWorker
 {
   public:
@@ -121,7 +121,7 @@ TEST_F(ProcessLogEnd, CallerInsideLogOutlivesTheEnd)
             static std::promise<void> inside;
             static std::promise<void> let_go;
             static std::thread caller;
-            std::atexit([] {  // registered before the log's own end, so it runs behind it
+            std::atexit([] {  // registered before the log's own end, so it runs after it
                 const bool ended = CxLog::Find() == nullptr;
                 let_go.set_value();
                 caller.join();
@@ -144,7 +144,7 @@ TEST_F(ProcessLogEnd, UseAfterProcessEndThrowsAndSaysSo)
 {
     EXPECT_EXIT(
         {
-            std::atexit([] {  // registered before the log's own end, so it runs behind it
+            std::atexit([] {  // registered before the log's own end, so it runs after it
                 try {
                     CxLog::Instance();
                 } catch (const std::runtime_error& error) {
@@ -198,7 +198,7 @@ CALL LoadModule(const char* name = "LogFromModule")
     return module == nullptr ? nullptr : reinterpret_cast<CALL>(::dlsym(module, name));
 }
 
-TEST(SharedLogTest, WhatProgramOrModuleHasToldIsNoNewsToTheOther)
+TEST(SharedLogTest, WhatProgramOrModuleHasReportedTheOtherDoesNotRepeat)
 {
     const auto module = LoadModule<IS_NEWS_IN_MODULE>("IsNewsInModule");
     ASSERT_NE(module, nullptr);

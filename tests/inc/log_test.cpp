@@ -48,7 +48,7 @@ TEST_F(CLogTest, LineHoldsTimeLevelFileFunctionLineAndMessage)
                              "RenderWnd\\.cpp\\(CRenderWnd::Init, 42\\): step 5 of nine"));
 }
 
-TEST_F(CLogTest, FileNameIsCutBehindTheLastSeparatorOfEitherKind)
+TEST_F(CLogTest, FileNameBeginsAfterTheLastSeparatorOfEitherKind)
 {
     log.Log("/src/common/RenderWnd.cpp", "f", 1, ELogLevel::Message, "m");
     EXPECT_THAT(OneLine(), HasSubstr(" RenderWnd.cpp(f, 1): m"));
@@ -177,7 +177,7 @@ int CountOpen(const std::string& path)
     return count;
 }
 
-// A second writer of the file has it for a burst; the log's worker waits with the file open and writes behind
+// A second writer of the file has it for a burst; the log's worker waits with the file open and writes after
 // it. The wait is bounded, so that a test that a loaded machine stops for so long looks again.
 TEST_F(CLogTest, WorkerWaitsForTheOtherWriterOfTheFile)
 {

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <string_view>
 
 #include "tests/links/recorder_support.h"
 #include "tests/support/process.h"
@@ -131,6 +132,28 @@ TEST_F(InstalledWallTest, NormalUserSeesATextThatAnUpgradeChanged)
     const QImage after = Screenshot("after.png");
     EXPECT_EQ(after.size(), before.size());
     EXPECT_NE(after, before) << "the caption";
+}
+
+TEST(DebianPackage, RunsNoScriptsAndHasNoFaultThatLintianFinds)
+{
+    const CTestFolder folder;
+    const Outcome packed = Execute(Quoted(WATCHWALL_CPACK) + " --config " +
+                                   Quoted(BuildPath("CPackConfig.cmake")) + " -B " + Quoted(folder.Path()));
+    ASSERT_EQ(packed.status, 0) << packed.output;
+    std::string package;
+    for (const auto& entry : fs::directory_iterator(folder.Path()))
+        if (entry.path().extension() == ".deb") package = entry.path();
+    ASSERT_NE(package, "") << packed.output;
+
+    const Outcome control = Execute("dpkg-deb --ctrl-tarfile " + Quoted(package) + " | tar -t | sort");
+    EXPECT_EQ(control.output, "./\n./control\n./md5sums\n");
+    if (!std::string_view(WATCHWALL_SANITIZER_FLAGS).empty()) return;  // no package is made of such a build
+    // Tests are built without the hardening that lintian asks for.
+    const Outcome checked = Execute(
+        "lintian --fail-on error,warning --suppress-tags hardening-no-bindnow,"
+        "hardening-no-pie,hardening-no-relro " +
+        Quoted(package));
+    EXPECT_EQ(checked.status, 0) << checked.output;
 }
 
 TEST_F(InstallTest, HostOfTheEmbeddingPageIsBuiltFromThePackageAndRuns)

@@ -19,7 +19,7 @@ struct ProbedFile {
 };
 ProbedFile ProbeFile(const std::string& path);
 
-/// The numbers of a recording's pictures, decoded by ffmpeg. `complaints` gets what it says meanwhile.
+/// The numbers of a recording's pictures, decoded by ffmpeg. `complaints` gets its messages.
 std::vector<std::optional<std::uint32_t>> DecodeNumbers(const std::string& path, std::int32_t width,
                                                         std::int32_t height, std::string& complaints);
 

@@ -120,7 +120,7 @@ TEST_F(NodeModel, IsNullWhenTheDatabaseIsAFolder)
     EXPECT_EQ(CNodeModel::GetInstance(), nullptr);
 }
 
-TEST_F(NodeModel, ADatabaseThatCannotBeOpenedIsToldOnce)
+TEST_F(NodeModel, ADatabaseThatCannotBeOpenedIsReportedOnce)
 {
     std::filesystem::create_directories(m_Folder.Path("dvr.db"));
     testing::internal::CaptureStderr();

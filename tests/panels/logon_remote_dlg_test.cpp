@@ -370,7 +370,7 @@ TEST_F(LogonDlgTest, OneFailureToConnectIsAnsweredWithAFreshStation)
     EXPECT_THAT(Stations(), ElementsAre("9"));
 }
 
-TEST_F(LogonDlgTest, TwoFailuresToConnectAreTold)
+TEST_F(LogonDlgTest, TwoFailuresToConnectAreReported)
 {
     m_Answers = {{false}, {false}};
     Show();
@@ -385,7 +385,7 @@ TEST_F(LogonDlgTest, TwoFailuresToConnectAreTold)
     EXPECT_EQ(Combo().count(), 0) << "no history of what failed";
 }
 
-TEST_F(LogonDlgTest, RefusedAccountIsToldAndTheStationLetGo)
+TEST_F(LogonDlgTest, RefusedAccountIsReportedAndTheStationReleased)
 {
     m_Answers = {{true, false}};
     Show();
@@ -398,7 +398,7 @@ TEST_F(LogonDlgTest, RefusedAccountIsToldAndTheStationLetGo)
     EXPECT_THAT(m_Messages, IsEmpty());
 }
 
-TEST_F(LogonDlgTest, StationWithoutAFolderIsToldAndLetGo)
+TEST_F(LogonDlgTest, StationWithoutAFolderIsReportedAndReleased)
 {
     m_Answers = {{true, true, -1}};
     Show();
@@ -411,7 +411,7 @@ TEST_F(LogonDlgTest, StationWithoutAFolderIsToldAndLetGo)
 }
 
 // Settled: what was built for a name that is there already is neither disconnected nor deleted.
-TEST_F(LogonDlgTest, StationOfAKnownNameIsToldAndLeftToItself)
+TEST_F(LogonDlgTest, StationOfAKnownNameIsReportedAndLeftAlone)
 {
     Show();
     Enter("9");

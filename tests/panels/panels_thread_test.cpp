@@ -9,9 +9,11 @@
 #include <thread>
 
 #include "activex/UI common/BoxTexts.h"
+#include "activex/UI common/LogonRemoteDlg.h"
 #include "activex/UI common/NodeTreeModel.h"
 #include "activex/UI common/Outlook2Ctrl.h"
 #include "activex/UI common/TreeCtrlEx.h"
+#include "activex/UI common/TreeDlg.h"
 #include "common/HistoryCombo.h"
 #include "common/RenderCell.h"
 #include "common/RenderWnd.h"
@@ -36,6 +38,9 @@ struct Objects {
     CTreeCtrlEx tree{nullptr};
     CNodeTreeModel rows;
     CRenderWnd grid;
+    CRenderCell cell{&widget, HWND::Null};
+    CTreeDlg treePanel;
+    CLogonRemoteDlg logonPanel{nullptr};
 };
 
 struct ThreadRow {
@@ -90,6 +95,12 @@ INSTANTIATE_TEST_SUITE_P(
         ThreadRow{"SaveHistory", [](Objects& objects) { objects.combo.SaveHistory(false); }},
         ThreadRow{"LastClicked", [](Objects&) { CRenderCell::GetLastClicked(); }},
         ThreadRow{"TreeNode", [](Objects& objects) { objects.rows.NodeOf({}); }},
+        ThreadRow{"TreeReload", [](Objects& objects) { objects.treePanel.ReloadTree(); }},
+        ThreadRow{"TreeRefill", [](Objects& objects) { objects.treePanel.RefillTree(); }},
+        ThreadRow{"TreePanelIcons", [](Objects& objects) { objects.treePanel.RefreshIcons({}); }},
+        ThreadRow{"TreeRootItem", [](Objects& objects) { objects.treePanel.GetRootItem(); }},
+        ThreadRow{"TreePanelNode", [](Objects& objects) { objects.treePanel.NodeOf({}); }},
+        ThreadRow{"LogonFocus", [](Objects& objects) { objects.logonPanel.TakeFocus(); }},
         ThreadRow{"BoxButton", [](Objects&) { GetBoxButtonText(0); }}),
     NameOf);
 
@@ -97,38 +108,41 @@ INSTANTIATE_TEST_SUITE_P(
 // These would: a release doesn't call them.
 INSTANTIATE_TEST_SUITE_P(
     CheckedCalls, PanelsThreadDeathTest,
-    testing::Values(ThreadRow{"MenuTrack", [](Objects& objects) { objects.menu.Track(HWND::Null, {}); }},
-                    ThreadRow{"ServingWait", [](Objects&) { const CServingWait wait; }},
-                    ThreadRow{"PreTranslate",
-                              [](Objects& objects) {
-                                  MSG message{};
-                                  message.target = &objects.widget;
-                                  WalkPreTranslateTree(message);
-                              }},
-                    ThreadRow{"TreeColors", [](Objects& objects) { objects.tree.SetTreeColors({}, {}); }},
-                    ThreadRow{"CopyHistory", [](Objects& objects) { objects.combo.CopyTo(objects.combo); }},
-                    ThreadRow{"LoadHistory",
-                              [](Objects& objects) { objects.combo.LoadHistory(QStringList(), false); }},
-                    ThreadRow{"BarLine", [](Objects& objects) { objects.bar.AddSubItem(-5, 0, nullptr, 0); }},
-                    ThreadRow{"BarSelect", [](Objects& objects) { objects.bar.SelectFolder(0); }},
-                    ThreadRow{"LabelRect", [](Objects& objects) { objects.tree.GetLabelRect({}); }},
-                    ThreadRow{"MenuItem", [](Objects& objects) { objects.menu.AppendItem(1, "a"); }},
-                    ThreadRow{"MenuSeparator", [](Objects& objects) { objects.menu.AppendSeparator(); }},
-                    ThreadRow{"WatchProcessEnd", [](Objects&) { WatchProcessEnd(); }},
-                    ThreadRow{"ClearHistory", [](Objects& objects) { objects.combo.ClearHistory(); }},
-                    ThreadRow{"MaxHistory", [](Objects& objects) { objects.combo.SetMaxHistory(3); }},
-                    ThreadRow{"StopCycle", [](Objects& objects) { objects.grid.StopCycle(); }},
-                    ThreadRow{"Layout", [](Objects& objects) { objects.grid.SetLayout(-2); }},
-                    ThreadRow{"TreeFill", [](Objects& objects) { objects.rows.Fill(nullptr); }},
-                    ThreadRow{"BarItem", [](Objects& objects) { objects.bar.AddItem(-5, "a"); }},
-                    ThreadRow{"BarUpdate", [](Objects& objects) { objects.bar.UpdateLines(); }},
-                    ThreadRow{"Cycle", [](Objects& objects) { objects.grid.StartCycle(); }},
-                    ThreadRow{"LayoutForCount", [](Objects& objects) { objects.grid.SetLayoutForCount(4); }},
-                    ThreadRow{"Page", [](Objects& objects) { objects.grid.NextPage(); }},
-                    ThreadRow{"BarFolder", [](Objects& objects) { objects.bar.AddFolder({}, {}, nullptr); }},
-                    ThreadRow{"BarWidth", [](Objects& objects) { objects.bar.SetWidthLimit(9); }},
-                    ThreadRow{"AddString", [](Objects& objects) { objects.combo.AddString({}); }},
-                    ThreadRow{"TreeIcons", [](Objects& objects) { objects.rows.RefreshIcons({}); }}),
+    testing::Values(
+        ThreadRow{"MenuTrack", [](Objects& objects) { objects.menu.Track(HWND::Null, {}); }},
+        ThreadRow{"ServingWait", [](Objects&) { const CServingWait wait; }},
+        ThreadRow{"PreTranslate",
+                  [](Objects& objects) {
+                      MSG message{};
+                      message.target = &objects.widget;
+                      WalkPreTranslateTree(message);
+                  }},
+        ThreadRow{"TreeColors", [](Objects& objects) { objects.tree.SetTreeColors({}, {}); }},
+        ThreadRow{"CopyHistory", [](Objects& objects) { objects.combo.CopyTo(objects.combo); }},
+        ThreadRow{"LoadHistory", [](Objects& objects) { objects.combo.LoadHistory(QStringList(), false); }},
+        ThreadRow{"BarLine", [](Objects& objects) { objects.bar.AddSubItem(-5, 0, nullptr, 0); }},
+        ThreadRow{"BarSelect",
+                  [](Objects& objects) { objects.bar.SelectFolder(0, COutlook2Ctrl::EAnimation::Off); }},
+        ThreadRow{"LabelRect", [](Objects& objects) { objects.tree.GetLabelRect({}); }},
+        ThreadRow{"MenuItem", [](Objects& objects) { objects.menu.AppendItem(1, "a"); }},
+        ThreadRow{"MenuSeparator", [](Objects& objects) { objects.menu.AppendSeparator(); }},
+        ThreadRow{"WatchProcessEnd", [](Objects&) { WatchProcessEnd(); }},
+        ThreadRow{"ClearHistory", [](Objects& objects) { objects.combo.ClearHistory(); }},
+        ThreadRow{"MaxHistory", [](Objects& objects) { objects.combo.SetMaxHistory(3); }},
+        ThreadRow{"StopCycle", [](Objects& objects) { objects.grid.StopCycle(); }},
+        ThreadRow{"Layout", [](Objects& objects) { objects.grid.SetLayout(-2); }},
+        ThreadRow{"TreeFill", [](Objects& objects) { objects.rows.Fill(nullptr); }},
+        ThreadRow{"BarItem", [](Objects& objects) { objects.bar.AddItem(-5, "a"); }},
+        ThreadRow{"BarUpdate", [](Objects& objects) { objects.bar.UpdateLines(); }},
+        ThreadRow{"CellPlace", [](Objects& objects) { objects.cell.Put({}); }},
+        ThreadRow{"CellVisible", [](Objects& objects) { objects.cell.setVisible(false); }},
+        ThreadRow{"Cycle", [](Objects& objects) { objects.grid.StartCycle(); }},
+        ThreadRow{"LayoutForCount", [](Objects& objects) { objects.grid.SetLayoutForCount(4); }},
+        ThreadRow{"Page", [](Objects& objects) { objects.grid.NextPage(); }},
+        ThreadRow{"BarFolder", [](Objects& objects) { objects.bar.AddFolder({}, {}, nullptr); }},
+        ThreadRow{"BarWidth", [](Objects& objects) { objects.bar.SetWidthLimit(9); }},
+        ThreadRow{"AddString", [](Objects& objects) { objects.combo.AddString({}); }},
+        ThreadRow{"TreeIcons", [](Objects& objects) { objects.rows.RefreshIcons({}); }}),
     NameOf);
 
 #endif

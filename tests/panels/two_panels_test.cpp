@@ -61,7 +61,7 @@ TEST_F(TwoPanelsTest, WhatIsLeftStaysShownSelectedAndOpened)
     EXPECT_EQ(TreeCalls().back(), "open b 0");
 }
 
-// The rows beside a deleted one that the toolkit selects in its place are nobody's choice.
+// The rows beside a deleted one that the toolkit selects in its place aren't the user's choice.
 TEST_F(TwoPanelsTest, PanelThatLosesItsSelectedRowChangesNothingInTheModel)
 {
     CNodeModel* const model = CNodeModel::GetInstance();

@@ -2,7 +2,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <QAbstractButton>
 #include <QApplication>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QSocketNotifier>
 #include <QTest>
@@ -147,6 +149,28 @@ TEST_F(ServingWait, TakesNoInput)
     });
     EXPECT_EQ(clicks, 0);
     QTest::mouseClick(&button, Qt::LeftButton);
+    EXPECT_EQ(clicks, 1);
+}
+
+TEST_F(ServingWait, MessageBoxThatAnotherThreadAsksForCanBeAnswered)
+{
+    int clicks = 0;
+    QTimer timer(&m_Panel);
+    QObject::connect(&timer, &QTimer::timeout, &m_Panel, [&] {
+        auto* const box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        if (box == nullptr || !box->isVisible()) return;
+        if (++clicks > 3) {
+            box->hide();  // the clicks are not served
+            return;
+        }
+        QAbstractButton* const button = box->button(QMessageBox::No);
+        // As the window system has it, by way of the window.
+        QTest::mouseClick(box->windowHandle(), Qt::LeftButton, {}, button->mapTo(box, button->rect().center()));
+    });
+    timer.start(20);
+    std::int32_t answer = 0;
+    RunServing([&] { answer = MessageBoxA(m_Handle.Get(), "text", "caption", MB_YESNO); });
+    EXPECT_EQ(answer, IDNO);
     EXPECT_EQ(clicks, 1);
 }
 

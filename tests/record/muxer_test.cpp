@@ -200,7 +200,7 @@ TEST_F(Muxer, EmptyPacketIsRefusedButItsKeyFlagOpensTheGate)
     EXPECT_GE(WritePicture(muxer, 1), 0);
 }
 
-TEST_F(Muxer, SoundIsWrittenBehindTheGate)
+TEST_F(Muxer, SoundIsWrittenOnceTheGateIsOpen)
 {
     {
         CMuxer muxer;
@@ -248,7 +248,7 @@ TEST_F(Muxer, FileThatIsLeftWithoutATrailerCanBeRead)
     EXPECT_EQ(ReadBack().packets.size(), 10U);
 }
 
-TEST_F(Muxer, NothingIsWrittenBehindTheTrailer)
+TEST_F(Muxer, NothingIsWrittenAfterTheTrailer)
 {
     {
         CMuxer muxer;
@@ -266,7 +266,7 @@ std::size_t LinesIn(const std::string& text)
     return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
 }
 
-TEST_F(Muxer, FileThatCannotBeMadeFailsEachPictureAndTellsOnceAndAtTheClose)
+TEST_F(Muxer, FileThatCannotBeMadeFailsEachPictureAndIsReportedOnceAndAtTheClose)
 {
     CMuxer muxer;
     EXPECT_EQ(Open(muxer, "not/there/a.avi"), -1);
@@ -336,7 +336,7 @@ class FullDisk : public Muxer
     const CFileLimit m_Limit{20000};
 };
 
-TEST_F(FullDisk, TellsOnceAndAtTheCloseAndLeavesAFileThatCanBeRead)
+TEST_F(FullDisk, IsReportedOnceAndAtTheCloseAndLeavesAFileThatCanBeRead)
 {
     {
         CMuxer muxer;

@@ -64,7 +64,7 @@ TEST_F(RecordFolder, IsEmptyWithoutAnAllowedDrive)
     EXPECT_THAT(Query("select id from record"), ElementsAre("1"));
 }
 
-TEST_F(RecordFolder, DriveThatTellsNoSpaceIsPassedOverButCountsAsAllowed)
+TEST_F(RecordFolder, DriveThatReportsNoSpaceIsSkippedButCountsAsAllowed)
 {
     m_Drives.Fail(DriveFolder('d'));
     EXPECT_TRUE(GetFolderName("cam1", ExampleTime()).starts_with("E:"));

@@ -182,7 +182,7 @@ TEST_F(DeviceLinkTest, SecondRequestStartsTheChannelAgainWithItsReplyFirst)
     EXPECT_EQ(m_Link.Clients().at(0).streams.at(0).pictures, 1U) << "and isn't told as sent";
 }
 
-TEST_F(DeviceLinkTest, PicturesThatAClientLeavesBehindAreNotToldAsSent)
+TEST_F(DeviceLinkTest, PicturesThatAClientLeavesUnsentAreNotReportedAsSent)
 {
     Watch(ALICE, 0);
     m_Link.OnMessage(0, 0, true, Message(0, 500));

@@ -125,7 +125,7 @@ class StreamsOutside : public testing::TestWithParam<Row>
 {
 };
 
-TEST_P(StreamsOutside, AreToldWithTheReason)
+TEST_P(StreamsOutside, AreReportedWithTheReason)
 {
     const Checked checked = CheckAll(EncodeH264(GetParam().options, 30, GetParam().format, GetParam().shows));
     EXPECT_EQ(Result(checked), Checked::EResult::Outside);
@@ -226,7 +226,7 @@ std::string Se(int64_t value)
     return Ue(value > 0 ? static_cast<uint64_t>(2 * value - 1) : static_cast<uint64_t>(-2 * value));
 }
 
-// With a stop bit behind the last.
+// With a stop bit after the last.
 std::vector<uint8_t> Packed(std::string bits)
 {
     bits += '1';

@@ -34,16 +34,16 @@ TEST(KeyGateTest, OneASecondAtTheChannelsOwnPlace)
     EXPECT_THAT(KeysOf(gate, 1, 100), testing::ElementsAre(35, 60, 85)) << "not at 10, so soon after the first";
 }
 
-TEST(KeyGateTest, NobodyAskedNothingIsDue)
+TEST(KeyGateTest, NothingIsDueUntilSomebodyAsks)
 {
     KeyGate gate(RATE, 0, 1);
     gate.Coded(0, true);
-    gate.Coded(25, true);  // the place was taken once, behind the start
+    gate.Coded(25, true);  // the place was taken once, after the start
     for (int64_t picture = 26; picture < 200; ++picture)
         EXPECT_FALSE(gate.Due(picture));
 }
 
-TEST(KeyGateTest, WhoWaitedHasGotAnyKeyPicture)
+TEST(KeyGateTest, AnyKeyPictureServesWhoWaited)
 {
     KeyGate gate(RATE, 0, 1);
     gate.Coded(0, true);

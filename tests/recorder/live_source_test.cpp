@@ -4,9 +4,12 @@
 
 #include <gmock/gmock.h>
 #include <poll.h>
+#include <unistd.h>
 
 #include <asio.hpp>
 #include <chrono>
+#include <cstdlib>
+#include <filesystem>
 #include <set>
 
 #include "recorder/media/Mpeg4Encoder.h"
@@ -193,7 +196,7 @@ TEST(LiveSourceTest, AWrongSourceSaysSoAtOnceAndOnce)
     EXPECT_THAT(said, testing::Not(testing::HasSubstr("secret")));
 }
 
-TEST(LiveSourceTest, TheAgeOfAPictureIsToldFromTwoSecondsOn)
+TEST(LiveSourceTest, TheAgeOfAPictureIsReportedFromTwoSecondsOn)
 {
     EXPECT_EQ(AgeText(milliseconds(1999), seconds(2)), "");
     EXPECT_EQ(AgeText(milliseconds(2000), seconds(2)), "2 s old");
@@ -313,6 +316,38 @@ TEST(LiveSourceTest, WatchedAgainItGoesOnWithAllPicturesFromTheNextKeyPicture)
         }
     }
     EXPECT_TRUE(seen) << "what builds on the key picture is left out";
+}
+
+class CPacketCount : public IPackets
+{
+  public:
+    void Opened(const AVCodecParameters& /*codec*/) override {}
+    void OnPacket(const AVPacket& /*packet*/) override { ++m_iCount; }
+    int Count() const { return m_iCount; }
+
+  private:
+    std::atomic<int> m_iCount = 0;
+};
+
+// The last picture has its time too: a file of a single one would be read without a pause.
+TEST(LiveSourceTest, AFileOfOnePictureIsPlayedAtTheRateOfTheChannel)
+{
+    const auto folder = std::filesystem::temp_directory_path() / ("recorder-one-" + std::to_string(getpid()));
+    std::filesystem::create_directories(folder);
+    const std::string file = folder / "one.avi";
+    const std::string command =
+        "ffmpeg -v error -y -f lavfi -i color=c=blue:s=64x48:r=25 -frames:v 1 -c:v mpeg4 " + file;
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    CPacketCount packets;
+    const auto begun = Clock::now();
+    {
+        LiveSource source(file, SmallSetup(), 0, NEVER_STOP, Times(seconds(20)), &packets);
+        while (packets.Count() < 11 && Clock::now() - begun < seconds(10))
+            std::this_thread::sleep_for(milliseconds(2));
+    }
+    EXPECT_GE(packets.Count(), 11);
+    EXPECT_GE(Clock::now() - begun, 9 * milliseconds(1000 / RATE)) << "nine pictures went before the tenth";
+    std::filesystem::remove_all(folder);
 }
 
 TEST(LiveSourceTest, ItEndsWhileItsSourceIsSilent)

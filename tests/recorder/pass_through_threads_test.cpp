@@ -102,7 +102,7 @@ class H264Camera
     asio::io_context m_Context;
     asio::ip::tcp::acceptor m_Acceptor;
     asio::ip::tcp::socket m_Socket;
-    AVFormatContext* m_Output = nullptr;  // null until somebody reads
+    AVFormatContext* m_Output = nullptr;  // null until the output is read
     size_t m_Next = 0;
 };
 

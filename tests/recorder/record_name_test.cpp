@@ -42,7 +42,7 @@ TEST(RecordName, NothingElseIsARecord)
         EXPECT_EQ(ParseFileName(row), std::nullopt) << row;
 }
 
-TEST(RecordName, TimeIsToldAsTheClockOnTheWallShowsIt)
+TEST(RecordName, TimeIsGivenAsTheClockOnTheWallShowsIt)
 {
     EXPECT_EQ(TimeText(START), "2026-11-22 06:55:03");
 }

@@ -106,7 +106,7 @@ TEST(SendQueueTest, BytesAreBounded)
     EXPECT_EQ(pushed, static_cast<int>(SendQueue::MAX_BYTES / 100'000));
 }
 
-TEST(SendQueueTest, WhatWaitsForASecondIsDroppedWithAllBehindItInItsChannel)
+TEST(SendQueueTest, WhatWaitsForASecondIsDroppedWithAllAfterItInItsChannel)
 {
     SendQueue queue;
     queue.Push(0, Message(0, 2000), 0);

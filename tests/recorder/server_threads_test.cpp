@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include "recorder/scene/Mark.h"
+#include "recorder/server/Report.h"
 #include "tests/recorder/client_support.h"
 #include "tests/recorder/datagram_support.h"
 #include "tests/recorder/media_support.h"
@@ -152,6 +153,23 @@ TEST(ServerTest, LoopIsSentAgainAndAgain)
     EXPECT_GT(twice, 10);
 }
 
+// What is still being made needs its channel until it is made; the sanitizers see one that has gone.
+TEST(ServerTest, EndsWhileItsLoopsAreBeingMade)
+{
+    const std::vector<const char*> args = {"watchwall-recorder", "--size", "176x144", "--loop", "600"};
+    ParsedOptions parsed = ParseOptions(static_cast<int>(args.size()), args.data());
+    ASSERT_TRUE(parsed.run) << parsed.say;
+    Options& options = parsed.options;
+    options.directoryPort = options.rendezvousPort = options.controlPort = options.dataPort = 0;
+    bool ready = false;
+    {
+        Server server(options);
+        server.Stop();
+        server.Run(Server::ESignals::Ignore, [&ready](const Server&) { ready = true; });
+    }
+    EXPECT_FALSE(ready);
+}
+
 TEST(ServerTest, SilentClientIsDroppedAndMayComeBack)
 {
     CRunning running({"--id", "77", "--channels", "1", "--drop-after", "0.3"});
@@ -280,12 +298,22 @@ TEST(ServerTest, APasswordOfASourceStandsInNoReport)
     EXPECT_THAT(report.dump() + testing::internal::GetCapturedStderr(), Not(HasSubstr("secret")));
 }
 
+TEST(ServerTest, ANameThatIsNoTextCostsNoReport)
+{
+    CRunning running({"--id", "77"});
+    CScriptedClient client(running.GetServer(), "\xFF\xFE");
+    ASSERT_TRUE(client.Login());
+    ASSERT_TRUE(client.Connect("77"));
+    const auto report = nlohmann::json::parse(ReportText(running.End()));
+    EXPECT_EQ(report["clients"][0]["name"], "\uFFFD\uFFFD");
+}
+
 TEST(ServerTest, ATakenPortIsNamed)
 {
     CRunning running({"--id", "77"});
     Options options = running.GetServer().GetOptions();
     options.rendezvousPort = running.GetServer().RendezvousAt().port;
-    // The ports are told, since the text of the system's error alone helps nobody.
+    // The ports are named, since the text of the system's error alone helps nobody.
     const auto refusal = [](const Options& taken) -> std::string {
         try {
             Server server(taken);

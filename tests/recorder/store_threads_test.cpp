@@ -232,7 +232,7 @@ TEST_F(StoreTest, TwoRecordersDoNotShareAFolder)
     EXPECT_THROW(Store second(Setup()), std::runtime_error);
 }
 
-TEST_F(StoreTest, AFolderThatCanNotBeMadeIsTold)
+TEST_F(StoreTest, AFolderThatCanNotBeMadeIsReported)
 {
     m_Folder.Write("store", "a file stands there");
     EXPECT_THROW(Store store(Setup()), std::runtime_error);

@@ -79,7 +79,7 @@ class UdpTransportTest : public testing::Test
     CPlain m_Other;
 };
 
-TEST_F(UdpTransportTest, WhatAHandlerSendsGoesOutBehindIt)
+TEST_F(UdpTransportTest, WhatAHandlerSendsGoesOutWhenItHasEnded)
 {
     const auto transport = MakeTransport();
     asio::post(m_Context, [&] {
@@ -186,7 +186,7 @@ TEST_F(UdpTransportTest, DelayedDatagramsGoOutTogetherWhenTheyAreDue)
         EXPECT_EQ(m_Plain.Receive(), text);
 }
 
-TEST_F(UdpTransportTest, FlushThatComesAfterTheRoadsEndDoesNothing)
+TEST_F(UdpTransportTest, FlushAfterTheTransportsEndDoesNothing)
 {
     auto transport = MakeTransport();
     Send(*transport, m_Plain, "a");

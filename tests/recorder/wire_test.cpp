@@ -105,7 +105,7 @@ TEST(WireTest, WantedNameMustEnd)
 {
     Bytes body(NAME_BYTES, 'z');
     EXPECT_FALSE(WantedName(body));
-    body[4] = 0;  // what stands behind the terminator has no meaning
+    body[4] = 0;  // what follows the terminator has no meaning
     EXPECT_EQ(WantedName(body), "zzzz");
     EXPECT_FALSE(WantedName(std::span(body).first(NAME_BYTES - 1)));
 }

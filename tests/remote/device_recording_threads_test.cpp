@@ -79,7 +79,7 @@ class CStatusObserver final : public CObserver
     CDevice& m_Device;
 };
 
-TEST_F(DeviceRecording, StatusStandsBeforeItIsTold)
+TEST_F(DeviceRecording, StatusIsSetBeforeItIsAnnounced)
 {
     m_Device.SetStatus(STATUS_OPEN);
     const CStatusObserver noting(m_Device);
@@ -108,7 +108,7 @@ TEST_F(DeviceRecording, ObserverThatFailsAtAStopBarsNoLaterOne)
     EXPECT_TRUE(m_Device.StopRecording());
 }
 
-TEST_F(DeviceRecording, FolderThatIsReadOnlyCountsAsRecordingAndIsToldOnceAndAtTheClose)
+TEST_F(DeviceRecording, FolderThatIsReadOnlyCountsAsRecordingAndIsReportedOnceAndAtTheClose)
 {
     const auto link = MakeDevice();
     link->SetName("cam1");
@@ -148,7 +148,7 @@ TEST(DeviceAtProcessEnd, OutlivesTheLogQuietlyThoughItsFileFailed)
         testing::ExitedWithCode(7), "");
 }
 
-TEST_F(DeviceRecording, WritesSoundBehindTheFirstKeyPicture)
+TEST_F(DeviceRecording, WritesSoundAfterTheFirstKeyPicture)
 {
     m_Device.SetStatus(STATUS_OPEN);
     const std::vector<std::uint8_t> sound(160, 0x80);
@@ -238,7 +238,7 @@ TEST_F(RecordRows, LengthIsInWholeSecondsFromTheStartToTheStop)
     EXPECT_THAT(Rows("length between 100 and 199"), ElementsAre("1"));
 }
 
-TEST_F(RecordRows, NamedRecordingBehindAnAutomaticOneWritesNoRowAndKeepsWhatWasSaved)
+TEST_F(RecordRows, NamedRecordingAfterAnAutomaticOneWritesNoRowAndKeepsWhatWasSaved)
 {
     Record(5);
     ASSERT_EQ(Rows().size(), 1U);

@@ -261,7 +261,7 @@ TEST_F(D3DSurfaceCallsTest, RefusedWidthIsNotWrittenAndYetPresented)
                 ElementsAre("lock to write", "unlock unwritten", "stretch 0 0 360 288 linear", "present 5"));
 }
 
-TEST_F(D3DSurfaceCallsTest, NoStepOfAFrameIsKeptFromTheNextByItsFailure)
+TEST_F(D3DSurfaceCallsTest, FailedStepOfAFrameKeepsNoOtherStepFromRunning)
 {
     CSurface* const surface = Surface(352, 288);
     const CTestFrame frame(352, 288, 90);

@@ -34,7 +34,7 @@ class D3DSurfaceRemakeTest : public D3DStreamFixture
     }
 };
 
-TEST_F(D3DSurfaceRemakeTest, IsTriedAgainWithFewFramesAndToldOnce)
+TEST_F(D3DSurfaceRemakeTest, IsTriedAgainWithFewFramesAndReportedOnce)
 {
     constexpr int ROUNDS = 4;
     const std::uint32_t before = m_pAdapter->GetCallCount(EDeviceStep::CreateDevice);

@@ -1,4 +1,4 @@
-// What the renderer notes of each picture: whether somebody can have seen it.
+// What the renderer notes of each picture: whether it can have been seen.
 
 #include "render/D3DSurfaceRender.h"
 
@@ -33,7 +33,7 @@ TEST_F(D3DSurfaceShowingTest, WithoutAWindowThereIsNoCell)
     EXPECT_EQ(Show(&m_Frame.m_Frame), EShowing::Shown);
 }
 
-TEST_F(D3DSurfaceShowingTest, WhatTheDeviceIsFreeForTooLateIsNotPresented)
+TEST_F(D3DSurfaceShowingTest, PictureThatGetsTheDeviceTooLateIsNotPresented)
 {
     m_pSurface->m_ShowBefore = std::chrono::steady_clock::now();
     EXPECT_EQ(m_Render.DisplayClient(&m_Frame.m_Frame, m_pSurface, CELL), 0);
@@ -65,7 +65,7 @@ TEST_F(D3DSurfaceShowingTest, EachStepThatFailsDropsThePicture)
     }
 }
 
-TEST_F(D3DSurfaceShowingTest, CellCountsAsDrawnIntoOnceSomethingCameToItsWindow)
+TEST_F(D3DSurfaceShowingTest, CellCountsAsDrawnIntoOnceSomethingWasPresentedInItsWindow)
 {
     AddCell(CELL);
     EXPECT_EQ(TakeFreeCell(), CELL);

@@ -302,7 +302,7 @@ class RebuildFailureTest : public D3DSurfaceTest, public testing::WithParamInter
 {
 };
 
-// What fails while the device is rebuilt is told on the link thread that hit it, once; frames stay silent.
+// What fails while the device is rebuilt is reported once, on the link thread that hit it; frames stay silent.
 TEST_P(RebuildFailureTest, ShowsItsTextsOnceAndRefusesFrames)
 {
     m_Render.Init(CELL);

@@ -145,7 +145,7 @@ class CSection
 };
 
 // A stretch and its presentation, and the building of a surface, are each one piece, at the start of a stream
-// and at a rebuilding alike.
+// and at a rebuilding.
 TEST(D3DSurfaceThreadsTest, BuildingAndShowingExcludeEachOther)
 {
     constexpr int STREAMS = 6;

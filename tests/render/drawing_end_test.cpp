@@ -49,7 +49,7 @@ void EndWhileALinkDraws(EDriverSetUp setUp)
         for (;;)
             render->DisplayClient(&frame.m_Frame, surface, WINDOW);
     });
-    constexpr std::uint32_t FRAMES = 3;  // what a frame does behind its presentation is through then
+    constexpr std::uint32_t FRAMES = 3;  // what a frame does after its presentation is done then
     while (adapter->GetCallCount(EDeviceStep::Present) < FRAMES)
         sched_yield();
     std::exit(0);

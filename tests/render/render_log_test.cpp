@@ -78,7 +78,7 @@ TEST_F(RenderLogTest, DisplayThatDoesNotAnswer)
 }
 
 // A wall whose adapter is gone tries again and again.
-TEST_F(RenderLogTest, StepThatFailsIsToldOnceUntilTheAdapterOpensAgain)
+TEST_F(RenderLogTest, StepThatFailsIsReportedOnceUntilTheAdapterOpensAgain)
 {
     for (int loss = 0; loss < 2; ++loss) {
         ASSERT_NE(OpenEglSurfaceAdapter(), nullptr) << "these tests need a display: run them by ./test";
@@ -90,7 +90,7 @@ TEST_F(RenderLogTest, StepThatFailsIsToldOnceUntilTheAdapterOpensAgain)
     }
 }
 
-TEST_F(RenderLogTest, RendererThatThereIsNotIsToldOnce)
+TEST_F(RenderLogTest, MissingRendererIsReportedOnce)
 {
     for (int i = 0; i < 2; ++i) {
         m_Home.Write("config/system.ini", "[System]\nRender=-7\n");

@@ -64,7 +64,7 @@ class CXWindows : public CRecordingBackend
         XSync(m_pDisplay, 0);
     }
 
-    // As somebody else does it who knows of no lease.
+    // As another program does that knows of no lease.
     void Destroy(HWND handle)
     {
         XDestroyWindow(m_pDisplay, m_Windows[handle]);

@@ -87,7 +87,7 @@ TEST(SkinStart, NothingIsLoadedBeforeTheStart)
     EXPECT_FALSE(SkinDialog(&window, "DialogMain"));
 }
 
-TEST(SkinStart, AMissingFileFailsTheLoadAndIsTold)
+TEST(SkinStart, AMissingFileFailsTheLoadAndIsReported)
 {
     std::string debug;
     const auto former = SetDebugListener([&debug](std::string_view text) { debug += text; });
@@ -100,7 +100,7 @@ TEST(SkinStart, AMissingFileFailsTheLoadAndIsTold)
     SetDebugListener(former);
 }
 
-TEST_F(SkinTest, AFaultyFileLeavesTheFormerThemeAndTellsTheLine)
+TEST_F(SkinTest, AFaultyFileLeavesTheFormerThemeAndItsLineIsReported)
 {
     const std::string path =
         testing::TempDir() + "faulty_skin_" + std::to_string(QCoreApplication::applicationPid());

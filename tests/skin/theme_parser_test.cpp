@@ -127,7 +127,7 @@ class ThemeFaults : public testing::TestWithParam<FaultCase>
 {
 };
 
-TEST_P(ThemeFaults, AreToldWithTheirLine)
+TEST_P(ThemeFaults, AreReportedWithTheirLine)
 {
     CTheme theme;
     theme.m_strName = "before";

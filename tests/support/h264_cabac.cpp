@@ -110,7 +110,7 @@ class CCabacWriter
         WriteIntraMbType(MB_TYPE_I + counts(m_pLeft) + counts(m_pTop), MB_TYPE_I + 3, 1);
     }
 
-    /// Table 9-36. The later bins are at `rest` and behind it; in P slices bins share a context, `step` is 0.
+    /// Table 9-36. The later bins are at `rest` and after it; in P slices bins share a context, `step` is 0.
     void WriteIntraMbType(int first, int rest, int step)
     {
         const H264Macroblock& mb = *m_pMb;

@@ -22,14 +22,14 @@ std::vector<H264Packet> ReadH264Stream(const std::string& path);
 struct H264UnitPlace {
     size_t begin = 0;   ///< of the start code, its leading zero included
     size_t header = 0;  ///< of the unit's header
-    size_t end = 0;     ///< behind the last byte
+    size_t end = 0;     ///< past the last byte
 };
 std::vector<H264UnitPlace> FindH264Units(const H264Packet& packet);
 
-/// The payload behind the unit's header without its emulation prevention bytes.
+/// The payload after the unit's header without its emulation prevention bytes.
 std::vector<uint8_t> H264Payload(const H264Packet& packet, const H264UnitPlace& unit);
 
-/// Width of the checksums that a device may put behind its units.
+/// Width of the checksums that a device may put after its units.
 enum class EH264Checksum { Bits16 = 1, Bits32 = 2 };
 
 /// The same packet with a checksum in every unit that others refer to, and, when `announce` is set, with the

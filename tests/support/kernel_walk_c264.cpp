@@ -26,7 +26,7 @@ bool Has(const std::string& name, std::string_view part)
     return name.find(part) != std::string::npos;
 }
 
-// The number behind `part` in a slot's name.
+// The number after `part` in a slot's name.
 int NumberBehind(const std::string& name, std::string_view part)
 {
     return std::stoi(name.substr(name.find(part) + part.size()));
@@ -362,7 +362,7 @@ std::function<void(int)> TimeChroma(std::uint32_t caps, const c264_slot& slot, i
 
 void RunStateClear(CKernelRun& run, const c264_slot& slot, int /*size*/)
 {
-    // What it does is seen in the floating point unit, which must work behind it.
+    // What it does is seen in the floating point unit, which must work after it.
     KernelOf<void (*)()>(run.Caps(), slot)();
     const long double quotient = static_cast<long double>(run.Pick(1, 1000)) / 7;
     const double rounded = static_cast<double>(quotient);
@@ -379,7 +379,7 @@ struct Runner {
     std::string_view prefix;
     void (*run)(CKernelRun& run, const c264_slot& slot, int size);
     std::function<void(int)> (*time)(std::uint32_t caps, const c264_slot& slot, int size);
-    int size;  // pixels or values on a side; 0: the number behind the prefix
+    int size;  // pixels or values on a side; 0: the number after the prefix
     int rounds = 200;
 };
 

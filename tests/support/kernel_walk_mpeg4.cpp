@@ -104,7 +104,7 @@ void RunPredict(CKernelRun& run, const PredictSlot& slot)
 
 void RunStateClear(CKernelRun& run)
 {
-    // what it does is seen in the floating point unit, which must work behind it
+    // what it does is seen in the floating point unit, which must work after it
     Table(run.Caps()).state_clear();
     const long double quotient = static_cast<long double>(run.Pick(1, 1000)) / 7;
     const double rounded = static_cast<double>(quotient);
@@ -112,7 +112,7 @@ void RunStateClear(CKernelRun& run)
 }
 
 /// Blocks of typical coefficients and pixels to put them into. Each round works on blocks that were written
-/// some time ago, as in the decoder: a vector load right behind the narrower stores of the same bytes would
+/// some time ago, as in the decoder: a vector load right after the narrower stores of the same bytes would
 /// stall.
 class CTimedBlocks
 {

@@ -7,7 +7,7 @@
 #include "platform/os/paths.h"
 
 /// What the rooms up to model/ keep for the whole process (tree and database, language, module's directory),
-/// new at the beginning and put back at the end: a fixture's member behind the folder that it names.
+/// new at the beginning and put back at the end: a fixture's member after the folder that it names.
 /// `moduleDirectory` in either form of a path; "" leaves the rule of GetModuleDirectory.
 class CModelState
 {

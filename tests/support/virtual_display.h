@@ -32,7 +32,7 @@ class CScreen
     void MoveTo(const QPoint& place);
     void Click(const QPoint& place, EButton button = EButton::Left);
     void DoubleClick(const QPoint& place);
-    /// The left button goes down at `from`; Release lets it go at `to`.
+    /// The left button goes down at `from`; Release lets it up at `to`.
     void Press(const QPoint& from);
     void Release(const QPoint& to);
     /// Presses and releases the key of that X keysym (XK_Return is 0xFF0D; a letter or digit is its code).

@@ -20,7 +20,7 @@ TEST(WallPanels, WhatIsTypedFirstGoesIntoTheNetId)
         [&] { return wall.Control<QComboBox>(CLogonRemoteDlg::ADDRESS)->currentText() == "1001"; }));
 }
 
-// The wall is a window of its own: the mouse is over it when the edge is let go.
+// The wall is a window of its own: the mouse is over it when the edge is released.
 TEST(WallPanels, EdgeThatIsDraggedOverTheWallStoresTheWidthThatIsShown)
 {
     CWall wall;

@@ -24,14 +24,14 @@ namespace
 
 constexpr int TIME_LIMIT_MS = 60000;
 constexpr int BOX_LOOK_MS = 20;
-constexpr int NEAR = 48;  // of a colour after a lossy road over studio levels
+constexpr int NEAR = 48;  // of a colour after lossy coding in studio levels
 
 int Distance(QRgb a, QRgb b)
 {
     return std::abs(qRed(a) - qRed(b)) + std::abs(qGreen(a) - qGreen(b)) + std::abs(qBlue(a) - qBlue(b));
 }
 
-// Counts the keys that were let go anywhere in the program.
+// Counts the keys released anywhere in the program.
 class CKeyEcho : public QObject
 {
   public:

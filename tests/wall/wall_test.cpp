@@ -359,7 +359,7 @@ TEST(Wall, WithoutSharedReceiveOneChannelOfAStationPlaysAtATime)
     ASSERT_TRUE(wall.Open(1));
     EXPECT_TRUE(wall.CellPlays(0, 0));
     EXPECT_EQ(wall.GrabCell(1), idle);
-    // The other one's reply was thrown away meanwhile; a channel that has the station to itself plays.
+    // The other channel's reply has been discarded; a channel that has the station to itself plays.
     for (const int channel : {0, 1}) {
         ASSERT_TRUE(wall.Choose(wall.ChannelItem(channel), TREE_COMMAND_CLOSE));
         ASSERT_TRUE(CWall::Until([&] { return wall.Channel(channel)->GetStatus() == STATUS_CLOSED; }));

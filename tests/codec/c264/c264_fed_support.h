@@ -18,7 +18,7 @@ struct H264Size {
     int height = 0;
 };
 
-/// Feeds a packet as a link does: with eight zero bytes behind, which the length counts. The block ends there,
+/// Feeds a packet as a link does: followed by eight zero bytes, which the length counts. The block ends there,
 /// and doesn't begin at a round address.
 inline const CodecFrame* FeedAsLink(CC264Decoder* decoder, const H264Packet& packet)
 {

@@ -36,7 +36,7 @@ TEST(C264Frame, FiveBytesAndFewerDecodeNothing)
     EXPECT_EQ(fed.Feed(C264Joined({sps, {0, 0, 0, 1, 0x68}}), 0), static_cast<int32_t>(sps.size()));
 }
 
-TEST(C264Frame, OnePictureForASliceBehindItsParameterSets)
+TEST(C264Frame, OnePictureForASliceAfterItsParameterSets)
 {
     C264Fed fed(SIZE, SIZE);
     EXPECT_GT(fed.FeedSlice(C264Flats({1, 0, 0, 0})), 0);
@@ -111,7 +111,7 @@ TEST(C264Frame, BSliceCostsItsBytesAndYieldsNothing)
 }
 
 // oddity: switching-slices
-TEST(C264Frame, SwitchingSlicesAreIntendedToDecodeAsPAndTellNothing)
+TEST(C264Frame, SwitchingSlicesAreIntendedToDecodeAsPAndReportNothing)
 {
     C264Fed fed(SIZE, SIZE);
     fed.FeedSlice(C264Flats({1, 0, 0, 0}));

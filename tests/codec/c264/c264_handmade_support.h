@@ -132,7 +132,7 @@ class C264Fed
     C264Fed(const C264Fed&) = delete;
     C264Fed& operator=(const C264Fed&) = delete;
 
-    /// Zero bytes stand behind, as with the links, so that a unit's end is seen.
+    /// Zero bytes follow, as with the links, so that a unit's end is seen.
     int32_t Feed(H264Packet packet, size_t padding = 8)
     {
         packet.resize(packet.size() + padding);

@@ -31,7 +31,7 @@ H264Sequence OneDcBlock(int first, int second)
 
 TEST(C264LongCodes, LevelPrefixesOf16AndMoreAreReadAsByLibavcodec)
 {
-    // behind a prefix of 15 without a suffix length, and with one that the level before made; of 16; of 17
+    // after a prefix of 15 without a suffix length, and with one that the level before made; of 16; of 17
     static constexpr int LEVELS[][2] = {{2064, 0},  {2065, 0},  {-2065, 0}, {3000, 0},    {2000, 20},
                                         {2100, 20}, {-3100, 3}, {-3100, 9}, {6200, 3300}, {-6300, 3100}};
     for (const auto& levels : LEVELS) {
@@ -60,7 +60,7 @@ TEST(C264LongCodes, LevelsKeepTheirLower16BitsUpToAPrefixOf25)
         EXPECT_EQ(decode(1000 + 65536 * more), decode(1000)) << more;
 }
 
-TEST(C264LongCodes, TotalZerosBehindLongLevelsAreReadWhole)
+TEST(C264LongCodes, TotalZerosAfterLongLevelsAreReadWhole)
 {
     // 54 bits of token and levels, and six more, at every place in a byte
     H264Sequence sequence;
@@ -219,7 +219,7 @@ class CArithmeticSlice
 
     CH264Bits* Bits() { return &m_Bits; }
 
-    /// The samples of the picture, behind an I picture that isn't flat.
+    /// The samples of the picture, after an I picture that isn't flat.
     std::vector<int> Decode() const
     {
         H264Sequence sequence = MakeRandomH264({.seed = 5, .width_mbs = 1, .height_mbs = 1, .pictures = 1});

@@ -71,7 +71,7 @@ TEST(C264Nal, WithoutAStartCodeAllBytesAreUsedAndThereIsNoUnit)
 }
 
 // oddity: start-code-at-end
-TEST(C264Nal, StartCodeAtEndIsIntendedToNeedAByteBehindIt)
+TEST(C264Nal, StartCodeAtEndIsIntendedToNeedAByteAfterIt)
 {
     const Split header = StartCode({9, 9, 0, 0, 1});
     EXPECT_EQ(header.used, 5u);

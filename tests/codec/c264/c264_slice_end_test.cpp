@@ -57,7 +57,7 @@ TEST(C264SliceEnd, StaleMacroblockIsIntendedToLastForMoreMacroblocksThanTheRange
     constexpr int DOWN = 24;
     C264Fed fed(16 * ACROSS, 16 * DOWN);
     fed.Feed(OneMacroblock(true));
-    // each terminating bin that is read takes 2 of a range below 512: none is read behind the first that was 1
+    // each terminating bin that is read takes 2 of a range below 512: none is read after the first that was 1
     for (int y = 0; y < DOWN; ++y) {
         for (int x = 0; x < ACROSS; ++x)
             ASSERT_EQ(fed.Middle(x, y), std::min(132 + 4 * (x + y), 255)) << x << " " << y;
@@ -117,7 +117,7 @@ TEST(C264SliceEnd, StaleMacroblockIsIntendedToCountAsOneWithoutCoefficients)
 
 TEST(C264SliceEnd, SliceThatGoesOnBeyondThePictureIsWarnedOf)
 {
-    // four macroblocks in a stream, one in the picture: the terminating bin behind it is 0
+    // four macroblocks in a stream, one in the picture: the terminating bin after it is 0
     const H264Sequence sequence =
         MakeRandomH264({.seed = 3, .width_mbs = 2, .height_mbs = 2, .pictures = 4, .gop = 4});
     const std::vector<H264Packet> packets = WriteH264(sequence, true);
@@ -176,7 +176,7 @@ TEST(C264SliceEnd, UnitThatEndsInTheMiddleGoesOnWithZeros)
 {
     C264Fed fed(32, 32);
     C264FeedColumns(&fed);
-    fed.Feed(C264Unit(9, std::vector<uint8_t>(400, 0x55)));  // what the unit would meet behind its end
+    fed.Feed(C264Unit(9, std::vector<uint8_t>(400, 0x55)));  // what the unit would read past its end
     CH264Bits bits = C264SliceStart({.type = 0});
     bits.AlignWith(false);
     fed.Feed(C264Unit(UNIT_SLICE, bits.Bytes()));
@@ -217,12 +217,12 @@ TEST(C264SliceEnd, UnitThatEndsEarlyInALargePictureGoesOnWithZerosToItsEnd)
     C264Fed fed(SIZE, SIZE);
     fed.FeedSlice(C264Flats({1, 1, 1}));
     const std::vector<int> before = samples(fed);
-    fed.Feed(C264Unit(9, std::vector<uint8_t>(60000, 0x55)));  // what the unit would meet far behind its end
+    fed.Feed(C264Unit(9, std::vector<uint8_t>(60000, 0x55)));  // what the unit would read far past its end
     CH264Bits bits = C264SliceStart({.type = 0});
     bits.AlignWith(false);
     fed.Feed(C264Unit(UNIT_SLICE, bits.Bytes()));
     EXPECT_EQ(fed.iGot, 1);
-    // more bits of zeros than the padding behind a unit has: 16x16 with no difference, again and again
+    // more bits of zeros than the padding after a unit has: 16x16 with no difference, again and again
     EXPECT_TRUE(samples(fed) == before);
 }
 }  // namespace

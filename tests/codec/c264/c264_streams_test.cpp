@@ -15,7 +15,7 @@
 
 namespace
 {
-constexpr uint32_t SEEDS = 60;
+constexpr uint32_t SEEDS = 100;
 
 void ExpectQuantisers(const CLavcH264Decoder& decoder, const H264Picture& picture)
 {

@@ -64,7 +64,7 @@ class CNoisePicture
     std::vector<std::uint8_t> m_Bytes;
 };
 
-/// A target of `rows` rows of `stride` bytes that all hold 0xA5; for I420 its chroma planes lie behind plane 0.
+/// A target of `rows` rows of `stride` bytes that all hold 0xA5; for I420 its chroma planes follow plane 0.
 class CTargetPicture
 {
   public:

@@ -22,7 +22,7 @@ TEST(Mpeg4Bits, ReadsAsBitByBitFromBuffersOfAnyLength)
 {
     std::mt19937 random(5);
     for (size_t size = 0; size < 40; ++size) {
-        // a block of just this size, so that the sanitizer sees a read behind it
+        // a block of just this size, so that the sanitizer sees a read past it
         const std::unique_ptr<uint8_t[]> exact(new uint8_t[size ? size : 1]);
         std::vector<uint8_t> bytes(size);
         for (size_t i = 0; i < size; ++i)

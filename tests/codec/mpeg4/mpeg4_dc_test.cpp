@@ -14,7 +14,7 @@ int Sample(const TestPicture& picture, int plane, int x, int y)
 
 TEST(Mpeg4Dc, MarkerFollowsADcDifferenceOfMoreThanEightBits)
 {
-    // the scaler is 8 and the first prediction 128; what is read wrong puts the blocks behind it out of step
+    // the scaler is 8 and the first prediction 128; what is read wrong puts the blocks after it out of step
     CMpeg4Writer writer;
     writer.Vol({.width = 48, .height = 48}).Vop({.type = 0, .quant = 4}).Code("1 0 0011");
     writer.Code("00000001 011111111 1");   // luma 0: nine bits, 128 - 256 = -128

@@ -76,7 +76,7 @@ class Mpeg4Decode : public ::testing::Test
         m_Base = m_Fed.Picture();
     }
 
-    /// Feeds a P-VOP of what `write` writes behind the header.
+    /// Feeds a P-VOP of what `write` writes after the header.
     void FeedP(const std::function<void(CMpeg4Writer&)>& write, const Mpeg4VopFields& fields = {.type = 1})
     {
         CMpeg4Writer writer;

@@ -25,7 +25,7 @@ int32_t Parse(const std::vector<uint8_t>& bytes)
     return Parse(bytes, &header);
 }
 
-/// A VOL with one field changed, and an I-VOP behind it.
+/// A VOL with one field changed, and an I-VOP after it.
 std::vector<uint8_t> WithVol(const std::function<void(Mpeg4VolFields&)>& change)
 {
     Mpeg4VolFields fields;

@@ -11,7 +11,7 @@ namespace
 
 TEST_F(Mpeg4Decode, DcThresholdIsReadAndIgnored)
 {
-    // the three bits behind the type, the marker, the increment, the marker and vop_coded
+    // the three bits after the type, the marker, the increment, the marker and vop_coded
     Mpeg4Packet packet = m_Packets[0];
     size_t at = 0;
     while (packet[at] != 0 || packet[at + 1] != 0 || packet[at + 2] != 1 || packet[at + 3] != 0xB6)
@@ -106,9 +106,9 @@ TEST_F(Mpeg4Decode, RunThatLeavesTheBlockEndsIt)
     ExpectSamePicture(m_Fed.Picture(), expected);
 }
 
-TEST_F(Mpeg4Decode, RunThatLeavesTheBlockTakesNoneOfTheBitsBehindItsCode)
+TEST_F(Mpeg4Decode, RunThatLeavesTheBlockTakesNoneOfTheBitsAfterItsCode)
 {
-    // behind the code that leaves, the next macroblock's header could be read as a code too
+    // after the code that leaves, the next macroblock's header could be read as a code too
     FeedP([](CMpeg4Writer& w) {
         w.Code("0 1 1011 1 1").Code("0000011 11 0 111111 1").Bits(0, 12).Code("1 10 0");
         w.InterMacroblock(6, 2).Skip(7);
@@ -161,7 +161,7 @@ TEST_F(Mpeg4Decode, AllFormsOfEscapeSayTheSameLevel)
     ExpectSamePicture(pictures[0], pictures[1]);
 }
 
-TEST_F(Mpeg4Decode, MacroblockStuffingIsPassedOver)
+TEST_F(Mpeg4Decode, MacroblockStuffingIsSkipped)
 {
     FeedP([](CMpeg4Writer& w) {
         w.Skip(3).Code("0 000000001").Skip(1).Code("0 000000001 0 000000001").InterMacroblock(6, 2).Skip(4);

@@ -92,7 +92,7 @@ TEST(Mpeg4Tables, VectorDifferencesAreSymmetric)
     EXPECT_EQ(CountMissing(mpeg4_mvd_long), 4u);
 }
 
-TEST(Mpeg4Tables, DcSizesAreUnaryBehindTheFirstThree)
+TEST(Mpeg4Tables, DcSizesAreUnaryAfterTheFirstThree)
 {
     for (const auto& table : mpeg4_dc_size) {
         std::map<int, int> lengths;

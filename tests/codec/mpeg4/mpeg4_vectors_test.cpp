@@ -137,7 +137,7 @@ TEST_F(Mpeg4Decode, MissingVectorsCountAsZeroButTheLeftOneAlonePredicts)
     ExpectSamePicture(m_Fed.Picture(), expected);
 }
 
-TEST_F(Mpeg4Decode, VectorsWrapIntoTheRangeOfFcodeOneWhateverTheHeaderTells)
+TEST_F(Mpeg4Decode, VectorsWrapIntoTheRangeOfFcodeOneWhateverTheHeaderSays)
 {
     for (uint32_t fcode : {1u, 3u, 7u}) {
         Restore();
@@ -163,7 +163,7 @@ TEST_F(Mpeg4Decode, VectorsOneStepBeyondTheRangeWrapAsWell)
     ExpectSamePicture(m_Fed.Picture(), expected);
 }
 
-TEST_F(Mpeg4Decode, RoundingIsOfTypeZeroWhateverTheHeaderTells)
+TEST_F(Mpeg4Decode, RoundingIsOfTypeZeroWhateverTheHeaderSays)
 {
     const auto write = [](CMpeg4Writer& w) {
         w.InterMacroblock(1, 0).InterMacroblock(0, 1).InterMacroblock(4, 4).Skip(6);

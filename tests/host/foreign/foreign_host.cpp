@@ -46,7 +46,7 @@ struct Host {
     std::vector<Embedding> embeddings;
 };
 
-// Controls that a host keeps in static storage are let go while the process ends, and so are windows.
+// Controls that a host keeps in static storage are released while the process ends, and so are windows.
 Host g_Host;
 std::vector<std::unique_ptr<QWidget>> g_Windows;
 

@@ -362,7 +362,7 @@ TEST(InputArchive, ReadingAFolderAgainDeletesItsFormerChildren)
     EXPECT_EQ(root.GetName(), "Unknown");
 }
 
-TEST(InputArchive, ANullEntryOfAFolderIsMetByWalksAsNothing)
+TEST(InputArchive, WalksSkipANullEntryOfAFolder)
 {
     CFolder root;
     ReadInto("<v><m_list><item/><item classname=\"CLeaf\"><m_strNodeName>a</m_strNodeName></item></m_list></v>",

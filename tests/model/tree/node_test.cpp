@@ -77,7 +77,7 @@ TEST(Folder, AddWithoutAfterPutsTheChildAtTheEnd)
     EXPECT_TRUE(folder.IsComposite());
 }
 
-TEST(Folder, AddAfterAChildPutsTheNewOneDirectlyBehindIt)
+TEST(Folder, AddAfterAChildPutsTheNewOneDirectlyAfterIt)
 {
     CFolder folder;
     CLeaf* const a = AddChild<CLeaf>(folder, "a");
@@ -359,7 +359,7 @@ TEST(ListIterator, WalksOneFolderOnlyAndStartsAgainWithFirst)
     EXPECT_EQ(walk->CurrentItem()->GetName(), "a");
 }
 
-TEST(ListIterator, SeesWhatIsAddedBehindIt)
+TEST(ListIterator, SeesWhatIsAddedAfterIt)
 {
     CFolder folder;
     const auto walk = folder.CreateIterator();

@@ -54,7 +54,7 @@ class NodeViewTest : public testing::Test
     CNotingView m_Other;
 };
 
-TEST_F(NodeViewTest, EveryViewIsToldBeforeARemovedNodeIsDeleted)
+TEST_F(NodeViewTest, EveryViewIsNotifiedBeforeARemovedNodeIsDeleted)
 {
     const CNode* const leaf = m_pLeaf;
     m_pFolder->Remove(m_pLeaf);
@@ -63,7 +63,7 @@ TEST_F(NodeViewTest, EveryViewIsToldBeforeARemovedNodeIsDeleted)
     EXPECT_THAT(g_Deleted, ElementsAre(leaf));
 }
 
-TEST_F(NodeViewTest, NodeThatIsDeletedByItselfIsToldOfWhileItsFolderStillHoldsIt)
+TEST_F(NodeViewTest, NodeDeletedByItselfIsAnnouncedWhileItsFolderStillHoldsIt)
 {
     const CNode* const folder = m_pFolder;
     const CNode* const leaf = m_pLeaf;
@@ -80,7 +80,7 @@ TEST_F(NodeViewTest, RootThatGoesTakesEverythingBeneathAlong)
     EXPECT_THAT(g_Deleted, ElementsAre(leaf));
 }
 
-TEST_F(NodeViewTest, NodeThatIsReplacedOrLeavesIsToldOf)
+TEST_F(NodeViewTest, NodeThatIsReplacedOrLeavesIsAnnounced)
 {
     CToldLeaf instead;
     m_pFolder->Replace(m_pLeaf, &instead);
@@ -91,7 +91,7 @@ TEST_F(NodeViewTest, NodeThatIsReplacedOrLeavesIsToldOf)
     EXPECT_EQ(m_View.m_Told.size(), 2U) << "it was in no folder any more";
 }
 
-TEST_F(NodeViewTest, RefusedOperationsTellNothing)
+TEST_F(NodeViewTest, RefusedOperationsNotifyNobody)
 {
     CToldLeaf stranger;
     m_pFolder->Remove(&stranger);
@@ -100,7 +100,7 @@ TEST_F(NodeViewTest, RefusedOperationsTellNothing)
     EXPECT_THAT(m_View.m_Told, IsEmpty());
 }
 
-TEST_F(NodeViewTest, ViewThatIsGoneIsToldNothing)
+TEST_F(NodeViewTest, ViewThatIsGoneIsNotNotified)
 {
     auto gone = std::make_unique<CNotingView>();
     gone.reset();

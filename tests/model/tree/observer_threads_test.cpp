@@ -11,7 +11,7 @@
 namespace
 {
 
-// Holds the thread that updates it inside Update until it is let go.
+// Holds the thread that updates it inside Update until it is released.
 class CHolding : public CObserver
 {
   public:

@@ -5,6 +5,7 @@
 #include <array>
 #include <string>
 
+#include "platform/files/IniText.h"
 #include "platform/os/paths.h"
 #include "tests/support/test_folder.h"
 #include "tests/support/test_variable.h"
@@ -36,65 +37,67 @@ ClassRegistration Class()
 class ComponentRegistryTest : public testing::Test
 {
   protected:
+    // What the registry's file says; "(none)" for a missing key.
+    std::string Entry(const std::string& section, const std::string& key) const
+    {
+        std::string value;
+        return Ini().Find(section, key, value) ? value : "(none)";
+    }
+    bool Has(const std::string& section) const { return Ini().HasSection(section); }
+
     CTestFolder m_Folder;
     CTestVariable m_Variable{"WATCHWALL_REGISTRY", m_Folder.Path("sub/registry.ini").c_str()};
     IComponentRegistry& m_Registry = ComponentRegistry();
+
+  private:
+    CIniText Ini() const { return CIniText(m_Folder.Read("sub/registry.ini").value_or("")); }
 };
 
 TEST_F(ComponentRegistryTest, TypeLibrariesComeAndGo)
 {
-    TypeLibrary found;
-    EXPECT_FALSE(m_Registry.FindTypeLibrary(LIBRARY_ID, found));
+    const std::string section = "TypeLib\\" + UuidText(LIBRARY_ID);
     ASSERT_EQ(m_Registry.RegisterTypeLibrary(Library()), S_OK);
-    ASSERT_TRUE(m_Registry.FindTypeLibrary(LIBRARY_ID, found));
-    EXPECT_EQ(found.id, LIBRARY_ID);
-    EXPECT_EQ(found.name, "ActiveXLib");
-    EXPECT_EQ(found.version, "1.0");
-    EXPECT_EQ(found.helpFile, "ActiveX.hlp");
-    EXPECT_EQ(found.path, "c:\\opt\\my wall\\activex.ocx");
-    EXPECT_EQ(found.controlName, "ActiveX Control");
+    EXPECT_EQ(Entry(section, "Name"), "ActiveXLib");
+    EXPECT_EQ(Entry(section, "Version"), "1.0");
+    EXPECT_EQ(Entry(section, "HelpFile"), "ActiveX.hlp");
+    EXPECT_EQ(Entry(section, "Path"), "c:\\opt\\my wall\\activex.ocx");
+    EXPECT_EQ(Entry(section, "Control"), "ActiveX Control");
     EXPECT_EQ(m_Registry.UnregisterTypeLibrary(LIBRARY_ID), S_OK);
-    EXPECT_FALSE(m_Registry.FindTypeLibrary(LIBRARY_ID, found));
+    EXPECT_FALSE(Has(section));
     EXPECT_EQ(m_Registry.UnregisterTypeLibrary(LIBRARY_ID), S_OK) << "what isn't there is gone already";
 }
 
 TEST_F(ComponentRegistryTest, InterfacesComeAndGoWithTheirTypeLibrary)
 {
-    InterfaceRegistration found;
-    EXPECT_FALSE(m_Registry.FindInterface(INTERFACE_ID, found));
+    const std::string section = "Interface\\" + UuidText(INTERFACE_ID);
     ASSERT_EQ(m_Registry.RegisterTypeLibrary(Library()), S_OK);
-    ASSERT_TRUE(m_Registry.FindInterface(INTERFACE_ID, found));
-    EXPECT_EQ(found.id, INTERFACE_ID);
-    EXPECT_EQ(found.name, "_DActiveX");
-    EXPECT_EQ(found.description, "Dispatch interface for ActiveX Control");
-    EXPECT_EQ(found.typeLibrary, LIBRARY_ID);
+    EXPECT_EQ(Entry(section, "Name"), "_DActiveX");
+    EXPECT_EQ(Entry(section, "Description"), "Dispatch interface for ActiveX Control");
+    EXPECT_EQ(Entry(section, "TypeLib"), UuidText(LIBRARY_ID));
     EXPECT_EQ(m_Registry.UnregisterTypeLibrary(OTHER_CLASS), S_OK);
-    EXPECT_TRUE(m_Registry.FindInterface(INTERFACE_ID, found)) << "another library's removal";
+    EXPECT_TRUE(Has(section)) << "another library's removal";
     EXPECT_EQ(m_Registry.UnregisterTypeLibrary(LIBRARY_ID), S_OK);
-    EXPECT_FALSE(m_Registry.FindInterface(INTERFACE_ID, found));
+    EXPECT_FALSE(Has(section));
 }
 
 TEST_F(ComponentRegistryTest, ALibraryRegisteredAnewHasItsNewInterfacesOnly)
 {
-    InterfaceRegistration found;
     TypeLibrary later = Library();
     later.interfaces[0].id = OTHER_CLASS;
     ASSERT_EQ(m_Registry.RegisterTypeLibrary(Library()), S_OK);
     ASSERT_EQ(m_Registry.RegisterTypeLibrary(later), S_OK);
-    EXPECT_FALSE(m_Registry.FindInterface(INTERFACE_ID, found));
-    EXPECT_TRUE(m_Registry.FindInterface(OTHER_CLASS, found));
+    EXPECT_FALSE(Has("Interface\\" + UuidText(INTERFACE_ID)));
+    EXPECT_TRUE(Has("Interface\\" + UuidText(OTHER_CLASS)));
 }
 
-TEST_F(ComponentRegistryTest, ClassesAreFoundByIdentifierAndByName)
+TEST_F(ComponentRegistryTest, ClassIsFoundByItsNameInEitherCase)
 {
     ClassRegistration found;
-    EXPECT_FALSE(m_Registry.FindClass(CLASS_ID, found));
     EXPECT_FALSE(m_Registry.FindClass("ActiveX.ActiveXCtrl.1", found));
     ASSERT_EQ(m_Registry.RegisterClass(Class()), S_OK);
-    for (const bool name : {false, true}) {
+    for (const char* name : {"ActiveX.ActiveXCtrl.1", "activex.activexctrl.1"}) {
         found = {};
-        ASSERT_TRUE(name ? m_Registry.FindClass("activex.activexctrl.1", found)
-                         : m_Registry.FindClass(CLASS_ID, found));
+        ASSERT_TRUE(m_Registry.FindClass(name, found)) << name;
         EXPECT_EQ(found.id, CLASS_ID);
         EXPECT_EQ(found.programmaticName, "ActiveX.ActiveXCtrl.1");
         EXPECT_EQ(found.module, "c:\\opt\\my wall\\activex.ocx");
@@ -105,8 +108,8 @@ TEST_F(ComponentRegistryTest, ClassesAreFoundByIdentifierAndByName)
         EXPECT_EQ(found.bitmap, 203U);
     }
     EXPECT_EQ(m_Registry.UnregisterClass(CLASS_ID), S_OK);
-    EXPECT_FALSE(m_Registry.FindClass(CLASS_ID, found));
     EXPECT_FALSE(m_Registry.FindClass("ActiveX.ActiveXCtrl.1", found));
+    EXPECT_FALSE(Has("CLSID\\" + UuidText(CLASS_ID)));
     EXPECT_EQ(m_Registry.UnregisterClass(CLASS_ID), S_OK);
 }
 
@@ -138,29 +141,30 @@ TEST_F(ComponentRegistryTest, ClassesEnterAndLeaveCategories)
     const std::array categories{
         Category{CATID_SafeForInitializing, "Controls safely initializable from persistent data!"},
         Category{CATID_SafeForScripting, "Controls safely scriptable!"}};
-    Category found;
-    EXPECT_FALSE(m_Registry.FindCategory(CATID_SafeForScripting, found));
+    const std::string initializing = UuidText(CATID_SafeForInitializing);
+    const std::string scripting = UuidText(CATID_SafeForScripting);
     EXPECT_EQ(m_Registry.RegisterCategories(2, categories.data()), S_OK);
-    ASSERT_TRUE(m_Registry.FindCategory(CATID_SafeForScripting, found));
-    EXPECT_EQ(found.description, "Controls safely scriptable!");
-    EXPECT_EQ(found.id, CATID_SafeForScripting);
+    EXPECT_EQ(Entry("Component Categories\\" + initializing, "Description"), categories[0].description);
+    EXPECT_EQ(Entry("Component Categories\\" + scripting, "Description"), categories[1].description);
 
+    const std::string membership = "Implemented Categories\\" + UuidText(CLASS_ID);
     EXPECT_EQ(m_Registry.RegisterClassImplCategories(CLASS_ID, 1, &CATID_SafeForInitializing), S_OK);
     EXPECT_EQ(m_Registry.RegisterClassImplCategories(CLASS_ID, 1, &CATID_SafeForScripting), S_OK);
-    EXPECT_TRUE(m_Registry.IsClassInCategory(CLASS_ID, CATID_SafeForInitializing));
-    EXPECT_TRUE(m_Registry.IsClassInCategory(CLASS_ID, CATID_SafeForScripting));
-    EXPECT_FALSE(m_Registry.IsClassInCategory(OTHER_CLASS, CATID_SafeForScripting));
+    EXPECT_EQ(Entry(membership, initializing), "1");
+    EXPECT_EQ(Entry(membership, scripting), "1");
+    EXPECT_FALSE(Has("Implemented Categories\\" + UuidText(OTHER_CLASS)));
 
-    // The class itself goes first when a module takes itself out.
+    // A module that unregisters itself takes the class out first.
     EXPECT_EQ(m_Registry.UnregisterClass(CLASS_ID), S_OK);
-    EXPECT_TRUE(m_Registry.IsClassInCategory(CLASS_ID, CATID_SafeForScripting));
+    EXPECT_EQ(Entry(membership, scripting), "1");
     EXPECT_EQ(m_Registry.UnRegisterClassImplCategories(CLASS_ID, 1, &CATID_SafeForInitializing), S_OK);
-    EXPECT_FALSE(m_Registry.IsClassInCategory(CLASS_ID, CATID_SafeForInitializing));
-    EXPECT_TRUE(m_Registry.IsClassInCategory(CLASS_ID, CATID_SafeForScripting));
+    EXPECT_EQ(Entry(membership, initializing), "(none)");
+    EXPECT_EQ(Entry(membership, scripting), "1");
     EXPECT_EQ(m_Registry.UnRegisterClassImplCategories(CLASS_ID, 1, &CATID_SafeForScripting), S_OK);
     EXPECT_EQ(m_Registry.UnRegisterClassImplCategories(CLASS_ID, 1, &CATID_SafeForScripting), S_OK);
-    EXPECT_FALSE(m_Registry.IsClassInCategory(CLASS_ID, CATID_SafeForScripting));
-    EXPECT_TRUE(m_Registry.FindCategory(CATID_SafeForScripting, found)) << "the category itself stays";
+    EXPECT_FALSE(Has(membership));
+    EXPECT_EQ(Entry("Component Categories\\" + scripting, "Description"), categories[1].description)
+        << "the category itself stays";
 }
 
 TEST_F(ComponentRegistryTest, ATextOfTwoLinesLeavesNothingBehind)
@@ -187,7 +191,7 @@ TEST_F(ComponentRegistryTest, ARegistryThatCantBeWrittenFailsEachStepWithItsOwnC
     EXPECT_EQ(m_Registry.RegisterClassImplCategories(CLASS_ID, 1, &CATID_SafeForScripting), REGDB_E_WRITEREGDB);
     EXPECT_EQ(m_Registry.UnRegisterClassImplCategories(CLASS_ID, 1, &CATID_SafeForScripting),
               REGDB_E_WRITEREGDB);
-    EXPECT_FALSE(m_Registry.FindClass(CLASS_ID, found));
+    EXPECT_FALSE(m_Registry.FindClass("ActiveX.ActiveXCtrl.1", found));
 }
 
 TEST_F(ComponentRegistryTest, DamagedEntriesAreNotFound)

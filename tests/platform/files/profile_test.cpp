@@ -365,7 +365,7 @@ TEST(Profile, WhatAnInterruptedWriterLeftBehindDoesNoHarm)
     EXPECT_FALSE(folder.Read(".a.ini.tmp"));
 }
 
-TEST(Profile, AFolderThatIsAFileCantBeWrittenAndIsTold)
+TEST(Profile, AFolderThatIsAFileCantBeWrittenAndIsReported)
 {
     const CTestFolder folder;
     folder.Write("config", "a file");

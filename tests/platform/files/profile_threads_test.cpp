@@ -11,7 +11,7 @@
 namespace
 {
 
-TEST(ProfileThreads, ThatWriteAndReadAtOnceLoseNothing)
+TEST(ProfileThreads, ConcurrentWritesAndReadsLoseNothing)
 {
     constexpr int THREADS = 4;
     constexpr int KEYS = 20;

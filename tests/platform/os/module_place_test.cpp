@@ -94,7 +94,7 @@ TEST(ModulePlace, TheCopyOfAReadOnlyDatabaseCanBeWritten)
     EXPECT_NE(fs::status(folder.Path("user/dvr.db")).permissions() & fs::perms::owner_write, fs::perms::none);
 }
 
-TEST(ModulePlace, WithoutAUsersFolderItStaysAndSaysSo)
+TEST(ModulePlace, WithoutAUsersFolderTheModulesOwnIsKeptAndReported)
 {
     const CTestFolder folder;
     FillModule(folder);
@@ -105,7 +105,7 @@ TEST(ModulePlace, WithoutAUsersFolderItStaysAndSaysSo)
     EXPECT_THAT(place.notice, HasSubstr("can't be made"));
 }
 
-TEST(ModulePlace, AUsersFolderThatCantBeWrittenIsReadAndToldAsThat)
+TEST(ModulePlace, AUsersFolderThatCantBeWrittenIsReadAndReported)
 {
     const CTestFolder folder;
     FillModule(folder);
@@ -119,7 +119,7 @@ TEST(ModulePlace, AUsersFolderThatCantBeWrittenIsReadAndToldAsThat)
     EXPECT_TRUE(ChooseUserPlace(folder.Path("module"), folder.Path("other"), NotTheModule).fault);
 }
 
-TEST(ModulePlace, ADatabaseThatCantBeCopiedIsTold)
+TEST(ModulePlace, ADatabaseThatCantBeCopiedIsReported)
 {
     const CTestFolder folder;
     FillModule(folder);
@@ -212,7 +212,7 @@ TEST_F(UserFolder, NothingOutsideTheModulesFolderIsConcerned)
     EXPECT_EQ(At("..\\other"), m_Folder.Path("module/../other"));
 }
 
-TEST_F(UserFolder, IsToldInOneLine)
+TEST_F(UserFolder, IsReportedInOneLine)
 {
     At("config\\eng.ini");
     At("dvr.db");
@@ -223,7 +223,7 @@ TEST_F(UserFolder, IsToldInOneLine)
     EXPECT_EQ(std::count(m_strHeard.begin(), m_strHeard.end(), '\n'), 1) << m_strHeard;
 }
 
-TEST_F(UserFolder, OfOneHomeIsNotShownWithAnother)
+TEST_F(UserFolder, OfOneHomeIsNotUsedWithAnother)
 {
     const std::string settings = "config\\system.ini";
     EXPECT_TRUE(
@@ -241,7 +241,7 @@ TEST_F(UserFolder, OfTheInstallationLiesDirectlyInTheDataHomeAndIsNoFault)
     EXPECT_THAT(m_strHeard, HasSubstr(" Message paths.cpp(GetModuleDirectory, "));
 }
 
-TEST_F(UserFolder, StandsBeforeNoFolderThatATestNames)
+TEST_F(UserFolder, DoesNotOverlayAFolderThatATestNames)
 {
     SetModuleDirectory(m_Folder.Path("module"));
     EXPECT_EQ(HostPathForWriting(GetModuleDirectory() + "config\\eng.ini"), Module("config/eng.ini"));

@@ -232,7 +232,7 @@ TEST_F(DatagramReaderTest, ShutdownEndsAWaitingReadWithEmptyDatagrams)
     EXPECT_EQ(m_Ports, std::vector<in_port_t>(texts.size()));
 }
 
-TEST_F(DatagramReaderTest, SocketThatIsNoneFailsAtOnceAndAgain)
+TEST_F(DatagramReaderTest, InvalidSocketFailsAtOnceAndAgain)
 {
     CDatagramReader reader(INVALID_SOCKET, LIMIT);
     for (int i = 0; i < 2; ++i) {
@@ -258,7 +258,7 @@ std::size_t SegmentOf(int level, int type, int value)
     return ReadSegmentBytes(message, 10);
 }
 
-TEST(DatagramSegments, SizeIsReadWhereItIsTold)
+TEST(DatagramSegments, SizeIsReadWhereItIsGiven)
 {
     EXPECT_EQ(SegmentOf(SOL_UDP, UDP_GRO, 1), 1U);
     EXPECT_EQ(SegmentOf(SOL_UDP, UDP_GRO, 9), 9U);

@@ -215,7 +215,7 @@ class P2PConnectedTest : public P2PClientTest
     CMyP2P m_Client{Options(m_Server, m_Clock)};
 };
 
-TEST_F(P2PConnectedTest, SendToSendsOneDatagramWithTheDataBehindTheRecord)
+TEST_F(P2PConnectedTest, SendToSendsOneDatagramWithTheDataAfterTheRecord)
 {
     EXPECT_EQ(m_Client.SendTo("Peer", Bytes{7, 8, 9}), 3);
     ASSERT_TRUE(m_Peer.WaitFor(P2PMSG_DATA, 2));

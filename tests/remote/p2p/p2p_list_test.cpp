@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <new>
 #include <string>
 
 #include "remote/p2p/PeerList.h"
 #include "tests/remote/p2p/p2p_support.h"
+#include "tests/support/allocation_count.h"
 
 namespace
 {
@@ -78,6 +80,23 @@ TEST(P2PList, GrowsAgainAt201)
     EXPECT_NE(list.Find(Numbered(1).Name()), nullptr);  // 200 bytes: two records whole
     EXPECT_EQ(list.Find(Numbered(100).Name()), nullptr);
     EXPECT_NE(list.Find(Numbered(200).Name()), nullptr);
+}
+
+TEST(P2PList, WithoutMemoryToGrowItStaysAsItIs)
+{
+    CPeerList list;
+    for (std::size_t i = 0; i < 100; ++i)
+        ASSERT_TRUE(list.Add(Numbered(i)));
+    {
+        const CAllocationLimit limit(1024);
+        EXPECT_THROW(list.Add(Numbered(100)), std::bad_alloc);
+        EXPECT_EQ(list.GetCount(), 100U);
+        EXPECT_NE(list.Find(Numbered(99).Name()), nullptr);
+    }
+    // It has to grow still: a record behind the end of the old array would leave the others whole.
+    ASSERT_TRUE(list.Add(Numbered(100)));
+    EXPECT_EQ(list.GetCount(), 101U);
+    EXPECT_EQ(list.Find(Numbered(99).Name()), nullptr);
 }
 
 TEST(P2PList, ClearedListFindsNobody)

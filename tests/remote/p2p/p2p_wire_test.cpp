@@ -84,7 +84,7 @@ TEST(P2PWire, AddressCountOf255CountsAsFour)
     EXPECT_EQ(message.record.Addresses().size(), 4U);
 }
 
-TEST(P2PWire, RecordIsCarriedWholeWithPaddingReservedWordAndWhatIsBehindTheName)
+TEST(P2PWire, RecordIsCarriedWholeWithPaddingReservedWordAndWhatFollowsTheName)
 {
     Bytes datagram(96);
     for (std::size_t i = 0; i < datagram.size(); ++i)

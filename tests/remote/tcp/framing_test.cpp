@@ -241,7 +241,7 @@ TEST_F(Framing, BinaryGoesOutWithItsLength)
     EXPECT_EQ(m_Sockets.PeerReads(7), "\x07\0\0\0\x01\0\x02"s);
 }
 
-// binary-frame-copies-length: four bytes behind the body are written too.
+// binary-frame-copies-length: four bytes past the body are written too.
 TEST_F(Framing, BinaryReceiveWritesAsManyBytesAsTheLengthSays)
 {
     std::vector<std::uint8_t> out(SHORT_FRAME_LIMIT, 0xEE);

@@ -59,7 +59,7 @@ TEST_F(TcpClosing, DestructionEndsALinkThatWaitsInMidFrame)
     EXPECT_EQ(m_Events.CountOf("destroy"), 1U);
 }
 
-TEST_F(TcpClosing, LetGoEndsALinkThatWaitsInMidFrame)
+TEST_F(TcpClosing, ReleaseEndsALinkThatWaitsInMidFrame)
 {
     const auto device = MakeDevice();
     OpenAndReply(*device);

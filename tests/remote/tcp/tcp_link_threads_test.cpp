@@ -123,6 +123,11 @@ TEST_F(TcpLink, WithoutASocketTheStatusIsOpenAndTheCellIsGivenBack)
     RemoveAllCells();
     AddCell(static_cast<HWND>(71));
     const auto device = MakeDevice();
+    // Once before: a sanitizer needs a descriptor when it meets the observers' type for the first time.
+    device->m_strNetAddress = "localhost";
+    device->Open();
+    device->Close();
+    device->m_strNetAddress = m_Peer.Address();
     device->SetRenderWnd(TakeFreeCell());
     {
         const CResourceLimit noFile(RLIMIT_NOFILE, 0);
@@ -189,7 +194,7 @@ INSTANTIATE_TEST_SUITE_P(Replies, TcpReply,
                                          ReplyRow{"two_gigabytes", Words({0x7FFFFFFF})}),
                          [](const auto& row) { return row.param.name; });
 
-TEST_F(TcpLink, ReplyOfAnotherLengthIsToldAndTaken)
+TEST_F(TcpLink, ReplyOfAnotherLengthIsReportedAndAccepted)
 {
     CDebugCapture told;
     const auto device = MakeDevice();
@@ -212,7 +217,7 @@ TEST_F(TcpLink, WordsThatAShortReplyLacksAreZero)
     device->Close();
 }
 
-TEST_F(TcpLink, QueryEndsBehindAGoodReplyWithoutDecoderAndRenderer)
+TEST_F(TcpLink, QueryEndsAfterAGoodReplyWithoutDecoderAndRenderer)
 {
     const auto device = MakeDevice(MODE_QUERY);
     device->Open();
@@ -222,7 +227,7 @@ TEST_F(TcpLink, QueryEndsBehindAGoodReplyWithoutDecoderAndRenderer)
     EXPECT_EQ(m_Events.CountOf("create 176x144"), 0U);
 }
 
-TEST_F(TcpLink, UnknownModeEndsBehindTheReply)
+TEST_F(TcpLink, UnknownModeEndsAfterTheReply)
 {
     const auto device = MakeDevice(4);
     device->Open();
@@ -417,7 +422,7 @@ TEST_F(TcpLink, SnapshotIsServedBeforeThatFrameIsDecoded)
 }
 
 // snapshot-path-joined
-TEST_F(TcpLink, SnapshotPathIsTheSettingWithTheNameBehindIt)
+TEST_F(TcpLink, SnapshotPathIsTheSettingFollowedByTheName)
 {
     m_Folder.Write("config/system.ini",
                    "[System]\r\nDirectoryPort=9\r\nPicturePath=" + m_Folder.System("pics") + "\r\n");

@@ -57,7 +57,7 @@ class TcpRecording : public CTcpTest
 };
 
 // size-counts-header
-TEST_F(TcpRecording, HoldsThePayloadsFromTheFirstKeyPictureOnWithEightZerosBehindEach)
+TEST_F(TcpRecording, HoldsThePayloadsFromTheFirstKeyPictureOnWithEightZerosAfterEach)
 {
     const auto device = MakeDevice();
     OpenAndReply(*device);
@@ -426,7 +426,7 @@ TEST_F(TcpRecording, SecondDeviceThatStopsAtTheSameMomentIsRefusedAndTriesAgain)
         ASSERT_TRUE(holding.WaitUntilHeld());
         second->StopRecord(0);
         second->GetState()->m_nFlags.SetBits(FLAG_START_RECORD);
-        SendAndWait(5, 7);  // recorded in the old file: the stop is refused, the start behind it fails
+        SendAndWait(5, 7);  // recorded in the old file: the stop is refused, the start after it fails
         EXPECT_EQ(second->GetStatus(), STATUS_RECORDING);
         EXPECT_EQ(second->GetState()->m_nFlags, FLAG_STOP_RECORD | FLAG_START_RECORD);
         holding.Release();

@@ -1,4 +1,4 @@
-// The thread that owns the windows answers what is sent to them while it waits for somebody who keeps silent.
+// The thread that owns the windows answers what is sent to them while it waits for a silent peer.
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
@@ -86,7 +86,7 @@ class CSilentMachine
     }
 
   private:
-    /// Whether somebody waits for a connection: the kernel's table has a line for each, with state 2.
+    /// Whether a connection is being made: the kernel's table has a line for each, with state 2.
     bool HasCaller() const
     {
         std::ifstream table("/proc/net/tcp");

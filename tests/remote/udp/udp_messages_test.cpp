@@ -24,7 +24,7 @@ Bytes Message(int channel, int direction, std::uint32_t bytes, std::uint8_t fill
     return message;
 }
 
-TEST(UdpReply, WidthAndHeightStandBehindTheHeaderWord)
+TEST(UdpReply, WidthAndHeightFollowTheHeaderWord)
 {
     const auto reply = ReadStreamReply(Bytes{12, 0, 0, 0x41, 0x60, 0x01, 0x20, 0x01, 9, 9});
     EXPECT_EQ(reply.width, 352);
@@ -172,7 +172,7 @@ TEST_F(UdpAssemblerTest, LongestMessageFitsAndALongerOneIsDropped)
     EXPECT_EQ(FeedCut(Message(3, 1, 8, 3)), RESULT::Complete);  // and the next one is met at its header
 }
 
-TEST_F(UdpAssemblerTest, MessageOf150000BytesIsDroppedWholeAndTheNextOneIsMetAtItsHeader)
+TEST_F(UdpAssemblerTest, MessageOf150000BytesIsDroppedWholeAndTheNextOneIsReadFromItsHeader)
 {
     EXPECT_EQ(FeedCut(Message(3, 1, 150000, 1)), RESULT::Dropped);
     const Bytes next = Message(4, 1, 5000, 2);
@@ -299,7 +299,7 @@ TEST(UdpKeyPicture, IsOneWhoseFirstVopIsIntra)
     EXPECT_TRUE(IsKeyPicture(Bytes{0, 0, 1, 0xB6, 0x3F}));
     EXPECT_FALSE(IsKeyPicture(Bytes{0, 0, 1, 0xB6, 0x40}));
     EXPECT_FALSE(IsKeyPicture(Bytes{0, 0, 1, 0xB6, 0x80}));
-    EXPECT_TRUE(IsKeyPicture(Bytes{0, 0, 1, 0x20, 9, 0, 0, 0, 1, 0xB6, 0}));  // behind other headers
+    EXPECT_TRUE(IsKeyPicture(Bytes{0, 0, 1, 0x20, 9, 0, 0, 0, 1, 0xB6, 0}));  // after other headers
     EXPECT_FALSE(IsKeyPicture(Bytes{0, 0, 1, 0xB6}));
     const Bytes more{0, 0, 1, 0xB6, 0x3F};
     EXPECT_FALSE(IsKeyPicture(std::span(more).first(4))) << "what lies behind the payload isn't looked at";
@@ -372,6 +372,20 @@ TEST_F(UdpRouterTest, FullInboxLosesWhatComesThenAndCountsIt)
     EXPECT_EQ(m_Counters.dropped, 3U);
     Feed(Message(2, 1, 100, 1));
     EXPECT_TRUE(Take(2));
+    EXPECT_TRUE(Take(1));
+    Feed(message);
+    EXPECT_EQ(m_Counters.dropped, 3U);
+}
+
+// A million messages of a header alone would take a hundred megabytes for their records.
+TEST_F(UdpRouterTest, FullInboxCountsTheRecordOfEachMessageToo)
+{
+    m_Router.OpenChannel(1);
+    const Bytes message = Message(1, 1, MESSAGE_HEADER_BYTES, 1);
+    const std::size_t fit = CMessageRouter::INBOX_LIMIT_BYTES / (message.size() + 128);
+    for (std::size_t i = 0; i < fit + 3; ++i)
+        Feed(message);
+    EXPECT_EQ(m_Counters.dropped, 3U);
     EXPECT_TRUE(Take(1));
     Feed(message);
     EXPECT_EQ(m_Counters.dropped, 3U);

@@ -23,7 +23,7 @@ TEST_F(UdpRemoteTest, BadVideoIsRefusedAndTheNextPictureIsShown)
     EXPECT_EQ(m_pChannel->GetCounters().messages, 4U);
 }
 
-TEST_F(UdpRemoteTest, DecoderGetsTheMessageWithoutItsHeaderWordAndNothingBehindIt)
+TEST_F(UdpRemoteTest, DecoderGetsTheMessageWithoutItsHeaderWordAndNothingAfterIt)
 {
     OpenAndWait(*m_pChannel);
     SendPicture(0, 0);
@@ -167,7 +167,7 @@ TEST_F(UdpRemoteTest, PicturesAreCountedByWhatBecameOfThem)
     EXPECT_GE(counters.firstPictureMs, 0);
 }
 
-TEST_F(UdpRemoteTest, RendererThatTheGridLetGoServesTheOpenChannel)
+TEST_F(UdpRemoteTest, RendererThatTheGridReleasedServesTheOpenChannel)
 {
     OpenAndWait(*m_pChannel);
     SendPicture(0, 0);

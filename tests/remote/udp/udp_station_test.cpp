@@ -254,7 +254,7 @@ TEST(UdpMachineName, IsTheShiftedSumOfTheRegistersAsASignedDecimal)
     EXPECT_FALSE(MachineName().empty());
 }
 
-TEST(UdpChannel, ParametersAreNeitherStoredNorToldAsIntended)  // oddity: udp-params-store-nothing
+TEST(UdpChannel, ParametersAreNeitherStoredNorReadBackAsIntended)  // oddity: udp-params-store-nothing
 {
     CUdpRemote channel;
     channel.SetRenderWnd(HWND{77});

@@ -116,7 +116,7 @@ TEST_F(EglResetDeviceTest, WindowThatIsNotLentIsAskedForNothing)
     EXPECT_EQ(m_pDevice->TestCooperativeLevel(), EDeviceState::Working);
 }
 
-TEST_F(EglResetDeviceTest, ContextThatIsLostAndTellsNoMoreIsNotReset)
+TEST_F(EglResetDeviceTest, LostContextThatCantBeAskedIsNotReset)
 {
     EglDriver().makeCurrentError = EGL_CONTEXT_LOST;
     EXPECT_FALSE(Show());

@@ -1,0 +1,23 @@
+# Runs after cpack has built the packages, and takes the maintainer scripts out of the Debian one. CPack adds a call of
+# ldconfig for every shared object in a folder of /usr/lib; the module is loaded by its path, so none is wanted.
+foreach(package IN LISTS CPACK_PACKAGE_FILES)
+  if(NOT package MATCHES "\\.deb$")
+    continue()
+  endif()
+  set(folder "${CPACK_TEMPORARY_DIRECTORY}/unpacked")
+  file(REMOVE_RECURSE "${folder}")
+  execute_process(COMMAND dpkg-deb --raw-extract "${package}" "${folder}" COMMAND_ERROR_IS_FATAL ANY)
+  foreach(script postinst postrm)
+    set(script "${folder}/DEBIAN/${script}")
+    if(EXISTS "${script}")
+      file(READ "${script}" text)
+      if(NOT text MATCHES "ldconfig")
+        message(FATAL_ERROR "${script} isn't the one that cpack adds for ldconfig")
+      endif()
+      file(REMOVE "${script}")
+    endif()
+  endforeach()
+  execute_process(COMMAND dpkg-deb --root-owner-group --build "${folder}" "${package}"
+                  OUTPUT_QUIET COMMAND_ERROR_IS_FATAL ANY)
+  file(REMOVE_RECURSE "${folder}")
+endforeach()

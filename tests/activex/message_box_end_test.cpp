@@ -1,0 +1,102 @@
+#include <gtest/gtest.h>
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QMessageBox>
+#include <QTimer>
+#include <QWidget>
+#include <memory>
+#include <string>
+
+#include "activex/ActiveXCtrl.h"
+#include "model/settings/SystemSettings.h"
+#include "render/device/MemorySurfaceDevice.h"
+#include "tests/activex/home_support.h"
+#include "tests/support/model_state.h"
+#include "tests/support/render_state.h"
+
+namespace
+{
+
+// The container's window and the control in it, while a message box of the control stands.
+struct Container {
+    std::unique_ptr<QWidget> window;
+    CComPtr<IControlWindow> control;
+};
+
+struct EndRow {
+    const char* name;
+    void (*end)(Container& container);
+    bool letsGo;  // the control's last reference goes too
+};
+
+class MessageBoxEndTest : public testing::TestWithParam<EndRow>
+{
+  protected:
+    ~MessageBoxEndTest() override { QCoreApplication::removePostedEvents(qApp, QEvent::Quit); }
+
+    class CTold final : public CActiveXCtrl
+    {
+      public:
+        explicit CTold(bool& gone) : m_bGone(gone) {}
+        ~CTold() override { m_bGone = true; }
+
+      private:
+        bool& m_bGone;
+    };
+
+    Container Embed()
+    {
+        Container container{std::make_unique<QWidget>(), {}};
+        auto* const made = new CTold(m_bGone);
+        container.control = CComPtr<IControlWindow>(made);
+        made->Release();
+        EXPECT_EQ(container.control->CreateControlWindow(container.window.get()), S_OK);
+        container.window->show();
+        return container;
+    }
+
+    const CTestHome m_Home;
+    const CModelState m_Model;
+    const CRenderState m_Render{std::make_shared<CMemorySurfaceAdapter>()};
+    bool m_bGone = false;
+};
+
+TEST_P(MessageBoxEndTest, ContainerMayEndTheControlWhileItsBoxStands)
+{
+    ASSERT_TRUE(
+        WriteSetting(ESetting::DirectoryPort, "1"));  // where nobody answers: the logon fails with a box
+    Container container = Embed();
+    QTimer ending;
+    QObject::connect(&ending, &QTimer::timeout, [&] {
+        if (qobject_cast<QMessageBox*>(QApplication::activeModalWidget()) == nullptr) return;
+        ending.stop();
+        GetParam().end(container);
+        EXPECT_FALSE(m_bGone) << "the panel still is inside the box";
+    });
+    ending.start(5);
+    auto* const accept = container.window->findChild<QAbstractButton*>("control1");
+    ASSERT_NE(accept, nullptr);
+    accept->click();  // returns behind the box
+    EXPECT_FALSE(ending.isActive());
+    EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
+    EXPECT_EQ(QApplication::overrideCursor(), nullptr);
+    EXPECT_EQ(m_bGone, GetParam().letsGo);
+}
+
+constexpr EndRow ENDS[] = {
+    {"window_taken_down", [](Container& container) { container.control->DestroyControlWindow(); }, false},
+    {"control_let_go", [](Container& container) { container.control.Reset(); }, true},
+    {"container_deleted", [](Container& container) { container.window.reset(); }, false},
+    {"all_of_it",
+     [](Container& container) {
+         container.control.Reset();
+         container.window.reset();
+     },
+     true},
+};
+
+INSTANTIATE_TEST_SUITE_P(Ends, MessageBoxEndTest, testing::ValuesIn(ENDS),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+}  // namespace
