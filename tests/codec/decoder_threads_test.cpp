@@ -72,7 +72,7 @@ TEST(DecoderThreads, H264DecodersShareNothingButTheirTablesAndTheWarnings)
                     whole.Decode(packet.data(), static_cast<int32_t>(packet.size()));
                 if (frame && frame->data[0]) pictures[i].push_back(CopyPicture(*frame));
             }
-            CC264Decoder warning(160, 160);  // of slices that end behind their first macroblock
+            CC264Decoder warning(160, 160);  // of slices that end after their first macroblock
             for (const H264Packet& packet : short_ones)
                 warning.Decode(packet.data(), static_cast<int32_t>(packet.size()));
         });
