@@ -47,14 +47,26 @@ TEST_P(C264Checksum, ProtectedUnitsDecode)
 TEST_P(C264Checksum, WrongUnitFailsWithAWarningAndTheNextOneDecodes)
 {
     FeedAll(Protected(m_Packet, true));
-    const int before = C264Warnings(C264_WARNING_CHECKSUM);
+    const CC264NewWarnings warnings;
     H264Packet damaged = Protected(m_Packet, false);
     damaged[damaged.size() - 8] ^= 0x10;
     EXPECT_EQ(FeedAll(damaged), -1);
     EXPECT_EQ(m_Fed.iGot, 0);
-    EXPECT_EQ(C264Warnings(C264_WARNING_CHECKSUM), before + 1);
+    EXPECT_EQ(warnings.Count(C264_WARNING_CHECKSUM), 1);
     EXPECT_GT(FeedAll(Protected(m_Packet, false)), 0);
     EXPECT_EQ(m_Fed.iGot, 1);
+}
+
+TEST_P(C264Checksum, TheLaterOfTwoAnnouncementsHolds)
+{
+    constexpr uint32_t LATER = 65519;
+    const auto other = GetParam() == EH264Checksum::Bits16 ? EH264Checksum::Bits32 : EH264Checksum::Bits16;
+    EXPECT_GT(m_Fed.Feed(H264ChecksumSei(GetParam(), MODULUS, MODULUS)), 0);
+    EXPECT_GT(m_Fed.Feed(H264ChecksumSei(other, LATER, LATER)), 0);
+    EXPECT_EQ(FeedAll(Protected(m_Packet, false)), -1);
+    EXPECT_GT(FeedAll(ProtectH264(m_Packet, other, LATER, false)), 0);
+    EXPECT_EQ(m_Fed.iGot, 1);
+    EXPECT_EQ(m_Fed.Middle(0, 0), 132);
 }
 
 TEST_P(C264Checksum, UnitWithoutReferencePassesUnchecked)

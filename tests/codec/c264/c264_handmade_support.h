@@ -171,13 +171,25 @@ inline void C264FeedColumns(C264Fed* fed)
     ASSERT_EQ(fed->Middle(0, 1), 132);
 }
 
-/// How many warnings of one text the ring holds.
-inline int C264Warnings(const char* text)
+/// The warnings since this was made. It fills the ring first, so that nothing older is counted and nothing that
+/// is counted was pushed out; up to 254 warnings of all texts.
+class CC264NewWarnings
 {
-    int32_t count = 0;
-    const std::atomic<const char*>* const ring = c264_log_get(&count);
-    int found = 0;
-    for (int32_t i = 0; i < count; ++i)
-        found += ring[i].load() == text;
-    return found;
-}
+  public:
+    CC264NewWarnings()
+    {
+        static constexpr char MARK[] = "older";
+        for (size_t i = 0; i < C264_LOG_SIZE; ++i)
+            c264_log(MARK);
+    }
+
+    int Count(const char* text) const
+    {
+        int32_t count = 0;
+        const std::atomic<const char*>* const ring = c264_log_get(&count);
+        int found = 0;
+        for (int32_t i = 1; i < count; ++i)  // slot 0 keeps the first one of the process
+            found += ring[i].load() == text;
+        return found;
+    }
+};

@@ -281,11 +281,11 @@ TEST(C264Sei, TheLaterOfTwoAnnouncementsHolds)
 
 TEST(C264Sei, NumbersThatDifferFailWithAWarning)
 {
-    const int before = C264Warnings(C264_WARNING_SEI);
+    const CC264NewWarnings warnings;
     const c264_check kept = Scan({0x90, 0x09, 0x80, 0x81, 0, 5, 0, 6}, false, {2, 77});
     EXPECT_EQ(kept.mode, 2u);
     EXPECT_EQ(kept.modulus, 77u);
-    EXPECT_EQ(C264Warnings(C264_WARNING_SEI), before + 1);
+    EXPECT_EQ(warnings.Count(C264_WARNING_SEI), 1);
 }
 
 TEST(C264Sei, IsReadInStepsOf16BitsFromItsFirstByte)
@@ -314,5 +314,24 @@ TEST(C264Sei, NumbersCutOffByTheEndCountAsZero)
     EXPECT_EQ(check.modulus, 0u) << "nothing is checked from here on";
     Scan({0x90, 0x09, 0x80, 0x81, 0, 5}, false);
     EXPECT_EQ(Scan({0x90, 0x09, 0x80}).mode, 0u);
+}
+
+TEST(C264Sei, ANumberCutInTheMiddleKeepsTheBytesThatAreThere)
+{
+    const CC264NewWarnings warnings;
+    for (const uint8_t kind : {0x81, 0x82}) {
+        SCOPED_TRACE(kind);
+        // the first one: what is there of it, against zeros
+        const c264_check kept = Scan({0x90, 0x09, 0x80, kind, 0xAB}, false, {1, 5});
+        EXPECT_EQ(kept.mode, 1u);
+        EXPECT_EQ(kept.modulus, 5u);
+    }
+    // the second one, by one byte and by three: unequal, unless the bytes that aren't there are zeros
+    Scan({0x90, 0x09, 0x80, 0x81, 0xAB, 0xCD, 0xAB}, false);
+    EXPECT_EQ(Scan({0x90, 0x09, 0x80, 0x81, 0xAB, 0, 0xAB}).modulus, 0xAB00u);
+    Scan({0x90, 0x09, 0x80, 0x82, 1, 2, 3, 4, 1, 2, 3}, false);
+    EXPECT_EQ(Scan({0x90, 0x09, 0x80, 0x82, 1, 2, 3, 0, 1, 2, 3}).modulus, 0x01020300u);
+    EXPECT_EQ(Scan({0x90, 0x09, 0x80, 0x82, 1, 0, 0, 0, 1}).modulus, 0x01000000u);
+    EXPECT_EQ(warnings.Count(C264_WARNING_SEI), 4);
 }
 }  // namespace
