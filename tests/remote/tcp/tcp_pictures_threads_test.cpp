@@ -5,6 +5,7 @@
 
 #include "codec/decoder.h"
 #include "render/CellPool.h"
+#include "tests/remote/p2p/p2p_support.h"
 #include "tests/remote/tcp/tcp_support.h"
 #include "tests/support/test_picture.h"
 
@@ -53,6 +54,7 @@ TEST_F(TcpPictures, PicturesAreCountedByWhatBecameOfThem)
     for (std::uint32_t i = 1; i <= 4; ++i) {
         m_Clock.Set(i * 70);
         send(EShowing::Shown);
+        ASSERT_TRUE(WaitUntil([&] { return counters.shown == i; }));  // counted a moment after it is shown
     }
     device->Close();
     EXPECT_EQ(counters.decoded, 9U);
