@@ -18,7 +18,6 @@ namespace recorder
 namespace
 {
 
-constexpr size_t MAX_QUEUED_BYTES = 16 << 20;
 constexpr std::chrono::seconds FLUSH_EVERY{1};
 constexpr std::chrono::seconds RETRY_AFTER{5};
 constexpr const char* LOCK_NAME = "watchwall-recorder.lock";

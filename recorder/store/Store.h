@@ -46,6 +46,7 @@ class Store
 {
   public:
     using Clock = std::chrono::steady_clock;
+    static constexpr size_t MAX_QUEUED_BYTES = 16 << 20;  // that wait for the disk
 
     /// Throws std::runtime_error when the folder can't be had, or another recorder keeps its records there.
     explicit Store(StoreSetup setup);

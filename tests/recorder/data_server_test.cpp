@@ -141,4 +141,29 @@ TEST_F(DataServerTest, AClientThatHangsUpIsNotWatchingAnyMore)
     EXPECT_THAT(m_Server.Clients(), SizeIs(1)) << "kept for the report";
 }
 
+TEST_F(DataServerTest, AnAddressHasNoMoreThanItsShareOfThePlaces)
+{
+    DataServer::Setup setup = ServerSetup();
+    setup.clients = 4;
+    setup.clientsPerAddress = 2;
+    DataServer server(m_Context, setup, *this);
+    server.Start();
+    std::vector<asio::ip::tcp::socket> clients;
+    const auto connect = [&](uint32_t from) {
+        asio::ip::tcp::socket& client = clients.emplace_back(m_Context);
+        client.open(asio::ip::tcp::v4());
+        client.bind({asio::ip::address_v4(from), 0});
+        client.connect({asio::ip::address_v4(0x7F000001), server.Local().port});
+        return RunUntil([&] { return server.Counts().connections == clients.size(); });
+    };
+    for (int i = 0; i < 3; ++i)
+        ASSERT_TRUE(connect(0x7F000001));
+    EXPECT_EQ(server.Counts().turnedAway, 1U);
+    for (int i = 0; i < 2; ++i)
+        ASSERT_TRUE(connect(0x7F000002));
+    EXPECT_EQ(server.Counts().turnedAway, 1U) << "another address has places of its own";
+    ASSERT_TRUE(connect(0x7F000003));
+    EXPECT_EQ(server.Counts().turnedAway, 2U) << "all places are taken";
+}
+
 }  // namespace

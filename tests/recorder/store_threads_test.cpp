@@ -110,6 +110,21 @@ TEST_F(StoreTest, GivesBackEveryPictureWithItsTime)
     EXPECT_THAT(store.PathOf(-1), IsEmpty());
 }
 
+TEST_F(StoreTest, AfterAPictureThatWasLeftOutTheNextKeyPictureGoesOn)
+{
+    auto larger = std::make_shared<Coded>(*Group()[1]);
+    larger->bytes.resize(Store::MAX_QUEUED_BYTES + 1);
+    Store store(Setup());
+    Keep(store, 1);
+    store.Keep(0, larger, m_At);
+    for (size_t i = 2; i < 25; ++i)
+        store.Keep(0, Group()[i], m_At);
+    Keep(store, 1);
+    store.Sync();
+    EXPECT_EQ(store.Counts().leftOut, 24U);
+    ExpectGroups(Read(store.PathOf(1)), 50);
+}
+
 TEST_F(StoreTest, FolderWithAColonIsAFolder)
 {
     const CTestCurrentFolder inside(m_Folder.Path());
