@@ -6,9 +6,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <random>
 
 #include "recorder/media/CodecStream.h"
@@ -224,6 +226,29 @@ TEST_F(StoreTest, OtherFilesInTheFolderStay)
     EXPECT_THAT(store.Records(), IsEmpty()) << "an empty file is no record";
     EXPECT_TRUE(std::filesystem::exists(m_Folder.Path("store/notes.txt")));
     EXPECT_FALSE(std::filesystem::exists(m_Folder.Path("store/000000001-ch01-20261122-065500.mkv")));
+}
+
+// As when a disk is slower than what the channels stream: the end of a recorder waits for a sync.
+TEST_F(StoreTest, ASyncEndsThoughPicturesKeepComing)
+{
+    const auto until = steady_clock::now() + 10s;
+    std::atomic<bool> synced = false;
+    std::function<void()> more;
+    StoreSetup setup = Setup();
+    setup.clock = [&] {  // asked for each record, on the store's thread
+        more();
+        return START;
+    };
+    Store store(std::move(setup));
+    more = [&] {
+        m_At += 3s;  // a gap, so that each picture begins a record
+        if (!synced && steady_clock::now() < until) store.Keep(0, Group()[0], m_At);
+    };
+    store.Keep(0, Group()[0], m_At);
+    store.Sync();
+    synced = true;
+    EXPECT_LT(steady_clock::now(), until) << "as long as there were more";
+    EXPECT_GE(store.Counts().pictures, 1U);
 }
 
 TEST_F(StoreTest, TwoRecordersDoNotShareAFolder)
