@@ -248,11 +248,20 @@ void Store::End(Track& track)
     if (!error) record.bytes = static_cast<int64_t>(bytes);
 }
 
-// A channel that nobody watches any more has no further picture that would end its record.
+// A channel that nobody watches any more has no further picture that would end its record. Where the disk is
+// late one may be waiting, which tells by its own time whether the record goes on.
 void Store::EndIdle()
 {
-    for (Track& track : m_Tracks)
-        if (track.writer && Clock::now() - track.last >= m_Setup.gap) End(track);
+    std::vector<bool> waits(m_Tracks.size());
+    {
+        const std::lock_guard lock(m_Mutex);
+        for (const Item& item : m_Queue)
+            waits[static_cast<size_t>(item.channel)] = true;
+    }
+    for (size_t channel = 0; channel < m_Tracks.size(); ++channel) {
+        Track& track = m_Tracks[channel];
+        if (track.writer && !waits[channel] && Clock::now() - track.last >= m_Setup.gap) End(track);
+    }
 }
 
 void Store::FlushAll()

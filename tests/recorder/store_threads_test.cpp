@@ -12,6 +12,7 @@
 #include <fstream>
 #include <functional>
 #include <random>
+#include <utility>
 
 #include "recorder/media/CodecStream.h"
 #include "recorder/scene/Scene.h"
@@ -226,6 +227,28 @@ TEST_F(StoreTest, OtherFilesInTheFolderStay)
     EXPECT_THAT(store.Records(), IsEmpty()) << "an empty file is no record";
     EXPECT_TRUE(std::filesystem::exists(m_Folder.Path("store/notes.txt")));
     EXPECT_FALSE(std::filesystem::exists(m_Folder.Path("store/000000001-ch01-20261122-065500.mkv")));
+}
+
+// As when a disk stood still for longer than a gap lasts.
+TEST_F(StoreTest, APictureThatHasWaitedGoesOnWithItsRecord)
+{
+    const auto at = Store::Clock::now() - 10s;
+    std::function<void()> meanwhile;
+    StoreSetup setup = Setup();
+    setup.clock = [&] {  // asked when a record begins, on the store's thread
+        std::exchange(meanwhile, [] {})();
+        return START;
+    };
+    Store store(std::move(setup));
+    meanwhile = [&] { store.Keep(0, Group()[1], at + 40ms); };
+    store.Keep(0, Group()[0], at);
+    store.Sync();
+    store.Sync();  // the first may have been asked for before the second picture was given
+    EXPECT_EQ(store.Counts().pictures, 2U);
+    EXPECT_EQ(store.Counts().leftOut, 0U);
+    ASSERT_THAT(store.Records(), SizeIs(1));
+    EXPECT_FALSE(store.Records()[0].open) << "no more waits, and the gap is long over";
+    ExpectGroups(Read(store.PathOf(1)), 2);
 }
 
 // As when a disk is slower than what the channels stream: the end of a recorder waits for a sync.
