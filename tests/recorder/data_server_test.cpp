@@ -14,6 +14,7 @@
 
 #include "recorder/server/UdpTransport.h"
 #include "recorder/store/RecordFile.h"
+#include "tests/support/file_limit.h"
 #include "tests/support/test_folder.h"
 
 namespace
@@ -157,6 +158,25 @@ TEST_F(DataServerTest, AClientThatHangsUpIsNotWatchingAnyMore)
     m_Client.close();
     EXPECT_TRUE(RunUntil([this] { return m_Watching[{2, ECodec::H264}] == 0; }));
     EXPECT_THAT(m_Server.Clients(), SizeIs(1)) << "kept for the report";
+}
+
+TEST_F(DataServerTest, AClientForWhomNoDescriptorIsLeftIsTakenLater)
+{
+    {
+        const CResourceLimit noFile(RLIMIT_NOFILE, 0);
+        EXPECT_EQ(m_Context.run_one(), 1U);
+    }
+    EXPECT_EQ(m_Server.Counts().connections, 0U);
+    EXPECT_TRUE(Watch());
+}
+
+TEST_F(DataServerTest, AClientThatAsksForNothingIsLetGo)
+{
+    asio::write(m_Client, asio::buffer("\x10\0\0\0\3", 5));
+    ASSERT_TRUE(RunUntil([this] { return m_Server.Counts().timeouts == 1; }));
+    char cByte = 0;
+    EXPECT_EQ(recv(m_Client.native_handle(), &cByte, 1, 0), 0);
+    EXPECT_THAT(m_Server.Clients(), testing::IsEmpty());
 }
 
 // A client with a small buffer, and little patience with it.
