@@ -76,4 +76,17 @@ TEST(LibAvLogTest, AWarningIsSaidOnceAndWithoutPasswords)
               "watchwall-recorder: packet 0 of rtsp://camera/a is late\n");
 }
 
+// The words of a camera's refusal are its own.
+TEST(LibAvLogTest, ControlCharactersOfAWarningAreReplaced)
+{
+    SayLibAvWarningsOnce();
+    testing::internal::CaptureStderr();
+    av_log(nullptr, AV_LOG_WARNING,
+           "refused: \x1B[31m\x7F \xC2\x9B"
+           "31m \x9B"
+           "31m by \xC3\xBC\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "watchwall-recorder: refused: ?[31m? ?31m ?31m by \xC3\xBC\n");
+}
+
 }  // namespace
