@@ -4,6 +4,7 @@
 
 #include "common/RenderCell.h"
 #include "common/RenderWnd.h"
+#include "platform/qt/PanelsThread.h"
 #include "render/CellPool.h"
 
 // Full screen, and cells as windows of their own. Mode 3 takes the grid out of its parent; the other modes blow
@@ -114,6 +115,7 @@ void CRenderWnd::closeEvent(QCloseEvent* event)
 
 void CRenderWnd::SetFloat(bool floating)
 {
+    ASSERT_PANELS_THREAD();
     m_bFloating = floating;
     for (CRenderCell* cell : m_Cells) {
         const bool used = IsCellUsed(cell->Handle());

@@ -10,6 +10,7 @@
 #include "model/tree/Folder.h"
 #include "platform/os/language.h"
 #include "platform/qt/Menu.h"
+#include "platform/qt/PanelsThread.h"
 #include "remote/IDevice.h"
 #include "render/CellPool.h"
 #include "skin/Skin.h"
@@ -124,6 +125,7 @@ void CRenderWnd::MoveFocus(int dx, int dy)
 
 void CRenderWnd::CreateButtons()
 {
+    ASSERT_PANELS_THREAD();
     for (std::size_t i = 0; i < m_Record.list_wnd.size(); ++i) {
         const XWnd* const wnd = m_Record.list_wnd[i];
         const bool slot =

@@ -67,6 +67,7 @@ class CNodeModel
   private:
     CNodeModel();
     static bool OpenDatabase();
+    bool IsPanelsThread() const;
     CGlobalSetting* CreateGlobalSetting();
 
     std::unique_ptr<CFolder> m_pRoot;  // made on the first demand
