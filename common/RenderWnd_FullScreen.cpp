@@ -91,7 +91,7 @@ void CRenderWnd::LeaveFullScreen()
     if (normal && outer->geometry() != m_SavedPlacement) outer->setGeometry(m_SavedPlacement);
     m_Place.Put({m_Rect.left, m_Rect.top, m_Rect.right - m_Rect.left, m_Rect.bottom - m_Rect.top});
     show();
-    // All of them, in every mode: also one that was hidden before.
+    // oddity: siblings-shown. All of them, in every mode: also one that was hidden before.
     for (QWidget* sibling : GetSiblings())
         sibling->show();
     outer->activateWindow();  // the keyboard was the full screen's, which is gone

@@ -76,6 +76,7 @@ void CRenderWnd::ShowMenu(const QPoint& place)
 
 void CRenderWnd::OnDoubleClick(HWND window)
 {
+    // oddity: double-click-by-focus. It asks for the cell with the focus, whatever cell it is sent for.
     if (RefuseWhileLocked() || !IsCellUsed(FocusedCell())) return;
     const bool single = m_State.GetLayout() == CGridState::SINGLE_LAYOUT;
     IDevice* const device = FindDeviceByWnd(window);
