@@ -90,7 +90,7 @@ CNodeModel::CNodeModel() : m_PanelsThread(std::this_thread::get_id()) {}
 CNodeModel::~CNodeModel()
 {
     CloseDatabase();
-    DeleteRoot();
+    FreeRoot();
 }
 
 CNodeModel* CNodeModel::GetInstance()
@@ -109,7 +109,7 @@ void CNodeModel::DestroyInstance()
 {
     const CAutoLock lock(State().instanceLock);
     const std::unique_ptr<CNodeModel> instance(State().instance.load());
-    if (instance) instance->DeleteRoot();  // while the singleton still answers
+    if (instance) instance->FreeRoot();  // while the singleton still answers
     State().instance = nullptr;
     State().told.clear();
 }
@@ -164,6 +164,11 @@ CFolder* CNodeModel::GetRoot()
 void CNodeModel::DeleteRoot()
 {
     assert(IsPanelsThread() && "called on a foreign thread");
+    FreeRoot();
+}
+
+void CNodeModel::FreeRoot()
+{
     m_pCurrent = nullptr;
     m_pRoot.reset();
 }

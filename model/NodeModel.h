@@ -68,6 +68,7 @@ class CNodeModel
     CNodeModel();
     static bool OpenDatabase();
     bool IsPanelsThread() const;
+    void FreeRoot();
     CGlobalSetting* CreateGlobalSetting();
 
     std::unique_ptr<CFolder> m_pRoot;  // made on the first demand
