@@ -101,6 +101,7 @@ void CMainDialog::InstallHook()
     g_hMessageHook = SetWindowsHookExA([](int code, WPARAM removed, MSG& message) {
         const bool key = code >= HC_ACTION && removed == PM_REMOVE && message.message >= WM_KEYDOWN &&
                          message.message <= WM_UNICHAR;
+        // oddity: left-button-at-any-code. Code and flag count for keys alone.
         if ((key || message.message == WM_LBUTTONDOWN) &&
             WalkPreTranslateTree(message) == EPreTranslate::Handled) {
             message.message = WM_NULL;

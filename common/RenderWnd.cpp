@@ -94,6 +94,7 @@ void CRenderWnd::CopyRecord(const XRenderWnd& record)
 
 bool CRenderWnd::Init(QWidget* parent, const XRenderWnd& record, std::int32_t mode)
 {
+    ASSERT_PANELS_THREAD();
     m_iMode = mode;
     CopyRecord(record);
     m_pParent = parent;

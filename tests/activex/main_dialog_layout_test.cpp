@@ -73,7 +73,7 @@ TEST_F(MainDialogTest, OtherCommandsOfTheRangeDoNothing)
     EXPECT_FALSE(panel.GetGrid()->IsCycling());
 }
 
-// Settled: the panel's own flag turns although the locked grid starts no timer.
+// oddity: cycle-flag-turns. The panel's own flag turns although the locked grid starts no timer.
 TEST_F(MainDialogTest, LockedGridIgnoresPageActionsAndRefusesArrangementsWithAMessage)
 {
     CBoxCatcher boxes;

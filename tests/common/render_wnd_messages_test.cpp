@@ -96,7 +96,7 @@ TEST_F(RenderWndTest, CellsClicksHaveTheirNumbers)
     QApplication::activePopupWidget()->close();
 }
 
-// Settled: a double click asks whether the cell with the focus is used, whatever cell it is sent for.
+// oddity: double-click-by-focus. It asks whether the cell with the focus is used, whatever cell it is sent for.
 TEST_F(RenderWndTest, DoubleClickGoesByTheCellWithTheFocus)
 {
     CRenderWnd& grid = Grid();
