@@ -11,8 +11,6 @@ namespace recorder
 
 // What a client's buffer for one stream message holds, the 4 bytes of its header word included.
 inline constexpr size_t MAX_MESSAGE_BYTES = 101376;
-// One coded picture on the data port, as large as what a client's decoder takes at once.
-inline constexpr size_t MAX_H264_BYTES = 262136;
 
 struct StreamSetup {
     int rate = 25;

@@ -4,6 +4,7 @@ extern "C" {
 #include <libavutil/opt.h>
 }
 
+#include <algorithm>
 #include <cstring>
 #include <stdexcept>
 #include <string>
@@ -19,6 +20,8 @@ namespace
 
 // A coarser quantiser than this never needs a macroblock without transform.
 constexpr int MIN_QUANT = 14;
+// What the encoder's buffer model holds at most, and so a picture, but for what the encoder misjudges.
+constexpr int64_t MOST_BUFFER_BITS = int64_t{8} * MAX_H264_BYTES * 3 / 4;
 
 std::string Parameters(const H264Setup& setup)
 {
@@ -54,9 +57,11 @@ H264Encoder::State::State(const H264Setup& setup) : m_Setup(setup)
     context.sample_aspect_ratio = {1, 1};
     context.time_base = {1, setup.rate};
     context.framerate = {setup.rate, 1};
-    context.bit_rate = setup.bitRate;
-    context.rc_max_rate = setup.bitRate * 3 / 2;
-    context.rc_buffer_size = static_cast<int>(setup.bitRate);
+    // The model's buffer holds one picture at least, so no rate may ask for more than fits.
+    const int64_t mostRate = MOST_BUFFER_BITS * setup.rate;
+    context.bit_rate = std::min(setup.bitRate, mostRate);
+    context.rc_max_rate = std::min(setup.bitRate * 3 / 2, mostRate);
+    context.rc_buffer_size = static_cast<int>(std::min(setup.bitRate, MOST_BUFFER_BITS));
     context.gop_size = setup.group;
     context.max_b_frames = 0;
     context.thread_count = 1;

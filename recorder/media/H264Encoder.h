@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -13,6 +14,9 @@ namespace recorder
 
 // How the syntax elements of H.264 are coded.
 enum class EEntropy { Cavlc, Cabac };
+
+/// One coded picture on the data port, as large as what a client's decoder takes at once.
+inline constexpr size_t MAX_H264_BYTES = 262136;
 
 /// The encoder's effort, unless told: what a processor makes of many channels counts more than their bytes.
 inline constexpr const char* H264_PRESET = "superfast";

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <random>
 
 #include "recorder/h264/Subset.h"
 #include "recorder/media/CodecStream.h"
@@ -208,6 +209,24 @@ INSTANTIATE_TEST_SUITE_P(Widths, ChecksumTest, testing::Values(EChecksum::Sixtee
                          [](const auto& row) {
                              return row.param == EChecksum::Sixteen ? "Sixteen" : "ThirtyTwo";
                          });
+
+// Noise in every sample, at a rate that would allow for all of it.
+TEST(H264StreamTest, PicturesFitAClientsBufferWhateverTheyShow)
+{
+    Picture noise;
+    noise.Resize(1280, 720);
+    std::minstd_rand random(1);
+    for (auto* const plane : {&noise.y, &noise.u, &noise.v})
+        for (uint8_t& sample : *plane)
+            sample = static_cast<uint8_t>(random() >> 8);
+    StreamSetup setup;
+    setup.bitRate = 100'000'000;
+    const auto stream = MakeCodecStream(ECodec::H264, setup);
+    for (int i = 0; i < 4; ++i)
+        stream->Make(noise, i, false);
+    EXPECT_GE(stream->Counts().pictures, 3U);
+    EXPECT_GE(stream->Counts().keys, 1U);
+}
 
 TEST(AnnexBTest, BytesThatLookLikeAStartCodeComeBack)
 {
