@@ -28,10 +28,10 @@ class DataServerTest : public testing::Test, public IDirectChannels
   protected:
     static constexpr size_t PICTURE_BYTES = 100'000;
 
-    explicit DataServerTest(const DataServer::Setup& setup = ServerSetup(), int iClientBuffer = 0)
+    explicit DataServerTest(const DataServer::Setup& setup = ServerSetup(), int clientBuffer = 0)
         : m_Server(m_Context, setup, *this), m_Client(m_Context, asio::ip::tcp::v4())
     {
-        if (iClientBuffer > 0) m_Client.set_option(asio::socket_base::receive_buffer_size(iClientBuffer));
+        if (clientBuffer > 0) m_Client.set_option(asio::socket_base::receive_buffer_size(clientBuffer));
         m_Server.Start();
         const Endpoint at = m_Server.Local();
         m_Client.connect({asio::ip::address_v4(at.address), at.port});
@@ -199,8 +199,8 @@ TEST_F(DataServerTest, AClientThatAsksForNothingIsLetGo)
 {
     asio::write(m_Client, asio::buffer("\x10\0\0\0\3", 5));
     ASSERT_TRUE(RunUntil([this] { return m_Server.Counts().timeouts == 1; }));
-    char cByte = 0;
-    EXPECT_EQ(recv(m_Client.native_handle(), &cByte, 1, 0), 0);
+    char byte = 0;
+    EXPECT_TRUE(RunUntil([&] { return recv(m_Client.native_handle(), &byte, 1, MSG_DONTWAIT) == 0; }));
     EXPECT_THAT(m_Server.Clients(), testing::IsEmpty());
 }
 
@@ -231,14 +231,14 @@ class LateClientTest : public DataServerTest
     // line for each connection: "0: local:port remote:port state ...".
     bool IsEnding()
     {
-        char szPort[8];
-        std::snprintf(szPort, sizeof szPort, ":%04X", m_Client.local_endpoint().port());
+        char port[8];
+        std::snprintf(port, sizeof port, ":%04X", m_Client.local_endpoint().port());
         std::ifstream table("/proc/net/tcp");
         for (std::string line; std::getline(table, line);) {
             std::istringstream fields(line);
             std::string number, local, remote, state;
             fields >> number >> local >> remote >> state;
-            if (remote.ends_with(szPort) && state == "04") return true;
+            if (remote.ends_with(port) && state == "04") return true;
         }
         return false;
     }
