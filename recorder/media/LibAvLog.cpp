@@ -41,6 +41,19 @@ std::string KindOf(const std::string& text)
     return kind;
 }
 
+// Those above ASCII (U+0080 to U+009F) too, by which terminals can be steered as well.
+void HideControls(std::string& text)
+{
+    unsigned char before = 0;
+    for (size_t at = 0; at < text.size(); ++at) {
+        const auto byte = static_cast<unsigned char>(text[at]);
+        const bool high = before == 0xC2 && byte >= 0x80 && byte <= 0x9F;
+        if (high) text[at - 1] = '?';
+        if (high || byte < ' ' || byte == 0x7F) text[at] = '?';
+        before = byte;
+    }
+}
+
 void Say(void* context, int level, const char* format, va_list arguments)
 {
     if (level > AV_LOG_WARNING) return;
@@ -53,9 +66,7 @@ void Say(void* context, int level, const char* format, va_list arguments)
     std::string text = WithoutAddresses(WithoutSecrets(line));
     while (!text.empty() && (text.back() == '\n' || text.back() == '\r'))
         text.pop_back();
-    for (char& letter : text)
-        if (static_cast<unsigned char>(letter) < ' ') letter = '?';
-
+    HideControls(text);
     static std::mutex mutex;
     static std::set<std::string> said;
     const std::lock_guard lock(mutex);
