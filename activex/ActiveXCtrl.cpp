@@ -15,6 +15,7 @@
 #include "platform/qt/HandlersAtWork.h"
 #include "platform/qt/Keys.h"
 #include "platform/qt/MessageBoxes.h"
+#include "platform/qt/PanelsThread.h"
 #include "platform/qt/ProcessEnd.h"
 #include "platform/qt/QtPlatform.h"
 
@@ -126,6 +127,7 @@ bool CActiveXCtrl::PutText(std::string& text, const std::vector<std::string>& ar
 HRESULT CActiveXCtrl::Invoke(std::int32_t dispid, EDispatch kind, const std::vector<std::string>& arguments,
                              std::string* result)
 {
+    ASSERT_PANELS_THREAD();
     if (dispid == DISPID_LoadParameter) {
         if (kind != EDispatch::Method) return DISP_E_MEMBERNOTFOUND;
         if (!arguments.empty()) return DISP_E_BADPARAMCOUNT;
@@ -153,6 +155,7 @@ void CActiveXCtrl::LoadParameter()
 
 HRESULT CActiveXCtrl::SetClientSite(IControlSite* site)
 {
+    ASSERT_PANELS_THREAD();
     m_pSite = site;
     return S_OK;
 }
@@ -170,11 +173,14 @@ HRESULT CActiveXCtrl::SetMessageSink(IMessageSink* sink)
 
 HRESULT CActiveXCtrl::CreateControlWindow(void* parent)
 {
+    ASSERT_PANELS_THREAD();
     if (parent == nullptr) return E_INVALIDARG;
     if (m_pWidget != nullptr) return S_FALSE;
     m_bPlatformStarted = StartQtPlatform();
     if (!m_bPlatformStarted) return E_FAIL;
     KeepModuleMapped();
+    // The container may let the control go while a message box of the start stands.
+    const CHandlerAtWork atWork;
     HRESULT result = E_FAIL;
     // A start-up that fails, on a faulty layout file for one, ends here: nothing is thrown at the container.
     try {
@@ -196,6 +202,7 @@ HRESULT CActiveXCtrl::CreateControlWindow(void* parent)
 
 HRESULT CActiveXCtrl::SetProfile(const std::string& name)
 {
+    ASSERT_PANELS_THREAD();
     if (m_pWidget != nullptr) return E_FAIL;
     if (name != "classic" && name != "operator") return E_INVALIDARG;
     AskForProfile(name == "operator" ? EProfile::Operator : EProfile::Classic);
@@ -235,6 +242,7 @@ void CActiveXCtrl::OnDraw(QPainter* painter, const QRect& bounds)
 
 HRESULT CActiveXCtrl::SetBounds(std::int32_t x, std::int32_t y, std::int32_t width, std::int32_t height)
 {
+    ASSERT_PANELS_THREAD();
     if (m_pWidget == nullptr) return E_FAIL;
     m_pWidget->setGeometry(x, y, width, height);
     return S_OK;
@@ -249,6 +257,7 @@ HRESULT CActiveXCtrl::Draw(void* painter, std::int32_t x, std::int32_t y, std::i
 
 HRESULT CActiveXCtrl::DestroyControlWindow()
 {
+    ASSERT_PANELS_THREAD();
     if (m_pWidget == nullptr || IsProcessEnding()) return S_FALSE;
     delete m_pWidget.data();
     return S_OK;
@@ -269,6 +278,7 @@ void CActiveXCtrl::WindowGoes()
 
 void* CActiveXCtrl::GetControlWindow()
 {
+    ASSERT_PANELS_THREAD();
     return m_pWidget.data();
 }
 

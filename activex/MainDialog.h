@@ -25,8 +25,8 @@ inline constexpr int MAIN_COMMAND_CONFIG_CAPTION = 6061;
 inline constexpr int MAIN_COMMAND_LAYOUT_MENU = 6025;
 inline constexpr int MAIN_COMMAND_LAYOUT_FIRST = 60000;
 inline constexpr int MAIN_COMMAND_LAYOUT_LAST = 61000;
-/// Has no handler: the caption beneath the layout button is a label, the one beneath the other opens the
-/// configuration.
+/// oddity: caption-without-handler. The caption beneath the layout button is a label, the one beneath the other
+/// opens the configuration.
 inline constexpr int MAIN_LABEL_LAYOUT = 62;
 /// A device changed: the tree's icons are repainted.
 inline constexpr std::uint32_t MAIN_MESSAGE_DEVICE_CHANGED = 0x7EA;

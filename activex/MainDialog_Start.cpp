@@ -101,6 +101,7 @@ void CMainDialog::InstallHook()
     g_hMessageHook = SetWindowsHookExA([](int code, WPARAM removed, MSG& message) {
         const bool key = code >= HC_ACTION && removed == PM_REMOVE && message.message >= WM_KEYDOWN &&
                          message.message <= WM_UNICHAR;
+        // oddity: left-button-at-any-code. Code and flag count for keys alone.
         if ((key || message.message == WM_LBUTTONDOWN) &&
             WalkPreTranslateTree(message) == EPreTranslate::Handled) {
             message.message = WM_NULL;
@@ -186,7 +187,8 @@ bool CMainDialog::CreateGrid()
     archive& Named("m_XRenderWnd", record);
     m_pRenderWnd = std::make_unique<CRenderWnd>();
     const bool built = m_pRenderWnd->Init(Widget(), record, GRID_MODE);
-    m_Tree.SetGrid(m_pRenderWnd->Handle());
+    // The grid may have gone while its message box stood.
+    if (m_pRenderWnd != nullptr) m_Tree.SetGrid(m_pRenderWnd->Handle());
     return built;
 }
 

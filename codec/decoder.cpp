@@ -66,7 +66,8 @@ CodecFrame* CVideoDecoder::Decode(const uint8_t* buffer, int32_t length)
 {
     int32_t got = 0;
     const int32_t used = codec_decode(&m_Context, &m_Frame, &got, buffer, length);
-    // Settled: data that finished no picture hands the previous picture's fields out once more.
+    // oddity: frame-handed-out-again. Data that finished no picture hands the previous picture's fields out
+    // once more.
     return used < 0 ? nullptr : &m_Frame;
 }
 

@@ -128,8 +128,8 @@ int32_t decode(CodecContext* context, CodecFrame* frame, int32_t* got, const uin
         note_swap_without_picture(dec);
         frame->changes = nullptr;
     }
-    // Settled: a B-VOP or one that isn't coded shows nothing, but it swaps the pictures like any other, so that
-    // the next P-VOP predicts from the older one.
+    // oddity: hidden-picture-swaps. A B-VOP or one that isn't coded shows nothing, but it swaps the pictures
+    // like any other, so that the next P-VOP predicts from the older one.
     fill_frame(dec, frame);
     std::swap(dec->current, dec->reference);
     *got = used;

@@ -89,6 +89,7 @@ CGridState::Placement CGridState::Place(float scaleX, float scaleY) const
 
 bool CGridState::GetFocusRect(float scaleX, float scaleY, RECT& rect) const
 {
+    // oddity: focus-over-all-pages. The index is the cell's over all pages, used on the page's rectangles.
     const auto& rects = GetRects();
     if (m_iFocus < 0 || static_cast<std::size_t>(m_iFocus) >= rects.size()) return false;
     rect = ScaleRect(rects[static_cast<std::size_t>(m_iFocus)], scaleX, scaleY);

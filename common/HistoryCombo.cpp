@@ -81,7 +81,8 @@ int CHistoryCombo::AddString(const QString& text)
 {
     ASSERT_PANELS_THREAD();
     const QString trimmed = text.trimmed();
-    insertItem(0, trimmed);
+    insertItem(0,
+               trimmed);  // oddity: empty-entry; nothing refuses blanks, and a list that is loaded ends there
     for (int i = 1; i < count(); ++i) {
         if (itemText(i) == trimmed) {
             removeItem(i);

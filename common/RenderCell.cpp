@@ -77,7 +77,7 @@ CRenderCell::CRenderCell(QWidget* grid, HWND gridWindow)
 
 CRenderCell::~CRenderCell()
 {
-    EmptyPictures().erase(m_hGrid);
+    EmptyPictures().erase(m_hGrid);  // oddity: picture-goes-with-any-cell; loaded once for all of the grid
     // oddity: cell-end-quits. The event loop is asked to end, whatever other windows there are.
     // NOLINTNEXTLINE(bugprone-unhandled-exception-at-new): without memory for it the process ends as well
     QCoreApplication::postEvent(QCoreApplication::instance(), new QEvent(QEvent::Quit));

@@ -4,6 +4,7 @@
 
 #include "common/RenderCell.h"
 #include "common/RenderWnd.h"
+#include "platform/qt/PanelsThread.h"
 #include "render/CellPool.h"
 
 // Full screen, and cells as windows of their own. Mode 3 takes the grid out of its parent; the other modes blow
@@ -90,7 +91,7 @@ void CRenderWnd::LeaveFullScreen()
     if (normal && outer->geometry() != m_SavedPlacement) outer->setGeometry(m_SavedPlacement);
     m_Place.Put({m_Rect.left, m_Rect.top, m_Rect.right - m_Rect.left, m_Rect.bottom - m_Rect.top});
     show();
-    // All of them, in every mode: also one that was hidden before.
+    // oddity: siblings-shown. All of them, in every mode: also one that was hidden before.
     for (QWidget* sibling : GetSiblings())
         sibling->show();
     outer->activateWindow();  // the keyboard was the full screen's, which is gone
@@ -114,6 +115,7 @@ void CRenderWnd::closeEvent(QCloseEvent* event)
 
 void CRenderWnd::SetFloat(bool floating)
 {
+    ASSERT_PANELS_THREAD();
     m_bFloating = floating;
     for (CRenderCell* cell : m_Cells) {
         const bool used = IsCellUsed(cell->Handle());

@@ -10,6 +10,7 @@
 #include "model/tree/Folder.h"
 #include "platform/os/language.h"
 #include "platform/qt/Menu.h"
+#include "platform/qt/PanelsThread.h"
 #include "remote/IDevice.h"
 #include "render/CellPool.h"
 #include "skin/Skin.h"
@@ -75,6 +76,7 @@ void CRenderWnd::ShowMenu(const QPoint& place)
 
 void CRenderWnd::OnDoubleClick(HWND window)
 {
+    // oddity: double-click-by-focus. It asks for the cell with the focus, whatever cell it is sent for.
     if (RefuseWhileLocked() || !IsCellUsed(FocusedCell())) return;
     const bool single = m_State.GetLayout() == CGridState::SINGLE_LAYOUT;
     IDevice* const device = FindDeviceByWnd(window);
@@ -124,6 +126,7 @@ void CRenderWnd::MoveFocus(int dx, int dy)
 
 void CRenderWnd::CreateButtons()
 {
+    ASSERT_PANELS_THREAD();
     for (std::size_t i = 0; i < m_Record.list_wnd.size(); ++i) {
         const XWnd* const wnd = m_Record.list_wnd[i];
         const bool slot =

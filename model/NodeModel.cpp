@@ -4,6 +4,7 @@
 
 #include <array>
 #include <atomic>
+#include <cassert>
 #include <thread>
 #include <utility>
 
@@ -89,7 +90,7 @@ CNodeModel::CNodeModel() : m_PanelsThread(std::this_thread::get_id()) {}
 CNodeModel::~CNodeModel()
 {
     CloseDatabase();
-    DeleteRoot();
+    FreeRoot();
 }
 
 CNodeModel* CNodeModel::GetInstance()
@@ -108,7 +109,7 @@ void CNodeModel::DestroyInstance()
 {
     const CAutoLock lock(State().instanceLock);
     const std::unique_ptr<CNodeModel> instance(State().instance.load());
-    if (instance) instance->DeleteRoot();  // while the singleton still answers
+    if (instance) instance->FreeRoot();  // while the singleton still answers
     State().instance = nullptr;
     State().told.clear();
 }
@@ -148,13 +149,25 @@ std::span<const std::uint8_t> CNodeModel::GetGrey()
     return State().grey;
 }
 
+bool CNodeModel::IsPanelsThread() const
+{
+    return std::this_thread::get_id() == m_PanelsThread;
+}
+
 CFolder* CNodeModel::GetRoot()
 {
+    assert(IsPanelsThread() && "called on a foreign thread");  // every walk begins here
     if (!m_pRoot) m_pRoot = std::make_unique<CFolder>();
     return m_pRoot.get();
 }
 
 void CNodeModel::DeleteRoot()
+{
+    assert(IsPanelsThread() && "called on a foreign thread");
+    FreeRoot();
+}
+
+void CNodeModel::FreeRoot()
 {
     m_pCurrent = nullptr;
     m_pRoot.reset();
@@ -172,7 +185,7 @@ CGlobalSetting* CNodeModel::GetGlobalSetting()
 StorageValues CNodeModel::GetStorageValues()
 {
     // A walk needs the tree to stand still, so other threads get what the panels' thread has found last.
-    if (std::this_thread::get_id() == m_PanelsThread) return GetGlobalSetting()->GetStorageValues();
+    if (IsPanelsThread()) return GetGlobalSetting()->GetStorageValues();
     const auto found = CGlobalSetting::GetFoundValues();
     return found ? *found : MakeSetting()->GetStorageValues();
 }

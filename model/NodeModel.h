@@ -67,6 +67,8 @@ class CNodeModel
   private:
     CNodeModel();
     static bool OpenDatabase();
+    bool IsPanelsThread() const;
+    void FreeRoot();
     CGlobalSetting* CreateGlobalSetting();
 
     std::unique_ptr<CFolder> m_pRoot;  // made on the first demand

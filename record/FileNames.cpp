@@ -37,6 +37,7 @@ std::string GetSnapshotFileName(const std::string& name)
     CNodeModel* const model = CNodeModel::GetInstance();
     const std::string folder = (model != nullptr ? model->GetStorageValues().picPath : std::string()) + "\\";
     MakeSureDirectoryPathExists(folder);
+    // oddity: snapshot-named-jpg. What is written is a BMP.
     return folder + MakeFileName(name) + "-" + FormatTime(std::time(nullptr), FILE_TIME) + ".jpg";
 }
 

@@ -1,5 +1,7 @@
 #include "render/FrameTurns.h"
 
+#include <cassert>
+
 void CFrameTurns::Take()
 {
     CMutexLock lock(m_csTurns);
@@ -15,6 +17,7 @@ void CFrameTurns::Take()
 void CFrameTurns::Give()
 {
     const CMutexLock lock(m_csTurns);
+    assert(m_bTaken && "the caller must have the turn");
     if (m_Waiting.empty()) {
         m_bTaken = false;
         return;

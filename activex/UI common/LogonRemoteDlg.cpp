@@ -162,6 +162,7 @@ EPreTranslate CLogonRemoteDlg::PreTranslateMessage(MSG& message)
     return CDialog::PreTranslateMessage(message);
 }
 
+// oddity: any-net-id. Nothing refuses a text: what the directory doesn't know gives a station without channels.
 void CLogonRemoteDlg::ReadControls()
 {
     m_szAddress = GetDlgItemText(ADDRESS);
@@ -248,7 +249,8 @@ void CLogonRemoteDlg::Logon()
     for (; walk.HasNext(); walk.Next()) {
         auto* const known = dynamic_cast<CStation*>(walk.CurrentItem());
         if (known == nullptr || known->GetName() != m_szAddress) continue;
-        // The station that was built is not taken down again: its session goes on for the life of the process.
+        // oddity: known-station-stays. The station that was built is not taken down again: its session goes on
+        // for the life of the process.
         static auto* const lost =
             new std::vector<std::pair<std::unique_ptr<CDevices>, std::unique_ptr<CRemoteStation>>>;
         lost->emplace_back(std::move(devices), std::move(station));

@@ -57,7 +57,7 @@ class COL2CCmdUI
   public:
     explicit COL2CCmdUI(COL2SubItem& line) : m_dwCommand(line.m_dwCommand), m_Line(line) {}
 
-    /// Sets bit 1 whatever `on` says.
+    /// Sets bit 1 whatever `on` says. oddity: enable-enables-always
     void Enable(bool on);
     /// Sets bit 2 when `check` is not 0.
     void SetCheck(std::int32_t check);

@@ -74,8 +74,8 @@ void ForEachRemote(CNode* node, WORK work)
     }
 }
 
-// Through SetParam, which a channel over P2P does not store: such a channel opens without a window, and its
-// cell is used all the same.
+// oddity: open-all-without-windows. Through SetParam, which a channel over P2P does not store: such a channel
+// opens without a window, and its cell is used all the same.
 void OpenAll(CNode* node, HWND grid)
 {
     ForEachRemote(node, [grid](CRemote& remote) {
@@ -301,6 +301,7 @@ void CTreeDlg::OpenDevice(CRemote& device)
     device.Open();
 }
 
+// oddity: double-click-opens-direct. Direct channels alone; one over P2P is opened by the menu.
 void CTreeDlg::OnDoubleClick(const QModelIndex& item)
 {
     auto* const device = dynamic_cast<CTcpRemote*>(NodeOf(item));

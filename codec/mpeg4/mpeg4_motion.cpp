@@ -8,8 +8,9 @@
 
 namespace
 {
-/// The chroma vector of a macroblock with one vector is (v >> 1) plus this, by v & 3. The devices' own encoder
-/// takes these values; ISO/IEC 14496-2 has 0, 1, 0, 0, which is the option.
+/// The chroma vector of a macroblock with one vector is (v >> 1) plus this, by v & 3.
+/// oddity: chroma-rounding-table; the devices' own encoder takes these values. ISO/IEC 14496-2 has 0, 1, 0, 0:
+/// the option.
 constexpr int32_t chroma_rounding[2 /* standard */][4] = {{0, 0, 1, 0}, {0, 1, 0, 0}};
 
 /// With four vectors it is (sum >> 3) plus this, by sum & 15 (table 7-9).

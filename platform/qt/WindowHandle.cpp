@@ -30,6 +30,7 @@ CWindowHandle::CWindowHandle(QWidget& widget, WNDPROC procedure)
 
 CWindowHandle::~CWindowHandle()
 {
+    ASSERT_PANELS_THREAD();
     Handles().remove(m_pWidget);
     UnregisterWindow(m_hWindow);
 }
@@ -46,5 +47,6 @@ HWND WindowOf(const QWidget* widget)
 
 QWidget* WidgetOf(HWND window)
 {
+    ASSERT_PANELS_THREAD();
     return static_cast<QWidget*>(GetNativeWindow(window));
 }

@@ -13,6 +13,7 @@ constexpr std::size_t BATCH_ANSWERS = 64;  // the network code cuts no more than
 
 void CAnswerBatch::SendDatagram(std::span<const std::uint8_t> datagram, const sockaddr_in& to)
 {
+    ASSERT_THREAD(m_ReceivingThread);
     const bool same =
         datagram.size() == m_Size && to.sin_addr.s_addr == m_To.sin_addr.s_addr && to.sin_port == m_To.sin_port;
     if (!same || m_Bytes.size() >= BATCH_ANSWERS * m_Size) Flush();
@@ -23,6 +24,7 @@ void CAnswerBatch::SendDatagram(std::span<const std::uint8_t> datagram, const so
 
 void CAnswerBatch::Flush()
 {
+    ASSERT_THREAD(m_ReceivingThread);
     if (m_bSegments && m_Bytes.size() > m_Size) {
         if (SendSegmented())
             m_Bytes.clear();

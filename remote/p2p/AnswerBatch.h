@@ -7,6 +7,7 @@
 #include <span>
 #include <vector>
 
+#include "inc/EntryCheck.h"
 #include "platform/os/socket_calls.h"
 #include "remote/p2p/P2PProtocol.h"
 
@@ -41,4 +42,5 @@ class CAnswerBatch final : public IP2POutput
     std::vector<std::uint8_t> m_Bytes;
     std::size_t m_Size = 0;
     sockaddr_in m_To{};
+    CThreadMark m_ReceivingThread;
 };

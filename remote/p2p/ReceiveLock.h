@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cassert>
 #include <condition_variable>
 #include <cstdint>
 #include <thread>
@@ -30,6 +31,7 @@ class CReceiveLock
     {
         {
             const CMutexLock lock(m_cs);
+            assert(m_Depth != 0 && m_Owner == std::this_thread::get_id() && "the caller must hold the lock");
             --m_Depth;
         }
         m_Changed.notify_all();

@@ -31,10 +31,15 @@ class CQueueReceiver final : public CChannelReceiver
 
     StreamReply ReceiveReply(const std::function<void()>& ask) override
     {
+        ASSERT_THREAD(m_LinkThread);
         ask();
         return ReadStreamReply(Receive(REPLY_BYTES));
     }
-    std::span<const std::uint8_t> ReceiveMessage() override { return Receive(m_Buffer.size()); }
+    std::span<const std::uint8_t> ReceiveMessage() override
+    {
+        ASSERT_THREAD(m_LinkThread);
+        return Receive(m_Buffer.size());
+    }
     TIME ShowBefore() const override { return TIME::max(); }
 
   private:
@@ -67,6 +72,7 @@ class CInboxReceiver final : public CChannelReceiver
 
     StreamReply ReceiveReply(const std::function<void()>& ask) override
     {
+        ASSERT_THREAD(m_LinkThread);
         // Request and reply are single datagrams that may be lost: the request is repeated.
         do {
             ask();
@@ -85,6 +91,7 @@ class CInboxReceiver final : public CChannelReceiver
 
     std::span<const std::uint8_t> ReceiveMessage() override
     {
+        ASSERT_THREAD(m_LinkThread);
         while (auto message = m_Session.TakeMessage(m_iChannel, DIRECTION_CLIENT, &m_Cancel)) {
             // Whatever keeps the link from its inbox counts into the age: other channels' decoding as well as a
             // slow renderer.

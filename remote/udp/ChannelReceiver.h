@@ -6,6 +6,7 @@
 #include <memory>
 #include <span>
 
+#include "inc/EntryCheck.h"
 #include "remote/p2p/P2PSession.h"
 #include "remote/udp/StreamReply.h"
 
@@ -29,4 +30,7 @@ class CChannelReceiver
 
     /// When what ReceiveMessage gave last is too old to be shown.
     virtual std::chrono::steady_clock::time_point ShowBefore() const = 0;
+
+  protected:
+    CThreadMark m_LinkThread;
 };

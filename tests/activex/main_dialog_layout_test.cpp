@@ -73,7 +73,7 @@ TEST_F(MainDialogTest, OtherCommandsOfTheRangeDoNothing)
     EXPECT_FALSE(panel.GetGrid()->IsCycling());
 }
 
-// Settled: the panel's own flag turns although the locked grid starts no timer.
+// oddity: cycle-flag-turns. The panel's own flag turns although the locked grid starts no timer.
 TEST_F(MainDialogTest, LockedGridIgnoresPageActionsAndRefusesArrangementsWithAMessage)
 {
     CBoxCatcher boxes;
@@ -91,6 +91,20 @@ TEST_F(MainDialogTest, LockedGridIgnoresPageActionsAndRefusesArrangementsWithAMe
     Layout(1);
     EXPECT_THAT(boxes.m_Texts, ElementsAre("The screen is locked. Please unlock it first."));
     EXPECT_EQ(panel.GetGrid()->GetState().GetLayout(), layout);
+}
+
+TEST_F(MainDialogTest, PanelMayGoWhileTheRefusalOfItsLockedGridStandsAfterALogon)
+{
+    CMainDialog& panel = Start();
+    panel.GetGrid()->Lock();
+    QTimer going;
+    QObject::connect(&going, &QTimer::timeout, [&] {
+        if (qobject_cast<QMessageBox*>(QApplication::activeModalWidget()) != nullptr) panel.DestroyWindow();
+    });
+    going.start(5);
+    LoggedOn(4);
+    EXPECT_EQ(panel.Widget(), nullptr);
+    EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
 }
 
 }  // namespace

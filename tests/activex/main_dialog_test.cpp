@@ -187,7 +187,8 @@ TEST_F(MainDialogTest, WithoutSocketsThePanelBearsItsMessagesAndItsEnd)
     EXPECT_EQ(WSACleanup(), 0) << "the panel ends no start that it has not made";
 }
 
-// Settled: the two captions look the same, and only the one beneath the settings button does something.
+// oddity: caption-without-handler. The two captions look the same, and only the one beneath the settings button
+// does something.
 TEST_F(MainDialogTest, CaptionOfTheLayoutButtonIsALabelAsIntended)
 {
     Start();

@@ -171,7 +171,7 @@ INSTANTIATE_TEST_SUITE_P(
                     HookRow{HC_ACTION, PM_REMOVE, 0xFF, false}, HookRow{HC_ACTION, PM_REMOVE, 0x10A, false},
                     HookRow{1, PM_REMOVE, 0x100, true}, HookRow{-1, PM_REMOVE, 0x100, false},
                     HookRow{HC_ACTION, PEEKED, 0x100, false}, HookRow{HC_ACTION, PM_REMOVE, 0x201, true},
-                    HookRow{-1, PEEKED, 0x201, true},  // settled: the left button whatever the code and flag
+                    HookRow{-1, PEEKED, 0x201, true},  // oddity: left-button-at-any-code
                     HookRow{HC_ACTION, PM_REMOVE, 0x202, false}, HookRow{HC_ACTION, PM_REMOVE, 0x204, false}));
 
 }  // namespace

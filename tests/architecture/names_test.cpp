@@ -130,6 +130,24 @@ std::set<std::string> OddityKeys(const std::vector<std::string>& folders)
     return keys;
 }
 
+// A second form of the mark, which a search for the first one would not show.
+void CheckMark(const std::string& file, const std::string& line, Faults& faults)
+{
+    static const std::regex other(R"(.*//.*\b[Ss]ettled: .*)");
+    if (std::regex_match(line, other)) faults.push_back(file + ":" + line);
+}
+
+TEST(NamesTest, SettledOdditiesHaveOneMark)
+{
+    std::vector<std::string> folders = HOUSE;
+    folders.insert(folders.end(), {"codec", "recorder", "tests"});
+    EXPECT_THAT(CheckLines(folders, CheckMark), IsEmpty());
+    Faults faults;
+    CheckMark("a.cpp", std::string("    /") + "/ Settled: two are one.", faults);
+    CheckMark("a.cpp", "    // The language is settled once.", faults);
+    EXPECT_THAT(faults, ElementsAre(testing::StartsWith("a.cpp:    ")));
+}
+
 // By the key as it stands, or as a part of a test's name: "size-counts-header" is SizeCountsHeader there.
 TEST(NamesTest, EachSettledOddityHasItsTest)
 {

@@ -255,6 +255,7 @@ TEST(VideoDecoder, FeedsThePayloadWholeAndOnceHoweverMuchIsConsumed)
     EXPECT_EQ(g_feed.units, std::vector<std::vector<uint8_t>>{bytes});
 }
 
+// oddity: frame-handed-out-again
 TEST(VideoDecoder, FrameIsHandedOutOnceMoreWithoutAPictureAndAfterAFailure)
 {
     g_feed = {};

@@ -117,7 +117,8 @@ TEST(GridStateTest, UnknownLayoutChangesNothing)
     EXPECT_EQ(grid.GetLayout(), 1);
 }
 
-// Settled: the frame's index is the cell's, over all pages, used directly on the page's rectangles.
+// oddity: focus-over-all-pages. The frame's index is the cell's, over all pages, used directly on the page's
+// rectangles.
 TEST(GridStateTest, FocusedCellOfALaterPageHasNoFrame)
 {
     CGridState grid = Grid({4, 16});

@@ -61,7 +61,7 @@ TEST_F(HistoryComboTest, TextIsTrimmed)
     EXPECT_EQ(Entries(combo), QStringList({"1001"}));
 }
 
-// Settled: the trim comes first and nothing refuses an empty text.
+// oddity: empty-entry. The trim comes first and nothing refuses an empty text.
 TEST_F(HistoryComboTest, AddingBlanksAddsAnEmptyEntry)
 {
     CHistoryCombo combo;
@@ -222,7 +222,7 @@ TEST_F(HistoryComboTest, SaveAddsTheCurrentTextWhenAsked)
     EXPECT_EQ(Stored("H0"), "typed");
 }
 
-// Settled: nothing refuses an empty text, and the list ends there when it is loaded again.
+// oddity: empty-entry. Nothing refuses an empty text, and the list ends there when it is loaded again.
 TEST_F(HistoryComboTest, SaveAddsAnEmptyCurrentTextToo)
 {
     CHistoryCombo combo;

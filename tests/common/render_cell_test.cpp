@@ -110,7 +110,8 @@ TEST_F(RenderWndTest, MissingOrBadPictureHasOneLineInTheLogForAllCells)
     EXPECT_THAT(lines, ElementsAre(AllOf(HasSubstr(" Warning "), HasSubstr("(CRenderCell::LoadPicture, "))));
 }
 
-// Settled: the picture is loaded once for all cells, and goes with whichever goes first.
+// oddity: picture-goes-with-any-cell. The picture is loaded once for all cells, and goes with whichever goes
+// first.
 TEST_F(RenderWndTest, PictureIsLoadedByTheFirstCellAndGoesWithAnyCell)
 {
     SavePicture(m_Home.filePath("dvr.bmp"));

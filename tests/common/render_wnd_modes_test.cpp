@@ -168,7 +168,7 @@ TEST_F(RenderWndTest, FullScreenDrawsOutlinesAndFocusStretchedAsTheCells)
     grid.SetLayout(0);
 }
 
-// Settled: all of the parent's children are shown on the way out, in every mode.
+// oddity: siblings-shown. All of the parent's children are shown on the way out, in every mode.
 TEST_F(RenderWndTest, LeavingFullScreenShowsAlsoASiblingThatWasHiddenBefore)
 {
     for (const std::int32_t mode : {1, 3}) {
@@ -297,7 +297,7 @@ TEST_F(RenderWndTest, FloatingCellsAreWindowsOfTheirOwn)
     EXPECT_TRUE(grid.GetCell(0)->isVisible());
 }
 
-// Settled: it is its owner's to place, whatever the grid shows meanwhile.
+// It is its owner's to place, whatever the grid shows meanwhile.
 TEST_F(RenderWndTest, FloatingCellStaysWhereItWasPut)
 {
     CRenderWnd& grid = Grid();

@@ -410,7 +410,8 @@ TEST_F(LogonDlgTest, StationWithoutAFolderIsReportedAndReleased)
     EXPECT_THAT(m_Messages, IsEmpty());
 }
 
-// Settled: what was built for a name that is there already is neither disconnected nor deleted.
+// oddity: known-station-stays. What was built for a name that is there already is neither disconnected nor
+// deleted.
 TEST_F(LogonDlgTest, StationOfAKnownNameIsReportedAndLeftAlone)
 {
     Show();

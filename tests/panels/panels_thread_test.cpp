@@ -5,8 +5,10 @@
 
 #include <QMenu>
 #include <QWidget>
+#include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "activex/UI common/BoxTexts.h"
 #include "activex/UI common/LogonRemoteDlg.h"
@@ -42,6 +44,7 @@ struct Objects {
     CRenderCell cell{&widget, HWND::Null};
     CTreeDlg treePanel;
     CLogonRemoteDlg logonPanel{nullptr};
+    std::unique_ptr<CWindowHandle> handle = std::make_unique<CWindowHandle>(widget);
 };
 
 struct ThreadRow {
@@ -72,6 +75,8 @@ INSTANTIATE_TEST_SUITE_P(
         ThreadRow{"WindowHandle", [](Objects& objects) { const CWindowHandle handle(objects.widget); }},
         ThreadRow{"WindowOf", [](Objects& objects) { WindowOf(&objects.widget); }},
         ThreadRow{"StopQtPlatform", [](Objects&) { StopQtPlatform(); }},
+        ThreadRow{"WidgetOf", [](Objects&) { WidgetOf(HWND::Null); }},
+        ThreadRow{"GridFloats", [](Objects& objects) { objects.grid.SetFloat(false); }},
         ThreadRow{"DialogDecorator", [](Objects&) { SetDialogDecorator({}); }},
         ThreadRow{"DecorateDialog", [](Objects& objects) { DecorateDialog(objects.widget); }},
         ThreadRow{"ButtonTexts", [](Objects&) { SetButtonTexts({}); }},
@@ -132,6 +137,11 @@ INSTANTIATE_TEST_SUITE_P(
         ThreadRow{"WatchProcessEnd", [](Objects&) { WatchProcessEnd(); }},
         ThreadRow{"ClearHistory", [](Objects& objects) { objects.combo.ClearHistory(); }},
         ThreadRow{"MaxHistory", [](Objects& objects) { objects.combo.SetMaxHistory(3); }},
+        ThreadRow{"GridInit", [](Objects& objects) { objects.grid.Init(nullptr, {}, 1); }},
+        ThreadRow{"GridButtons", [](Objects& objects) { objects.grid.CreateButtons(); }},
+        ThreadRow{
+            "HandleEnd",
+            [](Objects& objects) { const std::unique_ptr<CWindowHandle> handle = std::move(objects.handle); }},
         ThreadRow{"StopCycle", [](Objects& objects) { objects.grid.StopCycle(); }},
         ThreadRow{"Layout", [](Objects& objects) { objects.grid.SetLayout(-2); }},
         ThreadRow{"TreeFill", [](Objects& objects) { objects.rows.Fill(nullptr); }},

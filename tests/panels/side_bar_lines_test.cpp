@@ -64,7 +64,7 @@ TEST_F(SideBarTest, UpdateRecordsBits)
 {
     COL2SubItem line;
     COL2CCmdUI update(line);
-    update.Enable(false);  // settled: sets its bit whatever it is told
+    update.Enable(false);  // oddity: enable-enables-always
     EXPECT_EQ(update.m_dwState, 1U);
     update.SetCheck(0);
     update.SetRadio(false);

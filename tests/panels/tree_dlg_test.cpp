@@ -97,8 +97,8 @@ TEST_F(TreeDlgTest, WithoutAFreeCellTheDeviceOpensWithoutAWindow)
     EXPECT_THAT(TreeCalls(), ElementsAre("open a 0"));
 }
 
-// Settled: opening all goes through SetParam, which such a channel does not store; the cells are used up all
-// the same.
+// oddity: open-all-without-windows. It goes through SetParam, which such a channel does not store; the cells
+// are used up all the same.
 TEST_F(TreeDlgTest, OpenAllOpensChannelsOverP2PWithoutWindowsAndUsesTheirCells)
 {
     AddStation();

@@ -73,14 +73,17 @@ TEST(LibAvLogTest, AWarningIsSaidOnceAndWithoutPasswords)
               "watchwall-recorder: packet 0 of rtsp://camera/a is late\n");
 }
 
-// A camera's own words may stand in it.
-TEST(LibAvLogTest, NoControlCharacterReachesTheTerminal)
+// The words of a camera's refusal are its own.
+TEST(LibAvLogTest, ControlCharactersOfAWarningAreReplaced)
 {
     SayLibAvWarningsOnce();
     testing::internal::CaptureStderr();
-    av_log(nullptr, AV_LOG_WARNING, "failed: \x1B[2J\x7F \xC2\x9B\x32J \xC2\xB5 \xE5\xA4\xA7\xC2\n");
+    av_log(nullptr, AV_LOG_WARNING,
+           "refused: \x1B[31m\x7F \xC2\x9B"
+           "31m \x9B"
+           "31m by \xC3\xBC\n");
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "watchwall-recorder: failed: ?[2J? ??2J \xC2\xB5 \xE5\xA4\xA7\xC2\n");
+              "watchwall-recorder: refused: ?[31m? ?31m ?31m by \xC3\xBC\n");
 }
 
 }  // namespace

@@ -386,6 +386,7 @@ TEST_F(D3DSurfaceTest, FailuresOfStretchAndPresentationAreSilent)
     EXPECT_THAT(m_Backend.TakeTexts(), IsEmpty());
 }
 
+// oddity: snapshot-named-jpg
 TEST_F(D3DSurfaceTest, SnapshotIsABmpOfTheSurfaceWhateverItsName)
 {
     m_Render.Init(CELL);

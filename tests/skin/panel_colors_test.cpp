@@ -62,7 +62,7 @@ TEST(PanelColors, FocusIsSeenOnEveryGroundThatMayBearIt)
         EXPECT_GE(ContrastRatio(FocusOn(ground), ground), MARK) << int{ground.r};
 }
 
-// Settled: after a logon the names have less than text asks for.
+// oddity: grey-names. After a logon the names have less than text asks for.
 TEST(PanelColors, NamesAfterALogonAreGreyOnTheRowsAsIntended)
 {
     EXPECT_NEAR(ContrastRatio(TREE_INK, ROW_EVEN), 2.78, 0.01);

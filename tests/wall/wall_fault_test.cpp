@@ -71,7 +71,8 @@ TEST(WallFault, RecorderThatDiesLeavesTheLastPicturesAndAPanelThatWorks)
     EXPECT_TRUE(wall.CellPlays(0, 1));
 }
 
-// Settled: nothing refuses a text, and a station that the directory doesn't know comes without channels.
+// oddity: any-net-id. Nothing refuses a text, and a station that the directory doesn't know comes without
+// channels.
 TEST(WallFault, AnyTextIsLoggedOnWithAndGivesAStationWithoutChannels)
 {
     CWall wall;

@@ -162,7 +162,7 @@ TEST(Wall, CompletedAddressCanBeShortened)
     EXPECT_TRUE(CWall::Until([field] { return field->text() == "1"; }));
 }
 
-// Settled: a double click opens channels of the direct link only; one over P2P is opened by the menu.
+// oddity: double-click-opens-direct. One over P2P is opened by the menu.
 TEST(Wall, DoubleClickOnAChannelOverP2PChangesNothing)
 {
     CWall wall;
@@ -174,8 +174,8 @@ TEST(Wall, DoubleClickOnAChannelOverP2PChangesNothing)
     EXPECT_EQ(wall.Channel(2)->GetStatus(), STATUS_CLOSED);
 }
 
-// Settled: opening all goes through a parameter that channels over P2P don't store. They run without windows,
-// and the cells that were taken for them stay taken.
+// oddity: open-all-without-windows. It goes through a parameter that channels over P2P don't store; the cells
+// that were taken for them stay taken.
 TEST(Wall, OpenAllRunsChannelsWithoutPicturesAndTheirCellsStayTaken)
 {
     CWall wall;
@@ -345,8 +345,8 @@ TEST_F(PlayingWall, WindowClosesWhileTheWallIsInFullScreen)
     EXPECT_TRUE(GetCells().empty());
 }
 
-// Settled: by the delivered configuration the channel that waits for its picture keeps the others from
-// receiving.
+// oddity: empty-look-keeps-lock. By the delivered configuration the channel that waits for its picture keeps
+// the others from receiving.
 TEST(Wall, WithoutSharedReceiveOneChannelOfAStationPlaysAtATime)
 {
     WallSetup setup;

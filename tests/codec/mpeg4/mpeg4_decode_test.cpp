@@ -40,6 +40,7 @@ class Mpeg4Hidden : public Mpeg4Decode, public ::testing::WithParamInterface<Mpe
 {
 };
 
+// oddity: hidden-picture-swaps
 TEST_P(Mpeg4Hidden, SwapsThePicturesSoThatTheNextPPredictsFromTheOlderOne)
 {
     ASSERT_GT(m_Fed.Feed(m_Packets[1]), 0);

@@ -24,7 +24,7 @@ int Median(int a, int b, int c)
 
 TEST_F(Mpeg4Decode, ChromaVectorTakesTheDevicesTableByDefault)
 {
-    // settled: 0, 0, 1, 0 where ISO/IEC 14496-2 has 0, 1, 0, 0
+    // oddity: chroma-rounding-table; 0, 0, 1, 0 where ISO/IEC 14496-2 has 0, 1, 0, 0
     for (int v = -32; v <= 31; ++v) {
         SCOPED_TRACE(v);
         Restore();

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tests/remote/loopback_support.h"
@@ -105,6 +106,15 @@ TEST_F(AnswerBatchTest, NetworkCodeThatDoesNotCutGetsThemOneByOne)
         for (const char* const text : {"a", "b", "c"})
             EXPECT_EQ(m_Peer.Receive(), text);
     }
+}
+
+using AnswerBatchDeathTest = AnswerBatchTest;
+
+TEST_F(AnswerBatchDeathTest, CallOfAForeignThreadEndsACheckedBuild)
+{
+    Send("a", m_Peer);
+    EXPECT_DEBUG_DEATH(std::thread([this] { Send("b", m_Peer); }).join(), "called on a foreign thread");
+    EXPECT_DEBUG_DEATH(std::thread([this] { m_Batch.Flush(); }).join(), "called on a foreign thread");
 }
 
 TEST_F(AnswerBatchTest, DataPassesAtOnce)
