@@ -12,34 +12,31 @@ namespace recorder
 class PictureTimes
 {
   public:
-    explicit PictureTimes(double interval) : m_Interval(interval) {}
+    explicit PictureTimes(double interval) : m_Interval(interval), m_Latest(-interval) {}
 
     // The next picture has this time stamp.
     void Next(std::optional<double> stamp)
     {
-        if (stamp) {
-            if (!std::exchange(m_Stamped, true)) m_FirstStamp = *stamp;
-            m_Latest = m_Begun + std::max(0.0, *stamp - m_FirstStamp);
-        } else {
-            m_Latest = m_Begins ? m_Begun : m_Latest + m_Interval;
+        if (!stamp) {
+            m_Latest += m_Interval;
+            return;
         }
-        m_Begins = false;
+        if (!std::exchange(m_Stamped, true)) m_FirstStamp = *stamp;
+        m_Latest = m_Begun + std::max(0.0, *stamp - m_FirstStamp);
     }
     // The next picture is the file's first again. The last one has its time too.
     void Restart()
     {
         m_Begun = m_Latest + m_Interval;
-        m_Begins = true;
         m_Stamped = false;
     }
     double Latest() const { return m_Latest; }
 
   private:
     double m_Interval;
-    double m_Latest = 0;
+    double m_Latest;
     // of the present round
     double m_Begun = 0;
-    bool m_Begins = true;
     bool m_Stamped = false;
     double m_FirstStamp = 0;
 };
