@@ -115,6 +115,12 @@ int ServeMessages(bool posted)
     if (queue == nullptr) return 0;
     int served = 0;
     CWaitHold hold(g_WaitLock);
+    if (queue->sent.size() + (posted ? queue->posted.size() : 0) > 1) {
+        // The first may have a loop of its own, a message box for one, which is to serve the others.
+        hold.Unlock();
+        queue->CallWake();
+        hold.Lock();
+    }
     // Only what is there now: each later message wakes the loop again, and a window that posts to itself must
     // not keep the loop from its other work.
     for (std::size_t rest = queue->sent.size(); rest > 0 && ServeOneSent(*queue, hold); --rest)

@@ -312,6 +312,22 @@ TEST_F(RenderWndTest, FloatingCellStaysWhereItWasPut)
     EXPECT_EQ(CellRect(0), place);
 }
 
+TEST_F(RenderWndTest, FloatingCellThatIsPutBackIntoTheGridMovesNothingOnTheScreenUntilTheNextLayout)
+{
+    CRenderWnd& grid = Grid();
+    grid.SetLayout(2);
+    TakeFreeCell();
+    grid.SetFloat(true);
+    const QRect onScreen(grid.mapToGlobal(QPoint(30, 40)), QSize(120, 90));
+    grid.GetCell(0)->setGeometry(onScreen);
+    Serve();
+    grid.SetFloat(false);
+    Serve();
+    EXPECT_EQ(CellRect(0), QRect(30, 40, 120, 90));
+    grid.SetLayout(2);
+    EXPECT_EQ(CellRect(0), QRect(2, 2, 196, 146));
+}
+
 TEST_F(RenderWndTest, FloatingCellThatWasClosedComesBackWithTheNextFloat)
 {
     CRenderWnd& grid = Grid();

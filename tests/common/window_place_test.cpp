@@ -36,6 +36,27 @@ TEST_F(WindowPlaceTest, CellGoesBackWhenTheServerTellsOfAnotherPlace)
     EXPECT_TRUE(Stands(cell, place));
 }
 
+TEST_F(WindowPlaceTest, CellGoesBackAlsoWhenItKeepsItsSize)
+{
+    CRenderWnd& grid = Grid({4});
+    grid.SetLayout(2);
+    const CRenderCell& cell = *grid.GetCell(1);
+    const QRect place = cell.geometry();
+    ASSERT_TRUE(Stands(cell, place));
+    m_Server.Move(cell.winId(), {30, 40, place.width(), place.height()});
+    EXPECT_TRUE(Stands(cell, place));
+}
+
+TEST_F(WindowPlaceTest, WidgetThatWasNotPutGoesWhereItIsMoved)
+{
+    QWidget child(m_pParent.get());
+    const CWindowPlace place(child);
+    child.show();
+    child.setGeometry(30, 40, 111, 99);
+    Serve();
+    EXPECT_EQ(child.geometry(), QRect(30, 40, 111, 99));
+}
+
 TEST_F(WindowPlaceTest, GridGoesBackWithItsCells)
 {
     CRenderWnd& grid = Grid({4});

@@ -9,8 +9,11 @@
 #include <QSocketNotifier>
 #include <QTest>
 #include <QTimer>
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <chrono>
+#include <string>
 #include <thread>
 
 #include "platform/os/threads.h"
@@ -172,6 +175,50 @@ TEST_F(ServingWait, MessageBoxThatAnotherThreadAsksForCanBeAnswered)
     RunServing([&] { answer = MessageBoxA(m_Handle.Get(), "text", "caption", MB_YESNO); });
     EXPECT_EQ(answer, IDNO);
     EXPECT_EQ(clicks, 1);
+}
+
+std::ptrdiff_t CountBoxes()
+{
+    return std::ranges::count_if(QApplication::topLevelWidgets(), [](QWidget* widget) {
+        return widget->isVisible() && qobject_cast<QMessageBox*>(widget) != nullptr;
+    });
+}
+
+TEST_F(ServingWait, BoxesOfTwoThreadsAreAnsweredOneAfterTheOtherAndNothingElseIsServed)
+{
+    QPushButton button(&m_Panel);
+    button.show();
+    int pressed = 0;
+    QObject::connect(&button, &QPushButton::clicked, &m_Panel, [&] { ++pressed; });
+    std::ptrdiff_t most = 0;
+    int clicks = 0;
+    QTimer timer(&m_Panel);
+    QObject::connect(&timer, &QTimer::timeout, &m_Panel, [&] {
+        auto* const box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        if (box == nullptr || !box->isVisible()) return;
+        most = std::max(most, CountBoxes());
+        if (most < 2) return;  // the other one comes over it
+        QTest::mouseClick(&button, Qt::LeftButton);
+        if (++clicks > 4) {
+            box->hide();  // the clicks are not served
+            return;
+        }
+        QAbstractButton* const yes = box->button(QMessageBox::Yes);
+        QTest::mouseClick(box->windowHandle(), Qt::LeftButton, {}, yes->mapTo(box, yes->rect().center()));
+    });
+    timer.start(20);
+    std::array<std::int32_t, 2> answers{};
+    RunServing([&] {
+        const auto ask = [&](std::size_t i) {
+            answers[i] = MessageBoxA(m_Handle.Get(), std::to_string(i), "caption", MB_YESNO);
+        };
+        std::thread other(ask, 0);
+        ask(1);
+        other.join();
+    });
+    EXPECT_EQ(answers, (std::array<std::int32_t, 2>{IDYES, IDYES}));
+    EXPECT_EQ(clicks, 2);
+    EXPECT_EQ(pressed, 0);
 }
 
 TEST_F(ServingWait, HoldsBackTheHostsSockets)

@@ -2,16 +2,19 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QElapsedTimer>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QTest>
 #include <QTimer>
 #include <atomic>
+#include <memory>
 #include <thread>
 
 #include "platform/os/threads.h"
 #include "platform/qt/QtPlatform.h"
 #include "platform/qt/WindowHandle.h"
+#include "platform/windows/message_queue.h"
 #include "platform/windows/windows.h"
 
 namespace
@@ -173,6 +176,41 @@ TEST_F(WindowBackend, WhileAMessageBoxStandsOtherThreadsAreServed)
     EXPECT_EQ(MessageBoxA(handle.Get(), "text", "caption", MB_OK), IDOK);
     EXPECT_TRUE(answered);
     other.join();
+}
+
+TEST_F(WindowBackend, WhatWasSentTogetherWithTheRequestForABoxIsServedWhileItStands)
+{
+    const std::shared_ptr<CMessageQueue> queue = MakeThreadQueue();
+    const auto awaitSent = [&queue](std::size_t count) {
+        for (;;) {
+            const CMutexLock lock(g_WaitLock);
+            if (queue->sent.size() == count) return;
+        }
+    };
+    bool served = false;
+    const HWND window = RegisterWindow([&served](std::uint32_t, WPARAM, LPARAM) -> LRESULT {
+        served = QApplication::activeModalWidget() != nullptr;
+        return 0;
+    });
+    std::thread asking([] { MessageBoxA(HWND::Null, "text", "caption", MB_OK); });
+    awaitSent(1);
+    std::thread sending([window] { SendMessageA(window, 0x7EA, 0, 0); });
+    awaitSent(2);
+    QElapsedTimer standing;
+    QTimer answering;
+    QObject::connect(&answering, &QTimer::timeout, [&] {
+        auto* const box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        if (box == nullptr) return;
+        if (!standing.isValid()) standing.start();
+        if (served || standing.elapsed() > 10000) box->accept();
+    });
+    answering.start(5);
+    EXPECT_TRUE(
+        QTest::qWaitFor([&] { return standing.isValid() && !QApplication::activeModalWidget(); }, 20000));
+    EXPECT_TRUE(served);
+    asking.join();
+    sending.join();
+    UnregisterWindow(window);
 }
 
 TEST_F(WindowBackend, ButtonsOfAMessageBoxTakeTheTextsThatAreGiven)
