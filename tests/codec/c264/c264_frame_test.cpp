@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "codec/c264/c264_context.h"
 #include "tests/codec/c264/c264_handmade_support.h"
 
 namespace
@@ -268,5 +269,21 @@ TEST(C264Frame, AverageQpIsTheSlices)
         C264Flat(&bits, 0);
     fed.FeedSlice(bits);
     EXPECT_EQ(fed.Stats.average_qp, 33);
+}
+
+TEST(C264Frame, CountsPicturesAndThoseSinceTheLastIntraPicture)
+{
+    C264Fed fed(SIZE, SIZE);
+    const auto* const dec = reinterpret_cast<const C264Context*>(fed.Handle());  // its first member
+    fed.FeedSlice(C264Flats({0, 0, 0, 0}));
+    fed.FeedSlice(C264AllSkipped(4));
+    EXPECT_EQ(dec->frames, 2);
+    EXPECT_EQ(dec->frames_since_i, 2);
+    fed.FeedSlice(C264SliceStart({.type = 1}));
+    EXPECT_EQ(dec->frames, 2) << "a B slice is no picture";
+    EXPECT_EQ(dec->frames_since_i, 2);
+    fed.FeedSlice(C264Flats({0, 0, 0, 0}));
+    EXPECT_EQ(dec->frames, 3);
+    EXPECT_EQ(dec->frames_since_i, 1);
 }
 }  // namespace

@@ -51,6 +51,24 @@ TEST(C264LowerSlice, NeighboursAreThoseThatAnOlderPictureLeftInBothCoders)
     EXPECT_GT(slices, 1000);
 }
 
+TEST(C264LowerSlice, ModesArePredictedFromThoseThatAnOlderPictureLeft)
+{
+    C264Fed fed(32, 48);
+    CH264Bits whole = C264Flats({1, 1, 0});
+    // intra 4x4, all vertical: a step from the predicted DC at the first block, predicted from there on
+    whole.Ue(0).Code("0000").Code("111111111111111").Ue(0).Ue(3);
+    C264Flat(&whole, 0);
+    C264Flat(&whole, 0);
+    fed.FeedSlice(whole);
+    fed.FeedSlice(whole);
+    ASSERT_EQ(fed.Middle(1, 1), 136);
+    CH264Bits lower = C264Flats({0}, {.first_mb = 4});
+    lower.Ue(0).Code("1111111111111111").Ue(0).Ue(3);
+    fed.FeedSlice(lower);
+    EXPECT_EQ(fed.Middle(0, 2), 128);
+    EXPECT_EQ(fed.Middle(1, 2), 136) << "vertical, as the macroblock above, which is no part of the slice";
+}
+
 TEST(C264LowerSlice, IsTheSameWithoutCopying)
 {
     for (uint32_t seed = 1; seed <= 60; ++seed) {
