@@ -179,6 +179,8 @@ HRESULT CActiveXCtrl::CreateControlWindow(void* parent)
     m_bPlatformStarted = StartQtPlatform();
     if (!m_bPlatformStarted) return E_FAIL;
     KeepModuleMapped();
+    // The container may let the control go while a message box of the start stands.
+    const CHandlerAtWork atWork;
     HRESULT result = E_FAIL;
     // A start-up that fails, on a faulty layout file for one, ends here: nothing is thrown at the container.
     try {

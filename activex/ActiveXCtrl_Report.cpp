@@ -5,19 +5,32 @@
 #include "remote/UdpRemote.h"
 #include "remote/UdpRemoteStation.h"
 
-HRESULT CActiveXCtrl::GetChannels(std::vector<ChannelReport>& channels)
+namespace
 {
-    channels.clear();
+
+/// Calls `visit` with each node of that class in the tree, in its order.
+template <typename Node, typename Visit>
+HRESULT ForEachNode(Visit visit)
+{
     CNodeModel* const model = CNodeModel::GetInstance();
     if (model == nullptr) return E_FAIL;
     CCompositeIterator walk(model->GetRoot()->CreateIterator());
     for (; walk.HasNext(); walk.Next()) {
-        auto* const device = dynamic_cast<CUdpRemote*>(walk.CurrentItem());
-        if (device == nullptr) continue;
-        const CLinkCounters& counters = device->GetCounters();
+        if (auto* const node = dynamic_cast<Node*>(walk.CurrentItem())) visit(*node);
+    }
+    return S_OK;
+}
+
+}  // namespace
+
+HRESULT CActiveXCtrl::GetChannels(std::vector<ChannelReport>& channels)
+{
+    channels.clear();
+    return ForEachNode<CUdpRemote>([&channels](CUdpRemote& device) {
+        const CLinkCounters& counters = device.GetCounters();
         ChannelReport report;
-        report.name = device->GetName();
-        report.channel = device->m_iDevID;
+        report.name = device.GetName();
+        report.channel = device.m_iDevID;
         report.width = counters.width;
         report.height = counters.height;
         report.decoded = counters.decoded;
@@ -29,20 +42,14 @@ HRESULT CActiveXCtrl::GetChannels(std::vector<ChannelReport>& channels)
         report.bytes = counters.bytes;
         report.firstPictureMs = counters.firstPictureMs;
         channels.push_back(report);
-    }
-    return S_OK;
+    });
 }
 
 HRESULT CActiveXCtrl::GetStations(std::vector<StationReport>& stations)
 {
     stations.clear();
-    CNodeModel* const model = CNodeModel::GetInstance();
-    if (model == nullptr) return E_FAIL;
-    CCompositeIterator walk(model->GetRoot()->CreateIterator());
-    for (; walk.HasNext(); walk.Next()) {
-        auto* const station = dynamic_cast<CUdpRemoteStation*>(walk.CurrentItem());
-        if (station == nullptr || station->GetSession() == nullptr) continue;
-        stations.push_back({station->GetName(), station->GetSession()->GetCounters().dropped});
-    }
-    return S_OK;
+    return ForEachNode<CUdpRemoteStation>([&stations](CUdpRemoteStation& station) {
+        if (station.GetSession() == nullptr) return;
+        stations.push_back({station.GetName(), station.GetSession()->GetCounters().dropped});
+    });
 }

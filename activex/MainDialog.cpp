@@ -108,7 +108,8 @@ void CMainDialog::OnStationAdded(std::int32_t channels)
     m_pSideBar->SelectFolder(DEVICE_LIST_FOLDER, COutlook2Ctrl::EAnimation::Off);
     m_Tree.RefillTree();
     m_pRenderWnd->SetLayoutForCount(channels);
-    m_pRenderWnd->show();
+    // A locked grid refuses with a message box, in which the panel may go.
+    if (m_pRenderWnd != nullptr) m_pRenderWnd->show();
 }
 
 bool CMainDialog::OnCommand(int id)

@@ -187,7 +187,8 @@ bool CMainDialog::CreateGrid()
     archive& Named("m_XRenderWnd", record);
     m_pRenderWnd = std::make_unique<CRenderWnd>();
     const bool built = m_pRenderWnd->Init(Widget(), record, GRID_MODE);
-    m_Tree.SetGrid(m_pRenderWnd->Handle());
+    // The grid may have gone while its message box stood.
+    if (m_pRenderWnd != nullptr) m_Tree.SetGrid(m_pRenderWnd->Handle());
     return built;
 }
 

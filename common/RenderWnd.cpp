@@ -59,8 +59,10 @@ CRenderWnd::~CRenderWnd()
 // it is the active window's once that has gone.
 bool CRenderWnd::TakeRender()
 {
-    m_pRender = CreateRender();
-    if (m_pRender == nullptr || (g_iRenderUsers == 0 && m_pRender->Init(Handle()) == 0)) return false;
+    const std::shared_ptr<CRender> render = CreateRender();
+    m_pRender = render;
+    // A failing one shows a message box, and the grid may go while it stands.
+    if (render == nullptr || (g_iRenderUsers == 0 && render->Init(Handle()) == 0)) return false;
     ++g_iRenderUsers;
     m_bUsesRender = true;
     return true;

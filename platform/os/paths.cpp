@@ -136,6 +136,12 @@ bool Exists(const std::string& hostPath)
     return ::lstat(hostPath.c_str(), &status) == 0;
 }
 
+// Whether a component is "..": one that only begins so is a name like any other.
+bool LeadsBack(const std::string& hostPath)
+{
+    return hostPath.ends_with("/..") || hostPath.find("/../") != std::string::npos;
+}
+
 enum class EUse { Read, Write };
 
 // A path in the module's folder, which the user's folder may lie in front of.
@@ -144,7 +150,7 @@ std::string Overlay(std::string host, EUse use)
     const std::string folder = ModuleFolder();
     const bool inside =
         host.starts_with(folder) && (host.size() == folder.size() || host[folder.size()] == '/');
-    if (!inside || host.find("/..") != std::string::npos) return host;
+    if (!inside || LeadsBack(host)) return host;
     std::string user = UserFolderFor(folder);
     if (user.empty()) return host;
     user += host.substr(folder.size());

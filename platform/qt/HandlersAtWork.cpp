@@ -20,11 +20,13 @@ std::vector<std::function<void()>>& PutOff()
 
 CHandlerAtWork::CHandlerAtWork()
 {
+    ASSERT_PANELS_THREAD();
     ++g_iAtWork;
 }
 
 CHandlerAtWork::~CHandlerAtWork()
 {
+    ASSERT_PANELS_THREAD();
     if (--g_iAtWork > 0) return;
     for (const auto& work : std::exchange(PutOff(), {}))
         work();

@@ -2,11 +2,11 @@
 
 #include <functional>
 
-// A handler of a dialog may be inside a message box, whose loop serves the container too: that may end the
-// control meanwhile. The windows go at once then, what the handler itself lives in does not. Panels' thread
-// only.
+// A handler of a dialog, or a control's start, may be inside a message box, whose loop serves the container
+// too: that may end the control meanwhile. The windows go at once then, what the handler itself lives in does
+// not. Panels' thread only.
 
-/// Stands while a handler of a dialog is at work.
+/// Stands while a handler of a dialog, or a control's start, is at work.
 class CHandlerAtWork
 {
   public:

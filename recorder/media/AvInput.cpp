@@ -39,7 +39,7 @@ int Interrupted(void* p)
 
 }  // namespace
 
-AvInput::AvInput(const std::string& spec, Interrupt interrupt) : m_Interrupt(std::move(interrupt))
+AvInput::AvInput(const std::string& spec, Interrupt interrupt) : m_Spec(spec), m_Interrupt(std::move(interrupt))
 {
     static std::once_flag once;
     std::call_once(once, [] {
@@ -47,20 +47,20 @@ AvInput::AvInput(const std::string& spec, Interrupt interrupt) : m_Interrupt(std
         SayLibAvWarningsOnce();
     });
     if (!m_Frame || !m_Packet) throw std::runtime_error("no memory for a source");
-    Open(spec);
+    Open();
 }
 
 AvInput::~AvInput() = default;
 
-void AvInput::Open(const std::string& spec)
+void AvInput::Open()
 {
-    std::string name = spec;
+    std::string name = m_Spec;
     const AVInputFormat* const format = FormatOf(name);
     AVFormatContext* input = avformat_alloc_context();
     if (input == nullptr) throw std::runtime_error("no memory for a source");
     input->interrupt_callback = {Interrupted, &m_Interrupt};
     // A device that has stopped would block beyond any interruption.
-    if (spec.starts_with(CAMERA_PREFIX)) input->flags |= AVFMT_FLAG_NONBLOCK;
+    if (m_Spec.starts_with(CAMERA_PREFIX)) input->flags |= AVFMT_FLAG_NONBLOCK;
     CheckAv(avformat_open_input(&input, name.c_str(), format, nullptr),
             "open the source");  // frees it on failure
     m_Input.reset(input);
@@ -145,11 +145,15 @@ bool AvInput::IsFile() const
     return m_Input->pb != nullptr && (m_Input->pb->seekable & AVIO_SEEKABLE_NORMAL) != 0;
 }
 
-void AvInput::Rewind()
+void AvInput::Restart()
 {
-    CheckAv(av_seek_frame(m_Input.get(), m_Stream, 0, AVSEEK_FLAG_BACKWARD), "rewind the source");
     avcodec_flush_buffers(m_Decoder.get());
     m_Drained = false;
+    if (av_seek_frame(m_Input.get(), m_Stream, 0, AVSEEK_FLAG_BACKWARD) >= 0 && Next()) return;
+    // Bare streams and filter graphs can't be sought in, and a single image only says that it can.
+    Open();
+    m_Drained = false;
+    if (!Next()) throw std::runtime_error("the source has no pictures");
 }
 
 }  // namespace recorder

@@ -38,18 +38,20 @@ class AvInput
 
     // Whether it has an end and can be restarted: a file, wherever it lies.
     bool IsFile() const;
-    void Rewind();
+    // Goes on with the first picture again, which is the latest then; a fault when there is none.
+    void Restart();
     // Decodes only pictures that build on no other, for somebody who hardly looks. All come again from the next
     // of these on.
     void SetKeysOnly(bool keysOnly) { m_KeysOnly = keysOnly; }
     bool IsKeysOnly() const { return m_KeysOnly; }
 
   private:
-    void Open(const std::string& spec);
+    void Open();
     bool Receive();
     bool Feed();
     bool IsLeftOut();
 
+    std::string m_Spec;
     Interrupt m_Interrupt;
     Tap m_Tap;
     AvFormatContext m_Input;

@@ -13,7 +13,8 @@ FileSource::FileSource(std::string spec, const SceneSetup& setup, int channel, c
       m_Channel(channel),
       m_Stop(stop),
       m_Overlay(setup, channel),
-      m_Fit(setup.width, setup.height)
+      m_Fit(setup.width, setup.height),
+      m_Times(1.0 / setup.rate)
 {
     try {
         Open(-1);
@@ -40,9 +41,7 @@ void FileSource::Read(int64_t pictureNumber, Picture& picture)
 void FileSource::Open(int64_t picture)
 {
     m_Input = std::make_unique<AvInput>(m_Spec, [this] { return m_Stop.load(std::memory_order_relaxed); });
-    m_FrameTime = 0;
-    m_FirstTime = -1;
-    m_Begun = 0;
+    m_Times = PictureTimes(1.0 / m_Setup.rate);
     m_OpenedAt = picture;
     Next();
 }
@@ -59,30 +58,21 @@ void FileSource::Advance(double seconds)
 {
     // A long time unwatched isn't made up for: the source goes on from where it is.
     const double interval = 1.0 / m_Setup.rate;
-    if (seconds - m_FrameTime > 2) {
-        m_OpenedAt += static_cast<int64_t>((seconds - m_FrameTime) * m_Setup.rate);
-        seconds = m_FrameTime;
+    if (const double late = seconds - m_Times.Latest(); late > 2) {
+        m_OpenedAt += static_cast<int64_t>(late * m_Setup.rate);
+        seconds = m_Times.Latest();
     }
-    while (m_FrameTime + interval / 2 < seconds)
+    while (m_Times.Latest() + interval / 2 < seconds)
         Next();
 }
 
 void FileSource::Next()
 {
     if (!m_Input->Next()) {
-        // The end: from the beginning again, going on in time by one picture.
-        m_Input->Rewind();
-        m_Begun = m_FrameTime + 1.0 / m_Setup.rate;
-        m_FirstTime = -1;
-        if (!m_Input->Next()) throw std::runtime_error("the source has no pictures");
+        m_Input->Restart();
+        m_Times.Restart();
     }
-    const auto stamp = m_Input->Stamp();
-    if (!stamp) {
-        m_FrameTime += 1.0 / m_Setup.rate;
-        return;
-    }
-    if (m_FirstTime < 0) m_FirstTime = std::max(0.0, *stamp);
-    m_FrameTime = m_Begun + std::max(0.0, *stamp - m_FirstTime);
+    m_Times.Next(m_Input->Stamp());
 }
 
 }  // namespace recorder

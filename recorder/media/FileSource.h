@@ -4,6 +4,7 @@
 
 #include "recorder/media/AvInput.h"
 #include "recorder/media/PictureFit.h"
+#include "recorder/media/PictureTimes.h"
 #include "recorder/media/Source.h"
 
 namespace recorder
@@ -37,9 +38,7 @@ class FileSource : public ISource
     OverlayPainter m_Overlay;
     PictureFit m_Fit;
     std::unique_ptr<AvInput> m_Input;
-    double m_FrameTime = 0;   // of the latest, seconds since the source was opened, growing over repeats
-    double m_FirstTime = -1;  // the first time stamp since the file was begun
-    double m_Begun = 0;       // m_FrameTime at that
+    PictureTimes m_Times;     // since the source was opened
     int64_t m_OpenedAt = -1;  // picture number of the first that was shown; -1 before
     int64_t m_RetryAt = 0;
     std::string m_Notice;

@@ -32,6 +32,29 @@ std::string WithoutAddresses(std::string text)
     return text;
 }
 
+// Words of a camera stand in some of them. Characters beyond ASCII stay, but for their control characters.
+std::string WithoutControls(std::string_view text)
+{
+    std::string shown;
+    int following = 0;  // bytes of the character that is begun
+    for (size_t at = 0; at < text.size(); ++at) {
+        const auto byte = static_cast<unsigned char>(text[at]);
+        const bool goesOn = (byte & 0xC0) == 0x80;
+        if (goesOn && following > 0) {
+            --following;
+            shown += text[at];
+            continue;
+        }
+        const auto next = at + 1 < text.size() ? static_cast<unsigned char>(text[at + 1]) : 0;
+        const bool wideControl = byte == 0xC2 && next >= 0x80 && next < 0xA0;
+        const bool control = byte < ' ' || byte == 0x7F || goesOn || wideControl;
+        if (wideControl) ++at;
+        shown += control ? '?' : text[at];
+        following = control || byte < 0xC0 ? 0 : byte >= 0xF0 ? 3 : byte >= 0xE0 ? 2 : 1;
+    }
+    return shown;
+}
+
 // Numbers don't make a message another one: they are counts and times.
 std::string KindOf(const std::string& text)
 {
@@ -50,11 +73,10 @@ void Say(void* context, int level, const char* format, va_list arguments)
     va_copy(copy, arguments);
     av_log_format_line2(context, level, format, copy, line, sizeof line, &printPrefix);
     va_end(copy);
-    std::string text = WithoutAddresses(WithoutSecrets(line));
+    std::string text = WithoutSecrets(WithoutAddresses(line));
     while (!text.empty() && (text.back() == '\n' || text.back() == '\r'))
         text.pop_back();
-    for (char& letter : text)
-        if (static_cast<unsigned char>(letter) < ' ') letter = '?';
+    text = WithoutControls(text);
 
     static std::mutex mutex;
     static std::set<std::string> said;

@@ -3,6 +3,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "recorder/media/PictureTimes.h"
+
 namespace recorder
 {
 
@@ -88,23 +90,17 @@ void LiveSource::Run()
 void LiveSource::Play(AvInput& input)
 {
     const auto begun = Clock::now();
-    double first = -1;
-    double before = 0;  // of earlier rounds, the time of each one's last picture included
-    double time = 0;
+    PictureTimes times(m_PictureSeconds);
     for (;;) {
         if (!input.Next()) {
             if (!input.IsFile()) throw std::runtime_error("the source has ended");
-            input.Rewind();
-            before += time + m_PictureSeconds;
-            first = -1;
-            if (!input.Next()) throw std::runtime_error("the source has no pictures");
+            input.Restart();
+            times.Restart();
         }
         if (input.IsFile()) {
-            const double stamp = input.Stamp().value_or(0);
-            if (first < 0) first = stamp;
-            time = stamp - first;
+            times.Next(input.Stamp());
             const auto due = begun + std::chrono::duration_cast<Clock::duration>(
-                                         std::chrono::duration<double>(before + time));
+                                         std::chrono::duration<double>(times.Latest()));
             if (!Wait(due)) return;
         }
         Publish(input.Frame());

@@ -36,8 +36,8 @@ std::unique_ptr<ISource> MakeSource(const std::string& spec, const SceneSetup& s
 
 void SaySource(int channel, const std::string& spec, const std::string& why)
 {
-    std::fprintf(stderr, "watchwall-recorder: channel %d: %s: %s\n", channel + 1, WithoutSecrets(spec).c_str(),
-                 WithoutSecrets(why).c_str());
+    std::fprintf(stderr, "watchwall-recorder: channel %d: %s: %s\n", channel + 1,
+                 SourceWithoutSecrets(spec).c_str(), WithoutSecrets(why).c_str());
 }
 
 }  // namespace recorder

@@ -15,7 +15,10 @@ inline constexpr std::string_view CAMERA_PREFIX = "/dev/video";
 bool IsLive(std::string_view spec);
 // Whether there is something in it that nobody else may see: a user's part, or a query.
 bool HasSecrets(std::string_view spec);
-// Any text, with what URLs in it hold before an '@' and after a '?' cut out.
+// A source's text, with what it holds before an '@' and after a '?' cut out when it is a URL.
+std::string SourceWithoutSecrets(std::string_view spec);
+// The same for any text with URLs in it. Where one ends can only be guessed: too much may be cut out before an
+// '@'.
 std::string WithoutSecrets(std::string_view text);
 
 }  // namespace recorder

@@ -123,7 +123,9 @@ void DeviceLink::PushReply(Client& client, int channel)
 
 void DeviceLink::StartStream(Client& client, int channel)
 {
-    client.counts.streams[channel].waitsForKey = true;
+    auto& stream = client.counts.streams[channel];
+    stream.waitsForKey = true;
+    stream.behind = false;
     m_Channels.SetWatched(channel, true);
     m_Channels.WantKey(channel);
 }
@@ -146,9 +148,12 @@ void DeviceLink::OnMessage(TimeUs now, int channel, bool key, const SendQueue::M
         const auto it = client.counts.streams.find(channel);
         if (it == client.counts.streams.end()) continue;
         auto& stream = it->second;
-        if (stream.waitsForKey && !key) continue;
+        if (stream.waitsForKey && !key) {
+            if (stream.behind) ++stream.dropped;
+            continue;
+        }
         if (client.queue.Push(channel, message, now)) {
-            stream.waitsForKey = false;
+            stream.behind = stream.waitsForKey = false;
             Pump(now, client);
         } else {
             Lose(stream, channel, 1);
@@ -233,7 +238,7 @@ bool DeviceLink::MakeRoom(const Endpoint& from)
 void DeviceLink::Lose(ClientCounts::Stream& stream, int channel, size_t pictures)
 {
     stream.dropped += pictures;
-    stream.waitsForKey = true;
+    stream.behind = stream.waitsForKey = true;
     m_Channels.WantKey(channel);
 }
 

@@ -40,8 +40,9 @@ struct ClientCounts {
     struct Stream {
         uint64_t pictures = 0;  // sent to their end
         uint64_t bytes = 0;
-        uint64_t dropped = 0;  // because the client was too far behind
+        uint64_t dropped = 0;  // left out because the client was too far behind
         bool waitsForKey = true;
+        bool behind = false;  // it waits since one was left out
     };
     std::map<int, Stream> streams;  // by channel
     bool proved = false;            // it acknowledged a stream reply

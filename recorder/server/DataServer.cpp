@@ -1,5 +1,8 @@
 #include "recorder/server/DataServer.h"
 
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
+
 #include <algorithm>
 #include <array>
 #include <chrono>
@@ -49,20 +52,23 @@ class DataServer::Viewer : public std::enable_shared_from_this<Viewer>
 
     void OnPicture(TimeUs now, const std::shared_ptr<const Coded>& coded)
     {
-        if (m_WaitsForKey && !coded->key) return;
+        if (m_WaitsForKey && !coded->key) {
+            if (m_Behind) ++m_Counts.dropped;
+            return;
+        }
         const size_t bytes = MEDIA_HEADER_BYTES + coded->bytes.size();
-        if (!m_Queue.empty() && now - m_Taken >= m_Server->m_Setup.dropAfter) {
+        if (TakesNothing(now)) {
             Close();
             return;
         }
         if (m_Queued + bytes > m_Server->m_Setup.maxQueuedBytes) {
             // Pictures that build on the missing one would show nothing but damage.
             ++m_Counts.dropped;
-            m_WaitsForKey = true;
+            m_Behind = m_WaitsForKey = true;
             m_Server->m_Channels.WantKey(m_Counts.channel, m_Counts.codec);
             return;
         }
-        m_WaitsForKey = false;
+        m_Behind = m_WaitsForKey = false;
         PushPicture(coded);
         Pump();
     }
@@ -203,12 +209,23 @@ class DataServer::Viewer : public std::enable_shared_from_this<Viewer>
         Pump();
     }
 
+    // Whether it has been so for too long. A slow client takes something long before a write has ended: the
+    // system lets a write go on only when a good part of its buffer is free.
+    bool TakesNothing(TimeUs now)
+    {
+        if (m_Queue.empty()) return false;
+        int unacknowledged = 0;  // bytes in the system's buffer
+        ioctl(m_Socket.native_handle(), SIOCOUTQ, &unacknowledged);
+        if (std::exchange(m_Unacknowledged, unacknowledged) != unacknowledged) m_Taken = now;
+        return now - m_Taken >= m_Server->m_Setup.dropAfter;
+    }
+
     void WatchForStall()
     {
         m_Stall.expires_after(std::chrono::microseconds(m_Server->m_Setup.dropAfter));
         m_Stall.async_wait([self = shared_from_this()](asio::error_code error) {
             if (error || self->m_Server == nullptr || self->m_Queue.empty()) return;
-            if (Now() - self->m_Taken >= self->m_Server->m_Setup.dropAfter)
+            if (self->TakesNothing(Now()))
                 self->Close();
             else
                 self->WatchForStall();
@@ -338,11 +355,13 @@ class DataServer::Viewer : public std::enable_shared_from_this<Viewer>
     bool m_Asked = false;
     bool m_Streams = false;
     bool m_WaitsForKey = true;
+    bool m_Behind = false;  // it waits for the key picture since one was left out
     bool m_Writing = false;
     std::deque<Item> m_Queue;  // the first is being written
     size_t m_Queued = 0;
     size_t m_Trickled = 0;  // of the first
     TimeUs m_Taken = 0;     // when the client took something last
+    int m_Unacknowledged = 0;
     ClientCounts m_Counts;
 };
 

@@ -70,7 +70,7 @@ class DataServer
         ECodec codec = ECodec::Mpeg4;
         uint64_t pictures = 0;  // that the client's connection has taken whole
         uint64_t bytes = 0;     // of these
-        uint64_t dropped = 0;   // because the client was too far behind
+        uint64_t dropped = 0;   // left out because the client was too far behind
     };
     static constexpr size_t MAX_FORMER_CLIENTS = 256;  // kept for the report
 

@@ -78,7 +78,7 @@ std::string ApplySource(const std::string& text, std::vector<std::string>& sourc
 {
     const auto [channel, spec] = SplitNumber(text);
     if (HasSecrets(spec))
-        return "--source " + WithoutSecrets(spec) +
+        return "--source " + SourceWithoutSecrets(spec) +
                ": everybody sees a command line; a user, a password or a query belongs into a file, see "
                "--sources";
     return ApplyToChannel(channel, spec, sources) ? "" : "--source " + text + ": there is no such channel";

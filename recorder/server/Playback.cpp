@@ -6,15 +6,6 @@
 namespace recorder
 {
 
-namespace
-{
-
-// A client, or a disk, that was so late isn't made to catch up; a gap that is longer isn't waited for.
-constexpr std::chrono::milliseconds MOST_LATE{500};
-constexpr std::chrono::milliseconds MOST_WAIT{5'000};
-
-}  // namespace
-
 Playback::Playback(asio::any_io_executor context, asio::thread_pool& pool, Events events)
     : m_Context(std::move(context)), m_Pool(pool), m_Events(std::move(events)), m_Due(m_Context)
 {
@@ -66,23 +57,10 @@ void Playback::OnRead(std::optional<RecordedPicture> picture)
     const auto coded = std::make_shared<Coded>();
     coded->bytes = std::move(picture->bytes);
     coded->key = picture->key;
-    m_Due.expires_at(DueOf(picture->at));
+    m_Due.expires_at(m_Pace.DueOf(picture->at, RecordPace::Clock::now()));
     m_Due.async_wait([self = shared_from_this(), coded](asio::error_code error) {
         if (!error && !self->m_Stopped) self->m_Events.picture(coded);
     });
-}
-
-Playback::Clock::time_point Playback::DueOf(std::chrono::milliseconds at)
-{
-    const auto now = Clock::now();
-    const auto due = m_Begun + at;
-    if (!std::exchange(m_Paced, true))
-        m_Begun = now - at;
-    else if (due + MOST_LATE < now)
-        m_Begun += now - due;
-    else if (due > now + MOST_WAIT)
-        m_Begun -= due - now - MOST_WAIT;
-    return m_Begun + at;
 }
 
 }  // namespace recorder

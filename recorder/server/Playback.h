@@ -7,6 +7,7 @@
 #include <string>
 
 #include "recorder/media/Coded.h"
+#include "recorder/server/RecordPace.h"
 #include "recorder/store/RecordFile.h"
 
 namespace recorder
@@ -32,18 +33,14 @@ class Playback : public std::enable_shared_from_this<Playback>
     void Stop();
 
   private:
-    using Clock = std::chrono::steady_clock;
-
     void OnRead(std::optional<RecordedPicture> picture);
-    Clock::time_point DueOf(std::chrono::milliseconds at);
 
     asio::any_io_executor m_Context;
     asio::thread_pool& m_Pool;
     Events m_Events;
     asio::steady_timer m_Due;
     std::unique_ptr<RecordReader> m_Reader;  // used by one operation at a time
-    Clock::time_point m_Begun;               // when the record's time was 0
-    bool m_Paced = false;                    // m_Begun is known
+    RecordPace m_Pace;
     bool m_Stopped = false;
 };
 

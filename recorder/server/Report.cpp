@@ -126,7 +126,7 @@ json MakeReport(const ReportInput& input)
         pictures += of.pictures;
         channelList.push_back(
             {{"channel", i + 1},
-             {"source", WithoutSecrets(input.options.sources[i])},
+             {"source", SourceWithoutSecrets(input.options.sources[i])},
              {"size", SizeText(input.options.sizes[i])},
              {"pictures", channel.pictures},
              {"keys", channel.keys},

@@ -265,7 +265,9 @@ void Server::Run(ESignals signals, const std::function<void(const Server&)>& rea
     StartChannels();
     Tick();
     m_Context.run();
-    if (m_Store) m_Store->Sync();  // so that the report counts every picture that was given
+    if (!m_Store) return;
+    m_Channels->Stop();  // what they gave meanwhile would have to be written too
+    m_Store->Sync();     // so that the report counts every picture that was given
 }
 
 void Server::Stop()

@@ -90,8 +90,10 @@ std::map<int, SourceEntry> ParseSources(const std::string& text)
             entry = &it->second;
             continue;
         }
-        const size_t equals = line.find('=');
-        if (equals == std::string::npos) Refuse(number, "neither [CHANNEL] nor KEY = VALUE");
+        // A URL alone may hold one too.
+        const size_t equals = line.find_first_of("=:");
+        if (equals == std::string::npos || line[equals] == ':')
+            Refuse(number, "neither [CHANNEL] nor KEY = VALUE");
         if (entry == nullptr) Refuse(number, "this belongs below a [CHANNEL]");
         Set(*entry, Trimmed(line.substr(0, equals)), Trimmed(line.substr(equals + 1)), number);
     }

@@ -18,7 +18,6 @@ namespace recorder
 namespace
 {
 
-constexpr size_t MAX_QUEUED_BYTES = 16 << 20;
 constexpr std::chrono::seconds FLUSH_EVERY{1};
 constexpr std::chrono::seconds RETRY_AFTER{5};
 constexpr const char* LOCK_NAME = "watchwall-recorder.lock";
@@ -106,7 +105,6 @@ void Store::Keep(int channel, const std::shared_ptr<const Coded>& coded, Clock::
         needsKey = false;
         m_Queued += coded->bytes.size();
         m_Queue.push_back({channel, coded, at});
-        m_Idle = false;
     }
     m_Changed.notify_all();
 }
@@ -114,9 +112,9 @@ void Store::Keep(int channel, const std::shared_ptr<const Coded>& coded, Clock::
 void Store::Sync()
 {
     std::unique_lock lock(m_Mutex);
-    m_Sync = true;
+    const uint64_t mine = ++m_SyncsAsked;
     m_Changed.notify_all();
-    m_Changed.wait(lock, [this] { return m_Idle && !m_Sync; });
+    m_Changed.wait(lock, [this, mine] { return m_SyncsDone >= mine; });
 }
 
 std::vector<StoredRecord> Store::Records() const
@@ -159,9 +157,11 @@ void Store::Run()
 
 void Store::Serve(std::unique_lock<std::mutex>& lock)
 {
-    m_Changed.wait_for(lock, FLUSH_EVERY, [this] { return m_End || m_Sync || !m_Queue.empty(); });
+    m_Changed.wait_for(lock, FLUSH_EVERY,
+                       [this] { return m_End || m_SyncsDone != m_SyncsAsked || !m_Queue.empty(); });
     const std::deque<Item> items = std::exchange(m_Queue, {});
-    const bool sync = m_Sync;
+    const uint64_t asked = m_SyncsAsked;  // by those who gave these items, or earlier ones
+    const bool sync = m_SyncsDone != asked;
     m_Queued = 0;
     lock.unlock();
     for (const Item& item : items)
@@ -169,8 +169,7 @@ void Store::Serve(std::unique_lock<std::mutex>& lock)
     EndIdle();
     if (sync) FlushAll();
     lock.lock();
-    if (m_Queue.empty()) m_Idle = true;
-    if (sync) m_Sync = false;
+    m_SyncsDone = asked;
     m_Changed.notify_all();
 }
 
@@ -248,11 +247,20 @@ void Store::End(Track& track)
     if (!error) record.bytes = static_cast<int64_t>(bytes);
 }
 
-// A channel that nobody watches any more has no further picture that would end its record.
+// A channel that nobody watches any more has no further picture that would end its record. Where the disk is
+// late one may be waiting, which tells by its own time whether the record goes on.
 void Store::EndIdle()
 {
-    for (Track& track : m_Tracks)
-        if (track.writer && Clock::now() - track.last >= m_Setup.gap) End(track);
+    std::vector<bool> waits(m_Tracks.size());
+    {
+        const std::lock_guard lock(m_Mutex);
+        for (const Item& item : m_Queue)
+            waits[static_cast<size_t>(item.channel)] = true;
+    }
+    for (size_t channel = 0; channel < m_Tracks.size(); ++channel) {
+        Track& track = m_Tracks[channel];
+        if (track.writer && !waits[channel] && Clock::now() - track.last >= m_Setup.gap) End(track);
+    }
 }
 
 void Store::FlushAll()

@@ -46,6 +46,7 @@ class Store
 {
   public:
     using Clock = std::chrono::steady_clock;
+    static constexpr size_t MAX_QUEUED_BYTES = 16 << 20;  // that wait for the disk
 
     /// Throws std::runtime_error when the folder can't be had, or another recorder keeps its records there.
     explicit Store(StoreSetup setup);
@@ -57,7 +58,7 @@ class Store
     /// Takes a picture of MPEG-4; others are ignored. Returns at once.
     void Keep(int channel, const std::shared_ptr<const Coded>& coded);
     void Keep(int channel, const std::shared_ptr<const Coded>& coded, Clock::time_point at);
-    /// Waits until all that was given before is in the system's hands.
+    /// Waits until all that was given before is in the system's hands, whatever is given meanwhile.
     void Sync();
 
     /// Oldest first.
@@ -120,8 +121,8 @@ class Store
     std::vector<bool> m_NeedsKey;           // guarded; by channel: a picture was left out
     std::map<int, StoredRecord> m_Records;  // guarded; by id
     StoreCounts m_Counts;                   // guarded
-    bool m_Idle = true;                     // guarded; the thread has nothing in hand
-    bool m_Sync = false;                    // guarded; somebody waits for the disk
+    uint64_t m_SyncsAsked = 0;              // guarded; calls of Sync
+    uint64_t m_SyncsDone = 0;               // guarded; those for which all is written that was given before
     bool m_End = false;                     // guarded
 
     std::thread m_Thread;

@@ -5,19 +5,17 @@
 #include <algorithm>
 #include <cerrno>
 #include <ctime>
-#include <exception>
 #include <string>
 #include <utility>
 
 #include "codec/decoder.h"
-#include "inc/CxLog.h"
-#include "inc/LogLine.h"
 #include "inc/OutputDebugString.h"
 #include "model/settings/SystemSettings.h"
 #include "platform/os/paths.h"
 #include "record/FileNames.h"
 #include "record/Muxer.h"
 #include "remote/Recording.h"
+#include "remote/link/LinkGuard.h"
 #include "remote/tcp/Framing.h"
 
 namespace
@@ -60,12 +58,8 @@ void CTcpLink::Cancel()
 
 void CTcpLink::Run()
 {
-    // What one channel's bytes or the lack of memory for them bring about ends that channel alone.
-    try {
-        Receive();
-    } catch (const std::exception& fault) {
-        LogLine(ELogLevel::Warning, "CTcpLink::Run", m_pState->GetName() + " ends: " + fault.what());
-    }
+    RunGuarded(
+        "CTcpLink::Run", [this] { return m_pState->GetName(); }, [this] { Receive(); });
     CleanUp();
 }
 

@@ -1,14 +1,12 @@
 #include "remote/udp/UdpLink.h"
 
 #include <algorithm>
-#include <exception>
 #include <string>
 #include <utility>
 
 #include "codec/decoder.h"
-#include "inc/CxLog.h"
-#include "inc/LogLine.h"
 #include "model/NodeModel.h"
+#include "remote/link/LinkGuard.h"
 #include "remote/udp/ChannelReceiver.h"
 
 namespace
@@ -39,14 +37,12 @@ void CUdpLink::Cancel()
 
 void CUdpLink::Run()
 {
-    // What one channel's bytes or the lack of memory for them bring about ends that channel alone.
-    try {
+    const auto name = [this] {
+        return "channel " + std::to_string(m_iDevID + 1) + " of " + std::to_string(m_iNetID);
+    };
+    RunGuarded("CUdpLink::Run", name, [this] {
         if (m_pSession) Receive();
-    } catch (const std::exception& fault) {
-        LogLine(ELogLevel::Warning, "CUdpLink::Run",
-                "channel " + std::to_string(m_iDevID + 1) + " of " + std::to_string(m_iNetID) +
-                    " ends: " + fault.what());
-    }
+    });
     CleanUp();
 }
 

@@ -93,4 +93,18 @@ TEST_F(MainDialogTest, LockedGridIgnoresPageActionsAndRefusesArrangementsWithAMe
     EXPECT_EQ(panel.GetGrid()->GetState().GetLayout(), layout);
 }
 
+TEST_F(MainDialogTest, PanelMayGoWhileTheRefusalOfItsLockedGridStandsAfterALogon)
+{
+    CMainDialog& panel = Start();
+    panel.GetGrid()->Lock();
+    QTimer going;
+    QObject::connect(&going, &QTimer::timeout, [&] {
+        if (qobject_cast<QMessageBox*>(QApplication::activeModalWidget()) != nullptr) panel.DestroyWindow();
+    });
+    going.start(5);
+    LoggedOn(4);
+    EXPECT_EQ(panel.Widget(), nullptr);
+    EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
+}
+
 }  // namespace

@@ -84,6 +84,33 @@ TEST_P(MessageBoxEndTest, ContainerMayEndTheControlWhileItsBoxStands)
     EXPECT_EQ(m_bGone, GetParam().letsGo);
 }
 
+// The box says why there is no grid; the process ends as it would without the container's doing.
+TEST_P(MessageBoxEndTest, ContainerMayEndTheControlWhileTheBoxOfItsStartStands)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto start = [this] {
+        const auto adapter = std::make_shared<CMemorySurfaceAdapter>();
+        adapter->SetFault(EDeviceStep::CreateDevice, true);
+        const CRenderState render(adapter);
+        Container container{std::make_unique<QWidget>(), {}};
+        CComPtr<IControlWindow>& control = container.control;
+        control.Receive([this](void** made) {
+            *made = static_cast<IControlWindow*>(new CTold(m_bGone));
+            return S_OK;
+        });
+        container.window->show();
+        QTimer ending;
+        QObject::connect(&ending, &QTimer::timeout, [&] {
+            if (qobject_cast<QMessageBox*>(QApplication::activeModalWidget()) == nullptr) return;
+            ending.stop();
+            GetParam().end(container);
+        });
+        ending.start(5);
+        control->CreateControlWindow(container.window.get());
+    };
+    EXPECT_EXIT(start(), testing::ExitedWithCode(255), "the video grid can't be made");
+}
+
 constexpr EndRow ENDS[] = {
     {"window_taken_down", [](Container& container) { container.control->DestroyControlWindow(); }, false},
     {"control_let_go", [](Container& container) { container.control.Reset(); }, true},

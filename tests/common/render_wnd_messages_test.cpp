@@ -187,6 +187,33 @@ TEST_F(RenderWndTest, EachRefusalOfALockedGridHasTheSameText)
     EXPECT_FALSE(grid.IsFullScreenOn());
 }
 
+TEST_F(RenderWndTest, LockedGridMayGoWhileItsRefusalStands)
+{
+    using Refused = void (*)(CRenderWnd&);
+    const Refused refusals[] = {
+        [](CRenderWnd& grid) { grid.SetLayoutForCount(16); },
+        [](CRenderWnd& grid) { SendMessageA(grid.Handle(), WM_COMMAND, GRID_COMMAND_SNAPSHOT, 0); },
+        [](CRenderWnd& grid) { QTest::keyClick(&grid, Qt::Key_Escape); },
+        [](CRenderWnd& grid) { QTest::mouseDClick(grid.GetCell(0), Qt::LeftButton); },
+    };
+    for (const Refused refuse : refusals) {
+        auto grid = std::make_unique<CRenderWnd>();
+        ASSERT_TRUE(grid->Init(m_pParent.get(), MakeGridRecord({4}), 3));
+        grid->SetLayout(2);
+        grid->Lock();
+        QTimer going;
+        QObject::connect(&going, &QTimer::timeout, [&] {
+            if (qobject_cast<QMessageBox*>(QApplication::activeModalWidget()) == nullptr) return;
+            grid.reset();
+            QCoreApplication::removePostedEvents(qApp, QEvent::Quit);
+        });
+        going.start(5);
+        refuse(*grid);
+        EXPECT_EQ(grid, nullptr);
+        EXPECT_EQ(QApplication::activeModalWidget(), nullptr) << "the box went with it";
+    }
+}
+
 TEST_F(RenderWndTest, LockedGridStillSelectsCells)
 {
     CRenderWnd& grid = Grid();

@@ -19,6 +19,7 @@
 #include "common/HistoryCombo.h"
 #include "common/RenderCell.h"
 #include "common/RenderWnd.h"
+#include "platform/qt/HandlersAtWork.h"
 #include "platform/qt/Menu.h"
 #include "platform/qt/MessageBoxes.h"
 #include "platform/qt/MessagePump.h"
@@ -106,6 +107,8 @@ INSTANTIATE_TEST_SUITE_P(
         ThreadRow{"TreeRootItem", [](Objects& objects) { objects.treePanel.GetRootItem(); }},
         ThreadRow{"TreePanelNode", [](Objects& objects) { objects.treePanel.NodeOf({}); }},
         ThreadRow{"LogonFocus", [](Objects& objects) { objects.logonPanel.TakeFocus(); }},
+        ThreadRow{"HandlerAtWork", [](Objects&) { const CHandlerAtWork handler; }},
+        ThreadRow{"AfterHandlers", [](Objects&) { AfterHandlers([] {}); }},
         ThreadRow{"BoxButton", [](Objects&) { GetBoxButtonText(0); }}),
     NameOf);
 

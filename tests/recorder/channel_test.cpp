@@ -129,21 +129,50 @@ TEST(SourceTest, AnythingThatLibavformatOpensIsFitted)
     }
 }
 
-TEST(SourceTest, AFileIsPlayedAgainAndAgain)
+void ExpectBlueSixTimes(ISource& source)
+{
+    Picture picture;
+    for (int i = 0; i < 60; ++i) {  // six times its length
+        source.Read(i, picture);
+        ASSERT_NEAR(picture.y[static_cast<size_t>(144 * 352 + 176)], 41, 6) << "picture " << i;
+        ASSERT_NEAR(picture.u[static_cast<size_t>(72 * 176 + 88)], 240, 6) << "a notice is grey; picture " << i;
+    }
+}
+
+// What ffmpeg makes of a blue picture.
+void ExpectPlayedAgainAndAgain(const std::string& name, const std::string& encoding)
 {
     const auto folder = std::filesystem::temp_directory_path() / ("recorder-test-" + std::to_string(getpid()));
     std::filesystem::create_directories(folder);
-    const std::string file = folder / "short.avi";
+    const std::string file = folder / name;
     const std::string command =
-        "ffmpeg -v error -y -f lavfi -i color=c=blue:s=64x48:r=25:d=0.4 -c:v mpeg4 " + file;
+        "ffmpeg -v error -y -f lavfi -i color=c=blue:s=64x48:r=25:d=0.4 " + encoding + " " + file;
     ASSERT_EQ(std::system(command.c_str()), 0);
     const auto source = MakeSource(file, DefaultSetup().scene, 0, NEVER_STOP);
-    Picture picture;
-    for (int i = 0; i < 60; ++i) {  // six times its length
-        source->Read(i, picture);
-        ASSERT_NEAR(picture.y[static_cast<size_t>(144 * 352 + 176)], 41, 6) << "picture " << i;
-    }
+    ExpectBlueSixTimes(*source);
     std::filesystem::remove_all(folder);
+}
+
+TEST(SourceTest, AFileIsPlayedAgainAndAgain)
+{
+    ExpectPlayedAgainAndAgain("short.avi", "-c:v mpeg4");
+}
+
+TEST(SourceTest, AFileThatCanNotBeSoughtIsPlayedAgainAndAgain)
+{
+    ExpectPlayedAgainAndAgain("short.h264", "-c:v libx264");
+}
+
+TEST(SourceTest, ASingleImageIsShownAgainAndAgain)
+{
+    ExpectPlayedAgainAndAgain("still.jpg", "-frames:v 1 -s 1280x960");
+}
+
+TEST(SourceTest, AFilterGraphThatEndsIsPlayedAgainAndAgain)
+{
+    const auto source =
+        MakeSource("lavfi:color=c=blue:s=64x48:r=25:d=0.4", DefaultSetup().scene, 0, NEVER_STOP);
+    ExpectBlueSixTimes(*source);
 }
 
 TEST(SourceTest, ASourceThatCanNotBeOpenedShowsANotice)

@@ -6,7 +6,16 @@
 #include <sys/socket.h>
 
 #include <chrono>
+#include <cstdio>
+#include <fstream>
 #include <map>
+#include <sstream>
+#include <thread>
+
+#include "recorder/server/UdpTransport.h"
+#include "recorder/store/RecordFile.h"
+#include "tests/support/file_limit.h"
+#include "tests/support/test_folder.h"
 
 namespace
 {
@@ -19,8 +28,10 @@ class DataServerTest : public testing::Test, public IDirectChannels
   protected:
     static constexpr size_t PICTURE_BYTES = 100'000;
 
-    DataServerTest() : m_Client(m_Context)
+    explicit DataServerTest(const DataServer::Setup& setup = ServerSetup(), int iClientBuffer = 0)
+        : m_Server(m_Context, setup, *this), m_Client(m_Context, asio::ip::tcp::v4())
     {
+        if (iClientBuffer > 0) m_Client.set_option(asio::socket_base::receive_buffer_size(iClientBuffer));
         m_Server.Start();
         const Endpoint at = m_Server.Local();
         m_Client.connect({asio::ip::address_v4(at.address), at.port});
@@ -48,12 +59,17 @@ class DataServerTest : public testing::Test, public IDirectChannels
         }
         return true;
     }
-    bool Watch()
+    void Ask(uint32_t mode, uint32_t record, uint32_t channel)
     {
         Bytes body(12);
-        WriteU32(body.data(), 3);
-        WriteU32(body.data() + 8, 2);
+        WriteU32(body.data(), mode);
+        WriteU32(body.data() + 4, record);
+        WriteU32(body.data() + 8, channel);
         asio::write(m_Client, asio::buffer(MakeFrame(body)));
+    }
+    bool Watch()
+    {
+        Ask(3, 0, 2);
         return RunUntil([this] { return m_Watching[{2, ECodec::H264}] == 1; });
     }
     // A picture that tells its number and whether it is a key picture.
@@ -82,7 +98,7 @@ class DataServerTest : public testing::Test, public IDirectChannels
     std::map<std::pair<int, ECodec>, int> m_Watching;
     int m_KeysWanted = 0;
     asio::io_context m_Context;
-    DataServer m_Server{m_Context, ServerSetup(), *this};
+    DataServer m_Server;
     asio::ip::tcp::socket m_Client;
     FrameReader m_Reader{MAX_MEDIA_FRAME_BYTES};
     std::vector<Bytes> m_Frames;  // the reply is the first
@@ -99,7 +115,8 @@ TEST_F(DataServerTest, AClientThatTakesNothingIsBoundedAndGoesOnWithAKeyPicture)
     ASSERT_EQ(Only().dropped, 1U);
     EXPECT_EQ(m_KeysWanted, 1);
     Picture(3, false);
-    EXPECT_EQ(Only().dropped, 1U) << "it waits for the key picture";
+    EXPECT_EQ(Only().dropped, 2U) << "it waits for the key picture";
+    EXPECT_EQ(m_KeysWanted, 1) << "asked for once";
     const uint64_t queued = given - 1;
     EXPECT_LT(Only().pictures, queued) << "what waits isn't told as sent";
     ASSERT_TRUE(RunUntil([&] {
@@ -112,6 +129,7 @@ TEST_F(DataServerTest, AClientThatTakesNothingIsBoundedAndGoesOnWithAKeyPicture)
         Take();
         return m_Frames.size() == 3 + queued && Only().pictures == 2 + queued;
     }));
+    EXPECT_EQ(Only().dropped, 2U);
     EXPECT_EQ(Only().bytes, (2 + queued) * (MEDIA_HEADER_BYTES + PICTURE_BYTES));
     const auto number = [&](size_t i) { return static_cast<int>(m_Frames[i].back()); };
     EXPECT_EQ(number(1), 1);
@@ -131,6 +149,7 @@ TEST_F(DataServerTest, NothingComesBeforeAKeyPicture)
         return m_Frames.size() == 2 && Only().pictures == 1;
     }));
     EXPECT_EQ(m_Frames[1].back(), 2);
+    EXPECT_EQ(Only().dropped, 0U) << "what came before it began isn't left out";
 }
 
 TEST_F(DataServerTest, AClientThatHangsUpIsNotWatchingAnyMore)
@@ -139,6 +158,127 @@ TEST_F(DataServerTest, AClientThatHangsUpIsNotWatchingAnyMore)
     m_Client.close();
     EXPECT_TRUE(RunUntil([this] { return m_Watching[{2, ECodec::H264}] == 0; }));
     EXPECT_THAT(m_Server.Clients(), SizeIs(1)) << "kept for the report";
+}
+
+TEST_F(DataServerTest, AnAddressHasNoMoreThanItsShareOfThePlaces)
+{
+    DataServer::Setup setup = ServerSetup();
+    setup.clients = 4;
+    setup.clientsPerAddress = 2;
+    DataServer server(m_Context, setup, *this);
+    server.Start();
+    std::vector<asio::ip::tcp::socket> clients;
+    const auto connect = [&](uint32_t from) {
+        asio::ip::tcp::socket& client = clients.emplace_back(m_Context);
+        client.open(asio::ip::tcp::v4());
+        client.bind({asio::ip::address_v4(from), 0});
+        client.connect({asio::ip::address_v4(0x7F000001), server.Local().port});
+        return RunUntil([&] { return server.Counts().connections == clients.size(); });
+    };
+    for (int i = 0; i < 3; ++i)
+        ASSERT_TRUE(connect(0x7F000001));
+    EXPECT_EQ(server.Counts().turnedAway, 1U);
+    for (int i = 0; i < 2; ++i)
+        ASSERT_TRUE(connect(0x7F000002));
+    EXPECT_EQ(server.Counts().turnedAway, 1U) << "another address has places of its own";
+    ASSERT_TRUE(connect(0x7F000003));
+    EXPECT_EQ(server.Counts().turnedAway, 2U) << "all places are taken";
+}
+
+TEST_F(DataServerTest, AClientForWhomNoDescriptorIsLeftIsTakenLater)
+{
+    {
+        const CResourceLimit noFile(RLIMIT_NOFILE, 0);
+        EXPECT_EQ(m_Context.run_one(), 1U);
+    }
+    EXPECT_EQ(m_Server.Counts().connections, 0U);
+    EXPECT_TRUE(Watch());
+}
+
+TEST_F(DataServerTest, AClientThatAsksForNothingIsLetGo)
+{
+    asio::write(m_Client, asio::buffer("\x10\0\0\0\3", 5));
+    ASSERT_TRUE(RunUntil([this] { return m_Server.Counts().timeouts == 1; }));
+    char cByte = 0;
+    EXPECT_EQ(recv(m_Client.native_handle(), &cByte, 1, 0), 0);
+    EXPECT_THAT(m_Server.Clients(), testing::IsEmpty());
+}
+
+// A client with a small buffer, and little patience with it.
+class LateClientTest : public DataServerTest
+{
+  protected:
+    static constexpr TimeUs DROP_AFTER = 250 * MILLISECOND;
+
+    LateClientTest() : DataServerTest(LateSetup(), 4096) {}
+    DataServer::Setup LateSetup()
+    {
+        DataServer::Setup setup = ServerSetup();
+        setup.dropAfter = DROP_AFTER;
+        setup.pathOfRecord = [this](int) { return m_Folder.Path("record.mkv"); };
+        return setup;
+    }
+    // Until the system's buffer and the queue are full.
+    bool FallBehind()
+    {
+        if (!Watch()) return false;
+        for (int i = 0; i < 1000 && Only().dropped == 0; ++i)
+            Picture(1, true);
+        return Only().dropped > 0;
+    }
+    bool IsWatching() { return m_Watching[{2, ECodec::H264}] == 1; }
+    // Whether the server has closed, with bytes still on their way: state 4 in the kernel's table, which has a
+    // line for each connection: "0: local:port remote:port state ...".
+    bool IsEnding()
+    {
+        char szPort[8];
+        std::snprintf(szPort, sizeof szPort, ":%04X", m_Client.local_endpoint().port());
+        std::ifstream table("/proc/net/tcp");
+        for (std::string line; std::getline(table, line);) {
+            std::istringstream fields(line);
+            std::string number, local, remote, state;
+            fields >> number >> local >> remote >> state;
+            if (remote.ends_with(szPort) && state == "04") return true;
+        }
+        return false;
+    }
+
+    CTestFolder m_Folder;
+};
+
+TEST_F(LateClientTest, OneThatTakesNothingForTooLongIsLetGo)
+{
+    ASSERT_TRUE(FallBehind());
+    EXPECT_TRUE(RunUntil([this] {
+        Picture(2, true);
+        return !IsWatching();
+    }));
+}
+
+// Far less than a picture each time, so that no write ends for long.
+TEST_F(LateClientTest, OneThatTakesALittleAllTheTimeStays)
+{
+    ASSERT_TRUE(FallBehind());
+    const TimeUs begun = Now();
+    while (Now() - begun < 6 * DROP_AFTER) {
+        Take();
+        Picture(2, true);
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    EXPECT_TRUE(IsWatching());
+}
+
+TEST_F(LateClientTest, OneThatTakesNothingOfARecordIsLetGo)
+{
+    const Bytes picture(PICTURE_BYTES, 1);
+    {
+        RecordWriter writer(m_Folder.Path("record.mkv"), {704, 576}, picture);
+        for (int i = 0; i < 100; ++i)
+            writer.Write(picture, std::chrono::milliseconds(i), i == 0);
+    }
+    Ask(2, 1, 0);
+    EXPECT_TRUE(RunUntil([this] { return IsEnding(); }));
+    EXPECT_LT(Only().pictures, 100U);
 }
 
 }  // namespace

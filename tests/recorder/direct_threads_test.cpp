@@ -228,6 +228,7 @@ TEST(ControlPortTest, WhatIsNoCommandIsCounted)
     EXPECT_EQ(report["control"]["commands"], 1);
     EXPECT_EQ(report["control"]["unknown"], 4);
     EXPECT_EQ(report["control"]["damaged"], 1);
+    EXPECT_EQ(report["control"]["timeouts"], 0) << "damage closes it at once";
 }
 
 TEST(ControlPortTest, OpenConnectionsAreBounded)

@@ -329,16 +329,17 @@ class CPacketCount : public IPackets
     std::atomic<int> m_iCount = 0;
 };
 
-// The last picture has its time too: a file of a single one would be read without a pause.
-TEST(LiveSourceTest, AFileOfOnePictureIsPlayedAtTheRateOfTheChannel)
+// Plays a file that ffmpeg makes of a blue picture, up to the start of the eleventh picture.
+void ExpectPlayedAtTheRateOfTheChannel(const std::string& name, const std::string& encoding)
 {
-    const auto folder = std::filesystem::temp_directory_path() / ("recorder-one-" + std::to_string(getpid()));
+    const auto folder = std::filesystem::temp_directory_path() / ("recorder-live-" + std::to_string(getpid()));
     std::filesystem::create_directories(folder);
-    const std::string file = folder / "one.avi";
+    const std::string file = folder / name;
     const std::string command =
-        "ffmpeg -v error -y -f lavfi -i color=c=blue:s=64x48:r=25 -frames:v 1 -c:v mpeg4 " + file;
+        "ffmpeg -v error -y -f lavfi -i color=c=blue:s=64x48:r=25 " + encoding + " " + file;
     ASSERT_EQ(std::system(command.c_str()), 0);
     CPacketCount packets;
+    testing::internal::CaptureStderr();
     const auto begun = Clock::now();
     {
         LiveSource source(file, SmallSetup(), 0, NEVER_STOP, Times(seconds(20)), &packets);
@@ -347,7 +348,19 @@ TEST(LiveSourceTest, AFileOfOnePictureIsPlayedAtTheRateOfTheChannel)
     }
     EXPECT_GE(packets.Count(), 11);
     EXPECT_GE(Clock::now() - begun, 9 * milliseconds(1000 / RATE)) << "nine pictures went before the tenth";
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     std::filesystem::remove_all(folder);
+}
+
+// The last picture has its time too: a file of a single one would be read without a pause.
+TEST(LiveSourceTest, AFileOfOnePictureIsPlayedAtTheRateOfTheChannel)
+{
+    ExpectPlayedAtTheRateOfTheChannel("one.avi", "-frames:v 1 -c:v mpeg4");
+}
+
+TEST(LiveSourceTest, AFileWithoutTimeStampsIsPlayedAtTheRateOfTheChannel)
+{
+    ExpectPlayedAtTheRateOfTheChannel("bare.h264", "-frames:v 5 -c:v libx264 -bf 0");
 }
 
 TEST(LiveSourceTest, ItEndsWhileItsSourceIsSilent)

@@ -6,10 +6,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <random>
+#include <utility>
 
 #include "recorder/media/CodecStream.h"
 #include "recorder/scene/Scene.h"
@@ -108,6 +111,21 @@ TEST_F(StoreTest, GivesBackEveryPictureWithItsTime)
         EXPECT_EQ(decoder.Decode(picture.bytes).width, SIZE.width);
     EXPECT_THAT(store.PathOf(2), IsEmpty());
     EXPECT_THAT(store.PathOf(-1), IsEmpty());
+}
+
+TEST_F(StoreTest, AfterAPictureThatWasLeftOutTheNextKeyPictureGoesOn)
+{
+    auto larger = std::make_shared<Coded>(*Group()[1]);
+    larger->bytes.resize(Store::MAX_QUEUED_BYTES + 1);
+    Store store(Setup());
+    Keep(store, 1);
+    store.Keep(0, larger, m_At);
+    for (size_t i = 2; i < 25; ++i)
+        store.Keep(0, Group()[i], m_At);
+    Keep(store, 1);
+    store.Sync();
+    EXPECT_EQ(store.Counts().leftOut, 24U);
+    ExpectGroups(Read(store.PathOf(1)), 50);
 }
 
 TEST_F(StoreTest, FolderWithAColonIsAFolder)
@@ -224,6 +242,51 @@ TEST_F(StoreTest, OtherFilesInTheFolderStay)
     EXPECT_THAT(store.Records(), IsEmpty()) << "an empty file is no record";
     EXPECT_TRUE(std::filesystem::exists(m_Folder.Path("store/notes.txt")));
     EXPECT_FALSE(std::filesystem::exists(m_Folder.Path("store/000000001-ch01-20261122-065500.mkv")));
+}
+
+// As when a disk stood still for longer than a gap lasts.
+TEST_F(StoreTest, APictureThatHasWaitedGoesOnWithItsRecord)
+{
+    const auto at = Store::Clock::now() - 10s;
+    std::function<void()> meanwhile;
+    StoreSetup setup = Setup();
+    setup.clock = [&] {  // asked when a record begins, on the store's thread
+        std::exchange(meanwhile, [] {})();
+        return START;
+    };
+    Store store(std::move(setup));
+    meanwhile = [&] { store.Keep(0, Group()[1], at + 40ms); };
+    store.Keep(0, Group()[0], at);
+    store.Sync();
+    store.Sync();  // the first may have been asked for before the second picture was given
+    EXPECT_EQ(store.Counts().pictures, 2U);
+    EXPECT_EQ(store.Counts().leftOut, 0U);
+    ASSERT_THAT(store.Records(), SizeIs(1));
+    EXPECT_FALSE(store.Records()[0].open) << "no more waits, and the gap is long over";
+    ExpectGroups(Read(store.PathOf(1)), 2);
+}
+
+// As when a disk is slower than what the channels stream: the end of a recorder waits for a sync.
+TEST_F(StoreTest, ASyncEndsThoughPicturesKeepComing)
+{
+    const auto until = steady_clock::now() + 10s;
+    std::atomic<bool> synced = false;
+    std::function<void()> more;
+    StoreSetup setup = Setup();
+    setup.clock = [&] {  // asked for each record, on the store's thread
+        more();
+        return START;
+    };
+    Store store(std::move(setup));
+    more = [&] {
+        m_At += 3s;  // a gap, so that each picture begins a record
+        if (!synced && steady_clock::now() < until) store.Keep(0, Group()[0], m_At);
+    };
+    store.Keep(0, Group()[0], m_At);
+    store.Sync();
+    synced = true;
+    EXPECT_LT(steady_clock::now(), until) << "as long as there were more";
+    EXPECT_GE(store.Counts().pictures, 1U);
 }
 
 TEST_F(StoreTest, TwoRecordersDoNotShareAFolder)

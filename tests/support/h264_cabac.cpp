@@ -44,7 +44,7 @@ class CCabacWriter
 
     void Write()
     {
-        for (int y = 0; y < m_Parameters.height_mbs; ++y) {
+        for (int y = m_Picture.header.first_mb / m_Parameters.width_mbs; y < m_Parameters.height_mbs; ++y) {
             for (int x = 0; x < m_Parameters.width_mbs; ++x) {
                 m_pMb = H264MbAt(m_Parameters, m_Picture, x, y);
                 m_pLeft = H264MbAt(m_Parameters, m_Picture, x - 1, y);

@@ -17,7 +17,7 @@ class CCavlcWriter
     void Write()
     {
         uint32_t skip_run = 0;
-        for (int y = 0; y < m_Parameters.height_mbs; ++y) {
+        for (int y = m_Picture.header.first_mb / m_Parameters.width_mbs; y < m_Parameters.height_mbs; ++y) {
             for (int x = 0; x < m_Parameters.width_mbs; ++x) {
                 m_pMb = H264MbAt(m_Parameters, m_Picture, x, y);
                 if (m_pMb->type == EH264Mb::Skip) {

@@ -29,6 +29,7 @@ struct H264Parameters {
 };
 
 struct H264SliceHeader {
+    int first_mb = 0;        ///< the first of a row; a picture's rows above it are only looked at, not written
     bool intra = true;       ///< slice type I, else P
     bool all_alike = false;  ///< slice_type with the 5 that says that all slices of the picture have it
     bool idr = true;

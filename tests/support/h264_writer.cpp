@@ -23,6 +23,20 @@ CH264Bits WriteSlice(const H264Parameters& parameters, const H264Picture& pictur
     }
     return bits;
 }
+
+H264Parameters ForCoder(H264Parameters parameters, bool cabac)
+{
+    parameters.entropy_coding_mode = cabac;
+    if (cabac && parameters.profile_idc == 66) parameters.profile_idc = 77;  // Baseline has no CABAC
+    return parameters;
+}
+
+void AppendSlice(const H264Parameters& parameters, const H264Picture& picture, H264Packet* packet)
+{
+    const bool long_start_code = !picture.header.idr || picture.header.all_alike;
+    H264AppendUnit(packet, picture.header.nal_ref_idc, picture.header.idr ? NAL_IDR : NAL_SLICE,
+                   WriteSlice(parameters, picture).Bytes(), long_start_code);
+}
 }  // namespace
 
 void WriteH264Sps(const H264Parameters& parameters, CH264Bits* bits)
@@ -56,7 +70,7 @@ void WriteH264Pps(const H264Parameters& parameters, CH264Bits* bits)
 void WriteH264SliceHeader(const H264Parameters& parameters, const H264SliceHeader& header, CH264Bits* bits)
 {
     const H264SliceHeader& h = header;
-    bits->Ue(0).Ue((h.intra ? 2u : 0u) + (h.all_alike ? 5u : 0u)).Ue(0);
+    bits->Ue(static_cast<uint32_t>(h.first_mb)).Ue((h.intra ? 2u : 0u) + (h.all_alike ? 5u : 0u)).Ue(0);
     bits->Bits(static_cast<uint32_t>(h.frame_num), parameters.log2_max_frame_num);
     if (h.idr) bits->Ue(static_cast<uint32_t>(h.idr_pic_id));
     if (parameters.pic_order_cnt_type == 0)
@@ -77,9 +91,7 @@ void WriteH264SliceHeader(const H264Parameters& parameters, const H264SliceHeade
 
 std::vector<H264Packet> WriteH264(const H264Sequence& sequence, bool cabac)
 {
-    H264Parameters parameters = sequence.parameters;
-    parameters.entropy_coding_mode = cabac;
-    if (cabac && parameters.profile_idc == 66) parameters.profile_idc = 77;  // Baseline has no CABAC
+    const H264Parameters parameters = ForCoder(sequence.parameters, cabac);
     std::vector<H264Packet> packets;
     for (const H264Picture& picture : sequence.pictures) {
         H264Packet packet;
@@ -91,10 +103,17 @@ std::vector<H264Packet> WriteH264(const H264Sequence& sequence, bool cabac)
             WriteH264Pps(parameters, &pps);
             H264AppendUnit(&packet, 3, NAL_PPS, pps.Bytes());
         }
-        const bool long_start_code = !picture.header.idr || picture.header.all_alike;
-        H264AppendUnit(&packet, picture.header.nal_ref_idc, picture.header.idr ? NAL_IDR : NAL_SLICE,
-                       WriteSlice(parameters, picture).Bytes(), long_start_code);
+        AppendSlice(parameters, picture, &packet);
         packets.push_back(std::move(packet));
     }
     return packets;
+}
+
+H264Packet WriteH264From(const H264Sequence& sequence, H264Picture picture, int row, bool cabac)
+{
+    picture.header.first_mb = row * sequence.parameters.width_mbs;
+    picture.header.slice_qp = picture.mbs[static_cast<size_t>(picture.header.first_mb) - 1].qp;
+    H264Packet packet;
+    AppendSlice(ForCoder(sequence.parameters, cabac), picture, &packet);
+    return packet;
 }

@@ -11,6 +11,15 @@
 
 namespace
 {
+
+/// The luma of a picture of `side` by `side`, row by row.
+std::vector<int> SamplesOf(const C264Fed& fed, int side)
+{
+    std::vector<int> samples;
+    for (int i = 0; i < side * side; ++i)
+        samples.push_back(fed.Luma(i % side, i / side));
+    return samples;
+}
 /// An intra 16x16 macroblock with these levels of its DC block, which the quantiser of 0 leaves small.
 H264Sequence OneDcBlock(int first, int second)
 {
@@ -109,10 +118,7 @@ std::vector<int> WithResidual(const char* residual)
     C264Moved(&bits, 64, 0);                                  // shows whether it is in step
     bits.Ue(2);
     fed.FeedSlice(bits);
-    std::vector<int> samples;
-    for (int i = 0; i < 32 * 32; ++i)
-        samples.push_back(fed.Luma(i % 32, i / 32));
-    return samples;
+    return SamplesOf(fed, 32);
 }
 
 TEST(C264LongCodes, RunLongerThanTheZerosLeftTakesAllOfThem)
@@ -139,10 +145,7 @@ std::vector<int> WithAcBlock(std::string block, const std::string& others)
     CH264Bits bits = C264SliceStart({});
     bits.Ue(15).Ue(0).Se(0).Code("1").Code(block);  // DC, all of luma has AC levels; no DC levels
     fed.FeedSlice(bits);
-    std::vector<int> samples;
-    for (int i = 0; i < 16 * 16; ++i)
-        samples.push_back(fed.Luma(i % 16, i / 16));
-    return samples;
+    return SamplesOf(fed, 16);
 }
 
 TEST(C264LongCodes, MoreZerosThanABlockOf15HasPlacesForAreCut)
@@ -173,10 +176,7 @@ std::vector<int> MovedBy(int x, int qp)
     C264Moved(&bits, x, 0);
     bits.Ue(3);
     fed.FeedSlice(bits);
-    std::vector<int> samples;
-    for (int i = 0; i < 32 * 32; ++i)
-        samples.push_back(fed.Luma(i % 32, i / 32));
-    return samples;
+    return SamplesOf(fed, 32);
 }
 
 TEST(C264LongCodes, ExpGolombCodesOfUpTo31ZerosAreReadToTheirLastBit)
@@ -228,10 +228,7 @@ class CArithmeticSlice
         fed.Feed(WriteH264(sequence, true)[0]);
         fed.Feed(C264Unit(UNIT_SLICE, m_Bits.Bytes()));
         EXPECT_EQ(fed.iGot, 1);
-        std::vector<int> samples;
-        for (int i = 0; i < 16 * 16; ++i)
-            samples.push_back(fed.Luma(i % 16, i / 16));
-        return samples;
+        return SamplesOf(fed, 16);
     }
 
   private:

@@ -212,6 +212,19 @@ TEST_F(UserFolder, NothingOutsideTheModulesFolderIsConcerned)
     EXPECT_EQ(At("..\\other"), m_Folder.Path("module/../other"));
 }
 
+TEST_F(UserFolder, HoldsWhatIsNamedWithDotsInFront)
+{
+    for (const char* const name : {"..cam", ".._.._etc", "...", ".cam"}) {
+        const std::string place = std::string("records\\") + name;
+        EXPECT_EQ(At(place), User() + "/records/" + name);
+        EXPECT_EQ(At(place + "\\day.avi"), User() + "/records/" + name + "/day.avi");
+        EXPECT_TRUE(MakeSureDirectoryPathExists(GetModuleDirectory() + place + "\\"));
+        EXPECT_FALSE(fs::exists(Module("records")));
+    }
+    EXPECT_EQ(At("records\\.."), Module("records/.."));
+    EXPECT_EQ(At("records\\..\\..\\other"), Module("records/../../other"));
+}
+
 TEST_F(UserFolder, IsReportedInOneLine)
 {
     At("config\\eng.ini");

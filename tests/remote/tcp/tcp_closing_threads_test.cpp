@@ -48,6 +48,25 @@ TEST_F(TcpClosing, ThreadHeldInMidFrameIsLeftBehindAndDisturbsNothing)
     RemoveAllCells();
 }
 
+TEST_F(TcpClosing, OpenEndsTheThreadThatWasLeftBehindThoughTheDeviceIsNotReached)
+{
+    RemoveAllCells();
+    AddCell(static_cast<HWND>(71));
+    const auto device = MakeDevice();
+    device->SetRenderWnd(TakeFreeCell());
+    OpenAndReply(*device);
+    m_Peer.SendBytes(Words({1000, 0}));
+    ASSERT_TRUE(m_Peer.WaitUntilRead());
+    device->Close();
+    EXPECT_TRUE(IsCellUsed(static_cast<HWND>(71)));
+    device->m_strNetAddress = "127.63.255.253";
+    device->Open();
+    EXPECT_FALSE(IsCellUsed(static_cast<HWND>(71)));
+    EXPECT_TRUE(m_Peer.ClientIsGone());
+    device->Close();
+    RemoveAllCells();
+}
+
 TEST_F(TcpClosing, DestructionEndsALinkThatWaitsInMidFrame)
 {
     auto device = MakeDevice();

@@ -3,10 +3,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <new>
+#include <optional>
+
 #include "codec/decoder.h"
 #include "render/CellPool.h"
 #include "tests/remote/p2p/p2p_support.h"
 #include "tests/remote/tcp/tcp_support.h"
+#include "tests/support/allocation_count.h"
 #include "tests/support/test_picture.h"
 
 namespace
@@ -183,6 +187,39 @@ TEST_F(TcpPictures, ExceptionInTheLinkThreadEndsItsChannelAloneWithALineInTheLog
     ReleaseRender();
     SetRenderFactory({});
     RemoveAllCells();
+}
+
+/// Has no memory for a picture, nor has its thread for anything else until the surface goes.
+class CStarvingRender final : public CNotingRender
+{
+  public:
+    using CNotingRender::CNotingRender;
+    std::int32_t DisplayClient(const CodecFrame*, CSurface*, HWND) override
+    {
+        m_Starved.emplace(1);
+        throw std::bad_alloc();
+    }
+    void DestroySurface(CSurface* surface) override
+    {
+        m_Starved.reset();
+        CNotingRender::DestroySurface(surface);
+    }
+
+  private:
+    std::optional<CAllocationLimit> m_Starved;
+};
+
+TEST_F(TcpPictures, LinkThreadWithoutMemoryForALineEndsItsChannelAlone)
+{
+    SetRenderFactory([&] { return std::make_unique<CStarvingRender>(m_Events); });
+    const auto device = MakeDevice();
+    OpenAndReply(*device);
+    m_Peer.SendVideo(m_Stream[0]);
+    EXPECT_TRUE(m_Peer.ClientIsGone());
+    device->Close();
+    EXPECT_EQ(m_Events.CountOf("destroy"), 1U);
+    EXPECT_EQ(device->GetState()->m_pDecoder, nullptr);
+    ReleaseRender();
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <future>
 #include <thread>
 #include <vector>
@@ -63,6 +64,26 @@ TEST(WindowLeaseTest, TakingBackWaitsForTheFrameInProgress)
     EXPECT_TRUE(ended);
     frame.join();
     release.join();
+}
+
+// A frame that finds nothing lent has nothing to keep: its owner need not wait for it.
+TEST(WindowLeaseTest, FrameThatFindsNoWindowLentHoldsNobodyUp)
+{
+    CWindowLease lease(WINDOW);
+    std::promise<void> held;
+    std::promise<void> lent;
+    std::future_status waited = std::future_status::timeout;
+    std::thread frame([&] {
+        const CWindowHold hold(WINDOW);
+        held.set_value();
+        waited = lent.get_future().wait_for(std::chrono::seconds(20));
+    });
+    held.get_future().wait();
+    lease.Lend(77);
+    lease.TakeBack();
+    lent.set_value();
+    frame.join();
+    EXPECT_EQ(waited, std::future_status::ready) << "lent only when the frame had gone";
 }
 
 // The owner gets its window back although frames follow one another without a gap.
