@@ -48,7 +48,7 @@ void ExitProcess(int code)
 
 }  // namespace
 
-CMainDialog::CMainDialog(CLogonRemoteDlg::StationFactory stations, EXIT exit, SocketStart startSockets)
+CMainDialog::CMainDialog(CLogonRemoteDlg::StationFactory stations, Exit exit, SocketStart startSockets)
     : CDialog(TEMPLATE),
       m_Logon(std::move(stations)),
       m_pExit(exit != nullptr ? exit : ExitProcess),

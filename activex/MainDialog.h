@@ -44,10 +44,10 @@ class CMainDialog : public CDialog, public CObserver
     static constexpr int BUTTON_BASE = 6000;  // a button's command is this and its slot
 
     /// Ends the process when the grid can't be built; a test puts its own here.
-    using EXIT = void (*)(int code);
+    using Exit = void (*)(int code);
     /// Starts the socket layer for a version and gives 0; a test's own may refuse.
     using SocketStart = int (*)(std::uint16_t version);
-    explicit CMainDialog(CLogonRemoteDlg::StationFactory stations = MakeStation, EXIT exit = nullptr,
+    explicit CMainDialog(CLogonRemoteDlg::StationFactory stations = MakeStation, Exit exit = nullptr,
                          SocketStart startSockets = WSAStartup);
     /// The kind of station that the logon panel builds.
     static std::unique_ptr<CRemoteStation> MakeStation();
@@ -102,6 +102,6 @@ class CMainDialog : public CDialog, public CObserver
     bool m_bUsesHook = false;
     bool m_bSocketsStarted = false;
     std::atomic<HWND> m_hSelf{HWND::Null};  // for Update, on link threads
-    EXIT m_pExit;
+    Exit m_pExit;
     SocketStart m_pStartSockets;
 };

@@ -39,7 +39,7 @@
 namespace
 {
 
-constexpr int CHANNELS = CWall::CHANNEL_LIMIT;
+constexpr int CHANNELS = CBenchWall::CHANNEL_LIMIT;
 constexpr int RATE = 25;
 constexpr int LOOP_SECONDS = 4;
 constexpr int PEER_SECONDS = 20;  // of each stream, for a peer that need not wait
@@ -189,7 +189,7 @@ class CBench
 
     void MeasureCost(const Device& device, CostFigures& cost)
     {
-        CWall wall(m_Recorder, device.open(), device.Windows(CHANNELS));
+        CBenchWall wall(m_Recorder, device.open(), device.Windows(CHANNELS));
         wall.OpenAll();
         wall.WaitForPictures();
         Pause(SETTLE_SECONDS);
@@ -224,7 +224,7 @@ class CBench
         std::vector<double> ages;
         std::uint64_t lost = 0;
         {
-            CWall wall(m_Recorder, device.open(), device.Windows(channels));
+            CBenchWall wall(m_Recorder, device.open(), device.Windows(channels));
             wall.OpenAll();
             wall.WaitForPictures();
             Pause(SETTLE_SECONDS);
@@ -247,7 +247,7 @@ class CBench
         std::printf("\nclosing one of %d playing channels, %d rounds\n", CHANNELS, m_Settings.runs);
         for (const Device& device : m_Devices) {
             std::vector<double> times;
-            CWall wall(m_Recorder, device.open(), device.Windows(CHANNELS));
+            CBenchWall wall(m_Recorder, device.open(), device.Windows(CHANNELS));
             wall.OpenAll();
             for (int round = 0; round < m_Settings.runs; ++round) {
                 for (int i = 0; i < CHANNELS; ++i) {
@@ -286,7 +286,7 @@ class CBench
     {
         const auto adapter = device.open();
         const double begin = NowMs();
-        CWall wall(m_Recorder, adapter, device.Windows(channels));
+        CBenchWall wall(m_Recorder, adapter, device.Windows(channels));
         const double loggedOn = NowMs() - begin;
         wall.OpenAll();
         wall.WaitForPictures();
@@ -301,7 +301,7 @@ class CBench
     const BenchSettings m_Settings;
     const CTestFolder m_Folder;
     const CRecorderProcess m_Recorder;
-    std::optional<CVirtualDisplay> m_Display;
+    std::optional<CBenchDisplay> m_Display;
     std::vector<Device> m_Devices;
 };
 

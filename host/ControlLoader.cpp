@@ -24,8 +24,8 @@ QString RegistryFile()
 }
 
 // Null, with a message, when the file can't be loaded or lacks the entry.
-template <typename ENTRY>
-ENTRY FindEntry(const QString& path, const char* name, QString& message)
+template <typename Entry>
+Entry FindEntry(const QString& path, const char* name, QString& message)
 {
     void* const module =
         dlopen(QFileInfo(path).absoluteFilePath().toLocal8Bit().constData(), RTLD_NOW | RTLD_LOCAL);
@@ -35,7 +35,7 @@ ENTRY FindEntry(const QString& path, const char* name, QString& message)
                       .arg(QString::fromLocal8Bit(dlerror()));
         return nullptr;
     }
-    auto* const entry = reinterpret_cast<ENTRY>(dlsym(module, name));
+    auto* const entry = reinterpret_cast<Entry>(dlsym(module, name));
     if (entry == nullptr)
         message = QStringLiteral("%1 is no control module: it has no %2.").arg(path, QLatin1String(name));
     return entry;

@@ -56,10 +56,10 @@ CScriptedOperator::CScriptedOperator(const Options& options, QWidget& panel, QOb
     connect(&m_Timer, &QTimer::timeout, this, &CScriptedOperator::Next);
 }
 
-template <typename WIDGET>
-WIDGET* CScriptedOperator::Find(int control) const
+template <typename Panel>
+Panel* CScriptedOperator::Find(int control) const
 {
-    return m_Panel.findChild<WIDGET*>(QStringLiteral("control%1").arg(control));
+    return m_Panel.findChild<Panel*>(QStringLiteral("control%1").arg(control));
 }
 
 void CScriptedOperator::Start()
@@ -222,7 +222,8 @@ void CScriptedOperator::Next()
 
 void CScriptedOperator::RunStep()
 {
-    const STEP step = m_Steps.isEmpty() ? STEP() : m_Steps.constFirst().step;  // a copy: a step may plan others
+    const StepWork step =
+        m_Steps.isEmpty() ? StepWork() : m_Steps.constFirst().step;  // a copy: a step may plan others
     m_bStepRuns = true;
     const bool done = step && step();
     m_bStepRuns = false;

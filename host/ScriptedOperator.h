@@ -42,13 +42,13 @@ class CScriptedOperator : public QObject
 
   private:
     // Answers true when it is done; called again and again until then.
-    using STEP = std::function<bool()>;
+    using StepWork = std::function<bool()>;
     struct Step {
         QString what;
-        STEP step;
+        StepWork step;
     };
 
-    void AddStep(const QString& what, STEP step) { m_Steps.append({what, std::move(step)}); }
+    void AddStep(const QString& what, StepWork step) { m_Steps.append({what, std::move(step)}); }
     void PlanLogon();
     void PlanOpening();
     void PlanOneChannel(int channel);
@@ -59,8 +59,8 @@ class CScriptedOperator : public QObject
     bool ChooseFromMenu(const std::function<bool(const QAction&)>& wanted);
     QTreeView* FindTree() const;
     QModelIndex FindFolder() const;
-    template <typename WIDGET>
-    WIDGET* Find(int control) const;
+    template <typename Panel>
+    Panel* Find(int control) const;
 
     const Options m_Options;
     QWidget& m_Panel;

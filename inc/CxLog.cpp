@@ -105,7 +105,7 @@ struct CxLog::State {
 
     CMutex m_csView;  // a leaf lock
     std::int32_t m_hView GUARDED_BY(m_csView) = 0;
-    POSTER m_pPost GUARDED_BY(m_csView) = nullptr;
+    Poster m_pPost GUARDED_BY(m_csView) = nullptr;
 
     void Run();
     void DrainQueue();
@@ -273,7 +273,7 @@ void CxLog::Enqueue(const char* file, const char* function, std::int32_t line, E
 
     State& state = *m_pState;
     std::int32_t view = 0;
-    POSTER post = nullptr;
+    Poster post = nullptr;
     {
         const CMutexLock lock(state.m_csView);
         view = state.m_hView;
@@ -296,7 +296,7 @@ void CxLog::Enqueue(const char* file, const char* function, std::int32_t line, E
     }
 }
 
-void CxLog::SetView(std::int32_t window, POSTER post)
+void CxLog::SetView(std::int32_t window, Poster post)
 {
     const CMutexLock lock(m_pState->m_csView);
     m_pState->m_hView = window;

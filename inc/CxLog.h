@@ -43,7 +43,7 @@ class CxLog
     /// The message that a view window gets for each line; its second parameter is a LogEntry that it then owns.
     static constexpr std::uint32_t VIEW_MESSAGE = 0xC98;
     /// Posts a message to a window; false when that window is gone (the entry then stays with the log).
-    using POSTER = bool (*)(std::int32_t window, std::uint32_t message, LogEntry* entry);
+    using Poster = bool (*)(std::int32_t window, std::uint32_t message, LogEntry* entry);
 
     /// The log of this process, made at first use and ended at process end. After that it writes
     /// "CxLog has destroy!" to the debugger output and throws std::runtime_error with the same text. The memory
@@ -70,7 +70,7 @@ class CxLog
     void LogError(const char* file, const char* function, std::int32_t line, std::int32_t errorCode);
 
     /// Shows every line in a window too, through `post`; window 0, the default, ends that.
-    void SetView(std::int32_t window, POSTER post);
+    void SetView(std::int32_t window, Poster post);
 
     /// Full path of the log file, fixed at construction.
     const std::string& GetPath() const;

@@ -9,7 +9,7 @@
 #include "inc/ThreadSafety.h"
 
 /// A mutex of the standard as a lock that clang's analysis and ASSERT_HELD know.
-template <typename MUTEX>
+template <typename Mutex>
 class CAPABILITY("mutex") CCheckedMutex
 {
   public:
@@ -44,7 +44,7 @@ class CAPABILITY("mutex") CCheckedMutex
 
   private:
     friend class CMutexLock;
-    MUTEX m_Mutex;
+    Mutex m_Mutex;
     [[no_unique_address]] CLockHolder m_Holder;
 };
 
@@ -82,23 +82,23 @@ class SCOPED_CAPABILITY CMutexLock
         CBorrowed borrowed(m_Mutex);
         changed.wait(borrowed.Get());
     }
-    template <typename TIME>
-    void WaitUntil(std::condition_variable& changed, const TIME& deadline)
+    template <typename Time>
+    void WaitUntil(std::condition_variable& changed, const Time& deadline)
     {
         CBorrowed borrowed(m_Mutex);
         changed.wait_until(borrowed.Get(), deadline);
     }
 
-    template <typename CONDITION>
-    void Wait(std::condition_variable& changed, CONDITION isMet) NO_THREAD_SAFETY_ANALYSIS  // the lock is held
+    template <typename Condition>
+    void Wait(std::condition_variable& changed, Condition isMet) NO_THREAD_SAFETY_ANALYSIS  // the lock is held
     {
         while (!isMet())
             Wait(changed);
     }
     /// False when the condition isn't met at the deadline.
-    template <typename TIME, typename CONDITION>
-    bool WaitUntil(std::condition_variable& changed, const TIME& deadline,
-                   CONDITION isMet) NO_THREAD_SAFETY_ANALYSIS  // the lock is held
+    template <typename Time, typename Condition>
+    bool WaitUntil(std::condition_variable& changed, const Time& deadline,
+                   Condition isMet) NO_THREAD_SAFETY_ANALYSIS  // the lock is held
     {
         while (!isMet()) {
             if (std::chrono::steady_clock::now() >= deadline) return false;
@@ -106,8 +106,8 @@ class SCOPED_CAPABILITY CMutexLock
         }
         return true;
     }
-    template <typename DURATION, typename CONDITION>
-    bool WaitFor(std::condition_variable& changed, DURATION time, CONDITION isMet)
+    template <typename Duration, typename Condition>
+    bool WaitFor(std::condition_variable& changed, Duration time, Condition isMet)
     {
         return WaitUntil(changed, std::chrono::steady_clock::now() + time, std::move(isMet));
     }

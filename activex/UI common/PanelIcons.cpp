@@ -16,8 +16,8 @@ constexpr std::array<int, 6> SIZES{16, 24, 32, 48, 64, 96};
 constexpr double UNIT = 24.0;  // all drawings are made on a square of 24 by 24
 
 // Drawn twice: for its usual ground, and for the blue of a selected row or button.
-template <typename DRAW>
-QIcon MakeIcon(DRAW draw)
+template <typename Draw>
+QIcon MakeIcon(Draw draw)
 {
     QIcon icon;
     for (const QIcon::Mode mode : {QIcon::Normal, QIcon::Selected}) {

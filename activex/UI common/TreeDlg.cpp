@@ -63,8 +63,8 @@ CFolder* GetModelRoot()
 }
 
 // Every channel beneath `node`, if that is a folder.
-template <typename WORK>
-void ForEachRemote(CNode* node, WORK work)
+template <typename Work>
+void ForEachRemote(CNode* node, Work work)
 {
     auto* const folder = dynamic_cast<CFolder*>(node);
     if (folder == nullptr) return;

@@ -47,7 +47,7 @@ pid_t StartServer(std::string& number)
 
 }  // namespace
 
-CVirtualDisplay::CVirtualDisplay(int cells, int width, int height)
+CBenchDisplay::CBenchDisplay(int cells, int width, int height)
 {
     std::string number;
     m_Server = StartServer(number);
@@ -74,7 +74,7 @@ CVirtualDisplay::CVirtualDisplay(int cells, int width, int height)
         m_Leases.emplace_back(m_Windows[i]).Lend(windows[i]);
 }
 
-CVirtualDisplay::~CVirtualDisplay()
+CBenchDisplay::~CBenchDisplay()
 {
     m_Leases.clear();
     for (const HWND window : m_Windows)

@@ -10,14 +10,14 @@
 
 /// A virtual frame buffer of its own, whose X server is a child process, with as many windows as a wall has
 /// cells. Its display becomes the one of this process. The windows belong to the thread that made the object.
-class CVirtualDisplay
+class CBenchDisplay
 {
   public:
     /// Starts the server and maps `cells` windows of `width` x `height` pixels in rows of four.
-    CVirtualDisplay(int cells, int width, int height);
-    ~CVirtualDisplay();
-    CVirtualDisplay(const CVirtualDisplay&) = delete;
-    CVirtualDisplay& operator=(const CVirtualDisplay&) = delete;
+    CBenchDisplay(int cells, int width, int height);
+    ~CBenchDisplay();
+    CBenchDisplay(const CBenchDisplay&) = delete;
+    CBenchDisplay& operator=(const CBenchDisplay&) = delete;
 
     const std::vector<HWND>& Windows() const { return m_Windows; }
     pid_t Server() const { return m_Server; }

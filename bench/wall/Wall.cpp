@@ -11,8 +11,8 @@
 #include "remote/UdpRemoteStation.h"
 #include "render/D3DSurfaceRender.h"
 
-CWall::CWall(const CRecorderProcess& recorder, std::shared_ptr<ISurfaceAdapter> adapter,
-             std::vector<HWND> windows)
+CBenchWall::CBenchWall(const CRecorderProcess& recorder, std::shared_ptr<ISurfaceAdapter> adapter,
+                       std::vector<HWND> windows)
     : m_Windows(std::move(windows))
 {
     auto telling =
@@ -30,7 +30,7 @@ CWall::CWall(const CRecorderProcess& recorder, std::shared_ptr<ISurfaceAdapter> 
         m_Channels[i].device = dynamic_cast<CUdpRemote*>(walk->CurrentItem());
 }
 
-CWall::~CWall()
+CBenchWall::~CBenchWall()
 {
     for (int i = 0; i < Count(); ++i)
         Close(i);
@@ -39,7 +39,7 @@ CWall::~CWall()
     ReleaseRender();
 }
 
-void CWall::Open(int channelNumber)
+void CBenchWall::Open(int channelNumber)
 {
     WallChannel& channel = m_Channels[static_cast<std::size_t>(channelNumber)];
     channel.shownAtOpen = channel.shown;
@@ -49,18 +49,18 @@ void CWall::Open(int channelNumber)
     channel.device->Open();
 }
 
-void CWall::OpenAll()
+void CBenchWall::OpenAll()
 {
     for (int i = 0; i < Count(); ++i)
         Open(i);
 }
 
-void CWall::Close(int channel)
+void CBenchWall::Close(int channel)
 {
     m_Channels[static_cast<std::size_t>(channel)].device->Close();
 }
 
-void CWall::WaitForPictures()
+void CBenchWall::WaitForPictures()
 {
     const bool all = WaitUntil([&] {
         return std::all_of(m_Channels.begin(), m_Channels.begin() + Count(),
@@ -69,7 +69,7 @@ void CWall::WaitForPictures()
     if (!all) throw std::runtime_error("a channel shows nothing");
 }
 
-void CWall::OnPresented(HWND window, bool shown)
+void CBenchWall::OnPresented(HWND window, bool shown)
 {
     const auto found = std::ranges::find(m_Windows, window);
     if (found == m_Windows.end()) return;
@@ -85,7 +85,7 @@ void CWall::OnPresented(HWND window, bool shown)
     ++channel.shown;
 }
 
-std::uint64_t CWall::Shown() const
+std::uint64_t CBenchWall::Shown() const
 {
     std::uint64_t sum = 0;
     for (const WallChannel& channel : m_Channels)
@@ -93,17 +93,17 @@ std::uint64_t CWall::Shown() const
     return sum;
 }
 
-std::uint64_t CWall::Shown(int channel) const
+std::uint64_t CBenchWall::Shown(int channel) const
 {
     return m_Channels[static_cast<std::size_t>(channel)].shown;
 }
 
-double CWall::FirstPictureMs(int channel) const
+double CBenchWall::FirstPictureMs(int channel) const
 {
     return m_Channels[static_cast<std::size_t>(channel)].first;
 }
 
-std::uint64_t CWall::Lost() const
+std::uint64_t CBenchWall::Lost() const
 {
     std::uint64_t sum = m_pStation->GetSession()->GetCounters().dropped;
     for (int i = 0; i < Count(); ++i) {
@@ -113,7 +113,7 @@ std::uint64_t CWall::Lost() const
     return sum;
 }
 
-std::vector<double> CWall::TakeAges()
+std::vector<double> CBenchWall::TakeAges()
 {
     std::vector<double> ages;
     for (WallChannel& channel : m_Channels) {

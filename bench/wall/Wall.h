@@ -16,18 +16,18 @@ class CUdpRemoteStation;
 /// The client of a wall without its panels: a station of the recorder with its channels, and the default
 /// renderer over a device of the caller's, all as the control builds them, with shared receiving and the
 /// standard's chroma vectors. One wall at a time; one thread.
-class CWall
+class CBenchWall
 {
   public:
     static constexpr int CHANNEL_LIMIT = 16;
 
     /// Opens the renderer and logs on. `windows` has one for each channel that will be opened.
-    CWall(const CRecorderProcess& recorder, std::shared_ptr<ISurfaceAdapter> adapter,
-          std::vector<HWND> windows);
-    /// Closes what is open and lets go of the renderer.
-    ~CWall();
-    CWall(const CWall&) = delete;
-    CWall& operator=(const CWall&) = delete;
+    CBenchWall(const CRecorderProcess& recorder, std::shared_ptr<ISurfaceAdapter> adapter,
+               std::vector<HWND> windows);
+    /// Closes what is open and releases the renderer.
+    ~CBenchWall();
+    CBenchWall(const CBenchWall&) = delete;
+    CBenchWall& operator=(const CBenchWall&) = delete;
 
     int Count() const { return static_cast<int>(m_Windows.size()); }
     void Open(int channelNumber);

@@ -2,7 +2,7 @@
 // internal linkage, with the operations of its instruction set; so all that comes out of here belongs to the
 // step's file and nothing newer leaks into another one.
 //
-// The class OPS works on WIDTH pixels of a row at once:
+// The class Ops works on WIDTH pixels of a row at once:
 //     bytes                       pixels, the first WIDTH lanes count
 //     words                       16-bit sums of as many lanes
 //     load(p), store(p, bytes)    WIDTH pixels and none beyond
@@ -26,14 +26,14 @@ namespace c264_mc_vector
 // Sources of one row of samples after the other; names are those of ITU-T H.264 8.4.2.2.1.
 
 // G: the pixels themselves.
-template <class OPS>
+template <class Ops>
 class pixel_rows
 {
   public:
     pixel_rows(const uint8_t* first, ptrdiff_t row_stride) : from(first), stride(row_stride) {}
-    typename OPS::bytes next()
+    typename Ops::bytes next()
     {
-        const auto row = OPS::load(from);
+        const auto row = Ops::load(from);
         from += stride;
         return row;
     }
@@ -44,16 +44,16 @@ class pixel_rows
 };
 
 // b: between columns.
-template <class OPS>
+template <class Ops>
 class b_rows
 {
   public:
     b_rows(const uint8_t* first, ptrdiff_t row_stride) : from(first), stride(row_stride) {}
-    typename OPS::bytes next()
+    typename Ops::bytes next()
     {
-        const auto sums = OPS::row_taps(from);
+        const auto sums = Ops::row_taps(from);
         from += stride;
-        return OPS::round5(sums);
+        return Ops::round5(sums);
     }
 
   private:
@@ -62,7 +62,7 @@ class b_rows
 };
 
 // h: between rows.
-template <class OPS>
+template <class Ops>
 class h_rows
 {
   public:
@@ -70,42 +70,42 @@ class h_rows
         : taps(first, row_stride), from(first + 3 * row_stride), stride(row_stride)
     {
     }
-    typename OPS::bytes next()
+    typename Ops::bytes next()
     {
         const auto sums = taps.next(from);
         from += stride;
-        return OPS::round5(sums);
+        return Ops::round5(sums);
     }
 
   private:
-    typename OPS::column taps;
+    typename Ops::column taps;
     const uint8_t* from;
     ptrdiff_t stride;
 };
 
 // j: between both. WITH_B 0 averages it with the b of its own row, 1 with that of the row below (f and q); any
 // other number gives j alone.
-template <class OPS, int WITH_B>
+template <class Ops, int WITH_B>
 class j_rows
 {
   public:
     j_rows(const uint8_t* first, ptrdiff_t row_stride)
-        : w0(OPS::row_taps(first - 2 * row_stride)),
-          w1(OPS::row_taps(first - row_stride)),
-          w2(OPS::row_taps(first)),
-          w3(OPS::row_taps(first + row_stride)),
-          w4(OPS::row_taps(first + 2 * row_stride)),
+        : w0(Ops::row_taps(first - 2 * row_stride)),
+          w1(Ops::row_taps(first - row_stride)),
+          w2(Ops::row_taps(first)),
+          w3(Ops::row_taps(first + row_stride)),
+          w4(Ops::row_taps(first + 2 * row_stride)),
           from(first + 3 * row_stride),
           stride(row_stride)
     {
     }
-    typename OPS::bytes next()
+    typename Ops::bytes next()
     {
-        const auto w5 = OPS::row_taps(from);
+        const auto w5 = Ops::row_taps(from);
         from += stride;
-        auto row = OPS::centre(w0, w1, w2, w3, w4, w5);
-        if constexpr (WITH_B == 0) row = OPS::average(row, OPS::round5(w2));
-        if constexpr (WITH_B == 1) row = OPS::average(row, OPS::round5(w3));
+        auto row = Ops::centre(w0, w1, w2, w3, w4, w5);
+        if constexpr (WITH_B == 0) row = Ops::average(row, Ops::round5(w2));
+        if constexpr (WITH_B == 1) row = Ops::average(row, Ops::round5(w3));
         w0 = w1;
         w1 = w2;
         w2 = w3;
@@ -115,80 +115,80 @@ class j_rows
     }
 
   private:
-    typename OPS::words w0, w1, w2, w3, w4;
+    typename Ops::words w0, w1, w2, w3, w4;
     const uint8_t* from;
     ptrdiff_t stride;
 };
 
 // Inlined by force: handed over in memory, the sources' registers would be stored and read back.
-template <class OPS, class ROWS>
-[[gnu::always_inline]] inline void put(uint8_t* to, ptrdiff_t to_stride, int rows, ROWS source)
+template <class Ops, class Rows>
+[[gnu::always_inline]] inline void put(uint8_t* to, ptrdiff_t to_stride, int rows, Rows source)
 {
     for (int y = 0; y < rows; ++y, to += to_stride)
-        OPS::store(to, source.next());
+        Ops::store(to, source.next());
 }
 
-template <class OPS, class ROWS_A, class ROWS_B>
-[[gnu::always_inline]] inline void put_average(uint8_t* to, ptrdiff_t to_stride, int rows, ROWS_A a, ROWS_B b)
+template <class Ops, class RowsA, class RowsB>
+[[gnu::always_inline]] inline void put_average(uint8_t* to, ptrdiff_t to_stride, int rows, RowsA a, RowsB b)
 {
     for (int y = 0; y < rows; ++y, to += to_stride)
-        OPS::store(to, OPS::average(a.next(), b.next()));
+        Ops::store(to, Ops::average(a.next(), b.next()));
 }
 
 // The position X, Y quarters right of and below the integer sample.
-template <class OPS, int X, int Y>
+template <class Ops, int X, int Y>
 [[gnu::always_inline]] inline void luma_block(uint8_t* to, ptrdiff_t to_stride, const uint8_t* from,
                                               ptrdiff_t stride, int rows)
 {
-    using pixels = pixel_rows<OPS>;
-    using b = b_rows<OPS>;
-    using h = h_rows<OPS>;
+    using pixels = pixel_rows<Ops>;
+    using b = b_rows<Ops>;
+    using h = h_rows<Ops>;
     const uint8_t* const near_row = Y == 3 ? from + stride : from;
     const uint8_t* const near_column = X == 3 ? from + 1 : from;
     if constexpr (X == 0 && Y == 2) {
-        put<OPS>(to, to_stride, rows, h(from, stride));
+        put<Ops>(to, to_stride, rows, h(from, stride));
     } else if constexpr (X == 0) {
-        put_average<OPS>(to, to_stride, rows, h(from, stride), pixels(near_row, stride));
+        put_average<Ops>(to, to_stride, rows, h(from, stride), pixels(near_row, stride));
     } else if constexpr (X == 2 && Y == 0) {
-        put<OPS>(to, to_stride, rows, b(from, stride));
+        put<Ops>(to, to_stride, rows, b(from, stride));
     } else if constexpr (Y == 0) {
-        put_average<OPS>(to, to_stride, rows, b(from, stride), pixels(near_column, stride));
+        put_average<Ops>(to, to_stride, rows, b(from, stride), pixels(near_column, stride));
     } else if constexpr (X == 2) {
-        put<OPS>(to, to_stride, rows, j_rows < OPS, Y == 2 ? -1 : Y / 2 > (from, stride));
+        put<Ops>(to, to_stride, rows, j_rows < Ops, Y == 2 ? -1 : Y / 2 > (from, stride));
     } else if constexpr (Y == 2) {
-        put_average<OPS>(to, to_stride, rows, j_rows<OPS, -1>(from, stride), h(near_column, stride));
+        put_average<Ops>(to, to_stride, rows, j_rows<Ops, -1>(from, stride), h(near_column, stride));
     } else {
-        put_average<OPS>(to, to_stride, rows, b(near_row, stride), h(near_column, stride));
+        put_average<Ops>(to, to_stride, rows, b(near_row, stride), h(near_column, stride));
     }
 }
 
 // A block of COLUMNS vectors next to each other.
-template <class OPS, int COLUMNS, int X, int Y>
+template <class Ops, int COLUMNS, int X, int Y>
 void luma(uint8_t* to, ptrdiff_t to_stride, const uint8_t* from, ptrdiff_t stride, int rows)
 {
     for (int column = 0; column < COLUMNS; ++column)
-        luma_block<OPS, X, Y>(to + column * OPS::WIDTH, to_stride, from + column * OPS::WIDTH, stride, rows);
+        luma_block<Ops, X, Y>(to + column * Ops::WIDTH, to_stride, from + column * Ops::WIDTH, stride, rows);
 }
 
 // Sets the fifteen positions with a fraction.
-template <class OPS, int COLUMNS>
+template <class Ops, int COLUMNS>
 void fill_luma(c264_block_fn* slots)
 {
-    slots[1] = luma<OPS, COLUMNS, 1, 0>;
-    slots[2] = luma<OPS, COLUMNS, 2, 0>;
-    slots[3] = luma<OPS, COLUMNS, 3, 0>;
-    slots[4] = luma<OPS, COLUMNS, 0, 1>;
-    slots[5] = luma<OPS, COLUMNS, 1, 1>;
-    slots[6] = luma<OPS, COLUMNS, 2, 1>;
-    slots[7] = luma<OPS, COLUMNS, 3, 1>;
-    slots[8] = luma<OPS, COLUMNS, 0, 2>;
-    slots[9] = luma<OPS, COLUMNS, 1, 2>;
-    slots[10] = luma<OPS, COLUMNS, 2, 2>;
-    slots[11] = luma<OPS, COLUMNS, 3, 2>;
-    slots[12] = luma<OPS, COLUMNS, 0, 3>;
-    slots[13] = luma<OPS, COLUMNS, 1, 3>;
-    slots[14] = luma<OPS, COLUMNS, 2, 3>;
-    slots[15] = luma<OPS, COLUMNS, 3, 3>;
+    slots[1] = luma<Ops, COLUMNS, 1, 0>;
+    slots[2] = luma<Ops, COLUMNS, 2, 0>;
+    slots[3] = luma<Ops, COLUMNS, 3, 0>;
+    slots[4] = luma<Ops, COLUMNS, 0, 1>;
+    slots[5] = luma<Ops, COLUMNS, 1, 1>;
+    slots[6] = luma<Ops, COLUMNS, 2, 1>;
+    slots[7] = luma<Ops, COLUMNS, 3, 1>;
+    slots[8] = luma<Ops, COLUMNS, 0, 2>;
+    slots[9] = luma<Ops, COLUMNS, 1, 2>;
+    slots[10] = luma<Ops, COLUMNS, 2, 2>;
+    slots[11] = luma<Ops, COLUMNS, 3, 2>;
+    slots[12] = luma<Ops, COLUMNS, 0, 3>;
+    slots[13] = luma<Ops, COLUMNS, 1, 3>;
+    slots[14] = luma<Ops, COLUMNS, 2, 3>;
+    slots[15] = luma<Ops, COLUMNS, 3, 3>;
 }
 
 }  // namespace c264_mc_vector

@@ -1,4 +1,4 @@
-// The macroblock layer (ITU-T H.264 7.3.5) over either entropy coder. A CODER has the syntax elements as
+// The macroblock layer (ITU-T H.264 7.3.5) over either entropy coder. A Coder has the syntax elements as
 // functions and the residual blocks; both coders have the same ones. Belongs to the step that includes it.
 #pragma once
 
@@ -82,8 +82,8 @@ inline void change_qp(C264Slice* s, int32_t delta)
     s->chroma_qp = chroma_qp(s->qp, s->chroma_qp_offset);
 }
 
-template <class CODER>
-void parse_luma_dc(const C264Context* dec, CODER* coder, C264Slice* s)
+template <class Coder>
+void parse_luma_dc(const C264Context* dec, Coder* coder, C264Slice* s)
 {
     std::memset(s->luma_dc, 0, sizeof s->luma_dc);
     auto&& blocks = coder->open();
@@ -98,8 +98,8 @@ void parse_luma_dc(const C264Context* dec, CODER* coder, C264Slice* s)
     s->flat |= 0xFFFF;
 }
 
-template <int FIRST, class CODER>
-void parse_luma(CODER* coder, C264Slice* s)
+template <int FIRST, class Coder>
+void parse_luma(Coder* coder, C264Slice* s)
 {
     const int16_t* const factors = C264_SCALE[static_cast<size_t>(s->qp)].factor;
     auto&& blocks = coder->open();
@@ -115,8 +115,8 @@ void parse_luma(CODER* coder, C264Slice* s)
     coder->close(blocks);
 }
 
-template <class CODER>
-void parse_chroma(const C264Context* dec, CODER* coder, C264Slice* s)
+template <class Coder>
+void parse_chroma(const C264Context* dec, Coder* coder, C264Slice* s)
 {
     std::memset(s->chroma_dc, 0, sizeof s->chroma_dc);
     auto&& blocks = coder->open();
@@ -143,8 +143,8 @@ void parse_chroma(const C264Context* dec, CODER* coder, C264Slice* s)
 }
 
 /// mb_qp_delta and the residual, as the coded block pattern says.
-template <class CODER>
-void parse_residual(const C264Context* dec, CODER* coder, C264Slice* s)
+template <class Coder>
+void parse_residual(const C264Context* dec, Coder* coder, C264Slice* s)
 {
     if (s->cbp == 0 && s->cls != C264_INTRA_16X16) {
         s->qp_changed = false;
@@ -162,8 +162,8 @@ void parse_residual(const C264Context* dec, CODER* coder, C264Slice* s)
     if (s->cbp & 0x30) parse_chroma(dec, coder, s);
 }
 
-template <class CODER>
-void parse_intra4(const C264Context* dec, CODER* coder, C264Slice* s)
+template <class Coder>
+void parse_intra4(const C264Context* dec, Coder* coder, C264Slice* s)
 {
     const c264_mb& left = s->mb[-1];
     const c264_mb& above = s->mb[-dec->mb_stride];
@@ -185,8 +185,8 @@ void parse_intra4(const C264Context* dec, CODER* coder, C264Slice* s)
 }
 
 /// A partition's vector: its difference is read, added to the prediction, and the blocks take it.
-template <class CODER>
-void parse_vector(CODER* coder, C264Slice* s, int at, int width, int height, uint32_t predicted)
+template <class Coder>
+void parse_vector(Coder* coder, C264Slice* s, int at, int width, int height, uint32_t predicted)
 {
     const uint32_t difference = coder->vector_difference(at, width, height);
     fill_vectors(
@@ -194,8 +194,8 @@ void parse_vector(CODER* coder, C264Slice* s, int at, int width, int height, uin
         make_vector(vector_x(predicted) + vector_x(difference), vector_y(predicted) + vector_y(difference)));
 }
 
-template <class CODER>
-void parse_quadrant(CODER* coder, C264Slice* s, int quadrant)
+template <class Coder>
+void parse_quadrant(Coder* coder, C264Slice* s, int quadrant)
 {
     const int at = c264_at(quadrant / 2 * 2, quadrant % 2 * 2);
     switch (s->sub_class[quadrant]) {
@@ -221,8 +221,8 @@ void parse_quadrant(CODER* coder, C264Slice* s, int quadrant)
     }
 }
 
-template <class CODER>
-void parse_inter(const C264Context* dec, CODER* coder, C264Slice* s)
+template <class Coder>
+void parse_inter(const C264Context* dec, Coder* coder, C264Slice* s)
 {
     load_vectors(s, dec->mb_stride);
     coder->load_differences();
@@ -250,8 +250,8 @@ void parse_inter(const C264Context* dec, CODER* coder, C264Slice* s)
 }
 
 /// What follows mb_type.
-template <class CODER>
-void parse_macroblock(const C264Context* dec, CODER* coder, C264Slice* s)
+template <class Coder>
+void parse_macroblock(const C264Context* dec, Coder* coder, C264Slice* s)
 {
     clear_coefficients(s);
     clear_counts(s);

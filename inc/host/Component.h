@@ -236,8 +236,8 @@ class CComPtr
 
     /// Runs `call(void** object)`, which hands a reference out in that way, and holds that one, or none, in
     /// place of what was held; the call's result.
-    template <class CALL>
-    HRESULT Receive(CALL call)
+    template <class Call>
+    HRESULT Receive(Call call)
     {
         void* received = nullptr;
         const HRESULT result = call(&received);

@@ -39,10 +39,10 @@ void CGlobalSetting::SetFound(const CGlobalSetting* setting)
     g_Found = setting;
 }
 
-DRIVESET GetFixedDataDrives(std::uint32_t logicalDrives, const std::string& systemDirectory,
+DriveSet GetFixedDataDrives(std::uint32_t logicalDrives, const std::string& systemDirectory,
                             const std::function<std::uint32_t(const char* root)>& driveType)
 {
-    DRIVESET drives;
+    DriveSet drives;
     for (char letter = 'a'; letter <= 'z'; ++letter) {
         const auto bit = static_cast<std::size_t>(letter - 'a');
         if (!(logicalDrives >> bit & 1)) continue;

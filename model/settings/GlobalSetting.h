@@ -10,11 +10,11 @@
 #include "model/tree/Folder.h"
 
 /// Drives a to z, bit 0 for a.
-using DRIVESET = std::bitset<26>;
+using DriveSet = std::bitset<26>;
 
 /// What recordings and snapshots ask of the settings. Members are described there.
 struct StorageValues {
-    DRIVESET drives;
+    DriveSet drives;
     std::uint32_t limitMiB = 0;
     std::int32_t hdfAction = 0;
     std::string picPath;
@@ -41,7 +41,7 @@ class CGlobalSetting : public CFolder
     std::uint32_t m_ulCtrlPort = 10060;
     std::uint32_t m_ulDataPort = 10061;
     std::uint32_t m_ulHttpPort = 80;
-    DRIVESET m_bsStorageDrive;              // where recording may write
+    DriveSet m_bsStorageDrive;              // where recording may write
     std::uint32_t m_limitDiskSpace = 2500;  // MiB that a drive must exceed to be written to
     std::int32_t m_iHdfAction = 0;          // when no drive has room: 0 removes the oldest records
     bool m_bSoundAlarm = false;
@@ -75,5 +75,5 @@ class CGlobalSetting : public CFolder
 /// The drives that recording may write to: those of `logicalDrives` (bit 0 for a) that are fixed by
 /// `driveType`, which is asked with the drive's root ("d:\"), but for the drive that holds the system
 /// directory.
-DRIVESET GetFixedDataDrives(std::uint32_t logicalDrives, const std::string& systemDirectory,
+DriveSet GetFixedDataDrives(std::uint32_t logicalDrives, const std::string& systemDirectory,
                             const std::function<std::uint32_t(const char* root)>& driveType);

@@ -7,25 +7,25 @@
 /// thread. The counters are relaxed atomics, each right by itself; two of them read together may be one event
 /// apart.
 struct CLinkCounters {
-    using COUNTER = std::atomic<std::uint64_t>;
+    using Counter = std::atomic<std::uint64_t>;
 
-    COUNTER datagrams{0};                // pieces that arrived with data: datagrams, or frames of a stream
-    COUNTER bytes{0};                    // their bytes
-    COUNTER messages{0};                 // whole messages that the link took for its own
-    COUNTER foreign{0};                  // whole messages for other receivers, discarded
-    COUNTER dropped{0};                  // messages and datagrams dropped for their size or lack of room
-    COUNTER skipped{0};                  // pictures left out because they had grown old
-    COUNTER decoded{0};                  // pictures that the decoder gave
-    COUNTER shown{0};                    // of these, those that came all the way to a window
-    COUNTER withoutCell{0};              // those for which there was no cell
-    COUNTER notConvertible{0};           // those that the conversion refused; the rest was dropped
-    COUNTER refused{0};                  // messages of which the decoder made no picture
+    Counter datagrams{0};                // pieces that arrived with data: datagrams, or frames of a stream
+    Counter bytes{0};                    // their bytes
+    Counter messages{0};                 // whole messages that the link took for its own
+    Counter foreign{0};                  // whole messages for other receivers, discarded
+    Counter dropped{0};                  // messages and datagrams dropped for their size or lack of room
+    Counter skipped{0};                  // pictures left out because they had grown old
+    Counter decoded{0};                  // pictures that the decoder gave
+    Counter shown{0};                    // of these, those that came all the way to a window
+    Counter withoutCell{0};              // those for which there was no cell
+    Counter notConvertible{0};           // those that the conversion refused; the rest was dropped
+    Counter refused{0};                  // messages of which the decoder made no picture
     std::atomic<std::int32_t> width{0};  // of the stream's pictures, in pixels; 0 before the reply
     std::atomic<std::int32_t> height{0};
     /// From the last opening to the first picture shown, milliseconds; -1 when none was.
     std::atomic<std::int64_t> firstPictureMs{-1};
 
-    static void Count(COUNTER& counter, std::uint64_t by = 1)
+    static void Count(Counter& counter, std::uint64_t by = 1)
     {
         counter.fetch_add(by, std::memory_order_relaxed);
     }

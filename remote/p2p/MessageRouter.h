@@ -28,7 +28,7 @@ class CMessageRouter
         std::vector<std::uint8_t> data;
         std::uint32_t tick = 0;  // milliseconds of the session's clock
     };
-    using DEADLINE = std::optional<std::chrono::steady_clock::time_point>;
+    using Deadline = std::optional<std::chrono::steady_clock::time_point>;
 
     /// An inbox takes no more when its messages hold so many bytes, each message's own record counted as 128;
     /// what comes then is lost.
@@ -52,8 +52,8 @@ class CMessageRouter
 
     /// Waits for the channel's next message, until `ended()` holds, which is asked again at each Wake, or until
     /// the deadline.
-    template <typename ENDED>
-    std::optional<Message> Receive(std::int32_t channel, ENDED ended, const DEADLINE& deadline = std::nullopt)
+    template <typename Ended>
+    std::optional<Message> Receive(std::int32_t channel, Ended ended, const Deadline& deadline = std::nullopt)
     {
         const auto there = [&]() REQUIRES(m_cs) { return HasMessage(channel) || ended(); };
         CMutexLock lock(m_cs);

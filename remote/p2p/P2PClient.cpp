@@ -215,14 +215,14 @@ void CP2PClient::Stop()
 /// It waits for one datagram, then takes all that are there, and answers them together.
 void CP2PClient::Receive()
 {
-    using WAIT = CDatagramReader::EWait;
+    using Wait = CDatagramReader::EWait;
     CDatagramReader reader(m_hSocket, P2P_DATAGRAM_BYTES);
     CAnswerBatch answers(*this, m_hSocket);
     std::span<const std::uint8_t> datagram;
     sockaddr_in from{};
     bool more = false;  // something may be there
     for (;;) {
-        const bool read = reader.Read(more ? WAIT::No : WAIT::ForOne);
+        const bool read = reader.Read(more ? Wait::No : Wait::ForOne);
         if (IsStopping()) return;
         // Socket errors are retried indefinitely.
         if (!read && !more && errno != EINTR) m_Options.clock->Sleep(1);

@@ -120,7 +120,7 @@ std::int32_t CP2PSession::ReceiveChannel(char* name, std::span<std::uint8_t> buf
 
 std::optional<CMessageRouter::Message> CP2PSession::TakeMessage(std::int32_t channel, std::int32_t direction,
                                                                 const P2PCancel* cancel,
-                                                                const CMessageRouter::DEADLINE& deadline)
+                                                                const CMessageRouter::Deadline& deadline)
 {
     if (!m_pRouter) return std::nullopt;
     for (;;) {

@@ -68,7 +68,7 @@ class CP2PSession : public CMyP2P
     /// deadline ended the wait.
     std::optional<CMessageRouter::Message> TakeMessage(std::int32_t channel, std::int32_t direction,
                                                        const P2PCancel* cancel = nullptr,
-                                                       const CMessageRouter::DEADLINE& deadline = std::nullopt);
+                                                       const CMessageRouter::Deadline& deadline = std::nullopt);
 
     /// How long ago a message came, milliseconds.
     std::uint32_t AgeOf(const CMessageRouter::Message& message) const { return Now() - message.tick; }

@@ -14,8 +14,8 @@ class CReceiveLock
   public:
     /// Takes the lock once more. False, without the lock, when `ended()` holds before it could be had; `ended`
     /// is asked again at each Wake.
-    template <typename ENDED>
-    bool Lock(ENDED ended)
+    template <typename Ended>
+    bool Lock(Ended ended)
     {
         const auto self = std::this_thread::get_id();
         CMutexLock lock(m_cs);

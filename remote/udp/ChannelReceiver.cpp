@@ -11,7 +11,7 @@ namespace
 {
 
 constexpr std::int32_t DIRECTION_CLIENT = 1;  // in all that the client accepts
-using TIME = std::chrono::steady_clock::time_point;
+using Time = std::chrono::steady_clock::time_point;
 
 constexpr std::size_t REPLY_BYTES = 1024;
 constexpr std::uint32_t OLDEST_MS = 2000;  // an older picture isn't live any more
@@ -40,7 +40,7 @@ class CQueueReceiver final : public CChannelReceiver
         ASSERT_THREAD(m_LinkThread);
         return Receive(m_Buffer.size());
     }
-    TIME ShowBefore() const override { return TIME::max(); }
+    Time ShowBefore() const override { return Time::max(); }
 
   private:
     std::span<const std::uint8_t> Receive(std::size_t limit)
@@ -106,7 +106,7 @@ class CInboxReceiver final : public CChannelReceiver
         return {};
     }
 
-    TIME ShowBefore() const override
+    Time ShowBefore() const override
     {
         return std::chrono::steady_clock::now() + std::chrono::milliseconds(OLDEST_MS + 1) -
                std::chrono::milliseconds(m_Session.AgeOf(m_Message));

@@ -67,6 +67,18 @@ TEST(DocumentsTest, EachEnvironmentVariableIsListed)
     }
 }
 
+TEST(DocumentsTest, EachInterfaceOfTheControlIsListed)
+{
+    static const std::regex declared(R"re(\nclass (IControl\w+) )re");
+    const std::string page = Section(Read(SourcePath("docs/embedding.md")), "| Interface |", "\n\n");
+    std::set<std::string> interfaces;
+    for (const auto& entry : fs::directory_iterator(SourcePath("inc/host")))
+        interfaces.merge(AllMatches(Read(entry.path()), declared));
+    EXPECT_THAT(interfaces, Contains("IControlWindow"));
+    for (const std::string& name : interfaces)
+        EXPECT_THAT(page, HasSubstr("\n| `" + name + "` |"));
+}
+
 TEST(DocumentsTest, EachExitCodeIsListed)
 {
     static const std::regex code(R"re(constexpr int EXIT_\w+ = (\d+);)re");

@@ -100,6 +100,41 @@ TEST(NamesTest, EnumerationsHaveOneForm)
     EXPECT_THAT(faults, ElementsAre("a.h: enum EKind { One };", "a.h: enum class Kind { One };"));
 }
 
+// An alias or a type's parameter in capitals, which clang-tidy takes for a name in camel case.
+void CheckTypeName(const std::string& file, const std::string& line, Faults& faults)
+{
+    static const std::regex type(
+        R"(^\s*using ([A-Z][A-Z0-9_]+) = .*|^\s*template <(?:.*[ ,])?(?:class|typename) ([A-Z][A-Z0-9_]+)\b.*)");
+    static const std::set<std::string> named = {"HANDLE",
+                                                "HOOKPROC",
+                                                "HRESULT",
+                                                "LPARAM",
+                                                "LRESULT",
+                                                "SOCKET",
+                                                "WNDPROC",
+                                                "WPARAM",
+                                                "DLLGETCLASSOBJECT",
+                                                "DLLCANUNLOADNOW",
+                                                "DLLREGISTERSERVER",
+                                                "DLLUNREGISTERSERVER"};
+    std::smatch match;
+    if (std::regex_match(line, match, type) && named.count(match[1].length() != 0 ? match[1] : match[2]) == 0)
+        faults.push_back(file + ": " + line);
+}
+
+TEST(NamesTest, AliasesAndParametersOfTemplatesAreNoConstants)
+{
+    std::vector<std::string> folders = HOUSE;
+    folders.insert(folders.end(), {"codec", "recorder"});
+    EXPECT_THAT(CheckLines(folders, CheckTypeName), IsEmpty());
+    Faults faults;
+    CheckTypeName("a.h", "template <class T, typename WORK>", faults);
+    CheckTypeName("a.h", "    using TIME = int;", faults);
+    CheckTypeName("a.h", "template <int ROWS, class Work>", faults);
+    CheckTypeName("a.h", "using HANDLE = int;", faults);
+    EXPECT_THAT(faults, ElementsAre("a.h: template <class T, typename WORK>", "a.h:     using TIME = int;"));
+}
+
 void CheckRecord(const std::string& file, const std::string& line, Faults& faults)
 {
     static const std::regex record(R"(^\s*(class|struct) (X[A-Z][a-z]\w*)[^;]*$)");
@@ -117,6 +152,22 @@ TEST(NamesTest, LayoutRecordsAloneBearAnX)
     CheckRecord("remote/a.h", "struct XThing {", faults);
     CheckRecord("model/layout/a.h", "struct XThing {", faults);
     EXPECT_THAT(faults, ElementsAre("remote/a.h: struct XThing {"));
+}
+
+// By the class: the headers that declare it.
+TEST(NamesTest, NoTwoHeadersDeclareAClassOfOneName)
+{
+    std::vector<std::string> folders = HOUSE;
+    folders.insert(folders.end(), {"bench", "codec", "recorder", "tests"});
+    std::map<std::string, std::set<std::string>> headers;
+    CheckLines(folders, [&headers](const std::string& file, const std::string& line, Faults&) {
+        static const std::regex declared(R"(^class (?:CAPABILITY\(\S+\) |SCOPED_CAPABILITY )?(\w+)[^;]*)");
+        std::smatch match;
+        if (file.ends_with(".h") && std::regex_match(line, match, declared)) headers[match[1]].insert(file);
+    });
+    EXPECT_GT(headers.size(), 100U);
+    for (const auto& [name, files] : headers)
+        EXPECT_THAT(files, testing::SizeIs(1)) << name;
 }
 
 std::set<std::string> OddityKeys(const std::vector<std::string>& folders)

@@ -15,8 +15,8 @@ class CNodeModelDeathTest : public CModelTest
 {
   protected:
     // The call on another thread, which ends a checked build; in a release the tree stands still meanwhile.
-    template <class CALL>
-    void ExpectRefused(CALL call)
+    template <class Call>
+    void ExpectRefused(Call call)
     {
         m_Folder.Write("dvr.db", "");
         CNodeModel* const model = CNodeModel::GetInstance();

@@ -82,7 +82,7 @@ TEST_F(RecordFolder, EmptyNameTakesTheRootAlone)
 
 TEST_F(RecordFolder, NothingIsMadeForAnEmptyNameAlsoWhereNothingCouldBe)
 {
-    m_Setting.m_bsStorageDrive = DRIVESET(1) << 25;
+    m_Setting.m_bsStorageDrive = DriveSet(1) << 25;
     m_Setting.m_iHdfAction = 1;
     EXPECT_EQ(GetFolderName("", ExampleTime()), "Z:\\");
     EXPECT_EQ(GetFolderName("cam1", ExampleTime()), "");

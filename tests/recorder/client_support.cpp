@@ -56,7 +56,7 @@ nlohmann::json CRunning::End()
     return m_pServer->Report();
 }
 
-CScriptedClient::CScriptedClient(const Server& server, const std::string& name)
+CRecorderClient::CRecorderClient(const Server& server, const std::string& name)
     : m_Socket(m_Context, asio::ip::udp::endpoint(asio::ip::address_v4::loopback(), 0)),
       m_Rendezvous(server.RendezvousAt())
 {
@@ -64,7 +64,7 @@ CScriptedClient::CScriptedClient(const Server& server, const std::string& name)
     m_Own.localAddresses = {Local()};
 }
 
-std::string CScriptedClient::Ask(const Server& server, const std::vector<std::string>& pieces)
+std::string CRecorderClient::Ask(const Server& server, const std::vector<std::string>& pieces)
 {
     asio::io_context context;
     asio::ip::tcp::socket socket(context);
@@ -80,24 +80,24 @@ std::string CScriptedClient::Ask(const Server& server, const std::vector<std::st
     return answer;
 }
 
-Endpoint CScriptedClient::Local() const
+Endpoint CRecorderClient::Local() const
 {
     return FromAsio(m_Socket.local_endpoint());
 }
 
-void CScriptedClient::Send(const Endpoint& to, EMessage type, const Bytes& body)
+void CRecorderClient::Send(const Endpoint& to, EMessage type, const Bytes& body)
 {
     SendRaw(to, MakeMessage(type, m_Own, body));
 }
 
-void CScriptedClient::SendRaw(const Endpoint& to, const Bytes& bytes)
+void CRecorderClient::SendRaw(const Endpoint& to, const Bytes& bytes)
 {
     m_Socket.send_to(asio::buffer(bytes), ToAsio(to));
 }
 
-std::optional<CScriptedClient::Received> CScriptedClient::Await(EMessage type)
+std::optional<CRecorderClient::Received> CRecorderClient::Await(EMessage type)
 {
-    while (WaitReadable(m_Socket.native_handle(), m_iPatienceMs)) {
+    while (WaitReadable(m_Socket.native_handle(), m_iTimeoutMs)) {
         Received received;
         received.bytes.resize(65536);
         asio::ip::udp::endpoint from;
@@ -113,7 +113,7 @@ std::optional<CScriptedClient::Received> CScriptedClient::Await(EMessage type)
     return {};
 }
 
-bool CScriptedClient::Login()
+bool CRecorderClient::Login()
 {
     Send(m_Rendezvous, EMessage::Login);
     const auto acknowledged = Await(EMessage::LoginAck);
@@ -132,7 +132,7 @@ bool CScriptedClient::Login()
     }
 }
 
-bool CScriptedClient::Connect(const std::string& peer)
+bool CRecorderClient::Connect(const std::string& peer)
 {
     const auto it = m_Users.find(peer);
     if (it == m_Users.end()) return false;
@@ -148,7 +148,7 @@ bool CScriptedClient::Connect(const std::string& peer)
     return Await(EMessage::DataAck).has_value();
 }
 
-Bytes CScriptedClient::NextMessage()
+Bytes CRecorderClient::NextMessage()
 {
     Bytes message;
     size_t length = HEADER_BYTES;

@@ -33,10 +33,10 @@ class CRunning
 
 // The client's side of the protocol as its own program has it, written from the wire. Every wait ends after ten
 // seconds, with nothing.
-class CScriptedClient
+class CRecorderClient
 {
   public:
-    CScriptedClient(const Server& server, const std::string& name);
+    CRecorderClient(const Server& server, const std::string& name);
 
     // The directory's answer to a question; empty when it closes without one. The question is sent in the
     // pieces given.
@@ -61,7 +61,7 @@ class CScriptedClient
     Bytes NextMessage();
     // Whether data is acknowledged; it is until this is called.
     void StopAcknowledging() { m_bAcknowledges = false; }
-    void SetPatience(int milliseconds) { m_iPatienceMs = milliseconds; }
+    void SetTimeout(int milliseconds) { m_iTimeoutMs = milliseconds; }
     const Endpoint& Peer() const { return m_Peer; }
     Endpoint Local() const;
 
@@ -73,7 +73,7 @@ class CScriptedClient
     PeerRecord m_Own;
     std::map<std::string, PeerRecord> m_Users;
     bool m_bAcknowledges = true;
-    int m_iPatienceMs = 10'000;
+    int m_iTimeoutMs = 10'000;
 };
 
 // A connection to a direct port that gives up waiting after ten seconds.

@@ -25,11 +25,11 @@ using testing::Not;
 TEST(ServerTest, DirectoryAnswersBothQuestions)
 {
     CRunning running({"--id", "77", "--channels", "3"});
-    EXPECT_EQ(CScriptedClient::Ask(running.GetServer(), {"getip?domainname=77"}), "127.0.0.1");
-    EXPECT_EQ(CScriptedClient::Ask(running.GetServer(), {"getip2?domainname=77"}), "127.0.0.1:3:77");
-    EXPECT_EQ(CScriptedClient::Ask(running.GetServer(), {"getip2?domainname=78"}), "failed");
-    EXPECT_EQ(CScriptedClient::Ask(running.GetServer(), {"get", "ip?domain", "name=7", "7"}), "127.0.0.1");
-    EXPECT_EQ(CScriptedClient::Ask(running.GetServer(), {"HELO"}), "");
+    EXPECT_EQ(CRecorderClient::Ask(running.GetServer(), {"getip?domainname=77"}), "127.0.0.1");
+    EXPECT_EQ(CRecorderClient::Ask(running.GetServer(), {"getip2?domainname=77"}), "127.0.0.1:3:77");
+    EXPECT_EQ(CRecorderClient::Ask(running.GetServer(), {"getip2?domainname=78"}), "failed");
+    EXPECT_EQ(CRecorderClient::Ask(running.GetServer(), {"get", "ip?domain", "name=7", "7"}), "127.0.0.1");
+    EXPECT_EQ(CRecorderClient::Ask(running.GetServer(), {"HELO"}), "");
     const auto report = running.End();
     EXPECT_EQ(report["directory"]["answered"], 4);
     EXPECT_EQ(report["directory"]["refused"], 1);
@@ -45,13 +45,13 @@ TEST(ServerTest, HalfOpenConnectionsDoNotKeepOthersOut)
         const Endpoint at = running.GetServer().DirectoryAt();
         idle.back().connect({asio::ip::address_v4(at.address), at.port});
     }
-    EXPECT_EQ(CScriptedClient::Ask(running.GetServer(), {"getip?domainname=77"}), "127.0.0.1");
+    EXPECT_EQ(CRecorderClient::Ask(running.GetServer(), {"getip?domainname=77"}), "127.0.0.1");
 }
 
 TEST(ServerTest, StreamIsPlayedFromKeyPictureOn)
 {
     CRunning running({"--id", "77", "--channels", "2", "--mark", "--clock", "2026-11-21 08:40:12"});
-    CScriptedClient client(running.GetServer(), "4242");
+    CRecorderClient client(running.GetServer(), "4242");
     ASSERT_TRUE(client.Login());
     ASSERT_TRUE(client.Users().contains("77")) << "the device is a user like any other";
     EXPECT_EQ(client.Users().at("77").localAddresses, std::vector<Endpoint>{running.GetServer().DeviceAt()});
@@ -85,9 +85,9 @@ TEST(ServerTest, StreamIsPlayedFromKeyPictureOn)
 TEST(ServerTest, SeveralClientsAndChannelsAtOnce)
 {
     CRunning running({"--id", "77", "--channels", "4", "--mark", "--gop", "5"});
-    CScriptedClient first(running.GetServer(), "1");
-    CScriptedClient second(running.GetServer(), "2");
-    for (CScriptedClient* client : {&first, &second}) {
+    CRecorderClient first(running.GetServer(), "1");
+    CRecorderClient second(running.GetServer(), "2");
+    for (CRecorderClient* client : {&first, &second}) {
         ASSERT_TRUE(client->Login());
         ASSERT_TRUE(client->Connect("77"));
     }
@@ -108,13 +108,13 @@ TEST(ServerTest, SeveralClientsAndChannelsAtOnce)
 TEST(ServerTest, ShareOfAnAddressIsAsTheOptionsSay)
 {
     CRunning running({"--id", "77", "--channels", "1", "--clients-per-address", "1"});
-    CScriptedClient first(running.GetServer(), "1");
+    CRecorderClient first(running.GetServer(), "1");
     ASSERT_TRUE(first.Login());
     ASSERT_TRUE(first.Connect("77"));
     first.Send(first.Peer(), EMessage::Data, Request(0));
     ASSERT_FALSE(first.NextMessage().empty());
     ASSERT_FALSE(first.NextMessage().empty()) << "the reply was acknowledged, so pictures come";
-    CScriptedClient second(running.GetServer(), "2");
+    CRecorderClient second(running.GetServer(), "2");
     second.Send(first.Peer(), EMessage::Data, Request(0));
     EXPECT_TRUE(second.Await(EMessage::DataAck));
 
@@ -132,7 +132,7 @@ TEST(ServerTest, ShareOfAnAddressIsAsTheOptionsSay)
 TEST(ServerTest, LoopIsSentAgainAndAgain)
 {
     CRunning running({"--id", "77", "--channels", "1", "--mark", "--fps", "50", "--gop", "10", "--loop", "1"});
-    CScriptedClient client(running.GetServer(), "1");
+    CRecorderClient client(running.GetServer(), "1");
     ASSERT_TRUE(client.Login());
     ASSERT_TRUE(client.Connect("77"));
     client.Send(client.Peer(), EMessage::Data, Request(0));
@@ -173,13 +173,13 @@ TEST(ServerTest, EndsWhileItsLoopsAreBeingMade)
 TEST(ServerTest, SilentClientIsDroppedAndMayComeBack)
 {
     CRunning running({"--id", "77", "--channels", "1", "--drop-after", "0.3"});
-    CScriptedClient client(running.GetServer(), "1");
+    CRecorderClient client(running.GetServer(), "1");
     ASSERT_TRUE(client.Login());
     ASSERT_TRUE(client.Connect("77"));
     client.Send(client.Peer(), EMessage::Data, Request(0));
     client.NextMessage();
     client.StopAcknowledging();
-    client.SetPatience(1000);
+    client.SetTimeout(1000);
     int datagrams = 0;
     while (client.Await(EMessage::Data))
         ASSERT_LT(++datagrams, 2000) << "it never ends";
@@ -193,7 +193,7 @@ TEST(ServerTest, SilentClientIsDroppedAndMayComeBack)
 TEST(ServerTest, SilentDeviceNeverAnswersPeers)
 {
     CRunning running({"--id", "77", "--silent", "device"});
-    CScriptedClient client(running.GetServer(), "1");
+    CRecorderClient client(running.GetServer(), "1");
     client.Send(running.GetServer().DeviceAt(), EMessage::Punch);
     client.Send(running.GetServer().DeviceAt(), EMessage::Data);
     ASSERT_TRUE(client.Login());
@@ -207,7 +207,7 @@ TEST(ServerTest, SilentDeviceNeverAnswersPeers)
 TEST(ServerTest, SilentRendezvousNeverAnswers)
 {
     CRunning running({"--id", "77", "--silent", "rendezvous"});
-    CScriptedClient client(running.GetServer(), "1");
+    CRecorderClient client(running.GetServer(), "1");
     client.Send(running.GetServer().RendezvousAt(), EMessage::Login);
     for (int i = 0; i < 3; ++i) {
         client.Send(running.GetServer().DeviceAt(), EMessage::Data);
@@ -219,7 +219,7 @@ TEST(ServerTest, SilentRendezvousNeverAnswers)
 TEST(ServerTest, SilentDirectoryTakesConnectionsAndClosesThemInTheEnd)
 {
     CRunning running({"--id", "77", "--silent", "directory"});
-    EXPECT_EQ(CScriptedClient::Ask(running.GetServer(), {"getip?domainname=77"}), "");
+    EXPECT_EQ(CRecorderClient::Ask(running.GetServer(), {"getip?domainname=77"}), "");
     const auto report = running.End();
     EXPECT_EQ(report["directory"]["connections"], 1);
     EXPECT_EQ(report["directory"]["answered"], 0);
@@ -229,7 +229,7 @@ TEST(ServerTest, SilentDirectoryTakesConnectionsAndClosesThemInTheEnd)
 TEST(ServerTest, GarbageFromAnybodyDoesNoHarm)
 {
     CRunning running({"--id", "77", "--channels", "1"});
-    CScriptedClient client(running.GetServer(), "1");
+    CRecorderClient client(running.GetServer(), "1");
     std::mt19937 random(1);
     for (int i = 0; i < 300; ++i) {
         Bytes bytes(random() % 400);
@@ -239,7 +239,7 @@ TEST(ServerTest, GarbageFromAnybodyDoesNoHarm)
         client.SendRaw(running.GetServer().DeviceAt(), bytes);
         client.SendRaw(running.GetServer().RendezvousAt(), bytes);
     }
-    CScriptedClient sane(running.GetServer(), "2");
+    CRecorderClient sane(running.GetServer(), "2");
     ASSERT_TRUE(sane.Login());
     ASSERT_TRUE(sane.Connect("77"));
     sane.Send(sane.Peer(), EMessage::Data, Request(0));
@@ -251,7 +251,7 @@ TEST(ServerTest, LossyRoadIsReported)
 {
     CRunning running({"--id", "77", "--channels", "1", "--loss", "30", "--duplicate", "20", "--garbage", "10",
                       "--fps", "60"});
-    CScriptedClient client(running.GetServer(), "1");
+    CRecorderClient client(running.GetServer(), "1");
     ASSERT_TRUE(client.Login());
     ASSERT_TRUE(client.Connect("77"));
     client.Send(client.Peer(), EMessage::Data, Request(0));
@@ -286,7 +286,7 @@ TEST(ServerTest, APasswordOfASourceStandsInNoReport)
     testing::internal::CaptureStderr();
     CRunning running({"--id", "77", "--sources", path.c_str()});
     std::filesystem::remove(path);
-    CScriptedClient client(running.GetServer(), "1");
+    CRecorderClient client(running.GetServer(), "1");
     ASSERT_TRUE(client.Login());
     ASSERT_TRUE(client.Connect("77"));
     client.Send(client.Peer(), EMessage::Data, Request(0));
@@ -301,7 +301,7 @@ TEST(ServerTest, APasswordOfASourceStandsInNoReport)
 TEST(ServerTest, ANameThatIsNoTextCostsNoReport)
 {
     CRunning running({"--id", "77"});
-    CScriptedClient client(running.GetServer(), "\xFF\xFE");
+    CRecorderClient client(running.GetServer(), "\xFF\xFE");
     ASSERT_TRUE(client.Login());
     ASSERT_TRUE(client.Connect("77"));
     const auto report = nlohmann::json::parse(ReportText(running.End()));
@@ -334,9 +334,9 @@ TEST(ServerTest, ATakenPortIsNamed)
 TEST(ServerTest, OwnNameAtTheRendezvousCanNotBeTaken)
 {
     CRunning running({"--id", "77"});
-    CScriptedClient thief(running.GetServer(), "77");
+    CRecorderClient thief(running.GetServer(), "77");
     thief.Send(running.GetServer().RendezvousAt(), EMessage::Login);
-    CScriptedClient client(running.GetServer(), "1");
+    CRecorderClient client(running.GetServer(), "1");
     ASSERT_TRUE(client.Login());
     EXPECT_EQ(client.Users().at("77").p2p, running.GetServer().DeviceAt());
     EXPECT_EQ(running.End()["rendezvous"]["refused logins"], 1);
@@ -346,7 +346,7 @@ TEST(ServerTest, OwnNameAtTheRendezvousCanNotBeTaken)
 TEST(ServerTest, AClientOfARecorderThatWasRestartedFindsItAgain)
 {
     auto running = std::make_unique<CRunning>(std::vector<const char*>{"--id", "77"});
-    CScriptedClient client(running->GetServer(), "1");
+    CRecorderClient client(running->GetServer(), "1");
     ASSERT_TRUE(client.Login());
     const std::string directory = std::to_string(running->GetServer().DirectoryAt().port);
     const std::string rendezvous = std::to_string(running->GetServer().RendezvousAt().port);

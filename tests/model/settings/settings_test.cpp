@@ -104,7 +104,7 @@ TEST_F(Settings, FindsTheFirstSettingsOfTheWalkAtEachCall)
     first->m_szPicPath = "e:\\pictures";
     StorageValues seen;
     std::thread([&] { seen = model->GetStorageValues(); }).join();
-    EXPECT_EQ(seen.drives, DRIVESET(5)) << "what the panels' thread has found last";
+    EXPECT_EQ(seen.drives, DriveSet(5)) << "what the panels' thread has found last";
     EXPECT_EQ(seen.limitMiB, 11U);
     EXPECT_EQ(seen.hdfAction, 1);
     EXPECT_EQ(seen.picPath, "e:\\pictures");
