@@ -8,37 +8,44 @@ namespace recorder
 {
 
 // When the pictures of a file are due: at their time stamps, or one interval after the one before where a
-// picture has none; growing over repeats. In seconds since the first.
+// picture has none or the stamps begin anew, as where files were joined; growing over repeats. A gap is waited
+// for no longer than MOST_GAP. In seconds since the first.
 class PictureTimes
 {
   public:
+    static constexpr double MOST_GAP = 10;
+    // Stamps that go back by more begin anew; by less, they are only out of order.
+    static constexpr double MOST_BACK = 1;
+
     explicit PictureTimes(double interval) : m_Interval(interval), m_Latest(-interval) {}
 
     // The next picture has this time stamp.
     void Next(std::optional<double> stamp)
     {
+        const double next = m_Latest + m_Interval;
         if (!stamp) {
-            m_Latest += m_Interval;
+            m_Latest = next;
             return;
         }
-        if (!std::exchange(m_Stamped, true)) m_FirstStamp = *stamp;
-        m_Latest = m_Begun + std::max(0.0, *stamp - m_FirstStamp);
+        const double step = *stamp - m_Stamp;
+        if (!std::exchange(m_Stamped, true) || step < -MOST_BACK)
+            m_Zero = next - *stamp;
+        else if (step > MOST_GAP)
+            m_Zero = m_Latest + MOST_GAP - *stamp;
+        m_Stamp = *stamp;
+        m_Latest = std::max(m_Latest, m_Zero + *stamp);
     }
     // The next picture is the file's first again. The last one has its time too.
-    void Restart()
-    {
-        m_Begun = m_Latest + m_Interval;
-        m_Stamped = false;
-    }
+    void Restart() { m_Stamped = false; }
     double Latest() const { return m_Latest; }
 
   private:
     double m_Interval;
     double m_Latest;
     // of the present round
-    double m_Begun = 0;
     bool m_Stamped = false;
-    double m_FirstStamp = 0;
+    double m_Stamp = 0;  // the latest
+    double m_Zero = 0;   // when the stamp 0 is due
 };
 
 }  // namespace recorder

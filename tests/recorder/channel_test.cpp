@@ -8,6 +8,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <mutex>
 #include <thread>
@@ -161,6 +162,33 @@ TEST(SourceTest, AFileIsPlayedAgainAndAgain)
 TEST(SourceTest, AFileThatCanNotBeSoughtIsPlayedAgainAndAgain)
 {
     ExpectPlayedAgainAndAgain("short.h264", "-c:v libx264");
+}
+
+// As a recorder's files are joined: the stamps begin anew in the middle.
+TEST(SourceTest, AJoinedFileIsPlayedToItsEnd)
+{
+    const auto folder =
+        std::filesystem::temp_directory_path() / ("recorder-joined-" + std::to_string(getpid()));
+    std::filesystem::create_directories(folder);
+    std::ofstream joined(folder / "joined.ts", std::ios::binary);
+    for (const std::string colour : {"black", "white"}) {
+        const std::string part = folder / (colour + ".ts");
+        ASSERT_EQ(std::system(("ffmpeg -v error -y -f lavfi -i color=s=64x48:r=25:d=2:c=" + colour +
+                               " -c:v mpeg2video " + part)
+                                  .c_str()),
+                  0);
+        joined << std::ifstream(part, std::ios::binary).rdbuf();
+    }
+    joined.close();
+    const auto source = MakeSource(folder / "joined.ts", DefaultSetup().scene, 0, NEVER_STOP);
+    Picture picture;
+    int bright = 0;
+    for (int i = 0; i < 100; ++i) {  // its length
+        source->Read(i, picture);
+        bright += picture.y[static_cast<size_t>(144 * 352 + 176)] > 128 ? 1 : 0;
+    }
+    EXPECT_NEAR(bright, 50, 3);
+    std::filesystem::remove_all(folder);
 }
 
 TEST(SourceTest, ASingleImageIsShownAgainAndAgain)

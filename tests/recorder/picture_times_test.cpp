@@ -39,9 +39,15 @@ TEST(PictureTimesTest, WithoutStampsThereIsOneIntervalFromPictureToPicture)
     EXPECT_THAT(TimesOf({0.0, {}, 2.0}, 1), ElementsAre(0, 0.5, 2)) << "or where one has none";
 }
 
-TEST(PictureTimesTest, NoPictureIsDueBeforeItsRoundBegan)
+TEST(PictureTimesTest, StampsThatBeginAnewGoOnFromTheOneBefore)
 {
-    EXPECT_THAT(TimesOf({4.0, 1.0}), ElementsAre(0, 0, 0.5, 0.5));
+    EXPECT_THAT(TimesOf({4.0, 5.0, 1.0, 2.0}), ElementsAre(0, 1, 1.5, 2.5, 3, 4, 4.5, 5.5));
+    EXPECT_THAT(TimesOf({0.0, 1.0, 0.25, 1.5}, 1), ElementsAre(0, 1, 1, 1.5)) << "those out of order don't";
+}
+
+TEST(PictureTimesTest, AGapIsCutShort)
+{
+    EXPECT_THAT(TimesOf({1.0, 11.0, 90000.0, 90000.5}, 1), ElementsAre(0, 10, 20, 20.5));
 }
 
 }  // namespace
