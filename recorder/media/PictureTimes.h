@@ -8,10 +8,15 @@ namespace recorder
 {
 
 // When the pictures of a file are due: at their time stamps, or one interval after the one before where a
-// picture has none; growing over repeats. In seconds since the first.
+// picture has none; growing over repeats. Where stamps begin again, as in recordings that were appended to one
+// another, the pictures go on after the last, and no gap in them is waited for longer than MOST_WAIT. In
+// seconds since the first.
 class PictureTimes
 {
   public:
+    static constexpr double MOST_WAIT = 5;
+    static constexpr double MOST_BACK = 1;  // more isn't a picture that only comes out of order
+
     explicit PictureTimes(double interval) : m_Interval(interval), m_Latest(-interval) {}
 
     // The next picture has this time stamp.
@@ -22,7 +27,13 @@ class PictureTimes
             return;
         }
         if (!std::exchange(m_Stamped, true)) m_FirstStamp = *stamp;
-        m_Latest = m_Begun + std::max(0.0, *stamp - m_FirstStamp);
+        const double due = m_Begun + *stamp - m_FirstStamp;
+        if (due < m_Latest - MOST_BACK)
+            GoOn(m_Latest + m_Interval, *stamp);
+        else if (due > m_Latest + MOST_WAIT)
+            GoOn(m_Latest + MOST_WAIT, *stamp);
+        else
+            m_Latest = std::max(m_Begun, due);
     }
     // The next picture is the file's first again. The last one has its time too.
     void Restart()
@@ -33,9 +44,16 @@ class PictureTimes
     double Latest() const { return m_Latest; }
 
   private:
+    // From here on stamps count from this one.
+    void GoOn(double due, double stamp)
+    {
+        m_Begun = m_Latest = due;
+        m_FirstStamp = stamp;
+    }
+
     double m_Interval;
     double m_Latest;
-    // of the present round
+    // since the round began, or the stamps leapt
     double m_Begun = 0;
     bool m_Stamped = false;
     double m_FirstStamp = 0;

@@ -41,7 +41,24 @@ TEST(PictureTimesTest, WithoutStampsThereIsOneIntervalFromPictureToPicture)
 
 TEST(PictureTimesTest, NoPictureIsDueBeforeItsRoundBegan)
 {
-    EXPECT_THAT(TimesOf({4.0, 1.0}), ElementsAre(0, 0, 0.5, 0.5));
+    EXPECT_THAT(TimesOf({4.0, 3.25}), ElementsAre(0, 0, 0.5, 0.5));
+}
+
+TEST(PictureTimesTest, StampsThatBeginAgainGoOnAfterTheLast)
+{
+    EXPECT_THAT(TimesOf({7.0, 7.5, 9.0, 1.0, 1.5, 3.0}, 1), ElementsAre(0, 0.5, 2, 2.5, 3, 4.5));
+    EXPECT_THAT(TimesOf({4.0, 1.0, 1.25}, 1), ElementsAre(0, 0.5, 0.75)) << "at the first picture too";
+    EXPECT_THAT(TimesOf({4.0, 4.5, 6.0, 1.0}), ElementsAre(0, 0.5, 2, 2.5, 3, 3.5, 5, 5.5));
+}
+
+TEST(PictureTimesTest, PictureThatOnlyComesOutOfOrderMovesNoOther)
+{
+    EXPECT_THAT(TimesOf({0.0, 2.0, 1.0, 3.0}, 1), ElementsAre(0, 2, 1, 3));
+}
+
+TEST(PictureTimesTest, GapIsWaitedForNoLongerThanFiveSeconds)
+{
+    EXPECT_THAT(TimesOf({0.0, 5.0, 10.25, 10.75, 95443.0, 95443.5}, 1), ElementsAre(0, 5, 10, 10.5, 15.5, 16));
 }
 
 }  // namespace
