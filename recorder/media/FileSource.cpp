@@ -50,7 +50,7 @@ void FileSource::Fail(int64_t picture, const std::string& why)
 {
     m_Input.reset();
     m_RetryAt = picture + int64_t{RETRY_SECONDS} * m_Setup.rate;
-    if (m_Notice != why) SaySource(m_Channel, m_Spec, why);
+    if (m_Notice != why && !m_Stop) SaySource(m_Channel, m_Spec, why);  // what is to end has not failed
     m_Notice = why;
 }
 

@@ -215,6 +215,18 @@ TEST(SourceTest, ASourceThatCanNotBeOpenedShowsANotice)
     EXPECT_EQ(ReadMark(picture), (Mark{1, 2}));
 }
 
+TEST(SourceTest, AFileThatIsReadWhenTheRecorderEndsIsNoFault)
+{
+    std::atomic<bool> stop = false;
+    const auto source = MakeSource("lavfi:color=c=blue:s=64x48:r=25", DefaultSetup().scene, 0, stop);
+    Picture picture;
+    source->Read(0, picture);
+    stop = true;
+    testing::internal::CaptureStderr();
+    source->Read(25, picture);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
 // What a channel delivers, in order, from its thread.
 class CDelivered
 {
