@@ -103,6 +103,32 @@ TEST(C264Changes, DamagedStreamsAreTheSameWithoutCopying)
     }
 }
 
+TEST(C264Changes, WhatIsTheSameInBothPicturesIsNotWritten)
+{
+    for (const uint32_t disable_filter : {0u, 1u}) {
+        SCOPED_TRACE(disable_filter ? "unfiltered" : "filtered");
+        C264Fed fed(32, 32);
+        CH264Bits skipped = C264SliceStart({.type = 0, .disable_deblocking_filter_idc = disable_filter});
+        skipped.Ue(4);
+        fed.FeedSlice(C264Flats({1, 0, -1, 0}));
+        fed.FeedSlice(skipped);
+        // samples that the decoder would overwrite if it copied, and those of the border if it extended it
+        const auto* const dec = reinterpret_cast<const C264Context*>(fed.Handle());  // its first member
+        uint8_t* const picture = dec->current.plane[0];
+        const ptrdiff_t stride = dec->stride[0];
+        const ptrdiff_t places[] = {0, 31 * stride + 31, -1, 32, -stride, 32 * stride};
+        std::vector<uint8_t> spoilt;
+        for (const ptrdiff_t place : places) {
+            picture[place] ^= 0xFF;
+            spoilt.push_back(picture[place]);
+        }
+        fed.FeedSlice(skipped);
+        ASSERT_EQ(fed.Picture.plane[0], picture);
+        for (size_t i = 0; i < spoilt.size(); ++i)
+            EXPECT_EQ(picture[places[i]], spoilt[i]) << i;
+    }
+}
+
 TEST(C264Changes, RowsAboveASliceThatBeginsLowerGoBackToTheOlderPicture)
 {
     constexpr int DOWN = 6;

@@ -1,5 +1,6 @@
 // The streams of tests/data/h264, which scripts/make-test-streams wrote, against the sums of ffmpeg's decode
 // that stand beside them and against libavcodec at work: bit for bit, at every capability step.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -8,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "codec/c264/c264_header.h"
 #include "tests/codec/c264/c264_fed_support.h"
 #include "tests/support/h264_streams.h"
 #include "tests/support/test_places.h"
@@ -97,6 +99,40 @@ INSTANTIATE_TEST_SUITE_P(Streams, C264Data, ::testing::ValuesIn(StreamNames()),
 TEST(C264DataStreams, AreAtLeastTwentyFour)
 {
     EXPECT_GE(StreamNames().size(), 24u);
+}
+
+/// Of the slices with contexts, those that aren't intra choose one of three initialisations.
+TEST(C264DataStreams, HoldEveryInitialisationOfTheContexts)
+{
+    int slices[3] = {};
+    for (const std::string& name : StreamNames()) {
+        C264Sps sps = {};
+        C264Pps pps = {};
+        for (const H264Packet& packet : ReadH264Stream(FOLDER + name + ".h264")) {
+            for (const H264UnitPlace& unit : FindH264Units(packet)) {
+                const std::vector<uint8_t> payload = H264Payload(packet, unit);
+                c264_bits bits(payload.data(), payload.size());
+                C264SliceHeader slice = {};
+                switch (packet[unit.header] & 31) {
+                    case 7:
+                        c264_parse_sps(&bits, &sps);
+                        break;
+                    case 8:
+                        c264_parse_pps(&bits, sps, &pps);
+                        break;
+                    case 1:
+                        c264_parse_slice_header(&bits, sps, pps, false, &slice);
+                        if (!pps.entropy_coding_mode_flag || slice.slice_type != C264_SLICE_P) break;
+                        ASSERT_THAT(slice.cabac_init_idc, testing::AllOf(testing::Ge(0), testing::Le(2)));
+                        ++slices[slice.cabac_init_idc];
+                        break;
+                    default:
+                        break;
+                }
+            }
+        }
+    }
+    EXPECT_THAT(slices, testing::Each(testing::Gt(0)));
 }
 
 class C264DataChecksum : public ::testing::TestWithParam<EH264Checksum>
