@@ -13,6 +13,7 @@
 #include "model/archive/XMLInputArchive.h"
 #include "model/layout/LayoutRecords.h"
 #include "model/settings/Language.h"
+#include "model/settings/SystemSettings.h"
 #include "model/tree/CompositeIterator.h"
 #include "model/tree/Devices.h"
 #include "platform/os/paths.h"
@@ -41,7 +42,7 @@ void ExitProcess(int code)
         stderr,
         "watchwall: the video grid can't be made with the renderer that is chosen or found; key \"Render\" in "
         "section \"System\" of \"%s\" chooses it. The process ends with code %d.\n",
-        HostPath(GetModuleDirectory() + "config\\system.ini").c_str(), code);
+        HostPath(GetSettingsPath()).c_str(), code);
     std::fflush(stderr);
     std::_Exit(code);
 }

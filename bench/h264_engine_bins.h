@@ -14,13 +14,13 @@ struct H264CodedBins {
     uint32_t set = 0;            ///< how many of the bins are 1
 };
 
-/// \returns how many bins are 1, by an ENGINE that is made from the bins and has Bin(context).
-template <class ENGINE>
+/// \returns how many bins are 1, by an Engine that is made from the bins and has Bin(context).
+template <class Engine>
 uint32_t DecodeBins(const H264CodedBins& coded)
 {
     uint8_t contexts[460];
     std::copy(coded.start.begin(), coded.start.end(), contexts);
-    ENGINE engine(coded);
+    Engine engine(coded);
     uint32_t set = 0;
     for (const uint16_t context : coded.contexts)
         set += static_cast<uint32_t>(engine.Bin(contexts + context));

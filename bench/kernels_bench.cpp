@@ -74,14 +74,14 @@ void TimeSlot(const KernelSlot& slot, bool csv)
             times[i].push_back(Nanoseconds(kernels[i], iterations[i]) / iterations[i]);
     }
 
-    std::map<std::string, double> by_step;
+    std::map<std::string, double> byStep;
     for (std::size_t i = 0; i < steps.size(); ++i)
-        by_step[steps[i].name] = Median(times[i]);
-    const double plain = by_step["plain"];
+        byStep[steps[i].name] = Median(times[i]);
+    const double plain = byStep["plain"];
     std::printf(csv ? "%s,%.1f" : "%-40s %12.1f", slot.name.c_str(), plain);
     for (std::size_t i = 1; i < KernelSteps().size(); ++i) {
-        const auto found = by_step.find(KernelSteps()[i].name);
-        if (found != by_step.end())
+        const auto found = byStep.find(KernelSteps()[i].name);
+        if (found != byStep.end())
             std::printf(csv ? ",%.2f" : " %7.2f", plain / found->second);
         else
             std::printf(csv ? ",%s" : " %7s", csv ? "" : "-");

@@ -50,7 +50,7 @@ int WalkTree(CFolder& root)
 
 // The peer: the same nodes without classes, iterators and run-time types.
 struct PlainNode {
-    bool bVisible = false;
+    bool visible = false;
     std::vector<std::unique_ptr<PlainNode>> children;
 };
 
@@ -68,7 +68,7 @@ int WalkPlain(const PlainNode& plain, int& visible)
 {
     int count = 0;
     for (const auto& child : plain.children) {
-        visible += child->bVisible;
+        visible += child->visible;
         count += 1 + WalkPlain(*child, visible);
     }
     return count;

@@ -22,8 +22,8 @@ namespace
 constexpr int MEASUREMENTS = 9;
 
 struct Stream {
-    const char* szName;
-    Mpeg4StreamShape Shape;
+    const char* name;
+    Mpeg4StreamShape shape;
 };
 
 /// What cameras send: a still view with a few moving things, and for the other end views in which all moves,
@@ -49,7 +49,7 @@ std::vector<Stream> Streams()
 
 double OursMs(const Stream& stream, const std::vector<Mpeg4Packet>& packets)
 {
-    CMpeg4Decoder decoder(stream.Shape.width, stream.Shape.height);
+    CMpeg4Decoder decoder(stream.shape.width, stream.shape.height);
     const double start = ThreadMs();
     for (const Mpeg4Packet& packet : packets)
         decoder.Decode(packet.data(), static_cast<int32_t>(packet.size()));
@@ -67,7 +67,7 @@ double TheirsMs(const std::vector<Mpeg4Packet>& packets)
 
 void TimeStream(const Stream& stream)
 {
-    const std::vector<Mpeg4Packet> packets = EncodeMpeg4(stream.Shape);
+    const std::vector<Mpeg4Packet> packets = EncodeMpeg4(stream.shape);
     size_t bytes = 0;
     for (const Mpeg4Packet& packet : packets)
         bytes += packet.size();
@@ -80,9 +80,8 @@ void TimeStream(const Stream& stream)
         ratios.push_back(theirs.back() / ours.back());
     }
     const double pictures = static_cast<double>(packets.size());
-    std::printf("%-34s %9.1f %12.3f %15.3f %8.2f\n", stream.szName,
-                static_cast<double>(bytes) / pictures / 1024, Median(ours) / pictures,
-                Median(theirs) / pictures, Median(ratios));
+    std::printf("%-34s %9.1f %12.3f %15.3f %8.2f\n", stream.name, static_cast<double>(bytes) / pictures / 1024,
+                Median(ours) / pictures, Median(theirs) / pictures, Median(ratios));
     std::fflush(stdout);
 }
 
@@ -109,7 +108,7 @@ int main(int argc, char** argv)
     }
     std::printf("%-34s %9s %12s %15s %8s\n", "stream", "KB/pict.", "ours ms/p.", "libavcodec ms/p.", "ratio");
     for (const Stream& stream : Streams()) {
-        if (Wanted(stream.szName, texts)) TimeStream(stream);
+        if (Wanted(stream.name, texts)) TimeStream(stream);
     }
     ShowMemory(704, 576);
     ShowMemory(1280, 720);

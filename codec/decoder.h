@@ -12,7 +12,7 @@
 class CVideoDecoder
 {
   public:
-    /// \param iWidth, iHeight  coded size in pixels; the stream's own headers don't change it
+    /// \param width, height   coded size in pixels; the stream's own headers don't change it
     /// \param codecId         CODEC_ID_*
     /// \param codecType       0 = video
     /// A codec that isn't found or doesn't open is reported by nothing but a null from every Decode.

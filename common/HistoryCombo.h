@@ -57,7 +57,6 @@ class CHistoryCombo : public QComboBox
 
     /// Stores the maximum (0 or more) and deletes the entries beyond it at once.
     void SetMaxHistory(int maximum);
-    int GetMaxHistory() const { return m_iMaxHistory; }
 
     void SetAutoComplete(bool on) { m_bAutoComplete = on; }
 

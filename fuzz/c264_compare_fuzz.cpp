@@ -17,8 +17,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     c264_dsp_init();
     const uint32_t caps = c264_cpu_detect();
     const FuzzSize& shape = FUZZ_SIZES[data[0] & 7];
-    CC264Decoder decoder(shape.iWidth, shape.iHeight);
-    CCopyingC264Decoder plain(shape.iWidth, shape.iHeight);
+    CC264Decoder decoder(shape.width, shape.height);
+    CCopyingC264Decoder plain(shape.width, shape.height);
     CFollower follower(shape);
     const auto next = [](const uint8_t* from, size_t left) {
         return LengthOfPayload(from, left,

@@ -13,16 +13,16 @@ namespace
 {
 void DecodeStartCodes(const FuzzSize& shape, const uint8_t* payload, int32_t length)
 {
-    CC264Decoder decoder(shape.iWidth, shape.iHeight);
+    CC264Decoder decoder(shape.width, shape.height);
     const CodecFrame* const frame = decoder.Decode(payload, length);
     if (!frame || !frame->data[0]) return;
-    if (frame->width != shape.iWidth || frame->height != shape.iHeight) std::abort();
+    if (frame->width != shape.width || frame->height != shape.height) std::abort();
     ReadFrame(frame);
 }
 
 void DecodeLengths(const FuzzSize& shape, const uint8_t* payload, int32_t length)
 {
-    C264Handle* const handle = c264_open(shape.iWidth, shape.iHeight, 1);
+    C264Handle* const handle = c264_open(shape.width, shape.height, 1);
     C264Stats stats = {};
     while (length > 0) {
         C264Picture picture = {};

@@ -12,8 +12,8 @@
 // What the fuzz targets of both decoders share: sizes to open, and looks at what comes out.
 
 struct FuzzSize {
-    int32_t iWidth;
-    int32_t iHeight;
+    int32_t width;
+    int32_t height;
 };
 inline constexpr FuzzSize FUZZ_SIZES[] = {{176, 144}, {16, 16}, {48, 32}, {33, 50},
                                           {8, 8},     {64, 16}, {16, 80}, {64, 64}};
@@ -54,7 +54,7 @@ class CFollower
 {
   public:
     explicit CFollower(const FuzzSize& size)
-        : m_Pixels(static_cast<size_t>(size.iWidth) * size.iHeight * 4), m_Whole(m_Pixels.size())
+        : m_Pixels(static_cast<size_t>(size.width) * size.height * 4), m_Whole(m_Pixels.size())
     {
     }
 

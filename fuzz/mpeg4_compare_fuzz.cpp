@@ -29,9 +29,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     if (size == 0) return 0;
     const FuzzSize& shape = FUZZ_SIZES[data[0] & 7];
-    CMpeg4Decoder decoder(shape.iWidth, shape.iHeight);
+    CMpeg4Decoder decoder(shape.width, shape.height);
     decoder.SetStandardChroma((data[0] & 8) != 0);
-    CCopyingDecoder copying(shape.iWidth, shape.iHeight);
+    CCopyingDecoder copying(shape.width, shape.height);
     copying.SetStandardChroma((data[0] & 8) != 0);
     CFollower follower(shape);
     const auto next = [](const uint8_t* from, size_t left) {

@@ -26,9 +26,8 @@ HRESULT CControlSite::GetContainer(IUnknown** container)
     return QueryInterface(IUnknown::IID, reinterpret_cast<void**>(container));
 }
 
-HRESULT CControlSite::OnInPlaceActive(bool active)
+HRESULT CControlSite::OnInPlaceActive(bool)
 {
-    m_bActive = active;
     return S_OK;
 }
 

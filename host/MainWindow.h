@@ -16,10 +16,6 @@ class CControlSite final : public CUnknown<IControlSite>
     /// Answers with this object, which stands for the container.
     HRESULT GetContainer(IUnknown** container) override;
     HRESULT OnInPlaceActive(bool active) override;
-    bool IsActive() const { return m_bActive; }
-
-  private:
-    bool m_bActive = false;
 };
 
 /// The container's window: the control fills it. Its place and size are kept in the application profile.

@@ -48,9 +48,9 @@ class CD3DSurfaceRender::CD3DSurface : public CSurface
     using CSurface::CSurface;
 
     struct Objects {
-        std::shared_ptr<IOffscreenSurface> pOffscreen;
-        std::shared_ptr<ISwapChain> pSwapChain;
-        std::shared_ptr<IBackBuffer> pBackBuffer;
+        std::shared_ptr<IOffscreenSurface> offscreen;
+        std::shared_ptr<ISwapChain> swapChain;
+        std::shared_ptr<IBackBuffer> backBuffer;
     };
 
     Objects Get() const
@@ -65,9 +65,9 @@ class CD3DSurfaceRender::CD3DSurface : public CSurface
             const CMutexLock lock(m_csObjects);
             std::swap(m_Objects, objects);
         }
-        objects.pBackBuffer.reset();
-        objects.pSwapChain.reset();
-        objects.pOffscreen.reset();
+        objects.backBuffer.reset();
+        objects.swapChain.reset();
+        objects.offscreen.reset();
     }
 
     PresentParameters m_Parameters;
@@ -178,20 +178,20 @@ void CD3DSurfaceRender::Build(CD3DSurface& surface, CMessages& messages)
     CD3DSurface::Objects objects;
     const auto device = GetDevice();
     if (device != nullptr)
-        objects.pOffscreen =
+        objects.offscreen =
             device->CreateOffscreenPlainSurface(surface.m_iWidth, surface.m_iHeight, ESurfaceFormat::X8R8G8B8);
-    if (objects.pOffscreen == nullptr) {
+    if (objects.offscreen == nullptr) {
         messages.emplace_back("Create Off Screen Surface failed!");
         return;
     }
     surface.m_Parameters = {surface.m_iWidth, surface.m_iHeight, m_Format, 1, HWND::Null, true,
                             PRESENTFLAG_VIDEO};
-    objects.pSwapChain = device->CreateAdditionalSwapChain(surface.m_Parameters);
-    if (objects.pSwapChain == nullptr) {
+    objects.swapChain = device->CreateAdditionalSwapChain(surface.m_Parameters);
+    if (objects.swapChain == nullptr) {
         messages.emplace_back("Create Additional Swap Chain failed!");
     } else {
-        objects.pBackBuffer = objects.pSwapChain->GetBackBuffer(0);
-        if (objects.pBackBuffer == nullptr) messages.emplace_back("Get Back Buffer failed!");
+        objects.backBuffer = objects.swapChain->GetBackBuffer(0);
+        if (objects.backBuffer == nullptr) messages.emplace_back("Get Back Buffer failed!");
     }
     surface.Set(std::move(objects));
 }
@@ -275,9 +275,8 @@ std::int32_t CD3DSurfaceRender::Display(const CodecFrame* frame, CSurface* surfa
     if (surface == nullptr) return -1;
     auto& stream = *static_cast<CD3DSurface*>(surface);
     const CD3DSurface::Objects objects = stream.Get();
-    if (frame != nullptr && objects.pOffscreen != nullptr)
-        showing = Upload(*frame, stream, *objects.pOffscreen);
-    if (objects.pOffscreen == nullptr || objects.pBackBuffer == nullptr) {
+    if (frame != nullptr && objects.offscreen != nullptr) showing = Upload(*frame, stream, *objects.offscreen);
+    if (objects.offscreen == nullptr || objects.backBuffer == nullptr) {
         showing = EShowing::Dropped;
         return -1;
     }
@@ -294,8 +293,8 @@ std::int32_t CD3DSurfaceRender::Display(const CodecFrame* frame, CSurface* surfa
             return 0;
         }
         stretched =
-            device->StretchRect(*objects.pOffscreen, source, *objects.pBackBuffer, ETextureFilter::Linear);
-        presented = objects.pSwapChain->Present(window);
+            device->StretchRect(*objects.offscreen, source, *objects.backBuffer, ETextureFilter::Linear);
+        presented = objects.swapChain->Present(window);
     }
     if (presented && !m_bDrawn.exchange(true)) CDrawingEnd::Watch();
     if (presented) NoteCellShown(window);
@@ -323,7 +322,7 @@ std::int32_t CD3DSurfaceRender::SaveSnapshot(std::string path, CSurface* surface
 {
     if (surface == nullptr) return 0;
     auto& stream = *static_cast<CD3DSurface*>(surface);
-    const auto picture = stream.Get().pOffscreen;
+    const auto picture = stream.Get().offscreen;
     LockedRect locked;
     if (picture == nullptr || !picture->Lock(ELockMode::ReadOnly, locked)) return 0;
     WriteBmpFile(HostPath(path), locked.bits, locked.pitch, stream.m_iWidth, stream.m_iHeight);

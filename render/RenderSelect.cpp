@@ -36,8 +36,10 @@ unsigned HexadecimalAt(const std::string& text, std::size_t at)
 std::unique_ptr<CRender> MakeRender(ERenderMode mode)
 {
     switch (mode) {
+#ifndef WATCHWALL_WITHOUT_EGL  // see CMakeLists.txt
         case ERenderMode::D3DSurface:
             return std::make_unique<CD3DSurfaceRender>(OpenEglSurfaceAdapter);
+#endif
         default:
             return nullptr;
     }

@@ -20,6 +20,6 @@ enum class ERenderMode : std::int32_t {
 ERenderMode DetectRenderMode(const std::string& adapterId);
 
 /// The renderer by "Render" of section "System" in "config\system.ini" and, when that is 0 or missing, by the
-/// primary display adapter. Null when the value names none or there is no adapter. Its Init is the caller's
-/// business.
+/// primary display adapter. Null when the value names none, there is no adapter, or the library was built
+/// without what the renderer draws with. Its Init is the caller's business.
 std::unique_ptr<CRender> SelectRender();

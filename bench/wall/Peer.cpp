@@ -35,10 +35,10 @@ double ThreadSeconds()
     return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
 }
 
-std::uint64_t CountPictures(const std::vector<CODED_STREAM>& streams)
+std::uint64_t CountPictures(const std::vector<CodedStream>& streams)
 {
     std::uint64_t count = 0;
-    for (const CODED_STREAM& stream : streams)
+    for (const CodedStream& stream : streams)
         count += stream.size();
     return count;
 }
@@ -137,8 +137,8 @@ class COwnCodec
 };
 
 // Calls `take` for every picture in that order; it returns how many pictures came out.
-template <typename TAKE>
-PeerCost Decode(const std::vector<CODED_STREAM>& streams, int repeats, EOrder order, TAKE take)
+template <typename Take>
+PeerCost Decode(const std::vector<CodedStream>& streams, int repeats, EOrder order, Take take)
 {
     PeerCost cost;
     const double start = ThreadSeconds();
@@ -168,7 +168,7 @@ PeerCost Decode(const std::vector<CODED_STREAM>& streams, int repeats, EOrder or
 
 }  // namespace
 
-std::vector<CODED_STREAM> CaptureStreams(const CRecorderProcess& recorder, int channels, std::size_t pictures)
+std::vector<CodedStream> CaptureStreams(const CRecorderProcess& recorder, int channels, std::size_t pictures)
 {
     constexpr std::size_t START_CODE_BYTES = 4;
     constexpr std::uint8_t PICTURE_CODE = 0xB6;  // key pictures have the stream's headers before theirs
@@ -182,9 +182,9 @@ std::vector<CODED_STREAM> CaptureStreams(const CRecorderProcess& recorder, int c
         WriteLittle32(request + MESSAGE_HEADER_BYTES, static_cast<std::uint32_t>(i));
         session.SendMessage(NET_ID, request);
     }
-    std::vector<CODED_STREAM> streams(static_cast<std::size_t>(channels));
+    std::vector<CodedStream> streams(static_cast<std::size_t>(channels));
     std::vector<std::uint8_t> buffer(MESSAGE_LIMIT_BYTES);
-    const auto isFull = [&](const CODED_STREAM& stream) { return stream.size() == pictures; };
+    const auto isFull = [&](const CodedStream& stream) { return stream.size() == pictures; };
     while (!std::ranges::all_of(streams, isFull)) {
         char name[P2P_NAME_BYTES];
         const auto count = static_cast<std::size_t>(session.ReceiveMessage(name, buffer));
@@ -192,7 +192,7 @@ std::vector<CODED_STREAM> CaptureStreams(const CRecorderProcess& recorder, int c
         const auto header = ReadMessageHeader(std::span(buffer).first(count));
         const std::uint8_t* const data = buffer.data() + MESSAGE_HEADER_BYTES;
         if (ReadLittle16(data) != 0) continue;  // the reply to the request: a picture begins with a start code
-        CODED_STREAM& stream = streams[static_cast<std::size_t>(header.channel)];
+        CodedStream& stream = streams[static_cast<std::size_t>(header.channel)];
         if (isFull(stream) || (stream.empty() && data[3] == PICTURE_CODE)) continue;
         stream.emplace_back(data, data + count - MESSAGE_HEADER_BYTES);
     }
@@ -201,7 +201,7 @@ std::vector<CODED_STREAM> CaptureStreams(const CRecorderProcess& recorder, int c
     return streams;
 }
 
-PeerCost RunFfmpeg(const std::vector<CODED_STREAM>& streams, int repeats, const std::filesystem::path& folder,
+PeerCost RunFfmpeg(const std::vector<CodedStream>& streams, int repeats, const std::filesystem::path& folder,
                    EOrder order)
 {
     std::vector<std::string> words{"ffmpeg", "-nostdin", "-v", "quiet", "-filter_threads", "1"};
@@ -237,10 +237,10 @@ PeerCost RunFfmpeg(const std::vector<CODED_STREAM>& streams, int repeats, const 
     return cost;
 }
 
-PeerCost RunLibraries(const std::vector<CODED_STREAM>& streams, int repeats, EOrder order)
+PeerCost RunLibraries(const std::vector<CodedStream>& streams, int repeats, EOrder order)
 {
-    std::vector<CODED_STREAM> padded = streams;
-    for (CODED_STREAM& stream : padded)
+    std::vector<CodedStream> padded = streams;
+    for (CodedStream& stream : padded)
         for (auto& picture : stream)
             picture.resize(picture.size() + AV_INPUT_BUFFER_PADDING_SIZE);
     std::vector<std::unique_ptr<CLibraries>> libraries;
@@ -251,7 +251,7 @@ PeerCost RunLibraries(const std::vector<CODED_STREAM>& streams, int repeats, EOr
     });
 }
 
-PeerCost RunOwnCodec(const std::vector<CODED_STREAM>& streams, int repeats, EOrder order)
+PeerCost RunOwnCodec(const std::vector<CodedStream>& streams, int repeats, EOrder order)
 {
     std::vector<std::unique_ptr<COwnCodec>> codecs;
     for (std::size_t i = 0; i < streams.size(); ++i)

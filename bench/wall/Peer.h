@@ -7,10 +7,10 @@
 #include "tests/links/recorder_support.h"
 
 /// One channel's coded pictures as they came over the wire, a key picture first.
-using CODED_STREAM = std::vector<std::vector<std::uint8_t>>;
+using CodedStream = std::vector<std::vector<std::uint8_t>>;
 
 /// Receives so many pictures of each of the first channels; throws when something is lost on the way.
-std::vector<CODED_STREAM> CaptureStreams(const CRecorderProcess& recorder, int channels, std::size_t pictures);
+std::vector<CodedStream> CaptureStreams(const CRecorderProcess& recorder, int channels, std::size_t pictures);
 
 /// Processor time of a peer and the pictures that it made.
 struct PeerCost {
@@ -30,13 +30,13 @@ enum class EOrder {
 /// The ffmpeg program, one process for all streams `repeats` times over, with one thread for decoding and one
 /// for filtering (and one that reads, for each input, when it has several); decodes and converts the pictures
 /// to blue, green, red, opacity. Throws when it makes another number of pictures.
-PeerCost RunFfmpeg(const std::vector<CODED_STREAM>& streams, int repeats, const std::filesystem::path& folder,
+PeerCost RunFfmpeg(const std::vector<CodedStream>& streams, int repeats, const std::filesystem::path& folder,
                    EOrder order);
 
 /// The libraries beneath it alone, called from this thread: no demultiplexer, no parser, no filter graph. At
 /// pace the thread sleeps in between, and pays for waking as it pays for what was pushed out of the caches
 /// meanwhile.
-PeerCost RunLibraries(const std::vector<CODED_STREAM>& streams, int repeats, EOrder order);
+PeerCost RunLibraries(const std::vector<CodedStream>& streams, int repeats, EOrder order);
 
 /// Our own decoder and conversion in the same way, without network, threads or device.
-PeerCost RunOwnCodec(const std::vector<CODED_STREAM>& streams, int repeats, EOrder order);
+PeerCost RunOwnCodec(const std::vector<CodedStream>& streams, int repeats, EOrder order);

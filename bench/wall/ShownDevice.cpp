@@ -8,7 +8,7 @@ namespace
 class CTellingSwapChain final : public ISwapChain
 {
   public:
-    CTellingSwapChain(std::shared_ptr<ISwapChain> inner, PRESENTED presented)
+    CTellingSwapChain(std::shared_ptr<ISwapChain> inner, Presented presented)
         : m_pInner(std::move(inner)), m_Presented(std::move(presented))
     {
     }
@@ -25,13 +25,13 @@ class CTellingSwapChain final : public ISwapChain
 
   private:
     const std::shared_ptr<ISwapChain> m_pInner;
-    const PRESENTED m_Presented;
+    const Presented m_Presented;
 };
 
 class CTellingDevice final : public ISurfaceDevice
 {
   public:
-    CTellingDevice(std::shared_ptr<ISurfaceDevice> inner, PRESENTED presented)
+    CTellingDevice(std::shared_ptr<ISurfaceDevice> inner, Presented presented)
         : m_pInner(std::move(inner)), m_Presented(std::move(presented))
     {
     }
@@ -59,13 +59,13 @@ class CTellingDevice final : public ISurfaceDevice
 
   private:
     const std::shared_ptr<ISurfaceDevice> m_pInner;
-    const PRESENTED m_Presented;
+    const Presented m_Presented;
 };
 
 class CTellingAdapter final : public ISurfaceAdapter
 {
   public:
-    CTellingAdapter(std::shared_ptr<ISurfaceAdapter> inner, PRESENTED presented)
+    CTellingAdapter(std::shared_ptr<ISurfaceAdapter> inner, Presented presented)
         : m_pInner(std::move(inner)), m_Presented(std::move(presented))
     {
     }
@@ -83,12 +83,12 @@ class CTellingAdapter final : public ISurfaceAdapter
 
   private:
     const std::shared_ptr<ISurfaceAdapter> m_pInner;
-    const PRESENTED m_Presented;
+    const Presented m_Presented;
 };
 
 }  // namespace
 
-std::shared_ptr<ISurfaceAdapter> MakeTellingAdapter(std::shared_ptr<ISurfaceAdapter> inner, PRESENTED presented)
+std::shared_ptr<ISurfaceAdapter> MakeTellingAdapter(std::shared_ptr<ISurfaceAdapter> inner, Presented presented)
 {
     return inner != nullptr ? std::make_shared<CTellingAdapter>(std::move(inner), std::move(presented))
                             : nullptr;

@@ -6,8 +6,8 @@
 #include "render/device/SurfaceDevice.h"
 
 /// Called when a presentation has returned, on the thread that presented.
-using PRESENTED = std::function<void(HWND window, bool shown)>;
+using Presented = std::function<void(HWND window, bool shown)>;
 
 /// An adapter whose devices are those of `inner` and tell of each presentation.
 std::shared_ptr<ISurfaceAdapter> MakeTellingAdapter(std::shared_ptr<ISurfaceAdapter> inner,
-                                                    PRESENTED presented);
+                                                    Presented presented);

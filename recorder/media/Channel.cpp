@@ -16,8 +16,8 @@ constexpr int64_t NANOSECONDS = 1'000'000'000;
 }  // namespace
 
 PictureMaker::PictureMaker(const ChannelSetup& setup, int channel, const std::atomic<bool>& stop,
-                           IPackets* pPackets)
-    : m_Source(MakeSource(setup.source, setup.scene, channel, stop, pPackets))
+                           IPackets* packets)
+    : m_Source(MakeSource(setup.source, setup.scene, channel, stop, packets))
 {
     StreamSetup stream = setup.stream;
     stream.rate = setup.scene.rate;

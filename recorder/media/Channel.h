@@ -33,7 +33,7 @@ class PictureMaker
 {
   public:
     PictureMaker(const ChannelSetup& setup, int channel, const std::atomic<bool>& stop,
-                 IPackets* pPackets = nullptr);
+                 IPackets* packets = nullptr);
 
     // What the pictures from now on show of the source.
     void SetView(const View& view) { m_Source->SetView(view); }

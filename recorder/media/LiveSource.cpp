@@ -24,12 +24,12 @@ LiveSource::LiveSource(std::string spec, const SceneSetup& setup, int channel, c
 }
 
 LiveSource::LiveSource(std::string spec, const SceneSetup& setup, int channel, const std::atomic<bool>& stop,
-                       const Times& times, IPackets* pPackets)
+                       const Times& times, IPackets* packets)
     : m_Spec(std::move(spec)),
       m_Channel(channel),
       m_Times(times),
       m_PictureSeconds(1.0 / setup.rate),
-      m_Packets(pPackets),
+      m_Packets(packets),
       m_Stop(stop),
       m_Overlay(setup, channel),
       m_Fit(setup.width, setup.height)

@@ -31,7 +31,7 @@ class LiveSource : public ISource
 
     LiveSource(std::string spec, const SceneSetup& setup, int channel, const std::atomic<bool>& stop);
     LiveSource(std::string spec, const SceneSetup& setup, int channel, const std::atomic<bool>& stop,
-               const Times& times, IPackets* pPackets = nullptr);
+               const Times& times, IPackets* packets = nullptr);
     ~LiveSource() override;
     LiveSource(const LiveSource&) = delete;
     LiveSource& operator=(const LiveSource&) = delete;

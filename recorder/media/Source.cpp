@@ -26,11 +26,11 @@ class SceneSource : public ISource
 }  // namespace
 
 std::unique_ptr<ISource> MakeSource(const std::string& spec, const SceneSetup& setup, int channel,
-                                    const std::atomic<bool>& stop, IPackets* pPackets)
+                                    const std::atomic<bool>& stop, IPackets* packets)
 {
     if (spec == SCENE) return std::make_unique<SceneSource>(setup, channel);
     if (IsLive(spec))
-        return std::make_unique<LiveSource>(spec, setup, channel, stop, LiveSource::Times(), pPackets);
+        return std::make_unique<LiveSource>(spec, setup, channel, stop, LiveSource::Times(), packets);
     return std::make_unique<FileSource>(spec, setup, channel, stop);
 }
 

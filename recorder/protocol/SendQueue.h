@@ -55,7 +55,6 @@ class SendQueue
     TimeUs Due(TimeUs now) const;
 
     size_t QueuedBytes() const { return m_Bytes; }
-    size_t Outstanding() const { return m_Outstanding.size(); }
 
   private:
     size_t Window() const { return WINDOW >> m_BackOff; }

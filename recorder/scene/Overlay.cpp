@@ -47,9 +47,9 @@ TextOverlay::Sprite TextOverlay::MakeSprite(const std::string& text) const
     return sprite;
 }
 
-void TextOverlay::Lay(cairo_t* context, const Sprite& sprite, int iX, int baseline) const
+void TextOverlay::Lay(cairo_t* context, const Sprite& sprite, int left, int baseline) const
 {
-    cairo_set_source_surface(context, sprite.surface->GetSurface(), iX - m_Rim, baseline - m_Ascent);
+    cairo_set_source_surface(context, sprite.surface->GetSurface(), left - m_Rim, baseline - m_Ascent);
     cairo_paint(context);
 }
 

@@ -26,7 +26,7 @@ class TextOverlay
         int advance = 0;
     };
     Sprite MakeSprite(const std::string& text) const;
-    void Lay(cairo_t* context, const Sprite& sprite, int iX, int baseline) const;
+    void Lay(cairo_t* context, const Sprite& sprite, int left, int baseline) const;
 
     SceneSetup m_Setup;
     int m_Size;

@@ -189,11 +189,6 @@ void ScenePainter::SetView(const View& view)
     m_State->m_View = view;
 }
 
-const uint8_t* ScenePainter::DrawBgra(int64_t picture)
-{
-    return m_State->Draw(picture);
-}
-
 void ScenePainter::Draw(int64_t pictureNumber, Picture& picture)
 {
     Finish(m_State->m_Setup, m_State->m_Channel, pictureNumber, m_State->Draw(pictureNumber), picture);

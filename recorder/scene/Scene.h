@@ -48,10 +48,9 @@ class ScenePainter
 
     // What is shown of the scene from now on; name, clock and mark stay as they are.
     void SetView(const View& view);
-    // Sizes the picture and draws the scene as picture number iPicture shows it, with name, clock and mark.
+    // Sizes the picture and draws the scene as picture number pictureNumber shows it, with name, clock and
+    // mark.
     void Draw(int64_t pictureNumber, Picture& picture);
-    // The same as 32-bit pixels without mark; valid until the next call. The stride is 4 times the width.
-    const uint8_t* DrawBgra(int64_t picture);
 
   private:
     struct State;

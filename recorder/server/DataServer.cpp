@@ -167,9 +167,9 @@ class DataServer::Viewer : public std::enable_shared_from_this<Viewer>
     }
 
     // One picture after the other: the next is asked for when the client has taken all.
-    void Play(int iRecord)
+    void Play(int record)
     {
-        const std::string path = m_Server->m_Setup.pathOfRecord(iRecord);
+        const std::string path = m_Server->m_Setup.pathOfRecord(record);
         if (path.empty()) {
             Refuse();
             return;
@@ -183,8 +183,8 @@ class DataServer::Viewer : public std::enable_shared_from_this<Viewer>
         m_Playback = std::make_shared<Playback>(
             m_Socket.get_executor(), m_Server->m_Disk,
             Playback::Events{
-                with([iRecord](Viewer& self, PictureSize size) {
-                    self.m_Counts.record = iRecord;
+                with([record](Viewer& self, PictureSize size) {
+                    self.m_Counts.record = record;
                     ++self.m_Server->m_Counts.played;
                     self.PushRecorded({MakeDirectReply(EReply::Stream, size.width, size.height), nullptr});
                 }),

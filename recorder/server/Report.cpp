@@ -61,16 +61,16 @@ json DataEntry(const DataServer& server)
             {"harmed frames", counts.harmed},    {"clients", clients}};
 }
 
-json StoreEntry(const Store* pStore)
+json StoreEntry(const Store* store)
 {
-    if (pStore == nullptr) return nullptr;
+    if (store == nullptr) return nullptr;
     json records = json::array();
-    for (const StoredRecord& record : pStore->Records())
+    for (const StoredRecord& record : store->Records())
         records.push_back({{"id", record.name.id},
                            {"channel", record.name.channel + 1},
                            {"start", TimeText(record.name.start)},
                            {"bytes", record.bytes}});
-    const StoreCounts counts = pStore->Counts();
+    const StoreCounts counts = store->Counts();
     return {{"pictures", counts.pictures},
             {"left out", counts.leftOut},
             {"removed", counts.removed},

@@ -100,9 +100,9 @@ bool CTcpLink::Logon()
 /// Makes decoder and surface; false in a mode that streams nothing.
 bool CTcpLink::OpenPicture()
 {
-    const bool bH264 = m_Setup.mode == MODE_LIVE_H264;
-    if (!bH264 && m_Setup.mode != MODE_LIVE_MPEG4 && m_Setup.mode != MODE_PLAYBACK) return false;
-    m_iCodec = bH264 ? CODEC_ID_H264 : CODEC_ID_MPEG4;
+    const bool h264 = m_Setup.mode == MODE_LIVE_H264;
+    if (!h264 && m_Setup.mode != MODE_LIVE_MPEG4 && m_Setup.mode != MODE_PLAYBACK) return false;
+    m_iCodec = h264 ? CODEC_ID_H264 : CODEC_ID_MPEG4;
     m_Picture.Open(m_iCodec, m_iWidth, m_iHeight, m_pState->GetName());
     return true;
 }

@@ -5,7 +5,7 @@
 
 #include "inc/Mutex.h"
 
-struct CWindowLease::LOAN {
+struct CWindowLease::Loan {
     CMutex frameLock;  // held for the time of a frame, or while the two below change
     std::uint64_t number GUARDED_BY(frameLock) = 0;
     // Also cleared ahead of the wait for frameLock, so that no further frame begins.
@@ -17,7 +17,7 @@ namespace
 
 struct LeaseTable {
     CMutex leasesLock;  // a leaf lock
-    std::map<HWND, std::shared_ptr<CWindowLease::LOAN>> loans GUARDED_BY(leasesLock);
+    std::map<HWND, std::shared_ptr<CWindowLease::Loan>> loans GUARDED_BY(leasesLock);
     std::uint64_t lendings GUARDED_BY(leasesLock) = 0;
 };
 
@@ -29,7 +29,7 @@ LeaseTable& Leases()
 
 }  // namespace
 
-CWindowLease::CWindowLease(HWND window) : m_hWindow(window), m_pLoan(std::make_shared<LOAN>())
+CWindowLease::CWindowLease(HWND window) : m_hWindow(window), m_pLoan(std::make_shared<Loan>())
 {
     LeaseTable& leases = Leases();
     const CMutexLock lock(leases.leasesLock);

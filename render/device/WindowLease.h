@@ -28,11 +28,11 @@ class CWindowLease
     /// nobody.
     void TakeBack();
 
-    struct LOAN;
+    struct Loan;
 
   private:
     const HWND m_hWindow;
-    const std::shared_ptr<LOAN> m_pLoan;
+    const std::shared_ptr<Loan> m_pLoan;
     CThreadMark m_OwnersThread;
 };
 
@@ -50,7 +50,7 @@ class CWindowHold
     std::uint64_t GetNumber() const { return m_Number; }
 
   private:
-    std::shared_ptr<CWindowLease::LOAN> m_pLoan;
+    std::shared_ptr<CWindowLease::Loan> m_pLoan;
     std::unique_lock<CMutex> m_Frame;
     std::uintptr_t m_Window = 0;
     std::uint64_t m_Number = 0;

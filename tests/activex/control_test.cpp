@@ -223,10 +223,10 @@ class ControlTest : public testing::Test
         m_Control.Reset();
         QCoreApplication::removePostedEvents(qApp, QEvent::Quit);
     }
-    template <typename CONTROL = CActiveXCtrl>
-    CONTROL& Create()
+    template <typename Control = CActiveXCtrl>
+    Control& Create()
     {
-        auto* const made = new CONTROL;
+        auto* const made = new Control;
         m_Control = CComPtr<IDispatch>(made);
         made->Release();
         return *made;

@@ -31,21 +31,21 @@ class ModuleTest : public testing::Test
     {
         if (m_pModule == nullptr) ADD_FAILURE() << dlerror();
     }
-    template <typename CALL>
-    CALL Find(const char* name)
+    template <typename Call>
+    Call Find(const char* name)
     {
-        return reinterpret_cast<CALL>(dlsym(m_pModule, name));
+        return reinterpret_cast<Call>(dlsym(m_pModule, name));
     }
     HRESULT GetFactory(CComPtr<IClassFactory>& factory)
     {
         const auto get = Find<DLLGETCLASSOBJECT>("DllGetClassObject");
         return factory.Receive([get](void** made) { return get(CLSID_ActiveXCtrl, IClassFactory::IID, made); });
     }
-    template <typename INTERFACE>
-    CComPtr<INTERFACE> CreateControl()
+    template <typename Interface>
+    CComPtr<Interface> CreateControl()
     {
         CComPtr<IClassFactory> factory;
-        CComPtr<INTERFACE> control;
+        CComPtr<Interface> control;
         EXPECT_EQ(GetFactory(factory), S_OK);
         if (factory) {
             EXPECT_EQ(control.Create(*factory), S_OK);
@@ -244,22 +244,22 @@ TEST_F(ModuleProcessTest, UnloadingIsRefusedWhileAnythingIsLeft)
 {
     EXPECT_EXIT(
         {
-            const auto can_unload = Find<DLLCANUNLOADNOW>("DllCanUnloadNow");
-            bool right = can_unload() == S_OK;
+            const auto canUnload = Find<DLLCANUNLOADNOW>("DllCanUnloadNow");
+            bool right = canUnload() == S_OK;
             CComPtr<IClassFactory> factory;
             GetFactory(factory);
-            right = right && can_unload() == S_FALSE;
+            right = right && canUnload() == S_FALSE;
             CComPtr<IDispatch> control;
             control.Create(*factory);
             factory->LockServer(true);
             factory.Reset();
-            right = right && can_unload() == S_FALSE;
+            right = right && canUnload() == S_FALSE;
             control.Reset();
-            right = right && can_unload() == S_FALSE;
+            right = right && canUnload() == S_FALSE;
             GetFactory(factory);
             factory->LockServer(false);
             factory.Reset();
-            right = right && can_unload() == S_OK;
+            right = right && canUnload() == S_OK;
             std::_Exit(right ? 7 : 1);
         },
         testing::ExitedWithCode(7), "");
@@ -299,7 +299,7 @@ TEST_F(ModuleProcessTest, UnloadingIsAllowedOnceTheWindowIsGoneAndHarmless)
 {
     EXPECT_EXIT(
         {
-            const auto can_unload = Find<DLLCANUNLOADNOW>("DllCanUnloadNow");
+            const auto canUnload = Find<DLLCANUNLOADNOW>("DllCanUnloadNow");
             bool right = true;
             for (int round = 0; round < 2; ++round) {
                 QWidget container;
@@ -308,9 +308,9 @@ TEST_F(ModuleProcessTest, UnloadingIsAllowedOnceTheWindowIsGoneAndHarmless)
                 container.show();
                 QApplication::processEvents();
                 control->DestroyControlWindow();
-                right = right && can_unload() == S_FALSE;  // the control itself
+                right = right && canUnload() == S_FALSE;  // the control itself
                 control.Reset();
-                right = right && can_unload() == S_OK;
+                right = right && canUnload() == S_OK;
                 dlclose(m_pModule);
                 right = right && IsMapped();  // what the toolkit kept stays valid
                 QCoreApplication::removePostedEvents(qApp, QEvent::Quit);

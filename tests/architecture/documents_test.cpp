@@ -67,6 +67,20 @@ TEST(DocumentsTest, EachEnvironmentVariableIsListed)
     }
 }
 
+// Whoever names the file to a person asks for its path there, as whoever reads it does.
+TEST(DocumentsTest, OneSourceAloneMakesThePathOfTheSettings)
+{
+    std::set<std::string> sources;
+    for (const char* room : {"activex", "common", "model", "platform", "record", "remote", "render", "skin"}) {
+        for (const auto& entry : fs::recursive_directory_iterator(SourcePath(room))) {
+            if (entry.path().extension() == ".cpp" &&
+                Read(entry.path()).find("system.ini\"") != std::string::npos)
+                sources.insert(entry.path().filename().string());
+        }
+    }
+    EXPECT_THAT(sources, testing::ElementsAre("SystemSettings.cpp"));
+}
+
 TEST(DocumentsTest, EachInterfaceOfTheControlIsListed)
 {
     static const std::regex declared(R"re(\nclass (IControl\w+) )re");

@@ -100,17 +100,24 @@ TEST(NamesTest, EnumerationsHaveOneForm)
     EXPECT_THAT(faults, ElementsAre("a.h: enum EKind { One };", "a.h: enum class Kind { One };"));
 }
 
-// An alias or a type's parameter in capitals, which clang-tidy takes for a name in camel case.
+// A type, an alias or a type's parameter in capitals, which clang-tidy takes for a name in camel case.
 void CheckTypeName(const std::string& file, const std::string& line, Faults& faults)
 {
     static const std::regex type(
-        R"(^\s*using ([A-Z][A-Z0-9_]+) = .*|^\s*template <(?:.*[ ,])?(?:class|typename) ([A-Z][A-Z0-9_]+)\b.*)");
+        R"(^\s*using ([A-Z][A-Z0-9_]+) =.*|^\s*template <(?:.*[ ,])?(?:class|typename) ([A-Z][A-Z0-9_]+)\b.*|)"
+        R"(^\s*(?:class|struct) (?:\w+::)?([A-Z][A-Z0-9_]+)(?: [^A-Za-z:]*| : .*|;.*)?)");
     static const std::set<std::string> named = {"HANDLE",
                                                 "HOOKPROC",
                                                 "HRESULT",
                                                 "LPARAM",
                                                 "LRESULT",
+                                                "MSG",
+                                                "PEER_ADDRESS",
+                                                "PEER_RECORD",
+                                                "RECT",
                                                 "SOCKET",
+                                                "UUID",
+                                                "WAITABLE",
                                                 "WNDPROC",
                                                 "WPARAM",
                                                 "DLLGETCLASSOBJECT",
@@ -118,21 +125,51 @@ void CheckTypeName(const std::string& file, const std::string& line, Faults& fau
                                                 "DLLREGISTERSERVER",
                                                 "DLLUNREGISTERSERVER"};
     std::smatch match;
-    if (std::regex_match(line, match, type) && named.count(match[1].length() != 0 ? match[1] : match[2]) == 0)
+    if (std::regex_match(line, match, type) &&
+        named.count(match[1].str() + match[2].str() + match[3].str()) == 0)
         faults.push_back(file + ": " + line);
 }
 
-TEST(NamesTest, AliasesAndParametersOfTemplatesAreNoConstants)
+TEST(NamesTest, TypesAndParametersOfTemplatesAreNoConstants)
 {
     std::vector<std::string> folders = HOUSE;
-    folders.insert(folders.end(), {"codec", "recorder"});
+    folders.insert(folders.end(), {"bench", "codec", "fuzz", "recorder", "tests"});
     EXPECT_THAT(CheckLines(folders, CheckTypeName), IsEmpty());
     Faults faults;
     CheckTypeName("a.h", "template <class T, typename WORK>", faults);
     CheckTypeName("a.h", "    using TIME = int;", faults);
     CheckTypeName("a.h", "template <int ROWS, class Work>", faults);
     CheckTypeName("a.h", "using HANDLE = int;", faults);
-    EXPECT_THAT(faults, ElementsAre("a.h: template <class T, typename WORK>", "a.h:     using TIME = int;"));
+    CheckTypeName("a.h", "    struct LOAN;", faults);
+    CheckTypeName("a.h", "struct CLease::LOAN {", faults);
+    CheckTypeName("a.h", "struct CAPABILITY(\"mutex\") CLock", faults);
+    EXPECT_THAT(faults, ElementsAre("a.h: template <class T, typename WORK>", "a.h:     using TIME = int;",
+                                    "a.h:     struct LOAN;", "a.h: struct CLease::LOAN {"));
+}
+
+// A field of an aggregate, a parameter or a local with the tag of a member.
+void CheckUntagged(const std::string& file, const std::string& line, Faults& faults)
+{
+    static const std::regex name(R"(\b(\w+)(>| |&|\*)[ &\*]*(sz|str|ul|dw|bs|i|b|p|h)[A-Z]\w*( =|[,;)\[{]))");
+    const std::string code = line.substr(0, line.find("//"));
+    if (code.find('"') != std::string::npos) return;
+    for (auto at = std::sregex_iterator(code.begin(), code.end(), name); at != std::sregex_iterator(); ++at) {
+        if ((*at)[1] != "return") faults.push_back(file + ": " + (*at)[0].str());
+    }
+}
+
+TEST(NamesTest, MembersOfClassesAloneBearATag)
+{
+    std::vector<std::string> folders = HOUSE;
+    folders.insert(folders.end(), {"bench", "codec", "fuzz", "recorder", "tests"});
+    EXPECT_THAT(CheckLines(folders, CheckUntagged), IsEmpty());
+    Faults faults;
+    CheckUntagged("a.h", std::string("    int") + " iWidth;", faults);
+    CheckUntagged("a.h", std::string("void Take(const Setup& setup, IPackets*") + " pPackets = nullptr);",
+                  faults);
+    CheckUntagged("a.h", "    return m_pPackets;", faults);
+    CheckUntagged("a.h", "    std::int32_t m_iWidth = 0;", faults);
+    EXPECT_THAT(faults, ElementsAre("a.h: int iWidth;", "a.h: IPackets* pPackets ="));
 }
 
 void CheckRecord(const std::string& file, const std::string& line, Faults& faults)

@@ -214,11 +214,11 @@ TEST_F(C264DecoderTest, BufferOfZeroBytesOnlyGivesTheClearedFrame)
 }
 
 // The leaf's context, as the constructor left it.
-template <typename DECODER>
-class COpened : public DECODER
+template <typename Decoder>
+class COpened : public Decoder
 {
   public:
-    using DECODER::DECODER;
+    using Decoder::Decoder;
     const CodecContext& Context() const { return this->m_Context; }
 };
 

@@ -187,20 +187,20 @@ TEST(LogLineTest, FaultStandsInTheLogAndOnStandardError)
     EXPECT_THAT(heard, EndsWith("): the disk\\x1B is full\r\n"));
 }
 
-using LOG_FROM_MODULE = const char* (*)(const char* message);
-using IS_NEWS_IN_MODULE = bool (*)(const char* message);
+using LogFromModule = const char* (*)(const char* message);
+using IsNewsInModule = bool (*)(const char* message);
 
-template <typename CALL = LOG_FROM_MODULE>
-CALL LoadModule(const char* name = "LogFromModule")
+template <typename Call = LogFromModule>
+Call LoadModule(const char* name = "LogFromModule")
 {
     void* const module = ::dlopen(WATCHWALL_TEST_MODULE, RTLD_NOW | RTLD_LOCAL);
     EXPECT_NE(module, nullptr) << ::dlerror();
-    return module == nullptr ? nullptr : reinterpret_cast<CALL>(::dlsym(module, name));
+    return module == nullptr ? nullptr : reinterpret_cast<Call>(::dlsym(module, name));
 }
 
 TEST(SharedLogTest, WhatProgramOrModuleHasReportedTheOtherDoesNotRepeat)
 {
-    const auto module = LoadModule<IS_NEWS_IN_MODULE>("IsNewsInModule");
+    const auto module = LoadModule<IsNewsInModule>("IsNewsInModule");
     ASSERT_NE(module, nullptr);
     EXPECT_TRUE(IsNews("the disk is full"));
     EXPECT_FALSE(module("the disk is full"));
@@ -211,7 +211,7 @@ TEST(SharedLogTest, WhatProgramOrModuleHasReportedTheOtherDoesNotRepeat)
 TEST(SharedLogTest, ProgramAndModuleHaveOneLogAndOneWorker)
 {
     CxLog& log = CxLog::Instance();
-    const LOG_FROM_MODULE module = LoadModule();
+    const LogFromModule module = LoadModule();
     ASSERT_NE(module, nullptr);
     std::string heard;
     const CDebugListener former = SetDebugListener([&](std::string_view text) { heard += text; });
@@ -227,7 +227,7 @@ TEST_F(ProcessLogEnd, IsToldToAModuleToo)
 {
     EXPECT_EXIT(
         {
-            static LOG_FROM_MODULE module;
+            static LogFromModule module;
             std::atexit([] { std::fprintf(stderr, "%s", module("late")); });
             module = LoadModule();
             module("early");

@@ -29,7 +29,7 @@ using testing::StartsWith;
 namespace
 {
 
-struct CLogTest : testing::Test {
+struct LogTest : testing::Test {
     CTestDirectory directory;
     CxLog log{directory.Path()};
 
@@ -40,7 +40,7 @@ struct CLogTest : testing::Test {
     }
 };
 
-TEST_F(CLogTest, LineHoldsTimeLevelFileFunctionLineAndMessage)
+TEST_F(LogTest, LineHoldsTimeLevelFileFunctionLineAndMessage)
 {
     log.Log("..\\common\\RenderWnd.cpp", "CRenderWnd::Init", 42, ELogLevel::Error, "step %d of %s", 5, "nine");
     EXPECT_THAT(OneLine(),
@@ -48,25 +48,25 @@ TEST_F(CLogTest, LineHoldsTimeLevelFileFunctionLineAndMessage)
                              "RenderWnd\\.cpp\\(CRenderWnd::Init, 42\\): step 5 of nine"));
 }
 
-TEST_F(CLogTest, FileNameBeginsAfterTheLastSeparatorOfEitherKind)
+TEST_F(LogTest, FileNameBeginsAfterTheLastSeparatorOfEitherKind)
 {
     log.Log("/src/common/RenderWnd.cpp", "f", 1, ELogLevel::Message, "m");
     EXPECT_THAT(OneLine(), HasSubstr(" RenderWnd.cpp(f, 1): m"));
 }
 
-TEST_F(CLogTest, NullSourcePathGivesNoFileNameAndLineZero)
+TEST_F(LogTest, NullSourcePathGivesNoFileNameAndLineZero)
 {
     log.Log(nullptr, "CRenderWnd::Init", 42, ELogLevel::Message, "m");
     EXPECT_THAT(OneLine(), EndsWith(" Message (CRenderWnd::Init, 0): m"));
 }
 
-TEST_F(CLogTest, NullFunctionPrintsAsEmpty)
+TEST_F(LogTest, NullFunctionPrintsAsEmpty)
 {
     log.Log("a.cpp", nullptr, 7, ELogLevel::Message, "m");
     EXPECT_THAT(OneLine(), EndsWith(" Message a.cpp(, 7): m"));
 }
 
-TEST_F(CLogTest, EveryLevelHasItsName)
+TEST_F(LogTest, EveryLevelHasItsName)
 {
     for (const std::int32_t level : {0, 1, 2, 3, 4, -1})
         log.Log("a.cpp", "f", 1, static_cast<ELogLevel>(level), "m");
@@ -77,7 +77,7 @@ TEST_F(CLogTest, EveryLevelHasItsName)
         EXPECT_THAT(lines[i], HasSubstr(names[i])) << i;
 }
 
-TEST_F(CLogTest, MessageWithALineBreakGivesNoBlankLine)
+TEST_F(LogTest, MessageWithALineBreakGivesNoBlankLine)
 {
     log.Log("a.cpp", "f", 1, ELogLevel::Message, "first\r\n");
     log.Log("a.cpp", "f", 2, ELogLevel::Message, "second");
@@ -87,7 +87,7 @@ TEST_F(CLogTest, MessageWithALineBreakGivesNoBlankLine)
     EXPECT_THAT(lines[1], EndsWith("): second"));
 }
 
-TEST_F(CLogTest, LongMessageIsCutAndKeepsItsLineBreak)
+TEST_F(LogTest, LongMessageIsCutAndKeepsItsLineBreak)
 {
     const std::string message(5000, 'x');
     log.Log("a.cpp", "f", 1, ELogLevel::Message, "%s", message.c_str());
@@ -96,7 +96,7 @@ TEST_F(CLogTest, LongMessageIsCutAndKeepsItsLineBreak)
     EXPECT_THAT(line, EndsWith("xxx"));
 }
 
-TEST_F(CLogTest, LinesKeepTheirOrder)
+TEST_F(LogTest, LinesKeepTheirOrder)
 {
     for (int i = 0; i < 1000; ++i)
         log.Log("a.cpp", "f", i, ELogLevel::Message, "m");
@@ -106,14 +106,14 @@ TEST_F(CLogTest, LinesKeepTheirOrder)
         ASSERT_THAT(lines[static_cast<std::size_t>(i)], EndsWith("(f, " + std::to_string(i) + "): m"));
 }
 
-TEST_F(CLogTest, SystemErrorStandsWithItsCodeAtLevelError)
+TEST_F(LogTest, SystemErrorStandsWithItsCodeAtLevelError)
 {
     log.LogError("a.cpp", "f", 1, ENOENT);
     EXPECT_THAT(OneLine(),
                 EndsWith(" Error a.cpp(f, 1): (" + std::to_string(ENOENT) + "):" + std::strerror(ENOENT)));
 }
 
-TEST_F(CLogTest, TextReachesTheDebuggerOutputAtOnce)
+TEST_F(LogTest, TextReachesTheDebuggerOutputAtOnce)
 {
     std::string heard;
     const auto former = SetDebugListener([&heard](std::string_view text) { heard += text; });
@@ -122,7 +122,7 @@ TEST_F(CLogTest, TextReachesTheDebuggerOutputAtOnce)
     EXPECT_THAT(heard, EndsWith("a.cpp(f, 1): at once\r\n"));
 }
 
-TEST_F(CLogTest, FileMayBeMovedAwayBetweenBursts)
+TEST_F(LogTest, FileMayBeMovedAwayBetweenBursts)
 {
     log.Log("a.cpp", "f", 1, ELogLevel::Message, "before");
     OneLine();
@@ -132,7 +132,7 @@ TEST_F(CLogTest, FileMayBeMovedAwayBetweenBursts)
     EXPECT_THAT(ReadFile(directory.Path() + "kept"), EndsWith("before\r\n"));
 }
 
-TEST_F(CLogTest, ViewWindowGetsACopyThatItOwns)
+TEST_F(LogTest, ViewWindowGetsACopyThatItOwns)
 {
     static std::unique_ptr<LogEntry> posted;
     static std::int32_t window;
@@ -154,7 +154,7 @@ TEST_F(CLogTest, ViewWindowGetsACopyThatItOwns)
     posted.reset();
 }
 
-TEST_F(CLogTest, MessageHasAThousandAndTwentyThreeCharactersAtMost)
+TEST_F(LogTest, MessageHasAThousandAndTwentyThreeCharactersAtMost)
 {
     static std::size_t length;
     log.SetView(7, [](std::int32_t, std::uint32_t, LogEntry* entry) {
@@ -179,7 +179,7 @@ int CountOpen(const std::string& path)
 
 // A second writer of the file has it for a burst; the log's worker waits with the file open and writes after
 // it. The wait is bounded, so that a test that a loaded machine stops for so long looks again.
-TEST_F(CLogTest, WorkerWaitsForTheOtherWriterOfTheFile)
+TEST_F(LogTest, WorkerWaitsForTheOtherWriterOfTheFile)
 {
     constexpr int ATTEMPTS = 10;
     constexpr int LOOKS = 50;

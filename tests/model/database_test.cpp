@@ -14,7 +14,7 @@ namespace
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using ROWS = std::vector<std::string>;
+using Rows = std::vector<std::string>;
 
 // The database as it is delivered, a copy of its own for each test.
 class DeliveredDatabase : public testing::Test
@@ -29,14 +29,14 @@ class DeliveredDatabase : public testing::Test
     }
 
     // The cells of the result, row by row, parted by bars.
-    ROWS Query(const std::string& sql) const
+    Rows Query(const std::string& sql) const
     {
-        ROWS rows;
+        Rows rows;
         const auto collect = [](void* to, int count, char** cells, char** /*names*/) {
             std::string row;
             for (int i = 0; i < count; ++i)
                 row += std::string(i ? "|" : "") + (cells[i] ? cells[i] : "NULL");
-            static_cast<ROWS*>(to)->push_back(row);
+            static_cast<Rows*>(to)->push_back(row);
             return 0;
         };
         EXPECT_EQ(sqlite3_exec(m_pDatabase.get(), sql.c_str(), collect, &rows, nullptr), SQLITE_OK) << sql;

@@ -11,7 +11,7 @@
 namespace
 {
 
-class CNodeModelDeathTest : public CModelTest
+class NodeModelDeathTest : public CModelTest
 {
   protected:
     // The call on another thread, which ends a checked build; in a release the tree stands still meanwhile.
@@ -25,24 +25,24 @@ class CNodeModelDeathTest : public CModelTest
     }
 };
 
-TEST_F(CNodeModelDeathTest, RootOfAForeignThreadEndsACheckedBuild)
+TEST_F(NodeModelDeathTest, RootOfAForeignThreadEndsACheckedBuild)
 {
     ExpectRefused([](CNodeModel& model) { model.GetRoot(); });
 }
 
-TEST_F(CNodeModelDeathTest, WalkOfAForeignThreadEndsACheckedBuild)
+TEST_F(NodeModelDeathTest, WalkOfAForeignThreadEndsACheckedBuild)
 {
     ExpectRefused([](CNodeModel& model) { model.FindByName("gate"); });
     ExpectRefused([](CNodeModel& model) { model.Contains(nullptr); });
     ExpectRefused([](CNodeModel& model) { model.GetGlobalSetting(); });
 }
 
-TEST_F(CNodeModelDeathTest, DeletionOnAForeignThreadEndsACheckedBuild)
+TEST_F(NodeModelDeathTest, DeletionOnAForeignThreadEndsACheckedBuild)
 {
     ExpectRefused([](CNodeModel& model) { model.DeleteRoot(); });
 }
 
-TEST_F(CNodeModelDeathTest, StorageValuesAreForEveryThread)
+TEST_F(NodeModelDeathTest, StorageValuesAreForEveryThread)
 {
     CNodeModel* const model = CNodeModel::GetInstance();
     ASSERT_NE(model, nullptr);

@@ -68,7 +68,7 @@ TEST_F(SideBarTest, InvertedBandIsSeenOverThePageAndOutsideOfTheBar)
     bar->AddFolder("a", {}, page);
     owner.show();
     const auto pixel = [&](int x) { return owner.grab().toImage().pixelColor(x, 200); };
-    const auto move_to = [&](int x) {
+    const auto moveTo = [&](int x) {
         QMouseEvent move(QEvent::MouseMove, QPointF(x, 100), bar->mapToGlobal(QPointF(x, 100)), Qt::NoButton,
                          Qt::LeftButton, Qt::NoModifier);
         QApplication::sendEvent(bar, &move);
@@ -76,9 +76,9 @@ TEST_F(SideBarTest, InvertedBandIsSeenOverThePageAndOutsideOfTheBar)
     const QColor ground = pixel(300);
     ASSERT_EQ(pixel(100), QColor(0x26, 0x29, 0x2E)) << "the page covers the bar";
     QTest::mousePress(bar, Qt::LeftButton, {}, {198, 100});
-    move_to(100);
+    moveTo(100);
     EXPECT_EQ(pixel(97), QColor(0xD9, 0xD6, 0xD1));
-    move_to(300);
+    moveTo(300);
     EXPECT_EQ(pixel(97), QColor(0x26, 0x29, 0x2E));
     EXPECT_EQ(pixel(298), QColor(255 - ground.red(), 255 - ground.green(), 255 - ground.blue()));
     QTest::mouseRelease(bar, Qt::LeftButton, {}, {300, 100});

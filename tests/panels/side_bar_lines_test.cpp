@@ -119,17 +119,17 @@ TEST_F(SideBarTest, HotLinesAndFoldersFollowTheMouse)
     m_Bar->AddSubItem(0, 0, "line", {}, ELineStyle::Command, 1);
     Paint();
     const QRect button = m_Bar->GetFolder(1).m_Rect;
-    const auto is_hot = [&] {
+    const auto isHot = [&] {
         const QColor shown = m_Bar->grab().toImage().pixelColor(button.right() - 1, button.top());
         return shown.blue() > shown.red();  // blue, or a grey
     };
-    EXPECT_FALSE(is_hot());
+    EXPECT_FALSE(isHot());
     QTest::mouseMove(&*m_Bar, Middle(button));
-    EXPECT_TRUE(QTest::qWaitFor(is_hot));
+    EXPECT_TRUE(QTest::qWaitFor(isHot));
     EXPECT_EQ(m_Bar->cursor().shape(), Qt::PointingHandCursor);
     const QImage plain = m_Bar->grab(Line(0, 0, 0).m_Rect).toImage();
     QTest::mouseMove(&*m_Bar, Middle(Line(0, 0, 0).m_Rect));
-    EXPECT_TRUE(QTest::qWaitFor([&] { return !is_hot(); }));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !isHot(); }));
     EXPECT_NE(m_Bar->grab(Line(0, 0, 0).m_Rect).toImage(), plain) << "underlined";
     QTest::mouseMove(&*m_Bar, {198, 100});
     EXPECT_TRUE(QTest::qWaitFor([&] { return m_Bar->cursor().shape() == Qt::SplitHCursor; }));

@@ -57,14 +57,14 @@ TEST_F(SideBarTest, SlideRisesByAnEighthOfThePageEveryThirtyMilliseconds)
         m_Bar->AddFolder("a", {});
         m_Bar->AddFolder("b", {});
         m_Bar->AddItem(1, "header");  // at the page's top, in a gradient that the plain page hasn't
-        const auto shown_top = [&] {
+        const auto shownTop = [&] {
             const QImage picture = m_Bar->grab(QRect(100, COutlook2Ctrl::TITLE_HEIGHT, 1, row.page)).toImage();
             int top = 0;
             while (top < picture.height() && picture.pixel(0, top) == qRgb(0xC5, 0xC5, 0xC5))
                 ++top;
             return top;
         };
-        EXPECT_EQ(shown_top(), row.page) << "the old page is empty";
+        EXPECT_EQ(shownTop(), row.page) << "the old page is empty";
         m_Bar->SelectFolder(1, COutlook2Ctrl::EAnimation::On);
         auto* const timer = m_Bar->findChild<QTimer*>();
         ASSERT_NE(timer, nullptr);
@@ -72,12 +72,12 @@ TEST_F(SideBarTest, SlideRisesByAnEighthOfThePageEveryThirtyMilliseconds)
         std::vector<int> tops;
         while (m_Bar->IsSliding()) {
             ASSERT_LT(tops.size(), 100U);
-            tops.push_back(shown_top());
+            tops.push_back(shownTop());
             QTimerEvent tick(timer->timerId());
             QApplication::sendEvent(timer, &tick);
         }
         EXPECT_EQ(tops, row.tops) << row.page;
-        EXPECT_EQ(shown_top(), 0);
+        EXPECT_EQ(shownTop(), 0);
         EXPECT_EQ(m_Bar->GetFolder(1).m_Items[0]->m_Rect.top(), COutlook2Ctrl::TITLE_HEIGHT);
     }
 }

@@ -204,7 +204,7 @@ TEST_F(DataServerTest, AClientThatAsksForNothingIsLetGo)
     EXPECT_THAT(m_Server.Clients(), testing::IsEmpty());
 }
 
-// A client with a small buffer, and little patience with it.
+// A client with a small buffer, and a short time-out for it.
 class LateClientTest : public DataServerTest
 {
   protected:

@@ -229,8 +229,8 @@ TEST(LiveSourceTest, TheAgeIsDrawnBelowTheName)
 }
 
 // Looks until the brightest sample where the age is drawn is as wanted; false after 15 s.
-template <typename IS_WANTED>
-bool AwaitBelowTheName(LiveSource& source, IS_WANTED isWanted)
+template <typename IsWanted>
+bool AwaitBelowTheName(LiveSource& source, IsWanted isWanted)
 {
     Picture picture;
     for (const auto end = Clock::now() + seconds(15); Clock::now() < end;

@@ -12,7 +12,7 @@
 namespace
 {
 
-using CAPABILITIES = std::array<bool, 5>;
+using Capabilities = std::array<bool, 5>;
 
 class ChannelMerge : public testing::Test
 {
@@ -57,10 +57,10 @@ TEST_F(ChannelMerge, TheCapabilitiesAreBits0To2And9And10)
     const auto merged = [&](std::uint32_t word) {
         return MergeChannel(m_Devices, 1, 1, "", word)->m_Channel.capabilities;
     };
-    EXPECT_EQ(merged(0), (CAPABILITIES{}));
-    EXPECT_EQ(merged(0x607), (CAPABILITIES{true, true, true, true, true}));
-    EXPECT_EQ(merged(~0x607u), (CAPABILITIES{}));
-    EXPECT_EQ(merged(1 << 9), (CAPABILITIES{false, false, false, true, false}));
+    EXPECT_EQ(merged(0), (Capabilities{}));
+    EXPECT_EQ(merged(0x607), (Capabilities{true, true, true, true, true}));
+    EXPECT_EQ(merged(~0x607u), (Capabilities{}));
+    EXPECT_EQ(merged(1 << 9), (Capabilities{false, false, false, true, false}));
 }
 
 }  // namespace

@@ -15,11 +15,11 @@ namespace
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using PARAMS = std::vector<std::int32_t>;
+using Params = std::vector<std::int32_t>;
 
-PARAMS AllParams(IDevice& device)
+Params AllParams(IDevice& device)
 {
-    PARAMS values;
+    Params values;
     for (const std::int32_t id : {26, 27, 28, 29, 30, 55})
         values.push_back(device.GetParam(id));
     return values;
@@ -52,8 +52,8 @@ class EveryDevice : public testing::Test
   protected:
     T m_Device;
 };
-using DEVICES = testing::Types<CDevice, CRemote, CTcpRemote>;
-TYPED_TEST_SUITE(EveryDevice, DEVICES);
+using Devices = testing::Types<CDevice, CRemote, CTcpRemote>;
+TYPED_TEST_SUITE(EveryDevice, Devices);
 
 TYPED_TEST(EveryDevice, IsBornClosedVisibleAndWithoutChannel)
 {
@@ -72,15 +72,15 @@ TYPED_TEST(EveryDevice, IsBornClosedVisibleAndWithoutChannel)
 
 TYPED_TEST(EveryDevice, HasAScheduleOf168Elements)
 {
-    PARAMS schedule;
+    Params schedule;
     EXPECT_EQ(this->m_Device.GetArray(47, schedule), 1);
-    EXPECT_EQ(schedule, PARAMS(168));
+    EXPECT_EQ(schedule, Params(168));
 }
 
 TYPED_TEST(EveryDevice, AnUnknownParameterGivesMinus2AndChangesNothing)
 {
     auto& device = this->m_Device;
-    const PARAMS before = AllParams(device);
+    const Params before = AllParams(device);
     for (const std::int32_t id : {99, 25, 31, 54, 56, 47, 0, -1, 7}) {
         EXPECT_EQ(device.SetParam(id, 5), -2) << id;
         EXPECT_EQ(device.GetParam(id), -2) << id;
@@ -109,7 +109,7 @@ TYPED_TEST(EveryDevice, TheArrayIsReplacedAndCopiedOut)
 {
     auto& device = this->m_Device;
     EXPECT_EQ(device.SetArray(47, {1, 2, 3}), 1);
-    PARAMS schedule = {9};
+    Params schedule = {9};
     EXPECT_EQ(device.GetArray(47, schedule), 1);
     EXPECT_THAT(schedule, ElementsAre(1, 2, 3));
 }
@@ -119,7 +119,7 @@ TYPED_TEST(EveryDevice, AnotherArrayAnswers1AndChangesNothing)
     auto& device = this->m_Device;
     EXPECT_EQ(device.SetArray(48, {1}), 1);
     EXPECT_EQ(device.m_arrayAutoRecordMode.size(), 168u);
-    PARAMS out = {9};
+    Params out = {9};
     EXPECT_EQ(device.GetArray(48, out), 1);
     EXPECT_THAT(out, ElementsAre(9));
 }

@@ -15,8 +15,8 @@ class EveryStation : public testing::Test
   protected:
     T m_Station;
 };
-using STATIONS = testing::Types<CStation, CRemoteStation>;
-TYPED_TEST_SUITE(EveryStation, STATIONS);
+using Stations = testing::Types<CStation, CRemoteStation>;
+TYPED_TEST_SUITE(EveryStation, Stations);
 
 TYPED_TEST(EveryStation, IsBornVisibleAndEmpty)
 {

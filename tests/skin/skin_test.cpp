@@ -48,7 +48,7 @@ bool HasColor(const QImage& image, QColor color)
     return false;
 }
 
-const int g_iModule = 0;  // its address stands for the module
+const int MODULE = 0;  // its address stands for the module
 
 class SkinTest : public testing::Test
 {
@@ -56,7 +56,7 @@ class SkinTest : public testing::Test
     void SetUp() override
     {
         m_pFormer = SetDebugListener([this](std::string_view text) { m_strDebug += text; });
-        ASSERT_NE(StartSkin(&g_iModule, 0, 0), 0);
+        ASSERT_NE(StartSkin(&MODULE, 0, 0), 0);
         ASSERT_NE(LoadSkin(SystemPath(DeliveredThemePath())), 0) << m_strDebug;
     }
     void TearDown() override
@@ -72,10 +72,10 @@ class SkinTest : public testing::Test
 TEST(SkinStart, NeedsAModuleAndHappensOnce)
 {
     EXPECT_EQ(StartSkin(nullptr, 0, 0), 0);
-    EXPECT_NE(StartSkin(&g_iModule, 0, 0), 0);
-    EXPECT_EQ(StartSkin(&g_iModule, 0, 0), 0);
+    EXPECT_NE(StartSkin(&MODULE, 0, 0), 0);
+    EXPECT_EQ(StartSkin(&MODULE, 0, 0), 0);
     StopSkin();
-    EXPECT_NE(StartSkin(&g_iModule, 0, 0), 0);
+    EXPECT_NE(StartSkin(&MODULE, 0, 0), 0);
     StopSkin();
     StopSkin();
 }
@@ -91,7 +91,7 @@ TEST(SkinStart, AMissingFileFailsTheLoadAndIsReported)
 {
     std::string debug;
     const auto former = SetDebugListener([&debug](std::string_view text) { debug += text; });
-    ASSERT_NE(StartSkin(&g_iModule, 0, 0), 0);
+    ASSERT_NE(StartSkin(&MODULE, 0, 0), 0);
     EXPECT_EQ(LoadSkin("c:\\nonexistent\\skin.smf"), 0);
     EXPECT_THAT(debug, HasSubstr("c:\\nonexistent\\skin.smf"));
     QWidget window;

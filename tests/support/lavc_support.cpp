@@ -24,7 +24,7 @@ void FillLavcFrame(const TestPicture& picture, AVFrame* frame)
         const int height = plane == 0 ? picture.height : picture.height / 2;
         for (int row = 0; row < height; ++row)
             std::memcpy(frame->data[plane] + static_cast<ptrdiff_t>(row) * frame->linesize[plane],
-                        picture.Plane[plane].data() + static_cast<ptrdiff_t>(row) * width,
+                        picture.plane[plane].data() + static_cast<ptrdiff_t>(row) * width,
                         static_cast<size_t>(width));
     }
 }

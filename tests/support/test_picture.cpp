@@ -17,7 +17,7 @@ TestPicture CopyPicture(const CodecFrame& frame)
         const int stride = frame.linesize[plane == 0 ? 0 : 1];
         for (int row = 0; row < height; ++row) {
             const uint8_t* const from = frame.data[plane] + static_cast<ptrdiff_t>(row) * stride;
-            picture.Plane[plane].insert(picture.Plane[plane].end(), from, from + width);
+            picture.plane[plane].insert(picture.plane[plane].end(), from, from + width);
         }
     }
     return picture;
@@ -26,8 +26,8 @@ TestPicture CopyPicture(const CodecFrame& frame)
 PictureDifference ComparePlane(const TestPicture& a, const TestPicture& b, int plane)
 {
     PictureDifference difference;
-    const std::vector<uint8_t>& left = a.Plane[plane];
-    const std::vector<uint8_t>& right = b.Plane[plane];
+    const std::vector<uint8_t>& left = a.plane[plane];
+    const std::vector<uint8_t>& right = b.plane[plane];
     if (left.size() != right.size() || left.empty()) throw std::runtime_error("planes of different size");
     double squares = 0;
     for (size_t i = 0; i < left.size(); ++i) {
@@ -36,7 +36,7 @@ PictureDifference ComparePlane(const TestPicture& a, const TestPicture& b, int p
         squares += off * off;
     }
     if (squares > 0)
-        difference.dPsnr = 10 * std::log10(255.0 * 255.0 * static_cast<double>(left.size()) / squares);
+        difference.psnr = 10 * std::log10(255.0 * 255.0 * static_cast<double>(left.size()) / squares);
     return difference;
 }
 
@@ -44,8 +44,8 @@ std::string DescribeDifference(const TestPicture& found, const TestPicture& expe
 {
     if (found.width != expected.width || found.height != expected.height) return "the sizes differ";
     for (int plane = 0; plane < 3; ++plane) {
-        const std::vector<uint8_t>& left = found.Plane[plane];
-        const std::vector<uint8_t>& right = expected.Plane[plane];
+        const std::vector<uint8_t>& left = found.plane[plane];
+        const std::vector<uint8_t>& right = expected.plane[plane];
         const auto at = std::mismatch(left.begin(), left.end(), right.begin(), right.end());
         if (at.first == left.end() && at.second == right.end()) continue;
         const auto offset = static_cast<int>(at.first - left.begin());
@@ -61,7 +61,7 @@ uint32_t SumOf(const TestPicture& picture)
 {
     uint32_t low = 0;
     uint32_t high = 0;
-    for (const auto& plane : picture.Plane) {
+    for (const auto& plane : picture.plane) {
         for (uint8_t sample : plane) {
             low = (low + sample) % 65521;
             high = (high + low) % 65521;

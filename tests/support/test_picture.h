@@ -12,7 +12,7 @@
 struct TestPicture {
     int width = 0;
     int height = 0;
-    std::vector<uint8_t> Plane[3 /* Y, U, V */];
+    std::vector<uint8_t> plane[3 /* Y, U, V */];
     bool operator==(const TestPicture&) const = default;
 };
 
@@ -21,7 +21,7 @@ TestPicture CopyPicture(const CodecFrame& frame);
 /// Largest difference of two samples of a plane, and the plane's PSNR in dB (99 when they are the same).
 struct PictureDifference {
     int largest = 0;
-    double dPsnr = 99;
+    double psnr = 99;
 };
 PictureDifference ComparePlane(const TestPicture& a, const TestPicture& b, int plane);
 

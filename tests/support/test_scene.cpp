@@ -40,7 +40,7 @@ void Fill(TestPicture* picture, int plane, int x, int y, int width, int height, 
     for (int row = std::max(y >> shift, 0); row < std::min((y + height) >> shift, plane_height); ++row) {
         for (int column = std::max(x >> shift, 0); column < std::min((x + width) >> shift, plane_width);
              ++column)
-            picture->Plane[plane][static_cast<size_t>(row * plane_width + column)] =
+            picture->plane[plane][static_cast<size_t>(row * plane_width + column)] =
                 Clip(value + (plane == 0 ? (row * 3 + column) % 7 : 0));
     }
 }
@@ -49,14 +49,14 @@ void DrawBackground(const TestSceneShape& shape, TestPicture* picture, int panX,
 {
     for (int y = 0; y < shape.height; ++y) {
         for (int x = 0; x < shape.width; ++x)
-            picture->Plane[0][static_cast<size_t>(y * shape.width + x)] =
+            picture->plane[0][static_cast<size_t>(y * shape.width + x)] =
                 Clip(Texture(x + panX, y + panY) + light);
     }
     for (int y = 0; y < shape.height / 2; ++y) {
         for (int x = 0; x < shape.width / 2; ++x) {
             const size_t at = static_cast<size_t>(y * (shape.width / 2) + x);
-            picture->Plane[1][at] = Clip(128 + static_cast<int>(30 * std::sin((x + panX / 2) * 0.05)));
-            picture->Plane[2][at] = Clip(128 + static_cast<int>(30 * std::cos((y + panY / 2) * 0.06)));
+            picture->plane[1][at] = Clip(128 + static_cast<int>(30 * std::sin((x + panX / 2) * 0.05)));
+            picture->plane[2][at] = Clip(128 + static_cast<int>(30 * std::cos((y + panY / 2) * 0.06)));
         }
     }
 }
@@ -66,9 +66,9 @@ void DrawSurveillance(const TestSceneShape& shape, int frame, TestPicture* pictu
     DrawBackground(shape, picture, 0, 0, 0);
     const bool still = shape.scene == ETestScene::Still;
     // the sensor's noise: one sample in sixteen is off by one or two
-    for (size_t i = 0; !still && i < picture->Plane[0].size(); ++i) {
+    for (size_t i = 0; !still && i < picture->plane[0].size(); ++i) {
         const uint32_t h = Hash(static_cast<uint32_t>(i), static_cast<uint32_t>(frame), shape.seed);
-        if (h % 16 == 0) picture->Plane[0][i] = Clip(picture->Plane[0][i] + static_cast<int>(h >> 8) % 5 - 2);
+        if (h % 16 == 0) picture->plane[0][i] = Clip(picture->plane[0][i] + static_cast<int>(h >> 8) % 5 - 2);
     }
     const struct {
         int width, height, y;
@@ -119,7 +119,7 @@ void DrawRich(const TestSceneShape& shape, int frame, TestPicture* picture)
                     Hash(static_cast<uint32_t>(y * width + x), seed, static_cast<uint32_t>(plane));
                 // two dice, so that small noise is more frequent than large
                 const int more = static_cast<int>(noise % 7 + (noise >> 8) % 7) - 6;
-                picture->Plane[plane][static_cast<size_t>(y * width + x)] =
+                picture->plane[plane][static_cast<size_t>(y * width + x)] =
                     Clip(seen + more / (plane == 0 ? 1 : 2));
             }
         }
@@ -129,7 +129,7 @@ void DrawRich(const TestSceneShape& shape, int frame, TestPicture* picture)
 void DrawNoise(const TestSceneShape& shape, int frame, TestPicture* picture)
 {
     std::mt19937 random(shape.seed * 977u + static_cast<uint32_t>(frame));
-    for (auto& plane : picture->Plane) {
+    for (auto& plane : picture->plane) {
         for (uint8_t& sample : plane)
             sample = static_cast<uint8_t>(random() >> 24);
     }
@@ -140,9 +140,9 @@ void DrawScene(const TestSceneShape& shape, int frameNumber, TestPicture* pictur
 {
     pictureOut->width = shape.width;
     pictureOut->height = shape.height;
-    pictureOut->Plane[0].resize(static_cast<size_t>(shape.width) * shape.height);
-    pictureOut->Plane[1].resize(static_cast<size_t>(shape.width / 2) * (shape.height / 2));
-    pictureOut->Plane[2].resize(pictureOut->Plane[1].size());
+    pictureOut->plane[0].resize(static_cast<size_t>(shape.width) * shape.height);
+    pictureOut->plane[1].resize(static_cast<size_t>(shape.width / 2) * (shape.height / 2));
+    pictureOut->plane[2].resize(pictureOut->plane[1].size());
     switch (shape.scene) {
         case ETestScene::Surveillance:
         case ETestScene::Still:

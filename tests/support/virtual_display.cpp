@@ -15,7 +15,7 @@ namespace
 constexpr std::uint32_t KEY_SHIFT = 0xFFE1;
 
 template <typename T>
-using REPLY = std::unique_ptr<T, decltype(&std::free)>;
+using Reply = std::unique_ptr<T, decltype(&std::free)>;
 
 }  // namespace
 
@@ -27,28 +27,28 @@ void CVirtualDisplay::Enter() const
     ::unsetenv("WAYLAND_DISPLAY");
 }
 
-struct CScreen::STATE {
+struct CScreen::State {
     xcb_connection_t* connection = nullptr;
     xcb_window_t root = XCB_NONE;
-    REPLY<xcb_get_keyboard_mapping_reply_t> keys{nullptr, &std::free};
+    Reply<xcb_get_keyboard_mapping_reply_t> keys{nullptr, &std::free};
     int firstKey = 0;
 
     /// The key that has `keysym` and whether Shift makes it so; 0 for none.
     std::pair<int, bool> FindKey(std::uint32_t keysym) const
     {
-        const int per_key = keys->keysyms_per_keycode;
+        const int perKey = keys->keysyms_per_keycode;
         const xcb_keysym_t* const symbols = xcb_get_keyboard_mapping_keysyms(keys.get());
         const int count = xcb_get_keyboard_mapping_keysyms_length(keys.get());
-        for (int level = 0; level < 2 && level < per_key; ++level) {
-            for (int i = level; i < count; i += per_key) {
-                if (symbols[i] == keysym) return {firstKey + i / per_key, level == 1};
+        for (int level = 0; level < 2 && level < perKey; ++level) {
+            for (int i = level; i < count; i += perKey) {
+                if (symbols[i] == keysym) return {firstKey + i / perKey, level == 1};
             }
         }
         return {0, false};
     }
 };
 
-CScreen::CScreen(const std::string& display) : m_pState(std::make_unique<STATE>())
+CScreen::CScreen(const std::string& display) : m_pState(std::make_unique<State>())
 {
     m_pState->connection = xcb_connect(display.c_str(), nullptr);
     if (xcb_connection_has_error(m_pState->connection) != 0)
@@ -132,7 +132,7 @@ QImage CScreen::Grab(const QRect& area) const
     const QRect part = area.intersected({0, 0, CVirtualDisplay::WIDTH, CVirtualDisplay::HEIGHT});
     if (part.isEmpty()) return {};
     xcb_connection_t* const connection = m_pState->connection;
-    const REPLY<xcb_get_image_reply_t> reply(
+    const Reply<xcb_get_image_reply_t> reply(
         xcb_get_image_reply(
             connection,
             xcb_get_image(connection, XCB_IMAGE_FORMAT_Z_PIXMAP, m_pState->root,

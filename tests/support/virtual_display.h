@@ -45,10 +45,10 @@ class CScreen
     QImage Grab() const { return Grab({0, 0, CVirtualDisplay::WIDTH, CVirtualDisplay::HEIGHT}); }
 
   private:
-    struct STATE;
+    struct State;
     void Fake(int type, int detail, const QPoint& place = {}) const;
 
-    std::unique_ptr<STATE> m_pState;
+    std::unique_ptr<State> m_pState;
 };
 
 // Keysyms that tests press.

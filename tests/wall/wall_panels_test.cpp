@@ -27,15 +27,15 @@ TEST(WallPanels, EdgeThatIsDraggedOverTheWallStoresTheWidthThatIsShown)
     COutlook2Ctrl& bar = *wall.Panel().GetSideBar();
     const QRect place(bar.mapToGlobal(QPoint(0, 0)), bar.size());
     const int y = place.center().y();
-    const auto widths_are = [&bar](int width) {
+    const auto widthsAre = [&bar](int width) {
         return CWall::Until([&] { return bar.width() == width && bar.GetLayoutSize().width() == width; });
     };
     wall.Screen().Press({place.left() + 198, y});
     wall.Screen().Release({place.left() + 148, y});
-    EXPECT_TRUE(widths_are(150)) << bar.width() << " " << bar.GetLayoutSize().width();
+    EXPECT_TRUE(widthsAre(150)) << bar.width() << " " << bar.GetLayoutSize().width();
     wall.Screen().Press({place.left() + 148, y});
     wall.Screen().Release({place.left() + 460, y});
-    EXPECT_TRUE(widths_are(200)) << bar.width() << " " << bar.GetLayoutSize().width();
+    EXPECT_TRUE(widthsAre(200)) << bar.width() << " " << bar.GetLayoutSize().width();
 }
 
 TEST(WallPanels, TrackerIsSeenOnTheScreenOverThePage)

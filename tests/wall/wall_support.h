@@ -65,10 +65,10 @@ class CWall
     /// Puts a new recorder in the place of the one there was and its servers into the settings.
     void StartRecorder(const std::vector<std::string>& arguments);
     const CTestHome& Home() const { return m_Home; }
-    template <typename WIDGET = QWidget>
-    WIDGET* Control(int id)
+    template <typename Kind = QWidget>
+    Kind* Control(int id)
     {
-        return Panel().Widget()->findChild<WIDGET*>(QStringLiteral("control%1").arg(id));
+        return Panel().Widget()->findChild<Kind*>(QStringLiteral("control%1").arg(id));
     }
     /// Ends the window with the control in it.
     void Close() { m_pWindow.reset(); }

@@ -100,7 +100,7 @@ TEST(Wall, KeyboardAloneDoesItAll)
         screen.Key(KEY_RETURN);
         return chosen && CWall::Until([] { return QApplication::activePopupWidget() == nullptr; });
     };
-    const auto go_to = [&](const QModelIndex& item, std::uint32_t key) {
+    const auto goTo = [&](const QModelIndex& item, std::uint32_t key) {
         return wall.TabTo(wall.Tree()) &&
                wall.PressUntil(key, [&] { return wall.Tree().currentIndex() == item; });
     };
@@ -108,7 +108,7 @@ TEST(Wall, KeyboardAloneDoesItAll)
     screen.Type("1001");
     screen.Key(KEY_RETURN);
     ASSERT_TRUE(CWall::Until([&] { return wall.Folder().isValid(); }));
-    ASSERT_TRUE(go_to(wall.ChannelItem(2), KEY_DOWN));
+    ASSERT_TRUE(goTo(wall.ChannelItem(2), KEY_DOWN));
     ASSERT_TRUE(choose(KEY_MENU, "Open"));
     EXPECT_TRUE(wall.CellPlays(0, 2));
 
@@ -133,10 +133,10 @@ TEST(Wall, KeyboardAloneDoesItAll)
     ASSERT_TRUE(choose(' ', "Next page"));
     EXPECT_TRUE(CWall::Until([&] { return wall.Grid().GetState().GetPage() == 1; }));
 
-    ASSERT_TRUE(go_to(wall.ChannelItem(2), KEY_DOWN));
+    ASSERT_TRUE(goTo(wall.ChannelItem(2), KEY_DOWN));
     ASSERT_TRUE(choose(KEY_MENU, "Close"));
     EXPECT_TRUE(CWall::Until([&] { return wall.Channel(2)->GetStatus() == STATUS_CLOSED; }));
-    ASSERT_TRUE(go_to(wall.Station(), KEY_UP));
+    ASSERT_TRUE(goTo(wall.Station(), KEY_UP));
     ASSERT_TRUE(choose(KEY_MENU, "Delete"));
     EXPECT_TRUE(CWall::Until([&] { return !wall.Station().isValid(); }));
     ASSERT_TRUE(wall.TabTo(*wall.Panel().GetSideBar()));

@@ -123,7 +123,7 @@ TEST(C264Changes, WhatIsTheSameInBothPicturesIsNotWritten)
             spoilt.push_back(picture[place]);
         }
         fed.FeedSlice(skipped);
-        ASSERT_EQ(fed.Picture.plane[0], picture);
+        ASSERT_EQ(fed.picture.plane[0], picture);
         for (size_t i = 0; i < spoilt.size(); ++i)
             EXPECT_EQ(picture[places[i]], spoilt[i]) << i;
     }

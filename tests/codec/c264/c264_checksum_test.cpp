@@ -38,10 +38,10 @@ class C264Checksum : public testing::TestWithParam<EH264Checksum>
 TEST_P(C264Checksum, ProtectedUnitsDecode)
 {
     EXPECT_GT(FeedAll(Protected(m_Packet, true)), 0);
-    EXPECT_EQ(m_Fed.iGot, 1);
+    EXPECT_EQ(m_Fed.got, 1);
     EXPECT_EQ(m_Fed.Middle(0, 0), 132);
     EXPECT_GT(FeedAll(Protected(m_Packet, false)), 0) << "stays in force";
-    EXPECT_EQ(m_Fed.iGot, 1);
+    EXPECT_EQ(m_Fed.got, 1);
 }
 
 TEST_P(C264Checksum, WrongUnitFailsWithAWarningAndTheNextOneDecodes)
@@ -51,10 +51,10 @@ TEST_P(C264Checksum, WrongUnitFailsWithAWarningAndTheNextOneDecodes)
     H264Packet damaged = Protected(m_Packet, false);
     damaged[damaged.size() - 8] ^= 0x10;
     EXPECT_EQ(FeedAll(damaged), -1);
-    EXPECT_EQ(m_Fed.iGot, 0);
+    EXPECT_EQ(m_Fed.got, 0);
     EXPECT_EQ(warnings.Count(C264_WARNING_CHECKSUM), 1);
     EXPECT_GT(FeedAll(Protected(m_Packet, false)), 0);
-    EXPECT_EQ(m_Fed.iGot, 1);
+    EXPECT_EQ(m_Fed.got, 1);
 }
 
 TEST_P(C264Checksum, TheLaterOfTwoAnnouncementsHolds)
@@ -65,7 +65,7 @@ TEST_P(C264Checksum, TheLaterOfTwoAnnouncementsHolds)
     EXPECT_GT(m_Fed.Feed(H264ChecksumSei(other, LATER, LATER)), 0);
     EXPECT_EQ(FeedAll(Protected(m_Packet, false)), -1);
     EXPECT_GT(FeedAll(ProtectH264(m_Packet, other, LATER, false)), 0);
-    EXPECT_EQ(m_Fed.iGot, 1);
+    EXPECT_EQ(m_Fed.got, 1);
     EXPECT_EQ(m_Fed.Middle(0, 0), 132);
 }
 
@@ -73,7 +73,7 @@ TEST_P(C264Checksum, UnitWithoutReferencePassesUnchecked)
 {
     FeedAll(Protected(m_Packet, true));
     EXPECT_GT(m_Fed.Feed(C264SliceUnit(C264Flats({-1, 0, 0, 0}), UNIT_SLICE, 0)), 0);
-    EXPECT_EQ(m_Fed.iGot, 1);
+    EXPECT_EQ(m_Fed.got, 1);
     EXPECT_EQ(m_Fed.Middle(0, 0), 124);
 }
 
@@ -95,7 +95,7 @@ TEST_P(C264Checksum, PayloadLosesAllOfItsChecksum)
             fed.Feed(C264ParameterUnits());
             if (checked) fed.Feed(H264ChecksumSei(GetParam(), modulus, modulus));
             EXPECT_GT(fed.Feed(checked ? guarded : cut, 0), 0);
-            ASSERT_EQ(fed.iGot, 1);
+            ASSERT_EQ(fed.got, 1);
             for (int i = 0; i < SIZE * SIZE; ++i)
                 pictures[checked ? 1 : 0].push_back(fed.Luma(i % SIZE, i / SIZE));
         }
@@ -107,7 +107,7 @@ TEST_P(C264Checksum, WrongAnnouncementFailsTheCall)
 {
     EXPECT_EQ(m_Fed.Feed(H264ChecksumSei(GetParam(), 5, 6)), -1);
     EXPECT_GT(FeedAll(m_Packet), 0) << "nothing is checked";
-    EXPECT_EQ(m_Fed.iGot, 1);
+    EXPECT_EQ(m_Fed.got, 1);
 }
 
 INSTANTIATE_TEST_SUITE_P(Widths, C264Checksum, testing::Values(EH264Checksum::Bits16, EH264Checksum::Bits32));

@@ -55,7 +55,7 @@ class C264Damage : public ::testing::TestWithParam<StreamDamage>
                     ASSERT_EQ(frame->width, sequence.Width());
                     ASSERT_EQ(frame->height, sequence.Height());
                     // every sample can be read
-                    ASSERT_EQ(CopyPicture(*frame).Plane[0].size(), expected[i].Plane[0].size());
+                    ASSERT_EQ(CopyPicture(*frame).plane[0].size(), expected[i].plane[0].size());
                     ++m_iDamaged;
                 }
             }
@@ -100,7 +100,7 @@ TEST_P(C264Damage, StaysInsideWhenTheOpenedSizeIsAnother)
                 if (!frame || !frame->data[0]) continue;
                 ASSERT_EQ(frame->width, size.width);
                 ASSERT_EQ(frame->height, size.height);
-                ASSERT_FALSE(CopyPicture(*frame).Plane[0].empty());
+                ASSERT_FALSE(CopyPicture(*frame).plane[0].empty());
             }
         }
     }

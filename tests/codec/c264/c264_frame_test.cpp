@@ -41,13 +41,13 @@ TEST(C264Frame, OnePictureForASliceAfterItsParameterSets)
 {
     C264Fed fed(SIZE, SIZE);
     EXPECT_GT(fed.FeedSlice(C264Flats({1, 0, 0, 0})), 0);
-    EXPECT_EQ(fed.iGot, 1);
-    EXPECT_EQ(fed.Stats.picture_type, 1);
-    EXPECT_EQ(fed.Picture.width, SIZE);
-    EXPECT_EQ(fed.Picture.height, SIZE);
-    EXPECT_EQ(fed.Picture.format, 1u);
-    EXPECT_EQ(fed.Picture.stride[0], SIZE + 64);
-    EXPECT_EQ(fed.Picture.stride[1], (SIZE + 64) / 2);
+    EXPECT_EQ(fed.got, 1);
+    EXPECT_EQ(fed.stats.picture_type, 1);
+    EXPECT_EQ(fed.picture.width, SIZE);
+    EXPECT_EQ(fed.picture.height, SIZE);
+    EXPECT_EQ(fed.picture.format, 1u);
+    EXPECT_EQ(fed.picture.stride[0], SIZE + 64);
+    EXPECT_EQ(fed.picture.stride[1], (SIZE + 64) / 2);
     EXPECT_EQ(fed.Middle(0, 0), 132);
 }
 
@@ -56,14 +56,14 @@ TEST(C264Frame, SliceBeforeTheParameterSetsIsSkipped)
     C264Fed fed(SIZE, SIZE);
     const H264Packet slice = C264SliceUnit(C264Flats({0, 0, 0, 0}));
     EXPECT_EQ(fed.Feed(slice), static_cast<int32_t>(slice.size() + 8));
-    EXPECT_EQ(fed.iGot, 0);
-    EXPECT_EQ(fed.Stats.picture_type, 0);
+    EXPECT_EQ(fed.got, 0);
+    EXPECT_EQ(fed.stats.picture_type, 0);
     const H264Packet sps = C264SpsUnit(C264HandmadeParameters());
     EXPECT_GT(fed.Feed(C264Joined({sps, slice})), 0);
-    EXPECT_EQ(fed.iGot, 0);
+    EXPECT_EQ(fed.got, 0);
     EXPECT_GT(fed.Feed(C264PpsUnit(C264HandmadeParameters())), 0);
     EXPECT_GT(fed.Feed(slice), 0);
-    EXPECT_EQ(fed.iGot, 1);
+    EXPECT_EQ(fed.got, 1);
 }
 
 TEST(C264Frame, PpsBeforeTheSpsIsNotRemembered)
@@ -73,41 +73,41 @@ TEST(C264Frame, PpsBeforeTheSpsIsNotRemembered)
     fed.Feed(C264PpsUnit(parameters));
     fed.Feed(C264SpsUnit(parameters));
     fed.Feed(C264SliceUnit(C264Flats({0, 0, 0, 0})));
-    EXPECT_EQ(fed.iGot, 0);
+    EXPECT_EQ(fed.got, 0);
 }
 
 TEST(C264Frame, PicturesOfISlicesAloneAlternateBetweenTwoBuffers)
 {
     C264Fed fed(SIZE, SIZE);
     fed.FeedSlice(C264Flats({1, 0, 0, 0}));
-    const uint8_t* const first = fed.Picture.plane[0];
+    const uint8_t* const first = fed.picture.plane[0];
     fed.FeedSlice(C264Flats({-1, 0, 0, 0}));
-    const uint8_t* const second = fed.Picture.plane[0];
+    const uint8_t* const second = fed.picture.plane[0];
     EXPECT_NE(first, second);
     EXPECT_EQ(first[0], 132) << "a lent picture is good through the next call";
     fed.FeedSlice(C264Flats({0, 0, 0, 0}));
-    EXPECT_EQ(fed.Picture.plane[0], first);
-    EXPECT_EQ(fed.Stats.picture_type, 1);
+    EXPECT_EQ(fed.picture.plane[0], first);
+    EXPECT_EQ(fed.stats.picture_type, 1);
 }
 
 TEST(C264Frame, BSliceCostsItsBytesAndYieldsNothing)
 {
     C264Fed fed(SIZE, SIZE);
     fed.FeedSlice(C264Flats({1, 0, 0, 0}));
-    const uint8_t* const first = fed.Picture.plane[0];
+    const uint8_t* const first = fed.picture.plane[0];
     CH264Bits b = C264SliceStart({.type = 1});
     b.Bits(0x12345678, 32);
     const int32_t used = fed.FeedSlice(b);
     EXPECT_GT(used, 0);
-    EXPECT_EQ(fed.iGot, 0);
-    EXPECT_EQ(fed.Stats.picture_type, 3);
+    EXPECT_EQ(fed.got, 0);
+    EXPECT_EQ(fed.stats.picture_type, 3);
     // the next picture is predicted from the I picture, into the other buffer
     CH264Bits p = C264SliceStart({.type = 0});
     p.Ue(4);
     fed.FeedSlice(p);
-    EXPECT_EQ(fed.iGot, 1);
-    EXPECT_EQ(fed.Stats.picture_type, 2);
-    EXPECT_NE(fed.Picture.plane[0], first);
+    EXPECT_EQ(fed.got, 1);
+    EXPECT_EQ(fed.stats.picture_type, 2);
+    EXPECT_NE(fed.picture.plane[0], first);
     EXPECT_EQ(fed.Middle(0, 0), 132);
 }
 
@@ -120,8 +120,8 @@ TEST(C264Frame, SwitchingSlicesAreIntendedToDecodeAsPAndReportNothing)
         CH264Bits bits = C264SliceStart({.type = type});
         bits.Ue(4);
         fed.FeedSlice(bits);
-        EXPECT_EQ(fed.iGot, 1);
-        EXPECT_EQ(fed.Stats.picture_type, 0);
+        EXPECT_EQ(fed.got, 1);
+        EXPECT_EQ(fed.stats.picture_type, 0);
         EXPECT_EQ(fed.Middle(0, 0), 132);
     }
 }
@@ -134,8 +134,8 @@ TEST(C264Frame, SpsOfAnotherSizeChangesNothingInTheBuffers)
     C264Fed fed(SIZE, SIZE);
     fed.Feed(
         C264Joined({C264SpsUnit(parameters), C264PpsUnit(parameters), C264SliceUnit(C264Flats({1, 1, 1, 0}))}));
-    EXPECT_EQ(fed.iGot, 1);
-    EXPECT_EQ(fed.Picture.width, SIZE);
+    EXPECT_EQ(fed.got, 1);
+    EXPECT_EQ(fed.picture.width, SIZE);
     EXPECT_EQ(fed.Middle(1, 0), 136);
 }
 
@@ -143,9 +143,9 @@ TEST(C264Frame, SizesThatAreNoMultipleOf16AreHandedOutAsOpened)
 {
     C264Fed fed(30, 18);
     fed.FeedSlice(C264Flats({1, 0, 0, 0}));
-    EXPECT_EQ(fed.Picture.width, 30);
-    EXPECT_EQ(fed.Picture.height, 18);
-    EXPECT_EQ(fed.Picture.stride[0], 32 + 64);
+    EXPECT_EQ(fed.picture.width, 30);
+    EXPECT_EQ(fed.picture.height, 18);
+    EXPECT_EQ(fed.picture.stride[0], 32 + 64);
 }
 
 // oddity: one-slice-a-picture
@@ -158,10 +158,10 @@ TEST(C264Frame, OneSliceAPictureIsIntended)
     H264Packet all = C264Joined({sets, first, second});
     EXPECT_EQ(fed.Feed(all), static_cast<int32_t>(sets.size() + first.size()))
         << "a call ends behind its first slice";
-    const uint8_t* const buffer = fed.Picture.plane[0];
+    const uint8_t* const buffer = fed.picture.plane[0];
     fed.Feed(second);
-    EXPECT_EQ(fed.iGot, 1);
-    EXPECT_NE(fed.Picture.plane[0], buffer);
+    EXPECT_EQ(fed.got, 1);
+    EXPECT_NE(fed.picture.plane[0], buffer);
 }
 
 // oddity: seventeenth-unit
@@ -185,7 +185,7 @@ TEST(C264Frame, UnitsLargerThanTheScratchAreClipped)
     EXPECT_GT(fed.Feed(all), 300000);
     // the room is gone: parameter sets and slice came out empty, and the next call is whole again
     fed.FeedSlice(C264Flats({1, 0, 0, 0}));
-    EXPECT_EQ(fed.iGot, 1);
+    EXPECT_EQ(fed.got, 1);
     EXPECT_EQ(fed.Middle(0, 0), 132);
 }
 
@@ -194,7 +194,7 @@ TEST(C264Frame, UnitsLargerThanASmallPictureHaveRoom)
     C264Fed fed(16, 16);
     const H264Packet large = C264Unit(9, std::vector<uint8_t>(60000, 0x55));
     fed.Feed(C264Joined({large, C264ParameterUnits(), C264SliceUnit(C264Flats({1, 0, 0, 0}))}));
-    EXPECT_EQ(fed.iGot, 1);
+    EXPECT_EQ(fed.got, 1);
     EXPECT_EQ(fed.Middle(0, 0), 132);
 }
 
@@ -218,14 +218,14 @@ TEST(C264Frame, LengthPrefixedUnits)
     const H264Packet pps_unit = C264Unit(UNIT_PPS, pps.Bytes(), 3);
     const H264Packet slice_unit = length_unit(C264SliceUnit(C264Flats({1, 0, 0, 0})), 4);
     fed.Feed(C264Joined({length_unit(sps_unit, 4), length_unit(pps_unit, 4), slice_unit}));
-    EXPECT_EQ(fed.iGot, 1);
+    EXPECT_EQ(fed.got, 1);
     EXPECT_EQ(fed.Middle(0, 0), 132);
 
     // both sets in one unit, which is read twice
     C264Fed joined(SIZE, SIZE, 1);
     const H264Packet both = C264Joined({{0xAA}, sps_unit, pps_unit});
     joined.Feed(C264Joined({length_unit(both, 0), slice_unit}));
-    EXPECT_EQ(joined.iGot, 1);
+    EXPECT_EQ(joined.got, 1);
     EXPECT_EQ(joined.Middle(0, 0), 132);
 }
 
@@ -268,7 +268,7 @@ TEST(C264Frame, AverageQpIsTheSlices)
     for (int i = 0; i < 4; ++i)
         C264Flat(&bits, 0);
     fed.FeedSlice(bits);
-    EXPECT_EQ(fed.Stats.average_qp, 33);
+    EXPECT_EQ(fed.stats.average_qp, 33);
 }
 
 TEST(C264Frame, CountsPicturesAndThoseSinceTheLastIntraPicture)

@@ -136,9 +136,9 @@ class C264Fed
     int32_t Feed(H264Packet packet, size_t padding = 8)
     {
         packet.resize(packet.size() + padding);
-        Picture = {};
-        return c264_decode(m_pHandle, packet.data(), static_cast<int32_t>(packet.size()), &Picture, &iGot,
-                           &Stats);
+        picture = {};
+        return c264_decode(m_pHandle, packet.data(), static_cast<int32_t>(packet.size()), &picture, &got,
+                           &stats);
     }
 
     /// Parameter sets and a slice in one call.
@@ -147,16 +147,16 @@ class C264Fed
         return Feed(C264Joined({C264ParameterUnits(), C264SliceUnit(slice, unit)}));
     }
 
-    int Luma(int iX, int iY) const { return Picture.plane[0][iY * Picture.stride[0] + iX]; }
+    int Luma(int x, int y) const { return picture.plane[0][y * picture.stride[0] + x]; }
 
     /// The sample in the middle of a macroblock.
     int Middle(int mbX, int mbY) const { return Luma(16 * mbX + 8, 16 * mbY + 8); }
 
     C264Handle* Handle() const { return m_pHandle; }
 
-    C264Picture Picture = {};
-    C264Stats Stats = {};
-    int32_t iGot = -1;
+    C264Picture picture = {};
+    C264Stats stats = {};
+    int32_t got = -1;
 
   private:
     C264Handle* m_pHandle;

@@ -227,7 +227,7 @@ class CArithmeticSlice
         C264Fed fed(16, 16);
         fed.Feed(WriteH264(sequence, true)[0]);
         fed.Feed(C264Unit(UNIT_SLICE, m_Bits.Bytes()));
-        EXPECT_EQ(fed.iGot, 1);
+        EXPECT_EQ(fed.got, 1);
         return SamplesOf(fed, 16);
     }
 

@@ -40,7 +40,7 @@ TEST(C264SliceEnd, StaleMacroblockIsIntendedToCoverTheRestOfASliceThatEndsEarly)
     C264Fed fed(32, 32);
     const CC264NewWarnings warnings;
     fed.Feed(OneMacroblock(true));
-    EXPECT_EQ(fed.iGot, 1);
+    EXPECT_EQ(fed.got, 1);
     // prediction and residual are applied again, from each place's own neighbours
     EXPECT_EQ(fed.Middle(0, 0), 132);
     EXPECT_EQ(fed.Middle(1, 0), 136);
@@ -127,7 +127,7 @@ TEST(C264SliceEnd, SliceThatGoesOnBeyondThePictureIsWarnedOf)
     int p_slices = 0;
     for (size_t k = 0; k < packets.size(); ++k) {
         fed.Feed(packets[k]);
-        EXPECT_EQ(fed.iGot, 1);
+        EXPECT_EQ(fed.got, 1);
         (sequence.pictures[k].header.intra ? i_slices : p_slices) += 1;
     }
     ASSERT_GT(p_slices, 0);
@@ -180,7 +180,7 @@ TEST(C264SliceEnd, UnitThatEndsInTheMiddleGoesOnWithZeros)
     CH264Bits bits = C264SliceStart({.type = 0});
     bits.AlignWith(false);
     fed.Feed(C264Unit(UNIT_SLICE, bits.Bytes()));
-    EXPECT_EQ(fed.iGot, 1);
+    EXPECT_EQ(fed.got, 1);
     // zeros: no skip run, 16x16 with no difference, nothing coded
     EXPECT_EQ(fed.Middle(0, 0), 132);
     EXPECT_EQ(fed.Middle(1, 1), 134);
@@ -196,7 +196,7 @@ TEST(C264SliceEnd, UnitThatEndsBeforeTheResidualGoesOnWithZerosThroughAllOfIt)
         bits.Ue(0).Ue(0).Se(64).Se(0).Ue(12);  // moved, and all of its blocks coded
         bits.AlignWith(false);
         fed.Feed(C264Unit(UNIT_SLICE, bits.Bytes()));
-        EXPECT_EQ(fed.iGot, 1);
+        EXPECT_EQ(fed.got, 1);
         std::vector<int> samples;
         for (int i = 0; i < 32 * 32; ++i)
             samples.push_back(fed.Luma(i % 32, i / 32));
@@ -221,7 +221,7 @@ TEST(C264SliceEnd, UnitThatEndsEarlyInALargePictureGoesOnWithZerosToItsEnd)
     CH264Bits bits = C264SliceStart({.type = 0});
     bits.AlignWith(false);
     fed.Feed(C264Unit(UNIT_SLICE, bits.Bytes()));
-    EXPECT_EQ(fed.iGot, 1);
+    EXPECT_EQ(fed.got, 1);
     // more bits of zeros than the padding after a unit has: 16x16 with no difference, again and again
     EXPECT_TRUE(samples(fed) == before);
 }

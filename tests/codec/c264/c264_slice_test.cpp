@@ -23,13 +23,13 @@ TEST(C264Slice, FirstMbBeyondTheEndStillHandsOutAndRotates)
 {
     C264Fed fed(32, 32);
     C264FeedColumns(&fed);
-    const uint8_t* const first = fed.Picture.plane[0];
+    const uint8_t* const first = fed.picture.plane[0];
     fed.FeedSlice(C264Flats({1, 1}, {.first_mb = 4}));
-    EXPECT_EQ(fed.iGot, 1);
+    EXPECT_EQ(fed.got, 1);
     EXPECT_EQ(fed.Middle(0, 0), C264_BLACK) << "the picture of two before";
     EXPECT_EQ(fed.Middle(0, 1), C264_BLACK) << "in its last row, too";
     fed.FeedSlice(C264Flats({}, {.first_mb = 0xFFFFFFF0}));
-    EXPECT_EQ(fed.Picture.plane[0], first);
+    EXPECT_EQ(fed.picture.plane[0], first);
     EXPECT_EQ(fed.Middle(0, 0), 132);
 }
 
@@ -206,7 +206,7 @@ int ChromaAboveTheSlice(int offsetAbove, int offset, int level)
     C264Fed fed(16, 32);
     for (const H264Packet& packet : WriteH264(sequence, false))
         fed.Feed(packet);
-    const auto above = [&] { return int{fed.Picture.plane[1][7 * fed.Picture.stride[1] + 4]}; };
+    const auto above = [&] { return int{fed.picture.plane[1][7 * fed.picture.stride[1] + 4]}; };
     EXPECT_EQ(above(), 191);
 
     H264Parameters parameters = sequence.parameters;
@@ -215,7 +215,7 @@ int ChromaAboveTheSlice(int offsetAbove, int offset, int level)
     bits.Ue(7).Ue(0).Se(0).Code("1");  // intra 16x16, DC, U and V with DC levels; no luma
     bits.Code("000111").Bits(1, 2 * level - 3).Code("1").Code("01");  // one level in U, none in V
     fed.Feed(C264Joined({C264PpsUnit(parameters), C264SliceUnit(bits)}));
-    EXPECT_NEAR(fed.Picture.plane[1][12 * fed.Picture.stride[1] + 4], 141, 1);
+    EXPECT_NEAR(fed.picture.plane[1][12 * fed.picture.stride[1] + 4], 141, 1);
     return above();
 }
 

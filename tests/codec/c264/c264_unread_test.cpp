@@ -68,7 +68,7 @@ TEST(C264Unread, PcmInAnArithmeticSliceReadsNothingEither)
     engine.Terminate(true);
     fed.Feed(
         C264Joined({C264SpsUnit(parameters), C264PpsUnit(parameters), C264Unit(UNIT_SLICE, bits.Bytes())}));
-    EXPECT_EQ(fed.iGot, 1);
+    EXPECT_EQ(fed.got, 1);
     EXPECT_EQ(fed.Middle(0, 0), C264_BLACK) << "painted nothing";
 }
 
@@ -155,7 +155,7 @@ TEST(C264Unread, TypeBeyondTableIsIntendedToBeAnotherKernelForChromaModes)
         bits.Ue(3).Ue(mode).Se(0).Code("1");
         C264Fed fed(32, 16);
         fed.FeedSlice(bits);
-        const uint8_t* const row = fed.Picture.plane[1];
+        const uint8_t* const row = fed.picture.plane[1];
         EXPECT_GT(row[4], 128);
         EXPECT_EQ(row[12], mode <= 4 ? row[4] : 128) << "DC of the left neighbour, or the constant";
     }

@@ -76,8 +76,8 @@ constexpr int formats[] = {CONVERT_FORMAT_I420,  CONVERT_FORMAT_YUY2,   CONVERT_
                            CONVERT_FORMAT_BGR32};
 
 struct Size {
-    int iWidth;
-    int iHeight;
+    int width;
+    int height;
 };
 
 TEST(ConvertChanges, GivesTheBytesOfAWholeConversionForAnyMacroblocks)
@@ -91,25 +91,23 @@ TEST(ConvertChanges, GivesTheBytesOfAWholeConversionForAnyMacroblocks)
         for (const Size size : {Size{16, 16}, {32, 16}, {48, 48}, {176, 144}, {48, 40}, {80, 21}}) {
             for (const int format : formats) {
                 for (int round = 0; round < 12; ++round) {
-                    CChangingPicture picture(size.iWidth, size.iHeight);
+                    CChangingPicture picture(size.width, size.height);
                     for (int i = 0; i < picture.Across() * picture.Down(); ++i)
                         if (random() % 12 < static_cast<unsigned>(round))
                             picture.Change(i % picture.Across(), i / picture.Across(),
                                            static_cast<std::uint8_t>(random() | 1));
-                    CTargetPicture found(format, size.iWidth * PIXEL_BYTES, size.iHeight);
-                    CTargetPicture expected(format, size.iWidth * PIXEL_BYTES, size.iHeight);
+                    CTargetPicture found(format, size.width * PIXEL_BYTES, size.height);
+                    CTargetPicture expected(format, size.width * PIXEL_BYTES, size.height);
                     ConvertHeld held{};
-                    ASSERT_EQ(ConvertChanges(found.Target(), picture.First(), size.iWidth, size.iHeight, &held),
+                    ASSERT_EQ(ConvertChanges(found.Target(), picture.First(), size.width, size.height, &held),
                               CONVERT_OK);
-                    ASSERT_EQ(
-                        ConvertChanges(found.Target(), picture.Second(), size.iWidth, size.iHeight, &held),
-                        CONVERT_OK);
-                    ASSERT_EQ(
-                        ConvertFrame(expected.Target(), picture.Second(), size.iWidth, size.iHeight, false),
-                        CONVERT_OK);
-                    const int bytes = size.iWidth * PIXEL_BYTES * size.iHeight * 2;
+                    ASSERT_EQ(ConvertChanges(found.Target(), picture.Second(), size.width, size.height, &held),
+                              CONVERT_OK);
+                    ASSERT_EQ(ConvertFrame(expected.Target(), picture.Second(), size.width, size.height, false),
+                              CONVERT_OK);
+                    const int bytes = size.width * PIXEL_BYTES * size.height * 2;
                     ASSERT_TRUE(std::ranges::equal(found.First(bytes), expected.First(bytes)))
-                        << "format " << format << ", " << size.iWidth << "x" << size.iHeight << ", round "
+                        << "format " << format << ", " << size.width << "x" << size.height << ", round "
                         << round;
                 }
             }

@@ -26,7 +26,7 @@ void FeedExactly(CMpeg4Decoder* decoder, const Bytes& bytes, int width, int heig
     if (!frame || !frame->data[0]) return;
     ASSERT_EQ(frame->width, width);
     ASSERT_EQ(frame->height, height);
-    ASSERT_EQ(CopyPicture(*frame).Plane[0].size(), static_cast<size_t>(width) * height);
+    ASSERT_EQ(CopyPicture(*frame).plane[0].size(), static_cast<size_t>(width) * height);
 }
 
 class Mpeg4Damage : public ::testing::TestWithParam<StreamDamage>

@@ -9,7 +9,7 @@ namespace
 int Sample(const TestPicture& picture, int plane, int x, int y)
 {
     const int width = plane == 0 ? picture.width : picture.width / 2;
-    return picture.Plane[plane][static_cast<size_t>(y * width + x)];
+    return picture.plane[plane][static_cast<size_t>(y * width + x)];
 }
 
 TEST(Mpeg4Dc, MarkerFollowsADcDifferenceOfMoreThanEightBits)

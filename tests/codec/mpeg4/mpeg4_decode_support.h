@@ -33,7 +33,7 @@ inline int Sample(const TestPicture& picture, int plane, int x, int y)
     const int width = PlaneWidth(picture, plane);
     x = std::clamp(x, 0, width - 1);
     y = std::clamp(y, 0, PlaneHeight(picture, plane) - 1);
-    return picture.Plane[plane][static_cast<size_t>(y * width + x)];
+    return picture.plane[plane][static_cast<size_t>(y * width + x)];
 }
 
 /// Predicts a square by the definition, rounding up.
@@ -48,7 +48,7 @@ inline void Predict(const TestPicture& from, TestPicture* to, int plane, int x, 
             const int dy = vector.y & 1;
             const int sum = Sample(from, plane, fx, fy) + Sample(from, plane, fx + dx, fy) +
                             Sample(from, plane, fx, fy + dy) + Sample(from, plane, fx + dx, fy + dy);
-            to->Plane[plane][static_cast<size_t>(row * width + column)] = static_cast<uint8_t>((sum + 2) >> 2);
+            to->plane[plane][static_cast<size_t>(row * width + column)] = static_cast<uint8_t>((sum + 2) >> 2);
         }
     }
 }

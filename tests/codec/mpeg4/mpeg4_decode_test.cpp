@@ -45,7 +45,7 @@ TEST_P(Mpeg4Hidden, SwapsThePicturesSoThatTheNextPPredictsFromTheOlderOne)
 {
     ASSERT_GT(m_Fed.Feed(m_Packets[1]), 0);
     const TestPicture newer = m_Fed.Picture();
-    ASSERT_NE(newer.Plane[0], m_Base.Plane[0]);
+    ASSERT_NE(newer.plane[0], m_Base.plane[0]);
     m_Fed.m_Frame.key_frame = 77;
 
     CMpeg4Writer writer;

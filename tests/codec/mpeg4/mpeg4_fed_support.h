@@ -15,9 +15,9 @@ inline void ExpectSamePicture(const TestPicture& found, const TestPicture& expec
 {
     for (int plane = 0; plane < 3; ++plane) {
         const auto width = static_cast<size_t>(plane == 0 ? expected.width : expected.width / 2);
-        ASSERT_EQ(found.Plane[plane].size(), expected.Plane[plane].size());
-        for (size_t i = 0; i < expected.Plane[plane].size(); ++i)
-            ASSERT_EQ(found.Plane[plane][i], expected.Plane[plane][i])
+        ASSERT_EQ(found.plane[plane].size(), expected.plane[plane].size());
+        for (size_t i = 0; i < expected.plane[plane].size(); ++i)
+            ASSERT_EQ(found.plane[plane][i], expected.plane[plane][i])
                 << "plane " << plane << ", x " << i % width << ", y " << i / width;
     }
 }

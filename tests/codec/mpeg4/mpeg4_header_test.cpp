@@ -43,7 +43,7 @@ std::vector<uint8_t> WithVisualObject(const std::string& code)
 struct Refusal {
     const char* name;
     int32_t code;
-    std::vector<uint8_t> Bytes;
+    std::vector<uint8_t> bytes;
 };
 
 void PrintTo(const Refusal& test, std::ostream* out)
@@ -109,7 +109,7 @@ class Mpeg4Refusal : public ::testing::TestWithParam<Refusal>
 
 TEST_P(Mpeg4Refusal, ParserGivesTheCode)
 {
-    EXPECT_EQ(Parse(GetParam().Bytes), GetParam().code);
+    EXPECT_EQ(Parse(GetParam().bytes), GetParam().code);
 }
 
 TEST_P(Mpeg4Refusal, HookGivesTheCodeAndTheTableMinusOne)
@@ -121,7 +121,7 @@ TEST_P(Mpeg4Refusal, HookGivesTheCodeAndTheTableMinusOne)
     context.height = 144;
     ASSERT_EQ(codec_open(&context, codec_find_decoder(CODEC_ID_MPEG4)), 0);
     // an empty buffer never reaches the hook; a byte that begins nothing changes no code
-    std::vector<uint8_t> bytes = GetParam().Bytes;
+    std::vector<uint8_t> bytes = GetParam().bytes;
     bytes.insert(bytes.begin(), 0xFF);
     const int32_t size = static_cast<int32_t>(bytes.size());
     CodecFrame frame = {};

@@ -47,7 +47,7 @@ void ExpectSamePictures(const Mpeg4StreamShape& shape, bool standardChroma, int 
         for (int plane = 0; plane < planes; ++plane) {
             const PictureDifference difference = ComparePlane(found, expected, plane);
             ASSERT_LE(difference.largest, 2) << "plane " << plane;
-            ASSERT_GE(difference.dPsnr, key ? 50 : 45) << "plane " << plane;
+            ASSERT_GE(difference.psnr, key ? 50 : 45) << "plane " << plane;
         }
     }
 }

@@ -56,7 +56,7 @@ TEST_F(Mpeg4Decode, RunningQuantIsNotClamped)
         const int residual = mpeg4_idct_dc(2 * quant + quant);
         for (int y = 0; y < 8; ++y) {
             for (int x = 0; x < 8; ++x) {
-                uint8_t& sample = expected.Plane[0][static_cast<size_t>(y * SIZE + mb * 16 + x)];
+                uint8_t& sample = expected.plane[0][static_cast<size_t>(y * SIZE + mb * 16 + x)];
                 sample = static_cast<uint8_t>(std::min(sample + residual, 255));
             }
         }
@@ -85,7 +85,7 @@ TEST_F(Mpeg4Decode, BadCodeSkipsTheRestOfItsBlockOnly)
     const int residual = mpeg4_idct_dc(2 * 4 + 3);
     for (int y = 0; y < 8; ++y) {
         for (int x = 0; x < 8; ++x) {
-            uint8_t& sample = expected.Plane[0][static_cast<size_t>(y * SIZE + x)];
+            uint8_t& sample = expected.plane[0][static_cast<size_t>(y * SIZE + x)];
             sample = static_cast<uint8_t>(sample + residual);
         }
     }
@@ -134,7 +134,7 @@ TEST_F(Mpeg4Decode, LevelBeforeARunThatLeavesTheBlockCounts)
     }
     TestPicture without = m_Base;
     PredictMacroblock(m_Base, &without, 1, 0, {6, 2}, chroma_default);
-    EXPECT_NE(pictures[0].Plane[0], without.Plane[0]);
+    EXPECT_NE(pictures[0].plane[0], without.plane[0]);
     ExpectSamePicture(pictures[0], pictures[1]);
 }
 
@@ -148,7 +148,7 @@ TEST_F(Mpeg4Decode, AllFormsOfEscapeSayTheSameLevel)
         FeedP([&](CMpeg4Writer& w) { w.Code("0 1 1011 1 1").Code(forms[i]).Skip(8); });
         pictures[i] = m_Fed.Picture();
     }
-    EXPECT_NE(pictures[0].Plane[0], m_Base.Plane[0]);
+    EXPECT_NE(pictures[0].plane[0], m_Base.plane[0]);
     ExpectSamePicture(pictures[0], pictures[1]);
     // last, run 42, level -1: the largest run is 40, so that the second form adds 41 to a run of 1
     const char* const long_runs[] = {"0000011 10 001111 1", "0000011 11 1 101010 1 111111111111 1"};
@@ -157,7 +157,7 @@ TEST_F(Mpeg4Decode, AllFormsOfEscapeSayTheSameLevel)
         FeedP([&](CMpeg4Writer& w) { w.Code("0 1 1011 1 1").Code(long_runs[i]).Skip(8); });
         pictures[i] = m_Fed.Picture();
     }
-    EXPECT_NE(pictures[0].Plane[0], m_Base.Plane[0]);
+    EXPECT_NE(pictures[0].plane[0], m_Base.plane[0]);
     ExpectSamePicture(pictures[0], pictures[1]);
 }
 

@@ -165,32 +165,32 @@ TEST(InputArchive, AZeroByteEndsTheText)
     EXPECT_EQ(value, 12);
 }
 
-using BITS = std::bitset<26>;
+using Bits = std::bitset<26>;
 
 TEST(InputArchive, ReadsABitSetHighestBitFirst)
 {
-    EXPECT_EQ(ReadValue("<v>10000000000000000000000001</v>", BITS(6)), BITS(0x2000001));
+    EXPECT_EQ(ReadValue("<v>10000000000000000000000001</v>", Bits(6)), Bits(0x2000001));
 }
 
 TEST(InputArchive, AShorterBitSetFillsTheLowBits)
 {
-    EXPECT_EQ(ReadValue("<v>1100</v>", BITS(0x3000000)), BITS(12));
+    EXPECT_EQ(ReadValue("<v>1100</v>", Bits(0x3000000)), Bits(12));
 }
 
 TEST(InputArchive, ALongerBitSetIsReadAsFarAsItFits)
 {
-    EXPECT_EQ(ReadValue("<v>00000000000000000000000001x1</v>", BITS()), BITS(1));
+    EXPECT_EQ(ReadValue("<v>00000000000000000000000001x1</v>", Bits()), Bits(1));
 }
 
 TEST(InputArchive, AnEmptyBitSetLeavesTheFieldUnchanged)
 {
-    EXPECT_EQ(ReadValue("<v/>", BITS(9)), BITS(9));
+    EXPECT_EQ(ReadValue("<v/>", Bits(9)), Bits(9));
 }
 
 TEST(InputArchive, ABadCharacterInABitSetThrows)
 {
     for (const char* text : {"0120", "01 ", "true"}) {
-        EXPECT_THAT([&] { ReadValue("<v>"s + text + "</v>", BITS()); },
+        EXPECT_THAT([&] { ReadValue("<v>"s + text + "</v>", Bits()); },
                     ThrowsMessage<std::invalid_argument>("invalid bitset<N> char"))
             << text;
     }

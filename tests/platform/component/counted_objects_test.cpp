@@ -72,11 +72,11 @@ class CCounter final : public CUnknown<IDispatch, IEventSource>
 struct CSink final : IEventSink {
     void OnEvent(std::int32_t dispid) override
     {
-        Events.push_back(dispid);
-        if (pLeave != nullptr) pLeave->Unadvise();
+        events.push_back(dispid);
+        if (leave != nullptr) leave->Unadvise();
     }
-    std::vector<std::int32_t> Events;
-    IEventSource* pLeave = nullptr;
+    std::vector<std::int32_t> events;
+    IEventSource* leave = nullptr;
 };
 
 CComPtr<IClassFactory> MakeFactory()
@@ -168,11 +168,11 @@ TEST(Component, AnObjectHasOneEventSink)
     EXPECT_EQ(source->Advise(&sink), S_OK);
     EXPECT_EQ(source->Advise(&second), CONNECT_E_ADVISELIMIT);
     object->Invoke(1, EDispatch::PropertyPut, {"a"}, nullptr);
-    sink.pLeave = source.Get();
+    sink.leave = source.Get();
     object->Invoke(1, EDispatch::PropertyPut, {"b"}, nullptr);
     object->Invoke(1, EDispatch::PropertyPut, {"c"}, nullptr);
-    EXPECT_EQ(sink.Events, (std::vector<std::int32_t>{1, 1})) << "a sink may leave while it is told";
-    EXPECT_TRUE(second.Events.empty());
+    EXPECT_EQ(sink.events, (std::vector<std::int32_t>{1, 1})) << "a sink may leave while it is told";
+    EXPECT_TRUE(second.events.empty());
 }
 
 TEST(Component, APointerHoldsOneReference)

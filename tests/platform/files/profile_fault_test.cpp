@@ -113,7 +113,7 @@ TEST(ProfileFaults, AReadThatFailsGivesTheFallback)
     }
 }
 
-// The lock of a process that was stopped amid its write.
+// The lock of a process that was stopped in the middle of its write.
 class CLockedOperations final : public CForwardingOperations
 {
   public:

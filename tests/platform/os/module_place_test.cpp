@@ -262,9 +262,9 @@ TEST_F(UserFolder, DoesNotOverlayAFolderThatATestNames)
 
 TEST_F(UserFolder, SpaceIsThatOfTheUsersDisk)
 {
-    std::uint64_t free_bytes = 0;
-    std::uint64_t total_bytes = 0;
-    EXPECT_TRUE(GetDiskFreeSpaceExA(GetModuleDirectory().c_str(), free_bytes, total_bytes));
+    std::uint64_t freeBytes = 0;
+    std::uint64_t totalBytes = 0;
+    EXPECT_TRUE(GetDiskFreeSpaceExA(GetModuleDirectory().c_str(), freeBytes, totalBytes));
     EXPECT_TRUE(fs::is_directory(User()));
 }
 

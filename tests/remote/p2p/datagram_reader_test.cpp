@@ -20,7 +20,7 @@
 namespace
 {
 
-using WAIT = CDatagramReader::EWait;
+using EWait = CDatagramReader::EWait;
 using Texts = std::vector<std::string>;
 
 constexpr std::size_t LIMIT = 65535;
@@ -67,7 +67,7 @@ class DatagramReaderTest : public testing::Test
     Texts TakeAtLeast(std::size_t count)
     {
         Texts texts;
-        while (texts.size() < count && m_Reader.Read(WAIT::ForOne))
+        while (texts.size() < count && m_Reader.Read(EWait::ForOne))
             for (auto& text : TakeAll())
                 texts.push_back(std::move(text));
         return texts;
@@ -90,7 +90,7 @@ TEST_F(DatagramReaderTest, WhatIsThereIsReadWithOneCallInOrder)
 {
     for (const char* const text : {"a", "bb", "c"})
         m_Peer.Send(text, m_Own);
-    ASSERT_TRUE(m_Reader.Read(WAIT::ForOne));
+    ASSERT_TRUE(m_Reader.Read(EWait::ForOne));
     EXPECT_EQ(TakeAll(), (Texts{"a", "bb", "c"}));
     EXPECT_FALSE(m_Reader.IsMoreLikely());
 }
@@ -98,8 +98,8 @@ TEST_F(DatagramReaderTest, WhatIsThereIsReadWithOneCallInOrder)
 TEST_F(DatagramReaderTest, ReadThatDoesNotWaitFailsWhenNothingIsThere)
 {
     m_Peer.Send("a", m_Own);
-    ASSERT_TRUE(m_Reader.Read(WAIT::No));
-    EXPECT_FALSE(m_Reader.Read(WAIT::No));
+    ASSERT_TRUE(m_Reader.Read(EWait::No));
+    EXPECT_FALSE(m_Reader.Read(EWait::No));
     EXPECT_EQ(errno, EAGAIN);
     EXPECT_EQ(TakeAll(), Texts{}) << "what was read before is gone";
 }
@@ -107,7 +107,7 @@ TEST_F(DatagramReaderTest, ReadThatDoesNotWaitFailsWhenNothingIsThere)
 TEST_F(DatagramReaderTest, BurstArrivesAsItsPiecesInOrderWithItsSource)
 {
     m_Peer.SendInPieces("aaabbbccc", 3, m_Own);
-    ASSERT_TRUE(m_Reader.Read(WAIT::ForOne));
+    ASSERT_TRUE(m_Reader.Read(EWait::ForOne));
     EXPECT_EQ(TakeAll(), (Texts{"aaa", "bbb", "ccc"}));
     EXPECT_EQ(m_Ports, std::vector<in_port_t>(3, m_Peer.m_Address.sin_port));
 }
@@ -137,7 +137,7 @@ TEST_F(DatagramReaderTest, EachOfTheDatagramsOfOneCallHasItsOwnArrival)
 {
     for (const char* const text : {"a", "bb"})
         m_Peer.Send(text, m_Own);
-    ASSERT_TRUE(m_Reader.Read(WAIT::ForOne));
+    ASSERT_TRUE(m_Reader.Read(EWait::ForOne));
     std::span<const std::uint8_t> datagram;
     sockaddr_in from{};
     ASSERT_TRUE(m_Reader.Next(datagram, from));
@@ -184,7 +184,7 @@ TEST_F(DatagramReaderTest, DatagramIsCutToTheLimitAndSoIsEachPiece)
     m_Peer.Send("abcdef", m_Own);
     m_Peer.Send("abcd", m_Own);
     m_Peer.SendInPieces("ghijklmnopq", 5, m_Own);
-    ASSERT_TRUE(reader.Read(WAIT::ForOne));
+    ASSERT_TRUE(reader.Read(EWait::ForOne));
     EXPECT_EQ(TakeAll(reader), (Texts{"abcd", "abcd", "ghij", "lmno", "q"}));
 }
 
@@ -204,11 +204,11 @@ TEST_F(DatagramReaderTest, MoreThanOneCallTakesIsReadOn)
         texts.push_back(std::to_string(i));
         m_Peer.Send(texts.back(), m_Own);
     }
-    ASSERT_TRUE(m_Reader.Read(WAIT::ForOne));
+    ASSERT_TRUE(m_Reader.Read(EWait::ForOne));
     EXPECT_TRUE(m_Reader.IsMoreLikely());
     Texts taken = TakeAll();
     EXPECT_EQ(taken.size(), CDatagramReader::PIECES);
-    while (m_Reader.Read(WAIT::No))
+    while (m_Reader.Read(EWait::No))
         for (auto& text : TakeAll())
             taken.push_back(std::move(text));
     EXPECT_EQ(taken, texts);
@@ -218,11 +218,11 @@ TEST_F(DatagramReaderTest, ShutdownEndsAWaitingReadWithEmptyDatagrams)
 {
     // The port of the last source must not stand there for what has none.
     m_Peer.Send("a", m_Own);
-    ASSERT_TRUE(m_Reader.Read(WAIT::ForOne));
+    ASSERT_TRUE(m_Reader.Read(EWait::ForOne));
     TakeAll();
     m_Ports.clear();
     bool read = false;
-    std::thread reader([&] { read = m_Reader.Read(WAIT::ForOne); });
+    std::thread reader([&] { read = m_Reader.Read(EWait::ForOne); });
     shutdown(m_Own.m_hSocket, SHUT_RDWR);
     reader.join();
     ASSERT_TRUE(read);
@@ -236,7 +236,7 @@ TEST_F(DatagramReaderTest, InvalidSocketFailsAtOnceAndAgain)
 {
     CDatagramReader reader(INVALID_SOCKET, LIMIT);
     for (int i = 0; i < 2; ++i) {
-        EXPECT_FALSE(reader.Read(WAIT::ForOne));
+        EXPECT_FALSE(reader.Read(EWait::ForOne));
         EXPECT_EQ(errno, EBADF);
         EXPECT_EQ(TakeAll(reader), Texts{});
         EXPECT_FALSE(reader.IsMoreLikely());

@@ -51,9 +51,9 @@ class CSilentMachine
         address.sin_port = htons(port);
         address.sin_addr.s_addr = htonl(0x7F800001 + static_cast<std::uint32_t>(::getpid()) % 0x3FFFF0);
         m_strAddress = inet_ntoa(address.sin_addr);
-        char szSilent[32];
-        std::snprintf(szSilent, sizeof szSilent, "%08X:%04X", address.sin_addr.s_addr, port);
-        m_strTableAddress = szSilent;
+        char silent[32];
+        std::snprintf(silent, sizeof silent, "%08X:%04X", address.sin_addr.s_addr, port);
+        m_strTableAddress = silent;
         m_hFirst = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
         const auto* const name = reinterpret_cast<const sockaddr*>(&address);
         if (::bind(m_hListen, name, sizeof address) != 0 || ::listen(m_hListen, 0) != 0 ||
@@ -90,11 +90,11 @@ class CSilentMachine
     bool HasCaller() const
     {
         std::ifstream table("/proc/net/tcp");
-        for (std::string strLine; std::getline(table, strLine);) {
-            std::istringstream fields(strLine);
-            std::string strNumber, strLocal, strRemote, strState;
-            fields >> strNumber >> strLocal >> strRemote >> strState;
-            if (strRemote == m_strTableAddress && strState == "02") return true;
+        for (std::string line; std::getline(table, line);) {
+            std::istringstream fields(line);
+            std::string number, local, remote, state;
+            fields >> number >> local >> remote >> state;
+            if (remote == m_strTableAddress && state == "02") return true;
         }
         return false;
     }

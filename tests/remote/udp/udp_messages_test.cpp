@@ -13,7 +13,7 @@
 namespace
 {
 
-using RESULT = CMessageAssembler::EResult;
+using EResult = CMessageAssembler::EResult;
 
 /// A message of `bytes` bytes, its header included, filled with `fill`.
 Bytes Message(int channel, int direction, std::uint32_t bytes, std::uint8_t fill)
@@ -42,9 +42,9 @@ class UdpAssemblerTest : public testing::Test
 {
   protected:
     /// Feeds the message in pieces of 1024 bytes; the result of the last.
-    RESULT FeedCut(const Bytes& message)
+    EResult FeedCut(const Bytes& message)
     {
-        RESULT result = RESULT::More;
+        EResult result = EResult::More;
         for (std::size_t at = 0; at < message.size(); at += 1024)
             result = m_Assembler.Feed(
                 std::span(message).subspan(at, std::min<std::size_t>(1024, message.size() - at)));
@@ -79,7 +79,7 @@ TEST(UdpHeader, FieldsAreReadFromTheirBits)
 TEST_F(UdpAssemblerTest, MessageInOneDatagram)
 {
     const Bytes message = Message(3, 1, 8, 9);
-    EXPECT_EQ(FeedCut(message), RESULT::Complete);
+    EXPECT_EQ(FeedCut(message), EResult::Complete);
     EXPECT_EQ(Assembled(), message);
 }
 
@@ -87,7 +87,7 @@ TEST_F(UdpAssemblerTest, MessagesOfManyDatagramsFollowEachOther)
 {
     for (const std::uint32_t size : {1024U, 1025U, 2048U, 50000U, MESSAGE_LIMIT_BYTES}) {
         const Bytes message = Message(3, 1, size, static_cast<std::uint8_t>(size));
-        EXPECT_EQ(FeedCut(message), RESULT::Complete) << size;
+        EXPECT_EQ(FeedCut(message), EResult::Complete) << size;
         EXPECT_EQ(Assembled(), message) << size;
     }
 }
@@ -97,17 +97,17 @@ TEST_F(UdpAssemblerTest, LengthOf0And3GivesTheDatagramAsItIs)
     for (const std::uint32_t length : {0U, 3U}) {
         Bytes datagram = Message(3, 1, 100, 9);
         WriteLittle32(datagram.data(), 0x43000000 + length);
-        EXPECT_EQ(m_Assembler.Feed(datagram), RESULT::Complete);
+        EXPECT_EQ(m_Assembler.Feed(datagram), EResult::Complete);
         EXPECT_EQ(Assembled(), datagram);
     }
 }
 
 TEST_F(UdpAssemblerTest, DatagramShorterThanAHeader)
 {
-    EXPECT_EQ(m_Assembler.Feed(Bytes{0}), RESULT::Complete);
+    EXPECT_EQ(m_Assembler.Feed(Bytes{0}), EResult::Complete);
     EXPECT_EQ(Assembled(), Bytes{0});
-    EXPECT_EQ(m_Assembler.Feed(Bytes{3}), RESULT::More);
-    EXPECT_EQ(m_Assembler.Feed(Bytes{1, 2}), RESULT::Complete);
+    EXPECT_EQ(m_Assembler.Feed(Bytes{3}), EResult::More);
+    EXPECT_EQ(m_Assembler.Feed(Bytes{1, 2}), EResult::Complete);
     EXPECT_EQ(Assembled(), (Bytes{3, 1, 2}));
 }
 
@@ -115,21 +115,21 @@ TEST_F(UdpAssemblerTest, MessageThatOvershootsItsLengthStaysWhole)
 {
     Bytes datagram = Message(3, 1, 100, 9);
     WriteLittle32(datagram.data(), 0x43000000 + 20);
-    EXPECT_EQ(m_Assembler.Feed(datagram), RESULT::Complete);
+    EXPECT_EQ(m_Assembler.Feed(datagram), EResult::Complete);
     EXPECT_EQ(m_Assembler.GetMessage().size(), 100U);
 }
 
 TEST_F(UdpAssemblerTest, LostDatagramTakesItsBytesFromTheNextMessage)
 {
     const Bytes first = Message(3, 1, 3000, 1);
-    EXPECT_EQ(m_Assembler.Feed(std::span(first).first(1024)), RESULT::More);
-    EXPECT_EQ(m_Assembler.Feed(std::span(first).subspan(2048)), RESULT::More);  // the middle is lost
+    EXPECT_EQ(m_Assembler.Feed(std::span(first).first(1024)), EResult::More);
+    EXPECT_EQ(m_Assembler.Feed(std::span(first).subspan(2048)), EResult::More);  // the middle is lost
     const Bytes second = Message(3, 1, 2000, 2);
-    EXPECT_EQ(m_Assembler.Feed(std::span(second).first(1024)), RESULT::Complete);
+    EXPECT_EQ(m_Assembler.Feed(std::span(second).first(1024)), EResult::Complete);
     EXPECT_EQ(m_Assembler.GetMessage().size(), 1024U + 952U + 1024U);
     // What is left of the second message stands in the place of a header: 0x02020202.
-    EXPECT_EQ(m_Assembler.Feed(std::span(second).subspan(1024)), RESULT::Dropped);
-    EXPECT_EQ(FeedCut(Message(3, 1, 8, 3)), RESULT::Complete);
+    EXPECT_EQ(m_Assembler.Feed(std::span(second).subspan(1024)), EResult::Dropped);
+    EXPECT_EQ(FeedCut(Message(3, 1, 8, 3)), EResult::Complete);
 }
 
 TEST_F(UdpAssemblerTest, StreamComesBackIntoStepWhicheverDatagramIsLost)
@@ -149,10 +149,10 @@ TEST_F(UdpAssemblerTest, StreamComesBackIntoStepWhicheverDatagramIsLost)
     for (std::size_t lost = 0; lost < 40; ++lost) {
         Bytes buffer(MESSAGE_LIMIT_BYTES);
         CMessageAssembler assembler(buffer);
-        RESULT result = RESULT::More;
+        EResult result = EResult::More;
         for (std::size_t i = 0; i < datagrams.size(); ++i)
             if (i != lost) result = assembler.Feed(datagrams[i]);
-        ASSERT_EQ(result, RESULT::Complete) << "datagram " << lost;
+        ASSERT_EQ(result, EResult::Complete) << "datagram " << lost;
         EXPECT_EQ(Bytes(assembler.GetMessage().begin(), assembler.GetMessage().end()), last)
             << "datagram " << lost;
     }
@@ -161,22 +161,22 @@ TEST_F(UdpAssemblerTest, StreamComesBackIntoStepWhicheverDatagramIsLost)
 TEST_F(UdpAssemblerTest, MessageOf101376BytesFits)
 {
     EXPECT_EQ(MESSAGE_LIMIT_BYTES, 101376U);
-    EXPECT_EQ(FeedCut(Message(3, 1, 101376, 1)), RESULT::Complete);
-    EXPECT_EQ(FeedCut(Message(3, 1, 101377, 1)), RESULT::Dropped);
+    EXPECT_EQ(FeedCut(Message(3, 1, 101376, 1)), EResult::Complete);
+    EXPECT_EQ(FeedCut(Message(3, 1, 101377, 1)), EResult::Dropped);
 }
 
 TEST_F(UdpAssemblerTest, LongestMessageFitsAndALongerOneIsDropped)
 {
-    EXPECT_EQ(FeedCut(Message(3, 1, MESSAGE_LIMIT_BYTES, 1)), RESULT::Complete);
-    EXPECT_EQ(FeedCut(Message(3, 1, MESSAGE_LIMIT_BYTES + 1, 1)), RESULT::Dropped);
-    EXPECT_EQ(FeedCut(Message(3, 1, 8, 3)), RESULT::Complete);  // and the next one is met at its header
+    EXPECT_EQ(FeedCut(Message(3, 1, MESSAGE_LIMIT_BYTES, 1)), EResult::Complete);
+    EXPECT_EQ(FeedCut(Message(3, 1, MESSAGE_LIMIT_BYTES + 1, 1)), EResult::Dropped);
+    EXPECT_EQ(FeedCut(Message(3, 1, 8, 3)), EResult::Complete);  // and the next one is met at its header
 }
 
 TEST_F(UdpAssemblerTest, MessageOf150000BytesIsDroppedWholeAndTheNextOneIsReadFromItsHeader)
 {
-    EXPECT_EQ(FeedCut(Message(3, 1, 150000, 1)), RESULT::Dropped);
+    EXPECT_EQ(FeedCut(Message(3, 1, 150000, 1)), EResult::Dropped);
     const Bytes next = Message(4, 1, 5000, 2);
-    EXPECT_EQ(FeedCut(next), RESULT::Complete);
+    EXPECT_EQ(FeedCut(next), EResult::Complete);
     EXPECT_EQ(Assembled(), next);
 }
 
@@ -184,20 +184,20 @@ TEST_F(UdpAssemblerTest, LengthOf16MillionCostsTheMessageThatItStandsInAndNoMore
 {
     Bytes garbage(1024, 0x55);
     WriteLittle32(garbage.data(), 0x43000000 + 16000000);
-    EXPECT_EQ(m_Assembler.Feed(garbage), RESULT::More);
-    EXPECT_EQ(m_Assembler.Feed(Bytes(1024, 0x55)), RESULT::More);
+    EXPECT_EQ(m_Assembler.Feed(garbage), EResult::More);
+    EXPECT_EQ(m_Assembler.Feed(Bytes(1024, 0x55)), EResult::More);
     EXPECT_EQ(m_Assembler.Feed(Bytes(300, 0x55)),
-              RESULT::Dropped);  // the datagram that its sender did not fill
-    EXPECT_EQ(FeedCut(Message(3, 1, 2000, 3)), RESULT::Complete);
+              EResult::Dropped);  // the datagram that its sender did not fill
+    EXPECT_EQ(FeedCut(Message(3, 1, 2000, 3)), EResult::Complete);
 }
 
 TEST_F(UdpAssemblerTest, OvershootBeyondTheBufferIsDropped)
 {
     const Bytes message = Message(3, 1, MESSAGE_LIMIT_BYTES, 1);
     for (std::size_t i = 0; i < 98; ++i)
-        EXPECT_EQ(m_Assembler.Feed(std::span(message).subspan(i * 1024, 1024)), RESULT::More);
-    EXPECT_EQ(m_Assembler.Feed(Bytes(60000, 2)), RESULT::Dropped);
-    EXPECT_EQ(FeedCut(Message(3, 1, 8, 3)), RESULT::Complete);
+        EXPECT_EQ(m_Assembler.Feed(std::span(message).subspan(i * 1024, 1024)), EResult::More);
+    EXPECT_EQ(m_Assembler.Feed(Bytes(60000, 2)), EResult::Dropped);
+    EXPECT_EQ(FeedCut(Message(3, 1, 8, 3)), EResult::Complete);
 }
 
 TEST_F(UdpAssemblerTest, MessageLongerThanASmallBufferIsCountedThroughAndDropped)
@@ -206,9 +206,9 @@ TEST_F(UdpAssemblerTest, MessageLongerThanASmallBufferIsCountedThroughAndDropped
     CMessageAssembler assembler(small);
     const Bytes message = Message(3, 1, 5000, 1);
     for (std::size_t at = 0; at < 4096; at += 1024)
-        EXPECT_EQ(assembler.Feed(std::span(message).subspan(at, 1024)), RESULT::More);
-    EXPECT_EQ(assembler.Feed(std::span(message).subspan(4096)), RESULT::Dropped);
-    EXPECT_EQ(assembler.Feed(Message(3, 1, 1024, 2)), RESULT::Complete);
+        EXPECT_EQ(assembler.Feed(std::span(message).subspan(at, 1024)), EResult::More);
+    EXPECT_EQ(assembler.Feed(std::span(message).subspan(4096)), EResult::Dropped);
+    EXPECT_EQ(assembler.Feed(Message(3, 1, 1024, 2)), EResult::Complete);
     EXPECT_EQ(assembler.GetMessage().size(), 1024U);
 }
 
@@ -219,7 +219,7 @@ TEST_F(UdpAssemblerTest, RandomDatagramsDoNoHarm)
         Bytes datagram(1 + random() % (i % 100 == 0 ? 65439 : 1024));
         for (std::size_t k = 0; k < std::min<std::size_t>(datagram.size(), 64); ++k)
             datagram[k] = static_cast<std::uint8_t>(random());
-        if (m_Assembler.Feed(datagram) == RESULT::Complete) {
+        if (m_Assembler.Feed(datagram) == EResult::Complete) {
             ASSERT_LE(m_Assembler.GetMessage().size(), m_Buffer.size());
         }
     }

@@ -122,7 +122,7 @@ TEST_F(UdpRemoteTest, StandardChromaIsAsTheSettingsSayWhenTheStreamOpens)
         ASSERT_NE(frame, nullptr);
         expected[static_cast<std::size_t>(on)] = CopyPicture(*frame);
     }
-    ASSERT_NE(expected[0].Plane[1], expected[1].Plane[1]) << "a stream that shows no difference";
+    ASSERT_NE(expected[0].plane[1], expected[1].plane[1]) << "a stream that shows no difference";
     for (const int on : {0, 1, 0}) {
         m_Folder.Write("config/system.ini", "[System]\nStandardChroma=" + std::to_string(on) + "\n");
         auto channel = MakeChannel(0);
@@ -132,7 +132,7 @@ TEST_F(UdpRemoteTest, StandardChromaIsAsTheSettingsSayWhenTheStreamOpens)
         ASSERT_TRUE(WaitUntil([&] { return channel->GetCounters().shown == m_Stream.size(); }));
         const std::lock_guard lock(m_Log.lock);
         for (std::size_t plane = 0; plane < 3; ++plane)
-            EXPECT_EQ(m_Log.last.Plane[plane], expected[static_cast<std::size_t>(on)].Plane[plane])
+            EXPECT_EQ(m_Log.last.plane[plane], expected[static_cast<std::size_t>(on)].plane[plane])
                 << on << plane;
     }
 }
