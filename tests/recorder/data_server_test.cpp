@@ -226,6 +226,17 @@ class LateClientTest : public DataServerTest
             Picture(1, true);
         return Only().dropped > 0;
     }
+    // Of 100 pictures, more than the system's buffer holds.
+    void AskForALongRecord()
+    {
+        const Bytes picture(PICTURE_BYTES, 1);
+        {
+            RecordWriter writer(m_Folder.Path("record.mkv"), {704, 576}, picture);
+            for (int i = 0; i < 100; ++i)
+                writer.Write(picture, std::chrono::milliseconds(i), i == 0);
+        }
+        Ask(2, 1, 0);
+    }
     bool IsWatching() { return m_Watching[{2, ECodec::H264}] == 1; }
     // Whether the server has closed, with bytes still on their way: state 4 in the kernel's table, which has a
     // line for each connection: "0: local:port remote:port state ...".
@@ -270,15 +281,21 @@ TEST_F(LateClientTest, OneThatTakesALittleAllTheTimeStays)
 
 TEST_F(LateClientTest, OneThatTakesNothingOfARecordIsLetGo)
 {
-    const Bytes picture(PICTURE_BYTES, 1);
-    {
-        RecordWriter writer(m_Folder.Path("record.mkv"), {704, 576}, picture);
-        for (int i = 0; i < 100; ++i)
-            writer.Write(picture, std::chrono::milliseconds(i), i == 0);
-    }
-    Ask(2, 1, 0);
+    AskForALongRecord();
     EXPECT_TRUE(RunUntil([this] { return IsEnding(); }));
     EXPECT_LT(Only().pictures, 100U);
+}
+
+TEST_F(LateClientTest, OneThatTakesALittleOfARecordAllTheTimeStays)
+{
+    AskForALongRecord();
+    const TimeUs begun = Now();
+    while (Now() - begun < 8 * DROP_AFTER) {
+        Take();
+        m_Context.run_for(std::chrono::milliseconds(20));
+    }
+    EXPECT_FALSE(IsEnding());
+    EXPECT_LT(Only().pictures, 100U) << "the record was not long enough";
 }
 
 }  // namespace
