@@ -3,6 +3,10 @@
 extern "C" {
 #include <libavdevice/avdevice.h>
 }
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <mutex>
@@ -32,6 +36,13 @@ const AVInputFormat* FormatOf(std::string& spec)
     return av_find_input_format("lavfi");
 }
 
+bool IsPipe(const std::string& spec)
+{
+    struct stat status {
+    };
+    return ::stat(spec.c_str(), &status) == 0 && S_ISFIFO(status.st_mode);
+}
+
 int Interrupted(void* p)
 {
     return (*static_cast<const AvInput::Interrupt*>(p))() ? 1 : 0;
@@ -52,9 +63,29 @@ AvInput::AvInput(const std::string& spec, Interrupt interrupt) : m_Spec(spec), m
 
 AvInput::~AvInput() = default;
 
+AvInput::Descriptor::~Descriptor()
+{
+    if (m_Number >= 0) ::close(m_Number);
+}
+
+// Waits until somebody has written into it; its name for libavformat. What libavformat opens itself blocks
+// beyond any interruption as long as nobody writes.
+std::string AvInput::OpenPipe()
+{
+    m_Pipe = Descriptor(::open(m_Spec.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    if (m_Pipe.Number() < 0) throw std::runtime_error("can't open the pipe");
+    pollfd readable{m_Pipe.Number(), POLLIN, 0};
+    while ((readable.revents & POLLIN) == 0) {
+        if (m_Interrupt()) throw std::runtime_error("can't open the source: interrupted");
+        if (::poll(&readable, 1, static_cast<int>(LOOK_EVERY.count())) < 0 || (readable.revents & POLLHUP) != 0)
+            std::this_thread::sleep_for(LOOK_EVERY);
+    }
+    return "pipe:" + std::to_string(m_Pipe.Number());
+}
+
 void AvInput::Open()
 {
-    std::string name = m_Spec;
+    std::string name = IsPipe(m_Spec) ? OpenPipe() : m_Spec;
     const AVInputFormat* const format = FormatOf(name);
     AVFormatContext* input = avformat_alloc_context();
     if (input == nullptr) throw std::runtime_error("no memory for a source");

@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "recorder/media/LibAv.h"
 
@@ -47,13 +48,33 @@ class AvInput
 
   private:
     void Open();
+    std::string OpenPipe();
     bool Receive();
     bool Feed();
     bool IsLeftOut();
 
+    // Of a named pipe, while it is read.
+    class Descriptor
+    {
+      public:
+        explicit Descriptor(int number = -1) : m_Number(number) {}
+        ~Descriptor();
+        Descriptor(Descriptor&& from) noexcept : m_Number(std::exchange(from.m_Number, -1)) {}
+        Descriptor& operator=(Descriptor&& from) noexcept
+        {
+            std::swap(m_Number, from.m_Number);
+            return *this;
+        }
+        int Number() const { return m_Number; }
+
+      private:
+        int m_Number;
+    };
+
     std::string m_Spec;
     Interrupt m_Interrupt;
     Tap m_Tap;
+    Descriptor m_Pipe;
     AvFormatContext m_Input;
     AvCodecContext m_Decoder;
     AvFrame m_Frame{av_frame_alloc()};

@@ -2,7 +2,9 @@
 
 #include "recorder/media/Channel.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -10,11 +12,13 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <future>
 #include <mutex>
 #include <thread>
 
 #include "recorder/scene/Mark.h"
 #include "tests/recorder/media_support.h"
+#include "tests/support/test_folder.h"
 
 namespace
 {
@@ -225,6 +229,38 @@ TEST(SourceTest, AFileThatIsReadWhenTheRecorderEndsIsNoFault)
     testing::internal::CaptureStderr();
     source->Read(25, picture);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+class PipeSourceTest : public testing::Test
+{
+  protected:
+    PipeSourceTest() { EXPECT_EQ(mkfifo(m_Pipe.c_str(), 0600), 0); }
+
+    CTestFolder m_Folder;
+    const std::string m_Pipe = m_Folder.Path("pipe");
+};
+
+TEST_F(PipeSourceTest, ItsPicturesAreShown)
+{
+    const std::string command =
+        "ffmpeg -v error -y -f lavfi -i color=c=blue:s=64x48:r=25:d=3 -f mpegts " + m_Pipe;
+    std::thread writer([&] { EXPECT_EQ(std::system(command.c_str()), 0); });
+    const auto source = MakeSource(m_Pipe, DefaultSetup().scene, 0, NEVER_STOP);
+    ExpectBlueSixTimes(*source);
+    writer.join();
+}
+
+TEST_F(PipeSourceTest, OneThatNobodyWritesIntoKeepsNoRecorderFromItsEnd)
+{
+    std::atomic<bool> stop = false;
+    const auto reader =
+        std::async(std::launch::async, [&] { MakeSource(m_Pipe, DefaultSetup().scene, 0, stop); });
+    int writer = -1;
+    while (writer < 0 && reader.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready)
+        writer = open(m_Pipe.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+    stop = true;
+    EXPECT_EQ(reader.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+    close(writer);  // ends every read
 }
 
 // What a channel delivers, in order, from its thread.
