@@ -14,6 +14,7 @@
 #include "platform/os/language.h"
 #include "platform/qt/Keys.h"
 #include "platform/qt/Menu.h"
+#include "platform/qt/MessageBoxes.h"
 #include "platform/qt/PanelsThread.h"
 #include "remote/Remote.h"
 #include "remote/RemoteStation.h"
@@ -285,6 +286,7 @@ bool CTreeDlg::OnCommand(int id)
     const auto commands = Commands();
     const auto known = std::ranges::find(commands, id, &Command::id);
     if (known != commands.end()) {
+        const CUnwaitedMessageBoxes unwaited;  // of links; the container could delete the node meanwhile
         known->act(*this, GetSelectedNode());
         return true;
     }
@@ -304,6 +306,7 @@ void CTreeDlg::OpenDevice(CRemote& device)
 // oddity: double-click-opens-direct. Direct channels alone; one over P2P is opened by the menu.
 void CTreeDlg::OnDoubleClick(const QModelIndex& item)
 {
+    const CUnwaitedMessageBoxes unwaited;
     auto* const device = dynamic_cast<CTcpRemote*>(NodeOf(item));
     if (device != nullptr && device->GetStatus() == STATUS_CLOSED) {
         device->SetParam(PARAM_RENDER_WND, static_cast<std::int32_t>(TakeFreeCell(m_hGrid)));

@@ -2,6 +2,7 @@
 
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "inc/OutputDebugString.h"
 #include "platform/qt/PanelsThread.h"
@@ -10,6 +11,14 @@ namespace
 {
 
 int g_iForbidden = 0;
+int g_iUnwaited = 0;
+
+// One over the other.
+std::vector<const CStandingBox*>& Standing()
+{
+    static auto& boxes = *new std::vector<const CStandingBox*>;
+    return boxes;
+}
 
 // Never destroyed: a message may come while the process ends.
 MessageTeller& Teller()
@@ -30,11 +39,41 @@ CNoMessageBoxes::CNoMessageBoxes()
 {
     ASSERT_PANELS_THREAD();
     ++g_iForbidden;
+    for (const CStandingBox* box : Standing())
+        box->m_LetGo();
 }
 
 CNoMessageBoxes::~CNoMessageBoxes()
 {
     --g_iForbidden;
+}
+
+CUnwaitedMessageBoxes::CUnwaitedMessageBoxes()
+{
+    ASSERT_PANELS_THREAD();
+    ++g_iUnwaited;
+}
+
+CUnwaitedMessageBoxes::~CUnwaitedMessageBoxes()
+{
+    --g_iUnwaited;
+}
+
+bool CUnwaitedMessageBoxes::IsAny()
+{
+    ASSERT_PANELS_THREAD();
+    return g_iUnwaited > 0;
+}
+
+CStandingBox::CStandingBox(std::function<void()> letGo) : m_LetGo(std::move(letGo))
+{
+    ASSERT_PANELS_THREAD();
+    Standing().push_back(this);
+}
+
+CStandingBox::~CStandingBox()
+{
+    std::erase(Standing(), this);
 }
 
 bool TellMessage(std::string_view text, std::string_view caption)

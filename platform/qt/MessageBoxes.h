@@ -14,10 +14,40 @@ void SetMessageTeller(MessageTeller teller);
 class CNoMessageBoxes
 {
   public:
+    /// The boxes that stand for other threads are let go: a thread that waits for an answer can't be waited
+    /// for.
     CNoMessageBoxes();
     ~CNoMessageBoxes();
     CNoMessageBoxes(const CNoMessageBoxes&) = delete;
     CNoMessageBoxes& operator=(const CNoMessageBoxes&) = delete;
+};
+
+/// While one of these lives a message box that another thread asks for comes up without being waited for, its
+/// asker has IDOK at once: the loop of a box serves the container, which may delete what the caller works on.
+class CUnwaitedMessageBoxes
+{
+  public:
+    CUnwaitedMessageBoxes();
+    ~CUnwaitedMessageBoxes();
+    CUnwaitedMessageBoxes(const CUnwaitedMessageBoxes&) = delete;
+    CUnwaitedMessageBoxes& operator=(const CUnwaitedMessageBoxes&) = delete;
+
+    static bool IsAny();
+};
+
+/// A message box stands for another thread.
+class CStandingBox
+{
+  public:
+    /// `letGo` answers the thread and closes the box.
+    explicit CStandingBox(std::function<void()> letGo);
+    ~CStandingBox();
+    CStandingBox(const CStandingBox&) = delete;
+    CStandingBox& operator=(const CStandingBox&) = delete;
+
+  private:
+    friend class CNoMessageBoxes;
+    const std::function<void()> m_LetGo;
 };
 
 /// True when the box is not to come up; its text then went to the teller or, without one, to the debugger

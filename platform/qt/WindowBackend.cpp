@@ -7,12 +7,14 @@
 #include <QScopeGuard>
 #include <QThread>
 #include <QWidget>
+#include <memory>
 #include <string>
 
 #include "platform/qt/MessageBoxes.h"
 #include "platform/qt/QtPlatform.h"
 #include "platform/qt/ServingWait.h"
 #include "platform/qt/WindowHandle.h"
+#include "platform/windows/answering.h"
 
 namespace
 {
@@ -67,6 +69,49 @@ QString FromUtf8(std::string_view text)
 {
     return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
 }
+
+// The window that it stands over may go meanwhile and takes it along.
+QMessageBox* MakeBox(HWND owner, std::string_view text, std::string_view caption, std::uint32_t type)
+{
+    QWidget* widget = WidgetOf(owner);
+    auto* const box = new QMessageBox(IconOf(type), FromUtf8(caption), FromUtf8(text), ButtonsOf(type),
+                                      widget ? widget->window() : QApplication::activeWindow());
+    if (widget) QObject::connect(widget, &QObject::destroyed, box, &QDialog::reject);
+    box->setTextFormat(Qt::PlainText);
+    for (QAbstractButton* button : box->buttons()) {
+        const std::string shown = GetButtonText(AnswerOf(box->standardButton(button)));
+        if (!shown.empty()) button->setText(FromUtf8(shown));
+    }
+    DecorateDialog(*box);
+    return box;
+}
+
+int RunBox(QPointer<QMessageBox> box)
+{
+    const QScopeGuard end([&box] { delete box; });
+    const CServingWait::CServedBox served(*box);
+    return box->exec();
+}
+
+// The box is its own from here on.
+void ShowBox(QMessageBox& box)
+{
+    box.setAttribute(Qt::WA_DeleteOnClose);
+    box.setModal(true);
+    const auto standing = std::make_shared<CStandingBox>([&box] { box.reject(); });
+    QObject::connect(&box, &QObject::destroyed, [standing] {});  // lives as long as the box
+    box.show();
+}
+
+// The thread may get its answer while the box stands, and what it has asked with is gone then.
+LRESULT RunForeignBox(const QPointer<QMessageBox>& box)
+{
+    const CStandingBox standing([answer = AnswerOfServed(), box] {
+        answer(IDOK);
+        if (box) box->reject();
+    });
+    return AnswerOf(RunBox(box));
+}
 }  // namespace
 
 CWindowBackend::CWindowBackend()
@@ -102,23 +147,16 @@ bool CWindowBackend::SetWindowPos(HWND window, const RECT& rect)
 std::int32_t CWindowBackend::MessageBoxA(HWND owner, std::string_view text, std::string_view caption,
                                          std::uint32_t type)
 {
-    const LRESULT answer = OnPanelsThread([owner, text, caption, type]() -> LRESULT {
+    const bool foreign = std::this_thread::get_id() != m_PanelsThread;
+    const LRESULT answer = OnPanelsThread([owner, text, caption, type, foreign]() -> LRESULT {
         if (TellMessage(text, caption)) return IDOK;
-        QWidget* widget = WidgetOf(owner);
-        // The window that it stands over may go meanwhile and takes it along.
-        const QPointer<QMessageBox> box =
-            new QMessageBox(IconOf(type), FromUtf8(caption), FromUtf8(text), ButtonsOf(type),
-                            widget ? widget->window() : QApplication::activeWindow());
-        const QScopeGuard end([&box] { delete box; });
-        if (widget) QObject::connect(widget, &QObject::destroyed, box, &QDialog::reject);
-        box->setTextFormat(Qt::PlainText);
-        for (QAbstractButton* button : box->buttons()) {
-            const std::string shown = GetButtonText(AnswerOf(box->standardButton(button)));
-            if (!shown.empty()) button->setText(FromUtf8(shown));
+        QMessageBox* const box = MakeBox(owner, text, caption, type);
+        if (!foreign) return AnswerOf(RunBox(box));
+        if (CUnwaitedMessageBoxes::IsAny() && (type & BUTTON_BITS) == MB_OK) {
+            ShowBox(*box);
+            return IDOK;
         }
-        DecorateDialog(*box);
-        const CServingWait::CServedBox served(*box);
-        return AnswerOf(box->exec());
+        return RunForeignBox(box);
     });
     return answer ? static_cast<std::int32_t>(answer) : IDOK;
 }

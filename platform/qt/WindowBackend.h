@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <thread>
 
 #include "platform/windows/windows.h"
 
@@ -25,4 +26,5 @@ class CWindowBackend final : public IWindowBackend
     LRESULT OnPanelsThread(const std::function<LRESULT()>& work) const;
 
     HWND m_hCrossing;
+    const std::thread::id m_PanelsThread = std::this_thread::get_id();
 };

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "inc/Mutex.h"
+#include "platform/windows/answering.h"
 
 constinit CMutex g_WaitLock;
 
@@ -99,21 +100,35 @@ bool ServeOneSent(CMessageQueue& queue,
 {
     ASSERT_HELD(g_WaitLock);
     if (queue.sent.empty()) return false;
-    SentMessage& message = *queue.sent.front();
+    SentMessage* sent = queue.sent.front();
     queue.sent.pop_front();
-    const auto window = Windows().find(message.message.window);
+    const Message message = sent->message;  // the sender may go on before the procedure returns
+    const auto window = Windows().find(message.window);
     if (window == Windows().end()) {
-        Answer(message, 0);
+        Answer(*sent, 0);
         return true;
     }
     // Kept while it runs: the procedure may take its own window out of the registry.
     std::shared_ptr<const WNDPROC> procedure = window->second.procedure;
+    SentMessage** const outer = std::exchange(queue.served, &sent);
     hold.Unlock();
-    const LRESULT result = CallProcedure(*procedure, message.message);
+    const LRESULT result = CallProcedure(*procedure, message);
     procedure.reset();
     hold.Lock();
-    Answer(message, result);
+    queue.served = outer;
+    if (sent != nullptr) Answer(*sent, result);
     return true;
+}
+
+std::function<void(LRESULT)> AnswerOfServed()
+{
+    CMessageQueue* const queue = ThreadQueue();
+    const CMutexLock lock(g_WaitLock);
+    SentMessage** const served = queue == nullptr ? nullptr : queue->served;
+    return [served](LRESULT result) {
+        const CMutexLock answering(g_WaitLock);
+        if (served != nullptr && *served != nullptr) Answer(*std::exchange(*served, nullptr), result);
+    };
 }
 
 void DropSent(CMessageQueue& queue, HWND window)

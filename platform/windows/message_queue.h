@@ -31,6 +31,9 @@ struct CMessageQueue {
     std::deque<SentMessage*> sent GUARDED_BY(g_WaitLock);
     std::deque<Message> posted GUARDED_BY(g_WaitLock);
     Waiter* waiter GUARDED_BY(g_WaitLock) = nullptr;  // the innermost wait of the thread
+    // The sent message that the thread serves, the innermost one; what it points to is null once it is
+    // answered.
+    SentMessage** served GUARDED_BY(g_WaitLock) = nullptr;
 
     CMutex wakeLock;  // held while wake runs: once it is replaced it is called no more
     std::function<void()> wake GUARDED_BY(wakeLock);

@@ -82,6 +82,8 @@ INSTANTIATE_TEST_SUITE_P(
         ThreadRow{"ButtonTexts", [](Objects&) { SetButtonTexts({}); }},
         ThreadRow{"ButtonText", [](Objects&) { GetButtonText(0); }},
         ThreadRow{"MessageTeller", [](Objects&) { SetMessageTeller({}); }},
+        ThreadRow{"UnwaitedBoxes", [](Objects&) { const CUnwaitedMessageBoxes unwaited; }},
+        ThreadRow{"StandingBox", [](Objects&) { const CStandingBox box([] {}); }},
         ThreadRow{"NoMessageBoxes", [](Objects&) { const CNoMessageBoxes none; }},
         ThreadRow{"TellMessage", [](Objects&) { TellMessage("", ""); }},
         ThreadRow{"Hook", [](Objects&) { UnhookWindowsHookEx(SetWindowsHookExA({})); }},

@@ -1,0 +1,173 @@
+// A link's thread asks for a message box, and the container ends the control while it stands.
+
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QMessageBox>
+#include <QTest>
+#include <QTimer>
+#include <QTreeView>
+#include <QWidget>
+#include <atomic>
+#include <memory>
+#include <string>
+
+#include "activex/ActiveXCtrl.h"
+#include "activex/MainDialog.h"
+#include "activex/UI common/TreeCtrlEx.h"
+#include "activex/UI common/TreeDlg.h"
+#include "model/NodeModel.h"
+#include "model/tree/Devices.h"
+#include "platform/windows/windows.h"
+#include "remote/LinkThreads.h"
+#include "remote/Remote.h"
+#include "remote/RemoteStation.h"
+#include "render/device/MemorySurfaceDevice.h"
+#include "tests/activex/home_support.h"
+#include "tests/support/model_state.h"
+#include "tests/support/render_state.h"
+
+namespace
+{
+
+// Tells of a fault by a box: at once, or when it is to end.
+class CFailingLink final : public ILink
+{
+  public:
+    explicit CFailingLink(bool atOnce) : m_bFails(atOnce) {}
+    void Run() override
+    {
+        m_bFails.wait(false);
+        MessageBoxA(HWND::Null, "the link fails", "", MB_OK);
+    }
+    void Cancel() override
+    {
+        m_bFails = true;
+        m_bFails.notify_all();
+    }
+
+  private:
+    std::atomic<bool> m_bFails;
+};
+
+// Closed and deleted as the product's channels are.
+class CFailingChannel final : public CRemote
+{
+  public:
+    explicit CFailingChannel(bool atOnce)
+    {
+        SetStatus(STATUS_OPEN);
+        m_Threads.Start(std::make_shared<CFailingLink>(atOnce), "failing link");
+    }
+    ~CFailingChannel() override
+    {
+        LeaveFolder();
+        LetGo();
+        m_Threads.PutAside(0);
+        m_Threads.EndLate();
+    }
+    CFailingChannel(const CFailingChannel&) = delete;
+    CFailingChannel& operator=(const CFailingChannel&) = delete;
+    void LetGo() override { m_Threads.Cancel(); }
+    void Close() override
+    {
+        SetStatus(STATUS_CLOSED);
+        LetGo();
+        if (!m_Threads.PutAside(3000)) LeaveStateBehind();
+        SetStatus(STATUS_CLOSED);
+    }
+
+  private:
+    CLinkThreads m_Threads;
+};
+
+struct CommandRow {
+    const char* name;
+    int command;
+    int depth;  // of the selected node: station, folder, channel
+};
+
+// The control's window, with a station of one channel in its tree.
+class LinkBoxEndTest : public testing::TestWithParam<CommandRow>
+{
+  protected:
+    LinkBoxEndTest()
+    {
+        m_pControl = new CActiveXCtrl;
+        EXPECT_EQ(m_pControl->CreateControlWindow(&m_Container), S_OK);
+        m_Container.show();
+        QObject::connect(&m_Ending, &QTimer::timeout, [this] {
+            if (qobject_cast<QMessageBox*>(QApplication::activeModalWidget()) == nullptr) return;
+            m_Ending.stop();
+            m_bInCommand = m_bCommand;
+            m_pControl->DestroyControlWindow();
+        });
+        m_Ending.start(5);
+    }
+    ~LinkBoxEndTest() override
+    {
+        m_pControl->Release();
+        QCoreApplication::removePostedEvents(qApp, QEvent::Quit);
+    }
+
+    void AddStation(bool atOnce) const
+    {
+        auto* const station = new CRemoteStation;
+        station->m_bVisible = true;
+        auto* const devices = new CDevices;
+        devices->m_bVisible = true;
+        devices->Add(new CFailingChannel(atOnce), nullptr);
+        station->Add(devices, nullptr);
+        CNodeModel::GetInstance()->GetRoot()->Add(station, nullptr);
+        m_pControl->GetPanel().GetTree().ReloadTree();
+    }
+
+    void ExpectEnd() const
+    {
+        EXPECT_TRUE(QTest::qWaitFor([this] { return !m_Ending.isActive(); }, 20000));
+        EXPECT_EQ(m_pControl->GetControlWindow(), nullptr);
+        EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
+    }
+
+    const CTestHome m_Home;
+    const CModelState m_Model;
+    const CRenderState m_Render{std::make_shared<CMemorySurfaceAdapter>()};
+    QWidget m_Container;
+    CActiveXCtrl* m_pControl = nullptr;
+    QTimer m_Ending;  // of the control, once a box stands
+    bool m_bCommand = false;
+    bool m_bInCommand = false;  // the box was waited for in the command
+};
+
+TEST_F(LinkBoxEndTest, ContainerMayEndTheControlWhileTheBoxOfALinkStands)
+{
+    AddStation(true);
+    ExpectEnd();
+}
+
+TEST_P(LinkBoxEndTest, CommandDoesNotWaitForTheBoxOfALinkThatItEnds)
+{
+    AddStation(false);
+    CTreeDlg& panel = m_pControl->GetPanel().GetTree();
+    QModelIndex node = panel.GetRootItem();
+    for (int depth = 0; depth < GetParam().depth; ++depth)
+        node = panel.GetTree()->model()->index(0, 0, node);
+    ASSERT_TRUE(node.isValid());
+    panel.GetTree()->setCurrentIndex(node);
+    m_bCommand = true;
+    SendMessageA(panel.Handle(), WM_COMMAND, static_cast<WPARAM>(GetParam().command), 0);
+    m_bCommand = false;
+    ExpectEnd();
+    EXPECT_FALSE(m_bInCommand) << "the container could delete what the command works on";
+}
+
+constexpr CommandRow COMMANDS[] = {
+    {"close", TREE_COMMAND_CLOSE, 2},
+    {"close_all", TREE_COMMAND_CLOSE_ALL, 1},
+    {"delete_station", TREE_COMMAND_DELETE, 0},
+};
+
+INSTANTIATE_TEST_SUITE_P(Commands, LinkBoxEndTest, testing::ValuesIn(COMMANDS),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+}  // namespace
