@@ -11,7 +11,7 @@ namespace
 
 constexpr uint32_t MAX_SEQUENCE_SETS = 32;
 constexpr uint32_t MAX_PICTURE_SETS = 256;
-constexpr uint32_t MAX_SIDE = 1920 / 16;
+constexpr uint32_t MAX_SIDE = 1055;  // macroblocks, of the largest level
 constexpr std::array<uint32_t, 9> PROFILES_WITH_CHROMA = {100, 110, 122, 244, 44, 83, 86, 118, 128};
 
 void Refuse(bool refuse, const char* why)

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "recorder/h264/AnnexB.h"
@@ -183,6 +184,19 @@ constexpr uint8_t SEQUENCE = 0x67;
 constexpr uint8_t PICTURE = 0x68;
 constexpr uint8_t IDR = 0x65;
 constexpr uint8_t SLICE = 0x61;
+
+TEST(H264Headers, PicturesLargerThanAnyChannelsAreOutside)
+{
+    for (const auto& [columns, rows, size] : {std::tuple{160U, 90U, "2560x1440"}, {240U, 135U, "3840x2160"}}) {
+        std::vector<uint8_t> first;
+        Append(first, SEQUENCE, With(Sequence(), "size", Ue(columns - 1) + Ue(rows - 1)));
+        Append(first, PICTURE, Picture());
+        Append(first, IDR, Slice(true, 0, 0));
+        const Checked checked = Subset(16, 16, 1000).Check(first);
+        EXPECT_EQ(checked.result, Checked::EResult::Outside) << size;
+        EXPECT_THAT(checked.why, HasSubstr(size));
+    }
+}
 
 class H264Order : public testing::Test
 {
