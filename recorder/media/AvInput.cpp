@@ -8,9 +8,11 @@ extern "C" {
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <charconv>
 #include <chrono>
 #include <mutex>
 #include <stdexcept>
+#include <string_view>
 #include <thread>
 #include <utility>
 
@@ -36,11 +38,40 @@ const AVInputFormat* FormatOf(std::string& spec)
     return av_find_input_format("lavfi");
 }
 
-bool IsPipe(const std::string& spec)
+// A pipe that a source's text names.
+struct Pipe {
+    std::string name;  // empty when it is open already
+    int number = -1;   // of that one
+
+    bool IsOpen() const { return name.empty(); }
+};
+
+// Nothing for a text that names no pipe.
+std::optional<Pipe> PipeOf(const std::string& spec)
 {
+    constexpr std::string_view FILE_PREFIX = "file:";
+    constexpr std::string_view OPEN_PREFIX = "pipe:";
+    Pipe pipe;
+    if (spec.starts_with(OPEN_PREFIX)) {
+        pipe.number = 0;  // unless told
+        std::from_chars(spec.data() + OPEN_PREFIX.size(), spec.data() + spec.size(), pipe.number);
+    } else {
+        pipe.name = spec.substr(spec.starts_with(FILE_PREFIX) ? FILE_PREFIX.size() : 0);
+    }
     struct stat status {
     };
-    return ::stat(spec.c_str(), &status) == 0 && S_ISFIFO(status.st_mode);
+    const int found = pipe.IsOpen() ? ::fstat(pipe.number, &status) : ::stat(pipe.name.c_str(), &status);
+    if (found != 0 || !S_ISFIFO(status.st_mode)) return {};
+    return pipe;
+}
+
+// A descriptor of the pipe whose reads don't wait; -1 when there is none to be had.
+int OpenToRead(const Pipe& pipe)
+{
+    if (!pipe.IsOpen()) return ::open(pipe.name.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    const int number = ::fcntl(pipe.number, F_DUPFD_CLOEXEC, 0);
+    if (number >= 0) ::fcntl(number, F_SETFL, ::fcntl(number, F_GETFL) | O_NONBLOCK);
+    return number;
 }
 
 int Interrupted(void* p)
@@ -68,24 +99,29 @@ AvInput::Descriptor::~Descriptor()
     if (m_Number >= 0) ::close(m_Number);
 }
 
-// Waits until somebody has written into it; its name for libavformat. What libavformat opens itself blocks
-// beyond any interruption as long as nobody writes.
-std::string AvInput::OpenPipe()
+// The source's name for libavformat. A pipe is waited for until somebody has written into it: what libavformat
+// opens itself blocks beyond any interruption as long as nobody writes.
+std::string AvInput::OpenIfPipe()
 {
-    m_Pipe = Descriptor(::open(m_Spec.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    const std::optional<Pipe> pipe = PipeOf(m_Spec);
+    if (!pipe) return m_Spec;
+    m_Pipe = Descriptor(OpenToRead(*pipe));
     if (m_Pipe.Number() < 0) throw std::runtime_error("can't open the pipe");
     pollfd readable{m_Pipe.Number(), POLLIN, 0};
     while ((readable.revents & POLLIN) == 0) {
         if (m_Interrupt()) throw std::runtime_error("can't open the source: interrupted");
-        if (::poll(&readable, 1, static_cast<int>(LOOK_EVERY.count())) < 0 || (readable.revents & POLLHUP) != 0)
-            std::this_thread::sleep_for(LOOK_EVERY);
+        const bool failed = ::poll(&readable, 1, static_cast<int>(LOOK_EVERY.count())) < 0;
+        const bool hungUp = (readable.revents & (POLLIN | POLLHUP)) == POLLHUP;
+        // A name may find its next writer, an open pipe doesn't.
+        if (hungUp && pipe->IsOpen()) throw std::runtime_error("the source has ended");
+        if (failed || hungUp) std::this_thread::sleep_for(LOOK_EVERY);
     }
     return "pipe:" + std::to_string(m_Pipe.Number());
 }
 
 void AvInput::Open()
 {
-    std::string name = IsPipe(m_Spec) ? OpenPipe() : m_Spec;
+    std::string name = OpenIfPipe();
     const AVInputFormat* const format = FormatOf(name);
     AVFormatContext* input = avformat_alloc_context();
     if (input == nullptr) throw std::runtime_error("no memory for a source");

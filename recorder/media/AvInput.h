@@ -48,12 +48,12 @@ class AvInput
 
   private:
     void Open();
-    std::string OpenPipe();
+    std::string OpenIfPipe();
     bool Receive();
     bool Feed();
     bool IsLeftOut();
 
-    // Of a named pipe, while it is read.
+    // Of a pipe, while it is read.
     class Descriptor
     {
       public:

@@ -4,6 +4,7 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -15,6 +16,7 @@
 #include <future>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 #include "recorder/scene/Mark.h"
 #include "tests/recorder/media_support.h"
@@ -250,17 +252,68 @@ TEST_F(PipeSourceTest, ItsPicturesAreShown)
     writer.join();
 }
 
-TEST_F(PipeSourceTest, OneThatNobodyWritesIntoKeepsNoRecorderFromItsEnd)
+// As somebody may name it.
+class PipeNameTest : public PipeSourceTest, public testing::WithParamInterface<const char*>
+{
+};
+
+TEST_P(PipeNameTest, OneThatNobodyWritesIntoKeepsNoRecorderFromItsEnd)
+{
+    const std::atomic<bool> stop = true;
+    const auto reader =
+        std::async(std::launch::async, [&] { MakeSource(GetParam() + m_Pipe, DefaultSetup().scene, 0, stop); });
+    EXPECT_EQ(reader.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+    close(open(m_Pipe.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC));  // ends every wait
+}
+
+INSTANTIATE_TEST_SUITE_P(Names, PipeNameTest, testing::Values("", "file:"));
+
+// As a shell makes it, open already.
+class OpenPipeTest : public testing::Test
+{
+  protected:
+    OpenPipeTest() { EXPECT_EQ(pipe2(m_Ends, O_CLOEXEC), 0); }
+    ~OpenPipeTest() override
+    {
+        CloseWriter();
+        close(m_Ends[0]);
+    }
+    std::string Spec() const { return "pipe:" + std::to_string(m_Ends[0]); }
+    void WriteByte() { EXPECT_EQ(write(m_Ends[1], "x", 1), 1); }
+    bool IsEmpty() const
+    {
+        int bytes = 0;
+        EXPECT_EQ(ioctl(m_Ends[0], FIONREAD, &bytes), 0);
+        return bytes == 0;
+    }
+    void CloseWriter() { close(std::exchange(m_Ends[1], -1)); }
+
+  private:
+    int m_Ends[2] = {-1, -1};
+};
+
+TEST_F(OpenPipeTest, OneThatNobodyWritesIntoKeepsNoRecorderFromItsEnd)
 {
     std::atomic<bool> stop = false;
+    WriteByte();
     const auto reader =
-        std::async(std::launch::async, [&] { MakeSource(m_Pipe, DefaultSetup().scene, 0, stop); });
-    int writer = -1;
-    while (writer < 0 && reader.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready)
-        writer = open(m_Pipe.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+        std::async(std::launch::async, [&] { MakeSource(Spec(), DefaultSetup().scene, 0, stop); });
+    while (!IsEmpty() && reader.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready)
+        ;
     stop = true;
     EXPECT_EQ(reader.wait_for(std::chrono::seconds(20)), std::future_status::ready);
-    close(writer);  // ends every read
+    CloseWriter();  // ends every read
+}
+
+TEST_F(OpenPipeTest, OneThatHasEndedShowsANotice)
+{
+    CloseWriter();
+    testing::internal::CaptureStderr();
+    const auto source = MakeSource(Spec(), DefaultSetup().scene, 0, NEVER_STOP);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr("the source has ended"));
+    Picture picture;
+    source->Read(0, picture);
+    EXPECT_EQ(picture.width, DefaultSetup().scene.width);
 }
 
 // What a channel delivers, in order, from its thread.
