@@ -158,8 +158,8 @@ void CMainDialog::OnLayoutCommand(int index)
             m_pRenderWnd->PrevPage();
             break;
         case EPageAction::Cycle:
-            m_bPageCycle =
-                !m_bPageCycle;  // oddity: cycle-flag-turns; also when the locked grid starts no timer
+            // oddity: cycle-flag-turns; also when the locked grid starts no timer
+            m_bPageCycle = !m_bPageCycle;
             if (m_bPageCycle)
                 m_pRenderWnd->StartCycle();
             else
