@@ -45,6 +45,7 @@ CNoMessageBoxes::CNoMessageBoxes()
 
 CNoMessageBoxes::~CNoMessageBoxes()
 {
+    ASSERT_PANELS_THREAD();
     --g_iForbidden;
 }
 
@@ -56,6 +57,7 @@ CUnwaitedMessageBoxes::CUnwaitedMessageBoxes()
 
 CUnwaitedMessageBoxes::~CUnwaitedMessageBoxes()
 {
+    ASSERT_PANELS_THREAD();
     --g_iUnwaited;
 }
 
@@ -73,6 +75,7 @@ CStandingBox::CStandingBox(std::function<void()> letGo) : m_LetGo(std::move(letG
 
 CStandingBox::~CStandingBox()
 {
+    ASSERT_PANELS_THREAD();
     std::erase(Standing(), this);
 }
 

@@ -22,29 +22,30 @@ class WindowPlaceTest : public RenderWndTest
             [&] { return widget.geometry() == place && m_Server.Get(widget.winId()) == wanted; }, 10000);
     }
 
+    // Has the server place the second cell at what `where` makes of its own place, from which it must go back.
+    template <typename Where>
+    void MoveCellAway(Where where)
+    {
+        CRenderWnd& grid = Grid({4});
+        grid.SetLayout(2);
+        const CRenderCell& cell = *grid.GetCell(1);
+        const QRect place = cell.geometry();
+        ASSERT_TRUE(Stands(cell, place));
+        m_Server.Move(cell.winId(), where(place));
+        EXPECT_TRUE(Stands(cell, place));
+    }
+
     const CServerWindows m_Server;
 };
 
 TEST_F(WindowPlaceTest, CellGoesBackWhenTheServerTellsOfAnotherPlace)
 {
-    CRenderWnd& grid = Grid({4});
-    grid.SetLayout(2);
-    const CRenderCell& cell = *grid.GetCell(1);
-    const QRect place = cell.geometry();
-    ASSERT_TRUE(Stands(cell, place));
-    m_Server.Move(cell.winId(), ELSEWHERE);
-    EXPECT_TRUE(Stands(cell, place));
+    MoveCellAway([](const QRect&) { return ELSEWHERE; });
 }
 
 TEST_F(WindowPlaceTest, CellGoesBackAlsoWhenItKeepsItsSize)
 {
-    CRenderWnd& grid = Grid({4});
-    grid.SetLayout(2);
-    const CRenderCell& cell = *grid.GetCell(1);
-    const QRect place = cell.geometry();
-    ASSERT_TRUE(Stands(cell, place));
-    m_Server.Move(cell.winId(), {30, 40, place.width(), place.height()});
-    EXPECT_TRUE(Stands(cell, place));
+    MoveCellAway([](const QRect& place) { return Geometry{30, 40, place.width(), place.height()}; });
 }
 
 TEST_F(WindowPlaceTest, WidgetThatWasNotPutGoesWhereItIsMoved)

@@ -45,6 +45,9 @@ struct Objects {
     CTreeDlg treePanel;
     CLogonRemoteDlg logonPanel{nullptr};
     std::unique_ptr<CWindowHandle> handle = std::make_unique<CWindowHandle>(widget);
+    std::unique_ptr<CStandingBox> standingBox = std::make_unique<CStandingBox>([] {});
+    std::unique_ptr<CUnwaitedMessageBoxes> unwaited = std::make_unique<CUnwaitedMessageBoxes>();
+    std::unique_ptr<CNoMessageBoxes> noBoxes = std::make_unique<CNoMessageBoxes>();
 };
 
 struct ThreadRow {
@@ -85,6 +88,9 @@ INSTANTIATE_TEST_SUITE_P(
         ThreadRow{"UnwaitedBoxes", [](Objects&) { const CUnwaitedMessageBoxes unwaited; }},
         ThreadRow{"StandingBox", [](Objects&) { const CStandingBox box([] {}); }},
         ThreadRow{"NoMessageBoxes", [](Objects&) { const CNoMessageBoxes none; }},
+        ThreadRow{"UnwaitedBoxesEnd", [](Objects& objects) { objects.unwaited.reset(); }},
+        ThreadRow{"StandingBoxEnd", [](Objects& objects) { objects.standingBox.reset(); }},
+        ThreadRow{"NoMessageBoxesEnd", [](Objects& objects) { objects.noBoxes.reset(); }},
         ThreadRow{"TellMessage", [](Objects&) { TellMessage("", ""); }},
         ThreadRow{"Hook", [](Objects&) { UnhookWindowsHookEx(SetWindowsHookExA({})); }},
         ThreadRow{"Unhook", [](Objects&) { UnhookWindowsHookEx({}); }},
