@@ -86,9 +86,10 @@ QMessageBox* MakeBox(HWND owner, std::string_view text, std::string_view caption
     return box;
 }
 
-int RunBox(QPointer<QMessageBox> box)
+int RunBox(QMessageBox* box)
 {
-    const QScopeGuard end([&box] { delete box; });
+    const QPointer<QMessageBox> alive(box);
+    const QScopeGuard end([&alive] { delete alive; });
     const CServingWait::CServedBox served(*box);
     return box->exec();
 }
@@ -104,11 +105,11 @@ void ShowBox(QMessageBox& box)
 }
 
 // The thread may get its answer while the box stands, and what it has asked with is gone then.
-LRESULT RunForeignBox(const QPointer<QMessageBox>& box)
+LRESULT RunForeignBox(QMessageBox* box)
 {
-    const CStandingBox standing([answer = AnswerOfServed(), box] {
+    const CStandingBox standing([answer = AnswerOfServed(), alive = QPointer<QMessageBox>(box)] {
         answer(IDOK);
-        if (box) box->reject();
+        if (alive) alive->reject();
     });
     return AnswerOf(RunBox(box));
 }
