@@ -2,46 +2,18 @@
 
 #include <emmintrin.h>
 
-#include <cstring>
-
 #include "codec/c264/c264_kernels.h"
+#include "codec/sse2_rows.h"
 
 namespace
 {
-
-template <int WIDTH>
-__m128i load(const uint8_t* from)
-{
-    if constexpr (WIDTH == 16) {
-        return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
-    } else if constexpr (WIDTH == 8) {
-        return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(from));
-    } else {
-        int32_t pixels = 0;
-        std::memcpy(&pixels, from, 4);
-        return _mm_cvtsi32_si128(pixels);
-    }
-}
-
-template <int WIDTH>
-void store(uint8_t* to, __m128i row)
-{
-    if constexpr (WIDTH == 16) {
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(to), row);
-    } else if constexpr (WIDTH == 8) {
-        _mm_storel_epi64(reinterpret_cast<__m128i*>(to), row);
-    } else {
-        const int32_t pixels = _mm_cvtsi128_si32(row);
-        std::memcpy(to, &pixels, 4);
-    }
-}
 
 template <int WIDTH>
 void average(uint8_t* to, ptrdiff_t to_stride, const uint8_t* a, ptrdiff_t a_stride, const uint8_t* b,
              ptrdiff_t b_stride, int rows)
 {
     for (int y = 0; y < rows; ++y) {
-        store<WIDTH>(to, _mm_avg_epu8(load<WIDTH>(a), load<WIDTH>(b)));
+        store_row<WIDTH>(to, _mm_avg_epu8(load_row<WIDTH>(a), load_row<WIDTH>(b)));
         to += to_stride;
         a += a_stride;
         b += b_stride;
@@ -59,7 +31,7 @@ void add_flat_rows(uint8_t* to, ptrdiff_t to_stride, const uint8_t* pred, ptrdif
     const __m128i negative = _mm_sub_epi16(_mm_setzero_si128(), residual);
     const __m128i less = _mm_packus_epi16(negative, negative);
     for (int y = 0; y < 4; ++y) {
-        store<8>(to, _mm_subs_epu8(_mm_adds_epu8(load<8>(pred), more), less));
+        store_row<8>(to, _mm_subs_epu8(_mm_adds_epu8(load_row<8>(pred), more), less));
         to += to_stride;
         pred += pred_stride;
     }

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "codec/c264/c264_kernels.h"
+#include "codec/sse2_rows.h"
 
 // All pixels along an edge are filtered at once: 16 bytes of luma or 8 of chroma in a vector for each distance
 // from the edge. Vertical edges are turned first. The arithmetic stays in bytes where sums allow it, with
@@ -195,36 +196,9 @@ template <c264_deblock_kind KIND, c264_plane PLANE>
     }
 }
 
-__m128i load16(const uint8_t* from)
-{
-    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
-}
-
-void store16(uint8_t* to, __m128i pixels)
-{
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(to), pixels);
-}
-
-__m128i load8(const uint8_t* from)
-{
-    return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(from));
-}
-
-void store8(uint8_t* to, __m128i pixels)
-{
-    _mm_storel_epi64(reinterpret_cast<__m128i*>(to), pixels);
-}
-
 void store8_high(uint8_t* to, __m128i pixels)
 {
     _mm_storel_epi64(reinterpret_cast<__m128i*>(to), _mm_unpackhi_epi64(pixels, pixels));
-}
-
-__m128i load4(const uint8_t* from)
-{
-    int32_t pixels = 0;
-    std::memcpy(&pixels, from, 4);
-    return _mm_cvtsi32_si128(pixels);
 }
 
 // Stores the four lanes of 32 bits as four rows.
@@ -242,13 +216,13 @@ void luma_horizontal(uint8_t* edge, ptrdiff_t stride, int alpha, int beta, const
 {
     edge_pixels e;
     for (int k = 0; k < (KIND == C264_STRONG ? 4 : 3); ++k) {
-        e.p[k] = load16(edge - (k + 1) * stride);
-        e.q[k] = load16(edge + k * stride);
+        e.p[k] = load_row<16>(edge - (k + 1) * stride);
+        e.q[k] = load_row<16>(edge + k * stride);
     }
     if (!filter<KIND, C264_LUMA>(e, alpha, beta, tc0)) return;
     for (int k = 0; k < (KIND == C264_STRONG ? 3 : 2); ++k) {
-        store16(edge - (k + 1) * stride, e.p[k]);
-        store16(edge + k * stride, e.q[k]);
+        store_row<16>(edge - (k + 1) * stride, e.p[k]);
+        store_row<16>(edge + k * stride, e.q[k]);
     }
 }
 
@@ -258,7 +232,7 @@ void luma_horizontal(uint8_t* edge, ptrdiff_t stride, int alpha, int beta, const
 {
     __m128i a[8];
     for (int k = 0; k < 8; ++k)
-        a[k] = _mm_unpacklo_epi8(load8(from + k * stride), load8(from + (k + 8) * stride));
+        a[k] = _mm_unpacklo_epi8(load_row<8>(from + k * stride), load_row<8>(from + (k + 8) * stride));
     __m128i b[8];  // k: columns 0 to 3, k + 4: columns 4 to 7
     for (int k = 0; k < 4; ++k) {
         b[k] = _mm_unpacklo_epi8(a[k], a[k + 4]);
@@ -292,7 +266,7 @@ void luma_horizontal(uint8_t* edge, ptrdiff_t stride, int alpha, int beta, const
                                   _mm_unpacklo_epi8(even_high, odd_high),
                                   _mm_unpackhi_epi8(even_high, odd_high)};
         for (int k = 0; k < 4; ++k) {
-            store8(first + 2 * k * stride, pairs[k]);
+            store_row<8>(first + 2 * k * stride, pairs[k]);
             store8_high(first + (2 * k + 1) * stride, pairs[k]);
         }
     };
@@ -334,12 +308,12 @@ void chroma_horizontal(uint8_t* edge, ptrdiff_t stride, int alpha, int beta, con
 {
     edge_pixels e;
     for (int k = 0; k < 2; ++k) {
-        e.p[k] = load8(edge - (k + 1) * stride);
-        e.q[k] = load8(edge + k * stride);
+        e.p[k] = load_row<8>(edge - (k + 1) * stride);
+        e.q[k] = load_row<8>(edge + k * stride);
     }
     if (!filter<KIND, C264_CHROMA>(e, alpha, beta, tc0)) return;
-    store8(edge - stride, e.p[0]);
-    store8(edge, e.q[0]);
+    store_row<8>(edge - stride, e.p[0]);
+    store_row<8>(edge, e.q[0]);
 }
 
 template <c264_deblock_kind KIND>
@@ -348,7 +322,7 @@ void chroma_vertical(uint8_t* edge, ptrdiff_t stride, int alpha, int beta, const
     const uint8_t* const from = edge - 2;
     __m128i a[4];
     for (int k = 0; k < 4; ++k)
-        a[k] = _mm_unpacklo_epi8(load4(from + k * stride), load4(from + (k + 4) * stride));
+        a[k] = _mm_unpacklo_epi8(load_row<4>(from + k * stride), load_row<4>(from + (k + 4) * stride));
     const __m128i even = _mm_unpacklo_epi8(a[0], a[2]);
     const __m128i odd = _mm_unpacklo_epi8(a[1], a[3]);
     edge_pixels e;

@@ -5,41 +5,22 @@
 #include <cstring>
 
 #include "codec/c264/c264_kernels.h"
+#include "codec/sse2_rows.h"
 
 namespace
 {
-
-template <int SIZE>
-__m128i load(const uint8_t* from)
-{
-    if constexpr (SIZE == 16) {
-        return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
-    } else {
-        return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(from));
-    }
-}
-
-template <int SIZE>
-void store(uint8_t* to, __m128i row)
-{
-    if constexpr (SIZE == 16) {
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(to), row);
-    } else {
-        _mm_storel_epi64(reinterpret_cast<__m128i*>(to), row);
-    }
-}
 
 template <int SIZE>
 void fill(uint8_t* to, ptrdiff_t to_stride, int value)
 {
     const __m128i row = _mm_set1_epi8(static_cast<char>(value));
     for (int y = 0; y < SIZE; ++y)
-        store<SIZE>(to + y * to_stride, row);
+        store_row<SIZE>(to + y * to_stride, row);
 }
 
 int sum_top16(const uint8_t* at, ptrdiff_t stride)
 {
-    const __m128i sums = _mm_sad_epu8(load<16>(at - stride), _mm_setzero_si128());
+    const __m128i sums = _mm_sad_epu8(load_row<16>(at - stride), _mm_setzero_si128());
     return _mm_cvtsi128_si32(sums) + _mm_extract_epi16(sums, 4);
 }
 
@@ -82,8 +63,8 @@ void plane(uint8_t* to, ptrdiff_t to_stride, const uint8_t* at, ptrdiff_t stride
     const __m128i zero = _mm_setzero_si128();
     int slope_h = 0;
     if constexpr (SIZE == 16) {
-        const __m128i low = _mm_unpacklo_epi8(load<8>(at - stride - 1), zero);
-        const __m128i high = _mm_unpacklo_epi8(load<8>(at - stride + 8), zero);
+        const __m128i low = _mm_unpacklo_epi8(load_row<8>(at - stride - 1), zero);
+        const __m128i high = _mm_unpacklo_epi8(load_row<8>(at - stride + 8), zero);
         const __m128i rising = _mm_setr_epi16(1, 2, 3, 4, 5, 6, 7, 8);
         const __m128i falling = _mm_setr_epi16(-8, -7, -6, -5, -4, -3, -2, -1);
         slope_h = sum_lanes(_mm_add_epi32(_mm_madd_epi16(low, falling), _mm_madd_epi16(high, rising)));
@@ -106,7 +87,7 @@ void plane(uint8_t* to, ptrdiff_t to_stride, const uint8_t* at, ptrdiff_t stride
     __m128i left = _mm_add_epi16(first, ramp);
     __m128i right = _mm_add_epi16(left, _mm_set1_epi16(static_cast<int16_t>(8 * b)));
     for (int y = 0; y < SIZE; ++y, to += to_stride) {
-        store<SIZE>(to, _mm_packus_epi16(_mm_srai_epi16(left, 5), _mm_srai_epi16(right, 5)));
+        store_row<SIZE>(to, _mm_packus_epi16(_mm_srai_epi16(left, 5), _mm_srai_epi16(right, 5)));
         left = _mm_add_epi16(left, step);
         right = _mm_add_epi16(right, step);
     }
@@ -147,14 +128,14 @@ __m128i line_around(const uint8_t* block)
     const uint32_t left = static_cast<uint32_t>(block[3 * S4 - 1]) |
                           static_cast<uint32_t>(block[2 * S4 - 1]) << 8 |
                           static_cast<uint32_t>(block[S4 - 1]) << 16 | static_cast<uint32_t>(block[-1]) << 24;
-    const __m128i above = _mm_slli_si128(load<8>(block - S4 - 1), 4);
+    const __m128i above = _mm_slli_si128(load_row<8>(block - S4 - 1), 4);
     return _mm_or_si128(_mm_cvtsi32_si128(static_cast<int>(left)), above);
 }
 
 // 8.3.1.2.4: the line above, with its last pixel twice.
 void luma4_diagonal_down_left(uint8_t* block)
 {
-    const __m128i above = load<8>(block - S4);
+    const __m128i above = load_row<8>(block - S4);
     const __m128i last = _mm_slli_si128(_mm_srli_si128(above, 7), 8);
     const __m128i smooth = triples(_mm_or_si128(above, last));
     store4(block, four_from<0>(smooth));
@@ -202,7 +183,7 @@ void luma4_horizontal_down(uint8_t* block)
 // 8.3.1.2.8
 void luma4_vertical_left(uint8_t* block)
 {
-    const __m128i above = load<8>(block - S4);
+    const __m128i above = load_row<8>(block - S4);
     const __m128i middle = pairs(above);
     const __m128i smooth = triples(above);
     store4(block, four_from<0>(middle));

@@ -4,6 +4,7 @@
 
 #include "codec/c264/c264_kernels.h"
 #include "codec/c264/c264_mc_vector.h"
+#include "codec/sse2_rows.h"
 
 namespace
 {
@@ -113,20 +114,10 @@ struct avx2_ops {
     };
 };
 
-__m128i load8(const uint8_t* from)
-{
-    return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(from));
-}
-
-void store8(uint8_t* to, __m128i row)
-{
-    _mm_storel_epi64(reinterpret_cast<__m128i*>(to), row);
-}
-
 // Each of eight chroma pixels with its right neighbour.
 __m128i chroma_pairs(const uint8_t* from)
 {
-    return _mm_unpacklo_epi8(load8(from), load8(from + 1));
+    return _mm_unpacklo_epi8(load_row<8>(from), load_row<8>(from + 1));
 }
 
 // Stores two rows of sums of weights that add up to 1 << SHIFT, the upper row in the lower half; only the upper
@@ -135,7 +126,7 @@ template <int SHIFT>
 [[gnu::always_inline]] inline void store_rounded(uint8_t* to, ptrdiff_t stride, bool last, __m256i sums)
 {
     const __m128i both = pack(_mm256_mulhrs_epi16(sums, _mm256_set1_epi16(1 << (15 - SHIFT))));
-    store8(to, both);
+    store_row<8>(to, both);
     if (!last) _mm_storel_epi64(reinterpret_cast<__m128i*>(to + stride), _mm_unpackhi_epi64(both, both));
 }
 
@@ -147,7 +138,7 @@ void chroma8(uint8_t* to, ptrdiff_t to_stride, const uint8_t* from, ptrdiff_t st
     const ptrdiff_t to_step = 2 * to_stride;
     if (x == 0 && y == 0) {
         for (int row = 0; row < rows; ++row, to += to_stride, from += stride)
-            store8(to, load8(from));
+            store_row<8>(to, load_row<8>(from));
     } else if (y == 0) {
         const __m256i across = weights(8 - x, x);
         for (; rows > 0; rows -= 2, to += to_step, from += 2 * stride) {
@@ -156,10 +147,10 @@ void chroma8(uint8_t* to, ptrdiff_t to_stride, const uint8_t* from, ptrdiff_t st
         }
     } else if (x == 0) {
         const __m256i down = weights(8 - y, y);
-        __m128i first = load8(from);
+        __m128i first = load_row<8>(from);
         for (; rows > 0; rows -= 2, to += to_step, from += 2 * stride) {
-            const __m128i second = load8(from + stride);
-            const __m128i third = rows > 1 ? load8(from + 2 * stride) : second;
+            const __m128i second = load_row<8>(from + stride);
+            const __m128i third = rows > 1 ? load_row<8>(from + 2 * stride) : second;
             const __m256i pairs = join(_mm_unpacklo_epi8(first, second), _mm_unpacklo_epi8(second, third));
             store_rounded<3>(to, to_stride, rows == 1, _mm256_maddubs_epi16(pairs, down));
             first = third;

@@ -2,42 +2,18 @@
 
 #include <emmintrin.h>
 
-#include <cstring>
-
 #include "codec/c264/c264_kernels.h"
 #include "codec/c264/c264_mc_vector.h"
+#include "codec/sse2_rows.h"
 
 namespace
 {
-
-template <int WIDTH>
-__m128i load(const uint8_t* from)
-{
-    if constexpr (WIDTH == 8) {
-        return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(from));
-    } else {
-        int32_t pixels = 0;
-        std::memcpy(&pixels, from, 4);
-        return _mm_cvtsi32_si128(pixels);
-    }
-}
-
-template <int WIDTH>
-void store(uint8_t* to, __m128i row)
-{
-    if constexpr (WIDTH == 8) {
-        _mm_storel_epi64(reinterpret_cast<__m128i*>(to), row);
-    } else {
-        const int32_t pixels = _mm_cvtsi128_si32(row);
-        std::memcpy(to, &pixels, 4);
-    }
-}
 
 // One pixel in each 16-bit lane.
 template <int WIDTH>
 __m128i load_words(const uint8_t* from)
 {
-    return _mm_unpacklo_epi8(load<WIDTH>(from), _mm_setzero_si128());
+    return _mm_unpacklo_epi8(load_row<WIDTH>(from), _mm_setzero_si128());
 }
 
 // The six taps 1, -5, 20, 20, -5, 1: outer + 5 * (4 * inner - middle).
@@ -55,8 +31,8 @@ struct sse2_ops {
     using bytes = __m128i;
     using words = __m128i;
 
-    static bytes load(const uint8_t* from) { return ::load<WIDTH>(from); }
-    static void store(uint8_t* to, bytes row) { ::store<WIDTH>(to, row); }
+    static bytes load(const uint8_t* from) { return load_row<WIDTH>(from); }
+    static void store(uint8_t* to, bytes row) { store_row<WIDTH>(to, row); }
     static bytes average(bytes a, bytes b) { return _mm_avg_epu8(a, b); }
 
     static words row_taps(const uint8_t* p)
@@ -132,11 +108,11 @@ void chroma(uint8_t* to, ptrdiff_t to_stride, const uint8_t* from, ptrdiff_t str
     const __m128i y = _mm_set1_epi16(static_cast<int16_t>(y_fraction));
     if (x_fraction == 0 && y_fraction == 0) {
         for (int k = 0; k < rows; ++k, to += to_stride, from += stride)
-            store<WIDTH>(to, load<WIDTH>(from));
+            store_row<WIDTH>(to, load_row<WIDTH>(from));
     } else if (y_fraction == 0) {
         for (int k = 0; k < rows; ++k, to += to_stride, from += stride) {
             const __m128i sums = _mm_add_epi16(chroma_row<WIDTH>(from, x), _mm_set1_epi16(4));
-            store<WIDTH>(to, _mm_packus_epi16(_mm_srli_epi16(sums, 3), sums));
+            store_row<WIDTH>(to, _mm_packus_epi16(_mm_srli_epi16(sums, 3), sums));
         }
     } else if (x_fraction == 0) {
         __m128i upper = load_words<WIDTH>(from);
@@ -145,7 +121,7 @@ void chroma(uint8_t* to, ptrdiff_t to_stride, const uint8_t* from, ptrdiff_t str
             const __m128i lower = load_words<WIDTH>(from);
             __m128i sums = _mm_mullo_epi16(_mm_sub_epi16(lower, upper), y);
             sums = _mm_add_epi16(_mm_add_epi16(_mm_slli_epi16(upper, 3), sums), _mm_set1_epi16(4));
-            store<WIDTH>(to, _mm_packus_epi16(_mm_srli_epi16(sums, 3), sums));
+            store_row<WIDTH>(to, _mm_packus_epi16(_mm_srli_epi16(sums, 3), sums));
             upper = lower;
         }
     } else {
@@ -155,7 +131,7 @@ void chroma(uint8_t* to, ptrdiff_t to_stride, const uint8_t* from, ptrdiff_t str
             const __m128i lower = chroma_row<WIDTH>(from, x);
             __m128i sums = _mm_mullo_epi16(_mm_sub_epi16(lower, upper), y);
             sums = _mm_add_epi16(_mm_add_epi16(_mm_slli_epi16(upper, 3), sums), _mm_set1_epi16(32));
-            store<WIDTH>(to, _mm_packus_epi16(_mm_srli_epi16(sums, 6), sums));
+            store_row<WIDTH>(to, _mm_packus_epi16(_mm_srli_epi16(sums, 6), sums));
             upper = lower;
         }
     }

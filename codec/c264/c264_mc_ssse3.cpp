@@ -2,36 +2,12 @@
 
 #include <tmmintrin.h>
 
-#include <cstring>
-
 #include "codec/c264/c264_kernels.h"
 #include "codec/c264/c264_mc_vector.h"
+#include "codec/sse2_rows.h"
 
 namespace
 {
-
-template <int WIDTH>
-__m128i load(const uint8_t* from)
-{
-    if constexpr (WIDTH == 8) {
-        return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(from));
-    } else {
-        int32_t pixels = 0;
-        std::memcpy(&pixels, from, 4);
-        return _mm_cvtsi32_si128(pixels);
-    }
-}
-
-template <int WIDTH>
-void store(uint8_t* to, __m128i row)
-{
-    if constexpr (WIDTH == 8) {
-        _mm_storel_epi64(reinterpret_cast<__m128i*>(to), row);
-    } else {
-        const int32_t pixels = _mm_cvtsi128_si32(row);
-        std::memcpy(to, &pixels, 4);
-    }
-}
 
 // A pair of weights for bytes that stand in turns.
 __m128i weights(int first, int second)
@@ -45,16 +21,16 @@ struct ssse3_ops {
     using bytes = __m128i;
     using words = __m128i;
 
-    static bytes load(const uint8_t* from) { return ::load<WIDTH>(from); }
-    static void store(uint8_t* to, bytes row) { ::store<WIDTH>(to, row); }
+    static bytes load(const uint8_t* from) { return load_row<WIDTH>(from); }
+    static void store(uint8_t* to, bytes row) { store_row<WIDTH>(to, row); }
     static bytes average(bytes a, bytes b) { return _mm_avg_epu8(a, b); }
 
     // The pixels -2 to 5 stand in bytes 0 to 7, those from 3 on in bytes 8 to 15, so that nothing beyond the
     // last tap is read. Each shuffle takes two neighbouring taps of all lanes.
     static words row_taps(const uint8_t* p)
     {
-        const __m128i line =
-            _mm_unpacklo_epi64(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p - 2)), ::load<WIDTH>(p + 3));
+        const __m128i line = _mm_unpacklo_epi64(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p - 2)),
+                                                load_row<WIDTH>(p + 3));
         const __m128i left =
             _mm_shuffle_epi8(line, _mm_setr_epi8(0, 1, 1, 2, 2, 3, 3, 4, 4, 5, 5, 6, 6, 7, 7, 11));
         const __m128i inner =
@@ -89,11 +65,11 @@ struct ssse3_ops {
       public:
         column(const uint8_t* p, ptrdiff_t stride)
         {
-            const __m128i r0 = ::load<WIDTH>(p - 2 * stride);
-            const __m128i r1 = ::load<WIDTH>(p - stride);
-            const __m128i r2 = ::load<WIDTH>(p);
-            const __m128i r3 = ::load<WIDTH>(p + stride);
-            last = ::load<WIDTH>(p + 2 * stride);
+            const __m128i r0 = load_row<WIDTH>(p - 2 * stride);
+            const __m128i r1 = load_row<WIDTH>(p - stride);
+            const __m128i r2 = load_row<WIDTH>(p);
+            const __m128i r3 = load_row<WIDTH>(p + stride);
+            last = load_row<WIDTH>(p + 2 * stride);
             pair0 = _mm_unpacklo_epi8(r0, r1);
             pair1 = _mm_unpacklo_epi8(r1, r2);
             pair2 = _mm_unpacklo_epi8(r2, r3);
@@ -101,7 +77,7 @@ struct ssse3_ops {
         }
         words next(const uint8_t* p)
         {
-            const __m128i row = ::load<WIDTH>(p);
+            const __m128i row = load_row<WIDTH>(p);
             const __m128i pair4 = _mm_unpacklo_epi8(last, row);
             const __m128i sums = taps_of_pairs(pair0, pair2, pair4);
             last = row;
@@ -129,7 +105,7 @@ struct ssse3_ops {
 template <int WIDTH>
 __m128i chroma_pairs(const uint8_t* from)
 {
-    return _mm_unpacklo_epi8(load<WIDTH>(from), load<WIDTH>(from + 1));
+    return _mm_unpacklo_epi8(load_row<WIDTH>(from), load_row<WIDTH>(from + 1));
 }
 
 // Stores sums of weights that add up to 1 << SHIFT. The multiplication is (sum + (1 << SHIFT) / 2) >> SHIFT.
@@ -137,7 +113,7 @@ template <int WIDTH, int SHIFT>
 [[gnu::always_inline]] inline void store_rounded(uint8_t* to, __m128i sums)
 {
     const __m128i row = _mm_mulhrs_epi16(sums, _mm_set1_epi16(1 << (15 - SHIFT)));
-    store<WIDTH>(to, _mm_packus_epi16(row, row));
+    store_row<WIDTH>(to, _mm_packus_epi16(row, row));
 }
 
 template <int WIDTH>
@@ -147,17 +123,17 @@ void chroma(uint8_t* to, ptrdiff_t to_stride, const uint8_t* from, ptrdiff_t str
     const int y = (index >> 3) & 7;
     if (x == 0 && y == 0) {
         for (int k = 0; k < rows; ++k, to += to_stride, from += stride)
-            store<WIDTH>(to, load<WIDTH>(from));
+            store_row<WIDTH>(to, load_row<WIDTH>(from));
     } else if (y == 0) {
         const __m128i across = weights(8 - x, x);
         for (int k = 0; k < rows; ++k, to += to_stride, from += stride)
             store_rounded<WIDTH, 3>(to, _mm_maddubs_epi16(chroma_pairs<WIDTH>(from), across));
     } else if (x == 0) {
         const __m128i down = weights(8 - y, y);
-        __m128i upper = load<WIDTH>(from);
+        __m128i upper = load_row<WIDTH>(from);
         for (int k = 0; k < rows; ++k, to += to_stride) {
             from += stride;
-            const __m128i lower = load<WIDTH>(from);
+            const __m128i lower = load_row<WIDTH>(from);
             store_rounded<WIDTH, 3>(to, _mm_maddubs_epi16(_mm_unpacklo_epi8(upper, lower), down));
             upper = lower;
         }

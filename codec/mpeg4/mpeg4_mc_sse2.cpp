@@ -3,28 +3,10 @@
 #include <emmintrin.h>
 
 #include "codec/mpeg4/mpeg4_kernels.h"
+#include "codec/sse2_rows.h"
 
 namespace
 {
-/// A row of 8 or 16 bytes in one register.
-template <int Width>
-__m128i load(const uint8_t* from)
-{
-    if constexpr (Width == 8)
-        return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(from));
-    else
-        return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
-}
-
-template <int Width>
-void store(uint8_t* to, __m128i row)
-{
-    if constexpr (Width == 8)
-        _mm_storel_epi64(reinterpret_cast<__m128i*>(to), row);
-    else
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(to), row);
-}
-
 /// (a + b + 1 - Rounding) >> 1
 template <int Rounding>
 __m128i average(__m128i a, __m128i b)
@@ -38,17 +20,17 @@ template <int Width, int Rounding>
 void half_h(uint8_t* to, ptrdiff_t to_stride, const uint8_t* from, ptrdiff_t from_stride, int rows)
 {
     for (; rows > 0; --rows, to += to_stride, from += from_stride)
-        store<Width>(to, average<Rounding>(load<Width>(from), load<Width>(from + 1)));
+        store_row<Width>(to, average<Rounding>(load_row<Width>(from), load_row<Width>(from + 1)));
 }
 
 template <int Width, int Rounding>
 void half_v(uint8_t* to, ptrdiff_t to_stride, const uint8_t* from, ptrdiff_t from_stride, int rows)
 {
-    __m128i above = load<Width>(from);
+    __m128i above = load_row<Width>(from);
     for (; rows > 0; --rows, to += to_stride) {
         from += from_stride;
-        const __m128i below = load<Width>(from);
-        store<Width>(to, average<Rounding>(above, below));
+        const __m128i below = load_row<Width>(from);
+        store_row<Width>(to, average<Rounding>(above, below));
         above = below;
     }
 }
@@ -60,20 +42,20 @@ template <int Width, int Rounding>
 void half_hv(uint8_t* to, ptrdiff_t to_stride, const uint8_t* from, ptrdiff_t from_stride, int rows)
 {
     const __m128i one = _mm_set1_epi8(1);
-    __m128i a = load<Width>(from);
-    __m128i b = load<Width>(from + 1);
+    __m128i a = load_row<Width>(from);
+    __m128i b = load_row<Width>(from + 1);
     __m128i above = _mm_avg_epu8(a, b);
     __m128i above_odd = _mm_xor_si128(a, b);
     for (; rows > 0; --rows, to += to_stride) {
         from += from_stride;
-        a = load<Width>(from);
-        b = load<Width>(from + 1);
+        a = load_row<Width>(from);
+        b = load_row<Width>(from + 1);
         const __m128i below = _mm_avg_epu8(a, b);
         const __m128i below_odd = _mm_xor_si128(a, b);
         const __m128i sum_odd = _mm_xor_si128(above, below);
         const __m128i too_much = Rounding == 0 ? _mm_and_si128(_mm_or_si128(above_odd, below_odd), sum_odd)
                                                : _mm_or_si128(sum_odd, _mm_and_si128(above_odd, below_odd));
-        store<Width>(to, _mm_sub_epi8(_mm_avg_epu8(above, below), _mm_and_si128(too_much, one)));
+        store_row<Width>(to, _mm_sub_epi8(_mm_avg_epu8(above, below), _mm_and_si128(too_much, one)));
         above = below;
         above_odd = below_odd;
     }
