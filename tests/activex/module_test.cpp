@@ -24,6 +24,26 @@ class CSink final : public IEventSink
     std::vector<std::int32_t> m_Events;
 };
 
+// Hears the control's events while it lives.
+class CAdvised
+{
+  public:
+    CAdvised(IDispatch& control, IEventSink& sink)
+    {
+        m_Events.Query(control);
+        EXPECT_TRUE(m_Events && m_Events->Advise(&sink) == S_OK);
+    }
+    ~CAdvised()
+    {
+        if (m_Events) m_Events->Unadvise();
+    }
+    CAdvised(const CAdvised&) = delete;
+    CAdvised& operator=(const CAdvised&) = delete;
+
+  private:
+    CComPtr<IEventSource> m_Events;
+};
+
 class ModuleTest : public testing::Test
 {
   protected:
@@ -89,29 +109,23 @@ TEST_F(ModuleTest, ExportsItsFourEntriesAndNothingElse)
 TEST_F(ModuleTest, LoadParameterHandsTheTextThroughAndFires)
 {
     const auto control = CreateControl<IDispatch>();
-    CComPtr<IEventSource> events;
-    ASSERT_EQ(events.Query(*control), S_OK);
     CSink sink;
-    ASSERT_EQ(events->Advise(&sink), S_OK);
+    const CAdvised advised(*control, sink);
     Put(*control, DISPID_InputParameter, "abc");
     Load(*control);
     EXPECT_EQ(Get(*control, DISPID_OutputParameter), "abc");
     EXPECT_THAT(sink.m_Events, ElementsAre(DISPID_ParameterLoaded));
-    events->Unadvise();
 }
 
 TEST_F(ModuleTest, SettingTheInputAloneChangesNoOutputAndFiresNothing)
 {
     const auto control = CreateControl<IDispatch>();
-    CComPtr<IEventSource> events;
-    ASSERT_EQ(events.Query(*control), S_OK);
     CSink sink;
-    ASSERT_EQ(events->Advise(&sink), S_OK);
+    const CAdvised advised(*control, sink);
     Put(*control, DISPID_OutputParameter, "before");
     Put(*control, DISPID_InputParameter, "abc");
     EXPECT_EQ(Get(*control, DISPID_OutputParameter), "before");
     EXPECT_TRUE(sink.m_Events.empty());
-    events->Unadvise();
 }
 
 // The event comes when the copy is made: a host reads the new text in it.
@@ -124,26 +138,20 @@ TEST_F(ModuleTest, TheHostReadsTheCopyWithinTheEvent)
     } reader;
     const auto control = CreateControl<IDispatch>();
     reader.control = control.Get();
-    CComPtr<IEventSource> events;
-    ASSERT_EQ(events.Query(*control), S_OK);
-    ASSERT_EQ(events->Advise(&reader), S_OK);
+    const CAdvised advised(*control, reader);
     Put(*control, DISPID_InputParameter, "abc");
     Load(*control);
     EXPECT_EQ(reader.read, "abc");
-    events->Unadvise();
 }
 
 TEST_F(ModuleTest, LoadParameterWithoutAnInputFiresAndLeavesTheOutputEmpty)
 {
     const auto control = CreateControl<IDispatch>();
-    CComPtr<IEventSource> events;
-    ASSERT_EQ(events.Query(*control), S_OK);
     CSink sink;
-    events->Advise(&sink);
+    const CAdvised advised(*control, sink);
     Load(*control);
     EXPECT_EQ(Get(*control, DISPID_OutputParameter), "");
     EXPECT_EQ(sink.m_Events.size(), 1U);
-    events->Unadvise();
 }
 
 TEST_F(ModuleTest, OutputOfTheHostIsOverwritten)
@@ -159,17 +167,14 @@ TEST_F(ModuleTest, OutputOfTheHostIsOverwritten)
 TEST_F(ModuleTest, LoadParameterTwiceFiresTwice)
 {
     const auto control = CreateControl<IDispatch>();
-    CComPtr<IEventSource> events;
-    ASSERT_EQ(events.Query(*control), S_OK);
     CSink sink;
-    events->Advise(&sink);
+    const CAdvised advised(*control, sink);
     Put(*control, DISPID_InputParameter, "abc");
     Load(*control);
     Load(*control);
     EXPECT_EQ(sink.m_Events.size(), 2U);
     EXPECT_EQ(Get(*control, DISPID_InputParameter), "abc");
     EXPECT_EQ(Get(*control, DISPID_OutputParameter), "abc");
-    events->Unadvise();
 }
 
 TEST_F(ModuleTest, WrongMembersAndArgumentsAreRefused)

@@ -78,6 +78,16 @@ class MessagePump : public testing::Test
         UnhookWindowsHookEx(m_hHook);
         StopQtPlatform();
     }
+    /// The keys come to the inner widget from here on.
+    void ShowWithFocus()
+    {
+        m_Outer.show();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(&m_Outer));
+        QApplication::setActiveWindow(&m_Outer);
+        m_Inner.setFocusPolicy(Qt::StrongFocus);
+        m_Inner.setFocus();
+        ASSERT_TRUE(QTest::qWaitFor([this] { return m_Inner.hasFocus(); }));
+    }
     /// Puts a hook that keeps what it sees and nulls the messages named.
     void Hook(std::vector<std::uint32_t> handled = {})
     {
@@ -157,12 +167,7 @@ TEST_F(MessagePump, ANulledKeyIsNoAcceleratorOfTheHost)
     QShortcut shortcut(QKeySequence(Qt::Key_Down), &m_Outer);
     int activated = 0;
     QObject::connect(&shortcut, &QShortcut::activated, [&activated] { ++activated; });
-    m_Outer.show();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(&m_Outer));
-    QApplication::setActiveWindow(&m_Outer);
-    m_Inner.setFocusPolicy(Qt::StrongFocus);
-    m_Inner.setFocus();
-    ASSERT_TRUE(QTest::qWaitFor([this] { return m_Inner.hasFocus(); }));
+    ASSERT_NO_FATAL_FAILURE(ShowWithFocus());
     QTest::keyClick(&m_Inner, Qt::Key_Down);
     ASSERT_EQ(activated, 1) << "without a hook the host takes it";
     Hook({WM_KEYDOWN});
@@ -188,12 +193,7 @@ TEST_F(MessagePump, ADispatchedKeyGoesToItsTargetAndNotToTheHost)
         WalkPreTranslateTree(message);
         return 0;
     });
-    m_Outer.show();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(&m_Outer));
-    QApplication::setActiveWindow(&m_Outer);
-    m_Inner.setFocusPolicy(Qt::StrongFocus);
-    m_Inner.setFocus();
-    ASSERT_TRUE(QTest::qWaitFor([this] { return m_Inner.hasFocus(); }));
+    ASSERT_NO_FATAL_FAILURE(ShowWithFocus());
     QTest::keyClick(&m_Inner, Qt::Key_Down);
     EXPECT_EQ(plainCount, 0);
     EXPECT_EQ(m_Inner.m_iPresses, 1);
@@ -257,12 +257,7 @@ TEST_F(MessagePump, MouseButtonsAreMessagesWithTheirPlace)
 
 TEST_F(MessagePump, InputOfTheWindowSystemIsOneMessageEach)
 {
-    m_Outer.show();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(&m_Outer));
-    QApplication::setActiveWindow(&m_Outer);
-    m_Inner.setFocusPolicy(Qt::StrongFocus);
-    m_Inner.setFocus();
-    ASSERT_TRUE(QTest::qWaitFor([this] { return m_Inner.hasFocus(); }));
+    ASSERT_NO_FATAL_FAILURE(ShowWithFocus());
     Hook();
     QTest::keyClick(m_Outer.windowHandle(), Qt::Key_Left);
     EXPECT_THAT(m_Seen, ElementsAre(Seen{WM_KEYDOWN, 0x25}, Seen{WM_KEYUP, 0x25}));
