@@ -238,6 +238,24 @@ TEST(NamesTest, NoTwoHeadersDeclareAClassOfOneName)
         EXPECT_THAT(files, testing::SizeIs(1)) << name;
 }
 
+// By the file's name without case and underscores: the headers of it. The recorder is a program of its own.
+TEST(NamesTest, NoTwoHeadersBearOneName)
+{
+    std::map<std::string, std::set<std::string>> headers;
+    for (const std::string& folder : HOUSE) {
+        for (const auto& entry : fs::recursive_directory_iterator(SourcePath(folder))) {
+            if (entry.path().extension() != ".h") continue;
+            std::string name;
+            for (const char c : entry.path().stem().string())
+                if (c != '_') name += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+            headers[name].insert(fs::relative(entry.path(), SourcePath()).string());
+        }
+    }
+    EXPECT_GT(headers.size(), 100U);
+    for (const auto& [name, files] : headers)
+        EXPECT_THAT(files, testing::SizeIs(1)) << name;
+}
+
 std::set<std::string> OddityKeys(const std::vector<std::string>& folders)
 {
     std::set<std::string> keys;
