@@ -15,8 +15,8 @@
 #include "model/layout/LayoutRecords.h"
 #include "model/settings/Language.h"
 #include "model/settings/SystemSettings.h"
-#include "platform/os/language.h"
 #include "platform/os/paths.h"
+#include "platform/os/system_language.h"
 #include "platform/qt/QtPlatform.h"
 #include "skin/Skin.h"
 

@@ -33,10 +33,10 @@ struct Size {
 class CRing
 {
   public:
-    CRing(Size size, int bytes_per_pixel)
+    CRing(Size size, int bytesPerPixel)
         : m_Size(size),
           m_Source(RoundUp(static_cast<std::size_t>(size.width * size.height) * 3 / 2)),
-          m_Target(RoundUp(static_cast<std::size_t>(size.width * size.height * bytes_per_pixel))),
+          m_Target(RoundUp(static_cast<std::size_t>(size.width * size.height * bytesPerPixel))),
           m_iCount(static_cast<int>(RING_BYTES / m_Target) + 1),
           m_Block((m_Source + m_Target) * static_cast<std::size_t>(m_iCount) + ALIGN)
     {
@@ -103,24 +103,23 @@ double Median(std::vector<double> values)
     return values[values.size() / 2];
 }
 
-void Compare(const char* name, int format, int bytes_per_pixel, Size size, int rounds, const Converter& peer)
+void Compare(const char* name, int format, int bytesPerPixel, Size size, int rounds, const Converter& peer)
 {
-    CRing ring(size, bytes_per_pixel);
+    CRing ring(size, bytesPerPixel);
     const Converter ours = [&](const CodecFrame& frame, std::uint8_t* to) {
-        const ConvertTarget target = {
-            .data = {to}, .linesize = {size.width * bytes_per_pixel}, .format = format};
+        const ConvertTarget target = {.data = {to}, .linesize = {size.width * bytesPerPixel}, .format = format};
         if (ConvertFrame(target, frame, size.width, size.height, false) != CONVERT_OK) std::abort();
     };
     MicrosecondsAPicture(ring, ours);  // both sides' pages and code are there before it counts
     MicrosecondsAPicture(ring, peer);
-    std::vector<double> our_times, peer_times, ratios;
+    std::vector<double> ourTimes, peerTimes, ratios;
     for (int i = 0; i < rounds; ++i) {
-        our_times.push_back(MicrosecondsAPicture(ring, ours));
-        peer_times.push_back(MicrosecondsAPicture(ring, peer));
-        ratios.push_back(peer_times.back() / our_times.back());
+        ourTimes.push_back(MicrosecondsAPicture(ring, ours));
+        peerTimes.push_back(MicrosecondsAPicture(ring, peer));
+        ratios.push_back(peerTimes.back() / ourTimes.back());
     }
-    std::printf("%-26s %4dx%-5d %12.1f %12.1f %9.2f\n", name, size.width, size.height, Median(our_times),
-                Median(peer_times), Median(ratios));
+    std::printf("%-26s %4dx%-5d %12.1f %12.1f %9.2f\n", name, size.width, size.height, Median(ourTimes),
+                Median(peerTimes), Median(ratios));
     std::fflush(stdout);
 }
 

@@ -29,9 +29,9 @@
 
 namespace
 {
-int g_runs = 9;
-std::string g_folder;  // of the kept streams; empty: none are kept
-bool g_ours_alone = false;
+int g_iRuns = 9;
+std::string g_strFolder;  // of the kept streams; empty: none are kept
+bool g_bOursAlone = false;
 
 struct Stream {
     std::string name;
@@ -154,7 +154,7 @@ bool ReadKept(const std::string& path, H264EncodedStream* stream)
 {
     std::ifstream file(path, std::ios::binary);
     uint32_t bytes = 0;
-    if (!file.read(reinterpret_cast<char*>(&stream->skipped_percent), sizeof stream->skipped_percent))
+    if (!file.read(reinterpret_cast<char*>(&stream->skippedPercent), sizeof stream->skippedPercent))
         return false;
     while (file.read(reinterpret_cast<char*>(&bytes), sizeof bytes)) {
         stream->packets.emplace_back(bytes);
@@ -166,7 +166,7 @@ bool ReadKept(const std::string& path, H264EncodedStream* stream)
 void Keep(const std::string& path, const H264EncodedStream& stream)
 {
     std::ofstream file(path, std::ios::binary);
-    file.write(reinterpret_cast<const char*>(&stream.skipped_percent), sizeof stream.skipped_percent);
+    file.write(reinterpret_cast<const char*>(&stream.skippedPercent), sizeof stream.skippedPercent);
     for (const H264Packet& packet : stream.packets) {
         const auto bytes = static_cast<uint32_t>(packet.size());
         file.write(reinterpret_cast<const char*>(&bytes), sizeof bytes);
@@ -176,14 +176,14 @@ void Keep(const std::string& path, const H264EncodedStream& stream)
 
 H264EncodedStream Encoded(const Stream& stream)
 {
-    if (g_folder.empty()) return EncodeH264(stream.shape);
+    if (g_strFolder.empty()) return EncodeH264(stream.shape);
     std::string name = stream.name;
     std::replace(name.begin(), name.end(), '/', ' ');
-    const std::string path = g_folder + "/" + name;
+    const std::string path = g_strFolder + "/" + name;
     H264EncodedStream encoded;
     if (ReadKept(path, &encoded)) return encoded;
     encoded = EncodeH264(stream.shape);
-    std::filesystem::create_directories(g_folder);
+    std::filesystem::create_directories(g_strFolder);
     Keep(path, encoded);
     return encoded;
 }
@@ -199,17 +199,17 @@ void TimeStream(const Stream& stream)
     std::vector<double> theirs;
     std::vector<double> ratios;
     std::vector<double> parsing;
-    for (int i = 0; i < g_runs; ++i) {
+    for (int i = 0; i < g_iRuns; ++i) {
         ours.push_back(OursMs(stream, fed));
-        if (g_ours_alone) continue;
+        if (g_bOursAlone) continue;
         theirs.push_back(TheirsMs(encoded.packets));
         ratios.push_back(theirs.back() / ours.back());
         parsing.push_back(100 * ParsingMs(stream, fed) / theirs.back());
     }
     const auto pictures = static_cast<double>(fed.size());
     std::printf("%-41s %9.1f %9.1f %12.3f", stream.name.c_str(), static_cast<double>(bytes) / pictures / 1024,
-                encoded.skipped_percent, Median(ours) / pictures);
-    if (!g_ours_alone)
+                encoded.skippedPercent, Median(ours) / pictures);
+    if (!g_bOursAlone)
         std::printf(" %15.3f %8.2f %9.0f", Median(theirs) / pictures, Median(ratios), Median(parsing));
     std::printf("\n");
     std::fflush(stdout);
@@ -237,11 +237,11 @@ int main(int argc, char** argv)
         else if (std::strcmp(argv[i], "--ssse3") == 0)
             c264_dsp_refill(CODEC_STEP_SSSE3);
         else if (std::strcmp(argv[i], "--runs") == 0 && i + 1 < argc)
-            g_runs = std::max(std::atoi(argv[++i]), 1);
+            g_iRuns = std::max(std::atoi(argv[++i]), 1);
         else if (std::strcmp(argv[i], "--keep") == 0 && i + 1 < argc)
-            g_folder = argv[++i];
+            g_strFolder = argv[++i];
         else if (std::strcmp(argv[i], "--ours") == 0)
-            g_ours_alone = true;
+            g_bOursAlone = true;
         else
             texts.emplace_back(argv[i]);
     }
@@ -250,8 +250,8 @@ int main(int argc, char** argv)
     for (const Stream& stream : Streams()) {
         if (Wanted(stream.name, texts)) TimeStream(stream);
     }
-    if (g_ours_alone) return 0;
-    TimeH264Engine(g_runs);
+    if (g_bOursAlone) return 0;
+    TimeH264Engine(g_iRuns);
     ShowMemory(704, 576);
     ShowMemory(1280, 720);
     ShowMemory(1920, 1088);

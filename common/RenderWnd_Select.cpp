@@ -8,7 +8,7 @@
 #include "model/settings/Language.h"
 #include "model/tree/CompositeIterator.h"
 #include "model/tree/Folder.h"
-#include "platform/os/language.h"
+#include "platform/os/system_language.h"
 #include "platform/qt/Menu.h"
 #include "platform/qt/PanelsThread.h"
 #include "remote/IDevice.h"

@@ -11,11 +11,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     const size_t part = size / 3;
     C264Sps sps = {};
-    c264_bits sps_bits(data, part);
-    c264_parse_sps(&sps_bits, &sps);
+    c264_bits spsBits(data, part);
+    c264_parse_sps(&spsBits, &sps);
     C264Pps pps = {};
-    c264_bits pps_bits(data + part, part);
-    c264_parse_pps(&pps_bits, sps, &pps);
+    c264_bits ppsBits(data + part, part);
+    c264_parse_pps(&ppsBits, sps, &pps);
     for (const bool idr : {false, true}) {
         C264SliceHeader slice = {};
         c264_bits bits(data + 2 * part, size - 2 * part);

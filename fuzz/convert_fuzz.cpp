@@ -15,15 +15,15 @@
 namespace
 {
 
-// A plane of `rows` rows; the last one in memory ends with the bytes that a picture of `row_bytes` needs.
+// A plane of `rows` rows; the last one in memory ends with the bytes that a picture of `rowBytes` needs.
 class CPlane
 {
   public:
-    CPlane(int64_t stride, int64_t rows, int64_t row_bytes, uint8_t value)
+    CPlane(int64_t stride, int64_t rows, int64_t rowBytes, uint8_t value)
     {
-        if (rows <= 0 || row_bytes <= 0) return;
+        if (rows <= 0 || rowBytes <= 0) return;
         const int64_t step = std::abs(stride);
-        m_Bytes.assign(static_cast<std::size_t>((rows - 1) * step + std::min(step, row_bytes)), value);
+        m_Bytes.assign(static_cast<std::size_t>((rows - 1) * step + std::min(step, rowBytes)), value);
         m_Bytes.shrink_to_fit();
         m_iFirst = stride < 0 ? (rows - 1) * step : 0;
     }
@@ -41,48 +41,48 @@ class CPlane
 };
 
 struct Geometry {
-    bool as_decoder;
+    bool asDecoder;
     bool flip;
-    int32_t format, width, height, frame_width, frame_height;
-    int32_t from_stride[2], to_stride[2];
+    int32_t format, width, height, frameWidth, frameHeight;
+    int32_t fromStride[2], toStride[2];
     std::vector<uint8_t> pattern;
 };
 
 // The target's bytes after a conversion with the kernels of `caps`.
 std::vector<uint8_t> Convert(const Geometry& g, uint32_t caps)
 {
-    const int64_t rows = g.frame_height > 0 && !g.as_decoder ? std::min(g.frame_height, g.height) : g.height;
-    const int64_t columns = g.frame_width > 0 && !g.as_decoder ? std::min(g.frame_width, g.width) : g.width;
-    CPlane y(g.from_stride[0], rows, columns + (columns & 1), 0);
-    CPlane u(g.from_stride[1], (rows + 1) / 2, (columns + 1) / 2, 0);
-    CPlane v(g.from_stride[1], (rows + 1) / 2, (columns + 1) / 2, 0);
+    const int64_t rows = g.frameHeight > 0 && !g.asDecoder ? std::min(g.frameHeight, g.height) : g.height;
+    const int64_t columns = g.frameWidth > 0 && !g.asDecoder ? std::min(g.frameWidth, g.width) : g.width;
+    CPlane y(g.fromStride[0], rows, columns + (columns & 1), 0);
+    CPlane u(g.fromStride[1], (rows + 1) / 2, (columns + 1) / 2, 0);
+    CPlane v(g.fromStride[1], (rows + 1) / 2, (columns + 1) / 2, 0);
     y.Fill(g.pattern);
     u.Fill(g.pattern);
     v.Fill(g.pattern);
     const int64_t even = int64_t{g.width} + (g.width & 1);
-    CPlane to(g.to_stride[0], g.height, even * 4, 0xA5);
-    CPlane to_u(g.to_stride[1], (int64_t{g.height} + 1) / 2, even / 2, 0xA5);
-    CPlane to_v(g.to_stride[1], (int64_t{g.height} + 1) / 2, even / 2, 0xA5);
+    CPlane to(g.toStride[0], g.height, even * 4, 0xA5);
+    CPlane toU(g.toStride[1], (int64_t{g.height} + 1) / 2, even / 2, 0xA5);
+    CPlane toV(g.toStride[1], (int64_t{g.height} + 1) / 2, even / 2, 0xA5);
 
     CodecFrame frame = {};
     frame.data[0] = y.Row0();
     frame.data[1] = u.Row0();
     frame.data[2] = v.Row0();
-    frame.linesize[0] = g.from_stride[0];
-    frame.linesize[1] = g.from_stride[1];
-    frame.width = g.frame_width;
-    frame.height = g.frame_height;
-    const ConvertTarget target = {.data = {to.Row0(), to_u.Row0(), to_v.Row0(), nullptr},
-                                  .linesize = {g.to_stride[0], g.to_stride[1], 0, 0},
+    frame.linesize[0] = g.fromStride[0];
+    frame.linesize[1] = g.fromStride[1];
+    frame.width = g.frameWidth;
+    frame.height = g.frameHeight;
+    const ConvertTarget target = {.data = {to.Row0(), toU.Row0(), toV.Row0(), nullptr},
+                                  .linesize = {g.toStride[0], g.toStride[1], 0, 0},
                                   .format = g.format};
     convert_dsp_init(caps);
-    const int32_t result = g.as_decoder ? convert_decoder_picture(target, frame, g.width, g.height)
-                                        : ConvertFrame(target, frame, g.width, g.height, g.flip);
+    const int32_t result = g.asDecoder ? convert_decoder_picture(target, frame, g.width, g.height)
+                                       : ConvertFrame(target, frame, g.width, g.height, g.flip);
     if (result != 0 && result != -1 && result != -9980 && result != -1001) std::abort();
 
     std::vector<uint8_t> all = to.Bytes();
-    all.insert(all.end(), to_u.Bytes().begin(), to_u.Bytes().end());
-    all.insert(all.end(), to_v.Bytes().begin(), to_v.Bytes().end());
+    all.insert(all.end(), toU.Bytes().begin(), toU.Bytes().end());
+    all.insert(all.end(), toV.Bytes().begin(), toV.Bytes().end());
     return all;
 }
 
@@ -99,9 +99,9 @@ void Scale(FuzzedDataProvider& data)
     scale_yuv420(to.data(), from.data(), size[0], size[1], size[2], size[3]);
     scale_yuv420_float(to.data(), from.data(), size[0], size[1], size[2], size[3]);
     if (size[0] < 0 || size[1] < 0 || size[2] < 0 || size[3] < 0) return;
-    std::vector<uint16_t> to_pixels(static_cast<std::size_t>(size[0] * size[1]));
+    std::vector<uint16_t> toPixels(static_cast<std::size_t>(size[0] * size[1]));
     const std::vector<uint16_t> pixels(static_cast<std::size_t>(size[2] * size[3]), 0x1234);
-    scale_rgb565(to_pixels.data(), pixels.data(), size[0], size[1], size[2], size[3]);
+    scale_rgb565(toPixels.data(), pixels.data(), size[0], size[1], size[2], size[3]);
 }
 
 }  // namespace
@@ -114,17 +114,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, std::size_t size)
         return 0;
     }
     Geometry g;
-    g.as_decoder = data.ConsumeBool();
+    g.asDecoder = data.ConsumeBool();
     g.flip = data.ConsumeBool();
-    g.format = data.ConsumeIntegralInRange<int32_t>(-2, g.as_decoder ? 70 : 45);
+    g.format = data.ConsumeIntegralInRange<int32_t>(-2, g.asDecoder ? 70 : 45);
     g.width = data.ConsumeBool() ? 16 * data.ConsumeIntegralInRange<int32_t>(0, 12)
                                  : data.ConsumeIntegralInRange<int32_t>(-2, 200);
     g.height = data.ConsumeIntegralInRange<int32_t>(-1, 12);
-    g.frame_width = data.ConsumeBool() ? g.width : data.ConsumeIntegralInRange<int32_t>(-1, 200);
-    g.frame_height = data.ConsumeBool() ? g.height : data.ConsumeIntegralInRange<int32_t>(-1, 12);
+    g.frameWidth = data.ConsumeBool() ? g.width : data.ConsumeIntegralInRange<int32_t>(-1, 200);
+    g.frameHeight = data.ConsumeBool() ? g.height : data.ConsumeIntegralInRange<int32_t>(-1, 12);
     for (int kind = 0; kind < 2; ++kind) {
-        g.from_stride[kind] = data.ConsumeIntegralInRange<int32_t>(-300, 300);
-        g.to_stride[kind] = data.ConsumeIntegralInRange<int32_t>(-900, 900);
+        g.fromStride[kind] = data.ConsumeIntegralInRange<int32_t>(-300, 300);
+        g.toStride[kind] = data.ConsumeIntegralInRange<int32_t>(-900, 900);
     }
     g.pattern = data.ConsumeRemainingBytes<uint8_t>();
 

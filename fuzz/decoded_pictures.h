@@ -18,7 +18,7 @@ struct FuzzSize {
 inline constexpr FuzzSize FUZZ_SIZES[] = {{176, 144}, {16, 16}, {48, 32}, {33, 50},
                                           {8, 8},     {64, 16}, {16, 80}, {64, 64}};
 
-inline uint8_t g_sink;
+inline uint8_t g_Sink;
 
 /// Reads every sample that the frame says it has, as a consumer would.
 inline void ReadFrame(const CodecFrame* frame)
@@ -29,7 +29,7 @@ inline void ReadFrame(const CodecFrame* frame)
         const int32_t stride = frame->linesize[plane == 0 ? 0 : 1];
         for (int32_t row = 0; row < height; ++row) {
             for (int32_t column = 0; column < width; ++column)
-                g_sink ^= frame->data[plane][row * stride + column];
+                g_Sink ^= frame->data[plane][row * stride + column];
         }
     }
 }

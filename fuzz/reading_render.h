@@ -29,7 +29,7 @@ class CReadingRender : public CRender
                 for (std::int32_t column = 0; column < width; ++column)
                     read ^= frame->data[plane][row * frame->linesize[plane == 0 ? 0 : 1] + column];
         }
-        s_ulRead = read;
+        m_Read = read;
         return 0;
     }
     CSurface* CreateSurface(std::int32_t width, std::int32_t height) override
@@ -41,5 +41,5 @@ class CReadingRender : public CRender
     std::int32_t SaveSnapshot(std::string, CSurface*) override { return 0; }
 
   private:
-    inline static volatile std::uint8_t s_ulRead = 0;  // so that no reading is left out
+    inline static volatile std::uint8_t m_Read = 0;  // so that no reading is left out
 };

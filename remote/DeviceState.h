@@ -36,7 +36,7 @@ struct CDeviceState {
 
     /// Tells the observers of a change to the device; one that is gone, or has released this state, tells
     /// nothing. No lock may be held.
-    void Tell(const std::string& message) const;
+    void Tell(const std::string& message) const EXCLUDES(m_csName);
 
     /// The device's node name, for the link thread, which may not touch the tree. Any thread.
     std::string GetName() const;

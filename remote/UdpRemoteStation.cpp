@@ -11,7 +11,7 @@
 #include <utility>
 
 #include "model/settings/Language.h"
-#include "platform/os/language.h"
+#include "platform/os/system_language.h"
 #include "platform/windows/serving.h"
 #include "remote/UdpRemote.h"
 #include "remote/directory/DirectoryLookup.h"

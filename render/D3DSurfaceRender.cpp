@@ -10,8 +10,8 @@
 #include "inc/Mutex.h"
 #include "model/settings/Language.h"
 #include "platform/os/paths.h"
-#include "render/BmpFile.h"
 #include "render/CellPool.h"
+#include "render/SnapshotFile.h"
 
 namespace
 {
@@ -325,7 +325,7 @@ std::int32_t CD3DSurfaceRender::SaveSnapshot(std::string path, CSurface* surface
     const auto picture = stream.Get().offscreen;
     LockedRect locked;
     if (picture == nullptr || !picture->Lock(ELockMode::ReadOnly, locked)) return 0;
-    WriteBmpFile(HostPath(path), locked.bits, locked.pitch, stream.m_iWidth, stream.m_iHeight);
+    WriteSnapshotFile(HostPath(path), locked.bits, locked.pitch, stream.m_iWidth, stream.m_iHeight);
     picture->Unlock(false);
     return 0;
 }

@@ -57,9 +57,10 @@ class CD3DSurfaceRender : public CRender
     bool CreateDevice(CMessages& messages) REQUIRES(m_csRender);
     void Build(CD3DSurface& surface, CMessages& messages) REQUIRES(m_csRender);
     bool IsToRemake();
-    std::int32_t DropAndRecover(const ISurfaceDevice* found);
+    std::int32_t DropAndRecover(const ISurfaceDevice* found) EXCLUDES(m_csRender);
     void Recover(const ISurfaceDevice* found, CMessages& messages);
-    void Show(const char* function, const CMessages& messages) const;
+    // A person answers its boxes: no other stream may wait for that.
+    void Show(const char* function, const CMessages& messages) const EXCLUDES(m_csRender);
     std::int32_t Display(const CodecFrame* frame, CSurface* surface, HWND window, EShowing& showing);
     static EShowing Upload(const CodecFrame& frame, const CSurface& surface, IOffscreenSurface& to);
     std::shared_ptr<ISurfaceDevice> GetDevice() const;

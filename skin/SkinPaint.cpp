@@ -98,8 +98,8 @@ void PaintIcon(QPainter& painter, const QRectF& area, const Icon& icon, const QC
     painter.scale(scale, scale);
     painter.translate(-icon.width / 2, -icon.height / 2);
     for (const Shape& shape : icon.shapes) {
-        const bool stroked = shape.fStroke > 0;
-        QPen pen(color, shape.fStroke, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
+        const bool stroked = shape.stroke > 0;
+        QPen pen(color, shape.stroke, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
         painter.setPen(stroked ? pen : QPen(Qt::NoPen));
         painter.setBrush(stroked ? QBrush(Qt::NoBrush) : QBrush(color));
         painter.drawPath(Outline(shape));

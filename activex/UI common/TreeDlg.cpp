@@ -11,7 +11,7 @@
 #include "model/tree/CompositeIterator.h"
 #include "model/tree/Folder.h"
 #include "model/tree/Observer.h"
-#include "platform/os/language.h"
+#include "platform/os/system_language.h"
 #include "platform/qt/Keys.h"
 #include "platform/qt/Menu.h"
 #include "platform/qt/MessageBoxes.h"

@@ -1,11 +1,9 @@
 // Kernels of the H.264 decoder that move blocks of pixels: copies, averages and the addition of flat residuals.
 //
 // What holds for every pixel kernel of the H.264 side, here and in the other c264_*.h:
-//   * pointers need no alignment and strides may be odd or negative; blocks on 16-byte boundaries are the fast
-//   case;
+//   * pointers need no alignment and strides may be odd or negative; blocks on 16-byte boundaries are quicker;
 //   * a kernel reads the pixels that its clause names and no others, and writes its block and no others;
-//   * plain kernels define the result, vector kernels give the same bytes for every input, damaged input
-//   included;
+//   * plain kernels define the result, vector kernels give the same bytes for every input, also a damaged one;
 //   * kernels keep no state, so any thread may call them at any time.
 #pragma once
 
@@ -34,8 +32,8 @@ using c264_average_fn = void (*)(uint8_t* to, ptrdiff_t to_stride, const uint8_t
 /// what the inverse transform (ITU-T H.264 8.5.12) gives for blocks that hold nothing but their first
 /// coefficient.
 ///   pred, pred_stride   prediction; may be the target itself
-///   coeffs              the coefficient area of the quadrant, four blocks of 16; only the first value of each
-///   is read
+///   coeffs              the coefficient area of the quadrant, four blocks of 16, of which the first values are
+///                       read alone
 using c264_add_flat_fn = void (*)(uint8_t* to, ptrdiff_t to_stride, const uint8_t* pred, ptrdiff_t pred_stride,
                                   const int16_t* coeffs);
 

@@ -23,9 +23,8 @@ enum c264_deblock_kind {
 ///   edge          the first pixel past the edge, q0 of the clauses: leftmost or topmost of the block
 ///   stride        distance of rows in bytes
 ///   alpha, beta   thresholds of Table 8-16, alpha 0 to 255, beta 0 to 18; with 0 nothing changes
-///   tc0           clip values of Table 8-17. Normal: four, -1 for a quarter that isn't filtered. Uniform: only
-///   the
-///                 first, 0 or more. Strong: not read, may be null
+///   tc0           clip values of Table 8-17. Normal: four, -1 for a quarter that isn't filtered. Uniform:
+///                 only the first, 0 or more. Strong: not read, may be null
 using c264_deblock_fn = void (*)(uint8_t* edge, ptrdiff_t stride, int alpha, int beta, const int8_t* tc0);
 
 struct c264_deblock {

@@ -25,8 +25,8 @@ using c264_dequant_fn = void (*)(int16_t* coeffs, const int16_t* factors);
 
 /// Scales transformed DC values in place with the row of C264_SCALE_DC for the quantiser; results beyond 16
 /// bits are clipped.
-///   dc   sixteen luma values, (value * factor + 2) >> 2 (8.5.10), or eight of chroma, (value * factor) >> 1
-///   (8.5.11.2)
+///   dc   sixteen luma values, (value * factor + 2) >> 2 (8.5.10), or
+///        eight of chroma, (value * factor) >> 1 (8.5.11.2)
 using c264_dequant_dc_fn = void (*)(int16_t* dc, const int16_t* factors);
 
 struct c264_dequant {

@@ -10,9 +10,8 @@
 
 /// Predicts a 16x16 luma or an 8x8 chroma block.
 ///   to, to_stride   target: the prediction area, or the block in the frame itself
-///   at, stride      the block's top-left pixel in the frame; the row above it, the column left of it and the
-///   corner
-///                   between them are read as far as the mode asks for them
+///   at, stride      the block's top-left pixel in the frame; the row above it, the column left of it and
+///                   the corner between them are read as far as the mode asks for them
 using c264_intra_fn = void (*)(uint8_t* to, ptrdiff_t to_stride, const uint8_t* at, ptrdiff_t stride);
 
 /// Predicts a 4x4 luma block in the scratch of an intra 4x4 macroblock, whose rows are C264_INTRA4_STRIDE

@@ -10,9 +10,8 @@
 //     row_taps(p)                 sums of the six taps along the row, not rounded
 //     round5(words)               (sum + 16) >> 5, clipped to pixels
 //     centre(w0, ..., w5)         the six taps over sums of the first pass, (sum + 512) >> 10, clipped
-//     column                      six taps down a column: column(p, stride) reads rows -2 to 2, next(p) takes
-//     the row
-//                                 3 below the result's and returns the sums
+//     column                      six taps down a column: column(p, stride) reads rows -2 to 2, next(p)
+//                                 takes the row 3 below the result's and returns the sums
 #pragma once
 
 #include <cstddef>

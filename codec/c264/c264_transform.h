@@ -25,7 +25,7 @@ using c264_add_fn = void (*)(uint8_t* to, ptrdiff_t to_stride, const uint8_t* pr
 
 /// Transforms DC values in place.
 ///   dc   sixteen values of the luma blocks of a macroblock as a 4x4 matrix, by rows or by columns alike
-///   (8.5.10), or
+///        (8.5.10), or
 ///        eight of chroma: four of U by rows, then four of V (8.5.11.1)
 using c264_dc_fn = void (*)(int16_t* dc);
 

@@ -215,7 +215,7 @@ DeviceLink::Client* DeviceLink::FindOrAdd(TimeUs now, const Endpoint& from, cons
     return &it->second;
 }
 
-// When there is none, for all or for this address, lets a client go that watches nothing, or only says that it
+// When there is none, for all or for this address, drops a client that watches nothing, or only says that it
 // does: the one that has been silent for longest.
 bool DeviceLink::MakeRoom(const Endpoint& from)
 {

@@ -256,17 +256,20 @@ void Declare(CLI::App& app, Options& options, TextTable& texts)
         ->type_name("PORT")
         ->group("Network")
         ->check(CLI::Range(0, 65535));
-    app.add_option("--clients", options.clients, "clients served at once")
+    app.add_option("--clients", options.clients,
+                   "clients served at once, by datagrams and by direct streams each")
         ->type_name("N")
         ->group("Network")
         ->check(CLI::Range(1, 4096))
         ->capture_default_str();
-    app.add_option("--clients-per-address", options.clientsPerAddress, "of these, from one address")
+    app.add_option("--clients-per-address", options.clientsPerAddress,
+                   "of these, from one address; the control port has no limit")
         ->type_name("N")
         ->group("Network")
         ->check(CLI::Range(1, 4096))
         ->capture_default_str();
-    app.add_option("--drop-after", options.dropAfterSeconds, "seconds after which a silent client gets no more")
+    app.add_option("--drop-after", options.dropAfterSeconds,
+                   "seconds after which a client that is silent, or takes nothing, gets no more")
         ->type_name("SECONDS")
         ->group("Network")
         ->check(CLI::Range(0.1, 3600.0))

@@ -86,7 +86,7 @@ class CMessageRouter
     std::condition_variable& Changed(std::int32_t channel);
     bool HasMessage(std::int32_t channel) const REQUIRES(m_cs);
     std::optional<Message> Take(std::int32_t channel) REQUIRES(m_cs);
-    void Deliver(const char* name, std::span<const std::uint8_t> message, std::uint32_t tick);
+    void Deliver(const char* name, std::span<const std::uint8_t> message, std::uint32_t tick) EXCLUDES(m_cs);
 
     CLinkCounters& m_Counters;
     CThreadMark m_ReceivingThread;

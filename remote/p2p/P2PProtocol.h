@@ -66,10 +66,10 @@ class CP2PProtocol
     std::uint64_t GetDroppedDatagrams() const { return m_Dropped.load(std::memory_order_relaxed); }
 
   private:
-    void OnUserEntry(PEER_RECORD record);
-    void OnPunch(const PEER_RECORD& record, const sockaddr_in& from, IP2POutput& output);
-    void NoteSource(const PEER_RECORD& record, const sockaddr_in& from);
-    void Answer(std::uint32_t type, const sockaddr_in& to, IP2POutput& output) const;
+    void OnUserEntry(PEER_RECORD record) EXCLUDES(m_csList);
+    void OnPunch(const PEER_RECORD& record, const sockaddr_in& from, IP2POutput& output) EXCLUDES(m_csList);
+    void NoteSource(const PEER_RECORD& record, const sockaddr_in& from) EXCLUDES(m_csList);
+    void Answer(std::uint32_t type, const sockaddr_in& to, IP2POutput& output) const EXCLUDES(m_csList);
 
     // the list lock: a leaf, never held while anything is sent, delivered or printed
     mutable CMutex m_csList;

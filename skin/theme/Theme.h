@@ -68,7 +68,7 @@ struct PathStep {
 };
 
 struct Shape {
-    float fStroke = 0;  // pen width in the icon's units; 0 fills the outline
+    float stroke = 0;  // pen width in the icon's units; 0 fills the outline
     std::vector<PathStep> steps;
 };
 

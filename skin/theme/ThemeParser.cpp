@@ -227,7 +227,7 @@ void CParser::InIcon(std::string_view word)
     if (word != "fill" && word != "stroke") Fail("an icon has fill, stroke and end, not " + Quoted(word));
     if (m_Icon->shapes.size() >= MAX_SHAPES) Fail("too many shapes in the icon, the limit is 64");
     Shape shape;
-    if (word == "stroke") shape.fStroke = NextNumber("the pen's width", 0.01F, MAX_UNITS);
+    if (word == "stroke") shape.stroke = NextNumber("the pen's width", 0.01F, MAX_UNITS);
     shape.steps = NextSteps();
     m_Icon->shapes.push_back(std::move(shape));
 }

@@ -12,8 +12,8 @@
 #include "inc/CxLog.h"
 #include "model/NodeModel.h"
 #include "model/settings/Language.h"
-#include "platform/os/language.h"
 #include "platform/os/paths.h"
+#include "platform/os/system_language.h"
 #include "platform/windows/windows.h"
 #include "tests/activex/data_support.h"
 

@@ -37,12 +37,21 @@ TEST(ConsumerTest, LinksTheDecoderLibraryAloneWithoutThePackagesOfTheRest)
     EXPECT_EQ(ran.output, "refused: 1 1\n");
 }
 
-TEST(ConsumerTest, WithoutLibavOnlyTheLowerLibrariesAreThere)
+TEST(ConsumerTest, WithoutAPackageOfTheUpperLibrariesOnlyTheLowerOnesAreThere)
 {
-    const Outcome configured = Configure(BUILD + "-libav", "", "PKG_CONFIG_LIBDIR=/nowhere");
-    EXPECT_EQ(configured.status, 0) << configured.output;
-    EXPECT_NE(configured.output.find("no LIBAV, so only inc, codec and platform"), std::string::npos)
-        << configured.output;
+    const struct {
+        const char* package;
+        const char* settings;
+        const char* variables;
+    } rows[] = {{"LIBAV", "", "PKG_CONFIG_LIBDIR=/nowhere"},
+                {"X11_X11_xcb", "-D X11_X11_xcb_LIB= -D X11_X11_xcb_INCLUDE_PATH=", ""},
+                {"RapidXML", "-D WATCHWALL_RAPIDXML=", ""}};
+    for (const auto& row : rows) {
+        const Outcome configured = Configure(BUILD + "-without-" + row.package, row.settings, row.variables);
+        EXPECT_EQ(configured.status, 0) << configured.output;
+        const std::string told = std::string("no ") + row.package + ", so only inc, codec and platform";
+        EXPECT_NE(configured.output.find(told), std::string::npos) << configured.output;
+    }
 }
 
 TEST(ConsumerTest, WithoutEglTheRendererHasNoSuchDevice)

@@ -150,7 +150,7 @@ TEST(NamesTest, TypesAndParametersOfTemplatesAreNoConstants)
 // A field of an aggregate, a parameter or a local with the tag of a member.
 void CheckUntagged(const std::string& file, const std::string& line, Faults& faults)
 {
-    static const std::regex name(R"(\b(\w+)(>| |&|\*)[ &\*]*(sz|str|ul|dw|bs|i|b|p|h)[A-Z]\w*( =|[,;)\[{]))");
+    static const std::regex name(R"(\b(\w+)(>| |&|\*)[ &\*]*(sz|str|ul|dw|bs|i|b|p|h|f)[A-Z]\w*( =|[,;)\[{]))");
     const std::string code = line.substr(0, line.find("//"));
     if (code.find('"') != std::string::npos) return;
     for (auto at = std::sregex_iterator(code.begin(), code.end(), name); at != std::sregex_iterator(); ++at) {
@@ -170,6 +170,37 @@ TEST(NamesTest, MembersOfClassesAloneBearATag)
     CheckUntagged("a.h", "    return m_pPackets;", faults);
     CheckUntagged("a.h", "    std::int32_t m_iWidth = 0;", faults);
     EXPECT_THAT(faults, ElementsAre("a.h: int iWidth;", "a.h: IPackets* pPackets ="));
+}
+
+// A variable, parameter, field or function in lower case with underscores, which is codec's form.
+void CheckUnderscores(const std::string& file, const std::string& line, Faults& faults)
+{
+    // What writes headers as the standards say calls their fields as these do.
+    static const std::set<std::string> syntax = {"tests/support/h264_syntax.h", "tests/support/mpeg4_writer.h",
+                                                 "tests/codec/c264/c264_handmade_support.h"};
+    static const std::set<std::string> named = {"nal_ref_idc", "nal_unit_type", "slice_qp"};
+    static const std::regex declared(
+        R"((?:\b(?:auto|int|bool|char|double|float|unsigned|\w+_t|\w+_fn|string|[A-Z]\w+|(?:c264|codec|mpeg4)_\w+)|>))"
+        R"((?: [&\*]?|[&\*] )(?:const )?([a-z][a-z0-9]*(?:_[a-z0-9]+)+)(?= =|[;,)({\[]| :))");
+    if (syntax.count(file) != 0) return;
+    const std::string code = line.substr(0, line.find("//"));
+    if (code.find('"') != std::string::npos || code.starts_with('#')) return;
+    for (auto at = std::sregex_iterator(code.begin(), code.end(), declared); at != std::sregex_iterator();
+         ++at) {
+        if (named.count((*at)[1]) == 0) faults.push_back(file + ": " + (*at)[0].str());
+    }
+}
+
+TEST(NamesTest, TestsBenchesAndFuzzTargetsUseNoUnderscores)
+{
+    EXPECT_THAT(CheckLines({"bench", "fuzz", "tests"}, CheckUnderscores), IsEmpty());
+    Faults faults;
+    CheckUnderscores("a.h", "    const int row_bytes = 4;  // int a_b = 1;", faults);
+    CheckUnderscores("a.h", "void Flat(Bits* bits, std::uint32_t first_type)", faults);
+    CheckUnderscores("a.h", "    const auto [to_size, size] = Sizes();", faults);
+    CheckUnderscores("a.h", "    for (const Unit& next_unit : units)", faults);
+    CheckUnderscores("a.h", "    return av_frame_alloc() && decoder.mb_width;", faults);
+    EXPECT_THAT(faults, ElementsAre("a.h: int row_bytes", "a.h: uint32_t first_type", "a.h: Unit& next_unit"));
 }
 
 void CheckRecord(const std::string& file, const std::string& line, Faults& faults)
@@ -202,6 +233,24 @@ TEST(NamesTest, NoTwoHeadersDeclareAClassOfOneName)
         std::smatch match;
         if (file.ends_with(".h") && std::regex_match(line, match, declared)) headers[match[1]].insert(file);
     });
+    EXPECT_GT(headers.size(), 100U);
+    for (const auto& [name, files] : headers)
+        EXPECT_THAT(files, testing::SizeIs(1)) << name;
+}
+
+// By the file's name without case and underscores: the headers of it. The recorder is a program of its own.
+TEST(NamesTest, NoTwoHeadersBearOneName)
+{
+    std::map<std::string, std::set<std::string>> headers;
+    for (const std::string& folder : HOUSE) {
+        for (const auto& entry : fs::recursive_directory_iterator(SourcePath(folder))) {
+            if (entry.path().extension() != ".h") continue;
+            std::string name;
+            for (const char c : entry.path().stem().string())
+                if (c != '_') name += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+            headers[name].insert(fs::relative(entry.path(), SourcePath()).string());
+        }
+    }
     EXPECT_GT(headers.size(), 100U);
     for (const auto& [name, files] : headers)
         EXPECT_THAT(files, testing::SizeIs(1)) << name;

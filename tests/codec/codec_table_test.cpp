@@ -9,49 +9,49 @@ namespace
 {
 /// What the hooks of the test's own row were asked, and what they answer.
 struct HookLog {
-    int32_t open_result = 0;
-    int32_t decode_result = 1;
+    int32_t openResult = 0;
+    int32_t decodeResult = 1;
     int32_t got = 0;
     int opens = 0;
     int closes = 0;
     int decodes = 0;
-    int32_t last_size = 0;
+    int32_t lastSize = 0;
 };
-HookLog g_log;
+HookLog g_Log;
 
-int32_t open_hook(CodecContext* /*context*/)
+int32_t OpenHook(CodecContext* /*context*/)
 {
-    ++g_log.opens;
-    return g_log.open_result;
+    ++g_Log.opens;
+    return g_Log.openResult;
 }
 
-int32_t close_hook(CodecContext* /*context*/)
+int32_t CloseHook(CodecContext* /*context*/)
 {
-    ++g_log.closes;
+    ++g_Log.closes;
     return 0;
 }
 
-int32_t decode_hook(CodecContext* /*context*/, CodecFrame* /*frame*/, int32_t* got, const uint8_t* /*data*/,
-                    int32_t size)
+int32_t DecodeHook(CodecContext* /*context*/, CodecFrame* /*frame*/, int32_t* got, const uint8_t* /*data*/,
+                   int32_t size)
 {
-    ++g_log.decodes;
-    g_log.last_size = size;
-    *got = g_log.got;
-    return g_log.decode_result;
+    ++g_Log.decodes;
+    g_Log.lastSize = size;
+    *got = g_Log.got;
+    return g_Log.decodeResult;
 }
 
-std::string g_reported;
+std::string g_strReported;
 
 class CodecTable : public ::testing::Test
 {
   protected:
     void SetUp() override
     {
-        g_log = {};
-        g_reported.clear();
+        g_Log = {};
+        g_strReported.clear();
         codec_init();
         codec_register_all();
-        m_pOldReport = codec_set_report([](const char* text) { g_reported += text; });
+        m_pOldReport = codec_set_report([](const char* text) { g_strReported += text; });
         m_Context.width = 176;
         m_Context.height = 144;
     }
@@ -72,10 +72,10 @@ class CodecTable : public ::testing::Test
                         .kind = CODEC_KIND_VIDEO,
                         .id = 1000,
                         .priv_size = 100,
-                        .open = open_hook,
+                        .open = OpenHook,
                         .encode = nullptr,
-                        .close = close_hook,
-                        .decode = decode_hook,
+                        .close = CloseHook,
+                        .decode = DecodeHook,
                         .capabilities = 0,
                         .next = nullptr};
     CodecContext m_Context = {};
@@ -158,41 +158,41 @@ TEST_F(CodecTable, SecondOpenFailsAndLeavesTheContextOpen)
     EXPECT_EQ(codec_open(&m_Context, &m_Row), -1);
     EXPECT_EQ(m_Context.entry, &m_Row);
     EXPECT_EQ(m_Context.priv, priv);
-    EXPECT_EQ(g_log.opens, 1);
+    EXPECT_EQ(g_Log.opens, 1);
     EXPECT_EQ(Decode(4), 1);
 }
 
 TEST_F(CodecTable, FailingOpenHookUnbinds)
 {
-    g_log.open_result = -9999;
+    g_Log.openResult = -9999;
     EXPECT_EQ(codec_open(&m_Context, &m_Row), -1);
     EXPECT_EQ(m_Context.entry, nullptr);
     EXPECT_EQ(m_Context.priv, nullptr);
-    EXPECT_EQ(g_log.closes, 0);
+    EXPECT_EQ(g_Log.closes, 0);
     EXPECT_EQ(Decode(4), -1);
 }
 
 TEST_F(CodecTable, HookResultOfZeroIsAFailure)
 {
     ASSERT_EQ(codec_open(&m_Context, &m_Row), 0);
-    g_log.decode_result = 0;
+    g_Log.decodeResult = 0;
     EXPECT_EQ(Decode(4), -1);
-    EXPECT_EQ(g_log.decodes, 1);
+    EXPECT_EQ(g_Log.decodes, 1);
 }
 
 TEST_F(CodecTable, NegativeHookResultBecomesMinusOne)
 {
     ASSERT_EQ(codec_open(&m_Context, &m_Row), 0);
-    g_log.decode_result = -9965;
+    g_Log.decodeResult = -9965;
     EXPECT_EQ(Decode(4), -1);
 }
 
 TEST_F(CodecTable, PositiveHookResultIsTheBytesConsumed)
 {
     ASSERT_EQ(codec_open(&m_Context, &m_Row), 0);
-    g_log.decode_result = 9;
+    g_Log.decodeResult = 9;
     EXPECT_EQ(Decode(12), 9);
-    EXPECT_EQ(g_log.last_size, 12);
+    EXPECT_EQ(g_Log.lastSize, 12);
 }
 
 TEST_F(CodecTable, PictureCountRisesOnlyWithAPicture)
@@ -201,7 +201,7 @@ TEST_F(CodecTable, PictureCountRisesOnlyWithAPicture)
     EXPECT_EQ(Decode(4), 1);
     EXPECT_EQ(m_iGot, 0);
     EXPECT_EQ(m_Context.picture_count, 0);
-    g_log.got = 4;
+    g_Log.got = 4;
     EXPECT_EQ(Decode(4), 1);
     EXPECT_EQ(m_iGot, 4);
     EXPECT_EQ(m_Context.picture_count, 1);
@@ -214,7 +214,7 @@ TEST_F(CodecTable, NoDataAnswersZeroWithoutTheHook)
     EXPECT_EQ(Decode(0), 0);
     EXPECT_EQ(m_iGot, 0);
     EXPECT_EQ(Decode(-2), 0);
-    EXPECT_EQ(g_log.decodes, 0);
+    EXPECT_EQ(g_Log.decodes, 0);
 }
 
 TEST_F(CodecTable, NoDataReachesARowThatHoldsPicturesBack)
@@ -222,7 +222,7 @@ TEST_F(CodecTable, NoDataReachesARowThatHoldsPicturesBack)
     m_Row.capabilities = 0x20;
     ASSERT_EQ(codec_open(&m_Context, &m_Row), 0);
     EXPECT_EQ(Decode(0), 1);
-    EXPECT_EQ(g_log.decodes, 1);
+    EXPECT_EQ(g_Log.decodes, 1);
 }
 
 TEST_F(CodecTable, CloseOfAClosedContextFails)
@@ -230,9 +230,9 @@ TEST_F(CodecTable, CloseOfAClosedContextFails)
     EXPECT_EQ(codec_close(&m_Context), -1);
     ASSERT_EQ(codec_open(&m_Context, &m_Row), 0);
     EXPECT_EQ(codec_close(&m_Context), 0);
-    EXPECT_EQ(g_log.closes, 1);
+    EXPECT_EQ(g_Log.closes, 1);
     EXPECT_EQ(codec_close(&m_Context), -1);
-    EXPECT_EQ(g_log.closes, 1);
+    EXPECT_EQ(g_Log.closes, 1);
 }
 
 TEST_F(CodecTable, DecodeOnAClosedContextFails)
@@ -265,9 +265,9 @@ TEST_F(CodecTable, SizeCheck)
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(testing::Message() << row.width << "x" << row.height);
-        g_reported.clear();
+        g_strReported.clear();
         EXPECT_EQ(codec_check_size(row.width, row.height), row.valid);
-        EXPECT_EQ(g_reported, row.text);
+        EXPECT_EQ(g_strReported, row.text);
     }
 }
 
@@ -275,21 +275,21 @@ TEST_F(CodecTable, OpenWithAnInvalidSizeFailsWithoutTheHook)
 {
     m_Context.width = -16;
     EXPECT_EQ(codec_open(&m_Context, &m_Row), -1);
-    EXPECT_EQ(g_log.opens, 0);
+    EXPECT_EQ(g_Log.opens, 0);
     EXPECT_EQ(m_Context.entry, nullptr);
-    EXPECT_EQ(g_reported, "picture size invalid (4294967280x144)\n");
+    EXPECT_EQ(g_strReported, "picture size invalid (4294967280x144)\n");
 }
 
 TEST_F(CodecTable, OpenChecksNoSizeUntilBothAreSet)
 {
     m_Context.width = 0;
     EXPECT_EQ(codec_open(&m_Context, &m_Row), 0);
-    EXPECT_EQ(g_log.opens, 1);
-    EXPECT_EQ(g_reported, "");
+    EXPECT_EQ(g_Log.opens, 1);
+    EXPECT_EQ(g_strReported, "");
     // a decode looks at a size of which either is set
     EXPECT_EQ(Decode(4), -1);
-    EXPECT_EQ(g_log.decodes, 0);
-    EXPECT_EQ(g_reported, "picture size invalid (0x144)\n");
+    EXPECT_EQ(g_Log.decodes, 0);
+    EXPECT_EQ(g_strReported, "picture size invalid (0x144)\n");
 }
 
 TEST_F(CodecTable, DecodeWithoutAnySizeReachesTheHook)

@@ -130,8 +130,8 @@ TEST(CpuDetect, ABitWhoseTrialTrapsRunsWithoutThatFamily)
         trapping = bit;
         const std::uint32_t avx2 = bit == 0x04 || bit == 0x100 || bit == 0x40 ? 0x1000 : 0;
         EXPECT_EQ(c264_cpu_detect(Everything(), NotedTrial), (C264_TRIED & ~bit) | avx2) << std::hex << bit;
-        const std::uint32_t mpeg4_avx2 = bit == 0x200 ? 0x1000 : avx2;  // 0x200 has no trial on this side
-        EXPECT_EQ(Mpeg4Detect(Everything(), NotedTrial), (MPEG4_TRIED & ~bit) | mpeg4_avx2) << std::hex << bit;
+        const std::uint32_t mpeg4Avx2 = bit == 0x200 ? 0x1000 : avx2;  // 0x200 has no trial on this side
+        EXPECT_EQ(Mpeg4Detect(Everything(), NotedTrial), (MPEG4_TRIED & ~bit) | mpeg4Avx2) << std::hex << bit;
     }
     trapping = CODEC_CAP_AVX2;
     EXPECT_EQ(c264_cpu_detect(Everything(), NotedTrial), C264_TRIED);

@@ -18,8 +18,8 @@ struct Feed {
     bool picture = false;
     int closed = 0;
 };
-Feed g_feed;
-uint8_t g_plane[16];
+Feed g_Feed;
+uint8_t g_Plane[16];
 
 int32_t OpenHook(CodecContext* /*context*/)
 {
@@ -29,22 +29,22 @@ int32_t OpenHook(CodecContext* /*context*/)
 int32_t DecodeHook(CodecContext* /*context*/, CodecFrame* frame, int32_t* got, const uint8_t* data,
                    int32_t size)
 {
-    g_feed.units.emplace_back(data, data + size);
-    if (g_feed.picture) {
-        frame->data[0] = g_plane;
+    g_Feed.units.emplace_back(data, data + size);
+    if (g_Feed.picture) {
+        frame->data[0] = g_Plane;
         *got = 4;
     }
-    const size_t call = g_feed.units.size() - 1;
-    return call < g_feed.results.size() ? g_feed.results[call] : size;
+    const size_t call = g_Feed.units.size() - 1;
+    return call < g_Feed.results.size() ? g_Feed.results[call] : size;
 }
 
 int32_t CloseHook(CodecContext* /*context*/)
 {
-    ++g_feed.closed;
+    ++g_Feed.closed;
     return 0;
 }
 
-CodecEntry g_row = {.name = "fed",
+CodecEntry g_Row = {.name = "fed",
                     .kind = CODEC_KIND_VIDEO,
                     .id = CODEC_ID_H264,
                     .priv_size = 64,
@@ -104,72 +104,72 @@ TEST(FindNalLength, ShortBuffersGoToZeroOrBelow)
 class C264DecoderTest : public ::testing::Test
 {
   protected:
-    void SetUp() override { g_feed = {}; }
+    void SetUp() override { g_Feed = {}; }
 
     CodecFrame* Decode(const std::vector<uint8_t>& bytes)
     {
         return m_Decoder.Decode(bytes.data(), static_cast<int32_t>(bytes.size()));
     }
 
-    CC264Decoder m_Decoder{176, 144, &g_row};
+    CC264Decoder m_Decoder{176, 144, &g_Row};
 };
 
 TEST_F(C264DecoderTest, PayloadOfThreeUnitsIsFedUnitByUnit)
 {
-    g_feed.picture = true;
+    g_Feed.picture = true;
     const CodecFrame* const frame =
         Decode({0, 0, 0, 1, 0x67, 1, 0, 0, 0, 1, 0x68, 2, 0, 0, 0, 1, 0x65, 3, 4, 5, 6});
     ASSERT_NE(frame, nullptr);
-    EXPECT_EQ(frame->data[0], g_plane);
+    EXPECT_EQ(frame->data[0], g_Plane);
     const std::vector<std::vector<uint8_t>> units = {
         {0, 0, 0, 1, 0x67, 1, 0}, {0, 0, 1, 0x68, 2, 0}, {0, 0, 1, 0x65, 3}};
     // the last three bytes come in a pass of their own, whose length of 0 the table answers without the hook
-    EXPECT_EQ(g_feed.units, units);
+    EXPECT_EQ(g_Feed.units, units);
 }
 
 TEST_F(C264DecoderTest, StepsByWhatTheCoreConsumed)
 {
-    g_feed.results = {4};
+    g_Feed.results = {4};
     Decode({0, 0, 1, 0x67, 0, 0, 1, 0x68, 1, 1, 1});
-    ASSERT_EQ(g_feed.units.size(), 2u);
-    g_feed = {};
-    g_feed.results = {2};
+    ASSERT_EQ(g_Feed.units.size(), 2u);
+    g_Feed = {};
+    g_Feed.results = {2};
     Decode({0, 0, 1, 0x67, 0, 0, 1, 0x68, 1, 1, 1});
-    ASSERT_GE(g_feed.units.size(), 2u);
-    EXPECT_EQ(g_feed.units[1], (std::vector<uint8_t>{1, 0x67}));
+    ASSERT_GE(g_Feed.units.size(), 2u);
+    EXPECT_EQ(g_Feed.units[1], (std::vector<uint8_t>{1, 0x67}));
 }
 
 TEST_F(C264DecoderTest, UnitThatConsumesNothingDropsTheRest)
 {
-    g_feed.results = {0};
+    g_Feed.results = {0};
     EXPECT_EQ(Decode({0, 0, 1, 0x67, 0, 0, 1, 0x68, 1, 1, 1}), nullptr);  // the table makes -1 of it
-    EXPECT_EQ(g_feed.units.size(), 1u);
+    EXPECT_EQ(g_Feed.units.size(), 1u);
 }
 
 TEST_F(C264DecoderTest, FailureOfALaterUnitGivesNull)
 {
-    g_feed.picture = true;
-    g_feed.results = {4, -5};
+    g_Feed.picture = true;
+    g_Feed.results = {4, -5};
     EXPECT_EQ(Decode({0, 0, 1, 0x67, 0, 0, 1, 0x68, 1, 1, 1}), nullptr);
-    EXPECT_EQ(g_feed.units.size(), 2u);
+    EXPECT_EQ(g_Feed.units.size(), 2u);
 }
 
 TEST_F(C264DecoderTest, FaultInTheCoreCostsOneFrame)
 {
-    g_feed.results = {-1};
+    g_Feed.results = {-1};
     EXPECT_EQ(Decode({0, 0, 1, 0x65, 1, 2, 3}), nullptr);
-    g_feed = {};
-    g_feed.picture = true;
+    g_Feed = {};
+    g_Feed.picture = true;
     const CodecFrame* const frame = Decode({0, 0, 1, 0x65, 1, 2, 3});
     ASSERT_NE(frame, nullptr);
-    EXPECT_EQ(frame->data[0], g_plane);
+    EXPECT_EQ(frame->data[0], g_Plane);
 }
 
 TEST_F(C264DecoderTest, FrameIsClearedFirst)
 {
-    g_feed.picture = true;
+    g_Feed.picture = true;
     ASSERT_NE(Decode({0, 0, 1, 0x65, 1, 2, 3})->data[0], nullptr);
-    g_feed.picture = false;
+    g_Feed.picture = false;
     const CodecFrame* const frame = Decode({0, 0, 1, 0x65, 1, 2, 3});
     ASSERT_NE(frame, nullptr);
     EXPECT_EQ(frame->data[0], nullptr);
@@ -177,7 +177,7 @@ TEST_F(C264DecoderTest, FrameIsClearedFirst)
 
 TEST_F(C264DecoderTest, ZeroLengthOrNullBufferGivesTheClearedFrame)
 {
-    g_feed.picture = true;
+    g_Feed.picture = true;
     const uint8_t byte = 0;
     Decode({0, 0, 1, 0x65, 1, 2, 3});
     const CodecFrame* frame = m_Decoder.Decode(&byte, 0);
@@ -195,11 +195,11 @@ TEST_F(C264DecoderTest, BufferShorterThanThreeBytesGivesTheClearedFrame)
 {
     for (const std::vector<uint8_t>& bytes :
          {std::vector<uint8_t>{0}, {0, 0}, {0, 0, 0}, {1}, {0, 1}, {0, 0, 1}, {9, 9}}) {
-        g_feed = {};
+        g_Feed = {};
         const CodecFrame* const frame = Decode(bytes);
         ASSERT_NE(frame, nullptr);
         EXPECT_EQ(frame->data[0], nullptr);
-        EXPECT_TRUE(g_feed.units.empty());  // lengths of 0 or less never reach the hook
+        EXPECT_TRUE(g_Feed.units.empty());  // lengths of 0 or less never reach the hook
     }
 }
 
@@ -209,8 +209,8 @@ TEST_F(C264DecoderTest, BufferOfZeroBytesOnlyGivesTheClearedFrame)
     const CodecFrame* const frame = Decode(std::vector<uint8_t>(40));
     ASSERT_NE(frame, nullptr);
     EXPECT_EQ(frame->data[0], nullptr);
-    ASSERT_EQ(g_feed.units.size(), 1u);
-    EXPECT_EQ(g_feed.units[0].size(), 37u);
+    ASSERT_EQ(g_Feed.units.size(), 1u);
+    EXPECT_EQ(g_Feed.units[0].size(), 37u);
 }
 
 // The leaf's context, as the constructor left it.
@@ -242,44 +242,44 @@ TEST(VideoDecoder, LeavesOpenTheRowOfTheirCodecInTheirSize)
 class CFedDecoder : public CVideoDecoder
 {
   public:
-    CFedDecoder() : CVideoDecoder(176, 144, CODEC_ID_MPEG4, 0, &g_row) {}
+    CFedDecoder() : CVideoDecoder(176, 144, CODEC_ID_MPEG4, 0, &g_Row) {}
 };
 
 TEST(VideoDecoder, FeedsThePayloadWholeAndOnceHoweverMuchIsConsumed)
 {
-    g_feed = {};
-    g_feed.results = {2};
+    g_Feed = {};
+    g_Feed.results = {2};
     CFedDecoder decoder;
     const std::vector<uint8_t> bytes = {0, 0, 1, 0xB6, 1, 0, 0, 1, 0xB6, 2};
     EXPECT_NE(decoder.Decode(bytes.data(), 10), nullptr);
-    EXPECT_EQ(g_feed.units, std::vector<std::vector<uint8_t>>{bytes});
+    EXPECT_EQ(g_Feed.units, std::vector<std::vector<uint8_t>>{bytes});
 }
 
 // oddity: frame-handed-out-again
 TEST(VideoDecoder, FrameIsHandedOutOnceMoreWithoutAPictureAndAfterAFailure)
 {
-    g_feed = {};
-    g_feed.results = {4, -1, 4};
-    g_feed.picture = true;
+    g_Feed = {};
+    g_Feed.results = {4, -1, 4};
+    g_Feed.picture = true;
     CFedDecoder decoder;
     const uint8_t bytes[4] = {};
     const CodecFrame* const frame = decoder.Decode(bytes, 4);
     ASSERT_NE(frame, nullptr);
-    EXPECT_EQ(frame->data[0], g_plane);
-    g_feed.picture = false;
+    EXPECT_EQ(frame->data[0], g_Plane);
+    g_Feed.picture = false;
     EXPECT_EQ(decoder.Decode(bytes, 4), nullptr);
     EXPECT_EQ(decoder.Decode(bytes, 4), frame);
-    EXPECT_EQ(frame->data[0], g_plane) << "not cleared";
+    EXPECT_EQ(frame->data[0], g_Plane) << "not cleared";
 }
 
 TEST(VideoDecoder, DestructionClosesTheCoreOnce)
 {
-    g_feed = {};
+    g_Feed = {};
     {
         CFedDecoder decoder;
-        EXPECT_EQ(g_feed.closed, 0);
+        EXPECT_EQ(g_Feed.closed, 0);
     }
-    EXPECT_EQ(g_feed.closed, 1);
+    EXPECT_EQ(g_Feed.closed, 1);
 }
 
 TEST(VideoDecoder, UnknownCodecDecodesToNull)
@@ -309,24 +309,24 @@ class Mpeg4DecoderTest : public ::testing::Test
   protected:
     static void SetUpTestSuite()
     {
-        s_pPackets = new std::vector<Mpeg4Packet>(EncodeMpeg4({.frames = 4, .scene = ETestScene::Lively}));
+        m_pAll = new std::vector<Mpeg4Packet>(EncodeMpeg4({.frames = 4, .scene = ETestScene::Lively}));
     }
     static void TearDownTestSuite()
     {
-        delete s_pPackets;
-        s_pPackets = nullptr;
+        delete m_pAll;
+        m_pAll = nullptr;
     }
 
     const CodecFrame* Decode(const Mpeg4Packet& packet, size_t bytes)
     {
         return m_Decoder.Decode(packet.data(), static_cast<int32_t>(bytes));
     }
-    const CodecFrame* Decode(size_t i) { return Decode((*s_pPackets)[i], (*s_pPackets)[i].size()); }
+    const CodecFrame* Decode(size_t i) { return Decode((*m_pAll)[i], (*m_pAll)[i].size()); }
 
-    static std::vector<Mpeg4Packet>* s_pPackets;
+    static std::vector<Mpeg4Packet>* m_pAll;
     CMpeg4Decoder m_Decoder{176, 144};
 };
-std::vector<Mpeg4Packet>* Mpeg4DecoderTest::s_pPackets = nullptr;
+std::vector<Mpeg4Packet>* Mpeg4DecoderTest::m_pAll = nullptr;
 
 TEST_F(Mpeg4DecoderTest, HandsOutThePicture)
 {
@@ -349,7 +349,7 @@ TEST_F(Mpeg4DecoderTest, PayloadThatEndsInMidPictureReturnsTheOldFrame)
     ASSERT_NE(frame, nullptr);
     const CodecFrame old = *frame;
     const TestPicture picture = CopyPicture(*frame);
-    const Mpeg4Packet& second = (*s_pPackets)[1];
+    const Mpeg4Packet& second = (*m_pAll)[1];
     // the shortest one still has the whole VOP header
     for (size_t bytes = 12; bytes < second.size(); ++bytes) {
         ASSERT_EQ(Decode(second, bytes), frame) << bytes;
@@ -358,7 +358,7 @@ TEST_F(Mpeg4DecoderTest, PayloadThatEndsInMidPictureReturnsTheOldFrame)
     }
     // and the whole of it still predicts from the last good picture
     CMpeg4Decoder undamaged(176, 144);
-    undamaged.Decode((*s_pPackets)[0].data(), static_cast<int32_t>((*s_pPackets)[0].size()));
+    undamaged.Decode((*m_pAll)[0].data(), static_cast<int32_t>((*m_pAll)[0].size()));
     const CodecFrame* const expected = undamaged.Decode(second.data(), static_cast<int32_t>(second.size()));
     ASSERT_NE(Decode(1), nullptr);
     for (int plane = 0; plane < 3; ++plane)
@@ -367,7 +367,7 @@ TEST_F(Mpeg4DecoderTest, PayloadThatEndsInMidPictureReturnsTheOldFrame)
 
 TEST_F(Mpeg4DecoderTest, FirstPayloadThatEndsInMidPictureHasNoPlanes)
 {
-    const CodecFrame* const frame = Decode((*s_pPackets)[0], (*s_pPackets)[0].size() / 2);
+    const CodecFrame* const frame = Decode((*m_pAll)[0], (*m_pAll)[0].size() / 2);
     ASSERT_NE(frame, nullptr);
     EXPECT_EQ(frame->data[0], nullptr);
 }
@@ -387,7 +387,7 @@ TEST_F(Mpeg4DecoderTest, ZeroLengthReturnsThePreviousFrame)
 {
     const CodecFrame* const frame = Decode(0);
     const CodecFrame old = *frame;
-    EXPECT_EQ(m_Decoder.Decode((*s_pPackets)[0].data(), 0), frame);
+    EXPECT_EQ(m_Decoder.Decode((*m_pAll)[0].data(), 0), frame);
     EXPECT_EQ(std::memcmp(&old, frame, sizeof old), 0);
 }
 }  // namespace

@@ -54,10 +54,10 @@ std::vector<H264Packet> AsLinksHandOver(std::vector<H264Packet> packets)
 TEST(DecoderThreads, H264DecodersShareNothingButTheirTablesAndTheWarnings)
 {
     constexpr size_t THREADS = 4;
-    const H264Sequence sequence = MakeRandomH264({.seed = 3, .width_mbs = 4, .height_mbs = 3});
+    const H264Sequence sequence = MakeRandomH264({.seed = 3, .widthMbs = 4, .heightMbs = 3});
     const std::vector<H264Packet> packets = AsLinksHandOver(WriteH264(sequence, true));
-    const std::vector<H264Packet> short_ones =
-        AsLinksHandOver(WriteH264(MakeRandomH264({.seed = 3, .width_mbs = 1, .height_mbs = 1}), true));
+    const std::vector<H264Packet> shortOnes =
+        AsLinksHandOver(WriteH264(MakeRandomH264({.seed = 3, .widthMbs = 1, .heightMbs = 1}), true));
     std::atomic<size_t> waiting{0};
     std::vector<std::vector<TestPicture>> pictures(THREADS);
     std::vector<std::thread> threads;
@@ -73,7 +73,7 @@ TEST(DecoderThreads, H264DecodersShareNothingButTheirTablesAndTheWarnings)
                 if (frame && frame->data[0]) pictures[i].push_back(CopyPicture(*frame));
             }
             CC264Decoder warning(160, 160);  // of slices that end after their first macroblock
-            for (const H264Packet& packet : short_ones)
+            for (const H264Packet& packet : shortOnes)
                 warning.Decode(packet.data(), static_cast<int32_t>(packet.size()));
         });
     }

@@ -30,7 +30,7 @@ INSTANTIATE_TEST_SUITE_P(Slots, KernelWalk, testing::ValuesIn(AllKernelSlots()),
                          [](const auto& parameter) { return parameter.param.name; });
 
 // The alarm rings: slots that are broken on purpose.
-using halve_fn = void (*)(std::uint8_t* to, const std::uint8_t* from, int count);
+using HalveFn = void (*)(std::uint8_t* to, const std::uint8_t* from, int count);
 
 void HalvePlain(std::uint8_t* to, const std::uint8_t* from, int count)
 {
@@ -57,7 +57,7 @@ void HalveReadsBehind(std::uint8_t* to, const std::uint8_t* from, int count)
     static_cast<void>(behind);
 }
 
-KernelSlot HalveSlot(halve_fn sse2)
+KernelSlot HalveSlot(HalveFn sse2)
 {
     const auto choose = [sse2](std::uint32_t caps) { return (caps & CODEC_CAP_SSE2) != 0 ? sse2 : HalvePlain; };
     KernelSlot slot;
@@ -165,10 +165,10 @@ TEST(KernelPlane, PlacesRowsByStrideAndPadsAndAlignment)
                                  .rows = 5,
                                  .stride = stride,
                                  .align = align,
-                                 .pad_left = 3,
-                                 .pad_right = 9,
-                                 .pad_top = 2,
-                                 .pad_bottom = 4});
+                                 .padLeft = 3,
+                                 .padRight = 9,
+                                 .padTop = 2,
+                                 .padBottom = 4});
         plane.Fill(run);
         EXPECT_EQ(reinterpret_cast<std::uintptr_t>(plane.Row(0)) % static_cast<unsigned>(align), 0u);
         EXPECT_EQ(plane.Row(3) - plane.Row(0), 3 * stride);

@@ -41,9 +41,9 @@ TEST_P(TwoGridsTest, GridThatStaysKeepsItsCellsAndTheRenderer)
     ASSERT_TRUE(m_Second->Init(m_pParent.get(), MakeGridRecord({4}), 3));
     ASSERT_EQ(GetCells().size(), 8U);
     const auto render = CreateRender();
-    const bool first_goes = GetParam();
-    (first_goes ? m_Grid : m_Second).reset();
-    const CRenderWnd& stays = *(first_goes ? m_Second : m_Grid);
+    const bool firstGoes = GetParam();
+    (firstGoes ? m_Grid : m_Second).reset();
+    const CRenderWnd& stays = *(firstGoes ? m_Second : m_Grid);
 
     ASSERT_EQ(GetCells().size(), 4U);
     EXPECT_EQ(TakeFreeCell(), stays.GetCell(0)->Handle());

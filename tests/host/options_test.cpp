@@ -1,8 +1,14 @@
 #include "host/Options.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
+#include <fstream>
+#include <iterator>
+#include <set>
 #include <string>
+
+#include "tests/support/manual_options.h"
+#include "tests/support/test_places.h"
 
 namespace
 {
@@ -115,6 +121,18 @@ TEST(Options, HelpAndVersionAreTexts)
     }
     EXPECT_EQ(ParseOptions({"watchwall", "--version"}, options, message), EParsed::Version);
     EXPECT_TRUE(message.startsWith("watchwall "));
+}
+
+TEST(Options, AreThoseOfTheManual)
+{
+    Options options;
+    QString help;
+    ASSERT_EQ(ParseOptions({"watchwall", "--help"}, options, help), EParsed::Help);
+    const std::set<std::string> listed = OptionsOfHelp(help.toStdString());
+    EXPECT_GT(listed.size(), 10U);
+    std::ifstream in(SourcePath("packaging/watchwall.1"));
+    const std::string manual{std::istreambuf_iterator<char>(in), {}};
+    EXPECT_EQ(OptionsOfManual(manual), listed);
 }
 
 }  // namespace

@@ -119,18 +119,18 @@ TEST_F(ProcessLogEnd, CallerInsideLogOutlivesTheEnd)
     EXPECT_EXIT(
         {
             static std::promise<void> inside;
-            static std::promise<void> let_go;
+            static std::promise<void> letGo;
             static std::thread caller;
             std::atexit([] {  // registered before the log's own end, so it runs after it
                 const bool ended = CxLog::Find() == nullptr;
-                let_go.set_value();
+                letGo.set_value();
                 caller.join();
                 std::fprintf(stderr, "%s", ended ? "came out" : "the log stands");
                 std::fflush(stderr);
             });
             CxLog::Instance().SetView(1, [](std::int32_t, std::uint32_t, LogEntry*) {
                 inside.set_value();
-                let_go.get_future().wait();
+                letGo.get_future().wait();
                 return false;
             });
             caller = std::thread([] { CxLog::Instance().Log("a.cpp", "f", 1, ELogLevel::Message, "held"); });

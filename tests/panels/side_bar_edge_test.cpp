@@ -24,11 +24,11 @@ TEST_F(SideBarTest, WidthDefaultsToTwoHundredAndIsKeptInTheProfile)
 TEST_F(SideBarTest, DraggingTheRightEdgeChangesTheWidth)
 {
     Show();
-    QSignalSpy laid_out(&*m_Bar, &COutlook2Ctrl::LayoutRequested);
+    QSignalSpy laidOut(&*m_Bar, &COutlook2Ctrl::LayoutRequested);
     QTest::mousePress(&*m_Bar, Qt::LeftButton, {}, {198, 100});
     QTest::mouseMove(&*m_Bar, {240, 100});
     QTest::mouseRelease(&*m_Bar, Qt::LeftButton, {}, {250, 100});
-    EXPECT_EQ(laid_out.count(), 1);
+    EXPECT_EQ(laidOut.count(), 1);
     EXPECT_EQ(m_Bar->GetLayoutSize().width(), 252);
     m_Bar.reset();
     EXPECT_EQ(GetPrivateProfileIntA("Settings", "OutbarSize", 0, GetApplicationProfilePath().c_str()), 252);
@@ -117,12 +117,12 @@ TEST_F(SideBarTest, CollapsedBarIsDraggedBack)
 TEST_F(SideBarTest, KeysMoveTheRightEdge)
 {
     ShowWithFocus();
-    QSignalSpy laid_out(&*m_Bar, &COutlook2Ctrl::LayoutRequested);
+    QSignalSpy laidOut(&*m_Bar, &COutlook2Ctrl::LayoutRequested);
     QTest::keyClick(&*m_Bar, Qt::Key_Left);
     EXPECT_EQ(m_Bar->GetLayoutSize().width(), 190);
     QTest::keyClick(&*m_Bar, Qt::Key_Right);
     EXPECT_EQ(m_Bar->GetLayoutSize().width(), 210) << "from where the owner has put it";
-    EXPECT_EQ(laid_out.count(), 2);
+    EXPECT_EQ(laidOut.count(), 2);
     m_Bar->resize(COutlook2Ctrl::RESIZE_BAND, 400);
     QTest::keyClick(&*m_Bar, Qt::Key_Left);
     EXPECT_EQ(m_Bar->GetLayoutSize().width(), 0);

@@ -45,9 +45,9 @@ TEST_F(D3DSurfaceShowingTest, PictureThatGetsTheDeviceTooLateIsNotPresented)
 
 TEST_F(D3DSurfaceShowingTest, WhatTheConversionRefusesIsPresentedAndNotShown)
 {
-    CodecFrame no_plane = m_Frame.m_Frame;
-    no_plane.data[0] = nullptr;
-    EXPECT_EQ(Show(&no_plane), EShowing::NotConvertible);
+    CodecFrame noPlane = m_Frame.m_Frame;
+    noPlane.data[0] = nullptr;
+    EXPECT_EQ(Show(&noPlane), EShowing::NotConvertible);
     CSurface* const odd = m_Render.CreateSurface(360, HEIGHT);
     const CTestFrame frame(360, HEIGHT, 90);
     EXPECT_EQ(m_Render.DisplayClient(&frame.m_Frame, odd, CELL), 0);

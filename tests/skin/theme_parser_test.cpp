@@ -100,11 +100,11 @@ end
     EXPECT_EQ(icon.width, 24);
     EXPECT_EQ(icon.height, 12);
     ASSERT_EQ(icon.shapes.size(), 2U);
-    EXPECT_EQ(icon.shapes[0].fStroke, 0);
+    EXPECT_EQ(icon.shapes[0].stroke, 0);
     ASSERT_EQ(icon.shapes[0].steps.size(), 4U);
     EXPECT_EQ(icon.shapes[0].steps[3].kind, PathStep::EKind::Circle);
     EXPECT_EQ(icon.shapes[0].steps[3].values[2], 7);
-    EXPECT_EQ(icon.shapes[1].fStroke, 1.5F);
+    EXPECT_EQ(icon.shapes[1].stroke, 1.5F);
     EXPECT_EQ(icon.shapes[1].steps[0].values[5], 6);
 }
 

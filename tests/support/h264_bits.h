@@ -61,9 +61,9 @@ class CH264Bits
 
 /// Appends a start code of 3 or 4 bytes, the unit's header and the payload with its emulation prevention bytes.
 inline void H264AppendUnit(std::vector<uint8_t>* to, int nal_ref_idc, int nal_unit_type,
-                           const std::vector<uint8_t>& payload, bool long_start_code = true)
+                           const std::vector<uint8_t>& payload, bool longStartCode = true)
 {
-    if (long_start_code) to->push_back(0);
+    if (longStartCode) to->push_back(0);
     const int header = nal_ref_idc << 5 | nal_unit_type;
     for (const int byte : {0, 0, 1, header})
         to->push_back(static_cast<uint8_t>(byte));

@@ -44,8 +44,8 @@ class CCabacWriter
 
     void Write()
     {
-        for (int y = m_Picture.header.first_mb / m_Parameters.width_mbs; y < m_Parameters.height_mbs; ++y) {
-            for (int x = 0; x < m_Parameters.width_mbs; ++x) {
+        for (int y = m_Picture.header.first_mb / m_Parameters.widthMbs; y < m_Parameters.heightMbs; ++y) {
+            for (int x = 0; x < m_Parameters.widthMbs; ++x) {
                 m_pMb = H264MbAt(m_Parameters, m_Picture, x, y);
                 m_pLeft = H264MbAt(m_Parameters, m_Picture, x - 1, y);
                 m_pTop = H264MbAt(m_Parameters, m_Picture, x, y - 1);
@@ -149,11 +149,11 @@ class CCabacWriter
 
     void WriteDifference(int x, int y, int H264Vector::*component, int offset)
     {
-        const auto size_at = [&](int column, int row) {
+        const auto sizeAt = [&](int column, int row) {
             const H264BlockPlace place = H264BlockAt(m_pMb, m_pLeft, m_pTop, column, row, 4);
             return place.mb ? std::abs(place.mb->mvd[static_cast<size_t>(place.block)].*component) : 0;
         };
-        const int around = size_at(x - 1, y) + size_at(x, y - 1);
+        const int around = sizeAt(x - 1, y) + sizeAt(x, y - 1);
         const int value = m_pMb->mvd[static_cast<size_t>(y * 4 + x)].*component;
         const int size = std::abs(value);
         for (int i = 0; i < std::min(size, 9); ++i)
@@ -199,12 +199,12 @@ class CCabacWriter
     void WriteLumaPattern()
     {
         for (int quarter = 0; quarter < 4; ++quarter) {
-            const auto clear_at = [&](int x, int y) {
+            const auto clearAt = [&](int x, int y) {
                 const H264BlockPlace place = H264BlockAt(m_pMb, m_pLeft, m_pTop, x, y, 2);
                 return place.mb && !(place.mb->cbp_luma >> place.block & 1) ? 1 : 0;
             };
             const int context =
-                clear_at(quarter % 2 - 1, quarter / 2) + 2 * clear_at(quarter % 2, quarter / 2 - 1);
+                clearAt(quarter % 2 - 1, quarter / 2) + 2 * clearAt(quarter % 2, quarter / 2 - 1);
             m_Engine.Decision(CBP_LUMA + context, (m_pMb->cbp_luma >> quarter & 1) != 0);
         }
     }

@@ -16,10 +16,10 @@ void CH264CabacEngine::Decision(int context, bool bin)
     ++c.uses;
     const uint32_t lps = H264_RANGE_LPS[c.state][m_ulRange >> 6 & 3];
     m_ulRange -= lps;
-    if (bin != c.most_probable) {
+    if (bin != c.mostProbable) {
         m_ulLow += m_ulRange;
         m_ulRange = lps;
-        if (c.state == 0) c.most_probable = !c.most_probable;
+        if (c.state == 0) c.mostProbable = !c.mostProbable;
         c.state = H264_NEXT_STATE_LPS[c.state];
     } else if (c.state < 62) {
         ++c.state;

@@ -24,7 +24,7 @@ class CH264CabacEngine
   private:
     struct Context {
         uint8_t state;
-        bool most_probable;
+        bool mostProbable;
         uint32_t uses;
     };
 

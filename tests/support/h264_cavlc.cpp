@@ -16,22 +16,22 @@ class CCavlcWriter
 
     void Write()
     {
-        uint32_t skip_run = 0;
-        for (int y = m_Picture.header.first_mb / m_Parameters.width_mbs; y < m_Parameters.height_mbs; ++y) {
-            for (int x = 0; x < m_Parameters.width_mbs; ++x) {
+        uint32_t skipRun = 0;
+        for (int y = m_Picture.header.first_mb / m_Parameters.widthMbs; y < m_Parameters.heightMbs; ++y) {
+            for (int x = 0; x < m_Parameters.widthMbs; ++x) {
                 m_pMb = H264MbAt(m_Parameters, m_Picture, x, y);
                 if (m_pMb->type == EH264Mb::Skip) {
-                    ++skip_run;
+                    ++skipRun;
                     continue;
                 }
                 m_pLeft = H264MbAt(m_Parameters, m_Picture, x - 1, y);
                 m_pTop = H264MbAt(m_Parameters, m_Picture, x, y - 1);
-                if (!m_Picture.header.intra) m_Bits.Ue(skip_run);
-                skip_run = 0;
+                if (!m_Picture.header.intra) m_Bits.Ue(skipRun);
+                skipRun = 0;
                 WriteMacroblock();
             }
         }
-        if (skip_run > 0) m_Bits.Ue(skip_run);
+        if (skipRun > 0) m_Bits.Ue(skipRun);
     }
 
   private:
@@ -75,12 +75,12 @@ class CCavlcWriter
     static int CountLevels(const H264Macroblock& mb, int plane, int block)
     {
         const auto at = static_cast<size_t>(block);
-        const auto is_level = [](int level) { return level != 0; };
+        const auto isLevel = [](int level) { return level != 0; };
         if (plane > 0) {
             const auto& levels = mb.chroma_ac[static_cast<size_t>(plane - 1)][at];
-            return static_cast<int>(std::count_if(levels.begin(), levels.end(), is_level));
+            return static_cast<int>(std::count_if(levels.begin(), levels.end(), isLevel));
         }
-        return static_cast<int>(std::count_if(mb.luma[at].begin(), mb.luma[at].end(), is_level));
+        return static_cast<int>(std::count_if(mb.luma[at].begin(), mb.luma[at].end(), isLevel));
     }
 
     /// 9.2.1
@@ -129,18 +129,18 @@ class CCavlcWriter
     /// 9.2.2.1, the other way round
     void WriteLevels(const int* levels, const int* places, int total, int trailing)
     {
-        int suffix_length = total > 10 && trailing < 3 ? 1 : 0;
+        int suffixLength = total > 10 && trailing < 3 ? 1 : 0;
         for (int i = trailing; i < total; ++i) {
             const int level = levels[places[total - 1 - i]];
             int code = level > 0 ? 2 * level - 2 : -2 * level - 1;
             if (i == trailing && trailing < 3) code -= 2;
-            WriteLevel(code, suffix_length);
-            if (suffix_length == 0) suffix_length = 1;
-            if (std::abs(level) > 3 << (suffix_length - 1) && suffix_length < 6) ++suffix_length;
+            WriteLevel(code, suffixLength);
+            if (suffixLength == 0) suffixLength = 1;
+            if (std::abs(level) > 3 << (suffixLength - 1) && suffixLength < 6) ++suffixLength;
         }
     }
 
-    void WriteLevel(int code, int suffix_length)
+    void WriteLevel(int code, int suffixLength)
     {
         const auto put = [&](int prefix, int suffix, int bits) {
             m_Bits.Bits(0, prefix).Bit(true).Bits(static_cast<uint32_t>(suffix), bits);
@@ -152,33 +152,33 @@ class CCavlcWriter
                 rest -= 1 << (prefix - 3);
             put(prefix, rest, prefix - 3);
         };
-        if (suffix_length == 0) {
+        if (suffixLength == 0) {
             if (code < 14)
                 put(code, 0, 0);
             else if (code < 30)
                 put(14, code - 14, 4);
             else
                 escape(code - 30);
-        } else if (code < 15 << suffix_length) {
-            put(code >> suffix_length, code & ((1 << suffix_length) - 1), suffix_length);
+        } else if (code < 15 << suffixLength) {
+            put(code >> suffixLength, code & ((1 << suffixLength) - 1), suffixLength);
         } else {
-            escape(code - (15 << suffix_length));
+            escape(code - (15 << suffixLength));
         }
     }
 
     void WriteZeros(EH264Block kind, const int* places, int total, int count)
     {
-        int zeros_left = places[total - 1] + 1 - total;
+        int zerosLeft = places[total - 1] + 1 - total;
         if (total < count) {
             if (kind == EH264Block::ChromaDc)
-                m_Bits.Code(H264_TOTAL_ZEROS_CHROMA_DC[total - 1][zeros_left]);
+                m_Bits.Code(H264_TOTAL_ZEROS_CHROMA_DC[total - 1][zerosLeft]);
             else
-                m_Bits.Code(H264_TOTAL_ZEROS[total - 1][zeros_left]);
+                m_Bits.Code(H264_TOTAL_ZEROS[total - 1][zerosLeft]);
         }
-        for (int i = total - 1; i > 0 && zeros_left > 0; --i) {
+        for (int i = total - 1; i > 0 && zerosLeft > 0; --i) {
             const int run = places[i] - places[i - 1] - 1;
-            m_Bits.Code(H264_RUN_BEFORE[std::min(zeros_left, 7) - 1][run]);
-            zeros_left -= run;
+            m_Bits.Code(H264_RUN_BEFORE[std::min(zerosLeft, 7) - 1][run]);
+            zerosLeft -= run;
         }
     }
 

@@ -63,6 +63,6 @@ H264EncodedStream EncodeH264(const H264StreamShape& shape)
     }
     av_log_set_callback(av_log_default_callback);
     av_log_set_level(level);
-    stream.skipped_percent = g_dSkipped;
+    stream.skippedPercent = g_dSkipped;
     return stream;
 }

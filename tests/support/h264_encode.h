@@ -20,7 +20,7 @@ struct H264StreamShape {
 
 struct H264EncodedStream {
     std::vector<H264Packet> packets;
-    double skipped_percent = 0;  ///< of the macroblocks of its P pictures, as the encoder counted them
+    double skippedPercent = 0;  ///< of the macroblocks of its P pictures, as the encoder counted them
 };
 
 H264EncodedStream EncodeH264(const H264StreamShape& shape);

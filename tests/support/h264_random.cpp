@@ -40,9 +40,9 @@ struct Style {
     int large;    ///< a level of any size instead of a small one
     int far;      ///< a vector from the whole range
     int near;     ///< largest difference of the other vectors, quarter samples
-    int qp_changes;
-    int qp_low;
-    int qp_high;
+    int qpChanges;
+    int qpLow;
+    int qpHigh;
 };
 
 int Median(int a, int b, int c)
@@ -65,9 +65,9 @@ class CPictureMaker
 
     void Make()
     {
-        m_Picture.mbs.resize(static_cast<size_t>(m_Parameters.width_mbs) * m_Parameters.height_mbs);
-        for (m_iMbY = 0; m_iMbY < m_Parameters.height_mbs; ++m_iMbY) {
-            for (m_iMbX = 0; m_iMbX < m_Parameters.width_mbs; ++m_iMbX)
+        m_Picture.mbs.resize(static_cast<size_t>(m_Parameters.widthMbs) * m_Parameters.heightMbs);
+        for (m_iMbY = 0; m_iMbY < m_Parameters.heightMbs; ++m_iMbY) {
+            for (m_iMbX = 0; m_iMbX < m_Parameters.widthMbs; ++m_iMbX)
                 MakeMacroblock(&m_Picture.mbs[Index(m_iMbX, m_iMbY)]);
         }
     }
@@ -79,7 +79,7 @@ class CPictureMaker
         H264Vector mv;
     };
 
-    size_t Index(int x, int y) const { return static_cast<size_t>(y) * m_Parameters.width_mbs + x; }
+    size_t Index(int x, int y) const { return static_cast<size_t>(y) * m_Parameters.widthMbs + x; }
     bool HasLeft() const { return m_iMbX > 0; }
     bool HasTop() const { return m_iMbY > 0; }
 
@@ -120,9 +120,9 @@ class CPictureMaker
             !MayPredict(mb->intra_chroma_mode == 1 || mb->intra_chroma_mode == 3, mb->intra_chroma_mode >= 2));
     }
 
-    bool MayPredict(bool needs_left, bool needs_top) const
+    bool MayPredict(bool needsLeft, bool needsTop) const
     {
-        return (!needs_left || HasLeft()) && (!needs_top || HasTop());
+        return (!needsLeft || HasLeft()) && (!needsTop || HasTop());
     }
 
     void MakeIntra4x4Mode(H264Macroblock* mb, int index)
@@ -132,16 +132,16 @@ class CPictureMaker
         const bool top = block / 4 > 0 || HasTop();
         // Table 8-2: vertical, horizontal, DC, down left, down right, vertical right, horizontal down,
         // vertical left, horizontal up
-        static const bool needs_left[9] = {false, true, false, false, true, true, true, false, true};
-        static const bool needs_top[9] = {true, false, false, true, true, true, true, true, false};
+        static const bool needsLeft[9] = {false, true, false, false, true, true, true, false, true};
+        static const bool needsTop[9] = {true, false, false, true, true, true, true, true, false};
         const int predicted = PredictedMode(*mb, block);
         int mode = predicted;
         // the predicted one is always possible: a neighbour had the same samples beside it, or it is DC
-        const bool possible = (!needs_left[predicted] || left) && (!needs_top[predicted] || top);
+        const bool possible = (!needsLeft[predicted] || left) && (!needsTop[predicted] || top);
         if (!possible || m_Dice.Chance(70)) {
             do {
                 mode = m_Dice.Pick(0, 8);
-            } while ((needs_left[mode] && !left) || (needs_top[mode] && !top));
+            } while ((needsLeft[mode] && !left) || (needsTop[mode] && !top));
         }
         mb->intra4x4_mode[block] = mode;
         mb->rem_mode[index] = mode == predicted ? -1 : mode < predicted ? mode : mode - 1;
@@ -205,10 +205,10 @@ class CPictureMaker
             if (x > 3 || !m_Done[static_cast<size_t>(y * 4 + x)]) return {};
             return {true, true, mb.mv[static_cast<size_t>(y * 4 + x)]};
         }
-        const int mb_x = m_iMbX + (x < 0 ? -1 : x > 3 ? 1 : 0);
-        const int mb_y = m_iMbY + (y < 0 ? -1 : 0);
-        if (mb_x < 0 || mb_x >= m_Parameters.width_mbs || mb_y < 0) return {};
-        const H264Macroblock& other = m_Picture.mbs[Index(mb_x, mb_y)];
+        const int mbX = m_iMbX + (x < 0 ? -1 : x > 3 ? 1 : 0);
+        const int mbY = m_iMbY + (y < 0 ? -1 : 0);
+        if (mbX < 0 || mbX >= m_Parameters.widthMbs || mbY < 0) return {};
+        const H264Macroblock& other = m_Picture.mbs[Index(mbX, mbY)];
         if (other.IsIntra()) return {true, false, {}};
         return {true, true, other.mv[static_cast<size_t>((y & 3) * 4 + (x & 3))]};
     }
@@ -258,8 +258,8 @@ class CPictureMaker
 
     void MakeQp(H264Macroblock* mb)
     {
-        if (mb->HasResidual() && m_Dice.Chance(m_Style.qp_changes)) {
-            const int qp = m_Dice.Pick(m_Style.qp_low, m_Style.qp_high);
+        if (mb->HasResidual() && m_Dice.Chance(m_Style.qpChanges)) {
+            const int qp = m_Dice.Pick(m_Style.qpLow, m_Style.qpHigh);
             int delta = qp - m_iQp;
             if (delta > 25) delta -= 52;
             if (delta < -26) delta += 52;
@@ -272,30 +272,30 @@ class CPictureMaker
     void MakeLevels(H264Macroblock* mb)
     {
         m_iBitsLeft = LEVEL_BITS;
-        const int chroma_qp = H264_CHROMA_QP[std::clamp(mb->qp + m_Parameters.chroma_qp_index_offset, 0, 51)];
-        int dc_share = 0;
+        const int chromaQp = H264_CHROMA_QP[std::clamp(mb->qp + m_Parameters.chroma_qp_index_offset, 0, 51)];
+        int dcShare = 0;
         if (mb->type == EH264Mb::I16x16) {
             // 8.5.10: a quarter of the scaled sum reaches each block
             const int sum = MakeBlock(
                 mb->luma_dc.data(), 16, [&](int) { return H264LevelScale(mb->qp, 0); }, 2 * LARGEST_SUM);
-            dc_share = sum / 4 + 1;
+            dcShare = sum / 4 + 1;
         }
         for (int block = 0; block < 16; ++block) {
             if (!(mb->cbp_luma >> (block / 8 * 2 + block % 4 / 2) & 1)) continue;
             const int first = mb->type == EH264Mb::I16x16 ? 1 : 0;
             MakeBlock(
                 mb->luma[static_cast<size_t>(block)].data(), 16 - first,
-                [&](int k) { return H264LevelScale(mb->qp, k + first); }, LARGEST_SUM - dc_share);
+                [&](int k) { return H264LevelScale(mb->qp, k + first); }, LARGEST_SUM - dcShare);
         }
         for (int plane = 0; plane < 2 && mb->cbp_chroma != 0; ++plane) {
             // 8.5.11: half of the scaled sum reaches each block
             const int sum = MakeBlock(
                 mb->chroma_dc[static_cast<size_t>(plane)].data(), 4,
-                [&](int) { return H264LevelScale(chroma_qp, 0); }, LARGEST_SUM);
+                [&](int) { return H264LevelScale(chromaQp, 0); }, LARGEST_SUM);
             for (int block = 0; block < 4 && mb->cbp_chroma == 2; ++block)
                 MakeBlock(
                     mb->chroma_ac[static_cast<size_t>(plane)][static_cast<size_t>(block)].data(), 15,
-                    [&](int k) { return H264LevelScale(chroma_qp, k + 1); }, LARGEST_SUM - sum / 2 - 1);
+                    [&](int k) { return H264LevelScale(chromaQp, k + 1); }, LARGEST_SUM - sum / 2 - 1);
         }
     }
 
@@ -345,12 +345,12 @@ Style MakeStyle(CDice* dice)
     style.large = dice->Chance(60) ? 2 : some();
     style.far = dice->Chance(60) ? 2 : some();
     style.near = dice->Chance(20) ? 0 : dice->Chance(50) ? 5 : dice->Pick(1, 200);
-    style.qp_changes = some();
-    style.qp_low = dice->Pick(0, 51);
-    style.qp_high = dice->Chance(30) ? style.qp_low : dice->Pick(style.qp_low, 51);
+    style.qpChanges = some();
+    style.qpLow = dice->Pick(0, 51);
+    style.qpHigh = dice->Chance(30) ? style.qpLow : dice->Pick(style.qpLow, 51);
     if (dice->Chance(20)) {
-        style.qp_low = 0;
-        style.qp_high = 51;
+        style.qpLow = 0;
+        style.qpHigh = 51;
     }
     return style;
 }
@@ -359,8 +359,8 @@ H264Parameters MakeParameters(CDice* dice, const H264RandomShape& shape)
 {
     static const int profiles[] = {66, 77, 100};
     H264Parameters parameters;
-    parameters.width_mbs = shape.width_mbs;
-    parameters.height_mbs = shape.height_mbs;
+    parameters.widthMbs = shape.widthMbs;
+    parameters.heightMbs = shape.heightMbs;
     if (dice->Chance(30)) parameters.crop_right = dice->Pick(0, 7);
     if (dice->Chance(30)) parameters.crop_bottom = dice->Pick(0, 7);
     parameters.profile_idc = profiles[dice->Pick(0, 2)];
@@ -388,18 +388,18 @@ H264Sequence MakeRandomH264(const H264RandomShape& shape)
     H264Sequence sequence;
     sequence.parameters = MakeParameters(&dice, shape);
     const H264Parameters& parameters = sequence.parameters;
-    int frame_num = 0;
+    int frameNum = 0;
     for (int i = 0; i < shape.pictures; ++i) {
         H264Picture picture;
         H264SliceHeader& header = picture.header;
         header.idr = i % shape.gop == 0;
-        frame_num = header.idr ? 0 : frame_num + 1;
+        frameNum = header.idr ? 0 : frameNum + 1;
         header.intra = header.idr || dice.Chance(shape.still ? 3 : 15);
         header.all_alike = dice.Chance(50);
         header.nal_ref_idc = dice.Pick(1, 3);
-        header.frame_num = frame_num & ((1 << parameters.log2_max_frame_num) - 1);
+        header.frame_num = frameNum & ((1 << parameters.log2_max_frame_num) - 1);
         header.idr_pic_id = i / shape.gop & 1;
-        header.pic_order_cnt_lsb = 2 * frame_num & ((1 << parameters.log2_max_pic_order_cnt_lsb) - 1);
+        header.pic_order_cnt_lsb = 2 * frameNum & ((1 << parameters.log2_max_pic_order_cnt_lsb) - 1);
         header.num_ref_idx_active_override = dice.Chance(20);
         header.cabac_init_idc = dice.Pick(0, 2);
         Style style = MakeStyle(&dice);
@@ -409,7 +409,7 @@ H264Sequence MakeRandomH264(const H264RandomShape& shape)
             style.near = 2;
             style.far = 1;
         }
-        header.slice_qp = dice.Pick(style.qp_low, style.qp_high);
+        header.slice_qp = dice.Pick(style.qpLow, style.qpHigh);
         MakeDeblocking(&dice, parameters, &header);
         CPictureMaker(&dice, parameters, style, &picture).Make();
         sequence.pictures.push_back(std::move(picture));
@@ -420,8 +420,8 @@ H264Sequence MakeRandomH264(const H264RandomShape& shape)
 H264RandomShape H264ShapeOfSeed(uint32_t seed)
 {
     return {.seed = seed,
-            .width_mbs = 1 + static_cast<int>(seed * 7 % 9),
-            .height_mbs = 1 + static_cast<int>(seed * 5 % 8),
+            .widthMbs = 1 + static_cast<int>(seed * 7 % 9),
+            .heightMbs = 1 + static_cast<int>(seed * 5 % 8),
             .pictures = 6,
             .gop = 3};
 }

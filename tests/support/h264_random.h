@@ -12,8 +12,8 @@
 
 struct H264RandomShape {
     uint32_t seed = 1;
-    int width_mbs = 4;
-    int height_mbs = 4;
+    int widthMbs = 4;
+    int heightMbs = 4;
     int pictures = 6;
     int gop = 4;         ///< pictures from IDR to IDR; those between are P, now and then I
     bool still = false;  ///< most macroblocks of a P picture are skipped, and many with the zero vector

@@ -25,8 +25,8 @@ inline uint32_t H264IntraMbType(const H264Macroblock& mb)
 inline const H264Macroblock* H264MbAt(const H264Parameters& parameters, const H264Picture& picture, int x,
                                       int y)
 {
-    if (x < 0 || y < 0 || x >= parameters.width_mbs) return nullptr;
-    return &picture.mbs[static_cast<size_t>(y) * parameters.width_mbs + x];
+    if (x < 0 || y < 0 || x >= parameters.widthMbs) return nullptr;
+    return &picture.mbs[static_cast<size_t>(y) * parameters.widthMbs + x];
 }
 
 /// A 4x4 block of a macroblock or of a neighbour; x and y may be -1. `size` is 4 in luma and 2 in chroma.

@@ -58,7 +58,7 @@ class CLavcH264Decoder
     /// A vector of the last picture, in quarter samples, and the top left sample of its block.
     struct Motion {
         int x, y, width, height;
-        int mv_x, mv_y;
+        int mvX, mvY;
     };
     std::vector<Motion> Motions() const;
     /// The quantisers of the last picture's macroblocks, row by row.

@@ -14,8 +14,8 @@ struct H264Vector {
 };
 
 struct H264Parameters {
-    int width_mbs = 1;
-    int height_mbs = 1;
+    int widthMbs = 1;
+    int heightMbs = 1;
     int crop_right = 0;   ///< in units of two samples
     int crop_bottom = 0;  ///< in units of two samples
     int profile_idc = 77;
@@ -80,8 +80,8 @@ struct H264Sequence {
     H264Parameters parameters;
     std::vector<H264Picture> pictures;
 
-    int Width() const { return parameters.width_mbs * 16 - 2 * parameters.crop_right; }
-    int Height() const { return parameters.height_mbs * 16 - 2 * parameters.crop_bottom; }
+    int Width() const { return parameters.widthMbs * 16 - 2 * parameters.crop_right; }
+    int Height() const { return parameters.heightMbs * 16 - 2 * parameters.crop_bottom; }
 };
 
 /// One access unit with start codes, the parameter sets before it where they are sent.

@@ -33,9 +33,9 @@ H264Parameters ForCoder(H264Parameters parameters, bool cabac)
 
 void AppendSlice(const H264Parameters& parameters, const H264Picture& picture, H264Packet* packet)
 {
-    const bool long_start_code = !picture.header.idr || picture.header.all_alike;
+    const bool longStartCode = !picture.header.idr || picture.header.all_alike;
     H264AppendUnit(packet, picture.header.nal_ref_idc, picture.header.idr ? NAL_IDR : NAL_SLICE,
-                   WriteSlice(parameters, picture).Bytes(), long_start_code);
+                   WriteSlice(parameters, picture).Bytes(), longStartCode);
 }
 }  // namespace
 
@@ -47,7 +47,7 @@ void WriteH264Sps(const H264Parameters& parameters, CH264Bits* bits)
     bits->Ue(static_cast<uint32_t>(p.log2_max_frame_num - 4)).Ue(static_cast<uint32_t>(p.pic_order_cnt_type));
     if (p.pic_order_cnt_type == 0) bits->Ue(static_cast<uint32_t>(p.log2_max_pic_order_cnt_lsb - 4));
     bits->Ue(1).Bit(false);  // one reference frame, no gaps
-    bits->Ue(static_cast<uint32_t>(p.width_mbs - 1)).Ue(static_cast<uint32_t>(p.height_mbs - 1));
+    bits->Ue(static_cast<uint32_t>(p.widthMbs - 1)).Ue(static_cast<uint32_t>(p.heightMbs - 1));
     bits->Bit(true).Bit(true);  // frames only, direct_8x8_inference
     const bool crop = p.crop_right != 0 || p.crop_bottom != 0;
     bits->Bit(crop);
@@ -111,7 +111,7 @@ std::vector<H264Packet> WriteH264(const H264Sequence& sequence, bool cabac)
 
 H264Packet WriteH264From(const H264Sequence& sequence, H264Picture picture, int row, bool cabac)
 {
-    picture.header.first_mb = row * sequence.parameters.width_mbs;
+    picture.header.first_mb = row * sequence.parameters.widthMbs;
     picture.header.slice_qp = picture.mbs[static_cast<size_t>(picture.header.first_mb) - 1].qp;
     H264Packet packet;
     AppendSlice(ForCoder(sequence.parameters, cabac), picture, &packet);

@@ -82,19 +82,18 @@ std::vector<KernelStep> ChangedSteps(const KernelSlot& slot)
 std::vector<std::string> ProveKernel(const KernelSlot& slot, std::uint32_t seed)
 {
     std::vector<std::string> faults;
-    const KernelStep& plain_step = KernelSteps().front();
-    if (slot.select(plain_step.caps) == nullptr)
-        return {Where(slot, plain_step, 0, seed) + "the slot is empty"};
+    const KernelStep& plainStep = KernelSteps().front();
+    if (slot.select(plainStep.caps) == nullptr) return {Where(slot, plainStep, 0, seed) + "the slot is empty"};
 
     const std::vector<KernelStep> steps = ChangedSteps(slot);
     for (int round = 0; round < slot.rounds && faults.empty(); ++round) {
-        const std::uint32_t round_seed = seed + static_cast<std::uint32_t>(round) * 2654435761u;
-        CKernelRun plain(plain_step.caps, round_seed);
+        const std::uint32_t roundSeed = seed + static_cast<std::uint32_t>(round) * 2654435761u;
+        CKernelRun plain(plainStep.caps, roundSeed);
         slot.run(plain);
-        if (!plain.Fault().empty()) faults.push_back(Where(slot, plain_step, round, seed) + plain.Fault());
-        if (plain.Output().empty()) faults.push_back(Where(slot, plain_step, round, seed) + "keeps no output");
+        if (!plain.Fault().empty()) faults.push_back(Where(slot, plainStep, round, seed) + plain.Fault());
+        if (plain.Output().empty()) faults.push_back(Where(slot, plainStep, round, seed) + "keeps no output");
         for (const KernelStep& step : steps) {
-            CKernelRun run(step.caps, round_seed);
+            CKernelRun run(step.caps, roundSeed);
             slot.run(run);
             if (!run.Fault().empty()) faults.push_back(Where(slot, step, round, seed) + run.Fault());
             const std::string difference = Difference(plain.Output(), run.Output());

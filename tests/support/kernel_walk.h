@@ -22,8 +22,8 @@
 //         table.copy16x8(to.Row(0), to.Stride(), from.Row(0), from.Stride());
 //         run.Keep(to);
 //     }
-//     static const KernelSlotRegistration copy_slots([](std::vector<KernelSlot>& slots) { slots.push_back(...);
-//     });
+//     const KernelSlotRegistration COPY_SLOTS(
+//         [](std::vector<KernelSlot>& slots) { slots.push_back(...); });
 
 class CKernelRun;
 
@@ -85,10 +85,10 @@ struct KernelPlaneShape {
     int rows = 0;               ///< rows that the kernel may write
     std::ptrdiff_t stride = 0;  ///< from row to next row; may be odd or negative; 0 means width and the pads
     int align = 1;              ///< what the address of row 0 is a multiple of, a power of two
-    int pad_left = 0;           ///< bytes beside each row that the kernel may read
-    int pad_right = 0;
-    int pad_top = 0;  ///< rows above and below that the kernel may read
-    int pad_bottom = 0;
+    int padLeft = 0;            ///< bytes beside each row that the kernel may read
+    int padRight = 0;
+    int padTop = 0;  ///< rows above and below that the kernel may read
+    int padBottom = 0;
 };
 
 /// Input or output of one kernel call. The kernel may write the rectangle and read its pads; a write anywhere

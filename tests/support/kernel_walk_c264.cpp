@@ -69,12 +69,12 @@ void RunIntra(CKernelRun& run, const c264_slot& slot, int size)
                              .rows = size,
                              .stride = run.Stride(size + 1),
                              .align = run.Pick(0, 1) == 0 ? 8 : 1,
-                             .pad_left = 1,
-                             .pad_top = 1});
+                             .padLeft = 1,
+                             .padTop = 1});
     CKernelPlane to(run, {.width = size, .rows = size, .stride = run.Stride(size)});
     frame.Fill(run);
-    const bool in_place = run.Pick(0, 1) == 0;
-    CKernelPlane& target = in_place ? frame : to;
+    const bool inPlace = run.Pick(0, 1) == 0;
+    CKernelPlane& target = inPlace ? frame : to;
     kernel(target.Row(0), target.Stride(), frame.Row(0), frame.Stride());
     run.Keep(target);
 }
@@ -94,9 +94,9 @@ void RunIntra4(CKernelRun& run, const c264_slot& slot, int /*size*/)
                                .rows = 4,
                                .stride = C264_INTRA4_STRIDE,
                                .align = run.Pick(0, 1) == 0 ? 4 : 1,
-                               .pad_left = 1,
-                               .pad_right = 4,
-                               .pad_top = 1});
+                               .padLeft = 1,
+                               .padRight = 4,
+                               .padTop = 1});
     scratch.Fill(run);
     KernelOf<c264_intra4_fn>(run.Caps(), slot)(scratch.Row(0));
     run.Keep(scratch);
@@ -227,14 +227,14 @@ void RunDeblock(CKernelRun& run, const c264_slot& slot, int /*size*/)
     plane.Fill(run);
     if (run.Pick(0, 3) != 0) FillAroundEdge(run, plane, shape);
 
-    const auto index_a = static_cast<std::size_t>(run.Pick(0, 51));
-    const auto index_b = static_cast<std::size_t>(run.Pick(0, 51));
+    const auto indexA = static_cast<std::size_t>(run.Pick(0, 51));
+    const auto indexB = static_cast<std::size_t>(run.Pick(0, 51));
     const bool extreme = run.Pick(0, 5) == 0;
-    const int alpha = extreme ? run.Pick(0, 255) : C264_ALPHA[index_a];
-    const int beta = extreme ? run.Pick(0, 18) : C264_BETA[index_b];
+    const int alpha = extreme ? run.Pick(0, 255) : C264_ALPHA[indexA];
+    const int beta = extreme ? run.Pick(0, 18) : C264_BETA[indexB];
     std::array<std::int8_t, 4> tc0{};
     for (std::int8_t& clip : tc0)
-        clip = C264_TC0[index_a][run.Pick(shape.uniform ? 1 : 0, 3)];
+        clip = C264_TC0[indexA][run.Pick(shape.uniform ? 1 : 0, 3)];
 
     std::uint8_t* const edge = shape.vertical ? plane.Row(0) + shape.Reach() : plane.Row(shape.Reach());
     KernelOf<c264_deblock_fn>(run.Caps(), slot)(edge, plane.Stride(), alpha, beta, tc0.data());
@@ -296,14 +296,14 @@ std::function<void(int)> TimeAverage(std::uint32_t caps, const c264_slot& slot, 
 // every third place.
 void FillByTaps(CKernelRun& run, CKernelPlane& plane, int reach)
 {
-    const int x_phase = run.Pick(0, 2);
-    const int y_phase = run.Pick(0, 2);
+    const int xPhase = run.Pick(0, 2);
+    const int yPhase = run.Pick(0, 2);
     const bool inverted = run.Pick(0, 1) == 0;
     for (int y = -std::min(reach, 2); y < plane.Rows() + std::min(reach, 3); ++y) {
         for (int x = -std::min(reach, 2); x < plane.Width() + std::min(reach, 3); ++x) {
-            const bool minus_x = (x + 3 + x_phase) % 3 == 0;
-            const bool minus_y = (y + 3 + y_phase) % 3 == 0;
-            plane.Row(y)[x] = (minus_x != minus_y) != inverted ? 0 : 255;
+            const bool minusX = (x + 3 + xPhase) % 3 == 0;
+            const bool minusY = (y + 3 + yPhase) % 3 == 0;
+            plane.Row(y)[x] = (minusX != minusY) != inverted ? 0 : 255;
         }
     }
 }
@@ -317,10 +317,10 @@ void RunLuma(CKernelRun& run, const c264_slot& slot, int width)
     CKernelPlane from(run, {.width = width,
                             .rows = rows,
                             .stride = run.Stride(width + reach),
-                            .pad_left = columns ? 2 : 0,
-                            .pad_right = columns ? 3 : 0,
-                            .pad_top = lines ? 2 : 0,
-                            .pad_bottom = lines ? 3 : 0});
+                            .padLeft = columns ? 2 : 0,
+                            .padRight = columns ? 3 : 0,
+                            .padTop = lines ? 2 : 0,
+                            .padBottom = lines ? 3 : 0});
     CKernelPlane to(run, {.width = width, .rows = rows, .stride = run.Stride(width)});
     from.Fill(run);
     if (columns && lines && run.Pick(0, 3) == 0) FillByTaps(run, from, reach);
@@ -344,8 +344,8 @@ void RunChroma(CKernelRun& run, const c264_slot& slot, int width)
     CKernelPlane from(run, {.width = width,
                             .rows = rows,
                             .stride = run.Stride(width + right),
-                            .pad_right = right,
-                            .pad_bottom = index / 8 != 0 ? 1 : 0});
+                            .padRight = right,
+                            .padBottom = index / 8 != 0 ? 1 : 0});
     CKernelPlane to(run, {.width = width, .rows = rows, .stride = run.Stride(width)});
     from.Fill(run);
     KernelOf<c264_chroma_fn>(run.Caps(), slot)(to.Row(0), to.Stride(), from.Row(0), from.Stride(), rows, index);
@@ -428,6 +428,6 @@ void AddSlots(std::vector<KernelSlot>& slots)
     }
 }
 
-const KernelSlotRegistration c264_slots(AddSlots);
+const KernelSlotRegistration C264_SLOTS(AddSlots);
 
 }  // namespace

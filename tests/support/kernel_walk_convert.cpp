@@ -12,7 +12,7 @@ namespace
 struct ConvertSlot {
     const char* name;
     convert_fn convert_table::*slot;
-    int bytes_per_pixel;
+    int bytesPerPixel;
 };
 
 convert_fn Kernel(std::uint32_t caps, convert_fn convert_table::*slot)
@@ -36,33 +36,33 @@ void RunConversion(CKernelRun& run, const ConvertSlot& slot)
     const int width = PickWidth(run);
     const int height = run.Pick(1, 9);
     const int columns = planar ? width : width + width % 2;
-    const int chroma_columns = (width + 1) / 2;
-    const int chroma_rows = (height + 1) / 2;
+    const int chromaColumns = (width + 1) / 2;
+    const int chromaRows = (height + 1) / 2;
 
     CKernelPlane y(run, {.width = columns, .rows = height, .stride = run.Stride(columns)});
-    const std::ptrdiff_t chroma_stride = run.Stride(chroma_columns);
-    CKernelPlane u(run, {.width = chroma_columns, .rows = chroma_rows, .stride = chroma_stride});
-    CKernelPlane v(run, {.width = chroma_columns, .rows = chroma_rows, .stride = chroma_stride});
+    const std::ptrdiff_t chromaStride = run.Stride(chromaColumns);
+    CKernelPlane u(run, {.width = chromaColumns, .rows = chromaRows, .stride = chromaStride});
+    CKernelPlane v(run, {.width = chromaColumns, .rows = chromaRows, .stride = chromaStride});
     y.Fill(run);
     u.Fill(run);
     v.Fill(run);
-    const int row_bytes = columns * slot.bytes_per_pixel;
-    CKernelPlane to(run, {.width = row_bytes,
+    const int rowBytes = columns * slot.bytesPerPixel;
+    CKernelPlane to(run, {.width = rowBytes,
                           .rows = height,
-                          .stride = run.Stride(row_bytes),
+                          .stride = run.Stride(rowBytes),
                           .align = run.Pick(0, 2) == 0 ? 64 : 1});
-    const std::ptrdiff_t to_chroma_stride = run.Stride(chroma_columns);
-    CKernelPlane to_u(run, {.width = chroma_columns, .rows = chroma_rows, .stride = to_chroma_stride});
-    CKernelPlane to_v(run, {.width = chroma_columns, .rows = chroma_rows, .stride = to_chroma_stride});
+    const std::ptrdiff_t toChromaStride = run.Stride(chromaColumns);
+    CKernelPlane toU(run, {.width = chromaColumns, .rows = chromaRows, .stride = toChromaStride});
+    CKernelPlane toV(run, {.width = chromaColumns, .rows = chromaRows, .stride = toChromaStride});
 
-    convert_job job = {.to = {to.Row(0), planar ? to_u.Row(0) : nullptr, planar ? to_v.Row(0) : nullptr},
-                       .to_stride = {to.Stride(), planar ? to_chroma_stride : 0},
+    convert_job job = {.to = {to.Row(0), planar ? toU.Row(0) : nullptr, planar ? toV.Row(0) : nullptr},
+                       .to_stride = {to.Stride(), planar ? toChromaStride : 0},
                        .from = {y.Row(0), u.Row(0), v.Row(0)},
-                       .from_stride = {y.Stride(), chroma_stride},
+                       .from_stride = {y.Stride(), chromaStride},
                        .width = width,
                        .height = height};
     Kernel(run.Caps(), slot.slot)(job);
-    for (const CKernelPlane* plane : {&to, &to_u, &to_v, &y, &u, &v})
+    for (const CKernelPlane* plane : {&to, &toU, &toV, &y, &u, &v})
         run.Keep(*plane);
 }
 
@@ -82,7 +82,7 @@ std::function<void(int)> TimeConversion(std::uint32_t caps, const ConvertSlot& s
     const std::uint8_t* const from = pictures->from;
     const convert_job job = {
         .to = {to, to + WIDTH * HEIGHT, to + WIDTH * HEIGHT * 5 / 4},
-        .to_stride = {WIDTH * slot.bytes_per_pixel, WIDTH / 2},
+        .to_stride = {WIDTH * slot.bytesPerPixel, WIDTH / 2},
         .from = {from, from + WIDTH * HEIGHT, from + WIDTH * HEIGHT * 5 / 4},
         .from_stride = {WIDTH, WIDTH / 2},
         .width = WIDTH,
@@ -94,7 +94,7 @@ std::function<void(int)> TimeConversion(std::uint32_t caps, const ConvertSlot& s
     };
 }
 
-const KernelSlotRegistration convert_slots([](std::vector<KernelSlot>& slots) {
+const KernelSlotRegistration CONVERT_SLOTS([](std::vector<KernelSlot>& slots) {
     static constexpr ConvertSlot ALL[] = {
         {"convert_i420", &convert_table::i420, 1},     {"convert_yuy2", &convert_table::yuy2, 2},
         {"convert_uyvy", &convert_table::uyvy, 2},     {"convert_yvyu", &convert_table::yvyu, 2},

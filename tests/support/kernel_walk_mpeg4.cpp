@@ -79,12 +79,12 @@ void RunDequant(CKernelRun& run)
 
 struct PredictSlot {
     int rounding;
-    int width_index;
+    int widthIndex;
     int half;
-    int Width() const { return width_index == MPEG4_WIDTH_16 ? 16 : 8; }
+    int Width() const { return widthIndex == MPEG4_WIDTH_16 ? 16 : 8; }
     mpeg4_predict_fn Select(std::uint32_t caps) const
     {
-        return Table(caps).predict[rounding][width_index][half];
+        return Table(caps).predict[rounding][widthIndex][half];
     }
 };
 
@@ -94,8 +94,8 @@ void RunPredict(CKernelRun& run, const PredictSlot& slot)
     CKernelPlane from(run, {.width = slot.Width(),
                             .rows = rows,
                             .stride = run.Stride(slot.Width() + 1),
-                            .pad_right = slot.half & MPEG4_HALF_H ? 1 : 0,
-                            .pad_bottom = slot.half & MPEG4_HALF_V ? 1 : 0});
+                            .padRight = slot.half & MPEG4_HALF_H ? 1 : 0,
+                            .padBottom = slot.half & MPEG4_HALF_V ? 1 : 0});
     CKernelPlane to(run, {.width = slot.Width(), .rows = rows, .stride = run.Stride(slot.Width())});
     from.Fill(run);
     slot.Select(run.Caps())(to.Row(0), to.Stride(), from.Row(0), from.Stride(), rows);
@@ -234,7 +234,7 @@ void AddPredictSlots(std::vector<KernelSlot>& slots)
     }
 }
 
-const KernelSlotRegistration mpeg4_slots([](std::vector<KernelSlot>& slots) {
+const KernelSlotRegistration MPEG4_SLOTS([](std::vector<KernelSlot>& slots) {
     AddBlockSlots(slots);
     AddPredictSlots(slots);
     slots.push_back({.name = "mpeg4_state_clear",

@@ -78,19 +78,19 @@ struct CKernelPlane::Slab {
 
 CKernelPlane::CKernelPlane(CKernelRun& run, const KernelPlaneShape& shape) : m_Shape(shape)
 {
-    const std::ptrdiff_t row_bytes = shape.pad_left + shape.width + shape.pad_right;
-    const int all_rows = shape.pad_top + shape.rows + shape.pad_bottom;
+    const std::ptrdiff_t rowBytes = shape.padLeft + shape.width + shape.padRight;
+    const int allRows = shape.padTop + shape.rows + shape.padBottom;
     if (shape.width < 1 || shape.rows < 1 || !std::has_single_bit(static_cast<unsigned>(shape.align)))
         throw std::invalid_argument("CKernelPlane: bad shape");
-    if (m_Shape.stride == 0) m_Shape.stride = row_bytes;
+    if (m_Shape.stride == 0) m_Shape.stride = rowBytes;
     const std::ptrdiff_t step = std::abs(m_Shape.stride);
-    if (all_rows > 1 && step < row_bytes)
+    if (allRows > 1 && step < rowBytes)
         throw std::invalid_argument("CKernelPlane: stride below the row's bytes");
 
     // Where the readable bytes begin and end, seen from row 0.
-    const std::ptrdiff_t above = m_Shape.stride > 0 ? shape.pad_top : shape.rows - 1 + shape.pad_bottom;
-    const std::ptrdiff_t span = step * (all_rows - 1) + row_bytes;
-    const std::ptrdiff_t lead = above * step + shape.pad_left;
+    const std::ptrdiff_t above = m_Shape.stride > 0 ? shape.padTop : shape.rows - 1 + shape.padBottom;
+    const std::ptrdiff_t span = step * (allRows - 1) + rowBytes;
+    const std::ptrdiff_t lead = above * step + shape.padLeft;
     m_pSlab = std::make_unique<Slab>(static_cast<std::size_t>(span + 128 + shape.align));
 
     // At the first bytes of the slab, at its last ones, or somewhere: as near as the alignment lets it.
@@ -137,9 +137,9 @@ void CKernelPlane::Fill(CKernelRun& run)
 {
     const int pattern = run.Pick(0, 9);
     CNoise noise(run.Random()());
-    for (int y = -m_Shape.pad_top; y < m_Shape.rows + m_Shape.pad_bottom; ++y) {
+    for (int y = -m_Shape.padTop; y < m_Shape.rows + m_Shape.padBottom; ++y) {
         std::uint8_t* const row = Row(y);
-        for (int x = -m_Shape.pad_left; x < m_Shape.width + m_Shape.pad_right; ++x) {
+        for (int x = -m_Shape.padLeft; x < m_Shape.width + m_Shape.padRight; ++x) {
             const std::uint8_t random = noise.Byte();
             switch (pattern) {
                 case 0:
@@ -189,8 +189,8 @@ void CKernelPlane::Fill16(CKernelRun& run, int low, int high)
                 return run.Pick(low, high);
         }
     };
-    for (int y = -m_Shape.pad_top; y < m_Shape.rows + m_Shape.pad_bottom; ++y) {
-        for (int x = -m_Shape.pad_left; x + 1 < m_Shape.width + m_Shape.pad_right; x += 2) {
+    for (int y = -m_Shape.padTop; y < m_Shape.rows + m_Shape.padBottom; ++y) {
+        for (int x = -m_Shape.padLeft; x + 1 < m_Shape.width + m_Shape.padRight; x += 2) {
             const auto sample = static_cast<std::int16_t>(value());
             std::memcpy(Row(y) + x, &sample, sizeof sample);
         }

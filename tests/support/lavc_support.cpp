@@ -33,14 +33,14 @@ void FillLavcFrame(const TestPicture& picture, AVFrame* frame)
 
 TestPicture CopyLavcFrame(const AVFrame& frame)
 {
-    CodecFrame as_ours = {};
-    as_ours.width = frame.width;
-    as_ours.height = frame.height;
+    CodecFrame asOurs = {};
+    asOurs.width = frame.width;
+    asOurs.height = frame.height;
     for (int plane = 0; plane < 3; ++plane) {
-        as_ours.data[plane] = frame.data[plane];
-        as_ours.linesize[plane] = frame.linesize[plane];
+        asOurs.data[plane] = frame.data[plane];
+        asOurs.linesize[plane] = frame.linesize[plane];
     }
-    return CopyPicture(as_ours);
+    return CopyPicture(asOurs);
 }
 
 std::vector<std::vector<uint8_t>> EncodeScene(AVCodecContext* context, const TestSceneShape& shape, int frames)

@@ -68,7 +68,7 @@ class CMpeg4Writer
             Bit(value >> i & 1);
         return *this;
     }
-    /// A code as the standard prints it; blanks are passed over.
+    /// A code as the standard prints it; blanks are ignored.
     CMpeg4Writer& Code(const std::string& code)
     {
         for (char c : code) {

@@ -35,12 +35,12 @@ uint8_t Clip(int value)
 void Fill(TestPicture* picture, int plane, int x, int y, int width, int height, int value)
 {
     const int shift = plane == 0 ? 0 : 1;
-    const int plane_width = picture->width >> shift;
-    const int plane_height = picture->height >> shift;
-    for (int row = std::max(y >> shift, 0); row < std::min((y + height) >> shift, plane_height); ++row) {
-        for (int column = std::max(x >> shift, 0); column < std::min((x + width) >> shift, plane_width);
+    const int planeWidth = picture->width >> shift;
+    const int planeHeight = picture->height >> shift;
+    for (int row = std::max(y >> shift, 0); row < std::min((y + height) >> shift, planeHeight); ++row) {
+        for (int column = std::max(x >> shift, 0); column < std::min((x + width) >> shift, planeWidth);
              ++column)
-            picture->plane[plane][static_cast<size_t>(row * plane_width + column)] =
+            picture->plane[plane][static_cast<size_t>(row * planeWidth + column)] =
                 Clip(value + (plane == 0 ? (row * 3 + column) % 7 : 0));
     }
 }
@@ -74,7 +74,7 @@ void DrawSurveillance(const TestSceneShape& shape, int frame, TestPicture* pictu
         int width, height, y;
         double speed;
         int luma, u, v;
-        bool in_still;
+        bool inStill;
     } objects[] = {
         {shape.width / 9, shape.height / 4, shape.height / 2, 1.7, 60, 100, 150, false},
         {shape.width / 14, shape.height / 6, shape.height / 3, -2.3, 190, 140, 110, false},
@@ -82,7 +82,7 @@ void DrawSurveillance(const TestSceneShape& shape, int frame, TestPicture* pictu
         {shape.width / 40, shape.height / 12, shape.height / 2, 0.3, 40, 128, 128, true},
     };
     for (const auto& object : objects) {
-        if (still != object.in_still) continue;
+        if (still != object.inStill) continue;
         const int span = shape.width + object.width * 2;
         const int moved = static_cast<int>(std::lround(object.speed * frame)) + shape.width / 3;
         const int x = ((moved % span) + span) % span - object.width;

@@ -114,11 +114,11 @@ void CScreen::Key(std::uint32_t keysym)
 {
     const auto [key, shift] = m_pState->FindKey(keysym);
     if (key == 0) throw std::runtime_error("the keyboard has no key for " + std::to_string(keysym));
-    const int shift_key = m_pState->FindKey(KEY_SHIFT).first;
-    if (shift) Fake(XCB_KEY_PRESS, shift_key);
+    const int shiftKey = m_pState->FindKey(KEY_SHIFT).first;
+    if (shift) Fake(XCB_KEY_PRESS, shiftKey);
     Fake(XCB_KEY_PRESS, key);
     Fake(XCB_KEY_RELEASE, key);
-    if (shift) Fake(XCB_KEY_RELEASE, shift_key);
+    if (shift) Fake(XCB_KEY_RELEASE, shiftKey);
 }
 
 void CScreen::Type(const std::string& text)

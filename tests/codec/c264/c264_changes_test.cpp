@@ -105,10 +105,10 @@ TEST(C264Changes, DamagedStreamsAreTheSameWithoutCopying)
 
 TEST(C264Changes, WhatIsTheSameInBothPicturesIsNotWritten)
 {
-    for (const uint32_t disable_filter : {0u, 1u}) {
-        SCOPED_TRACE(disable_filter ? "unfiltered" : "filtered");
+    for (const uint32_t disableFilter : {0u, 1u}) {
+        SCOPED_TRACE(disableFilter ? "unfiltered" : "filtered");
         C264Fed fed(32, 32);
-        CH264Bits skipped = C264SliceStart({.type = 0, .disable_deblocking_filter_idc = disable_filter});
+        CH264Bits skipped = C264SliceStart({.type = 0, .disable_deblocking_filter_idc = disableFilter});
         skipped.Ue(4);
         fed.FeedSlice(C264Flats({1, 0, -1, 0}));
         fed.FeedSlice(skipped);

@@ -79,13 +79,13 @@ TEST_P(C264Data, UnitByUnitAndAllAtOnceGiveTheSamePictures)
     const std::vector<H264Packet> packets = ReadH264Stream(FOLDER + GetParam() + ".h264");
     const H264Size size = ReadSize(GetParam());
     CC264Decoder whole(size.width, size.height);
-    CC264Decoder by_unit(size.width, size.height);
+    CC264Decoder byUnit(size.width, size.height);
     for (const H264Packet& packet : packets) {
         const CodecFrame* const expected = FeedAsLink(&whole, packet);
         const CodecFrame* found = nullptr;
         for (const H264UnitPlace& unit : FindH264Units(packet)) {
-            found = FeedAsLink(&by_unit, H264Packet(packet.begin() + static_cast<ptrdiff_t>(unit.begin),
-                                                    packet.begin() + static_cast<ptrdiff_t>(unit.end)));
+            found = FeedAsLink(&byUnit, H264Packet(packet.begin() + static_cast<ptrdiff_t>(unit.begin),
+                                                   packet.begin() + static_cast<ptrdiff_t>(unit.end)));
         }
         ASSERT_TRUE(expected && expected->data[0]);
         ASSERT_TRUE(found && found->data[0]);

@@ -129,8 +129,8 @@ TEST(C264Frame, SwitchingSlicesAreIntendedToDecodeAsPAndReportNothing)
 TEST(C264Frame, SpsOfAnotherSizeChangesNothingInTheBuffers)
 {
     H264Parameters parameters = C264HandmadeParameters();
-    parameters.width_mbs = 120;
-    parameters.height_mbs = 68;
+    parameters.widthMbs = 120;
+    parameters.heightMbs = 68;
     C264Fed fed(SIZE, SIZE);
     fed.Feed(
         C264Joined({C264SpsUnit(parameters), C264PpsUnit(parameters), C264SliceUnit(C264Flats({1, 1, 1, 0}))}));
@@ -201,7 +201,7 @@ TEST(C264Frame, UnitsLargerThanASmallPictureHaveRoom)
 TEST(C264Frame, LengthPrefixedUnits)
 {
     // `from` bytes of a start code are left out
-    const auto length_unit = [](const H264Packet& unit, size_t from) {
+    const auto lengthUnit = [](const H264Packet& unit, size_t from) {
         H264Packet out(3);
         out.push_back(static_cast<uint8_t>(unit.size() - from));
         for (size_t i = from; i < unit.size(); ++i)
@@ -214,17 +214,17 @@ TEST(C264Frame, LengthPrefixedUnits)
     CH264Bits pps;
     WriteH264Pps(parameters, &pps);
     C264Fed fed(SIZE, SIZE, 1);
-    const H264Packet sps_unit = C264Unit(UNIT_SPS, sps.Bytes(), 3);
-    const H264Packet pps_unit = C264Unit(UNIT_PPS, pps.Bytes(), 3);
-    const H264Packet slice_unit = length_unit(C264SliceUnit(C264Flats({1, 0, 0, 0})), 4);
-    fed.Feed(C264Joined({length_unit(sps_unit, 4), length_unit(pps_unit, 4), slice_unit}));
+    const H264Packet spsUnit = C264Unit(UNIT_SPS, sps.Bytes(), 3);
+    const H264Packet ppsUnit = C264Unit(UNIT_PPS, pps.Bytes(), 3);
+    const H264Packet sliceUnit = lengthUnit(C264SliceUnit(C264Flats({1, 0, 0, 0})), 4);
+    fed.Feed(C264Joined({lengthUnit(spsUnit, 4), lengthUnit(ppsUnit, 4), sliceUnit}));
     EXPECT_EQ(fed.got, 1);
     EXPECT_EQ(fed.Middle(0, 0), 132);
 
     // both sets in one unit, which is read twice
     C264Fed joined(SIZE, SIZE, 1);
-    const H264Packet both = C264Joined({{0xAA}, sps_unit, pps_unit});
-    joined.Feed(C264Joined({length_unit(both, 0), slice_unit}));
+    const H264Packet both = C264Joined({{0xAA}, spsUnit, ppsUnit});
+    joined.Feed(C264Joined({lengthUnit(both, 0), sliceUnit}));
     EXPECT_EQ(joined.got, 1);
     EXPECT_EQ(joined.Middle(0, 0), 132);
 }

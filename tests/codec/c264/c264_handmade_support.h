@@ -79,9 +79,9 @@ inline CH264Bits C264SliceStart(const C264HandmadeSlice& slice)
 
 /// An intra macroblock of one colour in CAVLC: the DC prediction, and above it `level` (-1, 0 or 1) steps,
 /// which are 4 at a quantiser of 40.
-inline void C264Flat(CH264Bits* bits, int level, uint32_t first_intra_type = 0)
+inline void C264Flat(CH264Bits* bits, int level, uint32_t firstIntraType = 0)
 {
-    bits->Ue(first_intra_type + 3).Ue(0).Se(0);  // intra 16x16, DC, nothing coded; chroma DC; no mb_qp_delta
+    bits->Ue(firstIntraType + 3).Ue(0).Se(0);  // intra 16x16, DC, nothing coded; chroma DC; no mb_qp_delta
     if (level == 0) {
         bits->Code("1");
     } else {

@@ -62,10 +62,10 @@ TEST(C264Bits, GolombTooLongIsIntendedToBeZero)
 {
     CH264Bits written;
     written.Bits(0, 32).Bits(0xFFFFFFFF, 32).Bits(5, 3);
-    c264_bits unsigned_bits = Reader(written.Bytes());
-    EXPECT_EQ(unsigned_bits.ue(), 0u);
-    c264_bits signed_bits = Reader(written.Bytes());
-    EXPECT_EQ(signed_bits.se(), 0);
+    c264_bits unsignedBits = Reader(written.Bytes());
+    EXPECT_EQ(unsignedBits.ue(), 0u);
+    c264_bits signedBits = Reader(written.Bytes());
+    EXPECT_EQ(signedBits.se(), 0);
 }
 
 TEST(C264Header, Sps)
@@ -143,9 +143,9 @@ TEST(C264Header, SecondChromaOffsetIsIntendedToOverwriteTheFirst)
 {
     CH264Bits bits = PpsBits();
     bits.Bit(true).Bit(false).Se(-7).Trailing();
-    const C264Pps with_tail = ParsePps(bits, 100);
-    EXPECT_EQ(with_tail.chroma_qp_index_offset, -7);
-    EXPECT_EQ(with_tail.transform_8x8_mode_flag, 1);
+    const C264Pps withTail = ParsePps(bits, 100);
+    EXPECT_EQ(withTail.chroma_qp_index_offset, -7);
+    EXPECT_EQ(withTail.transform_8x8_mode_flag, 1);
     // read also where there is none: the trailing bits, then zeros, which are a code too long
     CH264Bits absent = PpsBits();
     absent.Trailing();

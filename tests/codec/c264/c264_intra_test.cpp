@@ -68,7 +68,7 @@ int Plane8(const CTestPlane& p, int x, int y)
 }
 
 // 8.3.4.1 to 8.3.4.3: chroma DC by 4x4 block, with the edges that are there.
-int ChromaDc(const CTestPlane& p, int x, int y, bool has_left, bool has_top)
+int ChromaDc(const CTestPlane& p, int x, int y, bool hasLeft, bool hasTop)
 {
     const int xo = x & ~3;
     const int yo = y & ~3;
@@ -76,11 +76,11 @@ int ChromaDc(const CTestPlane& p, int x, int y, bool has_left, bool has_top)
     const int left = (SumLeft(p, yo, 4) + 2) >> 2;
     const bool diagonal = (xo == 0 && yo == 0) || (xo > 0 && yo > 0);
     if (diagonal) {
-        if (has_left && has_top) return (SumTop(p, xo, 4) + SumLeft(p, yo, 4) + 4) >> 3;
-        return has_left ? left : has_top ? top : 128;
+        if (hasLeft && hasTop) return (SumTop(p, xo, 4) + SumLeft(p, yo, 4) + 4) >> 3;
+        return hasLeft ? left : hasTop ? top : 128;
     }
-    if (xo > 0) return has_top ? top : has_left ? left : 128;
-    return has_left ? left : has_top ? top : 128;
+    if (xo > 0) return hasTop ? top : hasLeft ? left : 128;
+    return hasLeft ? left : hasTop ? top : 128;
 }
 
 // 8.3.1.2.4 to 8.3.1.2.9
@@ -292,13 +292,13 @@ TEST(C264Intra, PredictionIntoAnAreaOfItsOwnLeavesTheFrame)
 TEST(C264Intra, DcVariantsIgnoreMissingNeighbours)
 {
     const c264_intra table = PlainTable();
-    const auto predict = [&](c264_intra_fn kernel, bool poison_top, bool poison_left) {
+    const auto predict = [&](c264_intra_fn kernel, bool poisonTop, bool poisonLeft) {
         std::mt19937 random(4);
         CTestPlane frame;
         frame.Fill(random, 0);
         for (int k = -1; k < 32; ++k) {
-            if (poison_top) frame.At(k, -1) ^= 0x5A;
-            if (poison_left) frame.At(-1, k) ^= 0xA5;
+            if (poisonTop) frame.At(k, -1) ^= 0x5A;
+            if (poisonLeft) frame.At(-1, k) ^= 0xA5;
         }
         std::string area(256, 0);
         kernel(reinterpret_cast<uint8_t*>(area.data()), 16, frame.Block(), CTestPlane::Stride());

@@ -74,7 +74,7 @@ TEST(C264LongCodes, TotalZerosAfterLongLevelsAreReadWhole)
     // 54 bits of token and levels, and six more, at every place in a byte
     H264Sequence sequence;
     sequence.parameters = C264HandmadeParameters();
-    sequence.parameters.width_mbs = 9;
+    sequence.parameters.widthMbs = 9;
     H264Macroblock mb;
     mb.type = EH264Mb::I16x16;
     mb.intra16x16_mode = 2;
@@ -222,7 +222,7 @@ class CArithmeticSlice
     /// The samples of the picture, after an I picture that isn't flat.
     std::vector<int> Decode() const
     {
-        H264Sequence sequence = MakeRandomH264({.seed = 5, .width_mbs = 1, .height_mbs = 1, .pictures = 1});
+        H264Sequence sequence = MakeRandomH264({.seed = 5, .widthMbs = 1, .heightMbs = 1, .pictures = 1});
         sequence.parameters = m_Parameters;
         C264Fed fed(16, 16);
         fed.Feed(WriteH264(sequence, true)[0]);
@@ -287,8 +287,8 @@ TEST(C264LongCodes, SuffixOfAVectorDifferenceEndsAtItsTwentiethStep)
 struct Residual {
     uint32_t level = 1;  ///< of the first luma coefficient
     bool endless = false;
-    int delta_ones = 0;  ///< bins of mb_qp_delta
-    bool delta_ends = true;
+    int deltaOnes = 0;  ///< bins of mb_qp_delta
+    bool deltaEnds = true;
 };
 
 /// No vector difference, and one coefficient in the first luma block.
@@ -302,10 +302,10 @@ std::vector<int> Coded(const Residual& residual)
     engine.Decision(73, true);  // the first 8x8 is coded, the others aren't, nor is chroma
     for (const int context : {73, 73, 76, 77})
         engine.Decision(context, false);
-    const auto delta_context = [](int bin) { return bin == 0 ? 60 : bin == 1 ? 62 : 63; };
-    for (int bin = 0; bin < residual.delta_ones; ++bin)
-        engine.Decision(delta_context(bin), true);
-    if (residual.delta_ends) engine.Decision(delta_context(residual.delta_ones), false);
+    const auto deltaContext = [](int bin) { return bin == 0 ? 60 : bin == 1 ? 62 : 63; };
+    for (int bin = 0; bin < residual.deltaOnes; ++bin)
+        engine.Decision(deltaContext(bin), true);
+    if (residual.deltaEnds) engine.Decision(deltaContext(residual.deltaOnes), false);
     for (const int context : {93, 134, 195})  // coded, significant, the last
         engine.Decision(context, true);
     if (residual.level == 1) {
@@ -333,7 +333,7 @@ TEST(C264LongCodes, SuffixOfALevelEndsAtItsTwentiethStep)
 TEST(C264LongCodes, QuantiserChangeEndsAtItsBin104)
 {
     // 104 says 52 less, which wraps to where it was
-    EXPECT_NE(Coded({.delta_ones = 40}), Coded({}));
-    EXPECT_EQ(Coded({.delta_ones = 104, .delta_ends = false}), Coded({}));
+    EXPECT_NE(Coded({.deltaOnes = 40}), Coded({}));
+    EXPECT_EQ(Coded({.deltaOnes = 104, .deltaEnds = false}), Coded({}));
 }
 }  // namespace

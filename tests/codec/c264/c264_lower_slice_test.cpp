@@ -19,7 +19,7 @@ void ForEachLowerSlice(const H264Sequence& sequence, Body body)
     for (size_t i = 0; i < cavlc.size() && !testing::Test::HasFatalFailure(); ++i) {
         SCOPED_TRACE(testing::Message() << "picture " << i);
         body(cavlc[i], cabac[i]);
-        for (int row = 1; row < sequence.parameters.height_mbs; ++row) {
+        for (int row = 1; row < sequence.parameters.heightMbs; ++row) {
             SCOPED_TRACE(testing::Message() << "from row " << row);
             const H264Picture& picture = sequence.pictures[i];
             body(WriteH264From(sequence, picture, row, false), WriteH264From(sequence, picture, row, true));

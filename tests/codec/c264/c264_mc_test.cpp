@@ -35,17 +35,17 @@ class LumaByClause
   public:
     explicit LumaByClause(const CTestPlane& plane) : m_Plane(plane) {}
 
-    int Sample(int x, int y, int x_fraction, int y_fraction) const
+    int Sample(int x, int y, int xFraction, int yFraction) const
     {
         const int g = m_Plane.At(x, y);
-        const int h_right = m_Plane.At(x + 1, y);
-        const int m_below = m_Plane.At(x, y + 1);
+        const int halfRight = m_Plane.At(x + 1, y);
+        const int halfBelow = m_Plane.At(x, y + 1);
         const int b = Rounded(RowSum(x, y));
         const int h = Rounded(ColumnSum(x, y));
         const int m = Rounded(ColumnSum(x + 1, y));
         const int s = Rounded(RowSum(x, y + 1));
         const int j = Centre(x, y);
-        switch (4 * y_fraction + x_fraction) {
+        switch (4 * yFraction + xFraction) {
             case 0:
                 return g;
             case 1:
@@ -53,7 +53,7 @@ class LumaByClause
             case 2:
                 return b;
             case 3:
-                return Average(b, h_right);
+                return Average(b, halfRight);
             case 4:
                 return Average(g, h);
             case 5:
@@ -71,7 +71,7 @@ class LumaByClause
             case 11:
                 return Average(j, m);
             case 12:
-                return Average(h, m_below);
+                return Average(h, halfBelow);
             case 13:
                 return Average(h, s);
             case 14:

@@ -32,7 +32,7 @@ TEST(C264Memory, NoPictureTakesMemoryInEitherCoder)
         const std::vector<H264Packet> packets = WriteH264(sequence, cabac);
         CC264Decoder decoder(sequence.Width(), sequence.Height());
         const size_t held = codec_memory_in_use();
-        const CNoMemory no_memory;
+        const CNoMemory noMemory;
         for (const H264Packet& packet : packets) {
             const CodecFrame* const frame = FeedAsLink(&decoder, packet);
             ASSERT_TRUE(frame && frame->data[0]);

@@ -77,12 +77,12 @@ TEST(C264Nal, StartCodeAtEndIsIntendedToNeedAByteAfterIt)
     EXPECT_EQ(header.used, 5u);
     EXPECT_EQ(header.nal.nal_unit_type, -1);
     EXPECT_EQ(header.nal.nal_ref_idc, 0);
-    const Split at_end = StartCode({0, 0, 1, 0x65, 5, 0, 0, 1});
-    EXPECT_EQ(at_end.used, 8u);
-    EXPECT_THAT(at_end.payload, ElementsAre(5, 0, 0, 1));
-    const Split with_one_more = StartCode({0, 0, 1, 0x65, 5, 0, 0, 1, 0});
-    EXPECT_EQ(with_one_more.used, 5u);
-    EXPECT_THAT(with_one_more.payload, ElementsAre(5));
+    const Split atEnd = StartCode({0, 0, 1, 0x65, 5, 0, 0, 1});
+    EXPECT_EQ(atEnd.used, 8u);
+    EXPECT_THAT(atEnd.payload, ElementsAre(5, 0, 0, 1));
+    const Split withOneMore = StartCode({0, 0, 1, 0x65, 5, 0, 0, 1, 0});
+    EXPECT_EQ(withOneMore.used, 5u);
+    EXPECT_THAT(withOneMore.payload, ElementsAre(5));
 }
 
 TEST(C264Nal, PayloadIsCutToTheRoom)

@@ -119,20 +119,20 @@ TEST(C264SliceEnd, SliceThatGoesOnBeyondThePictureIsWarnedOf)
 {
     // four macroblocks in a stream, one in the picture: the terminating bin after it is 0
     const H264Sequence sequence =
-        MakeRandomH264({.seed = 3, .width_mbs = 2, .height_mbs = 2, .pictures = 4, .gop = 4});
+        MakeRandomH264({.seed = 3, .widthMbs = 2, .heightMbs = 2, .pictures = 4, .gop = 4});
     const std::vector<H264Packet> packets = WriteH264(sequence, true);
     const CC264NewWarnings warnings;
     C264Fed fed(16, 16);
-    int i_slices = 0;
-    int p_slices = 0;
+    int intraSlices = 0;
+    int interSlices = 0;
     for (size_t k = 0; k < packets.size(); ++k) {
         fed.Feed(packets[k]);
         EXPECT_EQ(fed.got, 1);
-        (sequence.pictures[k].header.intra ? i_slices : p_slices) += 1;
+        (sequence.pictures[k].header.intra ? intraSlices : interSlices) += 1;
     }
-    ASSERT_GT(p_slices, 0);
-    EXPECT_EQ(warnings.Count(C264_WARNING_END_OF_I), i_slices);
-    EXPECT_EQ(warnings.Count(C264_WARNING_END_OF_P), p_slices);
+    ASSERT_GT(interSlices, 0);
+    EXPECT_EQ(warnings.Count(C264_WARNING_END_OF_I), intraSlices);
+    EXPECT_EQ(warnings.Count(C264_WARNING_END_OF_P), interSlices);
 }
 
 TEST(C264SliceEnd, SkipRunBeyondTheEndIsNotCarriedOver)

@@ -190,7 +190,7 @@ int ChromaAboveTheSlice(int offsetAbove, int offset, int level)
 {
     H264Sequence sequence;
     sequence.parameters = C264HandmadeParameters();
-    sequence.parameters.height_mbs = 2;
+    sequence.parameters.heightMbs = 2;
     sequence.parameters.chroma_qp_index_offset = offsetAbove;
     H264Macroblock mb;
     mb.type = EH264Mb::I16x16;

@@ -31,13 +31,13 @@ void ExpectVectors(const CLavcH264Decoder& decoder, const H264Parameters& parame
 {
     size_t told = 0;
     for (const CLavcH264Decoder::Motion& motion : decoder.Motions()) {
-        const size_t mb = static_cast<size_t>(motion.y / 16 * parameters.width_mbs + motion.x / 16);
+        const size_t mb = static_cast<size_t>(motion.y / 16 * parameters.widthMbs + motion.x / 16);
         ASSERT_LT(mb, picture.mbs.size());
         const size_t block = static_cast<size_t>(motion.y % 16 / 4 * 4 + motion.x % 16 / 4);
         const H264Vector& expected = picture.mbs[mb].mv[block];
         ASSERT_FALSE(picture.mbs[mb].IsIntra()) << "macroblock " << mb;
-        ASSERT_EQ(motion.mv_x, expected.x) << "macroblock " << mb << " block " << block;
-        ASSERT_EQ(motion.mv_y, expected.y) << "macroblock " << mb << " block " << block;
+        ASSERT_EQ(motion.mvX, expected.x) << "macroblock " << mb << " block " << block;
+        ASSERT_EQ(motion.mvY, expected.y) << "macroblock " << mb << " block " << block;
         ++told;
     }
     size_t inter = 0;
@@ -53,21 +53,21 @@ TEST(C264RandomStreams, LibavcodecReadsBothCodersAsTheyWereWritten)
         const H264Sequence sequence = MakeRandomH264(H264ShapeOfSeed(seed));
         const std::vector<H264Packet> cavlc = WriteH264(sequence, false);
         const std::vector<H264Packet> cabac = WriteH264(sequence, true);
-        CLavcH264Decoder cavlc_decoder;
-        CLavcH264Decoder cabac_decoder;
+        CLavcH264Decoder cavlcDecoder;
+        CLavcH264Decoder cabacDecoder;
         for (size_t i = 0; i < cavlc.size(); ++i) {
             SCOPED_TRACE(testing::Message() << "picture " << i);
-            ASSERT_TRUE(cavlc_decoder.Decode(cavlc[i]));
-            ASSERT_TRUE(cabac_decoder.Decode(cabac[i]));
-            for (const CLavcH264Decoder* decoder : {&cavlc_decoder, &cabac_decoder}) {
-                SCOPED_TRACE(decoder == &cavlc_decoder ? "CAVLC" : "CABAC");
+            ASSERT_TRUE(cavlcDecoder.Decode(cavlc[i]));
+            ASSERT_TRUE(cabacDecoder.Decode(cabac[i]));
+            for (const CLavcH264Decoder* decoder : {&cavlcDecoder, &cabacDecoder}) {
+                SCOPED_TRACE(decoder == &cavlcDecoder ? "CAVLC" : "CABAC");
                 ASSERT_NO_FATAL_FAILURE(ExpectQuantisers(*decoder, sequence.pictures[i]));
                 ASSERT_NO_FATAL_FAILURE(ExpectVectors(*decoder, sequence.parameters, sequence.pictures[i]));
             }
-            const TestPicture picture = cavlc_decoder.Picture();
+            const TestPicture picture = cavlcDecoder.Picture();
             ASSERT_EQ(picture.width, sequence.Width());
             ASSERT_EQ(picture.height, sequence.Height());
-            ASSERT_EQ(DescribeDifference(cabac_decoder.Picture(), picture), "");
+            ASSERT_EQ(DescribeDifference(cabacDecoder.Picture(), picture), "");
         }
     }
 }
@@ -183,13 +183,13 @@ TEST(C264RandomStreams, UseEveryContextInEveryInitialisation)
     for (size_t start = 0; start < 4; ++start) {
         for (size_t context = 3; context < 276; ++context) {
             // mb_type of I slices, and what only P slices have
-            const bool only_intra = context < 11;
-            const bool only_inter = context >= 11 && context < 60;
+            const bool onlyIntra = context < 11;
+            const bool onlyInter = context >= 11 && context < 60;
             // B slices, ref_idx, mb_field
             if ((context >= 24 && context < 40) || (context >= 54 && context < 60) ||
                 (context >= 70 && context < 73))
                 continue;
-            if (start == 3 ? only_inter : only_intra) continue;
+            if (start == 3 ? onlyInter : onlyIntra) continue;
             EXPECT_GE(uses[start][context], 3u) << "context " << context << " start " << start;
         }
     }

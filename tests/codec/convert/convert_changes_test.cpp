@@ -45,16 +45,16 @@ class CChangingPicture
     }
 
     /// Makes a macroblock of the second picture another one.
-    void Change(int mb_x, int mb_y, std::uint8_t seed)
+    void Change(int mbX, int mbY, std::uint8_t seed)
     {
-        m_Numbers[static_cast<std::size_t>(mb_y * m_Changes.across + mb_x)] = 2;
+        m_Numbers[static_cast<std::size_t>(mbY * m_Changes.across + mbX)] = 2;
         CodecFrame frame = m_Second.Frame();
         for (int plane = 0; plane < 3; ++plane) {
             const int size = plane == 0 ? 16 : 8;
             const int stride = frame.linesize[plane == 0 ? 0 : 1];
             for (int row = 0; row < size; ++row)
                 for (int column = 0; column < size; ++column)
-                    frame.data[plane][(mb_y * size + row) * stride + mb_x * size + column] ^=
+                    frame.data[plane][(mbY * size + row) * stride + mbX * size + column] ^=
                         static_cast<std::uint8_t>(seed + row);
         }
     }
@@ -132,10 +132,10 @@ class ConvertChangesTwice : public ::testing::Test
         for (int row = 0; row < HEIGHT; ++row)
             std::fill_n(m_Target.Target().data[0] + row * WIDTH * PIXEL_BYTES, WIDTH * PIXEL_BYTES, 0xA5);
     }
-    bool WasWritten(int mb_x, int mb_y) const
+    bool WasWritten(int mbX, int mbY) const
     {
         // the fourth byte of every pixel is written as 0
-        return m_Target.Row(mb_y * 16 + 3)[static_cast<std::size_t>(mb_x * 16 * PIXEL_BYTES + 3)] == 0;
+        return m_Target.Row(mbY * 16 + 3)[static_cast<std::size_t>(mbX * 16 * PIXEL_BYTES + 3)] == 0;
     }
     int Written() const
     {
@@ -171,15 +171,15 @@ TEST_F(ConvertChangesTwice, LeavesWhatDidNotChange)
 
 TEST_F(ConvertChangesTwice, SingleMacroblockTakesItsNeighbourAlong)
 {
-    for (const int mb_x : {0, 3, 5}) {
+    for (const int mbX : {0, 3, 5}) {
         CChangingPicture picture(WIDTH, HEIGHT);
         ConvertHeld held{};
         ASSERT_EQ(Convert(picture.First(), &held), CONVERT_OK);
         Spoil();
-        picture.Change(mb_x, 2, 1);
+        picture.Change(mbX, 2, 1);
         ASSERT_EQ(Convert(picture.Second(), &held), CONVERT_OK);
-        EXPECT_TRUE(WasWritten(mb_x, 2));
-        EXPECT_TRUE(WasWritten(mb_x == 5 ? 4 : mb_x + 1, 2));
+        EXPECT_TRUE(WasWritten(mbX, 2));
+        EXPECT_TRUE(WasWritten(mbX == 5 ? 4 : mbX + 1, 2));
         EXPECT_EQ(Written(), 2);
     }
 }

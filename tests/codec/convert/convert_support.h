@@ -78,11 +78,11 @@ class CTargetPicture
 
     ConvertTarget Target()
     {
-        const int chroma_stride = CNoisePicture::Chroma(m_iStride);
+        const int chromaStride = CNoisePicture::Chroma(m_iStride);
         std::uint8_t* const first = m_Bytes.data();
         std::uint8_t* const u = first + m_iStride * m_iRows;
-        return {.data = {first, u, u + chroma_stride * CNoisePicture::Chroma(m_iRows), nullptr},
-                .linesize = {m_iStride, chroma_stride, chroma_stride, 0},
+        return {.data = {first, u, u + chromaStride * CNoisePicture::Chroma(m_iRows), nullptr},
+                .linesize = {m_iStride, chromaStride, chromaStride, 0},
                 .format = m_iFormat};
     }
 

@@ -90,19 +90,19 @@ TEST_P(ConvertAtEveryStep, GivesTheTablesColourForEveryLumaAndChroma)
     frame.linesize[0] = WIDTH;
     frame.linesize[1] = WIDTH / 2;
     const auto clip = [](int value) { return value < 0 ? 0 : std::min(value, 255); };
-    for (int u_value = 0; u_value < 256; ++u_value) {
-        std::fill(u.begin(), u.end(), static_cast<std::uint8_t>(u_value));
+    for (int uValue = 0; uValue < 256; ++uValue) {
+        std::fill(u.begin(), u.end(), static_cast<std::uint8_t>(uValue));
         ASSERT_EQ(ConvertFrame(target, frame, WIDTH, HEIGHT, false), 0);
         for (int y = 0; y < HEIGHT; ++y) {
-            const int v_value = y / 2;
-            const int green_term = (v_value - 128) * 6660 + (u_value - 128) * 3203;
+            const int vValue = y / 2;
+            const int greenTerm = (vValue - 128) * 6660 + (uValue - 128) * 3203;
             for (int x = y % 2; x < WIDTH; x += 2) {
                 const int yt = (x / 2 - 16) * 9535;
                 const std::uint8_t* const pixel = &to[static_cast<std::size_t>((y * WIDTH + x) * 4)];
-                const bool right = pixel[0] == clip((yt + (u_value - 128) * 16531) >> 13) &&
-                                   pixel[1] == clip((yt - green_term) >> 13) &&
-                                   pixel[2] == clip((yt + (v_value - 128) * 13074) >> 13) && pixel[3] == 0;
-                ASSERT_TRUE(right) << "Y " << x / 2 << " U " << u_value << " V " << v_value << " gives "
+                const bool right = pixel[0] == clip((yt + (uValue - 128) * 16531) >> 13) &&
+                                   pixel[1] == clip((yt - greenTerm) >> 13) &&
+                                   pixel[2] == clip((yt + (vValue - 128) * 13074) >> 13) && pixel[3] == 0;
+                ASSERT_TRUE(right) << "Y " << x / 2 << " U " << uValue << " V " << vValue << " gives "
                                    << int{pixel[0]} << ", " << int{pixel[1]} << ", " << int{pixel[2]} << ", "
                                    << int{pixel[3]};
             }
@@ -296,8 +296,8 @@ TEST_P(ConvertAtEveryStep, BytesBetweenTheRowsStayAsTheyAre)
     CNoisePicture picture(48, 5);
     for (int format = 0; format < 40; ++format) {
         if (BYTES_A_PIXEL[format] == 0) continue;
-        const int row_bytes = 48 * BYTES_A_PIXEL[format];
-        CTargetPicture target(format, row_bytes + 13, 5);
+        const int rowBytes = 48 * BYTES_A_PIXEL[format];
+        CTargetPicture target(format, rowBytes + 13, 5);
         ASSERT_EQ(ConvertFrame(target.Target(), picture.Frame(), 48, 5, false), 0);
         for (int row = 0; row < 5; ++row)
             EXPECT_THAT(target.Row(row).last(13), Each(0xA5)) << "format " << format << " row " << row;

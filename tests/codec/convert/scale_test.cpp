@@ -36,11 +36,11 @@ std::vector<std::uint16_t> Pixels(const Bytes& bytes)
 
 using ScaleFn = int32_t (*)(uint8_t*, const uint8_t*, int32_t, int32_t, int32_t, int32_t);
 
-Bytes Scale(ScaleFn scale, const Bytes& from, int from_width, int from_height, int to_width, int to_height)
+Bytes Scale(ScaleFn scale, const Bytes& from, int fromWidth, int fromHeight, int toWidth, int toHeight)
 {
     // Exactly as long as the pictures: the address sanitizer sees every read and write beside them.
-    Bytes to(I420Bytes(to_width, to_height));
-    EXPECT_EQ(scale(to.data(), from.data(), to_width, to_height, from_width, from_height), 0);
+    Bytes to(I420Bytes(toWidth, toHeight));
+    EXPECT_EQ(scale(to.data(), from.data(), toWidth, toHeight, fromWidth, fromHeight), 0);
     return to;
 }
 
@@ -49,7 +49,7 @@ Bytes Scale(ScaleFn scale, const Bytes& from, int from_width, int from_height, i
 TEST(Scale, GivesTheExactPicture)
 {
     struct Row {
-        int to_width, to_height, from_width, from_height;
+        int toWidth, toHeight, fromWidth, fromHeight;
         std::uint64_t fixed, floating, rgb565;
     };
     const Row rows[] = {
@@ -65,25 +65,25 @@ TEST(Scale, GivesTheExactPicture)
         {18, 14, 9, 7, 0x3B4EEA7893EEBC8Au, 0x3B4EEA7893EEBC8Au, 0x50787487BCE46F9Fu},
     };
     for (const Row& row : rows) {
-        const Bytes from = NoisePicture(row.from_width, row.from_height);
-        const testing::Message name = testing::Message() << row.from_width << "x" << row.from_height << " to "
-                                                         << row.to_width << "x" << row.to_height;
+        const Bytes from = NoisePicture(row.fromWidth, row.fromHeight);
+        const testing::Message name = testing::Message() << row.fromWidth << "x" << row.fromHeight << " to "
+                                                         << row.toWidth << "x" << row.toHeight;
         EXPECT_EQ(
-            HashBytes(Scale(scale_yuv420, from, row.from_width, row.from_height, row.to_width, row.to_height)),
+            HashBytes(Scale(scale_yuv420, from, row.fromWidth, row.fromHeight, row.toWidth, row.toHeight)),
             row.fixed)
             << name;
-        EXPECT_EQ(HashBytes(Scale(scale_yuv420_float, from, row.from_width, row.from_height, row.to_width,
-                                  row.to_height)),
+        EXPECT_EQ(HashBytes(Scale(scale_yuv420_float, from, row.fromWidth, row.fromHeight, row.toWidth,
+                                  row.toHeight)),
                   row.floating)
             << name;
 
         const auto pixels =
-            Pixels(NoiseBytes(static_cast<std::size_t>(row.from_width * row.from_height * 2),
-                              static_cast<std::uint32_t>(row.from_width * 1000 + row.from_height)));
-        std::vector<std::uint16_t> to(static_cast<std::size_t>(row.to_width * row.to_height));
-        ASSERT_EQ(scale_rgb565(to.data(), pixels.data(), row.to_width, row.to_height, row.from_width,
-                               row.from_height),
-                  0);
+            Pixels(NoiseBytes(static_cast<std::size_t>(row.fromWidth * row.fromHeight * 2),
+                              static_cast<std::uint32_t>(row.fromWidth * 1000 + row.fromHeight)));
+        std::vector<std::uint16_t> to(static_cast<std::size_t>(row.toWidth * row.toHeight));
+        ASSERT_EQ(
+            scale_rgb565(to.data(), pixels.data(), row.toWidth, row.toHeight, row.fromWidth, row.fromHeight),
+            0);
         Bytes bytes(to.size() * 2);
         std::memcpy(bytes.data(), to.data(), bytes.size());
         EXPECT_EQ(HashBytes(bytes), row.rgb565) << name;
@@ -147,7 +147,7 @@ TEST(Scale, AWidthOrHeightOf0IsRefusedInsteadOfDividedBy)
 {
     Bytes to(64, 0xA5);
     const Bytes from(64);
-    std::vector<std::uint16_t> to_pixels(64, 0xA5A5);
+    std::vector<std::uint16_t> toPixels(64, 0xA5A5);
     const std::vector<std::uint16_t> pixels(64);
     const int sizes[][4] = {{0, 4, 4, 4},  {4, 0, 4, 4},         {4, 4, 0, 4},         {4, 4, 4, 0},
                             {-4, 4, 4, 4}, {4, -4, 4, 4},        {4, 4, -4, 4},        {4, 4, 4, -4},
@@ -155,7 +155,7 @@ TEST(Scale, AWidthOrHeightOf0IsRefusedInsteadOfDividedBy)
     for (const auto& s : sizes) {
         EXPECT_EQ(scale_yuv420(to.data(), from.data(), s[0], s[1], s[2], s[3]), -1);
         EXPECT_EQ(scale_yuv420_float(to.data(), from.data(), s[0], s[1], s[2], s[3]), -1);
-        EXPECT_EQ(scale_rgb565(to_pixels.data(), pixels.data(), s[0], s[1], s[2], s[3]), -1);
+        EXPECT_EQ(scale_rgb565(toPixels.data(), pixels.data(), s[0], s[1], s[2], s[3]), -1);
     }
     for (const int size : {0, -2, INT32_MIN, INT32_MAX}) {
         EXPECT_EQ(scale_yuv420_half(to.data(), from.data(), size, 4), -1);
@@ -163,7 +163,7 @@ TEST(Scale, AWidthOrHeightOf0IsRefusedInsteadOfDividedBy)
     }
     EXPECT_EQ(scale_yuv420_double(to.data(), from.data(), 5, 4), -1) << "no source is half of an odd size";
     EXPECT_THAT(to, Each(0xA5));
-    EXPECT_THAT(to_pixels, Each(0xA5A5));
+    EXPECT_THAT(toPixels, Each(0xA5A5));
 }
 
 TEST(Scale, APlanarPictureNeedsChroma)
@@ -182,12 +182,12 @@ TEST(Scale, NullBuffersAreRefused)
 {
     Bytes bytes(64);
     std::vector<std::uint16_t> pixels(64);
-    for (const auto& [to_size, from_size] : {std::pair{4, 4}, {2, 4}, {4, 2}, {4, 3}}) {
-        EXPECT_EQ(scale_yuv420(nullptr, bytes.data(), to_size, to_size, from_size, from_size), -1);
-        EXPECT_EQ(scale_yuv420(bytes.data(), nullptr, to_size, to_size, from_size, from_size), -1);
-        EXPECT_EQ(scale_yuv420_float(nullptr, bytes.data(), to_size, to_size, from_size, from_size), -1);
-        EXPECT_EQ(scale_rgb565(pixels.data(), nullptr, to_size, to_size, from_size, from_size), -1);
-        EXPECT_EQ(scale_rgb565(nullptr, pixels.data(), to_size, to_size, from_size, from_size), -1);
+    for (const auto& [toSize, from_size] : {std::pair{4, 4}, {2, 4}, {4, 2}, {4, 3}}) {
+        EXPECT_EQ(scale_yuv420(nullptr, bytes.data(), toSize, toSize, from_size, from_size), -1);
+        EXPECT_EQ(scale_yuv420(bytes.data(), nullptr, toSize, toSize, from_size, from_size), -1);
+        EXPECT_EQ(scale_yuv420_float(nullptr, bytes.data(), toSize, toSize, from_size, from_size), -1);
+        EXPECT_EQ(scale_rgb565(pixels.data(), nullptr, toSize, toSize, from_size, from_size), -1);
+        EXPECT_EQ(scale_rgb565(nullptr, pixels.data(), toSize, toSize, from_size, from_size), -1);
     }
     EXPECT_EQ(scale_yuv420_half(nullptr, bytes.data(), 2, 2), -1);
     EXPECT_EQ(scale_yuv420_double(bytes.data(), nullptr, 4, 4), -1);

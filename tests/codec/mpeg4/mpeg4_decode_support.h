@@ -11,7 +11,7 @@
 #include "tests/support/mpeg4_writer.h"
 
 /// R4 of the devices.
-inline constexpr int chroma_default[4] = {0, 0, 1, 0};
+inline constexpr int CHROMA_DEFAULT[4] = {0, 0, 1, 0};
 
 struct Vector {
     int x;
@@ -54,13 +54,13 @@ inline void Predict(const TestPicture& from, TestPicture* to, int plane, int x, 
 }
 
 /// The whole prediction of a macroblock with one vector.
-inline void PredictMacroblock(const TestPicture& from, TestPicture* to, int mb_x, int mb_y, Vector vector,
+inline void PredictMacroblock(const TestPicture& from, TestPicture* to, int mbX, int mbY, Vector vector,
                               const int rounding[4])
 {
-    Predict(from, to, 0, mb_x * 16, mb_y * 16, 16, vector);
+    Predict(from, to, 0, mbX * 16, mbY * 16, 16, vector);
     const Vector chroma = {(vector.x >> 1) + rounding[vector.x & 3], (vector.y >> 1) + rounding[vector.y & 3]};
     for (int plane : {1, 2})
-        Predict(from, to, plane, mb_x * 8, mb_y * 8, 8, chroma);
+        Predict(from, to, plane, mbX * 8, mbY * 8, 8, chroma);
 }
 
 /// A decoder of 48x48, three macroblocks square, that has shown an I picture.

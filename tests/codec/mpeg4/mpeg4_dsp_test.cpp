@@ -55,8 +55,8 @@ TEST(Mpeg4Dsp, LaterStepsStandOverTheEarlierOnes)
 TEST(Mpeg4Dsp, SetThatTrapsInItsTrialIsNotUsed)
 {
     codec_cpu_report report = codec_read_cpu();
-    const auto trap_sse2 = [](codec_cap bit, const codec_cpu_report&) { return bit != CODEC_CAP_SSE2; };
-    const mpeg4_dsp_t found = Filled(mpeg4_cpu_detect(nullptr, report, trap_sse2));
+    const auto trapSse2 = [](codec_cap bit, const codec_cpu_report&) { return bit != CODEC_CAP_SSE2; };
+    const mpeg4_dsp_t found = Filled(mpeg4_cpu_detect(nullptr, report, trapSse2));
     EXPECT_EQ(found.idct_add, Filled(0).idct_add);
     EXPECT_EQ(found.predict[0][MPEG4_WIDTH_16][MPEG4_HALF_HV],
               Filled(0).predict[0][MPEG4_WIDTH_16][MPEG4_HALF_HV]);

@@ -133,21 +133,21 @@ TEST_P(Ieee1180, TenThousandBlocks)
                 square[i] += off * off;
             }
         }
-        double all_error = 0;
-        double all_square = 0;
-        double worst_error = 0;
-        double worst_square = 0;
+        double allError = 0;
+        double allSquare = 0;
+        double worstError = 0;
+        double worstSquare = 0;
         for (size_t i = 0; i < 64; ++i) {
-            all_error += error[i] / BLOCKS / 64;
-            all_square += square[i] / BLOCKS / 64;
-            worst_error = std::max(worst_error, std::abs(error[i] / BLOCKS));
-            worst_square = std::max(worst_square, square[i] / BLOCKS);
+            allError += error[i] / BLOCKS / 64;
+            allSquare += square[i] / BLOCKS / 64;
+            worstError = std::max(worstError, std::abs(error[i] / BLOCKS));
+            worstSquare = std::max(worstSquare, square[i] / BLOCKS);
         }
         EXPECT_LE(peak, 1);
-        EXPECT_LE(worst_square, 0.06);
-        EXPECT_LE(all_square, 0.02);
-        EXPECT_LE(worst_error, 0.015);
-        EXPECT_LE(std::abs(all_error), 0.0015);
+        EXPECT_LE(worstSquare, 0.06);
+        EXPECT_LE(allSquare, 0.02);
+        EXPECT_LE(worstError, 0.015);
+        EXPECT_LE(std::abs(allError), 0.0015);
     }
 }
 

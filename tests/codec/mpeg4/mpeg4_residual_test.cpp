@@ -39,14 +39,14 @@ TEST_F(Mpeg4Decode, QuantTypeIsReadAndIgnored)
 }
 
 /// A macroblock with a change of quant and one level of 1 in its first luma block, vector zero.
-const char* const changed_quant_macroblock = "0 011 1011 11 1 1 0111 0";
+const char* const changedQuantMacroblock = "0 011 1011 11 1 1 0111 0";
 
 TEST_F(Mpeg4Decode, RunningQuantIsNotClamped)
 {
     FeedP(
         [](CMpeg4Writer& w) {
             for (int i = 0; i < 3; ++i)
-                w.Code(changed_quant_macroblock);
+                w.Code(changedQuantMacroblock);
             w.Skip(6);
         },
         {.type = 1, .quant = 31});
@@ -89,7 +89,7 @@ TEST_F(Mpeg4Decode, BadCodeSkipsTheRestOfItsBlockOnly)
             sample = static_cast<uint8_t>(sample + residual);
         }
     }
-    PredictMacroblock(m_Base, &expected, 1, 0, {6, 2}, chroma_default);
+    PredictMacroblock(m_Base, &expected, 1, 0, {6, 2}, CHROMA_DEFAULT);
     ExpectSamePicture(m_Fed.Picture(), expected);
 }
 
@@ -102,7 +102,7 @@ TEST_F(Mpeg4Decode, RunThatLeavesTheBlockEndsIt)
         w.InterMacroblock(6, 2).Skip(7);
     });
     TestPicture expected = m_Base;
-    PredictMacroblock(m_Base, &expected, 1, 0, {6, 2}, chroma_default);
+    PredictMacroblock(m_Base, &expected, 1, 0, {6, 2}, CHROMA_DEFAULT);
     ExpectSamePicture(m_Fed.Picture(), expected);
 }
 
@@ -114,7 +114,7 @@ TEST_F(Mpeg4Decode, RunThatLeavesTheBlockTakesNoneOfTheBitsAfterItsCode)
         w.InterMacroblock(6, 2).Skip(7);
     });
     TestPicture expected = m_Base;
-    PredictMacroblock(m_Base, &expected, 1, 0, {6, 2}, chroma_default);
+    PredictMacroblock(m_Base, &expected, 1, 0, {6, 2}, CHROMA_DEFAULT);
     ExpectSamePicture(m_Fed.Picture(), expected);
 }
 
@@ -133,7 +133,7 @@ TEST_F(Mpeg4Decode, LevelBeforeARunThatLeavesTheBlockCounts)
         pictures[i] = m_Fed.Picture();
     }
     TestPicture without = m_Base;
-    PredictMacroblock(m_Base, &without, 1, 0, {6, 2}, chroma_default);
+    PredictMacroblock(m_Base, &without, 1, 0, {6, 2}, CHROMA_DEFAULT);
     EXPECT_NE(pictures[0].plane[0], without.plane[0]);
     ExpectSamePicture(pictures[0], pictures[1]);
 }
@@ -151,10 +151,10 @@ TEST_F(Mpeg4Decode, AllFormsOfEscapeSayTheSameLevel)
     EXPECT_NE(pictures[0].plane[0], m_Base.plane[0]);
     ExpectSamePicture(pictures[0], pictures[1]);
     // last, run 42, level -1: the largest run is 40, so that the second form adds 41 to a run of 1
-    const char* const long_runs[] = {"0000011 10 001111 1", "0000011 11 1 101010 1 111111111111 1"};
+    const char* const longRuns[] = {"0000011 10 001111 1", "0000011 11 1 101010 1 111111111111 1"};
     for (int i = 0; i < 2; ++i) {
         Restore();
-        FeedP([&](CMpeg4Writer& w) { w.Code("0 1 1011 1 1").Code(long_runs[i]).Skip(8); });
+        FeedP([&](CMpeg4Writer& w) { w.Code("0 1 1011 1 1").Code(longRuns[i]).Skip(8); });
         pictures[i] = m_Fed.Picture();
     }
     EXPECT_NE(pictures[0].plane[0], m_Base.plane[0]);
@@ -167,7 +167,7 @@ TEST_F(Mpeg4Decode, MacroblockStuffingIsSkipped)
         w.Skip(3).Code("0 000000001").Skip(1).Code("0 000000001 0 000000001").InterMacroblock(6, 2).Skip(4);
     });
     TestPicture expected = m_Base;
-    PredictMacroblock(m_Base, &expected, 1, 1, {6, 2}, chroma_default);
+    PredictMacroblock(m_Base, &expected, 1, 1, {6, 2}, CHROMA_DEFAULT);
     ExpectSamePicture(m_Fed.Picture(), expected);
 }
 

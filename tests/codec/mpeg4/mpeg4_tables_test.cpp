@@ -113,17 +113,16 @@ struct Limits {
     std::vector<int> maxRun[2];
 };
 
-const Limits intra_limits = {{{27, 10, 5, 4, 3, 3, 3, 3, 2, 2, 1, 1, 1, 1, 1},
-                              {8, 3, 2, 2, 2, 2, 2, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1}},
-                             {{14, 9, 7, 3, 2, 1, 1, 1, 1, 1}, {20, 6, 1, 0, 0, 0, 0, 0}}};
-const Limits inter_limits = {
-    {{12, 6, 4, 3, 3, 3, 3, 2, 2, 2, 2, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1},
-     std::vector<int>(41, 1)},
-    {{26, 10, 6, 2, 1, 1}, {40, 1, 0}}};
+const Limits intraLimits = {{{27, 10, 5, 4, 3, 3, 3, 3, 2, 2, 1, 1, 1, 1, 1},
+                             {8, 3, 2, 2, 2, 2, 2, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1}},
+                            {{14, 9, 7, 3, 2, 1, 1, 1, 1, 1}, {20, 6, 1, 0, 0, 0, 0, 0}}};
+const Limits interLimits = {{{12, 6, 4, 3, 3, 3, 3, 2, 2, 2, 2, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1},
+                             std::vector<int>(41, 1)},
+                            {{26, 10, 6, 2, 1, 1}, {40, 1, 0}}};
 
 TEST(Mpeg4Tables, EscapeLimitsAreTheStandards)
 {
-    Limits expected[2] = {intra_limits, inter_limits};
+    Limits expected[2] = {intraLimits, interLimits};
     expected[1].maxLevel[1][0] = 3;
     expected[1].maxLevel[1][1] = 2;
     for (size_t table = 0; table < 2; ++table) {

@@ -12,8 +12,8 @@ namespace
 {
 
 /// R4 of the standard.
-constexpr int chroma_standard[4] = {0, 1, 0, 0};
-constexpr int chroma_of_four[16] = {0, 0, 0, 1, 1, 1, 1, 1, 0, 0, 0, 0, 0, 0, 1, 1};
+constexpr int CHROMA_STANDARD[4] = {0, 1, 0, 0};
+constexpr int CHROMA_OF_FOUR[16] = {0, 0, 0, 1, 1, 1, 1, 1, 0, 0, 0, 0, 0, 0, 1, 1};
 
 int Median(int a, int b, int c)
 {
@@ -30,7 +30,7 @@ TEST_F(Mpeg4Decode, ChromaVectorTakesTheDevicesTableByDefault)
         Restore();
         FeedP([v](CMpeg4Writer& w) { w.Skip(4).InterMacroblock(v, 3 - v / 2).Skip(4); });
         TestPicture expected = m_Base;
-        PredictMacroblock(m_Base, &expected, 1, 1, {v, 3 - v / 2}, chroma_default);
+        PredictMacroblock(m_Base, &expected, 1, 1, {v, 3 - v / 2}, CHROMA_DEFAULT);
         ExpectSamePicture(m_Fed.Picture(), expected);
     }
 }
@@ -43,7 +43,7 @@ TEST_F(Mpeg4Decode, ChromaVectorTakesTheStandardsTableAsAnOption)
         m_Fed.m_Context.options = CODEC_OPTION_STANDARD_CHROMA;
         FeedP([v](CMpeg4Writer& w) { w.Skip(4).InterMacroblock(v, 3 - v / 2).Skip(4); });
         TestPicture expected = m_Base;
-        PredictMacroblock(m_Base, &expected, 1, 1, {v, 3 - v / 2}, chroma_standard);
+        PredictMacroblock(m_Base, &expected, 1, 1, {v, 3 - v / 2}, CHROMA_STANDARD);
         ExpectSamePicture(m_Fed.Picture(), expected);
     }
 }
@@ -52,13 +52,13 @@ TEST_F(Mpeg4Decode, StandardChromaIsSetAtTheDecoderObject)
 {
     CMpeg4Writer writer;
     writer.Vop({.type = 1}).Skip(4).InterMacroblock(1, 2).Skip(4);
-    const std::vector<uint8_t> p_vop = writer.Take();
-    const int* const tables[] = {chroma_default, chroma_standard};
+    const std::vector<uint8_t> inter = writer.Take();
+    const int* const tables[] = {CHROMA_DEFAULT, CHROMA_STANDARD};
     for (int on = 0; on < 2; ++on) {
         CMpeg4Decoder decoder(SIZE, SIZE);
         if (on) decoder.SetStandardChroma(true);
         decoder.Decode(m_Packets[0].data(), static_cast<int32_t>(m_Packets[0].size()));
-        const CodecFrame* const frame = decoder.Decode(p_vop.data(), static_cast<int32_t>(p_vop.size()));
+        const CodecFrame* const frame = decoder.Decode(inter.data(), static_cast<int32_t>(inter.size()));
         ASSERT_NE(frame, nullptr);
         TestPicture expected = m_Base;
         PredictMacroblock(m_Base, &expected, 1, 1, {1, 2}, tables[on]);
@@ -89,10 +89,10 @@ TEST_F(Mpeg4Decode, FourVectorsShareAChromaVector)
         TestPicture expected = m_Base;
         for (int n = 0; n < 4; ++n)
             Predict(m_Base, &expected, 0, 16 + (n & 1) * 8, 16 + (n >> 1) * 8, 8, mv[static_cast<size_t>(n)]);
-        const int sum_x = mv[0].x + mv[1].x + mv[2].x + mv[3].x;
-        const int sum_y = mv[0].y + mv[1].y + mv[2].y + mv[3].y;
-        const Vector chroma = {(sum_x >> 3) + chroma_of_four[sum_x & 15],
-                               (sum_y >> 3) + chroma_of_four[sum_y & 15]};
+        const int sumX = mv[0].x + mv[1].x + mv[2].x + mv[3].x;
+        const int sumY = mv[0].y + mv[1].y + mv[2].y + mv[3].y;
+        const Vector chroma = {(sumX >> 3) + CHROMA_OF_FOUR[sumX & 15],
+                               (sumY >> 3) + CHROMA_OF_FOUR[sumY & 15]};
         for (int plane : {1, 2})
             Predict(m_Base, &expected, plane, 8, 8, 8, chroma);
         ExpectSamePicture(m_Fed.Picture(), expected);
@@ -108,7 +108,7 @@ TEST_F(Mpeg4Decode, VectorThatLeavesThePictureReadsTheClampedEdge)
             Restore();
             FeedP([&](CMpeg4Writer& w) { w.Skip(corner).InterMacroblock(v.x, v.y).Skip(8 - corner); });
             TestPicture expected = m_Base;
-            PredictMacroblock(m_Base, &expected, corner % 3, corner / 3, v, chroma_default);
+            PredictMacroblock(m_Base, &expected, corner % 3, corner / 3, v, CHROMA_DEFAULT);
             ExpectSamePicture(m_Fed.Picture(), expected);
         }
     }
@@ -133,7 +133,7 @@ TEST_F(Mpeg4Decode, MissingVectorsCountAsZeroButTheLeftOneAlonePredicts)
     });
     TestPicture expected = m_Base;
     for (int i : {0, 1, 2, 3, 5})
-        PredictMacroblock(m_Base, &expected, i % 3, i / 3, mv[i], chroma_default);
+        PredictMacroblock(m_Base, &expected, i % 3, i / 3, mv[i], CHROMA_DEFAULT);
     ExpectSamePicture(m_Fed.Picture(), expected);
 }
 
@@ -147,9 +147,9 @@ TEST_F(Mpeg4Decode, VectorsWrapIntoTheRangeOfFcodeOneWhateverTheHeaderSays)
             },
             {.type = 1, .fcode = fcode});
         TestPicture expected = m_Base;
-        PredictMacroblock(m_Base, &expected, 0, 0, {31, -32}, chroma_default);
-        PredictMacroblock(m_Base, &expected, 1, 0, {41 - 64, -35 + 64}, chroma_default);
-        PredictMacroblock(m_Base, &expected, 2, 0, {-14, 30}, chroma_default);
+        PredictMacroblock(m_Base, &expected, 0, 0, {31, -32}, CHROMA_DEFAULT);
+        PredictMacroblock(m_Base, &expected, 1, 0, {41 - 64, -35 + 64}, CHROMA_DEFAULT);
+        PredictMacroblock(m_Base, &expected, 2, 0, {-14, 30}, CHROMA_DEFAULT);
         ExpectSamePicture(m_Fed.Picture(), expected);
     }
 }
@@ -158,8 +158,8 @@ TEST_F(Mpeg4Decode, VectorsOneStepBeyondTheRangeWrapAsWell)
 {
     FeedP([](CMpeg4Writer& w) { w.InterMacroblock(31, -32).InterMacroblock(1, -1).Skip(7); });
     TestPicture expected = m_Base;
-    PredictMacroblock(m_Base, &expected, 0, 0, {31, -32}, chroma_default);
-    PredictMacroblock(m_Base, &expected, 1, 0, {-32, 31}, chroma_default);
+    PredictMacroblock(m_Base, &expected, 0, 0, {31, -32}, CHROMA_DEFAULT);
+    PredictMacroblock(m_Base, &expected, 1, 0, {-32, 31}, CHROMA_DEFAULT);
     ExpectSamePicture(m_Fed.Picture(), expected);
 }
 

@@ -52,10 +52,10 @@ std::vector<std::unique_ptr<QWidget>> g_Windows;
 
 bool Embed(Host& host)
 {
-    const auto get_class_object = reinterpret_cast<DLLGETCLASSOBJECT>(dlsym(host.module, "DllGetClassObject"));
+    const auto getClassObject = reinterpret_cast<DLLGETCLASSOBJECT>(dlsym(host.module, "DllGetClassObject"));
     CComPtr<IClassFactory> factory;
-    if (get_class_object == nullptr || FAILED(factory.Receive([&](void** made) {
-            return get_class_object(CLSID_ActiveXCtrl, IClassFactory::IID, made);
+    if (getClassObject == nullptr || FAILED(factory.Receive([&](void** made) {
+            return getClassObject(CLSID_ActiveXCtrl, IClassFactory::IID, made);
         })))
         return false;
     Embedding made;
@@ -91,8 +91,8 @@ int EndTidily(Host& host, bool firstOneFirst)
         host.embeddings.erase(one);
         QApplication::processEvents();
     }
-    const auto can_unload = reinterpret_cast<DLLCANUNLOADNOW>(dlsym(host.module, "DllCanUnloadNow"));
-    return can_unload() == S_OK ? 0 : STATUS_STILL_LOADED;
+    const auto canUnload = reinterpret_cast<DLLCANUNLOADNOW>(dlsym(host.module, "DllCanUnloadNow"));
+    return canUnload() == S_OK ? 0 : STATUS_STILL_LOADED;
 }
 
 }  // namespace

@@ -17,14 +17,14 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "%s\n", dlerror());
         return 1;
     }
-    const auto get_class = reinterpret_cast<DLLGETCLASSOBJECT>(dlsym(module, "DllGetClassObject"));
+    const auto getClass = reinterpret_cast<DLLGETCLASSOBJECT>(dlsym(module, "DllGetClassObject"));
 
     QWidget window;
     window.resize(800, 600);
     CComPtr<IClassFactory> factory;
     CComPtr<IControlWindow> control;
     if (FAILED(factory.Receive(
-            [&](void** object) { return get_class(CLSID_ActiveXCtrl, IClassFactory::IID, object); })) ||
+            [&](void** object) { return getClass(CLSID_ActiveXCtrl, IClassFactory::IID, object); })) ||
         FAILED(control.Create(*factory)) || FAILED(control->CreateControlWindow(&window))) {
         std::fprintf(stderr, "the control can't be made\n");
         return 1;

@@ -1,4 +1,4 @@
-#include "render/BmpFile.h"
+#include "render/SnapshotFile.h"
 
 #include <cstdio>
 #include <memory>
@@ -47,8 +47,8 @@ std::vector<std::uint8_t> MakeHeader(std::uint32_t width, std::uint32_t height)
 
 }  // namespace
 
-bool WriteBmpFile(const std::string& hostPath, const std::uint8_t* pixels, std::int32_t pitch,
-                  std::int32_t width, std::int32_t height)
+bool WriteSnapshotFile(const std::string& hostPath, const std::uint8_t* pixels, std::int32_t pitch,
+                       std::int32_t width, std::int32_t height)
 {
     if (pixels == nullptr || width <= 0 || height <= 0 || width > 0x4000 || height > 0x4000) return false;
     using CFile = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;

@@ -1,4 +1,4 @@
-#include "platform/os/language.h"
+#include "platform/os/system_language.h"
 
 #include <gtest/gtest.h>
 
