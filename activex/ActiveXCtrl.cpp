@@ -48,10 +48,12 @@ class CActiveXCtrl::CWidget : public QWidget
     }
     ~CWidget() override
     {
-        if (IsProcessEnding())
+        if (IsProcessEnding()) {
             LeaveChildren();
-        else
-            m_Control.WindowGoes();
+            return;
+        }
+        disconnect(qApp, nullptr, this, nullptr);  // the control may be gone when the focus changes next
+        m_Control.WindowGoes();
     }
 
   protected:
@@ -266,14 +268,17 @@ HRESULT CActiveXCtrl::DestroyControlWindow()
 // Reached from the window's own end too, when the container's window takes it along.
 void CActiveXCtrl::WindowGoes()
 {
+    // The container may take the window down, or let the control go, when it hears of the end.
+    m_pWidget.clear();
+    const CHandlerAtWork atWork;
     const CNoMessageBoxes none;  // a link that fails while it is closed would wait for a user indefinitely
     m_Panel.DestroyWindow();
     if (m_pHandle != nullptr) SetPreTranslator(*m_pHandle->Widget(), nullptr);
     m_pHandle.reset();
     m_bUIActive = false;
-    if (m_pSite != nullptr) m_pSite->OnInPlaceActive(false);
     if (m_bPlatformStarted) StopQtPlatform();
     m_bPlatformStarted = false;
+    if (m_pSite != nullptr) m_pSite->OnInPlaceActive(false);
 }
 
 void* CActiveXCtrl::GetControlWindow()

@@ -183,16 +183,13 @@ void CLogonRemoteDlg::ShowFailure(const char* key)
 // under the logon.
 void CLogonRemoteDlg::ShowBusy(bool busy)
 {
+    if (busy && !m_bBusy) QApplication::setOverrideCursor(Qt::WaitCursor);
+    if (!busy && m_bBusy) QApplication::restoreOverrideCursor();
+    m_bBusy = busy;
     auto* const line = GetDlgItem<QLabel>(STATUS_LINE);
     auto* const accept = GetDlgItem<QPushButton>(IDOK);
-    if (line == nullptr || accept == nullptr) return;  // the window went while a message box stood
-    if (busy) {
-        QApplication::setOverrideCursor(Qt::WaitCursor);
-        line->setText(Text("IDS_LogonDlg_Busy").arg(QString::fromStdString(m_szAddress)));
-    } else if (!line->text().isEmpty()) {
-        QApplication::restoreOverrideCursor();
-        line->clear();
-    }
+    if (line == nullptr || accept == nullptr) return;  // the window went meanwhile
+    line->setText(busy ? Text("IDS_LogonDlg_Busy").arg(QString::fromStdString(m_szAddress)) : QString());
     if (busy) m_pFocus = QApplication::focusWidget();
     accept->setEnabled(!busy);
     // A button that is disabled loses the keyboard; it gets it back for the next try.
@@ -217,7 +214,7 @@ void CLogonRemoteDlg::OnOK()
 std::unique_ptr<CRemoteStation> CLogonRemoteDlg::Connect()
 {
     constexpr int ATTEMPTS = 2;
-    for (int attempt = 0; attempt < ATTEMPTS; ++attempt) {
+    for (int attempt = 0; attempt < ATTEMPTS && Widget() != nullptr; ++attempt) {
         auto station = m_Factory();
         station->SetName(m_szAddress);
         if (station->Connect(m_szAddress, DEFAULT_CONTROL_PORT, DEFAULT_DATA_PORT)) return station;
@@ -228,6 +225,10 @@ std::unique_ptr<CRemoteStation> CLogonRemoteDlg::Connect()
 void CLogonRemoteDlg::Logon()
 {
     auto station = Connect();
+    if (Widget() == nullptr) {  // the container took it down in the wait, by a call that it had queued
+        if (station != nullptr) station->Disconnect();
+        return;
+    }
     if (station == nullptr) {
         ShowFailure("IDS_MessageBox_ConnectFailed");
         return;

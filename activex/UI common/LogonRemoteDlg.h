@@ -68,5 +68,6 @@ class CLogonRemoteDlg : public CDialog
     std::int32_t m_iDataPort = DEFAULT_DATA_PORT;
     bool m_bFlag = false;  // held for the record; nothing reads it
     std::int32_t m_iChannelsAdded = 0;
+    bool m_bBusy = false;
     QPointer<QWidget> m_pFocus;  // had the keyboard when the logon began
 };

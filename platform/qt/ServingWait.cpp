@@ -19,17 +19,21 @@ namespace
 {
 int g_iWaits = 0;  // panels' thread only
 
-// The message box that is up, the innermost one.
-QPointer<QWidget>& ServedBox()
+// The message boxes that are up, one over the other.
+std::vector<QPointer<QWidget>>& ServedBoxes()
 {
-    static auto& box = *new QPointer<QWidget>;
-    return box;
+    static auto& boxes = *new std::vector<QPointer<QWidget>>;
+    return boxes;
 }
 
-/// Whether an event is for the message box, its window or what is in it.
-bool IsOfServedBox(const QObject* object)
+/// Whether an event is for the innermost message box, its window or what is in it, or closes another one, which
+/// only a program does.
+bool IsOfServedBox(const QObject* object, const QEvent& event)
 {
-    const QWidget* const box = ServedBox();
+    if (event.type() == QEvent::Close &&
+        std::ranges::any_of(ServedBoxes(), [object](const QWidget* box) { return box == object; }))
+        return true;
+    const QWidget* const box = ServedBoxes().empty() ? nullptr : ServedBoxes().back();
     if (box == nullptr) return false;
     if (object->isWindowType()) return object == static_cast<const QObject*>(box->windowHandle());
     return object->isWidgetType() && static_cast<const QWidget*>(object)->window() == box;
@@ -75,11 +79,15 @@ CServingWait::~CServingWait()
     if (m_bQuit) QCoreApplication::postEvent(qApp, std::make_unique<QEvent>(QEvent::Quit).release());
 }
 
-CServingWait::CServedBox::CServedBox(QWidget& box) : m_pFormer(std::exchange(ServedBox(), &box)) {}
+CServingWait::CServedBox::CServedBox(QWidget& box)
+{
+    ASSERT_PANELS_THREAD();
+    ServedBoxes().emplace_back(&box);
+}
 
 CServingWait::CServedBox::~CServedBox()
 {
-    ServedBox() = m_pFormer;
+    ServedBoxes().pop_back();
 }
 
 bool CServingWait::IsRunning()
@@ -96,7 +104,7 @@ void CServingWait::Run(const std::function<bool()>& ended)
 
 bool CServingWait::eventFilter(QObject* watched, QEvent* event)
 {
-    if (IsOfServedBox(watched)) return false;
+    if (IsOfServedBox(watched, *event)) return false;
     switch (event->type()) {
         case QEvent::Timer:
             if (IsServed(watched)) return false;

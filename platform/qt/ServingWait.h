@@ -37,9 +37,6 @@ class CServingWait final : public QObject
         ~CServedBox();
         CServedBox(const CServedBox&) = delete;
         CServedBox& operator=(const CServedBox&) = delete;
-
-      private:
-        const QPointer<QWidget> m_pFormer;
     };
 
   private:

@@ -8,6 +8,7 @@
 #include <QTimer>
 #include <QTreeView>
 #include <QWidget>
+#include <algorithm>
 #include <atomic>
 #include <memory>
 #include <string>
@@ -166,6 +167,91 @@ constexpr CommandRow COMMANDS[] = {
     {"close_all", TREE_COMMAND_CLOSE_ALL, 1},
     {"delete_station", TREE_COMMAND_DELETE, 0},
 };
+
+// Two controls and the container of each.
+struct Containers {
+    std::unique_ptr<QWidget> windows[2] = {std::make_unique<QWidget>(), std::make_unique<QWidget>()};
+    CComPtr<IControlWindow> controls[2];
+};
+
+struct EndRow {
+    const char* name;
+    void (*end)(Containers& containers);
+};
+
+class CQuitFilter final : public QObject
+{
+  public:
+    bool eventFilter(QObject*, QEvent* event) override { return event->type() == QEvent::Quit; }
+};
+
+class LinkBoxesEndTest : public testing::TestWithParam<EndRow>
+{
+  protected:
+    LinkBoxesEndTest() { qApp->installEventFilter(&m_Filter); }
+
+    const CTestHome m_Home;
+    const CModelState m_Model;
+    const CRenderState m_Render{std::make_shared<CMemorySurfaceAdapter>()};
+    CQuitFilter m_Filter;  // the test goes on, so no loop is to end
+};
+
+TEST_P(LinkBoxesEndTest, ContainerMayEndAControlWhileTheBoxesOfLinksStandOneOverTheOther)
+{
+    constexpr int LINKS = 3;
+    Containers containers;
+    auto* const station = new CRemoteStation;
+    for (int i = 0; i < 2; ++i) {
+        containers.controls[i].Receive([](void** made) {
+            *made = static_cast<IControlWindow*>(new CActiveXCtrl);
+            return S_OK;
+        });
+        ASSERT_EQ(containers.controls[i]->CreateControlWindow(containers.windows[i].get()), S_OK);
+        containers.windows[i]->show();
+    }
+    auto* const devices = new CDevices;
+    for (int i = 0; i < LINKS; ++i)
+        devices->Add(new CFailingChannel(true), nullptr);
+    station->Add(devices, nullptr);
+    CNodeModel::GetInstance()->GetRoot()->Add(station, nullptr);
+    const auto boxes = [] {
+        return std::ranges::count_if(QApplication::topLevelWidgets(), [](QWidget* widget) {
+            return widget->isVisible() && qobject_cast<QMessageBox*>(widget) != nullptr;
+        });
+    };
+    QTimer ending;
+    QObject::connect(&ending, &QTimer::timeout, [&] {
+        if (boxes() < LINKS) return;
+        ending.stop();
+        GetParam().end(containers);
+    });
+    ending.start(5);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !ending.isActive() && boxes() == 0; }, 20000));
+}
+
+constexpr EndRow ENDS[] = {
+    {"window_taken_down", [](Containers& all) { all.controls[1]->DestroyControlWindow(); }},
+    {"control_let_go", [](Containers& all) { all.controls[1].Reset(); }},
+    {"container_deleted", [](Containers& all) { all.windows[1].reset(); }},
+    {"both_containers_deleted",
+     [](Containers& all) {
+         all.windows[1].reset();
+         all.windows[0].reset();
+     }},
+    {"both_let_go",
+     [](Containers& all) {
+         all.controls[0].Reset();
+         all.controls[1].Reset();
+     }},
+    {"made_anew",
+     [](Containers& all) {
+         all.controls[1]->DestroyControlWindow();
+         EXPECT_EQ(all.controls[1]->CreateControlWindow(all.windows[1].get()), S_OK);
+     }},
+};
+
+INSTANTIATE_TEST_SUITE_P(Ends, LinkBoxesEndTest, testing::ValuesIn(ENDS),
+                         [](const auto& row) { return std::string(row.param.name); });
 
 INSTANTIATE_TEST_SUITE_P(Commands, LinkBoxEndTest, testing::ValuesIn(COMMANDS),
                          [](const auto& row) { return std::string(row.param.name); });

@@ -111,6 +111,40 @@ TEST_P(MessageBoxEndTest, ContainerMayEndTheControlWhileTheBoxOfItsStartStands)
     EXPECT_EXIT(start(), testing::ExitedWithCode(255), "the video grid can't be made");
 }
 
+// Ends the control, likewise, when it hears that the control is no longer active in its place.
+class CEndingSite final : public CUnknown<IControlSite>
+{
+  public:
+    CEndingSite(Container& container, void (*end)(Container& container)) : m_Container(container), m_pEnd(end)
+    {
+    }
+    HRESULT GetContainer(IUnknown**) override { return E_FAIL; }
+    HRESULT OnInPlaceActive(bool active) override
+    {
+        if (!active && m_iEnds++ == 0) m_pEnd(m_Container);
+        return S_OK;
+    }
+    int m_iEnds = 0;
+
+  private:
+    Container& m_Container;
+    void (*const m_pEnd)(Container& container);
+};
+
+class EndingSiteTest : public MessageBoxEndTest
+{
+};
+
+TEST_P(EndingSiteTest, ContainerMayEndTheControlWhenItHearsOfItsEnd)
+{
+    Container container = Embed();
+    CEndingSite site(container, GetParam().end);
+    container.control->SetClientSite(&site);
+    container.control->DestroyControlWindow();
+    EXPECT_EQ(site.m_iEnds, 1);
+    EXPECT_EQ(m_bGone, GetParam().letsGo);
+}
+
 constexpr EndRow ENDS[] = {
     {"window_taken_down", [](Container& container) { container.control->DestroyControlWindow(); }, false},
     {"control_let_go", [](Container& container) { container.control.Reset(); }, true},
@@ -124,6 +158,10 @@ constexpr EndRow ENDS[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(Ends, MessageBoxEndTest, testing::ValuesIn(ENDS),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+// A window that is going can't be deleted by its container once more.
+INSTANTIATE_TEST_SUITE_P(Ends, EndingSiteTest, testing::ValuesIn(ENDS, ENDS + 2),
                          [](const auto& row) { return std::string(row.param.name); });
 
 }  // namespace

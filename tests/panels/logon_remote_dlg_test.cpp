@@ -9,7 +9,12 @@
 #include <QScreen>
 #include <QTest>
 #include <QTimer>
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <functional>
 #include <optional>
+#include <thread>
 
 #include "common/HistoryCombo.h"
 #include "model/NodeModel.h"
@@ -17,6 +22,7 @@
 #include "model/tree/Devices.h"
 #include "platform/files/profile.h"
 #include "platform/qt/QtPlatform.h"
+#include "platform/windows/serving.h"
 #include "tests/activex/home_support.h"
 #include "tests/support/box_catcher.h"
 #include "tests/support/model_state.h"
@@ -33,6 +39,7 @@ struct Answer {
     bool logsOn = true;
     int channels = 2;
     bool throws = false;
+    std::function<void()> work = {};  // of the connection, which is waited for
 };
 
 class LogonDlgTest : public testing::Test
@@ -52,6 +59,7 @@ class LogonDlgTest : public testing::Test
                                      std::to_string(data) + " as " + GetName().substr(0, 20));
             m_Test.m_Address = address.size();
             m_Test.LookAtThePanel();
+            if (m_Answer.work) RunServing(m_Answer.work);
             if (m_Answer.throws) throw std::runtime_error("no memory");
             return m_Answer.connects;
         }
@@ -295,6 +303,37 @@ TEST_F(LogonDlgTest, NothingElseIsServedBeforeTheStationConnects)
     EXPECT_FALSE(served);
     EXPECT_TRUE(QTest::qWaitFor([&] { return served; }));
 }
+
+class LogonDlgGoneTest : public LogonDlgTest, public testing::WithParamInterface<bool>
+{
+};
+
+// The calls that a container has queued for its own objects are served while the panel waits.
+TEST_P(LogonDlgGoneTest, WindowMayGoWhileTheStationConnects)
+{
+    Show();
+    std::atomic<bool> gone = false;
+    const auto untilGone = [&gone] {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (!gone && std::chrono::steady_clock::now() < end)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    };
+    m_Answers = {{.connects = GetParam(), .work = untilGone}};
+    QMetaObject::invokeMethod(
+        m_pOuter.get(), [&] { gone = m_Dlg->DestroyWindow(); }, Qt::QueuedConnection);
+    Enter("1001");
+    Accept();
+    EXPECT_TRUE(gone);
+    EXPECT_THAT(m_Boxes->m_Texts, IsEmpty());
+    EXPECT_THAT(Stations(), IsEmpty());
+    EXPECT_THAT(m_Messages, IsEmpty());
+    EXPECT_EQ(std::ranges::count(m_Calls, "new"), 1);
+    EXPECT_EQ(std::ranges::count(m_Calls, "disconnect"), GetParam() ? 1 : 0);
+    EXPECT_EQ(m_Calls.back(), "deleted");
+    EXPECT_EQ(QApplication::overrideCursor(), nullptr);
+}
+
+INSTANTIATE_TEST_SUITE_P(Connects, LogonDlgGoneTest, testing::Bool());
 
 TEST_F(LogonDlgTest, SuccessAddsTheStationInOrderAndTellsTheTotal)
 {

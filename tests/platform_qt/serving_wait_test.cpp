@@ -17,6 +17,7 @@
 #include <thread>
 
 #include "platform/os/threads.h"
+#include "platform/qt/MessageBoxes.h"
 #include "platform/qt/QtPlatform.h"
 #include "platform/qt/WindowHandle.h"
 #include "platform/windows/serving.h"
@@ -219,6 +220,31 @@ TEST_F(ServingWait, BoxesOfTwoThreadsAreAnsweredOneAfterTheOtherAndNothingElseIs
     EXPECT_EQ(answers, (std::array<std::int32_t, 2>{IDYES, IDYES}));
     EXPECT_EQ(clicks, 2);
     EXPECT_EQ(pressed, 0);
+}
+
+TEST_F(ServingWait, BoxesThatStandOneOverTheOtherAreAllLetGo)
+{
+    std::ptrdiff_t most = 0;
+    int turns = 0;
+    QTimer timer(&m_Panel);
+    QObject::connect(&timer, &QTimer::timeout, &m_Panel, [&] {
+        if (most < 2) {
+            most = CountBoxes();
+            if (most == 2) const CNoMessageBoxes none;
+        } else if (++turns > 10) {
+            if (QWidget* const left = QApplication::activeModalWidget()) left->hide();
+        }
+    });
+    timer.start(20);
+    RunServing([&] {
+        const auto ask = [&] { MessageBoxA(m_Handle.Get(), "text", "caption", MB_OK); };
+        std::thread other(ask);
+        ask();
+        other.join();
+    });
+    EXPECT_EQ(most, 2);
+    EXPECT_LE(turns, 10) << "one stood for good";
+    EXPECT_EQ(CountBoxes(), 0);
 }
 
 TEST_F(ServingWait, HoldsBackTheHostsSockets)
