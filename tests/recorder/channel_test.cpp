@@ -4,7 +4,9 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <poll.h>
 #include <sys/ioctl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -268,36 +270,72 @@ TEST_P(PipeNameTest, OneThatNobodyWritesIntoKeepsNoRecorderFromItsEnd)
 
 INSTANTIATE_TEST_SUITE_P(Names, PipeNameTest, testing::Values("", "file:"));
 
-// As a shell makes it, open already.
-class OpenPipeTest : public testing::Test
+// What a shell opens for the programs it starts, and how a source's text names it.
+struct Input {
+    int reader = -1;
+    int writer = -1;
+    std::string name = "pipe:" + std::to_string(reader);
+};
+
+Input OpenPipe()
+{
+    int ends[2] = {-1, -1};
+    EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    return {ends[0], ends[1]};
+}
+
+Input OpenSocket()
+{
+    int ends[2] = {-1, -1};
+    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+    return {ends[0], ends[1]};
+}
+
+Input OpenTerminal()
+{
+    const int keyboard = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    EXPECT_EQ(unlockpt(keyboard), 0);
+    return {open(ptsname(keyboard), O_RDWR | O_NOCTTY | O_CLOEXEC), keyboard};
+}
+
+Input NameTerminal()
+{
+    Input terminal = OpenTerminal();
+    terminal.name = ptsname(terminal.writer);
+    return terminal;
+}
+
+class InputTest : public testing::TestWithParam<Input (*)()>
 {
   protected:
-    OpenPipeTest() { EXPECT_EQ(pipe2(m_Ends, O_CLOEXEC), 0); }
-    ~OpenPipeTest() override
+    ~InputTest() override
     {
         CloseWriter();
-        close(m_Ends[0]);
+        close(m_Input.reader);
     }
-    std::string Spec() const { return "pipe:" + std::to_string(m_Ends[0]); }
-    void WriteByte() { EXPECT_EQ(write(m_Ends[1], "x", 1), 1); }
+    void WriteLine()
+    {
+        EXPECT_EQ(write(m_Input.writer, "\n", 1), 1);
+        pollfd readable{m_Input.reader, POLLIN, 0};
+        EXPECT_EQ(poll(&readable, 1, 20'000), 1) << "a terminal passes it on in its own time";
+    }
     bool IsEmpty() const
     {
         int bytes = 0;
-        EXPECT_EQ(ioctl(m_Ends[0], FIONREAD, &bytes), 0);
+        EXPECT_EQ(ioctl(m_Input.reader, FIONREAD, &bytes), 0);
         return bytes == 0;
     }
-    void CloseWriter() { close(std::exchange(m_Ends[1], -1)); }
+    void CloseWriter() { close(std::exchange(m_Input.writer, -1)); }
 
-  private:
-    int m_Ends[2] = {-1, -1};
+    Input m_Input = GetParam()();
 };
 
-TEST_F(OpenPipeTest, OneThatNobodyWritesIntoKeepsNoRecorderFromItsEnd)
+TEST_P(InputTest, OneThatNobodyWritesIntoKeepsNoRecorderFromItsEnd)
 {
     std::atomic<bool> stop = false;
-    WriteByte();
+    WriteLine();
     const auto reader =
-        std::async(std::launch::async, [&] { MakeSource(Spec(), DefaultSetup().scene, 0, stop); });
+        std::async(std::launch::async, [&] { MakeSource(m_Input.name, DefaultSetup().scene, 0, stop); });
     while (!IsEmpty() && reader.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready)
         ;
     stop = true;
@@ -305,12 +343,14 @@ TEST_F(OpenPipeTest, OneThatNobodyWritesIntoKeepsNoRecorderFromItsEnd)
     CloseWriter();  // ends every read
 }
 
-TEST_F(OpenPipeTest, OneThatHasEndedShowsANotice)
+INSTANTIATE_TEST_SUITE_P(Kinds, InputTest, testing::Values(OpenPipe, OpenSocket, OpenTerminal, NameTerminal));
+
+TEST_P(InputTest, OneThatHasEndedShowsANotice)
 {
     CloseWriter();
     testing::internal::CaptureStderr();
-    const auto source = MakeSource(Spec(), DefaultSetup().scene, 0, NEVER_STOP);
-    EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr("the source has ended"));
+    const auto source = MakeSource(m_Input.name, DefaultSetup().scene, 0, NEVER_STOP);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr("channel 1: "));
     Picture picture;
     source->Read(0, picture);
     EXPECT_EQ(picture.width, DefaultSetup().scene.width);
