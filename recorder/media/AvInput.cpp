@@ -190,9 +190,9 @@ bool AvInput::Feed()
         if (m_Tap) m_Tap(*m_Packet);
         if (IsLeftOut()) continue;
         m_Drained = false;
-        // A damaged packet costs its picture only.
+        // A damaged packet costs its picture only, whoever found the damage.
         const int sent = avcodec_send_packet(m_Decoder.get(), m_Packet.get());
-        if (sent != AVERROR_INVALIDDATA) CheckAv(sent, "decode the source");
+        if (sent != AVERROR_INVALIDDATA && sent != AVERROR_EXTERNAL) CheckAv(sent, "decode the source");
         if (m_KeysOnly) avcodec_send_packet(m_Decoder.get(), nullptr);  // so that it comes out at once
         return true;
     }

@@ -16,6 +16,7 @@
 #include <fstream>
 #include <functional>
 #include <future>
+#include <iterator>
 #include <mutex>
 #include <thread>
 #include <utility>
@@ -197,6 +198,28 @@ TEST(SourceTest, AJoinedFileIsPlayedToItsEnd)
     }
     EXPECT_NEAR(bright, 50, 3);
     std::filesystem::remove_all(folder);
+}
+
+TEST(SourceTest, ADamagedPictureCostsNoOther)
+{
+    const CTestFolder folder;
+    const std::string file = folder.Path("damaged.mkv");
+    ASSERT_EQ(std::system(
+                  ("ffmpeg -v error -y -f lavfi -i color=c=blue:s=64x48:r=25:d=0.4 -c:v png " + file).c_str()),
+              0);
+    std::ifstream in(file, std::ios::binary);
+    std::string bytes{std::istreambuf_iterator<char>(in), {}};
+    const std::string chunk = "IDAT";
+    size_t at = 0;
+    for (int i = 0; i < 3; ++i) {
+        at = bytes.find(chunk, at);
+        ASSERT_NE(at, std::string::npos);
+        at += chunk.size();
+    }
+    bytes.replace(at, 8, 8, '\xFF');
+    folder.Write("damaged.mkv", bytes);
+    const auto source = MakeSource(file, DefaultSetup().scene, 0, NEVER_STOP);
+    ExpectBlueSixTimes(*source);
 }
 
 TEST(SourceTest, ASingleImageIsShownAgainAndAgain)
