@@ -8,6 +8,7 @@ extern "C" {
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <charconv>
 #include <chrono>
 #include <mutex>
@@ -114,7 +115,7 @@ std::string AvInput::OpenIfPipe()
     const std::optional<Pipe> pipe = PipeOf(m_Spec);
     if (!pipe) return m_Spec;
     m_Pipe = Descriptor(OpenToRead(*pipe));
-    if (m_Pipe.Number() < 0) throw std::runtime_error("can't open the pipe");
+    CheckAv(m_Pipe.Number() < 0 ? AVERROR(errno) : 0, "open the source");
     pollfd readable{m_Pipe.Number(), POLLIN, 0};
     while ((readable.revents & POLLIN) == 0) {
         if (m_Interrupt()) throw std::runtime_error("can't open the source: interrupted");

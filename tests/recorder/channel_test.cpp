@@ -23,6 +23,7 @@
 
 #include "recorder/scene/Mark.h"
 #include "tests/recorder/media_support.h"
+#include "tests/support/file_limit.h"
 #include "tests/support/test_folder.h"
 
 namespace
@@ -275,6 +276,16 @@ TEST_F(PipeSourceTest, ItsPicturesAreShown)
     const auto source = MakeSource(m_Pipe, DefaultSetup().scene, 0, NEVER_STOP);
     ExpectBlueSixTimes(*source);
     writer.join();
+}
+
+TEST_F(PipeSourceTest, OneThatCanNotBeOpenedSaysWhy)
+{
+    testing::internal::CaptureStderr();
+    {
+        const CResourceLimit noFile(RLIMIT_NOFILE, 0);
+        MakeSource(m_Pipe, DefaultSetup().scene, 0, NEVER_STOP);
+    }
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr("Too many open files"));
 }
 
 // As somebody may name it.
