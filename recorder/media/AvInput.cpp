@@ -8,6 +8,7 @@ extern "C" {
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <charconv>
 #include <chrono>
 #include <mutex>
@@ -38,12 +39,14 @@ const AVInputFormat* FormatOf(std::string& spec)
     return av_find_input_format("lavfi");
 }
 
-// A pipe that a source's text names.
+// A pipe that a source's text names, or what else lets its readers wait: a terminal, another device, a socket.
 struct Pipe {
     std::string name;  // empty when it is open already
     int number = -1;   // of that one
+    mode_t kind = 0;
 
     bool IsOpen() const { return name.empty(); }
+    bool FindsNextWriter() const { return S_ISFIFO(kind) && !IsOpen(); }
 };
 
 // Nothing for a text that names no pipe.
@@ -51,6 +54,7 @@ std::optional<Pipe> PipeOf(const std::string& spec)
 {
     constexpr std::string_view FILE_PREFIX = "file:";
     constexpr std::string_view OPEN_PREFIX = "pipe:";
+    if (spec.starts_with(CAMERA_PREFIX)) return {};
     Pipe pipe;
     if (spec.starts_with(OPEN_PREFIX)) {
         pipe.number = 0;  // unless told
@@ -61,14 +65,19 @@ std::optional<Pipe> PipeOf(const std::string& spec)
     struct stat status {
     };
     const int found = pipe.IsOpen() ? ::fstat(pipe.number, &status) : ::stat(pipe.name.c_str(), &status);
-    if (found != 0 || !S_ISFIFO(status.st_mode)) return {};
+    pipe.kind = status.st_mode;
+    const bool waits = S_ISFIFO(pipe.kind) || S_ISCHR(pipe.kind) || (S_ISSOCK(pipe.kind) && pipe.IsOpen());
+    if (found != 0 || !waits) return {};
     return pipe;
 }
 
 // A descriptor of the pipe whose reads don't wait; -1 when there is none to be had.
 int OpenToRead(const Pipe& pipe)
 {
-    if (!pipe.IsOpen()) return ::open(pipe.name.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    constexpr int HOW = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    if (!pipe.IsOpen()) return ::open(pipe.name.c_str(), HOW);
+    // A terminal is opened anew: writes to standard error, which may be the same one, are to wait for it.
+    if (S_ISCHR(pipe.kind)) return ::open(("/proc/self/fd/" + std::to_string(pipe.number)).c_str(), HOW);
     const int number = ::fcntl(pipe.number, F_DUPFD_CLOEXEC, 0);
     if (number >= 0) ::fcntl(number, F_SETFL, ::fcntl(number, F_GETFL) | O_NONBLOCK);
     return number;
@@ -106,14 +115,13 @@ std::string AvInput::OpenIfPipe()
     const std::optional<Pipe> pipe = PipeOf(m_Spec);
     if (!pipe) return m_Spec;
     m_Pipe = Descriptor(OpenToRead(*pipe));
-    if (m_Pipe.Number() < 0) throw std::runtime_error("can't open the pipe");
+    CheckAv(m_Pipe.Number() < 0 ? AVERROR(errno) : 0, "open the source");
     pollfd readable{m_Pipe.Number(), POLLIN, 0};
     while ((readable.revents & POLLIN) == 0) {
         if (m_Interrupt()) throw std::runtime_error("can't open the source: interrupted");
         const bool failed = ::poll(&readable, 1, static_cast<int>(LOOK_EVERY.count())) < 0;
-        const bool hungUp = (readable.revents & (POLLIN | POLLHUP)) == POLLHUP;
-        // A name may find its next writer, an open pipe doesn't.
-        if (hungUp && pipe->IsOpen()) throw std::runtime_error("the source has ended");
+        const bool hungUp = readable.revents != 0 && (readable.revents & POLLIN) == 0;
+        if (hungUp && !pipe->FindsNextWriter()) throw std::runtime_error("the source has ended");
         if (failed || hungUp) std::this_thread::sleep_for(LOOK_EVERY);
     }
     return "pipe:" + std::to_string(m_Pipe.Number());
@@ -183,9 +191,9 @@ bool AvInput::Feed()
         if (m_Tap) m_Tap(*m_Packet);
         if (IsLeftOut()) continue;
         m_Drained = false;
-        // A damaged packet costs its picture only.
+        // A damaged packet costs its picture only, whoever found the damage.
         const int sent = avcodec_send_packet(m_Decoder.get(), m_Packet.get());
-        if (sent != AVERROR_INVALIDDATA) CheckAv(sent, "decode the source");
+        if (sent != AVERROR_INVALIDDATA && sent != AVERROR_EXTERNAL) CheckAv(sent, "decode the source");
         if (m_KeysOnly) avcodec_send_packet(m_Decoder.get(), nullptr);  // so that it comes out at once
         return true;
     }

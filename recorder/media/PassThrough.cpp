@@ -77,8 +77,8 @@ bool PassGate::Take(const h264::Checked& checked, EChecksum checksum, Clock::tim
     m_State.passing = true;
     m_Parted = true;
     m_Latest = now;
-    ++m_State.passed;
     m_AwaitsKey = !m_Deliver(std::move(coded));
+    m_State.passed += m_AwaitsKey ? 0 : 1;
     return false;
 }
 

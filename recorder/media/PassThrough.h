@@ -34,7 +34,7 @@ class PacketCheck
 
 struct PassState {
     bool passing = false;
-    uint64_t passed = 0;  // pictures
+    uint64_t passed = 0;  // pictures that were taken
     std::string why;      // what the source has that keeps it from passing
 };
 

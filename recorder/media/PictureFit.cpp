@@ -34,10 +34,17 @@ std::vector<uint8_t>& PictureFit::Fit(const AVFrame& frame)
                                         AV_PIX_FMT_BGR0, SWS_BILINEAR, nullptr, nullptr, nullptr));
     std::fill(m_Pixels.begin(), m_Pixels.end(), uint8_t{0});
     if (!m_Scaler) return m_Pixels;
-    const ptrdiff_t corner = (ptrdiff_t{(m_Height - height) / 2} * m_Width + (m_Width - width) / 2) * 4;
+    const int left = (m_Width - width) / 2;
+    const ptrdiff_t corner = (ptrdiff_t{(m_Height - height) / 2} * m_Width + left) * 4;
     uint8_t* const to[4] = {m_Pixels.data() + corner};
     const int strides[4] = {4 * m_Width};
     sws_scale(m_Scaler.get(), frame.data, frame.linesize, 0, frame.height, to, strides);
+    // It writes some pixels beyond the end of a row, up to the size of its vectors.
+    for (int y = 0; y < m_Height && width < m_Width; ++y) {
+        uint8_t* const row = m_Pixels.data() + ptrdiff_t{y} * strides[0];
+        std::fill(row, row + ptrdiff_t{left} * 4, uint8_t{0});
+        std::fill(row + ptrdiff_t{left + width} * 4, row + strides[0], uint8_t{0});
+    }
     return m_Pixels;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstdint>
 #include <optional>
 #include <utility>
 
@@ -9,20 +10,22 @@ namespace recorder
 
 // When the pictures of a file are due: at their time stamps, or one interval after the one before where a
 // picture has none or the stamps begin anew, as where files were joined; growing over repeats. A gap is waited
-// for no longer than MOST_GAP. In seconds since the first.
+// for no longer than MOST_GAP; the only picture of a file comes again after STILL. In seconds since the first.
 class PictureTimes
 {
   public:
     static constexpr double MOST_GAP = 10;
     // Stamps that go back by more begin anew; by less, they are only out of order.
     static constexpr double MOST_BACK = 1;
+    // Large images take longer to read than one interval, and somebody may write a newer one over them.
+    static constexpr double STILL = 1;
 
     explicit PictureTimes(double interval) : m_Interval(interval), m_Latest(-interval) {}
 
     // The next picture has this time stamp.
     void Next(std::optional<double> stamp)
     {
-        const double next = m_Latest + m_Interval;
+        const double next = m_Latest + (m_Count++ == 0 && m_IsStill ? std::max(STILL, m_Interval) : m_Interval);
         if (!stamp) {
             m_Latest = next;
             return;
@@ -36,13 +39,19 @@ class PictureTimes
         m_Latest = std::max(m_Latest, m_Zero + *stamp);
     }
     // The next picture is the file's first again. The last one has its time too.
-    void Restart() { m_Stamped = false; }
+    void Restart()
+    {
+        m_Stamped = false;
+        m_IsStill = std::exchange(m_Count, 0) == 1;
+    }
     double Latest() const { return m_Latest; }
 
   private:
     double m_Interval;
     double m_Latest;
+    bool m_IsStill = false;  // the round before had one picture
     // of the present round
+    int64_t m_Count = 0;  // pictures
     bool m_Stamped = false;
     double m_Stamp = 0;  // the latest
     double m_Zero = 0;   // when the stamp 0 is due

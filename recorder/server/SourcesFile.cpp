@@ -67,7 +67,7 @@ std::string CheckSize(const std::string& text)
 {
     int width = 0;
     int height = 0;
-    if (!ParseSize(text, width, height)) return "'" + text + "' is not of the form WIDTHxHEIGHT";
+    if (!ParseSize(text, width, height)) return "a size is WIDTHxHEIGHT";
     if (width % 16 != 0 || height % 16 != 0) return "width and height must be multiples of 16";
     if (width < 128 || height < 96 || width > 1920 || height > 1088)
         return "a picture must be between 128x96 and 1920x1088";

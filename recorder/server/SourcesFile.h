@@ -34,7 +34,7 @@ std::map<int, SourceEntry> ParseSources(const std::string& text);
 // The same from a file, which only its owner may read, since it holds passwords.
 std::map<int, SourceEntry> ReadSources(const std::string& path);
 
-// "WIDTHxHEIGHT"; what is wrong with it, or empty.
+// "WIDTHxHEIGHT"; what is wrong with it, without the text itself, or empty.
 std::string CheckSize(const std::string& text);
 // Of a text that CheckSize finds right.
 bool ParseSize(const std::string& text, int& width, int& height);

@@ -4,7 +4,9 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <poll.h>
 #include <sys/ioctl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -14,12 +16,14 @@
 #include <fstream>
 #include <functional>
 #include <future>
+#include <iterator>
 #include <mutex>
 #include <thread>
 #include <utility>
 
 #include "recorder/scene/Mark.h"
 #include "tests/recorder/media_support.h"
+#include "tests/support/file_limit.h"
 #include "tests/support/test_folder.h"
 
 namespace
@@ -197,6 +201,28 @@ TEST(SourceTest, AJoinedFileIsPlayedToItsEnd)
     std::filesystem::remove_all(folder);
 }
 
+TEST(SourceTest, ADamagedPictureCostsNoOther)
+{
+    const CTestFolder folder;
+    const std::string file = folder.Path("damaged.mkv");
+    ASSERT_EQ(std::system(
+                  ("ffmpeg -v error -y -f lavfi -i color=c=blue:s=64x48:r=25:d=0.4 -c:v png " + file).c_str()),
+              0);
+    std::ifstream in(file, std::ios::binary);
+    std::string bytes{std::istreambuf_iterator<char>(in), {}};
+    const std::string chunk = "IDAT";
+    size_t at = 0;
+    for (int i = 0; i < 3; ++i) {
+        at = bytes.find(chunk, at);
+        ASSERT_NE(at, std::string::npos);
+        at += chunk.size();
+    }
+    bytes.replace(at, 8, 8, '\xFF');
+    folder.Write("damaged.mkv", bytes);
+    const auto source = MakeSource(file, DefaultSetup().scene, 0, NEVER_STOP);
+    ExpectBlueSixTimes(*source);
+}
+
 TEST(SourceTest, ASingleImageIsShownAgainAndAgain)
 {
     ExpectPlayedAgainAndAgain("still.jpg", "-frames:v 1 -s 1280x960");
@@ -252,6 +278,16 @@ TEST_F(PipeSourceTest, ItsPicturesAreShown)
     writer.join();
 }
 
+TEST_F(PipeSourceTest, OneThatCanNotBeOpenedSaysWhy)
+{
+    testing::internal::CaptureStderr();
+    {
+        const CResourceLimit noFile(RLIMIT_NOFILE, 0);
+        MakeSource(m_Pipe, DefaultSetup().scene, 0, NEVER_STOP);
+    }
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr("Too many open files"));
+}
+
 // As somebody may name it.
 class PipeNameTest : public PipeSourceTest, public testing::WithParamInterface<const char*>
 {
@@ -268,36 +304,72 @@ TEST_P(PipeNameTest, OneThatNobodyWritesIntoKeepsNoRecorderFromItsEnd)
 
 INSTANTIATE_TEST_SUITE_P(Names, PipeNameTest, testing::Values("", "file:"));
 
-// As a shell makes it, open already.
-class OpenPipeTest : public testing::Test
+// What a shell opens for the programs it starts, and how a source's text names it.
+struct Input {
+    int reader = -1;
+    int writer = -1;
+    std::string name = "pipe:" + std::to_string(reader);
+};
+
+Input OpenPipe()
+{
+    int ends[2] = {-1, -1};
+    EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    return {ends[0], ends[1]};
+}
+
+Input OpenSocket()
+{
+    int ends[2] = {-1, -1};
+    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+    return {ends[0], ends[1]};
+}
+
+Input OpenTerminal()
+{
+    const int keyboard = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    EXPECT_EQ(unlockpt(keyboard), 0);
+    return {open(ptsname(keyboard), O_RDWR | O_NOCTTY | O_CLOEXEC), keyboard};
+}
+
+Input NameTerminal()
+{
+    Input terminal = OpenTerminal();
+    terminal.name = ptsname(terminal.writer);
+    return terminal;
+}
+
+class InputTest : public testing::TestWithParam<Input (*)()>
 {
   protected:
-    OpenPipeTest() { EXPECT_EQ(pipe2(m_Ends, O_CLOEXEC), 0); }
-    ~OpenPipeTest() override
+    ~InputTest() override
     {
         CloseWriter();
-        close(m_Ends[0]);
+        close(m_Input.reader);
     }
-    std::string Spec() const { return "pipe:" + std::to_string(m_Ends[0]); }
-    void WriteByte() { EXPECT_EQ(write(m_Ends[1], "x", 1), 1); }
+    void WriteLine()
+    {
+        EXPECT_EQ(write(m_Input.writer, "\n", 1), 1);
+        pollfd readable{m_Input.reader, POLLIN, 0};
+        EXPECT_EQ(poll(&readable, 1, 20'000), 1) << "a terminal passes it on in its own time";
+    }
     bool IsEmpty() const
     {
         int bytes = 0;
-        EXPECT_EQ(ioctl(m_Ends[0], FIONREAD, &bytes), 0);
+        EXPECT_EQ(ioctl(m_Input.reader, FIONREAD, &bytes), 0);
         return bytes == 0;
     }
-    void CloseWriter() { close(std::exchange(m_Ends[1], -1)); }
+    void CloseWriter() { close(std::exchange(m_Input.writer, -1)); }
 
-  private:
-    int m_Ends[2] = {-1, -1};
+    Input m_Input = GetParam()();
 };
 
-TEST_F(OpenPipeTest, OneThatNobodyWritesIntoKeepsNoRecorderFromItsEnd)
+TEST_P(InputTest, OneThatNobodyWritesIntoKeepsNoRecorderFromItsEnd)
 {
     std::atomic<bool> stop = false;
-    WriteByte();
+    WriteLine();
     const auto reader =
-        std::async(std::launch::async, [&] { MakeSource(Spec(), DefaultSetup().scene, 0, stop); });
+        std::async(std::launch::async, [&] { MakeSource(m_Input.name, DefaultSetup().scene, 0, stop); });
     while (!IsEmpty() && reader.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready)
         ;
     stop = true;
@@ -305,12 +377,14 @@ TEST_F(OpenPipeTest, OneThatNobodyWritesIntoKeepsNoRecorderFromItsEnd)
     CloseWriter();  // ends every read
 }
 
-TEST_F(OpenPipeTest, OneThatHasEndedShowsANotice)
+INSTANTIATE_TEST_SUITE_P(Kinds, InputTest, testing::Values(OpenPipe, OpenSocket, OpenTerminal, NameTerminal));
+
+TEST_P(InputTest, OneThatHasEndedShowsANotice)
 {
     CloseWriter();
     testing::internal::CaptureStderr();
-    const auto source = MakeSource(Spec(), DefaultSetup().scene, 0, NEVER_STOP);
-    EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr("the source has ended"));
+    const auto source = MakeSource(m_Input.name, DefaultSetup().scene, 0, NEVER_STOP);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr("channel 1: "));
     Picture picture;
     source->Read(0, picture);
     EXPECT_EQ(picture.width, DefaultSetup().scene.width);

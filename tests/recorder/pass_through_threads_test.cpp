@@ -250,6 +250,7 @@ TEST_F(PassGateTest, DamageAndAPictureThatWasNotTakenAwaitTheNextKey)
     Take(true);
     Take(false);
     EXPECT_EQ(m_Seen, "KKKP");
+    EXPECT_EQ(m_Gate.State().passed, 3U) << "without the one that wasn't taken";
 }
 
 TEST_F(PassGateTest, WhatGoesBeyondStaysOutUntilTheCameraIsOpenedAnew)

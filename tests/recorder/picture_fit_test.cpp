@@ -21,22 +21,23 @@ Part Filled(int channelWidth, int channelHeight, int width, int height, AVRation
     const AvFrame frame(av_frame_alloc());
     frame->width = width;
     frame->height = height;
-    frame->format = AV_PIX_FMT_GRAY8;
+    frame->format = AV_PIX_FMT_YUV420P;
     frame->sample_aspect_ratio = pixel;
     CheckAv(av_frame_get_buffer(frame.get(), 0), "hold a picture");
-    for (int y = 0; y < height; ++y)
-        std::fill_n(frame->data[0] + ptrdiff_t{y} * frame->linesize[0], width, uint8_t{255});
+    std::fill_n(frame->data[0], ptrdiff_t{height} * frame->linesize[0], uint8_t{255});
+    for (const int chroma : {1, 2})
+        std::fill_n(frame->data[chroma], ptrdiff_t{height / 2} * frame->linesize[chroma], uint8_t{128});
     PictureFit fit(channelWidth, channelHeight);
     const auto& pixels = fit.Fit(*frame);
-    const auto white = [&](int x, int y) {
+    const auto filled = [&](int x, int y) {
         return pixels[4 * (static_cast<size_t>(y) * static_cast<size_t>(channelWidth) +
-                           static_cast<size_t>(x))] > 200;
+                           static_cast<size_t>(x))] > 0;
     };
     Part part;
     for (int x = 0; x < channelWidth; ++x)
-        part.width += white(x, channelHeight / 2) ? 1 : 0;
+        part.width += filled(x, channelHeight / 2) ? 1 : 0;
     for (int y = 0; y < channelHeight; ++y)
-        part.height += white(channelWidth / 2, y) ? 1 : 0;
+        part.height += filled(channelWidth / 2, y) ? 1 : 0;
     return part;
 }
 
@@ -56,6 +57,12 @@ TEST(PictureFitTest, ANarrowSourceHasBarsBesideItInAWideChannel)
 {
     EXPECT_EQ(Filled(1280, 720, 640, 480), (Part{960, 720}));
     EXPECT_EQ(Filled(1280, 720, 704, 576, {12, 11}), (Part{960, 720}));
+}
+
+TEST(PictureFitTest, BarsAreBlackToTheEdgeOfAPictureOfAnyWidth)
+{
+    EXPECT_EQ(Filled(704, 576, 1280, 1024), (Part{660, 576}));
+    EXPECT_EQ(Filled(352, 288, 1280, 1024), (Part{330, 288}));
 }
 
 TEST(PictureFitTest, TheOldSizesAreAllOfOneShape)

@@ -45,6 +45,13 @@ TEST(PictureTimesTest, StampsThatBeginAnewGoOnFromTheOneBefore)
     EXPECT_THAT(TimesOf({0.0, 1.0, 0.25, 1.5}, 1), ElementsAre(0, 1, 1, 1.5)) << "those out of order don't";
 }
 
+TEST(PictureTimesTest, TheOnlyPictureOfAFileComesAgainOnceASecond)
+{
+    EXPECT_THAT(TimesOf({0.0}, 4), ElementsAre(0, 1, 2, 3));
+    EXPECT_THAT(TimesOf({std::nullopt}, 4), ElementsAre(0, 1, 2, 3));
+    EXPECT_THAT(TimesOf({0.0, 0.5}, 2), ElementsAre(0, 0.5, 1, 1.5)) << "two are none";
+}
+
 TEST(PictureTimesTest, AGapIsCutShort)
 {
     EXPECT_THAT(TimesOf({1.0, 11.0, 90000.0, 90000.5}, 1), ElementsAre(0, 10, 20, 20.5));
