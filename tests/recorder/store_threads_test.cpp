@@ -333,6 +333,28 @@ TEST_F(StoreTest, ARecordThatCanNotBeBegunLeavesNoFile)
     EXPECT_THAT(ListRecords(m_Folder.Path("store")), IsEmpty());
 }
 
+TEST_F(StoreTest, WhatAFullDiskRefusesIsNotCountedAsKept)
+{
+    for (const bool whole : {false, true}) {  // the disk refuses them in a record's course, or at its end
+        std::filesystem::remove_all(m_Folder.Path("store"));
+        Store store(Setup());
+        testing::internal::CaptureStderr();
+        const int seconds = whole ? 1 : 3;
+        {
+            const CFileLimit full(8192);
+            Keep(store, seconds);
+            m_At += 3s;
+            store.Keep(0, Group()[1], m_At);  // after the gap: no key picture, so it begins no record
+            store.Sync();
+        }
+        testing::internal::GetCapturedStderr();
+        ASSERT_THAT(store.Records(), SizeIs(1));
+        const StoreCounts counts = store.Counts();
+        EXPECT_LE(counts.pictures, Read(store.PathOf(1)).size());
+        EXPECT_EQ(counts.pictures + counts.leftOut, static_cast<uint64_t>(seconds) * 25 + 1);
+    }
+}
+
 // The writer dies at some moment; a second was flushed at the latest with the picture after it.
 TEST_F(StoreTest, AKilledRecorderLosesTheLastSecondAtMost)
 {
