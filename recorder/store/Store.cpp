@@ -233,7 +233,6 @@ void Store::Begin(Track& track, const Item& item)
     }
     track.id = m_NextId++;
     track.begun = track.last = track.flushed = item.at;
-    track.unflushed = 0;
     const std::lock_guard lock(m_Mutex);
     m_Records[name.id] = {name, track.writer->Bytes(), true};
 }
@@ -254,8 +253,9 @@ void Store::End(Track& track)
     const std::lock_guard lock(m_Mutex);
     StoredRecord& record = m_Records[track.id];
     record.open = false;
-    m_Counts.pictures -= track.unflushed;
-    m_Counts.leftOut += track.unflushed;
+    const uint64_t refused = std::exchange(track.unflushed, 0);
+    m_Counts.pictures -= refused;
+    m_Counts.leftOut += refused;
     if (!error) record.bytes = static_cast<int64_t>(bytes);
 }
 
