@@ -168,16 +168,22 @@ void Channel::ServeCodec(ECodec codec, PictureMaker* maker, const Turn& turn)
     {
         const std::lock_guard lock(m_Mutex);
         ChannelCounts& counts = m_Wishes[static_cast<size_t>(codec)].counts;
-        const uint64_t skipped = counts.skipped;
+        const ChannelCounts before = counts;
         if (maker != nullptr)
             counts = maker->Counts(codec);
         else if (coded)
             counts.Add(*coded);
-        counts.skipped = skipped;
+        counts.skipped = before.skipped;
+        counts.leftOut = before.leftOut;
     }
-    if (!coded || (track.broken && !coded->key)) return;  // it would show nothing but damage
-    track.broken =
-        codec == ECodec::H264 ? !m_Gate.Send(std::move(coded)) : !m_Deliver(m_Channel, std::move(coded));
+    if (!coded) return;
+    // What builds on a picture that wasn't taken would show nothing but damage.
+    if (coded->key || !track.broken)
+        track.broken =
+            codec == ECodec::H264 ? !m_Gate.Send(std::move(coded)) : !m_Deliver(m_Channel, std::move(coded));
+    if (!track.broken) return;
+    const std::lock_guard lock(m_Mutex);
+    ++m_Wishes[static_cast<size_t>(codec)].counts.leftOut;
 }
 
 void Channel::Serve(Clock::time_point start)

@@ -31,6 +31,7 @@ struct ChannelCounts {
     uint64_t coarser = 0;   // too large at first and encoded again
     uint64_t tooLarge = 0;  // dropped, since no quantiser made them small enough
     uint64_t skipped = 0;   // not made in time
+    uint64_t leftOut = 0;   // made, but the network's thread was late
     int quant = 0;          // of the latest
 
     void Add(const Coded& coded);

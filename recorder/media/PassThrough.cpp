@@ -56,6 +56,7 @@ void PassGate::Opened()
     const std::lock_guard lock(m_Mutex);
     m_State.why.clear();
     m_AwaitsKey = true;
+    m_Behind = false;
 }
 
 bool PassGate::Take(const h264::Checked& checked, EChecksum checksum, Clock::time_point now)
@@ -69,7 +70,11 @@ bool PassGate::Take(const h264::Checked& checked, EChecksum checksum, Clock::tim
         return true;
     }
     if (checked.result == EResult::Damaged) m_AwaitsKey = true;
-    if (checked.result != EResult::Passes || ((m_AwaitsKey || !m_State.passing) && !checked.key)) return false;
+    if (checked.result != EResult::Passes) return false;
+    if ((m_AwaitsKey || !m_State.passing) && !checked.key) {
+        if (m_Behind) ++m_State.leftOut;
+        return false;
+    }
     auto coded = std::make_shared<Coded>();
     coded->codec = ECodec::H264;
     coded->key = checked.key;
@@ -77,8 +82,8 @@ bool PassGate::Take(const h264::Checked& checked, EChecksum checksum, Clock::tim
     m_State.passing = true;
     m_Parted = true;
     m_Latest = now;
-    m_AwaitsKey = !m_Deliver(std::move(coded));
-    m_State.passed += m_AwaitsKey ? 0 : 1;
+    m_Behind = m_AwaitsKey = !m_Deliver(std::move(coded));
+    ++(m_Behind ? m_State.leftOut : m_State.passed);
     return false;
 }
 
@@ -87,6 +92,7 @@ void PassGate::Rest()
     const std::lock_guard lock(m_Mutex);
     m_State.passing = false;
     m_AwaitsKey = true;
+    m_Behind = false;
 }
 
 PassGate::ETurn PassGate::Turn(Clock::time_point now)

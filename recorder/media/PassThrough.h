@@ -34,8 +34,9 @@ class PacketCheck
 
 struct PassState {
     bool passing = false;
-    uint64_t passed = 0;  // pictures that were taken
-    std::string why;      // what the source has that keeps it from passing
+    uint64_t passed = 0;   // pictures that were taken
+    uint64_t leftOut = 0;  // of those that could pass, since the network's thread was late
+    std::string why;       // what the source has that keeps it from passing
 };
 
 /// Lets through either what a camera sends or what was re-encoded, and changes from one to the other at a key
@@ -72,6 +73,7 @@ class PassGate
     mutable std::mutex m_Mutex;
     PassState m_State;        // guarded
     bool m_AwaitsKey = true;  // guarded; of the camera's own
+    bool m_Behind = false;    // guarded; it does since one wasn't taken
     bool m_Parted = false;  // guarded; clients didn't see the latest that was re-encoded, or not as the latest
     Clock::time_point m_Latest;  // guarded; passed
 };

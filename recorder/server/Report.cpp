@@ -136,6 +136,7 @@ json MakeReport(const ReportInput& input)
              {"coarser", channel.coarser},
              {"too large", channel.tooLarge},
              {"skipped", channel.skipped},
+             {"left out", channel.leftOut},
              {"h264",
               {{"pictures", h264.pictures},
                {"keys", h264.keys},
@@ -143,6 +144,7 @@ json MakeReport(const ReportInput& input)
                {"largest", h264.largest},
                {"too large", h264.tooLarge},
                {"skipped", h264.skipped},
+               {"left out", h264.leftOut + input.channels[i].pass.leftOut},
                {"passed", input.channels[i].pass.passed},
                {"re-encoded since", input.channels[i].pass.why}}},
              {"sent", {{"pictures", of.pictures}, {"bytes", of.bytes}, {"dropped", of.dropped}}}});

@@ -207,6 +207,9 @@ void Store::Put(Track& track, const Item& item)
     if (item.at - track.flushed >= FLUSH_EVERY) {
         track.writer->Flush();
         track.flushed = item.at;
+        track.unflushed = 0;
+    } else {
+        ++track.unflushed;
     }
     m_Said.clear();
     const std::lock_guard lock(m_Mutex);
@@ -237,6 +240,12 @@ void Store::Begin(Track& track, const Item& item)
 void Store::End(Track& track)
 {
     if (!track.writer) return;
+    try {
+        track.writer->Flush();
+        track.unflushed = 0;
+    } catch (const std::exception&) {
+        // The next record, or whoever ends this one, tells of the disk.
+    }
     track.writer.reset();
     const std::string path = PathOf(track.id);
     std::error_code error;
@@ -244,6 +253,9 @@ void Store::End(Track& track)
     const std::lock_guard lock(m_Mutex);
     StoredRecord& record = m_Records[track.id];
     record.open = false;
+    const uint64_t refused = std::exchange(track.unflushed, 0);
+    m_Counts.pictures -= refused;
+    m_Counts.leftOut += refused;
     if (!error) record.bytes = static_cast<int64_t>(bytes);
 }
 
@@ -268,7 +280,9 @@ void Store::FlushAll()
     for (size_t channel = 0; channel < m_Tracks.size(); ++channel) {
         Track& track = m_Tracks[channel];
         try {
-            if (track.writer) track.writer->Flush();
+            if (!track.writer) continue;
+            track.writer->Flush();
+            track.unflushed = 0;
         } catch (const std::exception& e) {
             Fail(track, static_cast<int>(channel), track.last, e.what());
         }

@@ -34,7 +34,7 @@ struct StoredRecord {
 
 struct StoreCounts {
     uint64_t pictures = 0;  // kept
-    uint64_t leftOut = 0;   // before a key picture, or since the disk was slow or full
+    uint64_t leftOut = 0;   // before a key picture, or since the disk was slow or refused them
     uint64_t removed = 0;   // records that made room
     uint64_t failures = 0;
 };
@@ -81,6 +81,7 @@ class Store
         Clock::time_point last;
         Clock::time_point flushed;
         Clock::time_point retryAt;
+        uint64_t unflushed = 0;  // pictures, counted as kept, that the disk may still refuse
     };
     struct Lock {
         explicit Lock(const std::string& path);

@@ -472,6 +472,16 @@ TEST(ChannelTest, PictureThatWasNotTakenIsFollowedByAKeyPicture)
     EXPECT_THAT(KeysOf(all, 5), testing::ElementsAre(true, false, false, true, false));
 }
 
+TEST(ChannelTest, PicturesAreCountedAsLeftOutFromTheOneNotTakenToTheNextKeyPicture)
+{
+    uint64_t leftOut = 0;
+    PlayLoop(4, [&](const Channel& channel, int number) {
+        if (number == 4) leftOut = channel.Counts().leftOut;
+        return number != 3;
+    });
+    EXPECT_EQ(leftOut, 3U);
+}
+
 // The loop's key pictures come at every fifth; who asks at each picture brings about one more in two seconds.
 TEST(ChannelTest, KeyPicturesOutOfTurnComeAtMostOnceASecondHoweverOftenTheyAreAskedFor)
 {

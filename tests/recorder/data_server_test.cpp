@@ -161,6 +161,21 @@ TEST_F(DataServerTest, AClientThatHangsUpIsNotWatchingAnyMore)
     EXPECT_THAT(m_Server.Clients(), SizeIs(1)) << "kept for the report";
 }
 
+TEST_F(DataServerTest, OfThoseThatLeftTheLatestAreKeptForTheReport)
+{
+    std::vector<Endpoint> all;
+    for (size_t i = 0; i <= DataServer::MAX_FORMER_CLIENTS; ++i) {
+        ASSERT_TRUE(Watch());
+        all.push_back(m_Server.Clients().back().endpoint);
+        m_Client.close();
+        ASSERT_TRUE(RunUntil([this] { return m_Watching[{2, ECodec::H264}] == 0; }));
+        m_Client.connect({asio::ip::address_v4(m_Server.Local().address), m_Server.Local().port});
+    }
+    ASSERT_THAT(m_Server.Clients(), SizeIs(DataServer::MAX_FORMER_CLIENTS));
+    EXPECT_EQ(m_Server.Clients().front().endpoint, all[1]);
+    EXPECT_EQ(m_Server.Clients().back().endpoint, all.back());
+}
+
 TEST_F(DataServerTest, AnAddressHasNoMoreThanItsShareOfThePlaces)
 {
     DataServer::Setup setup = ServerSetup();

@@ -250,7 +250,9 @@ TEST_F(PassGateTest, DamageAndAPictureThatWasNotTakenAwaitTheNextKey)
     Take(true);
     Take(false);
     EXPECT_EQ(m_Seen, "KKKP");
-    EXPECT_EQ(m_Gate.State().passed, 3U) << "without the one that wasn't taken";
+    EXPECT_EQ(m_Gate.State().passed, 3U);
+    EXPECT_EQ(m_Gate.State().leftOut, 2U)
+        << "the one that wasn't taken, and what built on it; not the damaged one";
 }
 
 TEST_F(PassGateTest, WhatGoesBeyondStaysOutUntilTheCameraIsOpenedAnew)

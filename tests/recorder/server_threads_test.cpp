@@ -79,6 +79,8 @@ TEST(ServerTest, StreamIsPlayedFromKeyPictureOn)
     EXPECT_EQ(report["clients"][0]["name"], "4242");
     EXPECT_GE(report["channels"][1]["sent"]["pictures"], 20);
     EXPECT_EQ(report["channels"][0]["pictures"], 0) << "nobody looked: nothing was encoded";
+    EXPECT_EQ(report["channels"][0]["left out"], 0);
+    EXPECT_EQ(report["channels"][0]["h264"]["left out"], 0);
     EXPECT_GE(report["totals"]["acknowledged"], 20);
 }
 

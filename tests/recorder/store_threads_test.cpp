@@ -174,6 +174,9 @@ TEST_F(StoreTest, AGapEndsARecordAndChannelsHaveTheirOwn)
     for (const StoredRecord& record : store.Records())
         channels.push_back(record.name.channel);
     EXPECT_EQ(channels, (std::vector{0, 1, 0}));
+    EXPECT_EQ(store.Records()[0].bytes,
+              static_cast<int64_t>(std::filesystem::file_size(store.PathOf(store.Records()[0].name.id))))
+        << "what was taken for it while it was written is more";
 }
 
 TEST_F(StoreTest, ARecordIsCutAtAKeyPictureWhenItIsLongEnough)
@@ -311,6 +314,12 @@ TEST_F(StoreTest, AFolderThatGoesAwayCostsRecordsOnly)
     EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr("channel 1 is not kept"));
     EXPECT_EQ(store.Counts().failures, 1U) << "tried again after a while only";
     EXPECT_EQ(store.Counts().leftOut, 50U);
+    m_At += 5s;
+    testing::internal::CaptureStderr();
+    Keep(store, 1);
+    store.Sync();
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), IsEmpty()) << "told once";
+    EXPECT_EQ(store.Counts().failures, 2U);
     std::filesystem::create_directories(m_Folder.Path("store"));
     m_At += 5s;
     Keep(store, 1);
@@ -331,6 +340,29 @@ TEST_F(StoreTest, ARecordThatCanNotBeBegunLeavesNoFile)
     EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr("channel 1 is not kept"));
     EXPECT_THAT(store.Records(), IsEmpty());
     EXPECT_THAT(ListRecords(m_Folder.Path("store")), IsEmpty());
+}
+
+TEST_F(StoreTest, WhatAFullDiskRefusesIsNotCountedAsKept)
+{
+    for (const int seconds : {1, 3}) {  // the disk refuses them at a record's end, or in its course
+        std::filesystem::remove_all(m_Folder.Path("store"));
+        Store store(Setup());
+        testing::internal::CaptureStderr();
+        {
+            const CFileLimit full(8192);
+            for (int record = 0; record < 2; ++record) {
+                Keep(store, seconds);
+                m_At += 6s;
+                store.Keep(0, Group()[1], m_At);  // after the gap: no key picture, so it begins no record
+            }
+            store.Sync();
+        }
+        testing::internal::GetCapturedStderr();
+        ASSERT_THAT(store.Records(), SizeIs(2));
+        const StoreCounts counts = store.Counts();
+        EXPECT_LE(counts.pictures, Read(store.PathOf(1)).size() + Read(store.PathOf(2)).size());
+        EXPECT_EQ(counts.pictures + counts.leftOut, 2 * (static_cast<uint64_t>(seconds) * 25 + 1));
+    }
 }
 
 // The writer dies at some moment; a second was flushed at the latest with the picture after it.
