@@ -183,10 +183,9 @@ TEST(SourceTest, AJoinedFileIsPlayedToItsEnd)
     std::ofstream joined(folder / "joined.ts", std::ios::binary);
     for (const std::string colour : {"black", "white"}) {
         const std::string part = folder / (colour + ".ts");
-        ASSERT_EQ(std::system(("ffmpeg -v error -y -f lavfi -i color=s=64x48:r=25:d=2:c=" + colour +
-                               " -c:v mpeg2video " + part)
-                                  .c_str()),
-                  0);
+        std::string command = "ffmpeg -v error -y -f lavfi -i color=s=64x48:r=25:d=2:c=";
+        command.append(colour).append(" -c:v mpeg2video ").append(part);
+        ASSERT_EQ(std::system(command.c_str()), 0);
         joined << std::ifstream(part, std::ios::binary).rdbuf();
     }
     joined.close();
@@ -341,12 +340,14 @@ Input NameTerminal()
 
 class InputTest : public testing::TestWithParam<Input (*)()>
 {
-  protected:
+  public:
     ~InputTest() override
     {
         CloseWriter();
         close(m_Input.reader);
     }
+
+  protected:
     void WriteLine()
     {
         EXPECT_EQ(write(m_Input.writer, "\n", 1), 1);
