@@ -12,11 +12,11 @@ double ShapeOf(int width, int height)
     return static_cast<double>(width) / height;
 }
 
-PictureFit::PictureFit(int width, int height)
-    : m_Width(width),
-      m_Height(height),
-      m_Pixels(size_t{4} * static_cast<size_t>(width) * static_cast<size_t>(height))
+PictureFit::PictureFit(int width, int height) : m_Width(width), m_Height(height)
 {
+    const size_t size = size_t{4} * static_cast<size_t>(width) * static_cast<size_t>(height);
+    m_Pixels.reserve(size + SCALER_EXCESS);
+    m_Pixels.resize(size);
 }
 
 std::vector<uint8_t>& PictureFit::Fit(const AVFrame& frame)
@@ -39,7 +39,7 @@ std::vector<uint8_t>& PictureFit::Fit(const AVFrame& frame)
     uint8_t* const to[4] = {m_Pixels.data() + corner};
     const int strides[4] = {4 * m_Width};
     sws_scale(m_Scaler.get(), frame.data, frame.linesize, 0, frame.height, to, strides);
-    // It writes some pixels beyond the end of a row, up to the size of its vectors.
+    // What it wrote beyond the ends of the rows.
     for (int y = 0; y < m_Height && width < m_Width; ++y) {
         uint8_t* const row = m_Pixels.data() + ptrdiff_t{y} * strides[0];
         std::fill(row, row + ptrdiff_t{left} * 4, uint8_t{0});

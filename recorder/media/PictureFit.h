@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -18,6 +19,9 @@ class PictureFit
 {
   public:
     PictureFit(int width, int height);
+
+    // The scaler writes whole vectors, so up to so many bytes beyond the end of a row; also of the last one.
+    static constexpr size_t SCALER_EXCESS = 64;
 
     // The pixels: blue, green, red, unused; no gaps between rows. Valid, and the caller's to change, until the
     // next call.
