@@ -27,8 +27,8 @@ constexpr int DATABASE_WAIT_MS = 5000;
 struct ModelState {
     CCriticalSection instanceLock;  // guards the making of the singleton
     std::atomic<CNodeModel*> instance{nullptr};
-    std::string told;     // the last fault of the database
-    CMutex databaseLock;  // a leaf lock
+    std::string told GUARDED_BY(instanceLock);  // the last fault of the database
+    CMutex databaseLock;                        // a leaf lock
     std::shared_ptr<sqlite3> database GUARDED_BY(databaseLock);
     std::array<std::uint8_t, CNodeModel::GREY_BYTES> grey{};
 };

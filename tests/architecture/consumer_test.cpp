@@ -49,7 +49,8 @@ TEST(ConsumerTest, WithoutAPackageOfTheUpperLibrariesOnlyTheLowerOnesAreThere)
     for (const auto& row : rows) {
         const Outcome configured = Configure(BUILD + "-without-" + row.package, row.settings, row.variables);
         EXPECT_EQ(configured.status, 0) << configured.output;
-        const std::string told = std::string("no ") + row.package + ", so only inc, codec and platform";
+        const std::string told =
+            std::string("no ") + row.package + ", so only inc, codec, platform and skin_theme";
         EXPECT_NE(configured.output.find(told), std::string::npos) << configured.output;
     }
 }

@@ -239,15 +239,71 @@ TEST(ArchitectureTest, EveryFolderWithSourcesIsARoom)
     }
 }
 
-// The first cells of the page's rows name the rooms of the table above.
-TEST(ArchitectureTest, EveryRoomHasItsRowOnThePage)
+// The names in backquotes, without the slash behind a folder.
+std::vector<std::string> QuotedNames(const std::string& cell)
 {
+    static const std::regex quoted("`([^`]+?)/?`");
+    std::vector<std::string> names;
+    for (auto at = std::sregex_iterator(cell.begin(), cell.end(), quoted); at != std::sregex_iterator(); ++at)
+        names.push_back((*at)[1]);
+    return names;
+}
+
+// The page's rows from top to bottom: a room and what its last cell says; rooms of one row stand in a row each.
+using PageRows = std::vector<std::pair<std::string, std::string>>;
+
+PageRows ReadPage()
+{
+    static const std::regex row(R"(\| ((?:&nbsp; )?`.*/`) \|.*\|.*\| (.*) \|)");
     std::ifstream page(SourcePath("docs/architecture.md"));
-    std::string names;
-    for (std::string line; std::getline(page, line);)
-        if (line.starts_with("| ")) names += line.substr(0, line.find('|', 1));
+    PageRows rows;
+    std::smatch match;
+    for (std::string line; std::getline(page, line);) {
+        if (!std::regex_match(line, match, row)) continue;
+        for (const std::string& name : QuotedNames(match[1]))
+            rows.emplace_back(name, match[2]);
+    }
+    return rows;
+}
+
+// What a cell allows a room to include, in the names of the table above.
+std::set<std::string> Allowed(const Room& room, const std::string& cell, const PageRows& page)
+{
+    const std::string folder = room.folder;
+    const std::string top = folder.substr(0, folder.find('/'));
+    std::string lowest = folder;  // what is said to be below is so from here
+    std::set<std::string> allowed;
+    for (const std::string& name : QuotedNames(cell)) {
+        const Room* const sister = RoomOf(top + "/" + name + "/");
+        lowest = sister != nullptr && sister->folder == top + "/" + name ? sister->folder : name;
+        allowed.insert(lowest);
+    }
+    const bool below = cell.find("below") != std::string::npos;
+    bool reached = false;
+    for (const auto& [name, text] : page) {
+        if (cell.starts_with("its room") && name.starts_with(folder + "/")) allowed.insert(name);
+        const bool toolkit = RoomOf(name + "/") != nullptr && RoomOf(name + "/")->toolkit;
+        if (below && reached && (room.toolkit || !toolkit))
+            allowed.insert(toolkit ? name : name.substr(0, name.find('/')));
+        reached = reached || name == lowest;
+    }
+    return allowed;
+}
+
+TEST(ArchitectureTest, ThePageSaysOfEachRoomWhatTheTableSays)
+{
+    const PageRows page = ReadPage();
+    std::set<std::string> rooms;
     for (const Room& room : Rooms())
-        EXPECT_NE(names.find("`" + std::string(room.folder) + "/`"), std::string::npos) << room.folder;
+        rooms.insert(room.folder);
+    std::set<std::string> named;
+    for (const auto& [name, cell] : page) {
+        EXPECT_TRUE(named.insert(name).second) << name << " has two rows";
+        if (rooms.count(name) == 0) continue;
+        const Room& room = *RoomOf(name + "/");
+        EXPECT_EQ(Allowed(room, cell, page), room.may) << name;
+    }
+    EXPECT_EQ(named, rooms);
 }
 
 // The place of each angled include that follows one of ours. A source's first include is its own header.
