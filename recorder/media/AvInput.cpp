@@ -153,6 +153,7 @@ bool AvInput::Next()
 {
     while (!Receive())
         if (!Feed()) return false;
+    ++m_Pictures;
     return true;
 }
 
@@ -224,8 +225,10 @@ void AvInput::Restart()
 {
     avcodec_flush_buffers(m_Decoder.get());
     m_Drained = false;
-    if (av_seek_frame(m_Input.get(), m_Stream, 0, AVSEEK_FLAG_BACKWARD) >= 0 && Next()) return;
-    // Bare streams and filter graphs can't be sought in, and a single image only says that it can.
+    // There may be a newer image by now, which a seek within what is in memory wouldn't find.
+    const bool image = std::exchange(m_Pictures, 0) == 1 && IsFile();
+    if (!image && av_seek_frame(m_Input.get(), m_Stream, 0, AVSEEK_FLAG_BACKWARD) >= 0 && Next()) return;
+    // Bare streams and filter graphs can't be sought in.
     Open();
     m_Drained = false;
     if (!Next()) throw std::runtime_error("the source has no pictures");

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -39,7 +40,8 @@ class AvInput
 
     // Whether it has an end and can be restarted: a file, wherever it lies.
     bool IsFile() const;
-    // Goes on with the first picture again, which is the latest then; a fault when there is none.
+    // Goes on with the first picture again, which is the latest then; a fault when there is none. An only one
+    // is read anew from where it lies.
     void Restart();
     // Decodes only pictures that build on no other, for somebody who hardly looks. All come again from the next
     // of these on.
@@ -80,6 +82,7 @@ class AvInput
     AvFrame m_Frame{av_frame_alloc()};
     AvPacket m_Packet{av_packet_alloc()};
     int m_Stream = -1;
+    int64_t m_Pictures = 0;  // decoded since the first
     bool m_KeysOnly = false;
     bool m_AwaitsKey = false;
     bool m_Drained = false;

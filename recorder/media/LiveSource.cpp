@@ -70,7 +70,9 @@ void LiveSource::Read(int64_t pictureNumber, Picture& picture)
 
 void LiveSource::Run()
 {
+    Clock::duration pause{};
     do {
+        pause = m_Times.retry;
         try {
             m_Since = Clock::now();
             m_Late = false;
@@ -78,21 +80,25 @@ void LiveSource::Run()
             if (m_Packets != nullptr) m_Packets->Opened(input.Codec());
             input.SetTap([this, &input](const AVPacket& packet) { OnPacket(input, packet); });
             Play(input);
+            pause =
+                std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(PictureTimes::STILL));
         } catch (const std::exception& e) {
             if (m_Stop || m_End) return;
             Fail(m_Late ? "no picture for " + std::to_string(m_Times.deadline.count() / 1000) + " s"
                         : e.what());
         }
-    } while (Wait(Clock::now() + m_Times.retry));
+    } while (Wait(Clock::now() + pause));
 }
 
-// Until it ends or fails. A file that lies elsewhere is played at its pace and restarted.
+// Until it fails, is to end, or had a single image. A file that lies elsewhere is played at its pace and
+// restarted.
 void LiveSource::Play(AvInput& input)
 {
     const auto begun = Clock::now();
     PictureTimes times(m_PictureSeconds);
-    for (;;) {
+    for (int64_t shown = 0;; ++shown) {
         if (!input.Next()) {
+            if (shown == 1) return;
             if (!input.IsFile()) throw std::runtime_error("the source has ended");
             input.Restart();
             times.Restart();

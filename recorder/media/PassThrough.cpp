@@ -67,7 +67,7 @@ bool PassGate::Take(const h264::Checked& checked, EChecksum checksum, Clock::tim
     if (checked.result == EResult::Outside) {
         m_State.passing = false;
         m_State.why = checked.why;
-        return true;
+        return std::exchange(m_Said, checked.why) != checked.why;
     }
     if (checked.result == EResult::Damaged) m_AwaitsKey = true;
     if (checked.result != EResult::Passes) return false;
@@ -80,6 +80,7 @@ bool PassGate::Take(const h264::Checked& checked, EChecksum checksum, Clock::tim
     coded->key = checked.key;
     coded->bytes = checksum == EChecksum::None ? checked.bytes : WithChecksum(checked.bytes, checksum);
     m_State.passing = true;
+    m_Said.clear();
     m_Parted = true;
     m_Latest = now;
     m_Behind = m_AwaitsKey = !m_Deliver(std::move(coded));

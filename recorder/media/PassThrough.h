@@ -53,8 +53,8 @@ class PassGate
 
     explicit PassGate(Deliver deliver) : m_Deliver(std::move(deliver)) {}
 
-    /// From the source: opened, and a picture of it that was looked at. True when the latter is the first by
-    /// which the source turns out not to pass.
+    /// From the source: opened, and a picture of it that was looked at. True when by the latter the source
+    /// turns out not to pass, for another reason than before.
     void Opened();
     bool Take(const h264::Checked& checked, EChecksum checksum, Clock::time_point now);
     /// Nobody watches: the next client begins with what is re-encoded.
@@ -72,6 +72,7 @@ class PassGate
     Deliver m_Deliver;
     mutable std::mutex m_Mutex;
     PassState m_State;        // guarded
+    std::string m_Said;       // guarded; why the source didn't pass, since it did
     bool m_AwaitsKey = true;  // guarded; of the camera's own
     bool m_Behind = false;    // guarded; it does since one wasn't taken
     bool m_Parted = false;  // guarded; clients didn't see the latest that was re-encoded, or not as the latest

@@ -12,6 +12,20 @@ const char* DisconnectReasonText(EDisconnectReason reason)
     return TEXTS[static_cast<size_t>(reason)];
 }
 
+void ClientCounts::Add(const ClientCounts& other)
+{
+    requests += other.requests;
+    datagrams += other.datagrams;
+    bytes += other.bytes;
+    acknowledged += other.acknowledged;
+    for (const auto& [channel, stream] : other.streams) {
+        Stream& own = streams[channel];
+        own.pictures += stream.pictures;
+        own.bytes += stream.bytes;
+        own.dropped += stream.dropped;
+    }
+}
+
 DeviceLink::DeviceLink(Setup setup, IChannels& channels, IDatagramOut& out)
     : m_Setup(std::move(setup)), m_Channels(channels), m_Out(out)
 {
@@ -266,7 +280,10 @@ DeviceLink::ClientMap::iterator DeviceLink::Drop(ClientMap::iterator client, EDi
     for (const auto& [channel, stream] : counts.streams)
         UpdateWatched(channel);
     counts.disconnectReason = reason;
-    if (m_Former.size() == MAX_FORMER_CLIENTS) m_Former.erase(m_Former.begin());
+    if (m_Former.size() == MAX_FORMER_CLIENTS) {
+        m_Earlier.Add(m_Former.front());
+        m_Former.erase(m_Former.begin());
+    }
     m_Former.push_back(std::move(counts));
     return next;
 }

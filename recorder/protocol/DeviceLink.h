@@ -47,6 +47,9 @@ struct ClientCounts {
     std::map<int, Stream> streams;  // by channel
     bool proved = false;            // it acknowledged a stream reply
     EDisconnectReason disconnectReason = EDisconnectReason::None;
+
+    // The numbers of another client on top of its own.
+    void Add(const ClientCounts& other);
 };
 
 // The device's side of the peer-to-peer protocol: registers at the rendezvous under the net id, answers punches
@@ -97,6 +100,8 @@ class DeviceLink
     std::vector<ClientCounts> Clients() const;
     // The latest of those that left, the oldest first.
     const std::vector<ClientCounts>& FormerClients() const { return m_Former; }
+    // The numbers of all that left before these, together.
+    const ClientCounts& EarlierClients() const { return m_Earlier; }
 
   private:
     struct Client {
@@ -134,6 +139,7 @@ class DeviceLink
     TimeUs m_NextLogin = 0;
     ClientMap m_Clients;
     std::vector<ClientCounts> m_Former;
+    ClientCounts m_Earlier;
     Counters m_Counts;
 };
 

@@ -1,7 +1,5 @@
 #include "recorder/server/Report.h"
 
-#include <map>
-
 #include "recorder/media/SourceText.h"
 
 namespace recorder
@@ -95,26 +93,11 @@ json MakeReport(const ReportInput& input)
     for (ClientCounts& client : input.device.Clients())
         clients.push_back(std::move(client));
 
-    struct Sent {
-        uint64_t pictures = 0;
-        uint64_t bytes = 0;
-        uint64_t dropped = 0;
-    };
-    std::map<int, Sent> sent;  // by channel
-    uint64_t datagrams = 0;
-    uint64_t acknowledged = 0;
-    uint64_t bytes = 0;
+    ClientCounts all = input.device.EarlierClients();
     json clientList = json::array();
     for (const ClientCounts& client : clients) {
         clientList.push_back(ClientEntry(client));
-        datagrams += client.datagrams;
-        acknowledged += client.acknowledged;
-        bytes += client.bytes;
-        for (const auto& [channel, stream] : client.streams) {
-            sent[channel].pictures += stream.pictures;
-            sent[channel].bytes += stream.bytes;
-            sent[channel].dropped += stream.dropped;
-        }
+        all.Add(client);
     }
 
     json channelList = json::array();
@@ -122,7 +105,7 @@ json MakeReport(const ReportInput& input)
     for (size_t i = 0; i < input.channels.size(); ++i) {
         const ChannelCounts& channel = input.channels[i].mpeg4;
         const ChannelCounts& h264 = input.channels[i].h264;
-        const Sent& of = sent[static_cast<int>(i)];
+        const ClientCounts::Stream& of = all.streams[static_cast<int>(i)];
         pictures += of.pictures;
         channelList.push_back(
             {{"channel", i + 1},
@@ -198,9 +181,9 @@ json MakeReport(const ReportInput& input)
                                 input.deviceTransport.GetFaults().Counts())},
             {"totals",
              {{"pictures", pictures},
-              {"bytes", bytes},
-              {"datagrams", datagrams},
-              {"acknowledged", acknowledged},
+              {"bytes", all.bytes},
+              {"datagrams", all.datagrams},
+              {"acknowledged", all.acknowledged},
               {"not sent", input.rendezvousTransport.NotSent() + input.deviceTransport.NotSent()}}}};
 }
 

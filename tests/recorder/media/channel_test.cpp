@@ -227,6 +227,24 @@ TEST(SourceTest, ASingleImageIsShownAgainAndAgain)
     ExpectPlayedAgainAndAgain("still.jpg", "-frames:v 1 -s 1280x960");
 }
 
+TEST(SourceTest, ASingleImageThatIsWrittenAnewIsShownAnew)
+{
+    const CTestFolder folder;
+    const auto image = [](char grey) { return "P5\n64 48\n255\n" + std::string(size_t{64} * 48, grey); };
+    folder.Write("still.pgm", image('\xF0'));
+    const auto source = MakeSource(folder.Path("still.pgm"), DefaultSetup().scene, 0, NEVER_STOP);
+    Picture picture;
+    const auto middleAt = [&](int number) {
+        source->Read(number, picture);
+        return picture.y[static_cast<size_t>(144 * 352 + 176)];
+    };
+    EXPECT_GT(middleAt(0), 200);
+    folder.Write("still.pgm", image('\x20'));
+    for (int number = 1; number < 75; ++number)
+        middleAt(number);
+    EXPECT_LT(middleAt(75), 60) << "it is read once a second";
+}
+
 TEST(SourceTest, AFilterGraphThatEndsIsPlayedAgainAndAgain)
 {
     const auto source =

@@ -70,6 +70,14 @@ class CCamera
         asio::error_code ignored;
         asio::write(m_Socket, asio::buffer(m_pEncoder->Encode(picture, m_iNumber++, key, 4).bytes), ignored);
     }
+    // A grey image alone, in the full range of values.
+    void SendImage(int luma)
+    {
+        asio::error_code ignored;
+        const auto grey = static_cast<char>((luma - 16) * 255 / 219);
+        const std::string image = "P5\n320 240\n255\n" + std::string(size_t{320} * 240, grey);
+        asio::write(m_Socket, asio::buffer(image), ignored);
+    }
     void HangUp() { m_Socket.close(); }
 
   private:
@@ -175,6 +183,27 @@ TEST(LiveSourceTest, ASourceThatHangsUpIsOpenedAgain)
     ASSERT_TRUE(camera.Accept());
     camera.Send(120, MANY);
     EXPECT_TRUE(Shows(source, 120));
+}
+
+// As many cameras do, and servers that nobody can seek in.
+TEST(LiveSourceTest, ASourceOfOneImageIsAskedForTheNextWithoutANoticeMeanwhile)
+{
+    CCamera camera;
+    testing::internal::CaptureStderr();
+    {
+        auto times = Times(seconds(20));
+        times.retry = seconds(600);
+        LiveSource source(camera.Url(), SmallSetup(), 0, NEVER_STOP, times);
+        ASSERT_TRUE(camera.Accept());
+        for (const int luma : {200, 120, 60}) {
+            camera.SendImage(luma);
+            camera.HangUp();
+            ASSERT_TRUE(Shows(source, luma));
+            ASSERT_TRUE(camera.Accept()) << "once more by itself";
+            EXPECT_NEAR(MiddleOf(source, 0), luma, 4) << "and it stays meanwhile";
+        }
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
 TEST(LiveSourceTest, AWrongSourceSaysSoAtOnceAndOnce)

@@ -272,6 +272,24 @@ TEST_F(PassGateTest, WhatGoesBeyondStaysOutUntilTheCameraIsOpenedAnew)
     EXPECT_EQ(m_Gate.State().passed, 2U);
 }
 
+TEST_F(PassGateTest, AReasonIsToldOnceHoweverOftenTheCameraIsOpened)
+{
+    h264::Checked outside;
+    outside.result = h264::Checked::EResult::Outside;
+    outside.why = "it has B pictures";
+    EXPECT_TRUE(m_Gate.Take(outside, EChecksum::None, m_Now));
+    m_Gate.Opened();
+    EXPECT_FALSE(m_Gate.Take(outside, EChecksum::None, m_Now)) << "as before";
+    EXPECT_EQ(m_Gate.State().why, "it has B pictures");
+    m_Gate.Opened();
+    outside.why = "it uses the 8x8 transform";
+    EXPECT_TRUE(m_Gate.Take(outside, EChecksum::None, m_Now)) << "another one";
+    m_Gate.Opened();
+    Take(true);
+    m_Gate.Opened();
+    EXPECT_TRUE(m_Gate.Take(outside, EChecksum::None, m_Now)) << "it passed meanwhile";
+}
+
 TEST_F(PassGateTest, ChecksumsArePutOntoWhatPasses)
 {
     std::vector<uint8_t> bytes;

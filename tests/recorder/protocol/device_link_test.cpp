@@ -333,6 +333,30 @@ TEST_F(DeviceLinkTest, NumberOfClientsIsBounded)
     EXPECT_EQ(m_Link.FormerClients().size(), DeviceLink::MAX_FORMER_CLIENTS);
 }
 
+TEST_F(DeviceLinkTest, WhatThoseGotThatAreNoLongerKeptIsKeptTogether)
+{
+    constexpr size_t EARLIER = 40;
+    for (size_t i = 0; i < DeviceLink::MAX_FORMER_CLIENTS + EARLIER; ++i) {
+        const Endpoint client{0x7F000001, static_cast<uint16_t>(1000 + i)};
+        Watch(client, 0);
+        m_Link.OnMessage(0, 0, true, Message(0, 100));
+        m_Link.OnTimer(0);
+        Say(client, EMessage::DataAck);
+        Say(client, EMessage::Logout);
+    }
+    ASSERT_THAT(m_Link.FormerClients(), SizeIs(DeviceLink::MAX_FORMER_CLIENTS));
+    const ClientCounts& one = m_Link.FormerClients()[0];
+    const ClientCounts& earlier = m_Link.EarlierClients();
+    EXPECT_EQ(one.acknowledged, 2U);
+    EXPECT_EQ(earlier.requests, EARLIER);
+    EXPECT_EQ(earlier.acknowledged, 2 * EARLIER);
+    EXPECT_EQ(earlier.datagrams, EARLIER * one.datagrams);
+    EXPECT_EQ(earlier.bytes, EARLIER * one.bytes);
+    EXPECT_EQ(one.streams.at(0).pictures, 1U);
+    EXPECT_EQ(earlier.streams.at(0).pictures, EARLIER);
+    EXPECT_EQ(earlier.streams.at(0).bytes, EARLIER * one.streams.at(0).bytes);
+}
+
 TEST_F(DeviceLinkTest, ClientsOfOneAddressTakeOnlyItsShare)
 {
     auto setup = LinkSetup();

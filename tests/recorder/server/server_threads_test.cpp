@@ -265,6 +265,24 @@ TEST(ServerTest, LossyRoadIsReported)
     EXPECT_GT(report["faults"]["garbled"], 0);
 }
 
+TEST(ServerTest, TotalsHoldAlsoWhatThoseGotThatAreNoLongerListed)
+{
+    constexpr size_t CLIENTS = DeviceLink::MAX_FORMER_CLIENTS + 20;
+    CRunning running({"--id", "77", "--channels", "1"});
+    CRecorderClient client(running.GetServer(), "1");
+    client.StopAcknowledging();
+    for (size_t i = 0; i < CLIENTS; ++i) {
+        client.Send(running.GetServer().DeviceAt(), EMessage::Data, Request(0));
+        ASSERT_TRUE(client.Await(EMessage::Data));
+        client.Send(running.GetServer().DeviceAt(), EMessage::Logout);
+    }
+    const auto report = running.End();
+    EXPECT_GE(report["clients"].size(), DeviceLink::MAX_FORMER_CLIENTS);
+    EXPECT_LE(report["clients"].size(), DeviceLink::MAX_FORMER_CLIENTS + 1)
+        << "with one that may not have left";
+    EXPECT_GE(report["totals"]["datagrams"], CLIENTS);
+}
+
 TEST(ServerTest, ReadyLineTellsThePorts)
 {
     CRunning running({"--id", "77", "--channels", "2", "--clock", "2026-11-21 08:40:12"});
