@@ -38,8 +38,10 @@ class CUnknown : public TFirst, public TOthers...
     std::uint32_t Release() override
     {
         const std::uint32_t left = --m_ulReferences;
-        if (left == 0) Destroy();
-        return left;
+        if (left > 0) return left;
+        ++m_ulReferences;  // whom the object tells of its end may ask it for an interface and give that back
+        Destroy();
+        return 0;
     }
 
   protected:

@@ -165,9 +165,12 @@ std::int32_t CWindowBackend::MessageBoxA(HWND owner, std::string_view text, std:
 void CWindowBackend::ServeUntil(const std::function<bool()>& ended)
 {
     if (QThread::currentThread() != qApp->thread()) return;
+    // The host may take its last control down meanwhile, and what wakes this thread must not go with it.
+    if (!StartQtPlatform()) return;
     {
         CServingWait wait;
         wait.Run(ended);
     }
     ServePostedMessages();
+    StopQtPlatform();  // this object may go
 }

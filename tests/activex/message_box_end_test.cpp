@@ -7,6 +7,7 @@
 #include <QWidget>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "activex/ActiveXCtrl.h"
 #include "model/settings/SystemSettings.h"
@@ -143,6 +144,38 @@ TEST_P(EndingSiteTest, ContainerMayEndTheControlWhenItHearsOfItsEnd)
     container.control->DestroyControlWindow();
     EXPECT_EQ(site.m_iEnds, 1);
     EXPECT_EQ(m_bGone, GetParam().letsGo);
+}
+
+// Asks the control for an interface when it hears that the control is no longer active.
+class CAskingSite final : public CUnknown<IControlSite>
+{
+  public:
+    explicit CAskingSite(IControlWindow& control) : m_Control(control) {}
+    HRESULT GetContainer(IUnknown**) override { return E_FAIL; }
+    HRESULT OnInPlaceActive(bool active) override
+    {
+        CComPtr<IControlReport> report;
+        std::vector<ChannelReport> channels;
+        if (!active && SUCCEEDED(report.Query(m_Control)) && SUCCEEDED(report->GetChannels(channels)))
+            ++m_iReports;
+        return S_OK;
+    }
+    int m_iReports = 0;
+
+  private:
+    IControlWindow& m_Control;
+};
+
+using AskingSiteTest = MessageBoxEndTest;
+
+TEST_F(AskingSiteTest, ContainerMayAskTheControlThatItLetsGo)
+{
+    Container container = Embed();
+    CAskingSite site(*container.control);
+    container.control->SetClientSite(&site);
+    container.control.Reset();  // with the window still standing
+    EXPECT_EQ(site.m_iReports, 1);
+    EXPECT_TRUE(m_bGone);
 }
 
 constexpr EndRow ENDS[] = {

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <QAbstractButton>
+#include <QAbstractEventDispatcher>
 #include <QApplication>
 #include <QMessageBox>
 #include <QPushButton>
@@ -245,6 +246,37 @@ TEST_F(ServingWait, BoxesThatStandOneOverTheOtherAreAllLetGo)
     EXPECT_EQ(most, 2);
     EXPECT_LE(turns, 10) << "one stood for good";
     EXPECT_EQ(CountBoxes(), 0);
+}
+
+// A call that the host has queued for its own objects takes the last control down.
+TEST_F(ServingWait, EndsWhenThePlatformIsStoppedMeanwhile)
+{
+    bool stopped = false;
+    std::atomic<bool> blocks = false;
+    const auto blocking = QObject::connect(QAbstractEventDispatcher::instance(),
+                                           &QAbstractEventDispatcher::aboutToBlock, [&] { blocks = stopped; });
+    QMetaObject::invokeMethod(
+        &m_Host,
+        [&] {
+            StopQtPlatform();
+            stopped = true;
+        },
+        Qt::QueuedConnection);
+    std::atomic<bool> worked = false;
+    std::atomic<bool> returned = false;
+    bool late = false;
+    std::thread rescue([&] {
+        Await([&] { return worked.load(); });
+        late = !Await([&] { return returned.load(); });
+        if (late) QAbstractEventDispatcher::instance(QCoreApplication::instance()->thread())->wakeUp();
+    });
+    RunServing([&] { worked = Await([&] { return blocks.load(); }); });
+    returned = true;
+    QObject::disconnect(blocking);
+    rescue.join();
+    EXPECT_TRUE(worked);
+    EXPECT_FALSE(late) << "nothing woke the panels' thread";
+    ASSERT_TRUE(StartQtPlatform());
 }
 
 TEST_F(ServingWait, HoldsBackTheHostsSockets)
