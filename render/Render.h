@@ -58,7 +58,8 @@ class CRender
     /// Gives back what Init took. Non-zero.
     virtual std::int32_t Uninit();
 
-    /// Shows a picture in `window`, scaled to it. The frame's planes are read during the call only. What the
+    /// Shows a picture in `window`, scaled to it. Cells come and go on the panels' thread: whoever draws into
+    /// one keeps a CWindowHold of it for the frame. The frame's planes are read during the call only. What the
     /// result means differs by renderer and callers ignore it: a picture that can't be shown is dropped in
     /// silence. What became of it is noted in the surface.
     virtual std::int32_t DisplayClient(const CodecFrame* frame, CSurface* surface, HWND window) = 0;

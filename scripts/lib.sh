@@ -78,6 +78,21 @@ StandardChroma=1
 INI
 }
 
+# all_or_refuse KIND [NAME ...]: the benches or fuzz targets of these names, or all, in $names. Ends with 2 when one isn't there.
+all_or_refuse()
+{
+    local kind=$1 all=() name
+    shift
+    for name in "$kind"/*_"$kind".cpp; do
+        [ ! -e "$name" ] || all+=("$(basename "$name" "_$kind.cpp")")
+    done
+    names=("$@")
+    [ $# -gt 0 ] || names=("${all[@]}")
+    for name in "${names[@]}"; do
+        [[ " ${all[*]} " == *" $name "* ]] || { echo "$kind: there is no '$name'; there are: ${all[*]}" >&2; exit 2; }
+    done
+}
+
 # existing_files, existing_lines: of the names on standard input (ended by NUL, by newline), those that stand.
 existing_files()
 {

@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <regex>
 #include <set>
@@ -330,6 +331,33 @@ TEST(ArchitectureTest, OurIncludesFollowTheOthers)
     EXPECT_EQ(BehindOurs(AllIncludes()), std::vector<std::string>());
     const std::vector<Include> wrong = {{"a/A.h", 3, "a/B.h", true}, {"a/A.h", 5, "vector", false}};
     EXPECT_EQ(BehindOurs(wrong), (std::vector<std::string>{"a/A.h:5"})) << "the alarm rings";
+}
+
+// The sources whose own header, when there is one, isn't what they include first.
+std::vector<std::string> WithoutOwnHeaderFirst(const std::vector<Include>& includes,
+                                               const std::function<bool(const std::string&)>& exists)
+{
+    std::vector<std::string> files;
+    std::string file;
+    for (const Include& include : includes) {
+        if (std::exchange(file, include.file) == include.file || !file.ends_with(".cpp")) continue;
+        const std::string own = file.substr(0, file.size() - 3) + "h";
+        if (include.target != own && exists(own)) files.push_back(file);
+    }
+    return files;
+}
+
+TEST(ArchitectureTest, ASourceIncludesItsOwnHeaderFirst)
+{
+    const auto exists = [](const std::string& path) { return fs::exists(SourcePath(path)); };
+    EXPECT_EQ(WithoutOwnHeaderFirst(AllIncludes(), exists), std::vector<std::string>());
+    const std::vector<Include> wrong = {{"a/A.cpp", 1, "vector", false},
+                                        {"a/A.cpp", 3, "a/A.h", true},
+                                        {"a/B.cpp", 1, "a/B.h", true},
+                                        {"a/C.h", 1, "a/A.h", true}};
+    EXPECT_EQ(WithoutOwnHeaderFirst(wrong, [](const std::string&) { return true; }),
+              (std::vector<std::string>{"a/A.cpp"}))
+        << "the alarm rings";
 }
 
 // The alarm rings: arrows that must be refused are.

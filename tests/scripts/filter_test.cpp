@@ -25,7 +25,11 @@ class FilterTest : public testing::Test
         Command("scripts/setup", "");
         Command("scripts/fuzz", "echo fuzz >>built");
         Command("tools/git", "printf 'tests/table_test.cpp\\0tests/link_threads_test.cpp\\0'");
-        Command("tools/cmake", "shift 2; echo \"$@\" >>built");
+        // What stands as new_programs is in the build once its list of sources is made anew.
+        Command("tools/cmake",
+                "shift 2; echo \"$@\" >>built\n"
+                "[ \"$3\" != build.ninja ] || [ ! -e new_programs ] ||"
+                " cat new_programs >>\"build/$1/compile_commands.json\"");
         Command("tools/xvfb-run", "shift 2; exec \"$@\"");
         Command("tools/setarch", "shift; exec \"$@\"");
         m_Folder.Write("tests/table_test.cpp", "TEST(Table, codec)\nTEST(Table, Of_link)\n");
@@ -69,14 +73,25 @@ TEST_F(FilterTest, BuildsTheProgramsOfItsTestsAndMissesNoOther)
     const Outcome outcome = Run("--filter codec");
     EXPECT_EQ(outcome.status, 0) << outcome.output;
     EXPECT_THAT(outcome.output, HasSubstr("100% tests passed, 0 tests failed out of 1"));
-    EXPECT_EQ(Built(), "release --target core_tests\n");
+    EXPECT_EQ(Built(), "release --target build.ninja\nrelease --target core_tests\n");
+}
+
+// It built everything for one, since the build did not know it yet.
+TEST_F(FilterTest, FindsATestWhoseSourceIsNew)
+{
+    Command("tools/git", "printf 'tests/added_test.cpp\\0'");
+    m_Folder.Write("tests/added_test.cpp", "TEST(Added, codec)\n");
+    m_Folder.Write("new_programs", Compiled("added_tests", "added"));
+    Run("--filter Added");
+    EXPECT_EQ(Built(), "release --target build.ninja\nrelease --target added_tests\n");
 }
 
 TEST_F(FilterTest, OfTestsWithoutThreadsRunsUnderTheAddressSanitizerAlone)
 {
     const Outcome outcome = Run("--sanitize --filter codec");
     EXPECT_EQ(outcome.status, 0) << outcome.output;
-    EXPECT_EQ(Built(), "address --target core_tests\nfuzz\n");
+    EXPECT_EQ(Built(),
+              "address --target build.ninja\naddress --target core_tests\nthread --target build.ninja\nfuzz\n");
 }
 
 TEST_F(FilterTest, BuildsForTheThreadSanitizerOnlyWhatItRuns)
@@ -84,13 +99,14 @@ TEST_F(FilterTest, BuildsForTheThreadSanitizerOnlyWhatItRuns)
     const Outcome outcome = Run("--sanitize --filter Of_link");
     EXPECT_EQ(outcome.status, 0) << outcome.output;
     EXPECT_EQ(Built(),
-              "address --target core_tests core_threads_tests\nthread --target core_threads_tests\nfuzz\n");
+              "address --target build.ninja\naddress --target core_tests core_threads_tests\nthread --target "
+              "build.ninja\nthread --target core_threads_tests\nfuzz\n");
 }
 
 TEST_F(FilterTest, ThatNamesNoTestBuildsEverythingAndFails)
 {
     EXPECT_NE(Run("--filter nowhere").status, 0);
-    EXPECT_EQ(Built(), "release\n");
+    EXPECT_EQ(Built(), "release --target build.ninja\nrelease\n");
 }
 
 }  // namespace
