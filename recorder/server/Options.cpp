@@ -263,7 +263,7 @@ void Declare(CLI::App& app, Options& options, TextTable& texts)
         ->check(CLI::Range(1, 4096))
         ->capture_default_str();
     app.add_option("--clients-per-address", options.clientsPerAddress,
-                   "of these, from one address; the control port has no limit")
+                   "of these, from one address; those of the control port aren't counted")
         ->type_name("N")
         ->group("Network")
         ->check(CLI::Range(1, 4096))

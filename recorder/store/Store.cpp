@@ -30,7 +30,9 @@ std::vector<StoredRecord> ListRecords(const std::string& folder)
 {
     std::vector<StoredRecord> records;
     std::error_code error;
-    for (const auto& entry : fs::directory_iterator(folder, error)) {
+    const fs::directory_iterator entries(folder, error);
+    if (error) throw std::runtime_error("can't read the records of " + folder + ": " + error.message());
+    for (const auto& entry : entries) {
         const auto name = ParseFileName(entry.path().filename().string());
         std::error_code gone;
         if (!name || !entry.is_regular_file(gone)) continue;

@@ -129,7 +129,8 @@ class Store
     std::thread m_Thread;
 };
 
-/// The records in the folder, oldest first, those of other processes too.
+/// The records in the folder, oldest first, those of other processes too. Throws std::runtime_error when it
+/// can't be read.
 std::vector<StoredRecord> ListRecords(const std::string& folder);
 
 }  // namespace recorder

@@ -166,4 +166,14 @@ TEST_F(PlaybackTest, TheListTellsEachRecord)
                 testing::MatchesRegex("1  channel 2  [0-9: -]+  [0-9]+ bytes\n2  channel 2  .* bytes\n"));
 }
 
+TEST_F(PlaybackTest, TheListOfAFolderThatIsNotThereIsAFailure)
+{
+    const ParsedOptions parsed = ParseOptions(4, std::array{"", "--store", store.c_str(), "--records"}.data());
+    ASSERT_TRUE(parsed.run) << parsed.say;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(RunRecorder(parsed.options), 1);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                testing::HasSubstr("can't read the records of " + store + ": No such file"));
+}
+
 }  // namespace

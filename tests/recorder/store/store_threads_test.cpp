@@ -18,6 +18,7 @@
 #include "recorder/scene/Scene.h"
 #include "tests/recorder/media_support.h"
 #include "tests/support/file_limit.h"
+#include "tests/support/plain_rights.h"
 #include "tests/support/test_folder.h"
 
 namespace
@@ -302,6 +303,24 @@ TEST_F(StoreTest, AFolderThatCanNotBeMadeIsReported)
 {
     m_Folder.Write("store", "a file stands there");
     EXPECT_THROW(Store store(Setup()), std::runtime_error);
+}
+
+// Its records would be taken for none, and their numbers given once more.
+TEST_F(StoreTest, AFolderThatCanNotBeReadIsReported)
+{
+    EXPECT_THROW(ListRecords(m_Folder.Path("not there")), std::runtime_error);
+    const std::string folder = m_Folder.Path("store");
+    std::filesystem::create_directory(folder);
+    std::filesystem::permissions(folder,
+                                 std::filesystem::perms::owner_write | std::filesystem::perms::owner_exec);
+    {
+        const CPlainRights rights;
+        EXPECT_THROW(ListRecords(folder), std::runtime_error);
+        EXPECT_THROW(Store store(Setup()), std::runtime_error);
+    }
+    std::filesystem::permissions(folder, std::filesystem::perms::owner_all);
+    const Store store(Setup());
+    EXPECT_THAT(store.Records(), IsEmpty());
 }
 
 TEST_F(StoreTest, AFolderThatGoesAwayCostsRecordsOnly)
