@@ -65,8 +65,9 @@ class CActiveXCtrl::CWidget : public QWidget
     void resizeEvent(QResizeEvent*) override { m_Control.m_Panel.MoveWindow(0, 0, width(), height()); }
     void mousePressEvent(QMouseEvent* event) override
     {
+        const QPointer<QWidget> stands(this);
         m_Control.OnMouseActivate();
-        QWidget::mousePressEvent(event);
+        if (stands) QWidget::mousePressEvent(event);  // the container may take it down when it hears of it
     }
 
     // What no panel took of the control's own keys is not the container's either.

@@ -49,6 +49,12 @@ CNoMessageBoxes::~CNoMessageBoxes()
     --g_iForbidden;
 }
 
+bool CNoMessageBoxes::IsAny()
+{
+    ASSERT_PANELS_THREAD();
+    return g_iForbidden > 0;
+}
+
 CUnwaitedMessageBoxes::CUnwaitedMessageBoxes()
 {
     ASSERT_PANELS_THREAD();
@@ -77,6 +83,12 @@ CStandingBox::~CStandingBox()
 {
     ASSERT_PANELS_THREAD();
     std::erase(Standing(), this);
+}
+
+bool AreMessagesTold()
+{
+    ASSERT_PANELS_THREAD();
+    return Teller() || CNoMessageBoxes::IsAny();
 }
 
 bool TellMessage(std::string_view text, std::string_view caption)

@@ -20,10 +20,13 @@ class CNoMessageBoxes
     ~CNoMessageBoxes();
     CNoMessageBoxes(const CNoMessageBoxes&) = delete;
     CNoMessageBoxes& operator=(const CNoMessageBoxes&) = delete;
+
+    static bool IsAny();
 };
 
 /// While one of these lives a message box that another thread asks for comes up without being waited for, its
 /// asker has IDOK at once: the loop of a box serves the container, which may delete what the caller works on.
+/// The teller is told of it from the event loop.
 class CUnwaitedMessageBoxes
 {
   public:
@@ -49,6 +52,9 @@ class CStandingBox
     friend class CNoMessageBoxes;
     const std::function<void()> m_LetGo;
 };
+
+/// Whether no box is to come up.
+bool AreMessagesTold();
 
 /// True when the box is not to come up; its text then went to the teller or, without one, to the debugger
 /// output.

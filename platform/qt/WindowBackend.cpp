@@ -113,6 +113,22 @@ LRESULT RunForeignBox(QMessageBox* box)
     });
     return AnswerOf(RunBox(box));
 }
+
+// Whoever is told may end the control, and waits for the thread then: it has its answer first, and is gone with
+// what it has asked with.
+void TellForeign(HWND owner, std::string_view text, std::string_view caption, std::uint32_t type)
+{
+    const std::string message(text);
+    const std::string title(caption);
+    AnswerOfServed()(IDOK);
+    if (CUnwaitedMessageBoxes::IsAny() && !CNoMessageBoxes::IsAny()) {
+        QMetaObject::invokeMethod(
+            qApp, [owner, message, title, type] { MessageBoxA(owner, message, title, type); },
+            Qt::QueuedConnection);
+    } else {
+        TellMessage(message, title);
+    }
+}
 }  // namespace
 
 CWindowBackend::CWindowBackend()
@@ -150,6 +166,10 @@ std::int32_t CWindowBackend::MessageBoxA(HWND owner, std::string_view text, std:
 {
     const bool foreign = std::this_thread::get_id() != m_PanelsThread;
     const LRESULT answer = OnPanelsThread([owner, text, caption, type, foreign]() -> LRESULT {
+        if (foreign && AreMessagesTold()) {
+            TellForeign(owner, text, caption, type);
+            return IDOK;
+        }
         if (TellMessage(text, caption)) return IDOK;
         QMessageBox* const box = MakeBox(owner, text, caption, type);
         if (!foreign) return AnswerOf(RunBox(box));

@@ -123,6 +123,18 @@ class LinkBoxEndTest : public testing::TestWithParam<CommandRow>
         m_pControl->GetPanel().GetTree().ReloadTree();
     }
 
+    // The tree's command of the row, on the node of the row.
+    void Command() const
+    {
+        CTreeDlg& panel = m_pControl->GetPanel().GetTree();
+        QModelIndex node = panel.GetRootItem();
+        for (int depth = 0; depth < GetParam().depth; ++depth)
+            node = panel.GetTree()->model()->index(0, 0, node);
+        ASSERT_TRUE(node.isValid());
+        panel.GetTree()->setCurrentIndex(node);
+        SendMessageA(panel.Handle(), WM_COMMAND, static_cast<WPARAM>(GetParam().command), 0);
+    }
+
     void ExpectEnd() const
     {
         EXPECT_TRUE(QTest::qWaitFor([this] { return !m_Ending.isActive(); }, 20000));
@@ -149,17 +161,53 @@ TEST_F(LinkBoxEndTest, ContainerMayEndTheControlWhileTheBoxOfALinkStands)
 TEST_P(LinkBoxEndTest, CommandDoesNotWaitForTheBoxOfALinkThatItEnds)
 {
     AddStation(false);
-    CTreeDlg& panel = m_pControl->GetPanel().GetTree();
-    QModelIndex node = panel.GetRootItem();
-    for (int depth = 0; depth < GetParam().depth; ++depth)
-        node = panel.GetTree()->model()->index(0, 0, node);
-    ASSERT_TRUE(node.isValid());
-    panel.GetTree()->setCurrentIndex(node);
     m_bCommand = true;
-    SendMessageA(panel.Handle(), WM_COMMAND, static_cast<WPARAM>(GetParam().command), 0);
+    Command();
     m_bCommand = false;
     ExpectEnd();
     EXPECT_FALSE(m_bInCommand) << "the container could delete what the command works on";
+}
+
+// Ends the control when it is told something.
+class CEndingSink final : public IMessageSink
+{
+  public:
+    explicit CEndingSink(CActiveXCtrl& control) : m_Control(control) { m_Control.SetMessageSink(this); }
+    virtual ~CEndingSink() { m_Control.SetMessageSink(nullptr); }
+    CEndingSink(const CEndingSink&) = delete;
+    CEndingSink& operator=(const CEndingSink&) = delete;
+    void OnMessage(const std::string&, const std::string&) override
+    {
+        m_bInCommand = m_bCommand;
+        if (!m_bCommand) m_Control.DestroyControlWindow();
+        m_bTold = true;
+    }
+    bool m_bTold = false;
+    bool m_bCommand = false;
+    bool m_bInCommand = false;
+
+  private:
+    CActiveXCtrl& m_Control;
+};
+
+TEST_F(LinkBoxEndTest, ContainerMayEndTheControlWhenItIsToldTheMessageOfALink)
+{
+    CEndingSink sink(*m_pControl);
+    AddStation(true);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return sink.m_bTold; }, 20000));
+    EXPECT_EQ(m_pControl->GetControlWindow(), nullptr);
+}
+
+TEST_P(LinkBoxEndTest, ContainerIsToldTheMessageOfALinkThatACommandEndsAfterTheCommand)
+{
+    CEndingSink sink(*m_pControl);
+    AddStation(false);
+    sink.m_bCommand = true;
+    Command();
+    sink.m_bCommand = false;
+    EXPECT_TRUE(QTest::qWaitFor([&] { return sink.m_bTold; }, 20000));
+    EXPECT_FALSE(sink.m_bInCommand) << "the container could delete what the command works on";
+    EXPECT_EQ(m_pControl->GetControlWindow(), nullptr);
 }
 
 constexpr CommandRow COMMANDS[] = {

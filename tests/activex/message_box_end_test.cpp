@@ -2,7 +2,9 @@
 
 #include <QAbstractButton>
 #include <QApplication>
+#include <QLineEdit>
 #include <QMessageBox>
+#include <QTest>
 #include <QTimer>
 #include <QWidget>
 #include <memory>
@@ -112,17 +114,18 @@ TEST_P(MessageBoxEndTest, ContainerMayEndTheControlWhileTheBoxOfItsStartStands)
     EXPECT_EXIT(start(), testing::ExitedWithCode(255), "the video grid can't be made");
 }
 
-// Ends the control, likewise, when it hears that the control is no longer active in its place.
+// Ends the control, likewise, when it hears that the control is active in its place, or no longer.
 class CEndingSite final : public CUnknown<IControlSite>
 {
   public:
-    CEndingSite(Container& container, void (*end)(Container& container)) : m_Container(container), m_pEnd(end)
+    CEndingSite(Container& container, void (*end)(Container& container), bool active)
+        : m_Container(container), m_pEnd(end), m_bActive(active)
     {
     }
     HRESULT GetContainer(IUnknown**) override { return E_FAIL; }
     HRESULT OnInPlaceActive(bool active) override
     {
-        if (!active && m_iEnds++ == 0) m_pEnd(m_Container);
+        if (active == m_bActive && m_iEnds++ == 0) m_pEnd(m_Container);
         return S_OK;
     }
     int m_iEnds = 0;
@@ -130,6 +133,7 @@ class CEndingSite final : public CUnknown<IControlSite>
   private:
     Container& m_Container;
     void (*const m_pEnd)(Container& container);
+    const bool m_bActive;
 };
 
 class EndingSiteTest : public MessageBoxEndTest
@@ -139,7 +143,7 @@ class EndingSiteTest : public MessageBoxEndTest
 TEST_P(EndingSiteTest, ContainerMayEndTheControlWhenItHearsOfItsEnd)
 {
     Container container = Embed();
-    CEndingSite site(container, GetParam().end);
+    CEndingSite site(container, GetParam().end, false);
     container.control->SetClientSite(&site);
     container.control->DestroyControlWindow();
     EXPECT_EQ(site.m_iEnds, 1);
@@ -176,6 +180,23 @@ TEST_F(AskingSiteTest, ContainerMayAskTheControlThatItLetsGo)
     container.control.Reset();  // with the window still standing
     EXPECT_EQ(site.m_iReports, 1);
     EXPECT_TRUE(m_bGone);
+}
+
+TEST_P(EndingSiteTest, ContainerMayEndTheControlThatAPressActivates)
+{
+    Container container = Embed();
+    auto* const other = new QLineEdit(container.window.get());
+    other->show();
+    container.window->activateWindow();
+    other->setFocus();
+    auto& control = static_cast<CActiveXCtrl&>(*container.control);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !control.IsUIActive(); }, 20000));
+    CEndingSite site(container, GetParam().end, true);
+    control.SetClientSite(&site);
+    // Only the left button activates the control before its window gets the press.
+    QTest::mousePress(control.GetPanel().Widget(), Qt::RightButton);
+    EXPECT_EQ(site.m_iEnds, 1);
+    EXPECT_EQ(m_bGone, GetParam().letsGo);
 }
 
 constexpr EndRow ENDS[] = {

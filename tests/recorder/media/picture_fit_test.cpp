@@ -97,7 +97,6 @@ TEST(PictureFitTest, ThereIsRoomForWhatTheScalerWritesBehindTheLastRow)
     size_t excess = 0;
     for (int width = 338; width < 352; width += 2)
         excess = std::max(excess, ExcessOf(width));
-    EXPECT_GT(excess, 0U) << "the scaler has changed";
     EXPECT_GE(pixels.capacity() - pixels.size(), excess);
 }
 
