@@ -115,13 +115,23 @@ LiveSource::Times Times(milliseconds deadline)
 // Enough for the demultiplexer to know what it is, more than a socket holds.
 constexpr int MANY = 400;
 
+// A camera and its source, once that has shown pictures of this brightness.
+struct CShowing {
+    CShowing(const LiveSource::Times& times, int brightness)
+        : source(camera.Url(), SmallSetup(), 0, NEVER_STOP, times)
+    {
+        EXPECT_TRUE(camera.Accept());
+        camera.Send(brightness, MANY);
+        EXPECT_TRUE(Shows(source, brightness));
+    }
+    CCamera camera;
+    LiveSource source;
+};
+
 TEST(LiveSourceTest, TheNewestPictureIsShownHoweverLongNobodyLooked)
 {
-    CCamera camera;
-    LiveSource source(camera.Url(), SmallSetup(), 0, NEVER_STOP, Times(seconds(20)));
-    ASSERT_TRUE(camera.Accept());
-    camera.Send(40, MANY);
-    ASSERT_TRUE(Shows(source, 40));
+    CShowing showing(Times(seconds(20)), 40);
+    auto& [camera, source] = showing;
     // Nobody looks: had they to be asked for one by one, the sender would be stuck.
     camera.Send(90, MANY);
     camera.Send(200, MANY);
@@ -131,13 +141,10 @@ TEST(LiveSourceTest, TheNewestPictureIsShownHoweverLongNobodyLooked)
 
 TEST(LiveSourceTest, UnwatchedItGoesOnWithKeyPicturesOnly)
 {
-    CCamera camera;
     auto times = Times(seconds(20));
     times.idleAfter = milliseconds(0);
-    LiveSource source(camera.Url(), SmallSetup(), 0, NEVER_STOP, times);
-    ASSERT_TRUE(camera.Accept());
-    camera.Send(40, MANY);
-    ASSERT_TRUE(Shows(source, 40));
+    CShowing showing(times, 40);
+    auto& [camera, source] = showing;
     for (int group = 0; group < MANY / 5; ++group) {
         camera.SendOne(200, true);
         for (int i = 0; i < 4; ++i)
@@ -158,11 +165,8 @@ TEST(LiveSourceTest, UnwatchedItGoesOnWithKeyPicturesOnly)
 
 TEST(LiveSourceTest, ASourceThatGoesSilentIsOpenedAgainWithANoticeMeanwhile)
 {
-    CCamera camera;
-    LiveSource source(camera.Url(), SmallSetup(), 0, NEVER_STOP, Times(milliseconds(500)));
-    ASSERT_TRUE(camera.Accept());
-    camera.Send(200, MANY);
-    ASSERT_TRUE(Shows(source, 200));
+    CShowing showing(Times(milliseconds(500)), 200);
+    auto& [camera, source] = showing;
     testing::internal::CaptureStderr();
     ASSERT_TRUE(camera.Accept()) << "it comes again by itself";
     EXPECT_LT(MiddleOf(source, 0), 190) << "the old picture isn't shown any more";
@@ -174,11 +178,8 @@ TEST(LiveSourceTest, ASourceThatGoesSilentIsOpenedAgainWithANoticeMeanwhile)
 
 TEST(LiveSourceTest, ASourceThatHangsUpIsOpenedAgain)
 {
-    CCamera camera;
-    LiveSource source(camera.Url(), SmallSetup(), 0, NEVER_STOP, Times(seconds(20)));
-    ASSERT_TRUE(camera.Accept());
-    camera.Send(200, MANY);
-    ASSERT_TRUE(Shows(source, 200));
+    CShowing showing(Times(seconds(20)), 200);
+    auto& [camera, source] = showing;
     camera.HangUp();
     ASSERT_TRUE(camera.Accept());
     camera.Send(120, MANY);
@@ -241,13 +242,10 @@ int BrightestBelowTheName(const Picture& picture)
 
 TEST(LiveSourceTest, TheAgeIsDrawnBelowTheName)
 {
-    CCamera camera;
     auto times = Times(seconds(20));
     times.ageShownFrom = milliseconds(0);
-    LiveSource old(camera.Url(), SmallSetup(), 0, NEVER_STOP, times);
-    ASSERT_TRUE(camera.Accept());
-    camera.Send(40, MANY);
-    ASSERT_TRUE(Shows(old, 40));
+    CShowing showing(times, 40);
+    LiveSource& old = showing.source;
     Picture picture;
     old.Read(0, picture);
     EXPECT_GT(BrightestBelowTheName(picture), 200);
@@ -272,29 +270,23 @@ bool AwaitBelowTheName(LiveSource& source, IsWanted isWanted)
 
 TEST(LiveSourceTest, TheAgeDrawnIsThePicturesOwn)
 {
-    CCamera camera;
     auto times = Times(seconds(20));
     times.ageShownFrom = milliseconds(1500);
-    LiveSource source(camera.Url(), SmallSetup(), 0, NEVER_STOP, times);
-    ASSERT_TRUE(camera.Accept());
-    camera.Send(200, MANY);
-    ASSERT_TRUE(Shows(source, 200));
+    CShowing showing(times, 200);
+    LiveSource& source = showing.source;
     EXPECT_TRUE(AwaitBelowTheName(source, [](int brightest) { return brightest > 200; }))
         << "it is never told that the picture is old";
 }
 
 TEST(LiveSourceTest, NoAgeIsDrawnOnAPictureThatIsNewHoweverLongTheSourceIsOpen)
 {
-    CCamera camera;
     auto times = Times(seconds(20));
     times.ageShownFrom = milliseconds(400);
-    LiveSource source(camera.Url(), SmallSetup(), 0, NEVER_STOP, times);
-    ASSERT_TRUE(camera.Accept());
-    camera.Send(40, MANY);
-    ASSERT_TRUE(Shows(source, 40));
+    CShowing showing(times, 40);
+    LiveSource& source = showing.source;
     const auto first = Clock::now();
     EXPECT_TRUE(AwaitBelowTheName(source, [&](int brightest) {
-        camera.Send(40);
+        showing.camera.Send(40);
         return brightest <= 60 && Clock::now() - first >= 2 * times.ageShownFrom;
     })) << "an age is told";
 }
@@ -302,13 +294,10 @@ TEST(LiveSourceTest, NoAgeIsDrawnOnAPictureThatIsNewHoweverLongTheSourceIsOpen)
 // A camera of our days sends a key picture each ten seconds or more rarely.
 TEST(LiveSourceTest, UnwatchedASourceWithRareKeyPicturesIsNotTakenForSilent)
 {
-    CCamera camera;
     auto times = Times(milliseconds(1500));
     times.idleAfter = milliseconds(0);
-    LiveSource source(camera.Url(), SmallSetup(), 0, NEVER_STOP, times);
-    ASSERT_TRUE(camera.Accept());
-    camera.Send(200, MANY);
-    ASSERT_TRUE(Shows(source, 200));
+    CShowing showing(times, 200);
+    auto& [camera, source] = showing;
     testing::internal::CaptureStderr();
     // Twice the deadline, without one that builds on no other.
     for (const auto end = Clock::now() + 2 * times.deadline; Clock::now() < end;
@@ -323,13 +312,10 @@ TEST(LiveSourceTest, UnwatchedASourceWithRareKeyPicturesIsNotTakenForSilent)
 
 TEST(LiveSourceTest, WatchedAgainItGoesOnWithAllPicturesFromTheNextKeyPicture)
 {
-    CCamera camera;
     auto times = Times(seconds(20));
     times.idleAfter = milliseconds(500);
-    LiveSource source(camera.Url(), SmallSetup(), 0, NEVER_STOP, times);
-    ASSERT_TRUE(camera.Accept());
-    camera.Send(200, MANY);
-    ASSERT_TRUE(Shows(source, 200));
+    CShowing showing(times, 200);
+    auto& [camera, source] = showing;
     // A reader that is kept waiting at the wrong moment finds nobody looking; then once more.
     bool seen = false;
     for (int round = 0; round < 5 && !seen; ++round) {
