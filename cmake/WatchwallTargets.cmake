@@ -173,7 +173,8 @@ function(_watchwall_test_program program labels sources helpers)
   if(arg_GUI OR arg_SCREEN)
     list(APPEND properties RESOURCE_LOCK display)  # what one test puts on the screen would cover another's
   endif()
-  gtest_discover_tests(${program} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 PROPERTIES ${properties})
+  gtest_discover_tests(${program} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 NO_PRETTY_VALUES
+                       PROPERTIES ${properties})
 endfunction()
 
 # watchwall_bench(NAME [LINKS ...]): the program NAME_bench from NAME_bench.cpp.

@@ -22,7 +22,8 @@ class IControlMessages : public IUnknown
     static constexpr UUID IID = MakeUuid("6c1a3f52-58a9-4e0c-b0f4-27d1c9a6e3b8");
 
     /// Has the messages of all controls of the module go to `sink`, which must stay valid until null is set,
-    /// which is the first state and brings the boxes back. Each box counts as accepted.
+    /// which is the first state and brings the boxes back. Each box counts as accepted. A link's message comes
+    /// when the command that it was in has ended; the sink may end the control.
     virtual HRESULT SetMessageSink(IMessageSink* sink) = 0;
 
   protected:

@@ -32,19 +32,21 @@ std::vector<uint8_t>& PictureFit::Fit(const AVFrame& frame)
     m_Scaler.reset(sws_getCachedContext(m_Scaler.release(), frame.width, frame.height,
                                         static_cast<AVPixelFormat>(frame.format), width, height,
                                         AV_PIX_FMT_BGR0, SWS_BILINEAR, nullptr, nullptr, nullptr));
-    std::fill(m_Pixels.begin(), m_Pixels.end(), uint8_t{0});
-    if (!m_Scaler) return m_Pixels;
-    const int left = (m_Width - width) / 2;
-    const ptrdiff_t corner = (ptrdiff_t{(m_Height - height) / 2} * m_Width + left) * 4;
+    const ptrdiff_t corner = (ptrdiff_t{(m_Height - height) / 2} * m_Width + (m_Width - width) / 2) * 4;
     uint8_t* const to[4] = {m_Pixels.data() + corner};
     const int strides[4] = {4 * m_Width};
-    sws_scale(m_Scaler.get(), frame.data, frame.linesize, 0, frame.height, to, strides);
-    // What it wrote beyond the ends of the rows.
-    for (int y = 0; y < m_Height && width < m_Width; ++y) {
-        uint8_t* const row = m_Pixels.data() + ptrdiff_t{y} * strides[0];
-        std::fill(row, row + ptrdiff_t{left} * 4, uint8_t{0});
-        std::fill(row + ptrdiff_t{left + width} * 4, row + strides[0], uint8_t{0});
+    if (!m_Scaler || sws_scale(m_Scaler.get(), frame.data, frame.linesize, 0, frame.height, to, strides) <= 0) {
+        std::fill(m_Pixels.begin(), m_Pixels.end(), uint8_t{0});
+        return m_Pixels;
     }
+    // The bars, which it has written into beyond the ends of the rows.
+    uint8_t* bar = m_Pixels.data();
+    for (int y = 0; y < height; ++y) {
+        uint8_t* const row = to[0] + ptrdiff_t{y} * strides[0];
+        std::fill(bar, row, uint8_t{0});
+        bar = row + ptrdiff_t{4} * width;
+    }
+    std::fill(bar, m_Pixels.data() + m_Pixels.size(), uint8_t{0});
     return m_Pixels;
 }
 

@@ -347,7 +347,8 @@ void Server::End()
 {
     m_RendezvousTransport->Flush();
     m_DeviceTransport->Flush();
-    m_Context.stop();
+    // The writes that have ended by now tell it in handlers that come after this one: the report counts them.
+    asio::post(m_Context, [this] { m_Context.stop(); });
 }
 
 std::string Server::ReadyLine() const

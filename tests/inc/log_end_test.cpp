@@ -41,15 +41,25 @@ std::set<int> Threads()
     return threads;
 }
 
+bool Sleeps(int thread)
+{
+    const std::string stat = ReadFile("/proc/self/task/" + std::to_string(thread) + "/stat");
+    const auto name = stat.rfind(')');
+    return name != std::string::npos && stat.compare(name, 3, ") S") == 0;
+}
+
 sem_t g_Held;
 sem_t g_LetGo;
 
-// Holds the worker of a log that waits for lines, wherever it is, until it is released.
+// Holds the worker of a log where it waits for lines until it is released.
 class CHeldWorker
 {
   public:
     explicit CHeldWorker(int thread) : m_iThread(thread)
     {
+        // Anywhere else it may have a lock that the log's callers need.
+        while (!Sleeps(thread))
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
         sem_init(&g_Held, 0, 0);
         sem_init(&g_LetGo, 0, 0);
         struct sigaction hold = {};

@@ -103,6 +103,14 @@ TEST_F(FilterTest, BuildsForTheThreadSanitizerOnlyWhatItRuns)
               "build.ninja\nthread --target core_threads_tests\nfuzz\n");
 }
 
+TEST_F(FilterTest, TellsWhyTheBuildCanNotBeMadeAnew)
+{
+    Command("tools/cmake", "echo 'CMake Error: no such file'; exit 1");
+    const Outcome outcome = Run("--filter codec");
+    EXPECT_NE(outcome.status, 0);
+    EXPECT_THAT(outcome.output, HasSubstr("CMake Error: no such file"));
+}
+
 TEST_F(FilterTest, ThatNamesNoTestBuildsEverythingAndFails)
 {
     EXPECT_NE(Run("--filter nowhere").status, 0);
