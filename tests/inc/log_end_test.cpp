@@ -171,6 +171,26 @@ TEST_F(ProcessLogEnd, UseAfterProcessEndThrowsAndSaysSo)
         testing::ExitedWithCode(3), "debugger: CxLog has destroy!\nthrown: CxLog has destroy!");
 }
 
+// Its memory stays, its thread doesn't.
+TEST_F(ProcessLogEnd, WorkerIsStopped)
+{
+    EXPECT_EXIT(
+        {
+            static const std::size_t before = Threads().size();
+            std::atexit([] {  // registered before the log's own end, so it runs after it
+                // A thread that has been joined may be listed for a moment more.
+                const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+                while (Threads().size() > before && std::chrono::steady_clock::now() < end)
+                    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+                std::fprintf(stderr, "%s", Threads().size() > before ? "it runs on" : "it is stopped");
+                std::fflush(stderr);
+            });
+            CxLog::Instance().Log("a.cpp", "f", 1, ELogLevel::Message, "last");
+            std::exit(7);
+        },
+        testing::ExitedWithCode(7), "it is stopped");
+}
+
 TEST_F(ProcessLogEnd, LinesAfterTheEndReachTheDebuggerOutputAndThrowNothing)
 {
     EXPECT_EXIT(
