@@ -39,12 +39,14 @@ TEST(ReportTest, PicturesThatNobodySawStandApart)
     channel.withoutCell = 20;
     channel.notConvertible = 21;
     channel.refused = 2;
+    channel.skipped = 3;
     EXPECT_EQ(
         DescribeChannel(channel).toStdString(),
         "channel 7 \"gate\": 352x288, 50 pictures decoded, 4 shown, 20 without a cell, 21 not convertible, "
-        "2 refused, 0 skipped, first after -1 ms");
+        "2 refused, 3 skipped, first after -1 ms");
     const std::string report = MakeReport({channel}, {}).toStdString();
-    for (const char* part : {"\"shown\": 4", "\"without_cell\": 20", "\"not_convertible\": 21"})
+    for (const char* part : {"\"decoded\": 50", "\"shown\": 4", "\"without_cell\": 20",
+                             "\"not_convertible\": 21", "\"refused\": 2", "\"skipped\": 3"})
         EXPECT_NE(report.find(part), std::string::npos) << part;
     EXPECT_TRUE(FindUnshown({channel}, {7}).isEmpty());
     channel.shown = 0;
