@@ -226,6 +226,12 @@ TEST(LiveSourceTest, AWrongSourceSaysSoAtOnceAndOnce)
     EXPECT_THAT(said, testing::Not(testing::HasSubstr("secret")));
 }
 
+TEST(LiveSourceTest, ASourceIsSilentAfterTenSecondsAndItsPictureOldAfterTwo)
+{
+    EXPECT_EQ(LiveSource::Times{}.deadline, seconds(10));
+    EXPECT_EQ(LiveSource::Times{}.ageShownFrom, seconds(2));
+}
+
 TEST(LiveSourceTest, TheAgeOfAPictureIsReportedFromTwoSecondsOn)
 {
     EXPECT_EQ(AgeText(milliseconds(1999), seconds(2)), "");

@@ -5,6 +5,7 @@
 #include <cpuid.h>
 #endif
 
+#include <atomic>
 #include <cstdio>
 
 #include "model/archive/ObjectFactory.h"
@@ -123,6 +124,28 @@ TEST_F(UdpStationTest, ThreadThatOwnsWindowsAnswersWhileTheDirectoryIsAsked)
         EXPECT_EQ(station.GetChannelCount(), 16);
     }
     EXPECT_EQ(answer, 1);
+    UnregisterWindow(window);
+}
+
+TEST_F(UdpStationTest, ThreadThatOwnsWindowsAnswersWhileTheRendezvousIsAsked)
+{
+    constexpr std::uint32_t MESSAGE = 0x7EA;
+    int served = 0;
+    const HWND window = RegisterWindow([&](std::uint32_t, WPARAM, LPARAM) -> LRESULT { return ++served; });
+    std::atomic<LRESULT> answer = 0;
+    const auto acknowledge = ServerOf({});
+    CScriptedDirectory directory("a:16:b");
+    CScriptedPeer server("127.0.0.1", [&](CScriptedPeer& self, const Bytes& datagram, const sockaddr_in& from) {
+        if (TypeOf(datagram) == P2PMSG_LOGIN && answer == 0)
+            answer = SendMessageA(window, MESSAGE, 0, 0);  // as a link thread that tells of a change
+        acknowledge(self, datagram, from);
+    });
+    SessionOptions options;
+    options.p2p.serverPort = server.Port();
+    CUdpRemoteStation station(directory.m_Endpoints, options);
+    EXPECT_TRUE(station.Connect("4711", 10060, 10061));
+    EXPECT_EQ(answer, 1);
+    EXPECT_TRUE(station.GetSession()->IsConnected());
     UnregisterWindow(window);
 }
 
