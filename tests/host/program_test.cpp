@@ -186,6 +186,7 @@ TEST_F(ProgramTest, AFullDiskIsReportedWithItsReason)
 TEST_F(ProgramTest, WithoutARendererARunWithoutAUserEndsWithASentence)
 {
     constexpr int MINUS_ONE = 255;
+    m_Environment.insert("LC_ALL", "C");
     for (const char* render : {"1", "2", "3", "4"}) {
         SCOPED_TRACE(render);
         m_strErrors.clear();
@@ -201,6 +202,9 @@ TEST_F(ProgramTest, WithoutARendererARunWithoutAUserEndsWithASentence)
         const char* const step = *render == '1' ? "watchwall: eglGetDisplay failed: EGL error 0x"
                                                 : "watchwall: there is no renderer ";
         EXPECT_TRUE(m_strErrors.contains(step)) << m_strErrors.toStdString();
+        // The renderer's message box is a line.
+        EXPECT_EQ(m_strErrors.contains("watchwall: The 3D graphics system is not available."), *render == '1')
+            << m_strErrors.toStdString();
     }
     EXPECT_EQ(Run(Home() + QStringList{"--report", File("report.json")}), MINUS_ONE);
     EXPECT_EQ(Run(Home() + QStringList{"--screenshot", File("wall.png")}), MINUS_ONE);
