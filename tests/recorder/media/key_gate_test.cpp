@@ -3,9 +3,14 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <future>
 #include <map>
+#include <memory>
 
+#include "recorder/media/Channel.h"
+#include "recorder/scene/Mark.h"
 #include "tests/recorder/datagram_support.h"
+#include "tests/recorder/media_support.h"
 
 namespace
 {
@@ -80,6 +85,37 @@ TEST(KeyGateTest, APlaceThatIsSkippedCountsForTheNextPicture)
     gate.Want();
     EXPECT_FALSE(gate.Due(49));
     EXPECT_TRUE(gate.Due(53));
+}
+
+TEST(KeyGateTest, AChannelsKeyPicturesOutOfTurnComeAtItsOwnPlaceInTheSecond)
+{
+    constexpr uint32_t PLACE = 18;  // of the last of four channels
+    ChannelSetup setup;
+    setup.scene.width = 352;
+    setup.scene.height = 288;
+    setup.scene.rate = RATE;
+    setup.scene.mark = true;
+    setup.stream.group = 1000;
+    setup.channels = 4;
+    std::promise<bool> isAtPlace;
+    CDecoder decoder;
+    int keys = 0;
+    bool told = false;
+    Channel* channelAt = nullptr;
+    // On the channel's thread. When that is late the key picture is a later one; then the next one counts.
+    Channel channel(setup, 3, 0, [&](int, const std::shared_ptr<const Coded>& coded) {
+        channelAt->WantKey();
+        const auto mark = ReadMark(decoder.Decode(coded->bytes));
+        if (told || !coded->key || ++keys == 1) return true;
+        const bool right = mark && mark->picture % RATE >= PLACE;
+        told = right || keys > 20;
+        if (told) isAtPlace.set_value(right);
+        return true;
+    });
+    channelAt = &channel;
+    channel.Start(Channel::Clock::now());
+    channel.SetWatched(true);
+    EXPECT_TRUE(isAtPlace.get_future().get());
 }
 
 // A client that takes eleven datagrams a millisecond watches 56 channels and does nothing for half a second.
