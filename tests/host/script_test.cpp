@@ -129,6 +129,15 @@ TEST_F(ScriptTest, AChannelWithoutPicturesIsNamedAndCounts)
     EXPECT_TRUE(m_strErrors.contains("channel 3 has shown no picture")) << m_strErrors.toStdString();
 }
 
+TEST_F(ScriptTest, EachOfAllChannelsCounts)
+{
+    StartRecorder({"--loss", "100"});
+    EXPECT_EQ(Run(LogOn() + QStringList{"--open", "all", "--seconds", "5"}), NOTHING_SHOWN);
+    for (int channel = 1; channel <= 4; ++channel)
+        EXPECT_TRUE(m_strErrors.contains(QStringLiteral("channel %1 has shown no picture").arg(channel)))
+            << m_strErrors.toStdString();
+}
+
 TEST_F(ScriptTest, AChannelThatTheStationDoesNotHaveIsReported)
 {
     StartRecorder({"--channels", "2"});
