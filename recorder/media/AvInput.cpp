@@ -210,6 +210,16 @@ std::optional<double> AvInput::Stamp() const
     return static_cast<double>(stamp) * av_q2d(m_Input->streams[m_Stream]->time_base);
 }
 
+double AvInput::Lasts() const
+{
+#if LIBAVUTIL_VERSION_INT >= AV_VERSION_INT(57, 30, 100)
+    const int64_t duration = m_Frame->duration;
+#else
+    const int64_t duration = m_Frame->pkt_duration;
+#endif
+    return static_cast<double>(duration) * av_q2d(m_Input->streams[m_Stream]->time_base);
+}
+
 bool AvInput::IsFile() const
 {
     return m_Input->pb != nullptr && (m_Input->pb->seekable & AVIO_SEEKABLE_NORMAL) != 0;

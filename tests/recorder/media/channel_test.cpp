@@ -201,6 +201,24 @@ TEST(SourceTest, AJoinedFileIsPlayedToItsEnd)
     std::filesystem::remove_all(folder);
 }
 
+TEST(SourceTest, EachPictureIsShownFromItsTimeToThatOfTheNext)
+{
+    const CTestFolder folder;
+    const std::string file = folder.Path("slides.mov");
+    const std::string command =
+        "ffmpeg -v error -y -f lavfi -i color=c=white:s=64x48:r=1:d=1"
+        " -f lavfi -i color=c=black:s=64x48:r=1:d=2"
+        " -filter_complex concat=n=2 -c:v mpeg4 ";
+    ASSERT_EQ(std::system((command + file).c_str()), 0);
+    const auto source = MakeSource(file, DefaultSetup().scene, 0, NEVER_STOP);
+    Picture picture;
+    for (int number = 0; number < 150; ++number) {
+        source->Read(number, picture);
+        const bool white = number % 75 < 25;
+        ASSERT_EQ(picture.y[static_cast<size_t>(144 * 352 + 176)] > 128, white) << "picture " << number;
+    }
+}
+
 // What is written over the third picture of a file, behind a mark that each of them has.
 struct Damage {
     const char* file;
