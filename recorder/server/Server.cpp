@@ -343,12 +343,16 @@ void Server::SayReady()
     std::exchange(m_Ready, nullptr)(*this);
 }
 
+// The report tells what left: the handlers that wait already count what was written until now, and datagrams
+// that they send go out too.
 void Server::End()
 {
-    m_RendezvousTransport->Flush();
-    m_DeviceTransport->Flush();
-    // The writes that have ended by now tell it in handlers that come after this one: the report counts them.
-    asio::post(m_Context, [this] { m_Context.stop(); });
+    m_Data->End();
+    asio::post(m_Context, [this] {
+        m_RendezvousTransport->Flush();
+        m_DeviceTransport->Flush();
+        m_Context.stop();
+    });
 }
 
 std::string Server::ReadyLine() const
