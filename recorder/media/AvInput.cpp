@@ -161,13 +161,8 @@ bool AvInput::Next()
 bool AvInput::Receive()
 {
     const int got = avcodec_receive_frame(m_Decoder.get(), m_Frame.get());
-    if (got == AVERROR(EAGAIN)) return false;
-    if (got == AVERROR_EOF) {
-        avcodec_flush_buffers(m_Decoder.get());
-        return false;
-    }
-    CheckAv(got, "decode the source");
-    return true;
+    if (got == AVERROR_EOF) avcodec_flush_buffers(m_Decoder.get());
+    return got >= 0;  // damage costs its picture only
 }
 
 // Gives the decoder one more packet; false at the end of the source.
@@ -192,9 +187,8 @@ bool AvInput::Feed()
         if (m_Tap) m_Tap(*m_Packet);
         if (IsLeftOut()) continue;
         m_Drained = false;
-        // A damaged packet costs its picture only, whoever found the damage.
-        const int sent = avcodec_send_packet(m_Decoder.get(), m_Packet.get());
-        if (sent != AVERROR_INVALIDDATA && sent != AVERROR_EXTERNAL) CheckAv(sent, "decode the source");
+        // A damaged or empty packet costs its picture only, whatever the decoder calls it.
+        avcodec_send_packet(m_Decoder.get(), m_Packet.get());
         if (m_KeysOnly) avcodec_send_packet(m_Decoder.get(), nullptr);  // so that it comes out at once
         return true;
     }
@@ -214,6 +208,16 @@ std::optional<double> AvInput::Stamp() const
     const int64_t stamp = m_Frame->best_effort_timestamp;
     if (stamp == AV_NOPTS_VALUE) return {};
     return static_cast<double>(stamp) * av_q2d(m_Input->streams[m_Stream]->time_base);
+}
+
+double AvInput::Lasts() const
+{
+#if LIBAVUTIL_VERSION_INT >= AV_VERSION_INT(57, 30, 100)
+    const int64_t duration = m_Frame->duration;
+#else
+    const int64_t duration = m_Frame->pkt_duration;
+#endif
+    return static_cast<double>(duration) * av_q2d(m_Input->streams[m_Stream]->time_base);
 }
 
 bool AvInput::IsFile() const

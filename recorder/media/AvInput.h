@@ -37,6 +37,8 @@ class AvInput
     const AVFrame& Frame() const { return *m_Frame; }
     // Its time stamp in seconds; nothing when the source tells none.
     std::optional<double> Stamp() const;
+    // How long it is to be shown, in seconds; 0 when the source doesn't tell.
+    double Lasts() const;
 
     // Whether it has an end and can be restarted: a file, wherever it lies.
     bool IsFile() const;

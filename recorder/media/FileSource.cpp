@@ -16,6 +16,7 @@ FileSource::FileSource(std::string spec, const SceneSetup& setup, int channel, c
       m_Fit(setup.width, setup.height),
       m_Times(1.0 / setup.rate)
 {
+    if (!m_Shown) throw std::runtime_error("no memory for a source");
     try {
         Open(-1);
     } catch (const std::exception& e) {
@@ -33,7 +34,7 @@ void FileSource::Read(int64_t pictureNumber, Picture& picture)
         Fail(pictureNumber, e.what());
     }
     if (m_Input)
-        m_Overlay.Draw(pictureNumber, m_Fit.Fit(m_Input->Frame()).data(), picture);
+        m_Overlay.Draw(pictureNumber, m_Fit.Fit(*m_Shown).data(), picture);
     else
         m_Overlay.DrawNotice(pictureNumber, m_Notice, picture);
 }
@@ -62,8 +63,17 @@ void FileSource::Advance(double seconds)
         m_OpenedAt += static_cast<int64_t>(late * m_Setup.rate);
         seconds = m_Times.Latest();
     }
-    while (m_Times.Latest() + interval / 2 < seconds)
+    while (m_Times.Latest() + interval / 2 < seconds) {
+        ShowLatest();
         Next();
+    }
+    if (m_Times.Latest() - interval / 2 <= seconds) ShowLatest();
+}
+
+void FileSource::ShowLatest()
+{
+    av_frame_unref(m_Shown.get());
+    CheckAv(av_frame_ref(m_Shown.get(), &m_Input->Frame()), "hold a picture");
 }
 
 void FileSource::Next()
@@ -72,7 +82,7 @@ void FileSource::Next()
         m_Input->Restart();
         m_Times.Restart();
     }
-    m_Times.Next(m_Input->Stamp());
+    m_Times.Next(m_Input->Stamp(), m_Input->Lasts());
 }
 
 }  // namespace recorder

@@ -26,8 +26,9 @@ class FileSource : public ISource
 
     void Open(int64_t picture);
     void Fail(int64_t picture, const std::string& why);
-    // Decodes on until the picture for this time, in seconds since the first that was asked for, is the latest.
+    // Shows the picture for this time, in seconds since the first that was asked for.
     void Advance(double seconds);
+    void ShowLatest();
     // The next decoded picture; restarts at the end.
     void Next();
 
@@ -37,7 +38,8 @@ class FileSource : public ISource
     const std::atomic<bool>& m_Stop;
     OverlayPainter m_Overlay;
     PictureFit m_Fit;
-    std::unique_ptr<AvInput> m_Input;
+    std::unique_ptr<AvInput> m_Input;  // its latest picture is shown, or comes next
+    AvFrame m_Shown{av_frame_alloc()};
     PictureTimes m_Times;     // since the source was opened
     int64_t m_OpenedAt = -1;  // picture number of the first that was shown; -1 before
     int64_t m_RetryAt = 0;

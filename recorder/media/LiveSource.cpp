@@ -104,7 +104,7 @@ void LiveSource::Play(AvInput& input)
             times.Restart();
         }
         if (input.IsFile()) {
-            times.Next(input.Stamp());
+            times.Next(input.Stamp(), input.Lasts());
             const auto due = begun + std::chrono::duration_cast<Clock::duration>(
                                          std::chrono::duration<double>(times.Latest()));
             if (!Wait(due)) return;

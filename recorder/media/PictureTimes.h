@@ -8,9 +8,10 @@
 namespace recorder
 {
 
-// When the pictures of a file are due: at their time stamps, or one interval after the one before where a
-// picture has none or the stamps begin anew, as where files were joined; growing over repeats. A gap is waited
-// for no longer than MOST_GAP; the only picture of a file comes again after STILL. In seconds since the first.
+// When the pictures of a file are due: at their time stamps, or when the one before had its time where a
+// picture has none, the stamps begin anew, as where files were joined, or the file does; growing over repeats.
+// A gap is waited for no longer than MOST_GAP; the only picture of a file comes again after STILL. In seconds
+// since the first.
 class PictureTimes
 {
   public:
@@ -20,12 +21,15 @@ class PictureTimes
     // Large images take longer to read than one interval, and somebody may write a newer one over them.
     static constexpr double STILL = 1;
 
-    explicit PictureTimes(double interval) : m_Interval(interval), m_Latest(-interval) {}
+    explicit PictureTimes(double interval) : m_Interval(interval), m_Lasts(interval), m_Latest(-interval) {}
 
-    // The next picture has this time stamp.
-    void Next(std::optional<double> stamp)
+    // The next picture has this time stamp, and lasts so long unless the next one's says otherwise: at least
+    // one interval.
+    void Next(std::optional<double> stamp, double lasts = 0)
     {
-        const double next = m_Latest + (m_Count++ == 0 && m_IsStill ? std::max(STILL, m_Interval) : m_Interval);
+        ++m_Count;
+        const double next = m_Latest + m_Lasts;
+        m_Lasts = stamp ? std::clamp(lasts, m_Interval, MOST_GAP) : m_Interval;
         if (!stamp) {
             m_Latest = next;
             return;
@@ -42,14 +46,14 @@ class PictureTimes
     void Restart()
     {
         m_Stamped = false;
-        m_IsStill = std::exchange(m_Count, 0) == 1;
+        if (std::exchange(m_Count, 0) == 1) m_Lasts = std::max(STILL, m_Interval);
     }
     double Latest() const { return m_Latest; }
 
   private:
     double m_Interval;
+    double m_Lasts;  // the latest
     double m_Latest;
-    bool m_IsStill = false;  // the round before had one picture
     // of the present round
     int64_t m_Count = 0;  // pictures
     bool m_Stamped = false;

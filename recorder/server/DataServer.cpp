@@ -78,6 +78,13 @@ class DataServer::Viewer : public std::enable_shared_from_this<Viewer>
         return m_Streams && m_Counts.channel == channel && m_Counts.codec == codec;
     }
 
+    // Whatever is written from now on fails.
+    void End()
+    {
+        asio::error_code ignored;
+        m_Socket.shutdown(asio::socket_base::shutdown_send, ignored);
+    }
+
     void Close()
     {
         asio::error_code ignored;
@@ -409,6 +416,12 @@ void DataServer::OnPicture(int channel, const std::shared_ptr<const Coded>& code
         if (viewer->Watches(channel, coded->codec)) watching.push_back(viewer);
     for (const auto& viewer : watching)
         viewer->OnPicture(now, coded);
+}
+
+void DataServer::End()
+{
+    for (const auto& viewer : m_Viewers)
+        viewer->End();
 }
 
 std::vector<DataServer::ClientCounts> DataServer::Clients() const

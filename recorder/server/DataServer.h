@@ -83,6 +83,8 @@ class DataServer
     void Start() { m_Listener.Start(); }
     Endpoint Local() const { return m_Listener.Local(); }
     void OnPicture(int channel, const std::shared_ptr<const Coded>& coded);
+    // No connection takes anything more: what was taken whole is told by handlers that wait already.
+    void End();
 
     const Counters& Counts() const { return m_Counts; }
     // Present ones and the latest of those that left.

@@ -45,10 +45,24 @@ std::set<ECarries> FaultsOf(const Options& options)
     return carries;
 }
 
+std::string Beside(const std::string& path)
+{
+    return path + ".new";
+}
+
+// Before the run that it tells of, so that none is for nothing.
+void CheckCanWrite(const std::string& path)
+{
+    std::error_code none;
+    if (std::filesystem::is_directory(path, none) || !std::ofstream(Beside(path), std::ios::binary))
+        throw std::runtime_error("can't write " + path);
+    std::filesystem::remove(Beside(path), none);
+}
+
 // Through a name beside it, so that nobody reads half of it.
 void WriteWhole(const std::string& path, const std::string& text)
 {
-    const std::string beside = path + ".new";
+    const std::string beside = Beside(path);
     std::ofstream out(beside, std::ios::binary | std::ios::trunc);
     out << text;
     out.close();
@@ -343,12 +357,16 @@ void Server::SayReady()
     std::exchange(m_Ready, nullptr)(*this);
 }
 
+// The report tells what left: the handlers that wait already count what was written until now, and datagrams
+// that they send go out too.
 void Server::End()
 {
-    m_RendezvousTransport->Flush();
-    m_DeviceTransport->Flush();
-    // The writes that have ended by now tell it in handlers that come after this one: the report counts them.
-    asio::post(m_Context, [this] { m_Context.stop(); });
+    m_Data->End();
+    asio::post(m_Context, [this] {
+        m_RendezvousTransport->Flush();
+        m_DeviceTransport->Flush();
+        m_Context.stop();
+    });
 }
 
 std::string Server::ReadyLine() const
@@ -393,6 +411,7 @@ int RunRecorder(const Options& options)
             SayRecords(options.store);
             return 0;
         }
+        if (!options.report.empty()) CheckCanWrite(options.report);
         Server server(options);
         server.Run(Server::ESignals::Heed, [](const Server& ready) {
             const std::string line = ready.ReadyLine() + "\n";

@@ -12,6 +12,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -200,27 +201,70 @@ TEST(SourceTest, AJoinedFileIsPlayedToItsEnd)
     std::filesystem::remove_all(folder);
 }
 
-TEST(SourceTest, ADamagedPictureCostsNoOther)
+TEST(SourceTest, EachPictureIsShownFromItsTimeToThatOfTheNext)
 {
     const CTestFolder folder;
-    const std::string file = folder.Path("damaged.mkv");
-    ASSERT_EQ(std::system(
-                  ("ffmpeg -v error -y -f lavfi -i color=c=blue:s=64x48:r=25:d=0.4 -c:v png " + file).c_str()),
-              0);
+    const std::string file = folder.Path("slides.mov");
+    const std::string command =
+        "ffmpeg -v error -y -f lavfi -i color=c=white:s=64x48:r=1:d=1"
+        " -f lavfi -i color=c=black:s=64x48:r=1:d=2"
+        " -filter_complex concat=n=2 -c:v mpeg4 ";
+    ASSERT_EQ(std::system((command + file).c_str()), 0);
+    const auto source = MakeSource(file, DefaultSetup().scene, 0, NEVER_STOP);
+    Picture picture;
+    for (int number = 0; number < 150; ++number) {
+        source->Read(number, picture);
+        const bool white = number % 75 < 25;
+        ASSERT_EQ(picture.y[static_cast<size_t>(144 * 352 + 176)] > 128, white) << "picture " << number;
+    }
+}
+
+// What is written over the third picture of a file, behind a mark that each of them has.
+struct Damage {
+    const char* file;
+    const char* codec;
+    std::string mark;
+    size_t behind;
+    std::string bytes;
+
+    friend void PrintTo(const Damage& damage, std::ostream* out) { *out << damage.file; }
+};
+
+class DamageTest : public testing::TestWithParam<Damage>
+{
+};
+
+TEST_P(DamageTest, CostsNoOtherPicture)
+{
+    const Damage& damage = GetParam();
+    const CTestFolder folder;
+    const std::string file = folder.Path(damage.file);
+    const std::string command =
+        std::string("ffmpeg -v error -y -f lavfi -i color=c=blue:s=64x48:r=25:d=0.4 -c:v ") + damage.codec +
+        " ";
+    ASSERT_EQ(std::system((command + file).c_str()), 0);
     std::ifstream in(file, std::ios::binary);
     std::string bytes{std::istreambuf_iterator<char>(in), {}};
-    const std::string chunk = "IDAT";
     size_t at = 0;
     for (int i = 0; i < 3; ++i) {
-        at = bytes.find(chunk, at);
+        at = bytes.find(damage.mark, at);
         ASSERT_NE(at, std::string::npos);
-        at += chunk.size();
+        at += damage.mark.size();
     }
-    bytes.replace(at, 8, 8, '\xFF');
-    folder.Write("damaged.mkv", bytes);
+    bytes.replace(at + damage.behind, damage.bytes.size(), damage.bytes);
+    folder.Write(damage.file, bytes);
     const auto source = MakeSource(file, DefaultSetup().scene, 0, NEVER_STOP);
     ExpectBlueSixTimes(*source);
 }
+
+// Garbage that its library finds; sampling factors, and as many components, that it doesn't know.
+INSTANTIATE_TEST_SUITE_P(Kinds, DamageTest,
+                         testing::Values(Damage{"garbage.mkv", "png", "IDAT", 0, std::string(8, '\xFF')},
+                                         Damage{"factors.mkv", "mjpeg", "\xFF\xC0", 9, "\x33"},
+                                         Damage{"components.mkv", "mjpeg", "\xFF\xC0", 7, "\x05"}),
+                         [](const auto& damage) {
+                             return std::string(damage.param.file, std::strchr(damage.param.file, '.'));
+                         });
 
 TEST(SourceTest, ASingleImageIsShownAgainAndAgain)
 {

@@ -384,6 +384,11 @@ TEST(LiveSourceTest, AFileWithoutTimeStampsIsPlayedAtTheRateOfTheChannel)
     ExpectPlayedAtAPace("bare.h264", "-frames:v 5 -c:v libx264 -bf 0", 9, milliseconds(1000 / RATE));
 }
 
+TEST(LiveSourceTest, TheLastPictureOfAFileHasItsTimeToo)
+{
+    ExpectPlayedAtAPace("slides.mov", "-r 2 -frames:v 2 -c:v mpeg4", 4, milliseconds(500));
+}
+
 TEST(LiveSourceTest, ItEndsWhileItsSourceIsSilent)
 {
     CCamera camera;

@@ -52,6 +52,30 @@ TEST(PictureTimesTest, TheOnlyPictureOfAFileComesAgainOnceASecond)
     EXPECT_THAT(TimesOf({0.0, 0.5}, 2), ElementsAre(0, 0.5, 1, 1.5)) << "two are none";
 }
 
+TEST(PictureTimesTest, TheLastPictureHasItsOwnTime)
+{
+    PictureTimes times(INTERVAL);
+    std::vector<double> all;
+    const auto next = [&](std::optional<double> stamp, double lasts) {
+        times.Next(stamp, lasts);
+        all.push_back(times.Latest());
+    };
+    for (int round = 0; round < 2; ++round) {
+        if (round > 0) times.Restart();
+        next(0.0, 3);
+        next(3.0, 4);
+    }
+    times.Restart();
+    next(0.0, 0.25);
+    next(0.25, 0.25);
+    times.Restart();
+    next(5.0, 90000);
+    next(2.0, 1);
+    next({}, 7);
+    next({}, 7);
+    EXPECT_THAT(all, ElementsAre(0, 3, 7, 10, 14, 14.25, 14.75, 24.75, 25.75, 26.25));
+}
+
 TEST(PictureTimesTest, AGapIsCutShort)
 {
     EXPECT_THAT(TimesOf({1.0, 11.0, 90000.0, 90000.5}, 1), ElementsAre(0, 10, 20, 20.5));

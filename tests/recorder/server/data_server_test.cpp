@@ -161,6 +161,26 @@ TEST_F(DataServerTest, AClientThatHangsUpIsNotWatchingAnyMore)
     EXPECT_THAT(m_Server.Clients(), SizeIs(1)) << "kept for the report";
 }
 
+TEST_F(DataServerTest, FromItsEndOnAClientGetsNothingThatIsNotCounted)
+{
+    ASSERT_TRUE(Watch());
+    uint64_t given = 0;
+    while (given < 100 && Only().pictures == given) {
+        Picture(1, true);
+        ++given;
+    }
+    ASSERT_LT(Only().pictures, given) << "a write waits for the client";
+    m_Server.End();
+    Picture(2, true);
+    ASSERT_TRUE(RunUntil([this] {
+        Take();
+        char byte = 0;
+        return recv(m_Client.native_handle(), &byte, 1, MSG_DONTWAIT | MSG_PEEK) == 0;
+    }));
+    EXPECT_EQ(m_Frames.size(), 1 + Only().pictures);
+    EXPECT_EQ(m_Frames.back().back(), 1);
+}
+
 TEST_F(DataServerTest, OfThoseThatLeftTheLatestAreKeptForTheReport)
 {
     std::vector<Endpoint> all;

@@ -14,6 +14,7 @@
 #include "tests/recorder/client_support.h"
 #include "tests/recorder/datagram_support.h"
 #include "tests/recorder/media_support.h"
+#include "tests/support/test_folder.h"
 
 namespace
 {
@@ -326,6 +327,24 @@ TEST(ServerTest, ANameThatIsNoTextCostsNoReport)
     ASSERT_TRUE(client.Connect("77"));
     const auto report = nlohmann::json::parse(ReportText(running.End()));
     EXPECT_EQ(report["clients"][0]["name"], "\uFFFD\uFFFD");
+}
+
+TEST(ServerTest, AReportThatCanNotBeWrittenIsToldBeforeTheRun)
+{
+    const CTestFolder folder;
+    Options options = CRunning({"--channels", "0"}).GetServer().GetOptions();
+    options.seconds = 0.5;
+    for (const std::string& path : {folder.Path("none/report"), folder.Path("")}) {
+        options.report = path;
+        testing::internal::CaptureStdout();
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(RunRecorder(options), 1);
+        EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("can't write " + path));
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    }
+    options.report = folder.Path("report");
+    EXPECT_EQ(RunRecorder(options), 0);
+    EXPECT_TRUE(std::filesystem::exists(options.report));
 }
 
 TEST(ServerTest, ATakenPortIsNamed)
