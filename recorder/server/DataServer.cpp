@@ -285,7 +285,7 @@ class DataServer::Viewer : public std::enable_shared_from_this<Viewer>
 
     void Pump()
     {
-        if (m_Writing || m_Queue.empty()) return;
+        if (m_Writing || m_Queue.empty() || m_Server->m_Ended) return;
         m_Writing = true;
         if (m_Server->m_Setup.faults.trickleMs > 0)
             Trickle();

@@ -82,6 +82,8 @@ class DataServer
 
     void Start() { m_Listener.Start(); }
     Endpoint Local() const { return m_Listener.Local(); }
+    // Nothing more is sent but what is being written: whoever stops the context soon can't count its end.
+    void End() { m_Ended = true; }
     void OnPicture(int channel, const std::shared_ptr<const Coded>& coded);
 
     const Counters& Counts() const { return m_Counts; }
@@ -97,6 +99,7 @@ class DataServer
     IDirectChannels& m_Channels;
     std::mt19937 m_Random;
     Counters m_Counts;
+    bool m_Ended = false;
     std::vector<ClientCounts> m_Former;
     std::set<std::shared_ptr<Viewer>> m_Viewers;
     TcpListener m_Listener;

@@ -345,10 +345,14 @@ void Server::SayReady()
 
 void Server::End()
 {
-    m_RendezvousTransport->Flush();
-    m_DeviceTransport->Flush();
-    // The writes that have ended by now tell it in handlers that come after this one: the report counts them.
-    asio::post(m_Context, [this] { m_Context.stop(); });
+    m_Data->End();
+    // The writes that have ended by now tell it in handlers that come after this one, and the report counts
+    // them; datagrams are counted when they are queued.
+    asio::post(m_Context, [this] {
+        m_RendezvousTransport->Flush();
+        m_DeviceTransport->Flush();
+        m_Context.stop();
+    });
 }
 
 std::string Server::ReadyLine() const

@@ -153,6 +153,21 @@ TEST_F(DataServerTest, NothingComesBeforeAKeyPicture)
     EXPECT_EQ(Only().dropped, 0U) << "what came before it began isn't left out";
 }
 
+TEST_F(DataServerTest, AfterItsEndItBeginsNoWrite)
+{
+    ASSERT_TRUE(Watch());
+    Picture(1, true);
+    ASSERT_TRUE(RunUntil([&] {
+        Take();
+        return m_Frames.size() == 2 && Only().pictures == 1;
+    }));
+    m_Server.End();
+    Picture(2, false);
+    Take();
+    EXPECT_THAT(m_Frames, SizeIs(2));
+    EXPECT_EQ(Only().pictures, 1U);
+}
+
 TEST_F(DataServerTest, AClientThatHangsUpIsNotWatchingAnyMore)
 {
     ASSERT_TRUE(Watch());
