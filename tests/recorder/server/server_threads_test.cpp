@@ -201,6 +201,11 @@ TEST(ServerTest, WhatIsSentAtTheEndIsCountedAndWhatIsCountedIsSent)
     Options& options = parsed.options;
     options.directoryPort = options.rendezvousPort = options.controlPort = options.dataPort = 0;
     auto server = std::make_unique<Server>(options);
+    // Both have asked before the loop is made, with which the pictures begin.
+    CConnection direct(server->DataAt());
+    direct.Ask(0, 0);
+    CRecorderClient client(*server, "1");
+    client.Send(server->DeviceAt(), EMessage::Data, Request(0));
     std::thread running([&server] {
         server->Run(Server::ESignals::Ignore, [&server](const Server& ready) {
             server->Stop();
@@ -209,13 +214,8 @@ TEST(ServerTest, WhatIsSentAtTheEndIsCountedAndWhatIsCountedIsSent)
                 std::this_thread::yield();
         });
     });
-    // Both are there before the loop is made, with which the pictures begin.
-    CConnection direct(server->DataAt());
-    direct.Ask(0, 0);
     EXPECT_EQ(direct.Receive(STREAM_REPLY_BYTES).size(), STREAM_REPLY_BYTES);
-    CRecorderClient client(*server, "1");
-    client.Send(server->DeviceAt(), EMessage::Data, Request(0));
-    ASSERT_TRUE(client.Await(EMessage::Data));
+    EXPECT_TRUE(client.Await(EMessage::Data));
     running.join();
     const auto report = server->Report();
     server.reset();
