@@ -280,8 +280,8 @@ void Server::Run(ESignals signals, const std::function<void(const Server&)>& rea
     Tick();
     m_Context.run();
     if (!m_Store) return;
-    m_Channels->Stop();  // what they gave meanwhile would have to be written too
-    m_Store->Sync();     // so that the report counts every picture that was given
+    m_Channels->Stop();
+    m_Store->Finish();  // the report counts every picture that is kept
 }
 
 void Server::Stop()

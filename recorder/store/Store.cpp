@@ -98,6 +98,7 @@ void Store::Keep(int channel, const std::shared_ptr<const Coded>& coded, Clock::
     if (coded->codec != ECodec::Mpeg4) return;
     {
         const std::lock_guard lock(m_Mutex);
+        if (m_Finished) return;
         std::vector<bool>::reference needsKey = m_NeedsKey[static_cast<size_t>(channel)];
         if ((needsKey && !coded->key) || m_Queued + coded->bytes.size() > MAX_QUEUED_BYTES) {
             needsKey = true;
@@ -117,6 +118,15 @@ void Store::Sync()
     const uint64_t mine = ++m_SyncsAsked;
     m_Changed.notify_all();
     m_Changed.wait(lock, [this, mine] { return m_SyncsDone >= mine; });
+}
+
+void Store::Finish()
+{
+    {
+        const std::lock_guard lock(m_Mutex);
+        m_Finished = true;
+    }
+    Sync();
 }
 
 std::vector<StoredRecord> Store::Records() const

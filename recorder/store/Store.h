@@ -60,6 +60,8 @@ class Store
     void Keep(int channel, const std::shared_ptr<const Coded>& coded, Clock::time_point at);
     /// Waits until all that was given before is in the system's hands, whatever is given meanwhile.
     void Sync();
+    /// Takes no more: what is given from now on is ignored, and not counted. Waits as Sync does.
+    void Finish();
 
     /// Oldest first.
     std::vector<StoredRecord> Records() const;
@@ -124,6 +126,7 @@ class Store
     StoreCounts m_Counts;                   // guarded
     uint64_t m_SyncsAsked = 0;              // guarded; calls of Sync
     uint64_t m_SyncsDone = 0;               // guarded; those for which all is written that was given before
+    bool m_Finished = false;                // guarded; nothing is taken any more
     bool m_End = false;                     // guarded
 
     std::thread m_Thread;

@@ -71,9 +71,10 @@ void CLinkPicture::Show(const CodecFrame& frame, std::chrono::steady_clock::time
     if (showing == EShowing::NotConvertible) CLinkCounters::Count(m_pCounters->notConvertible);
     if (showing == EShowing::TooLate) CLinkCounters::Count(m_pCounters->skipped);
     if (showing != EShowing::Shown) return;
-    CLinkCounters::Count(m_pCounters->shown);
+    // The time first: whoever sees the picture counted finds it.
     if (m_pCounters->firstPictureMs.load(std::memory_order_relaxed) < 0)
         m_pCounters->firstPictureMs.store(m_Clock.TickCount() - m_dwOpenTick, std::memory_order_relaxed);
+    CLinkCounters::Count(m_pCounters->shown);
 }
 
 void CLinkPicture::SaveSnapshot(const std::string& path)

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <deque>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -76,6 +77,28 @@ TEST_F(PlaybackTest, GivesBackWhatWasStreamedAndEndsTheConnection)
     EXPECT_EQ(report["data"]["clients"][0]["record"], 1);
     EXPECT_EQ(report["data"]["clients"][0]["pictures"], played.size());
     EXPECT_EQ(report["channels"][1]["pictures"], 0) << "nobody watches the channel";
+}
+
+// Pictures so large that at the end one of them is nearly always in the making.
+TEST_F(PlaybackTest, TheReportCountsEveryPictureThatIsKept)
+{
+    nlohmann::json report;
+    {
+        CRunning running(Arguments({"--size", "1920x1088"}));
+        std::deque<CConnection> clients;
+        for (int channel = 0; channel < 2; ++channel) {
+            CConnection& client = clients.emplace_back(running.GetServer().DataAt());
+            client.Ask(0, channel);
+            client.Receive(STREAM_REPLY_BYTES);
+            ASSERT_TRUE(client.NextFrame());
+        }
+        report = running.End();
+    }
+    uint64_t kept = 0;
+    for (const StoredRecord& record : ListRecords(store))
+        for (RecordReader reader(m_Folder.Path("store/" + FileNameOf(record.name))); reader.Next();)
+            ++kept;
+    EXPECT_EQ(report["store"]["pictures"], kept);
 }
 
 // Clients play MPEG-4 only, whatever was watched.

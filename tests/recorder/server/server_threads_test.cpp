@@ -192,6 +192,46 @@ TEST(ServerTest, SilentClientIsDroppedAndMayComeBack)
     EXPECT_EQ(report["clients"][0]["left"], "silent");
 }
 
+// A machine so late that pictures wait behind the end, for a client of each road.
+TEST(ServerTest, WhatIsSentAtTheEndIsCountedAndWhatIsCountedIsSent)
+{
+    const std::vector<const char*> args = {
+        "watchwall-recorder", "--channels", "1", "--size", "176x144", "--loop", "8"};
+    ParsedOptions parsed = ParseOptions(static_cast<int>(args.size()), args.data());
+    ASSERT_TRUE(parsed.run) << parsed.say;
+    Options& options = parsed.options;
+    options.directoryPort = options.rendezvousPort = options.controlPort = options.dataPort = 0;
+    auto server = std::make_unique<Server>(options);
+    // Both have asked before the loop is made, with which the pictures begin.
+    CConnection direct(server->DataAt());
+    direct.Ask(0, 0);
+    CRecorderClient client(*server, "1");
+    client.Send(server->DeviceAt(), EMessage::Data, Request(0));
+    std::thread running([&server] {
+        server->Run(Server::ESignals::Ignore, [&server](const Server& ready) {
+            server->Stop();
+            const TimeUs until = Now() + 10 * SECOND;
+            while (ready.Report()["channels"][0]["left out"] == 0 && Now() < until)
+                std::this_thread::yield();
+        });
+    });
+    EXPECT_EQ(direct.Receive(STREAM_REPLY_BYTES).size(), STREAM_REPLY_BYTES);
+    EXPECT_TRUE(client.Await(EMessage::Data));
+    running.join();
+    const auto report = server->Report();
+    server.reset();
+    EXPECT_GT(report["channels"][0]["left out"], 0) << "pictures waited";
+    int pictures = 0;
+    while (direct.NextFrame())
+        ++pictures;
+    EXPECT_EQ(report["data"]["clients"][0]["pictures"], pictures);
+    client.SetTimeout(0);
+    int datagrams = 1;
+    while (client.Await(EMessage::Data))
+        ++datagrams;
+    EXPECT_EQ(report["clients"][0]["datagrams"], datagrams);
+}
+
 // In each of these, answers of the other services tell that the silent one has had its datagrams too.
 TEST(ServerTest, SilentDeviceNeverAnswersPeers)
 {

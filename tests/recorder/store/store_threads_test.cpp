@@ -293,6 +293,23 @@ TEST_F(StoreTest, ASyncEndsThoughPicturesKeepComing)
     EXPECT_GE(store.Counts().pictures, 1U);
 }
 
+TEST_F(StoreTest, WhatComesAfterItsEndIsNeitherKeptNorCounted)
+{
+    {
+        Store store(Setup());
+        Keep(store, 1);
+        store.Finish();
+        EXPECT_EQ(store.Counts().pictures, 25U);
+        Keep(store, 1);
+        store.Sync();
+        EXPECT_EQ(store.Counts().pictures, 25U);
+        EXPECT_EQ(store.Counts().leftOut, 0U);
+    }
+    const Store store(Setup());
+    ASSERT_THAT(store.Records(), SizeIs(1));
+    ExpectGroups(Read(store.PathOf(1)), 25);
+}
+
 TEST_F(StoreTest, TwoRecordersDoNotShareAFolder)
 {
     const Store store(Setup());
