@@ -220,7 +220,8 @@ std::int32_t CActiveXCtrl::OnCreate()
         IUnknown* container = nullptr;
         if (SUCCEEDED(m_pSite->GetContainer(&container)) && container != nullptr) container->Release();
     }
-    m_Panel.Create(m_pWidget);  // the result is not looked at
+    m_Panel.Create(m_pWidget);            // the result is not looked at
+    if (m_pWidget == nullptr) return -1;  // the container, when it was asked, has taken the window down
     OnActivateInPlace(true);
     return 0;
 }
