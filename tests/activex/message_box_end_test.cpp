@@ -169,6 +169,16 @@ TEST_P(EndingSiteTest, ContainerMayEndTheControlWhenItHearsOfItsEnd)
     EXPECT_EQ(m_bGone, GetParam().letsGo);
 }
 
+TEST_P(EndingSiteTest, ContainerMayEndTheControlWhoseWindowItsOwnTakesAlong)
+{
+    Container container = Embed();
+    CEndingSite site(container, GetParam().end, EHears::Inactive);
+    container.control->SetClientSite(&site);
+    container.window.reset();
+    EXPECT_EQ(site.m_iEnds, 1);
+    EXPECT_EQ(m_bGone, GetParam().letsGo);
+}
+
 TEST_P(EndingSiteTest, ContainerMayEndTheControlThatAsksForItOrIsActiveInItsStart)
 {
     for (const EHears at : {EHears::Container, EHears::Active}) {
