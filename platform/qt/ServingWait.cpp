@@ -66,7 +66,7 @@ void AddOnce(std::vector<T>& list, T one)
 }
 }  // namespace
 
-CServingWait::CServingWait() : m_iLoops(QThread::currentThread()->loopLevel()), m_uBoxes(ServedBoxes().size())
+CServingWait::CServingWait() : m_iLoops(QThread::currentThread()->loopLevel()), m_Boxes(ServedBoxes().size())
 {
     ASSERT_PANELS_THREAD();
     ++g_iWaits;
@@ -87,7 +87,7 @@ CServingWait::~CServingWait()
 bool CServingWait::IsHostLooping() const
 {
     const auto loops = static_cast<std::size_t>(QThread::currentThread()->loopLevel());
-    return loops + m_uBoxes > static_cast<std::size_t>(m_iLoops) + ServedBoxes().size();
+    return loops + m_Boxes > static_cast<std::size_t>(m_iLoops) + ServedBoxes().size();
 }
 
 void CServingWait::HandOn(bool panelsToo)

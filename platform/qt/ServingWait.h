@@ -48,7 +48,7 @@ class CServingWait final : public QObject
     void HandOn(bool panelsToo);
 
     const int m_iLoops;                                       // that ran when the wait began
-    const std::size_t m_uBoxes;                               // that stood
+    const std::size_t m_Boxes;                                // that stood
     std::vector<std::pair<QPointer<QObject>, int>> m_Timers;  // whose time came, each once
     std::vector<QPointer<QWidget>> m_Closing;
     std::vector<QPointer<QSocketNotifier>> m_Notifiers;  // switched off
