@@ -6,6 +6,7 @@
 #include <QPainter>
 #include <QWidget>
 #include <exception>
+#include <utility>
 
 #include "activex/ActiveXApp.h"
 #include "inc/LogLine.h"
@@ -219,7 +220,8 @@ std::int32_t CActiveXCtrl::OnCreate()
         IUnknown* container = nullptr;
         if (SUCCEEDED(m_pSite->GetContainer(&container)) && container != nullptr) container->Release();
     }
-    m_Panel.Create(m_pWidget);  // the result is not looked at
+    m_Panel.Create(m_pWidget);            // the result is not looked at
+    if (m_pWidget == nullptr) return -1;  // the container, when it was asked, has taken the window down
     OnActivateInPlace(true);
     return 0;
 }
@@ -262,14 +264,21 @@ HRESULT CActiveXCtrl::DestroyControlWindow()
 {
     ASSERT_PANELS_THREAD();
     if (m_pWidget == nullptr || IsProcessEnding()) return S_FALSE;
-    delete m_pWidget.data();
+    // The container may let the control go when it hears of the end, and take down its own window: it hears of
+    // it when this one has gone.
+    const QPointer<QWidget> window = std::exchange(m_pWidget, {});
+    const CHandlerAtWork atWork;
+    m_bTakenDown = true;
+    const CNoMessageBoxes none;
+    delete window;
+    m_bTakenDown = false;
+    if (m_pSite != nullptr) m_pSite->OnInPlaceActive(false);
     return S_OK;
 }
 
 // Reached from the window's own end too, when the container's window takes it along.
 void CActiveXCtrl::WindowGoes()
 {
-    // The container may take the window down, or let the control go, when it hears of the end.
     m_pWidget.clear();
     const CHandlerAtWork atWork;
     const CNoMessageBoxes none;  // a link that fails while it is closed would wait for a user indefinitely
@@ -279,7 +288,7 @@ void CActiveXCtrl::WindowGoes()
     m_bUIActive = false;
     if (m_bPlatformStarted) StopQtPlatform();
     m_bPlatformStarted = false;
-    if (m_pSite != nullptr) m_pSite->OnInPlaceActive(false);
+    if (!m_bTakenDown && m_pSite != nullptr) m_pSite->OnInPlaceActive(false);
 }
 
 void* CActiveXCtrl::GetControlWindow()

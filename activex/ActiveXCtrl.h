@@ -114,6 +114,7 @@ class CActiveXCtrl : public CUnknown<IDispatch, IEventSource, IControlWindow, IC
     bool m_bModified = false;
     bool m_bUIActive = false;
     bool m_bPlatformStarted = false;
+    bool m_bTakenDown = false;    // by a call, which tells the site itself
     QPointer<QWidget> m_pWidget;  // the container's window owns it
     std::unique_ptr<CWindowHandle> m_pHandle;
 };

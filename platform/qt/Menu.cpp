@@ -39,5 +39,7 @@ void CMenu::Track(HWND owner, const QPoint& place)
     QObject::connect(menu, &QMenu::triggered, menu, [owner](const QAction* action) {
         PostMessageA(owner, WM_COMMAND, static_cast<WPARAM>(action->data().toInt()), 0);
     });
+    if (const QWidget* const widget = WidgetOf(owner))
+        QObject::connect(widget, &QObject::destroyed, menu, &QWidget::close);
     menu->popup(place);
 }

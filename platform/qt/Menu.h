@@ -23,7 +23,8 @@ class CMenu
     QMenu* Widget() const { return m_pMenu; }
 
     /// Shows the menu at `place` on the screen and returns; a chosen entry is posted to `owner` as WM_COMMAND.
-    /// The menu destroys itself when it closes, and this object is empty afterwards.
+    /// The menu closes when `owner` goes and destroys itself when it closes, and this object is empty
+    /// afterwards.
     void Track(HWND owner, const QPoint& place);
 
   private:

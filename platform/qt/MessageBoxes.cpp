@@ -27,6 +27,23 @@ MessageTeller& Teller()
     return teller;
 }
 
+struct Kept {
+    std::string text;
+    std::string caption;
+};
+
+// What the teller is told when boxes are no longer forbidden.
+std::vector<Kept>& KeptMessages()
+{
+    static auto& messages = *new std::vector<Kept>;
+    return messages;
+}
+
+void TellDebugger(std::string_view text, std::string_view caption)
+{
+    OutputDebugStringA(std::string(caption) + ": " + std::string(text) + "\n");
+}
+
 }  // namespace
 
 void SetMessageTeller(MessageTeller teller)
@@ -46,7 +63,13 @@ CNoMessageBoxes::CNoMessageBoxes()
 CNoMessageBoxes::~CNoMessageBoxes()
 {
     ASSERT_PANELS_THREAD();
-    --g_iForbidden;
+    if (--g_iForbidden > 0) return;
+    for (const auto& [text, caption] : std::exchange(KeptMessages(), {})) {
+        if (const MessageTeller teller = Teller())
+            teller(text, caption);
+        else
+            TellDebugger(text, caption);
+    }
 }
 
 bool CNoMessageBoxes::IsAny()
@@ -94,11 +117,14 @@ bool AreMessagesTold()
 bool TellMessage(std::string_view text, std::string_view caption)
 {
     ASSERT_PANELS_THREAD();
-    if (const MessageTeller teller = Teller()) {
+    const MessageTeller teller = Teller();
+    if (teller && g_iForbidden > 0)
+        KeptMessages().push_back({std::string(text), std::string(caption)});
+    else if (teller)
         teller(text, caption);
-        return true;
-    }
-    if (g_iForbidden == 0) return false;
-    OutputDebugStringA(std::string(caption) + ": " + std::string(text) + "\n");
+    else if (g_iForbidden > 0)
+        TellDebugger(text, caption);
+    else
+        return false;
     return true;
 }

@@ -10,7 +10,8 @@
 using MessageTeller = std::function<void(std::string_view text, std::string_view caption)>;
 void SetMessageTeller(MessageTeller teller);
 
-/// While one of these lives no message box comes up: nobody would be there to close it.
+/// While one of these lives no message box comes up: nobody would be there to close it. The teller is told when
+/// the last one goes: whoever is told may end something, and this stands while something ends.
 class CNoMessageBoxes
 {
   public:

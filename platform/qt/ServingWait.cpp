@@ -5,6 +5,7 @@
 #include <QEvent>
 #include <QEventLoop>
 #include <QSocketNotifier>
+#include <QThread>
 #include <QTimerEvent>
 #include <QWidget>
 #include <QWindow>
@@ -49,6 +50,15 @@ bool IsServed(const QObject* object)
     return false;
 }
 
+/// Whether something is a panel's widget. A dialog of the host's over a panel is none.
+bool IsOfPanel(const QObject* object)
+{
+    if (!object->isWidgetType()) return false;
+    const auto* const widget = static_cast<const QWidget*>(object);
+    const QWidget* const panel = WidgetOf(WindowOf(widget));
+    return panel != nullptr && panel->window() == widget->window();
+}
+
 template <typename T>
 void AddOnce(std::vector<T>& list, T one)
 {
@@ -56,27 +66,45 @@ void AddOnce(std::vector<T>& list, T one)
 }
 }  // namespace
 
-CServingWait::CServingWait()
+CServingWait::CServingWait() : m_iLoops(QThread::currentThread()->loopLevel()), m_Boxes(ServedBoxes().size())
 {
     ASSERT_PANELS_THREAD();
     ++g_iWaits;
     qApp->installEventFilter(this);
+    // What the host's loop waits for may be held back, so that nothing comes any more.
+    connect(QCoreApplication::eventDispatcher(), &QAbstractEventDispatcher::aboutToBlock, this, [this] {
+        if (IsHostLooping()) HandOn(false);
+    });
 }
 
 CServingWait::~CServingWait()
 {
     --g_iWaits;
     qApp->removeEventFilter(this);
-    for (const auto& [object, timer] : m_Timers) {
+    HandOn(true);
+}
+
+bool CServingWait::IsHostLooping() const
+{
+    const auto loops = static_cast<std::size_t>(QThread::currentThread()->loopLevel());
+    return loops + m_Boxes > static_cast<std::size_t>(m_iLoops) + ServedBoxes().size();
+}
+
+void CServingWait::HandOn(bool panelsToo)
+{
+    for (const auto& [object, timer] : std::exchange(m_Timers, {})) {
         if (object) QCoreApplication::postEvent(object, std::make_unique<QTimerEvent>(timer).release());
     }
-    for (const auto& notifier : m_Notifiers) {
+    for (const auto& notifier : std::exchange(m_Notifiers, {})) {
         if (notifier) notifier->setEnabled(true);
     }
-    for (const auto& widget : m_Closing) {
+    std::erase_if(m_Closing, [panelsToo](const QPointer<QWidget>& widget) {
+        if (widget && !panelsToo && IsOfPanel(widget)) return false;
         if (widget) QMetaObject::invokeMethod(widget.data(), &QWidget::close, Qt::QueuedConnection);
-    }
-    if (m_bQuit) QCoreApplication::postEvent(qApp, std::make_unique<QEvent>(QEvent::Quit).release());
+        return true;
+    });
+    if (std::exchange(m_bQuit, false))
+        QCoreApplication::postEvent(qApp, std::make_unique<QEvent>(QEvent::Quit).release());
 }
 
 CServingWait::CServedBox::CServedBox(QWidget& box)
@@ -105,6 +133,10 @@ void CServingWait::Run(const std::function<bool()>& ended)
 bool CServingWait::eventFilter(QObject* watched, QEvent* event)
 {
     if (IsOfServedBox(watched, *event)) return false;
+    if (IsHostLooping() && !IsOfPanel(watched)) {
+        HandOn(false);
+        return false;
+    }
     switch (event->type()) {
         case QEvent::Timer:
             if (IsServed(watched)) return false;

@@ -2,6 +2,7 @@
 
 #include <QObject>
 #include <QPointer>
+#include <cstddef>
 #include <functional>
 #include <utility>
 #include <vector>
@@ -10,7 +11,9 @@ class QSocketNotifier;
 class QWidget;
 
 /// The event loop of a wait that only paints, runs the panels' timers and serves sent messages: what else comes
-/// for the application's objects is held back, and handed on after the wait. Panels' thread only; waits nest.
+/// for the application's objects is held back, and handed on after the wait. A loop that the host runs
+/// meanwhile, in a call that it has queued, a dialog's for one, has all it needs, as the wait can't end before
+/// it; the panels' input is held back all the same. Panels' thread only; waits nest.
 class CServingWait final : public QObject
 {
   public:
@@ -40,6 +43,12 @@ class CServingWait final : public QObject
     };
 
   private:
+    /// Whether a loop of the host's runs in this wait, beside those of message boxes.
+    bool IsHostLooping() const;
+    void HandOn(bool panelsToo);
+
+    const int m_iLoops;                                       // that ran when the wait began
+    const std::size_t m_Boxes;                                // that stood
     std::vector<std::pair<QPointer<QObject>, int>> m_Timers;  // whose time came, each once
     std::vector<QPointer<QWidget>> m_Closing;
     std::vector<QPointer<QSocketNotifier>> m_Notifiers;  // switched off

@@ -12,6 +12,7 @@
 #include <atomic>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "activex/ActiveXCtrl.h"
 #include "activex/MainDialog.h"
@@ -19,6 +20,7 @@
 #include "activex/UI common/TreeDlg.h"
 #include "model/NodeModel.h"
 #include "model/tree/Devices.h"
+#include "platform/qt/MessageBoxes.h"
 #include "platform/windows/windows.h"
 #include "remote/LinkThreads.h"
 #include "remote/Remote.h"
@@ -236,7 +238,32 @@ class CQuitFilter final : public QObject
 class LinkBoxesEndTest : public testing::TestWithParam<EndRow>
 {
   protected:
+    static constexpr int LINKS = 3;
+
     LinkBoxesEndTest() { qApp->installEventFilter(&m_Filter); }
+
+    static void Embed(Containers& containers)
+    {
+        for (int i = 0; i < 2; ++i) {
+            containers.controls[i].Receive([](void** made) {
+                *made = static_cast<IControlWindow*>(new CActiveXCtrl);
+                return S_OK;
+            });
+            ASSERT_EQ(containers.controls[i]->CreateControlWindow(containers.windows[i].get()), S_OK);
+            containers.windows[i]->show();
+        }
+    }
+
+    // A station whose links all fail at once.
+    static void AddStation()
+    {
+        auto* const station = new CRemoteStation;
+        auto* const devices = new CDevices;
+        for (int i = 0; i < LINKS; ++i)
+            devices->Add(new CFailingChannel(true), nullptr);
+        station->Add(devices, nullptr);
+        CNodeModel::GetInstance()->GetRoot()->Add(station, nullptr);
+    }
 
     const CTestHome m_Home;
     const CModelState m_Model;
@@ -246,22 +273,9 @@ class LinkBoxesEndTest : public testing::TestWithParam<EndRow>
 
 TEST_P(LinkBoxesEndTest, ContainerMayEndAControlWhileTheBoxesOfLinksStandOneOverTheOther)
 {
-    constexpr int LINKS = 3;
     Containers containers;
-    auto* const station = new CRemoteStation;
-    for (int i = 0; i < 2; ++i) {
-        containers.controls[i].Receive([](void** made) {
-            *made = static_cast<IControlWindow*>(new CActiveXCtrl);
-            return S_OK;
-        });
-        ASSERT_EQ(containers.controls[i]->CreateControlWindow(containers.windows[i].get()), S_OK);
-        containers.windows[i]->show();
-    }
-    auto* const devices = new CDevices;
-    for (int i = 0; i < LINKS; ++i)
-        devices->Add(new CFailingChannel(true), nullptr);
-    station->Add(devices, nullptr);
-    CNodeModel::GetInstance()->GetRoot()->Add(station, nullptr);
+    Embed(containers);
+    AddStation();
     const auto boxes = [] {
         return std::ranges::count_if(QApplication::topLevelWidgets(), [](QWidget* widget) {
             return widget->isVisible() && qobject_cast<QMessageBox*>(widget) != nullptr;
@@ -277,10 +291,31 @@ TEST_P(LinkBoxesEndTest, ContainerMayEndAControlWhileTheBoxesOfLinksStandOneOver
     EXPECT_TRUE(QTest::qWaitFor([&] { return !ending.isActive() && boxes() == 0; }, 20000));
 }
 
+// The links fail together: their messages come while what the container does about the first one is at work.
+TEST_P(LinkBoxesEndTest, ContainerMayEndAControlAtEachMessageOfALink)
+{
+    Containers containers;
+    Embed(containers);
+    int told = 0;
+    SetMessageTeller([&](std::string_view, std::string_view) {
+        ++told;
+        GetParam().end(containers);
+    });
+    AddStation();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return told == LINKS; }, 20000));
+    containers = {};
+    SetMessageTeller({});
+}
+
 constexpr EndRow ENDS[] = {
     {"window_taken_down", [](Containers& all) { all.controls[1]->DestroyControlWindow(); }},
     {"control_let_go", [](Containers& all) { all.controls[1].Reset(); }},
     {"container_deleted", [](Containers& all) { all.windows[1].reset(); }},
+    {"all_of_one",
+     [](Containers& all) {
+         all.controls[1].Reset();
+         all.windows[1].reset();
+     }},
     {"both_containers_deleted",
      [](Containers& all) {
          all.windows[1].reset();
@@ -294,7 +329,7 @@ constexpr EndRow ENDS[] = {
     {"made_anew",
      [](Containers& all) {
          all.controls[1]->DestroyControlWindow();
-         EXPECT_EQ(all.controls[1]->CreateControlWindow(all.windows[1].get()), S_OK);
+         EXPECT_TRUE(SUCCEEDED(all.controls[1]->CreateControlWindow(all.windows[1].get())));
      }},
 };
 

@@ -11,6 +11,7 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QPainter>
+#include <QPointer>
 #include <QPushButton>
 #include <QSlider>
 #include <QTest>
@@ -382,5 +383,20 @@ TEST_F(DialogTest, AMenuEntryIsACommandOfItsOwner)
     QTest::keyClick(shown, Qt::Key_Return);
     EXPECT_TRUE(QTest::qWaitFor([&] { return dialog.m_Calls.back() == "command 60001"; }));
     EXPECT_EQ(menu.Widget(), nullptr);
+}
+
+TEST_F(DialogTest, AMenuGoesWithItsOwner)
+{
+    m_Parent.show();
+    CTestDialog dialog;
+    ASSERT_TRUE(dialog.Create(&m_Parent));
+    CMenu menu;
+    menu.AppendItem(1, "entry");
+    const QPointer<QMenu> shown(menu.Widget());
+    menu.Track(dialog.Handle(), QPoint(10, 10));
+    ASSERT_EQ(QApplication::activePopupWidget(), shown);
+    dialog.DestroyWindow();
+    EXPECT_EQ(QApplication::activePopupWidget(), nullptr) << "its entries do nothing any more";
+    EXPECT_TRUE(QTest::qWaitFor([&] { return shown == nullptr; }, 20000));
 }
 }  // namespace

@@ -5,6 +5,7 @@
 #include <QAbstractButton>
 #include <QAbstractEventDispatcher>
 #include <QApplication>
+#include <QEventLoop>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QSocketNotifier>
@@ -246,6 +247,88 @@ TEST_F(ServingWait, BoxesThatStandOneOverTheOtherAreAllLetGo)
     EXPECT_EQ(most, 2);
     EXPECT_LE(turns, 10) << "one stood for good";
     EXPECT_EQ(CountBoxes(), 0);
+}
+
+// In a wait a call that the host has queued for its own objects runs a loop of its own, which the wait can't
+// outlast: what that loop needs is served, the panels' input is not.
+TEST_F(ServingWait, DialogThatAQueuedCallOfTheHostRunsCanBeAnswered)
+{
+    QPushButton button(&m_Panel);
+    button.show();
+    int pressed = 0;
+    QObject::connect(&button, &QPushButton::clicked, &m_Panel, [&] { ++pressed; });
+    std::atomic<bool> answered = false;
+    int answer = 0;
+    QMetaObject::invokeMethod(
+        &m_Host,
+        [&] {
+            answer = QMessageBox::question(&m_Panel, "host", "text");
+            answered = true;
+        },
+        Qt::QueuedConnection);
+    int clicks = 0;
+    QTimer timer(&m_Panel);
+    QObject::connect(&timer, &QTimer::timeout, &m_Panel, [&] {
+        auto* const box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        if (box == nullptr || !box->isVisible()) return;
+        QTest::mouseClick(&button, Qt::LeftButton);
+        if (++clicks > 3) {
+            box->hide();  // the clicks are not served
+            return;
+        }
+        QAbstractButton* const yes = box->button(QMessageBox::Yes);
+        QTest::mouseClick(box->windowHandle(), Qt::LeftButton, {}, yes->mapTo(box, yes->rect().center()));
+    });
+    timer.start(20);
+    RunServing([&] { EXPECT_TRUE(Await([&] { return answered.load(); })); });
+    EXPECT_EQ(answer, QMessageBox::Yes);
+    EXPECT_EQ(clicks, 1);
+    EXPECT_EQ(pressed, 0);
+}
+
+TEST_F(ServingWait, LoopThatAQueuedCallOfTheHostRunsHasItsTimersSocketsAndCloses)
+{
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+    ASSERT_EQ(write(ends[0], "x", 1), 1);
+    {
+        QSocketNotifier notifier(ends[1], QSocketNotifier::Read);  // held back before the loop begins
+        QEventLoop loop;
+        bool read = false;
+        QObject::connect(&notifier, &QSocketNotifier::activated, &m_Host, [&] {
+            notifier.setEnabled(false);
+            read = true;
+            QTimer::singleShot(1, &m_Host, [&] {
+                m_Host.close();
+                if (!m_Host.isVisible()) loop.quit();
+            });
+        });
+        std::atomic<bool> ended = false;
+        bool inTime = false;
+        int turns = 0;
+        QTimer timer(&m_Panel);
+        QObject::connect(&timer, &QTimer::timeout, &m_Panel, [&] {
+            if (++turns < 5) return;
+            timer.stop();  // nothing else comes then
+            EXPECT_FALSE(read);
+            QMetaObject::invokeMethod(
+                &m_Host,
+                [&] {
+                    inTime = loop.exec() == 0;
+                    ended = true;
+                },
+                Qt::QueuedConnection);
+        });
+        timer.start(4);
+        RunServing([&] {
+            if (Await([&] { return ended.load(); })) return;
+            QMetaObject::invokeMethod(
+                &m_Host, [&] { loop.exit(1); }, Qt::QueuedConnection);  // it waits for good
+        });
+        EXPECT_TRUE(inTime) << read;
+    }
+    close(ends[0]);
+    close(ends[1]);
 }
 
 // A call that the host has queued for its own objects takes the last control down.
