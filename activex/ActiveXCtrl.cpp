@@ -219,9 +219,9 @@ std::int32_t CActiveXCtrl::OnCreate()
         IUnknown* container = nullptr;
         if (SUCCEEDED(m_pSite->GetContainer(&container)) && container != nullptr) container->Release();
     }
-    m_Panel.Create(m_pWidget);  // the result is not looked at
-    OnActivateInPlace(true);
-    return 0;
+    if (m_pWidget != nullptr) m_Panel.Create(m_pWidget);  // the result is not looked at
+    if (m_pWidget != nullptr) OnActivateInPlace(true);
+    return m_pWidget != nullptr ? 0 : -1;  // the container may take it down whenever it is asked or told
 }
 
 void CActiveXCtrl::OnActivateInPlace(bool uiActive)
@@ -262,15 +262,19 @@ HRESULT CActiveXCtrl::DestroyControlWindow()
 {
     ASSERT_PANELS_THREAD();
     if (m_pWidget == nullptr || IsProcessEnding()) return S_FALSE;
+    const CHandlerAtWork atWork;
+    m_bTakenDown = true;
     delete m_pWidget.data();
+    m_bTakenDown = false;
+    // The container's own window may go when it hears of the end, which that window must not be in any more.
+    TellEnd();
     return S_OK;
 }
 
 // Reached from the window's own end too, when the container's window takes it along.
 void CActiveXCtrl::WindowGoes()
 {
-    // The container may take the window down, or let the control go, when it hears of the end.
-    m_pWidget.clear();
+    m_pWidget.clear();  // a window that goes can't be taken down
     const CHandlerAtWork atWork;
     const CNoMessageBoxes none;  // a link that fails while it is closed would wait for a user indefinitely
     m_Panel.DestroyWindow();
@@ -279,6 +283,12 @@ void CActiveXCtrl::WindowGoes()
     m_bUIActive = false;
     if (m_bPlatformStarted) StopQtPlatform();
     m_bPlatformStarted = false;
+    if (!m_bTakenDown) TellEnd();
+}
+
+// The container may take windows down, or let the control go, when it hears of it.
+void CActiveXCtrl::TellEnd()
+{
     if (m_pSite != nullptr) m_pSite->OnInPlaceActive(false);
 }
 
