@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "inc/OutputDebugString.h"
+#include "platform/qt/HandlersAtWork.h"
 #include "platform/qt/PanelsThread.h"
 
 namespace
@@ -25,6 +26,11 @@ MessageTeller& Teller()
 {
     static auto& teller = *new MessageTeller;
     return teller;
+}
+
+void TellDebugger(std::string_view text, std::string_view caption)
+{
+    OutputDebugStringA(std::string(caption) + ": " + std::string(text) + "\n");
 }
 
 }  // namespace
@@ -99,6 +105,14 @@ bool TellMessage(std::string_view text, std::string_view caption)
         return true;
     }
     if (g_iForbidden == 0) return false;
-    OutputDebugStringA(std::string(caption) + ": " + std::string(text) + "\n");
+    TellDebugger(text, caption);
     return true;
+}
+
+void TellMessageAfterHandlers(const std::string& text, const std::string& caption)
+{
+    ASSERT_PANELS_THREAD();
+    AfterHandlers([text, caption] {
+        if (!TellMessage(text, caption)) TellDebugger(text, caption);
+    });
 }

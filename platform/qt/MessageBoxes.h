@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <string>
 #include <string_view>
 
 // Whether message boxes come up. Panels' thread only.
@@ -59,3 +60,7 @@ bool AreMessagesTold();
 /// True when the box is not to come up; its text then went to the teller or, without one, to the debugger
 /// output.
 bool TellMessage(std::string_view text, std::string_view caption);
+
+/// The same for a message that comes while no box may: it is told once no handler is at work any more, and
+/// never shown.
+void TellMessageAfterHandlers(const std::string& text, const std::string& caption);

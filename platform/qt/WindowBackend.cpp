@@ -114,14 +114,17 @@ LRESULT RunForeignBox(QMessageBox* box)
     return AnswerOf(RunBox(box));
 }
 
-// Whoever is told may end the control, and waits for the thread then: it has its answer first, and is gone with
-// what it has asked with.
+// Whoever is told may end controls, and waits for the thread then: it has its answer first, and is gone with
+// what it has asked with. No link may be ended under a control that ends, or under a command, so these come to
+// their end before.
 void TellForeign(HWND owner, std::string_view text, std::string_view caption, std::uint32_t type)
 {
     const std::string message(text);
     const std::string title(caption);
     AnswerOfServed()(IDOK);
-    if (CUnwaitedMessageBoxes::IsAny() && !CNoMessageBoxes::IsAny()) {
+    if (CNoMessageBoxes::IsAny()) {
+        TellMessageAfterHandlers(message, title);
+    } else if (CUnwaitedMessageBoxes::IsAny()) {
         QMetaObject::invokeMethod(
             qApp, [owner, message, title, type] { MessageBoxA(owner, message, title, type); },
             Qt::QueuedConnection);

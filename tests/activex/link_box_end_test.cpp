@@ -233,10 +233,31 @@ class CQuitFilter final : public QObject
     bool eventFilter(QObject*, QEvent* event) override { return event->type() == QEvent::Quit; }
 };
 
-class LinkBoxesEndTest : public testing::TestWithParam<EndRow>
+class LinkBoxesTest : public testing::Test
 {
   protected:
-    LinkBoxesEndTest() { qApp->installEventFilter(&m_Filter); }
+    LinkBoxesTest() { qApp->installEventFilter(&m_Filter); }
+
+    static void Embed(Containers& containers)
+    {
+        for (int i = 0; i < 2; ++i) {
+            containers.controls[i].Receive([](void** made) {
+                *made = static_cast<IControlWindow*>(new CActiveXCtrl);
+                return S_OK;
+            });
+            ASSERT_EQ(containers.controls[i]->CreateControlWindow(containers.windows[i].get()), S_OK);
+            containers.windows[i]->show();
+        }
+    }
+    static void AddLinks(int count, bool failAtOnce)
+    {
+        auto* const station = new CRemoteStation;
+        auto* const devices = new CDevices;
+        for (int i = 0; i < count; ++i)
+            devices->Add(new CFailingChannel(failAtOnce), nullptr);
+        station->Add(devices, nullptr);
+        CNodeModel::GetInstance()->GetRoot()->Add(station, nullptr);
+    }
 
     const CTestHome m_Home;
     const CModelState m_Model;
@@ -244,24 +265,16 @@ class LinkBoxesEndTest : public testing::TestWithParam<EndRow>
     CQuitFilter m_Filter;  // the test goes on, so no loop is to end
 };
 
+class LinkBoxesEndTest : public LinkBoxesTest, public testing::WithParamInterface<EndRow>
+{
+};
+
 TEST_P(LinkBoxesEndTest, ContainerMayEndAControlWhileTheBoxesOfLinksStandOneOverTheOther)
 {
     constexpr int LINKS = 3;
     Containers containers;
-    auto* const station = new CRemoteStation;
-    for (int i = 0; i < 2; ++i) {
-        containers.controls[i].Receive([](void** made) {
-            *made = static_cast<IControlWindow*>(new CActiveXCtrl);
-            return S_OK;
-        });
-        ASSERT_EQ(containers.controls[i]->CreateControlWindow(containers.windows[i].get()), S_OK);
-        containers.windows[i]->show();
-    }
-    auto* const devices = new CDevices;
-    for (int i = 0; i < LINKS; ++i)
-        devices->Add(new CFailingChannel(true), nullptr);
-    station->Add(devices, nullptr);
-    CNodeModel::GetInstance()->GetRoot()->Add(station, nullptr);
+    Embed(containers);
+    AddLinks(LINKS, true);
     const auto boxes = [] {
         return std::ranges::count_if(QApplication::topLevelWidgets(), [](QWidget* widget) {
             return widget->isVisible() && qobject_cast<QMessageBox*>(widget) != nullptr;
@@ -297,6 +310,45 @@ constexpr EndRow ENDS[] = {
          EXPECT_EQ(all.controls[1]->CreateControlWindow(all.windows[1].get()), S_OK);
      }},
 };
+
+using LinkMessagesEndTest = LinkBoxesTest;
+
+// Ends all controls at the first message that it is told.
+class CEndingAllSink final : public IMessageSink
+{
+  public:
+    explicit CEndingAllSink(Containers& containers) : m_Containers(containers)
+    {
+        Control().SetMessageSink(this);
+    }
+    virtual ~CEndingAllSink() { Control().SetMessageSink(nullptr); }
+    CEndingAllSink(const CEndingAllSink&) = delete;
+    CEndingAllSink& operator=(const CEndingAllSink&) = delete;
+    void OnMessage(const std::string&, const std::string&) override
+    {
+        ++m_iTold;
+        for (const auto& control : m_Containers.controls)
+            control->DestroyControlWindow();
+    }
+    int m_iTold = 0;
+
+  private:
+    CActiveXCtrl& Control() { return static_cast<CActiveXCtrl&>(*m_Containers.controls[0]); }
+    Containers& m_Containers;
+};
+
+TEST_F(LinkMessagesEndTest, ContainerMayEndAnotherControlWhenItIsToldTheMessageOfALinkThatAControlEnds)
+{
+    constexpr int LINKS = 3;
+    Containers containers;
+    Embed(containers);
+    AddLinks(LINKS, false);
+    CEndingAllSink sink(containers);
+    containers.controls[0]->DestroyControlWindow();
+    EXPECT_EQ(sink.m_iTold, LINKS);
+    for (const auto& control : containers.controls)
+        EXPECT_EQ(control->GetControlWindow(), nullptr);
+}
 
 INSTANTIATE_TEST_SUITE_P(Ends, LinkBoxesEndTest, testing::ValuesIn(ENDS),
                          [](const auto& row) { return std::string(row.param.name); });
