@@ -313,7 +313,7 @@ constexpr EndRow ENDS[] = {
 
 using LinkMessagesEndTest = LinkBoxesTest;
 
-// Ends all controls at the first message that it is told.
+// Ends all controls, and deletes the container's windows, at the first message that it is told.
 class CEndingAllSink final : public IMessageSink
 {
   public:
@@ -329,6 +329,8 @@ class CEndingAllSink final : public IMessageSink
         ++m_iTold;
         for (const auto& control : m_Containers.controls)
             control->DestroyControlWindow();
+        for (auto& window : m_Containers.windows)
+            window.reset();
     }
     int m_iTold = 0;
 
