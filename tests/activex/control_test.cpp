@@ -517,4 +517,32 @@ TEST_F(ControlTest, TheContainerGetsNoKeyOfTheControl)
     control.DestroyControlWindow();
 }
 
+// What is typed into the fields has the colours of the theme.
+TEST_F(ControlTest, TheContainersStyleSheetsLeaveTheColoursOfItsFields)
+{
+    CComPtr<IClassFactory> factory;
+    ASSERT_EQ(factory.Receive(GetControlFactory), S_OK);
+    const auto colours = [&factory](const char* application, const char* window) {
+        qApp->setStyleSheet(application);
+        QWidget container;
+        container.setStyleSheet(window);
+        CComPtr<IControlWindow> control;
+        EXPECT_EQ(control.Create(*factory), S_OK);
+        EXPECT_EQ(control->CreateControlWindow(&container), S_OK);
+        container.show();
+        std::vector<QRgb> found;
+        for (const QLineEdit* const field : container.findChildren<QLineEdit*>()) {
+            for (const auto role : {QPalette::Text, QPalette::Base, QPalette::Highlight})
+                found.push_back(field->palette().color(role).rgb());
+        }
+        control->DestroyControlWindow();
+        qApp->setStyleSheet({});
+        return found;
+    };
+    const auto plain = colours("", "");
+    EXPECT_GE(plain.size(), 15U);
+    EXPECT_EQ(colours("#other { color: red; }", ""), plain);
+    EXPECT_EQ(colours("", "#other { color: red; }"), plain);
+}
+
 }  // namespace
