@@ -1,16 +1,19 @@
 #include <gmock/gmock.h>
 
 #include <QApplication>
+#include <QDialog>
 #include <QFile>
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QPainter>
 #include <QTest>
 #include <QWidget>
+#include <QWindow>
 
 #include "activex/ActiveXApp.h"
 #include "activex/ActiveXCtrl.h"
 #include "activex/Registration.h"
+#include "common/RenderWnd.h"
 #include "model/NodeModel.h"
 #include "model/settings/SystemSettings.h"
 #include "platform/component/component_registry.h"
@@ -543,6 +546,22 @@ TEST_F(ControlTest, TheContainersStyleSheetsLeaveTheColoursOfItsFields)
     EXPECT_GE(plain.size(), 15U);
     EXPECT_EQ(colours("#other { color: red; }", ""), plain);
     EXPECT_EQ(colours("", "#other { color: red; }"), plain);
+}
+
+// The wall in full screen is a window of its own, which a modal window would keep the keyboard from.
+TEST_F(ControlTest, FullScreenIsLeftByKeyboardInAModalWindowOfTheContainerToo)
+{
+    QDialog container;
+    container.setModal(true);
+    CActiveXCtrl& control = Create();
+    ASSERT_EQ(control.CreateControlWindow(&container), S_OK);
+    container.show();
+    CRenderWnd& wall = *control.GetPanel().GetGrid();
+    QTest::keyClick(&wall, Qt::Key_Escape);
+    ASSERT_TRUE(wall.IsFullScreenOn());
+    QTest::keyClick(wall.windowHandle(), Qt::Key_Escape);
+    EXPECT_FALSE(wall.IsFullScreenOn());
+    m_Control.Reset();
 }
 
 }  // namespace
