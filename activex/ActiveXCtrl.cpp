@@ -220,10 +220,9 @@ std::int32_t CActiveXCtrl::OnCreate()
         IUnknown* container = nullptr;
         if (SUCCEEDED(m_pSite->GetContainer(&container)) && container != nullptr) container->Release();
     }
-    m_Panel.Create(m_pWidget);            // the result is not looked at
-    if (m_pWidget == nullptr) return -1;  // the container, when it was asked, has taken the window down
-    OnActivateInPlace(true);
-    return 0;
+    if (m_pWidget != nullptr) m_Panel.Create(m_pWidget);  // the result is not looked at
+    if (m_pWidget != nullptr) OnActivateInPlace(true);
+    return m_pWidget != nullptr ? 0 : -1;  // the container may take it down whenever it is asked or told
 }
 
 void CActiveXCtrl::OnActivateInPlace(bool uiActive)
@@ -264,22 +263,19 @@ HRESULT CActiveXCtrl::DestroyControlWindow()
 {
     ASSERT_PANELS_THREAD();
     if (m_pWidget == nullptr || IsProcessEnding()) return S_FALSE;
-    // The container may let the control go when it hears of the end, and take down its own window: it hears of
-    // it when this one has gone.
-    const QPointer<QWidget> window = std::exchange(m_pWidget, {});
     const CHandlerAtWork atWork;
     m_bTakenDown = true;
-    const CNoMessageBoxes none;
-    delete window;
+    delete m_pWidget.data();
     m_bTakenDown = false;
-    if (m_pSite != nullptr) m_pSite->OnInPlaceActive(false);
+    // The container's own window may go when it hears of the end, which that window must not be in any more.
+    TellEnd();
     return S_OK;
 }
 
 // Reached from the window's own end too, when the container's window takes it along.
 void CActiveXCtrl::WindowGoes()
 {
-    m_pWidget.clear();
+    m_pWidget.clear();  // a window that goes can't be taken down
     const CHandlerAtWork atWork;
     const CNoMessageBoxes none;  // a link that fails while it is closed would wait for a user indefinitely
     m_Panel.DestroyWindow();
@@ -288,7 +284,13 @@ void CActiveXCtrl::WindowGoes()
     m_bUIActive = false;
     if (m_bPlatformStarted) StopQtPlatform();
     m_bPlatformStarted = false;
-    if (!m_bTakenDown && m_pSite != nullptr) m_pSite->OnInPlaceActive(false);
+    if (!m_bTakenDown) TellEnd();
+}
+
+// The container may take windows down, or let the control go, when it hears of it.
+void CActiveXCtrl::TellEnd()
+{
+    if (m_pSite != nullptr) m_pSite->OnInPlaceActive(false);
 }
 
 void* CActiveXCtrl::GetControlWindow()

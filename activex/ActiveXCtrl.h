@@ -100,6 +100,7 @@ class CActiveXCtrl : public CUnknown<IDispatch, IEventSource, IControlWindow, IC
     void OnMouseActivate();
     void OnActivateInPlace(bool uiActive);
     void WindowGoes();
+    void TellEnd();
 
     // in this order
     CMainDialog m_Panel;       // lives and dies with the control
@@ -114,7 +115,7 @@ class CActiveXCtrl : public CUnknown<IDispatch, IEventSource, IControlWindow, IC
     bool m_bModified = false;
     bool m_bUIActive = false;
     bool m_bPlatformStarted = false;
-    bool m_bTakenDown = false;    // by a call, which tells the site itself
+    bool m_bTakenDown = false;    // by DestroyControlWindow, which is at it
     QPointer<QWidget> m_pWidget;  // the container's window owns it
     std::unique_ptr<CWindowHandle> m_pHandle;
 };

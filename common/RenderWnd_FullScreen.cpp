@@ -1,6 +1,7 @@
+#include <QApplication>
 #include <QCloseEvent>
-#include <QGuiApplication>
 #include <QScreen>
+#include <QWindow>
 
 #include "common/RenderCell.h"
 #include "common/RenderWnd.h"
@@ -60,6 +61,10 @@ void CRenderWnd::EnterFullScreen()
         clearFocus();  // the toolkit would leave it noted in a window that no longer holds this one
         m_SavedFlags = windowFlags();
         setParent(nullptr, Qt::Window | Qt::FramelessWindowHint);
+        winId();  // the window stands
+        // A modal window of the container's keeps the input from all but its own.
+        if (QApplication::activeModalWidget() != nullptr)
+            windowHandle()->setTransientParent(outer->windowHandle());
         setGeometry(shownOn->geometry());
         showFullScreen();
     } else {
@@ -81,6 +86,7 @@ void CRenderWnd::LeaveFullScreen()
     QWidget* const outer = m_pParent->window();
     if (m_iMode == MODE_LEAVES_PARENT) {
         setWindowState(Qt::WindowNoState);
+        if (windowHandle() != nullptr) windowHandle()->setTransientParent(nullptr);
         setParent(m_pParent, m_SavedFlags);
     } else {
         m_pParent->removeEventFilter(this);

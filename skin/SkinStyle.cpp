@@ -114,6 +114,13 @@ void CSkinStyle::polish(QWidget* widget)
 {
     QProxyStyle::polish(widget);
     if (qobject_cast<QAbstractButton*>(widget)) widget->setAttribute(Qt::WA_Hover);
+    // Under a style sheet, the host's application may have one, no widget takes its colours from its window.
+    if (widget->style() != this && !widget->isWindow()) {
+        const QPalette window = PaletteFor(*m_pTheme->FindElement("DialogMain"));
+        QPalette palette = widget->palette().resolve(window);
+        palette.setResolveMask(window.resolveMask());
+        widget->setPalette(palette);
+    }
     if (widget->inherits("QTipLabel")) {
         widget->setPalette(PaletteFor(*m_pTheme->FindElement("ToolTip")));
     } else if (auto* calendar = qobject_cast<QCalendarWidget*>(widget)) {

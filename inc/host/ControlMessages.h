@@ -23,8 +23,7 @@ class IControlMessages : public IUnknown
 
     /// Has the messages of all controls of the module go to `sink`, which must stay valid until null is set,
     /// which is the first state and brings the boxes back. Each box counts as accepted. A link's message comes
-    /// when the command that it was in has ended, or the control that was being taken down has gone; the sink
-    /// may end the control.
+    /// when the command, or the control's end, that it was in is over; the sink may end controls.
     virtual HRESULT SetMessageSink(IMessageSink* sink) = 0;
 
   protected:

@@ -17,7 +17,8 @@ class IControlSite : public IUnknown
 
     /// The container itself, with a reference that the control gives back.
     virtual HRESULT GetContainer(IUnknown** container) = 0;
-    /// The control became active in its place, or is no longer.
+    /// The control became active in its place, or is no longer. The container may end the control then, and its
+    /// own window with it.
     virtual HRESULT OnInPlaceActive(bool active) = 0;
 
   protected:
@@ -33,7 +34,8 @@ class IControlWindow : public IUnknown
     /// The site, which must stay valid until null is set; null is allowed.
     virtual HRESULT SetClientSite(IControlSite* site) = 0;
     /// Makes the control's window as a child of `parent` (a QWidget*), which makes all that the control shows.
-    /// E_FAIL when it can't be made, E_INVALIDARG for a null parent, S_FALSE when it stands already.
+    /// E_FAIL when it can't be made or the container has taken it down meanwhile, E_INVALIDARG for a null
+    /// parent, S_FALSE when it stands already.
     virtual HRESULT CreateControlWindow(void* parent) = 0;
     /// Moves the window in its parent, in device-independent pixels. E_FAIL without a window.
     virtual HRESULT SetBounds(std::int32_t x, std::int32_t y, std::int32_t width, std::int32_t height) = 0;

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "inc/OutputDebugString.h"
+#include "platform/qt/HandlersAtWork.h"
 #include "platform/qt/PanelsThread.h"
 
 namespace
@@ -27,21 +28,12 @@ MessageTeller& Teller()
     return teller;
 }
 
-struct Kept {
-    std::string text;
-    std::string caption;
-};
-
-// What the teller is told when boxes are no longer forbidden.
-std::vector<Kept>& KeptMessages()
+void Tell(const std::string& text, const std::string& caption)
 {
-    static auto& messages = *new std::vector<Kept>;
-    return messages;
-}
-
-void TellDebugger(std::string_view text, std::string_view caption)
-{
-    OutputDebugStringA(std::string(caption) + ": " + std::string(text) + "\n");
+    if (const MessageTeller teller = Teller())
+        teller(text, caption);
+    else
+        OutputDebugStringA(caption + ": " + text + "\n");
 }
 
 }  // namespace
@@ -63,13 +55,7 @@ CNoMessageBoxes::CNoMessageBoxes()
 CNoMessageBoxes::~CNoMessageBoxes()
 {
     ASSERT_PANELS_THREAD();
-    if (--g_iForbidden > 0) return;
-    for (const auto& [text, caption] : std::exchange(KeptMessages(), {})) {
-        if (const MessageTeller teller = Teller())
-            teller(text, caption);
-        else
-            TellDebugger(text, caption);
-    }
+    --g_iForbidden;
 }
 
 bool CNoMessageBoxes::IsAny()
@@ -117,14 +103,11 @@ bool AreMessagesTold()
 bool TellMessage(std::string_view text, std::string_view caption)
 {
     ASSERT_PANELS_THREAD();
-    const MessageTeller teller = Teller();
-    if (teller && g_iForbidden > 0)
-        KeptMessages().push_back({std::string(text), std::string(caption)});
-    else if (teller)
-        teller(text, caption);
-    else if (g_iForbidden > 0)
-        TellDebugger(text, caption);
+    if (!AreMessagesTold()) return false;
+    auto tell = [text = std::string(text), caption = std::string(caption)] { Tell(text, caption); };
+    if (CNoMessageBoxes::IsAny())
+        AfterHandlers(std::move(tell));
     else
-        return false;
+        tell();
     return true;
 }

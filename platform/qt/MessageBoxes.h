@@ -10,8 +10,9 @@
 using MessageTeller = std::function<void(std::string_view text, std::string_view caption)>;
 void SetMessageTeller(MessageTeller teller);
 
-/// While one of these lives no message box comes up: nobody would be there to close it. The teller is told when
-/// the last one goes: whoever is told may end something, and this stands while something ends.
+/// While one of these lives no message box comes up: nobody would be there to close it. What would come
+/// up is told when no handler is at work any more: whoever is told may end something, and this stands while
+/// something ends.
 class CNoMessageBoxes
 {
   public:
@@ -57,6 +58,6 @@ class CStandingBox
 /// Whether no box is to come up.
 bool AreMessagesTold();
 
-/// True when the box is not to come up; its text then went to the teller or, without one, to the debugger
+/// True when the box is not to come up; its text then goes to the teller or, without one, to the debugger
 /// output.
 bool TellMessage(std::string_view text, std::string_view caption);

@@ -1,16 +1,19 @@
 #include <gmock/gmock.h>
 
 #include <QApplication>
+#include <QDialog>
 #include <QFile>
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QPainter>
 #include <QTest>
 #include <QWidget>
+#include <QWindow>
 
 #include "activex/ActiveXApp.h"
 #include "activex/ActiveXCtrl.h"
 #include "activex/Registration.h"
+#include "common/RenderWnd.h"
 #include "model/NodeModel.h"
 #include "model/settings/SystemSettings.h"
 #include "platform/component/component_registry.h"
@@ -515,6 +518,50 @@ TEST_F(ControlTest, TheContainerGetsNoKeyOfTheControl)
     QTest::keyClick(window, Qt::Key_PageUp);
     EXPECT_THAT(container.keys, ElementsAre(Qt::Key_PageUp)) << "others are the container's";
     control.DestroyControlWindow();
+}
+
+// What is typed into the fields has the colours of the theme.
+TEST_F(ControlTest, TheContainersStyleSheetsLeaveTheColoursOfItsFields)
+{
+    CComPtr<IClassFactory> factory;
+    ASSERT_EQ(factory.Receive(GetControlFactory), S_OK);
+    const auto colours = [&factory](const char* application, const char* window) {
+        qApp->setStyleSheet(application);
+        QWidget container;
+        container.setStyleSheet(window);
+        CComPtr<IControlWindow> control;
+        EXPECT_EQ(control.Create(*factory), S_OK);
+        EXPECT_EQ(control->CreateControlWindow(&container), S_OK);
+        container.show();
+        std::vector<QRgb> found;
+        for (const QLineEdit* const field : container.findChildren<QLineEdit*>()) {
+            for (const auto role : {QPalette::Text, QPalette::Base, QPalette::Highlight})
+                found.push_back(field->palette().color(role).rgb());
+        }
+        control->DestroyControlWindow();
+        qApp->setStyleSheet({});
+        return found;
+    };
+    const auto plain = colours("", "");
+    EXPECT_GE(plain.size(), 15U);
+    EXPECT_EQ(colours("#other { color: red; }", ""), plain);
+    EXPECT_EQ(colours("", "#other { color: red; }"), plain);
+}
+
+// The wall in full screen is a window of its own, which a modal window would keep the keyboard from.
+TEST_F(ControlTest, FullScreenIsLeftByKeyboardInAModalWindowOfTheContainerToo)
+{
+    QDialog container;
+    container.setModal(true);
+    CActiveXCtrl& control = Create();
+    ASSERT_EQ(control.CreateControlWindow(&container), S_OK);
+    container.show();
+    CRenderWnd& wall = *control.GetPanel().GetGrid();
+    QTest::keyClick(&wall, Qt::Key_Escape);
+    ASSERT_TRUE(wall.IsFullScreenOn());
+    QTest::keyClick(wall.windowHandle(), Qt::Key_Escape);
+    EXPECT_FALSE(wall.IsFullScreenOn());
+    m_Control.Reset();
 }
 
 }  // namespace

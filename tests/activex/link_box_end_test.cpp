@@ -12,7 +12,6 @@
 #include <atomic>
 #include <memory>
 #include <string>
-#include <string_view>
 
 #include "activex/ActiveXCtrl.h"
 #include "activex/MainDialog.h"
@@ -235,12 +234,12 @@ class CQuitFilter final : public QObject
     bool eventFilter(QObject*, QEvent* event) override { return event->type() == QEvent::Quit; }
 };
 
-class LinkBoxesEndTest : public testing::TestWithParam<EndRow>
+class LinkBoxesTest : public testing::Test
 {
   protected:
     static constexpr int LINKS = 3;
 
-    LinkBoxesEndTest() { qApp->installEventFilter(&m_Filter); }
+    LinkBoxesTest() { qApp->installEventFilter(&m_Filter); }
 
     static void Embed(Containers& containers)
     {
@@ -253,14 +252,13 @@ class LinkBoxesEndTest : public testing::TestWithParam<EndRow>
             containers.windows[i]->show();
         }
     }
-
-    // A station whose links all fail at once.
-    static void AddStation()
+    // A station with channels whose links fail.
+    static void AddLinks(bool failAtOnce)
     {
         auto* const station = new CRemoteStation;
         auto* const devices = new CDevices;
         for (int i = 0; i < LINKS; ++i)
-            devices->Add(new CFailingChannel(true), nullptr);
+            devices->Add(new CFailingChannel(failAtOnce), nullptr);
         station->Add(devices, nullptr);
         CNodeModel::GetInstance()->GetRoot()->Add(station, nullptr);
     }
@@ -271,11 +269,15 @@ class LinkBoxesEndTest : public testing::TestWithParam<EndRow>
     CQuitFilter m_Filter;  // the test goes on, so no loop is to end
 };
 
+class LinkBoxesEndTest : public LinkBoxesTest, public testing::WithParamInterface<EndRow>
+{
+};
+
 TEST_P(LinkBoxesEndTest, ContainerMayEndAControlWhileTheBoxesOfLinksStandOneOverTheOther)
 {
     Containers containers;
     Embed(containers);
-    AddStation();
+    AddLinks(true);
     const auto boxes = [] {
         return std::ranges::count_if(QApplication::topLevelWidgets(), [](QWidget* widget) {
             return widget->isVisible() && qobject_cast<QMessageBox*>(widget) != nullptr;
@@ -301,7 +303,7 @@ TEST_P(LinkBoxesEndTest, ContainerMayEndAControlAtEachMessageOfALink)
         ++told;
         GetParam().end(containers);
     });
-    AddStation();
+    AddLinks(true);
     EXPECT_TRUE(QTest::qWaitFor([&] { return told == LINKS; }, 20000));
     containers = {};
     SetMessageTeller({});
@@ -332,6 +334,46 @@ constexpr EndRow ENDS[] = {
          EXPECT_TRUE(SUCCEEDED(all.controls[1]->CreateControlWindow(all.windows[1].get())));
      }},
 };
+
+using LinkMessagesEndTest = LinkBoxesTest;
+
+// Ends all controls, and deletes the container's windows, at the first message that it is told.
+class CEndingAllSink final : public IMessageSink
+{
+  public:
+    explicit CEndingAllSink(Containers& containers) : m_Containers(containers)
+    {
+        Control().SetMessageSink(this);
+    }
+    virtual ~CEndingAllSink() { Control().SetMessageSink(nullptr); }
+    CEndingAllSink(const CEndingAllSink&) = delete;
+    CEndingAllSink& operator=(const CEndingAllSink&) = delete;
+    void OnMessage(const std::string&, const std::string&) override
+    {
+        ++m_iTold;
+        for (const auto& control : m_Containers.controls)
+            control->DestroyControlWindow();
+        for (auto& window : m_Containers.windows)
+            window.reset();
+    }
+    int m_iTold = 0;
+
+  private:
+    CActiveXCtrl& Control() { return static_cast<CActiveXCtrl&>(*m_Containers.controls[0]); }
+    Containers& m_Containers;
+};
+
+TEST_F(LinkMessagesEndTest, ContainerMayEndAnotherControlWhenItIsToldTheMessageOfALinkThatAControlEnds)
+{
+    Containers containers;
+    Embed(containers);
+    AddLinks(false);
+    CEndingAllSink sink(containers);
+    containers.controls[0]->DestroyControlWindow();
+    EXPECT_EQ(sink.m_iTold, LINKS);
+    for (const auto& control : containers.controls)
+        EXPECT_EQ(control->GetControlWindow(), nullptr);
+}
 
 INSTANTIATE_TEST_SUITE_P(Ends, LinkBoxesEndTest, testing::ValuesIn(ENDS),
                          [](const auto& row) { return std::string(row.param.name); });

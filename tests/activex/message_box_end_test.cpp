@@ -187,7 +187,7 @@ TEST_P(EndingSiteTest, ContainerMayEndTheControlThatAsksForItOrIsActiveInItsStar
         CEndingSite site(container, GetParam().end, at);
         control.SetClientSite(&site);
         m_bGone = false;
-        control.CreateControlWindow(container.window.get());
+        EXPECT_EQ(control.CreateControlWindow(container.window.get()), E_FAIL);
         EXPECT_EQ(site.m_iEnds, 1);
         EXPECT_EQ(site.m_Last, EHears::Inactive) << "a control without a window is not active";
         EXPECT_EQ(m_bGone, GetParam().letsGo);
