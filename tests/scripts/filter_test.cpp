@@ -13,6 +13,7 @@ namespace
 {
 
 using testing::HasSubstr;
+using testing::StartsWith;
 
 class FilterTest : public testing::Test
 {
@@ -115,6 +116,18 @@ TEST_F(FilterTest, ThatNamesNoTestBuildsEverythingAndFails)
 {
     EXPECT_NE(Run("--filter nowhere").status, 0);
     EXPECT_EQ(Built(), "release --target build.ninja\nrelease\n");
+}
+
+// It built everything, behind a message of the tool that looks for the tests.
+TEST_F(FilterTest, ThatIsNoRegularExpressionBuildsNothing)
+{
+    for (const char* pattern : {"'('", "'Of_['", "'*'"}) {
+        const Outcome outcome = Run("--filter " + std::string(pattern));
+        EXPECT_EQ(outcome.status, 2) << pattern << ": " << outcome.output;
+        EXPECT_THAT(outcome.output, StartsWith("test: ")) << pattern;
+        EXPECT_EQ(Built(), "") << pattern;
+    }
+    EXPECT_EQ(Run("--filter 'Of_(link)'").status, 0);
 }
 
 }  // namespace

@@ -82,6 +82,16 @@ TEST_F(HelpTest, IsNotNeededToSeeThatANameIsWrong)
     EXPECT_THAT(Run("scripts/fuzz skins").output, HasSubstr("fuzz: there is no 'skins'; there are: skin\n"));
 }
 
+// The lint read every source then, without a word.
+TEST_F(HelpTest, IsNotNeededToSeeThatARevisionIsWrong)
+{
+    Command("tools/git", "exit 1");
+    const Outcome outcome = Run("scripts/lint --since WRONG");
+    EXPECT_EQ(outcome.status, 2) << outcome.output;
+    EXPECT_EQ(outcome.output, "lint: there is no revision 'WRONG'\n");
+    EXPECT_EQ(Calls(), "");
+}
+
 TEST_F(HelpTest, IsNoPartOfARunOfOneFuzzTarget)
 {
     m_Folder.Write("fuzz/skin_fuzz.cpp", "");
