@@ -12,12 +12,9 @@
 
 #include "activex/ActiveXApp.h"
 #include "activex/ActiveXCtrl.h"
-#include "activex/Registration.h"
 #include "common/RenderWnd.h"
 #include "model/NodeModel.h"
 #include "model/settings/SystemSettings.h"
-#include "platform/component/component_registry.h"
-#include "platform/os/module_count.h"
 #include "platform/qt/Keys.h"
 #include "render/D3DSurfaceRender.h"
 #include "render/device/MemorySurfaceDevice.h"
@@ -31,192 +28,6 @@ using testing::ElementsAre;
 
 namespace
 {
-
-// ---- module start
-
-struct StartRow {
-    std::int32_t start;
-    std::int32_t load;
-    bool starts;
-    std::vector<std::string> calls;
-};
-
-class StartTest : public testing::TestWithParam<StartRow>
-{
-};
-
-TEST_P(StartTest, SkinIsStartedLoadedAndStoppedInOrder)
-{
-    CTestHome home;
-    std::vector<std::string> calls;
-    {
-        CActiveXApp app({[&](const void* module, std::intptr_t first, std::intptr_t second) {
-                             EXPECT_NE(module, nullptr);
-                             EXPECT_EQ(first, 0);
-                             EXPECT_EQ(second, 0);
-                             calls.push_back("start");
-                             return GetParam().start;
-                         },
-                         [&](const std::string& path) {
-                             EXPECT_TRUE(path.ends_with("\\config\\skin.smf")) << path;
-                             calls.push_back("load");
-                             return GetParam().load;
-                         },
-                         [&] { calls.push_back("stop"); }});
-        EXPECT_EQ(app.InitInstance(), GetParam().starts);
-        EXPECT_EQ(app.IsSkinStarted(), GetParam().start != 0);
-        app.ExitInstance();
-        EXPECT_FALSE(app.IsSkinStarted());
-    }
-    EXPECT_EQ(calls, GetParam().calls);
-}
-
-INSTANTIATE_TEST_SUITE_P(Rows, StartTest,
-                         testing::Values(StartRow{1, 1, true, {"start", "load", "stop"}},
-                                         StartRow{1, 0, false, {"start", "load", "stop"}},
-                                         StartRow{0, 1, false, {"start"}}));
-
-HRESULT GetControlFactory(void** factory)
-{
-    return GetClassObject(CLSID_ActiveXCtrl, IClassFactory::IID, factory);
-}
-
-TEST(ModuleStartTest, SkinStopsWithTheLastObjectOrLockAndStartsAgainWithTheNext)
-{
-    const CTestHome home;
-    for (int round = 0; round < 2; ++round) {
-        CComPtr<IClassFactory> factory;
-        ASSERT_EQ(factory.Receive(GetControlFactory), S_OK);
-        EXPECT_TRUE(GetApp().IsSkinStarted());
-        CComPtr<IDispatch> control;
-        ASSERT_EQ(control.Create(*factory), S_OK);
-        factory->LockServer(true);
-        control.Reset();
-        factory.Reset();
-        EXPECT_TRUE(GetApp().IsSkinStarted()) << "a lock is left";
-        UnlockComponentModule();
-        EXPECT_FALSE(GetApp().IsSkinStarted());
-    }
-    void* none = nullptr;
-    EXPECT_EQ(GetClassObject(CLSID_ActiveXCtrl, IDispatch::IID, &none), E_NOINTERFACE);
-    EXPECT_FALSE(GetApp().IsSkinStarted()) << "a call that made no object leaves nothing started";
-}
-
-TEST(ModuleStartTest, SkinThatStartedHalfWayIsStoppedWithTheCall)
-{
-    const CTestHome home;
-    ASSERT_TRUE(QFile::remove(home.File("config/skin.smf")));
-    CComPtr<IClassFactory> factory;
-    EXPECT_EQ(factory.Receive(GetControlFactory), E_FAIL);
-    EXPECT_FALSE(GetApp().IsSkinStarted());
-}
-
-// ---- registration
-
-// Writes the calls down and fails the n-th.
-class CScriptedRegistry : public IComponentRegistry
-{
-  public:
-    explicit CScriptedRegistry(int failing, HRESULT code)
-        : m_iFailing(failing), m_Code(code), m_pFormer(SetComponentRegistry(this))
-    {
-    }
-    ~CScriptedRegistry() override { SetComponentRegistry(m_pFormer); }
-    HRESULT RegisterCategories(std::uint32_t count, const Category* categories) override
-    {
-        EXPECT_EQ(count, 1U);
-        const bool right = categories->description == "Controls safely scriptable!"
-                               ? categories->id == CATID_SafeForScripting
-                               : categories->id == CATID_SafeForInitializing;
-        EXPECT_TRUE(right) << UuidText(categories->id);
-        return Call("category " + categories->description);
-    }
-    HRESULT RegisterClassImplCategories(const UUID& id, std::uint32_t count, const UUID* categories) override
-    {
-        EXPECT_EQ(id, CLSID_ActiveXCtrl);
-        EXPECT_EQ(count, 1U);
-        return Call("in category " + NameOf(*categories));
-    }
-    HRESULT UnRegisterClassImplCategories(const UUID& id, std::uint32_t count, const UUID* categories) override
-    {
-        EXPECT_EQ(id, CLSID_ActiveXCtrl);
-        EXPECT_EQ(count, 1U);
-        return Call("out of category " + NameOf(*categories));
-    }
-    HRESULT RegisterTypeLibrary(const TypeLibrary& library) override
-    {
-        EXPECT_EQ(library.version, "1.0");
-        EXPECT_EQ(library.helpFile, "ActiveX.hlp");
-        EXPECT_EQ(library.controlName, "ActiveX Control");
-        EXPECT_EQ(library.interfaces.size(), 2U);
-        return Call("library " + library.name);
-    }
-    HRESULT UnregisterTypeLibrary(const UUID&) override { return Call("no library"); }
-    HRESULT RegisterClass(const ClassRegistration& entry) override
-    {
-        EXPECT_EQ(entry.miscStatus, 0x20191U);
-        EXPECT_EQ(entry.threading, 2U);
-        EXPECT_EQ(entry.typeLibrary, LIBID_ActiveXLib);
-        EXPECT_EQ(entry.typeName, 1U);
-        EXPECT_EQ(entry.bitmap, 203U);
-        return Call("class " + entry.programmaticName);
-    }
-    HRESULT UnregisterClass(const UUID&) override { return Call("no class"); }
-    bool FindClass(const std::string&, ClassRegistration&) override { return false; }
-
-    std::vector<std::string> m_Calls;
-
-  private:
-    static std::string NameOf(const UUID& category)
-    {
-        if (category == CATID_SafeForInitializing) return "initializing";
-        return category == CATID_SafeForScripting ? "scripting" : UuidText(category);
-    }
-    HRESULT Call(const std::string& what)
-    {
-        m_Calls.push_back(what);
-        return static_cast<int>(m_Calls.size()) == m_iFailing ? m_Code : S_OK;
-    }
-    const int m_iFailing;
-    const HRESULT m_Code;
-    IComponentRegistry* const m_pFormer;
-};
-
-const std::vector<std::string> REGISTERING = {"library ActiveXLib",
-                                              "class ActiveX.ActiveXCtrl.1",
-                                              "category Controls safely initializable from persistent data!",
-                                              "in category initializing",
-                                              "category Controls safely scriptable!",
-                                              "in category scripting"};
-
-TEST(RegistrationTest, StopsAtTheFirstFailureWithItsCode)
-{
-    const HRESULT codes[] = {S_OK, SELFREG_E_TYPELIB, SELFREG_E_CLASS, E_FAIL, E_FAIL, E_FAIL, E_FAIL};
-    for (int failing = 0; failing <= 6; ++failing) {
-        CScriptedRegistry registry(failing, E_FAIL);
-        EXPECT_EQ(RegisterServer(), codes[failing]) << failing;
-        const std::size_t done = failing == 0 ? REGISTERING.size() : static_cast<std::size_t>(failing);
-        EXPECT_EQ(registry.m_Calls,
-                  std::vector<std::string>(REGISTERING.begin(),
-                                           REGISTERING.begin() + static_cast<std::ptrdiff_t>(done)));
-    }
-}
-
-TEST(RegistrationTest, UnregisteringRunsInTheSameOrder)
-{
-    const HRESULT codes[] = {S_OK, SELFREG_E_TYPELIB, SELFREG_E_CLASS, E_FAIL, E_FAIL};
-    const std::vector<std::string> calls = {"no library", "no class", "out of category initializing",
-                                            "out of category scripting"};
-    for (int failing = 0; failing <= 4; ++failing) {
-        CScriptedRegistry registry(failing, E_FAIL);
-        EXPECT_EQ(UnregisterServer(), codes[failing]) << failing;
-        const std::size_t done = failing == 0 ? calls.size() : static_cast<std::size_t>(failing);
-        EXPECT_EQ(registry.m_Calls,
-                  std::vector<std::string>(calls.begin(), calls.begin() + static_cast<std::ptrdiff_t>(done)));
-    }
-}
-
-// ---- the control
 
 class ControlTest : public testing::Test
 {
@@ -524,7 +335,9 @@ TEST_F(ControlTest, TheContainerGetsNoKeyOfTheControl)
 TEST_F(ControlTest, TheContainersStyleSheetsLeaveTheColoursOfItsFields)
 {
     CComPtr<IClassFactory> factory;
-    ASSERT_EQ(factory.Receive(GetControlFactory), S_OK);
+    ASSERT_EQ(factory.Receive(
+                  [](void** made) { return GetClassObject(CLSID_ActiveXCtrl, IClassFactory::IID, made); }),
+              S_OK);
     const auto colours = [&factory](const char* application, const char* window) {
         qApp->setStyleSheet(application);
         QWidget container;
