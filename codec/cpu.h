@@ -4,7 +4,8 @@
 
 // What the processor can do. Both decoders choose their kernels by these bits: plain ones first, then each step
 // over them. On x86-64 three steps select kernels: SSE2, SSSE3 and AVX2, and behind them BMI2 selects how
-// H.264 slices are parsed; the older bits are reported and select nothing.
+// H.264 slices are parsed; of the older bits MMX has its state emptied after each picture, the others are
+// reported and select nothing.
 
 enum codec_cap : std::uint32_t {
     CODEC_CAP_TSC = 0x02,

@@ -71,7 +71,7 @@ class CRenderWnd : public QWidget
     /// The first arrangement with at least `cells` cells, 4 at the fewest, or the last one.
     void SetLayoutForCount(std::int32_t cells);
 
-    // Steps over the pages; ignored while locked.
+    /// Steps over the pages; ignored while locked.
     void NextPage();
     void PrevPage();
     void FirstPage();

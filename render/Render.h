@@ -33,8 +33,8 @@ class CSurface
     const std::int32_t m_iWidth;   // pixels
     const std::int32_t m_iHeight;  // pixels
 
-    // For the thread that shows the stream alone: until when the next picture that DisplayClient is given may
-    // wait for the device, and what became of the last one.
+    /// For the thread that shows the stream alone: until when the next picture that DisplayClient is given may
+    /// wait for the device, and what became of the last one.
     std::chrono::steady_clock::time_point m_ShowBefore = std::chrono::steady_clock::time_point::max();
     EShowing m_Showing = EShowing::None;
 };

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-/// Reads a unescaped payload from its most significant bit on. Reads beyond the end give zeros.
+/// Reads an unescaped payload from its most significant bit on. Reads beyond the end give zeros.
 class c264_bits
 {
   public:

@@ -183,6 +183,6 @@ enum : uint8_t {
     C264_SAME_UNTOUCHED = 2,  ///< and nothing was written in this picture
 };
 
-// The steps of c264_dsp_t::decode_slice.
+/// The steps of c264_dsp_t::decode_slice.
 void c264_slice_plain(C264Context* dec, const uint8_t* data, size_t bytes, size_t first_bit);
 void c264_slice_bmi2(C264Context* dec, const uint8_t* data, size_t bytes, size_t first_bit);

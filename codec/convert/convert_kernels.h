@@ -40,7 +40,7 @@ const convert_table& convert_plain();
 /// The process-wide table, chosen by the last convert_dsp_init; the plain one until the first.
 const convert_table& convert_dsp();
 
-// What each step improves; defined on x86-64 only.
+/// What each step improves; defined on x86-64 only.
 void convert_fill_sse2(convert_table* table);
 void convert_fill_ssse3(convert_table* table);
 void convert_fill_avx2(convert_table* table);

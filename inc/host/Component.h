@@ -198,7 +198,7 @@ class IEventSource : public IUnknown
 inline constexpr UUID CATID_SafeForInitializing = MakeUuid("70f0ab99-3eb5-4f36-9069-336f3f860f35");
 inline constexpr UUID CATID_SafeForScripting = MakeUuid("052c5935-782f-476c-9574-1a28f57ba9a0");
 
-// What a module exports, by these names, with C linkage.
+/// What a module exports, by these names, with C linkage.
 using DLLGETCLASSOBJECT = HRESULT (*)(const UUID& classId, const UUID& iid, void** factory);
 /// S_OK when no object, no lock and no thread of the module is left, else S_FALSE.
 using DLLCANUNLOADNOW = HRESULT (*)();

@@ -4,8 +4,7 @@
 #include <typeinfo>
 
 /// The run-time name of a class in the form that archives go by: the word for a class, a blank, the class's
-/// name
-/// ("class CFolder"). Archives cut the bare name out of it again.
+/// name ("class CFolder"). Archives cut the bare name out of it again.
 std::string GetRuntimeTypeName(const std::type_info& type);
 
 template <class T>

@@ -86,7 +86,7 @@ class IWindowBackend
 /// Installs the backend (null takes it away); returns the former one. It must outlive its use.
 IWindowBackend* SetWindowBackend(IWindowBackend* backend);
 
-// These go to the backend. Without one they answer false or 0; a message box without one writes its text to the
-// debugger output and answers IDOK.
+/// These go to the backend. Without one they answer false or 0; a message box without one writes its text to
+/// the debugger output and answers IDOK.
 bool SetWindowPos(HWND window, const RECT& rect);
 std::int32_t MessageBoxA(HWND owner, std::string_view text, std::string_view caption, std::uint32_t type);

@@ -12,41 +12,41 @@
 namespace recorder
 {
 
-// The pictures of whatever libavformat opens, one after the other. Names faults as std::runtime_error, without
-// the source's text, which may hold a password. One thread at a time.
+/// The pictures of whatever libavformat opens, one after the other. Names faults as std::runtime_error, without
+/// the source's text, which may hold a password. One thread at a time.
 class AvInput
 {
   public:
-    // Asked now and then while it waits; true ends the waiting with a fault.
+    /// Asked now and then while it waits; true ends the waiting with a fault.
     using Interrupt = std::function<bool()>;
 
-    // Opens the source, see MakeSource for its text.
+    /// Opens the source, see MakeSource for its text.
     AvInput(const std::string& spec, Interrupt interrupt);
     ~AvInput();
     AvInput(const AvInput&) = delete;
     AvInput& operator=(const AvInput&) = delete;
 
-    // Each packet of the pictures is shown to it, before it is decoded or left out.
+    /// Each packet of the pictures is shown to it, before it is decoded or left out.
     using Tap = std::function<void(const AVPacket&)>;
     void SetTap(Tap tap) { m_Tap = std::move(tap); }
     const AVCodecParameters& Codec() const { return *m_Input->streams[m_Stream]->codecpar; }
 
-    // Decodes the next picture; false at the end of the source.
+    /// Decodes the next picture; false at the end of the source.
     bool Next();
-    // The latest; valid until the next call of Next.
+    /// The latest; valid until the next call of Next.
     const AVFrame& Frame() const { return *m_Frame; }
-    // Its time stamp in seconds; nothing when the source tells none.
+    /// Its time stamp in seconds; nothing when the source tells none.
     std::optional<double> Stamp() const;
-    // How long it is to be shown, in seconds; 0 when the source doesn't tell.
+    /// How long it is to be shown, in seconds; 0 when the source doesn't tell.
     double Lasts() const;
 
-    // Whether it has an end and can be restarted: a file, wherever it lies.
+    /// Whether it has an end and can be restarted: a file, wherever it lies.
     bool IsFile() const;
-    // Goes on with the first picture again, which is the latest then; a fault when there is none. An only one
-    // is read anew from where it lies.
+    /// Goes on with the first picture again, which is the latest then; a fault when there is none. An only one
+    /// is read anew from where it lies.
     void Restart();
-    // Decodes only pictures that build on no other, for somebody who hardly looks. All come again from the next
-    // of these on.
+    /// Decodes only pictures that build on no other, for somebody who hardly looks. All come again from the
+    /// next of these on.
     void SetKeysOnly(bool keysOnly) { m_KeysOnly = keysOnly; }
     bool IsKeysOnly() const { return m_KeysOnly; }
 

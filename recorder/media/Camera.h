@@ -9,18 +9,18 @@
 namespace recorder
 {
 
-// The motors of a channel's camera: each runs while it is switched on and moves the view, at the pace of the
-// pictures. No thread, no clock.
+/// The motors of a channel's camera: each runs while it is switched on and moves the view, at the pace of the
+/// pictures. No thread, no clock.
 class Camera
 {
   public:
     explicit Camera(int rate) : m_Rate(rate) {}
 
     void Do(const Command& command);
-    // The view of this picture; numbers only grow. What wasn't asked for since is made up for.
+    /// The view of this picture; numbers only grow. What wasn't asked for since is made up for.
     View At(int64_t picture);
 
-    // A second's move.
+    /// A second's move.
     static constexpr double PAN_SPEED = 0.25;  // pictures
     static constexpr double ZOOM_SPEED = 2;    // times
     static constexpr double MOST_ZOOM = 8;

@@ -28,19 +28,19 @@ struct ChannelSetup {
     StreamSetup stream;       // its rate is that of the scene
 };
 
-// Source and encoders of one channel, without thread or clock.
+/// Source and encoders of one channel, without thread or clock.
 class PictureMaker
 {
   public:
     PictureMaker(const ChannelSetup& setup, int channel, const std::atomic<bool>& stop,
                  IPackets* packets = nullptr);
 
-    // What the pictures from now on show of the source.
+    /// What the pictures from now on show of the source.
     void SetView(const View& view) { m_Source->SetView(view); }
-    // The picture coded; nothing when it could not be made small enough. Numbers only grow; the same one again
-    // is the same picture, for another codec.
+    /// The picture coded; nothing when it could not be made small enough. Numbers only grow; the same one again
+    /// is the same picture, for another codec.
     std::shared_ptr<const Coded> Make(int64_t picture, bool key, ECodec codec = ECodec::Mpeg4);
-    // The codec's next picture begins a stream of its own, as after a time in which nothing was encoded.
+    /// The codec's next picture begins a stream of its own, as after a time in which nothing was encoded.
     void Restart(ECodec codec = ECodec::Mpeg4) { Of(codec).Restart(); }
     const ChannelCounts& Counts(ECodec codec = ECodec::Mpeg4) const { return Of(codec).Counts(); }
 
@@ -53,34 +53,34 @@ class PictureMaker
     int64_t m_Read = -1;  // which m_Picture is
 };
 
-// One channel with its thread. Pictures are made while the channel is watched, each at its time: picture n at
-// start + n / rate; each is coded for the codecs that are watched. With a loop, its pictures are made once, by
-// Prepare, and sent again and again, none left out: each builds on the one before it, so a thread that is late
-// plays slower; its camera doesn't move.
+/// One channel with its thread. Pictures are made while the channel is watched, each at its time: picture n at
+/// start + n / rate; each is coded for the codecs that are watched. With a loop, its pictures are made once, by
+/// Prepare, and sent again and again, none left out: each builds on the one before it, so a thread that is late
+/// plays slower; its camera doesn't move.
 class Channel
 {
   public:
     using Clock = std::chrono::steady_clock;
-    // Called on the channel's thread. False when the picture wasn't taken; the next one is a key picture then.
+    /// Called on the channel's thread. False when the picture wasn't taken; the next one is a key picture then.
     using Deliver = std::function<bool(int channel, std::shared_ptr<const Coded>)>;
 
-    // loop: pictures to make in advance, a multiple of the group; 0 makes each at its time.
+    /// loop: pictures to make in advance, a multiple of the group; 0 makes each at its time.
     Channel(const ChannelSetup& setup, int channel, int loop, Deliver deliver);
-    // Ends the thread; a source that waits for its network is interrupted.
+    /// Ends the thread; a source that waits for its network is interrupted.
     ~Channel();
     Channel(const Channel&) = delete;
     Channel& operator=(const Channel&) = delete;
 
-    // Makes the pictures of the loop; returns early when stopped. Before Start, from any thread.
+    /// Makes the pictures of the loop; returns early when stopped. Before Start, from any thread.
     void Prepare();
-    // Starts the thread; picture 0 belongs to this time.
+    /// Starts the thread; picture 0 belongs to this time.
     void Start(Clock::time_point start);
 
-    // These from any thread, at any time.
+    /// These from any thread, at any time.
     void SetWatched(bool watched, ECodec codec = ECodec::Mpeg4);
     void WantKey(ECodec codec = ECodec::Mpeg4);
     void Do(const Command& command);
-    // Asks everything that waits to end soon; the destructor waits for it.
+    /// Asks everything that waits to end soon; the destructor waits for it.
     void Stop();
     ChannelCounts Counts(ECodec codec = ECodec::Mpeg4) const;
     PassState Passing() const { return m_Gate.State(); }

@@ -9,7 +9,7 @@
 namespace recorder
 {
 
-// What a client's buffer for one stream message holds, the 4 bytes of its header word included.
+/// What a client's buffer for one stream message holds, the 4 bytes of its header word included.
 inline constexpr size_t MAX_MESSAGE_BYTES = 101376;
 
 struct StreamSetup {
@@ -37,14 +37,14 @@ struct ChannelCounts {
     void Add(const Coded& coded);
 };
 
-// Encoder and rate control of one codec. One thread at a time.
+/// Encoder and rate control of one codec. One thread at a time.
 class ICodecStream
 {
   public:
     virtual ~ICodecStream() = default;
-    // The coded picture; nothing when it could not be made small enough. Numbers only grow.
+    /// The coded picture; nothing when it could not be made small enough. Numbers only grow.
     virtual std::shared_ptr<const Coded> Make(const Picture& picture, int64_t pictureNumber, bool key) = 0;
-    // The next picture begins a stream of its own, as after a time in which nothing was encoded.
+    /// The next picture begins a stream of its own, as after a time in which nothing was encoded.
     virtual void Restart() = 0;
     virtual const ChannelCounts& Counts() const = 0;
 };

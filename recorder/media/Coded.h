@@ -9,7 +9,7 @@ namespace recorder
 enum class ECodec { Mpeg4, H264 };
 inline constexpr int CODECS = 2;
 
-// One coded picture.
+/// One coded picture.
 struct Coded {
     std::vector<uint8_t> bytes;
     bool key = false;

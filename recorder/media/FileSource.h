@@ -10,12 +10,12 @@
 namespace recorder
 {
 
-// Pictures from a file or a filter graph, at the pace of their time stamps, again and again; with name and
-// clock laid over. One that can't be opened, or breaks, shows a notice and is tried again every few seconds.
+/// Pictures from a file or a filter graph, at the pace of their time stamps, again and again; with name and
+/// clock laid over. One that can't be opened, or breaks, shows a notice and is tried again every few seconds.
 class FileSource : public ISource
 {
   public:
-    // Opens it at once, so that a wrong one is reported before anybody looks.
+    /// Opens it at once, so that a wrong one is reported before anybody looks.
     FileSource(std::string spec, const SceneSetup& setup, int channel, const std::atomic<bool>& stop);
 
     void Read(int64_t pictureNumber, Picture& picture) override;

@@ -12,7 +12,7 @@
 namespace recorder
 {
 
-// How the syntax elements of H.264 are coded.
+/// How the syntax elements of H.264 are coded.
 enum class EEntropy { Cavlc, Cabac };
 
 /// One coded picture on the data port, as large as what a client's decoder takes at once.
@@ -32,10 +32,10 @@ struct H264Setup {
     std::string preset = H264_PRESET;
 };
 
-// Encodes the H.264 that the smallest decoders read: frames of one slice, I and P, one reference, no 8x8
-// transform, no weighted prediction, no matrices, no raw macroblocks. Each I picture is an IDR picture with its
-// parameter sets before it in the same bytes; there are no other units but a checksum's announcement. Names the
-// faults of libavcodec as std::runtime_error. One thread at a time.
+/// Encodes the H.264 that the smallest decoders read: frames of one slice, I and P, one reference, no 8x8
+/// transform, no weighted prediction, no matrices, no raw macroblocks. Each I picture is an IDR picture with
+/// its parameter sets before it in the same bytes; there are no other units but a checksum's announcement.
+/// Names the faults of libavcodec as std::runtime_error. One thread at a time.
 class H264Encoder
 {
   public:
@@ -44,7 +44,7 @@ class H264Encoder
     H264Encoder(const H264Encoder&) = delete;
     H264Encoder& operator=(const H264Encoder&) = delete;
 
-    // pictureNumber gives the time and only grows; the first is a key picture in any case.
+    /// pictureNumber gives the time and only grows; the first is a key picture in any case.
     Coded Encode(const Picture& picture, int64_t pictureNumber, bool key);
 
   private:

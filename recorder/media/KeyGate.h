@@ -5,22 +5,22 @@
 namespace recorder
 {
 
-// Decides when a channel codes a key picture out of turn, because a viewer waits for one: at most once a
-// second, and at the channel's own place in the second. When all channels lose pictures at once, as after a
-// stall of their client, their key pictures would come at once and as often as they are asked for, and the
-// bytes of these alone would keep the client behind indefinitely. No thread, no clock.
+/// Decides when a channel codes a key picture out of turn, because a viewer waits for one: at most once a
+/// second, and at the channel's own place in the second. When all channels lose pictures at once, as after a
+/// stall of their client, their key pictures would come at once and as often as they are asked for, and the
+/// bytes of these alone would keep the client behind indefinitely. No thread, no clock.
 class KeyGate
 {
   public:
-    // Pictures a second; the channel's number among so many.
+    /// Pictures a second; the channel's number among so many.
     KeyGate(int rate, int channel, int channels);
 
     void Want() { m_Wanted = true; }
-    // The stream restarts with a key picture; one more follows at the channel's place, so that the groups of
-    // channels that began together don't go on in step.
+    /// The stream restarts with a key picture; one more follows at the channel's place, so that the groups of
+    /// channels that began together don't go on in step.
     void Restart() { m_Restarted = true; }
     bool Due(int64_t picture) const;
-    // Whatever the reason of a key picture, those who waited have theirs.
+    /// Whatever the reason of a key picture, those who waited have theirs.
     void Coded(int64_t picture, bool key);
 
   private:

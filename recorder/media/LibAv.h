@@ -14,7 +14,7 @@ extern "C" {
 namespace recorder
 {
 
-// Owners of what libav allocates.
+/// Owners of what libav allocates.
 template <auto Free>
 struct AvFree {
     template <class T>
@@ -32,9 +32,9 @@ struct SwsFree {
 };
 using SwsScaler = std::unique_ptr<SwsContext, SwsFree>;
 
-// "End of file" and the like.
+/// "End of file" and the like.
 std::string AvErrorText(int error);
-// Throws std::runtime_error "can't <what>: <why>" for a negative result; gives back any other.
+/// Throws std::runtime_error "can't <what>: <why>" for a negative result; gives back any other.
 int CheckAv(int result, const char* what);
 
 }  // namespace recorder

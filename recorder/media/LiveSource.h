@@ -12,13 +12,13 @@
 namespace recorder
 {
 
-// "" below two seconds, else "3 s old", "2 min old".
+/// "" below two seconds, else "3 s old", "2 min old".
 std::string AgeText(std::chrono::milliseconds age, std::chrono::milliseconds shownFrom);
 
-// Pictures from a camera or a network stream. A thread of its own reads all the time, so that the picture shown
-// is the newest there is, however long nobody looked; its age is drawn on it when it isn't new. A source that
-// gives no picture for too long counts as broken: a notice is shown, and it is opened again and again. One that
-// ends after a single picture is a camera of images, and is asked for the next after a while.
+/// Pictures from a camera or a network stream. A thread of its own reads all the time, so that the picture
+/// shown is the newest there is, however long nobody looked; its age is drawn on it when it isn't new. A source
+/// that gives no picture for too long counts as broken: a notice is shown, and it is opened again and again.
+/// One that ends after a single picture is a camera of images, and is asked for the next after a while.
 class LiveSource : public ISource
 {
   public:

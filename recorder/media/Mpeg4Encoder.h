@@ -11,32 +11,32 @@
 namespace recorder
 {
 
-// How motion is coded. Half: vectors in half-pel steps, one or four to a macroblock, as encoders do. None: all
-// vectors are zero; larger at the same quality, but read alike by clients whatever their rounding of chroma
-// vectors.
+/// How motion is coded. Half: vectors in half-pel steps, one or four to a macroblock, as encoders do. None: all
+/// vectors are zero; larger at the same quality, but read alike by clients whatever their rounding of chroma
+/// vectors.
 enum class EMotion { Half, None };
 
-// Encodes Simple Profile MPEG-4 that the smallest decoders read: I and P pictures, H.263 quantisation, fcode 1,
-// rounding type 0 in every P picture, no resynchronisation markers, a VOL before each I picture. Names the
-// faults of libavcodec as std::runtime_error. One thread at a time.
-//
-// The encoder of libavcodec lets the rounding type alternate from P picture to P picture, and offers no choice.
-// So that its own reference never comes from rounding type 1, a P picture that repeats the reference unchanged
-// is coded after each picture and thrown away: it takes the turn with type 1, and since no sample of it is
-// interpolated, the rounding doesn't matter. Its input is what a decoder of our own makes of the stream, hence
-// exactly the reference.
+/// Encodes Simple Profile MPEG-4 that the smallest decoders read: I and P pictures, H.263 quantisation, fcode
+/// 1, rounding type 0 in every P picture, no resynchronisation markers, a VOL before each I picture. Names the
+/// faults of libavcodec as std::runtime_error. One thread at a time.
+///
+/// The encoder of libavcodec lets the rounding type alternate from P picture to P picture, and offers no
+/// choice. So that its own reference never comes from rounding type 1, a P picture that repeats the reference
+/// unchanged is coded after each picture and thrown away: it takes the turn with type 1, and since no sample of
+/// it is interpolated, the rounding doesn't matter. Its input is what a decoder of our own makes of the stream,
+/// hence exactly the reference.
 class Mpeg4Encoder
 {
   public:
-    // Width and height are multiples of 16; rate is pictures a second, 1 to 100.
+    /// Width and height are multiples of 16; rate is pictures a second, 1 to 100.
     Mpeg4Encoder(int width, int height, int rate, EMotion motion);
     ~Mpeg4Encoder();
     Mpeg4Encoder(const Mpeg4Encoder&) = delete;
     Mpeg4Encoder& operator=(const Mpeg4Encoder&) = delete;
 
-    // Encodes a picture with a quantiser of 2 to 31; the first is a key picture in any case, and so is one that
-    // could not be kept within the limits otherwise. pictureNumber gives the time and never goes back; the same
-    // number again replaces what was coded before only when it is a key picture.
+    /// Encodes a picture with a quantiser of 2 to 31; the first is a key picture in any case, and so is one
+    /// that could not be kept within the limits otherwise. pictureNumber gives the time and never goes back;
+    /// the same number again replaces what was coded before only when it is a key picture.
     Coded Encode(const Picture& picture, int64_t pictureNumber, bool isKey, int quant);
 
   private:

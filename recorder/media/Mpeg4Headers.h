@@ -56,12 +56,12 @@ struct CodedPicture {
 
 // NOLINTEND(readability-identifier-naming)
 
-// Reads the headers of one message. resolution is the vop_time_increment_resolution of an earlier VOL, used
-// until the bytes bring one of their own. Damaged bytes give headers without meaning, but nothing is read
-// beyond the end.
+/// Reads the headers of one message. resolution is the vop_time_increment_resolution of an earlier VOL, used
+/// until the bytes bring one of their own. Damaged bytes give headers without meaning, but nothing is read
+/// beyond the end.
 CodedPicture ReadHeaders(std::span<const uint8_t> bytes, int resolution);
 
-// True when the P picture repeats its reference unchanged: all its macroblocks are marked not coded.
+/// True when the P picture repeats its reference unchanged: all its macroblocks are marked not coded.
 bool RepeatsReference(std::span<const uint8_t> bytes, const Vop& vop, int macroblocks);
 
 }  // namespace recorder

@@ -13,18 +13,18 @@ namespace recorder
 /// 352x288, 176x144) are 4:3; any other has square pixels, and 1088 rows stand for 1080.
 double ShapeOf(int width, int height);
 
-// Scales pictures from elsewhere into the channel's size, with black bars where their shape is another. One
-// thread at a time.
+/// Scales pictures from elsewhere into the channel's size, with black bars where their shape is another. One
+/// thread at a time.
 class PictureFit
 {
   public:
     PictureFit(int width, int height);
 
-    // The scaler writes whole vectors, so up to so many bytes beyond the end of a row; also of the last one.
+    /// The scaler writes whole vectors, so up to so many bytes beyond the end of a row; also of the last one.
     static constexpr size_t SCALER_EXCESS = 64;
 
-    // The pixels: blue, green, red, unused; no gaps between rows. Valid, and the caller's to change, until the
-    // next call.
+    /// The pixels: blue, green, red, unused; no gaps between rows. Valid, and the caller's to change, until the
+    /// next call.
     std::vector<uint8_t>& Fit(const AVFrame& frame);
 
   private:

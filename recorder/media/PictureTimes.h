@@ -8,23 +8,23 @@
 namespace recorder
 {
 
-// When the pictures of a file are due: at their time stamps, or when the one before had its time where a
-// picture has none, the stamps begin anew, as where files were joined, or the file does; growing over repeats.
-// A gap is waited for no longer than MOST_GAP; the only picture of a file comes again after STILL. In seconds
-// since the first.
+/// When the pictures of a file are due: at their time stamps, or when the one before had its time where a
+/// picture has none, the stamps begin anew, as where files were joined, or the file does; growing over repeats.
+/// A gap is waited for no longer than MOST_GAP; the only picture of a file comes again after STILL. In seconds
+/// since the first.
 class PictureTimes
 {
   public:
     static constexpr double MOST_GAP = 10;
-    // Stamps that go back by more begin anew; by less, they are only out of order.
+    /// Stamps that go back by more begin anew; by less, they are only out of order.
     static constexpr double MOST_BACK = 1;
-    // Large images take longer to read than one interval, and somebody may write a newer one over them.
+    /// Large images take longer to read than one interval, and somebody may write a newer one over them.
     static constexpr double STILL = 1;
 
     explicit PictureTimes(double interval) : m_Interval(interval), m_Lasts(interval), m_Latest(-interval) {}
 
-    // The next picture has this time stamp, and lasts so long unless the next one's says otherwise: at least
-    // one interval.
+    /// The next picture has this time stamp, and lasts so long unless the next one's says otherwise: at least
+    /// one interval.
     void Next(std::optional<double> stamp, double lasts = 0)
     {
         ++m_Count;
@@ -42,7 +42,7 @@ class PictureTimes
         m_Stamp = *stamp;
         m_Latest = std::max(m_Latest, m_Zero + *stamp);
     }
-    // The next picture is the file's first again. The last one has its time too.
+    /// The next picture is the file's first again. The last one has its time too.
     void Restart()
     {
         m_Stamped = false;

@@ -6,7 +6,7 @@
 namespace recorder
 {
 
-// What the text commands move. Each runs from its start command to its stop command.
+/// What the text commands move. Each runs from its start command to its stop command.
 enum class EMotor {
     Left,
     Right,
@@ -28,7 +28,7 @@ inline constexpr int MOTORS = 14;
 enum class EColour { Bright, Contrast, Hue, Saturation };
 inline constexpr int COLOURS = 4;
 
-// "LeftStart:3" or "SetHue:3:128".
+/// "LeftStart:3" or "SetHue:3:128".
 struct Command {
     enum class EKind { Start, Stop, Set };
     EKind kind = EKind::Stop;
@@ -40,7 +40,7 @@ struct Command {
     bool operator==(const Command&) const = default;
 };
 
-// Nothing when the text is none of them. Any numbers are taken; it is for the caller to look at them.
+/// Nothing when the text is none of them. Any numbers are taken; it is for the caller to look at them.
 std::optional<Command> ParseCommand(std::string_view text);
 
 }  // namespace recorder

@@ -5,11 +5,11 @@
 namespace recorder
 {
 
-// What a datagram carries, so that faults can be put on some kinds only.
+/// What a datagram carries, so that faults can be put on some kinds only.
 enum class ECarries { Rendezvous, Device, Video };
 
-// Where the protocol logic puts the datagrams it wants sent. The logic only ever names endpoints from which a
-// datagram came before.
+/// Where the protocol logic puts the datagrams it wants sent. The logic only ever names endpoints from which a
+/// datagram came before.
 class IDatagramOut
 {
   public:

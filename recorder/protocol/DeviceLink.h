@@ -11,7 +11,7 @@
 namespace recorder
 {
 
-// What the link asks of whatever makes the pictures. Called from inside the link's own operations.
+/// What the link asks of whatever makes the pictures. Called from inside the link's own operations.
 class IChannels
 {
   public:
@@ -19,17 +19,17 @@ class IChannels
     virtual int Count() const = 0;
     virtual int Width(int channel) const = 0;
     virtual int Height(int channel) const = 0;
-    // Whether anybody looks at the channel: nothing needs to be encoded while nobody does.
+    /// Whether anybody looks at the channel: nothing needs to be encoded while nobody does.
     virtual void SetWatched(int channel, bool watched) = 0;
-    // A client waits for a picture that can be decoded by itself. It may come late; the link waits.
+    /// A client waits for a picture that can be decoded by itself. It may come late; the link waits.
     virtual void WantKey(int channel) = 0;
 };
 
-// Why a client was disconnected.
+/// Why a client was disconnected.
 enum class EDisconnectReason { None, Logout, Silent, Idle, NoRoom };
 const char* DisconnectReasonText(EDisconnectReason reason);
 
-// What the report says of one client.
+/// What the report says of one client.
 struct ClientCounts {
     Endpoint endpoint;
     std::string name;
@@ -48,17 +48,18 @@ struct ClientCounts {
     bool proved = false;            // it acknowledged a stream reply
     EDisconnectReason disconnectReason = EDisconnectReason::None;
 
-    // The numbers of another client on top of its own.
+    /// The numbers of another client on top of its own.
     void Add(const ClientCounts& other);
 };
 
-// The device's side of the peer-to-peer protocol: registers at the rendezvous under the net id, answers punches
-// and probes, and sends the channels that were asked for to those who asked. Bytes come in, bytes go out, time
-// is passed in; no sockets, no pictures of its own. One thread at a time.
-//
-// It names no endpoint but the rendezvous and those from which a datagram came, to it or to the rendezvous: the
-// local addresses in a foreign record are never used. As a sender can be made up, a client gets no pictures
-// until it has acknowledged a stream reply; the reply alone goes out REPLIES times, one each REPLY_EVERY.
+/// The device's side of the peer-to-peer protocol: registers at the rendezvous under the net id, answers
+/// punches and probes, and sends the channels that were asked for to those who asked. Bytes come in, bytes go
+/// out, time is passed in; no sockets, no pictures of its own. One thread at a time.
+///
+/// It names no endpoint but the rendezvous and those from which a datagram came, to it or to the rendezvous:
+/// the local addresses in a foreign record are never used. As a sender can be made up, a client gets no
+/// pictures until it has acknowledged a stream reply; the reply alone goes out REPLIES times, one each
+/// REPLY_EVERY.
 class DeviceLink
 {
   public:
@@ -90,17 +91,17 @@ class DeviceLink
     DeviceLink(Setup setup, IChannels& channels, IDatagramOut& out);
 
     void OnDatagram(TimeUs now, const Endpoint& from, std::span<const uint8_t> datagram);
-    // A picture of a channel is ready: header word and encoded data, as MakeVideoMessage makes it.
+    /// A picture of a channel is ready: header word and encoded data, as MakeVideoMessage makes it.
     void OnMessage(TimeUs now, int channel, bool key, const SendQueue::Message& message);
-    // Does what is due; when it wants to be called again. Call it too after the two above.
+    /// Does what is due; when it wants to be called again. Call it too after the two above.
     TimeUs OnTimer(TimeUs now);
 
     bool Registered() const { return m_Registered; }
     const Counters& Counts() const { return m_Counts; }
     std::vector<ClientCounts> Clients() const;
-    // The latest of those that left, the oldest first.
+    /// The latest of those that left, the oldest first.
     const std::vector<ClientCounts>& FormerClients() const { return m_Former; }
-    // The numbers of all that left before these, together.
+    /// The numbers of all that left before these, together.
     const ClientCounts& EarlierClients() const { return m_Earlier; }
 
   private:

@@ -8,16 +8,16 @@
 namespace recorder
 {
 
-// The directory's side of one question on a raw TCP connection. Questions carry no terminator, so that an end
-// can only be guessed: a name that is known ends the question at once, any other ends when nothing more comes.
+/// The directory's side of one question on a raw TCP connection. Questions carry no terminator, so that an end
+/// can only be guessed: a name that is known ends the question at once, any other ends when nothing more comes.
 class Directory
 {
   public:
-    // A question beyond this size is refused.
+    /// A question beyond this size is refused.
     static constexpr size_t MAX_QUESTION_BYTES = 512;
 
-    // netId is the decimal number under which the recorder is found; aliases are further names, compared
-    // without regard to case.
+    /// netId is the decimal number under which the recorder is found; aliases are further names, compared
+    /// without regard to case.
     Directory(std::string netId, int channels, std::vector<std::string> aliases);
 
     enum class EStep { Wait, Reply, Refuse };
@@ -25,9 +25,9 @@ class Directory
         EStep step = EStep::Wait;
         std::string reply;  // with Reply only
     };
-    // What to do about the bytes that came so far. noMore tells that the sender has been quiet for a while or
-    // has closed its side. reachedAt is the address at which this connection found us: the answer to both
-    // questions.
+    /// What to do about the bytes that came so far. noMore tells that the sender has been quiet for a while or
+    /// has closed its side. reachedAt is the address at which this connection found us: the answer to both
+    /// questions.
     Step Ask(std::string_view soFar, bool noMore, uint32_t reachedAt) const;
 
   private:

@@ -9,7 +9,7 @@
 namespace recorder
 {
 
-// How bad the network is made. Rates are percentages, 0 to 100.
+/// How bad the network is made. Rates are percentages, 0 to 100.
 struct FaultRates {
     double loss = 0;
     double reorder = 0;  // let overtake by up to three later ones
@@ -26,8 +26,8 @@ struct Datagram {
     Bytes bytes;
 };
 
-// Does harm to datagrams on their way out. The same seed and the same sequence of datagrams give the same harm.
-// No sockets, no clock; one thread at a time.
+/// Does harm to datagrams on their way out. The same seed and the same sequence of datagrams give the same
+/// harm. No sockets, no clock; one thread at a time.
 class Faults
 {
   public:
@@ -41,11 +41,11 @@ class Faults
 
     Faults(const FaultRates& rates, uint32_t seed);
 
-    // Takes one datagram; what may go now is appended to ready, in order.
+    /// Takes one datagram; what may go now is appended to ready, in order.
     void Pass(TimeUs now, Datagram datagram, std::vector<Datagram>& ready);
-    // Appends what has become due; when there is more, or NEVER.
+    /// Appends what has become due; when there is more, or NEVER.
     TimeUs Release(TimeUs now, std::vector<Datagram>& ready);
-    // The header word of a stream message as it shall be sent: now and then with a wrong length.
+    /// The header word of a stream message as it shall be sent: now and then with a wrong length.
     uint32_t SpoilHeader(uint32_t word);
 
     const Counters& Counts() const { return m_Counts; }

@@ -21,20 +21,20 @@ inline constexpr size_t LENGTH_BYTES = 4;
 inline constexpr size_t STREAM_REQUEST_BYTES = 16;
 inline constexpr size_t STREAM_REPLY_BYTES = 24;
 inline constexpr size_t MEDIA_HEADER_BYTES = 8;
-// What a client's buffer for one media frame holds.
+/// What a client's buffer for one media frame holds.
 inline constexpr size_t MAX_MEDIA_FRAME_BYTES = 262144;
 inline constexpr size_t MAX_TEXT_FRAME_BYTES = 65536;
 
-// Puts frames together from what a connection brings.
+/// Puts frames together from what a connection brings.
 class FrameReader
 {
   public:
     explicit FrameReader(size_t maxBytes) : m_MaxBytes(maxBytes) {}
 
     void Add(std::span<const uint8_t> bytes) { m_Bytes.insert(m_Bytes.end(), bytes.begin(), bytes.end()); }
-    // The body of the next whole frame; nothing when there is none, or after a length that can't be.
+    /// The body of the next whole frame; nothing when there is none, or after a length that can't be.
     std::optional<Bytes> Next();
-    // A length below 4, or above the bound: nothing that follows can be understood.
+    /// A length below 4, or above the bound: nothing that follows can be understood.
     bool Damaged() const { return m_Damaged; }
 
   private:
@@ -55,10 +55,10 @@ struct StreamRequest {
     bool operator==(const StreamRequest&) const = default;
 };
 
-// The body of the request's frame; nothing when it has another size.
+/// The body of the request's frame; nothing when it has another size.
 std::optional<StreamRequest> ParseDirectRequest(std::span<const uint8_t> body);
 
-// Anything but type 1 turns the client away.
+/// Anything but type 1 turns the client away.
 enum class EReply : uint32_t { Stream = 1, Refused = 2 };
 Bytes MakeDirectReply(EReply type, int width, int height);
 

@@ -10,15 +10,15 @@
 namespace recorder
 {
 
-// The rendezvous: users log in by name, learn of each other, and are told who wants to reach them. Bytes come
-// in, bytes go out, time is passed in; no sockets. One thread at a time.
-//
-// Users are known by the endpoint that logged in, so that two programs on one machine, which have the same
-// name, don't push each other out; looked up by name, the one that logged in last is found.
-//
-// Senders can be made up, so what is answered is bounded by what came: a user that never sent again after
-// its login is pinged once and forgotten soon, the entries of lists are paced for each address, and when there
-// is no room a new login takes the place of one that never spoke again, or has been silent for longest.
+/// The rendezvous: users log in by name, learn of each other, and are told who wants to reach them. Bytes come
+/// in, bytes go out, time is passed in; no sockets. One thread at a time.
+///
+/// Users are known by the endpoint that logged in, so that two programs on one machine, which have the same
+/// name, don't push each other out; looked up by name, the one that logged in last is found.
+///
+/// Senders can be made up, so what is answered is bounded by what came: a user that never sent again after
+/// its login is pinged once and forgotten soon, the entries of lists are paced for each address, and when there
+/// is no room a new login takes the place of one that never spoke again, or has been silent for longest.
 class Rendezvous
 {
   public:
@@ -50,11 +50,11 @@ class Rendezvous
     explicit Rendezvous(IDatagramOut& out);
     Rendezvous(IDatagramOut& out, const Limits& limits);
 
-    // Nobody else may log in under this name, and its holder's place is never given to another.
+    /// Nobody else may log in under this name, and its holder's place is never given to another.
     void Reserve(const std::string& name, const Endpoint& holder);
 
     void OnDatagram(TimeUs now, const Endpoint& from, std::span<const uint8_t> datagram);
-    // Does what is due; when it wants to be called again, or NEVER. Call it too after OnDatagram.
+    /// Does what is due; when it wants to be called again, or NEVER. Call it too after OnDatagram.
     TimeUs OnTimer(TimeUs now);
 
     const Counters& Counts() const { return m_Counts; }

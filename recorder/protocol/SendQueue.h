@@ -10,14 +10,15 @@
 namespace recorder
 {
 
-// The stream messages on their way to one client. The client puts messages together in the order of arrival, so
-// all channels of a client share one queue, and the pieces of a message go out without another's between them.
-//
-// Pieces are spread: at most BURST each millisecond, and at most WINDOW that the client hasn't acknowledged. A
-// piece whose acknowledgement doesn't come counts as gone after ACK_TIMEOUT, so that a lost one delays but
-// never stops. While no acknowledgement comes at all, the window halves and the time-out doubles each time, so
-// that a client that has gone, or never was, soon gets next to nothing. No clock, no sockets; one thread at a
-// time.
+/// The stream messages on their way to one client. The client puts messages together in the order of arrival,
+/// so all channels of a client share one queue, and the pieces of a message go out without another's between
+/// them.
+///
+/// Pieces are spread: at most BURST each millisecond, and at most WINDOW that the client hasn't acknowledged. A
+/// piece whose acknowledgement doesn't come counts as gone after ACK_TIMEOUT, so that a lost one delays but
+/// never stops. While no acknowledgement comes at all, the window halves and the time-out doubles each time, so
+/// that a client that has gone, or never was, soon gets next to nothing. No clock, no sockets; one thread at a
+/// time.
 class SendQueue
 {
   public:
@@ -33,13 +34,13 @@ class SendQueue
 
     using Message = std::shared_ptr<const Bytes>;
 
-    // False when the queue is full for this channel or altogether; the message isn't taken then. since: when it
-    // was made; one of NEVER doesn't grow stale.
+    /// False when the queue is full for this channel or altogether; the message isn't taken then. since: when
+    /// it was made; one of NEVER doesn't grow stale.
     bool Push(int channel, Message message, TimeUs since = NEVER);
-    // Removes what has grown stale unsent, with all that waits after it in its channel; how many messages of
-    // each channel.
+    /// Removes what has grown stale unsent, with all that waits after it in its channel; how many messages of
+    /// each channel.
     std::map<int, size_t> DropStale(TimeUs now);
-    // Removes the messages of the channel of which nothing has been sent.
+    /// Removes the messages of the channel of which nothing has been sent.
     void Forget(int channel);
 
     struct Piece {
@@ -47,11 +48,11 @@ class SendQueue
         int channel = 0;
         size_t completes = 0;  // bytes of the message that it ends, when that is one that grows stale
     };
-    // The next piece that may go at this time.
+    /// The next piece that may go at this time.
     std::optional<Piece> Next(TimeUs now);
-    // The client acknowledged one piece.
+    /// The client acknowledged one piece.
     void Acknowledged();
-    // When Next will have something; NEVER when there is nothing to send.
+    /// When Next will have something; NEVER when there is nothing to send.
     TimeUs Due(TimeUs now) const;
 
     size_t QueuedBytes() const { return m_Bytes; }

@@ -60,27 +60,27 @@ struct WireMessage {
     std::span<const uint8_t> body;  // into the bytes that were parsed
 };
 
-// Why a datagram was refused; counted per kind in the report.
+/// Why a datagram was refused; counted per kind in the report.
 enum class EWireFault { None, TooShort, UnknownType, UnterminatedName, TooManyAddresses };
 inline constexpr size_t WIRE_FAULTS = 5;
-// A word for the report: "too short" and the like.
+/// A word for the report: "too short" and the like.
 const char* WireFaultText(EWireFault fault);
 
-// Reads one datagram. Nothing when it is refused; why, when given, tells the reason.
+/// Reads one datagram. Nothing when it is refused; why, when given, tells the reason.
 std::optional<WireMessage> ParseMessage(std::span<const uint8_t> datagram, EWireFault* reason = nullptr);
 
-// Writes one datagram. The record's name must be at most 32 characters and its addresses at most 4; what is
-// beyond is cut off.
+/// Writes one datagram. The record's name must be at most 32 characters and its addresses at most 4; what is
+/// beyond is cut off.
 Bytes MakeMessage(EMessage type, const PeerRecord& record, std::span<const uint8_t> body = {});
 
-// The name after the record in a 129-byte punch to the rendezvous; nothing when it isn't terminated.
+/// The name after the record in a 129-byte punch to the rendezvous; nothing when it isn't terminated.
 std::optional<std::string> WantedName(std::span<const uint8_t> body);
 
-// Names are compared without regard to the case of ASCII letters.
+/// Names are compared without regard to the case of ASCII letters.
 bool SameName(const std::string& a, const std::string& b);
 
-// The first word of a stream message: bit 30 direction, bits 29 to 24 channel, bits 23 to 0 size of the whole
-// message in bytes, this word included. Direction is 1 in requests and in all that a client accepts.
+/// The first word of a stream message: bit 30 direction, bits 29 to 24 channel, bits 23 to 0 size of the whole
+/// message in bytes, this word included. Direction is 1 in requests and in all that a client accepts.
 inline constexpr size_t HEADER_BYTES = 4;
 inline constexpr size_t REQUEST_BYTES = 8;
 inline constexpr int MAX_CHANNELS = 64;
@@ -96,14 +96,14 @@ struct HeaderWord {
 uint32_t PackHeader(const HeaderWord& header);
 HeaderWord UnpackHeader(uint32_t word);
 
-// The channel that an 8-byte stream request asks for; nothing when it is not such a request.
+/// The channel that an 8-byte stream request asks for; nothing when it is not such a request.
 std::optional<int> ParseStreamRequest(std::span<const uint8_t> data);
-// The answer to it: header word, width, height (16 bits each).
+/// The answer to it: header word, width, height (16 bits each).
 Bytes MakeStreamReply(int channel, int width, int height);
-// Header word and encoded picture. The picture must be shorter than 2^24 - 4 bytes.
+/// Header word and encoded picture. The picture must be shorter than 2^24 - 4 bytes.
 Bytes MakeVideoMessage(int channel, std::span<const uint8_t> picture);
 
-// Little-endian integers at any address.
+/// Little-endian integers at any address.
 uint32_t ReadU32(const uint8_t* p);
 uint16_t ReadU16(const uint8_t* p);
 void WriteU32(uint8_t* p, uint32_t value);

@@ -10,12 +10,12 @@
 namespace recorder
 {
 
-// Name and clock of a channel. Their letters are drawn once, with a dark rim, and laid over each picture.
+/// Name and clock of a channel. Their letters are drawn once, with a dark rim, and laid over each picture.
 class TextOverlay
 {
   public:
     TextOverlay(const SceneSetup& setup, int channel);
-    // A note, which is rare, stands below the name.
+    /// A note, which is rare, stands below the name.
     void Draw(cairo_t* context, int64_t picture, const std::string& note = {}) const;
 
   private:

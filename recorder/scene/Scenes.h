@@ -7,21 +7,21 @@
 namespace recorder
 {
 
-// The canvas that scenes are drawn on, in its own units; it is scaled to the picture's size.
+/// The canvas that scenes are drawn on, in its own units; it is scaled to the picture's size.
 inline constexpr double SCENE_WIDTH = 704;
 inline constexpr double SCENE_HEIGHT = 576;
 
-// One place that a camera looks at. What stands still is drawn once, what moves for each picture; both depend
-// on nothing but their arguments.
+/// One place that a camera looks at. What stands still is drawn once, what moves for each picture; both depend
+/// on nothing but their arguments.
 class IScene
 {
   public:
     virtual ~IScene() = default;
     virtual const char* Name() const = 0;
-    // Fills the whole canvas.
+    /// Fills the whole canvas.
     virtual void DrawStill(Canvas& canvas) const = 0;
-    // Draws over it what is seen at this time, in seconds since picture 0. It never repeats exactly, but stays
-    // within the canvas for any time.
+    /// Draws over it what is seen at this time, in seconds since picture 0. It never repeats exactly, but stays
+    /// within the canvas for any time.
     virtual void DrawMoving(Canvas& canvas, double seconds) const = 0;
 };
 

@@ -8,7 +8,7 @@
 namespace recorder
 {
 
-// A Cairo picture with its context. One thread at a time.
+/// A Cairo picture with its context. One thread at a time.
 class Surface
 {
   public:
@@ -16,7 +16,7 @@ class Surface
         : Surface(cairo_image_surface_create(format, width, height))
     {
     }
-    // Over pixels of the caller (blue, green, red, unused; no gaps between rows), which outlive it.
+    /// Over pixels of the caller (blue, green, red, unused; no gaps between rows), which outlive it.
     Surface(uint8_t* pixels, int width, int height)
         : Surface(cairo_image_surface_create_for_data(pixels, CAIRO_FORMAT_RGB24, width, height, 4 * width))
     {
@@ -37,7 +37,7 @@ class Surface
         return cairo_image_surface_get_data(m_Surface);
     }
 
-    // Calls with the pixels, to be changed between drawings.
+    /// Calls with the pixels, to be changed between drawings.
     template <class Work>
     void Change(const Work& change)
     {

@@ -7,7 +7,7 @@
 namespace recorder
 {
 
-// What the camera's motors and the four colour settings make of a picture.
+/// What the camera's motors and the four colour settings make of a picture.
 struct View {
     double pan = 0;     // pictures to the right; what lies beyond an edge is the mirrored picture
     double tilt = 0;    // pictures downwards
@@ -24,11 +24,11 @@ struct View {
     bool operator==(const View&) const = default;
 };
 
-// Changes pictures as a view tells. One thread at a time.
+/// Changes pictures as a view tells. One thread at a time.
 class ViewPainter
 {
   public:
-    // The pixels (blue, green, red, unused; no gaps between rows) are changed in place.
+    /// The pixels (blue, green, red, unused; no gaps between rows) are changed in place.
     void Apply(const View& view, uint8_t* pixelData, int width, int height);
 
   private:

@@ -18,8 +18,8 @@ struct ConnectionCounts {
     uint64_t turnedAway = 0;  // beyond the limit, closed at once
 };
 
-// A TCP port with few short connections: each is served for TIME_LIMIT at most. Everything happens on the
-// thread that runs the context.
+/// A TCP port with few short connections: each is served for TIME_LIMIT at most. Everything happens on the
+/// thread that runs the context.
 class ConnectionServer
 {
   public:
@@ -34,7 +34,7 @@ class ConnectionServer
     Endpoint Local() const { return m_Listener.Local(); }
 
   protected:
-    // One connection; kept alive by its own pending operations, and known to the server until it is closed.
+    /// One connection; kept alive by its own pending operations, and known to the server until it is closed.
     class Connection : public std::enable_shared_from_this<Connection>
     {
       public:
@@ -44,11 +44,11 @@ class ConnectionServer
         Connection& operator=(const Connection&) = delete;
 
         void Start();
-        // The server is gone: whatever comes is ignored.
+        /// The server is gone: whatever comes is ignored.
         void Forget() noexcept { m_Server = nullptr; }
 
       protected:
-        // What has come, and the error that ends it, if any. Goes on by ReadNext, or closes.
+        /// What has come, and the error that ends it, if any. Goes on by ReadNext, or closes.
         virtual void OnBytes(std::span<const uint8_t> bytes, const asio::error_code& error) = 0;
         void ReadNext();
         virtual void Close();
@@ -62,7 +62,7 @@ class ConnectionServer
         std::array<uint8_t, 2048> m_Buffer{};
     };
 
-    // Throws asio::system_error when the port is taken. `counts` outlives the server's connections.
+    /// Throws asio::system_error when the port is taken. `counts` outlives the server's connections.
     ConnectionServer(asio::io_context& context, const Endpoint& at, ConnectionCounts& counts);
 
     virtual std::shared_ptr<Connection> MakeConnection(asio::ip::tcp::socket socket) = 0;

@@ -10,7 +10,7 @@
 namespace recorder
 {
 
-// The control port: a connection brings text commands and gets no answer.
+/// The control port: a connection brings text commands and gets no answer.
 class ControlServer final : public ConnectionServer
 {
   public:
@@ -19,10 +19,10 @@ class ControlServer final : public ConnectionServer
         uint64_t unknown = 0;  // no command, or for no channel of ours
         uint64_t damaged = 0;  // connections with a length that can't be
     };
-    // False when there is no such channel.
+    /// False when there is no such channel.
     using Do = std::function<bool(const Command&)>;
 
-    // Throws asio::system_error when the port is taken.
+    /// Throws asio::system_error when the port is taken.
     ControlServer(asio::io_context& context, const Endpoint& at, Do execute);
 
     const Counters& Counts() const { return m_Counts; }

@@ -14,7 +14,7 @@
 namespace recorder
 {
 
-// What the data port asks of whatever makes the pictures. Called from inside the server's own operations.
+/// What the data port asks of whatever makes the pictures. Called from inside the server's own operations.
 class IDirectChannels
 {
   public:
@@ -22,12 +22,12 @@ class IDirectChannels
     virtual int Count() const = 0;
     virtual int Width(int channel) const = 0;
     virtual int Height(int channel) const = 0;
-    // How many look at the channel in this codec, one more or one less.
+    /// How many look at the channel in this codec, one more or one less.
     virtual void Watch(int channel, ECodec codec, int more) = 0;
     virtual void WantKey(int channel, ECodec codec) = 0;
 };
 
-// How bad the data port is made. Rates are percentages of media frames.
+/// How bad the data port is made. Rates are percentages of media frames.
 struct DirectFaults {
     double wrongType = 0;
     double wrongLength = 0;
@@ -36,9 +36,9 @@ struct DirectFaults {
     int trickleMs = 0;   // between single bytes; 0 sends all at once
 };
 
-// The data port: a connection brings one stream request, and gets a reply and pictures until it closes, or
-// until the record ends that it asked for. What waits for a slow client is bounded; beyond it pictures are left
-// out up to the next key picture. Everything happens on the thread that runs the context.
+/// The data port: a connection brings one stream request, and gets a reply and pictures until it closes, or
+/// until the record ends that it asked for. What waits for a slow client is bounded; beyond it pictures are
+/// left out up to the next key picture. Everything happens on the thread that runs the context.
 class DataServer
 {
   public:
@@ -51,7 +51,7 @@ class DataServer
         size_t maxQueuedBytes = 4 << 20;
         DirectFaults faults;
         uint32_t seed = 1;
-        // Where a record lies; empty when there is none of this id.
+        /// Where a record lies; empty when there is none of this id.
         std::function<std::string(int)> pathOfRecord = [](int) { return std::string(); };
     };
     struct Counters {
@@ -74,7 +74,7 @@ class DataServer
     };
     static constexpr size_t MAX_FORMER_CLIENTS = 256;  // kept for the report
 
-    // Throws asio::system_error when the port is taken.
+    /// Throws asio::system_error when the port is taken.
     DataServer(asio::io_context& context, const Setup& setup, IDirectChannels& channels);
     ~DataServer();
     DataServer(const DataServer&) = delete;
@@ -83,11 +83,11 @@ class DataServer
     void Start() { m_Listener.Start(); }
     Endpoint Local() const { return m_Listener.Local(); }
     void OnPicture(int channel, const std::shared_ptr<const Coded>& coded);
-    // No connection takes anything more: what was taken whole is told by handlers that wait already.
+    /// No connection takes anything more: what was taken whole is told by handlers that wait already.
     void End();
 
     const Counters& Counts() const { return m_Counts; }
-    // Present ones and the latest of those that left.
+    /// Present ones and the latest of those that left.
     std::vector<ClientCounts> Clients() const;
 
   private:

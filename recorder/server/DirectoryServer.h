@@ -8,7 +8,7 @@
 namespace recorder
 {
 
-// The directory's TCP port. A connection has one question; it is answered and closed.
+/// The directory's TCP port. A connection has one question; it is answered and closed.
 class DirectoryServer final : public ConnectionServer
 {
   public:
@@ -19,7 +19,8 @@ class DirectoryServer final : public ConnectionServer
         uint64_t refused = 0;  // not a question
     };
 
-    // Binds at once; throws asio::system_error when it can't. A silent one takes connections and never answers.
+    /// Binds at once; throws asio::system_error when it can't. A silent one takes connections and never
+    /// answers.
     DirectoryServer(asio::io_context& context, const Endpoint& at, Directory directory, bool silent);
 
     const Counters& Counts() const { return m_Counts; }

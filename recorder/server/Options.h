@@ -12,10 +12,10 @@
 namespace recorder
 {
 
-// Which of the services, for options that name some of them.
+/// Which of the services, for options that name some of them.
 enum class EService { Directory, Rendezvous, Device, Video };
 
-// Everything that the command line says, checked and with defaults filled in.
+/// Everything that the command line says, checked and with defaults filled in.
 struct Options {
     int netId = 1001;
     std::vector<std::string> aliases;
@@ -62,7 +62,7 @@ struct Options {
     std::string readyFile;
 };
 
-// What came of a command line.
+/// What came of a command line.
 struct ParsedOptions {
     bool run = false;
     int exit = 0;     // when it isn't to run
@@ -70,7 +70,7 @@ struct ParsedOptions {
     Options options;
 };
 
-// Reads the command line. Never exits, never throws, prints nothing.
+/// Reads the command line. Never exits, never throws, prints nothing.
 ParsedOptions ParseOptions(int argc, const char* const* argv);
 
 }  // namespace recorder

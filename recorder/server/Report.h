@@ -23,7 +23,7 @@ struct CodecCounts {
     PassState pass;
 };
 
-// What a report is made of; read during the call only.
+/// What a report is made of; read during the call only.
 struct ReportInput {
     const Options& options;
     const Store* store;  // null when nothing is kept
@@ -38,10 +38,10 @@ struct ReportInput {
     UdpTransport& deviceTransport;
 };
 
-// "id", "seconds", "channels" and "clients" (arrays), "directory", "rendezvous", "device", "control", "data"
-// (with its own clients), "store" (when there is one), "faults", "totals".
+/// "id", "seconds", "channels" and "clients" (arrays), "directory", "rendezvous", "device", "control", "data"
+/// (with its own clients), "store" (when there is one), "faults", "totals".
 nlohmann::json MakeReport(const ReportInput& input);
-// As it stands in a file. Names and sources come from elsewhere: what is no UTF-8 in them is replaced.
+/// As it stands in a file. Names and sources come from elsewhere: what is no UTF-8 in them is replaced.
 std::string ReportText(const nlohmann::json& report);
 
 }  // namespace recorder

@@ -21,35 +21,35 @@
 namespace recorder
 {
 
-// The whole recorder: directory, rendezvous, device, direct ports and channels. All protocol logic runs on the
-// thread that calls Run; each channel makes its pictures on a thread of its own and posts them there.
+/// The whole recorder: directory, rendezvous, device, direct ports and channels. All protocol logic runs on the
+/// thread that calls Run; each channel makes its pictures on a thread of its own and posts them there.
 class Server
 {
   public:
-    // Binds all ports; throws asio::system_error when one is taken, std::runtime_error when there is no store.
+    /// Binds all ports; throws asio::system_error when one is taken, std::runtime_error when there is no store.
     explicit Server(Options options);
     ~Server();
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
 
-    // Serves until Stop, a signal that Run handles, or the end of the time in the options. ready is
-    // called once, on this thread, when clients can come.
+    /// Serves until Stop, a signal that Run handles, or the end of the time in the options. ready is
+    /// called once, on this thread, when clients can come.
     enum class ESignals { Ignore, Heed };
     void Run(ESignals signals, const std::function<void(const Server&)>& ready);
-    // From any thread, at any time.
+    /// From any thread, at any time.
     void Stop();
 
     const Options& GetOptions() const { return m_Options; }
-    // The ports that are served on.
+    /// The ports that are served on.
     Endpoint DirectoryAt() const { return m_DirectoryAt; }
     Endpoint RendezvousAt() const { return m_RendezvousAt; }
     Endpoint DeviceAt() const { return m_DeviceAt; }
     Endpoint ControlAt() const { return m_Control->Local(); }
     Endpoint DataAt() const { return m_Data->Local(); }
-    // "ready id=1001 directory=127.0.0.1:6800 rendezvous=... device=... control=... data=... channels=4
-    // size=704x576 fps=25 clock=..."
+    /// "ready id=1001 directory=127.0.0.1:6800 rendezvous=... device=... control=... data=... channels=4
+    /// size=704x576 fps=25 clock=..."
     std::string ReadyLine() const;
-    // What was served. On the thread of Run, or after it.
+    /// What was served. On the thread of Run, or after it.
     nlohmann::json Report() const;
 
   private:
@@ -86,8 +86,8 @@ class Server
     std::vector<std::thread> m_Preparing;
 };
 
-// Serves with these options until a signal: says that it is ready, writes the report at the end. The program's
-// result.
+/// Serves with these options until a signal: says that it is ready, writes the report at the end. The program's
+/// result.
 int RunRecorder(const Options& options);
 
 }  // namespace recorder

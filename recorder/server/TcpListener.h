@@ -8,13 +8,13 @@
 namespace recorder
 {
 
-// Takes connections on one TCP port. Everything happens on the thread that runs the context.
+/// Takes connections on one TCP port. Everything happens on the thread that runs the context.
 class TcpListener
 {
   public:
     using Accepted = std::function<void(asio::ip::tcp::socket)>;
 
-    // Binds at once; throws asio::system_error, which names the port, when it can't.
+    /// Binds at once; throws asio::system_error, which names the port, when it can't.
     TcpListener(asio::io_context& context, const Endpoint& at, Accepted accepted);
 
     void Start() { AcceptNext(); }

@@ -16,28 +16,28 @@ TimeUs Now();
 asio::ip::udp::endpoint ToAsio(const Endpoint& endpoint);
 Endpoint FromAsio(const asio::ip::udp::endpoint& endpoint);
 
-// One UDP socket with what is done to datagrams on their way out. Everything happens on the thread that runs
-// the context.
-//
-// What a handler sends goes out together when it has ended, in order: datagrams of one size to one endpoint
-// cost a single walk through the network code then, which cuts them apart again where they leave or arrive.
+/// One UDP socket with what is done to datagrams on their way out. Everything happens on the thread that runs
+/// the context.
+///
+/// What a handler sends goes out together when it has ended, in order: datagrams of one size to one endpoint
+/// cost a single walk through the network code then, which cuts them apart again where they leave or arrive.
 class UdpTransport : public IDatagramOut
 {
   public:
     using Receive = std::function<void(const Endpoint& from, std::span<const uint8_t> datagram)>;
 
-    // Binds at once; throws asio::system_error when it can't. Only what carries one of faultsOn is harmed.
+    /// Binds at once; throws asio::system_error when it can't. Only what carries one of faultsOn is harmed.
     UdpTransport(asio::io_context& context, const Endpoint& at, const FaultRates& rates, uint32_t seed,
                  std::set<ECarries> faultsOn, Receive receive);
 
     void Start();
-    // Queues until the running handler has ended.
+    /// Queues until the running handler has ended.
     void Send(const Endpoint& to, Bytes bytes, ECarries carries) override;
-    // Sends at once what is queued; needed only when nothing more will run.
+    /// Sends at once what is queued; needed only when nothing more will run.
     void Flush();
     Faults& GetFaults() { return m_Faults; }
     Endpoint Local() const;
-    // Datagrams that the system took or didn't take.
+    /// Datagrams that the system took or didn't take.
     uint64_t Sent() const { return m_Sent; }
     uint64_t NotSent() const { return m_NotSent; }
 
