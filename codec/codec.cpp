@@ -32,9 +32,9 @@ void register_entry(CodecEntry* entry)
     *link = entry;
 }
 
-CodecEntry mpeg4_entry = mpeg4_codec_entry();
+CodecEntry g_mpeg4_entry = mpeg4_codec_entry();
 
-CodecEntry c264_entry = c264_codec_entry();
+CodecEntry g_c264_entry = c264_codec_entry();
 
 /// The rows of the encoders are on the list by name only: nothing here encodes, and find never returns them.
 CodecEntry encoder_row(const char* name, int32_t id)
@@ -51,7 +51,7 @@ CodecEntry encoder_row(const char* name, int32_t id)
             .next = nullptr};
 }
 
-CodecEntry encoder_entries[] = {
+CodecEntry g_encoder_entries[] = {
     encoder_row("c264", CODEC_ID_H264),
     encoder_row("mpeg4", CODEC_ID_MPEG4),
     encoder_row("mjpeg", CODEC_ID_MJPEG),
@@ -67,9 +67,9 @@ void codec_register_all()
 {
     static std::once_flag once;
     std::call_once(once, [] {
-        register_entry(&mpeg4_entry);
-        register_entry(&c264_entry);
-        for (CodecEntry& entry : encoder_entries)
+        register_entry(&g_mpeg4_entry);
+        register_entry(&g_c264_entry);
+        for (CodecEntry& entry : g_encoder_entries)
             register_entry(&entry);
     });
 }

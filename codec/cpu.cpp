@@ -22,7 +22,7 @@ constexpr std::uint64_t XCR0_AVX = 0x4;
 constexpr std::uint32_t REGISTERS_128 =
     CODEC_CAP_SSE | CODEC_CAP_SSE2 | CODEC_CAP_SSE3 | CODEC_CAP_SSSE3 | CODEC_CAP_SSE41 | CODEC_CAP_SSE42;
 
-std::atomic<std::uint32_t> cap_mask{0xFFFFFFFF};  // read and written as one word; nothing else depends on it
+std::atomic<std::uint32_t> g_cap_mask{0xFFFFFFFF};  // read and written as one word; nothing else depends on it
 
 // Which bit of which word states which capability.
 struct cap_source {
@@ -213,10 +213,10 @@ std::uint32_t mpeg4_cpu_detect(Mpeg4CpuInfo* info)
 
 void codec_set_cap_mask(std::uint32_t mask)
 {
-    cap_mask.store(mask, std::memory_order_relaxed);
+    g_cap_mask.store(mask, std::memory_order_relaxed);
 }
 
 std::uint32_t codec_cap_mask()
 {
-    return cap_mask.load(std::memory_order_relaxed);
+    return g_cap_mask.load(std::memory_order_relaxed);
 }

@@ -79,7 +79,7 @@ struct step_tables {
     convert_table plain, sse2, ssse3, avx2;
 };
 
-std::atomic<const convert_table*> chosen{nullptr};
+std::atomic<const convert_table*> g_chosen{nullptr};
 
 bool row_fits(int32_t linesize, int64_t bytes)
 {
@@ -222,12 +222,12 @@ void convert_dsp_init(uint32_t caps)
         if ((caps & CODEC_CAP_SSSE3) != 0) table = &tables.ssse3;
         if ((caps & CODEC_CAP_AVX2) != 0) table = &tables.avx2;
     }
-    chosen.store(table, std::memory_order_release);
+    g_chosen.store(table, std::memory_order_release);
 }
 
 const convert_table& convert_dsp()
 {
-    const convert_table* const table = chosen.load(std::memory_order_acquire);
+    const convert_table* const table = g_chosen.load(std::memory_order_acquire);
     return table != nullptr ? *table : convert_plain();
 }
 

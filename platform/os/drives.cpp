@@ -59,7 +59,7 @@ constinit std::atomic<IDriveSource*> g_pSource = nullptr;
 bool FindDrive(char letter, Drive& drive)
 {
     for (Drive& candidate : GetDriveSource().GetDrives()) {
-        if (candidate.cLetter != LowerAscii(letter)) continue;
+        if (candidate.letter != LowerAscii(letter)) continue;
         drive = std::move(candidate);
         return true;
     }
@@ -84,7 +84,7 @@ std::uint32_t GetLogicalDrives()
 {
     std::uint32_t bits = 0;
     for (const Drive& drive : GetDriveSource().GetDrives())
-        bits |= 1U << (drive.cLetter - 'a');
+        bits |= 1U << (drive.letter - 'a');
     return bits;
 }
 

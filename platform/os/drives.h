@@ -30,7 +30,7 @@ bool GetDriveMountPoint(char letter, std::string& mountPoint);
 std::string GetSystemDirectoryA();
 
 struct Drive {
-    char cLetter = 'c';
+    char letter = 'c';
     std::uint32_t type = DRIVE_FIXED;
     std::string mountPoint;  // without a trailing slash
 };

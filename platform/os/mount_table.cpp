@@ -114,7 +114,7 @@ std::vector<Drive> AssignDrives(const std::vector<Mount>& mounts,
 
     std::vector<Drive> drives{{'c', DRIVE_FIXED, ""}};
     for (const auto& [rank, point, type] : order) {
-        const char last = drives.back().cLetter;
+        const char last = drives.back().letter;
         if (last == 'z') break;
         drives.push_back({static_cast<char>(last + 1), type, point});
     }

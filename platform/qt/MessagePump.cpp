@@ -94,14 +94,14 @@ EPreTranslate WalkPreTranslateTree(MSG& message)
 {
     ASSERT_PANELS_THREAD();
     message.walked = true;
-    message.eSaid = EPreTranslate::PassOn;
+    message.said = EPreTranslate::PassOn;
     QPointer<QWidget> widget = message.target;
-    while (widget && message.eSaid == EPreTranslate::PassOn) {
+    while (widget && message.said == EPreTranslate::PassOn) {
         if (IPreTranslate* translator = Translators().value(widget))
-            message.eSaid = translator->PreTranslate(message);
+            message.said = translator->PreTranslate(message);
         if (widget) widget = widget->parentWidget();  // a translator may have ended it
     }
-    return message.eSaid;
+    return message.said;
 }
 
 HHOOK SetWindowsHookExA(HOOKPROC hook)
@@ -128,7 +128,7 @@ LRESULT CallNextHookEx(int code, WPARAM removed, MSG& message)
 EPreTranslate CMessagePump::Pump(MSG& message)
 {
     CallHookOlderThan(HHOOK{g_iLastHook + 1}, HC_ACTION, PM_REMOVE, message);
-    return message.message == WM_NULL ? EPreTranslate::Handled : message.eSaid;
+    return message.message == WM_NULL ? EPreTranslate::Handled : message.said;
 }
 
 bool CMessagePump::eventFilter(QObject* watched, QEvent* event)

@@ -43,7 +43,7 @@ struct MSG {
     LPARAM lParam = 0;  // of a mouse message the place in the target, x in the low and y in the high 16 bits
     QWidget* target = nullptr;  // stands as long as the hook or window that is asked lets it
     bool walked = false;        // the windows have been asked, and this is what they said
-    EPreTranslate eSaid = EPreTranslate::PassOn;
+    EPreTranslate said = EPreTranslate::PassOn;
 };
 
 class IPreTranslate

@@ -49,10 +49,10 @@ void Canvas::Path(std::span<const Point> points)
         cairo_line_to(m_Context, point.x, point.y);
 }
 
-void Canvas::Clip(double dX, double dY, double dW, double dH)
+void Canvas::Clip(double x, double y, double width, double height)
 {
     cairo_new_path(m_Context);
-    cairo_rectangle(m_Context, dX, dY, dW, dH);
+    cairo_rectangle(m_Context, x, y, width, height);
     cairo_clip(m_Context);
 }
 
@@ -62,30 +62,30 @@ void Canvas::Clip(std::span<const Point> points)
     cairo_clip(m_Context);
 }
 
-void Canvas::Rect(double dX, double dY, double dW, double dH, const Colour& colour)
+void Canvas::Rect(double x, double y, double width, double height, const Colour& colour)
 {
     cairo_new_path(m_Context);
-    cairo_rectangle(m_Context, dX, dY, dW, dH);
+    cairo_rectangle(m_Context, x, y, width, height);
     Fill(colour);
 }
 
-void Canvas::RoundRect(double dX, double dY, double dW, double dH, double radius, const Colour& colour)
+void Canvas::RoundRect(double x, double y, double width, double height, double radius, const Colour& colour)
 {
     constexpr double QUARTER = std::numbers::pi / 2;
-    const double r = std::min({radius, dW / 2, dH / 2});
+    const double r = std::min({radius, width / 2, height / 2});
     cairo_new_path(m_Context);
-    cairo_arc(m_Context, dX + dW - r, dY + r, r, -QUARTER, 0);
-    cairo_arc(m_Context, dX + dW - r, dY + dH - r, r, 0, QUARTER);
-    cairo_arc(m_Context, dX + r, dY + dH - r, r, QUARTER, 2 * QUARTER);
-    cairo_arc(m_Context, dX + r, dY + r, r, 2 * QUARTER, 3 * QUARTER);
+    cairo_arc(m_Context, x + width - r, y + r, r, -QUARTER, 0);
+    cairo_arc(m_Context, x + width - r, y + height - r, r, 0, QUARTER);
+    cairo_arc(m_Context, x + r, y + height - r, r, QUARTER, 2 * QUARTER);
+    cairo_arc(m_Context, x + r, y + r, r, 2 * QUARTER, 3 * QUARTER);
     Fill(colour);
 }
 
-void Canvas::Ellipse(double dX, double dY, double radiusX, double radiusY, const Colour& colour)
+void Canvas::Ellipse(double x, double y, double radiusX, double radiusY, const Colour& colour)
 {
     if (radiusX <= 0 || radiusY <= 0) return;
     const Keep keep(*this);
-    Move(dX, dY);
+    Move(x, y);
     Scale(radiusX, radiusY);
     cairo_new_path(m_Context);
     cairo_arc(m_Context, 0, 0, 1, 0, 2 * std::numbers::pi);
@@ -128,41 +128,42 @@ void Canvas::Curve(const Point& from, const Point& control1, const Point& contro
     cairo_stroke(m_Context);
 }
 
-void Canvas::Shade(double dX, double dY, double dW, double dH, std::initializer_list<Stop> stops, bool sideways)
+void Canvas::Shade(double x, double y, double width, double height, std::initializer_list<Stop> stops,
+                   bool sideways)
 {
-    cairo_pattern_t* const pattern = sideways ? cairo_pattern_create_linear(dX, dY, dX + dW, dY)
-                                              : cairo_pattern_create_linear(dX, dY, dX, dY + dH);
+    cairo_pattern_t* const pattern = sideways ? cairo_pattern_create_linear(x, y, x + width, y)
+                                              : cairo_pattern_create_linear(x, y, x, y + height);
     for (const auto& [at, colour] : stops)
         cairo_pattern_add_color_stop_rgba(pattern, at, colour.r, colour.g, colour.b, colour.a);
     cairo_new_path(m_Context);
-    cairo_rectangle(m_Context, dX, dY, dW, dH);
+    cairo_rectangle(m_Context, x, y, width, height);
     cairo_set_source(m_Context, pattern);
     cairo_fill(m_Context);
     cairo_pattern_destroy(pattern);
 }
 
-void Canvas::Glow(double dX, double dY, double radius, const Colour& colour)
+void Canvas::Glow(double x, double y, double radius, const Colour& colour)
 {
-    cairo_pattern_t* const pattern = cairo_pattern_create_radial(dX, dY, 0, dX, dY, radius);
+    cairo_pattern_t* const pattern = cairo_pattern_create_radial(x, y, 0, x, y, radius);
     cairo_pattern_add_color_stop_rgba(pattern, 0, colour.r, colour.g, colour.b, colour.a);
     cairo_pattern_add_color_stop_rgba(pattern, 0.35, colour.r, colour.g, colour.b, colour.a * 0.4);
     cairo_pattern_add_color_stop_rgba(pattern, 1, colour.r, colour.g, colour.b, 0);
     cairo_new_path(m_Context);
-    cairo_arc(m_Context, dX, dY, radius, 0, 2 * std::numbers::pi);
+    cairo_arc(m_Context, x, y, radius, 0, 2 * std::numbers::pi);
     cairo_set_source(m_Context, pattern);
     cairo_fill(m_Context);
     cairo_pattern_destroy(pattern);
 }
 
-double Canvas::Place(double dX, double size, const std::string& text, EAlign align, bool bold)
+double Canvas::Place(double x, double size, const std::string& text, EAlign align, bool bold)
 {
     cairo_select_font_face(m_Context, "DejaVu Sans", CAIRO_FONT_SLANT_NORMAL,
                            bold ? CAIRO_FONT_WEIGHT_BOLD : CAIRO_FONT_WEIGHT_NORMAL);
     cairo_set_font_size(m_Context, size);
-    if (align == EAlign::Left) return dX;
+    if (align == EAlign::Left) return x;
     cairo_text_extents_t extents;
     cairo_text_extents(m_Context, text.c_str(), &extents);
-    return align == EAlign::Right ? dX - extents.x_advance : dX - extents.x_advance / 2;
+    return align == EAlign::Right ? x - extents.x_advance : x - extents.x_advance / 2;
 }
 
 double Canvas::TextWidth(double size, const std::string& text)
@@ -170,20 +171,20 @@ double Canvas::TextWidth(double size, const std::string& text)
     return -Place(0, size, text, EAlign::Right, true);
 }
 
-void Canvas::Text(double dX, double dY, double size, const std::string& text, const Colour& colour,
-                  EAlign align, bool bold)
+void Canvas::Text(double x, double y, double size, const std::string& text, const Colour& colour, EAlign align,
+                  bool bold)
 {
     cairo_new_path(m_Context);
-    cairo_move_to(m_Context, Place(dX, size, text, align, bold), dY);
+    cairo_move_to(m_Context, Place(x, size, text, align, bold), y);
     cairo_set_source_rgba(m_Context, colour.r, colour.g, colour.b, colour.a);
     cairo_show_text(m_Context, text.c_str());
 }
 
-void Canvas::RimText(double dX, double dY, double size, const std::string& text, const Colour& colour,
+void Canvas::RimText(double x, double y, double size, const std::string& text, const Colour& colour,
                      EAlign align)
 {
     cairo_new_path(m_Context);
-    cairo_move_to(m_Context, Place(dX, size, text, align, true), dY);
+    cairo_move_to(m_Context, Place(x, size, text, align, true), y);
     cairo_text_path(m_Context, text.c_str());
     cairo_set_line_join(m_Context, CAIRO_LINE_JOIN_ROUND);
     cairo_set_line_width(m_Context, size / 6);

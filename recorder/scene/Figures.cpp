@@ -20,11 +20,11 @@ Person PersonOf(uint32_t number)
     return {pick(COATS, 101), pick(TROUSERS, 102), pick(SKINS, 103), pick(HAIRS, 104)};
 }
 
-void DrawPerson(Canvas& canvas, double dX, double dY, double height, double step, double facing,
+void DrawPerson(Canvas& canvas, double x, double y, double height, double step, double facing,
                 const Person& person)
 {
     const Canvas::Keep keep(canvas);
-    canvas.Move(dX, dY);
+    canvas.Move(x, y);
     canvas.Scale(facing < 0 ? -height / 100 : height / 100, height / 100);
     canvas.Ellipse(0, 0, 20, 4, Rgb(0x000000, 0.25));
     const double swing = std::sin(step * std::numbers::pi) * 15;
@@ -43,11 +43,11 @@ void DrawPerson(Canvas& canvas, double dX, double dY, double height, double step
     canvas.Ellipse(-1.5, -95 - lift, 8.5, 6.5, person.hair);
 }
 
-void DrawCar(Canvas& canvas, double dX, double dY, double length, double facing, double travelled,
+void DrawCar(Canvas& canvas, double x, double y, double length, double facing, double travelled,
              const Colour& paint, bool lights)
 {
     const Canvas::Keep keep(canvas);
-    canvas.Move(dX, dY);
+    canvas.Move(x, y);
     const double scale = length / 200;
     canvas.Scale(facing < 0 ? -scale : scale, scale);
     canvas.Ellipse(0, -1, 104, 9, Rgb(0x000000, 0.35));

@@ -27,43 +27,43 @@ struct Traffic {
 };
 constexpr std::array<Traffic, 2> LANES = {{{392, 118, -1, 7}, {470, 150, 1, 23}}};
 
-void DrawWindows(Canvas& canvas, double dX, double dY, int columns, int rows, const Colour& pane)
+void DrawWindows(Canvas& canvas, double atX, double atY, int columns, int rows, const Colour& pane)
 {
     for (int row = 0; row < rows; ++row)
         for (int column = 0; column < columns; ++column) {
-            const double x = dX + column * 24.0;
-            const double y = dY + row * 34.0;
+            const double x = atX + column * 24.0;
+            const double y = atY + row * 34.0;
             canvas.Rect(x - 1.5, y - 1.5, 16, 23, Rgb(0xF4EFE6, 0.8));
             canvas.Shade(x, y, 13, 20, {{0, Blend(pane, Rgb(0xFFFFFF), 0.35)}, {1, pane}});
             canvas.Line({x + 6.5, y}, {x + 6.5, y + 20}, 1, Rgb(0xF4EFE6, 0.8));
         }
 }
 
-void DrawTree(Canvas& canvas, double dX, double dY, double sway)
+void DrawTree(Canvas& canvas, double atX, double atY, double sway)
 {
-    canvas.Line({dX, dY}, {dX + sway * 0.3, dY - 62}, 7, Rgb(0x5B4332));
+    canvas.Line({atX, atY}, {atX + sway * 0.3, atY - 62}, 7, Rgb(0x5B4332));
     for (uint32_t i = 0; i < 9; ++i) {
         const double r = 17 + 9 * Noise(40, i);
-        canvas.Ellipse(dX + (Noise(41, i) - 0.5) * 58 + sway * (0.6 + 0.6 * Noise(42, i)),
-                       dY - 62 - 52 * Noise(43, i), r, r * 0.9,
+        canvas.Ellipse(atX + (Noise(41, i) - 0.5) * 58 + sway * (0.6 + 0.6 * Noise(42, i)),
+                       atY - 62 - 52 * Noise(43, i), r, r * 0.9,
                        Blend(Rgb(0x3F7A3A), Rgb(0x76A94A), Noise(44, i)));
     }
 }
 
-void DrawLight(Canvas& canvas, double dX, double dY, double time)
+void DrawLight(Canvas& canvas, double atX, double atY, double time)
 {
-    canvas.Line({dX, dY}, {dX, dY - 120}, 5, Rgb(0x3B3F45));
-    canvas.RoundRect(dX - 11, dY - 170, 22, 58, 6, Rgb(0x24272C));
+    canvas.Line({atX, atY}, {atX, atY - 120}, 5, Rgb(0x3B3F45));
+    canvas.RoundRect(atX - 11, atY - 170, 22, 58, 6, Rgb(0x24272C));
     const bool green = time < GREEN - 2;
     const bool amber = (time >= GREEN - 2 && time < GREEN) || time > CYCLE - 1;
     const bool red = time >= GREEN;
-    canvas.Ellipse(dX, dY - 158, 7, 7, Rgb(red ? 0xFF3B30 : 0x4A1512));
-    canvas.Ellipse(dX, dY - 141, 7, 7, Rgb(amber ? 0xFFC933 : 0x4A3A10));
-    canvas.Ellipse(dX, dY - 124, 7, 7, Rgb(green ? 0x3DDC63 : 0x123F1D));
-    canvas.Glow(dX,
-                dY - (red     ? 158
-                      : amber ? 141
-                              : 124),
+    canvas.Ellipse(atX, atY - 158, 7, 7, Rgb(red ? 0xFF3B30 : 0x4A1512));
+    canvas.Ellipse(atX, atY - 141, 7, 7, Rgb(amber ? 0xFFC933 : 0x4A3A10));
+    canvas.Ellipse(atX, atY - 124, 7, 7, Rgb(green ? 0x3DDC63 : 0x123F1D));
+    canvas.Glow(atX,
+                atY - (red     ? 158
+                       : amber ? 141
+                               : 124),
                 22,
                 Rgb(red     ? 0xFF3B30
                     : amber ? 0xFFC933
@@ -148,12 +148,12 @@ class Crossing : public IScene
     }
 
   private:
-    static void Stroll(Canvas& canvas, uint32_t number, double seconds, double dY, double height, double pace)
+    static void Stroll(Canvas& canvas, uint32_t number, double seconds, double atY, double height, double pace)
     {
         const double facing = Noise(60, number) > 0.5 ? 1 : -1;
         const double speed = pace * (0.45 + 0.3 * Noise(61, number));
         const double x = Wrap(Noise(62, number) * 900 + facing * speed * seconds, 900) - 90;
-        DrawPerson(canvas, x, dY, height, speed * seconds / (height * 0.36), facing, PersonOf(number));
+        DrawPerson(canvas, x, atY, height, speed * seconds / (height * 0.36), facing, PersonOf(number));
     }
 
     static void Cross(Canvas& canvas, double since, uint32_t cycle)

@@ -14,58 +14,58 @@ namespace
 constexpr double LAWN = 330;
 constexpr double TURN = 2 * std::numbers::pi;
 
-double Wind(double seconds, double dX)
+double Wind(double seconds, double atX)
 {
-    return std::sin(seconds * 1.3 - dX * 0.012) * 0.7 + std::sin(seconds * 2.9 - dX * 0.03) * 0.3;
+    return std::sin(seconds * 1.3 - atX * 0.012) * 0.7 + std::sin(seconds * 2.9 - atX * 0.03) * 0.3;
 }
 
-void DrawCloud(Canvas& canvas, double dX, double dY, double size)
+void DrawCloud(Canvas& canvas, double atX, double atY, double size)
 {
     for (uint32_t i = 0; i < 6; ++i)
-        canvas.Ellipse(dX + (i * 26.0 - 65) * size, dY - 12 * size * std::sin(0.6 * i),
+        canvas.Ellipse(atX + (i * 26.0 - 65) * size, atY - 12 * size * std::sin(0.6 * i),
                        (30 - 3.0 * (i % 3)) * size, (17 - 2.0 * (i % 2)) * size, Rgb(0xFFFFFF, 0.55));
 }
 
-void DrawTree(Canvas& canvas, double dX, double dY, double size, double seconds)
+void DrawTree(Canvas& canvas, double atX, double atY, double size, double seconds)
 {
-    const double sway = Wind(seconds, dX) * 7 * size;
-    canvas.Ellipse(dX + 20 * size, dY + 4, 84 * size, 13 * size, Rgb(0x1F3A18, 0.35));
-    canvas.Polygon({{dX - 11 * size, dY},
-                    {dX - 5 * size + sway * 0.3, dY - 110 * size},
-                    {dX + 5 * size + sway * 0.3, dY - 110 * size},
-                    {dX + 12 * size, dY}},
+    const double sway = Wind(seconds, atX) * 7 * size;
+    canvas.Ellipse(atX + 20 * size, atY + 4, 84 * size, 13 * size, Rgb(0x1F3A18, 0.35));
+    canvas.Polygon({{atX - 11 * size, atY},
+                    {atX - 5 * size + sway * 0.3, atY - 110 * size},
+                    {atX + 5 * size + sway * 0.3, atY - 110 * size},
+                    {atX + 12 * size, atY}},
                    Rgb(0x6A4B33));
     for (uint32_t i = 0; i < 26; ++i) {
         const double up = Noise(140, i);
-        const double x = dX + (Noise(141, i) - 0.5) * 130 * size * (1.15 - 0.5 * up) + sway * (0.5 + 0.9 * up);
-        const double y = dY - (84 + 110 * up) * size + std::sin(seconds * 2 + i) * 1.5;
+        const double x = atX + (Noise(141, i) - 0.5) * 130 * size * (1.15 - 0.5 * up) + sway * (0.5 + 0.9 * up);
+        const double y = atY - (84 + 110 * up) * size + std::sin(seconds * 2 + i) * 1.5;
         const double r = (20 + 12 * Noise(142, i)) * size;
         canvas.Ellipse(x, y, r, r * 0.86,
                        Blend(Rgb(0x356B2C), Rgb(0x8DB84A), 0.75 * up + 0.25 * Noise(143, i)));
     }
 }
 
-void DrawFlower(Canvas& canvas, double dX, double dY, double size, double bend, const Colour& petals)
+void DrawFlower(Canvas& canvas, double atX, double atY, double size, double bend, const Colour& petals)
 {
-    const double x = dX + bend;
-    canvas.Curve({dX, dY}, {dX, dY - 12 * size}, {x, dY - 16 * size}, {x, dY - 26 * size}, 2 * size,
+    const double x = atX + bend;
+    canvas.Curve({atX, atY}, {atX, atY - 12 * size}, {x, atY - 16 * size}, {x, atY - 26 * size}, 2 * size,
                  Rgb(0x3E7A2C));
     for (int i = 0; i < 5; ++i) {
         const double a = i * TURN / 5 + bend * 0.05;
-        canvas.Ellipse(x + 5 * size * std::cos(a), dY - 28 * size + 5 * size * std::sin(a), 4 * size, 4 * size,
+        canvas.Ellipse(x + 5 * size * std::cos(a), atY - 28 * size + 5 * size * std::sin(a), 4 * size, 4 * size,
                        petals);
     }
-    canvas.Ellipse(x, dY - 28 * size, 3.4 * size, 3.4 * size, Rgb(0xF6C436));
+    canvas.Ellipse(x, atY - 28 * size, 3.4 * size, 3.4 * size, Rgb(0xF6C436));
 }
 
-void DrawButterfly(Canvas& canvas, double dX, double dY, double flap, const Colour& colour)
+void DrawButterfly(Canvas& canvas, double atX, double atY, double flap, const Colour& colour)
 {
     const double open = 2 + 8 * std::abs(std::sin(flap));
-    canvas.Ellipse(dX - open * 0.6, dY - 3, open * 0.6, 6, colour);
-    canvas.Ellipse(dX + open * 0.6, dY - 3, open * 0.6, 6, colour);
-    canvas.Ellipse(dX - open * 0.45, dY + 4, open * 0.45, 4, Blend(colour, Rgb(0x000000), 0.2));
-    canvas.Ellipse(dX + open * 0.45, dY + 4, open * 0.45, 4, Blend(colour, Rgb(0x000000), 0.2));
-    canvas.Line({dX, dY - 6}, {dX, dY + 7}, 1.6, Rgb(0x2A2018));
+    canvas.Ellipse(atX - open * 0.6, atY - 3, open * 0.6, 6, colour);
+    canvas.Ellipse(atX + open * 0.6, atY - 3, open * 0.6, 6, colour);
+    canvas.Ellipse(atX - open * 0.45, atY + 4, open * 0.45, 4, Blend(colour, Rgb(0x000000), 0.2));
+    canvas.Ellipse(atX + open * 0.45, atY + 4, open * 0.45, 4, Blend(colour, Rgb(0x000000), 0.2));
+    canvas.Line({atX, atY - 6}, {atX, atY + 7}, 1.6, Rgb(0x2A2018));
 }
 
 class Garden : public IScene

@@ -63,19 +63,19 @@ void DrawBoat(Canvas& canvas, const Boat& boat, double seconds)
     canvas.Glow(60, -20, 12, Rgb(0x66FF99, 0.9));
 }
 
-void DrawGull(Canvas& canvas, double dX, double dY, double size, double flap)
+void DrawGull(Canvas& canvas, double x, double y, double size, double flap)
 {
     const double wing = std::sin(flap) * 7 * size;
-    canvas.Curve({dX - 14 * size, dY - wing}, {dX - 8 * size, dY - 6 * size}, {dX - 3 * size, dY - 4 * size},
-                 {dX, dY}, 2 * size, Rgb(0x2E2433));
-    canvas.Curve({dX, dY}, {dX + 3 * size, dY - 4 * size}, {dX + 8 * size, dY - 6 * size},
-                 {dX + 14 * size, dY - wing}, 2 * size, Rgb(0x2E2433));
+    canvas.Curve({x - 14 * size, y - wing}, {x - 8 * size, y - 6 * size}, {x - 3 * size, y - 4 * size}, {x, y},
+                 2 * size, Rgb(0x2E2433));
+    canvas.Curve({x, y}, {x + 3 * size, y - 4 * size}, {x + 8 * size, y - 6 * size}, {x + 14 * size, y - wing},
+                 2 * size, Rgb(0x2E2433));
 }
 
-void DrawCrane(Canvas& canvas, double dX, double scale)
+void DrawCrane(Canvas& canvas, double x, double scale)
 {
     const Canvas::Keep keep(canvas);
-    canvas.Move(dX, HORIZON);
+    canvas.Move(x, HORIZON);
     canvas.Scale(scale, scale);
     const Colour steel = Rgb(0x3B2A44);
     canvas.Line({-10, 0}, {-4, -92}, 3, steel);

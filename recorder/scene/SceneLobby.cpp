@@ -14,18 +14,18 @@ namespace
 constexpr double FLOOR = 356;
 constexpr double LIFT_CYCLE = 17;  // seconds
 
-void DrawPlant(Canvas& canvas, double dX, double dY, double size, double seconds)
+void DrawPlant(Canvas& canvas, double atX, double atY, double size, double seconds)
 {
-    canvas.Polygon({{dX - 20 * size, dY - 36 * size},
-                    {dX + 20 * size, dY - 36 * size},
-                    {dX + 14 * size, dY},
-                    {dX - 14 * size, dY}},
+    canvas.Polygon({{atX - 20 * size, atY - 36 * size},
+                    {atX + 20 * size, atY - 36 * size},
+                    {atX + 14 * size, atY},
+                    {atX - 14 * size, atY}},
                    Rgb(0xD8D3C8));
     for (int leaf = 0; leaf < 11; ++leaf) {
         const double lean = (leaf - 5) * 13 * size + std::sin(seconds * 0.9 + leaf) * 2;
         const double top = (104 - 7 * std::abs(leaf - 5)) * size;
-        canvas.Curve({dX, dY - 34 * size}, {dX + lean * 0.2, dY - 70 * size}, {dX + lean * 0.7, dY - top},
-                     {dX + lean * 1.25, dY - top + 12 * size}, 6 * size,
+        canvas.Curve({atX, atY - 34 * size}, {atX + lean * 0.2, atY - 70 * size}, {atX + lean * 0.7, atY - top},
+                     {atX + lean * 1.25, atY - top + 12 * size}, 6 * size,
                      Blend(Rgb(0x2E6B3A), Rgb(0x6FAE55), (leaf % 4) / 4.0));
     }
 }
@@ -122,22 +122,22 @@ class Lobby : public IScene
         canvas.Line({98, 202}, {98, FLOOR}, 4, Rgb(0x3F464C));
     }
 
-    static void DrawLift(Canvas& canvas, double dX, double seconds, uint32_t seed)
+    static void DrawLift(Canvas& canvas, double atX, double seconds, uint32_t seed)
     {
         const double time = Wrap(seconds, LIFT_CYCLE);
         const double open = Smooth((time - 8) / 1.5) - Smooth((time - 14) / 1.5);
         for (const double side : {-1.0, 1.0}) {
-            const double x = side < 0 ? dX : dX + 35 + 34 * open;
+            const double x = side < 0 ? atX : atX + 35 + 34 * open;
             canvas.Shade(x, 158, 35 - 34 * open, FLOOR - 158,
                          {{0, Rgb(0xAEB4B8)}, {0.5, Rgb(0xD5DADC)}, {1, Rgb(0x9BA2A7)}}, true);
         }
-        if (open < 0.02) canvas.Line({dX + 35, 158}, {dX + 35, FLOOR}, 1.5, Rgb(0x6B7074));
-        canvas.RoundRect(dX + 15, 126, 40, 20, 3, Rgb(0x14181C));
+        if (open < 0.02) canvas.Line({atX + 35, 158}, {atX + 35, FLOOR}, 1.5, Rgb(0x6B7074));
+        canvas.RoundRect(atX + 15, 126, 40, 20, 3, Rgb(0x14181C));
         const int floor = time < 8 ? 1 + static_cast<int>((8 - time) * 1.1) : time > 15 ? 2 : 1;
-        canvas.Text(dX + 30, 142, 15, std::to_string(floor + static_cast<int>(seed) * (floor > 1 ? 2 : 0)),
+        canvas.Text(atX + 30, 142, 15, std::to_string(floor + static_cast<int>(seed) * (floor > 1 ? 2 : 0)),
                     Rgb(0xFF6A4A), Canvas::EAlign::Centre, true);
         const double y = 130 + 3 * Wrap(seconds * 2, 2);
-        if (time < 8) canvas.Polygon({{dX + 43, y}, {dX + 51, y}, {dX + 47, y + 8}}, Rgb(0xFF6A4A));
+        if (time < 8) canvas.Polygon({{atX + 43, y}, {atX + 51, y}, {atX + 47, y + 8}}, Rgb(0xFF6A4A));
     }
 
     static void DrawDesk(Canvas& canvas, double seconds)

@@ -22,10 +22,10 @@ Colour PaintOf(uint32_t number)
 }
 
 // A parked car from behind.
-void DrawParked(Canvas& canvas, double dX, double dY, double width, const Colour& paint, double brake)
+void DrawParked(Canvas& canvas, double x, double y, double width, const Colour& paint, double brake)
 {
     const Canvas::Keep keep(canvas);
-    canvas.Move(dX, dY);
+    canvas.Move(x, y);
     canvas.Scale(width / 100, width / 100);
     canvas.Ellipse(0, -2, 54, 7, Rgb(0x000000, 0.45));
     const Colour dark = Blend(paint, Rgb(0x000000), 0.35);

@@ -15,9 +15,9 @@ namespace
 constexpr Point VANISH = {352, 236};
 constexpr double FAR_WALL = 7;
 
-Point At(double dX, double dY, double depth)
+Point At(double x, double y, double depth)
 {
-    return {VANISH.x + dX / depth, VANISH.y + dY / depth};
+    return {VANISH.x + x / depth, VANISH.y + y / depth};
 }
 
 constexpr double FLOOR = 330;  // below the eye, at depth 1

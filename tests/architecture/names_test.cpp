@@ -150,7 +150,8 @@ TEST(NamesTest, TypesAndParametersOfTemplatesAreNoConstants)
 // A field of an aggregate, a parameter or a local with the tag of a member.
 void CheckUntagged(const std::string& file, const std::string& line, Faults& faults)
 {
-    static const std::regex name(R"(\b(\w+)(>| |&|\*)[ &\*]*(sz|str|ul|dw|bs|i|b|p|h|f)[A-Z]\w*( =|[,;)\[{]))");
+    static const std::regex name(
+        R"(\b(\w+)(>| |&|\*)[ &\*]*(sz|str|ul|dw|bs|[bcdefhinpu])[A-Z]\w*( =|[,;)\[{]))");
     const std::string code = line.substr(0, line.find("//"));
     if (code.find('"') != std::string::npos) return;
     for (auto at = std::sregex_iterator(code.begin(), code.end(), name); at != std::sregex_iterator(); ++at) {
@@ -167,9 +168,72 @@ TEST(NamesTest, MembersOfClassesAloneBearATag)
     CheckUntagged("a.h", std::string("    int") + " iWidth;", faults);
     CheckUntagged("a.h", std::string("void Take(const Setup& setup, IPackets*") + " pPackets = nullptr);",
                   faults);
+    CheckUntagged("a.h", std::string("void Move(double") + " dX, double y);", faults);
     CheckUntagged("a.h", "    return m_pPackets;", faults);
     CheckUntagged("a.h", "    std::int32_t m_iWidth = 0;", faults);
-    EXPECT_THAT(faults, ElementsAre("a.h: int iWidth;", "a.h: IPackets* pPackets ="));
+    EXPECT_THAT(faults, ElementsAre("a.h: int iWidth;", "a.h: IPackets* pPackets =", "a.h: double dX,"));
+}
+
+// A variable of a file, or of a thread, without the letter that says so.
+void CheckFileVariable(const std::string& file, const std::string& line, Faults& faults)
+{
+    static const std::regex variable(
+        R"(^(?:(?:static|constinit|thread_local) )*([A-Za-z_][\w:]*(?:<[^;={()]*>)?\*?))"
+        R"( [\*&]?([a-z]\w*)(?: =|[;{\[]| GUARDED_BY).*)");
+    static const std::set<std::string> other = {"namespace", "using",  "return", "const", "constexpr", "extern",
+                                                "class",     "struct", "enum",   "union", "template"};
+    static const std::regex form("[gt]_.*");
+    std::smatch match;
+    if (std::regex_match(line, match, variable) && other.count(match[1]) == 0 &&
+        !std::regex_match(match[2].str(), form))
+        faults.push_back(file + ": " + line);
+}
+
+TEST(NamesTest, VariablesOfFilesAndThreadsSaySo)
+{
+    std::vector<std::string> folders = HOUSE;
+    folders.insert(folders.end(), {"bench", "codec", "fuzz", "recorder", "tests"});
+    EXPECT_THAT(CheckLines(folders, CheckFileVariable), IsEmpty());
+    Faults faults;
+    CheckFileVariable("a.cpp", "std::atomic<const Mask*> mask{nullptr};", faults);
+    CheckFileVariable("a.cpp", "thread_local bool inside = false;", faults);
+    CheckFileVariable("a.cpp", "std::atomic<int> g_mask{0};", faults);
+    CheckFileVariable("a.cpp", "thread_local bool t_bInside = false;", faults);
+    CheckFileVariable("a.cpp", "struct c264_mb;", faults);
+    CheckFileVariable("a.cpp", "std::vector<int> Rows(std::vector<int>* found = nullptr)", faults);
+    CheckFileVariable("a.cpp", "    int inside = 0;", faults);
+    EXPECT_THAT(faults, ElementsAre("a.cpp: std::atomic<const Mask*> mask{nullptr};",
+                                    "a.cpp: thread_local bool inside = false;"));
+}
+
+// A comment of a header and the type or function at the left edge right beneath it: a contract that has the
+// form of a note.
+void CheckContract(const std::string& above, const std::string& file, const std::string& line, Faults& faults)
+{
+    static const std::regex note(R"(//(?!/).*)");
+    static const std::regex declared(
+        R"((?:template <|class |struct |enum |using |[A-Za-z_][\w:<>,\*& ]*\().*)");
+    if (file.ends_with(".h") && std::regex_match(above, note) && std::regex_match(line, declared))
+        faults.push_back(file + ": " + line);
+}
+
+TEST(NamesTest, ContractsHaveOneForm)
+{
+    std::vector<std::string> folders = HOUSE;
+    folders.emplace_back("recorder");
+    std::string above;
+    const auto check = [&above](const std::string& file, const std::string& line, Faults& faults) {
+        CheckContract(above, file, line, faults);
+        above = line;
+    };
+    EXPECT_THAT(CheckLines(folders, check), IsEmpty());
+    Faults faults;
+    CheckContract("// Nothing.", "a.h", "class CThing", faults);
+    CheckContract("// Nothing.", "a.h", "std::optional<int> Find(int number);", faults);
+    CheckContract("/// Nothing.", "a.h", "class CThing", faults);
+    CheckContract("// Of this page.", "a.h", "", faults);
+    CheckContract("// Nothing.", "a.cpp", "class CThing", faults);
+    EXPECT_THAT(faults, ElementsAre("a.h: class CThing", "a.h: std::optional<int> Find(int number);"));
 }
 
 // A variable, parameter, field or function in lower case with underscores, which is codec's form.

@@ -32,21 +32,21 @@ bool EveryTrialRuns(codec_cap, const codec_cpu_report&)
     return true;
 }
 
-// A trial that notes its order and traps on the bits of `trapping`.
-std::vector<std::uint32_t> tried;
-std::uint32_t trapping = 0;
+// A trial that notes its order and traps on the bits of `g_ulTrapping`.
+std::vector<std::uint32_t> g_Tried;
+std::uint32_t g_ulTrapping = 0;
 bool NotedTrial(codec_cap bit, const codec_cpu_report&)
 {
-    tried.push_back(bit);
-    return (bit & trapping) == 0;
+    g_Tried.push_back(bit);
+    return (bit & g_ulTrapping) == 0;
 }
 
 std::vector<std::uint32_t> OrderOfTrials(std::uint32_t (*detect)(const codec_cpu_report&, codec_cap_trial))
 {
-    tried.clear();
-    trapping = 0;
+    g_Tried.clear();
+    g_ulTrapping = 0;
     detect(Everything(), NotedTrial);
-    return tried;
+    return g_Tried;
 }
 
 std::uint32_t Mpeg4Detect(const codec_cpu_report& report, codec_cap_trial trial)
@@ -115,25 +115,25 @@ TEST(CpuDetect, TrialsRunInAFixedOrder)
 
 TEST(CpuDetect, ABitThatIsNotReportedIsNotTried)
 {
-    tried.clear();
-    trapping = 0;
+    g_Tried.clear();
+    g_ulTrapping = 0;
     codec_cpu_report report;
     report.has_cpuid = true;
     report.leaf1_edx = 1u << 26;
     EXPECT_EQ(c264_cpu_detect(report, NotedTrial), 0x10u);
-    EXPECT_EQ(tried, (std::vector<std::uint32_t>{0x10}));
+    EXPECT_EQ(g_Tried, (std::vector<std::uint32_t>{0x10}));
 }
 
 TEST(CpuDetect, ABitWhoseTrialTrapsRunsWithoutThatFamily)
 {
     for (const std::uint32_t bit : {0x04u, 0x100u, 0x08u, 0x10u, 0x20u, 0x40u, 0x200u}) {
-        trapping = bit;
+        g_ulTrapping = bit;
         const std::uint32_t avx2 = bit == 0x04 || bit == 0x100 || bit == 0x40 ? 0x1000 : 0;
         EXPECT_EQ(c264_cpu_detect(Everything(), NotedTrial), (C264_TRIED & ~bit) | avx2) << std::hex << bit;
         const std::uint32_t mpeg4Avx2 = bit == 0x200 ? 0x1000 : avx2;  // 0x200 has no trial on this side
         EXPECT_EQ(Mpeg4Detect(Everything(), NotedTrial), (MPEG4_TRIED & ~bit) | mpeg4Avx2) << std::hex << bit;
     }
-    trapping = CODEC_CAP_AVX2;
+    g_ulTrapping = CODEC_CAP_AVX2;
     EXPECT_EQ(c264_cpu_detect(Everything(), NotedTrial), C264_TRIED);
 }
 
@@ -141,7 +141,7 @@ TEST(CpuDetect, Bmi2NeedsItsThreeSetsAndAvx2)
 {
     codec_cpu_report report = Everything();
     report.extended_ecx = 1u << 5;
-    trapping = 0;
+    g_ulTrapping = 0;
     EXPECT_EQ(c264_cpu_detect(report, NotedTrial), C264_TRIED | CODEC_CAP_AVX2 | CODEC_CAP_BMI2);
     for (const std::uint32_t bit : {3, 8, 5}) {
         codec_cpu_report less = report;
@@ -150,10 +150,10 @@ TEST(CpuDetect, Bmi2NeedsItsThreeSetsAndAvx2)
     }
     EXPECT_EQ(c264_cpu_detect(Everything(), NotedTrial) & CODEC_CAP_BMI2, 0u) << "without LZCNT";
     for (const std::uint32_t trap : {0x1000u, 0x2000u, 0x10u}) {
-        trapping = trap;
+        g_ulTrapping = trap;
         EXPECT_EQ(c264_cpu_detect(report, NotedTrial) & CODEC_CAP_BMI2, 0u) << trap;
     }
-    trapping = 0;
+    g_ulTrapping = 0;
 }
 
 TEST(CpuTrial, Avx2NeedsASystemThatKeepsThe256BitRegisters)

@@ -35,9 +35,9 @@ struct Translator : IPreTranslate {
     EPreTranslate PreTranslate(MSG& message) override
     {
         seen.push_back({message.message, message.wParam});
-        return eAnswer;
+        return answer;
     }
-    EPreTranslate eAnswer = EPreTranslate::PassOn;
+    EPreTranslate answer = EPreTranslate::PassOn;
     std::vector<Seen> seen;
 };
 
@@ -187,7 +187,7 @@ TEST_F(MessagePump, ADispatchedKeyGoesToItsTargetAndNotToTheHost)
     QObject::connect(&plain, &QShortcut::activated, [&plainCount] { ++plainCount; });
     QObject::connect(&command, &QShortcut::activated, [&commandCount] { ++commandCount; });
     Translator translator;
-    translator.eAnswer = EPreTranslate::Dispatch;
+    translator.answer = EPreTranslate::Dispatch;
     SetPreTranslator(m_Inner, &translator);
     m_hHook = SetWindowsHookExA([](int, WPARAM, MSG& message) -> LRESULT {
         WalkPreTranslateTree(message);
@@ -277,7 +277,7 @@ TEST_F(MessagePump, WindowsAreAskedFromTheTargetUpOncePerMouseMessage)
     QTest::mousePress(&m_Inner, Qt::LeftButton);
     EXPECT_EQ(inner.seen.size(), 1U);
     EXPECT_EQ(outer.seen.size(), 1U);
-    inner.eAnswer = EPreTranslate::Handled;
+    inner.answer = EPreTranslate::Handled;
     QTest::mouseRelease(&m_Inner, Qt::LeftButton);
     EXPECT_EQ(inner.seen.size(), 2U);
     EXPECT_EQ(outer.seen.size(), 1U) << "handled below";

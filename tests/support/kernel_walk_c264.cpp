@@ -34,12 +34,12 @@ int NumberBehind(const std::string& name, std::string_view part)
 
 // A picture in which a kernel can be timed at changing places: rows of 704 bytes, as those of a decoder, and
 // room around the places.
-class TimedPicture
+class CTimedPicture
 {
   public:
     static constexpr std::ptrdiff_t STRIDE = 704;
 
-    TimedPicture()
+    CTimedPicture()
     {
         for (std::size_t i = 0; i < m_Pixels.size(); ++i)
             m_Pixels[i] = static_cast<std::uint8_t>(128 + (i * 7919 >> 6) % 9);
@@ -83,8 +83,8 @@ std::function<void(int)> TimeIntra(std::uint32_t caps, const c264_slot& slot, in
 {
     const auto kernel = KernelOf<c264_intra_fn>(caps, slot);
     alignas(64) std::array<std::uint8_t, 256> area{};
-    return Repeat([kernel, area, picture = TimedPicture()](int i) mutable {
-        kernel(area.data(), C264_PRED_STRIDE, picture.Place(i), TimedPicture::STRIDE);
+    return Repeat([kernel, area, picture = CTimedPicture()](int i) mutable {
+        kernel(area.data(), C264_PRED_STRIDE, picture.Place(i), CTimedPicture::STRIDE);
     });
 }
 
@@ -144,13 +144,13 @@ std::function<void(int)> TimeAdd(std::uint32_t caps, const c264_slot& slot, int 
     struct Work {
         alignas(64) std::array<std::int16_t, 64> coeffs{};
         alignas(64) std::array<std::uint8_t, 256> pred{};
-        TimedPicture picture;
+        CTimedPicture picture;
     };
     Work work;
     for (std::size_t k = 0; k < work.coeffs.size(); k += 3)
         work.coeffs[k] = static_cast<std::int16_t>(300 - 9 * static_cast<int>(k));
     return Repeat([kernel, work](int i) mutable {
-        kernel(work.picture.Place(i), TimedPicture::STRIDE, work.pred.data(), C264_PRED_STRIDE,
+        kernel(work.picture.Place(i), CTimedPicture::STRIDE, work.pred.data(), C264_PRED_STRIDE,
                work.coeffs.data());
     });
 }
@@ -245,8 +245,8 @@ std::function<void(int)> TimeDeblock(std::uint32_t caps, const c264_slot& slot, 
 {
     const auto kernel = KernelOf<c264_deblock_fn>(caps, slot);
     const std::array<std::int8_t, 4> tc0 = {1, 2, 1, 2};
-    return Repeat([kernel, tc0, picture = TimedPicture()](int i) mutable {
-        kernel(picture.Place(i), TimedPicture::STRIDE, 40, 10, tc0.data());
+    return Repeat([kernel, tc0, picture = CTimedPicture()](int i) mutable {
+        kernel(picture.Place(i), CTimedPicture::STRIDE, 40, 10, tc0.data());
     });
 }
 
@@ -284,9 +284,9 @@ void RunAverage(CKernelRun& run, const c264_slot& slot, int width)
 std::function<void(int)> TimeAverage(std::uint32_t caps, const c264_slot& slot, int width)
 {
     const auto kernel = KernelOf<c264_average_fn>(caps, slot);
-    return Repeat([kernel, width, from = TimedPicture(), to = TimedPicture()](int i) mutable {
-        kernel(to.Place(i), TimedPicture::STRIDE, from.Place(i), TimedPicture::STRIDE, from.Place(i + 1) + 3,
-               TimedPicture::STRIDE, width);
+    return Repeat([kernel, width, from = CTimedPicture(), to = CTimedPicture()](int i) mutable {
+        kernel(to.Place(i), CTimedPicture::STRIDE, from.Place(i), CTimedPicture::STRIDE, from.Place(i + 1) + 3,
+               CTimedPicture::STRIDE, width);
     });
 }
 
@@ -331,8 +331,8 @@ void RunLuma(CKernelRun& run, const c264_slot& slot, int width)
 std::function<void(int)> TimeBlock(std::uint32_t caps, const c264_slot& slot, int width)
 {
     const auto kernel = KernelOf<c264_block_fn>(caps, slot);
-    return Repeat([kernel, width, from = TimedPicture(), to = TimedPicture()](int i) mutable {
-        kernel(to.Place(i), TimedPicture::STRIDE, from.Place(i) + 3, TimedPicture::STRIDE, width);
+    return Repeat([kernel, width, from = CTimedPicture(), to = CTimedPicture()](int i) mutable {
+        kernel(to.Place(i), CTimedPicture::STRIDE, from.Place(i) + 3, CTimedPicture::STRIDE, width);
     });
 }
 
@@ -355,8 +355,8 @@ void RunChroma(CKernelRun& run, const c264_slot& slot, int width)
 std::function<void(int)> TimeChroma(std::uint32_t caps, const c264_slot& slot, int width)
 {
     const auto kernel = KernelOf<c264_chroma_fn>(caps, slot);
-    return Repeat([kernel, width, from = TimedPicture(), to = TimedPicture()](int i) mutable {
-        kernel(to.Place(i), TimedPicture::STRIDE, from.Place(i) + 3, TimedPicture::STRIDE, width, 3 * 8 + 5);
+    return Repeat([kernel, width, from = CTimedPicture(), to = CTimedPicture()](int i) mutable {
+        kernel(to.Place(i), CTimedPicture::STRIDE, from.Place(i) + 3, CTimedPicture::STRIDE, width, 3 * 8 + 5);
     });
 }
 

@@ -30,10 +30,10 @@ int Clip1(int value)
 }
 
 // 8.4.2.2.1 with the clause's names: integer sample G at (x, y), half samples b, h, j, m, s around it.
-class LumaByClause
+class CLumaByClause
 {
   public:
-    explicit LumaByClause(const CTestPlane& plane) : m_Plane(plane) {}
+    explicit CLumaByClause(const CTestPlane& plane) : m_Plane(plane) {}
 
     int Sample(int x, int y, int xFraction, int yFraction) const
     {
@@ -123,7 +123,7 @@ TEST(C264Mc, LumaFollowsTheClauseAtAllPositionsAndSizes)
                 from.Fill(random, round);
                 CTestPlane to(33);
                 CTestPlane expected(33);
-                const LumaByClause luma(from);
+                const CLumaByClause luma(from);
                 for (int y = 0; y < rows; ++y) {
                     for (int x = 0; x < width; ++x)
                         expected.At(x, y) = static_cast<uint8_t>(luma.Sample(x, y, index % 4, index / 4));

@@ -70,7 +70,7 @@ class CChangingPicture
     CodecChanges m_FirstChanges{};
 };
 
-constexpr int formats[] = {CONVERT_FORMAT_I420,  CONVERT_FORMAT_YUY2,   CONVERT_FORMAT_UYVY,
+constexpr int FORMATS[] = {CONVERT_FORMAT_I420,  CONVERT_FORMAT_YUY2,   CONVERT_FORMAT_UYVY,
                            CONVERT_FORMAT_YVYU,  CONVERT_FORMAT_RGB565, CONVERT_FORMAT_RGB555,
                            CONVERT_FORMAT_BGR24, CONVERT_FORMAT_RGB24,  CONVERT_FORMAT_RGB32,
                            CONVERT_FORMAT_BGR32};
@@ -89,7 +89,7 @@ TEST(ConvertChanges, GivesTheBytesOfAWholeConversionForAnyMacroblocks)
         convert_dsp_init(step.caps);
         // the last two have rows below the last whole macroblock, which never change
         for (const Size size : {Size{16, 16}, {32, 16}, {48, 48}, {176, 144}, {48, 40}, {80, 21}}) {
-            for (const int format : formats) {
+            for (const int format : FORMATS) {
                 for (int round = 0; round < 12; ++round) {
                     CChangingPicture picture(size.width, size.height);
                     for (int i = 0; i < picture.Across() * picture.Down(); ++i)

@@ -90,19 +90,19 @@ TEST_P(ConvertAtEveryStep, GivesTheTablesColourForEveryLumaAndChroma)
     frame.linesize[0] = WIDTH;
     frame.linesize[1] = WIDTH / 2;
     const auto clip = [](int value) { return value < 0 ? 0 : std::min(value, 255); };
-    for (int uValue = 0; uValue < 256; ++uValue) {
-        std::fill(u.begin(), u.end(), static_cast<std::uint8_t>(uValue));
+    for (int valueOfU = 0; valueOfU < 256; ++valueOfU) {
+        std::fill(u.begin(), u.end(), static_cast<std::uint8_t>(valueOfU));
         ASSERT_EQ(ConvertFrame(target, frame, WIDTH, HEIGHT, false), 0);
         for (int y = 0; y < HEIGHT; ++y) {
-            const int vValue = y / 2;
-            const int greenTerm = (vValue - 128) * 6660 + (uValue - 128) * 3203;
+            const int valueOfV = y / 2;
+            const int greenTerm = (valueOfV - 128) * 6660 + (valueOfU - 128) * 3203;
             for (int x = y % 2; x < WIDTH; x += 2) {
                 const int yt = (x / 2 - 16) * 9535;
                 const std::uint8_t* const pixel = &to[static_cast<std::size_t>((y * WIDTH + x) * 4)];
-                const bool right = pixel[0] == clip((yt + (uValue - 128) * 16531) >> 13) &&
+                const bool right = pixel[0] == clip((yt + (valueOfU - 128) * 16531) >> 13) &&
                                    pixel[1] == clip((yt - greenTerm) >> 13) &&
-                                   pixel[2] == clip((yt + (vValue - 128) * 13074) >> 13) && pixel[3] == 0;
-                ASSERT_TRUE(right) << "Y " << x / 2 << " U " << uValue << " V " << vValue << " gives "
+                                   pixel[2] == clip((yt + (valueOfV - 128) * 13074) >> 13) && pixel[3] == 0;
+                ASSERT_TRUE(right) << "Y " << x / 2 << " U " << valueOfU << " V " << valueOfV << " gives "
                                    << int{pixel[0]} << ", " << int{pixel[1]} << ", " << int{pixel[2]} << ", "
                                    << int{pixel[3]};
             }

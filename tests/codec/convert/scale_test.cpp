@@ -182,12 +182,12 @@ TEST(Scale, NullBuffersAreRefused)
 {
     Bytes bytes(64);
     std::vector<std::uint16_t> pixels(64);
-    for (const auto& [toSize, from_size] : {std::pair{4, 4}, {2, 4}, {4, 2}, {4, 3}}) {
-        EXPECT_EQ(scale_yuv420(nullptr, bytes.data(), toSize, toSize, from_size, from_size), -1);
-        EXPECT_EQ(scale_yuv420(bytes.data(), nullptr, toSize, toSize, from_size, from_size), -1);
-        EXPECT_EQ(scale_yuv420_float(nullptr, bytes.data(), toSize, toSize, from_size, from_size), -1);
-        EXPECT_EQ(scale_rgb565(pixels.data(), nullptr, toSize, toSize, from_size, from_size), -1);
-        EXPECT_EQ(scale_rgb565(nullptr, pixels.data(), toSize, toSize, from_size, from_size), -1);
+    for (const auto& [toSize, fromSize] : {std::pair{4, 4}, {2, 4}, {4, 2}, {4, 3}}) {
+        EXPECT_EQ(scale_yuv420(nullptr, bytes.data(), toSize, toSize, fromSize, fromSize), -1);
+        EXPECT_EQ(scale_yuv420(bytes.data(), nullptr, toSize, toSize, fromSize, fromSize), -1);
+        EXPECT_EQ(scale_yuv420_float(nullptr, bytes.data(), toSize, toSize, fromSize, fromSize), -1);
+        EXPECT_EQ(scale_rgb565(pixels.data(), nullptr, toSize, toSize, fromSize, fromSize), -1);
+        EXPECT_EQ(scale_rgb565(nullptr, pixels.data(), toSize, toSize, fromSize, fromSize), -1);
     }
     EXPECT_EQ(scale_yuv420_half(nullptr, bytes.data(), 2, 2), -1);
     EXPECT_EQ(scale_yuv420_double(bytes.data(), nullptr, 4, 4), -1);

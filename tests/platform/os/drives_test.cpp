@@ -23,7 +23,7 @@ std::string Describe(const std::vector<Drive>& drives)
     std::string text;
     for (const Drive& drive : drives) {
         if (!text.empty()) text += ' ';
-        text += drive.cLetter;
+        text += drive.letter;
         text += ":" + std::to_string(drive.type) + ":" + drive.mountPoint;
     }
     return text;
@@ -90,7 +90,7 @@ TEST(MountTables, LettersEndAtZ)
     }
     const auto drives = AssignDrives(ParseMounts(table), SixteenIsRemovable);
     ASSERT_EQ(drives.size(), 24U);
-    EXPECT_EQ(drives.back().cLetter, 'z');
+    EXPECT_EQ(drives.back().letter, 'z');
     EXPECT_EQ(drives.back().mountPoint, "/disk122");
 }
 
