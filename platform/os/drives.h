@@ -42,7 +42,7 @@ class IDriveSource
     virtual ~IDriveSource() = default;
     virtual std::vector<Drive> GetDrives() = 0;
     /// `hostPath` is a path of this machine. Free is what this user may still fill: with the file system's
-    /// reserve for the superuser, often 5 per cent, a large disk would have room for ever and no old record
+    /// reserve for the superuser, often 5 per cent, a large disk would always have room and no old record
     /// would go.
     virtual bool GetSpace(const std::string& hostPath, std::uint64_t& freeBytes, std::uint64_t& totalBytes) = 0;
 };
