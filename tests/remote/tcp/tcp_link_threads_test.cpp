@@ -286,7 +286,7 @@ TEST_F(TcpLink, FrameOfAnotherTypeServesFlagsAndEndsTheLink)
         device->Open();
         ASSERT_TRUE(m_Peer.AcceptAndReply());
         device->SnapShot();
-        m_Peer.SendFrame(type, "x");
+        m_Peer.SendFrame(type, type < 0 ? "" : "x");  // one that has a type and no more, too
         EXPECT_TRUE(m_Peer.ClientIsGone()) << type;
         device->Close();
         EXPECT_EQ(m_Events.CountOf("snapshot"), ++served);

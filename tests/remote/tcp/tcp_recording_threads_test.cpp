@@ -141,6 +141,43 @@ TEST_F(TcpRecording, RollsOverAtFiveMinutesExactlyAndNotBefore)
     EXPECT_EQ(m_Events.CountOf("tell IDS_RecordStopped"), 2U);
 }
 
+TEST_F(TcpRecording, RollsOverAfterARecordedPictureOnly)
+{
+    const auto device = MakeDevice();
+    OpenAndReply(*device);
+    device->StartRecord(0);
+    SendAndWait(0, 5);
+    m_Clock.Set(FIVE_MINUTES);
+    m_Peer.SendFrame(1, "no media");
+    m_Peer.SendFrame(0, "no picture at all");
+    device->SnapShot();
+    m_Peer.SendFrame(1, "");
+    ASSERT_TRUE(m_Events.WaitFor("snapshot"));
+    EXPECT_EQ(device->GetState()->m_nFlags, 0U);
+    EXPECT_EQ(device->GetState()->m_dwRecordTick, 0U);
+    SendAndWait(5, 6);
+    EXPECT_EQ(device->GetState()->m_nFlags, FLAG_STOP_RECORD | FLAG_START_RECORD);
+    device->Close();
+}
+
+TEST_F(TcpRecording, RollsOverAtItsTimeThoughTheTickCountBeginsAnew)
+{
+    const auto device = MakeDevice();
+    OpenAndReply(*device);
+    const std::uint32_t begun = 0U - 1000;
+    m_Clock.Set(begun);
+    device->StartRecord(0);
+    SendAndWait(0, 5);
+    EXPECT_EQ(device->GetState()->m_nFlags, 0U);
+    m_Clock.Set(begun + FIVE_MINUTES - 1);
+    SendAndWait(5, 6);
+    EXPECT_EQ(device->GetState()->m_nFlags, 0U);
+    m_Clock.Set(begun + FIVE_MINUTES);
+    SendAndWait(6, 7);
+    EXPECT_EQ(device->GetState()->m_nFlags, FLAG_STOP_RECORD | FLAG_START_RECORD);
+    device->Close();
+}
+
 TEST_F(TcpRecording, RollsOverForRealAfterItsPeriod)
 {
     const auto device = MakeDevice();
