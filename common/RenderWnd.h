@@ -154,6 +154,7 @@ class CRenderWnd : public QWidget
 
     // what full screen puts back
     QPointer<QWidget> m_pParent;
+    QPointer<QWidget> m_pSavedOuter;  // whose placement and state are saved; the parent may have left it
     Qt::WindowFlags m_SavedFlags;
     QRect m_SavedPlacement;
     Qt::WindowStates m_SavedState;

@@ -47,6 +47,7 @@ void CRenderWnd::EnterFullScreen()
 {
     if (m_pParent == nullptr) return;
     QWidget* const outer = m_pParent->window();
+    m_pSavedOuter = outer;
     m_SavedPlacement = outer->normalGeometry();
     m_SavedState = outer->windowState();
     const QScreen* const shownOn = screen() != nullptr ? screen() : QGuiApplication::primaryScreen();
@@ -92,9 +93,12 @@ void CRenderWnd::LeaveFullScreen()
         m_pParent->removeEventFilter(this);
     }
     // Not by the toolkit's restoreGeometry, which moves a window off the screen's top to make room for a frame.
-    outer->setWindowState(m_SavedState);
-    const bool normal = (m_SavedState & (Qt::WindowMaximized | Qt::WindowFullScreen)) == 0;
-    if (normal && outer->geometry() != m_SavedPlacement) outer->setGeometry(m_SavedPlacement);
+    if (m_pSavedOuter != nullptr) {
+        m_pSavedOuter->setWindowState(m_SavedState);
+        const bool normal = (m_SavedState & (Qt::WindowMaximized | Qt::WindowFullScreen)) == 0;
+        if (normal && m_pSavedOuter->geometry() != m_SavedPlacement)
+            m_pSavedOuter->setGeometry(m_SavedPlacement);
+    }
     m_Place.Put({m_Rect.left, m_Rect.top, m_Rect.right - m_Rect.left, m_Rect.bottom - m_Rect.top});
     show();
     // oddity: siblings-shown. All of them, in every mode: also one that was hidden before.

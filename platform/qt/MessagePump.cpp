@@ -159,9 +159,15 @@ bool CMessagePump::eventFilter(QObject* watched, QEvent* event)
     const bool known = event->type() == QEvent::KeyPress && m_Asked.valid && m_Asked.key == key.key() &&
                        m_Asked.modifiers == key.modifiers() && m_Asked.time == key.timestamp();
     m_Asked.valid = false;
+    const QPointer<QWidget> targetStands(target);
+    const QPointer<CMessagePump> pumpStands(this);  // the last control may go, and the platform with it
     const EPreTranslate result = known ? m_Asked.result : KeyEvent(*target, key);
+    if (!targetStands) {
+        event->accept();
+        return true;
+    }
     if (event->type() == QEvent::ShortcutOverride) {
-        m_Asked = {true, key.key(), key.modifiers(), key.timestamp(), result};
+        if (pumpStands) m_Asked = {true, key.key(), key.modifiers(), key.timestamp(), result};
         if (result == EPreTranslate::PassOn || (result == EPreTranslate::Dispatch && IsHostKey(key)))
             return false;
         event->accept();  // no accelerator of the host: the press itself follows

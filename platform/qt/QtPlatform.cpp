@@ -45,7 +45,6 @@ class CWaker final : public QObject
 
 struct QtPlatform {
     CWaker waker;
-    CWindowBackend backend;
     CMessagePump pump;
     IWindowBackend* former = nullptr;
 };
@@ -53,6 +52,12 @@ struct QtPlatform {
 // panels' thread only
 int g_iStarts = 0;
 QtPlatform* g_pPlatform = nullptr;  // owned; a process that ends without a stop leaves it
+
+CWindowBackend& Backend()
+{
+    static auto* const backend = new CWindowBackend;
+    return *backend;
+}
 
 std::function<void(QWidget&)>& Decorator()
 {
@@ -74,7 +79,8 @@ bool StartQtPlatform()
     if (g_iStarts++ > 0) return true;
     WatchProcessEnd();
     g_pPlatform = new QtPlatform;
-    g_pPlatform->former = SetWindowBackend(&g_pPlatform->backend);
+    Backend().Start();
+    g_pPlatform->former = SetWindowBackend(&Backend());
     qApp->installEventFilter(&g_pPlatform->pump);
     return true;
 }
@@ -84,6 +90,7 @@ void StopQtPlatform()
     ASSERT_PANELS_THREAD();
     if (g_iStarts == 0 || --g_iStarts > 0) return;
     SetWindowBackend(g_pPlatform->former);
+    Backend().Stop();
     delete std::exchange(g_pPlatform, nullptr);
 }
 

@@ -66,15 +66,14 @@ void AddOnce(std::vector<T>& list, T one)
 }
 }  // namespace
 
-CServingWait::CServingWait() : m_iLoops(QThread::currentThread()->loopLevel()), m_Boxes(ServedBoxes().size())
+CServingWait::CServingWait()
+    : m_iWait(++g_iWaits), m_iLoops(QThread::currentThread()->loopLevel()), m_Boxes(ServedBoxes().size())
 {
     ASSERT_PANELS_THREAD();
-    ++g_iWaits;
     qApp->installEventFilter(this);
-    // What the host's loop waits for may be held back, so that nothing comes any more.
-    connect(QCoreApplication::eventDispatcher(), &QAbstractEventDispatcher::aboutToBlock, this, [this] {
-        if (IsHostLooping()) HandOn(false);
-    });
+    const QAbstractEventDispatcher* const dispatcher = QCoreApplication::eventDispatcher();
+    connect(dispatcher, &QAbstractEventDispatcher::aboutToBlock, this, [this] { OnLook(false); });
+    connect(dispatcher, &QAbstractEventDispatcher::awake, this, [this] { OnLook(true); });
 }
 
 CServingWait::~CServingWait()
@@ -86,8 +85,23 @@ CServingWait::~CServingWait()
 
 bool CServingWait::IsHostLooping() const
 {
+    if (m_iLooks > 1) return true;
     const auto loops = static_cast<std::size_t>(QThread::currentThread()->loopLevel());
     return loops + m_Boxes > static_cast<std::size_t>(m_iLoops) + ServedBoxes().size();
+}
+
+// The host may look for events by itself, again and again, which is no loop of the toolkit's. By its kind the
+// dispatcher is awake when a look begins, or is about to block then and awake at its end; one that doesn't wait
+// is awake when it begins, with either kind.
+void CServingWait::OnLook(bool awake)
+{
+    if (g_iWaits == m_iWait && QThread::currentThread()->loopLevel() == m_iLoops) {
+        if (m_iLooks == 0) m_bAwakeFirst = awake;
+        if (awake || !m_bAwakeFirst) ++m_iLooks;
+    }
+    // What the host's loop waits for may be held back, so that nothing comes any more.
+    const bool mayBeItsEnd = m_iLooks == 2 && awake && !m_bAwakeFirst;
+    if (IsHostLooping() && !mayBeItsEnd) HandOn(false);
 }
 
 void CServingWait::HandOn(bool panelsToo)
@@ -126,7 +140,7 @@ bool CServingWait::IsRunning()
 void CServingWait::Run(const std::function<bool()>& ended)
 {
     constexpr auto FLAGS = QEventLoop::ExcludeUserInputEvents | QEventLoop::WaitForMoreEvents;
-    while (!ended())
+    for (; !ended(); m_iLooks = 0)
         QCoreApplication::eventDispatcher()->processEvents(FLAGS);
 }
 

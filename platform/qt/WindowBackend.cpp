@@ -131,18 +131,19 @@ void TellForeign(HWND owner, std::string_view text, std::string_view caption, st
 }
 }  // namespace
 
-CWindowBackend::CWindowBackend()
-    : m_hCrossing(RegisterWindow([](std::uint32_t message, WPARAM, LPARAM lParam) -> LRESULT {
-          if (message != MESSAGE_CALL) return 0;
-          // NOLINTNEXTLINE(performance-no-int-to-ptr): a message carries a pointer as a number
-          return (*reinterpret_cast<const std::function<LRESULT()>*>(lParam))();
-      }))
+void CWindowBackend::Start()
 {
+    m_PanelsThread = std::this_thread::get_id();
+    m_hCrossing = RegisterWindow([](std::uint32_t message, WPARAM, LPARAM lParam) -> LRESULT {
+        if (message != MESSAGE_CALL) return 0;
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): a message carries a pointer as a number
+        return (*reinterpret_cast<const std::function<LRESULT()>*>(lParam))();
+    });
 }
 
-CWindowBackend::~CWindowBackend()
+void CWindowBackend::Stop()
 {
-    UnregisterWindow(m_hCrossing);
+    UnregisterWindow(m_hCrossing.exchange(HWND::Null));
 }
 
 LRESULT CWindowBackend::OnPanelsThread(const std::function<LRESULT()>& work) const
@@ -164,7 +165,7 @@ bool CWindowBackend::SetWindowPos(HWND window, const RECT& rect)
 std::int32_t CWindowBackend::MessageBoxA(HWND owner, std::string_view text, std::string_view caption,
                                          std::uint32_t type)
 {
-    const bool foreign = std::this_thread::get_id() != m_PanelsThread;
+    const bool foreign = std::this_thread::get_id() != m_PanelsThread.load();
     const LRESULT answer = OnPanelsThread([owner, text, caption, type, foreign]() -> LRESULT {
         if (foreign && AreMessagesTold()) {
             TellForeign(owner, text, caption, type);
@@ -192,5 +193,5 @@ void CWindowBackend::ServeUntil(const std::function<bool()>& ended)
         wait.Run(ended);
     }
     ServePostedMessages();
-    StopQtPlatform();  // this object may go
+    StopQtPlatform();
 }

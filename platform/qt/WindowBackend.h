@@ -1,20 +1,24 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <thread>
 
 #include "platform/windows/windows.h"
 
-/// The window operations by widgets. Made and destroyed on the panels' thread; calls from other threads cross
-/// to it as messages sent to a window of its own, so that they are served wherever sent messages are. All
-/// lengths are device-independent pixels.
+/// The window operations by widgets. Calls from other threads than the panels' cross to it as messages sent to
+/// a window of its own, so that they are served wherever sent messages are. All lengths are device-independent
+/// pixels. It has to stand to process end: a thread may be on its way in when it is stopped.
 class CWindowBackend final : public IWindowBackend
 {
   public:
-    CWindowBackend();
-    ~CWindowBackend() override;
+    CWindowBackend() = default;
     CWindowBackend(const CWindowBackend&) = delete;
     CWindowBackend& operator=(const CWindowBackend&) = delete;
+
+    /// On the panels' thread, both. While it is stopped every call answers false, or IDOK.
+    void Start();
+    void Stop();
 
     bool SetWindowPos(HWND window, const RECT& rect) override;
     std::int32_t MessageBoxA(HWND owner, std::string_view text, std::string_view caption,
@@ -25,6 +29,6 @@ class CWindowBackend final : public IWindowBackend
     /// Runs `work` on the panels' thread and waits for it. 0 when that thread takes no more messages.
     LRESULT OnPanelsThread(const std::function<LRESULT()>& work) const;
 
-    HWND m_hCrossing;
-    const std::thread::id m_PanelsThread = std::this_thread::get_id();
+    std::atomic<HWND> m_hCrossing{HWND::Null};
+    std::atomic<std::thread::id> m_PanelsThread;
 };

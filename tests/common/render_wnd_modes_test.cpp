@@ -140,6 +140,27 @@ TEST_F(RenderWndTest, FullScreenPutsBackTheParentsPlacementAndTheGridsStyle)
     }
 }
 
+// A dock of the container's that floats is another window.
+TEST_F(RenderWndTest, FullScreenPutsBackTheWindowThatItWasEnteredIn)
+{
+    for (const std::int32_t mode : {1, 2, 3}) {
+        QWidget former;
+        former.setGeometry(30, 40, 450, 370);
+        m_pParent->setParent(&former);
+        former.show();
+        CRenderWnd& grid = Grid({4}, mode);
+        grid.SetLayout(0);
+        m_pParent->setParent(nullptr);
+        m_pParent->setGeometry(60, 70, 600, 500);
+        m_pParent->show();
+        grid.SetLayout(0);
+        EXPECT_EQ(m_pParent->geometry(), QRect(60, 70, 600, 500)) << mode;
+        EXPECT_EQ(former.geometry(), QRect(30, 40, 450, 370)) << mode;
+        EXPECT_FALSE(former.windowState() & Qt::WindowMaximized) << mode;
+        m_Grid.reset();
+    }
+}
+
 TEST_F(RenderWndTest, FullScreenGivesTheGridTheKeyboard)
 {
     m_pParent->setFocusPolicy(Qt::StrongFocus);

@@ -8,6 +8,7 @@
 #include <QShortcut>
 #include <QTest>
 #include <QVBoxLayout>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -237,6 +238,39 @@ TEST_F(MessagePump, AHookMayTakeItselfAway)
     QTest::keyClick(&m_Inner, Qt::Key_Left);
     EXPECT_EQ(calls, 1);
     EXPECT_EQ(m_Seen.size(), 2U);
+}
+
+TEST_F(MessagePump, AHookMayEndTheTargetAtEachMessage)
+{
+    ASSERT_NO_FATAL_FAILURE(ShowWithFocus());
+    for (const std::uint32_t at : {WM_KEYDOWN, WM_CHAR, WM_KEYUP, WM_LBUTTONDOWN, WM_LBUTTONUP}) {
+        auto target = std::make_unique<CKeyWidget>(&m_Outer);
+        target->setGeometry(60, 60, 30, 30);
+        target->show();
+        target->setFocus();
+        const HHOOK hook = SetWindowsHookExA([&](int, WPARAM, MSG& message) -> LRESULT {
+            if (message.message == at && message.target == target.get()) target.reset();
+            return 0;
+        });
+        QTest::keyClick(m_Outer.windowHandle(), Qt::Key_A);
+        QTest::mouseClick(m_Outer.windowHandle(), Qt::LeftButton, {}, QPoint(70, 70));
+        EXPECT_EQ(target, nullptr) << at;
+        UnhookWindowsHookEx(hook);
+    }
+}
+
+TEST_F(MessagePump, AHookMayEndThePlatform)
+{
+    ASSERT_NO_FATAL_FAILURE(ShowWithFocus());
+    m_hHook = SetWindowsHookExA([this](int, WPARAM, MSG& message) -> LRESULT {
+        m_Seen.push_back({message.message, message.wParam});
+        if (m_Seen.size() > 1) return 0;
+        StopQtPlatform();
+        EXPECT_TRUE(StartQtPlatform());  // where the former one was
+        return 0;
+    });
+    QTest::keyPress(m_Outer.windowHandle(), Qt::Key_Down);
+    EXPECT_EQ(m_Seen.size(), 2U) << "a new pump knows nothing of what the former one asked";
 }
 
 TEST_F(MessagePump, MouseButtonsAreMessagesWithTheirPlace)

@@ -331,6 +331,52 @@ TEST_F(ServingWait, LoopThatAQueuedCallOfTheHostRunsHasItsTimersSocketsAndCloses
     close(ends[1]);
 }
 
+// Such a call may also look for events by itself, again and again, until what it waits for has come. Behind it
+// all is held back as before.
+TEST_F(ServingWait, QueuedCallOfTheHostMayLookForEventsUntilItsSocketAndTimerHaveCome)
+{
+    for (const auto flags : {QEventLoop::AllEvents, QEventLoop::WaitForMoreEvents}) {
+        int ends[2];
+        ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+        ASSERT_EQ(write(ends[0], "x", 1), 1);
+        {
+            QSocketNotifier notifier(ends[1], QSocketNotifier::Read);  // held back before the call
+            bool came = false;
+            QObject::connect(&notifier, &QSocketNotifier::activated, &m_Host, [&] {
+                notifier.setEnabled(false);
+                QTimer::singleShot(1, &m_Host, [&] { came = true; });
+            });
+            bool waiting = true;
+            int early = 0;
+            QTimer repeated;
+            QObject::connect(&repeated, &QTimer::timeout, &m_Host, [&] { early += waiting ? 1 : 0; });
+            std::atomic<bool> looked = false;
+            std::atomic<int> turns = 0;
+            QTimer timer(&m_Panel);
+            QObject::connect(&timer, &QTimer::timeout, &m_Panel, [&] {
+                if (looked && !repeated.isActive()) repeated.start(1);
+                if (++turns != 5) return;
+                EXPECT_FALSE(came);
+                const auto look = [&, flags] {
+                    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+                    while (!came && std::chrono::steady_clock::now() < end)
+                        QCoreApplication::processEvents(flags);
+                    turns = 5;
+                    looked = true;
+                };
+                QMetaObject::invokeMethod(&m_Host, look, Qt::QueuedConnection);
+            });
+            timer.start(4);
+            RunServing([&] { EXPECT_TRUE(Await([&] { return looked && turns > 15; })); });
+            waiting = false;
+            EXPECT_TRUE(came) << flags;
+            EXPECT_EQ(early, 0) << flags;
+        }
+        close(ends[0]);
+        close(ends[1]);
+    }
+}
+
 // A call that the host has queued for its own objects takes the last control down.
 TEST_F(ServingWait, EndsWhenThePlatformIsStoppedMeanwhile)
 {

@@ -213,6 +213,21 @@ TEST_F(WindowBackend, WhatWasSentTogetherWithTheRequestForABoxIsServedWhileItSta
     UnregisterWindow(window);
 }
 
+// A thread that is left behind may have the backend in its hand when the last control goes.
+TEST_F(WindowBackend, ThreadOnItsWayInFindsItStopped)
+{
+    const CWindowHandle handle(m_Widget);
+    IWindowBackend* const taken = SetWindowBackend(nullptr);
+    SetWindowBackend(taken);
+    StopQtPlatform();
+    OnForeignThread([&] {
+        EXPECT_FALSE(taken->SetWindowPos(handle.Get(), {0, 0, 60, 40}));
+        EXPECT_EQ(taken->MessageBoxA(handle.Get(), "text", "caption", MB_YESNO), IDOK);
+    });
+    EXPECT_EQ(m_Widget.size(), QSize(120, 80));
+    ASSERT_TRUE(StartQtPlatform());
+}
+
 TEST_F(WindowBackend, ButtonsOfAMessageBoxTakeTheTextsThatAreGiven)
 {
     const struct {
