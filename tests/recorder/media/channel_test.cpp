@@ -266,6 +266,49 @@ INSTANTIATE_TEST_SUITE_P(Kinds, DamageTest,
                              return std::string(damage.param.file, std::strchr(damage.param.file, '.'));
                          });
 
+// Pictures of a film of blue ones, so many of which have sampling factors that no decoder knows.
+void WriteUnreadable(const CTestFolder& folder, const std::string& name, int pictures, int unreadable)
+{
+    const std::string command =
+        "ffmpeg -v error -y -f lavfi -i color=c=blue:s=64x48:r=25 -c:v mjpeg -frames:v " +
+        std::to_string(pictures) + " " + folder.Path(name);
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    std::string bytes = folder.Read(name).value_or("");
+    size_t at = 0;
+    for (int i = 0; i < unreadable; ++i) {
+        at = bytes.find("\xFF\xC0", at);
+        ASSERT_NE(at, std::string::npos);
+        at += 2;
+        bytes[at + 9] = '\x33';
+    }
+    folder.Write(name, bytes);
+}
+
+std::string WhatOpeningSays(const std::string& file)
+{
+    testing::internal::CaptureStderr();
+    MakeSource(file, DefaultSetup().scene, 0, NEVER_STOP);
+    return testing::internal::GetCapturedStderr();
+}
+
+TEST(SourceTest, AFilmThatCanNotBeDecodedSaysWhy)
+{
+    const CTestFolder folder;
+    WriteUnreadable(folder, "short.avi", 10, 10);
+    EXPECT_THAT(WhatOpeningSays(folder.Path("short.avi")),
+                testing::HasSubstr("can't decode the source: Not yet"));
+}
+
+TEST(SourceTest, AFilmThatCanNotBeDecodedIsNotReadToItsEnd)
+{
+    const CTestFolder folder;
+    WriteUnreadable(folder, "long.avi", 1'300, 1'200);
+    EXPECT_THAT(WhatOpeningSays(folder.Path("long.avi")),
+                testing::HasSubstr("can't decode the source: Not yet"));
+    WriteUnreadable(folder, "cut.avi", 700, 600);
+    EXPECT_THAT(WhatOpeningSays(folder.Path("cut.avi")), testing::Not(testing::HasSubstr("can't decode")));
+}
+
 TEST(SourceTest, ASingleImageIsShownAgainAndAgain)
 {
     ExpectPlayedAgainAndAgain("still.jpg", "-frames:v 1 -s 1280x960");
