@@ -28,6 +28,9 @@ namespace
 
 // Between looks at a device that has no picture yet.
 constexpr std::chrono::milliseconds LOOK_EVERY{5};
+// Faults of the decoder before the first picture, after which it can't read the source: more than a group of
+// pictures, which a film that was cut begins within. The rest, which may be long, isn't looked at.
+constexpr int MOST_FAULTS = 1'000;
 
 // The format that a source's text asks for by its beginning; null lets libavformat find out. The beginning is
 // cut off where it is ours.
@@ -147,6 +150,8 @@ void AvInput::Open()
     CheckAv(avcodec_parameters_to_context(m_Decoder.get(), input->streams[m_Stream]->codecpar), "decode it");
     m_Decoder->thread_count = 1;
     CheckAv(avcodec_open2(m_Decoder.get(), codec, nullptr), "decode it");
+    m_Decodes = false;
+    m_Faults = 0;
 }
 
 bool AvInput::Next()
@@ -154,6 +159,7 @@ bool AvInput::Next()
     while (!Receive())
         if (!Feed()) return false;
     ++m_Pictures;
+    m_Decodes = true;
     return true;
 }
 
@@ -162,7 +168,16 @@ bool AvInput::Receive()
 {
     const int got = avcodec_receive_frame(m_Decoder.get(), m_Frame.get());
     if (got == AVERROR_EOF) avcodec_flush_buffers(m_Decoder.get());
-    return got >= 0;  // damage costs its picture only
+    if (got != AVERROR_EOF) Bear(got);
+    return got >= 0;
+}
+
+// A damaged or empty packet costs its picture only, whatever the decoder calls it.
+void AvInput::Bear(int result)
+{
+    if (result >= 0 || result == AVERROR(EAGAIN) || m_Decodes) return;
+    m_Fault = result;
+    if (++m_Faults >= MOST_FAULTS) CheckAv(m_Fault, "decode the source");
 }
 
 // Gives the decoder one more packet; false at the end of the source.
@@ -187,8 +202,7 @@ bool AvInput::Feed()
         if (m_Tap) m_Tap(*m_Packet);
         if (IsLeftOut()) continue;
         m_Drained = false;
-        // A damaged or empty packet costs its picture only, whatever the decoder calls it.
-        avcodec_send_packet(m_Decoder.get(), m_Packet.get());
+        Bear(avcodec_send_packet(m_Decoder.get(), m_Packet.get()));
         if (m_KeysOnly) avcodec_send_packet(m_Decoder.get(), nullptr);  // so that it comes out at once
         return true;
     }
@@ -235,7 +249,9 @@ void AvInput::Restart()
     // Bare streams and filter graphs can't be sought in.
     Open();
     m_Drained = false;
-    if (!Next()) throw std::runtime_error("the source has no pictures");
+    if (Next()) return;
+    if (m_Faults > 0) CheckAv(m_Fault, "decode the source");
+    throw std::runtime_error("the source has no pictures");
 }
 
 }  // namespace recorder

@@ -55,6 +55,7 @@ class AvInput
     std::string OpenIfPipe();
     bool Receive();
     bool Feed();
+    void Bear(int result);
     bool IsLeftOut();
 
     // Of a pipe, while it is read.
@@ -85,6 +86,9 @@ class AvInput
     AvPacket m_Packet{av_packet_alloc()};
     int m_Stream = -1;
     int64_t m_Pictures = 0;  // decoded since the first
+    bool m_Decodes = false;  // a picture came since it was opened
+    int m_Faults = 0;        // before it
+    int m_Fault = 0;         // the latest of them
     bool m_KeysOnly = false;
     bool m_AwaitsKey = false;
     bool m_Drained = false;

@@ -1,6 +1,7 @@
 #include "recorder/media/FileSource.h"
 
 #include <algorithm>
+#include <chrono>
 #include <stdexcept>
 #include <utility>
 
@@ -29,10 +30,12 @@ void FileSource::Read(int64_t pictureNumber, Picture& picture)
     try {
         if (!m_Input && pictureNumber >= m_RetryAt) Open(pictureNumber);
         if (m_Input && m_OpenedAt < 0) m_OpenedAt = pictureNumber;
-        if (m_Input) Advance(static_cast<double>(pictureNumber - m_OpenedAt) / m_Setup.rate);
+        const bool skipped = pictureNumber > m_Latest + 1;
+        if (m_Input) Advance(static_cast<double>(pictureNumber - m_OpenedAt) / m_Setup.rate, skipped);
     } catch (const std::exception& e) {
         Fail(pictureNumber, e.what());
     }
+    m_Latest = pictureNumber;
     if (m_Input)
         m_Overlay.Draw(pictureNumber, m_Fit.Fit(*m_Shown).data(), picture);
     else
@@ -55,15 +58,22 @@ void FileSource::Fail(int64_t picture, const std::string& why)
     m_Notice = why;
 }
 
-void FileSource::Advance(double seconds)
+void FileSource::Advance(double seconds, bool catchesUp)
 {
-    // A long time unwatched isn't made up for: the source goes on from where it is.
+    // A long time unwatched isn't made up for, nor are pictures that come slower than their times say, as out
+    // of a pipe, or of a film that is too much for this machine: the source goes on from where it is.
+    constexpr double MOST_LATE = 2;
+    using Clock = std::chrono::steady_clock;
     const double interval = 1.0 / m_Setup.rate;
-    if (const double late = seconds - m_Times.Latest(); late > 2) {
-        m_OpenedAt += static_cast<int64_t>(late * m_Setup.rate);
-        seconds = m_Times.Latest();
-    }
+    const std::chrono::duration<double> mostCatchingUp(std::max(0.1, interval));
+    const auto until = Clock::now() + std::chrono::duration_cast<Clock::duration>(mostCatchingUp);
     while (m_Times.Latest() + interval / 2 < seconds) {
+        const double late = seconds - m_Times.Latest();
+        if (late > MOST_LATE || (catchesUp && Clock::now() >= until)) {
+            m_OpenedAt += static_cast<int64_t>(late * m_Setup.rate);
+            seconds = m_Times.Latest();
+            break;
+        }
         ShowLatest();
         Next();
     }

@@ -26,8 +26,9 @@ class FileSource : public ISource
 
     void Open(int64_t picture);
     void Fail(int64_t picture, const std::string& why);
-    // Shows the picture for this time, in seconds since the first that was asked for.
-    void Advance(double seconds);
+    // Shows the picture for this time, in seconds since the first that was asked for. Who catches up, since
+    // pictures were skipped, isn't kept waiting for long.
+    void Advance(double seconds, bool catchesUp);
     void ShowLatest();
     // The next decoded picture; restarts at the end.
     void Next();
@@ -43,6 +44,7 @@ class FileSource : public ISource
     PictureTimes m_Times;     // since the source was opened
     int64_t m_OpenedAt = -1;  // picture number of the first that was shown; -1 before
     int64_t m_RetryAt = 0;
+    int64_t m_Latest = -1;  // that was asked for
     std::string m_Notice;
 };
 

@@ -411,8 +411,8 @@ int RunRecorder(const Options& options)
             SayRecords(options.store);
             return 0;
         }
+        Server server(options);  // which makes the store's folder, where the report may lie
         if (!options.report.empty()) CheckCanWrite(options.report);
-        Server server(options);
         server.Run(Server::ESignals::Heed, [](const Server& ready) {
             const std::string line = ready.ReadyLine() + "\n";
             std::cout << line << std::flush;

@@ -266,6 +266,90 @@ INSTANTIATE_TEST_SUITE_P(Kinds, DamageTest,
                              return std::string(damage.param.file, std::strchr(damage.param.file, '.'));
                          });
 
+// Pictures of a film of blue ones, so many of which have sampling factors that no decoder knows.
+void WriteUnreadable(const CTestFolder& folder, const std::string& name, int pictures, int unreadable)
+{
+    const std::string command =
+        "ffmpeg -v error -y -f lavfi -i color=c=blue:s=64x48:r=25 -c:v mjpeg -frames:v " +
+        std::to_string(pictures) + " " + folder.Path(name);
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    std::string bytes = folder.Read(name).value_or("");
+    size_t at = 0;
+    for (int i = 0; i < unreadable; ++i) {
+        at = bytes.find("\xFF\xC0", at);
+        ASSERT_NE(at, std::string::npos);
+        at += 2;
+        bytes[at + 9] = '\x33';
+    }
+    folder.Write(name, bytes);
+}
+
+std::string WhatOpeningSays(const std::string& file)
+{
+    testing::internal::CaptureStderr();
+    MakeSource(file, DefaultSetup().scene, 0, NEVER_STOP);
+    return testing::internal::GetCapturedStderr();
+}
+
+TEST(SourceTest, AFilmThatCanNotBeDecodedSaysWhy)
+{
+    const CTestFolder folder;
+    WriteUnreadable(folder, "short.avi", 10, 10);
+    EXPECT_THAT(WhatOpeningSays(folder.Path("short.avi")),
+                testing::HasSubstr("can't decode the source: Not yet"));
+}
+
+TEST(SourceTest, AFilmThatCanNotBeDecodedIsNotReadToItsEnd)
+{
+    const CTestFolder folder;
+    WriteUnreadable(folder, "long.avi", 1'300, 1'200);
+    EXPECT_THAT(WhatOpeningSays(folder.Path("long.avi")),
+                testing::HasSubstr("can't decode the source: Not yet"));
+    WriteUnreadable(folder, "cut.avi", 700, 600);
+    EXPECT_THAT(WhatOpeningSays(folder.Path("cut.avi")), testing::Not(testing::HasSubstr("can't decode")));
+}
+
+// Each picture is brighter by 4 than the one before, and comes when it says at a quarter of the speed.
+class SlowSourceTest : public testing::Test
+{
+  protected:
+    void Open(int rate)
+    {
+        const std::string spec = "lavfi:color=s=64x48:r=" + std::to_string(rate) +
+                                 ",geq=lum=24+N*4:cb=128:cr=128,realtime=speed=0.25";
+        m_pSource = MakeSource(spec, DefaultSetup().scene, 0, NEVER_STOP);
+    }
+    int MiddleAt(int number)
+    {
+        m_pSource->Read(number, m_Picture);
+        return m_Picture.y[static_cast<size_t>(144 * 352 + 176)];
+    }
+
+  private:
+    std::unique_ptr<ISource> m_pSource;
+    Picture m_Picture;
+};
+
+TEST_F(SlowSourceTest, WhoIsLateIsShownWhatComes)
+{
+    Open(25);
+    MiddleAt(0);
+    const int late = MiddleAt(45);
+    EXPECT_LT(late, 110) << "nobody waits for all that are due";
+    for (int number = 46; number < 49; ++number)
+        MiddleAt(number);
+    EXPECT_GT(MiddleAt(49), late) << "and none is waited for anew";
+}
+
+// As for a loop that is made in advance.
+TEST_F(SlowSourceTest, WhoSkipsNothingIsShownWhatIsDue)
+{
+    Open(100);  // four for each picture of the channel, of which that within half its interval is shown
+    MiddleAt(0);
+    for (int number = 1; number < 6; ++number)
+        EXPECT_NEAR(MiddleAt(number), 24 + 4 * (4 * number - 1), 6) << number;
+}
+
 TEST(SourceTest, ASingleImageIsShownAgainAndAgain)
 {
     ExpectPlayedAgainAndAgain("still.jpg", "-frames:v 1 -s 1280x960");

@@ -387,6 +387,17 @@ TEST(ServerTest, AReportThatCanNotBeWrittenIsToldBeforeTheRun)
     EXPECT_TRUE(std::filesystem::exists(options.report));
 }
 
+TEST(ServerTest, AReportMayLieInTheStoreThatTheRunMakes)
+{
+    const CTestFolder folder;
+    Options options = CRunning({"--channels", "0"}).GetServer().GetOptions();
+    options.seconds = 0.2;
+    options.store = folder.Path("store");
+    options.report = folder.Path("store/report");
+    EXPECT_EQ(RunRecorder(options), 0);
+    EXPECT_TRUE(std::filesystem::exists(options.report));
+}
+
 TEST(ServerTest, ATakenPortIsNamed)
 {
     CRunning running({"--id", "77"});
