@@ -71,7 +71,7 @@ void CLinkPicture::Show(const CodecFrame& frame, std::chrono::steady_clock::time
     if (showing == EShowing::NotConvertible) CLinkCounters::Count(m_pCounters->notConvertible);
     if (showing == EShowing::TooLate) CLinkCounters::Count(m_pCounters->skipped);
     if (showing != EShowing::Shown) return;
-    // The time first: whoever sees the picture counted finds it.
+    // Before the picture is counted: whoever sees it counted finds its time.
     if (m_pCounters->firstPictureMs.load(std::memory_order_relaxed) < 0)
         m_pCounters->firstPictureMs.store(m_Clock.TickCount() - m_dwOpenTick, std::memory_order_relaxed);
     CLinkCounters::Count(m_pCounters->shown);

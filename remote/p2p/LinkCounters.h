@@ -25,8 +25,9 @@ struct CLinkCounters {
     /// From the last opening to the first picture shown, milliseconds; -1 when none was.
     std::atomic<std::int64_t> firstPictureMs{-1};
 
+    /// Who sees the count sees what was noted before it.
     static void Count(Counter& counter, std::uint64_t by = 1)
     {
-        counter.fetch_add(by, std::memory_order_relaxed);
+        counter.fetch_add(by, std::memory_order_release);
     }
 };
