@@ -89,6 +89,7 @@ void CSkinStyle::DrawButtonFace(const QStyleOption& option, QPainter& painter, c
     if (shown.isEmpty()) return;
     place = QRectF(place.right() + gap, inside.top(), textWidth + 1, inside.height());
     painter.setPen(ToQColor(look.text));
+    painter.setLayoutDirection(option.direction);  // it begins with the application's
     painter.drawText(place, Qt::AlignCenter | Qt::TextShowMnemonic | Qt::TextDontClip, shown);
 }
 
@@ -130,6 +131,7 @@ void CSkinStyle::DrawMenuItem(const QStyleOptionMenuItem& option, QPainter& pain
     const QStringList parts = option.text.split(QLatin1Char('\t'));  // the shortcut follows the tab
     painter.setFont(option.font);
     painter.setPen(ToQColor(look.text));
+    painter.setLayoutDirection(option.direction);
     painter.drawText(place, Qt::AlignVCenter | Qt::AlignLeft | Qt::TextShowMnemonic | Qt::TextSingleLine,
                      parts[0]);
     if (parts.size() > 1)

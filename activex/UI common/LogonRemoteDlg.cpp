@@ -121,7 +121,10 @@ void CLogonRemoteDlg::OnPaint(QPainter& painter, const QRect& area)
 void CLogonRemoteDlg::TakeFocus()
 {
     ASSERT_PANELS_THREAD();
-    if (QWidget* const address = GetDlgItem(ADDRESS)) address->setFocus(Qt::OtherFocusReason);
+    auto* const address = GetDlgItem<CHistoryCombo>(ADDRESS);
+    if (address == nullptr) return;
+    address->setFocus(Qt::OtherFocusReason);
+    address->lineEdit()->selectAll();  // typing replaces the address that was remembered
 }
 
 void CLogonRemoteDlg::PlaceControls(int width)

@@ -105,6 +105,7 @@ void COutlook2Ctrl::PlaceChild(QWidget& child, const QRect& place, int rest)
 void COutlook2Ctrl::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);
+    painter.setLayoutDirection(layoutDirection());  // it begins with the host's
     if (width() < COLLAPSED_BELOW) {
         ClearRects();
         painter.fillRect(rect(), ToQColor(m_Colors.window));
@@ -223,6 +224,7 @@ QPixmap COutlook2Ctrl::GrabPage()
     picture.setDevicePixelRatio(devicePixelRatioF());
     picture.fill(ToQColor(m_Colors.page));
     QPainter painter(&picture);
+    painter.setLayoutDirection(layoutDirection());
     painter.translate(-page.topLeft());
     DrawPage(painter, page);
     painter.end();

@@ -54,6 +54,7 @@ void CTreeRowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& opti
     else
         DrawIcon(*painter, label, middle, option, index);
     painter->setPen(option.palette.color(selected ? QPalette::HighlightedText : QPalette::Text));
+    painter->setLayoutDirection(option.direction);  // it begins with the host's
     painter->drawText(
         QRect(label, row.top(), row.right() - label, row.height()), Qt::AlignVCenter | Qt::TextSingleLine,
         option.fontMetrics.elidedText(index.data().toString(), Qt::ElideRight, row.right() - label));

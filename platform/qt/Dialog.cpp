@@ -135,6 +135,7 @@ bool CDialog::Build(QWidget* parent, Qt::WindowFlags flags)
     ASSERT_THREAD(m_PanelsThread);
     m_pWidget = new CWidget(*this, parent, flags);
     m_pWidget->setObjectName(QStringLiteral("dialog%1").arg(m_iNumber));
+    m_pWidget->setLayoutDirection(Qt::LeftToRight);  // controls are placed for it, whatever the host's is
     m_pHandle = std::make_unique<CWindowHandle>(*m_pWidget, [this](std::uint32_t message, WPARAM w, LPARAM l) {
         LRESULT answer = 0;
         Call(message == WM_COMMAND ? ETell::User : ETell::Debugger,

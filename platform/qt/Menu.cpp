@@ -7,7 +7,10 @@
 #include "platform/qt/PanelsThread.h"
 #include "platform/qt/WindowHandle.h"
 
-CMenu::CMenu() : m_pMenu(new QMenu) {}
+CMenu::CMenu() : m_pMenu(new QMenu)
+{
+    m_pMenu->setLayoutDirection(Qt::LeftToRight);  // as the dialogs are
+}
 
 CMenu::~CMenu()
 {

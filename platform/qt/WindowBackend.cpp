@@ -77,6 +77,7 @@ QMessageBox* MakeBox(HWND owner, std::string_view text, std::string_view caption
     auto* const box = new QMessageBox(IconOf(type), FromUtf8(caption), FromUtf8(text), ButtonsOf(type),
                                       widget ? widget->window() : QApplication::activeWindow());
     if (widget) QObject::connect(widget, &QObject::destroyed, box, &QDialog::reject);
+    box->setLayoutDirection(Qt::LeftToRight);  // as the dialogs are
     box->setTextFormat(Qt::PlainText);
     for (QAbstractButton* button : box->buttons()) {
         const std::string shown = GetButtonText(AnswerOf(box->standardButton(button)));

@@ -564,6 +564,20 @@ TEST_F(LogonDlgTest, AddressOfASuccessIsThereAtTheNextStart)
     EXPECT_EQ(stored("HistoryCombo"), "1002");
 }
 
+// Who types another address at the next start replaces the one that was remembered.
+TEST_F(LogonDlgTest, RememberedAddressIsReplacedByTyping)
+{
+    Show();
+    Enter("1001");
+    Accept();
+    m_Dlg.reset();
+    Show();
+    ASSERT_EQ(Combo().currentText(), "1001");
+    m_Dlg->TakeFocus();
+    QTest::keyClicks(Combo().lineEdit(), "7");
+    EXPECT_EQ(Combo().currentText(), "7");
+}
+
 TEST_F(LogonDlgTest, AddressOfAnyLengthIsThereAtTheNextStart)
 {
     Show();

@@ -25,6 +25,21 @@ TEST_F(SideBarTest, OnlyWhatWasDrawnCanBeHit)
     EXPECT_EQ(m_Bar->HitTest({10, 10}).kind, COutlook2Ctrl::EHit::None);
 }
 
+TEST_F(SideBarTest, LooksTheSameInAHostThatRunsRightToLeft)
+{
+    Show();
+    m_Bar->setLayoutDirection(Qt::LeftToRight);  // as its panel has it
+    m_Bar->AddFolder("page 1", {});
+    m_Bar->AddItem(0, "4 lines");
+    m_Bar->AddSubItem(0, 0, "1 line", {}, ELineStyle::Fire, 1);
+    m_Bar->AddFolder("2 pages", {});
+    const QImage usual = m_Bar->grab().toImage();
+    QGuiApplication::setLayoutDirection(Qt::RightToLeft);
+    const QImage there = m_Bar->grab().toImage();
+    QGuiApplication::setLayoutDirection(Qt::LeftToRight);
+    EXPECT_EQ(there, usual);
+}
+
 TEST_F(SideBarTest, LineThatIsOnFiresOnlyWithAFiringStyle)
 {
     Show();

@@ -55,6 +55,17 @@ TEST_F(TreeDlgTest, IconsFollowTheStatus)
     EXPECT_EQ(Icon({0, 0, 1}), 2);
 }
 
+TEST_F(TreeDlgTest, LooksTheSameInAHostThatRunsRightToLeft)
+{
+    AddStation();
+    ShowDialog();
+    const QImage usual = m_Dlg->Widget()->grab().toImage();
+    QGuiApplication::setLayoutDirection(Qt::RightToLeft);
+    const QImage there = m_Dlg->Widget()->grab().toImage();
+    QGuiApplication::setLayoutDirection(Qt::LeftToRight);
+    EXPECT_EQ(there, usual);
+}
+
 TEST_F(TreeDlgTest, RefillColoursTheTree)
 {
     ShowDialog();

@@ -6,6 +6,7 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QDialog>
 #include <QGroupBox>
 #include <QLabel>
 #include <QLineEdit>
@@ -363,6 +364,35 @@ TEST_F(DialogTest, KeysAreDispatchedToTheControlsAndMousePassedOn)
     EXPECT_EQ(dialog.PreTranslateMessage(message), EPreTranslate::Dispatch);
     message.message = WM_LBUTTONDOWN;
     EXPECT_EQ(dialog.PreTranslateMessage(message), EPreTranslate::PassOn);
+}
+
+// Places and texts are made for it, whatever the host's application is.
+TEST_F(DialogTest, AllIsLeftToRightInAHostThatIsNot)
+{
+    QGuiApplication::setLayoutDirection(Qt::RightToLeft);
+    CTestDialog dialog;
+    ASSERT_TRUE(dialog.Create(&m_Parent));
+    EXPECT_EQ(m_Parent.layoutDirection(), Qt::RightToLeft) << "the host's own window stays";
+    EXPECT_EQ(dialog.Widget()->layoutDirection(), Qt::LeftToRight);
+    EXPECT_EQ(dialog.GetDlgItem(EDIT)->layoutDirection(), Qt::LeftToRight);
+    CTestDialog modal;
+    QTimer::singleShot(0, qApp, [&] {
+        EXPECT_EQ(modal.Widget()->layoutDirection(), Qt::LeftToRight);
+        modal.EndDialog(1);
+    });
+    modal.DoModal(&m_Parent);
+    const CMenu menu;
+    EXPECT_EQ(menu.Widget()->layoutDirection(), Qt::LeftToRight);
+    Qt::LayoutDirection ofBox = Qt::RightToLeft;
+    QTimer::singleShot(0, qApp, [&] {
+        auto* const box = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+        ASSERT_NE(box, nullptr);
+        ofBox = box->layoutDirection();
+        box->reject();
+    });
+    MessageBoxA(HWND::Null, "text", "caption", MB_OK);
+    EXPECT_EQ(ofBox, Qt::LeftToRight);
+    QGuiApplication::setLayoutDirection(Qt::LeftToRight);
 }
 
 TEST_F(DialogTest, AMenuEntryIsACommandOfItsOwner)

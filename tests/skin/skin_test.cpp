@@ -20,6 +20,7 @@
 #include <QTreeWidget>
 #include <QVBoxLayout>
 #include <fstream>
+#include <initializer_list>
 #include <string>
 
 #include "inc/OutputDebugString.h"
@@ -296,6 +297,25 @@ TEST_F(SkinTest, AMenuAndItsSubmenusAreSkinned)
     EXPECT_TRUE(HasColor(image, QColor(0x26, 0x29, 0x2E))) << "the menu's ground";
     menu.actions().at(0)->setChecked(true);
     EXPECT_NE(Shot(menu), image) << "the tick is seen";
+}
+
+TEST_F(SkinTest, TextsGoByTheirWidgetsDirectionNotByTheApplications)
+{
+    QWidget dialog;
+    dialog.setLayoutDirection(Qt::LeftToRight);
+    QPushButton button("4 pictures", &dialog);
+    ASSERT_TRUE(SkinDialog(&dialog, "DialogMain"));
+    QMenu menu;
+    menu.setLayoutDirection(Qt::LeftToRight);
+    menu.addAction("16 pictures\tF2");
+    ASSERT_TRUE(SkinPopupMenu(&menu));
+    for (QWidget* const widget : std::initializer_list<QWidget*>{&button, &menu}) {
+        const QImage usual = Shot(*widget);
+        QGuiApplication::setLayoutDirection(Qt::RightToLeft);
+        const QImage there = Shot(*widget);
+        QGuiApplication::setLayoutDirection(Qt::LeftToRight);
+        EXPECT_EQ(there, usual) << widget->metaObject()->className();
+    }
 }
 
 TEST_F(SkinTest, AToolTipOfASkinnedControlCanBeRead)
