@@ -96,7 +96,8 @@ void CRenderWnd::LeaveFullScreen()
     if (m_pSavedOuter != nullptr) {
         m_pSavedOuter->setWindowState(m_SavedState);
         const bool normal = (m_SavedState & (Qt::WindowMaximized | Qt::WindowFullScreen)) == 0;
-        if (normal && m_pSavedOuter->geometry() != m_SavedPlacement)
+        const bool docked = !m_pSavedOuter->isWindow();  // meanwhile: its new window places it
+        if (normal && !docked && m_pSavedOuter->geometry() != m_SavedPlacement)
             m_pSavedOuter->setGeometry(m_SavedPlacement);
     }
     m_Place.Put({m_Rect.left, m_Rect.top, m_Rect.right - m_Rect.left, m_Rect.bottom - m_Rect.top});

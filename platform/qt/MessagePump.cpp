@@ -162,12 +162,16 @@ bool CMessagePump::eventFilter(QObject* watched, QEvent* event)
     const QPointer<QWidget> targetStands(target);
     const QPointer<CMessagePump> pumpStands(this);  // the last control may go, and the platform with it
     const EPreTranslate result = known ? m_Asked.result : KeyEvent(*target, key);
+    const bool asks = event->type() == QEvent::ShortcutOverride;
+    // The press of a target that has gone is nobody else's.
+    if (asks && pumpStands)
+        m_Asked = {true, key.key(), key.modifiers(), key.timestamp(),
+                   targetStands ? result : EPreTranslate::Handled};
     if (!targetStands) {
         event->accept();
         return true;
     }
-    if (event->type() == QEvent::ShortcutOverride) {
-        if (pumpStands) m_Asked = {true, key.key(), key.modifiers(), key.timestamp(), result};
+    if (asks) {
         if (result == EPreTranslate::PassOn || (result == EPreTranslate::Dispatch && IsHostKey(key)))
             return false;
         event->accept();  // no accelerator of the host: the press itself follows

@@ -161,6 +161,21 @@ TEST_F(RenderWndTest, FullScreenPutsBackTheWindowThatItWasEnteredIn)
     }
 }
 
+TEST_F(RenderWndTest, FullScreenLeavesAWindowThatIsDockedByThenInItsPlace)
+{
+    QWidget main;
+    main.setGeometry(30, 40, 700, 600);
+    m_pParent->setGeometry(60, 70, 600, 500);
+    CRenderWnd& grid = Grid({4}, 3);
+    grid.SetLayout(0);
+    m_pParent->setParent(&main);
+    m_pParent->setGeometry(0, 20, 500, 400);
+    main.show();
+    grid.SetLayout(0);
+    EXPECT_EQ(m_pParent->geometry(), QRect(0, 20, 500, 400));
+    m_pParent->setParent(nullptr);
+}
+
 TEST_F(RenderWndTest, FullScreenGivesTheGridTheKeyboard)
 {
     m_pParent->setFocusPolicy(Qt::StrongFocus);

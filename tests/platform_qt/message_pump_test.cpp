@@ -248,15 +248,19 @@ TEST_F(MessagePump, AHookMayEndTheTargetAtEachMessage)
         target->setGeometry(60, 60, 30, 30);
         target->show();
         target->setFocus();
+        int downs = 0;
         const HHOOK hook = SetWindowsHookExA([&](int, WPARAM, MSG& message) -> LRESULT {
+            if (message.message == WM_KEYDOWN) ++downs;
             if (message.message == at && message.target == target.get()) target.reset();
             return 0;
         });
         QTest::keyClick(m_Outer.windowHandle(), Qt::Key_A);
         QTest::mouseClick(m_Outer.windowHandle(), Qt::LeftButton, {}, QPoint(70, 70));
         EXPECT_EQ(target, nullptr) << at;
+        EXPECT_EQ(downs, 1) << "nobody else gets a key that was the target's: " << at;
         UnhookWindowsHookEx(hook);
     }
+    EXPECT_EQ(m_Outer.m_iPresses, 3) << "those that a target which still stood has passed on";
 }
 
 TEST_F(MessagePump, AHookMayEndThePlatform)
