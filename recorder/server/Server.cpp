@@ -258,6 +258,7 @@ void Server::Run(ESignals signals, const std::function<void(const Server&)>& rea
 {
     m_Ready = ready;
     m_Started = Now();
+    if (m_Store) m_Store->Shrink();  // not earlier: a run that can't begin costs no record
     if (signals == ESignals::Heed) {
         m_Signals.add(SIGINT);
         m_Signals.add(SIGTERM);

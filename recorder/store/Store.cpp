@@ -85,6 +85,10 @@ void Store::Scan()
         m_NextId = record.name.id + 1;
         if (record.bytes == 0) Remove(record.name.id);
     }
+}
+
+void Store::Shrink()
+{
     MakeRoom(0);
 }
 
@@ -244,7 +248,8 @@ void Store::Begin(Track& track, const Item& item)
         throw;
     }
     track.id = m_NextId++;
-    track.begun = track.last = track.flushed = item.at;
+    track.begun = track.last = item.at;
+    track.flushed = item.at - FLUSH_EVERY;  // the first picture goes to the disk: the record can be read
     const std::lock_guard lock(m_Mutex);
     m_Records[name.id] = {name, track.writer->Bytes(), true};
 }

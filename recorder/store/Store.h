@@ -55,6 +55,9 @@ class Store
     Store(const Store&) = delete;
     Store& operator=(const Store&) = delete;
 
+    /// Removes the oldest records beyond what is allowed, as each picture does that is kept: for a start with a
+    /// smaller bound. Before the first picture.
+    void Shrink();
     /// Takes a picture of MPEG-4; others are ignored. Returns at once.
     void Keep(int channel, const std::shared_ptr<const Coded>& coded);
     void Keep(int channel, const std::shared_ptr<const Coded>& coded, Clock::time_point at);

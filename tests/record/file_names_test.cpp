@@ -2,12 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <ctime>
 #include <filesystem>
 #include <limits>
 
 #include "model/NodeModel.h"
 #include "model/settings/GlobalSetting.h"
 #include "tests/record/record_support.h"
+#include "tests/support/test_variable.h"
 
 namespace
 {
@@ -16,6 +18,19 @@ TEST(FormatTime, GivesTheLocalFormOfATime)
 {
     EXPECT_EQ(FormatTime(ExampleTime(), "%y-%m-%d-%H-%M-%S"), "13-01-15-08-30-05");
     EXPECT_EQ(FormatTime(ExampleTime(), "\\%y-%m-%d\\"), "\\13-01-15\\");
+}
+
+TEST(FormatTime, GoesByTheTimeZone)
+{
+    constexpr std::time_t MIDNIGHT = 1358208000;  // 2013-01-15 00:00:00 UTC
+    std::string text;
+    {
+        const CTestVariable zone("TZ", "EAST-12");
+        tzset();
+        text = FormatTime(MIDNIGHT, "%y-%m-%d-%H-%M-%S");
+    }
+    tzset();
+    EXPECT_EQ(text, "13-01-15-12-00-00");
 }
 
 TEST(FormatTime, IsEmptyWhereThereIsNothingToGive)

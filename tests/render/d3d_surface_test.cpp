@@ -410,6 +410,24 @@ TEST_F(D3DSurfaceTest, SnapshotIsABmpOfTheSurfaceWhateverItsName)
     EXPECT_EQ(word(26), 1U | 32U << 16);
     EXPECT_EQ(word(54), GreyPixel(90) | 0xFF000000) << "the bottom row comes first";
     EXPECT_EQ(word(bytes.size() - 4), GreyPixel(200) | 0xFF000000);
+
+    const CTestFrame next(WIDTH, HEIGHT, 120);
+    m_Render.DisplayClient(&next.m_Frame, surface, CELL);
+    EXPECT_EQ(m_Render.SaveSnapshot(m_Home.System("snapshot.jpg"), surface), 0);
+    const std::string again = m_Home.Read("snapshot.jpg").value_or("");
+    EXPECT_EQ(again.size(), bytes.size());
+    EXPECT_NE(again, bytes) << "a second one within its second takes the place of the first";
+}
+
+TEST_F(D3DSurfaceTest, SnapshotBeforeTheFirstPictureIsBlack)
+{
+    m_Render.Init(CELL);
+    CSurface* const surface = m_Render.CreateSurface(WIDTH, HEIGHT);
+    EXPECT_EQ(m_Render.SaveSnapshot(m_Home.System("snapshot.jpg"), surface), 0);
+    const std::string bytes = m_Home.Read("snapshot.jpg").value_or("");
+    ASSERT_EQ(bytes.size(), 54U + WIDTH * HEIGHT * 4U);
+    for (std::size_t i = 54; i < bytes.size(); i += 4)
+        ASSERT_EQ(bytes.substr(i, 4), std::string("\0\0\0\xFF", 4)) << i;
 }
 
 TEST_F(D3DSurfaceTest, SnapshotThatCantBeWrittenLeavesNoTrace)

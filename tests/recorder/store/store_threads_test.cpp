@@ -12,6 +12,7 @@
 #include <fstream>
 #include <functional>
 #include <random>
+#include <thread>
 #include <utility>
 
 #include "recorder/media/CodecStream.h"
@@ -222,9 +223,20 @@ TEST_F(StoreTest, WhatIsTooMuchAtTheStartGoes)
     ASSERT_THAT(before, SizeIs(4));
     StoreSetup setup = Setup();
     setup.maxBytes = before[2].bytes + before[3].bytes;
-    const Store store(setup);
+    Store store(setup);
+    EXPECT_THAT(store.Records(), SizeIs(4)) << "a recorder that can't begin costs no record";
+    store.Shrink();
     ASSERT_THAT(store.Records(), SizeIs(2));
     EXPECT_EQ(store.Records()[0].name.id, 3);
+}
+
+TEST_F(StoreTest, ARecordCanBeReadFromItsFirstPictureOn)
+{
+    Store store(Setup());
+    store.Keep(0, Group()[0], m_At);
+    while (store.Counts().pictures == 0)
+        std::this_thread::yield();
+    EXPECT_THAT(Read(store.PathOf(1)), SizeIs(1));
 }
 
 TEST_F(StoreTest, NumbersGoOnAfterARestart)

@@ -109,7 +109,9 @@ TEST_F(TcpLink, FailedConnectLeavesTheStatusOpenAndGivesTheCellBack)
     const auto device = MakeDevice();
     device->m_strNetAddress = "127.63.255.253";
     device->SetRenderWnd(TakeFreeCell());
+    const std::size_t sockets = OpenSockets();
     device->Open();
+    EXPECT_EQ(OpenSockets(), sockets);
     EXPECT_EQ(device->GetStatus(), STATUS_OPEN);
     EXPECT_EQ(device->GetRenderWnd(), HWND::Null);
     EXPECT_FALSE(IsCellUsed(static_cast<HWND>(71)));
