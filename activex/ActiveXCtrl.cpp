@@ -6,7 +6,6 @@
 #include <QPainter>
 #include <QWidget>
 #include <exception>
-#include <utility>
 
 #include "activex/ActiveXApp.h"
 #include "inc/LogLine.h"

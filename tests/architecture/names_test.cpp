@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <initializer_list>
 #include <map>
 #include <regex>
 #include <set>
@@ -44,6 +45,13 @@ Faults CheckLines(const std::vector<std::string>& folders, const LineCheck& chec
 // Those that the system's convention holds for; codec and recorder have their own.
 const std::vector<std::string> HOUSE = {"activex",  "common", "host",   "inc",    "model",
                                         "platform", "record", "remote", "render", "skin"};
+
+std::vector<std::string> HouseAnd(std::initializer_list<std::string> others)
+{
+    std::vector<std::string> folders = HOUSE;
+    folders.insert(folders.end(), others);
+    return folders;
+}
 
 // A member whose tag isn't that of its type. Fields that archives and records name are as those are.
 void CheckTag(const std::string& file, const std::string& line, Faults& faults)
@@ -90,9 +98,7 @@ void CheckEnumeration(const std::string& file, const std::string& line, Faults& 
 
 TEST(NamesTest, EnumerationsHaveOneForm)
 {
-    std::vector<std::string> folders = HOUSE;
-    folders.emplace_back("recorder");
-    EXPECT_THAT(CheckLines(folders, CheckEnumeration), IsEmpty());
+    EXPECT_THAT(CheckLines(HouseAnd({"recorder"}), CheckEnumeration), IsEmpty());
     Faults faults;
     CheckEnumeration("a.h", "enum EKind { One };", faults);
     CheckEnumeration("a.h", "enum class Kind { One };", faults);
@@ -132,9 +138,8 @@ void CheckTypeName(const std::string& file, const std::string& line, Faults& fau
 
 TEST(NamesTest, TypesAndParametersOfTemplatesAreNoConstants)
 {
-    std::vector<std::string> folders = HOUSE;
-    folders.insert(folders.end(), {"bench", "codec", "fuzz", "recorder", "tests"});
-    EXPECT_THAT(CheckLines(folders, CheckTypeName), IsEmpty());
+    EXPECT_THAT(CheckLines(HouseAnd({"bench", "codec", "fuzz", "recorder", "tests"}), CheckTypeName),
+                IsEmpty());
     Faults faults;
     CheckTypeName("a.h", "template <class T, typename WORK>", faults);
     CheckTypeName("a.h", "    using TIME = int;", faults);
@@ -161,9 +166,8 @@ void CheckUntagged(const std::string& file, const std::string& line, Faults& fau
 
 TEST(NamesTest, MembersOfClassesAloneBearATag)
 {
-    std::vector<std::string> folders = HOUSE;
-    folders.insert(folders.end(), {"bench", "codec", "fuzz", "recorder", "tests"});
-    EXPECT_THAT(CheckLines(folders, CheckUntagged), IsEmpty());
+    EXPECT_THAT(CheckLines(HouseAnd({"bench", "codec", "fuzz", "recorder", "tests"}), CheckUntagged),
+                IsEmpty());
     Faults faults;
     CheckUntagged("a.h", std::string("    int") + " iWidth;", faults);
     CheckUntagged("a.h", std::string("void Take(const Setup& setup, IPackets*") + " pPackets = nullptr);",
@@ -191,9 +195,8 @@ void CheckFileVariable(const std::string& file, const std::string& line, Faults&
 
 TEST(NamesTest, VariablesOfFilesAndThreadsSaySo)
 {
-    std::vector<std::string> folders = HOUSE;
-    folders.insert(folders.end(), {"bench", "codec", "fuzz", "recorder", "tests"});
-    EXPECT_THAT(CheckLines(folders, CheckFileVariable), IsEmpty());
+    EXPECT_THAT(CheckLines(HouseAnd({"bench", "codec", "fuzz", "recorder", "tests"}), CheckFileVariable),
+                IsEmpty());
     Faults faults;
     CheckFileVariable("a.cpp", "std::atomic<const Mask*> mask{nullptr};", faults);
     CheckFileVariable("a.cpp", "thread_local bool inside = false;", faults);
@@ -219,14 +222,12 @@ void CheckContract(const std::string& above, const std::string& file, const std:
 
 TEST(NamesTest, ContractsHaveOneForm)
 {
-    std::vector<std::string> folders = HOUSE;
-    folders.emplace_back("recorder");
     std::string above;
     const auto check = [&above](const std::string& file, const std::string& line, Faults& faults) {
         CheckContract(above, file, line, faults);
         above = line;
     };
-    EXPECT_THAT(CheckLines(folders, check), IsEmpty());
+    EXPECT_THAT(CheckLines(HouseAnd({"recorder"}), check), IsEmpty());
     Faults faults;
     CheckContract("// Nothing.", "a.h", "class CThing", faults);
     CheckContract("// Nothing.", "a.h", "std::optional<int> Find(int number);", faults);
@@ -289,10 +290,9 @@ TEST(NamesTest, LayoutRecordsAloneBearAnX)
 // By the class: the headers that declare it.
 TEST(NamesTest, NoTwoHeadersDeclareAClassOfOneName)
 {
-    std::vector<std::string> folders = HOUSE;
-    folders.insert(folders.end(), {"bench", "codec", "recorder", "tests"});
     std::map<std::string, std::set<std::string>> headers;
-    CheckLines(folders, [&headers](const std::string& file, const std::string& line, Faults&) {
+    CheckLines(HouseAnd({"bench", "codec", "recorder", "tests"}), [&headers](const std::string& file,
+                                                                             const std::string& line, Faults&) {
         static const std::regex declared(R"(^class (?:CAPABILITY\(\S+\) |SCOPED_CAPABILITY )?(\w+)[^;]*)");
         std::smatch match;
         if (file.ends_with(".h") && std::regex_match(line, match, declared)) headers[match[1]].insert(file);
@@ -340,9 +340,7 @@ void CheckMark(const std::string& file, const std::string& line, Faults& faults)
 
 TEST(NamesTest, SettledOdditiesHaveOneMark)
 {
-    std::vector<std::string> folders = HOUSE;
-    folders.insert(folders.end(), {"codec", "recorder", "tests"});
-    EXPECT_THAT(CheckLines(folders, CheckMark), IsEmpty());
+    EXPECT_THAT(CheckLines(HouseAnd({"codec", "recorder", "tests"}), CheckMark), IsEmpty());
     Faults faults;
     CheckMark("a.cpp", std::string("    /") + "/ Settled: two are one.", faults);
     CheckMark("a.cpp", "    // The language is settled once.", faults);
@@ -352,9 +350,7 @@ TEST(NamesTest, SettledOdditiesHaveOneMark)
 // By the key as it stands, or as a part of a test's name: "size-counts-header" is SizeCountsHeader there.
 TEST(NamesTest, EachSettledOddityHasItsTest)
 {
-    std::vector<std::string> folders = HOUSE;
-    folders.insert(folders.end(), {"codec", "recorder"});
-    std::set<std::string> untested = OddityKeys(folders);
+    std::set<std::string> untested = OddityKeys(HouseAnd({"codec", "recorder"}));
     EXPECT_GT(untested.size(), 10U);
     CheckLines({"tests"}, [&untested](const std::string&, const std::string& line, Faults&) {
         std::erase_if(untested, [&line](const std::string& key) {

@@ -76,6 +76,25 @@ class ServingWait : public testing::Test
         RunServing([&] { EXPECT_TRUE(Await([&] { return turns > 2; })) << "the panel's timer stands"; });
     }
 
+    /// The message box that stands in front; null when none does.
+    static QMessageBox* FrontBox()
+    {
+        auto* const box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        return box != nullptr && box->isVisible() ? box : nullptr;
+    }
+
+    /// Clicks by way of the window, as the window system has it, and counts that in `clicks`. A box that has
+    /// had `most` clicks goes: they are not served.
+    static void Answer(QMessageBox& box, QMessageBox::StandardButton with, int& clicks, int most)
+    {
+        if (++clicks > most) {
+            box.hide();
+            return;
+        }
+        QAbstractButton* const button = box.button(with);
+        QTest::mouseClick(box.windowHandle(), Qt::LeftButton, {}, button->mapTo(&box, button->rect().center()));
+    }
+
     QWidget m_Host;
     CPaintedPanel m_Panel;
     std::atomic<int> m_iMessages = 0;
@@ -163,15 +182,7 @@ TEST_F(ServingWait, MessageBoxThatAnotherThreadAsksForCanBeAnswered)
     int clicks = 0;
     QTimer timer(&m_Panel);
     QObject::connect(&timer, &QTimer::timeout, &m_Panel, [&] {
-        auto* const box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-        if (box == nullptr || !box->isVisible()) return;
-        if (++clicks > 3) {
-            box->hide();  // the clicks are not served
-            return;
-        }
-        QAbstractButton* const button = box->button(QMessageBox::No);
-        // As the window system has it, by way of the window.
-        QTest::mouseClick(box->windowHandle(), Qt::LeftButton, {}, button->mapTo(box, button->rect().center()));
+        if (QMessageBox* const box = FrontBox()) Answer(*box, QMessageBox::No, clicks, 3);
     });
     timer.start(20);
     std::int32_t answer = 0;
@@ -197,17 +208,12 @@ TEST_F(ServingWait, BoxesOfTwoThreadsAreAnsweredOneAfterTheOtherAndNothingElseIs
     int clicks = 0;
     QTimer timer(&m_Panel);
     QObject::connect(&timer, &QTimer::timeout, &m_Panel, [&] {
-        auto* const box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-        if (box == nullptr || !box->isVisible()) return;
+        QMessageBox* const box = FrontBox();
+        if (box == nullptr) return;
         most = std::max(most, CountBoxes());
         if (most < 2) return;  // the other one comes over it
         QTest::mouseClick(&button, Qt::LeftButton);
-        if (++clicks > 4) {
-            box->hide();  // the clicks are not served
-            return;
-        }
-        QAbstractButton* const yes = box->button(QMessageBox::Yes);
-        QTest::mouseClick(box->windowHandle(), Qt::LeftButton, {}, yes->mapTo(box, yes->rect().center()));
+        Answer(*box, QMessageBox::Yes, clicks, 4);
     });
     timer.start(20);
     std::array<std::int32_t, 2> answers{};
@@ -269,15 +275,10 @@ TEST_F(ServingWait, DialogThatAQueuedCallOfTheHostRunsCanBeAnswered)
     int clicks = 0;
     QTimer timer(&m_Panel);
     QObject::connect(&timer, &QTimer::timeout, &m_Panel, [&] {
-        auto* const box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-        if (box == nullptr || !box->isVisible()) return;
+        QMessageBox* const box = FrontBox();
+        if (box == nullptr) return;
         QTest::mouseClick(&button, Qt::LeftButton);
-        if (++clicks > 3) {
-            box->hide();  // the clicks are not served
-            return;
-        }
-        QAbstractButton* const yes = box->button(QMessageBox::Yes);
-        QTest::mouseClick(box->windowHandle(), Qt::LeftButton, {}, yes->mapTo(box, yes->rect().center()));
+        Answer(*box, QMessageBox::Yes, clicks, 3);
     });
     timer.start(20);
     RunServing([&] { EXPECT_TRUE(Await([&] { return answered.load(); })); });
