@@ -222,9 +222,9 @@ void Channel::CPackets::OnPacket(const AVPacket& packet)
         m_Channel.m_Gate.Rest();
         return;
     }
-    const h264::Checked checked = m_Check->Check(packet);
-    if (m_Channel.m_Gate.Take(checked, m_Channel.m_Setup.stream.checksum, Clock::now()))
-        SaySource(m_Channel.m_Channel, m_Channel.m_Setup.source, "H.264 is re-encoded: " + checked.why);
+    const std::string why =
+        m_Channel.m_Gate.Take(m_Check->Check(packet), m_Channel.m_Setup.stream.checksum, Clock::now());
+    if (!why.empty()) SaySource(m_Channel.m_Channel, m_Channel.m_Setup.source, "H.264 is re-encoded: " + why);
 }
 
 // A channel that can't go on says so and ends; the others do not notice.

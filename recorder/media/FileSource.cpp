@@ -31,7 +31,8 @@ void FileSource::Read(int64_t pictureNumber, Picture& picture)
         if (!m_Input && pictureNumber >= m_RetryAt) Open(pictureNumber);
         if (m_Input && m_OpenedAt < 0) m_OpenedAt = pictureNumber;
         const bool skipped = pictureNumber > m_Latest + 1;
-        if (m_Input) Advance(static_cast<double>(pictureNumber - m_OpenedAt) / m_Setup.rate, skipped);
+        if (m_Input)
+            Advance(static_cast<double>(pictureNumber - m_OpenedAt) / m_Setup.rate, skipped || m_Behind);
     } catch (const std::exception& e) {
         Fail(pictureNumber, e.what());
     }
@@ -47,6 +48,7 @@ void FileSource::Open(int64_t picture)
     m_Input = std::make_unique<AvInput>(m_Spec, [this] { return m_Stop.load(std::memory_order_relaxed); });
     m_Times = PictureTimes(1.0 / m_Setup.rate);
     m_OpenedAt = picture;
+    m_Behind.reset();
     Next();
 }
 
@@ -61,15 +63,22 @@ void FileSource::Fail(int64_t picture, const std::string& why)
 void FileSource::Advance(double seconds, bool catchesUp)
 {
     // A long time unwatched isn't made up for, nor are pictures that come slower than their times say, as out
-    // of a pipe, or of a film that is too much for this machine: the source goes on from where it is.
+    // of a pipe, or of a film that is too much for this machine: the source goes on from where it is. Who comes
+    // nearer from picture to picture, as a pipe after a pause, is given the time.
     constexpr double MOST_LATE = 2;
     using Clock = std::chrono::steady_clock;
     const double interval = 1.0 / m_Setup.rate;
     const std::chrono::duration<double> mostCatchingUp(std::max(0.1, interval));
     const auto until = Clock::now() + std::chrono::duration_cast<Clock::duration>(mostCatchingUp);
+    const std::optional<double> before = std::exchange(m_Behind, {});
     while (m_Times.Latest() + interval / 2 < seconds) {
         const double late = seconds - m_Times.Latest();
-        if (late > MOST_LATE || (catchesUp && Clock::now() >= until)) {
+        const bool inTime = !catchesUp || Clock::now() < until;
+        if (!inTime && late <= MOST_LATE && (!before || late <= *before - interval)) {
+            m_Behind = late;
+            break;
+        }
+        if (!inTime || late > MOST_LATE) {
             m_OpenedAt += static_cast<int64_t>(late * m_Setup.rate);
             seconds = m_Times.Latest();
             break;

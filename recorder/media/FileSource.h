@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 
 #include "recorder/media/AvInput.h"
 #include "recorder/media/PictureFit.h"
@@ -44,7 +45,8 @@ class FileSource : public ISource
     PictureTimes m_Times;     // since the source was opened
     int64_t m_OpenedAt = -1;  // picture number of the first that was shown; -1 before
     int64_t m_RetryAt = 0;
-    int64_t m_Latest = -1;  // that was asked for
+    int64_t m_Latest = -1;           // that was asked for
+    std::optional<double> m_Behind;  // seconds left to make up for
     std::string m_Notice;
 };
 

@@ -55,25 +55,55 @@ void PassGate::Opened()
 {
     const std::lock_guard lock(m_Mutex);
     m_State.why.clear();
+    m_Waits.clear();
+    m_Whole = false;
     m_AwaitsKey = true;
     m_Behind = false;
 }
 
-bool PassGate::Take(const h264::Checked& checked, EChecksum checksum, Clock::time_point now)
+std::string PassGate::Say(const std::string& why)
+{
+    return std::exchange(m_Said, why) != why ? why : std::string();
+}
+
+std::string PassGate::Await(const std::string& what, Clock::time_point now)
+{
+    ++m_State.damaged;
+    m_AwaitsKey = true;
+    m_Behind = false;
+    if (m_Waits.empty()) m_WaitsSince = now;
+    m_Waits = what;
+    if (std::exchange(m_Whole, false)) {
+        const auto before = std::exchange(m_Broke, now);
+        m_Lossy = m_Lossy || (before && now - *before < LOSSY_WITHIN);
+    }
+    if (m_Lossy) {
+        // From IDR picture to the next break clients would see a part of the pictures only.
+        m_State.passing = false;
+        return Say(LOSSY);
+    }
+    // Before, the next picture may well be the IDR one.
+    return now - m_WaitsSince >= STALE_AFTER ? Say(what) : std::string();
+}
+
+std::string PassGate::Take(const h264::Checked& checked, EChecksum checksum, Clock::time_point now)
 {
     using EResult = h264::Checked::EResult;
     const std::lock_guard lock(m_Mutex);
-    if (!m_State.why.empty()) return false;
+    if (!m_State.why.empty()) return {};
     if (checked.result == EResult::Outside) {
         m_State.passing = false;
         m_State.why = checked.why;
-        return std::exchange(m_Said, checked.why) != checked.why;
+        return Say(checked.why);
     }
-    if (checked.result == EResult::Damaged) m_AwaitsKey = true;
-    if (checked.result != EResult::Passes) return false;
+    if (checked.result == EResult::Damaged) return Await(checked.why, now);
+    m_Whole = true;
+    m_Waits.clear();
+    if (m_Lossy && now - *m_Broke < LOSSY_WITHIN) return {};
+    m_Lossy = false;
     if ((m_AwaitsKey || !m_State.passing) && !checked.key) {
         if (m_Behind) ++m_State.leftOut;
-        return false;
+        return {};
     }
     auto coded = std::make_shared<Coded>();
     coded->codec = ECodec::H264;
@@ -85,13 +115,15 @@ bool PassGate::Take(const h264::Checked& checked, EChecksum checksum, Clock::tim
     m_Latest = now;
     m_Behind = m_AwaitsKey = !m_Deliver(std::move(coded));
     ++(m_Behind ? m_State.leftOut : m_State.passed);
-    return false;
+    return {};
 }
 
 void PassGate::Rest()
 {
     const std::lock_guard lock(m_Mutex);
     m_State.passing = false;
+    m_Waits.clear();
+    m_Whole = false;
     m_AwaitsKey = true;
     m_Behind = false;
 }
@@ -117,7 +149,9 @@ bool PassGate::Send(std::shared_ptr<const Coded> coded)
 PassState PassGate::State() const
 {
     const std::lock_guard lock(m_Mutex);
-    return m_State;
+    PassState state = m_State;
+    if (!state.passing && state.why.empty()) state.why = m_Lossy ? LOSSY : m_Waits;
+    return state;
 }
 
 }  // namespace recorder

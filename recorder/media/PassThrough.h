@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 
 #include "recorder/h264/AnnexB.h"
@@ -36,27 +37,33 @@ struct PassState {
     bool passing = false;
     uint64_t passed = 0;   // pictures that were taken
     uint64_t leftOut = 0;  // of those that could pass, since the network's thread was late
-    std::string why;       // what the source has that keeps it from passing
+    uint64_t damaged = 0;  // that can't be read, and those behind them up to the next IDR picture
+    std::string why;       // what keeps the source from passing: what it has, or what it lacks; else empty
 };
 
 /// Lets through either what a camera sends or what was re-encoded, and changes from one to the other at a key
-/// picture only. A camera whose pictures stay out for a while, or go beyond what clients read, is re-encoded;
-/// the former passes again from its next IDR picture on, the latter when it was reopened. From any thread.
+/// picture only. A camera whose pictures stay out for a while, break off again and again, or go beyond what
+/// clients read, is re-encoded; the first passes again from its next IDR picture on, the second once it was
+/// whole for a while, the third when it was reopened. From any thread.
 class PassGate
 {
   public:
     using Clock = std::chrono::steady_clock;
     static constexpr std::chrono::milliseconds STALE_AFTER{2'000};
+    /// Two breaks within this time make a camera a lossy one, until it was whole for as long.
+    static constexpr std::chrono::milliseconds LOSSY_WITHIN{10'000};
+    static constexpr const char* LOSSY = "packets of it are lost again and again";
     /// False when the picture wasn't taken: nothing follows before the next key picture. Called with the gate
     /// locked.
     using Deliver = std::function<bool(std::shared_ptr<const Coded>)>;
 
     explicit PassGate(Deliver deliver) : m_Deliver(std::move(deliver)) {}
 
-    /// From the source: opened, and a picture of it that was looked at. True when by the latter the source
-    /// turns out not to pass, for another reason than before.
+    /// From the source: opened, and a picture of it that was looked at. By the latter it may turn out that the
+    /// source is to be re-encoded: the reason, when it is another one than before; else empty. So is one that
+    /// had no picture that could be read for STALE_AFTER.
     void Opened();
-    bool Take(const h264::Checked& checked, EChecksum checksum, Clock::time_point now);
+    std::string Take(const h264::Checked& checked, EChecksum checksum, Clock::time_point now);
     /// Nobody watches: the next client begins with what is re-encoded.
     void Rest();
 
@@ -69,6 +76,10 @@ class PassGate
     PassState State() const;
 
   private:
+    // Both locked.
+    std::string Say(const std::string& why);
+    std::string Await(const std::string& what, Clock::time_point now);
+
     Deliver m_Deliver;
     mutable std::mutex m_Mutex;
     PassState m_State;        // guarded
@@ -76,7 +87,13 @@ class PassGate
     bool m_AwaitsKey = true;  // guarded; of the camera's own
     bool m_Behind = false;    // guarded; it does since one wasn't taken
     bool m_Parted = false;  // guarded; clients didn't see the latest that was re-encoded, or not as the latest
-    Clock::time_point m_Latest;  // guarded; passed
+    Clock::time_point m_Latest;        // guarded; passed
+    std::string m_Waits;               // guarded; why the latest can't be read, since one could
+    Clock::time_point m_WaitsSince{};  // guarded
+    bool m_Whole = false;              // guarded; the latest could be read
+    bool m_Lossy = false;              // guarded
+    std::optional<Clock::time_point>
+        m_Broke;  // guarded; when the latest couldn't be read, behind one that could
 };
 
 }  // namespace recorder

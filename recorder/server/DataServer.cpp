@@ -217,7 +217,7 @@ class DataServer::Viewer : public std::enable_shared_from_this<Viewer>
     // system lets a write go on only when a good part of its buffer is free.
     bool TakesNothing(TimeUs now)
     {
-        if (m_Queue.empty()) return false;
+        if (m_Queue.empty() || m_Pauses) return false;
         int unacknowledged = 0;  // bytes in the system's buffer
         ioctl(m_Socket.native_handle(), SIOCOUTQ, &unacknowledged);
         if (std::exchange(m_Unacknowledged, unacknowledged) != unacknowledged) m_Taken = now;
@@ -310,6 +310,8 @@ class DataServer::Viewer : public std::enable_shared_from_this<Viewer>
     // One byte, then a pause.
     void Trickle()
     {
+        m_Pauses = false;
+        m_Taken = Now();
         const Item& item = m_Queue.front();
         const uint8_t& byte = m_Trickled < item.own.size() ? item.own[m_Trickled]
                                                            : item.coded->bytes[m_Trickled - item.own.size()];
@@ -320,7 +322,7 @@ class DataServer::Viewer : public std::enable_shared_from_this<Viewer>
                     self->OnWritten(error);
                     return;
                 }
-                self->m_Taken = Now();
+                self->m_Pauses = true;
                 self->m_Timer.expires_after(
                     std::chrono::milliseconds(self->m_Server->m_Setup.faults.trickleMs));
                 self->m_Timer.async_wait([self](asio::error_code ended) {
@@ -361,6 +363,7 @@ class DataServer::Viewer : public std::enable_shared_from_this<Viewer>
     bool m_WaitsForKey = true;
     bool m_Behind = false;  // it waits for the key picture since one was left out
     bool m_Writing = false;
+    bool m_Pauses = false;     // between two bytes of a trickle
     std::deque<Item> m_Queue;  // the first is being written
     size_t m_Queued = 0;
     size_t m_Trickled = 0;  // of the first

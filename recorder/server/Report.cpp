@@ -144,6 +144,7 @@ json MakeReport(const ReportInput& input)
                                  {"skipped", h264.skipped},
                                  {"left out", h264.leftOut + input.channels[i].pass.leftOut},
                                  {"passed", input.channels[i].pass.passed},
+                                 {"damaged", input.channels[i].pass.damaged},
                                  {"re-encoded since", input.channels[i].pass.why}}},
                                {"sent", SentEntry(of, direct[static_cast<int>(i)])}});
     }

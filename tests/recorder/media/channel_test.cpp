@@ -309,14 +309,15 @@ TEST(SourceTest, AFilmThatCanNotBeDecodedIsNotReadToItsEnd)
     EXPECT_THAT(WhatOpeningSays(folder.Path("cut.avi")), testing::Not(testing::HasSubstr("can't decode")));
 }
 
-// Each picture is brighter by 4 than the one before, and comes when it says at a quarter of the speed.
+// Each picture is brighter by 4 than the one before, and comes when it says at a quarter of the speed, or
+// another.
 class SlowSourceTest : public testing::Test
 {
   protected:
-    void Open(int rate)
+    void Open(int rate, const std::string& speed = "0.25")
     {
         const std::string spec = "lavfi:color=s=64x48:r=" + std::to_string(rate) +
-                                 ",geq=lum=24+N*4:cb=128:cr=128,realtime=speed=0.25";
+                                 ",geq=lum=24+N*4:cb=128:cr=128,realtime=speed=" + speed;
         m_pSource = MakeSource(spec, DefaultSetup().scene, 0, NEVER_STOP);
     }
     int MiddleAt(int number)
@@ -339,6 +340,17 @@ TEST_F(SlowSourceTest, WhoIsLateIsShownWhatComes)
     for (int number = 46; number < 49; ++number)
         MiddleAt(number);
     EXPECT_GT(MiddleAt(49), late) << "and none is waited for anew";
+}
+
+// As a pipe whose writer had a pause, and makes up for it.
+TEST_F(SlowSourceTest, WhoComesNearerMakesUpForAllThatIsDue)
+{
+    Open(25, "4");
+    MiddleAt(0);
+    int shown = 0;
+    for (int number = 30; number < 52; ++number)
+        shown = MiddleAt(number);
+    EXPECT_NEAR(shown, 24 + 4 * 51, 6);
 }
 
 // As for a loop that is made in advance.

@@ -5,6 +5,7 @@
 
 #include <asio.hpp>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 #include "recorder/h264/AnnexB.h"
 #include "recorder/media/PassThrough.h"
@@ -33,10 +34,13 @@ class H264Camera
     H264Camera& operator=(const H264Camera&) = delete;
 
     std::string Url() const { return "tcp://127.0.0.1:" + std::to_string(m_Acceptor.local_endpoint().port()); }
+    // From now on one picture of each round is lost on its way.
+    void Lose(size_t index) { m_Lost = index; }
     // Sends the next picture to the reader, when there is one.
     void SendNext()
     {
         if (!m_Output && !Begin()) return;
+        if (m_Next % m_Stream.size() == m_Lost) ++m_Next;
         const auto& unit = m_Stream[m_Next % m_Stream.size()];
         const AvPacket packet(av_packet_alloc());
         CheckAv(av_new_packet(packet.get(), static_cast<int>(unit.size())), "send");
@@ -104,6 +108,7 @@ class H264Camera
     asio::ip::tcp::socket m_Socket;
     AVFormatContext* m_Output = nullptr;  // null until the output is read
     size_t m_Next = 0;
+    std::optional<size_t> m_Lost;
 };
 
 std::vector<uint8_t> SliceOf(const std::vector<uint8_t>& accessUnit)
@@ -180,7 +185,37 @@ TEST(PassThroughTest, ACameraThatGoesBeyondIsCodedAnewAndTheReportTellsWhy)
     const auto report = running.End();
     EXPECT_EQ(report["channels"][0]["h264"]["passed"], 0);
     EXPECT_THAT(report["channels"][0]["h264"]["re-encoded since"], "it uses the 8x8 transform");
+    EXPECT_EQ(report["channels"][0]["h264"]["damaged"], 0);
     EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("re-encoded: it uses the 8x8 transform"));
+}
+
+TEST(PassThroughTest, ACameraThatLosesPicturesIsCodedAnewAndTheReportTellsWhy)
+{
+    const AccessUnits stream = EncodeH264("annexb=1", 10);
+    H264Camera camera(stream);
+    const std::string url = camera.Url();
+    testing::internal::CaptureStderr();
+    CRunning running(ArgumentsFor(url));
+    CConnection client(running.GetServer().DataAt());
+    client.Ask(3, 0);
+    client.Receive(STREAM_REPLY_BYTES);
+    int passed = 0;
+    bool before = false;
+    for (int i = 0; i < 1000 && (before || passed < 10); ++i) {
+        const auto frame = client.NextFrame();
+        ASSERT_TRUE(frame);
+        const auto own = [&](const auto& unit) { return SliceOf(unit) == SliceOf(frame->payload); };
+        before = std::any_of(stream.begin(), stream.end(), own);
+        passed += before ? 1 : 0;
+        if (passed == 10) camera.Lose(3);
+        camera.SendNext();
+    }
+    EXPECT_FALSE(before) << "the others are coded here";
+    const auto h264 = running.End()["channels"][0]["h264"];
+    EXPECT_GT(h264["damaged"], 0);
+    EXPECT_EQ(h264["re-encoded since"], PassGate::LOSSY);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                HasSubstr(std::string("re-encoded: ") + PassGate::LOSSY));
 }
 
 class PassGateTest : public testing::Test
@@ -195,8 +230,15 @@ class PassGateTest : public testing::Test
         return checked;
     }
     void Take(bool key) { m_Gate.Take(Picture(key), EChecksum::None, m_Now); }
+    std::string Damage()
+    {
+        h264::Checked damaged;
+        damaged.why = UNREAD;
+        return m_Gate.Take(damaged, EChecksum::None, m_Now);
+    }
     void Send() { m_Gate.Send(std::make_shared<Coded>()); }
 
+    static constexpr const char* UNREAD = "no IDR picture came yet";
     std::string m_Seen;  // K and P of the camera, o of others
     bool m_Takes = true;
     PassGate m_Gate{[this](const std::shared_ptr<const Coded>& coded) {
@@ -261,8 +303,8 @@ TEST_F(PassGateTest, WhatGoesBeyondStaysOutUntilTheCameraIsOpenedAnew)
     h264::Checked outside;
     outside.result = h264::Checked::EResult::Outside;
     outside.why = "it has B pictures";
-    EXPECT_TRUE(m_Gate.Take(outside, EChecksum::None, m_Now));
-    EXPECT_FALSE(m_Gate.Take(outside, EChecksum::None, m_Now)) << "told once";
+    EXPECT_EQ(m_Gate.Take(outside, EChecksum::None, m_Now), outside.why);
+    EXPECT_EQ(m_Gate.Take(outside, EChecksum::None, m_Now), "") << "told once";
     EXPECT_EQ(m_Gate.Turn(m_Now), PassGate::ETurn::Restart);
     Take(true);
     EXPECT_EQ(m_Gate.State().why, "it has B pictures");
@@ -277,17 +319,90 @@ TEST_F(PassGateTest, AReasonIsToldOnceHoweverOftenTheCameraIsOpened)
     h264::Checked outside;
     outside.result = h264::Checked::EResult::Outside;
     outside.why = "it has B pictures";
-    EXPECT_TRUE(m_Gate.Take(outside, EChecksum::None, m_Now));
+    const auto take = [&] { return m_Gate.Take(outside, EChecksum::None, m_Now); };
+    EXPECT_EQ(take(), outside.why);
     m_Gate.Opened();
-    EXPECT_FALSE(m_Gate.Take(outside, EChecksum::None, m_Now)) << "as before";
-    EXPECT_EQ(m_Gate.State().why, "it has B pictures");
+    EXPECT_EQ(take(), "") << "as before";
+    EXPECT_EQ(m_Gate.State().why, outside.why);
     m_Gate.Opened();
     outside.why = "it uses the 8x8 transform";
-    EXPECT_TRUE(m_Gate.Take(outside, EChecksum::None, m_Now)) << "another one";
+    EXPECT_EQ(take(), outside.why) << "another one";
     m_Gate.Opened();
     Take(true);
     m_Gate.Opened();
-    EXPECT_TRUE(m_Gate.Take(outside, EChecksum::None, m_Now)) << "it passed meanwhile";
+    EXPECT_EQ(take(), outside.why) << "it passed meanwhile";
+}
+
+TEST_F(PassGateTest, WhatCanNotBeReadIsCountedAndItsReasonTold)
+{
+    EXPECT_EQ(Damage(), "") << "the next one may be it";
+    EXPECT_EQ(m_Gate.State().why, UNREAD);
+    m_Now += PassGate::STALE_AFTER;
+    EXPECT_EQ(Damage(), UNREAD);
+    EXPECT_EQ(Damage(), "") << "told once";
+    EXPECT_EQ(m_Gate.State().damaged, 3U);
+    Take(true);
+    EXPECT_EQ(Damage(), "") << "one passed meanwhile";
+    EXPECT_EQ(m_Gate.State().why, "") << "what comes from the camera is still the latest";
+    m_Now += PassGate::STALE_AFTER;
+    m_Gate.Turn(m_Now);
+    EXPECT_EQ(m_Gate.State().why, UNREAD);
+    EXPECT_EQ(Damage(), UNREAD) << "again";
+    m_Gate.Rest();
+    EXPECT_EQ(m_Gate.State().why, "") << "nobody looks";
+    m_Now += PassGate::STALE_AFTER;
+    EXPECT_EQ(Damage(), "") << "it begins anew";
+    m_Gate.Opened();
+    EXPECT_EQ(m_Gate.State().why, "");
+    EXPECT_EQ(m_Gate.State().damaged, 6U);
+}
+
+// From each IDR picture to the next break clients would see a part of the pictures, and never a whole second.
+TEST_F(PassGateTest, ACameraThatLosesPicturesAgainAndAgainIsCodedAnewUntilItIsWhole)
+{
+    Take(true);
+    EXPECT_EQ(Damage(), "");
+    m_Now += 1s;
+    EXPECT_EQ(Damage(), "") << "the same break";
+    EXPECT_EQ(m_Gate.Turn(m_Now), PassGate::ETurn::Leave);
+    Take(true);
+    m_Now += PassGate::LOSSY_WITHIN - 1ms - 1s;
+    EXPECT_EQ(Damage(), PassGate::LOSSY);
+    EXPECT_EQ(m_Gate.Turn(m_Now), PassGate::ETurn::Restart);
+    EXPECT_EQ(m_Gate.State().why, PassGate::LOSSY);
+    Take(true);
+    Take(false);
+    EXPECT_EQ(Damage(), "") << "told once";
+    m_Now += PassGate::LOSSY_WITHIN - 1ms;
+    Take(true);
+    Send();
+    EXPECT_EQ(m_Seen, "KKo") << "it has to be whole for a while";
+    m_Now += 1ms;
+    Take(false);
+    Take(true);
+    Take(false);
+    EXPECT_EQ(m_Seen, "KKoKP");
+    EXPECT_EQ(m_Gate.State().why, "");
+    EXPECT_EQ(m_Gate.State().leftOut, 0U);
+    EXPECT_EQ(Damage(), "") << "once in a while costs what follows up to the next IDR picture only";
+    Take(true);
+    EXPECT_EQ(m_Seen, "KKoKPK");
+}
+
+// Whoever begins to watch does so between two key pictures, however often.
+TEST_F(PassGateTest, APictureInTheMiddleIsNoBreakForWhoBeginsToWatch)
+{
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(Damage(), "");
+        Take(true);
+        m_Gate.Rest();
+    }
+    EXPECT_EQ(Damage(), "");
+    Take(true);
+    m_Gate.Opened();
+    EXPECT_EQ(Damage(), "");
+    Take(true);
+    EXPECT_EQ(m_Seen, "KKKKK");
 }
 
 TEST_F(PassGateTest, ChecksumsArePutOntoWhatPasses)

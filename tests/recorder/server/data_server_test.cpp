@@ -256,10 +256,11 @@ class LateClientTest : public DataServerTest
   protected:
     static constexpr TimeUs DROP_AFTER = 250 * MILLISECOND;
 
-    LateClientTest() : DataServerTest(LateSetup(), 4096) {}
-    DataServer::Setup LateSetup()
+    explicit LateClientTest(int trickleMs = 0) : DataServerTest(LateSetup(trickleMs), 4096) {}
+    DataServer::Setup LateSetup(int trickleMs)
     {
         DataServer::Setup setup = ServerSetup();
+        setup.faults.trickleMs = trickleMs;
         setup.dropAfter = DROP_AFTER;
         setup.pathOfRecord = [this](int) { return m_Folder.Path("record.mkv"); };
         return setup;
@@ -342,6 +343,26 @@ TEST_F(LateClientTest, OneThatTakesALittleOfARecordAllTheTimeStays)
     }
     EXPECT_FALSE(IsEnding());
     EXPECT_LT(Only().pictures, 100U) << "the record was not long enough";
+}
+
+// The recorder's own pauses are none of the client's.
+class TrickleTest : public LateClientTest
+{
+  protected:
+    TrickleTest() : LateClientTest(4 * static_cast<int>(DROP_AFTER / MILLISECOND)) {}
+};
+
+TEST_F(TrickleTest, OneThatTakesEachByteStaysThroughThePausesBetween)
+{
+    ASSERT_TRUE(Watch());
+    size_t taken = 0;
+    EXPECT_TRUE(RunUntil([&] {
+        Picture(1, true);
+        char byte = 0;
+        if (recv(m_Client.native_handle(), &byte, 1, MSG_DONTWAIT) == 1) ++taken;
+        return taken == 3 || !IsWatching();
+    }));
+    EXPECT_EQ(taken, 3U);
 }
 
 }  // namespace

@@ -166,6 +166,18 @@ TEST_F(Framing, PeerThatClosesBeforeTheBodyGivesTheSecondText)
     EXPECT_EQ(m_strTold, "recv return 0 =======================333=============================");
 }
 
+TEST_F(Framing, ReadThatFailsTellsItsResult)
+{
+    const timeval soon{0, 1000};
+    setsockopt(m_Sockets.m_hOurs, SOL_SOCKET, SO_RCVTIMEO, &soon, sizeof soon);
+    EXPECT_EQ(Receive(), 0);
+    EXPECT_EQ(m_strTold, "recv return -1 ========================1111===========================");
+    m_strTold.clear();
+    m_Sockets.PeerSends(Length(9) + "dro");
+    EXPECT_EQ(Receive(), 0);
+    EXPECT_EQ(m_strTold, "recv return -1 =======================333=============================");
+}
+
 TEST_F(Framing, FrameOfNoLengthSendsNothing)
 {
     for (const std::int32_t length : {0, -1, -2147483647 - 1}) {
