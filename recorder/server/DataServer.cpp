@@ -96,10 +96,7 @@ class DataServer::Viewer : public std::enable_shared_from_this<Viewer>
         DataServer* const server = std::exchange(m_Server, nullptr);
         if (server == nullptr) return;
         if (m_Streams) server->m_Channels.Watch(m_Counts.channel, m_Counts.codec, -1);
-        if (m_Streams || m_Counts.record >= 0) {
-            if (server->m_Former.size() == MAX_FORMER_CLIENTS) server->m_Former.erase(server->m_Former.begin());
-            server->m_Former.push_back(m_Counts);
-        }
+        if (m_Streams || m_Counts.record >= 0) server->Remember(m_Counts);
         server->m_Viewers.erase(shared_from_this());
     }
 
@@ -433,6 +430,30 @@ std::vector<DataServer::ClientCounts> DataServer::Clients() const
     for (const auto& viewer : m_Viewers)
         if (viewer->Counts().channel >= 0 || viewer->Counts().record >= 0) all.push_back(viewer->Counts());
     return all;
+}
+
+std::map<int, DataServer::Sent> DataServer::AllSent() const
+{
+    std::map<int, Sent> all = m_Earlier;
+    for (const ClientCounts& client : Clients())
+        all[client.channel].Add(client);
+    return all;
+}
+
+void DataServer::Remember(const ClientCounts& client)
+{
+    if (m_Former.size() == MAX_FORMER_CLIENTS) {
+        m_Earlier[m_Former.front().channel].Add(m_Former.front());
+        m_Former.erase(m_Former.begin());
+    }
+    m_Former.push_back(client);
+}
+
+void DataServer::Sent::Add(const ClientCounts& client)
+{
+    pictures += client.pictures;
+    bytes += client.bytes;
+    dropped += client.dropped;
 }
 
 bool DataServer::Happens(double percent)

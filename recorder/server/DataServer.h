@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <random>
 #include <set>
@@ -72,6 +73,13 @@ class DataServer
         uint64_t bytes = 0;     // of these
         uint64_t dropped = 0;   // left out because the client was too far behind
     };
+    struct Sent {
+        uint64_t pictures = 0;
+        uint64_t bytes = 0;
+        uint64_t dropped = 0;
+
+        void Add(const ClientCounts& client);
+    };
     static constexpr size_t MAX_FORMER_CLIENTS = 256;  // kept for the report
 
     /// Throws asio::system_error when the port is taken.
@@ -89,10 +97,13 @@ class DataServer
     const Counters& Counts() const { return m_Counts; }
     /// Present ones and the latest of those that left.
     std::vector<ClientCounts> Clients() const;
+    /// What all got, those too that Clients doesn't tell any more: by channel, and of records at -1.
+    std::map<int, Sent> AllSent() const;
 
   private:
     class Viewer;
     void Accept(asio::ip::tcp::socket socket);
+    void Remember(const ClientCounts& client);
     bool Happens(double percent);
 
     Setup m_Setup;
@@ -100,6 +111,7 @@ class DataServer
     std::mt19937 m_Random;
     Counters m_Counts;
     std::vector<ClientCounts> m_Former;
+    std::map<int, Sent> m_Earlier;  // by those that left before these
     std::set<std::shared_ptr<Viewer>> m_Viewers;
     TcpListener m_Listener;
     asio::thread_pool m_Disk{1};  // reads the records that are played

@@ -143,7 +143,9 @@ void Declare(CLI::App& app, Options& options, TextTable& texts)
         ->type_name("N")
         ->check(CLI::Range(0, MAX_CHANNELS))
         ->capture_default_str();
-    app.add_option("--names", texts.names, "names burnt into the pictures: A,B,C")->type_name("A,B,C");
+    app.add_option("--names", texts.names, "names burnt into the pictures: A,B,C")
+        ->type_name("A,B,C")
+        ->check(CheckName);
 
     app.add_option("--size", texts.size,
                    "WIDTHxHEIGHT, multiples of 16 (704x576); N=... for channel N (repeatable)")

@@ -1,5 +1,7 @@
 #include "recorder/server/Report.h"
 
+#include <map>
+
 #include "recorder/media/SourceText.h"
 
 namespace recorder
@@ -39,6 +41,14 @@ json ClientEntry(const ClientCounts& client)
             {"acknowledged", client.acknowledged},
             {"left", DisconnectReasonText(client.disconnectReason)},
             {"streams", streams}};
+}
+
+// On both roads.
+json SentEntry(const ClientCounts::Stream& byDatagrams, const DataServer::Sent& direct)
+{
+    return {{"pictures", byDatagrams.pictures + direct.pictures},
+            {"bytes", byDatagrams.bytes + direct.bytes},
+            {"dropped", byDatagrams.dropped + direct.dropped}};
 }
 
 json DataEntry(const DataServer& server)
@@ -101,37 +111,42 @@ json MakeReport(const ReportInput& input)
     }
 
     json channelList = json::array();
+    std::map<int, DataServer::Sent> direct = input.data.AllSent();
     uint64_t pictures = 0;
+    uint64_t bytes = all.bytes;
+    for (const auto& [channel, sent] : direct) {  // among them what records sent, which belongs to no channel
+        pictures += sent.pictures;
+        bytes += sent.bytes;
+    }
     for (size_t i = 0; i < input.channels.size(); ++i) {
         const ChannelCounts& channel = input.channels[i].mpeg4;
         const ChannelCounts& h264 = input.channels[i].h264;
         const ClientCounts::Stream& of = all.streams[static_cast<int>(i)];
         pictures += of.pictures;
-        channelList.push_back(
-            {{"channel", i + 1},
-             {"source", SourceWithoutSecrets(input.options.sources[i])},
-             {"size", SizeText(input.options.sizes[i])},
-             {"pictures", channel.pictures},
-             {"keys", channel.keys},
-             {"bytes", channel.bytes},
-             {"largest", channel.largest},
-             {"quantiser", channel.quant},
-             {"coarser", channel.coarser},
-             {"too large", channel.tooLarge},
-             {"skipped", channel.skipped},
-             {"left out", channel.leftOut},
-             {"h264",
-              {{"pictures", h264.pictures},
-               {"keys", h264.keys},
-               {"bytes", h264.bytes},
-               {"largest", h264.largest},
-               {"too large", h264.tooLarge},
-               {"skipped", h264.skipped},
-               {"left out", h264.leftOut + input.channels[i].pass.leftOut},
-               {"passed", input.channels[i].pass.passed},
-               {"damaged", input.channels[i].pass.damaged},
-               {"re-encoded since", input.channels[i].pass.why}}},
-             {"sent", {{"pictures", of.pictures}, {"bytes", of.bytes}, {"dropped", of.dropped}}}});
+        channelList.push_back({{"channel", i + 1},
+                               {"source", SourceWithoutSecrets(input.options.sources[i])},
+                               {"size", SizeText(input.options.sizes[i])},
+                               {"pictures", channel.pictures},
+                               {"keys", channel.keys},
+                               {"bytes", channel.bytes},
+                               {"largest", channel.largest},
+                               {"quantiser", channel.quant},
+                               {"coarser", channel.coarser},
+                               {"too large", channel.tooLarge},
+                               {"skipped", channel.skipped},
+                               {"left out", channel.leftOut},
+                               {"h264",
+                                {{"pictures", h264.pictures},
+                                 {"keys", h264.keys},
+                                 {"bytes", h264.bytes},
+                                 {"largest", h264.largest},
+                                 {"too large", h264.tooLarge},
+                                 {"skipped", h264.skipped},
+                                 {"left out", h264.leftOut + input.channels[i].pass.leftOut},
+                                 {"passed", input.channels[i].pass.passed},
+                                 {"damaged", input.channels[i].pass.damaged},
+                                 {"re-encoded since", input.channels[i].pass.why}}},
+                               {"sent", SentEntry(of, direct[static_cast<int>(i)])}});
     }
 
     const auto& directory = input.directory.Counts();
@@ -182,7 +197,7 @@ json MakeReport(const ReportInput& input)
                                 input.deviceTransport.GetFaults().Counts())},
             {"totals",
              {{"pictures", pictures},
-              {"bytes", all.bytes},
+              {"bytes", bytes},
               {"datagrams", all.datagrams},
               {"acknowledged", all.acknowledged},
               {"not sent", input.rendezvousTransport.NotSent() + input.deviceTransport.NotSent()}}}};

@@ -412,8 +412,9 @@ int RunRecorder(const Options& options)
             SayRecords(options.store);
             return 0;
         }
-        Server server(options);  // which makes the store's folder, where the report may lie
-        if (!options.report.empty()) CheckCanWrite(options.report);
+        Server server(options);  // which makes the store's folder, where the files may lie
+        for (const std::string& path : {options.report, options.readyFile})
+            if (!path.empty()) CheckCanWrite(path);
         server.Run(Server::ESignals::Heed, [](const Server& ready) {
             const std::string line = ready.ReadyLine() + "\n";
             std::cout << line << std::flush;

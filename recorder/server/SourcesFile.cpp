@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <fstream>
+#include <nlohmann/json.hpp>
 #include <sstream>
 
 #include "recorder/protocol/Wire.h"
@@ -45,6 +46,7 @@ void Set(SourceEntry& entry, const std::string& key, const std::string& value, i
     if (key == "url") {
         entry.url = value;
     } else if (key == "name") {
+        if (const auto wrong = CheckName(value); !wrong.empty()) Refuse(line, wrong);
         entry.name = value;
     } else if (key == "size") {
         if (const auto wrong = CheckSize(value); !wrong.empty()) Refuse(line, wrong);
@@ -55,6 +57,16 @@ void Set(SourceEntry& entry, const std::string& key, const std::string& value, i
 }
 
 }  // namespace
+
+std::string CheckName(const std::string& text)
+{
+    try {
+        static_cast<void>(nlohmann::json(text).dump());
+    } catch (const nlohmann::json::type_error&) {
+        return "a name is text in UTF-8";
+    }
+    return {};
+}
 
 bool ParseSize(const std::string& text, int& width, int& height)
 {

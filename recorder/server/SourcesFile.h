@@ -34,6 +34,8 @@ std::map<int, SourceEntry> ParseSources(const std::string& text);
 /// The same from a file, which only its owner may read, since it holds passwords.
 std::map<int, SourceEntry> ReadSources(const std::string& path);
 
+/// What is wrong with a channel's name, or empty: letters of another encoding than UTF-8 can't be drawn.
+std::string CheckName(const std::string& text);
 /// "WIDTHxHEIGHT"; what is wrong with it, without the text itself, or empty.
 std::string CheckSize(const std::string& text);
 /// Of a text that CheckSize finds right.

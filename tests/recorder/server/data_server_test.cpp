@@ -187,6 +187,8 @@ TEST_F(DataServerTest, OfThoseThatLeftTheLatestAreKeptForTheReport)
     for (size_t i = 0; i <= DataServer::MAX_FORMER_CLIENTS; ++i) {
         ASSERT_TRUE(Watch());
         all.push_back(m_Server.Clients().back().endpoint);
+        Picture(1, true);
+        ASSERT_TRUE(RunUntil([&] { return m_Server.AllSent()[2].pictures == i + 1; }));
         m_Client.close();
         ASSERT_TRUE(RunUntil([this] { return m_Watching[{2, ECodec::H264}] == 0; }));
         m_Client.connect({asio::ip::address_v4(m_Server.Local().address), m_Server.Local().port});
@@ -194,6 +196,9 @@ TEST_F(DataServerTest, OfThoseThatLeftTheLatestAreKeptForTheReport)
     ASSERT_THAT(m_Server.Clients(), SizeIs(DataServer::MAX_FORMER_CLIENTS));
     EXPECT_EQ(m_Server.Clients().front().endpoint, all[1]);
     EXPECT_EQ(m_Server.Clients().back().endpoint, all.back());
+    const DataServer::Sent sent = m_Server.AllSent()[2];
+    EXPECT_EQ(sent.pictures, all.size()) << "those too that are no longer told of";
+    EXPECT_EQ(sent.bytes, all.size() * (MEDIA_HEADER_BYTES + PICTURE_BYTES));
 }
 
 TEST_F(DataServerTest, AnAddressHasNoMoreThanItsShareOfThePlaces)

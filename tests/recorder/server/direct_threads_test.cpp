@@ -116,6 +116,34 @@ TEST(DataPortTest, TheReportTellsWhoLeft)
     EXPECT_EQ(codecs, (std::multiset<std::string>{"h264", "mpeg4"}));
 }
 
+TEST(DataPortTest, WhatDirectClientsGotIsAmongWhatTheirChannelSent)
+{
+    CRunning running({"--id", "77", "--channels", "2"});
+    CConnection direct(running.GetServer().DataAt());
+    direct.Ask(3, 1);
+    direct.Receive(STREAM_REPLY_BYTES);
+    for (int i = 0; i < 5; ++i)
+        ASSERT_TRUE(direct.NextFrame());
+    CRecorderClient client(running.GetServer(), "1");
+    client.Send(running.GetServer().DeviceAt(), EMessage::Data, Request(1));
+    ASSERT_EQ(client.NextMessage().size(), 8U);
+    ASSERT_FALSE(client.NextMessage().empty());
+    ASSERT_FALSE(client.NextMessage().empty()) << "with the second one the first is sent whole";
+    const auto report = running.End();
+    const auto& byDatagrams = report["clients"][0]["streams"][0];
+    const auto& byConnection = report["data"]["clients"][0];
+    ASSERT_GE(byDatagrams["pictures"], 1);
+    ASSERT_GE(byConnection["pictures"], 5);
+    for (const char* what : {"pictures", "bytes", "dropped"})
+        EXPECT_EQ(report["channels"][1]["sent"][what],
+                  byDatagrams[what].get<uint64_t>() + byConnection[what].get<uint64_t>())
+            << what;
+    EXPECT_EQ(report["channels"][0]["sent"]["pictures"], 0);
+    EXPECT_EQ(report["totals"]["pictures"], report["channels"][1]["sent"]["pictures"]);
+    EXPECT_EQ(report["totals"]["bytes"],
+              report["clients"][0]["bytes"].get<uint64_t>() + byConnection["bytes"].get<uint64_t>());
+}
+
 TEST(DataPortTest, ChecksumIsAnnouncedBeforeEachKeyPicture)
 {
     CRunning running({"--id", "77", "--channels", "1", "--checksum", "32", "--gop", "5"});

@@ -77,6 +77,9 @@ TEST_F(PlaybackTest, GivesBackWhatWasStreamedAndEndsTheConnection)
     EXPECT_EQ(report["data"]["clients"][0]["record"], 1);
     EXPECT_EQ(report["data"]["clients"][0]["pictures"], played.size());
     EXPECT_EQ(report["channels"][1]["pictures"], 0) << "nobody watches the channel";
+    EXPECT_EQ(report["channels"][1]["sent"]["pictures"], 0);
+    EXPECT_EQ(report["totals"]["pictures"], played.size());
+    EXPECT_EQ(report["totals"]["bytes"], report["data"]["clients"][0]["bytes"]);
 }
 
 // Pictures so large that at the end one of them is nearly always in the making.

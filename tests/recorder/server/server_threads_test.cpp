@@ -387,6 +387,29 @@ TEST(ServerTest, AReportThatCanNotBeWrittenIsToldBeforeTheRun)
     EXPECT_TRUE(std::filesystem::exists(options.report));
 }
 
+// Such a recorder told that it was ready, and ended; what was too much in its store had gone by then.
+TEST(ServerTest, AReadyFileThatCanNotBeWrittenIsToldBeforeTheRun)
+{
+    const CTestFolder folder;
+    const std::string record = "store/000000001-ch01-20261122-065500.mkv";
+    folder.Write(record, "more than there is room for");
+    Options options = CRunning({"--channels", "0"}).GetServer().GetOptions();
+    options.seconds = 0.5;
+    options.store = folder.Path("store");
+    options.storeBytes = 1;
+    options.readyFile = folder.Path("none/ready");
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(RunRecorder(options), 1);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("can't write " + options.readyFile));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_TRUE(std::filesystem::exists(folder.Path(record)));
+    options.readyFile = folder.Path("ready");
+    EXPECT_EQ(RunRecorder(options), 0);
+    EXPECT_TRUE(std::filesystem::exists(options.readyFile));
+    EXPECT_FALSE(std::filesystem::exists(folder.Path(record)));
+}
+
 TEST(ServerTest, AReportMayLieInTheStoreThatTheRunMakes)
 {
     const CTestFolder folder;
