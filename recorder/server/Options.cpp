@@ -328,6 +328,24 @@ void Declare(CLI::App& app, Options& options, TextTable& texts)
         ->type_name("FILE");
 }
 
+// "0012" becomes "12", "00.5" becomes "0.5".
+std::string WithoutLeadingZeros(std::string text)
+{
+    while (text.size() > 1 && text[0] == '0' && std::isdigit(static_cast<unsigned char>(text[1])) != 0)
+        text.erase(0, 1);
+    return text;
+}
+
+// The parser takes a number behind a zero for an octal one; people, and the directory, don't.
+void ReadNumbersAsDecimal(CLI::App& app)
+{
+    static const std::set<std::string> NUMBERS = {"N", "PORT", "RATE", "SIZE", "SECONDS", "MS", "PERCENT"};
+    for (CLI::Option* const option : app.get_options()) {
+        const std::string type = option->get_type_name();
+        if (NUMBERS.contains(type.substr(0, type.find(':')))) option->transform(WithoutLeadingZeros);
+    }
+}
+
 void ApplyEntry(const SourceEntry& entry, size_t index, Options& options)
 {
     if (!entry.url.empty()) options.sources[index] = entry.url;
@@ -421,6 +439,7 @@ ParsedOptions ParseOptions(int argc, const char* const* argv)
     CLI::App app(DESCRIPTION, "watchwall-recorder");
     try {
         Declare(app, parsed.options, texts);
+        ReadNumbersAsDecimal(app);
         app.parse(argc, argv);
         texts.channels = app.count("--channels") > 0;
         parsed.say = Complete(parsed.options, texts);

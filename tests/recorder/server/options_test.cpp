@@ -138,6 +138,23 @@ TEST(OptionsTest, EverythingCanBeSet)
     EXPECT_EQ(options.clients, 5U);
 }
 
+// The directory takes "0012" for 12, too.
+TEST(OptionsTest, NumbersAreDecimalWhateverZerosStandBefore)
+{
+    const ParsedOptions parsed =
+        Parse({"--id", "001012", "--channels", "08", "--data-port", "010061", "--bitrate", "0512k",
+               "--store-size", "016M", "--drop-after", "00.5", "--loss", "00", "--seed", "0"});
+    ASSERT_TRUE(parsed.run) << parsed.say;
+    EXPECT_EQ(parsed.options.netId, 1012);
+    EXPECT_EQ(parsed.options.channels, 8);
+    EXPECT_EQ(parsed.options.dataPort, 10061);
+    EXPECT_EQ(parsed.options.bitRate, 512'000);
+    EXPECT_EQ(parsed.options.storeBytes, 16 << 20);
+    EXPECT_EQ(parsed.options.dropAfterSeconds, 0.5);
+    EXPECT_EQ(parsed.options.faults.loss, 0);
+    EXPECT_EQ(parsed.options.seed, 0U);
+}
+
 TEST(OptionsTest, SourceWithoutNumberIsForAllChannels)
 {
     const ParsedOptions parsed =
