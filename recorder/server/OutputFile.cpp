@@ -21,9 +21,17 @@ namespace
 
 constexpr int MOST_WAIT_MS = 5'000;  // for a reader that takes nothing
 
-std::string Beside(const std::string& path)
+// What a link leads to: another file under the link's name would be no news to who reads the target.
+fs::path Followed(const std::string& path)
 {
-    return path + ".new";
+    std::error_code error;
+    const fs::path target = fs::canonical(path, error);
+    return error ? fs::path(path) : target;
+}
+
+fs::path Beside(const fs::path& target)
+{
+    return target.native() + ".new";
 }
 
 bool IsNoFile(const std::string& path)
@@ -60,9 +68,10 @@ void CheckCanWrite(const std::string& path)
     bool can = false;
     if (IsNoFile(path)) {
         can = !fs::is_socket(path, none) && ::access(path.c_str(), W_OK) == 0;
-    } else if (!fs::is_directory(path, none) && std::ofstream(Beside(path), std::ios::binary)) {
+    } else if (const fs::path beside = Beside(Followed(path));
+               !fs::is_directory(path, none) && std::ofstream(beside, std::ios::binary)) {
         can = true;
-        fs::remove(Beside(path), none);
+        fs::remove(beside, none);
     }
     if (!can) throw std::runtime_error("can't write " + path);
 }
@@ -73,12 +82,16 @@ void WriteWhole(const std::string& path, const std::string& text)
     if (IsNoFile(path)) {
         written = WriteInto(path, text);
     } else {
-        std::ofstream out(Beside(path), std::ios::binary | std::ios::trunc);
-        out << text;
-        out.close();
+        const fs::path target = Followed(path);
+        const fs::path beside = Beside(target);
         std::error_code error;
-        if (out) fs::rename(Beside(path), path, error);
-        written = out && !error;
+        if (std::ofstream out(beside, std::ios::binary | std::ios::trunc); out) {
+            out << text;
+            out.close();
+            if (out) fs::rename(beside, target, error);
+            written = out && !error;
+            if (!written) fs::remove(beside, error);
+        }
     }
     if (!written) throw std::runtime_error("can't write " + path);
 }
