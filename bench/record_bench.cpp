@@ -79,7 +79,7 @@ class CStreams
         : m_Recorder({"--listen", ADDRESS, "--control-port", "10060", "--data-port", "10061", "--mark",
                       "--channels", std::to_string(channels), "--size", size, "--fps", "25", "--bitrate",
                       bitRate, "--loop", std::to_string(LOOP_SECONDS)}),
-          m_ulCount(count)
+          m_Count(count)
     {
         m_Folder.Write("config/system.ini",
                        "[System]\nDirectoryServer=127.0.0.1\nDirectoryPort=9\nRecordPath=" +
@@ -90,7 +90,7 @@ class CStreams
                 OnDrawn(m_Streams[static_cast<std::size_t>(window) - 1], frame);
             });
         });
-        for (std::size_t i = 0; i < m_ulCount; ++i) {
+        for (std::size_t i = 0; i < m_Count; ++i) {
             CTcpRemote& device = m_Streams[i].device;
             device.SetName("stream" + std::to_string(i));
             device.m_strNetAddress = ADDRESS;
@@ -102,9 +102,9 @@ class CStreams
     }
     ~CStreams()
     {
-        for (std::size_t i = 0; i < m_ulCount; ++i)
+        for (std::size_t i = 0; i < m_Count; ++i)
             m_Streams[i].device.LetGo();
-        for (std::size_t i = 0; i < m_ulCount; ++i)
+        for (std::size_t i = 0; i < m_Count; ++i)
             m_Streams[i].device.Close();
         SetRenderFactory({});
         ReleaseRender();
@@ -113,7 +113,7 @@ class CStreams
     CStreams(const CStreams&) = delete;
     CStreams& operator=(const CStreams&) = delete;
 
-    std::size_t Count() const { return m_ulCount; }
+    std::size_t Count() const { return m_Count; }
     Stream& At(std::size_t i) { return m_Streams[i]; }
     const CRecorderProcess& Recorder() const { return m_Recorder; }
     std::string FolderOf(std::size_t i) const { return m_Folder.Path("rec/stream" + std::to_string(i)); }
@@ -132,7 +132,7 @@ class CStreams
     bool WaitForAll(Condition condition)
     {
         return WaitUntil([&] {
-            return std::all_of(m_Streams.begin(), m_Streams.begin() + static_cast<std::ptrdiff_t>(m_ulCount),
+            return std::all_of(m_Streams.begin(), m_Streams.begin() + static_cast<std::ptrdiff_t>(m_Count),
                                condition);
         });
     }
@@ -154,7 +154,7 @@ class CStreams
 
     const CTestFolder m_Folder;
     const CRecorderProcess m_Recorder;
-    const std::size_t m_ulCount;
+    const std::size_t m_Count;
     std::array<Stream, STREAM_LIMIT> m_Streams;
 };
 

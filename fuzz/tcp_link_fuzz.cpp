@@ -43,12 +43,12 @@ class CAskingRender final : public CReadingRender
     std::int32_t DisplayClient(const CodecFrame* frame, CSurface* surface, HWND window) override
     {
         constexpr std::uint32_t REQUESTS[] = {FLAG_STOP_RECORD, FLAG_START_RECORD, FLAG_SNAPSHOT};
-        if (g_pAsking != nullptr) g_pAsking->m_nFlags.SetBits(REQUESTS[m_ulShown++ % std::size(REQUESTS)]);
+        if (g_pAsking != nullptr) g_pAsking->m_nFlags.SetBits(REQUESTS[m_Shown++ % std::size(REQUESTS)]);
         return CReadingRender::DisplayClient(frame, surface, window);
     }
 
   private:
-    std::size_t m_ulShown = 0;
+    std::size_t m_Shown = 0;
 };
 
 /// Whether the reply tells of pictures that are let in but take this target's whole time.

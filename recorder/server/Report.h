@@ -39,7 +39,7 @@ struct ReportInput {
 };
 
 /// "id", "seconds", "channels" and "clients" (arrays), "directory", "rendezvous", "device", "control", "data"
-/// (with its own clients), "store" (when there is one), "faults", "totals".
+/// (with its own clients), "store" (null without one), "faults", "totals".
 nlohmann::json MakeReport(const ReportInput& input);
 /// As it stands in a file. Names and sources come from elsewhere: what is no UTF-8 in them is replaced.
 std::string ReportText(const nlohmann::json& report);

@@ -4,12 +4,11 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
+#include <exception>
 #include <iostream>
-#include <stdexcept>
 #include <utility>
 
+#include "recorder/server/OutputFile.h"
 #include "recorder/server/Report.h"
 
 namespace recorder
@@ -43,32 +42,6 @@ std::set<ECarries> FaultsOf(const Options& options)
     if (options.faultsOn.contains(EService::Device)) carries.insert(ECarries::Device);
     if (options.faultsOn.contains(EService::Video)) carries.insert(ECarries::Video);
     return carries;
-}
-
-std::string Beside(const std::string& path)
-{
-    return path + ".new";
-}
-
-// Before the run that it tells of, so that none is for nothing.
-void CheckCanWrite(const std::string& path)
-{
-    std::error_code none;
-    if (std::filesystem::is_directory(path, none) || !std::ofstream(Beside(path), std::ios::binary))
-        throw std::runtime_error("can't write " + path);
-    std::filesystem::remove(Beside(path), none);
-}
-
-// Through a name beside it, so that nobody reads half of it.
-void WriteWhole(const std::string& path, const std::string& text)
-{
-    const std::string beside = Beside(path);
-    std::ofstream out(beside, std::ios::binary | std::ios::trunc);
-    out << text;
-    out.close();
-    std::error_code error;
-    if (out) std::filesystem::rename(beside, path, error);
-    if (!out || error) throw std::runtime_error("can't write " + path);
 }
 
 }  // namespace

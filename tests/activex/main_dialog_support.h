@@ -21,7 +21,7 @@
 
 inline std::vector<std::string> g_Calls;
 inline int g_iExit = 0;
-inline std::uint16_t g_usSocketVersion = 0;
+inline std::uint16_t g_SocketVersion = 0;
 
 // A panel on a machine without sockets, which keeps what its start-up answered.
 class CSocketlessPanel : public CMainDialog
@@ -40,7 +40,7 @@ class CSocketlessPanel : public CMainDialog
   private:
     static int Refuse(std::uint16_t version)
     {
-        g_usSocketVersion = version;
+        g_SocketVersion = version;
         return WSAVERNOTSUPPORTED;
     }
 };

@@ -158,7 +158,7 @@ TEST_F(MainDialogTest, WithoutSocketsTheGridStandsAndNoPanelOfTheSideBarDoes)
     CSocketlessPanel panel;
     ASSERT_TRUE(panel.Create(&m_Container));
     EXPECT_EQ(panel.m_Answer, false);
-    EXPECT_EQ(g_usSocketVersion, 0x101);
+    EXPECT_EQ(g_SocketVersion, 0x101);
     ASSERT_NE(panel.GetGrid(), nullptr);
     EXPECT_EQ(panel.GetGrid()->GetState().GetLayout(), 1) << "no arrangement was chosen";
     ASSERT_NE(panel.GetSideBar(), nullptr);

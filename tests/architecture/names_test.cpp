@@ -7,6 +7,7 @@
 #include <fstream>
 #include <functional>
 #include <initializer_list>
+#include <iterator>
 #include <map>
 #include <regex>
 #include <set>
@@ -53,7 +54,8 @@ std::vector<std::string> HouseAnd(std::initializer_list<std::string> others)
     return folders;
 }
 
-// A member whose tag isn't that of its type. Fields that archives and records name are as those are.
+// A member, or a variable of a file or a thread, whose tag isn't that of its type. Fields that archives and
+// records name are as those are.
 void CheckTag(const std::string& file, const std::string& line, Faults& faults)
 {
     static const std::map<std::string, std::regex> types = {
@@ -66,24 +68,101 @@ void CheckTag(const std::string& file, const std::string& line, Faults& faults)
     };
     static const std::set<std::string> named = {"m_bRecordModeAuto"};
     static const std::regex member(
-        R"(^\s+([A-Za-z_][\w:<>,\*& ]*[\w>\*&]) [\*&]*(m_(ul|dw|i|b|str|sz)[A-Z]\w*)\b[^(]*[;{=].*)");
+        R"(^\s*([A-Za-z_][\w:<>,\*& ]*[\w>\*&]) [\*&]*([gmt]_(ul|dw|i|b|str|sz)[A-Z]\w*)\b[^(]*[;{=].*)");
     std::smatch match;
     if (!std::regex_match(line, match, member)) return;
     const std::string type = match[1];
-    if (type == "return" || type == "delete" || named.count(match[2]) != 0) return;
+    if (type.starts_with("return") || type == "delete" || named.count(match[2]) != 0) return;
     if (!std::regex_match(type, types.at(match[3])))
         faults.push_back(file + ": " + type + " " + match[2].str());
 }
 
-TEST(NamesTest, TagsOfMembersTellTheTruth)
+TEST(NamesTest, TagsTellTheTruth)
 {
-    EXPECT_THAT(CheckLines(HOUSE, CheckTag), IsEmpty());
+    EXPECT_THAT(CheckLines(HouseAnd({"bench", "fuzz", "tests"}), CheckTag), IsEmpty());
     Faults faults;
     CheckTag("a.h", "    std::uint8_t m_ulCount = 0;", faults);
     CheckTag("a.h", "    std::atomic<std::uint32_t> m_ulCount{0};", faults);
     CheckTag("a.h", "    mutable std::string m_strName GUARDED_BY(m_cs);", faults);
     CheckTag("a.h", "    const char* m_szName;", faults);
-    EXPECT_THAT(faults, ElementsAre("a.h: std::uint8_t m_ulCount")) << "the alarm rings";
+    CheckTag("a.cpp", "constinit std::size_t g_ulBlocks = 0;", faults);
+    CheckTag("a.cpp", "    return m_bCalled && m_bAnswered;", faults);
+    EXPECT_THAT(faults, ElementsAre("a.h: std::uint8_t m_ulCount", "a.cpp: constinit std::size_t g_ulBlocks"))
+        << "the alarm rings";
+}
+
+// The page itself, for the names that it lists.
+bool IsListed(const std::string& name)
+{
+    static const std::string page = [] {
+        std::ifstream in(SourcePath("docs/naming.md"));
+        return std::string(std::istreambuf_iterator<char>(in), {});
+    }();
+    return page.find("`" + name + "`") != std::string::npos;
+}
+
+// A member, or a variable of a file or a thread, with a tag that there isn't, or without capitals.
+void CheckKnownTag(const std::string& file, const std::string& line, Faults& faults)
+{
+    static const std::set<std::string> tags = {"sz", "str", "i", "ul", "dw", "b", "bs", "p", "h", "cs"};
+    static const std::regex name(R"(\b[gmt]_([a-z]+)(?:[A-Z]\w*)?\b)");
+    const std::string code = line.substr(0, line.find("//"));
+    for (auto at = std::sregex_iterator(code.begin(), code.end(), name); at != std::sregex_iterator(); ++at) {
+        if (tags.count((*at)[1]) == 0 && !IsListed((*at)[0])) faults.push_back(file + ": " + (*at)[0].str());
+    }
+}
+
+TEST(NamesTest, TagsAreThoseOfThePage)
+{
+    EXPECT_THAT(CheckLines(HouseAnd({"bench", "fuzz", "tests"}), CheckKnownTag), IsEmpty());
+    Faults faults;
+    CheckKnownTag("a.h", std::string("    double m_") + "dSkipped = 0;", faults);
+    CheckKnownTag("a.h", "    double m_Skipped = m_iNumber;", faults);
+    CheckKnownTag("a.h", "    std::int64_t m_tBeginDateTime = 0;", faults);
+    EXPECT_THAT(faults, ElementsAre(std::string("a.h: m_") + "dSkipped"));
+}
+
+// A record or class of the decoders that isn't in lower case.
+void CheckDecoderType(const std::string& file, const std::string& line, Faults& faults)
+{
+    static const std::regex type(R"(^(?:class|struct|union) (?:alignas\(\d+\) )?([A-Z]\w*).*)");
+    static const std::regex ofOtherRooms("C[A-Z].*");
+    std::smatch match;
+    if (std::regex_match(line, match, type) && !std::regex_match(match[1].str(), ofOtherRooms) &&
+        !IsListed(match[1]))
+        faults.push_back(file + ": " + line);
+}
+
+TEST(NamesTest, TypesOfTheDecodersAreInLowerCaseOrListed)
+{
+    EXPECT_THAT(CheckLines({"codec"}, CheckDecoderType), IsEmpty());
+    Faults faults;
+    CheckDecoderType("a.h", "struct alignas(64) C264Block {", faults);
+    CheckDecoderType("a.h", "struct alignas(64) C264Slice {", faults);
+    CheckDecoderType("a.h", "struct c264_block {", faults);
+    CheckDecoderType("a.h", "class CVideoDecoder", faults);
+    EXPECT_THAT(faults, ElementsAre("a.h: struct alignas(64) C264Block {"));
+}
+
+// A word of the right column of the page, of those that mean nothing else but in drawn scenes.
+void CheckWord(const std::string& file, const std::string& line, Faults& faults)
+{
+    static const std::regex word(
+        R"((^|[^A-Za-z])([Gg]ulp|[Ff]arewell|[Rr]oad)s?([^a-z]|$)|[a-z]([G]ulp|[F]arewell|[R]oad))");
+    if (!file.starts_with("recorder/scene/") && std::regex_search(line, word))
+        faults.push_back(file + ": " + line);
+}
+
+TEST(NamesTest, WordsAreThoseOfThePage)
+{
+    EXPECT_THAT(CheckLines(HouseAnd({"bench", "codec", "fuzz", "recorder", "tests"}), CheckWord), IsEmpty());
+    Faults faults;
+    const std::string name = std::string("TEST(Wall, LossyRo") + "adPlays)";
+    CheckWord("a.cpp", name, faults);
+    CheckWord("a.cpp", std::string("// on either ro") + "ad", faults);
+    CheckWord("a.cpp", "// abroad, a broadcast", faults);
+    CheckWord("recorder/scene/a.cpp", name, faults);
+    EXPECT_THAT(faults, testing::SizeIs(2));
 }
 
 void CheckEnumeration(const std::string& file, const std::string& line, Faults& faults)
@@ -186,10 +265,10 @@ void CheckFileVariable(const std::string& file, const std::string& line, Faults&
         R"( [\*&]?([a-z]\w*)(?: =|[;{\[]| GUARDED_BY).*)");
     static const std::set<std::string> other = {"namespace", "using",  "return", "const", "constexpr", "extern",
                                                 "class",     "struct", "enum",   "union", "template"};
-    static const std::regex form("[gt]_.*");
+    const std::string form = line.find("thread_local ") < line.find('=') ? "t_" : "g_";
     std::smatch match;
     if (std::regex_match(line, match, variable) && other.count(match[1]) == 0 &&
-        !std::regex_match(match[2].str(), form))
+        !match[2].str().starts_with(form))
         faults.push_back(file + ": " + line);
 }
 
@@ -200,13 +279,15 @@ TEST(NamesTest, VariablesOfFilesAndThreadsSaySo)
     Faults faults;
     CheckFileVariable("a.cpp", "std::atomic<const Mask*> mask{nullptr};", faults);
     CheckFileVariable("a.cpp", "thread_local bool inside = false;", faults);
-    CheckFileVariable("a.cpp", "std::atomic<int> g_mask{0};", faults);
+    CheckFileVariable("a.cpp", "std::atomic<int> g_iMask{0};", faults);
     CheckFileVariable("a.cpp", "thread_local bool t_bInside = false;", faults);
+    CheckFileVariable("a.cpp", "constinit thread_local bool g_bInside = false;", faults);
     CheckFileVariable("a.cpp", "struct c264_mb;", faults);
     CheckFileVariable("a.cpp", "std::vector<int> Rows(std::vector<int>* found = nullptr)", faults);
     CheckFileVariable("a.cpp", "    int inside = 0;", faults);
     EXPECT_THAT(faults, ElementsAre("a.cpp: std::atomic<const Mask*> mask{nullptr};",
-                                    "a.cpp: thread_local bool inside = false;"));
+                                    "a.cpp: thread_local bool inside = false;",
+                                    "a.cpp: constinit thread_local bool g_bInside = false;"));
 }
 
 // A comment of a header and the type or function at the left edge right beneath it: a contract that has the

@@ -56,7 +56,7 @@ TEST_P(TwoGridsTest, GridThatStaysKeepsItsCellsAndTheRenderer)
     m_Grid.reset();
     m_Second.reset();
     EXPECT_EQ(GetCells().size(), 0U);
-    EXPECT_NE(CreateRender(), render) << "the last one lets it go";
+    EXPECT_NE(CreateRender(), render) << "the last one releases it";
 }
 
 TEST_P(TwoGridsTest, CellsOfTheGridThatStaysKeepTheirEmptyPicture)

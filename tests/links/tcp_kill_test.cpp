@@ -213,12 +213,12 @@ class TcpKill : public CTcpLinksTest
         ASSERT_EQ(cells.size(), 3U);
         EXPECT_EQ(cells[0], "ok");
         EXPECT_EQ(cells[2], "0") << "rows that are not whole";
-        m_ulRows = std::stoul(cells[1]);
+        m_Rows = std::stoul(cells[1]);
     }
 
     const CSharedNotes m_Notes;
     std::size_t m_Files = 0;
-    std::size_t m_ulRows = 0;
+    std::size_t m_Rows = 0;
     std::uint32_t m_ulLongestLoss = 0;
 };
 
@@ -254,7 +254,7 @@ TEST_F(TcpKill, WhatWasRecordedCanBeReadAndAtMostTwoSecondsAreLost)
             rollovers += channel.files > 0 ? channel.files - 1 : 0;
     }
     std::cout << rounds << " kills, " << rollovers << " rollovers, " << m_Files << " files with a header, "
-              << m_ulRows << " rows, longest loss " << m_ulLongestLoss << " ms\n";
+              << m_Rows << " rows, longest loss " << m_ulLongestLoss << " ms\n";
 }
 
 }  // namespace

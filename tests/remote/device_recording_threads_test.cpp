@@ -270,7 +270,7 @@ TEST_F(RecordRows, LinkRecordingsAndDestroyedDevicesWriteNone)
 }
 
 // channel-end-shuts-database
-TEST_F(RecordRows, EndOfAPunchedChannelShutsTheTableForTheDirectRoadToo)
+TEST_F(RecordRows, EndOfAPunchedChannelShutsTheTableForTheDirectLinkToo)
 {
     Record(1);
     ASSERT_EQ(Rows().size(), 1U);

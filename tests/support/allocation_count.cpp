@@ -7,13 +7,13 @@
 namespace
 {
 
-constinit thread_local std::size_t g_ulAllocations = 0;
-constinit thread_local std::size_t g_ulLimit = std::numeric_limits<std::size_t>::max();
+constinit thread_local std::size_t t_Allocations = 0;
+constinit thread_local std::size_t t_Limit = std::numeric_limits<std::size_t>::max();
 
 void* AllocateOrNull(std::size_t bytes, std::size_t alignment) noexcept
 {
-    ++g_ulAllocations;
-    if (bytes >= g_ulLimit) return nullptr;
+    ++t_Allocations;
+    if (bytes >= t_Limit) return nullptr;
     const std::size_t whole = (bytes + alignment - 1) / alignment * alignment;
     return std::aligned_alloc(alignment, whole == 0 ? alignment : whole);
 }
@@ -31,17 +31,17 @@ constexpr std::size_t DEFAULT_ALIGNMENT = __STDCPP_DEFAULT_NEW_ALIGNMENT__;
 
 std::size_t CountAllocations()
 {
-    return g_ulAllocations;
+    return t_Allocations;
 }
 
-CAllocationLimit::CAllocationLimit(std::size_t bytes) : m_ulFormer(g_ulLimit)
+CAllocationLimit::CAllocationLimit(std::size_t bytes) : m_Former(t_Limit)
 {
-    g_ulLimit = bytes;
+    t_Limit = bytes;
 }
 
 CAllocationLimit::~CAllocationLimit()
 {
-    g_ulLimit = m_ulFormer;
+    t_Limit = m_Former;
 }
 
 // Every form: a sanitizer has each of its own, which would not come here and would not know our blocks.

@@ -17,5 +17,5 @@ class CAllocationLimit
     CAllocationLimit& operator=(const CAllocationLimit&) = delete;
 
   private:
-    std::size_t m_ulFormer;
+    std::size_t m_Former;
 };

@@ -14,14 +14,14 @@ constexpr int FRAME_RATE = 25;
 /// The share that the encoder's closing words tell: "mb P  I16..4: ... skip:93.1%". libavcodec has one log for
 /// the process.
 std::mutex g_LogLock;
-double g_dSkipped = 0;
+double g_Skipped = 0;
 
 void ReadLog(void* /*context*/, int /*level*/, const char* format, va_list arguments)
 {
     char line[512];
     std::vsnprintf(line, sizeof line, format, arguments);
     const char* const skip = std::strstr(line, "skip:");
-    if (skip && std::strstr(line, "mb P")) std::sscanf(skip, "skip:%lf", &g_dSkipped);
+    if (skip && std::strstr(line, "mb P")) std::sscanf(skip, "skip:%lf", &g_Skipped);
 }
 
 ContextPtr OpenEncoder(const H264StreamShape& shape)
@@ -52,7 +52,7 @@ ContextPtr OpenEncoder(const H264StreamShape& shape)
 H264EncodedStream EncodeH264(const H264StreamShape& shape)
 {
     const std::lock_guard lock(g_LogLock);
-    g_dSkipped = 0;
+    g_Skipped = 0;
     const int level = av_log_get_level();
     av_log_set_level(AV_LOG_INFO);
     av_log_set_callback(ReadLog);
@@ -63,6 +63,6 @@ H264EncodedStream EncodeH264(const H264StreamShape& shape)
     }
     av_log_set_callback(av_log_default_callback);
     av_log_set_level(level);
-    stream.skippedPercent = g_dSkipped;
+    stream.skippedPercent = g_Skipped;
     return stream;
 }

@@ -17,7 +17,7 @@
 class CFastClock final : public IClock
 {
   public:
-    explicit CFastClock(unsigned speed) : m_ulSpeed(speed) {}
+    explicit CFastClock(std::uint32_t speed) : m_ulSpeed(speed) {}
     std::uint32_t TickCount() override { return SystemClock().TickCount(); }
     void Sleep(std::uint32_t ms) override
     {
@@ -30,7 +30,7 @@ class CFastClock final : public IClock
   private:
     static constexpr std::uint32_t FAST_MS = 3000;
 
-    unsigned SpeedOfThisThread(std::uint32_t ms)
+    std::uint32_t SpeedOfThisThread(std::uint32_t ms)
     {
         const std::lock_guard lock(m_cs);
         std::uint32_t& waited = m_Waited[std::this_thread::get_id()];
@@ -38,7 +38,7 @@ class CFastClock final : public IClock
         return waited <= FAST_MS ? m_ulSpeed : 1;
     }
 
-    const unsigned m_ulSpeed;
+    const std::uint32_t m_ulSpeed;
     std::atomic<std::uint32_t> m_ulWaitedMs{0};
     std::mutex m_cs;
     std::map<std::thread::id, std::uint32_t> m_Waited;  // guarded by m_cs

@@ -216,7 +216,7 @@ TEST(WallFault, WhatAStationHadNoRoomForIsReported)
     EXPECT_EQ(report().name, "1001");
 }
 
-TEST(WallFault, LossyGarbledAndReorderedRoadKeepsPlaying)
+TEST(WallFault, LossyGarbledAndReorderedTransportKeepsPlaying)
 {
     WallSetup setup;
     for (const char* word : {"--loss", "2", "--garbage", "1", "--reorder", "2", "--seed", "7"})

@@ -2,9 +2,12 @@
 
 #include "recorder/server/Server.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -192,7 +195,7 @@ TEST(ServerTest, SilentClientIsDroppedAndMayComeBack)
     EXPECT_EQ(report["clients"][0]["left"], "silent");
 }
 
-// A machine so late that pictures wait behind the end, for a client of each road.
+// A machine so late that pictures wait behind the end, for a client of each transport.
 TEST(ServerTest, WhatIsSentAtTheEndIsCountedAndWhatIsCountedIsSent)
 {
     const std::vector<const char*> args = {
@@ -290,7 +293,7 @@ TEST(ServerTest, GarbageFromAnybodyDoesNoHarm)
     EXPECT_GT(sane.NextMessage().size(), 8U);
 }
 
-TEST(ServerTest, LossyRoadIsReported)
+TEST(ServerTest, LossyTransportIsReported)
 {
     CRunning running({"--id", "77", "--channels", "1", "--loss", "30", "--duplicate", "20", "--garbage", "10",
                       "--fps", "60"});
@@ -419,6 +422,39 @@ TEST(ServerTest, AReportMayLieInTheStoreThatTheRunMakes)
     options.report = folder.Path("store/report");
     EXPECT_EQ(RunRecorder(options), 0);
     EXPECT_TRUE(std::filesystem::exists(options.report));
+}
+
+// Somebody waits for the line, or the report, at its other end.
+TEST(ServerTest, APipeGetsTheLineAndTheReportAndStaysAPipe)
+{
+    const CTestFolder folder;
+    Options options = CRunning({"--channels", "0"}).GetServer().GetOptions();
+    options.seconds = 0.2;
+    options.readyFile = folder.Path("ready");
+    options.report = folder.Path("report");
+    const std::array<std::string, 2> paths = {options.readyFile, options.report};
+    std::array<int, 2> ends{};
+    for (size_t i = 0; i < paths.size(); ++i) {
+        ASSERT_EQ(mkfifo(paths[i].c_str(), 0600), 0);
+        ends[i] = open(paths[i].c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    }
+    EXPECT_EQ(RunRecorder(options), 0);
+    std::array<std::string, 2> texts;
+    for (size_t i = 0; i < paths.size(); ++i) {
+        std::array<char, 16384> buffer;
+        const ssize_t count = read(ends[i], buffer.data(), buffer.size());
+        if (count > 0) texts[i].assign(buffer.data(), static_cast<size_t>(count));
+        close(ends[i]);
+        EXPECT_TRUE(std::filesystem::is_fifo(paths[i]));
+    }
+    EXPECT_THAT(texts[0], testing::StartsWith("ready id="));
+    EXPECT_THAT(texts[1], testing::AllOf(testing::StartsWith("{"), HasSubstr("\"totals\"")));
+
+    // And when nobody reads any more the run doesn't wait for it.
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(RunRecorder(options), 1);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("can't write " + options.readyFile));
+    EXPECT_TRUE(std::filesystem::is_fifo(options.readyFile));
 }
 
 TEST(ServerTest, ATakenPortIsNamed)

@@ -210,15 +210,15 @@ class CCountingRender final : public CNotingRender
     }
     std::int32_t DisplayClient(const CodecFrame*, CSurface*, HWND) override
     {
-        m_Allocations += CountAllocations() - m_ulBefore;
+        m_Allocations += CountAllocations() - m_Before;
         m_Events.Add("show");
-        m_ulBefore = CountAllocations();
+        m_Before = CountAllocations();
         return 0;
     }
 
   private:
     std::atomic<std::size_t>& m_Allocations;
-    std::size_t m_ulBefore = 0;
+    std::size_t m_Before = 0;
 };
 
 TEST_F(TcpRecording, AllocatesNothingFromPictureToPicture)
