@@ -6,12 +6,14 @@
 #include <QPainter>
 #include <QWidget>
 #include <exception>
+#include <utility>
 
 #include "activex/ActiveXApp.h"
 #include "inc/LogLine.h"
 #include "model/settings/SystemSettings.h"
 #include "platform/component/component_registry.h"
 #include "platform/os/paths.h"
+#include "platform/qt/GoneWindows.h"
 #include "platform/qt/HandlersAtWork.h"
 #include "platform/qt/Keys.h"
 #include "platform/qt/MessageBoxes.h"
@@ -62,6 +64,17 @@ class CActiveXCtrl::CWidget : public QWidget
         QPainter painter(this);
         m_Control.OnDraw(&painter, rect());
     }
+    // A window of the container's that is shown with another place in the stack loses those within it, once its
+    // widgets have been told.
+    void showEvent(QShowEvent*) override
+    {
+        if (std::exchange(m_bLooksForWindows, true)) return;
+        const auto look = [stands = QPointer(this)] {
+            RestoreGoneWindows(*stands);  // shows this again
+            if (stands) stands->m_bLooksForWindows = false;
+        };
+        QMetaObject::invokeMethod(this, look, Qt::QueuedConnection);
+    }
     void resizeEvent(QResizeEvent*) override { m_Control.m_Panel.MoveWindow(0, 0, width(), height()); }
     void mousePressEvent(QMouseEvent* event) override
     {
@@ -83,6 +96,7 @@ class CActiveXCtrl::CWidget : public QWidget
     }
 
     CActiveXCtrl& m_Control;
+    bool m_bLooksForWindows = false;
 };
 
 CActiveXCtrl::CActiveXCtrl()
