@@ -64,16 +64,12 @@ class CActiveXCtrl::CWidget : public QWidget
         QPainter painter(this);
         m_Control.OnDraw(&painter, rect());
     }
-    // A window of the container's that is shown with another place in the stack loses those within it, once its
-    // widgets have been told.
     void showEvent(QShowEvent*) override
     {
-        if (std::exchange(m_bLooksForWindows, true)) return;
-        const auto look = [stands = QPointer(this)] {
-            RestoreGoneWindows(*stands);  // shows this again
-            if (stands) stands->m_bLooksForWindows = false;
-        };
-        QMetaObject::invokeMethod(this, look, Qt::QueuedConnection);
+        if (!std::exchange(m_bLooksForWindows, true)) LookForWindows();
+        // A window that the control has been put into since its start knows nothing of the keyboard's place.
+        const bool first = !std::exchange(m_bWasShown, true);
+        if (first && window()->focusWidget() == nullptr) m_Control.m_Panel.GetLogon().TakeFocus();
     }
     void resizeEvent(QResizeEvent*) override { m_Control.m_Panel.MoveWindow(0, 0, width(), height()); }
     void mousePressEvent(QMouseEvent* event) override
@@ -87,6 +83,17 @@ class CActiveXCtrl::CWidget : public QWidget
     void keyPressEvent(QKeyEvent* event) override { event->setAccepted(IsRoutedKey(VirtualKey(event->key()))); }
 
   private:
+    // A window of the container's that is shown with another place in the stack loses those within it, once its
+    // widgets have been told.
+    void LookForWindows()
+    {
+        const auto look = [stands = QPointer(this)] {
+            RestoreGoneWindows(*stands);  // shows this again
+            if (stands) stands->m_bLooksForWindows = false;
+        };
+        QMetaObject::invokeMethod(this, look, Qt::QueuedConnection);
+    }
+
     // A host's window in static storage would take the panels along, whose links can't be waited for any more
     // and whose renderer has lost its driver.
     void LeaveChildren()
@@ -96,6 +103,7 @@ class CActiveXCtrl::CWidget : public QWidget
     }
 
     CActiveXCtrl& m_Control;
+    bool m_bWasShown = false;
     bool m_bLooksForWindows = false;
 };
 

@@ -380,6 +380,28 @@ TEST_F(ControlTest, FullScreenIsLeftByKeyboardInAModalWindowOfTheContainerToo)
     m_Control.Reset();
 }
 
+// As a container does that makes its widgets first and lays them out then.
+TEST_F(ControlTest, KeyboardStartsInTheNetIdInAWindowThatItIsPutIntoLaterToo)
+{
+    for (const bool ofItsOwn : {false, true}) {
+        QWidget container;
+        auto* const frame = new QWidget;
+        auto* const field = new QLineEdit(&container);
+        field->setFocusPolicy(ofItsOwn ? Qt::StrongFocus : Qt::NoFocus);
+        CActiveXCtrl& control = Create();
+        ASSERT_EQ(control.CreateControlWindow(frame), S_OK);
+        frame->setParent(&container);
+        if (ofItsOwn) field->setFocus();
+        container.show();
+        container.activateWindow();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(&container));
+        const QWidget* const address = control.GetPanel().GetLogon().GetDlgItem(CLogonRemoteDlg::ADDRESS);
+        EXPECT_EQ(address->hasFocus(), !ofItsOwn);
+        EXPECT_EQ(field->hasFocus(), ofItsOwn) << "the container has chosen";
+        m_Control.Reset();
+    }
+}
+
 // The toolkit gives a window that is to stay on top, or no longer, a new X window, and those within go with the
 // old.
 TEST_F(ControlTest, ItsWindowsComeBackInAContainerThatGetsAnotherPlaceInTheStack)
