@@ -6,12 +6,14 @@
 #include <QPainter>
 #include <QWidget>
 #include <exception>
+#include <utility>
 
 #include "activex/ActiveXApp.h"
 #include "inc/LogLine.h"
 #include "model/settings/SystemSettings.h"
 #include "platform/component/component_registry.h"
 #include "platform/os/paths.h"
+#include "platform/qt/GoneWindows.h"
 #include "platform/qt/HandlersAtWork.h"
 #include "platform/qt/Keys.h"
 #include "platform/qt/MessageBoxes.h"
@@ -62,6 +64,13 @@ class CActiveXCtrl::CWidget : public QWidget
         QPainter painter(this);
         m_Control.OnDraw(&painter, rect());
     }
+    void showEvent(QShowEvent*) override
+    {
+        if (!std::exchange(m_bLooksForWindows, true)) LookForWindows();
+        // A window that the control has been put into since its start knows nothing of the keyboard's place.
+        const bool first = !std::exchange(m_bWasShown, true);
+        if (first && window()->focusWidget() == nullptr) m_Control.m_Panel.GetLogon().TakeFocus();
+    }
     void resizeEvent(QResizeEvent*) override { m_Control.m_Panel.MoveWindow(0, 0, width(), height()); }
     void mousePressEvent(QMouseEvent* event) override
     {
@@ -74,6 +83,17 @@ class CActiveXCtrl::CWidget : public QWidget
     void keyPressEvent(QKeyEvent* event) override { event->setAccepted(IsRoutedKey(VirtualKey(event->key()))); }
 
   private:
+    // A window of the container's that is shown with another place in the stack loses those within it, once its
+    // widgets have been told.
+    void LookForWindows()
+    {
+        const auto look = [stands = QPointer(this)] {
+            RestoreGoneWindows(*stands);  // shows this again
+            if (stands) stands->m_bLooksForWindows = false;
+        };
+        QMetaObject::invokeMethod(this, look, Qt::QueuedConnection);
+    }
+
     // A host's window in static storage would take the panels along, whose links can't be waited for any more
     // and whose renderer has lost its driver.
     void LeaveChildren()
@@ -83,6 +103,8 @@ class CActiveXCtrl::CWidget : public QWidget
     }
 
     CActiveXCtrl& m_Control;
+    bool m_bWasShown = false;
+    bool m_bLooksForWindows = false;
 };
 
 CActiveXCtrl::CActiveXCtrl()

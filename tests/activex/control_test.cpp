@@ -12,13 +12,16 @@
 
 #include "activex/ActiveXApp.h"
 #include "activex/ActiveXCtrl.h"
+#include "common/RenderCell.h"
 #include "common/RenderWnd.h"
 #include "model/NodeModel.h"
 #include "model/settings/SystemSettings.h"
 #include "platform/qt/Keys.h"
 #include "render/D3DSurfaceRender.h"
 #include "render/device/MemorySurfaceDevice.h"
+#include "render/device/WindowLease.h"
 #include "tests/activex/home_support.h"
+#include "tests/common/server_windows_support.h"
 #include "tests/support/box_catcher.h"
 #include "tests/support/model_state.h"
 #include "tests/support/render_state.h"
@@ -374,6 +377,73 @@ TEST_F(ControlTest, FullScreenIsLeftByKeyboardInAModalWindowOfTheContainerToo)
     ASSERT_TRUE(wall.IsFullScreenOn());
     QTest::keyClick(wall.windowHandle(), Qt::Key_Escape);
     EXPECT_FALSE(wall.IsFullScreenOn());
+    m_Control.Reset();
+}
+
+// As a container does that makes its widgets first and lays them out then.
+TEST_F(ControlTest, KeyboardStartsInTheNetIdInAWindowThatItIsPutIntoLaterToo)
+{
+    for (const bool ofItsOwn : {false, true}) {
+        QWidget container;
+        auto* const frame = new QWidget;
+        auto* const field = new QLineEdit(&container);
+        field->setFocusPolicy(ofItsOwn ? Qt::StrongFocus : Qt::NoFocus);
+        CActiveXCtrl& control = Create();
+        ASSERT_EQ(control.CreateControlWindow(frame), S_OK);
+        frame->setParent(&container);
+        if (ofItsOwn) field->setFocus();
+        container.show();
+        container.activateWindow();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(&container));
+        const QWidget* const address = control.GetPanel().GetLogon().GetDlgItem(CLogonRemoteDlg::ADDRESS);
+        EXPECT_EQ(address->hasFocus(), !ofItsOwn);
+        EXPECT_EQ(field->hasFocus(), ofItsOwn) << "the container has chosen";
+        m_Control.Reset();
+    }
+}
+
+// The toolkit gives a window that is to stay on top, or no longer, a new X window, and those within go with the
+// old.
+TEST_F(ControlTest, ItsWindowsComeBackInAContainerThatGetsAnotherPlaceInTheStack)
+{
+    QWidget container;
+    auto* const field = new QLineEdit(&container);
+    auto* const frame = new QWidget(&container);
+    CActiveXCtrl& control = Create();
+    ASSERT_EQ(control.CreateControlWindow(frame), S_OK);
+    container.show();
+    field->setFocus();
+    CRenderWnd& wall = *control.GetPanel().GetGrid();
+    const CRenderCell& cell = *wall.GetCell(0);
+    const CServerWindows server;
+    const auto place = [&server](std::uintptr_t window) { return server.Get(window); };
+    const Geometry ofWall = place(wall.winId());
+    const Geometry ofCell = place(CWindowHold(cell.Handle()).GetWindow());
+    ASSERT_GT(ofCell.width, 0);
+    const auto toggle = [&container](bool onTop) {
+        container.setWindowFlag(Qt::WindowStaysOnTopHint, onTop);
+        container.show();
+        QApplication::processEvents();
+    };
+    for (const bool onTop : {true, false}) {
+        toggle(onTop);
+        EXPECT_EQ(place(wall.windowHandle()->winId()), ofWall) << onTop;
+        EXPECT_EQ(place(CWindowHold(cell.Handle()).GetWindow()), ofCell) << onTop;
+        EXPECT_TRUE(cell.isVisible()) << onTop;
+        EXPECT_EQ(container.focusWidget(), field) << onTop;
+    }
+    QTest::keyClick(&wall, Qt::Key_Escape);
+    ASSERT_TRUE(wall.IsFullScreenOn());
+    toggle(true);
+    QTest::keyClick(&wall, Qt::Key_Escape);
+    QApplication::processEvents();
+    EXPECT_EQ(place(wall.windowHandle()->winId()), ofWall) << "after full screen";
+    EXPECT_EQ(place(CWindowHold(cell.Handle()).GetWindow()), ofCell) << "after full screen";
+    frame->hide();
+    toggle(false);
+    frame->show();
+    QApplication::processEvents();
+    EXPECT_EQ(place(wall.windowHandle()->winId()), ofWall) << "hidden meanwhile";
     m_Control.Reset();
 }
 
