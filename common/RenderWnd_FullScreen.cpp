@@ -88,6 +88,9 @@ void CRenderWnd::LeaveFullScreen()
     if (m_iMode == MODE_LEAVES_PARENT) {
         setWindowState(Qt::WindowNoState);
         if (windowHandle() != nullptr) windowHandle()->setTransientParent(nullptr);
+        // A container that was closed meanwhile has no X windows: the toolkit would make them from the inside
+        // out, some twice, and lose one of the two.
+        m_pParent->winId();
         setParent(m_pParent, m_SavedFlags);
     } else {
         m_pParent->removeEventFilter(this);

@@ -1,7 +1,10 @@
 #include <QAbstractEventDispatcher>
 #include <QMenu>
+#include <QPlatformSurfaceEvent>
 #include <QScreen>
 #include <QTimerEvent>
+#include <algorithm>
+#include <map>
 
 #include "model/NodeModel.h"
 #include "model/settings/GlobalSetting.h"
@@ -173,6 +176,48 @@ TEST_F(RenderWndTest, FullScreenLeavesAWindowThatIsDockedByThenInItsPlace)
     main.show();
     grid.SetLayout(0);
     EXPECT_EQ(m_pParent->geometry(), QRect(0, 20, 500, 400));
+    m_pParent->setParent(nullptr);
+}
+
+// Counts the X windows that each of the toolkit's windows is given: one that is given a second loses the first,
+// over whose end the toolkit crashes.
+class CMadeWindows : public QObject
+{
+  public:
+    CMadeWindows() { qApp->installEventFilter(this); }
+
+    int m_iMost = 0;  // of one window
+
+  protected:
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        if (event->type() == QEvent::PlatformSurface &&
+            static_cast<QPlatformSurfaceEvent*>(event)->surfaceEventType() ==
+                QPlatformSurfaceEvent::SurfaceCreated)
+            m_iMost = std::max(m_iMost, ++m_Times[watched]);
+        return false;
+    }
+
+  private:
+    std::map<QObject*, int> m_Times;
+};
+
+TEST_F(RenderWndTest, FullScreenIsLeftIntoAWindowThatWasClosedMeanwhile)
+{
+    QWidget outer;
+    outer.setGeometry(30, 40, 700, 600);
+    QWidget middle(&outer);
+    m_pParent->setParent(&middle);
+    outer.show();
+    CRenderWnd& grid = Grid({4}, 3);
+    for (int i = 0; i < 2; ++i) {
+        grid.SetLayout(0);
+        outer.close();
+        CMadeWindows made;
+        grid.SetLayout(0);
+        EXPECT_EQ(made.m_iMost, 1);
+        outer.show();
+    }
     m_pParent->setParent(nullptr);
 }
 
