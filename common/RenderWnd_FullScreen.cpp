@@ -88,6 +88,8 @@ void CRenderWnd::LeaveFullScreen()
     if (m_iMode == MODE_LEAVES_PARENT) {
         setWindowState(Qt::WindowNoState);
         if (windowHandle() != nullptr) windowHandle()->setTransientParent(nullptr);
+        m_pParent
+            ->winId();  // of a window closed meanwhile: the toolkit, which makes them on the way, crashes later
         setParent(m_pParent, m_SavedFlags);
     } else {
         m_pParent->removeEventFilter(this);

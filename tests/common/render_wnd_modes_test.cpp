@@ -176,6 +176,36 @@ TEST_F(RenderWndTest, FullScreenLeavesAWindowThatIsDockedByThenInItsPlace)
     m_pParent->setParent(nullptr);
 }
 
+// The toolkit takes the native windows of a window that is closed. It keeps some of those that it makes anew
+// when another one is put into it, beyond their widgets, and crashes at the next event that comes for them.
+TEST_F(RenderWndTest, FullScreenIsLeftIntoAWindowThatHasBeenClosed)
+{
+    auto outer = std::make_unique<QWidget>();
+    outer->resize(700, 600);
+    m_pParent->setParent(outer.get());
+    CRenderWnd& grid = Grid({4}, 3);
+    outer->show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(outer.get()));
+    grid.SetLayout(0);
+    ASSERT_TRUE(grid.isWindow());
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&grid));
+    outer->close();
+    QWidget later;  // what the server tells of it comes behind what it tells of those before
+    later.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&later));
+    grid.SetLayout(0);
+    EXPECT_FALSE(grid.isWindow());
+    EXPECT_EQ(grid.geometry(), QRect(10, 20, 400, 300));
+    Serve();
+    m_Grid.reset();
+    m_ParentHandle.reset();
+    m_pParent.reset();
+    outer.reset();
+    QWidget last;
+    last.show();
+    EXPECT_TRUE(QTest::qWaitForWindowExposed(&last));
+}
+
 TEST_F(RenderWndTest, FullScreenGivesTheGridTheKeyboard)
 {
     m_pParent->setFocusPolicy(Qt::StrongFocus);
