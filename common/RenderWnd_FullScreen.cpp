@@ -88,8 +88,9 @@ void CRenderWnd::LeaveFullScreen()
     if (m_iMode == MODE_LEAVES_PARENT) {
         setWindowState(Qt::WindowNoState);
         if (windowHandle() != nullptr) windowHandle()->setTransientParent(nullptr);
-        m_pParent
-            ->winId();  // of a window closed meanwhile: the toolkit, which makes them on the way, crashes later
+        // A parent whose window was closed meanwhile has no native window. The toolkit makes it on the way, but
+        // then keeps others for which no widget is left, and crashes when the server tells of them.
+        m_pParent->winId();
         setParent(m_pParent, m_SavedFlags);
     } else {
         m_pParent->removeEventFilter(this);
