@@ -86,6 +86,10 @@ std::int32_t CLogonRemoteDlg::OnCreate()
 
 bool CLogonRemoteDlg::OnInitDialog()
 {
+    // A window that is made anew begins as the first one did.
+    m_iControlPort = DEFAULT_CONTROL_PORT;
+    m_iDataPort = DEFAULT_DATA_PORT;
+    m_iChannelsAdded = 0;
     GetDlgItem<CHistoryCombo>(ADDRESS)->LoadHistory("Setting", "HistoryCombo", true);
     SetWindowText(CLanguage::GetString("IDS_LogonRemoteDlg"));
     for (const Caption& caption : CAPTIONS)

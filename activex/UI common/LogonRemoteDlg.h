@@ -14,7 +14,7 @@ class QLabel;
 class QWidget;
 
 /// Sent to the parent of the panel's parent when a station was added; the second parameter is the count of
-/// channels that this panel has added in its life.
+/// channels that this panel has added since its window was made.
 inline constexpr std::uint32_t LOGON_MESSAGE_ADDED = 0x9999;
 
 /// The logon panel: asks for a machine's address and account, builds a station, connects, logs on and puts the

@@ -214,6 +214,9 @@ void COutlook2Ctrl::Slide()
 
 void COutlook2Ctrl::HideChildren()
 {
+    // Else it would go to the next one in the order of the Tab key, which may be the container's.
+    const QWidget* const keyboard = window()->focusWidget();
+    if (keyboard != nullptr && isAncestorOf(keyboard)) setFocus(Qt::OtherFocusReason);
     for (const auto& folder : m_Folders) {
         for (const auto& item : folder->m_Items) {
             for (const auto& line : item->m_SubItems) {

@@ -43,7 +43,7 @@ json ClientEntry(const ClientCounts& client)
             {"streams", streams}};
 }
 
-// On both roads.
+// Over both links.
 json SentEntry(const ClientCounts::Stream& byDatagrams, const DataServer::Sent& direct)
 {
     return {{"pictures", byDatagrams.pictures + direct.pictures},

@@ -367,6 +367,25 @@ TEST_F(LogonDlgTest, TotalGrowsWithEachStationAsLongAsThePanelLives)
     EXPECT_THAT(Stations(), ElementsAre("1", "2", "3")) << "one without channels is added too";
 }
 
+// A container may take its control's window down and make it anew: the stations are gone with the first one.
+TEST_F(LogonDlgTest, TotalAndPortsBeginAnewWithANewWindow)
+{
+    Show();
+    Edit(CLogonRemoteDlg::CONTROL_PORT).setText("1234");
+    Edit(CLogonRemoteDlg::DATA_PORT).setText("1235");
+    Enter("1001");
+    Accept();
+    m_Dlg->DestroyWindow();
+    CNodeModel::GetInstance()->DeleteRoot();
+    ASSERT_TRUE(m_Dlg->Create(m_pBar));
+    EXPECT_EQ(m_Dlg->GetDlgItemText(CLogonRemoteDlg::CONTROL_PORT), "10060");
+    EXPECT_EQ(m_Dlg->GetDlgItemText(CLogonRemoteDlg::DATA_PORT), "10061");
+    Enter("1001");
+    Accept();
+    EXPECT_THAT(m_Messages,
+                ElementsAre(Message{LOGON_MESSAGE_ADDED, 0, 2}, Message{LOGON_MESSAGE_ADDED, 0, 2}));
+}
+
 TEST_F(LogonDlgTest, ListOfAddressesDropsAHundredAndTwentyTwoPixelsDeep)
 {
     Show();

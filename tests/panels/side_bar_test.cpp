@@ -170,6 +170,29 @@ TEST_F(SideBarTest, ArrowsThatAControlOfThePageHasNoUseForAreNotTheBars)
     EXPECT_EQ(m_Bar->GetSelectedFolder(), 1) << "by its number a folder is selected from anywhere in the bar";
 }
 
+// The next one in the order of the Tab key may be a container's.
+TEST_F(SideBarTest, KeyboardOfAPageThatGoesStaysInTheBar)
+{
+    for (const auto animation : {COutlook2Ctrl::EAnimation::Off, COutlook2Ctrl::EAnimation::On}) {
+        QWidget container;
+        QLineEdit others(&container);
+        COutlook2Ctrl bar(&container, m_hOwner);
+        bar.resize(200, 400);
+        auto* const field = new QLineEdit;
+        bar.AddFolder("a", {}, field);
+        bar.AddFolder("b", {});
+        container.show();
+        container.activateWindow();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(&container));
+        field->setFocus();
+        bar.SelectFolder(1, animation);
+        EXPECT_TRUE(bar.hasFocus());
+        others.setFocus();
+        bar.SelectFolder(0, animation);
+        EXPECT_TRUE(others.hasFocus()) << "which the bar doesn't take from others";
+    }
+}
+
 TEST_F(SideBarTest, SeparatorIsABarOfThreePixelsInAStepOfEight)
 {
     Show();
