@@ -158,6 +158,7 @@ class CRenderWnd : public QWidget
     Qt::WindowFlags m_SavedFlags;
     QRect m_SavedPlacement;
     Qt::WindowStates m_SavedState;
+    bool m_bContainerCloses = false;  // or was asked to
 };
 
 /// The last device of the tree whose GetParam(0x37) is this window; null for none. Channels over P2P answer 0

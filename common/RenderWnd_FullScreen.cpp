@@ -66,6 +66,8 @@ void CRenderWnd::EnterFullScreen()
         // A modal window of the container's keeps the input from all but its own.
         if (QApplication::activeModalWidget() != nullptr)
             windowHandle()->setTransientParent(outer->windowHandle());
+        m_bContainerCloses = false;
+        qApp->installEventFilter(this);
         setGeometry(shownOn->geometry());
         showFullScreen();
     } else {
@@ -86,6 +88,7 @@ void CRenderWnd::LeaveFullScreen()
     if (m_pParent == nullptr) return;
     QWidget* const outer = m_pParent->window();
     if (m_iMode == MODE_LEAVES_PARENT) {
+        qApp->removeEventFilter(this);
         setWindowState(Qt::WindowNoState);
         if (windowHandle() != nullptr) windowHandle()->setTransientParent(nullptr);
         // A container that was closed meanwhile has no X windows: the toolkit would make them from the inside
@@ -112,11 +115,23 @@ void CRenderWnd::LeaveFullScreen()
     setFocus(Qt::OtherFocusReason);
 }
 
-// The grid fills the parent whatever size that comes to.
+// A grid within its parent fills it whatever size that comes to. One that has left it goes back when the
+// application is asked to end, which a window that stays open refuses, and with the container's window when
+// that is closed, behind which it would be left alone.
 bool CRenderWnd::eventFilter(QObject* watched, QEvent* event)
 {
-    if (watched == m_pParent && event->type() == QEvent::Resize && m_bFullScreen)
-        m_Place.Put(m_pParent->rect());
+    if (!m_bFullScreen || m_pParent == nullptr) return QWidget::eventFilter(watched, event);
+    if (m_iMode != MODE_LEAVES_PARENT) {
+        if (watched == m_pParent && event->type() == QEvent::Resize) m_Place.Put(m_pParent->rect());
+        return QWidget::eventFilter(watched, event);
+    }
+    const bool container = watched == m_pParent->window();
+    if (container && event->type() == QEvent::Close) m_bContainerCloses = true;
+    const bool closed = container && event->type() == QEvent::Hide && m_bContainerCloses;
+    if (closed || event->type() == QEvent::Quit) {
+        LeaveFullScreen();
+        Redraw();
+    }
     return QWidget::eventFilter(watched, event);
 }
 

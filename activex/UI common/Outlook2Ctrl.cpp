@@ -274,10 +274,10 @@ void COutlook2Ctrl::Click(const QPoint& point)
 void COutlook2Ctrl::mousePressEvent(QMouseEvent* event)
 {
     if (event->button() != Qt::LeftButton) return;
+    delete m_pTracker;  // of a drag whose end never came
     const QPoint at = event->position().toPoint();
     if (at.x() >= width() - RESIZE_BAND) {
         m_iDragOffset = width() - at.x();
-        delete m_pTracker;  // of a drag whose end never came
         // In the window around the bar, so that it goes beyond a bar that is to become wider.
         m_pTracker = new CTracker(parentWidget() != nullptr ? parentWidget() : this);
         PlaceTracker(at.x());
@@ -291,6 +291,8 @@ void COutlook2Ctrl::mousePressEvent(QMouseEvent* event)
 void COutlook2Ctrl::mouseMoveEvent(QMouseEvent* event)
 {
     const QPoint at = event->position().toPoint();
+    // A message box that came up meanwhile has had the release.
+    if ((event->buttons() & Qt::LeftButton) == 0) delete m_pTracker;
     if (m_pTracker != nullptr) {
         PlaceTracker(at.x());
         return;

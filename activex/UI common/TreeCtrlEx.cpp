@@ -4,6 +4,7 @@
 #include <QMouseEvent>
 #include <QPainter>
 
+#include "activex/UI common/NodeTreeModel.h"
 #include "activex/UI common/TreeRowDelegate.h"
 #include "platform/qt/PanelsThread.h"
 #include "skin/SkinPaint.h"
@@ -70,11 +71,12 @@ void CTreeCtrlEx::drawRow(QPainter* painter, const QStyleOptionViewItem& option,
     m_pRows->paint(painter, row, index);
 }
 
-// The icon lies left of what the toolkit takes for the row's place and repaints by itself.
+// The icon lies left of what the toolkit takes for the row's place and repaints by itself; and it would put the
+// row's name back into the field in which another is being typed.
 void CTreeCtrlEx::dataChanged(const QModelIndex& topLeft, const QModelIndex& bottomRight,
                               const QList<int>& roles)
 {
-    QTreeView::dataChanged(topLeft, bottomRight, roles);
+    if (roles != QList<int>{CNodeTreeModel::STATUS_ROLE}) QTreeView::dataChanged(topLeft, bottomRight, roles);
     viewport()->update();
 }
 

@@ -2,6 +2,7 @@
 #include <QMenu>
 #include <QPlatformSurfaceEvent>
 #include <QScreen>
+#include <QTimer>
 #include <QTimerEvent>
 #include <algorithm>
 #include <map>
@@ -54,6 +55,34 @@ TEST_F(RenderWndTest, ClosingTheFullScreenLeavesItAndKeepsTheGrid)
     EXPECT_FALSE(grid.IsFullScreenOn());
     EXPECT_TRUE(grid.isVisible());
     EXPECT_EQ(grid.parentWidget(), m_pParent.get());
+}
+
+// In full screen it is a window of its own, which refuses to be closed.
+TEST_F(RenderWndTest, FullScreenKeepsNoContainerThatEndsOrIsClosed)
+{
+    void (*const ends[])(QWidget & container) = {[](QWidget&) { QApplication::quit(); },
+                                                 [](QWidget& container) { container.close(); }};
+    for (const auto end : ends) {
+        for (const bool shownFirst : {true, false}) {  // in either order the toolkit closes its windows
+            QWidget container;
+            m_pParent = std::make_unique<QWidget>(&container);
+            container.setVisible(shownFirst);
+            CRenderWnd& grid = Grid();
+            container.show();
+            grid.SetLayout(0);
+            ASSERT_TRUE(QTest::qWaitForWindowExposed(&grid));
+            QTimer::singleShot(0, &container, [&] { end(container); });
+            QTimer rescue;
+            QObject::connect(&rescue, &QTimer::timeout, [] { QApplication::exit(1); });
+            rescue.start(20000);
+            EXPECT_EQ(QApplication::exec(), 0) << shownFirst;
+            EXPECT_FALSE(grid.IsFullScreenOn()) << shownFirst;
+            EXPECT_EQ(grid.parentWidget(), m_pParent.get()) << shownFirst;
+            m_Grid.reset();
+            m_pParent.reset();
+            QCoreApplication::removePostedEvents(qApp, QEvent::Quit);
+        }
+    }
 }
 
 // A grid that goes in full screen would leave its former window with a focus that is gone.

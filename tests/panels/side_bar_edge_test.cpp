@@ -2,8 +2,11 @@
 
 #include <QApplication>
 #include <QLabel>
+#include <QMessageBox>
 #include <QMouseEvent>
 #include <QSignalSpy>
+#include <QWindow>
+#include <algorithm>
 
 #include "platform/files/profile.h"
 #include "tests/panels/side_bar_support.h"
@@ -83,6 +86,39 @@ TEST_F(SideBarTest, InvertedBandIsSeenOverThePageAndOutsideOfTheBar)
     EXPECT_EQ(pixel(298), QColor(255 - ground.red(), 255 - ground.green(), 255 - ground.blue()));
     QTest::mouseRelease(bar, Qt::LeftButton, {}, {300, 100});
     EXPECT_EQ(pixel(298), ground);
+}
+
+// A message box that comes up meanwhile keeps the release from the bar.
+TEST_F(SideBarTest, DragWhoseEndNeverComesIsGivenUp)
+{
+    for (const bool moved : {true, false}) {
+        ShowWithFocus();
+        QSignalSpy laidOut(&*m_Bar, &COutlook2Ctrl::LayoutRequested);
+        QWindow* const window = m_Bar->windowHandle();
+        const auto isTracked = [this] {
+            return std::ranges::any_of(m_Bar->findChildren<QWidget*>(), &QWidget::isVisible);
+        };
+        QTest::mousePress(window, Qt::LeftButton, {}, {198, 100});
+        QTest::mouseMove(window, {150, 100});
+        ASSERT_TRUE(isTracked());
+        {
+            QMessageBox box;
+            box.setModal(true);
+            box.show();
+            ASSERT_TRUE(QTest::qWaitForWindowExposed(&box));
+            QTest::mouseRelease(window, Qt::LeftButton, {}, {150, 100});
+        }
+        ASSERT_EQ(laidOut.count(), 0);
+        if (moved) {
+            QTest::mouseMove(window, {100, 100});
+            EXPECT_FALSE(isTracked()) << "no button is down";
+        }
+        QTest::mouseClick(window, Qt::LeftButton, {}, {120, 100});
+        EXPECT_FALSE(isTracked());
+        EXPECT_EQ(laidOut.count(), 0);
+        EXPECT_EQ(m_Bar->GetLayoutSize().width(), 200);
+        m_Bar.reset();
+    }
 }
 
 TEST_F(SideBarTest, NeitherMouseNorKeysTakeTheWidthBeyondWhatItsOwnerHasRoomFor)

@@ -169,6 +169,22 @@ TEST_F(TreeDlgTest, EditOfAFolderIsTheRowsAloneAsIntended)
     EXPECT_EQ(Text({0, 0}), "card");
 }
 
+// A link may end by itself at any time.
+TEST_F(TreeDlgTest, ChannelThatChangesItsStateLeavesWhatIsTypedForItsName)
+{
+    AddStation();
+    ShowDialog();
+    QLineEdit* const edit = Edit({0, 0, 0});
+    ASSERT_NE(edit, nullptr);
+    edit->setText("new");
+    static_cast<CRemote*>(CNodeModel::GetInstance()->FindByName("a"))->SetStatus(STATUS_OPEN);
+    m_Dlg->RefreshIcons(m_Dlg->GetRootItem());
+    EXPECT_EQ(Icon({0, 0, 0}), STATUS_OPEN);
+    EXPECT_EQ(edit->text(), "new");
+    QTest::keyClick(edit, Qt::Key_Return);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return Text({0, 0, 0}) == "new"; }));
+}
+
 TEST_F(TreeDlgTest, EmptyNameLeavesAllAsItWas)
 {
     AddStation();
