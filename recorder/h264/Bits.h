@@ -81,6 +81,13 @@ class BitReader
         return value;
     }
     void Align() { m_At = (m_At + 7) / 8 * 8; }
+    /// Whole bytes from the next one on, as raw samples are.
+    void SkipBytes(size_t count)
+    {
+        Align();
+        if (m_At + 8 * count > 8 * m_Payload.size()) throw Damaged("a unit ends too early");
+        m_At += 8 * count;
+    }
 
   private:
     uint32_t BitAt(size_t bit) const { return m_Payload[bit / 8] >> (7 - bit % 8) & 1U; }

@@ -42,7 +42,7 @@ class Cabac : public IElements
     Cabac(BitReader& bits, const SliceHeader& slice) : m_Bits(bits)
     {
         m_Bits.Align();
-        m_Offset = m_Bits.Bits(9);
+        Begin();
         for (size_t i = 0; i < CONTEXTS; ++i) {
             const ContextStart start = CONTEXT_STARTS[i][static_cast<size_t>(slice.contexts)];
             const int state = std::clamp(((start.m * slice.qp) >> 4) + start.n, 1, 126);
@@ -74,6 +74,12 @@ class Cabac : public IElements
         if (!Bin(CHROMA_MODE + 3)) return 1;
         return Bin(CHROMA_MODE + 3) ? 3 : 2;
     }
+    // The contexts stay.
+    void Raw() override
+    {
+        m_Bits.SkipBytes(RAW_BYTES);
+        Begin();
+    }
     uint32_t Pattern(bool intra, const Around& around) override;
     bool QpDelta(bool before) override
     {
@@ -91,6 +97,11 @@ class Cabac : public IElements
         bool likely = false;
     };
 
+    void Begin()
+    {
+        m_Range = 510;
+        m_Offset = m_Bits.Bits(9);
+    }
     bool Bin(size_t context);
     bool Bypass();
     bool Terminates();
@@ -103,7 +114,7 @@ class Cabac : public IElements
     uint32_t IntraType(size_t first, bool intraSlice);
 
     BitReader& m_Bits;
-    uint32_t m_Range = 510;
+    uint32_t m_Range = 0;
     uint32_t m_Offset = 0;
     std::array<Context, CONTEXTS> m_Contexts;
 };

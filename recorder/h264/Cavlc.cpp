@@ -65,6 +65,7 @@ class Cavlc : public IElements
         if (!m_Bits.Flag()) m_Bits.Bits(3);
     }
     uint32_t ChromaMode(const Around&) override { return m_Bits.Ue(3, "intra_chroma_pred_mode"); }
+    void Raw() override { m_Bits.SkipBytes(RAW_BYTES); }
     uint32_t Pattern(bool intra, const Around&) override
     {
         return CBP_OF_CODE[intra ? 0 : 1][m_Bits.Ue(47, "coded_block_pattern")];

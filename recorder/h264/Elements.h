@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 
 #include "recorder/h264/Headers.h"
@@ -28,6 +29,9 @@ struct Around {
     int above8x8Empty = 0;
 };
 
+/// A raw macroblock's samples of 8 bits: luma and both chroma.
+inline constexpr size_t RAW_BYTES = 256 + 2 * 64;
+
 /// The elements of macroblocks in one of the two entropy codings. Throws Damaged.
 class IElements
 {
@@ -46,6 +50,8 @@ class IElements
     virtual int Difference(int component, int sum) = 0;
     virtual void Intra4x4Mode() = 0;
     virtual uint32_t ChromaMode(const Around& around) = 0;
+    /// The samples of a raw macroblock, behind its type.
+    virtual void Raw() = 0;
     virtual uint32_t Pattern(bool intra, const Around& around) = 0;
     /// Whether it isn't zero. before: of the macroblock before.
     virtual bool QpDelta(bool before) = 0;

@@ -54,6 +54,7 @@ class Walk
     Around LookAround() const;
     void ReadMacroblock(const Around& around);
     void ReadIntra(uint32_t type, const Around& around);
+    void ReadRaw();
     void ReadInter(uint32_t type);
     void ReadDifference(size_t x, size_t y, size_t width, size_t height);
     void ReadResidual();
@@ -74,6 +75,7 @@ class Walk
     std::vector<Macroblock> m_Macroblocks;
     size_t m_At = 0;
     bool m_QpChanged = false;  // by the macroblock before
+    bool m_Raw = false;        // has raw ones
 };
 
 void Walk::Run()
@@ -88,7 +90,9 @@ void Walk::Run()
         more = m_Elements.More();
     }
     if (!m_Elements.AtEnd()) throw Damaged("a slice goes on behind its end");
-    if (m_At != m_Macroblocks.size()) throw Outside("it has several slices a picture");
+    if (m_At != m_Macroblocks.size()) throw Damaged("a slice has too few macroblocks");
+    // Not before: what is damaged may look like one.
+    if (m_Raw) throw Outside("it has raw macroblocks (I_PCM)");
 }
 
 Around Walk::LookAround() const
@@ -114,8 +118,11 @@ void Walk::ReadMacroblock(const Around& around)
     uint32_t type = m_Elements.Type(m_IntraSlice, around);
     const bool intra = m_IntraSlice || type >= FIRST_INTRA_OF_P;
     if (intra && !m_IntraSlice) type -= FIRST_INTRA_OF_P;
-    if (intra && type == I_PCM) throw Outside("it has raw macroblocks (I_PCM)");
     if (type > I_PCM) throw Damaged("mb_type");
+    if (intra && type == I_PCM) {
+        ReadRaw();
+        return;
+    }
     if (intra)
         ReadIntra(type, around);
     else
@@ -140,6 +147,19 @@ void Walk::ReadIntra(uint32_t type, const Around& around)
     else  // the pattern is a part of the type
         now.pattern = static_cast<uint8_t>((type > 12 ? 15 : 0) + 16 * ((type - 1) / 4 % 3));
     now.chromaMode = static_cast<uint8_t>(m_Elements.ChromaMode(around));
+}
+
+// Later ones take it as one of which everything is coded.
+void Walk::ReadRaw()
+{
+    Macroblock& now = Now();
+    now.kind = EKind::Intra16;
+    now.pattern = 47;
+    now.dc.fill(true);
+    now.counts.fill(16);
+    m_Elements.Raw();
+    m_QpChanged = false;
+    m_Raw = true;
 }
 
 void Walk::ReadInter(uint32_t type)

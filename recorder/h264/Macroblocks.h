@@ -6,7 +6,8 @@ namespace recorder::h264
 {
 
 /// Reads the macroblocks of a picture's only slice to their end, as far as their entropy coding goes: nothing
-/// is predicted or transformed. Throws Outside at a raw macroblock (I_PCM), Damaged at whatever can't be.
+/// is predicted or transformed. Throws Outside when there were raw macroblocks (I_PCM), Damaged at whatever
+/// can't be, and when some are missing.
 void ReadMacroblocks(BitReader& bits, const SliceHeader& slice, const SequenceSet& sequence, bool cabac);
 
 }  // namespace recorder::h264

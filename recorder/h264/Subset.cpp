@@ -1,5 +1,7 @@
 #include "recorder/h264/Subset.h"
 
+#include <algorithm>
+
 #include "recorder/h264/AnnexB.h"
 #include "recorder/h264/Macroblocks.h"
 
@@ -21,6 +23,11 @@ bool IsBeside(EUnit type)
     constexpr int DELIMITER = 9;
     constexpr int FILLER = 12;
     return type == EUnit::Sei || (static_cast<int>(type) >= DELIMITER && static_cast<int>(type) <= FILLER);
+}
+
+bool IsSlice(std::span<const uint8_t> unit)
+{
+    return UnitType(unit) == EUnit::Slice || UnitType(unit) == EUnit::IdrSlice;
 }
 
 }  // namespace
@@ -47,17 +54,17 @@ Checked Subset::Check(std::span<const uint8_t> accessUnit)
 Checked Subset::Take(std::span<const uint8_t> accessUnit)
 {
     Checked checked;
-    bool slice = false;
-    for (const auto unit : SplitUnits(accessUnit)) {
+    const auto units = SplitUnits(accessUnit);
+    const auto slices = std::count_if(units.begin(), units.end(), IsSlice);
+    for (const auto unit : units) {
         if ((unit[0] & 0x80) != 0) throw Damaged("a unit's header");
         const EUnit type = UnitType(unit);
         if (IsBeside(type) || TakeSet(unit)) continue;
-        if (type != EUnit::Slice && type != EUnit::IdrSlice) throw Outside("it has units of other kinds");
-        if (slice) throw Outside("it has several slices a picture");
-        slice = true;
+        if (!IsSlice(unit)) throw Outside("it has units of other kinds");
+        if (slices > 1) throw Outside("it has several slices a picture");
         CheckSlice(unit, checked);
     }
-    if (!slice) throw Damaged("there is no picture");
+    if (slices == 0) throw Damaged("there is no picture");
     if (checked.bytes.size() > m_MaxBytes) throw Outside("it has pictures that are too large");
     checked.result = Checked::EResult::Passes;
     return checked;

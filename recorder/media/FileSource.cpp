@@ -63,17 +63,24 @@ void FileSource::Fail(int64_t picture, const std::string& why)
 void FileSource::Advance(double seconds, bool catchesUp)
 {
     // A long time unwatched isn't made up for, nor are pictures that come slower than their times say, as out
-    // of a pipe, or of a film that is too much for this machine: the source goes on from where it is. Who comes
-    // nearer from picture to picture, as a pipe after a pause, is given the time.
+    // of a pipe, or of a film that is too much for this machine: the source goes on from where it is, and what
+    // comes is shown. Who comes nearer from picture to picture, as a pipe after a pause, is given the time.
     constexpr double MOST_LATE = 2;
+    constexpr double LEAST_SPEED = 1.25;  // with which catching up is worth while
     using Clock = std::chrono::steady_clock;
     const double interval = 1.0 / m_Setup.rate;
-    const std::chrono::duration<double> mostCatchingUp(std::max(0.1, interval));
-    const auto until = Clock::now() + std::chrono::duration_cast<Clock::duration>(mostCatchingUp);
+    const double mostCatchingUp = std::max(0.1, interval);
+    const auto begun = Clock::now();
+    const double from = m_Times.Latest();
+    const auto hasTime = [&] {
+        const double spent = std::chrono::duration<double>(Clock::now() - begun).count();
+        const bool gains = spent < interval / 2 || m_Times.Latest() - from >= LEAST_SPEED * spent;
+        return spent < mostCatchingUp && gains;
+    };
     const std::optional<double> before = std::exchange(m_Behind, {});
     while (m_Times.Latest() + interval / 2 < seconds) {
         const double late = seconds - m_Times.Latest();
-        const bool inTime = !catchesUp || Clock::now() < until;
+        const bool inTime = !catchesUp || hasTime();
         if (!inTime && late <= MOST_LATE && (!before || late <= *before - interval)) {
             m_Behind = late;
             break;

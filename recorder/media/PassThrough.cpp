@@ -66,13 +66,21 @@ std::string PassGate::Say(const std::string& why)
     return std::exchange(m_Said, why) != why ? why : std::string();
 }
 
+std::string PassGate::Wait(const std::string& what, Clock::time_point now)
+{
+    if (m_Waits.empty()) m_WaitsSince = now;
+    // Before, the next picture may well be the IDR one; the reason at that time stays.
+    const bool stale = now - m_WaitsSince >= STALE_AFTER;
+    if (!stale || m_Waits.empty()) m_Waits = what;
+    return stale && !m_Lossy ? Say(m_Waits) : std::string();
+}
+
 std::string PassGate::Await(const std::string& what, Clock::time_point now)
 {
     ++m_State.damaged;
     m_AwaitsKey = true;
     m_Behind = false;
-    if (m_Waits.empty()) m_WaitsSince = now;
-    m_Waits = what;
+    std::string why = Wait(what, now);
     if (std::exchange(m_Whole, false)) {
         const auto before = std::exchange(m_Broke, now);
         m_Lossy = m_Lossy || (before && now - *before < LOSSY_WITHIN);
@@ -82,8 +90,7 @@ std::string PassGate::Await(const std::string& what, Clock::time_point now)
         m_State.passing = false;
         return Say(LOSSY);
     }
-    // Before, the next picture may well be the IDR one.
-    return now - m_WaitsSince >= STALE_AFTER ? Say(what) : std::string();
+    return why;
 }
 
 std::string PassGate::Take(const h264::Checked& checked, EChecksum checksum, Clock::time_point now)
@@ -98,13 +105,16 @@ std::string PassGate::Take(const h264::Checked& checked, EChecksum checksum, Clo
     }
     if (checked.result == EResult::Damaged) return Await(checked.why, now);
     m_Whole = true;
-    m_Waits.clear();
-    if (m_Lossy && now - *m_Broke < LOSSY_WITHIN) return {};
+    if (m_Lossy && now - *m_Broke < LOSSY_WITHIN) {
+        m_Waits.clear();
+        return {};
+    }
     m_Lossy = false;
     if ((m_AwaitsKey || !m_State.passing) && !checked.key) {
         if (m_Behind) ++m_State.leftOut;
-        return {};
+        return Wait(NO_IDR, now);
     }
+    m_Waits.clear();
     auto coded = std::make_shared<Coded>();
     coded->codec = ECodec::H264;
     coded->key = checked.key;

@@ -53,6 +53,7 @@ class PassGate
     /// Two breaks within this time make a camera a lossy one, until it was whole for as long.
     static constexpr std::chrono::milliseconds LOSSY_WITHIN{10'000};
     static constexpr const char* LOSSY = "packets of it are lost again and again";
+    static constexpr const char* NO_IDR = "no IDR picture came yet";
     /// False when the picture wasn't taken: nothing follows before the next key picture. Called with the gate
     /// locked.
     using Deliver = std::function<bool(std::shared_ptr<const Coded>)>;
@@ -76,8 +77,9 @@ class PassGate
     PassState State() const;
 
   private:
-    // Both locked.
+    // All locked.
     std::string Say(const std::string& why);
+    std::string Wait(const std::string& what, Clock::time_point now);
     std::string Await(const std::string& what, Clock::time_point now);
 
     Deliver m_Deliver;
@@ -88,7 +90,7 @@ class PassGate
     bool m_Behind = false;    // guarded; it does since one wasn't taken
     bool m_Parted = false;  // guarded; clients didn't see the latest that was re-encoded, or not as the latest
     Clock::time_point m_Latest;        // guarded; passed
-    std::string m_Waits;               // guarded; why the latest can't be read, since one could
+    std::string m_Waits;               // guarded; why the latest can't pass, since one could
     Clock::time_point m_WaitsSince{};  // guarded
     bool m_Whole = false;              // guarded; the latest could be read
     bool m_Lossy = false;              // guarded

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <map>
 #include <random>
+#include <set>
 #include <string>
 
 #include "recorder/h264/AnnexB.h"
@@ -187,6 +188,36 @@ TEST(H264Subset, SlicesOnTheirOwnSayWhatTheyLack)
     EXPECT_EQ(Result(checked), Checked::EResult::Damaged);
     EXPECT_THAT(checked.why, HasSubstr("parameter set is missing"));
 }
+
+// What stands behind lost bytes may read like anything, and what is cut like the first of several slices.
+class Loss : public testing::TestWithParam<const char*>
+{
+};
+
+TEST_P(Loss, IsNeverTakenForSomethingOutside)
+{
+    const AccessUnits stream = EncodeH264(GetParam(), 10);
+    std::mt19937 random(1);
+    std::set<std::string> outside;
+    for (int round = 0; round < 100; ++round) {
+        Subset subset(WIDTH, HEIGHT, MAX_H264_BYTES);
+        for (const auto& whole : stream) {
+            constexpr size_t HEADERS = 60;
+            ASSERT_GT(whole.size(), HEADERS);
+            auto cut = whole;
+            const auto from = cut.begin() + static_cast<ptrdiff_t>(HEADERS + random() % (cut.size() - HEADERS));
+            const bool tail = random() % 2 == 0;
+            cut.erase(from, tail ? cut.end() : from + static_cast<ptrdiff_t>(random() % (cut.end() - from)));
+            Subset before = subset;
+            const Checked checked = before.Check(cut);
+            if (checked.result == Checked::EResult::Outside) outside.insert(checked.why);
+            subset.Check(whole);
+        }
+    }
+    EXPECT_THAT(outside, testing::IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Codings, Loss, testing::Values("cabac=1:annexb=1:qp=14", "cabac=0:annexb=1:qp=14"));
 
 // A picture that nothing refers to would break the chain of references that clients keep.
 TEST(H264Subset, APictureThatNothingRefersToIsOutside)
