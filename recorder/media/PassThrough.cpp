@@ -66,6 +66,13 @@ std::string PassGate::Say(const std::string& why)
     return std::exchange(m_Said, why) != why ? why : std::string();
 }
 
+std::string PassGate::LeaveOut(const std::string& why)
+{
+    m_State.passing = false;
+    m_State.why = why;
+    return Say(why);
+}
+
 std::string PassGate::Wait(const std::string& what, Clock::time_point now)
 {
     if (m_Waits.empty()) m_WaitsSince = now;
@@ -98,11 +105,7 @@ std::string PassGate::Take(const h264::Checked& checked, EChecksum checksum, Clo
     using EResult = h264::Checked::EResult;
     const std::lock_guard lock(m_Mutex);
     if (!m_State.why.empty()) return {};
-    if (checked.result == EResult::Outside) {
-        m_State.passing = false;
-        m_State.why = checked.why;
-        return Say(checked.why);
-    }
+    if (checked.result == EResult::Outside) return LeaveOut(checked.why);
     if (checked.result == EResult::Damaged) return Await(checked.why, now);
     m_Whole = true;
     if (m_Lossy && now - *m_Broke < LOSSY_WITHIN) {
@@ -114,6 +117,10 @@ std::string PassGate::Take(const h264::Checked& checked, EChecksum checksum, Clo
         if (m_Behind) ++m_State.leftOut;
         return Wait(NO_IDR, now);
     }
+    if (checked.key)
+        m_Key = now;
+    else if (now - m_Key >= MOST_BETWEEN_KEYS)
+        return LeaveOut(RARE_IDR);
     m_Waits.clear();
     auto coded = std::make_shared<Coded>();
     coded->codec = ECodec::H264;

@@ -42,9 +42,9 @@ struct PassState {
 };
 
 /// Lets through either what a camera sends or what was re-encoded, and changes from one to the other at a key
-/// picture only. A camera whose pictures stay out for a while, break off again and again, or go beyond what
-/// clients read, is re-encoded; the first passes again from its next IDR picture on, the second once it was
-/// whole for a while, the third when it was reopened. From any thread.
+/// picture only. A camera whose pictures stay out for a while, break off again and again, go beyond what
+/// clients read, or whose IDR pictures are rare, is re-encoded; the first passes again from its next IDR
+/// picture on, the second once it was whole for a while, the others when it was reopened. From any thread.
 class PassGate
 {
   public:
@@ -52,8 +52,11 @@ class PassGate
     static constexpr std::chrono::milliseconds STALE_AFTER{2'000};
     /// Two breaks within this time make a camera a lossy one, until it was whole for as long.
     static constexpr std::chrono::milliseconds LOSSY_WITHIN{10'000};
+    /// A camera that passes must let a recording begin: a later IDR picture isn't waited for.
+    static constexpr std::chrono::milliseconds MOST_BETWEEN_KEYS{15'000};
     static constexpr const char* LOSSY = "packets of it are lost again and again";
     static constexpr const char* NO_IDR = "no IDR picture came yet";
+    static constexpr const char* RARE_IDR = "its IDR pictures are more than 15 seconds apart";
     /// False when the picture wasn't taken: nothing follows before the next key picture. Called with the gate
     /// locked.
     using Deliver = std::function<bool(std::shared_ptr<const Coded>)>;
@@ -79,6 +82,7 @@ class PassGate
   private:
     // All locked.
     std::string Say(const std::string& why);
+    std::string LeaveOut(const std::string& why);
     std::string Wait(const std::string& what, Clock::time_point now);
     std::string Await(const std::string& what, Clock::time_point now);
 
@@ -90,12 +94,13 @@ class PassGate
     bool m_Behind = false;    // guarded; it does since one wasn't taken
     bool m_Parted = false;  // guarded; clients didn't see the latest that was re-encoded, or not as the latest
     Clock::time_point m_Latest;        // guarded; passed
+    Clock::time_point m_Key;           // guarded; the latest IDR picture that passed
     std::string m_Waits;               // guarded; why the latest can't pass, since one could
     Clock::time_point m_WaitsSince{};  // guarded
     bool m_Whole = false;              // guarded; the latest could be read
     bool m_Lossy = false;              // guarded
-    std::optional<Clock::time_point>
-        m_Broke;  // guarded; when the latest couldn't be read, behind one that could
+    // Guarded; when the latest couldn't be read, behind one that could.
+    std::optional<Clock::time_point> m_Broke;
 };
 
 }  // namespace recorder

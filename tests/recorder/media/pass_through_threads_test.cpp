@@ -433,6 +433,30 @@ TEST_F(PassGateTest, APictureInTheMiddleIsNoBreakForWhoBeginsToWatch)
     EXPECT_EQ(m_Seen, "KKKKK");
 }
 
+// A recording that is begun waits for a key picture.
+TEST_F(PassGateTest, ACameraWithRareIdrPicturesIsCodedAnewUntilItIsOpenedAgain)
+{
+    const auto take = [&] { return m_Gate.Take(Picture(false), EChecksum::None, m_Now); };
+    Take(true);
+    m_Now += PassGate::MOST_BETWEEN_KEYS - 1ms;
+    EXPECT_EQ(take(), "");
+    Take(true);
+    m_Now += PassGate::MOST_BETWEEN_KEYS - 1ms;
+    EXPECT_EQ(take(), "") << "each counts anew";
+    m_Now += 1ms;
+    EXPECT_EQ(take(), PassGate::RARE_IDR);
+    EXPECT_EQ(m_Gate.Turn(m_Now), PassGate::ETurn::Restart);
+    EXPECT_EQ(take(), "") << "told once";
+    Take(true);
+    EXPECT_EQ(m_Seen, "KPKP");
+    EXPECT_EQ(m_Gate.State().why, PassGate::RARE_IDR);
+    m_Gate.Opened();
+    Take(true);
+    m_Now += 1ms;
+    EXPECT_EQ(take(), "");
+    EXPECT_EQ(m_Seen, "KPKPKP");
+}
+
 TEST_F(PassGateTest, ChecksumsArePutOntoWhatPasses)
 {
     std::vector<uint8_t> bytes;
