@@ -291,12 +291,11 @@ void COutlook2Ctrl::mousePressEvent(QMouseEvent* event)
 void COutlook2Ctrl::mouseMoveEvent(QMouseEvent* event)
 {
     const QPoint at = event->position().toPoint();
-    // A message box that came up meanwhile has had the release.
-    if ((event->buttons() & Qt::LeftButton) == 0) delete m_pTracker;
-    if (m_pTracker != nullptr) {
+    if (m_pTracker != nullptr && (event->buttons() & Qt::LeftButton) != 0) {
         PlaceTracker(at.x());
         return;
     }
+    delete m_pTracker;  // of a drag whose release a message box has had that came up meanwhile
     const bool onBand = at.x() >= width() - RESIZE_BAND;
     const Hit hit = onBand ? Hit{} : HitTest(at);
     const bool clickable = hit.kind == EHit::Folder || hit.kind == EHit::SubItem;
