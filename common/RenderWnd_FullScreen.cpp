@@ -91,6 +91,10 @@ void CRenderWnd::LeaveFullScreen()
         qApp->removeEventFilter(this);
         setWindowState(Qt::WindowNoState);
         if (windowHandle() != nullptr) windowHandle()->setTransientParent(nullptr);
+        // A window manager that hears of a hidden window puts it back onto the screen, also when it comes to
+        // that only after the toolkit has put it into the parent: what goes there goes with a new X window.
+        hide();
+        if (windowHandle() != nullptr) windowHandle()->destroy();
         // A container that was closed meanwhile has no X windows: the toolkit would make them from the inside
         // out, some twice, and lose one of the two.
         m_pParent->winId();

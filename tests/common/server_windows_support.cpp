@@ -2,6 +2,8 @@
 
 #include <X11/Xlib.h>
 
+#include "platform/qt/X11Sync.h"
+
 CServerWindows::CServerWindows() : m_pDisplay(XOpenDisplay(nullptr)) {}
 
 CServerWindows::~CServerWindows()
@@ -15,6 +17,20 @@ void CServerWindows::Move(std::uintptr_t window, const Geometry& place) const
     XMoveResizeWindow(display, window, place.x, place.y, static_cast<unsigned>(place.width),
                       static_cast<unsigned>(place.height));
     XSync(display, False);
+}
+
+void CServerWindows::PutOnScreen(std::uintptr_t window) const
+{
+    auto* const display = static_cast<Display*>(m_pDisplay);
+    const auto before = XSetErrorHandler([](Display*, XErrorEvent*) { return 0; });
+    XReparentWindow(display, window, DefaultRootWindow(display), 0, 0);
+    XSync(display, False);
+    XSetErrorHandler(before);
+}
+
+bool CServerWindows::IsWithin(std::uintptr_t parent, std::uintptr_t child) const
+{
+    return IsChildInX11(m_pDisplay, parent, child);
 }
 
 Geometry CServerWindows::Get(std::uintptr_t window) const

@@ -25,6 +25,9 @@ class CServerWindows
 
     /// Returns when the server has done it.
     void Move(std::uintptr_t window, const Geometry& place) const;
+    /// What a window manager does to a window that it no longer manages; one that is gone stays so.
+    void PutOnScreen(std::uintptr_t window) const;
+    bool IsWithin(std::uintptr_t parent, std::uintptr_t child) const;
     /// As the server has it, relative to its parent.
     Geometry Get(std::uintptr_t window) const;
 

@@ -87,4 +87,23 @@ TEST_F(WindowPlaceTest, CellsStandInTheGridAfterFullScreenInQuickSuccession)
     }
 }
 
+// It hears that the window was hidden when the toolkit has put it into its parent already.
+TEST_F(WindowPlaceTest, WindowManagerThatComesLateTakesTheGridOutOfNoContainer)
+{
+    CRenderWnd& grid = Grid({4});
+    grid.SetLayout(2);
+    const QRect place = grid.geometry();
+    grid.SetLayout(0);
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&grid));
+    const WId managed = grid.winId();
+    grid.SetLayout(0);
+    m_Server.PutOnScreen(managed);
+    EXPECT_TRUE(m_Server.IsWithin(m_pParent->winId(), grid.winId()));
+    EXPECT_TRUE(Stands(grid, place));
+    for (std::size_t i = 0; i < 4; ++i) {
+        EXPECT_TRUE(m_Server.IsWithin(grid.winId(), grid.GetCell(i)->winId())) << i;
+        EXPECT_TRUE(grid.GetCell(i)->isVisible()) << i;
+    }
+}
+
 }  // namespace
