@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
@@ -21,12 +22,15 @@ namespace
 
 constexpr int MOST_WAIT_MS = 5'000;  // for a reader that takes nothing
 
-// What a link leads to: another file under the link's name would be no news to who reads the target.
-fs::path Followed(const std::string& path)
+// What a link leads to, though there may be no file yet: another one under the link's name would be no news to
+// who reads the target.
+fs::path Followed(fs::path path)
 {
+    constexpr int MOST_LINKS = 40;  // as the system has it
     std::error_code error;
-    const fs::path target = fs::canonical(path, error);
-    return error ? fs::path(path) : target;
+    for (int links = 0; links < MOST_LINKS && fs::is_symlink(path, error); ++links)
+        path = path.parent_path() / fs::read_symlink(path, error);
+    return path;
 }
 
 fs::path Beside(const fs::path& target)
@@ -41,11 +45,23 @@ bool IsNoFile(const std::string& path)
     return fs::exists(status) && !fs::is_regular_file(status) && !fs::is_directory(status);
 }
 
-// Without waiting for a reader that may never come: no signal would end the run then.
-bool WriteInto(const std::string& path, std::string_view text)
+// One of ours that writes into this file already, as with `--report /dev/stdout >>log`, or -1: what else was
+// written through it, and will be, belongs into the same file.
+int DescriptorOf(const std::string& path)
 {
-    const int file = ::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-    if (file < 0) return false;
+    std::error_code error;
+    for (fs::directory_iterator it("/proc/self/fd", error), end; !error && it != end; it.increment(error)) {
+        const int file = std::atoi(it->path().filename().c_str());
+        const int flags = ::fcntl(file, F_GETFL);
+        std::error_code none;
+        if (flags >= 0 && (flags & O_ACCMODE) != O_RDONLY && fs::equivalent(it->path(), path, none))
+            return file;
+    }
+    return -1;
+}
+
+bool WriteInto(int file, std::string_view text)
+{
     const auto former = std::signal(SIGPIPE, SIG_IGN);  // of a reader that goes
     while (!text.empty()) {
         const ssize_t count = ::write(file, text.data(), text.size());
@@ -57,7 +73,16 @@ bool WriteInto(const std::string& path, std::string_view text)
         if (errno != EINTR && (errno != EAGAIN || ::poll(&writable, 1, MOST_WAIT_MS) == 0)) break;
     }
     std::signal(SIGPIPE, former);
-    return ::close(file) == 0 && text.empty();
+    return text.empty();
+}
+
+// Without waiting for a reader that may never come: no signal would end the run then.
+bool WriteIntoDevice(const std::string& path, std::string_view text)
+{
+    const int file = ::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (file < 0) return false;
+    const bool written = WriteInto(file, text);
+    return ::close(file) == 0 && written;
 }
 
 }  // namespace
@@ -68,6 +93,8 @@ void CheckCanWrite(const std::string& path)
     bool can = false;
     if (IsNoFile(path)) {
         can = !fs::is_socket(path, none) && ::access(path.c_str(), W_OK) == 0;
+    } else if (DescriptorOf(path) >= 0) {
+        can = true;
     } else if (const fs::path beside = Beside(Followed(path));
                !fs::is_directory(path, none) && std::ofstream(beside, std::ios::binary)) {
         can = true;
@@ -80,7 +107,9 @@ void WriteWhole(const std::string& path, const std::string& text)
 {
     bool written = false;
     if (IsNoFile(path)) {
-        written = WriteInto(path, text);
+        written = WriteIntoDevice(path, text);
+    } else if (const int file = DescriptorOf(path); file >= 0) {
+        written = WriteInto(file, text);
     } else {
         const fs::path target = Followed(path);
         const fs::path beside = Beside(target);

@@ -7,7 +7,8 @@ namespace recorder
 
 /// Files that a run leaves for whoever started it. They appear whole or not at all: a file beside takes the
 /// text and then the name. A link stays and its target is written. What is no file (a pipe, a terminal, another
-/// device) stays and gets the text itself.
+/// device) stays and gets the text itself, as does a file that one of the process's descriptors, like standard
+/// output, writes into.
 ///
 /// Throws std::runtime_error "can't write <path>" when that can be told before; what was there stays.
 void CheckCanWrite(const std::string& path);

@@ -43,6 +43,32 @@ Picture CDecoder::Decode(const std::vector<uint8_t>& bytes)
     return picture;
 }
 
+namespace
+{
+
+constexpr int GROUP = 5;  // pictures from one key picture to the next
+constexpr int MACROBLOCK = 16;
+
+bool IsNoise(EShows shows, int picture, int x, int y)
+{
+    if (shows == EShows::Scene) return false;
+    if (shows == EShows::LaterSpecks && picture % GROUP == 0) return false;
+    return shows == EShows::Noise || (x / MACROBLOCK + y / MACROBLOCK) % 2 == 0;
+}
+
+void AddNoise(EShows shows, int picture, std::mt19937& random, Picture& drawn)
+{
+    for (auto* const plane : {&drawn.y, &drawn.u, &drawn.v}) {
+        const int scale = plane == &drawn.y ? 1 : 2;
+        const int width = drawn.width / scale;
+        for (int i = 0; i < static_cast<int>(plane->size()); ++i)
+            if (IsNoise(shows, picture, i % width * scale, i / width * scale))
+                (*plane)[static_cast<size_t>(i)] = static_cast<uint8_t>(random());
+    }
+}
+
+}  // namespace
+
 AccessUnits EncodeH264(const std::string& options, int pictures, AVPixelFormat format, EShows shows)
 {
     SayLibAvWarningsOnce();
@@ -53,7 +79,7 @@ AccessUnits EncodeH264(const std::string& options, int pictures, AVPixelFormat f
     encoder->pix_fmt = format;
     encoder->time_base = {1, 25};
     encoder->thread_count = 1;
-    encoder->gop_size = 5;
+    encoder->gop_size = GROUP;
     const bool once = options.find("repeat-headers=0") != std::string::npos;
     if (once) encoder->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     av_opt_set(encoder->priv_data, "preset", "medium", 0);
@@ -79,10 +105,7 @@ AccessUnits EncodeH264(const std::string& options, int pictures, AVPixelFormat f
     scene.height = H264_TEST_HEIGHT;
     for (int i = 0; i < pictures; ++i) {
         Picture drawn = DrawScene(scene, 0, 5 * i);
-        if (shows == EShows::Noise)
-            for (auto* const plane : {&drawn.y, &drawn.u, &drawn.v})
-                for (uint8_t& sample : *plane)
-                    sample = static_cast<uint8_t>(random());
+        AddNoise(shows, i, random, drawn);
         CheckAv(av_frame_make_writable(frame.get()), "hold a picture");
         for (int y = 0; y < H264_TEST_HEIGHT; ++y)
             std::copy_n(drawn.y.begin() + ptrdiff_t{y} * H264_TEST_WIDTH, H264_TEST_WIDTH,

@@ -128,7 +128,9 @@ class StreamsOutside : public testing::TestWithParam<Row>
 
 TEST_P(StreamsOutside, AreReportedWithTheReason)
 {
-    const Checked checked = CheckAll(EncodeH264(GetParam().options, 30, GetParam().format, GetParam().shows));
+    const int pictures = GetParam().shows == EShows::Scene ? 30 : 7;
+    const Checked checked =
+        CheckAll(EncodeH264(GetParam().options, pictures, GetParam().format, GetParam().shows));
     EXPECT_EQ(Result(checked), Checked::EResult::Outside);
     EXPECT_THAT(checked.why, HasSubstr(GetParam().why));
     EXPECT_TRUE(checked.bytes.empty());
@@ -136,19 +138,23 @@ TEST_P(StreamsOutside, AreReportedWithTheReason)
 
 INSTANTIATE_TEST_SUITE_P(
     Rows, StreamsOutside,
-    testing::Values(Row{"b", "bframes=2:b-adapt=0:weightb=0", "B pictures"},
-                    Row{"pyramid", "bframes=3:b-adapt=0:b-pyramid=2:weightb=0", "B pictures"},
-                    Row{"transform8x8", "8x8dct=1", "8x8 transform"},
-                    Row{"references", "ref=3", "several references"}, Row{"weighted", "weightp=2", "weighted"},
-                    Row{"slices", "slices=3", "several slices"}, Row{"interlaced", "tff=1", "interlaced"},
-                    Row{"constrained", "constrained-intra=1", "constrained intra"},
-                    Row{"matrices", "cqm=jvt", "matrices"},
-                    Row{"chroma_offsets", "chroma-qp-offset=3:8x8dct=1", "8x8 transform"},
-                    Row{"chroma422", "keyint=5", "4:2:0", AV_PIX_FMT_YUV422P},
-                    Row{"chroma444", "keyint=5", "4:2:0", AV_PIX_FMT_YUV444P},
-                    Row{"lossless", "qp=0", "transform"},
-                    Row{"pcm_cavlc", "cabac=0:qp=1:psy=0:subme=7", "I_PCM", AV_PIX_FMT_YUV420P, EShows::Noise},
-                    Row{"pcm_cabac", "cabac=1:qp=1:psy=0:subme=7", "I_PCM", AV_PIX_FMT_YUV420P, EShows::Noise}),
+    testing::Values(
+        Row{"b", "bframes=2:b-adapt=0:weightb=0", "B pictures"},
+        Row{"pyramid", "bframes=3:b-adapt=0:b-pyramid=2:weightb=0", "B pictures"},
+        Row{"transform8x8", "8x8dct=1", "8x8 transform"}, Row{"references", "ref=3", "several references"},
+        Row{"weighted", "weightp=2", "weighted"}, Row{"slices", "slices=2", "several slices"},
+        Row{"interlaced", "tff=1", "interlaced"},
+        Row{"constrained", "constrained-intra=1", "constrained intra"}, Row{"matrices", "cqm=jvt", "matrices"},
+        Row{"chroma_offsets", "chroma-qp-offset=3:8x8dct=1", "8x8 transform"},
+        Row{"chroma422", "keyint=5", "4:2:0", AV_PIX_FMT_YUV422P},
+        Row{"chroma444", "keyint=5", "4:2:0", AV_PIX_FMT_YUV444P}, Row{"lossless", "qp=0", "transform"},
+        Row{"pcm_cavlc", "cabac=0:qp=1:psy=0:subme=7", "I_PCM", AV_PIX_FMT_YUV420P, EShows::Noise},
+        Row{"pcm_cabac", "cabac=1:qp=1:psy=0:subme=7", "I_PCM", AV_PIX_FMT_YUV420P, EShows::Noise},
+        Row{"pcm_beside_cavlc", "cabac=0:crf=1:psy=0:subme=7", "I_PCM", AV_PIX_FMT_YUV420P, EShows::Specks},
+        Row{"pcm_beside_cabac", "cabac=1:crf=1:psy=0:subme=7", "I_PCM", AV_PIX_FMT_YUV420P, EShows::Specks},
+        Row{"pcm_later_cavlc", "cabac=0:crf=1:psy=0:subme=7", "I_PCM", AV_PIX_FMT_YUV420P, EShows::LaterSpecks},
+        Row{"pcm_later_cabac", "cabac=1:crf=1:psy=0:subme=7", "I_PCM", AV_PIX_FMT_YUV420P,
+            EShows::LaterSpecks}),
     [](const auto& row) { return row.param.name; });
 
 TEST(H264Subset, AnotherSizeIsOutside)

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <iterator>
 #include <stdexcept>
@@ -50,6 +51,51 @@ TEST(OutputFileTest, ALinkStaysAndItsFileIsWritten)
     EXPECT_TRUE(fs::is_symlink(folder.Path("link")));
     EXPECT_EQ(folder.Read("elsewhere/a"), "text");
     EXPECT_EQ(FilesIn(folder), 2);
+}
+
+TEST(OutputFileTest, ALinkToAFileThatIsStillMissingStaysToo)
+{
+    const CTestFolder folder;
+    fs::create_directory(folder.Path("elsewhere"));
+    fs::create_symlink("elsewhere/second", folder.Path("link"));
+    fs::create_symlink(folder.Path("elsewhere/a"), folder.Path("elsewhere/second"));
+    CheckCanWrite(folder.Path("link"));
+    WriteWhole(folder.Path("link"), "text");
+    EXPECT_TRUE(fs::is_symlink(folder.Path("link")));
+    EXPECT_EQ(folder.Read("elsewhere/a"), "text");
+}
+
+// As `--report /dev/stdout >>log` has it: what others write there stays, what went before and what comes.
+TEST(OutputFileTest, AFileThatADescriptorWritesIntoGetsTheTextAfterWhatItHas)
+{
+    const CTestFolder folder;
+    folder.Write("log", "");
+    std::FILE* const log = std::fopen(folder.Path("log").c_str(), "wb");
+    ASSERT_NE(log, nullptr);
+    const std::string descriptor = "/dev/fd/" + std::to_string(fileno(log));
+    std::fputs("former ", log);
+    std::fflush(log);
+    for (const std::string& path : {descriptor, folder.Path("log")}) {
+        CheckCanWrite(path);
+        WriteWhole(path, "text ");
+    }
+    std::fputs("later", log);
+    std::fclose(log);
+    EXPECT_EQ(folder.Read("log"), "former text text later");
+    EXPECT_EQ(FilesIn(folder), 1);
+}
+
+TEST(OutputFileTest, AFileThatIsOnlyReadMeanwhileIsReplaced)
+{
+    const CTestFolder folder;
+    folder.Write("a", "former");
+    std::FILE* const reader = std::fopen(folder.Path("a").c_str(), "rb");
+    ASSERT_NE(reader, nullptr);
+    CheckCanWrite(folder.Path("a"));
+    WriteWhole(folder.Path("a"), "text");
+    EXPECT_EQ(std::fgetc(reader), 'f');
+    std::fclose(reader);
+    EXPECT_EQ(folder.Read("a"), "text");
 }
 
 TEST(OutputFileTest, AFolderIsNoFile)
