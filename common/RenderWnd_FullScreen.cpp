@@ -127,7 +127,9 @@ bool CRenderWnd::eventFilter(QObject* watched, QEvent* event)
     }
     const bool container = watched == m_pParent->window();
     if (container && event->type() == QEvent::Close) m_bContainerCloses = true;
-    const bool closed = container && event->type() == QEvent::Hide && m_bContainerCloses;
+    // A window that is minimised is hidden by the server.
+    const bool hidden = container && event->type() == QEvent::Hide && !event->spontaneous();
+    const bool closed = hidden && m_bContainerCloses;
     if (closed || event->type() == QEvent::Quit) {
         LeaveFullScreen();
         Redraw();

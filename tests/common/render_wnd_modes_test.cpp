@@ -85,6 +85,30 @@ TEST_F(RenderWndTest, FullScreenKeepsNoContainerThatEndsOrIsClosed)
     }
 }
 
+// Minimising is no end, also of a window that has refused to be closed before.
+TEST_F(RenderWndTest, FullScreenStaysWhenItsContainerRefusesToCloseAndIsMinimised)
+{
+    class CRefusing final : public QWidget
+    {
+        void closeEvent(QCloseEvent* event) override { event->ignore(); }
+    } container;
+    m_pParent = std::make_unique<QWidget>(&container);
+    CRenderWnd& grid = Grid();
+    container.show();
+    grid.SetLayout(0);
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&grid));
+    container.close();
+    EXPECT_TRUE(grid.IsFullScreenOn());
+    container.showMinimized();
+    Serve();
+    EXPECT_TRUE(container.isMinimized());
+    EXPECT_TRUE(grid.IsFullScreenOn());
+    container.hide();  // as one does that goes on in the tray
+    EXPECT_FALSE(grid.IsFullScreenOn());
+    m_Grid.reset();
+    m_pParent.reset();
+}
+
 // A grid that goes in full screen would leave its former window with a focus that is gone.
 TEST_F(RenderWndTest, FullScreenTakesTheFocusOutOfAWindowThatIsNotActive)
 {
