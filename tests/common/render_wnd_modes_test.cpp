@@ -265,7 +265,9 @@ TEST_F(RenderWndTest, FullScreenIsLeftIntoAWindowThatWasClosedMeanwhile)
     CRenderWnd& grid = Grid({4}, 3);
     for (int i = 0; i < 2; ++i) {
         grid.SetLayout(0);
+        outer.hide();  // one that is closed while it is seen takes the grid along
         outer.close();
+        ASSERT_TRUE(grid.IsFullScreenOn());
         CMadeWindows made;
         grid.SetLayout(0);
         EXPECT_EQ(made.m_iMost, 1);
