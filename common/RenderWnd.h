@@ -123,6 +123,7 @@ class CRenderWnd : public QWidget
     void ToggleFullScreen();
     void EnterFullScreen();
     void LeaveFullScreen();
+    bool IsAroundContainer(const QObject* watched) const;
     void SetCellFloating(CRenderCell& cell, bool floating);
     void PlaceCells();
     void Redraw();
@@ -158,7 +159,7 @@ class CRenderWnd : public QWidget
     Qt::WindowFlags m_SavedFlags;
     QRect m_SavedPlacement;
     Qt::WindowStates m_SavedState;
-    bool m_bContainerCloses = false;  // or was asked to
+    QPointer<QObject> m_pClosing;  // a window around that is closed, or was asked to
 };
 
 /// The last device of the tree whose GetParam(0x37) is this window; null for none. Channels over P2P answer 0

@@ -66,7 +66,7 @@ void CRenderWnd::EnterFullScreen()
         // A modal window of the container's keeps the input from all but its own.
         if (QApplication::activeModalWidget() != nullptr)
             windowHandle()->setTransientParent(outer->windowHandle());
-        m_bContainerCloses = false;
+        m_pClosing = nullptr;
         qApp->installEventFilter(this);
         setGeometry(shownOn->geometry());
         showFullScreen();
@@ -119,9 +119,18 @@ void CRenderWnd::LeaveFullScreen()
     setFocus(Qt::OtherFocusReason);
 }
 
+// Whether it is the container's window or one that it belongs to, as a dialog does to a main window.
+bool CRenderWnd::IsAroundContainer(const QObject* watched) const
+{
+    const QWidget* around = m_pParent;
+    while (around != nullptr && (around != watched || !around->isWindow()))
+        around = around->parentWidget();
+    return around != nullptr;
+}
+
 // A grid within its parent fills it whatever size that comes to. One that has left it goes back when the
-// application is asked to end, which a window that stays open refuses, and with the container's window when
-// that is closed, behind which it would be left alone.
+// application is asked to end, which a window that stays open refuses, and with the container's window, or one
+// that it belongs to, when that is closed: it would be left alone behind.
 bool CRenderWnd::eventFilter(QObject* watched, QEvent* event)
 {
     if (!m_bFullScreen || m_pParent == nullptr) return QWidget::eventFilter(watched, event);
@@ -129,9 +138,9 @@ bool CRenderWnd::eventFilter(QObject* watched, QEvent* event)
         if (watched == m_pParent && event->type() == QEvent::Resize) m_Place.Put(m_pParent->rect());
         return QWidget::eventFilter(watched, event);
     }
-    const bool container = watched == m_pParent->window();
-    if (container && event->type() == QEvent::Close) m_bContainerCloses = true;
-    const bool closed = container && event->type() == QEvent::Hide && m_bContainerCloses;
+    if (event->type() == QEvent::Close && IsAroundContainer(watched)) m_pClosing = watched;
+    // A window that is minimised is hidden by the server.
+    const bool closed = event->type() == QEvent::Hide && !event->spontaneous() && watched == m_pClosing;
     if (closed || event->type() == QEvent::Quit) {
         LeaveFullScreen();
         Redraw();

@@ -1,11 +1,7 @@
 #include <QAbstractEventDispatcher>
 #include <QMenu>
-#include <QPlatformSurfaceEvent>
 #include <QScreen>
-#include <QTimer>
 #include <QTimerEvent>
-#include <algorithm>
-#include <map>
 
 #include "model/NodeModel.h"
 #include "model/settings/GlobalSetting.h"
@@ -55,34 +51,6 @@ TEST_F(RenderWndTest, ClosingTheFullScreenLeavesItAndKeepsTheGrid)
     EXPECT_FALSE(grid.IsFullScreenOn());
     EXPECT_TRUE(grid.isVisible());
     EXPECT_EQ(grid.parentWidget(), m_pParent.get());
-}
-
-// In full screen it is a window of its own, which refuses to be closed.
-TEST_F(RenderWndTest, FullScreenKeepsNoContainerThatEndsOrIsClosed)
-{
-    void (*const ends[])(QWidget & container) = {[](QWidget&) { QApplication::quit(); },
-                                                 [](QWidget& container) { container.close(); }};
-    for (const auto end : ends) {
-        for (const bool shownFirst : {true, false}) {  // in either order the toolkit closes its windows
-            QWidget container;
-            m_pParent = std::make_unique<QWidget>(&container);
-            container.setVisible(shownFirst);
-            CRenderWnd& grid = Grid();
-            container.show();
-            grid.SetLayout(0);
-            ASSERT_TRUE(QTest::qWaitForWindowExposed(&grid));
-            QTimer::singleShot(0, &container, [&] { end(container); });
-            QTimer rescue;
-            QObject::connect(&rescue, &QTimer::timeout, [] { QApplication::exit(1); });
-            rescue.start(20000);
-            EXPECT_EQ(QApplication::exec(), 0) << shownFirst;
-            EXPECT_FALSE(grid.IsFullScreenOn()) << shownFirst;
-            EXPECT_EQ(grid.parentWidget(), m_pParent.get()) << shownFirst;
-            m_Grid.reset();
-            m_pParent.reset();
-            QCoreApplication::removePostedEvents(qApp, QEvent::Quit);
-        }
-    }
 }
 
 // A grid that goes in full screen would leave its former window with a focus that is gone.
@@ -205,48 +173,6 @@ TEST_F(RenderWndTest, FullScreenLeavesAWindowThatIsDockedByThenInItsPlace)
     main.show();
     grid.SetLayout(0);
     EXPECT_EQ(m_pParent->geometry(), QRect(0, 20, 500, 400));
-    m_pParent->setParent(nullptr);
-}
-
-// Counts the X windows that each of the toolkit's windows is given: one that is given a second loses the first,
-// over whose end the toolkit crashes.
-class CMadeWindows : public QObject
-{
-  public:
-    CMadeWindows() { qApp->installEventFilter(this); }
-
-    int m_iMost = 0;  // of one window
-
-  protected:
-    bool eventFilter(QObject* watched, QEvent* event) override
-    {
-        if (event->type() == QEvent::PlatformSurface &&
-            static_cast<QPlatformSurfaceEvent*>(event)->surfaceEventType() ==
-                QPlatformSurfaceEvent::SurfaceCreated)
-            m_iMost = std::max(m_iMost, ++m_Times[watched]);
-        return false;
-    }
-
-  private:
-    std::map<QObject*, int> m_Times;
-};
-
-TEST_F(RenderWndTest, FullScreenIsLeftIntoAWindowThatWasClosedMeanwhile)
-{
-    QWidget outer;
-    outer.setGeometry(30, 40, 700, 600);
-    QWidget middle(&outer);
-    m_pParent->setParent(&middle);
-    outer.show();
-    CRenderWnd& grid = Grid({4}, 3);
-    for (int i = 0; i < 2; ++i) {
-        grid.SetLayout(0);
-        outer.close();
-        CMadeWindows made;
-        grid.SetLayout(0);
-        EXPECT_EQ(made.m_iMost, 1);
-        outer.show();
-    }
     m_pParent->setParent(nullptr);
 }
 
