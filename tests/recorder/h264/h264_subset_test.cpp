@@ -217,6 +217,25 @@ TEST_P(Loss, IsNeverTakenForSomethingOutside)
     EXPECT_THAT(outside, testing::IsEmpty());
 }
 
+// As where the first of a slice's fragments is lost: the others stand behind the parameter sets.
+TEST_P(Loss, OfTheBeginningIsNeverTakenForAParameterSet)
+{
+    const AccessUnits stream = EncodeH264(GetParam(), 10);
+    const auto units = SplitUnits(stream[5]);
+    const auto& set = units[units.size() - 2];
+    const auto& slice = units.back();
+    ASSERT_EQ(UnitType(set), EUnit::PictureSet);
+    ASSERT_EQ(UnitType(slice), EUnit::IdrSlice);
+    for (const size_t ofSet : {0U, 1U})
+        for (size_t lost = 1; lost < slice.size(); ++lost) {
+            std::vector<uint8_t> cut(stream[5].data(), set.data() + set.size() - ofSet);
+            cut.insert(cut.end(), slice.begin() + static_cast<ptrdiff_t>(lost), slice.end());
+            Subset subset(WIDTH, HEIGHT, MAX_H264_BYTES);
+            const Checked checked = subset.Check(cut);
+            ASSERT_EQ(Result(checked), Checked::EResult::Damaged) << lost << ' ' << checked.why;
+        }
+}
+
 INSTANTIATE_TEST_SUITE_P(Codings, Loss, testing::Values("cabac=1:annexb=1:qp=14", "cabac=0:annexb=1:qp=14"));
 
 // A picture that nothing refers to would break the chain of references that clients keep.
