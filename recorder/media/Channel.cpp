@@ -219,6 +219,7 @@ void Channel::CPackets::Opened(const AVCodecParameters& codec)
 void Channel::CPackets::OnPacket(const AVPacket& packet)
 {
     if (!m_Channel.IsWatchedIn(ECodec::H264)) {
+        m_Check->Restart();
         m_Channel.m_Gate.Rest();
         return;
     }

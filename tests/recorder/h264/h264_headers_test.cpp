@@ -265,6 +265,14 @@ TEST_F(H264Order, PicturesThatAreShownInAnotherOrderAreOutside)
     EXPECT_EQ(Next(2, 14).result, Checked::EResult::Passes);
 }
 
+// The number may well be the next one by chance.
+TEST_F(H264Order, PicturesThatNobodyLookedAtAreInNoOrder)
+{
+    EXPECT_EQ(Next(1, 7).result, Checked::EResult::Passes);
+    m_Subset.Restart();
+    EXPECT_EQ(Next(2, 6).result, Checked::EResult::Early);
+}
+
 TEST_F(H264Order, MissingPictureIsDamage)
 {
     EXPECT_EQ(Next(1, 2).result, Checked::EResult::Passes);

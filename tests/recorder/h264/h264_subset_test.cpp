@@ -175,6 +175,29 @@ TEST(H264Subset, AMissingPictureCostsThoseUpToTheNextIdr)
     EXPECT_EQ(passed, "----++--++");
 }
 
+// Whoever begins to look does so between two IDR pictures, and nothing is wrong with these.
+TEST(H264Subset, PicturesBeforeTheFirstIdrAreEarlyAndNotDamaged)
+{
+    const AccessUnits stream = EncodeH264("keyint=5:annexb=1", 20);
+    Subset subset(WIDTH, HEIGHT, MAX_H264_BYTES);
+    std::string results;
+    const auto check = [&](size_t from, size_t to) {
+        for (size_t i = from; i < to; ++i) {
+            const Checked checked = subset.Check(stream[i]);
+            results += "+edo"[static_cast<int>(checked.result)];
+            EXPECT_EQ(checked.why, results.back() == '+' ? "" : "no IDR picture came yet") << i;
+        }
+    };
+    check(2, 8);
+    EXPECT_EQ(results, "eee+++") << "their parameter sets are not known either";
+    subset.Restart();
+    check(12, 16);
+    EXPECT_EQ(results, "eee+++eee+");
+    EXPECT_EQ(Result(subset.Check({})), Checked::EResult::Damaged);
+    check(17, 19);
+    EXPECT_EQ(results, "eee+++eee+dd");
+}
+
 TEST(H264Subset, SlicesOnTheirOwnSayWhatTheyLack)
 {
     Subset subset(WIDTH, HEIGHT, MAX_H264_BYTES);
