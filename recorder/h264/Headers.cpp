@@ -29,6 +29,25 @@ void ReadChroma(BitReader& bits)
     Refuse(bits.Flag(), "it has scaling matrices");
 }
 
+// A list of a picture set (7.3.2.1.1.1).
+void SkipMatrix(BitReader& bits, int entries)
+{
+    int last = 8;
+    int next = 8;
+    for (int entry = 0; entry < entries && next != 0; ++entry) {
+        next = (last + bits.Se(-128, 127, "delta_scale") + 256) % 256;
+        if (next != 0) last = next;
+    }
+}
+
+void SkipMatrices(BitReader& bits, bool transform8x8)
+{
+    constexpr int OF_4X4 = 6;
+    const int lists = OF_4X4 + (transform8x8 ? 2 : 0);
+    for (int list = 0; list < lists; ++list)
+        if (bits.Flag()) SkipMatrix(bits, list < OF_4X4 ? 16 : 64);
+}
+
 }  // namespace
 
 SequenceSet ReadSequenceSet(std::span<const uint8_t> payload)
@@ -63,25 +82,37 @@ PictureSet ReadPictureSet(std::span<const uint8_t> payload)
 {
     BitReader bits(payload);
     PictureSet set;
+    // Nothing of it counts before it was read to its end.
+    const char* outside = nullptr;
+    const auto note = [&](bool refused, const char* why) {
+        if (refused && outside == nullptr) outside = why;
+    };
     set.id = bits.Ue(MAX_PICTURE_SETS - 1, "pic_parameter_set_id");
     set.sequence = bits.Ue(MAX_SEQUENCE_SETS - 1, "seq_parameter_set_id");
     set.cabac = bits.Flag();
-    Refuse(bits.Flag(), "it uses bottom_field_pic_order");
+    note(bits.Flag(), "it uses bottom_field_pic_order");
     Refuse(bits.Ue() != 0, "it has slice groups");
     set.references = 1 + bits.Ue(31, "num_ref_idx_l0_default_active");
     bits.Ue(31, "num_ref_idx_l1_default_active");
     const bool weighted = bits.Flag();
-    Refuse(bits.Bits(2) != 0 || weighted, "it uses weighted prediction");
+    note(bits.Bits(2) != 0 || weighted, "it uses weighted prediction");
     set.qp = 26 + bits.Se(-26, 25, "pic_init_qp");
     bits.Se();  // of slices that switch
     const int32_t chroma = bits.Se(-12, 12, "chroma_qp_index_offset");
     set.deblockingControl = bits.Flag();
-    Refuse(bits.Flag(), "it uses constrained intra prediction");
-    Refuse(bits.Flag(), "it has redundant pictures");
-    if (!bits.More()) return set;
-    Refuse(bits.Flag(), "it uses the 8x8 transform");
-    Refuse(bits.Flag(), "it has scaling matrices");
-    Refuse(bits.Se() != chroma, "its chroma offsets differ");
+    note(bits.Flag(), "it uses constrained intra prediction");
+    note(bits.Flag(), "it has redundant pictures");
+    if (bits.More()) {
+        const bool transform8x8 = bits.Flag();
+        note(transform8x8, "it uses the 8x8 transform");
+        const bool matrices = bits.Flag();
+        note(matrices, "it has scaling matrices");
+        if (matrices) SkipMatrices(bits, transform8x8);
+        note(bits.Se() != chroma, "its chroma offsets differ");
+    }
+    // What a lost packet leaves of a slice may stand behind the set.
+    if (!bits.AtStop()) throw Damaged("a picture's parameter set goes on behind its end");
+    if (outside != nullptr) throw Outside(outside);
     return set;
 }
 

@@ -11,11 +11,20 @@ namespace recorder::h264
 namespace
 {
 
+constexpr const char* NO_IDR = "no IDR picture came yet";
+
 void Append(std::vector<uint8_t>& bytes, std::span<const uint8_t> unit)
 {
     bytes.insert(bytes.end(), {0, 0, 0, 1});
     bytes.insert(bytes.end(), unit.begin(), unit.end());
 }
+
+// Of a picture that builds on what came before the first.
+class Early : public std::runtime_error
+{
+  public:
+    using std::runtime_error::runtime_error;
+};
 
 // Units that say nothing about the picture.
 bool IsBeside(EUnit type)
@@ -36,18 +45,27 @@ Subset::Subset(int width, int height, size_t maxBytes) : m_Width(width), m_Heigh
 {
 }
 
+void Subset::Restart()
+{
+    m_Awaits = EAwaits::First;
+}
+
 Checked Subset::Check(std::span<const uint8_t> accessUnit)
 {
     Checked checked;
     try {
         return Take(accessUnit);
+    } catch (const Early& early) {
+        checked.result = Checked::EResult::Early;
+        checked.why = early.what();
+        return checked;
     } catch (const Outside& outside) {
         checked.result = Checked::EResult::Outside;
         checked.why = outside.what();
     } catch (const Damaged& damaged) {
         checked.why = damaged.what();
     }
-    m_AwaitsIdr = true;
+    m_Awaits = EAwaits::Next;
     return checked;
 }
 
@@ -91,17 +109,20 @@ void Subset::CheckSlice(std::span<const uint8_t> unit, Checked& checked)
 {
     if (RefIdc(unit) == 0) throw Outside("it has pictures that nothing refers to");
     const std::vector<uint8_t> payload = Unescape(unit);
+    const bool idr = UnitType(unit) == EUnit::IdrSlice;
     const auto picture = m_Pictures.find(PictureSetOf(payload));
-    if (picture == m_Pictures.end()) throw Damaged("a picture's parameter set is missing");
-    const auto sequence = m_Sequences.find(picture->second.picture.sequence);
-    if (sequence == m_Sequences.end()) throw Damaged("a picture's parameter set is missing");
+    const auto sequence =
+        picture == m_Pictures.end() ? m_Sequences.end() : m_Sequences.find(picture->second.picture.sequence);
+    if (sequence == m_Sequences.end()) {
+        if (m_Awaits == EAwaits::First && !idr) throw Early(NO_IDR);
+        throw Damaged("a picture's parameter set is missing");
+    }
     const SequenceSet& set = sequence->second.sequence;
     if (16 * set.widthInMacroblocks != m_Width || 16 * set.heightInMacroblocks != m_Height)
         throw Outside("its size is " + std::to_string(16 * set.widthInMacroblocks) + "x" +
                       std::to_string(16 * set.heightInMacroblocks) + ", not that of the channel");
 
     BitReader bits(payload);
-    const bool idr = UnitType(unit) == EUnit::IdrSlice;
     const SliceHeader slice = ReadSliceHeader(bits, idr, set, picture->second.picture);
     std::vector<uint8_t> sets;
     Append(sets, sequence->second.unit);
@@ -110,14 +131,15 @@ void Subset::CheckSlice(std::span<const uint8_t> unit, Checked& checked)
         m_SetsInUse = sets;
         checked.bytes = sets;
     } else {
-        if (m_AwaitsIdr) throw Damaged("no IDR picture came yet");
+        if (m_Awaits == EAwaits::First) throw Early(NO_IDR);
+        if (m_Awaits == EAwaits::Next) throw Damaged(NO_IDR);
         // A client has what came with the latest IDR picture.
         if (sets != m_SetsInUse) throw Outside("its parameter sets change between IDR pictures");
         CheckOrder(slice, set);
     }
     ReadMacroblocks(bits, slice, set, picture->second.picture.cabac);
     m_Before = slice;
-    m_AwaitsIdr = false;
+    m_Awaits = EAwaits::Nothing;
     checked.key = idr;
     Append(checked.bytes, unit);
 }

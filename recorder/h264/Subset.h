@@ -16,6 +16,7 @@ namespace recorder::h264
 struct Checked {
     enum class EResult {
         Passes,
+        Early,    // sound as far as that can be told, but it builds on what came before the first
         Damaged,  // it can't be read: nothing passes before the next IDR picture
         Outside,  // more than a client's decoder reads
     };
@@ -35,6 +36,8 @@ class Subset
 
     /// One access unit, units with start codes. Parameter sets are kept for later ones.
     Checked Check(std::span<const uint8_t> accessUnit);
+    /// Pictures were left out: the next one is the first.
+    void Restart();
 
   private:
     struct Stored {
@@ -53,7 +56,8 @@ class Subset
     size_t m_MaxBytes;
     std::map<uint32_t, Stored> m_Sequences;
     std::map<uint32_t, Stored> m_Pictures;
-    bool m_AwaitsIdr = true;
+    // The first IDR picture, or the next one behind damage.
+    enum class EAwaits { Nothing, First, Next } m_Awaits = EAwaits::First;
     std::optional<SliceHeader> m_Before;  // the picture's before
     std::vector<uint8_t> m_SetsInUse;     // of the latest IDR picture
 };

@@ -216,15 +216,17 @@ void Channel::CPackets::Opened(const AVCodecParameters& codec)
     m_Channel.m_Gate.Opened();
 }
 
-void Channel::CPackets::OnPacket(const AVPacket& packet)
+bool Channel::CPackets::OnPacket(const AVPacket& packet)
 {
     if (!m_Channel.IsWatchedIn(ECodec::H264)) {
+        m_Check->Restart();
         m_Channel.m_Gate.Rest();
-        return;
+        return false;
     }
     const std::string why =
         m_Channel.m_Gate.Take(m_Check->Check(packet), m_Channel.m_Setup.stream.checksum, Clock::now());
     if (!why.empty()) SaySource(m_Channel.m_Channel, m_Channel.m_Setup.source, "H.264 is re-encoded: " + why);
+    return true;
 }
 
 // A channel that can't go on says so and ends; the others do not notice.

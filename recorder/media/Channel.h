@@ -92,7 +92,7 @@ class Channel
       public:
         explicit CPackets(Channel& channel) : m_Channel(channel) {}
         void Opened(const AVCodecParameters& codec) override;
-        void OnPacket(const AVPacket& packet) override;
+        bool OnPacket(const AVPacket& packet) override;
 
       private:
         Channel& m_Channel;

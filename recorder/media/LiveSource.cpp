@@ -119,7 +119,10 @@ void LiveSource::OnPacket(AvInput& input, const AVPacket& packet)
 {
     if ((packet.flags & AV_PKT_FLAG_KEY) != 0) input.SetKeysOnly(!input.IsFile() && IsIdle());
     if (input.IsKeysOnly()) m_Since = Clock::now();
-    if (m_Packets != nullptr) m_Packets->OnPacket(packet);
+    if (m_Packets == nullptr || !m_Packets->OnPacket(packet)) return;
+    // They may go over to what is re-encoded at any time, which is to go on from here.
+    const std::lock_guard lock(m_Mutex);
+    m_Asked = Clock::now();
 }
 
 bool LiveSource::IsIdle()

@@ -28,6 +28,7 @@ PacketCheck::PacketCheck(const AVCodecParameters& codec, int width, int height)
     const AVCodecParameters& units = *filter->par_out;
     if (units.extradata_size > 0)
         m_Outside = m_Subset.Check({units.extradata, static_cast<size_t>(units.extradata_size)});
+    m_Subset.Restart();
 }
 
 h264::Checked PacketCheck::Check(const AVPacket& packet)
@@ -107,6 +108,7 @@ std::string PassGate::Take(const h264::Checked& checked, EChecksum checksum, Clo
     if (!m_State.why.empty()) return {};
     if (checked.result == EResult::Outside) return LeaveOut(checked.why);
     if (checked.result == EResult::Damaged) return Await(checked.why, now);
+    if (checked.result == EResult::Early) return Wait(NO_IDR, now);
     m_Whole = true;
     if (m_Lossy && now - *m_Broke < LOSSY_WITHIN) {
         m_Waits.clear();

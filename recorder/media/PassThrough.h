@@ -22,6 +22,8 @@ class PacketCheck
     PacketCheck(const AVCodecParameters& codec, int width, int height);
 
     h264::Checked Check(const AVPacket& packet);
+    /// Packets were left out.
+    void Restart() { m_Subset.Restart(); }
 
   private:
     struct FreeFilter {

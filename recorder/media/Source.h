@@ -28,7 +28,8 @@ class IPackets
   public:
     virtual ~IPackets() = default;
     virtual void Opened(const AVCodecParameters& codec) = 0;
-    virtual void OnPacket(const AVPacket& packet) = 0;
+    /// True while somebody watches what is made of them.
+    virtual bool OnPacket(const AVPacket& packet) = 0;
 };
 
 /// "scene", or anything that libavformat opens: a file (played again and again), a URL, a V4L2 device

@@ -129,6 +129,12 @@ TEST(H264Headers, PictureSetsBeyondASmallDecoderAreOutside)
     const PictureSet plain = ReadPictureSet(Payload(Picture()));
     EXPECT_EQ(plain.qp, 26);
     EXPECT_EQ(plain.references, 1U);
+    // From 8 by 3 up to 47, and by that down to 0: the other entries follow from these.
+    std::string matrix = "1";
+    for (int entry = 0; entry < 13; ++entry)
+        matrix += "00110";
+    matrix += "0000001011111";
+    const Fields eight = With(With(Picture(), "8x8", "1"), "matrices", "100000000");
     ExpectOutside({{"bottom field", With(Picture(), "bottom field", "1"), "bottom_field_pic_order"},
                    {"groups", With(Picture(), "groups", Ue(1)), "slice groups"},
                    {"weighted P", With(Picture(), "weighted", "1"), "weighted"},
@@ -136,10 +142,29 @@ TEST(H264Headers, PictureSetsBeyondASmallDecoderAreOutside)
                    {"constrained", With(Picture(), "constrained", "1"), "constrained intra"},
                    {"redundant", With(Picture(), "redundant", "1"), "redundant"},
                    {"8x8", With(Picture(), "8x8", "1"), "8x8 transform"},
-                   {"matrices", With(Picture(), "matrices", "1"), "matrices"},
+                   {"matrices", With(Picture(), "matrices", "1000000"), "matrices"},
+                   {"a matrix that is told", With(Picture(), "matrices", "10" + matrix + "0000"), "matrices"},
+                   {"8x8 matrices", eight, "8x8 transform"},
                    {"second chroma", With(Picture(), "second chroma", Ue(1)), "chroma offsets differ"},
                    {"first chroma", With(Picture(), "chroma", Ue(1)), "chroma offsets differ"}},
                   ReadPictureSet);
+}
+
+// What is lost of a slice may take its beginning with it: the rest stands behind the unit before then.
+TEST(H264Headers, APictureSetWithARestBehindItIsDamaged)
+{
+    for (const ptrdiff_t optional : {0, 3}) {
+        Fields fields = Picture();
+        fields.erase(fields.end() - optional, fields.end());
+        const std::vector<uint8_t> payload = Payload(fields);
+        EXPECT_NO_THROW(ReadPictureSet(payload));
+        for (int byte = 0; byte < 256; ++byte) {
+            std::vector<uint8_t> longer = payload;
+            longer.insert(longer.end(), {static_cast<uint8_t>(byte), 0x5A, 0x13, 0xC7, 0x9E, 0x21});
+            EXPECT_THROW(ReadPictureSet(longer), Damaged) << byte;
+        }
+        EXPECT_THROW(ReadPictureSet({payload.data(), payload.size() - 1}), Damaged);
+    }
 }
 
 TEST(H264Headers, SlicesBeyondASmallDecoderAreOutside)
@@ -238,6 +263,14 @@ TEST_F(H264Order, PicturesThatAreShownInAnotherOrderAreOutside)
         EXPECT_THAT(checked.why, HasSubstr("another order"));
     }
     EXPECT_EQ(Next(2, 14).result, Checked::EResult::Passes);
+}
+
+// The number may well be the next one by chance.
+TEST_F(H264Order, PicturesThatNobodyLookedAtAreInNoOrder)
+{
+    EXPECT_EQ(Next(1, 7).result, Checked::EResult::Passes);
+    m_Subset.Restart();
+    EXPECT_EQ(Next(2, 6).result, Checked::EResult::Early);
 }
 
 TEST_F(H264Order, MissingPictureIsDamage)

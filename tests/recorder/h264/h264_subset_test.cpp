@@ -181,6 +181,29 @@ TEST(H264Subset, AMissingPictureCostsThoseUpToTheNextIdr)
     EXPECT_EQ(passed, "----++--++");
 }
 
+// Whoever begins to look does so between two IDR pictures, and nothing is wrong with these.
+TEST(H264Subset, PicturesBeforeTheFirstIdrAreEarlyAndNotDamaged)
+{
+    const AccessUnits stream = EncodeH264("keyint=5:annexb=1", 20);
+    Subset subset(WIDTH, HEIGHT, MAX_H264_BYTES);
+    std::string results;
+    const auto check = [&](size_t from, size_t to) {
+        for (size_t i = from; i < to; ++i) {
+            const Checked checked = subset.Check(stream[i]);
+            results += "+edo"[static_cast<int>(checked.result)];
+            EXPECT_EQ(checked.why, results.back() == '+' ? "" : "no IDR picture came yet") << i;
+        }
+    };
+    check(2, 8);
+    EXPECT_EQ(results, "eee+++") << "their parameter sets are not known either";
+    subset.Restart();
+    check(12, 16);
+    EXPECT_EQ(results, "eee+++eee+");
+    EXPECT_EQ(Result(subset.Check({})), Checked::EResult::Damaged);
+    check(17, 19);
+    EXPECT_EQ(results, "eee+++eee+dd");
+}
+
 TEST(H264Subset, SlicesOnTheirOwnSayWhatTheyLack)
 {
     Subset subset(WIDTH, HEIGHT, MAX_H264_BYTES);
@@ -221,6 +244,25 @@ TEST_P(Loss, IsNeverTakenForSomethingOutside)
         }
     }
     EXPECT_THAT(outside, testing::IsEmpty());
+}
+
+// As where the first of a slice's fragments is lost: the others stand behind the parameter sets.
+TEST_P(Loss, OfTheBeginningIsNeverTakenForAParameterSet)
+{
+    const AccessUnits stream = EncodeH264(GetParam(), 10);
+    const auto units = SplitUnits(stream[5]);
+    const auto& set = units[units.size() - 2];
+    const auto& slice = units.back();
+    ASSERT_EQ(UnitType(set), EUnit::PictureSet);
+    ASSERT_EQ(UnitType(slice), EUnit::IdrSlice);
+    for (const size_t ofSet : {0U, 1U})
+        for (size_t lost = 1; lost < slice.size(); ++lost) {
+            std::vector<uint8_t> cut(stream[5].data(), set.data() + set.size() - ofSet);
+            cut.insert(cut.end(), slice.begin() + static_cast<ptrdiff_t>(lost), slice.end());
+            Subset subset(WIDTH, HEIGHT, MAX_H264_BYTES);
+            const Checked checked = subset.Check(cut);
+            ASSERT_EQ(Result(checked), Checked::EResult::Damaged) << lost << ' ' << checked.why;
+        }
 }
 
 INSTANTIATE_TEST_SUITE_P(Codings, Loss, testing::Values("cabac=1:annexb=1:qp=14", "cabac=0:annexb=1:qp=14"));

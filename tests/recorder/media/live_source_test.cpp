@@ -115,10 +115,27 @@ LiveSource::Times Times(milliseconds deadline)
 // Enough for the demultiplexer to know what it is, more than a socket holds.
 constexpr int MANY = 400;
 
+class CPacketCount : public IPackets
+{
+  public:
+    explicit CPacketCount(bool watched = false) : m_bWatched(watched) {}
+    void Opened(const AVCodecParameters& /*codec*/) override {}
+    bool OnPacket(const AVPacket& /*packet*/) override
+    {
+        ++m_iCount;
+        return m_bWatched;
+    }
+    int Count() const { return m_iCount; }
+
+  private:
+    bool m_bWatched;
+    std::atomic<int> m_iCount = 0;
+};
+
 // A camera and its source, once that has shown pictures of this brightness.
 struct CShowing {
-    CShowing(const LiveSource::Times& times, int brightness)
-        : source(camera.Url(), SmallSetup(), 0, NEVER_STOP, times)
+    CShowing(const LiveSource::Times& times, int brightness, IPackets* packets = nullptr)
+        : source(camera.Url(), SmallSetup(), 0, NEVER_STOP, times, packets)
     {
         EXPECT_TRUE(camera.Accept());
         camera.Send(brightness, MANY);
@@ -339,16 +356,32 @@ TEST(LiveSourceTest, WatchedAgainItGoesOnWithAllPicturesFromTheNextKeyPicture)
     EXPECT_TRUE(seen) << "what builds on the key picture is left out";
 }
 
-class CPacketCount : public IPackets
+// Whoever gets its packets may get its pictures the next moment: they go on where the packets end.
+TEST(LiveSourceTest, WhoWatchesItsPacketsSeesItsNewestPictureWhenTheyEnd)
 {
-  public:
-    void Opened(const AVCodecParameters& /*codec*/) override {}
-    void OnPacket(const AVPacket& /*packet*/) override { ++m_iCount; }
-    int Count() const { return m_iCount; }
-
-  private:
-    std::atomic<int> m_iCount = 0;
-};
+    auto times = Times(seconds(20));
+    times.idleAfter = milliseconds(500);
+    CPacketCount packets(true);
+    CShowing showing(times, 200, &packets);
+    auto& [camera, source] = showing;
+    // A reader that is kept waiting finds nobody watching; then once more.
+    bool seen = false;
+    for (int round = 0; round < 5 && !seen; ++round) {
+        for (const auto end = Clock::now() + 2 * times.idleAfter; Clock::now() < end;
+             std::this_thread::sleep_for(milliseconds(20)))
+            camera.SendOne(200, false);
+        const int before = packets.Count();
+        camera.SendOne(150, true);
+        for (int i = 0; i < 20; ++i)
+            camera.SendOne(90, false);
+        for (const auto end = Clock::now() + seconds(10); packets.Count() < before + 20 && Clock::now() < end;)
+            std::this_thread::sleep_for(milliseconds(2));
+        for (const auto end = Clock::now() + seconds(1); !seen && Clock::now() < end;
+             std::this_thread::sleep_for(milliseconds(5)))
+            seen = std::abs(MiddleOf(source, 0) - 90) <= 4;
+    }
+    EXPECT_TRUE(seen) << "they see an older one";
+}
 
 // Plays a file that ffmpeg makes of a blue picture, until so many pictures each had its time.
 void ExpectPlayedAtAPace(const std::string& name, const std::string& encoding, int pictures, milliseconds pace)

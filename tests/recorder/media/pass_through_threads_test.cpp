@@ -23,8 +23,10 @@ using testing::HasSubstr;
 class H264Camera
 {
   public:
-    explicit H264Camera(AccessUnits stream)
+    // Who opens it gets the first of its pictures, or a later one.
+    explicit H264Camera(AccessUnits stream, size_t begin = 0)
         : m_Stream(std::move(stream)),
+          m_Begin(begin),
           m_Acceptor(m_Context, {asio::ip::address_v4::loopback(), 0}),
           m_Socket(m_Context)
     {
@@ -76,7 +78,7 @@ class H264Camera
         pollfd waiting{m_Acceptor.native_handle(), POLLIN, 0};
         if (poll(&waiting, 1, 0) != 1) return false;
         m_Socket = m_Acceptor.accept();
-        m_Next = 0;
+        m_Next = m_Begin;
         constexpr int BUFFER_BYTES = 4096;
         avformat_alloc_output_context2(&m_Output, nullptr, "matroska", nullptr);
         m_Output->pb = avio_alloc_context(static_cast<uint8_t*>(av_malloc(BUFFER_BYTES)), BUFFER_BYTES, 1, this,
@@ -103,6 +105,7 @@ class H264Camera
     }
 
     AccessUnits m_Stream;
+    size_t m_Begin;
     asio::io_context m_Context;
     asio::ip::tcp::acceptor m_Acceptor;
     asio::ip::tcp::socket m_Socket;
@@ -130,7 +133,7 @@ TEST(PassThroughTest, ACamerasPicturesComeAsTheyAreAndOthersWhereTheyEnd)
     std::vector<std::vector<uint8_t>> slices;
     for (const auto& unit : stream)
         slices.push_back(SliceOf(unit));
-    H264Camera camera(stream);
+    H264Camera camera(stream, 2);  // between two key pictures
     const std::string url = camera.Url();
     CRunning running(ArgumentsFor(url));
     CConnection client(running.GetServer().DataAt());
@@ -163,6 +166,7 @@ TEST(PassThroughTest, ACamerasPicturesComeAsTheyAreAndOthersWhereTheyEnd)
     EXPECT_FALSE(before) << "a notice is coded here";
     const auto report = running.End();
     EXPECT_GE(report["channels"][0]["h264"]["passed"], passed);
+    EXPECT_EQ(report["channels"][0]["h264"]["damaged"], 0);
     EXPECT_EQ(report["channels"][0]["h264"]["re-encoded since"], "");
 }
 
@@ -381,6 +385,25 @@ TEST_F(PassGateTest, WhatBuildsOnPicturesThatNobodyHasIsReEncodedAndItsReasonTol
     Take(true);
     EXPECT_EQ(m_Seen, "KK");
     EXPECT_EQ(m_Gate.State().why, "");
+}
+
+TEST_F(PassGateTest, WhatComesBeforeTheFirstIdrPictureIsNoDamage)
+{
+    h264::Checked early;
+    early.result = h264::Checked::EResult::Early;
+    early.why = PassGate::NO_IDR;
+    const auto take = [&] { return m_Gate.Take(early, EChecksum::None, m_Now); };
+    EXPECT_EQ(take(), "") << "the next one may be it";
+    EXPECT_EQ(m_Gate.State().why, PassGate::NO_IDR);
+    m_Now += PassGate::STALE_AFTER;
+    EXPECT_EQ(take(), PassGate::NO_IDR);
+    EXPECT_EQ(m_Gate.State().damaged, 0U);
+    EXPECT_EQ(Damage(), "") << "while no picture passes its reason is told once";
+    EXPECT_EQ(m_Gate.State().damaged, 1U);
+    Take(true);
+    EXPECT_EQ(Damage(), "") << "the first break: nothing was whole before the other";
+    Take(true);
+    EXPECT_EQ(m_Seen, "KK");
 }
 
 // From each IDR picture to the next break clients would see a part of the pictures, and never a whole second.
