@@ -7,7 +7,7 @@ namespace recorder
 
 /// Files that a run leaves for whoever started it. They appear whole or not at all: a file beside takes the
 /// text and then the name. A link stays and its target is written. What is no file (a pipe, a terminal, another
-/// device) stays and gets the text itself.
+/// device), or is open already (/dev/stdout that a shell led into a file), stays and gets the text itself.
 ///
 /// Throws std::runtime_error "can't write <path>" when that can be told before; what was there stays.
 void CheckCanWrite(const std::string& path);

@@ -2,10 +2,13 @@
 
 #include "recorder/server/OutputFile.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <iterator>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -49,6 +52,41 @@ TEST(OutputFileTest, ALinkStaysAndItsFileIsWritten)
     WriteWhole(folder.Path("link"), "text");
     EXPECT_TRUE(fs::is_symlink(folder.Path("link")));
     EXPECT_EQ(folder.Read("elsewhere/a"), "text");
+    EXPECT_EQ(FilesIn(folder), 2);
+}
+
+TEST(OutputFileTest, ALinkStaysThoughItsFileIsNotThereYet)
+{
+    const CTestFolder folder;
+    fs::create_directory(folder.Path("elsewhere"));
+    fs::create_symlink("elsewhere/b", folder.Path("link"));
+    fs::create_symlink("a", folder.Path("elsewhere/b"));
+    CheckCanWrite(folder.Path("link"));
+    EXPECT_EQ(folder.Read("elsewhere/a"), std::nullopt) << "looking makes nothing";
+    WriteWhole(folder.Path("link"), "text");
+    EXPECT_TRUE(fs::is_symlink(folder.Path("link")));
+    EXPECT_TRUE(fs::is_symlink(folder.Path("elsewhere/b")));
+    EXPECT_EQ(folder.Read("elsewhere/a"), "text");
+    EXPECT_EQ(FilesIn(folder), 2);
+}
+
+// As a shell does before it starts a program: what was written there is kept, and what is written next comes
+// behind.
+TEST(OutputFileTest, AFileThatIsOpenAlreadyIsWrittenOn)
+{
+    const CTestFolder folder;
+    const int file = open(folder.Path("log").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    ASSERT_EQ(write(file, "ready\n", 6), 6);
+    for (const std::string name : {"/dev/fd/", "/proc/self/fd/"}) {
+        fs::remove(folder.Path("link"));
+        fs::create_symlink(name + std::to_string(file), folder.Path("link"));
+        CheckCanWrite(name + std::to_string(file));
+        WriteWhole(name + std::to_string(file), "text\n");
+        WriteWhole(folder.Path("link"), "more\n");
+    }
+    EXPECT_EQ(write(file, "end\n", 4), 4);
+    close(file);
+    EXPECT_EQ(folder.Read("log"), "ready\ntext\nmore\ntext\nmore\nend\n");
     EXPECT_EQ(FilesIn(folder), 2);
 }
 
