@@ -3,8 +3,6 @@
 // pictures that are missing between the first and the last of each channel, the processor time a picture, and
 // the times of the closes while data flows.
 
-#include <sys/resource.h>
-
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -13,6 +11,7 @@
 #include <cstdlib>
 #include <thread>
 
+#include "bench/wall/Measure.h"
 #include "codec/codec.h"
 #include "platform/os/paths.h"
 #include "remote/UdpRemote.h"
@@ -61,16 +60,6 @@ class CCountingRender final : public CRender
     void DestroySurface(CSurface* surface) override { delete surface; }
     std::int32_t SaveSnapshot(std::string, CSurface*) override { return 0; }
 };
-
-double ProcessorSeconds()
-{
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    const auto seconds = [](const timeval& time) {
-        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
-    };
-    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
-}
 
 std::uint64_t Sum(std::atomic<std::uint64_t> Channel::*counter)
 {
