@@ -12,10 +12,10 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <functional>
 #include <vector>
 
+#include "bench/figures.h"
 #include "codec/convert/convert.h"
 #include "codec/cpu.h"
 
@@ -81,26 +81,12 @@ class CRing
 
 using Converter = std::function<void(const CodecFrame& frame, std::uint8_t* to)>;
 
-// Time that this thread was running: other programs on the machine take turns with it.
-double ThreadMicroseconds()
-{
-    timespec now = {};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) * 1e6 + static_cast<double>(now.tv_nsec) / 1e3;
-}
-
 double MicrosecondsAPicture(CRing& ring, const Converter& convert)
 {
-    const double start = ThreadMicroseconds();
+    const double start = ThreadMs();
     for (int i = 0; i < ring.Count(); ++i)
         convert(ring.Frame(i), ring.Target(i));
-    return (ThreadMicroseconds() - start) / ring.Count();
-}
-
-double Median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
+    return (ThreadMs() - start) * 1e3 / ring.Count();
 }
 
 void Compare(const char* name, int format, int bytesPerPixel, Size size, int rounds, const Converter& peer)

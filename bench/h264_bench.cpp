@@ -18,7 +18,7 @@
 #include <string>
 #include <vector>
 
-#include "bench/decoder_bench.h"
+#include "bench/figures.h"
 #include "bench/h264_engine.h"
 #include "codec/c264/c264_dsp.h"
 #include "codec/codec_memory.h"

@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "bench/decoder_bench.h"
+#include "bench/figures.h"
 #include "bench/h264_engine_bins.h"
 #include "codec/c264/c264_cabac_tables.h"
 #include "codec/cpu.h"

@@ -8,11 +8,11 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <map>
 #include <string>
 #include <vector>
 
+#include "bench/figures.h"
 #include "tests/support/kernel_walk.h"
 
 namespace
@@ -21,19 +21,11 @@ namespace
 constexpr int MEASUREMENTS = 7;
 constexpr double MEASUREMENT_NS = 2e6;
 
-// Time that this thread was running: other programs on the machine take turns with it.
-double ThreadNanoseconds()
-{
-    timespec now = {};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) * 1e9 + static_cast<double>(now.tv_nsec);
-}
-
 double Nanoseconds(const std::function<void(int)>& kernel, int iterations)
 {
-    const double start = ThreadNanoseconds();
+    const double start = ThreadMs();
     kernel(iterations);
-    return ThreadNanoseconds() - start;
+    return (ThreadMs() - start) * 1e6;
 }
 
 // How many calls take about MEASUREMENT_NS.
@@ -47,13 +39,6 @@ int Calibrate(const std::function<void(int)>& kernel)
         iterations *= 4;
     }
     return iterations;
-}
-
-double Median(std::vector<double> values)
-{
-    std::nth_element(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2),
-                     values.end());
-    return values[values.size() / 2];
 }
 
 void TimeSlot(const KernelSlot& slot, bool csv)
@@ -88,13 +73,6 @@ void TimeSlot(const KernelSlot& slot, bool csv)
     }
     std::printf("\n");
     std::fflush(stdout);
-}
-
-bool Wanted(const std::string& name, const std::vector<std::string>& texts)
-{
-    return texts.empty() || std::any_of(texts.begin(), texts.end(), [&](const std::string& text) {
-               return name.find(text) != std::string::npos;
-           });
 }
 
 }  // namespace

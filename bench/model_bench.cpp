@@ -3,12 +3,12 @@
 
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <memory>
 #include <vector>
 
+#include "bench/figures.h"
 #include "model/tree/CompositeIterator.h"
 #include "model/tree/Devices.h"
 #include "model/tree/Leaf.h"
@@ -80,12 +80,6 @@ double Microseconds(Walk walk)
     const auto begin = std::chrono::steady_clock::now();
     benchmark::DoNotOptimize(walk());
     return std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - begin).count();
-}
-
-double Median(std::vector<double> values)
-{
-    std::ranges::nth_element(values, values.begin() + RUNS / 2);
-    return values[RUNS / 2];
 }
 
 }  // namespace

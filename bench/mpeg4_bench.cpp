@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "bench/decoder_bench.h"
+#include "bench/figures.h"
 #include "codec/codec_memory.h"
 #include "codec/cpu.h"
 #include "codec/decoder.h"

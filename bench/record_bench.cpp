@@ -25,6 +25,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench/figures.h"
 #include "bench/wall/Measure.h"
 #include "codec/codec.h"
 #include "platform/os/paths.h"

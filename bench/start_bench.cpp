@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
@@ -13,6 +12,8 @@
 #include <unistd.h>
 
 #include <chrono>
+
+#include "bench/figures.h"
 
 // How long the program takes from its start to a control on the screen, beside a window of the toolkit with
 // nothing in it, in turns: milliseconds from the spawning of the process to its line "shown". Needs a display.
@@ -59,11 +60,6 @@ double TimeToShown(std::vector<std::string> arguments)
     return ms;
 }
 
-double Median(std::vector<double> times)
-{
-    std::sort(times.begin(), times.end());
-    return times[times.size() / 2];
-}
 }  // namespace
 
 int main()

@@ -26,6 +26,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench/figures.h"
 #include "bench/wall/ArrivalTap.h"
 #include "bench/wall/Display.h"
 #include "bench/wall/Measure.h"

@@ -82,6 +82,12 @@ const CodecEntry* codec_find_decoder(int32_t id)
     return nullptr;
 }
 
+uint64_t codec_next_stream()
+{
+    static std::atomic<uint64_t> streams{0};
+    return streams.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+
 bool codec_check_size(int32_t width, int32_t height)
 {
     if (width > 0 && height > 0 && (int64_t{width} + 128) * (int64_t{height} + 128) < 0x1FFFFFFF) return true;

@@ -108,6 +108,9 @@ int32_t codec_decode(CodecContext* context, CodecFrame* frame, int32_t* got, con
 /// Closes and frees what open took. 0, or -1 when the context isn't open.
 int32_t codec_close(CodecContext* context);
 
+/// For CodecChanges::stream of an opening, whichever the codec. Any thread.
+uint64_t codec_next_stream();
+
 /// True when both are above 0 and (width + 128) x (height + 128) is below 0x1FFFFFFF; otherwise the text
 /// "picture size invalid (%ux%u)\n" is reported.
 bool codec_check_size(int32_t width, int32_t height);

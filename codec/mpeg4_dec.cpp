@@ -1,6 +1,5 @@
 #include "codec/mpeg4_dec.h"
 
-#include <atomic>
 #include <cstring>
 #include <new>
 #include <utility>
@@ -29,12 +28,6 @@ mpeg4_picture lay_out_picture(uint8_t* memory, size_t width, size_t height)
     std::memset(memory, 128, picture_bytes(width, height));
     std::memset(memory, 16, width * height);
     return {{memory, memory + width * height, memory + width * height + chroma}};
-}
-
-uint64_t next_stream()
-{
-    static std::atomic<uint64_t> streams{0};
-    return streams.fetch_add(1, std::memory_order_relaxed) + 1;
 }
 
 int32_t open(CodecContext* context)
@@ -69,7 +62,7 @@ int32_t open(CodecContext* context)
     dec->mb_down = context->height / 16;
     dec->stride[0] = context->width;
     dec->stride[1] = dec->stride[2] = context->width / 2;
-    dec->changes = {next_stream(), 0, dec->mb_across, dec->mb_down, dec->changed};
+    dec->changes = {codec_next_stream(), 0, dec->mb_across, dec->mb_down, dec->changed};
     dec->header.width = context->width;
     dec->header.height = context->height;
     return 0;

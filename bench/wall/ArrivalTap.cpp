@@ -8,11 +8,10 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <cstring>
 #include <deque>
 #include <mutex>
 #include <optional>
-#include <set>
+#include <span>
 #include <vector>
 
 #include "remote/p2p/DatagramReader.h"
@@ -24,8 +23,7 @@ namespace
 
 struct TapState {
     std::atomic<bool> on{false};
-    std::mutex lock;        // guards all below
-    std::set<int> stamped;  // sockets that give the time of arrival
+    std::mutex lock;  // guards all below
     std::vector<std::uint8_t> buffer = std::vector<std::uint8_t>(MESSAGE_LIMIT_BYTES);
     std::optional<CMessageAssembler> assembler;
     std::array<std::deque<double>, CHANNEL_COUNT> arrived;
@@ -50,18 +48,6 @@ double WallClockMs()
     return Milliseconds(now);
 }
 
-double StampMs(const msghdr& message)
-{
-    for (cmsghdr* part = CMSG_FIRSTHDR(&message); part != nullptr;
-         part = CMSG_NXTHDR(const_cast<msghdr*>(&message), part)) {
-        if (part->cmsg_level != SOL_SOCKET || part->cmsg_type != SCM_TIMESTAMPNS) continue;
-        timespec stamp{};
-        std::memcpy(&stamp, CMSG_DATA(part), sizeof stamp);
-        return Milliseconds(stamp);
-    }
-    return WallClockMs();  // it came before the socket was told to stamp
-}
-
 // A picture begins with a start code; the reply to a request has the width there.
 bool IsPicture(std::span<const std::uint8_t> message)
 {
@@ -80,61 +66,27 @@ void Look(std::span<const std::uint8_t> datagram, double stamp)
         tap.arrived[static_cast<std::size_t>(ReadMessageHeader(message).channel)].push_back(stamp);
 }
 
-// Room for the stamp and the size of the pieces.
-struct Control {
-    alignas(cmsghdr) std::array<std::uint8_t, CMSG_SPACE(sizeof(timespec)) + CMSG_SPACE(sizeof(int))> bytes{};
-};
-
-// Leaves of what came beside a message only what the caller's own room was made for.
-void GiveBack(const msghdr& received, msghdr& message)
+void LookAt(std::span<const mmsghdr> received)
 {
-    std::size_t used = 0;
-    for (const cmsghdr* part = CMSG_FIRSTHDR(&received); part != nullptr;
-         part = CMSG_NXTHDR(const_cast<msghdr*>(&received), const_cast<cmsghdr*>(part))) {
-        if (part->cmsg_level == SOL_SOCKET || used + part->cmsg_len > message.msg_controllen) continue;
-        std::memcpy(static_cast<std::uint8_t*>(message.msg_control) + used, part, part->cmsg_len);
-        used += CMSG_ALIGN(part->cmsg_len);
-    }
-    message.msg_controllen = used;
-}
-
-int ReceiveStamped(int socket, mmsghdr* messages, unsigned int limit, int flags, timespec* timeout)
-{
-    {
-        const std::lock_guard lock(Tap().lock);
-        const int on = 1;
-        if (Tap().stamped.insert(socket).second) setsockopt(socket, SOL_SOCKET, SO_TIMESTAMPNS, &on, sizeof on);
-    }
-    std::vector<Control> controls(limit);
-    std::vector<mmsghdr> received(messages, messages + limit);
-    for (unsigned int i = 0; i < limit; ++i) {
-        received[i].msg_hdr.msg_control = controls[i].bytes.data();
-        received[i].msg_hdr.msg_controllen = controls[i].bytes.size();
-    }
-    const auto count = static_cast<int>(syscall(SYS_recvmmsg, socket, received.data(), limit, flags, timeout));
-    for (int i = 0; i < count; ++i) {
-        const msghdr& taken = received[static_cast<std::size_t>(i)].msg_hdr;
-        const std::size_t bytes = received[static_cast<std::size_t>(i)].msg_len;
-        const auto* const data = static_cast<const std::uint8_t*>(taken.msg_iov->iov_base);
-        const std::size_t segment = ReadSegmentBytes(taken, bytes);
+    for (const mmsghdr& message : received) {
+        const std::size_t bytes = message.msg_len;
+        const auto* const data = static_cast<const std::uint8_t*>(message.msg_hdr.msg_iov->iov_base);
+        const std::size_t segment = ReadSegmentBytes(message.msg_hdr, bytes);
+        // The reader has asked for stamps; what came before that has none.
+        const double stamp = Milliseconds(ReadArrival(message.msg_hdr));
         for (std::size_t at = 0; at < bytes; at += segment)
-            Look({data + at, std::min(segment, bytes - at)}, StampMs(taken));
-        msghdr& message = messages[i].msg_hdr;
-        GiveBack(taken, message);
-        message.msg_namelen = taken.msg_namelen;
-        message.msg_flags = taken.msg_flags;
-        messages[i].msg_len = received[static_cast<std::size_t>(i)].msg_len;
+            Look({data + at, std::min(segment, bytes - at)}, stamp > 0 ? stamp : WallClockMs());
     }
-    return count;
 }
 
 }  // namespace
 
 extern "C" int recvmmsg(int socket, mmsghdr* messages, unsigned int limit, int flags, timespec* timeout)
 {
-    if (Tap().on.load(std::memory_order_relaxed))
-        return ReceiveStamped(socket, messages, limit, flags, timeout);
-    return static_cast<int>(syscall(SYS_recvmmsg, socket, messages, limit, flags, timeout));
+    const auto count = static_cast<int>(syscall(SYS_recvmmsg, socket, messages, limit, flags, timeout));
+    if (count > 0 && Tap().on.load(std::memory_order_relaxed))
+        LookAt({messages, static_cast<std::size_t>(count)});
+    return count;
 }
 
 namespace arrival_tap
@@ -144,7 +96,6 @@ void Start()
 {
     TapState& tap = Tap();
     const std::lock_guard lock(tap.lock);
-    tap.stamped.clear();
     tap.assembler.emplace(tap.buffer);
     for (auto& channel : tap.arrived)
         channel.clear();

@@ -5,9 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
-#include <cmath>
 #include <filesystem>
 #include <fstream>
 
@@ -83,14 +81,6 @@ double RunProgram(std::vector<std::string> words)
     if (wait4(process, &status, 0, &usage) != process || !WIFEXITED(status) || WEXITSTATUS(status) != 0)
         return -1;
     return Seconds(usage);
-}
-
-double Percentile(std::vector<double> values, double share)
-{
-    if (values.empty()) return 0;
-    std::ranges::sort(values);
-    const auto rank = static_cast<std::size_t>(std::ceil(share * static_cast<double>(values.size())));
-    return values[std::clamp<std::size_t>(rank, 1, values.size()) - 1];
 }
 
 double NowMs()

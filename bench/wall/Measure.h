@@ -19,13 +19,5 @@ double ThreadSeconds(const std::string& threadName);
 /// first its name. Returns the processor time that it took in seconds, below 0 when it failed.
 double RunProgram(std::vector<std::string> words);
 
-/// The value below which `share` (0 to 1) of the values lie; 0 without values.
-double Percentile(std::vector<double> values, double share);
-
-inline double Median(std::vector<double> values)
-{
-    return Percentile(std::move(values), 0.5);
-}
-
 /// Monotonic time in milliseconds.
 double NowMs();

@@ -8,13 +8,12 @@
 #include <string>
 #include <thread>
 
-#include <time.h>
-
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libswscale/swscale.h>
 }
 
+#include "bench/figures.h"
 #include "bench/wall/Measure.h"
 #include "codec/convert/convert.h"
 #include "codec/decoder.h"
@@ -27,13 +26,6 @@ namespace
 constexpr int RATE = 25;  // pictures a second, of every stream
 
 constexpr const char* NET_ID = "4711";
-
-double ThreadSeconds()
-{
-    timespec now{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
-}
 
 std::uint64_t CountPictures(const std::vector<CodedStream>& streams)
 {
@@ -141,7 +133,7 @@ template <typename Take>
 PeerCost Decode(const std::vector<CodedStream>& streams, int repeats, EOrder order, Take take)
 {
     PeerCost cost;
-    const double start = ThreadSeconds();
+    const double start = ThreadMs();
     const std::size_t pictures = streams.front().size() * static_cast<std::size_t>(repeats);
     const auto takeOne = [&](std::size_t stream, std::size_t picture) {
         cost.pictures += static_cast<std::uint64_t>(take(stream, picture % streams[stream].size()));
@@ -160,7 +152,7 @@ PeerCost Decode(const std::vector<CodedStream>& streams, int repeats, EOrder ord
             }
         }
     }
-    cost.seconds = ThreadSeconds() - start;
+    cost.seconds = (ThreadMs() - start) / 1e3;
     if (cost.pictures != pictures * streams.size())
         throw std::runtime_error("only " + std::to_string(cost.pictures) + " pictures were decoded");
     return cost;

@@ -1,7 +1,6 @@
 #include "codec/c264/c264.h"
 
 #include <algorithm>
-#include <atomic>
 #include <bit>
 #include <cstring>
 #include <new>
@@ -29,12 +28,6 @@ constexpr uint8_t GREY = 128;
 constexpr size_t round_up(size_t bytes)
 {
     return (bytes + CODEC_ALIGN - 1) / CODEC_ALIGN * CODEC_ALIGN;
-}
-
-uint64_t next_stream()
-{
-    static std::atomic<uint64_t> streams{0};
-    return streams.fetch_add(1, std::memory_order_relaxed) + 1;
 }
 
 /// Hands out aligned pieces of one block, or, without a block, adds up how large it has to be.
@@ -295,7 +288,7 @@ C264Handle* c264_open(int32_t width, int32_t height, int32_t stream_mode)
     }
     memory_plan plan(dec->memory);
     lay_out(dec, &plan);
-    dec->changes = {next_stream(), 0, dec->mb_across, dec->mb_down, dec->changed};
+    dec->changes = {codec_next_stream(), 0, dec->mb_across, dec->mb_down, dec->changed};
     return handle;
 }
 

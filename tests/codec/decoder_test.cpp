@@ -7,7 +7,10 @@
 #include <iterator>
 #include <vector>
 
+#include "codec/convert/convert.h"
+#include "tests/support/h264_streams.h"
 #include "tests/support/mpeg4_streams.h"
+#include "tests/support/test_places.h"
 
 namespace
 {
@@ -390,4 +393,32 @@ TEST_F(Mpeg4DecoderTest, ZeroLengthReturnsThePreviousFrame)
     EXPECT_EQ(m_Decoder.Decode((*m_pAll)[0].data(), 0), frame);
     EXPECT_EQ(std::memcmp(&old, frame, sizeof old), 0);
 }
+// As where a channel is opened anew in the other codec.
+TEST(DecoderStreams, NoTwoCodecsShareANumber)
+{
+    const Mpeg4Packet mpeg4 = EncodeMpeg4({.width = 352, .height = 288, .frames = 1}).front();
+    const H264Packet h264 = ReadH264Stream(SourcePath("tests/data/h264/cabac_cif.h264")).front();
+    uint64_t before = 0;
+    for (int opening = 0; opening < 3; ++opening) {
+        CMpeg4Decoder first(352, 288);
+        CC264Decoder second(352, 288);
+        const CodecFrame* const older = first.Decode(mpeg4.data(), static_cast<int32_t>(mpeg4.size()));
+        const CodecFrame* const newer = second.Decode(h264.data(), static_cast<int32_t>(h264.size()));
+        ASSERT_TRUE(older && older->changes && newer && newer->changes);
+        EXPECT_GT(older->changes->stream, before) << "all are counted by one";
+        EXPECT_GT(newer->changes->stream, older->changes->stream);
+        before = newer->changes->stream;
+
+        std::vector<uint8_t> held(352 * 288 * 4);
+        std::vector<uint8_t> whole(held.size());
+        ConvertTarget target = {.data = {held.data()}, .linesize = {352 * 4}, .format = CONVERT_FORMAT_BGR32};
+        ConvertHeld known = {};
+        ASSERT_EQ(ConvertChanges(target, *older, 352, 288, &known), CONVERT_OK);
+        ASSERT_EQ(ConvertChanges(target, *newer, 352, 288, &known), CONVERT_OK);
+        target.data[0] = whole.data();
+        ASSERT_EQ(ConvertFrame(target, *newer, 352, 288, false), CONVERT_OK);
+        EXPECT_TRUE(held == whole) << "pixels of the one codec's picture stand in the other's";
+    }
+}
+
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -106,6 +107,37 @@ TEST(OutputFileTest, DeviceIsWrittenStraightAndStays)
     EXPECT_EQ(reason, "No space left on device");
     EXPECT_TRUE(WriteWholeFile("/dev/null", "x", reason));
     EXPECT_TRUE(QFile::exists("/dev/full"));
+}
+
+TEST(OutputFileTest, LinkStaysThoughItsFileIsNotThereYet)
+{
+    const QTemporaryDir folder;
+    const QString link = folder.filePath("link");
+    ASSERT_TRUE(QFile::link("a", link));
+    QString reason;
+    EXPECT_TRUE(CanWriteFile(link, reason));
+    EXPECT_TRUE(WriteWholeFile(link, "text", reason));
+    EXPECT_TRUE(QFileInfo(link).isSymLink());
+    EXPECT_EQ(Read(folder.filePath("a")), "text");
+}
+
+// As a shell does before it starts a program: what was written there is kept, and what is written next comes
+// behind.
+TEST(OutputFileTest, FileThatIsOpenAlreadyIsWrittenOn)
+{
+    const QTemporaryDir folder;
+    QFile file(folder.filePath("log"));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
+    file.write("line\n");
+    for (const QString place : {"/dev/fd/", "/proc/self/fd/"}) {
+        const QString path = place + QString::number(file.handle());
+        QString reason;
+        EXPECT_TRUE(CanWriteFile(path, reason)) << reason.toStdString();
+        EXPECT_TRUE(WriteWholeFile(path, "text\n", reason)) << reason.toStdString();
+    }
+    file.write("end\n");
+    EXPECT_EQ(Read(file.fileName()), "line\ntext\ntext\nend\n");
+    EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden), QStringList("log"));
 }
 
 TEST(OutputFileTest, AWriteThatFailsHalfWayLeavesWhatWasThere)

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <string>
 #include <thread>
 
 #include "model/NodeModel.h"
@@ -21,12 +22,14 @@ class RecordSettings : public CRecordTest
 TEST_F(RecordSettings, MayGoWithTheirTreeWhileALinkThreadReadsThem)
 {
     CNodeModel* const model = CNodeModel::GetInstance();
+    const std::string folder = GetFolderName("cam1", ExampleTime());
+    ASSERT_NE(folder, "");
     std::atomic<bool> end = false;
     std::atomic<int> asked = 0;
     std::thread link([&] {
         while (!end) {
             EXPECT_TRUE(GetSnapshotFileName("cam1").starts_with(m_Folder.System("snapshot") + "\\cam1-"));
-            EXPECT_NE(GetFolderName("cam1", ExampleTime()), "a drive of another test's");
+            EXPECT_EQ(GetFolderName("cam1", ExampleTime()), folder);
             ++asked;
         }
     });

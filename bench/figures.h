@@ -1,11 +1,13 @@
 #pragma once
 
 #include <algorithm>
+#include <cmath>
 #include <ctime>
 #include <string>
+#include <utility>
 #include <vector>
 
-// What the benches of both decoders share.
+// What the benches share.
 
 /// The time that this thread ran, so that other programs on the machine disturb the figures less.
 inline double ThreadMs()
@@ -15,11 +17,18 @@ inline double ThreadMs()
     return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) / 1e6;
 }
 
+/// The value below which `share` (0 to 1) of the values lie; 0 without values.
+inline double Percentile(std::vector<double> values, double share)
+{
+    if (values.empty()) return 0;
+    std::ranges::sort(values);
+    const auto rank = static_cast<std::size_t>(std::ceil(share * static_cast<double>(values.size())));
+    return values[std::clamp<std::size_t>(rank, 1, values.size()) - 1];
+}
+
 inline double Median(std::vector<double> values)
 {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
+    return Percentile(std::move(values), 0.5);
 }
 
 /// True when a name contains one of the texts, or there are none.
