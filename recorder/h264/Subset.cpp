@@ -12,6 +12,7 @@ namespace
 {
 
 constexpr const char* NO_IDR = "no IDR picture came yet";
+constexpr const char* NO_PICTURE = "there is no picture";
 
 void Append(std::vector<uint8_t>& bytes, std::span<const uint8_t> unit)
 {
@@ -82,7 +83,12 @@ Checked Subset::Take(std::span<const uint8_t> accessUnit)
         if (slices > 1) throw Outside("it has several slices a picture");
         CheckSlice(unit, checked);
     }
-    if (slices == 0) throw Damaged("there is no picture");
+    if (units.empty()) throw Damaged(NO_PICTURE);
+    if (slices == 0) {
+        checked.result = Checked::EResult::Nothing;
+        checked.why = NO_PICTURE;
+        return checked;
+    }
     if (checked.bytes.size() > m_MaxBytes) throw Outside("it has pictures that are too large");
     checked.result = Checked::EResult::Passes;
     return checked;

@@ -19,6 +19,7 @@ struct Checked {
         Early,    // sound as far as that can be told, but it builds on what came before the first
         Damaged,  // it can't be read: nothing passes before the next IDR picture
         Outside,  // more than a client's decoder reads
+        Nothing,  // no picture is in it, as some senders give parameter sets on their own
     };
     EResult result = EResult::Damaged;
     std::string why;  // when it doesn't pass

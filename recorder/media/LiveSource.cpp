@@ -117,12 +117,17 @@ void LiveSource::Play(AvInput& input)
 // for one more. A source whose pictures are left out isn't silent, however rare its key pictures are.
 void LiveSource::OnPacket(AvInput& input, const AVPacket& packet)
 {
-    if ((packet.flags & AV_PKT_FLAG_KEY) != 0) input.SetKeysOnly(!input.IsFile() && IsIdle());
-    if (input.IsKeysOnly()) m_Since = Clock::now();
-    if (m_Packets == nullptr || !m_Packets->OnPacket(packet)) return;
-    // They may go over to what is re-encoded at any time, which is to go on from here.
+    const auto now = Clock::now();
+    if ((packet.flags & AV_PKT_FLAG_KEY) != 0) {
+        input.SetKeysOnly(!input.IsFile() && IsIdle());
+        m_KeysApart = now - std::exchange(m_Key, now);
+    }
+    if (input.IsKeysOnly()) m_Since = now;
+    if (m_Packets == nullptr || !m_Packets->OnPacket(packet) || m_KeysApart < m_Times.ageShownFrom) return;
+    // They may go over to what is re-encoded at any time, which is to go on from here; where the latest key
+    // picture is never old, it does for that.
     const std::lock_guard lock(m_Mutex);
-    m_Asked = Clock::now();
+    m_Asked = now;
 }
 
 bool LiveSource::IsIdle()

@@ -60,6 +60,8 @@ class LiveSource : public ISource
     // The reader's thread only.
     Clock::time_point m_Since;  // opening, or the latest picture; with key pictures only, the latest packet
     bool m_Late = false;
+    Clock::time_point m_Key;        // the latest key picture's packet
+    Clock::duration m_KeysApart{};  // it came so long after the one before
 
     // the caller's thread only
     OverlayPainter m_Overlay;

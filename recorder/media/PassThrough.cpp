@@ -94,6 +94,7 @@ std::string PassGate::Await(const std::string& what, Clock::time_point now)
         m_Lossy = m_Lossy || (before && now - *before < LOSSY_WITHIN);
     }
     if (m_Lossy) {
+        m_Broke = now;
         // From IDR picture to the next break clients would see a part of the pictures only.
         m_State.passing = false;
         return Say(LOSSY);
@@ -106,6 +107,7 @@ std::string PassGate::Take(const h264::Checked& checked, EChecksum checksum, Clo
     using EResult = h264::Checked::EResult;
     const std::lock_guard lock(m_Mutex);
     if (!m_State.why.empty()) return {};
+    if (checked.result == EResult::Nothing) return {};
     if (checked.result == EResult::Outside) return LeaveOut(checked.why);
     if (checked.result == EResult::Damaged) return Await(checked.why, now);
     if (checked.result == EResult::Early) return Wait(NO_IDR, now);

@@ -101,7 +101,7 @@ class PassGate
     Clock::time_point m_WaitsSince{};  // guarded
     bool m_Whole = false;              // guarded; the latest could be read
     bool m_Lossy = false;              // guarded
-    // Guarded; when the latest couldn't be read, behind one that could.
+    // Guarded; when the latest break began, and when a lossy camera had its latest picture that can't be read.
     std::optional<Clock::time_point> m_Broke;
 };
 

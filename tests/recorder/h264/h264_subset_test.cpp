@@ -218,6 +218,24 @@ TEST(H264Subset, SlicesOnTheirOwnSayWhatTheyLack)
     EXPECT_THAT(checked.why, HasSubstr("parameter set is missing"));
 }
 
+TEST(H264Subset, ParameterSetsMayComeOnTheirOwn)
+{
+    const AccessUnits stream = EncodeH264("annexb=1", 12);
+    Subset subset(WIDTH, HEIGHT, MAX_H264_BYTES);
+    Subset whole(WIDTH, HEIGHT, MAX_H264_BYTES);
+    for (const auto& accessUnit : stream) {
+        const auto slice = SplitUnits(accessUnit).back();
+        constexpr ptrdiff_t START_CODE = 3;
+        const auto at = slice.begin() - START_CODE;
+        if (const std::vector<uint8_t> sets(accessUnit.data(), &*at); sets.size() > 1) {
+            EXPECT_EQ(Result(subset.Check(sets)), Checked::EResult::Nothing);
+        }
+        const Checked checked = subset.Check({at, slice.end()});
+        EXPECT_EQ(Result(checked), Checked::EResult::Passes) << checked.why;
+        EXPECT_EQ(checked.bytes, whole.Check(accessUnit).bytes);
+    }
+}
+
 // What stands behind lost bytes may read like anything, and what is cut like the first of several slices.
 class Loss : public testing::TestWithParam<const char*>
 {

@@ -424,7 +424,7 @@ TEST_F(PassGateTest, ACameraThatLosesPicturesAgainAndAgainIsCodedAnewUntilItIsWh
     EXPECT_EQ(Damage(), "") << "told once";
     m_Now += PassGate::STALE_AFTER;
     EXPECT_EQ(Damage(), "") << "the same reason";
-    m_Now += PassGate::LOSSY_WITHIN - 1ms - PassGate::STALE_AFTER;
+    m_Now += PassGate::LOSSY_WITHIN - 1ms;
     Take(true);
     Send();
     EXPECT_EQ(m_Seen, "KKo") << "it has to be whole for a while";
@@ -438,6 +438,19 @@ TEST_F(PassGateTest, ACameraThatLosesPicturesAgainAndAgainIsCodedAnewUntilItIsWh
     EXPECT_EQ(Damage(), "") << "once in a while costs what follows up to the next IDR picture only";
     Take(true);
     EXPECT_EQ(m_Seen, "KKoKPK");
+}
+
+TEST_F(PassGateTest, PacketsWithoutAPictureChangeNothing)
+{
+    h264::Checked nothing;
+    nothing.result = h264::Checked::EResult::Nothing;
+    for (int i = 0; i < 3; ++i) {
+        Take(true);
+        EXPECT_EQ(m_Gate.Take(nothing, EChecksum::None, m_Now), "");
+        Take(false);
+    }
+    EXPECT_EQ(m_Seen, "KPKPKP");
+    EXPECT_EQ(m_Gate.State().damaged, 0U);
 }
 
 // Whoever begins to watch does so between two key pictures, however often.
