@@ -11,7 +11,6 @@ namespace recorder::h264
 namespace
 {
 
-constexpr const char* NO_IDR = "no IDR picture came yet";
 constexpr const char* NO_PICTURE = "there is no picture";
 
 void Append(std::vector<uint8_t>& bytes, std::span<const uint8_t> unit)

@@ -12,6 +12,9 @@
 namespace recorder::h264
 {
 
+/// Why pictures that can be read, but build on others, do not pass; for the report and standard error.
+inline constexpr const char* NO_IDR = "no IDR picture came yet";
+
 /// An access unit as clients get it.
 struct Checked {
     enum class EResult {

@@ -110,7 +110,7 @@ std::string PassGate::Take(const h264::Checked& checked, EChecksum checksum, Clo
     if (checked.result == EResult::Nothing) return {};
     if (checked.result == EResult::Outside) return LeaveOut(checked.why);
     if (checked.result == EResult::Damaged) return Await(checked.why, now);
-    if (checked.result == EResult::Early) return Wait(NO_IDR, now);
+    if (checked.result == EResult::Early) return Wait(h264::NO_IDR, now);
     m_Whole = true;
     if (m_Lossy && now - *m_Broke < LOSSY_WITHIN) {
         m_Waits.clear();
@@ -119,7 +119,7 @@ std::string PassGate::Take(const h264::Checked& checked, EChecksum checksum, Clo
     m_Lossy = false;
     if ((m_AwaitsKey || !m_State.passing) && !checked.key) {
         if (m_Behind) ++m_State.leftOut;
-        return Wait(NO_IDR, now);
+        return Wait(h264::NO_IDR, now);
     }
     if (checked.key)
         m_Key = now;

@@ -57,7 +57,6 @@ class PassGate
     /// A camera that passes must let a recording begin: a later IDR picture isn't waited for.
     static constexpr std::chrono::milliseconds MOST_BETWEEN_KEYS{15'000};
     static constexpr const char* LOSSY = "packets of it are lost again and again";
-    static constexpr const char* NO_IDR = "no IDR picture came yet";
     static constexpr const char* RARE_IDR = "its IDR pictures are more than 15 seconds apart";
     /// False when the picture wasn't taken: nothing follows before the next key picture. Called with the gate
     /// locked.

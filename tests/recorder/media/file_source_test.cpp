@@ -3,10 +3,8 @@
 #include "recorder/media/Source.h"
 
 #include <gmock/gmock.h>
-#include <unistd.h>
 
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 
@@ -34,18 +32,12 @@ TEST(SourceTest, AnythingThatLibavformatOpensIsFitted)
     }
 }
 
-// What ffmpeg makes of a blue picture.
 void ExpectPlayedAgainAndAgain(const std::string& name, const std::string& encoding)
 {
-    const auto folder = std::filesystem::temp_directory_path() / ("recorder-test-" + std::to_string(getpid()));
-    std::filesystem::create_directories(folder);
-    const std::string file = folder / name;
-    const std::string command =
-        "ffmpeg -v error -y -f lavfi -i color=c=blue:s=64x48:r=25:d=0.4 " + encoding + " " + file;
-    ASSERT_EQ(std::system(command.c_str()), 0);
-    const auto source = MakeSource(file, SourceScene(), 0, NEVER_STOP);
+    const CTestFolder folder;
+    ASSERT_NO_FATAL_FAILURE(WriteBlueFilm(folder.Path(name), "-t 0.4 " + encoding));
+    const auto source = MakeSource(folder.Path(name), SourceScene(), 0, NEVER_STOP);
     ExpectBlueSixTimes(*source);
-    std::filesystem::remove_all(folder);
 }
 
 TEST(SourceTest, AFileIsPlayedAgainAndAgain)
@@ -61,19 +53,17 @@ TEST(SourceTest, AFileThatCanNotBeSoughtIsPlayedAgainAndAgain)
 // As a recorder's files are joined: the stamps begin anew in the middle.
 TEST(SourceTest, AJoinedFileIsPlayedToItsEnd)
 {
-    const auto folder =
-        std::filesystem::temp_directory_path() / ("recorder-joined-" + std::to_string(getpid()));
-    std::filesystem::create_directories(folder);
-    std::ofstream joined(folder / "joined.ts", std::ios::binary);
+    const CTestFolder folder;
+    std::ofstream joined(folder.Path("joined.ts"), std::ios::binary);
     for (const std::string colour : {"black", "white"}) {
-        const std::string part = folder / (colour + ".ts");
+        const std::string part = folder.Path(colour + ".ts");
         std::string command = "ffmpeg -v error -y -f lavfi -i color=s=64x48:r=25:d=2:c=";
         command.append(colour).append(" -c:v mpeg2video ").append(part);
         ASSERT_EQ(std::system(command.c_str()), 0);
         joined << std::ifstream(part, std::ios::binary).rdbuf();
     }
     joined.close();
-    const auto source = MakeSource(folder / "joined.ts", SourceScene(), 0, NEVER_STOP);
+    const auto source = MakeSource(folder.Path("joined.ts"), SourceScene(), 0, NEVER_STOP);
     Picture picture;
     int bright = 0;
     for (int i = 0; i < 100; ++i) {  // its length
@@ -81,7 +71,6 @@ TEST(SourceTest, AJoinedFileIsPlayedToItsEnd)
         bright += picture.y[static_cast<size_t>(144 * 352 + 176)] > 128 ? 1 : 0;
     }
     EXPECT_NEAR(bright, 50, 3);
-    std::filesystem::remove_all(folder);
 }
 
 TEST(SourceTest, EachPictureIsShownFromItsTimeToThatOfTheNext)
@@ -122,10 +111,7 @@ TEST_P(DamageTest, CostsNoOtherPicture)
     const Damage& damage = GetParam();
     const CTestFolder folder;
     const std::string file = folder.Path(damage.file);
-    const std::string command =
-        std::string("ffmpeg -v error -y -f lavfi -i color=c=blue:s=64x48:r=25:d=0.4 -c:v ") + damage.codec +
-        " ";
-    ASSERT_EQ(std::system((command + file).c_str()), 0);
+    ASSERT_NO_FATAL_FAILURE(WriteBlueFilm(file, std::string("-t 0.4 -c:v ") + damage.codec));
     std::ifstream in(file, std::ios::binary);
     std::string bytes{std::istreambuf_iterator<char>(in), {}};
     size_t at = 0;
@@ -152,10 +138,7 @@ INSTANTIATE_TEST_SUITE_P(Kinds, DamageTest,
 // Pictures of a film of blue ones, so many of which have sampling factors that no decoder knows.
 void WriteUnreadable(const CTestFolder& folder, const std::string& name, int pictures, int unreadable)
 {
-    const std::string command =
-        "ffmpeg -v error -y -f lavfi -i color=c=blue:s=64x48:r=25 -c:v mjpeg -frames:v " +
-        std::to_string(pictures) + " " + folder.Path(name);
-    ASSERT_EQ(std::system(command.c_str()), 0);
+    WriteBlueFilm(folder.Path(name), "-c:v mjpeg -frames:v " + std::to_string(pictures));
     std::string bytes = folder.Read(name).value_or("");
     size_t at = 0;
     for (int i = 0; i < unreadable; ++i) {

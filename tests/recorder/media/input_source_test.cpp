@@ -35,9 +35,7 @@ class PipeSourceTest : public testing::Test
 
 TEST_F(PipeSourceTest, ItsPicturesAreShown)
 {
-    const std::string command =
-        "ffmpeg -v error -y -f lavfi -i color=c=blue:s=64x48:r=25:d=3 -f mpegts " + m_Pipe;
-    std::thread writer([&] { EXPECT_EQ(std::system(command.c_str()), 0); });
+    std::thread writer([&] { WriteBlueFilm(m_Pipe, "-t 3 -f mpegts"); });
     const auto source = MakeSource(m_Pipe, SourceScene(), 0, NEVER_STOP);
     ExpectBlueSixTimes(*source);
     writer.join();

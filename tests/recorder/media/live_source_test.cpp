@@ -4,16 +4,15 @@
 
 #include <gmock/gmock.h>
 #include <poll.h>
-#include <unistd.h>
 
 #include <asio.hpp>
 #include <chrono>
-#include <cstdlib>
-#include <filesystem>
 #include <set>
 
 #include "recorder/media/Mpeg4Encoder.h"
+#include "tests/recorder/media/source_support.h"
 #include "tests/recorder/media_support.h"
+#include "tests/support/test_folder.h"
 
 namespace
 {
@@ -24,7 +23,6 @@ using std::chrono::seconds;
 using Clock = std::chrono::steady_clock;
 
 constexpr int RATE = 25;
-const std::atomic<bool> NEVER_STOP = false;
 
 SceneSetup SmallSetup()
 {
@@ -396,15 +394,12 @@ TEST(LiveSourceTest, WhereKeyPicturesAreNeverOldTheyAloneAreDecodedForWhoWatches
     EXPECT_FALSE(SeesTheNewestWherePacketsEnd(seconds(60), 2));
 }
 
-// Plays a file that ffmpeg makes of a blue picture, until so many pictures each had its time.
+// Plays a blue film until so many pictures each had its time.
 void ExpectPlayedAtAPace(const std::string& name, const std::string& encoding, int pictures, milliseconds pace)
 {
-    const auto folder = std::filesystem::temp_directory_path() / ("recorder-live-" + std::to_string(getpid()));
-    std::filesystem::create_directories(folder);
-    const std::string file = folder / name;
-    const std::string command =
-        "ffmpeg -v error -y -f lavfi -i color=c=blue:s=64x48:r=25 " + encoding + " " + file;
-    ASSERT_EQ(std::system(command.c_str()), 0);
+    const CTestFolder folder;
+    const std::string file = folder.Path(name);
+    ASSERT_NO_FATAL_FAILURE(WriteBlueFilm(file, encoding));
     CPacketCount packets;
     testing::internal::CaptureStderr();
     const auto begun = Clock::now();
@@ -416,7 +411,6 @@ void ExpectPlayedAtAPace(const std::string& name, const std::string& encoding, i
     EXPECT_GE(packets.Count(), pictures + 2);
     EXPECT_GE(Clock::now() - begun, pictures * pace) << "so many went before the next";
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-    std::filesystem::remove_all(folder);
 }
 
 // The last picture has its time too: a file of a single one would be read without a pause.

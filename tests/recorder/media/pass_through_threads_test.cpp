@@ -125,6 +125,21 @@ std::vector<const char*> ArgumentsFor(const std::string& url)
     return {"--id", "77", "--channels", "1", "--size", "176x144", "--source", url.c_str()};
 }
 
+// A recorder of one camera, whose H.264 a client of the data port watches.
+struct CWatchedCamera {
+    explicit CWatchedCamera(const AccessUnits& stream, size_t first = 0)
+        : camera(stream, first), client(running.GetServer().DataAt())
+    {
+        client.Ask(3, 0);
+        client.Receive(STREAM_REPLY_BYTES);
+    }
+
+    H264Camera camera;
+    std::string url = camera.Url();
+    CRunning running{ArgumentsFor(url)};
+    CConnection client;
+};
+
 // One picture of the camera for each that the client gets, passed or re-encoded. Nothing is lost in a change
 // from one to the other: the client's decoder never misses anything.
 TEST(PassThroughTest, ACamerasPicturesComeAsTheyAreAndOthersWhereTheyEnd)
@@ -133,17 +148,12 @@ TEST(PassThroughTest, ACamerasPicturesComeAsTheyAreAndOthersWhereTheyEnd)
     std::vector<std::vector<uint8_t>> slices;
     for (const auto& unit : stream)
         slices.push_back(SliceOf(unit));
-    H264Camera camera(stream, 2);  // between two key pictures
-    const std::string url = camera.Url();
-    CRunning running(ArgumentsFor(url));
-    CConnection client(running.GetServer().DataAt());
-    client.Ask(3, 0);
-    client.Receive(STREAM_REPLY_BYTES);
+    CWatchedCamera watched(stream, 2);  // between two key pictures
     CDecoder decoder("h264");
     uint64_t passed = 0;
     bool before = false;
     const auto next = [&] {
-        const auto frame = client.NextFrame();
+        const auto frame = watched.client.NextFrame();
         EXPECT_TRUE(frame);
         if (!frame) return false;
         const auto units = SplitUnits(frame->payload);
@@ -157,14 +167,14 @@ TEST(PassThroughTest, ACamerasPicturesComeAsTheyAreAndOthersWhereTheyEnd)
     };
     for (int i = 0; i < 2000 && passed < 30; ++i) {
         ASSERT_TRUE(next());
-        camera.SendNext();
+        watched.camera.SendNext();
     }
     ASSERT_EQ(passed, 30U);
-    camera.HangUp();
+    watched.camera.HangUp();
     for (int i = 0; i < 2000 && before; ++i)
         ASSERT_TRUE(next());
     EXPECT_FALSE(before) << "a notice is coded here";
-    const auto report = running.End();
+    const auto report = watched.running.End();
     EXPECT_GE(report["channels"][0]["h264"]["passed"], passed);
     EXPECT_EQ(report["channels"][0]["h264"]["damaged"], 0);
     EXPECT_EQ(report["channels"][0]["h264"]["re-encoded since"], "");
@@ -172,21 +182,16 @@ TEST(PassThroughTest, ACamerasPicturesComeAsTheyAreAndOthersWhereTheyEnd)
 
 TEST(PassThroughTest, ACameraThatGoesBeyondIsCodedAnewAndTheReportTellsWhy)
 {
-    H264Camera camera(EncodeH264("annexb=1:8x8dct=1", 10));
-    const std::string url = camera.Url();
     testing::internal::CaptureStderr();
-    CRunning running(ArgumentsFor(url));
-    CConnection client(running.GetServer().DataAt());
-    client.Ask(3, 0);
-    client.Receive(STREAM_REPLY_BYTES);
+    CWatchedCamera watched(EncodeH264("annexb=1:8x8dct=1", 10));
     CDecoder decoder("h264");
     for (int i = 0; i < 100; ++i) {
-        const auto frame = client.NextFrame();
+        const auto frame = watched.client.NextFrame();
         ASSERT_TRUE(frame);
         EXPECT_EQ(decoder.Decode(frame->payload).width, H264_TEST_WIDTH);
-        camera.SendNext();
+        watched.camera.SendNext();
     }
-    const auto report = running.End();
+    const auto report = watched.running.End();
     EXPECT_EQ(report["channels"][0]["h264"]["passed"], 0);
     EXPECT_THAT(report["channels"][0]["h264"]["re-encoded since"], "it uses the 8x8 transform");
     EXPECT_EQ(report["channels"][0]["h264"]["damaged"], 0);
@@ -196,33 +201,28 @@ TEST(PassThroughTest, ACameraThatGoesBeyondIsCodedAnewAndTheReportTellsWhy)
 TEST(PassThroughTest, ACameraThatLosesPicturesIsCodedAnewAndTheReportTellsWhy)
 {
     const AccessUnits stream = EncodeH264("annexb=1", 10);
-    H264Camera camera(stream);
-    const std::string url = camera.Url();
     testing::internal::CaptureStderr();
-    CRunning running(ArgumentsFor(url));
-    CConnection client(running.GetServer().DataAt());
-    client.Ask(3, 0);
-    client.Receive(STREAM_REPLY_BYTES);
+    CWatchedCamera watched(stream);
     int passed = 0;
     bool before = false;
     // One that was coded here may be on its way when the loss begins.
     int others = 0;
     for (int i = 0; i < 1000 && (others < 30 || passed < 10); ++i) {
-        const auto frame = client.NextFrame();
+        const auto frame = watched.client.NextFrame();
         ASSERT_TRUE(frame);
         const auto own = [&](const auto& unit) { return SliceOf(unit) == SliceOf(frame->payload); };
         before = std::any_of(stream.begin(), stream.end(), own);
         passed += before ? 1 : 0;
         others = before ? 0 : others + 1;
-        camera.SendNext();
+        watched.camera.SendNext();
         if (passed != 10 || !before) continue;
         // Two rounds at once: a camera that waited for a client that waits for its pictures would fall silent.
-        camera.Lose(3);
+        watched.camera.Lose(3);
         for (size_t more = 0; more < 2 * stream.size(); ++more)
-            camera.SendNext();
+            watched.camera.SendNext();
     }
     EXPECT_FALSE(before) << "the others are coded here";
-    const auto h264 = running.End()["channels"][0]["h264"];
+    const auto h264 = watched.running.End()["channels"][0]["h264"];
     EXPECT_GT(h264["damaged"], 0);
     EXPECT_EQ(h264["re-encoded since"], PassGate::LOSSY);
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
@@ -377,9 +377,9 @@ TEST_F(PassGateTest, WhatBuildsOnPicturesThatNobodyHasIsReEncodedAndItsReasonTol
     m_Gate.Rest();
     const auto take = [&] { return m_Gate.Take(Picture(false), EChecksum::None, m_Now); };
     EXPECT_EQ(take(), "") << "the next one may be it";
-    EXPECT_EQ(m_Gate.State().why, PassGate::NO_IDR);
+    EXPECT_EQ(m_Gate.State().why, h264::NO_IDR);
     m_Now += PassGate::STALE_AFTER;
-    EXPECT_EQ(take(), PassGate::NO_IDR);
+    EXPECT_EQ(take(), h264::NO_IDR);
     EXPECT_EQ(take(), "") << "told once";
     EXPECT_EQ(m_Gate.State().damaged, 0U);
     Take(true);
@@ -391,12 +391,12 @@ TEST_F(PassGateTest, WhatComesBeforeTheFirstIdrPictureIsNoDamage)
 {
     h264::Checked early;
     early.result = h264::Checked::EResult::Early;
-    early.why = PassGate::NO_IDR;
+    early.why = h264::NO_IDR;
     const auto take = [&] { return m_Gate.Take(early, EChecksum::None, m_Now); };
     EXPECT_EQ(take(), "") << "the next one may be it";
-    EXPECT_EQ(m_Gate.State().why, PassGate::NO_IDR);
+    EXPECT_EQ(m_Gate.State().why, h264::NO_IDR);
     m_Now += PassGate::STALE_AFTER;
-    EXPECT_EQ(take(), PassGate::NO_IDR);
+    EXPECT_EQ(take(), h264::NO_IDR);
     EXPECT_EQ(m_Gate.State().damaged, 0U);
     EXPECT_EQ(Damage(), "") << "while no picture passes its reason is told once";
     EXPECT_EQ(m_Gate.State().damaged, 1U);

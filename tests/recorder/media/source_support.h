@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdlib>
+#include <string>
 
 #include "recorder/media/Source.h"
 
@@ -20,6 +22,14 @@ inline SceneSetup SourceScene()
     scene.clockStart = ParseClock("2026-11-21 08:40:12");
     scene.mark = true;
     return scene;
+}
+
+// What ffmpeg makes of a blue picture, 25 of them a second, with these arguments for the file.
+inline void WriteBlueFilm(const std::string& file, const std::string& arguments)
+{
+    const std::string command =
+        "ffmpeg -v error -y -f lavfi -i color=c=blue:s=64x48:r=25 " + arguments + " " + file;
+    ASSERT_EQ(std::system(command.c_str()), 0);
 }
 
 inline void ExpectBlueSixTimes(ISource& source)

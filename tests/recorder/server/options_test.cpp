@@ -2,8 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include <unistd.h>
-
 #include <filesystem>
 #include <fstream>
 #include <set>
@@ -12,6 +10,7 @@
 #include <vector>
 
 #include "tests/support/manual_options.h"
+#include "tests/support/test_folder.h"
 #include "tests/support/test_places.h"
 
 namespace
@@ -214,10 +213,9 @@ class SourcesFileTest : public testing::Test
         more.insert(more.end(), {"--sources", m_strPath.c_str()});
         return Parse(more);
     }
-    ~SourcesFileTest() override { std::filesystem::remove(m_strPath); }
 
-    std::string m_strPath =
-        std::filesystem::temp_directory_path() / ("recorder-sources-" + std::to_string(getpid()));
+    const CTestFolder m_Folder;
+    const std::string m_strPath = m_Folder.Path("sources");
 };
 
 TEST_F(SourcesFileTest, TellsUrlNameAndSizeOfEachChannel)

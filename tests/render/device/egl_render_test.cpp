@@ -4,14 +4,11 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 
-#include "platform/os/paths.h"
 #include "render/D3DSurfaceRender.h"
 #include "render/device/EglSurfaceDevice.h"
 #include "tests/render/x_windows_support.h"
+#include "tests/support/test_folder.h"
 
 using testing::IsEmpty;
 
@@ -186,12 +183,10 @@ TEST_F(EglRenderTest, SnapshotIsTheUploadedPictureNotTheWindow)
 {
     const HWND window = m_Windows.Create(0, 60, 60);
     EXPECT_EQ(Show(150, window), 0);
-    const auto path = std::filesystem::temp_directory_path() / ("egl-" + std::to_string(getpid()) + ".jpg");
-    EXPECT_EQ(m_Render.SaveSnapshot(SystemPath(path.string()), m_pSurface), 0);
-    std::ifstream file(path, std::ios::binary);
-    const std::string bytes{std::istreambuf_iterator<char>(file), {}};
-    std::filesystem::remove(path);
-    EXPECT_EQ(bytes.size(), 54U + WIDTH * HEIGHT * 4U);
+    const CTestFolder folder;
+    EXPECT_EQ(m_Render.SaveSnapshot(folder.System("snapshot.jpg"), m_pSurface), 0);
+    const std::string bytes = folder.Read("snapshot.jpg").value_or("");
+    ASSERT_EQ(bytes.size(), 54U + WIDTH * HEIGHT * 4U);
     EXPECT_EQ(bytes.substr(0, 2), "BM");
     EXPECT_EQ(static_cast<std::uint8_t>(bytes.back() & 0xFF), 0xFF);
     EXPECT_EQ(static_cast<std::uint8_t>(bytes[bytes.size() - 2]), GreyPixel(150) & 0xFF);
