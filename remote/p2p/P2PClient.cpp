@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cassert>
 #include <cerrno>
+#include <memory>
 #include <new>
 
 #include "remote/p2p/AnswerBatch.h"
@@ -64,7 +65,7 @@ bool CP2PClient::Init(std::uint16_t port)
     if (bound) {
         m_LocalPort = ntohs(address.sin_port);
         ReadLocalAddresses();
-        m_hThread = CreateThread([this] { Receive(); }, "p2p receive");
+        m_hThread = StartReceiving();
     }
     if (m_hThread == nullptr) {
         closesocket(m_hSocket);
@@ -73,6 +74,18 @@ bool CP2PClient::Init(std::uint16_t port)
         return false;
     }
     return true;
+}
+
+/// Null without memory or a thread. What the thread reads into is made here, as nobody would catch the failure
+/// there.
+HANDLE CP2PClient::StartReceiving()
+{
+    try {
+        const auto reader = std::make_shared<CDatagramReader>(m_hSocket, P2P_DATAGRAM_BYTES);
+        return CreateThread([this, reader] { Receive(*reader); }, "p2p receive");
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
 }
 
 void CP2PClient::ReadLocalAddresses()
@@ -213,10 +226,9 @@ void CP2PClient::Stop()
 /// The receiving thread. Ends by the exit flag, which Stop sets before it shuts the socket down.
 ///
 /// It waits for one datagram, then takes all that are there, and answers them together.
-void CP2PClient::Receive()
+void CP2PClient::Receive(CDatagramReader& reader)
 {
     using Wait = CDatagramReader::EWait;
-    CDatagramReader reader(m_hSocket, P2P_DATAGRAM_BYTES);
     CAnswerBatch answers(*this, m_hSocket);
     std::span<const std::uint8_t> datagram;
     sockaddr_in from{};

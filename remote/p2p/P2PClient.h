@@ -13,6 +13,8 @@
 #include "remote/p2p/Endpoints.h"
 #include "remote/p2p/P2PProtocol.h"
 
+class CDatagramReader;
+
 /// What a client of the peer protocol is built with.
 struct P2POptions {
     std::uint16_t serverPort = RENDEZVOUS_PORT;
@@ -40,7 +42,7 @@ class CP2PClient : private IP2POutput
     CP2PClient& operator=(const CP2PClient&) = delete;
 
     /// Opens the socket on a local port, 0 for any, and starts the receiving thread. False when it runs already
-    /// or the socket can't be had.
+    /// or socket, thread or memory can't be had.
     bool Init(std::uint16_t port);
 
     /// Registers under a name of at most 32 characters at a server, a dotted address or a host name. True when
@@ -106,7 +108,8 @@ class CP2PClient : private IP2POutput
     bool IsStopping() const { return m_bExit.load(std::memory_order_relaxed); }
 
   private:
-    void Receive();
+    HANDLE StartReceiving();
+    void Receive(CDatagramReader& reader);
     void ReadLocalAddresses();
     void SendToServer(std::span<const std::uint8_t> datagram);
     bool SendProbe(const std::string& name, std::span<const std::uint8_t> data, const P2PCancel* cancel);

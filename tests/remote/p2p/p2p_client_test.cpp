@@ -9,6 +9,7 @@
 
 #include "remote/p2p/MyP2P.h"
 #include "tests/remote/p2p/p2p_support.h"
+#include "tests/support/allocation_count.h"
 
 namespace
 {
@@ -55,6 +56,17 @@ TEST_F(P2PClientTest, InitOnATakenPortFailsAndMayBeTriedAgain)
     CMyP2P second;
     EXPECT_FALSE(second.Init(first.GetLocalPort()));
     EXPECT_TRUE(second.Init(0));
+}
+
+TEST_F(P2PClientTest, InitWithoutMemoryFailsAndMayBeTriedAgain)
+{
+    CMyP2P client;
+    {
+        const CAllocationLimit limit(1 << 18);
+        EXPECT_FALSE(client.Init(0));
+        EXPECT_EQ(client.GetLocalPort(), 0);
+    }
+    EXPECT_TRUE(client.Init(0));
 }
 
 TEST_F(P2PClientTest, LoginSendsNameAndLocalAddressesWithTheOwnPort)
