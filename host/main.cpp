@@ -18,6 +18,7 @@
 #include "host/Report.h"
 #include "host/ScriptedOperator.h"
 #include "host/Signals.h"
+#include "host/Streams.h"
 #include "platform/os/paths.h"
 #include "platform/qt/QtPlatform.h"
 
@@ -204,6 +205,7 @@ int Run(const Options& options, const QElapsedTimer& sinceStart)
 
 int main(int argc, char** argv)
 {
+    KeepStreams();
     QElapsedTimer sinceStart;
     sinceStart.start();
     Options options;

@@ -1,0 +1,6 @@
+#pragma once
+
+/// Makes the standard streams harmless, whatever whoever started the program has left of them. First of all,
+/// before anything is opened: what opens next would get the number of a closed stream, and all that is printed
+/// with it. Printing to somebody who reads no longer fails without ending the process.
+void KeepStreams();

@@ -1,0 +1,49 @@
+#include <QFile>
+
+#include "tests/host/program_support.h"
+
+// What whoever starts the program leaves to it: its standard streams.
+
+namespace
+{
+
+class StarterTest : public ProgramTest
+{
+  protected:
+    /// Starts the program by a line of the shell, in which it stands as $0 with its arguments.
+    void StartByShell(const char* line, const QStringList& arguments)
+    {
+        m_Process.setProcessEnvironment(m_Environment);
+        m_Process.setWorkingDirectory(m_Folder.path());
+        m_Process.start("/bin/sh",
+                        QStringList{"-c", line, QStringLiteral(WATCHWALL_PROGRAM)} + Home() + arguments);
+        ASSERT_TRUE(m_Process.waitForStarted());
+    }
+};
+
+// A line that went into the display's connection under the number of a closed stream hung the program for good.
+TEST_F(StarterTest, HasClosedTheStandardStreams)
+{
+    m_Environment.insert("WATCHWALL_DEBUG", "1");
+    for (const char* streams : {"<&- >&- 2>&-", ">&- 2>&-", "2>&-"}) {
+        SCOPED_TRACE(streams);
+        const std::string line = std::string("exec \"$0\" \"$@\" ") + streams;
+        StartByShell(line.c_str(), {"--seconds", "2", "--report", File("report.json")});
+        EXPECT_EQ(End(), 0);
+        ASSERT_TRUE(QFile::remove(File("report.json")));
+    }
+}
+
+TEST_F(StarterTest, ReadsItsOutputNoLonger)
+{
+    m_Environment.insert("WATCHWALL_DEBUG", "1");
+    StartByShell("(\"$0\" \"$@\" 2>&1; echo $? >code) | true",
+                 {"--seconds", "2", "--report", File("report.json")});
+    EXPECT_EQ(End(), 0);
+    QFile code(File("code"));
+    ASSERT_TRUE(code.open(QIODevice::ReadOnly));
+    EXPECT_EQ(code.readAll(), "0\n");
+    EXPECT_TRUE(QFile::exists(File("report.json")));
+}
+
+}  // namespace
