@@ -42,8 +42,12 @@ void OnEndRequested(std::function<void()> handler)
     };
     action.sa_handler = HandleSignal;
     action.sa_flags = SA_RESTART;
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
-        sigaction(signal, &action, nullptr);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        struct sigaction former {
+        };
+        const bool ignored = sigaction(signal, nullptr, &former) == 0 && former.sa_handler == SIG_IGN;
+        if (!ignored) sigaction(signal, &action, nullptr);
+    }
 }
 
 bool IsEndRequested()

@@ -31,8 +31,10 @@ TEST_F(ProgramTest, RegistersTheControlShowsItAndWritesItsPicture)
 
 TEST_F(ProgramTest, EndsTidilyWhenAskedTo)
 {
-    for (const int number : {SIGTERM, SIGINT}) {
+    for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
         m_strOutput.clear();
+        // Whoever runs the tests may have it ignored.
+        m_Process.setChildProcessModifier([number] { ::signal(number, SIG_DFL); });
         Start(Home() + QStringList{"--screenshot", File("end.png")});
         ASSERT_TRUE(WaitShown());
         ASSERT_EQ(::kill(static_cast<pid_t>(m_Process.processId()), number), 0);

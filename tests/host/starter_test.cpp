@@ -1,8 +1,11 @@
+#include <signal.h>
+
 #include <QFile>
+#include <csignal>
 
 #include "tests/host/program_support.h"
 
-// What whoever starts the program leaves to it: its standard streams.
+// What whoever starts the program leaves to it: its standard streams, and the signals that it ignores.
 
 namespace
 {
@@ -19,6 +22,7 @@ class StarterTest : public ProgramTest
                         QStringList{"-c", line, QStringLiteral(WATCHWALL_PROGRAM)} + Home() + arguments);
         ASSERT_TRUE(m_Process.waitForStarted());
     }
+    void Signal(int number) { ASSERT_EQ(::kill(static_cast<pid_t>(m_Process.processId()), number), 0); }
 };
 
 // A line that went into the display's connection under the number of a closed stream hung the program for good.
@@ -44,6 +48,17 @@ TEST_F(StarterTest, ReadsItsOutputNoLonger)
     ASSERT_TRUE(code.open(QIODevice::ReadOnly));
     EXPECT_EQ(code.readAll(), "0\n");
     EXPECT_TRUE(QFile::exists(File("report.json")));
+}
+
+TEST_F(StarterTest, IgnoresASignalAsNohupDoes)
+{
+    m_Process.setChildProcessModifier([] { std::signal(SIGHUP, SIG_IGN); });
+    Start(Home());
+    ASSERT_TRUE(WaitShown());
+    Signal(SIGHUP);
+    EXPECT_FALSE(m_Process.waitForFinished(1000));
+    Signal(SIGTERM);
+    EXPECT_EQ(End(), 0) << m_strErrors.toStdString();
 }
 
 }  // namespace
