@@ -3,12 +3,12 @@
 #include <dlfcn.h>
 
 #include <exception>
-#include <filesystem>
 
 #include "activex/ActiveXCtrl.h"
 #include "inc/LogLine.h"
 #include "platform/component/counted_objects.h"
 #include "platform/os/module_count.h"
+#include "platform/os/module_place.h"
 #include "platform/os/paths.h"
 #include "platform/qt/PanelsThread.h"
 #include "remote/RemoteClasses.h"
@@ -67,9 +67,7 @@ std::string GetLoadedModulePath()
 {
     const char* const file = LoadedFile();
     if (file == nullptr) return GetModuleFileNameA();
-    std::error_code error;
-    const auto path = std::filesystem::absolute(file, error);
-    return error ? GetModuleFileNameA() : SystemPath(path.string());
+    return SystemPath(AbsoluteLoadedPath(file));
 }
 
 CActiveXApp& GetApp()

@@ -18,6 +18,14 @@ constexpr std::string_view DATABASE = "dvr.db";
 
 constinit std::atomic<FolderTest> g_pFolderTest = nullptr;
 
+// The loader knows a module by the path that it was given. The folder by which a relative one was meant is the
+// present one while the module is loaded, when its own objects are made; the host may change it at any time
+// after. Never destroyed: link threads ask for paths until the process ends.
+const fs::path& g_FolderAtLoad = *[] {
+    std::error_code ignored;
+    return new fs::path(fs::current_path(ignored));
+}();
+
 int FindModuleAmongLoaded(dl_phdr_info* object, std::size_t, void* result)
 {
     const fs::path path(object->dlpi_name == nullptr ? "" : object->dlpi_name);
@@ -54,7 +62,12 @@ std::string FindModuleFolder()
     std::error_code error;
     if (dl_iterate_phdr(FindModuleAmongLoaded, &module) == 0)
         module = fs::read_symlink("/proc/self/exe", error);
-    return fs::absolute(module, error).parent_path();
+    return fs::path(AbsoluteLoadedPath(module)).parent_path();
+}
+
+std::string AbsoluteLoadedPath(const std::string& name)
+{
+    return g_FolderAtLoad / name;
 }
 
 UserPlace ChooseUserPlace(const std::string& folder, const std::string& userFolder,

@@ -3,11 +3,14 @@
 #include <functional>
 #include <string>
 
-// Where the module's files are. Internal to this folder; paths of this machine, folders without a trailing
-// slash.
+// Where the module's files are. Paths of this machine, folders without a trailing slash.
 
 /// The folder of the loaded activex.ocx, or of the process's executable when none is loaded.
 std::string FindModuleFolder();
+
+/// The absolute path of a file that the loader names as it was asked for: a relative name is by the folder that
+/// was current when this library was loaded.
+std::string AbsoluteLoadedPath(const std::string& name);
 
 /// The user's folder for the module in `folder`: for what the product writes, and for the user's own versions
 /// of what it ships.

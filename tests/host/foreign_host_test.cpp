@@ -28,11 +28,11 @@ class ForeignHostTest : public ProgramTest
                            .arg(m_Recorder->GetEndpoints().rendezvousPort)
                            .toUtf8());
     }
-    void StartHost(int controls, const QString& end, bool playing)
+    void StartHost(int controls, const QString& end, bool playing, const char* module = WATCHWALL_MODULE)
     {
         m_strOutput.clear();
         m_Process.setProcessEnvironment(m_Environment);
-        QStringList arguments{WATCHWALL_MODULE, QString::number(controls), end};
+        QStringList arguments{module, QString::number(controls), end};
         if (playing) arguments << "1001";
         m_Process.start(QStringLiteral(WATCHWALL_FOREIGN_HOST), arguments);
         ASSERT_TRUE(m_Process.waitForStarted());
@@ -60,6 +60,17 @@ TEST_F(ForeignHostTest, EndsInAnyWayWithOneControlOrTwoAndPicturesOnTheScreen)
             }
         }
     }
+}
+
+// The module's folder is the one that it was loaded from, wherever the host goes afterwards.
+TEST_F(ForeignHostTest, LoadsTheModuleByARelativePathAndChangesItsFolder)
+{
+    ASSERT_TRUE(QFile::link(WATCHWALL_MODULE, File("home/activex.ocx")));
+    m_Environment.remove("WATCHWALL_HOME");
+    m_Process.setWorkingDirectory(File("home"));
+    StartHost(1, "tidy", true, "./activex.ocx");
+    EXPECT_EQ(End(), 0);
+    EXPECT_TRUE(m_strOutput.contains("ready")) << m_strErrors.toStdString();
 }
 
 // While the process ends: the windows take the controls' along, whose panels stay as they are. Nothing is

@@ -4,9 +4,11 @@
 //   foreign_host MODULE CONTROLS END [NETID]
 //
 // With NETID the first control's panels log on and open all channels, and the end comes when each has shown
-// pictures. It writes "ready" when it has come to its end.
+// pictures. It writes "ready" when it has come to its end. Its current folder is another one once the module is
+// loaded.
 
 #include <dlfcn.h>
+#include <unistd.h>
 
 #include <QApplication>
 #include <QPointer>
@@ -106,7 +108,7 @@ int main(int argc, char** argv)
     const std::string end = argv[3];
     auto* const host = end == "static" ? &g_Host : new Host;  // never destroyed, but for the static one
     host->module = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
-    if (host->module == nullptr) return STATUS_NO_CONTROL;
+    if (host->module == nullptr || ::chdir("/") != 0) return STATUS_NO_CONTROL;
     for (int i = 0; i < std::atoi(argv[2]); ++i) {
         if (!Embed(*host)) return STATUS_NO_CONTROL;
     }
