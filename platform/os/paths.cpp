@@ -137,9 +137,9 @@ bool Exists(const std::string& hostPath)
 }
 
 // Whether a component is "..": one that only begins so is a name like any other.
-bool LeadsBack(const std::string& hostPath)
+bool LeadsBack(std::string_view hostPath)
 {
-    return hostPath.ends_with("/..") || hostPath.find("/../") != std::string::npos;
+    return hostPath.ends_with("/..") || hostPath.find("/../") != std::string_view::npos;
 }
 
 enum class EUse { Read, Write };
@@ -150,7 +150,7 @@ std::string Overlay(std::string host, EUse use)
     const std::string folder = ModuleFolder();
     const bool inside =
         host.starts_with(folder) && (host.size() == folder.size() || host[folder.size()] == '/');
-    if (!inside || LeadsBack(host)) return host;
+    if (!inside || LeadsBack(std::string_view(host).substr(folder.size()))) return host;
     std::string user = UserFolderFor(folder);
     if (user.empty()) return host;
     user += host.substr(folder.size());

@@ -1,5 +1,6 @@
 #include "platform/os/module_place.h"
 
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <unistd.h>
 
@@ -252,6 +253,19 @@ TEST_F(UserFolder, OfTheInstallationLiesDirectlyInTheDataHomeAndIsNoFault)
     const CTestVariable none("WATCHWALL_HOME", nullptr);
     EXPECT_EQ(User(), m_Folder.Path("data/watchwall"));
     EXPECT_THAT(m_strHeard, HasSubstr(" Message paths.cpp(GetModuleDirectory, "));
+}
+
+// A host may name the module as it likes.
+TEST_F(UserFolder, IsInFrontOfAModuleWhosePathLeadsBack)
+{
+    const CTestVariable none("WATCHWALL_HOME", nullptr);
+    fs::copy_file(WATCHWALL_TEST_MODULE, Module("activex.ocx"), fs::copy_options::overwrite_existing);
+    void* const module = ::dlopen(Module("config/../activex.ocx").c_str(), RTLD_NOW);
+    ASSERT_NE(module, nullptr) << ::dlerror();
+    const std::string settings = GetModuleDirectory() + "config\\system.ini";
+    EXPECT_TRUE(settings.ends_with("\\..\\config\\system.ini")) << settings;
+    EXPECT_EQ(HostPathForWriting(settings), m_Folder.Path("data/watchwall/config/system.ini"));
+    ::dlclose(module);
 }
 
 TEST_F(UserFolder, DoesNotOverlayAFolderThatATestNames)
