@@ -113,6 +113,38 @@ TEST(ProfileFaults, AReadThatFailsGivesTheFallback)
     }
 }
 
+// Notes what is done to the new file, and the folder.
+class CNotedOperations final : public CForwardingOperations
+{
+  public:
+    std::string m_strDone;
+    ssize_t Write(int file, const void* data, std::size_t size) override
+    {
+        m_strDone += "write ";
+        return System().Write(file, data, size);
+    }
+    int Sync(int file) override
+    {
+        m_strDone += "sync ";
+        return System().Sync(file);
+    }
+    int Rename(const char* from, const char* to) override
+    {
+        m_strDone += "rename ";
+        return System().Rename(from, to);
+    }
+};
+
+TEST(ProfileFaults, TheNewFileIsOnTheDiskBeforeItHasItsName)
+{
+    const CTestFolder folder;
+    folder.Write("system.ini", OLD_FILE);
+    CNotedOperations noted;
+    EXPECT_TRUE(
+        WritePrivateProfileStringA("System", "Language", "chs.ini", folder.System("system.ini").c_str()));
+    EXPECT_EQ(noted.m_strDone, "write sync rename sync ");
+}
+
 // The lock of a process that was stopped in the middle of its write.
 class CLockedOperations final : public CForwardingOperations
 {

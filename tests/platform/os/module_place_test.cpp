@@ -255,6 +255,11 @@ TEST_F(UserFolder, OfTheInstallationLiesDirectlyInTheDataHomeAndIsNoFault)
     EXPECT_THAT(m_strHeard, HasSubstr(" Message paths.cpp(GetModuleDirectory, "));
 }
 
+TEST_F(UserFolder, IsNotInFrontOfAFolderWhoseNameBeginsLikeTheModules)
+{
+    EXPECT_EQ(HostPathForWriting(m_Folder.System("module2/dvr.db")), m_Folder.Path("module2/dvr.db"));
+}
+
 // A host may name the module as it likes.
 TEST_F(UserFolder, IsInFrontOfAModuleWhosePathLeadsBack)
 {

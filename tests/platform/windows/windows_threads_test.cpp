@@ -11,6 +11,7 @@
 
 #include "inc/OutputDebugString.h"
 #include "platform/os/threads.h"
+#include "platform/windows/answering.h"
 #include "platform/windows/serving.h"
 #include "platform/windows/windows.h"
 
@@ -198,6 +199,24 @@ TEST(Windows, AWaitWithinAServedMessageServesTheNext)
     one.Join();
     two.Join();
     EXPECT_EQ(first, 1);
+}
+
+// As a message box in a procedure does, for whose end no sender is to wait.
+TEST(Windows, AnEarlyAnswerIsTheInnermostServedMessagesAndNobodysOtherwise)
+{
+    const CWindow inner([](std::uint32_t, WPARAM, LPARAM) -> LRESULT { return 7; });
+    std::atomic<LRESULT> innerAnswer = 0;
+    std::atomic<LRESULT> outerAnswer = 0;
+    const CWindow outer([&](std::uint32_t, WPARAM, LPARAM) -> LRESULT {
+        CThread([&] { innerAnswer = SendMessageA(inner, MESSAGE, 0, 0); }).Join();
+        AnswerOfServed()(55);
+        return 1;
+    });
+    CThread([&] { outerAnswer = SendMessageA(outer, MESSAGE, 0, 0); }).Join();
+    EXPECT_EQ(innerAnswer, 7);
+    EXPECT_EQ(outerAnswer, 55);
+    AnswerOfServed()(99);
+    EXPECT_EQ(outerAnswer, 55);
 }
 
 TEST(Windows, AWaitDoesNotServePostedMessages)
