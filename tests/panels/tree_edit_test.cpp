@@ -135,6 +135,42 @@ TEST_F(TreeDlgTest, NameOfMoreThanFifteenCharactersCantBeTyped)
     EXPECT_THAT(m_Notices, ElementsAre(std::pair(TREE_NOTICE_CHANGED, 0)));
 }
 
+// A net id may be longer.
+TEST_F(TreeDlgTest, LongerNameStaysWhenItsEditEndsWithoutAChange)
+{
+    AddStation();
+    CNodeModel::GetInstance()->FindByName("1001")->SetName("recorder.example.net");
+    ShowDialog();
+    QLineEdit* const edit = Edit({0});
+    ASSERT_NE(edit, nullptr);
+    EXPECT_EQ(edit->text().toStdString(), "recorder.example.net");
+    QTest::keyClick(edit, Qt::Key_Return);
+    QApplication::processEvents();
+    EXPECT_EQ(Text({0}), "recorder.example.net");
+    EXPECT_NE(CNodeModel::GetInstance()->FindByName("recorder.example.net"), nullptr);
+}
+
+TEST_F(TreeDlgTest, LongerNameIsOnlyShortenedUntilItIsWithinTheLimit)
+{
+    AddStation();
+    CNodeModel::GetInstance()->FindByName("1001")->SetName("recorder.example.net");
+    ShowDialog();
+    QLineEdit* const edit = Edit({0});
+    ASSERT_NE(edit, nullptr);
+    QTest::keyClick(edit, Qt::Key_End);
+    QTest::keyClick(edit, 'x');
+    EXPECT_EQ(edit->text().toStdString(), "recorder.example.net");
+    for (int i = 0; i < 4; ++i)
+        QTest::keyClick(edit, Qt::Key_Backspace);
+    QTest::keyClick(edit, 'x');
+    EXPECT_EQ(edit->text().toStdString(), "recorder.example");
+    for (int i = 0; i < 2; ++i)
+        QTest::keyClick(edit, Qt::Key_Backspace);
+    QTest::keyClicks(edit, "xyz");
+    QTest::keyClick(edit, Qt::Key_Return);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return Text({0}) == "recorder.exampx"; })) << Text({0});
+}
+
 TEST_F(TreeDlgTest, TabEndsTheEditAndOpensNoOther)
 {
     for (const Qt::Key key : {Qt::Key_Tab, Qt::Key_Backtab}) {
