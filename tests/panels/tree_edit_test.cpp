@@ -1,4 +1,8 @@
+#include <QClipboard>
+#include <QContextMenuEvent>
 #include <QImage>
+#include <QMenu>
+#include <QPointer>
 #include <QScrollBar>
 
 #include "platform/qt/Keys.h"
@@ -279,6 +283,41 @@ TEST_F(TreeDlgTest, ReturnEndsTheEditAndOpensNothing)
     EXPECT_THAT(TreeCalls(), IsEmpty());
     QApplication::processEvents();
     EXPECT_THAT(m_Notices, IsEmpty()) << "only a station takes the name, and tells of it";
+}
+
+TEST_F(TreeDlgTest, MenuOfTheEditFieldIsUsedAndEndsNoEdit)
+{
+    AddStation();
+    ShowDialog();
+    QApplication::clipboard()->setText("Gate");
+    const HHOOK hook = SetWindowsHookExA([](int, WPARAM, MSG& message) {
+        if (WalkPreTranslateTree(message) == EPreTranslate::Handled) message.message = WM_NULL;
+        return LRESULT{0};
+    });
+    const QPointer<QLineEdit> edit = Edit({0});
+    ASSERT_NE(edit, nullptr);
+    for (const bool byKey : {false, true}) {
+        edit->selectAll();
+        QContextMenuEvent event(QContextMenuEvent::Keyboard, {}, edit->mapToGlobal(QPoint(5, 5)));
+        QApplication::sendEvent(edit, &event);
+        auto* const menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+        ASSERT_NE(menu, nullptr);
+        QAction* paste = nullptr;
+        for (QAction* action : menu->actions())
+            paste = action->text().contains("Paste") ? action : paste;
+        ASSERT_NE(paste, nullptr);
+        if (byKey) {
+            menu->setActiveAction(paste);
+            QTest::keyClick(menu, Qt::Key_Return);
+        } else {
+            QTest::mouseClick(menu, Qt::LeftButton, {}, menu->actionGeometry(paste).center());
+        }
+        EXPECT_TRUE(Tree().IsEditing()) << byKey;
+        ASSERT_NE(edit, nullptr);
+        EXPECT_EQ(edit->text(), "Gate") << byKey;
+        edit->setText("new");
+    }
+    UnhookWindowsHookEx(hook);
 }
 
 }  // namespace
