@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "activex/UI common/EditMenu.h"
 #include "activex/UI common/NodeTreeModel.h"
 #include "activex/UI common/PanelIcons.h"
 #include "skin/SkinPaint.h"
@@ -120,6 +121,7 @@ QWidget* CTreeRowDelegate::createEditor(QWidget* parent, const QStyleOptionViewI
     auto* const edit = new QLineEdit(parent);
     edit->setMaxLength(std::max(MAX_LABEL, static_cast<int>(name.size())));
     edit->setValidator(new CLabelLimit(*edit, name));
+    GiveEditMenu(*edit);
     return edit;
 }
 

@@ -1,13 +1,17 @@
 #include <QClipboard>
 #include <QContextMenuEvent>
+#include <QDir>
+#include <QFile>
 #include <QImage>
 #include <QMenu>
 #include <QPointer>
 #include <QScrollBar>
 
+#include "model/settings/Language.h"
 #include "platform/qt/Keys.h"
 #include "platform/qt/MessagePump.h"
 #include "tests/panels/tree_dlg_support.h"
+#include "tests/support/test_places.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -318,6 +322,25 @@ TEST_F(TreeDlgTest, MenuOfTheEditFieldIsUsedAndEndsNoEdit)
         edit->setText("new");
     }
     UnhookWindowsHookEx(hook);
+}
+
+TEST_F(TreeDlgTest, MenuOfTheEditFieldIsInTheCurrentLanguage)
+{
+    QDir(m_Home.path()).mkdir("config");
+    ASSERT_TRUE(
+        QFile::copy(QString::fromStdString(SourcePath("config/chs.ini")), m_Home.filePath("config/chs.ini")));
+    CLanguage::Reset();
+    CLanguage::SetLanguage("chs");
+    AddStation();
+    ShowDialog();
+    QLineEdit* const edit = Edit({0});
+    ASSERT_NE(edit, nullptr);
+    QContextMenuEvent event(QContextMenuEvent::Keyboard, {}, edit->mapToGlobal(QPoint(5, 5)));
+    QApplication::sendEvent(edit, &event);
+    auto* const menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+    ASSERT_NE(menu, nullptr);
+    EXPECT_EQ(menu->actions().constFirst()->text().toStdString(), "撤销\tCtrl+Z");
+    CLanguage::Reset();
 }
 
 }  // namespace
