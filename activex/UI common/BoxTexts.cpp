@@ -25,11 +25,16 @@ const char* KeyOf(std::int32_t id)
 
 }  // namespace
 
+std::string FindText(const char* key)
+{
+    constexpr const char* MISSING = "Not found";  // a language file without the key
+    std::string text = CLanguage::GetString(key);
+    return text != MISSING ? text : std::string();
+}
+
 std::string GetBoxButtonText(std::int32_t id)
 {
     ASSERT_PANELS_THREAD();
-    constexpr const char* MISSING = "Not found";  // a language file without the key
     const char* const key = KeyOf(id);
-    std::string text = key != nullptr ? CLanguage::GetString(key) : std::string();
-    return text != MISSING ? text : std::string();
+    return key != nullptr ? FindText(key) : std::string();
 }

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "activex/UI common/EditMenu.h"
 #include "common/HistoryCombo.h"
 #include "model/NodeModel.h"
 #include "model/settings/Language.h"
@@ -73,6 +74,8 @@ void CLogonRemoteDlg::OnCreateControls()
         auto* const edit = AddControl(port, new QLineEdit(Widget()));
         edit->setValidator(new QIntValidator(0, 65535, edit));
     }
+    for (QLineEdit* const edit : Widget()->findChildren<QLineEdit*>())
+        GiveEditMenu(*edit);
     AddControl(IDOK, new QPushButton(Widget()))->setDefault(true);
     auto* const status = AddControl(STATUS_LINE, new QLabel(Widget()));
     status->setWordWrap(true);

@@ -216,7 +216,9 @@ void CTreeDlg::PlaceTree(int width, int height)
 EPreTranslate CTreeDlg::PreTranslateMessage(MSG& message)
 {
     const bool accepts = message.message == WM_KEYDOWN && message.wParam == VK_RETURN;
-    const bool ends = accepts || message.message == WM_LBUTTONDOWN;
+    // The edit field has a menu, which is a window of its own.
+    const bool here = message.target != nullptr && message.target->window() == Widget()->window();
+    const bool ends = here && (accepts || message.message == WM_LBUTTONDOWN);
     if (ends && m_pTree != nullptr && m_pTree->IsEditing()) {
         Widget()->setFocus(Qt::OtherFocusReason);
         if (accepts) return EPreTranslate::Handled;

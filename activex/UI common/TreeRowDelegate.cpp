@@ -4,7 +4,11 @@
 #include <QLineEdit>
 #include <QPainter>
 #include <QTreeView>
+#include <QValidator>
+#include <algorithm>
+#include <utility>
 
+#include "activex/UI common/EditMenu.h"
 #include "activex/UI common/NodeTreeModel.h"
 #include "activex/UI common/PanelIcons.h"
 #include "skin/SkinPaint.h"
@@ -14,6 +18,32 @@ namespace
 {
 
 constexpr int LABEL_PADDING = 3;
+
+/// Bounds what is typed. A name that is longer already stays, and may be shortened.
+class CLabelLimit final : public QValidator
+{
+  public:
+    CLabelLimit(QLineEdit& edit, QString name) : QValidator(&edit), m_strLast(std::move(name))
+    {
+        connect(&edit, &QLineEdit::textChanged, this, [this](const QString& text) { m_strLast = text; });
+    }
+    State validate(QString& text, int&) const override
+    {
+        return text.size() <= CTreeRowDelegate::MAX_LABEL || IsLeftOfLast(text) ? Acceptable : Invalid;
+    }
+
+  private:
+    // Whether characters were taken away at the most.
+    bool IsLeftOfLast(const QString& text) const
+    {
+        qsizetype found = 0;
+        for (const QChar character : m_strLast)
+            found += found < text.size() && text[found] == character ? 1 : 0;
+        return found == text.size();
+    }
+
+    QString m_strLast;
+};
 
 }  // namespace
 
@@ -84,10 +114,14 @@ void CTreeRowDelegate::DrawIcon(QPainter& painter, int label, int middle, const 
                                                     selected ? QIcon::Selected : QIcon::Normal);
 }
 
-QWidget* CTreeRowDelegate::createEditor(QWidget* parent, const QStyleOptionViewItem&, const QModelIndex&) const
+QWidget* CTreeRowDelegate::createEditor(QWidget* parent, const QStyleOptionViewItem&,
+                                        const QModelIndex& index) const
 {
+    const QString name = index.data(Qt::EditRole).toString();
     auto* const edit = new QLineEdit(parent);
-    edit->setMaxLength(MAX_LABEL);
+    edit->setMaxLength(std::max(MAX_LABEL, static_cast<int>(name.size())));
+    edit->setValidator(new CLabelLimit(*edit, name));
+    GiveEditMenu(*edit);
     return edit;
 }
 

@@ -14,7 +14,7 @@ class CTreeRowDelegate final : public QStyledItemDelegate
     Q_OBJECT
 
   public:
-    static constexpr int MAX_LABEL = 15;  // characters that the label edit takes
+    static constexpr int MAX_LABEL = 15;  // typed characters of a name; one that is longer already stays
     static constexpr int ROW_HEIGHT = 26;
     static constexpr int ICON_SIZE = 24;
     static constexpr int ICON_OFFSET = 26;  // the icon's left edge, left of the label

@@ -134,6 +134,7 @@ TEST_F(MainDialogTest, PanelMayBeStartedAgain)
 {
     Start();
     AddStation("gate", "o");
+    Layout(m_Panel->GetGrid()->GetLayoutCount() + 2);  // the pages turn by themselves
     m_Panel->DestroyWindow();
     EXPECT_FALSE(m_Panel->DestroyWindow());
     g_Calls.clear();
@@ -141,6 +142,9 @@ TEST_F(MainDialogTest, PanelMayBeStartedAgain)
     EXPECT_EQ(m_Panel->GetSideBar()->GetFolderCount(), 5);
     EXPECT_EQ(m_Panel->GetTree().GetTree()->model()->rowCount(), 0);
     EXPECT_EQ(m_Panel->GetGrid()->GetState().GetRects().size(), 8U);
+    EXPECT_FALSE(m_Panel->IsCycling());
+    Layout(m_Panel->GetGrid()->GetLayoutCount() + 2);
+    EXPECT_TRUE(m_Panel->GetGrid()->IsCycling());
 }
 
 TEST_F(MainDialogTest, MessagesBeforeTheWindowStandsDoNothing)

@@ -483,6 +483,9 @@ TEST_F(HistoryComboTest, ListDropsNoDeeperThanItIsTold)
     combo.move(0, combo.screen()->geometry().bottom() - combo.height());
     QApplication::processEvents();
     EXPECT_EQ(depth(), -122) << "above the field";
+    combo.showPopup();
+    EXPECT_NEAR(combo.view()->window()->geometry().bottom(), combo.mapToGlobal(QPoint(0, 0)).y(), 2);
+    combo.hidePopup();
     combo.move(0, 0);
     QApplication::processEvents();
     combo.clear();

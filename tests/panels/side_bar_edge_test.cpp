@@ -126,6 +126,12 @@ TEST_F(SideBarTest, NeitherMouseNorKeysTakeTheWidthBeyondWhatItsOwnerHasRoomFor)
     ShowWithFocus();
     m_Bar->SetWidthLimit(220);
     QTest::mousePress(&*m_Bar, Qt::LeftButton, {}, {198, 100});
+    QMouseEvent move(QEvent::MouseMove, QPointF(460, 100), m_Bar->mapToGlobal(QPointF(460, 100)), Qt::NoButton,
+                     Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(&*m_Bar, &move);
+    const auto* const band = qobject_cast<const QWidget*>(m_Bar->children().constLast());
+    ASSERT_NE(band, nullptr);
+    EXPECT_EQ(band->geometry().right() + 1, 220) << "where the edge would come";
     QTest::mouseRelease(&*m_Bar, Qt::LeftButton, {}, {460, 100});
     EXPECT_EQ(m_Bar->GetLayoutSize().width(), 220);
     m_Bar->resize(220, 400);

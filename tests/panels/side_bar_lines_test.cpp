@@ -150,4 +150,21 @@ TEST_F(SideBarTest, HotLinesAndFoldersFollowTheMouse)
     EXPECT_TRUE(QTest::qWaitFor([&] { return m_Bar->cursor().shape() == Qt::SplitHCursor; }));
 }
 
+TEST_F(SideBarTest, LineOfAnotherFolderIsNotHotInThePlaceOfOneThatWas)
+{
+    Show();
+    for (const int folder : {0, 1}) {
+        m_Bar->AddFolder("a", {});
+        m_Bar->AddItem(folder, "header");
+        m_Bar->AddSubItem(folder, 0, "line", {}, ELineStyle::Command, 1);
+    }
+    Paint();
+    const QRect line = Line(0, 0, 0).m_Rect;
+    const QImage plain = m_Bar->grab(line).toImage();
+    QTest::mouseMove(&*m_Bar, Middle(line));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return m_Bar->grab(line).toImage() != plain; }));
+    m_Bar->SelectFolder(1, COutlook2Ctrl::EAnimation::Off);
+    EXPECT_EQ(m_Bar->grab(line).toImage(), plain);
+}
+
 }  // namespace

@@ -249,6 +249,9 @@ TEST_F(TreeDlgTest, RightClickBesideALabelDoesNothing)
     const QRect label = Tree().GetLabelRect(Item({0, 0, 0}));
     EXPECT_THAT(MenuAt({label.right() + 10, label.center().y()}), IsEmpty());
     EXPECT_THAT(MenuAt({10, Tree().viewport()->height() - 5}), IsEmpty());
+    Select({0});
+    QTest::mouseClick(Tree().viewport(), Qt::RightButton, {}, {label.right() + 10, label.center().y()});
+    EXPECT_EQ(Tree().currentIndex(), Item({0})) << "nor does its press select";
 }
 
 TEST_F(TreeDlgTest, StationWithoutANameHasItsMenuWhereItsNameWouldBe)

@@ -1,9 +1,17 @@
+#include <QClipboard>
+#include <QContextMenuEvent>
+#include <QDir>
+#include <QFile>
 #include <QImage>
+#include <QMenu>
+#include <QPointer>
 #include <QScrollBar>
 
+#include "model/settings/Language.h"
 #include "platform/qt/Keys.h"
 #include "platform/qt/MessagePump.h"
 #include "tests/panels/tree_dlg_support.h"
+#include "tests/support/test_places.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -135,6 +143,42 @@ TEST_F(TreeDlgTest, NameOfMoreThanFifteenCharactersCantBeTyped)
     EXPECT_THAT(m_Notices, ElementsAre(std::pair(TREE_NOTICE_CHANGED, 0)));
 }
 
+// A net id may be longer.
+TEST_F(TreeDlgTest, LongerNameStaysWhenItsEditEndsWithoutAChange)
+{
+    AddStation();
+    CNodeModel::GetInstance()->FindByName("1001")->SetName("recorder.example.net");
+    ShowDialog();
+    QLineEdit* const edit = Edit({0});
+    ASSERT_NE(edit, nullptr);
+    EXPECT_EQ(edit->text().toStdString(), "recorder.example.net");
+    QTest::keyClick(edit, Qt::Key_Return);
+    QApplication::processEvents();
+    EXPECT_EQ(Text({0}), "recorder.example.net");
+    EXPECT_NE(CNodeModel::GetInstance()->FindByName("recorder.example.net"), nullptr);
+}
+
+TEST_F(TreeDlgTest, LongerNameIsOnlyShortenedUntilItIsWithinTheLimit)
+{
+    AddStation();
+    CNodeModel::GetInstance()->FindByName("1001")->SetName("recorder.example.net");
+    ShowDialog();
+    QLineEdit* const edit = Edit({0});
+    ASSERT_NE(edit, nullptr);
+    QTest::keyClick(edit, Qt::Key_End);
+    QTest::keyClick(edit, 'x');
+    EXPECT_EQ(edit->text().toStdString(), "recorder.example.net");
+    for (int i = 0; i < 4; ++i)
+        QTest::keyClick(edit, Qt::Key_Backspace);
+    QTest::keyClick(edit, 'x');
+    EXPECT_EQ(edit->text().toStdString(), "recorder.example");
+    for (int i = 0; i < 2; ++i)
+        QTest::keyClick(edit, Qt::Key_Backspace);
+    QTest::keyClicks(edit, "xyz");
+    QTest::keyClick(edit, Qt::Key_Return);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return Text({0}) == "recorder.exampx"; })) << Text({0});
+}
+
 TEST_F(TreeDlgTest, TabEndsTheEditAndOpensNoOther)
 {
     for (const Qt::Key key : {Qt::Key_Tab, Qt::Key_Backtab}) {
@@ -243,6 +287,60 @@ TEST_F(TreeDlgTest, ReturnEndsTheEditAndOpensNothing)
     EXPECT_THAT(TreeCalls(), IsEmpty());
     QApplication::processEvents();
     EXPECT_THAT(m_Notices, IsEmpty()) << "only a station takes the name, and tells of it";
+}
+
+TEST_F(TreeDlgTest, MenuOfTheEditFieldIsUsedAndEndsNoEdit)
+{
+    AddStation();
+    ShowDialog();
+    QApplication::clipboard()->setText("Gate");
+    const HHOOK hook = SetWindowsHookExA([](int, WPARAM, MSG& message) {
+        if (WalkPreTranslateTree(message) == EPreTranslate::Handled) message.message = WM_NULL;
+        return LRESULT{0};
+    });
+    const QPointer<QLineEdit> edit = Edit({0});
+    ASSERT_NE(edit, nullptr);
+    for (const bool byKey : {false, true}) {
+        edit->selectAll();
+        QContextMenuEvent event(QContextMenuEvent::Keyboard, {}, edit->mapToGlobal(QPoint(5, 5)));
+        QApplication::sendEvent(edit, &event);
+        auto* const menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+        ASSERT_NE(menu, nullptr);
+        QAction* paste = nullptr;
+        for (QAction* action : menu->actions())
+            paste = action->text().contains("Paste") ? action : paste;
+        ASSERT_NE(paste, nullptr);
+        if (byKey) {
+            menu->setActiveAction(paste);
+            QTest::keyClick(menu, Qt::Key_Return);
+        } else {
+            QTest::mouseClick(menu, Qt::LeftButton, {}, menu->actionGeometry(paste).center());
+        }
+        EXPECT_TRUE(Tree().IsEditing()) << byKey;
+        ASSERT_NE(edit, nullptr);
+        EXPECT_EQ(edit->text(), "Gate") << byKey;
+        edit->setText("new");
+    }
+    UnhookWindowsHookEx(hook);
+}
+
+TEST_F(TreeDlgTest, MenuOfTheEditFieldIsInTheCurrentLanguage)
+{
+    QDir(m_Home.path()).mkdir("config");
+    ASSERT_TRUE(
+        QFile::copy(QString::fromStdString(SourcePath("config/chs.ini")), m_Home.filePath("config/chs.ini")));
+    CLanguage::Reset();
+    CLanguage::SetLanguage("chs");
+    AddStation();
+    ShowDialog();
+    QLineEdit* const edit = Edit({0});
+    ASSERT_NE(edit, nullptr);
+    QContextMenuEvent event(QContextMenuEvent::Keyboard, {}, edit->mapToGlobal(QPoint(5, 5)));
+    QApplication::sendEvent(edit, &event);
+    auto* const menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+    ASSERT_NE(menu, nullptr);
+    EXPECT_EQ(menu->actions().constFirst()->text().toStdString(), "撤销\tCtrl+Z");
+    CLanguage::Reset();
 }
 
 }  // namespace

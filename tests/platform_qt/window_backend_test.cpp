@@ -254,6 +254,16 @@ TEST_F(WindowBackend, ButtonsOfAMessageBoxTakeTheTextsThatAreGiven)
     EXPECT_FALSE(own.isEmpty());
 }
 
+TEST_F(WindowBackend, TextOfAMessageBoxIsShownAsItStands)
+{
+    Qt::TextFormat format = Qt::AutoText;
+    SetDialogDecorator([&format](QWidget& box) { format = dynamic_cast<QMessageBox&>(box).textFormat(); });
+    AnswerBox(QMessageBox::Ok);
+    MessageBoxA(HWND::Null, "<b>text</b>", "caption", MB_OK);
+    SetDialogDecorator({});
+    EXPECT_EQ(format, Qt::PlainText);
+}
+
 TEST_F(WindowBackend, TheDecoratorSeesEachMessageBox)
 {
     int decorated = 0;

@@ -1,0 +1,57 @@
+#include "activex/UI common/EditMenu.h"
+
+#include <QAction>
+#include <QContextMenuEvent>
+#include <QLineEdit>
+#include <QMenu>
+
+#include "activex/UI common/BoxTexts.h"
+#include "platform/qt/PanelsThread.h"
+#include "skin/Skin.h"
+
+namespace
+{
+
+// In the order of the toolkit's menu.
+constexpr const char* KEYS[] = {"IDS_Edit_Undo",  "IDS_Edit_Redo",   "IDS_Edit_Cut",      "IDS_Edit_Copy",
+                                "IDS_Edit_Paste", "IDS_Edit_Delete", "IDS_Edit_SelectAll"};
+
+void SetTexts(const QMenu& menu)
+{
+    const auto* key = std::begin(KEYS);
+    for (QAction* action : menu.actions()) {
+        if (action->isSeparator() || key == std::end(KEYS)) continue;
+        const QString text = QString::fromStdString(FindText(*key++));
+        const QString shortcut = action->text().section(QLatin1Char('\t'), 1);
+        if (!text.isEmpty()) action->setText(shortcut.isEmpty() ? text : text + QLatin1Char('\t') + shortcut);
+    }
+}
+
+class CEditMenuFilter final : public QObject
+{
+  public:
+    explicit CEditMenuFilter(QLineEdit& edit) : QObject(&edit), m_Edit(edit) {}
+
+    bool eventFilter(QObject*, QEvent* event) override
+    {
+        if (event->type() != QEvent::ContextMenu) return false;
+        QMenu* const menu = m_Edit.createStandardContextMenu();
+        SetTexts(*menu);
+        menu->setLayoutDirection(Qt::LeftToRight);  // as the dialogs are
+        menu->setAttribute(Qt::WA_DeleteOnClose);
+        SkinPopupMenu(menu);
+        menu->popup(static_cast<QContextMenuEvent*>(event)->globalPos());
+        return true;
+    }
+
+  private:
+    QLineEdit& m_Edit;
+};
+
+}  // namespace
+
+void GiveEditMenu(QLineEdit& edit)
+{
+    ASSERT_PANELS_THREAD();
+    edit.installEventFilter(new CEditMenuFilter(edit));
+}

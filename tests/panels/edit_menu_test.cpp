@@ -1,0 +1,101 @@
+#include "activex/UI common/EditMenu.h"
+
+#include <gmock/gmock.h>
+
+#include <QApplication>
+#include <QContextMenuEvent>
+#include <QLineEdit>
+#include <QMenu>
+
+#include "activex/UI common/LogonRemoteDlg.h"
+#include "model/settings/Language.h"
+#include "platform/qt/QtPlatform.h"
+#include "tests/activex/home_support.h"
+
+using testing::ElementsAre;
+
+namespace
+{
+
+class EditMenuTest : public testing::Test
+{
+  protected:
+    EditMenuTest() { StartQtPlatform(); }
+    ~EditMenuTest() override
+    {
+        CLanguage::Reset();
+        StopQtPlatform();
+    }
+    static void Speak(const char* language)
+    {
+        CLanguage::Reset();
+        CLanguage::SetLanguage(language);
+    }
+    static QMenu* OpenMenu(QLineEdit& edit)
+    {
+        QContextMenuEvent event(QContextMenuEvent::Mouse, QPoint(5, 5), edit.mapToGlobal(QPoint(5, 5)));
+        QApplication::sendEvent(&edit, &event);
+        return qobject_cast<QMenu*>(QApplication::activePopupWidget());
+    }
+    // Less the shortcuts behind them.
+    static std::vector<std::string> TextsOf(QLineEdit& edit)
+    {
+        std::vector<std::string> texts;
+        QMenu* const menu = OpenMenu(edit);
+        if (menu == nullptr) return texts;
+        for (const QAction* action : menu->actions()) {
+            if (!action->isSeparator())
+                texts.push_back(action->text().section(QLatin1Char('\t'), 0, 0).toStdString());
+        }
+        menu->close();
+        return texts;
+    }
+
+    const CTestHome m_Home;
+};
+
+TEST_F(EditMenuTest, TextsAreInTheCurrentLanguage)
+{
+    QLineEdit edit;
+    GiveEditMenu(edit);
+    edit.show();
+    Speak("eng");
+    EXPECT_THAT(TextsOf(edit), ElementsAre("Undo", "Redo", "Cut", "Copy", "Paste", "Delete", "Select all"));
+    Speak("chs");
+    EXPECT_THAT(TextsOf(edit), ElementsAre("撤销", "重做", "剪切", "复制", "粘贴", "删除", "全选"));
+    Speak("cht");
+    EXPECT_THAT(TextsOf(edit), ElementsAre("復原", "取消復原", "剪下", "複製", "貼上", "刪除", "全選"));
+    Speak("none");
+    EXPECT_THAT(TextsOf(edit), ElementsAre("&Undo", "&Redo", "Cu&t", "&Copy", "&Paste", "Delete", "Select All"))
+        << "the toolkit has texts of its own";
+}
+
+TEST_F(EditMenuTest, EntriesDoWhatTheySayAndKeepTheirShortcuts)
+{
+    Speak("chs");
+    QLineEdit edit("1001");
+    GiveEditMenu(edit);
+    edit.show();
+    QMenu* const menu = OpenMenu(edit);
+    ASSERT_NE(menu, nullptr);
+    QAction* const all = menu->actions().constLast();
+    EXPECT_EQ(all->text().toStdString(), "全选\tCtrl+A");
+    all->trigger();
+    EXPECT_EQ(edit.selectedText(), "1001");
+    menu->close();
+}
+
+TEST_F(EditMenuTest, EachFieldOfTheLogonHasIt)
+{
+    Speak("cht");
+    QWidget parent;
+    CLogonRemoteDlg logon([] { return std::unique_ptr<CRemoteStation>(); });
+    ASSERT_TRUE(logon.Create(&parent));
+    parent.show();
+    const QList<QLineEdit*> edits = parent.findChildren<QLineEdit*>();
+    EXPECT_EQ(edits.size(), 5);
+    for (QLineEdit* const edit : edits)
+        EXPECT_THAT(TextsOf(*edit), testing::Contains("貼上")) << edit->objectName().toStdString();
+}
+
+}  // namespace
