@@ -79,6 +79,7 @@ void CLogonRemoteDlg::OnCreateControls()
     AddControl(IDOK, new QPushButton(Widget()))->setDefault(true);
     auto* const status = AddControl(STATUS_LINE, new QLabel(Widget()));
     status->setWordWrap(true);
+    status->setTextFormat(Qt::PlainText);  // a net id may look like a tag
 }
 
 std::int32_t CLogonRemoteDlg::OnCreate()

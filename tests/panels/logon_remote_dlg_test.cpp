@@ -292,6 +292,18 @@ TEST_F(LogonDlgTest, BusyLineIsOnTheScreenWhileTheStationConnects)
     EXPECT_TRUE(QTest::qWaitFor([&] { return SeenLine() == empty; })) << "and it goes";
 }
 
+TEST_F(LogonDlgTest, BusyLineShowsTheNetIdAsItStands)
+{
+    Show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(m_pOuter.get()));
+    Enter("1001");
+    Accept();
+    const QImage plain = m_BusyLine;
+    Enter("<i></i>1001");
+    Accept();
+    EXPECT_NE(m_BusyLine, plain) << "what looks like a tag is none";
+}
+
 // A close that comes with the click is the event loop's to serve, once the logon is through.
 TEST_F(LogonDlgTest, NothingElseIsServedBeforeTheStationConnects)
 {
