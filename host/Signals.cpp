@@ -13,7 +13,7 @@
 namespace
 {
 
-int g_Ends[2] = {-1, -1};  // a signal handler may only write; the event loop reads the other end
+int g_iEnds[2] = {-1, -1};  // a signal handler may only write; the event loop reads the other end
 
 constinit std::atomic<bool> g_bRequested = false;
 static_assert(std::atomic<bool>::is_always_lock_free);
@@ -22,7 +22,7 @@ void HandleSignal(int)
 {
     g_bRequested = true;
     const char byte = 0;
-    if (::write(g_Ends[0], &byte, 1) < 0) {
+    if (::write(g_iEnds[0], &byte, 1) < 0) {
         // Nothing can be done about it here.
     }
 }
@@ -32,8 +32,8 @@ void HandleSignal(int)
 void OnEndRequested(std::function<void()> handler)
 {
     ASSERT_PANELS_THREAD();
-    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, g_Ends) != 0) return;
-    auto* const notifier = new QSocketNotifier(g_Ends[1], QSocketNotifier::Read, QCoreApplication::instance());
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, g_iEnds) != 0) return;
+    auto* const notifier = new QSocketNotifier(g_iEnds[1], QSocketNotifier::Read, QCoreApplication::instance());
     QObject::connect(notifier, &QSocketNotifier::activated, notifier, [notifier, handler = std::move(handler)] {
         notifier->setEnabled(false);
         handler();

@@ -3,8 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
-// Text comparisons that know ASCII only, whatever the locale: file formats and names of the system. Internal to
-// this folder.
+// Text comparisons that know ASCII only, whatever the locale: file formats and names of the system.
 
 inline constexpr std::string_view BLANKS = " \t\r\v\f";
 

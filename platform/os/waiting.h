@@ -7,7 +7,7 @@
 #include "inc/Mutex.h"
 
 // What threads.h and windows.h share: a wait that serves the messages sent to the waiting thread. Internal to
-// this folder.
+// the platform layer.
 //
 // One lock guards the state of all waitable objects, of all queues of messages and of the registry of windows.
 // A waiting thread looks at an object and at its queue at once, which takes one lock for both or an order among

@@ -209,14 +209,14 @@ bool Channel::LeavesToCamera(ECodec codec, const Turn::For& wanted)
     return turn == PassGate::ETurn::Leave;
 }
 
-void Channel::CPackets::Opened(const AVCodecParameters& codec)
+void Channel::PacketTaker::Opened(const AVCodecParameters& codec)
 {
     const SceneSetup& scene = m_Channel.m_Setup.scene;
     m_Check = std::make_unique<PacketCheck>(codec, scene.width, scene.height);
     m_Channel.m_Gate.Opened();
 }
 
-bool Channel::CPackets::OnPacket(const AVPacket& packet)
+bool Channel::PacketTaker::OnPacket(const AVPacket& packet)
 {
     if (!m_Channel.IsWatchedIn(ECodec::H264)) {
         m_Check->Restart();

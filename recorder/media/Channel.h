@@ -87,10 +87,10 @@ class Channel
 
   private:
     // The camera's own packets, on the thread of the source.
-    class CPackets : public IPackets
+    class PacketTaker : public IPackets
     {
       public:
-        explicit CPackets(Channel& channel) : m_Channel(channel) {}
+        explicit PacketTaker(Channel& channel) : m_Channel(channel) {}
         void Opened(const AVCodecParameters& codec) override;
         bool OnPacket(const AVPacket& packet) override;
 
@@ -140,7 +140,7 @@ class Channel
     int m_Loop;
     Deliver m_Deliver;
     PassGate m_Gate;
-    CPackets m_Packets{*this};
+    PacketTaker m_Packets{*this};
     std::unique_ptr<PictureMaker> m_Maker;  // null with a loop; the channel's thread only
 
     std::array<Track, CODECS> m_Tracks;  // the channel's thread only, once it runs

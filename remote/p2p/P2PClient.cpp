@@ -239,7 +239,7 @@ void CP2PClient::Receive(CDatagramReader& reader)
         // Socket errors are retried indefinitely.
         if (!read && !more && errno != EINTR) m_Options.clock->Sleep(1);
         while (reader.Next(datagram, from)) {
-            m_WaitedMs = m_Options.clock->SinceStamp(reader.GetArrival());
+            m_ulWaitedMs = m_Options.clock->SinceStamp(reader.GetArrival());
             try {
                 m_Protocol.HandleDatagram(datagram, from, answers);
             } catch (const std::bad_alloc&) {

@@ -96,7 +96,7 @@ class CP2PClient : private IP2POutput
 
     /// The same when the datagram came that is being handled: what waits for a thread without processor time
     /// grows old in the socket's buffer already. Receiving thread only.
-    std::uint32_t ArrivalTick() const { return Now() - m_WaitedMs; }
+    std::uint32_t ArrivalTick() const { return Now() - m_ulWaitedMs; }
 
     /// Handles one datagram as if it had been received.
     void HandleDatagram(std::span<const std::uint8_t> datagram, const sockaddr_in& from);
@@ -122,7 +122,7 @@ class CP2PClient : private IP2POutput
     SOCKET m_hSocket = INVALID_SOCKET;
     HANDLE m_hThread = nullptr;  // owner's thread only
     std::uint16_t m_LocalPort = 0;
-    std::uint32_t m_WaitedMs = 0;  // the present datagram in the socket's buffer; receiving thread only
+    std::uint32_t m_ulWaitedMs = 0;  // the present datagram in the socket's buffer; receiving thread only
     bool m_bSocketsStarted = false;
     std::atomic<bool> m_bExit{false};  // tells the receiving thread and all waiting loops to leave
 };

@@ -307,6 +307,31 @@ TEST(ArchitectureTest, ThePageSaysOfEachRoomWhatTheTableSays)
     EXPECT_EQ(named, rooms);
 }
 
+// What the notes of a header say, in one line.
+std::string Notes(std::istream& header)
+{
+    static const std::regex note(R"(// (.*))");
+    std::string notes;
+    std::smatch match;
+    for (std::string line; std::getline(header, line);)
+        if (std::regex_match(line, match, note)) notes += match[1].str() + " ";
+    return notes;
+}
+
+TEST(ArchitectureTest, AHeaderThatIsInternalToItsFolderIsIncludedThereAlone)
+{
+    std::set<std::string> internal;
+    for (const Include& include : AllIncludes()) {
+        if (!include.quoted || !RoomOf(include.target)) continue;
+        std::ifstream header(SourcePath(include.target));
+        if (Notes(header).find("Internal to this folder") == std::string::npos) continue;
+        internal.insert(include.target);
+        EXPECT_STREQ(RoomOf(include.file)->folder, RoomOf(include.target)->folder)
+            << include.file << " -> " << include.target;
+    }
+    EXPECT_FALSE(internal.empty());
+}
+
 // The place of each angled include that follows one of ours. A source's first include is its own header.
 std::vector<std::string> BehindOurs(const std::vector<Include>& includes)
 {

@@ -65,10 +65,12 @@ void CheckTag(const std::string& file, const std::string& line, Faults& faults)
         {"b", std::regex(R"(.*\bbool\b.*)")},
         {"str", std::regex(R"(.*\b(string|QString)\b.*)")},
         {"sz", std::regex(R"(.*\b(char|string)\b.*)")},
+        {"bs", std::regex(R"(.*\b(bitset|DriveSet)\b.*)")},
+        {"cs", std::regex(R"(.*\b(CMutex|CCriticalSection|mutex)\b.*)")},
     };
     static const std::set<std::string> named = {"m_bRecordModeAuto"};
     static const std::regex member(
-        R"(^\s*([A-Za-z_][\w:<>,\*& ]*[\w>\*&]) [\*&]*([gmt]_(ul|dw|i|b|str|sz)[A-Z]\w*)\b[^(]*[;{=].*)");
+        R"(^\s*([A-Za-z_][\w:<>,\*& ]*[\w>\*&]) [\*&]*([gmt]_(ul|dw|i|b|str|sz|bs|cs)[A-Z]\w*)\b[^(]*[;{=].*)");
     std::smatch match;
     if (!std::regex_match(line, match, member)) return;
     const std::string type = match[1];
@@ -87,7 +89,9 @@ TEST(NamesTest, TagsTellTheTruth)
     CheckTag("a.h", "    const char* m_szName;", faults);
     CheckTag("a.cpp", "constinit std::size_t g_ulBlocks = 0;", faults);
     CheckTag("a.cpp", "    return m_bCalled && m_bAnswered;", faults);
-    EXPECT_THAT(faults, ElementsAre("a.h: std::uint8_t m_ulCount", "a.cpp: constinit std::size_t g_ulBlocks"))
+    CheckTag("a.h", "    int m_csWindows = 0;", faults);
+    EXPECT_THAT(faults, ElementsAre("a.h: std::uint8_t m_ulCount", "a.cpp: constinit std::size_t g_ulBlocks",
+                                    "a.h: int m_csWindows"))
         << "the alarm rings";
 }
 
@@ -120,6 +124,70 @@ TEST(NamesTest, TagsAreThoseOfThePage)
     CheckKnownTag("a.h", "    double m_Skipped = m_iNumber;", faults);
     CheckKnownTag("a.h", "    std::int64_t m_tBeginDateTime = 0;", faults);
     EXPECT_THAT(faults, ElementsAre(std::string("a.h: m_") + "dSkipped"));
+}
+
+// A member, or a variable of a file or a thread, without the tag that its type has.
+void CheckTagged(const std::string& file, const std::string& line, Faults& faults)
+{
+    static const std::regex untagged(
+        R"(^\s*(?:(?:mutable|static|constinit|inline|const|thread_local) )*)"
+        R"((?:std::atomic<)?(?:std::)?(?:int|int(?:8|16|32|64)_t|uint32_t|bool|string|QString)>?)"
+        R"( ([gmt]_[A-Z]\w*)\b[^(]*[;{=].*)");
+    std::smatch match;
+    if (std::regex_match(line, match, untagged) && !IsListed(match[1])) faults.push_back(file + ": " + line);
+}
+
+TEST(NamesTest, WhatHasATagBearsIt)
+{
+    EXPECT_THAT(CheckLines(HOUSE, CheckTagged), IsEmpty());
+    Faults faults;
+    CheckTagged("a.h", "    std::uint32_t m_Count = 0;", faults);
+    CheckTagged("a.cpp", "constinit std::atomic<bool> g_Ended = false;", faults);
+    CheckTagged("a.h", "    std::uint64_t m_Count = 0;", faults);
+    CheckTagged("a.h", "    std::int32_t m_iCount = 0;", faults);
+    EXPECT_THAT(faults, ElementsAre("a.h:     std::uint32_t m_Count = 0;",
+                                    "a.cpp: constinit std::atomic<bool> g_Ended = false;"));
+}
+
+// A class of the house that is neither one with a C nor an interface.
+void CheckClass(const std::string& file, const std::string& line, Faults& faults)
+{
+    static const std::regex declared(
+        R"(^\s*class (?:CAPABILITY\(\S+\) |SCOPED_CAPABILITY )?(?:\w+::)?(\w+)(?: final)?(?: :.*)?$)");
+    static const std::regex form("[CI][A-Z].*");
+    std::smatch match;
+    if (std::regex_match(line, match, declared) && !std::regex_match(match[1].str(), form) &&
+        !IsListed(match[1]))
+        faults.push_back(file + ": " + line);
+}
+
+TEST(NamesTest, ClassesBearACOrAnI)
+{
+    EXPECT_THAT(CheckLines(HOUSE, CheckClass), IsEmpty());
+    Faults faults;
+    CheckClass("a.h", "class Wall", faults);
+    CheckClass("a.h", "class CWall final : public IWall", faults);
+    CheckClass("a.h", "class CxLog", faults);
+    EXPECT_THAT(faults, ElementsAre("a.h: class Wall"));
+}
+
+// A type of the recorder with the house's prefix, or a name with a tag. An interface is one there too.
+void CheckRecorder(const std::string& file, const std::string& line, Faults& faults)
+{
+    static const std::regex wrong(
+        R"(^\s*(?:class|struct) (?:\w+::)?C[A-Z][a-z].*|.*\b[gmt]_(?:sz|str|i|ul|dw|bs|b|p|h|cs)[A-Z].*)");
+    if (std::regex_match(line, wrong)) faults.push_back(file + ": " + line);
+}
+
+TEST(NamesTest, TheRecorderHasNoPrefixesAndNoTags)
+{
+    EXPECT_THAT(CheckLines({"recorder"}, CheckRecorder), IsEmpty());
+    Faults faults;
+    CheckRecorder("a.h", std::string("    class C") + "Packets : public IPackets", faults);
+    CheckRecorder("a.h", std::string("    int m_") + "iCount = 0;", faults);
+    CheckRecorder("a.h", "class Channel : public IPackets", faults);
+    CheckRecorder("a.h", "    int m_Count = 0;", faults);
+    EXPECT_THAT(faults, testing::SizeIs(2));
 }
 
 // A record or class of the decoders that isn't in lower case.
