@@ -283,6 +283,27 @@ TEST_P(Loss, OfTheBeginningIsNeverTakenForAParameterSet)
         }
 }
 
+// As where the picture's set is lost with it, too: the sequence's looks like another one then, and none of the
+// next pictures is to be taken for one that changes it.
+TEST_P(Loss, BehindASequenceSetCostsThePicturesUpToTheNextIdr)
+{
+    const AccessUnits stream = EncodeH264(GetParam(), 11);
+    const auto units = SplitUnits(stream[5]);
+    const auto& set = units[units.size() - 3];
+    const auto& slice = units.back();
+    ASSERT_EQ(UnitType(set), EUnit::SequenceSet);
+    ASSERT_EQ(UnitType(slice), EUnit::IdrSlice);
+    std::vector<uint8_t> cut(stream[5].data(), set.data() + set.size());
+    cut.insert(cut.end(), slice.begin() + static_cast<ptrdiff_t>(slice.size() / 2), slice.end());
+    Subset subset(WIDTH, HEIGHT, MAX_H264_BYTES);
+    std::string results;
+    for (size_t i = 0; i < stream.size(); ++i) {
+        const Checked checked = subset.Check(i == 5 ? cut : stream[i]);
+        results += "+edon"[static_cast<int>(checked.result)];
+    }
+    EXPECT_EQ(results, "+++++ndddd+");
+}
+
 INSTANTIATE_TEST_SUITE_P(Codings, Loss, testing::Values("cabac=1:annexb=1:qp=14", "cabac=0:annexb=1:qp=14"));
 
 // A picture that nothing refers to would break the chain of references that clients keep.
