@@ -174,10 +174,14 @@ TEST(PassThroughTest, ACamerasPicturesComeAsTheyAreAndOthersWhereTheyEnd)
     for (int i = 0; i < 2000 && before; ++i)
         ASSERT_TRUE(next());
     EXPECT_FALSE(before) << "a notice is coded here";
-    const auto report = watched.running.End();
-    EXPECT_GE(report["channels"][0]["h264"]["passed"], passed);
-    EXPECT_EQ(report["channels"][0]["h264"]["damaged"], 0);
-    EXPECT_EQ(report["channels"][0]["h264"]["re-encoded since"], "");
+    const auto h264 = watched.running.End()["channels"][0]["h264"];
+    EXPECT_GE(h264["passed"], passed);
+    EXPECT_EQ(h264["damaged"], 0);
+    // On a busy machine the network's thread may be late shortly before the end, and an IDR picture awaited
+    // since.
+    if (h264["left out"] == 0) {
+        EXPECT_EQ(h264["re-encoded since"], "");
+    }
 }
 
 TEST(PassThroughTest, ACameraThatGoesBeyondIsCodedAnewAndTheReportTellsWhy)
