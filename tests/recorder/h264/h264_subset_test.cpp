@@ -162,6 +162,8 @@ TEST(H264Subset, AnotherSizeIsOutside)
     const Checked checked = CheckAll(EncodeH264("keyint=5"), 704, 576);
     EXPECT_EQ(Result(checked), Checked::EResult::Outside);
     EXPECT_THAT(checked.why, HasSubstr("176x144"));
+    for (const auto& [width, height] : {std::pair{WIDTH, HEIGHT + 16}, {WIDTH + 16, HEIGHT}})
+        EXPECT_EQ(Result(CheckAll(EncodeH264("keyint=5"), width, height)), Checked::EResult::Outside);
 }
 
 TEST(H264Subset, ALargePictureIsOutside)
@@ -202,6 +204,54 @@ TEST(H264Subset, PicturesBeforeTheFirstIdrAreEarlyAndNotDamaged)
     EXPECT_EQ(Result(subset.Check({})), Checked::EResult::Damaged);
     check(17, 19);
     EXPECT_EQ(results, "eee+++eee+dd");
+}
+
+// As a camera of a constant bit rate gives them.
+TEST(H264Subset, DelimitersAndFillerStayBehind)
+{
+    constexpr auto DELIMITER = static_cast<EUnit>(9);
+    constexpr auto FILLER = static_cast<EUnit>(12);
+    const AccessUnits stream = EncodeH264("aud=1:bitrate=1000:vbv-maxrate=1000:vbv-bufsize=100:nal-hrd=cbr");
+    Subset subset(WIDTH, HEIGHT, MAX_H264_BYTES);
+    std::set<EUnit> given;
+    std::set<EUnit> passed;
+    for (const auto& accessUnit : stream) {
+        const Checked checked = subset.Check(accessUnit);
+        EXPECT_EQ(Result(checked), Checked::EResult::Passes) << checked.why;
+        for (const auto unit : SplitUnits(accessUnit))
+            given.insert(UnitType(unit));
+        for (const auto unit : SplitUnits(checked.bytes))
+            passed.insert(UnitType(unit));
+    }
+    EXPECT_THAT(given, testing::IsSupersetOf({DELIMITER, FILLER, EUnit::Sei}));
+    EXPECT_THAT(passed,
+                testing::ElementsAre(EUnit::Slice, EUnit::IdrSlice, EUnit::SequenceSet, EUnit::PictureSet));
+}
+
+TEST(H264Subset, ParameterSetsAreTheOnesThatAPictureNames)
+{
+    // Sets that nobody uses come between; a slice would not be read by them.
+    const AccessUnits stream = EncodeH264("keyint=5:annexb=1:sps-id=3");
+    const AccessUnits other = EncodeH264("keyint=5:annexb=1:sps-id=2:qp=40:cabac=0", 1);
+    std::vector<uint8_t> others;
+    for (const auto unit : SplitUnits(other[0]))
+        if (UnitType(unit) != EUnit::IdrSlice) AppendUnit(others, unit[0], Unescape(unit));
+    Subset subset(WIDTH, HEIGHT, MAX_H264_BYTES);
+    Subset alone(WIDTH, HEIGHT, MAX_H264_BYTES);
+    for (const auto& accessUnit : stream) {
+        EXPECT_EQ(Result(subset.Check(others)), Checked::EResult::Nothing);
+        const Checked checked = subset.Check(accessUnit);
+        EXPECT_EQ(Result(checked), Checked::EResult::Passes) << checked.why;
+        EXPECT_EQ(checked.bytes, alone.Check(accessUnit).bytes);
+    }
+}
+
+TEST(H264Subset, AUnitWithTheForbiddenBitIsDamage)
+{
+    AccessUnits stream = EncodeH264("keyint=5:annexb=1");
+    auto& bytes = stream[1];
+    bytes[static_cast<size_t>(SplitUnits(bytes).back().data() - bytes.data())] |= 0x80;
+    EXPECT_EQ(Result(CheckAll(stream)), Checked::EResult::Damaged);
 }
 
 TEST(H264Subset, SlicesOnTheirOwnSayWhatTheyLack)
