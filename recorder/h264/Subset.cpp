@@ -138,9 +138,10 @@ void Subset::CheckSlice(std::span<const uint8_t> unit, Checked& checked)
     } else {
         if (m_Awaits == EAwaits::First) throw Early(NO_IDR);
         if (m_Awaits == EAwaits::Next) throw Damaged(NO_IDR);
+        // In this order: the picture that is missing may be the IDR one that the sets belong to.
+        CheckOrder(slice, set);
         // A client has what came with the latest IDR picture.
         if (sets != m_SetsInUse) throw Outside("its parameter sets change between IDR pictures");
-        CheckOrder(slice, set);
     }
     ReadMacroblocks(bits, slice, set, picture->second.picture.cabac);
     m_Before = slice;

@@ -162,6 +162,8 @@ TEST(H264Subset, AnotherSizeIsOutside)
     const Checked checked = CheckAll(EncodeH264("keyint=5"), 704, 576);
     EXPECT_EQ(Result(checked), Checked::EResult::Outside);
     EXPECT_THAT(checked.why, HasSubstr("176x144"));
+    for (const auto& [width, height] : {std::pair{WIDTH, HEIGHT + 16}, {WIDTH + 16, HEIGHT}})
+        EXPECT_EQ(Result(CheckAll(EncodeH264("keyint=5"), width, height)), Checked::EResult::Outside);
 }
 
 TEST(H264Subset, ALargePictureIsOutside)
@@ -202,6 +204,54 @@ TEST(H264Subset, PicturesBeforeTheFirstIdrAreEarlyAndNotDamaged)
     EXPECT_EQ(Result(subset.Check({})), Checked::EResult::Damaged);
     check(17, 19);
     EXPECT_EQ(results, "eee+++eee+dd");
+}
+
+// As a camera of a constant bit rate gives them.
+TEST(H264Subset, DelimitersAndFillerStayBehind)
+{
+    constexpr auto DELIMITER = static_cast<EUnit>(9);
+    constexpr auto FILLER = static_cast<EUnit>(12);
+    const AccessUnits stream = EncodeH264("aud=1:bitrate=1000:vbv-maxrate=1000:vbv-bufsize=100:nal-hrd=cbr");
+    Subset subset(WIDTH, HEIGHT, MAX_H264_BYTES);
+    std::set<EUnit> given;
+    std::set<EUnit> passed;
+    for (const auto& accessUnit : stream) {
+        const Checked checked = subset.Check(accessUnit);
+        EXPECT_EQ(Result(checked), Checked::EResult::Passes) << checked.why;
+        for (const auto unit : SplitUnits(accessUnit))
+            given.insert(UnitType(unit));
+        for (const auto unit : SplitUnits(checked.bytes))
+            passed.insert(UnitType(unit));
+    }
+    EXPECT_THAT(given, testing::IsSupersetOf({DELIMITER, FILLER, EUnit::Sei}));
+    EXPECT_THAT(passed,
+                testing::ElementsAre(EUnit::Slice, EUnit::IdrSlice, EUnit::SequenceSet, EUnit::PictureSet));
+}
+
+TEST(H264Subset, ParameterSetsAreTheOnesThatAPictureNames)
+{
+    // Sets that nobody uses come between; a slice would not be read by them.
+    const AccessUnits stream = EncodeH264("keyint=5:annexb=1:sps-id=3");
+    const AccessUnits other = EncodeH264("keyint=5:annexb=1:sps-id=2:qp=40:cabac=0", 1);
+    std::vector<uint8_t> others;
+    for (const auto unit : SplitUnits(other[0]))
+        if (UnitType(unit) != EUnit::IdrSlice) AppendUnit(others, unit[0], Unescape(unit));
+    Subset subset(WIDTH, HEIGHT, MAX_H264_BYTES);
+    Subset alone(WIDTH, HEIGHT, MAX_H264_BYTES);
+    for (const auto& accessUnit : stream) {
+        EXPECT_EQ(Result(subset.Check(others)), Checked::EResult::Nothing);
+        const Checked checked = subset.Check(accessUnit);
+        EXPECT_EQ(Result(checked), Checked::EResult::Passes) << checked.why;
+        EXPECT_EQ(checked.bytes, alone.Check(accessUnit).bytes);
+    }
+}
+
+TEST(H264Subset, AUnitWithTheForbiddenBitIsDamage)
+{
+    AccessUnits stream = EncodeH264("keyint=5:annexb=1");
+    auto& bytes = stream[1];
+    bytes[static_cast<size_t>(SplitUnits(bytes).back().data() - bytes.data())] |= 0x80;
+    EXPECT_EQ(Result(CheckAll(stream)), Checked::EResult::Damaged);
 }
 
 TEST(H264Subset, SlicesOnTheirOwnSayWhatTheyLack)
@@ -281,6 +331,27 @@ TEST_P(Loss, OfTheBeginningIsNeverTakenForAParameterSet)
             const Checked checked = subset.Check(cut);
             ASSERT_EQ(Result(checked), Checked::EResult::Damaged) << lost << ' ' << checked.why;
         }
+}
+
+// As where the picture's set is lost with it, too: the sequence's looks like another one then, and none of the
+// next pictures is to be taken for one that changes it.
+TEST_P(Loss, BehindASequenceSetCostsThePicturesUpToTheNextIdr)
+{
+    const AccessUnits stream = EncodeH264(GetParam(), 11);
+    const auto units = SplitUnits(stream[5]);
+    const auto& set = units[units.size() - 3];
+    const auto& slice = units.back();
+    ASSERT_EQ(UnitType(set), EUnit::SequenceSet);
+    ASSERT_EQ(UnitType(slice), EUnit::IdrSlice);
+    std::vector<uint8_t> cut(stream[5].data(), set.data() + set.size());
+    cut.insert(cut.end(), slice.begin() + static_cast<ptrdiff_t>(slice.size() / 2), slice.end());
+    Subset subset(WIDTH, HEIGHT, MAX_H264_BYTES);
+    std::string results;
+    for (size_t i = 0; i < stream.size(); ++i) {
+        const Checked checked = subset.Check(i == 5 ? cut : stream[i]);
+        results += "+edon"[static_cast<int>(checked.result)];
+    }
+    EXPECT_EQ(results, "+++++ndddd+");
 }
 
 INSTANTIATE_TEST_SUITE_P(Codings, Loss, testing::Values("cabac=1:annexb=1:qp=14", "cabac=0:annexb=1:qp=14"));

@@ -174,10 +174,14 @@ TEST(PassThroughTest, ACamerasPicturesComeAsTheyAreAndOthersWhereTheyEnd)
     for (int i = 0; i < 2000 && before; ++i)
         ASSERT_TRUE(next());
     EXPECT_FALSE(before) << "a notice is coded here";
-    const auto report = watched.running.End();
-    EXPECT_GE(report["channels"][0]["h264"]["passed"], passed);
-    EXPECT_EQ(report["channels"][0]["h264"]["damaged"], 0);
-    EXPECT_EQ(report["channels"][0]["h264"]["re-encoded since"], "");
+    const auto h264 = watched.running.End()["channels"][0]["h264"];
+    EXPECT_GE(h264["passed"], passed);
+    EXPECT_EQ(h264["damaged"], 0);
+    // On a busy machine the network's thread may be late shortly before the end, and an IDR picture awaited
+    // since.
+    if (h264["left out"] == 0) {
+        EXPECT_EQ(h264["re-encoded since"], "");
+    }
 }
 
 TEST(PassThroughTest, ACameraThatGoesBeyondIsCodedAnewAndTheReportTellsWhy)
@@ -429,7 +433,9 @@ TEST_F(PassGateTest, ACameraThatLosesPicturesAgainAndAgainIsCodedAnewUntilItIsWh
     Send();
     EXPECT_EQ(m_Seen, "KKo") << "it has to be whole for a while";
     m_Now += 1ms;
-    Take(false);
+    EXPECT_EQ(m_Gate.Take(Picture(false), EChecksum::None, m_Now), "")
+        << "what was wrong before counts no more";
+    EXPECT_EQ(m_Gate.State().why, h264::NO_IDR);
     Take(true);
     Take(false);
     EXPECT_EQ(m_Seen, "KKoKP");
