@@ -18,6 +18,11 @@ void Camera::Do(const Command& command)
 {
     if (command.kind != Command::EKind::Set) {
         m_Runs[static_cast<size_t>(command.motor)] = command.kind == Command::EKind::Start;
+        // Panels begin with the one scan and end with the other's stop.
+        const bool scans = command.motor == EMotor::Scan || command.motor == EMotor::SoftScan;
+        if (scans && command.kind == Command::EKind::Stop)
+            for (const EMotor scan : {EMotor::Scan, EMotor::SoftScan})
+                m_Runs[static_cast<size_t>(scan)] = false;
         return;
     }
     const int setting = std::clamp(command.value, 0, 2 * NEUTRAL);

@@ -72,6 +72,14 @@ TEST(CameraTest, AMotorThatIsStoppedStaysWhereItIs)
     EXPECT_NEAR(camera.At(525).pan, 0, 1e-6) << "and back";
 }
 
+TEST(CameraTest, EitherStopEndsAScan)
+{
+    for (const char* start : {"ScanStart:0", "SoftScanStart:0"})
+        for (const char* stop : {"ScanStop:0", "SoftScanStop:0"})
+            EXPECT_EQ(After(4, {start, stop}).pan, 0) << start << " " << stop;
+    EXPECT_NEAR(After(4, {"ScanStart:0", "LeftStop:0"}).pan, 0.5, 1e-6) << "no other stop does";
+}
+
 TEST(CameraTest, ColoursAreSetAtOnceAndBounded)
 {
     EXPECT_NEAR(After(0.04, {"SetBright:0:255"}).bright, 127 / 128.0, 1e-6);
