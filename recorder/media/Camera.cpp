@@ -36,7 +36,7 @@ View Camera::At(int64_t picture)
     const int64_t steps = m_Picture < 0 ? 1 : std::min<int64_t>(picture - m_Picture, MOST_STEPS);
     for (int64_t i = 0; i < steps; ++i)
         Step();
-    m_Picture = picture;
+    m_Picture = std::max(m_Picture, picture);
     View view = m_View;
     view.pan += 0.5 * std::sin(m_Scan * 2 * std::numbers::pi);
     view.blur = std::abs(m_Focus);

@@ -72,6 +72,16 @@ TEST(CameraTest, AMotorThatIsStoppedStaysWhereItIs)
     EXPECT_NEAR(camera.At(525).pan, 0, 1e-6) << "and back";
 }
 
+TEST(CameraTest, AMotorMovesOnceForEachPicture)
+{
+    Camera camera(RATE);
+    camera.At(0);
+    Do(camera, "RightStart:0");
+    EXPECT_NEAR(camera.At(25).pan, 0.25, 1e-6);
+    EXPECT_NEAR(camera.At(20).pan, 0.25, 1e-6) << "whose thread is late";
+    EXPECT_NEAR(camera.At(25).pan, 0.25, 1e-6);
+}
+
 TEST(CameraTest, EitherStopEndsAScan)
 {
     for (const char* start : {"ScanStart:0", "SoftScanStart:0"})
