@@ -51,6 +51,8 @@ TEST(CameraTest, MotorsMoveWhileTheyRun)
     EXPECT_NEAR(After(1, {"FocusOutStart:0"}).blur, 0.5, 1e-6);
     EXPECT_NEAR(After(1, {"IrisOpenStart:0"}).iris, 0.5, 1e-6);
     EXPECT_NEAR(After(1, {"IrisCloseStart:0"}).iris, -0.5, 1e-6);
+    EXPECT_NEAR(After(100, {"IrisOpenStart:0"}).iris, 1, 1e-6);
+    EXPECT_NEAR(After(100, {"IrisCloseStart:0"}).iris, -1, 1e-6);
     EXPECT_TRUE(After(1, {"LightStart:0"}).light);
     EXPECT_FALSE(After(1, {"LightStart:0", "LightStop:0"}).light);
     EXPECT_GE(After(0.5, {"RainStart:0"}).wiper, 0.4);
@@ -70,6 +72,17 @@ TEST(CameraTest, AMotorThatIsStoppedStaysWhereItIs)
     EXPECT_NEAR(camera.At(500).pan, 0.25, 1e-6);
     Do(camera, "LeftStart:0");
     EXPECT_NEAR(camera.At(525).pan, 0, 1e-6) << "and back";
+}
+
+TEST(CameraTest, WhatIsEnlargedMovesAsQuicklyAcrossThePicture)
+{
+    Camera camera(RATE);
+    camera.At(0);
+    Do(camera, "ZoomInStart:0");
+    camera.At(25);
+    Do(camera, "ZoomInStop:0");
+    Do(camera, "RightStart:0");
+    EXPECT_NEAR(camera.At(50).pan, 0.125, 1e-6);
 }
 
 TEST(CameraTest, AMotorMovesOnceForEachPicture)
