@@ -18,6 +18,11 @@ void Camera::Do(const Command& command)
 {
     if (command.kind != Command::EKind::Set) {
         m_Runs[static_cast<size_t>(command.motor)] = command.kind == Command::EKind::Start;
+        // Panels begin with the one scan and end with the other's stop.
+        const bool scans = command.motor == EMotor::Scan || command.motor == EMotor::SoftScan;
+        if (scans && command.kind == Command::EKind::Stop)
+            for (const EMotor scan : {EMotor::Scan, EMotor::SoftScan})
+                m_Runs[static_cast<size_t>(scan)] = false;
         return;
     }
     const int setting = std::clamp(command.value, 0, 2 * NEUTRAL);
@@ -31,7 +36,7 @@ View Camera::At(int64_t picture)
     const int64_t steps = m_Picture < 0 ? 1 : std::min<int64_t>(picture - m_Picture, MOST_STEPS);
     for (int64_t i = 0; i < steps; ++i)
         Step();
-    m_Picture = picture;
+    m_Picture = std::max(m_Picture, picture);
     View view = m_View;
     view.pan += 0.5 * std::sin(m_Scan * 2 * std::numbers::pi);
     view.blur = std::abs(m_Focus);

@@ -17,7 +17,8 @@ class Camera
     explicit Camera(int rate) : m_Rate(rate) {}
 
     void Do(const Command& command);
-    /// The view of this picture; numbers only grow. What wasn't asked for since is made up for.
+    /// The view of this picture, or of the latest one that was asked for. What wasn't asked for since is made
+    /// up for with the motors as they are: a command that may come later than that asks first.
     View At(int64_t picture);
 
     /// A second's move.

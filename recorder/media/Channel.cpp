@@ -62,6 +62,10 @@ void Channel::Prepare()
 
 void Channel::Start(Clock::time_point start)
 {
+    {
+        const std::lock_guard lock(m_Mutex);
+        m_Began = start;
+    }
     m_Thread = std::thread([this, start] { Run(start); });
 }
 
@@ -85,6 +89,7 @@ void Channel::WantKey(ECodec codec)
 void Channel::Do(const Command& command)
 {
     const std::lock_guard lock(m_Mutex);
+    if (m_Began) m_Camera.At(PictureNow(*m_Began));  // whatever ran until now has moved, though nobody watched
     m_Camera.Do(command);
 }
 
@@ -101,6 +106,13 @@ ChannelCounts Channel::Counts(ECodec codec) const
 {
     const std::lock_guard lock(m_Mutex);
     return m_Wishes[static_cast<size_t>(codec)].counts;
+}
+
+int64_t Channel::PictureNow(Clock::time_point start) const
+{
+    using std::chrono::nanoseconds;
+    const auto elapsed = std::max(Clock::duration::zero(), Clock::now() - start);
+    return std::chrono::duration_cast<nanoseconds>(elapsed).count() * m_Setup.scene.rate / NANOSECONDS;
 }
 
 bool Channel::IsWatchedIn(ECodec codec) const
@@ -122,9 +134,7 @@ Channel::Turn Channel::WaitForTurn(Clock::time_point start, int64_t last)
     for (;;) {
         m_Changed.wait(lock, [this] { return IsWatched() || m_Stop; });
         if (m_Stop) return {};
-        const auto elapsed = std::max(Clock::duration::zero(), Clock::now() - start);
-        const int64_t current = std::chrono::duration_cast<nanoseconds>(elapsed).count() * rate / NANOSECONDS;
-        const int64_t next = std::max(last + 1, current);
+        const int64_t next = std::max(last + 1, PictureNow(start));
         const auto due = start + nanoseconds(NANOSECONDS * next / rate);
         // Woken before the time: watched no more, or to be stopped.
         if (m_Changed.wait_until(lock, due, [this] { return !IsWatched() || m_Stop; })) continue;

@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -129,6 +130,8 @@ class Channel
     void Serve(Clock::time_point start);
     // Waits until the next picture's time.
     Turn WaitForTurn(Clock::time_point start, int64_t last);
+    // The number of the picture whose time it is.
+    int64_t PictureNow(Clock::time_point start) const;
     bool IsWatched() const;  // with the lock
     bool IsWatchedIn(ECodec codec) const;
     bool LeavesToCamera(ECodec codec, const Turn::For& wanted);
@@ -147,9 +150,10 @@ class Channel
 
     mutable std::mutex m_Mutex;  // a leaf: nothing is called while it is held
     std::condition_variable m_Changed;
-    std::array<Wish, CODECS> m_Wishes;  // guarded
-    Camera m_Camera;                    // guarded
-    std::atomic<bool> m_Stop = false;   // also read by a source inside a blocking read
+    std::array<Wish, CODECS> m_Wishes;         // guarded
+    Camera m_Camera;                           // guarded
+    std::optional<Clock::time_point> m_Began;  // guarded
+    std::atomic<bool> m_Stop = false;          // also read by a source inside a blocking read
 
     std::thread m_Thread;
 };

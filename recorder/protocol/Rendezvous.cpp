@@ -54,12 +54,13 @@ TimeUs Rendezvous::OnTimer(TimeUs now)
     const auto forgetAfter = [this](const User& user) {
         return user.heardAgain ? m_Limits.forgetAfter : m_Limits.forgetUnheard;
     };
-    m_Counts.forgotten +=
-        std::erase_if(m_Users, [&](const User& user) { return now - user.heard >= forgetAfter(user); });
-    std::erase_if(m_Shares, [&](const auto& share) { return now - share.second.since >= SECOND; });
-    std::erase_if(m_Lists, [&](List& list) {
-        return ByEndpoint(list.to) == nullptr || (list.due <= now && GoOnWithList(now, list));
+    m_Counts.forgotten += std::erase_if(m_Users, [&](const User& user) {
+        const bool goes = now - user.heard >= forgetAfter(user);
+        if (goes) DropList(user.record.p2p);
+        return goes;
     });
+    std::erase_if(m_Shares, [&](const auto& share) { return now - share.second.since >= SECOND; });
+    std::erase_if(m_Lists, [&](List& list) { return list.due <= now && GoOnWithList(now, list); });
 
     TimeUs next = NEVER;
     for (User& user : m_Users) {
@@ -123,6 +124,7 @@ void Rendezvous::MakeRoom(const Endpoint& from)
             leaves = it;
     }
     if (leaves == m_Users.end()) return;
+    DropList(leaves->record.p2p);
     m_Users.erase(leaves);
     ++m_Counts.displaced;
 }
@@ -130,6 +132,7 @@ void Rendezvous::MakeRoom(const Endpoint& from)
 void Rendezvous::Logout(const Endpoint& from)
 {
     m_Counts.logouts += std::erase_if(m_Users, [&](const User& user) { return user.record.p2p == from; });
+    DropList(from);
 }
 
 void Rendezvous::StartList(TimeUs now, const Endpoint& from)
@@ -139,9 +142,14 @@ void Rendezvous::StartList(TimeUs now, const Endpoint& from)
         return;
     }
     ++m_Counts.lists;
-    std::erase_if(m_Lists, [&](const List& list) { return list.to == from; });
+    DropList(from);
     List list{from, m_Serial + 1, now};
     if (!GoOnWithList(now, list)) m_Lists.push_back(list);
+}
+
+void Rendezvous::DropList(const Endpoint& to)
+{
+    std::erase_if(m_Lists, [&](const List& list) { return list.to == to; });
 }
 
 bool Rendezvous::GoOnWithList(TimeUs now, List& list)
@@ -154,6 +162,9 @@ bool Rendezvous::GoOnWithList(TimeUs now, List& list)
             list.due = now + m_Limits.entriesPause;
             return false;
         }
+        // So many lists are asked for by nobody but made-up senders; whoever comes among them wants the
+        // recorder.
+        if (IsAllTaken(now)) break;
         if (!TakeShare(now, list)) return false;
         Send(list.to, EMessage::UserEntry, user->record);
         list.below = user->serial;
@@ -177,7 +188,14 @@ bool Rendezvous::TakeShare(TimeUs now, List& list)
         return false;
     }
     ++share.entries;
+    ++m_AllShares.entries;
     return true;
+}
+
+bool Rendezvous::IsAllTaken(TimeUs now)
+{
+    if (now - m_AllShares.since >= SECOND) m_AllShares = {now, 0};
+    return m_AllShares.entries >= m_Limits.entriesOfAllPerSecond;
 }
 
 // Who wants a peer without being known has logged in before this rendezvous was started.

@@ -17,8 +17,9 @@ namespace recorder
 /// name, don't push each other out; looked up by name, the one that logged in last is found.
 ///
 /// Senders can be made up, so what is answered is bounded by what came: a user that never sent again after
-/// its login is pinged once and forgotten soon, the entries of lists are paced for each address, and when there
-/// is no room a new login takes the place of one that never spoke again, or has been silent for longest.
+/// its login is pinged once and forgotten soon, the entries of lists are paced for each address and bounded for
+/// all together, and when there is no room a new login takes the place of one that never spoke again, or has
+/// been silent for longest.
 class Rendezvous
 {
   public:
@@ -31,7 +32,8 @@ class Rendezvous
         TimeUs forgetUnheard = 15 * SECOND;
         size_t entriesAtOnce = 32;  // of a list, before it pauses so that receive buffers keep up
         TimeUs entriesPause = 2 * MILLISECOND;
-        size_t entriesPerSecond = 256;  // to one address, by all lists together
+        size_t entriesPerSecond = 256;         // to one address, by all lists together
+        size_t entriesOfAllPerSecond = 8'192;  // to all addresses; beyond, a list has the reserved name alone
     };
     struct Counters {
         uint64_t logins = 0;
@@ -76,7 +78,7 @@ class Rendezvous
         TimeUs due = 0;
     };
 
-    // What the lists of one address have taken of its share.
+    // What the lists of one address, or of all, have taken of their share.
     struct Share {
         TimeUs since = 0;
         size_t entries = 0;
@@ -88,9 +90,11 @@ class Rendezvous
     void MakeRoom(const Endpoint& from);
     void Logout(const Endpoint& from);
     void StartList(TimeUs now, const Endpoint& from);
+    void DropList(const Endpoint& to);
     void ForwardPunch(TimeUs now, const Endpoint& from, const WireMessage& message);
     // Takes one entry off the address's share; when that is used up, puts the list off instead.
     bool TakeShare(TimeUs now, List& list);
+    bool IsAllTaken(TimeUs now);
     // Sends the next entries; true when the list is complete.
     bool GoOnWithList(TimeUs now, List& list);
     void Send(const Endpoint& to, EMessage type, const PeerRecord& record);
@@ -101,6 +105,7 @@ class Rendezvous
     std::vector<User> m_Users;           // in the order of login, the oldest first
     std::vector<List> m_Lists;           // at most one for each user
     std::map<uint32_t, Share> m_Shares;  // by address, of this second
+    Share m_AllShares;                   // of them together
     std::string m_Reserved;
     Endpoint m_Holder;
     uint64_t m_Serial = 0;

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <exception>
 #include <iostream>
+#include <stdexcept>
 #include <utility>
 
 #include "recorder/server/OutputFile.h"
@@ -374,6 +375,7 @@ void SayRecords(const std::string& folder)
     for (const StoredRecord& record : ListRecords(folder))
         std::cout << record.name.id << "  channel " << record.name.channel + 1 << "  "
                   << TimeText(record.name.start) << "  " << record.bytes << " bytes\n";
+    if (!std::cout.flush()) throw std::runtime_error("can't write the list of records");
 }
 
 }  // namespace

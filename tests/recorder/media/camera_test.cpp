@@ -51,6 +51,8 @@ TEST(CameraTest, MotorsMoveWhileTheyRun)
     EXPECT_NEAR(After(1, {"FocusOutStart:0"}).blur, 0.5, 1e-6);
     EXPECT_NEAR(After(1, {"IrisOpenStart:0"}).iris, 0.5, 1e-6);
     EXPECT_NEAR(After(1, {"IrisCloseStart:0"}).iris, -0.5, 1e-6);
+    EXPECT_NEAR(After(100, {"IrisOpenStart:0"}).iris, 1, 1e-6);
+    EXPECT_NEAR(After(100, {"IrisCloseStart:0"}).iris, -1, 1e-6);
     EXPECT_TRUE(After(1, {"LightStart:0"}).light);
     EXPECT_FALSE(After(1, {"LightStart:0", "LightStop:0"}).light);
     EXPECT_GE(After(0.5, {"RainStart:0"}).wiper, 0.4);
@@ -70,6 +72,35 @@ TEST(CameraTest, AMotorThatIsStoppedStaysWhereItIs)
     EXPECT_NEAR(camera.At(500).pan, 0.25, 1e-6);
     Do(camera, "LeftStart:0");
     EXPECT_NEAR(camera.At(525).pan, 0, 1e-6) << "and back";
+}
+
+TEST(CameraTest, WhatIsEnlargedMovesAsQuicklyAcrossThePicture)
+{
+    Camera camera(RATE);
+    camera.At(0);
+    Do(camera, "ZoomInStart:0");
+    camera.At(25);
+    Do(camera, "ZoomInStop:0");
+    Do(camera, "RightStart:0");
+    EXPECT_NEAR(camera.At(50).pan, 0.125, 1e-6);
+}
+
+TEST(CameraTest, AMotorMovesOnceForEachPicture)
+{
+    Camera camera(RATE);
+    camera.At(0);
+    Do(camera, "RightStart:0");
+    EXPECT_NEAR(camera.At(25).pan, 0.25, 1e-6);
+    EXPECT_NEAR(camera.At(20).pan, 0.25, 1e-6) << "whose thread is late";
+    EXPECT_NEAR(camera.At(25).pan, 0.25, 1e-6);
+}
+
+TEST(CameraTest, EitherStopEndsAScan)
+{
+    for (const char* start : {"ScanStart:0", "SoftScanStart:0"})
+        for (const char* stop : {"ScanStop:0", "SoftScanStop:0"})
+            EXPECT_EQ(After(4, {start, stop}).pan, 0) << start << " " << stop;
+    EXPECT_NEAR(After(4, {"ScanStart:0", "LeftStop:0"}).pan, 0.5, 1e-6) << "no other stop does";
 }
 
 TEST(CameraTest, ColoursAreSetAtOnceAndBounded)

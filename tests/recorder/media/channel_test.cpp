@@ -211,6 +211,33 @@ TEST(ChannelTest, KeyPicturesOutOfTurnComeAtMostOnceASecondHoweverOftenTheyAreAs
     EXPECT_LE(std::count(keys.begin(), keys.end(), true), 80 + 2);
 }
 
+// How like the scene at rest a client finds the pictures that comes after these commands, each a pause after
+// the last.
+double LikenessToTheScene(std::initializer_list<const char*> commands, std::chrono::milliseconds pause)
+{
+    CDelivered delivered;
+    const ChannelSetup setup = QuickSetup();
+    Channel channel(setup, 1, 0, [&](int, auto coded) {
+        delivered.Take(std::move(coded));
+        return true;
+    });
+    channel.Start(Channel::Clock::now());
+    for (const char* const command : commands) {
+        std::this_thread::sleep_for(pause);
+        channel.Do(ParseCommand(command).value());
+    }
+    channel.SetWatched(true);
+    const Picture shown = CDecoder().Decode(delivered.WaitFor(1).front()->bytes);
+    const auto mark = ReadMark(shown);
+    return mark ? LumaPsnr(shown, DrawScene(setup.scene, 1, mark->picture)) : 0;
+}
+
+TEST(ChannelTest, MotorsRunAlsoWhileNobodyWatches)
+{
+    const double still = LikenessToTheScene({"RightStop:1"}, std::chrono::milliseconds(0));
+    EXPECT_LT(LikenessToTheScene({"RightStart:1", "RightStop:1"}, std::chrono::milliseconds(400)), still - 4);
+}
+
 TEST(ChannelTest, LoopThatIsWatchedAgainBeginsWithAKeyPicture)
 {
     const auto all = PlayLoop(4, [](Channel& channel, int number) {

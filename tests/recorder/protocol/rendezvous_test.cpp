@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <set>
 
 #include "tests/recorder/datagram_support.h"
@@ -325,6 +326,64 @@ TEST_F(RendezvousTest, EntriesOfListsArePacedForEachAddress)
     }
     EXPECT_EQ(bytes, 2 * 256 * MESSAGE_BYTES) << "in two seconds, both lists together";
     EXPECT_EQ(ends, 2U) << "and both come to their end";
+}
+
+TEST_F(RendezvousTest, ListsForMadeUpSendersAreBoundedAndANewClientStillFindsTheRecorder)
+{
+    m_Rendezvous.Reserve("1001", BOB);
+    Login(BOB, "1001");
+    for (uint32_t i = 0; i < 900; ++i)
+        Login({0x0A000000 + i, 1000}, "u" + std::to_string(i));
+    m_Sink.Take();
+    size_t entries = 0;
+    const auto count = [&] {
+        const auto sent = m_Sink.Take();
+        entries += static_cast<size_t>(std::count_if(
+            sent.begin(), sent.end(), [](const auto& one) { return Parsed(one).type == EMessage::UserEntry; }));
+    };
+    for (uint32_t i = 0; i < 900; ++i) {
+        Say({0x0A000000 + i, 1000}, "u" + std::to_string(i), EMessage::GetUsers);
+        m_Rendezvous.OnTimer(0);
+        count();
+    }
+    for (TimeUs now = 0; now < SECOND; now += MILLISECOND) {
+        m_Rendezvous.OnTimer(now);
+        count();
+    }
+    EXPECT_LE(entries, 8192U + 900U) << "in a second, the recorder's own for each of them included";
+    Login(ALICE, "alice", SECOND - 1);
+    m_Sink.Take();
+    Say(ALICE, "alice", EMessage::GetUsers, {}, SECOND - 1);
+    const auto sent = m_Sink.Take();
+    ASSERT_THAT(sent, SizeIs(2)) << "and at once";
+    EXPECT_EQ(Parsed(sent[0]).record.name, "1001");
+    EXPECT_EQ(Parsed(sent[1]).type, EMessage::UserEnd);
+    Say(ALICE, "alice", EMessage::GetUsers, {}, 3 * SECOND);
+    EXPECT_THAT(m_Sink.Take(), SizeIs(32)) << "later the list is whole again, in its pieces";
+}
+
+TEST_F(RendezvousTest, WhoLeavesGetsNoMoreOfItsList)
+{
+    for (uint32_t i = 0; i < 100; ++i)
+        Login({0x0A000000 + i, 1000}, "u" + std::to_string(i));
+    const auto ask = [&](TimeUs now) {
+        Login(ALICE, "alice", now);
+        Say(ALICE, "alice", EMessage::GetUsers, {}, now);
+        m_Sink.Take();
+    };
+    ask(0);
+    Say(ALICE, "alice", EMessage::Logout);
+    m_Rendezvous.OnTimer(SECOND);
+    EXPECT_THAT(m_Sink.Take(), SizeIs(0)) << "after a logout";
+    ask(SECOND);
+    for (uint16_t i = 0; i < 40; ++i) {
+        const Endpoint from{ALICE.address, static_cast<uint16_t>(1000 + i)};
+        Login(from, "n", SECOND + 1);
+        Say(from, "n", EMessage::Pong, {}, SECOND + 2 + i);
+    }
+    m_Sink.Take();
+    m_Rendezvous.OnTimer(2 * SECOND);
+    EXPECT_THAT(m_Sink.Take(), SizeIs(0)) << "after it made room";
 }
 
 TEST_F(RendezvousTest, LoginWithoutNameIsRefused)

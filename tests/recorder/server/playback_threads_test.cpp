@@ -5,6 +5,7 @@
 #include <deque>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <nlohmann/json.hpp>
 
 #include "recorder/scene/Mark.h"
@@ -190,6 +191,18 @@ TEST_F(PlaybackTest, TheListTellsEachRecord)
     EXPECT_EQ(RunRecorder(parsed.options), 0);
     EXPECT_THAT(testing::internal::GetCapturedStdout(),
                 testing::MatchesRegex("1  channel 2  [0-9: -]+  [0-9]+ bytes\n2  channel 2  .* bytes\n"));
+}
+
+TEST_F(PlaybackTest, AListThatCanNotBeWrittenIsAFailure)
+{
+    Watch(EMode::LiveMpeg4, 5);
+    const ParsedOptions parsed = ParseOptions(4, std::array{"", "--store", store.c_str(), "--records"}.data());
+    ASSERT_TRUE(parsed.run) << parsed.say;
+    testing::internal::CaptureStderr();
+    auto* const former = std::cout.rdbuf(nullptr);  // takes nothing, as a full disk
+    EXPECT_EQ(RunRecorder(parsed.options), 1);
+    std::cout.rdbuf(former);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr("can't write the list of records"));
 }
 
 TEST_F(PlaybackTest, TheListOfAFolderThatIsNotThereIsAFailure)

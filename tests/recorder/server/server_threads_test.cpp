@@ -111,9 +111,13 @@ TEST(ServerTest, SeveralClientsAndChannelsAtOnce)
         EXPECT_EQ(UnpackHeader(ReadU32(second.NextMessage().data())).channel, 2);
 }
 
-TEST(ServerTest, ShareOfAnAddressIsAsTheOptionsSay)
+class ClientLimitTest : public testing::TestWithParam<const char*>
 {
-    CRunning running({"--id", "77", "--channels", "1", "--clients-per-address", "1"});
+};
+
+TEST_P(ClientLimitTest, IsThatOfTheOptionForBothKindsOfClients)
+{
+    CRunning running({"--id", "77", "--channels", "1", GetParam(), "1"});
     CRecorderClient first(running.GetServer(), "1");
     ASSERT_TRUE(first.Login());
     ASSERT_TRUE(first.Connect("77"));
@@ -134,6 +138,8 @@ TEST(ServerTest, ShareOfAnAddressIsAsTheOptionsSay)
     EXPECT_EQ(report["device"]["refused clients"], 1);
     EXPECT_EQ(report["data"]["turned away"], 1);
 }
+
+INSTANTIATE_TEST_SUITE_P(Server, ClientLimitTest, testing::Values("--clients", "--clients-per-address"));
 
 TEST(ServerTest, LoopIsSentAgainAndAgain)
 {
@@ -307,6 +313,17 @@ TEST(ServerTest, LossyTransportIsReported)
     EXPECT_GT(report["faults"]["lost"], 0);
     EXPECT_GT(report["faults"]["duplicated"], 0);
     EXPECT_GT(report["faults"]["garbled"], 0);
+}
+
+TEST(ServerTest, HarmIsDoneToTheAnswersThatAreNamed)
+{
+    for (const char* const service : {"rendezvous", "device"}) {
+        CRunning running({"--id", "77", "--channels", "1", "--duplicate", "100", "--faults-on", service});
+        CRecorderClient client(running.GetServer(), "1");
+        ASSERT_TRUE(client.Login());
+        ASSERT_TRUE(client.Connect("77"));
+        EXPECT_GT(running.End()["faults"]["duplicated"], 0) << service;
+    }
 }
 
 TEST(ServerTest, TotalsHoldAlsoWhatThoseGotThatAreNoLongerListed)
