@@ -50,20 +50,20 @@ QString WhyNotStarted()
         .arg(QString::fromStdString(HostPath(GetModuleDirectory() + "config\\skin.smf")));
 }
 
-// Has the module at `path` put itself into the registry, or take itself out.
-bool Call(const QString& path, const char* entry, const char* fault, QString& message)
+// Has the module at `path` put itself into the registry, or take itself out. E_FAIL without such a module, or
+// when it doesn't start; any other failure is the registry's. With a message.
+HRESULT Call(const QString& path, const char* entry, const char* fault, QString& message)
 {
     const auto call = FindEntry<DLLREGISTERSERVER>(path, entry, message);
-    if (call == nullptr) return false;
-    const HRESULT result = call();
-    if (SUCCEEDED(result)) return true;
+    const HRESULT result = call != nullptr ? call() : E_FAIL;
+    if (SUCCEEDED(result) || call == nullptr) return result;
     message = result == E_FAIL ? WhyNotStarted()
                                : QStringLiteral("The control can't be %1 in %2 (%3). Is the folder writable?")
                                      .arg(QLatin1String(fault), RegistryFile(), Hex(result));
-    return false;
+    return result;
 }
 
-bool Register(const QString& path, QString& message)
+HRESULT Register(const QString& path, QString& message)
 {
     return Call(path, "DllRegisterServer", "registered", message);
 }
@@ -91,7 +91,8 @@ QString FindOwn()
 }
 
 // What to load: the module that is named, the program's own, the registered one. The first of these that is
-// there is registered when no living one is; another install's registration stays as it is.
+// there is registered when no living one is; another install's registration stays as it is. It need not be
+// registered for this program: a registry that can't be written is told, and costs the others alone.
 QString ChooseModule(const QString& named, QString& message)
 {
     bool living = false;
@@ -100,7 +101,7 @@ QString ChooseModule(const QString& named, QString& message)
     const bool useRegistered = named.isEmpty() && living && !QFileInfo(own).isFile();
     if (useRegistered) return registered;
     QString path = named.isEmpty() ? own : named;
-    if (!living && !Register(path, message)) path.clear();
+    if (!living && Register(path, message) == E_FAIL) path.clear();
     return path;
 }
 
@@ -111,7 +112,7 @@ bool RegisterControl(const QString& module, QString& message)
     bool living = false;
     const QString former = FindRegistered(living);
     const QString path = QFileInfo(module.isEmpty() ? FindOwn() : module).absoluteFilePath();
-    if (!Register(path, message)) return false;
+    if (FAILED(Register(path, message))) return false;
     message =
         QStringLiteral("%1 is registered as %2 in %3").arg(path, QLatin1String(ACTIVEX_PROGID), RegistryFile());
     if (living && QFileInfo(former).canonicalFilePath() != QFileInfo(path).canonicalFilePath())
@@ -129,7 +130,7 @@ bool UnregisterControl(const QString& module, QString& message)
         return true;
     }
     const QString through = !module.isEmpty() ? module : living ? registered : FindOwn();
-    if (!Call(through, "DllUnregisterServer", "unregistered", message)) return false;
+    if (FAILED(Call(through, "DllUnregisterServer", "unregistered", message))) return false;
     message = QStringLiteral("%1 is no longer registered in %2").arg(registered, RegistryFile());
     return true;
 }

@@ -8,7 +8,8 @@
 /// "../lib/watchwall" from there), or without an own one the registered one, and creates the control through
 /// its class factory. When nothing is registered, or a module that is gone, the module is registered first;
 /// what another install has registered stays. The module stays loaded to process end. On failure the result is
-/// empty and `message` tells what is wrong and what to do.
+/// empty and `message` tells what is wrong and what to do; with a control it tells why that could not be
+/// registered, or nothing.
 CComPtr<IControlWindow> LoadControl(const QString& module, QString& message);
 
 /// Registers the module `module`, or without a name the program's own, whatever was registered before.

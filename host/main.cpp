@@ -160,6 +160,7 @@ int Run(const Options& options, const QElapsedTimer& sinceStart)
     QString message;
     auto control = LoadControl(options.module, message);
     if (!control) return Fail(EXIT_NO_CONTROL, message, options);
+    if (!message.isEmpty()) Print(stderr, "watchwall: " + message);
 
     CMessageLines lines;
     auto window = std::make_unique<CMainWindow>();

@@ -159,10 +159,13 @@ TEST_F(ProgramTest, RegisterAndUnregisterSayWhatTheyDoAndNeedNoDisplay)
     EXPECT_EQ(Run({"--register", "--unregister"}), 2);
 }
 
-TEST_F(ProgramTest, ARegistryThatCannotBeWrittenIsReported)
+TEST_F(ProgramTest, ARegistryThatCannotBeWrittenIsToldAndCostsNoRun)
 {
     m_Environment.insert("WATCHWALL_REGISTRY", "/dev/null/registry.ini");
-    EXPECT_EQ(Run(Home() + QStringList{"--seconds", "1"}), 3);
+    EXPECT_EQ(Run(Home() + QStringList{"--seconds", "1"}), 0);
+    EXPECT_TRUE(m_strErrors.contains("/dev/null/registry.ini")) << m_strErrors.toStdString();
+    m_strErrors.clear();
+    EXPECT_EQ(Run({"--register"}), 3);
     EXPECT_TRUE(m_strErrors.contains("/dev/null/registry.ini")) << m_strErrors.toStdString();
 }
 
