@@ -122,10 +122,11 @@ endfunction()
 # watchwall_tests(NAME [ROOMS ...] [LINKS ...]): the *_test.cpp of this folder, and of its ROOMS, as the programs NAME_tests and, for those named
 # *_threads_test.cpp, NAME_threads_tests, whose tests carry the label "threads"; the thread sanitizer's build runs these alone.
 # GUI makes the program bring up the application object, for tests that need the virtual display; OWN_DISPLAY does so on
-# a virtual display of the program's own. GUI and SCREEN, for tests that draw without the toolkit, have the display that
-# they share to themselves, one test at a time. HELPERS are further sources, of other folders.
+# a virtual display of the program's own, MANAGED on one with a window manager as well. GUI and SCREEN, for tests that
+# draw without the toolkit, have the display that they share to themselves, one test at a time. HELPERS are further
+# sources, of other folders.
 function(watchwall_tests name)
-  cmake_parse_arguments(arg "GUI;OWN_DISPLAY;SCREEN" "" "ROOMS;LINKS;HELPERS" ${ARGN})
+  cmake_parse_arguments(arg "GUI;OWN_DISPLAY;MANAGED;SCREEN" "" "ROOMS;LINKS;HELPERS" ${ARGN})
   _watchwall_glob(sources "*_test.cpp" ${arg_ROOMS})
   _watchwall_glob(helpers "*_support.cpp" ${arg_ROOMS})
   list(APPEND helpers ${arg_HELPERS})
@@ -153,12 +154,14 @@ function(_watchwall_test_program program labels sources helpers)
   target_link_libraries(${program} PRIVATE watchwall_options ${arg_LINKS} test_places test_process_guard GTest::gtest GTest::gmock)
   if(arg_OWN_DISPLAY)
     target_link_libraries(${program} PRIVATE test_display_main)
+  elseif(arg_MANAGED)
+    target_link_libraries(${program} PRIVATE test_managed_main)
   elseif(arg_GUI)
     target_link_libraries(${program} PRIVATE test_gui_main)
   else()
     target_link_libraries(${program} PRIVATE GTest::gmock_main)
   endif()
-  if(arg_GUI OR arg_OWN_DISPLAY OR arg_SCREEN)
+  if(arg_GUI OR arg_OWN_DISPLAY OR arg_MANAGED OR arg_SCREEN)
     watchwall_keep_libraries(${program})
   endif()
   if(WATCHWALL_SANITIZE STREQUAL "thread" AND NOT labels STREQUAL "threads")

@@ -2,6 +2,8 @@
 
 #include <QCloseEvent>
 #include <QDialog>
+#include <QDockWidget>
+#include <QMainWindow>
 #include <QPlatformSurfaceEvent>
 #include <QTimer>
 #include <algorithm>
@@ -84,6 +86,45 @@ TEST_F(RenderWndTest, FullScreenStaysWhenItsContainerRefusesToCloseAndIsMinimise
     EXPECT_TRUE(grid.IsFullScreenOn());
     container.hide();  // as one does that goes on in the tray
     EXPECT_FALSE(grid.IsFullScreenOn());
+    m_Grid.reset();
+    m_pParent.reset();
+}
+
+// What is no window of its own is only a part of one that goes on: the wall has left it.
+TEST_F(RenderWndTest, FullScreenStaysWhenAFrameOrADockedDockAroundItsContainerIsClosed)
+{
+    QMainWindow main;
+    main.setCentralWidget(new QWidget);
+    auto* const frame = new QWidget(main.centralWidget());
+    auto* const dock = new QDockWidget(&main);
+    main.addDockWidget(Qt::LeftDockWidgetArea, dock);
+    main.show();
+    for (QWidget* around : {frame, static_cast<QWidget*>(dock)}) {
+        m_pParent = std::make_unique<QWidget>(around);
+        if (around == dock) dock->setWidget(m_pParent.get());
+        CRenderWnd& grid = Grid();
+        m_pParent->show();
+        grid.SetLayout(0);
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(&grid));
+        around->close();
+        EXPECT_FALSE(around->isVisible());
+        EXPECT_TRUE(grid.IsFullScreenOn());
+        EXPECT_TRUE(grid.isVisible());
+        around->show();
+        grid.SetLayout(0);
+        EXPECT_EQ(grid.parentWidget(), m_pParent.get());
+        EXPECT_TRUE(grid.isVisible());
+        m_Grid.reset();
+        m_pParent.reset();
+    }
+    dock->setFloating(true);
+    m_pParent = std::make_unique<QWidget>();
+    dock->setWidget(m_pParent.get());
+    CRenderWnd& grid = Grid();
+    m_pParent->show();
+    grid.SetLayout(0);
+    dock->close();
+    EXPECT_FALSE(grid.IsFullScreenOn()) << "a dock that floats is a window";
     m_Grid.reset();
     m_pParent.reset();
 }
