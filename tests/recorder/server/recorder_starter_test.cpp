@@ -1,4 +1,4 @@
-// What whoever starts the program leaves to it: its standard streams.
+// What whoever starts the program leaves to it: its standard streams, and the signals that it ignores.
 
 #include <gmock/gmock.h>
 
@@ -14,6 +14,7 @@
 namespace
 {
 
+using testing::HasSubstr;
 using testing::StartsWith;
 
 // Which a script has waited for when the recorder serves.
@@ -76,6 +77,33 @@ TEST_F(RecorderStarterTest, ReadsItsOutputNoLonger)
     std::filesystem::remove(m_Folder.Path("pipe"));
     m_Folder.Write("store/000000001-ch01-20261122-065500.mkv", "a record");
     EXPECT_EQ(Run(gone + "exec $recorder --store store --records").status, 1);
+}
+
+// A terminal that closes ends what runs in it by SIGHUP.
+TEST_F(RecorderStarterTest, EndsByASignalWithItsReport)
+{
+    for (const char* signal : {"HUP", "INT", "TERM"}) {
+        SCOPED_TRACE(signal);
+        std::filesystem::remove(m_Folder.Path("ready"));
+        const Outcome outcome = Run("(" + std::string(UNTIL_READY) + "kill -" + signal + " $$) &\n" +
+                                    "exec $recorder --seconds 30 --ready-file ready\n");
+        EXPECT_EQ(outcome.status, 0) << outcome.output;
+        EXPECT_TRUE(TakeReport());
+    }
+}
+
+TEST_F(RecorderStarterTest, IgnoresASignalAsNohupDoes)
+{
+    for (const char* signal : {"HUP", "INT"}) {
+        SCOPED_TRACE(signal);
+        std::filesystem::remove(m_Folder.Path("ready"));
+        const Outcome outcome = Run("trap '' " + std::string(signal) + "\n(" + UNTIL_READY + "kill -" + signal +
+                                    " $$; sleep 0.5; kill -TERM $$ && echo went on) &\n" +
+                                    "exec $recorder --seconds 30 --ready-file ready\n");
+        EXPECT_EQ(outcome.status, 0) << outcome.output;
+        EXPECT_THAT(outcome.output, HasSubstr("went on"));
+        EXPECT_TRUE(TakeReport());
+    }
 }
 
 }  // namespace
