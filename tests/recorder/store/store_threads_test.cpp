@@ -212,6 +212,40 @@ TEST_F(StoreTest, TheOldestMakeRoomAndTheBoundHolds)
     EXPECT_EQ(store.Records().size(), ListRecords(setup.folder).size());
 }
 
+TEST_F(StoreTest, TheBoundHoldsWithEachLargePicture)
+{
+    auto large = std::make_shared<Coded>(*Group()[0]);
+    large->bytes.resize(100'000);
+    StoreSetup setup = Setup();
+    setup.maxBytes = 1 << 20;
+    Store store(setup);
+    for (int i = 0; i < 40; ++i, m_At += 40ms) {
+        store.Keep(0, large, m_At);
+        store.Sync();
+        EXPECT_LE(BytesOnDisk(), setup.maxBytes) << i;
+    }
+    EXPECT_EQ(store.Counts().pictures, 40U);
+    EXPECT_GT(store.Counts().removed, 0U);
+}
+
+TEST_F(StoreTest, ARecordThatIsBeingWrittenMakesNoRoomThoughItIsTheOldest)
+{
+    StoreSetup setup = Setup(2);
+    setup.maxBytes = 512 << 10;
+    setup.gap = 1h;
+    Store store(setup);
+    Keep(store, 1, 0);
+    for (int i = 0; i < 60; ++i) {
+        Keep(store, 1, 1);
+        store.Sync();
+    }
+    store.Keep(0, Group()[1], m_At);
+    store.Sync();
+    EXPECT_GT(store.Counts().removed, 0U);
+    ASSERT_FALSE(store.PathOf(1).empty());
+    EXPECT_THAT(Read(store.PathOf(1)), SizeIs(26));
+}
+
 TEST_F(StoreTest, ItsBytesAreThoseOfTheFolder)
 {
     StoreSetup setup = Setup(2);
