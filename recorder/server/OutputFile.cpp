@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -62,7 +61,6 @@ int DescriptorOf(const std::string& path)
 
 bool WriteInto(int file, std::string_view text)
 {
-    const auto former = std::signal(SIGPIPE, SIG_IGN);  // of a reader that goes
     while (!text.empty()) {
         const ssize_t count = ::write(file, text.data(), text.size());
         if (count >= 0) {
@@ -72,7 +70,6 @@ bool WriteInto(int file, std::string_view text)
         pollfd writable{file, POLLOUT, 0};
         if (errno != EINTR && (errno != EAGAIN || ::poll(&writable, 1, MOST_WAIT_MS) == 0)) break;
     }
-    std::signal(SIGPIPE, former);
     return text.empty();
 }
 

@@ -13,7 +13,7 @@ namespace recorder
 /// Throws std::runtime_error "can't write <path>" when that can be told before; what was there stays.
 void CheckCanWrite(const std::string& path);
 /// Throws the same when not all of it could be written. A pipe must have a reader, which must take what is
-/// there within a few seconds.
+/// there within a few seconds; one that goes ends a process that does not ignore SIGPIPE.
 void WriteWhole(const std::string& path, const std::string& text);
 
 }  // namespace recorder

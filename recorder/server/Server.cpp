@@ -45,6 +45,14 @@ std::set<ECarries> FaultsOf(const Options& options)
     return carries;
 }
 
+// As nohup, and a shell for what it runs in the background, have it.
+bool IsIgnored(int number)
+{
+    struct sigaction present {
+    };
+    return sigaction(number, nullptr, &present) == 0 && present.sa_handler == SIG_IGN;
+}
+
 }  // namespace
 
 // The channels with their threads, as the link and the data port see them.
@@ -234,8 +242,8 @@ void Server::Run(ESignals signals, const std::function<void(const Server&)>& rea
     m_Started = Now();
     if (m_Store) m_Store->Shrink();  // not earlier: a run that can't begin costs no record
     if (signals == ESignals::Heed) {
-        m_Signals.add(SIGINT);
-        m_Signals.add(SIGTERM);
+        for (const int number : {SIGINT, SIGTERM, SIGHUP})
+            if (!IsIgnored(number)) m_Signals.add(number);
         m_Signals.async_wait([this](asio::error_code error, int) {
             if (!error) End();
         });

@@ -81,7 +81,7 @@ Store::~Store()
 void Store::Scan()
 {
     for (const StoredRecord& record : ListRecords(m_Setup.folder)) {
-        m_Records[record.name.id] = record;
+        m_Records.Put(record);
         m_NextId = record.name.id + 1;
         if (record.bytes == 0) Remove(record.name.id);
     }
@@ -137,17 +137,23 @@ std::vector<StoredRecord> Store::Records() const
 {
     const std::lock_guard lock(m_Mutex);
     std::vector<StoredRecord> records;
-    records.reserve(m_Records.size());
-    for (const auto& [id, record] : m_Records)
+    records.reserve(m_Records.All().size());
+    for (const auto& [id, record] : m_Records.All())
         records.push_back(record);
     return records;
+}
+
+int64_t Store::Bytes() const
+{
+    const std::lock_guard lock(m_Mutex);
+    return m_Records.Bytes();
 }
 
 std::string Store::PathOf(int id) const
 {
     const std::lock_guard lock(m_Mutex);
-    const auto it = m_Records.find(id);
-    return it == m_Records.end() ? std::string() : PathOf(it->second.name);
+    const auto it = m_Records.All().find(id);
+    return it == m_Records.All().end() ? std::string() : PathOf(it->second.name);
 }
 
 std::string Store::PathOf(const RecordName& name) const
@@ -229,7 +235,7 @@ void Store::Put(Track& track, const Item& item)
     }
     m_Said.clear();
     const std::lock_guard lock(m_Mutex);
-    m_Records[track.id].bytes = track.writer->Bytes();
+    m_Records.SetBytes(track.id, track.writer->Bytes());
     ++m_Counts.pictures;
 }
 
@@ -251,7 +257,7 @@ void Store::Begin(Track& track, const Item& item)
     track.begun = track.last = item.at;
     track.flushed = item.at - FLUSH_EVERY;  // the first picture goes to the disk: the record can be read
     const std::lock_guard lock(m_Mutex);
-    m_Records[name.id] = {name, track.writer->Bytes(), true};
+    m_Records.Put({name, track.writer->Bytes(), true});
 }
 
 void Store::End(Track& track)
@@ -268,12 +274,11 @@ void Store::End(Track& track)
     std::error_code error;
     const auto bytes = fs::file_size(path, error);
     const std::lock_guard lock(m_Mutex);
-    StoredRecord& record = m_Records[track.id];
-    record.open = false;
+    m_Records.Close(track.id);
     const uint64_t refused = std::exchange(track.unflushed, 0);
     m_Counts.pictures -= refused;
     m_Counts.leftOut += refused;
-    if (!error) record.bytes = static_cast<int64_t>(bytes);
+    if (!error) m_Records.SetBytes(track.id, static_cast<int64_t>(bytes));
 }
 
 // A channel that nobody watches any more has no further picture that would end its record. Where the disk is
@@ -313,12 +318,8 @@ bool Store::MakeRoom(int64_t bytes)
         int oldest = 0;
         {
             const std::lock_guard lock(m_Mutex);
-            int64_t total = bytes;
-            for (const auto& [id, record] : m_Records) {
-                total += record.bytes;
-                if (oldest == 0 && !record.open) oldest = id;
-            }
-            if (total <= m_Setup.maxBytes) return true;
+            if (m_Records.Bytes() + bytes <= m_Setup.maxBytes) return true;
+            oldest = m_Records.Oldest();
         }
         if (oldest == 0) return false;
         Remove(oldest);
@@ -330,7 +331,7 @@ void Store::Remove(int id)
     std::error_code error;
     fs::remove(PathOf(id), error);
     const std::lock_guard lock(m_Mutex);
-    m_Records.erase(id);  // also when it can't be removed: nothing is gained by trying again and again
+    m_Records.Remove(id);  // also when it can't be removed: nothing is gained by trying again and again
     ++(error ? m_Counts.failures : m_Counts.removed);
 }
 

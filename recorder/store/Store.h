@@ -3,7 +3,6 @@
 #include <condition_variable>
 #include <deque>
 #include <functional>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -13,6 +12,7 @@
 #include "recorder/media/Coded.h"
 #include "recorder/store/RecordFile.h"
 #include "recorder/store/RecordName.h"
+#include "recorder/store/RecordTable.h"
 
 namespace recorder
 {
@@ -24,12 +24,6 @@ struct StoreSetup {
     std::chrono::milliseconds longest{300'000};
     std::chrono::milliseconds gap{2'000};  // without a picture for so long the record ends
     std::function<std::chrono::local_seconds()> clock;
-};
-
-struct StoredRecord {
-    RecordName name;
-    int64_t bytes = 0;
-    bool open = false;  // it is being written
 };
 
 struct StoreCounts {
@@ -68,6 +62,8 @@ class Store
 
     /// Oldest first.
     std::vector<StoredRecord> Records() const;
+    /// Of all records. One that another hand has removed counts until it would make room.
+    int64_t Bytes() const;
     /// Of the record's file; empty when there is no such record.
     std::string PathOf(int id) const;
     StoreCounts Counts() const;
@@ -122,15 +118,15 @@ class Store
 
     mutable std::mutex m_Mutex;  // a leaf
     std::condition_variable m_Changed;
-    std::deque<Item> m_Queue;               // guarded
-    size_t m_Queued = 0;                    // guarded; bytes
-    std::vector<bool> m_NeedsKey;           // guarded; by channel: a picture was left out
-    std::map<int, StoredRecord> m_Records;  // guarded; by id
-    StoreCounts m_Counts;                   // guarded
-    uint64_t m_SyncsAsked = 0;              // guarded; calls of Sync
-    uint64_t m_SyncsDone = 0;               // guarded; those for which all is written that was given before
-    bool m_Finished = false;                // guarded; nothing is taken any more
-    bool m_End = false;                     // guarded
+    std::deque<Item> m_Queue;      // guarded
+    size_t m_Queued = 0;           // guarded; bytes
+    std::vector<bool> m_NeedsKey;  // guarded; by channel: a picture was left out
+    RecordTable m_Records;         // guarded
+    StoreCounts m_Counts;          // guarded
+    uint64_t m_SyncsAsked = 0;     // guarded; calls of Sync
+    uint64_t m_SyncsDone = 0;      // guarded; those for which all is written that was given before
+    bool m_Finished = false;       // guarded; nothing is taken any more
+    bool m_End = false;            // guarded
 
     std::thread m_Thread;
 };

@@ -2,13 +2,19 @@
 
 #include "recorder/server/OutputFile.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <iterator>
 #include <stdexcept>
 #include <string>
+#include <thread>
 
 #include "tests/support/file_limit.h"
 #include "tests/support/test_folder.h"
@@ -116,6 +122,25 @@ TEST(OutputFileTest, ADeviceIsWrittenStraightAndStays)
     EXPECT_TRUE(fs::is_character_file("/dev/full"));
     WriteWhole("/dev/null", "x");
     EXPECT_TRUE(fs::is_character_file("/dev/null"));
+}
+
+TEST(OutputFileTest, AReaderThatGoesFailsTheWriteAlone)
+{
+    const CTestFolder folder;
+    const std::string path = folder.Path("pipe");
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    const auto former = std::signal(SIGPIPE, SIG_IGN);  // as the program has it
+    const int reader = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_GE(reader, 0);
+    std::thread going([reader] {
+        pollfd readable{reader, POLLIN, 0};
+        poll(&readable, 1, -1);
+        close(reader);
+    });
+    EXPECT_THROW(WriteWhole(path, std::string(8 << 20, 'x')), std::runtime_error);
+    going.join();
+    EXPECT_TRUE(fs::is_fifo(path));
+    std::signal(SIGPIPE, former);
 }
 
 TEST(OutputFileTest, AWriteThatFailsHalfWayLeavesWhatWasThere)

@@ -2,11 +2,13 @@
 
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <deque>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <nlohmann/json.hpp>
+#include <thread>
 
 #include "recorder/scene/Mark.h"
 #include "recorder/store/Store.h"
@@ -213,6 +215,33 @@ TEST_F(PlaybackTest, TheListOfAFolderThatIsNotThereIsAFailure)
     EXPECT_EQ(RunRecorder(parsed.options), 1);
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
                 testing::HasSubstr("can't read the records of " + store + ": No such file"));
+}
+
+// Its place is another's by then.
+TEST_F(PlaybackTest, AClientThatTakesNothingIsDroppedAfterTheTimeOfTheOption)
+{
+    constexpr TimeUs LIMIT = 8 * SECOND;  // the option's default is more
+    std::filesystem::create_directories(store);
+    {
+        const Bytes picture(100'000, 1);
+        const RecordName name{1, 0, std::chrono::local_days(std::chrono::year(2026) / 11 / 22)};
+        RecordWriter writer(store + "/" + FileNameOf(name), {176, 144}, picture);
+        for (int i = 0; i < 200; ++i)  // more than the system's buffers hold
+            writer.Write(picture, std::chrono::milliseconds(i), i == 0);
+    }
+    CRunning running(Arguments({"--clients", "1", "--drop-after", "0.3"}));
+    CConnection late(running.GetServer().DataAt());
+    late.Ask(2, 0, 1);
+    ASSERT_EQ(late.Receive(STREAM_REPLY_BYTES), REPLY);
+    const TimeUs begun = Now();
+    bool dropped = false;
+    while (!dropped && Now() - begun < LIMIT) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        CConnection next(running.GetServer().DataAt());
+        next.Ask(1, 0);
+        dropped = next.Receive(STREAM_REPLY_BYTES) == REPLY;
+    }
+    EXPECT_TRUE(dropped);
 }
 
 }  // namespace

@@ -212,6 +212,109 @@ TEST_F(StoreTest, TheOldestMakeRoomAndTheBoundHolds)
     EXPECT_EQ(store.Records().size(), ListRecords(setup.folder).size());
 }
 
+TEST_F(StoreTest, TheBoundHoldsWithEachLargePicture)
+{
+    auto large = std::make_shared<Coded>(*Group()[0]);
+    large->bytes.resize(100'000);
+    StoreSetup setup = Setup();
+    setup.maxBytes = 1 << 20;
+    Store store(setup);
+    for (int i = 0; i < 40; ++i, m_At += 40ms) {
+        store.Keep(0, large, m_At);
+        store.Sync();
+        EXPECT_LE(BytesOnDisk(), setup.maxBytes) << i;
+    }
+    EXPECT_EQ(store.Counts().pictures, 40U);
+    EXPECT_GT(store.Counts().removed, 0U);
+}
+
+TEST_F(StoreTest, ARecordThatIsBeingWrittenMakesNoRoomThoughItIsTheOldest)
+{
+    StoreSetup setup = Setup(2);
+    setup.maxBytes = 512 << 10;
+    setup.gap = 1h;
+    Store store(setup);
+    Keep(store, 1, 0);
+    for (int i = 0; i < 60; ++i) {
+        Keep(store, 1, 1);
+        store.Sync();
+    }
+    store.Keep(0, Group()[1], m_At);
+    store.Sync();
+    EXPECT_GT(store.Counts().removed, 0U);
+    ASSERT_FALSE(store.PathOf(1).empty());
+    EXPECT_THAT(Read(store.PathOf(1)), SizeIs(26));
+}
+
+TEST_F(StoreTest, ItsBytesAreThoseOfTheFolder)
+{
+    StoreSetup setup = Setup(2);
+    setup.maxBytes = 512 << 10;
+    const auto listed = [](const Store& store) {
+        int64_t bytes = 0;
+        for (const StoredRecord& record : store.Records())
+            bytes += record.bytes;
+        return bytes;
+    };
+    {
+        Store store(setup);
+        for (int round = 0; round < 30; ++round) {
+            Keep(store, 2, 0);
+            Keep(store, 1, 1);
+            store.Sync();
+            EXPECT_EQ(store.Bytes(), listed(store)) << "more is taken for those that are being written";
+            m_At += 3s;
+            for (const int channel : {0, 1})
+                store.Keep(channel, Group()[1], m_At);  // after the gap: no key picture, so it begins no record
+            store.Sync();
+            EXPECT_EQ(store.Bytes(), BytesOnDisk());
+            EXPECT_EQ(store.Bytes(), listed(store));
+        }
+        EXPECT_GT(store.Counts().removed, 0U);
+    }
+    m_Folder.Write("store/000999999-ch01-20261122-065500.mkv", "");  // as a crash leaves it
+    const int64_t former = BytesOnDisk();
+    setup.maxBytes = former / 2;
+    Store store(setup);
+    EXPECT_EQ(store.Bytes(), former);
+    store.Shrink();
+    EXPECT_EQ(store.Bytes(), BytesOnDisk());
+    EXPECT_LE(store.Bytes(), setup.maxBytes);
+}
+
+// As when somebody has put two folders together.
+TEST_F(StoreTest, OfTwoRecordsOfOneNumberOneCounts)
+{
+    m_Folder.Write("store/000000001-ch01-20261122-065500.mkv", "some");
+    m_Folder.Write("store/000000001-ch02-20261122-065500.mkv", "more");
+    const Store store(Setup());
+    ASSERT_THAT(store.Records(), SizeIs(1));
+    EXPECT_EQ(store.Bytes(), 4);
+}
+
+// It counts until its turn to make room comes, as it stands in the list.
+TEST_F(StoreTest, ARecordThatAnotherHandRemovedCountsUntilItWouldMakeRoom)
+{
+    {
+        Store store(Setup());
+        for (int i = 0; i < 4; ++i, m_At += 3s)
+            Keep(store, 1);
+    }
+    const auto before = ListRecords(m_Folder.Path("store"));
+    ASSERT_THAT(before, SizeIs(4));
+    StoreSetup setup = Setup();
+    setup.maxBytes = before[2].bytes + before[3].bytes;
+    Store store(setup);
+    std::filesystem::remove(store.PathOf(1));
+    EXPECT_THAT(store.Records(), SizeIs(4));
+    EXPECT_EQ(store.Bytes(), BytesOnDisk() + before[0].bytes);
+    store.Shrink();
+    EXPECT_THAT(store.Records(), SizeIs(2));
+    EXPECT_EQ(store.Bytes(), BytesOnDisk());
+    EXPECT_EQ(store.Counts().removed, 2U);
+    EXPECT_EQ(store.Counts().failures, 0U);
+}
+
 TEST_F(StoreTest, WhatIsTooMuchAtTheStartGoes)
 {
     {
