@@ -1,6 +1,7 @@
 #include "recorder/h264/Subset.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "recorder/h264/AnnexB.h"
 #include "recorder/h264/Macroblocks.h"
@@ -141,9 +142,11 @@ void Subset::CheckSlice(std::span<const uint8_t> unit, Checked& checked)
         // In this order: the picture that is missing may be the IDR one that the sets belong to.
         CheckOrder(slice, set);
         // A client has what came with the latest IDR picture.
-        if (sets != m_SetsInUse) throw Outside("its parameter sets change between IDR pictures");
+        if (sets != m_SetsInUse) Doubt("its parameter sets change between IDR pictures");
     }
     ReadMacroblocks(bits, slice, set, picture->second.picture.cabac);
+    // A whole group lies between this one and the IDR picture before.
+    if (idr && m_Awaits == EAwaits::Nothing) m_Doubted = false;
     m_Before = slice;
     m_Awaits = EAwaits::Nothing;
     checked.key = idr;
@@ -158,7 +161,15 @@ void Subset::CheckOrder(const SliceHeader& slice, const SequenceSet& sequence)
     if (sequence.orderType != 0) return;
     const uint32_t orders = 1U << sequence.orderBits;
     const uint32_t step = (slice.order - m_Before->order) % orders;
-    if (step == 0 || step >= orders / 2) throw Outside("it shows pictures in another order");
+    if (step == 0 || step >= orders / 2) Doubt("it shows pictures in another order");
+}
+
+// Of what pictures are to each other: lost ones may look like it, when as many are lost as the numbers go round
+// with, but hardly again and again.
+void Subset::Doubt(const char* why)
+{
+    if (std::exchange(m_Doubted, true)) throw Outside(why);
+    throw Damaged(why);
 }
 
 }  // namespace recorder::h264

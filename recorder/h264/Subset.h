@@ -54,6 +54,7 @@ class Subset
     bool TakeSet(std::span<const uint8_t> unit);
     void CheckSlice(std::span<const uint8_t> unit, Checked& checked);
     void CheckOrder(const SliceHeader& slice, const SequenceSet& sequence);
+    [[noreturn]] void Doubt(const char* why);
 
     int m_Width;
     int m_Height;
@@ -62,6 +63,7 @@ class Subset
     std::map<uint32_t, Stored> m_Pictures;
     // The first IDR picture, or the next one behind damage.
     enum class EAwaits { Nothing, First, Next } m_Awaits = EAwaits::First;
+    bool m_Doubted = false;               // there was a reason to doubt the stream, and no whole group since
     std::optional<SliceHeader> m_Before;  // the picture's before
     std::vector<uint8_t> m_SetsInUse;     // of the latest IDR picture
 };

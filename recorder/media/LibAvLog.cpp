@@ -10,6 +10,7 @@ extern "C" {
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "recorder/media/SourceText.h"
 
@@ -64,25 +65,68 @@ std::string KindOf(const std::string& text)
     return kind;
 }
 
-void Say(void* context, int level, const char* format, va_list arguments)
+void SayOnce(const std::string& line)
 {
-    if (level > AV_LOG_WARNING) return;
-    char line[1024];
-    static thread_local int printPrefix = 1;
-    va_list copy;
-    va_copy(copy, arguments);
-    av_log_format_line2(context, level, format, copy, line, sizeof line, &printPrefix);
-    va_end(copy);
-    std::string text = WithoutSecrets(WithoutAddresses(line));
-    while (!text.empty() && (text.back() == '\n' || text.back() == '\r'))
-        text.pop_back();
-    text = WithoutControls(text);
-
+    const std::string text = WithoutControls(WithoutSecrets(WithoutAddresses(line)));
     static std::mutex mutex;
     static std::set<std::string> said;
     const std::lock_guard lock(mutex);
     if (text.empty() || said.size() >= MOST_KINDS || !said.insert(KindOf(text)).second) return;
     std::fprintf(stderr, "watchwall-recorder: %s\n", text.c_str());
+}
+
+// What the messages of one thread have given of a line: some come in several calls.
+class Line
+{
+  public:
+    ~Line() { End(false); }
+    Line() = default;
+    Line(const Line&) = delete;
+    Line& operator=(const Line&) = delete;
+
+    void Add(void* context, int level, const char* format, va_list arguments)
+    {
+        // Not all messages have an end.
+        if (context != m_Context) End(false);
+        m_Context = context;
+        char part[LONGEST];
+        const int length = av_log_format_line2(context, level, format, arguments, part, sizeof part, &m_Ended);
+        if (!m_Cut) m_Text += part;
+        m_Cut = m_Cut || length >= static_cast<int>(sizeof part) || m_Text.size() > LONGEST;
+        if (m_Ended != 0) End(!m_Cut);
+    }
+
+  private:
+    void End(bool whole)
+    {
+        m_Ended = 1;
+        std::string text = std::exchange(m_Text, {});
+        m_Cut = false;
+        if (text.size() > LONGEST) text.resize(LONGEST);
+        // The '@' that shows what a password is may be cut off; "://" may be a part of it.
+        const size_t url = text.find(SCHEME_END);
+        if (!whole && url != std::string::npos) text.resize(url + SCHEME_END.size());
+        while (!text.empty() && (text.back() == '\n' || text.back() == '\r'))
+            text.pop_back();
+        SayOnce(text);
+    }
+
+    static constexpr size_t LONGEST = 1024;
+    static constexpr std::string_view SCHEME_END = "://";
+    std::string m_Text;
+    void* m_Context = nullptr;
+    int m_Ended = 1;  // as libav tells it, and uses it to begin a line
+    bool m_Cut = false;
+};
+
+void Say(void* context, int level, const char* format, va_list arguments)
+{
+    if (level > AV_LOG_WARNING) return;
+    static thread_local Line line;
+    va_list copy;
+    va_copy(copy, arguments);
+    line.Add(context, level, format, copy);
+    va_end(copy);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "recorder/h264/AnnexB.h"
+#include "recorder/media/CodecStream.h"
 #include "recorder/media/PassThrough.h"
 #include "tests/recorder/media_support.h"
 
@@ -88,6 +89,39 @@ TEST(PacketCheckTest, AnotherCodecIsOutside)
         EXPECT_EQ(checked.result, h264::Checked::EResult::Outside);
         EXPECT_EQ(checked.why, "it is not H.264");
     }
+}
+
+// Whatever passes may get a checksum, and clients take no more than so much at once.
+TEST(PacketCheckTest, WhatPassesIsSmallEnoughWithItsChecksumToo)
+{
+    const AccessUnits stream = EncodeH264("annexb=1", 1);
+    const auto units = SplitUnits(stream[0]);
+    // A sequence set may end in anything.
+    const auto make = [&](size_t bytes) {
+        std::vector<uint8_t> accessUnit;
+        std::vector<uint8_t> rest;
+        for (const auto unit : units) {
+            if (UnitType(unit) == EUnit::Sei) continue;
+            AppendUnit(UnitType(unit) == EUnit::SequenceSet ? accessUnit : rest, unit[0], Unescape(unit));
+        }
+        accessUnit.resize(bytes - rest.size(), 0xFF);
+        accessUnit.insert(accessUnit.end(), rest.begin(), rest.end());
+        return accessUnit;
+    };
+    PacketCheck check(*ParametersOf(AV_CODEC_ID_H264), H264_TEST_WIDTH, H264_TEST_HEIGHT);
+    size_t largest = 0;
+    for (size_t bytes = MAX_H264_BYTES - 160; bytes <= MAX_H264_BYTES + 8; bytes += 8) {
+        const h264::Checked checked = Check(check, make(bytes));
+        if (checked.result != h264::Checked::EResult::Passes) {
+            EXPECT_EQ(checked.why, "it has pictures that are too large") << bytes;
+            continue;
+        }
+        largest = checked.bytes.size();
+        EXPECT_EQ(largest, bytes);
+        for (const EChecksum checksum : {EChecksum::Sixteen, EChecksum::ThirtyTwo})
+            EXPECT_LE(WithChecksum(checked.bytes, checksum).size(), MAX_H264_BYTES) << bytes;
+    }
+    EXPECT_GE(largest, MAX_H264_BYTES - 160);
 }
 
 }  // namespace

@@ -2,6 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <functional>
+#include <thread>
+
 extern "C" {
 #include <libavutil/log.h>
 }
@@ -84,6 +87,73 @@ TEST(LibAvLogTest, ControlCharactersOfAWarningAreReplaced)
            "31m by \xC3\xBC\n");
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "watchwall-recorder: refused: ?[31m? ?31m ?31m by \xC3\xBC\n");
+}
+
+// What is said on a thread of its own, to its end.
+std::string SaidBy(const std::function<void()>& speak)
+{
+    SayLibAvWarningsOnce();
+    testing::internal::CaptureStderr();
+    std::thread(speak).join();
+    return testing::internal::GetCapturedStderr();
+}
+
+TEST(LibAvLogTest, ALineThatComesInSeveralCallsIsOne)
+{
+    EXPECT_EQ(SaidBy([] {
+                  av_log(nullptr, AV_LOG_WARNING, "Packet bent (stream = %d)", 0);
+                  std::thread([] { av_log(nullptr, AV_LOG_WARNING, "meanwhile\n"); }).join();
+                  av_log(nullptr, AV_LOG_WARNING, ".\n");
+                  av_log(nullptr, AV_LOG_WARNING, "the next\n");
+                  av_log(nullptr, AV_LOG_WARNING, "Packet bent (stream = %d)", 1);
+                  av_log(nullptr, AV_LOG_WARNING, ".\n");
+                  av_log(nullptr, AV_LOG_WARNING, ".\n");
+              }),
+              "watchwall-recorder: meanwhile\n"
+              "watchwall-recorder: Packet bent (stream = 0).\n"
+              "watchwall-recorder: the next\n"
+              "watchwall-recorder: .\n");
+}
+
+TEST(LibAvLogTest, APasswordInTwoCallsIsCutOut)
+{
+    EXPECT_EQ(SaidBy([] {
+                  av_log(nullptr, AV_LOG_WARNING, "halves of rtsp://me:sec");
+                  av_log(nullptr, AV_LOG_WARNING, "ret@camera/a\n");
+              }),
+              "watchwall-recorder: halves of rtsp://camera/a\n");
+}
+
+// Some messages forget their end.
+TEST(LibAvLogTest, ALineEndsWithItsThreadAndWhereAnotherSpeaks)
+{
+    AVClass kind{};
+    kind.item_name = [](void*) { return "other"; };
+    const AVClass* other = &kind;
+    EXPECT_EQ(SaidBy([&] {
+                  av_log(nullptr, AV_LOG_WARNING, "without an end");
+                  av_log(&other, AV_LOG_WARNING, "mine\n");
+                  av_log(&other, AV_LOG_WARNING, "the last of rtsp://me:sec");
+              }),
+              "watchwall-recorder: without an end\n"
+              "watchwall-recorder: [other] mine\n"
+              "watchwall-recorder: [other] the last of rtsp://\n");
+}
+
+TEST(LibAvLogTest, ALongLineIsCutAndNoPasswordShownByThat)
+{
+    const std::string words(900, 'w');
+    const auto part = [](const std::string& text) { av_log(nullptr, AV_LOG_WARNING, "%s", text.c_str()); };
+    EXPECT_EQ(SaidBy([&] {
+                  part("one " + words + " rtsp://me:s://" + std::string(200, 's') + "@camera/a\n");
+                  part("two " + words + " rtsp://me:" + std::string(50, 's'));
+                  part(std::string(100, 's'));
+                  part("secret@camera/a\n");
+                  part("three " + words + words + "\n");
+              }),
+              "watchwall-recorder: one " + words + " rtsp://\n" +      //
+                  "watchwall-recorder: two " + words + " rtsp://\n" +  //
+                  "watchwall-recorder: three " + words + std::string(117, 'w') + "\n");
 }
 
 }  // namespace
