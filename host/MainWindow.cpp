@@ -40,7 +40,7 @@ class CMainWindow::CFrame : public QWidget
   protected:
     void resizeEvent(QResizeEvent*) override
     {
-        if (m_Window.m_Control) m_Window.m_Control->SetBounds(0, 0, width(), height());
+        if (m_Window.m_pControl) m_Window.m_pControl->SetBounds(0, 0, width(), height());
     }
 
   private:
@@ -59,40 +59,40 @@ CMainWindow::CMainWindow() : m_pSite(new CControlSite), m_pFrame(new CFrame(*thi
 
 CMainWindow::~CMainWindow()
 {
-    if (m_Control) {
-        m_Control->DestroyControlWindow();
-        m_Control->SetClientSite(nullptr);
+    if (m_pControl) {
+        m_pControl->DestroyControlWindow();
+        m_pControl->SetClientSite(nullptr);
         CComPtr<IControlMessages> hasMessages;
-        if (SUCCEEDED(hasMessages.Query(*m_Control))) hasMessages->SetMessageSink(nullptr);
-        m_Control.Reset();
+        if (SUCCEEDED(hasMessages.Query(*m_pControl))) hasMessages->SetMessageSink(nullptr);
+        m_pControl.Reset();
     }
     m_pSite->Release();
 }
 
 bool CMainWindow::Embed(CComPtr<IControlWindow> control, const QString& profile, IMessageSink* messages)
 {
-    m_Control = std::move(control);
+    m_pControl = std::move(control);
     CComPtr<IControlMessages> hasMessages;
-    if (messages != nullptr && SUCCEEDED(hasMessages.Query(*m_Control))) hasMessages->SetMessageSink(messages);
+    if (messages != nullptr && SUCCEEDED(hasMessages.Query(*m_pControl))) hasMessages->SetMessageSink(messages);
     CComPtr<IControlProfile> hasProfile;
-    if (profile == QLatin1String("operator") && SUCCEEDED(hasProfile.Query(*m_Control)))
+    if (profile == QLatin1String("operator") && SUCCEEDED(hasProfile.Query(*m_pControl)))
         hasProfile->SetProfile(profile.toStdString());
-    m_Control->SetClientSite(m_pSite);
-    if (FAILED(m_Control->CreateControlWindow(m_pFrame))) return false;
-    m_Control->SetBounds(0, 0, m_pFrame->width(), m_pFrame->height());
+    m_pControl->SetClientSite(m_pSite);
+    if (FAILED(m_pControl->CreateControlWindow(m_pFrame))) return false;
+    m_pControl->SetBounds(0, 0, m_pFrame->width(), m_pFrame->height());
     return true;
 }
 
 QWidget* CMainWindow::GetControlWidget() const
 {
-    return m_Control ? static_cast<QWidget*>(m_Control->GetControlWindow()) : nullptr;
+    return m_pControl ? static_cast<QWidget*>(m_pControl->GetControlWindow()) : nullptr;
 }
 
 std::vector<ChannelReport> CMainWindow::GetChannels() const
 {
     std::vector<ChannelReport> channels;
     CComPtr<IControlReport> report;
-    if (m_Control && SUCCEEDED(report.Query(*m_Control))) report->GetChannels(channels);
+    if (m_pControl && SUCCEEDED(report.Query(*m_pControl))) report->GetChannels(channels);
     return channels;
 }
 
@@ -100,7 +100,7 @@ std::vector<StationReport> CMainWindow::GetStations() const
 {
     std::vector<StationReport> stations;
     CComPtr<IControlReport> report;
-    if (m_Control && SUCCEEDED(report.Query(*m_Control))) report->GetStations(stations);
+    if (m_pControl && SUCCEEDED(report.Query(*m_pControl))) report->GetStations(stations);
     return stations;
 }
 

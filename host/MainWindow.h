@@ -59,7 +59,7 @@ class CMainWindow : public QMainWindow
     void RestorePlace();
     void SavePlace() const;
 
-    CComPtr<IControlWindow> m_Control;
+    CComPtr<IControlWindow> m_pControl;
     CControlSite* m_pSite;  // one reference is ours
     CFrame* m_pFrame;       // the central widget, which holds the control's window
     std::function<void()> m_ShownHandler;

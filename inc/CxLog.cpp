@@ -104,7 +104,7 @@ struct CxLog::State {
     bool m_bEnded GUARDED_BY(m_csEvents) = false;
 
     CMutex m_csView;  // a leaf lock
-    std::int32_t m_hView GUARDED_BY(m_csView) = 0;
+    std::int32_t m_iView GUARDED_BY(m_csView) = 0;
     Poster m_pPost GUARDED_BY(m_csView) = nullptr;
 
     void Run();
@@ -276,7 +276,7 @@ void CxLog::Enqueue(const char* file, const char* function, std::int32_t line, E
     Poster post = nullptr;
     {
         const CMutexLock lock(state.m_csView);
-        view = state.m_hView;
+        view = state.m_iView;
         post = state.m_pPost;
     }
     if (view != 0 && post != nullptr) {
@@ -299,7 +299,7 @@ void CxLog::Enqueue(const char* file, const char* function, std::int32_t line, E
 void CxLog::SetView(std::int32_t window, Poster post)
 {
     const CMutexLock lock(m_pState->m_csView);
-    m_pState->m_hView = window;
+    m_pState->m_iView = window;
     m_pState->m_pPost = post;
 }
 

@@ -77,7 +77,7 @@ class CD3DSurfaceRender::CD3DSurface : public CSurface
     Objects m_Objects GUARDED_BY(m_csObjects);
 };
 
-CD3DSurfaceRender::CD3DSurfaceRender(SurfaceAdapterFactory open) : m_pOpen(std::move(open)) {}
+CD3DSurfaceRender::CD3DSurfaceRender(SurfaceAdapterFactory open) : m_Open(std::move(open)) {}
 
 CD3DSurfaceRender::~CD3DSurfaceRender()
 {
@@ -136,7 +136,7 @@ bool CD3DSurfaceRender::CreateDevice(CMessages& messages)
         messages.push_back(std::move(text));
         return false;
     };
-    m_pD3D = m_pOpen();
+    m_pD3D = m_Open();
     if (m_pD3D == nullptr) return fail(CLanguage::GetString("IDS_NoDirectX9"));
     DisplayMode mode;
     if (!m_pD3D->GetAdapterDisplayMode(mode)) return fail("GetAdapterDisplayMode failed");

@@ -66,7 +66,7 @@ class CD3DSurfaceRender : public CRender
     std::shared_ptr<ISurfaceDevice> GetDevice() const;
     void SetDevice(std::shared_ptr<ISurfaceDevice> device);
 
-    const SurfaceAdapterFactory m_pOpen;
+    const SurfaceAdapterFactory m_Open;
     CFrameTurns m_Turns;  // before m_csRender
     CCriticalSection m_csRender;
     CDrawingEnd m_End{m_csRender};

@@ -9,7 +9,7 @@ namespace
 
 // A leaf lock, held for the length of a copy: no settings are destroyed during it.
 constinit CMutex g_csFound;
-constinit const CGlobalSetting* g_Found GUARDED_BY(g_csFound) = nullptr;
+constinit const CGlobalSetting* g_pFound GUARDED_BY(g_csFound) = nullptr;
 
 }  // namespace
 
@@ -18,7 +18,7 @@ CGlobalSetting::CGlobalSetting() : m_szPicPath(GetModuleDirectory() + "snapshot"
 CGlobalSetting::~CGlobalSetting()
 {
     const CMutexLock lock(g_csFound);
-    if (g_Found == this) g_Found = nullptr;
+    if (g_pFound == this) g_pFound = nullptr;
 }
 
 StorageValues CGlobalSetting::GetStorageValues() const
@@ -29,14 +29,14 @@ StorageValues CGlobalSetting::GetStorageValues() const
 std::optional<StorageValues> CGlobalSetting::GetFoundValues()
 {
     const CMutexLock lock(g_csFound);
-    if (g_Found == nullptr) return std::nullopt;
-    return g_Found->GetStorageValues();
+    if (g_pFound == nullptr) return std::nullopt;
+    return g_pFound->GetStorageValues();
 }
 
 void CGlobalSetting::SetFound(const CGlobalSetting* setting)
 {
     const CMutexLock lock(g_csFound);
-    g_Found = setting;
+    g_pFound = setting;
 }
 
 DriveSet GetFixedDataDrives(std::uint32_t logicalDrives, const std::string& systemDirectory,

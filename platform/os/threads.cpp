@@ -15,17 +15,17 @@
 #include "platform/os/waiting.h"
 
 struct WAITABLE {
-    bool ended GUARDED_BY(g_WaitLock) = false;
+    bool ended GUARDED_BY(g_csWait) = false;
     // One for the handle, one for the thread while it runs, one for each wait under way.
-    int references GUARDED_BY(g_WaitLock) = 1;
-    std::vector<Waiter*> waiters GUARDED_BY(g_WaitLock);
-    std::thread thread GUARDED_BY(g_WaitLock);
+    int references GUARDED_BY(g_csWait) = 1;
+    std::vector<Waiter*> waiters GUARDED_BY(g_csWait);
+    std::thread thread GUARDED_BY(g_csWait);
 };
 
 namespace
 {
 
-void ReleaseObject(WAITABLE* object) REQUIRES(g_WaitLock)
+void ReleaseObject(WAITABLE* object) REQUIRES(g_csWait)
 {
     if (--object->references == 0) delete object;
 }
@@ -40,7 +40,7 @@ class CThreadEnd final : public IWaitCondition
 {
   public:
     explicit CThreadEnd(const WAITABLE& object) : m_Object(object) {}
-    bool IsMet() override REQUIRES(g_WaitLock) { return m_Object.ended; }
+    bool IsMet() override REQUIRES(g_csWait) { return m_Object.ended; }
 
   private:
     const WAITABLE& m_Object;
@@ -59,7 +59,7 @@ void RunThread(WAITABLE* object, std::function<void()> entry, const std::string&
     // What the entry holds goes, and its windows go, before anyone can see the thread as ended.
     entry = nullptr;
     EndThreadQueue();
-    const CMutexLock lock(g_WaitLock);
+    const CMutexLock lock(g_csWait);
     RemoveModuleThread();  // whoever waited for the thread finds the module released
     object->ended = true;
     for (Waiter* const waiter : object->waiters)
@@ -74,7 +74,7 @@ HANDLE CreateThread(std::function<void()> entry, const char* name)
     constexpr std::size_t LONGEST_NAME = 15;
     auto* const object = new WAITABLE;
     std::string cut = std::string(name == nullptr ? "" : name).substr(0, LONGEST_NAME);
-    const CMutexLock lock(g_WaitLock);
+    const CMutexLock lock(g_csWait);
     ++object->references;
     AddModuleThread();
     try {
@@ -94,7 +94,7 @@ std::uint32_t WaitForSingleObject(HANDLE thread, std::uint32_t timeoutMs)
     Waiter waiter;
     CThreadEnd end(*thread);
     std::thread ended;
-    CWaitHold hold(g_WaitLock);
+    CWaitHold hold(g_csWait);
     ++thread->references;
     thread->waiters.push_back(&waiter);
     const bool met = WaitServing(hold, waiter, end, deadline);
@@ -110,7 +110,7 @@ std::uint32_t WaitForSingleObject(HANDLE thread, std::uint32_t timeoutMs)
 bool CloseHandle(HANDLE thread)
 {
     if (thread == nullptr) return false;
-    const CMutexLock lock(g_WaitLock);
+    const CMutexLock lock(g_csWait);
     if (thread->thread.joinable()) thread->thread.detach();
     ReleaseObject(thread);
     return true;
@@ -128,7 +128,7 @@ void SleepServing(std::uint32_t ms)
     Waiter waiter;
     CNeverMet never;
     const CDeadline deadline = DeadlineIn(ms);
-    CWaitHold hold(g_WaitLock);
+    CWaitHold hold(g_csWait);
     WaitServing(hold, waiter, never, deadline);
 }
 

@@ -14,7 +14,7 @@
 // many; some tens of threads that wait a few times a second don't contend for it. It is a leaf lock, held for a
 // few instructions: no foreign code runs under it.
 
-extern CMutex g_WaitLock;
+extern CMutex g_csWait;
 
 using CWaitHold = CMutexLock;
 using CDeadline = std::optional<std::chrono::steady_clock::time_point>;
@@ -29,14 +29,14 @@ class IWaitCondition
 {
   public:
     virtual ~IWaitCondition() = default;
-    virtual bool IsMet() REQUIRES(g_WaitLock) = 0;
+    virtual bool IsMet() REQUIRES(g_csWait) = 0;
 };
 
 /// Waits with `hold` (which is given free while it blocks or serves) until the condition is met (true) or the
 /// deadline has passed (false; without one it waits indefinitely), serving messages sent to the calling thread.
 /// A deadline in the past still serves one message. Whatever meets the condition has to notify `waiter`.
 bool WaitServing(CWaitHold& hold, Waiter& waiter, IWaitCondition& condition, const CDeadline& deadline)
-    REQUIRES(g_WaitLock);
+    REQUIRES(g_csWait);
 
 /// True when the calling thread may be sent messages, so that its waits have to look for them.
 bool ThreadHasQueue();

@@ -6,7 +6,7 @@
 #include "inc/Mutex.h"
 #include "platform/windows/answering.h"
 
-constinit CMutex g_WaitLock;
+constinit CMutex g_csWait;
 
 namespace
 {
@@ -26,7 +26,7 @@ struct QueueOwner {
 };
 thread_local QueueOwner t_Owner;
 
-void Answer(SentMessage& message, LRESULT result) REQUIRES(g_WaitLock)
+void Answer(SentMessage& message, LRESULT result) REQUIRES(g_csWait)
 {
     message.result = result;
     message.done = true;
@@ -43,7 +43,7 @@ void CMessageQueue::CallWake()
 
 std::unordered_map<HWND, Window>& Windows()
 {
-    ASSERT_HELD(g_WaitLock);
+    ASSERT_HELD(g_csWait);
     static auto& windows = *new std::unordered_map<HWND, Window>;
     return windows;
 }
@@ -77,8 +77,8 @@ void EndThreadQueue()
         queue->wake = nullptr;
     }
     std::vector<Window> gone;  // destroyed after the lock: the procedures may hold anything
-    const CMutexLock lock(g_WaitLock);
-    std::erase_if(Windows(), [&](auto& entry) REQUIRES(g_WaitLock) {
+    const CMutexLock lock(g_csWait);
+    std::erase_if(Windows(), [&](auto& entry) REQUIRES(g_csWait) {
         if (entry.second.queue != queue) return false;
         gone.push_back(std::move(entry.second));
         return true;
@@ -96,9 +96,9 @@ LRESULT CallProcedure(const WNDPROC& procedure, const Message& message) noexcept
 }
 
 bool ServeOneSent(CMessageQueue& queue,
-                  CWaitHold& hold) NO_THREAD_SAFETY_ANALYSIS  // `hold` is g_WaitLock's
+                  CWaitHold& hold) NO_THREAD_SAFETY_ANALYSIS  // `hold` is g_csWait's
 {
-    ASSERT_HELD(g_WaitLock);
+    ASSERT_HELD(g_csWait);
     if (queue.sent.empty()) return false;
     SentMessage* sent = queue.sent.front();
     queue.sent.pop_front();
@@ -123,18 +123,18 @@ bool ServeOneSent(CMessageQueue& queue,
 std::function<void(LRESULT)> AnswerOfServed()
 {
     CMessageQueue* const queue = ThreadQueue();
-    const CMutexLock lock(g_WaitLock);
+    const CMutexLock lock(g_csWait);
     SentMessage** const served = queue == nullptr ? nullptr : queue->served;
     return [served](LRESULT result) {
-        const CMutexLock answering(g_WaitLock);
+        const CMutexLock answering(g_csWait);
         if (served != nullptr && *served != nullptr) Answer(*std::exchange(*served, nullptr), result);
     };
 }
 
 void DropSent(CMessageQueue& queue, HWND window)
 {
-    ASSERT_HELD(g_WaitLock);
-    std::erase_if(queue.sent, [&](SentMessage* message) REQUIRES(g_WaitLock) {
+    ASSERT_HELD(g_csWait);
+    std::erase_if(queue.sent, [&](SentMessage* message) REQUIRES(g_csWait) {
         if (message->message.window != window) return false;
         Answer(*message, 0);
         return true;
@@ -142,13 +142,13 @@ void DropSent(CMessageQueue& queue, HWND window)
 }
 
 bool WaitServing(CWaitHold& hold, Waiter& waiter, IWaitCondition& condition,
-                 const CDeadline& deadline) NO_THREAD_SAFETY_ANALYSIS  // `hold` is g_WaitLock's
+                 const CDeadline& deadline) NO_THREAD_SAFETY_ANALYSIS  // `hold` is g_csWait's
 {
     CMessageQueue* const queue = ThreadQueue();
     Waiter* const outer = queue == nullptr ? nullptr : std::exchange(queue->waiter, &waiter);
     bool met = condition.IsMet();
     bool expired = false;
-    ASSERT_HELD(g_WaitLock);
+    ASSERT_HELD(g_csWait);
     while (!met && !expired) {
         const bool served = queue != nullptr && ServeOneSent(*queue, hold);
         expired = deadline && std::chrono::steady_clock::now() >= *deadline;

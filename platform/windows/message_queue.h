@@ -28,12 +28,12 @@ struct SentMessage {
 
 /// What waits for one thread that owns windows.
 struct CMessageQueue {
-    std::deque<SentMessage*> sent GUARDED_BY(g_WaitLock);
-    std::deque<Message> posted GUARDED_BY(g_WaitLock);
-    Waiter* waiter GUARDED_BY(g_WaitLock) = nullptr;  // the innermost wait of the thread
+    std::deque<SentMessage*> sent GUARDED_BY(g_csWait);
+    std::deque<Message> posted GUARDED_BY(g_csWait);
+    Waiter* waiter GUARDED_BY(g_csWait) = nullptr;  // the innermost wait of the thread
     // The sent message that the thread serves, the innermost one; what it points to is null once it is
     // answered.
-    SentMessage** served GUARDED_BY(g_WaitLock) = nullptr;
+    SentMessage** served GUARDED_BY(g_csWait) = nullptr;
 
     CMutex wakeLock;  // held while wake runs: once it is replaced it is called no more
     std::function<void()> wake GUARDED_BY(wakeLock);
@@ -48,7 +48,7 @@ struct Window {
 };
 
 /// The registry. Lives to process end.
-std::unordered_map<HWND, Window>& Windows() REQUIRES(g_WaitLock);
+std::unordered_map<HWND, Window>& Windows() REQUIRES(g_csWait);
 
 /// The calling thread's queue, made at first use; null on a thread that is past its end (its thread-local
 /// objects are going).
@@ -58,14 +58,14 @@ std::shared_ptr<CMessageQueue> MakeThreadQueue();
 CMessageQueue* ThreadQueue();
 
 /// The backend's ServeUntil; nothing without a backend.
-void ServeToolkitUntil(const std::function<bool()>& ended) EXCLUDES(g_WaitLock);
+void ServeToolkitUntil(const std::function<bool()>& ended) EXCLUDES(g_csWait);
 
 /// Answers one message sent to the calling thread; false when there is none. `hold` is given free while the
 /// window's procedure runs.
-bool ServeOneSent(CMessageQueue& queue, CWaitHold& hold) REQUIRES(g_WaitLock);
+bool ServeOneSent(CMessageQueue& queue, CWaitHold& hold) REQUIRES(g_csWait);
 
 /// Answers every message that was sent to `window` and is still in the queue with 0.
-void DropSent(CMessageQueue& queue, HWND window) REQUIRES(g_WaitLock);
+void DropSent(CMessageQueue& queue, HWND window) REQUIRES(g_csWait);
 
 /// Calls the procedure; nothing may leave it, a sender would never be answered.
-LRESULT CallProcedure(const WNDPROC& procedure, const Message& message) noexcept EXCLUDES(g_WaitLock);
+LRESULT CallProcedure(const WNDPROC& procedure, const Message& message) noexcept EXCLUDES(g_csWait);

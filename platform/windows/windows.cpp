@@ -13,7 +13,7 @@
 namespace
 {
 
-// The last handle that was given away; guarded by g_WaitLock.
+// The last handle that was given away; guarded by g_csWait.
 constinit std::int32_t g_iLastHandle = 0;
 
 constinit std::atomic<IWindowBackend*> g_pBackend = nullptr;
@@ -43,7 +43,7 @@ HWND RegisterWindow(WNDPROC procedure, void* native)
     std::shared_ptr<CMessageQueue> queue = MakeThreadQueue();
     if (queue == nullptr || !procedure) return HWND::Null;
     auto shared = std::make_shared<const WNDPROC>(std::move(procedure));
-    const CMutexLock lock(g_WaitLock);
+    const CMutexLock lock(g_csWait);
     if (g_iLastHandle == std::numeric_limits<std::int32_t>::max()) return HWND::Null;
     const HWND window{++g_iLastHandle};
     Windows().emplace(window, Window{std::move(queue), std::move(shared), native});
@@ -53,7 +53,7 @@ HWND RegisterWindow(WNDPROC procedure, void* native)
 void UnregisterWindow(HWND window)
 {
     Window gone;  // destroyed after the lock: the procedure may hold anything
-    const CMutexLock lock(g_WaitLock);
+    const CMutexLock lock(g_csWait);
     const auto found = Windows().find(window);
     if (found == Windows().end()) return;
     gone = std::move(found->second);
@@ -63,7 +63,7 @@ void UnregisterWindow(HWND window)
 
 void* GetNativeWindow(HWND window)
 {
-    const CMutexLock lock(g_WaitLock);
+    const CMutexLock lock(g_csWait);
     const auto found = Windows().find(window);
     if (found == Windows().end()) return nullptr;
     assert(found->second.queue.get() == ThreadQueue() && "asked on a foreign thread");
@@ -74,7 +74,7 @@ LRESULT SendMessageA(HWND window, std::uint32_t message, WPARAM wParam, LPARAM l
 {
     Waiter waiter;
     SentMessage sent{{window, message, wParam, lParam}, &waiter};
-    CWaitHold hold(g_WaitLock);
+    CWaitHold hold(g_csWait);
     const auto found = Windows().find(window);
     if (found == Windows().end()) return 0;
     const std::shared_ptr<CMessageQueue> queue = found->second.queue;
@@ -99,7 +99,7 @@ bool PostMessageA(HWND window, std::uint32_t message, WPARAM wParam, LPARAM lPar
 {
     std::shared_ptr<CMessageQueue> queue;
     {
-        const CMutexLock lock(g_WaitLock);
+        const CMutexLock lock(g_csWait);
         const auto found = Windows().find(window);
         if (found == Windows().end()) return false;
         queue = found->second.queue;
@@ -114,7 +114,7 @@ int ServeMessages(bool posted)
     CMessageQueue* const queue = ThreadQueue();
     if (queue == nullptr) return 0;
     int served = 0;
-    CWaitHold hold(g_WaitLock);
+    CWaitHold hold(g_csWait);
     if (queue->sent.size() + (posted ? queue->posted.size() : 0) > 1) {
         // The first may have a loop of its own, a message box for one, which is to serve the others.
         hold.Unlock();

@@ -54,6 +54,13 @@ std::vector<std::string> HouseAnd(std::initializer_list<std::string> others)
     return folders;
 }
 
+// A declaration without the locks that guard it.
+std::string WithoutGuards(const std::string& line)
+{
+    static const std::regex guard(R"( (?:PT_)?GUARDED_BY\([^)]*\))");
+    return std::regex_replace(line, guard, "");
+}
+
 // A member, or a variable of a file or a thread, whose tag isn't that of its type. Fields that archives and
 // records name are as those are.
 void CheckTag(const std::string& file, const std::string& line, Faults& faults)
@@ -67,14 +74,22 @@ void CheckTag(const std::string& file, const std::string& line, Faults& faults)
         {"sz", std::regex(R"(.*\b(char|string)\b.*)")},
         {"bs", std::regex(R"(.*\b(bitset|DriveSet)\b.*)")},
         {"cs", std::regex(R"(.*\b(CMutex|CCriticalSection|mutex)\b.*)")},
+        {"h", std::regex(R"(.*\b(HWND|HANDLE|HHOOK|SOCKET)\b.*)")},
+        {"p",
+         std::regex(R"(((?!.*\b(vector|array|deque|map)<.*>$).*(\*|_ptr<|QPointer<|CComPtr<|Pointer\b).*)|)"
+                    R"(.*\b(Exit|SocketStart|ModuleIdle|FolderTest|Poster|codec_report_fn)\b.*|)"
+                    R"(X(IO)?ErrorHandler|Av(CodecContext|Packet))")},
     };
     static const std::set<std::string> named = {"m_bRecordModeAuto"};
     static const std::regex member(
-        R"(^\s*([A-Za-z_][\w:<>,\*& ]*[\w>\*&]) [\*&]*([gmt]_(ul|dw|i|b|str|sz|bs|cs)[A-Z]\w*)\b[^(]*[;{=].*)");
+        R"(^\s*([A-Za-z_][\w:<>,\*& ]*[\w>\*&]) [\*&]*([gmt]_(ul|dw|i|b|str|sz|bs|cs|h|p)[A-Z]\w*)\b[^(]*[;{=].*)");
     std::smatch match;
-    if (!std::regex_match(line, match, member)) return;
+    const std::string declaration = WithoutGuards(line);
+    if (!std::regex_match(declaration, match, member)) return;
     const std::string type = match[1];
-    if (type.starts_with("return") || type == "delete" || named.count(match[2]) != 0) return;
+    if (type.starts_with("return") || type.starts_with("if (") || type == "delete" ||
+        named.count(match[2]) != 0)
+        return;
     if (!std::regex_match(type, types.at(match[3])))
         faults.push_back(file + ": " + type + " " + match[2].str());
 }
@@ -90,8 +105,13 @@ TEST(NamesTest, TagsTellTheTruth)
     CheckTag("a.cpp", "constinit std::size_t g_ulBlocks = 0;", faults);
     CheckTag("a.cpp", "    return m_bCalled && m_bAnswered;", faults);
     CheckTag("a.h", "    int m_csWindows = 0;", faults);
+    CheckTag("a.h", "    std::uint64_t m_ulFailures GUARDED_BY(m_cs) = 0;", faults);
+    CheckTag("a.h", "    std::unique_ptr<File> m_pFile GUARDED_BY(m_cs) PT_GUARDED_BY(m_cs);", faults);
+    CheckTag("a.h", "    std::vector<Row*> m_pRows;", faults);
+    CheckTag("a.h", "    int m_hView = 0;", faults);
     EXPECT_THAT(faults, ElementsAre("a.h: std::uint8_t m_ulCount", "a.cpp: constinit std::size_t g_ulBlocks",
-                                    "a.h: int m_csWindows"))
+                                    "a.h: int m_csWindows", "a.h: std::uint64_t m_ulFailures",
+                                    "a.h: std::vector<Row*> m_pRows", "a.h: int m_hView"))
         << "the alarm rings";
 }
 
@@ -131,10 +151,14 @@ void CheckTagged(const std::string& file, const std::string& line, Faults& fault
 {
     static const std::regex untagged(
         R"(^\s*(?:(?:mutable|static|constinit|inline|const|thread_local) )*)"
-        R"((?:std::atomic<)?(?:std::)?(?:int|int(?:8|16|32|64)_t|uint32_t|bool|string|QString)>?)"
+        R"((?:(?:std::atomic|CRelaxed)<)?(?:(?:std::)?(?:int|int(?:8|16|32|64)_t|uint32_t|bool|string|mutex)|)"
+        R"(QString|CMutex|CCriticalSection|HWND|HANDLE|HHOOK|SOCKET|)"
+        R"([\w:]+\*|(?:std::(?:unique|shared|weak)_ptr|QPointer|CComPtr)<.*>)>?(?: const)?)"
         R"( ([gmt]_[A-Z]\w*)\b[^(]*[;{=].*)");
     std::smatch match;
-    if (std::regex_match(line, match, untagged) && !IsListed(match[1])) faults.push_back(file + ": " + line);
+    const std::string declaration = WithoutGuards(line);
+    if (std::regex_match(declaration, match, untagged) && !IsListed(match[1]))
+        faults.push_back(file + ": " + line);
 }
 
 TEST(NamesTest, WhatHasATagBearsIt)
@@ -145,8 +169,16 @@ TEST(NamesTest, WhatHasATagBearsIt)
     CheckTagged("a.cpp", "constinit std::atomic<bool> g_Ended = false;", faults);
     CheckTagged("a.h", "    std::uint64_t m_Count = 0;", faults);
     CheckTagged("a.h", "    std::int32_t m_iCount = 0;", faults);
-    EXPECT_THAT(faults, ElementsAre("a.h:     std::uint32_t m_Count = 0;",
-                                    "a.cpp: constinit std::atomic<bool> g_Ended = false;"));
+    CheckTagged("a.h", "    bool m_Ended GUARDED_BY(m_cs) = false;", faults);
+    CheckTagged("a.h", "    const Row* m_Row;", faults);
+    CheckTagged("a.h", "    mutable CMutex m_Lock;", faults);
+    CheckTagged("a.h", "    CComPtr<IThing> m_Thing;", faults);
+    CheckTagged("a.h", "    HWND m_hWindow;", faults);
+    EXPECT_THAT(faults,
+                ElementsAre("a.h:     std::uint32_t m_Count = 0;",
+                            "a.cpp: constinit std::atomic<bool> g_Ended = false;",
+                            "a.h:     bool m_Ended GUARDED_BY(m_cs) = false;", "a.h:     const Row* m_Row;",
+                            "a.h:     mutable CMutex m_Lock;", "a.h:     CComPtr<IThing> m_Thing;"));
 }
 
 // A class of the house that is neither one with a C nor an interface.

@@ -98,17 +98,17 @@ class DialogTest : public testing::Test
     void SetUp() override
     {
         ASSERT_TRUE(StartQtPlatform());
-        m_pFormer = SetDebugListener([this](std::string_view text) { m_strDebug += text; });
+        m_Former = SetDebugListener([this](std::string_view text) { m_strDebug += text; });
     }
     void TearDown() override
     {
-        SetDebugListener(m_pFormer);
+        SetDebugListener(m_Former);
         StopQtPlatform();
     }
 
     QWidget m_Parent;
     std::string m_strDebug;
-    CDebugListener m_pFormer;
+    CDebugListener m_Former;
 };
 
 TEST_F(DialogTest, TheWindowIsMadeFromItsTemplateInOrder)

@@ -183,7 +183,7 @@ TEST_F(WindowBackend, WhatWasSentTogetherWithTheRequestForABoxIsServedWhileItSta
     const std::shared_ptr<CMessageQueue> queue = MakeThreadQueue();
     const auto awaitSent = [&queue](std::size_t count) {
         for (;;) {
-            const CMutexLock lock(g_WaitLock);
+            const CMutexLock lock(g_csWait);
             if (queue->sent.size() == count) return;
         }
     };

@@ -56,18 +56,18 @@ class SkinTest : public testing::Test
   protected:
     void SetUp() override
     {
-        m_pFormer = SetDebugListener([this](std::string_view text) { m_strDebug += text; });
+        m_Former = SetDebugListener([this](std::string_view text) { m_strDebug += text; });
         ASSERT_NE(StartSkin(&MODULE, 0, 0), 0);
         ASSERT_NE(LoadSkin(SystemPath(DeliveredThemePath())), 0) << m_strDebug;
     }
     void TearDown() override
     {
         StopSkin();
-        SetDebugListener(m_pFormer);
+        SetDebugListener(m_Former);
     }
 
     std::string m_strDebug;
-    CDebugListener m_pFormer;
+    CDebugListener m_Former;
 };
 
 TEST(SkinStart, NeedsAModuleAndHappensOnce)

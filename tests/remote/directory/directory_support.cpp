@@ -10,11 +10,11 @@
 
 CScriptedDirectory::CScriptedDirectory(Script script) : m_Script(std::move(script))
 {
-    m_hSocket = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    m_iSocket = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in address = MakeAddress("127.0.0.1", 0);
     socklen_t size = sizeof address;
-    if (bind(m_hSocket, reinterpret_cast<sockaddr*>(&address), size) != 0 || listen(m_hSocket, 5) != 0 ||
-        getsockname(m_hSocket, reinterpret_cast<sockaddr*>(&address), &size) != 0)
+    if (bind(m_iSocket, reinterpret_cast<sockaddr*>(&address), size) != 0 || listen(m_iSocket, 5) != 0 ||
+        getsockname(m_iSocket, reinterpret_cast<sockaddr*>(&address), &size) != 0)
         throw std::runtime_error("no socket for a scripted directory");
     m_Endpoints.directoryPort = ntohs(address.sin_port);
     m_Thread = std::thread([this] { Run(); });
@@ -29,9 +29,9 @@ CScriptedDirectory::CScriptedDirectory(const std::string& reply)
 
 CScriptedDirectory::~CScriptedDirectory()
 {
-    shutdown(m_hSocket, SHUT_RDWR);
+    shutdown(m_iSocket, SHUT_RDWR);
     m_Thread.join();
-    close(m_hSocket);
+    close(m_iSocket);
 }
 
 std::string CScriptedDirectory::Question() const
@@ -43,7 +43,7 @@ std::string CScriptedDirectory::Question() const
 void CScriptedDirectory::Run()
 {
     for (;;) {
-        const int connection = accept4(m_hSocket, nullptr, nullptr, SOCK_CLOEXEC);
+        const int connection = accept4(m_iSocket, nullptr, nullptr, SOCK_CLOEXEC);
         if (connection < 0) return;
         char question[4096];
         const ssize_t count = recv(connection, question, sizeof question, 0);

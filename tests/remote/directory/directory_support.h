@@ -29,7 +29,7 @@ class CScriptedDirectory
     void Run();
 
     const Script m_Script;
-    int m_hSocket = -1;
+    int m_iSocket = -1;
     mutable std::mutex m_cs;
     std::string m_strQuestion;  // guarded by m_cs
     std::thread m_Thread;

@@ -26,18 +26,18 @@ class CNobody
     {
         sockaddr_in address = MakeAddress("127.0.0.1", 0);
         socklen_t size = sizeof address;
-        bind(m_hReserved, reinterpret_cast<sockaddr*>(&address), size);
-        getsockname(m_hReserved, reinterpret_cast<sockaddr*>(&address), &size);
+        bind(m_iReserved, reinterpret_cast<sockaddr*>(&address), size);
+        getsockname(m_iReserved, reinterpret_cast<sockaddr*>(&address), &size);
         m_Endpoints.directoryPort = ntohs(address.sin_port);
     }
-    ~CNobody() { close(m_hReserved); }
+    ~CNobody() { close(m_iReserved); }
     CNobody(const CNobody&) = delete;
     CNobody& operator=(const CNobody&) = delete;
 
     Endpoints m_Endpoints;
 
   private:
-    const int m_hReserved = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int m_iReserved = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
 };
 
 /// What a directory does that breaks the connection off instead of answering.

@@ -49,11 +49,11 @@ std::string NameOf(const Bytes& datagram)
 
 CScriptedPeer::CScriptedPeer(const char* host, Script script) : m_strHost(host), m_Script(std::move(script))
 {
-    m_hSocket = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    m_iSocket = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     sockaddr_in address = MakeAddress(host, 0);
     socklen_t size = sizeof address;
-    if (m_hSocket < 0 || bind(m_hSocket, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
-        getsockname(m_hSocket, reinterpret_cast<sockaddr*>(&address), &size) != 0)
+    if (m_iSocket < 0 || bind(m_iSocket, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
+        getsockname(m_iSocket, reinterpret_cast<sockaddr*>(&address), &size) != 0)
         throw std::runtime_error("no socket for a scripted peer");
     m_Port = ntohs(address.sin_port);
     m_Thread = std::thread([this] { Run(); });
@@ -62,9 +62,9 @@ CScriptedPeer::CScriptedPeer(const char* host, Script script) : m_strHost(host),
 CScriptedPeer::~CScriptedPeer()
 {
     m_bExit = true;
-    shutdown(m_hSocket, SHUT_RDWR);
+    shutdown(m_iSocket, SHUT_RDWR);
     m_Thread.join();
-    close(m_hSocket);
+    close(m_iSocket);
 }
 
 sockaddr_in CScriptedPeer::Address() const
@@ -74,7 +74,7 @@ sockaddr_in CScriptedPeer::Address() const
 
 void CScriptedPeer::Send(std::span<const std::uint8_t> datagram, const sockaddr_in& to)
 {
-    sendto(m_hSocket, datagram.data(), datagram.size(), MSG_NOSIGNAL, reinterpret_cast<const sockaddr*>(&to),
+    sendto(m_iSocket, datagram.data(), datagram.size(), MSG_NOSIGNAL, reinterpret_cast<const sockaddr*>(&to),
            sizeof to);
 }
 
@@ -85,7 +85,7 @@ void CScriptedPeer::Run()
         sockaddr_in from{};
         socklen_t size = sizeof from;
         const ssize_t count =
-            recvfrom(m_hSocket, buffer.data(), buffer.size(), 0, reinterpret_cast<sockaddr*>(&from), &size);
+            recvfrom(m_iSocket, buffer.data(), buffer.size(), 0, reinterpret_cast<sockaddr*>(&from), &size);
         if (m_bExit) return;
         if (count < 0) continue;
         const Bytes datagram(buffer.begin(), buffer.begin() + count);

@@ -58,7 +58,7 @@ class CScriptedPeer
 
     const std::string m_strHost;
     const Script m_Script;
-    int m_hSocket = -1;
+    int m_iSocket = -1;
     std::uint16_t m_Port = 0;
     mutable std::mutex m_cs;
     std::condition_variable m_Arrived;
