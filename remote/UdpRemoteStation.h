@@ -25,7 +25,8 @@ class CUdpRemoteStation final : public CRemoteStation
     ~CUdpRemoteStation() override;
 
     /// Asks for net id and channel count, then starts the session. False when the directory can't be reached;
-    /// true otherwise, whatever became of the session. The ports aren't used. Blocks up to half a minute; the
+    /// true otherwise, whatever became of the session. The ports aren't used. Blocks for as long as connecting
+    /// to the directory takes, up to half a minute for its reply, and then as the session's start does; the
     /// panels' thread is served as RunServing says.
     bool Connect(const std::string& address, std::int32_t controlPort, std::int32_t dataPort) override;
 

@@ -40,7 +40,8 @@ class CP2PSession : public CMyP2P
     ~CP2PSession() override;
 
     /// Opens the socket, registers under `name` and fetches the user list; the connected flag is set on full
-    /// success only. A failure goes to the debugger output. Owner's thread; blocks up to half a minute.
+    /// success only. A failure goes to the debugger output. Owner's thread; blocks up to half a minute, longer
+    /// while the server's name is looked up or its list still grows.
     void Start(const std::string& name);
 
     /// Clears the connected flag, ends every wait of every thread and stops the client. Owner's thread.
