@@ -18,9 +18,9 @@ namespace
 
 constexpr const char* DESCRIPTION =
     "The far side of Watchwall: a directory, a rendezvous and a recorder whose channels\n"
-    "stream MPEG-4 to clients that punch their way to it, MPEG-4 and H.264 to those that connect, and what it "
-    "kept. Without options it serves four\n"
-    "drawn scenes on the loopback address. Channels are counted from 1 here.";
+    "stream MPEG-4 to clients that punch their way to it, MPEG-4 and H.264 to those that\n"
+    "connect, and what it kept. Without options it serves four drawn scenes on the loopback\n"
+    "address. Channels are counted from 1 here.";
 
 // "0.0.0.0" to "255.255.255.255"
 bool ParseAddress(const std::string& text, uint32_t& address)
