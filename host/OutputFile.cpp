@@ -1,16 +1,22 @@
 #include "host/OutputFile.h"
 
 #include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
+#include <cerrno>
 #include <optional>
+#include <system_error>
 
 namespace
 {
 
-constexpr int MOST_LINKS = 40;  // the system follows no more of them
+constexpr int MOST_LINKS = 40;      // the system follows no more of them
+constexpr int MOST_WAIT_MS = 5000;  // for a reader that takes nothing
 // Without a buffer, from which a full disk would be noticed too late.
 constexpr auto WRITE = QIODevice::WriteOnly | QIODevice::Unbuffered;
 
@@ -34,12 +40,57 @@ bool IsNoFile(const QString& path)
     return info.exists() && !info.isDir() && (!info.isFile() || Descriptor(path));
 }
 
-// A file that is open already is written on where whoever has it open is; opened anew it would be emptied.
-bool OpenDevice(QFile& device)
+// A file that is open already is written on where whoever has it open is; opened anew it would be emptied. What
+// is no file doesn't wait to be opened or written, as a pipe without a reader would for good. -1 with the
+// system's reason.
+int OpenDevice(const QString& path)
 {
-    const std::optional<int> descriptor = Descriptor(device.fileName());
-    if (!descriptor || !QFileInfo(device.fileName()).isFile()) return device.open(WRITE);
-    return device.open(::fcntl(*descriptor, F_DUPFD_CLOEXEC, 0), WRITE, QFileDevice::AutoCloseHandle);
+    if (QFileInfo(path).isFile()) return ::fcntl(Descriptor(path).value_or(-1), F_DUPFD_CLOEXEC, 0);
+    return ::open(QFile::encodeName(path).constData(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+}
+
+bool WriteDevice(int device, const QByteArray& content)
+{
+    for (qsizetype written = 0; written < content.size();) {
+        const ssize_t now =
+            ::write(device, content.constData() + written, static_cast<std::size_t>(content.size() - written));
+        if (now > 0) {
+            written += now;
+            continue;
+        }
+        if (now == 0) errno = ENOSPC;
+        pollfd writable{device, POLLOUT, 0};
+        if (errno != EINTR && (errno != EAGAIN || ::poll(&writable, 1, MOST_WAIT_MS) <= 0)) return false;
+    }
+    return true;
+}
+
+// Closing a pipe is its reader's end, so that looking opens none.
+bool CanWriteDevice(const QString& path)
+{
+    const QByteArray name = QFile::encodeName(path);
+    struct stat status {
+    };
+    if (::stat(name.constData(), &status) == 0 && S_ISFIFO(status.st_mode))
+        return ::access(name.constData(), W_OK) == 0;
+    const int device = OpenDevice(path);
+    return device >= 0 && ::close(device) == 0;
+}
+
+bool WriteWholeDevice(const QString& path, const QByteArray& content)
+{
+    const int device = OpenDevice(path);
+    if (device < 0) return false;
+    const bool written = WriteDevice(device, content);
+    const int fault = errno;
+    const bool closed = ::close(device) == 0;
+    if (!written) errno = fault;
+    return written && closed;
+}
+
+QString SystemReason()
+{
+    return QString::fromStdString(std::generic_category().message(errno));
 }
 
 bool WriteAll(QFileDevice& file, const QByteArray& content)
@@ -58,9 +109,8 @@ bool WriteAll(QFileDevice& file, const QByteArray& content)
 bool CanWriteFile(const QString& path, QString& reason)
 {
     if (IsNoFile(path)) {
-        QFile device(path);
-        if (OpenDevice(device)) return true;
-        reason = device.errorString();
+        if (CanWriteDevice(path)) return true;
+        reason = SystemReason();
         return false;
     }
     QSaveFile file(path);
@@ -75,9 +125,8 @@ bool CanWriteFile(const QString& path, QString& reason)
 bool WriteWholeFile(const QString& path, const QByteArray& content, QString& reason)
 {
     if (IsNoFile(path)) {
-        QFile device(path);
-        if (OpenDevice(device) && WriteAll(device, content)) return true;
-        reason = device.errorString();
+        if (WriteWholeDevice(path, content)) return true;
+        reason = SystemReason();
         return false;
     }
     QSaveFile file(path);

@@ -5,7 +5,8 @@
 
 // Files that a run leaves for whoever started it. They appear whole or not at all: a temporary file beside
 // takes the content and then the name. What is no file (a device, a pipe), or is open already (/dev/stdout that
-// a shell led into a file), is written straight.
+// a shell led into a file), is written straight; no reader is waited for to come, and none that takes nothing
+// for long.
 
 /// Whether a file of this name can be made, as far as that can be told before; what was there stays. `reason`
 /// says why not.

@@ -8,8 +8,8 @@
 /// The folder of the loaded activex.ocx, or of the process's executable when none is loaded.
 std::string FindModuleFolder();
 
-/// The absolute path of a file that the loader names as it was asked for: a relative name is by the folder that
-/// was current when this library was loaded.
+/// The absolute path of what the loader, or the environment, names as it was asked for: a relative name is by
+/// the folder that was current when this library was loaded.
 std::string AbsoluteLoadedPath(const std::string& name);
 
 /// The user's folder for the module in `folder`: for what the product writes, and for the user's own versions

@@ -87,10 +87,11 @@ const char* NamedHome()
     return home != nullptr && *home != '\0' ? home : nullptr;
 }
 
+// The environment names a home for the whole process, in which the host may change its folder at any time.
 std::string ModuleFolder()
 {
     const char* const home = NamedHome();
-    return home != nullptr ? AbsoluteFolder(home) : FindModuleFolder();
+    return home != nullptr ? AbsoluteFolder(AbsoluteLoadedPath(PlainHostPath(home))) : FindModuleFolder();
 }
 
 // Each named home has a user's folder of its own, so that none shows what belongs to another: its last name,

@@ -73,6 +73,16 @@ TEST_F(ForeignHostTest, LoadsTheModuleByARelativePathAndChangesItsFolder)
     EXPECT_TRUE(m_strOutput.contains("ready")) << m_strErrors.toStdString();
 }
 
+// As above, for a home that the environment names.
+TEST_F(ForeignHostTest, HasARelativeHomeAndChangesItsFolder)
+{
+    m_Environment.insert("WATCHWALL_HOME", "home");
+    m_Process.setWorkingDirectory(m_Folder.path());
+    StartHost(1, "tidy", true);
+    EXPECT_EQ(End(), 0);
+    EXPECT_TRUE(m_strOutput.contains("ready")) << m_strErrors.toStdString();
+}
+
 // While the process ends: the windows take the controls' along, whose panels stay as they are. Nothing is
 // played, as no window may be deleted before: of its own accord the toolkit crashes in the last ones then.
 TEST_F(ForeignHostTest, HasItsWindowsInStaticStorage)

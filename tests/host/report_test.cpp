@@ -1,4 +1,8 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <QDir>
 #include <QFile>
@@ -7,6 +11,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTemporaryDir>
+#include <thread>
 
 #include "host/OutputFile.h"
 #include "host/Report.h"
@@ -107,6 +112,40 @@ TEST(OutputFileTest, DeviceIsWrittenStraightAndStays)
     EXPECT_EQ(reason, "No space left on device");
     EXPECT_TRUE(WriteWholeFile("/dev/null", "x", reason));
     EXPECT_TRUE(QFile::exists("/dev/full"));
+}
+
+// Its reader takes the first closing for the end; without one an opening that waits would wait for good.
+TEST(OutputFileTest, PipeIsOpenedForItsContentAloneAndWaitsForNoReader)
+{
+    constexpr int CONTENT = 1 << 20;  // more than a pipe holds
+    const QTemporaryDir folder;
+    const QString path = folder.filePath("pipe");
+    ASSERT_EQ(::mkfifo(qPrintable(path), 0600), 0);
+    pollfd pipe{::open(qPrintable(path), O_RDONLY | O_NONBLOCK), POLLIN, 0};
+    ASSERT_GE(pipe.fd, 0);
+    QString reason;
+    EXPECT_TRUE(CanWriteFile(path, reason));
+    ASSERT_EQ(::poll(&pipe, 1, 0), 0) << "nothing, and no end either";
+    QByteArray read;
+    std::thread reader([&] {
+        char block[4096];
+        ssize_t got = 1;
+        while (got > 0 && ::poll(&pipe, 1, -1) == 1) {
+            got = ::read(pipe.fd, block, sizeof block);
+            if (got > 0) read.append(block, got);
+        }
+    });
+    EXPECT_TRUE(WriteWholeFile(path, QByteArray(CONTENT, 'x'), reason)) << reason.toStdString();
+    reader.join();
+    EXPECT_EQ(read.size(), CONTENT);
+    EXPECT_FALSE(WriteWholeFile(path, QByteArray(CONTENT, 'x'), reason))
+        << "which the reader leaves where it is";
+    EXPECT_EQ(reason, "Resource temporarily unavailable");
+    ::close(pipe.fd);
+    EXPECT_FALSE(WriteWholeFile(path, "text", reason));
+    EXPECT_EQ(reason, "No such device or address");
+    ASSERT_EQ(::chmod(qPrintable(path), 0400), 0);
+    EXPECT_EQ(CanWriteFile(path, reason), ::geteuid() == 0) << "root may all";
 }
 
 TEST(OutputFileTest, LinkStaysThoughItsFileIsNotThereYet)

@@ -145,6 +145,23 @@ TEST(ProfileFaults, TheNewFileIsOnTheDiskBeforeItHasItsName)
     EXPECT_EQ(noted.m_strDone, "write sync rename sync ");
 }
 
+// As a stranger may put them into a folder that others write to as well.
+TEST(ProfileFaults, LinksInThePlaceOfTheFilesBesideItLeadNowhere)
+{
+    const CTestFolder folder;
+    const std::string path = folder.System("system.ini");
+    folder.Write("system.ini", OLD_FILE);
+    folder.Write("other", "precious");
+    ASSERT_EQ(::symlink("other", folder.Path(".system.ini.tmp").c_str()), 0);
+    EXPECT_FALSE(WritePrivateProfileStringA("System", "Language", "chs.ini", path.c_str()));
+    EXPECT_EQ(folder.Read("other"), "precious");
+    EXPECT_EQ(folder.Read("system.ini"), OLD_FILE);
+    ASSERT_EQ(::unlink(folder.Path(".system.ini.lock").c_str()), 0);
+    ASSERT_EQ(::symlink("made", folder.Path(".system.ini.lock").c_str()), 0);
+    EXPECT_FALSE(WritePrivateProfileStringA("System", "Language", "chs.ini", path.c_str()));
+    EXPECT_EQ(folder.Read("made"), std::nullopt);
+}
+
 // The lock of a process that was stopped in the middle of its write.
 class CLockedOperations final : public CForwardingOperations
 {

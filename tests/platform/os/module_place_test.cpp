@@ -248,6 +248,15 @@ TEST_F(UserFolder, OfOneHomeIsNotUsedWithAnother)
     EXPECT_EQ(GetProfileText("System", "Language", "none", 16, GetModuleDirectory() + settings), "none");
 }
 
+TEST_F(UserFolder, IsTheSameHoweverTheHomeIsNamed)
+{
+    const std::string user = User();
+    for (const char* const end : {"module/", "module/.", "module/config/../"}) {
+        const CTestVariable home("WATCHWALL_HOME", m_Folder.Path(end).c_str());
+        EXPECT_EQ(HostPathForWriting(GetModuleDirectory() + "dvr.db"), user + "/dvr.db") << end;
+    }
+}
+
 TEST_F(UserFolder, OfTheInstallationLiesDirectlyInTheDataHomeAndIsNoFault)
 {
     const CTestVariable none("WATCHWALL_HOME", nullptr);

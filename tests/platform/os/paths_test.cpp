@@ -164,8 +164,11 @@ TEST(ModuleDirectory, IsTheHomeWhenSet)
 TEST(ModuleDirectory, ARelativeHomeIsMadeAbsolute)
 {
     const CTestFolder folder;
+    const CTestVariable home("WATCHWALL_HOME", "home/");
+    const std::string named = SystemPath(std::filesystem::current_path().native() + "/home/");
     {
         const CTestCurrentFolder current(folder.Path());
+        EXPECT_EQ(GetModuleDirectory(), named) << "by the folder at the start";
         SetModuleDirectory("wall/");
     }
     EXPECT_EQ(GetModuleDirectory(), folder.System("wall/"));
