@@ -3,9 +3,12 @@
 #include <gmock/gmock.h>
 
 #include <QApplication>
+#include <QClipboard>
+#include <QComboBox>
 #include <QContextMenuEvent>
 #include <QLineEdit>
 #include <QMenu>
+#include <QTest>
 
 #include "activex/UI common/LogonRemoteDlg.h"
 #include "model/settings/Language.h"
@@ -31,10 +34,10 @@ class EditMenuTest : public testing::Test
         CLanguage::Reset();
         CLanguage::SetLanguage(language);
     }
-    static QMenu* OpenMenu(QLineEdit& edit)
+    static QMenu* OpenMenu(QWidget& field, QContextMenuEvent::Reason reason = QContextMenuEvent::Mouse)
     {
-        QContextMenuEvent event(QContextMenuEvent::Mouse, QPoint(5, 5), edit.mapToGlobal(QPoint(5, 5)));
-        QApplication::sendEvent(&edit, &event);
+        QContextMenuEvent event(reason, QPoint(5, 5), field.mapToGlobal(QPoint(5, 5)));
+        QApplication::sendEvent(&field, &event);
         return qobject_cast<QMenu*>(QApplication::activePopupWidget());
     }
     // Less the shortcuts behind them.
@@ -96,6 +99,44 @@ TEST_F(EditMenuTest, EachFieldOfTheLogonHasIt)
     EXPECT_EQ(edits.size(), 5);
     for (QLineEdit* const edit : edits)
         EXPECT_THAT(TextsOf(*edit), testing::Contains("貼上")) << edit->objectName().toStdString();
+}
+
+// A press in the panel gives its window the keyboard, and the selection would go with it.
+TEST_F(EditMenuTest, ClickedEntriesOfALogonsFieldActOnItsSelection)
+{
+    Speak("eng");
+    QWidget parent;
+    parent.resize(200, 400);
+    CLogonRemoteDlg logon([] { return std::unique_ptr<CRemoteStation>(); });
+    ASSERT_TRUE(logon.Create(&parent));
+    logon.MoveWindow(0, 0, 200, 400);
+    parent.show();
+    parent.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&parent));
+    const auto click = [](QLineEdit& edit, const char* text) {
+        edit.setFocus();
+        edit.selectAll();
+        QMenu* const menu = OpenMenu(edit);
+        ASSERT_NE(menu, nullptr);
+        for (QAction* action : menu->actions()) {
+            if (action->text().startsWith(QLatin1String(text)))
+                QTest::mouseClick(menu, Qt::LeftButton, {}, menu->actionGeometry(action).center());
+        }
+        EXPECT_EQ(QApplication::activePopupWidget(), nullptr) << text;
+    };
+    for (const int control : {CLogonRemoteDlg::USER, CLogonRemoteDlg::ADDRESS}) {
+        auto* const field = logon.GetDlgItem<QWidget>(control);
+        auto* const combo = qobject_cast<QComboBox*>(field);
+        QLineEdit& edit = combo != nullptr ? *combo->lineEdit() : *qobject_cast<QLineEdit*>(field);
+        edit.setText("guest");
+        click(edit, "Copy");
+        EXPECT_EQ(QApplication::clipboard()->text(), "guest") << control;
+        QApplication::clipboard()->setText("operator");
+        click(edit, "Paste");
+        EXPECT_EQ(edit.text(), "operator") << control;
+        click(edit, "Cut");
+        EXPECT_EQ(edit.text(), "") << control;
+    }
 }
 
 }  // namespace
