@@ -53,5 +53,8 @@ class CEditMenuFilter final : public QObject
 void GiveEditMenu(QLineEdit& edit)
 {
     ASSERT_PANELS_THREAD();
-    edit.installEventFilter(new CEditMenuFilter(edit));
+    auto* const filter = new CEditMenuFilter(edit);
+    edit.installEventFilter(filter);
+    // A combo box has the keyboard for its field and hands it events past the field's filters.
+    if (QWidget* const box = edit.focusProxy()) box->installEventFilter(filter);
 }

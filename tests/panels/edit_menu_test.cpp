@@ -139,4 +139,18 @@ TEST_F(EditMenuTest, ClickedEntriesOfALogonsFieldActOnItsSelection)
     }
 }
 
+// The box has the keyboard and hands the event to its field past the field's filters.
+TEST_F(EditMenuTest, MenuKeyOpensItInTheFieldOfABoxToo)
+{
+    Speak("cht");
+    QComboBox box;
+    box.setEditable(true);
+    GiveEditMenu(*box.lineEdit());
+    box.show();
+    QMenu* const menu = OpenMenu(box, QContextMenuEvent::Keyboard);
+    ASSERT_NE(menu, nullptr);
+    EXPECT_EQ(menu->actions().constLast()->text().toStdString(), "全選\tCtrl+A");
+    menu->close();
+}
+
 }  // namespace
