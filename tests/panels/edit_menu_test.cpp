@@ -6,6 +6,7 @@
 #include <QClipboard>
 #include <QComboBox>
 #include <QContextMenuEvent>
+#include <QInputMethodEvent>
 #include <QLineEdit>
 #include <QMenu>
 #include <QTest>
@@ -151,6 +152,29 @@ TEST_F(EditMenuTest, MenuKeyOpensItInTheFieldOfABoxToo)
     ASSERT_NE(menu, nullptr);
     EXPECT_EQ(menu->actions().constLast()->text().toStdString(), "全選\tCtrl+A");
     menu->close();
+}
+
+TEST_F(EditMenuTest, FieldInWhichTextIsComposedOpensNone)
+{
+    Speak("eng");
+    QComboBox box;
+    box.setEditable(true);
+    QLineEdit plain;
+    for (QLineEdit* const edit : {&plain, box.lineEdit()}) {
+        GiveEditMenu(*edit);
+        QWidget& field = edit == &plain ? static_cast<QWidget&>(plain) : box;
+        field.show();
+        QInputMethodEvent composing("ni", {});
+        QApplication::sendEvent(&field, &composing);
+        EXPECT_EQ(OpenMenu(*edit), nullptr);
+        QInputMethodEvent composed;
+        composed.setCommitString("x");
+        QApplication::sendEvent(&field, &composed);
+        QMenu* const menu = OpenMenu(*edit);
+        ASSERT_NE(menu, nullptr);
+        EXPECT_EQ(menu->actions().constLast()->text().toStdString(), "Select all\tCtrl+A");
+        menu->close();
+    }
 }
 
 }  // namespace
