@@ -179,6 +179,23 @@ TEST_F(TreeDlgTest, LongerNameIsOnlyShortenedUntilItIsWithinTheLimit)
     EXPECT_TRUE(QTest::qWaitFor([&] { return Text({0}) == "recorder.exampx"; })) << Text({0});
 }
 
+TEST_F(TreeDlgTest, LongerNameThatComesBackByUndoIsBoundedAsBefore)
+{
+    AddStation();
+    CNodeModel::GetInstance()->FindByName("1001")->SetName("recorder.example.net");
+    ShowDialog();
+    QLineEdit* const edit = Edit({0});
+    ASSERT_NE(edit, nullptr);
+    QTest::keyClick(edit, Qt::Key_End);
+    for (int i = 0; i < 3; ++i)
+        QTest::keyClick(edit, Qt::Key_Backspace);
+    edit->undo();
+    EXPECT_EQ(edit->text().toStdString(), "recorder.example.net");
+    edit->setSelection(0, 1);
+    QTest::keyClick(edit, 'x');
+    EXPECT_EQ(edit->text().toStdString(), "recorder.example.net");
+}
+
 TEST_F(TreeDlgTest, TabEndsTheEditAndOpensNoOther)
 {
     for (const Qt::Key key : {Qt::Key_Tab, Qt::Key_Backtab}) {
