@@ -24,12 +24,18 @@ class CLabelLimit final : public QValidator
 {
   public:
     CLabelLimit(QLineEdit& edit, QString name) : QValidator(&edit), m_strName(std::move(name)) {}
-    State validate(QString& text, int&) const override
+    State validate(QString& text, int& cursor) const override
     {
+        LeaveOutHalf(text, cursor);
         return text.size() <= CTreeRowDelegate::MAX_LABEL || IsLeftOfName(text) ? Acceptable : Invalid;
     }
 
   private:
+    // The field cuts what is put in at its length, also within a character.
+    static void LeaveOutHalf(QString& text, int& cursor)
+    {
+        if (cursor > 0 && text[cursor - 1].isHighSurrogate() && !text.isValidUtf16()) text.remove(--cursor, 1);
+    }
     // Whether characters were taken away at the most.
     bool IsLeftOfName(const QString& text) const
     {

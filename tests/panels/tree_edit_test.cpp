@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QFile>
 #include <QImage>
+#include <QInputMethodEvent>
 #include <QMenu>
 #include <QPointer>
 #include <QScrollBar>
@@ -194,6 +195,29 @@ TEST_F(TreeDlgTest, LongerNameThatComesBackByUndoIsBoundedAsBefore)
     edit->setSelection(0, 1);
     QTest::keyClick(edit, 'x');
     EXPECT_EQ(edit->text().toStdString(), "recorder.example.net");
+}
+
+// A character beyond the first plane counts as two.
+TEST_F(TreeDlgTest, CharacterThatTheLimitWouldHalveIsNotTyped)
+{
+    AddStation();
+    ShowDialog();
+    QLineEdit* const edit = Edit({0});
+    ASSERT_NE(edit, nullptr);
+    QTest::keyClicks(edit, "abcdefghijklmn");
+    QInputMethodEvent event;
+    event.setCommitString(QString::fromUtf8("𠮷"));
+    QApplication::sendEvent(edit, &event);
+    EXPECT_EQ(edit->text().toStdString(), "abcdefghijklmn");
+    QTest::keyClick(edit, Qt::Key_Backspace);
+    QApplication::sendEvent(edit, &event);
+    EXPECT_EQ(edit->text().toStdString(), "abcdefghijklm𠮷");
+    edit->setText("a");
+    QApplication::clipboard()->setText(QString::fromUtf8("𠮷𠮷𠮷𠮷𠮷𠮷𠮷𠮷"));
+    edit->selectAll();
+    edit->paste();
+    EXPECT_EQ(edit->text().toStdString(), "𠮷𠮷𠮷𠮷𠮷𠮷𠮷");
+    EXPECT_EQ(edit->cursorPosition(), 14);
 }
 
 TEST_F(TreeDlgTest, TabEndsTheEditAndOpensNoOther)
