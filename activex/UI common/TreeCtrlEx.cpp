@@ -114,3 +114,14 @@ void CTreeCtrlEx::keyPressEvent(QKeyEvent* event)
     }
     QTreeView::keyPressEvent(event);
 }
+
+// The toolkit would deselect the row at a click beneath the rows and with the control key, though commands go
+// on to act on it.
+QItemSelectionModel::SelectionFlags CTreeCtrlEx::selectionCommand(const QModelIndex& index,
+                                                                  const QEvent* event) const
+{
+    const QItemSelectionModel::SelectionFlags command = QTreeView::selectionCommand(index, event);
+    const bool deselects =
+        command.testFlag(QItemSelectionModel::Deselect) || (event != nullptr && !index.isValid());
+    return deselects ? QItemSelectionModel::NoUpdate : command;
+}
