@@ -9,12 +9,16 @@
 #include <QInputMethodEvent>
 #include <QLineEdit>
 #include <QMenu>
+#include <QPointer>
 #include <QTest>
 
 #include "activex/UI common/LogonRemoteDlg.h"
 #include "model/settings/Language.h"
+#include "platform/os/paths.h"
 #include "platform/qt/QtPlatform.h"
+#include "skin/Skin.h"
 #include "tests/activex/home_support.h"
+#include "tests/support/test_places.h"
 
 using testing::ElementsAre;
 
@@ -87,6 +91,28 @@ TEST_F(EditMenuTest, EntriesDoWhatTheySayAndKeepTheirShortcuts)
     all->trigger();
     EXPECT_EQ(edit.selectedText(), "1001");
     menu->close();
+}
+
+TEST_F(EditMenuTest, LooksLikeThePanelsAndGoesWhenItIsClosed)
+{
+    const char module = 0;
+    ASSERT_NE(StartSkin(&module, 0, 0), 0);
+    ASSERT_NE(LoadSkin(SystemPath(SourcePath("config/skin.smf"))), 0);
+    QGuiApplication::setLayoutDirection(Qt::RightToLeft);
+    QLineEdit edit;
+    GiveEditMenu(edit);
+    edit.show();
+    const QPointer<QMenu> menu = OpenMenu(edit);
+    EXPECT_NE(menu, nullptr);
+    if (menu) {
+        EXPECT_NE(menu->style(), QApplication::style());
+        EXPECT_EQ(menu->layoutDirection(), Qt::LeftToRight);
+        menu->close();
+    }
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_EQ(menu, nullptr);
+    QGuiApplication::setLayoutDirection(Qt::LeftToRight);
+    StopSkin();
 }
 
 TEST_F(EditMenuTest, EachFieldOfTheLogonHasIt)

@@ -100,6 +100,8 @@ TEST_F(TreeDlgTest, SelectedRowStaysSelectedUntilAnotherOneIs)
                       Tree().visualRect(Item({0, 0})).center());
     EXPECT_TRUE(Tree().selectionModel()->isSelected(Item({0, 0})));
     EXPECT_FALSE(Tree().selectionModel()->isSelected(Item({0})));
+    Tree().setCurrentIndex({});
+    EXPECT_FALSE(Tree().selectionModel()->hasSelection());
 }
 
 TEST_F(TreeDlgTest, OpenWritesTheCellStraightIntoTheDevice)

@@ -209,6 +209,11 @@ TEST_F(TreeDlgTest, CharacterThatTheLimitWouldHalveIsNotTyped)
     event.setCommitString(QString::fromUtf8("𠮷"));
     QApplication::sendEvent(edit, &event);
     EXPECT_EQ(edit->text().toStdString(), "abcdefghijklmn");
+    edit->setCursorPosition(2);
+    QApplication::sendEvent(edit, &event);
+    EXPECT_EQ(edit->text().toStdString(), "abcdefghijklmn");
+    EXPECT_EQ(edit->cursorPosition(), 2);
+    QTest::keyClick(edit, Qt::Key_End);
     QTest::keyClick(edit, Qt::Key_Backspace);
     QApplication::sendEvent(edit, &event);
     EXPECT_EQ(edit->text().toStdString(), "abcdefghijklm𠮷");
