@@ -27,6 +27,13 @@ CTreeCtrlEx::CTreeCtrlEx(QWidget* parent) : QTreeView(parent), m_pRows(new CTree
     setFrameShape(QFrame::NoFrame);
     setItemDelegate(m_pRows);
     connect(m_pRows, &CTreeRowDelegate::LabelEdited, this, &CTreeCtrlEx::LabelEdited);
+    // What commands act on stays seen.
+    connect(this, &QTreeView::collapsed, this, [this](const QModelIndex& row) {
+        QModelIndex above = currentIndex().parent();
+        while (above.isValid() && above != row)
+            above = above.parent();
+        if (above.isValid()) setCurrentIndex(row);
+    });
 }
 
 void CTreeCtrlEx::SetTreeColors(Color ground, Color text)

@@ -128,6 +128,21 @@ TEST_F(TreeDlgTest, ClickOnATriangleExpandsAndCollapses)
     EXPECT_TRUE(Tree().isExpanded(Item({0})));
 }
 
+TEST_F(TreeDlgTest, RowThatIsCollapsedOverTheSelectedOneIsSelectedInstead)
+{
+    AddStation();
+    ShowDialog();
+    Select({0, 0, 1});
+    Tree().collapse(Item({0}));
+    EXPECT_EQ(Tree().currentIndex(), Item({0}));
+    EXPECT_TRUE(Tree().selectionModel()->isSelected(Item({0})));
+    EXPECT_EQ(CNodeModel::GetInstance()->GetCurrent(), m_Dlg->NodeOf(Item({0})));
+    Tree().expandAll();
+    Select({0});
+    Tree().collapse(Item({0, 0}));
+    EXPECT_EQ(Tree().currentIndex(), Item({0})) << "it is still seen";
+}
+
 TEST_F(TreeDlgTest, NameOfMoreThanFifteenCharactersCantBeTyped)
 {
     AddStation();
