@@ -2,6 +2,7 @@
 
 #include <QAction>
 #include <QContextMenuEvent>
+#include <QInputMethodEvent>
 #include <QLineEdit>
 #include <QMenu>
 
@@ -34,7 +35,10 @@ class CEditMenuFilter final : public QObject
 
     bool eventFilter(QObject*, QEvent* event) override
     {
-        if (event->type() != QEvent::ContextMenu) return false;
+        if (event->type() == QEvent::InputMethod)
+            m_bComposes = !static_cast<QInputMethodEvent*>(event)->preeditString().isEmpty();
+        // While text is composed the field itself opens no menu.
+        if (event->type() != QEvent::ContextMenu || m_bComposes) return false;
         QMenu* const menu = m_Edit.createStandardContextMenu();
         SetTexts(*menu);
         menu->setLayoutDirection(Qt::LeftToRight);  // as the dialogs are
@@ -46,6 +50,7 @@ class CEditMenuFilter final : public QObject
 
   private:
     QLineEdit& m_Edit;
+    bool m_bComposes = false;
 };
 
 }  // namespace
@@ -53,5 +58,8 @@ class CEditMenuFilter final : public QObject
 void GiveEditMenu(QLineEdit& edit)
 {
     ASSERT_PANELS_THREAD();
-    edit.installEventFilter(new CEditMenuFilter(edit));
+    auto* const filter = new CEditMenuFilter(edit);
+    edit.installEventFilter(filter);
+    // A combo box has the keyboard for its field and hands it events past the field's filters.
+    if (QWidget* const box = edit.focusProxy()) box->installEventFilter(filter);
 }

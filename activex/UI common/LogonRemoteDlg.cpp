@@ -167,9 +167,10 @@ void CLogonRemoteDlg::PlaceControls(int width)
 
 EPreTranslate CLogonRemoteDlg::PreTranslateMessage(MSG& message)
 {
-    // A press gives its window the keyboard before anything else happens.
-    if (message.message == WM_LBUTTONDOWN && message.target != nullptr)
-        message.target->setFocus(Qt::MouseFocusReason);
+    // A press gives its window the keyboard before anything else happens. The menu of a field and the list of
+    // addresses are windows of their own.
+    const bool here = message.target != nullptr && message.target->window() == Widget()->window();
+    if (here && message.message == WM_LBUTTONDOWN) message.target->setFocus(Qt::MouseFocusReason);
     return CDialog::PreTranslateMessage(message);
 }
 

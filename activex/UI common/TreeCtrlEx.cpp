@@ -27,6 +27,13 @@ CTreeCtrlEx::CTreeCtrlEx(QWidget* parent) : QTreeView(parent), m_pRows(new CTree
     setFrameShape(QFrame::NoFrame);
     setItemDelegate(m_pRows);
     connect(m_pRows, &CTreeRowDelegate::LabelEdited, this, &CTreeCtrlEx::LabelEdited);
+    // What commands act on stays seen.
+    connect(this, &QTreeView::collapsed, this, [this](const QModelIndex& row) {
+        QModelIndex above = currentIndex().parent();
+        while (above.isValid() && above != row)
+            above = above.parent();
+        if (above.isValid()) setCurrentIndex(row);
+    });
 }
 
 void CTreeCtrlEx::SetTreeColors(Color ground, Color text)
@@ -113,4 +120,15 @@ void CTreeCtrlEx::keyPressEvent(QKeyEvent* event)
         return;
     }
     QTreeView::keyPressEvent(event);
+}
+
+// The toolkit would deselect the row at a click beneath the rows and with the control key, though commands go
+// on to act on it.
+QItemSelectionModel::SelectionFlags CTreeCtrlEx::selectionCommand(const QModelIndex& index,
+                                                                  const QEvent* event) const
+{
+    const QItemSelectionModel::SelectionFlags command = QTreeView::selectionCommand(index, event);
+    const bool deselects =
+        command.testFlag(QItemSelectionModel::Deselect) || (event != nullptr && !index.isValid());
+    return deselects ? QItemSelectionModel::NoUpdate : command;
 }

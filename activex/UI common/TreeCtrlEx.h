@@ -40,6 +40,8 @@ class CTreeCtrlEx : public QTreeView
     void mousePressEvent(QMouseEvent* event) override;
     void contextMenuEvent(QContextMenuEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
+    QItemSelectionModel::SelectionFlags selectionCommand(const QModelIndex& index,
+                                                         const QEvent* event) const override;
 
   private:
     CTreeRowDelegate* m_pRows;  // the tree's

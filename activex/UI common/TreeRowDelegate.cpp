@@ -19,30 +19,33 @@ namespace
 
 constexpr int LABEL_PADDING = 3;
 
-/// Bounds what is typed. A name that is longer already stays, and may be shortened.
+/// Bounds what is typed. A name that is longer already stays, may be shortened, and may come back.
 class CLabelLimit final : public QValidator
 {
   public:
-    CLabelLimit(QLineEdit& edit, QString name) : QValidator(&edit), m_strLast(std::move(name))
+    CLabelLimit(QLineEdit& edit, QString name) : QValidator(&edit), m_strName(std::move(name)) {}
+    State validate(QString& text, int& cursor) const override
     {
-        connect(&edit, &QLineEdit::textChanged, this, [this](const QString& text) { m_strLast = text; });
-    }
-    State validate(QString& text, int&) const override
-    {
-        return text.size() <= CTreeRowDelegate::MAX_LABEL || IsLeftOfLast(text) ? Acceptable : Invalid;
+        LeaveOutHalf(text, cursor);
+        return text.size() <= CTreeRowDelegate::MAX_LABEL || IsLeftOfName(text) ? Acceptable : Invalid;
     }
 
   private:
+    // The field cuts what is put in at its length, also within a character.
+    static void LeaveOutHalf(QString& text, int& cursor)
+    {
+        if (cursor > 0 && text[cursor - 1].isHighSurrogate() && !text.isValidUtf16()) text.remove(--cursor, 1);
+    }
     // Whether characters were taken away at the most.
-    bool IsLeftOfLast(const QString& text) const
+    bool IsLeftOfName(const QString& text) const
     {
         qsizetype found = 0;
-        for (const QChar character : m_strLast)
+        for (const QChar character : m_strName)
             found += found < text.size() && text[found] == character ? 1 : 0;
         return found == text.size();
     }
 
-    QString m_strLast;
+    const QString m_strName;
 };
 
 }  // namespace

@@ -3,14 +3,22 @@
 #include <gmock/gmock.h>
 
 #include <QApplication>
+#include <QClipboard>
+#include <QComboBox>
 #include <QContextMenuEvent>
+#include <QInputMethodEvent>
 #include <QLineEdit>
 #include <QMenu>
+#include <QPointer>
+#include <QTest>
 
 #include "activex/UI common/LogonRemoteDlg.h"
 #include "model/settings/Language.h"
+#include "platform/os/paths.h"
 #include "platform/qt/QtPlatform.h"
+#include "skin/Skin.h"
 #include "tests/activex/home_support.h"
+#include "tests/support/test_places.h"
 
 using testing::ElementsAre;
 
@@ -31,10 +39,10 @@ class EditMenuTest : public testing::Test
         CLanguage::Reset();
         CLanguage::SetLanguage(language);
     }
-    static QMenu* OpenMenu(QLineEdit& edit)
+    static QMenu* OpenMenu(QWidget& field, QContextMenuEvent::Reason reason = QContextMenuEvent::Mouse)
     {
-        QContextMenuEvent event(QContextMenuEvent::Mouse, QPoint(5, 5), edit.mapToGlobal(QPoint(5, 5)));
-        QApplication::sendEvent(&edit, &event);
+        QContextMenuEvent event(reason, QPoint(5, 5), field.mapToGlobal(QPoint(5, 5)));
+        QApplication::sendEvent(&field, &event);
         return qobject_cast<QMenu*>(QApplication::activePopupWidget());
     }
     // Less the shortcuts behind them.
@@ -85,6 +93,28 @@ TEST_F(EditMenuTest, EntriesDoWhatTheySayAndKeepTheirShortcuts)
     menu->close();
 }
 
+TEST_F(EditMenuTest, LooksLikeThePanelsAndGoesWhenItIsClosed)
+{
+    const char module = 0;
+    ASSERT_NE(StartSkin(&module, 0, 0), 0);
+    ASSERT_NE(LoadSkin(SystemPath(SourcePath("config/skin.smf"))), 0);
+    QGuiApplication::setLayoutDirection(Qt::RightToLeft);
+    QLineEdit edit;
+    GiveEditMenu(edit);
+    edit.show();
+    const QPointer<QMenu> menu = OpenMenu(edit);
+    EXPECT_NE(menu, nullptr);
+    if (menu) {
+        EXPECT_NE(menu->style(), QApplication::style());
+        EXPECT_EQ(menu->layoutDirection(), Qt::LeftToRight);
+        menu->close();
+    }
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_EQ(menu, nullptr);
+    QGuiApplication::setLayoutDirection(Qt::LeftToRight);
+    StopSkin();
+}
+
 TEST_F(EditMenuTest, EachFieldOfTheLogonHasIt)
 {
     Speak("cht");
@@ -96,6 +126,81 @@ TEST_F(EditMenuTest, EachFieldOfTheLogonHasIt)
     EXPECT_EQ(edits.size(), 5);
     for (QLineEdit* const edit : edits)
         EXPECT_THAT(TextsOf(*edit), testing::Contains("貼上")) << edit->objectName().toStdString();
+}
+
+// A press in the panel gives its window the keyboard, and the selection would go with it.
+TEST_F(EditMenuTest, ClickedEntriesOfALogonsFieldActOnItsSelection)
+{
+    Speak("eng");
+    QWidget parent;
+    parent.resize(200, 400);
+    CLogonRemoteDlg logon([] { return std::unique_ptr<CRemoteStation>(); });
+    ASSERT_TRUE(logon.Create(&parent));
+    logon.MoveWindow(0, 0, 200, 400);
+    parent.show();
+    parent.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&parent));
+    const auto click = [](QLineEdit& edit, const char* text) {
+        edit.setFocus();
+        edit.selectAll();
+        QMenu* const menu = OpenMenu(edit);
+        ASSERT_NE(menu, nullptr);
+        for (QAction* action : menu->actions()) {
+            if (action->text().startsWith(QLatin1String(text)))
+                QTest::mouseClick(menu, Qt::LeftButton, {}, menu->actionGeometry(action).center());
+        }
+        EXPECT_EQ(QApplication::activePopupWidget(), nullptr) << text;
+    };
+    for (const int control : {CLogonRemoteDlg::USER, CLogonRemoteDlg::ADDRESS}) {
+        auto* const field = logon.GetDlgItem<QWidget>(control);
+        auto* const combo = qobject_cast<QComboBox*>(field);
+        QLineEdit& edit = combo != nullptr ? *combo->lineEdit() : *qobject_cast<QLineEdit*>(field);
+        edit.setText("guest");
+        click(edit, "Copy");
+        EXPECT_EQ(QApplication::clipboard()->text(), "guest") << control;
+        QApplication::clipboard()->setText("operator");
+        click(edit, "Paste");
+        EXPECT_EQ(edit.text(), "operator") << control;
+        click(edit, "Cut");
+        EXPECT_EQ(edit.text(), "") << control;
+    }
+}
+
+// The box has the keyboard and hands the event to its field past the field's filters.
+TEST_F(EditMenuTest, MenuKeyOpensItInTheFieldOfABoxToo)
+{
+    Speak("cht");
+    QComboBox box;
+    box.setEditable(true);
+    GiveEditMenu(*box.lineEdit());
+    box.show();
+    QMenu* const menu = OpenMenu(box, QContextMenuEvent::Keyboard);
+    ASSERT_NE(menu, nullptr);
+    EXPECT_EQ(menu->actions().constLast()->text().toStdString(), "全選\tCtrl+A");
+    menu->close();
+}
+
+TEST_F(EditMenuTest, FieldInWhichTextIsComposedOpensNone)
+{
+    Speak("eng");
+    QComboBox box;
+    box.setEditable(true);
+    QLineEdit plain;
+    for (QLineEdit* const edit : {&plain, box.lineEdit()}) {
+        GiveEditMenu(*edit);
+        QWidget& field = edit == &plain ? static_cast<QWidget&>(plain) : box;
+        field.show();
+        QInputMethodEvent composing("ni", {});
+        QApplication::sendEvent(&field, &composing);
+        EXPECT_EQ(OpenMenu(*edit), nullptr);
+        QInputMethodEvent composed;
+        composed.setCommitString("x");
+        QApplication::sendEvent(&field, &composed);
+        QMenu* const menu = OpenMenu(*edit);
+        ASSERT_NE(menu, nullptr);
+        EXPECT_EQ(menu->actions().constLast()->text().toStdString(), "Select all\tCtrl+A");
+        menu->close();
+    }
 }
 
 }  // namespace

@@ -82,6 +82,28 @@ TEST_F(TreeDlgTest, SelectionIsNotedInTheModel)
     EXPECT_EQ(CNodeModel::GetInstance()->GetCurrent(), CNodeModel::GetInstance()->FindByName("b"));
 }
 
+TEST_F(TreeDlgTest, SelectedRowStaysSelectedUntilAnotherOneIs)
+{
+    AddStation();
+    ShowDialog();
+    Select({0});
+    const QPoint beneath(20, Tree().viewport()->height() - 5);
+    ASSERT_FALSE(Tree().indexAt(beneath).isValid());
+    QTest::mouseClick(Tree().viewport(), Qt::LeftButton, {}, beneath);
+    EXPECT_TRUE(Tree().selectionModel()->isSelected(Item({0})));
+    QTest::mouseClick(Tree().viewport(), Qt::LeftButton, Qt::ControlModifier,
+                      Tree().visualRect(Item({0})).center());
+    EXPECT_TRUE(Tree().selectionModel()->isSelected(Item({0})));
+    QTest::keyClick(&Tree(), Qt::Key_Space, Qt::ControlModifier);
+    EXPECT_TRUE(Tree().selectionModel()->isSelected(Item({0})));
+    QTest::mouseClick(Tree().viewport(), Qt::LeftButton, Qt::ControlModifier,
+                      Tree().visualRect(Item({0, 0})).center());
+    EXPECT_TRUE(Tree().selectionModel()->isSelected(Item({0, 0})));
+    EXPECT_FALSE(Tree().selectionModel()->isSelected(Item({0})));
+    Tree().setCurrentIndex({});
+    EXPECT_FALSE(Tree().selectionModel()->hasSelection());
+}
+
 TEST_F(TreeDlgTest, OpenWritesTheCellStraightIntoTheDevice)
 {
     AddStation();

@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QFile>
 #include <QImage>
+#include <QInputMethodEvent>
 #include <QMenu>
 #include <QPointer>
 #include <QScrollBar>
@@ -127,6 +128,21 @@ TEST_F(TreeDlgTest, ClickOnATriangleExpandsAndCollapses)
     EXPECT_TRUE(Tree().isExpanded(Item({0})));
 }
 
+TEST_F(TreeDlgTest, RowThatIsCollapsedOverTheSelectedOneIsSelectedInstead)
+{
+    AddStation();
+    ShowDialog();
+    Select({0, 0, 1});
+    Tree().collapse(Item({0}));
+    EXPECT_EQ(Tree().currentIndex(), Item({0}));
+    EXPECT_TRUE(Tree().selectionModel()->isSelected(Item({0})));
+    EXPECT_EQ(CNodeModel::GetInstance()->GetCurrent(), m_Dlg->NodeOf(Item({0})));
+    Tree().expandAll();
+    Select({0});
+    Tree().collapse(Item({0, 0}));
+    EXPECT_EQ(Tree().currentIndex(), Item({0})) << "it is still seen";
+}
+
 TEST_F(TreeDlgTest, NameOfMoreThanFifteenCharactersCantBeTyped)
 {
     AddStation();
@@ -177,6 +193,51 @@ TEST_F(TreeDlgTest, LongerNameIsOnlyShortenedUntilItIsWithinTheLimit)
     QTest::keyClicks(edit, "xyz");
     QTest::keyClick(edit, Qt::Key_Return);
     EXPECT_TRUE(QTest::qWaitFor([&] { return Text({0}) == "recorder.exampx"; })) << Text({0});
+}
+
+TEST_F(TreeDlgTest, LongerNameThatComesBackByUndoIsBoundedAsBefore)
+{
+    AddStation();
+    CNodeModel::GetInstance()->FindByName("1001")->SetName("recorder.example.net");
+    ShowDialog();
+    QLineEdit* const edit = Edit({0});
+    ASSERT_NE(edit, nullptr);
+    QTest::keyClick(edit, Qt::Key_End);
+    for (int i = 0; i < 3; ++i)
+        QTest::keyClick(edit, Qt::Key_Backspace);
+    edit->undo();
+    EXPECT_EQ(edit->text().toStdString(), "recorder.example.net");
+    edit->setSelection(0, 1);
+    QTest::keyClick(edit, 'x');
+    EXPECT_EQ(edit->text().toStdString(), "recorder.example.net");
+}
+
+// A character beyond the first plane counts as two.
+TEST_F(TreeDlgTest, CharacterThatTheLimitWouldHalveIsNotTyped)
+{
+    AddStation();
+    ShowDialog();
+    QLineEdit* const edit = Edit({0});
+    ASSERT_NE(edit, nullptr);
+    QTest::keyClicks(edit, "abcdefghijklmn");
+    QInputMethodEvent event;
+    event.setCommitString(QString::fromUtf8("𠮷"));
+    QApplication::sendEvent(edit, &event);
+    EXPECT_EQ(edit->text().toStdString(), "abcdefghijklmn");
+    edit->setCursorPosition(2);
+    QApplication::sendEvent(edit, &event);
+    EXPECT_EQ(edit->text().toStdString(), "abcdefghijklmn");
+    EXPECT_EQ(edit->cursorPosition(), 2);
+    QTest::keyClick(edit, Qt::Key_End);
+    QTest::keyClick(edit, Qt::Key_Backspace);
+    QApplication::sendEvent(edit, &event);
+    EXPECT_EQ(edit->text().toStdString(), "abcdefghijklm𠮷");
+    edit->setText("a");
+    QApplication::clipboard()->setText(QString::fromUtf8("𠮷𠮷𠮷𠮷𠮷𠮷𠮷𠮷"));
+    edit->selectAll();
+    edit->paste();
+    EXPECT_EQ(edit->text().toStdString(), "𠮷𠮷𠮷𠮷𠮷𠮷𠮷");
+    EXPECT_EQ(edit->cursorPosition(), 14);
 }
 
 TEST_F(TreeDlgTest, TabEndsTheEditAndOpensNoOther)
