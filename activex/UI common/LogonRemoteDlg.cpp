@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "activex/UI common/EditMenu.h"
+#include "activex/UI common/TextField.h"
 #include "common/HistoryCombo.h"
 #include "model/NodeModel.h"
 #include "model/settings/Language.h"
@@ -75,7 +75,7 @@ void CLogonRemoteDlg::OnCreateControls()
         edit->setValidator(new QIntValidator(0, 65535, edit));
     }
     for (QLineEdit* const edit : Widget()->findChildren<QLineEdit*>())
-        GiveEditMenu(*edit);
+        SetUpTextField(*edit);
     AddControl(IDOK, new QPushButton(Widget()))->setDefault(true);
     auto* const status = AddControl(STATUS_LINE, new QLabel(Widget()));
     status->setWordWrap(true);

@@ -8,9 +8,9 @@
 #include <algorithm>
 #include <utility>
 
-#include "activex/UI common/EditMenu.h"
 #include "activex/UI common/NodeTreeModel.h"
 #include "activex/UI common/PanelIcons.h"
+#include "activex/UI common/TextField.h"
 #include "skin/SkinPaint.h"
 #include "skin/theme/PanelColors.h"
 
@@ -124,7 +124,7 @@ QWidget* CTreeRowDelegate::createEditor(QWidget* parent, const QStyleOptionViewI
     auto* const edit = new QLineEdit(parent);
     edit->setMaxLength(std::max(MAX_LABEL, static_cast<int>(name.size())));
     edit->setValidator(new CLabelLimit(*edit, name));
-    GiveEditMenu(*edit);
+    SetUpTextField(*edit);
     return edit;
 }
 

@@ -1,4 +1,4 @@
-#include "activex/UI common/EditMenu.h"
+#include "activex/UI common/TextField.h"
 
 #include <gmock/gmock.h>
 
@@ -65,7 +65,7 @@ class EditMenuTest : public testing::Test
 TEST_F(EditMenuTest, TextsAreInTheCurrentLanguage)
 {
     QLineEdit edit;
-    GiveEditMenu(edit);
+    SetUpTextField(edit);
     edit.show();
     Speak("eng");
     EXPECT_THAT(TextsOf(edit), ElementsAre("Undo", "Redo", "Cut", "Copy", "Paste", "Delete", "Select all"));
@@ -82,7 +82,7 @@ TEST_F(EditMenuTest, EntriesDoWhatTheySayAndKeepTheirShortcuts)
 {
     Speak("chs");
     QLineEdit edit("1001");
-    GiveEditMenu(edit);
+    SetUpTextField(edit);
     edit.show();
     QMenu* const menu = OpenMenu(edit);
     ASSERT_NE(menu, nullptr);
@@ -100,7 +100,7 @@ TEST_F(EditMenuTest, LooksLikeThePanelsAndGoesWhenItIsClosed)
     ASSERT_NE(LoadSkin(SystemPath(SourcePath("config/skin.smf"))), 0);
     QGuiApplication::setLayoutDirection(Qt::RightToLeft);
     QLineEdit edit;
-    GiveEditMenu(edit);
+    SetUpTextField(edit);
     edit.show();
     const QPointer<QMenu> menu = OpenMenu(edit);
     EXPECT_NE(menu, nullptr);
@@ -126,6 +126,21 @@ TEST_F(EditMenuTest, EachFieldOfTheLogonHasIt)
     EXPECT_EQ(edits.size(), 5);
     for (QLineEdit* const edit : edits)
         EXPECT_THAT(TextsOf(*edit), testing::Contains("貼上")) << edit->objectName().toStdString();
+}
+
+// As a line that is copied with its end.
+TEST_F(EditMenuTest, FieldTakesOfWhatIsPastedTheFirstLine)
+{
+    QLineEdit edit;
+    SetUpTextField(edit);
+    for (const char* const lines : {"1001\n", "1001\r\n2002", "1001\n\n3003\n"}) {
+        QApplication::clipboard()->setText(lines);
+        edit.setText("ab");
+        edit.setCursorPosition(1);
+        edit.paste();
+        EXPECT_EQ(edit.text().toStdString(), "a1001b") << lines;
+        EXPECT_EQ(edit.cursorPosition(), 5);
+    }
 }
 
 // A press in the panel gives its window the keyboard, and the selection would go with it.
@@ -172,7 +187,7 @@ TEST_F(EditMenuTest, MenuKeyOpensItInTheFieldOfABoxToo)
     Speak("cht");
     QComboBox box;
     box.setEditable(true);
-    GiveEditMenu(*box.lineEdit());
+    SetUpTextField(*box.lineEdit());
     box.show();
     QMenu* const menu = OpenMenu(box, QContextMenuEvent::Keyboard);
     ASSERT_NE(menu, nullptr);
@@ -187,7 +202,7 @@ TEST_F(EditMenuTest, FieldInWhichTextIsComposedOpensNone)
     box.setEditable(true);
     QLineEdit plain;
     for (QLineEdit* const edit : {&plain, box.lineEdit()}) {
-        GiveEditMenu(*edit);
+        SetUpTextField(*edit);
         QWidget& field = edit == &plain ? static_cast<QWidget&>(plain) : box;
         field.show();
         QInputMethodEvent composing("ni", {});

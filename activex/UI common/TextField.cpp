@@ -1,10 +1,12 @@
-#include "activex/UI common/EditMenu.h"
+#include "activex/UI common/TextField.h"
 
 #include <QAction>
 #include <QContextMenuEvent>
 #include <QInputMethodEvent>
 #include <QLineEdit>
 #include <QMenu>
+#include <QRegularExpression>
+#include <algorithm>
 
 #include "activex/UI common/BoxTexts.h"
 #include "platform/qt/PanelsThread.h"
@@ -53,13 +55,26 @@ class CEditMenuFilter final : public QObject
     bool m_bComposes = false;
 };
 
+// The break is in what was put in last, behind which the caret stands.
+void KeepOneLine(QLineEdit& edit)
+{
+    static const QRegularExpression BREAK(QStringLiteral("[\r\n]"));
+    QString text = edit.text();
+    const qsizetype at = text.indexOf(BREAK);
+    if (at < 0) return;
+    const qsizetype end = std::max<qsizetype>(edit.cursorPosition(), text.lastIndexOf(BREAK) + 1);
+    edit.setText(text.remove(at, end - at));
+    edit.setCursorPosition(static_cast<int>(at));
+}
+
 }  // namespace
 
-void GiveEditMenu(QLineEdit& edit)
+void SetUpTextField(QLineEdit& edit)
 {
     ASSERT_PANELS_THREAD();
     auto* const filter = new CEditMenuFilter(edit);
     edit.installEventFilter(filter);
     // A combo box has the keyboard for its field and hands it events past the field's filters.
     if (QWidget* const box = edit.focusProxy()) box->installEventFilter(filter);
+    QObject::connect(&edit, &QLineEdit::textEdited, &edit, [&edit] { KeepOneLine(edit); });
 }
