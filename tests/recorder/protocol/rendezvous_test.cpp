@@ -384,6 +384,9 @@ TEST_F(RendezvousTest, WhoLeavesGetsNoMoreOfItsList)
     m_Sink.Take();
     m_Rendezvous.OnTimer(2 * SECOND);
     EXPECT_THAT(m_Sink.Take(), SizeIs(0)) << "after it made room";
+    ask(3 * SECOND);
+    m_Rendezvous.OnTimer(3 * SECOND + Rendezvous::Limits().forgetAfter);
+    EXPECT_THAT(m_Sink.Take(), SizeIs(0)) << "after it was forgotten";
 }
 
 TEST_F(RendezvousTest, LoginWithoutNameIsRefused)

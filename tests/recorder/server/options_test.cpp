@@ -241,6 +241,15 @@ TEST_F(SourcesFileTest, IsRefusedWhenOthersMayReadIt)
     }
 }
 
+TEST_F(SourcesFileTest, AFolderIsRefused)
+{
+    std::filesystem::create_directory(m_strPath);
+    std::filesystem::permissions(m_strPath, std::filesystem::perms::owner_all);
+    const ParsedOptions parsed = ParseWith();
+    EXPECT_EQ(parsed.exit, 2);
+    EXPECT_THAT(parsed.say, HasSubstr("there is no such file"));
+}
+
 TEST_F(SourcesFileTest, FaultsAreReportedWithTheirLineAndWithoutPasswords)
 {
     const std::pair<const char*, const char*> rows[] = {

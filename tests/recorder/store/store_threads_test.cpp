@@ -15,12 +15,9 @@
 #include <thread>
 #include <utility>
 
-#include "recorder/media/CodecStream.h"
-#include "recorder/scene/Scene.h"
 #include "tests/recorder/media_support.h"
-#include "tests/support/file_limit.h"
+#include "tests/recorder/store_support.h"
 #include "tests/support/plain_rights.h"
-#include "tests/support/test_folder.h"
 
 namespace
 {
@@ -29,72 +26,6 @@ using namespace recorder;
 using namespace std::chrono;
 using testing::IsEmpty;
 using testing::SizeIs;
-
-constexpr local_seconds START = local_days(2026y / 11 / 22) + 6h + 55min;
-constexpr PictureSize SIZE = {176, 144};
-
-// A second's pictures, encoded once; the first is a key picture.
-const std::vector<std::shared_ptr<const Coded>>& Group()
-{
-    static const auto group = [] {
-        SceneSetup scene;
-        scene.width = SIZE.width;
-        scene.height = SIZE.height;
-        const auto stream = MakeCodecStream(ECodec::Mpeg4, {});
-        std::vector<std::shared_ptr<const Coded>> pictures;
-        for (int i = 0; i < 25; ++i)
-            pictures.push_back(stream->Make(DrawScene(scene, 0, i), i, i == 0));
-        return pictures;
-    }();
-    return group;
-}
-
-class StoreTest : public testing::Test
-{
-  protected:
-    StoreSetup Setup(int channels = 1)
-    {
-        StoreSetup setup;
-        setup.folder = m_Folder.Path("store");
-        setup.sizes.assign(static_cast<size_t>(channels), SIZE);
-        setup.clock = [] { return START; };
-        return setup;
-    }
-    // Whole groups, each a second, at the times at which they would come.
-    void Keep(Store& store, int groups, int channel = 0)
-    {
-        for (int i = 0; i < groups * 25; ++i, m_At += 40ms)
-            store.Keep(channel, Group()[static_cast<size_t>(i % 25)], m_At);
-    }
-    static std::vector<RecordedPicture> Read(const std::string& path)
-    {
-        RecordReader reader(path);
-        EXPECT_EQ(reader.Size(), SIZE);
-        std::vector<RecordedPicture> pictures;
-        while (auto picture = reader.Next())
-            pictures.push_back(std::move(*picture));
-        return pictures;
-    }
-    static void ExpectGroups(const std::vector<RecordedPicture>& pictures, size_t count)
-    {
-        ASSERT_EQ(pictures.size(), count);
-        for (size_t i = 0; i < count; ++i) {
-            EXPECT_EQ(pictures[i].bytes, Group()[i % 25]->bytes) << i;
-            EXPECT_EQ(pictures[i].key, i % 25 == 0) << i;
-            EXPECT_EQ(pictures[i].at, i * 40ms);
-        }
-    }
-    int64_t BytesOnDisk() const
-    {
-        int64_t bytes = 0;
-        for (const StoredRecord& record : ListRecords(m_Folder.Path("store")))
-            bytes += record.bytes;
-        return bytes;
-    }
-
-    CTestFolder m_Folder;
-    Store::Clock::time_point m_At = Store::Clock::now();
-};
 
 TEST_F(StoreTest, GivesBackEveryPictureWithItsTime)
 {
@@ -477,43 +408,6 @@ TEST_F(StoreTest, AFolderThatGoesAwayCostsRecordsOnly)
     store.Sync();
     ASSERT_THAT(store.Records(), SizeIs(1));
     ExpectGroups(Read(store.PathOf(store.Records()[0].name.id)), 25);
-}
-
-TEST_F(StoreTest, ARecordThatCanNotBeBegunLeavesNoFile)
-{
-    Store store(Setup());
-    testing::internal::CaptureStderr();
-    {
-        const CFileLimit full(100);
-        Keep(store, 1);
-        store.Sync();
-    }
-    EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr("channel 1 is not kept"));
-    EXPECT_THAT(store.Records(), IsEmpty());
-    EXPECT_THAT(ListRecords(m_Folder.Path("store")), IsEmpty());
-}
-
-TEST_F(StoreTest, WhatAFullDiskRefusesIsNotCountedAsKept)
-{
-    for (const int seconds : {1, 3}) {  // the disk refuses them at a record's end, or in its course
-        std::filesystem::remove_all(m_Folder.Path("store"));
-        Store store(Setup());
-        testing::internal::CaptureStderr();
-        {
-            const CFileLimit full(8192);
-            for (int record = 0; record < 2; ++record) {
-                Keep(store, seconds);
-                m_At += 6s;
-                store.Keep(0, Group()[1], m_At);  // after the gap: no key picture, so it begins no record
-            }
-            store.Sync();
-        }
-        testing::internal::GetCapturedStderr();
-        ASSERT_THAT(store.Records(), SizeIs(2));
-        const StoreCounts counts = store.Counts();
-        EXPECT_LE(counts.pictures, Read(store.PathOf(1)).size() + Read(store.PathOf(2)).size());
-        EXPECT_EQ(counts.pictures + counts.leftOut, 2 * (static_cast<uint64_t>(seconds) * 25 + 1));
-    }
 }
 
 // The writer dies at some moment; a second was flushed at the latest with the picture after it.
