@@ -87,6 +87,13 @@ void CTreeCtrlEx::dataChanged(const QModelIndex& topLeft, const QModelIndex& bot
     viewport()->update();
 }
 
+// A tree without a current row gets one from the toolkit, which doesn't select it, though commands act on it.
+void CTreeCtrlEx::focusInEvent(QFocusEvent* event)
+{
+    QTreeView::focusInEvent(event);
+    if (currentIndex().isValid()) setCurrentIndex(currentIndex());
+}
+
 // The triangles are our own, so what a click on one does is too.
 void CTreeCtrlEx::mousePressEvent(QMouseEvent* event)
 {

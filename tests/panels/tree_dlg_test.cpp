@@ -104,6 +104,20 @@ TEST_F(TreeDlgTest, SelectedRowStaysSelectedUntilAnotherOneIs)
     EXPECT_FALSE(Tree().selectionModel()->hasSelection());
 }
 
+TEST_F(TreeDlgTest, RowThatTheKeyboardComesToIsSelected)
+{
+    ShowDialog();
+    AddStation();
+    m_Dlg->RefillTree();
+    EXPECT_EQ(CNodeModel::GetInstance()->GetCurrent(), nullptr);
+    m_pParent->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(m_pParent.get()));
+    m_Dlg->Widget()->setFocus();
+    Tree().setFocus(Qt::TabFocusReason);
+    EXPECT_EQ(CNodeModel::GetInstance()->GetCurrent(), CNodeModel::GetInstance()->FindByName("1001"));
+    EXPECT_TRUE(Tree().selectionModel()->isSelected(Item({0})));
+}
+
 TEST_F(TreeDlgTest, OpenWritesTheCellStraightIntoTheDevice)
 {
     AddStation();

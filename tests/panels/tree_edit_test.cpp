@@ -141,6 +141,11 @@ TEST_F(TreeDlgTest, RowThatIsCollapsedOverTheSelectedOneIsSelectedInstead)
     Select({0});
     Tree().collapse(Item({0, 0}));
     EXPECT_EQ(Tree().currentIndex(), Item({0})) << "it is still seen";
+    AddStation();
+    m_Dlg->ReloadTree();
+    Select({1, 0});
+    Tree().collapse(Item({0}));
+    EXPECT_EQ(Tree().currentIndex(), Item({1, 0})) << "beneath another one";
 }
 
 TEST_F(TreeDlgTest, NameOfMoreThanFifteenCharactersCantBeTyped)
@@ -184,6 +189,12 @@ TEST_F(TreeDlgTest, LongerNameIsOnlyShortenedUntilItIsWithinTheLimit)
     QTest::keyClick(edit, Qt::Key_End);
     QTest::keyClick(edit, 'x');
     EXPECT_EQ(edit->text().toStdString(), "recorder.example.net");
+    edit->setCursorPosition(9);
+    QTest::keyClick(edit, Qt::Key_Backspace);
+    EXPECT_EQ(edit->text().toStdString(), "recorderexample.net") << "anywhere";
+    QTest::keyClick(edit, '.');
+    EXPECT_EQ(edit->text().toStdString(), "recorder.example.net");
+    QTest::keyClick(edit, Qt::Key_End);
     for (int i = 0; i < 4; ++i)
         QTest::keyClick(edit, Qt::Key_Backspace);
     QTest::keyClick(edit, 'x');
