@@ -6,9 +6,13 @@
 #include <QClipboard>
 #include <QComboBox>
 #include <QContextMenuEvent>
+#include <QDragEnterEvent>
+#include <QDropEvent>
 #include <QInputMethodEvent>
+#include <QIntValidator>
 #include <QLineEdit>
 #include <QMenu>
+#include <QMimeData>
 #include <QPointer>
 #include <QTest>
 
@@ -137,9 +141,55 @@ TEST_F(EditMenuTest, FieldTakesOfWhatIsPastedTheFirstLine)
         QApplication::clipboard()->setText(lines);
         edit.setText("ab");
         edit.setCursorPosition(1);
-        edit.paste();
+        QTest::keySequence(&edit, QKeySequence::Paste);
         EXPECT_EQ(edit.text().toStdString(), "a1001b") << lines;
         EXPECT_EQ(edit.cursorPosition(), 5);
+        edit.undo();
+        EXPECT_EQ(edit.text().toStdString(), "ab");
+    }
+}
+
+TEST_F(EditMenuTest, FieldTakesTheFirstLineByEachWayOfPasting)
+{
+    QComboBox box;
+    box.setEditable(true);
+    QLineEdit port;
+    port.setValidator(new QIntValidator(0, 65535, &port));
+    for (QLineEdit* const edit : {box.lineEdit(), &port}) {
+        SetUpTextField(*edit);
+        QApplication::clipboard()->setText("80\n81");
+        QApplication::clipboard()->setText("82\n83", QClipboard::Selection);
+        const auto overAll = [&](const auto& paste) {
+            edit->setText("8000");
+            edit->selectAll();
+            paste();
+            return edit->text().toStdString();
+        };
+        QWidget* const keys = edit->focusProxy() != nullptr ? edit->focusProxy() : edit;
+        EXPECT_EQ(overAll([&] { QTest::keyClick(keys, Qt::Key_V, Qt::ControlModifier); }), "80");
+        EXPECT_EQ(overAll([&] { QTest::keyClick(keys, Qt::Key_Insert, Qt::ShiftModifier); }), "80");
+        EXPECT_EQ(
+            overAll([&] { QTest::keyClick(keys, Qt::Key_Insert, Qt::ShiftModifier | Qt::ControlModifier); }),
+            "82");
+        EXPECT_EQ(overAll([&] {
+                      QMenu* const menu = OpenMenu(*edit);
+                      ASSERT_NE(menu, nullptr);
+                      menu->actions().at(5)->trigger();  // behind a separator
+                      menu->close();
+                  }),
+                  "80");
+        edit->clear();
+        QTest::mouseClick(edit, Qt::MiddleButton);
+        EXPECT_EQ(edit->text().toStdString(), "82");
+        edit->clear();
+        QMimeData lines;
+        lines.setText("84\n85");
+        QDragEnterEvent enter(QPoint(2, 2), Qt::CopyAction, &lines, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(edit, &enter);
+        QDropEvent drop(QPointF(2, 2), Qt::CopyAction, &lines, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(edit, &drop);
+        EXPECT_EQ(edit->text().toStdString(), "84");
+        EXPECT_TRUE(drop.isAccepted());
     }
 }
 
