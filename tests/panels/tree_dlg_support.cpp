@@ -142,3 +142,11 @@ QLineEdit* TreeDlgTest::Edit(std::initializer_list<int> path)
     Command(TREE_COMMAND_RENAME);
     return Tree().findChild<QLineEdit*>();
 }
+
+QLineEdit* TreeDlgTest::EditLongerName()
+{
+    AddStation();
+    CNodeModel::GetInstance()->FindByName("1001")->SetName("recorder.example.net");
+    ShowDialog();
+    return Edit({0});
+}

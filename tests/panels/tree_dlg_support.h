@@ -71,6 +71,8 @@ class TreeDlgTest : public testing::Test
     std::vector<int> MenuAt(const QPoint& place);
     /// Starts to rename the item and returns the edit field.
     QLineEdit* Edit(std::initializer_list<int> path);
+    /// The same of a station whose name is longer than the limit of what is typed.
+    QLineEdit* EditLongerName();
 
     QTemporaryDir m_Home;
     const CModelState m_Model{m_Home.path().toStdString()};

@@ -167,10 +167,7 @@ TEST_F(TreeDlgTest, NameOfMoreThanFifteenCharactersCantBeTyped)
 // A net id may be longer.
 TEST_F(TreeDlgTest, LongerNameStaysWhenItsEditEndsWithoutAChange)
 {
-    AddStation();
-    CNodeModel::GetInstance()->FindByName("1001")->SetName("recorder.example.net");
-    ShowDialog();
-    QLineEdit* const edit = Edit({0});
+    QLineEdit* const edit = EditLongerName();
     ASSERT_NE(edit, nullptr);
     EXPECT_EQ(edit->text().toStdString(), "recorder.example.net");
     QTest::keyClick(edit, Qt::Key_Return);
@@ -181,10 +178,7 @@ TEST_F(TreeDlgTest, LongerNameStaysWhenItsEditEndsWithoutAChange)
 
 TEST_F(TreeDlgTest, LongerNameIsOnlyShortenedUntilItIsWithinTheLimit)
 {
-    AddStation();
-    CNodeModel::GetInstance()->FindByName("1001")->SetName("recorder.example.net");
-    ShowDialog();
-    QLineEdit* const edit = Edit({0});
+    QLineEdit* const edit = EditLongerName();
     ASSERT_NE(edit, nullptr);
     QTest::keyClick(edit, Qt::Key_End);
     QTest::keyClick(edit, 'x');
@@ -208,10 +202,7 @@ TEST_F(TreeDlgTest, LongerNameIsOnlyShortenedUntilItIsWithinTheLimit)
 
 TEST_F(TreeDlgTest, LongerNameThatComesBackByUndoIsBoundedAsBefore)
 {
-    AddStation();
-    CNodeModel::GetInstance()->FindByName("1001")->SetName("recorder.example.net");
-    ShowDialog();
-    QLineEdit* const edit = Edit({0});
+    QLineEdit* const edit = EditLongerName();
     ASSERT_NE(edit, nullptr);
     QTest::keyClick(edit, Qt::Key_End);
     for (int i = 0; i < 3; ++i)

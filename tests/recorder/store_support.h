@@ -54,6 +54,20 @@ class StoreTest : public testing::Test
         for (int i = 0; i < groups * 25; ++i, m_At += std::chrono::milliseconds(40))
             store.Keep(channel, Group()[static_cast<size_t>(i % 25)], m_At);
     }
+    // Leaves four records in the folder, where there is room for the two latest.
+    StoreSetup TwoRecordsTooMany()
+    {
+        StoreSetup setup = Setup();
+        {
+            Store store(setup);
+            for (int i = 0; i < 4; ++i, m_At += std::chrono::seconds(3))
+                Keep(store, 1);
+        }
+        const auto records = ListRecords(setup.folder);
+        EXPECT_EQ(records.size(), 4U);
+        setup.maxBytes = records.at(2).bytes + records.at(3).bytes;
+        return setup;
+    }
     static std::vector<RecordedPicture> Read(const std::string& path)
     {
         RecordReader reader(path);

@@ -226,19 +226,12 @@ TEST_F(StoreTest, OfTwoRecordsOfOneNumberOneCounts)
 // It counts until its turn to make room comes, as it stands in the list.
 TEST_F(StoreTest, ARecordThatAnotherHandRemovedCountsUntilItWouldMakeRoom)
 {
-    {
-        Store store(Setup());
-        for (int i = 0; i < 4; ++i, m_At += 3s)
-            Keep(store, 1);
-    }
-    const auto before = ListRecords(m_Folder.Path("store"));
-    ASSERT_THAT(before, SizeIs(4));
-    StoreSetup setup = Setup();
-    setup.maxBytes = before[2].bytes + before[3].bytes;
+    const StoreSetup setup = TwoRecordsTooMany();
+    const int64_t gone = ListRecords(setup.folder).at(0).bytes;
     Store store(setup);
     std::filesystem::remove(store.PathOf(1));
     EXPECT_THAT(store.Records(), SizeIs(4));
-    EXPECT_EQ(store.Bytes(), BytesOnDisk() + before[0].bytes);
+    EXPECT_EQ(store.Bytes(), BytesOnDisk() + gone);
     store.Shrink();
     EXPECT_THAT(store.Records(), SizeIs(2));
     EXPECT_EQ(store.Bytes(), BytesOnDisk());
@@ -248,16 +241,7 @@ TEST_F(StoreTest, ARecordThatAnotherHandRemovedCountsUntilItWouldMakeRoom)
 
 TEST_F(StoreTest, WhatIsTooMuchAtTheStartGoes)
 {
-    {
-        Store store(Setup());
-        for (int i = 0; i < 4; ++i, m_At += 3s)
-            Keep(store, 1);
-    }
-    const auto before = ListRecords(m_Folder.Path("store"));
-    ASSERT_THAT(before, SizeIs(4));
-    StoreSetup setup = Setup();
-    setup.maxBytes = before[2].bytes + before[3].bytes;
-    Store store(setup);
+    Store store(TwoRecordsTooMany());
     EXPECT_THAT(store.Records(), SizeIs(4)) << "a recorder that can't begin costs no record";
     store.Shrink();
     ASSERT_THAT(store.Records(), SizeIs(2));
