@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -146,6 +147,23 @@ TEST(OutputFileTest, PipeIsOpenedForItsContentAloneAndWaitsForNoReader)
     EXPECT_EQ(reason, "No such device or address");
     ASSERT_EQ(::chmod(qPrintable(path), 0400), 0);
     EXPECT_EQ(CanWriteFile(path, reason), ::geteuid() == 0) << "root may all";
+}
+
+// As ssh leaves it without a terminal: it can't be opened by its name, and who writes waits for its reader.
+TEST(OutputFileTest, SocketThatIsOpenAlreadyIsWrittenAndWaitsForNoReader)
+{
+    int ends[2] = {-1, -1};
+    ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+    const QString path = "/dev/fd/" + QString::number(ends[0]);
+    QString reason;
+    EXPECT_TRUE(CanWriteFile(path, reason)) << reason.toStdString();
+    EXPECT_TRUE(WriteWholeFile(path, "text", reason)) << reason.toStdString();
+    char read[8];
+    EXPECT_EQ(::recv(ends[1], read, sizeof read, MSG_DONTWAIT), 4);
+    EXPECT_FALSE(WriteWholeFile(path, QByteArray(1 << 22, 'x'), reason));
+    EXPECT_EQ(reason, "Resource temporarily unavailable");
+    for (const int end : ends)
+        ::close(end);
 }
 
 TEST(OutputFileTest, LinkStaysThoughItsFileIsNotThereYet)
