@@ -12,6 +12,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTemporaryDir>
+#include <chrono>
 #include <thread>
 
 #include "host/OutputFile.h"
@@ -129,6 +130,7 @@ TEST(OutputFileTest, PipeIsOpenedForItsContentAloneAndWaitsForNoReader)
     ASSERT_EQ(::poll(&pipe, 1, 0), 0) << "nothing, and no end either";
     QByteArray read;
     std::thread reader([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));  // it is given time
         char block[4096];
         ssize_t got = 1;
         while (got > 0 && ::poll(&pipe, 1, -1) == 1) {
