@@ -3,6 +3,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <QDir>
@@ -166,6 +167,29 @@ TEST(OutputFileTest, SocketThatIsOpenAlreadyIsWrittenAndWaitsForNoReader)
     EXPECT_EQ(reason, "Resource temporarily unavailable");
     for (const int end : ends)
         ::close(end);
+}
+
+// As under sudo: the pipe is the caller's.
+TEST(OutputFileTest, AnotherUsersPipeThatIsOpenAlreadyIsWritten)
+{
+    int ends[2] = {-1, -1};
+    ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
+    ASSERT_EQ(::fchmod(ends[1], 0), 0) << "it can't be opened anew, but for root";
+    const pid_t child = ::fork();
+    if (child == 0) {
+        constexpr uid_t NOBODY = 65534;
+        const bool user = ::geteuid() != 0 || ::setuid(NOBODY) == 0;
+        const QString path = "/dev/fd/" + QString::number(ends[1]);
+        QString reason;
+        ::_exit(user && CanWriteFile(path, reason) && WriteWholeFile(path, "text", reason) ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    ::close(ends[1]);
+    char read[8];
+    EXPECT_EQ(::read(ends[0], read, sizeof read), 4);
+    ::close(ends[0]);
 }
 
 TEST(OutputFileTest, LinkStaysThoughItsFileIsNotThereYet)
