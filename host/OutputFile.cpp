@@ -8,15 +8,18 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
+#include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <optional>
 #include <system_error>
 
 namespace
 {
 
-constexpr int MOST_LINKS = 40;      // the system follows no more of them
-constexpr int MOST_WAIT_MS = 5000;  // for a reader that takes nothing
+constexpr int MOST_LINKS = 40;           // the system follows no more of them
+constexpr int MOST_WAIT_MS = 5000;       // for a reader that takes nothing
+constexpr std::size_t PIECE = PIPE_BUF;  // fits where there is room at all
 // Without a buffer, from which a full disk would be noticed too late.
 constexpr auto WRITE = QIODevice::WriteOnly | QIODevice::Unbuffered;
 
@@ -41,26 +44,30 @@ bool IsNoFile(const QString& path)
 }
 
 // A file that is open already is written on where whoever has it open is; opened anew it would be emptied. What
-// is no file doesn't wait to be opened or written, as a pipe without a reader would for good. -1 with the
-// system's reason.
+// is no file doesn't wait to be opened or written, as a pipe without a reader would for good. A socket, or
+// another user's pipe, that is open already can't be opened anew. -1 with the system's reason.
 int OpenDevice(const QString& path)
 {
-    if (QFileInfo(path).isFile()) return ::fcntl(Descriptor(path).value_or(-1), F_DUPFD_CLOEXEC, 0);
-    return ::open(QFile::encodeName(path).constData(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    const std::optional<int> descriptor = Descriptor(path);
+    int device = -1;
+    if (!QFileInfo(path).isFile())
+        device = ::open(QFile::encodeName(path).constData(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    return device < 0 && descriptor ? ::fcntl(*descriptor, F_DUPFD_CLOEXEC, 0) : device;
 }
 
+// Waits for room before each piece, also where whoever opened the device lets a write wait for good.
 bool WriteDevice(int device, const QByteArray& content)
 {
     for (qsizetype written = 0; written < content.size();) {
-        const ssize_t now =
-            ::write(device, content.constData() + written, static_cast<std::size_t>(content.size() - written));
-        if (now > 0) {
-            written += now;
-            continue;
-        }
-        if (now == 0) errno = ENOSPC;
         pollfd writable{device, POLLOUT, 0};
-        if (errno != EINTR && (errno != EAGAIN || ::poll(&writable, 1, MOST_WAIT_MS) <= 0)) return false;
+        const int ready = ::poll(&writable, 1, MOST_WAIT_MS);
+        if (ready == 0) errno = EAGAIN;
+        if (ready <= 0) return false;
+        const auto left = static_cast<std::size_t>(content.size() - written);
+        const ssize_t now = ::write(device, content.constData() + written, std::min(left, PIECE));
+        if (now == 0) errno = ENOSPC;
+        if (now == 0 || (now < 0 && errno != EINTR && errno != EAGAIN)) return false;
+        written += std::max<ssize_t>(now, 0);
     }
     return true;
 }
@@ -72,7 +79,7 @@ bool CanWriteDevice(const QString& path)
     struct stat status {
     };
     if (::stat(name.constData(), &status) == 0 && S_ISFIFO(status.st_mode))
-        return ::access(name.constData(), W_OK) == 0;
+        return Descriptor(path) || ::access(name.constData(), W_OK) == 0;
     const int device = OpenDevice(path);
     return device >= 0 && ::close(device) == 0;
 }

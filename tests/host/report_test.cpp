@@ -1,7 +1,9 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <QDir>
@@ -11,6 +13,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTemporaryDir>
+#include <chrono>
 #include <thread>
 
 #include "host/OutputFile.h"
@@ -128,6 +131,7 @@ TEST(OutputFileTest, PipeIsOpenedForItsContentAloneAndWaitsForNoReader)
     ASSERT_EQ(::poll(&pipe, 1, 0), 0) << "nothing, and no end either";
     QByteArray read;
     std::thread reader([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));  // it is given time
         char block[4096];
         ssize_t got = 1;
         while (got > 0 && ::poll(&pipe, 1, -1) == 1) {
@@ -146,6 +150,46 @@ TEST(OutputFileTest, PipeIsOpenedForItsContentAloneAndWaitsForNoReader)
     EXPECT_EQ(reason, "No such device or address");
     ASSERT_EQ(::chmod(qPrintable(path), 0400), 0);
     EXPECT_EQ(CanWriteFile(path, reason), ::geteuid() == 0) << "root may all";
+}
+
+// As ssh leaves it without a terminal: it can't be opened by its name, and who writes waits for its reader.
+TEST(OutputFileTest, SocketThatIsOpenAlreadyIsWrittenAndWaitsForNoReader)
+{
+    int ends[2] = {-1, -1};
+    ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+    const QString path = "/dev/fd/" + QString::number(ends[0]);
+    QString reason;
+    EXPECT_TRUE(CanWriteFile(path, reason)) << reason.toStdString();
+    EXPECT_TRUE(WriteWholeFile(path, "text", reason)) << reason.toStdString();
+    char read[8];
+    EXPECT_EQ(::recv(ends[1], read, sizeof read, MSG_DONTWAIT), 4);
+    EXPECT_FALSE(WriteWholeFile(path, QByteArray(1 << 22, 'x'), reason));
+    EXPECT_EQ(reason, "Resource temporarily unavailable");
+    for (const int end : ends)
+        ::close(end);
+}
+
+// As under sudo: the pipe is the caller's.
+TEST(OutputFileTest, AnotherUsersPipeThatIsOpenAlreadyIsWritten)
+{
+    int ends[2] = {-1, -1};
+    ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
+    ASSERT_EQ(::fchmod(ends[1], 0), 0) << "it can't be opened anew, but for root";
+    const pid_t child = ::fork();
+    if (child == 0) {
+        constexpr uid_t NOBODY = 65534;
+        const bool user = ::geteuid() != 0 || ::setuid(NOBODY) == 0;
+        const QString path = "/dev/fd/" + QString::number(ends[1]);
+        QString reason;
+        ::_exit(user && CanWriteFile(path, reason) && WriteWholeFile(path, "text", reason) ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    ::close(ends[1]);
+    char read[8];
+    EXPECT_EQ(::read(ends[0], read, sizeof read), 4);
+    ::close(ends[0]);
 }
 
 TEST(OutputFileTest, LinkStaysThoughItsFileIsNotThereYet)

@@ -1,8 +1,12 @@
 #include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <QFile>
 #include <csignal>
 
+#include "host/Streams.h"
 #include "tests/host/program_support.h"
 
 // What whoever starts the program leaves to it: its standard streams, and the signals that it ignores.
@@ -49,6 +53,27 @@ TEST_F(StarterTest, HasClosedTheStandardStreams)
     }
 }
 
+// What is opened next gets the lowest number that is free.
+TEST(StreamsTest, EachThatIsClosedLeadsNowhere)
+{
+    const pid_t child = ::fork();
+    if (child == 0) {
+        for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+            ::close(stream);
+        KeepStreams();
+        int nowhere = 0;
+        struct stat null = {};
+        struct stat now = {};
+        for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+            if (::stat("/dev/null", &null) == 0 && ::fstat(stream, &now) == 0 && now.st_rdev == null.st_rdev)
+                ++nowhere;
+        ::_exit(nowhere);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(WEXITSTATUS(status), 3);
+}
+
 TEST_F(StarterTest, ReadsItsOutputNoLonger)
 {
     m_Environment.insert("WATCHWALL_DEBUG", "1");
@@ -61,12 +86,16 @@ TEST_F(StarterTest, ReadsItsOutputNoLonger)
     EXPECT_TRUE(QFile::exists(File("report.json")));
 }
 
-TEST_F(StarterTest, IgnoresASignalAsNohupDoes)
+TEST_F(StarterTest, IgnoresSignalsAsNohupAndAShellsBackgroundJobsDo)
 {
-    m_Process.setChildProcessModifier([] { std::signal(SIGHUP, SIG_IGN); });
+    m_Process.setChildProcessModifier([] {
+        std::signal(SIGHUP, SIG_IGN);
+        std::signal(SIGINT, SIG_IGN);
+    });
     Start(Home());
     ASSERT_TRUE(WaitShown());
     EXPECT_TRUE(Ignores(SIGHUP));
+    EXPECT_TRUE(Ignores(SIGINT));
     EXPECT_FALSE(Ignores(SIGTERM));
     Signal(SIGHUP);
     Signal(SIGTERM);
