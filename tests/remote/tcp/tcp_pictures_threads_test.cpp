@@ -34,6 +34,11 @@ TEST_F(TcpPictures, PicturesAreDecodedAndShownInOrder)
     const CLinkCounters& counters = device->GetCounters();
     EXPECT_EQ(counters.decoded, 20U);
     EXPECT_EQ(counters.shown, 20U);
+    EXPECT_EQ(counters.datagrams, 20U);
+    std::uint64_t bytes = 0;
+    for (const Mpeg4Packet& packet : m_Stream)
+        bytes += packet.size() + 8;
+    EXPECT_EQ(counters.bytes, bytes);
     EXPECT_EQ(counters.width, 176);
     EXPECT_EQ(m_Events.All().front(), "tell ");
     EXPECT_EQ(m_Events.CountOf("tell "), 2U);
@@ -126,6 +131,7 @@ TEST_P(TcpPictureSize, BeyondTheLimitGetsNoDecoderAndNoSurfaceAndTheLinkGoesOn)
 {
     const auto& [mode, size] = GetParam();
     const auto device = MakeDevice(mode);
+    const CDebugCapture told;
     device->Open();
     ASSERT_TRUE(m_Peer.AcceptAndReply(size.first, size.second));
     m_Peer.SendVideo(m_Stream[0]);
@@ -135,6 +141,8 @@ TEST_P(TcpPictureSize, BeyondTheLimitGetsNoDecoderAndNoSurfaceAndTheLinkGoesOn)
     EXPECT_TRUE(m_Peer.ClientIsGone());
     device->Close();
     EXPECT_EQ(device->GetCounters().refused, 1U);
+    EXPECT_THAT(told.Text(), testing::HasSubstr("cam1: pictures of " + std::to_string(size.first) + " x " +
+                                                std::to_string(size.second)));
     EXPECT_THAT(m_Events.All(), Not(Contains(testing::StartsWith("create"))));
 }
 
