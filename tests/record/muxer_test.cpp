@@ -351,6 +351,14 @@ TEST_F(FullDisk, IsReportedOnceAndAtTheCloseAndLeavesAFileThatCanBeRead)
     EXPECT_GT(ReadBack().packets.size(), 0U);
 }
 
+TEST_F(FullDisk, ThatTakesNoHeaderFailsTheOpening)
+{
+    const CFileLimit less{1000};
+    CMuxer muxer;
+    EXPECT_LT(Open(muxer), 0);
+    EXPECT_EQ(LinesIn(m_Told.Text()), 1U) << m_Told.Text();
+}
+
 TEST_F(Muxer, PathIsCutAtTheLibrarysLength)
 {
     CMuxer muxer;

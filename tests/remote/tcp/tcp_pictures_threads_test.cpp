@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <new>
 #include <optional>
 
@@ -71,6 +72,22 @@ TEST_F(TcpPictures, PicturesAreCountedByWhatBecameOfThem)
     EXPECT_EQ(counters.withoutCell, 1U);
     EXPECT_EQ(counters.notConvertible, 2U);
     EXPECT_EQ(counters.firstPictureMs, 70) << "the first one's time stays";
+}
+
+TEST_F(TcpPictures, SnapshotWithoutARendererMakesItsFolderAndNoFile)
+{
+    SetRenderFactory([] { return std::unique_ptr<CRender>(); });
+    const auto device = MakeDevice();
+    device->Open();
+    ASSERT_TRUE(m_Peer.AcceptAndReply());
+    device->SnapShot();
+    m_Peer.SendVideo(m_Stream[0]);
+    ASSERT_TRUE(WaitUntil([&] { return device->GetCounters().decoded == 1; }));
+    device->Close();
+    EXPECT_EQ(device->GetState()->m_nFlags, 0U);
+    EXPECT_EQ(device->GetCounters().shown, 0U);
+    ASSERT_TRUE(std::filesystem::is_directory(m_Folder.Path("snapshot")));
+    EXPECT_TRUE(std::filesystem::is_empty(m_Folder.Path("snapshot")));
 }
 
 /// Keeps a copy of the last picture.
