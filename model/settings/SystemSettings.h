@@ -46,7 +46,9 @@ inline constexpr std::array<SettingKey, static_cast<std::size_t>(ESetting::Count
     {"RecordPath", ESettingKind::Text, "", 260,
      "The folder of the records; when none was chosen, records beside the module under the profile operator.",
      "records"},
-    {"PicturePath", ESettingKind::Text, "", 260, "The folder of the snapshots; empty when none was chosen."},
+    {"PicturePath", ESettingKind::Text, "", 260,
+     "Text that is put right before the path of the folder snapshot, where the snapshots are when it is "
+     "empty."},
     {"Render", ESettingKind::Number, "0", 0, "The renderer: 0 chooses by the display adapter."},
     {"Profile", ESettingKind::Text, "", 16,
      "classic or operator; when it is missing, what the container asks for, else classic. Operator turns on "

@@ -136,6 +136,8 @@ TEST_F(Muxer, EveryPictureComesBackInItsPlace)
         EXPECT_EQ(file.packets[i].data, m_Stream[i]) << i;
         EXPECT_EQ(file.packets[i].key, i % 5 == 0) << i;
         EXPECT_EQ(file.packets[i].stream, 0);
+        EXPECT_EQ(file.packets[i].pts, static_cast<std::int64_t>(i))
+            << "each lasts one place of the 25 a second";
     }
     EXPECT_EQ(m_Told.Text(), "");
 }
@@ -222,19 +224,17 @@ TEST_F(Muxer, HeaderIsOnTheDiskWhenOpenReturns)
     EXPECT_TRUE(ReadBack().opened);
 }
 
-TEST_F(Muxer, PicturesReachTheDiskWhileAFewBytesAreWrittenNowAndThen)
+// Too few bytes to fill the library's buffer.
+TEST_F(Muxer, PicturesAreOnTheDiskWithTheOneOfASecondLater)
 {
-    constexpr int PICTURES = 500;  // too few bytes to fill the library's buffer
     const std::vector<std::uint8_t> picture(20, 0xA5);
+    const auto bytes = static_cast<std::int32_t>(picture.size());
     CMuxer muxer;
     Open(muxer);
-    std::size_t found = 0;
-    for (int i = 0; i < PICTURES && found == 0; ++i) {
-        ASSERT_GE(muxer.WriteVideoPacket(picture.data(), static_cast<std::int32_t>(picture.size()), 1), 0);
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        found = ReadBack().packets.size();
-    }
-    EXPECT_GT(found, 0U);
+    EXPECT_GE(muxer.WriteVideoPacket(picture.data(), bytes, 1), 0);
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    EXPECT_GE(muxer.WriteVideoPacket(picture.data(), bytes, 1), 0);
+    EXPECT_EQ(ReadBack().packets.size(), 2U);
 }
 
 TEST_F(Muxer, FileThatIsLeftWithoutATrailerCanBeRead)
@@ -349,6 +349,14 @@ TEST_F(FullDisk, IsReportedOnceAndAtTheCloseAndLeavesAFileThatCanBeRead)
     EXPECT_EQ(LinesIn(m_Told.Text()), 2U) << m_Told.Text();
     EXPECT_EQ(std::filesystem::file_size(m_Folder.Path("a.avi")), 20000U);
     EXPECT_GT(ReadBack().packets.size(), 0U);
+}
+
+TEST_F(FullDisk, ThatTakesNoHeaderFailsTheOpening)
+{
+    const CFileLimit less{1000};
+    CMuxer muxer;
+    EXPECT_LT(Open(muxer), 0);
+    EXPECT_EQ(LinesIn(m_Told.Text()), 1U) << m_Told.Text();
 }
 
 TEST_F(Muxer, PathIsCutAtTheLibrarysLength)

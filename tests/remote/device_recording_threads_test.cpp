@@ -63,7 +63,17 @@ TEST_F(DeviceRecording, FileThatCannotBeMadeStillStarts)
     EXPECT_TRUE(m_Device.StopRecording());
 }
 
-/// Notes what it is told of a device, and the status that the device has then.
+TEST_F(DeviceRecording, DeclaresSoundOfEightBitsAtEightThousandASecond)
+{
+    m_Device.SetStatus(STATUS_OPEN);
+    ASSERT_TRUE(m_Device.StartRecording(28, 176, 144, 0, m_Folder.System("a.avi")));
+    m_Device.StopRecording();
+    // The second stream's format: PCM, mono, samples and bytes a second, bytes and bits a sample.
+    const std::string format("\x01\0\x01\0\x40\x1F\0\0\x40\x1F\0\0\x01\0\x08\0", 16);
+    EXPECT_THAT(m_Folder.Read("a.avi").value_or(""), testing::HasSubstr(format));
+}
+
+/// Notes what it is told of a device, the status that the device has then, and whether its file stands open.
 class CStatusObserver final : public CObserver
 {
   public:
@@ -71,7 +81,8 @@ class CStatusObserver final : public CObserver
     ~CStatusObserver() override { DetachObserver(this); }
     void Update(CNode* /*node*/, std::string message) override
     {
-        m_Told.push_back(message + " " + std::to_string(m_Device.GetStatus()));
+        const bool open = m_Device.GetState()->m_pMuxer != nullptr;
+        m_Told.push_back(message + " " + std::to_string(m_Device.GetStatus()) + (open ? " open" : ""));
     }
     std::vector<std::string> m_Told;
 
@@ -79,13 +90,13 @@ class CStatusObserver final : public CObserver
     CDevice& m_Device;
 };
 
-TEST_F(DeviceRecording, StatusIsSetBeforeItIsAnnounced)
+TEST_F(DeviceRecording, StatusIsSetBeforeItIsAnnouncedAndAFileClosedAfterwards)
 {
     m_Device.SetStatus(STATUS_OPEN);
     const CStatusObserver noting(m_Device);
     m_Device.StartRecording(13, 176, 144, 0, m_Folder.System("a.avi"));
     m_Device.StopRecording();
-    EXPECT_THAT(noting.m_Told, ElementsAre("IDS_RecordStarted 2", "IDS_RecordStopped 1"));
+    EXPECT_THAT(noting.m_Told, ElementsAre("IDS_RecordStarted 2 open", "IDS_RecordStopped 1 open"));
 }
 
 /// Fails at whatever it is told, while it lives.

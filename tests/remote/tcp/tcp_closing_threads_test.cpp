@@ -1,11 +1,18 @@
-// A device that is closed, destroyed or let go while its peer holds the link thread in mid-frame.
+// A device that is closed, destroyed or let go while its stream flows, is silent or stands still in mid-frame.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <functional>
+#include <thread>
 
+#include "model/tree/Folder.h"
+#include "platform/windows/windows.h"
 #include "render/CellPool.h"
+#include "tests/remote/p2p/p2p_support.h"
 #include "tests/remote/tcp/tcp_support.h"
 
 namespace
@@ -13,9 +20,57 @@ namespace
 
 using testing::IsEmpty;
 
+using namespace std::chrono_literals;
+using Milliseconds = std::chrono::milliseconds;
+
 class TcpClosing : public CTcpTest
 {
+  protected:
+    static Milliseconds TimeClose(CTcpRemote& device)
+    {
+        const auto begun = std::chrono::steady_clock::now();
+        device.Close();
+        return std::chrono::duration_cast<Milliseconds>(std::chrono::steady_clock::now() - begun);
+    }
+    // Opens and closes until a Close is shorter than that, a few times, since a busy machine lengthens some:
+    // the shortest. `feed` is what the peer does all the while.
+    Milliseconds ShortestClose(Milliseconds limit, const std::function<void()>& feed)
+    {
+        const auto device = MakeDevice();
+        Milliseconds shortest = Milliseconds::max();
+        for (int i = 0; i < 4 && shortest >= limit; ++i) {
+            OpenAndReply(*device);
+            const std::uint64_t before = device->GetCounters().datagrams;
+            m_Peer.SendFrame(1, "");
+            EXPECT_TRUE(WaitUntil([&] { return device->GetCounters().datagrams > before; }));
+            std::this_thread::sleep_for(50ms);  // until the link waits again
+            const auto state = device->GetState();
+            std::atomic<bool> closed = false;
+            std::thread peer([&] {
+                while (!closed) {
+                    feed();
+                    std::this_thread::sleep_for(5ms);
+                }
+            });
+            shortest = std::min(shortest, TimeClose(*device));
+            closed = true;
+            peer.join();
+            EXPECT_EQ(device->GetState(), state) << "the thread was left behind";
+        }
+        return shortest;
+    }
 };
+
+TEST_F(TcpClosing, StreamThatFlowsEndsAtOnce)
+{
+    EXPECT_LT(ShortestClose(200ms, [this] { m_Peer.SendFrame(1, ""); }), 200ms);
+}
+
+TEST_F(TcpClosing, StreamThatIsSilentEndsWithinASecond)
+{
+    // With some time for the end of its thread.
+    EXPECT_LT(ShortestClose(1500ms, [] {}), 1500ms);
+}
 
 // The peer stops in mid-frame: Close gives up after its wait, and the next Open ends the thread that was left
 // behind.
@@ -31,7 +86,8 @@ TEST_F(TcpClosing, ThreadHeldInMidFrameIsLeftBehindAndDisturbsNothing)
     m_Peer.SendBytes(Words({1000, 0}));
     ASSERT_TRUE(m_Peer.WaitUntilRead());
     device->SnapShot();
-    device->Close();
+    EXPECT_GE(TimeClose(*device), 2990ms);
+    EXPECT_EQ(CTcpRemote::CLOSE_WAIT_MS, 3000U);
     EXPECT_EQ(device->GetState()->GetName(), "cam1");
     EXPECT_EQ(device->GetState()->m_nFlags, FLAG_SNAPSHOT)
         << "a request outlives the link that did not come to it";
@@ -76,6 +132,40 @@ TEST_F(TcpClosing, DestructionEndsALinkThatWaitsInMidFrame)
     m_pDevice = nullptr;
     device.reset();
     EXPECT_EQ(m_Events.CountOf("destroy"), 1U);
+}
+
+/// Sends a message to a window when a stream ends.
+class CTellingRender final : public CNotingRender
+{
+  public:
+    CTellingRender(CEvents& events, HWND window) : CNotingRender(events), m_hWindow(window) {}
+    std::int32_t DisplayClient(const CodecFrame*, CSurface*, HWND) override { return 0; }
+    void DestroySurface(CSurface* surface) override
+    {
+        SendMessageA(m_hWindow, 0x7EA, 0, 0);
+        CNotingRender::DestroySurface(surface);
+    }
+
+  private:
+    const HWND m_hWindow;
+};
+
+TEST_F(TcpClosing, WalkWhileADestructionWaitsMeetsNoDevice)
+{
+    CFolder folder;
+    std::int32_t met = -1;
+    const HWND window = RegisterWindow([&](std::uint32_t, WPARAM, LPARAM) -> LRESULT {
+        met = folder.GetCount();
+        return 1;
+    });
+    SetRenderFactory([&] { return std::make_unique<CTellingRender>(m_Events, window); });
+    auto device = MakeDevice();
+    OpenAndReply(*device);
+    folder.Add(device.get(), nullptr);
+    m_pDevice = nullptr;
+    device.reset();
+    EXPECT_EQ(met, 0);
+    UnregisterWindow(window);
 }
 
 TEST_F(TcpClosing, ReleaseEndsALinkThatWaitsInMidFrame)

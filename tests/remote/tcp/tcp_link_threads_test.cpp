@@ -58,12 +58,19 @@ TEST_F(TcpLink, FactoryDeviceIsLiveH264AndPlaybackStaysOutOfTheTree)
     EXPECT_FALSE(playback.m_bVisible);
 }
 
-TEST_F(TcpLink, TwoOpensStartOneThread)
+TEST_F(TcpLink, FurtherOpensStartNoThread)
 {
     const auto device = MakeDevice();
     OpenAndReply(*device);
     device->Open();
     EXPECT_FALSE(m_Peer.HasCaller());
+    EXPECT_EQ(m_Events.CountOf("tell "), 1U);
+    device->StartRecord(0);
+    SendAndWait(0, 1);
+    ASSERT_EQ(device->GetStatus(), STATUS_RECORDING);
+    device->Open();
+    EXPECT_FALSE(m_Peer.HasCaller());
+    EXPECT_EQ(device->GetStatus(), STATUS_RECORDING);
     EXPECT_EQ(m_Events.CountOf("tell "), 1U);
     device->Close();
 }

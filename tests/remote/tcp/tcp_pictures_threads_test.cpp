@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <new>
 #include <optional>
 
@@ -34,6 +35,11 @@ TEST_F(TcpPictures, PicturesAreDecodedAndShownInOrder)
     const CLinkCounters& counters = device->GetCounters();
     EXPECT_EQ(counters.decoded, 20U);
     EXPECT_EQ(counters.shown, 20U);
+    EXPECT_EQ(counters.datagrams, 20U);
+    std::uint64_t bytes = 0;
+    for (const Mpeg4Packet& packet : m_Stream)
+        bytes += packet.size() + 8;
+    EXPECT_EQ(counters.bytes, bytes);
     EXPECT_EQ(counters.width, 176);
     EXPECT_EQ(m_Events.All().front(), "tell ");
     EXPECT_EQ(m_Events.CountOf("tell "), 2U);
@@ -66,6 +72,22 @@ TEST_F(TcpPictures, PicturesAreCountedByWhatBecameOfThem)
     EXPECT_EQ(counters.withoutCell, 1U);
     EXPECT_EQ(counters.notConvertible, 2U);
     EXPECT_EQ(counters.firstPictureMs, 70) << "the first one's time stays";
+}
+
+TEST_F(TcpPictures, SnapshotWithoutARendererMakesItsFolderAndNoFile)
+{
+    SetRenderFactory([] { return std::unique_ptr<CRender>(); });
+    const auto device = MakeDevice();
+    device->Open();
+    ASSERT_TRUE(m_Peer.AcceptAndReply());
+    device->SnapShot();
+    m_Peer.SendVideo(m_Stream[0]);
+    ASSERT_TRUE(WaitUntil([&] { return device->GetCounters().decoded == 1; }));
+    device->Close();
+    EXPECT_EQ(device->GetState()->m_nFlags, 0U);
+    EXPECT_EQ(device->GetCounters().shown, 0U);
+    ASSERT_TRUE(std::filesystem::is_directory(m_Folder.Path("snapshot")));
+    EXPECT_TRUE(std::filesystem::is_empty(m_Folder.Path("snapshot")));
 }
 
 /// Keeps a copy of the last picture.
@@ -126,6 +148,7 @@ TEST_P(TcpPictureSize, BeyondTheLimitGetsNoDecoderAndNoSurfaceAndTheLinkGoesOn)
 {
     const auto& [mode, size] = GetParam();
     const auto device = MakeDevice(mode);
+    const CDebugCapture told;
     device->Open();
     ASSERT_TRUE(m_Peer.AcceptAndReply(size.first, size.second));
     m_Peer.SendVideo(m_Stream[0]);
@@ -135,6 +158,8 @@ TEST_P(TcpPictureSize, BeyondTheLimitGetsNoDecoderAndNoSurfaceAndTheLinkGoesOn)
     EXPECT_TRUE(m_Peer.ClientIsGone());
     device->Close();
     EXPECT_EQ(device->GetCounters().refused, 1U);
+    EXPECT_THAT(told.Text(), testing::HasSubstr("cam1: pictures of " + std::to_string(size.first) + " x " +
+                                                std::to_string(size.second)));
     EXPECT_THAT(m_Events.All(), Not(Contains(testing::StartsWith("create"))));
 }
 
