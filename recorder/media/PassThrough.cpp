@@ -171,7 +171,9 @@ PassState PassGate::State() const
 {
     const std::lock_guard lock(m_Mutex);
     PassState state = m_State;
-    if (!state.passing && state.why.empty()) state.why = m_Lossy ? LOSSY : m_Waits;
+    if (state.passing || !state.why.empty()) return state;
+    // A reason that was told holds until a picture passes, whoever still looks by then.
+    state.why = m_Lossy ? LOSSY : m_Waits.empty() ? m_Said : m_Waits;
     return state;
 }
 

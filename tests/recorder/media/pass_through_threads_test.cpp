@@ -272,12 +272,28 @@ TEST_F(PassGateTest, WhatCanNotBeReadIsCountedAndItsReasonTold)
     EXPECT_EQ(m_Gate.State().why, UNREAD);
     EXPECT_EQ(Damage(), UNREAD) << "again";
     m_Gate.Rest();
-    EXPECT_EQ(m_Gate.State().why, "") << "nobody looks";
     m_Now += PassGate::STALE_AFTER;
     EXPECT_EQ(Damage(), "") << "it begins anew";
     m_Gate.Opened();
-    EXPECT_EQ(m_Gate.State().why, "");
     EXPECT_EQ(m_Gate.State().damaged, 8U);
+}
+
+// The report is made at the end, when clients have mostly gone.
+TEST_F(PassGateTest, AReasonThatWasToldStaysUntilAPicturePasses)
+{
+    Damage();
+    m_Gate.Rest();
+    EXPECT_EQ(m_Gate.State().why, "") << "the next one might have been it";
+    Damage();
+    m_Now += PassGate::STALE_AFTER;
+    EXPECT_EQ(Damage(), UNREAD);
+    m_Gate.Rest();
+    EXPECT_EQ(m_Gate.State().why, UNREAD) << "nobody looks";
+    m_Gate.Opened();
+    EXPECT_EQ(m_Gate.State().why, UNREAD) << "it is re-encoded still";
+    Take(true);
+    m_Gate.Rest();
+    EXPECT_EQ(m_Gate.State().why, "");
 }
 
 // As a camera without further IDR pictures, when one more client begins to watch.

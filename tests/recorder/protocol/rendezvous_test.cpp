@@ -289,6 +289,15 @@ TEST_F(RendezvousTest, HolderOfTheReservedNameMakesRoomForNobody)
     EXPECT_EQ(sent[0].to, BOB);
 }
 
+// Its device logs in again every thirty seconds; whatever it says meanwhile may be lost.
+TEST_F(RendezvousTest, HolderOfTheReservedNameIsNotForgottenBetweenItsLogins)
+{
+    m_Rendezvous.Reserve("gate", BOB);
+    Login(BOB, "gate", 0);
+    m_Rendezvous.OnTimer(30 * SECOND);
+    EXPECT_EQ(m_Rendezvous.Users(), 1U);
+}
+
 TEST_F(RendezvousTest, TheReservedNameCanNotBeTaken)
 {
     m_Rendezvous.Reserve("gate", BOB);
