@@ -21,7 +21,7 @@ class CBitwise
     explicit CBitwise(const H264CodedBins& coded) : m_pData(coded.bytes.data())
     {
         for (int i = 0; i < 9; ++i)
-            m_Offset = m_Offset << 1 | Next();
+            m_ulOffset = m_ulOffset << 1 | Next();
     }
 
     int Bin(uint8_t* context)
@@ -30,8 +30,8 @@ class CBitwise
         unsigned bin = *context & 1;
         const uint32_t less = H264_RANGE_LPS[state][m_ulRange >> 6 & 3];
         m_ulRange -= less;
-        if (m_Offset >= m_ulRange) {
-            m_Offset -= m_ulRange;
+        if (m_ulOffset >= m_ulRange) {
+            m_ulOffset -= m_ulRange;
             m_ulRange = less;
             const unsigned most = state == 0 ? bin ^ 1 : bin;
             *context = static_cast<uint8_t>(H264_NEXT_STATE_LPS[state] << 1 | most);
@@ -40,7 +40,7 @@ class CBitwise
             *context = static_cast<uint8_t>(*context + 2);
         }
         for (; m_ulRange < 256; m_ulRange <<= 1)
-            m_Offset = m_Offset << 1 | Next();
+            m_ulOffset = m_ulOffset << 1 | Next();
         return static_cast<int>(bin);
     }
 
@@ -54,7 +54,7 @@ class CBitwise
 
     const uint8_t* m_pData;
     size_t m_At = 0;
-    uint32_t m_Offset = 0;
+    uint32_t m_ulOffset = 0;
     uint32_t m_ulRange = 510;
 };
 

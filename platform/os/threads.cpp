@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -52,9 +53,19 @@ class CNeverMet final : public IWaitCondition
     bool IsMet() override { return false; }
 };
 
+// The libraries beneath, that of the display among them, write so that it comes, and it would end the host.
+void HoldBrokenPipeSignal()
+{
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+}
+
 void RunThread(WAITABLE* object, std::function<void()> entry, const std::string& name)
 {
     pthread_setname_np(pthread_self(), name.c_str());
+    HoldBrokenPipeSignal();
     entry();
     // What the entry holds goes, and its windows go, before anyone can see the thread as ended.
     entry = nullptr;

@@ -22,7 +22,8 @@ inline constexpr std::uint32_t WAIT_FAILED = 0xFFFFFFFF;
 
 /// Starts a thread that runs `entry`. `name` (at most 15 characters are kept) shows in debuggers. The handle is
 /// signalled when the thread has ended and stays so. Null when the system has no more threads. Closing the
-/// handle neither ends nor waits for the thread. A thread that runs keeps its module loaded.
+/// handle neither ends nor waits for the thread. A thread that runs keeps its module loaded. What it writes to
+/// a pipe, a socket or a display whose other side has gone fails by itself, and its signal ends no host.
 HANDLE CreateThread(std::function<void()> entry, const char* name);
 
 /// Waits until the thread has ended or `timeoutMs` have passed: WAIT_OBJECT_0, WAIT_TIMEOUT, or WAIT_FAILED for

@@ -32,7 +32,7 @@ class Rendezvous
         TimeUs forgetUnheard = 15 * SECOND;
         size_t entriesAtOnce = 32;  // of a list, before it pauses so that receive buffers keep up
         TimeUs entriesPause = 2 * MILLISECOND;
-        size_t entriesPerSecond = 256;         // to one address, by all lists together
+        size_t entriesPerSecond = 256;         // to one address, by all lists, the reserved name not counted
         size_t entriesOfAllPerSecond = 8'192;  // to all addresses; beyond, a list has the reserved name alone
     };
     struct Counters {

@@ -37,14 +37,14 @@ class ControlTest : public testing::Test
   protected:
     ~ControlTest() override
     {
-        m_Control.Reset();
+        m_pDispatch.Reset();
         QCoreApplication::removePostedEvents(qApp, QEvent::Quit);
     }
     template <typename Control = CActiveXCtrl>
     Control& Create()
     {
         auto* const made = new Control;
-        m_Control = CComPtr<IDispatch>(made);
+        m_pDispatch = CComPtr<IDispatch>(made);
         made->Release();
         return *made;
     }
@@ -54,7 +54,7 @@ class ControlTest : public testing::Test
     const CModelState m_Model;
     const CRenderState m_Render{m_pAdapter};
     QWidget m_Container;
-    CComPtr<IDispatch> m_Control;
+    CComPtr<IDispatch> m_pDispatch;
 };
 
 TEST_F(ControlTest, ChangedPropertyMarksTheControlModifiedAndIsNotSaved)
@@ -280,7 +280,7 @@ TEST_F(ControlTest, ItsDispatchInterfaceIsFoundByItsOwnIdentifierAndItsEventsBea
     CComPtr<IDispatch> dispatch;
     ASSERT_EQ(dispatch.Receive([&](void** object) { return control.QueryInterface(DIID_DActiveX, object); }),
               S_OK);
-    EXPECT_EQ(dispatch.Get(), m_Control.Get());
+    EXPECT_EQ(dispatch.Get(), m_pDispatch.Get());
     EXPECT_EQ(control.GetEventInterface(), DIID_DActiveXEvents);
     void* events = nullptr;
     EXPECT_EQ(control.QueryInterface(DIID_DActiveXEvents, &events), E_NOINTERFACE) << "the host's to have";
@@ -377,7 +377,7 @@ TEST_F(ControlTest, FullScreenIsLeftByKeyboardInAModalWindowOfTheContainerToo)
     ASSERT_TRUE(wall.IsFullScreenOn());
     QTest::keyClick(wall.windowHandle(), Qt::Key_Escape);
     EXPECT_FALSE(wall.IsFullScreenOn());
-    m_Control.Reset();
+    m_pDispatch.Reset();
 }
 
 // As a container does that makes its widgets first and lays them out then.
@@ -398,7 +398,7 @@ TEST_F(ControlTest, KeyboardStartsInTheNetIdInAWindowThatItIsPutIntoLaterToo)
         const QWidget* const address = control.GetPanel().GetLogon().GetDlgItem(CLogonRemoteDlg::ADDRESS);
         EXPECT_EQ(address->hasFocus(), !ofItsOwn);
         EXPECT_EQ(field->hasFocus(), ofItsOwn) << "the container has chosen";
-        m_Control.Reset();
+        m_pDispatch.Reset();
     }
 }
 
@@ -444,7 +444,7 @@ TEST_F(ControlTest, ItsWindowsComeBackInAContainerThatGetsAnotherPlaceInTheStack
     frame->show();
     QApplication::processEvents();
     EXPECT_EQ(place(wall.windowHandle()->winId()), ofWall) << "hidden meanwhile";
-    m_Control.Reset();
+    m_pDispatch.Reset();
 }
 
 }  // namespace

@@ -26,13 +26,13 @@ namespace
 constexpr const char* SETTINGS = "config/system.ini";
 
 struct Damage {
-    const char* m_szName;
-    std::string m_strContent;
+    const char* name;
+    std::string content;
 };
 
 std::string Name(const testing::TestParamInfo<Damage>& row)
 {
-    return row.param.m_szName;
+    return row.param.name;
 }
 
 class DamagedDatabaseTest : public CDataTest, public testing::WithParamInterface<Damage>
@@ -41,7 +41,7 @@ class DamagedDatabaseTest : public CDataTest, public testing::WithParamInterface
 
 TEST_P(DamagedDatabaseTest, IsReportedAndLeftAsItIs)
 {
-    Write("dvr.db", GetParam().m_strContent);
+    Write("dvr.db", GetParam().content);
     testing::internal::CaptureStderr();
     ASSERT_EQ(Start(), S_OK);
     EXPECT_NE(CNodeModel::GetInstance(), nullptr);
@@ -50,7 +50,7 @@ TEST_P(DamagedDatabaseTest, IsReportedAndLeftAsItIs)
     EXPECT_THAT(m_strDebug, HasSubstr("records are not kept"));
     m_pControl->DestroyControlWindow();
     CNodeModel::DestroyInstance();
-    EXPECT_EQ(Read("dvr.db"), GetParam().m_strContent);
+    EXPECT_EQ(Read("dvr.db"), GetParam().content);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -88,11 +88,11 @@ class DamagedSettingsTest : public CDataTest, public testing::WithParamInterface
 
 TEST_P(DamagedSettingsTest, KeepTheirLinesAndTheLanguageIsWrittenAllTheSame)
 {
-    Write(SETTINGS, GetParam().m_strContent);
+    Write(SETTINGS, GetParam().content);
     ASSERT_EQ(Start(), S_OK);
     EXPECT_NE(CLanguage::GetString("IDS_OK"), "Not found");
     const std::string language = GetLanguageName(GetSystemDefaultLangID());
-    EXPECT_EQ(Read(SETTINGS), GetParam().m_strContent + "[System]\nLanguage=" + language + ".ini\n");
+    EXPECT_EQ(Read(SETTINGS), GetParam().content + "[System]\nLanguage=" + language + ".ini\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, DamagedSettingsTest,

@@ -11,14 +11,14 @@
 CDataTest::CDataTest() : m_Former(SetDebugListener([this](std::string_view text) { m_strDebug += text; }))
 {
     auto* const made = new CActiveXCtrl;
-    m_Control = CComPtr<IDispatch>(made);
+    m_pDispatch = CComPtr<IDispatch>(made);
     made->Release();
     m_pControl = made;
 }
 
 CDataTest::~CDataTest()
 {
-    m_Control.Reset();
+    m_pDispatch.Reset();
     QCoreApplication::removePostedEvents(qApp, QEvent::Quit);
     SetDebugListener(m_Former);
 }

@@ -34,6 +34,6 @@ class CDataTest : public testing::Test
     const CModelState m_Model;
     const CRenderState m_Render{m_pAdapter};
     QWidget m_Container;
-    CComPtr<IDispatch> m_Control;
+    CComPtr<IDispatch> m_pDispatch;
     CActiveXCtrl* m_pControl = nullptr;
 };

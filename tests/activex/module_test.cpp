@@ -30,18 +30,18 @@ class CAdvised
   public:
     CAdvised(IDispatch& control, IEventSink& sink)
     {
-        m_Events.Query(control);
-        EXPECT_TRUE(m_Events && m_Events->Advise(&sink) == S_OK);
+        m_pEvents.Query(control);
+        EXPECT_TRUE(m_pEvents && m_pEvents->Advise(&sink) == S_OK);
     }
     ~CAdvised()
     {
-        if (m_Events) m_Events->Unadvise();
+        if (m_pEvents) m_pEvents->Unadvise();
     }
     CAdvised(const CAdvised&) = delete;
     CAdvised& operator=(const CAdvised&) = delete;
 
   private:
-    CComPtr<IEventSource> m_Events;
+    CComPtr<IEventSource> m_pEvents;
 };
 
 class ModuleTest : public testing::Test

@@ -27,14 +27,14 @@ class ReachTest : public testing::TestWithParam<const char*>
     ReachTest()
     {
         auto* const made = new CActiveXCtrl;
-        m_Control = CComPtr<IDispatch>(made);
+        m_pDispatch = CComPtr<IDispatch>(made);
         made->Release();
         m_pControl = made;
         m_Container.resize(800, 600);
     }
     ~ReachTest() override
     {
-        m_Control.Reset();
+        m_pDispatch.Reset();
         QCoreApplication::removePostedEvents(qApp, QEvent::Quit);
     }
 
@@ -76,7 +76,7 @@ class ReachTest : public testing::TestWithParam<const char*>
     const CModelState m_Model;
     const CRenderState m_Render{m_pAdapter};
     QWidget m_Container;
-    CComPtr<IDispatch> m_Control;
+    CComPtr<IDispatch> m_pDispatch;
     CActiveXCtrl* m_pControl = nullptr;
 };
 

@@ -19,13 +19,13 @@ class ForeignHostTest : public ProgramTest
         ProgramTest::SetUp();
         m_Environment.insert("LC_ALL", "C");
         m_Environment.insert("WATCHWALL_HOME", File("home"));
-        m_Recorder = std::make_unique<CRecorderProcess>(
+        m_pRecorder = std::make_unique<CRecorderProcess>(
             std::vector<std::string>{"--size", "352x288", "--fps", "25", "--loop", "1"});
         QFile settings(File("home/config/system.ini"));
         ASSERT_TRUE(settings.open(QIODevice::WriteOnly));
         settings.write(QStringLiteral("[System]\nDirectoryPort=%1\nRendezvousPort=%2\nSharedReceive=1\n")
-                           .arg(m_Recorder->GetEndpoints().directoryPort)
-                           .arg(m_Recorder->GetEndpoints().rendezvousPort)
+                           .arg(m_pRecorder->GetEndpoints().directoryPort)
+                           .arg(m_pRecorder->GetEndpoints().rendezvousPort)
                            .toUtf8());
     }
     void StartHost(int controls, const QString& end, bool playing, const char* module = WATCHWALL_MODULE)
@@ -44,7 +44,7 @@ class ForeignHostTest : public ProgramTest
         return m_strOutput.contains("ready");
     }
 
-    std::unique_ptr<CRecorderProcess> m_Recorder;
+    std::unique_ptr<CRecorderProcess> m_pRecorder;
 };
 
 TEST_F(ForeignHostTest, EndsInAnyWayWithOneControlOrTwoAndPicturesOnTheScreen)

@@ -26,11 +26,11 @@ QRect PlaceOnScreen(const QWidget& widget)
     return CWindowManager::Get().PlaceOf(IdOf(widget));
 }
 
-CEmbedded::CEmbedded(QWidget& frame) : m_Frame(frame), m_pControl(new CActiveXCtrl), m_Control(m_pControl)
+CEmbedded::CEmbedded(QWidget& frame) : m_Frame(frame), m_pControl(new CActiveXCtrl), m_pWindow(m_pControl)
 {
     m_pControl->Release();
-    EXPECT_EQ(m_Control->CreateControlWindow(&frame), S_OK);
-    m_Control->SetBounds(0, 0, 800, 600);
+    EXPECT_EQ(m_pWindow->CreateControlWindow(&frame), S_OK);
+    m_pWindow->SetBounds(0, 0, 800, 600);
     Wall().SetLayoutForCount(CELLS);
 }
 

@@ -42,15 +42,15 @@ class CEmbedded
     CRenderWnd& Wall() const { return *m_pControl->GetPanel().GetGrid(); }
     HWND PanelWindow() const { return m_pControl->GetPanel().Handle(); }
     QWidget& Frame() const { return m_Frame; }
-    void End() { m_Control.Reset(); }
+    void End() { m_pWindow.Reset(); }
 
     QRect WallOnScreen() const { return PlaceOnScreen(Wall()); }
     QRect CellOnScreen(std::size_t cell) const { return PlaceOnScreen(*Wall().GetCell(cell)); }
 
   private:
     QWidget& m_Frame;
-    CActiveXCtrl* m_pControl;  // m_Control's
-    CComPtr<IControlWindow> m_Control;
+    CActiveXCtrl* m_pControl;  // m_pWindow's
+    CComPtr<IControlWindow> m_pWindow;
 };
 
 /// Controls under the window manager, whose cells show a picture of one colour, and a user in front, who acts

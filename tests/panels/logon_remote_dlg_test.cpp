@@ -169,9 +169,9 @@ class LogonDlgTest : public testing::Test
     }
 
     struct Message {
-        std::uint32_t m_Message;
-        int m_iFirst;
-        int m_iSecond;
+        std::uint32_t message;
+        int first;
+        int second;
         bool operator==(const Message&) const = default;
     };
 

@@ -13,7 +13,7 @@ constexpr int FRAME_RATE = 25;
 
 /// The share that the encoder's closing words tell: "mb P  I16..4: ... skip:93.1%". libavcodec has one log for
 /// the process.
-std::mutex g_LogLock;
+std::mutex g_csLog;
 double g_Skipped = 0;
 
 void ReadLog(void* /*context*/, int /*level*/, const char* format, va_list arguments)
@@ -51,7 +51,7 @@ ContextPtr OpenEncoder(const H264StreamShape& shape)
 
 H264EncodedStream EncodeH264(const H264StreamShape& shape)
 {
-    const std::lock_guard lock(g_LogLock);
+    const std::lock_guard lock(g_csLog);
     g_Skipped = 0;
     const int level = av_log_get_level();
     av_log_set_level(AV_LOG_INFO);

@@ -113,8 +113,8 @@ CWindowManager::CWindowManager(const std::string& display) : m_pState(std::make_
     m_pState->HearOfProperties(m_pState->own);
     int ends[2];  // the process has the second one for as long as it lives
     if (::pipe(ends) != 0) throw std::runtime_error("no pipe for the window manager");
-    m_Process = ::fork();
-    if (m_Process == 0) {
+    m_iProcess = ::fork();
+    if (m_iProcess == 0) {
         ::close(ends[0]);
         BecomeManager(display, m_Folder.Path());
     }
@@ -141,8 +141,8 @@ CWindowManager& CWindowManager::Get()
 
 void CWindowManager::End()
 {
-    ::kill(m_Process, SIGKILL);
-    ::waitpid(m_Process, nullptr, 0);
+    ::kill(m_iProcess, SIGKILL);
+    ::waitpid(m_iProcess, nullptr, 0);
 }
 
 // False when its process ends.
@@ -158,15 +158,15 @@ bool CWindowManager::WaitUntilItManages(int end) const
 
 void CWindowManager::Continue()
 {
-    ::kill(m_Process, SIGCONT);
+    ::kill(m_iProcess, SIGCONT);
 }
 
 void CWindowManager::Stop()
 {
     Sync();
     for (;;) {
-        ::kill(m_Process, SIGSTOP);
-        ::waitpid(m_Process, nullptr, WUNTRACED);
+        ::kill(m_iProcess, SIGSTOP);
+        ::waitpid(m_iProcess, nullptr, WUNTRACED);
         if (DoesDisplayAnswer()) return;
         // It had taken the server for itself.
         Continue();

@@ -48,5 +48,5 @@ class CWindowManager
 
     const CTestFolder m_Folder;  // its home
     std::unique_ptr<State> m_pState;
-    int m_Process = -1;
+    int m_iProcess = -1;
 };

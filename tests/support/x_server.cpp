@@ -32,8 +32,8 @@ CXServer::CXServer()
 {
     int ends[2];
     if (::pipe(ends) != 0) throw std::runtime_error("no pipe for the display");
-    m_Process = ::fork();
-    if (m_Process == 0) {
+    m_iProcess = ::fork();
+    if (m_iProcess == 0) {
         ::close(ends[0]);
         BecomeServer(ends[1]);
     }
@@ -55,14 +55,14 @@ CXServer::~CXServer()
 
 void CXServer::Stop()
 {
-    ::kill(m_Process, SIGSTOP);
+    ::kill(m_iProcess, SIGSTOP);
 }
 
 void CXServer::Kill()
 {
-    if (m_Process <= 0) return;
-    ::kill(m_Process, SIGKILL);
-    ::waitpid(std::exchange(m_Process, -1), nullptr, 0);
+    if (m_iProcess <= 0) return;
+    ::kill(m_iProcess, SIGKILL);
+    ::waitpid(std::exchange(m_iProcess, -1), nullptr, 0);
     const std::string number = m_strName.substr(1);
     ::unlink(("/tmp/.X" + number + "-lock").c_str());  // a server that was killed leaves them behind
     ::unlink(("/tmp/.X11-unix/X" + number).c_str());

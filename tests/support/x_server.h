@@ -22,6 +22,6 @@ class CXServer
     void Stop();
 
   private:
-    int m_Process = -1;
+    int m_iProcess = -1;
     std::string m_strName;
 };

@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <array>
 #include <atomic>
+#include <cerrno>
+#include <csignal>
 #include <latch>
 #include <memory>
 #include <vector>
@@ -95,6 +98,23 @@ TEST(Threads, EveryWaiterSeesTheEndOfAThread)
         CloseHandle(waiter);
     }
     EXPECT_EQ(seen, 4);
+}
+
+std::atomic<int> g_iBrokenPipes = 0;
+
+TEST(Threads, AWriteToWhoHasGoneFailsAndRaisesNoSignal)
+{
+    int ends[2] = {};
+    ASSERT_EQ(::pipe(ends), 0);
+    ::close(ends[0]);
+    const auto former = std::signal(SIGPIPE, [](int) { ++g_iBrokenPipes; });
+    int fault = 0;
+    const CHandle thread(CreateThread([&] { fault = ::write(ends[1], "", 1) < 0 ? errno : 0; }, "writer"));
+    EXPECT_EQ(WaitForSingleObject(thread, LONG_MS), WAIT_OBJECT_0);
+    std::signal(SIGPIPE, former);
+    ::close(ends[1]);
+    EXPECT_EQ(fault, EPIPE);
+    EXPECT_EQ(g_iBrokenPipes, 0);
 }
 
 TEST(Threads, WithoutRoomForAThreadThereIsNoHandle)

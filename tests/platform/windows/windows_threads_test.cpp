@@ -49,16 +49,16 @@ class CWindow
 {
   public:
     explicit CWindow(WNDPROC procedure, void* native = nullptr)
-        : m_Window(RegisterWindow(std::move(procedure), native))
+        : m_hWindow(RegisterWindow(std::move(procedure), native))
     {
     }
-    ~CWindow() { UnregisterWindow(m_Window); }
+    ~CWindow() { UnregisterWindow(m_hWindow); }
     CWindow(const CWindow&) = delete;
     CWindow& operator=(const CWindow&) = delete;
-    operator HWND() const { return m_Window; }  // NOLINT: stands in for the handle
+    operator HWND() const { return m_hWindow; }  // NOLINT: stands in for the handle
 
   private:
-    HWND m_Window;
+    HWND m_hWindow;
 };
 
 LRESULT Sum(std::uint32_t message, WPARAM wParam, LPARAM lParam)

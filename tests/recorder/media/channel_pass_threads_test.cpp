@@ -45,19 +45,19 @@ class ChannelPassTest : public testing::Test
     }
     size_t Seen() const
     {
-        const std::lock_guard lock(m_Mutex);
-        return m_Seen.size();
+        const std::lock_guard lock(m_csSeen);
+        return m_strSeen.size();
     }
     size_t SeenRare() const
     {
-        const std::lock_guard lock(m_Mutex);
+        const std::lock_guard lock(m_csSeen);
         return m_Rares;
     }
     // K and P of the camera, k and p of those that were coded here.
     std::string SeenFrom(size_t first) const
     {
-        const std::lock_guard lock(m_Mutex);
-        return m_Seen.substr(first);
+        const std::lock_guard lock(m_csSeen);
+        return m_strSeen.substr(first);
     }
 
   private:
@@ -76,17 +76,17 @@ class ChannelPassTest : public testing::Test
         const bool often = std::any_of(m_Often.begin(), m_Often.end(), own);
         const bool rare = !often && std::any_of(m_Rare.begin(), m_Rare.end(), own);
         const bool others = !often && !rare;
-        const std::lock_guard lock(m_Mutex);
+        const std::lock_guard lock(m_csSeen);
         m_Rares += rare ? 1 : 0;
-        m_Seen += others ? (coded.key ? 'k' : 'p') : (coded.key ? 'K' : 'P');
+        m_strSeen += others ? (coded.key ? 'k' : 'p') : (coded.key ? 'K' : 'P');
         return true;
     }
 
     const AccessUnits m_Often = EncodeH264("annexb=1", 10);
     const AccessUnits m_Rare = EncodeH264("annexb=1:keyint=" + std::to_string(RARE), RARE);
-    mutable std::mutex m_Mutex;
-    std::string m_Seen;  // guarded
-    size_t m_Rares = 0;  // guarded; of the stream whose key pictures are rare, and of no other
+    mutable std::mutex m_csSeen;
+    std::string m_strSeen;  // guarded
+    size_t m_Rares = 0;     // guarded; of the stream whose key pictures are rare, and of no other
 
   protected:
     H264Camera m_Camera{m_Often};

@@ -42,7 +42,7 @@ class H264Camera
     // Sends the next picture to the reader, when there is one.
     void SendNext()
     {
-        if (!m_Output && !Begin()) return;
+        if (!m_pOutput && !Begin()) return;
         const auto at = [this] { return (m_Next - m_Base) % m_Stream.size(); };
         if (at() == m_Lost) ++m_Next;
         const auto& unit = m_Stream[at()];
@@ -51,20 +51,20 @@ class H264Camera
         std::copy(unit.begin(), unit.end(), packet->data);
         packet->pts = packet->dts = static_cast<int64_t>(40 * m_Next);
         packet->flags = UnitType(SplitUnits(unit).back()) == EUnit::IdrSlice ? AV_PKT_FLAG_KEY : 0;
-        av_write_frame(m_Output, packet.get());
-        av_write_frame(m_Output, nullptr);
-        avio_flush(m_Output->pb);
+        av_write_frame(m_pOutput, packet.get());
+        av_write_frame(m_pOutput, nullptr);
+        avio_flush(m_pOutput->pb);
         ++m_Next;
     }
     void HangUp()
     {
         asio::error_code ignored;
         m_Socket.close(ignored);
-        if (!m_Output) return;
-        av_freep(&m_Output->pb->buffer);
-        avio_context_free(&m_Output->pb);
-        avformat_free_context(m_Output);
-        m_Output = nullptr;
+        if (!m_pOutput) return;
+        av_freep(&m_pOutput->pb->buffer);
+        avio_context_free(&m_pOutput->pb);
+        avformat_free_context(m_pOutput);
+        m_pOutput = nullptr;
     }
 
   private:
@@ -82,11 +82,11 @@ class H264Camera
         m_Socket = m_Acceptor.accept();
         m_Next = m_Base + m_Begin;
         constexpr int BUFFER_BYTES = 4096;
-        avformat_alloc_output_context2(&m_Output, nullptr, "matroska", nullptr);
-        m_Output->pb = avio_alloc_context(static_cast<uint8_t*>(av_malloc(BUFFER_BYTES)), BUFFER_BYTES, 1, this,
-                                          nullptr, Write, nullptr);
-        m_Output->pb->seekable = 0;
-        AVStream* const stream = avformat_new_stream(m_Output, nullptr);
+        avformat_alloc_output_context2(&m_pOutput, nullptr, "matroska", nullptr);
+        m_pOutput->pb = avio_alloc_context(static_cast<uint8_t*>(av_malloc(BUFFER_BYTES)), BUFFER_BYTES, 1,
+                                           this, nullptr, Write, nullptr);
+        m_pOutput->pb->seekable = 0;
+        AVStream* const stream = avformat_new_stream(m_pOutput, nullptr);
         std::vector<uint8_t> sets;
         for (const auto unit : SplitUnits(m_Stream[0]))
             if (UnitType(unit) == EUnit::SequenceSet || UnitType(unit) == EUnit::PictureSet) {
@@ -102,7 +102,7 @@ class H264Camera
         codec.extradata_size = static_cast<int>(sets.size());
         std::copy(sets.begin(), sets.end(), codec.extradata);
         stream->time_base = {1, 1000};
-        CheckAv(avformat_write_header(m_Output, nullptr), "send");
+        CheckAv(avformat_write_header(m_pOutput, nullptr), "send");
         return true;
     }
 
@@ -111,8 +111,8 @@ class H264Camera
     asio::io_context m_Context;
     asio::ip::tcp::acceptor m_Acceptor;
     asio::ip::tcp::socket m_Socket;
-    AVFormatContext* m_Output = nullptr;  // null until the output is read
-    size_t m_Base = 0;                    // of the first of its pictures
+    AVFormatContext* m_pOutput = nullptr;  // null until the output is read
+    size_t m_Base = 0;                     // of the first of its pictures
     size_t m_Next = 0;
     std::optional<size_t> m_Lost;
 };

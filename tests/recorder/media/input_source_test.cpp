@@ -27,16 +27,16 @@ using namespace recorder;
 class PipeSourceTest : public testing::Test
 {
   protected:
-    PipeSourceTest() { EXPECT_EQ(mkfifo(m_Pipe.c_str(), 0600), 0); }
+    PipeSourceTest() { EXPECT_EQ(mkfifo(m_strPipe.c_str(), 0600), 0); }
 
     CTestFolder m_Folder;
-    const std::string m_Pipe = m_Folder.Path("pipe");
+    const std::string m_strPipe = m_Folder.Path("pipe");
 };
 
 TEST_F(PipeSourceTest, ItsPicturesAreShown)
 {
-    std::thread writer([&] { WriteBlueFilm(m_Pipe, "-t 3 -f mpegts"); });
-    const auto source = MakeSource(m_Pipe, SourceScene(), 0, NEVER_STOP);
+    std::thread writer([&] { WriteBlueFilm(m_strPipe, "-t 3 -f mpegts"); });
+    const auto source = MakeSource(m_strPipe, SourceScene(), 0, NEVER_STOP);
     ExpectBlueSixTimes(*source);
     writer.join();
 }
@@ -44,11 +44,11 @@ TEST_F(PipeSourceTest, ItsPicturesAreShown)
 TEST_F(PipeSourceTest, OneThatCanNotBeOpenedSaysWhy)
 {
     // The sanitizer opens a pipe to look at an object of a type that is new to it.
-    MakeSource(m_Pipe, SourceScene(), 0, true);
+    MakeSource(m_strPipe, SourceScene(), 0, true);
     testing::internal::CaptureStderr();
     {
         const CResourceLimit noFile(RLIMIT_NOFILE, 0);
-        MakeSource(m_Pipe, SourceScene(), 0, NEVER_STOP);
+        MakeSource(m_strPipe, SourceScene(), 0, NEVER_STOP);
     }
     EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr("Too many open files"));
 }
@@ -62,9 +62,9 @@ TEST_P(PipeNameTest, OneThatNobodyWritesIntoKeepsNoRecorderFromItsEnd)
 {
     const std::atomic<bool> stop = true;
     const auto reader =
-        std::async(std::launch::async, [&] { MakeSource(GetParam() + m_Pipe, SourceScene(), 0, stop); });
+        std::async(std::launch::async, [&] { MakeSource(GetParam() + m_strPipe, SourceScene(), 0, stop); });
     EXPECT_EQ(reader.wait_for(std::chrono::seconds(20)), std::future_status::ready);
-    close(open(m_Pipe.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC));  // ends every wait
+    close(open(m_strPipe.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC));  // ends every wait
 }
 
 INSTANTIATE_TEST_SUITE_P(Names, PipeNameTest, testing::Values("", "file:"));

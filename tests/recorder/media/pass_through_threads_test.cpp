@@ -150,11 +150,11 @@ class PassGateTest : public testing::Test
     void Send() { m_Gate.Send(std::make_shared<Coded>()); }
 
     static constexpr const char* UNREAD = "a packet can't be read";
-    std::string m_Seen;  // K and P of the camera, o of others
-    bool m_Takes = true;
+    std::string m_strSeen;  // K and P of the camera, o of others
+    bool m_bTakes = true;
     PassGate m_Gate{[this](const std::shared_ptr<const Coded>& coded) {
-        m_Seen += coded->bytes.empty() ? 'o' : coded->key ? 'K' : 'P';
-        return m_Takes;
+        m_strSeen += coded->bytes.empty() ? 'o' : coded->key ? 'K' : 'P';
+        return m_bTakes;
     }};
     PassGate::Clock::time_point m_Now = PassGate::Clock::now();
 };
@@ -166,7 +166,7 @@ TEST_F(PassGateTest, ChangesAtKeyPicturesOnly)
     Take(true);
     Send();
     Take(false);
-    EXPECT_EQ(m_Seen, "oKP");
+    EXPECT_EQ(m_strSeen, "oKP");
     EXPECT_EQ(m_Gate.Turn(m_Now), PassGate::ETurn::Leave);
     m_Now += PassGate::STALE_AFTER;
     EXPECT_EQ(m_Gate.Turn(m_Now), PassGate::ETurn::Restart);
@@ -174,7 +174,7 @@ TEST_F(PassGateTest, ChangesAtKeyPicturesOnly)
     Take(false);
     Send();
     Take(true);
-    EXPECT_EQ(m_Seen, "oKPoK");
+    EXPECT_EQ(m_strSeen, "oKPoK");
 }
 
 // The camera's came and went between the coder's turn and its picture, which builds on what nobody saw.
@@ -184,10 +184,10 @@ TEST_F(PassGateTest, APictureThatWasOvertakenIsDroppedAndTheNextBeginsAnew)
     Take(true);
     m_Gate.Rest();
     Send();
-    EXPECT_EQ(m_Seen, "K");
+    EXPECT_EQ(m_strSeen, "K");
     EXPECT_EQ(m_Gate.Turn(m_Now), PassGate::ETurn::Restart);
     Send();
-    EXPECT_EQ(m_Seen, "Ko");
+    EXPECT_EQ(m_strSeen, "Ko");
 }
 
 TEST_F(PassGateTest, DamageAndAPictureThatWasNotTakenAwaitTheNextKey)
@@ -195,14 +195,14 @@ TEST_F(PassGateTest, DamageAndAPictureThatWasNotTakenAwaitTheNextKey)
     Take(true);
     m_Gate.Take({}, EChecksum::None, m_Now);
     Take(false);
-    EXPECT_EQ(m_Seen, "K");
-    m_Takes = false;
+    EXPECT_EQ(m_strSeen, "K");
+    m_bTakes = false;
     Take(true);
-    m_Takes = true;
+    m_bTakes = true;
     Take(false);
     Take(true);
     Take(false);
-    EXPECT_EQ(m_Seen, "KKKP");
+    EXPECT_EQ(m_strSeen, "KKKP");
     EXPECT_EQ(m_Gate.State().passed, 3U);
     EXPECT_EQ(m_Gate.State().leftOut, 2U)
         << "the one that wasn't taken, and what built on it; not the damaged one";
@@ -221,7 +221,7 @@ TEST_F(PassGateTest, WhatGoesBeyondStaysOutUntilTheCameraIsOpenedAnew)
     EXPECT_EQ(m_Gate.State().why, "it has B pictures");
     m_Gate.Opened();
     Take(true);
-    EXPECT_EQ(m_Seen, "KK");
+    EXPECT_EQ(m_strSeen, "KK");
     EXPECT_EQ(m_Gate.State().passed, 2U);
 }
 
@@ -232,7 +232,7 @@ TEST_F(PassGateTest, ACameraThatWasOpenedAnewBeginsWithAKeyPicture)
     Take(false);
     Take(true);
     Take(false);
-    EXPECT_EQ(m_Seen, "KKP");
+    EXPECT_EQ(m_strSeen, "KKP");
 }
 
 TEST_F(PassGateTest, AReasonIsToldOnceHoweverOftenTheCameraIsOpened)
@@ -309,7 +309,7 @@ TEST_F(PassGateTest, WhatBuildsOnPicturesThatNobodyHasIsReEncodedAndItsReasonTol
     EXPECT_EQ(take(), "") << "told once";
     EXPECT_EQ(m_Gate.State().damaged, 0U);
     Take(true);
-    EXPECT_EQ(m_Seen, "KK");
+    EXPECT_EQ(m_strSeen, "KK");
     EXPECT_EQ(m_Gate.State().why, "");
 }
 
@@ -329,7 +329,7 @@ TEST_F(PassGateTest, WhatComesBeforeTheFirstIdrPictureIsNoDamage)
     Take(true);
     EXPECT_EQ(Damage(), "") << "the first break: nothing was whole before the other";
     Take(true);
-    EXPECT_EQ(m_Seen, "KK");
+    EXPECT_EQ(m_strSeen, "KK");
 }
 
 // From each IDR picture to the next break clients would see a part of the pictures, and never a whole second.
@@ -353,19 +353,19 @@ TEST_F(PassGateTest, ACameraThatLosesPicturesAgainAndAgainIsCodedAnewUntilItIsWh
     m_Now += PassGate::LOSSY_WITHIN - 1ms;
     Take(true);
     Send();
-    EXPECT_EQ(m_Seen, "KKo") << "it has to be whole for a while";
+    EXPECT_EQ(m_strSeen, "KKo") << "it has to be whole for a while";
     m_Now += 1ms;
     EXPECT_EQ(m_Gate.Take(Picture(false), EChecksum::None, m_Now), "")
         << "what was wrong before counts no more";
     EXPECT_EQ(m_Gate.State().why, h264::NO_IDR);
     Take(true);
     Take(false);
-    EXPECT_EQ(m_Seen, "KKoKP");
+    EXPECT_EQ(m_strSeen, "KKoKP");
     EXPECT_EQ(m_Gate.State().why, "");
     EXPECT_EQ(m_Gate.State().leftOut, 0U);
     EXPECT_EQ(Damage(), "") << "once in a while costs what follows up to the next IDR picture only";
     Take(true);
-    EXPECT_EQ(m_Seen, "KKoKPK");
+    EXPECT_EQ(m_strSeen, "KKoKPK");
 }
 
 TEST_F(PassGateTest, PacketsWithoutAPictureChangeNothing)
@@ -377,7 +377,7 @@ TEST_F(PassGateTest, PacketsWithoutAPictureChangeNothing)
         EXPECT_EQ(m_Gate.Take(nothing, EChecksum::None, m_Now), "");
         Take(false);
     }
-    EXPECT_EQ(m_Seen, "KPKPKP");
+    EXPECT_EQ(m_strSeen, "KPKPKP");
     EXPECT_EQ(m_Gate.State().damaged, 0U);
 }
 
@@ -394,16 +394,16 @@ TEST_F(PassGateTest, APictureInTheMiddleIsNoBreakForWhoBeginsToWatch)
         Take(true);
         m_Gate.Opened();
     }
-    EXPECT_EQ(m_Seen, "KKKKKK");
+    EXPECT_EQ(m_strSeen, "KKKKKK");
 }
 
 // Only those are that clients missed since the network's thread was late.
 TEST_F(PassGateTest, WhatANewClientOrANewStreamWaitsForIsNotCountedAsLeftOut)
 {
     for (const auto act : {&PassGate::Rest, &PassGate::Opened}) {
-        m_Takes = false;
+        m_bTakes = false;
         Take(true);
-        m_Takes = true;
+        m_bTakes = true;
         (m_Gate.*act)();
         Take(false);
     }
@@ -425,13 +425,13 @@ TEST_F(PassGateTest, ACameraWithRareIdrPicturesIsCodedAnewUntilItIsOpenedAgain)
     EXPECT_EQ(m_Gate.Turn(m_Now), PassGate::ETurn::Restart);
     EXPECT_EQ(take(), "") << "told once";
     Take(true);
-    EXPECT_EQ(m_Seen, "KPKP");
+    EXPECT_EQ(m_strSeen, "KPKP");
     EXPECT_EQ(m_Gate.State().why, PassGate::RARE_IDR);
     m_Gate.Opened();
     Take(true);
     m_Now += 1ms;
     EXPECT_EQ(take(), "");
-    EXPECT_EQ(m_Seen, "KPKPKP");
+    EXPECT_EQ(m_strSeen, "KPKPKP");
 }
 
 TEST_F(PassGateTest, ChecksumsArePutOntoWhatPasses)

@@ -48,7 +48,7 @@ class DataServerTest : public testing::Test, public IDirectChannels
     int Width(int) const override { return 704; }
     int Height(int) const override { return 576; }
     void Watch(int channel, ECodec codec, int more) override { m_Watching[{channel, codec}] += more; }
-    void WantKey(int, ECodec) override { ++m_KeysWanted; }
+    void WantKey(int, ECodec) override { ++m_iKeysWanted; }
 
     template <class Condition_t>
     bool RunUntil(const Condition_t& condition)
@@ -97,7 +97,7 @@ class DataServerTest : public testing::Test, public IDirectChannels
     DataServer::ClientCounts Only() const { return m_Server.Clients().at(0); }
 
     std::map<std::pair<int, ECodec>, int> m_Watching;
-    int m_KeysWanted = 0;
+    int m_iKeysWanted = 0;
     asio::io_context m_Context;
     DataServer m_Server;
     asio::ip::tcp::socket m_Client;
@@ -108,16 +108,16 @@ class DataServerTest : public testing::Test, public IDirectChannels
 TEST_F(DataServerTest, AClientThatTakesNothingIsBoundedAndGoesOnWithAKeyPicture)
 {
     ASSERT_TRUE(Watch());
-    m_KeysWanted = 0;
+    m_iKeysWanted = 0;
     Picture(1, true);
     uint64_t given = 1;
     for (; given < 1000 && Only().dropped == 0; ++given)
         Picture(2, false);
     ASSERT_EQ(Only().dropped, 1U);
-    EXPECT_EQ(m_KeysWanted, 1);
+    EXPECT_EQ(m_iKeysWanted, 1);
     Picture(3, false);
     EXPECT_EQ(Only().dropped, 2U) << "it waits for the key picture";
-    EXPECT_EQ(m_KeysWanted, 1) << "asked for once";
+    EXPECT_EQ(m_iKeysWanted, 1) << "asked for once";
     const uint64_t queued = given - 1;
     EXPECT_LT(Only().pictures, queued) << "what waits isn't told as sent";
     ASSERT_TRUE(RunUntil([&] {

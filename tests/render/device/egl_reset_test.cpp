@@ -25,11 +25,11 @@ class EglResetTest : public testing::Test
     void SetUp() override
     {
         ASSERT_NE(m_Windows.m_pDisplay, nullptr) << "these tests need a display: run them by ./test";
-        m_Window = m_Windows.Create(0, 100, 100);
+        m_hWindow = m_Windows.Create(0, 100, 100);
     }
 
     CXWindows m_Windows;
-    HWND m_Window = HWND::Null;
+    HWND m_hWindow = HWND::Null;
 };
 
 class EglResetDeviceTest : public EglResetTest
@@ -49,7 +49,7 @@ class EglResetDeviceTest : public EglResetTest
     {
         m_pDevice->StretchRect(*m_pSurface, {0, 0, WIDTH, HEIGHT}, *m_pChain->GetBackBuffer(0),
                                ETextureFilter::Linear);
-        return m_pChain->Present(m_Window);
+        return m_pChain->Present(m_hWindow);
     }
 
     std::shared_ptr<ISurfaceAdapter> m_pAdapter;
@@ -109,7 +109,7 @@ TEST_F(EglResetDeviceTest, TextureOfAStreamThatEndedIsDeletedOnce)
 
 TEST_F(EglResetDeviceTest, WindowThatIsNotLentIsAskedForNothing)
 {
-    m_Windows.Lease(m_Window).TakeBack();
+    m_Windows.Lease(m_hWindow).TakeBack();
     EglDriver().swaps = 0;
     EXPECT_FALSE(Show());
     EXPECT_EQ(EglDriver().swaps, 0) << "nothing to swap on";
@@ -146,9 +146,9 @@ TEST_F(EglResetTest, DriverThatReportsNoResetsIsNotResetWithTheLossItself)
     const auto surface = device->CreateOffscreenPlainSurface(WIDTH, HEIGHT, ESurfaceFormat::X8R8G8B8);
     const auto chain = device->CreateAdditionalSwapChain({WIDTH, HEIGHT});
     device->StretchRect(*surface, {0, 0, WIDTH, HEIGHT}, *chain->GetBackBuffer(0), ETextureFilter::Linear);
-    EXPECT_TRUE(chain->Present(m_Window));
+    EXPECT_TRUE(chain->Present(m_hWindow));
     EglDriver().swapError = EGL_CONTEXT_LOST;
-    EXPECT_FALSE(chain->Present(m_Window));
+    EXPECT_FALSE(chain->Present(m_hWindow));
     EXPECT_EQ(device->TestCooperativeLevel(), EDeviceState::NotReset);
     EXPECT_EQ(EglDriver().resetQuestions, 0);
 }
@@ -165,7 +165,7 @@ TEST_F(EglResetTest, RendererWaitsForTheEndOfTheResetAndRemakesOnce)
     CSurface* const surface = render.CreateSurface(WIDTH, HEIGHT);
     const auto show = [&](std::uint8_t luma) {
         const CTestFrame frame(WIDTH, HEIGHT, luma);
-        EXPECT_EQ(render.DisplayClient(&frame.m_Frame, surface, m_Window), 0);
+        EXPECT_EQ(render.DisplayClient(&frame.m_Frame, surface, m_hWindow), 0);
         return surface->m_Showing;
     };
     EXPECT_EQ(show(90), EShowing::Shown);
@@ -180,7 +180,7 @@ TEST_F(EglResetTest, RendererWaitsForTheEndOfTheResetAndRemakesOnce)
     EXPECT_EQ(show(110), EShowing::Dropped) << "the one that rebuilds";
     EXPECT_EQ(opened, 2);
     EXPECT_EQ(show(150), EShowing::Shown);
-    EXPECT_PIXEL(m_Window, 50, 50, GreyPixel(150));
+    EXPECT_PIXEL(m_hWindow, 50, 50, GreyPixel(150));
     EXPECT_EQ(opened, 2);
     EXPECT_EQ(EglDriver().mostContexts, contexts);
     EXPECT_EQ(EglDriver().contexts, contexts);
