@@ -5,7 +5,9 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -141,6 +143,37 @@ TEST(OutputFileTest, AReaderThatGoesFailsTheWriteAlone)
     going.join();
     EXPECT_TRUE(fs::is_fifo(path));
     std::signal(SIGPIPE, former);
+}
+
+// As ssh leaves it without a terminal: it can't be opened by its name, and who writes waits for its reader.
+TEST(OutputFileTest, ASocketThatIsOpenAlreadyIsWrittenAndWaitsForNoReader)
+{
+    int ends[2] = {-1, -1};
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+    const std::string path = "/dev/fd/" + std::to_string(ends[0]);
+    CheckCanWrite(path);
+    WriteWhole(path, "text");
+    char read[8];
+    EXPECT_EQ(recv(ends[1], read, sizeof read, MSG_DONTWAIT), 4);
+    EXPECT_THROW(WriteWhole(path, std::string(4 << 20, 'x')), std::runtime_error);
+    for (const int end : ends)
+        close(end);
+    EXPECT_THROW(CheckCanWrite(path), std::runtime_error);
+}
+
+TEST(OutputFileTest, ASocketThatNobodyHasOpenIsRefusedAtOnce)
+{
+    const CTestFolder folder;
+    const std::string path = folder.Path("socket");
+    const int bound = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un name{};
+    name.sun_family = AF_UNIX;
+    ASSERT_LT(path.size(), sizeof name.sun_path);
+    path.copy(name.sun_path, path.size());
+    ASSERT_EQ(bind(bound, reinterpret_cast<const sockaddr*>(&name), sizeof name), 0);
+    EXPECT_THROW(CheckCanWrite(path), std::runtime_error);
+    EXPECT_THROW(WriteWhole(path, "x"), std::runtime_error);
+    close(bound);
 }
 
 TEST(OutputFileTest, AWriteThatFailsHalfWayLeavesWhatWasThere)
