@@ -92,7 +92,20 @@ class CTextFieldFilter final : public QObject
         Paste(selected && event.key() == Qt::Key_Insert ? QClipboard::Selection : QClipboard::Clipboard);
         return true;
     }
-    void Paste(QClipboard::Mode mode) { m_Edit.insert(FirstLineOf(QGuiApplication::clipboard()->text(mode))); }
+    void Paste(QClipboard::Mode mode)
+    {
+        EndUndoStep();
+        m_Edit.insert(FirstLineOf(QGuiApplication::clipboard()->text(mode)));
+        EndUndoStep();
+    }
+    // By a caret that goes away and comes back. What is selected begins a step anyhow.
+    void EndUndoStep()
+    {
+        if (m_bComposes || m_Edit.hasSelectedText()) return;
+        const int caret = m_Edit.cursorPosition();
+        m_Edit.setCursorPosition(caret == 0 ? 1 : 0);
+        m_Edit.setCursorPosition(caret);
+    }
     // The field's own, with another text.
     bool Drop(QDropEvent& event)
     {

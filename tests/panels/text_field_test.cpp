@@ -193,6 +193,29 @@ TEST_F(EditMenuTest, FieldTakesTheFirstLineByEachWayOfPasting)
     }
 }
 
+TEST_F(EditMenuTest, UndoTakesBackWhatWasPastedAlone)
+{
+    QLineEdit edit;
+    SetUpTextField(edit);
+    edit.show();
+    QApplication::clipboard()->setText("cd");
+    QTest::keyClicks(&edit, "ab");
+    QTest::keySequence(&edit, QKeySequence::Paste);
+    QTest::keyClicks(&edit, "e");
+    EXPECT_EQ(edit.text(), "abcde");
+    edit.undo();
+    EXPECT_EQ(edit.text(), "abcd");
+    edit.undo();
+    EXPECT_EQ(edit.text(), "ab");
+    edit.home(false);
+    QTest::keySequence(&edit, QKeySequence::Paste);
+    QTest::keySequence(&edit, QKeySequence::Paste);
+    EXPECT_EQ(edit.text(), "cdcdab");
+    EXPECT_EQ(edit.cursorPosition(), 4);
+    edit.undo();
+    EXPECT_EQ(edit.text(), "cdab");
+}
+
 // A press in the panel gives its window the keyboard, and the selection would go with it.
 TEST_F(EditMenuTest, ClickedEntriesOfALogonsFieldActOnItsSelection)
 {
