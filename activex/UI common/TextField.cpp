@@ -46,13 +46,14 @@ class CTextFieldFilter final : public QObject
                 return false;
             case QEvent::ContextMenu:
                 // While text is composed the field itself opens no menu.
-                if (m_bComposes) return false;
+                if (m_bComposes || !m_Edit.isEnabled()) return false;
                 OpenMenu(static_cast<QContextMenuEvent*>(event)->globalPos());
                 return true;
             case QEvent::KeyPress:
                 return PasteByKey(*static_cast<QKeyEvent*>(event));
             case QEvent::MouseButtonRelease:
-                if (target != &m_Edit || static_cast<QMouseEvent*>(event)->button() != Qt::MiddleButton)
+                if (target != &m_Edit || !m_Edit.isEnabled() ||
+                    static_cast<QMouseEvent*>(event)->button() != Qt::MiddleButton)
                     return false;
                 m_Edit.deselect();
                 Paste(QClipboard::Selection);

@@ -216,6 +216,20 @@ TEST_F(EditMenuTest, UndoTakesBackWhatWasPastedAlone)
     EXPECT_EQ(edit.text(), "cdab");
 }
 
+TEST_F(EditMenuTest, FieldThatIsDisabledTakesNothingAndOpensNone)
+{
+    QWidget window;
+    QLineEdit edit("1001", &window);
+    SetUpTextField(edit);
+    window.setEnabled(false);
+    window.show();
+    QApplication::clipboard()->setText("2002", QClipboard::Selection);
+    QTest::mouseClick(window.windowHandle(), Qt::MiddleButton, {}, edit.geometry().center());
+    EXPECT_EQ(edit.text(), "1001");
+    QTest::mouseClick(window.windowHandle(), Qt::RightButton, {}, edit.geometry().center());
+    EXPECT_EQ(QApplication::activePopupWidget(), nullptr);
+}
+
 // A press in the panel gives its window the keyboard, and the selection would go with it.
 TEST_F(EditMenuTest, ClickedEntriesOfALogonsFieldActOnItsSelection)
 {
