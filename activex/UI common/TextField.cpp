@@ -50,7 +50,7 @@ class CTextFieldFilter final : public QObject
                 OpenMenu(static_cast<QContextMenuEvent*>(event)->globalPos());
                 return true;
             case QEvent::KeyPress:
-                return PasteByKey(*static_cast<QKeyEvent*>(event));
+                return target == &m_Edit && PasteByKey(*static_cast<QKeyEvent*>(event));
             case QEvent::MouseButtonRelease:
                 if (target != &m_Edit || !m_Edit.isEnabled() ||
                     static_cast<QMouseEvent*>(event)->button() != Qt::MiddleButton)

@@ -17,6 +17,7 @@
 #include <QTest>
 
 #include "activex/UI common/LogonRemoteDlg.h"
+#include "common/HistoryCombo.h"
 #include "model/settings/Language.h"
 #include "platform/os/paths.h"
 #include "platform/qt/QtPlatform.h"
@@ -151,8 +152,7 @@ TEST_F(EditMenuTest, FieldTakesOfWhatIsPastedTheFirstLine)
 
 TEST_F(EditMenuTest, FieldTakesTheFirstLineByEachWayOfPasting)
 {
-    QComboBox box;
-    box.setEditable(true);
+    CHistoryCombo box;
     QLineEdit port;
     port.setValidator(new QIntValidator(0, 65535, &port));
     for (QLineEdit* const edit : {box.lineEdit(), &port}) {
@@ -228,6 +228,25 @@ TEST_F(EditMenuTest, FieldThatIsDisabledTakesNothingAndOpensNone)
     EXPECT_EQ(edit.text(), "1001");
     QTest::mouseClick(window.windowHandle(), Qt::RightButton, {}, edit.geometry().center());
     EXPECT_EQ(QApplication::activePopupWidget(), nullptr);
+}
+
+// As what is deleted with the control key held, which is held then for the paste too.
+TEST_F(EditMenuTest, PasteThatFollowsADeletionIsCompleted)
+{
+    CHistoryCombo box;
+    SetUpTextField(*box.lineEdit());
+    box.AddString("1001");
+    box.show();
+    QApplication::clipboard()->setText("10\n");
+    for (const Qt::Key key : {Qt::Key_Backspace, Qt::Key_V}) {
+        QKeyEvent held(QEvent::KeyPress, key, Qt::ControlModifier);
+        QApplication::sendEvent(&box, &held);
+        if (key == Qt::Key_Backspace) {
+            EXPECT_EQ(box.lineEdit()->text(), "");
+        }
+    }
+    EXPECT_EQ(box.lineEdit()->text(), "1001");
+    EXPECT_EQ(box.lineEdit()->selectedText(), "01");
 }
 
 // A press in the panel gives its window the keyboard, and the selection would go with it.
