@@ -148,6 +148,9 @@ TEST_F(EditMenuTest, FieldTakesOfWhatIsPastedTheFirstLine)
         edit.undo();
         EXPECT_EQ(edit.text().toStdString(), "ab");
     }
+    QApplication::clipboard()->setText("\n1001");
+    QTest::keySequence(&edit, QKeySequence::Paste);
+    EXPECT_EQ(edit.text().toStdString(), "ab") << "the first line is empty";
 }
 
 TEST_F(EditMenuTest, FieldTakesTheFirstLineByEachWayOfPasting)
@@ -214,6 +217,23 @@ TEST_F(EditMenuTest, UndoTakesBackWhatWasPastedAlone)
     EXPECT_EQ(edit.cursorPosition(), 4);
     edit.undo();
     EXPECT_EQ(edit.text(), "cdab");
+}
+
+TEST_F(EditMenuTest, PasteLeavesWhatIsComposedOnTheScreen)
+{
+    QLineEdit edit;
+    SetUpTextField(edit);
+    edit.show();
+    QApplication::clipboard()->setText("cd");
+    const auto caret = [&edit] { return edit.inputMethodQuery(Qt::ImCursorRectangle).toRectF().x(); };
+    QTest::keySequence(&edit, QKeySequence::Paste);
+    const qreal alone = caret();
+    edit.clear();
+    QInputMethodEvent composing("ni", {});
+    QApplication::sendEvent(&edit, &composing);
+    QTest::keySequence(&edit, QKeySequence::Paste);
+    EXPECT_EQ(edit.text(), "cd");
+    EXPECT_GT(caret(), alone);
 }
 
 TEST_F(EditMenuTest, FieldThatIsDisabledTakesNothingAndOpensNone)
