@@ -34,11 +34,14 @@ bool CHistoryCombo::eventFilter(QObject* watched, QEvent* event)
     return QComboBox::eventFilter(watched, event);
 }
 
-// The box has the keyboard and hands its keys to the field past the field's filters.
+// The box has the keyboard and hands its keys to the field past the field's filters, of which one may paste.
 void CHistoryCombo::keyPressEvent(QKeyEvent* event)
 {
     NoteKey(*event);
-    QComboBox::keyPressEvent(event);
+    if (event->matches(QKeySequence::Paste))
+        QCoreApplication::sendEvent(lineEdit(), event);
+    else
+        QComboBox::keyPressEvent(event);
 }
 
 // The wheel would replace what is typed by an entry. An open list handles the wheel itself.

@@ -143,6 +143,7 @@ int COutlook2Ctrl::AddSubItem(int folder, int item, QWidget* child, int height)
     line->m_pChild = child;
     line->m_iChildHeight = height;
     child->setParent(this);
+    child->installEventFilter(this);
     child->hide();
     place->m_SubItems.push_back(std::move(line));
     update();
@@ -338,6 +339,16 @@ void COutlook2Ctrl::SetStoredWidth(int width)
 void COutlook2Ctrl::leaveEvent(QEvent*)
 {
     SetHot({});
+}
+
+// The mouse doesn't leave the bar when it comes to a page, which would show the bar's pointer too.
+bool COutlook2Ctrl::eventFilter(QObject* page, QEvent* event)
+{
+    if (event->type() == QEvent::Enter) {
+        SetHot({});
+        setCursor(Qt::ArrowCursor);
+    }
+    return QWidget::eventFilter(page, event);
 }
 
 void COutlook2Ctrl::SetHot(const Hit& hit)

@@ -99,6 +99,7 @@ class COutlook2Ctrl : public QWidget
     void keyPressEvent(QKeyEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     bool event(QEvent* event) override;
+    bool eventFilter(QObject* page, QEvent* event) override;
 
     // In this order a derived bar may change how it looks.
     virtual void DrawFolder(QPainter& painter, const COL2Folder& folder, bool selected, bool hot);

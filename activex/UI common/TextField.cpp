@@ -46,13 +46,14 @@ class CTextFieldFilter final : public QObject
                 return false;
             case QEvent::ContextMenu:
                 // While text is composed the field itself opens no menu.
-                if (m_bComposes) return false;
+                if (m_bComposes || !m_Edit.isEnabled()) return false;
                 OpenMenu(static_cast<QContextMenuEvent*>(event)->globalPos());
                 return true;
             case QEvent::KeyPress:
-                return PasteByKey(*static_cast<QKeyEvent*>(event));
+                return target == &m_Edit && PasteByKey(*static_cast<QKeyEvent*>(event));
             case QEvent::MouseButtonRelease:
-                if (target != &m_Edit || static_cast<QMouseEvent*>(event)->button() != Qt::MiddleButton)
+                if (target != &m_Edit || !m_Edit.isEnabled() ||
+                    static_cast<QMouseEvent*>(event)->button() != Qt::MiddleButton)
                     return false;
                 m_Edit.deselect();
                 Paste(QClipboard::Selection);
@@ -92,7 +93,20 @@ class CTextFieldFilter final : public QObject
         Paste(selected && event.key() == Qt::Key_Insert ? QClipboard::Selection : QClipboard::Clipboard);
         return true;
     }
-    void Paste(QClipboard::Mode mode) { m_Edit.insert(FirstLineOf(QGuiApplication::clipboard()->text(mode))); }
+    void Paste(QClipboard::Mode mode)
+    {
+        EndUndoStep();
+        m_Edit.insert(FirstLineOf(QGuiApplication::clipboard()->text(mode)));
+        EndUndoStep();
+    }
+    // By a caret that goes away and comes back. What is selected begins a step anyhow.
+    void EndUndoStep()
+    {
+        if (m_bComposes || m_Edit.hasSelectedText()) return;
+        const int caret = m_Edit.cursorPosition();
+        m_Edit.setCursorPosition(caret == 0 ? 1 : 0);
+        m_Edit.setCursorPosition(caret);
+    }
     // The field's own, with another text.
     bool Drop(QDropEvent& event)
     {

@@ -150,6 +150,27 @@ TEST_F(SideBarTest, HotLinesAndFoldersFollowTheMouse)
     EXPECT_TRUE(QTest::qWaitFor([&] { return m_Bar->cursor().shape() == Qt::SplitHCursor; }));
 }
 
+// A page is a window of its own within the bar.
+TEST_F(SideBarTest, MouseThatComesToAPageIsOfTheBarNoMore)
+{
+    Show();
+    auto* const page = new QWidget;
+    m_Bar->AddFolder("a", {}, page);
+    m_Bar->AddFolder("b", {});
+    Paint();
+    const QRect button = m_Bar->GetFolder(1).m_Rect;
+    const QImage plain = m_Bar->grab(button).toImage();
+    QTest::mouseMove(&*m_Bar, Middle(button));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return m_Bar->grab(button).toImage() != plain; }));
+    QTest::mouseMove(page, {50, 50});
+    EXPECT_TRUE(QTest::qWaitFor([&] { return m_Bar->grab(button).toImage() == plain; }));
+    EXPECT_EQ(page->cursor().shape(), Qt::ArrowCursor);
+    QTest::mouseMove(&*m_Bar, {198, 100});
+    ASSERT_TRUE(QTest::qWaitFor([&] { return m_Bar->cursor().shape() == Qt::SplitHCursor; }));
+    QTest::mouseMove(page, {50, 50});
+    EXPECT_TRUE(QTest::qWaitFor([&] { return page->cursor().shape() == Qt::ArrowCursor; }));
+}
+
 TEST_F(SideBarTest, LineOfAnotherFolderIsNotHotInThePlaceOfOneThatWas)
 {
     Show();

@@ -17,6 +17,7 @@
 #include <QTest>
 
 #include "activex/UI common/LogonRemoteDlg.h"
+#include "common/HistoryCombo.h"
 #include "model/settings/Language.h"
 #include "platform/os/paths.h"
 #include "platform/qt/QtPlatform.h"
@@ -147,12 +148,14 @@ TEST_F(EditMenuTest, FieldTakesOfWhatIsPastedTheFirstLine)
         edit.undo();
         EXPECT_EQ(edit.text().toStdString(), "ab");
     }
+    QApplication::clipboard()->setText("\n1001");
+    QTest::keySequence(&edit, QKeySequence::Paste);
+    EXPECT_EQ(edit.text().toStdString(), "ab") << "the first line is empty";
 }
 
 TEST_F(EditMenuTest, FieldTakesTheFirstLineByEachWayOfPasting)
 {
-    QComboBox box;
-    box.setEditable(true);
+    CHistoryCombo box;
     QLineEdit port;
     port.setValidator(new QIntValidator(0, 65535, &port));
     for (QLineEdit* const edit : {box.lineEdit(), &port}) {
@@ -191,6 +194,79 @@ TEST_F(EditMenuTest, FieldTakesTheFirstLineByEachWayOfPasting)
         EXPECT_EQ(edit->text().toStdString(), "84");
         EXPECT_TRUE(drop.isAccepted());
     }
+}
+
+TEST_F(EditMenuTest, UndoTakesBackWhatWasPastedAlone)
+{
+    QLineEdit edit;
+    SetUpTextField(edit);
+    edit.show();
+    QApplication::clipboard()->setText("cd");
+    QTest::keyClicks(&edit, "ab");
+    QTest::keySequence(&edit, QKeySequence::Paste);
+    QTest::keyClicks(&edit, "e");
+    EXPECT_EQ(edit.text(), "abcde");
+    edit.undo();
+    EXPECT_EQ(edit.text(), "abcd");
+    edit.undo();
+    EXPECT_EQ(edit.text(), "ab");
+    edit.home(false);
+    QTest::keySequence(&edit, QKeySequence::Paste);
+    QTest::keySequence(&edit, QKeySequence::Paste);
+    EXPECT_EQ(edit.text(), "cdcdab");
+    EXPECT_EQ(edit.cursorPosition(), 4);
+    edit.undo();
+    EXPECT_EQ(edit.text(), "cdab");
+}
+
+TEST_F(EditMenuTest, PasteLeavesWhatIsComposedOnTheScreen)
+{
+    QLineEdit edit;
+    SetUpTextField(edit);
+    edit.show();
+    QApplication::clipboard()->setText("cd");
+    const auto caret = [&edit] { return edit.inputMethodQuery(Qt::ImCursorRectangle).toRectF().x(); };
+    QTest::keySequence(&edit, QKeySequence::Paste);
+    const qreal alone = caret();
+    edit.clear();
+    QInputMethodEvent composing("ni", {});
+    QApplication::sendEvent(&edit, &composing);
+    QTest::keySequence(&edit, QKeySequence::Paste);
+    EXPECT_EQ(edit.text(), "cd");
+    EXPECT_GT(caret(), alone);
+}
+
+TEST_F(EditMenuTest, FieldThatIsDisabledTakesNothingAndOpensNone)
+{
+    QWidget window;
+    QLineEdit edit("1001", &window);
+    SetUpTextField(edit);
+    window.setEnabled(false);
+    window.show();
+    QApplication::clipboard()->setText("2002", QClipboard::Selection);
+    QTest::mouseClick(window.windowHandle(), Qt::MiddleButton, {}, edit.geometry().center());
+    EXPECT_EQ(edit.text(), "1001");
+    QTest::mouseClick(window.windowHandle(), Qt::RightButton, {}, edit.geometry().center());
+    EXPECT_EQ(QApplication::activePopupWidget(), nullptr);
+}
+
+// As what is deleted with the control key held, which is held then for the paste too.
+TEST_F(EditMenuTest, PasteThatFollowsADeletionIsCompleted)
+{
+    CHistoryCombo box;
+    SetUpTextField(*box.lineEdit());
+    box.AddString("1001");
+    box.show();
+    QApplication::clipboard()->setText("10\n");
+    for (const Qt::Key key : {Qt::Key_Backspace, Qt::Key_V}) {
+        QKeyEvent held(QEvent::KeyPress, key, Qt::ControlModifier);
+        QApplication::sendEvent(&box, &held);
+        if (key == Qt::Key_Backspace) {
+            EXPECT_EQ(box.lineEdit()->text(), "");
+        }
+    }
+    EXPECT_EQ(box.lineEdit()->text(), "1001");
+    EXPECT_EQ(box.lineEdit()->selectedText(), "01");
 }
 
 // A press in the panel gives its window the keyboard, and the selection would go with it.
