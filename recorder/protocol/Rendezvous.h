@@ -61,6 +61,8 @@ class Rendezvous
 
     const Counters& Counts() const { return m_Counts; }
     size_t Users() const { return m_Users.size(); }
+    /// Addresses whose lists are held to a share: those that took entries within the last second.
+    size_t Shares() const { return m_Shares.size(); }
 
   private:
     struct User {

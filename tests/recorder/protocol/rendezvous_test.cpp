@@ -371,6 +371,19 @@ TEST_F(RendezvousTest, ListsForMadeUpSendersAreBoundedAndANewClientStillFindsThe
     EXPECT_THAT(m_Sink.Take(), SizeIs(32)) << "later the list is whole again, in its pieces";
 }
 
+TEST_F(RendezvousTest, SharesOfAddressesAreForgottenAfterTheirSecond)
+{
+    Login(BOB, "bob");
+    for (uint32_t i = 0; i < 100; ++i) {
+        Login({0x0A000000 + i, 1000}, "u");
+        Say({0x0A000000 + i, 1000}, "u", EMessage::GetUsers);
+        Say({0x0A000000 + i, 1000}, "u", EMessage::Logout);
+    }
+    EXPECT_EQ(m_Rendezvous.Shares(), 100U);
+    m_Rendezvous.OnTimer(SECOND);
+    EXPECT_EQ(m_Rendezvous.Shares(), 0U);
+}
+
 TEST_F(RendezvousTest, WhoLeavesGetsNoMoreOfItsList)
 {
     for (uint32_t i = 0; i < 100; ++i)
