@@ -106,6 +106,21 @@ TEST_F(ControlTest, ContainerIsAskedForAndReleasedAndItsFailureDoesNotMatter)
     }
 }
 
+TEST_F(ControlTest, ContainerIsToldOfEveryEndWhoeverTakesTheWindowDown)
+{
+    CActiveXCtrl& control = Create();
+    CSite site(S_OK);
+    control.SetClientSite(&site);
+    ASSERT_EQ(control.CreateControlWindow(&m_Container), S_OK);
+    control.DestroyControlWindow();
+    auto* const next = new QWidget;
+    ASSERT_EQ(control.CreateControlWindow(next), S_OK);
+    delete next;
+    EXPECT_THAT(site.m_Active, ElementsAre(true, false, true, false));
+    EXPECT_EQ(control.GetControlWindow(), nullptr);
+    control.SetClientSite(nullptr);
+}
+
 // Says something at its end, as a link does that fails while it is closed.
 class CTalkingRender final : public CRender
 {
@@ -210,6 +225,24 @@ TEST_F(ControlTest, AClickOnAPanelActivatesAControlThatTheContainersOwnControlHa
     EXPECT_THAT(site.m_Active, ElementsAre(true, true, true));
     control.DestroyControlWindow();
     control.SetClientSite(nullptr);
+}
+
+TEST_F(ControlTest, AContainerThatMerelyGoesToTheBackLeavesItActive)
+{
+    CActiveXCtrl& control = Create();
+    m_Container.resize(800, 600);
+    ASSERT_EQ(control.CreateControlWindow(&m_Container), S_OK);
+    m_Container.show();
+    m_Container.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&m_Container));
+    QWidget front;
+    QLineEdit field(&front);
+    front.show();
+    front.activateWindow();
+    field.setFocus();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&front));
+    ASSERT_TRUE(field.hasFocus());
+    EXPECT_TRUE(control.IsUIActive());
 }
 
 struct KeyRow {

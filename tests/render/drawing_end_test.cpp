@@ -30,14 +30,14 @@ void EndDriver()
     ::_exit(DRAWN_NO_MORE);
 }
 
-enum class EDriverSetUp { WithTheDevice, WithTheFirstFrame, NoFrameYet };
+enum class EDriverSetUp { WithTheDevice, WithTheFirstFrame, NoFrameYet, WithTheNextDevicesFirstFrame };
 
 void EndWhileALinkDraws(EDriverSetUp setUp)
 {
     const auto adapter = std::make_shared<CMemorySurfaceAdapter>();
     g_pAdapter = adapter.get();
     auto* const render = new CD3DSurfaceRender([adapter, setUp] {
-        if (setUp != EDriverSetUp::WithTheFirstFrame) std::atexit(EndDriver);
+        if (setUp == EDriverSetUp::WithTheDevice || setUp == EDriverSetUp::NoFrameYet) std::atexit(EndDriver);
         return adapter;
     });
     adapter->SetFault(EDeviceStep::Present, setUp == EDriverSetUp::NoFrameYet);
@@ -45,12 +45,19 @@ void EndWhileALinkDraws(EDriverSetUp setUp)
     if (setUp == EDriverSetUp::WithTheFirstFrame) std::atexit(EndDriver);
     CSurface* const surface = render->CreateSurface(16, 16);
     const CTestFrame frame(16, 16, 100);
+    if (setUp == EDriverSetUp::WithTheNextDevicesFirstFrame) {
+        render->DisplayClient(&frame.m_Frame, surface, WINDOW);
+        adapter->SetState(EDeviceState::NotReset);
+        render->DisplayClient(&frame.m_Frame, surface, WINDOW);  // makes it
+        std::atexit(EndDriver);
+    }
+    const std::uint32_t before = adapter->GetCallCount(EDeviceStep::Present);
     std::thread link([&] {
         for (;;)
             render->DisplayClient(&frame.m_Frame, surface, WINDOW);
     });
     constexpr std::uint32_t FRAMES = 3;  // what a frame does after its presentation is done then
-    while (adapter->GetCallCount(EDeviceStep::Present) < FRAMES)
+    while (adapter->GetCallCount(EDeviceStep::Present) < before + FRAMES)
         sched_yield();
     std::exit(0);
 }
@@ -67,6 +74,6 @@ TEST_P(DrawingEndTest, NoFrameIsDrawnOnceTheDriverGoesWithTheProcess)
 
 INSTANTIATE_TEST_SUITE_P(Driver, DrawingEndTest,
                          testing::Values(EDriverSetUp::WithTheDevice, EDriverSetUp::WithTheFirstFrame,
-                                         EDriverSetUp::NoFrameYet));
+                                         EDriverSetUp::NoFrameYet, EDriverSetUp::WithTheNextDevicesFirstFrame));
 
 }  // namespace

@@ -260,6 +260,8 @@ INSTANTIATE_TEST_SUITE_P(
                     ReplyCase{"BeginsWithFHasNoSpecialMeaning", "failed:4:x", "4711", 4711, 4},
                     ReplyCase{"EnteredTextIsNoNumber", "a:2:b", "my.device", 0, 2},
                     ReplyCase{"EnteredNumberWithRest", "a:2:b", " 12ab", 12, 2},
+                    ReplyCase{"NumbersAreDecimalWhateverTheyBeginWith", "a:016:b", "0123", 123, 16},
+                    ReplyCase{"HexadecimalIsNoNumber", "a:0x10:b", "0x20", 0, 0},
                     ReplyCase{"CountIsNoNumber", "a:x:b", "1", 1, 0},
                     ReplyCase{"CountTooLargeForTheMachine", "a:99999999999999999999:b", "1", 1, 2147483647},
                     ReplyCase{"NegativeCount", "a:-3:b", "1", 1, -3}),

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <condition_variable>
 #include <mutex>
 #include <random>
@@ -125,16 +126,22 @@ TEST_F(P2PClientTest, LoginAtAHostThatDoesNotResolveFailsAtOnce)
     EXPECT_EQ(m_Clock.WaitedMs(), 0U);
 }
 
-TEST_F(P2PClientTest, UserListArrives)
+TEST_F(P2PClientTest, UserListArrivesAndIsEmptiedBeforeTheNextOne)
 {
-    CScriptedPeer server(SERVER_HOST, ServerOf({MakeRecord("one"), MakeRecord("two"), MakeRecord("ONE")}));
+    const auto before = ServerOf({MakeRecord("one"), MakeRecord("two"), MakeRecord("ONE")});
+    const auto after = ServerOf({MakeRecord("two"), MakeRecord("three")});
+    std::atomic<bool> changed{false};
+    CScriptedPeer server(SERVER_HOST, [&](CScriptedPeer& self, const Bytes& datagram, const sockaddr_in& from) {
+        (changed ? after : before)(self, datagram, from);
+    });
     CMyP2P client(Options(server, m_Clock));
     ASSERT_TRUE(client.Init(0));
     ASSERT_TRUE(client.Login("a", SERVER_HOST));
     EXPECT_TRUE(client.GetUserList());
     EXPECT_EQ(client.GetUserCount(), 2U);
-    EXPECT_TRUE(client.GetUserList());  // the list is emptied first, so that it doesn't fill up
-    EXPECT_EQ(client.GetUserCount(), 2U);
+    changed = true;
+    EXPECT_TRUE(client.GetUserList());
+    EXPECT_EQ(client.GetUserCount(), 2U) << "who has gone is still listed";
 }
 
 TEST_F(P2PClientTest, ConnectPunchesThenProvesThePathByAnAcknowledgedProbe)

@@ -361,6 +361,21 @@ TEST_F(UdpRouterTest, ChannelThatIsOpenedAgainHasAnEmptyInboxWithAllItsRoom)
     EXPECT_EQ(m_Counters.dropped, 1U);
 }
 
+TEST_F(UdpRouterTest, ChannelThatIsOpenedTwiceReceivesUntilItIsClosedTwice)
+{
+    m_Router.OpenChannel(1);
+    m_Router.OpenChannel(1);
+    Feed(Message(1, 1, 100, 1));
+    m_Router.CloseChannel(1);
+    EXPECT_TRUE(Take(1));
+    Feed(Message(1, 1, 100, 2));
+    EXPECT_TRUE(Take(1));
+    m_Router.CloseChannel(1);
+    Feed(Message(1, 1, 100, 3));
+    EXPECT_FALSE(Take(1));
+    EXPECT_EQ(m_Counters.foreign, 1U);
+}
+
 TEST_F(UdpRouterTest, FullInboxLosesWhatComesThenAndCountsIt)
 {
     m_Router.OpenChannel(1);
