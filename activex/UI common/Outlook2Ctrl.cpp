@@ -285,6 +285,7 @@ void COutlook2Ctrl::mousePressEvent(QMouseEvent* event)
         m_pTracker->show();
         return;
     }
+    if (childAt(at) != nullptr) return;  // one that the page has no use for
     setFocus(Qt::MouseFocusReason);
     if (!IsSliding()) Click(at);
 }
@@ -298,7 +299,7 @@ void COutlook2Ctrl::mouseMoveEvent(QMouseEvent* event)
     }
     delete m_pTracker;  // of a drag whose release a message box has had that came up meanwhile
     const bool onBand = at.x() >= width() - RESIZE_BAND;
-    const Hit hit = onBand ? Hit{} : HitTest(at);
+    const Hit hit = onBand || childAt(at) != nullptr ? Hit{} : HitTest(at);
     const bool clickable = hit.kind == EHit::Folder || hit.kind == EHit::SubItem;
     setCursor(onBand ? Qt::SplitHCursor : clickable ? Qt::PointingHandCursor : Qt::ArrowCursor);
     if (hit.kind != EHit::Item) SetHot(hit);

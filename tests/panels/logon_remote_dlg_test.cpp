@@ -101,6 +101,7 @@ class LogonDlgTest : public testing::Test
         m_OuterHandle.emplace(*m_pOuter, [this](std::uint32_t message, WPARAM wParam, LPARAM lParam) {
             m_Messages.push_back({message, static_cast<int>(wParam), static_cast<int>(lParam)});
             m_strBusyAtMessage = StatusLine();
+            m_strCallBeforeMessage = m_Calls.back();
             return LRESULT{0};
         });
     }
@@ -187,6 +188,7 @@ class LogonDlgTest : public testing::Test
     std::optional<CWindowHandle> m_OuterHandle;
     std::vector<Message> m_Messages;
     std::string m_strBusyAtMessage;
+    std::string m_strCallBeforeMessage;
     // of the panel while a station connects
     std::string m_strBusy;
     QImage m_BusyLine;
@@ -359,6 +361,7 @@ TEST_F(LogonDlgTest, SuccessAddsTheStationInOrderAndTellsTheTotal)
     EXPECT_THAT(Stations(), ElementsAre("1001"));
     EXPECT_THAT(m_Messages, ElementsAre(Message{0x9999, 0, 2}));
     EXPECT_EQ(m_strBusyAtMessage, "") << "the logon is through when the main panel hears of it";
+    EXPECT_EQ(m_strCallBeforeMessage, "disconnect");
     EXPECT_THAT(m_Boxes->m_Texts, IsEmpty());
     EXPECT_EQ(Combo().currentText(), "1001");
     EXPECT_EQ(Edit(CLogonRemoteDlg::USER).text(), "guard") << "the panel keeps its entries";

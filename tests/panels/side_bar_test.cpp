@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMouseEvent>
 #include <QSignalSpy>
 
 #include "tests/panels/side_bar_support.h"
@@ -191,6 +192,24 @@ TEST_F(SideBarTest, KeyboardOfAPageThatGoesStaysInTheBar)
         bar.SelectFolder(0, animation);
         EXPECT_TRUE(others.hasFocus()) << "which the bar doesn't take from others";
     }
+}
+
+// What the page has no use for comes to the bar, within which it lies.
+TEST_F(SideBarTest, PressOnAPageIsNotTheBars)
+{
+    Show();
+    auto* const page = new QWidget;
+    m_Bar->AddFolder("a", {}, page);
+    m_Bar->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&*m_Bar));
+    page->setFocus();
+    QTest::mousePress(page, Qt::LeftButton, {}, {50, 50});
+    EXPECT_TRUE(page->hasFocus());
+    QMouseEvent move(QEvent::MouseMove, QPointF(51, 50), page->mapToGlobal(QPointF(51, 50)), Qt::NoButton,
+                     Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(page, &move);
+    EXPECT_EQ(page->cursor().shape(), Qt::ArrowCursor);
+    QTest::mouseRelease(page, Qt::LeftButton, {}, {51, 50});
 }
 
 TEST_F(SideBarTest, SeparatorIsABarOfThreePixelsInAStepOfEight)

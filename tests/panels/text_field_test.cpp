@@ -196,6 +196,18 @@ TEST_F(EditMenuTest, FieldTakesTheFirstLineByEachWayOfPasting)
     }
 }
 
+TEST_F(EditMenuTest, MiddleClickOnTheArrowOfABoxPastesNothing)
+{
+    CHistoryCombo box;
+    SetUpTextField(*box.lineEdit());
+    box.show();
+    QApplication::clipboard()->setText("1001", QClipboard::Selection);
+    QTest::mouseClick(&box, Qt::MiddleButton, {}, {box.width() - 5, box.height() / 2});
+    EXPECT_EQ(box.currentText(), "");
+    QTest::mouseClick(box.lineEdit(), Qt::MiddleButton);
+    EXPECT_EQ(box.currentText(), "1001");
+}
+
 TEST_F(EditMenuTest, UndoTakesBackWhatWasPastedAlone)
 {
     QLineEdit edit;

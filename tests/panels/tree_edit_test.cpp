@@ -74,11 +74,15 @@ TEST_F(TreeDlgTest, FoldersHaveTrianglesThatPointRightWhenCollapsedAndDownWhenEx
     EXPECT_EQ(Shown(Tree(), label - 14, middle - 2), line);
     EXPECT_EQ(Shown(Tree(), label - 6, middle - 2), line);
     EXPECT_EQ(Shown(Tree(), label - 10, middle + 2), line);
+    EXPECT_NE(Shown(Tree(), label - 10, middle + 3), line);
+    EXPECT_NE(Shown(Tree(), label - 15, middle - 2), line);
+    EXPECT_NE(Shown(Tree(), label - 5, middle - 2), line);
     EXPECT_NE(Shown(Tree(), label - 12, middle + 4), line);
     Tree().setExpanded(Item({0}), false);
     EXPECT_EQ(Shown(Tree(), label - 12, middle - 4), line);
     EXPECT_EQ(Shown(Tree(), label - 12, middle + 4), line);
     EXPECT_EQ(Shown(Tree(), label - 8, middle), line);
+    EXPECT_NE(Shown(Tree(), label - 7, middle), line);
     EXPECT_NE(Shown(Tree(), label - 6, middle - 2), line);
 }
 
