@@ -61,6 +61,7 @@ bool WriteDevice(int device, const QByteArray& content)
     for (qsizetype written = 0; written < content.size();) {
         pollfd writable{device, POLLOUT, 0};
         const int ready = ::poll(&writable, 1, MOST_WAIT_MS);
+        if (ready < 0 && errno == EINTR) continue;
         if (ready == 0) errno = EAGAIN;
         if (ready <= 0) return false;
         const auto left = static_cast<std::size_t>(content.size() - written);

@@ -6,6 +6,7 @@
 #include <QCoreApplication>
 #include <QSocketNotifier>
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 
 #include "platform/qt/PanelsThread.h"
@@ -20,11 +21,13 @@ static_assert(std::atomic<bool>::is_always_lock_free);
 
 void HandleSignal(int)
 {
+    const int error = errno;  // of the thread that it interrupts
     g_bRequested = true;
     const char byte = 0;
     if (::write(g_iEnds[0], &byte, 1) < 0) {
-        // Nothing can be done about it here.
+        // Full: the event loop has been told often enough.
     }
+    errno = error;
 }
 
 }  // namespace
@@ -32,7 +35,8 @@ void HandleSignal(int)
 void OnEndRequested(std::function<void()> handler)
 {
     ASSERT_PANELS_THREAD();
-    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, g_iEnds) != 0) return;
+    // Nobody reads behind the first signal: a write that waited for room would hold its thread for good.
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, g_iEnds) != 0) return;
     auto* const notifier = new QSocketNotifier(g_iEnds[1], QSocketNotifier::Read, QCoreApplication::instance());
     QObject::connect(notifier, &QSocketNotifier::activated, notifier, [notifier, handler = std::move(handler)] {
         notifier->setEnabled(false);

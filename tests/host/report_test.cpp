@@ -19,6 +19,7 @@
 #include "host/OutputFile.h"
 #include "host/Report.h"
 #include "tests/support/file_limit.h"
+#include "tests/support/interruption.h"
 
 namespace
 {
@@ -189,6 +190,31 @@ TEST(OutputFileTest, AnotherUsersPipeThatIsOpenAlreadyIsWritten)
     ::close(ends[1]);
     char read[8];
     EXPECT_EQ(::read(ends[0], read, sizeof read), 4);
+    ::close(ends[0]);
+}
+
+// As one who asks for the end once more while the program writes its report.
+TEST(OutputFileTest, ASignalDoesNotEndTheWaitForASlowReader)
+{
+    constexpr int CONTENT = 1 << 20;  // more than a pipe holds
+    int ends[2] = {-1, -1};
+    ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
+    const CInterruption interruption;
+    bool written = false;
+    QString reason;
+    std::thread writer([&] {
+        written = WriteWholeFile("/dev/fd/" + QString::number(ends[1]), QByteArray(CONTENT, 'x'), reason);
+        ::close(ends[1]);
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));  // the pipe fills
+    CInterruption::Of(writer);
+    char block[4096];
+    int read = 0;
+    for (ssize_t got = 1; got > 0; read += static_cast<int>(got))
+        got = ::read(ends[0], block, sizeof block);
+    writer.join();
+    EXPECT_TRUE(written) << reason.toStdString();
+    EXPECT_EQ(read, CONTENT);
     ::close(ends[0]);
 }
 

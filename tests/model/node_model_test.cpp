@@ -5,7 +5,10 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
+#include <memory>
+#include <thread>
 
 #include "model/settings/GlobalSetting.h"
 #include "model/tree/Devices.h"
@@ -166,6 +169,23 @@ TEST_F(NodeModel, AStatementUnderWayKeepsItsDatabaseOpen)
     const std::shared_ptr<sqlite3> held = CNodeModel::GetDatabase();
     CNodeModel::CloseDatabase();
     EXPECT_EQ(sqlite3_exec(held.get(), "select * from record", nullptr, nullptr, nullptr), SQLITE_OK);
+}
+
+TEST_F(NodeModel, AStatementWaitsForAnotherProcessThatWrites)
+{
+    PlaceDatabase();
+    ASSERT_NE(CNodeModel::GetInstance(), nullptr);
+    sqlite3* opened = nullptr;
+    ASSERT_EQ(sqlite3_open(m_Folder.Path("dvr.db").c_str(), &opened), SQLITE_OK);
+    const std::unique_ptr<sqlite3, int (*)(sqlite3*)> other(opened, &sqlite3_close);
+    ASSERT_EQ(sqlite3_exec(opened, "begin immediate", nullptr, nullptr, nullptr), SQLITE_OK);
+    std::thread writer([opened] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        sqlite3_exec(opened, "commit", nullptr, nullptr, nullptr);
+    });
+    EXPECT_EQ(Execute("insert into record values(NULL, 'cam1', 'd:\\a.avi', 20130115, 30605, 300, 1)"),
+              SQLITE_OK);
+    writer.join();
 }
 
 TEST_F(NodeModel, FillsTheGreyWhetherTheStartSucceedsOrNot)

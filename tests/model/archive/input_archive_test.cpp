@@ -250,6 +250,14 @@ TEST(InputArchive, AnItemWithoutAClassNameTakesTheOneLastRead)
     EXPECT_EQ(list[1]->left, 2);
 }
 
+TEST(InputArchive, AClassNameIsReadFromEveryElementOnTheWay)
+{
+    COwnedList<XRect> list;
+    ReadInto("<v classname=\"XRect\"><item><left>1</left></item></v>", list);
+    ASSERT_EQ(list.size(), 1u);
+    EXPECT_EQ(list[0]->left, 1);
+}
+
 TEST(InputArchive, AnUnknownClassThrowsAndIsNamed)
 {
     COwnedList<XRect> list;

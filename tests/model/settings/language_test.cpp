@@ -70,6 +70,17 @@ TEST_F(Language, SetLanguageDoesNotLookForTheFile)
     EXPECT_EQ(CLanguage::GetString("IDS_OK"), "Not found");
 }
 
+TEST_F(Language, AFileThatIsNotThereIsTold)
+{
+    const CDebugCapture debug;
+    testing::internal::CaptureStderr();
+    CLanguage::SetLanguage("xyz");
+    const std::string told =
+        "the language file " + m_Folder.System("config/xyz.ini") + " is missing; no text can be shown";
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "watchwall: " + told + "\n");
+    EXPECT_NE(debug.Text().find(told), std::string::npos) << debug.Text();
+}
+
 TEST_F(Language, ALongNameIsCutSoItsFileIsNotFound)
 {
     WriteSettings("abcdefghijkl.ini");  // 16 characters; 15 are read

@@ -1,10 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
-#include <vector>
-
 #include <thread>
+#include <vector>
 
 #include "model/NodeModel.h"
 #include "model/settings/GlobalSetting.h"
@@ -131,6 +131,8 @@ TEST_F(Settings, AnotherThreadThatAsksFirstTouchesNoTreeAndGetsWhatThePanelsGet)
     EXPECT_EQ(early.picPath, setting->m_szPicPath);
     setting->m_limitDiskSpace = 11;
     EXPECT_EQ(elsewhere().limitMiB, 11U);
+    std::make_unique<CGlobalSetting>().reset();
+    EXPECT_EQ(elsewhere().limitMiB, 11U) << "others that go are none that were found";
     model->GetRoot()->Remove(setting);
     EXPECT_EQ(elsewhere().limitMiB, early.limitMiB) << "those that are gone aren't asked";
     EXPECT_EQ(model->GetRoot()->GetCount(), 0);

@@ -212,6 +212,18 @@ TEST(Folder, ReplacePutsTheNewNodeInThePlaceAndTouchesNoParent)
     EXPECT_EQ(CCounted::s_iAlive, 1);
 }
 
+TEST(Folder, ANodeThatReplacesAnotherLeavesTheFolderThatHoldsIt)
+{
+    CFolder first;
+    CFolder second;
+    AddChild<CLeaf>(first, "stays");
+    CLeaf* const moved = AddChild<CLeaf>(first, "moved");
+    const std::unique_ptr<CLeaf> old(AddChild<CLeaf>(second, "old"));
+    second.Replace(old.get(), moved);
+    EXPECT_THAT(WalkNames(first), ElementsAre("stays"));
+    EXPECT_THAT(WalkNames(second), ElementsAre("moved"));
+}
+
 TEST(Folder, ReplaceOfAForeignNodeChangesNothing)
 {
     CFolder folder;

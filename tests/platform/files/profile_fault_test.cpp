@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -10,6 +11,7 @@
 #include "platform/files/profile.h"
 #include "tests/support/file_limit.h"
 #include "tests/support/forwarding_operations.h"
+#include "tests/support/plain_rights.h"
 #include "tests/support/test_folder.h"
 
 namespace
@@ -101,6 +103,19 @@ TEST_P(ProfileFault, TheNthFailingCallLeavesTheOldFileOrTheWholeNewOne)
 
 INSTANTIATE_TEST_SUITE_P(Error, ProfileFault, testing::Values(EIO, ENOSPC, EACCES, EINTR),
                          [](const auto& row) { return std::string(strerrorname_np(row.param)); });
+
+// As one that another user's program has made.
+TEST(ProfileFaults, ALockFileThatCanOnlyBeReadLocksAsWell)
+{
+    const CTestFolder folder;
+    const CPlainRights rights;
+    folder.Write("system.ini", OLD_FILE);
+    folder.Write(".system.ini.lock", "");
+    ASSERT_EQ(::chmod(folder.Path(".system.ini.lock").c_str(), 0444), 0);
+    const std::string path = folder.System("system.ini");
+    EXPECT_TRUE(WritePrivateProfileStringA("System", "Language", "chs.ini", path.c_str()));
+    EXPECT_EQ(folder.Read("system.ini"), NEW_FILE);
+}
 
 TEST(ProfileFaults, AReadThatFailsGivesTheFallback)
 {

@@ -65,6 +65,7 @@ INSTANTIATE_TEST_SUITE_P(
         MountCase{"memory", "30 27 0:25 / /tmp rw - tmpfs tmpfs rw", ""},
         MountCase{"kernel", "30 27 0:21 / /proc rw - proc proc rw", ""},
         MountCase{"boot_partition", "30 27 8:2 / /boot/efi rw - vfat /dev/sda2 rw", ""},
+        MountCase{"not_below_boot", "30 27 8:17 / /bootleg rw - ext4 /dev/sdb1 rw", " d:3:/bootleg"},
         MountCase{"same_device_again", "30 27 8:1 / /again rw - ext4 /dev/sda1 rw", ""},
         MountCase{"file_bound_into_a_container", "30 27 8:5 /x/hosts /etc/hosts rw - ext4 /dev/sdb5 rw", ""},
         MountCase{"subvolume_of_another_disk", "30 27 0:44 /@data /data rw - btrfs /dev/sdb rw", " d:3:/data"},

@@ -10,6 +10,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
@@ -19,6 +20,7 @@
 #include <thread>
 
 #include "tests/support/file_limit.h"
+#include "tests/support/interruption.h"
 #include "tests/support/test_folder.h"
 
 namespace
@@ -159,6 +161,27 @@ TEST(OutputFileTest, ASocketThatIsOpenAlreadyIsWrittenAndWaitsForNoReader)
     for (const int end : ends)
         close(end);
     EXPECT_THROW(CheckCanWrite(path), std::runtime_error);
+}
+
+TEST(OutputFileTest, ASignalDoesNotEndTheWaitForASlowReader)
+{
+    constexpr size_t TEXT = 1 << 20;  // more than a pipe holds
+    int ends[2] = {-1, -1};
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    const CInterruption interruption;
+    std::thread writer([&] {
+        EXPECT_NO_THROW(WriteWhole("/dev/fd/" + std::to_string(ends[1]), std::string(TEXT, 'x')));
+        close(ends[1]);
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));  // the pipe fills
+    CInterruption::Of(writer);
+    char block[4096];
+    size_t taken = 0;
+    for (ssize_t got = 1; got > 0; taken += static_cast<size_t>(got))
+        got = read(ends[0], block, sizeof block);
+    writer.join();
+    EXPECT_EQ(taken, TEXT);
+    close(ends[0]);
 }
 
 TEST(OutputFileTest, ASocketThatNobodyHasOpenIsRefusedAtOnce)
