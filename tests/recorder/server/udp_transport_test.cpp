@@ -28,6 +28,7 @@ class CPlain
         setsockopt(m_Socket.native_handle(), SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
     }
     Endpoint Local() const { return FromAsio(m_Socket.local_endpoint()); }
+    int Socket() { return m_Socket.native_handle(); }
     // The next datagram; "nothing" when none comes.
     std::string Receive(int flags = 0)
     {
@@ -168,6 +169,19 @@ TEST_F(UdpTransportTest, EachDatagramThatIsNotTakenIsCounted)
     EXPECT_EQ(transport->NotSent(), 3U);
     EXPECT_EQ(transport->Sent(), 1U);
     EXPECT_EQ(m_Plain.Receive(), "a");
+}
+
+// Whoever writes port 0 as the sender's into two datagrams gets as many answers.
+TEST_F(UdpTransportTest, APlaceThatTakesNothingKeepsNoOthersApart)
+{
+    const auto transport = MakeTransport();
+    JoinReceived(m_Plain.Socket());
+    for (int i = 0; i < 2; ++i)
+        transport->Send(ANY_PORT, Bytes(10), ECarries::Video);
+    for (const char* const text : {"one", "two", "six"})
+        Send(*transport, m_Plain, text);
+    m_Context.run();
+    EXPECT_EQ(m_Plain.Receive(), "onetwosix");
 }
 
 TEST_F(UdpTransportTest, DelayedDatagramsGoOutTogetherWhenTheyAreDue)
