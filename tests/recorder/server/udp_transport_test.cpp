@@ -200,6 +200,21 @@ TEST_F(UdpTransportTest, DelayedDatagramsGoOutTogetherWhenTheyAreDue)
         EXPECT_EQ(m_Plain.Receive(), text);
 }
 
+TEST_F(UdpTransportTest, ADelayedDatagramWaitsForNoLaterOne)
+{
+    FaultRates rates;
+    rates.delay = 20 * MILLISECOND;
+    const auto transport = MakeTransport(rates);
+    Send(*transport, m_Plain, "a");
+    m_Context.run_for(std::chrono::milliseconds(5));
+    const TimeUs begin = Now();
+    Send(*transport, m_Plain, "b");
+    m_Context.run();
+    EXPECT_GE(Now() - begin, rates.delay);
+    EXPECT_EQ(m_Plain.Receive(MSG_DONTWAIT), "a");
+    EXPECT_EQ(m_Plain.Receive(MSG_DONTWAIT), "b");
+}
+
 TEST_F(UdpTransportTest, FlushAfterTheTransportsEndDoesNothing)
 {
     auto transport = MakeTransport();
@@ -226,9 +241,9 @@ TEST_F(UdpTransportTest, WhatWasSentTogetherIsReceivedOneByOne)
     transport->Start();
     m_Plain.SendTogether(transport->Local(), {"one", "two", "six", "4"});
     m_Other.SendTogether(transport->Local(), {"seven", "eight"});
-    m_Plain.SendTogether(transport->Local(), {"alone"});
+    m_Plain.SendTogether(transport->Local(), {"longer than those"});
     ReceiveUntil(7);
-    EXPECT_THAT(m_Received, ElementsAre("one", "two", "six", "4", "seven", "eight", "alone"));
+    EXPECT_THAT(m_Received, ElementsAre("one", "two", "six", "4", "seven", "eight", "longer than those"));
     const Endpoint plain = m_Plain.Local();
     const Endpoint other = m_Other.Local();
     EXPECT_THAT(m_Senders, ElementsAre(plain, plain, plain, plain, other, other, plain));
