@@ -288,6 +288,22 @@ TEST(SourceTest, ASourceThatCanNotBeOpenedShowsANotice)
     EXPECT_EQ(ReadMark(picture), (Mark{1, 2}));
 }
 
+TEST(SourceTest, ASourceThatCanNotBeOpenedIsTriedAgainEveryFiveSeconds)
+{
+    const CTestFolder folder;
+    const auto source = MakeSource(folder.Path("late.pgm"), SourceScene(), 0, NEVER_STOP);
+    folder.Write("late.pgm", "P5\n64 48\n255\n" + std::string(size_t{64} * 48, '\xF0'));
+    Picture picture;
+    const auto cornerAt = [&](int number) {
+        source->Read(number, picture);
+        return picture.y[static_cast<size_t>(250 * 352 + 60)];
+    };
+    const int first = 5 * SourceScene().rate - 1;  // it counts from the picture before the first
+    for (const int number : {0, 1, first - 1})
+        EXPECT_LT(cornerAt(number), 100) << number << ": a notice";
+    EXPECT_GT(cornerAt(first), 200);
+}
+
 TEST(SourceTest, AFileThatIsReadWhenTheRecorderEndsIsNoFault)
 {
     std::atomic<bool> stop = false;
