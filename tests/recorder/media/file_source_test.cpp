@@ -4,6 +4,8 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -222,6 +224,24 @@ TEST_F(SlowSourceTest, WhoComesNearerMakesUpForAllThatIsDue)
             shown = MiddleAt(number);
     }
     EXPECT_NEAR(shown, DUE, 6);
+}
+
+TEST_F(SlowSourceTest, WhoComesNearerHoldsNoPictureUp)
+{
+    using std::chrono::milliseconds;
+    using Clock = std::chrono::steady_clock;
+    auto longest = Clock::duration::max();
+    for (int attempt = 0; attempt < 3 && longest > milliseconds(300); ++attempt) {
+        Open(25, "2");
+        MiddleAt(0);
+        longest = {};
+        for (int number = 30; number <= 33; ++number) {
+            const auto begun = Clock::now();
+            MiddleAt(number);
+            longest = std::max(longest, Clock::now() - begun);
+        }
+    }
+    EXPECT_LE(longest, milliseconds(300)) << "half a second is missing still";
 }
 
 // As a camera of images whose pipe tells no times: libavformat takes 25 a second for them.
