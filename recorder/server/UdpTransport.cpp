@@ -116,26 +116,30 @@ void UdpTransport::Flush()
     m_Ready.clear();
 }
 
-// False when nothing was sent and it is worth to try them one by one.
+// False when they are still to go one by one.
 bool UdpTransport::SendTogether(std::span<const Datagram> run)
 {
     if (!m_Runs || run.size() == 1) return false;
     const int error = SendRun(m_Socket.native_handle(), run);
     if (IsRunRefused(error)) {
-        m_Runs = false;
-        return false;
+        // A place that takes none of them either, as port 0, tells nothing about runs.
+        m_Runs = !SendSingly(run);
+        return true;
     }
     (error != 0 ? m_NotSent : m_Sent) += run.size();
     return true;
 }
 
-void UdpTransport::SendSingly(std::span<const Datagram> run)
+// True when the system took any.
+bool UdpTransport::SendSingly(std::span<const Datagram> run)
 {
+    const uint64_t before = m_Sent;
     for (const Datagram& datagram : run) {
         asio::error_code error;
         m_Socket.send_to(asio::buffer(datagram.bytes), ToAsio(datagram.to), 0, error);
         ++(error ? m_NotSent : m_Sent);
     }
+    return m_Sent != before;
 }
 
 void UdpTransport::WaitForDelayed(TimeUs due)

@@ -46,7 +46,7 @@ class UdpTransport : public IDatagramOut
     void Read();
     void FlushSoon();
     bool SendTogether(std::span<const Datagram> run);
-    void SendSingly(std::span<const Datagram> run);
+    bool SendSingly(std::span<const Datagram> run);
     void WaitForDelayed(TimeUs due);
 
     asio::ip::udp::socket m_Socket;

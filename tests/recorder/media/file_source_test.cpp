@@ -4,6 +4,8 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -224,6 +226,24 @@ TEST_F(SlowSourceTest, WhoComesNearerMakesUpForAllThatIsDue)
     EXPECT_NEAR(shown, DUE, 6);
 }
 
+TEST_F(SlowSourceTest, WhoComesNearerHoldsNoPictureUp)
+{
+    using std::chrono::milliseconds;
+    using Clock = std::chrono::steady_clock;
+    auto longest = Clock::duration::max();
+    for (int attempt = 0; attempt < 3 && longest > milliseconds(300); ++attempt) {
+        Open(25, "2");
+        MiddleAt(0);
+        longest = {};
+        for (int number = 30; number <= 33; ++number) {
+            const auto begun = Clock::now();
+            MiddleAt(number);
+            longest = std::max(longest, Clock::now() - begun);
+        }
+    }
+    EXPECT_LE(longest, milliseconds(300)) << "half a second is missing still";
+}
+
 // As a camera of images whose pipe tells no times: libavformat takes 25 a second for them.
 TEST_F(SlowSourceTest, WhoComesTooSlowlyIsShownPictureByPicture)
 {
@@ -286,6 +306,22 @@ TEST(SourceTest, ASourceThatCanNotBeOpenedShowsANotice)
     EXPECT_LT(picture.y[static_cast<size_t>(60 * 352 + 20)], 60) << "and dark";
     source->Read(1, picture);
     EXPECT_EQ(ReadMark(picture), (Mark{1, 2}));
+}
+
+TEST(SourceTest, ASourceThatCanNotBeOpenedIsTriedAgainEveryFiveSeconds)
+{
+    const CTestFolder folder;
+    const auto source = MakeSource(folder.Path("late.pgm"), SourceScene(), 0, NEVER_STOP);
+    folder.Write("late.pgm", "P5\n64 48\n255\n" + std::string(size_t{64} * 48, '\xF0'));
+    Picture picture;
+    const auto cornerAt = [&](int number) {
+        source->Read(number, picture);
+        return picture.y[static_cast<size_t>(250 * 352 + 60)];
+    };
+    const int first = 5 * SourceScene().rate - 1;  // it counts from the picture before the first
+    for (const int number : {0, 1, first - 1})
+        EXPECT_LT(cornerAt(number), 100) << number << ": a notice";
+    EXPECT_GT(cornerAt(first), 200);
 }
 
 TEST(SourceTest, AFileThatIsReadWhenTheRecorderEndsIsNoFault)

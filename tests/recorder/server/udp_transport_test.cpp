@@ -28,6 +28,7 @@ class CPlain
         setsockopt(m_Socket.native_handle(), SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
     }
     Endpoint Local() const { return FromAsio(m_Socket.local_endpoint()); }
+    int Socket() { return m_Socket.native_handle(); }
     // The next datagram; "nothing" when none comes.
     std::string Receive(int flags = 0)
     {
@@ -170,6 +171,19 @@ TEST_F(UdpTransportTest, EachDatagramThatIsNotTakenIsCounted)
     EXPECT_EQ(m_Plain.Receive(), "a");
 }
 
+// Whoever writes port 0 as the sender's into two datagrams gets as many answers.
+TEST_F(UdpTransportTest, APlaceThatTakesNothingKeepsNoOthersApart)
+{
+    const auto transport = MakeTransport();
+    JoinReceived(m_Plain.Socket());
+    for (int i = 0; i < 2; ++i)
+        transport->Send(ANY_PORT, Bytes(10), ECarries::Video);
+    for (const char* const text : {"one", "two", "six"})
+        Send(*transport, m_Plain, text);
+    m_Context.run();
+    EXPECT_EQ(m_Plain.Receive(), "onetwosix");
+}
+
 TEST_F(UdpTransportTest, DelayedDatagramsGoOutTogetherWhenTheyAreDue)
 {
     FaultRates rates;
@@ -184,6 +198,21 @@ TEST_F(UdpTransportTest, DelayedDatagramsGoOutTogetherWhenTheyAreDue)
     EXPECT_EQ(transport->Sent(), 3U);
     for (const char* const text : {"a", "b", "c"})
         EXPECT_EQ(m_Plain.Receive(), text);
+}
+
+TEST_F(UdpTransportTest, ADelayedDatagramWaitsForNoLaterOne)
+{
+    FaultRates rates;
+    rates.delay = 20 * MILLISECOND;
+    const auto transport = MakeTransport(rates);
+    Send(*transport, m_Plain, "a");
+    m_Context.run_for(std::chrono::milliseconds(5));
+    const TimeUs begin = Now();
+    Send(*transport, m_Plain, "b");
+    m_Context.run();
+    EXPECT_GE(Now() - begin, rates.delay);
+    EXPECT_EQ(m_Plain.Receive(MSG_DONTWAIT), "a");
+    EXPECT_EQ(m_Plain.Receive(MSG_DONTWAIT), "b");
 }
 
 TEST_F(UdpTransportTest, FlushAfterTheTransportsEndDoesNothing)
@@ -212,9 +241,9 @@ TEST_F(UdpTransportTest, WhatWasSentTogetherIsReceivedOneByOne)
     transport->Start();
     m_Plain.SendTogether(transport->Local(), {"one", "two", "six", "4"});
     m_Other.SendTogether(transport->Local(), {"seven", "eight"});
-    m_Plain.SendTogether(transport->Local(), {"alone"});
+    m_Plain.SendTogether(transport->Local(), {"longer than those"});
     ReceiveUntil(7);
-    EXPECT_THAT(m_Received, ElementsAre("one", "two", "six", "4", "seven", "eight", "alone"));
+    EXPECT_THAT(m_Received, ElementsAre("one", "two", "six", "4", "seven", "eight", "longer than those"));
     const Endpoint plain = m_Plain.Local();
     const Endpoint other = m_Other.Local();
     EXPECT_THAT(m_Senders, ElementsAre(plain, plain, plain, plain, other, other, plain));
