@@ -501,6 +501,21 @@ TEST(NamesTest, NoTwoHeadersBearOneName)
         EXPECT_THAT(files, testing::SizeIs(1)) << name;
 }
 
+// Those that all share lie in a folder of that name.
+TEST(NamesTest, HelpersOfTestsAreNamedSo)
+{
+    std::vector<std::string> others;
+    std::size_t helpers = 0;
+    for (const auto& entry : fs::recursive_directory_iterator(SourcePath("tests"))) {
+        const std::string path = fs::relative(entry.path(), SourcePath("tests")).string();
+        if (entry.path().extension() != ".h" || path.starts_with("support/")) continue;
+        ++helpers;
+        if (!path.ends_with("_support.h")) others.push_back(path);
+    }
+    EXPECT_GT(helpers, 20U);
+    EXPECT_THAT(others, IsEmpty());
+}
+
 std::set<std::string> OddityKeys(const std::vector<std::string>& folders)
 {
     std::set<std::string> keys;

@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <thread>
 
-#include "tests/links/links_fixture.h"
+#include "tests/links/udp_links_support.h"
 
 namespace
 {
