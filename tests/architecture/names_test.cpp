@@ -125,19 +125,22 @@ bool IsListed(const std::string& name)
     return page.find("`" + name + "`") != std::string::npos;
 }
 
+const std::set<std::string> TAGS = {"sz", "str", "i", "ul", "dw", "b", "bs", "p", "h", "cs"};
+
 // A member, or a variable of a file or a thread, with a tag that there isn't, or without capitals.
 void CheckKnownTag(const std::string& file, const std::string& line, Faults& faults)
 {
-    static const std::set<std::string> tags = {"sz", "str", "i", "ul", "dw", "b", "bs", "p", "h", "cs"};
     static const std::regex name(R"(\b[gmt]_([a-z]+)(?:[A-Z]\w*)?\b)");
     const std::string code = line.substr(0, line.find("//"));
     for (auto at = std::sregex_iterator(code.begin(), code.end(), name); at != std::sregex_iterator(); ++at) {
-        if (tags.count((*at)[1]) == 0 && !IsListed((*at)[0])) faults.push_back(file + ": " + (*at)[0].str());
+        if (TAGS.count((*at)[1]) == 0 && !IsListed((*at)[0])) faults.push_back(file + ": " + (*at)[0].str());
     }
 }
 
 TEST(NamesTest, TagsAreThoseOfThePage)
 {
+    for (const std::string& tag : TAGS)
+        EXPECT_TRUE(IsListed(tag)) << tag;
     EXPECT_THAT(CheckLines(HouseAnd({"bench", "fuzz", "tests"}), CheckKnownTag), IsEmpty());
     Faults faults;
     CheckKnownTag("a.h", std::string("    double m_") + "dSkipped = 0;", faults);
