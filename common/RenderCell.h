@@ -18,8 +18,8 @@ class CRenderCell : public QWidget
 
   public:
     CRenderCell(QWidget* grid, HWND gridWindow);
-    /// Takes the empty picture down with the last cell and asks the host's message loop to end, as the cell's
-    /// window procedure always did.
+    /// Takes the empty picture of all its grid's cells down, and asks the host's message loop to end, as the
+    /// cell's window procedure always did.
     ~CRenderCell() override;
 
     HWND Handle() const { return m_Handle.Get(); }

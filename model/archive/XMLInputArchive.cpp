@@ -82,7 +82,7 @@ std::unique_ptr<InputDocument> Parse(std::unique_ptr<rapidxml::file<>> file, con
     return document;
 }
 
-// A number that begins the text, as the present value stays when none does or it doesn't fit.
+// Reads the number that begins the text; the value stays when none does or it doesn't fit.
 template <class T>
 void ReadNumber(std::string_view text, T& value)
 {

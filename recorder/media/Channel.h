@@ -62,7 +62,8 @@ class Channel
 {
   public:
     using Clock = std::chrono::steady_clock;
-    /// Called on the channel's thread. False when the picture wasn't taken; the next one is a key picture then.
+    /// Called on the channel's thread, and with a camera's own pictures on that of its source. False when the
+    /// picture wasn't taken; the next one is a key picture then.
     using Deliver = std::function<bool(int channel, std::shared_ptr<const Coded>)>;
 
     /// loop: pictures to make in advance, a multiple of the group; 0 makes each at its time.

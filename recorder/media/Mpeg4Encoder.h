@@ -21,10 +21,10 @@ enum class EMotion { Half, None };
 /// faults of libavcodec as std::runtime_error. One thread at a time.
 ///
 /// The encoder of libavcodec lets the rounding type alternate from P picture to P picture, and offers no
-/// choice. So that its own reference never comes from rounding type 1, a P picture that repeats the reference
-/// unchanged is coded after each picture and thrown away: it takes the turn with type 1, and since no sample of
-/// it is interpolated, the rounding doesn't matter. Its input is what a decoder of our own makes of the stream,
-/// hence exactly the reference.
+/// choice. So that its own reference never comes from rounding type 1, where vectors have half-pel steps a P
+/// picture that repeats the reference unchanged is coded between two pictures and thrown away: it takes the
+/// turn with type 1, and since no sample of it is interpolated, the rounding doesn't matter. Its input is what
+/// libavcodec's decoder makes of the stream, hence exactly the reference.
 class Mpeg4Encoder
 {
   public:

@@ -9,8 +9,8 @@
 namespace recorder
 {
 
-/// The shape in which a channel of this size is shown. The sizes of the old standards (704x576,
-/// 352x288, 176x144) are 4:3; any other has square pixels, and 1088 rows stand for 1080.
+/// The shape in which a channel of this size is shown. The sizes of the old standards (704x576, 352x288,
+/// 176x144) and others of their proportions are 4:3; any other has square pixels, and 1088 rows stand for 1080.
 double ShapeOf(int width, int height);
 
 /// Scales pictures from elsewhere into the channel's size, with black bars where their shape is another. One

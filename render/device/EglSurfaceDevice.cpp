@@ -14,7 +14,8 @@
 // part of which texture is to be shown: a stretch and the presentation that follows it, under one lock, are a
 // single draw.
 //
-// 1. The context is current only within a CCurrentContext, which holds m_csContext.
+// 1. The context is current only within a CCurrentContext, and while a lost device is asked for its state; both
+// hold m_csContext.
 // 2. Textures are deleted by the next CCurrentContext, since the last owner of a surface may be any thread.
 // 3. After a lost context nothing is deleted one by one: it went with the context.
 // 4. States: *working*; a reset of the adapter or a broken connection leads to *lost*, which lasts as long as

@@ -125,19 +125,22 @@ bool IsListed(const std::string& name)
     return page.find("`" + name + "`") != std::string::npos;
 }
 
+const std::set<std::string> TAGS = {"sz", "str", "i", "ul", "dw", "b", "bs", "p", "h", "cs"};
+
 // A member, or a variable of a file or a thread, with a tag that there isn't, or without capitals.
 void CheckKnownTag(const std::string& file, const std::string& line, Faults& faults)
 {
-    static const std::set<std::string> tags = {"sz", "str", "i", "ul", "dw", "b", "bs", "p", "h", "cs"};
     static const std::regex name(R"(\b[gmt]_([a-z]+)(?:[A-Z]\w*)?\b)");
     const std::string code = line.substr(0, line.find("//"));
     for (auto at = std::sregex_iterator(code.begin(), code.end(), name); at != std::sregex_iterator(); ++at) {
-        if (tags.count((*at)[1]) == 0 && !IsListed((*at)[0])) faults.push_back(file + ": " + (*at)[0].str());
+        if (TAGS.count((*at)[1]) == 0 && !IsListed((*at)[0])) faults.push_back(file + ": " + (*at)[0].str());
     }
 }
 
 TEST(NamesTest, TagsAreThoseOfThePage)
 {
+    for (const std::string& tag : TAGS)
+        EXPECT_TRUE(IsListed(tag)) << tag;
     EXPECT_THAT(CheckLines(HouseAnd({"bench", "fuzz", "tests"}), CheckKnownTag), IsEmpty());
     Faults faults;
     CheckKnownTag("a.h", std::string("    double m_") + "dSkipped = 0;", faults);
@@ -499,6 +502,21 @@ TEST(NamesTest, NoTwoHeadersBearOneName)
     EXPECT_GT(headers.size(), 100U);
     for (const auto& [name, files] : headers)
         EXPECT_THAT(files, testing::SizeIs(1)) << name;
+}
+
+// Those that all share lie in a folder of that name.
+TEST(NamesTest, HelpersOfTestsAreNamedSo)
+{
+    std::vector<std::string> others;
+    std::size_t helpers = 0;
+    for (const auto& entry : fs::recursive_directory_iterator(SourcePath("tests"))) {
+        const std::string path = fs::relative(entry.path(), SourcePath("tests")).string();
+        if (entry.path().extension() != ".h" || path.starts_with("support/")) continue;
+        ++helpers;
+        if (!path.ends_with("_support.h")) others.push_back(path);
+    }
+    EXPECT_GT(helpers, 20U);
+    EXPECT_THAT(others, IsEmpty());
 }
 
 std::set<std::string> OddityKeys(const std::vector<std::string>& folders)

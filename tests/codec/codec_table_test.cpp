@@ -241,7 +241,7 @@ TEST_F(CodecTable, DecodeOnAClosedContextFails)
     EXPECT_EQ(Decode(0), -1);
 }
 
-TEST_F(CodecTable, SizeCheck)
+TEST_F(CodecTable, SizeThatCannotBeIsRefusedAndReported)
 {
     const struct {
         int32_t width;

@@ -84,7 +84,7 @@ TEST(GridStateTest, ScaledCoordinatesAreComputedInSinglePrecision)
     EXPECT_EQ(ScaleRect({0, 0, 100, 180}, 1.15F, 1.15F), (RECT{0, 0, 115, 207}));
 }
 
-TEST(GridStateTest, LayoutForACount)
+TEST(GridStateTest, LayoutForACountIsTheFirstWithCellsEnough)
 {
     const CGridState grid = Grid({4, 6, 9, 16});
     EXPECT_EQ(grid.FindLayoutFor(1), grid.FindLayoutFor(4));

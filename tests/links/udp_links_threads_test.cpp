@@ -5,7 +5,7 @@
 #include <chrono>
 #include <nlohmann/json.hpp>
 
-#include "tests/links/links_fixture.h"
+#include "tests/links/udp_links_support.h"
 
 namespace
 {

@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <thread>
 
-#include "tests/links/links_fixture.h"
+#include "tests/links/udp_links_support.h"
 
 namespace
 {
@@ -95,7 +95,7 @@ class UdpSoakTest : public UdpLinksTest
     double m_LongestMs = 0;
 };
 
-TEST_F(UdpSoakTest, AllChannelsWithLossReorderingAndGarbage)
+TEST_F(UdpSoakTest, AllChannelsPlayDespiteLossReorderingAndGarbage)
 {
     Start({"--channels", "4", "--fps", "50", "--gop", "5", "--loss", "1", "--reorder", "1", "--garbage", "1"},
           "128x96");
@@ -103,7 +103,7 @@ TEST_F(UdpSoakTest, AllChannelsWithLossReorderingAndGarbage)
     EXPECT_GT(m_Shown, 0U);
 }
 
-TEST_F(UdpSoakTest, OneChannelAtATimeWithLoss)
+TEST_F(UdpSoakTest, OneChannelAtATimePlaysDespiteLoss)
 {
     // Key pictures only: none of them is so small that it could pass for the reply of the next opening. An
     // opening whose reply is lost gets no message that fits, so its thread is left behind; the wait is short.

@@ -178,7 +178,7 @@ TEST_F(TreeDlgTest, OpenAllAndCloseAllLeaveThoseThatAreOpenOrClosedAlready)
     EXPECT_THAT(TreeCalls(), ElementsAre("close a", "close b"));
 }
 
-TEST_F(TreeDlgTest, CommandsOfOneDevice)
+TEST_F(TreeDlgTest, CommandsOfOneDeviceReachItAlone)
 {
     AddStation();
     ShowDialog();

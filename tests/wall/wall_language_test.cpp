@@ -24,7 +24,7 @@ class WallLanguageTest : public testing::TestWithParam<LanguageRow>
 {
 };
 
-TEST_P(WallLanguageTest, TextsFromTheLogonToTheMenus)
+TEST_P(WallLanguageTest, TextsFromTheLogonToTheMenusAreInIt)
 {
     const LanguageRow& row = GetParam();
     WallSetup setup;

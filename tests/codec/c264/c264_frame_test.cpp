@@ -198,7 +198,7 @@ TEST(C264Frame, UnitsLargerThanASmallPictureHaveRoom)
     EXPECT_EQ(fed.Middle(0, 0), 132);
 }
 
-TEST(C264Frame, LengthPrefixedUnits)
+TEST(C264Frame, UnitsBehindTheirLengthsAreDecoded)
 {
     // `from` bytes of a start code are left out
     const auto lengthUnit = [](const H264Packet& unit, size_t from) {

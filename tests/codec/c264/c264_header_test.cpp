@@ -42,7 +42,7 @@ TEST(C264Bits, ReadsBeyondTheEndGiveZeros)
     EXPECT_EQ(bits.position(), 8u);
 }
 
-TEST(C264Bits, ExpGolombCodes)
+TEST(C264Bits, ExpGolombCodesComeBackAsWritten)
 {
     CH264Bits written;
     const uint32_t values[] = {0, 1, 2, 7, 8, 255, 65535, 0x7FFFFFFE, 0xFFFFFFFE};
@@ -68,7 +68,7 @@ TEST(C264Bits, GolombTooLongIsIntendedToBeZero)
     EXPECT_EQ(signedBits.se(), 0);
 }
 
-TEST(C264Header, Sps)
+TEST(C264Header, SpsIsReadFieldByField)
 {
     CH264Bits bits;
     bits.Bits(77, 8).Bits(5, 3).Bits(0, 5).Bits(31, 8).Ue(3).Ue(2).Ue(0).Ue(4).Ue(1).Bit(false).Ue(43).Ue(35);
@@ -123,7 +123,7 @@ CH264Bits PpsBits()
     return bits;
 }
 
-TEST(C264Header, Pps)
+TEST(C264Header, PpsIsReadFieldByField)
 {
     CH264Bits bits = PpsBits();
     bits.Bit(true).Bit(false).Se(-7).Trailing();  // a tail that only profile 100 has
@@ -170,7 +170,7 @@ C264Sps SliceSps()
     return sps;
 }
 
-TEST(C264Header, SliceOfAnIdrPicture)
+TEST(C264Header, SliceOfAnIdrPictureIsReadFieldByField)
 {
     C264Pps pps = {};
     pps.pic_init_qp = 20;
@@ -191,7 +191,7 @@ TEST(C264Header, SliceOfAnIdrPicture)
     EXPECT_EQ(slice.beta_offset, 0);
 }
 
-TEST(C264Header, SliceOfAPredictedPicture)
+TEST(C264Header, SliceOfAPredictedPictureIsReadFieldByField)
 {
     C264Pps pps = {};
     pps.pic_init_qp = 26;

@@ -47,7 +47,7 @@ constexpr Step TC0_3[] = {{17, 1},  {27, 2},  {31, 3},  {34, 4},  {37, 5},  {38,
                           {40, 7},  {41, 8},  {42, 9},  {43, 10}, {44, 11}, {45, 13},
                           {46, 14}, {47, 16}, {48, 18}, {49, 20}, {50, 23}, {51, 25}};
 
-TEST(C264Numbers, ThresholdsOfTheFilter)
+TEST(C264Numbers, ThresholdsOfTheFilterAreTheStandards)
 {
     for (int index = 0; index < 52; ++index) {
         EXPECT_EQ(C264_ALPHA[index], ValueAt(ALPHA, index)) << index;
@@ -55,7 +55,7 @@ TEST(C264Numbers, ThresholdsOfTheFilter)
     }
 }
 
-TEST(C264Numbers, ClipValuesOfTheFilter)
+TEST(C264Numbers, ClipValuesOfTheFilterAreTheStandards)
 {
     for (int index = 0; index < 52; ++index) {
         EXPECT_EQ(C264_TC0[index][0], -1) << index;
@@ -65,7 +65,7 @@ TEST(C264Numbers, ClipValuesOfTheFilter)
     }
 }
 
-TEST(C264Numbers, ScanByColumnAndRow)
+TEST(C264Numbers, ScanIsTheStandardsZigZag)
 {
     // Figure 8-8, zig-zag: column and row of each coefficient
     static const int places[16][2] = {{0, 0}, {1, 0}, {0, 1}, {0, 2}, {1, 1}, {2, 0}, {3, 0}, {2, 1},
@@ -74,7 +74,7 @@ TEST(C264Numbers, ScanByColumnAndRow)
         EXPECT_EQ(C264_SCAN[k], 4 * places[k][0] + places[k][1]) << k;
 }
 
-TEST(C264Numbers, FactorsOfEveryQuantiserAtEveryPlace)
+TEST(C264Numbers, FactorsOfEveryQuantiserAreTheStandardsAtEveryPlace)
 {
     for (size_t qp = 0; qp < 52; ++qp) {
         for (int k = 0; k < 16; ++k) {
@@ -85,7 +85,7 @@ TEST(C264Numbers, FactorsOfEveryQuantiserAtEveryPlace)
     }
 }
 
-TEST(C264Numbers, CodedBlockPatterns)
+TEST(C264Numbers, CodedBlockPatternsAreTheStandards)
 {
     for (size_t code = 0; code < 48; ++code) {
         EXPECT_EQ(C264_CBP_OF_CODE[0][code], H264_CBP_INTRA[code]) << code;
@@ -93,7 +93,7 @@ TEST(C264Numbers, CodedBlockPatterns)
     }
 }
 
-TEST(C264Numbers, StartsOfEveryContextThatStreamsUse)
+TEST(C264Numbers, StartsOfEveryContextThatStreamsUseAreTheStandards)
 {
     for (int kind = 0; kind < 4; ++kind) {
         const H264ContextStart* const starts =

@@ -66,7 +66,7 @@ uint64_t RangeOf(uint64_t record, int range)
     return record >> (C264_CABAC_TOP - 8 * range) & 0xFF;
 }
 
-TEST(C264Tables, StatesOfTheArithmeticDecoder)
+TEST(C264Tables, StatesOfTheArithmeticDecoderLeadToTheirNeighbours)
 {
     // the most even state: ranges 128 to 240; the less probable symbol changes the sides
     const uint64_t even = C264_CABAC_STATES[0];

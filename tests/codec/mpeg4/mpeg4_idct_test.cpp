@@ -106,7 +106,7 @@ class Ieee1180 : public ::testing::TestWithParam<IeeeCase>
 {
 };
 
-TEST_P(Ieee1180, TenThousandBlocks)
+TEST_P(Ieee1180, TenThousandBlocksStayWithinItsErrors)
 {
     constexpr int BLOCKS = 10000;
     const IeeeCase& test = GetParam();

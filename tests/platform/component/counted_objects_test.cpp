@@ -143,7 +143,7 @@ TEST(Component, TheFactoryRefusesWhatItCantMake)
     EXPECT_EQ(empty->Release(), 0U);
 }
 
-TEST(Component, DispatchByNumber)
+TEST(Component, MembersAreInvokedByTheirNumbers)
 {
     CComPtr<IDispatch> object;
     ASSERT_EQ(object.Create(*MakeFactory()), S_OK);

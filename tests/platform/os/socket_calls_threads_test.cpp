@@ -167,7 +167,7 @@ TEST(Socket, AClosedConnectionIsAnErrorAndNoSignal)
     EXPECT_EQ(sent, SOCKET_ERROR);
 }
 
-TEST(Socket, RefusedConnections)
+TEST(Socket, ConnectionToNobodyFails)
 {
     std::uint16_t port = 0;
     {

@@ -125,7 +125,7 @@ TEST(Threads, WithoutRoomForAThreadThereIsNoHandle)
     EXPECT_EQ(held.use_count(), 1);
 }
 
-TEST(Threads, NullHandles)
+TEST(Threads, NullHandleIsRefused)
 {
     EXPECT_EQ(WaitForSingleObject(nullptr, 0), WAIT_FAILED);
     EXPECT_FALSE(CloseHandle(nullptr));

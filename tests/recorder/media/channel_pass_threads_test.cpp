@@ -9,7 +9,7 @@
 #include <thread>
 
 #include "recorder/media/Channel.h"
-#include "tests/recorder/media/h264_camera.h"
+#include "tests/recorder/media/h264_camera_support.h"
 
 namespace
 {

@@ -7,7 +7,7 @@
 #include "recorder/h264/AnnexB.h"
 #include "recorder/media/PassThrough.h"
 #include "tests/recorder/client_support.h"
-#include "tests/recorder/media/h264_camera.h"
+#include "tests/recorder/media/h264_camera_support.h"
 
 namespace
 {

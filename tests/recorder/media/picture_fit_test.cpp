@@ -105,6 +105,7 @@ TEST(PictureFitTest, TheOldSizesAreAllOfOneShape)
     EXPECT_EQ(Filled(704, 576, 640, 480), (Part{704, 576}));
     EXPECT_EQ(Filled(352, 288, 704, 576, {12, 11}), (Part{352, 288}));
     EXPECT_EQ(Filled(176, 144, 640, 480), (Part{176, 144}));
+    EXPECT_EQ(Filled(528, 432, 640, 480), (Part{528, 432})) << "and so are those of their proportions";
 }
 
 }  // namespace

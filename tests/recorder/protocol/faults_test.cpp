@@ -154,7 +154,7 @@ TEST(FaultsTest, WrongLengthsTouchOnlyTheLength)
     EXPECT_EQ(Faults({}, 1).SpoilHeader(word), word);
 }
 
-TEST(FaultsTest, SameSeedSameHarm)
+TEST(FaultsTest, SameSeedDoesTheSameHarm)
 {
     FaultRates rates;
     rates.loss = 10;

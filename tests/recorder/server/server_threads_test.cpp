@@ -88,7 +88,7 @@ TEST(ServerTest, StreamIsPlayedFromKeyPictureOn)
     EXPECT_GE(report["totals"]["acknowledged"], 20);
 }
 
-TEST(ServerTest, SeveralClientsAndChannelsAtOnce)
+TEST(ServerTest, SeveralClientsAndChannelsAreServedAtOnce)
 {
     CRunning running({"--id", "77", "--channels", "4", "--mark", "--gop", "5"});
     CRecorderClient first(running.GetServer(), "1");

@@ -11,7 +11,7 @@
 namespace
 {
 
-TEST(P2PWire, HeaderByteForByte)
+TEST(P2PWire, HeaderIsWrittenByteForByte)
 {
     PEER_RECORD record = MakeRecord("4711");
     record.m_Addresses[0] = {inet_addr("10.1.2.3"), 0x1234, 0};

@@ -76,7 +76,7 @@ TEST(UdpHeader, FieldsAreReadFromTheirBits)
     EXPECT_EQ(ReadMessageHeader({}).length, 0U);
 }
 
-TEST_F(UdpAssemblerTest, MessageInOneDatagram)
+TEST_F(UdpAssemblerTest, MessageInOneDatagramIsComplete)
 {
     const Bytes message = Message(3, 1, 8, 9);
     EXPECT_EQ(FeedCut(message), EResult::Complete);
@@ -102,7 +102,7 @@ TEST_F(UdpAssemblerTest, LengthOf0And3GivesTheDatagramAsItIs)
     }
 }
 
-TEST_F(UdpAssemblerTest, DatagramShorterThanAHeader)
+TEST_F(UdpAssemblerTest, BytesThatAHeaderLacksCountAsZero)
 {
     EXPECT_EQ(m_Assembler.Feed(Bytes{0}), EResult::Complete);
     EXPECT_EQ(Assembled(), Bytes{0});
