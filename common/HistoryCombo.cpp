@@ -17,11 +17,12 @@ constexpr std::uint32_t ENTRY_BYTES = 32 * 1024;  // longer texts are cut when t
 
 }  // namespace
 
-CHistoryCombo::CHistoryCombo(QWidget* parent, bool allowSorted, EStyle style)
+CHistoryCombo::CHistoryCombo(QWidget* parent, bool allowSorted, EStyle style, QLineEdit* field)
     : QComboBox(parent), m_bSorted(style == EStyle::Sorted)
 {
     if (m_bSorted && !allowSorted) OutputDebugStringA("WARNING: Creating History combo with CBS_SORT style\n");
     setEditable(true);
+    if (field != nullptr) setLineEdit(field);
     setInsertPolicy(NoInsert);
     setCompleter(nullptr);
     lineEdit()->installEventFilter(this);
@@ -34,14 +35,11 @@ bool CHistoryCombo::eventFilter(QObject* watched, QEvent* event)
     return QComboBox::eventFilter(watched, event);
 }
 
-// The box has the keyboard and hands its keys to the field past the field's filters, of which one may paste.
+// The box has the keyboard and hands its keys to the field past the field's filters.
 void CHistoryCombo::keyPressEvent(QKeyEvent* event)
 {
     NoteKey(*event);
-    if (event->matches(QKeySequence::Paste))
-        QCoreApplication::sendEvent(lineEdit(), event);
-    else
-        QComboBox::keyPressEvent(event);
+    QComboBox::keyPressEvent(event);
 }
 
 // The wheel would replace what is typed by an entry. An open list handles the wheel itself.

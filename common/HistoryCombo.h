@@ -6,6 +6,7 @@
 #include <limits>
 
 class CIniText;
+class QLineEdit;
 
 /// A combo box that remembers what was typed: the most recent text first, kept between runs in the application
 /// profile, and completed against the list while typing. Panels' thread only.
@@ -28,7 +29,9 @@ class CHistoryCombo : public QComboBox
     };
 
     /// `allowSorted` says that a sorted list is meant; without it a sorted combo warns in the debugger output.
-    explicit CHistoryCombo(QWidget* parent = nullptr, bool allowSorted = false, EStyle style = EStyle::Plain);
+    /// `field`, which the combo takes over, is typed into in place of the toolkit's.
+    explicit CHistoryCombo(QWidget* parent = nullptr, bool allowSorted = false, EStyle style = EStyle::Plain,
+                           QLineEdit* field = nullptr);
 
     /// Puts `text`, its surrounding blanks trimmed, first and selects it; an older entry of the same text goes,
     /// and the list is trimmed to its maximum. An empty text is an entry like others. Returns the text's index.

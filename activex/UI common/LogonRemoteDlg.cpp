@@ -67,15 +67,14 @@ void CLogonRemoteDlg::OnCreateControls()
 {
     for (const int label : LABELS)
         AddControl(label, new QLabel(Widget()));
-    AddControl(ADDRESS, new CHistoryCombo(Widget()))->SetListDepth(LIST_DEPTH);
-    AddControl(USER, new QLineEdit(Widget()));
-    AddControl(PASSWORD, new QLineEdit(Widget()))->setEchoMode(QLineEdit::Password);
+    auto* const address = new CHistoryCombo(Widget(), false, CHistoryCombo::EStyle::Plain, new CTextField);
+    AddControl(ADDRESS, address)->SetListDepth(LIST_DEPTH);
+    AddControl(USER, new CTextField(Widget()));
+    AddControl(PASSWORD, new CTextField(Widget()))->setEchoMode(QLineEdit::Password);
     for (const int port : {CONTROL_PORT, DATA_PORT}) {
-        auto* const edit = AddControl(port, new QLineEdit(Widget()));
+        auto* const edit = AddControl(port, new CTextField(Widget()));
         edit->setValidator(new QIntValidator(0, 65535, edit));
     }
-    for (QLineEdit* const edit : Widget()->findChildren<QLineEdit*>())
-        SetUpTextField(*edit);
     AddControl(IDOK, new QPushButton(Widget()))->setDefault(true);
     auto* const status = AddControl(STATUS_LINE, new QLabel(Widget()));
     status->setWordWrap(true);

@@ -121,10 +121,9 @@ QWidget* CTreeRowDelegate::createEditor(QWidget* parent, const QStyleOptionViewI
                                         const QModelIndex& index) const
 {
     const QString name = index.data(Qt::EditRole).toString();
-    auto* const edit = new QLineEdit(parent);
+    auto* const edit = new CTextField(parent);
     edit->setMaxLength(std::max(MAX_LABEL, static_cast<int>(name.size())));
     edit->setValidator(new CLabelLimit(*edit, name));
-    SetUpTextField(*edit);
     return edit;
 }
 

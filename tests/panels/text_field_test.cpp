@@ -69,8 +69,7 @@ class EditMenuTest : public testing::Test
 
 TEST_F(EditMenuTest, TextsAreInTheCurrentLanguage)
 {
-    QLineEdit edit;
-    SetUpTextField(edit);
+    CTextField edit;
     edit.show();
     Speak("eng");
     EXPECT_THAT(TextsOf(edit), ElementsAre("Undo", "Redo", "Cut", "Copy", "Paste", "Delete", "Select all"));
@@ -86,8 +85,7 @@ TEST_F(EditMenuTest, TextsAreInTheCurrentLanguage)
 TEST_F(EditMenuTest, EntriesDoWhatTheySayAndKeepTheirShortcuts)
 {
     Speak("chs");
-    QLineEdit edit("1001");
-    SetUpTextField(edit);
+    CTextField edit("1001");
     edit.show();
     QMenu* const menu = OpenMenu(edit);
     ASSERT_NE(menu, nullptr);
@@ -104,8 +102,7 @@ TEST_F(EditMenuTest, LooksLikeThePanelsAndGoesWhenItIsClosed)
     ASSERT_NE(StartSkin(&module, 0, 0), 0);
     ASSERT_NE(LoadSkin(SystemPath(SourcePath("config/skin.smf"))), 0);
     QGuiApplication::setLayoutDirection(Qt::RightToLeft);
-    QLineEdit edit;
-    SetUpTextField(edit);
+    CTextField edit;
     edit.show();
     const QPointer<QMenu> menu = OpenMenu(edit);
     EXPECT_NE(menu, nullptr);
@@ -136,8 +133,7 @@ TEST_F(EditMenuTest, EachFieldOfTheLogonHasIt)
 // As a line that is copied with its end.
 TEST_F(EditMenuTest, FieldTakesOfWhatIsPastedTheFirstLine)
 {
-    QLineEdit edit;
-    SetUpTextField(edit);
+    CTextField edit;
     for (const char* const lines : {"1001\n", "1001\r\n2002", "1001\n\n3003\n"}) {
         QApplication::clipboard()->setText(lines);
         edit.setText("ab");
@@ -155,11 +151,10 @@ TEST_F(EditMenuTest, FieldTakesOfWhatIsPastedTheFirstLine)
 
 TEST_F(EditMenuTest, FieldTakesTheFirstLineByEachWayOfPasting)
 {
-    CHistoryCombo box;
-    QLineEdit port;
+    CHistoryCombo box(nullptr, false, CHistoryCombo::EStyle::Plain, new CTextField);
+    CTextField port;
     port.setValidator(new QIntValidator(0, 65535, &port));
-    for (QLineEdit* const edit : {box.lineEdit(), &port}) {
-        SetUpTextField(*edit);
+    for (QLineEdit* const edit : {box.lineEdit(), static_cast<QLineEdit*>(&port)}) {
         QApplication::clipboard()->setText("80\n81");
         QApplication::clipboard()->setText("82\n83", QClipboard::Selection);
         const auto overAll = [&](const auto& paste) {
@@ -198,8 +193,7 @@ TEST_F(EditMenuTest, FieldTakesTheFirstLineByEachWayOfPasting)
 
 TEST_F(EditMenuTest, MiddleClickOnTheArrowOfABoxPastesNothing)
 {
-    CHistoryCombo box;
-    SetUpTextField(*box.lineEdit());
+    CHistoryCombo box(nullptr, false, CHistoryCombo::EStyle::Plain, new CTextField);
     box.show();
     QApplication::clipboard()->setText("1001", QClipboard::Selection);
     QTest::mouseClick(&box, Qt::MiddleButton, {}, {box.width() - 5, box.height() / 2});
@@ -210,8 +204,7 @@ TEST_F(EditMenuTest, MiddleClickOnTheArrowOfABoxPastesNothing)
 
 TEST_F(EditMenuTest, UndoTakesBackWhatWasPastedAlone)
 {
-    QLineEdit edit;
-    SetUpTextField(edit);
+    CTextField edit;
     edit.show();
     QApplication::clipboard()->setText("cd");
     QTest::keyClicks(&edit, "ab");
@@ -231,10 +224,61 @@ TEST_F(EditMenuTest, UndoTakesBackWhatWasPastedAlone)
     EXPECT_EQ(edit.text(), "cdab");
 }
 
+TEST_F(EditMenuTest, UndoTakesBackTheLineThatWasPastedAlone)
+{
+    CTextField edit;
+    QApplication::clipboard()->setText("cd\n");
+    QTest::keyClicks(&edit, "ab");
+    QTest::keySequence(&edit, QKeySequence::Paste);
+    QTest::keyClicks(&edit, "e");
+    EXPECT_EQ(edit.text(), "abcde");
+    edit.undo();
+    EXPECT_EQ(edit.text(), "abcd");
+    edit.undo();
+    EXPECT_EQ(edit.text(), "ab");
+    edit.home(false);
+    QTest::keySequence(&edit, QKeySequence::Paste);
+    QTest::keySequence(&edit, QKeySequence::Paste);
+    EXPECT_EQ(edit.text(), "cdcdab");
+    edit.undo();
+    EXPECT_EQ(edit.text(), "cdab");
+}
+
+// As a window's messages are seen by the module's hook: each once.
+TEST_F(EditMenuTest, PasteByKeyReachesTheFieldOfABoxAsOneEventOfTheBox)
+{
+    CHistoryCombo box(nullptr, false, CHistoryCombo::EStyle::Plain, new CTextField);
+    QApplication::clipboard()->setText("1001\n");
+    struct : QObject {
+        int keys = 0;
+        bool eventFilter(QObject*, QEvent* event) override
+        {
+            keys += event->type() == QEvent::KeyPress ? 1 : 0;
+            return false;
+        }
+    } spy;
+    QCoreApplication::instance()->installEventFilter(&spy);
+    QKeyEvent key(QEvent::KeyPress, Qt::Key_V, Qt::ControlModifier);
+    QApplication::sendEvent(&box, &key);
+    EXPECT_EQ(box.currentText(), "1001");
+    EXPECT_EQ(spy.keys, 1);
+}
+
+TEST_F(EditMenuTest, FieldThatIsOnlyReadTakesNothing)
+{
+    CTextField edit;
+    edit.setText("1001");
+    edit.setReadOnly(true);
+    QApplication::clipboard()->setText("2002\n");
+    QApplication::clipboard()->setText("2002\n", QClipboard::Selection);
+    QTest::keySequence(&edit, QKeySequence::Paste);
+    QTest::mouseClick(&edit, Qt::MiddleButton);
+    EXPECT_EQ(edit.text(), "1001");
+}
+
 TEST_F(EditMenuTest, PasteLeavesWhatIsComposedOnTheScreen)
 {
-    QLineEdit edit;
-    SetUpTextField(edit);
+    CTextField edit;
     edit.show();
     QApplication::clipboard()->setText("cd");
     const auto caret = [&edit] { return edit.inputMethodQuery(Qt::ImCursorRectangle).toRectF().x(); };
@@ -251,8 +295,7 @@ TEST_F(EditMenuTest, PasteLeavesWhatIsComposedOnTheScreen)
 TEST_F(EditMenuTest, FieldThatIsDisabledTakesNothingAndOpensNone)
 {
     QWidget window;
-    QLineEdit edit("1001", &window);
-    SetUpTextField(edit);
+    CTextField edit("1001", &window);
     window.setEnabled(false);
     window.show();
     QApplication::clipboard()->setText("2002", QClipboard::Selection);
@@ -265,8 +308,7 @@ TEST_F(EditMenuTest, FieldThatIsDisabledTakesNothingAndOpensNone)
 // As what is deleted with the control key held, which is held then for the paste too.
 TEST_F(EditMenuTest, PasteThatFollowsADeletionIsCompleted)
 {
-    CHistoryCombo box;
-    SetUpTextField(*box.lineEdit());
+    CHistoryCombo box(nullptr, false, CHistoryCombo::EStyle::Plain, new CTextField);
     box.AddString("1001");
     box.show();
     QApplication::clipboard()->setText("10\n");
@@ -324,8 +366,7 @@ TEST_F(EditMenuTest, MenuKeyOpensItInTheFieldOfABoxToo)
 {
     Speak("cht");
     QComboBox box;
-    box.setEditable(true);
-    SetUpTextField(*box.lineEdit());
+    box.setLineEdit(new CTextField);
     box.show();
     QMenu* const menu = OpenMenu(box, QContextMenuEvent::Keyboard);
     ASSERT_NE(menu, nullptr);
@@ -337,10 +378,9 @@ TEST_F(EditMenuTest, FieldInWhichTextIsComposedOpensNone)
 {
     Speak("eng");
     QComboBox box;
-    box.setEditable(true);
-    QLineEdit plain;
-    for (QLineEdit* const edit : {&plain, box.lineEdit()}) {
-        SetUpTextField(*edit);
+    box.setLineEdit(new CTextField);
+    CTextField plain;
+    for (QLineEdit* const edit : {static_cast<QLineEdit*>(&plain), box.lineEdit()}) {
         QWidget& field = edit == &plain ? static_cast<QWidget&>(plain) : box;
         field.show();
         QInputMethodEvent composing("ni", {});
