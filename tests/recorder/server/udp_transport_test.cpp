@@ -247,16 +247,25 @@ TEST_F(UdpTransportTest, DelayedDatagramsGoOutTogetherWhenTheyAreDue)
 TEST_F(UdpTransportTest, ADelayedDatagramWaitsForNoLaterOne)
 {
     FaultRates rates;
-    rates.delay = 20 * MILLISECOND;
-    const auto transport = MakeTransport(rates);
-    Send(*transport, m_Plain, "a");
-    m_Context.run_for(std::chrono::milliseconds(5));
-    const TimeUs begin = Now();
-    Send(*transport, m_Plain, "b");
-    m_Context.run();
-    EXPECT_GE(Now() - begin, rates.delay);
-    EXPECT_EQ(m_Plain.Receive(MSG_DONTWAIT), "a");
-    EXPECT_EQ(m_Plain.Receive(MSG_DONTWAIT), "b");
+    rates.delay = 400 * MILLISECOND;
+    TimeUs first = rates.delay;
+    for (int attempt = 0; attempt < 3 && first >= rates.delay; ++attempt) {
+        const auto transport = MakeTransport(rates);
+        Send(*transport, m_Plain, "a");
+        m_Context.restart();
+        m_Context.run_for(std::chrono::milliseconds(200));
+        const TimeUs begin = Now();
+        Send(*transport, m_Plain, "b");
+        m_Context.restart();
+        while (transport->Sent() == 0 && m_Context.run_one() > 0) {
+        }
+        first = Now() - begin;
+        m_Context.run();
+        EXPECT_GE(Now() - begin, rates.delay);
+        EXPECT_EQ(m_Plain.Receive(MSG_DONTWAIT), "a");
+        EXPECT_EQ(m_Plain.Receive(MSG_DONTWAIT), "b");
+    }
+    EXPECT_LT(first, rates.delay);
 }
 
 TEST_F(UdpTransportTest, FlushAfterTheTransportsEndDoesNothing)
