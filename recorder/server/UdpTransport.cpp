@@ -1,5 +1,6 @@
 #include "recorder/server/UdpTransport.h"
 
+#include <cerrno>
 #include <chrono>
 #include <utility>
 
@@ -122,8 +123,9 @@ bool UdpTransport::SendTogether(std::span<const Datagram> run)
     if (!m_Runs || run.size() == 1) return false;
     const int error = SendRun(m_Socket.native_handle(), run);
     if (IsRunRefused(error)) {
-        // A place that takes none of them either, as port 0, tells nothing about runs.
-        m_Runs = !SendSingly(run);
+        // A place that takes none of them either, as port 0, tells nothing about runs, nor does one with a way
+        // that is narrower than a datagram: there the singles go in pieces.
+        m_Runs = !SendSingly(run) || error == EMSGSIZE;
         return true;
     }
     (error != 0 ? m_NotSent : m_Sent) += run.size();

@@ -8,6 +8,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -161,6 +162,34 @@ TEST(OutputFileTest, ASocketThatIsOpenAlreadyIsWrittenAndWaitsForNoReader)
     for (const int end : ends)
         close(end);
     EXPECT_THROW(CheckCanWrite(path), std::runtime_error);
+}
+
+// As under sudo: the pipe is the caller's.
+TEST(OutputFileTest, AnotherUsersPipeThatIsOpenAlreadyIsWritten)
+{
+    int ends[2] = {-1, -1};
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    ASSERT_EQ(fchmod(ends[1], 0), 0) << "it can't be opened anew, but for root";
+    const pid_t child = fork();
+    if (child == 0) {
+        constexpr uid_t NOBODY = 65534;
+        const std::string path = "/dev/fd/" + std::to_string(ends[1]);
+        try {
+            if (geteuid() == 0 && setuid(NOBODY) != 0) _exit(1);
+            CheckCanWrite(path);
+            WriteWhole(path, "text");
+            _exit(0);
+        } catch (const std::runtime_error&) {
+            _exit(1);
+        }
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    close(ends[1]);
+    char read[8];
+    EXPECT_EQ(::read(ends[0], read, sizeof read), 4);
+    close(ends[0]);
 }
 
 TEST(OutputFileTest, ASignalDoesNotEndTheWaitForASlowReader)
