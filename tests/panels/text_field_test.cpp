@@ -278,18 +278,20 @@ TEST_F(EditMenuTest, FieldThatIsOnlyReadTakesNothing)
 
 TEST_F(EditMenuTest, PasteLeavesWhatIsComposedOnTheScreen)
 {
-    CTextField edit;
-    edit.show();
-    QApplication::clipboard()->setText("cd");
-    const auto caret = [&edit] { return edit.inputMethodQuery(Qt::ImCursorRectangle).toRectF().x(); };
-    QTest::keySequence(&edit, QKeySequence::Paste);
-    const qreal alone = caret();
-    edit.clear();
-    QInputMethodEvent composing("ni", {});
-    QApplication::sendEvent(&edit, &composing);
-    QTest::keySequence(&edit, QKeySequence::Paste);
-    EXPECT_EQ(edit.text(), "cd");
-    EXPECT_GT(caret(), alone);
+    for (const char* const pasted : {"cd", "cd\n"}) {
+        CTextField edit;
+        edit.show();
+        QApplication::clipboard()->setText(pasted);
+        const auto caret = [&edit] { return edit.inputMethodQuery(Qt::ImCursorRectangle).toRectF().x(); };
+        QTest::keySequence(&edit, QKeySequence::Paste);
+        const qreal alone = caret();
+        edit.clear();
+        QInputMethodEvent composing("ni", {});
+        QApplication::sendEvent(&edit, &composing);
+        QTest::keySequence(&edit, QKeySequence::Paste);
+        EXPECT_EQ(edit.text(), "cd");
+        EXPECT_GT(caret(), alone) << pasted;
+    }
 }
 
 TEST_F(EditMenuTest, FieldThatIsDisabledTakesNothingAndOpensNone)
