@@ -4,6 +4,7 @@
 #include <QContextMenuEvent>
 #include <QDropEvent>
 #include <QGuiApplication>
+#include <QInputMethodEvent>
 #include <QKeyEvent>
 #include <QMenu>
 #include <QMimeData>
@@ -68,6 +69,12 @@ void CTextField::dropEvent(QDropEvent* event)
     event->setAccepted(own.isAccepted());
 }
 
+void CTextField::inputMethodEvent(QInputMethodEvent* event)
+{
+    QLineEdit::inputMethodEvent(event);
+    m_bComposes = !event->preeditString().isEmpty();
+}
+
 void CTextField::keyPressEvent(QKeyEvent* event)
 {
     const bool selected = event->modifiers() == (Qt::ControlModifier | Qt::ShiftModifier);
@@ -98,10 +105,11 @@ bool CTextField::PasteLines(QClipboard::Mode mode)
     return true;
 }
 
-// By a caret that goes away and comes back. What is selected begins a step anyhow.
+// By a caret that goes away and comes back, which would end what is composed. What is selected begins a step
+// anyhow.
 void CTextField::EndUndoStep()
 {
-    if (hasSelectedText()) return;
+    if (m_bComposes || hasSelectedText()) return;
     const int caret = cursorPosition();
     setCursorPosition(caret == 0 ? 1 : 0);
     setCursorPosition(caret);

@@ -13,10 +13,13 @@ class CTextField : public QLineEdit
   protected:
     void contextMenuEvent(QContextMenuEvent* event) override;
     void dropEvent(QDropEvent* event) override;
+    void inputMethodEvent(QInputMethodEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
 
   private:
     bool PasteLines(QClipboard::Mode mode);
     void EndUndoStep();
+
+    bool m_bComposes = false;
 };

@@ -202,6 +202,17 @@ TEST_F(EditMenuTest, MiddleClickOnTheArrowOfABoxPastesNothing)
     EXPECT_EQ(box.currentText(), "1001");
 }
 
+TEST_F(EditMenuTest, ClickOfAnotherButtonPastesNothing)
+{
+    CTextField edit("1001");
+    edit.show();
+    QApplication::clipboard()->setText("2002\n", QClipboard::Selection);
+    for (const Qt::MouseButton button : {Qt::LeftButton, Qt::RightButton}) {
+        QTest::mouseClick(&edit, button);
+        EXPECT_EQ(edit.text(), "1001") << button;
+    }
+}
+
 TEST_F(EditMenuTest, UndoTakesBackWhatWasPastedAlone)
 {
     CTextField edit;
@@ -278,18 +289,27 @@ TEST_F(EditMenuTest, FieldThatIsOnlyReadTakesNothing)
 
 TEST_F(EditMenuTest, PasteLeavesWhatIsComposedOnTheScreen)
 {
-    CTextField edit;
-    edit.show();
-    QApplication::clipboard()->setText("cd");
-    const auto caret = [&edit] { return edit.inputMethodQuery(Qt::ImCursorRectangle).toRectF().x(); };
-    QTest::keySequence(&edit, QKeySequence::Paste);
-    const qreal alone = caret();
-    edit.clear();
-    QInputMethodEvent composing("ni", {});
-    QApplication::sendEvent(&edit, &composing);
-    QTest::keySequence(&edit, QKeySequence::Paste);
-    EXPECT_EQ(edit.text(), "cd");
-    EXPECT_GT(caret(), alone);
+    for (const char* const pasted : {"cd", "cd\n"}) {
+        CTextField edit;
+        edit.show();
+        QApplication::clipboard()->setText(pasted);
+        const auto caret = [&edit] { return edit.inputMethodQuery(Qt::ImCursorRectangle).toRectF().x(); };
+        QTest::keySequence(&edit, QKeySequence::Paste);
+        const qreal alone = caret();
+        edit.clear();
+        QInputMethodEvent composing("ni", {});
+        QApplication::sendEvent(&edit, &composing);
+        QTest::keySequence(&edit, QKeySequence::Paste);
+        EXPECT_EQ(edit.text(), "cd");
+        EXPECT_GT(caret(), alone) << pasted;
+        QInputMethodEvent composed;
+        composed.setCommitString("x");
+        QApplication::sendEvent(&edit, &composed);
+        QTest::keySequence(&edit, QKeySequence::Paste);
+        EXPECT_EQ(edit.text(), "cdxcd");
+        edit.undo();
+        EXPECT_EQ(edit.text(), "cdx") << pasted;
+    }
 }
 
 TEST_F(EditMenuTest, FieldThatIsDisabledTakesNothingAndOpensNone)
