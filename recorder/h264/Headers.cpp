@@ -54,10 +54,10 @@ SequenceSet ReadSequenceSet(std::span<const uint8_t> payload)
 {
     BitReader bits(payload);
     SequenceSet set;
-    const uint32_t profile = bits.Bits(8);
+    set.profile = bits.Bits(8);
     bits.Bits(16);  // constraints, level
     set.id = bits.Ue(MAX_SEQUENCE_SETS - 1, "seq_parameter_set_id");
-    if (std::find(PROFILES_WITH_CHROMA.begin(), PROFILES_WITH_CHROMA.end(), profile) !=
+    if (std::find(PROFILES_WITH_CHROMA.begin(), PROFILES_WITH_CHROMA.end(), set.profile) !=
         PROFILES_WITH_CHROMA.end())
         ReadChroma(bits);
     set.frameNumBits = 4 + static_cast<int>(bits.Ue(12, "log2_max_frame_num"));
@@ -109,6 +109,8 @@ PictureSet ReadPictureSet(std::span<const uint8_t> payload)
         note(matrices, "it has scaling matrices");
         if (matrices) SkipMatrices(bits, transform8x8);
         note(bits.Se() != chroma, "its chroma offsets differ");
+    } else {
+        set.chromaOnce = chroma != 0;
     }
     // What a lost packet leaves of a slice may stand behind the set.
     if (!bits.AtStop()) throw Damaged("a picture's parameter set goes on behind its end");

@@ -17,6 +17,7 @@ class Outside : public std::runtime_error
 
 struct SequenceSet {
     uint32_t id = 0;
+    uint32_t profile = 0;
     int frameNumBits = 4;
     int orderType = 0;  // 0 or 2
     int orderBits = 4;
@@ -33,6 +34,7 @@ struct PictureSet {
     bool deblockingControl = false;
     uint32_t references = 1;
     int qp = 26;
+    bool chromaOnce = false;  // there is a chroma offset, and the set ends before the second one
 
     bool operator==(const PictureSet&) const = default;
 };

@@ -13,6 +13,7 @@ namespace
 {
 
 constexpr const char* NO_PICTURE = "there is no picture";
+constexpr uint32_t HIGH = 100;
 
 void Append(std::vector<uint8_t>& bytes, std::span<const uint8_t> unit)
 {
@@ -127,6 +128,9 @@ void Subset::CheckSlice(std::span<const uint8_t> unit, Checked& checked)
     if (16 * set.widthInMacroblocks != m_Width || 16 * set.heightInMacroblocks != m_Height)
         throw Outside("its size is " + std::to_string(16 * set.widthInMacroblocks) + "x" +
                       std::to_string(16 * set.heightInMacroblocks) + ", not that of the channel");
+    // There a client reads the second offset whether or not it stands there, and finds 0.
+    if (set.profile == HIGH && picture->second.picture.chromaOnce)
+        throw Outside("its second chroma offset is not told");
 
     BitReader bits(payload);
     const SliceHeader slice = ReadSliceHeader(bits, idr, set, picture->second.picture);

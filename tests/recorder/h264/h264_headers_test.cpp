@@ -224,6 +224,30 @@ TEST(H264Headers, PicturesLargerThanAnyChannelsAreOutside)
     }
 }
 
+// A client's decoder takes 0 for a second offset that isn't there, and uses it for both planes.
+TEST(H264Headers, AChromaOffsetThatIsToldOnceIsOutsideInTheHighProfile)
+{
+    const Fields high =
+        With(With(Sequence(), "profile", "01100100"), "id", Ue(0) + Ue(1) + Ue(0) + Ue(0) + "00");
+    constexpr ptrdiff_t TAIL = 3;
+    const auto check = [](const Fields& sequence, const Fields& picture) {
+        std::vector<uint8_t> first;
+        Append(first, SEQUENCE, sequence);
+        Append(first, PICTURE, picture);
+        Append(first, IDR, Slice(true, 0, 0));
+        return Subset(16, 16, 1000).Check(first);
+    };
+    for (const uint32_t offset : {0U, 1U, 24U}) {
+        Fields twice = With(With(Picture(), "chroma", Ue(offset)), "second chroma", Ue(offset));
+        const Fields once(twice.begin(), twice.end() - TAIL);
+        EXPECT_EQ(check(Sequence(), once).result, Checked::EResult::Passes) << offset;
+        EXPECT_EQ(check(high, twice).result, Checked::EResult::Passes) << offset;
+        const Checked checked = check(high, once);
+        EXPECT_EQ(checked.result, offset == 0 ? Checked::EResult::Passes : Checked::EResult::Outside) << offset;
+        EXPECT_EQ(checked.why, offset == 0 ? "" : "its second chroma offset is not told") << offset;
+    }
+}
+
 constexpr const char* ANOTHER_ORDER = "it shows pictures in another order";
 constexpr const char* SETS_CHANGE = "its parameter sets change between IDR pictures";
 

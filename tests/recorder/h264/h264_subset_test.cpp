@@ -228,6 +228,23 @@ TEST(H264Subset, DelimitersAndFillerStayBehind)
                 testing::ElementsAre(EUnit::Slice, EUnit::IdrSlice, EUnit::SequenceSet, EUnit::PictureSet));
 }
 
+// As partitions of slices and the layers of scalable streams are; what only says something about a picture
+// isn't.
+TEST(H264Subset, UnitsOfOtherKindsAreOutside)
+{
+    const AccessUnits stream = EncodeH264("annexb=1", 2);
+    for (int type = 0; type < 32; ++type) {
+        if (type == 1 || type == 5 || type == 7 || type == 8) continue;
+        std::vector<uint8_t> accessUnit;
+        AppendUnit(accessUnit, static_cast<uint8_t>(0x60 | type), std::vector<uint8_t>{0x80});
+        accessUnit.insert(accessUnit.end(), stream[1].begin(), stream[1].end());
+        const Checked checked = CheckAll({stream[0], accessUnit});
+        const bool beside = type == 6 || (type >= 9 && type <= 12);
+        EXPECT_EQ(Result(checked), beside ? Checked::EResult::Passes : Checked::EResult::Outside) << type;
+        EXPECT_EQ(checked.why, beside ? "" : "it has units of other kinds") << type;
+    }
+}
+
 TEST(H264Subset, ParameterSetsAreTheOnesThatAPictureNames)
 {
     // Sets that nobody uses come between; a slice would not be read by them.

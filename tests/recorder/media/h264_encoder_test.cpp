@@ -205,6 +205,24 @@ TEST_P(ChecksumTest, EveryUnitIsAMultipleOfTheModulusAndDecodesAsBefore)
     }
 }
 
+// Zeros at a unit's end belong to no unit; of so many sums some would end in one.
+TEST_P(ChecksumTest, NoUnitEndsInAZero)
+{
+    const uint64_t modulus = GetParam() == EChecksum::ThirtyTwo ? MODULUS_32 : MODULUS_16;
+    for (int i = 0; i < 8192; ++i) {
+        const std::vector<uint8_t> payload = {0xFF, 0x70, 0x5A, static_cast<uint8_t>(i >> 8),
+                                              static_cast<uint8_t>(i | 1)};  // with a stop bit
+        std::vector<uint8_t> plain;
+        AppendUnit(plain, 0x65, payload);
+        const std::vector<uint8_t> with = WithChecksum(plain, GetParam());
+        ASSERT_NE(with.back(), 0) << i;
+        uint64_t value = 0;
+        for (const uint8_t byte : Unescape(SplitUnits(with)[0]))
+            value = (value * 256 + byte) % modulus;
+        ASSERT_EQ(value, 0U) << i;
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(Widths, ChecksumTest, testing::Values(EChecksum::Sixteen, EChecksum::ThirtyTwo),
                          [](const auto& row) {
                              return row.param == EChecksum::Sixteen ? "Sixteen" : "ThirtyTwo";
