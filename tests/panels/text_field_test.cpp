@@ -215,44 +215,27 @@ TEST_F(EditMenuTest, ClickOfAnotherButtonPastesNothing)
 
 TEST_F(EditMenuTest, UndoTakesBackWhatWasPastedAlone)
 {
-    CTextField edit;
-    edit.show();
-    QApplication::clipboard()->setText("cd");
-    QTest::keyClicks(&edit, "ab");
-    QTest::keySequence(&edit, QKeySequence::Paste);
-    QTest::keyClicks(&edit, "e");
-    EXPECT_EQ(edit.text(), "abcde");
-    edit.undo();
-    EXPECT_EQ(edit.text(), "abcd");
-    edit.undo();
-    EXPECT_EQ(edit.text(), "ab");
-    edit.home(false);
-    QTest::keySequence(&edit, QKeySequence::Paste);
-    QTest::keySequence(&edit, QKeySequence::Paste);
-    EXPECT_EQ(edit.text(), "cdcdab");
-    EXPECT_EQ(edit.cursorPosition(), 4);
-    edit.undo();
-    EXPECT_EQ(edit.text(), "cdab");
-}
-
-TEST_F(EditMenuTest, UndoTakesBackTheLineThatWasPastedAlone)
-{
-    CTextField edit;
-    QApplication::clipboard()->setText("cd\n");
-    QTest::keyClicks(&edit, "ab");
-    QTest::keySequence(&edit, QKeySequence::Paste);
-    QTest::keyClicks(&edit, "e");
-    EXPECT_EQ(edit.text(), "abcde");
-    edit.undo();
-    EXPECT_EQ(edit.text(), "abcd");
-    edit.undo();
-    EXPECT_EQ(edit.text(), "ab");
-    edit.home(false);
-    QTest::keySequence(&edit, QKeySequence::Paste);
-    QTest::keySequence(&edit, QKeySequence::Paste);
-    EXPECT_EQ(edit.text(), "cdcdab");
-    edit.undo();
-    EXPECT_EQ(edit.text(), "cdab");
+    for (const char* const text : {"cd", "cd\n"}) {
+        SCOPED_TRACE(text);
+        CTextField edit;
+        edit.show();
+        QApplication::clipboard()->setText(text);
+        QTest::keyClicks(&edit, "ab");
+        QTest::keySequence(&edit, QKeySequence::Paste);
+        QTest::keyClicks(&edit, "e");
+        EXPECT_EQ(edit.text(), "abcde");
+        edit.undo();
+        EXPECT_EQ(edit.text(), "abcd");
+        edit.undo();
+        EXPECT_EQ(edit.text(), "ab");
+        edit.home(false);
+        QTest::keySequence(&edit, QKeySequence::Paste);
+        QTest::keySequence(&edit, QKeySequence::Paste);
+        EXPECT_EQ(edit.text(), "cdcdab");
+        EXPECT_EQ(edit.cursorPosition(), 4);
+        edit.undo();
+        EXPECT_EQ(edit.text(), "cdab");
+    }
 }
 
 // As a window's messages are seen by the module's hook: each once.
