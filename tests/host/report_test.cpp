@@ -13,6 +13,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTemporaryDir>
+#include <atomic>
 #include <chrono>
 #include <thread>
 
@@ -20,6 +21,7 @@
 #include "host/Report.h"
 #include "tests/support/file_limit.h"
 #include "tests/support/interruption.h"
+#include "tests/support/thread_state.h"
 
 namespace
 {
@@ -202,11 +204,13 @@ TEST(OutputFileTest, ASignalDoesNotEndTheWaitForASlowReader)
     const CInterruption interruption;
     bool written = false;
     QString reason;
+    std::atomic<pid_t> thread = 0;
     std::thread writer([&] {
+        thread = ::gettid();
         written = WriteWholeFile("/dev/fd/" + QString::number(ends[1]), QByteArray(CONTENT, 'x'), reason);
         ::close(ends[1]);
     });
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));  // the pipe fills
+    AwaitSleep(thread);  // the pipe is full
     CInterruption::Of(writer);
     char block[4096];
     int read = 0;

@@ -25,6 +25,7 @@
 #include "inc/OutputDebugString.h"
 #include "tests/inc/log_support.h"
 #include "tests/support/file_limit.h"
+#include "tests/support/thread_state.h"
 
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -39,13 +40,6 @@ std::set<int> Threads()
     for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task"))
         threads.insert(std::stoi(entry.path().filename().string()));
     return threads;
-}
-
-bool Sleeps(int thread)
-{
-    const std::string stat = ReadFile("/proc/self/task/" + std::to_string(thread) + "/stat");
-    const auto name = stat.rfind(')');
-    return name != std::string::npos && stat.compare(name, 3, ") S") == 0;
 }
 
 sem_t g_Held;

@@ -3,9 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
+#include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
+#include <atomic>
 #include <filesystem>
 #include <memory>
 #include <thread>
@@ -15,6 +16,7 @@
 #include "model/tree/Leaf.h"
 #include "platform/os/paths.h"
 #include "tests/model/model_support.h"
+#include "tests/support/thread_state.h"
 
 namespace
 {
@@ -179,8 +181,9 @@ TEST_F(NodeModel, AStatementWaitsForAnotherProcessThatWrites)
     ASSERT_EQ(sqlite3_open(m_Folder.Path("dvr.db").c_str(), &opened), SQLITE_OK);
     const std::unique_ptr<sqlite3, int (*)(sqlite3*)> other(opened, &sqlite3_close);
     ASSERT_EQ(sqlite3_exec(opened, "begin immediate", nullptr, nullptr, nullptr), SQLITE_OK);
-    std::thread writer([opened] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    const std::atomic<pid_t> waiter = ::gettid();
+    std::thread writer([&] {
+        AwaitSleep(waiter);
         sqlite3_exec(opened, "commit", nullptr, nullptr, nullptr);
     });
     EXPECT_EQ(Execute("insert into record values(NULL, 'cam1', 'd:\\a.avi', 20130115, 30605, 300, 1)"),

@@ -5,12 +5,11 @@
 
 #include <array>
 #include <atomic>
-#include <fstream>
 #include <functional>
-#include <string>
 #include <thread>
 
 #include "platform/os/Socket.h"
+#include "tests/support/thread_state.h"
 
 namespace
 {
@@ -67,13 +66,7 @@ void EndUnder(SOCKET socket, const std::function<ssize_t()>& call, ssize_t expec
         thread = ::gettid();
         result = call();
     });
-    const auto sleeps = [&] {
-        std::string state;
-        std::ifstream("/proc/self/task/" + std::to_string(thread) + "/stat") >> state >> state >> state;
-        return thread != 0 && state == "S";
-    };
-    while (!sleeps())
-        std::this_thread::yield();
+    AwaitSleep(thread);
     EndBlockedCalls(socket);
     blocked.join();
     EXPECT_EQ(result, expected);

@@ -11,7 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
+#include <atomic>
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
@@ -23,6 +23,7 @@
 #include "tests/support/file_limit.h"
 #include "tests/support/interruption.h"
 #include "tests/support/test_folder.h"
+#include "tests/support/thread_state.h"
 
 namespace
 {
@@ -198,11 +199,13 @@ TEST(OutputFileTest, ASignalDoesNotEndTheWaitForASlowReader)
     int ends[2] = {-1, -1};
     ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
     const CInterruption interruption;
+    std::atomic<pid_t> thread = 0;
     std::thread writer([&] {
+        thread = gettid();
         EXPECT_NO_THROW(WriteWhole("/dev/fd/" + std::to_string(ends[1]), std::string(TEXT, 'x')));
         close(ends[1]);
     });
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));  // the pipe fills
+    AwaitSleep(thread);  // the pipe is full
     CInterruption::Of(writer);
     char block[4096];
     size_t taken = 0;
