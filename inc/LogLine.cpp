@@ -1,11 +1,11 @@
 #include "inc/LogLine.h"
 
-#include <cstdio>
 #include <exception>
 
 #include "inc/CxLog.h"
 #include "inc/EscapeControls.h"
 #include "inc/OutputDebugString.h"
+#include "inc/StandardError.h"
 
 void LogLine(ELogLevel level, const char* function, const std::string& message, const char* file,
              std::int32_t line)
@@ -23,7 +23,5 @@ void LogLine(ELogLevel level, const char* function, const std::string& message, 
 void LogFault(const char* function, const std::string& message, const char* file, std::int32_t line)
 {
     LogLine(ELogLevel::Error, function, message, file, line);
-    const std::string told = "watchwall: " + EscapeControls(message, "\n\t") + "\n";
-    std::fwrite(told.data(), 1, told.size(), stderr);
-    std::fflush(stderr);
+    PrintError("watchwall: " + EscapeControls(message, "\n\t") + "\n");
 }

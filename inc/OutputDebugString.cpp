@@ -1,12 +1,12 @@
 #include "inc/OutputDebugString.h"
 
-#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <utility>
 
 #include "inc/EscapeControls.h"
 #include "inc/Mutex.h"
+#include "inc/StandardError.h"
 
 namespace
 {
@@ -33,10 +33,8 @@ void OutputDebugStringA(std::string_view text)
     if (debug != nullptr && *debug != '\0') {
         // The log's lines end as its file wants them.
         const bool logLine = text.ends_with("\r\n");
-        const std::string shown =
-            EscapeControls(text.substr(0, text.size() - (logLine ? 2 : 0)), "\n\t") + (logLine ? "\n" : "");
-        std::fwrite(shown.data(), 1, shown.size(), stderr);
-        std::fflush(stderr);
+        PrintError(EscapeControls(text.substr(0, text.size() - (logLine ? 2 : 0)), "\n\t") +
+                   (logLine ? "\n" : ""));
     }
     if (output.listener) output.listener(text);
 }
