@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <csignal>
@@ -89,7 +90,8 @@ class CHeldWorker
     struct sigaction m_Former = {};
 };
 
-TEST(LogEndTest, WhatIsQueuedAtTheEndIsDroppedAndTheWaitIsBounded)
+// How long the end of a log takes whose worker is held with a line in the queue, which isn't written.
+std::chrono::milliseconds EndWithHeldWorker()
 {
     CTestDirectory directory;
     const std::set<int> before = Threads();
@@ -97,15 +99,30 @@ TEST(LogEndTest, WhatIsQueuedAtTheEndIsDroppedAndTheWaitIsBounded)
     std::set<int> after = Threads();
     for (const int thread : before)
         after.erase(thread);
-    ASSERT_EQ(after.size(), 1U);
+    EXPECT_EQ(after.size(), 1U);
     const std::string path = log->GetPath();
     CHeldWorker worker(*after.begin());
     log->Log("a.cpp", "f", 1, ELogLevel::Message, "queued");
+    const auto start = std::chrono::steady_clock::now();
     auto end = std::async(std::launch::async, [&log] { log.reset(); });
     // Far more than the log waits for a worker that is held; a log that waits for it longer fails here.
-    ASSERT_EQ(end.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+    EXPECT_EQ(end.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+    const auto time = std::chrono::steady_clock::now() - start;
     worker.LetGo();
     EXPECT_EQ(ReadFile(path), "") << "the worker sees wake and stop at once, and stop goes before";
+    return std::chrono::duration_cast<std::chrono::milliseconds>(time);
+}
+
+// A loaded machine may take longer and is asked again.
+TEST(LogEndTest, WhatIsQueuedAtTheEndIsDroppedAndTheWaitIsBounded)
+{
+    constexpr std::chrono::milliseconds WAIT(500);
+    constexpr int ATTEMPTS = 10;
+    std::chrono::milliseconds shortest = EndWithHeldWorker();
+    for (int i = 1; i < ATTEMPTS && shortest >= 2 * WAIT; ++i)
+        shortest = std::min(shortest, EndWithHeldWorker());
+    EXPECT_GE(shortest, WAIT);
+    EXPECT_LT(shortest, 2 * WAIT);
 }
 
 // Ends of the process's own log: each in a child that starts afresh, so that the order of what is registered
