@@ -1,6 +1,8 @@
 #include "host/Options.h"
 
 #include <QCommandLineParser>
+#include <QDir>
+#include <QFileInfo>
 
 namespace
 {
@@ -18,6 +20,14 @@ bool ParseChannels(const QString& text, Options& options)
         options.open << channel;
     }
     return true;
+}
+
+// The later one would take the earlier one's place. A device, or a pipe, takes both.
+bool AreOneFile(const QString& one, const QString& other)
+{
+    const QFileInfo info(one);
+    if (one.isEmpty() || other.isEmpty() || (info.exists() && !info.isFile())) return false;
+    return QDir::cleanPath(info.absoluteFilePath()) == QDir::cleanPath(QFileInfo(other).absoluteFilePath());
 }
 
 }  // namespace
@@ -77,6 +87,11 @@ EParsed ParseOptions(const QStringList& arguments, Options& options, QString& me
     options.screenshot = parser.value(screenshot);
     options.logon = parser.value(logon);
     options.report = parser.value(report);
+    if (AreOneFile(options.report, options.screenshot)) {
+        message =
+            QStringLiteral("--report and --screenshot need two files, not '%1' for both").arg(options.report);
+        return EParsed::Wrong;
+    }
     options.fullScreen = parser.isSet(fullScreen);
     if (parser.isSet(profile)) options.profile = parser.value(profile);
     if (options.profile != QLatin1String("classic") && options.profile != QLatin1String("operator")) {

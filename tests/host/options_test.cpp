@@ -68,6 +68,15 @@ TEST(Options, OfTheScriptAreRead)
     EXPECT_TRUE(all.open.isEmpty());
 }
 
+TEST(Options, OneDeviceMayTakeReportAndPicture)
+{
+    Options options;
+    QString message;
+    EXPECT_EQ(
+        ParseOptions({"watchwall", "--report", "/dev/null", "--screenshot", "/dev/null"}, options, message),
+        EParsed::Run);
+}
+
 struct Wrong {
     const char* name;
     QStringList arguments;
@@ -97,6 +106,9 @@ INSTANTIATE_TEST_SUITE_P(Host, WrongOptions,
                                          Wrong{"no_picture", {"--screenshot", ""}, "--screenshot needs a name"},
                                          Wrong{"no_station", {"--logon", ""}, "--logon needs a name"},
                                          Wrong{"no_report", {"--report="}, "--report needs a name"},
+                                         Wrong{"one_file",
+                                               {"--report", "no/such/run", "--screenshot", "./no/such/run"},
+                                               "--report and --screenshot need two files"},
                                          Wrong{"channel_zero", {"--logon", "1", "--open", "0"}, "not '0'"},
                                          Wrong{"channel_twice", {"--logon", "1", "--open", "2,2"}, "not '2,2'"},
                                          Wrong{"no_channel", {"--logon", "1", "--open", "1,,2"}, "not '1,,2'"},
