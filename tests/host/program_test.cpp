@@ -4,6 +4,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QImage>
+#include <QWidget>
 
 #include "tests/host/program_support.h"
 #include "tests/support/virtual_display.h"
@@ -45,6 +46,21 @@ TEST_F(ProgramTest, EndsTidilyWhenAskedTo)
     QFile profile(File("user/watchwall/profile.ini"));
     ASSERT_TRUE(profile.open(QIODevice::ReadOnly));
     EXPECT_TRUE(profile.readAll().contains("Geometry=")) << "the window's place is kept";
+}
+
+TEST_F(ProgramTest, BeginsWithTheSizeThatWasKept)
+{
+    const QSize size(900, 700);
+    QWidget former;
+    former.resize(size);
+    QDir(m_Folder.path()).mkpath("user/watchwall");
+    QFile profile(File("user/watchwall/profile.ini"));
+    ASSERT_TRUE(profile.open(QIODevice::WriteOnly));
+    profile.write("[Container]\nGeometry=" + former.saveGeometry().toBase64() + "\n");
+    profile.close();
+    EXPECT_EQ(Run(Home() + QStringList{"--seconds", "1", "--screenshot", File("wall.png")}), 0)
+        << m_strErrors.toStdString();
+    EXPECT_EQ(QImage(File("wall.png")).size(), size);
 }
 
 TEST_F(ProgramTest, EndsInFullScreenToo)
