@@ -91,6 +91,7 @@ class CHeldWorker
 
 TEST(LogEndTest, WhatIsQueuedAtTheEndIsDroppedAndTheWaitIsBounded)
 {
+    using Clock = std::chrono::steady_clock;
     CTestDirectory directory;
     const std::set<int> before = Threads();
     std::optional<CxLog> log(directory.Path());
@@ -101,9 +102,14 @@ TEST(LogEndTest, WhatIsQueuedAtTheEndIsDroppedAndTheWaitIsBounded)
     const std::string path = log->GetPath();
     CHeldWorker worker(*after.begin());
     log->Log("a.cpp", "f", 1, ELogLevel::Message, "queued");
-    auto end = std::async(std::launch::async, [&log] { log.reset(); });
+    auto end = std::async(std::launch::async, [&log] {
+        const auto start = Clock::now();
+        log.reset();
+        return Clock::now() - start;
+    });
     // Far more than the log waits for a worker that is held; a log that waits for it longer fails here.
     ASSERT_EQ(end.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+    EXPECT_GE(end.get(), std::chrono::milliseconds(500));
     worker.LetGo();
     EXPECT_EQ(ReadFile(path), "") << "the worker sees wake and stop at once, and stop goes before";
 }
