@@ -49,11 +49,12 @@ TEST_F(InstallTest, EverythingLiesWhereSystemsLookForIt)
     for (const char* name :
          {"bin/watchwall", "bin/watchwall-recorder", "lib/watchwall/activex.ocx", "lib/watchwall/dvr.bmp",
           "lib/watchwall/dvr.db", "lib/watchwall/config/skin.smf", "lib/watchwall/config/eng.ini",
-          "lib/watchwall/config/main_layout_800x600.xml", "share/man/man1/watchwall.1.gz",
-          "share/man/man1/watchwall-recorder.1.gz", "share/applications/watchwall.desktop",
-          "share/icons/hicolor/scalable/apps/watchwall.svg",
+          "lib/watchwall/config/main_layout_800x600.xml", "lib/watchwall/config/logo.bmp",
+          "share/man/man1/watchwall.1.gz", "share/man/man1/watchwall-recorder.1.gz",
+          "share/applications/watchwall.desktop", "share/icons/hicolor/scalable/apps/watchwall.svg",
           "share/metainfo/org.watchwall.Watchwall.metainfo.xml", "share/doc/watchwall/copyright",
-          "include/watchwall/codec/decoder.h", "include/watchwall/inc/host/ControlWindow.h"})
+          "include/watchwall/codec/codec.h", "include/watchwall/codec/decoder.h",
+          "include/watchwall/inc/host/ControlWindow.h"})
         EXPECT_TRUE(fs::is_regular_file(Prefix(name))) << name;
     EXPECT_FALSE(fs::exists(Prefix("lib/watchwall/config/system.ini"))) << "is each user's own";
 }
@@ -154,6 +155,21 @@ TEST(DebianPackage, RunsNoScriptsAndHasNoFaultThatLintianFinds)
         "hardening-no-pie,hardening-no-relro " +
         Quoted(package));
     EXPECT_EQ(checked.status, 0) << checked.output;
+}
+
+// By what its preset gives to compiler and linker; it isn't built here.
+TEST(DebianPackage, IsHardened)
+{
+    const CTestFolder folder;
+    const Outcome configured = Execute(Quoted(WATCHWALL_CMAKE) + " --preset package -S " +
+                                       Quoted(SourcePath()) + " -B " + Quoted(folder.Path()));
+    ASSERT_EQ(configured.status, 0) << configured.output;
+    const std::string compiled = Read(folder.Path("compile_commands.json"));
+    for (const char* option : {" -fstack-protector-strong ", " -D_FORTIFY_SOURCE=2 "})
+        EXPECT_NE(compiled.find(option), std::string::npos) << option;
+    const std::string linked = Read(folder.Path("build.ninja"));
+    for (const char* option : {" -Wl,-z,relro ", " -Wl,-z,now"})
+        EXPECT_NE(linked.find(option), std::string::npos) << option;
 }
 
 TEST_F(InstallTest, HostOfTheEmbeddingPageIsBuiltFromThePackageAndRuns)

@@ -130,4 +130,12 @@ TEST_F(SetupTest, TellsHowMuchIsToBeFetched)
     EXPECT_THAT(m_strSaid, HasSubstr("setup: need to get 45.6 MB of archives.\n"));
 }
 
+TEST_F(SetupTest, TellsHowFarItIs)
+{
+    Command("apt-get", R"([ "$2" != install ] || printf '%s\n' Get:1 Get:2 'Unpacking a' 'Setting up a')");
+    EXPECT_EQ(Run("run", "WATCHWALL_SETUP_STEP=0"), 0);
+    EXPECT_THAT(m_strSaid, HasSubstr("setup: fetched 2, unpacked 0, set up 0\n"));
+    EXPECT_THAT(m_strSaid, HasSubstr("setup: fetched 2, unpacked 1, set up 1\n"));
+}
+
 }  // namespace
