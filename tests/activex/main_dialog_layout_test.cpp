@@ -2,6 +2,7 @@
 
 #include <QTest>
 
+#include "activex/UI common/TreeCtrlEx.h"
 #include "common/RenderWnd.h"
 #include "model/settings/GlobalSetting.h"
 #include "tests/activex/main_dialog_support.h"
@@ -91,6 +92,26 @@ TEST_F(MainDialogTest, LockedGridIgnoresPageActionsAndRefusesArrangementsWithAMe
     Layout(1);
     EXPECT_THAT(boxes.m_Texts, ElementsAre("The screen is locked. Please unlock it first."));
     EXPECT_EQ(panel.GetGrid()->GetState().GetLayout(), layout);
+}
+
+// Before the grid is arranged, which is refused here.
+TEST_F(MainDialogTest, StationIsInTheTreeWhileTheRefusalOfALockedGridStands)
+{
+    CMainDialog& panel = Start();
+    AddStation("gate", "c");
+    panel.GetGrid()->Lock();
+    const QAbstractItemModel& nodes = *panel.GetTree().GetTree()->model();
+    int rows = -1;
+    QTimer looking;
+    QObject::connect(&looking, &QTimer::timeout, [&] {
+        auto* const box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        if (box == nullptr) return;
+        rows = nodes.rowCount();
+        box->accept();
+    });
+    looking.start(5);
+    LoggedOn(1);
+    EXPECT_EQ(rows, 1);
 }
 
 TEST_F(MainDialogTest, PanelMayGoWhileTheRefusalOfItsLockedGridStandsAfterALogon)

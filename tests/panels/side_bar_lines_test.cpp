@@ -1,6 +1,10 @@
 #include <gmock/gmock.h>
 
+#include <QApplication>
 #include <QEventLoop>
+#include <QMouseEvent>
+#include <QPaintEvent>
+#include <QRegion>
 
 #include "tests/panels/side_bar_support.h"
 
@@ -123,6 +127,65 @@ TEST_F(SideBarTest, EventLoopWithNothingToDoUpdatesTheLines)
     });
     loop.exec();
     EXPECT_EQ(Line(0, 0, 0).m_strText, "updated");
+}
+
+/// Collects what a widget paints.
+class CPaints final : public QObject
+{
+  public:
+    explicit CPaints(QWidget& widget) { widget.installEventFilter(this); }
+    bool eventFilter(QObject*, QEvent* event) override
+    {
+        if (event->type() == QEvent::Paint) m_Region |= static_cast<QPaintEvent*>(event)->region();
+        return false;
+    }
+    QRegion m_Region;
+};
+
+TEST_F(SideBarTest, LineWhoseStateChangesIsPaintedAnew)
+{
+    Show();
+    m_Bar->AddFolder("a", {});
+    m_Bar->AddItem(0, "header");
+    m_Bar->AddSubItem(0, 0, "line", {}, ELineStyle::Check, 1);
+    std::int32_t check = 0;
+    m_Bar->SetUpdateHandler([&check](COL2CCmdUI& update) { update.SetCheck(check); });
+    CPaints paints(*m_Bar);
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&*m_Bar));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !paints.m_Region.isEmpty(); }));
+    QApplication::processEvents();
+    const QRect line = Line(0, 0, 0).m_Rect;
+    paints.m_Region = {};
+    m_Bar->UpdateLines();
+    QApplication::processEvents();
+    EXPECT_FALSE(paints.m_Region.intersects(line)) << "it is as it was";
+    check = 1;
+    m_Bar->UpdateLines();
+    QApplication::processEvents();
+    EXPECT_TRUE(paints.m_Region.contains(line));
+}
+
+TEST_F(SideBarTest, HeaderLeavesWhatIsHotAsItIs)
+{
+    Show();
+    m_Bar->AddFolder("a", {});
+    m_Bar->AddFolder("b", {});
+    m_Bar->AddItem(0, "header");
+    Paint();
+    const auto moveTo = [this](const QPoint& place) {
+        QMouseEvent move(QEvent::MouseMove, place, m_Bar->mapToGlobal(place), Qt::NoButton, Qt::NoButton,
+                         Qt::NoModifier);
+        QApplication::sendEvent(&*m_Bar, &move);
+    };
+    const QRect button = m_Bar->GetFolder(1).m_Rect;
+    const QImage plain = m_Bar->grab(button).toImage();
+    moveTo(Middle(button));
+    const QImage hot = m_Bar->grab(button).toImage();
+    ASSERT_NE(hot, plain);
+    moveTo(Middle(m_Bar->GetFolder(0).m_Items[0]->m_Rect));
+    EXPECT_EQ(m_Bar->grab(button).toImage(), hot);
+    moveTo({100, 200});
+    EXPECT_EQ(m_Bar->grab(button).toImage(), plain) << "where nothing lies";
 }
 
 TEST_F(SideBarTest, HotLinesAndFoldersFollowTheMouse)

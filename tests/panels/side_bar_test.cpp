@@ -5,6 +5,7 @@
 #include <QLineEdit>
 #include <QMouseEvent>
 #include <QSignalSpy>
+#include <algorithm>
 
 #include "tests/panels/side_bar_support.h"
 
@@ -137,6 +138,20 @@ TEST_F(SideBarTest, SelectedButtonRunsFromLightToDarkBlueAndAPlainOneInGreys)
     near(374, 0x1D6E98);
     near(376, 0xD7D7D7);
     near(399, 0x9B9B9B);
+}
+
+TEST_F(SideBarTest, NameOfAPlainButtonIsDarkGrey)
+{
+    Show();
+    m_Bar->AddFolder("a", {});
+    m_Bar->AddFolder(QString(8, QChar(0x2588)), {});  // full blocks, so that a pixel is all ink
+    const QImage button = m_Bar->grab(QRect(0, 376, 196, 24)).toImage();
+    int darkest = 255;
+    for (int y = 0; y < button.height(); ++y) {
+        for (int x = 0; x < button.width(); ++x)
+            darkest = std::min(darkest, button.pixelColor(x, y).lightness());
+    }
+    EXPECT_EQ(darkest, 0x32);
 }
 
 TEST_F(SideBarTest, KeysSelectFolders)

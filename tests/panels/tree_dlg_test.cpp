@@ -216,6 +216,22 @@ TEST_F(TreeDlgTest, WholeTreeCommandsNeedNoSelection)
     EXPECT_THAT(TreeCalls(), ElementsAre("open a 0", "open b 0", "close a", "close b"));
 }
 
+// By these numbers others send to it and hear from it.
+TEST_F(TreeDlgTest, WholeTreeCommandsAndNoticesHaveTheirNumbers)
+{
+    AddStation();
+    ShowDialog();
+    Command(218);
+    Command(219);
+    EXPECT_THAT(TreeCalls(), ElementsAre("open a 0", "open b 0", "close a", "close b"));
+    Select({0, 0, 0});
+    Command(10000);
+    Select({0});
+    Command(10011);
+    EXPECT_TRUE(QTest::qWaitFor([this] { return m_Notices.size() == 2; }));
+    EXPECT_THAT(m_Notices, ElementsAre(std::pair(0x138BU, 0), std::pair(0x138EU, 0)));
+}
+
 TEST_F(TreeDlgTest, MenuGoesByTheNode)
 {
     AddStation();
