@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "recorder/server/OutputFile.h"
+#include "recorder/server/OwnAddresses.h"
 #include "recorder/server/Report.h"
 
 namespace recorder
@@ -22,14 +23,12 @@ namespace
 constexpr int MAX_POSTED = 4;
 
 // What other hosts may try first: the address we serve on, or all of this machine's own.
-std::vector<Endpoint> LocalAddresses(asio::io_context& context, const Endpoint& at)
+std::vector<Endpoint> LocalAddresses(const Endpoint& at)
 {
     if (at.address != 0) return {at};
     std::vector<Endpoint> all;
-    asio::error_code error;
-    asio::ip::udp::resolver resolver(context);
-    for (const auto& entry : resolver.resolve(asio::ip::udp::v4(), asio::ip::host_name(error), "", error)) {
-        all.push_back({entry.endpoint().address().to_v4().to_uint(), at.port});
+    for (const uint32_t address : OwnAddresses()) {
+        all.push_back({address, at.port});
         if (all.size() == MAX_LOCAL_ADDRESSES) break;
     }
     if (all.empty()) all.push_back({0x7F000001, at.port});
@@ -189,7 +188,7 @@ Server::Server(Options options)
 
     DeviceLink::Setup setup;
     setup.name = std::to_string(m_Options.netId);
-    setup.localAddresses = LocalAddresses(m_Context, m_DeviceAt);
+    setup.localAddresses = LocalAddresses(m_DeviceAt);
     // A device that is served on all addresses reaches its own rendezvous on the loopback one.
     setup.rendezvous = m_RendezvousAt;
     if (setup.rendezvous.address == 0) setup.rendezvous.address = 0x7F000001;

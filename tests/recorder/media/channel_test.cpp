@@ -73,6 +73,7 @@ TEST(PictureMakerTest, APictureThatIsTooLargeIsMadeCoarser)
     }
     EXPECT_GE(maker.Counts().coarser, 1U);
     EXPECT_EQ(maker.Counts().tooLarge, 0U);
+    EXPECT_EQ(StreamSetup().maxBytes, 101'376U - 4) << "what a client's buffer holds behind the header word";
 }
 
 TEST(PictureMakerTest, APictureThatCanNotBeMadeSmallEnoughIsDropped)

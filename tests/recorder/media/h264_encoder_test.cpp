@@ -244,6 +244,7 @@ TEST(H264StreamTest, PicturesFitAClientsBufferWhateverTheyShow)
         stream->Make(noise, i, false);
     EXPECT_GE(stream->Counts().pictures, 3U);
     EXPECT_GE(stream->Counts().keys, 1U);
+    EXPECT_EQ(MAX_H264_BYTES, 262'144U - 8) << "what a client's buffer holds behind the frame's header";
 }
 
 TEST(AnnexBTest, BytesThatLookLikeAStartCodeComeBack)

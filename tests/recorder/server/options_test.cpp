@@ -35,6 +35,8 @@ TEST(OptionsTest, DefaultsServeFourScenesOnLoopback)
     EXPECT_EQ(options.listen, 0x7F000001U);
     EXPECT_EQ(options.directoryPort, 6800);
     EXPECT_EQ(options.rendezvousPort, 4567);
+    EXPECT_EQ(options.controlPort, 10060);
+    EXPECT_EQ(options.dataPort, 10061);
     EXPECT_THAT(options.sources, ElementsAre("scene", "scene", "scene", "scene"));
     EXPECT_EQ(options.group, 25);
     EXPECT_GT(options.scene.clockStart, 0);

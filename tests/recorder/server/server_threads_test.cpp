@@ -13,6 +13,7 @@
 #include <nlohmann/json.hpp>
 
 #include "recorder/scene/Mark.h"
+#include "recorder/server/OwnAddresses.h"
 #include "recorder/server/Report.h"
 #include "tests/recorder/client_support.h"
 #include "tests/recorder/datagram_support.h"
@@ -509,6 +510,18 @@ TEST(ServerTest, OwnNameAtTheRendezvousCanNotBeTaken)
     ASSERT_TRUE(client.Login());
     EXPECT_EQ(client.Users().at("77").p2p, running.GetServer().DeviceAt());
     EXPECT_EQ(running.End()["rendezvous"]["refused logins"], 1);
+}
+
+TEST(ServerTest, ServedOnAllAddressesItIsReachedAtThoseOfTheMachine)
+{
+    CRunning running({"--id", "77", "--listen", "0.0.0.0"});
+    CRecorderClient client(running.GetServer(), "1");
+    ASSERT_TRUE(client.Login());
+    std::vector<Endpoint> own;
+    for (const uint32_t address : OwnAddresses())
+        own.push_back({address, running.GetServer().DeviceAt().port});
+    own.resize(std::min(own.size(), MAX_LOCAL_ADDRESSES));
+    EXPECT_EQ(client.Users().at("77").localAddresses, own);
 }
 
 // The client keeps its socket and believes itself logged in; the recorder comes back on another device port.
