@@ -53,8 +53,7 @@ class COutlook2Ctrl : public QWidget
     /// Writes the width to the profile.
     ~COutlook2Ctrl() override;
 
-    /// Adds a folder with one item without lines of its own; `child`, when given, fills the page. Returns its
-    /// index.
+    /// Adds a folder; `child`, when given, fills its page, else it has no item. Returns its index.
     int AddFolder(const QString& name, const QIcon& icon, QWidget* child = nullptr);
     /// Adds an item to a folder; a negative index means the last folder. Returns its index, -1 for no such
     /// folder.
