@@ -3,12 +3,13 @@
 #include <QCursor>
 #include <QPainter>
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <iterator>
+#include <string>
 
 #include "activex/UI common/Outlook2Ctrl.h"
 #include "common/RenderWnd.h"
+#include "inc/StandardError.h"
 #include "model/NodeModel.h"
 #include "model/archive/XMLInputArchive.h"
 #include "model/layout/LayoutRecords.h"
@@ -38,12 +39,11 @@ enum class EPageAction { First, Previous, Cycle, Next, Last };
 // Nothing is taken down, so the user learns why from standard error alone.
 void ExitProcess(int code)
 {
-    std::fprintf(
-        stderr,
+    PrintError(
         "watchwall: the video grid can't be made with the renderer that is chosen or found; key \"Render\" in "
-        "section \"System\" of \"%s\" chooses it. The process ends with code %d.\n",
-        HostPath(GetSettingsPath()).c_str(), code);
-    std::fflush(stderr);
+        "section \"System\" of \"" +
+        HostPath(GetSettingsPath()) + "\" chooses it. The process ends with code " + std::to_string(code) +
+        ".\n");
     std::_Exit(code);
 }
 

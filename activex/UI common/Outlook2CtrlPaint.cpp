@@ -199,7 +199,7 @@ void COutlook2Ctrl::DrawItem(QPainter& painter, const COL2Item& item)
 void COutlook2Ctrl::DrawSubItem(QPainter& painter, const COL2SubItem& line, bool hot)
 {
     const bool on = (line.m_dwState & OL2_STATE_ON) != 0;
-    if (on) painter.fillRect(line.m_Rect, ToQColor(m_Colors.face).lighter(112));
+    if (on) painter.fillRect(line.m_Rect, ToQColor(m_Colors.face));
     const QRect mark(line.m_Rect.left() + LINE_INDENT, line.m_Rect.top() + 1, ICON_SIZE,
                      line.m_Rect.height() - 2);
     if (line.m_Style == ELineStyle::Check) {

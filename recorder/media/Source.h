@@ -34,8 +34,9 @@ class IPackets
 
 /// "scene", or anything that libavformat opens: a file (played again and again), a URL, a V4L2 device
 /// ("/dev/video0"), or "lavfi:" with a filter graph. Reads that wait, as for a network, end when stop becomes
-/// true; stop and packets outlive the source. Packets come from live sources only. A source that can't be
-/// opened says so on standard error at once.
+/// true, but the look-up of a host's name ends when the system gives it up. Stop and packets outlive the
+/// source. Packets come from live sources only. A source that can't be opened says so on standard error at
+/// once.
 std::unique_ptr<ISource> MakeSource(const std::string& spec, const SceneSetup& setup, int channel,
                                     const std::atomic<bool>& stop, IPackets* packets = nullptr);
 

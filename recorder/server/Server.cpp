@@ -271,7 +271,8 @@ void Server::Stop()
     asio::post(m_Context, [this] { End(); });
 }
 
-// Loops are made by as many threads as there are processors, while the services answer already.
+// Loops are made by a thread for each processor, or each channel where these are fewer, while the services
+// answer already.
 void Server::StartChannels()
 {
     const auto start = [this] {

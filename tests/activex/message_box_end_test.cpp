@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <QAbstractButton>
 #include <QApplication>
@@ -65,6 +66,29 @@ class MessageBoxEndTest : public testing::TestWithParam<EndRow>
         return container;
     }
 
+    // Ends the process.
+    void StartWithoutGrid()
+    {
+        const auto adapter = std::make_shared<CMemorySurfaceAdapter>();
+        adapter->SetFault(EDeviceStep::CreateDevice, true);
+        const CRenderState render(adapter);
+        Container container{std::make_unique<QWidget>(), {}};
+        CComPtr<IControlWindow>& control = container.control;
+        control.Receive([this](void** made) {
+            *made = static_cast<IControlWindow*>(new CTold(m_bGone));
+            return S_OK;
+        });
+        container.window->show();
+        QTimer ending;
+        QObject::connect(&ending, &QTimer::timeout, [&] {
+            if (qobject_cast<QMessageBox*>(QApplication::activeModalWidget()) == nullptr) return;
+            ending.stop();
+            GetParam().end(container);
+        });
+        ending.start(5);
+        control->CreateControlWindow(container.window.get());
+    }
+
     const CTestHome m_Home;
     const CModelState m_Model;
     const CRenderState m_Render{std::make_shared<CMemorySurfaceAdapter>()};
@@ -97,27 +121,22 @@ TEST_P(MessageBoxEndTest, ContainerMayEndTheControlWhileItsBoxStands)
 TEST_P(MessageBoxEndTest, ContainerMayEndTheControlWhileTheBoxOfItsStartStands)
 {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(StartWithoutGrid(), testing::ExitedWithCode(255), "the video grid can't be made");
+}
+
+// The sentence is lost then, and the code stays.
+TEST_P(MessageBoxEndTest, ReaderOfStandardErrorMayBeGoneWhenThereIsNoGrid)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto start = [this] {
-        const auto adapter = std::make_shared<CMemorySurfaceAdapter>();
-        adapter->SetFault(EDeviceStep::CreateDevice, true);
-        const CRenderState render(adapter);
-        Container container{std::make_unique<QWidget>(), {}};
-        CComPtr<IControlWindow>& control = container.control;
-        control.Receive([this](void** made) {
-            *made = static_cast<IControlWindow*>(new CTold(m_bGone));
-            return S_OK;
-        });
-        container.window->show();
-        QTimer ending;
-        QObject::connect(&ending, &QTimer::timeout, [&] {
-            if (qobject_cast<QMessageBox*>(QApplication::activeModalWidget()) == nullptr) return;
-            ending.stop();
-            GetParam().end(container);
-        });
-        ending.start(5);
-        control->CreateControlWindow(container.window.get());
+        int ends[2] = {};
+        EXPECT_EQ(::pipe(ends), 0);
+        ::dup2(ends[1], STDERR_FILENO);
+        ::close(ends[0]);
+        ::close(ends[1]);
+        StartWithoutGrid();
     };
-    EXPECT_EXIT(start(), testing::ExitedWithCode(255), "the video grid can't be made");
+    EXPECT_EXIT(start(), testing::ExitedWithCode(255), "");
 }
 
 enum class EHears { Container, Active, Inactive };  // it is asked for the container

@@ -142,6 +142,19 @@ class CPaints final : public QObject
     QRegion m_Region;
 };
 
+TEST_F(SideBarTest, LineThatIsOnStandsOnTheFaceColour)
+{
+    Show();
+    m_Bar->AddFolder("a", {});
+    m_Bar->AddItem(0, "header");
+    m_Bar->AddSubItem(0, 0, "line", {}, ELineStyle::Command, 1);
+    m_Bar->SetUpdateHandler([](COL2CCmdUI& update) { update.SetCheck(1); });
+    m_Bar->UpdateLines();
+    Paint();
+    const QImage picture = m_Bar->grab().toImage();
+    EXPECT_EQ(picture.pixelColor(Line(0, 0, 0).m_Rect.bottomRight()), QColor(0xC5, 0xC5, 0xC5));
+}
+
 TEST_F(SideBarTest, LineWhoseStateChangesIsPaintedAnew)
 {
     Show();
