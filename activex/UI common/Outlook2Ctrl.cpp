@@ -63,7 +63,7 @@ COutlook2Ctrl::COutlook2Ctrl(QWidget* parent, HWND owner)
     m_TitleFont.setPixelSize(20);
     m_TitleFont.setWeight(QFont::DemiBold);
     setMouseTracking(true);
-    setFocusPolicy(Qt::StrongFocus);
+    setFocusPolicy(Qt::TabFocus);  // by a click the toolkit would give it what a page has no use for
     setMinimumWidth(RESIZE_BAND);  // a collapsed bar keeps the band by which it is dragged back
     setAttribute(Qt::WA_OpaquePaintEvent);
     m_SlideTimer.setInterval(SLIDE_PAUSE_MS);
