@@ -271,6 +271,10 @@ QSize CSkinStyle::sizeFromContents(ContentsType type, const QStyleOption* option
         return QSize(size.width() + icon + 2 * element.padX, size.height() + 2 * element.padY)
             .expandedTo({element.width, element.height});
     }
+    if (type == CT_ItemViewItem) {  // the frame of the focus comes between a row's edge and its text
+        const QSize row = QProxyStyle::sizeFromContents(type, option, size, widget);
+        return {row.width(), row.height() + 2 * ElementOf(widget, "Tree").padY};
+    }
     if (const auto* item = qstyleoption_cast<const QStyleOptionMenuItem*>(option);
         item && type == CT_MenuItem) {
         const Element& menu = *m_pTheme->FindElement("Menu");

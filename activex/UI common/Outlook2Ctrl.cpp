@@ -63,7 +63,7 @@ COutlook2Ctrl::COutlook2Ctrl(QWidget* parent, HWND owner)
     m_TitleFont.setPixelSize(20);
     m_TitleFont.setWeight(QFont::DemiBold);
     setMouseTracking(true);
-    setFocusPolicy(Qt::StrongFocus);
+    setFocusPolicy(Qt::TabFocus);  // by a click the toolkit would give it what a page has no use for
     setMinimumWidth(RESIZE_BAND);  // a collapsed bar keeps the band by which it is dragged back
     setAttribute(Qt::WA_OpaquePaintEvent);
     m_SlideTimer.setInterval(SLIDE_PAUSE_MS);
@@ -179,6 +179,7 @@ void COutlook2Ctrl::SelectFolder(int index, EAnimation animation)
 {
     ASSERT_PANELS_THREAD();
     if (index == m_iSelected || !IsIndex(index, m_Folders.size())) return;
+    if (IsSliding()) EndSlide();
     const bool slides = animation == EAnimation::On && width() > RESIZE_BAND && isVisible();
     if (slides) m_OldPage = GrabPage();
     HideChildren();
@@ -193,7 +194,6 @@ void COutlook2Ctrl::SelectFolder(int index, EAnimation animation)
         m_iSlideTop = std::max(GetPageRect().height() - SLIDE_START_BELOW, 0);
         m_SlideTimer.start();
     } else {
-        m_SlideTimer.stop();
         PlaceChildren();
     }
     OnFolderChanged();
@@ -204,13 +204,16 @@ void COutlook2Ctrl::SelectFolder(int index, EAnimation animation)
 void COutlook2Ctrl::Slide()
 {
     m_iSlideTop -= std::max(GetPageRect().height() / SLIDE_STEPS, 1);
-    if (m_iSlideTop <= 0) {
-        m_SlideTimer.stop();
-        m_OldPage = {};
-        m_NewPage = {};
-        PlaceChildren();
-    }
+    if (m_iSlideTop <= 0) EndSlide();
     update();
+}
+
+void COutlook2Ctrl::EndSlide()
+{
+    m_SlideTimer.stop();
+    m_OldPage = {};
+    m_NewPage = {};
+    PlaceChildren();
 }
 
 void COutlook2Ctrl::HideChildren()
@@ -287,7 +290,7 @@ void COutlook2Ctrl::mousePressEvent(QMouseEvent* event)
     }
     if (childAt(at) != nullptr) return;  // one that the page has no use for
     setFocus(Qt::MouseFocusReason);
-    if (!IsSliding()) Click(at);
+    Click(at);
 }
 
 void COutlook2Ctrl::mouseMoveEvent(QMouseEvent* event)

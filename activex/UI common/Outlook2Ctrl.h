@@ -125,6 +125,7 @@ class COutlook2Ctrl : public QWidget
     void Fire(const COL2SubItem& line);
     QPixmap GrabPage();
     void Slide();
+    void EndSlide();
     void SetHot(const Hit& hit);
     COL2Item* FindItem(int folder, int item);
     COL2SubItem* FindLine(const Hit& hit);

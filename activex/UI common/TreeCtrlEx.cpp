@@ -95,19 +95,29 @@ void CTreeCtrlEx::focusInEvent(QFocusEvent* event)
 }
 
 // The triangles are our own, so what a click on one does is too.
-void CTreeCtrlEx::mousePressEvent(QMouseEvent* event)
+bool CTreeCtrlEx::ClickTriangle(const QMouseEvent& event)
 {
-    const QPoint at = event->position().toPoint();
+    const QPoint at = event.position().toPoint();
     const QModelIndex index = indexAt(at);
     const bool onTriangle = index.isValid() && model()->hasChildren(index) &&
                             at.x() < m_pRows->LabelLeft(index) &&
                             at.x() >= m_pRows->LabelLeft(index) - CTreeRowDelegate::ICON_OFFSET;
-    if (event->button() == Qt::LeftButton && onTriangle) {
-        setExpanded(index, !isExpanded(index));
-        return;
-    }
+    if (event.button() != Qt::LeftButton || !onTriangle) return false;
+    setExpanded(index, !isExpanded(index));
+    return true;
+}
+
+void CTreeCtrlEx::mousePressEvent(QMouseEvent* event)
+{
+    if (ClickTriangle(*event)) return;
     if (event->button() == Qt::RightButton) return;  // selects only on a label, when the menu comes
     QTreeView::mousePressEvent(event);
+}
+
+// A quick second click comes as this one alone.
+void CTreeCtrlEx::mouseDoubleClickEvent(QMouseEvent* event)
+{
+    if (!ClickTriangle(*event)) QTreeView::mouseDoubleClickEvent(event);
 }
 
 void CTreeCtrlEx::contextMenuEvent(QContextMenuEvent* event)

@@ -39,12 +39,15 @@ class CTreeCtrlEx : public QTreeView
     void paintEvent(QPaintEvent* event) override;
     void focusInEvent(QFocusEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
     void contextMenuEvent(QContextMenuEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     QItemSelectionModel::SelectionFlags selectionCommand(const QModelIndex& index,
                                                          const QEvent* event) const override;
 
   private:
+    bool ClickTriangle(const QMouseEvent& event);
+
     CTreeRowDelegate* m_pRows;  // the tree's
     Color m_GroundColor = panel_color::TREE_GROUND_AT_START;
     Color m_TextColor = panel_color::TREE_INK_AT_START;

@@ -27,6 +27,24 @@ TEST_F(SideBarTest, ClickOnAFolderSlidesItsPageIn)
     EXPECT_TRUE(QTest::qWaitFor([&] { return !m_Bar->IsSliding() && second->isVisible(); }));
 }
 
+TEST_F(SideBarTest, ClickWhileAPageSlidesInIsNotLost)
+{
+    Show();
+    m_Bar->AddFolder("a", {}, new QLabel("1"));
+    auto* const second = new QLabel("2");
+    m_Bar->AddFolder("b", {}, second);
+    auto* const third = new QLabel("3");
+    m_Bar->AddFolder("c", {}, third);
+    Paint();
+    QTest::mouseClick(&*m_Bar, Qt::LeftButton, {}, Middle(m_Bar->GetFolder(1).m_Rect));
+    ASSERT_TRUE(m_Bar->IsSliding());
+    QTest::mouseClick(&*m_Bar, Qt::LeftButton, {}, Middle(m_Bar->GetFolder(2).m_Rect));
+    EXPECT_EQ(m_Bar->GetSelectedFolder(), 2);
+    EXPECT_TRUE(m_Bar->IsSliding());
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !m_Bar->IsSliding() && third->isVisible(); }));
+    EXPECT_FALSE(second->isVisible());
+}
+
 TEST_F(SideBarTest, SlideRunsWithTheSkinToo)
 {
     const char module = 0;
@@ -122,6 +140,22 @@ TEST_F(SideBarTest, PageThatGoesIsSeenAboveTheOneThatSlidesIn)
     const QImage picture = m_Bar->grab().toImage();
     EXPECT_EQ(picture.pixelColor(100, COutlook2Ctrl::TITLE_HEIGHT + 20), QColor(Qt::red));
     EXPECT_EQ(picture.pixelColor(100, bottom), QColor(Qt::green));
+}
+
+TEST_F(SideBarTest, PageThatGoesBeforeItHasSlidInIsSeenToo)
+{
+    Show();
+    for (const Qt::GlobalColor color : {Qt::red, Qt::green, Qt::blue}) {
+        auto* const page = new QLabel;
+        page->setAutoFillBackground(true);
+        page->setPalette(QPalette(color));
+        m_Bar->AddFolder("a", {}, page);
+    }
+    Paint();
+    m_Bar->SelectFolder(1, COutlook2Ctrl::EAnimation::On);
+    m_Bar->SelectFolder(2, COutlook2Ctrl::EAnimation::On);
+    const QImage picture = m_Bar->grab().toImage();
+    EXPECT_EQ(picture.pixelColor(100, COutlook2Ctrl::TITLE_HEIGHT + 20), QColor(Qt::green));
 }
 
 TEST_F(SideBarTest, CollapsedBarChangesItsFolderWithoutTheSlide)

@@ -227,6 +227,25 @@ TEST_F(SideBarTest, PressOnAPageIsNotTheBars)
     QTest::mouseRelease(page, Qt::LeftButton, {}, {51, 50});
 }
 
+TEST_F(SideBarTest, FreePlaceOfAPageGivesTheBarNoKeyboardByAnyButton)
+{
+    Show();
+    auto* const page = new QWidget;
+    auto* const field = new QLineEdit(page);
+    m_Bar->AddFolder("a", {}, page);
+    m_Bar->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&*m_Bar));
+    for (const Qt::MouseButton button : {Qt::LeftButton, Qt::MiddleButton, Qt::RightButton}) {
+        field->setFocus();
+        QTest::mouseClick(page, button, {}, {50, 150});
+        EXPECT_FALSE(m_Bar->hasFocus()) << button;
+    }
+    field->setFocus();
+    QTest::mouseClick(&*m_Bar, Qt::LeftButton, {}, {50, 10});
+    EXPECT_TRUE(m_Bar->hasFocus());
+    EXPECT_TRUE(m_Bar->focusPolicy() & Qt::TabFocus);
+}
+
 TEST_F(SideBarTest, SeparatorIsABarOfThreePixelsInAStepOfEight)
 {
     Show();

@@ -5,6 +5,7 @@
 #include <QImage>
 #include <QInputMethodEvent>
 #include <QMenu>
+#include <QMouseEvent>
 #include <QPointer>
 #include <QScrollBar>
 
@@ -130,6 +131,25 @@ TEST_F(TreeDlgTest, ClickOnATriangleExpandsAndCollapses)
     EXPECT_FALSE(Tree().isExpanded(Item({0})));
     QTest::mouseClick(Tree().viewport(), Qt::LeftButton, {}, triangle);
     EXPECT_TRUE(Tree().isExpanded(Item({0})));
+}
+
+TEST_F(TreeDlgTest, QuickSecondClickOnATriangleCountsToo)
+{
+    AddStation();
+    ShowDialog();
+    QWidget* const view = Tree().viewport();
+    const QPoint triangle(Tree().GetLabelRect(Item({0})).left() - 10,
+                          Tree().visualRect(Item({0})).center().y());
+    for (const bool selected : {false, true}) {
+        if (selected) QTest::mouseClick(view, Qt::LeftButton, {}, Tree().GetLabelRect(Item({0})).center());
+        QTest::mouseClick(view, Qt::LeftButton, {}, triangle);
+        // As the server's second press comes to the view; the test library's has one more before it.
+        QMouseEvent second(QEvent::MouseButtonDblClick, triangle, view->mapToGlobal(triangle), Qt::LeftButton,
+                           Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(view, &second);
+        QTest::mouseRelease(view, Qt::LeftButton, {}, triangle);
+        EXPECT_TRUE(Tree().isExpanded(Item({0}))) << selected;
+    }
 }
 
 TEST_F(TreeDlgTest, RowThatIsCollapsedOverTheSelectedOneIsSelectedInstead)

@@ -9,6 +9,7 @@
 #include <QImage>
 #include <QLabel>
 #include <QLineEdit>
+#include <QListWidget>
 #include <QMenu>
 #include <QPushButton>
 #include <QRadioButton>
@@ -236,6 +237,27 @@ TEST_P(SkinFocus, IsSeen)
 INSTANTIATE_TEST_SUITE_P(Skin, SkinFocus,
                          testing::Values("button", "check", "radio", "edit", "slider", "combo", "tree"),
                          [](const auto& row) { return std::string(row.param); });
+
+TEST_F(SkinTest, FocusOfARowIsDrawnBesideItsTextNotOverIt)
+{
+    QListWidget list;
+    ASSERT_TRUE(SkinDialog(&list, "DialogMain"));
+    list.addItem("gjpqy|");
+    list.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&list));
+    const QRect row = list.visualItemRect(list.item(0));
+    const QImage image = Shot(*list.viewport());
+    const QRect within = row.adjusted(2, 2, -2, -2);
+    const QColor ground = image.pixelColor(row.topLeft());
+    for (int y = row.top(); y <= row.bottom(); ++y) {
+        for (int x = row.left(); x <= row.right(); ++x) {
+            if (!within.contains(x, y)) {
+                ASSERT_EQ(image.pixelColor(x, y), ground)
+                    << x << ", " << y << " of a row " << row.height() << " high";
+            }
+        }
+    }
+}
 
 TEST_F(SkinTest, StatesDiffer)
 {
