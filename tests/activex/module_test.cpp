@@ -117,6 +117,18 @@ TEST_F(ModuleTest, LoadParameterHandsTheTextThroughAndFires)
     EXPECT_THAT(sink.m_Events, ElementsAre(DISPID_ParameterLoaded));
 }
 
+// Hosts that were built earlier call by number.
+TEST_F(ModuleTest, MembersAndEventHaveTheirNumbers)
+{
+    const auto control = CreateControl<IDispatch>();
+    CSink sink;
+    const CAdvised advised(*control, sink);
+    Put(*control, 1, "abc");
+    EXPECT_EQ(control->Invoke(3, EDispatch::Method, {}, nullptr), S_OK);
+    EXPECT_EQ(Get(*control, 2), "abc");
+    EXPECT_THAT(sink.m_Events, ElementsAre(1));
+}
+
 TEST_F(ModuleTest, SettingTheInputAloneChangesNoOutputAndFiresNothing)
 {
     const auto control = CreateControl<IDispatch>();

@@ -135,9 +135,11 @@ TEST_F(SystemSettings, EachReadSeesTheFileAsItIsNow)
 TEST_F(SystemSettings, TextsAreCutToTheirBuffers)
 {
     const std::string text(400, 'x');
-    Write("[System]\nLanguage=" + text + "\nRecordPath=" + text + "\nDirectoryServer=" + text + "\n");
+    Write("[System]\nLanguage=" + text + "\nRecordPath=" + text + "\nPicturePath=" + text +
+          "\nDirectoryServer=" + text + "\n");
     EXPECT_EQ(ReadSettingText(ESetting::Language).size(), 15U);
     EXPECT_EQ(ReadSettingText(ESetting::RecordPath).size(), 259U);
+    EXPECT_EQ(ReadSettingText(ESetting::PicturePath).size(), 259U);
     EXPECT_EQ(ReadSettingText(ESetting::DirectoryServer).size(), 255U);
 }
 

@@ -192,6 +192,7 @@ TEST(Component, APointerHoldsOneReference)
 TEST(Component, FailureIsNegative)
 {
     EXPECT_TRUE(FAILED(SELFREG_E_TYPELIB));
+    EXPECT_EQ(static_cast<std::uint32_t>(SELFREG_E_TYPELIB), 0x80040200U);
     EXPECT_EQ(static_cast<std::uint32_t>(SELFREG_E_CLASS), 0x80040201U);
     EXPECT_TRUE(SUCCEEDED(S_FALSE));
 }
