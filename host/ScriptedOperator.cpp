@@ -91,6 +91,9 @@ void CScriptedOperator::PlanLogon()
                      QString(letter));
         // What the field completed beyond the typed goes.
         if (address->lineEdit()->hasSelectedText()) PressKey(*address->lineEdit(), Qt::Key_Delete);
+        // An entry of the history that begins alike has lent its own capitals.
+        if (address->lineEdit()->text().compare(m_Options.logon, Qt::CaseInsensitive) == 0)
+            address->lineEdit()->setText(m_Options.logon);
         return true;
     });
     AddStep("log on", [this] {

@@ -88,4 +88,20 @@ TEST_F(ScriptedOperatorTest, AMessageWithinAStepIsItsFailure)
     EXPECT_EQ(m_Faults, QStringList{"the directory does not answer"});
 }
 
+// As the field of the logon does with an entry of its history.
+TEST_F(ScriptedOperatorTest, NetIdKeepsItsCaseBesideAHistoryInAnother)
+{
+    const QString entry = "ab-1";
+    QObject::connect(m_pAddress, &QLineEdit::textEdited, m_pAddress, [&](const QString& typed) {
+        if (!entry.startsWith(typed, Qt::CaseInsensitive)) return;
+        m_pAddress->setText(entry);
+        m_pAddress->setSelection(static_cast<int>(entry.size()), static_cast<int>(typed.size() - entry.size()));
+    });
+    m_Options.logon = "AB-1";
+    CScriptedOperator script(m_Options, m_Panel, nullptr);
+    script.Start();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return script.GetPresentStep() == "log on"; }));
+    EXPECT_EQ(m_pAddress->text(), "AB-1");
+}
+
 }  // namespace

@@ -154,6 +154,20 @@ TEST_F(LogTest, ViewWindowGetsACopyThatItOwns)
     posted.reset();
 }
 
+TEST_F(LogTest, DebuggerOutputGoesBeforeTheViewWindow)
+{
+    static std::string order;
+    order.clear();
+    const auto former = SetDebugListener([](std::string_view) { order += "debugger "; });
+    log.SetView(7, [](std::int32_t, std::uint32_t, LogEntry*) {
+        order += "view";
+        return false;
+    });
+    log.Log("a.cpp", "f", 1, ELogLevel::Message, "m");
+    SetDebugListener(former);
+    EXPECT_EQ(order, "debugger view");
+}
+
 TEST_F(LogTest, MessageHasAThousandAndTwentyThreeCharactersAtMost)
 {
     static std::size_t length;

@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 
 #include "model/archive/XMLInputArchive.h"
+#include "model/archive/XMLOutputArchive.h"
 #include "model/layout/LayoutRecords.h"
 
 namespace
@@ -69,6 +71,23 @@ TEST(LayoutRecords, AnEmptyListOfArrangementsLeavesNone)
     XRenderWnd render;
     archive& Named("m_XRenderWnd", render);
     EXPECT_TRUE(render.list_subrender.empty());
+}
+
+TEST(LayoutRecords, AreWrittenInTheFilesOrder)
+{
+    XRenderWnd render;
+    render.list_wnd.Append(std::make_unique<XWnd>());
+    XMLOutputArchive archive;
+    archive& Named("m_XRenderWnd", render);
+    const std::string text = archive.GetText();
+    std::size_t at = 0;
+    for (const char* element :
+         {"<m_XRenderWnd>", "<rect>", "<left>", "<top>", "<right>", "<bottom>", "<xfactor>", "<yfactor>",
+          "<list_subrender/>", "<default_layout>", "<list_wnd>", "<item classname=\"XWnd\">", "<rect>",
+          "<resource_id>", "<skin_id>", "<tool_tip>"}) {
+        at = text.find(element, at);
+        ASSERT_NE(at, std::string::npos) << element << " in\n" << text;
+    }
 }
 
 TEST(LayoutRecords, ACopyIsPrivate)
