@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <bitset>
 #include <functional>
 #include <string>
 #include <tuple>
@@ -123,6 +124,26 @@ TEST(H264Headers, SequenceSetsBeyondASmallDecoderAreOutside)
                    {"bypass", high(Ue(1) + Ue(0) + Ue(0) + "10"), "leave out the transform"},
                    {"matrices", high(Ue(1) + Ue(0) + Ue(0) + "01"), "matrices"}},
                   ReadSequenceSet);
+}
+
+// A client's decoder takes the chroma format for told in every profile above 99, and in no other. The standard
+// tells it in three below, and doesn't know some above.
+TEST(H264Headers, ProfilesThatClientsReadInAnotherWayAreOutside)
+{
+    const std::string chroma = Ue(1) + Ue(0) + Ue(0) + "00";
+    const auto read = [](uint32_t profile, const std::string& told) {
+        const Fields fields = With(Sequence(), "profile", std::bitset<8>(profile).to_string());
+        return ReadSequenceSet(Payload(With(fields, "id", Ue(0) + told)));
+    };
+    for (const uint32_t profile : {66U, 77U, 88U})
+        EXPECT_EQ(read(profile, "").widthInMacroblocks, 1) << profile;
+    for (const uint32_t profile : {100U, 110U, 118U, 122U, 128U, 244U})
+        EXPECT_EQ(read(profile, chroma).widthInMacroblocks, 1) << profile;
+    for (const uint32_t profile : {44U, 83U, 86U})
+        EXPECT_THROW(read(profile, chroma), Outside) << profile;
+    for (const uint32_t profile : {101U, 134U, 138U, 144U, 255U})
+        for (const std::string& told : {std::string(), chroma})
+            EXPECT_THROW(read(profile, told), Outside) << profile << told;
 }
 
 TEST(H264Headers, PictureSetsBeyondASmallDecoderAreOutside)
