@@ -12,6 +12,7 @@ namespace
 constexpr uint32_t MAX_SEQUENCE_SETS = 32;
 constexpr uint32_t MAX_PICTURE_SETS = 256;
 constexpr uint32_t MAX_SIDE = 1055;  // macroblocks, of the largest level
+constexpr uint32_t FIRST_HIGH_PROFILE = 100;
 constexpr std::array<uint32_t, 9> PROFILES_WITH_CHROMA = {100, 110, 122, 244, 44, 83, 86, 118, 128};
 
 void Refuse(bool refuse, const char* why)
@@ -57,9 +58,11 @@ SequenceSet ReadSequenceSet(std::span<const uint8_t> payload)
     set.profile = bits.Bits(8);
     bits.Bits(16);  // constraints, level
     set.id = bits.Ue(MAX_SEQUENCE_SETS - 1, "seq_parameter_set_id");
-    if (std::find(PROFILES_WITH_CHROMA.begin(), PROFILES_WITH_CHROMA.end(), set.profile) !=
-        PROFILES_WITH_CHROMA.end())
-        ReadChroma(bits);
+    const bool hasChroma = std::find(PROFILES_WITH_CHROMA.begin(), PROFILES_WITH_CHROMA.end(), set.profile) !=
+                           PROFILES_WITH_CHROMA.end();
+    if (hasChroma) ReadChroma(bits);
+    // Clients go by the number alone.
+    Refuse(hasChroma != (set.profile >= FIRST_HIGH_PROFILE), "clients read its profile in another way");
     set.frameNumBits = 4 + static_cast<int>(bits.Ue(12, "log2_max_frame_num"));
     set.orderType = static_cast<int>(bits.Ue(2, "pic_order_cnt_type"));
     Refuse(set.orderType == 1, "its picture order is of type 1");

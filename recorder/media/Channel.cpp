@@ -229,7 +229,7 @@ void Channel::PacketTaker::Opened(const AVCodecParameters& codec)
 bool Channel::PacketTaker::OnPacket(const AVPacket& packet)
 {
     if (!m_Channel.IsWatchedIn(ECodec::H264)) {
-        m_Check->Restart();
+        m_Check->LeaveOut(packet);
         m_Channel.m_Gate.Rest();
         return false;
     }

@@ -24,6 +24,7 @@ struct AvFree {
     }
 };
 using AvCodecContext = std::unique_ptr<AVCodecContext, AvFree<avcodec_free_context>>;
+using AvCodecParameters = std::unique_ptr<AVCodecParameters, AvFree<avcodec_parameters_free>>;
 using AvFormatContext = std::unique_ptr<AVFormatContext, AvFree<avformat_close_input>>;
 using AvFrame = std::unique_ptr<AVFrame, AvFree<av_frame_free>>;
 using AvPacket = std::unique_ptr<AVPacket, AvFree<av_packet_free>>;

@@ -1,5 +1,8 @@
 #include "recorder/media/PassThrough.h"
 
+#include <algorithm>
+#include <cerrno>
+#include <stdexcept>
 #include <utility>
 
 #include "recorder/media/CodecStream.h"
@@ -19,15 +22,58 @@ PacketCheck::PacketCheck(const AVCodecParameters& codec, int width, int height)
     : m_Subset(width, height, MAX_H264_BYTES - CHECKSUM_BYTES)
 {
     if (codec.codec_id != AV_CODEC_ID_H264) return;
+    Describe(codec);
+    m_Subset.Restart();
+}
+
+void PacketCheck::Describe(const AVCodecParameters& codec)
+{
     AVBSFContext* filter = nullptr;
     CheckAv(av_bsf_alloc(av_bsf_get_by_name("h264_mp4toannexb"), &filter), "read H.264");
-    m_Filter.reset(filter);
+    std::unique_ptr<AVBSFContext, FreeFilter> owner(filter);
     CheckAv(avcodec_parameters_copy(filter->par_in, &codec), "read H.264");
     CheckAv(av_bsf_init(filter), "read H.264");
+    m_Filter = std::move(owner);
     // Parameter sets may come outside the stream, and only there.
     const AVCodecParameters& units = *filter->par_out;
+    m_Outside = {};
     if (units.extradata_size > 0)
         m_Outside = m_Subset.Check({units.extradata, static_cast<size_t>(units.extradata_size)});
+}
+
+void PacketCheck::DescribeAnew(const AVCodecParameters& known, std::span<const uint8_t> told)
+{
+    const AvCodecParameters codec(avcodec_parameters_alloc());
+    CheckAv(codec ? avcodec_parameters_copy(codec.get(), &known) : AVERROR(ENOMEM), "read H.264");
+    av_freep(&codec->extradata);
+    codec->extradata = static_cast<uint8_t*>(av_mallocz(told.size() + AV_INPUT_BUFFER_PADDING_SIZE));
+    codec->extradata_size = codec->extradata == nullptr ? 0 : static_cast<int>(told.size());
+    std::copy_n(told.begin(), codec->extradata_size, codec->extradata);
+    Describe(*codec);
+}
+
+// FLV and MP4 tell with a packet when the encoder was set otherwise, and some senders the same again and again.
+// False when that can't be read.
+bool PacketCheck::TakeDescription(const AVPacket& packet)
+{
+    size_t size = 0;
+    const uint8_t* const bytes = av_packet_get_side_data(&packet, AV_PKT_DATA_NEW_EXTRADATA, &size);
+    if (bytes == nullptr) return true;
+    const std::span told(bytes, size);
+    const AVCodecParameters& known = *m_Filter->par_in;
+    if (std::equal(told.begin(), told.end(), known.extradata, known.extradata + known.extradata_size))
+        return true;
+    try {
+        DescribeAnew(known, told);
+    } catch (const std::runtime_error&) {
+        return false;
+    }
+    return true;
+}
+
+void PacketCheck::LeaveOut(const AVPacket& packet)
+{
+    if (m_Filter) TakeDescription(packet);
     m_Subset.Restart();
 }
 
@@ -37,9 +83,10 @@ h264::Checked PacketCheck::Check(const AVPacket& packet)
     checked.result = h264::Checked::EResult::Outside;
     checked.why = "it is not H.264";
     if (!m_Filter) return checked;
-    if (m_Outside.result == h264::Checked::EResult::Outside) return m_Outside;
     checked.result = h264::Checked::EResult::Damaged;
     checked.why = "a packet can't be read";
+    if (!TakeDescription(packet)) return checked;
+    if (m_Outside.result == h264::Checked::EResult::Outside) return m_Outside;
     if (av_packet_ref(m_Packet.get(), &packet) < 0) return checked;
     if (av_bsf_send_packet(m_Filter.get(), m_Packet.get()) < 0) {
         av_packet_unref(m_Packet.get());

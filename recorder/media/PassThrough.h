@@ -5,6 +5,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <string>
 
 #include "recorder/h264/AnnexB.h"
@@ -22,13 +23,17 @@ class PacketCheck
     PacketCheck(const AVCodecParameters& codec, int width, int height);
 
     h264::Checked Check(const AVPacket& packet);
-    /// Packets were left out.
-    void Restart() { m_Subset.Restart(); }
+    /// This one isn't looked at, but what it tells about those to come holds.
+    void LeaveOut(const AVPacket& packet);
 
   private:
     struct FreeFilter {
         void operator()(AVBSFContext* p) const { av_bsf_free(&p); }
     };
+    void Describe(const AVCodecParameters& codec);
+    void DescribeAnew(const AVCodecParameters& known, std::span<const uint8_t> told);
+    bool TakeDescription(const AVPacket& packet);
+
     std::unique_ptr<AVBSFContext, FreeFilter> m_Filter;  // to units with start codes; null for other codecs
     AvPacket m_Packet{av_packet_alloc()};
     h264::Subset m_Subset;

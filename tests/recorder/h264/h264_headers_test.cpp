@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <bitset>
 #include <functional>
 #include <string>
 #include <tuple>
@@ -125,6 +126,26 @@ TEST(H264Headers, SequenceSetsBeyondASmallDecoderAreOutside)
                   ReadSequenceSet);
 }
 
+// A client's decoder takes the chroma format for told in every profile above 99, and in no other. The standard
+// tells it in three below, and doesn't know some above.
+TEST(H264Headers, ProfilesThatClientsReadInAnotherWayAreOutside)
+{
+    const std::string chroma = Ue(1) + Ue(0) + Ue(0) + "00";
+    const auto read = [](uint32_t profile, const std::string& told) {
+        const Fields fields = With(Sequence(), "profile", std::bitset<8>(profile).to_string());
+        return ReadSequenceSet(Payload(With(fields, "id", Ue(0) + told)));
+    };
+    for (const uint32_t profile : {66U, 77U, 88U})
+        EXPECT_EQ(read(profile, "").widthInMacroblocks, 1) << profile;
+    for (const uint32_t profile : {100U, 110U, 118U, 122U, 128U, 244U})
+        EXPECT_EQ(read(profile, chroma).widthInMacroblocks, 1) << profile;
+    for (const uint32_t profile : {44U, 83U, 86U})
+        EXPECT_THROW(read(profile, chroma), Outside) << profile;
+    for (const uint32_t profile : {101U, 134U, 138U, 144U, 255U})
+        for (const std::string& told : {std::string(), chroma})
+            EXPECT_THROW(read(profile, told), Outside) << profile << told;
+}
+
 TEST(H264Headers, PictureSetsBeyondASmallDecoderAreOutside)
 {
     const PictureSet plain = ReadPictureSet(Payload(Picture()));
@@ -199,6 +220,54 @@ TEST(H264Headers, SlicesBeyondASmallDecoderAreOutside)
     ExpectOutside({{"two by the set", p, "several references"}}, readAs(false));
     EXPECT_EQ(readAs(false)(Payload(With(p, "override", "1" + Ue(0)))).order, 6U)
         << "the slice has the last word";
+}
+
+// Encoders at hand use the low ones only.
+TEST(H264Headers, NumbersAreReadUpToTheirBounds)
+{
+    const auto readSequence = [](const std::string& name, const std::string& bits) {
+        return ReadSequenceSet(Payload(With(Sequence(), name, bits)));
+    };
+    EXPECT_EQ(readSequence("id", Ue(31)).id, 31U);
+    EXPECT_EQ(readSequence("frame number", Ue(12)).frameNumBits, 16);
+    EXPECT_EQ(readSequence("order", Ue(0) + Ue(12)).orderBits, 16);
+    EXPECT_THROW(readSequence("id", Ue(32)), Damaged);
+    EXPECT_THROW(readSequence("frame number", Ue(13)), Damaged);
+    EXPECT_THROW(readSequence("order", Ue(0) + Ue(13)), Damaged);
+    const PictureSet picture = ReadPictureSet(Payload(With(Picture(), "ids", Ue(255) + Ue(31))));
+    EXPECT_EQ(picture.id, 255U);
+    EXPECT_EQ(picture.sequence, 31U);
+    for (const std::string& ids : {Ue(256) + Ue(0), Ue(0) + Ue(32)})
+        EXPECT_THROW(ReadPictureSet(Payload(With(Picture(), "ids", ids))), Damaged);
+
+    const SequenceSet sequence = ReadSequenceSet(Payload(Sequence()));
+    const auto readSlice = [&](const std::string& name, const std::string& value) {
+        const std::vector<uint8_t> payload = Payload(With(Slice(true, 0, 9), name, value));
+        BitReader bits(payload);
+        return ReadSliceHeader(bits, true, sequence, picture).order;
+    };
+    EXPECT_EQ(readSlice("idr id", Ue(65535)), 9U);
+    EXPECT_EQ(readSlice("set", Ue(255)), 9U);
+    EXPECT_THROW(readSlice("idr id", Ue(65536)), Damaged);
+    EXPECT_THROW(readSlice("set", Ue(256)), Damaged);
+}
+
+TEST(H264Headers, TheFiltersOffsetsFollowUnlessItIsOff)
+{
+    const SequenceSet sequence = ReadSequenceSet(Payload(Sequence()));
+    const PictureSet picture = ReadPictureSet(Payload(With(Picture(), "deblocking", "1")));
+    const std::string least = Ue(12);
+    const std::string most = Ue(11);
+    for (const std::string& filter : {Ue(0) + least + most, Ue(1), Ue(2) + most + least}) {
+        const Fields fields = With(Slice(false, 1, 2), "qp", Ue(0) + filter);
+        size_t header = 0;
+        for (const Field& field : fields)
+            if (field.name != std::string("macroblock")) header += field.bits.size();
+        const std::vector<uint8_t> payload = Payload(fields);
+        BitReader bits(payload);
+        ReadSliceHeader(bits, false, sequence, picture);
+        EXPECT_EQ(bits.At(), header) << filter;
+    }
 }
 
 void Append(std::vector<uint8_t>& unit, uint8_t header, const Fields& fields)
