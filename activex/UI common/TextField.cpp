@@ -106,7 +106,7 @@ bool CTextField::PasteLines(QClipboard::Mode mode)
 }
 
 // By a caret that goes away and comes back, which would end what is composed. What is selected begins a step
-// anyhow.
+// anyhow; in an empty field, what emptied it stays in the step.
 void CTextField::EndUndoStep()
 {
     if (m_bComposes || hasSelectedText()) return;
