@@ -25,16 +25,24 @@ void CAnswerBatch::SendDatagram(std::span<const std::uint8_t> datagram, const so
 void CAnswerBatch::Flush()
 {
     ASSERT_THREAD(m_ReceivingThread);
-    if (m_bSegments && m_Bytes.size() > m_Size) {
-        if (SendSegmented())
-            m_Bytes.clear();
-        else
-            m_bSegments = false;
+    const bool together = m_bSegments && m_Bytes.size() > m_Size;
+    if (!together || !SendSegmented()) {
+        const bool sent = SendSingly();
+        // An address that takes none of them singly either, as port 0, tells nothing about the network code.
+        if (together && sent) m_bSegments = false;
     }
-    for (std::size_t at = 0; at < m_Bytes.size(); at += m_Size)
-        sendto(m_hSocket, m_Bytes.data() + at, m_Size, SOCKET_SEND_FLAGS,
-               reinterpret_cast<const sockaddr*>(&m_To), sizeof m_To);
     m_Bytes.clear();
+}
+
+/// False when nothing was sent.
+bool CAnswerBatch::SendSingly() const
+{
+    bool sent = false;
+    for (std::size_t at = 0; at < m_Bytes.size(); at += m_Size)
+        sent = sendto(m_hSocket, m_Bytes.data() + at, m_Size, SOCKET_SEND_FLAGS,
+                      reinterpret_cast<const sockaddr*>(&m_To), sizeof m_To) >= 0 ||
+               sent;
+    return sent;
 }
 
 /// False when nothing was sent.

@@ -33,6 +33,7 @@ class CAnswerBatch final : public IP2POutput
     void Flush();
 
   private:
+    bool SendSingly() const;
     bool SendSegmented() const;
 
     IP2POutput& m_Output;

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <netinet/udp.h>
+
 #include <string>
 #include <thread>
 #include <vector>
@@ -23,6 +25,17 @@ class CPeerSocket : public CLoopbackSocket
     }
 };
 
+// Gets what was sent with one call as it was sent.
+class CJoiningSocket : public CPeerSocket
+{
+  public:
+    CJoiningSocket()
+    {
+        const int on = 1;
+        setsockopt(m_hSocket, SOL_UDP, UDP_GRO, &on, sizeof on);
+    }
+};
+
 class CDataOutput final : public IP2POutput
 {
   public:
@@ -37,10 +50,11 @@ class CDataOutput final : public IP2POutput
 class AnswerBatchTest : public testing::Test
 {
   protected:
-    void Send(const std::string& text, const CPeerSocket& to)
+    void Send(const std::string& text, const sockaddr_in& to)
     {
-        m_Batch.SendDatagram({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}, to.m_Address);
+        m_Batch.SendDatagram({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}, to);
     }
+    void Send(const std::string& text, const CPeerSocket& to) { Send(text, to.m_Address); }
 
     CDataOutput m_Output;
     const CPeerSocket m_Own;
@@ -106,6 +120,29 @@ TEST_F(AnswerBatchTest, NetworkCodeThatDoesNotCutGetsThemOneByOne)
         for (const char* const text : {"a", "b", "c"})
             EXPECT_EQ(m_Peer.Receive(), text);
     }
+}
+
+TEST_F(AnswerBatchTest, AnswersOfOneSizeToOneAddressGoWithOneCall)
+{
+    const CJoiningSocket joining;
+    for (const char* const text : {"one", "two", "six"})
+        Send(text, joining);
+    m_Batch.Flush();
+    EXPECT_EQ(joining.Receive(), "onetwosix");
+}
+
+// Whoever writes port 0 as the sender's into two datagrams gets as many answers.
+TEST_F(AnswerBatchTest, APlaceThatTakesNothingKeepsNoOthersApart)
+{
+    sockaddr_in nowhere = m_Peer.m_Address;
+    nowhere.sin_port = 0;
+    const CJoiningSocket joining;
+    for (int i = 0; i < 2; ++i)
+        Send("a", nowhere);
+    for (const char* const text : {"one", "two", "six"})
+        Send(text, joining);
+    m_Batch.Flush();
+    EXPECT_EQ(joining.Receive(), "onetwosix");
 }
 
 using AnswerBatchDeathTest = AnswerBatchTest;
