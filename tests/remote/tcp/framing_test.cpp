@@ -233,6 +233,7 @@ TEST_F(Framing, TextIsEmptyWithoutABody)
 
 TEST_F(Framing, LongestTextIsTakenAndALongerOneRefused)
 {
+    EXPECT_EQ(SHORT_FRAME_LIMIT, 65536);
     const std::string longForm(SHORT_FRAME_LIMIT - 4, 't');
     std::thread sender([&] { m_Sockets.PeerSends(Length(SHORT_FRAME_LIMIT) + longForm); });
     std::string text;
