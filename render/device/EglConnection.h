@@ -7,7 +7,7 @@
 
 /// An X display of our own with EGL on it. X errors of this display (a window that went away) are ignored,
 /// those of other connections go to the former handler. Every call but IsUsable is made under the
-/// renderer's critical section.
+/// renderer's critical section, or, to learn the state of a lost device, under the lock of that one's context.
 class CEglConnection
 {
   public:

@@ -13,9 +13,10 @@
 // to the back buffer of the other, and a presentation into any window. Nothing here draws by itself and nothing
 // waits.
 //
-// Every call but the locking of pictures is made under the renderer's critical section, from any thread. The
-// picture of a stream is locked by that stream's link thread alone. Objects are shared, so that a picture which
-// a link thread is writing outlives a device that is rebuilt at that moment.
+// Every call but the locking of pictures and the question for the device's state is made under the renderer's
+// critical section, from any thread. The picture of a stream is locked by that stream's link thread alone.
+// Objects are shared, so that a picture which a link thread is writing outlives a device that is rebuilt at
+// that moment.
 
 /// What a set-up operation answers.
 enum class EDeviceResult { Ok, NotAvailable, OutOfVideoMemory, DeviceLost, InvalidCall, Failed };
