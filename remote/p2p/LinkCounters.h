@@ -4,8 +4,7 @@
 #include <cstdint>
 
 /// What a link has done since it was built, for reports: counted by its threads, readable at any time from any
-/// thread. The counters are relaxed atomics, each right by itself; two of them read together may be one event
-/// apart.
+/// thread. The counters are atomics, each right by itself; two of them read together may be one event apart.
 struct CLinkCounters {
     using Counter = std::atomic<std::uint64_t>;
 
