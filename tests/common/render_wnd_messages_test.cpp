@@ -320,6 +320,7 @@ TEST_F(RenderWndTest, BitmapFileNeedsItsTwoLettersAndItsSize)
         ++bad[at];
         EXPECT_EQ(load(bad), nullptr) << at;
     }
+    EXPECT_EQ(load(good + "more"), nullptr) << "it tells of less than there is";
 }
 
 }  // namespace
