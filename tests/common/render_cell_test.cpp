@@ -282,6 +282,24 @@ TEST_F(RenderWndTest, DeviceThatAsksForItIsToldWhenItsCellIsAloneAndWhenNot)
     }
 }
 
+// oddity: double-click-by-focus. Alone comes the cell with the focus.
+TEST_F(RenderWndTest, DeviceThatIsToldIsThatOfTheCellThatTheDoubleClickIsSentFor)
+{
+    CRenderWnd& grid = Grid();
+    grid.SetLayout(2);
+    std::vector<CWideDevice*> devices;
+    for (int i = 0; i < 2; ++i) {
+        devices.push_back(new CWideDevice(true));
+        CNodeModel::GetInstance()->GetRoot()->Add(devices.back(), nullptr);
+        devices.back()->SetParam(PARAM_RENDER_WND, static_cast<std::int32_t>(TakeFreeCell()));
+    }
+    QTest::mouseClick(grid.GetCell(1), Qt::LeftButton);
+    SendMessageA(grid.Handle(), GRID_MESSAGE_DOUBLE_CLICK, static_cast<WPARAM>(grid.GetCell(0)->Handle()), 0);
+    EXPECT_EQ(grid.GetState().GetPage(), 1);
+    EXPECT_THAT(devices[0]->m_Told, ElementsAre(1));
+    EXPECT_THAT(devices[1]->m_Told, testing::IsEmpty());
+}
+
 TEST_F(RenderWndTest, SnapshotCommandReachesTheDeviceInTheFocusedCell)
 {
     CRenderWnd& grid = Grid();

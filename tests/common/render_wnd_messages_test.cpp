@@ -154,7 +154,7 @@ TEST_F(RenderWndTest, KeyboardIsTakenAtTheMessage7)
     EXPECT_EQ(m_pParent->focusWidget(), &grid);
 }
 
-TEST_F(RenderWndTest, NoticeOfASelectionHasNoParameters)
+TEST_F(RenderWndTest, NoticeOfASelectionIsPostedAndHasNoParameters)
 {
     std::vector<std::vector<std::int64_t>> notices;
     m_ParentHandle.reset();
@@ -164,6 +164,7 @@ TEST_F(RenderWndTest, NoticeOfASelectionHasNoParameters)
     });
     CRenderWnd& grid = Grid();
     SendMessageA(grid.Handle(), 0x402, Window(grid, 0), 0);
+    EXPECT_THAT(notices, testing::IsEmpty()) << "it is posted, not sent";
     Serve();
     EXPECT_THAT(notices, ElementsAre(ElementsAre(5001, 0, 0)));
     m_ParentHandle.reset();
@@ -319,6 +320,7 @@ TEST_F(RenderWndTest, BitmapFileNeedsItsTwoLettersAndItsSize)
         ++bad[at];
         EXPECT_EQ(load(bad), nullptr) << at;
     }
+    EXPECT_EQ(load(good + "more"), nullptr) << "it tells of less than there is";
 }
 
 }  // namespace

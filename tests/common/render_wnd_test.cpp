@@ -136,6 +136,20 @@ TEST_F(RenderWndTest, DoubleClickShowsTheUsedCellAloneAndBack)
     EXPECT_EQ(grid.GetState().GetPage(), 0);
 }
 
+TEST_F(RenderWndTest, DoubleClickOnALaterPageShowsThatVeryCellAlone)
+{
+    CRenderWnd& grid = Grid();
+    for (int i = 0; i < 16; ++i)
+        TakeFreeCell();
+    grid.SetLayout(2);
+    grid.NextPage();
+    QTest::mouseClick(grid.GetCell(6), Qt::LeftButton);
+    QTest::mouseDClick(grid.GetCell(6), Qt::LeftButton);
+    EXPECT_EQ(grid.GetState().GetLayout(), 1);
+    EXPECT_EQ(grid.GetState().GetPage(), 6);
+    EXPECT_EQ(CellRect(6), QRect(2, 2, 396, 296));
+}
+
 TEST_F(RenderWndTest, ArrowKeysMoveTheFocusOverThePage)
 {
     CRenderWnd& grid = Grid();
