@@ -6,6 +6,19 @@
 namespace recorder
 {
 
+namespace
+{
+
+// Whether what looks like a question for the list is an entry of another's list, which has the same number: who
+// asks tells its own address, as its login was answered, or none. Two of us, each logged in at the other under
+// a made-up sender, would go on answering entries by entries.
+bool IsEntry(const Endpoint& from, const PeerRecord& record)
+{
+    return record.p2p.address != 0 && record.p2p != from;
+}
+
+}  // namespace
+
 Rendezvous::Rendezvous(IDatagramOut& out) : Rendezvous(out, Limits()) {}
 
 Rendezvous::Rendezvous(IDatagramOut& out, const Limits& limits) : m_Out(out), m_Limits(limits) {}
@@ -36,7 +49,7 @@ void Rendezvous::OnDatagram(TimeUs now, const Endpoint& from, std::span<const ui
             Logout(from);
             break;
         case EMessage::GetUsers:
-            StartList(now, from);
+            if (!IsEntry(from, message->record)) StartList(now, from);
             break;
         case EMessage::Ping:
             Send(from, EMessage::Pong, message->record);

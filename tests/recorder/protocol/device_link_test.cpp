@@ -59,10 +59,14 @@ TEST_F(DeviceLinkTest, RegistersUnderItsNetIdUntilItIsAcknowledged)
     m_Link.OnTimer(DeviceLink::LOGIN_EVERY);
     EXPECT_THAT(m_Sink.Take(), SizeIs(1)) << "again, as no answer came";
 
-    m_Link.OnDatagram(SECOND, SERVER, MakeMessage(EMessage::LoginAck, Own()));
+    PeerRecord seen = Own();
+    seen.p2p = BOB;
+    m_Link.OnDatagram(SECOND, SERVER, MakeMessage(EMessage::LoginAck, seen));
     EXPECT_TRUE(m_Link.Registered());
     EXPECT_EQ(m_Link.OnTimer(2 * SECOND), SECOND + DeviceLink::LOGIN_AGAIN_AFTER);
     EXPECT_THAT(m_Sink.Take(), SizeIs(0));
+    Say(ALICE, EMessage::Ping);
+    EXPECT_EQ(m_Sink.Take().at(0).bytes, MakeMessage(EMessage::Pong, seen)) << "it tells where it was seen";
 }
 
 TEST_F(DeviceLinkTest, AcknowledgementOfAStrangerDoesNotRegister)

@@ -371,6 +371,22 @@ TEST_F(RendezvousTest, ListsForMadeUpSendersAreBoundedAndANewClientStillFindsThe
     EXPECT_THAT(m_Sink.Take(), SizeIs(32)) << "later the list is whole again, in its pieces";
 }
 
+TEST_F(RendezvousTest, EntriesOfAnotherRendezvousAreNoQuestions)
+{
+    constexpr Endpoint HOLDER = {0x7F000001, 40001};
+    m_Rendezvous.Reserve("1001", HOLDER);
+    Login(HOLDER, "1001");
+    Login(SERVER, "1002");  // which another rendezvous never sent
+    Say(SERVER, "1002", EMessage::GetUsers);
+    EXPECT_EQ(m_Rendezvous.Counts().lists, 1U);
+    m_Sink.Take();
+    for (const std::string name : {"1002", "bob"})
+        m_Rendezvous.OnDatagram(0, SERVER, MakeMessage(EMessage::UserEntry, {name, {}, BOB}));
+    EXPECT_THAT(m_Sink.Take(), SizeIs(0)) << "it would take the answers for questions in its turn";
+    m_Rendezvous.OnDatagram(0, SERVER, MakeMessage(EMessage::GetUsers, {"1002", {}, SERVER}));
+    EXPECT_THAT(m_Sink.Take(), SizeIs(2)) << "who asks tells the address that its login was answered with";
+}
+
 TEST_F(RendezvousTest, SharesOfAddressesAreForgottenAfterTheirSecond)
 {
     Login(BOB, "bob");

@@ -3,9 +3,11 @@
 #include <gmock/gmock.h>
 #include <poll.h>
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "recorder/h264/AnnexB.h"
+#include "recorder/h264/Headers.h"
 #include "recorder/scene/Mark.h"
 #include "recorder/server/Server.h"
 #include "tests/recorder/client_support.h"
@@ -159,6 +161,42 @@ TEST(DataPortTest, ChecksumIsAnnouncedBeforeEachKeyPicture)
             EXPECT_EQ(UnitType(units[0]), EUnit::Sei);
         else
             EXPECT_EQ(UnitType(units[0]), EUnit::Slice);
+    }
+}
+
+TEST(DataPortTest, H264IsCodedAsAskedFor)
+{
+    for (const char* const entropy : {"cabac", "cavlc"}) {
+        CRunning running({"--id", "77", "--channels", "1", "--entropy", entropy});
+        CConnection client(running.GetServer().DataAt());
+        client.Ask(3, 0);
+        client.Receive(STREAM_REPLY_BYTES);
+        const auto key = client.NextFrame();
+        ASSERT_TRUE(key);
+        const auto units = SplitUnits(key->payload);
+        const auto set = std::ranges::find(units, EUnit::PictureSet, UnitType);
+        ASSERT_NE(set, units.end());
+        const bool isCabac = h264::ReadPictureSet(Unescape(*set)).cabac;
+        EXPECT_EQ(isCabac, entropy == std::string("cabac"));
+    }
+}
+
+TEST(DataPortTest, ALowerRateGivesSmallerPictures)
+{
+    for (const int mode : {0, 3}) {
+        size_t bytes[2] = {};
+        for (int i = 0; i < 2; ++i) {
+            CRunning running({"--id", "77", "--channels", "1", "--bitrate", i == 0 ? "3M" : "50k"});
+            CConnection client(running.GetServer().DataAt());
+            client.Ask(mode, 0);
+            client.Receive(STREAM_REPLY_BYTES);
+            for (int picture = 0; picture < 20; ++picture) {
+                const auto frame = client.NextFrame();
+                ASSERT_TRUE(frame);
+                bytes[i] += frame->payload.size();
+            }
+        }
+        EXPECT_LT(2 * bytes[1], bytes[0]) << mode;
     }
 }
 

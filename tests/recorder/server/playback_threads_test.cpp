@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "recorder/scene/Mark.h"
+#include "recorder/scene/Scene.h"
 #include "recorder/store/Store.h"
 #include "tests/recorder/client_support.h"
 #include "tests/recorder/media_support.h"
@@ -185,7 +186,13 @@ TEST_F(PlaybackTest, HarmIsDoneToPlaybackToo)
 
 TEST_F(PlaybackTest, TheListTellsEachRecord)
 {
-    Watch(EMode::LiveMpeg4, 5);
+    const auto clock = [] {
+        return TimeText(std::chrono::local_seconds(std::chrono::seconds(WallClockNow() / 100)));
+    };
+    const std::string before = clock();
+    const std::string start = Watch(EMode::LiveMpeg4, 5)["store"]["records"][0]["start"];
+    EXPECT_GE(start, before);
+    EXPECT_LE(start, clock());
     Watch(EMode::LiveMpeg4, 5);
     const ParsedOptions parsed = ParseOptions(4, std::array{"", "--store", store.c_str(), "--records"}.data());
     ASSERT_TRUE(parsed.run) << parsed.say;

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -40,17 +41,37 @@ TEST(ServerTest, DirectoryAnswersBothQuestions)
     EXPECT_EQ(report["directory"]["refused"], 1);
 }
 
+TEST(ServerTest, DirectoryTellsTheAddressAtWhichItWasReached)
+{
+    CRunning running({"--id", "77", "--channels", "3", "--listen", "0.0.0.0"});
+    for (const std::string question : {"getip?domainname=77", "getip2?domainname=77"}) {
+        CConnection asker({0x7F000002, running.GetServer().DirectoryAt().port});
+        asker.Send(Bytes(question.begin(), question.end()));
+        const Bytes reply = asker.Receive(100);
+        EXPECT_THAT(std::string(reply.begin(), reply.end()), testing::StartsWith("127.0.0.2")) << question;
+    }
+}
+
 TEST(ServerTest, HalfOpenConnectionsDoNotKeepOthersOut)
 {
     CRunning running({"--id", "77"});
     asio::io_context context;
     std::vector<asio::ip::tcp::socket> idle;
-    for (size_t i = 0; i < DirectoryServer::MAX_CONNECTIONS - 1; ++i) {
+    const auto connect = [&] {
         idle.emplace_back(context);
         const Endpoint at = running.GetServer().DirectoryAt();
         idle.back().connect({asio::ip::address_v4(at.address), at.port});
-    }
+    };
+    for (size_t i = 0; i < DirectoryServer::MAX_CONNECTIONS - 1; ++i)
+        connect();
     EXPECT_EQ(CRecorderClient::Ask(running.GetServer(), {"getip?domainname=77"}), "127.0.0.1");
+    connect();
+    connect();
+    char byte = 0;
+    asio::error_code error;
+    idle.back().read_some(asio::buffer(&byte, 1), error);
+    EXPECT_EQ(error, asio::error::eof);
+    EXPECT_EQ(running.End()["directory"]["turned away"], 1) << "the one beyond the limit";
 }
 
 TEST(ServerTest, StreamIsPlayedFromKeyPictureOn)
@@ -142,6 +163,28 @@ TEST_P(ClientLimitTest, IsThatOfTheOptionForBothKindsOfClients)
 
 INSTANTIATE_TEST_SUITE_P(Server, ClientLimitTest, testing::Values("--clients", "--clients-per-address"));
 
+TEST(ServerTest, EachChannelIsRepliedWithItsOwnSize)
+{
+    CRunning running({"--id", "77", "--channels", "2", "--size", "176x144", "--size", "2=352x288"});
+    CConnection direct(running.GetServer().DataAt());
+    direct.Ask(1, 1);
+    EXPECT_EQ(direct.Receive(100), MakeDirectReply(EReply::Stream, 352, 288));
+    CRecorderClient client(running.GetServer(), "1");
+    client.Send(running.GetServer().DeviceAt(), EMessage::Data, Request(1));
+    EXPECT_EQ(client.NextMessage(), MakeStreamReply(1, 352, 288));
+}
+
+TEST(ServerTest, MessagesTellAWrongLengthOnRequest)
+{
+    CRunning running({"--id", "77", "--channels", "1", "--wrong-length", "100"});
+    CRecorderClient client(running.GetServer(), "1");
+    client.Send(running.GetServer().DeviceAt(), EMessage::Data, Request(0));
+    EXPECT_EQ(client.NextMessage().size(), 8U) << "the reply alone is as it should be";
+    const auto data = client.Await(EMessage::Data);
+    ASSERT_TRUE(data);
+    EXPECT_GE(running.End()["faults"]["wrong lengths"], 1);
+}
+
 TEST(ServerTest, LoopIsSentAgainAndAgain)
 {
     CRunning running({"--id", "77", "--channels", "1", "--mark", "--fps", "50", "--gop", "10", "--loop", "1"});
@@ -193,9 +236,11 @@ TEST(ServerTest, SilentClientIsDroppedAndMayComeBack)
     client.NextMessage();
     client.StopAcknowledging();
     client.SetTimeout(1000);
+    const auto begun = std::chrono::steady_clock::now();
     int datagrams = 0;
     while (client.Await(EMessage::Data))
         ASSERT_LT(++datagrams, 2000) << "it never ends";
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(8)) << "the time of the option";
     client.Send(client.Peer(), EMessage::Data, Request(0));
     EXPECT_EQ(client.NextMessage().size(), 8U) << "asked for again, it begins again";
     const auto report = running.End();
