@@ -22,11 +22,14 @@ constexpr int ADDRESS_COMBO = 1447;
 constexpr int ACCEPT_BUTTON = 1;
 constexpr int DEVICE_TREE = 203;
 constexpr int LAYOUT_BUTTON = 6025;
+constexpr int SIDE_BAR = 19999;
 constexpr int OPEN_COMMAND = 10000;
 
 constexpr int LOOK_MS = 20;
 constexpr int STEP_LIMIT_MS = 40000;  // a logon whose servers are silent takes about as long
 constexpr int LABEL_INSET = 12;       // from the left edge of a row to well within its label
+constexpr int FOLDED_WIDTH = 4;       // of the side bar, of which its edge alone is left
+constexpr int OPEN_WIDTH = 200;
 
 void PressKey(QWidget& target, int key, const QString& text = {})
 {
@@ -36,15 +39,24 @@ void PressKey(QWidget& target, int key, const QString& text = {})
     QApplication::sendEvent(&target, &release);
 }
 
-void Click(QWidget& target, const QPoint& place)
+void Drag(QWidget& target, const QPoint& from, const QPoint& to)
 {
-    const QPointF onScreen = target.mapToGlobal(place);
-    QMouseEvent press(QEvent::MouseButtonPress, place, onScreen, Qt::LeftButton, Qt::LeftButton,
+    QMouseEvent press(QEvent::MouseButtonPress, from, target.mapToGlobal(from), Qt::LeftButton, Qt::LeftButton,
                       Qt::NoModifier);
     QApplication::sendEvent(&target, &press);
-    QMouseEvent release(QEvent::MouseButtonRelease, place, onScreen, Qt::LeftButton, Qt::NoButton,
+    QMouseEvent release(QEvent::MouseButtonRelease, to, target.mapToGlobal(to), Qt::LeftButton, Qt::NoButton,
                         Qt::NoModifier);
     QApplication::sendEvent(&target, &release);
+}
+
+void Click(QWidget& target, const QPoint& place)
+{
+    Drag(target, place, place);
+}
+
+void DragRightEdge(QWidget& target, int width)
+{
+    Drag(target, {target.width() - 1, target.height() / 2}, {width - 1, target.height() / 2});
 }
 
 }  // namespace
@@ -64,8 +76,12 @@ Panel* CScriptedOperator::Find(int control) const
 
 void CScriptedOperator::Start()
 {
-    if (!m_Options.logon.isEmpty()) PlanLogon();
+    if (!m_Options.logon.isEmpty()) {
+        PlanUnfolding();
+        PlanLogon();
+    }
     if (m_Options.openAll || !m_Options.open.isEmpty()) PlanOpening();
+    if (!m_Options.logon.isEmpty()) PlanFoldingBack();
     if (m_Options.layout > 0) PlanLayout();
     if (m_Options.fullScreen)
         AddStep("go into full screen", [this] {
@@ -77,6 +93,26 @@ void CScriptedOperator::Start()
         });
     m_StepTime.start();
     m_Timer.start();
+}
+
+// A side bar that its user has folded shows neither the logon nor the device tree.
+void CScriptedOperator::PlanUnfolding()
+{
+    AddStep("unfold the side bar", [this] {
+        auto* const bar = Find<QWidget>(SIDE_BAR);
+        m_bUnfolded = bar != nullptr && bar->width() <= FOLDED_WIDTH;
+        if (m_bUnfolded) DragRightEdge(*bar, OPEN_WIDTH);
+        return true;
+    });
+}
+
+void CScriptedOperator::PlanFoldingBack()
+{
+    AddStep("fold the side bar", [this] {
+        auto* const bar = Find<QWidget>(SIDE_BAR);
+        if (m_bUnfolded && bar != nullptr) DragRightEdge(*bar, 0);
+        return true;
+    });
 }
 
 void CScriptedOperator::PlanLogon()

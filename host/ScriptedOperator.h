@@ -49,9 +49,11 @@ class CScriptedOperator : public QObject
     };
 
     void AddStep(const QString& what, StepWork step) { m_Steps.append({what, std::move(step)}); }
+    void PlanUnfolding();
     void PlanLogon();
     void PlanOpening();
     void PlanOneChannel(int channel);
+    void PlanFoldingBack();
     void PlanLayout();
     void Next();
     void RunStep();
@@ -66,6 +68,7 @@ class CScriptedOperator : public QObject
     QWidget& m_Panel;
     QList<Step> m_Steps;
     QList<int> m_Opened;
+    bool m_bUnfolded = false;  // the side bar, which its user has folded
     QTimer m_Timer;
     bool m_bInStep = false;    // from the queueing of a step to its end
     bool m_bStepRuns = false;  // it is at work

@@ -80,13 +80,18 @@ EReplace EditIniFile(const std::string& path, const std::function<bool(CIniText&
     // A file that is shipped in a place which can't be written becomes the user's own with its first change.
     const std::string shipped = HostPath(path);
     const std::string target = HostPathForWriting(path);
-    const EReplace result = ReplaceFile(target, [&](std::string& content) {
-        if (content.empty() && shipped != target) ReadWholeFile(shipped, content);
+    bool unreadable = false;
+    EReplace result = ReplaceFile(target, [&](std::string& content) {
+        // Without what is shipped it would hide that for good.
+        unreadable =
+            content.empty() && shipped != target && !ReadWholeFile(shipped, content) && errno != ENOENT;
+        if (unreadable) return false;
         CIniText ini(content);
         if (!edit(ini)) return false;
         content = ini.Text();
         return true;
     });
+    if (unreadable) result = EReplace::Failed;
     if (result == EReplace::Done) return result;
     if (result == EReplace::Failed) {
         LogFault("EditIniFile", path + " not written: " + std::generic_category().message(errno));

@@ -99,6 +99,19 @@ TEST_F(ScriptTest, OpensTheChannelsThatAreNamedInTheArrangementThatIsNamed)
     EXPECT_NE(cell(0), cell(1));
 }
 
+TEST_F(ScriptTest, AFoldedSideBarIsUnfoldedForTheLogonAlone)
+{
+    StartRecorder();
+    ASSERT_TRUE(QDir().mkpath(File("user/watchwall")));
+    QFile profile(File("user/watchwall/profile.ini"));
+    ASSERT_TRUE(profile.open(QIODevice::WriteOnly));
+    profile.write("[Settings]\nOutbarSize=0\n");
+    profile.close();
+    EXPECT_EQ(Run(LogOn() + QStringList{"--open", "1,4", "--seconds", "3"}), 0) << m_strErrors.toStdString();
+    ASSERT_TRUE(profile.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(profile.readAll().contains("OutbarSize=0\n"));
+}
+
 TEST_F(ScriptTest, FullScreenShowsTheWallOnTheWholeScreen)
 {
     StartRecorder();

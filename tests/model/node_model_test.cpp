@@ -71,6 +71,7 @@ TEST_F(NodeModel, FindsTheFirstOfAName)
     AddChild<CLeaf>(*model->GetRoot(), "twice");
     EXPECT_EQ(model->FindByName("twice"), inner);
     EXPECT_EQ(model->FindByName("Twice"), nullptr);
+    EXPECT_EQ(model->FindByName("twic"), nullptr) << "no part of a name";
     EXPECT_EQ(model->FindByName("Unknown"), nullptr);  // the root itself isn't looked at
 }
 

@@ -2,9 +2,11 @@
 
 #include <dlfcn.h>
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <string>
 
@@ -12,6 +14,8 @@
 #include "platform/files/profile.h"
 #include "platform/os/disk_space.h"
 #include "platform/os/paths.h"
+#include "tests/support/forwarding_operations.h"
+#include "tests/support/plain_rights.h"
 #include "tests/support/test_folder.h"
 #include "tests/support/test_variable.h"
 
@@ -204,6 +208,42 @@ TEST_F(UserFolder, AShippedSettingsFileBecomesTheUsersWithItsFirstChange)
     EXPECT_EQ(GetProfileText("System", "DirectoryServer", "", 16, settings), "10.0.0.1");
     EXPECT_EQ(GetProfileText("System", "Language", "", 16, settings), "eng.ini");
     EXPECT_EQ(m_Folder.Read("module/config/system.ini"), shipped);
+}
+
+// The user's own would stand in front of the site's from then on, without what the site has chosen.
+TEST_F(UserFolder, AShippedSettingsFileThatCanNotBeReadIsNotReplacedByTheUsers)
+{
+    m_Folder.Write("module/config/system.ini", "[System]\nDirectoryServer=10.0.0.1\n");
+    const std::string settings = GetModuleDirectory() + "config\\system.ini";
+    ASSERT_EQ(::chmod(Module("config/system.ini").c_str(), 0), 0);
+    {
+        const CPlainRights rights;
+        EXPECT_FALSE(WritePrivateProfileStringA("System", "Language", "eng.ini", settings.c_str()));
+    }
+    EXPECT_THAT(m_strHeard, HasSubstr(settings + " not written: Permission denied"));
+    ASSERT_EQ(::chmod(Module("config/system.ini").c_str(), 0644), 0);
+    EXPECT_EQ(GetProfileText("System", "DirectoryServer", "", 16, settings), "10.0.0.1");
+}
+
+class CFaultyDisk final : public CForwardingOperations
+{
+  public:
+    ssize_t Read(int, void*, std::size_t) override
+    {
+        errno = EIO;
+        return -1;
+    }
+};
+
+TEST_F(UserFolder, AShippedSettingsFileOnAFaultyDiskIsNotReplacedByTheUsers)
+{
+    m_Folder.Write("module/config/system.ini", "[System]\nDirectoryServer=10.0.0.1\n");
+    const std::string settings = GetModuleDirectory() + "config\\system.ini";
+    {
+        const CFaultyDisk disk;
+        EXPECT_FALSE(WritePrivateProfileStringA("System", "Language", "eng.ini", settings.c_str()));
+    }
+    EXPECT_EQ(GetProfileText("System", "DirectoryServer", "", 16, settings), "10.0.0.1");
 }
 
 TEST_F(UserFolder, NothingOutsideTheModulesFolderIsConcerned)
