@@ -78,6 +78,12 @@ bool IsHostKey(const QKeyEvent& event)
     return event.modifiers() & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier) ||
            (event.key() >= Qt::Key_F1 && event.key() <= Qt::Key_F35);
 }
+
+/// The key that takes an entry of an open list, which the toolkit's list does already when it is asked.
+bool IsChoice(const QWidget& target, const QKeyEvent& event)
+{
+    return target.window()->windowType() == Qt::Popup && VirtualKey(event.key()) == VK_RETURN;
+}
 }  // namespace
 
 void SetPreTranslator(const QWidget& widget, IPreTranslate* translator)
@@ -175,7 +181,7 @@ bool CMessagePump::eventFilter(QObject* watched, QEvent* event)
         if (result == EPreTranslate::PassOn || (result == EPreTranslate::Dispatch && IsHostKey(key)))
             return false;
         event->accept();  // no accelerator of the host: the press itself follows
-        return true;
+        return result == EPreTranslate::Handled || !IsChoice(*target, key);
     }
     if (result != EPreTranslate::Handled) return false;
     event->accept();

@@ -1,13 +1,17 @@
 #include <gmock/gmock.h>
 
+#include <QAbstractItemView>
 #include <QAccessible>
 #include <QApplication>
+#include <QShortcut>
 #include <QTest>
+#include <QWindow>
 #include <algorithm>
 #include <set>
 
 #include "activex/ActiveXCtrl.h"
 #include "activex/UI common/Outlook2Ctrl.h"
+#include "common/HistoryCombo.h"
 #include "model/NodeModel.h"
 #include "model/settings/Language.h"
 #include "render/D3DSurfaceRender.h"
@@ -113,6 +117,25 @@ TEST_P(ReachTest, TabComesByEachFocusableWidgetOfEachPage)
         for (QWidget* widget : widgets)
             EXPECT_EQ(reached.count(widget), 1U) << folder << ": " << Describe(widget);
     }
+}
+
+// Not of the host: while the list is open the key is its own.
+TEST_P(ReachTest, ReturnInTheOpenListTakesTheNetId)
+{
+    Show();
+    auto& combo = *m_Container.findChild<CHistoryCombo*>();
+    combo.addItems({"gate-0", "gate-1", "gate-2"});
+    combo.setEditText("1001");
+    QShortcut hosts(QKeySequence(Qt::Key_Return), &m_Container);
+    int times = 0;
+    QObject::connect(&hosts, &QShortcut::activated, [&times] { ++times; });
+    combo.showPopup();
+    const QWidget* const list = combo.view()->window();
+    QTest::keyClick(list->windowHandle(), Qt::Key_Down);
+    QTest::keyClick(list->windowHandle(), Qt::Key_Return);
+    EXPECT_FALSE(list->isVisible());
+    EXPECT_EQ(combo.currentText(), "gate-1");
+    EXPECT_EQ(times, 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Languages, ReachTest, testing::Values("en_US.UTF-8", "zh_CN.UTF-8", "zh_TW.UTF-8"));
