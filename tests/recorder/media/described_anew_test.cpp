@@ -104,4 +104,20 @@ TEST_F(DescribedAnewTest, ADescriptionHoldsThoughItsPacketIsLeftOut)
     }
 }
 
+TEST_F(DescribedAnewTest, AFilmThatIsPlayedAgainBeginsAsItDidAtFirst)
+{
+    Write(0);
+    AvInput input(m_strFilm, [] { return false; });
+    for (int round = 0; round < 3; ++round) {
+        for (size_t i = 0; i < 2 * PICTURES; ++i) {
+            if (i > 0 || round == 0) {
+                ASSERT_TRUE(input.Next());
+            }
+            if (i % 5 == 0) ExpectShown(input, i < PICTURES ? m_First[i] : m_Second[i - PICTURES]);
+        }
+        ASSERT_FALSE(input.Next());
+        input.Restart();
+    }
+}
+
 }  // namespace
