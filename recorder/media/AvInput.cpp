@@ -8,6 +8,7 @@ extern "C" {
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <chrono>
@@ -152,6 +153,7 @@ void AvInput::Open()
     CheckAv(avcodec_open2(m_Decoder.get(), codec, nullptr), "decode it");
     m_Decodes = false;
     m_Faults = 0;
+    m_Description.clear();
 }
 
 bool AvInput::Next()
@@ -199,12 +201,31 @@ bool AvInput::Feed()
         }
         CheckAv(read, "read the source");
         if (m_Packet->stream_index != m_Stream) continue;
+        TakeDescription();
         if (m_Tap) m_Tap(*m_Packet);
         if (IsLeftOut()) continue;
+        m_OwesDescription = false;
         m_Drained = false;
         Bear(avcodec_send_packet(m_Decoder.get(), m_Packet.get()));
         if (m_KeysOnly) avcodec_send_packet(m_Decoder.get(), nullptr);  // so that it comes out at once
         return true;
+    }
+}
+
+// A packet that describes the stream anew does so for those behind it, though it is left out itself: the next
+// that isn't tells it again.
+void AvInput::TakeDescription()
+{
+    size_t size = 0;
+    const uint8_t* const told = av_packet_get_side_data(m_Packet.get(), AV_PKT_DATA_NEW_EXTRADATA, &size);
+    if (told != nullptr) {
+        m_Description.assign(told, told + size);
+        m_OwesDescription = true;
+    } else if (m_OwesDescription && !m_Description.empty()) {
+        uint8_t* const again =
+            av_packet_new_side_data(m_Packet.get(), AV_PKT_DATA_NEW_EXTRADATA, m_Description.size());
+        if (again == nullptr) throw std::runtime_error("no memory for a packet");
+        std::copy(m_Description.begin(), m_Description.end(), again);
     }
 }
 
@@ -243,6 +264,12 @@ void AvInput::Restart()
 {
     avcodec_flush_buffers(m_Decoder.get());
     m_Drained = false;
+    if (!m_Description.empty()) {
+        // FLV doesn't say again how it began.
+        const AVCodecParameters& codec = Codec();
+        m_Description.assign(codec.extradata, codec.extradata + codec.extradata_size);
+        m_OwesDescription = true;
+    }
     // There may be a newer image by now, which a seek within what is in memory wouldn't find.
     const bool image = std::exchange(m_Pictures, 0) == 1 && IsFile();
     if (!image && av_seek_frame(m_Input.get(), m_Stream, 0, AVSEEK_FLAG_BACKWARD) >= 0 && Next()) return;

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "recorder/media/LibAv.h"
 
@@ -55,6 +56,7 @@ class AvInput
     std::string OpenIfPipe();
     bool Receive();
     bool Feed();
+    void TakeDescription();
     void Bear(int result);
     bool IsLeftOut();
 
@@ -92,6 +94,8 @@ class AvInput
     bool m_KeysOnly = false;
     bool m_AwaitsKey = false;
     bool m_Drained = false;
+    std::vector<uint8_t> m_Description;  // the latest that a packet told; empty: as it was opened
+    bool m_OwesDescription = false;      // the decoder has had another one since
 };
 
 }  // namespace recorder

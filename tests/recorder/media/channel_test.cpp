@@ -4,10 +4,12 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
+#include <random>
 #include <utility>
 
 #include "recorder/scene/Mark.h"
@@ -85,6 +87,29 @@ TEST(PictureMakerTest, APictureThatCanNotBeMadeSmallEnoughIsDropped)
     EXPECT_FALSE(maker.Make(1, false)) << "the next can only be a key picture again";
     EXPECT_EQ(maker.Counts().tooLarge, 2U);
     EXPECT_EQ(maker.Counts().pictures, 0U);
+}
+
+// It would show damage up to the next key picture.
+TEST(CodecStreamTest, WhatBuildsOnADroppedPictureIsNotSent)
+{
+    Picture grey;
+    grey.Resize(176, 144);
+    for (auto* const plane : {&grey.y, &grey.u, &grey.v})
+        std::fill(plane->begin(), plane->end(), uint8_t{128});
+    Picture noise = grey;
+    std::minstd_rand random(1);
+    for (uint8_t& sample : noise.y)
+        sample = static_cast<uint8_t>(random() >> 8);
+    StreamSetup setup;
+    setup.bitRate = 1'000;  // so that each is coded as coarsely as can be
+    setup.maxBytes = 2'000;
+    const auto stream = MakeCodecStream(ECodec::Mpeg4, setup);
+    ASSERT_TRUE(stream->Make(grey, 0, false));
+    EXPECT_FALSE(stream->Make(noise, 1, false));
+    EXPECT_FALSE(stream->Make(noise, 2, false)) << "what says that nothing changed would be small";
+    const auto next = stream->Make(grey, 3, false);
+    ASSERT_TRUE(next);
+    EXPECT_TRUE(next->key);
 }
 
 TEST(PictureMakerTest, KeyPicturesComeByGroupAndWhenAskedFor)

@@ -1,0 +1,123 @@
+// Films whose packets describe the stream anew, as FLV does when the encoder was set otherwise.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "recorder/h264/AnnexB.h"
+#include "recorder/media/AvInput.h"
+#include "tests/recorder/media_support.h"
+#include "tests/support/test_folder.h"
+
+namespace
+{
+
+using namespace recorder;
+
+constexpr size_t PICTURES = 10;  // of each part, two groups
+
+// One part is written behind the other. The second part may begin in the middle of a group.
+class DescribedAnewTest : public testing::Test
+{
+  protected:
+    void Write(size_t secondFrom)
+    {
+        AVFormatContext* output = nullptr;
+        CheckAv(avformat_alloc_output_context2(&output, nullptr, "flv", m_strFilm.c_str()), "write");
+        AVCodecParameters& codec = *avformat_new_stream(output, nullptr)->codecpar;
+        codec.codec_type = AVMEDIA_TYPE_VIDEO;
+        codec.codec_id = AV_CODEC_ID_H264;
+        codec.width = H264_TEST_WIDTH;
+        codec.height = H264_TEST_HEIGHT;
+        const std::vector<uint8_t> sets = SetsOf(m_First[0]);
+        codec.extradata = static_cast<uint8_t*>(av_mallocz(sets.size() + AV_INPUT_BUFFER_PADDING_SIZE));
+        codec.extradata_size = static_cast<int>(sets.size());
+        std::copy(sets.begin(), sets.end(), codec.extradata);
+        CheckAv(avio_open(&output->pb, m_strFilm.c_str(), AVIO_FLAG_WRITE), "write");
+        CheckAv(avformat_write_header(output, nullptr), "write");
+        for (const auto& unit : m_First)
+            WritePicture(*output, unit, {});
+        for (size_t i = secondFrom; i < m_Second.size(); ++i)
+            WritePicture(*output, m_Second[i], i == secondFrom ? SetsOf(m_Second[0]) : std::vector<uint8_t>());
+        av_write_trailer(output);
+        avio_closep(&output->pb);
+        avformat_free_context(output);
+    }
+    // The latest picture is this key picture, which comes with its parameter sets here.
+    static void ExpectShown(AvInput& input, const std::vector<uint8_t>& key)
+    {
+        const Picture coded = CDecoder("h264").Decode(key);
+        const AVFrame& frame = input.Frame();
+        for (int y = 0; y < H264_TEST_HEIGHT; ++y)
+            ASSERT_TRUE(std::equal(coded.y.begin() + ptrdiff_t{y} * H264_TEST_WIDTH,
+                                   coded.y.begin() + ptrdiff_t{y + 1} * H264_TEST_WIDTH,
+                                   frame.data[0] + ptrdiff_t{y} * frame.linesize[0]))
+                << "row " << y;
+    }
+
+    const AccessUnits m_First = EncodeH264("annexb=1:keyint=5:cabac=0", PICTURES);
+    const AccessUnits m_Second = EncodeH264("annexb=1:keyint=5:cabac=1:qp=20", PICTURES);
+    const CTestFolder m_Folder;
+    const std::string m_strFilm = m_Folder.Path("film.flv");
+
+  private:
+    static bool IsSet(std::span<const uint8_t> unit)
+    {
+        return UnitType(unit) == EUnit::SequenceSet || UnitType(unit) == EUnit::PictureSet;
+    }
+    static std::vector<uint8_t> SetsOf(const std::vector<uint8_t>& key)
+    {
+        std::vector<uint8_t> sets;
+        for (const auto unit : SplitUnits(key))
+            if (IsSet(unit)) AppendUnit(sets, unit[0], Unescape(unit));
+        return sets;
+    }
+    void WritePicture(AVFormatContext& output, const std::vector<uint8_t>& accessUnit,
+                      const std::vector<uint8_t>& described)
+    {
+        std::vector<uint8_t> bytes;
+        for (const auto unit : SplitUnits(accessUnit))
+            if (!IsSet(unit)) AppendUnit(bytes, unit[0], Unescape(unit));
+        const AvPacket packet(av_packet_alloc());
+        CheckAv(av_new_packet(packet.get(), static_cast<int>(bytes.size())), "write");
+        std::copy(bytes.begin(), bytes.end(), packet->data);
+        if (!described.empty())
+            std::copy(described.begin(), described.end(),
+                      av_packet_new_side_data(packet.get(), AV_PKT_DATA_NEW_EXTRADATA, described.size()));
+        packet->pts = packet->dts = 40 * m_iWritten++;
+        packet->flags = UnitType(SplitUnits(bytes).back()) == EUnit::IdrSlice ? AV_PKT_FLAG_KEY : 0;
+        CheckAv(av_write_frame(&output, packet.get()), "write");
+    }
+
+    int64_t m_iWritten = 0;
+};
+
+// As while nobody watches.
+TEST_F(DescribedAnewTest, ADescriptionHoldsThoughItsPacketIsLeftOut)
+{
+    Write(3);
+    AvInput input(m_strFilm, [] { return false; });
+    input.SetKeysOnly(true);
+    for (const auto* key : {&m_First[0], &m_First[5], &m_Second[5]}) {
+        ASSERT_TRUE(input.Next());
+        ExpectShown(input, *key);
+    }
+}
+
+TEST_F(DescribedAnewTest, AFilmThatIsPlayedAgainBeginsAsItDidAtFirst)
+{
+    Write(0);
+    AvInput input(m_strFilm, [] { return false; });
+    for (int round = 0; round < 3; ++round) {
+        for (size_t i = 0; i < 2 * PICTURES; ++i) {
+            if (i > 0 || round == 0) {
+                ASSERT_TRUE(input.Next());
+            }
+            if (i % 5 == 0) ExpectShown(input, i < PICTURES ? m_First[i] : m_Second[i - PICTURES]);
+        }
+        ASSERT_FALSE(input.Next());
+        input.Restart();
+    }
+}
+
+}  // namespace
