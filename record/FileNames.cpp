@@ -4,13 +4,6 @@
 #include "model/settings/GlobalSetting.h"
 #include "platform/os/paths.h"
 
-namespace
-{
-
-constexpr const char* FILE_TIME = "%y-%m-%d-%H-%M-%S";
-
-}  // namespace
-
 std::string FormatTime(std::time_t time, const char* format)
 {
     if (format == nullptr) return {};

@@ -3,6 +3,9 @@
 #include <ctime>
 #include <string>
 
+/// The time in the names of recordings and snapshots.
+inline constexpr const char* FILE_TIME = "%y-%m-%d-%H-%M-%S";
+
 /// The local form of `time` by `format` (as of strftime). Empty for a null format, for a time that has no
 /// local form, and for a result of more than 127 bytes.
 std::string FormatTime(std::time_t time, const char* format);

@@ -94,5 +94,5 @@ std::string GetRecordFileName(const std::string& name, std::time_t time)
 {
     const std::string folder = GetFolderName(name, time);
     if (folder.empty()) return {};
-    return folder + FormatTime(time, "%y-%m-%d-%H-%M-%S") + ".avi";
+    return folder + FormatTime(time, FILE_TIME) + ".avi";
 }
