@@ -157,6 +157,7 @@ class CRenderWnd : public QWidget
     QPointer<QWidget> m_pParent;
     QPointer<QWidget> m_pSavedOuter;  // whose placement and state are saved; the parent may have left it
     Qt::WindowFlags m_SavedFlags;
+    QPointer<QWidget> m_pSavedBefore;  // whom Tab leaves for the wall
     QRect m_SavedPlacement;
     Qt::WindowStates m_SavedState;
     QPointer<QObject> m_pClosing;  // a window around that is closed, or was asked to

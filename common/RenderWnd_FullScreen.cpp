@@ -17,6 +17,15 @@ namespace
 constexpr std::int32_t MODE_LEAVES_PARENT = 3;
 constexpr double SCREEN_MARGIN = 20.0;
 
+// Who has the keyboard before the widget in the order of Tab; the widget itself when nobody else takes it.
+QWidget* TakesTabBefore(QWidget* widget)
+{
+    QWidget* before = widget->previousInFocusChain();
+    while (before != widget && (before->focusPolicy() == Qt::NoFocus || before->focusProxy() != nullptr))
+        before = before->previousInFocusChain();
+    return before;
+}
+
 float Quotient(double length, std::int32_t by)
 {
     return by != 0 ? static_cast<float>(length / by) : 1.0F;
@@ -61,6 +70,7 @@ void CRenderWnd::EnterFullScreen()
     if (m_iMode == MODE_LEAVES_PARENT) {
         clearFocus();  // the toolkit would leave it noted in a window that no longer holds this one
         m_SavedFlags = windowFlags();
+        m_pSavedBefore = TakesTabBefore(this);
         setParent(nullptr, Qt::Window | Qt::FramelessWindowHint);
         winId();  // the window stands
         // A modal window of the container's keeps the input from all but its own.
@@ -99,6 +109,8 @@ void CRenderWnd::LeaveFullScreen()
         // out, some twice, and lose one of the two.
         m_pParent->winId();
         setParent(m_pParent, m_SavedFlags);
+        if (m_pSavedBefore != nullptr && m_pSavedBefore->window() == window())
+            setTabOrder(m_pSavedBefore, this);  // the toolkit has put it behind all others
     } else {
         m_pParent->removeEventFilter(this);
     }

@@ -47,6 +47,19 @@ class CTracker final : public QWidget
     }
 };
 
+// In the order of Tab. One page shows at a time, so the order of the pages themselves is nobody's matter.
+void PutBehindBar(QWidget& bar, QWidget& page)
+{
+    std::vector<QWidget*> order = {&bar, &page};
+    for (QWidget* next = page.nextInFocusChain(); next != &page; next = next->nextInFocusChain())
+        if (page.isAncestorOf(next)) order.push_back(next);
+    std::erase_if(order, [](const QWidget* widget) {
+        return widget->focusPolicy() == Qt::NoFocus || widget->focusProxy() != nullptr;
+    });
+    for (std::size_t i = 1; i < order.size(); ++i)
+        QWidget::setTabOrder(order[i - 1], order[i]);
+}
+
 }  // namespace
 
 COutlook2Ctrl::COutlook2Ctrl(QWidget* parent, HWND owner)
@@ -145,6 +158,7 @@ int COutlook2Ctrl::AddSubItem(int folder, int item, QWidget* child, int height)
     child->setParent(this);
     child->installEventFilter(this);
     child->hide();
+    PutBehindBar(*this, *child);
     place->m_SubItems.push_back(std::move(line));
     update();
     return static_cast<int>(place->m_SubItems.size()) - 1;

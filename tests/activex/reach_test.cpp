@@ -3,6 +3,7 @@
 #include <QAbstractItemView>
 #include <QAccessible>
 #include <QApplication>
+#include <QLineEdit>
 #include <QShortcut>
 #include <QTest>
 #include <QWindow>
@@ -12,6 +13,7 @@
 #include "activex/ActiveXCtrl.h"
 #include "activex/UI common/Outlook2Ctrl.h"
 #include "common/HistoryCombo.h"
+#include "common/RenderWnd.h"
 #include "model/NodeModel.h"
 #include "model/settings/Language.h"
 #include "render/D3DSurfaceRender.h"
@@ -117,6 +119,45 @@ TEST_P(ReachTest, TabComesByEachFocusableWidgetOfEachPage)
         for (QWidget* widget : widgets)
             EXPECT_EQ(reached.count(widget), 1U) << folder << ": " << Describe(widget);
     }
+}
+
+TEST_P(ReachTest, TabGoesFromTheBarIntoThePage)
+{
+    Show();
+    int pages = 0;
+    for (int folder = 0; folder < SideBar().GetFolderCount(); ++folder) {
+        if (SideBar().GetFolder(folder).m_Items.empty()) continue;
+        ++pages;
+        SideBar().SelectFolder(folder, COutlook2Ctrl::EAnimation::Off);
+        SideBar().setFocus();
+        QTest::keyClick(&SideBar(), Qt::Key_Tab);
+        QWidget* const at = QApplication::focusWidget();
+        ASSERT_NE(at, nullptr);
+        EXPECT_TRUE(SideBar().isAncestorOf(at)) << folder << ": " << Describe(at);
+        QTest::keyClick(at, Qt::Key_Backtab);
+        EXPECT_EQ(QApplication::focusWidget(), &SideBar()) << folder;
+    }
+    EXPECT_EQ(pages, 2);
+}
+
+TEST_P(ReachTest, WallHasItsPlaceInTheTabOrderAgainAfterFullScreen)
+{
+    Show();
+    const auto order = [this] {
+        std::vector<QWidget*> found;
+        const auto widgets = Focusable();
+        for (QWidget* at = SideBar().nextInFocusChain(); at != &SideBar(); at = at->nextInFocusChain())
+            if (std::ranges::count(widgets, at) == 1) found.push_back(at);
+        return found;
+    };
+    QLineEdit behind(&m_Container);  // a field of the host's
+    behind.show();
+    auto& wall = *m_Container.findChild<CRenderWnd*>();
+    const auto before = order();
+    ASSERT_THAT(before, testing::Contains(&wall));
+    for (int i = 0; i < 2; ++i)
+        SendMessageA(wall.Handle(), GRID_MESSAGE_FULL_SCREEN, 0, 0);
+    EXPECT_EQ(order(), before);
 }
 
 // Not of the host: while the list is open the key is its own.
