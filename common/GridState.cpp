@@ -6,13 +6,14 @@ namespace
 {
 
 constexpr std::int32_t CELL_MARGIN = 2;
+constexpr float FARTHEST = 32767.0F;  // co-ordinates of windows have 16 bits at the display
 
 }  // namespace
 
 RECT ScaleRect(const RECT& rect, float scaleX, float scaleY)
 {
     const auto scaled = [](std::int32_t length, float scale) {
-        return static_cast<std::int32_t>(static_cast<float>(length) * scale);
+        return static_cast<std::int32_t>(std::clamp(static_cast<float>(length) * scale, -FARTHEST, FARTHEST));
     };
     return {scaled(rect.left, scaleX), scaled(rect.top, scaleY), scaled(rect.right, scaleX),
             scaled(rect.bottom, scaleY)};

@@ -73,5 +73,6 @@ class CGridState
     std::int32_t m_iPage = 0;
 };
 
-/// The rectangle with each co-ordinate multiplied, in single precision, and cut to a whole number.
+/// The rectangle with each co-ordinate multiplied, in single precision, and cut to a whole number; within
+/// -32767 to 32767.
 RECT ScaleRect(const RECT& rect, float scaleX, float scaleY);

@@ -78,6 +78,14 @@ TEST(GridStateTest, ScaledCoordinatesAreCut)
     EXPECT_EQ(ScaleRect({3, 5, 7, 9}, 1.5F, 0.5F), (RECT{4, 2, 10, 4}));
 }
 
+// A layout file may tell any; what lies farther no window reaches.
+TEST(GridStateTest, ScaledCoordinatesStayWithinADisplays)
+{
+    EXPECT_EQ(ScaleRect({-800, 600, 2147483647, -2147483647}, 2e6F, 2e6F),
+              (RECT{-32767, 32767, 32767, -32767}));
+    EXPECT_EQ(ScaleRect({0, 0, 32767, 1}, 1.0F, 1.0F), (RECT{0, 0, 32767, 1}));
+}
+
 // In double precision 100 * 1.15 falls short of 115.
 TEST(GridStateTest, ScaledCoordinatesAreComputedInSinglePrecision)
 {
