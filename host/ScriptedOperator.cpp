@@ -81,7 +81,10 @@ void CScriptedOperator::Start()
         PlanLogon();
     }
     if (m_Options.openAll || !m_Options.open.isEmpty()) PlanOpening();
-    if (!m_Options.logon.isEmpty()) PlanFoldingBack();
+    AddStep("fold the side bar", [this] {
+        FoldBack();
+        return true;
+    });
     if (m_Options.layout > 0) PlanLayout();
     if (m_Options.fullScreen)
         AddStep("go into full screen", [this] {
@@ -106,13 +109,10 @@ void CScriptedOperator::PlanUnfolding()
     });
 }
 
-void CScriptedOperator::PlanFoldingBack()
+void CScriptedOperator::FoldBack()
 {
-    AddStep("fold the side bar", [this] {
-        auto* const bar = Find<QWidget>(SIDE_BAR);
-        if (m_bUnfolded && bar != nullptr) DragRightEdge(*bar, 0);
-        return true;
-    });
+    auto* const bar = Find<QWidget>(SIDE_BAR);
+    if (std::exchange(m_bUnfolded, false) && bar != nullptr) DragRightEdge(*bar, 0);
 }
 
 void CScriptedOperator::PlanLogon()
@@ -289,5 +289,6 @@ void CScriptedOperator::Finish(const QString& fault)
     if (!m_Timer.isActive()) return;
     m_Timer.stop();
     m_Steps.clear();
+    FoldBack();
     emit Finished(fault);
 }

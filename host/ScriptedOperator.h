@@ -31,6 +31,9 @@ class CScriptedOperator : public QObject
     /// Takes a message of the panels. One that comes while a step is at work is that step's failure: true then,
     /// and Finished comes later, from the event loop. Others, as the renderer's about one stream, end nothing.
     bool OnMessage(const QString& text);
+    /// Folds the side bar again that it has unfolded, also where it didn't come to that; while the panel
+    /// stands.
+    void FoldBack();
     /// Channels that were opened so far, from 1.
     const QList<int>& GetOpened() const { return m_Opened; }
     /// What it is at; empty before Start and when it is through, with or without a fault.
@@ -53,7 +56,6 @@ class CScriptedOperator : public QObject
     void PlanLogon();
     void PlanOpening();
     void PlanOneChannel(int channel);
-    void PlanFoldingBack();
     void PlanLayout();
     void Next();
     void RunStep();

@@ -181,6 +181,7 @@ int Run(const Options& options, const QElapsedTimer& sinceStart)
     // Before any end, also one that the user or a signal asks for.
     window->SetClosingHandler([&] {
         tell();
+        scripted.FoldBack();
         if (!options.screenshot.isEmpty()) WriteOutput(options.screenshot, window->TakeScreenshot(), faults);
         QCoreApplication::exit();  // also while the wall, in full screen, has a window of its own
     });

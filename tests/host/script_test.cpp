@@ -99,7 +99,18 @@ TEST_F(ScriptTest, OpensTheChannelsThatAreNamedInTheArrangementThatIsNamed)
     EXPECT_NE(cell(0), cell(1));
 }
 
-TEST_F(ScriptTest, AFoldedSideBarIsUnfoldedForTheLogonAlone)
+struct FoldedRow {
+    const char* name;
+    const char* logon;
+    const char* open;
+    int code;
+};
+
+class FoldedScriptTest : public ScriptTest, public testing::WithParamInterface<FoldedRow>
+{
+};
+
+TEST_P(FoldedScriptTest, TheSideBarIsUnfoldedForTheLogonAlone)
 {
     StartRecorder();
     ASSERT_TRUE(QDir().mkpath(File("user/watchwall")));
@@ -107,10 +118,19 @@ TEST_F(ScriptTest, AFoldedSideBarIsUnfoldedForTheLogonAlone)
     ASSERT_TRUE(profile.open(QIODevice::WriteOnly));
     profile.write("[Settings]\nOutbarSize=0\n");
     profile.close();
-    EXPECT_EQ(Run(LogOn() + QStringList{"--open", "1,4", "--seconds", "3"}), 0) << m_strErrors.toStdString();
+    QStringList arguments = LogOn();
+    arguments.replace(arguments.indexOf("--logon") + 1, GetParam().logon);
+    EXPECT_EQ(Run(arguments + QStringList{"--open", GetParam().open, "--seconds", "3"}), GetParam().code)
+        << m_strErrors.toStdString();
     ASSERT_TRUE(profile.open(QIODevice::ReadOnly));
     EXPECT_TRUE(profile.readAll().contains("OutbarSize=0\n"));
 }
+
+INSTANTIATE_TEST_SUITE_P(Logons, FoldedScriptTest,
+                         testing::Values(FoldedRow{"succeeds", "1001", "1,4", 0},
+                                         FoldedRow{"fails", "1002", "1", 5},
+                                         FoldedRow{"ends_before_it_is_through", "1001", "60", 5}),
+                         [](const auto& row) { return std::string(row.param.name); });
 
 TEST_F(ScriptTest, FullScreenShowsTheWallOnTheWholeScreen)
 {
