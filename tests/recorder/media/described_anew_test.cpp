@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "recorder/h264/AnnexB.h"
 #include "recorder/media/AvInput.h"
+#include "recorder/media/PassThrough.h"
 #include "tests/recorder/media_support.h"
 #include "tests/support/test_folder.h"
 
@@ -108,6 +110,12 @@ TEST_F(DescribedAnewTest, AFilmThatIsPlayedAgainBeginsAsItDidAtFirst)
 {
     Write(0);
     AvInput input(m_strFilm, [] { return false; });
+    PacketCheck check(input.Codec(), H264_TEST_WIDTH, H264_TEST_HEIGHT);
+    int described = 0;
+    input.SetTap([&](const AVPacket& packet) {
+        if (av_packet_get_side_data(&packet, AV_PKT_DATA_NEW_EXTRADATA, nullptr) != nullptr) ++described;
+        EXPECT_EQ(check.Check(packet).result, h264::Checked::EResult::Passes);
+    });
     for (int round = 0; round < 3; ++round) {
         for (size_t i = 0; i < 2 * PICTURES; ++i) {
             if (i > 0 || round == 0) {
@@ -116,6 +124,7 @@ TEST_F(DescribedAnewTest, AFilmThatIsPlayedAgainBeginsAsItDidAtFirst)
             if (i % 5 == 0) ExpectShown(input, i < PICTURES ? m_First[i] : m_Second[i - PICTURES]);
         }
         ASSERT_FALSE(input.Next());
+        EXPECT_EQ(std::exchange(described, 0), round == 0 ? 1 : 2) << "once for each part";
         input.Restart();
     }
 }
