@@ -264,12 +264,10 @@ void AvInput::Restart()
 {
     avcodec_flush_buffers(m_Decoder.get());
     m_Drained = false;
-    if (!m_Description.empty()) {
-        // FLV doesn't say again how it began.
-        const AVCodecParameters& codec = Codec();
-        m_Description.assign(codec.extradata, codec.extradata + codec.extradata_size);
-        m_OwesDescription = true;
-    }
+    // FLV doesn't say again how it began, and nothing tells of parameter sets that came within pictures since.
+    const AVCodecParameters& codec = Codec();
+    m_Description.assign(codec.extradata, codec.extradata + codec.extradata_size);
+    m_OwesDescription = true;
     // There may be a newer image by now, which a seek within what is in memory wouldn't find.
     const bool image = std::exchange(m_Pictures, 0) == 1 && IsFile();
     if (!image && av_seek_frame(m_Input.get(), m_Stream, 0, AVSEEK_FLAG_BACKWARD) >= 0 && Next()) return;

@@ -94,7 +94,7 @@ class AvInput
     bool m_KeysOnly = false;
     bool m_AwaitsKey = false;
     bool m_Drained = false;
-    std::vector<uint8_t> m_Description;  // the latest that a packet told; empty: as it was opened
+    std::vector<uint8_t> m_Description;  // the latest that a packet told, or the first for a new round
     bool m_OwesDescription = false;      // the decoder has had another one since
 };
 

@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "recorder/h264/AnnexB.h"
 #include "recorder/media/AvInput.h"
+#include "recorder/media/PassThrough.h"
 #include "tests/recorder/media_support.h"
 #include "tests/support/test_folder.h"
 
@@ -16,14 +18,16 @@ using namespace recorder;
 
 constexpr size_t PICTURES = 10;  // of each part, two groups
 
-// One part is written behind the other. The second part may begin in the middle of a group.
+// One part is written behind the other. The second part may begin in the middle of a group. Where the format
+// doesn't describe a stream anew, its key pictures come with their parameter sets.
 class DescribedAnewTest : public testing::Test
 {
   protected:
-    void Write(size_t secondFrom)
+    void Write(size_t secondFrom, const std::string& format = "flv")
     {
+        m_iWritten = 0;
         AVFormatContext* output = nullptr;
-        CheckAv(avformat_alloc_output_context2(&output, nullptr, "flv", m_strFilm.c_str()), "write");
+        CheckAv(avformat_alloc_output_context2(&output, nullptr, format.c_str(), m_strFilm.c_str()), "write");
         AVCodecParameters& codec = *avformat_new_stream(output, nullptr)->codecpar;
         codec.codec_type = AVMEDIA_TYPE_VIDEO;
         codec.codec_id = AV_CODEC_ID_H264;
@@ -36,9 +40,12 @@ class DescribedAnewTest : public testing::Test
         CheckAv(avio_open(&output->pb, m_strFilm.c_str(), AVIO_FLAG_WRITE), "write");
         CheckAv(avformat_write_header(output, nullptr), "write");
         for (const auto& unit : m_First)
-            WritePicture(*output, unit, {});
-        for (size_t i = secondFrom; i < m_Second.size(); ++i)
-            WritePicture(*output, m_Second[i], i == secondFrom ? SetsOf(m_Second[0]) : std::vector<uint8_t>());
+            WritePicture(*output, unit, {}, false);
+        for (size_t i = secondFrom; i < m_Second.size(); ++i) {
+            const bool described = format == "flv" && i == secondFrom;
+            WritePicture(*output, m_Second[i], described ? SetsOf(m_Second[0]) : std::vector<uint8_t>(),
+                         format != "flv");
+        }
         av_write_trailer(output);
         avio_closep(&output->pb);
         avformat_free_context(output);
@@ -58,7 +65,7 @@ class DescribedAnewTest : public testing::Test
     const AccessUnits m_First = EncodeH264("annexb=1:keyint=5:cabac=0", PICTURES);
     const AccessUnits m_Second = EncodeH264("annexb=1:keyint=5:cabac=1:qp=20", PICTURES);
     const CTestFolder m_Folder;
-    const std::string m_strFilm = m_Folder.Path("film.flv");
+    const std::string m_strFilm = m_Folder.Path("film");
 
   private:
     static bool IsSet(std::span<const uint8_t> unit)
@@ -73,11 +80,11 @@ class DescribedAnewTest : public testing::Test
         return sets;
     }
     void WritePicture(AVFormatContext& output, const std::vector<uint8_t>& accessUnit,
-                      const std::vector<uint8_t>& described)
+                      const std::vector<uint8_t>& described, bool withSets)
     {
         std::vector<uint8_t> bytes;
         for (const auto unit : SplitUnits(accessUnit))
-            if (!IsSet(unit)) AppendUnit(bytes, unit[0], Unescape(unit));
+            if (withSets || !IsSet(unit)) AppendUnit(bytes, unit[0], Unescape(unit));
         const AvPacket packet(av_packet_alloc());
         CheckAv(av_new_packet(packet.get(), static_cast<int>(bytes.size())), "write");
         std::copy(bytes.begin(), bytes.end(), packet->data);
@@ -106,17 +113,29 @@ TEST_F(DescribedAnewTest, ADescriptionHoldsThoughItsPacketIsLeftOut)
 
 TEST_F(DescribedAnewTest, AFilmThatIsPlayedAgainBeginsAsItDidAtFirst)
 {
-    Write(0);
-    AvInput input(m_strFilm, [] { return false; });
-    for (int round = 0; round < 3; ++round) {
-        for (size_t i = 0; i < 2 * PICTURES; ++i) {
-            if (i > 0 || round == 0) {
-                ASSERT_TRUE(input.Next());
+    for (const std::string format : {"flv", "matroska"}) {
+        SCOPED_TRACE(format);
+        Write(0, format);
+        AvInput input(m_strFilm, [] { return false; });
+        PacketCheck check(input.Codec(), H264_TEST_WIDTH, H264_TEST_HEIGHT);
+        int described = 0;
+        input.SetTap([&](const AVPacket& packet) {
+            if (av_packet_get_side_data(&packet, AV_PKT_DATA_NEW_EXTRADATA, nullptr) != nullptr) ++described;
+            if (format == "flv") {
+                EXPECT_EQ(check.Check(packet).result, h264::Checked::EResult::Passes);
             }
-            if (i % 5 == 0) ExpectShown(input, i < PICTURES ? m_First[i] : m_Second[i - PICTURES]);
+        });
+        for (int round = 0; round < 3; ++round) {
+            for (size_t i = 0; i < 2 * PICTURES; ++i) {
+                if (i > 0 || round == 0) {
+                    ASSERT_TRUE(input.Next()) << round << ' ' << i;
+                }
+                if (i % 5 == 0) ExpectShown(input, i < PICTURES ? m_First[i] : m_Second[i - PICTURES]);
+            }
+            ASSERT_FALSE(input.Next());
+            EXPECT_EQ(std::exchange(described, 0), (round == 0 ? 0 : 1) + (format == "flv" ? 1 : 0));
+            input.Restart();
         }
-        ASSERT_FALSE(input.Next());
-        input.Restart();
     }
 }
 

@@ -380,8 +380,9 @@ TEST_F(RendezvousTest, EntriesOfAnotherRendezvousAreNoQuestions)
     Say(SERVER, "1002", EMessage::GetUsers);
     EXPECT_EQ(m_Rendezvous.Counts().lists, 1U);
     m_Sink.Take();
-    for (const std::string name : {"1002", "bob"})
-        m_Rendezvous.OnDatagram(0, SERVER, MakeMessage(EMessage::UserEntry, {name, {}, BOB}));
+    constexpr Endpoint THIRD = {0x0A000001, SERVER.port};
+    for (const auto& [name, at] : {std::pair("1002", BOB), std::pair("bob", BOB), std::pair("1003", THIRD)})
+        m_Rendezvous.OnDatagram(0, SERVER, MakeMessage(EMessage::UserEntry, {name, {}, at}));
     EXPECT_THAT(m_Sink.Take(), SizeIs(0)) << "it would take the answers for questions in its turn";
     m_Rendezvous.OnDatagram(0, SERVER, MakeMessage(EMessage::GetUsers, {"1002", {}, SERVER}));
     EXPECT_THAT(m_Sink.Take(), SizeIs(2)) << "who asks tells the address that its login was answered with";
