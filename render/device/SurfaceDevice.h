@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <string>
 
 #include "codec/convert/convert.h"
 #include "platform/windows/windows.h"

@@ -7,7 +7,6 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <memory>
-#include <optional>
 
 #include "tests/host/program_support.h"
 #include "tests/links/recorder_support.h"
