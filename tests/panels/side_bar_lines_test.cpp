@@ -4,6 +4,7 @@
 #include <QEventLoop>
 #include <QMouseEvent>
 #include <QPaintEvent>
+#include <QPainter>
 #include <QRegion>
 
 #include "tests/panels/side_bar_support.h"
@@ -142,17 +143,27 @@ class CPaints final : public QObject
     QRegion m_Region;
 };
 
+struct CPaintedLine final : COutlook2Ctrl {
+    using COutlook2Ctrl::DrawSubItem;
+};
+
+// The page beneath has the same colour, so it is looked at over another one.
 TEST_F(SideBarTest, LineThatIsOnStandsOnTheFaceColour)
 {
-    Show();
-    m_Bar->AddFolder("a", {});
-    m_Bar->AddItem(0, "header");
-    m_Bar->AddSubItem(0, 0, "line", {}, ELineStyle::Command, 1);
-    m_Bar->SetUpdateHandler([](COL2CCmdUI& update) { update.SetCheck(1); });
-    m_Bar->UpdateLines();
-    Paint();
-    const QImage picture = m_Bar->grab().toImage();
-    EXPECT_EQ(picture.pixelColor(Line(0, 0, 0).m_Rect.bottomRight()), QColor(0xC5, 0xC5, 0xC5));
+    CPaintedLine bar;
+    for (const std::uint32_t state : {std::uint32_t{0}, OL2_STATE_ON}) {
+        QImage picture(100, COutlook2Ctrl::SUBITEM_HEIGHT, QImage::Format_RGB32);
+        picture.fill(Qt::white);
+        COL2SubItem line;
+        line.m_Rect = picture.rect();
+        line.m_dwState = state;
+        QPainter painter(&picture);
+        bar.DrawSubItem(painter, line, false);
+        painter.end();
+        const QColor ground = state == OL2_STATE_ON ? QColor(0xC5, 0xC5, 0xC5) : QColor(Qt::white);
+        EXPECT_EQ(picture.pixelColor(picture.rect().bottomRight()), ground) << state;
+        EXPECT_EQ(picture.pixelColor(0, 0), ground) << state;
+    }
 }
 
 TEST_F(SideBarTest, LineWhoseStateChangesIsPaintedAnew)
