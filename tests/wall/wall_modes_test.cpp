@@ -85,9 +85,10 @@ class ModesWall : public testing::TestWithParam<std::int32_t>
     }
     void ExpectAllPlay() const
     {
-        const auto places = CellsOnScreen();
-        for (int i = 0; i < CHANNELS; ++i)
-            EXPECT_TRUE(Plays(m_Screen, places[static_cast<std::size_t>(i)], i)) << i;
+        for (std::size_t i = 0; i < CHANNELS; ++i)
+            EXPECT_TRUE(Plays(
+                m_Screen, [this, i] { return CellsOnScreen()[i]; }, static_cast<int>(i)))
+                << i;
     }
     // The display has no window manager: what one does to a window that asks to be maximised is done here.
     void ExpectFullScreen()

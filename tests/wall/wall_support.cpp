@@ -62,9 +62,9 @@ std::vector<std::string> ColorRecorder(std::size_t channels)
 }
 
 // By a point of the lower half, where no block runs.
-int ChannelIn(const CScreen& screen, const QRect& area)
+int ChannelIn(const QImage& cell)
 {
-    const QImage picture = screen.Grab(QRect(area.center().x() - 2, area.bottom() - area.height() / 4, 4, 4));
+    const QImage picture = cell.copy(cell.width() / 2 - 2, cell.height() - 1 - cell.height() / 4, 4, 4);
     if (picture.isNull()) return -1;
     for (std::size_t i = 0; i < CHANNEL_COLORS.size(); ++i) {
         bool all = true;
@@ -77,11 +77,17 @@ int ChannelIn(const CScreen& screen, const QRect& area)
     return -1;
 }
 
-bool Plays(const CScreen& screen, const QRect& area, int channel)
+// A cell that moves or is painted anew between two looks hasn't played by that.
+bool Plays(const CScreen& screen, const std::function<QRect()>& place, int channel)
 {
-    if (area.isEmpty() || !CWall::Until([&] { return ChannelIn(screen, area) == channel; })) return false;
-    const QImage before = screen.Grab(area);
-    return CWall::Until([&] { return screen.Grab(area) != before; }) && ChannelIn(screen, area) == channel;
+    QImage before;
+    return CWall::Until([&] {
+        QGuiApplication::sync();  // what was asked of the server stands on the screen
+        const QImage now = screen.Grab(place());
+        if (ChannelIn(now) != channel) return false;
+        if (before.size() != now.size()) before = now;
+        return now != before;
+    });
 }
 
 bool ChooseFromMenu(CScreen& screen, const std::function<bool(const QAction&)>& wanted)

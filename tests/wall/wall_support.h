@@ -28,10 +28,11 @@ inline constexpr std::array<QRgb, 4> CHANNEL_COLORS = {0xFFC03030, 0xFF30A030, 0
 /// Options of a recorder with these channels.
 std::vector<std::string> ColorRecorder(std::size_t channels = CHANNEL_COLORS.size());
 
-/// The channel whose picture is in that part of the screen; -1 for none.
-int ChannelIn(const CScreen& screen, const QRect& area);
-/// Whether that part of the screen shows the channel, and two looks at it differ.
-bool Plays(const CScreen& screen, const QRect& area, int channel);
+/// The channel whose picture that look at a cell shows; -1 for none.
+int ChannelIn(const QImage& cell);
+/// Whether two looks at that part of the screen, asked for with each look, show different pictures of the
+/// channel.
+bool Plays(const CScreen& screen, const std::function<QRect()>& place, int channel);
 /// Waits for the menu and clicks the entry for which `wanted` holds.
 bool ChooseFromMenu(CScreen& screen, const std::function<bool(const QAction&)>& wanted);
 
@@ -106,8 +107,12 @@ class CWall
 
     QRect CellOnScreen(int cell);
     QImage GrabCell(int cell) { return m_Screen.Grab(CellOnScreen(cell)); }
-    int ChannelInCell(int cell) { return ChannelIn(m_Screen, CellOnScreen(cell)); }
-    bool CellPlays(int cell, int channel) { return Plays(m_Screen, CellOnScreen(cell), channel); }
+    int ChannelInCell(int cell) { return ChannelIn(GrabCell(cell)); }
+    bool CellPlays(int cell, int channel)
+    {
+        return Plays(
+            m_Screen, [this, cell] { return CellOnScreen(cell); }, channel);
+    }
 
     /// Texts of the message boxes that came up; each was answered by a click on its default button.
     std::vector<std::string> m_Boxes;

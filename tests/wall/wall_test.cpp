@@ -261,7 +261,8 @@ TEST_F(PlayingWall, FullScreenByTheMenuAndBackByEscape)
         EXPECT_EQ(m_Wall.CellOnScreen(cell), places[static_cast<std::size_t>(cell)]);
     ExpectAllPlay();
     m_Wall.Screen().Key(KEY_ESCAPE);
-    EXPECT_TRUE(CWall::Until([&] { return m_Wall.Grid().isWindow(); })) << "Escape goes in as well";
+    EXPECT_TRUE(CWall::Until([&] { return m_Wall.Grid().isWindow() && m_Wall.Grid().geometry() == screen; }))
+        << "Escape goes in as well";
     ExpectAllPlay();
     m_Wall.Screen().Click(m_Wall.CellOnScreen(0).center(), CScreen::EButton::Right);
     ASSERT_TRUE(
