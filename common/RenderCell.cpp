@@ -116,6 +116,8 @@ bool CRenderCell::eventFilter(QObject* watched, QEvent* event)
         else
             LendWindow();
     }
+    if (watched == windowHandle() && event->type() == QEvent::Paint)
+        LosePicture(static_cast<QPaintEvent*>(event)->region());  // the server has uncovered it
     return QWidget::eventFilter(watched, event);
 }
 
@@ -147,6 +149,20 @@ void CRenderCell::paintEvent(QPaintEvent*)
         painter.fillRect(rect(), CELL_GROUND);
     else
         painter.drawImage(rect(), empty->second.image, PicturePart(empty->second.image));
+}
+
+// The server has cut what was drawn, or left it beside new ground.
+void CRenderCell::resizeEvent(QResizeEvent*)
+{
+    LosePicture(rect());
+}
+
+// The stream draws there with its next picture only, and that may never come: until then it is an empty cell.
+void CRenderCell::LosePicture(const QRegion& part)
+{
+    ForgetCellShown(Handle());
+    setAttribute(Qt::WA_PaintOnScreen, false);
+    update(part);
 }
 
 void CRenderCell::mousePressEvent(QMouseEvent* event)

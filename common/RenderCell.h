@@ -9,7 +9,7 @@
 
 /// One cell window of the wall: the picture of an empty cell until a stream draws into it. A native window,
 /// lent to the renderer from when the X server knows it until it goes; while a stream draws the toolkit never
-/// paints over it. Panels' thread only.
+/// paints over it, but for what the window has lost. Panels' thread only.
 ///
 /// A click is sent to the grid as a message (RenderWnd.h) and then the grid gets the keyboard.
 class CRenderCell : public QWidget
@@ -40,6 +40,7 @@ class CRenderCell : public QWidget
     bool event(QEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
     void mouseDoubleClickEvent(QMouseEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
@@ -48,6 +49,7 @@ class CRenderCell : public QWidget
     LRESULT WindowProc(std::uint32_t message);
     void Click(std::uint32_t message, LPARAM button);
     void LendWindow();
+    void LosePicture(const QRegion& part);
 
     const HWND m_hGrid;
     CWindowHandle m_Handle;

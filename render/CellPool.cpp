@@ -74,6 +74,14 @@ void NoteCellShown(HWND window)
     PostMessageA(window, CELL_MESSAGE_CHANGED, 0, 0);
 }
 
+void ForgetCellShown(HWND window)
+{
+    auto& pool = Pool();
+    const CMutexLock lock(pool.lock);
+    const auto cell = std::ranges::find(pool.cells, window, &CRenderSub::m_hWnd);
+    if (cell != pool.cells.end()) cell->m_bShown = false;
+}
+
 void AddCell(HWND window, HWND grid)
 {
     auto& pool = Pool();

@@ -38,6 +38,9 @@ bool IsCellShown(HWND window);
 /// A renderer has drawn into the window; a window that is no used cell's changes nothing.
 void NoteCellShown(HWND window);
 
+/// The window has lost what was drawn: it counts as shown from the next picture on. Nothing is posted before.
+void ForgetCellShown(HWND window);
+
 /// Appends a free cell of `grid`. For the grid's start.
 void AddCell(HWND window, HWND grid = HWND::Null);
 

@@ -291,18 +291,19 @@ void CEglConnection::DestroyContext(EGLContext context)
 
 // A window that its owner still lends may be destroyed from outside: with its parent by a foreign host, for
 // example.
-bool CEglConnection::IsWindowThere(std::uintptr_t systemWindow) const
+bool CEglConnection::IsDrawable(std::uintptr_t systemWindow) const
 {
     const xcb_get_geometry_cookie_t asked = xcb_get_geometry(m_pXcb, static_cast<xcb_drawable_t>(systemWindow));
     const std::unique_ptr<xcb_get_geometry_reply_t, decltype(&std::free)> reply(
         xcb_get_geometry_reply(m_pXcb, asked, nullptr), &std::free);
-    return reply != nullptr;
+    return reply != nullptr && reply->width <= m_iMaxTextureSize && reply->height <= m_iMaxTextureSize;
 }
 
 EGLSurface CEglConnection::CreateWindowSurface(std::uintptr_t systemWindow)
 {
-    // The driver accepts a window that the server doesn't know and draws into nothing.
-    if (!IsUsable() || !IsWindowThere(systemWindow)) return EGL_NO_SURFACE;
+    // The driver accepts a window that the server doesn't know and draws into nothing, and one beyond its own
+    // bounds, in which the software rasteriser crashes.
+    if (!IsUsable() || !IsDrawable(systemWindow)) return EGL_NO_SURFACE;
     return eglCreateWindowSurface(m_Display, m_Config, static_cast<EGLNativeWindowType>(systemWindow), nullptr);
 }
 

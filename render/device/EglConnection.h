@@ -27,7 +27,8 @@ class CEglConnection
     /// EGL_NO_CONTEXT on failure; `robust` tells whether resets of the adapter will be reported.
     EGLContext CreateContext(bool& robust);
     void DestroyContext(EGLContext context);
-    /// EGL_NO_SURFACE on failure, also for a window that the server doesn't know.
+    /// EGL_NO_SURFACE on failure, also for a window that the server doesn't know or that is larger than a
+    /// texture can be.
     EGLSurface CreateWindowSurface(std::uintptr_t systemWindow);
     void DestroyWindowSurface(EGLSurface surface);
     void GetSurfaceSize(EGLSurface surface, std::int32_t& width, std::int32_t& height) const;
@@ -44,7 +45,7 @@ class CEglConnection
   private:
     CEglConnection() = default;
     bool Initialize();
-    bool IsWindowThere(std::uintptr_t systemWindow) const;
+    bool IsDrawable(std::uintptr_t systemWindow) const;
 
     // NOLINTNEXTLINE(bugprone-reserved-identifier): the X library's own name for its Display
     struct _XDisplay* m_pXDisplay = nullptr;

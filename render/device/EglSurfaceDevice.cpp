@@ -1,5 +1,6 @@
 #include "render/device/EglSurfaceDevice.h"
 
+#include <algorithm>
 #include <atomic>
 #include <map>
 #include <mutex>
@@ -341,6 +342,10 @@ bool CEglDevice::Present(const CEglBackBuffer& buffer, HWND handle)
     std::int32_t width = 0;
     std::int32_t height = 0;
     m_pConnection->GetSurfaceSize(surface, width, height);
+    if (std::max(width, height) > m_pConnection->GetMaxTextureSize()) {
+        DropWindow(handle);  // until it is smaller
+        return false;
+    }
     glViewport(0, 0, width, height);
     const bool linear = buffer.m_Filter == ETextureFilter::Linear;
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER,

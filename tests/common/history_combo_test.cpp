@@ -300,6 +300,10 @@ TEST_F(HistoryComboTest, CopyTakesEntriesAndText)
     from.CopyTo(to);
     EXPECT_EQ(Entries(to), QStringList({"b", "a"}));
     EXPECT_EQ(to.currentText(), "b");
+    from.setCurrentIndex(1);  // the toolkit selects a list's first text by itself
+    from.CopyTo(to);
+    EXPECT_EQ(to.currentText(), "a");
+    EXPECT_EQ(to.currentIndex(), 1);
 }
 
 TEST_F(HistoryComboTest, ListIsLoadedWithoutItsEmptyTexts)

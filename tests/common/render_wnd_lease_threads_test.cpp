@@ -51,14 +51,23 @@ class RenderWndLeaseTest : public RenderWndTest
     }
     static std::uint8_t Luma(int stream) { return static_cast<std::uint8_t>(60 + 25 * stream); }
 
+    QImage GrabCell(int stream)
+    {
+        const CRenderCell& cell = *m_Grid->GetCell(static_cast<std::size_t>(stream));
+        const QRect all = cell.rect();
+        return cell.screen()
+            ->grabWindow(cell.windowHandle()->winId(), 0, 0, all.width(), all.height())
+            .toImage();
+    }
+    static bool Has(const QImage& picture, const QPoint& place, std::uint32_t colour)
+    {
+        return picture.valid(place) && (picture.pixel(place) & 0xFFFFFF) == colour;
+    }
     // Whether the stream's grey is on the screen in the middle of its cell.
     bool IsSeen(int stream)
     {
-        CRenderCell& cell = *m_Grid->GetCell(static_cast<std::size_t>(stream));
-        const QPoint middle = cell.rect().center();
-        const QImage pixel =
-            cell.screen()->grabWindow(cell.windowHandle()->winId(), middle.x(), middle.y(), 1, 1).toImage();
-        return !pixel.isNull() && (pixel.pixel(0, 0) & 0xFFFFFF) == GreyPixel(Luma(stream));
+        const QImage cell = GrabCell(stream);
+        return Has(cell, cell.rect().center(), GreyPixel(Luma(stream)));
     }
     bool EachIsSeen()
     {
@@ -99,6 +108,63 @@ TEST_F(RenderWndLeaseTest, GridGoesToFullScreenAndBackWhileStreamsDraw)
         Serve();
     }
     EXPECT_TRUE(EachIsSeen());
+}
+
+constexpr std::uint32_t GROUND = 0x010203;  // there is no "dvr.bmp" here
+
+// The next picture may never come, as of a recorder that died.
+TEST_F(RenderWndLeaseTest, CellOfAnotherSizeIsEmptyUntilTheNextPicture)
+{
+    CRenderWnd& grid = Grid({4, 16});
+    grid.SetLayout(2);
+    Serve();
+    StartStreams();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return IsSeen(0); }, 60000));
+    StopStreams();
+    Serve();
+    for (const std::int32_t layout : {3, 2, 0}) {  // smaller, larger, and the whole screen
+        NoteCellShown(grid.GetCell(0)->Handle());
+        Serve();
+        grid.SetLayout(layout);
+        EXPECT_TRUE(QTest::qWaitFor(
+            [&] {
+                const QImage cell = GrabCell(0);
+                return cell.size() == grid.GetCell(0)->size() && Has(cell, {0, 0}, GROUND) &&
+                       Has(cell, cell.rect().center(), GROUND) && Has(cell, cell.rect().bottomRight(), GROUND);
+            },
+            60000))
+            << layout;
+    }
+    const HWND taken = grid.GetCell(0)->Handle();
+    const CTestFrame frame(WIDTH, HEIGHT, Luma(0));
+    const auto render = CreateRender();
+    CSurface* const surface = render->CreateSurface(WIDTH, HEIGHT);
+    EXPECT_TRUE(QTest::qWaitFor(
+        [&] {
+            render->DisplayClient(&frame.m_Frame, surface, taken);
+            return IsSeen(0) && grid.GetCell(0)->testAttribute(Qt::WA_PaintOnScreen);
+        },
+        60000));
+    render->DestroySurface(surface);
+}
+
+TEST_F(RenderWndLeaseTest, UncoveredPartOfACellIsEmptyUntilTheNextPicture)
+{
+    CRenderWnd& grid = Grid({4});
+    grid.SetLayout(2);
+    Serve();
+    StartStreams();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return IsSeen(0); }, 60000));
+    StopStreams();
+    Serve();
+    QWidget cover(nullptr, Qt::Window | Qt::BypassWindowManagerHint);
+    cover.setGeometry(QRect(grid.GetCell(0)->mapToGlobal(QPoint(10, 10)), QSize(30, 30)));
+    cover.show();
+    const QPoint covered(20, 20);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !Has(GrabCell(0), covered, GreyPixel(Luma(0))); }, 60000));
+    cover.hide();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return Has(GrabCell(0), covered, GROUND); }, 60000));
+    EXPECT_TRUE(IsSeen(0)) << "what was not covered stays";
 }
 
 // Neither showing a picture nor giving the cell back needs the panels' thread, which serves nothing here.

@@ -169,9 +169,12 @@ TEST_F(RenderWndTest, CellThatAStreamDrawsIntoIsLeftToIt)
     CRenderWnd& grid = Grid();
     const HWND window = TakeFreeCell();
     EXPECT_FALSE(grid.GetCell(0)->testAttribute(Qt::WA_PaintOnScreen));
-    NoteCellShown(window);
-    Serve();
-    EXPECT_TRUE(grid.GetCell(0)->testAttribute(Qt::WA_PaintOnScreen));
+    // What the server tells of the new window takes the first picture back.
+    EXPECT_TRUE(QTest::qWaitFor([&] {
+        NoteCellShown(window);
+        Serve();
+        return grid.GetCell(0)->testAttribute(Qt::WA_PaintOnScreen);
+    }));
     ReleaseCell(window);
     Serve();
     EXPECT_FALSE(grid.GetCell(0)->testAttribute(Qt::WA_PaintOnScreen));

@@ -30,7 +30,8 @@ void OpenAndSee(CWall& wall, int channels)
         ASSERT_TRUE(wall.CellPlays(channel, channel)) << channel;
 }
 
-// There is no reconnect: the last pictures stand until the operator closes the channels.
+// There is no reconnect: the last pictures stand until their cells are uncovered or placed anew, and the
+// channels until the operator closes them.
 TEST(WallFault, RecorderThatDiesLeavesTheLastPicturesAndAPanelThatWorks)
 {
     CWall wall;

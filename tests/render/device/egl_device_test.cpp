@@ -140,6 +140,24 @@ TEST_F(EglDeviceTest, ResizedWindowIsFilledWhole)
     EXPECT_PIXEL(window, 295, 195, 0x10A030U);
 }
 
+// The software rasteriser goes beyond its own memory there.
+TEST_F(EglDeviceTest, WindowBeyondTheDriversBoundsIsLeftAloneUntilItIsSmaller)
+{
+    const HWND window = m_Windows.Create(0, 20000, 60);
+    Fill(0x2040C0, 0x10A030);
+    EXPECT_FALSE(Show(window));
+    m_Windows.Resize(window, 60, 60);
+    ASSERT_TRUE(Show(window));
+    EXPECT_PIXEL(window, 55, 55, 0x10A030U);
+    m_Windows.Resize(window, 60, 20000);
+    Show(window);  // the driver learns of the new size
+    Show(window);
+    EXPECT_FALSE(Show(window));
+    m_Windows.Resize(window, 60, 60);
+    EXPECT_TRUE(Show(window));
+    EXPECT_PIXEL(window, 55, 55, 0x10A030U);
+}
+
 TEST_F(EglDeviceTest, HandleThatGetsAnotherWindowIsShownInThatOne)
 {
     const HWND window = m_Windows.Create(0, 60, 60);
