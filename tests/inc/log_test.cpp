@@ -8,8 +8,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -46,6 +48,37 @@ TEST_F(LogTest, LineHoldsTimeLevelFileFunctionLineAndMessage)
     EXPECT_THAT(OneLine(),
                 MatchesRegex("[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} Error "
                              "RenderWnd\\.cpp\\(CRenderWnd::Init, 42\\): step 5 of nine"));
+}
+
+// In a zone far from the world's time, which the log must not write instead.
+TEST_F(LogTest, TimeIsTheLocalTimeOfTheCall)
+{
+    using std::chrono::duration_cast;
+    using std::chrono::milliseconds;
+    const auto now = [] {
+        return duration_cast<milliseconds>(std::chrono::system_clock::now().time_since_epoch());
+    };
+    std::string line;
+    milliseconds before{};
+    milliseconds after{};
+    std::tm local{};
+    int fraction = -1;
+    milliseconds told{};
+    {
+        const CTestVariable zone("TZ", "EAST-11:30");
+        tzset();
+        before = now();
+        log.Log("a.cpp", "f", 1, ELogLevel::Message, "m");
+        after = now();
+        line = OneLine();
+        const char* const rest = ::strptime(line.c_str(), "%Y-%m-%d %H:%M:%S", &local);
+        if (rest != nullptr && *rest == '.') fraction = std::atoi(rest + 1);
+        told = std::chrono::seconds(std::mktime(&local)) + milliseconds(fraction);
+    }
+    tzset();
+    ASSERT_GE(fraction, 0) << line;
+    EXPECT_GE(told, before) << line;
+    EXPECT_LE(told, after) << line;
 }
 
 TEST_F(LogTest, FileNameBeginsAfterTheLastSeparatorOfEitherKind)
@@ -152,6 +185,18 @@ TEST_F(LogTest, ViewWindowGetsACopyThatItOwns)
     EXPECT_EQ(posted->level, ELogLevel::Warning);
     EXPECT_THAT(OneLine(), EndsWith("shown"));
     posted.reset();
+}
+
+TEST_F(LogTest, WithoutAViewWindowNothingIsPosted)
+{
+    static int posted;
+    posted = 0;
+    log.SetView(0, [](std::int32_t, std::uint32_t, LogEntry*) {
+        ++posted;
+        return false;
+    });
+    log.Log("a.cpp", "f", 1, ELogLevel::Message, "m");
+    EXPECT_EQ(posted, 0);
 }
 
 TEST_F(LogTest, DebuggerOutputGoesBeforeTheViewWindow)
