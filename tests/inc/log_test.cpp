@@ -346,6 +346,23 @@ TEST(LogFileTest, RunThatCrossesMidnightKeepsOneFile)
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory.Path()), {}), 1);
 }
 
+// A group's users may share a folder, and the first of the day makes the file for all of them.
+TEST(LogFileTest, WhoMayWriteANewFileIsTheUsersChoice)
+{
+    CTestDirectory directory;
+    const std::string path = directory.Path() + "20260131.log";
+    const mode_t former = ::umask(002);
+    {
+        CLogFile file(path);
+        file.Append("line\r\n");
+    }
+    ::umask(former);
+    struct stat status {
+    };
+    ASSERT_EQ(::stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777, 0664U);
+}
+
 TEST(LogFileTest, UnwritableDirectoryCostsTheLinesAndNothingElse)
 {
     CTestDirectory directory;
