@@ -68,7 +68,7 @@ std::string MakeLogPath(const std::string& directory, const std::tm& local)
 }
 
 CLogFile::CLogFile(const std::string& path)
-    : m_iDescriptor(::open(path.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, 0644))
+    : m_iDescriptor(::open(path.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, 0666))
 {
 }
 

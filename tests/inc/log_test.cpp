@@ -8,8 +8,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -46,6 +48,37 @@ TEST_F(LogTest, LineHoldsTimeLevelFileFunctionLineAndMessage)
     EXPECT_THAT(OneLine(),
                 MatchesRegex("[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} Error "
                              "RenderWnd\\.cpp\\(CRenderWnd::Init, 42\\): step 5 of nine"));
+}
+
+// In a zone far from the world's time, which the log must not write instead.
+TEST_F(LogTest, TimeIsTheLocalTimeOfTheCall)
+{
+    using std::chrono::duration_cast;
+    using std::chrono::milliseconds;
+    const auto now = [] {
+        return duration_cast<milliseconds>(std::chrono::system_clock::now().time_since_epoch());
+    };
+    std::string line;
+    milliseconds before{};
+    milliseconds after{};
+    std::tm local{};
+    int fraction = -1;
+    milliseconds told{};
+    {
+        const CTestVariable zone("TZ", "EAST-11:30");
+        tzset();
+        before = now();
+        log.Log("a.cpp", "f", 1, ELogLevel::Message, "m");
+        after = now();
+        line = OneLine();
+        const char* const rest = ::strptime(line.c_str(), "%Y-%m-%d %H:%M:%S", &local);
+        if (rest != nullptr && *rest == '.') fraction = std::atoi(rest + 1);
+        told = std::chrono::seconds(std::mktime(&local)) + milliseconds(fraction);
+    }
+    tzset();
+    ASSERT_GE(fraction, 0) << line;
+    EXPECT_GE(told, before) << line;
+    EXPECT_LE(told, after) << line;
 }
 
 TEST_F(LogTest, FileNameBeginsAfterTheLastSeparatorOfEitherKind)
@@ -152,6 +185,18 @@ TEST_F(LogTest, ViewWindowGetsACopyThatItOwns)
     EXPECT_EQ(posted->level, ELogLevel::Warning);
     EXPECT_THAT(OneLine(), EndsWith("shown"));
     posted.reset();
+}
+
+TEST_F(LogTest, WithoutAViewWindowNothingIsPosted)
+{
+    static int posted;
+    posted = 0;
+    log.SetView(0, [](std::int32_t, std::uint32_t, LogEntry*) {
+        ++posted;
+        return false;
+    });
+    log.Log("a.cpp", "f", 1, ELogLevel::Message, "m");
+    EXPECT_EQ(posted, 0);
 }
 
 TEST_F(LogTest, DebuggerOutputGoesBeforeTheViewWindow)
@@ -299,6 +344,23 @@ TEST(LogFileTest, RunThatCrossesMidnightKeepsOneFile)
     const std::string day = lines[0].substr(0, 4) + lines[0].substr(5, 2) + lines[0].substr(8, 2);
     EXPECT_THAT(path, testing::Not(HasSubstr(day)));
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory.Path()), {}), 1);
+}
+
+// A group's users may share a folder, and the first of the day makes the file for all of them.
+TEST(LogFileTest, WhoMayWriteANewFileIsTheUsersChoice)
+{
+    CTestDirectory directory;
+    const std::string path = directory.Path() + "20260131.log";
+    const mode_t former = ::umask(002);
+    {
+        CLogFile file(path);
+        file.Append("line\r\n");
+    }
+    ::umask(former);
+    struct stat status {
+    };
+    ASSERT_EQ(::stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777, 0664U);
 }
 
 TEST(LogFileTest, UnwritableDirectoryCostsTheLinesAndNothingElse)

@@ -173,24 +173,43 @@ TEST(OutputArchive, TheSettingsChainHasTheFormatsOrderNotTheRecords)
     }
 }
 
-TEST(OutputArchive, TheSettingsAreReadBack)
+TEST(OutputArchive, TheSettingsAreReadBackEachUnderItsOwnName)
 {
     CGlobalSetting setting;
+    setting.m_szDDNS = "host";
     setting.m_ulCtrlPort = 1;
+    setting.m_ulDataPort = 2;
+    setting.m_ulHttpPort = 3;
     setting.m_bsStorageDrive.set(3);
+    setting.m_limitDiskSpace = 4;
+    setting.m_iHdfAction = 5;
+    setting.m_bSoundAlarm = true;
+    setting.m_iCycleInterval = 6;
+    setting.m_iDisplayMode = 7;
     setting.m_bAutoRun = true;
+    setting.m_bMinimizeToTray = true;
+    setting.m_iPackInterval = 8;
+    setting.m_szAccount = "guest";
     setting.m_szPicPath = "d:\\pictures";
     AddChild<CLogSetting>(setting, "log");
     XMLOutputArchive out;
     out& Named("s", setting);
+    const std::string text = out.GetText();
+    for (const char* element :
+         {"<m_szDDNS>host<", "<m_ulCtrlPort>1<", "<m_ulDataPort>2<", "<m_ulHttpPort>3<",
+          "<m_bsStorageDrive>00000000000000000000001000<", "<m_limitDiskSpace>4<", "<m_iHdfAction>5<",
+          "<m_bSoundAlarm>True<", "<m_iCycleInterval>6<", "<m_iDisplayMode>7<", "<m_bAutoRun>True<",
+          "<m_bAutoShutdown>False<", "<m_bAutoLogon>False<", "<m_bMinimizeToTray>True<", "<m_iPackInterval>8<",
+          "<m_szAccount>guest<", "<m_szPicPath>d:\\pictures<"}) {
+        EXPECT_THAT(text, HasSubstr(element));
+    }
     CGlobalSetting read;
-    XMLInputArchive in(out.GetText(), "test");
+    XMLInputArchive in(text, "test");
     in& Named("s", read);
-    EXPECT_EQ(read.m_ulCtrlPort, 1u);
-    EXPECT_EQ(read.m_bsStorageDrive, setting.m_bsStorageDrive);
-    EXPECT_TRUE(read.m_bAutoRun);
-    EXPECT_FALSE(read.m_bAutoShutdown);
-    EXPECT_EQ(read.m_szPicPath, "d:\\pictures");
+    XMLOutputArchive again;
+    again& Named("s", read);
+    EXPECT_EQ(again.GetText(), text);
+    EXPECT_EQ(read.m_ulDataPort, 2u);
     EXPECT_EQ(read.GetCount(), 1);
 }
 

@@ -172,6 +172,36 @@ TEST_F(Settings, AllowTheDrivesOfThisMachineThatAreFixedAndNotTheSystems)
     EXPECT_FALSE(setting.m_bsStorageDrive.test(2));  // c is the system's
 }
 
+// Two disks beside the system's, and a share.
+class CFourDrives final : public IDriveSource
+{
+  public:
+    CFourDrives() : m_pFormer(SetDriveSource(this)) {}
+    ~CFourDrives() override { SetDriveSource(m_pFormer); }
+    CFourDrives(const CFourDrives&) = delete;
+    CFourDrives& operator=(const CFourDrives&) = delete;
+
+    std::vector<Drive> GetDrives() override
+    {
+        return {{'c', DRIVE_FIXED, ""},
+                {'d', DRIVE_FIXED, "/srv"},
+                {'e', DRIVE_FIXED, "/var"},
+                {'f', DRIVE_REMOTE, "/net"}};
+    }
+    bool GetSpace(const std::string&, std::uint64_t&, std::uint64_t&) override { return false; }
+
+  private:
+    IDriveSource* const m_pFormer;
+};
+
+TEST_F(Settings, AllowEachFurtherDiskOfTheMachineFromTheStart)
+{
+    const CFourDrives drives;
+    CNodeModel* const model = CNodeModel::GetInstance();
+    EXPECT_EQ(model->GetGlobalSetting()->m_bsStorageDrive, DriveSet(0b11000));
+    EXPECT_EQ(model->GetStorageValues().drives, DriveSet(0b11000));
+}
+
 std::uint32_t AllFixed(const char* /*root*/)
 {
     return DRIVE_FIXED;
