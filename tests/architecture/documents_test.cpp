@@ -9,6 +9,7 @@
 #include <set>
 #include <string>
 
+#include "tests/architecture/house_support.h"
 #include "tests/support/test_places.h"
 
 namespace
@@ -45,8 +46,7 @@ std::set<std::string> EnvironmentVariables()
 {
     static const std::regex variable(R"re("((?:WATCHWALL|XDG|LC|QT)_[A-Z_]+|LANG|HOME|DISPLAY)")re");
     std::set<std::string> variables;
-    for (const char* room :
-         {"activex", "common", "host", "inc", "model", "platform", "record", "remote", "render", "skin"}) {
+    for (const std::string& room : HOUSE) {
         for (const auto& entry : fs::recursive_directory_iterator(SourcePath(room))) {
             if (entry.path().extension() != ".cpp") continue;
             variables.merge(AllMatches(Read(entry.path()), variable));
