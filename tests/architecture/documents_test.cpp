@@ -106,4 +106,25 @@ TEST(DocumentsTest, EachExitCodeIsListed)
     }
 }
 
+TEST(DocumentsTest, EachTellsTheVersionOfTheProject)
+{
+    static const std::regex project(R"re(project\(watchwall VERSION ([0-9.]+) )re");
+    const std::set<std::string> versions = AllMatches(Read(SourcePath("CMakeLists.txt")), project);
+    ASSERT_THAT(versions, SizeIs(1));
+    const struct {
+        const char* file;
+        const char* newest;
+    } rows[] = {{"CHANGELOG.md", R"re(\n## ([0-9.]+)\n)re"},
+                {"packaging/changelog", R"re(watchwall \(([0-9.]+)\) )re"},
+                {"packaging/org.watchwall.Watchwall.metainfo.xml", R"re(<release version="([0-9.]+)" )re"},
+                {"packaging/watchwall.1", R"re(\.TH .*"Watchwall ([0-9.]+)")re"},
+                {"packaging/watchwall-recorder.1", R"re(\.TH .*"Watchwall ([0-9.]+)")re"}};
+    for (const auto& row : rows) {
+        const std::string text = Read(SourcePath(row.file));
+        std::smatch found;
+        ASSERT_TRUE(std::regex_search(text, found, std::regex(row.newest))) << row.file;
+        EXPECT_EQ(found[1], *versions.begin()) << row.file;
+    }
+}
+
 }  // namespace
