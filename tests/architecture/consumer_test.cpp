@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <iterator>
 #include <string>
 
 #include "tests/support/process.h"
@@ -18,7 +20,8 @@ Outcome Configure(const std::string& folder, const std::string& settings, const 
                    " -S " + Quoted(SourcePath("tests/architecture/consumer")) + " -B " + Quoted(folder) +
                    " -D WATCHWALL=" + Quoted(SourcePath()) + " -D CMAKE_BUILD_TYPE=Debug" +
                    " -D CMAKE_CXX_FLAGS=-O0 -D CMAKE_CXX_COMPILER=" + Quoted(WATCHWALL_COMPILER) +
-                   " -D CMAKE_CXX_COMPILER_LAUNCHER=" + Quoted(WATCHWALL_LAUNCHER) + " " + settings);
+                   " -D CMAKE_CXX_COMPILER_LAUNCHER=" + Quoted(WATCHWALL_LAUNCHER) +
+                   " -D CMAKE_EXPORT_COMPILE_COMMANDS=ON " + settings);
 }
 
 // Without the packages that only the folders above the decoder core need.
@@ -35,6 +38,18 @@ TEST(ConsumerTest, LinksTheDecoderLibraryAloneWithoutThePackagesOfTheRest)
     const Outcome ran = Execute(Quoted(BUILD + "/consumer"));
     EXPECT_EQ(ran.status, 0);
     EXPECT_EQ(ran.output, "refused: 1 1\n");
+}
+
+// A newer compiler than ours warns of more.
+TEST(ConsumerTest, WarningsEndNoBuildOfAnotherProject)
+{
+    const std::string folder = BUILD + "-warnings";
+    const Outcome configured = Configure(folder, "");
+    ASSERT_EQ(configured.status, 0) << configured.output;
+    std::ifstream file(folder + "/compile_commands.json");
+    const std::string commands{std::istreambuf_iterator<char>(file), {}};
+    EXPECT_NE(commands.find(" -Wshadow "), std::string::npos) << commands;
+    EXPECT_EQ(commands.find("-Werror"), std::string::npos);
 }
 
 TEST(ConsumerTest, WithoutAPackageOfTheUpperLibrariesOnlyTheLowerOnesAreThere)

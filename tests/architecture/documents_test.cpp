@@ -9,6 +9,7 @@
 #include <set>
 #include <string>
 
+#include "tests/architecture/house_support.h"
 #include "tests/support/test_places.h"
 
 namespace
@@ -45,8 +46,7 @@ std::set<std::string> EnvironmentVariables()
 {
     static const std::regex variable(R"re("((?:WATCHWALL|XDG|LC|QT)_[A-Z_]+|LANG|HOME|DISPLAY)")re");
     std::set<std::string> variables;
-    for (const char* room :
-         {"activex", "common", "host", "inc", "model", "platform", "record", "remote", "render", "skin"}) {
+    for (const std::string& room : HOUSE) {
         for (const auto& entry : fs::recursive_directory_iterator(SourcePath(room))) {
             if (entry.path().extension() != ".cpp") continue;
             variables.merge(AllMatches(Read(entry.path()), variable));
@@ -103,6 +103,27 @@ TEST(DocumentsTest, EachExitCodeIsListed)
     for (const std::string& number : codes) {
         EXPECT_THAT(page, HasSubstr("\n| " + number + " | "));
         EXPECT_THAT(manual, HasSubstr("\n.B " + number + "\n"));
+    }
+}
+
+TEST(DocumentsTest, EachTellsTheVersionOfTheProject)
+{
+    static const std::regex project(R"re(project\(watchwall VERSION ([0-9.]+) )re");
+    const std::set<std::string> versions = AllMatches(Read(SourcePath("CMakeLists.txt")), project);
+    ASSERT_THAT(versions, SizeIs(1));
+    const struct {
+        const char* file;
+        const char* newest;
+    } rows[] = {{"CHANGELOG.md", R"re(\n## ([0-9.]+)\n)re"},
+                {"packaging/changelog", R"re(watchwall \(([0-9.]+)\) )re"},
+                {"packaging/org.watchwall.Watchwall.metainfo.xml", R"re(<release version="([0-9.]+)" )re"},
+                {"packaging/watchwall.1", R"re(\.TH .*"Watchwall ([0-9.]+)")re"},
+                {"packaging/watchwall-recorder.1", R"re(\.TH .*"Watchwall ([0-9.]+)")re"}};
+    for (const auto& row : rows) {
+        const std::string text = Read(SourcePath(row.file));
+        std::smatch found;
+        ASSERT_TRUE(std::regex_search(text, found, std::regex(row.newest))) << row.file;
+        EXPECT_EQ(found[1], *versions.begin()) << row.file;
     }
 }
 

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <map>
 #include <regex>
 #include <set>
@@ -14,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "tests/architecture/house_support.h"
 #include "tests/support/test_places.h"
 
 namespace
@@ -237,6 +239,59 @@ TEST(ArchitectureTest, EveryFolderWithSourcesIsARoom)
     for (const std::string& folder : folders) {
         const Room* const room = RoomOf(folder + "/");
         EXPECT_TRUE(room != nullptr && room->folder == folder) << folder;
+    }
+}
+
+std::string ReadText(const std::string& path)
+{
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// Of the first level: those of the table.
+std::set<std::string> TopFolders()
+{
+    std::set<std::string> folders;
+    for (const Room& room : Rooms())
+        folders.insert(std::string(room.folder).substr(0, std::string(room.folder).find('/')));
+    return folders;
+}
+
+TEST(ArchitectureTest, EveryFolderThatIsBuiltIsARoom)
+{
+    static const std::regex added(R"re(add_subdirectory\("?(\w+))re");
+    const std::string build = ReadText(SourcePath("CMakeLists.txt"));
+    std::set<std::string> folders;
+    for (auto at = std::sregex_iterator(build.begin(), build.end(), added); at != std::sregex_iterator(); ++at)
+        folders.insert((*at)[1]);
+    for (const char* const beside : {"bench", "config", "fuzz", "tests"})
+        EXPECT_EQ(folders.erase(beside), 1U) << beside;
+    EXPECT_EQ(folders, TopFolders());
+}
+
+// They name the folders each in its own way.
+TEST(ArchitectureTest, TheChecksOfNamesAndTheLintReadEveryRoom)
+{
+    std::set<std::string> named(HOUSE.begin(), HOUSE.end());
+    named.insert({"codec", "recorder"});
+    EXPECT_EQ(named, TopFolders());
+    std::string pattern;
+    for (const std::string& folder : TopFolders())
+        pattern += (pattern.empty() ? "(" : "|") + folder;
+    for (const char* const check : {"scripts/lint", ".clang-tidy"})
+        EXPECT_THAT(ReadText(SourcePath(check)), testing::HasSubstr(pattern + ")/'")) << check;
+}
+
+// A folder of tests that no CMakeLists.txt names is not built, and its tests fail nobody.
+TEST(ArchitectureTest, EveryTestIsBuilt)
+{
+    const std::string built = ReadText(BuildPath("compile_commands.json"));
+    ASSERT_NE(built, "") << "the presets have it written";
+    if (built.find("/tests/host/") == std::string::npos) GTEST_SKIP() << "a build without the programs";
+    for (const auto& entry : fs::recursive_directory_iterator(SourcePath("tests"))) {
+        const std::string file = "/tests/" + fs::relative(entry.path(), SourcePath("tests")).string();
+        if (!file.ends_with("_test.cpp")) continue;
+        EXPECT_NE(built.find(file + '"'), std::string::npos) << file;
     }
 }
 

@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/architecture/house_support.h"
 #include "tests/support/test_places.h"
 
 namespace
@@ -42,10 +43,6 @@ Faults CheckLines(const std::vector<std::string>& folders, const LineCheck& chec
     EXPECT_GT(lines, 1000U) << "the sources were not found under " << SourcePath();
     return faults;
 }
-
-// Those that the system's convention holds for; codec and recorder have their own.
-const std::vector<std::string> HOUSE = {"activex",  "common", "host",   "inc",    "model",
-                                        "platform", "record", "remote", "render", "skin"};
 
 std::vector<std::string> HouseAnd(std::initializer_list<std::string> others)
 {

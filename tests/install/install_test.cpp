@@ -41,6 +41,19 @@ class InstallTest : public testing::Test
                        " XDG_DATA_HOME=" + Quoted(m_Folder.Path("user/data")) + " LC_ALL=C " + command);
     }
 
+    // Another project, which finds the installed package.
+    Outcome BuildProject(const std::string& source, const std::string& build, const std::string& flags) const
+    {
+        const Outcome configured =
+            Execute(Quoted(WATCHWALL_CMAKE) + " --fresh -G " + Quoted(WATCHWALL_GENERATOR) + " -S " +
+                    Quoted(source) + " -B " + Quoted(build) + " -D CMAKE_PREFIX_PATH=" + Quoted(Prefix()) +
+                    " -D CMAKE_CXX_COMPILER=" + Quoted(WATCHWALL_COMPILER) +
+                    " -D CMAKE_CXX_COMPILER_LAUNCHER=" + Quoted(WATCHWALL_LAUNCHER) +
+                    " -D CMAKE_CXX_FLAGS=" + Quoted(flags));
+        if (configured.status != 0) return configured;
+        return Execute(Quoted(WATCHWALL_CMAKE) + " --build " + Quoted(build));
+    }
+
     CTestFolder m_Folder;
 };
 
@@ -190,16 +203,19 @@ TEST_F(InstallTest, HostOfTheEmbeddingPageIsBuiltFromThePackageAndRuns)
     if (flags.find("address") != std::string::npos)
         flags += " -include \"" + SourcePath("tests/support/keep_libraries.cpp") +
                  "\" -Wl,--export-dynamic-symbol=dlclose";
-    const Outcome configured =
-        Execute(Quoted(WATCHWALL_CMAKE) + " --fresh -G " + Quoted(WATCHWALL_GENERATOR) + " -S " +
-                Quoted(source) + " -B " + Quoted(build) + " -D CMAKE_PREFIX_PATH=" + Quoted(Prefix()) +
-                " -D CMAKE_CXX_COMPILER=" + Quoted(WATCHWALL_COMPILER) + " -D CMAKE_CXX_COMPILER_LAUNCHER=" +
-                Quoted(WATCHWALL_LAUNCHER) + " -D CMAKE_CXX_FLAGS=" + Quoted(flags));
-    ASSERT_EQ(configured.status, 0) << configured.output;
-    const Outcome built = Execute(Quoted(WATCHWALL_CMAKE) + " --build " + Quoted(build));
+    const Outcome built = BuildProject(source, build, flags);
     ASSERT_EQ(built.status, 0) << built.output;
     const Outcome ran = RunAsUser(Quoted(build + "/embedding") + " 1");
     EXPECT_EQ(ran.status, 0) << ran.output;
+}
+
+TEST_F(InstallTest, DecoderAloneIsLinkedFromThePackage)
+{
+    const std::string build = BuildPath("decoder");
+    const Outcome built =
+        BuildProject(SourcePath("tests/architecture/consumer"), build, WATCHWALL_SANITIZER_FLAGS);
+    ASSERT_EQ(built.status, 0) << built.output;
+    EXPECT_EQ(Execute(Quoted(build + "/consumer")).output, "refused: 1 1\n");
 }
 
 }  // namespace

@@ -89,4 +89,14 @@ TEST_F(RenderTest, ReleasedRendererLivesAsLongAsALinkHoldsIt)
     EXPECT_EQ(m_iDestroyed, 1);
 }
 
+TEST_F(RenderTest, AnotherFactoryLeavesTheRendererThatStands)
+{
+    const auto render = CreateRender();
+    const CRenderFactory former = SetRenderFactory([] { return nullptr; });
+    EXPECT_EQ(CreateRender(), render);
+    SetRenderFactory(former);
+    EXPECT_EQ(CreateRender(), render);
+    EXPECT_EQ(m_iAsked, 1);
+}
+
 }  // namespace

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <chrono>
 #include <filesystem>
 
 #include "tests/support/process.h"
@@ -48,6 +49,18 @@ TEST_F(ConfigureTest, AgainWhenThePresetsAreOthers)
 {
     EXPECT_EQ(Configure(), 0);
     m_Folder.Write("CMakePresets.json", "new");
+    EXPECT_EQ(Configure(), 0);
+    EXPECT_EQ(Calls(), "call\ncall\n");
+}
+
+// A build that lacked the frame of the tests had none, and went on without them.
+TEST_F(ConfigureTest, AgainWhenPackagesHaveCome)
+{
+    EXPECT_EQ(Configure(), 0);
+    const std::filesystem::path build = m_Folder.Path("build/address/build.ninja");
+    std::filesystem::last_write_time(build, std::filesystem::last_write_time(build) - std::chrono::seconds(10));
+    m_Folder.Write("build/packages", "");
+    EXPECT_EQ(Configure(), 0);
     EXPECT_EQ(Configure(), 0);
     EXPECT_EQ(Calls(), "call\ncall\n");
 }

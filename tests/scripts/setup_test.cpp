@@ -93,6 +93,29 @@ TEST_F(SetupTest, EachWordAsksForNoMoreThanItsWork)
     EXPECT_THAT(m_strSaid, HasSubstr("scripts/setup run"));
 }
 
+TEST_F(SetupTest, EachCommandAsksForWhatItNeeds)
+{
+    for (const char* name : {"run", "test"})
+        std::filesystem::copy_file(SourcePath(name), m_Folder.Path(name));
+    for (const auto& entry : std::filesystem::directory_iterator(SourcePath("scripts"))) {
+        const std::string name = "scripts/" + entry.path().filename().string();
+        if (name != "scripts/setup") std::filesystem::copy_file(entry.path(), m_Folder.Path(name));
+    }
+    m_Folder.Write("scripts/setup", "#!/bin/sh\necho \"$@\" >asked\nexit 1\n");
+    const struct {
+        const char* command;
+        const char* word;
+    } rows[] = {{"run", "run"},           {"scripts/kill-test", "run"}, {"scripts/soak", "run"},
+                {"test", "test"},         {"test --sanitize", "dev"},   {"scripts/lint", "dev"},
+                {"scripts/bench", "dev"}, {"scripts/fuzz", "dev"}};
+    for (const auto& row : rows) {
+        const Outcome outcome = Execute("cd " + Quoted(m_Folder.Path()) + " && ./" + row.command);
+        EXPECT_EQ(outcome.status, 1) << row.command << ": " << outcome.output;
+        EXPECT_EQ(m_Folder.Read("asked"), row.word + std::string("\n")) << row.command;
+        std::filesystem::remove(m_Folder.Path("asked"));
+    }
+}
+
 TEST_F(SetupTest, WithoutANetworkItSaysSoInOneLine)
 {
     Command("apt-get", "echo 'E: Failed to fetch http://deb.example/x  Temporary failure resolving'; exit 100");
