@@ -54,6 +54,22 @@ TEST_F(MainDialogTest, LayoutButtonIsMovedBesideTheOtherAndTheCaptionsBelow)
     EXPECT_EQ(m_Panel->GetDlgItemText(62), "Layout");
 }
 
+TEST_F(MainDialogTest, GroundIsPaleGreyWhereNothingStands)
+{
+    Start();
+    QWidget& panel = *m_Panel->Widget();
+    const QImage shown = panel.grab().toImage();
+    int free = 0;
+    for (int y = 5; y < panel.height(); y += 10) {
+        for (int x = 5; x < panel.width(); x += 10) {
+            if (panel.childAt(x, y) != nullptr) continue;
+            ++free;
+            ASSERT_EQ(shown.pixelColor(x, y), QColor(0xC5, 0xC5, 0xC5)) << x << " " << y;
+        }
+    }
+    EXPECT_GT(free, 10);
+}
+
 TEST_F(MainDialogTest, SideBarHasItsFiveFoldersInOrder)
 {
     CMainDialog& panel = Start();

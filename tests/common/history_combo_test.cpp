@@ -54,6 +54,17 @@ TEST_F(HistoryComboTest, AddingAKnownTextMovesItToTheTop)
     EXPECT_EQ(combo.currentText(), "a");
 }
 
+TEST_F(HistoryComboTest, OnlyTheVeryTextCountsAsKnown)
+{
+    CHistoryCombo combo;
+    for (const char* text : {"gate", "gate 1", "Gate"})
+        combo.AddString(text);
+    EXPECT_EQ(Entries(combo), QStringList({"Gate", "gate 1", "gate"}));
+    combo.AddString("gate");
+    EXPECT_EQ(Entries(combo), QStringList({"gate", "Gate", "gate 1"}));
+    EXPECT_EQ(combo.currentIndex(), 0);
+}
+
 TEST_F(HistoryComboTest, TextIsTrimmed)
 {
     CHistoryCombo combo;
@@ -293,17 +304,17 @@ TEST_F(HistoryComboTest, ClearKeepsTheProfileUnlessTold)
 TEST_F(HistoryComboTest, CopyTakesEntriesAndText)
 {
     CHistoryCombo from;
-    from.AddString("a");
-    from.AddString("b");
+    for (const char* text : {"a", "A", "b"})
+        from.AddString(text);
     CHistoryCombo to;
     to.AddString("old");
-    from.CopyTo(to);
-    EXPECT_EQ(Entries(to), QStringList({"b", "a"}));
-    EXPECT_EQ(to.currentText(), "b");
-    from.setCurrentIndex(1);  // the toolkit selects a list's first text by itself
-    from.CopyTo(to);
-    EXPECT_EQ(to.currentText(), "a");
-    EXPECT_EQ(to.currentIndex(), 1);
+    for (const int selected : {0, 1, 2}) {
+        from.setCurrentIndex(selected);
+        from.CopyTo(to);
+        EXPECT_EQ(Entries(to), QStringList({"b", "A", "a"}));
+        EXPECT_EQ(to.currentText(), from.currentText());
+        EXPECT_EQ(to.currentIndex(), selected);
+    }
 }
 
 TEST_F(HistoryComboTest, ListIsLoadedWithoutItsEmptyTexts)

@@ -370,6 +370,20 @@ TEST_F(LogonDlgTest, SuccessAddsTheStationInOrderAndTellsTheTotal)
     ExpectAtRest();
 }
 
+TEST_F(LogonDlgTest, TotalIsTheParentsParentsAndNotTheParents)
+{
+    Show();
+    int atParent = 0;
+    const CWindowHandle parent(*m_pBar, [&atParent](std::uint32_t, WPARAM, LPARAM) {
+        ++atParent;
+        return LRESULT{0};
+    });
+    Enter("1001");
+    Accept();
+    EXPECT_EQ(m_Messages.size(), 1U);
+    EXPECT_EQ(atParent, 0);
+}
+
 TEST_F(LogonDlgTest, TotalGrowsWithEachStationAsLongAsThePanelLives)
 {
     m_Answers = {{true, true, 4}, {true, true, 0}, {true, true, 3}};
@@ -509,6 +523,20 @@ TEST_F(LogonDlgTest, NodeOfThatNameThatIsNoStationDoesNotMatter)
     Accept();
     EXPECT_THAT(m_Boxes->m_Texts, IsEmpty());
     EXPECT_THAT(Stations(), ElementsAre("9", "9"));
+}
+
+TEST_F(LogonDlgTest, StationOfThatNameIsFoundWhereverItStands)
+{
+    auto* const folder = new CFolder;
+    auto* const station = new CStation;
+    station->SetName("9");
+    folder->Add(station, nullptr);
+    CNodeModel::GetInstance()->GetRoot()->Add(folder, nullptr);
+    Show();
+    Enter("9");
+    Accept();
+    EXPECT_THAT(m_Boxes->m_Texts, ElementsAre("This station is in the list already."));
+    EXPECT_THAT(Stations(), ElementsAre("Unknown"));
 }
 
 TEST_F(LogonDlgTest, MissingRootIsMade)

@@ -69,6 +69,22 @@ TEST_F(SideBarTest, LineThatIsOnFiresOnlyWithAFiringStyle)
     EXPECT_THAT(m_Commands, ElementsAre(100, 101, 102, 103));
 }
 
+TEST_F(SideBarTest, ClickAsksForNoStateOfAFiringLine)
+{
+    ShowWithFocus();
+    m_Bar->AddFolder("a", {});
+    m_Bar->AddItem(0, "header");
+    for (std::uint32_t style = 0; style < 4; ++style)
+        m_Bar->AddSubItem(0, 0, "line", {}, static_cast<ELineStyle>(style), style);
+    Paint();
+    std::vector<std::uint32_t> asked;
+    m_Bar->SetUpdateHandler([&asked](COL2CCmdUI& update) { asked.push_back(update.m_dwCommand); });
+    for (int i = 0; i < 4; ++i)
+        Press(Middle(Line(0, 0, i).m_Rect));
+    EXPECT_THAT(asked, ElementsAre(0U, 1U));
+    EXPECT_THAT(m_Commands, ElementsAre(0, 1, 2, 3));
+}
+
 TEST_F(SideBarTest, CommandIsItsLowSixteenBits)
 {
     Show();
@@ -104,6 +120,9 @@ TEST_F(SideBarTest, IdleUpdateAsksForEveryLineButThePlainFiringOnes)
     m_Bar->AddItem(0, "header");
     for (std::uint32_t style = 0; style < 4; ++style)
         m_Bar->AddSubItem(0, 0, "line", {}, static_cast<ELineStyle>(style), style);
+    m_Bar->AddFolder("b, which isn't selected", {});
+    m_Bar->AddItem(1, "header");
+    m_Bar->AddSubItem(1, 0, "line", {}, ELineStyle::Command, 9);
     std::vector<std::uint32_t> asked;
     m_Bar->SetUpdateHandler([&asked](COL2CCmdUI& update) {
         asked.push_back(update.m_dwCommand);
@@ -185,6 +204,25 @@ TEST_F(SideBarTest, LineWhoseStateChangesIsPaintedAnew)
     EXPECT_FALSE(paints.m_Region.intersects(line)) << "it is as it was";
     check = 1;
     m_Bar->UpdateLines();
+    QApplication::processEvents();
+    EXPECT_TRUE(paints.m_Region.contains(line));
+}
+
+TEST_F(SideBarTest, LineThatIsClickedIsPaintedAnew)
+{
+    ShowWithFocus();
+    m_Bar->AddFolder("a", {});
+    m_Bar->AddItem(0, "header");
+    m_Bar->AddSubItem(0, 0, "line", {}, ELineStyle::Check, 1);
+    std::int32_t check = 0;
+    m_Bar->SetUpdateHandler([&check](COL2CCmdUI& update) { update.SetCheck(check); });
+    CPaints paints(*m_Bar);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !paints.m_Region.isEmpty(); }));
+    QApplication::processEvents();
+    const QRect line = Line(0, 0, 0).m_Rect;
+    paints.m_Region = {};
+    check = 1;
+    Press(Middle(line));
     QApplication::processEvents();
     EXPECT_TRUE(paints.m_Region.contains(line));
 }

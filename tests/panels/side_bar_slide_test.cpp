@@ -120,6 +120,23 @@ TEST_F(SideBarTest, PageThatSlidesInIsShownOnlyAtTheEnd)
     EXPECT_FALSE(first->isVisible());
 }
 
+TEST_F(SideBarTest, PageThatSlidesInIsHitOnlyAtTheEnd)
+{
+    Show();
+    for (const int folder : {0, 1}) {
+        m_Bar->AddFolder("a", {});
+        m_Bar->AddItem(folder, "");
+        m_Bar->AddSubItem(folder, 0, "line", {}, ELineStyle::Fire, 1);
+    }
+    Paint();
+    const QPoint place = Middle(Line(0, 0, 0).m_Rect);
+    m_Bar->SelectFolder(1, COutlook2Ctrl::EAnimation::On);
+    ASSERT_TRUE(m_Bar->IsSliding());
+    EXPECT_NE(m_Bar->HitTest(place).kind, COutlook2Ctrl::EHit::SubItem);
+    ASSERT_TRUE(QTest::qWaitFor([this] { return !m_Bar->IsSliding(); }));
+    EXPECT_EQ(m_Bar->HitTest(place).kind, COutlook2Ctrl::EHit::SubItem);
+}
+
 TEST_F(SideBarTest, PageThatGoesIsSeenAboveTheOneThatSlidesIn)
 {
     Show();

@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <QApplication>
+#include <QMouseEvent>
 #include <QTemporaryDir>
 #include <QTest>
 #include <optional>
@@ -42,6 +44,13 @@ class SideBarTest : public testing::Test
         ASSERT_TRUE(m_Bar->hasFocus());
     }
     void Paint() { m_Bar->grab(); }
+    /// Of the left button, past the event loop, which would ask for the lines' states by itself.
+    void Press(const QPoint& place)
+    {
+        QMouseEvent press(QEvent::MouseButtonPress, place, m_Bar->mapToGlobal(place), Qt::LeftButton,
+                          Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(&*m_Bar, &press);
+    }
     QPoint Middle(const QRect& rect) const { return rect.center(); }
     const COL2SubItem& Line(int folder, int item, int line) const
     {

@@ -6,9 +6,12 @@
 #include <QInputMethodEvent>
 #include <QMenu>
 #include <QMouseEvent>
+#include <QPainter>
 #include <QPointer>
 #include <QScrollBar>
+#include <algorithm>
 
+#include "activex/UI common/PanelIcons.h"
 #include "model/settings/Language.h"
 #include "platform/qt/Keys.h"
 #include "platform/qt/MessagePump.h"
@@ -118,6 +121,55 @@ TEST_F(TreeDlgTest, EachStatusHasAnIconOfItsOwnLeftOfTheLabel)
     for (std::size_t i = 0; i < icons.size(); ++i) {
         for (std::size_t j = 0; j < i; ++j)
             EXPECT_NE(icons[i], icons[j]) << i << " " << j;
+    }
+}
+
+TEST_F(TreeDlgTest, IconIsDrawnTwentySixPixelsLeftOfTheLabel)
+{
+    AddStation();
+    ShowDialog();
+    const QModelIndex item = Item({0, 0, 0});
+    const QRect cell = Tree().visualRect(item);
+    const QRect row(0, cell.top(), Tree().viewport()->width(), cell.height());
+    auto* const device = static_cast<CRemote*>(CNodeModel::GetInstance()->FindByName("a"));
+    const auto shown = [&](int status) {
+        device->SetStatus(status);
+        m_Dlg->RefreshIcons(m_Dlg->GetRootItem());
+        return Tree().viewport()->grab(row).toImage().convertToFormat(QImage::Format_RGB32);
+    };
+    QImage wanted = shown(-1);  // of no icon
+    QPainter painter(&wanted);
+    const int label = cell.left() + 3;
+    MakeDeviceIcon(STATUS_RECORDING).paint(&painter, QRect(label - 26, ROW / 2 - 1 - 12, 24, 24));
+    painter.end();
+    EXPECT_EQ(shown(STATUS_RECORDING), wanted);
+}
+
+TEST_F(TreeDlgTest, NameIsDrawnInTheMiddleOfItsRowInTheColourOfTheTree)
+{
+    AddStation();
+    ShowDialog();
+    Tree().setCurrentIndex({});
+    for (const QColor& ink : {QColor(0x32, 0x32, 0x32), QColor(0x9B, 0x9B, 0x9B)}) {
+        const QRect label = Tree().GetLabelRect(Item({0}));
+        const QImage shown = Tree().viewport()->grab(label).toImage();
+        int first = shown.height();
+        int last = -1;
+        int darkest = 0xFF;
+        for (int y = 0; y < shown.height(); ++y) {
+            for (int x = 0; x < shown.width(); ++x) {
+                if (shown.pixelColor(x, y) == QColor(Qt::white)) continue;
+                first = std::min(first, y);
+                last = y;
+                darkest = std::min(darkest, shown.pixelColor(x, y).red());
+            }
+        }
+        EXPECT_GE(last - first, 6) << "1001";
+        EXPECT_NEAR(first + last, ROW - 1, 4);
+        EXPECT_GE(darkest, ink.red());
+        EXPECT_LT(darkest, ink.red() + 0x28);
+        m_Dlg->RefillTree();
+        Tree().setCurrentIndex({});
     }
 }
 

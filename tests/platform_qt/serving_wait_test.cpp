@@ -5,16 +5,22 @@
 #include <QAbstractButton>
 #include <QAbstractEventDispatcher>
 #include <QApplication>
+#include <QContextMenuEvent>
 #include <QEventLoop>
+#include <QKeyEvent>
 #include <QMessageBox>
+#include <QMouseEvent>
 #include <QPushButton>
+#include <QShortcutEvent>
 #include <QSocketNotifier>
 #include <QTest>
 #include <QTimer>
+#include <QWheelEvent>
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <set>
 #include <string>
 #include <thread>
 
@@ -175,6 +181,82 @@ TEST_F(ServingWait, TakesNoInput)
     EXPECT_EQ(clicks, 0);
     QTest::mouseClick(&button, Qt::LeftButton);
     EXPECT_EQ(clicks, 1);
+}
+
+/// Takes every kind of input.
+class CInputTaker final : public QWidget
+{
+  public:
+    static constexpr std::array MOUSE{QEvent::MouseButtonPress, QEvent::MouseButtonRelease,
+                                      QEvent::MouseButtonDblClick, QEvent::MouseMove};
+    static constexpr std::array KEYS{QEvent::ShortcutOverride, QEvent::KeyPress, QEvent::KeyRelease};
+
+    using QWidget::QWidget;
+
+    void SendAll()
+    {
+        const QPointF place(1, 1);
+        const QPointF onScreen = mapToGlobal(place);
+        for (const QEvent::Type type : MOUSE) {
+            QMouseEvent mouse(type, place, onScreen, Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
+            QApplication::sendEvent(this, &mouse);
+        }
+        QWheelEvent wheel(place, onScreen, {}, {0, 120}, Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase,
+                          false);
+        QApplication::sendEvent(this, &wheel);
+        QContextMenuEvent menu(QContextMenuEvent::Mouse, place.toPoint(), onScreen.toPoint());
+        QApplication::sendEvent(this, &menu);
+        for (const QEvent::Type type : KEYS) {
+            QKeyEvent key(type, Qt::Key_F5, Qt::NoModifier);
+            QApplication::sendEvent(this, &key);
+        }
+        QShortcutEvent shortcut(QKeySequence(Qt::Key_F5), 1);
+        QApplication::sendEvent(this, &shortcut);
+    }
+
+    std::set<QEvent::Type> m_Taken;
+
+  protected:
+    bool event(QEvent* event) override
+    {
+        const bool input = event->isInputEvent() || event->type() == QEvent::Shortcut;
+        if (!input) return QWidget::event(event);
+        m_Taken.insert(event->type());
+        event->accept();
+        return true;
+    }
+};
+
+TEST_F(ServingWait, TakesNoKindOfInput)
+{
+    CInputTaker taker(&m_Panel);
+    taker.show();
+    WaitWhilePanelRuns([&] { taker.SendAll(); });
+    EXPECT_TRUE(taker.m_Taken.empty()) << *taker.m_Taken.begin();
+    taker.SendAll();
+    EXPECT_EQ(taker.m_Taken.size(), 10U);
+}
+
+TEST_F(ServingWait, EndsTheApplicationAfterTheCallWhenThatIsAskedForMeanwhile)
+{
+    struct CQuits final : QObject {
+        bool eventFilter(QObject*, QEvent* event) override
+        {
+            if (event->type() != QEvent::Quit) return false;
+            ++m_iQuits;
+            return true;
+        }
+        int m_iQuits = 0;
+    } quits;
+    qApp->installEventFilter(&quits);
+    WaitWhilePanelRuns([] {
+        for (int i = 0; i < 2; ++i)
+            QCoreApplication::postEvent(qApp, new QEvent(QEvent::Quit));
+    });
+    EXPECT_EQ(quits.m_iQuits, 0);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return quits.m_iQuits > 0; }));
+    QApplication::processEvents();
+    EXPECT_EQ(quits.m_iQuits, 1);
 }
 
 TEST_F(ServingWait, MessageBoxThatAnotherThreadAsksForCanBeAnswered)
