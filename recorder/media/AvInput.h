@@ -52,6 +52,7 @@ class AvInput
 
   private:
     void Open();
+    void OpenDecoder(const AVCodec* codec);
     std::string OpenIfPipe();
     bool Receive();
     bool Feed();
