@@ -149,6 +149,8 @@ void AvInput::Open()
     OpenDecoder(codec);
     m_Decodes = false;
     m_Faults = 0;
+    m_Joined = false;
+    m_Latest = AV_NOPTS_VALUE;
     m_Description.clear();
 }
 
@@ -207,6 +209,10 @@ bool AvInput::Feed()
         }
         CheckAv(read, "read the source");
         if (m_Packet->stream_index != m_Stream) continue;
+        if (m_Packet->dts != AV_NOPTS_VALUE) {
+            const int64_t latest = std::exchange(m_Latest, m_Packet->dts);
+            m_Joined = m_Joined || (latest != AV_NOPTS_VALUE && m_Packet->dts < latest);
+        }
         TakeDescription();
         if (m_Tap) m_Tap(*m_Packet);
         if (IsLeftOut()) continue;
@@ -275,8 +281,11 @@ void AvInput::Restart()
     m_OwesDescription = true;
     // There may be a newer image by now, which a seek within what is in memory wouldn't find.
     const bool image = std::exchange(m_Pictures, 0) == 1 && IsFile();
-    if (!image && av_seek_frame(m_Input.get(), m_Stream, 0, AVSEEK_FLAG_BACKWARD) >= 0) {
+    // The beginning of a later part would be found as well as that of the first.
+    const bool sought = !image && !m_Joined;
+    if (sought && av_seek_frame(m_Input.get(), m_Stream, 0, AVSEEK_FLAG_BACKWARD) >= 0) {
         OpenDecoder(m_Decoder->codec);
+        m_Latest = AV_NOPTS_VALUE;
         if (Next()) return;
     }
     // Bare streams and filter graphs can't be sought in.
