@@ -146,14 +146,22 @@ void AvInput::Open()
     CheckAv(avformat_find_stream_info(input, nullptr), "read the source");
     const AVCodec* codec = nullptr;
     m_Stream = CheckAv(av_find_best_stream(input, AVMEDIA_TYPE_VIDEO, -1, -1, &codec, 0), "find pictures");
-    m_Decoder.reset(avcodec_alloc_context3(codec));
-    if (!m_Decoder) throw std::runtime_error("no memory for a decoder");
-    CheckAv(avcodec_parameters_to_context(m_Decoder.get(), input->streams[m_Stream]->codecpar), "decode it");
-    m_Decoder->thread_count = 1;
-    CheckAv(avcodec_open2(m_Decoder.get(), codec, nullptr), "decode it");
+    OpenDecoder(codec);
     m_Decodes = false;
     m_Faults = 0;
+    m_Joined = false;
+    m_Latest = AV_NOPTS_VALUE;
     m_Description.clear();
+}
+
+// It knows what the source's format tells, and nothing of what came within pictures.
+void AvInput::OpenDecoder(const AVCodec* codec)
+{
+    m_Decoder.reset(avcodec_alloc_context3(codec));
+    if (!m_Decoder) throw std::runtime_error("no memory for a decoder");
+    CheckAv(avcodec_parameters_to_context(m_Decoder.get(), &Codec()), "decode it");
+    m_Decoder->thread_count = 1;
+    CheckAv(avcodec_open2(m_Decoder.get(), codec, nullptr), "decode it");
 }
 
 bool AvInput::Next()
@@ -201,6 +209,10 @@ bool AvInput::Feed()
         }
         CheckAv(read, "read the source");
         if (m_Packet->stream_index != m_Stream) continue;
+        if (m_Packet->dts != AV_NOPTS_VALUE) {
+            const int64_t latest = std::exchange(m_Latest, m_Packet->dts);
+            m_Joined = m_Joined || (latest != AV_NOPTS_VALUE && m_Packet->dts < latest);
+        }
         TakeDescription();
         if (m_Tap) m_Tap(*m_Packet);
         if (IsLeftOut()) continue;
@@ -262,15 +274,20 @@ bool AvInput::IsFile() const
 
 void AvInput::Restart()
 {
-    avcodec_flush_buffers(m_Decoder.get());
     m_Drained = false;
-    // FLV doesn't say again how it began, and nothing tells of parameter sets that came within pictures since.
+    // FLV doesn't say again how it began. Who looks at the packets is to know as well as the decoder.
     const AVCodecParameters& codec = Codec();
     m_Description.assign(codec.extradata, codec.extradata + codec.extradata_size);
     m_OwesDescription = true;
     // There may be a newer image by now, which a seek within what is in memory wouldn't find.
     const bool image = std::exchange(m_Pictures, 0) == 1 && IsFile();
-    if (!image && av_seek_frame(m_Input.get(), m_Stream, 0, AVSEEK_FLAG_BACKWARD) >= 0 && Next()) return;
+    // The beginning of a later part would be found as well as that of the first.
+    const bool sought = !image && !m_Joined;
+    if (sought && av_seek_frame(m_Input.get(), m_Stream, 0, AVSEEK_FLAG_BACKWARD) >= 0) {
+        OpenDecoder(m_Decoder->codec);
+        m_Latest = AV_NOPTS_VALUE;
+        if (Next()) return;
+    }
     // Bare streams and filter graphs can't be sought in.
     Open();
     m_Drained = false;

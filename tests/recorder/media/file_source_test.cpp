@@ -52,27 +52,33 @@ TEST(SourceTest, AFileThatCanNotBeSoughtIsPlayedAgainAndAgain)
     ExpectPlayedAgainAndAgain("short.h264", "-c:v libx264");
 }
 
-// As a recorder's files are joined: the stamps begin anew in the middle.
-TEST(SourceTest, AJoinedFileIsPlayedToItsEnd)
+// As a recorder's files are joined: the stamps begin anew in the middle. Who looks for the beginning of a
+// Matroska file by its stamp finds that of the later part.
+TEST(SourceTest, AJoinedFileIsPlayedToItsEndAgainAndAgain)
 {
-    const CTestFolder folder;
-    std::ofstream joined(folder.Path("joined.ts"), std::ios::binary);
-    for (const std::string colour : {"black", "white"}) {
-        const std::string part = folder.Path(colour + ".ts");
-        std::string command = "ffmpeg -v error -y -f lavfi -i color=s=64x48:r=25:d=2:c=";
-        command.append(colour).append(" -c:v mpeg2video ").append(part);
-        ASSERT_EQ(std::system(command.c_str()), 0);
-        joined << std::ifstream(part, std::ios::binary).rdbuf();
+    for (const std::string format : {"mpegts", "matroska"}) {
+        SCOPED_TRACE(format);
+        const CTestFolder folder;
+        std::ofstream joined(folder.Path("joined"), std::ios::binary);
+        for (const std::string colour : {"black", "white"}) {
+            const std::string part = folder.Path(colour);
+            std::string command = "ffmpeg -v error -y -f lavfi -i color=s=64x48:r=25:d=2:c=";
+            command.append(colour).append(" -c:v mpeg2video -f ").append(format).append(" ").append(part);
+            ASSERT_EQ(std::system(command.c_str()), 0);
+            joined << std::ifstream(part, std::ios::binary).rdbuf();
+        }
+        joined.close();
+        const auto source = MakeSource(folder.Path("joined"), SourceScene(), 0, NEVER_STOP);
+        Picture picture;
+        for (int round = 0; round < 3; ++round) {
+            int bright = 0;
+            for (int i = 0; i < 100; ++i) {  // its length
+                source->Read(100 * round + i, picture);
+                bright += picture.y[static_cast<size_t>(144 * 352 + 176)] > 128 ? 1 : 0;
+            }
+            EXPECT_NEAR(bright, 50, 3) << "round " << round;
+        }
     }
-    joined.close();
-    const auto source = MakeSource(folder.Path("joined.ts"), SourceScene(), 0, NEVER_STOP);
-    Picture picture;
-    int bright = 0;
-    for (int i = 0; i < 100; ++i) {  // its length
-        source->Read(i, picture);
-        bright += picture.y[static_cast<size_t>(144 * 352 + 176)] > 128 ? 1 : 0;
-    }
-    EXPECT_NEAR(bright, 50, 3);
 }
 
 TEST(SourceTest, EachPictureIsShownFromItsTimeToThatOfTheNext)

@@ -395,7 +395,8 @@ TEST(LiveSourceTest, WhereKeyPicturesAreNeverOldTheyAloneAreDecodedForWhoWatches
 }
 
 // Plays a blue film until so many pictures each had its time.
-void ExpectPlayedAtAPace(const std::string& name, const std::string& encoding, int pictures, milliseconds pace)
+void ExpectPlayedAtAPace(const std::string& name, const std::string& encoding, int pictures, milliseconds pace,
+                         const LiveSource::Times& times = Times(seconds(20)))
 {
     const CTestFolder folder;
     const std::string file = folder.Path(name);
@@ -404,7 +405,7 @@ void ExpectPlayedAtAPace(const std::string& name, const std::string& encoding, i
     testing::internal::CaptureStderr();
     const auto begun = Clock::now();
     {
-        LiveSource source(file, SmallSetup(), 0, NEVER_STOP, Times(seconds(20)), &packets);
+        LiveSource source(file, SmallSetup(), 0, NEVER_STOP, times, &packets);
         while (packets.Count() < pictures + 2 && Clock::now() - begun < seconds(10))
             std::this_thread::sleep_for(milliseconds(2));
     }
@@ -427,6 +428,14 @@ TEST(LiveSourceTest, AFileWithoutTimeStampsIsPlayedAtTheRateOfTheChannel)
 TEST(LiveSourceTest, TheLastPictureOfAFileHasItsTimeToo)
 {
     ExpectPlayedAtAPace("slides.mov", "-r 2 -frames:v 2 -c:v mpeg4", 4, milliseconds(500));
+}
+
+// With its key pictures only a film of one group would be taken for an image, and be opened anew every second.
+TEST(LiveSourceTest, AFileIsPlayedPictureByPictureThoughNobodyWatches)
+{
+    auto times = Times(seconds(20));
+    times.idleAfter = milliseconds(0);
+    ExpectPlayedAtAPace("group.mov", "-frames:v 25 -g 100 -c:v mpeg4", 20, milliseconds(40), times);
 }
 
 TEST(LiveSourceTest, ItEndsWhileItsSourceIsSilent)
