@@ -42,6 +42,10 @@ void DeviceLink::OnDatagram(TimeUs now, const Endpoint& from, std::span<const ui
         return;
     }
     const bool fromRendezvous = from == m_Setup.rendezvous;
+    if (!fromRendezvous && IsOfRecorder(*message)) {
+        ++m_Counts.badRequests;
+        return;
+    }
     if (const auto it = m_Clients.find(from); it != m_Clients.end()) {
         it->second.heard = now;
         it->second.unansweredSince = NEVER;
@@ -81,6 +85,15 @@ void DeviceLink::OnDatagram(TimeUs now, const Endpoint& from, std::span<const ui
         default:
             break;
     }
+}
+
+// Whether a recorder sent it: this one, when an echo returns what it said, or another one its pictures. Both
+// come from where a made-up request came from, and to take them for a client's, or to acknowledge them, would
+// keep the stream going without end.
+bool DeviceLink::IsOfRecorder(const WireMessage& message) const
+{
+    const bool isData = message.type == EMessage::Data && !message.body.empty();
+    return SameName(message.record.name, m_Setup.name) || (isData && !ParseStreamRequest(message.body));
 }
 
 void DeviceLink::OnData(TimeUs now, const Endpoint& from, const WireMessage& message)

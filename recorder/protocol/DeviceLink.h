@@ -59,7 +59,8 @@ struct ClientCounts {
 /// It names no endpoint but the rendezvous and those from which a datagram came, to it or to the rendezvous:
 /// the local addresses in a foreign record are never used. As a sender can be made up, a client gets no
 /// pictures until it has acknowledged a stream reply; the reply alone goes out REPLIES times, one each
-/// REPLY_EVERY.
+/// REPLY_EVERY. What only a recorder says isn't answered, so that neither an echo nor another recorder, in
+/// whose name a request was made up, acknowledges for it.
 class DeviceLink
 {
   public:
@@ -76,7 +77,7 @@ class DeviceLink
         uint64_t punches = 0;        // from peers
         uint64_t serverPunches = 0;  // forwarded by the rendezvous
         uint64_t requests = 0;
-        uint64_t badRequests = 0;     // data that isn't a stream request, or names no channel of ours
+        uint64_t badRequests = 0;     // no stream request, for no channel of ours, or under our own name
         uint64_t refusedClients = 0;  // no room
         std::array<uint64_t, WIRE_FAULTS> faults{};  // by EWireFault
     };
@@ -119,6 +120,7 @@ class DeviceLink
     void Register(TimeUs now);
     Client* FindOrAdd(TimeUs now, const Endpoint& from, const std::string& name);
     bool MakeRoom(const Endpoint& from);
+    bool IsOfRecorder(const WireMessage& message) const;
     void OnData(TimeUs now, const Endpoint& from, const WireMessage& message);
     void OnRequest(TimeUs now, Client& client, int channel);
     void OnAcknowledged(Client& client);

@@ -1,6 +1,8 @@
 #include "recorder/server/ConnectionServer.h"
 
+#include <algorithm>
 #include <chrono>
+#include <ranges>
 #include <utility>
 
 namespace recorder
@@ -49,19 +51,24 @@ ConnectionServer::ConnectionServer(asio::io_context& context, const Endpoint& at
 
 ConnectionServer::~ConnectionServer()
 {
-    for (const auto& connection : m_Connections)
+    for (const auto& [connection, address] : m_Connections)
         connection->Forget();
 }
 
 void ConnectionServer::Accept(asio::ip::tcp::socket socket)
 {
     ++m_Counts.connections;
-    if (m_Connections.size() >= MAX_CONNECTIONS) {
+    asio::error_code error;
+    const auto remote = socket.remote_endpoint(error);
+    if (error) return;
+    const uint32_t from = remote.address().to_v4().to_uint();
+    const auto neighbours = std::ranges::count(std::views::values(m_Connections), from);
+    if (m_Connections.size() >= MAX_CONNECTIONS || static_cast<size_t>(neighbours) >= MAX_PER_ADDRESS) {
         ++m_Counts.turnedAway;  // the socket's end closes it
         return;
     }
     const auto connection = MakeConnection(std::move(socket));
-    m_Connections.insert(connection);
+    m_Connections.emplace(connection, from);
     connection->Start();
 }
 

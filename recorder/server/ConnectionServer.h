@@ -3,8 +3,8 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
-#include <set>
 #include <span>
 
 #include "recorder/server/TcpListener.h"
@@ -15,7 +15,7 @@ namespace recorder
 struct ConnectionCounts {
     uint64_t connections = 0;
     uint64_t timeouts = 0;    // closed when their time was over
-    uint64_t turnedAway = 0;  // beyond the limit, closed at once
+    uint64_t turnedAway = 0;  // beyond a limit, closed at once
 };
 
 /// A TCP port with few short connections: each is served for TIME_LIMIT at most. Everything happens on the
@@ -24,6 +24,7 @@ class ConnectionServer
 {
   public:
     static constexpr size_t MAX_CONNECTIONS = 64;
+    static constexpr size_t MAX_PER_ADDRESS = 16;  // of these
     static constexpr TimeUs TIME_LIMIT = 5 * SECOND;
 
     virtual ~ConnectionServer();
@@ -71,7 +72,7 @@ class ConnectionServer
     void Accept(asio::ip::tcp::socket socket);
 
     ConnectionCounts& m_Counts;
-    std::set<std::shared_ptr<Connection>> m_Connections;
+    std::map<std::shared_ptr<Connection>, uint32_t> m_Connections;  // and where each came from
     TcpListener m_Listener;
 };
 

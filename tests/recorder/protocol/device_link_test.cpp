@@ -242,15 +242,21 @@ TEST_F(DeviceLinkTest, AClientThatStoodStillGetsNoPicturesOfThatTime)
     EXPECT_EQ(m_Channels.m_KeysWanted[0], 1);
 }
 
-TEST_F(DeviceLinkTest, WhatIsNoRequestIsAcknowledgedAndCounted)
+TEST_F(DeviceLinkTest, WhatIsNoRequestIsCountedAndNotAnswered)
 {
     Say(ALICE, EMessage::Data, Bytes{1, 2, 3});
-    Say(ALICE, EMessage::Data, Request(4));  // there are four, from 0
     Bytes wrong = Request(1);
     wrong[0] = 9;
     Say(ALICE, EMessage::Data, wrong);
-    EXPECT_EQ(m_Link.Counts().badRequests, 3U);
-    EXPECT_THAT(m_Sink.Take(), SizeIs(3));
+    EXPECT_EQ(m_Link.Counts().badRequests, 2U);
+    EXPECT_THAT(m_Sink.Take(), SizeIs(0));
+}
+
+TEST_F(DeviceLinkTest, RequestForNoChannelOfOursIsAcknowledgedAndCounted)
+{
+    Say(ALICE, EMessage::Data, Request(4));  // there are four, from 0
+    EXPECT_EQ(m_Link.Counts().badRequests, 1U);
+    EXPECT_THAT(m_Sink.Take(), SizeIs(1));
     m_Link.OnTimer(MILLISECOND);
     EXPECT_EQ(DataTo(ALICE, m_Sink.Take()), Bytes());
 }
@@ -444,6 +450,54 @@ TEST_F(DeviceLinkTest, AVictimInWhoseNameOneAcknowledgementCameGetsLessAndLess)
             bytes += sent.to == ALICE ? sent.bytes.size() : 0;
     }
     EXPECT_LE(bytes, 160'000U);
+    EXPECT_THAT(m_Link.Clients(), SizeIs(0));
+}
+
+// What others that answer datagrams make of ours, when a request comes in their name.
+TEST_F(DeviceLinkTest, AnotherRecorderAcknowledgesNoPictures)
+{
+    constexpr Endpoint OTHER = {0x7F000001, 50003};
+    constexpr Endpoint OWN = {0x7F000001, 40000};
+    DeviceLink::Setup setup = LinkSetup();
+    setup.name = "1002";
+    CSink sink;
+    CFakeChannels channels;
+    DeviceLink other(setup, channels, sink);
+    Say(OTHER, EMessage::Data, Request(0));
+    other.OnDatagram(0, OWN, recorder::From("4242", EMessage::Data, Request(0)));
+    size_t bytes = 0;
+    for (TimeUs now = 0; now < 20 * SECOND; now += 10 * MILLISECOND) {
+        m_Link.OnMessage(now, 0, true, Message(0, 20'000));
+        other.OnMessage(now, 0, true, Message(0, 20'000));
+        m_Link.OnTimer(now);
+        other.OnTimer(now);
+        for (const auto& sent : m_Sink.Take()) {
+            if (sent.to != OTHER) continue;
+            bytes += sent.bytes.size();
+            other.OnDatagram(now, OWN, sent.bytes);
+        }
+        for (const auto& sent : sink.Take())
+            if (sent.to == OWN) m_Link.OnDatagram(now, OTHER, sent.bytes);
+    }
+    EXPECT_LE(bytes, 160'000U) << "as when one acknowledgement was made up";
+    EXPECT_THAT(m_Link.Clients(), SizeIs(0));
+    EXPECT_THAT(other.Clients(), SizeIs(0));
+}
+
+TEST_F(DeviceLinkTest, AnEchoOfOurOwnProvesNothing)
+{
+    Say(ALICE, EMessage::Data, Request(0));
+    size_t bytes = 0;
+    for (TimeUs now = 0; now < 10 * SECOND; now += 10 * MILLISECOND) {
+        m_Link.OnMessage(now, 0, true, Message(0, 20'000));
+        m_Link.OnTimer(now);
+        for (const auto& sent : m_Sink.Take()) {
+            if (sent.to != ALICE) continue;
+            bytes += sent.bytes.size();
+            m_Link.OnDatagram(now, ALICE, sent.bytes);
+        }
+    }
+    EXPECT_EQ(bytes, MESSAGE_BYTES + 3 * (MESSAGE_BYTES + 8));
     EXPECT_THAT(m_Link.Clients(), SizeIs(0));
 }
 

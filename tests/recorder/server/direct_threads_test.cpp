@@ -301,7 +301,7 @@ TEST(ControlPortTest, OpenConnectionsAreBounded)
 {
     CRunning running({"--id", "77", "--channels", "1"});
     std::vector<std::unique_ptr<CConnection>> idle;
-    for (size_t i = 0; i < ControlServer::MAX_CONNECTIONS; ++i)
+    for (size_t i = 0; i < ControlServer::MAX_PER_ADDRESS; ++i)
         idle.push_back(std::make_unique<CConnection>(running.GetServer().ControlAt()));
     CConnection further(running.GetServer().ControlAt());
     EXPECT_EQ(further.Receive(1), Bytes());

@@ -52,26 +52,49 @@ TEST(ServerTest, DirectoryTellsTheAddressAtWhichItWasReached)
     }
 }
 
-TEST(ServerTest, HalfOpenConnectionsDoNotKeepOthersOut)
+// From addresses of the loopback net; what is beyond a limit is closed at once.
+class HalfOpenTest : public testing::Test
 {
-    CRunning running({"--id", "77"});
-    asio::io_context context;
-    std::vector<asio::ip::tcp::socket> idle;
-    const auto connect = [&] {
-        idle.emplace_back(context);
-        const Endpoint at = running.GetServer().DirectoryAt();
-        idle.back().connect({asio::ip::address_v4(at.address), at.port});
-    };
+  protected:
+    void Connect(uint32_t from)
+    {
+        asio::ip::tcp::socket& socket = m_Idle.emplace_back(m_Context, asio::ip::tcp::v4());
+        socket.bind({asio::ip::address_v4(from), 0});
+        const Endpoint at = m_Running.GetServer().DirectoryAt();
+        socket.connect({asio::ip::address_v4(at.address), at.port});
+    }
+    void ExpectThatTheLastIsClosed()
+    {
+        char byte = 0;
+        asio::error_code error;
+        m_Idle.back().read_some(asio::buffer(&byte, 1), error);
+        EXPECT_EQ(error, asio::error::eof);
+        EXPECT_EQ(m_Running.End()["directory"]["turned away"], 1) << "the one beyond the limit";
+    }
+
+    static constexpr uint32_t OTHER = 0x7F000002;
+    static constexpr size_t SHARE = DirectoryServer::MAX_PER_ADDRESS;
+    CRunning m_Running{{"--id", "77"}};
+    asio::io_context m_Context;
+    std::vector<asio::ip::tcp::socket> m_Idle;
+};
+
+TEST_F(HalfOpenTest, ConnectionsDoNotKeepOthersOut)
+{
     for (size_t i = 0; i < DirectoryServer::MAX_CONNECTIONS - 1; ++i)
-        connect();
-    EXPECT_EQ(CRecorderClient::Ask(running.GetServer(), {"getip?domainname=77"}), "127.0.0.1");
-    connect();
-    connect();
-    char byte = 0;
-    asio::error_code error;
-    idle.back().read_some(asio::buffer(&byte, 1), error);
-    EXPECT_EQ(error, asio::error::eof);
-    EXPECT_EQ(running.End()["directory"]["turned away"], 1) << "the one beyond the limit";
+        Connect(OTHER + static_cast<uint32_t>(i / SHARE));
+    EXPECT_EQ(CRecorderClient::Ask(m_Running.GetServer(), {"getip?domainname=77"}), "127.0.0.1");
+    Connect(OTHER + DirectoryServer::MAX_CONNECTIONS);
+    Connect(OTHER + DirectoryServer::MAX_CONNECTIONS);
+    ExpectThatTheLastIsClosed();
+}
+
+TEST_F(HalfOpenTest, AnAddressHasNoMoreThanItsShareOfThePlaces)
+{
+    for (size_t i = 0; i <= SHARE; ++i)
+        Connect(OTHER);
+    EXPECT_EQ(CRecorderClient::Ask(m_Running.GetServer(), {"getip?domainname=77"}), "127.0.0.1");
+    ExpectThatTheLastIsClosed();
 }
 
 TEST(ServerTest, StreamIsPlayedFromKeyPictureOn)
