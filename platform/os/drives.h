@@ -8,7 +8,6 @@
 // follow from d in the stable order of their mount points. Removable and network mounts have letters but are
 // not fixed; they come after the local disks, so that plugging in a stick moves no disk's letter.
 
-inline constexpr std::uint32_t DRIVE_UNKNOWN = 0;
 inline constexpr std::uint32_t DRIVE_NO_ROOT_DIR = 1;
 inline constexpr std::uint32_t DRIVE_REMOVABLE = 2;
 inline constexpr std::uint32_t DRIVE_FIXED = 3;

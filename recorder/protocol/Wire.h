@@ -29,7 +29,6 @@ inline constexpr size_t RECORD_BYTES = 92;
 inline constexpr size_t MESSAGE_BYTES = 4 + RECORD_BYTES;
 inline constexpr size_t NAME_BYTES = 33;
 inline constexpr size_t MAX_LOCAL_ADDRESSES = 4;
-inline constexpr size_t WANTED_PUNCH_BYTES = MESSAGE_BYTES + NAME_BYTES;
 
 enum class EMessage : uint32_t {
     Login = 0x65,
