@@ -180,6 +180,21 @@ TEST_F(RenderWndTest, CellThatAStreamDrawsIntoIsLeftToIt)
     EXPECT_FALSE(grid.GetCell(0)->testAttribute(Qt::WA_PaintOnScreen));
 }
 
+// Without waiting for what the server tells of it.
+TEST_F(RenderWndTest, CellOfAnotherSizeHasLostItsPictureAtOnce)
+{
+    CRenderWnd& grid = Grid();
+    const HWND window = TakeFreeCell();
+    ASSERT_TRUE(QTest::qWaitFor([&] {
+        NoteCellShown(window);
+        Serve();
+        return grid.GetCell(0)->testAttribute(Qt::WA_PaintOnScreen);
+    }));
+    grid.SetLayout(2);
+    EXPECT_FALSE(IsCellShown(window));
+    EXPECT_FALSE(grid.GetCell(0)->testAttribute(Qt::WA_PaintOnScreen));
+}
+
 TEST_F(RenderWndTest, CellLendsTheWindowThatItHas)
 {
     CRenderWnd& grid = Grid();
