@@ -42,7 +42,7 @@ class LintTest : public testing::Test
                 "esac");
         Command("tools/ninja",
                 "for name in codec/table codec/other model/user; do\n"
-                "printf '%s.o: #deps 2, deps mtime 1 (VALID)\\n    ../../%s.cpp\\n' $name $name\n"
+                "printf '%s.o: #deps 2, deps mtime 1 (VALID)\\n    %s.cpp\\n' $name \"$PWD/$name\"\n"
                 "[ $name = codec/other ] || printf '    ../../codec/bits.h\\n'\n"
                 "printf '    /usr/include/stdio.h\\n\\n'\n"
                 "done");
@@ -57,11 +57,11 @@ class LintTest : public testing::Test
         m_Folder.Write(name, "#!/bin/sh\n" + does + "\n");
         ::chmod(m_Folder.Path(name).c_str(), S_IRWXU);
     }
-    Outcome Run(const std::string& words = "") const
+    Outcome Run(const std::string& words = "", const std::string& beneath = "") const
     {
         std::filesystem::remove(m_Folder.Path("read"));
-        return Execute("cd " + Quoted(m_Folder.Path()) + " && env PATH=\"$PWD/tools:$PATH\" scripts/lint " +
-                       words);
+        return Execute("cd " + Quoted(m_Folder.Path(beneath)) +
+                       " && env PATH=\"$PWD/tools:$PATH\" scripts/lint " + words);
     }
     // By the latest run.
     std::vector<std::string> Read() const
@@ -128,6 +128,15 @@ TEST_F(LintTest, ReadsACleanSourceAgainWhenItOrAHeaderOfItsOrARuleHasChanged)
         Run("--all");
         EXPECT_EQ(Read().size(), 3U) << rules;
     }
+}
+
+// The build tells sources by their whole paths.
+TEST_F(LintTest, ATreeMayLieInAFolderOfAnyName)
+{
+    std::filesystem::create_directory_symlink(m_Folder.Path(), m_Folder.Path("c++ (1)"));
+    m_Folder.Write("changed", "codec/bits.h\n");
+    EXPECT_EQ(Run("", "c++ (1)").status, 0);
+    EXPECT_THAT(Read(), ElementsAre("codec/table.cpp"));
 }
 
 TEST_F(LintTest, WhatIsNotFormattedFailsIt)
