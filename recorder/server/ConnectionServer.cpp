@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <ranges>
 #include <utility>
 
 namespace recorder
@@ -62,7 +61,8 @@ void ConnectionServer::Accept(asio::ip::tcp::socket socket)
     const auto remote = socket.remote_endpoint(error);
     if (error) return;
     const uint32_t from = remote.address().to_v4().to_uint();
-    const auto neighbours = std::ranges::count(std::views::values(m_Connections), from);
+    const auto neighbours =
+        std::ranges::count(m_Connections, from, [](const auto& known) { return known.second; });
     if (m_Connections.size() >= MAX_CONNECTIONS || static_cast<size_t>(neighbours) >= MAX_PER_ADDRESS) {
         ++m_Counts.turnedAway;  // the socket's end closes it
         return;
