@@ -14,11 +14,11 @@
 struct CRenderSub {
     bool m_bUsed = false;       // a stream has been assigned to this cell
     HWND m_hWnd = HWND::Null;   // the cell window
-    bool m_bShown = false;      // a renderer has drawn a picture into it since it was assigned
+    bool m_bShown = false;      // what a renderer has drawn into it since it was assigned stands there
     HWND m_hGrid = HWND::Null;  // whose cell it is
 };
 
-/// Posted to a cell window when IsCellShown of it has changed.
+/// Posted to a cell window when IsCellShown of it has changed, but by ForgetCellShown.
 inline constexpr std::uint32_t CELL_MESSAGE_CHANGED = 0x406;
 
 /// The window of the first free cell of `grid` (null: of whatever grid), which is in use from now on;
@@ -38,7 +38,8 @@ bool IsCellShown(HWND window);
 /// A renderer has drawn into the window; a window that is no used cell's changes nothing.
 void NoteCellShown(HWND window);
 
-/// The window has lost what was drawn: it counts as shown from the next picture on. Nothing is posted before.
+/// The window has lost what was drawn: it counts as shown from the next picture on. Called by the window
+/// itself, so nothing is posted.
 void ForgetCellShown(HWND window);
 
 /// Appends a free cell of `grid`. For the grid's start.

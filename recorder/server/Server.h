@@ -32,9 +32,9 @@ class Server
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
 
-    /// Serves until Stop, a signal that Run handles, or the end of the time in the options. ready is
-    /// called once, on this thread, when clients can come.
     enum class ESignals { Ignore, Heed };
+    /// Serves until Stop, a signal that is heeded, or the end of the time in the options. ready is called once,
+    /// on this thread, when clients can come.
     void Run(ESignals signals, const std::function<void(const Server&)>& ready);
     /// From any thread, at any time.
     void Stop();

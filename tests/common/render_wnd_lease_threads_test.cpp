@@ -76,6 +76,14 @@ class RenderWndLeaseTest : public RenderWndTest
         }
         return true;
     }
+    void PlayUntilTheFirstIsSeen()
+    {
+        Serve();
+        StartStreams();
+        ASSERT_TRUE(QTest::qWaitFor([&] { return IsSeen(0); }, 60000));
+        StopStreams();
+        Serve();
+    }
 
     std::vector<std::thread> m_Streams;
     std::atomic<bool> m_bStop{false};
@@ -117,11 +125,7 @@ TEST_F(RenderWndLeaseTest, CellOfAnotherSizeIsEmptyUntilTheNextPicture)
 {
     CRenderWnd& grid = Grid({4, 16});
     grid.SetLayout(2);
-    Serve();
-    StartStreams();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return IsSeen(0); }, 60000));
-    StopStreams();
-    Serve();
+    ASSERT_NO_FATAL_FAILURE(PlayUntilTheFirstIsSeen());
     for (const std::int32_t layout : {3, 2, 0}) {  // smaller, larger, and the whole screen
         NoteCellShown(grid.GetCell(0)->Handle());
         Serve();
@@ -152,11 +156,7 @@ TEST_F(RenderWndLeaseTest, UncoveredPartOfACellIsEmptyUntilTheNextPicture)
 {
     CRenderWnd& grid = Grid({4});
     grid.SetLayout(2);
-    Serve();
-    StartStreams();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return IsSeen(0); }, 60000));
-    StopStreams();
-    Serve();
+    ASSERT_NO_FATAL_FAILURE(PlayUntilTheFirstIsSeen());
     QWidget cover(nullptr, Qt::Window | Qt::BypassWindowManagerHint);
     cover.setGeometry(QRect(grid.GetCell(0)->mapToGlobal(QPoint(10, 10)), QSize(30, 30)));
     cover.show();

@@ -53,7 +53,7 @@ TEST_F(ConfigureTest, AgainWhenThePresetsAreOthers)
     EXPECT_EQ(Calls(), "call\ncall\n");
 }
 
-// A build that lacked the frame of the tests had none, and went on without them.
+// A build that was configured before the test framework came has no tests.
 TEST_F(ConfigureTest, AgainWhenPackagesHaveCome)
 {
     EXPECT_EQ(Configure(), 0);

@@ -7,7 +7,7 @@
 #include "tests/support/test_folder.h"
 #include "tests/support/test_places.h"
 
-// What ./test --filter builds and runs, with tools that only note what they are asked to build.
+// What ./test builds and runs, with a filter above all, with tools that only note what they are asked to build.
 
 namespace
 {
@@ -54,7 +54,10 @@ class FilterTest : public testing::Test
         return "\"command\": \"c++ -o tests/CMakeFiles/" + program + ".dir/" + source +
                "_test.cpp.o -c\",\n\"file\": \"/tree/tests/" + source + "_test.cpp\"\n";
     }
-    static std::string Listed(const std::string& test) { return "add_test(" + test + " /bin/true)\n"; }
+    static std::string Listed(const std::string& test, const std::string& does = "true")
+    {
+        return "add_test(" + test + " /bin/" + does + ")\n";
+    }
     void Command(const std::string& name, const std::string& does) const
     {
         m_Folder.Write(name, "#!/bin/sh\n" + does + "\n");
@@ -116,6 +119,24 @@ TEST_F(FilterTest, ThatNamesNoTestBuildsEverythingAndFails)
 {
     EXPECT_NE(Run("--filter nowhere").status, 0);
     EXPECT_EQ(Built(), "release --target build.ninja\nrelease\n");
+}
+
+TEST_F(FilterTest, WithoutOneWhatFailsInAnyPartFailsTheRun)
+{
+    const auto failIn = [this](const std::string& part) {
+        for (const std::string preset : {"release", "address", "thread"})
+            m_Folder.Write("build/" + preset + "/CTestTestfile.cmake",
+                           Listed("Link.Of_link", preset == part ? "false" : "true") +
+                               "set_tests_properties(Link.Of_link PROPERTIES LABELS threads)\n");
+        Command("scripts/fuzz", part == "fuzz" ? "exit 1" : "");
+    };
+    failIn("");
+    EXPECT_EQ(Run("").status, 0);
+    EXPECT_EQ(Run("--sanitize").status, 0);
+    for (const std::string part : {"release", "address", "thread", "fuzz"}) {
+        failIn(part);
+        EXPECT_NE(Run(part == "release" ? "" : "--sanitize").status, 0) << part;
+    }
 }
 
 // It built everything, behind a message of the tool that looks for the tests.
