@@ -9,6 +9,7 @@
 #include "recorder/media/LiveSource.h"
 #include "recorder/media/PassThrough.h"
 #include "recorder/protocol/DeviceLink.h"
+#include "recorder/server/ConnectionServer.h"
 #include "recorder/server/DataServer.h"
 #include "recorder/server/Options.h"
 #include "recorder/store/Store.h"
@@ -92,6 +93,10 @@ TEST(RecorderManualTest, TellsTheLimitsThatTheRecorderKeeps)
     EXPECT_THAT(manual, HasSubstr("breaks off twice within ten seconds"));
     EXPECT_EQ(DataServer::TIME_LIMIT, 5 * SECOND);
     EXPECT_THAT(manual, HasSubstr("one that asks for nothing after five seconds"));
+    EXPECT_EQ(ConnectionServer::MAX_CONNECTIONS, 64U);
+    EXPECT_EQ(ConnectionServer::MAX_PER_ADDRESS, 16U);
+    EXPECT_EQ(ConnectionServer::TIME_LIMIT, 5 * SECOND);
+    EXPECT_THAT(manual, HasSubstr("takes 64 at once, 16 of them from one address, for five seconds at most"));
     EXPECT_EQ(DataServer::MAX_FORMER_CLIENTS, 256U);
     EXPECT_EQ(DeviceLink::MAX_FORMER_CLIENTS, 256U);
     EXPECT_THAT(manual, HasSubstr("of those that have gone, the last 256"));
