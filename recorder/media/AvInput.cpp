@@ -151,7 +151,6 @@ void AvInput::Open()
     m_Faults = 0;
     m_Joined = false;
     m_Latest = AV_NOPTS_VALUE;
-    m_Description.clear();
 }
 
 // It knows what the source's format tells, and nothing of what came within pictures.
@@ -241,6 +240,15 @@ void AvInput::TakeDescription()
     }
 }
 
+// FLV doesn't say again how it began, nor does it when it is opened again. Who looks at the packets is to know
+// as well as the decoder.
+void AvInput::DescribeBeginning()
+{
+    const AVCodecParameters& codec = Codec();
+    m_Description.assign(codec.extradata, codec.extradata + codec.extradata_size);
+    m_OwesDescription = true;
+}
+
 bool AvInput::IsLeftOut()
 {
     if (m_KeysOnly) m_AwaitsKey = true;
@@ -275,10 +283,6 @@ bool AvInput::IsFile() const
 void AvInput::Restart()
 {
     m_Drained = false;
-    // FLV doesn't say again how it began. Who looks at the packets is to know as well as the decoder.
-    const AVCodecParameters& codec = Codec();
-    m_Description.assign(codec.extradata, codec.extradata + codec.extradata_size);
-    m_OwesDescription = true;
     // There may be a newer image by now, which a seek within what is in memory wouldn't find.
     const bool image = std::exchange(m_Pictures, 0) == 1 && IsFile();
     // The beginning of a later part would be found as well as that of the first.
@@ -286,11 +290,13 @@ void AvInput::Restart()
     if (sought && av_seek_frame(m_Input.get(), m_Stream, 0, AVSEEK_FLAG_BACKWARD) >= 0) {
         OpenDecoder(m_Decoder->codec);
         m_Latest = AV_NOPTS_VALUE;
+        DescribeBeginning();
         if (Next()) return;
     }
     // Bare streams and filter graphs can't be sought in.
     Open();
     m_Drained = false;
+    DescribeBeginning();
     if (Next()) return;
     if (m_Faults > 0) CheckAv(m_Fault, "decode the source");
     throw std::runtime_error("the source has no pictures");

@@ -57,6 +57,7 @@ class AvInput
     bool Receive();
     bool Feed();
     void TakeDescription();
+    void DescribeBeginning();
     void Bear(int result);
     bool IsLeftOut();
 
