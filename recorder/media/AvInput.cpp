@@ -150,7 +150,7 @@ void AvInput::Open()
     m_Decodes = false;
     m_Faults = 0;
     m_Joined = false;
-    m_Latest = AV_NOPTS_VALUE;
+    m_First = m_Latest = AV_NOPTS_VALUE;
 }
 
 // It knows what the source's format tells, and nothing of what came within pictures.
@@ -208,6 +208,7 @@ bool AvInput::Feed()
         }
         CheckAv(read, "read the source");
         if (m_Packet->stream_index != m_Stream) continue;
+        if (m_First == AV_NOPTS_VALUE) m_First = m_Packet->pts;
         if (m_Packet->dts != AV_NOPTS_VALUE) {
             const int64_t latest = std::exchange(m_Latest, m_Packet->dts);
             m_Joined = m_Joined || (latest != AV_NOPTS_VALUE && m_Packet->dts < latest);
@@ -285,8 +286,10 @@ void AvInput::Restart()
     m_Drained = false;
     // There may be a newer image by now, which a seek within what is in memory wouldn't find.
     const bool image = std::exchange(m_Pictures, 0) == 1 && IsFile();
-    // The beginning of a later part would be found as well as that of the first.
-    const bool sought = !image && !m_Joined;
+    // The beginning of a later part would be found as well as that of the first; or, where stamps that went
+    // round since are counted from below 0, what comes at 0.
+    const bool fromZero = m_First == AV_NOPTS_VALUE || m_First >= 0;
+    const bool sought = !image && !m_Joined && fromZero;
     if (sought && av_seek_frame(m_Input.get(), m_Stream, 0, AVSEEK_FLAG_BACKWARD) >= 0) {
         OpenDecoder(m_Decoder->codec);
         m_Latest = AV_NOPTS_VALUE;
