@@ -150,8 +150,7 @@ void AvInput::Open()
     m_Decodes = false;
     m_Faults = 0;
     m_Joined = false;
-    m_Latest = AV_NOPTS_VALUE;
-    m_Description.clear();
+    m_First = m_Latest = AV_NOPTS_VALUE;
 }
 
 // It knows what the source's format tells, and nothing of what came within pictures.
@@ -209,6 +208,7 @@ bool AvInput::Feed()
         }
         CheckAv(read, "read the source");
         if (m_Packet->stream_index != m_Stream) continue;
+        if (m_First == AV_NOPTS_VALUE) m_First = m_Packet->pts;
         if (m_Packet->dts != AV_NOPTS_VALUE) {
             const int64_t latest = std::exchange(m_Latest, m_Packet->dts);
             m_Joined = m_Joined || (latest != AV_NOPTS_VALUE && m_Packet->dts < latest);
@@ -239,6 +239,15 @@ void AvInput::TakeDescription()
         if (again == nullptr) throw std::runtime_error("no memory for a packet");
         std::copy(m_Description.begin(), m_Description.end(), again);
     }
+}
+
+// FLV doesn't say again how it began, nor does it when it is opened again. Who looks at the packets is to know
+// as well as the decoder.
+void AvInput::DescribeBeginning()
+{
+    const AVCodecParameters& codec = Codec();
+    m_Description.assign(codec.extradata, codec.extradata + codec.extradata_size);
+    m_OwesDescription = true;
 }
 
 bool AvInput::IsLeftOut()
@@ -275,22 +284,22 @@ bool AvInput::IsFile() const
 void AvInput::Restart()
 {
     m_Drained = false;
-    // FLV doesn't say again how it began. Who looks at the packets is to know as well as the decoder.
-    const AVCodecParameters& codec = Codec();
-    m_Description.assign(codec.extradata, codec.extradata + codec.extradata_size);
-    m_OwesDescription = true;
     // There may be a newer image by now, which a seek within what is in memory wouldn't find.
     const bool image = std::exchange(m_Pictures, 0) == 1 && IsFile();
-    // The beginning of a later part would be found as well as that of the first.
-    const bool sought = !image && !m_Joined;
+    // The beginning of a later part would be found as well as that of the first; or, where stamps that went
+    // round since are counted from below 0, what comes at 0.
+    const bool fromZero = m_First == AV_NOPTS_VALUE || m_First >= 0;
+    const bool sought = !image && !m_Joined && fromZero;
     if (sought && av_seek_frame(m_Input.get(), m_Stream, 0, AVSEEK_FLAG_BACKWARD) >= 0) {
         OpenDecoder(m_Decoder->codec);
         m_Latest = AV_NOPTS_VALUE;
+        DescribeBeginning();
         if (Next()) return;
     }
     // Bare streams and filter graphs can't be sought in.
     Open();
     m_Drained = false;
+    DescribeBeginning();
     if (Next()) return;
     if (m_Faults > 0) CheckAv(m_Fault, "decode the source");
     throw std::runtime_error("the source has no pictures");

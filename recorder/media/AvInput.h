@@ -57,6 +57,7 @@ class AvInput
     bool Receive();
     bool Feed();
     void TakeDescription();
+    void DescribeBeginning();
     void Bear(int result);
     bool IsLeftOut();
 
@@ -94,6 +95,7 @@ class AvInput
     bool m_KeysOnly = false;
     bool m_AwaitsKey = false;
     bool m_Drained = false;
+    int64_t m_First = AV_NOPTS_VALUE;   // time stamp of the first packet since it was opened
     int64_t m_Latest = AV_NOPTS_VALUE;  // time stamp of the latest packet
     bool m_Joined = false;  // the time stamps began anew since it was opened, as where files were joined
     std::vector<uint8_t> m_Description;  // the latest that a packet told, or the first for a new round

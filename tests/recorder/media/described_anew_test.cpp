@@ -5,7 +5,10 @@
 
 #include <algorithm>
 #include <array>
+#include <fstream>
+#include <iterator>
 #include <span>
+#include <string>
 #include <utility>
 
 #include "recorder/h264/AnnexB.h"
@@ -89,8 +92,8 @@ class DescribedAnewTest : public testing::Test
                 << "row " << y;
     }
 
-    const AccessUnits m_First = EncodeH264("annexb=1:keyint=5:cabac=0", PICTURES);
-    const AccessUnits m_Second = EncodeH264("annexb=1:keyint=5:cabac=1:qp=20", PICTURES);
+    AccessUnits m_First = EncodeH264("annexb=1:keyint=5:cabac=0", PICTURES);
+    AccessUnits m_Second = EncodeH264("annexb=1:keyint=5:cabac=1:qp=20", PICTURES);
     const CTestFolder m_Folder;
     const std::string m_strFilm = m_Folder.Path("film");
 
@@ -155,6 +158,38 @@ TEST_F(DescribedAnewTest, AFilmThatIsPlayedAgainBeginsAsItDidAtFirst)
             EXPECT_EQ(std::exchange(described, 0), (round == 0 ? 0 : 1) + (format == "flv" ? 1 : 0));
             input.Restart();
         }
+    }
+}
+
+// Each part is a file of its own, with stamps of its own, so that the film is opened again.
+TEST_F(DescribedAnewTest, AJoinedFilmThatIsPlayedAgainBeginsAsItDidAtFirst)
+{
+    constexpr size_t HEADER_BYTES = 13;  // which stands in front of the first part only
+    std::string film;
+    for (const size_t from : {size_t{0}, HEADER_BYTES}) {
+        Write(PICTURES);
+        std::ifstream part(m_strFilm, std::ios::binary);
+        film.append(std::string(std::istreambuf_iterator<char>(part), {}), from);
+        std::swap(m_First, m_Second);
+    }
+    std::ofstream(m_strFilm, std::ios::binary) << film;
+
+    AvInput input(m_strFilm, [] { return false; });
+    PacketCheck check(input.Codec(), H264_TEST_WIDTH, H264_TEST_HEIGHT);
+    int passes = 0;
+    input.SetTap([&](const AVPacket& packet) {
+        if (check.Check(packet).result == h264::Checked::EResult::Passes) ++passes;
+    });
+    for (int round = 0; round < 3; ++round) {
+        for (size_t i = 0; i < 2 * PICTURES; ++i) {
+            if (i > 0 || round == 0) {
+                ASSERT_TRUE(input.Next()) << round << ' ' << i;
+            }
+            if (i % 5 == 0) ExpectShown(input, i < PICTURES ? m_First[i] : m_Second[i - PICTURES]);
+        }
+        ASSERT_FALSE(input.Next());
+        EXPECT_EQ(std::exchange(passes, 0), 2 * PICTURES) << round;
+        input.Restart();
     }
 }
 

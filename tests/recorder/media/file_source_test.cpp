@@ -81,6 +81,29 @@ TEST(SourceTest, AJoinedFileIsPlayedToItsEndAgainAndAgain)
     }
 }
 
+// As of a transport stream whose stamps go round, once in 26.5 hours: what comes before is counted from below
+// 0.
+TEST(SourceTest, AFilmWhoseStampsGoRoundIsPlayedAgainFromItsFirstPicture)
+{
+    const CTestFolder folder;
+    ASSERT_EQ(std::system(("ffmpeg -v error -y -f lavfi -i color=black:s=64x48:r=25:d=2 -f lavfi "
+                           "-i color=white:s=64x48:r=25:d=2 -filter_complex concat -c:v mpeg2video "
+                           "-output_ts_offset 95440 " +
+                           folder.Path("round.ts"))
+                              .c_str()),
+              0);
+    const auto source = MakeSource(folder.Path("round.ts"), SourceScene(), 0, NEVER_STOP);
+    Picture picture;
+    for (int round = 0; round < 3; ++round) {
+        int bright = 0;
+        for (int i = 0; i < 100; ++i) {  // its length
+            source->Read(100 * round + i, picture);
+            bright += picture.y[static_cast<size_t>(144 * 352 + 176)] > 128 ? 1 : 0;
+        }
+        EXPECT_NEAR(bright, 50, 3) << "round " << round;
+    }
+}
+
 TEST(SourceTest, EachPictureIsShownFromItsTimeToThatOfTheNext)
 {
     const CTestFolder folder;

@@ -449,4 +449,20 @@ TEST(LiveSourceTest, ItEndsWhileItsSourceIsSilent)
     EXPECT_LT(Clock::now() - begun, seconds(300)) << "it waited for its deadline";
 }
 
+// It is looked at as the newest picture there is, though the decoder would keep it back for the order of the
+// pictures around it.
+TEST(LiveSourceTest, AKeyPictureOnItsOwnComesAtOnce)
+{
+    const CTestFolder folder;
+    ASSERT_NO_FATAL_FAILURE(WriteBlueFilm(folder.Path("film.ts"), "-t 2 -c:v libx264 -bf 2 -g 10"));
+    AvInput input(folder.Path("film.ts"), [] { return false; });
+    input.SetKeysOnly(true);
+    int packets = 0;
+    input.SetTap([&](const AVPacket&) { ++packets; });
+    for (const int key : {0, 10, 20}) {
+        ASSERT_TRUE(input.Next());
+        EXPECT_EQ(packets, key + 1);
+    }
+}
+
 }  // namespace

@@ -224,6 +224,25 @@ TEST_F(PlaybackTest, TheListOfAFolderThatIsNotThereIsAFailure)
                 testing::HasSubstr("can't read the records of " + store + ": No such file"));
 }
 
+TEST_F(PlaybackTest, ARecordIsPlayedAtThePaceAtWhichItWasMade)
+{
+    std::filesystem::create_directories(store);
+    {
+        const Bytes picture(1000, 1);
+        const RecordName name{1, 0, std::chrono::local_days(std::chrono::year(2026) / 11 / 22)};
+        RecordWriter writer(store + "/" + FileNameOf(name), {176, 144}, picture);
+        for (int i = 0; i < 5; ++i)
+            writer.Write(picture, std::chrono::milliseconds(100 * i), i == 0);
+    }
+    CRunning running(Arguments());
+    CConnection client(running.GetServer().DataAt());
+    const TimeUs begun = Now();
+    client.Ask(2, 0, 1);
+    ASSERT_EQ(client.Receive(STREAM_REPLY_BYTES), REPLY);
+    EXPECT_THAT(Rest(client), SizeIs(5));
+    EXPECT_GE(Now() - begun, 4 * SECOND / 10);
+}
+
 // Its place is another's by then.
 TEST_F(PlaybackTest, AClientThatTakesNothingIsDroppedAfterTheTimeOfTheOption)
 {
