@@ -47,10 +47,11 @@ void TellFault(const std::string& fault) REQUIRES(State().instanceLock)
 }
 
 // The file is looked at only by the first statement; so one is tried, which changes nothing, to tell early of a
-// file that can't serve.
+// file that can't serve. One to which another process writes just now does, and the panels don't wait for that.
 void TellUnusable(sqlite3* database, const std::string& path) REQUIRES(State().instanceLock)
 {
-    if (sqlite3_exec(database, "select 1 from record limit 1", nullptr, nullptr, nullptr) == SQLITE_OK) return;
+    const int result = sqlite3_exec(database, "select 1 from record limit 1", nullptr, nullptr, nullptr);
+    if (result == SQLITE_OK || result == SQLITE_BUSY) return;
     TellFault(path + ": " + sqlite3_errmsg(database) + "; records are not kept, and the file is left as it is");
 }
 
@@ -124,8 +125,8 @@ bool CNodeModel::OpenDatabase() REQUIRES(State().instanceLock)
         TellFault(path + ": " + sqlite3_errstr(result));
         return false;
     }
-    sqlite3_busy_timeout(database, DATABASE_WAIT_MS);
     TellUnusable(database, path);
+    sqlite3_busy_timeout(database, DATABASE_WAIT_MS);
     const CMutexLock lock(State().databaseLock);
     State().database = std::move(handle);
     return true;

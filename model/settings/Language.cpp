@@ -6,6 +6,7 @@
 #include "inc/Mutex.h"
 #include "model/settings/SystemSettings.h"
 #include "platform/files/profile.h"
+#include "platform/files/profile_edit.h"
 #include "platform/os/paths.h"
 #include "platform/os/threads.h"
 
@@ -32,8 +33,10 @@ constexpr std::uint32_t TEXT_SIZE = 1024;  // bytes with the terminator
 CLanguage* CLanguage::Create(std::string path) REQUIRES(State().lock)
 {
     static CLanguage instance;
-    if (!PathFileExistsA(path))
-        LogFault("CLanguage::Create", "the language file " + path + " is missing; no text can be shown");
+    if (CIniText ini; !ReadIniFile(path, ini)) {
+        const char* const fault = PathFileExistsA(path) ? " can't be read" : " is missing";
+        LogFault("CLanguage::Create", "the language file " + path + fault + "; no text can be shown");
+    }
     State().path = std::move(path);
     return State().instance = &instance;
 }

@@ -155,6 +155,21 @@ TEST_F(NodeModel, TellsOfADatabaseWithoutTheTableOfRecords)
     EXPECT_THAT(debug.Text(), HasSubstr("no such table: record"));
 }
 
+TEST_F(NodeModel, ADatabaseThatAnotherProgramWritesToAtTheStartIsNoFault)
+{
+    PlaceDatabase();
+    sqlite3* opened = nullptr;
+    ASSERT_EQ(sqlite3_open(m_Folder.Path("dvr.db").c_str(), &opened), SQLITE_OK);
+    const std::unique_ptr<sqlite3, int (*)(sqlite3*)> other(opened, &sqlite3_close);
+    ASSERT_EQ(sqlite3_exec(opened, "begin exclusive", nullptr, nullptr, nullptr), SQLITE_OK);
+    const CDebugCapture debug;
+    EXPECT_NE(CNodeModel::GetInstance(), nullptr);
+    EXPECT_THAT(debug.Text(), IsEmpty());
+    ASSERT_EQ(sqlite3_exec(opened, "rollback", nullptr, nullptr, nullptr), SQLITE_OK);
+    EXPECT_EQ(Execute("insert into record values(NULL, 'cam1', 'd:\\a.avi', 20130115, 30605, 300, 1)"),
+              SQLITE_OK);
+}
+
 TEST_F(NodeModel, AClosedDatabaseStaysClosedForTheRestOfTheRunAsIntended)
 {
     ASSERT_NE(CNodeModel::GetInstance(), nullptr);

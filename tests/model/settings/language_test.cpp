@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 
 #include "tests/model/model_support.h"
@@ -79,6 +80,16 @@ TEST_F(Language, AFileThatIsNotThereIsTold)
         "the language file " + m_Folder.System("config/xyz.ini") + " is missing; no text can be shown";
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "watchwall: " + told + "\n");
     EXPECT_NE(debug.Text().find(told), std::string::npos) << debug.Text();
+}
+
+TEST_F(Language, AFileThatCannotBeReadIsTold)
+{
+    std::filesystem::create_directories(m_Folder.Path("config/xyz.ini"));
+    const CDebugCapture debug;
+    CLanguage::SetLanguage("xyz");
+    EXPECT_NE(debug.Text().find("xyz.ini can't be read; no text can be shown"), std::string::npos)
+        << debug.Text();
+    EXPECT_EQ(CLanguage::GetString("IDS_OK"), "Not found");
 }
 
 TEST_F(Language, ALongNameIsCutSoItsFileIsNotFound)
