@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <memory>
 #include <thread>
@@ -163,7 +164,9 @@ TEST_F(NodeModel, ADatabaseThatAnotherProgramWritesToAtTheStartIsNoFault)
     const std::unique_ptr<sqlite3, int (*)(sqlite3*)> other(opened, &sqlite3_close);
     ASSERT_EQ(sqlite3_exec(opened, "begin exclusive", nullptr, nullptr, nullptr), SQLITE_OK);
     const CDebugCapture debug;
+    const auto begun = std::chrono::steady_clock::now();
     EXPECT_NE(CNodeModel::GetInstance(), nullptr);
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(5)) << "it waited as a statement";
     EXPECT_THAT(debug.Text(), IsEmpty());
     ASSERT_EQ(sqlite3_exec(opened, "rollback", nullptr, nullptr, nullptr), SQLITE_OK);
     EXPECT_EQ(Execute("insert into record values(NULL, 'cam1', 'd:\\a.avi', 20130115, 30605, 300, 1)"),
