@@ -9,7 +9,7 @@
 // Ini files as a whole, for callers that change several keys that belong together. Paths in the system's form.
 // At any time from any thread and any process.
 
-/// False when there is no such file.
+/// False when there is no such file, or when it can't be read.
 bool ReadIniFile(const std::string& path, CIniText& ini);
 
 /// Changes several things as one step: one write, which a reader or a kill sees whole or not at all; see
