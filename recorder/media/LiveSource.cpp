@@ -76,6 +76,7 @@ void LiveSource::Run()
         try {
             m_Since = Clock::now();
             m_Late = false;
+            m_Key.reset();
             AvInput input(m_Spec, [this] { return m_Stop || m_End || IsLate(); });
             if (m_Packets != nullptr) m_Packets->Opened(input.Codec());
             input.SetTap([this, &input](const AVPacket& packet) { OnPacket(input, packet); });
@@ -114,13 +115,15 @@ void LiveSource::Play(AvInput& input)
 }
 
 // Each key picture decides for those that build on it: were it decoded alone, the next viewer would wait
-// for one more. A source whose pictures are left out isn't silent, however rare its key pictures are.
+// for one more. The first one doesn't, since there may be no other. A source whose pictures are left out isn't
+// silent, however rare its key pictures are.
 void LiveSource::OnPacket(AvInput& input, const AVPacket& packet)
 {
     const auto now = Clock::now();
     if ((packet.flags & AV_PKT_FLAG_KEY) != 0) {
-        input.SetKeysOnly(!input.IsFile() && IsIdle());
-        m_KeysApart = now - std::exchange(m_Key, now);
+        input.SetKeysOnly(m_Key && !input.IsFile() && IsIdle());
+        m_KeysApart = m_Key ? now - *m_Key : Clock::duration::max();
+        m_Key = now;
     }
     if (input.IsKeysOnly()) m_Since = now;
     if (m_Packets == nullptr || !m_Packets->OnPacket(packet) || m_KeysApart < m_Times.ageShownFrom) return;

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 #include "recorder/media/AvInput.h"
@@ -60,8 +61,8 @@ class LiveSource : public ISource
     // The reader's thread only.
     Clock::time_point m_Since;  // opening, or the latest picture; with key pictures only, the latest packet
     bool m_Late = false;
-    Clock::time_point m_Key;        // the latest key picture's packet
-    Clock::duration m_KeysApart{};  // it came so long after the one before
+    std::optional<Clock::time_point> m_Key;  // the latest key picture's packet since it was opened
+    Clock::duration m_KeysApart{};           // it came so long after the one before; max for the first
 
     // the caller's thread only
     OverlayPainter m_Overlay;

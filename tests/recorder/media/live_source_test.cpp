@@ -331,6 +331,24 @@ TEST(LiveSourceTest, UnwatchedASourceWithRareKeyPicturesIsNotTakenForSilent)
     EXPECT_TRUE(Shows(source, 150)) << "the connection is still the first one";
 }
 
+// Who looks would see the first for good, older and older: some cameras send one more only when they are asked.
+TEST(LiveSourceTest, UnwatchedItDoesNotWaitForASecondKeyPictureThatMayNeverCome)
+{
+    auto times = Times(seconds(20));
+    times.idleAfter = milliseconds(0);
+    CCamera camera;
+    LiveSource source(camera.Url(), SmallSetup(), 0, NEVER_STOP, times);
+    for (const int luma : {90, 150}) {
+        ASSERT_TRUE(camera.Accept());
+        camera.SendOne(200, true);
+        // From the 300th on the encoder gives a key picture unasked.
+        for (int i = 0; i < 280; ++i)
+            camera.SendOne(luma, false);
+        EXPECT_TRUE(Shows(source, luma));
+        camera.HangUp();
+    }
+}
+
 TEST(LiveSourceTest, WatchedAgainItGoesOnWithAllPicturesFromTheNextKeyPicture)
 {
     auto times = Times(seconds(20));
@@ -435,7 +453,9 @@ TEST(LiveSourceTest, AFileIsPlayedPictureByPictureThoughNobodyWatches)
 {
     auto times = Times(seconds(20));
     times.idleAfter = milliseconds(0);
-    ExpectPlayedAtAPace("group.mov", "-frames:v 25 -g 100 -c:v mpeg4", 20, milliseconds(40), times);
+    // A key picture, and one more that tells that they come again, with a group.
+    ExpectPlayedAtAPace("group.mov", "-frames:v 25 -g 100 -force_key_frames 0.04 -c:v mpeg4", 20,
+                        milliseconds(40), times);
 }
 
 TEST(LiveSourceTest, ItEndsWhileItsSourceIsSilent)
