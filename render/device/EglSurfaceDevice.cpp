@@ -117,6 +117,7 @@ class CEglDevice : public ISurfaceDevice, public std::enable_shared_from_this<CE
 
     EGLSurface FindWindowSurface(HWND window, const CWindowHold& hold);
     void DropWindow(HWND window);
+    void DropGoneWindows();
     bool IsContextGone() const;
 
     const std::shared_ptr<CEglConnection> m_pConnection;
@@ -311,6 +312,7 @@ EGLSurface CEglDevice::FindWindowSurface(HWND window, const CWindowHold& hold)
         return found->second.surface;
     DropWindow(window);
     if (hold.GetWindow() == 0) return EGL_NO_SURFACE;
+    DropGoneWindows();
     const EGLSurface surface = m_pConnection->CreateWindowSurface(hold.GetWindow());
     // A failure is not kept: the next frame tries again.
     if (surface != EGL_NO_SURFACE) m_Windows[window] = {hold.GetNumber(), surface};
@@ -323,6 +325,17 @@ void CEglDevice::DropWindow(HWND window)
     if (found == m_Windows.end()) return;
     m_pConnection->DestroyWindowSurface(found->second.surface);
     m_Windows.erase(found);
+}
+
+// Nobody draws into them any more, so no frame would find them: a host may keep one control and open and end
+// others all day.
+void CEglDevice::DropGoneWindows()
+{
+    std::erase_if(m_Windows, [this](const auto& entry) {
+        const bool gone = !CWindowLease::Stands(entry.first);
+        if (gone) m_pConnection->DestroyWindowSurface(entry.second.surface);
+        return gone;
+    });
 }
 
 bool CEglDevice::Present(const CEglBackBuffer& buffer, HWND handle)

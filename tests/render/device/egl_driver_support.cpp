@@ -77,6 +77,20 @@ EGLBoolean eglDestroyContext(EGLDisplay display, EGLContext context)
     return REAL(eglDestroyContext)(display, context);
 }
 
+EGLSurface eglCreateWindowSurface(EGLDisplay display, EGLConfig config, EGLNativeWindowType window,
+                                  const EGLint* attributes)
+{
+    const EGLSurface made = REAL(eglCreateWindowSurface)(display, config, window, attributes);
+    if (made != EGL_NO_SURFACE) ++EglDriver().windowSurfaces;
+    return made;
+}
+
+EGLBoolean eglDestroySurface(EGLDisplay display, EGLSurface surface)
+{
+    --EglDriver().windowSurfaces;
+    return REAL(eglDestroySurface)(display, surface);
+}
+
 EGLBoolean eglMakeCurrent(EGLDisplay display, EGLSurface draw, EGLSurface read, EGLContext context)
 {
     const EGLint error = EglDriver().makeCurrentError;

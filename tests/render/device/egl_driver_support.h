@@ -14,6 +14,7 @@ struct DriverState {
     std::atomic<EGLint> swapError{EGL_SUCCESS};
     std::atomic<int> contexts{0};  // alive
     std::atomic<int> mostContexts{0};
+    std::atomic<int> windowSurfaces{0};  // alive
     std::atomic<int> resetQuestions{0};
     std::atomic<int> swaps{0};
     std::atomic<int> deletedTextures{0};   // names that the driver was told to delete
