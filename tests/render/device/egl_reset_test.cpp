@@ -121,6 +121,22 @@ TEST_F(EglResetDeviceTest, WindowsThatHaveGoneKeepNothingOfTheDriver)
     EXPECT_LE(EglDriver().windowSurfaces, before + 1) << "the last one's goes with the next window";
 }
 
+// The driver looks for surfaces that were destroyed when a context becomes current, by their addresses: one
+// that a new surface has got by then counts as alive, and its pixels stay for good. So it was with each full
+// screen.
+TEST_F(EglResetDeviceTest, SurfaceIsMadeOnceTheDriverHasForgottenTheFormerOnes)
+{
+    const HWND other = m_Windows.Create(200, 100, 100);
+    ASSERT_TRUE(Show(other));
+    for (int i = 0; i < 3; ++i) {
+        m_Windows.Replace(m_hWindow, 0, 100, 100);
+        m_Windows.Replace(other, 200, 100, 100);
+        ASSERT_TRUE(Show());
+        ASSERT_TRUE(Show(other));
+    }
+    EXPECT_EQ(EglDriver().mistakable, 0);
+}
+
 TEST_F(EglResetDeviceTest, WindowThatIsNotLentIsAskedForNothing)
 {
     m_Windows.Lease(m_hWindow).TakeBack();
