@@ -70,7 +70,7 @@ void CHistoryCombo::CompleteTyped()
 {
     const QString typed = lineEdit()->text();
     if (!m_bAutoComplete || !m_bDoComplete || typed.isEmpty()) return;  // an empty text begins every entry
-    const int entry = findText(typed, Qt::MatchStartsWith);
+    const int entry = findText(typed, Qt::MatchStartsWith | Qt::MatchCaseSensitive);
     if (entry < 0) return;  // text and selection stay as they were typed
     lineEdit()->setText(itemText(entry));
     // From the end back to what was typed: the caret stays there.

@@ -117,6 +117,8 @@ class CEglDevice : public ISurfaceDevice, public std::enable_shared_from_this<CE
 
     EGLSurface FindWindowSurface(HWND window, const CWindowHold& hold);
     void DropWindow(HWND window);
+    void DropGoneWindows();
+    void LetDriverForget();
     bool IsContextGone() const;
 
     const std::shared_ptr<CEglConnection> m_pConnection;
@@ -311,6 +313,8 @@ EGLSurface CEglDevice::FindWindowSurface(HWND window, const CWindowHold& hold)
         return found->second.surface;
     DropWindow(window);
     if (hold.GetWindow() == 0) return EGL_NO_SURFACE;
+    DropGoneWindows();
+    LetDriverForget();
     const EGLSurface surface = m_pConnection->CreateWindowSurface(hold.GetWindow());
     // A failure is not kept: the next frame tries again.
     if (surface != EGL_NO_SURFACE) m_Windows[window] = {hold.GetNumber(), surface};
@@ -323,6 +327,24 @@ void CEglDevice::DropWindow(HWND window)
     if (found == m_Windows.end()) return;
     m_pConnection->DestroyWindowSurface(found->second.surface);
     m_Windows.erase(found);
+}
+
+// Nobody draws into them any more, so no frame would find them: a host may keep one control and open and end
+// others all day.
+void CEglDevice::DropGoneWindows()
+{
+    std::erase_if(m_Windows, [this](const auto& entry) {
+        const bool gone = !CWindowLease::Stands(entry.first);
+        if (gone) m_pConnection->DestroyWindowSurface(entry.second.surface);
+        return gone;
+    });
+}
+
+// A driver may keep the pixels of a destroyed surface until the context becomes current, and take a new surface
+// that has got the same address by then for the former one: its pixels would stay for as long as the context.
+void CEglDevice::LetDriverForget()
+{
+    const CCurrentContext withoutSurface(*this, EGL_NO_SURFACE);
 }
 
 bool CEglDevice::Present(const CEglBackBuffer& buffer, HWND handle)

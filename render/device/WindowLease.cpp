@@ -67,6 +67,13 @@ void CWindowLease::TakeBack()
     const CMutexLock frame(m_pLoan->frameLock);
 }
 
+bool CWindowLease::Stands(HWND window)
+{
+    LeaseTable& leases = Leases();
+    const CMutexLock lock(leases.leasesLock);
+    return leases.loans.contains(window);
+}
+
 CWindowHold::CWindowHold(HWND window) NO_THREAD_SAFETY_ANALYSIS  // held until the end
 {
     LeaseTable& leases = Leases();

@@ -28,6 +28,9 @@ class CWindowLease
     /// nobody.
     void TakeBack();
 
+    /// Whether some lease stands for that handle; without one its window has gone for good. Any thread.
+    static bool Stands(HWND window);
+
     struct Loan;
 
   private:

@@ -358,6 +358,15 @@ TEST_F(HistoryComboTest, TypingWithoutAMatchStaysAsTyped)
     EXPECT_EQ(combo.lineEdit()->selectedText(), "");
 }
 
+TEST_F(HistoryComboTest, TypingKeepsItsCapitalsBesideAnEntryWithOthers)
+{
+    CHistoryCombo combo;
+    combo.AddString("Gate1");
+    combo.setEditText("");
+    QTest::keyClicks(combo.lineEdit(), "gate2");
+    EXPECT_EQ(combo.lineEdit()->text(), "gate2");
+}
+
 TEST_F(HistoryComboTest, TypingInTheMiddleCompletesTheWholeText)
 {
     CHistoryCombo combo;

@@ -71,6 +71,13 @@ class CXWindows : public CRecordingBackend
         XSync(m_pDisplay, 0);
     }
 
+    // With its lease, as a cell of a control that ends.
+    void Remove(HWND handle)
+    {
+        m_Leases.erase(handle);
+        Destroy(handle);
+    }
+
     void Resize(HWND handle, int width, int height)
     {
         XResizeWindow(m_pDisplay, m_Windows[handle], static_cast<unsigned>(width),

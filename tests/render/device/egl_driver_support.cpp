@@ -44,6 +44,8 @@ void ResetEglDriver()
     driver.mostContexts = driver.contexts.load();
     driver.resetQuestions = 0;
     driver.swaps = 0;
+    driver.remembers = false;
+    driver.mistakable = 0;
     driver.deletedTextures = 0;
     driver.onSizeQuestion = {};
 }
@@ -77,6 +79,22 @@ EGLBoolean eglDestroyContext(EGLDisplay display, EGLContext context)
     return REAL(eglDestroyContext)(display, context);
 }
 
+EGLSurface eglCreateWindowSurface(EGLDisplay display, EGLConfig config, EGLNativeWindowType window,
+                                  const EGLint* attributes)
+{
+    const EGLSurface made = REAL(eglCreateWindowSurface)(display, config, window, attributes);
+    if (made != EGL_NO_SURFACE) ++EglDriver().windowSurfaces;
+    if (EglDriver().remembers) ++EglDriver().mistakable;
+    return made;
+}
+
+EGLBoolean eglDestroySurface(EGLDisplay display, EGLSurface surface)
+{
+    --EglDriver().windowSurfaces;
+    EglDriver().remembers = true;
+    return REAL(eglDestroySurface)(display, surface);
+}
+
 EGLBoolean eglMakeCurrent(EGLDisplay display, EGLSurface draw, EGLSurface read, EGLContext context)
 {
     const EGLint error = EglDriver().makeCurrentError;
@@ -85,6 +103,7 @@ EGLBoolean eglMakeCurrent(EGLDisplay display, EGLSurface draw, EGLSurface read, 
         return EGL_FALSE;
     }
     t_Error = EGL_SUCCESS;
+    if (context != EGL_NO_CONTEXT && draw == EGL_NO_SURFACE) EglDriver().remembers = false;
     return REAL(eglMakeCurrent)(display, draw, read, context);
 }
 

@@ -14,6 +14,9 @@ struct DriverState {
     std::atomic<EGLint> swapError{EGL_SUCCESS};
     std::atomic<int> contexts{0};  // alive
     std::atomic<int> mostContexts{0};
+    std::atomic<int> windowSurfaces{0};  // alive
+    std::atomic<bool> remembers{false};  // surfaces that were destroyed since a context was without one
+    std::atomic<int> mistakable{0};      // surfaces that were made meanwhile
     std::atomic<int> resetQuestions{0};
     std::atomic<int> swaps{0};
     std::atomic<int> deletedTextures{0};   // names that the driver was told to delete

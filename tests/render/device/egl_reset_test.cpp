@@ -45,11 +45,12 @@ class EglResetDeviceTest : public EglResetTest
         m_pChain = m_pDevice->CreateAdditionalSwapChain({WIDTH, HEIGHT});
         ASSERT_TRUE(Show());
     }
-    bool Show()
+    bool Show() { return Show(m_hWindow); }
+    bool Show(HWND window)
     {
         m_pDevice->StretchRect(*m_pSurface, {0, 0, WIDTH, HEIGHT}, *m_pChain->GetBackBuffer(0),
                                ETextureFilter::Linear);
-        return m_pChain->Present(m_hWindow);
+        return m_pChain->Present(window);
     }
 
     std::shared_ptr<ISurfaceAdapter> m_pAdapter;
@@ -105,6 +106,35 @@ TEST_F(EglResetDeviceTest, TextureOfAStreamThatEndedIsDeletedOnce)
     for (int i = 0; i < 3; ++i)
         EXPECT_TRUE(Show());
     EXPECT_EQ(EglDriver().deletedTextures, 1);
+}
+
+// A host that keeps one control and opens and ends others leaves the device standing.
+TEST_F(EglResetDeviceTest, WindowsThatHaveGoneKeepNothingOfTheDriver)
+{
+    const int before = EglDriver().windowSurfaces;
+    for (int i = 0; i < 20; ++i) {
+        const HWND window = m_Windows.Create(200, 100, 100);
+        ASSERT_TRUE(Show(window));
+        m_Windows.Remove(window);
+        ASSERT_TRUE(Show());
+    }
+    EXPECT_LE(EglDriver().windowSurfaces, before + 1) << "the last one's goes with the next window";
+}
+
+// The driver looks for surfaces that were destroyed when a context becomes current, by their addresses: one
+// that a new surface has got by then counts as alive, and its pixels stay for good. So it was with each full
+// screen.
+TEST_F(EglResetDeviceTest, SurfaceIsMadeOnceTheDriverHasForgottenTheFormerOnes)
+{
+    const HWND other = m_Windows.Create(200, 100, 100);
+    ASSERT_TRUE(Show(other));
+    for (int i = 0; i < 3; ++i) {
+        m_Windows.Replace(m_hWindow, 0, 100, 100);
+        m_Windows.Replace(other, 200, 100, 100);
+        ASSERT_TRUE(Show());
+        ASSERT_TRUE(Show(other));
+    }
+    EXPECT_EQ(EglDriver().mistakable, 0);
 }
 
 TEST_F(EglResetDeviceTest, WindowThatIsNotLentIsAskedForNothing)
