@@ -91,6 +91,17 @@ class DescribedAnewTest : public testing::Test
                                    frame.data[0] + ptrdiff_t{y} * frame.linesize[0]))
                 << "row " << y;
     }
+    // The first packet of a round after a restart is read by then.
+    void ExpectRound(AvInput& input, int round) const
+    {
+        for (size_t i = 0; i < 2 * PICTURES; ++i) {
+            if (i > 0 || round == 0) {
+                ASSERT_TRUE(input.Next()) << round << ' ' << i;
+            }
+            if (i % 5 == 0) ExpectShown(input, i < PICTURES ? m_First[i] : m_Second[i - PICTURES]);
+        }
+        ASSERT_FALSE(input.Next());
+    }
 
     AccessUnits m_First = EncodeH264("annexb=1:keyint=5:cabac=0", PICTURES);
     AccessUnits m_Second = EncodeH264("annexb=1:keyint=5:cabac=1:qp=20", PICTURES);
@@ -148,13 +159,7 @@ TEST_F(DescribedAnewTest, AFilmThatIsPlayedAgainBeginsAsItDidAtFirst)
             }
         });
         for (int round = 0; round < 3; ++round) {
-            for (size_t i = 0; i < 2 * PICTURES; ++i) {
-                if (i > 0 || round == 0) {
-                    ASSERT_TRUE(input.Next()) << round << ' ' << i;
-                }
-                if (i % 5 == 0) ExpectShown(input, i < PICTURES ? m_First[i] : m_Second[i - PICTURES]);
-            }
-            ASSERT_FALSE(input.Next());
+            ASSERT_NO_FATAL_FAILURE(ExpectRound(input, round));
             EXPECT_EQ(std::exchange(described, 0), (round == 0 ? 0 : 1) + (format == "flv" ? 1 : 0));
             input.Restart();
         }
@@ -181,13 +186,7 @@ TEST_F(DescribedAnewTest, AJoinedFilmThatIsPlayedAgainBeginsAsItDidAtFirst)
         if (check.Check(packet).result == h264::Checked::EResult::Passes) ++passes;
     });
     for (int round = 0; round < 3; ++round) {
-        for (size_t i = 0; i < 2 * PICTURES; ++i) {
-            if (i > 0 || round == 0) {
-                ASSERT_TRUE(input.Next()) << round << ' ' << i;
-            }
-            if (i % 5 == 0) ExpectShown(input, i < PICTURES ? m_First[i] : m_Second[i - PICTURES]);
-        }
-        ASSERT_FALSE(input.Next());
+        ASSERT_NO_FATAL_FAILURE(ExpectRound(input, round));
         EXPECT_EQ(std::exchange(passes, 0), 2 * PICTURES) << round;
         input.Restart();
     }

@@ -52,6 +52,21 @@ TEST(SourceTest, AFileThatCanNotBeSoughtIsPlayedAgainAndAgain)
     ExpectPlayedAgainAndAgain("short.h264", "-c:v libx264");
 }
 
+// Of a film of 100 pictures, the half of them white.
+void ExpectEachRoundHalfBright(const std::string& film)
+{
+    const auto source = MakeSource(film, SourceScene(), 0, NEVER_STOP);
+    Picture picture;
+    for (int round = 0; round < 3; ++round) {
+        int bright = 0;
+        for (int i = 0; i < 100; ++i) {  // its length
+            source->Read(100 * round + i, picture);
+            bright += picture.y[static_cast<size_t>(144 * 352 + 176)] > 128 ? 1 : 0;
+        }
+        EXPECT_NEAR(bright, 50, 3) << "round " << round;
+    }
+}
+
 // As a recorder's files are joined: the stamps begin anew in the middle. Who looks for the beginning of a
 // Matroska file by its stamp finds that of the later part.
 TEST(SourceTest, AJoinedFileIsPlayedToItsEndAgainAndAgain)
@@ -68,16 +83,7 @@ TEST(SourceTest, AJoinedFileIsPlayedToItsEndAgainAndAgain)
             joined << std::ifstream(part, std::ios::binary).rdbuf();
         }
         joined.close();
-        const auto source = MakeSource(folder.Path("joined"), SourceScene(), 0, NEVER_STOP);
-        Picture picture;
-        for (int round = 0; round < 3; ++round) {
-            int bright = 0;
-            for (int i = 0; i < 100; ++i) {  // its length
-                source->Read(100 * round + i, picture);
-                bright += picture.y[static_cast<size_t>(144 * 352 + 176)] > 128 ? 1 : 0;
-            }
-            EXPECT_NEAR(bright, 50, 3) << "round " << round;
-        }
+        ExpectEachRoundHalfBright(folder.Path("joined"));
     }
 }
 
@@ -92,16 +98,7 @@ TEST(SourceTest, AFilmWhoseStampsGoRoundIsPlayedAgainFromItsFirstPicture)
                            folder.Path("round.ts"))
                               .c_str()),
               0);
-    const auto source = MakeSource(folder.Path("round.ts"), SourceScene(), 0, NEVER_STOP);
-    Picture picture;
-    for (int round = 0; round < 3; ++round) {
-        int bright = 0;
-        for (int i = 0; i < 100; ++i) {  // its length
-            source->Read(100 * round + i, picture);
-            bright += picture.y[static_cast<size_t>(144 * 352 + 176)] > 128 ? 1 : 0;
-        }
-        EXPECT_NEAR(bright, 50, 3) << "round " << round;
-    }
+    ExpectEachRoundHalfBright(folder.Path("round.ts"));
 }
 
 TEST(SourceTest, EachPictureIsShownFromItsTimeToThatOfTheNext)
