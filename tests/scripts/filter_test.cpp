@@ -13,6 +13,7 @@ namespace
 {
 
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 
 class FilterTest : public testing::Test
@@ -137,6 +138,31 @@ TEST_F(FilterTest, WithoutOneWhatFailsInAnyPartFailsTheRun)
         failIn(part);
         EXPECT_NE(Run(part == "release" ? "" : "--sanitize").status, 0) << part;
     }
+}
+
+// The checker's crash is not the program's; what fails beside it, or fails again, is.
+TEST_F(FilterTest, RepeatsATestWhoseLeakCheckerCrashedAndNoOther)
+{
+    Command("crash_once",
+            "[ ! -e crashed ] || exit 0; touch crashed; "
+            "echo ==7==LeakSanitizer has encountered a fatal error.; exit 1");
+    Command("crash", "echo ==7==LeakSanitizer has encountered a fatal error.; exit 1");
+    const auto run = [this](const std::string& program, const std::string& other) {
+        std::filesystem::remove(m_Folder.Path("crashed"));
+        m_Folder.Write("build/address/CTestTestfile.cmake",
+                       "add_test(Table.codec " + m_Folder.Path(program) + ")\n" +
+                           "set_tests_properties(Table.codec PROPERTIES WORKING_DIRECTORY " + m_Folder.Path() +
+                           ")\n" + Listed("Table.Of_link", other));
+        return Run("--sanitize");
+    };
+    const Outcome once = run("crash_once", "true");
+    EXPECT_EQ(once.status, 0) << once.output;
+    EXPECT_THAT(once.output, HasSubstr("they run once more"));
+    EXPECT_THAT(once.output, HasSubstr("100% tests passed, 0 tests failed out of 1"));
+    EXPECT_NE(run("crash", "true").status, 0);
+    const Outcome beside = run("crash_once", "false");
+    EXPECT_NE(beside.status, 0);
+    EXPECT_THAT(beside.output, Not(HasSubstr("they run once more")));
 }
 
 // It built everything, behind a message of the tool that looks for the tests.
