@@ -296,6 +296,25 @@ TEST_F(SkinTest, ATextThatIsTooLongIsCutNotDrawnOverTheEdge)
     }
 }
 
+// A host may give its fonts in points or in pixels.
+TEST_F(SkinTest, FontOfAnElementIsAShareOfTheApplicationsOfEitherKind)
+{
+    const QFont usual = QApplication::font();
+    QFont points = usual;
+    points.setPointSizeF(50);
+    QFont pixels = usual;
+    pixels.setPixelSize(50);
+    for (const QFont& font : {points, pixels}) {
+        QApplication::setFont(font);
+        QLabel label;
+        EXPECT_TRUE(SkinControl(&label, "ButtonZoomText"));  // 92 per cent, and bold
+        EXPECT_EQ(label.font().pointSizeF(), font.pointSizeF() > 0 ? 46 : -1);
+        EXPECT_EQ(label.font().pixelSize(), font.pixelSize() > 0 ? 46 : -1);
+        EXPECT_TRUE(label.font().bold());
+    }
+    QApplication::setFont(usual);
+}
+
 TEST_F(SkinTest, ARenderWindowTakesOnlyItsGround)
 {
     QWidget window;
