@@ -12,6 +12,7 @@
 
 #include "host/ControlLoader.h"
 #include "host/DisplayWatch.h"
+#include "host/LargeBlocks.h"
 #include "host/MainWindow.h"
 #include "host/Options.h"
 #include "host/OutputFile.h"
@@ -208,6 +209,7 @@ int Run(const Options& options, const QElapsedTimer& sinceStart)
 int main(int argc, char** argv)
 {
     KeepStreams();
+    GiveLargeBlocksBack();
     QElapsedTimer sinceStart;
     sinceStart.start();
     Options options;

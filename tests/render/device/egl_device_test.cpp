@@ -215,6 +215,21 @@ TEST_F(EglDeviceTest, ImpossibleSizesAndRectanglesAreRefused)
         EXPECT_FALSE(m_pDevice->StretchRect(*m_pSurface, source, *m_pBuffer, ETextureFilter::Linear));
 }
 
+// As a snapshot of a stream whose last picture came too late for the device.
+TEST_F(EglDeviceTest, PictureThatWasReadBeforeItsTurnIsShownAllTheSame)
+{
+    const HWND window = m_Windows.Create(0, 100, 100);
+    Fill(0x2040C0, 0x10A030);
+    ASSERT_TRUE(Show(window));
+    EXPECT_PIXEL(window, 5, 95, 0x2040C0U);
+    Fill(0x10A030, 0x2040C0);
+    LockedRect locked;
+    ASSERT_TRUE(m_pSurface->Lock(ELockMode::ReadOnly, locked));
+    m_pSurface->Unlock(false);
+    ASSERT_TRUE(Show(window));
+    EXPECT_PIXEL(window, 5, 95, 0x10A030U);
+}
+
 // One context for all: sixteen windows drawn by sixteen threads in turn, under one lock as the renderer has it.
 TEST_F(EglDeviceTest, SixteenThreadsShareTheContext)
 {

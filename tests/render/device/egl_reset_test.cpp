@@ -153,11 +153,13 @@ TEST_F(EglResetDeviceTest, LostContextThatCantBeAskedIsNotReset)
     EXPECT_EQ(m_pDevice->TestCooperativeLevel(), EDeviceState::NotReset);
 }
 
-TEST_F(EglResetDeviceTest, ReleasedDeviceGivesItsContextBackAndFails)
+TEST_F(EglResetDeviceTest, ReleasedDeviceGivesItsContextAndSurfacesBackAndFails)
 {
     const int before = EglDriver().contexts;
+    const int surfaces = EglDriver().windowSurfaces;
     m_pDevice->Release();
     EXPECT_EQ(EglDriver().contexts, before - 1);
+    EXPECT_EQ(EglDriver().windowSurfaces, surfaces - 1);
     EXPECT_FALSE(Show());
     EXPECT_EQ(m_pDevice->TestCooperativeLevel(), EDeviceState::NotReset);
     m_pDevice->Release();
