@@ -360,6 +360,8 @@ TEST_F(FullDisk, ThatRefusesTheLastBytesAloneIsReportedAtTheClose)
     ASSERT_GE(muxer.WriteVideoPacket(picture.data(), static_cast<std::int32_t>(picture.size()), 1), 0);
     EXPECT_EQ(m_Told.Text(), "");
     muxer.Close();
+    EXPECT_EQ(LinesIn(m_Told.Text()), 2U) << m_Told.Text();
+    EXPECT_NE(m_Told.Text().find("a.avi: File too large"), std::string::npos) << m_Told.Text();
     EXPECT_NE(m_Told.Text().find("a.avi: 1 writes have failed"), std::string::npos) << m_Told.Text();
 }
 
