@@ -164,7 +164,7 @@ void CMuxer::Close()
     const CAutoLock lock(m_csWrite);
     if (m_pFile != nullptr && !m_pFile->trailer) {
         m_pFile->trailer = true;
-        if (av_write_trailer(m_pFile->context) < 0) ++m_ulFailures;
+        if (const std::int32_t result = av_write_trailer(m_pFile->context); result < 0) Fail(result);
         avio_flush(m_pFile->context->pb);
     }
     if (m_ulFailures != 0)

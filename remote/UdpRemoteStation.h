@@ -59,5 +59,6 @@ class CUdpRemoteStation final : public CRemoteStation
 /// The own name at the rendezvous server, from what the processor reports of itself (CPUID leaf 1): the sum, in
 /// 32 bits, of the four registers shifted by 12, 8, 4 and 0, as a signed decimal number.
 std::string MachineName(std::uint32_t eax, std::uint32_t ebx, std::uint32_t ecx, std::uint32_t edx);
-/// The same for this machine. Parts of it belong to the processor core that the calling thread runs on.
+/// The same for this machine, on whichever core the calling thread runs: the core's number is the top byte of
+/// EBX, which is shifted out.
 std::string MachineName();

@@ -351,6 +351,20 @@ TEST_F(FullDisk, IsReportedOnceAndAtTheCloseAndLeavesAFileThatCanBeRead)
     EXPECT_GT(ReadBack().packets.size(), 0U);
 }
 
+// What the library still held in its buffer, and every write before it seemed to succeed.
+TEST_F(FullDisk, ThatRefusesTheLastBytesAloneIsReportedAtTheClose)
+{
+    const std::vector<std::uint8_t> picture(16000, 0xA5);
+    CMuxer muxer;
+    ASSERT_GE(Open(muxer), 0);
+    ASSERT_GE(muxer.WriteVideoPacket(picture.data(), static_cast<std::int32_t>(picture.size()), 1), 0);
+    EXPECT_EQ(m_Told.Text(), "");
+    muxer.Close();
+    EXPECT_EQ(LinesIn(m_Told.Text()), 2U) << m_Told.Text();
+    EXPECT_NE(m_Told.Text().find("a.avi: File too large"), std::string::npos) << m_Told.Text();
+    EXPECT_NE(m_Told.Text().find("a.avi: 1 writes have failed"), std::string::npos) << m_Told.Text();
+}
+
 TEST_F(FullDisk, ThatTakesNoHeaderFailsTheOpening)
 {
     const CFileLimit less{1000};

@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <semaphore>
 #include <thread>
 #include <vector>
 
+#include "remote/p2p/DatagramReader.h"
 #include "remote/p2p/MyP2P.h"
 #include "tests/remote/p2p/p2p_support.h"
 
@@ -96,6 +98,37 @@ TEST(P2PThreads, ClientsComeAndGoWhileDatagramsPourIn)
         for (int n = 0; n < 20; ++n)
             flood.Send(MakeMessage(P2PMSG_DATA, "peer", Bytes(1024, 1)), to);
     }
+}
+
+/// Keeps its receiving thread in the first datagram with data until it is let go.
+class CHeldClient final : public CMyP2P
+{
+  public:
+    ~CHeldClient() override { Stop(); }
+
+    std::binary_semaphore m_Inside{0};
+    std::binary_semaphore m_Go{0};
+
+  protected:
+    void OnRecv(const char* /*name*/, std::span<const std::uint8_t> /*data*/) override
+    {
+        m_Inside.release();
+        m_Go.acquire();
+    }
+};
+
+TEST(P2PThreads, AnswersToAsManyDatagramsAsOneReadTakesDoNotWaitForMore)
+{
+    CScriptedPeer peer(PEER_HOST);
+    CHeldClient client;
+    ASSERT_TRUE(client.Init(0));
+    const auto to = MakeAddress("127.0.0.1", client.GetLocalPort());
+    peer.Send(MakeMessage(P2PMSG_DATA, "peer", Bytes{1}), to);
+    client.m_Inside.acquire();
+    for (std::size_t i = 0; i < CDatagramReader::PIECES; ++i)
+        peer.Send(MakeMessage(P2PMSG_PING, "peer"), to);
+    client.m_Go.release();
+    EXPECT_TRUE(peer.WaitFor(P2PMSG_PONG, CDatagramReader::PIECES));
 }
 
 }  // namespace

@@ -273,6 +273,7 @@ TEST(UdpMachineName, IsTheShiftedSumOfTheRegistersAsASignedDecimal)
     EXPECT_EQ(MachineName(1, 2, 3, 4), std::to_string((1 << 12) + (2 << 8) + (3 << 4) + 4));
     EXPECT_EQ(MachineName(0, 0, 0, 0xFFFFFFFF), "-1");
     EXPECT_EQ(MachineName(0x00100001, 0, 0, 0), "4096");  // what is shifted out is lost
+    EXPECT_EQ(MachineName(0, 0x01020800, 0, 0), MachineName(0, 0x00020800, 0, 0)) << "on another core";
     EXPECT_LE(MachineName().size(), 32U);
     EXPECT_FALSE(MachineName().empty());
 }
