@@ -48,7 +48,7 @@ void DeviceLink::OnDatagram(TimeUs now, const Endpoint& from, std::span<const ui
     }
     if (const auto it = m_Clients.find(from); it != m_Clients.end()) {
         it->second.heard = now;
-        it->second.unansweredSince = NEVER;
+        it->second.unansweredSince = it->second.silentSince = NEVER;
     }
     switch (message->type) {
         case EMessage::LoginAck:
@@ -168,6 +168,14 @@ bool DeviceLink::RepeatReplies(TimeUs now, Client& client)
     return true;
 }
 
+// Where the process stood still meanwhile, the answers of clients that run wait to be read.
+bool DeviceLink::IsSilent(TimeUs now, Client& client) const
+{
+    if (client.unansweredSince == NEVER || now - client.unansweredSince < m_Setup.dropAfter) return false;
+    client.silentSince = std::min(client.silentSince, now);
+    return now - client.silentSince >= READ_BEFORE_DROP;
+}
+
 void DeviceLink::OnMessage(TimeUs now, int channel, bool key, const SendQueue::Message& message)
 {
     for (auto& [endpoint, client] : m_Clients) {
@@ -194,8 +202,7 @@ TimeUs DeviceLink::OnTimer(TimeUs now)
     TimeUs next = m_NextLogin;
     for (auto it = m_Clients.begin(); it != m_Clients.end();) {
         Client& client = it->second;
-        const bool silent = !RepeatReplies(now, client);
-        if (silent || (client.unansweredSince != NEVER && now - client.unansweredSince >= m_Setup.dropAfter)) {
+        if (!RepeatReplies(now, client) || IsSilent(now, client)) {
             it = Drop(it, EDisconnectReason::Silent);
             continue;
         }
@@ -205,7 +212,10 @@ TimeUs DeviceLink::OnTimer(TimeUs now)
         }
         Pump(now, client);
         next = std::min({next, client.queue.Due(now), client.nextReply});
-        if (client.unansweredSince != NEVER) next = std::min(next, client.unansweredSince + m_Setup.dropAfter);
+        if (client.silentSince != NEVER)
+            next = std::min(next, client.silentSince + READ_BEFORE_DROP);
+        else if (client.unansweredSince != NEVER)
+            next = std::min(next, client.unansweredSince + m_Setup.dropAfter);
         if (client.counts.streams.empty()) next = std::min(next, client.heard + FORGET_IDLE_AFTER);
         ++it;
     }

@@ -85,6 +85,8 @@ class DeviceLink
     static constexpr TimeUs LOGIN_AGAIN_AFTER =
         30 * SECOND;  // so that a rendezvous that was restarted learns of us
     static constexpr TimeUs FORGET_IDLE_AFTER = 60 * SECOND;  // a client that watches nothing
+    // Before a silent client is dropped, what came while the process stood still is read.
+    static constexpr TimeUs READ_BEFORE_DROP = 100 * MILLISECOND;
     static constexpr TimeUs REPLY_EVERY = SECOND;
     static constexpr int REPLIES = 3;
     static constexpr size_t MAX_FORMER_CLIENTS = 256;  // kept for the report
@@ -111,6 +113,7 @@ class DeviceLink
         SendQueue queue;
         TimeUs heard = 0;
         TimeUs unansweredSince = NEVER;  // the first datagram sent since the client last sent one
+        TimeUs silentSince = NEVER;      // it was seen to be so for too long
         // until it is proved
         int replies = 0;  // that went for each of its streams
         TimeUs nextReply = NEVER;
@@ -128,6 +131,7 @@ class DeviceLink
     void StartStream(Client& client, int channel);
     // False when an unproved client has had all its replies.
     bool RepeatReplies(TimeUs now, Client& client);
+    bool IsSilent(TimeUs now, Client& client) const;
     void Pump(TimeUs now, Client& client);
     void Lose(ClientCounts::Stream& stream, int channel, size_t pictures);
     ClientMap::iterator Drop(ClientMap::iterator client, EDisconnectReason reason);

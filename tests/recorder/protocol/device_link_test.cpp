@@ -282,6 +282,24 @@ TEST_F(DeviceLinkTest, AClientThatIsSilentIsDropped)
     EXPECT_THAT(m_Sink.Take(), SizeIs(0)) << "nothing goes to the dead";
 }
 
+// As a process that was stopped for a minute: one client's acknowledgement has come by then, the other's
+// hasn't.
+TEST_F(DeviceLinkTest, WhatCameWhileTheProcessStoodStillIsReadBeforeAClientIsTakenForSilent)
+{
+    Watch(ALICE, 0);
+    Watch(BOB, 0);
+    m_Link.OnMessage(MILLISECOND, 0, true, Message(0, 50));
+    const TimeUs later = 60 * SECOND;
+    const TimeUs due = m_Link.OnTimer(later);
+    EXPECT_THAT(m_Link.Clients(), SizeIs(2)) << "neither was read yet";
+    EXPECT_THAT(due, testing::AllOf(testing::Gt(later), testing::Le(later + SECOND)));
+    Say(ALICE, EMessage::DataAck, {}, later);
+    m_Link.OnTimer(due);
+    ASSERT_THAT(m_Link.Clients(), SizeIs(1));
+    EXPECT_EQ(m_Link.Clients()[0].endpoint, ALICE);
+    EXPECT_EQ(m_Link.FormerClients().at(0).disconnectReason, EDisconnectReason::Silent);
+}
+
 TEST_F(DeviceLinkTest, AClientThatGetsNothingIsNotTakenForDead)
 {
     Watch(ALICE, 0);

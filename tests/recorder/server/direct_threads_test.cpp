@@ -118,6 +118,30 @@ TEST(DataPortTest, TheReportTellsWhoLeft)
     EXPECT_EQ(codecs, (std::multiset<std::string>{"h264", "mpeg4"}));
 }
 
+TEST(DataPortTest, WhoLeavesTakesTheChannelFromNobodyElse)
+{
+    CRunning running({"--id", "77", "--channels", "1", "--gop", "5"});
+    CConnection stays(running.GetServer().DataAt());
+    stays.Ask(0, 0);
+    EXPECT_EQ(stays.Receive(STREAM_REPLY_BYTES), REPLY);
+    ASSERT_TRUE(stays.NextFrame());
+    {
+        CConnection leaves(running.GetServer().DataAt());
+        leaves.Ask(0, 0);
+        leaves.Receive(STREAM_REPLY_BYTES);
+        ASSERT_TRUE(leaves.NextFrame());
+    }
+    for (int i = 0; i < 30; ++i)
+        ASSERT_TRUE(stays.NextFrame()) << "since one of the direct streams ended";
+    CRecorderClient client(running.GetServer(), "1");
+    client.Send(running.GetServer().DeviceAt(), EMessage::Data, Request(0));
+    ASSERT_EQ(client.NextMessage().size(), 8U);
+    ASSERT_FALSE(client.NextMessage().empty());
+    client.Send(running.GetServer().DeviceAt(), EMessage::Logout);
+    for (int i = 0; i < 30; ++i)
+        ASSERT_TRUE(stays.NextFrame()) << "since one with datagrams left";
+}
+
 TEST(DataPortTest, WhatDirectClientsGotIsAmongWhatTheirChannelSent)
 {
     CRunning running({"--id", "77", "--channels", "2"});
