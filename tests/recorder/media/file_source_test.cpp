@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 
@@ -348,6 +349,27 @@ TEST(SourceTest, ASourceThatCanNotBeOpenedIsTriedAgainEveryFiveSeconds)
     for (const int number : {0, 1, first - 1})
         EXPECT_LT(cornerAt(number), 100) << number << ": a notice";
     EXPECT_GT(cornerAt(first), 200);
+}
+
+// However long it was played before.
+TEST(SourceTest, AFileThatWasGoneIsShownAtOnceWhenItIsBack)
+{
+    const CTestFolder folder;
+    const auto image = [](char grey) { return "P5\n64 48\n255\n" + std::string(size_t{64} * 48, grey); };
+    folder.Write("still.pgm", image('\xF0'));
+    const auto source = MakeSource(folder.Path("still.pgm"), SourceScene(), 0, NEVER_STOP);
+    Picture picture;
+    int number = 0;
+    const auto lastOf = [&](int seconds) {
+        for (const int end = number + seconds * SourceScene().rate; number < end; ++number)
+            source->Read(number, picture);
+        return picture.y[static_cast<size_t>(250 * 352 + 60)];
+    };
+    EXPECT_GT(lastOf(20), 200);
+    std::filesystem::remove(folder.Path("still.pgm"));
+    EXPECT_LT(lastOf(2), 60) << "a notice";
+    folder.Write("still.pgm", image('\x80'));
+    EXPECT_NEAR(lastOf(5), 126, 6);
 }
 
 TEST(SourceTest, AFileThatIsReadWhenTheRecorderEndsIsNoFault)

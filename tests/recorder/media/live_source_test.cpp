@@ -407,6 +407,40 @@ TEST(LiveSourceTest, WhoWatchesItsPacketsSeesItsNewestPictureWhenTheyEnd)
     EXPECT_TRUE(SeesTheNewestWherePacketsEnd(milliseconds(500), 6));
 }
 
+// How far its first two key pictures are apart is known with the second alone, which decides for its own group.
+TEST(LiveSourceTest, WhoWatchesItsPacketsSeesItsNewestPictureInTheSecondGroupToo)
+{
+    auto times = Times(seconds(20));
+    times.idleAfter = milliseconds(1000);
+    times.ageShownFrom = milliseconds(500);
+    CPacketCount packets(true);
+    CCamera camera;
+    LiveSource source(camera.Url(), SmallSetup(), 0, NEVER_STOP, times, &packets);
+    // A reader that is kept waiting at the wrong moment finds nobody looking; then once more.
+    bool seen = false;
+    for (int round = 0; round < 4 && !seen; ++round) {
+        ASSERT_TRUE(camera.Accept());
+        const int before = packets.Count();
+        camera.SendOne(200, true);
+        for (int i = 0; i < 200; ++i)
+            camera.SendOne(200, false);
+        // From the 300th on the encoder gives a key picture unasked.
+        for (int i = 0; i < 80; ++i, std::this_thread::sleep_for(2 * times.idleAfter / 80))
+            camera.SendOne(200, false);
+        camera.SendOne(150, true);
+        for (int i = 0; i < 10; ++i)
+            camera.SendOne(90, false);
+        // The latest one is known to be whole with the next.
+        for (const auto end = Clock::now() + seconds(10); packets.Count() < before + 290 && Clock::now() < end;)
+            std::this_thread::sleep_for(milliseconds(2));
+        for (const auto end = Clock::now() + seconds(1); !seen && Clock::now() < end;
+             std::this_thread::sleep_for(milliseconds(5)))
+            seen = std::abs(MiddleOf(source, 0) - 90) <= 4;
+        camera.HangUp();
+    }
+    EXPECT_TRUE(seen);
+}
+
 TEST(LiveSourceTest, WhereKeyPicturesAreNeverOldTheyAloneAreDecodedForWhoWatchesItsPackets)
 {
     EXPECT_FALSE(SeesTheNewestWherePacketsEnd(seconds(60), 2));
