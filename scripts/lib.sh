@@ -55,8 +55,7 @@ start_recorder()
     ready=$(mktemp)
     "$bin/watchwall-recorder" --directory-port 0 --rendezvous-port 0 --ready-file "$ready" "$@" >"$log" 2>&1 &
     recorder=$!
-    for _ in $(seq 200); do
-        [ -s "$ready" ] && break
+    until [ -s "$ready" ]; do
         kill -0 "$recorder" 2>/dev/null || { cat "$log" >&2; echo "the recorder did not start" >&2; return 1; }
         sleep 0.05
     done
