@@ -111,7 +111,7 @@ targets_of()
     git ls-files -z --cached --others --exclude-standard -- 'tests/*_test.cpp' | existing_files | xargs -0 perl -0777 -ne '
         BEGIN { $pattern = shift; local $/ = "\n"; open $in, "<", "build/'"$1"'/compile_commands.json" or exit;
                 while (<$in>) { $object = $1 if /"output":\s*"([^"]+)"/; $object = $1 if /-o (\S+\.o)/;
-                                if (m{"file":.*?/(tests/[^"]+)"}) { my $source = $1; push @{$of{$source}}, $object =~ m{CMakeFiles/([^/]+)\.dir/} } }
+                                if (m{"file":.*/(tests/[^"]+)"}) { my $source = $1; push @{$of{$source}}, $object =~ m{CMakeFiles/([^/]+)\.dir/} } }
                 close $in }
         my %instances;
         push @{$instances{$2}}, $1 while /INSTANTIATE_T\w+\(\s*(\w+),\s*(\w+)/g;
