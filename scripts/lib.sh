@@ -55,8 +55,7 @@ start_recorder()
     ready=$(mktemp)
     "$bin/watchwall-recorder" --directory-port 0 --rendezvous-port 0 --ready-file "$ready" "$@" >"$log" 2>&1 &
     recorder=$!
-    for _ in $(seq 200); do
-        [ -s "$ready" ] && break
+    until [ -s "$ready" ]; do
         kill -0 "$recorder" 2>/dev/null || { cat "$log" >&2; echo "the recorder did not start" >&2; return 1; }
         sleep 0.05
     done
@@ -112,7 +111,7 @@ targets_of()
     git ls-files -z --cached --others --exclude-standard -- 'tests/*_test.cpp' | existing_files | xargs -0 perl -0777 -ne '
         BEGIN { $pattern = shift; local $/ = "\n"; open $in, "<", "build/'"$1"'/compile_commands.json" or exit;
                 while (<$in>) { $object = $1 if /"output":\s*"([^"]+)"/; $object = $1 if /-o (\S+\.o)/;
-                                if (m{"file":.*?/(tests/[^"]+)"}) { my $source = $1; push @{$of{$source}}, $object =~ m{CMakeFiles/([^/]+)\.dir/} } }
+                                if (m{"file":.*/(tests/[^"]+)"}) { my $source = $1; push @{$of{$source}}, $object =~ m{CMakeFiles/([^/]+)\.dir/} } }
                 close $in }
         my %instances;
         push @{$instances{$2}}, $1 while /INSTANTIATE_T\w+\(\s*(\w+),\s*(\w+)/g;

@@ -27,10 +27,11 @@ std::string Read(const std::string& path)
 class InstallTest : public testing::Test
 {
   protected:
-    void SetUp() override
+    void SetUp() override { Install(); }
+    void Install(const std::string& options = "")
     {
         const Outcome installed = Execute(Quoted(WATCHWALL_CMAKE) + " --install " + Quoted(BuildPath()) +
-                                          " --prefix " + Quoted(Prefix()));
+                                          " --prefix " + Quoted(Prefix()) + options);
         ASSERT_EQ(installed.status, 0) << installed.output;
     }
     std::string Prefix(const std::string& name = "") const { return m_Folder.Path("usr/" + name); }
@@ -209,8 +210,16 @@ TEST_F(InstallTest, HostOfTheEmbeddingPageIsBuiltFromThePackageAndRuns)
     EXPECT_EQ(ran.status, 0) << ran.output;
 }
 
-TEST_F(InstallTest, DecoderAloneIsLinkedFromThePackage)
+// Without the programs, which such a project doesn't need.
+class DevelopmentInstallTest : public InstallTest
 {
+  protected:
+    void SetUp() override { Install(" --component development"); }
+};
+
+TEST_F(DevelopmentInstallTest, DecoderAloneIsLinkedFromThePackage)
+{
+    EXPECT_FALSE(fs::exists(Prefix("lib/watchwall")));
     const std::string build = BuildPath("decoder");
     const Outcome built =
         BuildProject(SourcePath("tests/architecture/consumer"), build, WATCHWALL_SANITIZER_FLAGS);

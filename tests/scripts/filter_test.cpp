@@ -81,6 +81,15 @@ TEST_F(FilterTest, BuildsTheProgramsOfItsTestsAndMissesNoOther)
     EXPECT_EQ(Built(), "release --target build.ninja\nrelease --target core_tests\n");
 }
 
+TEST_F(FilterTest, BuildsTheSameInATreeThatLiesAmongTests)
+{
+    std::string compiled = Compiled("core_tests", "table");
+    compiled.replace(compiled.find("/tree/"), 6, "/tests/tree/");
+    m_Folder.Write("build/release/compile_commands.json", compiled);
+    EXPECT_EQ(Run("--filter codec").status, 0);
+    EXPECT_EQ(Built(), "release --target build.ninja\nrelease --target core_tests\n");
+}
+
 // It built everything for one, since the build did not know it yet.
 TEST_F(FilterTest, FindsATestWhoseSourceIsNew)
 {

@@ -45,10 +45,11 @@ class HelpTest : public testing::Test
         m_Folder.Write(name, "#!/bin/sh\n" + does + "\n");
         ::chmod(m_Folder.Path(name).c_str(), S_IRWXU);
     }
-    Outcome Run(const std::string& words) const
+    Outcome Run(const std::string& words, const std::string& from = ".") const
     {
         return Execute("cd " + Quoted(m_Folder.Path()) +
-                       " && env PATH=\"$PWD/tools:$PATH\" CALLS=\"$PWD/calls\" ./" + words);
+                       " && unset DISPLAY && export PATH=\"$PWD/tools:$PATH\" CALLS=\"$PWD/calls\" && cd " +
+                       from + " && " + (from == "." ? "./" : "../") + words);
     }
     std::string Calls() const { return m_Folder.Read("calls").value_or(""); }
 
@@ -65,6 +66,27 @@ TEST_F(HelpTest, IsWhatEachScriptGivesAndNothingElse)
         EXPECT_THAT(outcome.output, Not(IsEmpty())) << script;
         EXPECT_THAT(outcome.output, Not(HasSubstr("set -euo"))) << script;
         EXPECT_EQ(Calls(), "") << script;
+    }
+}
+
+TEST_F(HelpTest, IsGivenInAnyFolder)
+{
+    for (const std::string& script : m_Scripts) {
+        const Outcome outcome = Run(script + " --help", "tools");
+        EXPECT_EQ(outcome.status, 0) << script << ": " << outcome.output;
+        EXPECT_EQ(outcome.output, Run(script + " --help").output);
+    }
+}
+
+// These two start themselves again on a display.
+TEST_F(HelpTest, IsNotNeededToStartAScriptInAnyFolder)
+{
+    Command("tools/xvfb-run", R"(shift 2; [ -x "$1" ])");
+    for (const char* file : {"build/release/build.ninja", "build/release/presets.json"})
+        m_Folder.Write(file, "presets");
+    for (const char* script : {"scripts/kill-test", "scripts/soak"}) {
+        const Outcome outcome = Run(script, "tools");
+        EXPECT_EQ(outcome.status, 0) << script << ": " << outcome.output;
     }
 }
 

@@ -1,7 +1,9 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
+#include <chrono>
 #include <filesystem>
+#include <thread>
 
 #include "tests/support/process.h"
 #include "tests/support/test_folder.h"
@@ -25,9 +27,7 @@ class RunTest : public testing::Test
         std::filesystem::copy_file(SourcePath("scripts/lib.sh"), m_Folder.Path("scripts/lib.sh"));
         Command("tools/cmake", "");
         Command("tools/xvfb-run", "shift 2; exec \"$@\"");
-        Command("build/release/bin/watchwall-recorder",
-                "while [ \"$1\" != --ready-file ]; do shift; done\n"
-                "echo ready directory=127.0.0.1:1 rendezvous=127.0.0.1:2 >\"$2\"; exec sleep 60");
+        Recorder("");
         m_Folder.Write("CMakePresets.json", "presets");
         m_Folder.Write("build/release/build.ninja", "");
         m_Folder.Write("build/release/presets.json", "presets");
@@ -38,6 +38,14 @@ class RunTest : public testing::Test
     {
         m_Folder.Write(name, "#!/bin/sh\n" + does + "\n");
         ::chmod(m_Folder.Path(name).c_str(), S_IRWXU);
+    }
+    // Does that before it is ready.
+    void Recorder(const std::string& before) const
+    {
+        Command("build/release/bin/watchwall-recorder",
+                "while [ \"$1\" != --ready-file ]; do shift; done\n" + before +
+                    "\necho ready directory=127.0.0.1:1 rendezvous=127.0.0.1:2 >\"$2\"\n"
+                    "trap 'touch ended; exit' TERM; for i in $(seq 600); do /bin/sleep 0.1; done");
     }
     Outcome Run(const std::string& wall) const
     {
@@ -66,6 +74,35 @@ TEST_F(RunTest, NamesNoFileThatAFailedWallDidNotLeave)
     EXPECT_EQ(outcome.status, 3) << outcome.output;
     EXPECT_THAT(outcome.output, HasSubstr("run: left settings and database in "));
     EXPECT_THAT(outcome.output, Not(HasSubstr("wall.png")));
+}
+
+TEST_F(RunTest, EndsTheRecorderWithTheWall)
+{
+    for (const char* wall : {"exit 0", "exit 3"}) {
+        Run(wall);
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        while (!std::filesystem::remove(m_Folder.Path("ended"))) {
+            ASSERT_LT(std::chrono::steady_clock::now(), deadline) << wall;
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+    }
+}
+
+// On a machine that is slow or busy it takes its time; the wall was started without its ports then.
+TEST_F(RunTest, WaitsForARecorderThatIsLate)
+{
+    Recorder("/bin/sleep 2");
+    Command("tools/sleep", "");
+    EXPECT_EQ(Run("grep -x -e DirectoryPort=1 -e RendezvousPort=2 build/demo/config/system.ini").status, 0);
+}
+
+TEST_F(RunTest, ARecorderThatDoesNotStartIsToldWithItsWords)
+{
+    Recorder("echo 'the port is taken' >&2; exit 1");
+    const Outcome outcome = Run("touch shown");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.output, HasSubstr("the port is taken\nthe recorder did not start\n"));
+    EXPECT_FALSE(m_Folder.Read("shown").has_value());
 }
 
 }  // namespace

@@ -119,6 +119,7 @@ TEST_F(EglResetDeviceTest, WindowsThatHaveGoneKeepNothingOfTheDriver)
         ASSERT_TRUE(Show());
     }
     EXPECT_LE(EglDriver().windowSurfaces, before + 1) << "the last one's goes with the next window";
+    EXPECT_EQ(EglDriver().mistakable, 0);
 }
 
 // The driver looks for surfaces that were destroyed when a context becomes current, by their addresses: one
@@ -128,6 +129,7 @@ TEST_F(EglResetDeviceTest, SurfaceIsMadeOnceTheDriverHasForgottenTheFormerOnes)
 {
     const HWND other = m_Windows.Create(200, 100, 100);
     ASSERT_TRUE(Show(other));
+    const int before = EglDriver().windowSurfaces;
     for (int i = 0; i < 3; ++i) {
         m_Windows.Replace(m_hWindow, 0, 100, 100);
         m_Windows.Replace(other, 200, 100, 100);
@@ -135,6 +137,7 @@ TEST_F(EglResetDeviceTest, SurfaceIsMadeOnceTheDriverHasForgottenTheFormerOnes)
         ASSERT_TRUE(Show(other));
     }
     EXPECT_EQ(EglDriver().mistakable, 0);
+    EXPECT_EQ(EglDriver().windowSurfaces, before) << "each has one";
 }
 
 TEST_F(EglResetDeviceTest, WindowThatIsNotLentIsAskedForNothing)
