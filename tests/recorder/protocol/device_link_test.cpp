@@ -298,6 +298,9 @@ TEST_F(DeviceLinkTest, WhatCameWhileTheProcessStoodStillIsReadBeforeAClientIsTak
     ASSERT_THAT(m_Link.Clients(), SizeIs(1));
     EXPECT_EQ(m_Link.Clients()[0].endpoint, ALICE);
     EXPECT_EQ(m_Link.FormerClients().at(0).disconnectReason, EDisconnectReason::Silent);
+    m_Link.OnMessage(due, 0, true, Message(0, 50));
+    m_Link.OnTimer(2 * later);
+    EXPECT_THAT(m_Link.Clients(), SizeIs(1)) << "nor was it read after a further stop";
 }
 
 TEST_F(DeviceLinkTest, AClientThatGetsNothingIsNotTakenForDead)
