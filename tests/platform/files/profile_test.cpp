@@ -12,6 +12,7 @@
 
 #include "inc/OutputDebugString.h"
 #include "platform/os/paths.h"
+#include "platform/os/user_folders.h"
 #include "tests/support/test_folder.h"
 #include "tests/support/test_variable.h"
 
@@ -399,6 +400,14 @@ TEST(Profile, ARelativeConfigHomeCountsAsNotSet)
     const CTestVariable home("HOME", folder.Path().c_str());
     const CTestVariable config("XDG_CONFIG_HOME", "conf");
     EXPECT_EQ(GetApplicationProfilePath(), folder.System(".config/watchwall/profile.ini"));
+}
+
+// The folder stands in the user's entry then.
+TEST(Profile, ARelativeHomeCountsAsNotSet)
+{
+    const CTestVariable config("XDG_CONFIG_HOME", "");
+    const CTestVariable home("HOME", "home");
+    EXPECT_TRUE(UserConfigFolder().starts_with('/')) << UserConfigFolder();
 }
 
 }  // namespace
