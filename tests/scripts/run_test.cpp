@@ -44,8 +44,9 @@ class RunTest : public testing::Test
     {
         Command("build/release/bin/watchwall-recorder",
                 "while [ \"$1\" != --ready-file ]; do shift; done\n" + before +
-                    "\necho ready directory=127.0.0.1:1 rendezvous=127.0.0.1:2 >\"$2\"\n"
-                    "trap 'touch ended; exit' TERM; for i in $(seq 600); do /bin/sleep 0.1; done");
+                    "\ntrap 'touch ended; exit' TERM\n"
+                    "echo ready directory=127.0.0.1:1 rendezvous=127.0.0.1:2 >\"$2\"\n"
+                    "for i in $(seq 600); do /bin/sleep 0.1; done");
     }
     Outcome Run(const std::string& wall) const
     {
