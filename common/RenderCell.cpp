@@ -144,10 +144,9 @@ void CRenderCell::paintEvent(QPaintEvent*)
 {
     if (testAttribute(Qt::WA_PaintOnScreen)) return;
     QPainter painter(this);
+    painter.fillRect(rect(), CELL_GROUND);  // beside a picture that is smaller too
     const auto empty = EmptyPictures().find(m_hGrid);
-    if (empty == EmptyPictures().end() || empty->second.image.isNull())
-        painter.fillRect(rect(), CELL_GROUND);
-    else
+    if (empty != EmptyPictures().end() && !empty->second.image.isNull())
         painter.drawImage(rect(), empty->second.image, PicturePart(empty->second.image));
 }
 

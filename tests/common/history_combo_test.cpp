@@ -407,6 +407,16 @@ TEST_F(HistoryComboTest, DeletingNeverCompletes)
     EXPECT_EQ(combo.lineEdit()->text(), "10");
 }
 
+// Every entry begins with an empty text.
+TEST_F(HistoryComboTest, CuttingTheWholeTextLeavesTheFieldEmpty)
+{
+    CHistoryCombo combo;
+    combo.AddString("1001");
+    combo.lineEdit()->selectAll();
+    QTest::keyClick(combo.lineEdit(), Qt::Key_X, Qt::ControlModifier);
+    EXPECT_EQ(combo.lineEdit()->text(), "");
+}
+
 // A window system's keys come to what has the focus, which is the box and not the field within it.
 TEST_F(HistoryComboTest, DeletingNeverCompletesWithKeysThatComeToTheBoxEither)
 {

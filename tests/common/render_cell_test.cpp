@@ -66,6 +66,18 @@ TEST_F(RenderWndTest, OfALargerPictureTheLowerLeftPartIsShown)
     EXPECT_EQ(ColoursOf(shown).size(), 4U);
 }
 
+// Else what the window showed in its former place would stay there.
+TEST_F(RenderWndTest, OfASmallerPictureTheRestIsTheCellsGround)
+{
+    QImage picture(100, 100, QImage::Format_RGB888);
+    picture.fill(Qt::yellow);
+    ASSERT_TRUE(picture.save(m_Home.filePath("dvr.bmp"), "BMP"));
+    const QImage shown = Grid().GetCell(0)->grab().toImage();
+    EXPECT_THAT(ColoursOf(shown), ElementsAre(qRgb(1, 2, 3), qRgb(255, 255, 0)));
+    EXPECT_EQ(shown.pixelColor(0, 295), Qt::yellow);
+    EXPECT_EQ(shown.pixelColor(395, 0), QColor(1, 2, 3));
+}
+
 TEST_F(RenderWndTest, MissingOrBadPictureLeavesCellsInTheirGround)
 {
     EXPECT_THAT(ColoursOf(Grid().GetCell(0)->grab().toImage()), ElementsAre(qRgb(1, 2, 3)));
