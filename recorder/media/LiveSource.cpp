@@ -92,10 +92,11 @@ void LiveSource::Run()
 }
 
 // Until it fails, is to end, or had a single image. A file that lies elsewhere is played at its pace and
-// restarted.
+// restarted; what its server, or this machine, was late with isn't made up for beyond MOST_LATE.
 void LiveSource::Play(AvInput& input)
 {
-    const auto begun = Clock::now();
+    constexpr milliseconds MOST_LATE{500};
+    auto begun = Clock::now();
     PictureTimes times(m_PictureSeconds);
     for (int64_t shown = 0;; ++shown) {
         if (!input.Next()) {
@@ -108,6 +109,7 @@ void LiveSource::Play(AvInput& input)
             times.Next(input.Stamp(), input.Lasts());
             const auto due = begun + std::chrono::duration_cast<Clock::duration>(
                                          std::chrono::duration<double>(times.Latest()));
+            if (const auto late = Clock::now() - due; late > MOST_LATE) begun += late;
             if (!Wait(due)) return;
         }
         Publish(input.Frame());

@@ -482,6 +482,46 @@ TEST(LiveSourceTest, TheLastPictureOfAFileHasItsTimeToo)
     ExpectPlayedAtAPace("slides.mov", "-r 2 -frames:v 2 -c:v mpeg4", 4, milliseconds(500));
 }
 
+// A film whose server kept its reader waiting for a while, once.
+class CStall : public IPackets
+{
+  public:
+    static constexpr int AT = 10;
+    static constexpr milliseconds LONG{1500};
+    void Opened(const AVCodecParameters& /*codec*/) override {}
+    bool OnPacket(const AVPacket& /*packet*/) override
+    {
+        if (++m_iCount == AT) {
+            std::this_thread::sleep_for(LONG);
+            m_After = Clock::now();
+        }
+        if (m_iCount == AT + SINCE)
+            m_iTookMs =
+                static_cast<int>(std::chrono::duration_cast<milliseconds>(Clock::now() - m_After).count());
+        return false;
+    }
+    static constexpr int SINCE = 25;  // pictures, fewer than had their time meanwhile
+    /// That these took, or -1.
+    milliseconds Took() const { return milliseconds(m_iTookMs); }
+
+  private:
+    int m_iCount = 0;
+    Clock::time_point m_After;
+    std::atomic<int> m_iTookMs = -1;
+};
+
+TEST(LiveSourceTest, AFileThatWasKeptWaitingGoesOnAtItsPaceFromThere)
+{
+    const CTestFolder folder;
+    ASSERT_NO_FATAL_FAILURE(WriteBlueFilm(folder.Path("film.mov"), "-frames:v 100 -c:v mpeg4"));
+    CStall packets;
+    LiveSource source(folder.Path("film.mov"), SmallSetup(), 0, NEVER_STOP, Times(seconds(20)), &packets);
+    for (const auto end = Clock::now() + seconds(10); packets.Took() < milliseconds(0) && Clock::now() < end;)
+        std::this_thread::sleep_for(milliseconds(2));
+    // The first of them had waited already.
+    EXPECT_GE(packets.Took(), (CStall::SINCE - 3) * milliseconds(1000 / RATE));
+}
+
 // With its key pictures only a film of one group would be taken for an image, and be opened anew every second.
 TEST(LiveSourceTest, AFileIsPlayedPictureByPictureThoughNobodyWatches)
 {
