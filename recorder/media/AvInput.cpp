@@ -2,6 +2,7 @@
 
 extern "C" {
 #include <libavdevice/avdevice.h>
+#include <libavutil/avstring.h>
 }
 #include <fcntl.h>
 #include <poll.h>
@@ -279,6 +280,11 @@ double AvInput::Lasts() const
 bool AvInput::IsFile() const
 {
     return m_Input->pb != nullptr && (m_Input->pb->seekable & AVIO_SEEKABLE_NORMAL) != 0;
+}
+
+bool AvInput::Grows() const
+{
+    return m_Input->duration == AV_NOPTS_VALUE && av_match_name(m_Input->iformat->name, "hls,dash") != 0;
 }
 
 void AvInput::Restart()

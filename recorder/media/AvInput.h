@@ -42,6 +42,8 @@ class AvInput
 
     /// Whether it has an end and can be restarted: a file, wherever it lies.
     bool IsFile() const;
+    /// Whether more is added to it while it is played: a playlist that hasn't come to its end.
+    bool Grows() const;
     /// Goes on with the first picture again, which is the latest then; a fault when there is none. An only one
     /// is read anew from where it lies.
     void Restart();

@@ -92,13 +92,16 @@ void LiveSource::Run()
 }
 
 // Until it fails, is to end, or had a single image. A file that lies elsewhere is played at its pace and
-// restarted; what its server, or this machine, was late with isn't made up for beyond MOST_LATE.
+// restarted; what its server, or this machine, was late with isn't made up for beyond MOST_LATE. Where it
+// grows, its pictures would be older after each time: there it is, until the next one has to be waited for.
 void LiveSource::Play(AvInput& input)
 {
     constexpr milliseconds MOST_LATE{500};
     auto begun = Clock::now();
+    bool makesUp = false;
     PictureTimes times(m_PictureSeconds);
     for (int64_t shown = 0;; ++shown) {
+        const auto asked = Clock::now();
         if (!input.Next()) {
             if (shown == 1) return;
             if (!input.IsFile()) throw std::runtime_error("the source has ended");
@@ -109,7 +112,11 @@ void LiveSource::Play(AvInput& input)
             times.Next(input.Stamp(), input.Lasts());
             const auto due = begun + std::chrono::duration_cast<Clock::duration>(
                                          std::chrono::duration<double>(times.Latest()));
-            if (const auto late = Clock::now() - due; late > MOST_LATE) begun += late;
+            const auto now = Clock::now();
+            const bool late = now - due > MOST_LATE;
+            const bool hasNone = makesUp && now - asked > MOST_LATE;
+            makesUp = late && input.Grows() && !hasNone;
+            if (late && !makesUp) begun += now - due;
             if (!Wait(due)) return;
         }
         Publish(input.Frame());

@@ -1,0 +1,134 @@
+// A live source's playlist, to which segments of a second each are added when the test says so.
+
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "recorder/media/LiveSource.h"
+#include "tests/recorder/media/source_support.h"
+#include "tests/support/test_folder.h"
+
+namespace
+{
+
+using namespace recorder;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using Clock = std::chrono::steady_clock;
+
+constexpr milliseconds PICTURE{40};
+
+class GrowingPlaylistTest : public testing::Test, protected IPackets
+{
+  protected:
+    void SetUp() override
+    {
+        ASSERT_NO_FATAL_FAILURE(WriteBlueFilm(m_Folder.Path("whole.m3u8"),
+                                              "-t 8 -c:v libx264 -bf 0 -g 25 -f hls -hls_time 1 "
+                                              "-hls_list_size 0 -hls_segment_filename " +
+                                                  m_Folder.Path("s%d.ts")));
+    }
+    // The playlist has so many segments now, and no end unless said.
+    void Tell(int segments, const std::string& end = "") const
+    {
+        std::string text = "#EXTM3U\n#EXT-X-VERSION:3\n#EXT-X-TARGETDURATION:1\n#EXT-X-MEDIA-SEQUENCE:0\n";
+        for (int i = 0; i < segments; ++i)
+            text += "#EXTINF:1.0,\ns" + std::to_string(i) + ".ts\n";
+        m_Folder.Write("new", text + end);
+        std::filesystem::rename(m_Folder.Path("new"), m_Folder.Path("live.m3u8"));
+    }
+    std::unique_ptr<LiveSource> Open(const std::string& name = "live.m3u8")
+    {
+        SceneSetup setup;
+        setup.width = 128;
+        setup.height = 96;
+        LiveSource::Times times;
+        times.deadline = seconds(20);
+        IPackets* const packets = this;
+        return std::make_unique<LiveSource>(m_Folder.Path(name), setup, 0, NEVER_STOP, times, packets);
+    }
+    void StallAt(int packet, milliseconds time)
+    {
+        m_iStallAt = packet;
+        m_Stall = time;
+    }
+    // How long it took from that packet to this one. A failure where that doesn't come.
+    milliseconds Took(int from, int to) const
+    {
+        EXPECT_TRUE(Comes(from));
+        const auto begun = Clock::now();
+        EXPECT_TRUE(Comes(to));
+        return std::chrono::duration_cast<milliseconds>(Clock::now() - begun);
+    }
+    // False when so many packets haven't come within ten seconds.
+    bool Comes(int packets) const
+    {
+        for (const auto end = Clock::now() + seconds(10); m_iCount < packets && Clock::now() < end;)
+            std::this_thread::sleep_for(milliseconds(2));
+        return m_iCount >= packets;
+    }
+
+    void WriteFilm(const std::string& name, const std::string& encoding) const
+    {
+        WriteBlueFilm(m_Folder.Path(name), encoding);
+    }
+
+  private:
+    void Opened(const AVCodecParameters& /*codec*/) override {}
+    bool OnPacket(const AVPacket& /*packet*/) override
+    {
+        if (m_iCount + 1 == m_iStallAt) std::this_thread::sleep_for(m_Stall);
+        ++m_iCount;
+        return false;
+    }
+
+    CTestFolder m_Folder;
+    int m_iStallAt = -1;
+    milliseconds m_Stall{};
+    std::atomic<int> m_iCount = 0;
+};
+
+// Else its pictures would be older by each time that its server is silent.
+TEST_F(GrowingPlaylistTest, ComesToTheNewestAfterAWait)
+{
+    Tell(6);
+    StallAt(10, milliseconds(1500));
+    const auto source = Open();
+    EXPECT_LT(Took(10, 10 + 25), 15 * PICTURE);
+}
+
+TEST_F(GrowingPlaylistTest, WithItsEndItIsAFilmThatGoesOnFromThere)
+{
+    Tell(6, "#EXT-X-ENDLIST\n");
+    StallAt(10, milliseconds(1500));
+    const auto source = Open();
+    EXPECT_GE(Took(10, 10 + 25), 22 * PICTURE);
+}
+
+// Which doesn't tell how long it is either.
+TEST_F(GrowingPlaylistTest, ABareStreamIsAFilmToo)
+{
+    ASSERT_NO_FATAL_FAILURE(WriteFilm("bare.h264", "-t 4 -c:v libx264 -bf 0"));
+    StallAt(10, milliseconds(1500));
+    const auto source = Open("bare.h264");
+    EXPECT_GE(Took(10, 10 + 25), 22 * PICTURE);
+}
+
+TEST_F(GrowingPlaylistTest, GoesOnAtItsPaceWhereNoMoreOfItWasThere)
+{
+    constexpr milliseconds PAUSE{1200};  // of the source, beside the picture's own time
+    Tell(3);
+    const auto source = Open();
+    ASSERT_TRUE(Comes(72));
+    std::this_thread::sleep_for(PAUSE);
+    Tell(4);
+    ASSERT_TRUE(Comes(96));
+    std::this_thread::sleep_for(PAUSE);
+    Tell(6);
+    EXPECT_GE(Took(104, 124), 17 * PICTURE);
+}
+
+}  // namespace
