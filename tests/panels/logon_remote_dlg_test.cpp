@@ -21,6 +21,7 @@
 #include "model/settings/Language.h"
 #include "model/tree/Devices.h"
 #include "platform/files/profile.h"
+#include "platform/qt/MessageBoxes.h"
 #include "platform/qt/QtPlatform.h"
 #include "platform/windows/serving.h"
 #include "tests/activex/home_support.h"
@@ -558,6 +559,24 @@ TEST_F(LogonDlgTest, WhileItWorksALineAndTheCursorSaySo)
     EXPECT_TRUE(m_bBusyCursor);
     EXPECT_FALSE(m_bAccepts) << "no second logon meanwhile";
     ExpectAtRest();
+}
+
+// A box stands as long as its user lets it.
+TEST_F(LogonDlgTest, PanelIsAtRestBeforeItTellsAFailure)
+{
+    for (const Answer& failure : {Answer{false}, Answer{true, false}, Answer{true, true, -1}}) {
+        m_Answers = {failure, failure};
+        Show();
+        Enter("9");
+        int told = 0;
+        SetMessageTeller([&](std::string_view, std::string_view) {
+            ++told;
+            ExpectAtRest();
+        });
+        Accept();
+        SetMessageTeller({});
+        EXPECT_EQ(told, 1);
+    }
 }
 
 // The button is disabled meanwhile, which would hand the keyboard on.
