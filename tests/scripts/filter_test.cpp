@@ -153,11 +153,10 @@ TEST_F(FilterTest, WithoutOneWhatFailsInAnyPartFailsTheRun)
 TEST_F(FilterTest, RepeatsATestWhoseLeakCheckerCrashedAndNoOther)
 {
     Command("crash_once",
-            "[ ! -e crashed ] || exit 0; touch crashed; "
-            "echo ==7==LeakSanitizer has encountered a fatal error.; exit 1");
+            "case $ASAN_OPTIONS in *:intercept_tls_get_addr=0) exit 0; esac;"
+            " echo ==7==LeakSanitizer has encountered a fatal error.; exit 1");
     Command("crash", "echo ==7==LeakSanitizer has encountered a fatal error.; exit 1");
     const auto run = [this](const std::string& program, const std::string& other) {
-        std::filesystem::remove(m_Folder.Path("crashed"));
         m_Folder.Write("build/address/CTestTestfile.cmake",
                        "add_test(Table.codec " + m_Folder.Path(program) + ")\n" +
                            "set_tests_properties(Table.codec PROPERTIES WORKING_DIRECTORY " + m_Folder.Path() +
