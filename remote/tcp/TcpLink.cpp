@@ -182,17 +182,9 @@ void CTcpLink::Show(std::int32_t length)
     CLinkCounters::Count(m_pCounters->decoded);
     if (m_pState->m_iStatus == STATUS_RECORDING) {
         WriteVideo(*m_pState, payload, length, frame->key_frame);
-        CheckRollover();
+        CheckRollover(*m_pState, m_Setup.clock->TickCount(), m_Setup.rolloverMs);
     }
     m_Picture.Show(*frame);
-}
-
-void CTcpLink::CheckRollover()
-{
-    const std::uint32_t now = m_Setup.clock->TickCount();
-    if (now - m_pState->m_dwRecordTick < m_Setup.rolloverMs) return;
-    m_pState->m_nFlags.SetBits(FLAG_STOP_RECORD | FLAG_START_RECORD);
-    m_pState->m_dwRecordTick = now;
 }
 
 /// For a stream that brings no picture, which would take what was recorded to the disk.

@@ -12,6 +12,7 @@
 #include "remote/LinkThreads.h"
 #include "remote/link/LinkPicture.h"
 #include "remote/p2p/LinkCounters.h"
+#include "remote/tcp/Rollover.h"
 
 /// The port on which a device streams.
 inline constexpr std::uint16_t DATA_PORT = 10061;
@@ -31,7 +32,7 @@ struct TcpLinkSetup {
     std::int32_t channel = -1;  // the device's
     bool canRecord = true;      // the device's answer; where it is false, requests to record are cleared
     IClock* clock = &SystemClock();
-    std::uint32_t rolloverMs = 300000;  // a recording is cut into files of this length
+    std::uint32_t rolloverMs = ROLLOVER_MS;  // the length of a recording's files
 };
 
 /// One run of a device's direct link, over a connected socket that it owns: asks for the stream, decodes,
@@ -65,7 +66,6 @@ class CTcpLink final : public ILink
     void StopRecord();
     void StartRecord();
     void Show(std::int32_t length);
-    void CheckRollover();
     void FlushRecording();
     void CleanUp();
 

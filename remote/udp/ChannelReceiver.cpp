@@ -5,7 +5,7 @@
 #include <chrono>
 #include <utility>
 
-#include "remote/udp/KeyPicture.h"
+#include "remote/udp/LatePictures.h"
 
 namespace
 {
@@ -14,7 +14,6 @@ constexpr std::int32_t DIRECTION_CLIENT = 1;  // in all that the client accepts
 using Time = std::chrono::steady_clock::time_point;
 
 constexpr std::size_t REPLY_BYTES = 1024;
-constexpr std::uint32_t OLDEST_MS = 2000;  // an older picture isn't live any more
 
 /// The system's own queue, which all channels of a session take turns to read.
 class CQueueReceiver final : public CChannelReceiver
@@ -99,8 +98,7 @@ class CInboxReceiver final : public CChannelReceiver
             const auto payload =
                 std::span<const std::uint8_t>(m_Message.data)
                     .subspan(std::min<std::size_t>(m_Message.data.size(), MESSAGE_HEADER_BYTES));
-            m_bSkipping = m_Session.AgeOf(m_Message) > OLDEST_MS || (m_bSkipping && !IsKeyPicture(payload));
-            if (!m_bSkipping) return m_Message.data;
+            if (!m_LatePictures.IsSkipped(payload, m_Session.AgeOf(m_Message))) return m_Message.data;
             CLinkCounters::Count(m_Counters.skipped);
         }
         return {};
@@ -118,7 +116,7 @@ class CInboxReceiver final : public CChannelReceiver
     const std::int32_t m_iChannel;
     const P2PCancel& m_Cancel;
     CMessageRouter::Message m_Message;
-    bool m_bSkipping = false;  // until the next key picture
+    CLatePictures m_LatePictures;
 };
 
 }  // namespace

@@ -33,7 +33,7 @@ namespace
 constexpr std::size_t CHANNELS = 2;
 constexpr std::size_t FILE_LIMIT = 32;       // recordings of one channel in one round
 constexpr std::size_t PICTURE_LIMIT = 2048;  // pictures of one recording
-constexpr std::uint32_t ROLLOVER_MS = 1000;
+constexpr std::uint32_t SHORT_ROLLOVER_MS = 1000;
 constexpr std::uint32_t LOSS_LIMIT_MS = 2000;
 
 /// What the recording process has told of one file before it was killed.
@@ -95,7 +95,7 @@ class CRecordingProcess final : public CObserver
             device.m_strNetAddress = address;
             device.m_iDevID = static_cast<std::int32_t>(i);
             device.SetRenderWnd(HWND{static_cast<std::int32_t>(i) + 1});
-            device.GetSetup().rolloverMs = ROLLOVER_MS;
+            device.GetSetup().rolloverMs = SHORT_ROLLOVER_MS;
             device.Open();
             device.StartRecord(0);
         }

@@ -5,7 +5,7 @@
 #include "remote/p2p/MessageAssembler.h"
 #include "remote/p2p/MessageRouter.h"
 #include "remote/p2p/P2PWire.h"
-#include "remote/udp/KeyPicture.h"
+#include "remote/udp/LatePictures.h"
 #include "remote/udp/StreamReply.h"
 #include "tests/remote/p2p/p2p_support.h"
 #include "tests/support/mpeg4_streams.h"
@@ -294,7 +294,7 @@ TEST_F(UdpRouterTest, ManyStrangersShareAPlaceSoThatAFirstMessageIsFinished)
     EXPECT_EQ(taken->data, message);
 }
 
-TEST(UdpKeyPicture, IsOneWhoseFirstVopIsIntra)
+TEST(LatePictures, IsOneWhoseFirstVopIsIntra)
 {
     EXPECT_TRUE(IsKeyPicture(Bytes{0, 0, 1, 0xB6, 0x3F}));
     EXPECT_FALSE(IsKeyPicture(Bytes{0, 0, 1, 0xB6, 0x40}));
@@ -308,6 +308,20 @@ TEST(UdpKeyPicture, IsOneWhoseFirstVopIsIntra)
     const auto stream = EncodeMpeg4({});
     EXPECT_TRUE(IsKeyPicture(stream[0]));
     EXPECT_FALSE(IsKeyPicture(stream[1]));
+}
+
+TEST(LatePictures, AreSkippedUpToTheNextKeyPictureThatIsYoung)
+{
+    const Bytes key{0, 0, 1, 0xB6, 0x3F};
+    const Bytes delta{0, 0, 1, 0xB6, 0x40};
+    CLatePictures late;
+    EXPECT_FALSE(late.IsSkipped(delta, OLDEST_MS));
+    EXPECT_TRUE(late.IsSkipped(delta, OLDEST_MS + 1));
+    EXPECT_TRUE(late.IsSkipped(delta, 0)) << "what it refers to was skipped";
+    EXPECT_TRUE(late.IsSkipped(key, OLDEST_MS + 1));
+    EXPECT_TRUE(late.IsSkipped(delta, 0));
+    EXPECT_FALSE(late.IsSkipped(key, OLDEST_MS));
+    EXPECT_FALSE(late.IsSkipped(delta, 0));
 }
 
 TEST_F(UdpRouterTest, HandsEachMessageToTheChannelThatItNames)

@@ -1,4 +1,4 @@
-#include "remote/udp/KeyPicture.h"
+#include "remote/udp/LatePictures.h"
 
 #include <algorithm>
 #include <array>
@@ -10,4 +10,10 @@ bool IsKeyPicture(std::span<const std::uint8_t> payload)
     const auto start = std::search(payload.begin(), payload.end(), VOP_START.begin(), VOP_START.end());
     if (payload.end() - start <= static_cast<std::ptrdiff_t>(VOP_START.size())) return false;
     return start[VOP_START.size()] >> CODING_TYPE_SHIFT == 0;
+}
+
+bool CLatePictures::IsSkipped(std::span<const std::uint8_t> payload, std::uint32_t ageMs)
+{
+    m_bSkipping = ageMs > OLDEST_MS || (m_bSkipping && !IsKeyPicture(payload));
+    return m_bSkipping;
 }
