@@ -3,6 +3,8 @@
 #include <X11/Xlib-xcb.h>
 #include <X11/Xlib.h>
 
+#include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -16,11 +18,7 @@
 namespace
 {
 
-// The X library has one handler of each kind for the whole process: ours look whose display it is and pass on
-// the rest.
 CMutex g_csDisplays;
-XErrorHandler g_pFormerHandler GUARDED_BY(g_csDisplays) = nullptr;
-XIOErrorHandler g_pFormerIOHandler GUARDED_BY(g_csDisplays) = nullptr;
 
 // Never destroyed: errors of other displays arrive until the process ends.
 std::multiset<Display*>& Displays() REQUIRES(g_csDisplays)
@@ -30,37 +28,73 @@ std::multiset<Display*>& Displays() REQUIRES(g_csDisplays)
     return displays;
 }
 
-int HandleXError(Display* display, XErrorEvent* event)
+// The X library has one handler of each kind for the whole process: ours look whose display it is and pass on
+// the rest. For errors, `Set` is XSetErrorHandler; for a server that goes away, which ends our connection and
+// not the process as the library's own handler would, XSetIOErrorHandler.
+//
+// A host may put its own in front of ours, which then passes on to ours for as long as it likes. What is put in
+// front of that is another one of ours: an error would go round between the two.
+template <auto Set, typename... Event>
+class CDisplayHandlers
 {
-    XErrorHandler former = nullptr;
+  public:
+    // Unless one of ours is there.
+    static void PutInFront() REQUIRES(g_csDisplays)
     {
-        const CMutexLock lock(g_csDisplays);
-        if (Displays().contains(display)) return 0;
-        former = g_pFormerHandler;
+        const Handler present = Set(s_Ours[0].handler);
+        if (std::ranges::find(s_Ours, present, &Ours::handler) != s_Ours.end()) {
+            Set(present);
+            return;
+        }
+        const auto free = std::ranges::find(s_Ours, false, &Ours::stands);
+        Ours& ours = free != s_Ours.end() ? *free : s_Ours.back();
+        ours.former = present;
+        ours.stands = true;
+        Set(ours.handler);
     }
-    return former != nullptr ? former(display, event) : 0;
-}
 
-// A server that goes away ends our connection, not the process, as the library's own handler would.
-int HandleXIOError(Display* display)
-{
-    XIOErrorHandler former = nullptr;
+    // The former one comes back, unless somebody else's is in front of ours.
+    static void TakeAway() REQUIRES(g_csDisplays)
     {
-        const CMutexLock lock(g_csDisplays);
-        if (Displays().contains(display)) return 0;
-        former = g_pFormerIOHandler;
+        const Handler present = Set(s_Ours[0].handler);
+        const auto front = std::ranges::find(s_Ours, present, &Ours::handler);
+        if (front != s_Ours.end()) front->stands = false;
+        Set(front != s_Ours.end() ? front->former : present);
     }
-    return former != nullptr ? former(display) : 0;
-}
+
+  private:
+    using Handler = int (*)(Display*, Event*...);
+    struct Ours {
+        Handler handler;
+        Handler former = nullptr;
+        bool stands = false;  // so that somebody may pass on to it
+    };
+
+    template <std::size_t number>
+    static int Handle(Display* display, Event*... event)
+    {
+        Handler former = nullptr;
+        {
+            const CMutexLock lock(g_csDisplays);
+            if (Displays().contains(display)) return 0;
+            former = s_Ours[number].former;
+        }
+        return former != nullptr ? former(display, event...) : 0;
+    }
+
+    static constinit inline std::array<Ours, 4> s_Ours GUARDED_BY(g_csDisplays){
+        {{Handle<0>}, {Handle<1>}, {Handle<2>}, {Handle<3>}}};
+};
+
+using CErrorHandlers = CDisplayHandlers<XSetErrorHandler, XErrorEvent>;
+using CIOErrorHandlers = CDisplayHandlers<XSetIOErrorHandler>;
 
 void WatchDisplay(Display* display)
 {
     const CMutexLock lock(g_csDisplays);
     Displays().insert(display);
-    const XErrorHandler former = XSetErrorHandler(HandleXError);
-    if (former != HandleXError) g_pFormerHandler = former;
-    const XIOErrorHandler formerIo = XSetIOErrorHandler(HandleXIOError);
-    if (formerIo != HandleXIOError) g_pFormerIOHandler = formerIo;
+    CErrorHandlers::PutInFront();
+    CIOErrorHandlers::PutInFront();
     XSetIOErrorExitHandler(
         display, [](Display*, void*) {}, nullptr);  // nor once the handler has returned
 }
@@ -72,10 +106,8 @@ void LeaveDisplay(Display* display)
     const CMutexLock lock(g_csDisplays);
     Displays().erase(Displays().find(display));
     if (!Displays().empty()) return;
-    if (const XErrorHandler present = XSetErrorHandler(g_pFormerHandler); present != HandleXError)
-        XSetErrorHandler(present);
-    if (const XIOErrorHandler present = XSetIOErrorHandler(g_pFormerIOHandler); present != HandleXIOError)
-        XSetIOErrorHandler(present);
+    CErrorHandlers::TakeAway();
+    CIOErrorHandlers::TakeAway();
 }
 
 // The step that failed when the adapter was opened last; empty when none did.
