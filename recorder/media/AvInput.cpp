@@ -277,14 +277,21 @@ double AvInput::Lasts() const
     return static_cast<double>(duration) * av_q2d(m_Input->streams[m_Stream]->time_base);
 }
 
+// Servers that make a playlist anew for each who asks offer no parts of it, which says nothing about its
+// segments.
 bool AvInput::IsFile() const
 {
-    return m_Input->pb != nullptr && (m_Input->pb->seekable & AVIO_SEEKABLE_NORMAL) != 0;
+    return IsPlaylist() || (m_Input->pb != nullptr && (m_Input->pb->seekable & AVIO_SEEKABLE_NORMAL) != 0);
 }
 
 bool AvInput::Grows() const
 {
-    return m_Input->duration == AV_NOPTS_VALUE && av_match_name(m_Input->iformat->name, "hls,dash") != 0;
+    return m_Input->duration == AV_NOPTS_VALUE && IsPlaylist();
+}
+
+bool AvInput::IsPlaylist() const
+{
+    return av_match_name(m_Input->iformat->name, "hls,dash") != 0;
 }
 
 void AvInput::Restart()

@@ -40,7 +40,7 @@ class AvInput
     /// How long it is to be shown, in seconds; 0 when the source doesn't tell.
     double Lasts() const;
 
-    /// Whether it has an end and can be restarted: a file, wherever it lies.
+    /// Whether it has an end and can be restarted: a file or a playlist, wherever it lies.
     bool IsFile() const;
     /// Whether more is added to it while it is played: a playlist that hasn't come to its end.
     bool Grows() const;
@@ -60,6 +60,7 @@ class AvInput
     bool Feed();
     void TakeDescription();
     void DescribeBeginning();
+    bool IsPlaylist() const;
     void Bear(int result);
     bool IsLeftOut();
 

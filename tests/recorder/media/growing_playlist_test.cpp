@@ -1,5 +1,8 @@
 // A live source's playlist, to which segments of a second each are added when the test says so.
 
+#include <sys/socket.h>
+
+#include <asio.hpp>
 #include <atomic>
 #include <chrono>
 #include <filesystem>
@@ -27,6 +30,47 @@ constexpr int AFTER = 50;
 // What those take at their pace, and LONG less when they make up for it, lie as far from this.
 constexpr milliseconds BETWEEN = AFTER * PICTURE - LONG / 2;
 
+// Gives the files of a folder whole, and offers no parts of them.
+class CPlainServer
+{
+  public:
+    explicit CPlainServer(const CTestFolder& folder) : m_Folder(folder) {}
+    ~CPlainServer()
+    {
+        ::shutdown(m_Acceptor.native_handle(), SHUT_RDWR);
+        m_Thread.join();
+    }
+    CPlainServer(const CPlainServer&) = delete;
+    CPlainServer& operator=(const CPlainServer&) = delete;
+    std::string Url(const std::string& name) const
+    {
+        return "http://127.0.0.1:" + std::to_string(m_Acceptor.local_endpoint().port()) + "/" + name;
+    }
+
+  private:
+    void Run()
+    {
+        for (;;) {
+            asio::error_code error;
+            asio::ip::tcp::socket socket = m_Acceptor.accept(error);
+            if (error) return;
+            std::string request;
+            asio::read_until(socket, asio::dynamic_buffer(request), "\r\n\r\n", error);
+            const size_t name = request.find('/') + 1;
+            const std::string body =
+                m_Folder.Read(request.substr(name, request.find(' ', name) - name)).value_or("");
+            const std::string head =
+                "HTTP/1.1 200 OK\r\nConnection: close\r\nContent-Length: " + std::to_string(body.size());
+            asio::write(socket, asio::buffer(head + "\r\n\r\n" + body), error);
+        }
+    }
+
+    const CTestFolder& m_Folder;
+    asio::io_context m_Context;
+    asio::ip::tcp::acceptor m_Acceptor{m_Context, {asio::ip::address_v4::loopback(), 0}};
+    std::thread m_Thread{[this] { Run(); }};
+};
+
 class GrowingPlaylistTest : public testing::Test, protected IPackets
 {
   protected:
@@ -48,13 +92,22 @@ class GrowingPlaylistTest : public testing::Test, protected IPackets
     }
     std::unique_ptr<LiveSource> Open(const std::string& name = "live.m3u8")
     {
+        return OpenUrl(m_Folder.Path(name));
+    }
+    std::unique_ptr<LiveSource> OpenFromPlainServer()
+    {
+        m_pServer = std::make_unique<CPlainServer>(m_Folder);
+        return OpenUrl(m_pServer->Url("live.m3u8"));
+    }
+    std::unique_ptr<LiveSource> OpenUrl(const std::string& url)
+    {
         SceneSetup setup;
         setup.width = 128;
         setup.height = 96;
         LiveSource::Times times;
         times.deadline = seconds(20);
         IPackets* const packets = this;
-        return std::make_unique<LiveSource>(m_Folder.Path(name), setup, 0, NEVER_STOP, times, packets);
+        return std::make_unique<LiveSource>(url, setup, 0, NEVER_STOP, times, packets);
     }
     void StallAt(int packet, milliseconds time)
     {
@@ -92,6 +145,7 @@ class GrowingPlaylistTest : public testing::Test, protected IPackets
     }
 
     CTestFolder m_Folder;
+    std::unique_ptr<CPlainServer> m_pServer;  // null until it is asked for
     int m_iStallAt = -1;
     milliseconds m_Stall{};
     std::atomic<int> m_iCount = 0;
@@ -136,6 +190,21 @@ TEST_F(GrowingPlaylistTest, GoesOnAtItsPaceWhereNoMoreOfItWasThere)
     Tell(6);
     // A segment's pictures would come at once.
     EXPECT_GE(Took(104, 124), 10 * PICTURE);
+}
+
+// As of those that make it anew for each who asks.
+TEST_F(GrowingPlaylistTest, GoesAtItsPaceAlsoFromAServerThatOffersNoParts)
+{
+    Tell(6);
+    const auto source = OpenFromPlainServer();
+    EXPECT_GE(Took(STALL, STALL + AFTER), BETWEEN);
+}
+
+TEST_F(GrowingPlaylistTest, WithItsEndItBeginsAnewAlsoFromAServerThatOffersNoParts)
+{
+    Tell(1, "#EXT-X-ENDLIST\n");
+    const auto source = OpenFromPlainServer();
+    EXPECT_LT(Took(STALL, STALL + AFTER), AFTER * PICTURE + seconds(1));
 }
 
 }  // namespace
