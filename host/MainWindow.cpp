@@ -142,8 +142,10 @@ QByteArray CMainWindow::TakeScreenshot() const
 {
     QScreen* shownOn = screen();
     QRect place = frameGeometry();
-    for (const QWidget* const window : QApplication::topLevelWidgets()) {
-        if (!window->isVisible() || !window->isFullScreen()) continue;
+    for (QWidget* const window : QApplication::topLevelWidgets()) {
+        if (!window->isVisible()) continue;
+        window->repaint();  // an end may come before what has changed is painted
+        if (!window->isFullScreen()) continue;
         shownOn = window->screen();
         place = shownOn->geometry();
     }

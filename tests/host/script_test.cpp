@@ -205,6 +205,21 @@ TEST_F(ScriptTest, AnEndBeforeTheScriptIsDoneIsReported)
     EXPECT_TRUE(m_strErrors.contains("the end came before it could")) << m_strErrors.toStdString();
 }
 
+// The end comes in the same turn of the event loop in which the arrangement changes.
+TEST_F(ScriptTest, AnEndThatALogonHasHeldUpShowsTheWallThatItLeft)
+{
+    StartRecorder({"--delay", "1000", "--faults-on", "rendezvous"});
+    EXPECT_EQ(Run(LogOn() + QStringList{"--seconds", "1", "--screenshot", File("wall.png")}), SCRIPT_FAILED);
+    const QImage picture(File("wall.png"));
+    ASSERT_FALSE(picture.isNull());
+    // Four empty cells, all alike.
+    const auto cell = [&picture](int i) {
+        return picture.copy(200 + i % 2 * 300 + 4, 60 + i / 2 * 270 + 4, 290, 260);
+    };
+    for (int i = 1; i < 4; ++i)
+        EXPECT_EQ(cell(i), cell(0)) << i;
+}
+
 TEST_F(ScriptTest, ADisplayThatDiesEndsTheProgramWithAMessage)
 {
     StartRecorder();
