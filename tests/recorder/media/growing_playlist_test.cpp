@@ -134,6 +134,7 @@ class GrowingPlaylistTest : public testing::Test, protected IPackets
     {
         WriteBlueFilm(m_Folder.Path(name), encoding);
     }
+    void Write(const std::string& name, const std::string& text) const { m_Folder.Write(name, text); }
 
   private:
     void Opened(const AVCodecParameters& /*codec*/) override {}
@@ -157,6 +158,26 @@ TEST_F(GrowingPlaylistTest, ComesToTheNewestAfterAWait)
     Tell(6);
     StallAt(STALL, LONG);
     const auto source = Open();
+    EXPECT_LT(Took(STALL, STALL + AFTER), BETWEEN);
+}
+
+// A manifest, the other kind of playlist; its type tells that more will come.
+TEST_F(GrowingPlaylistTest, AManifestThatGrowsComesToTheNewestToo)
+{
+    ASSERT_NO_FATAL_FAILURE(WriteFilm("whole.mpd",
+                                      "-t 6 -c:v libx264 -bf 0 -g 25 -f dash -seg_duration 1 "
+                                      "-init_seg_name init.m4s -media_seg_name '$Number$.m4s'"));
+    Write("live.mpd", R"(<?xml version="1.0" encoding="utf-8"?>
+<MPD xmlns="urn:mpeg:dash:schema:mpd:2011" profiles="urn:mpeg:dash:profile:isoff-live:2011" type="dynamic"
+     availabilityStartTime="2020-01-01T00:00:00Z" minimumUpdatePeriod="PT1S" minBufferTime="PT1S">
+<Period id="0" start="PT0S"><AdaptationSet contentType="video">
+<Representation id="0" mimeType="video/mp4" codecs="avc1.64000a" bandwidth="9000" width="64" height="48">
+<SegmentTemplate timescale="25" initialization="init.m4s" media="$Number$.m4s" startNumber="1">
+<SegmentTimeline><S t="0" d="25" r="5"/></SegmentTimeline>
+</SegmentTemplate></Representation></AdaptationSet></Period></MPD>
+)");
+    StallAt(STALL, LONG);
+    const auto source = Open("live.mpd");
     EXPECT_LT(Took(STALL, STALL + AFTER), BETWEEN);
 }
 
