@@ -405,9 +405,12 @@ TEST_F(D3DSurfaceTest, SnapshotIsABmpOfTheSurfaceWhateverItsName)
         return value;
     };
     EXPECT_EQ(word(2), bytes.size());
+    EXPECT_EQ(word(10), 54U) << "where the pixels begin";
+    EXPECT_EQ(word(14), 40U);
     EXPECT_EQ(word(18), static_cast<std::uint32_t>(WIDTH));
     EXPECT_EQ(word(22), static_cast<std::uint32_t>(HEIGHT));
     EXPECT_EQ(word(26), 1U | 32U << 16);
+    EXPECT_EQ(word(30), 0U) << "not compressed";
     EXPECT_EQ(word(54), GreyPixel(90) | 0xFF000000) << "the bottom row comes first";
     EXPECT_EQ(word(bytes.size() - 4), GreyPixel(200) | 0xFF000000);
 
