@@ -41,13 +41,13 @@ class CDisplayHandlers
     // Unless one of ours is there.
     static void PutInFront() REQUIRES(g_csDisplays)
     {
-        const Handler present = Set(s_Ours[0].handler);
-        if (std::ranges::find(s_Ours, present, &Ours::handler) != s_Ours.end()) {
+        const Handler present = Set(m_Ours[0].handler);
+        if (std::ranges::find(m_Ours, present, &Ours::handler) != m_Ours.end()) {
             Set(present);
             return;
         }
-        const auto free = std::ranges::find(s_Ours, false, &Ours::stands);
-        Ours& ours = free != s_Ours.end() ? *free : s_Ours.back();
+        const auto free = std::ranges::find(m_Ours, false, &Ours::stands);
+        Ours& ours = free != m_Ours.end() ? *free : m_Ours.back();
         ours.former = present;
         ours.stands = true;
         Set(ours.handler);
@@ -56,10 +56,10 @@ class CDisplayHandlers
     // The former one comes back, unless somebody else's is in front of ours.
     static void TakeAway() REQUIRES(g_csDisplays)
     {
-        const Handler present = Set(s_Ours[0].handler);
-        const auto front = std::ranges::find(s_Ours, present, &Ours::handler);
-        if (front != s_Ours.end()) front->stands = false;
-        Set(front != s_Ours.end() ? front->former : present);
+        const Handler present = Set(m_Ours[0].handler);
+        const auto front = std::ranges::find(m_Ours, present, &Ours::handler);
+        if (front != m_Ours.end()) front->stands = false;
+        Set(front != m_Ours.end() ? front->former : present);
     }
 
   private:
@@ -70,19 +70,19 @@ class CDisplayHandlers
         bool stands = false;  // so that somebody may pass on to it
     };
 
-    template <std::size_t number>
+    template <std::size_t Number>
     static int Handle(Display* display, Event*... event)
     {
         Handler former = nullptr;
         {
             const CMutexLock lock(g_csDisplays);
             if (Displays().contains(display)) return 0;
-            former = s_Ours[number].former;
+            former = m_Ours[Number].former;
         }
         return former != nullptr ? former(display, event...) : 0;
     }
 
-    static constinit inline std::array<Ours, 4> s_Ours GUARDED_BY(g_csDisplays){
+    static constinit inline std::array<Ours, 4> m_Ours GUARDED_BY(g_csDisplays){
         {{Handle<0>}, {Handle<1>}, {Handle<2>}, {Handle<3>}}};
 };
 
