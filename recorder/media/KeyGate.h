@@ -15,12 +15,13 @@ class KeyGate
     /// Pictures a second; the channel's number among so many.
     KeyGate(int rate, int channel, int channels);
 
-    void Want() { m_Wanted = true; }
+    /// Counts from the place on that follows the latest picture.
+    void Want();
     /// The stream restarts with a key picture; one more follows at the channel's place, so that the groups of
     /// channels that began together don't go on in step.
     void Restart() { m_Restarted = true; }
     bool Due(int64_t picture) const;
-    /// Whatever the reason of a key picture, those who waited have theirs.
+    /// Of each picture. Whatever the reason of a key picture, those who waited have theirs.
     void Coded(int64_t picture, bool key);
 
   private:
@@ -28,6 +29,8 @@ class KeyGate
     int m_Place;  // pictures into the second
     bool m_Wanted = false;
     bool m_Restarted = true;
+    int64_t m_WantedAfter = 0;  // a place up to this picture came before anybody asked
+    int64_t m_LastPicture = 0;
     int64_t m_LastKey = 0;
 };
 

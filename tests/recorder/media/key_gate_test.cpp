@@ -39,6 +39,14 @@ TEST(KeyGateTest, OneASecondAtTheChannelsOwnPlace)
     EXPECT_THAT(KeysOf(gate, 1, 100), testing::ElementsAre(35, 60, 85)) << "not at 10, so soon after the first";
 }
 
+TEST(KeyGateTest, WhoAsksBetweenTwoPlacesWaitsForTheNextOne)
+{
+    KeyGate gate(RATE, 0, 1);
+    for (int64_t picture = 0; picture < 137; ++picture)
+        gate.Coded(picture, picture == 0 || picture == 25);
+    EXPECT_THAT(KeysOf(gate, 137, 200), testing::ElementsAre(150, 175)) << "not at once, the last one long ago";
+}
+
 TEST(KeyGateTest, NothingIsDueUntilSomebodyAsks)
 {
     KeyGate gate(RATE, 0, 1);
