@@ -128,6 +128,8 @@ void LiveSource::Play(AvInput& input)
 // silent, however rare its key pictures are.
 void LiveSource::OnPacket(AvInput& input, const AVPacket& packet)
 {
+    // What a parser still held of a source that is given up tells nothing about it.
+    if (m_Late) return;
     const auto now = Clock::now();
     if ((packet.flags & AV_PKT_FLAG_KEY) != 0) {
         input.SetKeysOnly(m_Key && !input.IsFile() && IsIdle());

@@ -191,6 +191,19 @@ TEST(LiveSourceTest, ASourceThatGoesSilentIsOpenedAgainWithANoticeMeanwhile)
     EXPECT_TRUE(Shows(source, 120));
 }
 
+// It comes when the source is given up: whoever looks at the packets would take it for the camera's newest,
+// which builds on pictures that nobody has seen for long.
+TEST(LiveSourceTest, OfASourceThatWentSilentThePictureThatAParserHeldIsNoPacket)
+{
+    CPacketCount packets(true);
+    CShowing showing(Times(milliseconds(500)), 200, &packets);
+    // The latest one is known to be whole with the next.
+    for (const auto end = Clock::now() + seconds(10); packets.Count() < MANY - 1 && Clock::now() < end;)
+        std::this_thread::sleep_for(milliseconds(2));
+    ASSERT_TRUE(showing.camera.Accept());
+    EXPECT_EQ(packets.Count(), MANY - 1);
+}
+
 TEST(LiveSourceTest, ASourceThatHangsUpIsOpenedAgain)
 {
     CShowing showing(Times(seconds(20)), 200);
