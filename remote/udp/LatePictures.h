@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <span>
 
-/// The age from which a picture isn't live any more, in milliseconds.
+/// The age beyond which a picture isn't live any more, in milliseconds.
 inline constexpr std::uint32_t OLDEST_MS = 2000;
 
 /// Whether the first picture in an MPEG-4 payload needs no other picture. False when there is none in it.

@@ -294,7 +294,7 @@ TEST_F(UdpRouterTest, ManyStrangersShareAPlaceSoThatAFirstMessageIsFinished)
     EXPECT_EQ(taken->data, message);
 }
 
-TEST(LatePictures, IsOneWhoseFirstVopIsIntra)
+TEST(KeyPicture, IsOneWhoseFirstVopIsIntra)
 {
     EXPECT_TRUE(IsKeyPicture(Bytes{0, 0, 1, 0xB6, 0x3F}));
     EXPECT_FALSE(IsKeyPicture(Bytes{0, 0, 1, 0xB6, 0x40}));
