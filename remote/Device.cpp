@@ -42,6 +42,7 @@ CDevice::~CDevice()
 
 void CDevice::SetName(std::string name)
 {
+    ASSERT_THREAD(m_PanelsThread);
     CLeaf::SetName(std::move(name));
     m_pState->SetName(m_strNodeName);
 }
@@ -69,18 +70,21 @@ void CDevice::WriteAudio(const std::uint8_t* data, std::int32_t bytes)
 
 std::int32_t CDevice::SetArray(std::int32_t id, const std::vector<std::int32_t>& values)
 {
+    ASSERT_THREAD(m_PanelsThread);
     if (id == ARRAY_AUTO_RECORD_MODE) m_arrayAutoRecordMode = values;
     return 1;
 }
 
 std::int32_t CDevice::GetArray(std::int32_t id, std::vector<std::int32_t>& values)
 {
+    ASSERT_THREAD(m_PanelsThread);
     if (id == ARRAY_AUTO_RECORD_MODE) values = m_arrayAutoRecordMode;
     return 1;
 }
 
 std::int32_t CDevice::SetParam(std::int32_t id, std::int32_t value)
 {
+    ASSERT_THREAD(m_PanelsThread);
     switch (id) {
         case PARAM_BEGIN_DATE_TIME:
             m_tBeginDateTime = value;
@@ -108,6 +112,7 @@ std::int32_t CDevice::SetParam(std::int32_t id, std::int32_t value)
 
 std::int32_t CDevice::GetParam(std::int32_t id)
 {
+    ASSERT_THREAD(m_PanelsThread);
     switch (id) {
         case PARAM_BEGIN_DATE_TIME:
             return static_cast<std::int32_t>(m_tBeginDateTime);
@@ -128,6 +133,7 @@ std::int32_t CDevice::GetParam(std::int32_t id)
 
 void CDevice::LeaveStateBehind()
 {
+    ASSERT_THREAD(m_PanelsThread);
     m_pState->m_bRunning = false;
     m_pState->m_pDevice = nullptr;
     m_pState->m_iStatus = STATUS_CLOSED;  // the frame that still comes is not recorded

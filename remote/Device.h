@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "inc/EntryCheck.h"
 #include "model/archive/NamedValue.h"
 #include "remote/DeviceState.h"
 #include "remote/IDevice.h"
@@ -29,8 +30,8 @@ class CDevice : public IDevice
     ~CDevice() override;
 
     void SetName(std::string name) override;
-    void SetStatus(std::int32_t status) override { m_pState->m_iStatus = status; }
-    std::int32_t GetStatus() override { return m_pState->m_iStatus; }
+    void SetStatus(std::int32_t status) override { GetState()->m_iStatus = status; }
+    std::int32_t GetStatus() override { return GetState()->m_iStatus; }
     void Open() override {}
     void Close() override {}
     void StartRecord(std::int32_t /*reason*/) override {}
@@ -55,11 +56,11 @@ class CDevice : public IDevice
 
     /// Tells the link thread to end and wakes it, without waiting for it: Close follows. Whoever closes many
     /// devices tells them all first, so that they end side by side.
-    virtual void LetGo() { m_pState->m_bRunning = false; }
+    virtual void LetGo() { GetState()->m_bRunning = false; }
 
     /// The cell's window, for a panel that sets it without SetParam: a class may answer 0 to that.
-    HWND GetRenderWnd() const { return m_pState->m_hRenderWnd; }
-    void SetRenderWnd(HWND window) { m_pState->m_hRenderWnd = window; }
+    HWND GetRenderWnd() const { return GetState()->m_hRenderWnd; }
+    void SetRenderWnd(HWND window) { GetState()->m_hRenderWnd = window; }
 
     /// See Recording.h. A device's own link thread does this through the state.
     bool StartRecording(std::int32_t codec, std::int32_t width, std::int32_t height, std::int32_t type,
@@ -70,7 +71,11 @@ class CDevice : public IDevice
 
     /// What the device shares with its link thread. Never null. The pointer itself is the panels' thread's: a
     /// link thread is given it when it starts.
-    const std::shared_ptr<CDeviceState>& GetState() const { return m_pState; }
+    const std::shared_ptr<CDeviceState>& GetState() const
+    {
+        ASSERT_THREAD(m_PanelsThread);
+        return m_pState;
+    }
 
     template <class Archive>
     void Serialize(Archive& archive)
@@ -95,6 +100,8 @@ class CDevice : public IDevice
     /// Leaves the state, closed and without requests, to a link thread that outlived the wait of Close and goes
     /// on with a new one: closed, with the requests, without a cell, which is the late thread's to give back.
     void LeaveStateBehind();
+
+    [[no_unique_address]] mutable CThreadMark m_PanelsThread;
 
   private:
     std::shared_ptr<CDeviceState> m_pState;

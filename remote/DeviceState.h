@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "inc/EntryCheck.h"
 #include "inc/Mutex.h"
 #include "platform/windows/windows.h"
 #include "remote/Relaxed.h"
@@ -48,6 +49,8 @@ struct CDeviceState {
     CRelaxed<bool> m_bRunning = false;         // the link thread runs while this is set
     CRelaxed<std::uint32_t> m_nFlags = 0u;     // request bits
     CRelaxed<CDevice*> m_pDevice;  // whom the state belongs to, to be told apart only; null once released
+
+    [[no_unique_address]] CThreadMark m_LinkThread;  // each link clears it as it begins
 
     // Link thread only. The pointers are shared ones because these types are complete elsewhere.
     std::shared_ptr<CVideoDecoder> m_pDecoder;  // null when no link runs

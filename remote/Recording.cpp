@@ -53,6 +53,7 @@ StartDate LocalDate(std::time_t time)
 bool StartRecording(CDeviceState& state, std::int32_t codec, std::int32_t width, std::int32_t height,
                     std::int32_t type, std::string path)
 {
+    ASSERT_THREAD(state.m_LinkThread);
     if (state.m_iStatus != STATUS_OPEN) return false;
     const std::time_t now = std::time(nullptr);
     state.m_bSaveRecord = path.empty();
@@ -79,6 +80,7 @@ bool StartRecording(CDeviceState& state, std::int32_t codec, std::int32_t width,
 
 bool StopRecording(CDeviceState& state)
 {
+    ASSERT_THREAD(state.m_LinkThread);
     const CStop stop;
     if (!stop.IsAlone()) return false;
     if (state.m_iStatus == STATUS_RECORDING) {
@@ -97,11 +99,13 @@ bool StopRecording(CDeviceState& state)
 
 void WriteVideo(CDeviceState& state, const std::uint8_t* data, std::int32_t bytes, std::int32_t key)
 {
+    ASSERT_THREAD(state.m_LinkThread);
     if (state.m_iStatus == STATUS_RECORDING && state.m_pMuxer)
         state.m_pMuxer->WriteVideoPacket(data, bytes, key);
 }
 
 void WriteAudio(CDeviceState& state, const std::uint8_t* data, std::int32_t bytes)
 {
+    ASSERT_THREAD(state.m_LinkThread);
     if (state.m_iStatus == STATUS_RECORDING && state.m_pMuxer) state.m_pMuxer->WriteAudioPacket(data, bytes, 1);
 }

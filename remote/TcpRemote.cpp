@@ -85,6 +85,7 @@ void CTcpRemote::Close()
 
 IPtz* CTcpRemote::GetPtz()
 {
+    ASSERT_THREAD(m_PanelsThread);
     if (!m_pPtz) m_pPtz = std::make_shared<CRemotePtz>(m_strNetAddress, m_iDevID);
     return m_pPtz.get();
 }

@@ -21,7 +21,7 @@ class KeyGate
     /// channels that began together don't go on in step.
     void Restart() { m_Restarted = true; }
     bool Due(int64_t picture) const;
-    /// Of each picture. Whatever the reason of a key picture, those who waited have theirs.
+    /// Of each picture that is coded. Whatever the reason of a key picture, those who waited have theirs.
     void Coded(int64_t picture, bool key);
 
   private:

@@ -33,7 +33,7 @@ CLinkPicture::~CLinkPicture() = default;
 
 void CLinkPicture::Open(std::int32_t codec, std::int32_t width, std::int32_t height, const std::string& stream)
 {
-    ASSERT_THREAD(m_LinkThread);
+    ASSERT_THREAD(m_pState->m_LinkThread);
     m_pCounters->width.store(width, std::memory_order_relaxed);
     m_pCounters->height.store(height, std::memory_order_relaxed);
     if (!IsWithinLimit(width, height)) {
@@ -55,14 +55,14 @@ void CLinkPicture::Open(std::int32_t codec, std::int32_t width, std::int32_t hei
 
 const CodecFrame* CLinkPicture::Decode(const std::uint8_t* data, std::int32_t length)
 {
-    ASSERT_THREAD(m_LinkThread);
+    ASSERT_THREAD(m_pState->m_LinkThread);
     CVideoDecoder* const decoder = m_pState->m_pDecoder.get();
     return decoder == nullptr ? nullptr : decoder->Decode(data, length);
 }
 
 void CLinkPicture::Show(const CodecFrame& frame, std::chrono::steady_clock::time_point before)
 {
-    ASSERT_THREAD(m_LinkThread);
+    ASSERT_THREAD(m_pState->m_LinkThread);
     if (m_pSurface == nullptr) return;
     m_pSurface->m_ShowBefore = before;
     m_pRender->DisplayClient(&frame, m_pSurface, m_pState->m_hRenderWnd);
@@ -79,13 +79,13 @@ void CLinkPicture::Show(const CodecFrame& frame, std::chrono::steady_clock::time
 
 void CLinkPicture::SaveSnapshot(const std::string& path)
 {
-    ASSERT_THREAD(m_LinkThread);
+    ASSERT_THREAD(m_pState->m_LinkThread);
     if (m_pSurface != nullptr) m_pRender->SaveSnapshot(path, m_pSurface);
 }
 
 void CLinkPicture::Close()
 {
-    ASSERT_THREAD(m_LinkThread);
+    ASSERT_THREAD(m_pState->m_LinkThread);
     m_pState->m_pDecoder.reset();
     if (m_pSurface != nullptr) m_pRender->DestroySurface(m_pSurface);
     m_pSurface = nullptr;

@@ -5,7 +5,6 @@
 #include <memory>
 #include <string>
 
-#include "inc/EntryCheck.h"
 #include "platform/os/clock.h"
 #include "remote/DeviceState.h"
 #include "remote/p2p/LinkCounters.h"
@@ -61,5 +60,4 @@ class CLinkPicture
     const std::uint32_t m_dwOpenTick;
     std::shared_ptr<CRender> m_pRender;
     CSurface* m_pSurface = nullptr;  // the renderer's, until DestroySurface
-    CThreadMark m_LinkThread;
 };

@@ -58,6 +58,7 @@ void CTcpLink::Cancel()
 
 void CTcpLink::Run()
 {
+    m_pState->m_LinkThread.Clear();
     RunGuarded(
         "CTcpLink::Run", [this] { return m_pState->GetName(); }, [this] { Receive(); });
     CleanUp();
@@ -65,6 +66,7 @@ void CTcpLink::Run()
 
 void CTcpLink::Receive()
 {
+    ASSERT_THREAD(m_pState->m_LinkThread);
     if (!Logon() || !OpenPicture()) return;
     while (m_pState->m_bRunning && !m_bCancel.load(std::memory_order_relaxed)) {
         pollfd readable = {m_socket, POLLIN, 0};
@@ -78,6 +80,7 @@ void CTcpLink::Receive()
 /// Sends the request and reads the reply; false ends the link.
 bool CTcpLink::Logon()
 {
+    ASSERT_THREAD(m_pState->m_LinkThread);
     const bool playback = m_Setup.mode == MODE_PLAYBACK;
     const std::int32_t words[] = {REQUEST_BYTES, m_Setup.mode, playback ? m_Setup.record : -1,
                                   playback ? 0 : m_Setup.channel};
@@ -100,6 +103,7 @@ bool CTcpLink::Logon()
 /// Makes decoder and surface; false in a mode that streams nothing.
 bool CTcpLink::OpenPicture()
 {
+    ASSERT_THREAD(m_pState->m_LinkThread);
     const bool h264 = m_Setup.mode == MODE_LIVE_H264;
     if (!h264 && m_Setup.mode != MODE_LIVE_MPEG4 && m_Setup.mode != MODE_PLAYBACK) return false;
     m_iCodec = h264 ? CODEC_ID_H264 : CODEC_ID_MPEG4;
@@ -110,6 +114,7 @@ bool CTcpLink::OpenPicture()
 /// Reads one frame and does what it asks for; false ends the link.
 bool CTcpLink::TakeFrame()
 {
+    ASSERT_THREAD(m_pState->m_LinkThread);
     const std::int32_t length = RecvFrame(m_socket, std::span(m_Buffer).first(LINK_FRAME_LIMIT));
     if (length == 0) return false;
     CLinkCounters::Count(m_pCounters->datagrams);
@@ -129,6 +134,7 @@ bool CTcpLink::TakeFrame()
 
 void CTcpLink::ServeFlags()
 {
+    ASSERT_THREAD(m_pState->m_LinkThread);
     const std::uint32_t flags = m_pState->m_nFlags;
     if ((flags & FLAG_SNAPSHOT) != 0) TakeSnapshot();
     if ((flags & FLAG_STOP_RECORD) != 0) StopRecord();
@@ -137,6 +143,7 @@ void CTcpLink::ServeFlags()
 
 void CTcpLink::TakeSnapshot()
 {
+    ASSERT_THREAD(m_pState->m_LinkThread);
     // oddity: snapshot-path-joined. Both settings stand one after the other, with nothing between them.
     const std::string path = ReadSettingText(ESetting::PicturePath) + GetSnapshotFileName(m_pState->GetName());
     m_pState->m_strPictureFile = path;
@@ -147,11 +154,13 @@ void CTcpLink::TakeSnapshot()
 
 void CTcpLink::StopRecord()
 {
+    ASSERT_THREAD(m_pState->m_LinkThread);
     if (!m_Setup.canRecord || StopRecording(*m_pState)) m_pState->m_nFlags.ClearBits(FLAG_STOP_RECORD);
 }
 
 void CTcpLink::StartRecord()
 {
+    ASSERT_THREAD(m_pState->m_LinkThread);
     m_pState->m_nFlags.ClearBits(FLAG_START_RECORD);
     if (!m_Setup.canRecord) return;
     const std::string path =
@@ -168,6 +177,7 @@ void CTcpLink::StartRecord()
 /// Decodes, records and draws the payload of the frame in the buffer.
 void CTcpLink::Show(std::int32_t length)
 {
+    ASSERT_THREAD(m_pState->m_LinkThread);
     // oddity: size-counts-header. The frame's length counts the header too: decoder and file are fed 8 bytes
     // more, zeros.
     const std::uint8_t* const payload = &m_Buffer[HEADER_BYTES];
@@ -190,11 +200,13 @@ void CTcpLink::Show(std::int32_t length)
 /// For a stream that brings no picture, which would take what was recorded to the disk.
 void CTcpLink::FlushRecording()
 {
+    ASSERT_THREAD(m_pState->m_LinkThread);
     if (m_pState->m_pMuxer) m_pState->m_pMuxer->Flush();
 }
 
 void CTcpLink::CleanUp()
 {
+    ASSERT_THREAD(m_pState->m_LinkThread);
     EndBlockedCalls(m_socket);
     FlushRecording();
     m_Picture.Close();

@@ -14,6 +14,7 @@ bool IsKeyPicture(std::span<const std::uint8_t> payload)
 
 bool CLatePictures::IsSkipped(std::span<const std::uint8_t> payload, std::uint32_t ageMs)
 {
+    ASSERT_THREAD(m_LinkThread);
     m_bSkipping = ageMs > OLDEST_MS || (m_bSkipping && !IsKeyPicture(payload));
     return m_bSkipping;
 }

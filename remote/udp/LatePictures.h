@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <span>
 
+#include "inc/EntryCheck.h"
+
 /// The age beyond which a picture isn't live any more, in milliseconds.
 inline constexpr std::uint32_t OLDEST_MS = 2000;
 
@@ -19,5 +21,6 @@ class CLatePictures
     bool IsSkipped(std::span<const std::uint8_t> payload, std::uint32_t ageMs);
 
   private:
+    [[no_unique_address]] CThreadMark m_LinkThread;
     bool m_bSkipping = false;  // until the next key picture
 };

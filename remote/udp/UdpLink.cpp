@@ -37,6 +37,7 @@ void CUdpLink::Cancel()
 
 void CUdpLink::Run()
 {
+    m_pState->m_LinkThread.Clear();
     const auto name = [this] {
         return "channel " + std::to_string(m_iDevID + 1) + " of " + std::to_string(m_iNetID);
     };
@@ -49,6 +50,7 @@ void CUdpLink::Run()
 /// From the path to the machine to the end of the stream.
 void CUdpLink::Receive()
 {
+    ASSERT_THREAD(m_pState->m_LinkThread);
     const std::string peer = std::to_string(m_iNetID);
     const auto receiver = CChannelReceiver::Make(*m_pSession, *m_pCounters, m_iDevID, m_Cancel);
     if (!m_pSession->ConnectPeer(peer, &m_Cancel)) return;
@@ -77,6 +79,7 @@ void CUdpLink::Receive()
 
 void CUdpLink::CleanUp()
 {
+    ASSERT_THREAD(m_pState->m_LinkThread);
     m_Picture.Close();
     // oddity: channel-end-shuts-database. A channel that ends closes the record database for the rest of the
     // run.

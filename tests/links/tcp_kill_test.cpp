@@ -91,6 +91,7 @@ class CRecordingProcess final : public CObserver
     {
         for (std::size_t i = 0; i < CHANNELS; ++i) {
             CTcpRemote& device = m_Devices[i];
+            m_States[i] = device.GetState();
             device.SetName("cam" + std::to_string(i));
             device.m_strNetAddress = address;
             device.m_iDevID = static_cast<std::int32_t>(i);
@@ -121,7 +122,7 @@ class CRecordingProcess final : public CObserver
             if (node != &m_Devices[i]) continue;
             ToldChannel& channel = m_Told[i];
             if (channel.files == FILE_LIMIT) ::_exit(1);
-            const std::string path = HostPath(m_Devices[i].GetState()->m_strRecordFile);
+            const std::string path = HostPath(m_States[i]->m_strRecordFile);
             path.copy(channel.file[channel.files].path, sizeof ToldFile::path - 1);
             ++channel.files;
         }
@@ -129,7 +130,7 @@ class CRecordingProcess final : public CObserver
     void OnDrawn(std::size_t i, const CodecFrame& frame)
     {
         ToldChannel& channel = m_Told[i];
-        if (m_Devices[i].GetStatus() != STATUS_RECORDING || channel.files == 0) return;
+        if (m_States[i]->m_iStatus != STATUS_RECORDING || channel.files == 0) return;
         ToldFile& file = channel.file[channel.files - 1];
         if (file.pictures == PICTURE_LIMIT) ::_exit(1);
         if (file.pictures == 0 && frame.key_frame == 0) return;
@@ -140,6 +141,7 @@ class CRecordingProcess final : public CObserver
     ToldRound& m_Told;
     CTestDrives m_Drives;
     std::array<CTcpRemote, CHANNELS> m_Devices;
+    std::array<std::shared_ptr<CDeviceState>, CHANNELS> m_States;  // for the link threads
 };
 
 class TcpKill : public CTcpLinksTest

@@ -136,8 +136,10 @@ class GrowingPlaylistTest : public testing::Test, protected IPackets
     }
     void Write(const std::string& name, const std::string& text) const { m_Folder.Write(name, text); }
 
+    std::atomic<int> m_iOpened = 0;
+
   private:
-    void Opened(const AVCodecParameters& /*codec*/) override {}
+    void Opened(const AVCodecParameters& /*codec*/) override { ++m_iOpened; }
     bool OnPacket(const AVPacket& /*packet*/) override
     {
         if (m_iCount + 1 == m_iStallAt) std::this_thread::sleep_for(m_Stall);
@@ -225,7 +227,8 @@ TEST_F(GrowingPlaylistTest, WithItsEndItBeginsAnewAlsoFromAServerThatOffersNoPar
 {
     Tell(1, "#EXT-X-ENDLIST\n");
     const auto source = OpenFromPlainServer();
-    EXPECT_LT(Took(STALL, STALL + AFTER), AFTER * PICTURE + seconds(1));
+    ASSERT_TRUE(Comes(STALL + AFTER));  // the list has half as many
+    EXPECT_EQ(m_iOpened, 1);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "record/FileNames.h"
+#include "remote/Recording.h"
 #include "tests/remote/tcp/tcp_support.h"
 #include "tests/support/allocation_count.h"
 #include "tests/support/h264_streams.h"
@@ -459,7 +460,10 @@ TEST_F(TcpRecording, SecondDeviceThatStopsAtTheSameMomentIsRefusedAndTriesAgain)
     SendAndWait(0, 5);
     {
         CHoldingObserver holding;
-        std::thread stop([&] { EXPECT_TRUE(first.StopRecording()); });
+        std::thread stop([state = first.GetState()] {  // that of a link
+            state->m_LinkThread.Clear();
+            EXPECT_TRUE(StopRecording(*state));
+        });
         ASSERT_TRUE(holding.WaitUntilHeld());
         second->StopRecord(0);
         second->GetState()->m_nFlags.SetBits(FLAG_START_RECORD);
