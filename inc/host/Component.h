@@ -33,11 +33,9 @@ constexpr bool SUCCEEDED(HRESULT result)
 
 inline constexpr HRESULT S_OK = 0;
 inline constexpr HRESULT S_FALSE = 1;
-inline constexpr HRESULT E_NOTIMPL = MakeResult(0x80004001);
 inline constexpr HRESULT E_NOINTERFACE = MakeResult(0x80004002);
 inline constexpr HRESULT E_POINTER = MakeResult(0x80004003);
 inline constexpr HRESULT E_FAIL = MakeResult(0x80004005);
-inline constexpr HRESULT E_OUTOFMEMORY = MakeResult(0x8007000E);
 inline constexpr HRESULT E_INVALIDARG = MakeResult(0x80070057);
 inline constexpr HRESULT DISP_E_MEMBERNOTFOUND = MakeResult(0x80020003);
 inline constexpr HRESULT DISP_E_BADPARAMCOUNT = MakeResult(0x8002000E);
@@ -45,7 +43,6 @@ inline constexpr HRESULT TYPE_E_REGISTRYACCESS = MakeResult(0x8002801C);
 inline constexpr HRESULT CLASS_E_NOAGGREGATION = MakeResult(0x80040110);
 inline constexpr HRESULT CLASS_E_CLASSNOTAVAILABLE = MakeResult(0x80040111);
 inline constexpr HRESULT REGDB_E_WRITEREGDB = MakeResult(0x80040151);
-inline constexpr HRESULT REGDB_E_CLASSNOTREG = MakeResult(0x80040154);
 /// The two failures of a module's self-registration.
 inline constexpr HRESULT SELFREG_E_TYPELIB = MakeResult(0x80040200);
 inline constexpr HRESULT SELFREG_E_CLASS = MakeResult(0x80040201);

@@ -11,7 +11,6 @@ inline constexpr std::uint32_t VK_END = 0x23;
 inline constexpr std::uint32_t VK_DOWN = 0x28;
 inline constexpr std::uint32_t VK_DELETE = 0x2E;
 inline constexpr std::uint32_t VK_F1 = 0x70;
-inline constexpr std::uint32_t VK_F24 = 0x87;
 
 /// The platform's number of one of the toolkit's keys (Qt::Key); 0 for keys that have none here.
 std::uint32_t VirtualKey(int key);

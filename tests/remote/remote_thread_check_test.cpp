@@ -7,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#include "codec/decoder.h"
 #include "remote/ChannelMerge.h"
 #include "remote/Device.h"
 #include "remote/LinkThreads.h"
@@ -16,6 +17,7 @@
 #include "remote/UdpRemoteStation.h"
 #include "remote/link/LinkPicture.h"
 #include "remote/tcp/Rollover.h"
+#include "remote/tcp/TcpLink.h"
 #include "remote/udp/LatePictures.h"
 #include "remote/udp/UdpLink.h"
 
@@ -143,6 +145,15 @@ TEST(RemoteLinkDeathTest, TakesTheStateForItsThreadAsItBegins)
     EXPECT_DEBUG_DEATH(WriteVideo(*objects.state, nullptr, 0, 0), "called on a foreign thread");
 }
 
+TEST(RemoteLinkDeathTest, TakesTheStateForItsThreadAsItBeginsAlsoOverTcp)
+{
+    LinkObjects objects;
+    WriteVideo(*objects.state, nullptr, 0, 0);
+    CTcpLink link(objects.state, objects.counters, INVALID_SOCKET, {});
+    std::thread([&link] { link.Run(); }).join();
+    EXPECT_DEBUG_DEATH(WriteVideo(*objects.state, nullptr, 0, 0), "called on a foreign thread");
+}
+
 std::string NameOfLinkRow(const testing::TestParamInfo<LinkRow>& info)
 {
     return info.param.name;
@@ -160,6 +171,7 @@ INSTANTIATE_TEST_SUITE_P(
         LinkRow{"LatePictures", [](LinkObjects& objects) { objects.late.IsSkipped({}, 0); }},
         LinkRow{"PictureOpen", [](LinkObjects& objects) { objects.picture.Open(13, -1, -1, "gate"); }},
         LinkRow{"PictureDecode", [](LinkObjects& objects) { objects.picture.Decode(nullptr, 0); }},
+        LinkRow{"PictureShow", [](LinkObjects& objects) { objects.picture.Show({}); }},
         LinkRow{"PictureSaveSnapshot", [](LinkObjects& objects) { objects.picture.SaveSnapshot(""); }},
         LinkRow{"PictureClose", [](LinkObjects& objects) { objects.picture.Close(); }}),
     NameOfLinkRow);
