@@ -56,6 +56,27 @@ TEST(KeyGateTest, NothingIsDueUntilSomebodyAsks)
         EXPECT_FALSE(gate.Due(picture));
 }
 
+// A place shortly after the last key picture is left out, and the next one is a second later.
+TEST(KeyGateTest, NobodyWaitsLongerThanOneAndAHalfSeconds)
+{
+    int64_t longest = 0;
+    for (int64_t key = RATE; key < 2 * RATE; ++key) {
+        for (int64_t asked = key + 1; asked < key + 2 * RATE; ++asked) {
+            KeyGate gate(RATE, 0, 1);
+            gate.Coded(0, true);
+            int64_t picture = 1;
+            for (; picture < asked; ++picture)
+                gate.Coded(picture, picture == key);
+            gate.Want();
+            for (; !gate.Due(picture); ++picture)
+                ASSERT_LT(picture, asked + 10 * RATE) << "key " << key << ", asked " << asked;
+            longest = std::max(longest, picture - asked);
+        }
+    }
+    EXPECT_LE(2 * longest, 3 * RATE);
+    EXPECT_GT(longest, RATE);
+}
+
 TEST(KeyGateTest, AnyKeyPictureServesWhoWaited)
 {
     KeyGate gate(RATE, 0, 1);

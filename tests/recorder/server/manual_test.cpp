@@ -85,6 +85,8 @@ TEST(RecorderManualTest, TellsTheLimitsThatTheRecorderKeeps)
     EXPECT_THAT(manual, HasSubstr("with its age when that is two seconds or more"));
     EXPECT_EQ(LiveSource::Times().deadline, 10s);
     EXPECT_THAT(manual, HasSubstr("one that gives no picture for ten seconds is opened again"));
+    EXPECT_THAT(manual, HasSubstr("each channel makes once a second at most"));
+    EXPECT_THAT(manual, HasSubstr("the first picture may take up to one and a half seconds"));
     EXPECT_EQ(PassGate::STALE_AFTER, 2s);
     EXPECT_EQ(PassGate::MOST_BETWEEN_KEYS, 15s);
     EXPECT_THAT(manual, HasSubstr("no IDR picture for two seconds at the start, or for fifteen later"));
