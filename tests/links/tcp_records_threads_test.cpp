@@ -48,12 +48,13 @@ class TcpRecords : public CTcpLinksTest, public testing::WithParamInterface<std:
         m_Unmarked += !mark;
         m_Shown.push_back({mark ? mark->picture : 0, frame.key_frame != 0, m_strOpenFile});
     }
+    // Link thread.
     void Update(CNode* node, std::string message) override
     {
         if (node != &m_Device) return;
         const std::lock_guard lock(m_cs);
         if (message == "IDS_RecordStarted") {
-            m_strOpenFile = HostPath(m_Device.GetState()->m_strRecordFile);
+            m_strOpenFile = HostPath(m_State.m_strRecordFile);
             m_Started.push_back(m_strOpenFile);
         }
         if (message == "IDS_RecordStopped") m_strOpenFile.clear();
@@ -102,6 +103,7 @@ class TcpRecords : public CTcpLinksTest, public testing::WithParamInterface<std:
     std::string m_strOpenFile;
     std::size_t m_Unmarked = 0;
     CTcpRemote m_Device;
+    CDeviceState& m_State{*m_Device.GetState()};  // for the link's thread
 };
 
 TEST_P(TcpRecords, LiveChannelIsRecordedRolledOverAndReadBackByOthers)
