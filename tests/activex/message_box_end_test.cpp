@@ -120,14 +120,12 @@ TEST_P(MessageBoxEndTest, ContainerMayEndTheControlWhileItsBoxStands)
 // The box says why there is no grid; the process ends as it would without the container's doing.
 TEST_P(MessageBoxEndTest, ContainerMayEndTheControlWhileTheBoxOfItsStartStands)
 {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(StartWithoutGrid(), testing::ExitedWithCode(255), "the video grid can't be made");
 }
 
 // The sentence is lost then, and the code stays.
 TEST_P(MessageBoxEndTest, ReaderOfStandardErrorMayBeGoneWhenThereIsNoGrid)
 {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto start = [this] {
         int ends[2] = {};
         EXPECT_EQ(::pipe(ends), 0);

@@ -238,11 +238,7 @@ TEST_F(ModuleTest, RegistrationIsFoundByTheProgrammaticNameAndTakenBack)
 
 // The rest runs in processes of its own: the module starts once in a process, and what its windows leave behind
 // stays.
-class ModuleProcessTest : public ModuleTest
-{
-  protected:
-    ModuleProcessTest() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
-};
+using ModuleProcessTest = ModuleTest;
 
 TEST_F(ModuleProcessTest, MissingSkinKeepsTheControlFromBeingCreated)
 {

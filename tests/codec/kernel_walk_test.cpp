@@ -100,7 +100,6 @@ TEST(KernelWalkAlarm, FindsAWriteBesideTheTarget)
 
 TEST(KernelWalkAlarmDeathTest, AReadPastTheSourceHitsAnUnreadablePage)
 {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_DEATH(ProveKernel(HalveSlot(HalveReadsBehind), 1), "");
 }
 

@@ -127,15 +127,8 @@ TEST(LogEndTest, WhatIsQueuedAtTheEndIsDroppedAndTheWaitIsBounded)
 
 // Ends of the process's own log: each in a child that starts afresh, so that the order of what is registered
 // for the end is the test's.
-class ProcessLogEnd : public testing::Test
-{
-  protected:
-    void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
-    void TearDown() override { GTEST_FLAG_SET(death_test_style, "fast"); }
-};
-
 // A caller who is inside Log while the process ends comes out of it: the address sanitizer watches.
-TEST_F(ProcessLogEnd, CallerInsideLogOutlivesTheEnd)
+TEST(ProcessLogEnd, CallerInsideLogOutlivesTheEnd)
 {
     EXPECT_EXIT(
         {
@@ -161,7 +154,7 @@ TEST_F(ProcessLogEnd, CallerInsideLogOutlivesTheEnd)
         testing::ExitedWithCode(4), "came out");
 }
 
-TEST_F(ProcessLogEnd, UseAfterProcessEndThrowsAndSaysSo)
+TEST(ProcessLogEnd, UseAfterProcessEndThrowsAndSaysSo)
 {
     EXPECT_EXIT(
         {
@@ -183,7 +176,7 @@ TEST_F(ProcessLogEnd, UseAfterProcessEndThrowsAndSaysSo)
 }
 
 // Its memory stays, its thread doesn't.
-TEST_F(ProcessLogEnd, WorkerIsStopped)
+TEST(ProcessLogEnd, WorkerIsStopped)
 {
     EXPECT_EXIT(
         {
@@ -202,7 +195,7 @@ TEST_F(ProcessLogEnd, WorkerIsStopped)
         testing::ExitedWithCode(7), "it is stopped");
 }
 
-TEST_F(ProcessLogEnd, LinesAfterTheEndReachTheDebuggerOutputAndThrowNothing)
+TEST(ProcessLogEnd, LinesAfterTheEndReachTheDebuggerOutputAndThrowNothing)
 {
     EXPECT_EXIT(
         {
@@ -264,7 +257,7 @@ TEST(SharedLogTest, ProgramAndModuleHaveOneLogAndOneWorker)
         << "the program's copy of the library wrote it";
 }
 
-TEST_F(ProcessLogEnd, IsToldToAModuleToo)
+TEST(ProcessLogEnd, IsToldToAModuleToo)
 {
     EXPECT_EXIT(
         {

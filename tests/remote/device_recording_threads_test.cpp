@@ -148,7 +148,6 @@ TEST_F(DeviceRecording, FolderThatIsReadOnlyCountsAsRecordingAndIsReportedOnceAn
 // The log ends with the process, and so before what was made before it.
 TEST(DeviceAtProcessEnd, OutlivesTheLogQuietlyThoughItsFileFailed)
 {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(
         {
             static CDevice device;

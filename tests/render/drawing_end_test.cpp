@@ -68,7 +68,6 @@ class DrawingEndTest : public testing::TestWithParam<EDriverSetUp>
 
 TEST_P(DrawingEndTest, NoFrameIsDrawnOnceTheDriverGoesWithTheProcess)
 {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(EndWhileALinkDraws(GetParam()), testing::ExitedWithCode(DRAWN_NO_MORE), "");
 }
 

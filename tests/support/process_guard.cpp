@@ -113,9 +113,18 @@ class CProcessGuard final : public testing::EmptyTestEventListener
     rlim_t m_FileLimit = 0;
 };
 
-// The runner owns its listeners.
+// A death test starts the program anew: a mere fork of a program that has threads may find a lock taken for ever.
+// Set by the run, as the runner's own settings are made after this file's.
+class CDeathTestsStartAnew final : public testing::Environment
+{
+  public:
+    void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+};
+
+// The runner owns both.
 [[maybe_unused]] const bool g_bListening = [] {
     testing::UnitTest::GetInstance()->listeners().Append(new CProcessGuard);
+    testing::AddGlobalTestEnvironment(new CDeathTestsStartAnew);
     return true;
 }();
 

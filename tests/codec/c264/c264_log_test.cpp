@@ -10,7 +10,6 @@ namespace
 TEST(C264LogDeathTest, SecondTextGoesToSlot1)
 {
     // the ring is the process's: a new one has an empty ring
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(
         {
             int32_t count = -1;

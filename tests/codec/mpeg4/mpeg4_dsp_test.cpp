@@ -63,14 +63,8 @@ TEST(Mpeg4Dsp, SetThatTrapsInItsTrialIsNotUsed)
 }
 #endif
 
-class Mpeg4DspInitDeathTest : public ::testing::Test
-{
-  protected:
-    // the table is filled once a process, so each case takes a process of its own
-    void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
-};
-
-TEST_F(Mpeg4DspInitDeathTest, FlagsOtherThanZeroAreTakenAsTheBits)
+// The table is filled once a process, so each case takes a process of its own.
+TEST(Mpeg4DspInitDeathTest, FlagsOtherThanZeroAreTakenAsTheBits)
 {
     EXPECT_EXIT(
         {
@@ -80,7 +74,7 @@ TEST_F(Mpeg4DspInitDeathTest, FlagsOtherThanZeroAreTakenAsTheBits)
         ::testing::ExitedWithCode(0), "");
 }
 
-TEST_F(Mpeg4DspInitDeathTest, FlagsOfZeroAskTheProcessor)
+TEST(Mpeg4DspInitDeathTest, FlagsOfZeroAskTheProcessor)
 {
     EXPECT_EXIT(
         {
@@ -90,7 +84,7 @@ TEST_F(Mpeg4DspInitDeathTest, FlagsOfZeroAskTheProcessor)
         ::testing::ExitedWithCode(0), "");
 }
 
-TEST_F(Mpeg4DspInitDeathTest, MaskOfZeroGivesThePlainKernels)
+TEST(Mpeg4DspInitDeathTest, MaskOfZeroGivesThePlainKernels)
 {
     EXPECT_EXIT(
         {
@@ -101,7 +95,7 @@ TEST_F(Mpeg4DspInitDeathTest, MaskOfZeroGivesThePlainKernels)
         ::testing::ExitedWithCode(0), "");
 }
 
-TEST_F(Mpeg4DspInitDeathTest, OnlyTheFirstCallCounts)
+TEST(Mpeg4DspInitDeathTest, OnlyTheFirstCallCounts)
 {
     EXPECT_EXIT(
         {
