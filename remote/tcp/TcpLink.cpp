@@ -135,10 +135,12 @@ bool CTcpLink::TakeFrame()
 void CTcpLink::ServeFlags()
 {
     ASSERT_THREAD(m_pState->m_LinkThread);
-    const std::uint32_t flags = m_pState->m_nFlags;
-    if ((flags & FLAG_SNAPSHOT) != 0) TakeSnapshot();
-    if ((flags & FLAG_STOP_RECORD) != 0) StopRecord();
-    if ((flags & FLAG_START_RECORD) != 0) StartRecord();
+    // Each is looked at anew: what comes while one is served, from an observer of a stop for one, is served with
+    // this frame.
+    const auto asked = [this](std::uint32_t flag) { return (m_pState->m_nFlags & flag) != 0; };
+    if (asked(FLAG_SNAPSHOT)) TakeSnapshot();
+    if (asked(FLAG_STOP_RECORD)) StopRecord();
+    if (asked(FLAG_START_RECORD)) StartRecord();
 }
 
 void CTcpLink::TakeSnapshot()

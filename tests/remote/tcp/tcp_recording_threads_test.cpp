@@ -201,6 +201,42 @@ TEST_F(TcpRecording, RollsOverForRealAfterItsPeriod)
     ExpectPictures(files[1], 10, 13);
 }
 
+/// Asks for the next recording as soon as one has stopped, on the link's thread.
+class CAskingObserver final : public CObserver
+{
+  public:
+    explicit CAskingObserver(const CDevice& device) : m_pState(device.GetState()) { AttachObserver(this); }
+    ~CAskingObserver() override { DetachObserver(this); }
+    void Update(CNode*, std::string message) override
+    {
+        if (message == "IDS_RecordStopped") m_pState->m_nFlags.SetBits(FLAG_START_RECORD);
+    }
+
+  private:
+    const std::shared_ptr<CDeviceState> m_pState;
+};
+
+TEST_F(TcpRecording, StartThatIsAskedForByAnObserverOfTheStopIsServedWithTheSameFrame)
+{
+    const auto device = MakeDevice();
+    OpenAndReply(*device);
+    device->StartRecord(0);
+    SendAndWait(0, 5);
+    AwaitNextSecond();
+    {
+        const CAskingObserver asking(*device);
+        device->StopRecord(0);
+        SendAndWait(5, 6);  // a key picture: the new file loses none
+    }
+    EXPECT_EQ(device->GetStatus(), STATUS_RECORDING);
+    SendAndWait(6, 7);
+    device->Close();
+    const auto files = Recordings();
+    ASSERT_EQ(files.size(), 2U);
+    ExpectPictures(files[0], 0, 5);
+    ExpectPictures(files[1], 5, 7);
+}
+
 /// Counts what the link thread has allocated from picture to picture.
 class CCountingRender final : public CNotingRender
 {
