@@ -47,13 +47,14 @@ CTcpLink::CTcpLink(std::shared_ptr<CDeviceState> state, std::shared_ptr<CLinkCou
 
 CTcpLink::~CTcpLink()
 {
-    closesocket(m_socket);
+    CloseSocket();
 }
 
 void CTcpLink::Cancel()
 {
     m_bCancel.store(true, std::memory_order_relaxed);
-    EndBlockedCalls(m_socket);
+    const CMutexLock lock(m_csSocket);
+    if (m_bSocketOpen) EndBlockedCalls(m_socket);
 }
 
 void CTcpLink::Run()
@@ -209,7 +210,14 @@ void CTcpLink::FlushRecording()
 void CTcpLink::CleanUp()
 {
     ASSERT_THREAD(m_pState->m_LinkThread);
-    EndBlockedCalls(m_socket);
+    CloseSocket();
     FlushRecording();
     m_Picture.Close();
+}
+
+void CTcpLink::CloseSocket()
+{
+    const CMutexLock lock(m_csSocket);
+    if (m_bSocketOpen) closesocket(m_socket);
+    m_bSocketOpen = false;
 }

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "inc/Mutex.h"
 #include "platform/os/clock.h"
 #include "platform/os/socket_calls.h"
 #include "remote/DeviceState.h"
@@ -68,6 +69,7 @@ class CTcpLink final : public ILink
     void Show(std::int32_t length);
     void FlushRecording();
     void CleanUp();
+    void CloseSocket();
 
     // set in the constructor, constant afterwards
     const std::shared_ptr<CDeviceState> m_pState;
@@ -76,6 +78,8 @@ class CTcpLink final : public ILink
     const TcpLinkSetup m_Setup;
     // any thread
     std::atomic<bool> m_bCancel{false};
+    CMutex m_csSocket;  // a leaf lock, so that Cancel meets no other socket of the number of a closed one
+    bool m_bSocketOpen GUARDED_BY(m_csSocket) = true;
     // link thread only
     std::int32_t m_iCodec = 0;
     std::int32_t m_iWidth = 0;

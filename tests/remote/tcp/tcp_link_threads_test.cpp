@@ -109,6 +109,20 @@ TEST_F(TcpLink, ClosedDeviceKeepsNoSocket)
     EXPECT_EQ(OpenSockets(), before);
 }
 
+TEST_F(TcpLink, LinkThatHasEndedKeepsNoSocketThoughTheDeviceIsOpen)
+{
+    const auto device = MakeDevice();
+    const std::size_t before = OpenSockets();
+    OpenAndReply(*device);
+    m_Peer.SendFrame(2, "");
+    EXPECT_TRUE(m_Peer.ClientIsGone());
+    ASSERT_TRUE(m_Events.WaitFor("destroy"));
+    EXPECT_EQ(OpenSockets(), before + 1) << "the peer's";
+    EXPECT_EQ(device->GetStatus(), STATUS_OPEN);
+    device->LetGo();
+    device->Close();
+}
+
 TEST_F(TcpLink, FailedConnectLeavesTheStatusOpenAndGivesTheCellBack)
 {
     RemoveAllCells();
