@@ -54,6 +54,14 @@ struct CMuxer::File {
         if (context != nullptr && context->pb != nullptr) avio_closep(&context->pb);
         avformat_free_context(context);
     }
+    bool FlushWhenDue()
+    {
+        const auto now = std::chrono::steady_clock::now();
+        if (now - flushed < FLUSH_EVERY) return false;
+        flushed = now;
+        avio_flush(context->pb);
+        return true;
+    }
 };
 
 CMuxer::CMuxer() = default;
@@ -133,12 +141,7 @@ std::int32_t CMuxer::WritePacket(std::int32_t stream, const std::uint8_t* data, 
     packet.duration = 1;
     std::int32_t result = av_write_frame(m_pFile->context, &packet);
     av_packet_unref(&packet);
-    const auto now = std::chrono::steady_clock::now();
-    if (now - m_pFile->flushed >= FLUSH_EVERY) {
-        m_pFile->flushed = now;
-        avio_flush(m_pFile->context->pb);
-        if (result >= 0) result = m_pFile->context->pb->error;
-    }
+    if (m_pFile->FlushWhenDue() && result >= 0) result = m_pFile->context->pb->error;
     return result < 0 ? Fail(result) : result;
 }
 
@@ -157,6 +160,12 @@ void CMuxer::Flush()
 {
     const CAutoLock lock(m_csWrite);
     if (m_pFile != nullptr) avio_flush(m_pFile->context->pb);
+}
+
+void CMuxer::FlushWhenDue()
+{
+    const CAutoLock lock(m_csWrite);
+    if (m_pFile != nullptr) m_pFile->FlushWhenDue();
 }
 
 void CMuxer::Close()

@@ -36,6 +36,8 @@ class CMuxer
 
     /// Brings what was written to the disk.
     void Flush();
+    /// The same when half a second has passed since a write did, for whoever asks often.
+    void FlushWhenDue();
 
   private:
     struct File;

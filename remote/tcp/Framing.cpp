@@ -27,13 +27,16 @@ std::int32_t SendAll(SOCKET socket, const std::uint8_t* data, std::int32_t bytes
 }
 
 /// Reads exactly `bytes`: 1, or the result of the call that failed (0 when the peer has closed, -1).
-std::int32_t RecvAll(SOCKET socket, std::uint8_t* data, std::int32_t bytes)
+std::int32_t RecvAll(SOCKET socket, std::uint8_t* data, std::int32_t bytes,
+                     const std::function<void()>& whileWaiting)
 {
     for (std::int32_t read = 0; read < bytes;) {
         const ssize_t count = ::recv(socket, data + read, static_cast<std::size_t>(bytes - read), 0);
         if (count < 0 && errno == EINTR) continue;
-        if (count <= 0) return static_cast<std::int32_t>(count);
-        read += static_cast<std::int32_t>(count);
+        const bool late = count < 0 && errno == EAGAIN && whileWaiting;
+        if (count <= 0 && !late) return static_cast<std::int32_t>(count);
+        if (!late) read += static_cast<std::int32_t>(count);
+        if (read < bytes && whileWaiting) whileWaiting();
     }
     return 1;
 }
@@ -87,10 +90,10 @@ std::int32_t SendLinkFrame(SOCKET socket, const std::uint8_t* frame)
     return SendAll(socket, frame, GetFrameLength(frame));
 }
 
-std::int32_t RecvFrame(SOCKET socket, std::span<std::uint8_t> buffer)
+std::int32_t RecvFrame(SOCKET socket, std::span<std::uint8_t> buffer, const std::function<void()>& whileWaiting)
 {
     if (buffer.size() < FRAME_HEADER_BYTES) return 0;
-    const std::int32_t header = RecvAll(socket, buffer.data(), FRAME_HEADER_BYTES);
+    const std::int32_t header = RecvAll(socket, buffer.data(), FRAME_HEADER_BYTES, whileWaiting);
     if (header <= 0) {
         Tell("recv return %d ========================1111===========================", header);
         return 0;
@@ -101,7 +104,7 @@ std::int32_t RecvFrame(SOCKET socket, std::span<std::uint8_t> buffer)
         return 0;
     }
     const std::int32_t body = RecvAll(socket, buffer.data() + FRAME_HEADER_BYTES,
-                                      std::max(length, FRAME_HEADER_BYTES) - FRAME_HEADER_BYTES);
+                                      std::max(length, FRAME_HEADER_BYTES) - FRAME_HEADER_BYTES, whileWaiting);
     if (body <= 0) {
         Tell("recv return %d =======================333=============================", body);
         return 0;

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -31,7 +32,11 @@ std::int32_t SendLinkFrame(SOCKET socket, const std::uint8_t* frame);
 /// Reads a frame, its length field included, into `buffer`. The length field as it came: 1 to 3 and negative
 /// lengths have no body and are passed on. 0 on failure, for a length of 0, and for a frame longer than the
 /// buffer, of which nothing but the length field was read then. What failed is reported in the debugger output.
-std::int32_t RecvFrame(SOCKET socket, std::span<std::uint8_t> buffer);
+///
+/// `whileWaiting` is called whenever a frame has come in part, and each time that the socket's own limit for a
+/// read has passed, which ends the call when there is none.
+std::int32_t RecvFrame(SOCKET socket, std::span<std::uint8_t> buffer,
+                       const std::function<void()>& whileWaiting = {});
 
 /// A text, which has no terminator on the wire. The bytes sent, length field included; 0 on failure.
 std::int32_t SendTextFrame(SOCKET socket, std::string_view text);

@@ -69,6 +69,8 @@ void CTcpLink::Receive()
 {
     ASSERT_THREAD(m_pState->m_LinkThread);
     if (!Logon() || !OpenPicture()) return;
+    const timeval limit{WAIT_MS / 1000, 0};
+    setsockopt(m_socket, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
     while (m_pState->m_bRunning && !m_bCancel.load(std::memory_order_relaxed)) {
         pollfd readable = {m_socket, POLLIN, 0};
         const int ready = ::poll(&readable, 1, WAIT_MS);
@@ -116,7 +118,10 @@ bool CTcpLink::OpenPicture()
 bool CTcpLink::TakeFrame()
 {
     ASSERT_THREAD(m_pState->m_LinkThread);
-    const std::int32_t length = RecvFrame(m_socket, std::span(m_Buffer).first(LINK_FRAME_LIMIT));
+    // A peer may stand still in mid-frame for as long as it likes.
+    const std::int32_t length = RecvFrame(m_socket, std::span(m_Buffer).first(LINK_FRAME_LIMIT), [this] {
+        if (m_pState->m_pMuxer) m_pState->m_pMuxer->FlushWhenDue();
+    });
     if (length == 0) return false;
     CLinkCounters::Count(m_pCounters->datagrams);
     ServeFlags();
@@ -136,8 +141,8 @@ bool CTcpLink::TakeFrame()
 void CTcpLink::ServeFlags()
 {
     ASSERT_THREAD(m_pState->m_LinkThread);
-    // Each is looked at anew: what comes while one is served, from an observer of a stop for one, is served with
-    // this frame.
+    // Each is looked at anew: what comes while one is served, from an observer of a stop for one, is served
+    // with this frame.
     const auto asked = [this](std::uint32_t flag) { return (m_pState->m_nFlags & flag) != 0; };
     if (asked(FLAG_SNAPSHOT)) TakeSnapshot();
     if (asked(FLAG_STOP_RECORD)) StopRecord();

@@ -295,6 +295,28 @@ TEST_F(TcpRecording, StreamWithoutMediaHasItsPicturesOnTheDisk)
     device->Close();
 }
 
+TEST_F(TcpRecording, StreamThatStandsStillInMidFrameHasItsPicturesOnTheDisk)
+{
+    const auto device = MakeDevice();
+    OpenAndReply(*device);
+    device->StartRecord(0);
+    SendAndWait(0, 5);
+    m_Peer.SendBytes(Words({100000, 0}));
+    AwaitOnDisk(5);
+    EXPECT_EQ(device->GetCounters().datagrams, 5U) << "no frame has come";
+}
+
+TEST_F(TcpRecording, StreamThatTricklesHasItsPicturesOnTheDisk)
+{
+    const auto device = MakeDevice();
+    OpenAndReply(*device);
+    device->StartRecord(0);
+    SendAndWait(0, 5);
+    m_Peer.SendBytes(Words({100000, 0}));
+    AwaitOnDisk(5, [this] { m_Peer.SendBytes("x"); });
+    EXPECT_EQ(device->GetCounters().datagrams, 5U) << "no frame has come";
+}
+
 TEST_F(TcpRecording, StreamOfFramesWithoutATypeHasItsPicturesOnTheDisk)
 {
     const auto device = MakeDevice();
