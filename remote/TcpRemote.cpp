@@ -26,6 +26,11 @@ SOCKET Connect(const std::string& dottedAddress)
     return INVALID_SOCKET;
 }
 
+void GiveBackCell(CDeviceState& state)
+{
+    ReleaseCell(state.m_hRenderWnd.Exchange(HWND::Null));
+}
+
 }  // namespace
 
 CTcpRemote::CTcpRemote(std::int32_t mode, std::int32_t recordId)
@@ -53,19 +58,23 @@ void CTcpRemote::Open()
     Notify(this, "");
     GetState()->m_bRunning = true;
     SOCKET socket = INVALID_SOCKET;
+    const std::shared_ptr<CDeviceState> state = GetState();
     // Directory and device may keep the panels' thread for minutes.
     RunServing([&socket, endpoints = ReadEndpoints(), netAddress = m_strNetAddress] {
         socket = Connect(LookUpAddress(endpoints, netAddress));
     });
-    if (socket == INVALID_SOCKET) {
-        GiveBackCell();
+    // The container may have destroyed the device in the wait, by a call that it had queued.
+    const bool gone = state->m_pDevice == nullptr;
+    if (gone || socket == INVALID_SOCKET) {
+        if (socket != INVALID_SOCKET) closesocket(socket);
+        GiveBackCell(*state);
         return;
     }
     m_pCounters->firstPictureMs.store(-1, std::memory_order_relaxed);
     m_Setup.channel = m_iDevID;
     m_Setup.canRecord = CanRecord();
     if (!m_Threads.Start(std::make_shared<CTcpLink>(GetState(), m_pCounters, socket, m_Setup), "tcp link"))
-        GiveBackCell();
+        GiveBackCell(*state);
 }
 
 void CTcpRemote::LetGo()
@@ -88,9 +97,4 @@ IPtz* CTcpRemote::GetPtz()
     ASSERT_THREAD(m_PanelsThread);
     if (!m_pPtz) m_pPtz = std::make_shared<CRemotePtz>(m_strNetAddress, m_iDevID);
     return m_pPtz.get();
-}
-
-void CTcpRemote::GiveBackCell()
-{
-    ReleaseCell(GetState()->m_hRenderWnd.Exchange(HWND::Null));
 }

@@ -28,8 +28,8 @@ class CTcpRemote : public CRemote
     std::int32_t GetRecordID() const { return m_Setup.record; }
 
     /// Connects and starts the link thread, unless the device is open. The connect lasts for as long as the
-    /// system lets it, in which the calling thread serves what is sent to its windows. A device that can't be
-    /// reached stays open without a thread, until Close.
+    /// system lets it, in which the calling thread serves what RunServing says; the device may be destroyed
+    /// there. One that can't be reached stays open without a thread, until Close.
     void Open() override;
     /// Ends the link thread, for which it waits 3000 ms at most. A thread that a peer holds in the middle of a
     /// frame is left behind: it gives back what it holds when it ends, at the latest with the next Open.
@@ -54,8 +54,6 @@ class CTcpRemote : public CRemote
     std::string m_strNetAddress;  // the device's name or dotted address; a lookup doesn't change it
 
   private:
-    void GiveBackCell();
-
     TcpLinkSetup m_Setup;
     const std::shared_ptr<CLinkCounters> m_pCounters = std::make_shared<CLinkCounters>();
     CLinkThreads m_Threads;

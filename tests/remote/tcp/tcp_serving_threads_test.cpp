@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <sstream>
 #include <thread>
@@ -13,6 +14,7 @@
 #include "platform/windows/windows.h"
 #include "remote/ptz/RemotePtz.h"
 #include "remote/tcp/TextCommand.h"
+#include "render/CellPool.h"
 #include "tests/remote/directory/directory_support.h"
 #include "tests/remote/p2p/p2p_support.h"
 #include "tests/remote/tcp/tcp_support.h"
@@ -142,6 +144,43 @@ TEST_F(TcpServing, WhileADeviceIsCalled)
     EXPECT_TRUE(machine.WasAnsweredMeanwhile());
     EXPECT_EQ(device->GetStatus(), STATUS_OPEN);
     device->Close();
+}
+
+/// Leaves nothing of itself to be used afterwards.
+class CVanishingRemote final : public CTcpRemote
+{
+  public:
+    CVanishingRemote() : CTcpRemote(MODE_LIVE_MPEG4, -1) {}
+    static void operator delete(void* memory, std::size_t bytes)
+    {
+        std::memset(memory, 0xDD, bytes);
+        ::operator delete(memory);
+    }
+};
+
+TEST_F(TcpServing, ADestructionWhileTheDeviceIsCalled)
+{
+    RemoveAllCells();
+    AddCell(static_cast<HWND>(71));
+    auto device = std::make_unique<CVanishingRemote>();
+    const HWND window = RegisterWindow([&](std::uint32_t, WPARAM, LPARAM) -> LRESULT {
+        device.reset();
+        return 1;
+    });
+    CScriptedDirectory directory([&](int connection, const std::string&) {
+        SendMessageA(window, MESSAGE, 0, 0);
+        send(connection, "failed", 6, MSG_NOSIGNAL);
+    });
+    m_Folder.Write("config/system.ini", "[System]\r\nDirectoryServer=127.0.0.1\r\nDirectoryPort=" +
+                                            std::to_string(directory.m_Endpoints.directoryPort) + "\r\n");
+    device->m_strNetAddress = m_Peer.Address();
+    device->SetRenderWnd(TakeFreeCell());
+    device->Open();
+    EXPECT_EQ(device, nullptr);
+    EXPECT_TRUE(m_Peer.Accept().empty()) << "the connection is closed and brought no request";
+    EXPECT_FALSE(IsCellUsed(static_cast<HWND>(71)));
+    UnregisterWindow(window);
+    RemoveAllCells();
 }
 
 TEST_F(TcpServing, WhileACameraIsSteered)
