@@ -26,7 +26,6 @@ constexpr std::int32_t REPLY_BYTES = 24;
 constexpr std::int32_t REPLY_TYPE = 1;
 constexpr std::int32_t TYPE_VIDEO = 0;
 constexpr std::int32_t TYPE_NOTHING = 1;
-constexpr int WAIT_MS = 1000;
 
 std::int32_t Word(const std::uint8_t* data)
 {
@@ -69,11 +68,11 @@ void CTcpLink::Receive()
 {
     ASSERT_THREAD(m_pState->m_LinkThread);
     if (!Logon() || !OpenPicture()) return;
-    const timeval limit{WAIT_MS / 1000, 0};
+    const timeval limit{LINK_WAIT_MS / 1000, 0};
     setsockopt(m_socket, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
     while (m_pState->m_bRunning && !m_bCancel.load(std::memory_order_relaxed)) {
         pollfd readable = {m_socket, POLLIN, 0};
-        const int ready = ::poll(&readable, 1, WAIT_MS);
+        const int ready = ::poll(&readable, 1, LINK_WAIT_MS);
         if (ready < 0 && errno != EINTR) return;
         if (ready > 0 && !TakeFrame()) return;
         if (ready == 0) FlushRecording();

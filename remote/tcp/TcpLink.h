@@ -27,6 +27,9 @@ inline constexpr std::int32_t MODE_LIVE_H264 = 3;
 /// The longest frame of a stream.
 inline constexpr std::int32_t LINK_FRAME_LIMIT = 262144;
 
+/// How long a link waits for a frame before it looks whether it is to end, milliseconds.
+inline constexpr int LINK_WAIT_MS = 1000;
+
 struct TcpLinkSetup {
     std::int32_t mode = MODE_LIVE_H264;
     std::int32_t record = -1;   // the record to play, in MODE_PLAYBACK

@@ -68,6 +68,7 @@ TEST_F(TcpClosing, StreamThatFlowsEndsAtOnce)
 
 TEST_F(TcpClosing, StreamThatIsSilentEndsWithinASecond)
 {
+    EXPECT_EQ(LINK_WAIT_MS, 1000);
     // With some time for the end of its thread.
     EXPECT_LT(ShortestClose(1500ms, [] {}), 1500ms);
 }
