@@ -5,7 +5,10 @@
 #include <sqlite3.h>
 
 #include <filesystem>
+#include <functional>
+#include <regex>
 #include <string>
+#include <vector>
 
 #include "model/NodeModel.h"
 #include "model/settings/GlobalSetting.h"
@@ -16,7 +19,6 @@ namespace
 {
 
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 
 class RecordFolder : public CRecordTest
@@ -126,6 +128,15 @@ class FullDrives : public RecordFolder
             AddRecord("cam1", m_Folder.System(name));
         }
     }
+    // Level, writer and text of each line of the log.
+    static std::vector<std::string> Told(const std::string& log)
+    {
+        std::vector<std::string> lines;
+        const std::regex line(R"((\w+) RecordFolder\.cpp\((\w+), \d+\): ([^\r]*)\r\n)");
+        for (std::sregex_iterator found(log.begin(), log.end(), line), end; found != end; ++found)
+            lines.push_back(found->str(1) + " " + found->str(2) + ": " + found->str(3));
+        return lines;
+    }
     int FilesLeft() const
     {
         int count = 0;
@@ -159,21 +170,23 @@ TEST_F(FullDrives, LoseAllRecordsWhenThatMakesNoRoom)
     EXPECT_THAT(Query("select id from record"), IsEmpty());
 }
 
-// Counts the passes: each question about the space of the last drive is one look at the drives.
-class CRoomAfter final : public IDriveSource
+// Counts the passes: each question about the space of the last drive is one look at the drives. `onLook` is
+// told its number, from 1 on, and may answer otherwise.
+class CCountedLooks final : public IDriveSource
 {
   public:
-    CRoomAfter(IDriveSource& below, std::string last, int looks)
-        : m_Below(below), m_strLast(std::move(last)), m_iFullLooks(looks)
+    using OnLook = std::function<void(int look, std::uint64_t& freeBytes)>;
+    CCountedLooks(IDriveSource& below, std::string last, OnLook onLook)
+        : m_Below(below), m_strLast(std::move(last)), m_OnLook(std::move(onLook))
     {
         m_pFormer = SetDriveSource(this);
     }
-    ~CRoomAfter() override { SetDriveSource(m_pFormer); }
+    ~CCountedLooks() override { SetDriveSource(m_pFormer); }
     std::vector<Drive> GetDrives() override { return m_Below.GetDrives(); }
     bool GetSpace(const std::string& hostPath, std::uint64_t& freeBytes, std::uint64_t& totalBytes) override
     {
         if (!m_Below.GetSpace(hostPath, freeBytes, totalBytes)) return false;
-        if (hostPath.starts_with(m_strLast) && ++m_iLooks > m_iFullLooks) freeBytes = 3000ULL << 20;
+        if (hostPath.starts_with(m_strLast)) m_OnLook(++m_iLooks, freeBytes);
         return true;
     }
     int m_iLooks = 0;
@@ -181,18 +194,35 @@ class CRoomAfter final : public IDriveSource
   private:
     IDriveSource& m_Below;
     const std::string m_strLast;
-    const int m_iFullLooks;
+    const OnLook m_OnLook;
     IDriveSource* m_pFormer;
 };
+
+CCountedLooks::OnLook RoomAfter(int fullLooks)
+{
+    return [fullLooks](int look, std::uint64_t& freeBytes) {
+        if (look > fullLooks) freeBytes = 3000ULL << 20;
+    };
+}
 
 TEST_F(FullDrives, LoseTheOldestTenAndAreLookedAtAnew)
 {
     AddFiles(13);
-    CRoomAfter drives(m_Drives, DriveFolder('e'), 1);
+    CCountedLooks drives(m_Drives, DriveFolder('e'), RoomAfter(1));
     EXPECT_EQ(GetFolderName("cam1", ExampleTime()), "E:\\\\DVR Files\\cam1\\13-01-15\\");
     EXPECT_EQ(drives.m_iLooks, 2);
     EXPECT_EQ(FilesLeft(), 3);
     EXPECT_THAT(Query("select id from record"), ElementsAre("11", "12", "13"));
+}
+
+TEST_F(FullDrives, AreLookedAtWithTheSettingsOfThatMoment)
+{
+    AddFiles(25);
+    const CCountedLooks drives(m_Drives, DriveFolder('e'), [this](int look, std::uint64_t& /*freeBytes*/) {
+        if (look == 2) m_Setting.m_iHdfAction = 1;
+    });
+    EXPECT_EQ(GetFolderName("cam1", ExampleTime()), "E:\\\\DVR Files\\cam1\\13-01-15\\");
+    EXPECT_EQ(FilesLeft(), 5) << "the second look still removed, the third did not";
 }
 
 TEST_F(FullDrives, FileThatCannotBeRemovedLosesItsRowAndIsLogged)
@@ -204,9 +234,12 @@ TEST_F(FullDrives, FileThatCannotBeRemovedLosesItsRowAndIsLogged)
     EXPECT_EQ(GetFolderName("cam1", ExampleTime()), "");
     EXPECT_THAT(Query("select id from record"), IsEmpty());
     EXPECT_TRUE(std::filesystem::exists(m_Folder.Path("folder.avi")));
-    EXPECT_THAT(told.Text(), HasSubstr("can't remove file,error = 2"));
-    EXPECT_THAT(told.Text(), HasSubstr("Remove File Failed: filename=" + m_Folder.System("not there.avi")));
-    EXPECT_THAT(told.Text(), HasSubstr("GetFolderName"));
+    EXPECT_THAT(
+        Told(told.Text()),
+        ElementsAre("Message GetFolderName: can't remove file,error = 2\n",
+                    "Message GetFolderName: Remove File Failed: filename=" + m_Folder.System("not there.avi"),
+                    "Message GetFolderName: can't remove file,error = 21\n",
+                    "Message GetFolderName: Remove File Failed: filename=" + m_Folder.System("folder.avi")));
 }
 
 TEST_F(FullDrives, RowsThatStayEndTheSearchAndAreLogged)
@@ -216,8 +249,9 @@ TEST_F(FullDrives, RowsThatStayEndTheSearchAndAreLogged)
     Query("create trigger hold before delete on record begin select raise(abort, 'held'); end");
     EXPECT_EQ(GetFolderName("cam1", ExampleTime()), "");
     EXPECT_THAT(Query("select id from record"), ElementsAre("1", "2"));
-    EXPECT_THAT(told.Text(), HasSubstr("Delete File From Database Failed: id=1"));
-    EXPECT_THAT(told.Text(), HasSubstr("Delete File From Database Failed: id=2"));
+    EXPECT_THAT(Told(told.Text()),
+                ElementsAre("Message GetFolderName: Delete File From Database Failed: id=1",
+                            "Message GetFolderName: Delete File From Database Failed: id=2"));
 }
 
 // A table of others may hold rows that no number finds.
@@ -228,7 +262,7 @@ TEST_F(FullDrives, RowsThatStayThoughTheirStatementSucceededEndTheSearch)
         "create table record(id integer, name text, file_path text, date integer, time integer, "
         "length integer, type integer)");
     AddFiles(3);
-    CRoomAfter drives(m_Drives, DriveFolder('e'), 20);
+    CCountedLooks drives(m_Drives, DriveFolder('e'), RoomAfter(20));
     EXPECT_EQ(GetFolderName("cam1", ExampleTime()), "");
     EXPECT_THAT(Query("select id from record"), ElementsAre("NULL", "NULL", "NULL"));
 }
@@ -248,7 +282,7 @@ TEST_F(FullDrives, TwentyThousandRowsAreRemovedTenAtATime)
     for (int i = 0; i < 20000; ++i)
         Query("insert into record values(NULL, 'c', '" + m_Folder.System("none.avi") + "', 1, 1, 1, 1)");
     Query("commit");
-    CRoomAfter drives(m_Drives, DriveFolder('e'), 1);
+    CCountedLooks drives(m_Drives, DriveFolder('e'), RoomAfter(1));
     EXPECT_NE(GetFolderName("cam1", ExampleTime()), "");
     EXPECT_THAT(Query("select count(*), min(id) from record"), ElementsAre("19990|11"));
 }

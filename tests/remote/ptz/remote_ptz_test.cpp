@@ -59,7 +59,7 @@ std::string AsFrame(const std::string& text)
 class RemotePtz : public testing::Test
 {
   protected:
-    CControlPeer m_Device{CONTROL_PORT};
+    CControlPeer m_Device{10060};
 };
 
 TEST_F(RemotePtz, EachMovementSendsItsTextAndTheChannel)

@@ -6,7 +6,6 @@
 
 #include "platform/os/paths.h"
 #include "remote/ptz/RemotePtz.h"
-#include "remote/tcp/TextCommand.h"
 #include "render/CellPool.h"
 #include "tests/remote/tcp/tcp_support.h"
 #include "tests/support/file_limit.h"
@@ -420,7 +419,7 @@ TEST_F(TcpLink, RequestsSurviveCloseAndOpen)
 TEST_F(TcpLink, PtzIsMadeOnceForTheSavedAddress)
 {
     const auto device = MakeDevice();
-    CControlPeer control(CONTROL_PORT);
+    CControlPeer control(10060);
     IPtz* const ptz = device->GetPtz();
     ASSERT_NE(ptz, nullptr);
     device->m_strNetAddress = "127.63.255.250";

@@ -21,7 +21,7 @@
 class CStreamPeer
 {
   public:
-    CStreamPeer() : m_Listen(DATA_PORT) {}
+    CStreamPeer() : m_Listen(10061) {}
     ~CStreamPeer() { HangUp(); }
     CStreamPeer(const CStreamPeer&) = delete;
     CStreamPeer& operator=(const CStreamPeer&) = delete;
