@@ -69,13 +69,13 @@ constexpr StepForm STEP_FORMS[] = {{'M', PathStep::EKind::Move, 2},  {'L', PathS
                                    {'R', PathStep::EKind::Box, 4},   {'Z', PathStep::EKind::Close, 0}};
 
 /// What stops the parse. Never leaves this file.
-struct CFault {
+struct ParseFault {
     std::string text;
 };
 
 [[noreturn]] void Fail(std::string text)
 {
-    throw CFault{std::move(text)};
+    throw ParseFault{std::move(text)};
 }
 
 std::string Quoted(std::string_view text)
@@ -435,7 +435,7 @@ bool ParseTheme(std::string_view text, CTheme& theme, ThemeError& error)
     try {
         theme = parser.Parse(text);
         return true;
-    } catch (const CFault& fault) {
+    } catch (const ParseFault& fault) {
         error = {parser.Line(), fault.text};
         return false;
     }

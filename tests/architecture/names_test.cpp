@@ -203,6 +203,47 @@ TEST(NamesTest, ClassesBearACOrAnI)
     EXPECT_THAT(faults, ElementsAre("a.h: class Wall"));
 }
 
+// A struct of the house with a C but without a function: an aggregate, which bears no prefix. The indentation
+// tells where it ends.
+class CAggregates
+{
+  public:
+    void Check(const std::string& file, const std::string& line, Faults& faults)
+    {
+        static const std::regex declared(R"(^(\s*)struct (?:\w+::)?(C[A-Z][a-z]\w*) \{)");
+        std::smatch match;
+        if (std::regex_match(line, match, declared)) {
+            m_strEnd = match[1].str() + "}";
+            m_strName = match[2];
+            return;
+        }
+        if (m_strName.empty()) return;
+        if (line.starts_with(m_strEnd) && !IsListed(m_strName)) faults.push_back(file + ": " + m_strName);
+        const std::string code = WithoutGuards(line.substr(0, line.find("//")));
+        if (line.starts_with(m_strEnd) || code.find('(') != std::string::npos) m_strName.clear();
+    }
+
+  private:
+    std::string m_strName;  // of the struct whose fields are read; empty outside of one
+    std::string m_strEnd;
+};
+
+TEST(NamesTest, AggregatesBearNoPrefix)
+{
+    CAggregates house;
+    const auto check = [&house](const std::string& file, const std::string& line, Faults& faults) {
+        house.Check(file, line, faults);
+    };
+    EXPECT_THAT(CheckLines(HOUSE, check), IsEmpty());
+    Faults faults;
+    CAggregates aggregates;
+    for (const char* const line :
+         {"struct CRow {", "    std::string text;  // (of the row)", "    bool read GUARDED_BY(lock) = false;",
+          "};", "struct CScope {", "    ~CScope();", "};", "struct Row {", "    int width = 0;", "};"})
+        aggregates.Check("a.h", line, faults);
+    EXPECT_THAT(faults, ElementsAre("a.h: CRow"));
+}
+
 // A type of the recorder with the house's prefix, or a name with a tag. An interface is one there too.
 void CheckRecorder(const std::string& file, const std::string& line, Faults& faults)
 {
