@@ -94,9 +94,11 @@ void LiveSource::Run()
 // Until it fails, is to end, or had a single image. A file that lies elsewhere is played at its pace and
 // restarted; what its server, or this machine, was late with isn't made up for beyond MOST_LATE. Where it
 // grows, its pictures would be older after each time: there it is, until the next one has to be waited for.
+// What had gone from it isn't waited for either: meanwhile as much would go again.
 void LiveSource::Play(AvInput& input)
 {
     constexpr milliseconds MOST_LATE{500};
+    constexpr milliseconds MOST_LEFT_OUT{1'000};
     auto begun = Clock::now();
     bool makesUp = false;
     PictureTimes times(m_PictureSeconds);
@@ -117,7 +119,11 @@ void LiveSource::Play(AvInput& input)
             const bool hasNone = makesUp && now - asked > MOST_LATE;
             makesUp = late && input.Grows() && !hasNone;
             if (late && !makesUp) begun += now - due;
-            if (!Wait(due)) return;
+            const auto lasts = std::chrono::duration<double>(input.Lasts());
+            if (input.Grows() && due - now > MOST_LEFT_OUT + lasts)
+                begun -= due - now;
+            else if (!Wait(due))
+                return;
         }
         Publish(input.Frame());
     }

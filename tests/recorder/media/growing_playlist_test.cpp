@@ -81,11 +81,12 @@ class GrowingPlaylistTest : public testing::Test, protected IPackets
                                               "-hls_list_size 0 -hls_segment_filename " +
                                                   m_Folder.Path("s%d.ts")));
     }
-    // The playlist has so many segments now, and no end unless said.
-    void Tell(int segments, const std::string& end = "") const
+    // The playlist has segments up to this one now, and no end unless said.
+    void Tell(int segments, const std::string& end = "", int first = 0) const
     {
-        std::string text = "#EXTM3U\n#EXT-X-VERSION:3\n#EXT-X-TARGETDURATION:1\n#EXT-X-MEDIA-SEQUENCE:0\n";
-        for (int i = 0; i < segments; ++i)
+        std::string text = "#EXTM3U\n#EXT-X-VERSION:3\n#EXT-X-TARGETDURATION:1\n#EXT-X-MEDIA-SEQUENCE:" +
+                           std::to_string(first) + "\n";
+        for (int i = first; i < segments; ++i)
             text += "#EXTINF:1.0,\ns" + std::to_string(i) + ".ts\n";
         m_Folder.Write("new", text + end);
         std::filesystem::rename(m_Folder.Path("new"), m_Folder.Path("live.m3u8"));
@@ -213,6 +214,17 @@ TEST_F(GrowingPlaylistTest, GoesOnAtItsPaceWhereNoMoreOfItWasThere)
     Tell(6);
     // A segment's pictures would come at once.
     EXPECT_GE(Took(104, 124), 10 * PICTURE);
+}
+
+// Whoever waits for it finds that by then as much has gone again.
+TEST_F(GrowingPlaylistTest, WhatHasGoneFromTheListIsNotWaitedFor)
+{
+    Tell(3);
+    const auto source = Open();
+    ASSERT_TRUE(Comes(72));
+    constexpr int FIRST = 6;  // three seconds later
+    Tell(8, "", FIRST);
+    EXPECT_LT(Took(72, 100), seconds(3));
 }
 
 // As of those that make it anew for each who asks.
