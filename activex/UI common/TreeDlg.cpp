@@ -63,15 +63,21 @@ CFolder* GetModelRoot()
     return model != nullptr ? model->GetRoot() : nullptr;
 }
 
-// Every channel beneath `node`, if that is a folder.
+// Every channel beneath `node`, if that is a folder. The work on one may wait and serve the container, which may
+// take nodes of the tree down, or all of it.
 template <typename Work>
 void ForEachRemote(CNode* node, Work work)
 {
     auto* const folder = dynamic_cast<CFolder*>(node);
     if (folder == nullptr) return;
+    std::vector<CRemote*> remotes;
     CCompositeIterator walk(folder->CreateIterator());
     for (; walk.HasNext(); walk.Next()) {
-        if (auto* const remote = dynamic_cast<CRemote*>(walk.CurrentItem())) work(*remote);
+        if (auto* const remote = dynamic_cast<CRemote*>(walk.CurrentItem())) remotes.push_back(remote);
+    }
+    for (CRemote* const remote : remotes) {
+        CNodeModel* const model = CNodeModel::GetInstance();
+        if (model != nullptr && model->Contains(remote)) work(*remote);
     }
 }
 

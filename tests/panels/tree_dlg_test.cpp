@@ -159,6 +159,29 @@ TEST_F(TreeDlgTest, OpenAllOpensChannelsOverP2PWithoutWindowsAndUsesTheirCells)
     EXPECT_TRUE(IsCellUsed(HWND{72}));
 }
 
+/// In whose wait the container takes the whole tree down.
+class CTakenDownChannel final : public CChannel
+{
+  public:
+    using CChannel::CChannel;
+    void Open() override
+    {
+        CChannel::Open();
+        CNodeModel::GetInstance()->DeleteRoot();
+    }
+};
+
+TEST_F(TreeDlgTest, OpenAllEndsWithTheTreeThatIsTakenDownMeanwhile)
+{
+    CFolder* const root = CNodeModel::GetInstance()->GetRoot();
+    for (const char* const name : {"a", "b"})
+        root->Add(new CTakenDownChannel(name), nullptr);
+    ShowDialog();
+    Command(TREE_COMMAND_OPEN_TREE);
+    EXPECT_THAT(TreeCalls(), ElementsAre("open a 0", "deleted a", "deleted b"));
+    EXPECT_FALSE(Item({0}).isValid());
+}
+
 TEST_F(TreeDlgTest, OpenAllAndCloseAllLeaveThoseThatAreOpenOrClosedAlready)
 {
     AddStation();
