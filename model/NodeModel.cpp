@@ -8,6 +8,7 @@
 #include <thread>
 #include <utility>
 
+#include "inc/EntryCheck.h"
 #include "inc/LogLine.h"
 #include "inc/Mutex.h"
 #include "model/settings/GlobalSetting.h"
@@ -43,6 +44,7 @@ ModelState& State()
 // A database that can't be opened is tried again at each use, and told once.
 void TellFault(const std::string& fault) REQUIRES(State().instanceLock)
 {
+    ASSERT_HELD(State().instanceLock);
     if (std::exchange(State().told, fault) != fault) LogFault("CNodeModel::GetInstance", fault);
 }
 
@@ -50,6 +52,7 @@ void TellFault(const std::string& fault) REQUIRES(State().instanceLock)
 // file that can't serve. One to which another process writes just now does, and the panels don't wait for that.
 void TellUnusable(sqlite3* database, const std::string& path) REQUIRES(State().instanceLock)
 {
+    ASSERT_HELD(State().instanceLock);
     const int result = sqlite3_exec(database, "select 1 from record limit 1", nullptr, nullptr, nullptr);
     if (result == SQLITE_OK || result == SQLITE_BUSY) return;
     TellFault(path + ": " + sqlite3_errmsg(database) + "; records are not kept, and the file is left as it is");
@@ -117,6 +120,7 @@ void CNodeModel::DestroyInstance()
 
 bool CNodeModel::OpenDatabase() REQUIRES(State().instanceLock)
 {
+    ASSERT_HELD(State().instanceLock);
     const std::string path = GetModuleDirectory() + "dvr.db";
     sqlite3* database = nullptr;
     const int result = sqlite3_open(HostPath(path).c_str(), &database);

@@ -9,6 +9,7 @@ extern "C" {
 #include <chrono>
 
 #include "inc/CxLog.h"
+#include "inc/EntryCheck.h"
 #include "inc/LogLine.h"
 #include "platform/os/paths.h"
 
@@ -148,6 +149,7 @@ std::int32_t CMuxer::WritePacket(std::int32_t stream, const std::uint8_t* data, 
 /// Counts a failure, and tells the log of the first one: never a line for each picture.
 std::int32_t CMuxer::Fail(std::int32_t result)
 {
+    ASSERT_HELD(m_csWrite);
     if (m_ulFailures++ == 0) {
         char reason[AV_ERROR_MAX_STRING_SIZE] = {};
         av_strerror(result, reason, sizeof reason);

@@ -63,8 +63,8 @@ CFolder* GetModelRoot()
     return model != nullptr ? model->GetRoot() : nullptr;
 }
 
-// Every channel beneath `node`, if that is a folder. The work on one may wait and serve the container, which may
-// take nodes of the tree down, or all of it.
+// Every channel beneath `node`, if that is a folder. The work on one may wait and serve the container, which
+// may take nodes of the tree down, or all of it.
 template <typename Work>
 void ForEachRemote(CNode* node, Work work)
 {

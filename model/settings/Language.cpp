@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "inc/EntryCheck.h"
 #include "inc/LogLine.h"
 #include "inc/Mutex.h"
 #include "model/settings/SystemSettings.h"
@@ -32,6 +33,7 @@ constexpr std::uint32_t TEXT_SIZE = 1024;  // bytes with the terminator
 
 CLanguage* CLanguage::Create(std::string path) REQUIRES(State().lock)
 {
+    ASSERT_HELD(State().lock);
     static CLanguage instance;
     if (CIniText ini; !ReadIniFile(path, ini)) {
         const char* const fault = PathFileExistsA(path) ? " can't be read" : " is missing";

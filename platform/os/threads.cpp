@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "inc/EntryCheck.h"
 #include "inc/Mutex.h"
 #include "platform/os/module_count.h"
 #include "platform/os/waiting.h"
@@ -28,6 +29,7 @@ namespace
 
 void ReleaseObject(WAITABLE* object) REQUIRES(g_csWait)
 {
+    ASSERT_HELD(g_csWait);
     if (--object->references == 0) delete object;
 }
 

@@ -3,6 +3,7 @@
 #include <utility>
 #include <vector>
 
+#include "inc/EntryCheck.h"
 #include "inc/Mutex.h"
 #include "platform/windows/answering.h"
 
@@ -28,6 +29,7 @@ thread_local QueueOwner t_Owner;
 
 void Answer(SentMessage& message, LRESULT result) REQUIRES(g_csWait)
 {
+    ASSERT_HELD(g_csWait);
     message.result = result;
     message.done = true;
     message.sender->changed.notify_one();

@@ -12,6 +12,7 @@
 #include <string>
 #include <utility>
 
+#include "inc/EntryCheck.h"
 #include "inc/LogLine.h"
 #include "inc/Mutex.h"
 
@@ -23,6 +24,7 @@ CMutex g_csDisplays;
 // Never destroyed: errors of other displays arrive until the process ends.
 std::multiset<Display*>& Displays() REQUIRES(g_csDisplays)
 {
+    ASSERT_HELD(g_csDisplays);
     // A new display may get the address of one that is just leaving.
     static auto& displays = *new std::multiset<Display*>;
     return displays;
@@ -41,6 +43,7 @@ class CDisplayHandlers
     // Unless one of ours is there.
     static void PutInFront() REQUIRES(g_csDisplays)
     {
+        ASSERT_HELD(g_csDisplays);
         const Handler present = Set(m_Ours[0].handler);
         if (std::ranges::find(m_Ours, present, &Ours::handler) != m_Ours.end()) {
             Set(present);
@@ -56,6 +59,7 @@ class CDisplayHandlers
     // The former one comes back, unless somebody else's is in front of ours.
     static void TakeAway() REQUIRES(g_csDisplays)
     {
+        ASSERT_HELD(g_csDisplays);
         const Handler present = Set(m_Ours[0].handler);
         const auto front = std::ranges::find(m_Ours, present, &Ours::handler);
         if (front != m_Ours.end()) front->stands = false;
@@ -114,6 +118,7 @@ void LeaveDisplay(Display* display)
 CMutex g_csFailure;
 std::string& Failure() REQUIRES(g_csFailure)
 {
+    ASSERT_HELD(g_csFailure);
     static auto& failure = *new std::string;
     return failure;
 }

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstring>
 
+#include "inc/EntryCheck.h"
 #include "inc/Mutex.h"
 
 namespace
@@ -132,6 +133,7 @@ class CMemorySurface : public IOffscreenSurface
     // Pixels that nobody shows any more. What a window releases is seen here by the thread that presented.
     PixelsPointer TakeFree() REQUIRES(m_csPixels)
     {
+        ASSERT_HELD(m_csPixels);
         const auto free =
             std::ranges::find_if(m_Former, [](const auto& former) { return former.use_count() == 1; });
         if (free == m_Former.end()) return MakePixels(m_pPixels->width, m_pPixels->height);

@@ -113,8 +113,8 @@ class CProcessGuard final : public testing::EmptyTestEventListener
     rlim_t m_FileLimit = 0;
 };
 
-// A death test starts the program anew: a mere fork of a program that has threads may find a lock taken for ever.
-// Set by the run, as the runner's own settings are made after this file's.
+// A death test starts the program anew: a mere fork of a program that has threads may find a lock taken for
+// ever. Set by the run, as the runner's own settings are made after this file's.
 class CDeathTestsStartAnew final : public testing::Environment
 {
   public:

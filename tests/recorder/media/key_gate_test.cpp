@@ -116,6 +116,16 @@ TEST(KeyGateTest, APlaceThatIsSkippedCountsForTheNextPicture)
     EXPECT_TRUE(gate.Due(53));
 }
 
+TEST(KeyGateTest, APlaceWhosePictureWasTheLatestWhenSomebodyAskedIsOver)
+{
+    KeyGate gate(RATE, 0, 1);
+    for (int64_t picture = 0; picture <= 75; ++picture)
+        gate.Coded(picture, picture == 0 || picture == 25);
+    gate.Want();
+    EXPECT_FALSE(gate.Due(76));
+    EXPECT_TRUE(gate.Due(100));
+}
+
 TEST(KeyGateTest, AChannelsKeyPicturesOutOfTurnComeAtItsOwnPlaceInTheSecond)
 {
     constexpr uint32_t PLACE = 18;  // of the last of four channels
